@@ -1,0 +1,107 @@
+#include "zandrel/classification/zeResult_set.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "zandrel/knowledge/zeNode.h"
+
+namespace {
+
+std::uintptr_t address_of(const void* identity) {
+    return reinterpret_cast<std::uintptr_t>(identity);
+}
+
+// Score descending, then name descending. The id settles what is left, inner nodes of one name,
+// so that the order never depends on addresses.
+bool is_better(const zeResult& left, const zeResult& right) {
+    if (left.score != right.score) {
+        return left.score > right.score;
+    }
+    if (left.node->m_concept != right.node->m_concept) {
+        return right.node->m_concept < left.node->m_concept;
+    }
+    return left.node->m_node_id < right.node->m_node_id;
+}
+
+// Of two leaves of one category with one score the older stays, in every run.
+bool survives_before(const zeResult& left, const zeResult& right) {
+    if (greater_cat(left, right)) {
+        return true;
+    }
+    return !greater_cat(right, left) && left.node->m_node_id < right.node->m_node_id;
+}
+
+void clear_duplicates(std::vector<zeResult>& results) {
+    const zeNode* survivor = results.front().node;
+    for (std::size_t i = 1; i < results.size(); ++i) {
+        if (results[i].node->identity() == survivor->identity()) {
+            results[i] = zeResult();
+        } else {
+            survivor = results[i].node;
+        }
+    }
+}
+
+void erase_cleared(std::vector<zeResult>& results) {
+    std::size_t i = 0;
+    while (i < results.size()) {
+        if (results[i].node != nullptr) {
+            ++i;
+        } else {
+            results[i] = results.back();
+            results.pop_back();
+        }
+    }
+}
+
+}  // namespace
+
+bool greater_cat(const zeResult& left, const zeResult& right) {
+    const std::uintptr_t left_address = address_of(left.node->identity());
+    const std::uintptr_t right_address = address_of(right.node->identity());
+    return left_address > right_address ||
+           (left_address == right_address && left.score > right.score);
+}
+
+void zeResult_set::add(zeNode* node, double score) {
+    results.push_back({node, score});
+    sorted = false;
+    deduplicated = false;
+}
+
+int zeResult_set::count() const noexcept {
+    const int held = static_cast<int>(results.size());
+    return max_results < 0 ? held : std::min(held, max_results);
+}
+
+zeResult& zeResult_set::get_result(int rank) {
+    if (!deduplicated) {
+        eliminate_duplicated_results();
+    }
+    if (sort_results && !sorted) {
+        sort_best_first();
+    }
+    return results[static_cast<std::size_t>(rank)];
+}
+
+void zeResult_set::eliminate_duplicated_results() {
+    deduplicated = true;
+    if (results.size() < 2) {
+        return;
+    }
+    std::sort(results.begin(), results.end(), survives_before);
+    clear_duplicates(results);
+    erase_cleared(results);
+    sorted = false;
+}
+
+void zeResult_set::sort_best_first() {
+    if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
+        const auto end_of_wanted = results.begin() + max_results;
+        std::partial_sort(results.begin(), end_of_wanted, results.end(), is_better);
+        results.erase(end_of_wanted, results.end());
+    } else {
+        std::sort(results.begin(), results.end(), is_better);
+    }
+    sorted = true;
+}

@@ -1,0 +1,65 @@
+// zeResult_set: what a classification yields.
+#ifndef ZANDREL_CLASSIFICATION_ZERESULT_SET_H_
+#define ZANDREL_CLASSIFICATION_ZERESULT_SET_H_
+
+#include <vector>
+
+#include "zandrel/export.h"
+
+struct zeNode;
+
+// One category and its score, 0..1 in a walk as long as classifiers yield factors of at most 1.
+struct zeResult {
+    zeNode* node = nullptr;  // BORROWS: a node of the physical tree
+    double score = 0.0;
+};
+
+// A ranked set of results, each category once. The caller makes it and so chooses how good and how
+// many results it wants:
+//
+//     zeResult_set results(0.1, 3);
+//     workflow->classify(msg, results, true, false);
+//     for (int rank = 0; rank < results.count(); ++rank) { use(results.get_result(rank)); }
+//
+// Duplicates are removed and results sorted when the first one is asked for, best first and, among
+// equal scores, the greatest name first. `count()` before that may still count duplicates: ask for
+// `eliminate_duplicated_results()` first where the number matters.
+class ZANDREL_EXPORT zeResult_set {
+public:
+    // `wanted_threshold`: results below it are not wanted; one at it must be above 0.
+    // `wanted_results`: how many are wanted; negative for all, 0 for none.
+    zeResult_set(double wanted_threshold, int wanted_results)
+        : threshold(wanted_threshold), max_results(wanted_results) {}
+
+    // Whether a score is good enough: above the threshold, or equal to it and above 0.
+    bool accepts(double score) const noexcept {
+        return score > threshold || (score == threshold && score > 0.0);
+    }
+
+    // Appends a result, whatever its score.
+    void add(zeNode* node, double score);
+    // The number of results, at most `max_results` unless that is negative.
+    int count() const noexcept;
+    // The result at a rank, from 0. The first call removes duplicates, sorts, and erases for good
+    // what goes past `max_results`.
+    // REQUIRES: 0 <= rank < count().   VALID UNTIL: the next change of the set.
+    zeResult& get_result(int rank);
+    // Keeps the best result of each category. The order afterwards is arbitrary.
+    void eliminate_duplicated_results();
+
+    std::vector<zeResult> results;
+    double threshold;
+    bool sorted = true;
+    bool sort_results = true;  // `get_result` sorts
+    bool deduplicated = false;
+    int max_results;
+
+private:
+    void sort_best_first();
+};
+
+// Orders results for finding duplicates: by identity of the node, as an address, descending; for
+// one identity by score, descending.
+ZANDREL_EXPORT bool greater_cat(const zeResult& left, const zeResult& right);
+
+#endif  // ZANDREL_CLASSIFICATION_ZERESULT_SET_H_

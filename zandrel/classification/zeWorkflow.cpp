@@ -1,0 +1,156 @@
+// The best-first walk of a message down the tree.
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <algorithm>
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+int g_ClassifyCount = 0;
+
+namespace {
+
+// One entry of the frontier: a node and the product of the scores on the way to it.
+struct Node_score {
+    zeNode* node;
+    double score;
+
+    // The highest score is taken first and, among equals, the greatest name.
+    bool operator<(const Node_score& other) const noexcept {
+        return score < other.score ||
+               (score == other.score && node->m_concept < other.node->m_concept);
+    }
+};
+
+// What is known but not yet expanded: a binary heap, so that the best path always comes next.
+class Frontier {
+public:
+    bool empty() const noexcept { return m_heap.empty(); }
+
+    const Node_score& best() const noexcept { return m_heap.front(); }
+
+    void push(const Node_score& entry) {
+        m_heap.push_back(entry);
+        std::push_heap(m_heap.begin(), m_heap.end());
+    }
+
+    void pop() {
+        std::pop_heap(m_heap.begin(), m_heap.end());
+        m_heap.pop_back();
+    }
+
+private:
+    std::vector<Node_score> m_heap;
+};
+
+// Whether the set has all the results that its caller wants, duplicates not counted.
+bool is_full(zeResult_set& results, int wanted) {
+    if (wanted < 0 || results.count() < wanted) {
+        return false;
+    }
+    if (!results.deduplicated) {
+        results.eliminate_duplicated_results();
+    }
+    return results.count() >= wanted;
+}
+
+// One walk of one message. The classifier's answers go on the frontier from the best down; they
+// are sorted, so the first that cannot pass ends them.
+class Walk {
+public:
+    Walk(zeMsg& msg, double threshold, bool use_thresholds)
+        : m_msg(msg), m_threshold(threshold), m_use_thresholds(use_thresholds) {}
+
+    void expand(zeClassifier& classifier, const Node_score& from) {
+        // A factor below this could not reach the threshold after multiplication.
+        zeResult_set answers(m_threshold / from.score, -1);
+        classifier.classify(m_msg, answers, from.score, m_use_thresholds);
+        ++g_ClassifyCount;
+        if (!answers.deduplicated) {
+            answers.eliminate_duplicated_results();
+        }
+        for (int rank = 0; rank < answers.count(); ++rank) {
+            const zeResult& answer = answers.get_result(rank);
+            const double product = from.score * answer.score;
+            // The threshold that counts is that of the node being expanded.
+            if (product == 0.0 || product < m_threshold || product < from.node->m_threshold) {
+                break;
+            }
+            frontier.push({answer.node, product});
+        }
+    }
+
+    Frontier frontier;
+
+private:
+    zeMsg& m_msg;
+    double m_threshold;
+    bool m_use_thresholds;
+};
+
+}  // namespace
+
+zeWorkflow::zeWorkflow(zeManager* manager) : m_manager(manager), m_root(manager->m_root) {
+    if (m_root == nullptr) {
+        throw qtX<zeWorkflow>(0, "Root classifier does not exist");
+    }
+}
+
+void zeWorkflow::classify(zeMsg& msg, zeResult_set& results, bool skip_no_score,
+                          bool use_thresholds) {
+    const double threshold = results.threshold;
+    const int wanted = results.max_results;
+    if (wanted == 0) {
+        return;
+    }
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Walk walk(msg, threshold, use_thresholds);
+    walk.frontier.push({m_root, 1.0});
+    while (!walk.frontier.empty()) {
+        const Node_score best = walk.frontier.best();
+        zeClassifier* const classifier = tree->get_classifier(best.node);
+        if (best.score == 0.0 || best.score < threshold) {
+            return;
+        }
+        walk.frontier.pop();
+        if (!skip_no_score || !best.node->is_no_score()) {
+            if (results.accepts(best.score)) {
+                results.add(best.node, best.score);
+            }
+            if (is_full(results, wanted)) {
+                return;
+            }
+        }
+        if (classifier != nullptr) {
+            walk.expand(*classifier, best);
+        }
+    }
+}
+
+std::vector<Node_stack_elem> zeWorkflow::start_node(zeNode* node) {
+    zeNode* const start = node == nullptr ? m_root : node;
+    std::vector<Node_stack_elem> stack;
+    if (start != nullptr) {
+        stack.push_back({start, 0, false});
+    }
+    return stack;
+}
+
+void zeWorkflow::next(std::vector<Node_stack_elem>& stack) {
+    while (!stack.empty()) {
+        Node_stack_elem& top = stack.back();
+        if (!top.started) {
+            top.started = true;
+            top.next_child = 0;
+        }
+        if (top.next_child < top.node->m_children.size()) {
+            zeNode* const child = top.node->m_children[top.next_child++];
+            stack.push_back({child, 0, false});
+            return;
+        }
+        stack.pop_back();
+    }
+}

@@ -1,0 +1,125 @@
+// Concept: the interned handle of a term, and the hash that tables of concepts use.
+#ifndef ZANDREL_FOUNDATION_CONCEPT_H_
+#define ZANDREL_FOUNDATION_CONCEPT_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/qtString.h"
+
+// A handle to a term, one word wide. All handles of one text point at one shared record in a
+// dictionary that the whole process shares, so two concepts are equal exactly when they point at
+// the same record, and equality never compares text.
+//
+// The record counts its handles and goes with the last of them. The dictionary itself lives to the
+// end of the process, since static objects hold handles too. The empty text has a record of its
+// own, which stands for "no concept" and never goes; a default-constructed handle points at it.
+//
+// Threads: neither the dictionary nor the counts are locked. All use of concepts in a process,
+// through whatever engine object, is one thread's at a time.
+class ZANDREL_EXPORT Concept {
+public:
+    // The concept of the empty text.
+    Concept() noexcept : m_record(empty_record()) {}
+
+    Concept(const Concept& other) noexcept : m_record(other.m_record) { ++m_record->count; }
+
+    Concept(Concept&& other) noexcept : m_record(other.m_record) {
+        other.m_record = empty_record();
+    }
+
+    Concept& operator=(const Concept& other) noexcept {
+        Concept(other).swap(*this);
+        return *this;
+    }
+
+    Concept& operator=(Concept&& other) noexcept {
+        swap(other);
+        return *this;
+    }
+
+    ~Concept() {
+        if (--m_record->count == 0) {
+            remove_record(m_record);
+        }
+    }
+
+    // The handle for a text, which may hold any bytes.
+    // RAISES: std::bad_alloc; std::length_error for a text of 4 GiB or more.
+    // COST: one look-up in the dictionary; an allocation for a text that it does not hold.
+    static Concept insert(const qtString& text) { return insert_view(text.view()); }
+
+    static Concept insert_view(std::string_view text);
+
+    // VALID UNTIL: the last handle of this text goes. A zero byte stands behind the last one.
+    const char* c_str() const noexcept { return m_record->bytes(); }
+
+    std::string_view view() const noexcept { return {m_record->bytes(), m_record->length}; }
+
+    qtString text() const { return qtString(view()); }
+
+    bool empty() const noexcept { return m_record->length == 0; }
+
+    // The hash value of the text. It serves tables in memory alone: it is not part of any format.
+    std::uint32_t hash() const noexcept { return m_record->hash; }
+
+    // The record's address: equal for equal concepts, different for different ones.
+    const void* identity() const noexcept { return m_record; }
+
+    void swap(Concept& other) noexcept { std::swap(m_record, other.m_record); }
+
+    bool operator==(const Concept& other) const noexcept { return m_record == other.m_record; }
+
+    bool operator!=(const Concept& other) const noexcept { return m_record != other.m_record; }
+
+    // Text order, so that a std::map or std::set of concepts is walked the same way in every run.
+    bool operator<(const Concept& other) const noexcept {
+        return m_record != other.m_record && compare_text(view(), other.view()) < 0;
+    }
+
+    // How many different texts have a record now, the empty text not counted.
+    static std::size_t dictionary_size() noexcept;
+
+private:
+    friend class Concept_dictionary;
+
+    // Stands in front of the text's bytes and a zero byte, in one block.
+    struct Record {
+        std::uint32_t hash;
+        std::uint32_t length;  // of the text, in bytes
+        std::size_t count;     // handles of this record
+        Record* next;          // in the same bucket of the dictionary
+
+        const char* bytes() const noexcept { return reinterpret_cast<const char*>(this + 1); }
+
+        char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+    };
+
+    explicit Concept(Record* record) noexcept : m_record(record) { ++m_record->count; }
+
+    struct Empty_record {
+        Record record;
+        char end;  // the empty text's zero byte
+    };
+
+    static Record* empty_record() noexcept { return &s_empty.record; }
+
+    // Takes a record without handles out of the dictionary and frees it.
+    static void remove_record(Record* record) noexcept;
+
+    // Constant initialised and never destroyed, so that it serves static objects of any file. Its
+    // count starts at 1 and so never comes to 0.
+    static Empty_record s_empty;
+
+    Record* m_record;  // never null
+};
+
+// Hashes a concept by the value that is stored in its record.
+struct ConceptHash {
+    std::size_t operator()(const Concept& concept_) const noexcept { return concept_.hash(); }
+};
+
+#endif  // ZANDREL_FOUNDATION_CONCEPT_H_

@@ -1,0 +1,61 @@
+// process_assert: what is called when an invariant of the engine is broken.
+#ifndef ZANDREL_FOUNDATION_PROCESS_ASSERT_H_
+#define ZANDREL_FOUNDATION_PROCESS_ASSERT_H_
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/qtX.h"
+
+// A broken invariant, raised by the default handler: the message is the text of the expression.
+class ZANDREL_EXPORT qtxAssert : public qtxAll {
+public:
+    static constexpr int kCategory = 1;
+    static constexpr int kSeverity = 3;
+
+    // REQUIRES: `file` and `function` are string literals or live as long.
+    qtxAssert(const char* expression, const char* file, int line, const char* function)
+        : qtxAll(expression, kCategory, kSeverity),
+          m_file(file),
+          m_line(line),
+          m_function(function) {}
+
+    qtxAssert(const qtxAssert&) = default;
+    qtxAssert& operator=(const qtxAssert&) = default;
+    ~qtxAssert() override;
+
+    const char* file() const noexcept { return m_file; }
+
+    int line() const noexcept { return m_line; }
+
+    const char* function() const noexcept { return m_function; }
+
+private:
+    const char* m_file;
+    int m_line;
+    const char* m_function;
+};
+
+// Gets a broken invariant: the fixed text of its expression and where it stands. It must not
+// return: the code behind a broken invariant is not fit to go on. If it does return, qtxAssert is
+// raised all the same.
+using Assert_handler = void (*)(const char* expression, const char* file, int line,
+                                const char* function);
+
+// Calls the handler. The default handler raises qtxAssert, so that a damaged file cannot end the
+// caller's process.
+[[noreturn]] ZANDREL_EXPORT void process_assert(const char* expression, const char* file, int line,
+                                                const char* function);
+
+// Replaces the handler for the whole process and returns the one before; null stands for the
+// default.
+ZANDREL_EXPORT Assert_handler set_assert_handler(Assert_handler handler) noexcept;
+
+// Holds `condition`; `text` is the fixed text of the invariant, part of the interface, so it does
+// not follow how the condition is written.
+#define ZANDREL_ASSERT(condition, text)                         \
+    do {                                                        \
+        if (!(condition)) {                                     \
+            process_assert(text, __FILE__, __LINE__, __func__); \
+        }                                                       \
+    } while (false)
+
+#endif  // ZANDREL_FOUNDATION_PROCESS_ASSERT_H_

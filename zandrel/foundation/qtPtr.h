@@ -1,0 +1,119 @@
+// qtPtrLight: the counted pointer by which the engine shares objects.
+#ifndef ZANDREL_FOUNDATION_QTPTR_H_
+#define ZANDREL_FOUNDATION_QTPTR_H_
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace Zandrel {
+
+// What all pointers to one object share.
+struct Ptr_block {
+    std::size_t uses;
+    void (*destroy)(void* object);
+    void* object;  // as the type that `destroy` knows
+};
+
+}  // namespace Zandrel
+
+// A counted pointer of two words, the count block and the object; null by default. The last
+// pointer to an object deletes it, as the type that the first pointer was made with, so that a
+// pointer may be copied and dropped where `T` is only declared, and a pointer to a derived class
+// may become one to its base.
+//
+// Counts are plain integers: all pointers to one object belong to one thread at a time.
+template <class T>
+class qtPtrLight {
+public:
+    qtPtrLight() noexcept = default;
+
+    qtPtrLight(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor): stands for null
+
+    // OWNS: `object`, which may be null. If no count block can be had, the object is deleted and
+    // std::bad_alloc passes on.
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    explicit qtPtrLight(U* object) {
+        if (object != nullptr) {
+            std::unique_ptr<U> guard(object);
+            m_block =
+                new Zandrel::Ptr_block{1, [](void* made) { delete static_cast<U*>(made); }, object};
+            m_object = guard.release();
+        }
+    }
+
+    qtPtrLight(const qtPtrLight& other) noexcept
+        : m_block(other.m_block), m_object(other.m_object) {
+        add_use();
+    }
+
+    qtPtrLight(qtPtrLight&& other) noexcept
+        : m_block(std::exchange(other.m_block, nullptr)),
+          m_object(std::exchange(other.m_object, nullptr)) {}
+
+    // Implicit, as the conversion of the bare pointers is.
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    qtPtrLight(const qtPtrLight<U>& other) noexcept  // NOLINT(google-explicit-constructor)
+        : m_block(other.m_block), m_object(other.m_object) {
+        add_use();
+    }
+
+    qtPtrLight& operator=(const qtPtrLight& other) noexcept {
+        qtPtrLight(other).swap(*this);
+        return *this;
+    }
+
+    qtPtrLight& operator=(qtPtrLight&& other) noexcept {
+        qtPtrLight(std::move(other)).swap(*this);
+        return *this;
+    }
+
+    ~qtPtrLight() { drop_use(); }
+
+    T* get() const noexcept { return m_object; }
+
+    T& operator*() const noexcept { return *m_object; }
+
+    T* operator->() const noexcept { return m_object; }
+
+    bool IsNull() const noexcept { return m_object == nullptr; }
+
+    explicit operator bool() const noexcept { return m_object != nullptr; }
+
+    // How many pointers share the object; 0 for null.
+    std::size_t use_count() const noexcept { return m_block == nullptr ? 0 : m_block->uses; }
+
+    void reset() noexcept { qtPtrLight().swap(*this); }
+
+    void swap(qtPtrLight& other) noexcept {
+        std::swap(m_block, other.m_block);
+        std::swap(m_object, other.m_object);
+    }
+
+    bool operator==(const qtPtrLight& other) const noexcept { return m_object == other.m_object; }
+
+    bool operator!=(const qtPtrLight& other) const noexcept { return m_object != other.m_object; }
+
+private:
+    template <class U>
+    friend class qtPtrLight;
+
+    void add_use() noexcept {
+        if (m_block != nullptr) {
+            ++m_block->uses;
+        }
+    }
+
+    void drop_use() noexcept {
+        if (m_block != nullptr && --m_block->uses == 0) {
+            m_block->destroy(m_block->object);
+            delete m_block;
+        }
+    }
+
+    Zandrel::Ptr_block* m_block = nullptr;
+    T* m_object = nullptr;
+};
+
+#endif  // ZANDREL_FOUNDATION_QTPTR_H_

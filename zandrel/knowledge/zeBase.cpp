@@ -1,0 +1,12 @@
+#include "zandrel/knowledge/zeBase.h"
+
+#include "zandrel/knowledge/zeManager.h"
+
+zeBase::zeBase(zeManager* manager) : m_manager(manager) {
+    if (m_manager != nullptr) {
+        m_id = ++m_manager->m_last_object_id;
+        m_manager->RegisterObject(this);
+    }
+}
+
+zeBase::~zeBase() = default;

@@ -1,0 +1,39 @@
+// zeBase: the root of everything that a knowledge container stores under an object id.
+#ifndef ZANDREL_KNOWLEDGE_ZEBASE_H_
+#define ZANDREL_KNOWLEDGE_ZEBASE_H_
+
+#include "zandrel/export.h"
+
+class zeManager;
+
+// Types of nodes and of the objects that sit on them.
+enum : unsigned int {
+    ZE_LEAF = 0,  // a category; no classifier; registered in the finder
+    ZE_RULE = 1,  // the node's classifier is a zeSwitcher
+    ZE_STAT = 2,  // the node's classifier is a zeStat_matcher
+};
+
+// What zeStat_storage::GetType returns: an object type, never a node's.
+constexpr unsigned int kStorageObjectType = 3;
+
+// An object with an id. With a manager it takes the manager's next id and enters the manager's
+// registry, which from then on owns it: it goes by zeManager::Release and not by `delete`. Without
+// a manager it is nobody's but its maker's and has the id 0.
+class ZANDREL_EXPORT zeBase {
+public:
+    zeBase(const zeBase&) = delete;
+    zeBase& operator=(const zeBase&) = delete;
+    // Does not take the object out of the registry: zeManager::Release does, before it deletes.
+    virtual ~zeBase();
+
+    virtual unsigned int GetType() const = 0;
+
+    zeManager* m_manager;   // BORROWS: may be null
+    unsigned int m_id = 0;  // 0 without a manager
+    bool m_dirty = true;    // changed since it was last written
+
+protected:
+    explicit zeBase(zeManager* manager);
+};
+
+#endif  // ZANDREL_KNOWLEDGE_ZEBASE_H_

@@ -1,0 +1,81 @@
+#include "zandrel/knowledge/zeManager.h"
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+zeManager::zeManager()
+    : m_logical_tree(new zeLogicalTree(this)),
+      m_physical_tree(new zePhysicalTree(this)),
+      m_objects(kInitialBuckets) {}
+
+zeManager::~zeManager() {
+    Release();
+}
+
+void zeManager::RegisterObject(zeBase* object) {
+    m_objects[object->m_id] = object;
+}
+
+void zeManager::UnregisterObject(zeBase* object) {
+    m_objects.erase(object->m_id);
+}
+
+void zeManager::Release(zeBase* object) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(object)) {
+        UnregisterObject(matcher->m_storage);
+        delete matcher->m_storage;
+    }
+    UnregisterObject(object);
+    delete object;
+}
+
+void zeManager::Release() {
+    m_io.reset();
+    for (const auto& [id, object] : m_objects) {
+        delete object;
+    }
+    m_objects.clear();
+    m_last_object_id = 0;
+    m_root = nullptr;
+    m_logical_tree->Clear();
+    m_physical_tree->Clear();
+}
+
+unsigned int zeManager::ReadOnDemand() const {
+    return 0;  // Without a file all classifiers are in memory.
+}
+
+zeClassifier* zeManager::GetRootClassifier() {
+    return m_root == nullptr ? nullptr : m_physical_tree->get_classifier(m_root);
+}
+
+void zeManager::GetAllCats(std::set<Concept>& cats, bool all) {
+    cats.clear();
+    for (const auto& [id, node] : m_physical_tree->m_nodes) {
+        if (all || !node.is_no_score()) {
+            cats.insert(node.m_concept);
+        }
+    }
+}
+
+qtPtrLight<zeWorkflow> zeManager::GetWorkflow() {
+    return qtPtrLight<zeWorkflow>(new zeWorkflow(this));
+}
+
+void zeManager::check_interrupt() {
+    if (m_progress != nullptr) {
+        zeInterrupts(m_progress);
+    }
+}
+
+void zeInterrupts(CTProgress* progress) {
+    if (progress->IsInterrupted()) {
+        throw qtX<zeWorkflow>(2, "Process interrupted");
+    }
+}

@@ -1,0 +1,98 @@
+// zeManager: the top object of a knowledge container.
+#ifndef ZANDREL_KNOWLEDGE_ZEMANAGER_H_
+#define ZANDREL_KNOWLEDGE_ZEMANAGER_H_
+
+#include <set>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/persistence/zeDefaults.h"
+
+class zeClassifier;
+class zeIO;
+class zeLogicalTree;
+class zePhysicalTree;
+class zeStat_storage;
+class zeWorkflow;
+struct zeNode;
+
+// A knowledge container: the two trees, the settings, and the registry of the objects that are in
+// memory, which it owns. Everything that needs the container as a whole goes through it.
+//
+// A new manager is empty. `Release()` makes it empty again, and it may then be used anew.
+//
+// Threads: one manager, with all that hangs from it, serves one thread at a time. Only its progress
+// object may be touched by another, to ask for an interruption.
+class ZANDREL_EXPORT zeManager {
+public:
+    zeManager();
+    zeManager(const zeManager&) = delete;
+    zeManager& operator=(const zeManager&) = delete;
+    // Does what `Release()` does, in whatever state the manager is.
+    ~zeManager();
+
+    // Registry of objects. zeBase enters each object that is made with this manager.
+    void RegisterObject(zeBase* object);
+    // Takes an object out and leaves it untouched.  REQUIRES: not null.
+    void UnregisterObject(zeBase* object);
+    // Takes an object out and deletes it; with a zeStat_matcher goes its storage.
+    // REQUIRES: not null.
+    void Release(zeBase* object);
+    // Empties the container: all objects, both trees, ids start anew. Settings, version and flags
+    // keep their values. Workflows and node pointers taken before may no longer be used.
+    void Release();
+
+    // How many classifiers the container holds in memory at once; 0 if there is no such bound and
+    // all of them are.
+    unsigned int ReadOnDemand() const;
+
+    // The root's classifier, or null.
+    zeClassifier* GetRootClassifier();
+    // The root's statistical model.
+    // RAISES: qtX<zeManager> 1 "Root classifier is not set" or "Root classifier is not statistic".
+    zeStat_storage* GetRootStorage();
+    // Replaces `cats` by the names of all nodes, or of those that are scored.
+    void GetAllCats(std::set<Concept>& cats, bool all);
+
+    // Makes a classifier and sets it on the node. The node must have none.
+    // RAISES: qtX<zeManager> 0 "Invalid classifier type" (argument: the type) for a type that no
+    // classifier has.
+    zeClassifier* AddClassifier(zeNode* node, unsigned int type);
+    // zePhysicalTree::delete_classifier.
+    void DelClassifier(zeNode* node);
+
+    // Starts a new container with a statistical root of that name.
+    qtPtrLight<zeWorkflow> InitWorkflow(Concept& name);
+    // A new workflow on this manager.
+    // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" without a root.
+    qtPtrLight<zeWorkflow> GetWorkflow();
+
+    // zeInterrupts on the current operation's progress object, if there is one.
+    void check_interrupt();
+
+    unsigned int m_last_object_id = 0;  // the last object id given out
+    zeNode* m_root = nullptr;           // root of the physical tree; null in an empty container
+    zeDefaults m_defaults;              // copied by each new statistical model
+    qtPtrLight<zeLogicalTree> m_logical_tree;
+    qtPtrLight<zePhysicalTree> m_physical_tree;
+    qtPtrLight<zeIO> m_io;         // null until the container was read or written
+    unsigned short m_version = 2;  // of the tree records
+    bool m_modified = true;        // has changes that no file holds
+    bool m_compact = false;        // can classify but not train
+    bool m_compat55 = false;       // nodes have names of their own beside their categories
+    hash_map<unsigned int, zeBase*> m_objects;  // OWNS: all objects in memory, by id
+    CTProgress* m_progress = nullptr;           // BORROWS: the current operation's, or null
+
+private:
+    zeClassifier* make_statistical_classifier(zeNode* node);
+};
+
+// Raises qtX<zeWorkflow> 2 "Process interrupted" if the progress object asks for it.
+// REQUIRES: not null.
+ZANDREL_EXPORT void zeInterrupts(CTProgress* progress);
+
+#endif  // ZANDREL_KNOWLEDGE_ZEMANAGER_H_

@@ -1,0 +1,61 @@
+#include "zandrel/knowledge/zeNode.h"
+
+#include <algorithm>
+
+#include "zandrel/knowledge/zeBase.h"
+
+int zeNode::find_child(const zeNode* child) const {
+    const auto found = std::find(m_children.begin(), m_children.end(), child);
+    return found == m_children.end() ? -1 : static_cast<int>(found - m_children.begin());
+}
+
+bool zeNode::add_child(zeNode* child) {
+    if (child == nullptr || find_child(child) >= 0) {
+        return false;
+    }
+    m_children.push_back(child);
+    child->m_parent = this;
+    return true;
+}
+
+bool zeNode::remove_child(zeNode* child) {
+    const auto found = std::find(m_children.begin(), m_children.end(), child);
+    if (found == m_children.end()) {
+        return false;
+    }
+    child->m_parent = nullptr;
+    *found = m_children.back();
+    m_children.pop_back();
+    return true;
+}
+
+bool zeNode::replace_child(zeNode* old_child, zeNode* new_child) {
+    return remove_child(old_child) && add_child(new_child);
+}
+
+void zeNode::remove_all_children() {
+    for (zeNode* child : m_children) {
+        child->m_parent = nullptr;
+    }
+    m_children.clear();
+}
+
+void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) {
+    nodes.insert(this);
+    for (zeNode* child : m_children) {
+        child->get_subtree(nodes);
+    }
+}
+
+void zeNode::get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) {
+    if (m_classifier_id != 0) {
+        nodes.insert(this);
+    }
+    for (zeNode* child : m_children) {
+        child->get_subtree_classifiers(nodes);
+    }
+}
+
+const void* zeNode::identity() const noexcept {
+    return m_classifier_type == ZE_LEAF ? m_concept.identity() : this;
+}

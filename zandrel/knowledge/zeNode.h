@@ -1,0 +1,56 @@
+// zeNode: one node of the physical tree.
+#ifndef ZANDREL_KNOWLEDGE_ZENODE_H_
+#define ZANDREL_KNOWLEDGE_ZENODE_H_
+
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+
+class zeClassifier;
+
+// A category or an inner node. zePhysicalTree makes and owns it; its address stays as long as its
+// entry there lives, and all other pointers to nodes are borrowed.
+struct ZANDREL_EXPORT zeNode {
+    // Bits of `m_flags`.
+    static constexpr unsigned char NoScore = 1;  // not a result where only scored nodes are wanted
+    static constexpr unsigned char Junk = 2;     // a category that learning's averages leave out
+
+    explicit zeNode(const Concept& name) : m_concept(name) {}
+
+    // Index of a child, -1 if it is none.  COST: linear in the children, as that of the next four.
+    int find_child(const zeNode* child) const;
+    // Appends a child and sets its parent; false, changing nothing, for null or a present child.
+    bool add_child(zeNode* child);
+    // Unlinks a child; the last child moves into its place. False if it is absent.
+    bool remove_child(zeNode* child);
+    // `remove_child`, then `add_child`: the new child goes to the end. False if either fails; the
+    // old child stays removed if only the second does.
+    bool replace_child(zeNode* old_child, zeNode* new_child);
+    // Unlinks all children; they stay in the tree.
+    void remove_all_children();
+
+    // Adds this node and all below it to `nodes`.
+    void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes);
+    // The same walk, adding only nodes that have a classifier, in memory or not.
+    void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes);
+
+    // What makes two nodes one result: the concept for a leaf, the node itself for any other, so
+    // that one category counts once wherever it stands in the tree.
+    const void* identity() const noexcept;
+
+    bool is_no_score() const noexcept { return (m_flags & NoScore) != 0; }
+
+    unsigned int m_node_id = 0;            // key in the tree, from 1
+    Concept m_concept;                     // name of the category or of the inner node
+    zeClassifier* m_classifier = nullptr;  // BORROWS: null also when it is merely not in memory
+    unsigned int m_classifier_id = 0;      // object id of the node's classifier; 0 for none
+    unsigned char m_classifier_type = 0;   // ZE_LEAF, ZE_RULE or ZE_STAT
+    unsigned char m_flags = 0;
+    double m_threshold = 0.0;         // least score at which a walk goes on below this node
+    zeNode* m_parent = nullptr;       // null at the root
+    std::vector<zeNode*> m_children;  // in the order of adding, disturbed by removal
+};
+
+#endif  // ZANDREL_KNOWLEDGE_ZENODE_H_

@@ -1,0 +1,181 @@
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/trace.h"
+#include "zandrel/knowledge/zeManager.h"
+
+namespace {
+
+const Trace_file s_trace_file("zePhysicalTree.cpp");
+
+}  // namespace
+
+zePhysicalTree::zePhysicalTree(zeManager* manager)
+    : m_nodes(kInitialBuckets), m_finder(kInitialBuckets), m_manager(manager) {}
+
+zeNode* zePhysicalTree::GetNode(unsigned int id) {
+    const auto entry = m_nodes.find(id);
+    return entry == m_nodes.end() ? nullptr : &entry->second;
+}
+
+const std::vector<zeNode*>& zePhysicalTree::GetLeafNodes(const Concept& category) const {
+    static const std::vector<zeNode*> no_leaves;
+    const auto entry = m_finder.find(category);
+    return entry == m_finder.end() ? no_leaves : entry->second;
+}
+
+zeNode* zePhysicalTree::MakeNode(const Concept& name, unsigned int type, unsigned int flags,
+                                 double threshold) {
+    zeNode made(name);
+    made.m_node_id = ++m_last_node_id;
+    made.m_classifier_type = static_cast<unsigned char>(type);
+    made.m_flags = static_cast<unsigned char>(flags);
+    made.m_threshold = threshold;
+    const auto pp = m_nodes.emplace(m_last_node_id, std::move(made));
+    ZANDREL_ASSERT(pp.second, "pp.second");
+    zeNode* const node = &pp.first->second;
+    try {
+        if (type == ZE_LEAF) {
+            AddFinder(node);
+        } else {
+            m_manager->AddClassifier(node, type);
+        }
+    } catch (...) {
+        m_nodes.erase(pp.first);
+        throw;
+    }
+    return node;
+}
+
+void zePhysicalTree::AddFinder(zeNode* node) {
+    std::vector<zeNode*>& leaves = m_finder[node->m_concept];
+    if (leaves.empty()) {
+        leaves.reserve(1);  // the usual single entry then costs one word
+    }
+    leaves.push_back(node);
+}
+
+void zePhysicalTree::DelFinder(zeNode* node) {
+    const auto entry = m_finder.find(node->m_concept);
+    if (entry == m_finder.end()) {
+        return;
+    }
+    std::vector<zeNode*>& leaves = entry->second;
+    const auto found = std::find(leaves.begin(), leaves.end(), node);
+    if (found != leaves.end()) {
+        *found = leaves.back();
+        leaves.pop_back();
+    }
+    if (leaves.empty()) {
+        m_finder.erase(entry);
+    }
+}
+
+zeClassifier* zePhysicalTree::get_classifier(zeNode* node) {
+    return node->m_classifier;
+}
+
+void zePhysicalTree::release_classifier(zeNode* node, zeIO* /*io*/) {
+    if (node->m_classifier == nullptr) {
+        return;
+    }
+    tracef(s_trace_file, kTraceDebug, "Removing classifier from cache %s: %s", "",
+           node->m_concept.c_str());
+    m_manager->Release(node->m_classifier);
+    node->m_classifier = nullptr;
+}
+
+void zePhysicalTree::set_classifier(zeNode* node, zeClassifier* classifier) {
+    node->m_classifier = classifier;
+    node->m_classifier_id = classifier == nullptr ? 0 : classifier->m_id;
+    ChangeType(node, classifier == nullptr ? ZE_LEAF : classifier->GetType());
+}
+
+void zePhysicalTree::delete_classifier(zeNode* node) {
+    zeClassifier* const classifier = get_classifier(node);
+    if (classifier == nullptr) {
+        return;
+    }
+    node->remove_all_children();
+    m_manager->Release(classifier);
+    node->m_classifier = nullptr;
+    node->m_classifier_id = 0;
+    ChangeType(node, ZE_LEAF);
+}
+
+bool zePhysicalTree::is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg) {
+    if (parent->m_classifier_type == ZE_LEAF) {
+        return true;
+    }
+    if (parent->m_classifier_type == ZE_STAT) {
+        return false;
+    }
+    // A copied node has its type before its classifier; without one no way is open.
+    zeClassifier* const classifier = get_classifier(parent);
+    return classifier == nullptr || classifier->is_cat_blocked(child, msg);
+}
+
+void zePhysicalTree::SetName(zeNode* node, const Concept& name) {
+    if (node->m_concept == name) {
+        return;
+    }
+    const bool is_leaf = node->m_classifier_type == ZE_LEAF;
+    if (is_leaf) {
+        DelFinder(node);
+    }
+    node->m_concept = name;
+    if (is_leaf) {
+        AddFinder(node);
+    }
+}
+
+void zePhysicalTree::ChangeType(zeNode* node, unsigned int type) {
+    if (node->m_classifier_type == type) {
+        return;
+    }
+    if (node->m_classifier_type == ZE_LEAF) {
+        DelFinder(node);
+    }
+    node->m_classifier_type = static_cast<unsigned char>(type);
+    if (type == ZE_LEAF) {
+        AddFinder(node);
+        node->m_flags = static_cast<unsigned char>(node->m_flags & ~zeNode::NoScore);
+    } else {
+        node->m_flags = static_cast<unsigned char>(node->m_flags | zeNode::NoScore);
+    }
+}
+
+void zePhysicalTree::DeleteCat(zeNode* node) {
+    if (node->m_classifier_type == ZE_LEAF) {
+        DelFinder(node);
+    }
+    m_nodes.erase(node->m_node_id);
+}
+
+zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
+                                    std::map<zeNode*, zeNode*>& mapping) {
+    zeNode made(*source);
+    made.m_node_id = ++m_last_node_id;
+    made.m_classifier_id = 0;
+    made.m_classifier = nullptr;
+    made.m_parent = new_parent;
+    zeNode* const copy = &m_nodes.insert_or_assign(m_last_node_id, std::move(made)).first->second;
+    if (copy->m_classifier_type == ZE_LEAF) {
+        AddFinder(copy);
+    }
+    mapping[source] = copy;
+    for (zeNode*& child : copy->m_children) {
+        child = CopySubTree(child, copy, mapping);
+    }
+    return copy;
+}
+
+void zePhysicalTree::Clear() {
+    m_nodes.clear();
+    m_finder.clear();
+    m_last_node_id = 0;
+}

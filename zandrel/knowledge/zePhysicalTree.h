@@ -1,0 +1,80 @@
+// zePhysicalTree: the tree that classification walks.
+#ifndef ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_
+#define ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_
+
+#include <map>
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/knowledge/zeNode.h"
+
+class zeIO;
+class zeManager;
+class zeMsg;
+
+// The nodes of a knowledge container by id, the leaf nodes of each category, and the one way to
+// the classifier at a node. A zeManager makes it and holds it by a counted pointer.
+//
+// It owns the nodes and not the classifiers: those belong to the manager's registry. Erasing a
+// node frees neither its children nor its classifier. Node ids are not used again until `Clear`.
+//
+// Errors: none of its own but the assertion of `MakeNode`; operations on what is absent do nothing.
+// Threads: one at a time, classification included, since fetching a classifier may load it.
+class ZANDREL_EXPORT zePhysicalTree {
+public:
+    // BORROWS: `manager`, which must outlive this.
+    explicit zePhysicalTree(zeManager* manager);
+    zePhysicalTree(const zePhysicalTree&) = delete;
+    zePhysicalTree& operator=(const zePhysicalTree&) = delete;
+
+    // The node of an id, or null.
+    zeNode* GetNode(unsigned int id);
+    // The leaf nodes of a category; one shared empty list if there are none.
+    // VALID UNTIL: a leaf of this category comes or goes.
+    const std::vector<zeNode*>& GetLeafNodes(const Concept& category) const;
+    // Makes a node with the next id. A type other than ZE_LEAF makes its classifier too. Parent
+    // and children are left to the caller. If the classifier cannot be made, no node stays.
+    // RAISES: what zeManager::AddClassifier raises.
+    zeNode* MakeNode(const Concept& name, unsigned int type, unsigned int flags, double threshold);
+    // Enters a leaf in the list of its category; nothing prevents a second entry.
+    void AddFinder(zeNode* node);
+    // Takes a leaf out of that list; the last entry moves into its place.
+    void DelFinder(zeNode* node);
+
+    // The node's classifier, or null if it has none. Every reader of a classifier comes this way,
+    // since one may be out of memory.
+    zeClassifier* get_classifier(zeNode* node);
+    // Drops a classifier from memory; its id stays at the node. Changes are lost without `io`.
+    void release_classifier(zeNode* node, zeIO* io);
+    // Attaches a classifier, or null, and gives the node its type.
+    void set_classifier(zeNode* node, zeClassifier* classifier);
+    // Deletes the node's classifier for good and makes the node a leaf without children; nothing
+    // happens to a node without a classifier.
+    void delete_classifier(zeNode* node);
+    // Whether the way from `parent` to `child` is closed for this message. Below a leaf it always
+    // is, below a statistical node never.
+    bool is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg);
+
+    // Renames a node, and moves a leaf to its new category's list.
+    void SetName(zeNode* node, const Concept& name);
+    // Changes a node's type. A node that becomes a leaf loses NoScore, any other gets it.
+    void ChangeType(zeNode* node, unsigned int type);
+    // Erases a node.
+    // REQUIRES: it is unlinked from its parent and its classifier is dealt with.
+    void DeleteCat(zeNode* node);
+    // Copies a subtree, which may be another tree's, under new ids and without classifiers;
+    // records each copy in `mapping` and returns that of `source`.
+    zeNode* CopySubTree(zeNode* source, zeNode* new_parent, std::map<zeNode*, zeNode*>& mapping);
+    // Forgets all nodes and starts ids anew. Classifiers are not touched.
+    void Clear();
+
+    hash_map<unsigned int, zeNode> m_nodes;  // by id; node based, since all pointers point here
+    hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_finder;  // leaves of each category
+    unsigned int m_last_node_id = 0;
+    zeManager* m_manager;
+};
+
+#endif  // ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_

@@ -1,0 +1,62 @@
+#include "zandrel/messages/zeCorpus_view.h"
+
+#include <algorithm>
+
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+void zeCorpus_view::set_corpus(zeCorpus* viewed) {
+    corpus = viewed;
+    msgs.clear();
+}
+
+void zeCorpus_view::add_msg(int index) {
+    Msg& added = msgs.emplace_back();
+    added.index = index;
+    added.cats.reserve(1);
+}
+
+void zeCorpus_view::add_msg(int index, zeManager* manager) {
+    const qtPtrLight<zeMsg> msg = corpus->get_msg(corpus->get_msg(index));
+    add_msg(index);
+    std::vector<zeNode*>& cats = msgs.back().cats;
+    const qtPtrLight<zePhysicalTree> tree = manager->m_physical_tree;
+    for (const Concept& category : msg->categories) {
+        const std::vector<zeNode*>& leaves = tree->GetLeafNodes(category);
+        if (leaves.empty()) {
+            cats.push_back(tree->MakeNode(category, ZE_LEAF, 0, 0.0));
+        } else {
+            cats.insert(cats.end(), leaves.begin(), leaves.end());
+        }
+    }
+}
+
+void zeCorpus_view::add_all_msgs() {
+    const int msg_count = corpus->get_num_msgs();
+    msgs.clear();
+    for (int index = 0; index < msg_count; ++index) {
+        add_msg(index);
+    }
+}
+
+void zeCorpus_view::add_all_msgs(zeManager* manager) {
+    const int msg_count = corpus->get_num_msgs();
+    msgs.clear();
+    for (int index = 0; index < msg_count; ++index) {
+        add_msg(index, manager);
+    }
+}
+
+void zeCorpus_view::add_cat2msg(int position, zeNode* const& node) {
+    std::vector<zeNode*>& cats = msgs[static_cast<std::size_t>(position)].cats;
+    if (cats.empty()) {
+        cats.reserve(1);
+    }
+    if (std::find(cats.begin(), cats.end(), node) == cats.end()) {
+        cats.push_back(node);
+    }
+}
+
+bool zeCorpus_view::is_relevant(const_iterator msg, zeNode* const& node) const {
+    return std::find(msg->cats.begin(), msg->cats.end(), node) != msg->cats.end();
+}

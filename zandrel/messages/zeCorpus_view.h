@@ -1,0 +1,49 @@
+// zeCorpus_view: a selection of a corpus's messages, each with the nodes for which it counts.
+#ifndef ZANDREL_MESSAGES_ZECORPUS_VIEW_H_
+#define ZANDREL_MESSAGES_ZECORPUS_VIEW_H_
+
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/messages/zeCorpus.h"
+
+class zeManager;
+struct zeNode;
+
+// What one classifier trains from: numbers of messages in one corpus, in the order of insertion.
+// A view owns no messages and is copied by value.
+class ZANDREL_EXPORT zeCorpus_view {
+public:
+    struct Msg {
+        int index = 0;              // number of the message in the corpus
+        std::vector<zeNode*> cats;  // BORROWS: nodes of the physical tree
+    };
+
+    using const_iterator = std::vector<Msg>::const_iterator;
+
+    zeCorpus_view() = default;
+
+    explicit zeCorpus_view(zeCorpus* viewed) : corpus(viewed) {}
+
+    // Looks at another corpus and discards the selection, since its numbers belong to the old one.
+    void set_corpus(zeCorpus* viewed);
+    // Appends a message without nodes.
+    void add_msg(int index);
+    // Appends a message with the leaf nodes of its categories, in their order. A category that the
+    // manager's tree does not know becomes a new leaf node without a parent. A node that two
+    // categories share stands twice.
+    // REQUIRES: a message of that number in the corpus.
+    void add_msg(int index, zeManager* manager);
+    // Replaces the selection by all messages of the corpus.
+    void add_all_msgs();
+    void add_all_msgs(zeManager* manager);
+    // Adds a node to the message at `position` of `msgs` (not the message's number), once.
+    void add_cat2msg(int position, zeNode* const& node);
+    // Whether the message counts for the node.  COST: linear in the message's nodes.
+    bool is_relevant(const_iterator msg, zeNode* const& node) const;
+
+    zeCorpus* corpus = nullptr;  // BORROWS: must outlive the view
+    std::vector<Msg> msgs;
+};
+
+#endif  // ZANDREL_MESSAGES_ZECORPUS_VIEW_H_

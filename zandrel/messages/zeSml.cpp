@@ -1,0 +1,99 @@
+#include "zandrel/messages/zeSml.h"
+
+#include <algorithm>
+
+#include "zandrel/foundation/qtX.h"
+
+zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
+    check_clipping_value(clip_value);
+}
+
+zeSml::zeSml(const zeSml_feeder& feeder, double clip_value) : zeSml(clip_value) {
+    feed(feeder);
+}
+
+zeSml::zeSml(const zeSml& source, double clip_value)
+    : m_total_weight(source.m_total_weight), m_clip_value(source.m_clip_value) {
+    check_clipping_value(clip_value);
+    const bool tightens = clip_value != 0.0 && clip_value < source.m_clip_value;
+    if (source.m_clip_value == 0.0 || tightens) {
+        m_clip_value = clip_value;
+    }
+    m_concepts.reserve(source.m_concepts.size());
+    for (const Concept_info& entry : source.m_concepts) {
+        const double clipped = clip_weight(entry.m_weight);
+        m_total_weight -= entry.m_weight - clipped;
+        m_concepts.push_back({entry.m_concept, clipped});
+    }
+}
+
+void zeSml::check_clipping_value(double clip_value) {
+    if (clip_value < 0.0) {
+        throw qtX<zeSml>(0, "Invalid clipping value");
+    }
+}
+
+double zeSml::clip_weight(double weight) const noexcept {
+    if (m_clip_value == 0.0 || m_clip_value > weight) {
+        return weight;
+    }
+    return m_clip_value;
+}
+
+void zeSml::feed(const zeSml_feeder& feeder) {
+    const std::size_t old_size = m_concepts.size();
+    m_concepts.reserve(old_size + feeder.m_concepts.size());
+    for (const auto& [added, weight] : feeder.m_concepts) {
+        m_concepts.push_back({added, clip_weight(weight)});
+    }
+    m_is_new = true;
+    // The feeder's table has no order, so the total is summed in text order: sums of doubles
+    // depend on theirs.
+    const auto first_new = m_concepts.begin() + static_cast<std::ptrdiff_t>(old_size);
+    std::sort(first_new, m_concepts.end(), CompareConcepts());
+    std::for_each(first_new, m_concepts.end(),
+                  [this](const Concept_info& entry) { m_total_weight += entry.m_weight; });
+    if (old_size != 0) {
+        sort_concepts();
+    }
+}
+
+bool zeSml::clip(double clip_value) {
+    check_clipping_value(clip_value);
+    if (clip_value == 0.0 || (m_clip_value != 0.0 && clip_value > m_clip_value)) {
+        return false;
+    }
+    for (Concept_info& entry : m_concepts) {
+        const double clipped = clip_weight(entry.m_weight);
+        m_total_weight -= entry.m_weight - clipped;
+        entry.m_weight = clipped;
+    }
+    m_is_new = true;
+    return true;
+}
+
+void zeSml::sort_concepts() {
+    std::sort(m_concepts.begin(), m_concepts.end(), CompareConcepts());
+}
+
+bool zeSml::concept_exists(const Concept& wanted) const {
+    return std::binary_search(m_concepts.begin(), m_concepts.end(), Concept_info{wanted, 0.0},
+                              CompareConcepts());
+}
+
+bool zeSml::operator==(const zeSml& other) const {
+    return m_total_weight == other.m_total_weight && m_clip_value == other.m_clip_value &&
+           std::equal(
+               m_concepts.begin(), m_concepts.end(), other.m_concepts.begin(),
+               other.m_concepts.end(), [](const Concept_info& left, const Concept_info& right) {
+                   return left.m_weight == right.m_weight && left.m_concept == right.m_concept;
+               });
+}
+
+qtPtrLight<zeSml> zeSml::get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value) {
+    const double ceiling = source->m_clip_value;
+    if (clip_value == 0.0 || (ceiling != 0.0 && clip_value > ceiling)) {
+        return source;
+    }
+    return qtPtrLight<zeSml>(new zeSml(*source, clip_value));
+}

@@ -1,0 +1,30 @@
+// zeSml_feeder: collects concepts in any order before a bag takes them.
+#ifndef ZANDREL_MESSAGES_ZESML_FEEDER_H_
+#define ZANDREL_MESSAGES_ZESML_FEEDER_H_
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+
+// A table of concepts with the sum of the weights that were added for each. The caller fills it
+// from a text and hands it to a zeSml; `clear` makes it ready for the next text.
+//
+// Weights are any finite numbers, as a rule how often a concept occurs.
+class ZANDREL_EXPORT zeSml_feeder {
+public:
+    zeSml_feeder() : m_concepts(kInitialBuckets) {}
+
+    // Adds the weight to the concept's entry, which starts at 0, and to the total.
+    void add_concept(const Concept& added, double weight);
+    // Takes a concept out with its whole weight; false, changing nothing, if it is not there.
+    bool remove_concept(const Concept& removed);
+    // Adds every entry of `other`.
+    void combine(const zeSml_feeder& other);
+    // Empties the table and the total; the table's memory stays for the next text.
+    void clear();
+
+    double m_total_weight = 0.0;  // of all that was added, less the removed
+    hash_map<Concept, double, ConceptHash> m_concepts;
+};
+
+#endif  // ZANDREL_MESSAGES_ZESML_FEEDER_H_

@@ -1,0 +1,95 @@
+// zeStat_matcher: the statistical classifier.
+#ifndef ZANDREL_STATISTICS_ZESTAT_MATCHER_H_
+#define ZANDREL_STATISTICS_ZESTAT_MATCHER_H_
+
+#include <array>
+#include <map>
+#include <vector>
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+class zeMsg;
+class zeSml;
+
+// Sits at a node whose children are categories. It owns no statistics: it points at a
+// zeStat_storage and compiles the features selected there into a table from each concept to the
+// profiles in which it counts, so scoring a message costs one look-up per concept of its bag and
+// one pass over the profiles, however many categories there are.
+//
+// A category's raw score is the sum of weight times concept weight, scaled to the bag's total,
+// shifted by the profile's additive term and squashed by an arctangent to between 0 and 1. Where
+// likelihood tables exist the score becomes their estimate of the chance that a message with this
+// score belongs to the category.
+//
+// The table is stale from the moment the storage changes until `feed` has run. A pair in a stale
+// table whose profile is gone counts for nothing.
+//
+// Threads: one at a time; classification writes scratch values in the storage.
+class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
+public:
+    // One entry of the table.
+    struct Concept_weight {
+        float m_weight;
+        int m_iprofile;
+    };
+
+    // One line of the explanation of a score.
+    struct Concept_score {
+        Concept m_concept;
+        double m_score = 0.0;  // what the category would score if this concept were missing
+    };
+
+    // Points at the storage and compiles its table.
+    // BORROWS: `node`, which may be null, and `storage`.
+    zeStat_matcher(zeManager* manager, zeNode* node, zeStat_storage& storage, bool add_children);
+    ~zeStat_matcher() override;
+
+    unsigned int GetType() const override { return ZE_STAT; }
+
+    // Compiles the table from the profiles' lists of weights, which it empties. If no profile has
+    // any, features are selected first. The children of `m_node` are unlinked and, if
+    // `add_children` is true, those of the profiles become its children.
+    void feed(zeStat_storage& storage, bool add_children);
+
+    // Adds every category whose score `results` accepts. With `use_thresholds`, a category is left
+    // out whose score times `node_score` lies below its node's threshold.
+    void classify(zeMsg& msg, zeResult_set& results, double node_score,
+                  bool use_thresholds) override;
+    void get_all_categories(std::vector<zeNode*>& cats) override;
+    void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
+
+    // Counts the messages of the view and compiles the table.
+    void train(zeCorpus_view& view);
+
+    // The steps of a score.
+
+    // Adds each concept's weighted weight to the accumulators of its profiles.
+    void classify_sml(zeSml& sml);
+    // The same for one profile.
+    void classify_sml_with_profile(zeSml& sml, int& iprofile);
+    // The score of a category, 0..1, from its accumulator, which it resets: each score can be
+    // asked for once per fill.
+    double adjust_match_value(zeSml& sml, int& iprofile);
+    // The score after correction by the profile's likelihood table, blended with the average of
+    // all tables as long as the profile is young.
+    double adjust_likelihood(double score, const int& iprofile);
+    // Averages all profiles' likelihood tables, with a prior worth 30 messages which says that a
+    // score is its own likelihood.
+    void build_avg_likelihood();
+
+    zeStat_storage* m_storage;  // BORROWS
+    concept_map<std::vector<Concept_weight>> m_table;
+    std::array<double, Zandrel::LIKELIHOOD_SIZE> m_avg_likelihood = {};
+
+private:
+    bool is_below_activation(const zeStat_storage::Profile& profile) const;
+    const float* find_weight(const Concept& wanted, int iprofile) const;
+    void select_if_needed(zeStat_storage& storage);
+};
+
+#endif  // ZANDREL_STATISTICS_ZESTAT_MATCHER_H_

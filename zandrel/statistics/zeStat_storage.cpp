@@ -1,0 +1,255 @@
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+template <class Value>
+void apply(bool is_wanted, Value& setting, const Value& value) {
+    if (is_wanted) {
+        setting = value;
+    }
+}
+
+using Bins = std::vector<zeStat_storage::Result_bin>;
+
+// Spreads the bins of one histogram over a new one of another size, by their centres. A histogram
+// that was emptied has fewer bins than its old size.
+Bins rebin(const Bins& old_bins, std::size_t old_size, std::size_t new_size) {
+    Bins new_bins(new_size);
+    for (std::size_t i = 0; i < std::min(old_bins.size(), old_size); ++i) {
+        const double centre = (static_cast<double>(i) + 0.5) / static_cast<double>(old_size);
+        const auto j = std::min(static_cast<std::size_t>(centre * static_cast<double>(new_size)),
+                                new_size - 1);
+        new_bins[j].m_relevant += old_bins[i].m_relevant;
+        new_bins[j].m_total += old_bins[i].m_total;
+    }
+    return new_bins;
+}
+
+}  // namespace
+
+zeSetDefaults zeSetDefaults::all(bool flag) {
+    zeSetDefaults flags;
+    for (bool* each : {&flags.use_new_ZC,
+                       &flags.use_normalization,
+                       &flags.use_likelihood_in_train,
+                       &flags.use_likelihood_in_match,
+                       &flags.likelihood_resolution,
+                       &flags.use_omit_method,
+                       &flags.suppress_M,
+                       &flags.suppress_M_threshold,
+                       &flags.num_slices,
+                       &flags.clip_value,
+                       &flags.profile_size,
+                       &flags.min_Ps_size,
+                       &flags.max_Ps_size,
+                       &flags.P_life_expectancy,
+                       &flags.delete_P_factor,
+                       &flags.activation_inside,
+                       &flags.activation_outside,
+                       &flags.activation_total,
+                       &flags.learn_speed_scale,
+                       &flags.min_Rlimit,
+                       &flags.average_Rlimit,
+                       &flags.max_Rlimit,
+                       &flags.keywords_frequency,
+                       &flags.weaken_small_cats_factor}) {
+        *each = flag;
+    }
+    flags.sml_weights.fill(flag);
+    return flags;
+}
+
+zeStat_storage::zeStat_storage(zeManager* manager, zeDefaults& defaults)
+    : zeBase(manager), m_profile_index(kInitialBuckets), m_concept_infos(kInitialBuckets) {
+    zeSetDefaults flags = zeSetDefaults::all(true);
+    set_defaults(defaults, flags);
+    clear();
+}
+
+zeStat_storage::~zeStat_storage() = default;
+
+int zeStat_storage::get_profile(zeNode* const& node) const {
+    const auto entry = m_profile_index.find(node);
+    return entry == m_profile_index.end() ? profile_count() : entry->second;
+}
+
+int zeStat_storage::get_or_add_profile(zeNode* const& node, bool& added) {
+    int iprofile = get_profile(node);
+    if (!end(iprofile)) {
+        return iprofile;
+    }
+    auto made = std::make_unique<Profile>();
+    made->m_node = node;
+    made->m_Ps.rehash(kInitialBuckets);
+    m_profiles.push_back(std::move(made));
+    m_profile_index[node] = iprofile;
+    clear_profile(iprofile);
+    added = true;
+    return iprofile;
+}
+
+zeStat_storage::Ps::iterator zeStat_storage::get_or_add_P(const int& iprofile,
+                                                          const Concept& wanted, bool& added) {
+    const auto entry = profile(iprofile).m_Ps.try_emplace(wanted);
+    if (entry.second) {
+        entry.first->second.m_life = m_P_life_expectancy;
+        added = true;
+    }
+    return entry.first;
+}
+
+zeStat_storage::Concept_infos::iterator zeStat_storage::get_or_add_concept_info(
+    const Concept& wanted, bool& added) {
+    const auto entry = m_concept_infos.try_emplace(wanted);
+    added = added || entry.second;
+    return entry.first;
+}
+
+void zeStat_storage::clear() {
+    m_profiles.clear();
+    m_profile_index.clear();
+    m_concept_infos.clear();
+    clear_totals();
+}
+
+void zeStat_storage::clear_totals() {
+    m_total_sml_weight = 0.0;
+    m_total_weight = 0.0;
+    m_num_msgs = 0;
+    m_total_msg_weight = 0.0;
+}
+
+void zeStat_storage::create_skeleton() {
+    m_concept_infos.clear();
+    clear_totals();
+    for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
+        // The size and the accumulator are not learned and stay.
+        const int size = profile(iprofile).m_size;
+        const double match_value = profile(iprofile).m_match_value;
+        clear_profile(iprofile);
+        profile(iprofile).m_size = size;
+        profile(iprofile).m_match_value = match_value;
+    }
+}
+
+void zeStat_storage::clear_profile(int& iprofile) {
+    Profile& cleared = profile(iprofile);
+    cleared.m_size = m_profile_size;
+    cleared.m_selection_mark = 1;
+    cleared.m_num_msgs = 0;
+    cleared.m_M = 0.0;
+    cleared.m_weight = 0.0;
+    cleared.m_msg_weight = 0.0;
+    cleared.m_match_value = 0.0;
+    cleared.m_Ps.clear();
+    cleared.m_weights.clear();
+    clear_likelihood(iprofile);
+}
+
+void zeStat_storage::clear_likelihood(const int& iprofile) {
+    Profile& cleared = profile(iprofile);
+    cleared.m_bins.assign(fine_bin_count(), Result_bin());
+    cleared.m_likelihood.fill(0.0);
+    cleared.m_likelihood_age = 0;
+}
+
+void zeStat_storage::delete_profile(int& iprofile) {
+    m_profile_index.erase(profile(iprofile).m_node);
+    const auto deleted = m_profiles.begin() + iprofile;
+    if (iprofile != profile_count() - 1) {
+        *deleted = std::move(m_profiles.back());
+        m_profile_index[(*deleted)->m_node] = iprofile;
+    }
+    m_profiles.pop_back();
+}
+
+void zeStat_storage::set_defaults(zeDefaults& defaults, zeSetDefaults& flags) {
+    apply(flags.use_new_ZC, m_use_new_ZC, defaults.use_new_ZC);
+    apply(flags.use_normalization, m_use_normalization, defaults.use_normalization);
+    apply(flags.clip_value, m_clip_value, defaults.clip_value);
+    apply(flags.use_likelihood_in_match, m_use_likelihood_in_match,
+          defaults.use_likelihood_in_match);
+    if (flags.use_likelihood_in_train) {
+        set_use_train_likelihood(defaults.use_likelihood_in_train);
+    }
+    apply(flags.use_omit_method, m_use_omit_method, defaults.use_omit_method);
+    apply(flags.suppress_M, m_suppress_M, defaults.suppress_M);
+    apply(flags.suppress_M_threshold, m_suppress_M_threshold, defaults.suppress_M_threshold);
+    apply(flags.num_slices, m_num_slices, defaults.num_slices);
+    if (flags.likelihood_resolution) {
+        set_likelihood_histogram_resolution(defaults.likelihood_resolution);
+    }
+    apply(flags.min_Ps_size, m_min_Ps_size, defaults.min_Ps_size);
+    apply(flags.max_Ps_size, m_max_Ps_size, defaults.max_Ps_size);
+    apply(flags.P_life_expectancy, m_P_life_expectancy, defaults.P_life_expectancy);
+    apply(flags.delete_P_factor, m_delete_P_factor, defaults.delete_P_factor);
+    if (flags.profile_size) {
+        set_profile_size(defaults.profile_size);
+    }
+    apply(flags.activation_inside, m_activation_inside, defaults.activation_inside);
+    apply(flags.activation_outside, m_activation_outside, defaults.activation_outside);
+    apply(flags.activation_total, m_activation_total, defaults.activation_total);
+    apply(flags.learn_speed_scale, m_learn_speed_scale, defaults.learn_speed_scale);
+    apply(flags.min_Rlimit, m_min_Rlimit, defaults.min_Rlimit);
+    apply(flags.average_Rlimit, m_average_Rlimit, defaults.average_Rlimit);
+    apply(flags.max_Rlimit, m_max_Rlimit, defaults.max_Rlimit);
+    apply(flags.keywords_frequency, m_keywords_frequency, defaults.keywords_frequency);
+    apply(flags.weaken_small_cats_factor, m_weaken_small_cats_factor,
+          defaults.weaken_small_cats_factor);
+    for (std::size_t slot = 0; slot < m_sml_weights.size(); ++slot) {
+        apply(flags.sml_weights[slot], m_sml_weights[slot], defaults.sml_weights[slot]);
+    }
+    correct_limits(defaults);
+}
+
+void zeStat_storage::correct_limits(const zeDefaults& defaults) {
+    m_max_Rlimit = std::max(m_max_Rlimit, m_average_Rlimit);
+    // Looks at `defaults` whatever its flag says: a call that leaves the average alone can still
+    // raise it. Callers depend on that.
+    m_average_Rlimit = std::max(m_average_Rlimit, defaults.average_Rlimit);
+}
+
+void zeStat_storage::set_profile_size(int size) {
+    if (size == m_profile_size) {
+        return;
+    }
+    m_profile_size = size;
+    for (const auto& each : m_profiles) {
+        each->m_size = size;
+    }
+}
+
+void zeStat_storage::set_use_train_likelihood(bool use) {
+    if (use == m_use_train_likelihood) {
+        return;
+    }
+    for (const auto& each : m_profiles) {
+        each->m_likelihood_age = 0;
+        each->m_bins.resize(use ? fine_bin_count() : 0);
+    }
+    m_use_train_likelihood = use;
+}
+
+void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
+    if (resolution == m_likelihood_resolution || resolution <= 0) {
+        return;
+    }
+    const std::size_t old_size = fine_bin_count();
+    m_likelihood_resolution = resolution;
+    for (const auto& each : m_profiles) {
+        each->m_bins = rebin(each->m_bins, old_size, fine_bin_count());
+    }
+}
+
+void zeStat_storage::global_replace(std::map<zeNode*, zeNode*>& replacement) {
+    hash_map<zeNode*, int, zePointer_hash> replaced(kInitialBuckets);
+    for (const auto& [node, iprofile] : m_profile_index) {
+        zeNode* const new_node = replacement[node];
+        profile(iprofile).m_node = new_node;
+        replaced[new_node] = iprofile;
+    }
+    m_profile_index.swap(replaced);
+}

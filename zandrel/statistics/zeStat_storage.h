@@ -1,0 +1,219 @@
+// zeStat_storage: the statistical model of one classifier.
+#ifndef ZANDREL_STATISTICS_ZESTAT_STORAGE_H_
+#define ZANDREL_STATISTICS_ZESTAT_STORAGE_H_
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/persistence/zeDefaults.h"
+
+struct zeNode;
+
+namespace Zandrel {
+
+constexpr int LIKELIHOOD_SIZE = 30;       // bins of a likelihood table
+constexpr int MAX_LIKELIHOOD_AGE = 1000;  // ceiling of a profile's likelihood age
+
+}  // namespace Zandrel
+
+// Which values of a zeDefaults are to be applied; one flag for each, in that record's order.
+struct zeSetDefaults {
+    // All flags of one value.
+    static zeSetDefaults all(bool flag);
+
+    bool use_new_ZC = false;
+    bool use_normalization = false;
+    bool use_likelihood_in_train = false;
+    bool use_likelihood_in_match = false;
+    bool likelihood_resolution = false;
+    bool use_omit_method = false;
+    bool suppress_M = false;
+    bool suppress_M_threshold = false;
+    bool num_slices = false;
+    bool clip_value = false;
+    bool profile_size = false;
+    bool min_Ps_size = false;
+    bool max_Ps_size = false;
+    bool P_life_expectancy = false;
+    bool delete_P_factor = false;
+    bool activation_inside = false;
+    bool activation_outside = false;
+    bool activation_total = false;
+    bool learn_speed_scale = false;
+    bool min_Rlimit = false;
+    bool average_Rlimit = false;
+    bool max_Rlimit = false;
+    bool keywords_frequency = false;
+    std::array<bool, 4> sml_weights = {};
+    bool weaken_small_cats_factor = false;
+};
+
+// Raw weights and counts: a profile for each category and a table of all concepts. It is not a
+// ready classifier: trainers write it, feature selection turns it into lists of weights, and a
+// zeStat_matcher compiles those into its table. It holds a copy of every statistical setting, so a
+// model can have settings of its own.
+//
+// A category's profile is named by its index, `iprofile`. Deleting a profile renumbers another, so
+// no index may be held across a deletion. The index that equals the number of profiles is the end
+// value: there is no such profile.
+//
+// Errors: none of its own; an index out of range is undefined.
+// Threads: one at a time; classification writes `m_match_value`.
+class ZANDREL_EXPORT zeStat_storage : public zeBase {
+public:
+    // What one profile knows about one concept.
+    struct P {
+        double m_weight = 0.0;         // sum of the message shares that it brought the category
+        unsigned char m_selected = 0;  // equals the profile's mark if the last selection kept it
+        unsigned char m_life = 0;      // messages for which it is safe from deletion
+    };
+
+    // What the whole model knows about one concept.
+    struct Concept_info {
+        double m_weight = 0.0;  // sum of its message shares over all messages
+        double m_rate = 0.0;    // messages that hold it; learning scales it, so no integer
+        int m_num_Ps = 0;       // profiles that hold a P for it
+    };
+
+    // One selected feature waiting for the matcher.
+    struct Weight {
+        Concept m_concept;
+        float m_value = 0.0F;
+    };
+
+    // One fine bin of a likelihood histogram: sums of the weights of messages that fell in it.
+    struct Result_bin {
+        double m_relevant = 0.0;  // of those that belong to the category
+        double m_total = 0.0;     // of all
+    };
+
+    // One category.
+    struct Profile {
+        zeNode* m_node = nullptr;  // BORROWS: the category
+        int m_size = 0;            // features that selection keeps
+        double m_M = 0.0;          // additive term of the match formula
+        double m_weight = 0.0;     // sum of its messages' weights, cut by learning's limit
+        int m_num_msgs = 0;
+        unsigned char m_selection_mark = 1;  // moved on by every selection, never 0
+        double m_msg_weight = 0.0;           // as `m_weight`, but scaled and never cut
+        std::array<double, Zandrel::LIKELIHOOD_SIZE> m_likelihood = {};
+        int m_likelihood_age = 0;  // messages in the histogram, at most MAX_LIKELIHOOD_AGE
+        concept_map<P> m_Ps;
+        std::vector<Weight> m_weights;   // filled by selection, emptied by the matcher's `feed`
+        std::vector<Result_bin> m_bins;  // `m_likelihood_resolution` for each bin of the table
+        double m_match_value = 0.0;      // the matcher's accumulator; 0 between classifications
+    };
+
+    using Concept_infos = concept_map<Concept_info>;
+    using Ps = concept_map<P>;
+
+    // An empty model with the settings of `defaults`. With a manager it enters the registry.
+    zeStat_storage(zeManager* manager, zeDefaults& defaults);
+    ~zeStat_storage() override;
+
+    unsigned int GetType() const override { return kStorageObjectType; }
+
+    // Lookup and creation. `added` becomes true for a new entry and is left alone otherwise.
+
+    // The index of a category's profile, or the end value.
+    int get_profile(zeNode* const& node) const;
+    int get_or_add_profile(zeNode* const& node, bool& added);
+    Ps::iterator get_or_add_P(const int& iprofile, const Concept& wanted, bool& added);
+    Concept_infos::iterator get_or_add_concept_info(const Concept& wanted, bool& added);
+
+    Profile& profile(int iprofile) { return *m_profiles[static_cast<std::size_t>(iprofile)]; }
+
+    const Profile& profile(int iprofile) const {
+        return *m_profiles[static_cast<std::size_t>(iprofile)];
+    }
+
+    int profile_count() const noexcept { return static_cast<int>(m_profiles.size()); }
+
+    bool end(int iprofile) const noexcept { return iprofile == profile_count(); }
+
+    bool end(Concept_infos::const_iterator concept_info) const noexcept {
+        return concept_info == m_concept_infos.end();
+    }
+
+    // Clearing.
+
+    // Empties the model of profiles, concepts and totals.
+    void clear();
+    // Forgets everything learned and keeps the categories.
+    void create_skeleton();
+    // Makes one profile as new. The table of all concepts keeps what the profile brought to it.
+    void clear_profile(int& iprofile);
+    // Makes the histogram one of zero bins, also when no tables are built, and the table zero.
+    void clear_likelihood(const int& iprofile);
+    // Deletes a profile; the last one moves into its place. The table of all concepts and the
+    // totals are not touched.
+    void delete_profile(int& iprofile);
+
+    // Settings.
+
+    // Copies each value of `defaults` whose flag is set. Then, whatever the flags: the greatest
+    // limit is raised to the average one, and that to the average of `defaults`.
+    void set_defaults(zeDefaults& defaults, zeSetDefaults& flags);
+    // Acts at the next selection.
+    void set_profile_size(int size);
+    // A change resets the likelihood ages; the histograms are emptied or made anew with zero bins,
+    // the tables stay.
+    void set_use_train_likelihood(bool use);
+    // Re-bins every histogram, keeping its mass. A value that is not positive is ignored.
+    void set_likelihood_histogram_resolution(int resolution);
+
+    // Replaces the categories' nodes through the map. A node missing from it becomes null, and the
+    // map gains it.
+    void global_replace(std::map<zeNode*, zeNode*>& replacement);
+
+    std::vector<std::unique_ptr<Profile>> m_profiles;  // a profile keeps its address
+    hash_map<zeNode*, int, zePointer_hash> m_profile_index;
+    double m_clip_value = 0.0;        // ceiling of a concept's weight in a bag; 0 means none
+    Concept_infos m_concept_infos;    // all concepts of the model
+    double m_total_sml_weight = 0.0;  // sum of the clipped bags' totals of all trained messages
+    double m_total_weight = 0.0;      // sum of the messages' weights, scaled with the concepts'
+    int m_num_msgs = 0;
+    bool m_use_train_likelihood = false;
+    bool m_use_omit_method = false;
+    bool m_suppress_M = false;
+    bool m_use_normalization = false;
+    int m_suppress_M_threshold = 0;
+    int m_num_slices = 0;
+    int m_likelihood_resolution = 1;
+    int m_profile_size = 0;
+    bool m_use_new_ZC = false;
+    bool m_use_likelihood_in_match = false;
+    int m_activation_inside = 0;
+    int m_activation_outside = 0;
+    int m_activation_total = 0;
+    int m_min_Ps_size = 0;
+    int m_max_Ps_size = 0;
+    unsigned char m_P_life_expectancy = 0;
+    double m_delete_P_factor = 0.0;
+    double m_total_msg_weight = 0.0;  // the companion of the profiles' `m_msg_weight`
+    int m_learn_speed_scale = 0;      // 0 "sqrt", 1 "linear"
+    double m_min_Rlimit = 0.0;
+    double m_average_Rlimit = 0.0;
+    double m_max_Rlimit = 0.0;
+    double m_weaken_small_cats_factor = 0.0;
+    double m_keywords_frequency = 0.0;
+    std::array<double, 4> m_sml_weights = {};
+
+private:
+    std::size_t fine_bin_count() const noexcept {
+        return static_cast<std::size_t>(m_likelihood_resolution) *
+               static_cast<std::size_t>(Zandrel::LIKELIHOOD_SIZE);
+    }
+
+    void clear_totals();
+    void correct_limits(const zeDefaults& defaults);
+};
+
+#endif  // ZANDREL_STATISTICS_ZESTAT_STORAGE_H_

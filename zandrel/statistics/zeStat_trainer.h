@@ -1,0 +1,160 @@
+// zeStat_trainer: turns labelled messages into a statistical model.
+#ifndef ZANDREL_STATISTICS_ZESTAT_TRAINER_H_
+#define ZANDREL_STATISTICS_ZESTAT_TRAINER_H_
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+class zeManager;
+class zeStat_matcher;
+
+// Trains a model in two stages. Counting adds each concept of a message's clipped bag, as a share
+// of the message's weight, to the table of all concepts and to the profile of each category of the
+// message; it is reversible. Feature selection then compares, for each category, every concept's
+// rate inside with its rate outside, keeps those that tell most, and scales their weights so that
+// a typical member of the category lands at +1 and a typical outsider at -1.
+//
+// Made on the stack for one job. It borrows the storage, and the view while it trains.
+//
+// Errors: what the manager's interruption raises, between messages and between profiles; the model
+// then holds a partial count.
+// Threads: one feature selection at a time in a process, since the orders below read process-wide
+// state.
+class ZANDREL_EXPORT zeStat_trainer {
+public:
+    using Concept_infos = zeStat_storage::Concept_infos;
+    using Ps = zeStat_storage::Ps;
+
+    // A concept as judged for one profile.
+    struct Concept_profile {
+        Concept m_concept;
+        double m_weight = 0.0;  // logarithm of a ratio of rates, before normalisation
+        double m_p_in = 0.0;    // rate inside the category
+        double m_p_out = 0.0;   // rate outside
+        double m_score = 0.0;   // m_weight * (m_p_in - m_p_out): features are chosen by it
+
+        // By score, then by text.
+        bool operator>(const Concept_profile& other) const noexcept {
+            return m_score > other.m_score ||
+                   (m_score == other.m_score && other.m_concept < m_concept);
+        }
+    };
+
+    explicit zeStat_trainer(zeStat_storage& storage);
+    zeStat_trainer(const zeStat_trainer&) = delete;
+    zeStat_trainer& operator=(const zeStat_trainer&) = delete;
+    virtual ~zeStat_trainer();
+
+    // Counts all messages of the view. Selection follows when a matcher is fed.
+    void train(zeCorpus_view& view, bool remove);
+    // Counts the messages of `m_msg_indices`, or takes them out again.
+    void calculate_profiles(bool remove);
+
+    // Counting.
+
+    // Counts the messages at these positions of the view, or takes them out again.
+    void calculate_corpus(const std::vector<unsigned int>& indices, bool remove);
+    // Counts one message. One without a bag, or with an empty one, counts for nothing.
+    // REQUIRES for `remove`: it was added with the same bag, weight and categories.
+    void calculate_msg(int index, bool remove);
+
+    // Selection.
+
+    // Fills every profile's list of weights.
+    // COST: linear in the entries of all profiles, and a sort of the candidates from outside.
+    void calculate_feature_selection();
+    // Orders the concepts that profiles without them may choose.
+    void calculate_high_rate_concepts();
+    // Selects the features of one profile and computes its additive term.
+    void calculate_profile_M_and_rate(int& iprofile);
+    // Judges a concept for a profile. An iterator at the end of its table means "missing there".
+    Concept_profile calculate_concept_profile(zeStat_storage* storage, int& iprofile,
+                                              Concept_infos::iterator& concept_info,
+                                              Ps::iterator& P, const Concept& judged);
+    // Offers a concept to the best `capacity` so far, a heap with the least on top once it is
+    // full; true if it was taken. A score of 0 or one that is not a number is refused.
+    bool add2feature_selector(std::vector<Concept_profile>& selected, Concept_profile& offered,
+                              int capacity);
+
+    // Whether `left` goes before `right` among the candidates; all descending, ties by descending
+    // text. They read `s_storage`.
+    static bool compare_concept_infos(const Concept_infos::iterator& left,
+                                      const Concept_infos::iterator& right);
+    static bool compare_regular_concept_infos(const Concept_infos::iterator& left,
+                                              const Concept_infos::iterator& right);
+    static bool compare_zc_concept_infos(const Concept_infos::iterator& left,
+                                         const Concept_infos::iterator& right);
+
+    zeCorpus_view* m_view = nullptr;          // BORROWS: the corpus being trained
+    zeStat_storage* m_storage;                // BORROWS
+    zeManager* m_manager;                     // the storage's, for interruption; may be null
+    zeStat_matcher* m_matcher = nullptr;      // BORROWS: a matcher on the same storage, or null
+    std::vector<unsigned int> m_msg_indices;  // positions in the view: the training set
+    bool m_model_is_matched = false;          // `m_matcher` may be used as it is
+    // Candidates from outside a profile: [0] regular concepts, [1] rare ones; or all in one list.
+    std::array<std::vector<Concept_infos::iterator>, 2> m_concept_lists;
+    std::vector<Concept_infos::iterator> m_all_concepts;
+
+    // Confidence in a concept by the number of messages that hold it, in steps of 0.01 up to 10.
+    static std::array<double, 1001> F_C;
+    static zeStat_storage* s_storage;  // what the orders above read; set just before each sort
+
+private:
+    using Candidates = std::vector<Concept_infos::iterator>;
+    using Goes_before = bool (*)(const Concept_infos::iterator&, const Concept_infos::iterator&);
+
+    // How much of the front of each list is in order.
+    struct Ordered_counts {
+        std::array<std::size_t, 2> concept_lists = {};
+        std::size_t all_concepts = 0;
+    };
+
+    // What counting a message takes: its weight and its clipped bag.
+    struct Counted {
+        double weight;
+        const zeSml& bag;
+    };
+
+    void check_interrupt();
+    void add_to_totals(const Counted& msg);
+    void remove_from_totals(const Counted& msg);
+    void add_concepts(const Counted& msg);
+    void remove_concepts(const Counted& msg);
+    void add_to_profile(zeNode* const& node, const Counted& msg);
+    void remove_from_profile(zeNode* const& node, const Counted& msg);
+
+    std::size_t most_candidates_needed() const;
+    void split_by_rarity();
+    std::size_t order_front(Candidates& candidates, Goes_before goes_before);
+    void order_rest(Candidates& candidates, std::size_t& ordered_count, Goes_before goes_before);
+    void offer_own_concepts(int iprofile, std::vector<Concept_profile>& selected);
+    void offer_outside_concepts(int iprofile, std::vector<Concept_profile>& selected);
+    void offer_candidates(int iprofile, std::vector<Concept_profile>& selected,
+                          Candidates& candidates, std::size_t& ordered_count,
+                          Goes_before goes_before);
+    void store_weights(int iprofile, std::vector<Concept_profile>& selected);
+
+    Ordered_counts m_ordered_counts;
+};
+
+// Fills the table of confidences: a tanh from about 0 to 1 with its middle at a rate of 4, rounded
+// to four places. It spares a tanh for each concept.
+ZANDREL_EXPORT void initialize_F_C(double* table);
+
+// How far a concept's weight counts, 0..1: little if few messages hold it, 1 without suppression.
+// In a young model suppression fades out.
+ZANDREL_EXPORT double suppression_factor(const zeStat_storage& storage,
+                                         zeStat_storage::Concept_infos::const_iterator info);
+
+// Weigh concepts by the positive method instead of the usual one; false at start. Process-wide,
+// read by every feature selection.
+extern ZANDREL_EXPORT bool g_use_positive_method;
+
+#endif  // ZANDREL_STATISTICS_ZESTAT_TRAINER_H_

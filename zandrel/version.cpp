@@ -1,0 +1,12 @@
+#include "zandrel/version.h"
+
+#include <cstdio>
+
+void GetZandrelVersion(char* text) {
+    std::snprintf(text, kZandrelVersionTextSize, "%d.%d.%d.%d.%d", kZandrelVersion[0],
+                  kZandrelVersion[1], kZandrelVersion[2], kZandrelVersion[3], kZandrelVersion[4]);
+}
+
+void GetZanVersion(char* text) {
+    GetZandrelVersion(text);
+}
