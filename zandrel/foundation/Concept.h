@@ -28,6 +28,7 @@ public:
     Concept(const Concept& other) noexcept : m_record(other.m_record) { ++m_record->count; }
 
     Concept(Concept&& other) noexcept : Concept() { swap(other); }
+
     Concept& operator=(const Concept& other) noexcept {
         Concept(other).swap(*this);
         return *this;
