@@ -1,10 +1,13 @@
 #include "zandrel/messages/zeCorpus_view.h"
 
+#include <initializer_list>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"

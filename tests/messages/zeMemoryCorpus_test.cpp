@@ -1,6 +1,8 @@
 #include "zandrel/messages/zeMemoryCorpus.h"
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,7 @@
 #include "zandrel/messages/zeSml_feeder.h"
 
+#include <string_view>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/bags.h"
