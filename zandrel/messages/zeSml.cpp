@@ -97,3 +97,33 @@ qtPtrLight<zeSml> zeSml::get_clipped_sml(const qtPtrLight<zeSml>& source, double
     }
     return qtPtrLight<zeSml>(new zeSml(*source, clip_value));
 }
+
+void zeSml::Dump(Hio<Generic32>& io) const {
+    io << m_total_weight << m_clip_value;
+    io.WriteCount(m_concepts.size());
+    for (const Concept_info& entry : m_concepts) {
+        io << entry.m_concept << entry.m_weight;
+    }
+}
+
+void zeSml::Load(Hio<Generic32>& io) {
+    constexpr unsigned int kLeastEntrySize = 4 + 8;  // a text's count and a weight
+    io >> m_total_weight >> m_clip_value;
+    const unsigned int count = io.ReadCount(kLeastEntrySize);
+    m_concepts.reserve(m_concepts.size() + count);
+    for (unsigned int i = 0; i < count; ++i) {
+        Concept_info& entry = m_concepts.emplace_back();
+        entry.m_concept = ReadConcept(io);
+        io >> entry.m_weight;
+    }
+    m_is_new = false;
+}
+
+template <class T>
+Concept ReadConcept(Hio<T>& io) {
+    qtString text;
+    io >> text;
+    return Concept::insert(text);
+}
+
+template Concept ReadConcept<Generic32>(Hio<Generic32>& io);

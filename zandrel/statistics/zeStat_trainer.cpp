@@ -9,6 +9,7 @@
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/options/zeOptMap.h"
 
 namespace {
 
@@ -36,11 +37,24 @@ zeStat_storage* zeStat_trainer::s_storage = nullptr;
 
 zeStat_trainer::zeStat_trainer(zeStat_storage& storage)
     : m_storage(&storage), m_manager(storage.m_manager) {
+    init_optional_flags();
     static const bool is_filled = (initialize_F_C(F_C.data()), true);
     static_cast<void>(is_filled);
 }
 
 zeStat_trainer::~zeStat_trainer() = default;
+
+void init_optional_flags() {
+    static bool has_looked = false;
+    if (has_looked) {
+        return;
+    }
+    has_looked = true;
+    if (g_test_zandrel_opts != nullptr) {
+        // The look-up enters the key with an empty value if it is missing.
+        g_use_positive_method = g_test_zandrel_opts->options["PositiveMethod"] == "1";
+    }
+}
 
 void zeStat_trainer::check_interrupt() {
     if (m_manager != nullptr) {
