@@ -50,22 +50,29 @@ Char_kind kind_of(UChar32 character) {
                                                              : Char_kind::kSeparator;
 }
 
+// The character at a position, which moves on; U+FFFD for bytes that are no UTF-8.
+// REQUIRES: next < text.size().
+// NOLINTNEXTLINE(readability-function-size): the nesting is that of ICU's macro.
+UChar32 take_character(std::string_view text, std::size_t& next) {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    UChar32 character = 0;
+    U8_NEXT_OR_FFFD(bytes, next, text.size(), character);
+    return character;
+}
+
 // Cuts text into words and hands each to a feeder. Positions are bytes.
 class Word_cutter {
 public:
     Word_cutter(std::string_view text, zeSml_feeder& feeder) : m_text(text), m_feeder(feeder) {}
 
     void cut() {
-        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(m_text.data());
-        const auto size = m_text.size();
         std::size_t next = 0;
-        while (next < size) {
+        while (next < m_text.size()) {
             const std::size_t start = next;
-            UChar32 character = 0;
-            U8_NEXT_OR_FFFD(bytes, next, size, character);
+            const UChar32 character = take_character(m_text, next);
             take(kind_of(character), start, next);
         }
-        end_word(size);
+        end_word(m_text.size());
     }
 
 private:

@@ -138,7 +138,7 @@ protected:
 };
 
 TEST_P(zeStatTrainerModelTest, AgreesWithTheSlowTrainer) {
-    for (const int profile_size : {0, 1, 2, 5, 12, 1000}) {
+    for (const int profile_size : {1, 4, 12, 1000}) {
         for (unsigned int number = 0; number < kCombinations; ++number) {
             for (const bool walks_far : {false, true}) {
                 SCOPED_TRACE(testing::Message()
