@@ -7,6 +7,7 @@
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/export.h"
+#include "zandrel/statistics/zeStat_matcher.h"
 
 class zeManager;
 class zeMsg;
@@ -37,6 +38,14 @@ public:
     // RAISES: what loading a classifier raises.
     void classify(zeMsg& msg, zeResult_set& results, bool skip_no_score, bool use_thresholds);
 
+    // How much each concept of the message's bag adds to the best path score of the given nodes:
+    // replaces `concept_scores` by one line for each concept, the greatest effect first. A line
+    // below 0 speaks against the nodes. Without a bag nothing happens; where no path meets a
+    // statistical classifier the result is empty. A node without a parent counts as score 0.
+    // COST: one explanation by each statistical classifier on each node's way to the root.
+    void classify_concepts(zeMsg& msg, const std::vector<zeNode*>& nodes,
+                           std::vector<zeStat_matcher::Concept_score>& concept_scores);
+
     // A depth-first, preorder walk: the top of the stack is the current node, and the walk has
     // ended when the stack is empty. It starts at `node`, or at the root for null.
     std::vector<Node_stack_elem> start_node(zeNode* node);
@@ -46,6 +55,10 @@ private:
     zeManager* m_manager;
     zeNode* m_root;
 };
+
+// Orders by absolute score, descending, then by text, descending.
+ZANDREL_EXPORT bool greater_concept_scores(const zeStat_matcher::Concept_score& left,
+                                           const zeStat_matcher::Concept_score& right);
 
 // How many classifiers all walks of the process have asked, for diagnosis. Never reset here.
 extern ZANDREL_EXPORT int g_ClassifyCount;

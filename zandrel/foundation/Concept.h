@@ -23,13 +23,11 @@
 class ZANDREL_EXPORT Concept {
 public:
     // The concept of the empty text.
-    Concept() noexcept : m_record(empty_record()) {}
+    Concept() noexcept : Concept(empty_record()) {}
 
     Concept(const Concept& other) noexcept : m_record(other.m_record) { ++m_record->count; }
 
-    Concept(Concept&& other) noexcept : m_record(other.m_record) {
-        other.m_record = empty_record();
-    }
+    Concept(Concept&& other) noexcept : Concept() { swap(other); }
 
     Concept& operator=(const Concept& other) noexcept {
         Concept(other).swap(*this);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "zandrel/classification/zeResult_set.h"
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
@@ -98,6 +99,33 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
             results.add(category, score);
         }
     }
+}
+
+double zeStat_matcher::classify_concepts(zeMsg& msg, zeNode*& category,
+                                         std::vector<Concept_score>& scores) {
+    const qtPtrLight<zeSml>& bag = msg.active_bag();
+    if (bag.IsNull()) {
+        return 0.0;
+    }
+    int iprofile = m_storage->get_profile(category);
+    const qtPtrLight<zeSml> view = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
+    ZANDREL_ASSERT(!m_storage->end(iprofile), "!m_storage->end(iprofile)");
+    classify_sml_with_profile(*view, iprofile);
+    double& match_value = m_storage->profile(iprofile).m_match_value;
+    const double full = match_value;
+    const double score = adjust_match_value(*view, iprofile);
+    scores.clear();
+    scores.reserve(view->m_concepts.size());
+    for (const zeSml::Concept_info& entry : view->m_concepts) {
+        const float* const weight = find_weight(entry.m_concept, iprofile);
+        double score_without = score;
+        if (weight != nullptr) {
+            match_value = full - entry.m_weight * static_cast<double>(*weight);
+            score_without = adjust_match_value(*view, iprofile);
+        }
+        scores.push_back({entry.m_concept, score_without});
+    }
+    return score;
 }
 
 void zeStat_matcher::get_all_categories(std::vector<zeNode*>& cats) {

@@ -60,6 +60,11 @@ public:
     // out whose score times `node_score` lies below its node's threshold.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
+    // Explains one category's score, which it returns: replaces `scores` by one line for each
+    // concept of the message's bag, in the bag's order. Without a bag it returns 0 and leaves
+    // `scores` alone.
+    // REQUIRES: a profile of the category, or the assertion "!m_storage->end(iprofile)" fires.
+    double classify_concepts(zeMsg& msg, zeNode*& category, std::vector<Concept_score>& scores);
     void get_all_categories(std::vector<zeNode*>& cats) override;
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 

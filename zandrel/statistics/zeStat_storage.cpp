@@ -244,12 +244,22 @@ void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
     }
 }
 
+// Goes by index, so that of several nodes that become one, or null, the last profile answers for it
+// whatever the order of the table.
 void zeStat_storage::global_replace(std::map<zeNode*, zeNode*>& replacement) {
-    hash_map<zeNode*, int, zePointer_hash> replaced(kInitialBuckets);
-    for (const auto& [node, iprofile] : m_profile_index) {
+    const std::map<int, zeNode*> by_index = nodes_by_index();
+    m_profile_index.clear();
+    for (const auto& [iprofile, node] : by_index) {
         zeNode* const new_node = replacement[node];
         profile(iprofile).m_node = new_node;
-        replaced[new_node] = iprofile;
+        m_profile_index[new_node] = iprofile;
     }
-    m_profile_index.swap(replaced);
+}
+
+std::map<int, zeNode*> zeStat_storage::nodes_by_index() const {
+    std::map<int, zeNode*> by_index;
+    for (const auto& [node, iprofile] : m_profile_index) {
+        by_index[iprofile] = node;
+    }
+    return by_index;
 }

@@ -213,6 +213,7 @@ private:
     }
 
     void clear_totals();
+    std::map<int, zeNode*> nodes_by_index() const;
     void correct_limits(const zeDefaults& defaults);
 };
 

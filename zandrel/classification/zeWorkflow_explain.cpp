@@ -1,0 +1,116 @@
+// The answer to "why this category": what each concept of a message adds to a result.
+//
+// Every statistical classifier on the way from a node to the root tells what its category would
+// score without each concept. Along a path those scores multiply, as in the walk; over the paths
+// the best counts, position by position. What a concept adds is the best score with it less the
+// best score without it.
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMsg.h"
+
+namespace {
+
+using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
+
+// One node's way to the root: its score, and its score without each concept.
+struct Path {
+    double score = 0.0;
+    Concept_scores without;
+};
+
+// Walks the ways from nodes to the root for one message.
+class Explanation {
+public:
+    Explanation(zePhysicalTree& tree, zeMsg& msg, Concept_scores& answer)
+        : m_tree(tree), m_msg(msg), m_answer(answer) {}
+
+    // A blocked way keeps the score that it reached before the block, and so still takes part in
+    // the best; without any concept it scores nothing.
+    Path explain(zeNode* node) {
+        Path path;
+        if (node->m_parent == nullptr) {
+            return path;
+        }
+        path.score = 1.0;
+        for (const zeSml::Concept_info& entry : m_msg.active_bag()->m_concepts) {
+            path.without.push_back({entry.m_concept, 1.0});
+        }
+        zeNode* child = node;
+        for (zeNode* cur = child->m_parent; cur != nullptr; cur = cur->m_parent) {
+            if (m_tree.is_cat_blocked(cur, child, m_msg)) {
+                std::for_each(path.without.begin(), path.without.end(),
+                              [](auto& line) { line.m_score = 0.0; });
+                break;
+            }
+            if (cur->m_classifier_type == ZE_STAT) {
+                multiply(path, cur, child);
+            }
+            child = cur;
+        }
+        return path;
+    }
+
+private:
+    void multiply(Path& path, zeNode* cur, zeNode* child) {
+        auto* const stat_matcher = dynamic_cast<zeStat_matcher*>(m_tree.get_classifier(cur));
+        ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
+        path.score *= stat_matcher->classify_concepts(m_msg, child, m_answer);
+        ZANDREL_ASSERT(path.without.size() == m_answer.size(),
+                       "concept_scores[i].size() == result_concept_scores.size()");
+        for (std::size_t k = 0; k < m_answer.size(); ++k) {
+            path.without[k].m_score *= m_answer[k].m_score;
+        }
+    }
+
+    zePhysicalTree& m_tree;
+    zeMsg& m_msg;
+    Concept_scores& m_answer;  // of the classifier asked last
+};
+
+}  // namespace
+
+bool greater_concept_scores(const zeStat_matcher::Concept_score& left,
+                            const zeStat_matcher::Concept_score& right) {
+    const double left_size = std::abs(left.m_score);
+    const double right_size = std::abs(right.m_score);
+    return left_size > right_size || (left_size == right_size && right.m_concept < left.m_concept);
+}
+
+void zeWorkflow::classify_concepts(zeMsg& msg, const std::vector<zeNode*>& nodes,
+                                   Concept_scores& concept_scores) {
+    if (msg.active_bag().IsNull()) {
+        return;
+    }
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    concept_scores.clear();
+    concept_scores.reserve(msg.active_bag()->m_concepts.size());
+    Explanation explanation(*tree, msg, concept_scores);
+    std::vector<Path> paths;
+    paths.reserve(nodes.size());
+    for (zeNode* node : nodes) {
+        paths.push_back(explanation.explain(node));
+    }
+    for (auto& line : concept_scores) {
+        line.m_score = 0.0;
+    }
+    double best = 0.0;
+    for (const Path& path : paths) {
+        best = std::max(best, path.score);
+        const std::size_t line_count = std::min(path.without.size(), concept_scores.size());
+        for (std::size_t k = 0; k < line_count; ++k) {
+            concept_scores[k].m_score =
+                std::max(concept_scores[k].m_score, path.without[k].m_score);
+        }
+    }
+    for (auto& line : concept_scores) {
+        line.m_score = best - line.m_score;
+    }
+    std::sort(concept_scores.begin(), concept_scores.end(), greater_concept_scores);
+}
