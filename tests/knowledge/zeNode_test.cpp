@@ -232,12 +232,12 @@ TEST_F(zeNodeTest, IdentityOfALeafIsThatOfItsConcept) {
 }
 
 TEST_F(zeNodeTest, IdentityOfAnInnerNodeIsTheNode) {
-    for (const unsigned char type : {ZE_RULE, ZE_STAT}) {
-        SCOPED_TRACE(static_cast<int>(type));
+    for (const unsigned int type : {ZE_RULE, ZE_STAT}) {
+        SCOPED_TRACE(type);
         zeNode first(term("sport"));
         zeNode second(term("sport"));
-        first.m_classifier_type = type;
-        second.m_classifier_type = type;
+        first.m_classifier_type = static_cast<unsigned char>(type);
+        second.m_classifier_type = static_cast<unsigned char>(type);
 
         EXPECT_EQ(first.identity(), &first);
         EXPECT_EQ(second.identity(), &second);

@@ -209,6 +209,8 @@ TEST_F(zeStatTrainerSelectionTest, JudgesAConceptByItsRates) {
                  -1.0 / 8, 1.0 / 8, 1.0 / 64},
              Row{"rare and not inside: b becomes F", usual, 1.0 / 16, kNone, std::log(0.5), 0.0,
                  1.0 / 128, 1.0 / 64, 1.0 / 32},
+             Row{"rate at the floor: nothing is held", usual, 1.0 / 4, kNone, std::log(0.5), 0.0,
+                 1.0 / 32, 0.0, 1.0 / 32},
              Row{"only inside: b becomes F", usual, 4.0, 4.0, std::log(8.0), 0.5, 0.0, 0.5,
                  1.0 / 32},
              Row{"b below F, a at m: b becomes F", usual, 1.0 / 4, 1.0 / 8, std::log(0.5), 1.0 / 64,

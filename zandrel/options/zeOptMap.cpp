@@ -1,5 +1,6 @@
 #include "zandrel/options/zeOptMap.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string_view>
@@ -92,7 +93,7 @@ qtString zeOptMap::Get(const qtString& key) const {
     return entry->second;
 }
 
-int zeOptMap::GetI(const qtString& key) const { return leading_int(Get(key)); }
+int zeOptMap::GetI(const qtString& key) const { return qtConvertStringToInt(Get(key)); }
 
 // The entry's value if one is given: there, not empty, and not "leave".
 const qtString* zeOptMap::find_given(const qtString& key, bool* found) const {
@@ -118,16 +119,16 @@ const char* zeOptMap::Optional(const qtString& key, const char* default_value, b
 
 double zeOptMap::Optional(const qtString& key, const double& default_value, bool* found) const {
     const qtString* const value = find_given(key, found);
-    return value == nullptr ? default_value : leading_double(*value);
+    return value == nullptr ? default_value : qtConvertStringToDouble(*value);
 }
 
 int zeOptMap::Optional(const qtString& key, int default_value, bool* found) const {
     const qtString* const value = find_given(key, found);
-    return value == nullptr ? default_value : leading_int(*value);
+    return value == nullptr ? default_value : qtConvertStringToInt(*value);
 }
 
 unsigned int zeOptMap::Optional(const qtString& key, unsigned int default_value,
                                 bool* found) const {
     const qtString* const value = find_given(key, found);
-    return value == nullptr ? default_value : leading_unsigned(*value);
+    return value == nullptr ? default_value : qtConvertStringToUnsigned(*value);
 }
