@@ -1,6 +1,7 @@
 #include "zandrel/foundation/process_assert.h"
 
 #include <string>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 

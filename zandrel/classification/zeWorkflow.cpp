@@ -18,10 +18,16 @@ struct Node_score {
     zeNode* node;
     double score;
 
-    // The highest score is taken first and, among equals, the greatest name.
+    // The highest score is taken first and, among equals, the greatest name. The lowest id settles
+    // what is left, nodes of one name, so that a heap's order among equals reaches no result.
     bool operator<(const Node_score& other) const noexcept {
-        return score < other.score ||
-               (score == other.score && node->m_concept < other.node->m_concept);
+        if (score != other.score) {
+            return score < other.score;
+        }
+        if (node->m_concept != other.node->m_concept) {
+            return node->m_concept < other.node->m_concept;
+        }
+        return node->m_node_id > other.node->m_node_id;
     }
 };
 

@@ -117,7 +117,7 @@ private:
 
 // Hashes a concept by the value that is stored in its record.
 struct ConceptHash {
-    std::size_t operator()(const Concept& concept_) const noexcept { return concept_.hash(); }
+    std::size_t operator()(const Concept& hashed) const noexcept { return hashed.hash(); }
 };
 
 #endif  // ZANDREL_FOUNDATION_CONCEPT_H_

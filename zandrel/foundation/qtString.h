@@ -25,13 +25,14 @@ public:
 
     // The conversions are implicit on purpose: literals and views stand for strings everywhere.
     // REQUIRES: `text` is not null and ends with a zero byte.
-    qtString(const char* text) : m_bytes(text) {}  // NOLINT(google-explicit-constructor)
+    // NOLINTBEGIN(google-explicit-constructor)
+    qtString(const char* text) : m_bytes(text) {}
 
-    qtString(std::string_view bytes) : m_bytes(bytes) {}  // NOLINT(google-explicit-constructor)
+    qtString(std::string_view bytes) : m_bytes(bytes) {}
 
-    qtString(std::string bytes)
-        : m_bytes(std::move(bytes)) {}  // NOLINT(google-explicit-constructor)
+    qtString(std::string bytes) : m_bytes(std::move(bytes)) {}
 
+    // NOLINTEND(google-explicit-constructor)
     qtString(const char* bytes, std::size_t byte_count) : m_bytes(bytes, byte_count) {}
 
     std::size_t size() const noexcept { return m_bytes.size(); }

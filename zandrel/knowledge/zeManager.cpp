@@ -43,8 +43,13 @@ void zeManager::Release() {
     m_objects.clear();
     m_last_object_id = 0;
     m_root = nullptr;
-    m_logical_tree->Clear();
-    m_physical_tree->Clear();
+    // A tree may be missing when the manager goes in the middle of its replacement.
+    if (m_logical_tree) {
+        m_logical_tree->Clear();
+    }
+    if (m_physical_tree) {
+        m_physical_tree->Clear();
+    }
 }
 
 unsigned int zeManager::ReadOnDemand() const {

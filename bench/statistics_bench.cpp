@@ -1,0 +1,96 @@
+// Training and matching: counting, feature selection, scoring against many categories.
+#include <benchmark/benchmark.h>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_trainer.h"
+
+#include "bench/synthetic_texts.h"
+
+namespace {
+
+constexpr std::size_t kTextLength = 100;
+
+// A container with one statistical root and a corpus to train it.
+struct Trainable {
+    Trainable(std::size_t vocabulary, std::size_t labels, std::size_t messages)
+        : texts(vocabulary, labels) {
+        manager.m_defaults.use_likelihood_in_train = false;
+        manager.m_root = manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT,
+                                                           zeNode::NoScore, 0.0);
+        texts.fill(corpus, messages, kTextLength);
+        view.set_corpus(&corpus);
+        view.add_all_msgs(&manager);
+    }
+
+    zeStat_matcher& matcher() {
+        return dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier());
+    }
+
+    Synthetic_texts texts;
+    zeManager manager;
+    zeMemoryCorpus corpus;
+    zeCorpus_view view;
+};
+
+void BM_CountMessages(benchmark::State& state) {
+    Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 2000);
+    for (auto _ : state) {
+        trainable.matcher().m_storage->create_skeleton();
+        zeStat_trainer trainer(*trainable.matcher().m_storage);
+        trainer.train(trainable.view, false);
+    }
+    state.SetItemsProcessed(state.iterations() * 2000);
+}
+
+void BM_RemoveAndAddMessages(benchmark::State& state) {
+    Trainable trainable(20000, 20, 2000);
+    zeStat_trainer trainer(*trainable.matcher().m_storage);
+    trainer.train(trainable.view, false);
+    for (auto _ : state) {
+        trainer.calculate_corpus(trainer.m_msg_indices, true);
+        trainer.calculate_corpus(trainer.m_msg_indices, false);
+    }
+    state.SetItemsProcessed(state.iterations() * 4000);
+}
+
+// By concepts of the model and by categories.
+void BM_SelectFeatures(benchmark::State& state) {
+    Trainable trainable(static_cast<std::size_t>(state.range(0)),
+                        static_cast<std::size_t>(state.range(1)), 4000);
+    zeStat_trainer trainer(*trainable.matcher().m_storage);
+    trainer.train(trainable.view, false);
+    for (auto _ : state) {
+        trainer.calculate_feature_selection();
+    }
+}
+
+void BM_ClassifyFlat(benchmark::State& state) {
+    Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 4000);
+    trainable.matcher().train(trainable.view);
+    const qtPtrLight<zeWorkflow> workflow = trainable.manager.GetWorkflow();
+    const qtPtrLight<zeMsg> msg = trainable.texts.make(3, kTextLength);
+    for (auto _ : state) {
+        zeResult_set results(0.0, 1);
+        workflow->classify(*msg, results, true, false);
+        benchmark::DoNotOptimize(results.get_result(0).score);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+BENCHMARK(BM_CountMessages)->Arg(20)->Arg(200)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RemoveAndAddMessages)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SelectFeatures)
+    ->Args({1000, 20})
+    ->Args({20000, 20})
+    ->Args({200000, 20})
+    ->Args({20000, 10})
+    ->Args({20000, 100})
+    ->Args({20000, 1000})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ClassifyFlat)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
+}  // namespace

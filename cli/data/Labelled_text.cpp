@@ -1,0 +1,103 @@
+#include "cli/data/Labelled_text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <system_error>
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+// Where a line stands, for messages.
+struct Place {
+    const std::string& file;
+    std::size_t line;
+};
+
+void add_label(std::vector<std::string>& labels, std::string_view label, const Place& place) {
+    if (label.empty()) {
+        throw Data_error(place.file, place.line, "empty label");
+    }
+    if (std::find(labels.begin(), labels.end(), label) == labels.end()) {
+        labels.emplace_back(label);
+    }
+}
+
+std::vector<std::string> split_labels(std::string_view list, const Place& place) {
+    std::vector<std::string> labels;
+    for (std::size_t comma = list.find(','); comma != std::string_view::npos;
+         comma = list.find(',')) {
+        add_label(labels, list.substr(0, comma), place);
+        list.remove_prefix(comma + 1);
+    }
+    add_label(labels, list, place);
+    return labels;
+}
+
+Labelled_text parse_line(std::string_view line, const Place& place) {
+    const std::size_t tab = line.find('\t');
+    if (tab == std::string_view::npos) {
+        throw Data_error(place.file, place.line, "no tab between label and text");
+    }
+    return {split_labels(line.substr(0, tab), place), std::string(line.substr(tab + 1))};
+}
+
+std::string reason_of_failure() {
+    return errno == 0 ? "unknown reason" : std::generic_category().message(errno);
+}
+
+}  // namespace
+
+std::string_view without_carriage_return(std::string_view line) {
+    if (!line.empty() && line.back() == '\r') {
+        line.remove_suffix(1);
+    }
+    return line;
+}
+
+std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name) {
+    std::vector<Labelled_text> texts;
+    std::string buffer;
+    errno = 0;
+    for (std::size_t line_number = 1; std::getline(input, buffer); ++line_number) {
+        std::string_view line = without_carriage_return(buffer);
+        if (line_number == 1 && line.starts_with(kByteOrderMark)) {
+            line.remove_prefix(kByteOrderMark.size());
+        }
+        if (!line.empty()) {
+            texts.push_back(parse_line(line, {name, line_number}));
+        }
+    }
+    if (input.bad()) {
+        throw Input_error(name, reason_of_failure());
+    }
+    return texts;
+}
+
+std::vector<Labelled_text> read_labelled_file(const std::string& path) {
+    errno = 0;
+    std::ifstream input(path, std::ios::binary);
+    if (!input) {
+        throw Input_error(path, reason_of_failure());
+    }
+    std::vector<Labelled_text> texts = read_labelled_texts(input, path);
+    if (texts.empty()) {
+        throw Data_error(path, "no data line");
+    }
+    return texts;
+}
+
+std::size_t text_bytes(const std::vector<Labelled_text>& texts) {
+    std::size_t bytes = 0;
+    for (const Labelled_text& text : texts) {
+        bytes += text.text.size();
+    }
+    return bytes;
+}
+
+}  // namespace cli

@@ -1,0 +1,41 @@
+// The exit statuses of the program, and the errors that lead to them.
+#ifndef ZANDREL_CLI_ERRORS_H_
+#define ZANDREL_CLI_ERRORS_H_
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+namespace cli {
+
+// The numbers are those of sysexits.h, so that scripts can tell whose fault it was.
+enum Exit_status : int {
+    kSuccess = 0,
+    kUsageError = 64,     // the command line is wrong
+    kDataError = 65,      // a file has other contents than it should
+    kInputError = 66,     // a file cannot be read
+    kInternalError = 70,  // the program failed
+    kOutputError = 74,    // the output cannot be written
+};
+
+// A file whose contents are not what they should be: "FILE:LINE: message", lines counted from 1, or
+// "FILE: message" for the file as a whole.
+class Data_error : public std::runtime_error {
+public:
+    Data_error(const std::string& file, std::size_t line, const std::string& message)
+        : std::runtime_error(file + ":" + std::to_string(line) + ": " + message) {}
+
+    Data_error(const std::string& file, const std::string& message)
+        : std::runtime_error(file + ": " + message) {}
+};
+
+// A file that cannot be opened or read.
+class Input_error : public std::runtime_error {
+public:
+    Input_error(const std::string& file, const std::string& reason)
+        : std::runtime_error("cannot read " + file + ": " + reason) {}
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_ERRORS_H_

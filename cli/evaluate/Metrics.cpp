@@ -1,0 +1,82 @@
+#include "cli/evaluate/Metrics.h"
+
+#include <algorithm>
+
+namespace cli {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& labels) {
+    std::string list;
+    for (const std::string& label : labels) {
+        list += (list.empty() ? "" : ",") + label;
+    }
+    return list;
+}
+
+double ratio(double part, std::size_t whole) {
+    return whole == 0 ? 0.0 : part / static_cast<double>(whole);
+}
+
+}  // namespace
+
+void Metrics_counter::add(const std::vector<std::string>& labels, const std::string& predicted) {
+    ++m_texts;
+    bool is_correct = false;
+    for (const std::string& label : labels) {
+        if (label == predicted) {
+            is_correct = true;
+            ++m_labels[label].hits;
+        } else {
+            ++m_labels[label].misses;
+        }
+    }
+    if (is_correct) {
+        ++m_correct;
+        return;
+    }
+    ++m_confusions[{joined(labels), predicted}];
+    if (!predicted.empty()) {
+        ++m_labels[predicted].false_alarms;
+    }
+}
+
+Metrics Metrics_counter::metrics() const {
+    Metrics result;
+    result.texts = m_texts;
+    result.correct = m_correct;
+    result.accuracy = ratio(static_cast<double>(m_correct), m_texts);
+    double f1_sum = 0.0;
+    for (const auto& [label, count] : m_labels) {
+        // A label that was only predicted has no texts here that it could be measured by.
+        if (count.hits + count.misses > 0) {
+            ++result.labels;
+            f1_sum += f1(count);
+        }
+    }
+    result.macro_f1 = ratio(f1_sum, result.labels);
+    result.confusions = worst_first();
+    return result;
+}
+
+// F1 = 2 hits / (2 hits + misses + false alarms), the harmonic mean of precision and recall. The
+// label has texts, so the denominator is not 0.
+double Metrics_counter::f1(const Label_count& count) {
+    const std::size_t doubled = 2 * count.hits;
+    return static_cast<double>(doubled) /
+           static_cast<double>(doubled + count.misses + count.false_alarms);
+}
+
+std::vector<Confusion> Metrics_counter::worst_first() const {
+    std::vector<Confusion> confusions;
+    for (const auto& [pair, texts] : m_confusions) {
+        confusions.push_back({pair.first, pair.second, texts});
+    }
+    // Stable, so that among equal counts the map's order by text stays.
+    std::stable_sort(
+        confusions.begin(), confusions.end(),
+        [](const Confusion& left, const Confusion& right) { return left.texts > right.texts; });
+    return confusions;
+}
+
+}  // namespace cli

@@ -1,0 +1,56 @@
+// Metrics: how often the best label was right, and where it was wrong.
+#ifndef ZANDREL_CLI_EVALUATE_METRICS_H_
+#define ZANDREL_CLI_EVALUATE_METRICS_H_
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cli {
+
+// Texts of some labels for which the best label was another one.
+struct Confusion {
+    std::string expected;  // the text's labels, joined by commas
+    std::string got;       // empty if there was no result
+    std::size_t texts = 0;
+};
+
+struct Metrics {
+    std::size_t texts = 0;
+    std::size_t correct = 0;            // texts whose best label is one of theirs
+    std::size_t labels = 0;             // different labels of the texts
+    double accuracy = 0.0;              // correct / texts; 0 without texts
+    double macro_f1 = 0.0;              // mean F1 of the labels; 0 without texts
+    std::vector<Confusion> confusions;  // most texts first, then by text of expected and of got
+};
+
+// Counts predictions. Each text has one prediction, its best label, and one label or more. A label
+// of the text is a hit if it is the prediction and a miss otherwise; a prediction that is none of
+// the text's labels is a false alarm for its label.
+class Metrics_counter {
+public:
+    // `predicted`: empty if there was no result.
+    void add(const std::vector<std::string>& labels, const std::string& predicted);
+    Metrics metrics() const;
+
+private:
+    struct Label_count {
+        std::size_t hits = 0;
+        std::size_t misses = 0;
+        std::size_t false_alarms = 0;
+    };
+
+    static double f1(const Label_count& count);
+    std::vector<Confusion> worst_first() const;
+
+    std::size_t m_texts = 0;
+    std::size_t m_correct = 0;
+    std::map<std::string, Label_count> m_labels;
+    std::map<std::pair<std::string, std::string>, std::size_t> m_confusions;  // (expected, got)
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_EVALUATE_METRICS_H_

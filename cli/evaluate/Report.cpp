@@ -1,0 +1,112 @@
+#include "cli/evaluate/Report.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kNameWidth = 14;
+constexpr std::size_t kColumnWidth = 12;
+constexpr double kMegabyte = 1e6;
+
+std::string megabytes(double bytes, int decimals) {
+    return with_decimals(bytes / kMegabyte, decimals) + " MB";
+}
+
+std::string percent(double share) {
+    return with_decimals(100 * share, 2) + " %";
+}
+
+// An amount per CPU second, or a dash where the clock was too coarse to tell.
+std::string per_second(double amount, const Phase& phase, int decimals) {
+    return phase.cpu_seconds > 0.0 ? with_decimals(amount / phase.cpu_seconds, decimals) : "-";
+}
+
+std::string texts_per_second(const Phase& phase) {
+    if (phase.cpu_seconds <= 0.0) {
+        return "-";
+    }
+    return grouped(static_cast<std::size_t>(static_cast<double>(phase.texts) / phase.cpu_seconds));
+}
+
+void print_row(std::ostream& out, std::string_view name,
+               std::initializer_list<std::string> columns) {
+    out << left_aligned(name, kNameWidth);
+    for (const std::string& column : columns) {
+        out << right_aligned(column, kColumnWidth);
+    }
+    out << '\n';
+}
+
+void print_data(const Evaluation& evaluation, std::ostream& out) {
+    print_row(out, "", {"texts", "size", "labels"});
+    print_row(out, "training data",
+              {grouped(evaluation.training.texts),
+               megabytes(static_cast<double>(evaluation.training.bytes), 2),
+               grouped(evaluation.trained_labels)});
+    print_row(out, "test data",
+              {grouped(evaluation.classifying.texts),
+               megabytes(static_cast<double>(evaluation.classifying.bytes), 2),
+               grouped(evaluation.metrics.labels)});
+}
+
+void print_quality(const Metrics& metrics, std::ostream& out) {
+    out << '\n'
+        << left_aligned("accuracy", kNameWidth)
+        << right_aligned(percent(metrics.accuracy), kColumnWidth) << "  ("
+        << grouped(metrics.correct) << " of " << grouped(metrics.texts) << " texts)\n";
+    print_row(out, "macro F1", {percent(metrics.macro_f1)});
+}
+
+void print_phase(std::ostream& out, std::string_view name, const Phase& phase) {
+    print_row(out, name,
+              {with_decimals(phase.cpu_seconds, 2) + " s",
+               with_decimals(phase.analysis_seconds, 2) + " s", texts_per_second(phase),
+               per_second(static_cast<double>(phase.bytes) / kMegabyte, phase, 1)});
+}
+
+void print_cost(const Evaluation& evaluation, std::ostream& out) {
+    out << '\n';
+    print_row(out, "", {"CPU time", "of it text", "texts/s", "MB/s"});
+    print_phase(out, "training", evaluation.training);
+    print_phase(out, "classifying", evaluation.classifying);
+    print_row(out, "peak memory",
+              {megabytes(static_cast<double>(evaluation.peak_memory_bytes), 0)});
+}
+
+std::string shown(const std::string& got) {
+    return got.empty() ? "(no result)" : got;
+}
+
+void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& out) {
+    const std::size_t count = std::min(wanted, metrics.confusions.size());
+    if (count == 0) {
+        return;
+    }
+    std::size_t width = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        width = std::max(width, width_of(metrics.confusions[i].expected));
+    }
+    out << "\nworst confusions (texts: expected -> got)\n";
+    for (std::size_t i = 0; i < count; ++i) {
+        const Confusion& confusion = metrics.confusions[i];
+        out << right_aligned(grouped(confusion.texts), 7) << "  "
+            << left_aligned(confusion.expected, width) << " -> " << shown(confusion.got) << '\n';
+    }
+}
+
+}  // namespace
+
+void print_report(const Evaluation& evaluation, std::size_t confusion_count, std::ostream& out) {
+    print_data(evaluation, out);
+    print_quality(evaluation.metrics, out);
+    print_cost(evaluation, out);
+    print_confusions(evaluation.metrics, confusion_count, out);
+}
+
+}  // namespace cli

@@ -1,0 +1,76 @@
+#include "cli/model/Text_model.h"
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+
+namespace cli {
+
+Text_model::Text_model(Analysis_kind kind) : m_analysis(make_text_analysis(kind)) {
+    // Scores stay raw: training does not build likelihood tables.
+    m_manager.m_defaults.use_likelihood_in_train = false;
+}
+
+void Text_model::train(const std::vector<Labelled_text>& texts) {
+    zeStat_matcher& matcher = make_root();
+    zeMemoryCorpus corpus;
+    fill(corpus, texts);
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&m_manager);
+    matcher.train(view);
+    m_workflow = m_manager.GetWorkflow();
+}
+
+std::vector<Scored_label> Text_model::rank(std::string_view text, int wanted) {
+    zeMsg msg;
+    msg.smls[0] = make_bag(text);
+    zeResult_set results(0.0, wanted);
+    m_workflow->classify(msg, results, true, false);
+
+    std::vector<Scored_label> labels;
+    results.eliminate_duplicated_results();
+    for (int i = 0; i < results.count(); ++i) {
+        const zeResult& result = results.get_result(i);
+        labels.push_back({std::string(result.node->m_concept.view()), result.score});
+    }
+    return labels;
+}
+
+std::size_t Text_model::label_count() const {
+    return m_manager.m_root == nullptr ? 0 : m_manager.m_root->m_children.size();
+}
+
+zeStat_matcher& Text_model::make_root() {
+    m_manager.m_root =
+        m_manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT, zeNode::NoScore, 0.0);
+    return dynamic_cast<zeStat_matcher&>(*m_manager.GetRootClassifier());
+}
+
+void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {
+    corpus.reserve(static_cast<unsigned int>(texts.size()));
+    for (const Labelled_text& text : texts) {
+        qtPtrLight<zeMsg> msg(new zeMsg);
+        msg->smls[0] = make_bag(text.text);
+        for (const std::string& label : text.labels) {
+            msg->categories.push_back(Concept::insert_view(label));
+        }
+        corpus.add_msg(msg);
+    }
+}
+
+// The bag has no ceiling of its own: the model asks for a view under the ceiling that it wants.
+qtPtrLight<zeSml> Text_model::make_bag(std::string_view text) {
+    m_analysis_timer.start();
+    m_feeder.clear();
+    m_analysis->feed(text, m_feeder);
+    qtPtrLight<zeSml> bag(new zeSml(m_feeder, 0.0));
+    m_analysis_timer.stop();
+    return bag;
+}
+
+}  // namespace cli

@@ -1,0 +1,50 @@
+#include "cli/text/Layout.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace cli {
+
+namespace {
+
+// Spaces that are missing to the width.
+std::string padding(std::string_view text, std::size_t width) {
+    const std::size_t taken = width_of(text);
+    return std::string(taken < width ? width - taken : 0, ' ');
+}
+
+}  // namespace
+
+std::string grouped(std::size_t number) {
+    std::string digits = std::to_string(number);
+    for (std::size_t end = digits.size(); end > 3; end -= 3) {
+        digits.insert(end - 3, 1, ',');
+    }
+    return digits;
+}
+
+std::string with_decimals(double number, int decimals) {
+    // The greatest double has 309 digits before the point.
+    std::array<char, 340> digits = {};
+    const std::to_chars_result result = std::to_chars(digits.data(), digits.data() + digits.size(),
+                                                      number, std::chars_format::fixed, decimals);
+    return std::string(digits.data(), result.ptr);
+}
+
+std::size_t width_of(std::string_view text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+        // All but the continuation bytes 10xxxxxx.
+        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+    }));
+}
+
+std::string left_aligned(std::string_view text, std::size_t width) {
+    return std::string(text) + padding(text, width);
+}
+
+std::string right_aligned(std::string_view text, std::size_t width) {
+    return padding(text, width) + std::string(text);
+}
+
+}  // namespace cli

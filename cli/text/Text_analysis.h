@@ -1,0 +1,33 @@
+// Text_analysis: how a text becomes concepts. The library takes concepts and leaves this step to
+// the application.
+#ifndef ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_
+#define ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_
+
+#include <memory>
+#include <string_view>
+
+#include "zandrel/messages/zeSml_feeder.h"
+
+namespace cli {
+
+// One way to cut texts into concepts. The weight of a concept is how often it occurs.
+//
+// Threads: one at a time, since an analysis keeps its scratch memory from text to text.
+class Text_analysis {
+public:
+    Text_analysis() = default;
+    Text_analysis(const Text_analysis&) = delete;
+    Text_analysis& operator=(const Text_analysis&) = delete;
+    virtual ~Text_analysis();
+
+    // Adds the concepts of the text to what the feeder holds. A text may hold any bytes.
+    virtual void feed(std::string_view text, zeSml_feeder& feeder) = 0;
+};
+
+enum class Analysis_kind { kWords, kWhitespace };
+
+std::unique_ptr<Text_analysis> make_text_analysis(Analysis_kind kind);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_

@@ -1,0 +1,25 @@
+#include "cli/text/Whitespace_analysis.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "zandrel/foundation/Concept.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+
+}  // namespace
+
+void Whitespace_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
+    std::size_t start = text.find_first_not_of(kWhiteSpace);
+    while (start != std::string_view::npos) {
+        const std::size_t end = std::min(text.find_first_of(kWhiteSpace, start), text.size());
+        feeder.add_concept(Concept::insert_view(text.substr(start, end - start)), 1.0);
+        start = text.find_first_not_of(kWhiteSpace, end);
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,20 @@
+// Whitespace_analysis: for texts that are tokens already.
+#ifndef ZANDREL_CLI_TEXT_WHITESPACE_ANALYSIS_H_
+#define ZANDREL_CLI_TEXT_WHITESPACE_ANALYSIS_H_
+
+#include <string_view>
+
+#include "cli/text/Text_analysis.h"
+
+namespace cli {
+
+// Splits at ASCII white space (space, tab, line feed, vertical tab, form feed, carriage return) and
+// leaves the bytes between as they are, whatever their encoding.
+class Whitespace_analysis : public Text_analysis {
+public:
+    void feed(std::string_view text, zeSml_feeder& feeder) override;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_WHITESPACE_ANALYSIS_H_

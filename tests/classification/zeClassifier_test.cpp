@@ -1,0 +1,58 @@
+#include "zandrel/classification/zeClassifier.h"
+
+#include <map>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/messages/zeMsg.h"
+
+#include "tests/support/bags.h"
+
+namespace {
+
+// Overrides what is pure and nothing more.
+class Plain_classifier : public zeClassifier {
+public:
+    Plain_classifier(zeManager* manager, zeNode* node) : zeClassifier(manager, node) {}
+
+    unsigned int GetType() const override { return ZE_STAT; }
+
+    void classify(zeMsg& /*msg*/, zeResult_set& /*results*/, double /*node_score*/,
+                  bool /*use_thresholds*/) override {}
+
+    void get_all_categories(std::vector<zeNode*>& /*cats*/) override {}
+
+    void global_replace(std::map<zeNode*, zeNode*>& /*replacement*/) override {}
+};
+
+TEST(zeClassifierTest, KnowsItsNodeAndManager) {
+    zeManager manager;
+    zeNode node(term("root"));
+
+    const zeClassifier* const classifier = new Plain_classifier(&manager, &node);
+
+    EXPECT_EQ(classifier->m_node, &node);
+    EXPECT_EQ(classifier->m_manager, &manager);
+}
+
+TEST(zeClassifierTest, MakingOneLeavesTheNode) {
+    zeNode node(term("root"));
+
+    const Plain_classifier classifier(nullptr, &node);
+
+    EXPECT_EQ(node.m_classifier, nullptr);
+    EXPECT_EQ(node.m_classifier_type, ZE_LEAF);
+}
+
+TEST(zeClassifierTest, BlocksNoChildByDefault) {
+    zeNode child(term("sport"));
+    Plain_classifier classifier(nullptr, nullptr);
+    zeMsg msg;
+
+    EXPECT_FALSE(classifier.is_cat_blocked(&child, msg));
+}
+
+}  // namespace

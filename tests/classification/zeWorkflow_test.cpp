@@ -1,0 +1,770 @@
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMsg.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/tree_builder.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+// Factors and thresholds are sums of few powers of two, so that all products are exact.
+class zeWorkflowTest : public testing::Test {
+protected:
+    void Classify(zeResult_set& results, bool skip_no_score = false, bool use_thresholds = false) {
+        tree.Manager().GetWorkflow()->classify(msg, results, skip_no_score, use_thresholds);
+    }
+
+    std::vector<Named_score> Results(double threshold, int max_results,
+                                     bool skip_no_score = false) {
+        zeResult_set results(threshold, max_results);
+        Classify(results, skip_no_score);
+        return listing_of(results);
+    }
+
+    // A root and two inner nodes below it, neither of them scored. All three are as likely; "q" is
+    // asked before "p".
+    void BuildTwoEqualBranches() {
+        root = tree.Root("root");
+        p = tree.Inner(root, "p", 1.0);
+        q = tree.Inner(root, "q", 1.0);
+        for (zeNode* const node : {root, p, q}) {
+            tree.NoScore(node);
+        }
+    }
+
+    TreeBuilder tree;
+    zeMsg msg;
+    zeNode* root = nullptr;
+    zeNode* p = nullptr;
+    zeNode* q = nullptr;
+};
+
+// Making one.
+
+TEST_F(zeWorkflowTest, NeedsARoot) {
+    zeManager empty;
+
+    EXPECT_QTX_ARGS(zeWorkflow{&empty}, zeWorkflow, 0, "Root classifier does not exist", {});
+}
+
+TEST_F(zeWorkflowTest, KeepsTheRootThatItWasMadeWith) {
+    root = tree.Root("old");
+    zeWorkflow workflow(&tree.Manager());
+    tree.Root("new");
+    zeResult_set results(0.0, -1);
+
+    workflow.classify(msg, results, false, false);
+
+    EXPECT_THAT(listing_of(results), ElementsAre(Pair("old", 1.0)));
+    EXPECT_EQ(workflow.start_node(nullptr).at(0).node, root);
+}
+
+TEST_F(zeWorkflowTest, KeepsItsRootWhenTheManagerLosesIt) {
+    tree.Root("old");
+    zeWorkflow workflow(&tree.Manager());
+    tree.Manager().m_root = nullptr;
+    zeResult_set results(0.0, -1);
+
+    workflow.classify(msg, results, false, false);
+
+    EXPECT_THAT(listing_of(results), ElementsAre(Pair("old", 1.0)));
+}
+
+// The walk down trees of one to four levels.
+
+TEST_F(zeWorkflowTest, ARootThatIsALeafIsTheOnlyResult) {
+    tree.Manager().m_root = tree.Tree().MakeNode(term("root"), ZE_LEAF, 0, 0.0);
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0)));
+}
+
+TEST_F(zeWorkflowTest, YieldsTheChildrenThatTheClassifierAnswers) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.25);
+    tree.Leaf(root, "b", 0.75);
+    root->add_child(tree.Tree().MakeNode(term("unanswered"), ZE_LEAF, 0, 0.0));
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("b", 0.75), Pair("a", 0.25)));
+}
+
+TEST_F(zeWorkflowTest, MultipliesScoresAlongThePath) {
+    root = tree.Root("root");
+    zeNode* const upper = tree.Inner(root, "upper", 0.5);
+    zeNode* const lower = tree.Inner(upper, "lower", 0.75);
+    tree.Leaf(lower, "leaf", 0.5);
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("upper", 0.5),
+                                              Pair("lower", 0.375), Pair("leaf", 0.1875)));
+}
+
+TEST_F(zeWorkflowTest, RanksResultsOfAllLevelsTogether) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    tree.Leaf(inner, "deep", 0.5);
+    tree.Leaf(root, "above", 0.375);
+    tree.Leaf(root, "below", 0.125);
+
+    EXPECT_THAT(Results(0.0, -1),
+                ElementsAre(Pair("root", 1.0), Pair("inner", 0.5), Pair("above", 0.375),
+                            Pair("deep", 0.25), Pair("below", 0.125)));
+}
+
+TEST_F(zeWorkflowTest, AsksTheBestNodeNextWhereverItStands) {
+    root = tree.Root("root");
+    zeNode* const good = tree.Inner(root, "good", 0.75);
+    zeNode* const poor = tree.Inner(root, "poor", 0.5);
+    tree.Inner(good, "under good", 0.5);    // 0.375
+    tree.Inner(good, "best under", 0.875);  // 0.65625
+    tree.Inner(poor, "under poor", 0.875);  // 0.4375
+
+    Results(0.0, -1);
+
+    EXPECT_THAT(tree.Asked(),
+                ElementsAre("root", "good", "best under", "poor", "under poor", "under good"));
+}
+
+TEST_F(zeWorkflowTest, AsksTheGreatestNameNextAmongEqualScores) {
+    root = tree.Root("root");
+    for (const char* const name : {"ab", "z", "\xC3\xA4", "a", "abc", "B"}) {
+        tree.Inner(root, name, 0.5);
+    }
+
+    Results(0.0, -1);
+
+    EXPECT_THAT(tree.Asked(), ElementsAre("root", "\xC3\xA4", "z", "abc", "ab", "a", "B"));
+}
+
+TEST_F(zeWorkflowTest, EndsAPathAtANodeWhoseClassifierIsGone) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    tree.Leaf(inner, "leaf", 0.5);
+    tree.Tree().release_classifier(inner, nullptr);
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("inner", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, AddsToWhatTheSetHolds) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.5);
+    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
+    zeResult_set results(0.0, -1);
+    results.add(held, 0.75);
+
+    Classify(results);
+
+    EXPECT_THAT(listing_of(results),
+                ElementsAre(Pair("root", 1.0), Pair("held", 0.75), Pair("a", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, LeavesTheSetRaw) {
+    tree.Root("root");
+    zeResult_set results(0.0, -1);
+    results.deduplicated = true;
+
+    Classify(results);
+
+    EXPECT_FALSE(results.sorted);
+    EXPECT_FALSE(results.deduplicated);
+}
+
+// The threshold.
+
+TEST_F(zeWorkflowTest, YieldsWhatReachesTheThresholdExactly) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    tree.Leaf(inner, "at", 0.5);
+    tree.Leaf(inner, "below", 0.4375);
+
+    EXPECT_THAT(Results(0.25, -1),
+                ElementsAre(Pair("root", 1.0), Pair("inner", 0.5), Pair("at", 0.25)));
+}
+
+TEST_F(zeWorkflowTest, DoesNotSearchBelowANodeUnderTheThreshold) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.25);
+    tree.Leaf(inner, "leaf", 1.0);
+
+    EXPECT_THAT(Results(0.5, -1), ElementsAre(Pair("root", 1.0)));
+
+    EXPECT_THAT(tree.Asked(), ElementsAre("root"));
+}
+
+TEST_F(zeWorkflowTest, YieldsTheRootAtAThresholdOfOne) {
+    root = tree.Root("root");
+    tree.Leaf(root, "sure", 1.0);
+    tree.Leaf(root, "likely", 0.875);
+
+    EXPECT_THAT(Results(1.0, -1), ElementsAre(Pair("sure", 1.0), Pair("root", 1.0)));
+}
+
+TEST_F(zeWorkflowTest, AsksNobodyAboveAThresholdOfOne) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 1.0);
+
+    EXPECT_THAT(Results(1.5, -1), IsEmpty());
+
+    EXPECT_THAT(tree.Asked(), IsEmpty());
+}
+
+TEST_F(zeWorkflowTest, DropsAnAnswerUnderTheThresholdThatAClassifierGivesNevertheless) {
+    root = tree.Root("root");
+    tree.Classifier(root).ignores_threshold = true;
+    tree.Leaf(root, "a", 0.25);
+    tree.Leaf(root, "b", 0.75);
+
+    EXPECT_THAT(Results(0.5, -1), ElementsAre(Pair("root", 1.0), Pair("b", 0.75)));
+}
+
+TEST_F(zeWorkflowTest, NeverYieldsAScoreOfZero) {
+    for (const double threshold : {0.0, -1.0}) {
+        SCOPED_TRACE(threshold);
+        TreeBuilder other;
+        zeNode* const top = other.Root("root");
+        other.Classifier(top).ignores_threshold = true;
+        other.Leaf(top, "never", 0.0);
+        other.Leaf(top, "a", 0.5);
+        zeResult_set results(threshold, -1);
+
+        other.Manager().GetWorkflow()->classify(msg, results, false, false);
+
+        EXPECT_THAT(listing_of(results), ElementsAre(Pair("root", 1.0), Pair("a", 0.5)));
+    }
+}
+
+TEST_F(zeWorkflowTest, HandsTheClassifierTheThresholdThatAFactorMustReach) {
+    root = tree.Root("root");
+    zeNode* const upper = tree.Inner(root, "upper", 0.5);
+    zeNode* const lower = tree.Inner(upper, "lower", 0.5);
+
+    Results(0.125, 4);
+
+    // 0.125 / 1, 0.125 / 0.5 and 0.125 / 0.25; however many results the caller wants.
+    ASSERT_EQ(tree.Classifier(lower).calls.size(), 1U);
+    EXPECT_EQ(tree.Classifier(root).calls.at(0).threshold, 0.125);
+    EXPECT_EQ(tree.Classifier(upper).calls.at(0).threshold, 0.25);
+    EXPECT_EQ(tree.Classifier(lower).calls.at(0).threshold, 0.5);
+    EXPECT_EQ(tree.Classifier(root).calls.at(0).max_results, -1);
+    EXPECT_EQ(tree.Classifier(lower).calls.at(0).max_results, -1);
+}
+
+// A node may be too poor to be a result by the set's threshold of the moment, and is searched by
+// the threshold that the walk began with.
+TEST_F(zeWorkflowTest, AddsByTheSetsPresentThresholdAndWalksByTheFirst) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    tree.Leaf(root, "good", 0.75);
+    tree.Leaf(inner, "leaf", 0.5);
+    zeResult_set results(0.25, -1);
+    tree.Classifier(root).on_classify = [&] { results.threshold = 0.625; };
+    tree.Classifier(inner).on_classify = [&] { results.threshold = 0.125; };
+
+    Classify(results);
+
+    EXPECT_THAT(listing_of(results),
+                ElementsAre(Pair("root", 1.0), Pair("good", 0.75), Pair("leaf", 0.25)));
+    EXPECT_EQ(tree.Classifier(inner).calls.at(0).threshold, 0.5);  // 0.25 / 0.5
+}
+
+// The nodes' own thresholds.
+
+TEST_F(zeWorkflowTest, DropsAnswersUnderTheThresholdOfTheNodeThatIsExpanded) {
+    root = tree.Root("root");
+    root->m_threshold = 0.5;
+    tree.Leaf(root, "above", 0.75);
+    tree.Leaf(root, "at", 0.5);
+    tree.Leaf(root, "below", 0.4375);
+
+    EXPECT_THAT(Results(0.0, -1),
+                ElementsAre(Pair("root", 1.0), Pair("above", 0.75), Pair("at", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, ComparesANodesThresholdWithTheWholePath) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    inner->m_threshold = 0.25;
+    tree.Leaf(inner, "at", 0.5);        // 0.25
+    tree.Leaf(inner, "below", 0.4375);  // 0.21875, though the factor alone would do
+
+    EXPECT_THAT(Results(0.0, -1),
+                ElementsAre(Pair("root", 1.0), Pair("inner", 0.5), Pair("at", 0.25)));
+}
+
+TEST_F(zeWorkflowTest, TakesNoNoticeOfTheAnsweredNodesThreshold) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.25)->m_threshold = 0.75;
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("a", 0.25)));
+}
+
+TEST_F(zeWorkflowTest, AnInnerNodeUnderItsOwnThresholdIsAResultAndEndsItsPath) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    inner->m_threshold = 0.75;
+    tree.Leaf(inner, "leaf", 1.0);
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("inner", 0.5)));
+}
+
+// What classifiers are handed.
+
+TEST_F(zeWorkflowTest, HandsTheMessageToEveryClassifier) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+
+    Results(0.0, -1);
+
+    EXPECT_EQ(tree.Classifier(root).calls.at(0).msg, &msg);
+    EXPECT_EQ(tree.Classifier(inner).calls.at(0).msg, &msg);
+}
+
+TEST_F(zeWorkflowTest, HandsTheScoreOfThePathToTheClassifier) {
+    root = tree.Root("root");
+    zeNode* const upper = tree.Inner(root, "upper", 0.5);
+    zeNode* const lower = tree.Inner(upper, "lower", 0.75);
+
+    Results(0.0, -1);
+
+    EXPECT_EQ(tree.Classifier(root).calls.at(0).node_score, 1.0);
+    EXPECT_EQ(tree.Classifier(upper).calls.at(0).node_score, 0.5);
+    EXPECT_EQ(tree.Classifier(lower).calls.at(0).node_score, 0.375);
+}
+
+TEST_F(zeWorkflowTest, HandsUseThresholdsToEveryClassifier) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    for (const bool use_thresholds : {false, true}) {
+        SCOPED_TRACE(use_thresholds);
+        zeResult_set results(0.0, -1);
+
+        Classify(results, false, use_thresholds);
+
+        EXPECT_EQ(tree.Classifier(root).calls.back().use_thresholds, use_thresholds);
+        EXPECT_EQ(tree.Classifier(inner).calls.back().use_thresholds, use_thresholds);
+    }
+}
+
+TEST_F(zeWorkflowTest, CountsTheClassifiersThatItAsks) {
+    root = tree.Root("root");
+    tree.Inner(root, "inner", 0.5);
+    tree.Leaf(root, "leaf", 0.5);
+    const int before = g_ClassifyCount;
+
+    Results(0.0, -1);
+    EXPECT_EQ(g_ClassifyCount - before, 2);
+
+    Results(0.75, -1);
+    EXPECT_EQ(g_ClassifyCount - before, 3);
+}
+
+// NoScore.
+
+TEST_F(zeWorkflowTest, LeavesNoScoreNodesOutAndSearchesThem) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    tree.Leaf(inner, "leaf", 0.5);
+    tree.NoScore(tree.Leaf(inner, "silent", 0.75));
+    tree.NoScore(root);
+    tree.NoScore(inner);
+
+    EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("leaf", 0.25)));
+}
+
+TEST_F(zeWorkflowTest, YieldsNoScoreNodesUnlessTheyAreToBeSkipped) {
+    root = tree.Root("root");
+    tree.NoScore(tree.Leaf(root, "silent", 0.75));
+    tree.NoScore(root);
+
+    EXPECT_THAT(Results(0.0, -1, false), ElementsAre(Pair("root", 1.0), Pair("silent", 0.75)));
+}
+
+TEST_F(zeWorkflowTest, SkippingKeepsScoredInnerNodes) {
+    root = tree.Root("root");
+    tree.Leaf(root, "leaf", 0.5);
+
+    EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("root", 1.0), Pair("leaf", 0.5)));
+}
+
+// How many results are wanted.
+
+TEST_F(zeWorkflowTest, ReturnsAtOnceIfNoResultIsWanted) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.5);
+    zeResult_set results(0.0, 0);
+    const int before = g_ClassifyCount;
+
+    Classify(results);
+
+    EXPECT_THAT(results.results, IsEmpty());
+    EXPECT_THAT(tree.Asked(), IsEmpty());
+    EXPECT_EQ(g_ClassifyCount, before);
+    EXPECT_TRUE(results.sorted);
+}
+
+TEST_F(zeWorkflowTest, YieldsAllForAnyNegativeMaximum) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.5);
+    tree.Leaf(root, "b", 0.25);
+
+    EXPECT_EQ(Results(0.0, -1).size(), 3U);
+    EXPECT_EQ(Results(0.0, -9).size(), 3U);
+}
+
+TEST_F(zeWorkflowTest, EndsAsSoonAsEnoughResultsStand) {
+    root = tree.Root("root");
+    tree.Inner(root, "a", 0.75);
+    tree.Inner(root, "b", 0.5);
+    tree.Inner(root, "c", 0.25);
+
+    EXPECT_THAT(Results(0.0, 2), ElementsAre(Pair("root", 1.0), Pair("a", 0.75)));
+
+    EXPECT_THAT(tree.Asked(), ElementsAre("root"));
+}
+
+TEST_F(zeWorkflowTest, YieldsFewerThanWantedIfThereAreNoMore) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.5);
+
+    EXPECT_THAT(Results(0.0, 5), ElementsAre(Pair("root", 1.0), Pair("a", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, PrefersTheGreatestNameAtTheLimit) {
+    root = tree.Root("root");
+    for (const char* const name : {"b", "d", "a", "c"}) {
+        tree.Leaf(root, name, 0.5);
+    }
+
+    EXPECT_THAT(Results(0.0, 3), ElementsAre(Pair("root", 1.0), Pair("d", 0.5), Pair("c", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, DoesNotCountDuplicatesTowardsTheLimit) {
+    BuildTwoEqualBranches();
+    tree.Leaf(p, "a", 0.75);
+    tree.Leaf(q, "a", 0.5);
+    tree.Leaf(q, "b", 0.25);
+    tree.Leaf(q, "c", 0.125);
+
+    EXPECT_THAT(Results(0.0, 2, true), ElementsAre(Pair("a", 0.75), Pair("b", 0.25)));
+}
+
+TEST_F(zeWorkflowTest, CountsResultsThatTheSetHeldTowardsTheLimit) {
+    root = tree.Root("root");
+    tree.Leaf(root, "a", 0.5);
+    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
+    zeResult_set results(0.0, 1);
+    results.add(held, 0.25);
+
+    Classify(results);
+
+    EXPECT_THAT(tree.Asked(), IsEmpty());
+    EXPECT_THAT(listing_of(results), ElementsAre(Pair("root", 1.0)));
+}
+
+TEST_F(zeWorkflowTest, ASkippedNodeNeverEndsTheWalk) {
+    root = tree.Root("root");
+    tree.Inner(root, "first", 0.5);
+    tree.Inner(root, "second", 0.25);
+    tree.NoScore(root);
+    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
+    zeResult_set results(0.0, 1);
+    results.add(held, 0.125);
+
+    Classify(results, true);
+
+    // The set was full from the start, yet only a candidate ends the walk.
+    EXPECT_THAT(tree.Asked(), ElementsAre("root"));
+    EXPECT_THAT(listing_of(results), ElementsAre(Pair("first", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, ACandidateThatIsNotAddedEndsTheWalkOfAFullSet) {
+    root = tree.Root("root");
+    tree.Inner(root, "inner", 0.5);
+    tree.NoScore(root);
+    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
+    zeResult_set results(0.0, 1);
+    results.add(held, 0.75);
+    tree.Classifier(root).on_classify = [&] { results.threshold = 0.625; };
+
+    Classify(results, true);
+
+    EXPECT_THAT(tree.Asked(), IsEmpty());  // the root's own entry is replaced by the line above
+    EXPECT_THAT(listing_of(results), ElementsAre(Pair("held", 0.75)));
+}
+
+// Nodes and categories that are reached more than once.
+
+TEST_F(zeWorkflowTest, TwoLeavesOfOneCategoryAreOneResultOfTheHigherScore) {
+    BuildTwoEqualBranches();
+    zeNode* const better = tree.Leaf(p, "a", 0.75);
+    tree.Leaf(q, "a", 0.5);
+    zeResult_set results(0.0, -1);
+
+    Classify(results, true);
+
+    EXPECT_THAT(listing_of(results), ElementsAre(Pair("a", 0.75)));
+    EXPECT_EQ(results.get_result(0).node, better);
+}
+
+// Duplicates among one classifier's answers are removed before anyone looks at NoScore.
+TEST_F(zeWorkflowTest, ASkippedLeafHidesAPoorerOneThatTheSameClassifierAnswers) {
+    root = tree.Root("root");
+    tree.NoScore(tree.Leaf(root, "a", 0.75));
+    tree.Leaf(root, "a", 0.5);
+
+    EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("root", 1.0)));
+}
+
+TEST_F(zeWorkflowTest, ASkippedLeafHidesNoneThatAnotherClassifierAnswers) {
+    BuildTwoEqualBranches();
+    tree.NoScore(tree.Leaf(p, "a", 0.75));
+    tree.Leaf(q, "a", 0.5);
+
+    EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("a", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, TwoInnerNodesOfOneNameAreTwoResults) {
+    root = tree.Root("root");
+    tree.Inner(root, "a", 0.75);
+    tree.Inner(root, "a", 0.5);
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("a", 0.75), Pair("a", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, SearchesANodeOnEachPathThatReachesItAndYieldsItOnce) {
+    BuildTwoEqualBranches();
+    zeNode* const shared = tree.Inner(p, "shared", 0.5);
+    tree.Answer(q, shared, 0.25);
+    tree.Leaf(shared, "leaf", 0.5);
+
+    EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("shared", 0.5), Pair("leaf", 0.25)));
+
+    const std::vector<FakeClassifier::Call>& calls = tree.Classifier(shared).calls;
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(calls[0].node_score, 0.5);
+    EXPECT_EQ(calls[1].node_score, 0.25);
+}
+
+TEST_F(zeWorkflowTest, TakesTheBestOfOneClassifiersAnswersForANode) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.25);
+    tree.Answer(root, inner, 0.75);
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("inner", 0.75)));
+
+    EXPECT_EQ(tree.Classifier(inner).calls.size(), 1U);
+}
+
+// Among equals the lower id wins, in whatever order the walk comes across them: the branch "q" is
+// asked first and so its children are found first.
+TEST_F(zeWorkflowTest, PrefersTheOlderLeafOfOneCategoryAndScore) {
+    for (const int max_results : {1, -1}) {
+        for (const bool older_first : {true, false}) {
+            SCOPED_TRACE(std::to_string(max_results) + (older_first ? " older" : " newer"));
+            TreeBuilder other;
+            zeNode* const top = other.Root("root");
+            zeNode* const late = other.Inner(top, "p", 1.0);
+            zeNode* const early = other.Inner(top, "q", 1.0);
+            for (zeNode* const node : {top, late, early}) {
+                other.NoScore(node);
+            }
+            zeNode* const older = other.Leaf(older_first ? early : late, "a", 0.5);
+            other.Leaf(older_first ? late : early, "a", 0.5);
+            zeResult_set results(0.0, max_results);
+
+            other.Manager().GetWorkflow()->classify(msg, results, true, false);
+
+            EXPECT_EQ(results.get_result(0).node, older);
+            EXPECT_EQ(results.count(), 1);
+        }
+    }
+}
+
+TEST_F(zeWorkflowTest, PrefersTheOlderInnerNodeOfOneNameAndScore) {
+    for (const bool older_first : {true, false}) {
+        SCOPED_TRACE(older_first);
+        TreeBuilder other;
+        zeNode* const top = other.Root("root");
+        zeNode* const late = other.Inner(top, "p", 1.0);
+        zeNode* const early = other.Inner(top, "q", 1.0);
+        for (zeNode* const node : {top, late, early}) {
+            other.NoScore(node);
+        }
+        zeNode* const older = other.Inner(older_first ? early : late, "a", 0.5);
+        other.Inner(older_first ? late : early, "a", 0.5);
+        zeResult_set results(0.0, 1);
+
+        other.Manager().GetWorkflow()->classify(msg, results, true, false);
+
+        EXPECT_EQ(results.get_result(0).node, older);
+    }
+}
+
+// Errors, and the tree that the walk holds.
+
+TEST_F(zeWorkflowTest, PassesOnWhatAClassifierRaisesAndLetsTheTreeGo) {
+    root = tree.Root("root");
+    tree.Classifier(root).on_classify = [] { throw std::runtime_error("broken"); };
+    zeResult_set results(0.0, -1);
+    const int before = g_ClassifyCount;
+
+    EXPECT_THROW(Classify(results), std::runtime_error);
+
+    EXPECT_EQ(tree.Manager().m_physical_tree.use_count(), 1U);
+    EXPECT_EQ(g_ClassifyCount, before);
+}
+
+TEST_F(zeWorkflowTest, WalksAgainAfterAnError) {
+    root = tree.Root("root");
+    tree.Classifier(root).on_classify = [] { throw std::runtime_error("broken"); };
+    tree.Leaf(root, "a", 0.5);
+    zeResult_set results(0.0, -1);
+    EXPECT_THROW(Classify(results), std::runtime_error);
+    tree.Classifier(root).on_classify = nullptr;
+
+    EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("a", 0.5)));
+}
+
+TEST_F(zeWorkflowTest, HoldsTheTreeThatTheManagerReplacesMeanwhile) {
+    root = tree.Root("root");
+    zeNode* const inner = tree.Inner(root, "inner", 0.5);
+    tree.Leaf(inner, "leaf", 0.5);
+    zeManager& manager = tree.Manager();
+    bool is_held = false;
+    tree.Classifier(root).on_classify = [&] {
+        is_held = manager.m_physical_tree.use_count() > 1;
+        manager.m_physical_tree = qtPtrLight<zePhysicalTree>(new zePhysicalTree(&manager));
+    };
+    zeResult_set results(0.0, -1);
+
+    Classify(results);
+
+    EXPECT_TRUE(is_held);
+    EXPECT_EQ(results.results.size(), 3U);  // their nodes went with the tree
+}
+
+// The depth-first walk, over root(a, mid(b, low(c)), d).
+class zeWorkflowStepsTest : public testing::Test {
+protected:
+    zeWorkflowStepsTest() {
+        root = tree.Root("root");
+        a = tree.Leaf(root, "a", 0.5);
+        mid = tree.Inner(root, "mid", 0.5);
+        b = tree.Leaf(mid, "b", 0.5);
+        zeNode* const low = tree.Inner(mid, "low", 0.5);
+        tree.Leaf(low, "c", 0.5);
+        tree.Leaf(root, "d", 0.5);
+        workflow = tree.Manager().GetWorkflow();
+    }
+
+    std::vector<std::string> Visited(zeNode* start) {
+        std::vector<std::string> names;
+        std::vector<Node_stack_elem> stack = workflow->start_node(start);
+        while (!stack.empty()) {
+            names.push_back(stack.back().node->m_concept.text().str());
+            workflow->next(stack);
+        }
+        return names;
+    }
+
+    TreeBuilder tree;
+    qtPtrLight<zeWorkflow> workflow;
+    zeNode* root;
+    zeNode* a;
+    zeNode* mid;
+    zeNode* b;
+};
+
+TEST_F(zeWorkflowStepsTest, StartNodeHoldsTheOneElement) {
+    const std::vector<Node_stack_elem> stack = workflow->start_node(mid);
+
+    ASSERT_EQ(stack.size(), 1U);
+    EXPECT_EQ(stack[0].node, mid);
+    EXPECT_EQ(stack[0].next_child, 0U);
+    EXPECT_FALSE(stack[0].started);
+}
+
+TEST_F(zeWorkflowStepsTest, StartNodeTakesTheRootForNull) {
+    const std::vector<Node_stack_elem> stack = workflow->start_node(nullptr);
+
+    ASSERT_EQ(stack.size(), 1U);
+    EXPECT_EQ(stack[0].node, root);
+}
+
+TEST_F(zeWorkflowStepsTest, VisitsEveryNodeBeforeItsChildren) {
+    EXPECT_THAT(Visited(nullptr), ElementsAre("root", "a", "mid", "b", "low", "c", "d"));
+}
+
+TEST_F(zeWorkflowStepsTest, StaysBelowTheNodeThatItStartsAt) {
+    EXPECT_THAT(Visited(mid), ElementsAre("mid", "b", "low", "c"));
+}
+
+TEST_F(zeWorkflowStepsTest, NextEndsASingleNodeAtOnce) {
+    std::vector<Node_stack_elem> stack = workflow->start_node(a);
+
+    workflow->next(stack);
+
+    EXPECT_THAT(stack, IsEmpty());
+}
+
+TEST_F(zeWorkflowStepsTest, NextPushesTheChildAndRemembersThePosition) {
+    std::vector<Node_stack_elem> stack = workflow->start_node(mid);
+
+    workflow->next(stack);
+
+    ASSERT_EQ(stack.size(), 2U);
+    EXPECT_TRUE(stack[0].started);
+    EXPECT_EQ(stack[0].next_child, 1U);
+    EXPECT_EQ(stack[1].node, b);
+    EXPECT_EQ(stack[1].next_child, 0U);
+    EXPECT_FALSE(stack[1].started);
+}
+
+TEST_F(zeWorkflowStepsTest, NextStartsAtTheFirstChildOfWhatIsNotStarted) {
+    std::vector<Node_stack_elem> stack = {{root, 2, false}};
+
+    workflow->next(stack);
+
+    EXPECT_EQ(stack.back().node, a);
+}
+
+TEST_F(zeWorkflowStepsTest, NextGoesOnFromThePositionOfWhatIsStarted) {
+    std::vector<Node_stack_elem> stack = {{root, 1, true}};
+
+    workflow->next(stack);
+
+    EXPECT_EQ(stack.back().node, mid);
+    EXPECT_EQ(stack.front().next_child, 2U);
+}
+
+TEST_F(zeWorkflowStepsTest, NextClimbsFromTheLastChildInOneStep) {
+    std::vector<Node_stack_elem> stack = {{root, 2, true}, {mid, 2, true}, {b, 0, false}};
+
+    workflow->next(stack);
+
+    ASSERT_EQ(stack.size(), 2U);
+    EXPECT_EQ(stack.back().node->m_concept, term("d"));
+}
+
+TEST_F(zeWorkflowStepsTest, NextLeavesAnEmptyStackEmpty) {
+    std::vector<Node_stack_elem> stack;
+
+    workflow->next(stack);
+
+    EXPECT_THAT(stack, IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+#include "cli/data/Labelled_text.h"
+
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<Labelled_text> read(std::string_view data) {
+    std::istringstream input{std::string(data)};
+    return read_labelled_texts(input, "data.tsv");
+}
+
+// Lines as "label|label>text".
+std::vector<std::string> lines_of(std::string_view data) {
+    std::vector<std::string> lines;
+    for (const Labelled_text& text : read(data)) {
+        std::string line;
+        for (const std::string& label : text.labels) {
+            line += (line.empty() ? "" : "|") + label;
+        }
+        lines.push_back(line + ">" + text.text);
+    }
+    return lines;
+}
+
+// The message of the Data_error that reading raises; empty if it raises none.
+std::string error_of(std::string_view data) {
+    try {
+        read(data);
+    } catch (const Data_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(LabelledTextTest, ReadsLabelAndText) {
+    EXPECT_THAT(lines_of("sport\tgoal and match\nfood\tbread\n"),
+                ElementsAre("sport>goal and match", "food>bread"));
+}
+
+TEST(LabelledTextTest, ReadsSeveralLabelsInTheirOrder) {
+    EXPECT_THAT(lines_of("b,a,c\ttext\n"), ElementsAre("b|a|c>text"));
+}
+
+TEST(LabelledTextTest, TakesLabelThatStandsTwiceOnce) {
+    EXPECT_THAT(lines_of("a,b,a\ttext\n"), ElementsAre("a|b>text"));
+}
+
+TEST(LabelledTextTest, LeavesLaterTabsAndCommasInText) {
+    EXPECT_THAT(lines_of("a\tone\ttwo, three\n"), ElementsAre("a>one\ttwo, three"));
+}
+
+TEST(LabelledTextTest, AllowsEmptyText) {
+    EXPECT_THAT(lines_of("a\t\nb\t\r\n"), ElementsAre("a>", "b>"));
+}
+
+TEST(LabelledTextTest, TakesCarriageReturnOffLineEnd) {
+    EXPECT_THAT(lines_of("a\tone\r\nb\ttwo\rthree\r\n"), ElementsAre("a>one", "b>two\rthree"));
+}
+
+TEST(LabelledTextTest, ReadsLastLineWithoutLineEnd) {
+    EXPECT_THAT(lines_of("a\tone\nb\ttwo"), ElementsAre("a>one", "b>two"));
+}
+
+TEST(LabelledTextTest, SkipsEmptyLines) {
+    EXPECT_THAT(lines_of("\na\tone\n\r\n\nb\ttwo\n\n"), ElementsAre("a>one", "b>two"));
+}
+
+TEST(LabelledTextTest, SkipsByteOrderMarkAtTheStartAlone) {
+    EXPECT_THAT(lines_of("\uFEFFa\tone\n\uFEFFb\ttwo\n"), ElementsAre("a>one", "\uFEFFb>two"));
+}
+
+TEST(LabelledTextTest, KeepsInvalidUtf8) {
+    EXPECT_THAT(lines_of("a\tb\xFF"
+                         "c\n"),
+                ElementsAre("a>b\xFF"
+                            "c"));
+}
+
+TEST(LabelledTextTest, ReadsNothingFromNothing) {
+    EXPECT_THAT(read(""), IsEmpty());
+}
+
+TEST(LabelledTextTest, NamesFileAndLineOfBadLine) {
+    const struct {
+        std::string_view data;
+        std::string_view expected;
+    } rows[] = {
+        {"no tab here\n", "data.tsv:1: no tab between label and text"},
+        {"a\tx\nb\ty\nc z", "data.tsv:3: no tab between label and text"},
+        {"a\tx\n\n\nb\n", "data.tsv:4: no tab between label and text"},
+        {"a\tx\n \n", "data.tsv:2: no tab between label and text"},
+        {"\ttext\n", "data.tsv:1: empty label"},
+        {"a\tx\r\n\ty\r\n", "data.tsv:2: empty label"},
+        {",a\ttext\n", "data.tsv:1: empty label"},
+        {"a,\ttext\n", "data.tsv:1: empty label"},
+        {"a,,b\ttext\n", "data.tsv:1: empty label"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.data);
+        EXPECT_EQ(error_of(row.data), row.expected);
+    }
+}
+
+TEST(LabelledTextTest, NamesFileThatCannotBeRead) {
+    const struct {
+        std::string path;
+        std::string expected;
+    } rows[] = {
+        {"no/such/file", "cannot read no/such/file: No such file or directory"},
+        {"/", "cannot read /: Is a directory"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.path);
+        try {
+            read_labelled_file(row.path);
+            ADD_FAILURE() << "no error";
+        } catch (const Input_error& error) {
+            EXPECT_EQ(error.what(), row.expected);
+        }
+    }
+}
+
+TEST(LabelledTextTest, RefusesFileWithoutDataLine) {
+    try {
+        read_labelled_file("/dev/null");
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(), "/dev/null: no data line");
+    }
+}
+
+TEST(LabelledTextTest, CountsBytesOfTextsWithoutLabels) {
+    EXPECT_EQ(text_bytes(read("label\tabc\nlabel\t\u00E9\nlabel\t\n")), 5U);
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,82 @@
+#include "cli/evaluate/Report.h"
+
+#include <cstddef>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace cli {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+Evaluation example() {
+    Evaluation evaluation;
+    evaluation.training = {11314, 21150000, 2.0, 0.5};
+    evaluation.classifying = {7532, 13200000, 0.5, 0.25};
+    evaluation.trained_labels = 20;
+    evaluation.metrics.texts = 7532;
+    evaluation.metrics.correct = 6226;
+    evaluation.metrics.labels = 19;
+    evaluation.metrics.accuracy = 0.82661;
+    evaluation.metrics.macro_f1 = 0.8;
+    evaluation.metrics.confusions = {{"politics", "sport", 1082}, {"caf\u00E9,bar", "", 7}};
+    evaluation.peak_memory_bytes = 112700000;
+    return evaluation;
+}
+
+std::string report_of(const Evaluation& evaluation, std::size_t confusion_count) {
+    std::ostringstream out;
+    print_report(evaluation, confusion_count, out);
+    return out.str();
+}
+
+TEST(ReportTest, AlignsFiguresAndNamesUnits) {
+    EXPECT_EQ(report_of(example(), 10),
+              "                     texts        size      labels\n"
+              "training data       11,314    21.15 MB          20\n"
+              "test data            7,532    13.20 MB          19\n"
+              "\n"
+              "accuracy           82.66 %  (6,226 of 7,532 texts)\n"
+              "macro F1           80.00 %\n"
+              "\n"
+              "                  CPU time  of it text     texts/s        MB/s\n"
+              "training            2.00 s      0.50 s       5,657        10.6\n"
+              "classifying         0.50 s      0.25 s      15,064        26.4\n"
+              "peak memory         113 MB\n"
+              "\n"
+              "worst confusions (texts: expected -> got)\n"
+              "  1,082  politics -> sport\n"
+              "      7  caf\u00E9,bar -> (no result)\n");
+}
+
+TEST(ReportTest, PrintsDashForRateOfTimeTooShortToMeasure) {
+    Evaluation evaluation = example();
+    evaluation.classifying.cpu_seconds = 0.0;
+    evaluation.classifying.analysis_seconds = 0.0;
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("classifying         0.00 s      0.00 s           -           -\n"));
+}
+
+TEST(ReportTest, ListsAsManyConfusionsAsWanted) {
+    const std::string report = report_of(example(), 1);
+
+    EXPECT_THAT(report, HasSubstr("  1,082  politics -> sport\n"));
+    EXPECT_THAT(report, Not(HasSubstr("caf\u00E9")));
+}
+
+TEST(ReportTest, LeavesOutConfusionsWhereThereIsNone) {
+    Evaluation evaluation = example();
+    evaluation.metrics.confusions.clear();
+
+    EXPECT_THAT(report_of(evaluation, 10), Not(HasSubstr("confusions")));
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,38 @@
+// Shows what a text analysis makes of a text.
+#ifndef ZANDREL_TESTS_CLI_ANALYSED_H_
+#define ZANDREL_TESTS_CLI_ANALYSED_H_
+
+#include <cmath>
+#include <string>
+#include <string_view>
+
+#include "zandrel/messages/zeSml.h"
+#include "zandrel/messages/zeSml_feeder.h"
+
+#include "cli/text/Text_analysis.h"
+
+namespace cli {
+
+// The concepts in text order, parted by spaces; "word*3" for one of weight 3.
+inline std::string shown(const zeSml_feeder& feeder) {
+    const zeSml bag(feeder, 0.0);
+    std::string line;
+    for (const zeSml::Concept_info& entry : bag.m_concepts) {
+        line += line.empty() ? "" : " ";
+        line += entry.m_concept.view();
+        if (entry.m_weight != 1.0) {
+            line += "*" + std::to_string(std::lround(entry.m_weight));
+        }
+    }
+    return line;
+}
+
+inline std::string analysed(Text_analysis& analysis, std::string_view text) {
+    zeSml_feeder feeder;
+    analysis.feed(text, feeder);
+    return shown(feeder);
+}
+
+}  // namespace cli
+
+#endif  // ZANDREL_TESTS_CLI_ANALYSED_H_

@@ -1,0 +1,89 @@
+#!/usr/bin/env bash
+# Usage: program_test.sh PROGRAM
+# Runs the program zandrel on tiny files and looks at its output and exit statuses.
+set -uo pipefail
+
+program=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+
+fail() {
+    echo "FAILED: $*" >&2
+    sed 's/^/    /' out err >&2
+    failures=$((failures + 1))
+}
+
+# expect STATUS ARGUMENT...: runs the program, keeping its output in out and err.
+expect() {
+    local wanted=$1 status
+    shift
+    command="zandrel $*"
+    "$program" "$@" >out 2>err </dev/null
+    status=$?
+    ((status == wanted)) || fail "$command: exit status $status, not $wanted"
+}
+
+prints() { grep -qF -- "$2" "$1" || fail "$command: '$2' is not in $1"; }
+is_silent() { [[ ! -s $1 ]] || fail "$command: $1 is not empty"; }
+
+printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
+# One text of three has the words of the other label; one has a word that nobody learned.
+printf 'sport\tgoal\r\nfood\tCheese!\r\n\r\nsport,travel\tbread' >test.tsv
+printf 'sport\tgoal\nno tab\n' >bad.tsv
+printf '\n\n' >empty.tsv
+
+expect 0 evaluate --train train.tsv --test test.tsv
+prints out '66.67 %  (2 of 3 texts)'
+prints out 'sport,travel -> food'
+is_silent err
+expect 0 evaluate --train train.tsv --test test.tsv --confusions 0
+! grep -q confusions out || fail "$command: lists confusions"
+expect 0 evaluate --train train.tsv --test test.tsv --analysis whitespace
+# `Cheese!` is an unknown word now.
+! grep -qF '66.67 %  (2 of 3' out || fail "$command: analysed words"
+
+expect 0 classify --train train.tsv --top 1 'A goal'
+prints out 'A goal'
+prints out 'sport'
+printf 'CHEESE\r\n\ngoal\n' >lines.txt
+"$program" classify --train train.tsv --top 1 - <lines.txt >out 2>err
+[[ $(sed 's/^  [01]\.[0-9]*//' out | tr '\n' '|') == 'CHEESE|  food|goal|  sport|' ]] ||
+    fail 'classify -: wrong lines'
+
+expect 0 --version
+prints out 'zandrel 1.'
+expect 0 --help
+prints out 'zandrel evaluate --train'
+is_silent err
+
+for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
+    'evaluate --train train.tsv --test test.tsv --analysis magic' \
+    'evaluate --train train.tsv --test test.tsv --confusions -1' \
+    'evaluate --train train.tsv --test test.tsv more' 'classify --train train.tsv --top 0'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 64 $arguments
+    is_silent out
+    [[ -s err ]] || fail "$command: says nothing"
+done
+
+expect 65 evaluate --train bad.tsv --test test.tsv
+prints err 'bad.tsv:2: no tab between label and text'
+is_silent out
+expect 65 evaluate --train train.tsv --test bad.tsv
+prints err 'bad.tsv:2: '
+expect 65 evaluate --train empty.tsv --test test.tsv
+prints err 'empty.tsv: no data line'
+expect 65 classify --train bad.tsv text
+
+expect 66 evaluate --train absent.tsv --test test.tsv
+prints err 'zandrel: cannot read absent.tsv: No such file or directory'
+is_silent out
+expect 66 evaluate --train train.tsv --test .
+prints err 'zandrel: cannot read .: '
+
+"$program" classify --train train.tsv goal >/dev/full 2>err
+[[ $? == 74 ]] || fail 'a full device is not noticed'
+
+((failures == 0))

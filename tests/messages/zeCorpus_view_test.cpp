@@ -1,0 +1,322 @@
+#include "zandrel/messages/zeCorpus_view.h"
+
+#include <initializer_list>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+
+#include "tests/support/bags.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A corpus whose size is what the test says; it holds no message.
+class Sized_corpus : public zeMemoryCorpus {
+public:
+    int get_num_msgs() const override { return size; }
+
+    int size = 0;
+};
+
+class zeCorpusviewTest : public testing::Test {
+protected:
+    // Appends a message with these labels to the corpus.
+    void add_labelled(std::initializer_list<std::string_view> labels) {
+        MessageBuilder().labels(labels).add_to(corpus);
+    }
+
+    zeNode* make_leaf(std::string_view category) {
+        return tree().MakeNode(term(category), ZE_LEAF, 0, 0.0);
+    }
+
+    zePhysicalTree& tree() { return *manager.m_physical_tree; }
+
+    // The numbers of the selected messages.
+    std::vector<int> selected() const {
+        std::vector<int> numbers;
+        for (const zeCorpus_view::Msg& msg : view.msgs) {
+            numbers.push_back(msg.index);
+        }
+        return numbers;
+    }
+
+    zeManager manager;
+    zeMemoryCorpus corpus;
+    zeCorpus_view view{&corpus};
+};
+
+TEST_F(zeCorpusviewTest, LooksAtNothingWhenMade) {
+    const zeCorpus_view empty;
+
+    EXPECT_EQ(empty.corpus, nullptr);
+    EXPECT_THAT(empty.msgs, IsEmpty());
+}
+
+TEST_F(zeCorpusviewTest, SelectsNothingOfItsCorpusWhenMade) {
+    EXPECT_EQ(view.corpus, &corpus);
+    EXPECT_THAT(view.msgs, IsEmpty());
+}
+
+TEST_F(zeCorpusviewTest, SetCorpusDiscardsTheSelection) {
+    zeMemoryCorpus other;
+    view.add_msg(3);
+
+    view.set_corpus(&other);
+
+    EXPECT_EQ(view.corpus, &other);
+    EXPECT_THAT(view.msgs, IsEmpty());
+}
+
+TEST_F(zeCorpusviewTest, SetCorpusDiscardsTheSelectionOfTheSameCorpusToo) {
+    view.add_msg(3);
+
+    view.set_corpus(&corpus);
+
+    EXPECT_THAT(view.msgs, IsEmpty());
+}
+
+TEST_F(zeCorpusviewTest, AppendsNumbersAsGiven) {
+    view.add_msg(5);
+    view.add_msg(2);
+    view.add_msg(5);
+
+    EXPECT_THAT(selected(), ElementsAre(5, 2, 5));
+}
+
+TEST_F(zeCorpusviewTest, AppendsMessagesWithoutNodesButWithRoomForOne) {
+    view.add_msg(0);
+
+    EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
+    EXPECT_GE(view.msgs.at(0).cats.capacity(), 1U);
+}
+
+TEST_F(zeCorpusviewTest, SelectsAllMessagesWithoutNodes) {
+    add_labelled({"sport"});
+    add_labelled({});
+    add_labelled({"music"});
+
+    view.add_all_msgs();
+
+    EXPECT_THAT(selected(), ElementsAre(0, 1, 2));
+    for (const zeCorpus_view::Msg& msg : view.msgs) {
+        EXPECT_THAT(msg.cats, IsEmpty());
+    }
+}
+
+TEST_F(zeCorpusviewTest, SelectingAllReplacesTheSelection) {
+    add_labelled({"sport"});
+    add_labelled({"music"});
+    view.add_msg(1);
+    view.add_msg(1);
+
+    view.add_all_msgs();
+    EXPECT_THAT(selected(), ElementsAre(0, 1));
+
+    view.add_all_msgs(&manager);
+    EXPECT_THAT(selected(), ElementsAre(0, 1));
+}
+
+TEST_F(zeCorpusviewTest, SelectsNothingOfCorpusWithoutSize) {
+    Sized_corpus sized;
+    view.set_corpus(&sized);
+    for (const int size : {0, -1, -1000}) {
+        SCOPED_TRACE(size);
+        sized.size = size;
+
+        view.msgs.resize(2);
+        view.add_all_msgs();
+        EXPECT_THAT(view.msgs, IsEmpty());
+
+        view.msgs.resize(2);
+        view.add_all_msgs(&manager);
+        EXPECT_THAT(view.msgs, IsEmpty());
+    }
+}
+
+TEST_F(zeCorpusviewTest, AsksTheCorpusForItsSize) {
+    Sized_corpus sized;
+    sized.size = 3;
+    view.set_corpus(&sized);
+
+    view.add_all_msgs();
+
+    EXPECT_THAT(selected(), ElementsAre(0, 1, 2));
+}
+
+TEST_F(zeCorpusviewTest, ListsLeavesOfTheMessagesCategoriesInTheirOrder) {
+    zeNode* const music = make_leaf("music");
+    zeNode* const sport = make_leaf("sport");
+    make_leaf("travel");
+    add_labelled({"sport", "music"});
+
+    view.add_msg(0, &manager);
+
+    EXPECT_THAT(selected(), ElementsAre(0));
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, music));
+}
+
+TEST_F(zeCorpusviewTest, ListsAllLeavesOfOneCategory) {
+    zeNode* const first = make_leaf("sport");
+    zeNode* const second = make_leaf("sport");
+    zeNode* const third = make_leaf("sport");
+    add_labelled({"sport"});
+
+    view.add_msg(0, &manager);
+
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(first, second, third));
+}
+
+TEST_F(zeCorpusviewTest, ListsLeafOfTwoCategoriesTwice) {
+    zeNode* const sport = make_leaf("sport");
+    add_labelled({"sport", "sport"});
+
+    view.add_msg(0, &manager);
+
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, sport));
+}
+
+TEST_F(zeCorpusviewTest, ListsNothingForUnlabelledMessage) {
+    make_leaf("sport");
+    add_labelled({});
+
+    view.add_msg(0, &manager);
+
+    EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
+    EXPECT_EQ(tree().m_nodes.size(), 1U);
+}
+
+TEST_F(zeCorpusviewTest, MakesLeafForUnknownCategory) {
+    make_leaf("sport");
+    add_labelled({"music"});
+
+    view.add_msg(0, &manager);
+
+    ASSERT_EQ(tree().m_nodes.size(), 2U);
+    ASSERT_EQ(view.msgs.at(0).cats.size(), 1U);
+    zeNode* const made = view.msgs[0].cats[0];
+    EXPECT_EQ(made, tree().GetNode(2));
+    EXPECT_THAT(tree().GetLeafNodes(term("music")), ElementsAre(made));
+    EXPECT_EQ(made->m_concept, term("music"));
+    EXPECT_EQ(made->m_classifier_type, ZE_LEAF);
+    EXPECT_EQ(made->m_flags, 0);
+    EXPECT_EQ(made->m_threshold, 0.0);
+    EXPECT_EQ(made->m_parent, nullptr);
+}
+
+TEST_F(zeCorpusviewTest, MakesOneLeafForUnknownCategoryThatComesAgain) {
+    add_labelled({"music", "music"});
+    add_labelled({"music"});
+
+    view.add_all_msgs(&manager);
+
+    ASSERT_EQ(tree().m_nodes.size(), 1U);
+    zeNode* const made = tree().GetNode(1);
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(made, made));
+    EXPECT_THAT(view.msgs.at(1).cats, ElementsAre(made));
+}
+
+TEST_F(zeCorpusviewTest, NodesThatAreNoLeavesAreNotFound) {
+    zeNode* const inner = tree().MakeNode(term("sport"), ZE_STAT, 0, 0.0);
+    add_labelled({"sport"});
+
+    view.add_msg(0, &manager);
+
+    ASSERT_EQ(view.msgs.at(0).cats.size(), 1U);
+    EXPECT_NE(view.msgs[0].cats[0], inner);
+}
+
+TEST_F(zeCorpusviewTest, KeepsNodesOfMessagesThatStandBefore) {
+    zeNode* const sport = make_leaf("sport");
+    add_labelled({"sport"});
+    add_labelled({"music"});
+
+    view.add_msg(1, &manager);
+    view.add_msg(0, &manager);
+
+    EXPECT_THAT(selected(), ElementsAre(1, 0));
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(tree().GetNode(2)));
+    EXPECT_THAT(view.msgs.at(1).cats, ElementsAre(sport));
+}
+
+TEST_F(zeCorpusviewTest, HoldsTheMessageOnlyWhileItIsRead) {
+    const qtPtrLight<zeMsg> msg = MessageBuilder().labels({"sport"}).add_to(corpus);
+
+    view.add_msg(0, &manager);
+
+    EXPECT_EQ(msg.use_count(), 2U);  // the test's and the corpus's
+    EXPECT_EQ(manager.m_physical_tree.use_count(), 1U);
+}
+
+TEST_F(zeCorpusviewTest, AddsANodeOnce) {
+    zeNode* const sport = make_leaf("sport");
+    zeNode* const music = make_leaf("music");
+    view.add_msg(0);
+
+    view.add_cat2msg(0, sport);
+    view.add_cat2msg(0, music);
+    view.add_cat2msg(0, sport);
+
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, music));
+}
+
+TEST_F(zeCorpusviewTest, AddsNodesByPositionAndNotByNumber) {
+    zeNode* const sport = make_leaf("sport");
+    view.add_msg(1);
+    view.add_msg(0);
+
+    view.add_cat2msg(1, sport);
+
+    EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
+    EXPECT_THAT(view.msgs.at(1).cats, ElementsAre(sport));
+    EXPECT_EQ(view.msgs.at(1).index, 0);
+}
+
+TEST_F(zeCorpusviewTest, AddsNoNodeThatTheLabelsGave) {
+    zeNode* const sport = make_leaf("sport");
+    add_labelled({"sport"});
+    view.add_msg(0, &manager);
+
+    view.add_cat2msg(0, sport);
+
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport));
+}
+
+TEST_F(zeCorpusviewTest, MessageIsRelevantToItsNodesAlone) {
+    zeNode* const sport = make_leaf("sport");
+    zeNode* const music = make_leaf("music");
+    zeNode* const other_sport = make_leaf("sport");
+    view.add_msg(0);
+    view.add_msg(0);
+    view.add_cat2msg(0, sport);
+    view.add_cat2msg(0, music);
+
+    EXPECT_TRUE(view.is_relevant(view.msgs.begin(), sport));
+    EXPECT_TRUE(view.is_relevant(view.msgs.begin(), music));
+    EXPECT_FALSE(view.is_relevant(view.msgs.begin(), other_sport));
+    EXPECT_FALSE(view.is_relevant(view.msgs.begin() + 1, sport));
+}
+
+TEST_F(zeCorpusviewTest, CopiesAreApart) {
+    zeNode* const sport = make_leaf("sport");
+    view.add_msg(0);
+    zeCorpus_view copy = view;
+
+    copy.add_msg(1);
+    copy.add_cat2msg(0, sport);
+
+    EXPECT_EQ(copy.corpus, &corpus);
+    EXPECT_THAT(selected(), ElementsAre(0));
+    EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+#include "zandrel/messages/zeSml_feeder.h"
+
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/bags.h"
+
+namespace {
+
+// The weight of an entry; -1000, which no test adds up to, if there is none.
+double weight_of(const zeSml_feeder& feeder, std::string_view text) {
+    const auto entry = feeder.m_concepts.find(term(text));
+    return entry == feeder.m_concepts.end() ? -1000.0 : entry->second;
+}
+
+TEST(zeSmlfeederTest, IsEmptyAtFirst) {
+    const zeSml_feeder feeder;
+
+    EXPECT_TRUE(feeder.m_concepts.empty());
+    EXPECT_EQ(feeder.m_total_weight, 0.0);
+}
+
+TEST(zeSmlfeederTest, AddsWeightsToEntryAndTotal) {
+    zeSml_feeder feeder;
+
+    feeder.add_concept(term("goal"), 2.0);
+    feeder.add_concept(term("match"), 0.5);
+    feeder.add_concept(term("goal"), 1.25);
+
+    EXPECT_EQ(feeder.m_concepts.size(), 2U);
+    EXPECT_EQ(weight_of(feeder, "goal"), 3.25);
+    EXPECT_EQ(weight_of(feeder, "match"), 0.5);
+    EXPECT_EQ(feeder.m_total_weight, 3.75);
+}
+
+TEST(zeSmlfeederTest, KeepsEntriesOfWeightZero) {
+    zeSml_feeder feeder;
+
+    feeder.add_concept(term("goal"), 2.0);
+    feeder.add_concept(term("goal"), -2.0);
+
+    EXPECT_EQ(weight_of(feeder, "goal"), 0.0);
+    EXPECT_EQ(feeder.m_total_weight, 0.0);
+}
+
+TEST(zeSmlfeederTest, TakesEmptyConceptLikeAnyOther) {
+    zeSml_feeder feeder;
+
+    feeder.add_concept(Concept(), 1.5);
+
+    EXPECT_EQ(weight_of(feeder, ""), 1.5);
+}
+
+TEST(zeSmlfeederTest, RemovesWholeWeight) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"match", 4.0}, {"goal", 1.0}});
+
+    EXPECT_TRUE(feeder.remove_concept(term("goal")));
+
+    EXPECT_EQ(feeder.m_concepts.size(), 1U);
+    EXPECT_EQ(weight_of(feeder, "match"), 4.0);
+    EXPECT_EQ(feeder.m_total_weight, 4.0);
+}
+
+TEST(zeSmlfeederTest, RemovesConceptThatItHoldsItself) {
+    zeSml_feeder feeder = make_feeder({{"held by the table alone", 2.0}});
+
+    EXPECT_TRUE(feeder.remove_concept(feeder.m_concepts.begin()->first));
+
+    EXPECT_TRUE(feeder.m_concepts.empty());
+    EXPECT_EQ(feeder.m_total_weight, 0.0);
+}
+
+TEST(zeSmlfeederTest, RemovalOfAbsentConceptChangesNothing) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
+
+    EXPECT_FALSE(feeder.remove_concept(term("match")));
+
+    EXPECT_EQ(weight_of(feeder, "goal"), 2.0);
+    EXPECT_EQ(feeder.m_total_weight, 2.0);
+}
+
+TEST(zeSmlfeederTest, RemovesOnlyOnce) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
+
+    EXPECT_TRUE(feeder.remove_concept(term("goal")));
+    EXPECT_FALSE(feeder.remove_concept(term("goal")));
+
+    EXPECT_EQ(feeder.m_total_weight, 0.0);
+}
+
+TEST(zeSmlfeederTest, CombinesSharedAndNewConcepts) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"match", 1.0}});
+    const zeSml_feeder other = make_feeder({{"match", 0.5}, {"team", 4.0}});
+
+    feeder.combine(other);
+
+    EXPECT_EQ(feeder.m_concepts.size(), 3U);
+    EXPECT_EQ(weight_of(feeder, "goal"), 2.0);
+    EXPECT_EQ(weight_of(feeder, "match"), 1.5);
+    EXPECT_EQ(weight_of(feeder, "team"), 4.0);
+    EXPECT_EQ(feeder.m_total_weight, 7.5);
+}
+
+TEST(zeSmlfeederTest, CombinationLeavesOtherFeederAlone) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
+    const zeSml_feeder other = make_feeder({{"match", 0.5}});
+
+    feeder.combine(other);
+
+    EXPECT_EQ(other.m_concepts.size(), 1U);
+    EXPECT_EQ(weight_of(other, "match"), 0.5);
+    EXPECT_EQ(other.m_total_weight, 0.5);
+}
+
+TEST(zeSmlfeederTest, CombinationWithEmptyFeederChangesNothing) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
+
+    feeder.combine(zeSml_feeder());
+
+    EXPECT_EQ(feeder.m_concepts.size(), 1U);
+    EXPECT_EQ(weight_of(feeder, "goal"), 2.0);
+    EXPECT_EQ(feeder.m_total_weight, 2.0);
+}
+
+TEST(zeSmlfeederTest, CombinationUsesEntriesAndNotTheTotal) {
+    zeSml_feeder feeder;
+    zeSml_feeder other = make_feeder({{"goal", 2.0}});
+    other.m_total_weight = 100.0;
+
+    feeder.combine(other);
+
+    EXPECT_EQ(feeder.m_total_weight, 2.0);
+}
+
+TEST(zeSmlfeederTest, CombinationWithItselfDoubles) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"match", 0.5}});
+
+    feeder.combine(feeder);
+
+    EXPECT_EQ(feeder.m_concepts.size(), 2U);
+    EXPECT_EQ(weight_of(feeder, "goal"), 4.0);
+    EXPECT_EQ(weight_of(feeder, "match"), 1.0);
+    EXPECT_EQ(feeder.m_total_weight, 5.0);
+}
+
+TEST(zeSmlfeederTest, ClearEmptiesTableAndTotal) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"match", 0.5}});
+
+    feeder.clear();
+
+    EXPECT_TRUE(feeder.m_concepts.empty());
+    EXPECT_EQ(feeder.m_total_weight, 0.0);
+}
+
+TEST(zeSmlfeederTest, StartsAnewAfterClear) {
+    zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
+    feeder.clear();
+
+    feeder.add_concept(term("goal"), 0.5);
+
+    EXPECT_EQ(weight_of(feeder, "goal"), 0.5);
+    EXPECT_EQ(feeder.m_total_weight, 0.5);
+}
+
+}  // namespace

@@ -1,0 +1,51 @@
+// Small random corpora, the same in every run for one seed.
+#ifndef ZANDREL_TESTS_STATISTICS_RANDOM_CORPUS_H_
+#define ZANDREL_TESTS_STATISTICS_RANDOM_CORPUS_H_
+
+#include <array>
+#include <cstddef>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/statistics/slow_trainer.h"
+
+// Draws without the distributions of the standard library, whose results are left open.
+class Random_corpus {
+public:
+    explicit Random_corpus(unsigned int seed) : m_engine(seed) {}
+
+    // Messages of one to three of the categories c0 to c3, some without a label. Each category has
+    // words of its own and shares others; weights in bags are quarters, so their sums are exact.
+    std::vector<Slow_message> Messages(std::size_t count) {
+        std::vector<Slow_message> messages(count);
+        for (Slow_message& msg : messages) {
+            Fill(msg);
+        }
+        return messages;
+    }
+
+private:
+    std::size_t Below(std::size_t bound) { return m_engine() % bound; }
+
+    void Fill(Slow_message& msg) {
+        static constexpr std::array<double, 4> kWeights = {1.0, 0.3, 2.5, 1.0 / 3.0};
+        const std::size_t topic = Below(4);
+        for (std::size_t cat = 0; cat < 4; ++cat) {
+            if (cat == topic ? Below(8) != 0 : Below(6) == 0) {
+                msg.cats.push_back("c" + std::to_string(cat));
+            }
+        }
+        const std::size_t words = 2 + Below(8);
+        for (std::size_t i = 0; i < words; ++i) {
+            const std::string stem = Below(2) == 0 ? std::to_string(topic) : "all";
+            msg.bag["w" + stem + std::to_string(Below(12))] +=
+                0.25 * static_cast<double>(1 + Below(20));
+        }
+        msg.weight = kWeights[Below(kWeights.size())];
+    }
+
+    std::mt19937 m_engine;
+};
+
+#endif  // ZANDREL_TESTS_STATISTICS_RANDOM_CORPUS_H_

@@ -1,0 +1,266 @@
+// Slow_trainer: counting and feature selection done a second time, in the most obvious way, to
+// check zeStat_trainer against.
+//
+// It shares no code with the library: ordered maps of texts instead of hash tables, a full sort
+// instead of a heap, and each formula written out. Every sum is taken in a fixed order, which is
+// the library's too, so that results may be compared bit for bit.
+#ifndef ZANDREL_TESTS_STATISTICS_SLOW_TRAINER_H_
+#define ZANDREL_TESTS_STATISTICS_SLOW_TRAINER_H_
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zandrel/persistence/zeDefaults.h"
+
+struct Slow_message {
+    std::map<std::string, double> bag;
+    std::vector<std::string> cats;
+    double weight = 1.0;
+};
+
+class Slow_trainer {
+public:
+    struct Info {
+        double weight = 0.0;
+        double rate = 0.0;
+        int profiles = 0;
+    };
+
+    struct Profile {
+        std::string name;
+        double weight = 0.0;
+        int msgs = 0;
+        int size = 0;
+        double M = 0.0;
+        std::map<std::string, double> concepts;
+        std::vector<std::pair<std::string, float>> weights;
+    };
+
+    Slow_trainer(const zeDefaults& settings, bool is_positive)
+        : m_settings(settings), m_is_positive(is_positive) {}
+
+    void Count(const Slow_message& msg) {
+        std::map<std::string, double> bag = msg.bag;
+        double bag_total = 0.0;
+        for (auto& [text, weight] : bag) {
+            if (m_settings.clip_value > 0.0) {
+                weight = std::min(weight, m_settings.clip_value);
+            }
+            bag_total += weight;
+        }
+        if (bag_total == 0.0) {
+            return;
+        }
+        total_weight += msg.weight;
+        total_bags += bag_total;
+        ++msgs;
+        for (const auto& [text, weight] : bag) {
+            infos[text].weight += msg.weight * weight / bag_total;
+            infos[text].rate += 1;
+        }
+        for (const std::string& cat : msg.cats) {
+            Profile& profile = ProfileOf(cat);
+            profile.weight += msg.weight;
+            ++profile.msgs;
+            for (const auto& [text, weight] : bag) {
+                infos[text].profiles += profile.concepts.count(text) == 0 ? 1 : 0;
+                profile.concepts[text] += msg.weight * weight / bag_total;
+            }
+        }
+    }
+
+    void Select() {
+        for (Profile& profile : profiles) {
+            Select(profile);
+        }
+    }
+
+    double total_weight = 0.0;
+    double total_bags = 0.0;
+    int msgs = 0;
+    std::map<std::string, Info> infos;
+    std::vector<Profile> profiles;  // in the order in which their categories were met
+
+private:
+    struct Judged {
+        std::string text;
+        double weight;
+        double in;
+        double out;
+        double score;
+    };
+
+    static bool IsBetter(const Judged& left, const Judged& right) {
+        return left.score != right.score ? left.score > right.score : left.text > right.text;
+    }
+
+    static double Divide(double numerator, double denominator) {
+        return denominator == 0.0 ? 0.0 : numerator / denominator;
+    }
+
+    Profile& ProfileOf(const std::string& name) {
+        for (Profile& profile : profiles) {
+            if (profile.name == name) {
+                return profile;
+            }
+        }
+        profiles.emplace_back();
+        profiles.back().name = name;
+        profiles.back().size = m_settings.profile_size;
+        return profiles.back();
+    }
+
+    double Factor(const std::string& text) const {
+        if (!m_settings.suppress_M) {
+            return 1.0;
+        }
+        const double rate = infos.at(text).rate;
+        double s = 1.0;
+        if (rate <= 10.0) {
+            const double steps = std::floor(rate * 100);
+            s = std::floor((std::tanh((steps / 100 - 4) / 1.6) + 1) * 0.5 * 10000 + 0.5) / 10000;
+        }
+        const double threshold = m_settings.suppress_M_threshold;
+        if (threshold != 0.0 && msgs < threshold) {
+            const double f = msgs / threshold;
+            s = s * f + 1 - f;
+        }
+        return s;
+    }
+
+    Judged Judge(const Profile& profile, const std::string& text) const {
+        const double T = total_bags;
+        const double W = total_weight;
+        const double D = total_weight;  // counting never parts the two
+        const double E = D - profile.weight;
+        const double q = Divide(1.0, T);
+        const double F = Divide(D, T * E);
+        const double all = Divide(infos.at(text).weight, W);
+        const auto own = profile.concepts.find(text);
+        const double in = own == profile.concepts.end() ? 0.0 : Divide(own->second, profile.weight);
+        const double out = Divide(D * all - profile.weight * in, E);
+        Judged judged = {text, 0.0, in, out, 0.0};
+        if (m_is_positive) {
+            const double A = W * 10.0 * q;
+            const double G = Divide(A, (1 + A) * (1 + W));
+            const double x = W * out / (1 + W) + G;
+            if (x != 0.0) {
+                judged.weight = Factor(text) * std::log((in * W / (1 + W) + G) / x);
+            }
+        } else {
+            const double m = q > all ? q : all;
+            double a = in;
+            double b = out;
+            if (all < q) {
+                a = a < m ? m : a;
+                b = b < m ? m : b;
+            }
+            if (b < F) {
+                if (a <= m) {
+                    b = F;
+                } else {
+                    b = F < m ? F : m;
+                }
+            }
+            if ((a > m && b > m) || (a < m && b < m)) {
+                b = m;
+            }
+            if (b != 0.0) {
+                judged.weight = Factor(text) * std::log(m / b);
+            }
+            if (!m_settings.use_new_ZC) {
+                judged.in = a;
+                judged.out = b;
+            }
+        }
+        judged.score = judged.weight * (judged.in - judged.out);
+        return judged;
+    }
+
+    // Keeps the list sorted and at most as long as the profile's size.
+    static bool Offer(std::vector<Judged>& best, const Judged& judged, int size) {
+        if (judged.score == 0.0 || judged.score != judged.score || size <= 0) {
+            return false;
+        }
+        const bool is_full = best.size() == static_cast<std::size_t>(size);
+        if (is_full && !IsBetter(judged, best.back())) {
+            return false;
+        }
+        if (is_full) {
+            best.pop_back();
+        }
+        best.push_back(judged);
+        std::sort(best.begin(), best.end(), IsBetter);
+        return true;
+    }
+
+    // All concepts whose rate is at least that of one seen once, or all below it, best first.
+    std::vector<std::string> Candidates(bool rare) const {
+        std::vector<std::pair<double, std::string>> valued;
+        for (const auto& [text, info] : infos) {
+            const double rate = Divide(info.weight, total_weight);
+            if (!m_settings.use_new_ZC && (rate < Divide(1.0, total_bags)) != rare) {
+                continue;
+            }
+            valued.emplace_back(rare ? info.rate : info.weight * Factor(text), text);
+        }
+        std::sort(valued.rbegin(), valued.rend());
+        std::vector<std::string> texts;
+        for (const auto& [value, text] : valued) {
+            texts.push_back(text);
+        }
+        return texts;
+    }
+
+    void Walk(const Profile& profile, const std::vector<std::string>& candidates,
+              std::vector<Judged>& best) const {
+        for (const std::string& text : candidates) {
+            if (profile.concepts.count(text) == 0 &&
+                !Offer(best, Judge(profile, text), profile.size)) {
+                return;
+            }
+        }
+    }
+
+    void Select(Profile& profile) {
+        std::vector<Judged> best;
+        for (const auto& [text, weight] : profile.concepts) {
+            Offer(best, Judge(profile, text), profile.size);
+        }
+        if (m_settings.use_new_ZC) {
+            Walk(profile, Candidates(false), best);
+        } else if (!m_is_positive) {
+            Walk(profile, Candidates(false), best);
+            Walk(profile, Candidates(true), best);
+        }
+        double A = 0.0;
+        double B = 0.0;
+        for (const Judged& each : best) {
+            A += each.weight * each.in;
+            B += each.weight * each.out;
+        }
+        profile.weights.clear();
+        if (!m_settings.use_normalization) {
+            profile.M = 0.0;
+        } else if (A == B) {
+            return;
+        } else {
+            profile.M = (A + B) / (B - A);
+        }
+        for (const Judged& each : best) {
+            const double value =
+                m_settings.use_normalization ? 2 * each.weight / (A - B) : each.weight;
+            profile.weights.emplace_back(each.text, static_cast<float>(value));
+        }
+    }
+
+    zeDefaults m_settings;
+    bool m_is_positive;
+};
+
+#endif  // ZANDREL_TESTS_STATISTICS_SLOW_TRAINER_H_

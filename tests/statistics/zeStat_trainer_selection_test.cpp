@@ -1,0 +1,793 @@
+// Feature selection, step by step; expected values are worked out by hand beside each case.
+#include "zandrel/statistics/zeStat_trainer.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/trace.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/small_model.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using Concept_profile = zeStat_trainer::Concept_profile;
+using Candidates = std::vector<zeStat_trainer::Concept_infos::iterator>;
+
+// The positive method for the length of a scope.
+class Positive_method {
+public:
+    Positive_method() { g_use_positive_method = true; }
+
+    Positive_method(const Positive_method&) = delete;
+    Positive_method& operator=(const Positive_method&) = delete;
+
+    ~Positive_method() { g_use_positive_method = false; }
+};
+
+std::vector<std::string> texts_of(const Candidates& candidates) {
+    std::vector<std::string> texts;
+    for (const auto& each : candidates) {
+        texts.emplace_back(each->first.view());
+    }
+    return texts;
+}
+
+std::vector<std::string> texts_of(const zeStat_storage::Profile& profile) {
+    std::vector<std::string> texts;
+    for (const zeStat_storage::Weight& weight : profile.m_weights) {
+        texts.emplace_back(weight.m_concept.view());
+    }
+    return texts;
+}
+
+// Two profiles, a and b, and totals that are powers of two.
+class zeStatTrainerSelectionTest : public testing::Test {
+protected:
+    zeStatTrainerSelectionTest() {
+        bool added = false;
+        m_storage.get_or_add_profile(&m_a, added);
+        m_storage.get_or_add_profile(&m_b, added);
+        SetTotals({64.0, 16.0, 16.0, 8.0, 8.0});
+    }
+
+    struct Totals {
+        double T;   // of bags
+        double W;   // of weights
+        double D;   // of messages
+        double Wp;  // of the profile's weights
+        double Mp;  // of the profile's messages
+    };
+
+    // For the profile a.
+    void SetTotals(const Totals& totals) {
+        m_storage.m_total_sml_weight = totals.T;
+        m_storage.m_total_weight = totals.W;
+        m_storage.m_total_msg_weight = totals.D;
+        m_storage.profile(0).m_weight = totals.Wp;
+        m_storage.profile(0).m_msg_weight = totals.Mp;
+    }
+
+    void AddInfo(std::string_view text, double weight, double rate = 20.0) {
+        bool added = false;
+        m_storage.get_or_add_concept_info(term(text), added)->second = {weight, rate, 0};
+    }
+
+    void AddP(int iprofile, std::string_view text, double weight) {
+        bool added = false;
+        m_storage.get_or_add_P(iprofile, term(text), added)->second.m_weight = weight;
+    }
+
+    // Judges a concept for the profile a, with whatever entries it has.
+    Concept_profile Judge(std::string_view text) {
+        int iprofile = 0;
+        auto info = m_storage.m_concept_infos.find(term(text));
+        auto P = m_storage.profile(0).m_Ps.find(term(text));
+        return m_trainer.calculate_concept_profile(&m_storage, iprofile, info, P, term(text));
+    }
+
+    // What the profile a selects.
+    std::vector<std::string> Select() {
+        int iprofile = 0;
+        m_trainer.calculate_high_rate_concepts();
+        m_trainer.calculate_profile_M_and_rate(iprofile);
+        return texts_of(m_storage.profile(0));
+    }
+
+    zeNode m_a{term("a")};
+    zeNode m_b{term("b")};
+    zeDefaults m_settings = plain_settings();
+    zeStat_storage m_storage{nullptr, m_settings};
+    zeStat_trainer m_trainer{m_storage};
+};
+
+TEST_F(zeStatTrainerSelectionTest, ConfidenceRisesFromAboutZeroToAboutOne) {
+    EXPECT_EQ(zeStat_trainer::F_C[0], 0.0067);
+    EXPECT_EQ(zeStat_trainer::F_C[399], 0.4969);
+    EXPECT_EQ(zeStat_trainer::F_C[400], 0.5);
+    EXPECT_EQ(zeStat_trainer::F_C[401], 0.5031);
+    EXPECT_EQ(zeStat_trainer::F_C[1000], 0.9994);
+    EXPECT_TRUE(std::is_sorted(zeStat_trainer::F_C.begin(), zeStat_trainer::F_C.end()));
+}
+
+TEST_F(zeStatTrainerSelectionTest, FillsATableOfConfidences) {
+    std::array<double, 1001> table = {};
+
+    initialize_F_C(table.data());
+
+    EXPECT_EQ(table, zeStat_trainer::F_C);
+}
+
+TEST_F(zeStatTrainerSelectionTest, SuppressesConceptsOfFewMessages) {
+    struct Row {
+        const char* rule;
+        bool suppress;
+        std::optional<double> rate;
+        int threshold;
+        int num_msgs;
+        double factor;
+    };
+
+    for (const Row& row : {
+             Row{"no suppression", false, 0.0, 0, 0, 1.0},
+             Row{"no suppression of a missing concept", false, std::nullopt, 0, 0, 1.0},
+             Row{"missing", true, std::nullopt, 0, 50, 0.0},
+             Row{"rate 0", true, 0.0, 0, 50, 0.0},
+             Row{"rate 0 in a young model", true, 0.0, 100, 25, 0.0},
+             Row{"rate below 0", true, -1.0, 0, 50, 0.0},
+             Row{"rate 4", true, 4.0, 0, 50, 0.5},
+             Row{"hundredths are cut", true, 3.9999, 0, 50, 0.4969},
+             Row{"rate 10", true, 10.0, 0, 50, 0.9994},
+             Row{"rate above 10", true, 10.0001, 0, 50, 1.0},
+             Row{"young: 0.5 * 0.25 + 1 - 0.25", true, 4.0, 100, 25, 0.875},
+             Row{"newborn", true, 4.0, 100, 0, 1.0},
+             Row{"as old as the threshold", true, 4.0, 100, 100, 0.5},
+             Row{"older", true, 4.0, 100, 101, 0.5},
+         }) {
+        SCOPED_TRACE(row.rule);
+        m_storage.m_concept_infos.clear();
+        m_storage.m_suppress_M = row.suppress;
+        m_storage.m_suppress_M_threshold = row.threshold;
+        m_storage.m_num_msgs = row.num_msgs;
+        if (row.rate) {
+            AddInfo("x", 1.0, *row.rate);
+        }
+
+        EXPECT_EQ(suppression_factor(m_storage, m_storage.m_concept_infos.find(term("x"))),
+                  row.factor);
+    }
+}
+
+// With the fixture's totals: q = 1/64, E = 8, F = 16 / (64 * 8) = 1/32, and for a concept
+// p_all = info / 16, p_in = P / 8, p_out = 2 p_all - p_in.
+TEST_F(zeStatTrainerSelectionTest, JudgesAConceptByItsRates) {
+    constexpr std::optional<double> kNone;
+    const Totals usual = {64.0, 16.0, 16.0, 8.0, 8.0};
+    // E = -8 and F = -1/64; p_out = 2 p_in - p_all.
+    const Totals contradictory = {64.0, 16.0, 8.0, 8.0, 16.0};
+    // E = 0 and F = 0; p_out = 0.
+    const Totals all_inside = {64.0, 16.0, 8.0, 8.0, 8.0};
+
+    struct Row {
+        const char* rule;
+        Totals totals;
+        std::optional<double> info;
+        std::optional<double> P;
+        double weight;
+        double p_in;  // estimated
+        double p_out;
+        double a;  // held
+        double b;
+    };
+
+    for (const Row& row : {
+             Row{"more inside: m / b = 1/4 / 1/8", usual, 4.0, 3.0, std::log(2.0), 3.0 / 8, 1.0 / 8,
+                 3.0 / 8, 1.0 / 8},
+             Row{"less inside: m / b = 1/4 / 3/8", usual, 4.0, 1.0, std::log(2.0 / 3.0), 1.0 / 8,
+                 3.0 / 8, 1.0 / 8, 3.0 / 8},
+             Row{"not inside: m / b = 1/4 / 1/2", usual, 4.0, kNone, std::log(0.5), 0.0, 0.5, 0.0,
+                 0.5},
+             Row{"missing global entry: held at q, F above it", usual, kNone, 1.0, 0.0, 1.0 / 8,
+                 -1.0 / 8, 1.0 / 8, 1.0 / 64},
+             Row{"rare and not inside: b becomes F", usual, 1.0 / 16, kNone, std::log(0.5), 0.0,
+                 1.0 / 128, 1.0 / 64, 1.0 / 32},
+             Row{"rate at the floor: nothing is held", usual, 1.0 / 4, kNone, std::log(0.5), 0.0,
+                 1.0 / 32, 0.0, 1.0 / 32},
+             Row{"only inside: b becomes F", usual, 4.0, 4.0, std::log(8.0), 0.5, 0.0, 0.5,
+                 1.0 / 32},
+             Row{"b below F, a at m: b becomes F", usual, 1.0 / 4, 1.0 / 8, std::log(0.5), 1.0 / 64,
+                 1.0 / 64, 1.0 / 64, 1.0 / 32},
+             Row{"b below F, a above m, m below F: b becomes m", usual, 1.0 / 4, 1.0 / 4, 0.0,
+                 1.0 / 32, 0.0, 1.0 / 32, 1.0 / 64},
+             Row{"both above m", contradictory, 4.0, 4.0, 0.0, 0.5, 0.75, 0.5, 0.25},
+             Row{"both below m", contradictory, 4.0, 1.5, 0.0, 3.0 / 16, 1.0 / 8, 3.0 / 16, 0.25},
+             Row{"all inside, a above m: b is 0", all_inside, 4.0, 4.0, 0.0, 0.5, 0.0, 0.5, 0.0},
+             Row{"all inside, a below m", all_inside, 4.0, 1.0, 0.0, 1.0 / 8, 0.0, 1.0 / 8, 0.25},
+             Row{"all inside, rare", all_inside, 1.0 / 16, kNone, 0.0, 0.0, 0.0, 1.0 / 64,
+                 1.0 / 64},
+             Row{"no bags: q and F are 0",
+                 {0.0, 16.0, 16.0, 8.0, 8.0},
+                 4.0,
+                 3.0,
+                 std::log(2.0),
+                 3.0 / 8,
+                 1.0 / 8,
+                 3.0 / 8,
+                 1.0 / 8},
+             Row{"no weight: p_all is 0",
+                 {64.0, 0.0, 16.0, 8.0, 8.0},
+                 4.0,
+                 3.0,
+                 0.0,
+                 3.0 / 8,
+                 -3.0 / 8,
+                 3.0 / 8,
+                 1.0 / 64},
+             Row{"no weight inside: p_in is 0",
+                 {64.0, 16.0, 16.0, 0.0, 8.0},
+                 4.0,
+                 3.0,
+                 std::log(0.5),
+                 0.0,
+                 0.5,
+                 0.0,
+                 0.5},
+             Row{"an empty model", {0.0, 0.0, 0.0, 0.0, 0.0}, 4.0, 3.0, 0.0, 0.0, 0.0, 0.0, 0.0},
+         }) {
+        SCOPED_TRACE(row.rule);
+        m_storage.m_concept_infos.clear();
+        m_storage.profile(0).m_Ps.clear();
+        SetTotals(row.totals);
+        if (row.info) {
+            AddInfo("x", *row.info);
+        }
+        if (row.P) {
+            AddP(0, "x", *row.P);
+        }
+
+        m_storage.m_use_new_ZC = true;
+        const Concept_profile estimated = Judge("x");
+        m_storage.m_use_new_ZC = false;
+        const Concept_profile held = Judge("x");
+
+        EXPECT_EQ(estimated.m_concept, term("x"));
+        EXPECT_EQ(estimated.m_weight, row.weight);
+        EXPECT_EQ(estimated.m_p_in, row.p_in);
+        EXPECT_EQ(estimated.m_p_out, row.p_out);
+        EXPECT_EQ(estimated.m_score, row.weight * (row.p_in - row.p_out));
+        EXPECT_EQ(held.m_weight, row.weight);
+        EXPECT_EQ(held.m_p_in, row.a);
+        EXPECT_EQ(held.m_p_out, row.b);
+        EXPECT_EQ(held.m_score, row.weight * (row.a - row.b));
+    }
+}
+
+TEST_F(zeStatTrainerSelectionTest, MultipliesAWeightByItsSuppression) {
+    m_storage.m_suppress_M = true;
+    AddInfo("x", 4.0, 4.0);
+    AddP(0, "x", 3.0);
+
+    const Concept_profile judged = Judge("x");
+
+    EXPECT_EQ(judged.m_weight, 0.5 * std::log(2.0));
+    EXPECT_EQ(judged.m_score, 0.5 * std::log(2.0) * 0.25);
+}
+
+TEST_F(zeStatTrainerSelectionTest, AConceptOfNoMessageScoresNothing) {
+    m_storage.m_suppress_M = true;
+    AddInfo("x", 4.0, 0.0);
+    AddP(0, "x", 3.0);
+
+    Concept_profile judged = Judge("x");
+
+    EXPECT_EQ(judged.m_weight, 0.0);
+    EXPECT_EQ(judged.m_score, 0.0);
+    std::vector<Concept_profile> selected;
+    EXPECT_FALSE(m_trainer.add2feature_selector(selected, judged, 10));
+}
+
+// A = 16 * 10 / 64 = 2.5 and G = 2.5 / (3.5 * 17) = (5/7) / 17. With p_in = 3/8 and p_out = 1/8 the
+// rates become (6 + 5/7) / 17 and (2 + 5/7) / 17, so their ratio is 47 / 19.
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodComparesSmoothedRates) {
+    const Positive_method positive;
+    AddInfo("x", 4.0);
+    AddP(0, "x", 3.0);
+    for (const bool use_new_ZC : {false, true}) {
+        m_storage.m_use_new_ZC = use_new_ZC;
+
+        const Concept_profile judged = Judge("x");
+
+        // The sums are rounded in another order than by hand.
+        EXPECT_NEAR(judged.m_weight, std::log(47.0 / 19.0), 1e-15);
+        EXPECT_EQ(judged.m_p_in, 3.0 / 8);
+        EXPECT_EQ(judged.m_p_out, 1.0 / 8);
+        EXPECT_EQ(judged.m_score, judged.m_weight * 0.25);
+    }
+}
+
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodIsSuppressedToo) {
+    const Positive_method positive;
+    m_storage.m_suppress_M = true;
+    AddInfo("x", 4.0, 4.0);
+    AddP(0, "x", 3.0);
+
+    EXPECT_NEAR(Judge("x").m_weight, 0.5 * std::log(47.0 / 19.0), 1e-15);
+}
+
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodGivesNoWeightWithoutAnythingOutside) {
+    const Positive_method positive;
+    SetTotals({64.0, 0.0, 0.0, 8.0, 0.0});
+    AddInfo("x", 4.0);
+    AddP(0, "x", 3.0);
+
+    EXPECT_EQ(Judge("x").m_weight, 0.0);
+}
+
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodMayYieldNoNumberWhichIsNotSelected) {
+    const Positive_method positive;
+    // p_all = 1/1024 and p_in = 1/2, so p_out is below 0 and so is the smoothed rate outside.
+    AddInfo("x", 1.0 / 64);
+    AddP(0, "x", 4.0);
+
+    EXPECT_TRUE(std::isnan(Judge("x").m_score));
+    EXPECT_THAT(Select(), IsEmpty());
+}
+
+// The selector.
+
+Concept_profile scored(std::string_view text, double score) {
+    return {term(text), 1.0, 0.0, 0.0, score};
+}
+
+class Selector {
+public:
+    Selector(zeStat_trainer& trainer, int capacity) : m_trainer(trainer), m_capacity(capacity) {}
+
+    bool Offer(std::string_view text, double score) {
+        Concept_profile offered = scored(text, score);
+        return m_trainer.add2feature_selector(selected, offered, m_capacity);
+    }
+
+    std::vector<std::string> Texts() const {
+        std::vector<std::string> texts;
+        for (const Concept_profile& each : selected) {
+            texts.emplace_back(each.m_concept.view());
+        }
+        std::sort(texts.begin(), texts.end());
+        return texts;
+    }
+
+    std::vector<Concept_profile> selected;
+
+private:
+    zeStat_trainer& m_trainer;
+    int m_capacity;
+};
+
+TEST_F(zeStatTrainerSelectionTest, ConceptsAreOrderedByScoreAndThenByText) {
+    EXPECT_TRUE(scored("a", 2.0) > scored("b", 1.0));
+    EXPECT_FALSE(scored("b", 1.0) > scored("a", 2.0));
+    EXPECT_TRUE(scored("b", 1.0) > scored("a", 1.0));
+    EXPECT_FALSE(scored("a", 1.0) > scored("b", 1.0));
+    EXPECT_FALSE(scored("a", 1.0) > scored("a", 1.0));
+    EXPECT_TRUE(scored("\xC3\xA4", 1.0) > scored("z", 1.0));
+}
+
+TEST_F(zeStatTrainerSelectionTest, SelectorRefusesScoresThatSayNothing) {
+    Selector selector(m_trainer, 10);
+
+    EXPECT_FALSE(selector.Offer("zero", 0.0));
+    EXPECT_FALSE(selector.Offer("minus zero", -0.0));
+    EXPECT_FALSE(selector.Offer("no number", std::numeric_limits<double>::quiet_NaN()));
+    EXPECT_THAT(selector.selected, IsEmpty());
+}
+
+TEST_F(zeStatTrainerSelectionTest, SelectorTakesScoresBelowZeroWhileThereIsRoom) {
+    Selector selector(m_trainer, 2);
+
+    EXPECT_TRUE(selector.Offer("a", -2.0));
+    EXPECT_TRUE(selector.Offer("b", -1.0));
+    EXPECT_FALSE(selector.Offer("c", -3.0));
+}
+
+TEST_F(zeStatTrainerSelectionTest, SelectorOfNoSizeTakesNothing) {
+    for (const int capacity : {0, -1}) {
+        Selector selector(m_trainer, capacity);
+
+        EXPECT_FALSE(selector.Offer("a", 1.0));
+        EXPECT_THAT(selector.selected, IsEmpty());
+    }
+}
+
+TEST_F(zeStatTrainerSelectionTest, SelectorOfOneKeepsTheBest) {
+    Selector selector(m_trainer, 1);
+
+    EXPECT_TRUE(selector.Offer("b", 1.0));
+    EXPECT_FALSE(selector.Offer("c", 0.5));
+    EXPECT_FALSE(selector.Offer("a", 1.0));
+    EXPECT_TRUE(selector.Offer("c", 1.0));
+    EXPECT_TRUE(selector.Offer("a", 2.0));
+    EXPECT_THAT(selector.Texts(), ElementsAre("a"));
+}
+
+TEST_F(zeStatTrainerSelectionTest, FullSelectorHasTheLeastOnTop) {
+    Selector selector(m_trainer, 3);
+
+    for (const auto& [text, score] : {std::pair("a", 5.0), {"b", 1.0}, {"c", 3.0}}) {
+        EXPECT_TRUE(selector.Offer(text, score));
+    }
+    EXPECT_EQ(selector.selected.front().m_concept, term("b"));
+    EXPECT_FALSE(selector.Offer("d", 0.5));
+    EXPECT_TRUE(selector.Offer("e", 4.0));
+
+    EXPECT_EQ(selector.selected.front().m_concept, term("c"));
+    EXPECT_THAT(selector.Texts(), ElementsAre("a", "c", "e"));
+}
+
+TEST_F(zeStatTrainerSelectionTest, GreaterTextsWinTiesInAnyOrderOfOffering) {
+    std::vector<std::string> offered = {"a", "b", "c", "d", "e"};
+    do {
+        Selector selector(m_trainer, 2);
+        for (const std::string& text : offered) {
+            selector.Offer(text, 1.0);
+        }
+        EXPECT_THAT(selector.Texts(), ElementsAre("d", "e"));
+    } while (std::next_permutation(offered.begin(), offered.end()));
+}
+
+// Candidates from outside.
+
+TEST_F(zeStatTrainerSelectionTest, CandidatesGoByWeightAndThenByText) {
+    AddInfo("a", 1.0);
+    AddInfo("b", 2.0);
+    AddInfo("c", 1.0);
+    const auto a = m_storage.m_concept_infos.find(term("a"));
+    const auto b = m_storage.m_concept_infos.find(term("b"));
+    const auto c = m_storage.m_concept_infos.find(term("c"));
+    zeStat_trainer::s_storage = &m_storage;
+
+    for (const auto goes_before :
+         {zeStat_trainer::compare_concept_infos, zeStat_trainer::compare_regular_concept_infos}) {
+        EXPECT_TRUE(goes_before(b, a));
+        EXPECT_FALSE(goes_before(a, b));
+        EXPECT_TRUE(goes_before(c, a));
+        EXPECT_FALSE(goes_before(a, c));
+        EXPECT_FALSE(goes_before(a, a));
+    }
+}
+
+TEST_F(zeStatTrainerSelectionTest, CandidatesGoBySuppressedWeight) {
+    m_storage.m_suppress_M = true;
+    AddInfo("few", 3.0, 4.0);    // 3 * 0.5
+    AddInfo("many", 2.0, 20.0);  // 2 * 1
+    const auto few = m_storage.m_concept_infos.find(term("few"));
+    const auto many = m_storage.m_concept_infos.find(term("many"));
+    zeStat_trainer::s_storage = &m_storage;
+
+    for (const auto goes_before :
+         {zeStat_trainer::compare_concept_infos, zeStat_trainer::compare_regular_concept_infos}) {
+        EXPECT_TRUE(goes_before(many, few));
+        EXPECT_FALSE(goes_before(few, many));
+    }
+}
+
+TEST_F(zeStatTrainerSelectionTest, RareCandidatesGoByRateAndThenByText) {
+    AddInfo("a", 9.0, 1.0);
+    AddInfo("b", 1.0, 2.0);
+    AddInfo("c", 1.0, 1.0);
+    const auto a = m_storage.m_concept_infos.find(term("a"));
+    const auto b = m_storage.m_concept_infos.find(term("b"));
+    const auto c = m_storage.m_concept_infos.find(term("c"));
+
+    EXPECT_TRUE(zeStat_trainer::compare_zc_concept_infos(b, a));
+    EXPECT_FALSE(zeStat_trainer::compare_zc_concept_infos(a, b));
+    EXPECT_TRUE(zeStat_trainer::compare_zc_concept_infos(c, a));
+    EXPECT_FALSE(zeStat_trainer::compare_zc_concept_infos(a, c));
+    EXPECT_FALSE(zeStat_trainer::compare_zc_concept_infos(a, a));
+}
+
+TEST_F(zeStatTrainerSelectionTest, OneListOfAllCandidatesForTheNewTreatment) {
+    m_storage.m_use_new_ZC = true;
+    AddInfo("a", 1.0);
+    AddInfo("b", 2.0);
+    AddInfo("c", 0.001);
+
+    m_trainer.calculate_high_rate_concepts();
+
+    EXPECT_THAT(texts_of(m_trainer.m_all_concepts), ElementsAre("b", "a", "c"));
+    EXPECT_THAT(m_trainer.m_concept_lists[0], IsEmpty());
+    EXPECT_THAT(m_trainer.m_concept_lists[1], IsEmpty());
+    EXPECT_EQ(zeStat_trainer::s_storage, &m_storage);
+}
+
+TEST_F(zeStatTrainerSelectionTest, OneListOfAllCandidatesForThePositiveMethod) {
+    const Positive_method positive;
+    m_storage.m_use_new_ZC = false;
+    AddInfo("a", 1.0);
+
+    m_trainer.calculate_high_rate_concepts();
+
+    EXPECT_THAT(texts_of(m_trainer.m_all_concepts), ElementsAre("a"));
+    EXPECT_THAT(m_trainer.m_concept_lists[0], IsEmpty());
+}
+
+// The floor is 1/64, so a concept is rare if it weighs less than 16 / 64.
+TEST_F(zeStatTrainerSelectionTest, TwoListsOfCandidatesForTheOldTreatment) {
+    m_storage.m_use_new_ZC = false;
+    AddInfo("at the floor", 0.25);
+    AddInfo("above", 1.0);
+    AddInfo("often and rare", 0.125, 9.0);
+    AddInfo("rare", 0.2, 1.0);
+
+    m_trainer.calculate_high_rate_concepts();
+
+    EXPECT_THAT(m_trainer.m_all_concepts, IsEmpty());
+    EXPECT_THAT(texts_of(m_trainer.m_concept_lists[0]), ElementsAre("above", "at the floor"));
+    EXPECT_THAT(texts_of(m_trainer.m_concept_lists[1]), ElementsAre("often and rare", "rare"));
+}
+
+TEST_F(zeStatTrainerSelectionTest, NoCandidateIsRareInAModelWithoutTotals) {
+    m_storage.m_use_new_ZC = false;
+    SetTotals({0.0, 0.0, 0.0, 0.0, 0.0});
+    AddInfo("a", 1.0);
+
+    m_trainer.calculate_high_rate_concepts();
+
+    EXPECT_EQ(m_trainer.m_concept_lists[0].size(), 1U);
+    EXPECT_THAT(m_trainer.m_concept_lists[1], IsEmpty());
+}
+
+TEST_F(zeStatTrainerSelectionTest, OrdersOnlyTheCandidatesThatMayBeNeeded) {
+    m_storage.m_use_new_ZC = true;
+    m_storage.m_profile_size = 2;
+    AddP(1, "03", 1.0);
+    for (int i = 10; i < 40; ++i) {
+        AddInfo(std::to_string(i), static_cast<double>(i));
+    }
+
+    m_trainer.calculate_high_rate_concepts();
+
+    // Three: the one concept of a profile, and as many as it keeps.
+    std::vector<std::string> texts = texts_of(m_trainer.m_all_concepts);
+    ASSERT_EQ(texts.size(), 30U);
+    texts.resize(3);
+    EXPECT_THAT(texts, ElementsAre("39", "38", "37"));
+}
+
+TEST_F(zeStatTrainerSelectionTest, WalkPastTheOrderedFrontMeetsTheRestInOrder) {
+    m_storage.m_use_new_ZC = true;
+    m_storage.m_suppress_M = true;
+    m_storage.m_profile_size = 0;
+    m_storage.profile(0).m_size = 1000;
+    std::vector<std::string> expected;
+    for (int i = 10; i < 50; ++i) {
+        const std::string text = std::to_string(i);
+        const bool is_refused = i % 2 == 1;  // of no message, so its score is 0
+        AddInfo(text, static_cast<double>(i) / 64, is_refused ? 0.0 : 20.0);
+        if (!is_refused) {
+            expected.insert(expected.begin(), text);
+        }
+    }
+
+    // Were one of no message met early, it would end the walk.
+    EXPECT_THAT(Select(), ElementsAreArray(expected));
+}
+
+TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAnyWalkOrders) {
+    m_storage.m_use_new_ZC = true;
+    m_storage.m_profile_size = 1;
+    AddP(0, "50", 1.0);
+    for (int i = 10; i < 51; ++i) {
+        AddInfo(std::to_string(i), static_cast<double>(i) / 64);
+    }
+    m_storage.profile(0).m_size = 3;
+
+    // "50" itself: p_all 50/1024, p_in 1/8, so p_out is below 0 and b becomes F, 1/32; its score
+    // log(25/16) * (1/8 + 1/8 - 25/256) lies above those of the missing ones.
+    EXPECT_THAT(Select(), ElementsAre("50", "49", "48"));
+}
+
+// A profile's selection.
+
+// Concepts x, of the profile alone, and y, outside it alone: x has the weight log 8 and the rates
+// 1/2 and 0; y has log 1/2, and the rates 0 and 1/2.
+class zeStatTrainerScaleTest : public zeStatTrainerSelectionTest {
+protected:
+    zeStatTrainerScaleTest() {
+        m_storage.m_use_new_ZC = true;
+        AddInfo("x", 4.0);
+        AddInfo("y", 4.0);
+        AddP(0, "x", 4.0);
+    }
+
+    float Value(std::size_t rank) { return m_storage.profile(0).m_weights.at(rank).m_value; }
+};
+
+// With L = log 2: A = 3 L / 2, B = - L / 2, so M = L / -2 L and the values are 6 L / 2 L and
+// -2 L / 2 L.
+TEST_F(zeStatTrainerScaleTest, ScalesWeightsSoThatInsideIsOneAndOutsideMinusOne) {
+    ASSERT_THAT(Select(), ElementsAre("x", "y"));
+
+    const double M = m_storage.profile(0).m_M;
+    EXPECT_DOUBLE_EQ(M, -0.5);
+    EXPECT_FLOAT_EQ(Value(0), 3.0F);
+    EXPECT_FLOAT_EQ(Value(1), -1.0F);
+    EXPECT_NEAR(static_cast<double>(Value(0)) * 0.5 + M, 1.0, 1e-6);
+    EXPECT_NEAR(static_cast<double>(Value(1)) * 0.5 + M, -1.0, 1e-6);
+}
+
+// A = log 8 / 2 and B = 0, so M = A / -A and the value is 2 log 8 / A.
+TEST_F(zeStatTrainerScaleTest, OneFeatureAloneIsScaledExactly) {
+    m_storage.profile(0).m_size = 1;
+
+    ASSERT_THAT(Select(), ElementsAre("x"));
+
+    EXPECT_EQ(m_storage.profile(0).m_M, -1.0);
+    EXPECT_EQ(Value(0), 4.0F);
+}
+
+TEST_F(zeStatTrainerScaleTest, LeavesWeightsAsTheyAreWithoutNormalization) {
+    m_storage.m_use_normalization = false;
+    m_storage.profile(0).m_M = 7.0;
+
+    ASSERT_THAT(Select(), ElementsAre("x", "y"));
+
+    EXPECT_EQ(m_storage.profile(0).m_M, 0.0);
+    EXPECT_EQ(Value(0), static_cast<float>(std::log(8.0)));
+    EXPECT_EQ(Value(1), static_cast<float>(std::log(0.5)));
+}
+
+TEST_F(zeStatTrainerScaleTest, ReplacesTheWeightsOfTheLastSelection) {
+    m_storage.profile(0).m_weights.push_back({term("old"), 1.0F});
+
+    EXPECT_THAT(Select(), ElementsAre("x", "y"));
+}
+
+TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfNothingIsSelected) {
+    for (const int size : {0, -1}) {
+        m_storage.profile(0).m_size = size;
+        m_storage.profile(0).m_M = 7.0;
+        m_storage.profile(0).m_weights.push_back({term("old"), 1.0F});
+
+        EXPECT_THAT(Select(), IsEmpty());
+        EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
+    }
+}
+
+TEST_F(zeStatTrainerScaleTest, SetsTheTermToZeroWithoutNormalizationEvenIfNothingIsSelected) {
+    m_storage.m_use_normalization = false;
+    m_storage.profile(0).m_size = 0;
+    m_storage.profile(0).m_M = 7.0;
+
+    EXPECT_THAT(Select(), IsEmpty());
+    EXPECT_EQ(m_storage.profile(0).m_M, 0.0);
+}
+
+// In multiples of the least double d: p_all = 4 d, p_in = 5 d, p_out = 3 d, and the weight is
+// log(4/3) = 0.288. Then A = 1.44 d and B = 0.86 d, which both round to d, as does the score,
+// 0.58 d.
+TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheOnlyFeatureHasNoScale) {
+    constexpr double d = std::numeric_limits<double>::denorm_min();
+    m_storage.m_concept_infos.clear();
+    m_storage.profile(0).m_Ps.clear();
+    SetTotals({0.0, 1.0, 2.0, 1.0, 1.0});
+    AddInfo("x", 4 * d);
+    AddP(0, "x", 5 * d);
+    ASSERT_EQ(Judge("x").m_score, d);
+    m_storage.profile(0).m_M = 7.0;
+
+    EXPECT_THAT(Select(), IsEmpty());
+
+    EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
+}
+
+TEST_F(zeStatTrainerScaleTest, MarksTheSelectedConceptsOfTheProfile) {
+    AddInfo("z", 4.0);
+    AddP(0, "z", 2.5);
+    m_storage.profile(0).m_selection_mark = 5;
+    m_storage.profile(0).m_size = 1;
+
+    ASSERT_THAT(Select(), ElementsAre("x"));
+
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 5);
+    EXPECT_EQ(P_of(m_storage, 0, "z").m_selected, 0);
+    EXPECT_EQ(m_storage.profile(0).m_Ps.count(term("y")), 0U);
+}
+
+TEST_F(zeStatTrainerScaleTest, PositiveMethodWithTheOldTreatmentOffersNoOutsideConcept) {
+    const Positive_method positive;
+    m_storage.m_use_new_ZC = false;
+
+    EXPECT_THAT(Select(), ElementsAre("x"));
+}
+
+TEST_F(zeStatTrainerScaleTest, PositiveMethodWithTheNewTreatmentOffersThem) {
+    const Positive_method positive;
+
+    // Their rates mirror each other, so their scores are equal but for rounding.
+    EXPECT_THAT(Select(), UnorderedElementsAre("x", "y"));
+}
+
+// The whole selection.
+
+TEST_F(zeStatTrainerScaleTest, SelectsForEveryProfileAndForgetsTheCandidates) {
+    m_storage.profile(1).m_weight = 8.0;
+    m_storage.profile(1).m_msg_weight = 8.0;
+    AddP(1, "y", 4.0);
+    const Trace_capture trace;
+
+    m_trainer.calculate_feature_selection();
+
+    EXPECT_THAT(trace.texts(), ElementsAre("Performing feature selection (num profiles: 2)"));
+    EXPECT_THAT(texts_of(m_storage.profile(0)), ElementsAre("x", "y"));
+    EXPECT_THAT(texts_of(m_storage.profile(1)), ElementsAre("y", "x"));
+    EXPECT_THAT(m_trainer.m_all_concepts, IsEmpty());
+}
+
+TEST_F(zeStatTrainerScaleTest, ForgetsBothListsOfCandidates) {
+    m_storage.m_use_new_ZC = false;
+    AddInfo("rare", 0.01);
+
+    m_trainer.calculate_feature_selection();
+
+    EXPECT_THAT(m_trainer.m_concept_lists[0], IsEmpty());
+    EXPECT_THAT(m_trainer.m_concept_lists[1], IsEmpty());
+}
+
+TEST_F(zeStatTrainerScaleTest, MovesTheMarkOnAndNeverToZero) {
+    for (const auto& [before, after] : {std::pair(1, 2), {2, 3}, {254, 255}, {255, 1}}) {
+        SCOPED_TRACE(before);
+        m_storage.profile(0).m_selection_mark = static_cast<unsigned char>(before);
+
+        m_trainer.calculate_feature_selection();
+
+        EXPECT_EQ(m_storage.profile(0).m_selection_mark, after);
+        EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, after);
+    }
+}
+
+TEST_F(zeStatTrainerScaleTest, ComesBackToAMarkAfterAllOthers) {
+    for (int round = 0; round < 255; ++round) {
+        m_trainer.calculate_feature_selection();
+        ASSERT_NE(m_storage.profile(0).m_selection_mark, 0);
+    }
+
+    EXPECT_EQ(m_storage.profile(0).m_selection_mark, 1);
+}
+
+TEST_F(zeStatTrainerScaleTest, CanBeInterruptedAfterEachProfileAndDoneAgain) {
+    for (int poll = 1; poll <= 2; ++poll) {
+        SCOPED_TRACE(poll);
+        zeManager manager;
+        Interrupt_at progress(poll);
+        manager.m_progress = &progress;
+        m_trainer.m_manager = &manager;
+
+        EXPECT_QTX(m_trainer.calculate_feature_selection(), zeWorkflow, 2, "Process interrupted");
+
+        m_trainer.calculate_feature_selection();
+        EXPECT_THAT(texts_of(m_storage.profile(0)), ElementsAre("x", "y"));
+        EXPECT_EQ(progress.polls, poll + 2);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+// FakeClassifier: a classifier whose answers the test sets, and which logs what it is asked.
+#ifndef ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
+#define ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
+
+#include <functional>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/knowledge/zeNode.h"
+
+// With a manager it belongs to the manager's registry, as every classifier does.
+class FakeClassifier : public zeClassifier {
+public:
+    // What one call of `classify` was handed.
+    struct Call {
+        const zeMsg* msg;
+        double threshold;
+        int max_results;
+        double node_score;
+        bool use_thresholds;
+    };
+
+    FakeClassifier(zeManager* manager, zeNode* node, unsigned int type = ZE_STAT)
+        : zeClassifier(manager, node), m_type(type) {}
+
+    ~FakeClassifier() override {
+        if (destroyed_count != nullptr) {
+            ++*destroyed_count;
+        }
+    }
+
+    unsigned int GetType() const override { return m_type; }
+
+    void classify(zeMsg& msg, zeResult_set& results, double node_score,
+                  bool use_thresholds) override {
+        calls.push_back({&msg, results.threshold, results.max_results, node_score, use_thresholds});
+        if (on_classify) {
+            on_classify();
+        }
+        for (const zeResult& answer : answers) {
+            if (ignores_threshold || results.accepts(answer.score)) {
+                results.add(answer.node, answer.score);
+            }
+        }
+    }
+
+    bool is_cat_blocked(zeNode* const& child, zeMsg& /*msg*/) override {
+        asked_children.push_back(child);
+        return blocked_children.count(child) != 0;
+    }
+
+    void get_all_categories(std::vector<zeNode*>& cats) override {
+        for (const zeResult& answer : answers) {
+            cats.push_back(answer.node);
+        }
+    }
+
+    void global_replace(std::map<zeNode*, zeNode*>& replacement) override {
+        for (zeResult& answer : answers) {
+            answer.node = replacement[answer.node];
+        }
+    }
+
+    std::vector<zeResult> answers;             // (child, factor)
+    bool ignores_threshold = false;            // adds answers that the set does not accept
+    std::set<const zeNode*> blocked_children;  // those to which the way is closed
+    std::vector<Call> calls;
+    std::vector<zeNode*> asked_children;  // by `is_cat_blocked`, in the order of asking
+    std::function<void()> on_classify;    // runs in each `classify`, before the answers
+    int* destroyed_count = nullptr;       // BORROWS: counts destructions, if set
+
+private:
+    unsigned int m_type;
+};
+
+#endif  // ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
