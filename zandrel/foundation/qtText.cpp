@@ -44,7 +44,7 @@ struct File_closer {
 };
 
 bool read_to_end(std::FILE* file, qtString& content) {
-    std::array<char, 65536> block;
+    std::array<char, 65536> block{};
     std::size_t byte_count = 0;
     while ((byte_count = std::fread(block.data(), 1, block.size(), file)) > 0) {
         content.append({block.data(), byte_count});
@@ -171,13 +171,13 @@ std::size_t qtSnprintf(char* out, std::size_t byte_count, const char* format, ..
 }
 
 qtString qtConvertLongToString(long number) {
-    std::array<char, std::numeric_limits<long>::digits10 + 2> text;  // one more digit and the sign
+    std::array<char, 24> text{};  // The longest is -9223372036854775808, of 20 bytes.
     const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
     return {text.data(), static_cast<std::size_t>(result.ptr - text.data())};
 }
 
 qtString qtConvertDoubleToString(double number) {
-    std::array<char, 32> text;  // The longest is -2.2250738585072014e-308, of 24 bytes.
+    std::array<char, 32> text{};  // The longest is -2.2250738585072014e-308, of 24 bytes.
     const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
     return {text.data(), static_cast<std::size_t>(result.ptr - text.data())};
 }

@@ -2,7 +2,6 @@
 #ifndef ZANDREL_FOUNDATION_QTTIMEDATE_H_
 #define ZANDREL_FOUNDATION_QTTIMEDATE_H_
 
-#include <compare>
 #include <cstdint>
 
 #include "zandrel/export.h"
@@ -20,8 +19,12 @@ public:
     explicit constexpr qtTimeDate(std::int64_t microseconds) noexcept
         : m_microseconds(microseconds) {}
 
-    // Earlier moments are less.
-    std::strong_ordering operator<=>(const qtTimeDate& other) const = default;
+    bool operator==(const qtTimeDate& other) const noexcept = default;
+
+    // Whether this is the earlier moment.
+    bool operator<(const qtTimeDate& other) const noexcept {
+        return m_microseconds < other.m_microseconds;
+    }
 
     // Takes the present time from the clock.
     void SetNowTime();
