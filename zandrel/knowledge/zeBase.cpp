@@ -11,4 +11,6 @@ zeBase::zeBase(zeManager* manager) : m_manager(manager) {
 
 zeBase::~zeBase() = default;
 
-void zeBase::Dump(Hio<HSegment>& io) const { io << m_id; }
+void zeBase::Dump(Hio<HSegment>& io) const {
+    io << m_id;
+}

@@ -12,6 +12,7 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/messages/zeSml.h"
+#include "zandrel/storage/Hio.h"
 
 // A message: up to five bags of concepts, its name/value pairs, the categories that label it, and
 // what it counts for in training. The application fills it; it shares its bags.
@@ -61,6 +62,14 @@ public:
     // with "_SML" and it thus holds a bag, which is not kept as text. Other pairs are left alone.
     // Spelling is part of the interface.
     static void MakeBackwardCompatibile(Nvp& nvp);
+
+    // The record that corpora and archives store; see docs/formats/message.md.
+    void Dump(Hio<Generic32>& io) const;
+    // Reads a record and clears `changed`. Pairs and labels are replaced; a slot that the record
+    // leaves empty stays as it was, and slots that a newer record has beyond the last are dropped.
+    // Pairs are not sorted: Dump wrote them sorted.
+    // RAISES: what the stream raises; the message is then partly filled.
+    void Load(Hio<Generic32>& io);
 
     // Slots 0 to 3 are the bags of the text, the keywords, the title and the canned text. Slot 4
     // is the trainer's, for a bag that it derives. A slot may be null.

@@ -19,8 +19,7 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 bool write_file(const qtString& path, const qtString& text) {
     File file(std::fopen(path.c_str(), "wb"), std::fclose);
-    if (file == nullptr ||
-        std::fwrite(text.data(), 1, text.size(), file.get()) != text.size()) {
+    if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size()) {
         return false;
     }
     return std::fclose(file.release()) == 0;
@@ -73,13 +72,21 @@ void zeOptMap::Add(const qtString& key, unsigned int value) {
     options[key] = qtConvertLongToString(static_cast<long>(value));
 }
 
-void zeOptMap::Add(const qtString& key, int value) { options[key] = qtConvertLongToString(value); }
+void zeOptMap::Add(const qtString& key, int value) {
+    options[key] = qtConvertLongToString(value);
+}
 
-void zeOptMap::Add(const qtString& key, bool value) { options[key] = value ? "1" : "0"; }
+void zeOptMap::Add(const qtString& key, bool value) {
+    options[key] = value ? "1" : "0";
+}
 
-void zeOptMap::Add(const qtString& key, const char* value) { options[key] = value; }
+void zeOptMap::Add(const qtString& key, const char* value) {
+    options[key] = value;
+}
 
-void zeOptMap::Add(const qtString& key, const qtString& value) { options[key] = value; }
+void zeOptMap::Add(const qtString& key, const qtString& value) {
+    options[key] = value;
+}
 
 void zeOptMap::Add(const qtString& key, double value) {
     options[key] = qtConvertDoubleToString(value);
@@ -93,7 +100,9 @@ qtString zeOptMap::Get(const qtString& key) const {
     return entry->second;
 }
 
-int zeOptMap::GetI(const qtString& key) const { return qtConvertStringToInt(Get(key)); }
+int zeOptMap::GetI(const qtString& key) const {
+    return qtConvertStringToInt(Get(key));
+}
 
 // The entry's value if one is given: there, not empty, and not "leave".
 const qtString* zeOptMap::find_given(const qtString& key, bool* found) const {

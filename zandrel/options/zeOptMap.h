@@ -65,8 +65,7 @@ public:
     // missing, empty or the word "leave" gives `default_value`. `found`, which may be null, tells
     // which it was.
     // VALID UNTIL, for texts: the entry is changed, or `default_value` goes.
-    const qtString& Optional(const qtString& key, const qtString& default_value,
-                             bool* found) const;
+    const qtString& Optional(const qtString& key, const qtString& default_value, bool* found) const;
     const char* Optional(const qtString& key, const char* default_value, bool* found) const;
     double Optional(const qtString& key, const double& default_value, bool* found) const;
     int Optional(const qtString& key, int default_value, bool* found) const;

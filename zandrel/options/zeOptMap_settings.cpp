@@ -1,12 +1,13 @@
 // The settings of a knowledge container as options: which key belongs to which field, how its text
 // is read, and in which order.
+#include "zandrel/options/zeOptMap.h"
+
 #include <array>
 #include <limits>
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
-#include "zandrel/options/zeOptMap.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {

@@ -68,3 +68,23 @@ Config_seed set_config_seed(Config_seed seed) noexcept {
     s_seed = seed == nullptr ? read_seconds : seed;
     return before;
 }
+
+void zeConfig::Dump(Hio<HSegment>& io) const {
+    io << kc_id << kc_name << created << last_trained << activate_feedback;
+    io.WriteBool(flag_a);
+    io.WriteByte(static_cast<char>(flag_b));
+    io << each_cat_reserve_size << each_cat_train_size << age_adjustment;
+    io.WriteBool(flag_c);
+    io.WriteBool(full_propogation);
+    io << optional;
+}
+
+void zeConfig::Load(Hio<HSegment>& io) {
+    io >> kc_id >> kc_name >> created >> last_trained >> activate_feedback;
+    flag_a = io.ReadBool();
+    flag_b = static_cast<unsigned char>(io.ReadByte());
+    io >> each_cat_reserve_size >> each_cat_train_size >> age_adjustment;
+    flag_c = io.ReadBool();
+    full_propogation = io.ReadBool();
+    io >> optional;
+}

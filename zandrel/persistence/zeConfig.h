@@ -9,6 +9,7 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtTimeDate.h"
+#include "zandrel/storage/Hio.h"
 
 // What a container is, when it was made and trained, how an archive feeds it, and a free map in
 // which applications keep values of their own. A plain record, which the manager holds by value.
@@ -33,6 +34,11 @@ struct ZANDREL_EXPORT zeConfig {
     // empty or cut; an element without a number counts as 0.
     void get_nlp_signatures(std::set<unsigned int>& signatures) const;
     void add_nlp_signature(unsigned int signature);
+
+    // The record.
+    // RAISES: what the stream raises; the settings are then partly read.
+    void Dump(Hio<HSegment>& io) const;
+    void Load(Hio<HSegment>& io);
 
     std::uint32_t kc_id;                       // by which an archive knows the container
     qtString kc_name = "root";                 // the name of the tree's root

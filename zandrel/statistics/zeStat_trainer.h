@@ -153,8 +153,8 @@ ZANDREL_EXPORT void initialize_F_C(double* table);
 ZANDREL_EXPORT double suppression_factor(const zeStat_storage& storage,
                                          zeStat_storage::Concept_infos::const_iterator info);
 
-// Takes the trainers' switch "PositiveMethod" from the options map loaded last. The first trainer of
-// a process calls it; it looks once, so a map loaded later changes nothing.
+// Takes the trainers' switch "PositiveMethod" from the options map loaded last. The first trainer
+// of a process calls it; it looks once, so a map loaded later changes nothing.
 ZANDREL_EXPORT void init_optional_flags();
 
 // Weigh concepts by the positive method instead of the usual one; false at start. Process-wide,
