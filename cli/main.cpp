@@ -15,6 +15,7 @@
 #include "cli/errors.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
+#include "cli/text/Stemmer.h"
 
 namespace {
 
@@ -23,6 +24,9 @@ Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line en
 CR LF; empty lines are skipped.
 
 Text analysis:
+  phrases     as words, but each digit becomes 0, each punctuation mark or symbol is a concept too,
+              and so is each pair of neighbours; no stop words are left out, since short texts lose
+              up to 16 points of accuracy without them
   words       case and width are folded; runs of letters, marks and numbers are words, and so is
               each Han, Hiragana or Katakana character; what is no UTF-8 separates
   whitespace  what stands between ASCII white space, bytes unchanged
@@ -36,10 +40,16 @@ Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 
 // More labels or pairs of labels than anyone reads.
 constexpr int kLongestList = 1000000;
 
+// As they stand on the command line.
+struct Analysis_names {
+    std::string kind = "phrases";
+    std::string stem_language;  // empty: no stemming
+};
+
 struct Commands {
     cli::Evaluation_options evaluation;
     int confusion_count = 10;
-    std::string analysis = "words";  // of the command that is run
+    Analysis_names analysis;  // of the command that is run
     cli::Classification_options classification;
 };
 
@@ -49,18 +59,37 @@ std::string version_text() {
     return std::string("zandrel ") + text.data();
 }
 
-void add_common_options(CLI::App& command, std::string& train_file, std::string& analysis) {
+void add_common_options(CLI::App& command, std::string& train_file, Analysis_names& analysis) {
     command.add_option("--train", train_file, "Data file to learn from")
         ->required()
         ->type_name("FILE");
-    command.add_option("--analysis", analysis, "How texts become concepts: words or whitespace")
+    command
+        .add_option("--analysis", analysis.kind,
+                    "How texts become concepts: phrases, words or whitespace")
         ->capture_default_str()
-        ->check(CLI::IsMember({"words", "whitespace"}).description(""))
+        ->check(CLI::IsMember({"phrases", "words", "whitespace"}).description(""))
         ->type_name("KIND");
+    command
+        .add_option("--stem", analysis.stem_language,
+                    "Take the endings from words of a language, such as english")
+        ->check(CLI::IsMember(cli::stem_languages()).description(""))
+        ->type_name("LANGUAGE");
 }
 
 cli::Analysis_kind analysis_kind(const std::string& name) {
-    return name == "whitespace" ? cli::Analysis_kind::kWhitespace : cli::Analysis_kind::kWords;
+    if (name == "whitespace") {
+        return cli::Analysis_kind::kWhitespace;
+    }
+    return name == "words" ? cli::Analysis_kind::kWords : cli::Analysis_kind::kPhrases;
+}
+
+// RAISES: CLI::ValidationError.
+cli::Analysis_settings analysis_settings(const Analysis_names& names) {
+    const cli::Analysis_kind kind = analysis_kind(names.kind);
+    if (kind == cli::Analysis_kind::kWhitespace && !names.stem_language.empty()) {
+        throw CLI::ValidationError("--stem", "needs --analysis phrases or words");
+    }
+    return {kind, names.stem_language};
 }
 
 void add_evaluate(CLI::App& app, Commands& commands) {
@@ -75,7 +104,7 @@ void add_evaluate(CLI::App& app, Commands& commands) {
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->callback([&commands] {
-        commands.evaluation.analysis = analysis_kind(commands.analysis);
+        commands.evaluation.analysis = analysis_settings(commands.analysis);
         cli::print_report(cli::evaluate(commands.evaluation),
                           static_cast<std::size_t>(commands.confusion_count), std::cout);
     });
@@ -93,7 +122,7 @@ void add_classify(CLI::App& app, Commands& commands) {
     command->add_option("TEXT", options.texts, "Texts; none or -: the lines of standard input")
         ->type_name("");
     command->callback([&commands] {
-        commands.classification.analysis = analysis_kind(commands.analysis);
+        commands.classification.analysis = analysis_settings(commands.analysis);
         cli::classify(commands.classification, std::cin, std::cout);
     });
 }

@@ -15,7 +15,7 @@ struct Classification_options {
     std::string train_file;
     std::vector<std::string> texts;  // none, or a single "-": the lines of the input
     int wanted_labels = 3;
-    Analysis_kind analysis = Analysis_kind::kWords;
+    Analysis_settings analysis;
 };
 
 // Prints each text and below it its labels with their scores, best first. Empty lines of `input`

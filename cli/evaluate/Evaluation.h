@@ -13,7 +13,7 @@ namespace cli {
 struct Evaluation_options {
     std::string train_file;
     std::string test_file;
-    Analysis_kind analysis = Analysis_kind::kWords;
+    Analysis_settings analysis;
 };
 
 // What went through one phase and what it cost.

@@ -11,7 +11,8 @@
 
 namespace cli {
 
-Text_model::Text_model(Analysis_kind kind) : m_analysis(make_text_analysis(kind)) {
+Text_model::Text_model(const Analysis_settings& analysis)
+    : m_analysis(make_text_analysis(analysis)) {
     // Scores stay raw: training does not build likelihood tables.
     m_manager.m_defaults.use_likelihood_in_train = false;
 }

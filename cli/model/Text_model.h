@@ -31,7 +31,7 @@ struct Scored_label {
 // A knowledge with one statistical classifier at its root and the labels as its leaves.
 class Text_model {
 public:
-    explicit Text_model(Analysis_kind kind);
+    explicit Text_model(const Analysis_settings& analysis);
     Text_model(const Text_model&) = delete;
     Text_model& operator=(const Text_model&) = delete;
 

@@ -36,7 +36,7 @@ std::vector<std::string> labels_of(const std::vector<Scored_label>& ranking) {
 }
 
 TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
@@ -45,7 +45,7 @@ TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
 }
 
 TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     const std::vector<Scored_label> ranking = model.rank("bread and goal", 3);
@@ -58,7 +58,7 @@ TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
 }
 
 TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     EXPECT_EQ(model.rank("bread", 2).size(), 2U);
@@ -66,7 +66,7 @@ TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
 }
 
 TEST(TextModelTest, HasNoResultForTextWithoutWord) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     EXPECT_THAT(model.rank("", 3), IsEmpty());
@@ -74,7 +74,7 @@ TEST(TextModelTest, HasNoResultForTextWithoutWord) {
 }
 
 TEST(TextModelTest, CountsDifferentLabels) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
 
     EXPECT_EQ(model.label_count(), 0U);
     model.train(ten_of_each());
@@ -83,7 +83,7 @@ TEST(TextModelTest, CountsDifferentLabels) {
 
 TEST(TextModelTest, UsesTheAnalysisThatItIsMadeWith) {
     const std::vector<Labelled_text> texts = {{{"upper"}, "GO :-)"}, {{"lower"}, "go :-("}};
-    Text_model model(Analysis_kind::kWhitespace);
+    Text_model model({Analysis_kind::kWhitespace});
     model.train(texts);
 
     EXPECT_THAT(labels_of(model.rank("GO", 1)), ElementsAre("upper"));

@@ -34,7 +34,7 @@ printf 'sport\tgoal\r\nfood\tCheese!\r\n\r\nsport,travel\tbread' >test.tsv
 printf 'sport\tgoal\nno tab\n' >bad.tsv
 printf '\n\n' >empty.tsv
 
-expect 0 evaluate --train train.tsv --test test.tsv
+expect 0 evaluate --train train.tsv --test test.tsv --analysis words
 prints out '66.67 %  (2 of 3 texts)'
 prints out 'sport,travel -> food'
 is_silent err
@@ -52,6 +52,19 @@ printf 'CHEESE\r\n\ngoal\n' >lines.txt
 [[ $(sed 's/^  [01]\.[0-9]*//' out | tr '\n' '|') == 'CHEESE|  food|goal|  sport|' ]] ||
     fail 'classify -: wrong lines'
 
+printf 'loud\tgo !\ncurious\tgo ?\n' >signs.tsv
+expect 0 classify --train signs.tsv --top 1 '!'
+prints out 'loud'
+expect 0 classify --train signs.tsv --top 1 --analysis words '!'
+prints out '(no result)'
+# A text of unknown words alone goes to another label than food.
+expect 0 classify --train train.tsv --top 1 breads
+! grep -q food out || fail "$command: stemmed unasked"
+for analysis in phrases words; do
+    expect 0 classify --train train.tsv --top 1 --analysis $analysis --stem english breads
+    prints out 'food'
+done
+
 expect 0 --version
 prints out 'zandrel 1.'
 expect 0 --help
@@ -60,6 +73,8 @@ is_silent err
 
 for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'evaluate --train train.tsv --test test.tsv --analysis magic' \
+    'classify --train train.tsv --stem klingon text' \
+    'classify --train train.tsv --stem english --analysis whitespace text' \
     'evaluate --train train.tsv --test test.tsv --confusions -1' \
     'evaluate --train train.tsv --test test.tsv more' 'classify --train train.tsv --top 0'; do
     # shellcheck disable=SC2086  # The words are the arguments.
@@ -67,6 +82,10 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     is_silent out
     [[ -s err ]] || fail "$command: says nothing"
 done
+
+expect 64 classify --train train.tsv --stem klingon text
+prints err 'english'
+prints err 'german'
 
 expect 65 evaluate --train bad.tsv --test test.tsv
 prints err 'bad.tsv:2: no tab between label and text'
