@@ -1,5 +1,7 @@
 #include "cli/model/Text_model.h"
 
+#include <utility>
+
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -26,23 +28,54 @@ void Text_model::train(const std::vector<Labelled_text>& texts) {
     m_workflow = m_manager.GetWorkflow();
 }
 
-std::vector<Scored_label> Text_model::rank(std::string_view text, int wanted) {
+Ranking Text_model::rank(std::string_view text, int wanted) {
     zeMsg msg;
     msg.smls[0] = make_bag(text);
-    zeResult_set results(0.0, wanted);
-    m_workflow->classify(msg, results, true, false);
+    Ranking ranking;
+    for (const zeResult& result : classify(msg, wanted)) {
+        ranking.push_back({result.node->m_concept.view(), result.score});
+    }
+    return ranking;
+}
 
-    std::vector<Scored_label> labels;
-    results.eliminate_duplicated_results();
-    for (int i = 0; i < results.count(); ++i) {
-        const zeResult& result = results.get_result(i);
-        labels.push_back({std::string(result.node->m_concept.view()), result.score});
+Explanation Text_model::explain(std::string_view text) {
+    zeMsg msg;
+    msg.smls[0] = make_bag(text);
+    Explanation explanation;
+    explanation.text = text;
+    const std::vector<zeResult> best = classify(msg, 1);
+    if (best.empty()) {
+        return explanation;
+    }
+    explanation.label = best.front().node->m_concept.view();
+    explanation.score = best.front().score;
+    std::vector<zeStat_matcher::Concept_score> lines;
+    m_workflow->classify_concepts(msg, {best.front().node}, lines);
+    for (const zeStat_matcher::Concept_score& line : lines) {
+        explanation.concepts.push_back({std::string(line.m_concept.view()), line.m_score});
+    }
+    return explanation;
+}
+
+std::vector<std::string> Text_model::labels() const {
+    std::vector<std::string> labels;
+    if (m_manager.m_root != nullptr) {
+        for (const zeNode* const leaf : m_manager.m_root->m_children) {
+            labels.emplace_back(leaf->m_concept.view());
+        }
     }
     return labels;
 }
 
-std::size_t Text_model::label_count() const {
-    return m_manager.m_root == nullptr ? 0 : m_manager.m_root->m_children.size();
+// Best first.
+std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
+    zeResult_set results(0.0, wanted);
+    m_workflow->classify(msg, results, true, false);
+    results.eliminate_duplicated_results();
+    if (results.count() > 0) {
+        results.get_result(0);  // Sorts and cuts off what is not wanted.
+    }
+    return std::move(results.results);
 }
 
 zeStat_matcher& Text_model::make_root() {
