@@ -7,6 +7,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "zandrel/export.h"
+
 namespace Zandrel {
 
 // What all pointers to one object share.
@@ -15,6 +17,9 @@ struct Ptr_block {
     void (*destroy)(void* object);
     void* object;  // as the type that `destroy` knows
 };
+
+// Destroys the object and the block.
+ZANDREL_EXPORT void destroy_shared(Ptr_block* block) noexcept;
 
 }  // namespace Zandrel
 
@@ -107,8 +112,7 @@ private:
 
     void drop_use() noexcept {
         if (m_block != nullptr && --m_block->uses == 0) {
-            m_block->destroy(m_block->object);
-            delete m_block;
+            Zandrel::destroy_shared(m_block);
         }
     }
 
