@@ -49,7 +49,7 @@ expect 0 evaluate --train train.tsv --test test.tsv --per-category --threshold 0
 prints out 'score >= 0.25    precision'
 prints out 'category             texts       given   precision'
 prints out 'travel                   1           0      0.00 %'
-expect 0 evaluate --train train.tsv --test test.tsv --explain 'A goal'
+expect 0 evaluate --train train.tsv --test test.tsv --analysis words --explain 'A goal'
 [[ $(tail -n 4 out | sed 's/[01]\.[0-9]*/N/' | tr '\n' '|') == 'A goal|  N  sport|    +N  goal|    +N  a|' ]] ||
     fail "$command: wrong explanation"
 
