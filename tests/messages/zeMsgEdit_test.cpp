@@ -470,7 +470,7 @@ TEST_F(zeMsgEditTest, SettingThatFindsNoMemoryChangesNothing) {
 class zeMsgEditModelTest : public zeMsgEditTest {
 protected:
     struct Entry {
-        Converter::NvpType type;
+        Converter::NvpType type = Converter::kDeleted;
         Texts values;
     };
 

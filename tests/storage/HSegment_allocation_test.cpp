@@ -2,6 +2,7 @@
 // record of its own, until the write passes.
 #include "zandrel/storage/HSegment.h"
 
+#include <cstddef>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ namespace {
 constexpr unsigned int kSegment = SegBuf::kSegmentSize;
 
 TEST(HSegmentAllocationTest, WriteThatFindsNoMemoryLeavesSizeOffsetAndContent) {
-    std::string added(3 * kSegment, 'n');
+    std::string added(std::size_t{3} * kSegment, 'n');
     bool has_failed = true;
     unsigned int index = 0;
     for (; has_failed; ++index) {
