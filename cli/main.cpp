@@ -18,7 +18,9 @@
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
+#include "cli/model/Engine_settings.h"
 #include "cli/text/Json.h"
+#include "cli/text/Stemmer.h"
 
 namespace {
 
@@ -27,6 +29,9 @@ Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line en
 CR LF; empty lines are skipped.
 
 Text analysis:
+  phrases     as words, but each digit becomes 0, each punctuation mark or symbol is a concept too,
+              and so is each pair of neighbours; no stop words are left out, since short texts lose
+              up to 16 points of accuracy without them
   words       case and width are folded; runs of letters, marks and numbers are words, and so is
               each Han, Hiragana or Katakana character; what is no UTF-8 separates
   whitespace  what stands between ASCII white space, bytes unchanged
@@ -56,12 +61,26 @@ Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 
 // More labels or pairs of labels than anyone reads.
 constexpr int kLongestList = 1000000;
 
+// As they stand on the command line.
+struct Analysis_names {
+    std::string kind = "phrases";
+    std::string stem_language;  // empty: no stemming
+};
+
+// Settings of the engine, as they stand on the command line.
+struct Setting_words {
+    std::string file;  // empty: none
+    std::vector<std::string> assignments;
+};
+
 struct Commands {
     cli::Evaluation_options evaluation;
     int confusion_count = 10;
     bool lists_categories = false;
-    bool writes_json = false;        // evaluate
-    std::string analysis = "words";  // of the command that is run
+    bool writes_json = false;  // evaluate
+    Analysis_names analysis;   // of the command that is run
+    Setting_words words;       // likewise
+    cli::Engine_settings settings;
     cli::Classification_options classification;
 };
 
@@ -71,18 +90,54 @@ std::string version_text() {
     return std::string("zandrel ") + text.data();
 }
 
-void add_common_options(CLI::App& command, std::string& train_file, std::string& analysis) {
+void add_setting_options(CLI::App& command, Setting_words& words) {
+    command.add_option("--options", words.file, "Options file with settings of the engine")
+        ->type_name("FILE");
+    command
+        .add_option("--set", words.assignments,
+                    "A setting of the engine, such as ProfileSize=3000; wins over the file")
+        ->allow_extra_args(false)
+        ->type_name("KEY=VALUE");
+}
+
+void add_common_options(CLI::App& command, std::string& train_file, Analysis_names& analysis) {
     command.add_option("--train", train_file, "Data file to learn from")
         ->required()
         ->type_name("FILE");
-    command.add_option("--analysis", analysis, "How texts become concepts: words or whitespace")
+    command
+        .add_option("--analysis", analysis.kind,
+                    "How texts become concepts: phrases, words or whitespace")
         ->capture_default_str()
-        ->check(CLI::IsMember({"words", "whitespace"}).description(""))
+        ->check(CLI::IsMember({"phrases", "words", "whitespace"}).description(""))
         ->type_name("KIND");
+    command
+        .add_option("--stem", analysis.stem_language,
+                    "Take the endings from words of a language, such as english")
+        ->check(CLI::IsMember(cli::stem_languages()).description(""))
+        ->type_name("LANGUAGE");
 }
 
 cli::Analysis_kind analysis_kind(const std::string& name) {
-    return name == "whitespace" ? cli::Analysis_kind::kWhitespace : cli::Analysis_kind::kWords;
+    if (name == "whitespace") {
+        return cli::Analysis_kind::kWhitespace;
+    }
+    return name == "words" ? cli::Analysis_kind::kWords : cli::Analysis_kind::kPhrases;
+}
+
+// RAISES: CLI::ValidationError.
+cli::Analysis_settings analysis_settings(const Analysis_names& names) {
+    const cli::Analysis_kind kind = analysis_kind(names.kind);
+    if (kind == cli::Analysis_kind::kWhitespace && !names.stem_language.empty()) {
+        throw CLI::ValidationError("--stem", "needs --analysis phrases or words");
+    }
+    return {kind, names.stem_language};
+}
+
+// RAISES: Input_error, Data_error, Usage_error; CLI::ValidationError.
+cli::Model_options model_options(Commands& commands) {
+    commands.settings.load(commands.words.file);
+    commands.settings.set(commands.words.assignments);
+    return {analysis_settings(commands.analysis), &commands.settings};
 }
 
 // Options of both commands that say how data is read and what is printed.
@@ -120,6 +175,7 @@ void add_evaluate(CLI::App& app, Commands& commands) {
     CLI::App* const command = app.add_subcommand(
         "evaluate", "Train on one file, classify another, and report quality and cost");
     add_common_options(*command, commands.evaluation.train_file, commands.analysis);
+    add_setting_options(*command, commands.words);
     command->add_option("--test", commands.evaluation.test_file, "Data file to classify")
         ->required()
         ->type_name("FILE");
@@ -138,7 +194,7 @@ void add_evaluate(CLI::App& app, Commands& commands) {
     add_report_options(*command, commands.evaluation.text_to_explain, commands.writes_json,
                        commands.evaluation.skips_bad_lines);
     command->callback([&commands] {
-        commands.evaluation.analysis = analysis_kind(commands.analysis);
+        commands.evaluation.model = model_options(commands);
         print_evaluation(commands);
     });
 }
@@ -148,6 +204,7 @@ void add_classify(CLI::App& app, Commands& commands) {
     CLI::App* const command =
         app.add_subcommand("classify", "Train on a file and rank the labels for each text");
     add_common_options(*command, options.train_file, commands.analysis);
+    add_setting_options(*command, commands.words);
     command->add_option("--top", options.wanted_labels, "How many labels to print for each text")
         ->capture_default_str()
         ->check(CLI::Range(1, kLongestList).description(""))
@@ -159,7 +216,7 @@ void add_classify(CLI::App& app, Commands& commands) {
                        options.skips_bad_lines);
     command->get_option("--explain")->excludes(texts);
     command->callback([&commands] {
-        commands.classification.analysis = analysis_kind(commands.analysis);
+        commands.classification.model = model_options(commands);
         cli::classify(commands.classification, std::cin, std::cout, std::cerr);
     });
 }
@@ -194,6 +251,9 @@ int run_and_report(int argc, char** argv) {
     } catch (const cli::Input_error& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::kInputError);
+    } catch (const cli::Usage_error& error) {
+        std::cerr << "zandrel: ";
+        return fail(error, cli::kUsageError);
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::kInternalError);

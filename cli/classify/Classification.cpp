@@ -67,7 +67,7 @@ void rank_texts(const Classification_options& options, Text_model& model, std::i
 
 void classify(const Classification_options& options, std::istream& input, std::ostream& out,
               std::ostream& messages) {
-    Text_model model(options.analysis);
+    Text_model model(options.model);
     Skipped_lines skipped;
     model.train(
         read_labelled_file(options.train_file, options.skips_bad_lines ? &skipped : nullptr));

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/text/Text_analysis.h"
+#include "cli/model/Model_options.h"
 
 namespace cli {
 
@@ -19,7 +19,7 @@ struct Classification_options {
     std::optional<std::string> text_to_explain;  // this one instead of the texts and the input
     bool writes_json = false;
     bool skips_bad_lines = false;
-    Analysis_kind analysis = Analysis_kind::kWords;
+    Model_options model;
 };
 
 // Prints each text and below it its labels with their scores, best first, or a JSON object for each

@@ -86,7 +86,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     result.training = {train_texts.size(), text_bytes(train_texts)};
     result.classifying = {test_texts.size(), text_bytes(test_texts)};
 
-    Text_model model(options.analysis);
+    Text_model model(options.model);
     measure(result.training, model, [&] { model.train(train_texts); });
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();

@@ -11,7 +11,7 @@
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Metrics.h"
 #include "cli/model/Explanation.h"
-#include "cli/text/Text_analysis.h"
+#include "cli/model/Model_options.h"
 
 namespace cli {
 
@@ -21,7 +21,7 @@ struct Evaluation_options {
     double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
     bool skips_bad_lines = false;
     std::optional<std::string> text_to_explain;
-    Analysis_kind analysis = Analysis_kind::kWords;
+    Model_options model;
 };
 
 // What went through one phase and what it cost.

@@ -1,5 +1,6 @@
 #include "cli/model/Text_model.h"
 
+#include <set>
 #include <utility>
 
 #include "zandrel/classification/zeResult_set.h"
@@ -11,21 +12,31 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include "cli/model/Engine_settings.h"
+
 namespace cli {
 
-Text_model::Text_model(Analysis_kind kind) : m_analysis(make_text_analysis(kind)) {
+Text_model::Text_model(const Model_options& options)
+    : m_analysis(make_text_analysis(options.analysis)),
+      m_manager(new zeManager),
+      m_chooses_profile_size(options.analysis.kind == Analysis_kind::kPhrases) {
     // Scores stay raw: training does not build likelihood tables.
-    m_manager.m_defaults.use_likelihood_in_train = false;
+    m_manager->m_defaults.use_likelihood_in_train = false;
+    if (options.settings != nullptr) {
+        options.settings->apply(m_manager);
+        m_chooses_profile_size = m_chooses_profile_size && !options.settings->has("ProfileSize");
+    }
 }
 
 void Text_model::train(const std::vector<Labelled_text>& texts) {
+    choose_profile_size(texts);
     zeStat_matcher& matcher = make_root();
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
-    view.add_all_msgs(&m_manager);
+    view.add_all_msgs(m_manager.get());
     matcher.train(view);
-    m_workflow = m_manager.GetWorkflow();
+    m_workflow = m_manager->GetWorkflow();
 }
 
 Ranking Text_model::rank(std::string_view text, int wanted) {
@@ -59,8 +70,8 @@ Explanation Text_model::explain(std::string_view text) {
 
 std::vector<std::string> Text_model::labels() const {
     std::vector<std::string> labels;
-    if (m_manager.m_root != nullptr) {
-        for (const zeNode* const leaf : m_manager.m_root->m_children) {
+    if (m_manager->m_root != nullptr) {
+        for (const zeNode* const leaf : m_manager->m_root->m_children) {
             labels.emplace_back(leaf->m_concept.view());
         }
     }
@@ -78,10 +89,25 @@ std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
     return std::move(results.results);
 }
 
+void Text_model::choose_profile_size(const std::vector<Labelled_text>& texts) {
+    constexpr std::size_t kFewLabels = 30;
+    constexpr int kSizeForFewLabels = 10000;
+    constexpr int kSizeForManyLabels = 3000;
+    if (!m_chooses_profile_size) {
+        return;
+    }
+    std::set<std::string_view> labels;
+    for (const Labelled_text& text : texts) {
+        labels.insert(text.labels.begin(), text.labels.end());
+    }
+    m_manager->m_defaults.profile_size =
+        labels.size() <= kFewLabels ? kSizeForFewLabels : kSizeForManyLabels;
+}
+
 zeStat_matcher& Text_model::make_root() {
-    m_manager.m_root =
-        m_manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT, zeNode::NoScore, 0.0);
-    return dynamic_cast<zeStat_matcher&>(*m_manager.GetRootClassifier());
+    m_manager->m_root = m_manager->m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT,
+                                                             zeNode::NoScore, 0.0);
+    return dynamic_cast<zeStat_matcher&>(*m_manager->GetRootClassifier());
 }
 
 void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {

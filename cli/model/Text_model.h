@@ -17,6 +17,7 @@
 #include "cli/data/Labelled_text.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Explanation.h"
+#include "cli/model/Model_options.h"
 #include "cli/model/Scored_label.h"
 #include "cli/text/Text_analysis.h"
 
@@ -30,7 +31,7 @@ namespace cli {
 // A knowledge with one statistical classifier at its root and the labels as its leaves.
 class Text_model {
 public:
-    explicit Text_model(Analysis_kind kind);
+    explicit Text_model(const Model_options& options);
     Text_model(const Text_model&) = delete;
     Text_model& operator=(const Text_model&) = delete;
 
@@ -49,6 +50,8 @@ public:
     std::vector<std::string> labels() const;
 
 private:
+    // The sizes found best for `phrases`, which has many more concepts than words alone.
+    void choose_profile_size(const std::vector<Labelled_text>& texts);
     zeStat_matcher& make_root();
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
@@ -57,7 +60,8 @@ private:
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
     zeSml_feeder m_feeder;  // emptied for each text
-    zeManager m_manager;
+    qtPtrLight<zeManager> m_manager;
+    bool m_chooses_profile_size;        // neither the user nor the engine's default does
     qtPtrLight<zeWorkflow> m_workflow;  // null before training
 };
 

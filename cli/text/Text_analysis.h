@@ -4,6 +4,7 @@
 #define ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_
 
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "zandrel/messages/zeSml_feeder.h"
@@ -24,9 +25,16 @@ public:
     virtual void feed(std::string_view text, zeSml_feeder& feeder) = 0;
 };
 
-enum class Analysis_kind { kWords, kWhitespace };
+enum class Analysis_kind { kPhrases, kWords, kWhitespace };
 
-std::unique_ptr<Text_analysis> make_text_analysis(Analysis_kind kind);
+struct Analysis_settings {
+    Analysis_kind kind = Analysis_kind::kPhrases;
+    std::string stem_language = {};  // empty: words stay as they are; kWhitespace takes no notice
+};
+
+// RAISES: std::invalid_argument for a language that Stemmer does not know; std::runtime_error if
+// ICU's data are missing.
+std::unique_ptr<Text_analysis> make_text_analysis(const Analysis_settings& settings);
 
 }  // namespace cli
 

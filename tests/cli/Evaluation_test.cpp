@@ -24,7 +24,7 @@ protected:
     EvaluationTest() {
         m_options.train_file = m_base + ".train.tsv";
         m_options.test_file = m_base + ".test.tsv";
-        m_options.analysis = {Analysis_kind::kWords};
+        m_options.model.analysis = {Analysis_kind::kWords};
     }
 
     ~EvaluationTest() override {

@@ -57,7 +57,7 @@ double effect_of(const Explanation& explanation, const std::string& concept_text
 }
 
 TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
@@ -66,7 +66,7 @@ TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
 }
 
 TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     const Ranking ranking = model.rank("bread and goal", 3);
@@ -79,7 +79,7 @@ TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
 }
 
 TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     EXPECT_EQ(model.rank("bread", 2).size(), 2U);
@@ -159,7 +159,7 @@ TEST(TextModelTest, HasNothingToExplainWithoutResult) {
 }
 
 TEST(TextModelTest, HasNoResultForTextWithoutWord) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
     EXPECT_THAT(model.rank("", 3), IsEmpty());
@@ -167,7 +167,7 @@ TEST(TextModelTest, HasNoResultForTextWithoutWord) {
 }
 
 TEST(TextModelTest, ListsDifferentLabels) {
-    Text_model model(Analysis_kind::kWords);
+    Text_model model({Analysis_kind::kWords});
 
     EXPECT_THAT(model.labels(), IsEmpty());
     model.train(ten_of_each());
@@ -176,7 +176,7 @@ TEST(TextModelTest, ListsDifferentLabels) {
 
 TEST(TextModelTest, UsesTheAnalysisThatItIsMadeWith) {
     const std::vector<Labelled_text> texts = {{{"upper"}, "GO :-)"}, {{"lower"}, "go :-("}};
-    Text_model model(Analysis_kind::kWhitespace);
+    Text_model model({Analysis_kind::kWhitespace});
     model.train(texts);
 
     EXPECT_THAT(labels_of(model.rank("GO", 1)), ElementsAre("upper"));

@@ -120,6 +120,12 @@ TEST(WordAnalysisTest, TakesInvalidUtf8AsSeparator) {
     expect_rows(rows);
 }
 
+TEST(WordAnalysisTest, TakesStemsOfWordsIfWanted) {
+    Word_analysis analysis("english");
+
+    EXPECT_EQ(analysed(analysis, "running, runs: they walked"), "run*2 they walk");
+}
+
 TEST(WordAnalysisTest, AddsToWhatTheFeederHolds) {
     Word_analysis analysis;
     zeSml_feeder feeder;

@@ -13,12 +13,12 @@
 
 namespace cli {
 
-// The concepts in text order, parted by spaces; "word*3" for one of weight 3.
-inline std::string shown(const zeSml_feeder& feeder) {
+// The concepts in text order, with a mark between them; "word*3" for one of weight 3.
+inline std::string shown(const zeSml_feeder& feeder, std::string_view between = " ") {
     const zeSml bag(feeder, 0.0);
     std::string line;
     for (const zeSml::Concept_info& entry : bag.m_concepts) {
-        line += line.empty() ? "" : " ";
+        line += line.empty() ? "" : between;
         line += entry.m_concept.view();
         if (entry.m_weight != 1.0) {
             line += "*" + std::to_string(std::lround(entry.m_weight));
@@ -27,10 +27,11 @@ inline std::string shown(const zeSml_feeder& feeder) {
     return line;
 }
 
-inline std::string analysed(Text_analysis& analysis, std::string_view text) {
+inline std::string analysed(Text_analysis& analysis, std::string_view text,
+                            std::string_view between = " ") {
     zeSml_feeder feeder;
     analysis.feed(text, feeder);
-    return shown(feeder);
+    return shown(feeder, between);
 }
 
 }  // namespace cli

@@ -35,7 +35,7 @@ printf 'sport\tgoal\nno tab\n' >bad.tsv
 printf '\n\n' >empty.tsv
 printf 'no tab\n\tno label\n' >worse.tsv
 
-expect 0 evaluate --train train.tsv --test test.tsv
+expect 0 evaluate --train train.tsv --test test.tsv --analysis words
 prints out '66.67 %  (2 of 3 texts)'
 prints out 'sport,travel -> food'
 is_silent err
@@ -49,7 +49,7 @@ expect 0 evaluate --train train.tsv --test test.tsv --per-category --threshold 0
 prints out 'score >= 0.25    precision'
 prints out 'category             texts       given   precision'
 prints out 'travel                   1           0      0.00 %'
-expect 0 evaluate --train train.tsv --test test.tsv --explain 'A goal'
+expect 0 evaluate --train train.tsv --test test.tsv --analysis words --explain 'A goal'
 [[ $(tail -n 4 out | sed 's/[01]\.[0-9]*/N/' | tr '\n' '|') == 'A goal|  N  sport|    +N  goal|    +N  a|' ]] ||
     fail "$command: wrong explanation"
 
@@ -69,6 +69,18 @@ printf 'CHEESE\r\n\ngoal\n' >lines.txt
 [[ $(sed 's/^  [01]\.[0-9]*//' out | tr '\n' '|') == 'CHEESE|  food|goal|  sport|' ]] ||
     fail 'classify -: wrong lines'
 
+printf 'loud\tgo !\ncurious\tgo ?\n' >signs.tsv
+expect 0 classify --train signs.tsv --top 1 '!'
+prints out 'loud'
+expect 0 classify --train signs.tsv --top 1 --analysis words '!'
+prints out '(no result)'
+# A text of unknown words alone goes to another label than food.
+expect 0 classify --train train.tsv --top 1 breads
+! grep -q food out || fail "$command: stemmed unasked"
+for analysis in phrases words; do
+    expect 0 classify --train train.tsv --top 1 --analysis $analysis --stem english breads
+    prints out 'food'
+done
 expect 0 classify --train train.tsv --explain 'goal'
 [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  sport|    +N  goal|' ]] ||
     fail "$command: wrong explanation"
@@ -80,6 +92,30 @@ expect 0 classify --train train.tsv --json --top 1 'goal' $'\xff'
     '{"text":"goal","categories":[{"category":"sport","score":N}]}|{"text":"'$'\xef\xbf\xbd''","categories":[]}|' ]] ||
     fail "$command: wrong JSON"
 
+# Settings of the engine: a profile without features leaves no result but that of nothing known.
+printf 'ProfileSize = 0  # nothing is kept\n' >small.options
+printf '# switches\nPositiveMethod = 1\n' >positive.options
+printf 'ProfileSize = 5\n\nProfileSice = 7\n' >misspelt.options
+printf 'ClipValue = 2.5\n' >fraction.options
+expect 0 classify --train train.tsv --top 1 --set ProfileSize=5 --set ClipValue=0 goal
+prints out 'sport'
+expect 0 classify --train train.tsv --top 1 --options positive.options goal
+prints out 'sport'
+expect 0 classify --train train.tsv --top 1 --options small.options --set ProfileSize=5 goal
+prints out 'sport'
+expect 65 classify --train train.tsv --options misspelt.options goal
+prints err 'misspelt.options:3: unknown setting "ProfileSice"'
+expect 65 classify --train train.tsv --options fraction.options goal
+prints err 'fraction.options:1: bad value for ClipValue: "2.5" is not an integer'
+expect 66 classify --train train.tsv --options absent.options goal
+prints err 'absent.options'
+expect 64 classify --train train.tsv --set ProfileSice=7 goal
+prints err 'unknown setting "ProfileSice"'
+expect 64 classify --train train.tsv --set MinPsSize=many goal
+prints err 'bad value for MinPsSize: "many" is not an integer'
+expect 64 classify --train train.tsv --set PositiveMethod=1 goal
+prints err 'from an options file alone'
+
 expect 0 --version
 prints out 'zandrel 1.'
 expect 0 --help
@@ -88,6 +124,8 @@ is_silent err
 
 for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'evaluate --train train.tsv --test test.tsv --analysis magic' \
+    'classify --train train.tsv --stem klingon text' \
+    'classify --train train.tsv --stem english --analysis whitespace text' \
     'evaluate --train train.tsv --test test.tsv --confusions -1' \
     'evaluate --train train.tsv --test test.tsv more' 'classify --train train.tsv --top 0' \
     'evaluate --train train.tsv --test test.tsv --threshold 1.1' \
@@ -101,6 +139,10 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     is_silent out
     [[ -s err ]] || fail "$command: says nothing"
 done
+
+expect 64 classify --train train.tsv --stem klingon text
+prints err 'english'
+prints err 'german'
 
 expect 65 evaluate --train bad.tsv --test test.tsv
 prints err 'bad.tsv:2: no tab between label and text'

@@ -19,6 +19,8 @@ public:
 
     // ZE_RULE or ZE_STAT.
     unsigned int GetType() const override = 0;
+    // Writes the id and the id of the node, 0 without one.
+    void Dump(Hio<HSegment>& io) const override;
 
     // Adds (child, factor) to `results` for each child that it selects; the walk multiplies the
     // factor by the node's score. A factor goes in only if `results` accepts it.

@@ -1,4 +1,4 @@
-// qtPtrLight: the counted pointer by which the engine shares objects.
+// qtPtrLight and qtPtr: the counted pointer by which the engine shares objects.
 #ifndef ZANDREL_FOUNDATION_QTPTR_H_
 #define ZANDREL_FOUNDATION_QTPTR_H_
 
@@ -119,5 +119,11 @@ private:
     Zandrel::Ptr_block* m_block = nullptr;
     T* m_object = nullptr;
 };
+
+// The pointer of the foundation's own interfaces, such as those of memory blocks. Objects that
+// several threads share could ask more of it than of qtPtrLight; in an engine without threads they
+// are one type, so a pointer passes from one side to the other as it is.
+template <class T>
+using qtPtr = qtPtrLight<T>;
 
 #endif  // ZANDREL_FOUNDATION_QTPTR_H_

@@ -10,3 +10,7 @@ zeBase::zeBase(zeManager* manager) : m_manager(manager) {
 }
 
 zeBase::~zeBase() = default;
+
+void zeBase::Dump(Hio<HSegment>& io) const {
+    io << m_id;
+}

@@ -3,6 +3,7 @@
 #define ZANDREL_KNOWLEDGE_ZEBASE_H_
 
 #include "zandrel/export.h"
+#include "zandrel/storage/Hio.h"
 
 class zeManager;
 
@@ -27,6 +28,8 @@ public:
     virtual ~zeBase();
 
     virtual unsigned int GetType() const = 0;
+    // Writes the object's record; this base writes the id, with which every record begins.
+    virtual void Dump(Hio<HSegment>& io) const;
 
     zeManager* m_manager;   // BORROWS: may be null
     unsigned int m_id = 0;  // 0 without a manager

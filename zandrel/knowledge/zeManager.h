@@ -10,6 +10,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/knowledge/zeBase.h"
+#include "zandrel/persistence/zeConfig.h"
 #include "zandrel/persistence/zeDefaults.h"
 
 class zeClassifier;
@@ -76,6 +77,7 @@ public:
 
     unsigned int m_last_object_id = 0;  // the last object id given out
     zeNode* m_root = nullptr;           // root of the physical tree; null in an empty container
+    zeConfig m_config;                  // identity, dates, settings of the archive
     zeDefaults m_defaults;              // copied by each new statistical model
     qtPtrLight<zeLogicalTree> m_logical_tree;
     qtPtrLight<zePhysicalTree> m_physical_tree;

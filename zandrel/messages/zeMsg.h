@@ -8,26 +8,81 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/ml/mlMessageConverter.h"
 #include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtString.h"
 #include "zandrel/messages/zeSml.h"
+#include "zandrel/storage/Hio.h"
 
-// A message: up to five bags of concepts, the categories that label it, and what it counts for in
-// training. The application fills it; it shares its bags.
+// A message: up to five bags of concepts, its name/value pairs, the categories that label it, and
+// what it counts for in training. The application fills it; it shares its bags.
+//
+// The pairs are kept in a sorted vector, since a message is read far more often than it is edited.
+// Many changes go through zeMsgEdit, which sorts once at its end; while such an edit is open the
+// pairs may stand in no order, and then no operation here may look them up.
+//
+// Errors: raises qtXbase, texts in docs/errors.md, and is then as it was.
+// Threads: one at a time, and look-ups of pairs one at a time in the whole process: get_value and
+// get_raw_value share a static search key.
 class ZANDREL_EXPORT zeMsg {
 public:
     static constexpr std::size_t kSlotCount = 5;
+
+    // A name/value pair. Who changes `type` or `value` directly resets `canonical`.
+    struct Nvp {
+        // Pairs stand in the text order of their names, never that of a locale.
+        bool operator<(const Nvp& other) const noexcept { return name < other.name; }
+
+        Concept name;
+        mlMessageConverter::NvpType type = mlMessageConverter::kDeleted;
+        qtString value;                     // in text form; see mlMessageConverter::NvpType
+        mutable qtPtr<qtString> canonical;  // get_value's cache for language strings; never stored
+    };
 
     // The bag that classification and training read, `smls[active_sml]`; null if that slot is
     // empty or does not exist.
     const qtPtrLight<zeSml>& active_bag() const noexcept;
 
+    // The stored text of the first pair of this name, whatever its type; null if there is none.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search.
+    const qtString* get_raw_value(const Concept& name) const;
+    // The value of the first pair of this name as callers should see it: a language string in its
+    // canonical form, the empty text for a list, which has no single value, and otherwise the
+    // stored text. Null if there is no such pair. The canonical form is kept for the next call,
+    // which leaves `changed` alone, as it is no part of the stored message.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search.
+    const qtString* get_value(const Concept& name) const;
+    // Adds a pair or replaces the first of this name, and sets `changed`. It takes single values
+    // alone: types 2, 4, 6, 8, 10 and 12.
+    // RAISES: qtXbase "Invalid NVP type" for any other type.
+    // COST: a binary search, and a sort of all pairs for a new name; see zeMsgEdit.
+    void add_value(const qtString& name, mlMessageConverter::NvpType type, const qtString& value);
+    // Makes a pair of type 1, as earlier versions stored it, a packed list, whose form it has
+    // already. It loses its value and stays of type 1 if it has no elements, or if its name begins
+    // with "_SML" and it thus holds a bag, which is not kept as text. Other pairs are left alone.
+    // Spelling is part of the interface.
+    static void MakeBackwardCompatibile(Nvp& nvp);
+
+    // The record that corpora and archives store; see docs/formats/message.md.
+    void Dump(Hio<Generic32>& io) const;
+    // Reads a record and clears `changed`. Pairs and labels are replaced; a slot that the record
+    // leaves empty stays as it was, and slots that a newer record has beyond the last are dropped.
+    // Pairs are not sorted: Dump wrote them sorted.
+    // RAISES: what the stream raises; the message is then partly filled.
+    void Load(Hio<Generic32>& io);
+
     // Slots 0 to 3 are the bags of the text, the keywords, the title and the canned text. Slot 4
     // is the trainer's, for a bag that it derives. A slot may be null.
     std::array<qtPtrLight<zeSml>, kSlotCount> smls;
+    std::vector<Nvp> nvps;            // sorted by name
     std::vector<Concept> categories;  // the labels; empty for an unlabelled message
     unsigned int active_sml = 0;      // index into `smls`
     double weight = 1.0;              // what the message counts for in training
     bool changed = true;              // differs from its stored form
+
+private:
+    // The first pair of this name, or null.
+    const Nvp* find_nvp(const Concept& name) const;
 };
 
 #endif  // ZANDREL_MESSAGES_ZEMSG_H_

@@ -1,6 +1,7 @@
 #include "zandrel/messages/zeSml.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "zandrel/foundation/qtX.h"
 
@@ -11,6 +12,8 @@ zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
 zeSml::zeSml(const zeSml_feeder& feeder, double clip_value) : zeSml(clip_value) {
     feed(feeder);
 }
+
+zeSml::zeSml(const zeSml& source) : zeSml(source, 0.0) {}
 
 zeSml::zeSml(const zeSml& source, double clip_value)
     : m_total_weight(source.m_total_weight), m_clip_value(source.m_clip_value) {
@@ -97,3 +100,34 @@ qtPtrLight<zeSml> zeSml::get_clipped_sml(const qtPtrLight<zeSml>& source, double
     }
     return qtPtrLight<zeSml>(new zeSml(*source, clip_value));
 }
+
+void zeSml::Dump(Hio<Generic32>& io) const {
+    io << m_total_weight << m_clip_value;
+    io.WriteCount(m_concepts.size());
+    for (const Concept_info& entry : m_concepts) {
+        io << entry.m_concept << entry.m_weight;
+    }
+}
+
+void zeSml::Load(Hio<Generic32>& io) {
+    constexpr unsigned int kLeastEntrySize = 4 + 8;  // a text's count and a weight
+    io >> m_total_weight >> m_clip_value;
+    const unsigned int count = io.ReadCount(kLeastEntrySize);
+    m_concepts.reserve(m_concepts.size() + count);
+    for (unsigned int i = 0; i < count; ++i) {
+        Concept_info entry;
+        entry.m_concept = ReadConcept(io);
+        io >> entry.m_weight;
+        m_concepts.push_back(std::move(entry));
+    }
+    m_is_new = false;
+}
+
+template <class T>
+Concept ReadConcept(Hio<T>& io) {
+    qtString text;
+    io >> text;
+    return Concept::insert(text);
+}
+
+template Concept ReadConcept<Generic32>(Hio<Generic32>& io);

@@ -8,6 +8,7 @@
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeSml_feeder.h"
+#include "zandrel/storage/Hio.h"
 
 // A bag of concepts with their weights, sorted by text. Every statistical decision reads one.
 //
@@ -43,6 +44,10 @@ public:
     // loosens one, and 0 tightens nothing.
     zeSml(const zeSml& source, double clip_value);
 
+    // The copy under the source's own ceiling: new, as every bag that was just made.
+    zeSml(const zeSml& source);
+    zeSml& operator=(const zeSml& source) = default;
+
     // RAISES: qtX<zeSml> 0 "Invalid clipping value" for a negative value.
     static void check_clipping_value(double clip_value);
     // `weight` held under this bag's ceiling.
@@ -63,6 +68,13 @@ public:
 
     bool operator!=(const zeSml& other) const { return !(*this == other); }
 
+    // The record: total, clip value, count, then each concept with its weight, in the bag's order.
+    void Dump(Hio<Generic32>& io) const;
+    // Appends the entries of a record and takes over its total and clip value, none of which is
+    // checked; meant for a newly made bag. What an error breaks off stays in the bag.
+    // RAISES: what the stream raises.
+    void Load(Hio<Generic32>& io);
+
     // The view of a bag under a ceiling: the source itself if `clip_value` is 0 or above the
     // source's own ceiling, otherwise a clipped copy.
     // REQUIRES: `source` is not null.
@@ -73,5 +85,11 @@ public:
     double m_clip_value = 0.0;    // ceiling of one weight; 0 means none
     bool m_is_new = true;         // not stored since it was made or changed
 };
+
+// Reads one concept as it stands in the stream, without conversion. Made for Generic32.
+template <class T>
+Concept ReadConcept(Hio<T>& io);
+
+extern template ZANDREL_EXPORT Concept ReadConcept<Generic32>(Hio<Generic32>& io);
 
 #endif  // ZANDREL_MESSAGES_ZESML_H_

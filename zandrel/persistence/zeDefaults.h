@@ -5,12 +5,19 @@
 #include <array>
 
 #include "zandrel/export.h"
+#include "zandrel/storage/Hio.h"
 
 // The settings that each new statistical model copies. A plain record: the manager holds one, and
 // changing it changes only the models made afterwards.
 struct ZANDREL_EXPORT zeDefaults {
     // Compares every setting, floating-point ones exactly.
     bool operator==(const zeDefaults& other) const = default;
+
+    // The record, whose order is not that of the fields. Reading one of the older form, which its
+    // marker byte tells, sets `weaken_small_cats_factor` to 0.
+    // RAISES: what the stream raises; the record is then partly read.
+    void Dump(Hio<HSegment>& io) const;
+    void Load(Hio<HSegment>& io);
 
     bool use_new_ZC = true;                // how concepts missing from a profile are treated
     bool use_normalization = true;         // scale weights so that members land at +1

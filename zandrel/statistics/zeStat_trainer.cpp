@@ -9,6 +9,7 @@
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/options/zeOptMap.h"
 
 namespace {
 
@@ -36,11 +37,24 @@ zeStat_storage* zeStat_trainer::s_storage = nullptr;
 
 zeStat_trainer::zeStat_trainer(zeStat_storage& storage)
     : m_storage(&storage), m_manager(storage.m_manager) {
+    init_optional_flags();
     static const bool is_filled = (initialize_F_C(F_C.data()), true);
     static_cast<void>(is_filled);
 }
 
 zeStat_trainer::~zeStat_trainer() = default;
+
+void init_optional_flags() {
+    static bool has_looked = false;
+    if (has_looked) {
+        return;
+    }
+    has_looked = true;
+    // The look-up enters the key with an empty value if it is missing.
+    if (g_test_zandrel_opts != nullptr && g_test_zandrel_opts->options["PositiveMethod"] == "1") {
+        g_use_positive_method = true;
+    }
+}
 
 void zeStat_trainer::check_interrupt() {
     if (m_manager != nullptr) {
@@ -70,16 +84,26 @@ void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, 
     }
 }
 
+// The view of a message's bag, or null if there is nothing to count. Clipping can bring a total to
+// 0 that was none, where weights below 0 or far apart stand in the bag; shares of it are no
+// numbers.
+qtPtrLight<zeSml> zeStat_trainer::view_to_count(const qtPtrLight<zeMsg>& msg) const {
+    if (msg.IsNull() || msg->active_bag().IsNull() || msg->active_bag()->m_total_weight == 0.0) {
+        return {};
+    }
+    qtPtrLight<zeSml> view = zeSml::get_clipped_sml(msg->active_bag(), m_storage->m_clip_value);
+    return view->m_total_weight == 0.0 ? qtPtrLight<zeSml>() : view;
+}
+
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
     zeCorpus& corpus = *m_view->corpus;
     const qtPtrLight<zeMsg> msg = corpus.get_msg(corpus.get_msg(entry.index));
-    const qtPtrLight<zeSml> bag = msg.IsNull() ? qtPtrLight<zeSml>() : msg->active_bag();
-    if (bag.IsNull() || bag->m_total_weight == 0.0) {
+    const qtPtrLight<zeSml> view = view_to_count(msg);
+    if (view.IsNull()) {
         tracef(s_trace_file, kTraceDebug, "SML does not exist or empty (message %d)", entry.index);
         return;
     }
-    const qtPtrLight<zeSml> view = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
     const Counted counted = {msg->weight, *view};
     if (remove) {
         remove_from_totals(counted);

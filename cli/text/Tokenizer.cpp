@@ -1,0 +1,172 @@
+#include "cli/text/Tokenizer.h"
+
+#include <array>
+
+#include <unicode/uchar.h>
+#include <unicode/uscript.h>
+#include <unicode/utf8.h>
+
+namespace cli {
+
+enum class Char_kind : std::uint8_t { kSeparator, kLetter, kDigit, kSign, kUnspaced };
+
+namespace {
+
+using Ascii_kinds = std::array<Char_kind, 128>;
+
+constexpr std::uint32_t kLetterCategories = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK;
+constexpr std::uint32_t kSignCategories = U_GC_P_MASK | U_GC_S_MASK;
+
+// The first character of the scripts that write no spaces is the first CJK radical; below it there
+// is no need to ask for the script.
+constexpr UChar32 kFirstUnspaced = 0x2E80;
+
+constexpr UChar32 kReplacementCharacter = 0xFFFD;
+
+bool is_unspaced(UChar32 character) {
+    UErrorCode error = U_ZERO_ERROR;
+    switch (uscript_getScript(character, &error)) {
+        case USCRIPT_HAN:
+        case USCRIPT_HIRAGANA:
+        case USCRIPT_KATAKANA:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// What a character is where signs are wanted; `in_style` makes of it what it is in general.
+Char_kind kind_of(UChar32 character) {
+    if (character >= kFirstUnspaced && is_unspaced(character)) {
+        return Char_kind::kUnspaced;
+    }
+    const std::uint32_t category = U_GET_GC_MASK(character);
+    if ((category & kLetterCategories) != 0) {
+        return category == U_GC_ND_MASK ? Char_kind::kDigit : Char_kind::kLetter;
+    }
+    const bool is_sign = (category & kSignCategories) != 0 && character != kReplacementCharacter;
+    return is_sign ? Char_kind::kSign : Char_kind::kSeparator;
+}
+
+// The same for ASCII, where all that is seen is a letter, a digit or a sign.
+constexpr Char_kind ascii_kind(std::size_t byte) {
+    if (byte - '0' < 10) {
+        return Char_kind::kDigit;
+    }
+    if ((byte | 0x20U) - 'a' < 26) {
+        return Char_kind::kLetter;
+    }
+    return byte > ' ' && byte < 0x7F ? Char_kind::kSign : Char_kind::kSeparator;
+}
+
+constexpr Char_kind in_style(Char_kind kind, Token_style style) {
+    if (style == Token_style::kWords) {
+        if (kind == Char_kind::kDigit) {
+            return Char_kind::kLetter;
+        }
+        if (kind == Char_kind::kSign) {
+            return Char_kind::kSeparator;
+        }
+    }
+    return kind;
+}
+
+constexpr Ascii_kinds ascii_kinds(Token_style style) {
+    Ascii_kinds kinds = {};
+    for (std::size_t byte = 0; byte < kinds.size(); ++byte) {
+        kinds[byte] = in_style(ascii_kind(byte), style);
+    }
+    return kinds;
+}
+
+// ASCII is most of most texts, so that it has tables instead of questions to ICU.
+constexpr std::array<Ascii_kinds, 2> kAsciiKinds = {ascii_kinds(Token_style::kWords),
+                                                    ascii_kinds(Token_style::kWordsAndSigns)};
+
+bool is_ascii(char byte) {
+    return static_cast<unsigned char>(byte) < 0x80;
+}
+
+}  // namespace
+
+Tokenizer::Tokenizer(Token_style style, const std::string& stem_language) : m_style(style) {
+    if (!stem_language.empty()) {
+        m_stemmer.emplace(stem_language);
+    }
+}
+
+void Tokenizer::cut(std::string_view text) {
+    m_line.clear();
+    m_starts.assign(1, 0);
+    const std::string_view folded = m_folder.fold(text);
+    std::size_t next = 0;
+    while (next < folded.size()) {
+        next = is_ascii(folded[next]) ? take_ascii(folded, next) : take_other(folded, next);
+    }
+    end_word();
+}
+
+// Letters are taken as many at a time as there are.
+std::size_t Tokenizer::take_ascii(std::string_view text, std::size_t start) {
+    const Ascii_kinds& kinds = kAsciiKinds[static_cast<std::size_t>(m_style)];
+    const auto kind_at = [&](std::size_t at) {
+        return kinds[static_cast<unsigned char>(text[at])];
+    };
+    const Char_kind kind = kind_at(start);
+    std::size_t end = start + 1;
+    if (kind == Char_kind::kLetter) {
+        while (end < text.size() && is_ascii(text[end]) && kind_at(end) == kind) {
+            ++end;
+        }
+    }
+    take(kind, text.substr(start, end - start));
+    return end;
+}
+
+std::size_t Tokenizer::take_other(std::string_view text, std::size_t start) {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    std::size_t next = start;
+    UChar32 character = 0;
+    U8_NEXT_OR_FFFD(bytes, next, text.size(), character);
+    take(in_style(kind_of(character), m_style), text.substr(start, next - start));
+    return next;
+}
+
+void Tokenizer::take(Char_kind kind, std::string_view character) {
+    switch (kind) {
+        case Char_kind::kLetter:
+            m_line.append(character);
+            return;
+        case Char_kind::kDigit:
+            m_line.push_back('0');
+            return;
+        case Char_kind::kSeparator:
+            end_word();
+            return;
+        case Char_kind::kSign:
+        case Char_kind::kUnspaced:
+            end_word();
+            m_line.append(character);
+            end_token();
+            return;
+    }
+}
+
+void Tokenizer::end_word() {
+    const std::size_t start = m_starts.back();
+    if (start == m_line.size()) {
+        return;
+    }
+    if (m_stemmer) {
+        m_line.replace(start, std::string::npos,
+                       m_stemmer->stem(std::string_view(m_line).substr(start)));
+    }
+    end_token();
+}
+
+void Tokenizer::end_token() {
+    m_line.push_back(' ');
+    m_starts.push_back(m_line.size());
+}
+
+}  // namespace cli

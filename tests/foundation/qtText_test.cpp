@@ -1,0 +1,536 @@
+#include "zandrel/foundation/qtText.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/expect_qtx.h"
+
+namespace {
+
+using Texts = std::vector<qtString>;
+
+const qtString kAllBytes = [] {
+    qtString bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes += static_cast<char>(byte);
+    }
+    return bytes;
+}();
+
+qtString OneByte(int byte) {
+    qtString text;
+    text += static_cast<char>(byte);
+    return text;
+}
+
+bool IsOneOf(int byte, const char* set, std::size_t size) {
+    return std::memchr(set, byte, size) != nullptr;
+}
+
+TEST(qtTokenizeTest, SplitsAtEachDelimiterAndDropsEmptyPieces) {
+    struct Row {
+        const char* text;
+        const char* delimiters;
+        Texts pieces;
+    };
+
+    const Row rows[] = {
+        {"", ",", {}},
+        {",", ",", {}},
+        {",,,", ",", {}},
+        {"a", ",", {"a"}},
+        {"a,b", ",", {"a", "b"}},
+        {",a,,b,", ",", {"a", "b"}},
+        {"one\r\ntwo\n\nthree", "\r\n", {"one", "two", "three"}},
+        {"a b", "", {"a b"}},
+        {"", "", {}},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ(qtTokenize(row.text, row.delimiters), row.pieces);
+    }
+}
+
+TEST(qtTokenizeTest, SplitsAtAnyByte) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const qtString delimiter = OneByte(byte);
+        const qtString piece = OneByte(byte ^ 1);
+
+        const Texts pieces =
+            qtTokenize(piece + delimiter + piece + piece + delimiter + delimiter, delimiter);
+
+        EXPECT_EQ(pieces, (Texts{piece, piece + piece})) << byte;
+    }
+}
+
+TEST(TrimWhiteSpaceTest, TakesTheSixWhiteSpaceBytesAndNoOther) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const bool is_white = IsOneOf(byte, " \t\n\v\f\r", 6);
+        const qtString edge = OneByte(byte);
+
+        EXPECT_EQ(IsWhiteSpace(static_cast<char>(byte)), is_white) << byte;
+        EXPECT_EQ(TrimWhiteSpace(edge + "a" + edge), is_white ? "a" : edge + "a" + edge) << byte;
+    }
+}
+
+TEST(TrimWhiteSpaceTest, LeavesWhiteSpaceInside) {
+    EXPECT_EQ(TrimWhiteSpace(" \t a \n b \r\n"), "a \n b");
+}
+
+TEST(TrimWhiteSpaceTest, LeavesNothingOfWhiteSpaceAlone) {
+    EXPECT_EQ(TrimWhiteSpace(""), "");
+    EXPECT_EQ(TrimWhiteSpace(" \t\n\v\f\r"), "");
+}
+
+TEST(FindNoCaseTest, FindsTheFirstPlaceFromTheStart) {
+    struct Row {
+        const char* text;
+        const char* needle;
+        std::size_t start;
+        std::ptrdiff_t position;
+    };
+
+    const Row rows[] = {
+        {"Hello hello", "HELLO", 0, 0},
+        {"Hello hello", "hELLo", 1, 6},
+        {"Hello hello", "hello", 6, 6},
+        {"Hello hello", "hello", 7, -1},
+        {"aab", "AB", 0, 1},
+        {"abc", "abcd", 0, -1},
+        {"abc", "c", 0, 2},
+        {"abc", "c", 3, -1},
+        {"abc", "c", 99, -1},
+        {"", "a", 0, -1},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.text) + " / " + row.needle);
+        EXPECT_EQ(FindNoCase(row.text, row.needle, row.start), row.position);
+    }
+}
+
+TEST(FindNoCaseTest, FindsAnEmptyNeedleAtTheStartPosition) {
+    EXPECT_EQ(FindNoCase("", "", 0), 0);
+    EXPECT_EQ(FindNoCase("abc", "", 0), 0);
+    EXPECT_EQ(FindNoCase("abc", "", 2), 2);
+    EXPECT_EQ(FindNoCase("abc", "", 3), 3);
+    EXPECT_EQ(FindNoCase("abc", "", 4), -1);
+}
+
+TEST(FindNoCaseTest, FoldsTheLettersOfAsciiAlone) {
+    for (int left = 0; left < 256; ++left) {
+        for (int right = 0; right < 256; ++right) {
+            const bool are_letters = (left >= 'a' && left <= 'z') || (left >= 'A' && left <= 'Z');
+            const bool are_equal = left == right || (are_letters && (left ^ right) == 0x20);
+
+            EXPECT_EQ(FindNoCase(OneByte(left), OneByte(right)), are_equal ? 0 : -1)
+                << left << ' ' << right;
+        }
+    }
+}
+
+TEST(qtConcatenatorTest, WritesSeparatorsBetweenAndEscapesThoseInside) {
+    struct Row {
+        Texts texts;
+        const char* joined;
+    };
+
+    const Row rows[] = {
+        {{""}, ""},
+        {{"a"}, "a"},
+        {{"a", "b"}, "a;b"},
+        {{"", ""}, ";"},
+        {{"", "a", ""}, ";a;"},
+        {{"a;b", "c"}, "a\\;b;c"},
+        {{"a\\", "b"}, "a\\\\;b"},
+        {{"\\;"}, "\\\\\\;"},
+        {{"/"}, "/"},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.joined);
+        EXPECT_EQ(qtConcatenator::Build(row.texts, ';'), row.joined);
+        Texts texts{"old"};
+        EXPECT_TRUE(qtConcatenator::Disassemble(row.joined, texts, ';'));
+        EXPECT_EQ(texts, row.texts);
+    }
+}
+
+TEST(qtConcatenatorTest, WritesTheEmptyListAsTheEmptyText) {
+    EXPECT_EQ(qtConcatenator::Build({}, ';'), "");
+}
+
+TEST(qtConcatenatorTest, GivesBackEveryByteWithEverySeparator) {
+    for (int separator = 0; separator < 256; ++separator) {
+        if (separator == '\\') {
+            continue;  // the escape itself
+        }
+        for (const Texts& list : {Texts{kAllBytes}, Texts{"", kAllBytes, "", kAllBytes + "\\"},
+                                  Texts{OneByte(separator), "\\", OneByte(separator) + "\\"}}) {
+            const char byte = static_cast<char>(separator);
+            Texts texts;
+
+            EXPECT_TRUE(
+                qtConcatenator::Disassemble(qtConcatenator::Build(list, byte), texts, byte));
+            EXPECT_EQ(texts, list) << separator;
+        }
+    }
+}
+
+// Every list of up to three texts of up to two bytes from an alphabet of the bytes that matter.
+TEST(qtConcatenatorTest, GivesBackEveryShortList) {
+    Texts words{""};
+    for (const char* const first : {"a", ";", "\\"}) {
+        words.emplace_back(first);
+        for (const char* const second : {"a", ";", "\\"}) {
+            words.push_back(qtString(first) + second);
+        }
+    }
+    std::set<qtString> joined_forms;
+    std::size_t list_count = 0;
+    const auto check = [&](const Texts& list) {
+        const qtString joined = qtConcatenator::Build(list, ';');
+        Texts texts;
+        ASSERT_TRUE(qtConcatenator::Disassemble(joined, texts, ';')) << joined.str();
+        ASSERT_EQ(texts, list);
+        joined_forms.insert(joined);
+        ++list_count;
+    };
+
+    for (const qtString& first : words) {
+        check({first});
+        for (const qtString& second : words) {
+            check({first, second});
+            for (const qtString& third : words) {
+                check({first, second, third});
+            }
+        }
+    }
+
+    EXPECT_EQ(list_count, 13U + 13U * 13U + 13U * 13U * 13U);
+    EXPECT_EQ(joined_forms.size(), list_count);
+}
+
+TEST(qtConcatenatorTest, RefusesALoneBackslashAtTheEnd) {
+    for (const char* const joined : {"\\", "a;b\\", "a\\\\\\", ";\\"}) {
+        SCOPED_TRACE(joined);
+        Texts texts{"old"};
+
+        EXPECT_FALSE(qtConcatenator::Disassemble(joined, texts, ';'));
+
+        EXPECT_EQ(texts, Texts());
+    }
+}
+
+TEST(qtConcatenatorTest, KeepsABackslashThatEscapesNothing) {
+    Texts texts;
+
+    EXPECT_TRUE(qtConcatenator::Disassemble("c:\\temp;\\/;\\\\n", texts, ';'));
+
+    EXPECT_EQ(texts, (Texts{"c:\\temp", "\\/", "\\n"}));
+}
+
+class qtStringReadTest : public testing::Test {
+protected:
+    void TearDown() override { std::remove(m_path.c_str()); }
+
+    void Write(const qtString& content) {
+        std::ofstream file(m_path.c_str(), std::ios::binary);
+        file.write(content.data(), static_cast<std::streamsize>(content.size()));
+    }
+
+    const qtString m_path = qtString(testing::TempDir()) + "qtStringRead_" +
+                            testing::UnitTest::GetInstance()->current_test_info()->name();
+};
+
+TEST_F(qtStringReadTest, ReadsEveryByte) {
+    Write(kAllBytes);
+    qtString content("old");
+
+    EXPECT_TRUE(qtStringRead(m_path, content));
+
+    EXPECT_EQ(content, kAllBytes);
+}
+
+TEST_F(qtStringReadTest, ReadsAnEmptyFile) {
+    Write("");
+    qtString content("old");
+
+    EXPECT_TRUE(qtStringRead(m_path, content));
+
+    EXPECT_EQ(content, "");
+}
+
+TEST_F(qtStringReadTest, ReadsAFileOfManyBlocks) {
+    qtString large;
+    while (large.size() < 300001) {
+        large += kAllBytes;
+    }
+    Write(large);
+    qtString content;
+
+    EXPECT_TRUE(qtStringRead(m_path, content));
+
+    EXPECT_EQ(content, large);
+}
+
+TEST_F(qtStringReadTest, GivesAnEmptyTextForWhatCannotBeRead) {
+    const qtString missing = m_path + "/missing";
+    Write("content");
+    const qtString with_zero_byte = m_path + qtString("\0tail", 5);
+
+    for (const qtString& path :
+         {missing, qtString(""), qtString(testing::TempDir()), with_zero_byte}) {
+        SCOPED_TRACE(path.str());
+        qtString content("old");
+
+        EXPECT_FALSE(qtStringRead(path, content));
+
+        EXPECT_EQ(content, "");
+    }
+}
+
+TEST(qtSnprintfTest, NeverWritesPastTheGivenRoom) {
+    for (std::size_t room = 1; room < 12; ++room) {
+        char text[16];
+        std::memset(text, '#', sizeof text);
+
+        const std::size_t written = qtSnprintf(text, room, "%s-%d", "abcd", 42);
+
+        const std::size_t expected = room - 1 < 7 ? room - 1 : 7;
+        EXPECT_EQ(written, expected) << room;
+        EXPECT_EQ(std::string(text), std::string("abcd-42").substr(0, expected)) << room;
+        for (std::size_t position = room; position < sizeof text; ++position) {
+            EXPECT_EQ(text[position], '#') << room << ' ' << position;
+        }
+    }
+}
+
+TEST(qtSnprintfTest, WritesNothingWithoutRoom) {
+    char text[] = "#";
+
+    EXPECT_EQ(qtSnprintf(text, 0, "%d", 1), 0U);
+    EXPECT_EQ(qtSnprintf(nullptr, 0, "%d", 1), 0U);
+
+    EXPECT_STREQ(text, "#");
+}
+
+TEST(qtSnprintfTest, GivesTheEmptyTextForAFormatThatFails) {
+    char text[] = "old text";
+    const wchar_t no_character[] = {static_cast<wchar_t>(0x7FFFFFFF), 0};
+
+    EXPECT_EQ(qtSnprintf(text, sizeof text, "%ls", no_character), 0U);
+
+    EXPECT_STREQ(text, "");
+}
+
+constexpr long kLowestLong = std::numeric_limits<long>::min();
+constexpr long kHighestLong = std::numeric_limits<long>::max();
+
+TEST(qtConvertLongToStringTest, WritesDecimals) {
+    EXPECT_EQ(qtConvertLongToString(0), "0");
+    EXPECT_EQ(qtConvertLongToString(7), "7");
+    EXPECT_EQ(qtConvertLongToString(-42), "-42");
+    EXPECT_EQ(qtConvertLongToString(4294967295), "4294967295");
+    EXPECT_EQ(qtConvertLongToString(kHighestLong), "9223372036854775807");
+    EXPECT_EQ(qtConvertLongToString(kLowestLong), "-9223372036854775808");
+}
+
+TEST(qtConvertStringToLongTest, ReadsTheLeadingInteger) {
+    struct Row {
+        const char* text;
+        long number;
+    };
+
+    const Row rows[] = {
+        {"", 0},
+        {"x1", 0},
+        {"+", 0},
+        {"-", 0},
+        {"--1", 0},
+        {"- 1", 0},
+        {"0", 0},
+        {"-0", 0},
+        {"12", 12},
+        {"+12", 12},
+        {"-12", -12},
+        {" \t\n\v\f\r12", 12},
+        {"007", 7},
+        {"2.9", 2},
+        {"-2.9", -2},
+        {"12abc", 12},
+        {"0x10", 0},
+        {"1e3", 1},
+        {"9223372036854775806", kHighestLong - 1},
+        {"9223372036854775807", kHighestLong},
+        {"9223372036854775808", kHighestLong},
+        {"9223372036854775809", kHighestLong},
+        {"-9223372036854775807", kLowestLong + 1},
+        {"-9223372036854775808", kLowestLong},
+        {"-9223372036854775809", kLowestLong},
+        {"92233720368547758070", kHighestLong},
+        {"-92233720368547758070", kLowestLong},
+        {"99999999999999999999999999999999", kHighestLong},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ(qtConvertStringToLong(row.text), row.number);
+    }
+}
+
+TEST(qtConvertStringToLongTest, StopsAtEveryByteThatIsNoDigit) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const bool is_digit = byte >= '0' && byte <= '9';
+        const long expected = is_digit ? 100 + (byte - '0') * 10 + 5 : 1;
+
+        EXPECT_EQ(qtConvertStringToLong(qtString("1") + OneByte(byte) + "5"), expected) << byte;
+    }
+}
+
+TEST(qtConvertStringToLongTest, SkipsWhiteSpaceAndNoOtherByteInFront) {
+    for (int byte = 0; byte < 256; ++byte) {
+        long expected = IsOneOf(byte, " \t\n\v\f\r+", 7) ? 5 : 0;
+        if (byte == '-') {
+            expected = -5;
+        } else if (byte >= '0' && byte <= '9') {
+            expected = (byte - '0') * 10 + 5;
+        }
+
+        EXPECT_EQ(qtConvertStringToLong(OneByte(byte) + "5"), expected) << byte;
+    }
+}
+
+TEST(qtConvertStringToIntTest, HoldsTheNumberWithinItsRange) {
+    EXPECT_EQ(qtConvertStringToInt("-17 "), -17);
+    EXPECT_EQ(qtConvertStringToInt("2147483647"), 2147483647);
+    EXPECT_EQ(qtConvertStringToInt("2147483648"), 2147483647);
+    EXPECT_EQ(qtConvertStringToInt("-2147483648"), -2147483647 - 1);
+    EXPECT_EQ(qtConvertStringToInt("-2147483649"), -2147483647 - 1);
+    EXPECT_EQ(qtConvertStringToInt("99999999999999999999"), 2147483647);
+}
+
+TEST(qtConvertStringToUnsignedTest, HoldsTheNumberWithinItsRange) {
+    EXPECT_EQ(qtConvertStringToUnsigned("17 "), 17U);
+    EXPECT_EQ(qtConvertStringToUnsigned("-1"), 0U);
+    EXPECT_EQ(qtConvertStringToUnsigned("4294967295"), 4294967295U);
+    EXPECT_EQ(qtConvertStringToUnsigned("4294967296"), 4294967295U);
+    EXPECT_EQ(qtConvertStringToUnsigned("99999999999999999999"), 4294967295U);
+}
+
+TEST(qtConvertDoubleToStringTest, WritesTheShortestText) {
+    struct Row {
+        double number;
+        const char* text;
+    };
+
+    const Row rows[] = {
+        {0.0, "0"},
+        {-0.0, "-0"},
+        {3.0, "3"},
+        {0.1, "0.1"},
+        {1.1, "1.1"},
+        {-2.5, "-2.5"},
+        {10000.0, "10000"},
+        {1e100, "1e+100"},
+        {5e-324, "5e-324"},
+        {-2.2250738585072014e-308, "-2.2250738585072014e-308"},
+        {1.7976931348623157e308, "1.7976931348623157e+308"},
+        {std::numeric_limits<double>::infinity(), "inf"},
+        {-std::numeric_limits<double>::infinity(), "-inf"},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ(qtConvertDoubleToString(row.number), row.text);
+        EXPECT_EQ(qtConvertStringToDouble(row.text), row.number);
+        EXPECT_EQ(std::signbit(qtConvertStringToDouble(row.text)), std::signbit(row.number));
+    }
+}
+
+TEST(qtConvertDoubleToStringTest, ReadsBackAnyNumberEqual) {
+    std::mt19937_64 random(20240229);
+    for (int round = 0; round < 20000; ++round) {
+        const std::uint64_t bits = random();
+        double number = 0.0;
+        std::memcpy(&number, &bits, sizeof number);
+
+        const double back = qtConvertStringToDouble(qtConvertDoubleToString(number));
+
+        EXPECT_TRUE(back == number || (std::isnan(back) && std::isnan(number))) << bits;
+    }
+}
+
+TEST(qtConvertStringToDoubleTest, ReadsTheLeadingNumber) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+    struct Row {
+        const char* text;
+        double number;
+    };
+
+    const Row rows[] = {
+        {"", 0.0},
+        {"x1", 0.0},
+        {".", 0.0},
+        {"-", 0.0},
+        {"e5", 0.0},
+        {"1", 1.0},
+        {"+1.5", 1.5},
+        {"-1.5", -1.5},
+        {".5", 0.5},
+        {"5.", 5.0},
+        {" \t\n\v\f\r2", 2.0},
+        {"1,5", 1.0},
+        {"1.5.7", 1.5},
+        {"1e3", 1000.0},
+        {"1e", 1.0},
+        {"1.5 apples", 1.5},
+        {"0x10", 16.0},
+        {"0x", 0.0},
+        {"1e999", kInfinity},
+        {"-1e999", -kInfinity},
+        {"1e-999", 0.0},
+        {"INF", kInfinity},
+        {"-infinity", -kInfinity},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ(qtConvertStringToDouble(row.text), row.number);
+    }
+    EXPECT_TRUE(std::isnan(qtConvertStringToDouble("NaN")));
+}
+
+TEST(qtConvertStringToDoubleTest, StopsAtAZeroByte) {
+    EXPECT_EQ(qtConvertStringToDouble(qtString("1\0.5", 4)), 1.0);
+}
+
+TEST(qtStringHashTest, IsThePolynomialOfUnsignedBytes) {
+    const qtStringHash hash;
+
+    EXPECT_EQ(hash(qtString()), 0U);
+    EXPECT_EQ(hash(qtString("a")), 97U);
+    EXPECT_EQ(hash(qtString("ab")), 97U * 31U + 98U);
+    EXPECT_EQ(hash(qtString("abc")), (97U * 31U + 98U) * 31U + 99U);
+    for (int byte = 0; byte < 256; ++byte) {
+        EXPECT_EQ(hash(OneByte(byte)), static_cast<std::size_t>(byte));
+    }
+}
+
+TEST(qtStringHashTest, TakesViewsWithoutACopy) {
+    EXPECT_EQ(qtStringHash()(std::string_view("abc")), qtStringHash()(qtString("abc")));
+}
+
+}  // namespace

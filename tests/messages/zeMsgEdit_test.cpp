@@ -1,0 +1,400 @@
+#include "zandrel/messages/zeMsgEdit.h"
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+
+namespace {
+
+using Converter = mlMessageConverter;
+using Texts = std::vector<qtString>;
+using Types = std::map<Concept, Converter::NvpType>;
+
+Converter::NvpType TypeOf(unsigned int number) {
+    return static_cast<Converter::NvpType>(number);
+}
+
+zeMsg::Nvp Pair(std::string_view name, unsigned int type, const qtString& value) {
+    return {term(name), TypeOf(type), value, nullptr};
+}
+
+// One line for each pair: the name, the type, the value.
+std::string Shown(const zeMsg& msg) {
+    std::string lines;
+    for (const zeMsg::Nvp& nvp : msg.nvps) {
+        lines += std::string(nvp.name.view()) + ' ' + std::to_string(nvp.type) + ' ' +
+                 nvp.value.str() + '\n';
+    }
+    return lines;
+}
+
+class zeMsgEditTest : public testing::Test {
+protected:
+    // The message as a file would give it, with these pairs in this order.
+    void Hold(std::vector<zeMsg::Nvp> pairs) {
+        m_msg->nvps = std::move(pairs);
+        m_msg->changed = false;
+    }
+
+    qtPtrLight<zeMsg> m_msg{new zeMsg};
+    Texts m_values{"old"};
+};
+
+TEST_F(zeMsgEditTest, GetsASingleValueWithItsType) {
+    Hold({Pair("a", 2, " text "), Pair("b", 12, " words "), Pair("c", 3, "x;y")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_EQ(edit.Get(term("a"), m_values), Converter::kString);
+    EXPECT_EQ(m_values, Texts{" text "});
+    EXPECT_EQ(edit.Get(term("b"), m_values), Converter::kLangString);
+    EXPECT_EQ(m_values, Texts{" words "});
+    EXPECT_EQ(edit.Get(term("c"), m_values), Converter::kStringList);
+    EXPECT_EQ(m_values, Texts{"x;y"});
+}
+
+TEST_F(zeMsgEditTest, GetsNothingForAMissingName) {
+    Hold({Pair("a", 2, "text")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_EQ(edit.Get(term("b"), m_values), Converter::kDeleted);
+    EXPECT_EQ(m_values, Texts());
+}
+
+TEST_F(zeMsgEditTest, GetsAnOldListWithoutElementsAsTypeOne) {
+    Hold({Pair("a", 1, "02")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_EQ(edit.Get(term("a"), m_values), Converter::kOldList);
+    EXPECT_EQ(m_values, Texts());
+}
+
+TEST_F(zeMsgEditTest, GetsTheElementsOfAPackedList) {
+    Hold({Pair("a", 14, "03\tone;t\\;w\\\\o;"), Pair("b", 14, "12\t")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_EQ(edit.Get(term("a"), m_values), Converter::kStringList);
+    EXPECT_EQ(m_values, (Texts{"one", "t;w\\o", ""}));
+    EXPECT_EQ(edit.Get(term("b"), m_values), Converter::kLangString);
+    EXPECT_EQ(m_values, Texts{""});
+}
+
+TEST_F(zeMsgEditTest, RefusesAPackedListThatCannotBeTakenApart) {
+    for (const char* const value : {"", "0", "02", "02\ta\\", "02\t\\"}) {
+        SCOPED_TRACE(value);
+        Hold({Pair("a", 14, value)});
+        zeMsgEdit edit(m_msg);
+        m_values = {"old"};
+
+        EXPECT_QTXBASE(edit.Get(term("a"), m_values), "Invalid nvp value");
+
+        EXPECT_EQ(m_values, Texts());
+        EXPECT_EQ(Shown(*m_msg), std::string("a 14 ") + value + "\n");
+        EXPECT_FALSE(m_msg->changed);
+    }
+}
+
+TEST_F(zeMsgEditTest, GetsTheTypesOfAllPairsThatAreNotDeleted) {
+    Hold({Pair("a", 2, "text"), Pair("b", 14, "05\t1;2"), Pair("c", 0, "gone"), Pair("d", 1, "02"),
+          Pair("e", 14, "?"), Pair("f", 2, "text")});
+    zeMsgEdit edit(m_msg);
+    edit.Delete(term("f"));
+    Types types{{term("old"), Converter::kString}};
+
+    edit.GetTypes(types);
+
+    EXPECT_EQ(types, (Types{{term("a"), Converter::kString},
+                            {term("b"), Converter::kIntegerList},
+                            {term("d"), Converter::kOldList},
+                            {term("e"), Converter::kDeleted}}));
+}
+
+TEST_F(zeMsgEditTest, SetsOneValueWithTheTypeAsGiven) {
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("key"), {"x;y"}, Converter::kStringList);
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "key 3 x;y\n");
+}
+
+TEST_F(zeMsgEditTest, SetsSeveralValuesAsAPackedList) {
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("key"), {"a;b", "", "c\\"}, Converter::kInteger);
+
+    EXPECT_EQ(Shown(*m_msg), "key 14 04\ta\\;b;;c\\\\\n");
+    EXPECT_EQ(edit.Get(term("key"), m_values), Converter::kInteger);
+    EXPECT_EQ(m_values, (Texts{"a;b", "", "c\\"}));
+}
+
+TEST_F(zeMsgEditTest, GivesBackAnyValuesOfAnyTypeThatItTakes) {
+    qtString all_bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        all_bytes += static_cast<char>(byte);
+    }
+    for (const Texts& values : {Texts{all_bytes}, Texts{all_bytes, "", all_bytes}}) {
+        for (unsigned int type = 2; type < 100; ++type) {
+            if (type == Converter::kPackedList) {
+                continue;
+            }
+            zeMsgEdit edit(m_msg);
+
+            edit.Set(term("key"), values, TypeOf(type));
+
+            EXPECT_EQ(edit.Get(term("key"), m_values), type);
+            EXPECT_EQ(m_values, values);
+            edit.End();
+        }
+    }
+}
+
+TEST_F(zeMsgEditTest, RefusesTypesBelowTwoAndThePackedListItself) {
+    for (const unsigned int type : {0U, 1U, 14U}) {
+        SCOPED_TRACE(type);
+        Hold({Pair("a", 2, "text")});
+        zeMsgEdit edit(m_msg);
+
+        EXPECT_QTXBASE(edit.Set(term("a"), {"new"}, TypeOf(type)), "Invalid nvp type");
+        EXPECT_QTXBASE(edit.Set(term("b"), {"new"}, TypeOf(type)), "Invalid nvp type");
+        EXPECT_QTXBASE(edit.Set(term("b"), {}, TypeOf(type)), "Invalid nvp type");
+        edit.End();
+
+        EXPECT_EQ(Shown(*m_msg), "a 2 text\n");
+        EXPECT_FALSE(m_msg->changed);
+    }
+}
+
+TEST_F(zeMsgEditTest, RefusesToSetNoValue) {
+    Hold({Pair("a", 2, "text")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_QTXBASE(edit.Set(term("a"), {}, Converter::kString), "Missing nvp value");
+    EXPECT_QTXBASE(edit.Set(term("b"), {}, Converter::kString), "Missing nvp value");
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "a 2 text\n");
+    EXPECT_FALSE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, ReplacesAPairInItsPlaceAndReleasesItsCanonicalForm) {
+    Hold({Pair("a", 12, " old "), Pair("b", 2, "text")});
+    ASSERT_EQ(*m_msg->get_value(term("a")), "old");
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("a"), {" new "}, Converter::kLangString);
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "a 12  new \nb 2 text\n");
+    EXPECT_EQ(*m_msg->get_value(term("a")), "new");
+    EXPECT_TRUE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, ReplacesAPairThatTheSameEditAdded) {
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("a"), {"first"}, Converter::kString);
+    edit.Set(term("a"), {"second"}, Converter::kInteger);
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "a 4 second\n");
+}
+
+TEST_F(zeMsgEditTest, SortsAtTheEndAlone) {
+    Hold({Pair("b", 2, "1"), Pair("d", 2, "2")});
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("c"), {"3"}, Converter::kString);
+    edit.Set(term("a"), {"4"}, Converter::kString);
+    EXPECT_EQ(Shown(*m_msg), "b 2 1\nd 2 2\nc 2 3\na 2 4\n");
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "a 2 4\nb 2 1\nc 2 3\nd 2 2\n");
+}
+
+TEST_F(zeMsgEditTest, ReplacingAloneDoesNotSort) {
+    Hold({Pair("b", 2, "1"), Pair("a", 2, "2")});
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("a"), {"3"}, Converter::kString);
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "b 2 1\na 2 3\n");
+}
+
+TEST_F(zeMsgEditTest, DeletesAPairOnce) {
+    Hold({Pair("a", 2, "text")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_TRUE(edit.Delete(term("a")));
+    EXPECT_EQ(Shown(*m_msg), "a 0 text\n");
+    EXPECT_FALSE(edit.Delete(term("a")));
+    EXPECT_EQ(edit.Get(term("a"), m_values), Converter::kDeleted);
+    EXPECT_EQ(m_values, Texts());
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "");
+    EXPECT_TRUE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, DeletingAMissingPairChangesNothing) {
+    Hold({Pair("a", 2, "text")});
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_FALSE(edit.Delete(term("b")));
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "a 2 text\n");
+    EXPECT_FALSE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, LeavesOnePairOfANameDeletedAndSetAgain) {
+    Hold({Pair("a", 2, "1"), Pair("b", 2, "2")});
+    zeMsgEdit edit(m_msg);
+
+    edit.Delete(term("a"));
+    edit.Set(term("a"), {"3"}, Converter::kString);
+    EXPECT_EQ(Shown(*m_msg), "a 0 1\nb 2 2\na 2 3\n");
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "a 2 3\nb 2 2\n");
+}
+
+TEST_F(zeMsgEditTest, DropsEverySetOfDeletedPairs) {
+    constexpr unsigned int kPairCount = 6;
+    for (unsigned int deleted = 0; deleted < 1U << kPairCount; ++deleted) {
+        std::vector<zeMsg::Nvp> pairs;
+        std::string expected;
+        for (unsigned int bit = 0; bit < kPairCount; ++bit) {
+            const std::string name(1, static_cast<char>('a' + bit));
+            pairs.push_back(Pair(name, 2, name));
+            if ((deleted >> bit & 1U) == 0) {
+                expected += name + " 2 " + name + '\n';
+            }
+        }
+        Hold(pairs);
+        zeMsgEdit edit(m_msg);
+
+        for (unsigned int bit = 0; bit < kPairCount; ++bit) {
+            if ((deleted >> bit & 1U) != 0) {
+                EXPECT_TRUE(edit.Delete(pairs[bit].name));
+            }
+        }
+        edit.End();
+
+        EXPECT_EQ(Shown(*m_msg), expected) << deleted;
+        EXPECT_EQ(m_msg->changed, deleted != 0);
+    }
+}
+
+TEST_F(zeMsgEditTest, DropsTombstonesOfTheFileWithADeletion) {
+    Hold({Pair("a", 0, "tomb"), Pair("b", 2, "1"), Pair("c", 2, "2")});
+    zeMsgEdit edit(m_msg);
+
+    edit.End();
+    EXPECT_EQ(Shown(*m_msg), "a 0 tomb\nb 2 1\nc 2 2\n");
+    edit.Delete(term("b"));
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "c 2 2\n");
+    EXPECT_FALSE(edit.Delete(term("a")));
+}
+
+TEST_F(zeMsgEditTest, OpeningBringsOldListsToThePresentFormWithoutAChange) {
+    Hold({Pair("_SML", 1, "02\tbag;bag"), Pair("a", 1, "02"), Pair("b", 1, "02\t"),
+          Pair("c", 1, "02\tx;y")});
+
+    zeMsgEdit edit(m_msg);
+
+    EXPECT_EQ(Shown(*m_msg), "_SML 1 \na 1 \nb 14 02\t\nc 14 02\tx;y\n");
+    edit.End();
+    EXPECT_FALSE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, ChangesTheMessageAtTheEndAlone) {
+    Hold({});
+    zeMsgEdit edit(m_msg);
+
+    edit.Set(term("a"), {"text"}, Converter::kString);
+    EXPECT_FALSE(m_msg->changed);
+    edit.End();
+
+    EXPECT_TRUE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, EndClearsTheFlags) {
+    Hold({});
+    zeMsgEdit edit(m_msg);
+    edit.Set(term("a"), {"text"}, Converter::kString);
+    edit.End();
+    m_msg->changed = false;
+
+    edit.End();
+
+    EXPECT_FALSE(m_msg->changed);
+}
+
+TEST_F(zeMsgEditTest, AddsNoCountToTheMessage) {
+    const zeMsgEdit edit(m_msg);
+
+    EXPECT_EQ(m_msg.use_count(), 1U);
+}
+
+TEST_F(zeMsgEditTest, FindsPairsThatAnEndHasMoved) {
+    Hold({Pair("a", 2, "1"), Pair("b", 2, "2"), Pair("c", 2, "3")});
+    zeMsgEdit edit(m_msg);
+    edit.Delete(term("a"));
+    edit.End();
+
+    EXPECT_EQ(edit.Get(term("c"), m_values), Converter::kString);
+    EXPECT_EQ(m_values, Texts{"3"});
+    edit.Set(term("b"), {"4"}, Converter::kInteger);
+    EXPECT_TRUE(edit.Delete(term("c")));
+    edit.End();
+
+    EXPECT_EQ(Shown(*m_msg), "b 4 4\n");
+}
+
+// Random edits, some with one object for several sessions, against a plain map.
+TEST_F(zeMsgEditTest, AgreesWithAMapOverRandomEdits) {
+    constexpr unsigned int kSeed = 7919;
+    std::mt19937 random(kSeed);
+    std::map<std::string, std::pair<unsigned int, Texts>> model;
+    for (int round = 0; round < 300; ++round) {
+        zeMsgEdit edit(m_msg);
+        for (int step = 0; step < 20; ++step) {
+            const std::string name(1, static_cast<char>('a' + random() % 8));
+            switch (random() % 5) {
+                case 0:
+                    EXPECT_EQ(edit.Delete(term(name)), model.erase(name) == 1);
+                    break;
+                case 1:
+                    edit.End();
+                    break;
+                default:
+                    Texts values(1 + random() % 3, qtString(std::to_string(random())));
+                    edit.Set(term(name), values, Converter::kString);
+                    model[name] = {Converter::kString, values};
+            }
+        }
+        edit.End();
+
+        ASSERT_TRUE(std::is_sorted(m_msg->nvps.begin(), m_msg->nvps.end()))
+            << kSeed << ' ' << round;
+        ASSERT_EQ(m_msg->nvps.size(), model.size()) << kSeed << ' ' << round;
+        for (const auto& [name, expected] : model) {
+            ASSERT_EQ(edit.Get(term(name), m_values), expected.first) << kSeed << ' ' << round;
+            ASSERT_EQ(m_values, expected.second) << kSeed << ' ' << round;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,260 @@
+// The name/value pairs of zeMsg.
+#include "zandrel/messages/zeMsg.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/foundation/ml/mlMessageConverter.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+
+namespace {
+
+using Converter = mlMessageConverter;
+
+Converter::NvpType TypeOf(unsigned int number) {
+    return static_cast<Converter::NvpType>(number);
+}
+
+// A message that holds pairs as a file would give them, in this order.
+zeMsg WithPairs(std::vector<zeMsg::Nvp> pairs) {
+    zeMsg msg;
+    msg.nvps = std::move(pairs);
+    msg.changed = false;
+    return msg;
+}
+
+zeMsg::Nvp Pair(std::string_view name, unsigned int type, const qtString& value) {
+    return {term(name), TypeOf(type), value, nullptr};
+}
+
+std::vector<std::string> Names(const zeMsg& msg) {
+    std::vector<std::string> names;
+    for (const zeMsg::Nvp& nvp : msg.nvps) {
+        names.emplace_back(nvp.name.view());
+    }
+    return names;
+}
+
+TEST(zeMsgPairsTest, StartsWithoutPairsAndUnsaved) {
+    const zeMsg msg;
+
+    for (const qtPtrLight<zeSml>& bag : msg.smls) {
+        EXPECT_TRUE(bag.IsNull());
+    }
+    EXPECT_TRUE(msg.nvps.empty());
+    EXPECT_TRUE(msg.categories.empty());
+    EXPECT_EQ(msg.active_sml, 0U);
+    EXPECT_EQ(msg.weight, 1.0);
+    EXPECT_TRUE(msg.changed);
+}
+
+TEST(zeMsgPairsTest, FindsNoPairOfAMissingName) {
+    const zeMsg msg = WithPairs({Pair("b", 2, "value")});
+
+    for (const char* const name : {"", "a", "c", "bb", "B"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(msg.get_value(term(name)), nullptr);
+        EXPECT_EQ(msg.get_raw_value(term(name)), nullptr);
+    }
+}
+
+TEST(zeMsgPairsTest, FindsEveryPairAmongMany) {
+    zeMsg msg;
+    for (int number = 99; number >= 0; --number) {
+        const qtString text(std::to_string(number));
+        msg.add_value("name" + text, Converter::kString, text);
+    }
+
+    for (int number = 0; number < 100; ++number) {
+        const std::string text = std::to_string(number);
+        const qtString* const value = msg.get_value(term("name" + text));
+        ASSERT_NE(value, nullptr) << text;
+        EXPECT_EQ(*value, text);
+    }
+}
+
+TEST(zeMsgPairsTest, TakesTheFirstOfSeveralPairsOfOneName) {
+    const zeMsg msg =
+        WithPairs({Pair("a", 2, "x"), Pair("b", 2, "1"), Pair("b", 2, "2"), Pair("b", 2, "3")});
+
+    EXPECT_EQ(*msg.get_value(term("b")), "1");
+    EXPECT_EQ(*msg.get_raw_value(term("b")), "1");
+}
+
+TEST(zeMsgPairsTest, GivesTheStoredTextWhateverTheType) {
+    for (unsigned int type = 0; type < 256; ++type) {
+        const zeMsg msg = WithPairs({Pair("key", type, " text ")});
+
+        const qtString* const raw = msg.get_raw_value(term("key"));
+
+        ASSERT_NE(raw, nullptr);
+        EXPECT_EQ(raw, &msg.nvps[0].value);
+        EXPECT_EQ(*raw, " text ");
+    }
+}
+
+TEST(zeMsgPairsTest, GivesTheValueThatSuitsTheType) {
+    for (unsigned int type = 0; type < 256; ++type) {
+        const zeMsg msg = WithPairs({Pair("key", type, "02\t text ")});
+
+        const qtString* const value = msg.get_value(term("key"));
+
+        qtString expected = "02\t text ";
+        if (type == 1 || type == 14) {
+            expected = "";
+        } else if (type == 12 || type == 13) {
+            expected = "02\t text";
+        }
+        ASSERT_NE(value, nullptr) << type;
+        EXPECT_EQ(*value, expected) << type;
+    }
+}
+
+TEST(zeMsgPairsTest, SharesOneEmptyTextAmongLists) {
+    const zeMsg first = WithPairs({Pair("a", 14, "02\tx;y")});
+    const zeMsg second = WithPairs({Pair("b", 1, "")});
+
+    EXPECT_EQ(first.get_value(term("a")), second.get_value(term("b")));
+    EXPECT_EQ(*first.get_raw_value(term("a")), "02\tx;y");
+}
+
+TEST(zeMsgPairsTest, KeepsTheCanonicalFormForTheNextCall) {
+    const zeMsg msg = WithPairs({Pair("key", 12, " text ")});
+    EXPECT_TRUE(msg.nvps[0].canonical.IsNull());
+
+    const qtString* const value = msg.get_value(term("key"));
+
+    EXPECT_EQ(value, msg.nvps[0].canonical.get());
+    EXPECT_EQ(msg.get_value(term("key")), value);
+    EXPECT_EQ(msg.nvps[0].value, " text ");
+    EXPECT_FALSE(msg.changed);
+}
+
+TEST(zeMsgPairsTest, MakesNoCanonicalFormForOtherTypes) {
+    const zeMsg msg = WithPairs({Pair("key", 2, " text ")});
+
+    EXPECT_EQ(msg.get_value(term("key")), &msg.nvps[0].value);
+
+    EXPECT_TRUE(msg.nvps[0].canonical.IsNull());
+}
+
+TEST(zeMsgPairsTest, AddsPairsInTheOrderOfUnsignedBytes) {
+    zeMsg msg;
+
+    for (const char* const name : {"b", "\xE9", "a", "B", "ab", ""}) {
+        msg.add_value(name, Converter::kString, "value");
+    }
+
+    EXPECT_EQ(Names(msg), (std::vector<std::string>{"", "B", "a", "ab", "b", "\xE9"}));
+}
+
+TEST(zeMsgPairsTest, SortsAllPairsForANewName) {
+    zeMsg msg = WithPairs({Pair("c", 2, ""), Pair("a", 2, "")});
+
+    msg.add_value("b", Converter::kString, "");
+
+    EXPECT_EQ(Names(msg), (std::vector<std::string>{"a", "b", "c"}));
+}
+
+TEST(zeMsgPairsTest, ReplacesTypeAndValueOfAPairAndReleasesItsCanonicalForm) {
+    zeMsg msg = WithPairs({Pair("key", 12, " old ")});
+    ASSERT_EQ(*msg.get_value(term("key")), "old");
+
+    msg.add_value("key", Converter::kLangString, " new ");
+
+    EXPECT_EQ(msg.nvps.size(), 1U);
+    EXPECT_TRUE(msg.nvps[0].canonical.IsNull());
+    EXPECT_EQ(*msg.get_value(term("key")), "new");
+    msg.add_value("key", Converter::kInteger, " 7 ");
+    EXPECT_EQ(msg.nvps[0].type, Converter::kInteger);
+    EXPECT_EQ(*msg.get_value(term("key")), " 7 ");
+}
+
+TEST(zeMsgPairsTest, AddingMarksTheMessageAsChanged) {
+    zeMsg msg = WithPairs({});
+    msg.add_value("key", Converter::kString, "value");
+    EXPECT_TRUE(msg.changed);
+
+    msg.changed = false;
+    msg.add_value("key", Converter::kString, "value");
+    EXPECT_TRUE(msg.changed);
+}
+
+TEST(zeMsgPairsTest, TakesAValueOfItsOwn) {
+    zeMsg msg = WithPairs({Pair("b", 2, "a value that is too long for the string itself")});
+
+    msg.add_value("a", Converter::kString, msg.nvps[0].value);
+
+    EXPECT_EQ(msg.nvps[0].value, "a value that is too long for the string itself");
+    EXPECT_EQ(msg.nvps[1].value, "a value that is too long for the string itself");
+}
+
+TEST(zeMsgPairsTest, AddsSingleValuedTypesAlone) {
+    for (unsigned int type = 0; type < 256; ++type) {
+        SCOPED_TRACE(type);
+        zeMsg msg = WithPairs({Pair("key", 12, " old ")});
+        const qtString* const canonical = msg.get_value(term("key"));
+
+        if (type >= 2 && type <= 12 && type % 2 == 0) {
+            msg.add_value("key", TypeOf(type), "new");
+            EXPECT_EQ(msg.nvps[0].type, type);
+            continue;
+        }
+
+        EXPECT_QTXBASE(msg.add_value("key", TypeOf(type), "new"), "Invalid NVP type");
+        EXPECT_QTXBASE(msg.add_value("other", TypeOf(type), "new"), "Invalid NVP type");
+        ASSERT_EQ(msg.nvps.size(), 1U);
+        EXPECT_EQ(msg.nvps[0].type, Converter::kLangString);
+        EXPECT_EQ(msg.nvps[0].value, " old ");
+        EXPECT_EQ(msg.nvps[0].canonical.get(), canonical);
+        EXPECT_FALSE(msg.changed);
+    }
+}
+
+TEST(zeMsgPairsTest, BringsOldListsToThePackedForm) {
+    struct Row {
+        const char* name;
+        unsigned int type;
+        const char* value;
+        unsigned int new_type;
+        const char* new_value;
+    };
+
+    const Row rows[] = {
+        {"key", 1, "", 1, ""},
+        {"key", 1, "02", 1, ""},
+        {"key", 1, "02\t", 14, "02\t"},
+        {"key", 1, "02\ta;b", 14, "02\ta;b"},
+        {"", 1, "02\ta", 14, "02\ta"},
+        {"_SM", 1, "02\ta", 14, "02\ta"},
+        {"_sml", 1, "02\ta", 14, "02\ta"},
+        {"x_SML", 1, "02\ta", 14, "02\ta"},
+        {"_SML", 1, "02\ta;b", 1, ""},
+        {"_SML_KW", 1, "02\ta;b", 1, ""},
+        {"_SMLother", 1, "02\ta;b", 1, ""},
+        {"_SML", 1, "", 1, ""},
+        {"key", 0, "02", 0, "02"},
+        {"key", 2, "02", 2, "02"},
+        {"_SML", 2, "02\ta;b", 2, "02\ta;b"},
+        {"key", 14, "02", 14, "02"},
+    };
+
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.name) + " " + row.value);
+        zeMsg::Nvp nvp = Pair(row.name, row.type, row.value);
+
+        zeMsg::MakeBackwardCompatibile(nvp);
+
+        EXPECT_EQ(nvp.type, row.new_type);
+        EXPECT_EQ(nvp.value, row.new_value);
+        EXPECT_EQ(nvp.name, term(row.name));
+    }
+}
+
+}  // namespace

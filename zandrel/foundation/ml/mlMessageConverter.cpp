@@ -1,0 +1,32 @@
+#include "zandrel/foundation/ml/mlMessageConverter.h"
+
+#include "zandrel/foundation/qtText.h"
+
+namespace {
+
+constexpr std::uint32_t kLargestWritten = 99;  // by two digits
+
+constexpr bool is_digit(char byte) noexcept {
+    return byte >= '0' && byte <= '9';
+}
+
+}  // namespace
+
+qtString mlMessageConverter::InterpretType(NvpType type) {
+    const std::uint32_t number = type > kLargestWritten ? kDeleted : type;
+    qtString text;
+    text += static_cast<char>('0' + number / 10);
+    text += static_cast<char>('0' + number % 10);
+    return text;
+}
+
+mlMessageConverter::NvpType mlMessageConverter::InterpretString(const qtString& text) noexcept {
+    if (text.size() < 2 || !is_digit(text[0]) || !is_digit(text[1])) {
+        return kDeleted;
+    }
+    return static_cast<NvpType>((text[0] - '0') * 10 + (text[1] - '0'));
+}
+
+qtString mlMessageConverter::CanonizeLangString(const mlLangString& text) {
+    return TrimWhiteSpace(text.text());
+}

@@ -1,0 +1,217 @@
+#include "zandrel/foundation/qtText.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <locale.h>
+#include <memory>
+#include <string_view>
+
+namespace {
+
+constexpr char kEscape = '\\';
+
+constexpr char fold_case(char byte) noexcept {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
+constexpr bool is_digit(char byte) noexcept {
+    return byte >= '0' && byte <= '9';
+}
+
+std::string_view without_leading_blanks(std::string_view text) noexcept {
+    while (!text.empty() && IsWhiteSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    return text;
+}
+
+void append_escaped(qtString& joined, const qtString& text, char separator) {
+    for (const char byte : text.view()) {
+        if (byte == separator || byte == kEscape) {
+            joined += kEscape;
+        }
+        joined += byte;
+    }
+}
+
+struct File_closer {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+bool read_to_end(std::FILE* file, qtString& content) {
+    std::array<char, 65536> block{};
+    std::size_t byte_count = 0;
+    while ((byte_count = std::fread(block.data(), 1, block.size(), file)) > 0) {
+        content.append({block.data(), byte_count});
+    }
+    return std::ferror(file) == 0;
+}
+
+// The leading integer held within the range of `Number`, which long covers.
+template <class Number>
+Number leading_integer(const qtString& text) noexcept {
+    constexpr long kLowest = std::numeric_limits<Number>::min();
+    constexpr long kHighest = std::numeric_limits<Number>::max();
+    return static_cast<Number>(std::clamp(qtConvertStringToLong(text), kLowest, kHighest));
+}
+
+// The locale whose decimal point is a point. It is never freed, as static objects may read numbers
+// to the end of the process.
+locale_t plain_locale() noexcept {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    return plain;
+}
+
+}  // namespace
+
+std::vector<qtString> qtTokenize(const qtString& text, const qtString& delimiters) {
+    std::vector<qtString> pieces;
+    const std::string_view bytes = text.view();
+    std::size_t begin = bytes.find_first_not_of(delimiters.view());
+    while (begin != std::string_view::npos) {
+        const std::size_t end =
+            std::min(bytes.find_first_of(delimiters.view(), begin), bytes.size());
+        pieces.emplace_back(bytes.substr(begin, end - begin));
+        begin = bytes.find_first_not_of(delimiters.view(), end);
+    }
+    return pieces;
+}
+
+qtString TrimWhiteSpace(const qtString& text) {
+    std::string_view rest = without_leading_blanks(text.view());
+    while (!rest.empty() && IsWhiteSpace(rest.back())) {
+        rest.remove_suffix(1);
+    }
+    return rest;
+}
+
+std::ptrdiff_t FindNoCase(const qtString& text, const qtString& needle, std::size_t start) {
+    if (start > text.size()) {
+        return -1;
+    }
+    const std::string_view bytes = text.view();
+    const std::string_view wanted = needle.view();
+    const auto equal = [](char left, char right) { return fold_case(left) == fold_case(right); };
+    const auto found =
+        std::search(bytes.begin() + start, bytes.end(), wanted.begin(), wanted.end(), equal);
+    return found == bytes.end() && !wanted.empty() ? -1 : found - bytes.begin();
+}
+
+qtString qtConcatenator::Build(const std::vector<qtString>& texts, char separator) {
+    qtString joined;
+    for (std::size_t index = 0; index < texts.size(); ++index) {
+        if (index > 0) {
+            joined += separator;
+        }
+        append_escaped(joined, texts[index], separator);
+    }
+    return joined;
+}
+
+bool qtConcatenator::Disassemble(const qtString& joined, std::vector<qtString>& texts,
+                                 char separator) {
+    texts.assign(1, qtString());
+    const std::string_view bytes = joined.view();
+    for (std::size_t position = 0; position < bytes.size(); ++position) {
+        char byte = bytes[position];
+        if (byte == separator) {
+            texts.emplace_back();
+            continue;
+        }
+        if (byte == kEscape) {
+            if (position + 1 == bytes.size()) {
+                texts.clear();
+                return false;
+            }
+            const char next = bytes[position + 1];
+            if (next == separator || next == kEscape) {
+                byte = next;
+                ++position;
+            }
+        }
+        texts.back() += byte;
+    }
+    return true;
+}
+
+bool qtStringRead(const qtString& path, qtString& content) {
+    content.clear();
+    if (path.view().find('\0') != std::string_view::npos) {
+        return false;  // The C library would open the file of the path's beginning.
+    }
+    const std::unique_ptr<std::FILE, File_closer> file(std::fopen(path.c_str(), "rb"));
+    if (file == nullptr) {
+        return false;
+    }
+    if (!read_to_end(file.get(), content)) {
+        content.clear();
+        return false;
+    }
+    return true;
+}
+
+std::size_t qtSnprintf(char* out, std::size_t byte_count, const char* format, ...) noexcept {
+    if (byte_count == 0) {
+        return 0;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int wanted = std::vsnprintf(out, byte_count, format, arguments);
+    va_end(arguments);
+    if (wanted < 0) {
+        out[0] = '\0';
+        return 0;
+    }
+    return std::min(static_cast<std::size_t>(wanted), byte_count - 1);
+}
+
+qtString qtConvertLongToString(long number) {
+    std::array<char, 24> text{};  // The longest is -9223372036854775808, of 20 bytes.
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
+    return {text.data(), static_cast<std::size_t>(result.ptr - text.data())};
+}
+
+qtString qtConvertDoubleToString(double number) {
+    std::array<char, 32> text{};  // The longest is -2.2250738585072014e-308, of 24 bytes.
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
+    return {text.data(), static_cast<std::size_t>(result.ptr - text.data())};
+}
+
+long qtConvertStringToLong(const qtString& text) noexcept {
+    std::string_view rest = without_leading_blanks(text.view());
+    const bool is_negative = !rest.empty() && rest.front() == '-';
+    if (!rest.empty() && (is_negative || rest.front() == '+')) {
+        rest.remove_prefix(1);
+    }
+    // Gathered below 0, where the range is one longer.
+    long number = 0;
+    for (; !rest.empty() && is_digit(rest.front()); rest.remove_prefix(1)) {
+        const int digit = rest.front() - '0';
+        if (__builtin_mul_overflow(number, 10L, &number) ||
+            __builtin_sub_overflow(number, digit, &number)) {
+            return is_negative ? std::numeric_limits<long>::min()
+                               : std::numeric_limits<long>::max();
+        }
+    }
+    if (is_negative) {
+        return number;
+    }
+    return number == std::numeric_limits<long>::min() ? std::numeric_limits<long>::max() : -number;
+}
+
+int qtConvertStringToInt(const qtString& text) noexcept {
+    return leading_integer<int>(text);
+}
+
+unsigned int qtConvertStringToUnsigned(const qtString& text) noexcept {
+    return leading_integer<unsigned int>(text);
+}
+
+double qtConvertStringToDouble(const qtString& text) noexcept {
+    return strtod_l(text.c_str(), nullptr, plain_locale());
+}

@@ -1,0 +1,90 @@
+#include "zandrel/persistence/zeConfig.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <vector>
+
+#include "zandrel/foundation/qtText.h"
+
+namespace {
+
+constexpr const char* kSignaturesKey = "NlpSignatures";
+constexpr char kSignatureSeparator = ';';
+
+unsigned int read_seconds() {
+    return static_cast<unsigned int>(std::time(nullptr));
+}
+
+Config_seed s_seed = read_seconds;
+
+std::uint32_t draw_id() {
+    std::srand(s_seed());
+    return static_cast<std::uint32_t>(std::rand());
+}
+
+}  // namespace
+
+zeConfig::zeConfig() : kc_id(draw_id()) {
+    created.SetNowTime();
+    last_trained = created;
+}
+
+const qtString* zeConfig::get_optional(const qtString& key) const {
+    const auto found = optional.find(key);
+    return found == optional.end() ? nullptr : &found->second;
+}
+
+void zeConfig::set_optional(const qtString& key, const qtString& value) {
+    optional[key] = value;
+}
+
+void zeConfig::get_nlp_signatures(std::set<unsigned int>& signatures) const {
+    signatures.clear();
+    const qtString* const joined = get_optional(kSignaturesKey);
+    if (joined == nullptr || joined->empty()) {
+        return;
+    }
+    std::vector<qtString> texts;
+    qtConcatenator::Disassemble(*joined, texts, kSignatureSeparator);
+    for (const qtString& text : texts) {
+        signatures.insert(qtConvertStringToUnsigned(text));
+    }
+}
+
+void zeConfig::add_nlp_signature(unsigned int signature) {
+    std::set<unsigned int> signatures;
+    get_nlp_signatures(signatures);
+    signatures.insert(signature);
+    std::vector<qtString> texts;
+    texts.reserve(signatures.size());
+    for (const unsigned int each : signatures) {
+        texts.push_back(qtConvertLongToString(each));
+    }
+    set_optional(kSignaturesKey, qtConcatenator::Build(texts, kSignatureSeparator));
+}
+
+Config_seed set_config_seed(Config_seed seed) noexcept {
+    const Config_seed before = s_seed;
+    s_seed = seed == nullptr ? read_seconds : seed;
+    return before;
+}
+
+void zeConfig::Dump(Hio<HSegment>& io) const {
+    io << kc_id << kc_name << created << last_trained << activate_feedback;
+    io.WriteBool(flag_a);
+    io.WriteByte(static_cast<char>(flag_b));
+    io << each_cat_reserve_size << each_cat_train_size << age_adjustment;
+    io.WriteBool(flag_c);
+    io.WriteBool(full_propogation);
+    io << optional;
+}
+
+void zeConfig::Load(Hio<HSegment>& io) {
+    io >> kc_id >> kc_name >> created >> last_trained >> activate_feedback;
+    flag_a = io.ReadBool();
+    flag_b = static_cast<unsigned char>(io.ReadByte());
+    io >> each_cat_reserve_size >> each_cat_train_size >> age_adjustment;
+    flag_c = io.ReadBool();
+    full_propogation = io.ReadBool();
+    io >> optional;
+}

@@ -1,0 +1,19 @@
+#include "zandrel/storage/Hio.h"
+
+#include <limits>
+
+#include "zandrel/storage/Hio-inl.h"
+
+namespace Zandrel {
+
+unsigned int CheckedCount(std::size_t count) {
+    if (count > std::numeric_limits<unsigned int>::max()) {
+        throw qtxSegBuf(qtxSegBuf::kFull, __FILE__, __LINE__);
+    }
+    return static_cast<unsigned int>(count);
+}
+
+}  // namespace Zandrel
+
+template class Hio<HSegment>;
+template class Hio<Generic32>;
