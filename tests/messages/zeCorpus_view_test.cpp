@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -26,6 +27,18 @@ public:
     int get_num_msgs() const override { return size; }
 
     int size = 0;
+};
+
+// A corpus of one message, which it gives away when it is asked for it.
+class Forgetting_corpus : public zeMemoryCorpus {
+public:
+    using zeMemoryCorpus::get_msg;
+
+    qtPtrLight<zeMsg> get_msg(const iMsg& /*position*/) const override {
+        return std::exchange(held, nullptr);
+    }
+
+    mutable qtPtrLight<zeMsg> held;
 };
 
 class zeCorpusviewTest : public testing::Test {
@@ -248,12 +261,21 @@ TEST_F(zeCorpusviewTest, KeepsNodesOfMessagesThatStandBefore) {
     EXPECT_THAT(view.msgs.at(1).cats, ElementsAre(sport));
 }
 
-TEST_F(zeCorpusviewTest, HoldsTheMessageOnlyWhileItIsRead) {
-    const qtPtrLight<zeMsg> msg = MessageBuilder().labels({"sport"}).add_to(corpus);
+// The view's own pointer is the only one that keeps the labels alive while they are read.
+TEST_F(zeCorpusviewTest, HoldsTheMessageWhileItIsReadAndNoLonger) {
+    zeNode* const sport = make_leaf("sport");
+    zeNode* const music = make_leaf("music");
+    const qtPtrLight<zeSml> bag = make_bag({{"goal", 1.0}});  // its count shows that of the message
+    Forgetting_corpus forgetting;
+    forgetting.held = MessageBuilder().labels({"sport", "music"}).make();
+    forgetting.held->smls[0] = bag;
+    view.set_corpus(&forgetting);
+    ASSERT_EQ(bag.use_count(), 2U);
 
     view.add_msg(0, &manager);
 
-    EXPECT_EQ(msg.use_count(), 2U);  // the test's and the corpus's
+    EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, music));
+    EXPECT_EQ(bag.use_count(), 1U);
     EXPECT_EQ(manager.m_physical_tree.use_count(), 1U);
 }
 

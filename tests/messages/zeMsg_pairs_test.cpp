@@ -41,17 +41,13 @@ std::vector<std::string> Names(const zeMsg& msg) {
     return names;
 }
 
-TEST(zeMsgPairsTest, StartsWithoutPairsAndUnsaved) {
-    const zeMsg msg;
+TEST(zeMsgPairsTest, PairIsAnEmptyTombstoneWhenMade) {
+    const zeMsg::Nvp nvp;
 
-    for (const qtPtrLight<zeSml>& bag : msg.smls) {
-        EXPECT_TRUE(bag.IsNull());
-    }
-    EXPECT_TRUE(msg.nvps.empty());
-    EXPECT_TRUE(msg.categories.empty());
-    EXPECT_EQ(msg.active_sml, 0U);
-    EXPECT_EQ(msg.weight, 1.0);
-    EXPECT_TRUE(msg.changed);
+    EXPECT_EQ(nvp.name, Concept());
+    EXPECT_EQ(nvp.type, 0U);
+    EXPECT_EQ(nvp.value, "");
+    EXPECT_TRUE(nvp.canonical.IsNull());
 }
 
 TEST(zeMsgPairsTest, FindsNoPairOfAMissingName) {

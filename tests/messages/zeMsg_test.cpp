@@ -15,6 +15,7 @@ TEST(zeMsgTest, IsUnsavedAndUnlabelledWhenMade) {
     for (const qtPtrLight<zeSml>& slot : msg.smls) {
         EXPECT_TRUE(slot.IsNull());
     }
+    EXPECT_TRUE(msg.nvps.empty());
     EXPECT_TRUE(msg.categories.empty());
     EXPECT_EQ(msg.active_sml, 0U);
     EXPECT_EQ(msg.weight, 1.0);

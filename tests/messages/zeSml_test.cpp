@@ -91,6 +91,24 @@ TEST(zeSmlTest, RefusedClipChangesNothing) {
     EXPECT_FALSE(bag->m_is_new);
 }
 
+TEST(zeSmlTest, RefusedClippingLeavesTheBagAndItsCount) {
+    for (const double ceiling : {0.0, 3.0}) {
+        SCOPED_TRACE(ceiling);
+        const qtPtrLight<zeSml> bag = three_words(ceiling);
+        bag->m_is_new = false;
+
+        EXPECT_THROW(bag->clip(-0.5), qtX<zeSml>);
+        EXPECT_THROW(zeSml::get_clipped_sml(bag, -0.5), qtX<zeSml>);
+
+        EXPECT_EQ(contents(*bag),
+                  ceiling == 0.0 ? "goal 5, match 1, team 3" : "goal 3, match 1, team 3");
+        EXPECT_EQ(bag->m_total_weight, ceiling == 0.0 ? 9.0 : 7.0);
+        EXPECT_EQ(bag->m_clip_value, ceiling);
+        EXPECT_FALSE(bag->m_is_new);
+        EXPECT_EQ(bag.use_count(), 1U);
+    }
+}
+
 TEST(zeSmlTest, KeepsNaNAsCeiling) {
     EXPECT_TRUE(std::isnan(zeSml(kNaN).m_clip_value));
     EXPECT_TRUE(std::isnan(zeSml(make_feeder({}), kNaN).m_clip_value));
@@ -328,6 +346,31 @@ TEST(zeSmlTest, ClippedCopyIsNew) {
 
     EXPECT_TRUE(zeSml(*source, 0.0).m_is_new);
     EXPECT_FALSE(source->m_is_new);
+}
+
+TEST(zeSmlTest, PlainCopyIsNewAndEqual) {
+    for (const double ceiling : {0.0, 3.0}) {
+        SCOPED_TRACE(ceiling);
+        const qtPtrLight<zeSml> source = three_words(ceiling);
+        source->m_is_new = false;
+
+        const zeSml copy(*source);
+
+        EXPECT_TRUE(copy.m_is_new);
+        EXPECT_FALSE(source->m_is_new);
+        EXPECT_TRUE(copy == *source);
+    }
+}
+
+TEST(zeSmlTest, PlainCopyHoldsWeightsUnderTheSourcesCeiling) {
+    const qtPtrLight<zeSml> source = three_words();
+    source->m_clip_value = 3.0;
+
+    const zeSml copy(*source);
+
+    EXPECT_EQ(contents(copy), "goal 3, match 1, team 3");
+    EXPECT_EQ(copy.m_total_weight, 7.0);
+    EXPECT_EQ(copy.m_clip_value, 3.0);
 }
 
 TEST(zeSmlTest, ViewWithoutCeilingIsTheBagItself) {

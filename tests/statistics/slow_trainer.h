@@ -34,6 +34,7 @@ public:
     struct Profile {
         std::string name;
         double weight = 0.0;
+        double msg_weight = 0.0;
         int msgs = 0;
         int size = 0;
         double M = 0.0;
@@ -57,6 +58,7 @@ public:
             return;
         }
         total_weight += msg.weight;
+        total_msg_weight += msg.weight;
         total_bags += bag_total;
         ++msgs;
         for (const auto& [text, weight] : bag) {
@@ -66,6 +68,7 @@ public:
         for (const std::string& cat : msg.cats) {
             Profile& profile = ProfileOf(cat);
             profile.weight += msg.weight;
+            profile.msg_weight += msg.weight;
             ++profile.msgs;
             for (const auto& [text, weight] : bag) {
                 infos[text].profiles += profile.concepts.count(text) == 0 ? 1 : 0;
@@ -80,7 +83,9 @@ public:
         }
     }
 
+    // Counting keeps the two equal, and the two of a profile; learning parts them.
     double total_weight = 0.0;
+    double total_msg_weight = 0.0;
     double total_bags = 0.0;
     int msgs = 0;
     std::map<std::string, Info> infos;
@@ -136,14 +141,14 @@ private:
     Judged Judge(const Profile& profile, const std::string& text) const {
         const double T = total_bags;
         const double W = total_weight;
-        const double D = total_weight;  // counting never parts the two
-        const double E = D - profile.weight;
+        const double D = total_msg_weight;
+        const double E = D - profile.msg_weight;
         const double q = Divide(1.0, T);
         const double F = Divide(D, T * E);
         const double all = Divide(infos.at(text).weight, W);
         const auto own = profile.concepts.find(text);
         const double in = own == profile.concepts.end() ? 0.0 : Divide(own->second, profile.weight);
-        const double out = Divide(D * all - profile.weight * in, E);
+        const double out = Divide(D * all - profile.msg_weight * in, E);
         Judged judged = {text, 0.0, in, out, 0.0};
         if (m_is_positive) {
             const double A = W * 10.0 * q;

@@ -97,7 +97,10 @@ private:
         }
         for (const char* const stem : {"all", "3", "2", "1", "0"}) {
             for (int i = 11; i >= 0; --i) {
-                m_interned.push_back(term("w" + std::string(stem) + std::to_string(i)));
+                const std::string word = "w" + std::string(stem) + std::to_string(i);
+                for (const std::string& text : {word, word + "x", "v" + word}) {
+                    m_interned.push_back(term(text));
+                }
             }
         }
     }
@@ -168,43 +171,68 @@ std::vector<Slow_message> with_ties(std::vector<Slow_message> messages) {
     return messages;
 }
 
-zeDefaults settings_for(int profile_size, bool use_new_ZC, bool suppress_M) {
+// What decides about a model beside its profiles' size.
+struct Method {
+    const char* name;
+    bool use_new_ZC;
+    bool suppress_M;
+    bool is_positive;
+    double clip_value;
+};
+
+constexpr std::array<Method, 7> kMethods = {{
+    {"old treatment", false, false, false, 0.0},
+    {"old treatment, suppressing", false, true, false, 0.0},
+    {"new treatment", true, false, false, 0.0},
+    {"new treatment, suppressing", true, true, false, 0.0},
+    {"new treatment under a ceiling", true, true, false, 3.0},
+    {"positive method", false, true, true, 0.0},
+    {"positive method under a ceiling", true, false, true, 3.0},
+}};
+
+zeDefaults settings_for(int profile_size, const Method& method) {
     zeDefaults settings = plain_settings();
     settings.profile_size = profile_size;
-    settings.use_new_ZC = use_new_ZC;
-    settings.suppress_M = suppress_M;
+    settings.use_new_ZC = method.use_new_ZC;
+    settings.suppress_M = method.suppress_M;
+    settings.clip_value = method.clip_value;
     return settings;
 }
 
-TEST(zeStatDeterminismTest, HistoriesOfTablesLeaveNoTrace) {
+class zeStatDeterminismTest : public testing::TestWithParam<Method> {
+protected:
+    zeStatDeterminismTest() { g_use_positive_method = GetParam().is_positive; }
+
+    ~zeStatDeterminismTest() override { g_use_positive_method = false; }
+};
+
+TEST_P(zeStatDeterminismTest, HistoriesOfTablesLeaveNoTrace) {
     for (unsigned int seed = 1; seed <= 3; ++seed) {
         const std::vector<Slow_message> messages = with_ties(Random_corpus(seed).Messages(60));
         for (const int profile_size : {1, 4, 10, 1000}) {
-            for (const auto& [use_new_ZC, suppress_M] :
-                 {std::pair(false, false), {false, true}, {true, false}, {true, true}}) {
-                const zeDefaults settings = settings_for(profile_size, use_new_ZC, suppress_M);
-                const Outcome plain = Model(kHistories[0], settings).Run(messages);
-                for (const History& history : kHistories) {
-                    SCOPED_TRACE(testing::Message()
-                                 << history.name << ", seed " << seed << ", profile size "
-                                 << profile_size << ", new ZC " << use_new_ZC << ", suppress "
-                                 << suppress_M);
+            const zeDefaults settings = settings_for(profile_size, GetParam());
+            const Outcome plain = Model(kHistories[0], settings).Run(messages);
+            for (const History& history : kHistories) {
+                SCOPED_TRACE(testing::Message()
+                             << GetParam().name << ", " << history.name << ", seed " << seed
+                             << ", profile size " << profile_size);
 
-                    const Outcome other = Model(history, settings).Run(messages);
+                const Outcome other = Model(history, settings).Run(messages);
 
-                    ASSERT_EQ(other.weights, plain.weights);
-                    ASSERT_EQ(other.terms, plain.terms);
-                    ASSERT_EQ(other.scores, plain.scores);
-                }
+                ASSERT_EQ(other.weights, plain.weights);
+                ASSERT_EQ(other.terms, plain.terms);
+                ASSERT_EQ(other.scores, plain.scores);
             }
         }
     }
 }
 
+INSTANTIATE_TEST_SUITE_P(Methods, zeStatDeterminismTest, testing::ValuesIn(kMethods));
+
 // The comparison means nothing unless the tables are really walked in different orders.
-TEST(zeStatDeterminismTest, HistoriesChangeHowTablesAreWalked) {
+TEST(TableHistoryTest, HistoriesChangeHowTablesAreWalked) {
     const std::vector<Slow_message> messages = with_ties(Random_corpus(1).Messages(60));
-    const zeDefaults settings = settings_for(10, true, true);
+    const zeDefaults settings = settings_for(10, kMethods[3]);
     const Outcome plain = Model(kHistories[0], settings).Run(messages);
 
     const Outcome buckets = Model(kHistories[3], settings).Run(messages);

@@ -227,4 +227,52 @@ TEST_F(zeStatMatcherExplainTest, AssertsProfileOfTheCategory) {
     EXPECT_ASSERTS(Explain(stranger, {{"goal", 1.0}}), "!m_storage->end(iprofile)");
 }
 
+TEST_F(zeStatMatcherExplainTest, LeavesLinesAndAccumulatorsAloneIfItAsserts) {
+    zeNode stranger(term("stranger"));
+    m_lines = {{term("old"), 7.0}};
+    m_storage.profile(0).m_match_value = 5.0;
+    m_storage.profile(1).m_match_value = 6.0;
+
+    EXPECT_ASSERTS(Explain(stranger, {{"goal", 1.0}}), "!m_storage->end(iprofile)");
+
+    EXPECT_THAT(Concepts(), ElementsAre("old"));
+    EXPECT_EQ(Without("old"), 7.0);
+    EXPECT_EQ(m_storage.profile(0).m_match_value, 5.0);
+    EXPECT_EQ(m_storage.profile(1).m_match_value, 6.0);
+}
+
+TEST_F(zeStatMatcherExplainTest, ReadsTheActiveSlot) {
+    zeNode* category = &m_sport;
+    const qtPtrLight<zeMsg> msg = MessageBuilder()
+                                      .bag({{"bread", 1.0}})
+                                      .bag_at(2, {{"goal", 1.0}, {"zebra", 1.0}})
+                                      .active(2)
+                                      .make();
+
+    EXPECT_DOUBLE_EQ(Matcher().classify_concepts(*msg, category, m_lines), squashed(0.5));
+
+    EXPECT_THAT(Concepts(), ElementsAre("goal", "zebra"));
+    EXPECT_EQ(Without("goal"), 0.5);
+}
+
+TEST_F(zeStatMatcherExplainTest, ScoresOneWithAndWithoutEachConceptIfThereIsOneProfile) {
+    Matcher();
+    int deleted = 1;
+    m_storage.delete_profile(deleted);
+
+    EXPECT_EQ(Explain(m_sport, {{"bread", 1.0}, {"zebra", 1.0}}), 1.0);
+
+    EXPECT_THAT(Concepts(), ElementsAre("bread", "zebra"));
+    EXPECT_EQ(Without("bread"), 1.0);
+    EXPECT_EQ(Without("zebra"), 1.0);
+}
+
+TEST_F(zeStatMatcherExplainTest, TakesTheFirstPairOfAProfileAway) {
+    Matcher().m_table[term("goal")] = {{8.0F, 1}, {1.0F, 0}, {4.0F, 0}};
+
+    EXPECT_DOUBLE_EQ(Explain(m_sport, {{"goal", 1.0}}), squashed(1.0));
+
+    EXPECT_EQ(Without("goal"), 0.5);
+}
+
 }  // namespace

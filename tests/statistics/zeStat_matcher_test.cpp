@@ -1,8 +1,11 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -450,6 +453,16 @@ TEST_F(zeStatMatcherTest, AScoreOfZeroStaysExactlyZero) {
     EXPECT_EQ(m_matcher.adjust_likelihood(0.0, 0), 0.0);
 }
 
+TEST_F(zeStatMatcherTest, AScoreThatIsNoNumberStaysNone) {
+    UseLikelihood();
+    for (const int age : {0, 2, 1000}) {
+        SCOPED_TRACE(age);
+        m_storage.profile(0).m_likelihood_age = age;
+
+        EXPECT_TRUE(std::isnan(m_matcher.adjust_likelihood(std::nan(""), 0)));
+    }
+}
+
 TEST_F(zeStatMatcherTest, CorrectsTheSquashedScore) {
     UseLikelihood();
     m_storage.profile(0).m_likelihood_age = 1000;
@@ -624,6 +637,66 @@ TEST_F(zeStatMatcherTest, ResetsAccumulatorsOfCategoriesThatAreLeftOut) {
     EXPECT_EQ(Accumulator(1), 0.0);
 }
 
+// The bag's total and the accumulator of b are both beyond range, and their quotient is no number.
+TEST_F(zeStatMatcherTest, LeavesOutACategoryWhoseScoreIsNoNumber) {
+    for (const bool use_likelihood : {false, true}) {
+        if (use_likelihood) {
+            UseLikelihood();
+        }
+        for (const bool use_thresholds : {false, true}) {
+            SCOPED_TRACE(testing::Message()
+                         << "likelihood " << use_likelihood << ", thresholds " << use_thresholds);
+            const MessageBuilder msg = MessageBuilder().bag({{"y", 1e308}, {"u", 1e308}});
+            zeResult_set results(0.0, -1);
+
+            m_matcher.classify(*msg.make(), results, 1.0, use_thresholds);
+
+            ASSERT_EQ(results.results.size(), 1U);
+            EXPECT_EQ(results.results[0].node, &m_a);
+            EXPECT_EQ(Accumulator(1), 0.0);
+        }
+    }
+}
+
+TEST_F(zeStatMatcherTest, LeavesOutAProfileThatHasLostItsNode) {
+    std::map<zeNode*, zeNode*> replacement = {{&m_root, &m_root}, {&m_b, &m_b}};
+    m_matcher.global_replace(replacement);
+    ASSERT_EQ(m_storage.profile(0).m_node, nullptr);
+    for (const bool use_thresholds : {false, true}) {
+        SCOPED_TRACE(use_thresholds);
+        zeResult_set results(0.0, -1);
+
+        m_matcher.classify(*MessageBuilder().bag({{"x", 1.0}}).make(), results, 1.0,
+                           use_thresholds);
+
+        ASSERT_EQ(results.results.size(), 1U);
+        EXPECT_EQ(results.results[0].node, &m_b);
+        EXPECT_EQ(results.results[0].score, squash(-1.0));
+        EXPECT_EQ(Accumulator(0), 0.0);
+    }
+}
+
+TEST_F(zeStatMatcherTest, MakesRoomForMoreChildrenThanThereAreProfiles) {
+    std::array<zeNode, 5> children = {zeNode(term("c")), zeNode(term("d")), zeNode(term("e")),
+                                      zeNode(term("f")), zeNode(term("g"))};
+    for (zeNode& child : children) {
+        m_root.add_child(&child);
+    }
+
+    const zeResult_set results = Classify(MessageBuilder().bag({{"u", 1.0}}), 2.0);
+
+    EXPECT_GE(results.results.capacity(), 5U);
+}
+
+TEST_F(zeStatMatcherTest, MakesNoRoomWithoutANode) {
+    m_matcher.m_node = nullptr;
+    zeResult_set results(2.0, -1);
+
+    m_matcher.classify(*MessageBuilder().bag({{"u", 1.0}}).make(), results, 1.0, false);
+
+    EXPECT_EQ(results.results.capacity(), 0U);
+}
+
 TEST_F(zeStatMatcherTest, MakesRoomForItsChildren) {
     GiveWeights();
     m_matcher.feed(m_storage, true);
@@ -657,6 +730,18 @@ protected:
 
     zeStat_matcher& Matcher() {
         return dynamic_cast<zeStat_matcher&>(*m_manager.GetRootClassifier());
+    }
+
+    // The table as a list in order: a concept, a profile's index and its weight there.
+    std::vector<std::tuple<std::string, int, float>> Table() {
+        std::vector<std::tuple<std::string, int, float>> rows;
+        for (const auto& [known, pairs] : Matcher().m_table) {
+            for (const zeStat_matcher::Concept_weight& pair : pairs) {
+                rows.emplace_back(known.view(), pair.m_iprofile, pair.m_weight);
+            }
+        }
+        std::sort(rows.begin(), rows.end());
+        return rows;
     }
 
     std::vector<double> Scores() {
@@ -730,6 +815,46 @@ TEST_F(zeStatMatcherTrainingTest, KeepsTheOldTableIfSelectionIsInterrupted) {
 
     EXPECT_EQ(Scores(), expected);
     EXPECT_EQ(m_manager.m_root->m_children.size(), 2U);
+}
+
+// Weights of the profiles before the interruption must not pass for a whole selection.
+TEST_F(zeStatMatcherTrainingTest, SelectsAnewAfterAnInterruptedSelection) {
+    Matcher().train(m_corpus.view);
+    const auto table = Table();
+    const std::vector<double> scores = Scores();
+    for (int poll = 1; poll <= 2; ++poll) {
+        SCOPED_TRACE(poll);
+        Interrupt_at progress(poll);
+        m_manager.m_progress = &progress;
+        EXPECT_QTX(Matcher().feed(*Matcher().m_storage, true), zeWorkflow, 2,
+                   "Process interrupted");
+        m_manager.m_progress = nullptr;
+
+        Matcher().feed(*Matcher().m_storage, true);
+
+        EXPECT_EQ(Table(), table);
+        EXPECT_EQ(Scores(), scores);
+    }
+}
+
+// Three polls of counting come before the two of selection.
+TEST_F(zeStatMatcherTrainingTest, CompilesWhatTrainingHasCountedBeforeItsSelectionBroke) {
+    Matcher().train(m_corpus.view);
+    const auto table = Table();
+    const std::vector<double> scores = Scores();
+    for (int poll = 4; poll <= 5; ++poll) {
+        SCOPED_TRACE(poll);
+        Matcher().m_storage->create_skeleton();
+        Interrupt_at progress(poll);
+        m_manager.m_progress = &progress;
+        EXPECT_QTX(Matcher().train(m_corpus.view), zeWorkflow, 2, "Process interrupted");
+        m_manager.m_progress = nullptr;
+
+        Matcher().feed(*Matcher().m_storage, true);
+
+        EXPECT_EQ(Table(), table);
+        EXPECT_EQ(Scores(), scores);
+    }
 }
 
 }  // namespace

@@ -228,6 +228,10 @@ TEST_F(zeStatStorageTest, IsEmptyWhenMade) {
     EXPECT_EQ(storage.m_total_msg_weight, 0.0);
 }
 
+TEST_F(zeStatStorageTest, IsKnownToTheRegistryAsAStorage) {
+    EXPECT_EQ(m_storage.GetType(), 3U);
+}
+
 TEST_F(zeStatStorageTest, TakesAllSettingsFromTheDefaults) {
     zeDefaults other = other_settings();
 
@@ -727,6 +731,22 @@ TEST_F(zeStatStorageTest, DoublingTheResolutionPutsEachBinBehindItsCentre) {
     }
 }
 
+// The centre of old bin i is at (i + 0.5) / 30 * 90 = 3i + 1.5.
+TEST_F(zeStatStorageTest, TriplingTheResolutionPutsEachBinInTheMiddleOfThree) {
+    m_storage.profile(1).m_bins = numbered_bins(30);
+
+    m_storage.set_likelihood_histogram_resolution(3);
+
+    const auto& bins = m_storage.profile(1).m_bins;
+    ASSERT_EQ(bins.size(), 90U);
+    for (std::size_t j = 0; j < 90; ++j) {
+        SCOPED_TRACE(j);
+        const double number = j % 3 == 1 ? static_cast<double>(j / 3) + 1.0 : 0.0;
+        EXPECT_EQ(bins[j].m_relevant, number);
+        EXPECT_EQ(bins[j].m_total, 2.0 * number);
+    }
+}
+
 TEST_F(zeStatStorageTest, EveryChangeOfResolutionKeepsTheSums) {
     m_storage.profile(1).m_bins = numbered_bins(30);
     for (const int resolution : {2, 1, 3, 2, 7, 5, 1, 10, 1}) {
@@ -816,6 +836,39 @@ TEST_F(zeStatStorageTest, TheLastOfSeveralMissingNodesAnswersForNull) {
     EXPECT_EQ(m_storage.profile(0).m_node, nullptr);
     EXPECT_EQ(m_storage.profile(1).m_node, nullptr);
     EXPECT_EQ(m_storage.get_profile(nullptr), 1);
+}
+
+TEST_F(zeStatStorageTest, DeletingOneOfTwoProfilesWithoutANodeKeepsTheOthersIndex) {
+    struct Row {
+        const char* rule;
+        zeNode* kept;  // the category that keeps its node
+        int deleted;
+        int index_of_null;
+        int index_of_kept;
+    };
+
+    for (const Row& row : {
+             Row{"the kept one moves", &m_c, 0, 1, 0},
+             Row{"the null one moves", &m_a, 1, 1, 0},
+             Row{"the kept one goes, the null one moves", &m_a, 0, 0, 2},
+         }) {
+        SCOPED_TRACE(row.rule);
+        zeStat_storage storage(nullptr, m_defaults);
+        for (zeNode* node : {&m_a, &m_b, &m_c}) {
+            bool added = false;
+            storage.get_or_add_profile(node, added);
+        }
+        std::map<zeNode*, zeNode*> replacement = {{row.kept, row.kept}};
+        storage.global_replace(replacement);
+        int deleted = row.deleted;
+
+        storage.delete_profile(deleted);
+
+        EXPECT_EQ(storage.profile_count(), 2);
+        EXPECT_EQ(storage.get_profile(nullptr), row.index_of_null);
+        EXPECT_EQ(storage.get_profile(row.kept), row.index_of_kept);
+        EXPECT_EQ(storage.profile(row.index_of_null).m_node, nullptr);
+    }
 }
 
 }  // namespace

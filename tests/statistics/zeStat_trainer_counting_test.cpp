@@ -273,6 +273,40 @@ TEST_F(zeStatTrainerCountingTest, IgnoresMessagesWithoutAUsableBag) {
     }
 }
 
+// Each weight above the ceiling takes what it loses from the total, which comes to 0 although the
+// bag's own total does not.
+TEST_F(zeStatTrainerCountingTest, IgnoresMessagesWhoseClippedBagWeighsNothing) {
+    struct Row {
+        const char* rule;
+        MessageBuilder msg;
+    };
+
+    m_storage.m_clip_value = 3.0;
+    m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"z", 1.0}}), {&m_a});
+    Train();
+    for (const Row& row : {
+             Row{"3 - 3", MessageBuilder().bag({{"x", 10.0}, {"z", -3.0}})},
+             Row{"1 is lost beside 1e17", MessageBuilder().bag({{"x", 1e17}, {"y", 1.0}})},
+         }) {
+        Small_corpus corpus;
+        corpus.add(row.msg, {&m_a, &m_b});
+        for (const bool remove : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.rule << ", remove " << remove);
+            const Trace_capture trace;
+
+            m_trainer.train(corpus.view, remove);
+
+            EXPECT_TRUE(trace.has(kTraceDebug, "SML does not exist or empty (message 0)"));
+            ExpectTotals(1.0, 1, 2.0);
+            EXPECT_EQ(m_storage.m_concept_infos.size(), 2U);
+            ExpectInfo("x", 0.5, 1.0, 1);
+            ExpectInfo("z", 0.5, 1.0, 1);
+            EXPECT_EQ(m_storage.profile_count(), 1);
+            ExpectProfile(0, 1.0, 1, 2);
+        }
+    }
+}
+
 TEST_F(zeStatTrainerCountingTest, TracesTheNumberOfTheMessageNotItsPosition) {
     AddThree();
     m_corpus.add(MessageBuilder(), {&m_a});
@@ -358,6 +392,50 @@ TEST_F(zeStatTrainerCountingTest, AMillionthOfTheShareCountsAsNothing) {
     EXPECT_FALSE(KnowsP(0, "x"));
     ExpectInfo("y", kMore, 4.0, 1);
     EXPECT_EQ(P_of(m_storage, 0, "y").m_weight, kMore);
+}
+
+// The share is 1e6 and what is left of both weights exactly its millionth.
+TEST_F(zeStatTrainerCountingTest, ExactlyAMillionthOfTheShareCountsAsNothing) {
+    m_corpus.add(MessageBuilder().bag({{"x", 1.0}}).weight(1e6), {&m_a});
+    Train();
+    info_of(m_storage, "x") = {1000001.0, 5.0, 1};
+    P_of(m_storage, 0, "x").m_weight = 1000001.0;
+
+    Remove({0});
+
+    EXPECT_FALSE(Knows("x"));
+    EXPECT_FALSE(KnowsP(0, "x"));
+}
+
+// Under a ceiling of 3 the first bag weighs 3 + 1, of 11 without one.
+TEST_F(zeStatTrainerCountingTest, RemovesClippedWeightsAndTheClippedTotal) {
+    m_storage.m_clip_value = 3.0;
+    m_corpus.add(MessageBuilder().bag({{"x", 10.0}, {"y", 1.0}}), {&m_a});
+    m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"z", 1.0}}), {&m_a});
+    Train();
+    ExpectTotals(2.0, 2, 6.0);
+
+    Remove({0});
+
+    ExpectTotals(1.0, 1, 2.0);
+    ExpectInfo("x", 0.5, 1.0, 1);
+    EXPECT_FALSE(Knows("y"));
+    ExpectInfo("z", 0.5, 1.0, 1);
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_weight, 0.5);
+}
+
+TEST_F(zeStatTrainerCountingTest, RemovesOnlyEntriesWithAWeightAboveZero) {
+    m_corpus.add(MessageBuilder().bag({{"x", 4.0}, {"z", -2.0}, {"y", 0.0}}), {&m_a});
+    m_corpus.add(MessageBuilder().bag({{"y", 1.0}, {"z", 1.0}}), {&m_a});
+    Train();
+
+    Remove({0});
+
+    EXPECT_FALSE(Knows("x"));
+    ExpectInfo("y", 0.5, 1.0, 1);
+    ExpectInfo("z", 0.5, 1.0, 1);
+    EXPECT_EQ(P_of(m_storage, 0, "y").m_weight, 0.5);
+    EXPECT_EQ(P_of(m_storage, 0, "z").m_weight, 0.5);
 }
 
 TEST_F(zeStatTrainerCountingTest, ARateOfZeroErasesAConceptThatHasWeight) {

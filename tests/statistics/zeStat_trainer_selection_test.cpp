@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -323,6 +324,21 @@ TEST_F(zeStatTrainerSelectionTest, PositiveMethodComparesSmoothedRates) {
     }
 }
 
+// All four weights differ: E = 12 - 4 = 8, p_in = 3/8 and p_out = (12/4 - 4 * 3/8) / 8 = 3/16. G is
+// 5/7 / 17 as above, so the rates become (6 + 5/7) / 17 and (3 + 5/7) / 17.
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodSmoothsByTheWeightOfAllConcepts) {
+    const Positive_method positive;
+    SetTotals({64.0, 16.0, 12.0, 8.0, 4.0});
+    AddInfo("x", 4.0);
+    AddP(0, "x", 3.0);
+
+    const Concept_profile judged = Judge("x");
+
+    EXPECT_NEAR(judged.m_weight, std::log(47.0 / 26.0), 1e-15);
+    EXPECT_EQ(judged.m_p_in, 3.0 / 8);
+    EXPECT_EQ(judged.m_p_out, 3.0 / 16);
+}
+
 TEST_F(zeStatTrainerSelectionTest, PositiveMethodIsSuppressedToo) {
     const Positive_method positive;
     m_storage.m_suppress_M = true;
@@ -544,6 +560,22 @@ TEST_F(zeStatTrainerSelectionTest, TwoListsOfCandidatesForTheOldTreatment) {
     EXPECT_THAT(texts_of(m_trainer.m_concept_lists[1]), ElementsAre("often and rare", "rare"));
 }
 
+// A rate is a part of the weight of all concepts, not of that of all messages: 0.2 / 16 lies below
+// 1/64, and 0.2 / 8 above it.
+TEST_F(zeStatTrainerSelectionTest, RarityIsJudgedByTheWeightOfAllConcepts) {
+    m_storage.m_use_new_ZC = false;
+    AddInfo("x", 0.2);
+    for (const auto& [weight, msg_weight, list] : {std::tuple(16.0, 8.0, 1U), {8.0, 16.0, 0U}}) {
+        SCOPED_TRACE(weight);
+        SetTotals({64.0, weight, msg_weight, 8.0, 4.0});
+
+        m_trainer.calculate_high_rate_concepts();
+
+        EXPECT_THAT(texts_of(m_trainer.m_concept_lists[list]), ElementsAre("x"));
+        EXPECT_THAT(m_trainer.m_concept_lists[1 - list], IsEmpty());
+    }
+}
+
 TEST_F(zeStatTrainerSelectionTest, NoCandidateIsRareInAModelWithoutTotals) {
     m_storage.m_use_new_ZC = false;
     SetTotals({0.0, 0.0, 0.0, 0.0, 0.0});
@@ -570,6 +602,34 @@ TEST_F(zeStatTrainerSelectionTest, OrdersOnlyTheCandidatesThatMayBeNeeded) {
     ASSERT_EQ(texts.size(), 30U);
     texts.resize(3);
     EXPECT_THAT(texts, ElementsAre("39", "38", "37"));
+}
+
+// The front is long enough for the profile with the most concepts, whichever it is.
+TEST_F(zeStatTrainerSelectionTest, OrdersAsManyCandidatesAsTheLargestProfileMayNeed) {
+    m_storage.m_use_new_ZC = true;
+    m_storage.m_profile_size = 1;
+    std::vector<std::string> expected;
+    for (int i = 10; i < 99; ++i) {
+        AddInfo(std::to_string(i), static_cast<double>(i));
+        expected.insert(expected.begin(), std::to_string(i));
+    }
+    expected.resize(13);
+    for (const int largest : {0, 1}) {
+        SCOPED_TRACE(largest);
+        m_storage.profile(0).m_Ps.clear();
+        m_storage.profile(1).m_Ps.clear();
+        AddP(1 - largest, "p", 1.0);
+        for (int i = 0; i < 12; ++i) {
+            AddP(largest, "p" + std::to_string(i), 1.0);
+        }
+
+        m_trainer.calculate_high_rate_concepts();
+
+        std::vector<std::string> texts = texts_of(m_trainer.m_all_concepts);
+        ASSERT_EQ(texts.size(), 89U);
+        texts.resize(13);
+        EXPECT_EQ(texts, expected);
+    }
 }
 
 TEST_F(zeStatTrainerSelectionTest, WalkPastTheOrderedFrontMeetsTheRestInOrder) {
@@ -700,6 +760,23 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheOnlyFeatureHasNoScale) {
     EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
 }
 
+// The rate of x inside is 1e308 / 1e-10, which is beyond range, and so are the sums on the scale.
+TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheScaleIsBeyondAllRange) {
+    SetTotals({64.0, 16.0, 16.0, 1e-10, 8.0});
+    P_of(m_storage, 0, "x").m_weight = 1e308;
+    for (const bool use_new_ZC : {false, true}) {
+        SCOPED_TRACE(use_new_ZC);
+        m_storage.m_use_new_ZC = use_new_ZC;
+        ASSERT_TRUE(std::isinf(Judge("x").m_score));
+        m_storage.profile(0).m_M = 7.0;
+
+        EXPECT_THAT(Select(), IsEmpty());
+
+        EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
+        EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
+    }
+}
+
 TEST_F(zeStatTrainerScaleTest, MarksTheSelectedConceptsOfTheProfile) {
     AddInfo("z", 4.0);
     AddP(0, "z", 2.5);
@@ -784,6 +861,9 @@ TEST_F(zeStatTrainerScaleTest, CanBeInterruptedAfterEachProfileAndDoneAgain) {
 
         EXPECT_QTX(m_trainer.calculate_feature_selection(), zeWorkflow, 2, "Process interrupted");
 
+        EXPECT_THAT(m_storage.profile(0).m_weights, IsEmpty());
+        EXPECT_THAT(m_storage.profile(1).m_weights, IsEmpty());
+        EXPECT_THAT(m_trainer.m_all_concepts, IsEmpty());
         m_trainer.calculate_feature_selection();
         EXPECT_THAT(texts_of(m_storage.profile(0)), ElementsAre("x", "y"));
         EXPECT_EQ(progress.polls, poll + 2);

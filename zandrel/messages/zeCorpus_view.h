@@ -31,7 +31,8 @@ public:
     void add_msg(int index);
     // Appends a message with the leaf nodes of its categories, in their order. A category that the
     // manager's tree does not know becomes a new leaf node without a parent. A node that two
-    // categories share stands twice.
+    // categories share stands twice. An exception while nodes are made leaves the message in the
+    // selection, with the nodes so far.
     // REQUIRES: a message of that number in the corpus.
     void add_msg(int index, zeManager* manager);
     // Replaces the selection by all messages of the corpus.

@@ -33,6 +33,10 @@ zeMsg::Nvp make_pair_of(const Concept& name, const std::vector<qtString>& values
     return {name, Converter::kPackedList, pack_list(type, values), nullptr};
 }
 
+bool stands_at(const std::vector<zeMsg::Nvp>& nvps, std::size_t position, const Concept& name) {
+    return position < nvps.size() && nvps[position].name == name;
+}
+
 }  // namespace
 
 zeMsgEdit::zeMsgEdit(qtPtrLight<zeMsg>& message) : m_message(message.get()) {
@@ -89,11 +93,7 @@ void zeMsgEdit::Set(const Concept& name, const std::vector<qtString>& values,
         m_changed = true;
         return;
     }
-    // The flags come first: should memory run out on the way, End still leaves a sorted message.
-    m_changed = true;
-    m_added = true;
-    m_message->nvps.push_back(std::move(made));
-    m_index[name] = static_cast<unsigned int>(m_message->nvps.size() - 1);
+    AddPair(std::move(made));
 }
 
 bool zeMsgEdit::Delete(const Concept& name) {
@@ -131,31 +131,39 @@ zeMsg::Nvp* zeMsgEdit::Find(const Concept& name) {
         return nullptr;
     }
     std::vector<zeMsg::Nvp>& nvps = m_message->nvps;
-    if (entry->second < nvps.size() && nvps[entry->second].name == name) {
-        return &nvps[entry->second];
+    const std::size_t position = entry->second;
+    // Of pairs of one name the last is meant. An End that moved them has put them side by side.
+    if (stands_at(nvps, position, name) && !stands_at(nvps, position + 1, name)) {
+        return &nvps[position];
     }
     // An End has moved the pair, or dropped it if it was a tombstone when the edit was opened. The
     // pairs need not be sorted now, so each one is looked at.
-    const auto has_name = [&](const zeMsg::Nvp& nvp) { return nvp.name == name; };
-    const auto moved = std::find_if(nvps.begin(), nvps.end(), has_name);
-    if (moved == nvps.end()) {
-        m_index.erase(entry);
-        return nullptr;
+    for (std::size_t sought = nvps.size(); sought-- > 0;) {
+        if (nvps[sought].name == name) {
+            entry->second = static_cast<unsigned int>(sought);
+            return &nvps[sought];
+        }
     }
-    entry->second = static_cast<unsigned int>(moved - nvps.begin());
-    return &*moved;
+    m_index.erase(entry);
+    return nullptr;
+}
+
+void zeMsgEdit::AddPair(zeMsg::Nvp&& added) {
+    std::vector<zeMsg::Nvp>& nvps = m_message->nvps;
+    const auto position = static_cast<unsigned int>(nvps.size());
+    const auto entry = m_index.try_emplace(added.name, position).first;
+    try {
+        nvps.push_back(std::move(added));
+    } catch (...) {
+        m_index.erase(entry);
+        throw;
+    }
+    m_changed = true;
+    m_added = true;
 }
 
 void zeMsgEdit::DropDeleted() {
-    std::vector<zeMsg::Nvp>& nvps = m_message->nvps;
-    // Backwards, so that the pair which fills a gap has been looked at before.
-    for (std::size_t position = nvps.size(); position-- > 0;) {
-        if (nvps[position].type != Converter::kDeleted) {
-            continue;
-        }
-        if (position + 1 != nvps.size()) {
-            nvps[position] = std::move(nvps.back());
-        }
-        nvps.pop_back();
-    }
+    // In order, so that pairs of one name keep theirs.
+    std::erase_if(m_message->nvps,
+                  [](const zeMsg::Nvp& nvp) { return nvp.type == Converter::kDeleted; });
 }

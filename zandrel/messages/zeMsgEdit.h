@@ -19,6 +19,10 @@
 // deleted ones stay as tombstones, so the pairs of the message are in no order and zeMsg must not
 // look them up. Without End the message stays in that state.
 //
+// Of several pairs of one name, which a file may hold, an edit sees the last, where zeMsg sees the
+// first. A tombstone that a file holds is a pair like any other until an End drops it: Get gives 0
+// with its one value, and Delete returns true.
+//
 // Errors: raises qtXbase, texts in docs/errors.md; message and edit are then as they were.
 // Threads: as zeMsg.
 class ZANDREL_EXPORT zeMsgEdit {
@@ -53,8 +57,10 @@ public:
     void End();
 
 private:
-    // The pair of this name, or null.
+    // The pair of this name, of several the last, or null.
     zeMsg::Nvp* Find(const Concept& name);
+    // Appends a pair whose name has no index entry. If memory runs out, nothing has changed.
+    void AddPair(zeMsg::Nvp&& added);
     void DropDeleted();
 
     zeMsg* m_message;                         // holds no count

@@ -18,7 +18,9 @@ public:
     void add_concept(const Concept& added, double weight);
     // Takes a concept out with its whole weight; false, changing nothing, if it is not there.
     bool remove_concept(const Concept& removed);
-    // Adds every entry of `other`.
+    // Adds every entry of `other`, in the order of its table. That order depends on the table's
+    // history, and so does the last bit of the running total; it reaches no bag, since a bag sums
+    // its own weights.
     void combine(const zeSml_feeder& other);
     // Empties the table and the total; the table's memory stays for the next text.
     void clear();

@@ -1,0 +1,74 @@
+// What a record holds after a write that finds no memory: each allocation is refused in turn, in a
+// record of its own, until the write passes.
+#include "zandrel/storage/HSegment.h"
+
+#include <cstddef>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/failing_new.h"
+#include "tests/support/record_bytes.h"
+
+namespace {
+
+constexpr unsigned int kSegment = SegBuf::kSegmentSize;
+
+TEST(HSegmentAllocationTest, WriteThatFindsNoMemoryLeavesSizeOffsetAndContent) {
+    std::string added(std::size_t{3} * kSegment, 'n');
+    bool has_failed = true;
+    unsigned int index = 0;
+    for (; has_failed; ++index) {
+        SCOPED_TRACE(index);
+        SegBuf buffer = record_of("content");
+        HSegment device(buffer, 'u');
+        device.Seek(3);
+
+        has_failed = fails_at(index, [&] { device.Write(added.data(), 3 * kSegment); });
+
+        if (has_failed) {
+            EXPECT_EQ(buffer.size, 7U);
+            EXPECT_EQ(buffer.offset, 3U);
+            EXPECT_EQ(bytes_of(buffer), "content");
+            device.Write(added.data(), 3 * kSegment);
+        }
+        EXPECT_EQ(buffer.offset, 3 * kSegment + 3);
+        EXPECT_TRUE(bytes_of(buffer) == "con" + added);
+    }
+    EXPECT_GT(index, 3U);  // three segments at the least
+}
+
+TEST(HSegmentAllocationTest, FirstWriteThatFindsNoMemoryLeavesAnEmptyRecord) {
+    for (const unsigned int index : {0U, 1U}) {  // the segment and the list of segments
+        SCOPED_TRACE(index);
+        SegBuf buffer;
+        HSegment device(buffer, 'w');
+        char byte = 'x';
+
+        EXPECT_TRUE(fails_at(index, [&] { device.Write(&byte, 1); }));
+
+        EXPECT_EQ(buffer.size, 0U);
+        EXPECT_EQ(buffer.offset, 0U);
+        device.Write(&byte, 1);
+        EXPECT_EQ(bytes_of(buffer), "x");
+    }
+}
+
+TEST(HSegmentAllocationTest, ExtensionThatFindsNoMemoryLeavesTheSize) {
+    bool has_failed = true;
+    unsigned int index = 0;
+    for (; has_failed; ++index) {
+        SCOPED_TRACE(index);
+        SegBuf buffer = record_of("content");
+        buffer.offset = 3;
+
+        has_failed = fails_at(index, [&] { buffer.Extend(2 * kSegment); });
+
+        EXPECT_EQ(buffer.size, has_failed ? 7U : 2 * kSegment);
+        EXPECT_EQ(buffer.offset, 3U);
+        EXPECT_EQ(bytes_of(buffer).substr(0, 7), "content");
+    }
+    EXPECT_GT(index, 1U);
+}
+
+}  // namespace
