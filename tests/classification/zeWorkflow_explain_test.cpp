@@ -92,8 +92,9 @@ public:
     }
 
     Concept_scores Explain(Weighted_list bag, const std::vector<zeNode*>& nodes) {
-        const qtPtrLight<zeMsg> msg = MessageBuilder().bag(bag).make();
-        return Explain(*msg, nodes);
+        zeMsg msg;
+        msg.smls[0] = make_bag(bag);
+        return Explain(msg, nodes);
     }
 
     // What the walk scores a category; 0 if it is no result.
@@ -177,10 +178,12 @@ TEST_F(zeWorkflowExplainTest, ReplacesWhatTheListHeld) {
 }
 
 TEST_F(zeWorkflowExplainTest, ReadsTheActiveBag) {
-    const qtPtrLight<zeMsg> msg =
-        MessageBuilder().bag({{"goal", 1.0}}).bag_at(2, {{"bread", 1.0}}).active(2).make();
+    zeMsg msg;
+    msg.smls[0] = make_bag({{"goal", 1.0}});
+    msg.smls[2] = make_bag({{"bread", 1.0}});
+    msg.active_sml = 2;
 
-    EXPECT_THAT(listing_of(m_tree.Explain(*msg, {m_food})),
+    EXPECT_THAT(listing_of(m_tree.Explain(msg, {m_food})),
                 ElementsAre(line("bread", squashed(1.0) - 0.5)));
 }
 

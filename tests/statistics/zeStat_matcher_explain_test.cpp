@@ -60,15 +60,17 @@ protected:
 
     double Explain(zeNode& category, Weighted_list bag) {
         zeNode* node = &category;
-        const qtPtrLight<zeMsg> msg = MessageBuilder().bag(bag).make();
-        return Matcher().classify_concepts(*msg, node, m_lines);
+        zeMsg msg;
+        msg.smls[0] = make_bag(bag);
+        return Matcher().classify_concepts(msg, node, m_lines);
     }
 
     // What the walk's classification gives the category.
     double Classify(zeNode& category, Weighted_list bag) {
         zeResult_set results(0.0, -1);
-        const qtPtrLight<zeMsg> msg = MessageBuilder().bag(bag).make();
-        Matcher().classify(*msg, results, 1.0, false);
+        zeMsg msg;
+        msg.smls[0] = make_bag(bag);
+        Matcher().classify(msg, results, 1.0, false);
         for (const zeResult& result : results.results) {
             if (result.node == &category) {
                 return result.score;

@@ -1,0 +1,116 @@
+// The stored form of a container's identity and settings, byte by byte.
+#include "zandrel/persistence/zeConfig.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
+
+#include "tests/support/expect_segbuf.h"
+#include "tests/support/record_bytes.h"
+
+namespace {
+
+constexpr const char* kRecord =
+    "12 34 56 78"                       // id
+    "00 00 00 03 6b 63 31"              // name "kc1"
+    "00 00 00 00 00 0f 42 40"           // made one second after the start of 1970
+    "ff ff ff ff ff ff ff ff"           // trained one microsecond before it
+    "00 00 00 07"                       // feedback
+    "00"                                // flag a
+    "fe"                                // flag b
+    "00 00 00 08"                       // reserved for each category
+    "00 00 00 09"                       // trained with
+    "3f e0 00 00 00 00 00 00"           // age adjustment 0.5
+    "01"                                // flag c
+    "00"                                // full propagation
+    "00 00 00 02"                       // optional settings
+    "00 00 00 01 61 00 00 00 02 78 79"  // a: xy
+    "00 00 00 01 62 00 00 00 00";       // b: nothing
+
+zeConfig unusual_config() {
+    zeConfig config;
+    config.kc_id = 0x12345678;
+    config.kc_name = "kc1";
+    config.created = qtTimeDate(1000000);
+    config.last_trained = qtTimeDate(-1);
+    config.activate_feedback = 7;
+    config.flag_a = false;
+    config.flag_b = 0xfe;
+    config.each_cat_reserve_size = 8;
+    config.each_cat_train_size = 9;
+    config.age_adjustment = 0.5;
+    config.flag_c = true;
+    config.full_propogation = false;
+    config.set_optional("b", "");
+    config.set_optional("a", "xy");
+    return config;
+}
+
+std::string dumped(const zeConfig& config) {
+    SegBuf buffer;
+    Hio<HSegment> io(new HSegment(buffer, 'w'));
+    config.Dump(io);
+    return bytes_of(buffer);
+}
+
+void load(zeConfig& config, const std::string& bytes) {
+    SegBuf buffer = record_of(bytes);
+    Hio<HSegment> io(new HSegment(buffer, 'r'));
+    config.Load(io);
+}
+
+TEST(zeConfigRecordTest, HasTheFieldsInOrder) {
+    EXPECT_EQ(to_hex(dumped(unusual_config())), to_hex(from_hex(kRecord)));
+}
+
+TEST(zeConfigRecordTest, ReplacesEveryField) {
+    zeConfig config;
+    config.set_optional("old", "gone");
+
+    load(config, from_hex(kRecord));
+
+    EXPECT_EQ(config.kc_id, 0x12345678U);
+    EXPECT_EQ(config.kc_name, qtString("kc1"));
+    EXPECT_EQ(config.created, qtTimeDate(1000000));
+    EXPECT_EQ(config.last_trained, qtTimeDate(-1));
+    EXPECT_EQ(config.activate_feedback, 7U);
+    EXPECT_FALSE(config.flag_a);
+    EXPECT_EQ(config.flag_b, 0xfe);
+    EXPECT_EQ(config.each_cat_reserve_size, 8U);
+    EXPECT_EQ(config.each_cat_train_size, 9U);
+    EXPECT_EQ(config.age_adjustment, 0.5);
+    EXPECT_TRUE(config.flag_c);
+    EXPECT_FALSE(config.full_propogation);
+    EXPECT_EQ(config.optional, unusual_config().optional);
+}
+
+TEST(zeConfigRecordTest, RefusesMoreOptionalSettingsThanCanBeThere) {
+    const std::string whole = from_hex(kRecord);
+    const std::size_t count_position = whole.size() - 11 - 9 - 4;
+    zeConfig config;
+
+    EXPECT_SEGBUF_ERROR(load(config, whole.substr(0, count_position) + "\xff\xff\xff\xff"),
+                        "Locate error in SegBuf");
+}
+
+TEST(zeConfigRecordTest, SurvivesEveryChangedByte) {
+    const std::string whole = from_hex(kRecord);
+    for (std::size_t position = 0; position < whole.size(); ++position) {
+        for (int change = 1; change < 256; ++change) {
+            std::string damaged = whole;
+            damaged[position] = static_cast<char>(damaged[position] ^ change);
+            zeConfig config;
+            try {
+                load(config, damaged);
+            } catch (const qtxSegBuf& error) {
+                EXPECT_EQ(error.message(), qtString("Locate error in SegBuf"));
+            }
+        }
+    }
+}
+
+}  // namespace

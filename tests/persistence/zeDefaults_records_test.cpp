@@ -1,0 +1,160 @@
+// The stored form of the statistical settings, byte by byte.
+#include "zandrel/persistence/zeDefaults.h"
+
+#include <cstddef>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
+
+#include "tests/support/expect_segbuf.h"
+#include "tests/support/record_bytes.h"
+
+namespace {
+
+constexpr std::size_t kReservedSize = 185;
+constexpr std::size_t kMarkerPosition = 88;  // what items 1 to 22 take
+
+// The default settings in the order of the record, in two parts with the reserved bytes between.
+constexpr const char* kBeforeReserved =
+    "01"                       // 1 likelihood in train
+    "01"                       // 2 likelihood in match
+    "00 00 00 01"              // 3 resolution
+    "01"                       // 4 omit method
+    "01"                       // 5 suppression
+    "00 00 00 00"              // 6 its threshold
+    "00 00 00 0a"              // 7 slices: 10
+    "40 08 00 00 00 00 00 00"  // 8 clip value: 3
+    "00 00 03 e8"              // 9 profile size: 1000
+    "00 00 07 d0"              // 10 least Ps: 2000
+    "0a"                       // 11 life expectancy: 10
+    "3f f1 99 99 99 99 99 9a"  // 12 delete factor: 1.1
+    "00 00 00 01"              // 13 activation inside
+    "00 00 00 00"              // 14 outside
+    "00 00 00 01"              // 15 total
+    "40 3e 00 00 00 00 00 00"  // 16 least limit: 30
+    "40 59 00 00 00 00 00 00"  // 17 average limit: 100
+    "40 c3 88 00 00 00 00 00"  // 18 greatest limit: 10000
+    "40 18 00 00 00 00 00 00"  // 19 keywords frequency: 6
+    "01"                       // 20 new treatment of missing concepts
+    "00"                       // 21 learning speed
+    "00"                       // 22 normalisation, inverted
+    "01"                       // 23 marker
+    "40 24 00 00 00 00 00 00"  // 24 weakening of small categories: 10
+    "00 00 0f a0";             // 25 most Ps: 4000
+constexpr const char* kBehindReserved =
+    "3f f0 00 00 00 00 00 00"  // 27 weights of the bags: 1, 5, 3, 3
+    "40 14 00 00 00 00 00 00"
+    "40 08 00 00 00 00 00 00"
+    "40 08 00 00 00 00 00 00";
+
+std::string default_record() {
+    return from_hex(kBeforeReserved) + std::string(kReservedSize, '\0') + from_hex(kBehindReserved);
+}
+
+std::string dumped(const zeDefaults& settings) {
+    SegBuf buffer;
+    Hio<HSegment> io(new HSegment(buffer, 'w'));
+    settings.Dump(io);
+    return bytes_of(buffer);
+}
+
+zeDefaults loaded(const std::string& bytes) {
+    SegBuf buffer = record_of(bytes);
+    Hio<HSegment> io(new HSegment(buffer, 'r'));
+    zeDefaults settings;
+    settings.Load(io);
+    return settings;
+}
+
+// No value is its default, nor equal to another of its kind.
+zeDefaults unusual_settings() {
+    zeDefaults settings;
+    settings.use_new_ZC = false;
+    settings.use_normalization = false;
+    settings.use_likelihood_in_train = false;
+    settings.use_likelihood_in_match = false;
+    settings.likelihood_resolution = 2;
+    settings.use_omit_method = false;
+    settings.suppress_M = false;
+    settings.suppress_M_threshold = 3;
+    settings.num_slices = 4;
+    settings.clip_value = 5.5;
+    settings.profile_size = 6;
+    settings.min_Ps_size = 7;
+    settings.max_Ps_size = 8;
+    settings.P_life_expectancy = 200;
+    settings.delete_P_factor = 9.5;
+    settings.activation_inside = 10;
+    settings.activation_outside = 11;
+    settings.activation_total = -12;
+    settings.learn_speed_scale = 1;
+    settings.min_Rlimit = 13.5;
+    settings.average_Rlimit = 14.5;
+    settings.max_Rlimit = 15.5;
+    settings.keywords_frequency = 16.5;
+    settings.sml_weights = {17.5, 18.5, 19.5, 20.5};
+    settings.weaken_small_cats_factor = 21.5;
+    return settings;
+}
+
+TEST(zeDefaultsRecordTest, HasTheSettingsInTheOrderOfTheRecord) {
+    EXPECT_EQ(to_hex(dumped(zeDefaults())), to_hex(default_record()));
+}
+
+TEST(zeDefaultsRecordTest, DefaultsAreReadBackEqual) {
+    EXPECT_TRUE(loaded(default_record()) == zeDefaults());
+}
+
+TEST(zeDefaultsRecordTest, EverySettingIsReadBack) {
+    EXPECT_TRUE(loaded(dumped(unusual_settings())) == unusual_settings());
+}
+
+TEST(zeDefaultsRecordTest, StoresNormalisationInverted) {
+    zeDefaults settings;
+    const std::string with = dumped(settings);
+    settings.use_normalization = false;
+    const std::string without = dumped(settings);
+
+    EXPECT_EQ(with[kMarkerPosition - 1], '\0');
+    EXPECT_EQ(without[kMarkerPosition - 1], '\1');
+}
+
+TEST(zeDefaultsRecordTest, TakesEveryByteButZeroAsTrue) {
+    std::string record = default_record();
+    record[0] = '\x80';
+    record[kMarkerPosition - 1] = '\2';
+
+    const zeDefaults settings = loaded(record);
+
+    EXPECT_TRUE(settings.use_likelihood_in_train);
+    EXPECT_FALSE(settings.use_normalization);
+}
+
+// The older form has eight bytes of no meaning where the factor stands.
+TEST(zeDefaultsRecordTest, OlderFormHasNoFactorAndTheRestBehindIt) {
+    std::string record = dumped(unusual_settings());
+    record[kMarkerPosition] = '\0';
+
+    zeDefaults expected = unusual_settings();
+    expected.weaken_small_cats_factor = 0.0;
+    EXPECT_TRUE(loaded(record) == expected);
+}
+
+TEST(zeDefaultsRecordTest, IgnoresReservedBytes) {
+    std::string record = default_record();
+    for (std::size_t i = 0; i < kReservedSize; ++i) {
+        record[from_hex(kBeforeReserved).size() + i] = '\x55';
+    }
+
+    EXPECT_TRUE(loaded(record) == zeDefaults());
+}
+
+TEST(zeDefaultsRecordTest, RaisesTheStreamsErrorWhereNothingIsLeft) {
+    EXPECT_SEGBUF_ERROR(loaded(""), "Locate error in SegBuf");
+}
+
+}  // namespace
