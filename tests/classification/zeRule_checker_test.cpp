@@ -1,0 +1,168 @@
+#include "zandrel/classification/zeRule_checker.h"
+
+#include <cmath>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeRule_parser.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+
+namespace {
+
+double value_of(const Rule_checker& rule, zeMsg& msg) {
+    DocInfo info{&msg, 0.5};
+    return rule.Evaluate(info);
+}
+
+double value_of(const Rule_checker& rule) {
+    zeMsg msg;
+    return value_of(rule, msg);
+}
+
+zeConceptInDoc& only_concept(Rule_checker& rule) {
+    std::vector<zeConceptInDoc*> words;
+    rule.root().CollectConcepts(words);
+    return *words.at(0);
+}
+
+}  // namespace
+
+TEST(RuleCheckerTest, MatchesAlwaysByDefault) {
+    const Rule_checker rule;
+
+    EXPECT_EQ(rule.text(), "1");
+    EXPECT_EQ(value_of(rule), 1.0);
+}
+
+TEST(RuleCheckerTest, KeepsTextAsWritten) {
+    const Rule_checker rule(" 1  + 1 ");
+
+    EXPECT_EQ(rule.text(), " 1  + 1 ");
+    EXPECT_EQ(value_of(rule), 2.0);
+}
+
+TEST(RuleCheckerTest, KeepsTextBehindZeroByteWithoutReadingIt) {
+    const std::string text("7\0word", 6);
+    const Rule_checker rule{qtString(text)};
+
+    EXPECT_EQ(rule.text().str(), text);
+    EXPECT_EQ(value_of(rule), 7.0);
+}
+
+TEST(RuleCheckerTest, RefusesBadText) {
+    EXPECT_QTX_ARGS(Rule_checker("1 +"), RuleParser, 0, "Invalid number of operations", {});
+}
+
+TEST(RuleCheckerTest, PassesValuesThrough) {
+    EXPECT_EQ(value_of(Rule_checker("250")), 250.0);
+    EXPECT_EQ(value_of(Rule_checker("-3.5")), -3.5);
+}
+
+TEST(RuleCheckerTest, GivesTrueAsOne) {
+    EXPECT_EQ(value_of(Rule_checker("true")), 1.0);
+    EXPECT_EQ(value_of(Rule_checker("false")), 0.0);
+}
+
+TEST(RuleCheckerTest, MayBeNoNumber) {
+    zeMsg msg;
+    msg.add_value("k", mlMessageConverter::kString, "inf");
+
+    EXPECT_TRUE(std::isnan(value_of(Rule_checker("$k(n) - $k(n)"), msg)));
+}
+
+TEST(RuleCheckerTest, ReadsScore) {
+    EXPECT_EQ(value_of(Rule_checker("parent_score")), 0.5);
+}
+
+TEST(RuleCheckerTest, ReplacesRule) {
+    Rule_checker rule("2");
+
+    rule.SetString("3");
+
+    EXPECT_EQ(rule.text(), "3");
+    EXPECT_EQ(value_of(rule), 3.0);
+}
+
+TEST(RuleCheckerTest, KeepsRuleWhenNewTextIsBad) {
+    Rule_checker rule("2");
+
+    EXPECT_QTX(rule.SetString("3 +"), RuleParser, 0, "Invalid number of operations");
+
+    EXPECT_EQ(rule.text(), "2");
+    EXPECT_EQ(value_of(rule), 2.0);
+}
+
+TEST(RuleCheckerTest, CanBeSetToItsOwnText) {
+    Rule_checker rule("2 + 3");
+
+    rule.SetString(rule.text());
+
+    EXPECT_EQ(value_of(rule), 5.0);
+}
+
+TEST(RuleCheckerTest, CopiesIndependently) {
+    Rule_checker original("'a' == 'a'");
+    const Rule_checker copy(original);
+
+    original.SetString("0");
+
+    EXPECT_EQ(copy.text(), "'a' == 'a'");
+    EXPECT_EQ(value_of(copy), 1.0);
+}
+
+TEST(RuleCheckerTest, AssignsIndependently) {
+    Rule_checker assigned("0");
+    {
+        const Rule_checker original("substr('ab', 'b')");
+        assigned = original;
+    }
+
+    EXPECT_EQ(assigned.text(), "substr('ab', 'b')");
+    EXPECT_EQ(value_of(assigned), 1.0);
+}
+
+TEST(RuleCheckerTest, DropsSecondFormsFromCopies) {
+    Rule_checker original("\"goals\"");
+    only_concept(original).m_processed = term("goal");
+    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}}).make();
+
+    Rule_checker assigned;
+    assigned = original;
+
+    EXPECT_EQ(value_of(original, *msg), 1.0);
+    EXPECT_EQ(value_of(Rule_checker(original), *msg), 0.0);
+    EXPECT_EQ(value_of(assigned, *msg), 0.0);
+}
+
+TEST(RuleCheckerTest, KeepsSecondFormsWhenAssignedToItself) {
+    Rule_checker rule("\"goals\"");
+    only_concept(rule).m_processed = term("goal");
+    Rule_checker& same = rule;
+
+    rule = same;
+
+    EXPECT_EQ(only_concept(rule).m_processed, term("goal"));
+}
+
+TEST(RuleCheckerTest, ComparesTexts) {
+    EXPECT_TRUE(Rule_checker("1 + 1") == Rule_checker("1 + 1"));
+    EXPECT_FALSE(Rule_checker("1 + 1") == Rule_checker("1+1"));
+}
+
+TEST(RuleCheckerTest, ComparesTextsBehindZeroBytes) {
+    EXPECT_FALSE(Rule_checker(qtString("1\0a", 3)) == Rule_checker(qtString("1\0b", 3)));
+}
+
+TEST(RuleCheckerTest, EqualsRuleWithOtherSecondForms) {
+    Rule_checker first("\"goals\"");
+    const Rule_checker second("\"goals\"");
+
+    only_concept(first).m_processed = term("goal");
+
+    EXPECT_TRUE(first == second);
+}

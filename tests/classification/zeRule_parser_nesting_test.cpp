@@ -1,0 +1,107 @@
+// How deep rules may be nested.
+#include "zandrel/classification/zeRule_parser.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeRule_checker.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/rule_dump.h"
+
+namespace {
+
+// Rules of a shape that can be nested any number of times, and how often it may be.
+struct Nesting_row {
+    std::string_view name;
+    std::string_view opening;
+    std::string_view innermost;
+    std::string_view closing;
+    int deepest;   // times that `opening` may stand
+    double value;  // then
+};
+
+// Each opening makes one object more, the innermost makes its own, and a boolean rule makes one for
+// its conversion; together they are 10,000.
+constexpr Nesting_row kRows[] = {
+    {"sign", "-(", "1", ")", 9999, -1.0},
+    {"sign that leaves no object", "+(", "1", ")", 9999, 1.0},
+    {"negation", "!(", "true", ")", 9998, 1.0},
+    {"left chain", "", "1", "+1", 9999, 10000.0},
+    {"right chain", "1+(", "1", ")", 9999, 10000.0},
+    {"condition", "(", "true", ") ? true : false", 9998, 1.0},
+    {"branch", "false ? 2 : (", "1", ")", 9999, 1.0},
+    // Three each: the equality, its negation, and a conversion inside the next or at the top. The
+    // innermost is 0, and an even number of inequalities with 1 leaves it so.
+    {"inequality", "1 != (", "1 != 1", ")", 3332, 0.0},
+    {"conversion", "-(", "true", ")", 9998, 1.0},
+};
+
+std::string repeated(std::string_view text, int count) {
+    std::string result;
+    for (int time = 0; time < count; ++time) {
+        result += text;
+    }
+    return result;
+}
+
+std::string nested(const Nesting_row& row, int count) {
+    return repeated(row.opening, count) + std::string(row.innermost) + repeated(row.closing, count);
+}
+
+double value_of(const Rule_checker& rule) {
+    zeMsg msg;
+    DocInfo info{&msg, 0.0};
+    return rule.Evaluate(info);
+}
+
+}  // namespace
+
+TEST(RuleNestingTest, EvaluatesDeepestRules) {
+    for (const Nesting_row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const Rule_checker rule{qtString(nested(row, row.deepest))};
+        const Rule_checker copy(rule);
+        EXPECT_EQ(value_of(copy), row.value);
+    }
+}
+
+TEST(RuleNestingTest, RefusesDeeperRules) {
+    for (const Nesting_row& row : kRows) {
+        for (const int count : {row.deepest + 1, 100000}) {
+            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(count));
+            EXPECT_QTX_ARGS(tree_of(nested(row, count)), RuleParser, 0, "Rule is nested too deeply",
+                            {});
+        }
+    }
+}
+
+TEST(RuleNestingTest, TakesAnyNumberOfBrackets) {
+    const int count = 100000;
+
+    const Rule_checker rule(repeated("(", count) + "5" + repeated(")", count));
+
+    EXPECT_EQ(value_of(rule), 5.0);
+}
+
+TEST(RuleNestingTest, RefusesBracketsThatAreNotClosed) {
+    EXPECT_QTX(tree_of(repeated("(", 100000)), RuleParser, 0, "Invalid tokens: ( , $end");
+}
+
+// 2^15 operands, only 16 levels deep.
+TEST(RuleNestingTest, TakesAnyNumberOfOperands) {
+    std::string text = "1";
+    for (int level = 0; level < 15; ++level) {
+        text = "(" + text + "+" + text + ")";
+    }
+
+    EXPECT_EQ(value_of(Rule_checker{qtString(text)}), 32768.0);
+}
+
+TEST(RuleNestingTest, CountsOperandsBeforeLevels) {
+    EXPECT_QTX(tree_of(repeated("!", 20000)), RuleParser, 0, "Invalid number of operations");
+}

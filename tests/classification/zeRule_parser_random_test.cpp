@@ -1,0 +1,175 @@
+// Random rules with types that fit, deeper than all strings of tokens can be.
+#include <cstddef>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/MatchExp.h"
+
+#include "tests/classification/rule_oracle.h"
+#include "tests/support/rule_dump.h"
+
+namespace {
+
+// An operator as the oracle knows it, with its operands; or an operand.
+struct Expression {
+    std::string symbol;
+    std::vector<Expression> operands = {};
+};
+
+struct Shape {
+    std::string_view symbol;
+    std::string_view operand_types;
+};
+
+using Shapes = std::vector<Shape>;
+
+const Shapes& shapes_of(char type) {
+    static const Shapes numbers = {{"v", "nn"}, {"^", "nn"}, {"+", "nn"}, {"-", "nn"}, {"*", "nn"},
+                                   {"/", "nn"}, {"u-", "n"}, {"u+", "n"}, {"?", "bnn"}};
+    static const Shapes booleans = {{"|", "bb"},      {"&", "bb"},       {"<=", "nn"}, {"<", "nn"},
+                                    {">=", "nn"},     {">", "nn"},       {"==", "nn"}, {"!=", "bb"},
+                                    {"==", "ss"},     {"!=", "ss"},      {"!", "b"},   {"?", "bbb"},
+                                    {"substr", "ss"}, {"Isubstr", "ss"}, {"==", "bb"}};
+    static const Shapes strings = {{"?", "bss"}};
+    return type == 'n' ? numbers : (type == 'b' ? booleans : strings);
+}
+
+const std::vector<std::string>& operands_of(char type) {
+    static const std::vector<std::string> numbers = {
+        "0", "1", "2.5", ".5", "7.", "parent_score", "concepts_in_sml", "$k(n)", "$m(n)", "$e(n)"};
+    static const std::vector<std::string> booleans = {
+        "true", "false", "\"w\"", "\"x\"", "$k(?)", "$m(?)", "$e(?)", "empty_body_message"};
+    static const std::vector<std::string> strings = {"'a'",   "'3'",   "'A'",  "'aA3'",
+                                                     "$k(s)", "$m(s)", "$e(s)"};
+    return type == 'n' ? numbers : (type == 'b' ? booleans : strings);
+}
+
+class Rule_maker {
+public:
+    explicit Rule_maker(unsigned int seed) : m_random(seed) {}
+
+    // `levels`: at most; one operand at least goes down to the last.
+    Expression make(char type, int levels) {
+        if (levels <= 1) {
+            return {any(operands_of(type))};
+        }
+        // A boolean stands for a number now and then.
+        const char own_type = type == 'n' && any_below(5) == 0 ? 'b' : type;
+        const Shape shape = any(shapes_of(own_type));
+        Expression made{std::string(shape.symbol)};
+        const std::size_t deepest = any_below(shape.operand_types.size());
+        for (std::size_t index = 0; index < shape.operand_types.size(); ++index) {
+            const int shallow = levels > 12 ? 2 : static_cast<int>(any_below(4));
+            made.operands.push_back(
+                make(shape.operand_types[index], index == deepest ? levels - 1 : shallow));
+        }
+        return made;
+    }
+
+    std::size_t any_below(std::size_t count) { return m_random() % count; }
+
+private:
+    template <class T>
+    const T& any(const std::vector<T>& all) {
+        return all[any_below(all.size())];
+    }
+
+    std::mt19937 m_random;
+};
+
+Rule_value value_of(const Expression& expression) {
+    if (expression.operands.empty()) {
+        return oracle_operand(expression.symbol);
+    }
+    std::vector<Rule_value> operands;
+    for (const Expression& operand : expression.operands) {
+        operands.push_back(value_of(operand));
+    }
+    return oracle_apply(expression.symbol, operands);
+}
+
+// How loosely an operator binds; operands and calls bind tightest.
+int looseness(const Expression& expression) {
+    static const std::vector<std::vector<std::string_view>> levels = {
+        {"u-", "u+", "!"},
+        {"*", "/"},
+        {"+", "-"},
+        {"<=", "<", ">=", ">", "==", "!="},
+        {"&"},
+        {"|"},
+        {"^"},
+        {"v"},
+        {"?"}};
+    for (std::size_t level = 0; level < levels.size(); ++level) {
+        for (const std::string_view symbol : levels[level]) {
+            if (expression.symbol == symbol) {
+                return static_cast<int>(level) + 1;
+            }
+        }
+    }
+    return 0;
+}
+
+// Writes rules with the fewest brackets.
+std::string written(const Expression& expression);
+
+// `loosest`: what may stand without brackets.
+std::string written_within(const Expression& expression, int loosest) {
+    const std::string text = written(expression);
+    return looseness(expression) > loosest ? "(" + text + ")" : text;
+}
+
+std::string written(const Expression& expression) {
+    const std::vector<Expression>& operands = expression.operands;
+    const int own = looseness(expression);
+    if (operands.empty()) {
+        return expression.symbol;
+    }
+    if (own == 0) {
+        return expression.symbol + "(" + written(operands[0]) + "," + written(operands[1]) + ")";
+    }
+    // Two operators of one operand may not stand in a row, hence the brackets around the same
+    // level but on the left.
+    if (operands.size() == 1) {
+        return expression.symbol.back() + written_within(operands[0], own - 1);
+    }
+    const std::string start = written_within(operands[0], own) + " " + expression.symbol + " " +
+                              written_within(operands[1], own - 1);
+    return operands.size() == 2 ? start : start + " : " + written_within(operands[2], own - 1);
+}
+
+double evaluated(const MatchExp& tree) {
+    const qtPtrLight<zeMsg> msg = oracle_message();
+    DocInfo info{msg.get(), kOracleScore};
+    return tree.eval(info).number;
+}
+
+void check_random_rules(unsigned int first_seed, unsigned int count, int deepest) {
+    for (unsigned int seed = first_seed; seed < first_seed + count; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Rule_maker maker(seed);
+        const int levels = 1 + static_cast<int>(maker.any_below(static_cast<std::size_t>(deepest)));
+        const Expression rule = maker.make(seed % 2 == 0 ? 'n' : 'b', levels);
+        const std::string text = written(rule);
+        SCOPED_TRACE(text);
+        const std::unique_ptr<MatchExp> tree = tree_of(text);
+        ASSERT_TRUE(same_number(evaluated(*tree), value_of(rule).as_number()));
+        ASSERT_EQ(dump_tree(*tree_of(unparse(*tree))), dump_tree(*tree));
+        const std::unique_ptr<MatchExp> copy(tree->Clone());
+        ASSERT_EQ(dump_tree(*copy), dump_tree(*tree));
+    }
+}
+
+}  // namespace
+
+TEST(RuleParserRandomTest, AgreesOnRandomRules) {
+    check_random_rules(1, 3000, 12);
+}
+
+TEST(RuleParserRandomTest, AgreesOnDeepRandomRules) {
+    check_random_rules(100001, 100, 300);
+}

@@ -1,0 +1,53 @@
+// Rule_checker: a rule, as its author wrote it and ready to be evaluated.
+#ifndef ZANDREL_CLASSIFICATION_ZERULE_CHECKER_H_
+#define ZANDREL_CLASSIFICATION_ZERULE_CHECKER_H_
+
+#include <memory>
+
+#include "zandrel/classification/MatchExp.h"
+#include "zandrel/export.h"
+#include "zandrel/foundation/qtString.h"
+
+// A rule: its text and the tree that the parser makes of it. It is a value and is never without a
+// tree: each constructor parses, and a text that does not parse leaves no object.
+//
+// Errors: raises qtX<RuleParser> 0, see zeRule_parser.h, and is then as it was.
+// Threads: as MatchExp.
+class ZANDREL_EXPORT Rule_checker {
+public:
+    // The rule "1", which matches every message with the value 1.0.
+    Rule_checker();
+    explicit Rule_checker(const qtString& text);
+    // Copies the tree, and so drops the second forms of its concepts; see zeConceptInDoc.
+    Rule_checker(const Rule_checker& other);
+    Rule_checker& operator=(const Rule_checker& other);
+
+    // Replaces the rule.
+    void SetString(const qtString& text);
+
+    // Whether the texts are the same, byte by byte; second forms play no part.
+    bool operator==(const Rule_checker& other) const noexcept { return m_text == other.m_text; }
+
+    // The rule's value for a message. It passes through as it is: it may be above 1, below 0, or
+    // no number at all, as "inf" in a pair can bring about. Who asks whether a rule fires compares
+    // by `value > 0` or `value >= threshold`, never by the negation of the opposite, so that what
+    // is no number neither fires nor unblocks.
+    // REQUIRES: `info.msg` is not null and its pairs are sorted.  COST: no allocation; linear in
+    // the rule, with a binary search for each concept and each key.
+    double Evaluate(DocInfo& info) const { return m_root->eval(info).number; }
+
+    // VALID UNTIL: this is changed or destroyed.
+    const qtString& text() const noexcept { return m_text; }
+
+    // The tree, for reading its concepts and giving them second forms.
+    // VALID UNTIL: this is changed or destroyed.
+    MatchExp& root() noexcept { return *m_root; }
+
+    const MatchExp& root() const noexcept { return *m_root; }
+
+private:
+    qtString m_text;
+    std::unique_ptr<MatchExp> m_root;  // never null
+};
+
+#endif  // ZANDREL_CLASSIFICATION_ZERULE_CHECKER_H_
