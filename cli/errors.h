@@ -18,6 +18,12 @@ enum Exit_status : int {
     kOutputError = 74,    // the output cannot be written
 };
 
+// A word of the command line that its parser could not tell to be wrong.
+class Usage_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 // A file whose contents are not what they should be: "FILE:LINE: message", lines counted from 1, or
 // "FILE: message" for the file as a whole.
 class Data_error : public std::runtime_error {

@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include "zandrel/version.h"
 
@@ -15,6 +17,9 @@
 #include "cli/errors.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
+#include "cli/evaluate/Report_json.h"
+#include "cli/model/Engine_settings.h"
+#include "cli/text/Json.h"
 #include "cli/text/Stemmer.h"
 
 namespace {
@@ -31,9 +36,25 @@ Text analysis:
               each Han, Hiragana or Katakana character; what is no UTF-8 separates
   whitespace  what stands between ASCII white space, bytes unchanged
 
+Figures of evaluate:
+  accuracy    texts whose best label is one of theirs
+  macro F1    of the best labels: the mean of F1 over the labels that test texts have
+  score >= T  precision, recall and F1 of the labels given, which are those with a score of at least
+              T (--threshold): over all decisions (micro), and as means over the labels that test
+              texts have (macro)
+  ECE         expected calibration error, over 15 bins: how far scores are from the shares of right
+              labels, of the best labels and of all pairs of text and label
+  Brier score squared error of the scores, summed over the labels, mean over the texts
+
+JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are those at the threshold,
+`macro_f1_top` is that of the best labels; further `accuracy`, `ece_top`, `ece_pairs`, `brier` and
+more. An explanation tells what each concept adds to the score of the best label.
+
 Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel classify --train shop.train.tsv "Where is my parcel?"
+  zandrel classify --train shop.train.tsv --explain "Where is my parcel?"
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output error.)";
 
@@ -46,10 +67,20 @@ struct Analysis_names {
     std::string stem_language;  // empty: no stemming
 };
 
+// Settings of the engine, as they stand on the command line.
+struct Setting_words {
+    std::string file;  // empty: none
+    std::vector<std::string> assignments;
+};
+
 struct Commands {
     cli::Evaluation_options evaluation;
     int confusion_count = 10;
-    Analysis_names analysis;  // of the command that is run
+    bool lists_categories = false;
+    bool writes_json = false;  // evaluate
+    Analysis_names analysis;   // of the command that is run
+    Setting_words words;       // likewise
+    cli::Engine_settings settings;
     cli::Classification_options classification;
 };
 
@@ -57,6 +88,16 @@ std::string version_text() {
     std::array<char, kZandrelVersionTextSize> text = {};
     GetZandrelVersion(text.data());
     return std::string("zandrel ") + text.data();
+}
+
+void add_setting_options(CLI::App& command, Setting_words& words) {
+    command.add_option("--options", words.file, "Options file with settings of the engine")
+        ->type_name("FILE");
+    command
+        .add_option("--set", words.assignments,
+                    "A setting of the engine, such as ProfileSize=3000; wins over the file")
+        ->allow_extra_args(false)
+        ->type_name("KEY=VALUE");
 }
 
 void add_common_options(CLI::App& command, std::string& train_file, Analysis_names& analysis) {
@@ -92,10 +133,49 @@ cli::Analysis_settings analysis_settings(const Analysis_names& names) {
     return {kind, names.stem_language};
 }
 
+// RAISES: Input_error, Data_error, Usage_error; CLI::ValidationError.
+cli::Model_options model_options(Commands& commands) {
+    commands.settings.load(commands.words.file);
+    commands.settings.set(commands.words.assignments);
+    return {analysis_settings(commands.analysis), &commands.settings};
+}
+
+// Options of both commands that say how data is read and what is printed.
+void add_report_options(CLI::App& command, std::optional<std::string>& text_to_explain,
+                        bool& writes_json, bool& skips_bad_lines) {
+    command
+        .add_option("--explain", text_to_explain,
+                    "Say what each concept of this text adds to the score of its best label")
+        ->type_name("TEXT");
+    command.add_flag("--json", writes_json, "Print JSON");
+    command.add_flag("--skip-bad", skips_bad_lines,
+                     "Leave bad data lines out and tell how many there are");
+}
+
+// Refuses what is no number from 0 to 1, not-a-number too.
+std::string error_of_share(const std::string& text) {
+    double share = 0.0;
+    const bool is_share = CLI::detail::lexical_cast(text, share) && share >= 0.0 && share <= 1.0;
+    return is_share ? "" : "'" + text + "' is no number from 0 to 1";
+}
+
+void print_evaluation(const Commands& commands) {
+    const cli::Evaluation evaluation = cli::evaluate(commands.evaluation);
+    cli::print_skipped(evaluation.skipped, std::cerr);
+    const auto confusion_count = static_cast<std::size_t>(commands.confusion_count);
+    if (commands.writes_json) {
+        cli::print_json(cli::report_json(evaluation, confusion_count), cli::Json_form::kManyLines,
+                        std::cout);
+    } else {
+        cli::print_report(evaluation, {confusion_count, commands.lists_categories}, std::cout);
+    }
+}
+
 void add_evaluate(CLI::App& app, Commands& commands) {
     CLI::App* const command = app.add_subcommand(
         "evaluate", "Train on one file, classify another, and report quality and cost");
     add_common_options(*command, commands.evaluation.train_file, commands.analysis);
+    add_setting_options(*command, commands.words);
     command->add_option("--test", commands.evaluation.test_file, "Data file to classify")
         ->required()
         ->type_name("FILE");
@@ -103,10 +183,19 @@ void add_evaluate(CLI::App& app, Commands& commands) {
         ->capture_default_str()
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
+    command
+        ->add_option("--threshold", commands.evaluation.threshold,
+                     "Least score at which a label is given to a text, 0 to 1")
+        ->capture_default_str()
+        ->check(error_of_share)
+        ->type_name("T");
+    command->add_flag("--per-category", commands.lists_categories,
+                      "List precision, recall and F1 of each label; JSON always does");
+    add_report_options(*command, commands.evaluation.text_to_explain, commands.writes_json,
+                       commands.evaluation.skips_bad_lines);
     command->callback([&commands] {
-        commands.evaluation.analysis = analysis_settings(commands.analysis);
-        cli::print_report(cli::evaluate(commands.evaluation),
-                          static_cast<std::size_t>(commands.confusion_count), std::cout);
+        commands.evaluation.model = model_options(commands);
+        print_evaluation(commands);
     });
 }
 
@@ -115,15 +204,20 @@ void add_classify(CLI::App& app, Commands& commands) {
     CLI::App* const command =
         app.add_subcommand("classify", "Train on a file and rank the labels for each text");
     add_common_options(*command, options.train_file, commands.analysis);
+    add_setting_options(*command, commands.words);
     command->add_option("--top", options.wanted_labels, "How many labels to print for each text")
         ->capture_default_str()
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");
-    command->add_option("TEXT", options.texts, "Texts; none or -: the lines of standard input")
-        ->type_name("");
+    CLI::Option* const texts =
+        command->add_option("TEXT", options.texts, "Texts; none or -: the lines of standard input")
+            ->type_name("");
+    add_report_options(*command, options.text_to_explain, options.writes_json,
+                       options.skips_bad_lines);
+    command->get_option("--explain")->excludes(texts);
     command->callback([&commands] {
-        commands.classification.analysis = analysis_settings(commands.analysis);
-        cli::classify(commands.classification, std::cin, std::cout);
+        commands.classification.model = model_options(commands);
+        cli::classify(commands.classification, std::cin, std::cout, std::cerr);
     });
 }
 
@@ -157,6 +251,9 @@ int run_and_report(int argc, char** argv) {
     } catch (const cli::Input_error& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::kInputError);
+    } catch (const cli::Usage_error& error) {
+        std::cerr << "zandrel: ";
+        return fail(error, cli::kUsageError);
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::kInternalError);

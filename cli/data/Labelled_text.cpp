@@ -47,6 +47,21 @@ Labelled_text parse_line(std::string_view line, const Place& place) {
     return {split_labels(line.substr(0, tab), place), std::string(line.substr(tab + 1))};
 }
 
+// Parses a line into `texts`, or notes it in `skipped` if it is bad.
+void take_line(std::string_view line, const Place& place, std::vector<Labelled_text>& texts,
+               Skipped_lines* skipped) {
+    try {
+        texts.push_back(parse_line(line, place));
+    } catch (const Data_error& error) {
+        if (skipped == nullptr) {
+            throw;
+        }
+        if (++skipped->count == 1) {
+            skipped->first = error.what();
+        }
+    }
+}
+
 std::string reason_of_failure() {
     return errno == 0 ? "unknown reason" : std::generic_category().message(errno);
 }
@@ -60,7 +75,8 @@ std::string_view without_carriage_return(std::string_view line) {
     return line;
 }
 
-std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name) {
+std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
+                                               Skipped_lines* skipped) {
     std::vector<Labelled_text> texts;
     std::string buffer;
     errno = 0;
@@ -70,7 +86,7 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
             line.remove_prefix(kByteOrderMark.size());
         }
         if (!line.empty()) {
-            texts.push_back(parse_line(line, {name, line_number}));
+            take_line(line, {name, line_number}, texts, skipped);
         }
     }
     if (input.bad()) {
@@ -79,17 +95,27 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
     return texts;
 }
 
-std::vector<Labelled_text> read_labelled_file(const std::string& path) {
+std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped) {
     errno = 0;
     std::ifstream input(path, std::ios::binary);
     if (!input) {
         throw Input_error(path, reason_of_failure());
     }
-    std::vector<Labelled_text> texts = read_labelled_texts(input, path);
+    const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
+    std::vector<Labelled_text> texts = read_labelled_texts(input, path, skipped);
     if (texts.empty()) {
-        throw Data_error(path, "no data line");
+        const bool has_bad_lines = skipped != nullptr && skipped->count > skipped_before;
+        throw Data_error(path, has_bad_lines ? "no good data line" : "no data line");
     }
     return texts;
+}
+
+void print_skipped(const Skipped_lines& skipped, std::ostream& out) {
+    if (skipped.count > 0) {
+        out << "zandrel: skipped " << skipped.count
+            << (skipped.count == 1 ? " bad line" : " bad lines") << ", the first: " << skipped.first
+            << '\n';
+    }
 }
 
 std::size_t text_bytes(const std::vector<Labelled_text>& texts) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <istream>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,17 +16,29 @@ struct Labelled_text {
     std::string text;                 // may be empty
 };
 
+// Data lines that were left out, since they are not what they should be.
+struct Skipped_lines {
+    std::size_t count = 0;
+    std::string first;  // "FILE:LINE: message" of the first one; empty if there is none
+};
+
 // Reads data lines `label[,label]<TAB>text` in UTF-8. The first tab of a line parts labels and
 // text; later ones belong to the text. A label that stands twice counts once. Lines end with LF or
 // CR LF, which the last one may lack. Empty lines are skipped, and so is a byte order mark at the
 // start. The bytes themselves are not checked: what is no UTF-8 is the text analysis's concern.
-// `name`: the file's name for messages.
-// RAISES: Data_error for a line without a tab or with an empty label; Input_error if reading fails.
-std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name);
+// `name`: the file's name for messages. `skipped`: if given, bad lines are left out and added to
+// it, after what it holds from other files. RAISES: Data_error for a line without a tab or with an
+// empty label, unless bad lines are left out; Input_error if reading fails.
+std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
+                                               Skipped_lines* skipped = nullptr);
 // Reads a whole file, which must hold a data line at least.
 // RAISES: as above; also Input_error for a file that cannot be opened, and Data_error for one
-// without a data line.
-std::vector<Labelled_text> read_labelled_file(const std::string& path);
+// without a data line, or with none that is good.
+std::vector<Labelled_text> read_labelled_file(const std::string& path,
+                                              Skipped_lines* skipped = nullptr);
+
+// Says in one line how many lines were left out and which was the first; nothing if there is none.
+void print_skipped(const Skipped_lines& skipped, std::ostream& out);
 
 // Takes the carriage return of a CR LF line end off a line.
 std::string_view without_carriage_return(std::string_view line);

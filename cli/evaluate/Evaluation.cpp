@@ -1,9 +1,9 @@
 #include "cli/evaluate/Evaluation.h"
 
+#include <algorithm>
 #include <sys/resource.h>
 #include <vector>
 
-#include "cli/data/Labelled_text.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Text_model.h"
 
@@ -13,35 +13,61 @@ namespace {
 
 using Texts = std::vector<Labelled_text>;
 
-// Runs `work` on the texts and measures it.
+// Runs `work` and adds what it costs to the phase.
 template <class Work>
-Phase measure(const Texts& texts, const Text_model& model, const Work& work) {
+void measure(Phase& phase, const Text_model& model, const Work& work) {
     const double analysis_before = model.analysis_seconds();
     Cpu_timer timer;
     timer.start();
     work();
     timer.stop();
-    return {texts.size(), text_bytes(texts), timer.seconds(),
-            model.analysis_seconds() - analysis_before};
+    phase.cpu_seconds += timer.seconds();
+    phase.analysis_seconds += model.analysis_seconds() - analysis_before;
 }
 
-// The best label of each text; empty where there is none.
-std::vector<std::string> predict(Text_model& model, const Texts& texts) {
-    std::vector<std::string> predictions;
-    predictions.reserve(texts.size());
-    for (const Labelled_text& text : texts) {
-        const std::vector<Scored_label> best = model.rank(text.text, 1);
-        predictions.push_back(best.empty() ? std::string() : best.front().label);
-    }
-    return predictions;
-}
+// All figures of quality, from texts and their rankings as they come.
+class Quality {
+public:
+    Quality(double threshold, const std::vector<std::string>& labels)
+        : m_assignments(threshold, labels) {}
 
-Metrics count(const Texts& texts, const std::vector<std::string>& predictions) {
-    Metrics_counter counter;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        counter.add(texts[i].labels, predictions[i]);
+    void add(const Labelled_text& text, const Ranking& ranking) {
+        m_top.add(text.labels, ranking.empty() ? "" : std::string(ranking.front().label));
+        m_assignments.add(text.labels, ranking);
+        m_calibration.add(text.labels, ranking);
     }
-    return counter.metrics();
+
+    void put_into(Evaluation& result) const {
+        result.metrics = m_top.metrics();
+        result.assignments = m_assignments.assignments();
+        // Its list has the labels of the model and those of the texts.
+        result.calibration = m_calibration.calibration(result.assignments.categories.size());
+    }
+
+private:
+    Metrics_counter m_top;
+    Assignment_counter m_assignments;
+    Calibration_counter m_calibration;
+};
+
+// So few texts that their rankings, each with all labels, take little memory, and so many that the
+// clock is seldom read.
+constexpr std::size_t kBatchSize = 256;
+
+// Ranks all labels for each text. The figures are no part of what is measured.
+void classify_all(const Texts& texts, Text_model& model, Phase& phase, Quality& quality) {
+    for (std::size_t begin = 0; begin < texts.size(); begin += kBatchSize) {
+        const std::size_t end = std::min(begin + kBatchSize, texts.size());
+        std::vector<Ranking> rankings;
+        measure(phase, model, [&] {
+            for (std::size_t i = begin; i < end; ++i) {
+                rankings.push_back(model.rank(texts[i].text, -1));
+            }
+        });
+        for (std::size_t i = begin; i < end; ++i) {
+            quality.add(texts[i], rankings[i - begin]);
+        }
+    }
 }
 
 std::size_t peak_memory_bytes() {
@@ -53,17 +79,23 @@ std::size_t peak_memory_bytes() {
 }  // namespace
 
 Evaluation evaluate(const Evaluation_options& options) {
-    const Texts train_texts = read_labelled_file(options.train_file);
-    const Texts test_texts = read_labelled_file(options.test_file);
-    Text_model model(options.analysis);
-    std::vector<std::string> predictions;
-
     Evaluation result;
-    result.training = measure(train_texts, model, [&] { model.train(train_texts); });
-    result.classifying =
-        measure(test_texts, model, [&] { predictions = predict(model, test_texts); });
-    result.trained_labels = model.label_count();
-    result.metrics = count(test_texts, predictions);
+    Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
+    const Texts train_texts = read_labelled_file(options.train_file, skipped);
+    const Texts test_texts = read_labelled_file(options.test_file, skipped);
+    result.training = {train_texts.size(), text_bytes(train_texts)};
+    result.classifying = {test_texts.size(), text_bytes(test_texts)};
+
+    Text_model model(options.model);
+    measure(result.training, model, [&] { model.train(train_texts); });
+    const std::vector<std::string> labels = model.labels();
+    result.trained_labels = labels.size();
+    Quality quality(options.threshold, labels);
+    classify_all(test_texts, model, result.classifying, quality);
+    quality.put_into(result);
+    if (options.text_to_explain) {
+        result.explanation = model.explain(*options.text_to_explain);
+    }
     result.peak_memory_bytes = peak_memory_bytes();
     return result;
 }

@@ -3,17 +3,25 @@
 #define ZANDREL_CLI_EVALUATE_EVALUATION_H_
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
+#include "cli/data/Labelled_text.h"
+#include "cli/evaluate/Assignments.h"
+#include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Metrics.h"
-#include "cli/text/Text_analysis.h"
+#include "cli/model/Explanation.h"
+#include "cli/model/Model_options.h"
 
 namespace cli {
 
 struct Evaluation_options {
     std::string train_file;
     std::string test_file;
-    Analysis_settings analysis;
+    double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
+    bool skips_bad_lines = false;
+    std::optional<std::string> text_to_explain;
+    Model_options model;
 };
 
 // What went through one phase and what it cost.
@@ -29,11 +37,16 @@ struct Evaluation {
     Phase training;
     Phase classifying;
     std::size_t trained_labels = 0;
-    Metrics metrics;
+    Metrics metrics;          // of the best label of each text
+    Assignments assignments;  // of the labels at or above the threshold
+    Calibration calibration;  // of the scores of all labels
+    Skipped_lines skipped;    // of both files
+    std::optional<Explanation> explanation;
     std::size_t peak_memory_bytes = 0;  // of the process, the files' texts included
 };
 
-// RAISES: Input_error, Data_error: both files are read before any work is done.
+// RAISES: Input_error, Data_error: both files are read before any work is done. Bad lines are no
+// error if they are skipped.
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

@@ -14,10 +14,6 @@ std::string joined(const std::vector<std::string>& labels) {
     return list;
 }
 
-double ratio(double part, std::size_t whole) {
-    return whole == 0 ? 0.0 : part / static_cast<double>(whole);
-}
-
 }  // namespace
 
 void Metrics_counter::add(const std::vector<std::string>& labels, const std::string& predicted) {
@@ -47,24 +43,16 @@ Metrics Metrics_counter::metrics() const {
     result.correct = m_correct;
     result.accuracy = ratio(static_cast<double>(m_correct), m_texts);
     double f1_sum = 0.0;
-    for (const auto& [label, count] : m_labels) {
+    for (const auto& [label, tally] : m_labels) {
         // A label that was only predicted has no texts here that it could be measured by.
-        if (count.hits + count.misses > 0) {
+        if (tally.texts() > 0) {
             ++result.labels;
-            f1_sum += f1(count);
+            f1_sum += tally.f1();
         }
     }
-    result.macro_f1 = ratio(f1_sum, result.labels);
+    result.macro_f1_top = ratio(f1_sum, result.labels);
     result.confusions = worst_first();
     return result;
-}
-
-// F1 = 2 hits / (2 hits + misses + false alarms), the harmonic mean of precision and recall. The
-// label has texts, so the denominator is not 0.
-double Metrics_counter::f1(const Label_count& count) {
-    const std::size_t doubled = 2 * count.hits;
-    return static_cast<double>(doubled) /
-           static_cast<double>(doubled + count.misses + count.false_alarms);
 }
 
 std::vector<Confusion> Metrics_counter::worst_first() const {

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "cli/evaluate/Tally.h"
+
 namespace cli {
 
 // Texts of some labels for which the best label was another one.
@@ -22,7 +24,7 @@ struct Metrics {
     std::size_t correct = 0;            // texts whose best label is one of theirs
     std::size_t labels = 0;             // different labels of the texts
     double accuracy = 0.0;              // correct / texts; 0 without texts
-    double macro_f1 = 0.0;              // mean F1 of the labels; 0 without texts
+    double macro_f1_top = 0.0;          // mean F1 of the labels; 0 without texts
     std::vector<Confusion> confusions;  // most texts first, then by text of expected and of got
 };
 
@@ -36,18 +38,11 @@ public:
     Metrics metrics() const;
 
 private:
-    struct Label_count {
-        std::size_t hits = 0;
-        std::size_t misses = 0;
-        std::size_t false_alarms = 0;
-    };
-
-    static double f1(const Label_count& count);
     std::vector<Confusion> worst_first() const;
 
     std::size_t m_texts = 0;
     std::size_t m_correct = 0;
-    std::map<std::string, Label_count> m_labels;
+    std::map<std::string, Tally> m_labels;
     std::map<std::pair<std::string, std::string>, std::size_t> m_confusions;  // (expected, got)
 };
 

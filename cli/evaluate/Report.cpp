@@ -60,7 +60,28 @@ void print_quality(const Metrics& metrics, std::ostream& out) {
         << left_aligned("accuracy", kNameWidth)
         << right_aligned(percent(metrics.accuracy), kColumnWidth) << "  ("
         << grouped(metrics.correct) << " of " << grouped(metrics.texts) << " texts)\n";
-    print_row(out, "macro F1", {percent(metrics.macro_f1)});
+    print_row(out, "macro F1", {percent(metrics.macro_f1_top)});
+}
+
+void print_averages(std::string_view name, const Averages& averages, std::ostream& out) {
+    print_row(out, name,
+              {percent(averages.precision), percent(averages.recall), percent(averages.f1)});
+}
+
+void print_assignments(const Assignments& assignments, std::ostream& out) {
+    out << '\n';
+    print_row(out, "score >= " + with_decimals(assignments.threshold, 2),
+              {"precision", "recall", "F1"});
+    print_averages("micro average", assignments.micro, out);
+    print_averages("macro average", assignments.macro, out);
+}
+
+void print_calibration(const Calibration& calibration, std::ostream& out) {
+    out << '\n';
+    print_row(out, "", {"ECE of best", "ECE of all", "Brier score"});
+    print_row(out, "calibration",
+              {with_decimals(calibration.ece_top, 4), with_decimals(calibration.ece_pairs, 4),
+               with_decimals(calibration.brier, 4)});
 }
 
 void print_phase(std::ostream& out, std::string_view name, const Phase& phase) {
@@ -100,13 +121,39 @@ void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& 
     }
 }
 
+void print_categories(const Assignments& assignments, std::ostream& out) {
+    std::size_t width = kNameWidth;
+    for (const Category_tally& category : assignments.categories) {
+        width = std::max(width, width_of(category.label));
+    }
+    const auto print_line = [&](std::string_view name, std::initializer_list<std::string> columns) {
+        print_row(out, left_aligned(name, width), columns);
+    };
+    out << '\n';
+    print_line("category", {"texts", "given", "precision", "recall", "F1"});
+    for (const auto& [label, tally] : assignments.categories) {
+        print_line(label,
+                   {grouped(tally.texts()), grouped(tally.given()), percent(tally.precision()),
+                    percent(tally.recall()), percent(tally.f1())});
+    }
+}
+
 }  // namespace
 
-void print_report(const Evaluation& evaluation, std::size_t confusion_count, std::ostream& out) {
+void print_report(const Evaluation& evaluation, const Report_options& options, std::ostream& out) {
     print_data(evaluation, out);
     print_quality(evaluation.metrics, out);
+    print_assignments(evaluation.assignments, out);
+    print_calibration(evaluation.calibration, out);
     print_cost(evaluation, out);
-    print_confusions(evaluation.metrics, confusion_count, out);
+    if (options.lists_categories) {
+        print_categories(evaluation.assignments, out);
+    }
+    print_confusions(evaluation.metrics, options.confusion_count, out);
+    if (evaluation.explanation) {
+        out << '\n';
+        print_explanation(*evaluation.explanation, out);
+    }
 }
 
 }  // namespace cli

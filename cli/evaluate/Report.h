@@ -9,9 +9,13 @@
 
 namespace cli {
 
-// Prints the figures with their units (1 MB is a million bytes) and at most `confusion_count` of
-// the confusions.
-void print_report(const Evaluation& evaluation, std::size_t confusion_count, std::ostream& out);
+struct Report_options {
+    std::size_t confusion_count = 10;  // at most
+    bool lists_categories = false;
+};
+
+// Prints the figures with their units (1 MB is a million bytes).
+void print_report(const Evaluation& evaluation, const Report_options& options, std::ostream& out);
 
 }  // namespace cli
 

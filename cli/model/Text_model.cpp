@@ -1,5 +1,8 @@
 #include "cli/model/Text_model.h"
 
+#include <set>
+#include <utility>
+
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -9,47 +12,102 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include "cli/model/Engine_settings.h"
+
 namespace cli {
 
-Text_model::Text_model(const Analysis_settings& analysis)
-    : m_analysis(make_text_analysis(analysis)) {
+Text_model::Text_model(const Model_options& options)
+    : m_analysis(make_text_analysis(options.analysis)),
+      m_manager(new zeManager),
+      m_chooses_profile_size(options.analysis.kind == Analysis_kind::kPhrases) {
     // Scores stay raw: training does not build likelihood tables.
-    m_manager.m_defaults.use_likelihood_in_train = false;
+    m_manager->m_defaults.use_likelihood_in_train = false;
+    if (options.settings != nullptr) {
+        options.settings->apply(m_manager);
+        m_chooses_profile_size = m_chooses_profile_size && !options.settings->has("ProfileSize");
+    }
 }
 
 void Text_model::train(const std::vector<Labelled_text>& texts) {
+    choose_profile_size(texts);
     zeStat_matcher& matcher = make_root();
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
-    view.add_all_msgs(&m_manager);
+    view.add_all_msgs(m_manager.get());
     matcher.train(view);
-    m_workflow = m_manager.GetWorkflow();
+    m_workflow = m_manager->GetWorkflow();
 }
 
-std::vector<Scored_label> Text_model::rank(std::string_view text, int wanted) {
+Ranking Text_model::rank(std::string_view text, int wanted) {
     zeMsg msg;
     msg.smls[0] = make_bag(text);
-    zeResult_set results(0.0, wanted);
-    m_workflow->classify(msg, results, true, false);
+    Ranking ranking;
+    for (const zeResult& result : classify(msg, wanted)) {
+        ranking.push_back({result.node->m_concept.view(), result.score});
+    }
+    return ranking;
+}
 
-    std::vector<Scored_label> labels;
-    results.eliminate_duplicated_results();
-    for (int i = 0; i < results.count(); ++i) {
-        const zeResult& result = results.get_result(i);
-        labels.push_back({std::string(result.node->m_concept.view()), result.score});
+Explanation Text_model::explain(std::string_view text) {
+    zeMsg msg;
+    msg.smls[0] = make_bag(text);
+    Explanation explanation;
+    explanation.text = text;
+    const std::vector<zeResult> best = classify(msg, 1);
+    if (best.empty()) {
+        return explanation;
+    }
+    explanation.label = best.front().node->m_concept.view();
+    explanation.score = best.front().score;
+    std::vector<zeStat_matcher::Concept_score> lines;
+    m_workflow->classify_concepts(msg, {best.front().node}, lines);
+    for (const zeStat_matcher::Concept_score& line : lines) {
+        explanation.concepts.push_back({std::string(line.m_concept.view()), line.m_score});
+    }
+    return explanation;
+}
+
+std::vector<std::string> Text_model::labels() const {
+    std::vector<std::string> labels;
+    if (m_manager->m_root != nullptr) {
+        for (const zeNode* const leaf : m_manager->m_root->m_children) {
+            labels.emplace_back(leaf->m_concept.view());
+        }
     }
     return labels;
 }
 
-std::size_t Text_model::label_count() const {
-    return m_manager.m_root == nullptr ? 0 : m_manager.m_root->m_children.size();
+// Best first.
+std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
+    zeResult_set results(0.0, wanted);
+    m_workflow->classify(msg, results, true, false);
+    results.eliminate_duplicated_results();
+    if (results.count() > 0) {
+        results.get_result(0);  // Sorts and cuts off what is not wanted.
+    }
+    return std::move(results.results);
+}
+
+void Text_model::choose_profile_size(const std::vector<Labelled_text>& texts) {
+    constexpr std::size_t kFewLabels = 30;
+    constexpr int kSizeForFewLabels = 10000;
+    constexpr int kSizeForManyLabels = 3000;
+    if (!m_chooses_profile_size) {
+        return;
+    }
+    std::set<std::string_view> labels;
+    for (const Labelled_text& text : texts) {
+        labels.insert(text.labels.begin(), text.labels.end());
+    }
+    m_manager->m_defaults.profile_size =
+        labels.size() <= kFewLabels ? kSizeForFewLabels : kSizeForManyLabels;
 }
 
 zeStat_matcher& Text_model::make_root() {
-    m_manager.m_root =
-        m_manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT, zeNode::NoScore, 0.0);
-    return dynamic_cast<zeStat_matcher&>(*m_manager.GetRootClassifier());
+    m_manager->m_root = m_manager->m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT,
+                                                             zeNode::NoScore, 0.0);
+    return dynamic_cast<zeStat_matcher&>(*m_manager->GetRootClassifier());
 }
 
 void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {

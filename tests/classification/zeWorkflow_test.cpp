@@ -362,13 +362,13 @@ TEST_F(zeWorkflowTest, CountsTheClassifiersThatItAsks) {
     root = tree.Root("root");
     tree.Inner(root, "inner", 0.5);
     tree.Leaf(root, "leaf", 0.5);
-    const int before = g_ClassifyCount;
+    const unsigned int before = g_ClassifyCount;
 
     Results(0.0, -1);
-    EXPECT_EQ(g_ClassifyCount - before, 2);
+    EXPECT_EQ(g_ClassifyCount - before, 2U);
 
     Results(0.75, -1);
-    EXPECT_EQ(g_ClassifyCount - before, 3);
+    EXPECT_EQ(g_ClassifyCount - before, 3U);
 }
 
 // NoScore.
@@ -405,7 +405,7 @@ TEST_F(zeWorkflowTest, ReturnsAtOnceIfNoResultIsWanted) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.5);
     zeResult_set results(0.0, 0);
-    const int before = g_ClassifyCount;
+    const unsigned int before = g_ClassifyCount;
 
     Classify(results);
 
@@ -433,6 +433,33 @@ TEST_F(zeWorkflowTest, EndsAsSoonAsEnoughResultsStand) {
     EXPECT_THAT(Results(0.0, 2), ElementsAre(Pair("root", 1.0), Pair("a", 0.75)));
 
     EXPECT_THAT(tree.Asked(), ElementsAre("root"));
+}
+
+TEST_F(zeWorkflowTest, TakesNoNoticeOfALimitThatIsSetMeanwhile) {
+    root = tree.Root("root");
+    tree.Inner(root, "a", 0.75);
+    tree.Inner(root, "b", 0.5);
+    zeResult_set results(0.0, -1);
+    tree.Classifier(root).on_classify = [&] { results.max_results = 1; };
+
+    Classify(results);
+
+    EXPECT_THAT(tree.Asked(), ElementsAre("a", "b"));  // the root's entry is replaced above
+    EXPECT_EQ(results.results.size(), 3U);
+}
+
+TEST_F(zeWorkflowTest, KeepsToALimitThatIsLiftedMeanwhile) {
+    root = tree.Root("root");
+    tree.NoScore(root);
+    tree.Inner(root, "a", 0.75);
+    tree.Inner(root, "b", 0.5);
+    zeResult_set results(0.0, 1);
+    tree.Classifier(root).on_classify = [&] { results.max_results = -1; };
+
+    Classify(results, true);
+
+    EXPECT_THAT(tree.Asked(), IsEmpty());
+    EXPECT_EQ(results.results.size(), 1U);
 }
 
 TEST_F(zeWorkflowTest, YieldsFewerThanWantedIfThereAreNoMore) {
@@ -619,7 +646,7 @@ TEST_F(zeWorkflowTest, PassesOnWhatAClassifierRaisesAndLetsTheTreeGo) {
     root = tree.Root("root");
     tree.Classifier(root).on_classify = [] { throw std::runtime_error("broken"); };
     zeResult_set results(0.0, -1);
-    const int before = g_ClassifyCount;
+    const unsigned int before = g_ClassifyCount;
 
     EXPECT_THROW(Classify(results), std::runtime_error);
 

@@ -115,6 +115,58 @@ TEST(LabelledTextTest, NamesFileAndLineOfBadLine) {
     }
 }
 
+// What reading leaves out, as "count first".
+std::string skipped_of(std::string_view data) {
+    std::istringstream input{std::string(data)};
+    Skipped_lines skipped;
+    read_labelled_texts(input, "data.tsv", &skipped);
+    return std::to_string(skipped.count) + " " + skipped.first;
+}
+
+TEST(LabelledTextTest, SkipsBadLinesIfAsked) {
+    std::istringstream input("bad\na\tone\n\tbad\nb\ttwo\na,\tbad\n");
+    Skipped_lines skipped;
+    const std::vector<Labelled_text> texts = read_labelled_texts(input, "data.tsv", &skipped);
+
+    ASSERT_EQ(texts.size(), 2U);
+    EXPECT_EQ(texts[0].text, "one");
+    EXPECT_EQ(texts[1].text, "two");
+}
+
+TEST(LabelledTextTest, CountsSkippedLinesAndKeepsTheFirst) {
+    EXPECT_EQ(skipped_of("a\tx\n\n\ty\nbad\nc\tz\n"), "2 data.tsv:3: empty label");
+    EXPECT_EQ(skipped_of("a\tx\n\n"), "0 ");
+}
+
+TEST(LabelledTextTest, AddsSkippedLinesOfSeveralFiles) {
+    Skipped_lines skipped;
+    for (const char* const name : {"one.tsv", "two.tsv"}) {
+        std::istringstream input("a\tx\nbad\n");
+        read_labelled_texts(input, name, &skipped);
+    }
+
+    EXPECT_EQ(skipped.count, 2U);
+    EXPECT_EQ(skipped.first, "one.tsv:2: no tab between label and text");
+}
+
+TEST(LabelledTextTest, SaysInOneLineWhatWasSkipped) {
+    const struct {
+        Skipped_lines skipped;
+        std::string_view expected;
+    } rows[] = {
+        {{0, ""}, ""},
+        {{1, "f:2: m"}, "zandrel: skipped 1 bad line, the first: f:2: m\n"},
+        {{12, "f:2: m"}, "zandrel: skipped 12 bad lines, the first: f:2: m\n"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.expected);
+        std::ostringstream out;
+        print_skipped(row.skipped, out);
+        EXPECT_EQ(out.str(), row.expected);
+    }
+}
+
 TEST(LabelledTextTest, NamesFileThatCannotBeRead) {
     const struct {
         std::string path;

@@ -48,7 +48,7 @@ TEST(MetricsTest, AveragesF1OverLabelsOfTheTexts) {
 
     // F1 of a 4/5, of b 2/5, of c 0.
     EXPECT_EQ(metrics.labels, 3U);
-    EXPECT_DOUBLE_EQ(metrics.macro_f1, 0.4);
+    EXPECT_DOUBLE_EQ(metrics.macro_f1_top, 0.4);
 }
 
 TEST(MetricsTest, GivesAllRightTheValueOne) {
@@ -57,7 +57,7 @@ TEST(MetricsTest, GivesAllRightTheValueOne) {
     counter.add({"b"}, "b");
 
     EXPECT_EQ(counter.metrics().accuracy, 1.0);
-    EXPECT_EQ(counter.metrics().macro_f1, 1.0);
+    EXPECT_EQ(counter.metrics().macro_f1_top, 1.0);
     EXPECT_THAT(counter.metrics().confusions, IsEmpty());
 }
 
@@ -65,7 +65,7 @@ TEST(MetricsTest, GivesNoTextsTheValueZero) {
     const Metrics metrics = Metrics_counter().metrics();
 
     EXPECT_EQ(metrics.accuracy, 0.0);
-    EXPECT_EQ(metrics.macro_f1, 0.0);
+    EXPECT_EQ(metrics.macro_f1_top, 0.0);
 }
 
 TEST(MetricsTest, ListsConfusionsWorstFirstThenByText) {

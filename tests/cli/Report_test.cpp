@@ -11,6 +11,7 @@ namespace cli {
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -23,15 +24,21 @@ Evaluation example() {
     evaluation.metrics.correct = 6226;
     evaluation.metrics.labels = 19;
     evaluation.metrics.accuracy = 0.82661;
-    evaluation.metrics.macro_f1 = 0.8;
+    evaluation.metrics.macro_f1_top = 0.8;
     evaluation.metrics.confusions = {{"politics", "sport", 1082}, {"caf\u00E9,bar", "", 7}};
+    evaluation.assignments = {0.5,
+                              {0.875, 0.75, 0.807692},
+                              {0.5, 0.25, 1.0},
+                              {{"caf\u00E9", {3, 1, 9}}, {"a long name of a label", {5000, 0, 0}}}};
+    evaluation.calibration = {0.03125, 0.00126, 1.5};
     evaluation.peak_memory_bytes = 112700000;
     return evaluation;
 }
 
-std::string report_of(const Evaluation& evaluation, std::size_t confusion_count) {
+std::string report_of(const Evaluation& evaluation, std::size_t confusion_count,
+                      bool lists_categories = false) {
     std::ostringstream out;
-    print_report(evaluation, confusion_count, out);
+    print_report(evaluation, {confusion_count, lists_categories}, out);
     return out.str();
 }
 
@@ -43,6 +50,13 @@ TEST(ReportTest, AlignsFiguresAndNamesUnits) {
               "\n"
               "accuracy           82.66 %  (6,226 of 7,532 texts)\n"
               "macro F1           80.00 %\n"
+              "\n"
+              "score >= 0.50    precision      recall          F1\n"
+              "micro average      87.50 %     75.00 %     80.77 %\n"
+              "macro average      50.00 %     25.00 %    100.00 %\n"
+              "\n"
+              "               ECE of best  ECE of all Brier score\n"
+              "calibration         0.0312      0.0013      1.5000\n"
               "\n"
               "                  CPU time  of it text     texts/s        MB/s\n"
               "training            2.00 s      0.50 s       5,657        10.6\n"
@@ -68,6 +82,32 @@ TEST(ReportTest, ListsAsManyConfusionsAsWanted) {
 
     EXPECT_THAT(report, HasSubstr("  1,082  politics -> sport\n"));
     EXPECT_THAT(report, Not(HasSubstr("caf\u00E9")));
+}
+
+TEST(ReportTest, ListsCategoriesIfWanted) {
+    EXPECT_THAT(report_of(example(), 10), Not(HasSubstr("category")));
+    EXPECT_THAT(
+        report_of(example(), 10, true),
+        HasSubstr("\n"
+                  "category                     texts       given   precision      recall"
+                  "          F1\n"
+                  "caf\u00E9                             4          12     25.00 %     75.00 %"
+                  "     37.50 %\n"
+                  "a long name of a label       5,000       5,000    100.00 %    100.00 %"
+                  "    100.00 %\n"
+                  "\n"
+                  "worst confusions"));
+}
+
+TEST(ReportTest, EndsWithExplanationIfThereIsOne) {
+    Evaluation evaluation = example();
+    evaluation.explanation = Explanation{"A goal", "sport", 0.75, {{"goal", 0.25}}};
+
+    EXPECT_THAT(report_of(evaluation, 10), EndsWith("(no result)\n"
+                                                    "\n"
+                                                    "A goal\n"
+                                                    "  0.750  sport\n"
+                                                    "    +0.2500  goal\n"));
 }
 
 TEST(ReportTest, LeavesOutConfusionsWhereThereIsNone) {

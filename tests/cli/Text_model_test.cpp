@@ -1,5 +1,6 @@
 #include "cli/model/Text_model.h"
 
+#include <cmath>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -27,12 +28,22 @@ std::vector<Labelled_text> ten_of_each() {
     return texts;
 }
 
-std::vector<std::string> labels_of(const std::vector<Scored_label>& ranking) {
+std::vector<std::string> labels_of(const Ranking& ranking) {
     std::vector<std::string> labels;
     for (const Scored_label& label : ranking) {
-        labels.push_back(label.label);
+        labels.emplace_back(label.label);
     }
     return labels;
+}
+
+// What a concept adds; NaN if the explanation has no line for it.
+double effect_of(const Explanation& explanation, const std::string& concept_text) {
+    for (const Concept_effect& effect : explanation.concepts) {
+        if (effect.concept_text == concept_text) {
+            return effect.adds;
+        }
+    }
+    return std::nan("");
 }
 
 TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
@@ -48,7 +59,7 @@ TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
     Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
 
-    const std::vector<Scored_label> ranking = model.rank("bread and goal", 3);
+    const Ranking ranking = model.rank("bread and goal", 3);
 
     EXPECT_THAT(labels_of(ranking), UnorderedElementsAre("sport", "food", "travel"));
     for (std::size_t i = 0; i < ranking.size(); ++i) {
@@ -65,6 +76,69 @@ TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
     EXPECT_EQ(model.rank("bread", 100).size(), 3U);
 }
 
+TEST(TextModelTest, GivesAllLabelsForNegativeNumber) {
+    Text_model model({Analysis_kind::kWords});
+    model.train(ten_of_each());
+
+    EXPECT_THAT(labels_of(model.rank("bread", -1)),
+                UnorderedElementsAre("sport", "food", "travel"));
+}
+
+// In a text of four words the place of one is taken by a word that nobody learned: the text is as
+// long as before, and the word counts nothing.
+TEST(TextModelTest, ExplainsWhatEachWordAddsToTheBestScore) {
+    Text_model model({Analysis_kind::kWhitespace});
+    model.train(ten_of_each());
+    const std::string words[] = {"goal", "bread", "match", "the"};
+    const Ranking best = model.rank("goal bread match the", 1);
+
+    const Explanation explanation = model.explain("goal bread match the");
+
+    EXPECT_EQ(explanation.text, "goal bread match the");
+    EXPECT_EQ(explanation.label, "sport");
+    EXPECT_EQ(explanation.score, best.front().score);
+    ASSERT_EQ(explanation.concepts.size(), 4U);
+    for (const std::string& word : words) {
+        SCOPED_TRACE(word);
+        std::string rest = "unknown";
+        for (const std::string& other : words) {
+            rest += other == word ? "" : " " + other;
+        }
+        double rest_score = 0.0;
+        for (const Scored_label& entry : model.rank(rest, -1)) {
+            rest_score = entry.label == "sport" ? entry.score : rest_score;
+        }
+        EXPECT_NEAR(effect_of(explanation, word), explanation.score - rest_score, 1e-12);
+    }
+    EXPECT_GT(effect_of(explanation, "goal"), 0.0);
+    EXPECT_LT(effect_of(explanation, "bread"), 0.0);
+}
+
+TEST(TextModelTest, OrdersExplanationByGreatestEffect) {
+    Text_model model({Analysis_kind::kWhitespace});
+    model.train(ten_of_each());
+
+    const Explanation explanation = model.explain("goal bread match unknown the");
+
+    for (std::size_t i = 1; i < explanation.concepts.size(); ++i) {
+        EXPECT_GE(std::abs(explanation.concepts[i - 1].adds),
+                  std::abs(explanation.concepts[i].adds));
+    }
+    EXPECT_EQ(effect_of(explanation, "unknown"), 0.0);
+}
+
+TEST(TextModelTest, HasNothingToExplainWithoutResult) {
+    Text_model model({Analysis_kind::kWords});
+    model.train(ten_of_each());
+
+    const Explanation explanation = model.explain(":-)");
+
+    EXPECT_EQ(explanation.text, ":-)");
+    EXPECT_EQ(explanation.label, "");
+    EXPECT_EQ(explanation.score, 0.0);
+    EXPECT_THAT(explanation.concepts, IsEmpty());
+}
+
 TEST(TextModelTest, HasNoResultForTextWithoutWord) {
     Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
@@ -73,12 +147,12 @@ TEST(TextModelTest, HasNoResultForTextWithoutWord) {
     EXPECT_THAT(model.rank(":-)", 3), IsEmpty());
 }
 
-TEST(TextModelTest, CountsDifferentLabels) {
+TEST(TextModelTest, ListsDifferentLabels) {
     Text_model model({Analysis_kind::kWords});
 
-    EXPECT_EQ(model.label_count(), 0U);
+    EXPECT_THAT(model.labels(), IsEmpty());
     model.train(ten_of_each());
-    EXPECT_EQ(model.label_count(), 3U);
+    EXPECT_THAT(model.labels(), UnorderedElementsAre("sport", "food", "travel"));
 }
 
 TEST(TextModelTest, UsesTheAnalysisThatItIsMadeWith) {

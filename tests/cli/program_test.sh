@@ -33,6 +33,7 @@ printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 printf 'sport\tgoal\r\nfood\tCheese!\r\n\r\nsport,travel\tbread' >test.tsv
 printf 'sport\tgoal\nno tab\n' >bad.tsv
 printf '\n\n' >empty.tsv
+printf 'no tab\n\tno label\n' >worse.tsv
 
 expect 0 evaluate --train train.tsv --test test.tsv --analysis words
 prints out '66.67 %  (2 of 3 texts)'
@@ -43,6 +44,22 @@ expect 0 evaluate --train train.tsv --test test.tsv --confusions 0
 expect 0 evaluate --train train.tsv --test test.tsv --analysis whitespace
 # `Cheese!` is an unknown word now.
 ! grep -qF '66.67 %  (2 of 3' out || fail "$command: analysed words"
+
+expect 0 evaluate --train train.tsv --test test.tsv --per-category --threshold 0.25
+prints out 'score >= 0.25    precision'
+prints out 'category             texts       given   precision'
+prints out 'travel                   1           0      0.00 %'
+expect 0 evaluate --train train.tsv --test test.tsv --analysis words --explain 'A goal'
+[[ $(tail -n 4 out | sed 's/[01]\.[0-9]*/N/' | tr '\n' '|') == 'A goal|  N  sport|    +N  goal|    +N  a|' ]] ||
+    fail "$command: wrong explanation"
+
+expect 0 evaluate --train train.tsv --test test.tsv --json --confusions 1 --explain goal
+is_silent err
+for line in '  "macro_f1_top": 0.' '  "ece_pairs": 0.' '  "skipped_lines": 0,' \
+    '      "expected": "sport,travel",' '    "category": "sport",'; do
+    prints out "$line"
+done
+[[ $(head -n 1 out) == '{' && $(tail -n 1 out) == '}' ]] || fail "$command: no JSON object"
 
 expect 0 classify --train train.tsv --top 1 'A goal'
 prints out 'A goal'
@@ -64,6 +81,40 @@ for analysis in phrases words; do
     expect 0 classify --train train.tsv --top 1 --analysis $analysis --stem english breads
     prints out 'food'
 done
+expect 0 classify --train train.tsv --explain 'goal'
+[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  sport|    +N  goal|' ]] ||
+    fail "$command: wrong explanation"
+expect 0 classify --train train.tsv --json --explain 'goal'
+prints out '  "text": "goal",'
+prints out '      "concept": "goal",'
+expect 0 classify --train train.tsv --json --top 1 'goal' $'\xff'
+[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == \
+    '{"text":"goal","categories":[{"category":"sport","score":N}]}|{"text":"'$'\xef\xbf\xbd''","categories":[]}|' ]] ||
+    fail "$command: wrong JSON"
+
+# Settings of the engine: a profile without features leaves no result but that of nothing known.
+printf 'ProfileSize = 0  # nothing is kept\n' >small.options
+printf '# switches\nPositiveMethod = 1\n' >positive.options
+printf 'ProfileSize = 5\n\nProfileSice = 7\n' >misspelt.options
+printf 'ClipValue = 2.5\n' >fraction.options
+expect 0 classify --train train.tsv --top 1 --set ProfileSize=5 --set ClipValue=0 goal
+prints out 'sport'
+expect 0 classify --train train.tsv --top 1 --options positive.options goal
+prints out 'sport'
+expect 0 classify --train train.tsv --top 1 --options small.options --set ProfileSize=5 goal
+prints out 'sport'
+expect 65 classify --train train.tsv --options misspelt.options goal
+prints err 'misspelt.options:3: unknown setting "ProfileSice"'
+expect 65 classify --train train.tsv --options fraction.options goal
+prints err 'fraction.options:1: bad value for ClipValue: "2.5" is not an integer'
+expect 66 classify --train train.tsv --options absent.options goal
+prints err 'absent.options'
+expect 64 classify --train train.tsv --set ProfileSice=7 goal
+prints err 'unknown setting "ProfileSice"'
+expect 64 classify --train train.tsv --set MinPsSize=many goal
+prints err 'bad value for MinPsSize: "many" is not an integer'
+expect 64 classify --train train.tsv --set PositiveMethod=1 goal
+prints err 'from an options file alone'
 
 expect 0 --version
 prints out 'zandrel 1.'
@@ -76,7 +127,13 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'classify --train train.tsv --stem klingon text' \
     'classify --train train.tsv --stem english --analysis whitespace text' \
     'evaluate --train train.tsv --test test.tsv --confusions -1' \
-    'evaluate --train train.tsv --test test.tsv more' 'classify --train train.tsv --top 0'; do
+    'evaluate --train train.tsv --test test.tsv more' 'classify --train train.tsv --top 0' \
+    'evaluate --train train.tsv --test test.tsv --threshold 1.1' \
+    'evaluate --train train.tsv --test test.tsv --threshold -0.1' \
+    'evaluate --train train.tsv --test test.tsv --threshold nan' \
+    'evaluate --train train.tsv --test test.tsv --threshold half' \
+    'evaluate --train train.tsv --test test.tsv --explain' \
+    'classify --train train.tsv --explain goal bread' 'classify --train train.tsv --per-category'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 64 $arguments
     is_silent out
@@ -95,6 +152,22 @@ prints err 'bad.tsv:2: '
 expect 65 evaluate --train empty.tsv --test test.tsv
 prints err 'empty.tsv: no data line'
 expect 65 classify --train bad.tsv text
+
+expect 0 evaluate --train bad.tsv --test test.tsv --skip-bad
+[[ $(<err) == 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text' ]] ||
+    fail "$command: wrong message"
+expect 0 evaluate --train bad.tsv --test bad.tsv --skip-bad --json
+prints out '"skipped_lines": 2,'
+prints err 'skipped 2 bad lines, the first: bad.tsv:2: '
+expect 0 classify --train bad.tsv --skip-bad goal
+prints out 'sport'
+prints err 'skipped 1 bad line'
+expect 65 evaluate --train train.tsv --test worse.tsv --skip-bad
+prints err 'worse.tsv: no good data line'
+is_silent out
+expect 65 evaluate --train empty.tsv --test test.tsv --skip-bad
+prints err 'empty.tsv: no data line'
+expect 66 evaluate --train absent.tsv --test test.tsv --skip-bad
 
 expect 66 evaluate --train absent.tsv --test test.tsv
 prints err 'zandrel: cannot read absent.tsv: No such file or directory'

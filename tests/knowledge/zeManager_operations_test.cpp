@@ -13,6 +13,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_classifier.h"
+#include "tests/support/known_to_storage.h"
 
 namespace {
 
@@ -142,9 +143,11 @@ TEST_F(zeManagerOperationsTest, DelClassifierMakesALeafAndFreesBothObjects) {
     manager.AddClassifier(node, ZE_STAT);
     zeNode* const child = Leaf("child");
     node->add_child(child);
+    const Known_to_storage_alone known(*node);
 
     manager.DelClassifier(node);
 
+    EXPECT_TRUE(known.is_gone());
     EXPECT_THAT(manager.m_objects, IsEmpty());
     EXPECT_EQ(node->m_classifier, nullptr);
     EXPECT_EQ(node->m_classifier_id, 0U);

@@ -18,6 +18,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_classifier.h"
+#include "tests/support/known_to_storage.h"
 
 namespace {
 
@@ -104,9 +105,9 @@ TEST(zeManagerTest, UnregisterObjectLeavesTheObject) {
 }
 
 TEST(zeManagerTest, ReleaseOfAnObjectDeletesThatObjectAlone) {
-    zeManager manager;
     int released_count = 0;
     int other_count = 0;
+    zeManager manager;
     zeBase* const released = add_counted_object(manager, released_count);
     zeBase* const other = add_counted_object(manager, other_count);
 
@@ -127,15 +128,17 @@ TEST(zeManagerTest, ReleaseOfAnObjectDoesNotFreeItsId) {
     manager.m_objects.clear();  // the object of the line above is gone already
 }
 
-TEST(zeManagerTest, ReleaseOfAMatcherRemovesItsStorageToo) {
+TEST(zeManagerTest, ReleaseOfAMatcherDeletesItsStorageToo) {
     zeManager manager;
     zeNode* const node = add_node(manager, "root");
     zeClassifier* const matcher = manager.AddClassifier(node, ZE_STAT);
     zeBase* const other = new FakeClassifier(&manager, nullptr);
     ASSERT_EQ(manager.m_objects.size(), 3U);
+    const Known_to_storage_alone known(*node);
 
     manager.Release(matcher);
 
+    EXPECT_TRUE(known.is_gone());
     ASSERT_EQ(manager.m_objects.size(), 1U);
     EXPECT_EQ(manager.m_objects.begin()->second, other);
 }
@@ -191,6 +194,8 @@ TEST(zeManagerTest, ReleaseKeepsSettingsVersionAndFlags) {
     manager.m_modified = false;
     manager.m_compact = true;
     manager.m_compat55 = true;
+    Progress progress(false);
+    manager.m_progress = &progress;
 
     manager.Release();
 
@@ -199,6 +204,7 @@ TEST(zeManagerTest, ReleaseKeepsSettingsVersionAndFlags) {
     EXPECT_FALSE(manager.m_modified);
     EXPECT_TRUE(manager.m_compact);
     EXPECT_TRUE(manager.m_compat55);
+    EXPECT_EQ(manager.m_progress, &progress);
 }
 
 TEST(zeManagerTest, ReleaseTwiceDoesNoHarm) {

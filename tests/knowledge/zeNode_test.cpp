@@ -222,6 +222,25 @@ TEST_F(zeNodeTest, GetSubtreeClassifiersAddsNothingForLeaves) {
     EXPECT_THAT(nodes, IsEmpty());
 }
 
+TEST_F(zeNodeTest, GetSubtreeWalksFromAConstNode) {
+    const zeNode& start = parent;
+    Node_set nodes;
+
+    start.get_subtree(nodes);
+
+    EXPECT_THAT(nodes, UnorderedElementsAre(&parent, &a, &b, &c));
+}
+
+TEST_F(zeNodeTest, GetSubtreeClassifiersWalksFromAConstNode) {
+    const zeNode& start = parent;
+    b.m_classifier_id = 7;
+    Node_set nodes;
+
+    start.get_subtree_classifiers(nodes);
+
+    EXPECT_THAT(nodes, UnorderedElementsAre(&b));
+}
+
 TEST_F(zeNodeTest, IdentityOfALeafIsThatOfItsConcept) {
     const zeNode first(term("sport"));
     const zeNode second(term("sport"));

@@ -14,6 +14,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_classifier.h"
+#include "tests/support/known_to_storage.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -177,6 +178,12 @@ TEST_F(zePhysicalTreeTest, GetLeafNodesYieldsTheLeavesInTheOrderOfAdding) {
     zeNode* const second = Leaf("a");
 
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(first, second));
+}
+
+TEST_F(zePhysicalTreeTest, AddFinderReservesRoomForExactlyOneLeaf) {
+    Leaf("a");
+
+    EXPECT_EQ(tree.GetLeafNodes(term("a")).capacity(), 1U);
 }
 
 TEST_F(zePhysicalTreeTest, AddFinderTakesANodeTwice) {
@@ -486,9 +493,11 @@ TEST_F(zePhysicalTreeTest, ReleaseClassifierDoesNothingWithoutOne) {
 TEST_F(zePhysicalTreeTest, ReleaseClassifierOfAMatcherDropsItsStorageToo) {
     zeNode* const node = tree.MakeNode(term("a"), ZE_STAT, 0, 0.0);
     ASSERT_EQ(manager.m_objects.size(), 2U);
+    const Known_to_storage_alone known(*node);
 
     tree.release_classifier(node, nullptr);
 
+    EXPECT_TRUE(known.is_gone());
     EXPECT_THAT(manager.m_objects, IsEmpty());
 }
 
@@ -516,6 +525,17 @@ TEST_F(zePhysicalTreeTest, DeleteClassifierMakesALeafWithoutChildren) {
         EXPECT_EQ(child->m_parent, nullptr);
         EXPECT_EQ(tree.GetNode(child->m_node_id), child);
     }
+}
+
+TEST_F(zePhysicalTreeTest, DeleteClassifierOfAMatcherDeletesItsStorageToo) {
+    zeNode* const node = tree.MakeNode(term("a"), ZE_STAT, 0, 0.0);
+    ASSERT_EQ(manager.m_objects.size(), 2U);
+    const Known_to_storage_alone known(*node);
+
+    tree.delete_classifier(node);
+
+    EXPECT_TRUE(known.is_gone());
+    EXPECT_THAT(manager.m_objects, IsEmpty());
 }
 
 TEST_F(zePhysicalTreeTest, DeleteClassifierDoesNothingWithoutOne) {

@@ -51,6 +51,9 @@ public:
 
     bool is_cat_blocked(zeNode* const& child, zeMsg& /*msg*/) override {
         asked_children.push_back(child);
+        if (on_blocked) {
+            on_blocked();
+        }
         return blocked_children.count(child) != 0;
     }
 
@@ -72,6 +75,7 @@ public:
     std::vector<Call> calls;
     std::vector<zeNode*> asked_children;  // by `is_cat_blocked`, in the order of asking
     std::function<void()> on_classify;    // runs in each `classify`, before the answers
+    std::function<void()> on_blocked;     // runs in each `is_cat_blocked`, before the answer
     int* destroyed_count = nullptr;       // BORROWS: counts destructions, if set
 
 private:

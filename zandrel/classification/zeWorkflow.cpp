@@ -9,7 +9,7 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 
-int g_ClassifyCount = 0;
+unsigned int g_ClassifyCount = 0;
 
 namespace {
 

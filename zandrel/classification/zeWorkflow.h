@@ -42,6 +42,11 @@ public:
     // replaces `concept_scores` by one line for each concept, the greatest effect first. A line
     // below 0 speaks against the nodes. Without a bag nothing happens; where no path meets a
     // statistical classifier the result is empty. A node without a parent counts as score 0.
+    // REQUIRES: nodes that are not null.
+    // RAISES: what loading a classifier raises; the assertions "stat_matcher" for a statistical
+    // node without its classifier, "!m_storage->end(iprofile)" for a child that its classifier does
+    // not know, and "concept_scores[i].size() == result_concept_scores.size()" if the message
+    // changes meanwhile. `concept_scores` is then unspecified.
     // COST: one explanation by each statistical classifier on each node's way to the root.
     void classify_concepts(zeMsg& msg, const std::vector<zeNode*>& nodes,
                            std::vector<zeStat_matcher::Concept_score>& concept_scores);
@@ -61,6 +66,6 @@ ZANDREL_EXPORT bool greater_concept_scores(const zeStat_matcher::Concept_score& 
                                            const zeStat_matcher::Concept_score& right);
 
 // How many classifiers all walks of the process have asked, for diagnosis. Never reset here.
-extern ZANDREL_EXPORT int g_ClassifyCount;
+extern ZANDREL_EXPORT unsigned int g_ClassifyCount;
 
 #endif  // ZANDREL_CLASSIFICATION_ZEWORKFLOW_H_

@@ -30,17 +30,19 @@ zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
     return classifier;
 }
 
+// An object enters the registry before it is whole. If its construction fails, the language
+// destroys it and the registry must not keep it; what was completed before it goes the usual way.
 zeClassifier* zeManager::make_statistical_classifier(zeNode* node) {
-    auto* const storage = new zeStat_storage(this, m_defaults);
+    const unsigned int last_id_before = m_last_object_id;
+    zeStat_storage* storage = nullptr;
     try {
+        storage = new zeStat_storage(this, m_defaults);
         return new zeStat_matcher(this, node, *storage, true);
     } catch (...) {
-        // The registry must not keep what is gone: the matcher under the last id, if it got so
-        // far, and the storage.
-        if (m_last_object_id != storage->m_id) {
-            m_objects.erase(m_last_object_id);
+        delete storage;
+        for (unsigned int id = m_last_object_id; id > last_id_before; --id) {
+            m_objects.erase(id);
         }
-        Release(storage);
         throw;
     }
 }

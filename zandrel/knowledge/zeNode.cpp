@@ -40,18 +40,20 @@ void zeNode::remove_all_children() {
     m_children.clear();
 }
 
-void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) {
-    nodes.insert(this);
-    for (zeNode* child : m_children) {
+// A walk changes no node, but what it gathers is there to be changed: nodes themselves are never
+// const, since the tree's table holds them.
+void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const {
+    nodes.insert(const_cast<zeNode*>(this));
+    for (const zeNode* child : m_children) {
         child->get_subtree(nodes);
     }
 }
 
-void zeNode::get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) {
+void zeNode::get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const {
     if (m_classifier_id != 0) {
-        nodes.insert(this);
+        nodes.insert(const_cast<zeNode*>(this));
     }
-    for (zeNode* child : m_children) {
+    for (const zeNode* child : m_children) {
         child->get_subtree_classifiers(nodes);
     }
 }

@@ -32,9 +32,9 @@ struct ZANDREL_EXPORT zeNode {
     void remove_all_children();
 
     // Adds this node and all below it to `nodes`.
-    void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes);
+    void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const;
     // The same walk, adding only nodes that have a classifier, in memory or not.
-    void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes);
+    void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const;
 
     // What makes two nodes one result: the concept for a leaf, the node itself for any other, so
     // that one category counts once wherever it stands in the tree.

@@ -52,11 +52,15 @@ zeNode* zePhysicalTree::MakeNode(const Concept& name, unsigned int type, unsigne
 }
 
 void zePhysicalTree::AddFinder(zeNode* node) {
-    std::vector<zeNode*>& leaves = m_finder[node->m_concept];
-    if (leaves.empty()) {
-        leaves.reserve(1);  // the usual single entry then costs one word
+    const auto entry = m_finder.find(node->m_concept);
+    if (entry != m_finder.end()) {
+        entry->second.push_back(node);
+        return;
     }
+    std::vector<zeNode*> leaves;
+    leaves.reserve(1);  // the usual single entry then costs one word
     leaves.push_back(node);
+    m_finder.emplace(node->m_concept, std::move(leaves));
 }
 
 void zePhysicalTree::DelFinder(zeNode* node) {
@@ -163,13 +167,17 @@ zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
     made.m_classifier_id = 0;
     made.m_classifier = nullptr;
     made.m_parent = new_parent;
+    // Children are linked as they are copied, so that a copy that fails on the way never points at
+    // the source's.
+    made.m_children.clear();
+    made.m_children.reserve(source->m_children.size());
     zeNode* const copy = &m_nodes.insert_or_assign(m_last_node_id, std::move(made)).first->second;
     if (copy->m_classifier_type == ZE_LEAF) {
         AddFinder(copy);
     }
     mapping[source] = copy;
-    for (zeNode*& child : copy->m_children) {
-        child = CopySubTree(child, copy, mapping);
+    for (zeNode* child : source->m_children) {
+        copy->m_children.push_back(CopySubTree(child, copy, mapping));
     }
     return copy;
 }

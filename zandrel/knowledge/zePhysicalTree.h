@@ -66,7 +66,8 @@ public:
     // REQUIRES: it is unlinked from its parent and its classifier is dealt with.
     void DeleteCat(zeNode* node);
     // Copies a subtree, which may be another tree's, under new ids and without classifiers;
-    // records each copy in `mapping` and returns that of `source`.
+    // records each copy in `mapping` and returns that of `source`. If memory runs out, the nodes
+    // copied so far stay, linked among themselves.
     zeNode* CopySubTree(zeNode* source, zeNode* new_parent, std::map<zeNode*, zeNode*>& mapping);
     // Forgets all nodes and starts ids anew. Classifiers are not touched.
     void Clear();

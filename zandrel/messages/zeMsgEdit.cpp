@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr unsigned int kGreatestType = 99;
+
 using Converter = mlMessageConverter;
 
 constexpr char kElementSeparator = ';';
@@ -73,7 +75,8 @@ void zeMsgEdit::GetTypes(std::map<Concept, mlMessageConverter::NvpType>& types) 
 
 void zeMsgEdit::Set(const Concept& name, const std::vector<qtString>& values,
                     mlMessageConverter::NvpType type) {
-    if (type < Converter::kString || type == Converter::kPackedList) {
+    // A type above 99 has no text form of two digits, so no list could keep it.
+    if (type < Converter::kString || type == Converter::kPackedList || type > kGreatestType) {
         throw qtXbase("Invalid nvp type");
     }
     if (values.empty()) {

@@ -41,8 +41,8 @@ public:
     void GetTypes(std::map<Concept, mlMessageConverter::NvpType>& types) const;
     // Adds a pair or replaces the one of this name. One value is stored with the type as given;
     // several make a packed list whose elements have that type.
-    // RAISES: qtXbase "Invalid nvp type" for a type below 2 and for 14, since a packed list is had
-    // by giving several values; "Missing nvp value" without a value.
+    // RAISES: qtXbase "Invalid nvp type" for a type below 2 or above 99 and for 14, since a packed
+    // list is had by giving several values; "Missing nvp value" without a value.
     void Set(const Concept& name, const std::vector<qtString>& values,
              mlMessageConverter::NvpType type);
     // Marks the pair as deleted. Returns whether there was one.

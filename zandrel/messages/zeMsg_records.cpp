@@ -14,11 +14,11 @@ void dump_pair(const zeMsg::Nvp& pair, Hio<Generic32>& io) {
 }
 
 void load_pair(zeMsg::Nvp& pair, Hio<Generic32>& io) {
+    pair.canonical.reset();  // first, so that no old form outlives its value if reading breaks off
     io >> pair.name;
     const auto type = static_cast<unsigned char>(io.ReadByte());
     pair.type = static_cast<mlMessageConverter::NvpType>(type);
     io >> pair.value;
-    pair.canonical.reset();
 }
 
 }  // namespace

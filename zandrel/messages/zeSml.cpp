@@ -1,6 +1,7 @@
 #include "zandrel/messages/zeSml.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "zandrel/foundation/qtX.h"
 
@@ -11,6 +12,8 @@ zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
 zeSml::zeSml(const zeSml_feeder& feeder, double clip_value) : zeSml(clip_value) {
     feed(feeder);
 }
+
+zeSml::zeSml(const zeSml& source) : zeSml(source, 0.0) {}
 
 zeSml::zeSml(const zeSml& source, double clip_value)
     : m_total_weight(source.m_total_weight), m_clip_value(source.m_clip_value) {
@@ -112,9 +115,10 @@ void zeSml::Load(Hio<Generic32>& io) {
     const unsigned int count = io.ReadCount(kLeastEntrySize);
     m_concepts.reserve(m_concepts.size() + count);
     for (unsigned int i = 0; i < count; ++i) {
-        Concept_info& entry = m_concepts.emplace_back();
+        Concept_info entry;
         entry.m_concept = ReadConcept(io);
         io >> entry.m_weight;
+        m_concepts.push_back(std::move(entry));
     }
     m_is_new = false;
 }

@@ -44,6 +44,10 @@ public:
     // loosens one, and 0 tightens nothing.
     zeSml(const zeSml& source, double clip_value);
 
+    // The copy under the source's own ceiling: new, as every bag that was just made.
+    zeSml(const zeSml& source);
+    zeSml& operator=(const zeSml& source) = default;
+
     // RAISES: qtX<zeSml> 0 "Invalid clipping value" for a negative value.
     static void check_clipping_value(double clip_value);
     // `weight` held under this bag's ceiling.

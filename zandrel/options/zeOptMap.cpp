@@ -18,6 +18,9 @@ constexpr std::string_view kEndsOfValue = "#\t\r\n";
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 bool write_file(const qtString& path, const qtString& text) {
+    if (path.view().find('\0') != std::string_view::npos) {
+        return false;  // The C library would write the file of the path's beginning.
+    }
     File file(std::fopen(path.c_str(), "wb"), std::fclose);
     if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size()) {
         return false;

@@ -24,7 +24,7 @@ using Table = std::array<double, Zandrel::LIKELIHOOD_SIZE>;
 // (i + 0.5) / 30: from the origin to the first centre, and flat behind the last.
 double table_value(const Table& table, double score) {
     const double position = score * kBins - 0.5;
-    if (position < 0.0) {
+    if (!(position >= 0.0)) {  // a score that is no number stays none
         return 2 * table[0] * score * kBins;
     }
     const double bin = std::floor(position);
@@ -89,10 +89,24 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
     const qtPtrLight<zeSml> view = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
     results.results.reserve(m_node == nullptr ? 0 : m_node->m_children.size());
     classify_sml(*view);
+    try {
+        add_scores(*view, results, node_score, use_thresholds);
+    } catch (...) {
+        // What is left in an accumulator would count for the next message.
+        for (const auto& profile : m_storage->m_profiles) {
+            profile->m_match_value = 0.0;
+        }
+        throw;
+    }
+}
+
+void zeStat_matcher::add_scores(zeSml& view, zeResult_set& results, double node_score,
+                                bool use_thresholds) {
     for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
-        const double score = adjust_match_value(*view, iprofile);
+        const double score = adjust_match_value(view, iprofile);
         zeNode* const category = m_storage->profile(iprofile).m_node;
-        if (use_thresholds && node_score * score < category->m_threshold) {
+        // A profile whose node was lost in a replacement is nobody's result.
+        if (category == nullptr || (use_thresholds && node_score * score < category->m_threshold)) {
             continue;
         }
         if (results.accepts(score)) {

@@ -94,6 +94,7 @@ public:
 private:
     bool is_below_activation(const zeStat_storage::Profile& profile) const;
     const float* find_weight(const Concept& wanted, int iprofile) const;
+    void add_scores(zeSml& view, zeResult_set& results, double node_score, bool use_thresholds);
     void select_if_needed(zeStat_storage& storage);
 };
 

@@ -85,8 +85,13 @@ int zeStat_storage::get_or_add_profile(zeNode* const& node, bool& added) {
     made->m_node = node;
     made->m_Ps.rehash(kInitialBuckets);
     m_profiles.push_back(std::move(made));
-    m_profile_index[node] = iprofile;
-    clear_profile(iprofile);
+    try {
+        clear_profile(iprofile);
+        m_profile_index[node] = iprofile;
+    } catch (...) {
+        m_profiles.pop_back();
+        throw;
+    }
     added = true;
     return iprofile;
 }
@@ -157,7 +162,10 @@ void zeStat_storage::clear_likelihood(const int& iprofile) {
 }
 
 void zeStat_storage::delete_profile(int& iprofile) {
-    m_profile_index.erase(profile(iprofile).m_node);
+    // Where several profiles have lost their node, one index entry stands for all of them.
+    if (get_profile(profile(iprofile).m_node) == iprofile) {
+        m_profile_index.erase(profile(iprofile).m_node);
+    }
     const auto deleted = m_profiles.begin() + iprofile;
     if (iprofile != profile_count() - 1) {
         *deleted = std::move(m_profiles.back());
@@ -238,22 +246,30 @@ void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
         return;
     }
     const std::size_t old_size = fine_bin_count();
-    m_likelihood_resolution = resolution;
+    const std::size_t new_size =
+        static_cast<std::size_t>(resolution) * static_cast<std::size_t>(Zandrel::LIKELIHOOD_SIZE);
+    // All or nothing: a histogram whose size is not the model's would be written out of bounds.
+    std::vector<Bins> rebinned;
+    rebinned.reserve(m_profiles.size());
     for (const auto& each : m_profiles) {
-        each->m_bins = rebin(each->m_bins, old_size, fine_bin_count());
+        rebinned.push_back(rebin(each->m_bins, old_size, new_size));
     }
+    for (std::size_t i = 0; i < rebinned.size(); ++i) {
+        m_profiles[i]->m_bins = std::move(rebinned[i]);
+    }
+    m_likelihood_resolution = resolution;
 }
 
-// Goes by index, so that of several nodes that become one, or null, the last profile answers for it
-// whatever the order of the table.
 void zeStat_storage::global_replace(std::map<zeNode*, zeNode*>& replacement) {
     const std::map<int, zeNode*> by_index = nodes_by_index();
-    m_profile_index.clear();
+    hash_map<zeNode*, int, zePointer_hash> replaced(kInitialBuckets);
     for (const auto& [iprofile, node] : by_index) {
-        zeNode* const new_node = replacement[node];
-        profile(iprofile).m_node = new_node;
-        m_profile_index[new_node] = iprofile;
+        replaced[replacement[node]] = iprofile;
     }
+    for (const auto& [iprofile, node] : by_index) {
+        profile(iprofile).m_node = replacement[node];
+    }
+    m_profile_index.swap(replaced);
 }
 
 std::map<int, zeNode*> zeStat_storage::nodes_by_index() const {

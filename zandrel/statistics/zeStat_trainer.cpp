@@ -50,9 +50,9 @@ void init_optional_flags() {
         return;
     }
     has_looked = true;
-    if (g_test_zandrel_opts != nullptr) {
-        // The look-up enters the key with an empty value if it is missing.
-        g_use_positive_method = g_test_zandrel_opts->options["PositiveMethod"] == "1";
+    // The look-up enters the key with an empty value if it is missing.
+    if (g_test_zandrel_opts != nullptr && g_test_zandrel_opts->options["PositiveMethod"] == "1") {
+        g_use_positive_method = true;
     }
 }
 
@@ -84,16 +84,26 @@ void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, 
     }
 }
 
+// The view of a message's bag, or null if there is nothing to count. Clipping can bring a total to
+// 0 that was none, where weights below 0 or far apart stand in the bag; shares of it are no
+// numbers.
+qtPtrLight<zeSml> zeStat_trainer::view_to_count(const qtPtrLight<zeMsg>& msg) const {
+    if (msg.IsNull() || msg->active_bag().IsNull() || msg->active_bag()->m_total_weight == 0.0) {
+        return {};
+    }
+    qtPtrLight<zeSml> view = zeSml::get_clipped_sml(msg->active_bag(), m_storage->m_clip_value);
+    return view->m_total_weight == 0.0 ? qtPtrLight<zeSml>() : view;
+}
+
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
     zeCorpus& corpus = *m_view->corpus;
     const qtPtrLight<zeMsg> msg = corpus.get_msg(corpus.get_msg(entry.index));
-    const qtPtrLight<zeSml> bag = msg.IsNull() ? qtPtrLight<zeSml>() : msg->active_bag();
-    if (bag.IsNull() || bag->m_total_weight == 0.0) {
+    const qtPtrLight<zeSml> view = view_to_count(msg);
+    if (view.IsNull()) {
         tracef(s_trace_file, kTraceDebug, "SML does not exist or empty (message %d)", entry.index);
         return;
     }
-    const qtPtrLight<zeSml> view = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
     const Counted counted = {msg->weight, *view};
     if (remove) {
         remove_from_totals(counted);

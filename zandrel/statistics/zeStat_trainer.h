@@ -24,7 +24,7 @@ class zeStat_matcher;
 // Made on the stack for one job. It borrows the storage, and the view while it trains.
 //
 // Errors: what the manager's interruption raises, between messages and between profiles; the model
-// then holds a partial count.
+// then holds a partial count, or no selected weights at all.
 // Threads: one feature selection at a time in a process, since the orders below read process-wide
 // state.
 class ZANDREL_EXPORT zeStat_trainer {
@@ -57,7 +57,7 @@ public:
     // Counts the messages of `m_msg_indices`, or takes them out again.
     void calculate_profiles(bool remove);
 
-    // Counting.
+    // Counting.  REQUIRES: `m_view`, which `train` sets.
 
     // Counts the messages at these positions of the view, or takes them out again.
     void calculate_corpus(const std::vector<unsigned int>& indices, bool remove);
@@ -123,6 +123,7 @@ private:
     };
 
     void check_interrupt();
+    qtPtrLight<zeSml> view_to_count(const qtPtrLight<zeMsg>& msg) const;
     void add_to_totals(const Counted& msg);
     void remove_from_totals(const Counted& msg);
     void add_concepts(const Counted& msg);
@@ -130,6 +131,8 @@ private:
     void add_to_profile(zeNode* const& node, const Counted& msg);
     void remove_from_profile(zeNode* const& node, const Counted& msg);
 
+    void select_for_all_profiles();
+    void clear_candidates();
     std::size_t most_candidates_needed() const;
     void split_by_rarity();
     std::size_t order_front(Candidates& candidates, Goes_before goes_before);
@@ -150,11 +153,13 @@ ZANDREL_EXPORT void initialize_F_C(double* table);
 
 // How far a concept's weight counts, 0..1: little if few messages hold it, 1 without suppression.
 // In a young model suppression fades out.
+// REQUIRES: a trainer was made in this process before, which fills the table of confidences.
 ZANDREL_EXPORT double suppression_factor(const zeStat_storage& storage,
                                          zeStat_storage::Concept_infos::const_iterator info);
 
-// Takes the trainers' switch "PositiveMethod" from the options map loaded last. The first trainer
-// of a process calls it; it looks once, so a map loaded later changes nothing.
+// Switches the positive method on if the options map loaded last has "PositiveMethod" as "1"; no
+// map switches it off. The first trainer of a process calls it; it looks once, so a map loaded
+// later changes nothing.
 ZANDREL_EXPORT void init_optional_flags();
 
 // Weigh concepts by the positive method instead of the usual one; false at start. Process-wide,

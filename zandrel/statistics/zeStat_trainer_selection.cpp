@@ -155,13 +155,30 @@ double suppression_factor(const zeStat_storage& storage,
 void zeStat_trainer::calculate_feature_selection() {
     tracef(s_trace_file, kTraceDebug, "Performing feature selection (num profiles: %d)",
            m_storage->profile_count());
-    calculate_high_rate_concepts();
+    try {
+        calculate_high_rate_concepts();
+        select_for_all_profiles();
+    } catch (...) {
+        // A matcher takes weights that it finds as a whole selection, so none of a broken one stay.
+        for (const auto& profile : m_storage->m_profiles) {
+            profile->m_weights.clear();
+        }
+        clear_candidates();
+        throw;
+    }
+    clear_candidates();
+}
+
+void zeStat_trainer::select_for_all_profiles() {
     for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
         unsigned char& mark = m_storage->profile(iprofile).m_selection_mark;
         mark = mark == 255 ? static_cast<unsigned char>(1) : static_cast<unsigned char>(mark + 1);
         calculate_profile_M_and_rate(iprofile);
         check_interrupt();
     }
+}
+
+void zeStat_trainer::clear_candidates() {
     for (Candidates& list : m_concept_lists) {
         list.clear();
     }
@@ -178,10 +195,7 @@ std::size_t zeStat_trainer::most_candidates_needed() const {
 }
 
 void zeStat_trainer::calculate_high_rate_concepts() {
-    for (Candidates& list : m_concept_lists) {
-        list.clear();
-    }
-    m_all_concepts.clear();
+    clear_candidates();
     if (m_storage->m_use_new_ZC || g_use_positive_method) {
         m_all_concepts.reserve(m_storage->m_concept_infos.size());
         for (auto info = m_storage->m_concept_infos.begin();
@@ -297,7 +311,8 @@ void zeStat_trainer::calculate_profile_M_and_rate(int& iprofile) {
     profile.m_weights.clear();
     std::vector<Concept_profile> selected;
     const std::size_t wanted = static_cast<std::size_t>(std::max(profile.m_size, 0));
-    selected.reserve(std::min(wanted, m_storage->m_concept_infos.size()));
+    // Never more than there are concepts to offer, whatever size is asked for.
+    selected.reserve(std::min(wanted, profile.m_Ps.size() + m_storage->m_concept_infos.size()));
     offer_own_concepts(iprofile, selected);
     offer_outside_concepts(iprofile, selected);
     store_weights(iprofile, selected);
@@ -355,7 +370,8 @@ void zeStat_trainer::store_weights(int iprofile, std::vector<Concept_profile>& s
     Storage::Profile& profile = m_storage->profile(iprofile);
     const bool normalises = m_storage->m_use_normalization;
     const Scale scale = normalises ? fit_scale(selected) : Scale();
-    if (normalises && scale.A == scale.B) {
+    // Weights beyond all range give no scale either.
+    if (normalises && (scale.A == scale.B || !std::isfinite(scale.A - scale.B))) {
         return;
     }
     profile.m_M = normalises ? (scale.A + scale.B) / (scale.B - scale.A) : 0.0;

@@ -29,10 +29,12 @@ namespace Zandrel {
 // RAISES: qtxSegBuf "SegBuf is full" if it is no 32-bit number: no record could hold it.
 ZANDREL_EXPORT unsigned int CheckedCount(std::size_t count);
 
-// The types that a stream would take for an `int` by promotion alone.
+// The integers that have no form of their own and must not slip into that of another: `bool` and
+// characters are raw bytes, and the width of `long` is the machine's.
 template <class T>
-concept PromotedToInt = std::integral<T> && sizeof(T) < sizeof(int) &&
-                        !std::same_as<T, unsigned short>;
+concept WithoutForm =
+    std::integral<T> && !std::same_as<T, unsigned short> && !std::same_as<T, unsigned int> &&
+    !std::same_as<T, int> && !std::same_as<T, long long>;
 
 }  // namespace Zandrel
 
@@ -83,7 +85,7 @@ public:
     Hio& operator<<(double value) { return Pack(value); }
 
     // A `bool` or `char` is one raw byte, for which WriteBool and WriteByte are there.
-    template <Zandrel::PromotedToInt Value>
+    template <Zandrel::WithoutForm Value>
     Hio& operator<<(Value) = delete;
 
     Hio& operator>>(unsigned short& value) { return Unpack(value); }

@@ -1,0 +1,77 @@
+#include "cli/evaluate/Assignments.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace cli {
+
+namespace {
+
+Averages averages_of(const Tally& tally) {
+    return {tally.precision(), tally.recall(), tally.f1()};
+}
+
+Averages mean_of(const std::vector<Category_tally>& categories) {
+    Averages sum;
+    std::size_t count = 0;
+    for (const auto& [label, tally] : categories) {
+        if (tally.texts() > 0) {
+            sum.precision += tally.precision();
+            sum.recall += tally.recall();
+            sum.f1 += tally.f1();
+            ++count;
+        }
+    }
+    return {ratio(sum.precision, count), ratio(sum.recall, count), ratio(sum.f1, count)};
+}
+
+}  // namespace
+
+Assignment_counter::Assignment_counter(double threshold, const std::vector<std::string>& labels)
+    : m_threshold(threshold) {
+    for (const std::string& label : labels) {
+        m_tallies[label];
+    }
+}
+
+void Assignment_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
+    // Best first, so the labels that are given come before all others.
+    const auto given_end =
+        std::find_if(ranking.begin(), ranking.end(),
+                     [this](const Scored_label& entry) { return entry.score < m_threshold; });
+    std::size_t hits = 0;
+    for (auto given = ranking.begin(); given != given_end; ++given) {
+        const bool is_hit = std::find(labels.begin(), labels.end(), given->label) != labels.end();
+        ++(is_hit ? tally_of(given->label).hits : tally_of(given->label).false_alarms);
+        hits += is_hit ? 1 : 0;
+    }
+    if (hits == labels.size()) {
+        return;
+    }
+    for (const std::string& label : labels) {
+        const bool is_hit = std::any_of(ranking.begin(), given_end, [&](const Scored_label& entry) {
+            return entry.label == label;
+        });
+        tally_of(label).misses += is_hit ? 0 : 1;
+    }
+}
+
+Assignments Assignment_counter::assignments() const {
+    Assignments result;
+    result.threshold = m_threshold;
+    Tally all;
+    for (const auto& [label, tally] : m_tallies) {
+        result.categories.push_back({label, tally});
+        all += tally;
+    }
+    result.micro = averages_of(all);
+    result.macro = mean_of(result.categories);
+    return result;
+}
+
+Tally& Assignment_counter::tally_of(std::string_view label) {
+    const auto found = m_tallies.find(label);
+    return found != m_tallies.end() ? found->second : m_tallies[std::string(label)];
+}
+
+}  // namespace cli

@@ -1,0 +1,53 @@
+// Assignments: how well the labels at or above a threshold are the texts' labels.
+#ifndef ZANDREL_CLI_EVALUATE_ASSIGNMENTS_H_
+#define ZANDREL_CLI_EVALUATE_ASSIGNMENTS_H_
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/evaluate/Tally.h"
+#include "cli/model/Scored_label.h"
+
+namespace cli {
+
+struct Averages {
+    double precision = 0.0;
+    double recall = 0.0;
+    double f1 = 0.0;
+};
+
+struct Category_tally {
+    std::string label;
+    Tally tally;
+};
+
+struct Assignments {
+    double threshold = 0.0;
+    Averages micro;                          // of all decisions in one tally
+    Averages macro;                          // means over the labels that texts have; 0 without any
+    std::vector<Category_tally> categories;  // by label, bytewise; those without a text too
+};
+
+// Counts decisions. Each text may have any number of labels and is given any number: those whose
+// score is at least the threshold. A label without a result is never given.
+class Assignment_counter {
+public:
+    // `labels`: those of the model. The texts may bring others.
+    Assignment_counter(double threshold, const std::vector<std::string>& labels);
+
+    void add(const std::vector<std::string>& labels, const Ranking& ranking);
+    Assignments assignments() const;
+
+private:
+    Tally& tally_of(std::string_view label);
+
+    double m_threshold;
+    std::map<std::string, Tally, std::less<>> m_tallies;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_EVALUATE_ASSIGNMENTS_H_

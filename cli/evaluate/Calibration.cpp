@@ -1,0 +1,58 @@
+#include "cli/evaluate/Calibration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include "cli/evaluate/Tally.h"
+
+namespace cli {
+
+void Calibration_bins::add(double score, bool is_right) {
+    const auto fifteenth = static_cast<std::size_t>(score * kBinCount);
+    Bin& bin = m_bins[std::min(fifteenth, kBinCount - 1)];
+    bin.score_sum += score;
+    bin.right += is_right ? 1 : 0;
+    ++m_count;
+}
+
+double Calibration_bins::error() const {
+    double sum = 0.0;
+    for (const Bin& bin : m_bins) {
+        sum += std::abs(bin.score_sum - static_cast<double>(bin.right));
+    }
+    return ratio(sum, m_count);
+}
+
+void Calibration_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
+    const auto has = [&](std::string_view label) {
+        return std::find(labels.begin(), labels.end(), label) != labels.end();
+    };
+    m_top.add(ranking.empty() ? 0.0 : ranking.front().score,
+              !ranking.empty() && has(ranking.front().label));
+    std::size_t found = 0;
+    for (const Scored_label& entry : ranking) {
+        const bool is_right = has(entry.label);
+        add_pair(entry.score, is_right);
+        found += is_right ? 1 : 0;
+    }
+    for (; found < labels.size(); ++found) {
+        add_pair(0.0, true);
+    }
+}
+
+// The pairs that have neither a score nor a label of the text are too many to look at one by one:
+// they have no error, and only their number counts.
+Calibration Calibration_counter::calibration(std::size_t label_count) const {
+    Calibration_bins pairs = m_pairs;
+    pairs.add_wrong_zeros(m_top.count() * label_count - m_pairs.count());
+    return {m_top.error(), pairs.error(), ratio(m_square_sum, m_top.count())};
+}
+
+void Calibration_counter::add_pair(double score, bool is_right) {
+    m_pairs.add(score, is_right);
+    const double error = score - (is_right ? 1.0 : 0.0);
+    m_square_sum += error * error;
+}
+
+}  // namespace cli

@@ -1,0 +1,83 @@
+#include "cli/evaluate/Report_json.h"
+
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+namespace cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void add_quality(const Evaluation& evaluation, Json& json) {
+    const Assignments& assignments = evaluation.assignments;
+    json["accuracy"] = evaluation.metrics.accuracy;
+    json["correct"] = evaluation.metrics.correct;
+    json["macro_f1_top"] = evaluation.metrics.macro_f1_top;
+    json["threshold"] = assignments.threshold;
+    json["micro_precision"] = assignments.micro.precision;
+    json["micro_recall"] = assignments.micro.recall;
+    json["micro_f1"] = assignments.micro.f1;
+    json["macro_precision"] = assignments.macro.precision;
+    json["macro_recall"] = assignments.macro.recall;
+    json["macro_f1"] = assignments.macro.f1;
+    json["ece_top"] = evaluation.calibration.ece_top;
+    json["ece_pairs"] = evaluation.calibration.ece_pairs;
+    json["brier"] = evaluation.calibration.brier;
+}
+
+Json phase_json(const Phase& phase, std::size_t labels) {
+    return {{"texts", phase.texts},
+            {"bytes", phase.bytes},
+            {"labels", labels},
+            {"cpu_seconds", phase.cpu_seconds},
+            {"analysis_seconds", phase.analysis_seconds}};
+}
+
+Json categories_json(const Assignments& assignments) {
+    Json list = Json::array();
+    for (const auto& [label, tally] : assignments.categories) {
+        list.push_back({{"category", label},
+                        {"texts", tally.texts()},
+                        {"given", tally.given()},
+                        {"hits", tally.hits},
+                        {"precision", tally.precision()},
+                        {"recall", tally.recall()},
+                        {"f1", tally.f1()}});
+    }
+    return list;
+}
+
+Json confusions_json(const Metrics& metrics, std::size_t wanted) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < std::min(wanted, metrics.confusions.size()); ++i) {
+        const Confusion& confusion = metrics.confusions[i];
+        Json entry = {{"expected", confusion.expected}, {"got", nullptr}};
+        if (!confusion.got.empty()) {
+            entry["got"] = confusion.got;
+        }
+        entry["texts"] = confusion.texts;
+        list.push_back(entry);
+    }
+    return list;
+}
+
+}  // namespace
+
+nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t confusion_count) {
+    Json json;
+    add_quality(evaluation, json);
+    json["training"] = phase_json(evaluation.training, evaluation.trained_labels);
+    json["test"] = phase_json(evaluation.classifying, evaluation.metrics.labels);
+    json["peak_memory_bytes"] = evaluation.peak_memory_bytes;
+    json["skipped_lines"] = evaluation.skipped.count;
+    json["categories"] = categories_json(evaluation.assignments);
+    json["confusions"] = confusions_json(evaluation.metrics, confusion_count);
+    if (evaluation.explanation) {
+        json["explanation"] = explanation_json(*evaluation.explanation);
+    }
+    return json;
+}
+
+}  // namespace cli

@@ -1,0 +1,28 @@
+#include "cli/evaluate/Tally.h"
+
+namespace cli {
+
+double ratio(double part, std::size_t whole) {
+    return whole == 0 ? 0.0 : part / static_cast<double>(whole);
+}
+
+Tally& Tally::operator+=(const Tally& other) {
+    hits += other.hits;
+    misses += other.misses;
+    false_alarms += other.false_alarms;
+    return *this;
+}
+
+double Tally::precision() const {
+    return ratio(static_cast<double>(hits), given());
+}
+
+double Tally::recall() const {
+    return ratio(static_cast<double>(hits), texts());
+}
+
+double Tally::f1() const {
+    return ratio(static_cast<double>(2 * hits), texts() + given());
+}
+
+}  // namespace cli

@@ -1,0 +1,158 @@
+#include "cli/model/Engine_settings.h"
+
+#include <charconv>
+#include <cmath>
+#include <fstream>
+#include <optional>
+#include <string_view>
+
+#include "zandrel/foundation/qtText.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+using Kind = zeOptMap::Kind;
+
+// The map's own switch, which tells the engine to take the map's settings at all.
+constexpr std::string_view kUseMap = "UseExtParms";
+// Each doubles, and more, the memory of every category's histogram.
+constexpr std::string_view kResolution = "LikelihoodHistogramResolution";
+constexpr int kHighestResolution = 1000;
+
+bool is_trainer_switch(std::string_view key) {
+    return key == "PositiveMethod" || key == "GeomAverage";
+}
+
+std::optional<Kind> kind_of(std::string_view key) {
+    if (key == kUseMap || is_trainer_switch(key)) {
+        return Kind::flag;
+    }
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        if (key == known.key) {
+            return known.kind;
+        }
+    }
+    return std::nullopt;
+}
+
+template <class Number>
+std::optional<Number> whole_number(std::string_view text) {
+    text.remove_prefix(text.starts_with('+') ? 1 : 0);
+    Number number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool is_number = error == std::errc() && end == text.data() + text.size();
+    return is_number ? std::optional(number) : std::nullopt;
+}
+
+std::string integer_problem(std::string_view key, std::string_view value) {
+    const std::optional<int> number = whole_number<int>(value);
+    if (!number) {
+        return "is not an integer";
+    }
+    if (key == kResolution && (*number < 1 || *number > kHighestResolution)) {
+        return "is not between 1 and " + std::to_string(kHighestResolution);
+    }
+    return {};
+}
+
+std::string value_problem(std::string_view key, Kind kind, std::string_view value) {
+    if (value.empty() || value == "leave") {
+        return {};  // keeps the setting
+    }
+    if (kind == Kind::learn_speed) {
+        return value == "sqrt" || value == "linear" ? "" : "is neither sqrt nor linear";
+    }
+    if (kind == Kind::real) {
+        const std::optional<double> number = whole_number<double>(value);
+        return number && std::isfinite(*number) ? "" : "is not a number";
+    }
+    return integer_problem(key, value);
+}
+
+// What is wrong with an option, in words; empty if nothing is.
+std::string problem_of(std::string_view key, std::string_view value) {
+    const std::optional<Kind> kind = kind_of(key);
+    if (!kind) {
+        return "unknown setting \"" + std::string(key) + "\"";
+    }
+    const std::string problem = value_problem(key, *kind, value);
+    if (problem.empty()) {
+        return {};
+    }
+    return "bad value for " + std::string(key) + ": \"" + std::string(value) + "\" " + problem;
+}
+
+// The last line that gives the key, from 1: a later line wins.
+std::size_t line_of(const std::string& path, std::string_view key) {
+    std::ifstream file(path);
+    std::string line;
+    std::size_t found = 0;
+    for (std::size_t number = 1; std::getline(file, line); ++number) {
+        const qtString trimmed = TrimWhiteSpace(line);
+        const std::string_view text = trimmed.view();
+        if (text.substr(0, text.find_first_of(" =\t\r\n")) == key) {
+            found = number;
+        }
+    }
+    return found;
+}
+
+}  // namespace
+
+void Engine_settings::load(const std::string& path) {
+    if (path.empty()) {
+        return;
+    }
+    try {
+        m_options.Load(path);
+    } catch (const qtX<zeOptMap>&) {
+        throw Input_error(path, "it is no readable options file");
+    }
+    for (const auto& [key, value] : m_options.options) {
+        const std::string problem = problem_of(key.view(), value.view());
+        if (!problem.empty()) {
+            throw Data_error(path, line_of(path, key.view()), problem);
+        }
+    }
+}
+
+void Engine_settings::set(const std::vector<std::string>& assignments) {
+    for (const std::string& assignment : assignments) {
+        const std::size_t equals = assignment.find('=');
+        if (equals == std::string::npos) {
+            throw Usage_error("--set " + assignment + ": no \"=\" between key and value");
+        }
+        const qtString key = TrimWhiteSpace(assignment.substr(0, equals));
+        const qtString value = TrimWhiteSpace(assignment.substr(equals + 1));
+        if (is_trainer_switch(key.view())) {
+            throw Usage_error("--set " + key.str() +
+                              ": the trainers read this switch from an options file alone; give "
+                              "it with --options");
+        }
+        const std::string problem = problem_of(key.view(), value.view());
+        if (!problem.empty()) {
+            throw Usage_error("--set: " + problem);
+        }
+        m_options.Add(key, value);
+    }
+}
+
+void Engine_settings::apply(qtPtrLight<zeManager>& manager) {
+    if (!has(std::string(kUseMap))) {
+        m_options.Add(qtString(kUseMap), 1);
+    }
+    m_options.SetKcDefaults(manager, false);
+}
+
+bool Engine_settings::has(const std::string& key) const {
+    bool is_given = false;
+    m_options.Optional(key, "", &is_given);
+    return is_given;
+}
+
+}  // namespace cli

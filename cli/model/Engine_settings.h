@@ -1,0 +1,42 @@
+// Engine_settings: the engine's settings as the command line gives them.
+#ifndef ZANDREL_CLI_MODEL_ENGINE_SETTINGS_H_
+#define ZANDREL_CLI_MODEL_ENGINE_SETTINGS_H_
+
+#include <string>
+#include <vector>
+
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/options/zeOptMap.h"
+
+class zeManager;
+
+namespace cli {
+
+// Named settings from an options file and from `Key=value` words, checked before they reach the
+// engine, which would take a misspelt key for none and a misspelt value for 0.
+//
+// The trainers read the test switches "PositiveMethod" and "GeomAverage" from the map that was
+// loaded last when the first of them is made: so the file is loaded before, and this must live to
+// the end of the program.
+class Engine_settings {
+public:
+    // Reads an options file; an empty path reads none.
+    // RAISES: Input_error if it cannot be read; Data_error "FILE:LINE: ..." for an unknown key or a
+    // bad value.
+    void load(const std::string& path);
+    // Takes `Key=value` words, which win over the file.
+    // RAISES: Usage_error that names the key.
+    void set(const std::vector<std::string>& assignments);
+    // Gives the settings to the container, which must not be trained yet.
+    void apply(qtPtrLight<zeManager>& manager);
+
+    // Whether a value is given for the key.
+    bool has(const std::string& key) const;
+
+private:
+    zeOptMap m_options;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_ENGINE_SETTINGS_H_

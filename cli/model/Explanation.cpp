@@ -1,0 +1,45 @@
+#include "cli/model/Explanation.h"
+
+#include <cmath>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+std::string signed_number(double number) {
+    return (number < 0.0 ? "-" : "+") + with_decimals(std::abs(number), 4);
+}
+
+}  // namespace
+
+void print_explanation(const Explanation& explanation, std::ostream& out) {
+    out << explanation.text << '\n';
+    if (explanation.label.empty()) {
+        out << "  (no result)\n";
+        return;
+    }
+    out << "  " << with_decimals(explanation.score, 3) << "  " << explanation.label << '\n';
+    for (const Concept_effect& effect : explanation.concepts) {
+        out << "    " << signed_number(effect.adds) << "  " << effect.concept_text << '\n';
+    }
+}
+
+nlohmann::ordered_json explanation_json(const Explanation& explanation) {
+    nlohmann::ordered_json json = {{"text", explanation.text}};
+    json["category"] = nullptr;
+    if (!explanation.label.empty()) {
+        json["category"] = explanation.label;
+    }
+    json["score"] = explanation.score;
+    json["concepts"] = nlohmann::ordered_json::array();
+    for (const Concept_effect& effect : explanation.concepts) {
+        json["concepts"].push_back({{"concept", effect.concept_text}, {"adds", effect.adds}});
+    }
+    return json;
+}
+
+}  // namespace cli

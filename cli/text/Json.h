@@ -1,0 +1,18 @@
+// Json: writes JSON values, whatever bytes their texts have.
+#ifndef ZANDREL_CLI_TEXT_JSON_H_
+#define ZANDREL_CLI_TEXT_JSON_H_
+
+#include <ostream>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace cli {
+
+// On many lines, for people, or on one, for streams of values; either ends with a line end. Bytes
+// that are no UTF-8 become U+FFFD, since JSON cannot hold them.
+enum class Json_form { kManyLines, kOneLine };
+void print_json(const nlohmann::ordered_json& value, Json_form form, std::ostream& out);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_JSON_H_

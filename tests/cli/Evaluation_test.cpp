@@ -1,0 +1,166 @@
+#include "cli/evaluate/Evaluation.h"
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+
+// Files of its own for each process, since tests run side by side.
+class EvaluationTest : public testing::Test {
+protected:
+    EvaluationTest() {
+        m_options.train_file = m_base + ".train.tsv";
+        m_options.test_file = m_base + ".test.tsv";
+        m_options.model.analysis = {Analysis_kind::kWords};
+    }
+
+    ~EvaluationTest() override {
+        std::remove(m_options.train_file.c_str());
+        std::remove(m_options.test_file.c_str());
+    }
+
+    static void Write(const std::string& path, const std::string& data) {
+        std::ofstream(path, std::ios::binary) << data;
+    }
+
+    void Train(const std::string& data) { Write(m_options.train_file, data); }
+
+    void Test(const std::string& data) { Write(m_options.test_file, data); }
+
+    std::string m_base = testing::TempDir() + "zandrel_evaluation_" + std::to_string(::getpid());
+    Evaluation_options m_options;
+};
+
+std::string times(int count, const std::string& line) {
+    std::string lines;
+    for (int i = 0; i < count; ++i) {
+        lines += line;
+    }
+    return lines;
+}
+
+TEST_F(EvaluationTest, CountsEveryTextWhateverTheirNumber) {
+    Train("sport\tgoal\nfood\tbread\n");
+    for (const int count : {1, 255, 256, 257, 512, 700}) {
+        SCOPED_TRACE(count);
+        Test(times(count, "sport\tgoal\n") + "sport\tbread\n");
+
+        const Evaluation evaluation = evaluate(m_options);
+
+        EXPECT_EQ(evaluation.classifying.texts, static_cast<std::size_t>(count) + 1);
+        EXPECT_EQ(evaluation.metrics.texts, static_cast<std::size_t>(count) + 1);
+        EXPECT_EQ(evaluation.metrics.correct, static_cast<std::size_t>(count));
+    }
+}
+
+TEST_F(EvaluationTest, KnowsSizesAndLabels) {
+    Train("sport\tgoal\nfood,drink\tbread\n");
+    Test("sport\tgoals\n");
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    EXPECT_EQ(evaluation.training.texts, 2U);
+    EXPECT_EQ(evaluation.training.bytes, 9U);
+    EXPECT_EQ(evaluation.trained_labels, 3U);
+    EXPECT_EQ(evaluation.classifying.bytes, 5U);
+    EXPECT_EQ(evaluation.metrics.labels, 1U);
+    EXPECT_GT(evaluation.peak_memory_bytes, 0U);
+}
+
+TEST_F(EvaluationTest, ListsLabelsOfModelAndOfTestData) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport,travel\tgoal\n");
+
+    std::vector<std::string> labels;
+    for (const Category_tally& category : evaluate(m_options).assignments.categories) {
+        labels.push_back(category.label);
+    }
+
+    EXPECT_THAT(labels, ElementsAre("food", "sport", "travel"));
+}
+
+// A text without a word has no result: all its labels count as score 0.
+TEST_F(EvaluationTest, MeasuresTextWithoutResult) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport,travel\t:-)\n");
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    EXPECT_EQ(evaluation.metrics.accuracy, 0.0);
+    EXPECT_EQ(evaluation.calibration.ece_top, 0.0);
+    EXPECT_DOUBLE_EQ(evaluation.calibration.ece_pairs, 2.0 / 3);
+    EXPECT_DOUBLE_EQ(evaluation.calibration.brier, 2.0);
+}
+
+TEST_F(EvaluationTest, GivesLabelsByTheThreshold) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport\tgoal\n");
+
+    m_options.threshold = 0.0;
+    EXPECT_EQ(evaluate(m_options).assignments.micro.recall, 1.0);
+    EXPECT_EQ(evaluate(m_options).assignments.micro.precision, 0.5);
+    m_options.threshold = 1.0;
+    EXPECT_EQ(evaluate(m_options).assignments.micro.recall, 0.0);
+}
+
+TEST_F(EvaluationTest, ExplainsTextIfAsked) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport\tgoal\n");
+
+    EXPECT_FALSE(evaluate(m_options).explanation.has_value());
+    m_options.text_to_explain = "Goal!";
+    const Evaluation evaluation = evaluate(m_options);
+    ASSERT_TRUE(evaluation.explanation.has_value());
+    EXPECT_EQ(evaluation.explanation->label, "sport");
+    EXPECT_EQ(evaluation.explanation->concepts.front().concept_text, "goal");
+}
+
+TEST_F(EvaluationTest, RaisesBadLine) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport\tgoal\nbad\n");
+
+    EXPECT_THROW(evaluate(m_options), Data_error);
+}
+
+TEST_F(EvaluationTest, SkipsBadLinesOfBothFilesIfAsked) {
+    Train("sport\tgoal\nbad\nfood\tbread\n");
+    Test("\tbad\nsport\tgoal\nbad\n");
+    m_options.skips_bad_lines = true;
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    EXPECT_EQ(evaluation.training.texts, 2U);
+    EXPECT_EQ(evaluation.classifying.texts, 1U);
+    EXPECT_EQ(evaluation.skipped.count, 3U);
+    EXPECT_THAT(evaluation.skipped.first, EndsWith(".train.tsv:2: no tab between label and text"));
+}
+
+TEST_F(EvaluationTest, RefusesFileWithBadLinesAlone) {
+    Train("sport\tgoal\n");
+    Test("bad\n");
+    m_options.skips_bad_lines = true;
+
+    try {
+        evaluate(m_options);
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_THAT(error.what(), EndsWith(".test.tsv: no good data line"));
+    }
+}
+
+}  // namespace
+
+}  // namespace cli

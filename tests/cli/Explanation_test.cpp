@@ -1,0 +1,57 @@
+#include "cli/model/Explanation.h"
+
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/text/Json.h"
+
+namespace cli {
+
+namespace {
+
+std::string printed(const Explanation& explanation) {
+    std::ostringstream out;
+    print_explanation(explanation, out);
+    return out.str();
+}
+
+std::string json_of(const Explanation& explanation) {
+    std::ostringstream out;
+    print_json(explanation_json(explanation), Json_form::kOneLine, out);
+    return out.str();
+}
+
+const Explanation kGoal = {"A goal", "sport", 0.9625, {{"goal", 0.5}, {"a", -0.03125}, {"x", 0.0}}};
+
+TEST(ExplanationTest, PrintsLabelScoreAndConceptsWithSigns) {
+    EXPECT_EQ(printed(kGoal),
+              "A goal\n"
+              "  0.963  sport\n"
+              "    +0.5000  goal\n"
+              "    -0.0312  a\n"
+              "    +0.0000  x\n");
+}
+
+TEST(ExplanationTest, SaysThatThereIsNoResult) {
+    EXPECT_EQ(printed({"?", "", 0.0, {}}), "?\n  (no result)\n");
+}
+
+TEST(ExplanationTest, WritesTheSameAsJson) {
+    EXPECT_EQ(json_of(kGoal), R"({"text":"A goal","category":"sport","score":0.9625,"concepts":[)"
+                              R"({"concept":"goal","adds":0.5},{"concept":"a","adds":-0.03125},)"
+                              R"({"concept":"x","adds":0.0}]})"
+                              "\n");
+}
+
+TEST(ExplanationTest, WritesNullForNoResult) {
+    EXPECT_EQ(json_of({"?", "", 0.0, {}}),
+              R"({"text":"?","category":null,"score":0.0,"concepts":[]})"
+              "\n");
+}
+
+}  // namespace
+
+}  // namespace cli

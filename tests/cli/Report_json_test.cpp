@@ -1,0 +1,99 @@
+#include "cli/evaluate/Report_json.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Evaluation example() {
+    Evaluation evaluation;
+    evaluation.training = {11314, 21150000, 2.0, 0.5};
+    evaluation.classifying = {8, 13200, 0.5, 0.25};
+    evaluation.trained_labels = 20;
+    evaluation.metrics = {8, 6, 2, 0.75, 0.8125, {{"a,b", "c", 1}, {"b", "", 1}}};
+    evaluation.assignments = {
+        0.25, {0.5, 0.125, 0.375}, {0.0625, 0.875, 0.625}, {{"a", {3, 1, 9}}, {"b", {0, 0, 0}}}};
+    evaluation.calibration = {0.03125, 0.015625, 1.5};
+    evaluation.skipped = {3, "bad.tsv:2: no tab"};
+    evaluation.peak_memory_bytes = 112700000;
+    return evaluation;
+}
+
+TEST(ReportJsonTest, HasPlainNumbersForQuality) {
+    const Json json = report_json(example(), 10);
+
+    const struct {
+        std::string key;
+        double value;
+    } rows[] = {
+        {"accuracy", 0.75},          {"macro_f1_top", 0.8125}, {"threshold", 0.25},
+        {"micro_precision", 0.5},    {"micro_recall", 0.125},  {"micro_f1", 0.375},
+        {"macro_precision", 0.0625}, {"macro_recall", 0.875},  {"macro_f1", 0.625},
+        {"ece_top", 0.03125},        {"ece_pairs", 0.015625},  {"brier", 1.5},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.key);
+        ASSERT_TRUE(json.contains(row.key));
+        EXPECT_TRUE(json[row.key].is_number_float());
+        EXPECT_EQ(json[row.key].get<double>(), row.value);
+    }
+}
+
+TEST(ReportJsonTest, HasCountsAndCosts) {
+    const Json json = report_json(example(), 10);
+
+    EXPECT_EQ(json["correct"], 6);
+    EXPECT_EQ(json["training"].dump(),
+              R"({"texts":11314,"bytes":21150000,"labels":20,"cpu_seconds":2.0,)"
+              R"("analysis_seconds":0.5})");
+    EXPECT_EQ(json["test"].dump(),
+              R"({"texts":8,"bytes":13200,"labels":2,"cpu_seconds":0.5,"analysis_seconds":0.25})");
+    EXPECT_EQ(json["peak_memory_bytes"], 112700000);
+    EXPECT_EQ(json["skipped_lines"], 3);
+}
+
+TEST(ReportJsonTest, ListsAllCategories) {
+    EXPECT_EQ(report_json(example(), 0)["categories"].dump(),
+              R"([{"category":"a","texts":4,"given":12,"hits":3,"precision":0.25,"recall":0.75,)"
+              R"("f1":0.375},)"
+              R"({"category":"b","texts":0,"given":0,"hits":0,"precision":0.0,"recall":0.0,)"
+              R"("f1":0.0}])");
+}
+
+TEST(ReportJsonTest, ListsAsManyConfusionsAsWanted) {
+    EXPECT_EQ(report_json(example(), 10)["confusions"].dump(),
+              R"([{"expected":"a,b","got":"c","texts":1},{"expected":"b","got":null,"texts":1}])");
+    EXPECT_EQ(report_json(example(), 1)["confusions"].dump(),
+              R"([{"expected":"a,b","got":"c","texts":1}])");
+    EXPECT_EQ(report_json(example(), 0)["confusions"].dump(), "[]");
+}
+
+TEST(ReportJsonTest, HasExplanationIfThereIsOne) {
+    Evaluation evaluation = example();
+
+    EXPECT_FALSE(report_json(evaluation, 10).contains("explanation"));
+    evaluation.explanation = Explanation{"goal", "sport", 0.5, {}};
+    EXPECT_EQ(report_json(evaluation, 10)["explanation"].dump(),
+              R"({"text":"goal","category":"sport","score":0.5,"concepts":[]})");
+}
+
+TEST(ReportJsonTest, HasListsAndZerosForEmptyEvaluation) {
+    const Json json = report_json(Evaluation(), 10);
+
+    EXPECT_EQ(json["accuracy"], 0.0);
+    EXPECT_EQ(json["brier"], 0.0);
+    EXPECT_EQ(json["categories"], Json::array());
+    EXPECT_EQ(json["confusions"], Json::array());
+    EXPECT_EQ(json["skipped_lines"], 0);
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,225 @@
+// What an operation leaves behind if memory runs out in the middle: each of its allocations is
+// refused in turn, in a container of its own, until the operation passes.
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeManager.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/failing_new.h"
+#include "tests/support/fake_classifier.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+// root(a, mid(b, c)) and a node outside of it. The next entry of each table makes it grow, so that
+// this allocation is among those refused.
+struct Container {
+    Container() {
+        root = Inner("root", ZE_STAT);
+        mid = Inner("mid", ZE_RULE);
+        root->add_child(Leaf("a"));
+        root->add_child(mid);
+        mid->add_child(Leaf("b"));
+        mid->add_child(Leaf("c"));
+        outside = Leaf("outside");
+        objects_before = manager.m_objects;
+        node_count_before = tree.m_nodes.size();
+        MakeFull(manager.m_objects);
+        MakeFull(tree.m_nodes);
+        MakeFull(tree.m_finder);
+    }
+
+    zeNode* Leaf(std::string_view name) { return tree.MakeNode(term(name), ZE_LEAF, 0, 0.0); }
+
+    zeNode* Inner(std::string_view name, unsigned int type) {
+        zeNode* const node = Leaf(name);
+        tree.set_classifier(node, new FakeClassifier(&manager, node, type));
+        return node;
+    }
+
+    template <class Table>
+    static void MakeFull(Table& table) {
+        table.max_load_factor(static_cast<float>(table.size()) /
+                              static_cast<float>(table.bucket_count()));
+    }
+
+    bool IsAlive(const zeNode* node) const {
+        for (const auto& [id, living] : tree.m_nodes) {
+            if (&living == node) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // Whether the node points at living nodes and at the registry's classifier, if at any.
+    bool IsSound(unsigned int id, const zeNode& node) const {
+        const bool has_sound_children = std::all_of(
+            node.m_children.begin(), node.m_children.end(),
+            [&](const zeNode* child) { return IsAlive(child) && child->m_parent == &node; });
+        const auto object = manager.m_objects.find(node.m_classifier_id);
+        const bool has_sound_classifier =
+            node.m_classifier == nullptr ||
+            (object != manager.m_objects.end() && object->second == node.m_classifier);
+        return node.m_node_id == id && has_sound_children && has_sound_classifier &&
+               (node.m_parent == nullptr || IsAlive(node.m_parent));
+    }
+
+    // Whether the list holds living leaves of the category, one at least.
+    bool IsSound(const Concept& category, const std::vector<zeNode*>& leaves) const {
+        return !leaves.empty() &&
+               std::all_of(leaves.begin(), leaves.end(), [&](const zeNode* leaf) {
+                   return IsAlive(leaf) && leaf->m_concept == category &&
+                          leaf->m_classifier_type == ZE_LEAF;
+               });
+    }
+
+    // Nothing in the container points at what is gone.
+    void ExpectSound() const {
+        for (const auto& [id, node] : tree.m_nodes) {
+            EXPECT_TRUE(IsSound(id, node)) << "node " << id;
+        }
+        for (const auto& [category, leaves] : tree.m_finder) {
+            EXPECT_TRUE(IsSound(category, leaves)) << "category " << category.view();
+        }
+        EXPECT_TRUE(std::all_of(mapping.begin(), mapping.end(), [&](const auto& pair) {
+            return IsAlive(pair.first) && IsAlive(pair.second);
+        }));
+        for (const auto& [id, object] : manager.m_objects) {
+            EXPECT_EQ(object->m_id, id);
+        }
+    }
+
+    // No leaf has this name, and its list is the one that every missing category has.
+    void ExpectNoLeaf(const Concept& category) const {
+        const zePhysicalTree empty(nullptr);
+        EXPECT_EQ(&tree.GetLeafNodes(category), &empty.GetLeafNodes(category));
+        EXPECT_EQ(tree.m_finder.count(category), 0U);
+    }
+
+    zeManager manager;
+    zePhysicalTree& tree = *manager.m_physical_tree;
+    zeNode* root = nullptr;
+    zeNode* mid = nullptr;
+    zeNode* outside = nullptr;
+    hash_map<unsigned int, zeBase*> objects_before;
+    std::size_t node_count_before = 0;
+    std::map<zeNode*, zeNode*> mapping;
+    Concept fresh = term("fresh");  // interned beforehand: no table of the container grows by it
+};
+
+// Does the operation on a new container while one of its allocations is refused; false if it has
+// none of this index. The container goes in the state that the failure left or, if the operation is
+// to be done anew, after it has passed.
+template <class Operation, class Check>
+bool refuse_allocation(unsigned int index, Operation operation, Check check, bool is_done_anew) {
+    SCOPED_TRACE("allocation " + std::to_string(index));
+    Container container;
+    const bool has_failed = fails_at(index, [&] { operation(container); });
+    if (has_failed) {
+        EXPECT_EQ(container.manager.m_objects, container.objects_before);
+        check(container);
+        container.ExpectSound();
+    }
+    if (has_failed && is_done_anew) {
+        operation(container);
+    }
+    container.ExpectSound();
+    return has_failed;
+}
+
+template <class Operation, class Check>
+void refuse_each_allocation(Operation operation, Check check) {
+    for (const bool is_done_anew : {false, true}) {
+        unsigned int index = 0;
+        while (refuse_allocation(index, operation, check, is_done_anew)) {
+            ++index;
+        }
+        EXPECT_GT(index, 0U) << "no allocation was refused";
+    }
+}
+
+TEST(zePhysicalTreeAllocationTest, MakeNodeOfALeafLeavesNothing) {
+    refuse_each_allocation(
+        [](Container& container) { container.tree.MakeNode(container.fresh, ZE_LEAF, 0, 0.0); },
+        [](Container& container) {
+            EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
+            container.ExpectNoLeaf(container.fresh);
+        });
+}
+
+TEST(zePhysicalTreeAllocationTest, MakeNodeOfASecondLeafLeavesTheFirst) {
+    refuse_each_allocation(
+        [](Container& container) { container.tree.MakeNode(term("outside"), ZE_LEAF, 0, 0.0); },
+        [](Container& container) {
+            EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
+            EXPECT_THAT(container.tree.GetLeafNodes(term("outside")),
+                        ElementsAre(container.outside));
+        });
+}
+
+TEST(zePhysicalTreeAllocationTest, MakeNodeOfAnInnerNodeLeavesNothing) {
+    refuse_each_allocation(
+        [](Container& container) { container.tree.MakeNode(container.fresh, ZE_STAT, 0, 0.0); },
+        [](Container& container) {
+            EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
+            container.ExpectNoLeaf(container.fresh);
+        });
+}
+
+TEST(zePhysicalTreeAllocationTest, AddClassifierLeavesALeaf) {
+    refuse_each_allocation(
+        [](Container& container) { container.manager.AddClassifier(container.outside, ZE_STAT); },
+        [](Container& container) {
+            EXPECT_EQ(container.outside->m_classifier, nullptr);
+            EXPECT_EQ(container.outside->m_classifier_id, 0U);
+            EXPECT_EQ(container.outside->m_classifier_type, ZE_LEAF);
+            EXPECT_THAT(container.tree.GetLeafNodes(term("outside")),
+                        ElementsAre(container.outside));
+        });
+}
+
+// The leaf has its new name then, and neither category's list.
+TEST(zePhysicalTreeAllocationTest, SetNameLeavesTheLeafOutOfBothLists) {
+    refuse_each_allocation(
+        [](Container& container) { container.tree.SetName(container.outside, container.fresh); },
+        [](Container& container) {
+            EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
+            container.ExpectNoLeaf(term("outside"));
+            container.ExpectNoLeaf(container.fresh);
+        });
+}
+
+TEST(zePhysicalTreeAllocationTest, ChangeTypeLeavesTheNewLeafOutOfItsList) {
+    refuse_each_allocation(
+        [](Container& container) { container.tree.ChangeType(container.mid, ZE_LEAF); },
+        [](Container& container) {
+            EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
+            container.ExpectNoLeaf(term("mid"));
+        });
+}
+
+TEST(zePhysicalTreeAllocationTest, CopySubTreeLeavesCopiesThatAreLinkedAmongThemselves) {
+    refuse_each_allocation(
+        [](Container& container) {
+            container.tree.CopySubTree(container.root, nullptr, container.mapping);
+        },
+        [](Container& container) {
+            EXPECT_LE(container.mapping.size(), 5U);
+            EXPECT_EQ(container.root->m_children.size(), 2U);
+            EXPECT_EQ(container.mid->m_children.size(), 2U);
+        });
+}
+
+}  // namespace

@@ -1,0 +1,32 @@
+// Known_to_storage_alone: tells whether a statistical model was really deleted.
+#ifndef ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
+#define ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
+
+#include <cstddef>
+
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "tests/support/bags.h"
+
+// A concept that the storage of a node's matcher alone holds, and which the dictionary of concepts
+// so forgets with it. As long as this object is used, no other concept may come or go.
+class Known_to_storage_alone {
+public:
+    // REQUIRES: a node with a zeStat_matcher.
+    explicit Known_to_storage_alone(zeNode& node) {
+        bool added = false;
+        dynamic_cast<zeStat_matcher&>(*node.m_classifier)
+            .m_storage->get_or_add_concept_info(term("known to one storage alone"), added);
+        m_size_with = Concept::dictionary_size();
+    }
+
+    bool is_gone() const { return Concept::dictionary_size() + 1 == m_size_with; }
+
+private:
+    std::size_t m_size_with = 0;
+};
+
+#endif  // ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
