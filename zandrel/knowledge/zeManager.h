@@ -12,6 +12,7 @@
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/persistence/zeConfig.h"
 #include "zandrel/persistence/zeDefaults.h"
+#include "zandrel/storage/Hio.h"
 
 class zeClassifier;
 class zeIO;
@@ -63,6 +64,9 @@ public:
     // RAISES: qtX<zeManager> 0 "Invalid classifier type" (argument: the type) for a type that no
     // classifier has.
     zeClassifier* AddClassifier(zeNode* node, unsigned int type);
+    // Reads a reference to a node, its id: null for 0 or an unknown id.
+    // `parent`: where the reference stands; not looked at.
+    zeNode* LoadCat(Hio<HSegment>& io, zeNode* parent);
     // zePhysicalTree::delete_classifier.
     void DelClassifier(zeNode* node);
 
@@ -90,7 +94,7 @@ public:
     CTProgress* m_progress = nullptr;           // BORROWS: the current operation's, or null
 
 private:
-    zeClassifier* make_statistical_classifier(zeNode* node);
+    zeClassifier* make_classifier(zeNode* node, unsigned int type);
 };
 
 // Raises qtX<zeWorkflow> 2 "Process interrupted" if the progress object asks for it.

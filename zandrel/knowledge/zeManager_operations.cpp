@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
@@ -22,20 +22,23 @@ zeStat_storage* zeManager::GetRootStorage() {
 }
 
 zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
-    if (type != ZE_STAT) {
+    if (type != ZE_RULE && type != ZE_STAT) {
         throw qtX<zeManager>(0, "Invalid classifier type", {qtString(std::to_string(type))});
     }
-    zeClassifier* const classifier = make_statistical_classifier(node);
+    zeClassifier* const classifier = make_classifier(node, type);
     m_physical_tree->set_classifier(node, classifier);
     return classifier;
 }
 
 // An object enters the registry before it is whole. If its construction fails, the language
-// destroys it and the registry must not keep it; what was completed before it goes the usual way.
-zeClassifier* zeManager::make_statistical_classifier(zeNode* node) {
+// destroys it and the registry must not keep it; what was completed before it goes with it.
+zeClassifier* zeManager::make_classifier(zeNode* node, unsigned int type) {
     const unsigned int last_id_before = m_last_object_id;
     zeStat_storage* storage = nullptr;
     try {
+        if (type == ZE_RULE) {
+            return new zeSwitcher(this, node);
+        }
         storage = new zeStat_storage(this, m_defaults);
         return new zeStat_matcher(this, node, *storage, true);
     } catch (...) {

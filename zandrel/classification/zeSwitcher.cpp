@@ -1,0 +1,148 @@
+#include "zandrel/classification/zeSwitcher.h"
+
+#include <algorithm>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+
+namespace {
+
+constexpr const char* kDefaultRule = "default";
+
+unsigned int reference_to(const zeNode* node) {
+    return node == nullptr ? 0 : node->m_node_id;
+}
+
+}  // namespace
+
+zeSwitcher::zeSwitcher(zeManager* manager, zeNode* node)
+    : zeClassifier(manager, node), m_rules(kInitialBuckets) {}
+
+zeSwitcher::~zeSwitcher() = default;
+
+void zeSwitcher::Dump(Hio<HSegment>& io) const {
+    zeClassifier::Dump(io);
+    io << reference_to(m_default);
+    io.WriteCount(m_rules.size());
+    for (const auto& [child, rule] : m_rules) {
+        io << reference_to(child) << rule.text();
+    }
+}
+
+void zeSwitcher::Load(Hio<HSegment>& io) {
+    constexpr unsigned int kLeastRuleSize = 4 + 4;  // a reference and the count of a text
+    m_default = m_manager->LoadCat(io, m_node);
+    const unsigned int rule_count = io.ReadCount(kLeastRuleSize);
+    for (unsigned int i = 0; i < rule_count; ++i) {
+        zeNode* cat = m_manager->LoadCat(io, m_node);
+        ZANDREL_ASSERT(cat != nullptr, "cat");
+        qtString text;
+        io >> text;
+        add_rule(cat, text);
+    }
+}
+
+void zeSwitcher::add_rule(zeNode*& cat, const qtString& text) {
+    if (has_rule(cat)) {
+        throw qtX<zeSwitcher>(0, "Category already exists in classifier", names_of(cat));
+    }
+    if (text != kDefaultRule) {
+        m_rules.emplace(cat, Rule_checker(text));
+    } else if (m_default != nullptr) {
+        throw qtX<zeSwitcher>(1, "Default already exists in classifier", names_of(cat));
+    } else {
+        m_default = cat;
+    }
+    m_dirty = true;
+    if (m_node != nullptr) {
+        m_node->add_child(cat);
+    }
+}
+
+void zeSwitcher::change_rule(zeNode*& cat, const qtString& text) {
+    if (!has_rule(cat)) {
+        throw qtX<zeSwitcher>(2, "Category not found in classifier", names_of(cat));
+    }
+    m_dirty = true;
+    if (m_node != nullptr) {
+        m_node->remove_child(cat);
+    }
+    if (cat == m_default) {
+        m_default = nullptr;
+    } else {
+        m_rules.erase(cat);
+    }
+    add_rule(cat, text);
+}
+
+qtString zeSwitcher::get_rule(zeNode* const& cat) const {
+    if (m_default != nullptr && cat == m_default) {
+        return kDefaultRule;
+    }
+    const auto entry = m_rules.find(cat);
+    return entry == m_rules.end() ? qtString() : entry->second.text();
+}
+
+bool zeSwitcher::has_rule(zeNode* cat) const {
+    return cat == m_default || m_rules.find(cat) != m_rules.end();
+}
+
+std::vector<qtString> zeSwitcher::names_of(const zeNode* cat) const {
+    return {m_node->m_concept.text(), cat->m_concept.text()};
+}
+
+void zeSwitcher::classify(zeMsg& msg, zeResult_set& results, double node_score,
+                          bool use_thresholds) {
+    DocInfo info = {&msg, node_score};
+    bool has_fired = false;
+    for (const auto& [child, rule] : m_rules) {
+        const double value = rule.Evaluate(info);
+        // Asked this way round, so that a value that is no number does not fire.
+        if (use_thresholds ? value >= m_node->m_threshold : value > 0.0) {
+            has_fired = true;
+            if (results.accepts(value)) {
+                results.add(child, value);
+            }
+        }
+    }
+    if (!has_fired && m_default != nullptr && results.threshold <= 1.0) {
+        results.add(m_default, 1.0);
+    }
+}
+
+bool zeSwitcher::is_cat_blocked(zeNode* const& child, zeMsg& msg) {
+    DocInfo info = {&msg, 1.0};
+    if (m_default != nullptr && child == m_default) {
+        return std::any_of(m_rules.begin(), m_rules.end(), [&info](const auto& entry) {
+            return entry.second.Evaluate(info) > 0.0;
+        });
+    }
+    const auto entry = m_rules.find(child);
+    return entry == m_rules.end() || !(entry->second.Evaluate(info) > 0.0);
+}
+
+void zeSwitcher::get_all_categories(std::vector<zeNode*>& cats) {
+    for (const auto& [child, rule] : m_rules) {
+        cats.push_back(child);
+    }
+    if (m_default != nullptr) {
+        cats.push_back(m_default);
+    }
+}
+
+void zeSwitcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
+    hash_map<zeNode*, Rule_checker, zePointer_hash> replaced(kInitialBuckets);
+    for (const auto& [child, rule] : m_rules) {
+        replaced.insert_or_assign(replacement[child], rule);
+    }
+    m_rules.swap(replaced);
+    if (m_node != nullptr) {
+        m_node = replacement[m_node];
+    }
+    if (m_default != nullptr) {
+        m_default = replacement[m_default];
+    }
+}

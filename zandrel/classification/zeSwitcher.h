@@ -1,0 +1,72 @@
+// zeSwitcher: the rule classifier.
+#ifndef ZANDREL_CLASSIFICATION_ZESWITCHER_H_
+#define ZANDREL_CLASSIFICATION_ZESWITCHER_H_
+
+#include <map>
+#include <vector>
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/export.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/foundation/qtString.h"
+
+// Routes a message to the children of its node by one rule for each child. All rules are
+// evaluated: several children can be selected, and at most one child, the default, is reached when
+// no rule fires. A child is made the default by the rule text "default", which is never parsed.
+//
+// zeManager::AddClassifier makes it and the manager's registry owns it. It owns its rules and
+// borrows the nodes. It is always in memory.
+//
+// Errors: qtX<zeSwitcher>, with two arguments: the names of `m_node` and of the child. The
+// operations that raise it need a switcher that sits at a node.
+// Threads: as zePhysicalTree.
+class ZANDREL_EXPORT zeSwitcher : public zeClassifier {
+public:
+    // Without rules and without a default.  BORROWS: `node`.
+    zeSwitcher(zeManager* manager, zeNode* node);
+    ~zeSwitcher() override;
+
+    unsigned int GetType() const override { return ZE_RULE; }
+
+    // Writes id, node, default and rules: references are node ids, 0 for none.
+    void Dump(Hio<HSegment>& io) const override;
+    // Reads what follows the node in a record: the default and the rules, which are parsed again.
+    // RAISES: what the stream and the parser raise; the assertion "cat" for a rule whose child the
+    // tree does not have.
+    void Load(Hio<HSegment>& io);
+
+    // Gives a child its rule and links it under the node.
+    // RAISES: 0 "Category already exists in classifier"; 1 "Default already exists in classifier";
+    // what the parser raises. Nothing has changed then.
+    void add_rule(zeNode*& cat, const qtString& text);
+    // Gives a child another rule; the child moves to the end of the node's children. A text that
+    // does not parse leaves the child without a rule and unlinked: check it beforehand.
+    // RAISES: 2 "Category not found in classifier", changing nothing; what `add_rule` raises.
+    void change_rule(zeNode*& cat, const qtString& text);
+    // "default" for the default, the empty text for a child without a rule.
+    qtString get_rule(zeNode* const& cat) const;
+
+    // Adds each child whose rule fires with the rule's value, if `results` accepts it, and the
+    // default with 1.0 if none fires. A rule fires if its value is above 0; with `use_thresholds`,
+    // if it is at least the threshold of `m_node`, whatever the score there. A rule that fires
+    // keeps the default away even if `results` refuses it.
+    // COST: one evaluation for each rule; allocates for the results alone.
+    void classify(zeMsg& msg, zeResult_set& results, double node_score,
+                  bool use_thresholds) override;
+    // A child is blocked unless its rule's value is above 0, and the default if any rule's is, all
+    // evaluated as if at score 1.0 and whatever the thresholds. A child without a rule is blocked.
+    bool is_cat_blocked(zeNode* const& child, zeMsg& msg) override;
+    // Appends the children with rules, in no defined order, then the default.
+    void get_all_categories(std::vector<zeNode*>& cats) override;
+    void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
+
+    hash_map<zeNode*, Rule_checker, zePointer_hash> m_rules;  // by child; not the default
+    zeNode* m_default = nullptr;                              // BORROWS: the default child, or null
+
+private:
+    bool has_rule(zeNode* cat) const;
+    std::vector<qtString> names_of(const zeNode* cat) const;
+};
+
+#endif  // ZANDREL_CLASSIFICATION_ZESWITCHER_H_
