@@ -34,7 +34,7 @@ public:
     // is no number neither fires nor unblocks.
     // REQUIRES: `info.msg` is not null and its pairs are sorted.  COST: no allocation; linear in
     // the rule, with a binary search for each concept and each key.
-    double Evaluate(DocInfo& info) const { return m_root->eval(info).number; }
+    double Evaluate(DocInfo& info) const { return m_root->eval_number(info); }
 
     // VALID UNTIL: this is changed or destroyed.
     const qtString& text() const noexcept { return m_text; }

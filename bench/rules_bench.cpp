@@ -1,0 +1,215 @@
+// Rules: parsing, evaluation, routing by many rules, and evaluation beside muParser, which compiles
+// the same arithmetic to byte code.
+#include <cmath>
+#include <cstddef>
+#include <muParser.h>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/messages/zeSml_feeder.h"
+
+#include "tests/support/allocation_meter.h"
+
+namespace {
+
+constexpr std::size_t kConceptCount = 200;
+constexpr std::size_t kPairCount = 20;
+constexpr double kScore = 0.75;
+// The value of every pair is kScore too, so that both kinds of variable give the same results.
+constexpr const char* kPairValue = "0.75";
+
+constexpr const char* kTypicalRule =
+    "\"term17\" & ($key3(n) >= 0.5 | substr($key5(s), 'payment')) & !\"absent\" "
+    "? parent_score * 0.5 + 0.25 : 0";
+
+std::string key_name(std::size_t index) {
+    return "key" + std::to_string(index % kPairCount);
+}
+
+zeMsg make_message() {
+    zeSml_feeder feeder;
+    for (std::size_t i = 0; i < kConceptCount; ++i) {
+        feeder.add_concept(Concept::insert_view("term" + std::to_string(i)), 1.0);
+    }
+    zeMsg msg;
+    msg.smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
+    for (std::size_t i = 0; i < kPairCount; ++i) {
+        msg.add_value(key_name(i), mlMessageConverter::kString, kPairValue);
+    }
+    return msg;
+}
+
+// A rule of this many operators, alternately a concept that the message lacks and a comparison that
+// fails, so that no "|" spares the evaluation of what follows it.
+std::string routing_rule(std::size_t operators) {
+    std::string rule = "\"absent\"";
+    for (std::size_t i = 0; i < operators; ++i) {
+        const std::string index = std::to_string(i);
+        if (i % 3 == 0 && i + 1 < operators) {
+            rule += " | $" + key_name(i) + "(n) > " + index + "1";
+            ++i;
+        } else {
+            rule += " | \"absent" + index + "\"";
+        }
+    }
+    return rule;
+}
+
+// What the operands of an arithmetic expression are: alternately variables and numbers, or numbers.
+enum class Operands { kScores, kKeys, kMuVariable, kNumbers };
+
+std::string operand(Operands operands, std::size_t index) {
+    if (index % 2 == 0) {
+        switch (operands) {
+            case Operands::kScores:
+                return "parent_score";
+            case Operands::kKeys:
+                return "$" + key_name(index) + "(n)";
+            case Operands::kMuVariable:
+                return "x";
+            case Operands::kNumbers:
+                break;
+        }
+    }
+    return std::to_string(index % 7 + 1) + ".5";
+}
+
+// The same expression for both: brackets around each second product keep both kinds of nesting.
+std::string arithmetic(Operands operands, std::size_t operators) {
+    constexpr const char* kOperators[] = {" + ", " * ", " - ", " / "};
+    std::string text = operand(operands, 0);
+    for (std::size_t i = 1; i <= operators; ++i) {
+        if (i % 5 == 0 && i < operators) {
+            text += kOperators[i % 4] + ("(" + operand(operands, i)) + " - " +
+                    operand(operands, i + 1) + ")";
+            ++i;
+        } else {
+            text += kOperators[i % 4] + operand(operands, i);
+        }
+    }
+    return text;
+}
+
+std::size_t operator_count(const benchmark::State& state) {
+    return static_cast<std::size_t>(state.range(0));
+}
+
+void BM_ParseRule_Typical(benchmark::State& state) {
+    const qtString text = kTypicalRule;
+    for (auto _ : state) {
+        const Rule_checker rule(text);
+        benchmark::DoNotOptimize(&rule.root());
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void evaluate(benchmark::State& state, const std::string& text) {
+    zeMsg msg = make_message();
+    DocInfo info{&msg, kScore};
+    const Rule_checker rule{qtString(text)};
+    const Allocation_meter meter;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(rule.Evaluate(info));
+    }
+    state.counters["allocated"] = static_cast<double>(meter.bytes());
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_EvaluateRule_Typical(benchmark::State& state) {
+    evaluate(state, kTypicalRule);
+}
+
+void BM_EvaluateRule_Routing(benchmark::State& state) {
+    evaluate(state, routing_rule(operator_count(state)));
+}
+
+template <Operands operands>
+void BM_EvaluateRule_Arithmetic(benchmark::State& state) {
+    evaluate(state, arithmetic(operands, operator_count(state)));
+}
+
+// The value of our rule, to see that both compute the same.
+double expected_value(Operands operands, std::size_t operators) {
+    zeMsg msg = make_message();
+    DocInfo info{&msg, kScore};
+    return Rule_checker(qtString(arithmetic(operands, operators))).Evaluate(info);
+}
+
+void evaluate_mu_parser(benchmark::State& state, Operands operands, bool folds_constants) {
+    const std::size_t operators = operator_count(state);
+    double x = kScore;
+    mu::Parser parser;
+    parser.EnableOptimizer(folds_constants);
+    parser.DefineVar("x", &x);
+    parser.SetExpr(arithmetic(operands, operators));
+    const double expected = expected_value(
+        operands == Operands::kNumbers ? Operands::kNumbers : Operands::kScores, operators);
+    // Folding may round otherwise.
+    if (std::abs(parser.Eval() - expected) > 1e-9 * std::abs(expected)) {
+        state.SkipWithError("muParser computes another value");
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(parser.Eval());
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_EvaluateMuParser_Variable(benchmark::State& state) {
+    evaluate_mu_parser(state, Operands::kMuVariable, true);
+}
+
+void BM_EvaluateMuParser_Numbers(benchmark::State& state) {
+    evaluate_mu_parser(state, Operands::kNumbers, true);
+}
+
+void BM_EvaluateMuParser_NumbersUnfolded(benchmark::State& state) {
+    evaluate_mu_parser(state, Operands::kNumbers, false);
+}
+
+// By rules, of which one in ten fires.
+void BM_ClassifyByRules(benchmark::State& state) {
+    const std::size_t rules = static_cast<std::size_t>(state.range(0));
+    zeManager manager;
+    zePhysicalTree& tree = *manager.m_physical_tree;
+    manager.m_root = tree.MakeNode(Concept::insert("root"), ZE_RULE, zeNode::NoScore, 0.0);
+    auto& switcher = dynamic_cast<zeSwitcher&>(*manager.GetRootClassifier());
+    for (std::size_t i = 0; i < rules; ++i) {
+        const std::string index = std::to_string(i);
+        zeNode* child = tree.MakeNode(Concept::insert_view("child" + index), ZE_LEAF, 0, 0.0);
+        const char* const sought = i % 10 == 0 ? "term" : "absent";
+        switcher.add_rule(child, qtString("\"" + (sought + std::to_string(i % kConceptCount)) +
+                                          "\" & $" + key_name(i) + "(n) > 0.5 ? 1 : 0"));
+    }
+    zeMsg msg = make_message();
+    for (auto _ : state) {
+        zeResult_set results(0.0, 1);
+        switcher.classify(msg, results, kScore, false);
+        benchmark::DoNotOptimize(results.get_result(0).score);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void operator_counts(benchmark::internal::Benchmark* bench) {
+    bench->Arg(1)->Arg(10)->Arg(100);
+}
+
+BENCHMARK(BM_ParseRule_Typical);
+BENCHMARK(BM_EvaluateRule_Typical);
+BENCHMARK(BM_EvaluateRule_Routing)->Apply(operator_counts);
+BENCHMARK(BM_ClassifyByRules)->Arg(10)->Arg(100)->Arg(1000);
+BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kScores)->Apply(operator_counts);
+BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kKeys)->Apply(operator_counts);
+BENCHMARK(BM_EvaluateMuParser_Variable)->Apply(operator_counts);
+BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kNumbers)->Apply(operator_counts);
+BENCHMARK(BM_EvaluateMuParser_NumbersUnfolded)->Apply(operator_counts);
+BENCHMARK(BM_EvaluateMuParser_Numbers)->Apply(operator_counts);
+
+}  // namespace
