@@ -2,9 +2,11 @@
 #ifndef ZANDREL_CLI_ERRORS_H_
 #define ZANDREL_CLI_ERRORS_H_
 
+#include <cerrno>
 #include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace cli {
 
@@ -41,6 +43,11 @@ public:
     Input_error(const std::string& file, const std::string& reason)
         : std::runtime_error("cannot read " + file + ": " + reason) {}
 };
+
+// What `errno` says of the last call of the system, which may have left it at 0.
+inline std::string reason_of_failure() {
+    return errno == 0 ? "unknown reason" : std::generic_category().message(errno);
+}
 
 }  // namespace cli
 

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -19,6 +20,9 @@
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/rules/Rule_check.h"
+#include "cli/rules/Rule_explanation.h"
+#include "cli/rules/Rule_value.h"
 #include "cli/text/Json.h"
 #include "cli/text/Stemmer.h"
 
@@ -50,11 +54,17 @@ JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are those at the 
 `macro_f1_top` is that of the best labels; further `accuracy`, `ece_top`, `ece_pairs`, `brier` and
 more. An explanation tells what each concept adds to the score of the best label.
 
+Rules are the small expressions that pick nodes of a knowledge by hand. rules check reads a file with
+a rule a line, and skips empty lines and those that begin with #. rules eval tries a rule on a
+message of the pairs given with --set and the words of --text; without --text it has no words at
+all. A rule that begins with - follows the argument --.
+
 Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel classify --train shop.train.tsv "Where is my parcel?"
   zandrel classify --train shop.train.tsv --explain "Where is my parcel?"
+  zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output error.)";
 
@@ -73,15 +83,25 @@ struct Setting_words {
     std::vector<std::string> assignments;
 };
 
+// What the commands of rules are given.
+struct Rule_words {
+    std::string file = "-";
+    std::string rule;
+    Analysis_names analysis = {"words", ""};
+    cli::Rule_subject subject;
+};
+
 struct Commands {
     cli::Evaluation_options evaluation;
     int confusion_count = 10;
     bool lists_categories = false;
-    bool writes_json = false;  // evaluate
+    bool writes_json = false;  // evaluate and rules
     Analysis_names analysis;   // of the command that is run
     Setting_words words;       // likewise
     cli::Engine_settings settings;
     cli::Classification_options classification;
+    Rule_words rules;
+    int status = cli::kSuccess;  // of a command that ran to its end
 };
 
 std::string version_text() {
@@ -100,10 +120,7 @@ void add_setting_options(CLI::App& command, Setting_words& words) {
         ->type_name("KEY=VALUE");
 }
 
-void add_common_options(CLI::App& command, std::string& train_file, Analysis_names& analysis) {
-    command.add_option("--train", train_file, "Data file to learn from")
-        ->required()
-        ->type_name("FILE");
+void add_analysis_options(CLI::App& command, Analysis_names& analysis) {
     command
         .add_option("--analysis", analysis.kind,
                     "How texts become concepts: phrases, words or whitespace")
@@ -115,6 +132,13 @@ void add_common_options(CLI::App& command, std::string& train_file, Analysis_nam
                     "Take the endings from words of a language, such as english")
         ->check(CLI::IsMember(cli::stem_languages()).description(""))
         ->type_name("LANGUAGE");
+}
+
+void add_common_options(CLI::App& command, std::string& train_file, Analysis_names& analysis) {
+    command.add_option("--train", train_file, "Data file to learn from")
+        ->required()
+        ->type_name("FILE");
+    add_analysis_options(command, analysis);
 }
 
 cli::Analysis_kind analysis_kind(const std::string& name) {
@@ -221,6 +245,92 @@ void add_classify(CLI::App& app, Commands& commands) {
     });
 }
 
+void print_check(Commands& commands) {
+    const cli::Rule_check check = cli::check_rule_file(commands.rules.file, std::cin);
+    if (commands.writes_json) {
+        cli::print_json(cli::rule_check_json(check), cli::Json_form::kManyLines, std::cout);
+    } else {
+        cli::print_rule_check(check, std::cout, std::cerr);
+    }
+    if (!check.bad.empty()) {
+        commands.status = cli::kDataError;
+    }
+}
+
+void print_explanation(const Commands& commands) {
+    const cli::Rule_explanation explanation = cli::explain_rule(commands.rules.rule);
+    if (commands.writes_json) {
+        cli::print_json(cli::rule_explanation_json(explanation), cli::Json_form::kManyLines,
+                        std::cout);
+    } else {
+        cli::print_rule_explanation(explanation, std::cout);
+    }
+}
+
+// RAISES: CLI::ValidationError; what rule_value raises.
+void print_value(Commands& commands) {
+    Rule_words& words = commands.rules;
+    words.subject.analysis = analysis_settings(words.analysis);
+    const double value = cli::rule_value(words.rule, words.subject);
+    if (commands.writes_json) {
+        cli::print_json(cli::rule_value_json(words.rule, value), cli::Json_form::kOneLine,
+                        std::cout);
+    } else {
+        std::cout << cli::value_text(value) << '\n';
+    }
+}
+
+void add_rule_option(CLI::App& command, std::string& rule) {
+    command.add_option("RULE", rule, "The rule")->required()->type_name("");
+}
+
+void add_rules_check(CLI::App& rules, Commands& commands) {
+    CLI::App* const command =
+        rules.add_subcommand("check", "Say which rules of a file are wrong, and why");
+    command
+        ->add_option("FILE", commands.rules.file,
+                     "File with a rule a line; none or -: standard input")
+        ->type_name("");
+    command->add_flag("--json", commands.writes_json, "Print JSON");
+    command->callback([&commands] { print_check(commands); });
+}
+
+void add_rules_explain(CLI::App& rules, Commands& commands) {
+    CLI::App* const command = rules.add_subcommand(
+        "explain", "Show the tokens, the reverse Polish form with types, and the tree of a rule");
+    add_rule_option(*command, commands.rules.rule);
+    command->add_flag("--json", commands.writes_json, "Print JSON");
+    command->callback([&commands] { print_explanation(commands); });
+}
+
+void add_rules_eval(CLI::App& rules, Commands& commands) {
+    Rule_words& words = commands.rules;
+    CLI::App* const command =
+        rules.add_subcommand("eval", "Print the value of a rule for a message");
+    add_rule_option(*command, words.rule);
+    command->add_option("--set", words.subject.pairs, "A name/value pair of the message")
+        ->allow_extra_args(false)
+        ->type_name("KEY=VALUE");
+    command->add_option("--text", words.subject.text, "Text with the words of the message")
+        ->type_name("TEXT");
+    command
+        ->add_option("--score", words.subject.score,
+                     "The score with which the rule's classifier is entered")
+        ->capture_default_str()
+        ->type_name("X");
+    add_analysis_options(*command, words.analysis);
+    command->add_flag("--json", commands.writes_json, "Print JSON");
+    command->callback([&commands] { print_value(commands); });
+}
+
+void add_rules(CLI::App& app, Commands& commands) {
+    CLI::App* const rules = app.add_subcommand("rules", "Check, explain and try rules");
+    rules->require_subcommand(1);
+    add_rules_check(*rules, commands);
+    add_rules_explain(*rules, commands);
+    add_rules_eval(*rules, commands);
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Zandrel, a text classification engine", "zandrel");
     Commands commands;
@@ -229,12 +339,13 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     add_evaluate(app, commands);
     add_classify(app, commands);
+    add_rules(app, commands);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? cli::kSuccess : cli::kUsageError;
     }
-    return cli::kSuccess;
+    return commands.status;
 }
 
 int fail(const std::exception& error, int status) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
-#include <system_error>
 
 #include "cli/errors.h"
 
@@ -62,11 +61,14 @@ void take_line(std::string_view line, const Place& place, std::vector<Labelled_t
     }
 }
 
-std::string reason_of_failure() {
-    return errno == 0 ? "unknown reason" : std::generic_category().message(errno);
-}
-
 }  // namespace
+
+std::string_view without_byte_order_mark(std::string_view line) {
+    if (line.starts_with(kByteOrderMark)) {
+        line.remove_prefix(kByteOrderMark.size());
+    }
+    return line;
+}
 
 std::string_view without_carriage_return(std::string_view line) {
     if (!line.empty() && line.back() == '\r') {
@@ -82,8 +84,8 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
     errno = 0;
     for (std::size_t line_number = 1; std::getline(input, buffer); ++line_number) {
         std::string_view line = without_carriage_return(buffer);
-        if (line_number == 1 && line.starts_with(kByteOrderMark)) {
-            line.remove_prefix(kByteOrderMark.size());
+        if (line_number == 1) {
+            line = without_byte_order_mark(line);
         }
         if (!line.empty()) {
             take_line(line, {name, line_number}, texts, skipped);

@@ -116,6 +116,58 @@ prints err 'bad value for MinPsSize: "many" is not an integer'
 expect 64 classify --train train.tsv --set PositiveMethod=1 goal
 prints err 'from an options file alone'
 
+printf '# rules\n\n"goal" & $size(n) > 5\n1 v 2\n' >good.rules
+printf '1\n(1\r\n\n"a" "b"\n' >bad.rules
+expect 0 rules check good.rules
+[[ $(<out) == '2 rules, 0 bad' ]] || fail "$command: wrong summary"
+is_silent err
+expect 65 rules check bad.rules
+[[ $(<out) == '3 rules, 2 bad' ]] || fail "$command: wrong summary"
+[[ $(<err) == $'bad.rules:2: Invalid tokens: ( , $end\nbad.rules:4: Invalid tokens: a , b' ]] ||
+    fail "$command: wrong messages"
+expect 65 rules check bad.rules --json
+[[ $(tr -d ' \n' <out) == \
+    '{"file":"bad.rules","rules":3,"bad":[{"line":2,"message":"Invalidtokens:(,$end"},{"line":4,"message":"Invalidtokens:a,b"}]}' ]] ||
+    fail "$command: wrong JSON"
+is_silent err
+expect 66 rules check absent.rules
+prints err 'zandrel: cannot read absent.rules: No such file or directory'
+is_silent out
+for file in '' -; do
+    # shellcheck disable=SC2086  # No file is no argument.
+    "$program" rules check $file <bad.rules >out 2>err
+    [[ $? == 65 ]] || fail "rules check $file: wrong exit status"
+    command="rules check $file"
+    prints err '<stdin>:2: Invalid tokens: ( , $end'
+done
+
+expect 0 rules explain '1 + 2'
+prints out '1:n 2:n +:nnn $end:nn'
+expect 0 rules explain --json '"a"'
+prints out '  "rule": "\"a\"",'
+prints out '      "node": "to number"'
+expect 65 rules explain '1 2'
+[[ $(<err) == 'rule: Invalid tokens: 1 , 2' ]] || fail "$command: wrong message"
+is_silent out
+
+expect 0 rules eval '"goal" & $size(n) > 5' --text 'A GOAL!' --set size=7
+[[ $(<out) == 1 ]] || fail "$command: wrong value"
+expect 0 rules eval '"goal" & $size(n) > 5' --text 'A GOAL!' --set size=7 --set size=5
+[[ $(<out) == 0 ]] || fail "$command: wrong value"
+expect 0 rules eval '"a goal" + "breads"' --text 'A goal' --analysis phrases
+[[ $(<out) == 1 ]] || fail "$command: wrong value"
+expect 0 rules eval '"bread"' --text 'breads' --stem english
+[[ $(<out) == 1 ]] || fail "$command: wrong value"
+expect 0 rules eval --score 0.25 -- '-parent_score / 2'
+[[ $(<out) == -0.125 ]] || fail "$command: wrong value"
+expect 0 rules eval --json '$a(n)' --set a=inf
+[[ $(<out) == '{"rule":"$a(n)","value":"inf"}' ]] || fail "$command: wrong JSON"
+expect 65 rules eval ''
+[[ $(<err) == 'rule: Empty expression' ]] || fail "$command: wrong message"
+is_silent out
+expect 64 rules eval 1 --set size
+prints err "--set: 'size' is not KEY=VALUE"
+
 expect 0 --version
 prints out 'zandrel 1.'
 expect 0 --help
@@ -133,6 +185,9 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'evaluate --train train.tsv --test test.tsv --threshold nan' \
     'evaluate --train train.tsv --test test.tsv --threshold half' \
     'evaluate --train train.tsv --test test.tsv --explain' \
+    'rules' 'rules fly' 'rules explain' 'rules explain 1 2' 'rules eval' 'rules check a b' \
+    'rules eval 1 --score half' 'rules eval 1 --set' 'rules eval 1 --set =7' \
+    'rules eval 1 --analysis magic' 'rules eval 1 --stem english --analysis whitespace' \
     'classify --train train.tsv --explain goal bread' 'classify --train train.tsv --per-category'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 64 $arguments

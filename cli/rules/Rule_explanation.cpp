@@ -1,0 +1,109 @@
+#include "cli/rules/Rule_explanation.h"
+
+#include <memory>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/foundation/qtX.h"
+
+#include "cli/errors.h"
+#include "cli/rules/Rule_tree.h"
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+using Token = RuleParser::ExprToken;
+
+std::string token_text(const Token& token) {
+    if ((token.flags & RuleParser::kWord) != 0) {
+        return quoted(token.text.view(), '"');
+    }
+    if ((token.flags & RuleParser::kString) != 0) {
+        return quoted(token.text.view(), '\'');
+    }
+    if ((token.flags & RuleParser::kKey) != 0) {
+        return key_text(token.text.view(), token.datatype);
+    }
+    return token.text.str();
+}
+
+// The letters that count: a sign's signature has two operands even where it takes one.
+std::string token_types(const Token& token) {
+    const std::size_t operand_count =
+        token.kind == RuleParser::kOperand ? 0 : static_cast<std::size_t>(token.arity);
+    return std::string(token.signature.view().substr(0, operand_count + 1));
+}
+
+// RAISES: qtX<RuleParser>.
+Rule_explanation explain_passes(const std::string& rule) {
+    Rule_explanation explanation;
+    explanation.rule = rule;
+    std::vector<Token> tokens;
+    RuleParser::tokenize_expression(rule, "nn", tokens);
+    for (const Token& token : tokens) {
+        explanation.tokens.push_back(token_text(token));
+    }
+    std::vector<Token> output;
+    RuleParser::reverse_polish_notation(tokens, output);
+    RuleParser::validate_polish_notation(output);
+    for (const Token& token : output) {
+        explanation.reverse_polish.push_back({token_text(token), token_types(token)});
+    }
+    const std::unique_ptr<MatchExp> tree(RuleParser::construct_expression_classes(output));
+    explanation.tree = tree_lines(*tree);
+    return explanation;
+}
+
+constexpr std::size_t kNameWidth = 16;
+
+void print_tree(const std::vector<Tree_line>& tree, std::ostream& out) {
+    std::string_view name = "tree";
+    for (const Tree_line& line : tree) {
+        out << left_aligned(name, kNameWidth) << line.type << ' '
+            << std::string(2 * line.level, ' ') << line.text << '\n';
+        name = "";
+    }
+}
+
+}  // namespace
+
+Rule_explanation explain_rule(const std::string& rule) {
+    try {
+        return explain_passes(rule);
+    } catch (const qtX<RuleParser>& error) {
+        throw Data_error("rule", error.what());
+    }
+}
+
+void print_rule_explanation(const Rule_explanation& explanation, std::ostream& out) {
+    out << left_aligned("tokens", kNameWidth - 1);
+    for (const std::string& token : explanation.tokens) {
+        out << ' ' << token;
+    }
+    out << '\n' << left_aligned("reverse Polish", kNameWidth - 1);
+    for (const Typed_token& token : explanation.reverse_polish) {
+        out << ' ' << token.text << ':' << token.types;
+    }
+    out << '\n';
+    print_tree(explanation.tree, out);
+}
+
+nlohmann::ordered_json rule_explanation_json(const Rule_explanation& explanation) {
+    nlohmann::ordered_json json = {{"rule", explanation.rule}, {"tokens", explanation.tokens}};
+    json["reverse_polish"] = nlohmann::ordered_json::array();
+    for (const Typed_token& token : explanation.reverse_polish) {
+        json["reverse_polish"].push_back({{"token", token.text}, {"types", token.types}});
+    }
+    json["tree"] = nlohmann::ordered_json::array();
+    for (const Tree_line& line : explanation.tree) {
+        json["tree"].push_back(
+            {{"level", line.level}, {"type", std::string(1, line.type)}, {"node", line.text}});
+    }
+    return json;
+}
+
+}  // namespace cli

@@ -1,0 +1,69 @@
+#include "cli/rules/Rule_value.h"
+
+#include <cmath>
+
+#include <nlohmann/json.hpp>
+
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/foundation/qtText.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/messages/zeMsg.h"
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+Rule_checker parsed(const std::string& rule) {
+    try {
+        return Rule_checker(rule);
+    } catch (const qtX<RuleParser>& error) {
+        throw Data_error("rule", error.what());
+    }
+}
+
+void add_pair(zeMsg& msg, const std::string& pair) {
+    const std::size_t equals_sign = pair.find('=');
+    if (equals_sign == std::string::npos || equals_sign == 0) {
+        throw Usage_error("--set: '" + pair + "' is not KEY=VALUE");
+    }
+    msg.add_value(pair.substr(0, equals_sign), mlMessageConverter::kString,
+                  pair.substr(equals_sign + 1));
+}
+
+void add_bag(zeMsg& msg, const std::string& text, const Analysis_settings& analysis) {
+    zeSml_feeder feeder;
+    make_text_analysis(analysis)->feed(text, feeder);
+    msg.smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
+}
+
+}  // namespace
+
+double rule_value(const std::string& rule, const Rule_subject& subject) {
+    const Rule_checker checker = parsed(rule);
+    zeMsg msg;
+    for (const std::string& pair : subject.pairs) {
+        add_pair(msg, pair);
+    }
+    if (subject.text) {
+        add_bag(msg, *subject.text, subject.analysis);
+    }
+    DocInfo info{&msg, subject.score};
+    return checker.Evaluate(info);
+}
+
+std::string value_text(double value) {
+    return std::isnan(value) ? "nan" : qtConvertDoubleToString(value).str();
+}
+
+nlohmann::ordered_json rule_value_json(const std::string& rule, double value) {
+    nlohmann::ordered_json json = {{"rule", rule}, {"value", value}};
+    if (!std::isfinite(value)) {
+        json["value"] = value_text(value);
+    }
+    return json;
+}
+
+}  // namespace cli
