@@ -131,13 +131,13 @@ const std::array<std::vector<std::string_view>, 7>& levels() {
 // What the grammar does not derive.
 struct No_derivation {};
 
-// Recursive descent, a function for each rule of the grammar, evaluating as it goes. Types are
-// looked at once the whole is known to be derived, so that a value here may be of a wrong type.
+// What is derived. Types are looked at only when the whole is known to be.
 struct Node {
     std::string symbol;
     std::vector<Node> operands;
 };
 
+// Recursive descent: a function for each rule of the grammar.
 class Descent {
 public:
     explicit Descent(const std::vector<std::string>& symbols) : m_symbols(symbols) {}
@@ -152,8 +152,10 @@ public:
 
 private:
     std::string_view next() const {
-        return m_position < m_symbols.size() ? std::string_view(m_symbols[m_position])
-                                             : std::string_view();
+        if (m_position == m_symbols.size()) {
+            return {};
+        }
+        return m_symbols[m_position];
     }
 
     bool take(std::string_view symbol) {
@@ -317,6 +319,25 @@ testing::AssertionResult agrees(const std::vector<std::string>& symbols, std::st
     return testing::AssertionSuccess();
 }
 
+std::string joined(const std::vector<std::string>& symbols) {
+    std::string text;
+    for (const std::string& symbol : symbols) {
+        text += (text.empty() ? "" : " ") + symbol;
+    }
+    return text;
+}
+
+// The next number in this base; false behind the last.
+bool count_on(std::vector<std::size_t>& digits, std::size_t base) {
+    for (std::size_t& digit : digits) {
+        if (++digit < base) {
+            return true;
+        }
+        digit = 0;
+    }
+    return false;
+}
+
 }  // namespace
 
 qtPtrLight<zeMsg> oracle_message() {
@@ -402,13 +423,12 @@ std::size_t check_all_strings(const std::vector<std::string>& alphabet, std::siz
     std::vector<std::size_t> digits(length, 0);
     std::size_t rule_count = 0;
     int failure_count = 0;
-    while (failure_count < kMostFailures) {
+    do {
         std::vector<std::string> symbols;
-        std::string rule;
         for (const std::size_t digit : digits) {
             symbols.push_back(alphabet[digit]);
-            rule += (rule.empty() ? "" : " ") + alphabet[digit];
         }
+        const std::string rule = joined(symbols);
         const Outcome outcome = parse_and_evaluate(rule, info);
         if (outcome.value) {
             ++rule_count;
@@ -417,14 +437,6 @@ std::size_t check_all_strings(const std::vector<std::string>& alphabet, std::siz
             ADD_FAILURE() << result.message();
             ++failure_count;
         }
-        // The next number in the base of the alphabet's size.
-        std::size_t place = 0;
-        while (place < length && ++digits[place] == alphabet.size()) {
-            digits[place++] = 0;
-        }
-        if (place == length) {
-            break;
-        }
-    }
+    } while (failure_count < kMostFailures && count_on(digits, alphabet.size()));
     return rule_count;
 }

@@ -11,9 +11,9 @@ namespace {
 
 // A token of each kind, and of each group that the passes treat alike.
 const std::vector<std::string>& alphabet() {
-    static const std::vector<std::string> all = {
-        "(", ")",      "?", ":",     "v", "|",   "<",     "==",    "+",     "-",   "*",
-        "!", "substr", ",", "\"w\"", "2", "'3'", "$k(n)", "$k(s)", "$m(?)", "true"};
+    static const std::vector<std::string> all = {"(",     ")", "?",   ":",     "v",      "<",
+                                                 "==",    "+", "-",   "!",     "substr", ",",
+                                                 "\"w\"", "2", "'3'", "$k(n)", "$k(s)",  "true"};
     return all;
 }
 
@@ -25,7 +25,7 @@ TEST(RuleParserExhaustiveTest, AgreesOnTheEmptyString) {
 
 // The rules are the operands that are numbers or booleans.
 TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfOneToken) {
-    EXPECT_EQ(check_all_strings(alphabet(), 1), 5U);
+    EXPECT_EQ(check_all_strings(alphabet(), 1), 4U);
 }
 
 TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfTwoTokens) {

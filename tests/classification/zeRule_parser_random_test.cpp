@@ -1,5 +1,7 @@
 // Random rules with types that fit, deeper than all strings of tokens can be.
+#include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <random>
 #include <string>
 #include <string_view>
@@ -63,7 +65,7 @@ public:
         Expression made{std::string(shape.symbol)};
         const std::size_t deepest = any_below(shape.operand_types.size());
         for (std::size_t index = 0; index < shape.operand_types.size(); ++index) {
-            const int shallow = levels > 12 ? 2 : static_cast<int>(any_below(4));
+            const int shallow = std::min(levels - 1, static_cast<int>(any_below(5)));
             made.operands.push_back(
                 make(shape.operand_types[index], index == deepest ? levels - 1 : shallow));
         }

@@ -169,10 +169,10 @@ TEST(RuleParserTypesTest, SharesTypes) {
 TEST(RuleParserTypesTest, MixesStringsWithNothing) {
     const std::pair<char, char> rows[] = {{'s', 'n'}, {'n', 's'}, {'s', 'b'}, {'b', 's'}};
 
-    for (const auto& [first, type] : rows) {
-        SCOPED_TRACE(testing::Message() << first << type);
-        char shared = first;
-        EXPECT_QTX(RuleParser::check_shared_type(shared, type), RuleParser, 0,
+    for (const std::pair<char, char>& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.first << row.second);
+        char shared = row.first;
+        EXPECT_QTX(RuleParser::check_shared_type(shared, row.second), RuleParser, 0,
                    "Operator with mismatched operands");
     }
 }

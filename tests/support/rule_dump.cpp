@@ -107,7 +107,7 @@ private:
     std::string rule_of(const MatchExpNode& node) const {
         const std::string written(operation_of(node).written);
         if (node.type == MatchExp::kBoolToNumber) {
-            return operand(node, 0);
+            return "(+(" + operand(node, 0) + "))";
         }
         if (node.type == MatchExp::kSubstring || node.type == MatchExp::kSubstringNoCase) {
             return written + "(" + operand(node, 0) + ", " + operand(node, 1) + ")";

@@ -25,8 +25,8 @@ std::string dump_tokens(const Rule_tokens& tokens);
 std::string dump_types(const Rule_tokens& tokens);
 // A tree in prefix form: `add(num(1),key_n(size))`.
 std::string dump_tree(const MatchExp& tree);
-// A rule that is parsed into this tree, with brackets around each operation. Conversions are not
-// written: they follow from the types.
+// A rule that is parsed into this tree, with brackets around each operation. A conversion is
+// written as a sign "+", which leaves no object itself but wants a number.
 std::string unparse(const MatchExp& tree);
 
 #endif  // ZANDREL_TESTS_SUPPORT_RULE_DUMP_H_

@@ -44,7 +44,9 @@ Tree make_keyword(const ExprToken& token) {
     return std::make_unique<MatchExpConst>(text == "true");
 }
 
-Tree make_operand(const ExprToken& token) {
+// Inlined, this and the other two would make the frame of recursive_construct many times as large,
+// and there are as many of these frames as a tree is deep.
+[[gnu::noinline]] Tree make_operand(const ExprToken& token) {
     if ((token.flags & RuleParser::kWord) != 0) {
         return std::make_unique<zeConceptInDoc>(Concept::insert(token.text));
     }
@@ -105,7 +107,7 @@ Tree make_signed(const ExprToken& token, Operands& operands) {
     return make_node(MatchExp::kNegation, operands);
 }
 
-Tree make_operation(const ExprToken& token, Operands& operands) {
+[[gnu::noinline]] Tree make_operation(const ExprToken& token, Operands& operands) {
     if (token.kind == RuleParser::kBorder) {
         return std::move(operands[0]);
     }
@@ -137,6 +139,10 @@ Tree make_operation(const ExprToken& token, Operands& operands) {
     }
 }
 
+[[gnu::noinline]] void convert_to_number(Tree& operand) {
+    operand = std::make_unique<MatchExpNode>(MatchExp::kBoolToNumber, std::move(operand));
+}
+
 }  // namespace
 
 MatchExp* RuleParser::construct_expression_classes(std::vector<ExprToken>& output) {
@@ -159,7 +165,7 @@ MatchExp* RuleParser::recursive_construct(std::vector<ExprToken>& output, int& p
         Tree& operand = operands[index - 1];
         operand.reset(recursive_construct(output, position, operand_type));
         if (token.signature[index] == 'n' && operand_type == 'b') {
-            operand = std::make_unique<MatchExpNode>(MatchExp::kBoolToNumber, std::move(operand));
+            convert_to_number(operand);
         }
     }
     return make_operation(token, operands).release();
