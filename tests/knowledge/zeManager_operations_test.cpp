@@ -5,15 +5,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
+#include "zandrel/storage/Hio.h"
 
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/expect_segbuf.h"
 #include "tests/support/fake_classifier.h"
 #include "tests/support/known_to_storage.h"
+#include "tests/support/record_bytes.h"
 
 namespace {
 
@@ -115,7 +119,7 @@ TEST_F(zeManagerOperationsTest, AddClassifierUnlinksTheNodesChildren) {
 
 TEST_F(zeManagerOperationsTest, AddClassifierRefusesATypeThatNoClassifierHas) {
     zeNode* const node = Leaf("root");
-    for (const unsigned int type : {0U, 3U, 256U, 258U, 4294967295U}) {
+    for (const unsigned int type : {0U, 3U, 7U, 256U, 257U, 258U, 4294967295U}) {
         SCOPED_TRACE(type);
 
         EXPECT_QTX_ARGS(manager.AddClassifier(node, type), zeManager, 0, "Invalid classifier type",
@@ -130,10 +134,64 @@ TEST_F(zeManagerOperationsTest, AddClassifierRefusesATypeThatNoClassifierHas) {
     }
 }
 
-// The engine has no rule classifier.
-TEST_F(zeManagerOperationsTest, AddClassifierRefusesARuleNode) {
-    EXPECT_QTX_ARGS(manager.AddClassifier(Leaf("root"), ZE_RULE), zeManager, 0,
-                    "Invalid classifier type", {"1"});
+TEST_F(zeManagerOperationsTest, AddClassifierSetsAnEmptySwitcherOnTheNode) {
+    zeNode* const node = Leaf("root");
+
+    zeClassifier* const classifier = manager.AddClassifier(node, ZE_RULE);
+
+    const auto* const switcher = dynamic_cast<const zeSwitcher*>(classifier);
+    ASSERT_NE(switcher, nullptr);
+    EXPECT_EQ(switcher->GetType(), ZE_RULE);
+    EXPECT_TRUE(switcher->m_dirty);
+    EXPECT_THAT(switcher->m_rules, IsEmpty());
+    EXPECT_EQ(switcher->m_default, nullptr);
+    EXPECT_EQ(switcher->m_node, node);
+    EXPECT_EQ(node->m_classifier, classifier);
+    EXPECT_EQ(node->m_classifier_id, classifier->m_id);
+    EXPECT_EQ(node->m_classifier_type, ZE_RULE);
+    EXPECT_TRUE(node->is_no_score());
+    EXPECT_THAT(tree.m_finder, IsEmpty());
+}
+
+TEST_F(zeManagerOperationsTest, AddClassifierRegistersASwitcherUnderTheNextId) {
+    manager.m_last_object_id = 6;
+
+    zeClassifier* const classifier = manager.AddClassifier(Leaf("root"), ZE_RULE);
+
+    EXPECT_EQ(classifier->m_id, 7U);
+    EXPECT_EQ(manager.m_last_object_id, 7U);
+    EXPECT_EQ(manager.m_objects.size(), 1U);
+    EXPECT_EQ(manager.m_objects.at(7), classifier);
+}
+
+TEST_F(zeManagerOperationsTest, GetRootStorageRaisesForARuleRoot) {
+    manager.m_root = tree.MakeNode(term("root"), ZE_RULE, 0, 0.0);
+
+    EXPECT_QTX_ARGS(manager.GetRootStorage(), zeManager, 1, "Root classifier is not statistic", {});
+}
+
+// LoadCat.
+
+TEST_F(zeManagerOperationsTest, LoadCatYieldsTheNodeOfAnIdAndNullForAnyOther) {
+    zeNode* const first = Leaf("a");
+    zeNode* const second = Leaf("b");
+    SegBuf record =
+        record_of(from_hex("00 00 00 02 00 00 00 01 00 00 00 00 00 00 00 03 ff ff ff ff"));
+    Hio<HSegment> io(new HSegment(record, 'r'));
+
+    EXPECT_EQ(manager.LoadCat(io, nullptr), second);
+    EXPECT_EQ(manager.LoadCat(io, second), first);
+    EXPECT_EQ(manager.LoadCat(io, first), nullptr);
+    EXPECT_EQ(manager.LoadCat(io, first), nullptr);
+    EXPECT_EQ(manager.LoadCat(io, nullptr), nullptr);
+    EXPECT_EQ(tree.m_nodes.size(), 2U);
+}
+
+TEST_F(zeManagerOperationsTest, LoadCatRaisesAtTheEndOfTheRecord) {
+    SegBuf record;
+    Hio<HSegment> io(new HSegment(record, 'r'));
+
+    EXPECT_SEGBUF_ERROR(manager.LoadCat(io, nullptr), qtxSegBuf::kLocateError);
 }
 
 // DelClassifier.

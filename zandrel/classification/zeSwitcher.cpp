@@ -66,16 +66,18 @@ void zeSwitcher::change_rule(zeNode*& cat, const qtString& text) {
     if (!has_rule(cat)) {
         throw qtX<zeSwitcher>(2, "Category not found in classifier", names_of(cat));
     }
+    // `cat` may be one of the places that change here: `m_default`, or a slot of the children.
+    zeNode* child = cat;
     m_dirty = true;
     if (m_node != nullptr) {
-        m_node->remove_child(cat);
+        m_node->remove_child(child);
     }
-    if (cat == m_default) {
+    if (child == m_default) {
         m_default = nullptr;
     } else {
-        m_rules.erase(cat);
+        m_rules.erase(child);
     }
-    add_rule(cat, text);
+    add_rule(child, text);
 }
 
 qtString zeSwitcher::get_rule(zeNode* const& cat) const {
