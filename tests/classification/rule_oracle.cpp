@@ -425,6 +425,7 @@ std::size_t check_all_strings(const std::vector<std::string>& alphabet, std::siz
     int failure_count = 0;
     do {
         std::vector<std::string> symbols;
+        symbols.reserve(length);
         for (const std::size_t digit : digits) {
             symbols.push_back(alphabet[digit]);
         }
