@@ -9,8 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "zandrel/classification/zeResult_set.h"
 #include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/zeResult_set.h"
 #include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/foundation/ml/mlMessageConverter.h"
 #include "zandrel/messages/zeMsg.h"
