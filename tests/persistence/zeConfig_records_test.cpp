@@ -1,6 +1,7 @@
 // The stored form of a container's identity and settings, byte by byte.
 #include "zandrel/persistence/zeConfig.h"
 
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -86,6 +87,58 @@ TEST(zeConfigRecordTest, ReplacesEveryField) {
     EXPECT_TRUE(config.flag_c);
     EXPECT_FALSE(config.full_propogation);
     EXPECT_EQ(config.optional, unusual_config().optional);
+}
+
+TEST(zeConfigRecordTest, HasSignaturesAsOneOptionalSetting) {
+    zeConfig config;
+    config.add_nlp_signature(7);
+    config.add_nlp_signature(3);
+
+    const std::string bytes = dumped(config);
+
+    const std::string expected = from_hex(
+        "00 00 00 01"                                         // one optional setting
+        "00 00 00 0d 4e 6c 70 53 69 67 6e 61 74 75 72 65 73"  // NlpSignatures:
+        "00 00 00 03 33 3b 37");                              // 3;7
+    ASSERT_GE(bytes.size(), expected.size());
+    EXPECT_EQ(to_hex(bytes.substr(bytes.size() - expected.size())), to_hex(expected));
+}
+
+TEST(zeConfigRecordTest, HasOptionalSettingsInTheByteOrderOfTheirKeys) {
+    zeConfig config;
+    for (const char* const key : {"\xff", "a", "ab", "B"}) {
+        config.set_optional(key, "");
+    }
+
+    const std::string bytes = dumped(config);
+
+    const std::string expected = from_hex(
+        "00 00 00 04"                    // four optional settings
+        "00 00 00 01 42 00 00 00 00"     // B
+        "00 00 00 01 61 00 00 00 00"     // a
+        "00 00 00 02 61 62 00 00 00 00"  // ab
+        "00 00 00 01 ff 00 00 00 00");   // the byte 255
+    ASSERT_GE(bytes.size(), expected.size());
+    EXPECT_EQ(to_hex(bytes.substr(bytes.size() - expected.size())), to_hex(expected));
+}
+
+// Writes each text between brackets.
+qtString bracketed(const qtString& text, void* /*context*/) {
+    return qtString("[" + text.str() + "]");
+}
+
+TEST(zeConfigRecordTest, TextsAreConvertedInWritingAndTakenAsTheyAreInReading) {
+    SegBuf record;
+    Hio<HSegment> io(new HSegment(record, 'w'));
+    io.converter = bracketed;
+    zeConfig config = unusual_config();
+
+    config.Dump(io);
+    io.device->Close();
+    config.Load(io);
+
+    EXPECT_EQ(config.kc_name, qtString("[kc1]"));
+    EXPECT_EQ(config.optional, (std::map<qtString, qtString>{{"[a]", "[xy]"}, {"[b]", "[]"}}));
 }
 
 TEST(zeConfigRecordTest, RefusesMoreOptionalSettingsThanCanBeThere) {

@@ -1,0 +1,83 @@
+// What damage to a record may lead to: an error of the record's end, or a load that is sound. Never
+// a crash, and never much memory. Programs that use it are linked with allocation_meter.cpp.
+#ifndef ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
+#define ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/SegBuf.h"
+
+#include "tests/support/allocation_meter.h"
+#include "tests/support/record_bytes.h"
+
+// Loads the record that begins at `start` into a new object and gives the record of that object.
+using Reload = std::string (*)(SegBuf& record, unsigned int start);
+
+// More than the entries of one segment can take, and far less than a damaged count may ask for.
+constexpr std::size_t kMostForDamage = std::size_t{2} << 20U;
+
+// What a damaged record loads as; nothing if it ends in the error of a read past the end. Any other
+// error passes on.
+inline std::optional<std::string> reload_damaged(Reload reload, SegBuf& record,
+                                                 unsigned int start) {
+    const Allocation_meter meter;
+    std::optional<std::string> loaded;
+    try {
+        loaded = reload(record, start);
+    } catch (const qtxSegBuf& raised) {
+        EXPECT_STREQ(raised.what(), "Locate error in SegBuf");
+    }
+    EXPECT_LT(meter.bytes(), kMostForDamage);
+    return loaded;
+}
+
+// A record at `start` that lost its end loads as if zeros stood there, as they do in the last
+// segment, or not at all; and not at all if the segment ends with what is left.
+inline void expect_cuts_are_safe_at(unsigned int start, const std::string& bytes, Reload reload) {
+    const std::string before(start, 'x');
+    const std::string zeros(std::size_t{2} * SegBuf::kSegmentSize, '\0');
+    for (std::size_t kept = 0; kept < bytes.size(); ++kept) {
+        SCOPED_TRACE(testing::Message() << kept << " of " << bytes.size() << " at " << start);
+        const std::string left = before + bytes.substr(0, kept);
+        SegBuf cut = record_of(left);
+        SegBuf padded = record_of(left + zeros);
+
+        const std::optional<std::string> loaded = reload_damaged(reload, cut, start);
+
+        if (kept == 0 || left.size() % SegBuf::kSegmentSize == 0) {
+            EXPECT_FALSE(loaded.has_value());
+        } else if (loaded.has_value()) {
+            EXPECT_EQ(to_hex(*loaded), to_hex(reload(padded, start)));
+        }
+    }
+}
+
+// Cuts a record after each of its bytes: within one segment, across two in different places, and
+// with the end of a segment right behind it.
+inline void expect_cuts_are_safe(const std::string& bytes, Reload reload) {
+    const auto size = static_cast<unsigned int>(bytes.size());
+    for (const unsigned int left : {SegBuf::kSegmentSize, size, size / 2, 3U}) {
+        expect_cuts_are_safe_at(SegBuf::kSegmentSize - left, bytes, reload);
+    }
+}
+
+// Changes each byte of a record, in each of its bits and in all of them at once.
+inline void expect_changes_are_safe(const std::string& bytes, Reload reload) {
+    for (std::size_t position = 0; position < bytes.size(); ++position) {
+        for (const unsigned int mask : {1U, 2U, 4U, 8U, 16U, 32U, 64U, 128U, 255U}) {
+            SCOPED_TRACE(testing::Message() << "byte " << position << ", mask " << mask);
+            std::string damaged = bytes;
+            damaged[position] = static_cast<char>(static_cast<unsigned char>(damaged[position]) ^
+                                                  static_cast<unsigned char>(mask));
+            SegBuf record = record_of(damaged);
+
+            reload_damaged(reload, record, 0);
+        }
+    }
+}
+
+#endif  // ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
