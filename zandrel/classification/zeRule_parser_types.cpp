@@ -79,12 +79,14 @@ void check_nesting(const std::vector<ExprToken>& output) {
 }
 
 void check_keys(const std::vector<ExprToken>& output) {
-    if (RuleParser::verification_func == nullptr) {
+    // A copy, since the callback may replace itself.
+    const auto is_known_key = RuleParser::verification_func;
+    if (is_known_key == nullptr) {
         return;
     }
     for (const ExprToken& token : output) {
         if ((token.flags & RuleParser::kKey) != 0 &&
-            !RuleParser::verification_func(token.text.c_str(), token.datatype)) {
+            !is_known_key(token.text.c_str(), token.datatype)) {
             refuse("Invalid NVP key: " + token.text);
         }
     }
