@@ -38,8 +38,8 @@ struct DocInfo {
 // that a rule may allocate is the message's own cache, at the first look-up of a language string.
 //
 // Errors: a tree that no parser builds breaks an invariant; see each class for the text.
-// Threads: one tree may be evaluated by several at once, as far as the messages allow look-ups of
-// pairs, which they do not; see zeMsg.
+// Threads: one at a time in the whole process, copying and destroying included: concepts and shared
+// texts are counted without a lock, and look-ups of pairs share a key (see Concept and zeMsg).
 class ZANDREL_EXPORT MatchExp {
 public:
     // The operations, by number. Not every number is the type of a node: the parser chooses among

@@ -24,7 +24,8 @@ public:
     RuleParser() = delete;
 
     // The longest chain of objects from the root of a tree to an operand. A deeper tree could not
-    // be evaluated, copied or destroyed on an ordinary stack. Brackets by themselves cost nothing.
+    // be evaluated, copied or destroyed on an ordinary stack. Brackets by themselves cost nothing;
+    // a unary "+", which leaves no object, counts as one.
     static constexpr int kDeepestTree = 10000;
 
     enum Kind : int {
@@ -100,6 +101,7 @@ public:
     static void check_shared_type(char& shared, char type);
 
     // Fourth pass. Builds the tree of a list that the third pass has let through.
+    // REQUIRES: as many operands as the operators take.
     // OWNS: caller.  RAISES: for a list that it would not have let through, the broken invariants
     // "is_key_datatype(token.datatype)", "is_keyword(token.text)", "is_type(operand_type)" and
     // "is_operation(token.func)".

@@ -19,7 +19,7 @@
 // borrows the nodes. It is always in memory.
 //
 // Errors: qtX<zeSwitcher>, with two arguments: the names of `m_node` and of the child. The
-// operations that raise it need a switcher that sits at a node.
+// operations that raise it need a switcher that sits at a node, and a child that is not null.
 // Threads: as zePhysicalTree.
 class ZANDREL_EXPORT zeSwitcher : public zeClassifier {
 public:
