@@ -42,7 +42,7 @@ std::optional<Kind> kind_of(std::string_view key) {
 
 template <class Number>
 std::optional<Number> whole_number(std::string_view text) {
-    text.remove_prefix(text.starts_with('+') ? 1 : 0);
+    text.remove_prefix(text.starts_with('+') && !text.starts_with("+-") ? 1 : 0);
     Number number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const bool is_number = error == std::errc() && end == text.data() + text.size();
@@ -63,6 +63,9 @@ std::string integer_problem(std::string_view key, std::string_view value) {
 std::string value_problem(std::string_view key, Kind kind, std::string_view value) {
     if (value.empty() || value == "leave") {
         return {};  // keeps the setting
+    }
+    if (is_trainer_switch(key)) {
+        return value == "0" || value == "1" ? "" : "is neither 0 nor 1";
     }
     if (kind == Kind::learn_speed) {
         return value == "sqrt" || value == "linear" ? "" : "is neither sqrt nor linear";
@@ -143,7 +146,7 @@ void Engine_settings::set(const std::vector<std::string>& assignments) {
 }
 
 void Engine_settings::apply(qtPtrLight<zeManager>& manager) {
-    if (!has(std::string(kUseMap))) {
+    if (m_options.options.count(qtString(kUseMap)) == 0) {
         m_options.Add(qtString(kUseMap), 1);
     }
     m_options.SetKcDefaults(manager, false);
