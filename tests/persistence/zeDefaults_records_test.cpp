@@ -153,6 +153,56 @@ TEST(zeDefaultsRecordTest, IgnoresReservedBytes) {
     EXPECT_TRUE(loaded(record) == zeDefaults());
 }
 
+// One flag false at a time, so that no two can stand in each other's place.
+TEST(zeDefaultsRecordTest, EachFlagHasAByteOfItsOwn) {
+    const struct {
+        bool zeDefaults::*flag;
+        std::size_t position;
+    } rows[] = {
+        {&zeDefaults::use_likelihood_in_train, 0},
+        {&zeDefaults::use_likelihood_in_match, 1},
+        {&zeDefaults::use_omit_method, 6},
+        {&zeDefaults::suppress_M, 7},
+        {&zeDefaults::use_new_ZC, 85},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.position);
+        zeDefaults settings;
+        settings.*row.flag = false;
+        std::string expected = default_record();
+        expected[row.position] = '\0';
+
+        EXPECT_EQ(to_hex(dumped(settings)), to_hex(expected));
+        EXPECT_TRUE(loaded(expected) == settings);
+    }
+}
+
+// Numbers whose defaults are equal, by unequal values at their places.
+TEST(zeDefaultsRecordTest, NumbersWithEqualDefaultsStandApart) {
+    const struct {
+        std::size_t position;
+        const char* bytes;
+    } rows[] = {
+        {2, "00 00 00 02"},                // resolution 2
+        {8, "00 00 00 03"},                // threshold of suppression 3
+        {41, "00 00 00 0a"},               // activation inside 10
+        {45, "00 00 00 0b"},               // outside 11
+        {49, "ff ff ff f4"},               // total -12
+        {286, "40 31 80 00 00 00 00 00"},  // weights of the bags 17.5
+        {294, "40 32 80 00 00 00 00 00"},  // 18.5
+        {302, "40 33 80 00 00 00 00 00"},  // 19.5
+        {310, "40 34 80 00 00 00 00 00"},  // 20.5
+    };
+
+    const std::string record = dumped(unusual_settings());
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.position);
+        const std::string expected = from_hex(row.bytes);
+        EXPECT_EQ(to_hex(record.substr(row.position, expected.size())), row.bytes);
+    }
+}
+
 TEST(zeDefaultsRecordTest, RaisesTheStreamsErrorWhereNothingIsLeft) {
     EXPECT_SEGBUF_ERROR(loaded(""), "Locate error in SegBuf");
 }
