@@ -20,8 +20,6 @@ Text_model::Text_model(const Model_options& options)
     : m_analysis(make_text_analysis(options.analysis)),
       m_manager(new zeManager),
       m_chooses_profile_size(options.analysis.kind == Analysis_kind::kPhrases) {
-    // Scores stay raw: training does not build likelihood tables.
-    m_manager->m_defaults.use_likelihood_in_train = false;
     if (options.settings != nullptr) {
         options.settings->apply(m_manager);
         m_chooses_profile_size = m_chooses_profile_size && !options.settings->has("ProfileSize");

@@ -155,12 +155,6 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
     m_storage->global_replace(replacement);
 }
 
-void zeStat_matcher::train(zeCorpus_view& view) {
-    zeStat_trainer trainer(*m_storage);
-    trainer.train(view, false);
-    feed(*m_storage, true);
-}
-
 void zeStat_matcher::classify_sml(zeSml& sml) {
     const int profile_count = m_storage->profile_count();
     for (const zeSml::Concept_info& entry : sml.m_concepts) {

@@ -29,6 +29,7 @@ class zeSml;
 // The table is stale from the moment the storage changes until `feed` has run. A pair in a stale
 // table whose profile is gone counts for nothing.
 //
+// Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and what the manager's interruption raises.
 // Threads: one at a time; classification writes scratch values in the storage.
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
 public:
@@ -68,8 +69,38 @@ public:
     void get_all_categories(std::vector<zeNode*>& cats) override;
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
-    // Counts the messages of the view and compiles the table.
+    // Training. All of it ends with a newly compiled table. An interruption leaves the table as it
+    // was and the model half-way: see zeStat_trainer and zeStat_diet_learner.
+
+    // Counts the messages of the view; they join those that the model holds.
     void train(zeCorpus_view& view);
+    // Takes in new messages at a fixed size of the model. `first` is true for the first bulk of a
+    // run, which makes room for it.
+    void learn(zeCorpus_view& view, bool first);
+    // Starts the model from keywords, titles and canned texts; see zeStat_trainer::bootstrap.
+    void bootstrap(zeCorpus_view& view);
+
+    // Categories. A table that is not compiled anew (`refeed`) is stale.
+
+    // Gives the category an empty profile and makes it a child of the node.
+    // RAISES: 0 "Category "%s" already exists." for one that has a profile (which is emptied all
+    // the same) or is a child, and for a matcher without a node, after adding the profile.
+    void add_cat(zeNode*& cat);
+    // Forgets what the category has learned. With `remove_concepts` its concepts are taken out of
+    // the table of all concepts too.
+    // RAISES: 1 "Category "%s" does not exist.".
+    void clear_cat(zeNode*& cat, bool refeed, bool remove_concepts);
+    // Deletes the category's profile and unlinks it from the node.
+    // RAISES: 1 "Deleted category "%s" does not exist." without a profile, and then nothing has
+    // changed, or without that child or a node, when the profile is gone.
+    void delete_cat(zeNode*& cat, bool refeed, bool remove_concepts);
+
+    // Histogram step of a likelihood pass: enters the message's raw score for every category that
+    // takes part in that category's histogram, and in its relevant part if the view says that the
+    // message counts there. A profile that is empty or covers the whole model takes no part, and
+    // its accumulator keeps what it has until its next score.
+    // REQUIRES: a storage that uses likelihood in training.
+    void classify(zeMsg& msg, zeCorpus_view& view, const zeCorpus_view::const_iterator& entry);
 
     // The steps of a score.
 
@@ -96,6 +127,8 @@ private:
     const float* find_weight(const Concept& wanted, int iprofile) const;
     void add_scores(zeSml& view, zeResult_set& results, double node_score, bool use_thresholds);
     void select_if_needed(zeStat_storage& storage);
+    void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
+                          bool is_relevant) const;
 };
 
 #endif  // ZANDREL_STATISTICS_ZESTAT_MATCHER_H_

@@ -72,8 +72,18 @@ void zeStat_trainer::train(zeCorpus_view& view, bool remove) {
 }
 
 void zeStat_trainer::calculate_profiles(bool remove) {
-    trace(s_trace_file, kTraceDebug, "Calculating global concept data");
-    calculate_corpus(m_msg_indices, remove);
+    const bool builds_likelihood = m_storage->m_use_train_likelihood && !remove;
+    // With fewer than two slices nothing can be left out: the likelihood pass matches the messages
+    // before it counts them itself.
+    const bool is_counted_later =
+        builds_likelihood && m_storage->m_use_omit_method && m_storage->m_num_slices <= 1;
+    if (!is_counted_later) {
+        trace(s_trace_file, kTraceDebug, "Calculating global concept data");
+        calculate_corpus(m_msg_indices, remove);
+    }
+    if (builds_likelihood) {
+        calculate_likelihood();
+    }
 }
 
 void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, bool remove) {
@@ -82,6 +92,11 @@ void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, 
         calculate_msg(static_cast<int>(index), remove);
         check_interrupt();
     }
+}
+
+qtPtrLight<zeMsg> zeStat_trainer::fetch(const zeCorpus_view::Msg& entry) const {
+    zeCorpus& corpus = *m_view->corpus;
+    return corpus.get_msg(corpus.get_msg(entry.index));
 }
 
 // The view of a message's bag, or null if there is nothing to count. Clipping can bring a total to
@@ -97,8 +112,7 @@ qtPtrLight<zeSml> zeStat_trainer::view_to_count(const qtPtrLight<zeMsg>& msg) co
 
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
-    zeCorpus& corpus = *m_view->corpus;
-    const qtPtrLight<zeMsg> msg = corpus.get_msg(corpus.get_msg(entry.index));
+    const qtPtrLight<zeMsg> msg = fetch(entry);
     const qtPtrLight<zeSml> view = view_to_count(msg);
     if (view.IsNull()) {
         tracef(s_trace_file, kTraceDebug, "SML does not exist or empty (message %d)", entry.index);

@@ -21,10 +21,16 @@ class zeStat_matcher;
 // rate inside with its rate outside, keeps those that tell most, and scales their weights so that
 // a typical member of the category lands at +1 and a typical outsider at -1.
 //
+// The likelihood pass measures what a score is worth: messages are matched by models from which
+// they have been left out, and histograms of their scores become the likelihood tables. Bootstrap
+// starts a model without labelled texts, from the keywords, titles and canned texts of messages.
+//
 // Made on the stack for one job. It borrows the storage, and the view while it trains.
 //
 // Errors: what the manager's interruption raises, between messages and between profiles; the model
-// then holds a partial count, or no selected weights at all.
+// then holds a partial count, or no selected weights at all. A likelihood pass or a bootstrap that
+// is broken off leaves the storage with the settings of the pass and may lack the messages of a
+// slice: the model is damaged and has to be trained anew.
 // Threads: one feature selection at a time in a process, since the orders below read process-wide
 // state.
 class ZANDREL_EXPORT zeStat_trainer {
@@ -52,10 +58,17 @@ public:
     zeStat_trainer& operator=(const zeStat_trainer&) = delete;
     virtual ~zeStat_trainer();
 
-    // Counts all messages of the view. Selection follows when a matcher is fed.
+    // Counts all messages of the view and, where the storage asks for likelihood tables, brings
+    // these up to date. Selection follows when a matcher is fed.
     void train(zeCorpus_view& view, bool remove);
-    // Counts the messages of `m_msg_indices`, or takes them out again.
+    // The same for the messages of `m_msg_indices`, or takes them out again, which leaves the
+    // tables alone.
     void calculate_profiles(bool remove);
+    // Counts the keywords, the titles and the canned texts of the messages, each with the weight
+    // that the storage has for that slot, in full and without likelihood tables. The histograms are
+    // empty afterwards. Concepts that were met are trusted: suppression leaves them alone.
+    // All messages end with slot 0 active, slot 4 empty, and the weight of the first message.
+    void bootstrap(zeCorpus_view& view);
 
     // Counting.  REQUIRES: `m_view`, which `train` sets.
 
@@ -64,6 +77,21 @@ public:
     // Counts one message. One without a bag, or with an empty one, counts for nothing.
     // REQUIRES for `remove`: it was added with the same bag, weight and categories.
     void calculate_msg(int index, bool remove);
+
+    // Likelihood.  REQUIRES: `m_view`, `m_msg_indices`, and a storage that uses likelihood in
+    // training.
+
+    // The whole pass. In the omit method with fewer than two slices the messages are counted here.
+    // COST: a feature selection for each slice, and to match, remove and add every message once.
+    void calculate_likelihood();
+    // Deals the training set to as many slices as there are, by category. A message is left aside
+    // if one of its categories would be empty without it.
+    void build_slices(std::vector<std::vector<unsigned int>>& slices);
+    // Enters the scores of these messages in the histograms, by `m_matcher` if it stands for the
+    // model as it is, otherwise by a matcher made for it.
+    void match_msgs_for_likelihood(const std::vector<unsigned int>& indices);
+    // Turns every profile's histogram, which stays, into its likelihood table.
+    void calculate_likelihood_from_results();
 
     // Selection.
 
@@ -123,6 +151,7 @@ private:
     };
 
     void check_interrupt();
+    qtPtrLight<zeMsg> fetch(const zeCorpus_view::Msg& entry) const;
     qtPtrLight<zeSml> view_to_count(const qtPtrLight<zeMsg>& msg) const;
     void add_to_totals(const Counted& msg);
     void remove_from_totals(const Counted& msg);
@@ -130,6 +159,9 @@ private:
     void remove_concepts(const Counted& msg);
     void add_to_profile(zeNode* const& node, const Counted& msg);
     void remove_from_profile(zeNode* const& node, const Counted& msg);
+
+    void match_with_messages_left_out();
+    bool can_be_left_out(const std::vector<zeNode*>& cats) const;
 
     void select_for_all_profiles();
     void clear_candidates();

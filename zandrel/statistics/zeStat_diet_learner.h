@@ -1,0 +1,139 @@
+// zeStat_diet_learner: keeps a statistical model learning at a fixed size.
+#ifndef ZANDREL_STATISTICS_ZESTAT_DIET_LEARNER_H_
+#define ZANDREL_STATISTICS_ZESTAT_DIET_LEARNER_H_
+
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+class zeManager;
+class zeStat_matcher;
+
+// Takes new labelled messages into a model. Before they are counted the old counts are scaled down,
+// each category's to a limit that follows from its size, so that the new messages weigh as much as
+// the limit allows: that is the learning speed. After it the concepts that the model no longer
+// needs are deleted. A large batch is divided into sub-bulks, so that the model never grows far
+// beyond its bounds between two deletions.
+//
+// It also takes a category's influence out of a model.
+//
+// Made on the stack for one job. It borrows the storage, the matcher, and the view while it learns.
+//
+// Errors: the assertions named below, and what the manager's interruption raises, between the steps
+// of a bulk and inside them; the model then stays as it stands.
+// Threads: one learner at a time in a process: it reads process-wide state.
+class ZANDREL_EXPORT zeStat_diet_learner {
+public:
+    // A candidate for deletion.
+    struct Concept_info {
+        Concept_info(zeStat_storage* storage, zeStat_storage::Ps::iterator candidate);
+
+        // By weight, then by text: the least goes first.
+        bool operator<(const Concept_info& other) const noexcept {
+            return m_weight < other.m_weight ||
+                   (m_weight == other.m_weight && m_P->first < other.m_P->first);
+        }
+
+        zeStat_storage::Ps::iterator m_P;
+        double m_weight;  // the entry's weight when it became a candidate
+
+        static zeStat_storage* m_storage;  // of the candidate made last
+    };
+
+    explicit zeStat_diet_learner(zeStat_storage& storage);
+    zeStat_diet_learner(const zeStat_diet_learner&) = delete;
+    zeStat_diet_learner& operator=(const zeStat_diet_learner&) = delete;
+    virtual ~zeStat_diet_learner();
+
+    // Learns the messages of the view, in as many sub-bulks as bound the growth of the model.
+    // `first` is true for the first bulk of a run: room is made once. COST: for each sub-bulk as
+    // for training with its messages, and one selection more.
+    void learn(zeCorpus_view& view, bool first);
+
+    // Categories. None of the three touches other profiles; the first two return false and change
+    // nothing for a category without a profile.
+
+    // Takes the category's influence out of the totals and empties its profile. With
+    // `remove_concepts` its concepts also lose what it brought to them.
+    bool clear_cat(zeNode*& cat, bool remove_concepts);
+    // The same, and deletes the profile, which renumbers another.
+    bool delete_cat(zeNode*& cat, bool remove_concepts);
+    // Adds an empty profile and returns true. One that exists is emptied too, without a change of
+    // the totals, and false returned.
+    bool add_cat(zeNode*& cat);
+
+    // The steps of `learn`.
+
+    // Learns one bulk.
+    void learn_bulk(zeCorpus_view& view, bool first);
+    // Divides the messages over `count` views, each category evenly.  REQUIRES: count > 0.
+    void build_subcorpuses(zeCorpus_view& view, int count, std::vector<zeCorpus_view>& out);
+    // Counts the bulk's messages of each profile. A category without a profile is left out.
+    // REQUIRES: `m_view`.
+    void build_num_msgs4profile();
+    // Ages the concepts' protection by the bulk's messages. In a first bulk it also cuts each
+    // profile to its limit, and scales the table of all concepts and the totals along. RAISES: the
+    // assertions "num_profiles - num_junk_profiles", "geom_average" and "arithm_average". REQUIRES:
+    // `build_num_msgs4profile`.
+    void prepare4training(bool first);
+    // How many slices of the omit method a bulk needs: fewer, the smaller it is beside its
+    // categories.
+    // REQUIRES: `build_num_msgs4profile`.
+    int get_num_slices_for_bulk();
+    // Deletes concepts that the last selection did not keep: unprotected light ones down to the
+    // profile's lower bound, then any down to its upper bound. Then concepts without a profile that
+    // are rarer than one seen once. With `only_touched`, profiles without a message in the bulk
+    // are left alone.
+    void eliminate_features(bool only_touched);
+    // Deletes candidates, lightest first, until the profile has `limit` concepts.
+    void delete_Ps(int& iprofile, std::vector<Concept_info>& candidates, int limit);
+    // Takes a profile's part out of the totals and the table of all concepts. The profile's own
+    // tables are the caller's to clear or delete.
+    void remove_influence_of_profile(int& iprofile, bool remove_concepts);
+    void clear_profile(int& iprofile);
+
+    zeCorpus_view* m_view = nullptr;      // BORROWS: the bulk
+    zeStat_storage* m_storage;            // BORROWS
+    zeManager* m_manager;                 // the storage's, for interruption; may be null
+    zeStat_matcher* m_matcher = nullptr;  // BORROWS: passed on to the trainer; may be null
+    std::vector<int> m_num_msgs4profile;  // messages of the bulk for each profile
+
+private:
+    using Profile = zeStat_storage::Profile;
+
+    // What the limits of a first bulk are made from.
+    struct Sizes {
+        bool all_junk = true;  // no category outside junk has a weight, so that all count
+        double sum = 0.0;      // message weights of the profiles that count
+        int junk_count = 0;    // profiles that do not count
+        double average = 0.0;  // size of a category whose limit is the average limit
+    };
+
+    static void init_optional_flags();
+
+    void check_interrupt();
+    long long estimate_concept_count(zeCorpus_view& view);
+    int count_sub_bulks(zeCorpus_view& view);
+    void train_bulk(zeCorpus_view& view);
+    bool counts(const Profile& profile, bool all_junk) const;
+    Sizes measure_sizes() const;
+    double average_size(const Sizes& sizes) const;
+    double limit_of(const Profile& profile, double average) const;
+    double cut_to_limits(const Sizes& sizes);
+    void cut_profile(Profile& profile, double limit);
+    void scale_totals(double total_weight);
+    void age(int iprofile);
+    bool is_touched(int iprofile) const;
+    double deletion_floor() const;
+    void diet(int iprofile, int low, int high);
+    void sweep_concepts(double total_sml_weight, double total_weight);
+};
+
+// Take the geometric average of the categories' sizes instead of the arithmetic one; false at
+// start. The first learner of a process sets it by whether the options map loaded last has
+// "GeomAverage" as "1"; it looks once, so a map loaded later changes nothing. Process-wide.
+extern ZANDREL_EXPORT bool g_use_geom_average;
+
+#endif  // ZANDREL_STATISTICS_ZESTAT_DIET_LEARNER_H_

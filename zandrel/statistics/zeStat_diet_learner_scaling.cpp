@@ -1,0 +1,202 @@
+// What zeStat_diet_learner does to old counts: it scales them down to make room for new messages,
+// and takes a category's part out.
+#include "zandrel/statistics/zeStat_diet_learner.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/zeNode.h"
+
+namespace {
+
+bool is_junk(const zeStat_storage::Profile& profile) {
+    return profile.m_node != nullptr && (profile.m_node->m_flags & zeNode::Junk) != 0;
+}
+
+// What is left of a total; never less than nothing.
+double at_least_0(double value) {
+    return std::max(value, 0.0);
+}
+
+}  // namespace
+
+void zeStat_diet_learner::prepare4training(bool first) {
+    if (!first) {
+        for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
+            age(iprofile);
+        }
+        return;
+    }
+    if (m_storage->profile_count() == 0 || m_storage->m_total_msg_weight == 0.0) {
+        return;
+    }
+    Sizes sizes = measure_sizes();
+    if (sizes.sum == 0.0) {
+        return;
+    }
+    sizes.average = average_size(sizes);
+    const double total = cut_to_limits(sizes);
+    scale_totals(total / (sizes.sum / m_storage->m_total_msg_weight));
+}
+
+// A concept's protection is used up by the messages of its category.
+void zeStat_diet_learner::age(int iprofile) {
+    const int msg_count = m_num_msgs4profile[static_cast<std::size_t>(iprofile)];
+    for (auto& [word, P] : m_storage->profile(iprofile).m_Ps) {
+        if (P.m_life > 0) {
+            P.m_life = static_cast<unsigned char>(std::max(P.m_life - msg_count, 0));
+        }
+    }
+}
+
+bool zeStat_diet_learner::counts(const Profile& profile, bool all_junk) const {
+    return all_junk || !is_junk(profile);
+}
+
+zeStat_diet_learner::Sizes zeStat_diet_learner::measure_sizes() const {
+    Sizes sizes;
+    sizes.all_junk = std::none_of(
+        m_storage->m_profiles.begin(), m_storage->m_profiles.end(),
+        [](const auto& profile) { return profile->m_msg_weight != 0.0 && !is_junk(*profile); });
+    for (const auto& profile : m_storage->m_profiles) {
+        if (counts(*profile, sizes.all_junk)) {
+            sizes.sum += profile->m_msg_weight;
+        } else {
+            ++sizes.junk_count;
+        }
+    }
+    return sizes;
+}
+
+// Small categories can be made to weigh less in the average, so that many of them do not pull the
+// limits of the large ones up.
+double zeStat_diet_learner::average_size(const Sizes& sizes) const {
+    const int counting = m_storage->profile_count() - sizes.junk_count;
+    ZANDREL_ASSERT(counting != 0, "num_profiles - num_junk_profiles");
+    const double mean = sizes.sum / counting;
+    const double factor = m_storage->m_weaken_small_cats_factor;
+    double c = 0.0;  // sums over the counting profiles: of the dampings,
+    double g = 0.0;  // of the logarithms of the damped sizes,
+    double h = 0.0;  // and of the sizes times the dampings
+    for (const auto& profile : m_storage->m_profiles) {
+        const double Mp = profile->m_msg_weight;
+        if (Mp == 0.0 || !counts(*profile, sizes.all_junk)) {
+            continue;
+        }
+        const double d = factor > 0.0 ? std::min(1.0, factor * Mp / mean) : 1.0;
+        c += d;
+        g += std::log(std::pow(Mp, d));
+        h += Mp * d;
+    }
+    double geom_average = c == 0.0 ? 0.0 : std::exp(g / c);
+    double arithm_average = c == 0.0 ? 0.0 : h / c;
+    if (!(geom_average > 0.0)) {
+        geom_average = m_storage->m_average_Rlimit;
+    }
+    if (!(arithm_average > 0.0)) {
+        arithm_average = m_storage->m_average_Rlimit;
+    }
+    ZANDREL_ASSERT(geom_average != 0.0, "geom_average");
+    ZANDREL_ASSERT(arithm_average != 0.0, "arithm_average");
+    return g_use_geom_average ? geom_average : arithm_average;
+}
+
+// Follows the category's real size, which is never cut: `m_msg_weight`, not `m_weight`.
+double zeStat_diet_learner::limit_of(const Profile& profile, double average) const {
+    const double Mp = profile.m_msg_weight;
+    const double R = m_storage->m_average_Rlimit;
+    const bool is_linear = m_storage->m_learn_speed_scale == 1;
+    const double limit = is_linear ? Mp * R / average : R * std::sqrt(Mp / average);
+    return std::min(std::max(limit, m_storage->m_min_Rlimit), m_storage->m_max_Rlimit);
+}
+
+// Returns what the counting profiles weigh after it.
+double zeStat_diet_learner::cut_to_limits(const Sizes& sizes) {
+    double total = 0.0;
+    for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
+        Profile& profile = m_storage->profile(iprofile);
+        const double limit = limit_of(profile, sizes.average);
+        if (counts(profile, sizes.all_junk)) {
+            total += std::min(profile.m_weight, limit);
+        }
+        age(iprofile);
+        if (limit < profile.m_weight) {
+            cut_profile(profile, limit);
+        }
+        check_interrupt();
+    }
+    return total;
+}
+
+void zeStat_diet_learner::cut_profile(Profile& profile, double limit) {
+    const double f = limit / profile.m_weight;
+    for (auto& [word, P] : profile.m_Ps) {
+        P.m_weight *= f;
+    }
+    if (m_storage->m_use_train_likelihood) {
+        for (zeStat_storage::Result_bin& bin : profile.m_bins) {
+            bin.m_relevant *= f;
+            bin.m_total *= f;
+        }
+    }
+    profile.m_weight = limit;
+}
+
+void zeStat_diet_learner::scale_totals(double total_weight) {
+    const double W = m_storage->m_total_weight;
+    if (total_weight != W && total_weight != 0.0 && W != 0.0) {
+        const double f = total_weight / W;
+        for (auto& [word, info] : m_storage->m_concept_infos) {
+            info.m_weight *= f;
+            info.m_rate *= f;
+        }
+        m_storage->m_total_sml_weight *= f;
+        for (const auto& profile : m_storage->m_profiles) {
+            profile->m_msg_weight *= f;
+        }
+        m_storage->m_total_msg_weight *= f;
+    }
+    m_storage->m_total_weight = total_weight;
+}
+
+void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove_concepts) {
+    const Profile& profile = m_storage->profile(iprofile);
+    const double W = m_storage->m_total_weight;
+    const double Wp = profile.m_weight;
+    const double Mp = profile.m_msg_weight;
+    double sumW = 0.0;
+    double sumM = 0.0;
+    for (const auto& each : m_storage->m_profiles) {
+        sumW += each->m_weight;
+        sumM += each->m_msg_weight;
+    }
+    if (W == 0.0 || sumM == 0.0) {
+        return;
+    }
+    // Messages of several categories count in each of these, but once in the totals.
+    const double r = sumM / m_storage->m_total_msg_weight;
+    const double divisor = Wp * sumM * r;
+    for (const auto& [word, P] : profile.m_Ps) {
+        const auto info = m_storage->m_concept_infos.find(word);
+        if (m_storage->end(info)) {
+            continue;
+        }
+        info->second.m_num_Ps = std::max(info->second.m_num_Ps - 1, 0);
+        // A profile without weight has brought nothing.
+        if (remove_concepts && divisor != 0.0) {
+            info->second.m_weight =
+                at_least_0(info->second.m_weight - P.m_weight * W * Mp / divisor);
+        }
+    }
+    m_storage->m_total_msg_weight = at_least_0((sumM - Mp) / r);
+    const double new_total = at_least_0((sumW - Wp) / r);
+    const double f = new_total / W;
+    for (auto& [word, info] : m_storage->m_concept_infos) {
+        info.m_weight *= f;
+        if (remove_concepts) {
+            info.m_rate *= f;
+        }
+    }
+    m_storage->m_total_weight = new_total;
+}

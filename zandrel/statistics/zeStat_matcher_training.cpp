@@ -1,0 +1,118 @@
+// The side of zeStat_matcher that changes its storage: training, the categories, and the histograms
+// of the likelihood pass.
+#include "zandrel/statistics/zeStat_matcher.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_diet_learner.h"
+#include "zandrel/statistics/zeStat_trainer.h"
+
+namespace {
+
+[[noreturn, gnu::format(printf, 2, 3)]] void raise_category_error(int number, const char* format,
+                                                                  ...) {
+    std::array<char, 1024> text;
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    throw qtX<zeStat_matcher>(number, text.data());
+}
+
+}  // namespace
+
+void zeStat_matcher::train(zeCorpus_view& view) {
+    zeStat_trainer trainer(*m_storage);
+    trainer.train(view, false);
+    feed(*m_storage, true);
+}
+
+void zeStat_matcher::learn(zeCorpus_view& view, bool first) {
+    zeStat_diet_learner learner(*m_storage);
+    learner.m_matcher = this;
+    learner.learn(view, first);
+    feed(*m_storage, true);
+}
+
+void zeStat_matcher::bootstrap(zeCorpus_view& view) {
+    zeStat_trainer trainer(*m_storage);
+    trainer.bootstrap(view);
+    feed(*m_storage, true);
+}
+
+void zeStat_matcher::add_cat(zeNode*& cat) {
+    zeStat_diet_learner learner(*m_storage);
+    const bool is_new = learner.add_cat(cat);
+    bool is_child_added = false;
+    if (is_new) {
+        m_dirty = true;
+        is_child_added = m_node != nullptr && m_node->add_child(cat);
+    }
+    if (!is_child_added) {
+        raise_category_error(0, "Category \"%s\" already exists.", cat->m_concept.c_str());
+    }
+}
+
+void zeStat_matcher::clear_cat(zeNode*& cat, bool refeed, bool remove_concepts) {
+    zeStat_diet_learner learner(*m_storage);
+    if (!learner.clear_cat(cat, remove_concepts)) {
+        raise_category_error(1, "Category \"%s\" does not exist.", cat->m_concept.c_str());
+    }
+    if (refeed) {
+        feed(*m_storage, true);
+    }
+}
+
+void zeStat_matcher::delete_cat(zeNode*& cat, bool refeed, bool remove_concepts) {
+    zeStat_diet_learner learner(*m_storage);
+    bool is_child_removed = false;
+    if (learner.delete_cat(cat, remove_concepts)) {
+        m_dirty = true;
+        is_child_removed = m_node != nullptr && m_node->remove_child(cat);
+    }
+    if (!is_child_removed) {
+        raise_category_error(1, "Deleted category \"%s\" does not exist.", cat->m_concept.c_str());
+    }
+    if (refeed) {
+        feed(*m_storage, true);
+    }
+}
+
+void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
+                              const zeCorpus_view::const_iterator& entry) {
+    const qtPtrLight<zeSml>& bag = msg.active_bag();
+    if (bag.IsNull()) {
+        return;
+    }
+    const qtPtrLight<zeSml> clipped = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
+    classify_sml(*clipped);
+    for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
+        zeStat_storage::Profile& profile = m_storage->profile(iprofile);
+        const bool is_relevant = view.is_relevant(entry, profile.m_node);
+        if (profile.m_num_msgs > 0 && profile.m_num_msgs != m_storage->m_num_msgs) {
+            const double score = adjust_match_value(*clipped, iprofile);
+            add_to_histogram(profile, score, msg.weight, is_relevant);
+        }
+    }
+}
+
+void zeStat_matcher::add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
+                                      bool is_relevant) const {
+    const std::size_t last = profile.m_bins.size() - 1;
+    // A score that is no number falls in the first bin.
+    const double position = score > 0.0 ? static_cast<double>(profile.m_bins.size()) * score : 0.0;
+    zeStat_storage::Result_bin& bin =
+        profile.m_bins[std::min(last, static_cast<std::size_t>(position))];
+    bin.m_total += weight;
+    if (is_relevant) {
+        bin.m_relevant += weight;
+    }
+    profile.m_likelihood_age = std::min(profile.m_likelihood_age + 1, Zandrel::MAX_LIKELIHOOD_AGE);
+}

@@ -1,0 +1,113 @@
+// The bootstrap side of zeStat_trainer: a model without labelled texts starts from the keywords,
+// the title and the canned text of its messages, one pass for each, all in slot 4.
+#include "zandrel/statistics/zeStat_trainer.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t kKeywordsSlot = 1;
+constexpr std::size_t kLastSlot = 3;      // the canned text; the title lies between
+constexpr unsigned int kWorkingSlot = 4;  // the trainer's own
+constexpr double kTrustedRate = 10.0;     // from here on suppression leaves a concept alone
+
+using Concepts = hash_set<Concept, ConceptHash>;
+
+template <class Value>
+void assign(Value& field, const Value& value, zeMsg& msg) {
+    msg.changed = msg.changed || field != value;
+    field = value;
+}
+
+// Keywords count in full but come from a short list: their bag's total is made to differ from the
+// sum of its weights, which scales every share.
+qtPtrLight<zeSml> with_scaled_total(const zeSml& keywords, double factor) {
+    qtPtrLight<zeSml> scaled(new zeSml(keywords, 0.0));
+    const double total = scaled->m_total_weight * factor;
+    scaled->m_is_new = scaled->m_is_new || total != scaled->m_total_weight;
+    scaled->m_total_weight = total;
+    return scaled;
+}
+
+// Makes the bag of `slot` the one that training reads, at the weight that this slot has.
+void activate(zeMsg& msg, std::size_t slot, const zeStat_storage& storage, Concepts& seen) {
+    const qtPtrLight<zeSml> bag = msg.smls[slot];
+    if (!bag.IsNull()) {
+        for (const zeSml::Concept_info& entry : bag->m_concepts) {
+            seen.insert(entry.m_concept);
+        }
+        msg.smls[kWorkingSlot] =
+            slot == kKeywordsSlot ? with_scaled_total(*bag, storage.m_keywords_frequency) : bag;
+        msg.changed = true;
+    }
+    assign(msg.active_sml, kWorkingSlot, msg);
+    assign(msg.weight, storage.m_sml_weights[slot], msg);
+}
+
+void deactivate(zeMsg& msg, double weight) {
+    msg.smls[kWorkingSlot] = qtPtrLight<zeSml>();
+    msg.changed = true;
+    assign(msg.active_sml, 0U, msg);
+    assign(msg.weight, weight, msg);
+}
+
+// What a storage is set to while it is bootstrapped: all weights count in full.
+struct Settings {
+    explicit Settings(const zeStat_storage& storage)
+        : clip_value(storage.m_clip_value),
+          suppress_M(storage.m_suppress_M),
+          use_train_likelihood(storage.m_use_train_likelihood) {}
+
+    Settings() = default;
+
+    void apply(zeStat_storage& storage) const {
+        storage.m_clip_value = clip_value;
+        storage.m_suppress_M = suppress_M;
+        storage.set_use_train_likelihood(use_train_likelihood);
+    }
+
+    double clip_value = 0.0;
+    bool suppress_M = false;
+    bool use_train_likelihood = false;
+};
+
+void trust(const Concepts& seen, zeStat_storage& storage) {
+    for (const Concept& each : seen) {
+        const auto info = storage.m_concept_infos.find(each);
+        if (!storage.end(info)) {
+            info->second.m_rate = std::max(info->second.m_rate, kTrustedRate);
+        }
+    }
+}
+
+}  // namespace
+
+void zeStat_trainer::bootstrap(zeCorpus_view& view) {
+    if (view.msgs.empty()) {
+        return;
+    }
+    const Settings saved(*m_storage);
+    Settings().apply(*m_storage);
+    Concepts seen;
+    for (std::size_t slot = kKeywordsSlot; slot <= kLastSlot; ++slot) {
+        m_view = &view;
+        std::vector<double> weights;
+        for (const zeCorpus_view::Msg& entry : view.msgs) {
+            const qtPtrLight<zeMsg> msg = fetch(entry);
+            if (!msg.IsNull()) {
+                weights.push_back(msg->weight);
+                activate(*msg, slot, *m_storage, seen);
+            }
+        }
+        train(view, false);
+        for (const zeCorpus_view::Msg& entry : view.msgs) {
+            const qtPtrLight<zeMsg> msg = fetch(entry);
+            if (!msg.IsNull() && !weights.empty()) {
+                // The weight of the first message, for all: callers depend on it.
+                deactivate(*msg, weights.front());
+            }
+        }
+    }
+    saved.apply(*m_storage);
+    trust(seen, *m_storage);
+}
