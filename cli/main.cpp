@@ -30,7 +30,8 @@ namespace {
 
 constexpr const char* kFooter = R"(
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
-CR LF; empty lines are skipped.
+CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
+`label[,label]<TAB>text<TAB>title<TAB>keywords`, of which the last two alone are learned.
 
 Text analysis:
   phrases     as words, but each digit becomes 0, each punctuation mark or symbol is a concept too,
@@ -49,10 +50,13 @@ Figures of evaluate:
   ECE         expected calibration error, over 15 bins: how far scores are from the shares of right
               labels, of the best labels and of all pairs of text and label
   Brier score squared error of the scores, summed over the labels, mean over the texts
+  without tables  the same of raw scores, which the likelihood tables have not corrected
+  learning    the model before the first bulk of --learn and after each: concepts in all, mean and
+              greatest number of them in a profile; all other figures are of the model before it
 
 JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are those at the threshold,
-`macro_f1_top` is that of the best labels; further `accuracy`, `ece_top`, `ece_pairs`, `brier` and
-more. An explanation tells what each concept adds to the score of the best label.
+`macro_f1_top` is that of the best labels; further `accuracy`, `ece_top`, `ece_pairs`, `brier`,
+`without_tables`, `learning` and more. An explanation tells what each concept adds to the score of the best label.
 
 Rules are the small expressions that pick nodes of a knowledge by hand. rules check reads a file with
 a rule a line, and skips empty lines and those that begin with #. rules eval tries a rule on a
@@ -213,6 +217,17 @@ void add_evaluate(CLI::App& app, Commands& commands) {
         ->capture_default_str()
         ->check(error_of_share)
         ->type_name("T");
+    command->add_flag("--bootstrap", commands.evaluation.bootstraps,
+                      "Start from the titles and keywords of the training data alone");
+    CLI::Option* const learn = command
+                                   ->add_option("--learn", commands.evaluation.learn_file,
+                                                "Data file to learn after training, in bulks")
+                                   ->type_name("FILE");
+    command->add_option("--bulk", commands.evaluation.bulk_size, "How many texts a bulk has")
+        ->capture_default_str()
+        ->check(CLI::Range(1, kLongestList).description(""))
+        ->needs(learn)
+        ->type_name("N");
     command->add_flag("--per-category", commands.lists_categories,
                       "List precision, recall and F1 of each label; JSON always does");
     add_report_options(*command, commands.evaluation.text_to_explain, commands.writes_json,

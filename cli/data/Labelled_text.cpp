@@ -38,19 +38,36 @@ std::vector<std::string> split_labels(std::string_view list, const Place& place)
     return labels;
 }
 
-Labelled_text parse_line(std::string_view line, const Place& place) {
+// Takes the column in front of the first tab off a line.
+std::string_view take_column(std::string_view& line, const Place& place, const char* complaint) {
     const std::size_t tab = line.find('\t');
     if (tab == std::string_view::npos) {
-        throw Data_error(place.file, place.line, "no tab between label and text");
+        throw Data_error(place.file, place.line, complaint);
     }
-    return {split_labels(line.substr(0, tab), place), std::string(line.substr(tab + 1))};
+    const std::string_view column = line.substr(0, tab);
+    line.remove_prefix(tab + 1);
+    return column;
+}
+
+Labelled_text parse_line(std::string_view line, const Place& place, Columns columns) {
+    Labelled_text parsed;
+    const std::string_view labels = take_column(line, place, "no tab between label and text");
+    parsed.labels = split_labels(labels, place);
+    if (columns == Columns::kText) {
+        parsed.text = line;
+    } else {
+        parsed.text = take_column(line, place, "no tab between text and title");
+        parsed.title = take_column(line, place, "no tab between title and keywords");
+        parsed.keywords = line;
+    }
+    return parsed;
 }
 
 // Parses a line into `texts`, or notes it in `skipped` if it is bad.
 void take_line(std::string_view line, const Place& place, std::vector<Labelled_text>& texts,
-               Skipped_lines* skipped) {
+               Skipped_lines* skipped, Columns columns) {
     try {
-        texts.push_back(parse_line(line, place));
+        texts.push_back(parse_line(line, place, columns));
     } catch (const Data_error& error) {
         if (skipped == nullptr) {
             throw;
@@ -78,7 +95,7 @@ std::string_view without_carriage_return(std::string_view line) {
 }
 
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
-                                               Skipped_lines* skipped) {
+                                               Skipped_lines* skipped, Columns columns) {
     std::vector<Labelled_text> texts;
     std::string buffer;
     errno = 0;
@@ -88,7 +105,7 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
             line = without_byte_order_mark(line);
         }
         if (!line.empty()) {
-            take_line(line, {name, line_number}, texts, skipped);
+            take_line(line, {name, line_number}, texts, skipped, columns);
         }
     }
     if (input.bad()) {
@@ -97,14 +114,15 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
     return texts;
 }
 
-std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped) {
+std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped,
+                                              Columns columns) {
     errno = 0;
     std::ifstream input(path, std::ios::binary);
     if (!input) {
         throw Input_error(path, reason_of_failure());
     }
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
-    std::vector<Labelled_text> texts = read_labelled_texts(input, path, skipped);
+    std::vector<Labelled_text> texts = read_labelled_texts(input, path, skipped, columns);
     if (texts.empty()) {
         const bool has_bad_lines = skipped != nullptr && skipped->count > skipped_before;
         throw Data_error(path, has_bad_lines ? "no good data line" : "no data line");
@@ -123,7 +141,7 @@ void print_skipped(const Skipped_lines& skipped, std::ostream& out) {
 std::size_t text_bytes(const std::vector<Labelled_text>& texts) {
     std::size_t bytes = 0;
     for (const Labelled_text& text : texts) {
-        bytes += text.text.size();
+        bytes += text.text.size() + text.title.size() + text.keywords.size();
     }
     return bytes;
 }

@@ -14,7 +14,12 @@ namespace cli {
 struct Labelled_text {
     std::vector<std::string> labels;  // at least one, each once, in the order of the line
     std::string text;                 // may be empty
+    std::string title = {};           // of lines with four columns; may be empty
+    std::string keywords = {};        // likewise
 };
+
+// What a data line holds behind its labels.
+enum class Columns { kText, kTextTitleKeywords };
 
 // Data lines that were left out, since they are not what they should be.
 struct Skipped_lines {
@@ -22,20 +27,23 @@ struct Skipped_lines {
     std::string first;  // "FILE:LINE: message" of the first one; empty if there is none
 };
 
-// Reads data lines `label[,label]<TAB>text` in UTF-8. The first tab of a line parts labels and
-// text; later ones belong to the text. A label that stands twice counts once. Lines end with LF or
+// Reads data lines `label[,label]<TAB>text`, or `label[,label]<TAB>text<TAB>title<TAB>keywords`, in
+// UTF-8. The first tab of a line parts labels and text; tabs behind the last column's begin belong
+// to that column. A label that stands twice counts once. Lines end with LF or
 // CR LF, which the last one may lack. Empty lines are skipped, and so is a byte order mark at the
 // start. The bytes themselves are not checked: what is no UTF-8 is the text analysis's concern.
 // `name`: the file's name for messages. `skipped`: if given, bad lines are left out and added to
-// it, after what it holds from other files. RAISES: Data_error for a line without a tab or with an
-// empty label, unless bad lines are left out; Input_error if reading fails.
+// it, after what it holds from other files. RAISES: Data_error for a line without its tabs or with
+// an empty label, unless bad lines are left out; Input_error if reading fails.
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
-                                               Skipped_lines* skipped = nullptr);
+                                               Skipped_lines* skipped = nullptr,
+                                               Columns columns = Columns::kText);
 // Reads a whole file, which must hold a data line at least.
 // RAISES: as above; also Input_error for a file that cannot be opened, and Data_error for one
 // without a data line, or with none that is good.
 std::vector<Labelled_text> read_labelled_file(const std::string& path,
-                                              Skipped_lines* skipped = nullptr);
+                                              Skipped_lines* skipped = nullptr,
+                                              Columns columns = Columns::kText);
 
 // Says in one line how many lines were left out and which was the first; nothing if there is none.
 void print_skipped(const Skipped_lines& skipped, std::ostream& out);
@@ -46,7 +54,7 @@ std::string_view without_byte_order_mark(std::string_view line);
 // Takes the carriage return of a CR LF line end off a line.
 std::string_view without_carriage_return(std::string_view line);
 
-// The bytes of all texts, labels not counted.
+// The bytes of all texts, titles and keywords; labels are not counted.
 std::size_t text_bytes(const std::vector<Labelled_text>& texts);
 
 }  // namespace cli

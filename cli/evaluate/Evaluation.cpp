@@ -37,36 +37,77 @@ public:
         m_calibration.add(text.labels, ranking);
     }
 
+    // The ranking by scores that likelihood tables have not corrected.
+    void add_raw(const Labelled_text& text, const Ranking& ranking) {
+        m_has_raw = true;
+        m_raw_calibration.add(text.labels, ranking);
+    }
+
     void put_into(Evaluation& result) const {
         result.metrics = m_top.metrics();
         result.assignments = m_assignments.assignments();
         // Its list has the labels of the model and those of the texts.
-        result.calibration = m_calibration.calibration(result.assignments.categories.size());
+        const std::size_t label_count = result.assignments.categories.size();
+        result.calibration = m_calibration.calibration(label_count);
+        if (m_has_raw) {
+            result.raw_calibration = m_raw_calibration.calibration(label_count);
+        }
     }
 
 private:
     Metrics_counter m_top;
     Assignment_counter m_assignments;
     Calibration_counter m_calibration;
+    Calibration_counter m_raw_calibration;
+    bool m_has_raw = false;
 };
 
 // So few texts that their rankings, each with all labels, take little memory, and so many that the
 // clock is seldom read.
 constexpr std::size_t kBatchSize = 256;
 
-// Ranks all labels for each text. The figures are no part of what is measured.
+// Some texts with what the model makes of them.
+struct Batch {
+    std::vector<qtPtrLight<zeSml>> bags;
+    std::vector<Ranking> rankings;
+};
+
+// Ranks the batch once more, without likelihood tables.
+void add_raw_scores(const Labelled_text* texts, const Batch& batch, Text_model& model,
+                    Quality& quality) {
+    model.use_tables(false);
+    for (std::size_t i = 0; i < batch.bags.size(); ++i) {
+        quality.add_raw(texts[i], model.rank(batch.bags[i], -1));
+    }
+    model.use_tables(true);
+}
+
+// Ranks all labels for each text. The figures are no part of what is measured, nor are the scores
+// without tables.
 void classify_all(const Texts& texts, Text_model& model, Phase& phase, Quality& quality) {
     for (std::size_t begin = 0; begin < texts.size(); begin += kBatchSize) {
         const std::size_t end = std::min(begin + kBatchSize, texts.size());
-        std::vector<Ranking> rankings;
+        Batch batch;
         measure(phase, model, [&] {
             for (std::size_t i = begin; i < end; ++i) {
-                rankings.push_back(model.rank(texts[i].text, -1));
+                batch.bags.push_back(model.make_bag(texts[i].text));
+                batch.rankings.push_back(model.rank(batch.bags.back(), -1));
             }
         });
         for (std::size_t i = begin; i < end; ++i) {
-            quality.add(texts[i], rankings[i - begin]);
+            quality.add(texts[i], batch.rankings[i - begin]);
         }
+        if (model.uses_tables()) {
+            add_raw_scores(texts.data() + begin, batch, model, quality);
+        }
+    }
+}
+
+void start(const Evaluation_options& options, const Texts& texts, Text_model& model) {
+    if (options.bootstraps) {
+        model.bootstrap(texts);
+    } else {
+        model.train(texts);
     }
 }
 
@@ -81,18 +122,24 @@ std::size_t peak_memory_bytes() {
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    const Texts train_texts = read_labelled_file(options.train_file, skipped);
+    const Columns columns = options.bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
+    const Texts train_texts = read_labelled_file(options.train_file, skipped, columns);
     const Texts test_texts = read_labelled_file(options.test_file, skipped);
+    const Texts texts_to_learn =
+        options.learn_file ? read_labelled_file(*options.learn_file, skipped) : Texts();
     result.training = {train_texts.size(), text_bytes(train_texts)};
     result.classifying = {test_texts.size(), text_bytes(test_texts)};
 
     Text_model model(options.model);
-    measure(result.training, model, [&] { model.train(train_texts); });
+    measure(result.training, model, [&] { start(options, train_texts, model); });
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();
     Quality quality(options.threshold, labels);
     classify_all(test_texts, model, result.classifying, quality);
     quality.put_into(result);
+    if (!texts_to_learn.empty()) {
+        result.learning = learn_in_bulks(texts_to_learn, options.bulk_size, test_texts, model);
+    }
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);
     }

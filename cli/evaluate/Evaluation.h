@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
+#include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Model_options.h"
@@ -20,6 +22,9 @@ struct Evaluation_options {
     std::string test_file;
     double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
     bool skips_bad_lines = false;
+    bool bootstraps = false;  // from titles and keywords, instead of training on the texts
+    std::optional<std::string> learn_file;  // texts to learn after training
+    std::size_t bulk_size = 1000;           // so many at a time
     std::optional<std::string> text_to_explain;
     Model_options model;
 };
@@ -32,20 +37,23 @@ struct Phase {
     double analysis_seconds = 0.0;  // the share of that which text analysis took
 };
 
-// Plain figures; printing them is the report's part.
+// Plain figures, of the model as it was before it learned further texts; printing them is the
+// report's part.
 struct Evaluation {
     Phase training;
     Phase classifying;
     std::size_t trained_labels = 0;
-    Metrics metrics;          // of the best label of each text
-    Assignments assignments;  // of the labels at or above the threshold
-    Calibration calibration;  // of the scores of all labels
-    Skipped_lines skipped;    // of both files
+    Metrics metrics;                             // of the best label of each text
+    Assignments assignments;                     // of the labels at or above the threshold
+    Calibration calibration;                     // of the scores of all labels
+    std::optional<Calibration> raw_calibration;  // the same without likelihood tables; if there are
+    std::vector<Learning_step> learning;  // the model before the first bulk and after each; or none
+    Skipped_lines skipped;                // of all files
     std::optional<Explanation> explanation;
     std::size_t peak_memory_bytes = 0;  // of the process, the files' texts included
 };
 
-// RAISES: Input_error, Data_error: both files are read before any work is done. Bad lines are no
+// RAISES: Input_error, Data_error: all files are read before any work is done. Bad lines are no
 // error if they are skipped.
 Evaluation evaluate(const Evaluation_options& options);
 

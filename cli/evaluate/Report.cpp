@@ -76,12 +76,40 @@ void print_assignments(const Assignments& assignments, std::ostream& out) {
     print_averages("macro average", assignments.macro, out);
 }
 
-void print_calibration(const Calibration& calibration, std::ostream& out) {
-    out << '\n';
-    print_row(out, "", {"ECE of best", "ECE of all", "Brier score"});
-    print_row(out, "calibration",
+void print_calibration_row(std::string_view name, const Calibration& calibration,
+                           std::ostream& out) {
+    print_row(out, name,
               {with_decimals(calibration.ece_top, 4), with_decimals(calibration.ece_pairs, 4),
                with_decimals(calibration.brier, 4)});
+}
+
+void print_calibration(const Evaluation& evaluation, std::ostream& out) {
+    out << '\n';
+    print_row(out, "", {"ECE of best", "ECE of all", "Brier score"});
+    print_calibration_row("calibration", evaluation.calibration, out);
+    if (evaluation.raw_calibration) {
+        print_calibration_row("without tables", *evaluation.raw_calibration, out);
+    }
+}
+
+std::string entries_per_profile(const Model_size& size) {
+    return grouped(size.profiles == 0 ? 0 : size.entries / size.profiles);
+}
+
+void print_learning(const std::vector<Learning_step>& steps, std::ostream& out) {
+    if (steps.empty()) {
+        return;
+    }
+    out << '\n';
+    print_row(out, "learning",
+              {"texts", "accuracy", "concepts", "per profile", "largest", "CPU time"});
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        const Learning_step& step = steps[i];
+        print_row(out, i == 0 ? "before" : "bulk " + grouped(i),
+                  {grouped(step.texts), percent(step.accuracy), grouped(step.size.concepts),
+                   entries_per_profile(step.size), grouped(step.size.largest),
+                   with_decimals(step.cpu_seconds, 2) + " s"});
+    }
 }
 
 void print_phase(std::ostream& out, std::string_view name, const Phase& phase) {
@@ -144,8 +172,9 @@ void print_report(const Evaluation& evaluation, const Report_options& options, s
     print_data(evaluation, out);
     print_quality(evaluation.metrics, out);
     print_assignments(evaluation.assignments, out);
-    print_calibration(evaluation.calibration, out);
+    print_calibration(evaluation, out);
     print_cost(evaluation, out);
+    print_learning(evaluation.learning, out);
     if (options.lists_categories) {
         print_categories(evaluation.assignments, out);
     }

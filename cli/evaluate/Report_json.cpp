@@ -25,6 +25,25 @@ void add_quality(const Evaluation& evaluation, Json& json) {
     json["ece_top"] = evaluation.calibration.ece_top;
     json["ece_pairs"] = evaluation.calibration.ece_pairs;
     json["brier"] = evaluation.calibration.brier;
+    if (evaluation.raw_calibration) {
+        json["without_tables"] = {{"ece_top", evaluation.raw_calibration->ece_top},
+                                  {"ece_pairs", evaluation.raw_calibration->ece_pairs},
+                                  {"brier", evaluation.raw_calibration->brier}};
+    }
+}
+
+Json learning_json(const std::vector<Learning_step>& steps) {
+    Json list = Json::array();
+    for (const Learning_step& step : steps) {
+        list.push_back({{"texts", step.texts},
+                        {"accuracy", step.accuracy},
+                        {"profiles", step.size.profiles},
+                        {"concepts", step.size.concepts},
+                        {"entries", step.size.entries},
+                        {"largest_profile", step.size.largest},
+                        {"cpu_seconds", step.cpu_seconds}});
+    }
+    return list;
 }
 
 Json phase_json(const Phase& phase, std::size_t labels) {
@@ -74,6 +93,9 @@ nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t con
     json["skipped_lines"] = evaluation.skipped.count;
     json["categories"] = categories_json(evaluation.assignments);
     json["confusions"] = confusions_json(evaluation.metrics, confusion_count);
+    if (!evaluation.learning.empty()) {
+        json["learning"] = learning_json(evaluation.learning);
+    }
     if (evaluation.explanation) {
         json["explanation"] = explanation_json(*evaluation.explanation);
     }

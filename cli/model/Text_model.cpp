@@ -1,5 +1,6 @@
 #include "cli/model/Text_model.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -15,6 +16,14 @@
 #include "cli/model/Engine_settings.h"
 
 namespace cli {
+
+namespace {
+
+// Slots of a message, besides that of the text.
+constexpr std::size_t kKeywordsSlot = 1;
+constexpr std::size_t kTitleSlot = 2;
+
+}  // namespace
 
 Text_model::Text_model(const Model_options& options)
     : m_analysis(make_text_analysis(options.analysis)),
@@ -37,9 +46,70 @@ void Text_model::train(const std::vector<Labelled_text>& texts) {
     m_workflow = m_manager->GetWorkflow();
 }
 
+void Text_model::bootstrap(const std::vector<Labelled_text>& texts) {
+    choose_profile_size(texts);
+    zeStat_matcher& matcher = make_root();
+    zeMemoryCorpus corpus;
+    fill(corpus, texts);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
+        corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(m_manager.get());
+    matcher.bootstrap(view);
+    m_workflow = m_manager->GetWorkflow();
+}
+
+void Text_model::learn(const std::vector<Labelled_text>& texts) {
+    zeMemoryCorpus corpus;
+    fill(corpus, texts);
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(m_manager.get());
+    add_new_categories(view);
+    root().learn(view, true);
+}
+
+// The learner counts a bulk's messages for the categories that it knows.
+void Text_model::add_new_categories(zeCorpus_view& view) {
+    const zeStat_storage& storage = *root().m_storage;
+    for (zeCorpus_view::Msg& entry : view.msgs) {
+        for (zeNode* category : entry.cats) {
+            if (storage.end(storage.get_profile(category))) {
+                root().add_cat(category);
+            }
+        }
+    }
+}
+
+Model_size Text_model::size() const {
+    const zeStat_storage& storage = *root().m_storage;
+    Model_size size;
+    size.profiles = storage.m_profiles.size();
+    size.concepts = storage.m_concept_infos.size();
+    for (const auto& profile : storage.m_profiles) {
+        size.entries += profile->m_Ps.size();
+        size.largest = std::max(size.largest, profile->m_Ps.size());
+    }
+    return size;
+}
+
+bool Text_model::uses_tables() const {
+    const zeStat_storage& storage = *root().m_storage;
+    return storage.m_use_train_likelihood && storage.m_use_likelihood_in_match;
+}
+
+void Text_model::use_tables(bool use) {
+    root().m_storage->m_use_likelihood_in_match = use;
+}
+
 Ranking Text_model::rank(std::string_view text, int wanted) {
+    return rank(make_bag(text), wanted);
+}
+
+Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, int wanted) {
     zeMsg msg;
-    msg.smls[0] = make_bag(text);
+    msg.smls[0] = bag;
     Ranking ranking;
     for (const zeResult& result : classify(msg, wanted)) {
         ranking.push_back({result.node->m_concept.view(), result.score});
@@ -105,6 +175,10 @@ void Text_model::choose_profile_size(const std::vector<Labelled_text>& texts) {
 zeStat_matcher& Text_model::make_root() {
     m_manager->m_root = m_manager->m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT,
                                                              zeNode::NoScore, 0.0);
+    return root();
+}
+
+zeStat_matcher& Text_model::root() const {
     return dynamic_cast<zeStat_matcher&>(*m_manager->GetRootClassifier());
 }
 

@@ -18,9 +18,11 @@
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Model_options.h"
+#include "cli/model/Model_size.h"
 #include "cli/model/Scored_label.h"
 #include "cli/text/Text_analysis.h"
 
+class zeCorpus_view;
 class zeMemoryCorpus;
 class zeMsg;
 class zeStat_matcher;
@@ -35,11 +37,22 @@ public:
     Text_model(const Text_model&) = delete;
     Text_model& operator=(const Text_model&) = delete;
 
-    // Learns the texts. To be called once, before `rank` and `explain`.
+    // Trains on the texts. This or `bootstrap` is to be called once, before all that follows.
     void train(const std::vector<Labelled_text>& texts);
+    // Starts from the titles and the keywords of the texts alone.
+    void bootstrap(const std::vector<Labelled_text>& texts);
+    // Takes further texts in as one bulk, at a fixed size. New labels become categories.
+    void learn(const std::vector<Labelled_text>& texts);
+
+    // The concepts of a text.
+    qtPtrLight<zeSml> make_bag(std::string_view text);
     // The best labels, best first, at most `wanted`, or all if that is negative. There is none for
     // a text without a word.   VALID UNTIL: the model goes.
     Ranking rank(std::string_view text, int wanted);
+    Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
+    // Whether scores are corrected by the likelihood tables, as they are after training with them.
+    bool uses_tables() const;
+    void use_tables(bool use);
     // Why the text gets its best label.
     Explanation explain(std::string_view text);
 
@@ -48,14 +61,16 @@ public:
 
     // The labels learned, in the order of learning.
     std::vector<std::string> labels() const;
+    Model_size size() const;
 
 private:
     // The sizes found best for `phrases`, which has many more concepts than words alone.
     void choose_profile_size(const std::vector<Labelled_text>& texts);
     zeStat_matcher& make_root();
+    zeStat_matcher& root() const;
+    void add_new_categories(zeCorpus_view& view);
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
-    qtPtrLight<zeSml> make_bag(std::string_view text);
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;

@@ -1,0 +1,32 @@
+// Learning: what becomes of a model as it takes in further texts.
+#ifndef ZANDREL_CLI_EVALUATE_LEARNING_H_
+#define ZANDREL_CLI_EVALUATE_LEARNING_H_
+
+#include <cstddef>
+#include <vector>
+
+#include "cli/data/Labelled_text.h"
+#include "cli/model/Model_size.h"
+
+namespace cli {
+
+class Text_model;
+
+// The model after one bulk.
+struct Learning_step {
+    std::size_t texts = 0;  // of this bulk; 0 for the model before the first
+    double accuracy = 0.0;  // of the test texts
+    Model_size size;
+    double cpu_seconds = 0.0;  // of learning this bulk, text analysis included
+};
+
+// Learns `texts` in bulks of `bulk_size` and measures the model on `test_texts`, before the first
+// bulk and after each.   REQUIRES: bulk_size > 0.
+std::vector<Learning_step> learn_in_bulks(const std::vector<Labelled_text>& texts,
+                                          std::size_t bulk_size,
+                                          const std::vector<Labelled_text>& test_texts,
+                                          Text_model& model);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_EVALUATE_LEARNING_H_
