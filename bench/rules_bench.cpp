@@ -174,26 +174,51 @@ void BM_EvaluateMuParser_NumbersUnfolded(benchmark::State& state) {
     evaluate_mu_parser(state, Operands::kNumbers, false);
 }
 
+// A rule node with this many children, of whose rules one in so many fires, or none.
+struct Rule_router {
+    Rule_router(std::size_t rules, std::size_t firing_step) {
+        for (std::size_t i = 0; i < rules; ++i) {
+            const bool fires = firing_step != 0 && i % firing_step == 0;
+            add("child" + std::to_string(i),
+                "\"" + ((fires ? "term" : "absent") + std::to_string(i % kConceptCount)) +
+                    "\" & $" + key_name(i) + "(n) > 0.5 ? 1 : 0");
+        }
+    }
+
+    void add(const std::string& name, const std::string& rule) {
+        zeNode* child =
+            manager.m_physical_tree->MakeNode(Concept::insert_view(name), ZE_LEAF, 0, 0.0);
+        switcher.add_rule(child, qtString(rule));
+    }
+
+    zeManager manager;
+    zeNode* root =
+        manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_RULE, zeNode::NoScore, 0.0);
+    zeSwitcher& switcher = dynamic_cast<zeSwitcher&>(*root->m_classifier);
+    zeMsg msg = make_message();
+};
+
 // By rules, of which one in ten fires.
 void BM_ClassifyByRules(benchmark::State& state) {
-    const std::size_t rules = static_cast<std::size_t>(state.range(0));
-    zeManager manager;
-    zePhysicalTree& tree = *manager.m_physical_tree;
-    manager.m_root = tree.MakeNode(Concept::insert("root"), ZE_RULE, zeNode::NoScore, 0.0);
-    auto& switcher = dynamic_cast<zeSwitcher&>(*manager.GetRootClassifier());
-    for (std::size_t i = 0; i < rules; ++i) {
-        const std::string index = std::to_string(i);
-        zeNode* child = tree.MakeNode(Concept::insert_view("child" + index), ZE_LEAF, 0, 0.0);
-        const char* const sought = i % 10 == 0 ? "term" : "absent";
-        switcher.add_rule(child, qtString("\"" + (sought + std::to_string(i % kConceptCount)) +
-                                          "\" & $" + key_name(i) + "(n) > 0.5 ? 1 : 0"));
-    }
-    zeMsg msg = make_message();
+    Rule_router router(static_cast<std::size_t>(state.range(0)), 10);
     for (auto _ : state) {
         zeResult_set results(0.0, 1);
-        switcher.classify(msg, results, kScore, false);
+        router.switcher.classify(router.msg, results, kScore, false);
         benchmark::DoNotOptimize(results.get_result(0).score);
     }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+// Whether the way to the default is closed, which takes all rules if none fires.
+void BM_AskForTheDefault(benchmark::State& state) {
+    Rule_router router(static_cast<std::size_t>(state.range(0)), 0);
+    router.add("fallback", "default");
+    const Allocation_meter meter;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            router.switcher.is_cat_blocked(router.switcher.m_default, router.msg));
+    }
+    state.counters["allocated"] = static_cast<double>(meter.bytes());
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
@@ -205,6 +230,7 @@ BENCHMARK(BM_ParseRule_Typical);
 BENCHMARK(BM_EvaluateRule_Typical);
 BENCHMARK(BM_EvaluateRule_Routing)->Apply(operator_counts);
 BENCHMARK(BM_ClassifyByRules)->Arg(10)->Arg(100)->Arg(1000);
+BENCHMARK(BM_AskForTheDefault)->Arg(10)->Arg(100)->Arg(1000);
 BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kScores)->Apply(operator_counts);
 BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kKeys)->Apply(operator_counts);
 BENCHMARK(BM_EvaluateMuParser_Variable)->Apply(operator_counts);

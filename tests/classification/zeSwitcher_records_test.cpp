@@ -40,10 +40,33 @@ protected:
         SegBuf buffer = record_of(from_hex(hex));
         Hio<HSegment> io(new HSegment(buffer, 'r'));
         switcher.Load(io);
+        EXPECT_EQ(io.device->Tell(), io.device->GetFileSize()) << "not all was read";
+    }
+
+    // Nothing can be read behind the end of a segment.
+    void LoadAtTheEndOfASegment(std::string_view hex) {
+        const std::string bytes = from_hex(hex);
+        const auto start = static_cast<unsigned int>(SegBuf::kSegmentSize - bytes.size());
+        SegBuf buffer = record_of(std::string(start, 'x') + bytes);
+        Hio<HSegment> io(new HSegment(buffer, 'r'));
+        io.device->Seek(static_cast<int>(start));
+        switcher.Load(io);
     }
 
     Rule_node rules;
     zeSwitcher& switcher = rules.switcher;
+};
+
+// Refuses every key of a rule as long as it lives.
+struct Refused_keys {
+    Refused_keys() {
+        RuleParser::verification_func = [](const char*, char) { return false; };
+    }
+
+    Refused_keys(const Refused_keys&) = delete;
+    Refused_keys& operator=(const Refused_keys&) = delete;
+
+    ~Refused_keys() { RuleParser::verification_func = nullptr; }
 };
 
 // What the object loader reads before the switcher does: the id and the node.
@@ -53,6 +76,17 @@ constexpr const char* kHead = "00 00 00 01 00 00 00 01 ";
 
 TEST_F(zeSwitcherRecordsTest, DumpOfAnEmptySwitcherIsFourNumbers) {
     EXPECT_EQ(Dumped(), "00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 00");
+}
+
+TEST_F(zeSwitcherRecordsTest, DumpWritesTheIdBeforeTheNode) {
+    rules.leaf("a");  // the node 2
+    zeNode* const inner = rules.manager.m_physical_tree->MakeNode(term("inner"), ZE_RULE, 0, 0.0);
+    SegBuf buffer;
+    Hio<HSegment> io(new HSegment(buffer, 'w'));
+
+    inner->m_classifier->Dump(io);
+
+    EXPECT_EQ(to_hex(bytes_of(buffer)), "00 00 00 02 00 00 00 03 00 00 00 00 00 00 00 00");
 }
 
 TEST_F(zeSwitcherRecordsTest, DumpWithoutANodeWritesNoReference) {
@@ -157,6 +191,29 @@ TEST_F(zeSwitcherRecordsTest, LoadKeepsLinksThatStandAlready) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(first, second));
 }
 
+TEST_F(zeSwitcherRecordsTest, LoadLinksTheChildrenOfRulesAndNotTheDefault) {
+    zeNode* const first = rules.leaf("a");
+    zeNode* const fallback = rules.leaf("b");
+    zeNode* const third = rules.leaf("c");
+
+    Load(
+        "00 00 00 03 00 00 00 02 "
+        "00 00 00 04 00 00 00 01 37 00 00 00 02 00 00 00 01 38");
+
+    EXPECT_THAT(rules.node->m_children, ElementsAre(third, first));
+    EXPECT_EQ(fallback->m_parent, nullptr);
+}
+
+// No record is written so, but a text is a text.
+TEST_F(zeSwitcherRecordsTest, LoadTakesTheMarkerAmongTheRules) {
+    zeNode* const child = rules.leaf("a");
+
+    Load("00 00 00 00 00 00 00 01 00 00 00 02 00 00 00 07 64 65 66 61 75 6c 74");
+
+    EXPECT_EQ(switcher.m_default, child);
+    EXPECT_THAT(switcher.m_rules, IsEmpty());
+}
+
 TEST_F(zeSwitcherRecordsTest, LoadTakesNoReferenceAndAnUnknownOneAsNoDefault) {
     for (const char* record : {"00 00 00 00 00 00 00 00", "00 00 00 63 00 00 00 00"}) {
         SCOPED_TRACE(record);
@@ -187,12 +244,43 @@ TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleThatDoesNotParse) {
                "Empty expression");
 }
 
+// A rule of the record was right when it was written, and its key is refused now.
+TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleThatNoLongerParses) {
+    rules.leaf("a");
+    const Refused_keys refused;
+
+    EXPECT_QTX(Load("00 00 00 00 00 00 00 01 00 00 00 02 00 00 00 05 24 6b 28 6e 29"), RuleParser,
+               0, "Invalid NVP key: k");
+}
+
 TEST_F(zeSwitcherRecordsTest, LoadFailsWithTwoRulesOfOneChild) {
     rules.leaf("a");
     const std::string rule = "00 00 00 02 00 00 00 01 37 ";
 
     EXPECT_QTX_ARGS(Load("00 00 00 00 00 00 00 02" + rule + rule), zeSwitcher, 0,
                     "Category already exists in classifier", {"root", "a"});
+}
+
+TEST_F(zeSwitcherRecordsTest, LoadFailsWithASecondDefault) {
+    rules.leaf("a");
+    rules.leaf("b");
+
+    EXPECT_QTX_ARGS(Load("00 00 00 03 00 00 00 01 00 00 00 02 00 00 00 07 64 65 66 61 75 6c 74"),
+                    zeSwitcher, 1, "Default already exists in classifier", {"root", "a"});
+}
+
+TEST_F(zeSwitcherRecordsTest, LoadThatFailsKeepsWhatItReadBefore) {
+    zeNode* const first = rules.leaf("a");
+    zeNode* const second = rules.leaf("b");
+
+    EXPECT_ASSERTS(Load("00 00 00 03 00 00 00 02 00 00 00 02 00 00 00 01 37 "
+                        "00 00 00 00 00 00 00 01 38"),
+                   "cat");
+
+    EXPECT_EQ(switcher.m_default, second);
+    EXPECT_EQ(switcher.m_rules.size(), 1U);
+    EXPECT_EQ(switcher.get_rule(first), qtString("7"));
+    EXPECT_THAT(rules.node->m_children, ElementsAre(first));
 }
 
 TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleOfTheDefault) {
@@ -206,6 +294,31 @@ TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleOfTheDefault) {
 TEST_F(zeSwitcherRecordsTest, LoadRefusesACountThatTheRecordCannotHold) {
     EXPECT_SEGBUF_ERROR(Load("00 00 00 00 7f ff ff ff"), qtxSegBuf::kLocateError);
     EXPECT_THAT(switcher.m_rules, IsEmpty());
+}
+
+// No rule takes fewer than 8 bytes: 17 cannot hold three, whatever the first two say.
+TEST_F(zeSwitcherRecordsTest, LoadHoldsTheCountAgainstTheLeastSizeOfRules) {
+    rules.leaf("a");
+    rules.leaf("b");
+
+    EXPECT_SEGBUF_ERROR(LoadAtTheEndOfASegment("00 00 00 00 00 00 00 03 "
+                                               "00 00 00 02 00 00 00 01 37 "
+                                               "00 00 00 03 00 00 00 00"),
+                        qtxSegBuf::kLocateError);
+
+    EXPECT_THAT(switcher.m_rules, IsEmpty());
+}
+
+TEST_F(zeSwitcherRecordsTest, LoadReadsTheShortestRulesUpToTheEndOfASegment) {
+    zeNode* const first = rules.leaf("a");
+    zeNode* const second = rules.leaf("b");
+
+    LoadAtTheEndOfASegment(
+        "00 00 00 00 00 00 00 02 "
+        "00 00 00 02 00 00 00 01 37 00 00 00 03 00 00 00 01 38");
+
+    EXPECT_EQ(switcher.get_rule(first), qtString("7"));
+    EXPECT_EQ(switcher.get_rule(second), qtString("8"));
 }
 
 TEST_F(zeSwitcherRecordsTest, LoadOfARecordCutBeforeAFieldRaises) {

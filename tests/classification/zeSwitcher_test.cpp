@@ -15,12 +15,14 @@
 #include "zandrel/foundation/ml/mlMessageConverter.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "tests/support/allocation_meter.h"
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/rule_node.h"
 
 namespace {
 
+using namespace std::string_view_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -92,7 +94,8 @@ TEST_F(zeSwitcherTest, AddRuleOfTheMarkerMakesTheDefault) {
 }
 
 TEST_F(zeSwitcherTest, AddRuleTakesTheExactMarkerAlone) {
-    for (const char* text : {"Default", "default ", " default", "defaults", "\"default"}) {
+    for (const std::string_view text :
+         {"Default"sv, "default "sv, " default"sv, "defaults"sv, "\"default"sv, "default\0"sv}) {
         SCOPED_TRACE(text);
         zeNode* const child = rules.leaf("a");
 
@@ -236,6 +239,16 @@ TEST_F(zeSwitcherTest, ChangeRuleTakesAChildByItsPlaceAmongTheChildren) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(second, first));
 }
 
+// The text may be that of the very rule that goes; long enough to have memory of its own.
+TEST_F(zeSwitcherTest, ChangeRuleTakesATextOfTheRuleItself) {
+    const qtString text = "\"a concept of more letters than a short text has\"";
+    zeNode* child = rules.leaf("a", text);
+
+    switcher.change_rule(child, switcher.m_rules.at(child).text());
+
+    EXPECT_EQ(switcher.get_rule(child), text);
+}
+
 TEST_F(zeSwitcherTest, ChangeRuleRefusesAnUnknownChild) {
     zeNode* const known = rules.leaf("known", "1");
     zeNode* const unknown = rules.leaf("unknown");
@@ -334,6 +347,9 @@ TEST_F(zeSwitcherTest, ClassifyDecidesByTheThresholdsOfNodeAndResults) {
              Row{"0", true, 0.0, 0.0, false, false},
              Row{"-0.5", true, -0.5, 0.0, false, false},
              Row{"-0.5", true, -0.5, -1.0, true, false},
+             // The results take a value at their threshold only if it is above 0.
+             Row{"-0.5", true, -0.5, -0.5, false, false},
+             Row{"0", true, 0.0, -1.0, true, false},
              // What the results refuse has fired all the same.
              Row{"0.3", false, 0.0, 0.5, false, false},
              Row{"0.5", false, 0.0, 0.5, true, false},
@@ -389,6 +405,14 @@ TEST_F(zeSwitcherTest, ClassifyYieldsTheDefaultWithoutAnyRule) {
 
     EXPECT_THAT(Classify(1.0), ElementsAre(Pair(fallback, 1.0)));
     EXPECT_THAT(Classify(1.5), IsEmpty());
+}
+
+// The walk multiplies by the score, so the switcher must not.
+TEST_F(zeSwitcherTest, ClassifyYieldsTheDefaultWithOneWhateverTheScore) {
+    zeNode* const fallback = rules.leaf("a", "default");
+
+    EXPECT_THAT(Classify(0.0, false, 0.25), ElementsAre(Pair(fallback, 1.0)));
+    EXPECT_THAT(Classify(0.5, true, 0.25), ElementsAre(Pair(fallback, 1.0)));
 }
 
 TEST_F(zeSwitcherTest, ClassifyYieldsNothingWithoutRulesAndDefault) {
@@ -451,6 +475,28 @@ TEST_F(zeSwitcherTest, ClassifyLeavesTheSwitcherClean) {
     Classify(0.0);
 
     EXPECT_FALSE(switcher.m_dirty);
+}
+
+// Eight of ten rules fire, by both ways of firing.
+TEST_F(zeSwitcherTest, ClassifyAllocatesForTheResultsAlone) {
+    rules.leaf("fallback", "default");
+    for (int i = 0; i < 10; ++i) {
+        rules.leaf("child" + std::to_string(i),
+                   i < 8 ? "$v(n) > 0.5 ? parent_score : 0" : "\"an absent concept\"");
+    }
+    SetNumber("0.75");
+    rules.node->m_threshold = 0.5;
+    for (const bool use_thresholds : {false, true}) {
+        SCOPED_TRACE(use_thresholds);
+        zeResult_set results(0.0, -1);
+        results.results.reserve(8);
+
+        const Allocation_meter meter;
+        switcher.classify(msg, results, 0.75, use_thresholds);
+
+        EXPECT_EQ(meter.bytes(), 0U);
+        EXPECT_EQ(results.results.size(), 8U);
+    }
 }
 
 // is_cat_blocked.
@@ -518,6 +564,20 @@ TEST_F(zeSwitcherTest, BlocksAChildWithoutARule) {
     EXPECT_TRUE(IsBlocked(nobody));
 }
 
+TEST_F(zeSwitcherTest, BlockingAllocatesNothing) {
+    zeNode* const child = rules.leaf("a", "\"an absent concept\" | $v(n) > 0.5");
+    zeNode* const fallback = rules.leaf("b", "default");
+    SetNumber("0.25");
+
+    const Allocation_meter meter;
+    const bool child_is_blocked = IsBlocked(child);
+    const bool fallback_is_blocked = IsBlocked(fallback);
+
+    EXPECT_EQ(meter.bytes(), 0U);
+    EXPECT_TRUE(child_is_blocked);
+    EXPECT_FALSE(fallback_is_blocked);
+}
+
 // get_all_categories.
 
 TEST_F(zeSwitcherTest, AllCategoriesEndWithTheDefault) {
@@ -579,6 +639,19 @@ TEST_F(zeSwitcherTest, GlobalReplaceDropsTheSecondFormsOfConcepts) {
     switcher.global_replace(mapping);
 
     EXPECT_TRUE(IsBlocked(child));
+}
+
+TEST_F(zeSwitcherTest, GlobalReplaceLeavesTheDirtyMarkAlone) {
+    zeNode* const child = rules.leaf("a", "1");
+    std::map<zeNode*, zeNode*> mapping = {{rules.node, rules.node}, {child, child}};
+    for (const bool is_dirty : {false, true}) {
+        SCOPED_TRACE(is_dirty);
+        switcher.m_dirty = is_dirty;
+
+        switcher.global_replace(mapping);
+
+        EXPECT_EQ(switcher.m_dirty, is_dirty);
+    }
 }
 
 TEST_F(zeSwitcherTest, GlobalReplaceMapsWhatIsMissingToNull) {

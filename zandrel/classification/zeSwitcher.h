@@ -31,17 +31,19 @@ public:
 
     // Writes id, node, default and rules: references are node ids, 0 for none.
     void Dump(Hio<HSegment>& io) const override;
-    // Reads what follows the node in a record: the default and the rules, which are parsed again.
-    // RAISES: what the stream and the parser raise; the assertion "cat" for a rule whose child the
-    // tree does not have.
+    // Reads what follows the node in a record: the default, which is not linked, and the rules,
+    // each by `add_rule`.
+    // RAISES: what the stream and `add_rule` raise; the assertion "cat" for a rule whose child the
+    // tree does not have. What was read before stays.
     void Load(Hio<HSegment>& io);
 
     // Gives a child its rule and links it under the node.
     // RAISES: 0 "Category already exists in classifier"; 1 "Default already exists in classifier";
     // what the parser raises. Nothing has changed then.
+    // COST: parses the text once; linear in the node's children.
     void add_rule(zeNode*& cat, const qtString& text);
     // Gives a child another rule; the child moves to the end of the node's children. A text that
-    // does not parse leaves the child without a rule and unlinked: check it beforehand.
+    // `add_rule` refuses leaves the child without a rule and unlinked: check it beforehand.
     // RAISES: 2 "Category not found in classifier", changing nothing; what `add_rule` raises.
     void change_rule(zeNode*& cat, const qtString& text);
     // "default" for the default, the empty text for a child without a rule.
@@ -51,14 +53,17 @@ public:
     // default with 1.0 if none fires. A rule fires if its value is above 0; with `use_thresholds`,
     // if it is at least the threshold of `m_node`, whatever the score there. A rule that fires
     // keeps the default away even if `results` refuses it.
+    // REQUIRES: `m_node` is not null if `use_thresholds`.
     // COST: one evaluation for each rule; allocates for the results alone.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
     // A child is blocked unless its rule's value is above 0, and the default if any rule's is, all
     // evaluated as if at score 1.0 and whatever the thresholds. A child without a rule is blocked.
+    // COST: one evaluation, for the default up to one for each rule; no allocation.
     bool is_cat_blocked(zeNode* const& child, zeMsg& msg) override;
     // Appends the children with rules, in no defined order, then the default.
     void get_all_categories(std::vector<zeNode*>& cats) override;
+    // The rules are copied, which drops the second forms of their concepts. `m_dirty` stays.
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
     hash_map<zeNode*, Rule_checker, zePointer_hash> m_rules;  // by child; not the default
