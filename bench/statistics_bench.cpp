@@ -3,38 +3,12 @@
 
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/knowledge/zeManager.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
-#include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
-#include "bench/synthetic_texts.h"
+#include "bench/trainable.h"
 
 namespace {
-
-constexpr std::size_t kTextLength = 100;
-
-// A container with one statistical root and a corpus to train it.
-struct Trainable {
-    Trainable(std::size_t vocabulary, std::size_t labels, std::size_t messages)
-        : texts(vocabulary, labels) {
-        manager.m_defaults.use_likelihood_in_train = false;
-        manager.m_root = manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT,
-                                                           zeNode::NoScore, 0.0);
-        texts.fill(corpus, messages, kTextLength);
-        view.set_corpus(&corpus);
-        view.add_all_msgs(&manager);
-    }
-
-    zeStat_matcher& matcher() {
-        return dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier());
-    }
-
-    Synthetic_texts texts;
-    zeManager manager;
-    zeMemoryCorpus corpus;
-    zeCorpus_view view;
-};
 
 void BM_CountMessages(benchmark::State& state) {
     Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 2000);
@@ -72,7 +46,7 @@ void BM_ClassifyFlat(benchmark::State& state) {
     Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 4000);
     trainable.matcher().train(trainable.view);
     const qtPtrLight<zeWorkflow> workflow = trainable.manager.GetWorkflow();
-    const qtPtrLight<zeMsg> msg = trainable.texts.make(3, kTextLength);
+    const qtPtrLight<zeMsg> msg = trainable.texts.make(3, Trainable::kTextLength);
     for (auto _ : state) {
         zeResult_set results(0.0, 1);
         workflow->classify(*msg, results, true, false);
