@@ -45,6 +45,11 @@ struct Text_row {
     bool value;
 };
 
+struct Branch_row {
+    MatchExp::FuncType func;
+    ArgUnion branch;
+};
+
 template <class T>
 Tree constant(const T& value) {
     return std::make_unique<MatchExpConst>(value);
@@ -101,6 +106,16 @@ std::string order_of(MatchExp::FuncType func, ArgUnion value) {
     return notes;
 }
 
+// The same for a conditional: of a condition and of two branches of one value.
+std::string order_of_conditional(MatchExp::FuncType func, bool condition, ArgUnion branch) {
+    std::string notes;
+    const MatchExpNode node(
+        func, std::make_unique<Noted>(notes, 'a', ArgUnion{.boolean = condition}),
+        std::make_unique<Noted>(notes, 'b', branch), std::make_unique<Noted>(notes, 'c', branch));
+    evaluated(node);
+    return notes;
+}
+
 }  // namespace
 
 TEST(MatchExpTest, CalculatesNumbers) {
@@ -149,24 +164,41 @@ TEST(MatchExpTest, FlipsSignOfZero) {
 
 TEST(MatchExpTest, ComparesNumbers) {
     const Comparison_row rows[] = {
+        {MatchExp::kLessOrEqual, 0.5, 1.0, true},
         {MatchExp::kLessOrEqual, 1.0, 1.0, true},
         {MatchExp::kLessOrEqual, 1.0, 0.5, false},
-        {MatchExp::kLessOrEqual, kNaN, 1.0, false},
         {MatchExp::kLess, 0.5, 1.0, true},
         {MatchExp::kLess, 1.0, 1.0, false},
-        {MatchExp::kGreaterOrEqual, 1.0, 1.0, true},
+        {MatchExp::kLess, 1.0, 0.5, false},
         {MatchExp::kGreaterOrEqual, 0.5, 1.0, false},
-        {MatchExp::kGreater, 1.0, 0.5, true},
+        {MatchExp::kGreaterOrEqual, 1.0, 1.0, true},
+        {MatchExp::kGreaterOrEqual, 1.0, 0.5, true},
+        {MatchExp::kGreater, 0.5, 1.0, false},
         {MatchExp::kGreater, 1.0, 1.0, false},
+        {MatchExp::kGreater, 1.0, 0.5, true},
+        {MatchExp::kNumbersEqual, 0.5, 1.0, false},
         {MatchExp::kNumbersEqual, 1.0, 1.0, true},
+        {MatchExp::kNumbersEqual, 1.0, 0.5, false},
         {MatchExp::kNumbersEqual, -0.0, 0.0, true},
-        {MatchExp::kNumbersEqual, kNaN, kNaN, false},
         {MatchExp::kNumbersEqual, 1.0, 1.0 + 1e-15, false},
     };
 
     for (const Comparison_row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.func << ' ' << row.left << ' ' << row.right);
         EXPECT_EQ(of(row.func, row.left, row.right).boolean, row.value);
+    }
+}
+
+TEST(MatchExpTest, FindsNoOrderInWhatIsNoNumber) {
+    for (const MatchExp::FuncType func :
+         {MatchExp::kLessOrEqual, MatchExp::kLess, MatchExp::kGreaterOrEqual, MatchExp::kGreater,
+          MatchExp::kNumbersEqual}) {
+        SCOPED_TRACE(func);
+        EXPECT_FALSE(of(func, kNaN, 1.0).boolean);
+        EXPECT_FALSE(of(func, 1.0, kNaN).boolean);
+        EXPECT_FALSE(of(func, kNaN, kNaN).boolean);
+        EXPECT_FALSE(of(func, kNaN, kInfinity).boolean);
+        EXPECT_FALSE(of(func, -kInfinity, kNaN).boolean);
     }
 }
 
@@ -256,8 +288,54 @@ TEST(MatchExpTest, EvaluatesOnlyWhatItNeeds) {
 
     EXPECT_EQ(order_of(MatchExp::kOr, yes), "a");
     EXPECT_EQ(order_of(MatchExp::kAnd, no), "a");
-    EXPECT_EQ(order_of(MatchExp::kBoolConditional, yes), "ab");
-    EXPECT_EQ(order_of(MatchExp::kBoolConditional, no), "ac");
+}
+
+TEST(MatchExpTest, EvaluatesConditionOnceAndOneBranch) {
+    const qtString letters = "x";
+    const Branch_row rows[] = {
+        {MatchExp::kBoolConditional, {.boolean = true}},
+        {MatchExp::kBoolConditional, {.boolean = false}},
+        {MatchExp::kNumberConditional, {.number = 2.5}},
+        {MatchExp::kTextConditional, {.text = &letters}},
+    };
+
+    for (const Branch_row& row : rows) {
+        SCOPED_TRACE(row.func);
+        EXPECT_EQ(order_of_conditional(row.func, true, row.branch), "ab");
+        EXPECT_EQ(order_of_conditional(row.func, false, row.branch), "ac");
+    }
+}
+
+TEST(MatchExpTest, EvaluatesConditionOnceAndOneBranchForNumber) {
+    std::string notes;
+    const ArgUnion two{.number = 2.0};
+    for (const bool condition : {true, false}) {
+        const MatchExpNode node(MatchExp::kNumberConditional,
+                                std::make_unique<Noted>(notes, 'a', ArgUnion{.boolean = condition}),
+                                std::make_unique<Noted>(notes, 'b', two),
+                                std::make_unique<Noted>(notes, 'c', two));
+        zeMsg msg;
+        DocInfo info{&msg, 0.0};
+        EXPECT_EQ(node.eval_number(info), 2.0);
+    }
+
+    EXPECT_EQ(notes, "abac");
+}
+
+// The operand of a conditional is a conditional itself.
+TEST(MatchExpTest, EvaluatesNothingOfBranchesWithinBranchNotTaken) {
+    std::string notes;
+    const ArgUnion no{.boolean = false};
+    const ArgUnion one{.number = 1.0};
+    Tree inner = std::make_unique<MatchExpNode>(
+        MatchExp::kNumberConditional, std::make_unique<Noted>(notes, 'b', no),
+        std::make_unique<Noted>(notes, 'c', one), std::make_unique<Noted>(notes, 'd', one));
+    const MatchExpNode outer(MatchExp::kNumberConditional, std::make_unique<Noted>(notes, 'a', no),
+                             std::move(inner), std::make_unique<Noted>(notes, 'e', one));
+
+    evaluated(outer);
+
+    EXPECT_EQ(notes, "ae");
 }
 
 TEST(MatchExpTest, BreaksInvariantAtTypeOfNoNode) {

@@ -5,17 +5,10 @@
 #include <cctype>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <sstream>
 #include <utility>
 
-#include <gtest/gtest.h>
-
-#include "zandrel/classification/MatchExp.h"
-#include "zandrel/foundation/qtX.h"
-
 #include "tests/support/bags.h"
-#include "tests/support/rule_dump.h"
 
 namespace {
 
@@ -91,6 +84,29 @@ const std::map<std::string_view, Operator>& operators() {
                              std::string::npos);
           }}},
         {"$end", {"nn", [](Operands a) { return a[0]; }}},
+    };
+    return all;
+}
+
+const std::map<std::string_view, Rule_value>& named_operands() {
+    static const std::map<std::string_view, Rule_value> all = {
+        {"true", boolean(true)},
+        {"false", boolean(false)},
+        {"\"w\"", boolean(true)},
+        {"\"x\"", boolean(false)},
+        {"parent_score", number(kOracleScore)},
+        {"stat_matching", number(kOracleScore)},
+        {"concepts_in_sml", number(2.0)},
+        {"empty_body_message", boolean(false)},
+        {"$k(n)", number(3.0)},
+        {"$k(s)", text("3")},
+        {"$k(?)", boolean(true)},
+        {"$e(n)", number(0.0)},
+        {"$e(s)", text("")},
+        {"$e(?)", boolean(true)},
+        {"$m(n)", number(0.0)},
+        {"$m(s)", text("")},
+        {"$m(?)", boolean(false)},
     };
     return all;
 }
@@ -223,8 +239,7 @@ private:
             }
         }
         const std::string_view symbol = next();
-        if (symbol.empty() || symbol == ")" || symbol == ":" || symbol == "," ||
-            operators().contains(symbol)) {
+        if (!oracle_is_operand(symbol)) {
             throw No_derivation();
         }
         ++m_position;
@@ -267,77 +282,6 @@ Rule_value polish_value(const std::vector<std::string>& symbols, std::size_t& en
     return oracle_apply(symbol, std::move(operands));
 }
 
-bool is_type_error(std::string_view message) {
-    return message.starts_with("Type mismatch, cannot cast one type to the other: ") ||
-           message == "Operator with mismatched operands";
-}
-
-// The other errors of symbols that are tokens, each by itself.
-bool is_other_error(std::string_view message) {
-    return message == "Missing bracket after function" || message.starts_with("Invalid tokens: ") ||
-           message == "Empty expression" || message == "Invalid number of operations";
-}
-
-// What a call gives: a number, or the message of an error.
-struct Outcome {
-    std::optional<double> value = {};
-    std::string error = {};
-};
-
-Outcome parse_and_evaluate(std::string_view rule, DocInfo& info) {
-    try {
-        return {.value = tree_of(rule)->eval(info).number};
-    } catch (const qtX<RuleParser>& raised) {
-        return {.error = raised.message().str()};
-    }
-}
-
-bool agrees_with_polish(const Outcome& outcome, std::string_view rule) {
-    const double expected = oracle_by_polish(split_at_blanks(dump_tokens(polish_of(rule))));
-    return same_number(*outcome.value, expected);
-}
-
-// What the grammar derives is a rule of that value, or wrong in its types. Anything else is refused
-// by another text, or is a rule that the order of the second pass gives its value.
-testing::AssertionResult agrees(const std::vector<std::string>& symbols, std::string_view rule,
-                                const Outcome& outcome) {
-    std::optional<double> expected;
-    bool has_type_error = false;
-    try {
-        expected = oracle_by_grammar(symbols);
-    } catch (const Oracle_type_error&) {
-        has_type_error = true;
-    }
-    const bool is_as_expected =
-        has_type_error ? is_type_error(outcome.error)
-        : expected     ? outcome.value && same_number(*outcome.value, *expected)
-                   : outcome.value || is_type_error(outcome.error) || is_other_error(outcome.error);
-    if (!is_as_expected || (outcome.value && !agrees_with_polish(outcome, rule))) {
-        return testing::AssertionFailure()
-               << rule << " gives " << outcome.value.value_or(NAN) << " \"" << outcome.error << '"';
-    }
-    return testing::AssertionSuccess();
-}
-
-std::string joined(const std::vector<std::string>& symbols) {
-    std::string text;
-    for (const std::string& symbol : symbols) {
-        text += (text.empty() ? "" : " ") + symbol;
-    }
-    return text;
-}
-
-// The next number in this base; false behind the last.
-bool count_on(std::vector<std::size_t>& digits, std::size_t base) {
-    for (std::size_t& digit : digits) {
-        if (++digit < base) {
-            return true;
-        }
-        digit = 0;
-    }
-    return false;
-}
-
 }  // namespace
 
 qtPtrLight<zeMsg> oracle_message() {
@@ -347,27 +291,15 @@ qtPtrLight<zeMsg> oracle_message() {
     return msg;
 }
 
+bool oracle_is_operand(std::string_view written) {
+    const bool is_string = written.size() > 2 && written.front() == '\'' && written.back() == '\'';
+    const bool is_number =
+        !written.empty() && written.find_first_not_of(".0123456789") == std::string_view::npos;
+    return is_string || is_number || named_operands().contains(written);
+}
+
 Rule_value oracle_operand(std::string_view written) {
-    static const std::map<std::string_view, Rule_value> named = {
-        {"true", boolean(true)},
-        {"false", boolean(false)},
-        {"\"w\"", boolean(true)},
-        {"\"x\"", boolean(false)},
-        {"parent_score", number(kOracleScore)},
-        {"stat_matching", number(kOracleScore)},
-        {"concepts_in_sml", number(2.0)},
-        {"empty_body_message", boolean(false)},
-        {"$k(n)", number(3.0)},
-        {"$k(s)", text("3")},
-        {"$k(?)", boolean(true)},
-        {"$e(n)", number(0.0)},
-        {"$e(s)", text("")},
-        {"$e(?)", boolean(true)},
-        {"$m(n)", number(0.0)},
-        {"$m(s)", text("")},
-        {"$m(?)", boolean(false)},
-    };
-    if (const auto found = named.find(written); found != named.end()) {
+    if (const auto found = named_operands().find(written); found != named_operands().end()) {
         return found->second;
     }
     if (written.front() == '\'') {
@@ -386,8 +318,12 @@ Rule_value oracle_apply(std::string_view written, std::vector<Rule_value> operan
     return applied.apply(operands);
 }
 
+std::string_view oracle_signature(std::string_view written) {
+    return operators().at(written).signature;
+}
+
 std::size_t oracle_operand_count(std::string_view written) {
-    return operators().at(written).signature.size() - 1;
+    return oracle_signature(written).size() - 1;
 }
 
 std::optional<double> oracle_by_grammar(const std::vector<std::string>& symbols) {
@@ -414,30 +350,4 @@ std::vector<std::string> split_at_blanks(std::string_view text) {
         pieces.push_back(piece);
     }
     return pieces;
-}
-
-std::size_t check_all_strings(const std::vector<std::string>& alphabet, std::size_t length) {
-    constexpr int kMostFailures = 10;
-    const qtPtrLight<zeMsg> msg = oracle_message();
-    DocInfo info{msg.get(), kOracleScore};
-    std::vector<std::size_t> digits(length, 0);
-    std::size_t rule_count = 0;
-    int failure_count = 0;
-    do {
-        std::vector<std::string> symbols;
-        symbols.reserve(length);
-        for (const std::size_t digit : digits) {
-            symbols.push_back(alphabet[digit]);
-        }
-        const std::string rule = joined(symbols);
-        const Outcome outcome = parse_and_evaluate(rule, info);
-        if (outcome.value) {
-            ++rule_count;
-        }
-        if (const testing::AssertionResult result = agrees(symbols, rule, outcome); !result) {
-            ADD_FAILURE() << result.message();
-            ++failure_count;
-        }
-    } while (failure_count < kMostFailures && count_on(digits, alphabet.size()));
-    return rule_count;
 }

@@ -32,6 +32,8 @@ struct Oracle_type_error : std::runtime_error {
 constexpr double kOracleScore = 0.5;
 qtPtrLight<zeMsg> oracle_message();
 
+// Whether this is an operand that the oracle knows: a number, a string, or one of that message's.
+bool oracle_is_operand(std::string_view written);
 // The value of an operand, as it is written, for that message.
 Rule_value oracle_operand(std::string_view written);
 // The value of an operator: as it is written, with "u" in front of a sign of one operand. The
@@ -39,6 +41,8 @@ Rule_value oracle_operand(std::string_view written);
 // RAISES: Oracle_type_error.
 Rule_value oracle_apply(std::string_view written, std::vector<Rule_value> operands);
 
+// The operator's types, its result's first; '=' is one type that the operands share.
+std::string_view oracle_signature(std::string_view written);
 // How many operands the operator takes.
 std::size_t oracle_operand_count(std::string_view written);
 
@@ -54,10 +58,5 @@ double oracle_by_polish(const std::vector<std::string>& symbols);
 bool same_number(double left, double right);
 
 std::vector<std::string> split_at_blanks(std::string_view text);
-
-// Parses every string of exactly `length` symbols of the alphabet, joined by blanks, and holds each
-// against both oracles. Reports the first few that differ as failures of the running test.
-// Returns how many strings are rules.
-std::size_t check_all_strings(const std::vector<std::string>& alphabet, std::size_t length);
 
 #endif  // ZANDREL_TESTS_CLASSIFICATION_RULE_ORACLE_H_

@@ -97,6 +97,28 @@ TEST(RuleCheckerTest, KeepsRuleWhenNewTextIsBad) {
     EXPECT_EQ(value_of(rule), 2.0);
 }
 
+TEST(RuleCheckerTest, KeepsSecondFormsWhenNewTextIsBad) {
+    Rule_checker rule("\"goals\"");
+    zeConceptInDoc& word = only_concept(rule);
+    word.m_processed = term("goal");
+    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}}).make();
+
+    EXPECT_QTX(rule.SetString("\"goals\" +"), RuleParser, 0, "Invalid number of operations");
+
+    EXPECT_EQ(&only_concept(rule), &word);
+    EXPECT_EQ(word.m_processed, term("goal"));
+    EXPECT_EQ(value_of(rule, *msg), 1.0);
+}
+
+TEST(RuleCheckerTest, DropsSecondFormsWithOldRule) {
+    Rule_checker rule("\"goals\"");
+    only_concept(rule).m_processed = term("goal");
+
+    rule.SetString("\"goals\"");
+
+    EXPECT_TRUE(only_concept(rule).m_processed.empty());
+}
+
 TEST(RuleCheckerTest, CanBeSetToItsOwnText) {
     Rule_checker rule("2 + 3");
 

@@ -41,6 +41,21 @@ constexpr Nesting_row kRows[] = {
     {"conversion", "-(", "true", ")", 9998, 1.0},
 };
 
+// The same with types that do not fit.
+struct Mistyped_row {
+    Nesting_row shape;
+    std::string_view error;
+};
+
+constexpr Mistyped_row kMistypedRows[] = {
+    {{"innermost", "!(", "1", ")", 9998, 0.0},
+     "Type mismatch, cannot cast one type to the other: !"},
+    // Three each: a sign, the conversion of its operand, and the equality.
+    {{"each", "-('a' == ", "1", ")", 3333, 0.0}, "Operator with mismatched operands"},
+    {{"left chain", "", "'a'", "+1", 9999, 0.0},
+     "Type mismatch, cannot cast one type to the other: +"},
+};
+
 std::string repeated(std::string_view text, int count) {
     std::string result;
     for (int time = 0; time < count; ++time) {
@@ -100,6 +115,34 @@ TEST(RuleNestingTest, TakesAnyNumberOfOperands) {
     }
 
     EXPECT_EQ(value_of(Rule_checker{qtString(text)}), 32768.0);
+}
+
+TEST(RuleNestingTest, CountsLevelsBeforeTypes) {
+    for (const Mistyped_row& row : kMistypedRows) {
+        for (const int count : {row.shape.deepest + 1, 30000}) {
+            SCOPED_TRACE(std::string(row.shape.name) + " " + std::to_string(count));
+            EXPECT_QTX(tree_of(nested(row.shape, count)), RuleParser, 0,
+                       "Rule is nested too deeply");
+        }
+    }
+}
+
+TEST(RuleNestingTest, ChecksTypesOfDeepestRules) {
+    for (const Mistyped_row& row : kMistypedRows) {
+        SCOPED_TRACE(row.shape.name);
+        EXPECT_QTX(tree_of(nested(row.shape, row.shape.deepest)), RuleParser, 0,
+                   std::string(row.error));
+    }
+}
+
+// The types tell where equalities convert. So inequalities whose two objects each are few enough,
+// and which are too deep by their conversions, are refused for a wrong type beside them.
+TEST(RuleNestingTest, ChecksTypesBeforeLevelsOfConversions) {
+    const std::string deep = repeated("1 != (", 3333) + "1 != 1" + repeated(")", 3333);
+
+    EXPECT_QTX(tree_of(deep), RuleParser, 0, "Rule is nested too deeply");
+    EXPECT_QTX(tree_of("'a' < (" + deep + ")"), RuleParser, 0,
+               "Type mismatch, cannot cast one type to the other: <");
 }
 
 TEST(RuleNestingTest, CountsOperandsBeforeLevels) {

@@ -27,6 +27,7 @@ struct Table_row {
     int precedence;
     int kind;
     int flags;
+    int arity;
     int func;
 };
 
@@ -62,6 +63,11 @@ TEST(RuleParserTokensTest, SplitsTexts) {
         {"Isubstr ( 'a' )", "$start Isubstr ( 'a' ) $end"},
         {"substr 'a'", "$start substr 'a' $end"},
         {"substr", "$start substr $end"},
+        {"substr 1", "$start substr 1 $end"},
+        {"substr1", "$start substr 1 $end"},
+        {"substr \"w\"", "$start substr \"w\" $end"},
+        {"substr $k(s)", "$start substr $k(s) $end"},
+        {"Isubstr .5", "$start Isubstr .5 $end"},
         {"parent_scorestat_matching", "$start parent_score stat_matching $end"},
         {"concepts_in_sml", "$start concepts_in_sml $end"},
         {"empty_body_message", "$start empty_body_message $end"},
@@ -105,6 +111,12 @@ TEST(RuleParserTokensTest, RefusesTexts) {
         {".", "Invalid token at: ."},
         {"..5", "Invalid token at: ..5"},
         {"1..", "Invalid token at: ."},
+        {"0x10", "Invalid token at: x10"},
+        {"1e5", "Invalid token at: e5"},
+        {"1.5e-5", "Invalid token at: e-5"},
+        {"1,5e", "Invalid token at: e"},
+        {"inf", "Invalid token at: inf"},
+        {"nan", "Invalid token at: nan"},
         {"\xC2\xA0"
          "1",
          "Invalid token at: \xC2\xA0"
@@ -130,6 +142,12 @@ TEST(RuleParserTokensTest, RefusesTexts) {
         {"$x(nn)", "Missing end bracket in $key(datatype)"},
         {"$x(n )", "Missing end bracket in $key(datatype)"},
         {"substr true", "Missing bracket after function"},
+        {"substr , 'a'", "Missing bracket after function"},
+        {"substr value", "Missing bracket after function"},
+        {"substr word", "Invalid token at: word"},
+        {"Isubstr word", "Invalid token at: word"},
+        {"substr .", "Invalid token at: ."},
+        {"substr $k", "Missing delimiter at: $k"},
         {"substr)", "Missing bracket after function"},
         {"substr substr(", "Missing bracket after function"},
         {"Isubstr -", "Missing bracket after function"},
@@ -153,42 +171,44 @@ TEST(RuleParserTokensTest, EndsAtZeroByte) {
     EXPECT_EQ(dump_tokens(tokens_of(rule)), "$start 1 $end");
 }
 
+// The arity is that of the signature, -1 for none, but for the signs, which are of one operand at
+// the beginning of a rule.
 TEST(RuleParserTokensTest, GivesTableTokensTheirProperties) {
     const Table_row rows[] = {
-        {"(", "", 20, 2, 12, 0},
-        {")", "", 20, 3, 8, 0},
-        {"?", "=b==", 11, 1, 0, 22},
-        {":", "", 10, 1, 8, 0},
-        {"v", "nnn", 9, 1, 0, 4},
-        {"^", "nnn", 8, 1, 0, 5},
-        {"|", "bbb", 7, 1, 0, 6},
-        {"&", "bbb", 6, 1, 0, 7},
-        {"<=", "bnn", 5, 1, 0, 8},
-        {"<", "bnn", 5, 1, 0, 9},
-        {">=", "bnn", 5, 1, 0, 10},
-        {">", "bnn", 5, 1, 0, 11},
-        {"==", "b==", 5, 1, 0, 13},
-        {"!=", "b==", 5, 1, 0, 13},
-        {"+", "nnn", 2, 1, 0, 15},
-        {"-", "nnn", 2, 1, 0, 16},
-        {"*", "nnn", 3, 1, 0, 17},
-        {"/", "nnn", 3, 1, 0, 18},
-        {"!", "bb", 2, 1, 0, 2},
-        {"substr", "bss", 1, 1, 64, 19},
-        {"Isubstr", "bss", 1, 1, 64, 20},
-        {",", "", 12, 1, 8, 0},
-        {"parent_score", "n", 1, 0, 0, 0},
-        {"stat_matching", "n", 1, 0, 0, 0},
-        {"concepts_in_sml", "n", 1, 0, 0, 0},
-        {"empty_body_message", "b", 1, 0, 0, 0},
-        {"true", "b", 1, 0, 0, 0},
-        {"false", "b", 1, 0, 0, 0},
-        {"\"w\"", "b", 1, 0, 1, 0},
-        {"1", "n", 1, 0, 2, 0},
-        {"'s'", "s", 1, 0, 32, 0},
-        {"$k(n)", "n", 1, 0, 16, 0},
-        {"$k(s)", "s", 1, 0, 16, 0},
-        {"$k(?)", "b", 1, 0, 16, 0},
+        {"(", "", 20, 2, 12, -1, 0},
+        {")", "", 20, 3, 8, -1, 0},
+        {"?", "=b==", 11, 1, 0, 3, 22},
+        {":", "", 10, 1, 8, -1, 0},
+        {"v", "nnn", 9, 1, 0, 2, 4},
+        {"^", "nnn", 8, 1, 0, 2, 5},
+        {"|", "bbb", 7, 1, 0, 2, 6},
+        {"&", "bbb", 6, 1, 0, 2, 7},
+        {"<=", "bnn", 5, 1, 0, 2, 8},
+        {"<", "bnn", 5, 1, 0, 2, 9},
+        {">=", "bnn", 5, 1, 0, 2, 10},
+        {">", "bnn", 5, 1, 0, 2, 11},
+        {"==", "b==", 5, 1, 0, 2, 13},
+        {"!=", "b==", 5, 1, 0, 2, 13},
+        {"+", "nnn", 2, 1, 0, 1, 15},
+        {"-", "nnn", 2, 1, 0, 1, 16},
+        {"*", "nnn", 3, 1, 0, 2, 17},
+        {"/", "nnn", 3, 1, 0, 2, 18},
+        {"!", "bb", 2, 1, 0, 1, 2},
+        {"substr", "bss", 1, 1, 64, 2, 19},
+        {"Isubstr", "bss", 1, 1, 64, 2, 20},
+        {",", "", 12, 1, 8, -1, 0},
+        {"parent_score", "n", 1, 0, 0, 0, 0},
+        {"stat_matching", "n", 1, 0, 0, 0, 0},
+        {"concepts_in_sml", "n", 1, 0, 0, 0, 0},
+        {"empty_body_message", "b", 1, 0, 0, 0, 0},
+        {"true", "b", 1, 0, 0, 0, 0},
+        {"false", "b", 1, 0, 0, 0, 0},
+        {"\"w\"", "b", 1, 0, 1, 0, 0},
+        {"1", "n", 1, 0, 2, 0, 0},
+        {"'s'", "s", 1, 0, 32, 0, 0},
+        {"$k(n)", "n", 1, 0, 16, 0, 0},
+        {"$k(s)", "s", 1, 0, 16, 0, 0},
+        {"$k(?)", "b", 1, 0, 16, 0, 0},
     };
 
     for (const Table_row& row : rows) {
@@ -198,6 +218,7 @@ TEST(RuleParserTokensTest, GivesTableTokensTheirProperties) {
         EXPECT_EQ(token.precedence, row.precedence);
         EXPECT_EQ(token.kind, row.kind);
         EXPECT_EQ(token.flags, row.flags);
+        EXPECT_EQ(token.arity, row.arity);
         EXPECT_EQ(token.func, row.func);
     }
 }
@@ -209,11 +230,18 @@ TEST(RuleParserTokensTest, GivesBothEndsThePrecedenceOfNothing) {
     EXPECT_EQ(tokens.front().signature, "nn");
     EXPECT_EQ(tokens.front().precedence, 99);
     EXPECT_EQ(tokens.front().kind, 4);
+    EXPECT_EQ(tokens.front().flags, 0);
+    EXPECT_EQ(tokens.front().arity, 1);
+    EXPECT_EQ(tokens.front().func, 0);
+    EXPECT_EQ(tokens.front().datatype, '\0');
     EXPECT_EQ(tokens.back().text, "$end");
     EXPECT_EQ(tokens.back().signature, "bb");
     EXPECT_EQ(tokens.back().precedence, 99);
     EXPECT_EQ(tokens.back().kind, 4);
+    EXPECT_EQ(tokens.back().flags, 0);
     EXPECT_EQ(tokens.back().arity, 1);
+    EXPECT_EQ(tokens.back().func, 0);
+    EXPECT_EQ(tokens.back().datatype, '\0');
 }
 
 TEST(RuleParserTokensTest, GivesBinarySignsTheirOwnPrecedence) {
@@ -221,6 +249,7 @@ TEST(RuleParserTokensTest, GivesBinarySignsTheirOwnPrecedence) {
 
     EXPECT_EQ(sign.precedence, 4);
     EXPECT_EQ(sign.arity, 2);
+    EXPECT_EQ(sign.signature, "nnn");
 }
 
 TEST(RuleParserTokensTest, GivesUnarySignsOneOperandAndAnUnchangedSignature) {

@@ -18,6 +18,11 @@ struct Type_row {
     std::string_view types;
 };
 
+struct Operator_row {
+    std::string_view rule;
+    std::string_view culprit;
+};
+
 struct Shared_row {
     char shared;
     char type;
@@ -36,6 +41,22 @@ std::vector<std::pair<std::string, char>> seen_keys;
 bool see_key(const char* key, char datatype) {
     seen_keys.emplace_back(key, datatype);
     return std::string_view(key) != "secret";
+}
+
+// Resets itself at the first key it sees.
+bool see_key_once(const char* key, char datatype) {
+    RuleParser::verification_func = nullptr;
+    return see_key(key, datatype);
+}
+
+bool refuse_any(const char* /*key*/, char /*datatype*/) {
+    return false;
+}
+
+// Has the next rule looked at by another function.
+bool see_key_and_refuse_later(const char* key, char datatype) {
+    RuleParser::verification_func = refuse_any;
+    return see_key(key, datatype);
 }
 
 // Sets the function for one test.
@@ -119,18 +140,13 @@ TEST(RuleParserTypesTest, RefusesRules) {
         {"substr('a')", "Invalid number of operations"},
         {"substr 'a'", "Invalid number of operations"},
         {"substr", "Invalid number of operations"},
+        {"substr 1", "Invalid number of operations"},
+        {"substr \"w\"", "Invalid number of operations"},
+        {"substr $k(s)", "Invalid number of operations"},
+        {"Isubstr 1", "Invalid number of operations"},
         {"substr('a', 'b', 'c')", "Invalid number of operations"},
         {"'a'", "Type mismatch, cannot cast one type to the other: $end"},
-        {"'a' + 1", "Type mismatch, cannot cast one type to the other: +"},
-        {"1 - 'a'", "Type mismatch, cannot cast one type to the other: -"},
-        {"-'a'", "Type mismatch, cannot cast one type to the other: -"},
-        {"!1", "Type mismatch, cannot cast one type to the other: !"},
-        {"1 & true", "Type mismatch, cannot cast one type to the other: &"},
-        {"true | 1", "Type mismatch, cannot cast one type to the other: |"},
         {"'a' < 'b'", "Type mismatch, cannot cast one type to the other: <"},
-        {"1 ? 2 : 3", "Type mismatch, cannot cast one type to the other: ?"},
-        {"substr('a', 1)", "Type mismatch, cannot cast one type to the other: substr"},
-        {"Isubstr(true, 'a')", "Type mismatch, cannot cast one type to the other: Isubstr"},
         {"true ? 'a' : 'b'", "Type mismatch, cannot cast one type to the other: $end"},
         {"'a' == 1", "Operator with mismatched operands"},
         {"true != 'a'", "Operator with mismatched operands"},
@@ -138,6 +154,88 @@ TEST(RuleParserTypesTest, RefusesRules) {
         {"\"a\" ? 1 : 'x'", "Operator with mismatched operands"},
         {"true ? 'x' : false", "Operator with mismatched operands"},
         {"1 ? 2 : 'x'", "Operator with mismatched operands"},
+    };
+
+    for (const Type_row& row : rows) {
+        SCOPED_TRACE(row.rule);
+        EXPECT_QTX_ARGS(typed_of(row.rule), RuleParser, 0, std::string(row.types), {});
+    }
+}
+
+// Each operator, with each operand of a type that it does not take.
+TEST(RuleParserTypesTest, RefusesOperandsOfOtherTypes) {
+    const Operator_row rows[] = {
+        {"'a' v 1", "v"},
+        {"1 v 'a'", "v"},
+        {"$a(s) v true", "v"},
+        {"'a' ^ 1", "^"},
+        {"1 ^ 'a'", "^"},
+        {"$a(s) ^ true", "^"},
+        {"'a' * 1", "*"},
+        {"1 * 'a'", "*"},
+        {"$a(s) * true", "*"},
+        {"'a' / 1", "/"},
+        {"1 / 'a'", "/"},
+        {"$a(s) / true", "/"},
+        {"'a' + 1", "+"},
+        {"1 + 'a'", "+"},
+        {"$a(s) + true", "+"},
+        {"'a' - 1", "-"},
+        {"1 - 'a'", "-"},
+        {"$a(s) - true", "-"},
+        {"'a' <= 1", "<="},
+        {"1 <= 'a'", "<="},
+        {"$a(s) <= true", "<="},
+        {"'a' < 1", "<"},
+        {"1 < 'a'", "<"},
+        {"$a(s) < true", "<"},
+        {"'a' >= 1", ">="},
+        {"1 >= 'a'", ">="},
+        {"$a(s) >= true", ">="},
+        {"'a' > 1", ">"},
+        {"1 > 'a'", ">"},
+        {"$a(s) > true", ">"},
+        {"1 | true", "|"},
+        {"true | 1", "|"},
+        {"'a' | true", "|"},
+        {"true | 'a'", "|"},
+        {"1 & true", "&"},
+        {"true & 1", "&"},
+        {"'a' & true", "&"},
+        {"true & 'a'", "&"},
+        {"+'a'", "+"},
+        {"-'a'", "-"},
+        {"!1", "!"},
+        {"!'a'", "!"},
+        {"1 ? 2 : 3", "?"},
+        {"'a' ? 2 : 3", "?"},
+        {"substr('a', 1)", "substr"},
+        {"substr(1, 'a')", "substr"},
+        {"substr('a', true)", "substr"},
+        {"substr(true, 'a')", "substr"},
+        {"Isubstr('a', 1)", "Isubstr"},
+        {"Isubstr(1, 'a')", "Isubstr"},
+        {"Isubstr('a', true)", "Isubstr"},
+        {"Isubstr(true, 'a')", "Isubstr"},
+    };
+
+    for (const Operator_row& row : rows) {
+        SCOPED_TRACE(row.rule);
+        EXPECT_QTX_ARGS(
+            typed_of(row.rule), RuleParser, 0,
+            "Type mismatch, cannot cast one type to the other: " + std::string(row.culprit), {});
+    }
+}
+
+// Operands are looked at from the last to the first, each with all that it is made of.
+TEST(RuleParserTypesTest, TellsTheErrorThatIsFurtherBehind) {
+    const Type_row rows[] = {
+        {"-'a' < !1", "Type mismatch, cannot cast one type to the other: !"},
+        {"'a' * 1 + 'b'", "Type mismatch, cannot cast one type to the other: +"},
+        {"'a' * 1 + 2", "Type mismatch, cannot cast one type to the other: *"},
+        {"!1 == ('a' == 2)", "Operator with mismatched operands"},
+        {"('a' == 2) == !1", "Type mismatch, cannot cast one type to the other: !"},
+        {"!1 ? 2 : 'a'", "Operator with mismatched operands"},
     };
 
     for (const Type_row& row : rows) {
@@ -189,6 +287,32 @@ TEST_F(RuleParserKeysTest, RefusesKey) {
     EXPECT_QTX_ARGS(typed_of("$a(?) & $secret(?) & $b(?)"), RuleParser, 0,
                     "Invalid NVP key: secret", {});
     EXPECT_EQ(seen_keys.size(), 2U);
+}
+
+TEST_F(RuleParserKeysTest, ShowsAllKeysOfRuleToFunctionThatResetsItself) {
+    RuleParser::verification_func = see_key_once;
+
+    typed_of("$a(n) + $b(n) + $c(n)");
+    typed_of("$d(n)");
+
+    const std::vector<std::pair<std::string, char>> expected = {{"a", 'n'}, {"b", 'n'}, {"c", 'n'}};
+    EXPECT_EQ(seen_keys, expected);
+}
+
+TEST_F(RuleParserKeysTest, RefusesKeyByFunctionThatResetsItself) {
+    RuleParser::verification_func = see_key_once;
+
+    EXPECT_QTX(typed_of("$a(n) + $secret(n)"), RuleParser, 0, "Invalid NVP key: secret");
+    EXPECT_EQ(RuleParser::verification_func, nullptr);
+}
+
+TEST_F(RuleParserKeysTest, ShowsAllKeysOfRuleToFunctionThatReplacesItself) {
+    RuleParser::verification_func = see_key_and_refuse_later;
+
+    typed_of("$a(n) + $b(n)");
+
+    EXPECT_EQ(seen_keys.size(), 2U);
+    EXPECT_QTX(typed_of("$c(n)"), RuleParser, 0, "Invalid NVP key: c");
 }
 
 TEST_F(RuleParserKeysTest, ShowsNoKeyOfRuleWithWrongTypes) {

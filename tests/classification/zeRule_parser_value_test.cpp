@@ -26,7 +26,7 @@ qtPtrLight<zeMsg> make_message() {
     const std::pair<std::string_view, std::string_view> pairs[] = {
         {"blank", ""},       {"five", "5"},           {"word", "abc"},  {"zero", "0"},
         {"size", " 12.5kB"}, {"hex", "0x10"},         {"minus", "-4"},  {"big", "1e400"},
-        {"exp", "2e3"},      {"Subject", "An Offer"}, {"comma", "1,5"},
+        {"exp", "2e3"},      {"Subject", "An Offer"}, {"comma", "1,5"}, {"nan", "nan"},
     };
     for (const auto& [name, value] : pairs) {
         msg->add_value(name, mlMessageConverter::kString, value);
@@ -65,13 +65,68 @@ TEST(RuleValueTest, EvaluatesNumbers) {
 
 TEST(RuleValueTest, EvaluatesBooleansToOneOrZero) {
     const Value_row rows[] = {
-        {"true", 1.0},        {"false", 0.0},         {"!true", 0.0},        {"!false", 1.0},
-        {"true & true", 1.0}, {"true & false", 0.0},  {"false | true", 1.0}, {"false | false", 0.0},
-        {"1 < 2", 1.0},       {"2 < 2", 0.0},         {"2 <= 2", 1.0},       {"3 <= 2", 0.0},
-        {"3 > 2", 1.0},       {"2 > 2", 0.0},         {"2 >= 2", 1.0},       {"1 >= 2", 0.0},
-        {"1 < 2 < 3", 1.0},   {"3 < 2 < 1", 1.0},     {"1 == 1", 1.0},       {"1 != 1", 0.0},
-        {"true == 1", 1.0},   {"true == 2", 0.0},     {"true == true", 1.0}, {"true != false", 1.0},
-        {"-0.0 == 0", 1.0},   {".1 + .2 == .3", 0.0},
+        {"true", 1.0},        {"false", 0.0},        {"!true", 0.0},        {"!false", 1.0},
+        {"true & true", 1.0}, {"true & false", 0.0}, {"false | true", 1.0}, {"false | false", 0.0},
+        {"1 < 2 < 3", 1.0},   {"3 < 2 < 1", 1.0},    {"-0.0 == 0", 1.0},    {".1 + .2 == .3", 0.0},
+    };
+    const qtPtrLight<zeMsg> msg = make_message();
+
+    for (const Value_row& row : rows) {
+        SCOPED_TRACE(row.rule);
+        EXPECT_EQ(value_of(row.rule, *msg), row.value);
+    }
+}
+
+// Each comparison of a lesser with a greater number, of equal ones, and the other way round: no two
+// comparisons give the same.
+TEST(RuleValueTest, ComparesNumbers) {
+    const Value_row rows[] = {
+        {"1 <= 2", 1.0}, {"2 <= 2", 1.0}, {"3 <= 2", 0.0},  //
+        {"1 < 2", 1.0},  {"2 < 2", 0.0},  {"3 < 2", 0.0},   //
+        {"1 >= 2", 0.0}, {"2 >= 2", 1.0}, {"3 >= 2", 1.0},  //
+        {"1 > 2", 0.0},  {"2 > 2", 0.0},  {"3 > 2", 1.0},   //
+        {"1 == 2", 0.0}, {"2 == 2", 1.0}, {"3 == 2", 0.0},  //
+        {"1 != 2", 1.0}, {"2 != 2", 0.0}, {"3 != 2", 1.0},
+    };
+    const qtPtrLight<zeMsg> msg = make_message();
+
+    for (const Value_row& row : rows) {
+        SCOPED_TRACE(row.rule);
+        EXPECT_EQ(value_of(row.rule, *msg), row.value);
+    }
+}
+
+TEST(RuleValueTest, ComparesBooleans) {
+    const Value_row rows[] = {
+        {"false <= true", 1.0}, {"true <= true", 1.0},   {"true <= false", 0.0},
+        {"false < true", 1.0},  {"true < true", 0.0},    {"true < false", 0.0},
+        {"false >= true", 0.0}, {"true >= true", 1.0},   {"true >= false", 1.0},
+        {"false > true", 0.0},  {"true > true", 0.0},    {"true > false", 1.0},
+        {"true == true", 1.0},  {"false == false", 1.0}, {"true == false", 0.0},
+        {"false == true", 0.0}, {"true != true", 0.0},   {"false != false", 0.0},
+        {"true != false", 1.0}, {"false != true", 1.0},  {"true == 1", 1.0},
+        {"true == 2", 0.0},     {"2 == true", 0.0},      {"true != 1", 0.0},
+        {"true != 2", 1.0},     {"false == 0", 1.0},     {"false != 0", 0.0},
+    };
+    const qtPtrLight<zeMsg> msg = make_message();
+
+    for (const Value_row& row : rows) {
+        SCOPED_TRACE(row.rule);
+        EXPECT_EQ(value_of(row.rule, *msg), row.value);
+    }
+}
+
+// What is no number is neither less nor equal nor greater, not even compared with itself.
+TEST(RuleValueTest, ComparesWhatIsNoNumber) {
+    const Value_row rows[] = {
+        {"$nan(n) <= 1", 0.0},    {"1 <= $nan(n)", 0.0},   {"$nan(n) <= $nan(n)", 0.0},
+        {"$nan(n) < 1", 0.0},     {"1 < $nan(n)", 0.0},    {"$nan(n) < $nan(n)", 0.0},
+        {"$nan(n) >= 1", 0.0},    {"1 >= $nan(n)", 0.0},   {"$nan(n) >= $nan(n)", 0.0},
+        {"$nan(n) > 1", 0.0},     {"1 > $nan(n)", 0.0},    {"$nan(n) > $nan(n)", 0.0},
+        {"$nan(n) == 1", 0.0},    {"1 == $nan(n)", 0.0},   {"$nan(n) == $nan(n)", 0.0},
+        {"$nan(n) != 1", 1.0},    {"1 != $nan(n)", 1.0},   {"$nan(n) != $nan(n)", 1.0},
+        {"!($nan(n) <= 1)", 1.0}, {"!($nan(n) < 1)", 1.0}, {"!(1 >= $nan(n))", 1.0},
+        {"!(1 > $nan(n))", 1.0},
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
@@ -86,7 +141,13 @@ TEST(RuleValueTest, EvaluatesStrings) {
         {"'a' == 'a'", 1.0},
         {"'a' == 'A'", 0.0},
         {"'a' == 'ab'", 0.0},
+        {"'a' == 'b'", 0.0},
+        {"'b' == 'a'", 0.0},
+        {"'a' != 'a'", 0.0},
         {"'a' != 'b'", 1.0},
+        {"'b' != 'a'", 1.0},
+        {"'a' != 'ab'", 1.0},
+        {"'a' != 'A'", 1.0},
         {"substr('abc', 'bc')", 1.0},
         {"substr('abc', 'BC')", 0.0},
         {"substr('bc', 'abc')", 0.0},
