@@ -3,11 +3,9 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdarg>
 #include <cstddef>
-#include <cstdio>
 
+#include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
@@ -16,14 +14,9 @@
 
 namespace {
 
-[[noreturn, gnu::format(printf, 2, 3)]] void raise_category_error(int number, const char* format,
-                                                                  ...) {
-    std::array<char, 1024> text;
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    va_end(arguments);
-    throw qtX<zeStat_matcher>(number, text.data());
+// The category as messages quote it. They are cut to 1023 bytes.
+qtString quoted(const zeNode& cat) {
+    return qtString("\"") + cat.m_concept.c_str() + "\"";
 }
 
 }  // namespace
@@ -56,14 +49,14 @@ void zeStat_matcher::add_cat(zeNode*& cat) {
         is_child_added = m_node != nullptr && m_node->add_child(cat);
     }
     if (!is_child_added) {
-        raise_category_error(0, "Category \"%s\" already exists.", cat->m_concept.c_str());
+        throw qtX<zeStat_matcher>(0, "Category " + quoted(*cat) + " already exists.");
     }
 }
 
 void zeStat_matcher::clear_cat(zeNode*& cat, bool refeed, bool remove_concepts) {
     zeStat_diet_learner learner(*m_storage);
     if (!learner.clear_cat(cat, remove_concepts)) {
-        raise_category_error(1, "Category \"%s\" does not exist.", cat->m_concept.c_str());
+        throw qtX<zeStat_matcher>(1, "Category " + quoted(*cat) + " does not exist.");
     }
     if (refeed) {
         feed(*m_storage, true);
@@ -78,7 +71,7 @@ void zeStat_matcher::delete_cat(zeNode*& cat, bool refeed, bool remove_concepts)
         is_child_removed = m_node != nullptr && m_node->remove_child(cat);
     }
     if (!is_child_removed) {
-        raise_category_error(1, "Deleted category \"%s\" does not exist.", cat->m_concept.c_str());
+        throw qtX<zeStat_matcher>(1, "Deleted category " + quoted(*cat) + " does not exist.");
     }
     if (refeed) {
         feed(*m_storage, true);
