@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/errors.h"
+#include "cli/model/Engine_settings.h"
 
 namespace cli {
 
@@ -30,6 +31,7 @@ protected:
     ~EvaluationTest() override {
         std::remove(m_options.train_file.c_str());
         std::remove(m_options.test_file.c_str());
+        std::remove(m_learn_file.c_str());
     }
 
     static void Write(const std::string& path, const std::string& data) {
@@ -40,7 +42,14 @@ protected:
 
     void Test(const std::string& data) { Write(m_options.test_file, data); }
 
+    void Learn(const std::string& data, std::size_t bulk_size) {
+        Write(m_learn_file, data);
+        m_options.learn_file = m_learn_file;
+        m_options.bulk_size = bulk_size;
+    }
+
     std::string m_base = testing::TempDir() + "zandrel_evaluation_" + std::to_string(::getpid());
+    std::string m_learn_file = m_base + ".learn.tsv";
     Evaluation_options m_options;
 };
 
@@ -126,6 +135,79 @@ TEST_F(EvaluationTest, ExplainsTextIfAsked) {
     ASSERT_TRUE(evaluation.explanation.has_value());
     EXPECT_EQ(evaluation.explanation->label, "sport");
     EXPECT_EQ(evaluation.explanation->concepts.front().concept_text, "goal");
+}
+
+TEST_F(EvaluationTest, LearnsInBulksAndMeasuresAfterEach) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport\tgoal\nfood\tbread\ntravel\ttrain\n");
+    Learn("sport\tmatch\nfood\tbread\ntravel\ttrain coast\ntravel\ttrain\nfood\tcheese\n", 2);
+
+    const std::vector<Learning_step> steps = evaluate(m_options).learning;
+
+    ASSERT_EQ(steps.size(), 4U);
+    EXPECT_EQ(steps[0].texts, 0U);
+    EXPECT_EQ(steps[1].texts, 2U);
+    EXPECT_EQ(steps[2].texts, 2U);
+    EXPECT_EQ(steps[3].texts, 1U);
+    EXPECT_DOUBLE_EQ(steps[0].accuracy, 2.0 / 3);
+    EXPECT_DOUBLE_EQ(steps[3].accuracy, 1.0);
+    EXPECT_EQ(steps[0].size.profiles, 2U);
+    EXPECT_EQ(steps[0].size.concepts, 2U);
+    EXPECT_EQ(steps[0].size.entries, 2U);
+    EXPECT_EQ(steps[0].size.largest, 1U);
+    EXPECT_EQ(steps[1].size.concepts, 3U);  // goal, bread, match
+    EXPECT_EQ(steps[1].size.largest, 2U);
+    EXPECT_EQ(steps[2].size.profiles, 3U);
+    EXPECT_EQ(steps[2].size.entries, 5U);
+}
+
+TEST_F(EvaluationTest, MeasuresTheModelBeforeItLearns) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("food\tcheese\nfood\tbread\n");
+    const double accuracy = evaluate(m_options).metrics.accuracy;
+    Learn(times(5, "food\tcheese\n"), 5);
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    EXPECT_EQ(evaluation.metrics.accuracy, accuracy);
+    EXPECT_EQ(evaluation.learning.front().accuracy, accuracy);
+    EXPECT_EQ(evaluation.learning.back().accuracy, 1.0);
+}
+
+TEST_F(EvaluationTest, RaisesBadLineOfTextsToLearnBeforeAnyWork) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport\tgoal\n");
+    Learn("sport\tgoal\nbad\n", 1);
+
+    EXPECT_THROW(evaluate(m_options), Data_error);
+}
+
+TEST_F(EvaluationTest, BootstrapsFromTitlesAndKeywordsAlone) {
+    Train("sport\tbread\tgoal\tmatch\nfood\tmatch\tbread\tcheese\n");
+    Test("sport\tgoal\nsport\tmatch\nfood\tbread\nfood\tcheese\n");
+    m_options.bootstraps = true;
+
+    EXPECT_EQ(evaluate(m_options).metrics.accuracy, 1.0);
+}
+
+// Scores that the tables have not corrected are those of a model that is told not to use them.
+TEST_F(EvaluationTest, MeasuresCalibrationWithoutTablesToo) {
+    const std::string texts =
+        "sport\tgoal bread\nfood\tbread\nsport\tgoal match\nfood\tbread match\n";
+    Train(times(5, texts));
+    Test(texts);
+    const Evaluation corrected = evaluate(m_options);
+    Engine_settings raw_settings;
+    raw_settings.set({"UseLikelihoodInMatch=0"});
+    m_options.model.settings = &raw_settings;
+    const Evaluation raw = evaluate(m_options);
+
+    ASSERT_TRUE(corrected.raw_calibration.has_value());
+    EXPECT_EQ(corrected.raw_calibration->ece_top, raw.calibration.ece_top);
+    EXPECT_EQ(corrected.raw_calibration->ece_pairs, raw.calibration.ece_pairs);
+    EXPECT_EQ(corrected.raw_calibration->brier, raw.calibration.brier);
+    EXPECT_NE(corrected.calibration.brier, raw.calibration.brier);
+    EXPECT_FALSE(raw.raw_calibration.has_value());
 }
 
 TEST_F(EvaluationTest, RaisesBadLine) {

@@ -115,6 +115,46 @@ TEST(LabelledTextTest, NamesFileAndLineOfBadLine) {
     }
 }
 
+std::vector<Labelled_text> read_four_columns(const std::string& data) {
+    std::istringstream input(data);
+    return read_labelled_texts(input, "data.tsv", nullptr, Columns::kTextTitleKeywords);
+}
+
+TEST(LabelledTextTest, ReadsTitleAndKeywordsIfAsked) {
+    const std::vector<Labelled_text> texts =
+        read_four_columns("a,b\tthe text\tthe title\tkey words\n\nc\t\t\t\r\nd\tx\ty\tz\tmore\n");
+
+    ASSERT_EQ(texts.size(), 3U);
+    EXPECT_EQ(texts[0].labels.size(), 2U);
+    EXPECT_EQ(texts[0].text, "the text");
+    EXPECT_EQ(texts[0].title, "the title");
+    EXPECT_EQ(texts[0].keywords, "key words");
+    EXPECT_EQ(texts[1].text + texts[1].title + texts[1].keywords, "");
+    EXPECT_EQ(texts[2].keywords, "z\tmore");
+    EXPECT_EQ(text_bytes(texts), 8U + 9U + 9U + 1U + 1U + 6U);
+}
+
+TEST(LabelledTextTest, NamesTheMissingColumn) {
+    const struct {
+        std::string data;
+        std::string expected;
+    } rows[] = {
+        {"a\n", "data.tsv:1: no tab between label and text"},
+        {"a\tx\ty\tz\na\tx\n", "data.tsv:2: no tab between text and title"},
+        {"a\tx\ty\n", "data.tsv:1: no tab between title and keywords"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.data);
+        try {
+            read_four_columns(row.data);
+            ADD_FAILURE() << "no error";
+        } catch (const Data_error& error) {
+            EXPECT_EQ(error.what(), row.expected);
+        }
+    }
+}
+
 // What reading leaves out, as "count first".
 std::string skipped_of(std::string_view data) {
     std::istringstream input{std::string(data)};

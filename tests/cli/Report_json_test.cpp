@@ -46,6 +46,27 @@ TEST(ReportJsonTest, HasPlainNumbersForQuality) {
     }
 }
 
+TEST(ReportJsonTest, HasCalibrationWithoutTablesWhereThereAreTables) {
+    Evaluation evaluation = example();
+    evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
+
+    EXPECT_EQ(report_json(evaluation, 0)["without_tables"].dump(),
+              R"({"ece_top":0.25,"ece_pairs":0.125,"brier":2.0})");
+    EXPECT_FALSE(report_json(example(), 0).contains("without_tables"));
+}
+
+TEST(ReportJsonTest, ListsEachBulkThatWasLearned) {
+    Evaluation evaluation = example();
+    evaluation.learning = {{0, 0.5, {2, 100, 40, 25}, 0.0}, {10, 0.75, {3, 200, 60, 20}, 1.25}};
+
+    EXPECT_EQ(report_json(evaluation, 0)["learning"].dump(),
+              R"([{"texts":0,"accuracy":0.5,"profiles":2,"concepts":100,"entries":40,)"
+              R"("largest_profile":25,"cpu_seconds":0.0},)"
+              R"({"texts":10,"accuracy":0.75,"profiles":3,"concepts":200,"entries":60,)"
+              R"("largest_profile":20,"cpu_seconds":1.25}])");
+    EXPECT_FALSE(report_json(example(), 0).contains("learning"));
+}
+
 TEST(ReportJsonTest, HasCountsAndCosts) {
     const Json json = report_json(example(), 10);
 

@@ -68,6 +68,31 @@ TEST(ReportTest, AlignsFiguresAndNamesUnits) {
               "      7  caf\u00E9,bar -> (no result)\n");
 }
 
+TEST(ReportTest, ShowsCalibrationWithoutTablesWhereThereAreTables) {
+    Evaluation evaluation = example();
+    evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("calibration         0.0312      0.0013      1.5000\n"
+                          "without tables      0.2500      0.1250      2.0000\n"));
+}
+
+TEST(ReportTest, ShowsEachBulkThatWasLearned) {
+    Evaluation evaluation = example();
+    evaluation.learning = {{0, 0.5, {2, 12345, 4003, 2500}, 0.0},
+                           {1000, 0.75, {3, 20000, 6000, 2000}, 1.25}};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("\n"
+                          "learning             texts    accuracy    concepts per profile     "
+                          "largest    CPU time\n"
+                          "before                   0     50.00 %      12,345       2,001       "
+                          "2,500      0.00 s\n"
+                          "bulk 1               1,000     75.00 %      20,000       2,000       "
+                          "2,000      1.25 s\n"));
+    EXPECT_THAT(report_of(example(), 10), Not(HasSubstr("learning")));
+}
+
 TEST(ReportTest, PrintsDashForRateOfTimeTooShortToMeasure) {
     Evaluation evaluation = example();
     evaluation.classifying.cpu_seconds = 0.0;

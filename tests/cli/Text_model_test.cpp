@@ -65,6 +65,40 @@ TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
     EXPECT_THAT(labels_of(model.rank("train, coast", 1)), ElementsAre("travel"));
 }
 
+TEST(TextModelTest, LearnsNewLabel) {
+    Text_model model({Analysis_kind::kWords});
+    model.train(ten_of_each());
+    model.learn({{{"music"}, "guitar and drums"}, {{"music"}, "a guitar"}, {{"sport"}, "goal"}});
+
+    EXPECT_THAT(labels_of(model.rank("guitar", 1)), ElementsAre("music"));
+    EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
+    EXPECT_EQ(model.size().profiles, 4U);
+}
+
+TEST(TextModelTest, BootstrapsFromTitlesAndKeywordsAlone) {
+    Text_model model({Analysis_kind::kWords});
+    model.bootstrap({{{"sport"}, "words of a text", "goal", "match ball"},
+                     {{"food"}, "more words", "bread", ""}});
+
+    EXPECT_EQ(model.size().concepts, 4U);
+    EXPECT_EQ(model.size().largest, 3U);
+    EXPECT_THAT(labels_of(model.rank("ball", 1)), ElementsAre("sport"));
+    EXPECT_THAT(labels_of(model.rank("bread", 1)), ElementsAre("food"));
+}
+
+TEST(TextModelTest, ScoresWithoutTablesIfAsked) {
+    Text_model model({Analysis_kind::kWords});
+    model.train(ten_of_each());
+    ASSERT_TRUE(model.uses_tables());
+    const double corrected = score_of(model, "bread goal", "food");
+
+    model.use_tables(false);
+    EXPECT_FALSE(model.uses_tables());
+    EXPECT_NE(score_of(model, "bread goal", "food"), corrected);
+    model.use_tables(true);
+    EXPECT_EQ(score_of(model, "bread goal", "food"), corrected);
+}
+
 TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
     Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());

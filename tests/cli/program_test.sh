@@ -61,6 +61,22 @@ for line in '  "macro_f1_top": 0.' '  "ece_pairs": 0.' '  "skipped_lines": 0,' \
 done
 [[ $(head -n 1 out) == '{' && $(tail -n 1 out) == '}' ]] || fail "$command: no JSON object"
 
+printf 'sport\tmatch\nfood\tbread\nfood\tcheese\n' >learn.tsv
+expect 0 evaluate --train train.tsv --test test.tsv --learn learn.tsv --bulk 2
+prints out 'without tables'
+[[ $(grep -c '^bulk ' out) == 2 ]] || fail "$command: not two bulks"
+grep -q '^bulk 2  *1  ' out || fail "$command: wrong size of bulk"
+expect 64 evaluate --train train.tsv --test test.tsv --bulk 2
+prints err '--learn'
+expect 64 evaluate --train train.tsv --test test.tsv --learn learn.tsv --bulk 0
+expect 65 evaluate --train train.tsv --test test.tsv --learn bad.tsv
+[[ $(<err) == 'bad.tsv:2: no tab between label and text' ]] || fail "$command: wrong message"
+printf 'sport\tbread\tgoal\tmatch\nfood\tgoal\tbread\tcheese\n' >titles.tsv
+expect 0 evaluate --bootstrap --train titles.tsv --test test.tsv --analysis words
+prints out '66.67 %  (2 of 3 texts)'
+expect 65 evaluate --bootstrap --train train.tsv --test test.tsv
+[[ $(<err) == 'train.tsv:1: no tab between text and title' ]] || fail "$command: wrong message"
+
 expect 0 classify --train train.tsv --top 1 'A goal'
 prints out 'A goal'
 prints out 'sport'
