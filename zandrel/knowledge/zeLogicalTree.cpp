@@ -1,4 +1,12 @@
+// What zeLogicalTree knows without changing anything.
 #include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <utility>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
 
 zeLogicalTree::zeLogicalTree(zeManager* owner)
     : nodes(kInitialBuckets), finder(kInitialBuckets), manager(owner) {}
@@ -7,4 +15,89 @@ void zeLogicalTree::Clear() {
     nodes.clear();
     finder.clear();
     next_id = 0;
+}
+
+// The nodes that a constant tree gathers are its own, which its users may change.
+zeLogicalNode* zeLogicalTree::Find(unsigned int id) const {
+    const auto entry = nodes.find(id);
+    return entry == nodes.end() ? nullptr : const_cast<zeLogicalNode*>(&entry->second);
+}
+
+const zeLogicalNode& zeLogicalTree::GetNode(unsigned int id) const {
+    const zeLogicalNode* const node = Find(id);
+    return node == nullptr ? not_found_node : *node;
+}
+
+zeLogicalNode* zeLogicalTree::GetNodePtr(unsigned int id) {
+    return Find(id);
+}
+
+const zeLogicalNode& zeLogicalTree::FindCategory(zeNode* physical_node) const {
+    const auto entry = finder.find(physical_node);
+    return entry == finder.end() ? not_found_node : GetNode(entry->second);
+}
+
+int zeLogicalTree::FindChild(const zeLogicalNode& parent, zeNode* physical_node) const {
+    for (std::size_t i = 0; i < parent.children.size(); ++i) {
+        const zeLogicalNode* const child = Find(parent.children[i]);
+        if (child != nullptr && child->physical_node == physical_node) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+const zeLogicalNode* zeLogicalTree::NearestClassifierNode(unsigned int id) const {
+    const zeLogicalNode* node = Find(id);
+    while (node != nullptr && node->type == ZE_LEAF) {
+        node = Find(node->parent);
+    }
+    return node;
+}
+
+zeClassifier* zeLogicalTree::GetRealParent(unsigned int id) const {
+    const zeLogicalNode* const node = NearestClassifierNode(id);
+    zeClassifier* const clafer =
+        node == nullptr ? nullptr : manager->m_physical_tree->get_classifier(node->physical_node);
+    ZANDREL_ASSERT(clafer != nullptr, "clafer");
+    return clafer;
+}
+
+// Nested leaves can be deep, so nothing here recurs: nodes wait on a stack, the next one on top.
+void zeLogicalTree::GatherSons(const zeLogicalNode* node,
+                               std::vector<zeLogicalNode*>& gathered) const {
+    std::vector<unsigned int> waiting(node->children.rbegin(), node->children.rend());
+    while (!waiting.empty()) {
+        zeLogicalNode* const son = Find(waiting.back());
+        waiting.pop_back();
+        if (son == nullptr) {
+            continue;
+        }
+        gathered.push_back(son);
+        if (son->type == ZE_LEAF) {
+            waiting.insert(waiting.end(), son->children.rbegin(), son->children.rend());
+        }
+    }
+}
+
+void zeLogicalTree::GatherFatherAndSons(const zeLogicalNode* node,
+                                        std::vector<zeLogicalNode*>& gathered) const {
+    gathered.push_back(const_cast<zeLogicalNode*>(node));
+    if (node->type == ZE_LEAF) {
+        GatherSons(node, gathered);
+    }
+}
+
+bool zeLogicalTree::WillChangeParentToClassifier(const zeLogicalNode& node) const {
+    const zeLogicalNode* const parent = Find(node.parent);
+    return parent != nullptr && parent->type == ZE_LEAF &&
+           (!node.rule.empty() || !parent->rule.empty());
+}
+
+void zeLogicalTree::AddFinder(const zeLogicalNode& node) {
+    finder[node.physical_node] = node.id;
+}
+
+void zeLogicalTree::DelFinder(const zeLogicalNode& node) {
+    finder.erase(node.physical_node);
 }

@@ -9,7 +9,9 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtString.h"
 
+class zeClassifier;
 class zeManager;
+class zeStat_matcher;
 struct zeNode;
 
 // One node as its user sees it.
@@ -30,8 +32,24 @@ struct ZANDREL_EXPORT zeLogicalNode {
 
 // The user's model of a knowledge container, beside the physical tree that classification walks.
 // A zeManager makes it and holds it by a counted pointer.
+//
+// Every edit is verified in full first; one that is refused changes nothing. It is then carried out
+// on three sides: here, in the physical tree, and in the classifier that decides the node. That is
+// the classifier of the node's real parent, the nearest node above it that has one: what stands
+// between them is nested for the user's eye alone.
+//
+// Errors: qtX<zeLogicalTree> with the codes and texts of docs/errors.md. An edit that fails inside
+// a classifier, after it was verified, leaves all sides as they stand. The assertions "clafer",
+// "loc >= 0", "sw" and "from && to" mark states that a sound tree excludes.
+// Threads: one at a time, and no classification meanwhile.
 class ZANDREL_EXPORT zeLogicalTree {
 public:
+    // What `VerifyChange` returns: bits of the kinds of change.
+    static constexpr int kPhysicalChange = 1;   // work on the classifiers, or another name
+    static constexpr int kAttributeChange = 2;  // category, attributes, threshold, notes
+    // What `VerifyMove` returns for a move between two places under one statistical classifier.
+    static constexpr int kMoveOfLinks = 4;
+
     // BORROWS: `owner`, which must outlive this.
     explicit zeLogicalTree(zeManager* owner);
     zeLogicalTree(const zeLogicalTree&) = delete;
@@ -40,11 +58,140 @@ public:
     // Forgets all nodes and starts ids anew. The physical side is not touched.
     void Clear();
 
+    // Lookups.
+
+    // The node of an id; one with id 0 if there is none.  VALID UNTIL: the node is deleted.
+    const zeLogicalNode& GetNode(unsigned int id) const;
+    // The same, or null. What is changed through it is changed on no other side.
+    zeLogicalNode* GetNodePtr(unsigned int id);
+    // The node that mirrors a physical node; one with id 0 if there is none.
+    const zeLogicalNode& FindCategory(zeNode* physical_node) const;
+    // The position among the parent's children of the one that mirrors a physical node; -1 if there
+    // is none.  COST: linear in the children.
+    int FindChild(const zeLogicalNode& parent, zeNode* physical_node) const;
+    // The classifier of the nearest node that has one, from `id` itself upwards.
+    // RAISES: the assertion "clafer" if there is none.
+    zeClassifier* GetRealParent(unsigned int id) const;
+    // Appends the categories that would fall to the node if it were a classifier: its children, and
+    // theirs where a child has no classifier.
+    void GatherSons(const zeLogicalNode* node, std::vector<zeLogicalNode*>& gathered) const;
+    // Appends the node and, if it has no classifier, the same of each child: what moves along with
+    // it in the classifier above.
+    void GatherFatherAndSons(const zeLogicalNode* node,
+                             std::vector<zeLogicalNode*>& gathered) const;
+    // Whether adding this node makes a classifier of the leaf that is its parent.
+    bool WillChangeParentToClassifier(const zeLogicalNode& node) const;
+
+    // Edits.
+
+    // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
+    // with `physical_node`.
+    unsigned int AddLogicalNode(zeLogicalNode& node);
+    // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
+    // what the categories brought to its table of all concepts.
+    // COST: linear in the concepts of the classifier above, which selects its features anew.
+    void DelLogicalNode(unsigned int id, bool remove_concepts);
+    // Moves a node, with all below it, under another parent.
+    // COST: constant within one statistical classifier; otherwise as deleting and adding.
+    void MoveLogicalNode(unsigned int id, unsigned int new_parent);
+    // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
+    // of `node`.
+    void ChangeLogicalNode(const zeLogicalNode& node);
+    // Replaces the root's classifier by one of the other kind, while the root has no children.
+    void ChangeRootType(int type);
+
+    // Mirrors of what has happened on the physical side.
+
+    // Adds the node that mirrors a physical node, under the node of `classifier`, which may be
+    // null. Nothing happens to a node that is mirrored already.
+    void KCE_Add(zeNode* const& node, const zeClassifier* classifier);
+    // Deletes a node alone, with its physical node. Its children go to the parent's children; their
+    // own `parent` still names the deleted id. Nothing happens to an unknown node or the root.
+    void KCE_Delete(zeNode* const& node);
+    // Takes over the physical node's attributes.
+    void KCE_ChangeAttr(zeNode*& node);
+    // Stores a rule. No classifier is touched.
+    void KCE_ChangeRule(zeNode* const& node, const qtString& rule);
+
+    // What each edit verifies. Nothing changes; a broken rule raises, in the order in which the
+    // rules stand, so that of several the same one is told every time.
+
+    void VerifyAdd(const zeLogicalNode& node) const;
+    // Bits of the kinds of change; 0 if nothing differs.
+    int VerifyChange(const zeLogicalNode& node) const;
+    // kMoveOfLinks or 0.
+    int VerifyMove(unsigned int id, unsigned int new_parent);
+    // That no son has the name of a category that `target` has.
+    void VerifyMoveSons(zeStat_matcher* target, std::vector<zeLogicalNode*>& sons) const;
+    // `parent`: of the node that would have the rule.
+    void VerifyRule(const zeLogicalNode& parent, const qtString& rule) const;
+    void VerifyNodeName(const zeLogicalNode& node) const;
+    // With `check_used`, that no category of the real parent has this name.
+    // COST: linear in the categories of that classifier.
+    void VerifyCategoryName(const zeLogicalNode& node, bool check_used) const;
+    // That two classifiers can be in memory at once.
+    void VerifyCacheSize() const;
+    // Whether at most one leaf, or none, has the category. No edit asks.
+    bool VerifyUniqueLeafCategory(const Concept& category) const;
+    bool VerifyUnusedLeafCategory(const Concept& category) const;
+
+    // Paths: names from the root down, joined by "/". In a name, "/" and "\" have a "\" before
+    // them.
+
+    // Replaces `parts` by the names of a path. Empty ones are dropped.
+    static void BreakPath(const qtString& path, std::vector<qtString>& parts);
+    // The node of a path; one with id 0 if there is none.  COST: linear in the children on the way.
+    const zeLogicalNode& FindNodeByPath(const qtString& path) const;
+    // The same for the first `count` parts. A count above their number finds nothing.
+    const zeLogicalNode& FindNodeByPath(const std::vector<qtString>& parts, int count) const;
+    // Replaces `path` by that of a node; by the empty text for an unknown id.
+    void GetNodePath(unsigned int id, qtString& path) const;
+
+    // Steps of the edits.
+
+    // Gives a node without a name that of its category, where the two may not differ.
+    void FixNodeName(zeLogicalNode& node) const;
+    // Makes a leaf with a parent of a classifier node that has lost its last child.
+    void ChangeNodeToLeaf(const zeLogicalNode& node);
+    // Makes a rule node of a leaf that gets a child with a rule, and a statistical node of a leaf
+    // with a rule that gets one without.
+    void ChangeParentToClassifier(const zeLogicalNode& parent, const zeLogicalNode& child);
+    // Takes a node out of its parent's children. The last child moves into its place.
+    void RemoveFromParent(const zeLogicalNode& node);
+    // Takes a node out of the classifier that decides it, and leaves the trees.
+    void PhysicalDelete(const zeLogicalNode& node, bool remove_concepts);
+    // Deletes a node with all below it in both trees; with `remove` it leaves its parent's
+    // children.
+    void RecursiveNodeDelete(zeLogicalNode& node, bool remove);
+    // Moves categories, with nothing learned, from one statistical classifier to another.
+    void MoveSons(zeStat_matcher* from, zeStat_matcher* to,
+                  const std::vector<zeLogicalNode*>& sons);
+    void AddFinder(const zeLogicalNode& node);
+    void DelFinder(const zeLogicalNode& node);
+
     hash_map<unsigned int, zeLogicalNode> nodes;             // by id
     hash_map<zeNode*, unsigned int, zePointer_hash> finder;  // id of the node that mirrors it
     zeLogicalNode not_found_node;                            // answers for a missing id
     unsigned int next_id = 0;                                // the last id given
     zeManager* manager;
+
+private:
+    zeLogicalNode* Find(unsigned int id) const;
+    const zeLogicalNode* NearestClassifierNode(unsigned int id) const;
+    const zeLogicalNode* FindChildByName(const zeLogicalNode& parent, const Concept& name) const;
+
+    void ChangeClassifier(zeLogicalNode& node, unsigned char type);
+    void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);
+    void ChangeRule(zeLogicalNode& node, const qtString& rule);
+    void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
+    void DeleteClassifiersBelow(const zeLogicalNode& node);
+    void DeleteOneNode(zeLogicalNode& node);
+    void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
+
+    void VerifyAddAtTop(const zeLogicalNode& node) const;
+    void VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const;
+    void VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const;
+    void VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const;
 };
 
 #endif  // ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_

@@ -70,7 +70,9 @@ public:
     // zePhysicalTree::delete_classifier.
     void DelClassifier(zeNode* node);
 
-    // Starts a new container with a statistical root of that name.
+    // Starts a new container with a statistical root of that name, which is not scored.
+    // RAISES: what zeLogicalTree::AddLogicalNode raises: qtX<zeLogicalTree> 4 "More than one node
+    // under root" if the manager is not empty, 11 "Missing category name" for the empty name.
     qtPtrLight<zeWorkflow> InitWorkflow(Concept& name);
     // A new workflow on this manager.
     // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" without a root.

@@ -4,7 +4,10 @@
 #include <string>
 
 #include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
@@ -52,4 +55,14 @@ zeClassifier* zeManager::make_classifier(zeNode* node, unsigned int type) {
 
 void zeManager::DelClassifier(zeNode* node) {
     m_physical_tree->delete_classifier(node);
+}
+
+qtPtrLight<zeWorkflow> zeManager::InitWorkflow(Concept& name) {
+    zeLogicalNode root;
+    root.type = ZE_STAT;
+    root.attributes = zeNode::NoScore;
+    root.category = name;
+    root.name = name;
+    m_logical_tree->AddLogicalNode(root);
+    return GetWorkflow();
 }

@@ -1,0 +1,310 @@
+// The edits of zeLogicalTree, on its three sides: the nodes here, the physical tree, and the
+// classifiers.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <algorithm>
+
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+
+namespace {
+
+constexpr unsigned int kRootId = 1;
+
+[[noreturn]] void refuse(int code, const qtString& text) {
+    throw qtX<zeLogicalTree>(code, text);
+}
+
+unsigned char with_no_score(unsigned char attributes) {
+    return static_cast<unsigned char>(attributes | zeNode::NoScore);
+}
+
+unsigned char without_no_score(unsigned char attributes) {
+    return static_cast<unsigned char>(attributes & ~zeNode::NoScore);
+}
+
+}  // namespace
+
+void zeLogicalTree::FixNodeName(zeLogicalNode& node) const {
+    if (!manager->m_compat55 && node.name == Concept()) {
+        node.name = node.category;
+    }
+}
+
+unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
+    FixNodeName(node);
+    VerifyAdd(node);
+    if (node.parent != 0 && GetNode(node.parent).type == ZE_LEAF) {
+        ChangeParentToClassifier(GetNode(node.parent), node);
+    }
+    node.physical_node = manager->m_physical_tree->MakeNode(node.category, node.type,
+                                                            node.attributes, node.threshold);
+    if (node.parent == 0) {
+        next_id = 0;
+        manager->m_root = node.physical_node;
+    } else {
+        AddToClassifier(*GetRealParent(node.parent), node);
+    }
+    node.id = ++next_id;
+    // A new node has no children, whatever the caller's copy comes from.
+    zeLogicalNode& added = nodes[node.id] = node;
+    added.children.clear();
+    if (zeLogicalNode* const parent = Find(node.parent)) {
+        parent->children.push_back(node.id);
+    }
+    AddFinder(added);
+    manager->m_modified = true;
+    return node.id;
+}
+
+void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
+    if (classifier.GetType() == ZE_RULE) {
+        dynamic_cast<zeSwitcher&>(classifier).add_rule(node.physical_node, node.rule);
+    } else {
+        dynamic_cast<zeStat_matcher&>(classifier).add_cat(node.physical_node);
+    }
+}
+
+void zeLogicalTree::ChangeParentToClassifier(const zeLogicalNode& parent,
+                                             const zeLogicalNode& child) {
+    if (child.rule.empty() && parent.rule.empty()) {
+        return;  // The child becomes a further category of the classifier above.
+    }
+    zeLogicalNode changed = parent;
+    changed.type = child.rule.empty() ? ZE_STAT : ZE_RULE;
+    changed.attributes = with_no_score(changed.attributes);
+    ChangeLogicalNode(changed);
+}
+
+void zeLogicalTree::ChangeNodeToLeaf(const zeLogicalNode& node) {
+    if (node.parent == 0 || node.type == ZE_LEAF || !node.physical_node->m_children.empty()) {
+        return;
+    }
+    zeLogicalNode changed = node;
+    changed.type = ZE_LEAF;
+    changed.attributes = without_no_score(changed.attributes);
+    ChangeLogicalNode(changed);
+}
+
+void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
+    if (VerifyChange(wanted) == 0) {
+        return;
+    }
+    zeLogicalNode& node = *Find(wanted.id);
+    if (wanted.type != node.type) {
+        ChangeClassifier(node, wanted.type);
+    }
+    ChangeFields(node, wanted);
+    if (!node.rule.empty() && wanted.rule != node.rule) {
+        ChangeRule(node, wanted.rule);
+    }
+    manager->m_modified = true;
+}
+
+void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
+    std::vector<zeLogicalNode*> sons;
+    if (node.type == ZE_STAT) {
+        GatherSons(&node, sons);
+        if (!sons.empty()) {
+            auto* const from = dynamic_cast<zeStat_matcher*>(GetRealParent(node.id));
+            MoveSons(from, dynamic_cast<zeStat_matcher*>(GetRealParent(node.parent)), sons);
+        }
+        manager->DelClassifier(node.physical_node);
+    } else if (type == ZE_STAT) {
+        zeClassifier* const made = manager->AddClassifier(node.physical_node, ZE_STAT);
+        GatherSons(&node, sons);
+        if (!sons.empty()) {
+            MoveSons(dynamic_cast<zeStat_matcher*>(GetRealParent(node.parent)),
+                     dynamic_cast<zeStat_matcher*>(made), sons);
+        }
+    } else if (node.type == ZE_RULE) {
+        manager->DelClassifier(node.physical_node);
+    } else {
+        manager->AddClassifier(node.physical_node, ZE_RULE);
+    }
+    node.type = type;
+}
+
+void zeLogicalTree::ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted) {
+    if (manager->m_compat55) {
+        node.name = wanted.name;
+    }
+    if (wanted.category != node.category) {
+        manager->m_physical_tree->SetName(node.physical_node, wanted.category);
+        node.category = wanted.category;
+        if (!manager->m_compat55) {
+            node.name = wanted.category;
+        }
+    }
+    // Written in any case: a change of type has set or cleared NoScore on the physical side.
+    node.physical_node->m_flags = wanted.attributes;
+    node.attributes = wanted.attributes;
+    node.physical_node->m_threshold = wanted.threshold;
+    node.threshold = wanted.threshold;
+    node.note2 = wanted.note2;
+    node.note1 = wanted.note1;
+}
+
+void zeLogicalTree::ChangeRule(zeLogicalNode& node, const qtString& rule) {
+    node.rule = rule;
+    auto* const sw = dynamic_cast<zeSwitcher*>(GetRealParent(node.parent));
+    ZANDREL_ASSERT(sw != nullptr, "sw");
+    sw->change_rule(node.physical_node, rule);
+}
+
+void zeLogicalTree::ChangeRootType(int type) {
+    zeLogicalNode* const root = Find(kRootId);
+    if (root == nullptr || root->type == type) {
+        return;
+    }
+    if (type != ZE_RULE && type != ZE_STAT) {
+        refuse(16, "Invalid new root type");
+    }
+    if (!root->children.empty()) {
+        refuse(16, "Cannot change root type");
+    }
+    manager->DelClassifier(root->physical_node);
+    manager->AddClassifier(root->physical_node, static_cast<unsigned int>(type));
+    root->type = static_cast<unsigned char>(type);
+    root->physical_node->m_flags = root->attributes;
+    manager->m_modified = true;
+}
+
+void zeLogicalTree::MoveSons(zeStat_matcher* from, zeStat_matcher* to,
+                             const std::vector<zeLogicalNode*>& sons) {
+    if (sons.empty()) {
+        return;
+    }
+    ZANDREL_ASSERT(from != nullptr && to != nullptr, "from && to");
+    for (zeLogicalNode* const son : sons) {
+        from->delete_cat(son->physical_node, false, true);
+        to->add_cat(son->physical_node);
+    }
+    from->feed(*from->m_storage, true);
+}
+
+void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concepts) {
+    if (node.parent == 0) {
+        refuse(12, "Cannot delete top node");
+    }
+    zeClassifier* const above = GetRealParent(node.parent);
+    if (auto* const switcher = dynamic_cast<zeSwitcher*>(above)) {
+        switcher->m_dirty = true;
+        if (switcher->m_node != nullptr) {
+            switcher->m_node->remove_child(node.physical_node);
+        }
+        if (node.physical_node == switcher->m_default) {
+            switcher->m_default = nullptr;
+        } else {
+            switcher->m_rules.erase(node.physical_node);
+        }
+    } else if (auto* const matcher = dynamic_cast<zeStat_matcher*>(above)) {
+        std::vector<zeLogicalNode*> gathered;
+        GatherFatherAndSons(&node, gathered);
+        for (zeLogicalNode* const each : gathered) {
+            matcher->delete_cat(each->physical_node, false, remove_concepts);
+        }
+        matcher->feed(*matcher->m_storage, true);
+    }
+}
+
+void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
+    if (node.parent == 0) {
+        return;
+    }
+    const int loc = FindChild(GetNode(node.parent), node.physical_node);
+    ZANDREL_ASSERT(loc >= 0, "loc >= 0");
+    std::vector<unsigned int>& siblings = Find(node.parent)->children;
+    siblings[static_cast<std::size_t>(loc)] = siblings.back();
+    siblings.pop_back();
+}
+
+// Children go before their parent, in their order. A tree can be deep, so nothing recurs.
+void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
+    if (remove) {
+        RemoveFromParent(node);
+    }
+    std::vector<zeLogicalNode*> parents_first;
+    std::vector<zeLogicalNode*> waiting = {&node};
+    while (!waiting.empty()) {
+        zeLogicalNode* const next = waiting.back();
+        waiting.pop_back();
+        parents_first.push_back(next);
+        for (const unsigned int child : next->children) {
+            if (zeLogicalNode* const found = Find(child)) {
+                waiting.push_back(found);
+            }
+        }
+    }
+    std::for_each(parents_first.rbegin(), parents_first.rend(),
+                  [this](zeLogicalNode* each) { DeleteOneNode(*each); });
+}
+
+void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
+    DelFinder(node);
+    manager->m_physical_tree->DeleteCat(node.physical_node);
+    nodes.erase(node.id);
+}
+
+void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
+    zeLogicalNode* const node = Find(id);
+    if (node == nullptr || node->parent == 0) {
+        refuse(12, "Cannot delete top node");
+    }
+    DeleteClassifiersBelow(*node);
+    const unsigned int parent = node->parent;
+    PhysicalDelete(*node, remove_concepts);
+    RecursiveNodeDelete(*node, true);
+    ChangeNodeToLeaf(GetNode(parent));
+    manager->m_modified = true;
+}
+
+// What stands below a leaf hangs physically beside it, in the classifier above: so the walk begins
+// at each of these nodes.
+void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
+    hash_set<zeNode*, zePointer_hash> classifiers(kInitialBuckets);
+    std::vector<zeLogicalNode*> gathered;
+    GatherFatherAndSons(&node, gathered);
+    for (const zeLogicalNode* const each : gathered) {
+        each->physical_node->get_subtree_classifiers(classifiers);
+    }
+    classifiers.insert(node.physical_node);
+    for (zeNode* const each : classifiers) {
+        manager->DelClassifier(each);
+    }
+}
+
+void zeLogicalTree::MoveLogicalNode(unsigned int id, unsigned int new_parent) {
+    const int kind = VerifyMove(id, new_parent);
+    zeLogicalNode& node = *Find(id);
+    zeLogicalNode& target = *Find(new_parent);
+    if (kind == kMoveOfLinks) {
+        Relink(node, target);
+        manager->m_modified = true;
+        return;
+    }
+    if (target.type == ZE_LEAF) {
+        ChangeParentToClassifier(target, node);
+    }
+    zeClassifier& classifier = *GetRealParent(new_parent);
+    std::vector<zeLogicalNode*> gathered;
+    GatherFatherAndSons(&node, gathered);
+    PhysicalDelete(node, true);
+    for (zeLogicalNode* const each : gathered) {
+        AddToClassifier(classifier, *each);
+    }
+    const unsigned int old_parent = node.parent;
+    Relink(node, target);
+    ChangeNodeToLeaf(GetNode(old_parent));
+    manager->m_modified = true;
+}
+
+void zeLogicalTree::Relink(zeLogicalNode& node, zeLogicalNode& new_parent) {
+    RemoveFromParent(node);
+    new_parent.children.push_back(node.id);
+    node.parent = new_parent.id;
+}

@@ -1,0 +1,65 @@
+// The side of zeLogicalTree that follows the physical tree: what has changed there is mirrored
+// here.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+void zeLogicalTree::KCE_Add(zeNode* const& node, const zeClassifier* classifier) {
+    if (finder.count(node) != 0) {
+        return;
+    }
+    zeLogicalNode& added = nodes[++next_id];
+    added.id = next_id;
+    added.physical_node = node;
+    added.type = node->m_classifier_type;
+    added.attributes = node->m_flags;
+    added.threshold = node->m_threshold;
+    added.category = node->m_concept;
+    added.name = node->m_concept;
+    zeLogicalNode* const parent =
+        classifier == nullptr ? nullptr : Find(FindCategory(classifier->m_node).id);
+    if (parent != nullptr) {
+        added.parent = parent->id;
+        parent->children.push_back(added.id);
+        if (parent->type == ZE_RULE) {
+            const auto* const sw = dynamic_cast<zeSwitcher*>(
+                manager->m_physical_tree->get_classifier(parent->physical_node));
+            ZANDREL_ASSERT(sw != nullptr, "sw");
+            added.rule = sw->get_rule(node);
+        }
+    }
+    AddFinder(added);
+    manager->m_modified = true;
+}
+
+void zeLogicalTree::KCE_Delete(zeNode* const& node) {
+    zeLogicalNode* const deleted = Find(FindCategory(node).id);
+    if (deleted == nullptr || node == manager->m_root) {
+        return;
+    }
+    if (zeLogicalNode* const parent = Find(deleted->parent)) {
+        parent->children.insert(parent->children.end(), deleted->children.begin(),
+                                deleted->children.end());
+    }
+    deleted->children.clear();
+    RecursiveNodeDelete(*deleted, true);
+    manager->m_modified = true;
+}
+
+void zeLogicalTree::KCE_ChangeAttr(zeNode*& node) {
+    if (zeLogicalNode* const changed = Find(FindCategory(node).id)) {
+        changed->attributes = node->m_flags;
+        manager->m_modified = true;
+    }
+}
+
+void zeLogicalTree::KCE_ChangeRule(zeNode* const& node, const qtString& rule) {
+    if (zeLogicalNode* const changed = Find(FindCategory(node).id)) {
+        changed->rule = rule;
+        manager->m_modified = true;
+    }
+}

@@ -1,0 +1,99 @@
+// Questions across the nodes of zeLogicalTree: paths.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+constexpr char kSeparator = '/';
+constexpr char kEscape = '\\';
+constexpr unsigned int kRootId = 1;
+
+bool needs_escape(char byte) {
+    return byte == kSeparator || byte == kEscape;
+}
+
+void append_escaped(qtString& path, std::string_view name) {
+    for (const char byte : name) {
+        if (needs_escape(byte)) {
+            path += kEscape;
+        }
+        path += byte;
+    }
+}
+
+void move_part(qtString& part, std::vector<qtString>& parts) {
+    if (!part.empty()) {
+        parts.push_back(part);
+        part.clear();
+    }
+}
+
+}  // namespace
+
+void zeLogicalTree::BreakPath(const qtString& path, std::vector<qtString>& parts) {
+    const qtString whole = path;  // may be one of the parts
+    const std::string_view text = whole.view();
+    parts.clear();
+    qtString part;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool is_escape =
+            text[i] == kEscape && i + 1 < text.size() && needs_escape(text[i + 1]);
+        if (is_escape) {
+            part += text[++i];
+        } else if (text[i] == kSeparator) {
+            move_part(part, parts);
+        } else {
+            part += text[i];
+        }
+    }
+    move_part(part, parts);
+}
+
+const zeLogicalNode& zeLogicalTree::FindNodeByPath(const qtString& path) const {
+    std::vector<qtString> parts;
+    BreakPath(path, parts);
+    return FindNodeByPath(parts, static_cast<int>(parts.size()));
+}
+
+const zeLogicalNode& zeLogicalTree::FindNodeByPath(const std::vector<qtString>& parts,
+                                                   int count) const {
+    const zeLogicalNode* node = Find(kRootId);
+    if (node == nullptr || parts.empty() || count > static_cast<int>(parts.size()) ||
+        node->name.view() != parts.front().view()) {
+        return not_found_node;
+    }
+    for (int i = 1; i < count && node != nullptr; ++i) {
+        node = FindChildByName(*node, Concept::insert(parts[static_cast<std::size_t>(i)]));
+    }
+    return node == nullptr ? not_found_node : *node;
+}
+
+const zeLogicalNode* zeLogicalTree::FindChildByName(const zeLogicalNode& parent,
+                                                    const Concept& name) const {
+    for (const unsigned int id : parent.children) {
+        const zeLogicalNode* const child = Find(id);
+        if (child != nullptr && child->name == name) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {
+    std::vector<Concept> names;  // from the node up
+    const zeLogicalNode* node = &GetNode(id);
+    names.push_back(node->name);
+    while (node->parent != 0) {
+        node = &GetNode(node->parent);
+        names.push_back(node->name);
+    }
+    path.clear();
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        if (name != names.rbegin()) {
+            path += kSeparator;
+        }
+        append_escaped(path, name->view());
+    }
+}

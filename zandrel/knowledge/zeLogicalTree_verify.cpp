@@ -1,0 +1,274 @@
+// The rules of editing zeLogicalTree. Their order is part of the interface: it decides which one is
+// told when several are broken at once.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <algorithm>
+
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+
+namespace {
+
+constexpr const char* kDefaultRule = "default";
+
+using Arguments = std::vector<qtString>;
+
+[[noreturn]] void refuse(int code, const qtString& text, const Arguments& arguments = {}) {
+    throw qtX<zeLogicalTree>(code, text, arguments);
+}
+
+bool is_principal(unsigned int type) {
+    return type == ZE_RULE || type == ZE_STAT;
+}
+
+bool has_physical_children(const zeLogicalNode& node) {
+    return !node.physical_node->m_children.empty();
+}
+
+bool has_category(zeClassifier& classifier, const Concept& category) {
+    std::vector<zeNode*> used;
+    classifier.get_all_categories(used);
+    return std::any_of(used.begin(), used.end(), [&category](const zeNode* node) {
+        return node != nullptr && node->m_concept == category;
+    });
+}
+
+// "default" is no expression: compiling it would fail.
+void verify_syntax(const qtString& rule) {
+    try {
+        const Rule_checker compiled(rule);
+    } catch (...) {
+        refuse(18, "Syntax error in rule: " + rule, {rule});
+    }
+}
+
+}  // namespace
+
+void zeLogicalTree::VerifyNodeName(const zeLogicalNode& node) const {
+    if (!manager->m_compat55) {
+        if (node.name != node.category && node.name != Concept()) {
+            refuse(8, "Avoid node names except in 55 compatibility mode", {node.name.text()});
+        }
+        return;
+    }
+    if (node.name == Concept()) {
+        refuse(0, "Missing node name");
+    }
+    if (node.parent != 0 && FindChildByName(GetNode(node.parent), node.name) != nullptr) {
+        refuse(10, node.name.text() + " : Node name already in use by a sibling node",
+               {node.name.text()});
+    }
+}
+
+void zeLogicalTree::VerifyCategoryName(const zeLogicalNode& node, bool check_used) const {
+    if (node.category == Concept()) {
+        refuse(11, "Missing category name");
+    }
+    if (check_used && node.parent != 0 &&
+        has_category(*GetRealParent(node.parent), node.category)) {
+        refuse(2,
+               node.category.text() +
+                   " : Category name already in use under the current Principal node",
+               {node.category.text()});
+    }
+}
+
+void zeLogicalTree::VerifyRule(const zeLogicalNode& parent, const qtString& rule) const {
+    if (rule != kDefaultRule) {
+        verify_syntax(rule);
+        return;
+    }
+    if (parent.id == 0 || parent.type != ZE_RULE) {
+        return;
+    }
+    const auto* const sw = dynamic_cast<zeSwitcher*>(GetRealParent(parent.id));
+    ZANDREL_ASSERT(sw != nullptr, "sw");
+    if (sw->m_default != nullptr) {
+        refuse(17, "OTHERWISE rule already exists in a sibling of the given node");
+    }
+}
+
+void zeLogicalTree::VerifyCacheSize() const {
+    if (manager->ReadOnDemand() == 1) {
+        refuse(3, "KB can't be modified until cache size is increased from 1 to 2");
+    }
+}
+
+void zeLogicalTree::VerifyAdd(const zeLogicalNode& node) const {
+    VerifyNodeName(node);
+    // A parent that is about to become a classifier has no other category yet.
+    VerifyCategoryName(node, !WillChangeParentToClassifier(node));
+    const zeLogicalNode& parent = GetNode(node.parent);
+    if (parent.id == 0) {
+        VerifyAddAtTop(node);
+    } else {
+        VerifyAddBelow(parent, node);
+    }
+}
+
+void zeLogicalTree::VerifyAddAtTop(const zeLogicalNode& node) const {
+    if (!nodes.empty()) {
+        refuse(4, "More than one node under root");
+    }
+    if (!is_principal(node.type)) {
+        refuse(5, "Non-Principal node under root");
+    }
+    if (!node.rule.empty()) {
+        refuse(6, "No rule allowed in root node");
+    }
+}
+
+// Only the direct parent counts: children of a rule node have rules, those of a statistical node
+// have none, and a leaf takes a child with a rule as its first one alone.
+void zeLogicalTree::VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const {
+    const bool has_rule = !node.rule.empty();
+    const bool takes_rule =
+        parent.type == ZE_RULE || (parent.type == ZE_LEAF && parent.children.empty());
+    if (has_rule ? !takes_rule : parent.type == ZE_RULE) {
+        refuse(7, "Mixing rules and statistics on the same level");
+    }
+    if (has_rule) {
+        VerifyRule(parent, node.rule);
+    }
+}
+
+void zeLogicalTree::VerifyMoveSons(zeStat_matcher* target,
+                                   std::vector<zeLogicalNode*>& sons) const {
+    if (sons.empty()) {
+        return;
+    }
+    VerifyCacheSize();
+    std::vector<zeNode*> used;
+    target->get_all_categories(used);
+    hash_set<Concept, ConceptHash> names;
+    for (const zeNode* const node : used) {
+        if (node != nullptr) {
+            names.insert(node->m_concept);
+        }
+    }
+    for (const zeLogicalNode* const son : sons) {
+        if (names.count(son->category) != 0) {
+            refuse(2, "Cannot merge classifiers: duplicate category: " + son->category.text(),
+                   {son->category.text()});
+        }
+    }
+}
+
+void zeLogicalTree::VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const {
+    for (const zeLogicalNode* above = &target; above != nullptr; above = Find(above->parent)) {
+        if (above == &node) {
+            refuse(19, "Cannot move the node down");
+        }
+    }
+}
+
+int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) {
+    const zeLogicalNode* const node = GetNodePtr(id);
+    const zeLogicalNode* const target = GetNodePtr(new_parent);
+    if (id == new_parent || node == nullptr || target == nullptr || node->parent == 0 ||
+        node->parent == new_parent) {
+        refuse(19, "Invalid move");
+    }
+    VerifyNotBelow(*target, *node);
+    zeLogicalNode moved = *node;
+    moved.parent = new_parent;
+    VerifyNodeName(moved);
+    const zeLogicalNode* const from = NearestClassifierNode(node->parent);
+    const zeLogicalNode* const to = NearestClassifierNode(new_parent);
+    if (from == to && to != nullptr && to->type == ZE_STAT) {
+        return kMoveOfLinks;
+    }
+    VerifyCacheSize();
+    VerifyCategoryName(moved, !WillChangeParentToClassifier(moved));
+    if (target->type == ZE_LEAF && target->children.empty()) {
+        return 0;
+    }
+    const bool has_rule = !node->rule.empty();
+    auto* const matcher = dynamic_cast<zeStat_matcher*>(GetRealParent(new_parent));
+    if (matcher != nullptr && node->type == ZE_LEAF && !has_rule) {
+        std::vector<zeLogicalNode*> sons;
+        GatherSons(node, sons);
+        VerifyMoveSons(matcher, sons);
+    }
+    if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
+        refuse(7, "Mixing rules and statistics on the same level");
+    }
+    return 0;
+}
+
+int zeLogicalTree::VerifyChange(const zeLogicalNode& node) const {
+    const zeLogicalNode* const old = Find(node.id);
+    if (old == nullptr) {
+        refuse(14, "Cannot change node: invalid node id");
+    }
+    if (node.parent != old->parent) {
+        refuse(13, "Cannot change parent");
+    }
+    if (node.physical_node != old->physical_node) {
+        refuse(14, "Cannot change category pointer");
+    }
+    int changes = 0;
+    if (node.name != old->name) {
+        VerifyNodeName(node);
+        changes |= kPhysicalChange;
+    }
+    if (node.category != old->category) {
+        VerifyCategoryName(node, true);
+        changes |= kAttributeChange;
+    }
+    if (node.attributes != old->attributes || node.threshold != old->threshold ||
+        node.note2 != old->note2 || node.note1 != old->note1) {
+        changes |= kAttributeChange;
+    }
+    if (node.rule.empty() != old->rule.empty()) {
+        refuse(15, "Cannot switch node type");
+    }
+    if (node.rule != old->rule) {
+        VerifyRule(GetNode(old->parent), node.rule);
+        changes |= kPhysicalChange;
+    }
+    if (node.type != old->type) {
+        VerifyTypeChange(*old, node.type);
+        changes |= kPhysicalChange;
+    }
+    return changes;
+}
+
+void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const {
+    if (from.type != ZE_LEAF && type != ZE_LEAF) {
+        refuse(15, "Cannot switch node type");
+    }
+    if (from.parent == 0) {
+        refuse(16, "Cannot change root node type");
+    }
+    if (!has_physical_children(from)) {
+        return;
+    }
+    if (from.type == ZE_STAT) {
+        // The children can only go up into a statistical classifier.
+        auto* const above = dynamic_cast<zeStat_matcher*>(GetRealParent(from.parent));
+        if (above == nullptr) {
+            refuse(15, "Cannot switch node type");
+        }
+        std::vector<zeLogicalNode*> sons;
+        GatherSons(&from, sons);
+        VerifyMoveSons(above, sons);
+    } else if (type == ZE_STAT) {
+        VerifyCacheSize();
+    } else if (from.type == ZE_RULE) {
+        refuse(15, "Cannot change the type of a rule node with children");
+    }
+}
+
+bool zeLogicalTree::VerifyUniqueLeafCategory(const Concept& category) const {
+    return manager->m_physical_tree->GetLeafNodes(category).size() < 2;
+}
+
+bool zeLogicalTree::VerifyUnusedLeafCategory(const Concept& category) const {
+    return manager->m_physical_tree->GetLeafNodes(category).empty();
+}
