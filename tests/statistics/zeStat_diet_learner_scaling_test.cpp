@@ -248,6 +248,15 @@ TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNotAboveZeroIsReplacedByTheAve
     EXPECT_THAT(Limits({-1, 3}), ElementsAre(0.0, 3.0));
 }
 
+// The mean of -1 and 2 is 0.5, so the damping of -1 goes beyond all range, and no number is left of
+// the arithmetic average.
+TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNoNumberIsReplacedByTheAverageLimit) {
+    m_storage.m_average_Rlimit = 8.0;
+    m_storage.m_weaken_small_cats_factor = 1e308;
+
+    EXPECT_THAT(Limits({-1, 2}), ElementsAre(0.0, 2.0));
+}
+
 TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAGeometricAverage) {
     m_storage.m_average_Rlimit = 0.0;
     AddSizes({-1, 3});
@@ -255,8 +264,7 @@ TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAGeometricAverage) {
     EXPECT_ASSERTS(Prepare(true), "geom_average");
 }
 
-// The mean of -1 and 2 is 0.5, so the damping of -1 goes beyond all range, and no number is left of
-// the arithmetic average. The geometric one is that of 1, since -1 to an infinite power is 1.
+// As above. The geometric average is that of 1, since -1 to an infinite power is 1.
 TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAnArithmeticAverage) {
     m_storage.m_average_Rlimit = 0.0;
     m_storage.m_weaken_small_cats_factor = 1e308;
@@ -283,6 +291,15 @@ TEST_F(zeStatDietLearnerScalingTest, JunkIsLimitedByTheAverageOfTheOthers) {
     EXPECT_EQ(m_storage.m_total_sml_weight, 128.0);
     EXPECT_EQ(m_storage.profile(0).m_msg_weight, 8.0);
     EXPECT_EQ(m_storage.profile(1).m_msg_weight, 24.0);
+}
+
+// As without the junk, the mean is 32 and the damped average 40.
+TEST_F(zeStatDietLearnerScalingTest, DampingMeasuresByTheMeanWithoutJunk) {
+    m_storage.m_average_Rlimit = 20.0;
+    m_storage.m_weaken_small_cats_factor = 0.5;
+    m_nodes[2].m_flags = zeNode::Junk;
+
+    EXPECT_THAT(Limits({48, 16, 640}), ElementsAre(24.0, 8.0, 320.0));
 }
 
 TEST_F(zeStatDietLearnerScalingTest, OtherFlagsMakeNoJunk) {

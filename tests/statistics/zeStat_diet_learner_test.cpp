@@ -421,6 +421,15 @@ protected:
         return trace.texts();
     }
 
+    // atan(100 pi) / pi + 0.5 is above 29 / 30, and its mirror image below 1 / 30. y scores a half.
+    void ExpectScoredByX() {
+        EXPECT_EQ(m_storage.profile(0).m_bins[29].m_relevant, 1.0);
+        EXPECT_EQ(m_storage.profile(0).m_bins[29].m_total, 1.0);
+        EXPECT_EQ(m_storage.profile(1).m_bins[0].m_relevant, 0.0);
+        EXPECT_EQ(m_storage.profile(1).m_bins[0].m_total, 1.0);
+        EXPECT_EQ(m_storage.profile(1).m_bins[15].m_relevant, 1.0);
+    }
+
     void ExpectHistograms(double total) {
         for (const auto& profile : m_storage.m_profiles) {
             double sum = 0.0;
@@ -487,23 +496,27 @@ TEST_F(zeStatDietLearnerLikelihoodTest, TemporaryMatchersTakeOverTheWeightsOfThe
                     "Secondary bulk 2 completed", "Learning completed"));
 }
 
+// x alone tells the messages of the first category.
 TEST_F(zeStatDietLearnerLikelihoodTest, LearnersMatcherIsUsedAsItStandsWithOneSlice) {
     m_storage.m_num_slices = 1;
     zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
     m_learner.m_matcher = &matcher;
-    // x alone tells the messages of the first category.
     matcher.m_table[term("x")] = {{100.0F, 0}, {-100.0F, 1}};
 
     const std::vector<std::string> texts = TracesOfLearning();
 
     EXPECT_THAT(texts, testing::Not(testing::Contains("Collecting data for matching table")));
-    // atan(100 pi) / pi + 0.5 is above 29 / 30, and its mirror image below 1 / 30.
-    EXPECT_EQ(m_storage.profile(0).m_bins[29].m_relevant, 1.0);
-    EXPECT_EQ(m_storage.profile(0).m_bins[29].m_total, 1.0);
-    EXPECT_EQ(m_storage.profile(1).m_bins[0].m_relevant, 0.0);
-    EXPECT_EQ(m_storage.profile(1).m_bins[0].m_total, 1.0);
-    // y is not in the table.
-    EXPECT_EQ(m_storage.profile(1).m_bins[15].m_relevant, 1.0);
+    ExpectScoredByX();
+}
+
+TEST_F(zeStatDietLearnerLikelihoodTest, MatcherThatLearnsScoresByItsOwnTable) {
+    m_storage.m_num_slices = 1;
+    zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
+    matcher.m_table[term("x")] = {{100.0F, 0}, {-100.0F, 1}};
+
+    matcher.learn(m_corpus.view, true);
+
+    ExpectScoredByX();
 }
 
 // Interruption.
