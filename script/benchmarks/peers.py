@@ -16,9 +16,9 @@ Each job reads the texts, trains, classifies the test file and writes results; o
 Seconds are CPU time, user and system, of whole processes, in which a peer stores its model after
 training and loads it before classifying. zandrel does both phases in one process, without a stored
 model: of it "train" is the process less the CPU time of classifying, and "classify" the process
-less that of training, so that each has the whole rest (start, reading both files, figures, exit).
-"whole" is train and classify together, as it was measured. It classifies for all labels, the peers
-for the best. Memory is the greatest resident set of a process. Runs are interleaved; figures are
+less that of training, so that each has the whole rest: start, reading both files, figures, a second
+scoring without likelihood tables, exit. "whole" is the process. It ranks all labels and writes
+figures, the peers write the best label of each text. Memory is the greatest resident set of a process. Runs are interleaved; figures are
 medians.
 """
 ROW = "{:<14} {:<16} {:>9} {:>9} {:>9} {:>9} {:>9} {:>5}"
