@@ -17,9 +17,9 @@ Seconds are CPU time, user and system, of whole processes, in which a peer store
 training and loads it before classifying. zandrel does both phases in one process, without a stored
 model: of it "train" is the process less the CPU time of classifying, and "classify" the process
 less that of training, so that each has the whole rest: start, reading both files, figures, a second
-scoring without likelihood tables, exit. "whole" is the process. It ranks all labels and writes
-figures, the peers write the best label of each text. Memory is the greatest resident set of a process. Runs are interleaved; figures are
-medians.
+scoring without likelihood tables, exit. "whole" is all processes of the job. zandrel ranks all
+labels and writes figures; the peers write the best label of each text. Memory is the greatest
+resident set of a process. Runs are interleaved; figures are medians.
 """
 ROW = "{:<14} {:<16} {:>9} {:>9} {:>9} {:>9} {:>9} {:>5}"
 RATIO_ROW = "{:<14} {:<16} {:<14} {:>7} {:>9} {:>7} {:>7} {:>9}"
