@@ -1,5 +1,5 @@
 """The table of accuracy of all corpora of a folder."""
-from .corpora import find_corpora
+from .corpora import check_texts, find_corpora
 from .failure import Failure, report
 from .program import build_program, evaluate
 
@@ -16,6 +16,7 @@ def print_accuracy(options):
     status = 0
     for corpus in corpora:
         try:
+            check_texts(corpus)
             for kind in options.analysis or KINDS:
                 print(row(corpus.name, kind, evaluate(corpus, kind)), flush=True)
         except Failure as failure:

@@ -52,6 +52,13 @@ def read_texts(path):
             yield labels.split(","), text
 
 
+def check_texts(corpus):
+    """RAISES: Failure if one of the files has no word: its figures would say nothing."""
+    for path in (corpus.train, corpus.test):
+        if not any(character.isalnum() for _, text in read_texts(path) for character in text):
+            raise Failure(f"{path}: no text with a word")
+
+
 def labels_of(path):
     """All labels of a file, in text order."""
     return sorted({label for labels, _ in read_texts(path) for label in labels})

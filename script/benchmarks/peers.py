@@ -4,7 +4,7 @@ import statistics
 import tempfile
 
 from .contestants import Outcome, check_installed, ours, peers
-from .corpora import find_corpora
+from .corpora import check_texts, find_corpora
 from .failure import Failure, report
 from .program import build_program
 
@@ -45,6 +45,7 @@ def compare_with_peers(options):
 
 def measure(corpus, runs):
     """Prints and returns the median outcome of each contestant, by name."""
+    check_texts(corpus)
     with tempfile.TemporaryDirectory(prefix="zandrel-bench-") as folder:
         contestants = ours() + [peer for peer in peers() if peer.can_take(corpus)]
         for contestant in contestants:

@@ -97,6 +97,19 @@ class ReadingTextsTest(FolderTest):
                 self.read(text)
 
 
+class CheckingTextsTest(FolderTest):
+    def test_refuses_files_without_a_word(self):
+        good = "a\t, one\nb\t\n"
+
+        corpora.check_texts(self.write_corpus("news", good, good))
+        for train, test, name in (("", good, "news.train.tsv"),
+                                  ("a\t\nb\t, -\n", good, "news.train.tsv"),
+                                  (good, "\n", "news.test.tsv")):
+            with self.subTest(train=train, test=test), self.assertRaisesRegex(
+                    Failure, f"{name}: no text with a word"):
+                corpora.check_texts(self.write_corpus("news", train, test))
+
+
 class ShareOfRightTest(FolderTest):
     def test_counts_texts_whose_prediction_is_one_of_their_labels(self):
         path = self.write("file", "a\tone\na,b\ttwo\nc\tthree\nd\tfour\n")
@@ -256,15 +269,16 @@ class RoundsTest(unittest.TestCase):
 
 
 class AccuracyTest(FolderTest):
-    def test_measures_the_others_if_one_corpus_is_bad(self):
-        self.write_corpus("bad", train="")
+    def test_measures_the_others_if_corpora_are_bad(self):
+        self.write_corpus("bad")
+        self.write_corpus("empty", train="")
         self.write_corpus("good")
         result = {"accuracy": 0.75, "micro_f1": 0.5, "ece_top": 0.125, "ece_pairs": 0.25,
                   "training": {"cpu_seconds": 1.5}, "test": {"cpu_seconds": 0.25}}
 
         def evaluate(corpus, _):
             if corpus.name == "bad":
-                raise Failure("bad.train.tsv: no data line")
+                raise Failure("bad.train.tsv: out of order")
             return result
 
         options = types.SimpleNamespace(data=self.folder, corpus=None, analysis=["words"])
@@ -275,7 +289,8 @@ class AccuracyTest(FolderTest):
             status = accuracy.print_accuracy(options)
 
         self.assertEqual(status, 1)
-        self.assertIn("bad.train.tsv: no data line", self.messages.getvalue())
+        self.assertIn("bad.train.tsv: out of order", self.messages.getvalue())
+        self.assertIn("empty.train.tsv: no text with a word", self.messages.getvalue())
         self.assertEqual(table.getvalue().splitlines()[-1].split(),
                          ["good", "words", "75.00", "50.00", "0.1250", "0.2500", "0.2500", "1.50",
                           "0.25"])
