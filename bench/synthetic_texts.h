@@ -3,6 +3,7 @@
 #ifndef ZANDREL_BENCH_SYNTHETIC_TEXTS_H_
 #define ZANDREL_BENCH_SYNTHETIC_TEXTS_H_
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <random>
@@ -26,17 +27,19 @@ public:
         }
     }
 
-    qtPtrLight<zeMsg> make(std::size_t label, std::size_t length) {
-        zeSml_feeder feeder;
+    // The words of a text, in their order.
+    std::vector<Concept> draw(std::size_t label, std::size_t length) {
+        std::vector<Concept> words;
         const std::size_t offset = label * (m_vocabulary / m_labels);
         for (std::size_t i = 0; i < length; ++i) {
             const std::size_t rank = zipf_rank();
-            feeder.add_concept(m_words[i % 2 == 0 ? rank : (rank + offset) % m_vocabulary], 1.0);
+            words.push_back(m_words[i % 2 == 0 ? rank : (rank + offset) % m_vocabulary]);
         }
-        qtPtrLight<zeMsg> msg(new zeMsg);
-        msg->smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
-        msg->categories.push_back(m_names[label]);
-        return msg;
+        return words;
+    }
+
+    qtPtrLight<zeMsg> make(std::size_t label, std::size_t length) {
+        return make_message(label, draw(label, length));
     }
 
     void fill(zeMemoryCorpus& corpus, std::size_t messages, std::size_t length) {
@@ -46,9 +49,32 @@ public:
         }
     }
 
+    // Adds so many messages that each word of the vocabulary occurs, which of the rare ones few do
+    // in texts that are drawn.
+    void cover_vocabulary(zeMemoryCorpus& corpus, std::size_t length) {
+        for (std::size_t begin = 0; begin < m_vocabulary; begin += length) {
+            const auto first = m_words.begin() + static_cast<std::ptrdiff_t>(begin);
+            const auto count = static_cast<std::ptrdiff_t>(std::min(length, m_vocabulary - begin));
+            qtPtrLight<zeMsg> msg =
+                make_message(begin / length % m_labels, std::vector<Concept>(first, first + count));
+            corpus.add_msg(msg);
+        }
+    }
+
     const std::vector<Concept>& words() const { return m_words; }
 
 private:
+    qtPtrLight<zeMsg> make_message(std::size_t label, const std::vector<Concept>& words) const {
+        zeSml_feeder feeder;
+        for (const Concept& word : words) {
+            feeder.add_concept(word, 1.0);
+        }
+        qtPtrLight<zeMsg> msg(new zeMsg);
+        msg->smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
+        msg->categories.push_back(m_names[label]);
+        return msg;
+    }
+
     // The inverse of the distribution 1 / rank, which is close enough to Zipf's law.
     std::size_t zipf_rank() {
         const double uniform = std::uniform_real_distribution<double>(0.0, 1.0)(m_random);

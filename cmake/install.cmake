@@ -1,14 +1,12 @@
-# Installs the shared library with its headers and a package for find_package(zandrel).
+# Installs the shared library with its headers, a package for find_package(zandrel), a description
+# for pkg-config, and the program if it is built. Nothing that is installed names the prefix, so an
+# installed tree can be staged by DESTDIR and moved.
 include(CMakePackageConfigHelpers)
 
-set(zandrel_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zandrel")
+install(TARGETS zandrel EXPORT zandrelTargets FILE_SET HEADERS)
 
-install(TARGETS zandrel EXPORT zandrelTargets)
-install(
-  DIRECTORY "${PROJECT_SOURCE_DIR}/zandrel"
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
-  FILES_MATCHING
-  PATTERN "*.h")
+# The package has no dependency to look for, so the exported target is all of it.
+set(zandrel_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zandrel")
 install(
   EXPORT zandrelTargets
   NAMESPACE zandrel::
@@ -18,3 +16,18 @@ write_basic_package_version_file(
   "${PROJECT_BINARY_DIR}/zandrelConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/zandrelConfigVersion.cmake"
         DESTINATION "${zandrel_package_dir}")
+
+# pkg-config gives ${pcfiledir}, from which the prefix is found wherever the tree stands. A library
+# folder given as an absolute path stays where it is.
+set(zandrel_pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+if(IS_ABSOLUTE "${zandrel_pc_dir}")
+  set(zandrel_pc_prefix "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH zandrel_pc_prefix "/${zandrel_pc_dir}" "/")
+  string(REGEX REPLACE "/$" "" zandrel_pc_prefix "\${pcfiledir}/${zandrel_pc_prefix}")
+endif()
+foreach(kind LIBDIR INCLUDEDIR)
+  cmake_path(APPEND zandrel_pc_${kind} "\${prefix}" "${CMAKE_INSTALL_${kind}}")
+endforeach()
+configure_file(cmake/zandrel.pc.in "${PROJECT_BINARY_DIR}/zandrel.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/zandrel.pc" DESTINATION "${zandrel_pc_dir}")

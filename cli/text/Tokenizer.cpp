@@ -158,8 +158,8 @@ void Tokenizer::end_word() {
         return;
     }
     if (m_stemmer) {
-        m_line.replace(start, std::string::npos,
-                       m_stemmer->stem(std::string_view(m_line).substr(start)));
+        const std::string_view line = m_line;
+        m_line.replace(start, std::string::npos, m_stemmer->stem(line.substr(start)));
     }
     end_token();
 }

@@ -472,6 +472,23 @@ TEST(CheckNVPTest, ReadsLanguageStringInItsCanonicalForm) {
     EXPECT_EQ(*evaluated(CheckNVP(MatchExp::kKeyText, term("k")), msg).text, "text");
 }
 
+TEST(CheckNVPTest, GivesTheSameNumberByBothEvaluations) {
+    for (const char* const value : {"0.75", "-0", "1e300", "0x1F", "x", ""}) {
+        SCOPED_TRACE(value);
+        zeMsg msg;
+        msg.add_value("k", mlMessageConverter::kString, value);
+        DocInfo info{&msg, 0.0};
+        const CheckNVP check(MatchExp::kKeyNumber, term("k"));
+        const std::unique_ptr<MatchExp> copy(check.Clone());
+
+        const double number = check.eval(info).number;
+
+        EXPECT_EQ(check.eval_number(info), number);
+        EXPECT_EQ(copy->eval_number(info), number);
+        EXPECT_EQ(std::signbit(check.eval_number(info)), std::signbit(number));
+    }
+}
+
 TEST(CheckNVPTest, BreaksInvariantAtOtherTypes) {
     zeMsg msg;
 
@@ -479,6 +496,8 @@ TEST(CheckNVPTest, BreaksInvariantAtOtherTypes) {
         SCOPED_TRACE(type);
         const CheckNVP check(static_cast<MatchExp::FuncType>(type), term("k"));
         EXPECT_ASSERTS(evaluated(check, msg), "is_key_operation(type)");
+        DocInfo info{&msg, 0.0};
+        EXPECT_ASSERTS(check.eval_number(info), "is_key_operation(type)");
     }
 }
 

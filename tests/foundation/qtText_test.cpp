@@ -1,8 +1,10 @@
 #include "zandrel/foundation/qtText.h"
 
+#include <cfenv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <limits>
@@ -515,6 +517,101 @@ TEST(qtConvertStringToDoubleTest, ReadsTheLeadingNumber) {
 
 TEST(qtConvertStringToDoubleTest, StopsAtAZeroByte) {
     EXPECT_EQ(qtConvertStringToDouble(qtString("1\0.5", 4)), 1.0);
+}
+
+// strtod of the C library in the locale that all programs begin with, which is the plain one.
+void ExpectReadsAsStrtod(const std::string& text) {
+    const double number = qtConvertStringToDouble(text);
+    const double expected = std::strtod(text.c_str(), nullptr);
+    // By their bits, so that the sign of 0 counts.
+    EXPECT_EQ(std::memcmp(&number, &expected, sizeof number), 0)
+        << '"' << text << "\": " << number << " instead of " << expected;
+}
+
+std::string RandomText(std::mt19937_64& random, const std::string& alphabet, std::size_t longest) {
+    std::string text(random() % (longest + 1), ' ');
+    for (char& byte : text) {
+        byte = alphabet[random() % alphabet.size()];
+    }
+    return text;
+}
+
+TEST(qtConvertStringToDoubleTest, ReadsEveryShortTextOfItsBytesAsStrtod) {
+    const std::string alphabet = "0157.eExX+- n";
+    for (std::size_t length = 0; length <= 5; ++length) {
+        std::vector<std::size_t> digits(length + 1, 0);
+        while (digits[length] == 0) {
+            std::string text(length, ' ');
+            for (std::size_t i = 0; i < length; ++i) {
+                text[i] = alphabet[digits[i]];
+            }
+            ExpectReadsAsStrtod(text);
+            std::size_t place = 0;
+            while (++digits[place] == alphabet.size() && place < length) {
+                digits[place++] = 0;
+            }
+        }
+    }
+}
+
+TEST(qtConvertStringToDoubleTest, ReadsTheEdgesOfShortDecimalsAsStrtod) {
+    const char* const texts[] = {
+        "-0", "-0.0", "-.0", "-0e5", "-0e-5", "-0e999", "+0", "+3", "+-3", "-+3", "--3", "- 3",
+        "1.", "-1.", ".5", "+.5", "-.5", ".", "..5", "1..5", "1e", "1e+", "1e-", "1E5", "1e+5",
+        "1e-5", "1.e5", ".5e1", ".e5", "e5", "1e5.5", "1e5e5", "1e 5", " 1", "\t-1.5", "\v\f1",
+        "1 ", "00.50", "0x1p4", "-0X1.8", "1x", "0e1x", "0x", "0b1", "1'000", "1,000", "\xa0 1",
+        // 2^53 and its neighbours, which are the last integers that are exact, and beyond.
+        "9007199254740991", "9007199254740992", "9007199254740993", "9007199254740995",
+        "-9007199254740992", "-9007199254740993", "900719925474099.3", "9.007199254740993",
+        // So many digits that 64 bits are full or that they turn over to a small number.
+        "9999999999999999999", "18446744073709551615", "18446744073709551616",
+        "18446744073709551617", "1844674407370955161.7", "184467440737095516170",
+        "0000000000000000001", "00000000000000000001", "0.000000000000000001",
+        "0.0000000000000000001", "1.0000000000000000000000000000000000000001",
+        "340282366920938463463374607431768211457",
+        // The last exact power of ten, and the next.
+        "1e22", "1e23", "9007199254740991e22", "9007199254740991e23", "9007199254740991e-22",
+        "9007199254740991e-23", "3e-22", "3e-23", "0.3e-21", "0.3e-22", "123.456e25", "1.5e23",
+        "1000e19", "1000e20", "0.001e25",
+        // The ends of the range, and exponents beyond that of any integer.
+        "1e308", "1e309", "-1e309", "1.7976931348623157e308", "1.7976931348623159e308",
+        "2.2250738585072014e-308", "4.9e-324", "2.4e-324", "1e-400", "1e0000000000000000000005",
+        "1e-0005", "1e999999999999999999999", "1e-999999999999999999999", "1e18446744073709551616",
+        "1e18446744073709551621", "1e-18446744073709551617", "0.0000000000000000001e1000",
+        "0e99999999999999999999", "nan", "-nan", "inf", "-Infinity", "infinit", "nan(1)", "0.75",
+        "0.1", "0.3", "1234.5678"};
+
+    for (const char* const text : texts) {
+        ExpectReadsAsStrtod(text);
+    }
+}
+
+TEST(qtConvertStringToDoubleTest, ReadsRandomTextsAsStrtod) {
+    const std::uint64_t seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937_64 random(seed);
+    const std::string digits = "0123456789";
+    for (int round = 0; round < 200000 && !testing::Test::HasFailure(); ++round) {
+        std::string text = RandomText(random, "+-- ", random() % 4 == 0 ? 1 : 0);
+        text += RandomText(random, digits, 1 + random() % 20);
+        if (random() % 4 != 0) {
+            text += '.' + RandomText(random, digits, 1 + random() % 20);
+        }
+        if (random() % 3 == 0) {
+            text += 'e' + RandomText(random, "+-", 1) + RandomText(random, digits, 2);
+        }
+        ExpectReadsAsStrtod(text + RandomText(random, "xe.,+- 17", 2));
+    }
+}
+
+TEST(qtConvertStringToDoubleTest, RoundsInTheDirectionThatIsSet) {
+    for (const int direction : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
+        for (const char* const text : {"0.1", "-0.1", "0.3", "-0.7", "-0", "9007199254740991e22"}) {
+            std::fesetround(direction);
+            ExpectReadsAsStrtod(text);
+            std::fesetround(FE_TONEAREST);
+        }
+    }
 }
 
 TEST(qtStringHashTest, IsThePolynomialOfUnsignedBytes) {

@@ -1,6 +1,8 @@
 // The name/value pairs of zeMsg.
 #include "zandrel/messages/zeMsg.h"
 
+#include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -81,6 +83,49 @@ TEST(zeMsgPairsTest, TakesTheFirstOfSeveralPairsOfOneName) {
 
     EXPECT_EQ(*msg.get_value(term("b")), "1");
     EXPECT_EQ(*msg.get_raw_value(term("b")), "1");
+}
+
+// Of any number of pairs: few are compared one by one, more are halved first.
+TEST(zeMsgPairsTest, FindsTheFirstPairOfEachNameAndNoneBetweenThem) {
+    for (std::size_t count = 0; count <= 150; ++count) {
+        for (const std::size_t run : {1U, 2U, 3U, 40U}) {
+            SCOPED_TRACE(std::to_string(count) + " pairs in runs of " + std::to_string(run));
+            std::vector<zeMsg::Nvp> pairs;
+            for (std::size_t index = 0; index < count; ++index) {
+                // The names "101", "103", ... stand in the order of their numbers.
+                pairs.push_back(Pair(std::to_string(101 + index / run * 2), 2, "value"));
+            }
+            const zeMsg msg = WithPairs(pairs);
+
+            for (std::size_t number = 100; number <= 102 + count * 2; ++number) {
+                const bool is_there = number % 2 == 1 && (number - 101) / 2 * run < count;
+                const qtString* const expected =
+                    is_there ? &msg.nvps[(number - 101) / 2 * run].value : nullptr;
+                ASSERT_EQ(msg.get_value(term(std::to_string(number))), expected) << number;
+                ASSERT_EQ(msg.get_raw_value(term(std::to_string(number))), expected) << number;
+            }
+        }
+    }
+}
+
+// Names that begin alike, also with a zero byte, stand in the order of their bytes.
+TEST(zeMsgPairsTest, FindsNamesThatAreBeginningsOfOthers) {
+    std::set<std::string> names;
+    for (const char byte : {'\0', 'a', '\xff'}) {
+        for (std::size_t length = 0; length < 20; ++length) {
+            names.insert(std::string(length, byte));
+            names.insert(std::string(length, 'a') + byte);
+        }
+    }
+    std::vector<zeMsg::Nvp> pairs;
+    for (const std::string& name : names) {
+        pairs.push_back(Pair(name, 2, name));
+    }
+    const zeMsg msg = WithPairs(pairs);
+
+    for (const zeMsg::Nvp& nvp : msg.nvps) {
+        EXPECT_EQ(msg.get_value(nvp.name), &nvp.value) << nvp.name.c_str();
+    }
 }
 
 TEST(zeMsgPairsTest, GivesTheStoredTextWhateverTheType) {

@@ -67,6 +67,8 @@ protected:
         view.add_all_msgs(&m_manager);
         auto& matcher =
             dynamic_cast<zeStat_matcher&>(*m_manager.m_physical_tree->get_classifier(m_topics));
+        // So few messages cannot tell how often a score is right: scores stay raw.
+        matcher.m_storage->set_use_train_likelihood(false);
         matcher.train(view);
     }
 

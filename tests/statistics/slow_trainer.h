@@ -1,5 +1,5 @@
-// Slow_trainer: counting and feature selection done a second time, in the most obvious way, to
-// check zeStat_trainer against.
+// Slow_trainer: counting, its inverse and feature selection done a second time, in the most obvious
+// way, to check zeStat_trainer against.
 //
 // It shares no code with the library: ordered maps of texts instead of hash tables, a full sort
 // instead of a heap, and each formula written out. Every sum is taken in a fixed order, which is
@@ -21,6 +21,7 @@ struct Slow_message {
     std::map<std::string, double> bag;
     std::vector<std::string> cats;
     double weight = 1.0;
+    bool has_bag = true;
 };
 
 class Slow_trainer {
@@ -45,15 +46,28 @@ public:
     Slow_trainer(const zeDefaults& settings, bool is_positive)
         : m_settings(settings), m_is_positive(is_positive) {}
 
-    void Count(const Slow_message& msg) {
+    // The message's bag under the ceiling.
+    std::map<std::string, double> Clipped(const Slow_message& msg) const {
         std::map<std::string, double> bag = msg.bag;
-        double bag_total = 0.0;
         for (auto& [text, weight] : bag) {
             if (m_settings.clip_value > 0.0) {
                 weight = std::min(weight, m_settings.clip_value);
             }
-            bag_total += weight;
         }
+        return bag;
+    }
+
+    static double Total(const std::map<std::string, double>& bag) {
+        double total = 0.0;
+        for (const auto& [text, weight] : bag) {
+            total += weight;
+        }
+        return total;
+    }
+
+    void Count(const Slow_message& msg) {
+        const std::map<std::string, double> bag = Clipped(msg);
+        const double bag_total = Total(bag);
         if (bag_total == 0.0) {
             return;
         }
@@ -73,6 +87,43 @@ public:
             for (const auto& [text, weight] : bag) {
                 infos[text].profiles += profile.concepts.count(text) == 0 ? 1 : 0;
                 profile.concepts[text] += msg.weight * weight / bag_total;
+            }
+        }
+    }
+
+    // Takes out a message that was counted.
+    void Uncount(const Slow_message& msg) {
+        const std::map<std::string, double> bag = Clipped(msg);
+        const double bag_total = Total(bag);
+        if (bag_total == 0.0) {
+            return;
+        }
+        total_weight = Without(total_weight, msg.weight);
+        total_msg_weight = Without(total_msg_weight, msg.weight);
+        total_bags = Without(total_bags, bag_total);
+        --msgs;
+        for (const auto& [text, weight] : bag) {
+            Info& info = infos.at(text);
+            info.weight = WithoutShare(info.weight, msg.weight * weight / bag_total);
+            info.rate -= 1;
+            if (info.weight == 0.0 || info.rate <= 0.0) {
+                infos.erase(text);
+            }
+        }
+        for (const std::string& cat : msg.cats) {
+            Profile& profile = ProfileOf(cat);
+            profile.weight = Without(profile.weight, msg.weight);
+            profile.msg_weight = Without(profile.msg_weight, msg.weight);
+            --profile.msgs;
+            for (const auto& [text, weight] : bag) {
+                double& own = profile.concepts.at(text);
+                own = WithoutShare(own, msg.weight * weight / bag_total);
+                if (own == 0.0) {
+                    profile.concepts.erase(text);
+                    if (infos.count(text) != 0) {
+                        --infos.at(text).profiles;
+                    }
+                }
             }
         }
     }
@@ -102,6 +153,16 @@ private:
 
     static bool IsBetter(const Judged& left, const Judged& right) {
         return left.score != right.score ? left.score > right.score : left.text > right.text;
+    }
+
+    static double Without(double total, double amount) {
+        return total > amount ? total - amount : 0.0;
+    }
+
+    // A millionth of the share is what rounding may leave.
+    static double WithoutShare(double weight, double share) {
+        const double left = Without(weight, share);
+        return left > share / 1000000.0 ? left : 0.0;
     }
 
     static double Divide(double numerator, double denominator) {

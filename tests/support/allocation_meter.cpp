@@ -2,15 +2,24 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
 namespace {
 
 std::atomic<std::size_t> s_bytes = 0;
+std::atomic<std::size_t> s_held_bytes = 0;
 
 void* counted_malloc(std::size_t byte_count) noexcept {
     s_bytes += byte_count;
-    return std::malloc(byte_count == 0 ? 1 : byte_count);
+    void* const memory = std::malloc(byte_count == 0 ? 1 : byte_count);
+    s_held_bytes += malloc_usable_size(memory);
+    return memory;
+}
+
+void counted_free(void* memory) noexcept {
+    s_held_bytes -= malloc_usable_size(memory);
+    std::free(memory);
 }
 
 void* counted_new(std::size_t byte_count) {
@@ -27,6 +36,10 @@ Allocation_meter::Allocation_meter() noexcept : m_start(s_bytes) {}
 
 std::size_t Allocation_meter::bytes() const noexcept {
     return s_bytes - m_start;
+}
+
+std::size_t held_bytes() noexcept {
+    return s_held_bytes;
 }
 
 // All forms but those of over-aligned types: each `new` must meet its own `delete`.
@@ -47,25 +60,25 @@ void* operator new[](std::size_t byte_count, const std::nothrow_t& /*tag*/) noex
 }
 
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    counted_free(memory);
 }
 
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    counted_free(memory);
 }
 
 void operator delete(void* memory, std::size_t /*byte_count*/) noexcept {
-    std::free(memory);
+    counted_free(memory);
 }
 
 void operator delete[](void* memory, std::size_t /*byte_count*/) noexcept {
-    std::free(memory);
+    counted_free(memory);
 }
 
 void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+    counted_free(memory);
 }
 
 void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+    counted_free(memory);
 }

@@ -1,4 +1,4 @@
-// Allocation_meter: how much memory a stretch of code asks `new` for.
+// Allocation_meter: how much memory a stretch of code asks `new` for, and how much is held.
 #ifndef ZANDREL_TESTS_SUPPORT_ALLOCATION_METER_H_
 #define ZANDREL_TESTS_SUPPORT_ALLOCATION_METER_H_
 
@@ -16,5 +16,8 @@ public:
 private:
     std::size_t m_start;
 };
+
+// What the whole program holds now of what `new` gave it, in bytes as the allocator rounds them.
+std::size_t held_bytes() noexcept;
 
 #endif  // ZANDREL_TESTS_SUPPORT_ALLOCATION_METER_H_

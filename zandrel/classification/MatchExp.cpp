@@ -336,18 +336,24 @@ MatchExp* CheckNVP::Clone() const {
 }
 
 ArgUnion CheckNVP::eval(DocInfo& info) const {
-    static const qtString missing;
-    const qtString* const value = info.msg->get_value(key);
     switch (type) {
         case kKeyExists:
-            return of_boolean(value != nullptr);
+            return of_boolean(info.msg->get_value(key) != nullptr);
         case kKeyNumber:
-            return of_number(value == nullptr ? 0.0 : qtConvertStringToDouble(*value));
-        case kKeyText:
+            return of_number(number(*this, info));
+        case kKeyText: {
+            static const qtString missing;
+            const qtString* const value = info.msg->get_value(key);
             return of_text(value == nullptr ? &missing : value);
+        }
         default:
             process_assert("is_key_operation(type)", __FILE__, __LINE__, __func__);
     }
+}
+
+double CheckNVP::number(const MatchExp& expression, DocInfo& info) {
+    const qtString* const value = info.msg->get_value(static_cast<const CheckNVP&>(expression).key);
+    return value == nullptr ? 0.0 : qtConvertStringToDouble(*value);
 }
 
 void zeConceptInDoc::CollectConcepts(std::vector<zeConceptInDoc*>& concepts) {

@@ -39,7 +39,7 @@ struct DocInfo {
 //
 // Errors: a tree that no parser builds breaks an invariant; see each class for the text.
 // Threads: one at a time in the whole process, copying and destroying included: concepts and shared
-// texts are counted without a lock, and look-ups of pairs share a key (see Concept and zeMsg).
+// texts are counted without a lock (see Concept and qtPtrLight).
 class ZANDREL_EXPORT MatchExp {
 public:
     // The operations, by number. Not every number is the type of a node: the parser chooses among
@@ -167,13 +167,20 @@ private:
 class ZANDREL_EXPORT CheckNVP final : public MatchExp {
 public:
     // `func`: kKeyExists, kKeyNumber or kKeyText.
-    CheckNVP(FuncType func, const Concept& name) noexcept : MatchExp(func), key(name) {}
+    CheckNVP(FuncType func, const Concept& name) noexcept : MatchExp(func), key(name) {
+        if (func == kKeyNumber) {
+            m_program = &number;
+        }
+    }
 
     MatchExp* Clone() const override;
-    // COST: a binary search among the message's pairs.
+    // COST: a look-up among the message's pairs, and for a number the reading of its text.
     ArgUnion eval(DocInfo& info) const override;
 
     const Concept key;
+
+private:
+    static double number(const MatchExp& expression, DocInfo& info);
 };
 
 // A concept: whether it stands in the message's current bag.

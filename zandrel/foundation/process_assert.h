@@ -50,12 +50,8 @@ using Assert_handler = void (*)(const char* expression, const char* file, int li
 ZANDREL_EXPORT Assert_handler set_assert_handler(Assert_handler handler) noexcept;
 
 // Holds `condition`; `text` is the fixed text of the invariant, part of the interface, so it does
-// not follow how the condition is written.
-#define ZANDREL_ASSERT(condition, text)                         \
-    do {                                                        \
-        if (!(condition)) {                                     \
-            process_assert(text, __FILE__, __LINE__, __func__); \
-        }                                                       \
-    } while (false)
+// not follow how the condition is written. It is an expression, so it nests no deeper than a call.
+#define ZANDREL_ASSERT(condition, text) \
+    ((condition) ? static_cast<void>(0) : process_assert(text, __FILE__, __LINE__, __func__))
 
 #endif  // ZANDREL_FOUNDATION_PROCESS_ASSERT_H_

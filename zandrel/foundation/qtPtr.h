@@ -64,6 +64,8 @@ public:
         add_use();
     }
 
+    // Assigning itself is harmless, which the check does not see in a template.
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
     qtPtrLight& operator=(const qtPtrLight& other) noexcept {
         qtPtrLight(other).swap(*this);
         return *this;

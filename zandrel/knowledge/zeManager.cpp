@@ -27,11 +27,11 @@ void zeManager::UnregisterObject(zeBase* object) {
 }
 
 void zeManager::Release(zeBase* object) {
+    UnregisterObject(object);
     if (auto* const matcher = dynamic_cast<zeStat_matcher*>(object)) {
         UnregisterObject(matcher->m_storage);
         delete matcher->m_storage;
     }
-    UnregisterObject(object);
     delete object;
 }
 

@@ -1,6 +1,7 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include <algorithm>
+#include <span>
 #include <string_view>
 
 #include "zandrel/foundation/qtX.h"
@@ -10,17 +11,29 @@ namespace {
 // The pairs with this prefix hold bags.
 constexpr std::string_view kBagPrefix = "_SML";
 
+// So many pairs a look-up compares one by one; more it halves. At least 2, or the halving does not
+// end.
+constexpr std::size_t kScannedCount = 32;
+
 bool is_single_valued(mlMessageConverter::NvpType type) noexcept {
     return type >= mlMessageConverter::kString && type <= mlMessageConverter::kLangString &&
            type % 2 == 0;
 }
 
-bool is_language_string(mlMessageConverter::NvpType type) noexcept {
-    return type == mlMessageConverter::kLangString || type == mlMessageConverter::kLangStringList;
+// The few pairs among which the first of this name is, if there is one.
+std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
+                                   const Concept& name) noexcept {
+    while (pairs.size() > kScannedCount) {
+        const std::size_t middle = pairs.size() / 2;
+        // The middle itself may be the first of its name.
+        pairs = pairs[middle].name < name ? pairs.subspan(middle + 1) : pairs.first(middle + 1);
+    }
+    return pairs;
 }
 
-bool has_no_single_value(mlMessageConverter::NvpType type) noexcept {
-    return type == mlMessageConverter::kOldList || type == mlMessageConverter::kPackedList;
+const qtString& no_single_value() {
+    static const qtString empty;
+    return empty;
 }
 
 const qtString& canonical_form(const zeMsg::Nvp& nvp) {
@@ -44,15 +57,20 @@ const qtString* zeMsg::get_raw_value(const Concept& name) const {
 }
 
 const qtString* zeMsg::get_value(const Concept& name) const {
-    static const qtString no_single_value;
     const Nvp* const found = find_nvp(name);
     if (found == nullptr) {
         return nullptr;
     }
-    if (has_no_single_value(found->type)) {
-        return &no_single_value;
+    switch (found->type) {
+        case mlMessageConverter::kOldList:
+        case mlMessageConverter::kPackedList:
+            return &no_single_value();
+        case mlMessageConverter::kLangString:
+        case mlMessageConverter::kLangStringList:
+            return &canonical_form(*found);
+        default:
+            return &found->value;
     }
-    return is_language_string(found->type) ? &canonical_form(*found) : &found->value;
 }
 
 void zeMsg::add_value(const qtString& name, mlMessageConverter::NvpType type,
@@ -87,10 +105,17 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
     }
 }
 
-const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const {
-    // Static, so that a look-up makes no pair; its price is that no two may run at once.
-    static Nvp key;
-    key.name = name;
-    const auto found = std::lower_bound(nvps.begin(), nvps.end(), key);
-    return found == nvps.end() || found->name != name ? nullptr : &*found;
+// A scan of few pairs compares handles alone: it reads no name, and so costs less than a binary
+// search. Many pairs are first halved by the order of their names.
+const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
+    std::span<const Nvp> pairs = nvps;
+    if (pairs.size() > kScannedCount) {
+        pairs = halved(pairs, name);
+    }
+    for (const Nvp& pair : pairs) {
+        if (pair.name == name) {
+            return &pair;
+        }
+    }
+    return nullptr;
 }

@@ -22,8 +22,7 @@
 // pairs may stand in no order, and then no operation here may look them up.
 //
 // Errors: raises qtXbase, texts in docs/errors.md, and is then as it was.
-// Threads: one at a time, and look-ups of pairs one at a time in the whole process: get_value and
-// get_raw_value share a static search key.
+// Threads: one at a time, even for look-ups: get_value fills the message's cache.
 class ZANDREL_EXPORT zeMsg {
 public:
     static constexpr std::size_t kSlotCount = 5;
@@ -44,13 +43,15 @@ public:
     const qtPtrLight<zeSml>& active_bag() const noexcept;
 
     // The stored text of the first pair of this name, whatever its type; null if there is none.
-    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search, of which the
+    // last steps compare handles one by one; no allocation.
     const qtString* get_raw_value(const Concept& name) const;
     // The value of the first pair of this name as callers should see it: a language string in its
     // canonical form, the empty text for a list, which has no single value, and otherwise the
     // stored text. Null if there is no such pair. The canonical form is kept for the next call,
     // which leaves `changed` alone, as it is no part of the stored message.
-    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: as get_raw_value, and for a
+    // language string an allocation on the first call.
     const qtString* get_value(const Concept& name) const;
     // Adds a pair or replaces the first of this name, and sets `changed`. It takes single values
     // alone: types 2, 4, 6, 8, 10 and 12.
@@ -82,7 +83,7 @@ public:
 
 private:
     // The first pair of this name, or null.
-    const Nvp* find_nvp(const Concept& name) const;
+    const Nvp* find_nvp(const Concept& name) const noexcept;
 };
 
 #endif  // ZANDREL_MESSAGES_ZEMSG_H_

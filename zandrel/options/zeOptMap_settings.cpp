@@ -3,6 +3,7 @@
 #include "zandrel/options/zeOptMap.h"
 
 #include <array>
+#include <iterator>
 #include <limits>
 
 #include "zandrel/foundation/qtX.h"
@@ -177,6 +178,7 @@ constexpr std::array kSettings = {
 
 std::vector<zeOptMap::Known_key> zeOptMap::known_keys() {
     std::vector<Known_key> keys;
+    keys.reserve(std::size(kSettings));
     for (const Setting& setting : kSettings) {
         keys.push_back(setting.known);
     }

@@ -1,4 +1,5 @@
 // Stratified_deal: divides messages into parts in which each category has its share.
+// Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_STRATIFIED_DEAL_H_
 #define ZANDREL_STATISTICS_STRATIFIED_DEAL_H_
 

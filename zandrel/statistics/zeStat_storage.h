@@ -108,7 +108,9 @@ public:
         concept_map<P> m_Ps;
         std::vector<Weight> m_weights;   // filled by selection, emptied by the matcher's `feed`
         std::vector<Result_bin> m_bins;  // `m_likelihood_resolution` for each bin of the table
-        double m_match_value = 0.0;      // the matcher's accumulator; 0 between classifications
+        // The matcher's accumulator; 0 between classifications, save what a histogram step has left
+        // in a profile that took no part.
+        double m_match_value = 0.0;
     };
 
     using Concept_infos = concept_map<Concept_info>;

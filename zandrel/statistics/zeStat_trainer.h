@@ -65,9 +65,11 @@ public:
     // tables alone.
     void calculate_profiles(bool remove);
     // Counts the keywords, the titles and the canned texts of the messages, each with the weight
-    // that the storage has for that slot, in full and without likelihood tables. The histograms are
-    // empty afterwards. Concepts that were met are trusted: suppression leaves them alone.
-    // All messages end with slot 0 active, slot 4 empty, and the weight of the first message.
+    // that the storage has for that slot, in full and without likelihood tables; where the storage
+    // asks for these, the histograms start again from zero and the tables stay. Concepts that were
+    // met are trusted: suppression leaves them alone.
+    // All messages end with slot 0 active, slot 4 empty, and the weight of the first message. An
+    // empty view changes nothing.
     void bootstrap(zeCorpus_view& view);
 
     // Counting.  REQUIRES: `m_view`, which `train` sets.
@@ -85,7 +87,9 @@ public:
     // COST: a feature selection for each slice, and to match, remove and add every message once.
     void calculate_likelihood();
     // Deals the training set to as many slices as there are, by category. A message is left aside
-    // if one of its categories would be empty without it.
+    // if one of its categories has no profile, or none with a weight above 1: the category could be
+    // empty without it.
+    // REQUIRES: a slice.
     void build_slices(std::vector<std::vector<unsigned int>>& slices);
     // Enters the scores of these messages in the histograms, by `m_matcher` if it stands for the
     // model as it is, otherwise by a matcher made for it.

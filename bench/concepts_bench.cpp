@@ -1,0 +1,75 @@
+// The dictionary of concepts: looking terms up and entering new ones.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "zandrel/foundation/Concept.h"
+
+namespace {
+
+std::vector<qtString> numbered_terms(std::size_t count) {
+    std::vector<qtString> terms;
+    for (std::size_t i = 0; i < count; ++i) {
+        terms.emplace_back("term" + std::to_string(i));
+    }
+    return terms;
+}
+
+std::vector<Concept> insert_all(const std::vector<qtString>& terms) {
+    std::vector<Concept> kept;
+    kept.reserve(terms.size());
+    for (const qtString& term : terms) {
+        kept.push_back(Concept::insert(term));
+    }
+    return kept;
+}
+
+std::size_t term_count(const benchmark::State& state) {
+    return static_cast<std::size_t>(state.range(0));
+}
+
+void count_terms(benchmark::State& state) {
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void BM_InsertKnownTerms(benchmark::State& state) {
+    const std::vector<qtString> terms = numbered_terms(term_count(state));
+    const std::vector<Concept> kept = insert_all(terms);
+    for (auto _ : state) {
+        for (const qtString& term : terms) {
+            benchmark::DoNotOptimize(Concept::insert(term));
+        }
+    }
+    count_terms(state);
+}
+
+// Each term gets a record; dropping the records again is not measured.
+void BM_InsertNewTerms(benchmark::State& state) {
+    const std::vector<qtString> terms = numbered_terms(term_count(state));
+    for (auto _ : state) {
+        std::vector<Concept> kept = insert_all(terms);
+        benchmark::DoNotOptimize(kept.data());
+        state.PauseTiming();
+        kept.clear();
+        state.ResumeTiming();
+    }
+    count_terms(state);
+}
+
+// What a query costs that looks a term up which nobody holds.
+void BM_InsertAndDropOneTerm(benchmark::State& state) {
+    const qtString term("a term that nobody holds");
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Concept::insert(term));
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+BENCHMARK(BM_InsertKnownTerms)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_InsertNewTerms)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_InsertAndDropOneTerm);
+
+}  // namespace

@@ -1,0 +1,194 @@
+"""The program and its peers, each doing the same job: learn one file, classify another."""
+import json
+import pathlib
+import shutil
+import subprocess
+
+from .corpora import labels_of, read_texts, share_of_right
+from .failure import Failure
+from .processes import run, run_all
+from .program import evaluation_command
+
+SYSTEM_PYTHON = "/usr/bin/python3"
+SKLEARN_JOB = pathlib.Path(__file__).with_name("sklearn_job.py")
+
+
+class Outcome:
+    """One run of a job."""
+
+    def __init__(self, train_seconds, classify_seconds, whole_seconds, peak_bytes, accuracy):
+        self.train_seconds = train_seconds
+        self.classify_seconds = classify_seconds
+        self.whole_seconds = whole_seconds
+        self.peak_bytes = peak_bytes
+        self.accuracy = accuracy
+
+
+class Zandrel:
+    """Ours does both phases in one process and says how much CPU time each took. What remains of
+    the process (start, reading both files, figures, exit) is charged to both phases, since each
+    would need its share of it in a process of its own, and no share is known."""
+
+    def __init__(self, analysis):
+        self.analysis = analysis
+        self.name = f"zandrel {analysis}"
+
+    def prepare(self, corpus, folder):
+        self._command = evaluation_command(corpus, self.analysis)
+        self._output = folder / f"zandrel.{self.analysis}.json"
+
+    def run(self):
+        cost = run(self._command, self._output)
+        result = json.loads(self._output.read_text("utf-8"))
+        train, test = (result[phase]["cpu_seconds"] for phase in ("training", "test"))
+        return Outcome(cost.cpu_seconds - test, cost.cpu_seconds - train, cost.cpu_seconds,
+                       cost.peak_bytes, result["accuracy"])
+
+
+class Peer:
+    """A program that writes a model in one process, or several, and reads it in another. A
+    subclass has `name`, `package` (Debian's), `is_installed`, and `prepare`, which writes what it
+    reads and sets `_train` and `_classify`, lists of commands; `_labels` reads the results."""
+
+    _good_statuses = (0,)  # of classifying
+
+    def can_take(self, corpus):
+        return True
+
+    def prepare(self, corpus, folder):
+        self._corpus = corpus
+        self._folder = folder / self.name.replace(" ", "_")
+        self._folder.mkdir()
+        self._results = self._folder / "results"
+
+    def run(self):
+        training = run_all(self._train, self._folder / "log")
+        classifying = run_all(self._classify, self._results, self._good_statuses)
+        whole = training + classifying
+        return Outcome(training.cpu_seconds, classifying.cpu_seconds, whole.cpu_seconds,
+                       whole.peak_bytes, share_of_right(self._corpus.test, self._labels()))
+
+    def _result_lines(self):
+        with open(self._results, encoding="utf-8", newline="\n") as file:
+            for line in file:
+                yield line.rstrip("\n")
+
+
+class FastText(Peer):
+    name = "fastText"
+    package = "fasttext"
+    _MARK = "__label__"
+
+    def is_installed(self):
+        return shutil.which("fasttext") is not None
+
+    def prepare(self, corpus, folder):
+        super().prepare(corpus, folder)
+        # Numbers, since labels may hold blanks, which fastText's may not.
+        self._names = labels_of(corpus.train)
+        number_of = {label: number for number, label in enumerate(self._names)}
+        train, test, model = (self._folder / name for name in ("train", "test", "model"))
+        self._write(train, (" ".join([f"{self._MARK}{number_of[label]}" for label in labels]) +
+                            " " + self._plain(text) for labels, text in read_texts(corpus.train)))
+        self._write(test, (self._plain(text) for _, text in read_texts(corpus.test)))
+        self._train = [["fasttext", "supervised", "-input", str(train), "-output", str(model),
+                        "-lr", "1.0", "-epoch", "25", "-wordNgrams", "2", "-thread", "1",
+                        "-verbose", "0"]]
+        self._classify = [["fasttext", "predict-prob", f"{model}.bin", str(test)]]
+
+    def _plain(self, text):
+        return text.replace(self._MARK, "label ")
+
+    def _write(self, path, lines):
+        with open(path, "w", encoding="utf-8", newline="\n") as file:
+            for line in lines:
+                file.write(line + "\n")
+
+    def _labels(self):
+        for line in self._result_lines():
+            mark = line.partition(" ")[0].removeprefix(self._MARK)
+            yield self._names[int(mark)] if mark else ""
+
+
+class Sklearn(Peer):
+    package = "python3-sklearn"
+
+    def __init__(self, name, method):
+        self.name = name
+        self._method = method
+
+    def is_installed(self):
+        try:
+            return subprocess.run([SYSTEM_PYTHON, "-c", "import sklearn"],
+                                  stderr=subprocess.DEVNULL).returncode == 0
+        except OSError:
+            return False
+
+    def prepare(self, corpus, folder):
+        super().prepare(corpus, folder)
+        model = str(self._folder / "model")
+        job = [SYSTEM_PYTHON, "-B", str(SKLEARN_JOB)]
+        self._train = [job + ["train", self._method, str(corpus.train), model]]
+        self._classify = [job + ["classify", str(corpus.test), model]]
+
+    def _labels(self):
+        return self._result_lines()
+
+
+class Bogofilter(Peer):
+    name = "bogofilter"
+    package = "bogofilter"
+    _good_statuses = (0, 1, 2)  # what it thinks of the last text; 3 is an error
+
+    def is_installed(self):
+        return shutil.which("bogofilter") is not None
+
+    def can_take(self, corpus):
+        return (len(labels_of(corpus.train)) == 2 and
+                all(len(labels) == 1 for labels, _ in read_texts(corpus.train)))
+
+    def prepare(self, corpus, folder):
+        super().prepare(corpus, folder)
+        self._names = labels_of(corpus.train)
+        for label in self._names:
+            self._write_mailbox(self._mailbox(label), corpus.train, label)
+        test = self._folder / "test.mbox"
+        self._write_mailbox(test, corpus.test, None)
+        database = self._folder / "database"
+        database.mkdir()
+        program = ["bogofilter", "-C", "-d", str(database), "-M", "-I"]
+        # The database would go on learning where the run before ended.
+        self._train = [["rm", "-f", str(database / "wordlist.db")]] + [
+            program + [str(self._mailbox(label)), flag]
+            for label, flag in zip(self._names, ("-n", "-s"))]
+        self._classify = [program + [str(test), "-T"]]
+
+    def _mailbox(self, label):
+        return self._folder / f"{self._names.index(label)}.mbox"
+
+    def _write_mailbox(self, path, source, wanted):
+        with open(path, "w", encoding="utf-8", newline="\n") as file:
+            for labels, text in read_texts(source):
+                if wanted is None or wanted in labels:
+                    mark = ">" if text.startswith("From ") else ""
+                    file.write(f"From x Mon Jan  1 00:00:00 2024\n\n{mark}{text}\n\n")
+
+    def _labels(self):
+        for line in self._result_lines():
+            yield self._names[float(line.split()[1]) >= 0.5]
+
+
+def ours():
+    return [Zandrel("words"), Zandrel("phrases")]
+
+
+def peers():
+    return [FastText(), Sklearn("SVM words", "svm-words"), Sklearn("SVM 1-2-grams", "svm-2-grams"),
+            Sklearn("naive Bayes", "naive-bayes"), Bogofilter()]
+
+
+def check_installed(contestants):
+    missing = sorted({peer.package for peer in contestants if not peer.is_installed()})
+    if missing:
+        raise Failure(f"missing Debian packages: {', '.join(missing)}; "
+                      "`script/bootstrap peers` installs them")

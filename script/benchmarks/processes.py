@@ -1,0 +1,57 @@
+"""Runs programs and measures what they cost as whole processes."""
+import os
+import pathlib
+import sys
+
+from .failure import Failure
+
+_ONE_THREAD = {"OMP_NUM_THREADS": "1", "OPENBLAS_NUM_THREADS": "1", "MKL_NUM_THREADS": "1"}
+
+
+class Cost:
+    """`cpu_seconds` of user and system, `peak_bytes` of the largest process."""
+
+    def __init__(self, cpu_seconds=0.0, peak_bytes=0):
+        self.cpu_seconds = cpu_seconds
+        self.peak_bytes = peak_bytes
+
+    def __add__(self, other):
+        return Cost(self.cpu_seconds + other.cpu_seconds, max(self.peak_bytes, other.peak_bytes))
+
+
+def run(command, output, good_statuses=(0,)):
+    """Runs a program with its output in a file. RAISES: Failure with what it wrote to stderr."""
+    errors = pathlib.Path(f"{output}.errors")
+    sys.stdout.flush()
+    # What the child had of this process's memory counts for its peak. A forked one has some 10 MB,
+    # less than any of the programs; one that shares all until it starts the program has all.
+    child = os.fork()
+    if child == 0:
+        _become(command, output, errors)
+    _, status, usage = os.wait4(child, 0)
+    if os.waitstatus_to_exitcode(status) not in good_statuses:
+        complaint = errors.read_text("utf-8", "replace").strip()[-1000:]
+        raise Failure(f"{' '.join(command)} failed (status {os.waitstatus_to_exitcode(status)}): "
+                      f"{complaint}")
+    # Linux counts the memory in KiB.
+    return Cost(usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024)
+
+
+def run_all(commands, output, good_statuses=(0,)):
+    """Runs one after the other; `output` is that of the last."""
+    cost = Cost()
+    for command in commands:
+        cost += run(command, output, good_statuses)
+    return cost
+
+
+def _become(command, output, errors):
+    try:
+        os.dup2(os.open(os.devnull, os.O_RDONLY), 0)
+        os.dup2(os.open(output, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644), 1)
+        os.dup2(os.open(errors, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644), 2)
+        os.execvpe(command[0], command, {**os.environ, **_ONE_THREAD})
+    except OSError as error:
+        os.write(2, f"{command[0]}: {error.strerror}\n".encode())
+    finally:
+        os._exit(127)

@@ -1,0 +1,35 @@
+"""The program that is measured."""
+import json
+import pathlib
+import subprocess
+
+from .failure import Failure
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+PROGRAM = ROOT / "build" / "release" / "cli" / "zandrel"
+
+
+def build_program():
+    for command in (["cmake", "--preset", "release"],
+                    ["cmake", "--build", "--preset", "release", "--target", "zandrel_cli", "-j2"]):
+        try:
+            done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE,
+                                  stderr=subprocess.STDOUT, text=True)
+        except FileNotFoundError as error:
+            raise Failure("no cmake; script/bootstrap installs it") from error
+        if done.returncode != 0:
+            raise Failure(f"{' '.join(command)} failed:\n{done.stdout}")
+
+
+def evaluation_command(corpus, analysis):
+    return [str(PROGRAM), "evaluate", "--train", str(corpus.train), "--test", str(corpus.test),
+            "--analysis", analysis, "--json"]
+
+
+def evaluate(corpus, analysis):
+    """What `zandrel evaluate` says about a corpus."""
+    done = subprocess.run(evaluation_command(corpus, analysis), stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, text=True)
+    if done.returncode != 0:
+        raise Failure(done.stderr.strip() or f"zandrel ended with status {done.returncode}")
+    return json.loads(done.stdout)

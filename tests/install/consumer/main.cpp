@@ -1,0 +1,83 @@
+// A program that knows the library as it is installed, and nothing else of the project.
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/version.h"
+
+namespace {
+
+int g_failures = 0;
+
+void expect(bool holds, const char* claim) {
+    if (!holds) {
+        std::printf("FAILED: %s\n", claim);
+        ++g_failures;
+    }
+}
+
+bool loads_the_version_it_was_compiled_with() {
+    std::vector<char> expected(kZandrelVersionTextSize);
+    std::vector<char> loaded(kZandrelVersionTextSize);
+    std::snprintf(expected.data(), expected.size(), "%d.%d.%d.%d.%d", kZandrelVersion[0],
+                  kZandrelVersion[1], kZandrelVersion[2], kZandrelVersion[3], kZandrelVersion[4]);
+    GetZandrelVersion(loaded.data());
+    return std::strcmp(loaded.data(), expected.data()) == 0;
+}
+
+double value_of(const char* text, zeMsg& msg) {
+    DocInfo info{&msg, 0.5};
+    return Rule_checker(qtString(text)).Evaluate(info);
+}
+
+bool catches_by_the_class_that_raised() {
+    try {
+        Rule_checker rule(qtString("(1"));
+    } catch (const qtX<RuleParser>& refusal) {
+        return refusal.number() == 0;
+    } catch (...) {
+    }
+    return false;
+}
+
+bool catches_by_the_root_of_all() {
+    try {
+        Rule_checker rule(qtString("(1"));
+    } catch (const qtxAll& refusal) {
+        return refusal.category() == qtXbase::kCategory;
+    } catch (...) {
+    }
+    return false;
+}
+
+// An exception of the program's own passes through the library as it is.
+bool passes_what_a_callback_raises() {
+    struct Refused {};
+
+    RuleParser::verification_func = [](const char*, char) -> bool { throw Refused(); };
+    bool is_passed = false;
+    try {
+        Rule_checker rule(qtString("$size(n)"));
+    } catch (const Refused&) {
+        is_passed = true;
+    } catch (...) {
+    }
+    RuleParser::verification_func = nullptr;
+    return is_passed;
+}
+
+}  // namespace
+
+int main() {
+    zeMsg msg;
+    expect(loads_the_version_it_was_compiled_with(), "headers and library are of one version");
+    expect(value_of("2 * 3 + 1", msg) == 7.0, "the library does its work");
+    expect(catches_by_the_class_that_raised(), "qtX<RuleParser> is caught across the border");
+    expect(catches_by_the_root_of_all(), "qtxAll is caught across the border");
+    expect(passes_what_a_callback_raises(), "the library lets foreign exceptions pass");
+    return g_failures == 0 ? 0 : 1;
+}

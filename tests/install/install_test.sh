@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# Usage: install_test.sh BUILD WORK CXX STEP
+# BUILD is a build tree, WORK a folder for what is made here, CXX the compiler, and STEP one of
+#   stage          installs into WORK/moved; the steps below follow it
+#   cmake_package  builds and runs the consumer, which finds the library by find_package
+#   pkg_config     the same, found by pkg-config
+#   program        runs the installed program
+#   files          looks at what is installed
+set -euo pipefail
+
+build=$1 work=$2 compiler=$3 step=$4
+source=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+consumer=$source/tests/install/consumer
+installed=$work/moved
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+library_dir() { dirname "$(find "$installed" -name libzandrel.so)"; }
+
+# Staged by DESTDIR below a prefix that is not the one of the build tree, then moved, so that a path
+# which depends on either is found by the steps that follow.
+stage() {
+    rm -rf "$work"
+    mkdir -p "$work"
+    DESTDIR="$work/stage" cmake --install "$build" --prefix /opt/zandrel >/dev/null
+    [[ $(ls "$work/stage") == opt ]] || fail "something is installed outside of the prefix"
+    mv "$work/stage/opt/zandrel" "$installed"
+}
+
+cmake_package() {
+    cmake -S "$consumer" -B "$work/cmake" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+        -DCMAKE_PREFIX_PATH="$installed" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
+    cmake --build "$work/cmake"
+    grep -qF "$installed" "$work/cmake/CMakeCache.txt" || fail "another installation is found"
+    "$work/cmake/consumer"
+}
+
+pkg_config() {
+    local -a flags
+    PKG_CONFIG_PATH=$(library_dir)/pkgconfig
+    export PKG_CONFIG_PATH
+    read -ra flags <<<"$(pkg-config --cflags --libs zandrel)"
+    "$compiler" -std=c++20 "$consumer/main.cpp" "${flags[@]}" -o "$work/consumer"
+    LD_LIBRARY_PATH=$(library_dir) "$work/consumer"
+    pkg-config --atleast-version=1.0 zandrel || fail "the version of zandrel.pc is below 1.0"
+    [[ $(pkg-config --variable=prefix zandrel | xargs realpath) == "$(realpath "$installed")" ]] ||
+        fail "the prefix of zandrel.pc is not where it stands"
+}
+
+program() {
+    [[ $("$installed/bin/zandrel" --version) == "zandrel 1."* ]] ||
+        fail "the installed program does not tell its version"
+}
+
+files() {
+    local text
+    # Programs that are linked to the library look for the name with the major version.
+    readelf -d "$(library_dir)/libzandrel.so" | grep -qF 'soname: [libzandrel.so.1]' ||
+        fail "libzandrel.so has not the soname libzandrel.so.1"
+    [[ -L $(library_dir)/libzandrel.so.1 ]] || fail "libzandrel.so.1 is no link"
+
+    # All but those that say of themselves that they are the library's own.
+    diff <(cd "$source" && grep -rL --include='*.h' '^// Not installed' zandrel | sort) \
+        <(cd "$installed/include" && find . -type f -printf '%P\n' | sort) ||
+        fail "what is installed is not every header of the library"
+
+    for text in "$source" "$build" /opt/zandrel; do
+        if grep -rlF -- "$text" "$(library_dir)/cmake" "$(library_dir)/pkgconfig"; then
+            fail "the files above name $text"
+        fi
+    done
+}
+
+case "$step" in
+    stage | cmake_package | pkg_config | program | files) "$step" ;;
+    *) fail "no step '$step'" ;;
+esac

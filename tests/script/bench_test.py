@@ -1,0 +1,318 @@
+"""Tests the parts of script/bench; neither peers nor corpora are needed.
+
+Usage: bench_test.py PROJECT_FOLDER
+"""
+
+import contextlib
+import io
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import types
+import unittest
+from unittest import mock
+
+PROJECT = pathlib.Path(sys.argv[1])
+sys.path.insert(0, str(PROJECT / "script"))
+
+from benchmarks import accuracy, contestants, corpora, peers, processes
+from benchmarks.contestants import Outcome
+from benchmarks.failure import Failure
+
+
+class FolderTest(unittest.TestCase):
+    """A test with a folder of its own."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.messages = io.StringIO()
+        redirected = contextlib.redirect_stderr(self.messages)
+        redirected.__enter__()
+        self.addCleanup(redirected.__exit__, None, None, None)
+
+    def write(self, name, text):
+        path = self.folder / name
+        path.write_bytes(text.encode("utf-8"))
+        return path
+
+    def write_corpus(self, name, train="a\tone\nb\ttwo\n", test="a\tone\n"):
+        return corpora.Corpus(self.write(f"{name}.train.tsv", train),
+                              self.write(f"{name}.test.tsv", test))
+
+
+class FindingCorporaTest(FolderTest):
+    def names(self, *wanted):
+        return [corpus.name for corpus in corpora.find_corpora(self.folder, wanted)]
+
+    def test_finds_pairs_of_files_by_name(self):
+        self.write_corpus("news")
+        self.write_corpus("mail")
+
+        self.assertEqual(self.names(), ["mail", "news"])
+
+    def test_takes_wanted_names_alone(self):
+        self.write_corpus("news")
+        self.write_corpus("mail")
+
+        self.assertEqual(self.names("news"), ["news"])
+
+    def test_tells_of_a_training_file_without_test_file(self):
+        self.write_corpus("mail")
+        self.write("news.train.tsv", "a\tone\n")
+
+        self.assertEqual(self.names(), ["mail"])
+        self.assertIn("news.train.tsv: left out, there is no news.test.tsv",
+                      self.messages.getvalue())
+
+    def test_refuses_folders_and_names_that_give_nothing(self):
+        with self.assertRaisesRegex(Failure, "none: no such folder"):
+            corpora.find_corpora(self.folder / "none")
+        with self.assertRaisesRegex(Failure, "no NAME.train.tsv with a NAME.test.tsv"):
+            self.names()
+        self.write_corpus("mail")
+        with self.assertRaisesRegex(Failure, "no corpus 'news'; there are: mail"):
+            self.names("news")
+
+
+class ReadingTextsTest(FolderTest):
+    def read(self, text):
+        return list(corpora.read_texts(self.write("file", text)))
+
+    def test_reads_lines_as_the_program_does(self):
+        for text, expected in (
+                ("a\tone\n", [(["a"], "one")]),
+                ("a,b\tone\ttwo", [(["a", "b"], "one\ttwo")]),
+                ("\ufeffa\tone\r\n\nb\t\n", [(["a"], "one"), (["b"], "")]),
+                ("a\tone\x0ctwo\u2028three\rfour\n", [(["a"], "one\x0ctwo\u2028three\rfour")])):
+            with self.subTest(text=text):
+                self.assertEqual(self.read(text), expected)
+
+    def test_names_the_line_that_is_none(self):
+        for text in ("a\tone\n\nno tab\n", "a\tone\n\n,b\ttext\n"):
+            with self.subTest(text=text), self.assertRaisesRegex(Failure, "file:3: no data line"):
+                self.read(text)
+
+
+class CheckingTextsTest(FolderTest):
+    def test_refuses_files_without_a_word(self):
+        good = "a\t, one\nb\t\n"
+
+        corpora.check_texts(self.write_corpus("news", good, good))
+        for train, test, name in (("", good, "news.train.tsv"),
+                                  ("a\t\nb\t, -\n", good, "news.train.tsv"),
+                                  (good, "\n", "news.test.tsv")):
+            with self.subTest(train=train, test=test), self.assertRaisesRegex(
+                    Failure, f"{name}: no text with a word"):
+                corpora.check_texts(self.write_corpus("news", train, test))
+
+
+class ShareOfRightTest(FolderTest):
+    def test_counts_texts_whose_prediction_is_one_of_their_labels(self):
+        path = self.write("file", "a\tone\na,b\ttwo\nc\tthree\nd\tfour\n")
+
+        self.assertEqual(corpora.share_of_right(path, ["a", "b", "a", ""]), 0.5)
+
+    def test_refuses_another_number_of_predictions_than_of_texts(self):
+        path = self.write("file", "a\tone\nb\ttwo\n")
+
+        for predicted in (["a"], ["a", "b", "a"]):
+            with self.subTest(predicted=predicted), self.assertRaisesRegex(
+                    Failure, "not as many predictions as texts"):
+                corpora.share_of_right(path, predicted)
+
+    def test_refuses_a_file_without_text(self):
+        with self.assertRaisesRegex(Failure, "no data line"):
+            corpora.share_of_right(self.write("file", "\n"), [])
+
+
+class ProcessesTest(FolderTest):
+    def run_python(self, code):
+        return processes.run([sys.executable, "-S", "-c", code], self.folder / "output")
+
+    def test_measures_cpu_time(self):
+        busy = self.run_python("import time\nwhile time.process_time() < 0.3: pass")
+
+        self.assertGreaterEqual(busy.cpu_seconds, 0.3)
+
+    def test_measures_peak_memory_of_each_process_anew(self):
+        large = self.run_python("x = b'x' * 60_000_000; del x")
+        small = self.run_python("pass")
+
+        self.assertGreater(large.peak_bytes - small.peak_bytes, 30_000_000)
+
+    def test_keeps_output_and_gives_one_thread(self):
+        self.run_python("import os; print(os.environ['OMP_NUM_THREADS'])")
+
+        self.assertEqual((self.folder / "output").read_text(), "1\n")
+
+    def test_adds_cpu_time_and_keeps_the_greatest_memory(self):
+        cost = processes.Cost(1.5, 300) + processes.Cost(2.0, 200)
+
+        self.assertEqual((cost.cpu_seconds, cost.peak_bytes), (3.5, 300))
+
+    def test_tells_why_a_program_failed(self):
+        with self.assertRaisesRegex(Failure, r"\(status 3\): broken"):
+            self.run_python("import sys; print('broken', file=sys.stderr); sys.exit(3)")
+        with self.assertRaisesRegex(Failure, "no-such-program: No such file or directory"):
+            processes.run(["no-such-program"], self.folder / "output")
+
+    def test_takes_the_good_statuses_of_a_program_that_has_several(self):
+        command = [sys.executable, "-S", "-c", "raise SystemExit(2)"]
+
+        processes.run(command, self.folder / "output", (0, 1, 2))
+        with self.assertRaises(Failure):
+            processes.run(command, self.folder / "output", (0, 1))
+
+
+class ContestantsTest(FolderTest):
+    def prepared(self, contestant, corpus):
+        contestant.prepare(corpus, self.folder)
+        return contestant
+
+    def test_charges_the_rest_of_our_process_to_both_phases(self):
+        ours = self.prepared(contestants.Zandrel("words"), self.write_corpus("news"))
+        result = {"training": {"cpu_seconds": 3.0}, "test": {"cpu_seconds": 1.0}, "accuracy": 0.75}
+
+        def run(_, output):
+            output.write_text(json.dumps(result))
+            return processes.Cost(4.5, 100)
+
+        with mock.patch.object(contestants, "run", run):
+            outcome = ours.run()
+
+        self.assertEqual((outcome.train_seconds, outcome.classify_seconds, outcome.whole_seconds,
+                          outcome.peak_bytes, outcome.accuracy), (3.5, 1.5, 4.5, 100, 0.75))
+
+    def test_gives_fast_text_numbers_for_labels_and_no_labels_in_texts(self):
+        self.prepared(contestants.FastText(), self.write_corpus(
+            "news", "two words,a\tone __label__x\nz\t\n", "z\ttwo\n"))
+
+        self.assertEqual((self.folder / "fastText" / "train").read_text(),
+                         "__label__1 __label__0 one label x\n__label__2 \n")
+        self.assertEqual((self.folder / "fastText" / "test").read_text(), "two\n")
+
+    def test_reads_labels_of_fast_text(self):
+        peer = self.prepared(contestants.FastText(), self.write_corpus("news"))
+        (self.folder / "fastText" / "results").write_text("__label__1 0.9\n\n__label__0 1.00001\n")
+
+        self.assertEqual(list(peer._labels()), ["b", "", "a"])
+
+    def test_gives_bogofilter_a_mailbox_for_each_label(self):
+        self.prepared(contestants.Bogofilter(), self.write_corpus(
+            "mail", "ham\tFrom here\nspam\tbuy\nham\t\n"))
+
+        head = "From x Mon Jan  1 00:00:00 2024\n\n"
+        self.assertEqual((self.folder / "bogofilter" / "0.mbox").read_text(),
+                         f"{head}>From here\n\n{head}\n\n")
+        self.assertEqual((self.folder / "bogofilter" / "1.mbox").read_text(), f"{head}buy\n\n")
+
+    def test_reads_labels_of_bogofilter(self):
+        peer = self.prepared(contestants.Bogofilter(), self.write_corpus("mail"))
+        (self.folder / "bogofilter" / "results").write_text("S 0.99\nU 0.5\nU 0.49\nH 1e-06\n")
+
+        self.assertEqual(list(peer._labels()), ["b", "b", "a", "a"])
+
+    def test_bogofilter_takes_two_labels_of_which_each_text_has_one(self):
+        for train, expected in (("a\tone\nb\ttwo\n", True), ("a\tone\n", False),
+                                ("a\tone\nb\ttwo\nc\tthree\n", False),
+                                ("a,b\tone\nb\ttwo\n", False)):
+            with self.subTest(train=train):
+                corpus = self.write_corpus("mail", train)
+                self.assertEqual(contestants.Bogofilter().can_take(corpus), expected)
+
+    def test_names_the_packages_of_missing_peers_once(self):
+        def peer(package, is_installed):
+            return types.SimpleNamespace(package=package, is_installed=lambda: is_installed)
+
+        contestants.check_installed([peer("here", True)])
+        with self.assertRaisesRegex(Failure, "packages: one, two; `script/bootstrap peers`"):
+            contestants.check_installed([peer("two", False), peer("one", False),
+                                         peer("here", True), peer("two", False)])
+
+
+def outcome(seconds):
+    return Outcome(seconds / 2, seconds / 4, seconds, 1000, 0.5)
+
+
+class RoundsTest(unittest.TestCase):
+    def test_runs_take_turns_and_slow_jobs_run_once(self):
+        calls = []
+
+        def contestant(name, seconds):
+            def run():
+                calls.append(name)
+                return outcome(seconds)
+            return types.SimpleNamespace(name=name, run=run)
+
+        peers.interleaved_runs(
+            [contestant("fast", 60), contestant("slow", 61), contestant("other", 1)], 3)
+
+        self.assertEqual(calls, ["fast", "slow", "other", "fast", "other", "fast", "other"])
+
+    def test_takes_the_median_of_each_figure(self):
+        median = peers.median_outcome([Outcome(1, 9, 10, 300, 0.5), Outcome(3, 7, 10, 100, 0.5),
+                                       Outcome(2, 8, 40, 200, 0.25)])
+
+        self.assertEqual((median.train_seconds, median.classify_seconds, median.whole_seconds,
+                          median.peak_bytes, median.accuracy), (2, 8, 10, 200, 0.5))
+
+    def test_gives_ratios_of_ours_to_the_peer(self):
+        row = peers.ratio_row("news", "us", "them", Outcome(1, 3, 4, 500, 0.80),
+                              Outcome(4, 2, 6, 1000, 0.825))
+
+        self.assertEqual(row.split(),
+                         ["news", "us", "them", "0.250", "1.500", "0.667", "0.500", "-2.50"])
+
+
+class AccuracyTest(FolderTest):
+    def test_measures_the_others_if_corpora_are_bad(self):
+        self.write_corpus("bad")
+        self.write_corpus("empty", train="")
+        self.write_corpus("good")
+        result = {"accuracy": 0.75, "micro_f1": 0.5, "ece_top": 0.125, "ece_pairs": 0.25,
+                  "training": {"cpu_seconds": 1.5}, "test": {"cpu_seconds": 0.25}}
+
+        def evaluate(corpus, _):
+            if corpus.name == "bad":
+                raise Failure("bad.train.tsv: out of order")
+            return result
+
+        options = types.SimpleNamespace(data=self.folder, corpus=None, analysis=["words"])
+        table = io.StringIO()
+        with mock.patch.object(accuracy, "evaluate", evaluate), \
+                mock.patch.object(accuracy, "build_program", lambda: None), \
+                contextlib.redirect_stdout(table):
+            status = accuracy.print_accuracy(options)
+
+        self.assertEqual(status, 1)
+        self.assertIn("bad.train.tsv: out of order", self.messages.getvalue())
+        self.assertIn("empty.train.tsv: no text with a word", self.messages.getvalue())
+        self.assertEqual(table.getvalue().splitlines()[-1].split(),
+                         ["good", "words", "75.00", "50.00", "0.1250", "0.2500", "0.2500", "1.50",
+                          "0.25"])
+
+
+class CommandLineTest(FolderTest):
+    def bench(self, *arguments):
+        return subprocess.run([sys.executable, PROJECT / "script" / "bench", *arguments],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+    def test_refuses_bad_arguments_and_folders(self):
+        for arguments, status, message in (
+                ([], 2, "required: COMMAND"),
+                (["accuracy"], 2, "required: --data"),
+                (["peers", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
+                (["accuracy", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
+                (["peers", "--data", self.folder / "none"], 1, "bench: .*none: no such folder")):
+            with self.subTest(arguments=arguments):
+                done = self.bench(*arguments)
+                self.assertEqual(done.returncode, status)
+                self.assertRegex(done.stderr, message)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,680 @@
+// How the learner makes room for new messages, and takes a category's part out. The numbers are
+// powers of two where they can be, so most expected values are exact.
+#include <cmath>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "tests/statistics/learner_fixture.h"
+#include "tests/support/expect_qtx.h"
+
+namespace {
+
+class zeStatDietLearnerScalingTest : public Learner_fixture {
+protected:
+    void Prepare(bool first) {
+        m_learner.m_num_msgs4profile.resize(m_storage.m_profiles.size());
+        m_learner.prepare4training(first);
+    }
+
+    // Profiles far above any limit, so that each is cut to its own.
+    void AddSizes(const std::vector<double>& sizes) {
+        double sum = 0.0;
+        for (const double size : sizes) {
+            AddProfile(1e6, size);
+            sum += size;
+        }
+        SetTotals(sum, sum);
+    }
+
+    std::vector<double> Weights() const {
+        std::vector<double> weights;
+        for (const auto& profile : m_storage.m_profiles) {
+            weights.push_back(profile->m_weight);
+        }
+        return weights;
+    }
+
+    std::vector<double> Limits(const std::vector<double>& sizes) {
+        AddSizes(sizes);
+        Prepare(true);
+        return Weights();
+    }
+
+    // Two profiles whose limits are half of what they weigh: with sizes of 48 and 16 the average
+    // is 32, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
+    void AddHalved() {
+        AddProfile(48.0, 48.0);
+        AddProfile(16.0, 16.0);
+        SetTotals(64.0, 64.0, 256.0);
+    }
+};
+
+using testing::ElementsAre;
+
+// Ageing.
+
+TEST_F(zeStatDietLearnerScalingTest, MessagesOfACategoryUseUpTheProtectionOfItsConcepts) {
+    struct Row {
+        int life;
+        int msgs;
+        int left;
+    };
+
+    AddProfile(0.0, 0.0);
+    for (const bool first : {false, true}) {
+        if (first) {
+            m_storage.profile(0).m_msg_weight = 1.0;
+            m_storage.m_total_msg_weight = 1.0;
+        }
+        for (const Row& row : {Row{3, 5, 0}, Row{3, 3, 0}, Row{3, 2, 1}, Row{3, 0, 3}, Row{0, 5, 0},
+                               Row{255, 1, 254}, Row{255, 1000, 0}}) {
+            SCOPED_TRACE(testing::Message() << row.life << " after " << row.msgs << ", " << first);
+            zeStat_storage::P& P = AddP(0, "x", 1.0);
+            P.m_life = static_cast<unsigned char>(row.life);
+            SetBulk({row.msgs});
+
+            Prepare(first);
+
+            EXPECT_EQ(P.m_life, row.left);
+        }
+    }
+}
+
+TEST_F(zeStatDietLearnerScalingTest, AgesEachProfileByItsOwnMessages) {
+    AddHalved();
+    AddP(0, "x", 1.0).m_life = 9;
+    AddP(1, "x", 1.0).m_life = 9;
+    SetBulk({2, 5});
+
+    Prepare(false);
+
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_life, 7);
+    EXPECT_EQ(P_of(m_storage, 1, "x").m_life, 4);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, ALaterBulkChangesNoWeight) {
+    AddHalved();
+    AddP(0, "x", 3.0);
+    AddInfo("x", 3.0, 2.0, 1);
+
+    Prepare(false);
+
+    EXPECT_THAT(Weights(), ElementsAre(48.0, 16.0));
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_weight, 3.0);
+    EXPECT_EQ(info_of(m_storage, "x").m_weight, 3.0);
+    EXPECT_EQ(m_storage.m_total_weight, 64.0);
+    EXPECT_EQ(m_storage.m_total_sml_weight, 256.0);
+}
+
+// Where there is nothing to scale.
+
+TEST_F(zeStatDietLearnerScalingTest, LeavesAModelWithoutProfilesAlone) {
+    SetTotals(4.0, 4.0, 4.0);
+
+    Prepare(true);
+
+    EXPECT_EQ(m_storage.m_total_weight, 4.0);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, NeitherCutsNorAgesWithoutWeightOfMessages) {
+    struct Row {
+        const char* rule;
+        double msg_weight;
+        double total;
+    };
+
+    for (const Row& row :
+         {Row{"no total", 16.0, 0.0}, Row{"no profile with a weight", 0.0, 16.0}}) {
+        SCOPED_TRACE(row.rule);
+        m_storage.clear();
+        AddProfile(100.0, row.msg_weight);
+        SetTotals(100.0, row.total);
+        AddP(0, "x", 1.0).m_life = 3;
+        SetBulk({2});
+
+        Prepare(true);
+
+        EXPECT_EQ(m_storage.profile(0).m_weight, 100.0);
+        EXPECT_EQ(P_of(m_storage, 0, "x").m_life, 3);
+        EXPECT_EQ(m_storage.m_total_weight, 100.0);
+    }
+}
+
+// Limits. The six sizes have an average of 16: (64 + 16 + 4 * 4) / 6.
+
+TEST_F(zeStatDietLearnerScalingTest, LinearLimitsFollowTheSize) {
+    m_storage.m_average_Rlimit = 10.0;
+
+    EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(40.0, 10.0, 2.5, 2.5, 2.5, 2.5));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, SqrtLimitsFollowTheRootOfTheSize) {
+    m_storage.m_average_Rlimit = 10.0;
+    m_storage.m_learn_speed_scale = 0;
+
+    EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(20.0, 10.0, 5.0, 5.0, 5.0, 5.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, EveryScaleButOneIsSqrt) {
+    m_storage.m_average_Rlimit = 10.0;
+    m_storage.m_learn_speed_scale = 2;
+
+    EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(20.0, 10.0, 5.0, 5.0, 5.0, 5.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, HoldsLimitsBetweenTheClamps) {
+    m_storage.m_average_Rlimit = 10.0;
+    m_storage.m_min_Rlimit = 3.0;
+    m_storage.m_max_Rlimit = 30.0;
+
+    EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(30.0, 10.0, 3.0, 3.0, 3.0, 3.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, UpperClampHasTheLastWord) {
+    m_storage.m_average_Rlimit = 10.0;
+    m_storage.m_min_Rlimit = 30.0;
+    m_storage.m_max_Rlimit = 8.0;
+
+    EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), testing::Each(8.0));
+}
+
+// A profile without messages is one of those that the first mean divides by, and nothing more.
+TEST_F(zeStatDietLearnerScalingTest, ProfileWithoutMessagesHasNoPartInTheAverage) {
+    EXPECT_THAT(Limits({48, 16, 0}), ElementsAre(24.0, 8.0, 0.0));
+}
+
+// The mean is 32, so the dampings are 0.5 * 48 / 32 and 0.5 * 16 / 32, of which the sum is 1. The
+// average is 48 * 0.75 + 16 * 0.25.
+TEST_F(zeStatDietLearnerScalingTest, DampingMakesSmallCategoriesWeighLess) {
+    m_storage.m_average_Rlimit = 20.0;
+    m_storage.m_weaken_small_cats_factor = 0.5;
+
+    EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
+}
+
+// With a third profile without messages the mean is 64 / 4 = 16; 0.25 * 48 / 16 and 0.25 * 16 / 16.
+TEST_F(zeStatDietLearnerScalingTest, DampingMeasuresByTheMeanOfAllThatCount) {
+    m_storage.m_average_Rlimit = 20.0;
+    m_storage.m_weaken_small_cats_factor = 0.25;
+
+    EXPECT_THAT(Limits({48, 16, 0, 0}), ElementsAre(24.0, 8.0, 0.0, 0.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, DampingNeverStrengthens) {
+    m_storage.m_weaken_small_cats_factor = 2.0;
+
+    EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, NoDampingByAFactorThatIsNotAboveZero) {
+    m_storage.m_weaken_small_cats_factor = -0.5;
+
+    EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
+}
+
+// The geometric average of 16 and 4 is 8, the arithmetic one 10.
+TEST_F(zeStatDietLearnerScalingTest, GeometricAverageTakesItsPlaceIfWanted) {
+    m_storage.m_average_Rlimit = 10.0;
+    g_use_geom_average = true;
+
+    const std::vector<double> limits = Limits({16, 4});
+
+    EXPECT_NEAR(limits[0], 20.0, 1e-12);
+    EXPECT_NEAR(limits[1], 5.0, 1e-12);
+}
+
+// 48 to the power of 0.75 times 16 to that of 0.25 is 16 times 3 to the power of 0.75.
+TEST_F(zeStatDietLearnerScalingTest, GeometricAverageIsDampedByPowers) {
+    m_storage.m_weaken_small_cats_factor = 0.5;
+    m_storage.m_average_Rlimit = 16 * std::sqrt(3.0) * std::sqrt(std::sqrt(3.0));
+    g_use_geom_average = true;
+
+    const std::vector<double> limits = Limits({48, 16});
+
+    EXPECT_NEAR(limits[0], 48.0, 1e-11);
+    EXPECT_NEAR(limits[1], 16.0, 1e-11);
+}
+
+// Sizes of -1 and 3 have no logarithm, so the geometric average is replaced by R.
+TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNotAboveZeroIsReplacedByTheAverageLimit) {
+    m_storage.m_average_Rlimit = 8.0;
+    g_use_geom_average = true;
+
+    EXPECT_THAT(Limits({-1, 3}), ElementsAre(0.0, 3.0));
+}
+
+// The mean of -1 and 2 is 0.5, so the damping of -1 goes beyond all range, and no number is left of
+// the arithmetic average.
+TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNoNumberIsReplacedByTheAverageLimit) {
+    m_storage.m_average_Rlimit = 8.0;
+    m_storage.m_weaken_small_cats_factor = 1e308;
+
+    EXPECT_THAT(Limits({-1, 2}), ElementsAre(0.0, 2.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAGeometricAverage) {
+    m_storage.m_average_Rlimit = 0.0;
+    AddSizes({-1, 3});
+
+    EXPECT_ASSERTS(Prepare(true), "geom_average");
+}
+
+// As above. The geometric average is that of 1, since -1 to an infinite power is 1.
+TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAnArithmeticAverage) {
+    m_storage.m_average_Rlimit = 0.0;
+    m_storage.m_weaken_small_cats_factor = 1e308;
+    AddSizes({-1, 2});
+
+    EXPECT_ASSERTS(Prepare(true), "arithm_average");
+}
+
+// Junk. A plain category of 32 and a junk category of 96: the average is 32, the limits are 8 and
+// 24. What counts weighs 8 then, of a quarter of the messages, so all weigh 32.
+
+TEST_F(zeStatDietLearnerScalingTest, JunkIsLimitedByTheAverageOfTheOthers) {
+    m_storage.m_average_Rlimit = 8.0;
+    m_nodes[1].m_flags = zeNode::Junk;
+    AddProfile(32.0, 32.0);
+    AddProfile(96.0, 96.0);
+    SetTotals(128.0, 128.0, 512.0);
+
+    Prepare(true);
+
+    EXPECT_THAT(Weights(), ElementsAre(8.0, 24.0));
+    EXPECT_EQ(m_storage.m_total_weight, 32.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 32.0);
+    EXPECT_EQ(m_storage.m_total_sml_weight, 128.0);
+    EXPECT_EQ(m_storage.profile(0).m_msg_weight, 8.0);
+    EXPECT_EQ(m_storage.profile(1).m_msg_weight, 24.0);
+}
+
+// As without the junk, the mean is 32 and the damped average 40.
+TEST_F(zeStatDietLearnerScalingTest, DampingMeasuresByTheMeanWithoutJunk) {
+    m_storage.m_average_Rlimit = 20.0;
+    m_storage.m_weaken_small_cats_factor = 0.5;
+    m_nodes[2].m_flags = zeNode::Junk;
+
+    EXPECT_THAT(Limits({48, 16, 640}), ElementsAre(24.0, 8.0, 320.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, OtherFlagsMakeNoJunk) {
+    m_nodes[1].m_flags = zeNode::NoScore;
+
+    EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, AllCountIfAllAreJunk) {
+    m_nodes[0].m_flags = zeNode::Junk;
+    m_nodes[1].m_flags = zeNode::Junk | zeNode::NoScore;
+
+    EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
+    EXPECT_EQ(m_storage.m_total_weight, 32.0);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, AllCountIfOnlyJunkHasMessages) {
+    m_nodes[0].m_flags = zeNode::Junk;
+    m_nodes[1].m_flags = zeNode::Junk;
+
+    EXPECT_THAT(Limits({48, 16, 0}), ElementsAre(24.0, 8.0, 0.0));
+}
+
+// Cutting profiles.
+
+TEST_F(zeStatDietLearnerScalingTest, CutsAProfileAndItsConceptsByTheSameFactor) {
+    AddHalved();
+    AddP(0, "x", 3.0);
+    AddP(0, "y", 0.5);
+    AddP(1, "x", 7.0);
+
+    Prepare(true);
+
+    EXPECT_THAT(Weights(), ElementsAre(24.0, 8.0));
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_weight, 1.5);
+    EXPECT_EQ(P_of(m_storage, 0, "y").m_weight, 0.25);
+    EXPECT_EQ(P_of(m_storage, 1, "x").m_weight, 3.5);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, CutsHistogramsIfTheyAreInUse) {
+    for (const bool uses : {false, true}) {
+        SCOPED_TRACE(uses);
+        m_storage.clear();
+        AddHalved();
+        m_storage.m_use_train_likelihood = uses;
+        m_storage.profile(0).m_bins[7] = {2.0, 6.0};
+
+        Prepare(true);
+
+        EXPECT_EQ(m_storage.profile(0).m_bins[7].m_relevant, uses ? 1.0 : 2.0);
+        EXPECT_EQ(m_storage.profile(0).m_bins[7].m_total, uses ? 3.0 : 6.0);
+    }
+}
+
+TEST_F(zeStatDietLearnerScalingTest, LeavesAProfileAloneThatIsNotAboveItsLimit) {
+    AddProfile(24.0, 48.0);
+    AddProfile(4.0, 16.0);
+    SetTotals(64.0, 64.0);
+    AddP(0, "x", 3.0);
+    AddP(1, "x", 3.0);
+
+    Prepare(true);
+
+    EXPECT_THAT(Weights(), ElementsAre(24.0, 4.0));
+    EXPECT_EQ(P_of(m_storage, 0, "x").m_weight, 3.0);
+    EXPECT_EQ(P_of(m_storage, 1, "x").m_weight, 3.0);
+    EXPECT_EQ(m_storage.m_total_weight, 28.0);
+}
+
+// Scaling what all share.
+
+TEST_F(zeStatDietLearnerScalingTest, ScalesTheConceptsAndTotalsAlong) {
+    AddHalved();
+    m_storage.m_num_msgs = 64;
+    m_storage.profile(0).m_num_msgs = 48;
+    AddInfo("x", 3.0, 10.0, 2);
+
+    Prepare(true);
+
+    EXPECT_EQ(info_of(m_storage, "x").m_weight, 1.5);
+    EXPECT_EQ(info_of(m_storage, "x").m_rate, 5.0);
+    EXPECT_EQ(info_of(m_storage, "x").m_num_Ps, 2);
+    EXPECT_EQ(m_storage.m_total_weight, 32.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 32.0);
+    EXPECT_EQ(m_storage.m_total_sml_weight, 128.0);
+    EXPECT_EQ(m_storage.profile(0).m_msg_weight, 24.0);
+    EXPECT_EQ(m_storage.profile(1).m_msg_weight, 8.0);
+    EXPECT_EQ(m_storage.m_num_msgs, 64);
+    EXPECT_EQ(m_storage.profile(0).m_num_msgs, 48);
+}
+
+// All messages have both categories, so that what the profiles weigh is twice what all weigh.
+TEST_F(zeStatDietLearnerScalingTest, MessagesOfSeveralCategoriesCountOnceInTheTotal) {
+    AddHalved();
+    SetTotals(64.0, 32.0);
+
+    Prepare(true);
+
+    EXPECT_EQ(m_storage.m_total_weight, 16.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 8.0);
+    EXPECT_EQ(m_storage.profile(0).m_msg_weight, 12.0);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, TotalWithoutWeightIsSetAndNothingScaled) {
+    AddHalved();
+    m_storage.m_total_weight = 0.0;
+    AddInfo("x", 3.0, 10.0, 2);
+
+    Prepare(true);
+
+    EXPECT_EQ(m_storage.m_total_weight, 32.0);
+    EXPECT_EQ(info_of(m_storage, "x").m_weight, 3.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 64.0);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, TotalOfProfilesWithoutWeightIsSetToZeroAndNothingScaled) {
+    AddProfile(0.0, 48.0);
+    SetTotals(64.0, 48.0, 256.0);
+    AddInfo("x", 3.0, 10.0, 2);
+
+    Prepare(true);
+
+    EXPECT_EQ(m_storage.m_total_weight, 0.0);
+    EXPECT_EQ(info_of(m_storage, "x").m_weight, 3.0);
+    EXPECT_EQ(m_storage.m_total_sml_weight, 256.0);
+}
+
+TEST_F(zeStatDietLearnerScalingTest, AsksForInterruptionAfterEachProfile) {
+    for (int poll = 1; poll <= 3; ++poll) {
+        SCOPED_TRACE(poll);
+        m_storage.clear();
+        AddHalved();
+        zeManager manager;
+        Interrupt_at progress(poll);
+        manager.m_progress = &progress;
+        m_learner.m_manager = &manager;
+
+        if (poll <= 2) {
+            EXPECT_QTX(Prepare(true), zeWorkflow, 2, "Process interrupted");
+        } else {
+            Prepare(true);
+        }
+
+        EXPECT_THAT(Weights(), ElementsAre(24.0, poll == 1 ? 16.0 : 8.0));
+        EXPECT_EQ(m_storage.m_total_weight, poll == 3 ? 32.0 : 64.0);
+    }
+}
+
+// Removing a category's part. Three profiles weigh 8, 4 and 4, and their messages 16, 8 and 8. The
+// messages weigh 16 in all, so the sum over the categories is twice that.
+class zeStatDietLearnerRemovalTest : public Learner_fixture {
+protected:
+    zeStatDietLearnerRemovalTest() {
+        AddProfile(8.0, 16.0).m_num_msgs = 4;
+        AddProfile(4.0, 8.0).m_num_msgs = 2;
+        AddProfile(4.0, 8.0);
+        SetTotals(16.0, 16.0, 100.0);
+        m_storage.m_num_msgs = 6;
+        AddP(0, "x", 4.0);
+        AddP(0, "y", 2.0);
+        AddP(1, "x", 3.0);
+        AddP(1, "z", 1.0);
+        AddInfo("x", 10.0, 5.0, 2);
+        AddInfo("y", 0.5, 4.0, 1);
+        AddInfo("z", 8.0, 2.0, 1);
+    }
+
+    void Remove(int iprofile, bool remove_concepts) {
+        m_learner.remove_influence_of_profile(iprofile, remove_concepts);
+    }
+
+    void ExpectInfo(std::string_view text, double weight, double rate, int num_Ps) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(info_of(m_storage, text).m_weight, weight);
+        EXPECT_EQ(info_of(m_storage, text).m_rate, rate);
+        EXPECT_EQ(info_of(m_storage, text).m_num_Ps, num_Ps);
+    }
+};
+
+// (32 - 16) / 2 messages stay, and a weight of (16 - 8) / 2, a quarter of the old one.
+TEST_F(zeStatDietLearnerRemovalTest, ReducesTheTotalsByTheShareOfTheCategory) {
+    for (const bool remove_concepts : {false, true}) {
+        SetTotals(16.0, 16.0, 100.0);
+
+        Remove(0, remove_concepts);
+
+        EXPECT_EQ(m_storage.m_total_msg_weight, 8.0);
+        EXPECT_EQ(m_storage.m_total_weight, 4.0);
+    }
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, ScalesTheWeightsOfAllConcepts) {
+    Remove(0, false);
+
+    ExpectInfo("x", 2.5, 5.0, 1);
+    ExpectInfo("y", 0.125, 4.0, 0);
+    ExpectInfo("z", 2.0, 2.0, 1);
+}
+
+// x loses 4 * 16 * 16 / (8 * 32 * 2) = 2, and y would lose 1, more than there is.
+TEST_F(zeStatDietLearnerRemovalTest, TakesTheConceptsOfTheCategoryOutIfWanted) {
+    Remove(0, true);
+
+    ExpectInfo("x", 2.0, 1.25, 1);
+    ExpectInfo("y", 0.0, 1.0, 0);
+    ExpectInfo("z", 2.0, 0.5, 1);
+}
+
+// x loses 3 * 16 * 8 / (4 * 32 * 2) = 1.5, z 0.5; a weight of (16 - 4) / 2 = 6 stays, 3 / 8.
+TEST_F(zeStatDietLearnerRemovalTest, TakesASmallerCategoryOutByItsOwnShare) {
+    Remove(1, true);
+
+    EXPECT_EQ(m_storage.m_total_msg_weight, 12.0);
+    EXPECT_EQ(m_storage.m_total_weight, 6.0);
+    ExpectInfo("x", 8.5 * 0.375, 5.0 * 0.375, 1);
+    ExpectInfo("y", 0.5 * 0.375, 4.0 * 0.375, 1);
+    ExpectInfo("z", 7.5 * 0.375, 2.0 * 0.375, 0);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, LeavesTheProfilesAndTheOtherTotalsAlone) {
+    Remove(0, true);
+
+    EXPECT_EQ(m_storage.m_num_msgs, 6);
+    EXPECT_EQ(m_storage.m_total_sml_weight, 100.0);
+    EXPECT_EQ(m_storage.profile(0).m_weight, 8.0);
+    EXPECT_EQ(m_storage.profile(0).m_msg_weight, 16.0);
+    EXPECT_EQ(m_storage.profile(0).m_Ps.size(), 2U);
+    EXPECT_EQ(m_storage.profile(1).m_weight, 4.0);
+    EXPECT_EQ(m_storage.profile(1).m_msg_weight, 8.0);
+    EXPECT_EQ(P_of(m_storage, 1, "x").m_weight, 3.0);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, CountsNoConceptBelowNothingAndPassesUnknownOnes) {
+    info_of(m_storage, "x").m_num_Ps = 0;
+    AddP(0, "unknown", 4.0);
+
+    Remove(0, false);
+
+    EXPECT_EQ(info_of(m_storage, "x").m_num_Ps, 0);
+    EXPECT_FALSE(Knows("unknown"));
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, StopsWhereThereIsNoWeight) {
+    struct Row {
+        const char* rule;
+        double total_weight;
+        double msg_weight;
+    };
+
+    for (const Row& row : {Row{"no total", 0.0, 8.0}, Row{"no weight of messages", 16.0, 0.0}}) {
+        SCOPED_TRACE(row.rule);
+        m_storage.m_total_weight = row.total_weight;
+        for (const auto& profile : m_storage.m_profiles) {
+            profile->m_msg_weight = row.msg_weight;
+        }
+
+        Remove(0, true);
+
+        ExpectInfo("x", 10.0, 5.0, 2);
+        EXPECT_EQ(m_storage.m_total_weight, row.total_weight);
+        EXPECT_EQ(m_storage.m_total_msg_weight, 16.0);
+    }
+}
+
+// What it has brought cannot be told, so its concepts keep their weights but for the scaling.
+TEST_F(zeStatDietLearnerRemovalTest, ProfileWithoutWeightTakesNothingOut) {
+    m_storage.profile(0).m_weight = 0.0;
+
+    Remove(0, true);
+
+    // (8 - 0) / 2 of 16 stay.
+    ExpectInfo("x", 2.5, 1.25, 1);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, LastCategoryTakesAllWeightWithIt) {
+    int other = 2;
+    m_storage.delete_profile(other);
+    other = 1;
+    m_storage.delete_profile(other);
+    SetTotals(8.0, 16.0);
+
+    Remove(0, true);
+
+    EXPECT_EQ(m_storage.m_total_weight, 0.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 0.0);
+    ExpectInfo("x", 0.0, 0.0, 1);
+}
+
+// The totals of a damaged model may be less than what its profiles say.
+TEST_F(zeStatDietLearnerRemovalTest, TotalsNeverFallBelowNothing) {
+    m_storage.profile(1).m_weight = -12.0;
+    m_storage.profile(1).m_msg_weight = -12.0;
+
+    Remove(0, false);
+
+    EXPECT_EQ(m_storage.m_total_weight, 0.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 0.0);
+}
+
+// Clearing, deleting and adding.
+
+TEST_F(zeStatDietLearnerRemovalTest, ClearsACategoryWithItsInfluence) {
+    zeNode* cat = Node(0);
+
+    EXPECT_TRUE(m_learner.clear_cat(cat, true));
+
+    EXPECT_EQ(m_storage.profile_count(), 3);
+    EXPECT_EQ(m_storage.profile(0).m_weight, 0.0);
+    EXPECT_EQ(m_storage.profile(0).m_msg_weight, 0.0);
+    EXPECT_EQ(m_storage.profile(0).m_num_msgs, 0);
+    EXPECT_TRUE(m_storage.profile(0).m_Ps.empty());
+    ExpectInfo("x", 2.0, 1.25, 1);
+    EXPECT_EQ(m_storage.m_total_weight, 4.0);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, ClearsACategoryAndKeepsItsConcepts) {
+    zeNode* cat = Node(0);
+
+    EXPECT_TRUE(m_learner.clear_cat(cat, false));
+
+    ExpectInfo("x", 2.5, 5.0, 1);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, DeletesACategoryWithItsInfluence) {
+    zeNode* cat = Node(0);
+
+    EXPECT_TRUE(m_learner.delete_cat(cat, true));
+
+    ASSERT_EQ(m_storage.profile_count(), 2);
+    EXPECT_EQ(m_storage.profile(0).m_node, Node(2));
+    EXPECT_EQ(m_storage.get_profile(cat), 2);
+    ExpectInfo("x", 2.0, 1.25, 1);
+    EXPECT_EQ(m_storage.m_total_weight, 4.0);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, DeletesACategoryAndKeepsItsConcepts) {
+    zeNode* cat = Node(0);
+
+    EXPECT_TRUE(m_learner.delete_cat(cat, false));
+
+    ExpectInfo("x", 2.5, 5.0, 1);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, UnknownCategoryIsRefusedAndNothingChanges) {
+    zeNode* cat = Node(5);
+
+    EXPECT_FALSE(m_learner.delete_cat(cat, true));
+    EXPECT_FALSE(m_learner.clear_cat(cat, true));
+
+    EXPECT_EQ(m_storage.profile_count(), 3);
+    EXPECT_EQ(m_storage.m_total_weight, 16.0);
+    EXPECT_EQ(m_storage.m_total_msg_weight, 16.0);
+    ExpectInfo("x", 10.0, 5.0, 2);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, AddsAnEmptyCategory) {
+    zeNode* cat = Node(5);
+
+    EXPECT_TRUE(m_learner.add_cat(cat));
+
+    ASSERT_EQ(m_storage.profile_count(), 4);
+    EXPECT_EQ(m_storage.profile(3).m_node, cat);
+    EXPECT_EQ(m_storage.profile(3).m_weight, 0.0);
+}
+
+TEST_F(zeStatDietLearnerRemovalTest, AddingAKnownCategoryEmptiesItAndKeepsItsInfluence) {
+    zeNode* cat = Node(0);
+
+    EXPECT_FALSE(m_learner.add_cat(cat));
+
+    EXPECT_EQ(m_storage.profile_count(), 3);
+    EXPECT_TRUE(m_storage.profile(0).m_Ps.empty());
+    EXPECT_EQ(m_storage.profile(0).m_weight, 0.0);
+    EXPECT_EQ(m_storage.m_total_weight, 16.0);
+    ExpectInfo("x", 10.0, 5.0, 2);
+}
+
+}  // namespace

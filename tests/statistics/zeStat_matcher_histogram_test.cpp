@@ -1,0 +1,255 @@
+// The histogram step of zeStat_matcher: a labelled message's scores enter the histograms.
+#include "zandrel/statistics/zeStat_matcher.h"
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/small_model.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+// Two categories of 2 of 4 messages each. The concept x counts 1 for a and -1 for b; y counts 2
+// for b alone. A bag of x alone scores atan(pi) / pi + 0.5, which is 0.9019, for a, and 0.0981 for
+// b; one of y alone scores 0.5 for a, and atan(2 pi) / pi + 0.5, which is 0.9498, for b.
+class zeStatMatcherHistogramTest : public testing::Test {
+protected:
+    zeStatMatcherHistogramTest() {
+        bool added = false;
+        m_storage.m_use_train_likelihood = true;
+        m_storage.get_or_add_profile(&m_a, added);
+        m_storage.get_or_add_profile(&m_b, added);
+        m_storage.m_num_msgs = 4;
+        for (const int iprofile : {0, 1}) {
+            m_storage.profile(iprofile).m_num_msgs = 2;
+        }
+        m_storage.profile(0).m_weights = {{term("x"), 1.0F}};
+        m_storage.profile(1).m_weights = {{term("y"), 2.0F}, {term("x"), -1.0F}};
+        m_matcher.feed(m_storage, false);
+    }
+
+    // Runs the step for one message.
+    void Enter(const MessageBuilder& msg, const std::vector<zeNode*>& cats) {
+        Small_corpus corpus;
+        corpus.add(msg, cats);
+        m_matcher.classify(*corpus.corpus.msgs[0], corpus.view, corpus.view.msgs.cbegin());
+    }
+
+    // The bins of a profile that are not empty: relevant weight and total by position.
+    std::map<std::size_t, std::pair<double, double>> Bins(int iprofile) {
+        std::map<std::size_t, std::pair<double, double>> filled;
+        const auto& bins = m_storage.profile(iprofile).m_bins;
+        for (std::size_t i = 0; i < bins.size(); ++i) {
+            if (bins[i].m_total != 0.0 || bins[i].m_relevant != 0.0) {
+                filled[i] = {bins[i].m_relevant, bins[i].m_total};
+            }
+        }
+        return filled;
+    }
+
+    int Age(int iprofile) { return m_storage.profile(iprofile).m_likelihood_age; }
+
+    double& Accumulator(int iprofile) { return m_storage.profile(iprofile).m_match_value; }
+
+    zeNode m_a{term("a")};
+    zeNode m_b{term("b")};
+    zeDefaults m_settings = plain_settings();
+    zeStat_storage m_storage{nullptr, m_settings};
+    zeStat_matcher m_matcher{nullptr, nullptr, m_storage, false};
+};
+
+// 30 times 0.9019 is 27.06, 30 times 0.0981 is 2.94.
+TEST_F(zeStatMatcherHistogramTest, EntersEveryCategorysScoreInItsBin) {
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(1.0, 1.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(0.0, 1.0))));
+    EXPECT_EQ(Accumulator(0), 0.0);
+    EXPECT_EQ(Accumulator(1), 0.0);
+}
+
+// 90 times 0.5 is 45, 90 times 0.9498 is 85.48.
+TEST_F(zeStatMatcherHistogramTest, ReadsTheResolution) {
+    m_storage.set_likelihood_histogram_resolution(3);
+
+    Enter(MessageBuilder().bag({{"y", 1.0}}), {&m_b});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(45, Pair(0.0, 1.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(85, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, AddsTheWeightOfTheMessage) {
+    Enter(MessageBuilder().bag({{"x", 1.0}}).weight(2.5), {&m_a});
+    Enter(MessageBuilder().bag({{"x", 2.0}}).weight(0.25), {});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(2.5, 2.75))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(0.0, 2.75))));
+    EXPECT_EQ(Age(0), 2);
+}
+
+TEST_F(zeStatMatcherHistogramTest, AMessageMayBeRelevantForSeveralCategories) {
+    Enter(MessageBuilder().bag({{"u", 1.0}}), {&m_b, &m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(1.0, 1.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(15, Pair(1.0, 1.0))));
+}
+
+// The labels that a message carries play no part.
+TEST_F(zeStatMatcherHistogramTest, AsksTheViewForRelevance) {
+    Enter(MessageBuilder().bag({{"u", 1.0}}).labels({"a"}), {&m_b});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(0.0, 1.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(15, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, TakesThePositionInTheViewNotTheNumber) {
+    Small_corpus corpus;
+    corpus.add(MessageBuilder().bag({{"x", 1.0}}), {});
+    corpus.add(MessageBuilder().bag({{"u", 1.0}}), {});
+    corpus.view.msgs = {{1, {&m_a}}, {0, {&m_b}}};
+
+    m_matcher.classify(*corpus.corpus.msgs[0], corpus.view, corpus.view.msgs.cbegin() + 1);
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 1.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, AScoreOfExactlyOneFallsInTheLastBin) {
+    m_storage.profile(0).m_M = 1e300;
+
+    Enter(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(29, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, AScoreOfZeroFallsInTheFirstBin) {
+    m_storage.profile(0).m_M = -1e300;
+
+    Enter(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, AScoreThatIsNoNumberFallsInTheFirstBin) {
+    m_storage.profile(0).m_M = std::numeric_limits<double>::quiet_NaN();
+
+    Enter(MessageBuilder().bag({{"x", 1.0}}), {});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(0.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, AnEmptyBagScoresNothingAndIsEntered) {
+    Enter(MessageBuilder().bag({}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(1.0, 1.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(0, Pair(0.0, 1.0))));
+    EXPECT_EQ(Age(1), 1);
+}
+
+TEST_F(zeStatMatcherHistogramTest, WithoutABagNothingHappens) {
+    Accumulator(0) = 0.25;
+
+    Enter(MessageBuilder(), {&m_a});
+    Enter(MessageBuilder().bag({{"x", 1.0}}).active(1), {&m_a});
+
+    EXPECT_THAT(Bins(0), IsEmpty());
+    EXPECT_EQ(Age(0), 0);
+    EXPECT_EQ(Accumulator(0), 0.25);
+}
+
+// Under the ceiling the bag is x 2, u 1, v 1, and a's accumulator a half of its total: the score
+// is atan(pi / 2) / pi + 0.5, which is 0.8195, and 24.58 of 30.
+TEST_F(zeStatMatcherHistogramTest, ClipsTheBag) {
+    m_storage.m_clip_value = 2.0;
+
+    Enter(MessageBuilder().bag({{"x", 10.0}, {"u", 1.0}, {"v", 1.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(24, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, ReadsTheActiveSlot) {
+    Enter(MessageBuilder().bag({{"u", 1.0}}).bag_at(2, {{"x", 1.0}}).active(2), {});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 1.0))));
+}
+
+// A category with no message, or with every message, has no score that means anything.
+TEST_F(zeStatMatcherHistogramTest, CategoriesOfNoneOrAllMessagesTakeNoPart) {
+    for (const int msg_count : {0, 4}) {
+        SCOPED_TRACE(msg_count);
+        m_storage.profile(0).m_num_msgs = msg_count;
+
+        Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+
+        EXPECT_THAT(Bins(0), IsEmpty());
+        EXPECT_EQ(Age(0), 0);
+    }
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(0.0, 2.0))));
+    EXPECT_EQ(Age(1), 2);
+}
+
+// Twice 3 stays, and the third time makes it 9 over a total of 3: the score is that of 3 instead
+// of 1, atan(3 pi) / pi + 0.5, which is 0.9664, and 28.99 of 30.
+TEST_F(zeStatMatcherHistogramTest, AnAccumulatorThatTookNoPartCountsForTheNextScore) {
+    m_storage.profile(0).m_num_msgs = 0;
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+    EXPECT_EQ(Accumulator(0), 6.0);
+    m_storage.profile(0).m_num_msgs = 2;
+
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(28, Pair(1.0, 1.0))));
+    EXPECT_EQ(Accumulator(0), 0.0);
+}
+
+TEST_F(zeStatMatcherHistogramTest, ACategoryBelowActivationScoresNothingAndIsEntered) {
+    m_storage.m_activation_inside = 3;
+
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(1.0, 1.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, TheAgeStopsAtAThousand) {
+    m_storage.profile(0).m_likelihood_age = 999;
+
+    Enter(MessageBuilder().bag({{"x", 1.0}}), {});
+    EXPECT_EQ(Age(0), 1000);
+    Enter(MessageBuilder().bag({{"x", 1.0}}), {});
+
+    EXPECT_EQ(Age(0), 1000);
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 2.0))));
+}
+
+// The one profile of a model covers 2 of 3 messages.
+TEST_F(zeStatMatcherHistogramTest, TheOnlyCategoryScoresOneIfMessagesLieOutside) {
+    zeStat_storage storage(nullptr, m_settings);
+    storage.m_use_train_likelihood = true;
+    bool added = false;
+    storage.get_or_add_profile(&m_a, added);
+    storage.profile(0).m_num_msgs = 2;
+    storage.m_num_msgs = 3;
+    m_matcher.feed(storage, false);
+    Small_corpus corpus;
+    corpus.add(MessageBuilder().bag({{"u", 1.0}}), {});
+
+    m_matcher.classify(*corpus.corpus.msgs[0], corpus.view, corpus.view.msgs.cbegin());
+
+    EXPECT_EQ(storage.profile(0).m_bins[29].m_total, 1.0);
+    EXPECT_EQ(storage.profile(0).m_bins[29].m_relevant, 0.0);
+}
+
+}  // namespace

@@ -1,0 +1,286 @@
+// Training with likelihood tables and bootstrap, interrupted at every poll: what is left behind,
+// and that the process goes on with a model that is trained anew.
+#include "zandrel/statistics/zeStat_trainer.h"
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/small_model.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+// All that training decides about a profile.
+struct Learned {
+    bool operator==(const Learned& other) const = default;
+
+    double M;
+    int msgs;
+    int age;
+    std::array<double, Zandrel::LIKELIHOOD_SIZE> likelihood;
+    std::vector<double> bins;  // relevant weight and total, bin by bin
+};
+
+class zeStatTrainerInterruptionTest : public testing::Test {
+protected:
+    zeStatTrainerInterruptionTest() {
+        m_settings.activation_inside = 2;
+        m_settings.activation_total = 3;
+        m_settings.suppress_M_threshold = 7;
+    }
+
+    // Three messages of each of two categories, of one weight; the model stays whole whichever is
+    // left out. Keywords come to every message, a title to every second one.
+    void FillCorpus(Small_corpus& corpus) {
+        for (int i = 0; i < 6; ++i) {
+            const bool is_a = i % 2 == 0;
+            MessageBuilder msg;
+            msg.bag({{is_a ? "x" : "y", 5.0}, {i < 3 ? "u" : "v", 2.0}});
+            msg.bag_at(1, {{is_a ? "k" : "l", 4.0}});
+            if (is_a) {
+                msg.bag_at(2, {{"t", 1.0}});
+            }
+            corpus.add(msg.weight(2.0), {is_a ? &m_a : &m_b});
+        }
+    }
+
+    static std::vector<Learned> LearnedBy(const zeStat_storage& storage) {
+        std::vector<Learned> all;
+        for (const auto& profile : storage.m_profiles) {
+            Learned learned = {profile->m_M,
+                               profile->m_num_msgs,
+                               profile->m_likelihood_age,
+                               profile->m_likelihood,
+                               {}};
+            for (const zeStat_storage::Result_bin& bin : profile->m_bins) {
+                learned.bins.push_back(bin.m_relevant);
+                learned.bins.push_back(bin.m_total);
+            }
+            all.push_back(learned);
+        }
+        return all;
+    }
+
+    static std::vector<double> Scores(zeStat_matcher& matcher, const Small_corpus& corpus) {
+        std::vector<double> scores;
+        for (const auto& msg : corpus.corpus.msgs) {
+            zeResult_set results(0.0, -1);
+            matcher.classify(*msg, results, 1.0, false);
+            for (const zeResult& result : results.results) {
+                scores.push_back(result.score);
+            }
+        }
+        return scores;
+    }
+
+    void SetAnew(zeStat_storage& storage) {
+        zeSetDefaults all = zeSetDefaults::all(true);
+        storage.create_skeleton();
+        storage.set_defaults(m_settings, all);
+    }
+
+    // What a run of training, without or with an interruption, works on.
+    struct Run {
+        Run(zeStatTrainerInterruptionTest& test, int poll)
+            : storage(new zeStat_storage(&manager, test.m_settings)),
+              matcher(new zeStat_matcher(&manager, nullptr, *storage, false)),
+              progress(poll) {
+            test.FillCorpus(corpus);
+            manager.m_progress = &progress;
+        }
+
+        zeManager manager;
+        zeStat_storage* storage;  // the manager's
+        zeStat_matcher* matcher;  // the manager's
+        Small_corpus corpus;
+        Interrupt_at progress;
+    };
+
+    zeNode m_a{term("a")};
+    zeNode m_b{term("b")};
+    zeDefaults m_settings;
+};
+
+// By ways to train: how many polls come before the settings change, and before they are back.
+struct Way {
+    const char* name;
+    bool use_omit_method;
+    int num_slices;
+    int first_of_pass;
+    int first_behind_pass;
+    int all;
+};
+
+// Six messages, two categories. Counting polls 6 times, a selection twice, matching 6 times, the
+// tables twice; a slice of 3 or 2 messages polls for each 3 times, for its selection and its end.
+// A model without categories has nothing to select and no tables.
+constexpr std::array<Way, 4> kWays = {{
+    {"NotOmitting", false, 10, 7, 15, 18},
+    {"TwoSlices", true, 2, 7, 31, 34},
+    {"ThreeSlices", true, 3, 7, 34, 37},
+    {"OneSlice", true, 1, 1, 13, 16},
+}};
+
+class zeStatLikelihoodInterruptionTest : public zeStatTrainerInterruptionTest,
+                                         public testing::WithParamInterface<Way> {
+protected:
+    zeStatLikelihoodInterruptionTest() {
+        m_settings.use_omit_method = GetParam().use_omit_method;
+        m_settings.num_slices = GetParam().num_slices;
+    }
+
+    // The thresholds and the correction are those of the pass while it lasts, and also if it is
+    // broken off.
+    void ExpectSettings(const zeStat_storage& storage, bool are_of_pass) {
+        EXPECT_EQ(storage.m_use_likelihood_in_match, !are_of_pass);
+        EXPECT_EQ(storage.m_activation_inside, are_of_pass ? 1 : 2);
+        EXPECT_EQ(storage.m_activation_outside, are_of_pass ? 1 : 0);
+        EXPECT_EQ(storage.m_activation_total, are_of_pass ? 1 : 3);
+    }
+};
+
+TEST_P(zeStatLikelihoodInterruptionTest, PollsAsOftenAsItHasSteps) {
+    Run run(*this, 0);
+
+    run.matcher->train(run.corpus.view);
+
+    EXPECT_EQ(run.progress.polls, GetParam().all);
+    ExpectSettings(*run.storage, false);
+}
+
+TEST_P(zeStatLikelihoodInterruptionTest, LeavesItsSettingsIfItIsBrokenOff) {
+    for (int poll = 1; poll <= GetParam().all; ++poll) {
+        SCOPED_TRACE(poll);
+        Run run(*this, poll);
+
+        EXPECT_QTX(run.matcher->train(run.corpus.view), zeWorkflow, 2, "Process interrupted");
+
+        EXPECT_EQ(run.progress.polls, poll);
+        ExpectSettings(*run.storage,
+                       GetParam().first_of_pass <= poll && poll < GetParam().first_behind_pass);
+    }
+}
+
+TEST_P(zeStatLikelihoodInterruptionTest, TheModelCanBeTrainedAnewWithItsSettingsSetAnew) {
+    Run whole(*this, 0);
+    whole.matcher->train(whole.corpus.view);
+    const std::vector<Learned> expected = LearnedBy(*whole.storage);
+    const std::vector<double> scores = Scores(*whole.matcher, whole.corpus);
+    for (int poll = 1; poll <= GetParam().all; ++poll) {
+        SCOPED_TRACE(poll);
+        Run run(*this, poll);
+        EXPECT_QTX(run.matcher->train(run.corpus.view), zeWorkflow, 2, "Process interrupted");
+        EXPECT_NO_THROW(Scores(*run.matcher, run.corpus));
+
+        SetAnew(*run.storage);
+        run.matcher->train(run.corpus.view);
+
+        EXPECT_EQ(LearnedBy(*run.storage), expected);
+        EXPECT_EQ(Scores(*run.matcher, run.corpus), scores);
+        ExpectSettings(*run.storage, false);
+    }
+}
+
+std::string name_of(const testing::TestParamInfo<Way>& instance) {
+    return instance.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, zeStatLikelihoodInterruptionTest, testing::ValuesIn(kWays), name_of);
+
+// A slice that has been taken out is missing from the model until it is put back. Six polls count
+// the messages, three take out the first slice, two select, three match, and three put it back.
+TEST_F(zeStatTrainerInterruptionTest, TheModelMayLackMessagesOfASlice) {
+    m_settings.num_slices = 2;
+    const std::vector<int> expected = {1, 2, 3, 4, 5, 6, 5, 4, 3, 3, 3, 3, 3, 3, 4, 5, 6, 6};
+    std::vector<int> counts;
+    for (int poll = 1; poll <= 18; ++poll) {
+        Run run(*this, poll);
+
+        EXPECT_QTX(run.matcher->train(run.corpus.view), zeWorkflow, 2, "Process interrupted");
+
+        counts.push_back(run.storage->m_num_msgs);
+    }
+
+    EXPECT_EQ(counts, expected);
+}
+
+// Bootstrap polls once for each message in each of its three passes, and its matcher once for each
+// of the two categories.
+constexpr int kBootstrapPolls = 18;
+
+TEST_F(zeStatTrainerInterruptionTest, BootstrapPollsForEachMessageOfEachSlot) {
+    Run run(*this, 0);
+
+    run.matcher->bootstrap(run.corpus.view);
+
+    EXPECT_EQ(run.progress.polls, kBootstrapPolls + 2);
+}
+
+TEST_F(zeStatTrainerInterruptionTest, ABrokenOffBootstrapLeavesItsSettings) {
+    for (int poll = 1; poll <= kBootstrapPolls + 2; ++poll) {
+        SCOPED_TRACE(poll);
+        const bool is_broken_off = poll <= kBootstrapPolls;
+        Run run(*this, poll);
+
+        EXPECT_QTX(run.matcher->bootstrap(run.corpus.view), zeWorkflow, 2, "Process interrupted");
+
+        EXPECT_EQ(run.storage->m_clip_value, is_broken_off ? 0.0 : 3.0);
+        EXPECT_EQ(run.storage->m_suppress_M, !is_broken_off);
+        EXPECT_EQ(run.storage->m_use_train_likelihood, !is_broken_off);
+    }
+}
+
+// The weights of the three slots are 5, 3 and 3.
+TEST_F(zeStatTrainerInterruptionTest, ABrokenOffBootstrapLeavesItsBagsAndWeightsInTheMessages) {
+    for (int poll = 1; poll <= kBootstrapPolls; ++poll) {
+        SCOPED_TRACE(poll);
+        Run run(*this, poll);
+
+        EXPECT_QTX(run.matcher->bootstrap(run.corpus.view), zeWorkflow, 2, "Process interrupted");
+
+        for (const auto& msg : run.corpus.corpus.msgs) {
+            EXPECT_EQ(msg->active_sml, 4U);
+            EXPECT_EQ(msg->weight, poll <= 6 ? 5.0 : 3.0);
+        }
+        const bool has_title =
+            run.corpus.corpus.msgs[0]->smls[4] == run.corpus.corpus.msgs[0]->smls[2];
+        EXPECT_EQ(has_title, 6 < poll && poll <= 12);
+    }
+}
+
+TEST_F(zeStatTrainerInterruptionTest, TheModelCanBeBootstrappedAnewFromOtherMessages) {
+    Run whole(*this, 0);
+    whole.matcher->bootstrap(whole.corpus.view);
+    const std::vector<Learned> expected = LearnedBy(*whole.storage);
+    for (int poll = 1; poll <= kBootstrapPolls + 2; ++poll) {
+        SCOPED_TRACE(poll);
+        Run run(*this, poll);
+        EXPECT_QTX(run.matcher->bootstrap(run.corpus.view), zeWorkflow, 2, "Process interrupted");
+        Small_corpus corpus;
+        FillCorpus(corpus);
+
+        SetAnew(*run.storage);
+        run.matcher->bootstrap(corpus.view);
+
+        EXPECT_EQ(LearnedBy(*run.storage), expected);
+        EXPECT_EQ(Scores(*run.matcher, corpus), Scores(*whole.matcher, whole.corpus));
+        EXPECT_EQ(corpus.corpus.msgs[5]->weight, 2.0);
+    }
+}
+
+}  // namespace

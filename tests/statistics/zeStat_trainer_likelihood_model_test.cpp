@@ -1,0 +1,58 @@
+// Checks the likelihood pass and the scores that come of it over random corpora against a second,
+// slow implementation, under a sample of the combinations of all settings that they read. All of
+// them are compared by zeStat_trainer_likelihood_model_slow_test.cpp.
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "tests/statistics/likelihood_comparison.h"
+
+namespace {
+
+using likelihood_comparison::combination;
+using likelihood_comparison::kCombinations;
+using likelihood_comparison::messages_of;
+
+class zeStatTrainerLikelihoodModelTest : public testing::TestWithParam<unsigned int> {};
+
+TEST_P(zeStatTrainerLikelihoodModelTest, AgreesWithTheSlowLikelihood) {
+    std::mt19937 engine(GetParam());
+    for (int i = 0; i < 100; ++i) {
+        const auto number = static_cast<unsigned int>(engine()) % kCombinations;
+        SCOPED_TRACE(testing::Message() << "seed " << GetParam() << ", combination " << number);
+
+        Likelihood_comparison(combination(number)).Run(GetParam());
+
+        if (HasFailure()) {
+            return;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, zeStatTrainerLikelihoodModelTest, testing::Range(1U, 6U),
+                         testing::PrintToStringParamName());
+
+// The corpora are hard enough only if they bring about what the comparison is for.
+TEST(LikelihoodCorpusTest, FillsManyBinsAndLeavesMessagesAside) {
+    zeDefaults settings = plain_settings();
+    settings.use_likelihood_in_train = true;
+    Slow_likelihood slow(settings);
+    slow.Train(messages_of(2), {});
+    int filled = 0;
+    int mixed = 0;
+    int rare = 0;
+    for (const Slow_trainer::Profile& profile : slow.model.profiles) {
+        const Slow_likelihood::Histogram& histogram = slow.HistogramOf(profile.name);
+        for (std::size_t i = 0; i < histogram.total.size(); ++i) {
+            filled += histogram.total[i] > 0.0 ? 1 : 0;
+            mixed += histogram.relevant[i] > 0.0 && histogram.relevant[i] < histogram.total[i];
+        }
+        rare += profile.weight <= 1.0 ? 1 : 0;
+    }
+
+    EXPECT_GT(filled, 30);
+    EXPECT_GT(mixed, 3);
+    EXPECT_GT(rare, 0);
+}
+
+}  // namespace
