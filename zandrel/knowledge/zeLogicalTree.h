@@ -9,6 +9,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtString.h"
 
+class zeClassifier;
 class zeManager;
 struct zeNode;
 
@@ -40,11 +41,24 @@ public:
     // Forgets all nodes and starts ids anew. The physical side is not touched.
     void Clear();
 
+    // Mirrors a category that appeared on the physical side, as training makes it, below the node
+    // at which `classifier` sits; without a classifier, or at a node that is not mirrored, the new
+    // node has the parent 0. A node that is mirrored already is left as it is. Sets the manager's
+    // modified flag; an exception changes nothing.
+    // RAISES: the assertion "sw" for a rule node whose classifier is none of rules.
+    void KCE_Add(zeNode* const& node, const zeClassifier* classifier);
+
     hash_map<unsigned int, zeLogicalNode> nodes;             // by id
     hash_map<zeNode*, unsigned int, zePointer_hash> finder;  // id of the node that mirrors it
     zeLogicalNode not_found_node;                            // answers for a missing id
     unsigned int next_id = 0;                                // the last id given
     zeManager* manager;
+
+private:
+    // The node that mirrors a physical one, or null.
+    zeLogicalNode* FindMirror(zeNode* node);
+    // Adds a node under the next id, below another one or none.
+    void Insert(const zeLogicalNode& made, zeLogicalNode* above);
 };
 
 #endif  // ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
