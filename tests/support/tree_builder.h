@@ -32,6 +32,18 @@ public:
         return node;
     }
 
+    // The same with a rule node, whose ways the test closes through `blocked_children`.
+    zeNode* RuleRoot(std::string_view name) {
+        zeNode* const node = MakeInner(name, ZE_RULE);
+        m_manager.m_root = node;
+        return node;
+    }
+
+    // A rule node below another.
+    zeNode* Rule(zeNode* parent, std::string_view name) {
+        return Attach(parent, MakeInner(name, ZE_RULE), 1.0);
+    }
+
     // An inner node that the parent's classifier answers with this factor.
     zeNode* Inner(zeNode* parent, std::string_view name, double factor) {
         return Attach(parent, MakeInner(name), factor);
@@ -41,6 +53,9 @@ public:
     zeNode* Leaf(zeNode* parent, std::string_view name, double factor) {
         return Attach(parent, Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0), factor);
     }
+
+    // Closes the way from a rule node to a child.
+    void Block(zeNode* rule, zeNode* child) { Classifier(rule).blocked_children.insert(child); }
 
     // Lets a node's classifier answer any node, as a child's way or a second way to it.
     void Answer(zeNode* from, zeNode* to, double factor) {
@@ -64,9 +79,9 @@ public:
     const std::vector<std::string>& Asked() const { return m_asked; }
 
 private:
-    zeNode* MakeInner(std::string_view name) {
+    zeNode* MakeInner(std::string_view name, unsigned int type = ZE_STAT) {
         zeNode* const node = Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0);
-        auto* const classifier = new FakeClassifier(&m_manager, node);
+        auto* const classifier = new FakeClassifier(&m_manager, node, type);
         classifier->on_classify = [this, node] { m_asked.push_back(node->m_concept.text().str()); };
         Tree().set_classifier(node, classifier);
         node->m_flags = 0;

@@ -1,4 +1,4 @@
-// zeWorkflow: through which a caller classifies messages.
+// zeWorkflow: through which a caller classifies messages and trains a container.
 #ifndef ZANDREL_CLASSIFICATION_ZEWORKFLOW_H_
 #define ZANDREL_CLASSIFICATION_ZEWORKFLOW_H_
 
@@ -7,8 +7,11 @@
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/export.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+class CTProgress;
 class zeManager;
 class zeMsg;
 struct zeNode;
@@ -27,6 +30,11 @@ struct Node_stack_elem {
 // Threads: one at a time on one manager, classification included.
 class ZANDREL_EXPORT zeWorkflow {
 public:
+    // For each statistical node, the messages that reach it, each with the node's children for
+    // which it counts there. A message without any counts against all of them.
+    using Distribution = hash_map<zeNode*, zeCorpus_view, zePointer_hash>;
+    using Node_set = hash_set<zeNode*, zePointer_hash>;
+
     // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" if the manager has no root.
     explicit zeWorkflow(zeManager* manager);
 
@@ -56,7 +64,89 @@ public:
     std::vector<Node_stack_elem> start_node(zeNode* node);
     void next(std::vector<Node_stack_elem>& stack);
 
+    // Training. Every classifier that has its turn is left whole; there is no way back to what it
+    // was. All of these set the manager's modified flag, `train`, `bootstrap` and `learn` as soon
+    // as their corpus is distributed, for until then nothing has changed.
+    //
+    // `progress` may be null: nothing is reported then, and nothing interrupts. Meanwhile it is the
+    // manager's. If an operation fails it stays so: let it live on or set `m_progress` to null.
+    // `ignore_invalid`: leave out labels that stand in no tree, in place of failing.
+    // RAISES: qtX<zeWorkflow> 3 "Operation cannot be performed on compact KB", before anything
+    // else; what `distribute_corpus` raises; 2 "Process interrupted"; the assertion "stat_matcher"
+    // for a statistical node without its classifier; what loading a classifier, the corpus and the
+    // classifiers' training raise. Those that were trained before stay so, and the time of the last
+    // training is the old one.
+
+    // Adds the messages of the view to what the statistical classifiers have learned. Each gets its
+    // part of the view, and they have their turns in the order of their nodes' ids; after each
+    // `progress` is asked for an interruption.
+    // `root_only`: the root gets the view as it is, with the nodes that stand there, and its
+    // categories appear in the logical tree; nothing is trained if the root is not statistical.
+    void train(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
+    // The same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
+    void bootstrap(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
+    // `train`, or `bootstrap` with `initial` if `training` is null.
+    // REQUIRES: one of them.
+    void train(zeCorpus_view* training, zeCorpus_view* initial, bool root_only,
+               CTProgress* progress, bool ignore_invalid);
+    // Takes in new messages at a fixed size of the models. `learn_flag`: true for the first bulk of
+    // a run, as zeStat_matcher::learn has it. Between two classifiers nothing interrupts.
+    void learn(zeCorpus_view& view, CTProgress* progress, bool ignore_invalid, bool learn_flag);
+    // Makes the statistical classifiers at and below `node`, or the root for null, forget what they
+    // have learned; they keep their categories. The container is not compact any more.
+    // RAISES: 2 "Process interrupted" after any classifier but with a null `progress`: those before
+    // are cleared, and a compact container stays so. What loading a classifier raises.
+    void clear_statistics(zeNode* node, CTProgress* progress);
+    // The same for one node; others than statistical ones are left alone. Nothing interrupts.
+    void clear_classifier(zeNode* node);
+
+    // Splits a labelled view into one for each statistical node that a message reaches. Each
+    // message goes up from each of its nodes to the root, unless a rule on the way closes it, and
+    // each statistical node there gets it with the child through which it came. If the container's
+    // settings say `full_propogation`, it also goes down from each rule node on such a way, without
+    // a label, to the nearest statistical nodes below that the rules let it reach. A message for
+    // which no way is open, which has no label, or which its corpus cannot read is left out with a
+    // warning in the trace.
+    // REQUIRES: an empty `distribution`; nodes that are not null; a corpus that does not change
+    // meanwhile.
+    // RAISES: 1 "The KB doesn't contain a category ... that appears in msg no. ... of the corpus"
+    // (arguments: the name and the number in the corpus) for a node that has no parent, or whose
+    // way up does not lead to this workflow's root, unless `ignore_invalid`; 2 "Process
+    // interrupted", asked for at each label and at each rule node from which a message goes down;
+    // what the corpus raises. `distribution` is then to be thrown away.
+    // COST: for each label its depth, and for each rule node on the way, with `full_propogation`,
+    // up to the nodes below it times their depth; each step fetches the message.
+    void distribute_corpus(Distribution& distribution, zeCorpus_view& view, bool ignore_invalid);
+
+    // The steps of a distribution. `index`: a position in the view.
+
+    // The view of the node, made if need be, with the message as the last of its messages.
+    // VALID UNTIL: `distribution` loses it.
+    zeCorpus_view& add_msg2distribution_map(Distribution& distribution, zeNode* node,
+                                            zeCorpus_view& view, int index);
+    // Enters the message at every statistical node from the root down to `node` if the way down to
+    // `child` is open, adds the rule nodes to `negatives`, and sets `found`. Returns whether it is.
+    bool distribute_positive_msg2ancestors(zeNode* node, zeNode* child, Distribution& distribution,
+                                           zeCorpus_view& view, int index, bool& found,
+                                           Node_set& negatives, bool ignore_invalid);
+    // Enters the message, without a label, at the nearest statistical nodes below that it reaches.
+    void distribute_negative_msg2children(zeNode* node, Distribution& distribution,
+                                          zeCorpus_view& view, int index);
+    // Whether the way from `parent` over `child` to each node without children is closed.
+    // COST: up to the nodes below `child`.
+    bool is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg);
+    // Warns of a category that stands in no tree, and raises 1 unless it is to be ignored.
+    void report_invalid_node(zeNode* node, int msg_no, bool ignore_invalid);
+
 private:
+    // Routes one message by its labels; whether any way was open.
+    bool distribute_to_ancestors(Distribution& distribution, zeCorpus_view& view, int index,
+                                 Node_set& negatives, bool ignore_invalid);
+    void refuse_compact() const;
+    void train_all(zeCorpus_view* training, zeCorpus_view* initial, CTProgress* progress,
+                   bool ignore_invalid);
+    void train_root(zeCorpus_view* training, zeCorpus_view* initial, CTProgress* progress);
+
     zeManager* m_manager;
     zeNode* m_root;
 };

@@ -180,6 +180,7 @@ private:
     const zeLogicalNode* NearestClassifierNode(unsigned int id) const;
     const zeLogicalNode* FindChildByName(const zeLogicalNode& parent, const Concept& name) const;
 
+    void Insert(const zeLogicalNode& added);
     void ChangeClassifier(zeLogicalNode& node, unsigned char type);
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);
     void ChangeRule(zeLogicalNode& node, const qtString& rule);

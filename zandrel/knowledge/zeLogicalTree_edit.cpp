@@ -7,6 +7,7 @@
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
@@ -49,16 +50,32 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
     } else {
         AddToClassifier(*GetRealParent(node.parent), node);
     }
-    node.id = ++next_id;
+    node.id = next_id + 1;
+    zeLogicalNode added = node;
     // A new node has no children, whatever the caller's copy comes from.
-    zeLogicalNode& added = nodes[node.id] = node;
     added.children.clear();
-    if (zeLogicalNode* const parent = Find(node.parent)) {
-        parent->children.push_back(node.id);
-    }
-    AddFinder(added);
+    Insert(added);
     manager->m_modified = true;
     return node.id;
+}
+
+// Enters a node with the next id in the tables and in its parent's children, or in none of them.
+void zeLogicalTree::Insert(const zeLogicalNode& added) {
+    zeLogicalNode* const parent = Find(added.parent);
+    if (parent != nullptr) {
+        parent->children.push_back(added.id);
+    }
+    try {
+        nodes.insert_or_assign(added.id, added);
+        AddFinder(added);
+    } catch (...) {
+        nodes.erase(added.id);
+        if (parent != nullptr) {
+            parent->children.pop_back();
+        }
+        throw;
+    }
+    next_id = added.id;
 }
 
 void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
@@ -273,7 +290,7 @@ void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
         each->physical_node->get_subtree_classifiers(classifiers);
     }
     classifiers.insert(node.physical_node);
-    for (zeNode* const each : classifiers) {
+    for (zeNode* const each : Zandrel::in_id_order(classifiers)) {
         manager->DelClassifier(each);
     }
 }

@@ -12,8 +12,8 @@ void zeLogicalTree::KCE_Add(zeNode* const& node, const zeClassifier* classifier)
     if (finder.count(node) != 0) {
         return;
     }
-    zeLogicalNode& added = nodes[++next_id];
-    added.id = next_id;
+    zeLogicalNode added;
+    added.id = next_id + 1;
     added.physical_node = node;
     added.type = node->m_classifier_type;
     added.attributes = node->m_flags;
@@ -24,7 +24,6 @@ void zeLogicalTree::KCE_Add(zeNode* const& node, const zeClassifier* classifier)
         classifier == nullptr ? nullptr : Find(FindCategory(classifier->m_node).id);
     if (parent != nullptr) {
         added.parent = parent->id;
-        parent->children.push_back(added.id);
         if (parent->type == ZE_RULE) {
             const auto* const sw = dynamic_cast<zeSwitcher*>(
                 manager->m_physical_tree->get_classifier(parent->physical_node));
@@ -32,7 +31,7 @@ void zeLogicalTree::KCE_Add(zeNode* const& node, const zeClassifier* classifier)
             added.rule = sw->get_rule(node);
         }
     }
-    AddFinder(added);
+    Insert(added);
     manager->m_modified = true;
 }
 

@@ -1,0 +1,425 @@
+// Which classifier a labelled message reaches, and what it counts for there.
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <cstddef>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+
+#include "tests/support/distribution.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class zeWorkflowDistributeTest : public Distributing {};
+
+std::string blocked_text(int position) {
+    return "All the matching paths to the categories of message no. " + std::to_string(position) +
+           " are blocked";
+}
+
+// Upwards.
+
+TEST_F(zeWorkflowDistributeTest, GivesEachAncestorTheChildThroughWhichTheMessageCame) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    Add({m_tree.Leaf(news, "sport", 1.0)});
+
+    Distribute();
+
+    EXPECT_EQ(Distributed(),
+              (Routed_by_name{{"root", {{0, {"news"}}}}, {"news", {{0, {"sport"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, LooksAtTheCorpusOfTheView) {
+    zeNode* const root = m_tree.Root("root");
+    Add({m_tree.Leaf(root, "sport", 1.0)});
+
+    Distribute();
+
+    EXPECT_EQ(m_distribution.at(root).corpus, &m_corpus.corpus);
+}
+
+TEST_F(zeWorkflowDistributeTest, KeepsTheOrderOfTheView) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const sport = m_tree.Leaf(root, "sport", 1.0);
+    for (int i = 0; i < 3; ++i) {
+        Add({sport});
+    }
+    std::swap(m_corpus.view.msgs[0], m_corpus.view.msgs[2]);
+
+    Distribute();
+
+    EXPECT_EQ(Distributed(),
+              (Routed_by_name{{"root", {{2, {"sport"}}, {1, {"sport"}}, {0, {"sport"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, EntersAMessageOfTwoCategoriesOnceAtTheirCommonAncestor) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
+    zeNode* const money = m_tree.Leaf(root, "money", 1.0);
+    Add({sport, money});
+
+    Distribute();
+
+    EXPECT_EQ(Distributed(),
+              (Routed_by_name{{"root", {{0, {"news", "money"}}}}, {"news", {{0, {"sport"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, GivesAChildOnceForTwoCategoriesBelowIt) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
+    zeNode* const money = m_tree.Leaf(news, "money", 1.0);
+    Add({sport, money});
+
+    Distribute();
+
+    EXPECT_EQ(Distributed(),
+              (Routed_by_name{{"root", {{0, {"news"}}}}, {"news", {{0, {"sport", "money"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, ARuleNodeOnTheWayIsTheLabelAboveAndHasNoView) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const rule = m_tree.Rule(root, "rule");
+    zeNode* const news = m_tree.Inner(rule, "news", 1.0);
+    Add({m_tree.Leaf(news, "sport", 1.0)});
+
+    Distribute();
+
+    EXPECT_EQ(Distributed(),
+              (Routed_by_name{{"root", {{0, {"rule"}}}}, {"news", {{0, {"sport"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, ARuleRootHasNoView) {
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    Add({m_tree.Leaf(news, "sport", 1.0), m_tree.Leaf(root, "other", 1.0)});
+
+    Distribute();
+
+    EXPECT_EQ(Distributed(), (Routed_by_name{{"news", {{0, {"sport"}}}}}));
+}
+
+// A way of stat - rule - stat - rule - leaf, with one of its rules closed.
+TEST_F(zeWorkflowDistributeTest, AClosedRuleKeepsTheMessageFromAllNodesOfItsWay) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const upper = m_tree.Rule(root, "upper");
+    zeNode* const news = m_tree.Inner(upper, "news", 1.0);
+    zeNode* const lower = m_tree.Rule(news, "lower");
+    zeNode* const sport = m_tree.Leaf(lower, "sport", 1.0);
+    Add({sport});
+
+    struct Row {
+        zeNode* rule;
+        zeNode* child;
+    };
+
+    for (const Row& row : {Row{upper, news}, Row{lower, sport}}) {
+        SCOPED_TRACE(row.rule->m_concept.c_str());
+        m_tree.Block(row.rule, row.child);
+        const Trace_capture traced;
+
+        Distribute();
+
+        EXPECT_TRUE(traced.has(kTraceWarning, blocked_text(0)));
+        EXPECT_THAT(Distributed(), IsEmpty());
+        m_tree.Classifier(row.rule).blocked_children.clear();
+    }
+}
+
+TEST_F(zeWorkflowDistributeTest, OneOpenWayIsEnough) {
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    zeNode* const shop = m_tree.Inner(root, "shop", 1.0);
+    zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
+    zeNode* const shoes = m_tree.Leaf(shop, "shoes", 1.0);
+    m_tree.Block(root, news);
+    Add({sport, shoes});
+    const Trace_capture traced(kTraceWarning);
+
+    Distribute();
+
+    EXPECT_THAT(traced.texts(), IsEmpty());
+    EXPECT_EQ(Distributed(), (Routed_by_name{{"shop", {{0, {"shoes"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, AsksRulesFromTheCategoryUpToTheFirstThatIsClosed) {
+    std::vector<std::string> asked;
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const middle = m_tree.Rule(root, "middle");
+    zeNode* const low = m_tree.Rule(middle, "low");
+    for (zeNode* node : {root, middle, low}) {
+        m_tree.Classifier(node).on_blocked = [&asked, node] {
+            asked.push_back(node->m_concept.text().str());
+        };
+    }
+    m_tree.Block(middle, low);
+    Add({m_tree.Leaf(low, "sport", 1.0)});
+
+    Distribute();
+
+    EXPECT_THAT(asked, ElementsAre("low", "middle"));
+}
+
+TEST_F(zeWorkflowDistributeTest, GoesUpAsManyLevelsAsThereAre) {
+    constexpr int kLevels = 200000;
+    zePhysicalTree& tree = m_tree.Tree();
+    zeNode* node = m_tree.Root("root");
+    for (int level = 0; level < kLevels; ++level) {
+        zeNode* const child = tree.MakeNode(term("level"), ZE_LEAF, 0, 0.0);
+        node->add_child(child);
+        child->m_classifier_type = level + 1 < kLevels ? ZE_STAT : ZE_LEAF;
+        node = child;
+    }
+    Add({node});
+
+    Distribute();
+
+    EXPECT_EQ(m_distribution.size(), static_cast<std::size_t>(kLevels));
+}
+
+// Messages that go nowhere.
+
+TEST_F(zeWorkflowDistributeTest, AMessageWithoutCategoriesIsLeftOutAsBlocked) {
+    zeNode* const root = m_tree.Root("root");
+    Add({});
+    Add({m_tree.Leaf(root, "sport", 1.0)});
+    const Trace_capture traced;
+
+    Distribute();
+
+    EXPECT_TRUE(traced.has(kTraceWarning, blocked_text(0)));
+    EXPECT_EQ(Distributed(), (Routed_by_name{{"root", {{1, {"sport"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, NamesABlockedMessageByItsPositionInTheView) {
+    m_tree.Root("root");
+    Add({});
+    Add({});
+    m_corpus.view.msgs.erase(m_corpus.view.msgs.begin());
+    const Trace_capture traced(kTraceWarning);
+
+    Distribute();
+
+    EXPECT_THAT(traced.texts(), ElementsAre(blocked_text(0)));
+}
+
+TEST_F(zeWorkflowDistributeTest, AMessageThatItsCorpusCannotReadIsLeftOut) {
+    zeNode* const root = m_tree.Root("root");
+    m_corpus.add(qtPtrLight<zeMsg>(), {m_tree.Leaf(root, "sport", 1.0)});
+    const Trace_capture traced(kTraceWarning);
+
+    Distribute();
+
+    EXPECT_THAT(traced.texts(), ElementsAre(blocked_text(0)));
+    EXPECT_THAT(Distributed(), IsEmpty());
+}
+
+TEST_F(zeWorkflowDistributeTest, TracesItsBeginAndItsEnd) {
+    zeNode* const root = m_tree.Root("root");
+    Add({m_tree.Leaf(root, "sport", 1.0)});
+    Add({});
+    const Trace_capture traced;
+
+    Distribute();
+
+    EXPECT_THAT(traced.texts(), ElementsAre("Starting distribution of a corpus (2 msgs)",
+                                            blocked_text(1), "Distribution finished"));
+    EXPECT_EQ(traced.lines.front().level, kTraceDebug);
+    EXPECT_EQ(traced.lines.back().level, kTraceDebug);
+}
+
+// Categories that stand in no tree.
+
+TEST_F(zeWorkflowDistributeTest, RefusesACategoryWithoutAParent) {
+    m_tree.Root("root");
+    Add({});
+    Add({Stray("100% stray")});
+    m_corpus.view.msgs.erase(m_corpus.view.msgs.begin());
+    const Trace_capture traced(kTraceWarning);
+
+    EXPECT_QTX_ARGS(
+        Distribute(), zeWorkflow, 1,
+        "The KB doesn't contain a category \"100% stray\" that appears in msg no. 1 of the corpus",
+        {"100% stray", "1"});
+
+    EXPECT_THAT(traced.texts(),
+                ElementsAre("The KB doesn't contain a category \"100% stray\" that appears in msg "
+                            "no. 1 of the corpus"));
+    EXPECT_THAT(Distributed(), IsEmpty());
+}
+
+TEST_F(zeWorkflowDistributeTest, RefusesTheRootAsACategory) {
+    zeNode* const root = m_tree.Root("root");
+    Add({root});
+
+    EXPECT_QTX_ARGS(
+        Distribute(), zeWorkflow, 1,
+        "The KB doesn't contain a category \"root\" that appears in msg no. 0 of the corpus",
+        {"root", "0"});
+}
+
+TEST_F(zeWorkflowDistributeTest, RefusesACategoryWhoseTopIsAnotherRoot) {
+    zeNode* const old_root = m_tree.Root("old root");
+    Add({m_tree.Leaf(old_root, "sport", 1.0)});
+    m_tree.Root("root");
+
+    EXPECT_QTX_ARGS(
+        Distribute(), zeWorkflow, 1,
+        "The KB doesn't contain a category \"old root\" that appears in msg no. 0 of the corpus",
+        {"old root", "0"});
+
+    EXPECT_THAT(Distributed(), IsEmpty());
+}
+
+// The report does not wait for an open way: what is wrong with a label does not depend on rules.
+TEST_F(zeWorkflowDistributeTest, RefusesAnotherRootThatBlocksToo) {
+    zeNode* const old_root = m_tree.RuleRoot("old root");
+    zeNode* const sport = m_tree.Leaf(old_root, "sport", 1.0);
+    m_tree.Block(old_root, sport);
+    Add({sport});
+    m_tree.Root("root");
+
+    EXPECT_QTX(
+        Distribute(), zeWorkflow, 1,
+        "The KB doesn't contain a category \"old root\" that appears in msg no. 0 of the corpus");
+}
+
+TEST_F(zeWorkflowDistributeTest, AClosedWayThatDoesNotReachTheTopIsNoUnknownCategory) {
+    zeNode* const old_root = m_tree.Root("old root");
+    zeNode* const rule = m_tree.Rule(old_root, "rule");
+    zeNode* const sport = m_tree.Leaf(rule, "sport", 1.0);
+    m_tree.Block(rule, sport);
+    Add({sport});
+    m_tree.Root("root");
+    const Trace_capture traced(kTraceWarning);
+
+    Distribute();
+
+    EXPECT_THAT(traced.texts(), ElementsAre(blocked_text(0)));
+}
+
+TEST_F(zeWorkflowDistributeTest, LeavesOutAnUnknownCategoryIfAsked) {
+    zeNode* const root = m_tree.Root("root");
+    zeNode* const stray = Stray("stray");
+    Add({stray});
+    Add({stray, m_tree.Leaf(root, "sport", 1.0)});
+    const Trace_capture traced(kTraceWarning);
+
+    Distribute(true);
+
+    const std::string unknown = "The KB doesn't contain a category \"stray\" that appears in msg ";
+    EXPECT_THAT(traced.texts(), ElementsAre(unknown + "no. 0 of the corpus", blocked_text(0),
+                                            unknown + "no. 1 of the corpus"));
+    EXPECT_EQ(Distributed(), (Routed_by_name{{"root", {{1, {"sport"}}}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, LeavesOutACategoryOfAnotherRootIfAsked) {
+    zeNode* const old_root = m_tree.Root("old root");
+    Add({m_tree.Leaf(old_root, "sport", 1.0)});
+    m_tree.Root("root");
+    const Trace_capture traced(kTraceWarning);
+
+    Distribute(true);
+
+    EXPECT_TRUE(traced.has(kTraceWarning, blocked_text(0)));
+    EXPECT_THAT(Distributed(), IsEmpty());
+}
+
+TEST_F(zeWorkflowDistributeTest, CutsTheTextOfALongNameButNotTheArgument) {
+    const std::string name(2000, 'x');
+    m_tree.Root("root");
+    zeNode* const stray = Stray(name);
+    const std::string begin = "The KB doesn't contain a category \"";
+    const std::string cut = begin + std::string(1023 - begin.size(), 'x');
+    const Trace_capture traced;
+
+    EXPECT_QTX_ARGS(zeWorkflow(&m_tree.Manager()).report_invalid_node(stray, 7, false), zeWorkflow,
+                    1, cut, {qtString(name), "7"});
+
+    EXPECT_THAT(traced.texts(), ElementsAre(cut));
+}
+
+// What fails meanwhile.
+
+class Unreadable_corpus : public zeMemoryCorpus {
+public:
+    using zeMemoryCorpus::get_msg;
+
+    qtPtrLight<zeMsg> get_msg(const iMsg& /*position*/) const override {
+        throw std::runtime_error("cannot be read");
+    }
+};
+
+TEST_F(zeWorkflowDistributeTest, PassesOnWhatTheCorpusRaisesAndLetsTheTreeGo) {
+    zeNode* const root = m_tree.Root("root");
+    Unreadable_corpus corpus;
+    MessageBuilder().add_to(corpus);
+    m_corpus.view.set_corpus(&corpus);
+    m_corpus.view.add_msg(0);
+    m_corpus.view.add_cat2msg(0, m_tree.Leaf(root, "sport", 1.0));
+
+    EXPECT_THROW(Distribute(), std::runtime_error);
+
+    EXPECT_EQ(m_tree.Manager().m_physical_tree.use_count(), 1U);
+}
+
+TEST_F(zeWorkflowDistributeTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhile) {
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    Add({m_tree.Leaf(news, "sport", 1.0)});
+    std::size_t size_at_end = 0;
+    m_tree.Classifier(root).on_blocked = [&] {
+        m_tree.Manager().m_physical_tree =
+            qtPtrLight<zePhysicalTree>(new zePhysicalTree(&m_tree.Manager()));
+    };
+
+    Distribute();
+
+    size_at_end = m_distribution.size();
+    EXPECT_EQ(size_at_end, 1U);
+    EXPECT_EQ(m_tree.Manager().m_physical_tree.use_count(), 1U);
+}
+
+// The view of a node.
+
+TEST_F(zeWorkflowDistributeTest, MakesAViewForANodeThatHasNone) {
+    zeNode* const root = m_tree.Root("root");
+    Add({});
+
+    zeCorpus_view& made = zeWorkflow(&m_tree.Manager())
+                              .add_msg2distribution_map(m_distribution, root, m_corpus.view, 0);
+
+    EXPECT_EQ(&made, &m_distribution.at(root));
+    EXPECT_EQ(listing_of(made), (std::vector<Routed>{{0, {}}}));
+}
+
+TEST_F(zeWorkflowDistributeTest, AddsAMessageAgainOnlyWhereAnotherCameBetween) {
+    zeNode* const root = m_tree.Root("root");
+    Add({});
+    Add({});
+    zeWorkflow workflow(&m_tree.Manager());
+
+    for (const int index : {0, 0, 1, 1, 0}) {
+        workflow.add_msg2distribution_map(m_distribution, root, m_corpus.view, index);
+    }
+
+    EXPECT_EQ(Distributed(), (Routed_by_name{{"root", {{0, {}}, {1, {}}, {0, {}}}}}));
+}
+
+}  // namespace

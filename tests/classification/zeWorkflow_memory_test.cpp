@@ -1,0 +1,114 @@
+// Training that runs out of memory: whatever is left can be used, and points at nothing that is
+// gone.
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <set>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include "tests/support/failing_new.h"
+#include "tests/support/progress_log.h"
+#include "tests/support/trained_tree.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+std::set<const zeNode*> nodes_of(const Trained_tree& tree) {
+    std::set<const zeNode*> nodes;
+    for (const auto& [id, node] : tree.manager.m_physical_tree->m_nodes) {
+        nodes.insert(&node);
+    }
+    return nodes;
+}
+
+// Every pointer to a node is null or one of the tree's.
+void expect_known_nodes(Trained_tree& tree) {
+    const std::set<const zeNode*> known = nodes_of(tree);
+    for (const zeNode* node : known) {
+        EXPECT_TRUE(node->m_parent == nullptr || known.count(node->m_parent) == 1);
+        for (const zeNode* child : node->m_children) {
+            EXPECT_EQ(known.count(child), 1U);
+        }
+    }
+    for (zeNode* node : {tree.root, tree.news, tree.shop}) {
+        for (const auto& profile : tree.storage(node).m_profiles) {
+            EXPECT_EQ(known.count(profile->m_node), 1U);
+        }
+    }
+    for (const auto& [id, mirror] : tree.manager.m_logical_tree->nodes) {
+        EXPECT_EQ(known.count(mirror.physical_node), 1U);
+    }
+}
+
+void expect_to_be_of_use(Trained_tree& tree) {
+    EXPECT_EQ(tree.manager.m_physical_tree.use_count(), 1U);
+    EXPECT_EQ(tree.manager.m_logical_tree.use_count(), 1U);
+    expect_known_nodes(tree);
+    tree.manager.m_progress = nullptr;
+    zeWorkflow workflow(&tree.manager);
+    zeResult_set results(0.0, -1);
+    const qtPtrLight<zeMsg> msg = Trained_tree::message({{"goal", 1.0}}).make();
+    EXPECT_NO_THROW(workflow.classify(*msg, results, false, false));
+    // Clearing a classifier gives it its children back, and the next time these are cleared too.
+    workflow.clear_statistics(nullptr, nullptr);
+    workflow.clear_statistics(nullptr, nullptr);
+    tree.make_corpus();
+    workflow.train(tree.corpus.view, false, nullptr, false);
+    EXPECT_THAT(tree.all_msgs(), ElementsAre(3, 2, 1));
+}
+
+// Refuses each allocation of an operation in turn, each time on a new tree.
+template <class Operation>
+void expect_to_survive(Operation operation) {
+    bool fails = true;
+    unsigned int index = 0;
+    for (; fails; ++index) {
+        SCOPED_TRACE(index);
+        Trained_tree tree;
+        operation(tree);  // what is made once in a process is made
+        Trained_tree fresh;
+        fails = fails_at(index, [&] { operation(fresh); });
+        expect_to_be_of_use(fresh);
+    }
+    EXPECT_GT(index, 5U);
+}
+
+TEST(zeWorkflowMemoryTest, TrainingCanBreakOffAtEachAllocation) {
+    expect_to_survive([](Trained_tree& tree) {
+        zeWorkflow(&tree.manager).train(tree.corpus.view, false, nullptr, false);
+    });
+}
+
+TEST(zeWorkflowMemoryTest, BootstrappingCanBreakOffAtEachAllocation) {
+    expect_to_survive([](Trained_tree& tree) {
+        zeWorkflow(&tree.manager).bootstrap(tree.corpus.view, false, nullptr, false);
+    });
+}
+
+TEST(zeWorkflowMemoryTest, LearningCanBreakOffAtEachAllocation) {
+    expect_to_survive([](Trained_tree& tree) {
+        zeWorkflow(&tree.manager).learn(tree.corpus.view, nullptr, false, true);
+    });
+}
+
+TEST(zeWorkflowMemoryTest, TrainingTheRootAloneCanBreakOffAtEachAllocation) {
+    expect_to_survive([](Trained_tree& tree) {
+        for (zeCorpus_view::Msg& msg : tree.corpus.view.msgs) {
+            msg.cats.front() = msg.cats.front()->m_parent;
+        }
+        zeWorkflow(&tree.manager).train(tree.corpus.view, true, nullptr, false);
+    });
+}
+
+TEST(zeWorkflowMemoryTest, ClearingCanBreakOffAtEachAllocation) {
+    expect_to_survive(
+        [](Trained_tree& tree) { zeWorkflow(&tree.manager).clear_statistics(nullptr, nullptr); });
+}
+
+}  // namespace

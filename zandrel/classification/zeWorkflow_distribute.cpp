@@ -1,0 +1,202 @@
+// The split of one labelled corpus into a corpus for each statistical classifier of the tree.
+//
+// Labels travel upwards. A message goes to the ancestors of each of its categories if no rule on
+// the way from the root closes it, and each statistical ancestor gets, as the label, the child
+// through which the message came. Behind the rule nodes on such a way the message goes down again,
+// without a label: what a rule lets through, the classifiers there meet in classification too, and
+// have to know that it belongs to none of their categories.
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <cstddef>
+#include <utility>
+
+#include "zandrel/foundation/qtText.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/foundation/trace.h"
+#include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMsg.h"
+
+namespace {
+
+const Trace_file s_trace_file("zeWorkflow_distribute.cpp");
+
+// One step down the tree.
+struct Edge {
+    zeNode* parent;
+    zeNode* child;
+};
+
+// The edges still to be walked. A stack of our own: a tree may be deeper than that of the thread.
+using Edges = std::vector<Edge>;
+
+// Adds the edges to all children, so that the first is taken first.
+void push_children(Edges& edges, zeNode* parent) {
+    for (std::size_t i = parent->m_children.size(); i > 0; --i) {
+        edges.push_back({parent, parent->m_children[i - 1]});
+    }
+}
+
+Edge pop(Edges& edges) {
+    const Edge last = edges.back();
+    edges.pop_back();
+    return last;
+}
+
+const zeCorpus_view::Msg& entry_of(const zeCorpus_view& view, int index) {
+    return view.msgs[static_cast<std::size_t>(index)];
+}
+
+// The message at `index` of the view; null if its corpus cannot read it. Nobody holds it for longer
+// than one step, since a corpus may be larger than memory and keeps a cache of its own.
+qtPtrLight<zeMsg> fetch(const zeCorpus_view& view, int index) {
+    zeCorpus& corpus = *view.corpus;
+    return corpus.get_msg(corpus.get_msg(entry_of(view, index).index));
+}
+
+// Whether the tree lets the message go from `node` to `child`.
+bool is_open(zePhysicalTree& tree, zeNode* node, zeNode* child, const zeCorpus_view& view,
+             int index) {
+    const qtPtrLight<zeMsg> msg = fetch(view, index);
+    return !msg.IsNull() && !tree.is_cat_blocked(node, child, *msg);
+}
+
+void refuse_node(const qtString& text, const zeNode& node, int msg_no, bool ignore_invalid) {
+    tracef(s_trace_file, kTraceWarning, "%s", text.c_str());
+    if (!ignore_invalid) {
+        throw qtX<zeWorkflow>(1, text, {node.m_concept.text(), qtConvertLongToString(msg_no)});
+    }
+}
+
+}  // namespace
+
+void zeWorkflow::distribute_corpus(Distribution& distribution, zeCorpus_view& view,
+                                   bool ignore_invalid) {
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Node_set negatives(kInitialBuckets);
+    const auto msg_count = static_cast<int>(view.msgs.size());
+    tracef(s_trace_file, kTraceDebug, "Starting distribution of a corpus (%d msgs)", msg_count);
+    for (int index = 0; index < msg_count; ++index) {
+        negatives.clear();
+        if (!distribute_to_ancestors(distribution, view, index, negatives, ignore_invalid)) {
+            tracef(s_trace_file, kTraceWarning,
+                   "All the matching paths to the categories of message no. %d are blocked", index);
+            continue;
+        }
+        for (zeNode* const node : Zandrel::in_id_order(negatives)) {
+            m_manager->check_interrupt();
+            distribute_negative_msg2children(node, distribution, view, index);
+        }
+    }
+    trace(s_trace_file, kTraceDebug, "Distribution finished");
+}
+
+bool zeWorkflow::distribute_to_ancestors(Distribution& distribution, zeCorpus_view& view, int index,
+                                         Node_set& negatives, bool ignore_invalid) {
+    bool found = false;
+    if (fetch(view, index).IsNull()) {
+        return found;
+    }
+    const zeCorpus_view::Msg& entry = entry_of(view, index);
+    for (zeNode* const cat : entry.cats) {
+        m_manager->check_interrupt();
+        if (cat->m_parent == nullptr) {
+            report_invalid_node(cat, entry.index, ignore_invalid);
+        } else {
+            distribute_positive_msg2ancestors(cat->m_parent, cat, distribution, view, index, found,
+                                              negatives, ignore_invalid);
+        }
+    }
+    return found;
+}
+
+// The way is climbed first, as far as it is open, and served only if that is as far as the root:
+// ancestors before descendants.
+// NOLINTNEXTLINE(readability-function-size): the parameters are those of the interface.
+bool zeWorkflow::distribute_positive_msg2ancestors(zeNode* node, zeNode* child,
+                                                   Distribution& distribution, zeCorpus_view& view,
+                                                   int index, bool& found, Node_set& negatives,
+                                                   bool ignore_invalid) {
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Edges way = {{node, child}};
+    bool open = is_open(*tree, node, child, view, index);
+    while (open && way.back().parent->m_parent != nullptr) {
+        zeNode* const top = way.back().parent;
+        way.push_back({top->m_parent, top});
+        open = is_open(*tree, top->m_parent, top, view, index);
+    }
+    zeNode* const top = way.back().parent;
+    if (top->m_parent == nullptr && top != m_root) {
+        report_invalid_node(top, entry_of(view, index).index, ignore_invalid);
+        open = false;
+    }
+    if (!open) {
+        return false;
+    }
+    found = true;
+    while (!way.empty()) {
+        const Edge step = pop(way);
+        if (step.parent->m_classifier_type == ZE_STAT) {
+            zeCorpus_view& own = add_msg2distribution_map(distribution, step.parent, view, index);
+            own.add_cat2msg(static_cast<int>(own.msgs.size()) - 1, step.child);
+        } else if (m_manager->m_config.full_propogation) {
+            // A way that is open has no leaf above its child, so this is a rule node.
+            negatives.insert(step.parent);
+        }
+    }
+    return true;
+}
+
+void zeWorkflow::distribute_negative_msg2children(zeNode* node, Distribution& distribution,
+                                                  zeCorpus_view& view, int index) {
+    Edges edges;
+    push_children(edges, node);
+    while (!edges.empty()) {
+        const Edge step = pop(edges);
+        const qtPtrLight<zeMsg> msg = fetch(view, index);
+        if (msg.IsNull() || is_cat_blocked(step.parent, step.child, *msg)) {
+            continue;
+        }
+        if (step.child->m_classifier_type == ZE_STAT) {
+            add_msg2distribution_map(distribution, step.child, view, index);
+        } else if (step.child->m_classifier_type == ZE_RULE) {
+            push_children(edges, step.child);
+        }
+    }
+}
+
+zeCorpus_view& zeWorkflow::add_msg2distribution_map(Distribution& distribution, zeNode* node,
+                                                    zeCorpus_view& view, int index) {
+    zeCorpus_view& own = distribution.try_emplace(node, view.corpus).first->second;
+    const int id = entry_of(view, index).index;
+    // Messages are handled one after the other, so only the last can be this one.
+    if (own.msgs.empty() || own.msgs.back().index != id) {
+        own.add_msg(id);
+    }
+    return own;
+}
+
+bool zeWorkflow::is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg) {
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Edges edges = {{parent, child}};
+    while (!edges.empty()) {
+        const Edge step = pop(edges);
+        if (tree->is_cat_blocked(step.parent, step.child, msg)) {
+            continue;
+        }
+        if (step.child->m_children.empty()) {
+            return false;
+        }
+        push_children(edges, step.child);
+    }
+    return true;
+}
+
+void zeWorkflow::report_invalid_node(zeNode* node, int msg_no, bool ignore_invalid) {
+    refuse_node(qtString("The KB doesn't contain a category \"") + node->m_concept.c_str() +
+                    "\" that appears in msg no. " + qtConvertLongToString(msg_no) +
+                    " of the corpus",
+                *node, msg_no, ignore_invalid);
+}

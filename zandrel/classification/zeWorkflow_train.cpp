@@ -1,0 +1,207 @@
+// The drive of training: which classifiers are trained from which views, what is reported of it,
+// and the time of it. The statistics themselves are the classifiers'.
+#include "zandrel/classification/zeWorkflow.h"
+
+#include <cstddef>
+
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+namespace {
+
+// What a caller is told, if there is one who listens.
+class Report {
+public:
+    explicit Report(CTProgress* progress) : m_progress(progress) {}
+
+    void set_status(const char* status) {
+        if (m_progress != nullptr) {
+            m_progress->SetStatus(status);
+        }
+    }
+
+    void set_total(std::size_t total) {
+        if (m_progress != nullptr) {
+            m_progress->SetTotal(static_cast<int>(total));
+        }
+    }
+
+    void count_one() {
+        if (m_progress != nullptr) {
+            m_progress->Increment(1);
+        }
+    }
+
+private:
+    CTProgress* m_progress;
+};
+
+// A statistical node has its classifier, but for a file that has lost it.
+zeStat_matcher& stat_matcher_of(zePhysicalTree& tree, zeNode* node) {
+    auto* const stat_matcher = dynamic_cast<zeStat_matcher*>(tree.get_classifier(node));
+    ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
+    return *stat_matcher;
+}
+
+void train_one(zeStat_matcher& matcher, zeCorpus_view& view, bool bootstrap_mode) {
+    if (bootstrap_mode) {
+        matcher.bootstrap(view);
+    } else {
+        matcher.train(view);
+    }
+}
+
+// Sets a manager's progress object aside for the length of a scope. One that an interrupted
+// training left there may be gone by now.
+class Progress_set_aside {
+public:
+    explicit Progress_set_aside(zeManager& manager)
+        : m_manager(manager), m_progress(manager.m_progress) {
+        m_manager.m_progress = nullptr;
+    }
+
+    Progress_set_aside(const Progress_set_aside&) = delete;
+    Progress_set_aside& operator=(const Progress_set_aside&) = delete;
+
+    ~Progress_set_aside() { m_manager.m_progress = m_progress; }
+
+private:
+    zeManager& m_manager;
+    CTProgress* m_progress;
+};
+
+}  // namespace
+
+void zeWorkflow::train(zeCorpus_view* training, zeCorpus_view* initial, bool root_only,
+                       CTProgress* progress, bool ignore_invalid) {
+    refuse_compact();
+    CTProgress* const progress_before = m_manager->m_progress;
+    m_manager->m_progress = progress;
+    if (root_only) {
+        train_root(training, initial, progress);
+    } else {
+        train_all(training, initial, progress, ignore_invalid);
+    }
+    m_manager->m_config.last_trained.SetNowTime();
+    m_manager->m_progress = progress_before;
+}
+
+void zeWorkflow::train(zeCorpus_view& view, bool root_only, CTProgress* progress,
+                       bool ignore_invalid) {
+    train(&view, nullptr, root_only, progress, ignore_invalid);
+}
+
+void zeWorkflow::bootstrap(zeCorpus_view& view, bool root_only, CTProgress* progress,
+                           bool ignore_invalid) {
+    train(nullptr, &view, root_only, progress, ignore_invalid);
+}
+
+void zeWorkflow::refuse_compact() const {
+    if (m_manager->m_compact) {
+        throw qtX<zeWorkflow>(3, "Operation cannot be performed on compact KB");
+    }
+}
+
+// What comes before the mark changes nothing of the container, whatever fails there.
+void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTProgress* progress,
+                           bool ignore_invalid) {
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    const bool bootstrap_mode = training == nullptr;
+    Report report(progress);
+    Distribution distribution(kInitialBuckets);
+    report.set_status("Preparing corpus");
+    distribute_corpus(distribution, bootstrap_mode ? *initial : *training, ignore_invalid);
+    report.set_total(distribution.size());
+    report.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
+    m_manager->m_modified = true;
+    for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+        train_one(stat_matcher_of(*tree, node), distribution.at(node), bootstrap_mode);
+        report.count_one();
+        if (progress != nullptr) {
+            m_manager->check_interrupt();
+        }
+    }
+}
+
+void zeWorkflow::train_root(zeCorpus_view* training, zeCorpus_view* initial, CTProgress* progress) {
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    m_manager->m_modified = true;
+    auto* const matcher = dynamic_cast<zeStat_matcher*>(tree->get_classifier(m_root));
+    if (matcher == nullptr) {
+        return;
+    }
+    const bool bootstrap_mode = training == nullptr;
+    Report report(progress);
+    report.set_total(1);
+    report.set_status(bootstrap_mode ? "Initializing classifier" : "Training classifier");
+    train_one(*matcher, bootstrap_mode ? *initial : *training, bootstrap_mode);
+    report.count_one();
+    const qtPtrLight<zeLogicalTree> logical_tree = m_manager->m_logical_tree;
+    for (const auto& profile : matcher->m_storage->m_profiles) {
+        // A profile that has lost its node has no category to show.
+        if (profile->m_node != nullptr) {
+            logical_tree->KCE_Add(profile->m_node, matcher);
+        }
+    }
+}
+
+void zeWorkflow::learn(zeCorpus_view& view, CTProgress* progress, bool ignore_invalid,
+                       bool learn_flag) {
+    refuse_compact();
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Report report(progress);
+    Distribution distribution(kInitialBuckets);
+    CTProgress* const progress_before = m_manager->m_progress;
+    m_manager->m_progress = progress;
+    report.set_status("Preparing corpus");
+    distribute_corpus(distribution, view, ignore_invalid);
+    report.set_total(distribution.size());
+    report.set_status("Training classifier(s)");
+    m_manager->m_modified = true;
+    for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+        stat_matcher_of(*tree, node).learn(distribution.at(node), learn_flag);
+        report.count_one();
+    }
+    m_manager->m_config.last_trained.SetNowTime();
+    m_manager->m_progress = progress_before;
+}
+
+void zeWorkflow::clear_statistics(zeNode* node, CTProgress* progress) {
+    const zeNode* const top = node == nullptr ? m_root : node;
+    Node_set nodes(kInitialBuckets);
+    top->get_subtree_classifiers(nodes);
+    Report report(progress);
+    report.set_total(nodes.size());
+    m_manager->m_modified = true;
+    for (zeNode* const each : Zandrel::in_id_order(nodes)) {
+        clear_classifier(each);
+        report.count_one();
+        if (progress != nullptr) {
+            zeInterrupts(progress);
+        }
+    }
+    if (progress != nullptr) {
+        progress->NextPhase(true);
+    }
+    m_manager->m_compact = false;
+}
+
+void zeWorkflow::clear_classifier(zeNode* node) {
+    if (node->m_classifier_type != ZE_STAT) {
+        return;
+    }
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    const Progress_set_aside aside(*m_manager);  // a classifier is cleared as a whole
+    zeStat_matcher& matcher = stat_matcher_of(*tree, node);
+    zeStat_storage& storage = *matcher.m_storage;
+    storage.create_skeleton();
+    matcher.feed(storage, true);
+}

@@ -1,0 +1,40 @@
+// in_id_order: walks tables of nodes in an order that is the same in every run.
+// Not installed: the library's own.
+#ifndef ZANDREL_KNOWLEDGE_NODE_ORDER_H_
+#define ZANDREL_KNOWLEDGE_NODE_ORDER_H_
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "zandrel/knowledge/zeNode.h"
+
+namespace Zandrel {
+
+inline zeNode* node_of(zeNode* element) noexcept {
+    return element;
+}
+
+template <class Value>
+zeNode* node_of(const std::pair<zeNode* const, Value>& element) noexcept {
+    return element.first;
+}
+
+// The nodes of a hash table, which are its elements or its keys, by ascending id: a table that is
+// keyed by addresses has another order in each run, and none that a result may follow.
+template <class Table>
+std::vector<zeNode*> in_id_order(const Table& table) {
+    std::vector<zeNode*> nodes;
+    nodes.reserve(table.size());
+    for (const auto& element : table) {
+        nodes.push_back(node_of(element));
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const zeNode* left, const zeNode* right) {
+        return left->m_node_id < right->m_node_id;
+    });
+    return nodes;
+}
+
+}  // namespace Zandrel
+
+#endif  // ZANDREL_KNOWLEDGE_NODE_ORDER_H_
