@@ -87,6 +87,15 @@ std::string Random_edits::Problem() const {
     return problem;
 }
 
+bool Random_edits::Run(std::size_t edit_count) {
+    while (m_done_count + m_refused_count < edit_count) {
+        if (!Step()) {
+            return false;
+        }
+    }
+    return MirrorLastDelete();
+}
+
 bool Random_edits::Step() {
     ++m_step_count;
     Edit();
@@ -371,8 +380,18 @@ void Random_edits::Move() {
     if (moved != nullptr && to != nullptr && !IsSafe(*moved, *to)) {
         return;
     }
+    const bool is_within_model = moved != nullptr && to != nullptr && moved->parent != 0 &&
+                                 m_model.Principal(moved->parent) == m_model.Principal(target) &&
+                                 m_model.Principal(target)->type == Tree_model::kStat;
+    zeClassifier* const model = is_within_model ? m_tree.GetRealParent(target) : nullptr;
+    if (model != nullptr) {
+        model->m_dirty = false;
+    }
     Expect("move " + std::to_string(id) + " to " + std::to_string(target), m_model.Move(id, target),
            [&] { m_tree.MoveLogicalNode(id, target); });
+    if (model != nullptr && model->m_dirty) {
+        Fail("a move within one statistical classifier changed it");
+    }
 }
 
 void Random_edits::VaryOne(Node& node) {

@@ -23,13 +23,17 @@ public:
     // `size`: how many nodes the tree grows to before as many go as come.
     Random_edits(unsigned int seed, bool is_compat55, std::size_t size);
 
-    // Draws an edit, foretells it, carries it out and compares. False once a difference was found;
-    // `Problem` then tells of it.
+    // Draws an edit and, if it is one to draw, foretells it, carries it out and compares. False
+    // once a difference was found; `Problem` then tells of it.
     bool Step();
 
     // Deletes a node with children as if it had gone on the physical side. Its children then name a
     // parent that is gone, so that this is the last edit.
     bool MirrorLastDelete();
+
+    // Steps until so many edits were carried out or refused, then `MirrorLastDelete`. False as
+    // above.
+    bool Run(std::size_t edit_count);
 
     // What was found, with the edits that led to it.
     std::string Problem() const;

@@ -16,10 +16,7 @@ void run_edits(bool is_compat55, unsigned int first_seed) {
     unsigned int seed = first_seed;
     for (const std::size_t size : kSizes) {
         Random_edits edits(seed++, is_compat55, size);
-        for (std::size_t i = 0; i < kEditsOfRun; ++i) {
-            ASSERT_TRUE(edits.Step()) << edits.Problem();
-        }
-        ASSERT_TRUE(edits.MirrorLastDelete()) << edits.Problem();
+        ASSERT_TRUE(edits.Run(kEditsOfRun)) << edits.Problem();
     }
 }
 

@@ -18,10 +18,7 @@ void run_edits(bool is_compat55, unsigned int first_seed) {
     unsigned int seed = first_seed;
     for (const std::size_t size : kSizes) {
         Random_edits edits(seed++, is_compat55, size);
-        for (std::size_t i = 0; i < kEditsOfRun; ++i) {
-            ASSERT_TRUE(edits.Step()) << edits.Problem();
-        }
-        ASSERT_TRUE(edits.MirrorLastDelete()) << edits.Problem();
+        ASSERT_TRUE(edits.Run(kEditsOfRun)) << edits.Problem();
         EXPECT_GT(edits.DoneCount(), kEditsOfRun / 5) << "the dice are loaded";
         EXPECT_GT(edits.RefusedCount(), kEditsOfRun / 20) << "the dice are loaded";
     }
@@ -40,9 +37,7 @@ TEST(zeLogicalTreeModelTest, AgreesOnTheFirstEdits) {
     constexpr unsigned int kContainers = 400;
     for (unsigned int seed = 0; seed < kContainers; ++seed) {
         Random_edits edits(seed, seed % 2 == 1, 4);
-        for (int i = 0; i < 5; ++i) {
-            ASSERT_TRUE(edits.Step()) << edits.Problem();
-        }
+        ASSERT_TRUE(edits.Run(5)) << edits.Problem();
     }
 }
 
