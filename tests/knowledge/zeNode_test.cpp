@@ -1,5 +1,6 @@
 #include "zandrel/knowledge/zeNode.h"
 
+#include <cstddef>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -220,6 +221,26 @@ TEST_F(zeNodeTest, GetSubtreeClassifiersAddsNothingForLeaves) {
     parent.get_subtree_classifiers(nodes);
 
     EXPECT_THAT(nodes, IsEmpty());
+}
+
+// A walk that calls itself for each level runs out of stack here.
+TEST(zeNodeDeepTest, GetSubtreeWalksAnyDepth) {
+    constexpr std::size_t kDepth = 300000;
+    std::vector<zeNode> chain(kDepth, zeNode(term("link")));
+    for (std::size_t i = 0; i < kDepth; ++i) {
+        chain[i].m_classifier_id = 1;
+        if (i > 0) {
+            chain[i - 1].add_child(&chain[i]);
+        }
+    }
+    Node_set nodes;
+    Node_set classifiers;
+
+    chain.front().get_subtree(nodes);
+    chain.front().get_subtree_classifiers(classifiers);
+
+    EXPECT_EQ(nodes.size(), kDepth);
+    EXPECT_EQ(classifiers.size(), kDepth);
 }
 
 TEST_F(zeNodeTest, GetSubtreeWalksFromAConstNode) {

@@ -187,6 +187,8 @@ private:
     void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
     void DeleteClassifiersBelow(const zeLogicalNode& node);
     void DeleteOneNode(zeLogicalNode& node);
+    // Takes a node out of the classifier that holds it if that is another than `decider`.
+    void LeaveOtherClassifier(zeLogicalNode& node, const zeClassifier* decider);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
 
     void VerifyAddAtTop(const zeLogicalNode& node) const;

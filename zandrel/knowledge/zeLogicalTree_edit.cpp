@@ -28,6 +28,18 @@ unsigned char without_no_score(unsigned char attributes) {
     return static_cast<unsigned char>(attributes & ~zeNode::NoScore);
 }
 
+void leave(zeSwitcher& switcher, zeNode* category) {
+    switcher.m_dirty = true;
+    if (switcher.m_node != nullptr) {
+        switcher.m_node->remove_child(category);
+    }
+    if (category == switcher.m_default) {
+        switcher.m_default = nullptr;
+    } else {
+        switcher.m_rules.erase(category);
+    }
+}
+
 }  // namespace
 
 void zeLogicalTree::FixNodeName(zeLogicalNode& node) const {
@@ -209,24 +221,38 @@ void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concep
         refuse(12, "Cannot delete top node");
     }
     zeClassifier* const above = GetRealParent(node.parent);
+    std::vector<zeLogicalNode*> gathered;
+    GatherFatherAndSons(&node, gathered);
+    for (zeLogicalNode* const each : gathered) {
+        LeaveOtherClassifier(*each, above);
+    }
     if (auto* const switcher = dynamic_cast<zeSwitcher*>(above)) {
-        switcher->m_dirty = true;
-        if (switcher->m_node != nullptr) {
-            switcher->m_node->remove_child(node.physical_node);
-        }
-        if (node.physical_node == switcher->m_default) {
-            switcher->m_default = nullptr;
-        } else {
-            switcher->m_rules.erase(node.physical_node);
-        }
+        leave(*switcher, node.physical_node);
     } else if (auto* const matcher = dynamic_cast<zeStat_matcher*>(above)) {
-        std::vector<zeLogicalNode*> gathered;
-        GatherFatherAndSons(&node, gathered);
         for (zeLogicalNode* const each : gathered) {
             matcher->delete_cat(each->physical_node, false, remove_concepts);
         }
         matcher->feed(*matcher->m_storage, true);
     }
+}
+
+// The children of a leaf that has become a rule node hang in the classifier above still, though the
+// switcher decides them. What keeps a pointer to a node must lose it before the node goes.
+void zeLogicalTree::LeaveOtherClassifier(zeLogicalNode& node, const zeClassifier* decider) {
+    zeNode* const holder = node.physical_node->m_parent;
+    zeClassifier* const other =
+        holder == nullptr ? nullptr : manager->m_physical_tree->get_classifier(holder);
+    if (holder == nullptr || (decider != nullptr && other == decider)) {
+        return;
+    }
+    auto* const matcher = dynamic_cast<zeStat_matcher*>(other);
+    if (auto* const switcher = dynamic_cast<zeSwitcher*>(other)) {
+        leave(*switcher, node.physical_node);
+    } else if (matcher != nullptr &&
+               !matcher->m_storage->end(matcher->m_storage->get_profile(node.physical_node))) {
+        matcher->delete_cat(node.physical_node, true, true);
+    }
+    holder->remove_child(node.physical_node);
 }
 
 void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
@@ -263,6 +289,9 @@ void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
 
 void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
     DelFinder(node);
+    // In a sound tree both have been seen to.
+    manager->DelClassifier(node.physical_node);
+    LeaveOtherClassifier(node, nullptr);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     nodes.erase(node.id);
 }

@@ -240,7 +240,8 @@ int zeLogicalTree::VerifyChange(const zeLogicalNode& node) const {
 }
 
 void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const {
-    if (from.type != ZE_LEAF && type != ZE_LEAF) {
+    // An unknown type has no classifier to go with it.
+    if ((from.type != ZE_LEAF && type != ZE_LEAF) || type > ZE_STAT) {
         refuse(15, "Cannot switch node type");
     }
     if (from.parent == 0) {

@@ -41,20 +41,26 @@ void zeNode::remove_all_children() {
 }
 
 // A walk changes no node, but what it gathers is there to be changed: nodes themselves are never
-// const, since the tree's table holds them.
+// const, since the tree's table holds them. A tree can be deep, so nothing recurs.
 void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const {
-    nodes.insert(const_cast<zeNode*>(this));
-    for (const zeNode* child : m_children) {
-        child->get_subtree(nodes);
+    std::vector<const zeNode*> waiting = {this};
+    while (!waiting.empty()) {
+        const zeNode* const node = waiting.back();
+        waiting.pop_back();
+        nodes.insert(const_cast<zeNode*>(node));
+        waiting.insert(waiting.end(), node->m_children.begin(), node->m_children.end());
     }
 }
 
 void zeNode::get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const {
-    if (m_classifier_id != 0) {
-        nodes.insert(const_cast<zeNode*>(this));
-    }
-    for (const zeNode* child : m_children) {
-        child->get_subtree_classifiers(nodes);
+    std::vector<const zeNode*> waiting = {this};
+    while (!waiting.empty()) {
+        const zeNode* const node = waiting.back();
+        waiting.pop_back();
+        if (node->m_classifier_id != 0) {
+            nodes.insert(const_cast<zeNode*>(node));
+        }
+        waiting.insert(waiting.end(), node->m_children.begin(), node->m_children.end());
     }
 }
 

@@ -1,0 +1,180 @@
+// Edits of the logical tree. An edit looks at the categories of one classifier or two, and never at
+// the rest of the tree:
+// - Adding a node is linear in the categories of the classifier above it, by definition: a category
+//   may stand there once, so each of their names is compared with the new one.
+// - Moving a node between classifiers compares names in the one that gets it, and compiles the one
+//   that loses it anew. That links all its children again, each looked for among those before it,
+//   which is the square of their number.
+// - Moving a node within one statistical classifier changes the links alone. It is linear in the
+//   depth of the target, since nothing may move below itself, and in the siblings that it leaves.
+// So the size of the tree tells only where one classifier has all of it: in the flat trees.
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+namespace {
+
+using Id = unsigned int;
+
+constexpr std::size_t kCategoriesOfModel = 100;
+
+// A container with a statistical root.
+class Edited_tree {
+public:
+    Edited_tree() { Add(0, ZE_STAT, "root"); }
+
+    Id Add(Id parent, unsigned char type, const std::string& category) {
+        zeLogicalNode node;
+        node.parent = parent;
+        node.type = type;
+        node.category = Concept::insert_view(category);
+        return tree.AddLogicalNode(node);
+    }
+
+    // Adds statistical nodes of a hundred categories each until there are that many nodes.
+    void FillWithModels(std::size_t count) {
+        while (tree.nodes.size() < count) {
+            models.push_back(Add(1, ZE_STAT, "model " + std::to_string(models.size())));
+            for (std::size_t i = 0; i < kCategoriesOfModel; ++i) {
+                leaves.push_back(Add(models.back(), ZE_LEAF, "category " + std::to_string(i)));
+            }
+        }
+    }
+
+    // Gives the root that many categories past the checks of an edit, which would take the square
+    // of their number.
+    void FillFlat(std::size_t count) {
+        zeNode* const root = manager.m_root;
+        auto& matcher = dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier());
+        for (std::size_t i = 0; i < count; ++i) {
+            zeNode* const node = manager.m_physical_tree->MakeNode(
+                Concept::insert_view("category " + std::to_string(i)), ZE_LEAF, 0, 0.0);
+            bool is_new = false;
+            matcher.m_storage->get_or_add_profile(node, is_new);
+            root->m_children.push_back(node);
+            node->m_parent = root;
+            tree.KCE_Add(node, &matcher);
+            leaves.push_back(tree.next_id);
+        }
+    }
+
+    zeManager manager;
+    zeLogicalTree& tree = *manager.m_logical_tree;
+    std::vector<Id> models;
+    std::vector<Id> leaves;
+};
+
+std::size_t node_count(const benchmark::State& state) {
+    return static_cast<std::size_t>(state.range(0));
+}
+
+// Adds a category that is taken out again outside of the measured time.
+void add_and_take_out(benchmark::State& state, Edited_tree& edited, Id parent) {
+    zeLogicalTree& tree = edited.tree;
+    auto& matcher = dynamic_cast<zeStat_matcher&>(*tree.GetRealParent(parent));
+    for (auto _ : state) {
+        const Id id = edited.Add(parent, ZE_LEAF, "new category");
+        state.PauseTiming();
+        zeNode* physical = tree.GetNode(id).physical_node;
+        matcher.delete_cat(physical, false, true);
+        tree.KCE_Delete(physical);
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_AddLeafToSmallClassifier(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillWithModels(node_count(state));
+    add_and_take_out(state, edited, edited.models.front());
+}
+
+void BM_AddLeafToFlatTree(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillFlat(node_count(state));
+    add_and_take_out(state, edited, 1);
+}
+
+void BM_BuildTree(benchmark::State& state) {
+    for (auto _ : state) {
+        auto edited = std::make_unique<Edited_tree>();
+        edited->FillWithModels(node_count(state));
+        benchmark::DoNotOptimize(edited->tree.next_id);
+        state.PauseTiming();
+        edited.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+// There and back is two moves.
+void move_to_and_fro(benchmark::State& state, zeLogicalTree& tree, Id id, Id here, Id there) {
+    for (auto _ : state) {
+        tree.MoveLogicalNode(id, there);
+        tree.MoveLogicalNode(id, here);
+    }
+    state.SetItemsProcessed(2 * state.iterations());
+}
+
+void BM_MoveLeafBetweenSmallClassifiers(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillWithModels(node_count(state));
+    const Id moved = edited.Add(edited.models.front(), ZE_LEAF, "moved");
+    move_to_and_fro(state, edited.tree, moved, edited.models.front(), edited.models.back());
+}
+
+void BM_MoveClassifierWithItsCategories(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillWithModels(node_count(state));
+    const Id here = edited.Add(1, ZE_STAT, "here");
+    const Id there = edited.Add(1, ZE_STAT, "there");
+    edited.Add(here, ZE_LEAF, "stays here");
+    edited.Add(there, ZE_LEAF, "stays there");
+    edited.tree.MoveLogicalNode(edited.models.front(), here);
+    move_to_and_fro(state, edited.tree, edited.models.front(), here, there);
+}
+
+void BM_MoveLeafOutOfFlatTree(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillFlat(node_count(state));
+    const Id there = edited.Add(1, ZE_STAT, "there");
+    edited.Add(there, ZE_LEAF, "stays there");
+    move_to_and_fro(state, edited.tree, edited.leaves.front(), 1, there);
+}
+
+void BM_MoveLinksInFlatTree(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillFlat(node_count(state));
+    const Id here = edited.leaves[0];
+    const Id there = edited.leaves[1];
+    edited.tree.MoveLogicalNode(edited.leaves[2], here);
+    move_to_and_fro(state, edited.tree, edited.leaves[2], here, there);
+}
+
+BENCHMARK(BM_AddLeafToSmallClassifier)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_AddLeafToFlatTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_BuildTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MoveLeafBetweenSmallClassifiers)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MoveClassifierWithItsCategories)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MoveLeafOutOfFlatTree)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MoveLeafOutOfFlatTree)->Arg(100000)->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MoveLinksInFlatTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
+}  // namespace

@@ -1,0 +1,105 @@
+// Random_edits: random edits of a logical tree, each foretold by a Tree_model and checked after.
+#ifndef ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_
+#define ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_
+
+#include <cstddef>
+#include <deque>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/qtString.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "tests/knowledge/logical_tree_model.h"
+
+// One container, edited at random. The edits that verification lets pass and a classifier then
+// refuses, and those that leave the three sides in disagreement, are not drawn: they have tests of
+// their own.
+class Random_edits {
+public:
+    // `size`: how many nodes the tree grows to before as many go as come.
+    Random_edits(unsigned int seed, bool is_compat55, std::size_t size);
+
+    // Draws an edit and, if it is one to draw, foretells it, carries it out and compares. False
+    // once a difference was found; `Problem` then tells of it.
+    bool Step();
+
+    // Deletes a node with children as if it had gone on the physical side. Its children then name a
+    // parent that is gone, so that this is the last edit.
+    bool MirrorLastDelete();
+
+    // Steps until so many edits were carried out or refused, then `MirrorLastDelete`. False as
+    // above.
+    bool Run(std::size_t edit_count);
+
+    // What was found, with the edits that led to it.
+    std::string Problem() const;
+
+    // How many edits were carried out, and how many refused.
+    std::size_t DoneCount() const { return m_done_count; }
+
+    std::size_t RefusedCount() const { return m_refused_count; }
+
+private:
+    using Id = Tree_model::Id;
+    using Node = Tree_model::Node;
+
+    // Dice.
+    std::size_t Below(std::size_t end);
+
+    bool OneIn(std::size_t count) { return Below(count) == 0; }
+
+    const Node& AnyNode();
+    Id AnyId();
+    Id AnyParent();
+    std::string AnyCategory();
+    std::string AnyName(const std::string& category, Id parent);
+    std::string AnyRule();
+    std::string AnyNote();
+    double AnyThreshold();
+    unsigned int AnyAttributes();
+    int AnyType();
+
+    // Edits.
+    void Edit();
+    void StartByMirroring();
+    void Add();
+    void Delete();
+    void Move();
+    void Change();
+    void ChangeRootType();
+    void MirrorAdd();
+    void MirrorDelete();
+    void MirrorAttributes();
+    void MirrorRule();
+
+    Node Draw(Id parent);
+    void VaryOne(Node& node);
+    bool IsSafe(const Node& moved, const Node& target) const;
+    std::size_t SubtreeSize(Id id) const;
+    zeLogicalNode Stored(const Node& node) const;
+    void Compare(const Tree_model::Outcome& expected, const std::string& actual);
+    void CompareSides();
+    void CompareLookups();
+    void Fail(const std::string& difference);
+    template <class Statement>
+    void Expect(const std::string& edit, const Tree_model::Outcome& expected,
+                Statement&& statement);
+
+    unsigned int m_seed;
+    std::mt19937 m_random;
+    std::size_t m_size;
+    Tree_model m_model;
+    zeManager m_manager;
+    zeLogicalTree& m_tree;
+    std::deque<std::string> m_history;  // the last edits
+    std::string m_problem;
+    std::size_t m_step_count = 0;
+    std::size_t m_done_count = 0;
+    std::size_t m_refused_count = 0;
+};
+
+#endif  // ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_

@@ -1,0 +1,169 @@
+// Trees as deep as nobody plans them: no step of an edit recurs, so none runs out of stack.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "tests/knowledge/dangling_pointers.h"
+#include "tests/support/bags.h"
+
+namespace {
+
+using Id = unsigned int;
+
+class zeLogicalTreeDeepTest : public testing::Test {
+protected:
+    Id Add(Id parent, unsigned char type, const std::string& category, const qtString& rule = "") {
+        zeLogicalNode node;
+        node.parent = parent;
+        node.type = type;
+        node.category = term(category);
+        node.rule = rule;
+        return tree.AddLogicalNode(node);
+    }
+
+    // Adds a chain below a node and returns its ids, from the top down.
+    std::vector<Id> AddChain(Id parent, unsigned char type, std::size_t length) {
+        std::vector<Id> chain;
+        for (std::size_t i = 0; i < length; ++i) {
+            chain.push_back(Add(chain.empty() ? parent : chain.back(), type, std::to_string(i)));
+        }
+        return chain;
+    }
+
+    // The same for leaves below the root, in time linear in the length. They are no categories of
+    // the root's classifier, which serves the steps that leave the physical side alone.
+    std::vector<Id> NestLeaves(std::size_t length) {
+        std::vector<Id> chain;
+        Id parent = 1;
+        for (std::size_t i = 0; i < length; ++i) {
+            zeNode* const node =
+                manager.m_physical_tree->MakeNode(term(std::to_string(i)), ZE_LEAF, 0, 0.0);
+            tree.KCE_Add(node, nullptr);
+            tree.GetNodePtr(tree.next_id)->parent = parent;
+            tree.GetNodePtr(parent)->children.push_back(tree.next_id);
+            parent = tree.next_id;
+            chain.push_back(parent);
+        }
+        return chain;
+    }
+
+    zeStat_storage& Storage(Id id) {
+        return *dynamic_cast<zeStat_matcher&>(*tree.GetRealParent(id)).m_storage;
+    }
+
+    zeManager manager;
+    zeLogicalTree& tree = *manager.m_logical_tree;
+};
+
+constexpr std::size_t kDeep = 100000;
+
+// The names of one classifier's categories are looked through for each new one, so adding them one
+// by one takes the square of their number.
+constexpr std::size_t kDeepToAdd = 4000;
+
+constexpr std::size_t kDeepClassifiers = 10000;
+
+TEST_F(zeLogicalTreeDeepTest, TellsThePathOfALeafAndFindsIt) {
+    Add(0, ZE_STAT, "root");
+    const std::vector<Id> chain = NestLeaves(kDeep);
+
+    qtString path;
+    tree.GetNodePath(chain.back(), path);
+
+    std::string expected = "root";
+    for (std::size_t i = 0; i < kDeep; ++i) {
+        expected += "/" + std::to_string(i);
+    }
+    EXPECT_TRUE(path.view() == expected) << "not compared by EXPECT_EQ, which would print it";
+    EXPECT_EQ(tree.FindNodeByPath(path).id, chain.back());
+}
+
+TEST_F(zeLogicalTreeDeepTest, GathersNestedLeavesFromTheTopDown) {
+    Add(0, ZE_STAT, "root");
+    const std::vector<Id> chain = NestLeaves(kDeep);
+
+    std::vector<zeLogicalNode*> gathered;
+    tree.GatherFatherAndSons(&tree.GetNode(chain.front()), gathered);
+
+    ASSERT_EQ(gathered.size(), kDeep);
+    for (std::size_t i = 0; i < kDeep; ++i) {
+        ASSERT_EQ(gathered[i]->id, chain[i]);
+    }
+    EXPECT_EQ(tree.GetRealParent(chain.back()), manager.m_root->m_classifier);
+}
+
+TEST_F(zeLogicalTreeDeepTest, MovesNestedLeavesWithinTheirClassifier) {
+    Add(0, ZE_STAT, "root");
+    const std::vector<Id> chain = NestLeaves(kDeep);
+    const Id target = Add(1, ZE_LEAF, "target");
+
+    tree.MoveLogicalNode(chain[1], target);
+    tree.MoveLogicalNode(target, chain.front());
+
+    EXPECT_EQ(tree.GetNode(chain[1]).parent, target);
+    EXPECT_EQ(tree.GetNode(chain.front()).children, std::vector<Id>{target});
+}
+
+TEST_F(zeLogicalTreeDeepTest, DeletesNestedLeavesInBothTrees) {
+    Add(0, ZE_STAT, "root");
+    const std::vector<Id> chain = NestLeaves(kDeep);
+
+    tree.RecursiveNodeDelete(*tree.GetNodePtr(chain.front()), true);
+
+    EXPECT_EQ(tree.nodes.size(), 1U);
+    EXPECT_EQ(tree.finder.size(), 1U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 1U);
+    EXPECT_TRUE(manager.m_physical_tree->m_finder.empty());
+}
+
+TEST_F(zeLogicalTreeDeepTest, AddsMovesChangesAndDeletesNestedLeaves) {
+    Add(0, ZE_STAT, "root");
+    const Id other = Add(1, ZE_STAT, "other");
+    const std::vector<Id> chain = AddChain(1, ZE_LEAF, kDeepToAdd);
+
+    tree.MoveLogicalNode(chain.front(), other);
+    EXPECT_EQ(Storage(1).profile_count(), 1);
+    EXPECT_EQ(Storage(other).profile_count(), static_cast<int>(kDeepToAdd));
+
+    zeLogicalNode top = tree.GetNode(chain.front());
+    top.type = ZE_STAT;
+    tree.ChangeLogicalNode(top);
+    EXPECT_EQ(Storage(other).profile_count(), 1);
+    EXPECT_EQ(Storage(chain.back()).profile_count(), static_cast<int>(kDeepToAdd) - 1);
+
+    top.type = ZE_LEAF;
+    tree.ChangeLogicalNode(top);
+    EXPECT_EQ(Storage(other).profile_count(), static_cast<int>(kDeepToAdd));
+
+    tree.DelLogicalNode(chain.front(), true);
+    EXPECT_EQ(tree.nodes.size(), 2U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 2U);
+    EXPECT_EQ(tree.GetNode(other).type, ZE_LEAF);
+    EXPECT_EQ(first_dangling_pointer(manager), "");
+}
+
+TEST_F(zeLogicalTreeDeepTest, AddsMovesAndDeletesNestedClassifiers) {
+    Add(0, ZE_STAT, "root");
+    const Id other = Add(1, ZE_STAT, "other");
+    const std::vector<Id> chain = AddChain(1, ZE_STAT, kDeepClassifiers);
+
+    tree.MoveLogicalNode(chain.front(), other);
+    EXPECT_EQ(Storage(other).profile_count(), 1);
+
+    tree.DelLogicalNode(chain.front(), true);
+    EXPECT_EQ(tree.nodes.size(), 2U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 2U);
+    EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
+}
+
+}  // namespace

@@ -1,0 +1,303 @@
+// Where verification lets an edit pass that leaves the sides of the tree in disagreement, or that a
+// classifier then refuses: what is left, and that nothing in it dangles.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "tests/knowledge/dangling_pointers.h"
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+
+namespace {
+
+using Id = unsigned int;
+
+// A container with a statistical root of the id 1. At the end of each test nothing may dangle.
+class zeLogicalTreeUnsoundTest : public testing::Test {
+protected:
+    zeLogicalTreeUnsoundTest() { Add(0, ZE_STAT, "root"); }
+
+    void TearDown() override { EXPECT_EQ(first_dangling_pointer(manager), ""); }
+
+    Id Add(Id parent, unsigned char type, std::string_view category, const qtString& rule = "") {
+        zeLogicalNode node;
+        node.parent = parent;
+        node.type = type;
+        node.category = term(category);
+        node.rule = rule;
+        return tree.AddLogicalNode(node);
+    }
+
+    void ChangeType(Id id, unsigned char type) {
+        zeLogicalNode node = tree.GetNode(id);
+        node.type = type;
+        tree.ChangeLogicalNode(node);
+    }
+
+    zeNode* Physical(Id id) { return tree.GetNode(id).physical_node; }
+
+    zeSwitcher& Switcher(Id id) {
+        return dynamic_cast<zeSwitcher&>(*manager.m_physical_tree->get_classifier(Physical(id)));
+    }
+
+    int ProfileCount(Id id) {
+        return dynamic_cast<zeStat_matcher&>(*manager.m_physical_tree->get_classifier(Physical(id)))
+            .m_storage->profile_count();
+    }
+
+    bool HasProfile(Id id, Id category) {
+        const zeStat_storage& storage =
+            *dynamic_cast<zeStat_matcher&>(*manager.m_physical_tree->get_classifier(Physical(id)))
+                 .m_storage;
+        return !storage.end(storage.get_profile(Physical(category)));
+    }
+
+    zeManager manager;
+    zeLogicalTree& tree = *manager.m_logical_tree;
+};
+
+// Two rule nodes with a default each.
+class zeLogicalTreeSecondDefaultTest : public zeLogicalTreeUnsoundTest {
+protected:
+    Id from = Add(1, ZE_RULE, "from");
+    Id to = Add(1, ZE_RULE, "to");
+    Id moved = Add(from, ZE_STAT, "moved", "default");
+    Id other = Add(to, ZE_LEAF, "other", "default");
+};
+
+TEST_F(zeLogicalTreeSecondDefaultTest, IsRefusedByTheSwitcherAfterTheNodeHasLeftItsOwn) {
+    Add(moved, ZE_LEAF, "below");
+
+    EXPECT_QTX(tree.MoveLogicalNode(moved, to), zeSwitcher, 1,
+               "Default already exists in classifier");
+
+    EXPECT_EQ(tree.GetNode(moved).parent, from);
+    EXPECT_EQ(tree.GetNode(from).children, std::vector<Id>{moved});
+    EXPECT_EQ(tree.GetNode(from).type, ZE_RULE);
+    EXPECT_EQ(Switcher(from).m_default, nullptr);
+    EXPECT_EQ(Physical(moved)->m_parent, nullptr);
+    EXPECT_EQ(ProfileCount(moved), 1);
+    EXPECT_EQ(Switcher(to).m_default, Physical(other));
+    EXPECT_EQ(tree.GetNode(to).children, std::vector<Id>{other});
+}
+
+TEST_F(zeLogicalTreeSecondDefaultTest, LeavesANodeThatCanBeDeleted) {
+    EXPECT_QTX(tree.MoveLogicalNode(moved, to), zeSwitcher, 1,
+               "Default already exists in classifier");
+
+    tree.DelLogicalNode(moved, true);
+
+    EXPECT_EQ(tree.GetNode(moved).id, 0U);
+    EXPECT_EQ(tree.GetNode(from).type, ZE_LEAF);
+    EXPECT_EQ(Physical(from)->m_classifier, nullptr);
+}
+
+TEST_F(zeLogicalTreeSecondDefaultTest, LeavesANodeThatCanBeMovedElsewhere) {
+    EXPECT_QTX(tree.MoveLogicalNode(moved, to), zeSwitcher, 1,
+               "Default already exists in classifier");
+    const Id third = Add(1, ZE_RULE, "third");
+
+    tree.MoveLogicalNode(moved, third);
+
+    EXPECT_EQ(Switcher(third).m_default, Physical(moved));
+    EXPECT_EQ(Physical(moved)->m_parent, Physical(third));
+    EXPECT_EQ(tree.GetNode(from).type, ZE_LEAF);
+}
+
+TEST_F(zeLogicalTreeSecondDefaultTest, LeavesANodeThatGoesWithItsParent) {
+    EXPECT_QTX(tree.MoveLogicalNode(moved, to), zeSwitcher, 1,
+               "Default already exists in classifier");
+
+    tree.DelLogicalNode(from, true);
+
+    EXPECT_EQ(tree.nodes.size(), 3U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 3U);
+    EXPECT_EQ(manager.m_objects.size(), 3U) << "the root's two and the other switcher";
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, RefusesAMirroredRuleWithoutSenseInTheNextClassifier) {
+    const Id from = Add(1, ZE_RULE, "from");
+    const Id to = Add(1, ZE_RULE, "to");
+    const Id moved = Add(from, ZE_LEAF, "moved", "true");
+    tree.KCE_ChangeRule(Physical(moved), "no rule");
+
+    EXPECT_THROW(tree.MoveLogicalNode(moved, to), qtX<RuleParser>);
+
+    EXPECT_EQ(tree.GetNode(moved).parent, from);
+    EXPECT_EQ(Physical(moved)->m_parent, nullptr);
+    EXPECT_TRUE(Switcher(from).m_rules.empty());
+    EXPECT_TRUE(Switcher(to).m_rules.empty());
+}
+
+// A leaf becomes a rule node whatever stands below it. Its plain children stay in the classifier
+// above, which decides them no longer in the eyes of this tree.
+class zeLogicalTreeStrandedChildrenTest : public zeLogicalTreeUnsoundTest {
+protected:
+    zeLogicalTreeStrandedChildrenTest() { ChangeType(group, ZE_RULE); }
+
+    Id group = Add(1, ZE_LEAF, "group");
+    Id child = Add(group, ZE_LEAF, "child");
+    Id grandchild = Add(child, ZE_LEAF, "grandchild");
+    Id model = Add(group, ZE_STAT, "model");
+    Id category = Add(model, ZE_LEAF, "category");
+};
+
+TEST_F(zeLogicalTreeStrandedChildrenTest, StayInTheClassifierAbove) {
+    EXPECT_EQ(Physical(child)->m_parent, Physical(1));
+    EXPECT_TRUE(HasProfile(1, child));
+    EXPECT_TRUE(HasProfile(1, grandchild));
+    EXPECT_EQ(ProfileCount(1), 4);
+    EXPECT_TRUE(Physical(group)->m_children.empty());
+    EXPECT_EQ(tree.GetRealParent(child), &Switcher(group));
+}
+
+TEST_F(zeLogicalTreeStrandedChildrenTest, AreSoundAgainOnceTheParentIsALeaf) {
+    ChangeType(group, ZE_LEAF);
+
+    EXPECT_EQ(tree.GetRealParent(child), Physical(1)->m_classifier);
+    tree.DelLogicalNode(child, true);
+    EXPECT_EQ(ProfileCount(1), 2) << "the group and the model are left";
+}
+
+TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheClassifierAboveWhenDeleted) {
+    tree.DelLogicalNode(child, true);
+
+    EXPECT_EQ(ProfileCount(1), 2) << "the group and the model are left";
+    EXPECT_EQ(first_dangling_pointer(manager), "");
+}
+
+TEST_F(zeLogicalTreeStrandedChildrenTest, GoWithTheirClassifiersWhenTheParentIsDeleted) {
+    tree.DelLogicalNode(group, true);
+
+    EXPECT_EQ(tree.nodes.size(), 1U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 1U);
+    EXPECT_EQ(ProfileCount(1), 0);
+    EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
+}
+
+TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheClassifierAboveWhenMoved) {
+    const Id to = Add(1, ZE_STAT, "to");
+
+    tree.MoveLogicalNode(child, to);
+
+    EXPECT_EQ(Physical(child)->m_parent, Physical(to));
+    EXPECT_FALSE(HasProfile(1, child));
+    EXPECT_FALSE(HasProfile(1, grandchild));
+    EXPECT_TRUE(HasProfile(to, child));
+    EXPECT_TRUE(HasProfile(to, grandchild));
+    EXPECT_EQ(first_dangling_pointer(manager), "");
+}
+
+// The switcher that decides now knows no rule for a plain node.
+TEST_F(zeLogicalTreeStrandedChildrenTest, TakeNoFurtherChild) {
+    const std::size_t node_count = tree.nodes.size();
+
+    EXPECT_THROW(Add(child, ZE_LEAF, "late"), qtX<RuleParser>);
+
+    EXPECT_EQ(tree.nodes.size(), node_count);
+    EXPECT_EQ(tree.finder.size(), node_count);
+    EXPECT_EQ(manager.m_physical_tree->GetLeafNodes(term("late")).size(), 1U)
+        << "the physical node stays";
+    EXPECT_TRUE(Switcher(group).m_rules.empty());
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, TakesANodeToALeafWhoseClassifierHasItsCategoriesAlready) {
+    const Id from = Add(1, ZE_STAT, "from");
+    const Id moved = Add(from, ZE_LEAF, "moved");
+    const Id twin = Add(moved, ZE_LEAF, "twin");
+    const Id other_twin = Add(1, ZE_LEAF, "twin");
+    const Id to = Add(1, ZE_LEAF, "to");
+
+    tree.MoveLogicalNode(moved, to);
+
+    EXPECT_TRUE(HasProfile(1, twin));
+    EXPECT_TRUE(HasProfile(1, other_twin));
+    EXPECT_EQ(Physical(twin)->m_concept, Physical(other_twin)->m_concept);
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, KeepsTheParentThatBecameAClassifierForANodeOfUnknownType) {
+    const Id rules = Add(1, ZE_RULE, "rules");
+    const Id parent = Add(rules, ZE_LEAF, "parent", "true");
+    const std::size_t object_count = manager.m_objects.size();
+
+    EXPECT_QTX(Add(parent, 7, "odd"), zeManager, 0, "Invalid classifier type");
+
+    EXPECT_EQ(tree.GetNode(parent).type, ZE_STAT);
+    EXPECT_TRUE(tree.GetNode(parent).children.empty());
+    EXPECT_EQ(tree.nodes.size(), 3U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 3U);
+    EXPECT_EQ(manager.m_objects.size(), object_count + 2);
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, NeverGivesANodeAnUnknownType) {
+    const Id leaf = Add(1, ZE_LEAF, "leaf");
+
+    EXPECT_QTX(ChangeType(leaf, 7), zeLogicalTree, 15, "Cannot switch node type");
+
+    EXPECT_EQ(tree.GetNode(leaf).type, ZE_LEAF);
+    EXPECT_EQ(Physical(leaf)->m_classifier, nullptr);
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatIsStillInItsClassifier) {
+    const Id leaf = Add(1, ZE_LEAF, "leaf");
+
+    tree.KCE_Delete(Physical(leaf));
+
+    EXPECT_EQ(ProfileCount(1), 0);
+    EXPECT_TRUE(Physical(1)->m_children.empty());
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatStillHasItsClassifier) {
+    const Id model = Add(1, ZE_STAT, "model");
+    const Id category = Add(model, ZE_LEAF, "category");
+
+    tree.KCE_Delete(Physical(model));
+
+    EXPECT_EQ(tree.GetNode(1).children, std::vector<Id>{category});
+    EXPECT_EQ(Physical(category)->m_parent, nullptr);
+    EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
+}
+
+// After the mirrored end of its parent a node names one that is gone.
+class zeLogicalTreeStaleParentTest : public zeLogicalTreeUnsoundTest {
+protected:
+    zeLogicalTreeStaleParentTest() {
+        tree.PhysicalDelete(tree.GetNode(group), true);
+        zeNode* below = Physical(child);
+        dynamic_cast<zeStat_matcher&>(*Physical(1)->m_classifier).add_cat(below);
+        tree.KCE_Delete(Physical(group));
+    }
+
+    Id group = Add(1, ZE_LEAF, "group");
+    Id child = Add(group, ZE_LEAF, "child");
+    Id other = Add(1, ZE_STAT, "other");
+};
+
+TEST_F(zeLogicalTreeStaleParentTest, StandsInTheGrandparentsChildren) {
+    EXPECT_EQ(tree.GetNode(1).children, (std::vector<Id>{child, other}));
+    EXPECT_EQ(tree.GetNode(child).parent, group);
+    EXPECT_EQ(tree.GetNode(group).id, 0U);
+}
+
+TEST_F(zeLogicalTreeStaleParentTest, LeadsToNoClassifier) {
+    EXPECT_ASSERTS(tree.GetRealParent(child), "clafer");
+    EXPECT_ASSERTS(tree.DelLogicalNode(child, true), "clafer");
+    EXPECT_ASSERTS(tree.MoveLogicalNode(child, other), "clafer");
+
+    EXPECT_EQ(tree.nodes.size(), 3U);
+    EXPECT_TRUE(HasProfile(1, child));
+}
+
+}  // namespace
