@@ -105,8 +105,9 @@ public:
     // Adds the node that mirrors a physical node, under the node of `classifier`, which may be
     // null. Nothing happens to a node that is mirrored already.
     void KCE_Add(zeNode* const& node, const zeClassifier* classifier);
-    // Deletes a node alone, with its physical node. Its children go to the parent's children; their
-    // own `parent` still names the deleted id. Nothing happens to an unknown node or the root.
+    // Deletes a node alone, with its physical node, which what still points at it there forgets.
+    // Its children go to the parent's children; their own `parent` still names the deleted id.
+    // Nothing happens to an unknown node or the root.
     void KCE_Delete(zeNode* const& node);
     // Takes over the physical node's attributes.
     void KCE_ChangeAttr(zeNode*& node);
@@ -120,7 +121,7 @@ public:
     // Bits of the kinds of change; 0 if nothing differs.
     int VerifyChange(const zeLogicalNode& node) const;
     // kMoveOfLinks or 0.
-    int VerifyMove(unsigned int id, unsigned int new_parent);
+    int VerifyMove(unsigned int id, unsigned int new_parent) const;
     // That no son has the name of a category that `target` has.
     void VerifyMoveSons(zeStat_matcher* target, std::vector<zeLogicalNode*>& sons) const;
     // `parent`: of the node that would have the rule.
@@ -184,6 +185,10 @@ private:
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);
     void ChangeRule(zeLogicalNode& node, const qtString& rule);
     void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
+    void TakeFromClassifier(zeClassifier& classifier, zeNode* category, bool remove_concepts);
+    void FeedAgain(zeClassifier& classifier);
+    void Enter(const zeLogicalNode& node);
+    void Unlink(zeNode* node);
     void DeleteClassifiersBelow(const zeLogicalNode& node);
     void DeleteOneNode(zeLogicalNode& node);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);

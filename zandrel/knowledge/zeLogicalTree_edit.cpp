@@ -50,15 +50,28 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
         AddToClassifier(*GetRealParent(node.parent), node);
     }
     node.id = ++next_id;
-    // A new node has no children, whatever the caller's copy comes from.
-    zeLogicalNode& added = nodes[node.id] = node;
-    added.children.clear();
-    if (zeLogicalNode* const parent = Find(node.parent)) {
-        parent->children.push_back(node.id);
-    }
-    AddFinder(added);
+    Enter(node);
     manager->m_modified = true;
     return node.id;
+}
+
+// In the whole or, if memory runs out, not at all: a node that is half known would outlive its
+// physical node.
+void zeLogicalTree::Enter(const zeLogicalNode& node) {
+    zeLogicalNode* const parent = Find(node.parent);
+    zeLogicalNode& added = nodes.try_emplace(node.id, node).first->second;
+    try {
+        // A new node has no children, whatever the caller's copy comes from.
+        added.children.clear();
+        AddFinder(added);
+        if (parent != nullptr) {
+            parent->children.push_back(node.id);
+        }
+    } catch (...) {
+        DelFinder(added);
+        nodes.erase(node.id);
+        throw;
+    }
 }
 
 void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
@@ -124,7 +137,8 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     } else if (node.type == ZE_RULE) {
         manager->DelClassifier(node.physical_node);
     } else {
-        manager->AddClassifier(node.physical_node, ZE_RULE);
+        // A type that no classifier has is refused there.
+        manager->AddClassifier(node.physical_node, type);
     }
     node.type = type;
 }
@@ -192,23 +206,35 @@ void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concep
         refuse(12, "Cannot delete top node");
     }
     zeClassifier* const above = GetRealParent(node.parent);
-    if (auto* const switcher = dynamic_cast<zeSwitcher*>(above)) {
+    std::vector<zeLogicalNode*> gathered;
+    GatherFatherAndSons(&node, gathered);
+    for (zeLogicalNode* const each : gathered) {
+        TakeFromClassifier(*above, each->physical_node, remove_concepts);
+    }
+    FeedAgain(*above);
+}
+
+// A statistical classifier selects its features anew for the categories that it has left.
+void zeLogicalTree::FeedAgain(zeClassifier& classifier) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        matcher->feed(*matcher->m_storage, true);
+    }
+}
+
+void zeLogicalTree::TakeFromClassifier(zeClassifier& classifier, zeNode* category,
+                                       bool remove_concepts) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        matcher->delete_cat(category, false, remove_concepts);
+    } else if (auto* const switcher = dynamic_cast<zeSwitcher*>(&classifier)) {
         switcher->m_dirty = true;
         if (switcher->m_node != nullptr) {
-            switcher->m_node->remove_child(node.physical_node);
+            switcher->m_node->remove_child(category);
         }
-        if (node.physical_node == switcher->m_default) {
+        if (category == switcher->m_default) {
             switcher->m_default = nullptr;
         } else {
-            switcher->m_rules.erase(node.physical_node);
+            switcher->m_rules.erase(category);
         }
-    } else if (auto* const matcher = dynamic_cast<zeStat_matcher*>(above)) {
-        std::vector<zeLogicalNode*> gathered;
-        GatherFatherAndSons(&node, gathered);
-        for (zeLogicalNode* const each : gathered) {
-            matcher->delete_cat(each->physical_node, false, remove_concepts);
-        }
-        matcher->feed(*matcher->m_storage, true);
     }
 }
 
@@ -225,9 +251,6 @@ void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
 
 // Children go before their parent, in their order. A tree can be deep, so nothing recurs.
 void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
-    if (remove) {
-        RemoveFromParent(node);
-    }
     std::vector<zeLogicalNode*> parents_first;
     std::vector<zeLogicalNode*> waiting = {&node};
     while (!waiting.empty()) {
@@ -240,14 +263,37 @@ void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
             }
         }
     }
+    if (remove) {
+        RemoveFromParent(node);
+    }
     std::for_each(parents_first.rbegin(), parents_first.rend(),
                   [this](zeLogicalNode* each) { DeleteOneNode(*each); });
 }
 
 void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
+    Unlink(node.physical_node);
     DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     nodes.erase(node.id);
+}
+
+// An edit takes a node out of its classifier before it comes here. What an earlier edit that failed
+// half-way left linked, or a caller of KCE_Delete, must not go on pointing at a node that goes.
+void zeLogicalTree::Unlink(zeNode* node) {
+    manager->DelClassifier(node);
+    zeNode* const above = node->m_parent;
+    if (above == nullptr) {
+        return;
+    }
+    if (zeClassifier* const classifier = manager->m_physical_tree->get_classifier(above)) {
+        std::vector<zeNode*> known;
+        classifier->get_all_categories(known);
+        if (std::find(known.begin(), known.end(), node) != known.end()) {
+            TakeFromClassifier(*classifier, node, true);
+            FeedAgain(*classifier);
+        }
+    }
+    above->remove_child(node);
 }
 
 void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
@@ -273,7 +319,12 @@ void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
         each->physical_node->get_subtree_classifiers(classifiers);
     }
     classifiers.insert(node.physical_node);
-    for (zeNode* const each : classifiers) {
+    // By id, since what becomes a leaf enters a list, whose order shall be the same in every run.
+    std::vector<zeNode*> ordered(classifiers.begin(), classifiers.end());
+    std::sort(ordered.begin(), ordered.end(), [](const zeNode* left, const zeNode* right) {
+        return left->m_node_id < right->m_node_id;
+    });
+    for (zeNode* const each : ordered) {
         manager->DelClassifier(each);
     }
 }
