@@ -1,0 +1,236 @@
+// What zeLogicalTree mirrors of the physical side.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/logical_tree.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kAboveOne = "$a(n) > 1";
+constexpr const char* kAboveTwo = "$a(n) > 2";
+
+// root (statistics)
+//   news (leaf)
+//     sport (leaf)
+//     desk (rules)
+//       refund (leaf)
+class zeLogicalTreeMirrorTest : public testing::Test {
+protected:
+    zeLogicalTreeMirrorTest() { kc.manager.m_modified = false; }
+
+    zeNode* MakeLeaf(std::string_view name) {
+        return kc.manager.m_physical_tree->MakeNode(term(name), ZE_LEAF, zeNode::Junk, 0.25);
+    }
+
+    // The operations take the pointer by reference.
+    const zeLogicalNode& Add(zeNode* node, const zeClassifier* classifier) {
+        tree.KCE_Add(node, classifier);
+        return tree.FindCategory(node);
+    }
+
+    void Delete(zeNode* node) { tree.KCE_Delete(node); }
+
+    Edited_container kc;
+    zeLogicalTree& tree = kc.tree;
+    unsigned int root = kc.Root(ZE_STAT);
+    unsigned int news = kc.Add(root, "news");
+    unsigned int sport = kc.Add(news, "sport");
+    unsigned int desk = kc.Add(news, "desk", "", ZE_RULE);
+    unsigned int refund = kc.Add(desk, "refund", kAboveOne);
+};
+
+// KCE_Add.
+
+TEST_F(zeLogicalTreeMirrorTest, ACategoryThatAppearedIsAChildOfTheClassifiersNode) {
+    zeNode* node = MakeLeaf("food");
+    kc.Matcher(root).add_cat(node);
+
+    const zeLogicalNode& added = Add(node, &kc.Matcher(root));
+
+    EXPECT_EQ(added.id, 6U);
+    EXPECT_EQ(tree.next_id, 6U);
+    EXPECT_EQ(added.parent, root);
+    EXPECT_EQ(added.physical_node, node);
+    EXPECT_EQ(added.type, ZE_LEAF);
+    EXPECT_EQ(added.attributes, zeNode::Junk);
+    EXPECT_EQ(added.threshold, 0.25);
+    EXPECT_EQ(added.category, term("food"));
+    EXPECT_EQ(added.name, term("food"));
+    EXPECT_EQ(added.rule, "");
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(news, added.id));
+    EXPECT_TRUE(kc.manager.m_modified);
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, TheRuleComesFromTheSwitcher) {
+    zeNode* first = MakeLeaf("invoice");
+    kc.Switcher(desk).add_rule(first, kAboveTwo);
+    zeNode* second = MakeLeaf("rest");
+    kc.Switcher(desk).add_rule(second, "default");
+
+    EXPECT_EQ(Add(first, &kc.Switcher(desk)).rule, kAboveTwo);
+    EXPECT_EQ(Add(second, &kc.Switcher(desk)).rule, "default");
+
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ANodeWithAClassifierHasItsType) {
+    zeNode* node = kc.manager.m_physical_tree->MakeNode(term("topics"), ZE_STAT, 0, 0.0);
+    kc.Matcher(root).add_cat(node);
+
+    EXPECT_EQ(Add(node, &kc.Matcher(root)).type, ZE_STAT);
+
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, WithoutAClassifierTheNodeHasNoParent) {
+    const zeLogicalNode& added = Add(MakeLeaf("food"), nullptr);
+
+    EXPECT_EQ(added.id, 6U);
+    EXPECT_EQ(added.parent, 0U);
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(news));
+    EXPECT_TRUE(kc.manager.m_modified);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, WithAClassifierWhoseNodeIsNotMirroredTheNodeHasNoParent) {
+    zeNode* const unknown = kc.manager.m_physical_tree->MakeNode(term("other"), ZE_STAT, 0, 0.0);
+    const std::string before = DumpLogicalTree(tree);
+    zeNode* node = MakeLeaf("food");
+
+    const zeLogicalNode& added = Add(node, unknown->m_classifier);
+
+    EXPECT_EQ(added.parent, 0U);
+    EXPECT_THAT(tree.not_found_node.children, IsEmpty());
+    EXPECT_EQ(tree.not_found_node.id, 0U);
+    Delete(node);
+    tree.next_id = 5;
+    EXPECT_EQ(DumpLogicalTree(tree), before);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ANodeThatIsMirroredAlreadyChangesNothing) {
+    const Unchanged unchanged(kc.manager);
+
+    Add(kc.Physical(sport), &kc.Matcher(root));
+    Add(kc.Physical(root), nullptr);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ARuleNodeWantsItsSwitcher) {
+    tree.GetNodePtr(root)->type = ZE_RULE;
+    zeNode* node = MakeLeaf("food");
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_ASSERTS(Add(node, &kc.Matcher(root)), "sw");
+}
+
+// KCE_Delete.
+
+TEST_F(zeLogicalTreeMirrorTest, ADeletedNodeGoesFromBothTrees) {
+    zeNode* node = kc.Physical(sport);
+    kc.Matcher(root).delete_cat(node, true, true);
+
+    Delete(node);
+
+    EXPECT_EQ(kc.Node(sport).id, 0U);
+    EXPECT_THAT(kc.Node(news).children, ElementsAre(desk));
+    EXPECT_THAT(kc.manager.m_physical_tree->GetLeafNodes(term("sport")), IsEmpty());
+    EXPECT_TRUE(kc.manager.m_modified);
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest,
+       ChildrenOfADeletedNodeStandInTheGrandparentsListAndNameTheDeletedOne) {
+    zeNode* node = kc.Physical(news);
+    kc.Matcher(root).delete_cat(node, true, true);
+    const unsigned int other = kc.Add(root, "other");
+
+    Delete(node);
+
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(desk, other, sport));
+    EXPECT_EQ(kc.Node(sport).parent, news);
+    EXPECT_EQ(kc.Node(desk).parent, news);
+    EXPECT_THAT(tree.not_found_node.children, IsEmpty());
+    EXPECT_ASSERTS(tree.GetRealParent(sport), "clafer");
+    ExpectNoDanglingPointers(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, AChildOfADeletedNodeCannotBeTakenFromItsParent) {
+    Delete(kc.Physical(news));
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_ASSERTS(tree.RemoveFromParent(kc.Node(sport)), "loc >= 0");
+}
+
+TEST_F(zeLogicalTreeMirrorTest, WhatWasNotToldToForgetANodeForgetsItWhenItGoes) {
+    Delete(kc.Physical(sport));
+    Delete(kc.Physical(refund));
+
+    EXPECT_THAT(kc.Categories(root), ElementsAre(news, desk));
+    EXPECT_THAT(kc.Categories(desk), IsEmpty());
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, WithADeletedNodeGoesItsClassifier) {
+    const std::size_t object_count = kc.manager.m_objects.size();
+
+    Delete(kc.Physical(desk));
+
+    EXPECT_EQ(kc.manager.m_objects.size(), object_count - 1);
+    EXPECT_EQ(kc.Physical(refund)->m_parent, nullptr);
+    ExpectNoDanglingPointers(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, UnknownNodesAndTheRootAreNotDeleted) {
+    zeNode* const unknown = MakeLeaf("food");
+    const Unchanged unchanged(kc.manager);
+
+    Delete(unknown);
+    Delete(nullptr);
+    Delete(kc.Physical(root));
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ANodeWithoutAParentIsDeletedByItself) {
+    zeNode* const node = MakeLeaf("food");
+    const unsigned int id = Add(node, nullptr).id;
+
+    Delete(node);
+
+    EXPECT_EQ(kc.Node(id).id, 0U);
+    ExpectSound(kc.manager);
+}
+
+// KCE_ChangeAttr and KCE_ChangeRule.
+
+TEST_F(zeLogicalTreeMirrorTest, AttributesAreTakenOver) {
+    zeNode* node = kc.Physical(sport);
+    node->m_flags = zeNode::Junk | zeNode::NoScore;
+
+    tree.KCE_ChangeAttr(node);
+
+    EXPECT_EQ(kc.Node(sport).attributes, zeNode::Junk | zeNode::NoScore);
+    EXPECT_TRUE(kc.manager.m_modified);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ARuleIsStoredAndNoClassifierTouched) {
+    tree.KCE_ChangeRule(kc.Physical(refund), "no rule at all");
+
+    EXPECT_EQ(kc.Node(refund).rule, "no rule at all");
+    EXPECT_EQ(kc.Switcher(desk).get_rule(kc.Physical(refund)), kAboveOne);
+    EXPECT_TRUE(kc.manager.m_modified);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ChangesOfUnknownNodesChangeNothing) {
+    zeNode* unknown = MakeLeaf("food");
+    const Unchanged unchanged(kc.manager);
+
+    tree.KCE_ChangeAttr(unknown);
+    tree.KCE_ChangeRule(unknown, kAboveOne);
+}
+
+}  // namespace
