@@ -186,6 +186,8 @@ private:
     void ChangeRule(zeLogicalNode& node, const qtString& rule);
     void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
     void TakeFromClassifier(zeClassifier& classifier, zeNode* category, bool remove_concepts);
+    static bool IsKnown(zeClassifier& classifier, zeNode* category);
+    void Forget(zeClassifier& classifier, zeNode* category);
     void FeedAgain(zeClassifier& classifier);
     void Enter(const zeLogicalNode& node);
     void Unlink(zeNode* node);

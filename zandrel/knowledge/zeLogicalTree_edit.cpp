@@ -74,11 +74,41 @@ void zeLogicalTree::Enter(const zeLogicalNode& node) {
     }
 }
 
+// A classifier that runs out of memory may have entered the category without linking it. It must
+// not know a node that no link leads back from.
 void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
-    if (classifier.GetType() == ZE_RULE) {
-        dynamic_cast<zeSwitcher&>(classifier).add_rule(node.physical_node, node.rule);
+    const bool was_known = IsKnown(classifier, node.physical_node);
+    try {
+        if (classifier.GetType() == ZE_RULE) {
+            dynamic_cast<zeSwitcher&>(classifier).add_rule(node.physical_node, node.rule);
+        } else {
+            dynamic_cast<zeStat_matcher&>(classifier).add_cat(node.physical_node);
+        }
+    } catch (...) {
+        if (!was_known) {
+            Forget(classifier, node.physical_node);
+        }
+        throw;
+    }
+}
+
+bool zeLogicalTree::IsKnown(zeClassifier& classifier, zeNode* category) {
+    if (const auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        return !matcher->m_storage->end(matcher->m_storage->get_profile(category));
+    }
+    const auto* const switcher = dynamic_cast<zeSwitcher*>(&classifier);
+    return switcher != nullptr &&
+           (switcher->m_default == category || switcher->m_rules.count(category) != 0);
+}
+
+void zeLogicalTree::Forget(zeClassifier& classifier, zeNode* category) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        int iprofile = matcher->m_storage->get_profile(category);
+        if (!matcher->m_storage->end(iprofile)) {
+            matcher->m_storage->delete_profile(iprofile);
+        }
     } else {
-        dynamic_cast<zeStat_matcher&>(classifier).add_cat(node.physical_node);
+        TakeFromClassifier(classifier, category, true);
     }
 }
 
@@ -196,7 +226,7 @@ void zeLogicalTree::MoveSons(zeStat_matcher* from, zeStat_matcher* to,
     ZANDREL_ASSERT(from != nullptr && to != nullptr, "from && to");
     for (zeLogicalNode* const son : sons) {
         from->delete_cat(son->physical_node, false, true);
-        to->add_cat(son->physical_node);
+        AddToClassifier(*to, *son);
     }
     from->feed(*from->m_storage, true);
 }
@@ -286,9 +316,7 @@ void zeLogicalTree::Unlink(zeNode* node) {
         return;
     }
     if (zeClassifier* const classifier = manager->m_physical_tree->get_classifier(above)) {
-        std::vector<zeNode*> known;
-        classifier->get_all_categories(known);
-        if (std::find(known.begin(), known.end(), node) != known.end()) {
+        if (IsKnown(*classifier, node)) {
             TakeFromClassifier(*classifier, node, true);
             FeedAgain(*classifier);
         }
