@@ -7,6 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/logical_tree.h"
@@ -240,6 +243,30 @@ TEST_F(zeLogicalTreeChangeTest, ALeafBecomesAStatisticalNodeAndTakesItsSons) {
     EXPECT_THAT(kc.Categories(topics), ElementsAre(news, food));
     EXPECT_THAT(kc.Node(news).children, ElementsAre(sport));
     ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeChangeTest, SonsMoveWithNothingLearnedAndTheTableForgetsThem) {
+    zeMemoryCorpus corpus;
+    for (const char* const category : {"news", "sport", "food"}) {
+        MessageBuilder().bag({{category, 1.0}}).labels({category}).add_to(corpus);
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&kc.manager);
+    kc.Matcher(topics).train(view);
+    ASSERT_EQ(kc.Matcher(topics).m_table.count(term("sport")), 1U);
+
+    SetType(news, ZE_STAT);
+
+    const auto& taken = *kc.Matcher(news).m_storage;
+    EXPECT_EQ(taken.profile(taken.get_profile(kc.Physical(sport))).m_num_msgs, 0);
+    EXPECT_TRUE(taken.m_concept_infos.empty());
+    const auto& left = *kc.Matcher(topics).m_storage;
+    EXPECT_EQ(left.profile(left.get_profile(kc.Physical(food))).m_num_msgs, 1);
+    for (const auto& [feature, pairs] : kc.Matcher(topics).m_table) {
+        for (const zeStat_matcher::Concept_weight& pair : pairs) {
+            EXPECT_LT(pair.m_iprofile, left.profile_count()) << feature.view();
+        }
+    }
 }
 
 TEST_F(zeLogicalTreeChangeTest, AStatisticalNodeBecomesALeafAndGivesItsSonsUp) {

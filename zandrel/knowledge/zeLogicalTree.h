@@ -85,7 +85,9 @@ public:
     // Edits.
 
     // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
-    // with `physical_node`.
+    // with `physical_node`. It starts without children, whatever `node` has.
+    // RAISES: "clafer" for an unknown parent; qtX<zeManager> 0 for a type that no classifier has.
+    // COST: linear in the categories of the classifier above.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
     // what the categories brought to its table of all concepts.
@@ -95,15 +97,17 @@ public:
     // COST: constant within one statistical classifier; otherwise as deleting and adding.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
     // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
-    // of `node`.
+    // of `node`. Attributes and threshold are written to the physical node at every change.
+    // RAISES: qtX<zeManager> 0 for a type that no classifier has.
     void ChangeLogicalNode(const zeLogicalNode& node);
     // Replaces the root's classifier by one of the other kind, while the root has no children.
     void ChangeRootType(int type);
 
     // Mirrors of what has happened on the physical side.
 
-    // Adds the node that mirrors a physical node, under the node of `classifier`, which may be
-    // null. Nothing happens to a node that is mirrored already.
+    // Adds the node that mirrors a physical node, under the node of `classifier`. Without one, or
+    // where that node is not mirrored, it has no parent. Nothing happens to a node that is mirrored
+    // already.
     void KCE_Add(zeNode* const& node, const zeClassifier* classifier);
     // Deletes a node alone, with its physical node, which what still points at it there forgets.
     // Its children go to the parent's children; their own `parent` still names the deleted id.
