@@ -15,6 +15,7 @@ template <class Table>
 auto Sorted(const Table& table) {
     using Entry = std::pair<typename Table::key_type, const typename Table::mapped_type*>;
     std::vector<Entry> entries;
+    entries.reserve(table.size());
     for (const auto& [key, value] : table) {
         entries.emplace_back(key, &value);
     }
@@ -141,40 +142,84 @@ private:
     std::set<const zeBase*> m_objects;
 };
 
-void ExpectObjectSound(const Living& living, zeBase& object) {
+// What is wrong with a container, one line for each fault.
+class Faults {
+public:
+    void Unless(bool holds, const std::string& where, const char* what) {
+        if (!holds) {
+            m_lines += where + ": " + what + '\n';
+        }
+    }
+
+    const std::string& Lines() const { return m_lines; }
+
+private:
+    std::string m_lines;
+};
+
+std::string Name(const char* kind, unsigned int id) {
+    return kind + (' ' + std::to_string(id));
+}
+
+void FindDangling(Faults& faults, const Living& living, const zeNode& node) {
+    const std::string where = Name("physical node", node.m_node_id);
+    faults.Unless(living.HasNodes(node.m_children), where, "children");
+    faults.Unless(living.HasNode(node.m_parent), where, "parent");
+    faults.Unless(living.HasObject(node.m_classifier), where, "classifier");
+}
+
+void FindDangling(Faults& faults, const Living& living, zeBase& object) {
     auto* const classifier = dynamic_cast<zeClassifier*>(&object);
     if (classifier == nullptr) {
         return;
     }
+    const std::string where = Name("object", object.m_id);
     std::vector<zeNode*> categories;
     classifier->get_all_categories(categories);
-    EXPECT_TRUE(living.HasNodes(categories)) << "categories of object " << object.m_id;
-    EXPECT_TRUE(living.HasNode(classifier->m_node)) << "node of object " << object.m_id;
+    faults.Unless(living.HasNodes(categories), where, "categories");
+    faults.Unless(living.HasNode(classifier->m_node), where, "node");
     if (const auto* const matcher = dynamic_cast<zeStat_matcher*>(classifier)) {
-        EXPECT_TRUE(living.HasObject(matcher->m_storage)) << "storage of object " << object.m_id;
-        EXPECT_EQ(matcher->m_storage->m_profile_index.size(),
-                  matcher->m_storage->m_profiles.size());
+        const zeStat_storage& storage = *matcher->m_storage;
+        faults.Unless(living.HasObject(&storage), where, "storage");
+        faults.Unless(storage.m_profile_index.size() == storage.m_profiles.size(), where, "index");
     }
 }
 
-void ExpectMirrored(const zeLogicalTree& tree, const zeLogicalNode& node) {
-    const auto found = tree.finder.find(node.physical_node);
-    ASSERT_NE(found, tree.finder.end());
-    EXPECT_EQ(found->second, node.id);
-    EXPECT_EQ(node.physical_node->m_concept, node.category);
-    EXPECT_EQ(node.physical_node->m_classifier_type, node.type);
-    EXPECT_EQ(node.physical_node->m_flags, node.attributes);
-    EXPECT_EQ(node.physical_node->m_threshold, node.threshold);
-    EXPECT_EQ(node.physical_node->m_classifier != nullptr, node.type != ZE_LEAF);
+void FindDangling(Faults& faults, const Living& living, const zeLogicalTree& tree) {
+    for (const auto& [id, node] : tree.nodes) {
+        faults.Unless(living.HasNode(node.physical_node), Name("node", id), "physical node");
+    }
+    for (const auto& [physical, id] : tree.finder) {
+        faults.Unless(living.HasNode(physical), Name("finder", id), "physical node");
+    }
 }
 
-void ExpectDecided(const zeLogicalTree& tree, const zeLogicalNode& node) {
+void FindUnmirrored(Faults& faults, const zeLogicalTree& tree, const zeLogicalNode& node) {
+    const std::string where = Name("node", node.id);
+    const zeNode& physical = *node.physical_node;
+    faults.Unless(&tree.FindCategory(node.physical_node) == &node, where, "finder");
+    faults.Unless(physical.m_concept == node.category, where, "category");
+    faults.Unless(physical.m_classifier_type == node.type, where, "type");
+    faults.Unless(physical.m_flags == node.attributes, where, "attributes");
+    faults.Unless(physical.m_threshold == node.threshold, where, "threshold");
+    faults.Unless((physical.m_classifier != nullptr) == (node.type != ZE_LEAF), where,
+                  "classifier");
+}
+
+void FindUndecided(Faults& faults, const zeLogicalTree& tree, const zeLogicalNode& node) {
+    const std::string where = Name("node", node.id);
+    if (node.parent == 0) {
+        faults.Unless(node.id == 1, where, "has no parent");
+        faults.Unless(node.physical_node == tree.manager->m_root, where, "is not the root");
+        return;
+    }
     const auto& siblings = tree.GetNode(node.parent).children;
-    EXPECT_EQ(std::count(siblings.begin(), siblings.end(), node.id), 1);
+    faults.Unless(std::count(siblings.begin(), siblings.end(), node.id) == 1, where,
+                  "not once among its parent's children");
     const zeClassifier* const above = tree.GetRealParent(node.parent);
-    EXPECT_EQ(node.physical_node->m_parent, above->m_node);
+    faults.Unless(node.physical_node->m_parent == above->m_node, where, "physical parent");
     if (const auto* const switcher = dynamic_cast<const zeSwitcher*>(above)) {
-        EXPECT_EQ(switcher->get_rule(node.physical_node).str(), node.rule.str());
+        faults.Unless(switcher->get_rule(node.physical_node) == node.rule, where, "rule");
     }
 }
 
@@ -183,6 +228,7 @@ std::vector<unsigned int> SonsOf(const zeLogicalTree& tree, const zeLogicalNode&
     std::vector<zeLogicalNode*> sons;
     tree.GatherSons(&node, sons);
     std::vector<unsigned int> ids;
+    ids.reserve(sons.size());
     for (const zeLogicalNode* son : sons) {
         ids.push_back(son->id);
     }
@@ -194,6 +240,7 @@ std::vector<unsigned int> CategoriesOf(const zeLogicalTree& tree, zeClassifier& 
     std::vector<zeNode*> categories;
     classifier.get_all_categories(categories);
     std::vector<unsigned int> ids;
+    ids.reserve(categories.size());
     for (zeNode* category : categories) {
         ids.push_back(tree.FindCategory(category).id);
     }
@@ -240,46 +287,37 @@ std::string DumpState(zeManager& manager) {
 void ExpectSound(zeManager& manager) {
     ExpectNoDanglingPointers(manager);
     const zeLogicalTree& tree = *manager.m_logical_tree;
-    EXPECT_EQ(tree.finder.size(), tree.nodes.size());
-    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), tree.nodes.size());
+    Faults faults;
+    faults.Unless(tree.finder.size() == tree.nodes.size(), "finder", "size");
+    faults.Unless(manager.m_physical_tree->m_nodes.size() == tree.nodes.size(), "physical tree",
+                  "size");
     for (const auto& [id, node] : tree.nodes) {
-        SCOPED_TRACE("node " + std::to_string(id) + " '" + node.category.text().str() + "'");
-        EXPECT_EQ(node.id, id);
-        EXPECT_LE(id, tree.next_id);
-        ExpectMirrored(tree, node);
-        if (node.parent != 0) {
-            ExpectDecided(tree, node);
-        } else {
-            EXPECT_EQ(id, 1U);
-            EXPECT_EQ(node.physical_node, manager.m_root);
-        }
-        if (node.type != ZE_LEAF) {
-            EXPECT_EQ(CategoriesOf(tree, *node.physical_node->m_classifier), SonsOf(tree, node));
-        }
+        faults.Unless(node.id == id && id <= tree.next_id, Name("node", id), "id");
+        FindUnmirrored(faults, tree, node);
+        FindUndecided(faults, tree, node);
+        faults.Unless(
+            node.type == ZE_LEAF ||
+                CategoriesOf(tree, *node.physical_node->m_classifier) == SonsOf(tree, node),
+            Name("node", id), "categories of its classifier");
     }
+    EXPECT_EQ(faults.Lines(), "");
 }
 
 void ExpectNoDanglingPointers(zeManager& manager) {
     const Living living(manager);
-    EXPECT_TRUE(living.HasNode(manager.m_root));
+    Faults faults;
+    faults.Unless(living.HasNode(manager.m_root), "manager", "root");
     for (const auto& [id, node] : manager.m_physical_tree->m_nodes) {
-        SCOPED_TRACE("physical node " + std::to_string(id));
-        EXPECT_TRUE(living.HasNodes(node.m_children));
-        EXPECT_TRUE(living.HasNode(node.m_parent));
-        EXPECT_TRUE(living.HasObject(node.m_classifier));
+        FindDangling(faults, living, node);
     }
     for (const auto& [category, leaves] : manager.m_physical_tree->m_finder) {
-        EXPECT_TRUE(living.HasNodes(leaves)) << "leaves of " << category.view();
+        faults.Unless(living.HasNodes(leaves), "leaves", category.c_str());
     }
-    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
-        EXPECT_TRUE(living.HasNode(node.physical_node)) << "logical node " << id;
-    }
-    for (const auto& [physical, id] : manager.m_logical_tree->finder) {
-        EXPECT_TRUE(living.HasNode(physical)) << "finder of " << id;
-    }
+    FindDangling(faults, living, *manager.m_logical_tree);
     for (const auto& [id, object] : manager.m_objects) {
-        ExpectObjectSound(living, *object);
+        FindDangling(faults, living, *object);
     }
+    EXPECT_EQ(faults.Lines(), "");
 }
 
 std::vector<unsigned int> Edited_container::Categories(unsigned int id) const {

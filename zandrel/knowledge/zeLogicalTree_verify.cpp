@@ -195,6 +195,7 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
         GatherSons(node, sons);
         VerifyMoveSons(matcher, sons);
     }
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): GetRealParent has found its classifier.
     if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
         refuse(7, "Mixing rules and statistics on the same level");
     }
