@@ -1,130 +1,236 @@
-// Mirroring what appeared on the physical side.
+// What zeLogicalTree mirrors of the physical side.
 #include "zandrel/knowledge/zeLogicalTree.h"
-
-#include <cstddef>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "zandrel/classification/zeSwitcher.h"
-#include "zandrel/knowledge/zeManager.h"
-#include "zandrel/knowledge/zeNode.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
-
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/logical_tree.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr const char* kAboveOne = "$a(n) > 1";
+constexpr const char* kAboveTwo = "$a(n) > 2";
+
+// root (statistics)
+//   news (leaf)
+//     sport (leaf)
+//     desk (rules)
+//       refund (leaf)
 class zeLogicalTreeMirrorTest : public testing::Test {
 protected:
-    zeNode* Make(std::string_view name, unsigned int type) {
-        return m_manager.m_physical_tree->MakeNode(term(name), type, zeNode::NoScore, 0.0);
+    zeLogicalTreeMirrorTest() { kc.manager.m_modified = false; }
+
+    zeNode* MakeLeaf(std::string_view name) {
+        return kc.manager.m_physical_tree->MakeNode(term(name), ZE_LEAF, zeNode::Junk, 0.25);
     }
 
-    zeLogicalNode& Mirror(zeNode* node) { return m_tree.nodes.at(m_tree.finder.at(node)); }
+    // The operations take the pointer by reference.
+    const zeLogicalNode& Add(zeNode* node, const zeClassifier* classifier) {
+        tree.KCE_Add(node, classifier);
+        return tree.FindCategory(node);
+    }
 
-    zeManager m_manager;
-    zeLogicalTree& m_tree = *m_manager.m_logical_tree;
+    void Delete(zeNode* node) { tree.KCE_Delete(node); }
+
+    Edited_container kc;
+    zeLogicalTree& tree = kc.tree;
+    unsigned int root = kc.Root(ZE_STAT);
+    unsigned int news = kc.Add(root, "news");
+    unsigned int sport = kc.Add(news, "sport");
+    unsigned int desk = kc.Add(news, "desk", "", ZE_RULE);
+    unsigned int refund = kc.Add(desk, "refund", kAboveOne);
 };
 
-TEST_F(zeLogicalTreeMirrorTest, TakesTheNodesOwnFields) {
-    zeNode* const root = Make("root", ZE_STAT);
-    m_manager.m_modified = false;
+// KCE_Add.
 
-    m_tree.KCE_Add(root, nullptr);
+TEST_F(zeLogicalTreeMirrorTest, ACategoryThatAppearedIsAChildOfTheClassifiersNode) {
+    zeNode* node = MakeLeaf("food");
+    kc.Matcher(root).add_cat(node);
 
-    const zeLogicalNode& mirror = Mirror(root);
-    EXPECT_EQ(mirror.id, 1U);
-    EXPECT_EQ(mirror.type, ZE_STAT);
-    EXPECT_EQ(mirror.attributes, zeNode::NoScore);
-    EXPECT_EQ(mirror.category, term("root"));
-    EXPECT_EQ(mirror.name, term("root"));
-    EXPECT_EQ(mirror.parent, 0U);
-    EXPECT_EQ(mirror.physical_node, root);
-    EXPECT_EQ(m_tree.next_id, 1U);
-    EXPECT_TRUE(m_manager.m_modified);
+    const zeLogicalNode& added = Add(node, &kc.Matcher(root));
+
+    EXPECT_EQ(added.id, 6U);
+    EXPECT_EQ(tree.next_id, 6U);
+    EXPECT_EQ(added.parent, root);
+    EXPECT_EQ(added.physical_node, node);
+    EXPECT_EQ(added.type, ZE_LEAF);
+    EXPECT_EQ(added.attributes, zeNode::Junk);
+    EXPECT_EQ(added.threshold, 0.25);
+    EXPECT_EQ(added.category, term("food"));
+    EXPECT_EQ(added.name, term("food"));
+    EXPECT_EQ(added.rule, "");
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(news, added.id));
+    EXPECT_TRUE(kc.manager.m_modified);
+    ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, StandsBelowTheNodeOfTheClassifier) {
-    zeNode* const root = Make("root", ZE_STAT);
-    zeNode* const sport = Make("sport", ZE_LEAF);
-    m_tree.KCE_Add(root, nullptr);
+TEST_F(zeLogicalTreeMirrorTest, TheRuleComesFromTheSwitcher) {
+    zeNode* first = MakeLeaf("invoice");
+    kc.Switcher(desk).add_rule(first, kAboveTwo);
+    zeNode* second = MakeLeaf("rest");
+    kc.Switcher(desk).add_rule(second, "default");
 
-    m_tree.KCE_Add(sport, root->m_classifier);
+    EXPECT_EQ(Add(first, &kc.Switcher(desk)).rule, kAboveTwo);
+    EXPECT_EQ(Add(second, &kc.Switcher(desk)).rule, "default");
 
-    EXPECT_EQ(Mirror(sport).parent, 1U);
-    EXPECT_EQ(Mirror(sport).rule, "");
-    EXPECT_THAT(Mirror(root).children, ElementsAre(2U));
+    ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, TakesTheRuleBelowARuleNode) {
-    zeNode* const root = Make("root", ZE_RULE);
-    zeNode* sport = Make("sport", ZE_LEAF);
-    m_tree.KCE_Add(root, nullptr);
-    dynamic_cast<zeSwitcher&>(*root->m_classifier).add_rule(sport, "default");
+TEST_F(zeLogicalTreeMirrorTest, ANodeWithAClassifierHasItsType) {
+    zeNode* node = kc.manager.m_physical_tree->MakeNode(term("topics"), ZE_STAT, 0, 0.0);
+    kc.Matcher(root).add_cat(node);
 
-    m_tree.KCE_Add(sport, root->m_classifier);
+    EXPECT_EQ(Add(node, &kc.Matcher(root)).type, ZE_STAT);
 
-    EXPECT_EQ(Mirror(sport).rule, "default");
+    ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, HasNoParentWhereTheClassifiersNodeIsNotMirrored) {
-    zeNode* const root = Make("root", ZE_STAT);
-    zeNode* const sport = Make("sport", ZE_LEAF);
+TEST_F(zeLogicalTreeMirrorTest, WithoutAClassifierTheNodeHasNoParent) {
+    const zeLogicalNode& added = Add(MakeLeaf("food"), nullptr);
 
-    m_tree.KCE_Add(sport, root->m_classifier);
-
-    EXPECT_EQ(Mirror(sport).parent, 0U);
-    EXPECT_THAT(m_tree.not_found_node.children, IsEmpty());
+    EXPECT_EQ(added.id, 6U);
+    EXPECT_EQ(added.parent, 0U);
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(news));
+    EXPECT_TRUE(kc.manager.m_modified);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, LeavesANodeThatIsMirroredAlready) {
-    zeNode* const root = Make("root", ZE_STAT);
-    zeNode* const sport = Make("sport", ZE_LEAF);
-    m_tree.KCE_Add(root, nullptr);
-    m_tree.KCE_Add(sport, root->m_classifier);
-    m_manager.m_modified = false;
+TEST_F(zeLogicalTreeMirrorTest, WithAClassifierWhoseNodeIsNotMirroredTheNodeHasNoParent) {
+    zeNode* const unknown = kc.manager.m_physical_tree->MakeNode(term("other"), ZE_STAT, 0, 0.0);
+    const std::string before = DumpLogicalTree(tree);
+    zeNode* node = MakeLeaf("food");
 
-    m_tree.KCE_Add(sport, root->m_classifier);
+    const zeLogicalNode& added = Add(node, unknown->m_classifier);
 
-    EXPECT_EQ(m_tree.nodes.size(), 2U);
-    EXPECT_EQ(m_tree.next_id, 2U);
-    EXPECT_THAT(Mirror(root).children, ElementsAre(2U));
-    EXPECT_FALSE(m_manager.m_modified);
+    EXPECT_EQ(added.parent, 0U);
+    EXPECT_THAT(tree.not_found_node.children, IsEmpty());
+    EXPECT_EQ(tree.not_found_node.id, 0U);
+    Delete(node);
+    tree.next_id = 5;
+    EXPECT_EQ(DumpLogicalTree(tree), before);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ARuleNodeWithAnotherClassifierBreaksTheInvariant) {
-    zeNode* const root = Make("root", ZE_STAT);
-    zeNode* const sport = Make("sport", ZE_LEAF);
-    m_tree.KCE_Add(root, nullptr);
-    Mirror(root).type = ZE_RULE;
+TEST_F(zeLogicalTreeMirrorTest, ANodeThatIsMirroredAlreadyChangesNothing) {
+    const Unchanged unchanged(kc.manager);
 
-    EXPECT_ASSERTS(m_tree.KCE_Add(sport, root->m_classifier), "sw");
-
-    EXPECT_EQ(m_tree.nodes.size(), 1U);
+    Add(kc.Physical(sport), &kc.Matcher(root));
+    Add(kc.Physical(root), nullptr);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ChangesNothingWhenMemoryRunsOut) {
-    zeNode* const root = Make("root", ZE_STAT);
-    zeNode* const sport = Make("sport", ZE_LEAF);
-    m_tree.KCE_Add(root, nullptr);
-    unsigned int refused = 0;
+TEST_F(zeLogicalTreeMirrorTest, ARuleNodeWantsItsSwitcher) {
+    tree.GetNodePtr(root)->type = ZE_RULE;
+    zeNode* node = MakeLeaf("food");
+    const Unchanged unchanged(kc.manager);
 
-    while (fails_at(refused, [&] { m_tree.KCE_Add(sport, root->m_classifier); })) {
-        ASSERT_EQ(m_tree.nodes.size(), 1U) << refused;
-        ASSERT_EQ(m_tree.finder.count(sport), 0U) << refused;
-        ASSERT_EQ(m_tree.next_id, 1U) << refused;
-        ASSERT_TRUE(Mirror(root).children.empty()) << refused;
-        ++refused;
-    }
+    EXPECT_ASSERTS(Add(node, &kc.Matcher(root)), "sw");
+}
 
-    EXPECT_GE(refused, 2U);  // of the node and of its entry in the finder
-    EXPECT_THAT(Mirror(root).children, ElementsAre(2U));
+// KCE_Delete.
+
+TEST_F(zeLogicalTreeMirrorTest, ADeletedNodeGoesFromBothTrees) {
+    zeNode* node = kc.Physical(sport);
+    kc.Matcher(root).delete_cat(node, true, true);
+
+    Delete(node);
+
+    EXPECT_EQ(kc.Node(sport).id, 0U);
+    EXPECT_THAT(kc.Node(news).children, ElementsAre(desk));
+    EXPECT_THAT(kc.manager.m_physical_tree->GetLeafNodes(term("sport")), IsEmpty());
+    EXPECT_TRUE(kc.manager.m_modified);
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest,
+       ChildrenOfADeletedNodeStandInTheGrandparentsListAndNameTheDeletedOne) {
+    zeNode* node = kc.Physical(news);
+    kc.Matcher(root).delete_cat(node, true, true);
+    const unsigned int other = kc.Add(root, "other");
+
+    Delete(node);
+
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(desk, other, sport));
+    EXPECT_EQ(kc.Node(sport).parent, news);
+    EXPECT_EQ(kc.Node(desk).parent, news);
+    EXPECT_THAT(tree.not_found_node.children, IsEmpty());
+    EXPECT_ASSERTS(tree.GetRealParent(sport), "clafer");
+    ExpectNoDanglingPointers(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, AChildOfADeletedNodeCannotBeTakenFromItsParent) {
+    Delete(kc.Physical(news));
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_ASSERTS(tree.RemoveFromParent(kc.Node(sport)), "loc >= 0");
+}
+
+TEST_F(zeLogicalTreeMirrorTest, WhatWasNotToldToForgetANodeForgetsItWhenItGoes) {
+    Delete(kc.Physical(sport));
+    Delete(kc.Physical(refund));
+
+    EXPECT_THAT(kc.Categories(root), ElementsAre(news, desk));
+    EXPECT_THAT(kc.Categories(desk), IsEmpty());
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, WithADeletedNodeGoesItsClassifier) {
+    const std::size_t object_count = kc.manager.m_objects.size();
+
+    Delete(kc.Physical(desk));
+
+    EXPECT_EQ(kc.manager.m_objects.size(), object_count - 1);
+    EXPECT_EQ(kc.Physical(refund)->m_parent, nullptr);
+    ExpectNoDanglingPointers(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, UnknownNodesAndTheRootAreNotDeleted) {
+    zeNode* const unknown = MakeLeaf("food");
+    const Unchanged unchanged(kc.manager);
+
+    Delete(unknown);
+    Delete(nullptr);
+    Delete(kc.Physical(root));
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ANodeWithoutAParentIsDeletedByItself) {
+    zeNode* const node = MakeLeaf("food");
+    const unsigned int id = Add(node, nullptr).id;
+
+    Delete(node);
+
+    EXPECT_EQ(kc.Node(id).id, 0U);
+    ExpectSound(kc.manager);
+}
+
+// KCE_ChangeAttr and KCE_ChangeRule.
+
+TEST_F(zeLogicalTreeMirrorTest, AttributesAreTakenOver) {
+    zeNode* node = kc.Physical(sport);
+    node->m_flags = zeNode::Junk | zeNode::NoScore;
+
+    tree.KCE_ChangeAttr(node);
+
+    EXPECT_EQ(kc.Node(sport).attributes, zeNode::Junk | zeNode::NoScore);
+    EXPECT_TRUE(kc.manager.m_modified);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ARuleIsStoredAndNoClassifierTouched) {
+    tree.KCE_ChangeRule(kc.Physical(refund), "no rule at all");
+
+    EXPECT_EQ(kc.Node(refund).rule, "no rule at all");
+    EXPECT_EQ(kc.Switcher(desk).get_rule(kc.Physical(refund)), kAboveOne);
+    EXPECT_TRUE(kc.manager.m_modified);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, ChangesOfUnknownNodesChangeNothing) {
+    zeNode* unknown = MakeLeaf("food");
+    const Unchanged unchanged(kc.manager);
+
+    tree.KCE_ChangeAttr(unknown);
+    tree.KCE_ChangeRule(unknown, kAboveOne);
 }
 
 }  // namespace

@@ -85,7 +85,9 @@ public:
     // Edits.
 
     // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
-    // with `physical_node`.
+    // with `physical_node`. It starts without children, whatever `node` has.
+    // RAISES: "clafer" for an unknown parent; qtX<zeManager> 0 for a type that no classifier has.
+    // COST: linear in the categories of the classifier above.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
     // what the categories brought to its table of all concepts.
@@ -95,18 +97,21 @@ public:
     // COST: constant within one statistical classifier; otherwise as deleting and adding.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
     // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
-    // of `node`.
+    // of `node`. Attributes and threshold are written to the physical node at every change.
+    // RAISES: qtX<zeManager> 0 for a type that no classifier has.
     void ChangeLogicalNode(const zeLogicalNode& node);
     // Replaces the root's classifier by one of the other kind, while the root has no children.
     void ChangeRootType(int type);
 
     // Mirrors of what has happened on the physical side.
 
-    // Adds the node that mirrors a physical node, under the node of `classifier`, which may be
-    // null. Nothing happens to a node that is mirrored already.
+    // Adds the node that mirrors a physical node, under the node of `classifier`. Without one, or
+    // where that node is not mirrored, it has no parent. Nothing happens to a node that is mirrored
+    // already.
     void KCE_Add(zeNode* const& node, const zeClassifier* classifier);
-    // Deletes a node alone, with its physical node. Its children go to the parent's children; their
-    // own `parent` still names the deleted id. Nothing happens to an unknown node or the root.
+    // Deletes a node alone, with its physical node, which what still points at it there forgets.
+    // Its children go to the parent's children; their own `parent` still names the deleted id.
+    // Nothing happens to an unknown node or the root.
     void KCE_Delete(zeNode* const& node);
     // Takes over the physical node's attributes.
     void KCE_ChangeAttr(zeNode*& node);
@@ -120,7 +125,7 @@ public:
     // Bits of the kinds of change; 0 if nothing differs.
     int VerifyChange(const zeLogicalNode& node) const;
     // kMoveOfLinks or 0.
-    int VerifyMove(unsigned int id, unsigned int new_parent);
+    int VerifyMove(unsigned int id, unsigned int new_parent) const;
     // That no son has the name of a category that `target` has.
     void VerifyMoveSons(zeStat_matcher* target, std::vector<zeLogicalNode*>& sons) const;
     // `parent`: of the node that would have the rule.
@@ -180,15 +185,19 @@ private:
     const zeLogicalNode* NearestClassifierNode(unsigned int id) const;
     const zeLogicalNode* FindChildByName(const zeLogicalNode& parent, const Concept& name) const;
 
-    void Insert(const zeLogicalNode& added);
     void ChangeClassifier(zeLogicalNode& node, unsigned char type);
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);
     void ChangeRule(zeLogicalNode& node, const qtString& rule);
     void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
+    void TakeFromClassifier(zeClassifier& classifier, zeNode* category, bool remove_concepts);
+    static bool IsKnown(zeClassifier& classifier, zeNode* category);
+    void Forget(zeClassifier& classifier, zeNode* category);
+    void FeedAgain(zeClassifier& classifier);
+    void Enter(const zeLogicalNode& node);
     void DeleteClassifiersBelow(const zeLogicalNode& node);
     void DeleteOneNode(zeLogicalNode& node);
     // Takes a node out of the classifier that holds it if that is another than `decider`.
-    void LeaveOtherClassifier(zeLogicalNode& node, const zeClassifier* decider);
+    void LeaveHolder(zeNode* node, const zeClassifier* decider);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
 
     void VerifyAddAtTop(const zeLogicalNode& node) const;

@@ -28,18 +28,6 @@ unsigned char without_no_score(unsigned char attributes) {
     return static_cast<unsigned char>(attributes & ~zeNode::NoScore);
 }
 
-void leave(zeSwitcher& switcher, zeNode* category) {
-    switcher.m_dirty = true;
-    if (switcher.m_node != nullptr) {
-        switcher.m_node->remove_child(category);
-    }
-    if (category == switcher.m_default) {
-        switcher.m_default = nullptr;
-    } else {
-        switcher.m_rules.erase(category);
-    }
-}
-
 }  // namespace
 
 void zeLogicalTree::FixNodeName(zeLogicalNode& node) const {
@@ -62,39 +50,66 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
     } else {
         AddToClassifier(*GetRealParent(node.parent), node);
     }
-    node.id = next_id + 1;
-    zeLogicalNode added = node;
-    // A new node has no children, whatever the caller's copy comes from.
-    added.children.clear();
-    Insert(added);
+    node.id = ++next_id;
+    Enter(node);
     manager->m_modified = true;
     return node.id;
 }
 
-// Enters a node with the next id in the tables and in its parent's children, or in none of them.
-void zeLogicalTree::Insert(const zeLogicalNode& added) {
-    zeLogicalNode* const parent = Find(added.parent);
-    if (parent != nullptr) {
-        parent->children.push_back(added.id);
-    }
+// In the whole or, if memory runs out, not at all: a node that is half known would outlive its
+// physical node.
+void zeLogicalTree::Enter(const zeLogicalNode& node) {
+    zeLogicalNode* const parent = Find(node.parent);
+    zeLogicalNode& added = nodes.try_emplace(node.id, node).first->second;
     try {
-        nodes.insert_or_assign(added.id, added);
+        // A new node has no children, whatever the caller's copy comes from.
+        added.children.clear();
         AddFinder(added);
-    } catch (...) {
-        nodes.erase(added.id);
         if (parent != nullptr) {
-            parent->children.pop_back();
+            parent->children.push_back(node.id);
+        }
+    } catch (...) {
+        DelFinder(added);
+        nodes.erase(node.id);
+        throw;
+    }
+}
+
+// A classifier that runs out of memory may have entered the category without linking it. It must
+// not know a node that no link leads back from.
+void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
+    const bool was_known = IsKnown(classifier, node.physical_node);
+    try {
+        if (classifier.GetType() == ZE_RULE) {
+            dynamic_cast<zeSwitcher&>(classifier).add_rule(node.physical_node, node.rule);
+        } else {
+            dynamic_cast<zeStat_matcher&>(classifier).add_cat(node.physical_node);
+        }
+    } catch (...) {
+        if (!was_known) {
+            Forget(classifier, node.physical_node);
         }
         throw;
     }
-    next_id = added.id;
 }
 
-void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
-    if (classifier.GetType() == ZE_RULE) {
-        dynamic_cast<zeSwitcher&>(classifier).add_rule(node.physical_node, node.rule);
+bool zeLogicalTree::IsKnown(zeClassifier& classifier, zeNode* category) {
+    if (const auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        return !matcher->m_storage->end(matcher->m_storage->get_profile(category));
+    }
+    const auto* const switcher = dynamic_cast<zeSwitcher*>(&classifier);
+    return switcher != nullptr &&
+           (switcher->m_default == category || switcher->m_rules.count(category) != 0);
+}
+
+void zeLogicalTree::Forget(zeClassifier& classifier, zeNode* category) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        int iprofile = matcher->m_storage->get_profile(category);
+        if (!matcher->m_storage->end(iprofile)) {
+            matcher->m_storage->delete_profile(iprofile);
+        }
     } else {
-        dynamic_cast<zeStat_matcher&>(classifier).add_cat(node.physical_node);
+        TakeFromClassifier(classifier, category, true);
     }
 }
 
@@ -211,7 +226,7 @@ void zeLogicalTree::MoveSons(zeStat_matcher* from, zeStat_matcher* to,
     ZANDREL_ASSERT(from != nullptr && to != nullptr, "from && to");
     for (zeLogicalNode* const son : sons) {
         from->delete_cat(son->physical_node, false, true);
-        to->add_cat(son->physical_node);
+        AddToClassifier(*to, *son);
     }
     from->feed(*from->m_storage, true);
 }
@@ -224,35 +239,53 @@ void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concep
     std::vector<zeLogicalNode*> gathered;
     GatherFatherAndSons(&node, gathered);
     for (zeLogicalNode* const each : gathered) {
-        LeaveOtherClassifier(*each, above);
+        LeaveHolder(each->physical_node, above);
+        TakeFromClassifier(*above, each->physical_node, remove_concepts);
     }
-    if (auto* const switcher = dynamic_cast<zeSwitcher*>(above)) {
-        leave(*switcher, node.physical_node);
-    } else if (auto* const matcher = dynamic_cast<zeStat_matcher*>(above)) {
-        for (zeLogicalNode* const each : gathered) {
-            matcher->delete_cat(each->physical_node, false, remove_concepts);
-        }
+    FeedAgain(*above);
+}
+
+// A node may hang in another classifier than the one that decides it: the children of a leaf that
+// has become a rule node stay in the classifier above, and an edit that failed half-way may have
+// left one. What keeps a pointer to a node must lose it before the node moves or goes.
+void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
+    zeNode* const holder = node->m_parent;
+    if (holder == nullptr) {
+        return;
+    }
+    zeClassifier* const other = manager->m_physical_tree->get_classifier(holder);
+    if (decider != nullptr && other == decider) {
+        return;
+    }
+    if (other != nullptr && IsKnown(*other, node)) {
+        TakeFromClassifier(*other, node, true);
+        FeedAgain(*other);
+    }
+    holder->remove_child(node);
+}
+
+// A statistical classifier selects its features anew for the categories that it has left.
+void zeLogicalTree::FeedAgain(zeClassifier& classifier) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
         matcher->feed(*matcher->m_storage, true);
     }
 }
 
-// The children of a leaf that has become a rule node hang in the classifier above still, though the
-// switcher decides them. What keeps a pointer to a node must lose it before the node goes.
-void zeLogicalTree::LeaveOtherClassifier(zeLogicalNode& node, const zeClassifier* decider) {
-    zeNode* const holder = node.physical_node->m_parent;
-    zeClassifier* const other =
-        holder == nullptr ? nullptr : manager->m_physical_tree->get_classifier(holder);
-    if (holder == nullptr || (decider != nullptr && other == decider)) {
-        return;
+void zeLogicalTree::TakeFromClassifier(zeClassifier& classifier, zeNode* category,
+                                       bool remove_concepts) {
+    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
+        matcher->delete_cat(category, false, remove_concepts);
+    } else if (auto* const switcher = dynamic_cast<zeSwitcher*>(&classifier)) {
+        switcher->m_dirty = true;
+        if (switcher->m_node != nullptr) {
+            switcher->m_node->remove_child(category);
+        }
+        if (category == switcher->m_default) {
+            switcher->m_default = nullptr;
+        } else {
+            switcher->m_rules.erase(category);
+        }
     }
-    auto* const matcher = dynamic_cast<zeStat_matcher*>(other);
-    if (auto* const switcher = dynamic_cast<zeSwitcher*>(other)) {
-        leave(*switcher, node.physical_node);
-    } else if (matcher != nullptr &&
-               !matcher->m_storage->end(matcher->m_storage->get_profile(node.physical_node))) {
-        matcher->delete_cat(node.physical_node, true, true);
-    }
-    holder->remove_child(node.physical_node);
 }
 
 void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
@@ -268,9 +301,6 @@ void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
 
 // Children go before their parent, in their order. A tree can be deep, so nothing recurs.
 void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
-    if (remove) {
-        RemoveFromParent(node);
-    }
     std::vector<zeLogicalNode*> parents_first;
     std::vector<zeLogicalNode*> waiting = {&node};
     while (!waiting.empty()) {
@@ -283,15 +313,18 @@ void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
             }
         }
     }
+    if (remove) {
+        RemoveFromParent(node);
+    }
     std::for_each(parents_first.rbegin(), parents_first.rend(),
                   [this](zeLogicalNode* each) { DeleteOneNode(*each); });
 }
 
 void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
-    DelFinder(node);
-    // In a sound tree both have been seen to.
+    // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
     manager->DelClassifier(node.physical_node);
-    LeaveOtherClassifier(node, nullptr);
+    LeaveHolder(node.physical_node, nullptr);
+    DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     nodes.erase(node.id);
 }
@@ -319,6 +352,7 @@ void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
         each->physical_node->get_subtree_classifiers(classifiers);
     }
     classifiers.insert(node.physical_node);
+    // What becomes a leaf enters a list, whose order shall be the same in every run.
     for (zeNode* const each : Zandrel::in_id_order(classifiers)) {
         manager->DelClassifier(each);
     }

@@ -13,25 +13,23 @@ void zeLogicalTree::KCE_Add(zeNode* const& node, const zeClassifier* classifier)
         return;
     }
     zeLogicalNode added;
-    added.id = next_id + 1;
     added.physical_node = node;
     added.type = node->m_classifier_type;
     added.attributes = node->m_flags;
     added.threshold = node->m_threshold;
     added.category = node->m_concept;
     added.name = node->m_concept;
-    zeLogicalNode* const parent =
-        classifier == nullptr ? nullptr : Find(FindCategory(classifier->m_node).id);
-    if (parent != nullptr) {
-        added.parent = parent->id;
-        if (parent->type == ZE_RULE) {
-            const auto* const sw = dynamic_cast<zeSwitcher*>(
-                manager->m_physical_tree->get_classifier(parent->physical_node));
-            ZANDREL_ASSERT(sw != nullptr, "sw");
-            added.rule = sw->get_rule(node);
-        }
+    const zeLogicalNode& parent =
+        classifier == nullptr ? not_found_node : FindCategory(classifier->m_node);
+    added.parent = parent.id;
+    if (parent.type == ZE_RULE) {
+        const auto* const sw = dynamic_cast<zeSwitcher*>(
+            manager->m_physical_tree->get_classifier(parent.physical_node));
+        ZANDREL_ASSERT(sw != nullptr, "sw");
+        added.rule = sw->get_rule(node);
     }
-    Insert(added);
+    added.id = ++next_id;
+    Enter(added);
     manager->m_modified = true;
 }
 

@@ -167,9 +167,9 @@ void zeLogicalTree::VerifyNotBelow(const zeLogicalNode& target, const zeLogicalN
     }
 }
 
-int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) {
-    const zeLogicalNode* const node = GetNodePtr(id);
-    const zeLogicalNode* const target = GetNodePtr(new_parent);
+int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
+    const zeLogicalNode* const node = Find(id);
+    const zeLogicalNode* const target = Find(new_parent);
     if (id == new_parent || node == nullptr || target == nullptr || node->parent == 0 ||
         node->parent == new_parent) {
         refuse(19, "Invalid move");
@@ -195,6 +195,7 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) {
         GatherSons(node, sons);
         VerifyMoveSons(matcher, sons);
     }
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): GetRealParent has found its classifier.
     if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
         refuse(7, "Mixing rules and statistics on the same level");
     }

@@ -1,0 +1,130 @@
+// What an edit leaves behind if memory runs out in the middle: each of its allocations is refused
+// in turn, in a container of its own, until the edit passes. Wherever it fails, nothing points at
+// what is gone, and the container can be edited on and released.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <functional>
+#include <new>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/foundation/qtX.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/failing_new.h"
+#include "tests/support/logical_tree.h"
+
+namespace {
+
+constexpr const char* kAboveOne = "$a(n) > 1";
+constexpr const char* kAboveTwo = "$a(n) > 2";
+
+// root (rules)
+//   topics (statistics)
+//     news (leaf)
+//       sport (leaf)
+//       desk (rules)
+//         complaint (leaf)
+//     food (leaf)
+//   people (statistics)
+//     staff (leaf)
+//   money (rules)
+//     refund (leaf)
+struct Container : Edited_container {
+    unsigned int root = Root(ZE_RULE);
+    unsigned int topics = Add(root, "topics", kAboveOne, ZE_STAT);
+    unsigned int people = Add(root, "people", kAboveTwo, ZE_STAT);
+    unsigned int money = Add(root, "money", "default", ZE_RULE);
+    unsigned int news = Add(topics, "news");
+    unsigned int sport = Add(news, "sport");
+    unsigned int desk = Add(news, "desk", "", ZE_RULE);
+    unsigned int complaint = Add(desk, "complaint", kAboveOne);
+    unsigned int food = Add(topics, "food");
+    unsigned int staff = Add(people, "staff");
+    unsigned int refund = Add(money, "refund", kAboveOne);
+};
+
+// Does the edit with each allocation refused in turn; then deletes what is below the root, as far
+// as that can be done.
+void ExpectNothingDangles(const std::function<void(Container&)>& edit) {
+    constexpr unsigned int kMostAllocations = 2000;
+    unsigned int index = 0;
+    for (bool has_failed = true; has_failed && index < kMostAllocations; ++index) {
+        SCOPED_TRACE(index);
+        Container kc;
+        has_failed = fails_at(index, [&] { edit(kc); });
+        ExpectNoDanglingPointers(kc.manager);
+        if (!has_failed) {
+            ExpectSound(kc.manager);
+        }
+        for (const unsigned int id : {kc.topics, kc.people, kc.money}) {
+            kc.tree.DelLogicalNode(id, true);
+            ExpectNoDanglingPointers(kc.manager);
+        }
+    }
+    EXPECT_GT(index, 1U);
+    EXPECT_LT(index, kMostAllocations);
+}
+
+TEST(zeLogicalTreeAllocationTest, Adding) {
+    ExpectNothingDangles([](Container& kc) { kc.Add(kc.topics, "new"); });
+}
+
+TEST(zeLogicalTreeAllocationTest, AddingUnderALeafThatBecomesAClassifier) {
+    ExpectNothingDangles([](Container& kc) { kc.Add(kc.refund, "new"); });
+    ExpectNothingDangles([](Container& kc) { kc.Add(kc.food, "new", "default"); });
+}
+
+TEST(zeLogicalTreeAllocationTest, Deleting) {
+    ExpectNothingDangles([](Container& kc) { kc.tree.DelLogicalNode(kc.news, true); });
+    ExpectNothingDangles([](Container& kc) { kc.tree.DelLogicalNode(kc.refund, true); });
+}
+
+TEST(zeLogicalTreeAllocationTest, Moving) {
+    ExpectNothingDangles([](Container& kc) { kc.tree.MoveLogicalNode(kc.news, kc.people); });
+    ExpectNothingDangles([](Container& kc) { kc.tree.MoveLogicalNode(kc.staff, kc.refund); });
+    ExpectNothingDangles([](Container& kc) { kc.tree.MoveLogicalNode(kc.food, kc.sport); });
+}
+
+TEST(zeLogicalTreeAllocationTest, ChangingTheType) {
+    ExpectNothingDangles([](Container& kc) {
+        zeLogicalNode changed = kc.Copy(kc.news);
+        changed.type = ZE_STAT;
+        kc.tree.ChangeLogicalNode(changed);
+        changed.type = ZE_LEAF;
+        kc.tree.ChangeLogicalNode(changed);
+    });
+}
+
+TEST(zeLogicalTreeAllocationTest, ChangingTheCategory) {
+    ExpectNothingDangles([](Container& kc) {
+        zeLogicalNode changed = kc.Copy(kc.refund);
+        changed.category = term("a category of another name");
+        kc.tree.ChangeLogicalNode(changed);
+    });
+}
+
+// A rule that cannot be compiled for want of memory is told as one that does not parse.
+TEST(zeLogicalTreeAllocationTest, ChangingTheRule) {
+    ExpectNothingDangles([](Container& kc) {
+        zeLogicalNode changed = kc.Copy(kc.refund);
+        changed.rule = "$another_key(n) > 100";
+        try {
+            kc.tree.ChangeLogicalNode(changed);
+        } catch (const qtX<zeLogicalTree>&) {
+            throw std::bad_alloc();
+        }
+    });
+}
+
+TEST(zeLogicalTreeAllocationTest, Mirroring) {
+    ExpectNothingDangles([](Container& kc) {
+        zeNode* node = kc.Physical(kc.food);
+        kc.tree.KCE_Delete(node);
+        node = kc.manager.m_physical_tree->MakeNode(term("new"), ZE_LEAF, 0, 0.0);
+        kc.Matcher(kc.topics).add_cat(node);
+        kc.tree.KCE_Add(node, &kc.Matcher(kc.topics));
+    });
+}
+
+}  // namespace

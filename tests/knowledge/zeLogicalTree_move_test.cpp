@@ -1,0 +1,482 @@
+// Moving nodes of zeLogicalTree.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+
+#include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/logical_tree.h"
+#include "tests/support/small_model.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kAboveOne = "$a(n) > 1";
+constexpr const char* kAboveTwo = "$a(n) > 2";
+constexpr const char* kAboveThree = "$a(n) > 3";
+
+// root (rules)
+//   topics (statistics)
+//     news (leaf)
+//       sport (leaf)
+//     food (leaf)
+//   people (statistics)
+//     staff (leaf)
+//   money (rules)
+//     refund (leaf)
+//     invoice (leaf)
+//   rest (leaf), the default
+class zeLogicalTreeMoveTest : public testing::Test {
+protected:
+    zeLogicalTreeMoveTest() { kc.manager.m_modified = false; }
+
+    Edited_container kc;
+    zeLogicalTree& tree = kc.tree;
+    unsigned int root = kc.Root(ZE_RULE);
+    unsigned int topics = kc.Add(root, "topics", kAboveOne, ZE_STAT);
+    unsigned int people = kc.Add(root, "people", kAboveTwo, ZE_STAT);
+    unsigned int money = kc.Add(root, "money", kAboveThree, ZE_RULE);
+    unsigned int rest = kc.Add(root, "rest", "default");
+    unsigned int news = kc.Add(topics, "news");
+    unsigned int sport = kc.Add(news, "sport");
+    unsigned int food = kc.Add(topics, "food");
+    unsigned int staff = kc.Add(people, "staff");
+    unsigned int refund = kc.Add(money, "refund", kAboveOne);
+    unsigned int invoice = kc.Add(money, "invoice", kAboveTwo);
+};
+
+TEST_F(zeLogicalTreeMoveTest, TheTreeOfTheseTestsIsSound) {
+    ExpectSound(kc.manager);
+}
+
+// Within one statistical classifier.
+
+TEST_F(zeLogicalTreeMoveTest, WithinOneStatisticalClassifierOnlyLinksChange) {
+    const zeClassifier* const matcher = kc.Physical(topics)->m_classifier;
+    const auto categories = kc.Categories(topics);
+    kc.Matcher(topics).m_dirty = false;
+
+    tree.MoveLogicalNode(food, sport);
+
+    EXPECT_THAT(kc.Node(sport).children, ElementsAre(food));
+    EXPECT_THAT(kc.Node(topics).children, ElementsAre(news));
+    EXPECT_EQ(kc.Node(food).parent, sport);
+    EXPECT_EQ(kc.Node(sport).type, ZE_LEAF);
+    EXPECT_EQ(kc.Physical(topics)->m_classifier, matcher);
+    EXPECT_EQ(kc.Categories(topics), categories);
+    EXPECT_FALSE(kc.Matcher(topics).m_dirty);
+    EXPECT_TRUE(kc.manager.m_modified);
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMoveOfLinksKeepsWhatWasLearned) {
+    zeMemoryCorpus corpus;
+    for (const char* const category : {"news", "sport", "food"}) {
+        MessageBuilder().bag({{category, 1.0}}).labels({category}).add_to(corpus);
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&kc.manager);
+    kc.Matcher(topics).train(view);
+
+    tree.MoveLogicalNode(sport, food);
+
+    const auto& storage = *kc.Matcher(topics).m_storage;
+    EXPECT_EQ(storage.profile(storage.get_profile(kc.Physical(sport))).m_num_msgs, 1);
+    EXPECT_EQ(storage.m_num_msgs, 3);
+}
+
+TEST_F(zeLogicalTreeMoveTest, AClassifierNodeMovesByLinksAsWell) {
+    const unsigned int desk = kc.Add(news, "desk", "", ZE_RULE);
+    const unsigned int complaint = kc.Add(desk, "complaint", kAboveOne);
+
+    tree.MoveLogicalNode(desk, food);
+
+    EXPECT_EQ(kc.Node(desk).parent, food);
+    EXPECT_THAT(kc.Categories(desk), ElementsAre(complaint));
+    ExpectSound(kc.manager);
+}
+
+// Between classifiers.
+
+TEST_F(zeLogicalTreeMoveTest, BetweenStatisticalClassifiersTheProfileMoves) {
+    tree.MoveLogicalNode(food, people);
+
+    EXPECT_EQ(kc.Node(food).parent, people);
+    EXPECT_THAT(kc.Categories(topics), ElementsAre(news, sport));
+    EXPECT_THAT(kc.Categories(people), ElementsAre(food, staff));
+    EXPECT_THAT(kc.Node(people).children, ElementsAre(staff, food));
+    EXPECT_TRUE(kc.manager.m_modified);
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, WhatStandsBelowALeafMovesAlong) {
+    const unsigned int desk = kc.Add(sport, "desk", "", ZE_RULE);
+    const unsigned int complaint = kc.Add(desk, "complaint", kAboveOne);
+
+    tree.MoveLogicalNode(news, staff);
+
+    EXPECT_EQ(kc.Node(news).parent, staff);
+    EXPECT_EQ(kc.Node(sport).parent, news);
+    EXPECT_THAT(kc.Categories(people), ElementsAre(news, sport, staff, desk));
+    EXPECT_THAT(kc.Categories(topics), ElementsAre(food));
+    EXPECT_THAT(kc.Categories(desk), ElementsAre(complaint));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, AClassifierNodeMovesWithItsClassifier) {
+    const zeClassifier* const matcher = kc.Physical(topics)->m_classifier;
+
+    tree.MoveLogicalNode(topics, money);
+
+    EXPECT_EQ(kc.Node(topics).parent, money);
+    EXPECT_EQ(kc.Physical(topics)->m_classifier, matcher);
+    EXPECT_THAT(kc.Categories(topics), ElementsAre(news, sport, food));
+    EXPECT_EQ(kc.Switcher(money).get_rule(kc.Physical(topics)), kAboveOne);
+    EXPECT_EQ(kc.Switcher(root).get_rule(kc.Physical(topics)), "");
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, ARuleMovesFromSwitcherToSwitcher) {
+    tree.MoveLogicalNode(refund, root);
+
+    EXPECT_EQ(kc.Switcher(root).get_rule(kc.Physical(refund)), kAboveOne);
+    EXPECT_THAT(kc.Categories(money), ElementsAre(invoice));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, TheDefaultMovesAsTheDefault) {
+    tree.MoveLogicalNode(rest, money);
+
+    EXPECT_EQ(kc.Switcher(root).m_default, nullptr);
+    EXPECT_EQ(kc.Switcher(money).m_default, kc.Physical(rest));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMovedCategoryStartsWithNothingLearned) {
+    zeMemoryCorpus corpus;
+    for (const char* const category : {"news", "food"}) {
+        MessageBuilder().bag({{category, 1.0}}).labels({category}).add_to(corpus);
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&kc.manager);
+    kc.Matcher(topics).train(view);
+    auto& left = *kc.Matcher(topics).m_storage;
+    ASSERT_EQ(info_of(left, "food").m_weight, 1.0);
+
+    tree.MoveLogicalNode(food, people);
+
+    EXPECT_EQ(info_of(left, "food").m_weight, 0.0);
+    EXPECT_GT(info_of(left, "news").m_weight, 0.0);
+    const auto& storage = *kc.Matcher(people).m_storage;
+    EXPECT_EQ(storage.profile(storage.get_profile(kc.Physical(food))).m_num_msgs, 0);
+}
+
+// What a move does to the target and the old parent.
+
+TEST_F(zeLogicalTreeMoveTest, ANodeWithARuleMakesARuleNodeOfALeaf) {
+    tree.MoveLogicalNode(refund, food);
+
+    EXPECT_EQ(kc.Node(food).type, ZE_RULE);
+    EXPECT_EQ(kc.Node(food).attributes, zeNode::NoScore);
+    EXPECT_THAT(kc.Categories(food), ElementsAre(refund));
+    EXPECT_THAT(kc.Categories(topics), ElementsAre(news, sport, food));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, ANodeWithoutARuleMakesAStatisticalNodeOfALeafWithOne) {
+    tree.MoveLogicalNode(food, refund);
+
+    EXPECT_EQ(kc.Node(refund).type, ZE_STAT);
+    EXPECT_EQ(kc.Node(refund).attributes, zeNode::NoScore);
+    EXPECT_THAT(kc.Categories(refund), ElementsAre(food));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, APlainLeafUnderAPlainLeafElsewhereIsACategoryOfItsClassifier) {
+    tree.MoveLogicalNode(food, staff);
+
+    EXPECT_EQ(kc.Node(staff).type, ZE_LEAF);
+    EXPECT_THAT(kc.Categories(people), ElementsAre(food, staff));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, WithoutItsLastChildTheOldParentIsALeaf) {
+    tree.MoveLogicalNode(staff, topics);
+
+    EXPECT_EQ(kc.Node(people).type, ZE_LEAF);
+    EXPECT_EQ(kc.Node(people).attributes, 0);
+    EXPECT_EQ(kc.Physical(people)->m_classifier, nullptr);
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, TheRootStaysAClassifierWithoutItsLastChild) {
+    Edited_container small;
+    const unsigned int top = small.Root(ZE_RULE);
+    const unsigned int only = small.Add(top, "only", kAboveOne);
+    const unsigned int other = small.Add(top, "other", kAboveTwo);
+
+    small.tree.MoveLogicalNode(other, only);
+
+    EXPECT_EQ(small.Node(only).type, ZE_RULE);
+    EXPECT_THAT(small.Categories(top), ElementsAre(only));
+    ExpectSound(small.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, TheLastChildTakesThePlaceOfTheMovedOne) {
+    tree.MoveLogicalNode(topics, money);
+
+    EXPECT_THAT(kc.Node(root).children, ElementsAre(rest, people, money));
+    EXPECT_THAT(kc.Node(money).children, ElementsAre(refund, invoice, topics));
+}
+
+TEST_F(zeLogicalTreeMoveTest, ANodeMovesUpToAnAncestor) {
+    tree.MoveLogicalNode(sport, topics);
+
+    EXPECT_THAT(kc.Node(news).children, IsEmpty());
+    EXPECT_THAT(kc.Node(topics).children, ElementsAre(news, food, sport));
+    ExpectSound(kc.manager);
+}
+
+// The switcher refuses a second default, which the verification of a move does not look for. The
+// edit stands where it failed.
+TEST_F(zeLogicalTreeMoveTest, ASecondDefaultIsRefusedByTheSwitcher) {
+    const unsigned int other = kc.Add(money, "other", "default");
+    const std::string before = DumpLogicalTree(tree);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(other, root), zeSwitcher, 1,
+                    "Default already exists in classifier", {"root", "other"});
+
+    EXPECT_EQ(DumpLogicalTree(tree), before);
+    EXPECT_EQ(kc.Switcher(root).m_default, kc.Physical(rest));
+    EXPECT_THAT(kc.Categories(money), ElementsAre(refund, invoice));
+    ExpectNoDanglingPointers(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, ANodeThatStandsInNoClassifierAfterAFailedMoveCanBeDeleted) {
+    const unsigned int other = kc.Add(money, "other", "default");
+    EXPECT_THROW(tree.MoveLogicalNode(other, root), qtX<zeSwitcher>);
+
+    tree.DelLogicalNode(other, true);
+
+    ExpectSound(kc.manager);
+}
+
+// What is verified.
+
+TEST_F(zeLogicalTreeMoveTest, AMoveWithinOneStatisticalClassifierIsToldByFour) {
+    EXPECT_EQ(tree.VerifyMove(food, news), 4);
+    EXPECT_EQ(tree.VerifyMove(sport, topics), 4);
+}
+
+TEST_F(zeLogicalTreeMoveTest, AnyOtherMoveThatPassesIsToldByZero) {
+    EXPECT_EQ(tree.VerifyMove(food, people), 0);
+    EXPECT_EQ(tree.VerifyMove(refund, food), 0);
+    EXPECT_EQ(tree.VerifyMove(refund, invoice), 0);
+}
+
+TEST_F(zeLogicalTreeMoveTest, VerifyingChangesNothing) {
+    const Unchanged unchanged(kc.manager);
+
+    tree.VerifyMove(food, news);
+    tree.VerifyMove(news, people);
+    tree.VerifyMove(refund, food);
+}
+
+TEST_F(zeLogicalTreeMoveTest, InvalidMovesAreRefused) {
+    const struct {
+        unsigned int id;
+        unsigned int new_parent;
+        const char* why;
+    } moves[] = {
+        {food, food, "onto itself"},
+        {root, root, "the root onto itself"},
+        {99, topics, "an unknown node"},
+        {0, topics, "no node"},
+        {food, 99, "to an unknown parent"},
+        {food, 0, "to no parent"},
+        {99, 99, "both unknown"},
+        {root, topics, "the root"},
+        {food, topics, "to its own parent"},
+    };
+
+    for (const auto& move : moves) {
+        SCOPED_TRACE(move.why);
+        const Unchanged unchanged(kc.manager);
+
+        EXPECT_QTX_ARGS(tree.MoveLogicalNode(move.id, move.new_parent), zeLogicalTree, 19,
+                        "Invalid move", {});
+    }
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMoveBelowItselfIsRefused) {
+    const struct {
+        unsigned int id;
+        unsigned int new_parent;
+    } moves[] = {{news, sport}, {topics, news}, {topics, sport}};
+
+    for (const auto& move : moves) {
+        SCOPED_TRACE(move.new_parent);
+        const Unchanged unchanged(kc.manager);
+
+        EXPECT_QTX_ARGS(tree.MoveLogicalNode(move.id, move.new_parent), zeLogicalTree, 19,
+                        "Cannot move the node down", {});
+    }
+}
+
+TEST_F(zeLogicalTreeMoveTest, ANameOfItsOwnIsRefusedOutsideCompatibility) {
+    tree.GetNodePtr(food)->name = term("meals");
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(food, news), zeLogicalTree, 8,
+                    "Avoid node names except in 55 compatibility mode", {"meals"});
+}
+
+TEST_F(zeLogicalTreeMoveTest, ANameThatASiblingToBeHasIsRefusedInCompatibility) {
+    kc.manager.m_compat55 = true;
+    tree.GetNodePtr(food)->name = term("sport");
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(food, news), zeLogicalTree, 10,
+                    "sport : Node name already in use by a sibling node", {"sport"});
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMoveOfLinksAsksForNoCategory) {
+    kc.manager.m_compat55 = true;
+    tree.GetNodePtr(food)->category = Concept();
+
+    EXPECT_EQ(tree.VerifyMove(food, news), 4);
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMissingCategoryIsRefusedOnAnyOtherMove) {
+    kc.manager.m_compat55 = true;
+    tree.GetNodePtr(food)->category = Concept();
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(food, people), zeLogicalTree, 11, "Missing category name",
+                    {});
+}
+
+TEST_F(zeLogicalTreeMoveTest, ACategoryOfTheTargetsClassifierIsRefused) {
+    kc.Add(staff, "food");
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(food, people), zeLogicalTree, 2,
+                    "food : Category name already in use under the current Principal node",
+                    {"food"});
+}
+
+TEST_F(zeLogicalTreeMoveTest, UnderALeafThatBecomesAClassifierAnyCategoryPasses) {
+    kc.Add(people, "refund");
+
+    tree.MoveLogicalNode(refund, staff);
+
+    EXPECT_EQ(kc.Node(refund).parent, staff);
+    ExpectSound(kc.manager);
+}
+
+// Below a leaf of the same rule classifier the category is that classifier's already, unless the
+// leaf becomes a classifier.
+TEST_F(zeLogicalTreeMoveTest, WithinARuleClassifierALeafTakesANodeWithARule) {
+    tree.MoveLogicalNode(refund, invoice);
+
+    EXPECT_EQ(kc.Node(invoice).type, ZE_RULE);
+    EXPECT_THAT(kc.Categories(invoice), ElementsAre(refund));
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMoveTest, ASonsCategoryThatTheTargetsClassifierHasIsRefused) {
+    kc.Add(people, "sport");
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(news, people), zeLogicalTree, 2,
+                    "Cannot merge classifiers: duplicate category: sport", {"sport"});
+}
+
+// A leaf without children as the target ends the verification before the sons are looked at.
+TEST_F(zeLogicalTreeMoveTest, UnderALeafWithoutChildrenSonsAreNotLookedAt) {
+    kc.Add(people, "sport");
+
+    EXPECT_EQ(tree.VerifyMove(news, staff), 0);
+}
+
+TEST_F(zeLogicalTreeMoveTest, SonsOfAClassifierNodeAreNotLookedAt) {
+    const unsigned int desk = kc.Add(topics, "desk", "", ZE_RULE);
+    kc.Add(desk, "staff", kAboveOne);
+
+    EXPECT_EQ(tree.VerifyMove(desk, people), 0);
+}
+
+TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsRefused) {
+    kc.Add(staff, "boss");
+    for (const unsigned int target : {people, staff}) {
+        SCOPED_TRACE(target);
+        const Unchanged unchanged(kc.manager);
+
+        EXPECT_QTX_ARGS(tree.MoveLogicalNode(rest, target), zeLogicalTree, 7,
+                        "Mixing rules and statistics on the same level", {});
+    }
+}
+
+TEST_F(zeLogicalTreeMoveTest, NoRuleUnderARuleClassifierIsRefused) {
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(food, money), zeLogicalTree, 7,
+                    "Mixing rules and statistics on the same level", {});
+}
+
+TEST_F(zeLogicalTreeMoveTest, TheRuleIsNotParsedAgain) {
+    tree.KCE_ChangeRule(kc.Physical(refund), "&&");
+
+    EXPECT_EQ(tree.VerifyMove(refund, root), 0);
+}
+
+// Of several broken rules the first one is told.
+
+TEST_F(zeLogicalTreeMoveTest, AnInvalidMoveIsToldBeforeAMoveDown) {
+    EXPECT_QTX(tree.VerifyMove(root, topics), zeLogicalTree, 19, "Invalid move");
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMoveDownIsToldBeforeAName) {
+    tree.GetNodePtr(news)->name = term("other");
+
+    EXPECT_QTX(tree.VerifyMove(news, sport), zeLogicalTree, 19, "Cannot move the node down");
+}
+
+TEST_F(zeLogicalTreeMoveTest, ANameIsToldBeforeACategory) {
+    kc.Add(people, "food");
+    tree.GetNodePtr(food)->name = term("meals");
+
+    EXPECT_QTX(tree.VerifyMove(food, people), zeLogicalTree, 8,
+               "Avoid node names except in 55 compatibility mode");
+}
+
+TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeASonsCategory) {
+    kc.Add(people, "news");
+    kc.Add(people, "sport");
+
+    EXPECT_QTX(tree.VerifyMove(news, people), zeLogicalTree, 2,
+               "news : Category name already in use under the current Principal node");
+}
+
+TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeAMixOfRulesAndStatistics) {
+    kc.Add(people, "rest");
+
+    EXPECT_QTX(tree.VerifyMove(rest, people), zeLogicalTree, 2,
+               "rest : Category name already in use under the current Principal node");
+}
+
+TEST_F(zeLogicalTreeMoveTest, TheTargetMustHaveARealParent) {
+    zeNode* const deleted = kc.Physical(news);
+    tree.KCE_Delete(deleted);
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_ASSERTS(tree.MoveLogicalNode(food, sport), "clafer");
+}
+
+}  // namespace
