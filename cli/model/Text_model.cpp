@@ -1,32 +1,63 @@
 #include "cli/model/Text_model.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/errors.h"
 #include "cli/model/Engine_settings.h"
 
 namespace cli {
 
 namespace {
 
+constexpr const char* kRootName = "root";
+constexpr unsigned int kRootId = 1;
 // Slots of a message, besides that of the text.
 constexpr std::size_t kKeywordsSlot = 1;
 constexpr std::size_t kTitleSlot = 2;
+
+std::set<std::string_view> labels_of(const std::vector<Labelled_text>& texts) {
+    std::set<std::string_view> labels;
+    for (const Labelled_text& text : texts) {
+        labels.insert(text.labels.begin(), text.labels.end());
+    }
+    return labels;
+}
+
+// Takes the progress object from the manager when an operation ends, which leaves it there if it
+// fails.
+class Progress_of_manager {
+public:
+    explicit Progress_of_manager(zeManager& manager) : m_manager(manager) {}
+
+    Progress_of_manager(const Progress_of_manager&) = delete;
+    Progress_of_manager& operator=(const Progress_of_manager&) = delete;
+
+    ~Progress_of_manager() { m_manager.m_progress = nullptr; }
+
+private:
+    zeManager& m_manager;
+};
 
 }  // namespace
 
 Text_model::Text_model(const Model_options& options)
     : m_analysis(make_text_analysis(options.analysis)),
+      m_groups(options.groups),
+      m_progress(options.progress),
       m_manager(new zeManager),
       m_chooses_profile_size(options.analysis.kind == Analysis_kind::kPhrases) {
     if (options.settings != nullptr) {
@@ -35,20 +66,28 @@ Text_model::Text_model(const Model_options& options)
     }
 }
 
-void Text_model::train(const std::vector<Labelled_text>& texts) {
+void Text_model::begin(const std::vector<Labelled_text>& texts) {
     choose_profile_size(texts);
-    zeStat_matcher& matcher = make_root();
+    Concept name = Concept::insert(kRootName);
+    m_workflow = m_manager->InitWorkflow(name);
+    if (!m_groups.groups.empty()) {
+        add_groups(texts);
+        add_new_labels(texts);
+    }
+}
+
+void Text_model::train(const std::vector<Labelled_text>& texts) {
+    begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    matcher.train(view);
-    m_workflow = m_manager->GetWorkflow();
+    const Progress_of_manager progress(*m_manager);
+    m_workflow->train(view, m_groups.groups.empty(), m_progress, false);
 }
 
 void Text_model::bootstrap(const std::vector<Labelled_text>& texts) {
-    choose_profile_size(texts);
-    zeStat_matcher& matcher = make_root();
+    begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -57,50 +96,96 @@ void Text_model::bootstrap(const std::vector<Labelled_text>& texts) {
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    matcher.bootstrap(view);
-    m_workflow = m_manager->GetWorkflow();
+    const Progress_of_manager progress(*m_manager);
+    m_workflow->bootstrap(view, m_groups.groups.empty(), m_progress, false);
 }
 
 void Text_model::learn(const std::vector<Labelled_text>& texts) {
+    add_new_labels(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    add_new_categories(view);
-    root().learn(view, true);
+    const Progress_of_manager progress(*m_manager);
+    m_workflow->learn(view, m_progress, false, true);
 }
 
-// The learner counts a bulk's messages for the categories that it knows.
-void Text_model::add_new_categories(zeCorpus_view& view) {
-    const zeStat_storage& storage = *root().m_storage;
-    for (zeCorpus_view::Msg& entry : view.msgs) {
-        for (zeNode* category : entry.cats) {
-            if (storage.end(storage.get_profile(category))) {
-                root().add_cat(category);
+unsigned int Text_model::add_node(unsigned int parent, std::string_view name, unsigned char type) {
+    zeLogicalNode node;
+    node.parent = parent;
+    node.type = type;
+    node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
+    node.category = Concept::insert_view(name);
+    return m_manager->m_logical_tree->AddLogicalNode(node);
+}
+
+// Groups without a label of the texts would learn nothing, and have no node.
+void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
+    const std::set<std::string_view> labels = labels_of(texts);
+    std::set<std::string_view> grouped;
+    for (const Label_group& group : m_groups.groups) {
+        grouped.insert(group.labels.begin(), group.labels.end());
+    }
+    for (const Label_group& group : m_groups.groups) {
+        if (labels.count(group.name) != 0 && grouped.count(group.name) == 0) {
+            throw Data_error(m_groups.file, group.line,
+                             "\"" + group.name + "\" is a label that stands in no group");
+        }
+        unsigned int node = 0;
+        for (const std::string& label : group.labels) {
+            if (labels.count(label) != 0) {
+                node = node == 0 ? add_node(kRootId, group.name, ZE_STAT) : node;
+                add_node(node, label, ZE_LEAF);
             }
         }
     }
 }
 
+// What stands in no tree yet goes below the root.
+void Text_model::add_new_labels(const std::vector<Labelled_text>& texts) {
+    for (const Labelled_text& text : texts) {
+        for (const std::string& label : text.labels) {
+            if (m_manager->m_physical_tree->GetLeafNodes(Concept::insert_view(label)).empty()) {
+                add_node(kRootId, label, ZE_LEAF);
+            }
+        }
+    }
+}
+
+std::vector<zeStat_storage*> Text_model::storages() const {
+    std::vector<zeStat_storage*> storages;
+    for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
+        if (node.type == ZE_STAT) {
+            zeClassifier* const classifier =
+                m_manager->m_physical_tree->get_classifier(node.physical_node);
+            storages.push_back(dynamic_cast<zeStat_matcher&>(*classifier).m_storage);
+        }
+    }
+    return storages;
+}
+
 Model_size Text_model::size() const {
-    const zeStat_storage& storage = *root().m_storage;
     Model_size size;
-    size.profiles = storage.m_profiles.size();
-    size.concepts = storage.m_concept_infos.size();
-    for (const auto& profile : storage.m_profiles) {
-        size.entries += profile->m_Ps.size();
-        size.largest = std::max(size.largest, profile->m_Ps.size());
+    for (const zeStat_storage* const storage : storages()) {
+        size.profiles += storage->m_profiles.size();
+        size.concepts += storage->m_concept_infos.size();
+        for (const auto& profile : storage->m_profiles) {
+            size.entries += profile->m_Ps.size();
+            size.largest = std::max(size.largest, profile->m_Ps.size());
+        }
     }
     return size;
 }
 
 bool Text_model::uses_tables() const {
-    const zeStat_storage& storage = *root().m_storage;
+    const zeStat_storage& storage = *m_manager->GetRootStorage();
     return storage.m_use_train_likelihood && storage.m_use_likelihood_in_match;
 }
 
 void Text_model::use_tables(bool use) {
-    root().m_storage->m_use_likelihood_in_match = use;
+    for (zeStat_storage* const storage : storages()) {
+        storage->m_use_likelihood_in_match = use;
+    }
 }
 
 Ranking Text_model::rank(std::string_view text, int wanted) {
@@ -137,11 +222,15 @@ Explanation Text_model::explain(std::string_view text) {
 }
 
 std::vector<std::string> Text_model::labels() const {
-    std::vector<std::string> labels;
-    if (m_manager->m_root != nullptr) {
-        for (const zeNode* const leaf : m_manager->m_root->m_children) {
-            labels.emplace_back(leaf->m_concept.view());
+    std::map<unsigned int, Concept> leaves;  // by id: in the order of learning
+    for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
+        if (node.type == ZE_LEAF) {
+            leaves.emplace(id, node.category);
         }
+    }
+    std::vector<std::string> labels;
+    for (const auto& [id, category] : leaves) {
+        labels.emplace_back(category.view());
     }
     return labels;
 }
@@ -164,22 +253,9 @@ void Text_model::choose_profile_size(const std::vector<Labelled_text>& texts) {
     if (!m_chooses_profile_size) {
         return;
     }
-    std::set<std::string_view> labels;
-    for (const Labelled_text& text : texts) {
-        labels.insert(text.labels.begin(), text.labels.end());
-    }
+    const std::size_t label_count = labels_of(texts).size();
     m_manager->m_defaults.profile_size =
-        labels.size() <= kFewLabels ? kSizeForFewLabels : kSizeForManyLabels;
-}
-
-zeStat_matcher& Text_model::make_root() {
-    m_manager->m_root = m_manager->m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT,
-                                                             zeNode::NoScore, 0.0);
-    return root();
-}
-
-zeStat_matcher& Text_model::root() const {
-    return dynamic_cast<zeStat_matcher&>(*m_manager->GetRootClassifier());
+        label_count <= kFewLabels ? kSizeForFewLabels : kSizeForManyLabels;
 }
 
 void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {

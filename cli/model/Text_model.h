@@ -22,15 +22,18 @@
 #include "cli/model/Scored_label.h"
 #include "cli/text/Text_analysis.h"
 
-class zeCorpus_view;
 class zeMemoryCorpus;
 class zeMsg;
-class zeStat_matcher;
+class zeStat_storage;
 struct zeResult;
 
 namespace cli {
 
-// A knowledge with one statistical classifier at its root and the labels as its leaves.
+// A knowledge with a statistical classifier at its root and the labels as its leaves. Labels that
+// stand in a group are leaves below a statistical node of the group's name.
+//
+// Errors: an interruption that the progress object asks for raises qtX<zeWorkflow> 2 "Process
+// interrupted"; the model is not to be used any more.
 class Text_model {
 public:
     explicit Text_model(const Model_options& options);
@@ -38,6 +41,8 @@ public:
     Text_model& operator=(const Text_model&) = delete;
 
     // Trains on the texts. This or `bootstrap` is to be called once, before all that follows.
+    // RAISES: Data_error that names the groups' file and line if a group has the name of a label
+    // that stands in none.
     void train(const std::vector<Labelled_text>& texts);
     // Starts from the titles and the keywords of the texts alone.
     void bootstrap(const std::vector<Labelled_text>& texts);
@@ -66,15 +71,19 @@ public:
 private:
     // The sizes found best for `phrases`, which has many more concepts than words alone.
     void choose_profile_size(const std::vector<Labelled_text>& texts);
-    zeStat_matcher& make_root();
-    zeStat_matcher& root() const;
-    void add_new_categories(zeCorpus_view& view);
+    void begin(const std::vector<Labelled_text>& texts);
+    void add_groups(const std::vector<Labelled_text>& texts);
+    void add_new_labels(const std::vector<Labelled_text>& texts);
+    unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
+    std::vector<zeStat_storage*> storages() const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
     zeSml_feeder m_feeder;  // emptied for each text
+    Label_groups m_groups;
+    CTProgress* m_progress;
     qtPtrLight<zeManager> m_manager;
     bool m_chooses_profile_size;        // neither the user nor the engine's default does
     qtPtrLight<zeWorkflow> m_workflow;  // null before training

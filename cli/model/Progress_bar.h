@@ -1,0 +1,51 @@
+// Progress_bar: shows how far long work has come, and takes a Ctrl-C to it.
+#ifndef ZANDREL_CLI_MODEL_PROGRESS_BAR_H_
+#define ZANDREL_CLI_MODEL_PROGRESS_BAR_H_
+
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "zandrel/foundation/CTProgress.h"
+
+namespace cli {
+
+// One line that is written over: what is being done, how much of it is done, and about how long the
+// rest takes, or how long it has taken where nothing can be told of the rest. It is drawn at most
+// ten times a second, and blanked when the object goes.
+class Progress_bar : public CTProgress {
+public:
+    using Clock = std::function<double()>;  // seconds since some moment
+
+    // `out`: a terminal; null: nothing is shown.  BORROWS: `out`.
+    explicit Progress_bar(std::ostream* out, Clock clock = seconds_now);
+    Progress_bar(const Progress_bar&) = delete;
+    Progress_bar& operator=(const Progress_bar&) = delete;
+    ~Progress_bar() override;
+
+    void SetStatus(const char* status) override;
+    void SetTotal(int total) override;
+    void Increment(unsigned int steps) override;
+    void NextPhase(bool completed) override;
+    bool IsInterrupted() const override;
+
+private:
+    static double seconds_now();
+
+    std::string line(double now) const;
+    void begin_phase();
+    void draw(bool at_once) const;
+
+    std::ostream* m_out;
+    Clock m_clock;
+    std::string m_status;
+    double m_total = 0.0;
+    double m_done = 0.0;
+    double m_begin;                // of the phase
+    mutable double m_drawn = 0.0;  // when; asking for an interruption draws too
+    mutable bool m_is_shown = false;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_PROGRESS_BAR_H_
