@@ -18,6 +18,7 @@ enum Exit_status : int {
     kInputError = 66,     // a file cannot be read
     kInternalError = 70,  // the program failed
     kOutputError = 74,    // the output cannot be written
+    kInterrupted = 130,   // as shells tell of a program that SIGINT ended
 };
 
 // A word of the command line that its parser could not tell to be wrong.

@@ -15,11 +15,14 @@
 #include "zandrel/version.h"
 
 #include "cli/classify/Classification.h"
+#include "cli/data/Label_groups.h"
 #include "cli/errors.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/model/Interruption.h"
+#include "cli/model/Long_work.h"
 #include "cli/rules/Rule_check.h"
 #include "cli/rules/Rule_explanation.h"
 #include "cli/rules/Rule_value.h"
@@ -32,6 +35,11 @@ constexpr const char* kFooter = R"(
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
 CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
 `label[,label]<TAB>text<TAB>title<TAB>keywords`, of which the last two alone are learned.
+
+A file of groups has a line `group<TAB>label` for each label that stands in a group. Each group gets a
+classifier of its own below that of the groups, and a label's score is the product of both. Labels
+that stand in no group are beside the groups. A node with few children weighs words better than one
+with many.
 
 Text analysis:
   phrases     as words, but each digit becomes 0, each punctuation mark or symbol is a concept too,
@@ -66,11 +74,15 @@ all. A rule that begins with - follows the argument --.
 Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
   zandrel classify --train shop.train.tsv "Where is my parcel?"
   zandrel classify --train shop.train.tsv --explain "Where is my parcel?"
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
-Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output error.)";
+Long work shows its progress on a terminal; Ctrl-C ends it.
+
+Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output error, 130
+interrupted.)";
 
 // More labels or pairs of labels than anyone reads.
 constexpr int kLongestList = 1000000;
@@ -101,6 +113,7 @@ struct Commands {
     bool lists_categories = false;
     bool writes_json = false;  // evaluate and rules
     Analysis_names analysis;   // of the command that is run
+    std::string groups_file;   // likewise; empty: none
     Setting_words words;       // likewise
     cli::Engine_settings settings;
     cli::Classification_options classification;
@@ -165,7 +178,17 @@ cli::Analysis_settings analysis_settings(const Analysis_names& names) {
 cli::Model_options model_options(Commands& commands) {
     commands.settings.load(commands.words.file);
     commands.settings.set(commands.words.assignments);
-    return {analysis_settings(commands.analysis), &commands.settings};
+    cli::Model_options options = {analysis_settings(commands.analysis), &commands.settings};
+    if (!commands.groups_file.empty()) {
+        options.groups = cli::read_label_groups_file(commands.groups_file);
+    }
+    return options;
+}
+
+cli::Evaluation evaluate(Commands& commands) {
+    cli::Long_work work;
+    commands.evaluation.progress = &work.progress();
+    return cli::evaluate(commands.evaluation);
 }
 
 // Options of both commands that say how data is read and what is printed.
@@ -187,8 +210,8 @@ std::string error_of_share(const std::string& text) {
     return is_share ? "" : "'" + text + "' is no number from 0 to 1";
 }
 
-void print_evaluation(const Commands& commands) {
-    const cli::Evaluation evaluation = cli::evaluate(commands.evaluation);
+void print_evaluation(Commands& commands) {
+    const cli::Evaluation evaluation = evaluate(commands);
     cli::print_skipped(evaluation.skipped, std::cerr);
     const auto confusion_count = static_cast<std::size_t>(commands.confusion_count);
     if (commands.writes_json) {
@@ -204,6 +227,10 @@ void add_evaluate(CLI::App& app, Commands& commands) {
         "evaluate", "Train on one file, classify another, and report quality and cost");
     add_common_options(*command, commands.evaluation.train_file, commands.analysis);
     add_setting_options(*command, commands.words);
+    command
+        ->add_option("--groups", commands.groups_file,
+                     "File with lines of group and label: a tree of two levels")
+        ->type_name("FILE");
     command->add_option("--test", commands.evaluation.test_file, "Data file to classify")
         ->required()
         ->type_name("FILE");
@@ -382,7 +409,8 @@ int run_and_report(int argc, char** argv) {
         return fail(error, cli::kUsageError);
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
-        return fail(error, cli::kInternalError);
+        return fail(error,
+                    cli::Interruption::is_requested() ? cli::kInterrupted : cli::kInternalError);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/data/Labelled_text.h"
+#include "cli/model/Long_work.h"
 #include "cli/model/Text_model.h"
 #include "cli/text/Json.h"
 #include "cli/text/Layout.h"
@@ -69,8 +70,12 @@ void classify(const Classification_options& options, std::istream& input, std::o
               std::ostream& messages) {
     Text_model model(options.model);
     Skipped_lines skipped;
-    model.train(
-        read_labelled_file(options.train_file, options.skips_bad_lines ? &skipped : nullptr));
+    {
+        Long_work work;  // Reading the texts to classify may wait for ever: it is none.
+        model.train(
+            read_labelled_file(options.train_file, options.skips_bad_lines ? &skipped : nullptr),
+            &work.progress());
+    }
     print_skipped(skipped, messages);
     if (options.text_to_explain) {
         explain_text(*options.text_to_explain, options.writes_json, model, out);

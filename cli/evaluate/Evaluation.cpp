@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <vector>
 
+#include "zandrel/knowledge/zeManager.h"
+
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Text_model.h"
 
@@ -66,6 +68,26 @@ private:
 // clock is seldom read.
 constexpr std::size_t kBatchSize = 256;
 
+void check_interrupt(CTProgress* progress) {
+    if (progress != nullptr) {
+        zeInterrupts(progress);
+    }
+}
+
+void begin_phase(CTProgress* progress, const char* status, std::size_t steps) {
+    if (progress != nullptr) {
+        progress->SetStatus(status);
+        progress->SetTotal(static_cast<int>(steps));
+    }
+}
+
+void count_steps(CTProgress* progress, std::size_t steps) {
+    if (progress != nullptr) {
+        progress->Increment(static_cast<unsigned int>(steps));
+        zeInterrupts(progress);
+    }
+}
+
 // Some texts with what the model makes of them.
 struct Batch {
     std::vector<qtPtrLight<zeSml>> bags;
@@ -84,7 +106,9 @@ void add_raw_scores(const Labelled_text* texts, const Batch& batch, Text_model& 
 
 // Ranks all labels for each text. The figures are no part of what is measured, nor are the scores
 // without tables.
-void classify_all(const Texts& texts, Text_model& model, Phase& phase, Quality& quality) {
+void classify_all(const Texts& texts, Text_model& model, CTProgress* progress, Phase& phase,
+                  Quality& quality) {
+    begin_phase(progress, "Classifying", texts.size());
     for (std::size_t begin = 0; begin < texts.size(); begin += kBatchSize) {
         const std::size_t end = std::min(begin + kBatchSize, texts.size());
         Batch batch;
@@ -97,6 +121,7 @@ void classify_all(const Texts& texts, Text_model& model, Phase& phase, Quality& 
         for (std::size_t i = begin; i < end; ++i) {
             quality.add(texts[i], batch.rankings[i - begin]);
         }
+        count_steps(progress, end - begin);
         if (model.uses_tables()) {
             add_raw_scores(texts.data() + begin, batch, model, quality);
         }
@@ -105,9 +130,9 @@ void classify_all(const Texts& texts, Text_model& model, Phase& phase, Quality& 
 
 void start(const Evaluation_options& options, const Texts& texts, Text_model& model) {
     if (options.bootstraps) {
-        model.bootstrap(texts);
+        model.bootstrap(texts, options.progress);
     } else {
-        model.train(texts);
+        model.train(texts, options.progress);
     }
 }
 
@@ -130,15 +155,17 @@ Evaluation evaluate(const Evaluation_options& options) {
     result.training = {train_texts.size(), text_bytes(train_texts)};
     result.classifying = {test_texts.size(), text_bytes(test_texts)};
 
+    check_interrupt(options.progress);
     Text_model model(options.model);
     measure(result.training, model, [&] { start(options, train_texts, model); });
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();
     Quality quality(options.threshold, labels);
-    classify_all(test_texts, model, result.classifying, quality);
+    classify_all(test_texts, model, options.progress, result.classifying, quality);
     quality.put_into(result);
     if (!texts_to_learn.empty()) {
-        result.learning = learn_in_bulks(texts_to_learn, options.bulk_size, test_texts, model);
+        result.learning =
+            learn_in_bulks(texts_to_learn, options.bulk_size, test_texts, model, options.progress);
     }
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);

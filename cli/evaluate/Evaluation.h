@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "zandrel/foundation/CTProgress.h"
+
 #include "cli/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
@@ -27,6 +29,7 @@ struct Evaluation_options {
     std::size_t bulk_size = 1000;           // so many at a time
     std::optional<std::string> text_to_explain;
     Model_options model;
+    CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
 };
 
 // What went through one phase and what it cost.
@@ -53,8 +56,8 @@ struct Evaluation {
     std::size_t peak_memory_bytes = 0;  // of the process, the files' texts included
 };
 
-// RAISES: Input_error, Data_error: all files are read before any work is done. Bad lines are no
-// error if they are skipped.
+// RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error: all files are read
+// before any work is done. Bad lines are no error if they are skipped.
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

@@ -41,7 +41,8 @@ private:
 }  // namespace
 
 std::vector<Learning_step> learn_in_bulks(const Texts& texts, std::size_t bulk_size,
-                                          const Texts& test_texts, Text_model& model) {
+                                          const Texts& test_texts, Text_model& model,
+                                          CTProgress* progress) {
     Accuracy_meter meter(test_texts, model);
     std::vector<Learning_step> steps = {{0, meter.accuracy(), model.size(), 0.0}};
     for (std::size_t begin = 0; begin < texts.size(); begin += bulk_size) {
@@ -50,7 +51,7 @@ std::vector<Learning_step> learn_in_bulks(const Texts& texts, std::size_t bulk_s
                          texts.begin() + static_cast<std::ptrdiff_t>(end));
         Cpu_timer timer;
         timer.start();
-        model.learn(bulk);
+        model.learn(bulk, progress);
         timer.stop();
         steps.push_back({bulk.size(), meter.accuracy(), model.size(), timer.seconds()});
     }

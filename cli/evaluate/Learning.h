@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "zandrel/foundation/CTProgress.h"
+
 #include "cli/data/Labelled_text.h"
 #include "cli/model/Model_size.h"
 
@@ -22,10 +24,11 @@ struct Learning_step {
 
 // Learns `texts` in bulks of `bulk_size` and measures the model on `test_texts`, before the first
 // bulk and after each.   REQUIRES: bulk_size > 0.
+// `progress` may be null.
 std::vector<Learning_step> learn_in_bulks(const std::vector<Labelled_text>& texts,
                                           std::size_t bulk_size,
                                           const std::vector<Labelled_text>& test_texts,
-                                          Text_model& model);
+                                          Text_model& model, CTProgress* progress);
 
 }  // namespace cli
 

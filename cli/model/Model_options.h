@@ -2,8 +2,6 @@
 #ifndef ZANDREL_CLI_MODEL_MODEL_OPTIONS_H_
 #define ZANDREL_CLI_MODEL_MODEL_OPTIONS_H_
 
-#include "zandrel/foundation/CTProgress.h"
-
 #include "cli/data/Label_groups.h"
 #include "cli/text/Text_analysis.h"
 
@@ -15,7 +13,6 @@ struct Model_options {
     Analysis_settings analysis = {};
     Engine_settings* settings = nullptr;  // BORROWS: to the program's end; null: none are given
     Label_groups groups = {};             // none: one classifier for all labels
-    CTProgress* progress = nullptr;       // BORROWS: for training and learning; null: no reports
 };
 
 }  // namespace cli

@@ -57,7 +57,6 @@ private:
 Text_model::Text_model(const Model_options& options)
     : m_analysis(make_text_analysis(options.analysis)),
       m_groups(options.groups),
-      m_progress(options.progress),
       m_manager(new zeManager),
       m_chooses_profile_size(options.analysis.kind == Analysis_kind::kPhrases) {
     if (options.settings != nullptr) {
@@ -76,17 +75,17 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
     }
 }
 
-void Text_model::train(const std::vector<Labelled_text>& texts) {
+void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const Progress_of_manager progress(*m_manager);
-    m_workflow->train(view, m_groups.groups.empty(), m_progress, false);
+    const Progress_of_manager until_end(*m_manager);
+    m_workflow->train(view, m_groups.groups.empty(), progress, false);
 }
 
-void Text_model::bootstrap(const std::vector<Labelled_text>& texts) {
+void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
@@ -96,18 +95,18 @@ void Text_model::bootstrap(const std::vector<Labelled_text>& texts) {
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const Progress_of_manager progress(*m_manager);
-    m_workflow->bootstrap(view, m_groups.groups.empty(), m_progress, false);
+    const Progress_of_manager until_end(*m_manager);
+    m_workflow->bootstrap(view, m_groups.groups.empty(), progress, false);
 }
 
-void Text_model::learn(const std::vector<Labelled_text>& texts) {
+void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     add_new_labels(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const Progress_of_manager progress(*m_manager);
-    m_workflow->learn(view, m_progress, false, true);
+    const Progress_of_manager until_end(*m_manager);
+    m_workflow->learn(view, progress, false, true);
 }
 
 unsigned int Text_model::add_node(unsigned int parent, std::string_view name, unsigned char type) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/messages/zeSml.h"
@@ -32,8 +33,8 @@ namespace cli {
 // A knowledge with a statistical classifier at its root and the labels as its leaves. Labels that
 // stand in a group are leaves below a statistical node of the group's name.
 //
-// Errors: an interruption that the progress object asks for raises qtX<zeWorkflow> 2 "Process
-// interrupted"; the model is not to be used any more.
+// `progress`: borrowed for the operation; null: no reports, no interruption. What it interrupts
+// raises qtX<zeWorkflow> 2 "Process interrupted"; the model is not to be used any more.
 class Text_model {
 public:
     explicit Text_model(const Model_options& options);
@@ -43,11 +44,11 @@ public:
     // Trains on the texts. This or `bootstrap` is to be called once, before all that follows.
     // RAISES: Data_error that names the groups' file and line if a group has the name of a label
     // that stands in none.
-    void train(const std::vector<Labelled_text>& texts);
+    void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Starts from the titles and the keywords of the texts alone.
-    void bootstrap(const std::vector<Labelled_text>& texts);
+    void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Takes further texts in as one bulk, at a fixed size. New labels become categories.
-    void learn(const std::vector<Labelled_text>& texts);
+    void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
 
     // The concepts of a text.
     qtPtrLight<zeSml> make_bag(std::string_view text);
@@ -83,7 +84,6 @@ private:
     Cpu_timer m_analysis_timer;
     zeSml_feeder m_feeder;  // emptied for each text
     Label_groups m_groups;
-    CTProgress* m_progress;
     qtPtrLight<zeManager> m_manager;
     bool m_chooses_profile_size;        // neither the user nor the engine's default does
     qtPtrLight<zeWorkflow> m_workflow;  // null before training

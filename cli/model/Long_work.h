@@ -1,0 +1,26 @@
+// Long_work: what the program does while it works for long.
+#ifndef ZANDREL_CLI_MODEL_LONG_WORK_H_
+#define ZANDREL_CLI_MODEL_LONG_WORK_H_
+
+#include <iostream>
+#include <unistd.h>
+
+#include "cli/model/Interruption.h"
+#include "cli/model/Progress_bar.h"
+
+namespace cli {
+
+// As long as it lives there is a progress bar on standard error, if that is a terminal, and Ctrl-C
+// is a wish that the progress object tells of.
+class Long_work {
+public:
+    CTProgress& progress() { return m_bar; }
+
+private:
+    Interruption m_interruption;
+    Progress_bar m_bar{::isatty(STDERR_FILENO) == 1 ? &std::cerr : nullptr};
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_LONG_WORK_H_
