@@ -8,6 +8,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/foundation/qtX.h"
+
+#include "cli/errors.h"
+
 namespace cli {
 
 namespace {
@@ -63,6 +67,67 @@ TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
     EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
     EXPECT_THAT(labels_of(model.rank("more CHEESE", 1)), ElementsAre("food"));
     EXPECT_THAT(labels_of(model.rank("train, coast", 1)), ElementsAre("travel"));
+}
+
+Model_options grouped(const Label_groups& groups) {
+    Model_options options;
+    options.analysis = {Analysis_kind::kWords};
+    options.groups = groups;
+    return options;
+}
+
+// Sport and food are leisure; travel stands beside it. What nobody labels gets no node.
+TEST(TextModelTest, TrainsATreeOfTwoLevels) {
+    Text_model model(grouped(
+        {"groups.tsv", {{"leisure", {"sport", "food", "music"}, 1}, {"empty", {"nothing"}, 4}}}));
+    model.train(ten_of_each());
+
+    EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
+    EXPECT_THAT(labels_of(model.rank("train, coast", 1)), ElementsAre("travel"));
+    EXPECT_THAT(labels_of(model.rank("bread", -1)),
+                UnorderedElementsAre("sport", "food", "travel"));
+    EXPECT_THAT(model.labels(), UnorderedElementsAre("sport", "food", "travel"));
+    EXPECT_EQ(model.size().profiles, 4U);  // leisure and travel; sport and food
+}
+
+TEST(TextModelTest, NewLabelsStandBesideTheGroups) {
+    Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
+    model.train(ten_of_each());
+    model.learn({{{"music"}, "guitar and drums"}, {{"music"}, "a guitar"}, {{"sport"}, "goal"}});
+
+    EXPECT_THAT(labels_of(model.rank("guitar", 1)), ElementsAre("music"));
+    EXPECT_EQ(model.size().profiles, 5U);
+}
+
+TEST(TextModelTest, RefusesAGroupWithTheNameOfALabelInNone) {
+    Text_model model(grouped({"groups.tsv", {{"leisure", {"food"}, 1}, {"travel", {"sport"}, 7}}}));
+
+    try {
+        model.train(ten_of_each());
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(), "groups.tsv:7: \"travel\" is a label that stands in no group");
+    }
+}
+
+// A group may have the name of one of its labels.
+TEST(TextModelTest, TakesAGroupWithTheNameOfALabelOfAGroup) {
+    Text_model model(grouped({"groups.tsv", {{"travel", {"sport", "travel"}, 1}}}));
+    model.train(ten_of_each());
+
+    EXPECT_THAT(labels_of(model.rank("train, coast", 1)), ElementsAre("travel"));
+}
+
+class Interrupting : public CTProgress {
+public:
+    bool IsInterrupted() const override { return true; }
+};
+
+TEST(TextModelTest, AnInterruptionEndsTraining) {
+    Text_model model({Analysis_kind::kWords});
+    Interrupting progress;
+
+    EXPECT_THROW(model.train(ten_of_each(), &progress), qtX<zeWorkflow>);
 }
 
 TEST(TextModelTest, LearnsNewLabel) {

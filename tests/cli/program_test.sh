@@ -77,6 +77,27 @@ prints out '66.67 %  (2 of 3 texts)'
 expect 65 evaluate --bootstrap --train train.tsv --test test.tsv
 [[ $(<err) == 'train.tsv:1: no tab between text and title' ]] || fail "$command: wrong message"
 
+printf 'fun\tsport\nfun\tfood\n' >groups.tsv
+printf 'fun\tsport\nfood\tsport\n' >clash.tsv
+expect 0 evaluate --train train.tsv --test test.tsv --groups groups.tsv --analysis words
+prints out '66.67 %  (2 of 3 texts)'
+expect 65 evaluate --train train.tsv --test test.tsv --groups clash.tsv
+[[ $(<err) == 'clash.tsv:2: "food" is a label that stands in no group' ]] ||
+    fail "$command: wrong message"
+expect 65 evaluate --train train.tsv --test test.tsv --groups empty.tsv
+prints err 'empty.tsv: no line'
+
+# Enough to train that the signal comes in the middle; nothing is printed then.
+awk 'function letter() { return sprintf("%c", 97 + int(rand() * 26)) }
+    BEGIN { srand(1); for (i = 0; i < 30000; ++i) { line = "l" (i % 40) "\t";
+    for (j = 0; j < 30; ++j) line = line " " letter() letter() letter(); print line } }' >long.tsv
+command='evaluate, interrupted'
+timeout --preserve-status -s INT 1 "$program" evaluate --train long.tsv --test test.tsv >out 2>err
+status=$?
+((status == 130)) || fail "$command: exit status $status, not 130"
+is_silent out
+[[ $(<err) == 'zandrel: Process interrupted' ]] || fail "$command: wrong message"
+
 expect 0 classify --train train.tsv --top 1 'A goal'
 prints out 'A goal'
 prints out 'sport'

@@ -1,0 +1,162 @@
+#include "cli/model/Progress_bar.h"
+
+#include <csignal>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "cli/model/Interruption.h"
+
+namespace cli {
+
+namespace {
+
+// A bar whose time the test sets.
+class ProgressBarTest : public testing::Test {
+protected:
+    // What was drawn since the last call, the first drawing of each line marked by a bar.
+    std::string Drawn() {
+        std::string text = m_out.str();
+        m_out.str("");
+        const std::string start = "\r\x1b[K";
+        for (std::size_t at = text.find(start); at != std::string::npos; at = text.find(start)) {
+            text.replace(at, start.size(), "|");
+        }
+        return text;
+    }
+
+    double m_now = 100.0;
+    std::ostringstream m_out;
+    Progress_bar m_bar{&m_out, [this] { return m_now; }};
+};
+
+TEST_F(ProgressBarTest, ShowsNothingBeforeItIsToldWhatIsDone) {
+    m_bar.SetTotal(10);
+    m_bar.Increment(1);
+
+    EXPECT_EQ(Drawn(), "");
+}
+
+TEST_F(ProgressBarTest, TellsShareAndTimeLeft) {
+    m_bar.SetStatus("Training");
+    m_bar.SetTotal(4);
+    EXPECT_EQ(Drawn(), "|Training  0 %  0:00|Training  0 %  0:00");
+
+    m_now += 30;
+    m_bar.Increment(1);
+    EXPECT_EQ(Drawn(), "|Training  25 %  1:30 left");
+    m_now += 35;
+    m_bar.Increment(2);
+    EXPECT_EQ(Drawn(), "|Training  75 %  0:22 left");
+}
+
+TEST_F(ProgressBarTest, TellsTimeTakenWhileNothingIsDone) {
+    m_bar.SetStatus("Training");
+    Drawn();
+
+    m_now += 65;
+    EXPECT_FALSE(m_bar.IsInterrupted());
+    EXPECT_EQ(Drawn(), "|Training  0 %  1:05");
+}
+
+TEST_F(ProgressBarTest, DrawsAtMostTenTimesASecond) {
+    m_bar.SetStatus("Training");
+    m_bar.SetTotal(100);
+    Drawn();
+
+    for (int i = 0; i < 10; ++i) {
+        m_now += 0.03125;
+        m_bar.Increment(1);
+    }
+    EXPECT_EQ(Drawn(), "|Training  4 %  0:03 left|Training  8 %  0:03 left");
+}
+
+TEST_F(ProgressBarTest, BeginsAnewWithEachPhase) {
+    m_bar.SetStatus("One");
+    m_bar.SetTotal(2);
+    m_now += 50;
+    m_bar.Increment(2);
+    Drawn();
+
+    m_bar.NextPhase(true);
+    m_bar.SetStatus("Two");
+    m_bar.SetTotal(2);
+    m_now += 7;
+    m_bar.Increment(1);
+    EXPECT_EQ(Drawn(), "|One  0 %  0:00|Two  0 %  0:00|Two  0 %  0:00|Two  50 %  0:07 left");
+}
+
+TEST_F(ProgressBarTest, ShowsNoMoreThanAll) {
+    m_bar.SetStatus("Training");
+    m_bar.SetTotal(2);
+    m_now += 1;
+    Drawn();
+
+    m_bar.Increment(5);
+    EXPECT_EQ(Drawn(), "|Training  100 %  0:00 left");
+}
+
+TEST(ProgressBarLifeTest, BlanksItsLineAtTheEnd) {
+    std::ostringstream out;
+    {
+        Progress_bar bar(&out);
+        bar.SetStatus("Training");
+    }
+    EXPECT_EQ(out.str(), "\r\x1b[KTraining  0 %  0:00\r\x1b[K");
+}
+
+TEST(ProgressBarLifeTest, WithoutATerminalItAsksForInterruptionsAlone) {
+    const Interruption interruption;
+    Progress_bar bar(nullptr);
+    bar.SetStatus("Training");
+    bar.SetTotal(2);
+    bar.Increment(1);
+    EXPECT_FALSE(bar.IsInterrupted());
+
+    std::raise(SIGINT);
+    EXPECT_TRUE(bar.IsInterrupted());
+}
+
+TEST(InterruptionTest, NotesTheFirstSignalAndGivesTheSecondItsOldEffect) {
+    const Interruption interruption;
+    std::raise(SIGINT);
+    EXPECT_TRUE(Interruption::is_requested());
+
+    struct sigaction now = {};
+    sigaction(SIGINT, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, SIG_DFL);
+}
+
+TEST(InterruptionTest, PutsTheHandlerBackAndForgetsWhenMadeAnew) {
+    struct sigaction before = {};
+    sigaction(SIGINT, nullptr, &before);
+    {
+        const Interruption interruption;
+        std::raise(SIGINT);
+    }
+    struct sigaction after = {};
+    sigaction(SIGINT, nullptr, &after);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
+    EXPECT_TRUE(Interruption::is_requested());
+
+    const Interruption another;
+    EXPECT_FALSE(Interruption::is_requested());
+}
+
+TEST(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
+    struct sigaction before = {};
+    struct sigaction ignored = {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &ignored, &before);
+    {
+        const Interruption interruption;
+        std::raise(SIGINT);
+        EXPECT_FALSE(Interruption::is_requested());
+    }
+    sigaction(SIGINT, &before, nullptr);
+}
+
+}  // namespace
+
+}  // namespace cli
