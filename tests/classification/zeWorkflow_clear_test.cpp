@@ -97,8 +97,20 @@ TEST_F(zeWorkflowClearTest, LeavesTheTimeOfTheLastTrainingAndTheProgress) {
     Clear(nullptr, &progress);
 
     EXPECT_EQ(last_trained(), 1);
+    EXPECT_EQ(before.polls, 0);
     EXPECT_EQ(manager.m_progress, &before);
     manager.m_progress = nullptr;
+}
+
+TEST_F(zeWorkflowClearTest, CountsAClassifierOnceItIsCleared) {
+    std::vector<std::vector<int>> msgs_left;
+    Watching_progress progress(Watching_progress::Moment::kStep,
+                               [&] { msgs_left.push_back(all_msgs()); });
+
+    Clear(nullptr, &progress);
+
+    EXPECT_THAT(msgs_left, ElementsAre(ElementsAre(0, 2, 1), ElementsAre(0, 0, 1),
+                                       ElementsAre(0, 0, 0), ElementsAre(0, 0, 0)));
 }
 
 // An interrupted training leaves its progress object with the manager, and the caller may have
@@ -157,6 +169,7 @@ TEST_F(zeWorkflowClearTest, ClearsOneClassifierAlone) {
     zeWorkflow(&manager).clear_classifier(root);
 
     EXPECT_THAT(all_msgs(), ElementsAre(0, 2, 1));
+    EXPECT_TRUE(manager.m_modified);
 }
 
 TEST_F(zeWorkflowClearTest, ARuleNodeAndALeafAreLeftAlone) {
@@ -170,6 +183,7 @@ TEST_F(zeWorkflowClearTest, ARuleNodeAndALeafAreLeftAlone) {
     EXPECT_EQ(Switcher().get_rule(bin), "1");
     EXPECT_FALSE(Switcher().m_dirty);
     EXPECT_EQ(sport->m_parent, news);
+    EXPECT_FALSE(manager.m_modified);
 }
 
 }  // namespace

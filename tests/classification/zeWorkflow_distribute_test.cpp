@@ -2,9 +2,9 @@
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
-#include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -17,6 +17,7 @@
 
 #include "tests/support/distribution.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/progress_log.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -24,7 +25,21 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class zeWorkflowDistributeTest : public Distributing {};
+class zeWorkflowDistributeTest : public Distributing {
+protected:
+    // Whether the way is open, and whether any was.
+    using Climbed = std::pair<bool, bool>;
+
+    // Takes the first message of the view up from one child; unknown categories are left out.
+    Climbed Climb(zeNode* node, zeNode* child, bool found = false) {
+        zeWorkflow::Node_set negatives;
+        const bool is_open =
+            zeWorkflow(&m_tree.Manager())
+                .distribute_positive_msg2ancestors(node, child, m_distribution, m_corpus.view, 0,
+                                                   found, negatives, true);
+        return {is_open, found};
+    }
+};
 
 std::string blocked_text(int position) {
     return "All the matching paths to the categories of message no. " + std::to_string(position) +
@@ -276,13 +291,15 @@ TEST_F(zeWorkflowDistributeTest, RefusesTheRootAsACategory) {
 
 TEST_F(zeWorkflowDistributeTest, RefusesACategoryWhoseTopIsAnotherRoot) {
     zeNode* const old_root = m_tree.Root("old root");
+    Add({});
     Add({m_tree.Leaf(old_root, "sport", 1.0)});
+    m_corpus.view.msgs.erase(m_corpus.view.msgs.begin());
     m_tree.Root("root");
 
     EXPECT_QTX_ARGS(
         Distribute(), zeWorkflow, 1,
-        "The KB doesn't contain a category \"old root\" that appears in msg no. 0 of the corpus",
-        {"old root", "0"});
+        "The KB doesn't contain a category \"old root\" that appears in msg no. 1 of the corpus",
+        {"old root", "1"});
 
     EXPECT_THAT(Distributed(), IsEmpty());
 }
@@ -383,7 +400,6 @@ TEST_F(zeWorkflowDistributeTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhile
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     Add({m_tree.Leaf(news, "sport", 1.0)});
-    std::size_t size_at_end = 0;
     m_tree.Classifier(root).on_blocked = [&] {
         m_tree.Manager().m_physical_tree =
             qtPtrLight<zePhysicalTree>(new zePhysicalTree(&m_tree.Manager()));
@@ -391,9 +407,97 @@ TEST_F(zeWorkflowDistributeTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhile
 
     Distribute();
 
-    size_at_end = m_distribution.size();
-    EXPECT_EQ(size_at_end, 1U);
+    EXPECT_EQ(m_distribution.size(), 1U);
     EXPECT_EQ(m_tree.Manager().m_physical_tree.use_count(), 1U);
+}
+
+// Whoever asks the rules, and each poll between two labels, may replace the manager's tree.
+TEST_F(zeWorkflowDistributeTest, HoldsTheTreeAsLongAsItWalks) {
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const sport = m_tree.Leaf(root, "sport", 1.0);
+    Add({sport});
+    const qtPtrLight<zePhysicalTree>& tree = m_tree.Manager().m_physical_tree;
+    zeWorkflow workflow(&m_tree.Manager());
+    std::vector<std::size_t> held;
+    const auto look = [&] { held.push_back(tree.use_count()); };
+    m_tree.Classifier(root).on_blocked = look;
+    Watching_progress progress(Watching_progress::Moment::kPoll, look);
+
+    workflow.is_cat_blocked(root, sport, *MessageBuilder().make());
+    Climb(root, sport);
+    m_tree.Manager().m_progress = &progress;
+    Distribute();
+    m_tree.Manager().m_progress = nullptr;
+
+    EXPECT_THAT(held, ElementsAre(2U, 2U, 2U, 3U));
+}
+
+// A corpus that is stored elsewhere can fail at any time.
+class Fading_corpus : public zeMemoryCorpus {
+public:
+    explicit Fading_corpus(int reads) : m_reads(reads) {}
+
+    using zeMemoryCorpus::get_msg;
+
+    qtPtrLight<zeMsg> get_msg(const iMsg& position) const override {
+        return m_reads-- > 0 ? zeMemoryCorpus::get_msg(position) : qtPtrLight<zeMsg>();
+    }
+
+private:
+    mutable int m_reads;
+};
+
+TEST_F(zeWorkflowDistributeTest, AMessageThatCannotBeReadOnTheWayGoesNoFurther) {
+    Propagate();
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
+    m_tree.Inner(root, "shop", 1.0);
+    const std::vector<Routed_by_name> expected = {
+        {},                            // not found at all
+        {},                            // from sport to news
+        {},                            // from news to the root
+        {{"news", {{0, {"sport"}}}}},  // down to news again
+        {{"news", {{0, {"sport"}}}}},  // down to shop
+        {{"news", {{0, {"sport"}}}}, {"shop", {{0, {}}}}},
+    };
+    for (std::size_t reads = 0; reads < expected.size(); ++reads) {
+        SCOPED_TRACE(reads);
+        Fading_corpus corpus(static_cast<int>(reads));
+        MessageBuilder().add_to(corpus);
+        zeCorpus_view view(&corpus);
+        view.add_msg(0);
+        view.add_cat2msg(0, sport);
+        m_distribution.clear();
+
+        zeWorkflow(&m_tree.Manager()).distribute_corpus(m_distribution, view, false);
+
+        EXPECT_EQ(Distributed(), expected[reads]);
+    }
+}
+
+// One way up.
+
+TEST_F(zeWorkflowDistributeTest, TellsWhetherTheWayIsOpen) {
+    zeNode* const root = m_tree.RuleRoot("root");
+    zeNode* const news = m_tree.Inner(root, "news", 1.0);
+    zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
+    Add({sport});
+
+    EXPECT_EQ(Climb(news, sport), (Climbed{true, true}));
+    m_tree.Block(root, news);
+    EXPECT_EQ(Climb(news, sport), (Climbed{false, false}));
+    EXPECT_EQ(Climb(news, sport, true), (Climbed{false, true}));  // found before, by another label
+}
+
+TEST_F(zeWorkflowDistributeTest, AWayToAnotherRootIsNotOpen) {
+    zeNode* const old_root = m_tree.Root("old root");
+    zeNode* const sport = m_tree.Leaf(old_root, "sport", 1.0);
+    Add({sport});
+    m_tree.Root("root");
+
+    EXPECT_EQ(Climb(old_root, sport), (Climbed{false, false}));
+    EXPECT_THAT(Distributed(), IsEmpty());
 }
 
 // The view of a node.

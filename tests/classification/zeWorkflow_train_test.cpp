@@ -1,6 +1,7 @@
 // Which classifiers a training trains, what it reports, and what it leaves when it breaks off.
 #include "zandrel/classification/zeWorkflow.h"
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -195,6 +196,38 @@ TEST_F(zeWorkflowTrainTest, BootstrapReportsTheSameStepsInWordsOfItsOwn) {
 
     EXPECT_THAT(progress.lines, ElementsAre("Preparing corpus", "total 3",
                                             "Initializing classifier(s)", "+1", "+1", "+1"));
+}
+
+TEST_F(zeWorkflowTrainTest, CountsAClassifierOnceItIsTrained) {
+    for (const Operation& operation : distributing_operations()) {
+        SCOPED_TRACE(operation.name);
+        Trained_tree tree;
+        std::vector<std::vector<int>> msgs;
+        Watching_progress progress(Watching_progress::Moment::kStep,
+                                   [&] { msgs.push_back(tree.all_msgs()); });
+
+        operation.run(tree, &progress);
+
+        EXPECT_THAT(msgs,
+                    ElementsAre(ElementsAre(3, 0, 0), ElementsAre(3, 2, 0), ElementsAre(3, 2, 1)));
+    }
+}
+
+// A caller that is told of the progress may replace the manager's tree.
+TEST_F(zeWorkflowTrainTest, HoldsTheTreeAsLongAsItTrains) {
+    std::vector<Operation> operations = distributing_operations();
+    operations.push_back(train_root());
+    for (const Operation& operation : operations) {
+        SCOPED_TRACE(operation.name);
+        Trained_tree tree;
+        std::size_t held = 0;
+        Watching_progress progress(Watching_progress::Moment::kStep,
+                                   [&] { held = tree.manager.m_physical_tree.use_count(); });
+
+        operation.run(tree, &progress);
+
+        EXPECT_EQ(held, 2U);
+    }
 }
 
 // Bootstrapping counts each message once for the keywords, once for the title and once for the

@@ -1,8 +1,12 @@
 // Changing nodes of zeLogicalTree, and the kind of its root.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +17,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/logical_tree.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -262,11 +267,26 @@ TEST_F(zeLogicalTreeChangeTest, SonsMoveWithNothingLearnedAndTheTableForgetsThem
     EXPECT_TRUE(taken.m_concept_infos.empty());
     const auto& left = *kc.Matcher(topics).m_storage;
     EXPECT_EQ(left.profile(left.get_profile(kc.Physical(food))).m_num_msgs, 1);
+    EXPECT_EQ(left.m_concept_infos.at(term("sport")).m_weight, 0.0);
+    EXPECT_GT(left.m_concept_infos.at(term("food")).m_weight, 0.0);
     for (const auto& [feature, pairs] : kc.Matcher(topics).m_table) {
         for (const zeStat_matcher::Concept_weight& pair : pairs) {
             EXPECT_LT(pair.m_iprofile, left.profile_count()) << feature.view();
         }
     }
+}
+
+// A matching table is made from a whole model.
+TEST_F(zeLogicalTreeChangeTest, HoweverManySonsMoveTheirOldClassifierMakesItsTableOnce) {
+    kc.Add(news, "games");
+    constexpr std::ptrdiff_t kNewClassifier = 1;
+    const Trace_capture traced;
+
+    SetType(news, ZE_STAT);
+
+    const std::vector<std::string> texts = traced.texts();
+    EXPECT_EQ(std::count(texts.begin(), texts.end(), "Matching table completed"),
+              kNewClassifier + 1);
 }
 
 TEST_F(zeLogicalTreeChangeTest, AStatisticalNodeBecomesALeafAndGivesItsSonsUp) {

@@ -1,8 +1,10 @@
 // Adding and deleting nodes of zeLogicalTree.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +17,7 @@
 #include "tests/support/expect_qtx.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/small_model.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -518,6 +521,19 @@ TEST_F(zeLogicalTreeDeleteTest, TheMatchingTableIsThatOfTheCategoriesLeft) {
             EXPECT_LT(pair.m_iprofile, 2) << feature.view();
         }
     }
+}
+
+TEST_F(zeLogicalTreeDeleteTest, HoweverManyCategoriesGoTheMatchingTableIsMadeOnce) {
+    const unsigned int root = kc.Root(ZE_STAT);
+    const unsigned int a = kc.Add(root, "a");
+    kc.Add(a, "b");
+    kc.Add(a, "c");
+    const Trace_capture traced;
+
+    kc.tree.DelLogicalNode(a, true);
+
+    const std::vector<std::string> texts = traced.texts();
+    EXPECT_EQ(std::count(texts.begin(), texts.end(), "Matching table completed"), 1);
 }
 
 TEST_F(zeLogicalTreeDeleteTest, TheRootAndUnknownNodesAreRefused) {

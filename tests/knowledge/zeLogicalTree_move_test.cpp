@@ -423,6 +423,15 @@ TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsRefused) {
     }
 }
 
+// Its sons would be refused as well, but a rule keeps the node from being compared at all.
+TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsToldInPlaceOfASonsCategory) {
+    kc.Add(people, "sport");
+    tree.KCE_ChangeRule(kc.Physical(news), kAboveOne);
+
+    EXPECT_QTX(tree.VerifyMove(news, people), zeLogicalTree, 7,
+               "Mixing rules and statistics on the same level");
+}
+
 TEST_F(zeLogicalTreeMoveTest, NoRuleUnderARuleClassifierIsRefused) {
     const Unchanged unchanged(kc.manager);
 

@@ -13,6 +13,8 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
@@ -178,6 +180,40 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheClassifierAboveWhenDeleted) {
     EXPECT_EQ(first_dangling_pointer(manager), "");
 }
 
+TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheMatchingTableOfTheClassifierAboveWhenDeleted) {
+    zeMemoryCorpus corpus;
+    for (const char* const label : {"grandchild", "other"}) {
+        MessageBuilder().bag({{label, 1.0}}).labels({label}).add_to(corpus);
+    }
+    Add(1, ZE_LEAF, "other");
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&manager);
+    auto& above = dynamic_cast<zeStat_matcher&>(*Physical(1)->m_classifier);
+    above.train(view);
+    ASSERT_EQ(above.m_table.count(term("grandchild")), 1U);
+
+    tree.DelLogicalNode(child, true);
+
+    for (const auto& [feature, pairs] : above.m_table) {
+        for (const zeStat_matcher::Concept_weight& pair : pairs) {
+            EXPECT_LT(pair.m_iprofile, above.m_storage->profile_count()) << feature.view();
+        }
+    }
+    EXPECT_EQ(above.m_table.count(term("grandchild")), 0U);
+}
+
+// What its switcher decides counts, and that has gone.
+TEST_F(zeLogicalTreeStrandedChildrenTest, DoNotKeepTheirParentFromBecomingALeafAgain) {
+    const Id ruled = Add(group, ZE_LEAF, "ruled", "true");
+    EXPECT_EQ(Physical(ruled)->m_parent, Physical(group));
+
+    tree.DelLogicalNode(ruled, true);
+
+    EXPECT_EQ(tree.GetNode(group).type, ZE_LEAF);
+    EXPECT_EQ(Physical(group)->m_classifier, nullptr);
+    EXPECT_EQ(tree.GetRealParent(child), Physical(1)->m_classifier);
+}
+
 TEST_F(zeLogicalTreeStrandedChildrenTest, GoWithTheirClassifiersWhenTheParentIsDeleted) {
     tree.DelLogicalNode(group, true);
 
@@ -257,6 +293,17 @@ TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatIsStillInItsClassifier)
 
     EXPECT_EQ(ProfileCount(1), 0);
     EXPECT_TRUE(Physical(1)->m_children.empty());
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatItsParentsClassifierDoesNotKnow) {
+    zeNode* const stray = manager.m_physical_tree->MakeNode(term("stray"), ZE_LEAF, 0, 0.0);
+    Physical(1)->add_child(stray);
+    tree.KCE_Add(stray, Physical(1)->m_classifier);
+
+    tree.KCE_Delete(stray);
+
+    EXPECT_TRUE(Physical(1)->m_children.empty());
+    EXPECT_EQ(tree.nodes.size(), 1U);
 }
 
 TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatStillHasItsClassifier) {

@@ -322,6 +322,13 @@ TEST_F(zeLogicalTreeVerifyTest, VerifyRuleLooksForADefaultUnderRuleNodesAlone) {
     }
 }
 
+TEST_F(zeLogicalTreeVerifyTest, VerifyRuleLooksForNoDefaultUnderANodeThatIsNotInTheTree) {
+    zeLogicalNode outside;
+    outside.type = ZE_RULE;
+
+    EXPECT_NO_THROW(tree.VerifyRule(outside, "default"));
+}
+
 TEST_F(zeLogicalTreeVerifyTest, VerifyRuleTakesTheExactWordForTheDefault) {
     for (const char* const rule : {"Default", " default", "default ", "\"default\" +", ""}) {
         SCOPED_TRACE(rule);

@@ -1,8 +1,11 @@
-// Progress_log: a progress object that writes down what it is told.
+// Progress_log and Watching_progress: a progress object that writes down what it is told, and one
+// that lets a test look at the container meanwhile.
 #ifndef ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_
 #define ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/small_model.h"
@@ -23,6 +26,32 @@ public:
     }
 
     std::vector<std::string> lines;
+};
+
+// Calls `look` at each poll or at each step, and never interrupts.
+class Watching_progress : public CTProgress {
+public:
+    enum class Moment { kPoll, kStep };
+
+    Watching_progress(Moment moment, std::function<void()> look)
+        : m_moment(moment), m_look(std::move(look)) {}
+
+    bool IsInterrupted() const override {
+        look_at(Moment::kPoll);
+        return false;
+    }
+
+    void Increment(unsigned int /*steps*/) override { look_at(Moment::kStep); }
+
+private:
+    void look_at(Moment moment) const {
+        if (moment == m_moment) {
+            m_look();
+        }
+    }
+
+    Moment m_moment;
+    std::function<void()> m_look;
 };
 
 #endif  // ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_

@@ -68,8 +68,9 @@ public:
     // was. All of these set the manager's modified flag, `train`, `bootstrap` and `learn` as soon
     // as their corpus is distributed, for until then nothing has changed.
     //
-    // `progress` may be null: nothing is reported then, and nothing interrupts. Meanwhile it is the
-    // manager's. If an operation fails it stays so: let it live on or set `m_progress` to null.
+    // `progress` may be null: nothing is reported then, and nothing interrupts. But for
+    // `clear_statistics` it is meanwhile the manager's, and if the operation fails it stays so: let
+    // it live on or set `m_progress` to null.
     // `ignore_invalid`: leave out labels that stand in no tree, in place of failing.
     // RAISES: qtX<zeWorkflow> 3 "Operation cannot be performed on compact KB", before anything
     // else; what `distribute_corpus` raises; 2 "Process interrupted"; the assertion "stat_matcher"

@@ -202,6 +202,7 @@ void zeWorkflow::clear_classifier(zeNode* node) {
     const Progress_set_aside aside(*m_manager);  // a classifier is cleared as a whole
     zeStat_matcher& matcher = stat_matcher_of(*tree, node);
     zeStat_storage& storage = *matcher.m_storage;
+    m_manager->m_modified = true;
     storage.create_skeleton();
     matcher.feed(storage, true);
 }

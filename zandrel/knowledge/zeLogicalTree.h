@@ -94,11 +94,12 @@ public:
     // COST: linear in the concepts of the classifier above, which selects its features anew.
     void DelLogicalNode(unsigned int id, bool remove_concepts);
     // Moves a node, with all below it, under another parent.
-    // COST: constant within one statistical classifier; otherwise as deleting and adding.
+    // COST: linear in the node's siblings and in the depth; between two classifiers that of
+    // deleting and adding as well.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
     // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
-    // of `node`. Attributes and threshold are written to the physical node at every change.
-    // RAISES: qtX<zeManager> 0 for a type that no classifier has.
+    // of `node`. Attributes and threshold are written to the physical node at every change. A type
+    // that no classifier has is refused as a switch of type.
     void ChangeLogicalNode(const zeLogicalNode& node);
     // Replaces the root's classifier by one of the other kind, while the root has no children.
     void ChangeRootType(int type);
