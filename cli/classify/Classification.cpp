@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/data/Data_lines.h"
 #include "cli/data/Labelled_text.h"
 #include "cli/model/Long_work.h"
 #include "cli/model/Text_model.h"

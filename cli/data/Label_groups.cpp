@@ -1,11 +1,10 @@
 #include "cli/data/Label_groups.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <fstream>
 #include <string_view>
 
-#include "cli/data/Labelled_text.h"
+#include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 
 namespace cli {
@@ -47,29 +46,14 @@ void take_line(std::string_view line, std::size_t line_number, Label_groups& rea
 Label_groups read_label_groups(std::istream& input, const std::string& name) {
     Label_groups read;
     read.file = name;
-    std::string buffer;
-    errno = 0;
-    for (std::size_t line_number = 1; std::getline(input, buffer); ++line_number) {
-        std::string_view line = without_carriage_return(buffer);
-        if (line_number == 1) {
-            line = without_byte_order_mark(line);
-        }
-        if (!line.empty()) {
-            take_line(line, line_number, read);
-        }
-    }
-    if (input.bad()) {
-        throw Input_error(name, reason_of_failure());
-    }
+    for_each_line(input, name, [&read](std::string_view line, std::size_t line_number) {
+        take_line(line, line_number, read);
+    });
     return read;
 }
 
 Label_groups read_label_groups_file(const std::string& path) {
-    errno = 0;
-    std::ifstream input(path, std::ios::binary);
-    if (!input) {
-        throw Input_error(path, reason_of_failure());
-    }
+    std::ifstream input = open_data_file(path);
     Label_groups read = read_label_groups(input, path);
     if (read.groups.empty()) {
         throw Data_error(path, "no line");

@@ -1,16 +1,14 @@
 #include "cli/data/Labelled_text.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <fstream>
 
+#include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 
 namespace cli {
 
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // Where a line stands, for messages.
 struct Place {
@@ -80,47 +78,18 @@ void take_line(std::string_view line, const Place& place, std::vector<Labelled_t
 
 }  // namespace
 
-std::string_view without_byte_order_mark(std::string_view line) {
-    if (line.starts_with(kByteOrderMark)) {
-        line.remove_prefix(kByteOrderMark.size());
-    }
-    return line;
-}
-
-std::string_view without_carriage_return(std::string_view line) {
-    if (!line.empty() && line.back() == '\r') {
-        line.remove_suffix(1);
-    }
-    return line;
-}
-
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
                                                Skipped_lines* skipped, Columns columns) {
     std::vector<Labelled_text> texts;
-    std::string buffer;
-    errno = 0;
-    for (std::size_t line_number = 1; std::getline(input, buffer); ++line_number) {
-        std::string_view line = without_carriage_return(buffer);
-        if (line_number == 1) {
-            line = without_byte_order_mark(line);
-        }
-        if (!line.empty()) {
-            take_line(line, {name, line_number}, texts, skipped, columns);
-        }
-    }
-    if (input.bad()) {
-        throw Input_error(name, reason_of_failure());
-    }
+    for_each_line(input, name, [&](std::string_view line, std::size_t line_number) {
+        take_line(line, {name, line_number}, texts, skipped, columns);
+    });
     return texts;
 }
 
 std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped,
                                               Columns columns) {
-    errno = 0;
-    std::ifstream input(path, std::ios::binary);
-    if (!input) {
-        throw Input_error(path, reason_of_failure());
-    }
+    std::ifstream input = open_data_file(path);
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
     std::vector<Labelled_text> texts = read_labelled_texts(input, path, skipped, columns);
     if (texts.empty()) {

@@ -6,7 +6,6 @@
 #include <istream>
 #include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace cli {
@@ -47,12 +46,6 @@ std::vector<Labelled_text> read_labelled_file(const std::string& path,
 
 // Says in one line how many lines were left out and which was the first; nothing if there is none.
 void print_skipped(const Skipped_lines& skipped, std::ostream& out);
-
-// Takes the mark with which some editors begin a UTF-8 file off its first line.
-std::string_view without_byte_order_mark(std::string_view line);
-
-// Takes the carriage return of a CR LF line end off a line.
-std::string_view without_carriage_return(std::string_view line);
 
 // The bytes of all texts, titles and keywords; labels are not counted.
 std::size_t text_bytes(const std::vector<Labelled_text>& texts);

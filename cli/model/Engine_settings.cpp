@@ -2,7 +2,9 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <string_view>
 
@@ -22,7 +24,17 @@ using Kind = zeOptMap::Kind;
 constexpr std::string_view kUseMap = "UseExtParms";
 // Each doubles, and more, the memory of every category's histogram.
 constexpr std::string_view kResolution = "LikelihoodHistogramResolution";
-constexpr int kHighestResolution = 1000;
+
+// Of an integer outside its range the engine would silently take the nearest end.
+struct Range {
+    std::int64_t least;
+    std::int64_t greatest;
+};
+
+template <class Integer>
+constexpr Range range_of() {
+    return {std::numeric_limits<Integer>::min(), std::numeric_limits<Integer>::max()};
+}
 
 bool is_trainer_switch(std::string_view key) {
     return key == "PositiveMethod" || key == "GeomAverage";
@@ -40,6 +52,13 @@ std::optional<Kind> kind_of(std::string_view key) {
     return std::nullopt;
 }
 
+Range range_of(std::string_view key, Kind kind) {
+    if (key == kResolution) {
+        return {1, 1000};
+    }
+    return kind == Kind::unsigned_integer ? range_of<std::uint32_t>() : range_of<std::int32_t>();
+}
+
 template <class Number>
 std::optional<Number> whole_number(std::string_view text) {
     text.remove_prefix(text.starts_with('+') && !text.starts_with("+-") ? 1 : 0);
@@ -49,13 +68,14 @@ std::optional<Number> whole_number(std::string_view text) {
     return is_number ? std::optional(number) : std::nullopt;
 }
 
-std::string integer_problem(std::string_view key, std::string_view value) {
-    const std::optional<int> number = whole_number<int>(value);
+std::string integer_problem(std::string_view value, const Range& range) {
+    const std::optional<std::int64_t> number = whole_number<std::int64_t>(value);
     if (!number) {
         return "is not an integer";
     }
-    if (key == kResolution && (*number < 1 || *number > kHighestResolution)) {
-        return "is not between 1 and " + std::to_string(kHighestResolution);
+    if (*number < range.least || *number > range.greatest) {
+        return "is not between " + std::to_string(range.least) + " and " +
+               std::to_string(range.greatest);
     }
     return {};
 }
@@ -74,7 +94,7 @@ std::string value_problem(std::string_view key, Kind kind, std::string_view valu
         const std::optional<double> number = whole_number<double>(value);
         return number && std::isfinite(*number) ? "" : "is not a number";
     }
-    return integer_problem(key, value);
+    return integer_problem(value, range_of(key, kind));
 }
 
 // What is wrong with an option, in words; empty if nothing is.
@@ -98,7 +118,8 @@ std::size_t line_of(const std::string& path, std::string_view key) {
     for (std::size_t number = 1; std::getline(file, line); ++number) {
         const qtString trimmed = TrimWhiteSpace(line);
         const std::string_view text = trimmed.view();
-        if (text.substr(0, text.find_first_of(" =\t\r\n")) == key) {
+        // An empty line gives nothing, not a value to the empty key.
+        if (!text.empty() && text.substr(0, text.find_first_of(" =\t\r\n")) == key) {
             found = number;
         }
     }

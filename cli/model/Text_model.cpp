@@ -228,6 +228,7 @@ std::vector<std::string> Text_model::labels() const {
         }
     }
     std::vector<std::string> labels;
+    labels.reserve(leaves.size());
     for (const auto& [id, category] : leaves) {
         labels.emplace_back(category.view());
     }

@@ -11,7 +11,7 @@
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 
-#include "cli/data/Labelled_text.h"
+#include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 
 namespace cli {
@@ -50,11 +50,7 @@ Rule_check check_rule_file(const std::string& path, std::istream& standard_input
     if (path == "-") {
         return check_rules(standard_input, "<stdin>");
     }
-    errno = 0;
-    std::ifstream input(path, std::ios::binary);
-    if (!input) {
-        throw Input_error(path, reason_of_failure());
-    }
+    std::ifstream input = open_data_file(path);
     return check_rules(input, path);
 }
 

@@ -15,6 +15,7 @@
 
 #include "tests/knowledge/dangling_pointers.h"
 #include "tests/support/bags.h"
+#include "tests/support/logical_tree.h"
 
 namespace {
 
@@ -23,11 +24,7 @@ using Id = unsigned int;
 class zeLogicalTreeDeepTest : public testing::Test {
 protected:
     Id Add(Id parent, unsigned char type, const std::string& category, const qtString& rule = "") {
-        zeLogicalNode node;
-        node.parent = parent;
-        node.type = type;
-        node.category = term(category);
-        node.rule = rule;
+        zeLogicalNode node = node_to_add(parent, category, rule, type);
         return tree.AddLogicalNode(node);
     }
 

@@ -21,6 +21,7 @@
 #include "tests/knowledge/dangling_pointers.h"
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/logical_tree.h"
 
 namespace {
 
@@ -34,11 +35,7 @@ protected:
     void TearDown() override { EXPECT_EQ(first_dangling_pointer(manager), ""); }
 
     Id Add(Id parent, unsigned char type, std::string_view category, const qtString& rule = "") {
-        zeLogicalNode node;
-        node.parent = parent;
-        node.type = type;
-        node.category = term(category);
-        node.rule = rule;
+        zeLogicalNode node = node_to_add(parent, category, rule, type);
         return tree.AddLogicalNode(node);
     }
 

@@ -16,16 +16,6 @@ constexpr const char* kAboveOne = "$a(n) > 1";
 constexpr const char* kAboveTwo = "$a(n) > 2";
 constexpr const char* kMixed = "Mixing rules and statistics on the same level";
 
-zeLogicalNode MakeNode(unsigned int parent, std::string_view category, const qtString& rule = "",
-                       unsigned int type = ZE_LEAF) {
-    zeLogicalNode node;
-    node.parent = parent;
-    node.category = term(category);
-    node.rule = rule;
-    node.type = static_cast<unsigned char>(type);
-    return node;
-}
-
 // root (rules)
 //   topics (statistics)
 //     news (leaf)
@@ -56,14 +46,14 @@ protected:
 TEST_F(zeLogicalTreeVerifyTest, ASecondRootIsRefused) {
     const Unchanged unchanged(kc.manager);
 
-    EXPECT_QTX_ARGS(Add(MakeNode(0, "second", "", ZE_STAT)), zeLogicalTree, 4,
+    EXPECT_QTX_ARGS(Add(node_to_add(0, "second", "", ZE_STAT)), zeLogicalTree, 4,
                     "More than one node under root", {});
 }
 
 TEST_F(zeLogicalTreeVerifyTest, ThatIsToldBeforeTypeAndRule) {
-    EXPECT_QTX(Add(MakeNode(0, "second", kAboveOne, ZE_LEAF)), zeLogicalTree, 4,
+    EXPECT_QTX(Add(node_to_add(0, "second", kAboveOne, ZE_LEAF)), zeLogicalTree, 4,
                "More than one node under root");
-    EXPECT_QTX(Add(MakeNode(0, "second", "", 9)), zeLogicalTree, 4,
+    EXPECT_QTX(Add(node_to_add(0, "second", "", 9)), zeLogicalTree, 4,
                "More than one node under root");
 }
 
@@ -71,7 +61,7 @@ TEST(zeLogicalTreeFirstNodeTest, IsNoLeaf) {
     for (const unsigned int type : {0U, 3U, 255U}) {
         SCOPED_TRACE(type);
         zeManager manager;
-        zeLogicalNode node = MakeNode(0, "root", "", type);
+        zeLogicalNode node = node_to_add(0, "root", "", type);
         const Unchanged unchanged(manager);
 
         EXPECT_QTX_ARGS(manager.m_logical_tree->AddLogicalNode(node), zeLogicalTree, 5,
@@ -83,7 +73,7 @@ TEST(zeLogicalTreeFirstNodeTest, HasNoRule) {
     for (const unsigned int type : {ZE_RULE, ZE_STAT}) {
         SCOPED_TRACE(type);
         zeManager manager;
-        zeLogicalNode node = MakeNode(0, "root", kAboveOne, type);
+        zeLogicalNode node = node_to_add(0, "root", kAboveOne, type);
         const Unchanged unchanged(manager);
 
         EXPECT_QTX_ARGS(manager.m_logical_tree->AddLogicalNode(node), zeLogicalTree, 6,
@@ -93,7 +83,7 @@ TEST(zeLogicalTreeFirstNodeTest, HasNoRule) {
 
 TEST(zeLogicalTreeFirstNodeTest, IsToldItsTypeBeforeItsRule) {
     zeManager manager;
-    zeLogicalNode node = MakeNode(0, "root", kAboveOne, ZE_LEAF);
+    zeLogicalNode node = node_to_add(0, "root", kAboveOne, ZE_LEAF);
 
     EXPECT_QTX(manager.m_logical_tree->AddLogicalNode(node), zeLogicalTree, 5,
                "Non-Principal node under root");
@@ -101,7 +91,7 @@ TEST(zeLogicalTreeFirstNodeTest, IsToldItsTypeBeforeItsRule) {
 
 TEST(zeLogicalTreeFirstNodeTest, HasNoParent) {
     zeManager manager;
-    zeLogicalNode node = MakeNode(7, "root", "", ZE_STAT);
+    zeLogicalNode node = node_to_add(7, "root", "", ZE_STAT);
     const Unchanged unchanged(manager);
 
     EXPECT_ASSERTS(manager.m_logical_tree->AddLogicalNode(node), "clafer");
@@ -110,7 +100,7 @@ TEST(zeLogicalTreeFirstNodeTest, HasNoParent) {
 TEST_F(zeLogicalTreeVerifyTest, AnUnknownParentAsserts) {
     const Unchanged unchanged(kc.manager);
 
-    EXPECT_ASSERTS(Add(MakeNode(99, "news")), "clafer");
+    EXPECT_ASSERTS(Add(node_to_add(99, "news")), "clafer");
 }
 
 // Under another node.
@@ -135,21 +125,21 @@ TEST_F(zeLogicalTreeVerifyTest, WhatPassesDependsOnTheParentsKindAndTheRule) {
         SCOPED_TRACE(addition.what);
         const Unchanged unchanged(kc.manager);
 
-        EXPECT_NO_THROW(tree.VerifyAdd(MakeNode(addition.parent, "new", addition.rule)));
+        EXPECT_NO_THROW(tree.VerifyAdd(node_to_add(addition.parent, "new", addition.rule)));
     }
 }
 
 TEST_F(zeLogicalTreeVerifyTest, ARuleUnderALeafWithChildrenIsRefused) {
     const Unchanged unchanged(kc.manager);
 
-    EXPECT_QTX_ARGS(Add(MakeNode(news, "new", kAboveOne)), zeLogicalTree, 7,
+    EXPECT_QTX_ARGS(Add(node_to_add(news, "new", kAboveOne)), zeLogicalTree, 7,
                     "Mixing rules and statistics on the same level", {});
 }
 
 TEST_F(zeLogicalTreeVerifyTest, NoRuleUnderARuleNodeIsRefused) {
     const Unchanged unchanged(kc.manager);
 
-    EXPECT_QTX_ARGS(Add(MakeNode(root, "new")), zeLogicalTree, 7, kMixed, {});
+    EXPECT_QTX_ARGS(Add(node_to_add(root, "new")), zeLogicalTree, 7, kMixed, {});
 }
 
 TEST_F(zeLogicalTreeVerifyTest, ARuleUnderAStatisticalNodeIsRefusedUnread) {
@@ -157,7 +147,7 @@ TEST_F(zeLogicalTreeVerifyTest, ARuleUnderAStatisticalNodeIsRefusedUnread) {
         SCOPED_TRACE(rule);
         const Unchanged unchanged(kc.manager);
 
-        EXPECT_QTX_ARGS(Add(MakeNode(topics, "new", rule)), zeLogicalTree, 7, kMixed, {});
+        EXPECT_QTX_ARGS(Add(node_to_add(topics, "new", rule)), zeLogicalTree, 7, kMixed, {});
     }
 }
 
@@ -166,7 +156,7 @@ TEST_F(zeLogicalTreeVerifyTest, ARuleThatDoesNotParseIsRefused) {
         SCOPED_TRACE(parent);
         const Unchanged unchanged(kc.manager);
 
-        EXPECT_QTX_ARGS(Add(MakeNode(parent, "new", "1 +")), zeLogicalTree, 18,
+        EXPECT_QTX_ARGS(Add(node_to_add(parent, "new", "1 +")), zeLogicalTree, 18,
                         "Syntax error in rule: 1 +", {"1 +"});
     }
 }
@@ -174,7 +164,7 @@ TEST_F(zeLogicalTreeVerifyTest, ARuleThatDoesNotParseIsRefused) {
 TEST_F(zeLogicalTreeVerifyTest, ASecondDefaultIsRefused) {
     const Unchanged unchanged(kc.manager);
 
-    EXPECT_QTX_ARGS(Add(MakeNode(root, "new", "default")), zeLogicalTree, 17,
+    EXPECT_QTX_ARGS(Add(node_to_add(root, "new", "default")), zeLogicalTree, 17,
                     "OTHERWISE rule already exists in a sibling of the given node", {});
 }
 
@@ -194,15 +184,15 @@ TEST_F(zeLogicalTreeVerifyTest, ACategoryOfTheSameClassifierIsRefusedHoweverDeep
         const Unchanged unchanged(kc.manager);
 
         EXPECT_QTX_ARGS(
-            Add(MakeNode(addition.parent, category.view(), addition.rule)), zeLogicalTree, 2,
+            Add(node_to_add(addition.parent, category.view(), addition.rule)), zeLogicalTree, 2,
             category.str() + " : Category name already in use under the current Principal node",
             {category});
     }
 }
 
 TEST_F(zeLogicalTreeVerifyTest, ACategoryOfAnotherClassifierIsTaken) {
-    Add(MakeNode(topics, "rest"));
-    Add(MakeNode(root, "food", "$a(n) > 4"));
+    Add(node_to_add(topics, "rest"));
+    Add(node_to_add(root, "food", "$a(n) > 4"));
 
     ExpectSound(kc.manager);
 }
@@ -212,12 +202,13 @@ TEST_F(zeLogicalTreeVerifyTest, AMissingCategoryIsRefusedAnywhere) {
         SCOPED_TRACE(parent);
         const Unchanged unchanged(kc.manager);
 
-        EXPECT_QTX_ARGS(Add(MakeNode(parent, "")), zeLogicalTree, 11, "Missing category name", {});
+        EXPECT_QTX_ARGS(Add(node_to_add(parent, "")), zeLogicalTree, 11, "Missing category name",
+                        {});
     }
 }
 
 TEST_F(zeLogicalTreeVerifyTest, ANameOfItsOwnIsRefused) {
-    zeLogicalNode node = MakeNode(topics, "new");
+    zeLogicalNode node = node_to_add(topics, "new");
     node.name = term("other");
     const Unchanged unchanged(kc.manager);
 
@@ -226,7 +217,7 @@ TEST_F(zeLogicalTreeVerifyTest, ANameOfItsOwnIsRefused) {
 }
 
 TEST_F(zeLogicalTreeVerifyTest, TheCategoryAsTheNameOrNoNamePasses) {
-    zeLogicalNode node = MakeNode(topics, "new");
+    zeLogicalNode node = node_to_add(topics, "new");
     EXPECT_NO_THROW(tree.VerifyNodeName(node));
 
     node.name = node.category;
@@ -239,12 +230,12 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityAMissingNameIsRefused) {
     kc.manager.m_compat55 = true;
     const Unchanged unchanged(kc.manager);
 
-    EXPECT_QTX_ARGS(Add(MakeNode(topics, "new")), zeLogicalTree, 0, "Missing node name", {});
+    EXPECT_QTX_ARGS(Add(node_to_add(topics, "new")), zeLogicalTree, 0, "Missing node name", {});
 }
 
 TEST_F(zeLogicalTreeVerifyTest, InCompatibilityASiblingsNameIsRefused) {
     kc.manager.m_compat55 = true;
-    zeLogicalNode node = MakeNode(topics, "new");
+    zeLogicalNode node = node_to_add(topics, "new");
     node.name = term("food");
     const Unchanged unchanged(kc.manager);
 
@@ -254,7 +245,7 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityASiblingsNameIsRefused) {
 
 TEST_F(zeLogicalTreeVerifyTest, InCompatibilityAnotherNameIsTaken) {
     kc.manager.m_compat55 = true;
-    zeLogicalNode node = MakeNode(topics, "new");
+    zeLogicalNode node = node_to_add(topics, "new");
     node.name = term("sport");  // not a sibling's
 
     const unsigned int id = tree.AddLogicalNode(node);
@@ -267,7 +258,7 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityAnotherNameIsTaken) {
 TEST_F(zeLogicalTreeVerifyTest, InCompatibilityTheRootNeedsANameAndHasNoSiblings) {
     zeManager manager;
     manager.m_compat55 = true;
-    zeLogicalNode node = MakeNode(0, "root", "", ZE_STAT);
+    zeLogicalNode node = node_to_add(0, "root", "", ZE_STAT);
     EXPECT_QTX(manager.m_logical_tree->AddLogicalNode(node), zeLogicalTree, 0, "Missing node name");
 
     node.name = term("top");
@@ -279,7 +270,7 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityTheRootNeedsANameAndHasNoSiblings
 
 // Every rule is broken at once; mended one by one, the next one is told.
 TEST_F(zeLogicalTreeVerifyTest, OfSeveralBrokenRulesTheFirstIsTold) {
-    zeLogicalNode node = MakeNode(topics, "", "1 +");
+    zeLogicalNode node = node_to_add(topics, "", "1 +");
     node.name = term("other");
     const Unchanged unchanged(kc.manager);
 
@@ -301,7 +292,7 @@ TEST_F(zeLogicalTreeVerifyTest, OfSeveralBrokenRulesTheFirstIsTold) {
 }
 
 TEST_F(zeLogicalTreeVerifyTest, OfARootsBrokenRulesTheFirstIsTold) {
-    zeLogicalNode node = MakeNode(0, "", kAboveOne, ZE_LEAF);
+    zeLogicalNode node = node_to_add(0, "", kAboveOne, ZE_LEAF);
     node.name = term("other");
 
     EXPECT_QTX(Add(node), zeLogicalTree, 8, "Avoid node names except in 55 compatibility mode");
@@ -344,11 +335,11 @@ TEST_F(zeLogicalTreeVerifyTest, VerifyRuleWantsTheSwitcherOfARuleNode) {
 }
 
 TEST_F(zeLogicalTreeVerifyTest, VerifyCategoryNameLooksForOthersOnlyIfAskedTo) {
-    EXPECT_NO_THROW(tree.VerifyCategoryName(MakeNode(topics, "food"), false));
-    EXPECT_NO_THROW(tree.VerifyCategoryName(MakeNode(0, "root"), true));
-    EXPECT_QTX(tree.VerifyCategoryName(MakeNode(topics, "food"), true), zeLogicalTree, 2,
+    EXPECT_NO_THROW(tree.VerifyCategoryName(node_to_add(topics, "food"), false));
+    EXPECT_NO_THROW(tree.VerifyCategoryName(node_to_add(0, "root"), true));
+    EXPECT_QTX(tree.VerifyCategoryName(node_to_add(topics, "food"), true), zeLogicalTree, 2,
                "food : Category name already in use under the current Principal node");
-    EXPECT_QTX(tree.VerifyCategoryName(MakeNode(topics, ""), false), zeLogicalTree, 11,
+    EXPECT_QTX(tree.VerifyCategoryName(node_to_add(topics, ""), false), zeLogicalTree, 11,
                "Missing category name");
 }
 

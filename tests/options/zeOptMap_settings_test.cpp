@@ -86,10 +86,10 @@ const Key_row kRows[] = {
     {"CannedSmlWeight", Kind::real, "4.75", 4.75, "4.75", 3, "3", bag_weight<3>},
     {"WeakenSmallCatsFactor", Kind::real, "8.5", 8.5, "8.5", 10, "10", setting<&D::weaken_small_cats_factor>},
     {"LearnSpeedScale", Kind::learn_speed, "linear", 1, "linear", 0, "sqrt", setting<&D::learn_speed_scale>},
-    {"EachCatReserveSize", Kind::integer, "22.9", 22, "22", 20, "20", config<&C::each_cat_reserve_size>},
-    {"EachCatTrainSize", Kind::integer, "88.9", 88, "88", 80, "80", config<&C::each_cat_train_size>},
+    {"EachCatReserveSize", Kind::unsigned_integer, "22.9", 22, "22", 20, "20", config<&C::each_cat_reserve_size>},
+    {"EachCatTrainSize", Kind::unsigned_integer, "88.9", 88, "88", 80, "80", config<&C::each_cat_train_size>},
     {"AgeAdjustment", Kind::real, "6.5", 6.5, "6.5", 5, "5", config<&C::age_adjustment>},
-    {"ActivateFeedback", Kind::integer, "110.9", 110, "110", 100, "100", config<&C::activate_feedback>},
+    {"ActivateFeedback", Kind::unsigned_integer, "110.9", 110, "110", 100, "100", config<&C::activate_feedback>},
     {"FullPropogation", Kind::flag, "0", 0, "0", 1, "1", config<&C::full_propogation>},
 };
 

@@ -9,23 +9,9 @@
 #include "tests/support/expect_segbuf.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/record_damage.h"
+#include "tests/support/stored.h"
 
 namespace {
-
-std::string dumped(const zeConfig& config) {
-    SegBuf record;
-    Hio<HSegment> io(new HSegment(record, 'w'));
-    config.Dump(io);
-    return bytes_of(record);
-}
-
-std::string reload(SegBuf& record, unsigned int start) {
-    Hio<HSegment> io(new HSegment(record, 'r'));
-    io.device->Seek(static_cast<int>(start));
-    zeConfig config;
-    config.Load(io);
-    return dumped(config);
-}
 
 // A record up to the optional settings.
 const char* const kPlainHead =
@@ -87,11 +73,15 @@ TEST(zeConfigDamageTest, LoadRefusesHugeCountsWithoutMemory) {
 }
 
 TEST(zeConfigDamageTest, SurvivesEveryCut) {
-    expect_cuts_are_safe(from_hex(kOtherRecord), reload);
+    expect_cuts_are_safe(from_hex(kOtherRecord), reload<zeConfig>);
+}
+
+TEST(zeConfigDamageTest, EveryProperPrefixRaisesWhereTheRecordEnds) {
+    expect_prefixes_raise(from_hex(kOtherRecord), reload<zeConfig>);
 }
 
 TEST(zeConfigDamageTest, SurvivesEveryChangedByte) {
-    expect_changes_are_safe(from_hex(kOtherRecord), reload);
+    expect_changes_are_safe(from_hex(kOtherRecord), reload<zeConfig>);
 }
 
 }  // namespace

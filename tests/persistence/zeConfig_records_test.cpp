@@ -1,6 +1,7 @@
 // The stored form of a container's identity and settings, byte by byte.
 #include "zandrel/persistence/zeConfig.h"
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -12,6 +13,7 @@
 
 #include "tests/support/expect_segbuf.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/stored.h"
 
 namespace {
 
@@ -21,7 +23,7 @@ constexpr const char* kRecord =
     "00 00 00 00 00 0f 42 40"           // made one second after the start of 1970
     "ff ff ff ff ff ff ff ff"           // trained one microsecond before it
     "00 00 00 07"                       // feedback
-    "00"                                // flag a
+    "01"                                // flag a
     "fe"                                // flag b
     "00 00 00 08"                       // reserved for each category
     "00 00 00 09"                       // trained with
@@ -39,7 +41,7 @@ zeConfig unusual_config() {
     config.created = qtTimeDate(1000000);
     config.last_trained = qtTimeDate(-1);
     config.activate_feedback = 7;
-    config.flag_a = false;
+    config.flag_a = true;
     config.flag_b = 0xfe;
     config.each_cat_reserve_size = 8;
     config.each_cat_train_size = 9;
@@ -51,25 +53,13 @@ zeConfig unusual_config() {
     return config;
 }
 
-std::string dumped(const zeConfig& config) {
-    SegBuf buffer;
-    Hio<HSegment> io(new HSegment(buffer, 'w'));
-    config.Dump(io);
-    return bytes_of(buffer);
-}
-
-void load(zeConfig& config, const std::string& bytes) {
-    SegBuf buffer = record_of(bytes);
-    Hio<HSegment> io(new HSegment(buffer, 'r'));
-    config.Load(io);
-}
-
 TEST(zeConfigRecordTest, HasTheFieldsInOrder) {
     EXPECT_EQ(to_hex(dumped(unusual_config())), to_hex(from_hex(kRecord)));
 }
 
 TEST(zeConfigRecordTest, ReplacesEveryField) {
     zeConfig config;
+    config.flag_a = false;
     config.set_optional("old", "gone");
 
     load(config, from_hex(kRecord));
@@ -79,7 +69,7 @@ TEST(zeConfigRecordTest, ReplacesEveryField) {
     EXPECT_EQ(config.created, qtTimeDate(1000000));
     EXPECT_EQ(config.last_trained, qtTimeDate(-1));
     EXPECT_EQ(config.activate_feedback, 7U);
-    EXPECT_FALSE(config.flag_a);
+    EXPECT_TRUE(config.flag_a);
     EXPECT_EQ(config.flag_b, 0xfe);
     EXPECT_EQ(config.each_cat_reserve_size, 8U);
     EXPECT_EQ(config.each_cat_train_size, 9U);
@@ -87,6 +77,29 @@ TEST(zeConfigRecordTest, ReplacesEveryField) {
     EXPECT_TRUE(config.flag_c);
     EXPECT_FALSE(config.full_propogation);
     EXPECT_EQ(config.optional, unusual_config().optional);
+}
+
+// One flag changed at a time, so that no two can stand in each other's place.
+TEST(zeConfigRecordTest, EachFlagHasAByteOfItsOwn) {
+    const struct {
+        bool zeConfig::*flag;
+        std::size_t position;
+    } rows[] = {
+        {&zeConfig::flag_a, 31},
+        {&zeConfig::flag_c, 49},
+        {&zeConfig::full_propogation, 50},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.position);
+        zeConfig config = unusual_config();
+        config.*row.flag = !(config.*row.flag);
+        std::string expected = from_hex(kRecord);
+        expected[row.position] = static_cast<char>(expected[row.position] ^ 1);
+
+        EXPECT_EQ(to_hex(dumped(config)), to_hex(expected));
+        EXPECT_EQ(loaded<zeConfig>(expected).*row.flag, config.*row.flag);
+    }
 }
 
 TEST(zeConfigRecordTest, HasSignaturesAsOneOptionalSetting) {

@@ -9,6 +9,7 @@
 #include "tests/support/expect_segbuf.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/record_damage.h"
+#include "tests/support/stored.h"
 
 namespace {
 
@@ -16,30 +17,6 @@ constexpr std::size_t kRecordSize = 318;
 // Where fields stand in the record.
 constexpr std::size_t kMarkerAt = 88;
 constexpr std::size_t kFactorAt = 89;
-
-std::string dumped(const zeDefaults& settings) {
-    SegBuf record;
-    Hio<HSegment> io(new HSegment(record, 'w'));
-    settings.Dump(io);
-    return bytes_of(record);
-}
-
-zeDefaults loaded_from(const std::string& bytes) {
-    SegBuf record = record_of(bytes);
-    Hio<HSegment> io(new HSegment(record, 'r'));
-    zeDefaults settings;
-    settings.Load(io);
-    EXPECT_EQ(record.offset, record.size) << "not all was read";
-    return settings;
-}
-
-std::string reload(SegBuf& record, unsigned int start) {
-    Hio<HSegment> io(new HSegment(record, 'r'));
-    io.device->Seek(static_cast<int>(start));
-    zeDefaults settings;
-    settings.Load(io);
-    return dumped(settings);
-}
 
 std::string zeros(std::size_t count) {
     return std::string(count, '\0');
@@ -120,11 +97,15 @@ TEST(zeDefaultsDamageTest, LoadOfAnEmptyRecordChangesNothing) {
 }
 
 TEST(zeDefaultsDamageTest, SurvivesEveryCut) {
-    expect_cuts_are_safe(other_record(), reload);
+    expect_cuts_are_safe(other_record(), reload<zeDefaults>);
+}
+
+TEST(zeDefaultsDamageTest, EveryProperPrefixRaisesWhereTheRecordEnds) {
+    expect_prefixes_raise(other_record(), reload<zeDefaults>);
 }
 
 TEST(zeDefaultsDamageTest, SurvivesEveryChangedByte) {
-    expect_changes_are_safe(other_record(), reload);
+    expect_changes_are_safe(other_record(), reload<zeDefaults>);
 }
 
 TEST(zeDefaultsDamageTest, ChangedByteReachesNoOtherByte) {
@@ -133,7 +114,7 @@ TEST(zeDefaultsDamageTest, ChangedByteReachesNoOtherByte) {
         std::string changed = other_record();
         changed[position] = static_cast<char>(changed[position] ^ '\1');
 
-        std::string stored = dumped(loaded_from(changed));
+        std::string stored = dumped(loaded<zeDefaults>(changed));
 
         if (position == kMarkerAt) {
             EXPECT_EQ(to_hex(stored.substr(kFactorAt, 8)), to_hex(zeros(8)));

@@ -6,12 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include "zandrel/storage/HSegment.h"
-#include "zandrel/storage/Hio.h"
-#include "zandrel/storage/SegBuf.h"
-
 #include "tests/support/expect_segbuf.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/stored.h"
 
 namespace {
 
@@ -55,21 +52,6 @@ std::string default_record() {
     return from_hex(kBeforeReserved) + std::string(kReservedSize, '\0') + from_hex(kBehindReserved);
 }
 
-std::string dumped(const zeDefaults& settings) {
-    SegBuf buffer;
-    Hio<HSegment> io(new HSegment(buffer, 'w'));
-    settings.Dump(io);
-    return bytes_of(buffer);
-}
-
-zeDefaults loaded(const std::string& bytes) {
-    SegBuf buffer = record_of(bytes);
-    Hio<HSegment> io(new HSegment(buffer, 'r'));
-    zeDefaults settings;
-    settings.Load(io);
-    return settings;
-}
-
 // No value is its default, nor equal to another of its kind.
 zeDefaults unusual_settings() {
     zeDefaults settings;
@@ -106,11 +88,11 @@ TEST(zeDefaultsRecordTest, HasTheSettingsInTheOrderOfTheRecord) {
 }
 
 TEST(zeDefaultsRecordTest, DefaultsAreReadBackEqual) {
-    EXPECT_TRUE(loaded(default_record()) == zeDefaults());
+    EXPECT_TRUE(loaded<zeDefaults>(default_record()) == zeDefaults());
 }
 
 TEST(zeDefaultsRecordTest, EverySettingIsReadBack) {
-    EXPECT_TRUE(loaded(dumped(unusual_settings())) == unusual_settings());
+    EXPECT_TRUE(loaded<zeDefaults>(dumped(unusual_settings())) == unusual_settings());
 }
 
 TEST(zeDefaultsRecordTest, StoresNormalisationInverted) {
@@ -128,7 +110,7 @@ TEST(zeDefaultsRecordTest, TakesEveryByteButZeroAsTrue) {
     record[0] = '\x80';
     record[kMarkerPosition - 1] = '\2';
 
-    const zeDefaults settings = loaded(record);
+    const zeDefaults settings = loaded<zeDefaults>(record);
 
     EXPECT_TRUE(settings.use_likelihood_in_train);
     EXPECT_FALSE(settings.use_normalization);
@@ -141,7 +123,7 @@ TEST(zeDefaultsRecordTest, OlderFormHasNoFactorAndTheRestBehindIt) {
 
     zeDefaults expected = unusual_settings();
     expected.weaken_small_cats_factor = 0.0;
-    EXPECT_TRUE(loaded(record) == expected);
+    EXPECT_TRUE(loaded<zeDefaults>(record) == expected);
 }
 
 TEST(zeDefaultsRecordTest, IgnoresReservedBytes) {
@@ -150,7 +132,7 @@ TEST(zeDefaultsRecordTest, IgnoresReservedBytes) {
         record[from_hex(kBeforeReserved).size() + i] = '\x55';
     }
 
-    EXPECT_TRUE(loaded(record) == zeDefaults());
+    EXPECT_TRUE(loaded<zeDefaults>(record) == zeDefaults());
 }
 
 // One flag false at a time, so that no two can stand in each other's place.
@@ -174,7 +156,7 @@ TEST(zeDefaultsRecordTest, EachFlagHasAByteOfItsOwn) {
         expected[row.position] = '\0';
 
         EXPECT_EQ(to_hex(dumped(settings)), to_hex(expected));
-        EXPECT_TRUE(loaded(expected) == settings);
+        EXPECT_TRUE(loaded<zeDefaults>(expected) == settings);
     }
 }
 
@@ -204,7 +186,7 @@ TEST(zeDefaultsRecordTest, NumbersWithEqualDefaultsStandApart) {
 }
 
 TEST(zeDefaultsRecordTest, RaisesTheStreamsErrorWhereNothingIsLeft) {
-    EXPECT_SEGBUF_ERROR(loaded(""), "Locate error in SegBuf");
+    EXPECT_SEGBUF_ERROR(loaded<zeDefaults>(""), "Locate error in SegBuf");
 }
 
 }  // namespace

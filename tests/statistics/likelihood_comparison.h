@@ -5,8 +5,6 @@
 
 #include <array>
 #include <cstddef>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,6 +17,7 @@
 
 #include "tests/statistics/random_corpus.h"
 #include "tests/statistics/slow_likelihood.h"
+#include "tests/statistics/slow_messages.h"
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
@@ -95,7 +94,7 @@ private:
         SCOPED_TRACE(is_given ? "second batch" : "first batch");
         Small_corpus corpus;
         for (const Slow_message& msg : messages) {
-            Add(msg, corpus);
+            m_adder.AddTo(corpus, msg);
         }
         zeStat_trainer trainer(m_storage);
         std::optional<zeStat_matcher> given;
@@ -119,27 +118,6 @@ private:
                                   m_slow.Scores(messages[i], slow_matcher));
             }
         }
-    }
-
-    void Add(const Slow_message& msg, Small_corpus& corpus) {
-        zeSml_feeder feeder;
-        for (const auto& [text, weight] : msg.bag) {
-            feeder.add_concept(term(text), weight);
-        }
-        qtPtrLight<zeMsg> added(new zeMsg);
-        if (msg.has_bag) {
-            added->smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
-        }
-        added->weight = msg.weight;
-        std::vector<zeNode*> cats;
-        for (const std::string& cat : msg.cats) {
-            auto& node = m_nodes[cat];
-            if (node == nullptr) {
-                node = std::make_unique<zeNode>(term(cat));
-            }
-            cats.push_back(node.get());
-        }
-        corpus.add(added, cats);
     }
 
     void ExpectEqualModels() {
@@ -204,7 +182,7 @@ private:
 
     zeDefaults m_settings;
     Slow_likelihood m_slow;
-    std::map<std::string, std::unique_ptr<zeNode>> m_nodes;
+    Slow_messages m_adder;
     zeStat_storage m_storage;
 };
 

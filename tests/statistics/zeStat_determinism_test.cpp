@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <memory>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -18,6 +17,7 @@
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include "tests/statistics/random_corpus.h"
+#include "tests/statistics/slow_messages.h"
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
@@ -126,18 +126,7 @@ private:
             // Thirds, so that sums depend on their order.
             feeder.add_concept(term(text), weight / 3.0);
         }
-        qtPtrLight<zeMsg> added(new zeMsg);
-        added->smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
-        added->weight = msg.weight;
-        std::vector<zeNode*> cats;
-        for (const std::string& cat : msg.cats) {
-            auto& node = m_nodes[cat];
-            if (node == nullptr) {
-                node = std::make_unique<zeNode>(term(cat));
-            }
-            cats.push_back(node.get());
-        }
-        m_corpus.add(added, cats);
+        m_adder.AddTo(m_corpus, msg, feeder);
     }
 
     static std::vector<std::tuple<std::string, double>> Classify(zeStat_matcher& matcher,
@@ -154,7 +143,7 @@ private:
     const History& m_history;
     zeDefaults m_settings;
     std::vector<Concept> m_interned;
-    std::map<std::string, std::unique_ptr<zeNode>> m_nodes;
+    Slow_messages m_adder;
     zeStat_storage m_storage;
     Small_corpus m_corpus;
 };

@@ -1,28 +1,21 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <map>
-#include <string>
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/zeResult_set.h"
-#include "zandrel/classification/zeWorkflow.h"
-#include "zandrel/foundation/trace.h"
-#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "tests/statistics/matcher_fixture.h"
 #include "tests/support/bags.h"
-#include "tests/support/expect_qtx.h"
-#include "tests/support/small_model.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -35,55 +28,6 @@ constexpr double kPi = 3.141592653589793;
 double squash(double x) {
     return std::atan(kPi * x) / kPi + 0.5;
 }
-
-// Two categories of 2 of 4 messages each, and a matcher at a root without children. The concept x
-// counts 1 for a and -1 for b; y counts 2 for b alone.
-class zeStatMatcherTest : public testing::Test {
-protected:
-    zeStatMatcherTest() {
-        bool added = false;
-        m_storage.get_or_add_profile(&m_a, added);
-        m_storage.get_or_add_profile(&m_b, added);
-        m_storage.m_num_msgs = 4;
-        for (const int iprofile : {0, 1}) {
-            m_storage.profile(iprofile).m_num_msgs = 2;
-        }
-        GiveWeights();
-        m_matcher.feed(m_storage, false);
-    }
-
-    void GiveWeights() {
-        m_storage.profile(0).m_weights = {{term("x"), 1.0F}};
-        m_storage.profile(1).m_weights = {{term("y"), 2.0F}, {term("x"), -1.0F}};
-    }
-
-    // Likelihood correction with tables that differ in every bin.
-    void UseLikelihood() {
-        m_storage.m_use_train_likelihood = true;
-        m_storage.m_use_likelihood_in_match = true;
-        for (std::size_t i = 0; i < 30; ++i) {
-            m_storage.profile(0).m_likelihood[i] = static_cast<double>(i + 1) / 32;
-            m_matcher.m_avg_likelihood[i] = static_cast<double>((i + 1) * (i + 1)) / 1024;
-        }
-    }
-
-    double& Accumulator(int iprofile) { return m_storage.profile(iprofile).m_match_value; }
-
-    double Score(zeSml& sml, int iprofile) { return m_matcher.adjust_match_value(sml, iprofile); }
-
-    zeResult_set Classify(const MessageBuilder& msg, double threshold = 0.0) {
-        zeResult_set results(threshold, -1);
-        m_matcher.classify(*msg.make(), results, 1.0, false);
-        return results;
-    }
-
-    zeNode m_root{term("root")};
-    zeNode m_a{term("a")};
-    zeNode m_b{term("b")};
-    zeDefaults m_settings = plain_settings();
-    zeStat_storage m_storage{nullptr, m_settings};
-    zeStat_matcher m_matcher{nullptr, &m_root, m_storage, false};
-};
 
 // Compiling the table.
 
@@ -392,128 +336,6 @@ TEST_F(zeStatMatcherTest, SquashesTheScaledAndShiftedAccumulator) {
     }
 }
 
-// Likelihood correction.
-
-TEST_F(zeStatMatcherTest, LeavesScoresAloneUnlessTablesAreBuiltAndUsed) {
-    UseLikelihood();
-    for (const auto& [in_train, in_match] :
-         {std::pair(false, false), {true, false}, {false, true}}) {
-        m_storage.m_use_train_likelihood = in_train;
-        m_storage.m_use_likelihood_in_match = in_match;
-
-        EXPECT_EQ(m_matcher.adjust_likelihood(0.3, 0), 0.3);
-        EXPECT_EQ(Score(*make_bag({{"u", 1.0}}), 0), 0.5);
-    }
-}
-
-// Own table L[i] = (i + 1) / 32, average A[i] = (i + 1)^2 / 1024. Two profiles, so an age of 2
-// blends them half and half.
-TEST_F(zeStatMatcherTest, BlendsTheOwnTableWithTheAverage) {
-    UseLikelihood();
-
-    struct Row {
-        const char* rule;
-        int age;
-        double score;
-        double table;  // w * b + (1 - w) * a
-    };
-
-    for (const Row& row : {
-             Row{"0", 0, 0.0, 0.0},
-             Row{"0, with an own table", 2, 0.0, 0.0},
-             Row{"below the first centre, average alone: A[0] / 2", 0, 1.0 / 120, 0.5 / 1024},
-             Row{"below the first centre, own alone: L[0] / 2", 1000, 1.0 / 120, 0.5 / 32},
-             Row{"below the first centre, both", 2, 1.0 / 120, (0.5 / 1024 + 0.5 / 32) / 2},
-             Row{"first centre", 1000, 1.0 / 60, 1.0 / 32},
-             Row{"halfway from 14 to 15, average alone", 0, 0.5, (225.0 + 256.0) / 2 / 1024},
-             Row{"halfway from 14 to 15, own alone", 1000, 0.5, 15.5 / 32},
-             Row{"halfway from 14 to 15, both", 2, 0.5,
-                 ((225.0 + 256.0) / 2 / 1024 + 15.5 / 32) / 2},
-             Row{"a quarter from 7 to 8", 1000, 7.75 / 30, 8.25 / 32},
-             Row{"age of 999: w is 2 / 1001", 999, 0.5,
-                 2.0 / 1001 * (225.0 + 256.0) / 2 / 1024 + 999.0 / 1001 * 15.5 / 32},
-             Row{"age beyond the ceiling", 5000, 0.5, 15.5 / 32},
-             Row{"last interval, halfway from 28 to 29", 1000, 29.0 / 30, 29.5 / 32},
-             Row{"behind the last centre, own alone", 1000, 29.75 / 30, 30.0 / 32},
-             Row{"behind the last centre, average alone", 0, 29.75 / 30, 900.0 / 1024},
-             Row{"1", 2, 1.0, (30.0 / 32 + 900.0 / 1024) / 2},
-         }) {
-        SCOPED_TRACE(row.rule);
-        m_storage.profile(0).m_likelihood_age = row.age;
-
-        // The position in the table is rounded before the interpolation.
-        EXPECT_NEAR(m_matcher.adjust_likelihood(row.score, 0), 0.99 * row.table + 0.01 * row.score,
-                    1e-14);
-    }
-}
-
-TEST_F(zeStatMatcherTest, AScoreOfZeroStaysExactlyZero) {
-    UseLikelihood();
-
-    EXPECT_EQ(m_matcher.adjust_likelihood(0.0, 0), 0.0);
-}
-
-TEST_F(zeStatMatcherTest, AScoreThatIsNoNumberStaysNone) {
-    UseLikelihood();
-    for (const int age : {0, 2, 1000}) {
-        SCOPED_TRACE(age);
-        m_storage.profile(0).m_likelihood_age = age;
-
-        EXPECT_TRUE(std::isnan(m_matcher.adjust_likelihood(std::nan(""), 0)));
-    }
-}
-
-TEST_F(zeStatMatcherTest, CorrectsTheSquashedScore) {
-    UseLikelihood();
-    m_storage.profile(0).m_likelihood_age = 1000;
-
-    EXPECT_NEAR(Score(*make_bag({{"u", 1.0}}), 0), 0.99 * 15.5 / 32 + 0.01 * 0.5, 1e-14);
-}
-
-TEST_F(zeStatMatcherTest, DoesNotCorrectScoresThatNeedNoLook) {
-    UseLikelihood();
-    m_storage.profile(0).m_num_msgs = 4;
-
-    EXPECT_EQ(Score(*make_bag({{"u", 1.0}}), 0), 1.0);
-}
-
-// With ages 10 and 20 and tables of 1/2 and 1/4 an entry is ((2i + 1) / 2 + 5 + 5) / 60.
-TEST_F(zeStatMatcherTest, AveragesTheTablesByAgeWithAPriorOfThirtyMessages) {
-    UseLikelihood();
-    m_storage.profile(0).m_likelihood.fill(0.5);
-    m_storage.profile(0).m_likelihood_age = 10;
-    m_storage.profile(1).m_likelihood.fill(0.25);
-    m_storage.profile(1).m_likelihood_age = 20;
-
-    m_matcher.build_avg_likelihood();
-
-    for (std::size_t i = 0; i < 30; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(m_matcher.m_avg_likelihood[i], (static_cast<double>(i) + 10.5) / 60);
-    }
-}
-
-TEST_F(zeStatMatcherTest, AveragesNoTablesToTheCentresOfTheBins) {
-    zeStat_storage empty(nullptr, m_settings);
-    empty.m_use_train_likelihood = true;
-
-    m_matcher.feed(empty, false);
-
-    for (std::size_t i = 0; i < 30; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(m_matcher.m_avg_likelihood[i], (static_cast<double>(i) + 0.5) / 30);
-    }
-}
-
-TEST_F(zeStatMatcherTest, LeavesTheAverageAloneIfNoTablesAreBuilt) {
-    m_storage.m_use_train_likelihood = false;
-    m_matcher.m_avg_likelihood.fill(7.0);
-
-    m_matcher.build_avg_likelihood();
-
-    EXPECT_EQ(m_matcher.m_avg_likelihood[29], 7.0);
-}
-
 // Classifying.
 
 TEST_F(zeStatMatcherTest, AddsEachCategoryInTheOrderOfItsIndex) {
@@ -711,150 +533,6 @@ TEST_F(zeStatMatcherTest, ClassifiesWithoutANode) {
     m_matcher.m_node = nullptr;
 
     EXPECT_EQ(Classify(MessageBuilder().bag({{"x", 1.0}})).results.size(), 2U);
-}
-
-// Training.
-
-// A manager with a statistical root, and three messages of two categories in its tree.
-class zeStatMatcherTrainingTest : public testing::Test {
-protected:
-    zeStatMatcherTrainingTest() {
-        m_manager.m_defaults = plain_settings();
-        m_manager.m_root = m_tree->MakeNode(term("root"), ZE_STAT, zeNode::NoScore, 0.0);
-        zeNode* const a = m_tree->MakeNode(term("a"), ZE_LEAF, 0, 0.0);
-        zeNode* const b = m_tree->MakeNode(term("b"), ZE_LEAF, 0, 0.0);
-        m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"u", 1.0}}), {a});
-        m_corpus.add(MessageBuilder().bag({{"y", 1.0}, {"u", 1.0}}), {b});
-        m_corpus.add(MessageBuilder().bag({{"y", 3.0}, {"v", 1.0}}), {b});
-    }
-
-    zeStat_matcher& Matcher() {
-        return dynamic_cast<zeStat_matcher&>(*m_manager.GetRootClassifier());
-    }
-
-    // The table as a list in order: a concept, a profile's index and its weight there.
-    std::vector<std::tuple<std::string, int, float>> Table() {
-        std::vector<std::tuple<std::string, int, float>> rows;
-        for (const auto& [known, pairs] : Matcher().m_table) {
-            for (const zeStat_matcher::Concept_weight& pair : pairs) {
-                rows.emplace_back(known.view(), pair.m_iprofile, pair.m_weight);
-            }
-        }
-        std::sort(rows.begin(), rows.end());
-        return rows;
-    }
-
-    std::vector<double> Scores() {
-        zeResult_set results(0.0, -1);
-        Matcher().classify(*m_corpus.corpus.msgs[1], results, 1.0, false);
-        std::vector<double> scores;
-        for (const zeResult& result : results.results) {
-            scores.push_back(result.score);
-        }
-        return scores;
-    }
-
-    zeManager m_manager;
-    qtPtrLight<zePhysicalTree> m_tree = m_manager.m_physical_tree;
-    Small_corpus m_corpus;
-};
-
-TEST_F(zeStatMatcherTrainingTest, CountsAndCompiles) {
-    const Trace_capture trace;
-
-    Matcher().train(m_corpus.view);
-
-    EXPECT_THAT(trace.texts(),
-                ElementsAre("Calculating global concept data", "Training completed",
-                            "Performing feature selection (num profiles: 2)",
-                            "Collecting data for matching table", "Matching table completed"));
-    EXPECT_EQ(m_manager.m_root->m_children.size(), 2U);
-    const std::vector<double> scores = Scores();
-    ASSERT_EQ(scores.size(), 2U);
-    EXPECT_LT(scores[0], 0.5);
-    EXPECT_GT(scores[1], 0.5);
-}
-
-// Three messages and two profiles: five polls.
-TEST_F(zeStatMatcherTrainingTest, CanBeInterruptedAtEveryPollAndTrainedAnew) {
-    Matcher().train(m_corpus.view);
-    const std::vector<double> expected = Scores();
-    for (int poll = 1; poll <= 5; ++poll) {
-        SCOPED_TRACE(poll);
-        Matcher().m_storage->create_skeleton();
-        Interrupt_at progress(poll);
-        m_manager.m_progress = &progress;
-
-        EXPECT_QTX(Matcher().train(m_corpus.view), zeWorkflow, 2, "Process interrupted");
-
-        m_manager.m_progress = nullptr;
-        EXPECT_EQ(Matcher().m_storage->m_num_msgs, poll < 3 ? poll : 3);
-        EXPECT_NO_THROW(Scores());
-        Matcher().m_storage->create_skeleton();
-        Matcher().train(m_corpus.view);
-        EXPECT_EQ(Scores(), expected);
-    }
-}
-
-TEST_F(zeStatMatcherTrainingTest, AsksNoOftenerThanThereAreMessagesAndProfiles) {
-    Interrupt_at progress(6);
-    m_manager.m_progress = &progress;
-
-    Matcher().train(m_corpus.view);
-
-    EXPECT_EQ(progress.polls, 5);
-}
-
-TEST_F(zeStatMatcherTrainingTest, KeepsTheOldTableIfSelectionIsInterrupted) {
-    Matcher().train(m_corpus.view);
-    const std::vector<double> expected = Scores();
-    Interrupt_at progress(1);
-    m_manager.m_progress = &progress;
-
-    EXPECT_QTX(Matcher().feed(*Matcher().m_storage, true), zeWorkflow, 2, "Process interrupted");
-
-    EXPECT_EQ(Scores(), expected);
-    EXPECT_EQ(m_manager.m_root->m_children.size(), 2U);
-}
-
-// Weights of the profiles before the interruption must not pass for a whole selection.
-TEST_F(zeStatMatcherTrainingTest, SelectsAnewAfterAnInterruptedSelection) {
-    Matcher().train(m_corpus.view);
-    const auto table = Table();
-    const std::vector<double> scores = Scores();
-    for (int poll = 1; poll <= 2; ++poll) {
-        SCOPED_TRACE(poll);
-        Interrupt_at progress(poll);
-        m_manager.m_progress = &progress;
-        EXPECT_QTX(Matcher().feed(*Matcher().m_storage, true), zeWorkflow, 2,
-                   "Process interrupted");
-        m_manager.m_progress = nullptr;
-
-        Matcher().feed(*Matcher().m_storage, true);
-
-        EXPECT_EQ(Table(), table);
-        EXPECT_EQ(Scores(), scores);
-    }
-}
-
-// Three polls of counting come before the two of selection.
-TEST_F(zeStatMatcherTrainingTest, CompilesWhatTrainingHasCountedBeforeItsSelectionBroke) {
-    Matcher().train(m_corpus.view);
-    const auto table = Table();
-    const std::vector<double> scores = Scores();
-    for (int poll = 4; poll <= 5; ++poll) {
-        SCOPED_TRACE(poll);
-        Matcher().m_storage->create_skeleton();
-        Interrupt_at progress(poll);
-        m_manager.m_progress = &progress;
-        EXPECT_QTX(Matcher().train(m_corpus.view), zeWorkflow, 2, "Process interrupted");
-        m_manager.m_progress = nullptr;
-
-        Matcher().feed(*Matcher().m_storage, true);
-
-        EXPECT_EQ(Table(), table);
-        EXPECT_EQ(Scores(), scores);
-    }
 }
 
 }  // namespace

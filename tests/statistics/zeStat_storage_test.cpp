@@ -1,215 +1,21 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
-#include <algorithm>
-#include <functional>
+#include <cstddef>
 #include <map>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "zandrel/knowledge/zeManager.h"
-#include "zandrel/persistence/zeDefaults.h"
+#include "zandrel/knowledge/zeNode.h"
 
+#include "tests/statistics/storage_fixture.h"
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
 namespace {
 
 using Profile = zeStat_storage::Profile;
-
-// The settings of a storage, as the record that they came from.
-zeDefaults settings_of(const zeStat_storage& storage) {
-    zeDefaults settings;
-    settings.use_new_ZC = storage.m_use_new_ZC;
-    settings.use_normalization = storage.m_use_normalization;
-    settings.use_likelihood_in_train = storage.m_use_train_likelihood;
-    settings.use_likelihood_in_match = storage.m_use_likelihood_in_match;
-    settings.likelihood_resolution = storage.m_likelihood_resolution;
-    settings.use_omit_method = storage.m_use_omit_method;
-    settings.suppress_M = storage.m_suppress_M;
-    settings.suppress_M_threshold = storage.m_suppress_M_threshold;
-    settings.num_slices = storage.m_num_slices;
-    settings.clip_value = storage.m_clip_value;
-    settings.profile_size = storage.m_profile_size;
-    settings.min_Ps_size = storage.m_min_Ps_size;
-    settings.max_Ps_size = storage.m_max_Ps_size;
-    settings.P_life_expectancy = storage.m_P_life_expectancy;
-    settings.delete_P_factor = storage.m_delete_P_factor;
-    settings.activation_inside = storage.m_activation_inside;
-    settings.activation_outside = storage.m_activation_outside;
-    settings.activation_total = storage.m_activation_total;
-    settings.learn_speed_scale = storage.m_learn_speed_scale;
-    settings.min_Rlimit = storage.m_min_Rlimit;
-    settings.average_Rlimit = storage.m_average_Rlimit;
-    settings.max_Rlimit = storage.m_max_Rlimit;
-    settings.keywords_frequency = storage.m_keywords_frequency;
-    settings.sml_weights = storage.m_sml_weights;
-    settings.weaken_small_cats_factor = storage.m_weaken_small_cats_factor;
-    return settings;
-}
-
-// Every value differs from its default. The average limit is the lower one, so that the raising of
-// the average stays out of the way.
-zeDefaults other_settings() {
-    zeDefaults other;
-    other.use_new_ZC = false;
-    other.use_normalization = false;
-    other.use_likelihood_in_train = false;
-    other.use_likelihood_in_match = false;
-    other.likelihood_resolution = 4;
-    other.use_omit_method = false;
-    other.suppress_M = false;
-    other.suppress_M_threshold = 77;
-    other.num_slices = 3;
-    other.clip_value = 5.5;
-    other.profile_size = 250;
-    other.min_Ps_size = 11;
-    other.max_Ps_size = 12;
-    other.P_life_expectancy = 200;
-    other.delete_P_factor = 2.5;
-    other.activation_inside = 6;
-    other.activation_outside = 7;
-    other.activation_total = 8;
-    other.learn_speed_scale = 1;
-    other.min_Rlimit = 20.0;
-    other.average_Rlimit = 50.0;
-    other.max_Rlimit = 5000.0;
-    other.keywords_frequency = 1.5;
-    other.sml_weights = {9.0, 10.0, 11.0, 12.0};
-    other.weaken_small_cats_factor = 0.5;
-    return other;
-}
-
-struct Flag_row {
-    const char* rule;
-    std::function<void(zeSetDefaults&)> raise;
-    std::function<void(zeDefaults&, const zeDefaults&)> copy;
-};
-
-template <class Value>
-Flag_row flag_row(const char* rule, bool zeSetDefaults::*flag, Value zeDefaults::*value) {
-    return {rule, [flag](zeSetDefaults& flags) { flags.*flag = true; },
-            [value](zeDefaults& to, const zeDefaults& from) { to.*value = from.*value; }};
-}
-
-Flag_row bag_weight_row(const char* rule, std::size_t slot) {
-    return {rule, [slot](zeSetDefaults& flags) { flags.sml_weights[slot] = true; },
-            [slot](zeDefaults& to, const zeDefaults& from) {
-                to.sml_weights[slot] = from.sml_weights[slot];
-            }};
-}
-
-std::vector<Flag_row> flag_rows() {
-    using Flags = zeSetDefaults;
-    using Values = zeDefaults;
-    return {
-        flag_row("UseNewZC", &Flags::use_new_ZC, &Values::use_new_ZC),
-        flag_row("UseNormalization", &Flags::use_normalization, &Values::use_normalization),
-        flag_row("UseLikelihoodInTrain", &Flags::use_likelihood_in_train,
-                 &Values::use_likelihood_in_train),
-        flag_row("UseLikelihoodInMatch", &Flags::use_likelihood_in_match,
-                 &Values::use_likelihood_in_match),
-        flag_row("LikelihoodHistogramResolution", &Flags::likelihood_resolution,
-                 &Values::likelihood_resolution),
-        flag_row("UseOmitMethod", &Flags::use_omit_method, &Values::use_omit_method),
-        flag_row("SuppressM", &Flags::suppress_M, &Values::suppress_M),
-        flag_row("SuppressMThreshold", &Flags::suppress_M_threshold, &Values::suppress_M_threshold),
-        flag_row("NumberOfSlices", &Flags::num_slices, &Values::num_slices),
-        flag_row("ClipValue", &Flags::clip_value, &Values::clip_value),
-        flag_row("ProfileSize", &Flags::profile_size, &Values::profile_size),
-        flag_row("MinPsSize", &Flags::min_Ps_size, &Values::min_Ps_size),
-        flag_row("MaxPsSize", &Flags::max_Ps_size, &Values::max_Ps_size),
-        flag_row("PLifeExpectancy", &Flags::P_life_expectancy, &Values::P_life_expectancy),
-        flag_row("DeletePFactor", &Flags::delete_P_factor, &Values::delete_P_factor),
-        flag_row("ActivationInside", &Flags::activation_inside, &Values::activation_inside),
-        flag_row("ActivationOutside", &Flags::activation_outside, &Values::activation_outside),
-        flag_row("ActivationTotal", &Flags::activation_total, &Values::activation_total),
-        flag_row("LearnSpeedScale", &Flags::learn_speed_scale, &Values::learn_speed_scale),
-        flag_row("MinRlimit", &Flags::min_Rlimit, &Values::min_Rlimit),
-        flag_row("AverageRlimit", &Flags::average_Rlimit, &Values::average_Rlimit),
-        flag_row("MaxRlimit", &Flags::max_Rlimit, &Values::max_Rlimit),
-        flag_row("KeywordsFrequency", &Flags::keywords_frequency, &Values::keywords_frequency),
-        flag_row("WeakenSmallCatsFactor", &Flags::weaken_small_cats_factor,
-                 &Values::weaken_small_cats_factor),
-        bag_weight_row("bag weight 0", 0),
-        bag_weight_row("KeywordsSmlWeight", 1),
-        bag_weight_row("TitleSmlWeight", 2),
-        bag_weight_row("CannedSmlWeight", 3),
-    };
-}
-
-// A storage of three categories, a, b and c, at the indices 0, 1 and 2.
-class zeStatStorageTest : public testing::Test {
-protected:
-    zeStatStorageTest() {
-        for (zeNode* node : {&m_a, &m_b, &m_c}) {
-            bool added = false;
-            m_storage.get_or_add_profile(node, added);
-        }
-    }
-
-    // Gives everything learned, and what is not, a value that is not 0.
-    void Fill() {
-        bool added = false;
-        m_storage.get_or_add_concept_info(term("x"), added)->second = {1.0, 2.0, 3};
-        m_storage.m_total_sml_weight = 4.0;
-        m_storage.m_total_weight = 5.0;
-        m_storage.m_num_msgs = 6;
-        m_storage.m_total_msg_weight = 7.0;
-        for (int i = 0; i < m_storage.profile_count(); ++i) {
-            FillProfile(i);
-        }
-    }
-
-    void FillProfile(int iprofile) {
-        bool added = false;
-        m_storage.get_or_add_P(iprofile, term("x"), added)->second.m_weight = 1.0;
-        Profile& profile = m_storage.profile(iprofile);
-        profile.m_size = 17;
-        profile.m_M = 1.5;
-        profile.m_weight = 2.5;
-        profile.m_num_msgs = 3;
-        profile.m_selection_mark = 9;
-        profile.m_msg_weight = 3.5;
-        profile.m_likelihood.fill(0.25);
-        profile.m_likelihood_age = 12;
-        profile.m_weights.push_back({term("x"), 1.0F});
-        profile.m_bins.assign(5, {1.0, 2.0});
-        profile.m_match_value = 8.0;
-    }
-
-    void ExpectNothingLearned(const Profile& profile) {
-        EXPECT_EQ(profile.m_num_msgs, 0);
-        EXPECT_EQ(profile.m_M, 0.0);
-        EXPECT_EQ(profile.m_weight, 0.0);
-        EXPECT_EQ(profile.m_msg_weight, 0.0);
-        EXPECT_EQ(profile.m_selection_mark, 1);
-        EXPECT_TRUE(profile.m_Ps.empty());
-        EXPECT_TRUE(profile.m_weights.empty());
-        ExpectNoLikelihood(profile);
-    }
-
-    void ExpectNoLikelihood(const Profile& profile) {
-        EXPECT_EQ(profile.m_likelihood_age, 0);
-        EXPECT_EQ(profile.m_likelihood, decltype(profile.m_likelihood){});
-        ExpectZeroBins(profile, 30 * m_storage.m_likelihood_resolution);
-    }
-
-    void ExpectZeroBins(const Profile& profile, int count) {
-        EXPECT_EQ(profile.m_bins.size(), static_cast<std::size_t>(count));
-        for (const zeStat_storage::Result_bin& bin : profile.m_bins) {
-            EXPECT_EQ(bin.m_relevant, 0.0);
-            EXPECT_EQ(bin.m_total, 0.0);
-        }
-    }
-
-    zeNode m_a{term("a")};
-    zeNode m_b{term("b")};
-    zeNode m_c{term("c")};
-    zeDefaults m_defaults;
-    zeStat_storage m_storage{nullptr, m_defaults};
-};
 
 TEST_F(zeStatStorageTest, HasThirtyBinsAndAnAgeOfAtMostAThousand) {
     EXPECT_EQ(Zandrel::LIKELIHOOD_SIZE, 30);
@@ -232,15 +38,6 @@ TEST_F(zeStatStorageTest, IsKnownToTheRegistryAsAStorage) {
     EXPECT_EQ(m_storage.GetType(), 3U);
 }
 
-TEST_F(zeStatStorageTest, TakesAllSettingsFromTheDefaults) {
-    zeDefaults other = other_settings();
-
-    zeStat_storage storage(nullptr, other);
-
-    EXPECT_TRUE(settings_of(storage) == other);
-    EXPECT_TRUE(settings_of(m_storage) == m_defaults);
-}
-
 TEST_F(zeStatStorageTest, EntersTheManagersRegistryWhichOwnsIt) {
     zeManager manager;
 
@@ -256,118 +53,6 @@ TEST_F(zeStatStorageTest, EntersTheManagersRegistryWhichOwnsIt) {
 TEST_F(zeStatStorageTest, HasNoIdWithoutAManager) {
     EXPECT_EQ(m_storage.m_id, 0U);
     EXPECT_EQ(m_storage.m_manager, nullptr);
-}
-
-TEST_F(zeStatStorageTest, AppliesEachFlagOfTheDefaultsAlone) {
-    const zeDefaults other = other_settings();
-    for (const Flag_row& row : flag_rows()) {
-        SCOPED_TRACE(row.rule);
-        zeStat_storage storage(nullptr, m_defaults);
-        zeSetDefaults flags;
-        row.raise(flags);
-        zeDefaults expected;
-        row.copy(expected, other);
-        ASSERT_FALSE(expected == m_defaults);
-
-        zeDefaults given = other;
-        storage.set_defaults(given, flags);
-
-        EXPECT_TRUE(settings_of(storage) == expected);
-    }
-}
-
-TEST_F(zeStatStorageTest, KnowsAFlagForEachOfTwentyEightValues) {
-    EXPECT_EQ(flag_rows().size(), 28U);
-    EXPECT_EQ(sizeof(zeSetDefaults), 28U);
-}
-
-TEST_F(zeStatStorageTest, AppliesAllFlagsAtOnce) {
-    zeDefaults other = other_settings();
-    zeSetDefaults flags = zeSetDefaults::all(true);
-
-    m_storage.set_defaults(other, flags);
-
-    EXPECT_TRUE(settings_of(m_storage) == other);
-}
-
-TEST_F(zeStatStorageTest, AppliesNothingWithoutFlags) {
-    zeDefaults other = other_settings();
-    zeSetDefaults flags = zeSetDefaults::all(false);
-
-    m_storage.set_defaults(other, flags);
-
-    EXPECT_TRUE(settings_of(m_storage) == m_defaults);
-}
-
-TEST_F(zeStatStorageTest, RaisesAMaximumBelowTheAverageToIt) {
-    zeDefaults given;
-    given.max_Rlimit = 40.0;
-    zeSetDefaults flags;
-    flags.max_Rlimit = true;
-
-    m_storage.set_defaults(given, flags);
-
-    EXPECT_EQ(m_storage.m_max_Rlimit, 100.0);
-    EXPECT_EQ(m_storage.m_average_Rlimit, 100.0);
-}
-
-TEST_F(zeStatStorageTest, RaisesTheAverageToThatOfTheDefaultsWithoutItsFlag) {
-    zeDefaults given;
-    given.average_Rlimit = 300.0;
-    zeSetDefaults flags;
-
-    m_storage.set_defaults(given, flags);
-
-    EXPECT_EQ(m_storage.m_average_Rlimit, 300.0);
-}
-
-TEST_F(zeStatStorageTest, LeavesTheMaximumBelowAnAverageRaisedAfterIt) {
-    m_storage.m_max_Rlimit = 150.0;
-    zeDefaults given;
-    given.average_Rlimit = 300.0;
-    zeSetDefaults flags;
-
-    m_storage.set_defaults(given, flags);
-
-    EXPECT_EQ(m_storage.m_max_Rlimit, 150.0);
-}
-
-TEST_F(zeStatStorageTest, DoesNotLowerTheAverageWithoutItsFlag) {
-    zeDefaults given;
-    given.average_Rlimit = 60.0;
-    zeSetDefaults flags;
-
-    m_storage.set_defaults(given, flags);
-
-    EXPECT_EQ(m_storage.m_average_Rlimit, 100.0);
-}
-
-TEST_F(zeStatStorageTest, DoesNotCompareTheAverageWithTheMinimum) {
-    zeDefaults given;
-    given.min_Rlimit = 500.0;
-    zeSetDefaults flags;
-    flags.min_Rlimit = true;
-
-    m_storage.set_defaults(given, flags);
-
-    EXPECT_EQ(m_storage.m_min_Rlimit, 500.0);
-    EXPECT_EQ(m_storage.m_average_Rlimit, 100.0);
-}
-
-TEST_F(zeStatStorageTest, SettingDefaultsReachesTheProfiles) {
-    Fill();
-    zeDefaults given;
-    given.use_likelihood_in_train = false;
-    given.likelihood_resolution = 2;
-    given.profile_size = 5;
-    zeSetDefaults flags = zeSetDefaults::all(true);
-
-    m_storage.set_defaults(given, flags);
-
-    // The histogram is emptied first and then re-binned, which makes it full length again.
-    ExpectZeroBins(m_storage.profile(0), 60);
-    EXPECT_EQ(m_storage.profile(0).m_likelihood_age, 0);
-    EXPECT_EQ(m_storage.profile(0).m_size, 5);
 }
 
 TEST_F(zeStatStorageTest, ReturnsTheEndValueForAnUnknownNode) {

@@ -3,8 +3,6 @@
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <cstddef>
-#include <map>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,8 +13,8 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "tests/statistics/random_corpus.h"
+#include "tests/statistics/slow_messages.h"
 #include "tests/statistics/slow_trainer.h"
-#include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -57,7 +55,7 @@ protected:
         Small_corpus corpus;
         for (const Slow_message& msg : m_messages) {
             slow.Count(msg);
-            Add(msg, corpus);
+            m_adder.AddTo(corpus, msg);
         }
 
         trainer.train(corpus.view, false);
@@ -84,25 +82,6 @@ protected:
             slow.profiles[i].weight *= factor;
             storage.m_profiles[i]->m_weight *= factor;
         }
-    }
-
-    void Add(const Slow_message& msg, Small_corpus& corpus) {
-        zeSml_feeder feeder;
-        for (const auto& [text, weight] : msg.bag) {
-            feeder.add_concept(term(text), weight);
-        }
-        qtPtrLight<zeMsg> added(new zeMsg);
-        added->smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
-        added->weight = msg.weight;
-        std::vector<zeNode*> cats;
-        for (const std::string& cat : msg.cats) {
-            auto& node = m_nodes[cat];
-            if (node == nullptr) {
-                node = std::make_unique<zeNode>(term(cat));
-            }
-            cats.push_back(node.get());
-        }
-        corpus.add(added, cats);
     }
 
     static void ExpectEqualCounts(const Slow_trainer& slow, zeStat_storage& storage) {
@@ -150,7 +129,7 @@ protected:
     }
 
     std::vector<Slow_message> m_messages = Random_corpus(GetParam()).Messages(40);
-    std::map<std::string, std::unique_ptr<zeNode>> m_nodes;
+    Slow_messages m_adder;
 };
 
 TEST_P(zeStatTrainerModelTest, AgreesWithTheSlowTrainer) {

@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -14,35 +15,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "zandrel/classification/zeWorkflow.h"
-#include "zandrel/foundation/trace.h"
-#include "zandrel/knowledge/zeManager.h"
-#include "zandrel/statistics/zeStat_storage.h"
-
+#include "tests/statistics/selection_fixture.h"
 #include "tests/support/bags.h"
-#include "tests/support/expect_qtx.h"
-#include "tests/support/small_model.h"
-#include "tests/support/trace_capture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
+
 using Concept_profile = zeStat_trainer::Concept_profile;
 using Candidates = std::vector<zeStat_trainer::Concept_infos::iterator>;
-
-// The positive method for the length of a scope.
-class Positive_method {
-public:
-    Positive_method() { g_use_positive_method = true; }
-
-    Positive_method(const Positive_method&) = delete;
-    Positive_method& operator=(const Positive_method&) = delete;
-
-    ~Positive_method() { g_use_positive_method = false; }
-};
 
 std::vector<std::string> texts_of(const Candidates& candidates) {
     std::vector<std::string> texts;
@@ -51,74 +34,6 @@ std::vector<std::string> texts_of(const Candidates& candidates) {
     }
     return texts;
 }
-
-std::vector<std::string> texts_of(const zeStat_storage::Profile& profile) {
-    std::vector<std::string> texts;
-    for (const zeStat_storage::Weight& weight : profile.m_weights) {
-        texts.emplace_back(weight.m_concept.view());
-    }
-    return texts;
-}
-
-// Two profiles, a and b, and totals that are powers of two.
-class zeStatTrainerSelectionTest : public testing::Test {
-protected:
-    zeStatTrainerSelectionTest() {
-        bool added = false;
-        m_storage.get_or_add_profile(&m_a, added);
-        m_storage.get_or_add_profile(&m_b, added);
-        SetTotals({64.0, 16.0, 16.0, 8.0, 8.0});
-    }
-
-    struct Totals {
-        double T;   // of bags
-        double W;   // of weights
-        double D;   // of messages
-        double Wp;  // of the profile's weights
-        double Mp;  // of the profile's messages
-    };
-
-    // For the profile a.
-    void SetTotals(const Totals& totals) {
-        m_storage.m_total_sml_weight = totals.T;
-        m_storage.m_total_weight = totals.W;
-        m_storage.m_total_msg_weight = totals.D;
-        m_storage.profile(0).m_weight = totals.Wp;
-        m_storage.profile(0).m_msg_weight = totals.Mp;
-    }
-
-    void AddInfo(std::string_view text, double weight, double rate = 20.0) {
-        bool added = false;
-        m_storage.get_or_add_concept_info(term(text), added)->second = {weight, rate, 0};
-    }
-
-    void AddP(int iprofile, std::string_view text, double weight) {
-        bool added = false;
-        m_storage.get_or_add_P(iprofile, term(text), added)->second.m_weight = weight;
-    }
-
-    // Judges a concept for the profile a, with whatever entries it has.
-    Concept_profile Judge(std::string_view text) {
-        int iprofile = 0;
-        auto info = m_storage.m_concept_infos.find(term(text));
-        auto P = m_storage.profile(0).m_Ps.find(term(text));
-        return m_trainer.calculate_concept_profile(&m_storage, iprofile, info, P, term(text));
-    }
-
-    // What the profile a selects.
-    std::vector<std::string> Select() {
-        int iprofile = 0;
-        m_trainer.calculate_high_rate_concepts();
-        m_trainer.calculate_profile_M_and_rate(iprofile);
-        return texts_of(m_storage.profile(0));
-    }
-
-    zeNode m_a{term("a")};
-    zeNode m_b{term("b")};
-    zeDefaults m_settings = plain_settings();
-    zeStat_storage m_storage{nullptr, m_settings};
-    zeStat_trainer m_trainer{m_storage};
-};
 
 TEST_F(zeStatTrainerSelectionTest, ConfidenceRisesFromAboutZeroToAboutOne) {
     EXPECT_EQ(zeStat_trainer::F_C[0], 0.0067);
@@ -663,211 +578,6 @@ TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAnyWalkOrders) 
     // "50" itself: p_all 50/1024, p_in 1/8, so p_out is below 0 and b becomes F, 1/32; its score
     // log(25/16) * (1/8 + 1/8 - 25/256) lies above those of the missing ones.
     EXPECT_THAT(Select(), ElementsAre("50", "49", "48"));
-}
-
-// A profile's selection.
-
-// Concepts x, of the profile alone, and y, outside it alone: x has the weight log 8 and the rates
-// 1/2 and 0; y has log 1/2, and the rates 0 and 1/2.
-class zeStatTrainerScaleTest : public zeStatTrainerSelectionTest {
-protected:
-    zeStatTrainerScaleTest() {
-        m_storage.m_use_new_ZC = true;
-        AddInfo("x", 4.0);
-        AddInfo("y", 4.0);
-        AddP(0, "x", 4.0);
-    }
-
-    float Value(std::size_t rank) { return m_storage.profile(0).m_weights.at(rank).m_value; }
-};
-
-// With L = log 2: A = 3 L / 2, B = - L / 2, so M = L / -2 L and the values are 6 L / 2 L and
-// -2 L / 2 L.
-TEST_F(zeStatTrainerScaleTest, ScalesWeightsSoThatInsideIsOneAndOutsideMinusOne) {
-    ASSERT_THAT(Select(), ElementsAre("x", "y"));
-
-    const double M = m_storage.profile(0).m_M;
-    EXPECT_DOUBLE_EQ(M, -0.5);
-    EXPECT_FLOAT_EQ(Value(0), 3.0F);
-    EXPECT_FLOAT_EQ(Value(1), -1.0F);
-    EXPECT_NEAR(static_cast<double>(Value(0)) * 0.5 + M, 1.0, 1e-6);
-    EXPECT_NEAR(static_cast<double>(Value(1)) * 0.5 + M, -1.0, 1e-6);
-}
-
-// A = log 8 / 2 and B = 0, so M = A / -A and the value is 2 log 8 / A.
-TEST_F(zeStatTrainerScaleTest, OneFeatureAloneIsScaledExactly) {
-    m_storage.profile(0).m_size = 1;
-
-    ASSERT_THAT(Select(), ElementsAre("x"));
-
-    EXPECT_EQ(m_storage.profile(0).m_M, -1.0);
-    EXPECT_EQ(Value(0), 4.0F);
-}
-
-TEST_F(zeStatTrainerScaleTest, LeavesWeightsAsTheyAreWithoutNormalization) {
-    m_storage.m_use_normalization = false;
-    m_storage.profile(0).m_M = 7.0;
-
-    ASSERT_THAT(Select(), ElementsAre("x", "y"));
-
-    EXPECT_EQ(m_storage.profile(0).m_M, 0.0);
-    EXPECT_EQ(Value(0), static_cast<float>(std::log(8.0)));
-    EXPECT_EQ(Value(1), static_cast<float>(std::log(0.5)));
-}
-
-TEST_F(zeStatTrainerScaleTest, ReplacesTheWeightsOfTheLastSelection) {
-    m_storage.profile(0).m_weights.push_back({term("old"), 1.0F});
-
-    EXPECT_THAT(Select(), ElementsAre("x", "y"));
-}
-
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfNothingIsSelected) {
-    for (const int size : {0, -1}) {
-        m_storage.profile(0).m_size = size;
-        m_storage.profile(0).m_M = 7.0;
-        m_storage.profile(0).m_weights.push_back({term("old"), 1.0F});
-
-        EXPECT_THAT(Select(), IsEmpty());
-        EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
-    }
-}
-
-TEST_F(zeStatTrainerScaleTest, SetsTheTermToZeroWithoutNormalizationEvenIfNothingIsSelected) {
-    m_storage.m_use_normalization = false;
-    m_storage.profile(0).m_size = 0;
-    m_storage.profile(0).m_M = 7.0;
-
-    EXPECT_THAT(Select(), IsEmpty());
-    EXPECT_EQ(m_storage.profile(0).m_M, 0.0);
-}
-
-// In multiples of the least double d: p_all = 4 d, p_in = 5 d, p_out = 3 d, and the weight is
-// log(4/3) = 0.288. Then A = 1.44 d and B = 0.86 d, which both round to d, as does the score,
-// 0.58 d.
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheOnlyFeatureHasNoScale) {
-    constexpr double d = std::numeric_limits<double>::denorm_min();
-    m_storage.m_concept_infos.clear();
-    m_storage.profile(0).m_Ps.clear();
-    SetTotals({0.0, 1.0, 2.0, 1.0, 1.0});
-    AddInfo("x", 4 * d);
-    AddP(0, "x", 5 * d);
-    ASSERT_EQ(Judge("x").m_score, d);
-    m_storage.profile(0).m_M = 7.0;
-
-    EXPECT_THAT(Select(), IsEmpty());
-
-    EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
-    EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
-}
-
-// The rate of x inside is 1e308 / 1e-10, which is beyond range, and so are the sums on the scale.
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheScaleIsBeyondAllRange) {
-    SetTotals({64.0, 16.0, 16.0, 1e-10, 8.0});
-    P_of(m_storage, 0, "x").m_weight = 1e308;
-    for (const bool use_new_ZC : {false, true}) {
-        SCOPED_TRACE(use_new_ZC);
-        m_storage.m_use_new_ZC = use_new_ZC;
-        ASSERT_TRUE(std::isinf(Judge("x").m_score));
-        m_storage.profile(0).m_M = 7.0;
-
-        EXPECT_THAT(Select(), IsEmpty());
-
-        EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
-        EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
-    }
-}
-
-TEST_F(zeStatTrainerScaleTest, MarksTheSelectedConceptsOfTheProfile) {
-    AddInfo("z", 4.0);
-    AddP(0, "z", 2.5);
-    m_storage.profile(0).m_selection_mark = 5;
-    m_storage.profile(0).m_size = 1;
-
-    ASSERT_THAT(Select(), ElementsAre("x"));
-
-    EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 5);
-    EXPECT_EQ(P_of(m_storage, 0, "z").m_selected, 0);
-    EXPECT_EQ(m_storage.profile(0).m_Ps.count(term("y")), 0U);
-}
-
-TEST_F(zeStatTrainerScaleTest, PositiveMethodWithTheOldTreatmentOffersNoOutsideConcept) {
-    const Positive_method positive;
-    m_storage.m_use_new_ZC = false;
-
-    EXPECT_THAT(Select(), ElementsAre("x"));
-}
-
-TEST_F(zeStatTrainerScaleTest, PositiveMethodWithTheNewTreatmentOffersThem) {
-    const Positive_method positive;
-
-    // Their rates mirror each other, so their scores are equal but for rounding.
-    EXPECT_THAT(Select(), UnorderedElementsAre("x", "y"));
-}
-
-// The whole selection.
-
-TEST_F(zeStatTrainerScaleTest, SelectsForEveryProfileAndForgetsTheCandidates) {
-    m_storage.profile(1).m_weight = 8.0;
-    m_storage.profile(1).m_msg_weight = 8.0;
-    AddP(1, "y", 4.0);
-    const Trace_capture trace;
-
-    m_trainer.calculate_feature_selection();
-
-    EXPECT_THAT(trace.texts(), ElementsAre("Performing feature selection (num profiles: 2)"));
-    EXPECT_THAT(texts_of(m_storage.profile(0)), ElementsAre("x", "y"));
-    EXPECT_THAT(texts_of(m_storage.profile(1)), ElementsAre("y", "x"));
-    EXPECT_THAT(m_trainer.m_all_concepts, IsEmpty());
-}
-
-TEST_F(zeStatTrainerScaleTest, ForgetsBothListsOfCandidates) {
-    m_storage.m_use_new_ZC = false;
-    AddInfo("rare", 0.01);
-
-    m_trainer.calculate_feature_selection();
-
-    EXPECT_THAT(m_trainer.m_concept_lists[0], IsEmpty());
-    EXPECT_THAT(m_trainer.m_concept_lists[1], IsEmpty());
-}
-
-TEST_F(zeStatTrainerScaleTest, MovesTheMarkOnAndNeverToZero) {
-    for (const auto& [before, after] : {std::pair(1, 2), {2, 3}, {254, 255}, {255, 1}}) {
-        SCOPED_TRACE(before);
-        m_storage.profile(0).m_selection_mark = static_cast<unsigned char>(before);
-
-        m_trainer.calculate_feature_selection();
-
-        EXPECT_EQ(m_storage.profile(0).m_selection_mark, after);
-        EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, after);
-    }
-}
-
-TEST_F(zeStatTrainerScaleTest, ComesBackToAMarkAfterAllOthers) {
-    for (int round = 0; round < 255; ++round) {
-        m_trainer.calculate_feature_selection();
-        ASSERT_NE(m_storage.profile(0).m_selection_mark, 0);
-    }
-
-    EXPECT_EQ(m_storage.profile(0).m_selection_mark, 1);
-}
-
-TEST_F(zeStatTrainerScaleTest, CanBeInterruptedAfterEachProfileAndDoneAgain) {
-    for (int poll = 1; poll <= 2; ++poll) {
-        SCOPED_TRACE(poll);
-        zeManager manager;
-        Interrupt_at progress(poll);
-        manager.m_progress = &progress;
-        m_trainer.m_manager = &manager;
-
-        EXPECT_QTX(m_trainer.calculate_feature_selection(), zeWorkflow, 2, "Process interrupted");
-
-        EXPECT_THAT(m_storage.profile(0).m_weights, IsEmpty());
-        EXPECT_THAT(m_storage.profile(1).m_weights, IsEmpty());
-        EXPECT_THAT(m_trainer.m_all_concepts, IsEmpty());
-        m_trainer.calculate_feature_selection();
-        EXPECT_THAT(texts_of(m_storage.profile(0)), ElementsAre("x", "y"));
-        EXPECT_EQ(progress.polls, poll + 2);
-    }
 }
 
 }  // namespace

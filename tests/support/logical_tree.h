@@ -50,6 +50,17 @@ private:
     std::string m_before;
 };
 
+// A node to be added.
+inline zeLogicalNode node_to_add(unsigned int parent, std::string_view category,
+                                 const qtString& rule = "", unsigned int type = ZE_LEAF) {
+    zeLogicalNode node;
+    node.parent = parent;
+    node.category = term(category);
+    node.rule = rule;
+    node.type = static_cast<unsigned char>(type);
+    return node;
+}
+
 // Makes a tree step by step:
 //
 //     Edited_container kc;
@@ -61,11 +72,7 @@ struct Edited_container {
     // Adds a node of that category, marked NoScore if it has a classifier; returns its id.
     unsigned int Add(unsigned int parent, std::string_view category, const qtString& rule = "",
                      unsigned int type = ZE_LEAF) {
-        zeLogicalNode node;
-        node.parent = parent;
-        node.category = term(category);
-        node.rule = rule;
-        node.type = static_cast<unsigned char>(type);
+        zeLogicalNode node = node_to_add(parent, category, rule, type);
         node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
         if (manager.m_compat55) {
             node.name = node.category;

@@ -65,6 +65,18 @@ inline void expect_cuts_are_safe(const std::string& bytes, Reload reload) {
     }
 }
 
+// Cuts a record after each of its bytes, with the end of what is stored right behind: it never
+// loads.
+inline void expect_prefixes_raise(const std::string& bytes, Reload reload) {
+    for (std::size_t kept = 0; kept < bytes.size(); ++kept) {
+        SCOPED_TRACE(testing::Message() << kept << " of " << bytes.size());
+        const auto start = static_cast<unsigned int>(SegBuf::kSegmentSize - kept);
+        SegBuf cut = record_of(std::string(start, 'x') + bytes.substr(0, kept));
+
+        EXPECT_FALSE(reload_damaged(reload, cut, start).has_value());
+    }
+}
+
 // Changes each byte of a record, in each of its bits and in all of them at once.
 inline void expect_changes_are_safe(const std::string& bytes, Reload reload) {
     for (std::size_t position = 0; position < bytes.size(); ++position) {

@@ -33,9 +33,8 @@ void move_part(qtString& part, std::vector<qtString>& parts) {
 }  // namespace
 
 void zeLogicalTree::BreakPath(const qtString& path, std::vector<qtString>& parts) {
-    const qtString whole = path;  // may be one of the parts
-    const std::string_view text = whole.view();
-    parts.clear();
+    std::vector<qtString> broken;  // not `parts` yet, one of which the path may be
+    const std::string_view text = path.view();
     qtString part;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool is_escape =
@@ -43,12 +42,13 @@ void zeLogicalTree::BreakPath(const qtString& path, std::vector<qtString>& parts
         if (is_escape) {
             part += text[++i];
         } else if (text[i] == kSeparator) {
-            move_part(part, parts);
+            move_part(part, broken);
         } else {
             part += text[i];
         }
     }
-    move_part(part, parts);
+    move_part(part, broken);
+    parts.swap(broken);
 }
 
 const zeLogicalNode& zeLogicalTree::FindNodeByPath(const qtString& path) const {

@@ -24,7 +24,7 @@ struct zeDefaults;
 class ZANDREL_EXPORT zeOptMap {
 public:
     // How a setting of the container is read from its text.
-    enum class Kind { flag, integer, real, learn_speed };
+    enum class Kind { flag, integer, unsigned_integer, real, learn_speed };
 
     // A key that GetKcDefaults and SetKcDefaults know.
     struct Known_key {

@@ -5,6 +5,7 @@
 #include <array>
 #include <iterator>
 #include <limits>
+#include <type_traits>
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -46,10 +47,15 @@ constexpr Setting flag(const char* key) {
             }};
 }
 
+template <class Record, class Value>
+constexpr Kind integer_kind(Value Record::*) {
+    return std::is_unsigned_v<Value> ? Kind::unsigned_integer : Kind::integer;
+}
+
 // An integer field, signed or not.
 template <auto Field>
 constexpr Setting integer(const char* key) {
-    return {{key, Kind::integer},
+    return {{key, integer_kind(Field)},
             [](const zeOptMap& map, const char* name, zeManager& manager) {
                 auto& setting = field_of(manager, Field);
                 setting = map.Optional(name, setting, nullptr);

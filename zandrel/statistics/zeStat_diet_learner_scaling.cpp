@@ -165,18 +165,18 @@ void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove
     const double W = m_storage->m_total_weight;
     const double Wp = profile.m_weight;
     const double Mp = profile.m_msg_weight;
-    double sumW = 0.0;
-    double sumM = 0.0;
+    double sum_W = 0.0;
+    double sum_M = 0.0;
     for (const auto& each : m_storage->m_profiles) {
-        sumW += each->m_weight;
-        sumM += each->m_msg_weight;
+        sum_W += each->m_weight;
+        sum_M += each->m_msg_weight;
     }
-    if (W == 0.0 || sumM == 0.0) {
+    if (W == 0.0 || sum_M == 0.0) {
         return;
     }
     // Messages of several categories count in each of these, but once in the totals.
-    const double r = sumM / m_storage->m_total_msg_weight;
-    const double divisor = Wp * sumM * r;
+    const double r = sum_M / m_storage->m_total_msg_weight;
+    const double divisor = Wp * sum_M * r;
     for (const auto& [word, P] : profile.m_Ps) {
         const auto info = m_storage->m_concept_infos.find(word);
         if (m_storage->end(info)) {
@@ -189,8 +189,8 @@ void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove
                 at_least_0(info->second.m_weight - P.m_weight * W * Mp / divisor);
         }
     }
-    m_storage->m_total_msg_weight = at_least_0((sumM - Mp) / r);
-    const double new_total = at_least_0((sumW - Wp) / r);
+    m_storage->m_total_msg_weight = at_least_0((sum_M - Mp) / r);
+    const double new_total = at_least_0((sum_W - Wp) / r);
     const double f = new_total / W;
     for (auto& [word, info] : m_storage->m_concept_infos) {
         info.m_weight *= f;
