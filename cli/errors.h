@@ -13,6 +13,7 @@ namespace cli {
 // The numbers are those of sysexits.h, so that scripts can tell whose fault it was.
 enum Exit_status : int {
     kSuccess = 0,
+    kRepairable = 1,      // check: a file that is not lost, but not whole either
     kUsageError = 64,     // the command line is wrong
     kDataError = 65,      // a file has other contents than it should
     kInputError = 66,     // a file cannot be read

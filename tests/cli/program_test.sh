@@ -98,6 +98,25 @@ status=$?
 is_silent out
 [[ $(<err) == 'zandrel: Process interrupted' ]] || fail "$command: wrong message"
 
+# An empty record file of 32-bit offsets: header, index of 8 + 128 bytes in a block of 256.
+{ printf 'J[l\x80'; head -c 8 /dev/zero; printf '\0\0\0\x10J[l\x82'; head -c 252 /dev/zero; } >empty.dat
+expect 0 check empty.dat
+[[ $(<out) == 'empty.dat: clean' ]] || fail "$command: wrong output"
+expect 0 dump empty.dat
+prints out '  index at      16'
+expect 0 dump --json empty.dat
+prints out '"offset_bits": 32,'
+{ cat empty.dat; printf 'more'; } >longer.dat
+expect 1 check longer.dat
+prints out 'longer.dat: offset 272: 4 bytes at the end belong to nothing'
+expect 1 check --json longer.dat
+prints out '"condition": "repairable",'
+expect 65 check train.tsv
+[[ $(<err) == 'train.tsv: no record file: wrong magic number' ]] || fail "$command: wrong message"
+expect 65 dump empty.tsv
+expect 66 check absent.dat
+expect 64 check
+
 expect 0 classify --train train.tsv --top 1 'A goal'
 prints out 'A goal'
 prints out 'sport'

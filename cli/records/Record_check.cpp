@@ -1,0 +1,174 @@
+#include "cli/records/Record_check.h"
+
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/records/Record_text.h"
+
+namespace cli {
+
+namespace {
+
+// A stretch of the file that something claims.
+struct Block {
+    std::uint64_t offset;
+    std::uint64_t size;
+    std::string name;
+    bool is_item;
+};
+
+std::string named(const Record_item& item) {
+    return "item " + shown_key(item.key);
+}
+
+std::vector<Block> blocks_of(const Record_file& file) {
+    std::vector<Block> blocks;
+    blocks.push_back({file.header.index_offset, block_of(file.index.space), "index", false});
+    for (const Record_item& item : file.index.items) {
+        if (item.problem.empty()) {
+            blocks.push_back({item.offset, block_of(item.total()), named(item), true});
+        }
+    }
+    for (const Record_hole& hole : file.index.holes) {
+        if (hole.problem.empty()) {
+            blocks.push_back({hole.offset, std::uint64_t(1) << hole.slot, "hole", false});
+        }
+    }
+    std::stable_sort(blocks.begin(), blocks.end(), [](const Block& left, const Block& right) {
+        return left.offset < right.offset;
+    });
+    return blocks;
+}
+
+class Checker {
+public:
+    explicit Checker(const Record_file& file) : m_file(file) {}
+
+    Record_check check() {
+        m_check.file = m_file.path;
+        check_state();
+        if (m_file.index.problem.empty()) {
+            check_entries();
+            check_tiling();
+        } else {
+            add(m_file.header.index_offset, m_file.index.problem, false);
+        }
+        std::stable_sort(m_check.problems.begin(), m_check.problems.end(),
+                         [](const Record_problem& left, const Record_problem& right) {
+                             return left.offset < right.offset;
+                         });
+        m_check.condition = condition();
+        return m_check;
+    }
+
+private:
+    void add(std::uint64_t offset, const std::string& text, bool loses_item) {
+        m_check.problems.push_back({offset, text, loses_item && !m_file.header.is_stale()});
+    }
+
+    void check_state() {
+        if (m_file.header.is_stale()) {
+            constexpr std::uint64_t kStatePosition = 9;
+            add(kStatePosition, "the index may be stale: the file was not closed", false);
+        }
+    }
+
+    void check_entries() {
+        for (const Record_item& item : m_file.index.items) {
+            if (!item.problem.empty()) {
+                add(item.offset, named(item) + ": " + item.problem, true);
+            }
+        }
+        for (const Record_hole& hole : m_file.index.holes) {
+            if (!hole.problem.empty()) {
+                add(hole.offset, "hole of slot " + std::to_string(hole.slot) + ": " + hole.problem,
+                    false);
+            }
+        }
+    }
+
+    void check_tiling() {
+        std::uint64_t end = m_file.header.size();
+        bool is_item_before = false;
+        std::string name_before = "header";
+        for (const Block& block : blocks_of(m_file)) {
+            if (block.offset > end) {
+                add(end, std::to_string(block.offset - end) + " bytes belong to nothing", false);
+            } else if (block.offset < end) {
+                add(block.offset, block.name + " overlaps " + name_before,
+                    block.is_item || is_item_before);
+            }
+            end = std::max(end, block.offset + block.size);
+            is_item_before = block.is_item;
+            name_before = block.name;
+        }
+        if (end < m_file.size) {
+            add(end, std::to_string(m_file.size - end) + " bytes at the end belong to nothing",
+                false);
+        } else if (end > m_file.size) {
+            add(m_file.size, "the file ends inside the block of " + name_before, false);
+        }
+    }
+
+    Record_condition condition() const {
+        if (m_check.problems.empty()) {
+            return Record_condition::kClean;
+        }
+        const bool is_lost =
+            std::any_of(m_check.problems.begin(), m_check.problems.end(),
+                        [](const Record_problem& problem) { return problem.loses_item; });
+        return is_lost ? Record_condition::kLost : Record_condition::kRepairable;
+    }
+
+    const Record_file& m_file;
+    Record_check m_check;
+};
+
+const char* name_of(Record_condition condition) {
+    switch (condition) {
+        case Record_condition::kClean:
+            return "clean";
+        case Record_condition::kRepairable:
+            return "repairable";
+        case Record_condition::kLost:
+            break;
+    }
+    return "lost";
+}
+
+const char* explanation_of(Record_condition condition) {
+    switch (condition) {
+        case Record_condition::kClean:
+            return "clean";
+        case Record_condition::kRepairable:
+            return "repairable: no item is known to be lost, but the index has to be made anew";
+        case Record_condition::kLost:
+            break;
+    }
+    return "lost: items that the index names are not there or not whole";
+}
+
+}  // namespace
+
+Record_check check_record_file(const Record_file& file) {
+    return Checker(file).check();
+}
+
+void print_record_check(const Record_check& check, std::ostream& out) {
+    for (const Record_problem& problem : check.problems) {
+        out << check.file << ": offset " << problem.offset << ": " << problem.text << '\n';
+    }
+    out << check.file << ": " << explanation_of(check.condition) << '\n';
+}
+
+nlohmann::ordered_json record_check_json(const Record_check& check) {
+    nlohmann::ordered_json json = {{"file", check.file}, {"condition", name_of(check.condition)}};
+    json["problems"] = nlohmann::ordered_json::array();
+    for (const Record_problem& problem : check.problems) {
+        json["problems"].push_back({{"offset", problem.offset}, {"text", problem.text}});
+    }
+    return json;
+}
+
+}  // namespace cli

@@ -1,0 +1,50 @@
+// Record_check: in what condition a record file is.
+#ifndef ZANDREL_CLI_RECORDS_RECORD_CHECK_H_
+#define ZANDREL_CLI_RECORDS_RECORD_CHECK_H_
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "cli/records/Record_file.h"
+
+namespace cli {
+
+enum class Record_condition {
+    kClean,       // the index tells of every block, and every block is what it tells
+    kRepairable,  // no item is known to be lost: a new index can be made from the items
+    kLost,        // an item that a current index names is not there or not whole
+};
+
+struct Record_problem {
+    std::uint64_t offset = 0;
+    std::string text;
+    bool loses_item = false;
+};
+
+struct Record_check {
+    std::string file;
+    Record_condition condition = Record_condition::kClean;
+    std::vector<Record_problem> problems;  // by offset
+};
+
+// Holds the index against the items and holes that it names, and the blocks of all against the
+// file: they follow one another from the header to the end, without gap and overlap. An index that
+// may be stale names things that have moved, so nothing that it says of an item counts as a loss.
+//
+// There are no checksums: damage inside a key of the same length in both places, or inside data, is
+// not seen.
+Record_check check_record_file(const Record_file& file);
+
+// A line for each problem, "FILE: offset N: text", then the condition in words.
+void print_record_check(const Record_check& check, std::ostream& out);
+// An object of `file`, `condition` ("clean", "repairable", "lost") and `problems`, a list of
+// objects of `offset` and `text`.
+nlohmann::ordered_json record_check_json(const Record_check& check);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_RECORDS_RECORD_CHECK_H_

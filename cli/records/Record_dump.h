@@ -1,0 +1,21 @@
+// Record_dump: what a record file holds.
+#ifndef ZANDREL_CLI_RECORDS_RECORD_DUMP_H_
+#define ZANDREL_CLI_RECORDS_RECORD_DUMP_H_
+
+#include <ostream>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "cli/records/Record_file.h"
+
+namespace cli {
+
+// Prints header, index, items by key, and holes. What is wrong with one stands behind it.
+void print_record_dump(const Record_file& file, std::ostream& out);
+// The same as an object of `file`, `size`, `header`, `index`, `items` and `holes`. Keys are shown
+// as in the text; a `problem` stands where there is one.
+nlohmann::ordered_json record_dump_json(const Record_file& file);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_RECORDS_RECORD_DUMP_H_

@@ -1,0 +1,201 @@
+#include "cli/records/Record_file.h"
+
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/errors.h"
+#include "cli/records/Record_dump.h"
+#include "tests/cli/record_file_bytes.h"
+
+namespace cli {
+
+namespace {
+
+using Bytes = Record_file_bytes;
+
+Record_file read(const std::string& bytes) {
+    const Temporary_file file(bytes);
+    return read_record_file(file.path);
+}
+
+TEST(RecordFileTest, ABlockIsLargerThanWhatItHolds) {
+    EXPECT_EQ(slot_of(15), 4U);
+    EXPECT_EQ(block_of(15), 16U);
+    EXPECT_EQ(slot_of(16), 5U);
+    EXPECT_EQ(block_of(16), 32U);
+    EXPECT_EQ(block_of(136), 256U);
+}
+
+TEST(RecordFileTest, ReadsHeaderIndexItemsAndHoles) {
+    const Record_file file = read(Bytes::whole());
+
+    EXPECT_EQ(file.size, 324U);
+    EXPECT_TRUE(file.header.is_wide);
+    EXPECT_EQ(file.header.file_id, 0x01020304U);
+    EXPECT_EQ(file.header.version, 2);
+    EXPECT_TRUE(file.header.is_unicode());
+    EXPECT_FALSE(file.header.is_stale());
+    EXPECT_EQ(file.index.space, 157U);
+    EXPECT_EQ(file.index.problem, "");
+    ASSERT_EQ(file.index.items.size(), 1U);
+    EXPECT_EQ(file.index.items[0].key, "a");
+    EXPECT_EQ(file.index.items[0].offset, 276U);
+    EXPECT_EQ(file.index.items[0].data_length, 3U);
+    EXPECT_EQ(file.index.items[0].problem, "");
+    ASSERT_EQ(file.index.holes.size(), 1U);
+    EXPECT_EQ(file.index.holes[0].slot, 4U);
+    EXPECT_EQ(file.index.holes[0].offset, 308U);
+    EXPECT_EQ(file.index.holes[0].problem, "");
+}
+
+// A new file: header, and an index of 8 + 128 bytes in a block of 256.
+TEST(RecordFileTest, ReadsOffsetsOf32Bits) {
+    const Record_file file =
+        read(big_endian(0x4A5B6C80, 4) + std::string(8, '\0') + big_endian(16, 4) +
+             big_endian(0x4A5B6C82, 4) + std::string(252, '\0'));
+
+    EXPECT_FALSE(file.header.is_wide);
+    EXPECT_EQ(file.header.index_offset, 16U);
+    EXPECT_EQ(file.index.space, 136U);
+    EXPECT_EQ(file.index.problem, "");
+}
+
+TEST(RecordFileTest, RefusesWhatIsNoRecordFile) {
+    const struct {
+        std::string bytes;
+        std::string expected;
+    } rows[] = {
+        {"", "no record file: too short for a header"},
+        {Bytes::header().substr(0, 19), "no record file: too short for a header"},
+        {"ABCD" + Bytes::whole(), "no record file: wrong magic number"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.bytes.size());
+        const Temporary_file file(row.bytes);
+        try {
+            read_record_file(file.path);
+            ADD_FAILURE() << "no error";
+        } catch (const Data_error& error) {
+            EXPECT_EQ(error.what(), file.path + ": " + row.expected);
+        }
+    }
+    EXPECT_THROW(read_record_file("no/such/file"), Input_error);
+    EXPECT_THROW(read_record_file("/"), Input_error);
+}
+
+TEST(RecordFileTest, TellsWhatIsWrongWithTheIndex) {
+    const struct {
+        std::string bytes;
+        std::string expected;
+    } rows[] = {
+        {Bytes::header(0, 0) + Bytes::index(), "the header points to no index"},
+        {Bytes::header(0, 276) + Bytes::index() + Bytes::item(),
+         "no index stands where the header points"},
+        {Bytes::header(0, 5000) + Bytes::index(), "the index goes past the end of the file"},
+        {Bytes::header() + big_endian(0x4A5B6C82, 4) + "\xFF\xFF\xFF\xFF" + std::string(99, '\0'),
+         "the index goes past the end of the file"},
+        {Bytes::header() + Bytes::index().substr(0, 100),
+         "the index goes past the end of the file"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.expected);
+        EXPECT_EQ(read(row.bytes).index.problem, row.expected);
+    }
+}
+
+TEST(RecordFileTest, TellsWhatIsWrongWithAnItem) {
+    const std::string before = Bytes::header() + Bytes::index();
+    const std::string tag = big_endian(0x4A5B6C73, 4);
+
+    const struct {
+        std::string bytes;
+        std::string expected;
+    } rows[] = {
+        {before + Bytes::hole(), "no item stands there"},
+        {before + tag + big_endian(2, 4) + "ab", "the item there has a key of another length"},
+        {before + tag + big_endian(1, 4) + "b", "the item there has another key"},
+        {before + tag + big_endian(1, 4) + "a" + big_endian(3, 4) + "xy",
+         "the item goes past the end of the file"},
+        {before, "the item goes past the end of the file"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.expected);
+        EXPECT_EQ(read(row.bytes).index.items.at(0).problem, row.expected);
+    }
+}
+
+TEST(RecordFileTest, TellsWhatIsWrongWithAHole) {
+    const std::string before = Bytes::header() + Bytes::index() + Bytes::item();
+
+    const struct {
+        std::string bytes;
+        std::string expected;
+    } rows[] = {
+        {before + Bytes::item(), "no hole stands there"},
+        {before + big_endian(0xDEADDEAD, 4) + big_endian(32, 4), "the hole there has another size"},
+        {before + big_endian(0xDEADDEAD, 4), "the hole goes past the end of the file"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.expected);
+        EXPECT_EQ(read(row.bytes).index.holes.at(0).problem, row.expected);
+    }
+}
+
+TEST(RecordDumpTest, PrintsWhatTheFileHolds) {
+    std::ostringstream out;
+    print_record_dump(read(Bytes::whole()), out);
+
+    EXPECT_EQ(out.str(),
+              "header\n"
+              "  offsets       64 bits\n"
+              "  file id       0x01020304\n"
+              "  version       2\n"
+              "  flags         0x80 (unicode)\n"
+              "  state         0x00\n"
+              "  index at      20\n"
+              "  file size     324\n"
+              "index\n"
+              "  keys          1\n"
+              "  holes         1\n"
+              "  size          157\n"
+              "  block         256\n"
+              "items     offset         block          data  key\n"
+              "             276            32             3  \"a\"\n"
+              "holes     offset         block\n"
+              "             308            16\n");
+}
+
+TEST(RecordDumpTest, ShowsKeysThatAreNoText) {
+    Record_file file;
+    file.index.items.push_back({std::string("\0\"\\z\xFF", 5), 276, 0, "no item stands there"});
+    std::ostringstream out;
+    print_record_dump(file, out);
+
+    EXPECT_NE(out.str().find("             276             -             -  "
+                             "\"\\x00\\\"\\\\z\\xFF\"  (no item stands there)\n"),
+              std::string::npos)
+        << out.str();
+}
+
+TEST(RecordDumpTest, WritesJson) {
+    const Record_file file = read(Bytes::whole());
+    const nlohmann::ordered_json json = record_dump_json(file);
+
+    EXPECT_EQ(json["header"].dump(),
+              R"({"offset_bits":64,"file_id":16909060,"version":2,"flags":128,"state":0,)"
+              R"("index_offset":20})");
+    EXPECT_EQ(json["index"].dump(), R"({"keys":1,"holes":1,"size":157,"block":256})");
+    EXPECT_EQ(json["items"].dump(), R"([{"key":"\"a\"","offset":276,"block":32,"data_length":3}])");
+    EXPECT_EQ(json["holes"].dump(), R"([{"offset":308,"block":16}])");
+}
+
+}  // namespace
+
+}  // namespace cli
