@@ -114,23 +114,22 @@ private:
     void SeekTo(Offset offset) { io.device->Seek(static_cast<Position>(offset)); }
 
     void Create(const qtString& name);
-    void WriteHeader();
     void Abandon() noexcept;
+    void WriteIdentity();
     unsigned int ReadIndexHead();
     void ReadKeys(unsigned int key_count);
     void ReadHoles();
-    void CheckHoles() const;
+    void CheckHoles();
     [[noreturn]] void RaiseReadError() const;
     [[noreturn]] void RaiseKeyError(const char* what, const qtString& key) const;
     void WriteData(const SegBuf& data);
     void ReadData(SegBuf& data, unsigned int byte_count);
-    void AppendItem(const qtString& key, const SegBuf& data, unsigned int slot,
-                    std::uint64_t total);
-    void ReserveHole(unsigned int slot);
+    void PlaceItem(const qtString& key, const SegBuf& data, unsigned int slot, std::uint64_t total);
+    void FreeBlock(unsigned int slot, Offset offset);
     void MarkChanged();
-    Index_place PlaceIndex(std::uint64_t need);
+    Index_place PlaceIndex();
     void WriteIndexBlock(const Index_place& place);
-    Position FileSize();
+    std::uint64_t FileSize();
     std::uint64_t ScanBlock(std::uint64_t position, std::uint64_t end);
     std::uint64_t ScanItem(std::uint64_t position, unsigned int key_length, std::uint64_t end);
 };
