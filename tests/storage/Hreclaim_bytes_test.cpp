@@ -81,7 +81,7 @@ TYPED_TEST(HreclaimBytesTest, TheIndexListsHolesBySlotInTheOrderOfTheirFreeing) 
     this->file.WriteIndex();
 
     const std::string holes =
-        zeros(4 * 5) + from_hex("00000002") +
+        zeros(4 * 4) + from_hex("00000002") +
         (TestFixture::is_wide ? from_hex("0000000000000144 0000000000000114 00000001 "
                                          "0000000000000124")
                               : from_hex("00000140 00000110 00000001 00000120"));
