@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "zandrel/storage/Hfile32.h"
+#include "zandrel/storage/Hfile64.h"
 #include "zandrel/storage/Hio-inl.h"
 
 namespace Zandrel {
@@ -17,3 +19,5 @@ unsigned int CheckedCount(std::size_t count) {
 
 template class Hio<HSegment>;
 template class Hio<Generic32>;
+template class Hio<Hfile32>;
+template class Hio<Hfile64>;

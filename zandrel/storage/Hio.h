@@ -21,6 +21,8 @@
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/packing.h"
 
+class Hfile32;
+class Hfile64;
 class qtTimeDate;
 
 namespace Zandrel {
@@ -217,5 +219,7 @@ private:
 // Made once, in Hio.cpp.
 extern template class Hio<HSegment>;
 extern template class Hio<Generic32>;
+extern template class Hio<Hfile32>;
+extern template class Hio<Hfile64>;
 
 #endif  // ZANDREL_STORAGE_HIO_H_

@@ -1,0 +1,3 @@
+#include "zandrel/storage/AbstractHreclaim.h"
+
+AbstractHreclaim::~AbstractHreclaim() = default;

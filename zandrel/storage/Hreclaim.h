@@ -1,0 +1,142 @@
+// Hreclaim: the keyed record file over a file device. The bodies are in Hreclaim-inl.h.
+// Format: docs/formats/record_file.md
+#ifndef ZANDREL_STORAGE_HRECLAIM_H_
+#define ZANDREL_STORAGE_HRECLAIM_H_
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <type_traits>
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtString.h"
+#include "zandrel/storage/AbstractHreclaim.h"
+#include "zandrel/storage/Hfile32.h"
+#include "zandrel/storage/Hfile64.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/Hreclaim_format.h"
+#include "zandrel/storage/SegBuf.h"
+
+// A record file whose device is of type `F`: Hfile64 for corpora and the classifier cache, Hfile32
+// for archives. Both behave alike.
+//
+// Blocks are of powers of two, and a freed block is used again by what needs exactly its size, the
+// last one freed first. A larger one is never split, and neighbours are never joined: a look at the
+// end of a list finds a block, for which up to half of the file is padding. What is written into a
+// used block is not padded: the bytes behind it stay.
+//
+// `F` is called without a virtual table unless it has one. Another device has the operations and
+// fields of Hfile64 under their names (but for `file`); its type `Offset`, `long long` or
+// `unsigned int`, chooses the format, and positions are of the signed type of that width. Deriving
+// from Hfile64 and hiding what is to be watched is enough.
+//
+// The fields are open for tools and tests; owners only read them.
+template <class F>
+class ZANDREL_EXPORT Hreclaim : public AbstractHreclaim {
+public:
+    using Offset = typename F::Offset;
+    using Format = Zandrel::Hreclaim_format<Offset>;
+
+    Hreclaim() : Hreclaim(new F) {}
+
+    // OWNS: `device`, which has no file open.
+    explicit Hreclaim(F* device) : io(device) {}
+
+    // Closes the device without writing the index; what fails then goes unreported.
+    ~Hreclaim() override;
+
+    bool Open(const qtString& name, bool create, bool read_only) override;
+    void Close() override;
+    void GetItem(const qtString& key, SegBuf& data) override;
+    void AddItem(const qtString& key, const SegBuf& data) override;
+    void RenameItem(const qtString& from, const qtString& to) override;
+    void DeleteItem(const qtString& key) override;
+    void SetFileID(unsigned int id, unsigned short version, unsigned char flags) override;
+    void GetFileID(unsigned int& id, unsigned short& version, unsigned char& flags) const override;
+    void SetState(unsigned char new_state) override;
+    void GetState(unsigned char& current_state) const override;
+    bool Exists(const qtString& key) const override;
+    void WriteIndex() override;
+    const qtString& FileName() const override;
+    qtString MakeStringKey(unsigned int number) override;
+    bool IsUnicode() const override;
+    unsigned int GetIndexSize() const override;
+    void GetIndex(std::vector<qtString>& keys) const override;
+    void MarkDeleted602Records() override;
+
+    // The steps of the above. They write what they tell and leave `dirty` and `state` alone.
+
+    // Writes an item at an offset, or at the end of the file if that is 0, and enters it into the
+    // index.
+    void AddAtOffset(const qtString& key, const SegBuf& data, Offset offset);
+    // Finds a key's item and its data length; both are 0 for an unknown key. The text of the key in
+    // the file is not compared.
+    // RAISES: kWrongKey "Key points to invalid item: " on a wrong tag or key length.
+    void GetKeyInfo(const qtString& key, Offset& offset, unsigned int& data_length);
+    // The class of a block for `size` bytes: the bit length of `size`. 0 gives 0.
+    // RAISES: kRecordTooLarge from 2^31 on.
+    unsigned int GetSlot(std::uint64_t size) const;
+    // Takes the block of this slot that was freed last.
+    // REQUIRES: there is one.
+    Offset GetHole(unsigned int slot);
+    // Writes the mark of a hole of this slot.
+    void MarkDeleted(unsigned int slot, Offset offset);
+    // Writes zeros at the current position, in one call of the device.
+    void WritePadding(unsigned int byte_count);
+    // Reads the header.
+    void ReadMagic();
+    // Reads the index block; `index` and `holes` are empty before.
+    void ReadIndex();
+    // The exact size of the index block.
+    // COST: linear in the number of keys.
+    // RAISES: kRecordTooLarge if it is no block's size.
+    unsigned int GetIndexSpace() const;
+
+    Hio<F> io;                     // over the file; its `scratch` serves all operations
+    unsigned int index_space = 0;  // as last read or written; 0 when there is no index block yet
+    Offset index_offset = 0;       // of the index block
+    std::map<qtString, Offset> index;  // every live key, and where its item is
+    unsigned int file_id = 0;          // this and the next two are the owner's
+    unsigned short file_version = 0;
+    unsigned char file_flags = 0;
+    unsigned char state = 0;
+    bool dirty = false;  // `index` or `holes` differ from what is in the file
+    // The free blocks of 2^slot bytes, in the order in which they were freed.
+    std::array<std::vector<Offset>, Zandrel::kSlotCount> holes;
+
+private:
+    using Position = std::make_signed_t<Offset>;
+
+    struct Index_place;  // where the next index block goes
+
+    void SeekTo(Offset offset) { io.device->Seek(static_cast<Position>(offset)); }
+
+    void Create(const qtString& name);
+    void Abandon() noexcept;
+    void WriteIdentity();
+    unsigned int ReadIndexHead();
+    void ReadKeys(unsigned int key_count);
+    void ReadHoles();
+    void CheckHoles();
+    [[noreturn]] void RaiseReadError() const;
+    [[noreturn]] void RaiseKeyError(const char* what, const qtString& key) const;
+    bool ReadsKey(const qtString& key);
+    void WriteData(const SegBuf& data);
+    void ReadData(SegBuf& data, unsigned int byte_count);
+    void PlaceItem(const qtString& key, const SegBuf& data, unsigned int slot, std::uint64_t total);
+    void FreeBlock(unsigned int slot, Offset offset);
+    void MarkChanged();
+    Index_place PlaceIndex();
+    void WriteIndexBlock(const Index_place& place);
+    std::uint64_t FileSize();
+    std::uint64_t ScanBlock(std::uint64_t position, std::uint64_t end);
+    std::uint64_t ScanItem(std::uint64_t position, unsigned int key_length, std::uint64_t end);
+};
+
+// Made once, in Hreclaim.cpp.
+extern template class Hreclaim<Hfile64>;
+extern template class Hreclaim<Hfile32>;
+
+#endif  // ZANDREL_STORAGE_HRECLAIM_H_
