@@ -11,6 +11,7 @@
 
 #include "zandrel/foundation/qtFile.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/storage/Hio-inl.h"
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/packing.h"
