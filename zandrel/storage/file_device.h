@@ -13,10 +13,12 @@
 
 namespace Zandrel {
 
-// How much is gathered before it is written, and how much is read at once for what is shorter: most
-// records, but little enough that reading the head of one costs no more than the call.
-inline constexpr unsigned int kGatheredBytes = 16384;
-inline constexpr unsigned int kReadAheadBytes = 2048;
+// How much is gathered before it is written.
+inline constexpr unsigned int kBufferBytes = 16384;
+// How much is read ahead behind a seek: most records, but little enough that reading the head of
+// one costs no more than the call. As long as reading goes on from there each time reads twice as
+// much.
+inline constexpr unsigned int kReadAheadBytes = 1024;
 
 // The work of one call of a device. It never calls the device's own operations, which others may
 // replace.
@@ -29,7 +31,7 @@ public:
 
     void Open(const qtString& file_name, char mode) {
         Drop();
-        m_place.buffer.resize(kGatheredBytes);
+        m_place.buffer.resize(kBufferBytes);
         m_device.name = file_name;
         m_device.failed = false;
         const char* const flags = FlagsOf(mode);
@@ -85,7 +87,7 @@ public:
         }
         m_place.last = File_place::Transfer::kRead;
         while (byte_count > 0) {
-            const bool is_buffered = m_place.taken < m_place.filled || byte_count < kReadAheadBytes;
+            const bool is_buffered = m_place.taken < m_place.filled || byte_count < NextReadAhead();
             const unsigned int piece =
                 is_buffered ? TakeBuffered(bytes, byte_count) : ReadThrough(bytes, byte_count);
             if (piece == 0) {
@@ -106,7 +108,7 @@ public:
             HioErr::Raise(HioErr::kWriteFailed, "File is not open for writing", m_device.name);
         }
         StartWriting(byte_count);
-        if (byte_count > kGatheredBytes - m_place.filled) {
+        if (byte_count > kBufferBytes - m_place.filled) {
             if (!WriteGathered()) {
                 FailWrite();
             }
@@ -133,11 +135,11 @@ public:
     }
 
     void Flush() {
-        if (m_device.file == nullptr || m_device.failed ||
-            m_place.last != File_place::Transfer::kWrite) {
+        if (m_device.file == nullptr || m_place.last != File_place::Transfer::kWrite) {
             return;
         }
-        if (!WriteGathered()) {
+        // What came before a refused write is written, but reported no more.
+        if (!WriteGathered() && !m_device.failed) {
             FailWrite();
         }
         m_place.last = File_place::Transfer::kNone;
@@ -152,8 +154,7 @@ public:
 
     // Closes the file, if one is open. Returns whether nothing was lost.
     bool Drop() noexcept {
-        const bool is_written = m_device.file == nullptr || m_device.failed ||
-                                m_place.last != File_place::Transfer::kWrite || WriteGathered();
+        const bool is_written = m_place.last != File_place::Transfer::kWrite || WriteGathered();
         std::FILE* const closed = std::exchange(m_device.file, nullptr);
         m_device.read_only = true;
         m_place = File_place();
@@ -213,12 +214,17 @@ private:
         RefuseWrite();
     }
 
+    unsigned int NextReadAhead() const noexcept {
+        return std::clamp(2 * m_place.filled, kReadAheadBytes, kBufferBytes);
+    }
+
     // Gives what was read ahead, reading ahead first if there is nothing. Returns the number of
     // bytes, 0 only at the end of the file.
     unsigned int TakeBuffered(char* bytes, unsigned int byte_count) {
         if (m_place.taken == m_place.filled) {
+            const unsigned int wanted = NextReadAhead();
             m_place.taken = 0;
-            m_place.filled = ReadStream(m_place.buffer.data(), kReadAheadBytes);
+            m_place.filled = ReadStream(m_place.buffer.data(), wanted);
         }
         const unsigned int piece = std::min(byte_count, m_place.filled - m_place.taken);
         std::copy_n(m_place.buffer.data() + m_place.taken, piece, bytes);
@@ -265,7 +271,7 @@ private:
 
     // Writes what is too much to be gathered, and leaves the rest.
     void WriteThrough(const char*& bytes, unsigned int& byte_count) {
-        while (byte_count > kGatheredBytes) {
+        while (byte_count > kBufferBytes) {
             const unsigned int piece = std::min(byte_count, Calls::kLargestPiece);
             if (std::fwrite(bytes, 1, piece, m_device.file) != piece) {
                 FailWrite();
