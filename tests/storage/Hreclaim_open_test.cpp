@@ -210,6 +210,16 @@ TYPED_TEST(HreclaimOpenTest, AnItemWithAKeyOfAnotherLengthIsReported) {
     EXPECT_QTX(this->file.DeleteItem("a"), AbstractHreclaim, 2, "Key points to invalid item: a");
 }
 
+TYPED_TEST(HreclaimOpenTest, TheEmptyKeyIsComparedToo) {
+    this->create();
+    this->add("", "12345678");
+    this->file.Close();
+    this->disk.patch(static_cast<std::size_t>(this->new_size) + 4, packed(1));
+    this->open();
+
+    EXPECT_QTX(this->get(""), AbstractHreclaim, 2, "Key points to wrong item: ");
+}
+
 TYPED_TEST(HreclaimOpenTest, LengthsOfAnItemThatCannotBeThereAreShortReads) {
     this->make();
     const std::string text = "Read error in file " + this->name();
