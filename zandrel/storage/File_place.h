@@ -2,19 +2,26 @@
 #ifndef ZANDREL_STORAGE_FILE_PLACE_H_
 #define ZANDREL_STORAGE_FILE_PLACE_H_
 
+#include <vector>
+
 namespace Zandrel {
 
-// A stream that is open for reading and writing needs a seek or a flush when the direction of its
-// transfers changes, and a seek costs system calls even to where the stream already is. A device
-// therefore keeps count of both.
+// The stream is not buffered by the C library, which would read a page for every seek, be it before
+// a write. The device gathers what is written and reads ahead by itself, in one buffer.
+//
+// After a read the stream is behind what was read ahead, and `position` somewhere in it. Else what
+// is buffered belongs in front of `position`, and the stream is in front of that.
 struct File_place {
     enum class Transfer : unsigned char { kNone, kRead, kWrite };
 
     static constexpr long long kUnknown = -1;
 
-    long long position = 0;           // of the stream, or kUnknown after a failure
+    long long position = 0;           // of the device, or kUnknown after a failure
     long long size = kUnknown;        // of the file with what is not flushed yet, once it is known
-    Transfer last = Transfer::kNone;  // since the last seek or flush
+    Transfer last = Transfer::kNone;  // since the last seek or flush; tells what is buffered
+    unsigned int filled = 0;          // bytes of the buffer that were read ahead or gathered
+    unsigned int taken = 0;           // of those that were read ahead, the bytes that were read
+    std::vector<char> buffer;         // of one size while a file is open
 };
 
 }  // namespace Zandrel

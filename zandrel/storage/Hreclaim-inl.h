@@ -242,7 +242,8 @@ void Hreclaim<F>::AddAtOffset(const qtString& key, const SegBuf& data, Offset of
     }
     io << Zandrel::kItemTag << key << data.size;
     WriteData(data);
-    index[key] = offset;
+    // Keys that ascend, as those of numbers do, are found no place by a search.
+    index.insert_or_assign(index.end(), key, offset);
 }
 
 template <class F>

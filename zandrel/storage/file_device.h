@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <stdio_ext.h>
 #include <utility>
 
 #include "zandrel/foundation/qtString.h"
@@ -13,6 +12,13 @@
 #include "zandrel/storage/HioErr.h"
 
 namespace Zandrel {
+
+// How much is gathered before it is written.
+inline constexpr unsigned int kBufferBytes = 16384;
+// How much is read ahead behind a seek: most records, but little enough that reading the head of
+// one costs no more than the call. As long as reading goes on from there each time reads twice as
+// much.
+inline constexpr unsigned int kReadAheadBytes = 1024;
 
 // The work of one call of a device. It never calls the device's own operations, which others may
 // replace.
@@ -25,6 +31,7 @@ public:
 
     void Open(const qtString& file_name, char mode) {
         Drop();
+        m_place.buffer.resize(kBufferBytes);
         m_device.name = file_name;
         m_device.failed = false;
         const char* const flags = FlagsOf(mode);
@@ -33,6 +40,7 @@ public:
         if (m_device.file == nullptr) {
             HioErr::Raise(HioErr::kOpenFailed, "Cannot open file: " + m_device.name, m_device.name);
         }
+        std::setvbuf(m_device.file, nullptr, _IONBF, 0);
         m_device.read_only = mode == 'r';
         m_place.size = mode == 'w' ? 0 : File_place::kUnknown;
     }
@@ -46,7 +54,7 @@ public:
 
     void Seek(long long position) {
         if (m_device.file != nullptr) {
-            if (position == m_place.position) {
+            if (position == m_place.position || MoveInBuffer(position)) {
                 return;
             }
             Flush();
@@ -79,12 +87,11 @@ public:
         }
         m_place.last = File_place::Transfer::kRead;
         while (byte_count > 0) {
-            const unsigned int piece = std::min(byte_count, Calls::kLargestPiece);
-            const std::size_t done = std::fread(bytes, 1, piece, m_device.file);
-            if (done != piece) {
-                m_place.position = File_place::kUnknown;
-                std::clearerr(m_device.file);
-                RaiseShortRead();
+            const bool is_buffered = m_place.taken < m_place.filled || byte_count < NextReadAhead();
+            const unsigned int piece =
+                is_buffered ? TakeBuffered(bytes, byte_count) : ReadThrough(bytes, byte_count);
+            if (piece == 0) {
+                FailRead();
             }
             bytes += piece;
             byte_count -= piece;
@@ -101,15 +108,15 @@ public:
             HioErr::Raise(HioErr::kWriteFailed, "File is not open for writing", m_device.name);
         }
         StartWriting(byte_count);
-        while (byte_count > 0) {
-            const unsigned int piece = std::min(byte_count, Calls::kLargestPiece);
-            if (std::fwrite(bytes, 1, piece, m_device.file) != piece) {
+        if (byte_count > kBufferBytes - m_place.filled) {
+            if (!WriteGathered()) {
                 FailWrite();
             }
-            bytes += piece;
-            byte_count -= piece;
-            Advance(piece);
+            WriteThrough(bytes, byte_count);
         }
+        std::copy_n(bytes, byte_count, m_place.buffer.data() + m_place.filled);
+        m_place.filled += byte_count;
+        Advance(byte_count);
     }
 
     void RequireBytes(std::uint64_t byte_count) {
@@ -128,11 +135,11 @@ public:
     }
 
     void Flush() {
-        if (m_device.file == nullptr || m_device.failed ||
-            m_place.last != File_place::Transfer::kWrite) {
+        if (m_device.file == nullptr || m_place.last != File_place::Transfer::kWrite) {
             return;
         }
-        if (std::fflush(m_device.file) != 0) {
+        // What came before a refused write is written, but reported no more.
+        if (!WriteGathered() && !m_device.failed) {
             FailWrite();
         }
         m_place.last = File_place::Transfer::kNone;
@@ -147,10 +154,11 @@ public:
 
     // Closes the file, if one is open. Returns whether nothing was lost.
     bool Drop() noexcept {
+        const bool is_written = m_place.last != File_place::Transfer::kWrite || WriteGathered();
         std::FILE* const closed = std::exchange(m_device.file, nullptr);
         m_device.read_only = true;
         m_place = File_place();
-        return closed == nullptr || std::fclose(closed) == 0;
+        return (closed == nullptr || std::fclose(closed) == 0) && is_written;
     }
 
 private:
@@ -182,12 +190,96 @@ private:
         HioErr::Raise(HioErr::kWriteFailed, "Write error in file " + m_device.name, m_device.name);
     }
 
-    // What is buffered is dropped, since each later seek would try to write it, and fail again.
-    [[noreturn]] void FailWrite() const {
-        __fpurge(m_device.file);
+    void ForgetPlace() const {
         std::clearerr(m_device.file);
-        m_place = {File_place::kUnknown, File_place::kUnknown, File_place::Transfer::kNone};
+        m_place.position = File_place::kUnknown;
+        ForgetBuffer();
+    }
+
+    void ForgetBuffer() const noexcept {
+        m_place.last = File_place::Transfer::kNone;
+        m_place.filled = 0;
+        m_place.taken = 0;
+    }
+
+    [[noreturn]] void FailRead() const {
+        ForgetPlace();
+        RaiseShortRead();
+    }
+
+    // What is gathered is dropped, since each later seek would try to write it, and fail again.
+    [[noreturn]] void FailWrite() const {
+        ForgetPlace();
+        m_place.size = File_place::kUnknown;
         RefuseWrite();
+    }
+
+    unsigned int NextReadAhead() const noexcept {
+        return std::clamp(2 * m_place.filled, kReadAheadBytes, kBufferBytes);
+    }
+
+    // Gives what was read ahead, reading ahead first if there is nothing. Returns the number of
+    // bytes, 0 only at the end of the file.
+    unsigned int TakeBuffered(char* bytes, unsigned int byte_count) {
+        if (m_place.taken == m_place.filled) {
+            const unsigned int wanted = NextReadAhead();
+            m_place.taken = 0;
+            m_place.filled = ReadStream(m_place.buffer.data(), wanted);
+        }
+        const unsigned int piece = std::min(byte_count, m_place.filled - m_place.taken);
+        std::copy_n(m_place.buffer.data() + m_place.taken, piece, bytes);
+        m_place.taken += piece;
+        return piece;
+    }
+
+    // Reads past the buffer, in which nothing is left. Returns as TakeBuffered.
+    unsigned int ReadThrough(char* bytes, unsigned int byte_count) {
+        m_place.filled = 0;
+        m_place.taken = 0;
+        return ReadStream(bytes, std::min(byte_count, Calls::kLargestPiece));
+    }
+
+    // Reads less at the end of the file, which the stream forgets again.
+    unsigned int ReadStream(char* bytes, unsigned int byte_count) {
+        const std::size_t done = std::fread(bytes, 1, byte_count, m_device.file);
+        if (done != byte_count) {
+            std::clearerr(m_device.file);
+        }
+        return static_cast<unsigned int>(done);
+    }
+
+    // Goes to a position in what was read ahead. Returns whether it is there.
+    bool MoveInBuffer(long long position) noexcept {
+        if (m_place.last != File_place::Transfer::kRead) {
+            return false;
+        }
+        const long long start = m_place.position - m_place.taken;
+        if (position < start || position >= start + m_place.filled) {
+            return false;
+        }
+        m_place.taken = static_cast<unsigned int>(position - start);
+        m_place.position = position;
+        return true;
+    }
+
+    // Returns whether all of it was written; nothing is gathered then.
+    bool WriteGathered() noexcept {
+        const unsigned int byte_count = std::exchange(m_place.filled, 0U);
+        return byte_count == 0 ||
+               std::fwrite(m_place.buffer.data(), 1, byte_count, m_device.file) == byte_count;
+    }
+
+    // Writes what is too much to be gathered, and leaves the rest.
+    void WriteThrough(const char*& bytes, unsigned int& byte_count) {
+        while (byte_count > kBufferBytes) {
+            const unsigned int piece = std::min(byte_count, Calls::kLargestPiece);
+            if (std::fwrite(bytes, 1, piece, m_device.file) != piece) {
+                FailWrite();
+            }
+            bytes += piece;
+            byte_count -= piece;
+            Advance(piece);
+        }
     }
 
     void RequireEnd(long long start, std::uint64_t byte_count) const {
@@ -201,7 +293,7 @@ private:
         if (Calls::Seek(m_device.file, position, origin) != 0) {
             return false;
         }
-        m_place.last = File_place::Transfer::kNone;
+        ForgetBuffer();
         return true;
     }
 

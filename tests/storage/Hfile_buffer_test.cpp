@@ -1,0 +1,106 @@
+// What the file devices gather and read ahead, held against a string that is read and written
+// alike.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/Hfile32.h"
+#include "zandrel/storage/Hfile64.h"
+
+#include "tests/support/scratch_file.h"
+
+namespace {
+
+// Below, at and above what is read ahead and gathered, and what a 32-bit device transfers at once.
+constexpr std::array<std::size_t, 14> kSizes = {0,    1,     4,     27,    600,   1023,  1024,
+                                                1025, 16383, 16384, 16385, 40000, 99999, 100001};
+
+template <class F>
+class HfileBufferTest : public testing::Test {
+protected:
+    HfileBufferTest() : disk(std::string(200000, 'x')), model(200000, 'x') {
+        device.Open(disk.path(), 'u');
+    }
+
+    void seek(std::size_t to) {
+        position = to;
+        device.Seek(static_cast<decltype(device.Tell())>(to));
+    }
+
+    void write(std::size_t byte_count) {
+        std::string bytes(byte_count, static_cast<char>('a' + write_count++ % 26));
+        device.Write(bytes.data(), static_cast<unsigned int>(byte_count));
+        model.resize(std::max(model.size(), position + byte_count));
+        model.replace(position, byte_count, bytes);
+        position += byte_count;
+    }
+
+    void read(std::size_t byte_count) {
+        std::string bytes(byte_count, '?');
+        device.Read(bytes.data(), static_cast<unsigned int>(byte_count));
+        EXPECT_TRUE(bytes == model.substr(position, byte_count));
+        position += byte_count;
+    }
+
+    Scratch_file disk;
+    F device;
+    std::string model;  // what the file is to hold
+    std::size_t position = 0;
+    int write_count = 0;
+};
+
+using Devices = testing::Types<Hfile64, Hfile32>;
+TYPED_TEST_SUITE(HfileBufferTest, Devices);
+
+TYPED_TEST(HfileBufferTest, WritesWhereTheReaderIsAndNotWhereItReadAhead) {
+    this->seek(10);
+    this->read(5);
+
+    this->write(3);
+    this->device.Close();
+
+    EXPECT_TRUE(this->disk.content() == this->model);
+}
+
+TYPED_TEST(HfileBufferTest, ReadsWhatWasWrittenOverWhatItReadAhead) {
+    this->read(5);
+    this->seek(100);
+    this->write(3);
+    this->seek(100);
+
+    this->read(3);
+
+    EXPECT_EQ(this->device.Tell(), 103);
+}
+
+TYPED_TEST(HfileBufferTest, DoesWhatAStringDoes) {
+    std::mt19937 random(3);
+    for (int step = 0; step < 3000; ++step) {
+        SCOPED_TRACE(step);
+        const std::size_t size = kSizes[random() % kSizes.size()];
+        const unsigned int choice = random() % 8;
+        if (choice < 2) {
+            this->seek(random() % 200000);
+        } else if (choice < 3) {  // near, as from the head of a record to its data
+            this->seek(std::min(this->position + random() % 64, this->model.size()));
+        } else if (choice < 4) {
+            this->device.Flush();
+        } else if (choice < 6 && this->position + size <= this->model.size()) {
+            this->read(size);
+        } else if (this->position + size <= 1000000) {
+            this->write(size);
+        }
+        ASSERT_EQ(static_cast<std::size_t>(this->device.Tell()), this->position);
+        ASSERT_FALSE(this->HasFailure());
+    }
+
+    this->device.Close();
+
+    EXPECT_TRUE(this->disk.content() == this->model);
+}
+
+}  // namespace
