@@ -52,11 +52,15 @@ public:
 
 private:
     std::string pack(std::uint64_t value, std::size_t size) const;
+
     std::string pack_offset(std::uint64_t value) const { return pack(value, m_offset_size); }
+
     std::uint64_t unpack(std::uint64_t position) const;  // of 4 bytes
     void write(std::uint64_t position, const std::string& bytes);
     void write_item(std::uint64_t position, const std::string& key, const std::string& data);
+
     void append_zeros(std::uint64_t count) { write(image.size(), std::string(count, '\0')); }
+
     void free_block(unsigned int slot, std::uint64_t position);
     void mark(unsigned int slot, std::uint64_t position);
     void mark_stale();

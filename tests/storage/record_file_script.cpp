@@ -26,10 +26,10 @@ Record_step Script_source::next(const Record_file_model& model) {
     if (below(m_shape.changes_an_index) == 0) {
         return {.kind = below(3) == 0 ? Kind::kReopen : Kind::kWriteIndex};
     }
-    const unsigned int choice = below(100);
-    if (choice < 2) {
+    if (below(100) < m_shape.owner_percent) {
         return pick_owner_step();
     }
+    const unsigned int choice = below(100);
     if (model.content.empty() || choice < 55) {
         return add(model);
     }

@@ -45,8 +45,9 @@ struct Script_shape {
     unsigned int least_power = 4;
     unsigned int largest_power = 12;
     unsigned int rarely_largest_power = 17;  // one add in a hundred
-    unsigned int changes_an_index = 50;      // one index is written after so many changes, on average
-    bool has_owner_states = false;           // whether the owner changes the state as well
+    unsigned int changes_an_index = 50;  // one index is written after so many changes, on average
+    unsigned int owner_percent = 2;      // of the steps: the owner's words, and repairs
+    bool has_owner_states = false;       // whether the owner changes the state as well
     // Whether a blob ends with another byte than what stands in its place, if its item replaces one
     // in place, so that a torn write of the item never looks complete.
     bool differs_in_place = false;

@@ -22,8 +22,10 @@ using Kind = Record_step::Kind;
 class Onlooker {
 public:
     explicit Onlooker(const std::string& name) : m_file(open(name.c_str(), O_RDONLY)) {}
+
     Onlooker(const Onlooker&) = delete;
     Onlooker& operator=(const Onlooker&) = delete;
+
     ~Onlooker() { close(m_file); }
 
     std::string bytes(std::size_t from, std::size_t count) const {
@@ -35,6 +37,7 @@ public:
 
     std::size_t size() const {
         struct stat found {};
+
         return fstat(m_file, &found) == 0 ? static_cast<std::size_t>(found.st_size) : 0;
     }
 

@@ -8,11 +8,11 @@
 
 struct Soak_tally {
     std::size_t steps = 0;
-    std::size_t images = 0;      // compared byte by byte
-    std::size_t moved_in = 0;    // indexes that went into a hole
-    std::size_t moved_out = 0;   // indexes that went to the end
-    std::size_t reused = 0;      // holes that an item took
-    std::size_t in_place = 0;    // items that took their own place again
+    std::size_t images = 0;     // compared byte by byte
+    std::size_t moved_in = 0;   // indexes that went into a hole
+    std::size_t moved_out = 0;  // indexes that went to the end
+    std::size_t reused = 0;     // holes that an item took
+    std::size_t in_place = 0;   // items that took their own place again
 };
 
 // Lives through so many steps with a file of this device, made under this name. The state is

@@ -39,6 +39,7 @@ public:
     // Makes the call of this index fail, counted from 0 and from now on; with `for_ever` the later
     // ones as well. Calls that know no such fault pass.
     void fail_at(std::size_t index, Fault fault, bool for_ever);
+
     void heal() { m_is_faulty = false; }
 
     // Whether a fault of this kind can befall the call.
@@ -48,9 +49,9 @@ public:
     bool meet(Call call);
 
     std::map<std::string, std::string> files;
-    std::vector<Call> calls;    // since the last fail_at
-    std::vector<Call> failed;   // those of them that the fault befell
-    Listener on_write;          // called after each write, if set
+    std::vector<Call> calls;   // since the last fail_at
+    std::vector<Call> failed;  // those of them that the fault befell
+    Listener on_write;         // called after each write, if set
     int open_files = 0;
     bool has_grown_too_large = false;
     Fault fault = Fault::kIoError;

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_TESTS_SUPPORT_TEMPORARY_FILE_H_
 #define ZANDREL_TESTS_SUPPORT_TEMPORARY_FILE_H_
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -24,8 +25,9 @@ public:
 private:
     static std::string make_path() {
         const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
-        return testing::TempDir() + test.test_suite_name() + "_" + test.name() + "." +
-               std::to_string(getpid());
+        std::string name = std::string(test.test_suite_name()) + "_" + test.name();
+        std::replace(name.begin(), name.end(), '/', '_');  // of suites for several types
+        return testing::TempDir() + name + "." + std::to_string(getpid());
     }
 
     std::string m_path;
