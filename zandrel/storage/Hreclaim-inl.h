@@ -11,6 +11,7 @@
 
 #include "zandrel/foundation/qtFile.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/storage/Hio-inl.h"
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/packing.h"
@@ -87,13 +88,7 @@ void Hreclaim<F>::GetItem(const qtString& key, SegBuf& data) {
     if (tag != Zandrel::kItemTag) {
         RaiseKeyError("Key points to invalid item: ", key);
     }
-    // A key of another length is another key, which need not be read.
-    qtString stored;
-    if (io.ReadCount(1) == key.size()) {
-        stored.resize(key.size());
-        io.ReadBytes(stored.data(), static_cast<unsigned int>(stored.size()));
-    }
-    if (stored != key) {
+    if (!ReadsKey(key)) {
         RaiseKeyError("Key points to wrong item: ", key);
     }
     ReadData(data, io.ReadCount(1));
@@ -456,6 +451,20 @@ void Hreclaim<F>::RaiseReadError() const {
 template <class F>
 void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
     throw qtX<AbstractHreclaim>(kWrongKey, qtString(what).append(key.view()), {FileName(), key});
+}
+
+// Reads the key of an item and tells whether it is this one. One of another length is another key,
+// which need not be read.
+template <class F>
+bool Hreclaim<F>::ReadsKey(const qtString& key) {
+    const unsigned int length = io.ReadCount(1);
+    if (length != key.size()) {
+        return false;
+    }
+    qtString stored;
+    stored.resize(length);
+    io.ReadBytes(stored.data(), length);
+    return stored == key;
 }
 
 template <class F>
