@@ -15,7 +15,7 @@
 #include "tests/storage/record_file_script.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/record_bytes.h"
-#include "tests/support/temporary_file.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
 }
 
 TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {
-    const Temporary_file place;
+    const Scratch_file place;
     const std::string blob(20000, 'b');
     {
         Hreclaim<TypeParam> file;
@@ -83,7 +83,7 @@ TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {
         file.AddItem("second", record_of(blob));
 
         EXPECT_QTX_ARGS(file.AddItem("third", record_of(blob)), HioErr, HioErr::kWriteFailed,
-                        "Write error in file " + place.path(), {place.path()});
+                        "Write error in file " + place.path().str(), {place.path()});
         EXPECT_NO_THROW(file.AddItem("fourth", record_of(blob)));
         EXPECT_NO_THROW(file.Close());
     }

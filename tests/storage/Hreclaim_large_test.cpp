@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <string>
-#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -16,29 +16,22 @@
 #include "tests/storage/record_file_script.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/record_bytes.h"
-#include "tests/support/temporary_file.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
-constexpr long long kFarEnd = 5LL << 30U;
-constexpr long long kLargest32 = 2147483647;
+constexpr std::uint64_t kFarEnd = 5ULL << 30U;
+constexpr std::uint64_t kLargest32 = 2147483647;
 
-// A file of the test, with what the system says of it.
-class Large_file : public Temporary_file {
+// A file of which no test reads all.
+class Large_file : public Scratch_file {
 public:
-    long long size() const {
-        struct stat found {};
-
-        return stat(path().c_str(), &found) == 0 ? static_cast<long long>(found.st_size) : -1;
-    }
-
-    // Only ever up, by zeros.
-    void stretch(long long new_size) const { EXPECT_EQ(truncate(path().c_str(), new_size), 0); }
-
-    std::string bytes(long long from, std::size_t count) const {
+    // Without reading what lies before.
+    std::string bytes(std::uint64_t from, std::size_t count) const {
         const int file = open(path().c_str(), O_RDONLY);
         std::string read(count, '\0');
-        EXPECT_EQ(pread(file, read.data(), count, from), static_cast<ssize_t>(count));
+        EXPECT_EQ(pread(file, read.data(), count, static_cast<off_t>(from)),
+                  static_cast<ssize_t>(count));
         close(file);
         return read;
     }
@@ -56,14 +49,14 @@ void add(AbstractHreclaim& file, const std::string& key, const std::string& blob
 // A file of 32 bits that has room for `room` bytes more, with the item "a" and its index written.
 class NearlyFullRecordFileTest : public testing::Test {
 protected:
-    void make(long long room) {
+    void make(std::uint64_t room) {
         {
             Hreclaim<Hfile32> made;
             made.Open(m_place.path(), true, false);
             add(made, "a", "old");
             made.Close();
         }
-        m_place.stretch(kLargest32 - room);
+        m_place.resize(kLargest32 - room);
         m_file.Open(m_place.path(), false, false);
     }
 
@@ -73,7 +66,7 @@ protected:
         EXPECT_LE(m_place.size(), kLargest32);
     }
 
-    std::string write_error() const { return "Write error in file " + m_place.path(); }
+    std::string write_error() const { return "Write error in file " + m_place.path().str(); }
 
     Large_file m_place;
     Hreclaim<Hfile32> m_file;
@@ -88,7 +81,7 @@ TEST(LargeRecordFileTest, AppendsBehindFourGibibytes) {
         file.Open(place.path(), true, false);
         file.Close();
     }
-    place.stretch(kFarEnd);
+    place.resize(kFarEnd);
     Hreclaim<Hfile64> file;
     file.Open(place.path(), false, false);
 
@@ -108,7 +101,7 @@ TEST(LargeRecordFileTest, UsesAHoleBehindFourGibibytesAgain) {
     Hreclaim<Hfile64> file;
     file.Open(place.path(), true, false);
     file.Close();
-    place.stretch(kFarEnd);
+    place.resize(kFarEnd);
     file.Open(place.path(), false, false);
     add(file, "f", blob_of_slot_7('x'));
     file.DeleteItem("f");
@@ -122,7 +115,7 @@ TEST(LargeRecordFileTest, UsesAHoleBehindFourGibibytesAgain) {
     EXPECT_EQ(place.size(), kFarEnd + 128);
     file.Open(place.path(), false, true);
     EXPECT_EQ(read_item(file, "g"), blob_of_slot_7('y'));
-    EXPECT_EQ(file.index.at("g"), kFarEnd);
+    EXPECT_EQ(static_cast<std::uint64_t>(file.index.at("g")), kFarEnd);
 }
 
 TEST(LargeRecordFileTest, MovesItsIndexBehindFourGibibytes) {
@@ -130,7 +123,7 @@ TEST(LargeRecordFileTest, MovesItsIndexBehindFourGibibytes) {
     Hreclaim<Hfile64> file;
     file.Open(place.path(), true, false);
     file.Close();
-    place.stretch(kFarEnd);
+    place.resize(kFarEnd);
     file.Open(place.path(), false, false);
 
     // The index takes 136 bytes and 112 for the key: 248, still of slot 8; a second key is too
@@ -224,8 +217,8 @@ TEST_F(NearlyFullRecordFileTest, TakesAnIndexThatJustFits) {
 TEST_F(NearlyFullRecordFileTest, RefusesAFileThatIsTooLarge) {
     make(0);
     m_file.Close();
-    m_place.stretch(kLargest32 + 1);
+    m_place.resize(kLargest32 + 1);
 
     EXPECT_QTX(m_file.Open(m_place.path(), false, true), HioErr, HioErr::kBadOffset,
-               "SeekEnd error in file " + m_place.path());
+               "SeekEnd error in file " + m_place.path().str());
 }

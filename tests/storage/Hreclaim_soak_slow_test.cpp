@@ -5,16 +5,16 @@
 #include "zandrel/storage/Hfile64.h"
 
 #include "tests/storage/record_file_soak.h"
-#include "tests/support/temporary_file.h"
+#include "tests/support/scratch_file.h"
 
 TEST(HreclaimSoakSlowTest, EqualsItsModelWith64Bits) {
-    const Temporary_file file;
+    const Scratch_file file;
 
-    EXPECT_EQ(soak_record_file<Hfile64>(file.path(), 3, 1000000).steps, 1000000U);
+    EXPECT_EQ(soak_record_file<Hfile64>(file.path().str(), 3, 1000000).steps, 1000000U);
 }
 
 TEST(HreclaimSoakSlowTest, EqualsItsModelWith32Bits) {
-    const Temporary_file file;
+    const Scratch_file file;
 
-    EXPECT_EQ(soak_record_file<Hfile32>(file.path(), 4, 1000000).steps, 1000000U);
+    EXPECT_EQ(soak_record_file<Hfile32>(file.path().str(), 4, 1000000).steps, 1000000U);
 }

@@ -5,7 +5,7 @@
 #include "zandrel/storage/Hfile64.h"
 
 #include "tests/storage/record_file_soak.h"
-#include "tests/support/temporary_file.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -22,13 +22,13 @@ void expect_variety(const Soak_tally& tally, std::size_t step_count) {
 }  // namespace
 
 TEST(HreclaimSoakTest, EqualsItsModelWith64Bits) {
-    const Temporary_file file;
+    const Scratch_file file;
 
-    expect_variety(soak_record_file<Hfile64>(file.path(), 1, 20000), 20000);
+    expect_variety(soak_record_file<Hfile64>(file.path().str(), 1, 20000), 20000);
 }
 
 TEST(HreclaimSoakTest, EqualsItsModelWith32Bits) {
-    const Temporary_file file;
+    const Scratch_file file;
 
-    expect_variety(soak_record_file<Hfile32>(file.path(), 2, 20000), 20000);
+    expect_variety(soak_record_file<Hfile32>(file.path().str(), 2, 20000), 20000);
 }
