@@ -128,8 +128,9 @@ void add(AbstractHreclaim& file, const qtString& key, std::size_t byte_count) {
 
 void change_all(AbstractHreclaim& file, const Content& content) {
     std::size_t turn = 0;
-    for (const auto& [key, blob] : content) {
-        const std::size_t size = blob ? blob->size() : 0;
+    for (const auto& entry : content) {
+        const qtString& key = entry.first;
+        const std::size_t size = entry.second ? entry.second->size() : 0;
         switch (turn++ % 4) {
             case 0:
                 add(file, key, size);
@@ -143,7 +144,7 @@ void change_all(AbstractHreclaim& file, const Content& content) {
                 }
                 break;
             default:
-                succeeds([&, &from = key] { file.RenameItem(from, from + qtString("r")); });
+                succeeds([&] { file.RenameItem(key, key + qtString("r")); });
                 break;
         }
     }

@@ -1,10 +1,15 @@
 // A process that dies while it writes a record file; Hreclaim_crash_slow_test.cpp lives longer.
+#include "zandrel/storage/Hreclaim.h"
+
+#include <string>
+
 #include <gtest/gtest.h>
 
-#include "zandrel/storage/Hfile32.h"
-#include "zandrel/storage/Hfile64.h"
+#include "zandrel/storage/SegBuf.h"
 
 #include "tests/storage/record_file_crashes.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -23,6 +28,20 @@ void expect_as_told(const Crash_tallies& tallies) {
 }
 
 }  // namespace
+
+// With the state clear there is no byte of it to write behind the index.
+TEST(HreclaimCrashTest, LosesNoIndexThatWasWrittenUnderAClearState) {
+    const Scratch_file place;
+    Hreclaim<Hfile64> file;
+    file.Open(place.path(), true, false);
+    file.AddItem(std::string(150, 'k'), SegBuf());
+    file.SetState(0);
+
+    file.WriteIndex();
+
+    // Behind the first index, of 256 bytes, and the item, of another 256.
+    EXPECT_EQ(to_hex(place.content().substr(9, 11)), "00 00 00 00 00 00 00 00 00 02 14");
+}
 
 TEST(HreclaimCrashTest, LeavesBeforeAfterAStateOrAWindowWith64Bits) {
     expect_as_told(crash_after_each_byte<Hfile64>(2000));

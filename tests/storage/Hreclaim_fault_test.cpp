@@ -31,6 +31,7 @@ void expect_variety(const Fault_tally& tally) {
         EXPECT_TRUE(tally.reopened.contains(reopened)) << reopened;
     }
     EXPECT_GT(tally.harmless, 0U);
+    EXPECT_GT(tally.repeated, 0U);
 }
 
 // Lets this process write no file past a size, as on a full disk.

@@ -122,12 +122,21 @@ public:
                      << ": " << end);
         ++m_tally.raised[end];
         expect_allowed(disk.failed, end);
+        if (m_stages[stage].step.kind == Kind::kGet && !is_for_ever) {
+            // What only read may go on.
+            EXPECT_TRUE(apply(m_stages[stage].step, *file) ==
+                        m_stages[stage].content.at(m_stages[stage].step.key));
+            ++m_tally.repeated;
+        }
         const bool is_dead = is_for_ever && fault == Fake_disk::Fault::kIoError;
-        if (disk.failed.front() == Fake_disk::Call::kWrite && !is_dead && index % 2 == 0) {
-            // Cleaning up writes nothing and raises no second error.
+        const bool is_write = disk.failed.front() == Fake_disk::Call::kWrite;
+        const std::string left = disk.files[kName];
+        if (is_write && !is_dead && index % 2 == 0) {
             EXPECT_EQ(end_of([&] { file->Close(); }), "nothing");
         }
         file.reset();
+        // Cleaning up writes nothing, what was buffered when the write failed included.
+        EXPECT_TRUE(!is_write || disk.files[kName] == left);
         disk.heal();
         EXPECT_EQ(disk.open_files, 0);
         check_reopened(disk, stage);

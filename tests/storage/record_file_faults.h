@@ -10,6 +10,7 @@
 struct Fault_tally {
     std::size_t runs = 0;
     std::size_t harmless = 0;  // nothing was raised, and the file is as without the fault
+    std::size_t repeated = 0;  // readings that failed and were done again
     std::map<std::string, std::size_t> raised;    // by number and text, without names
     std::map<std::string, std::size_t> reopened;  // "stale", "sound" and the like
 };
