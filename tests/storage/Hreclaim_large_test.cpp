@@ -178,6 +178,29 @@ TEST_F(NearlyFullRecordFileTest, RefusesAReplacementAndKeepsTheOldItem) {
     EXPECT_EQ(read_item(m_file, "a"), "old");
 }
 
+TEST_F(NearlyFullRecordFileTest, RefusesARenameAndKeepsTheItem) {
+    // The longer key needs a block of 64 in place of one of 32.
+    make(63);
+    const std::string head = m_place.bytes(0, 1024);
+
+    EXPECT_QTX(m_file.RenameItem("a", std::string(20, 'k')), HioErr, HioErr::kWriteFailed,
+               write_error());
+
+    expect_as_before(head);
+    EXPECT_EQ(read_item(m_file, "a"), "old");
+}
+
+TEST_F(NearlyFullRecordFileTest, RenamesWithinASlotWhenItIsFull) {
+    make(0);
+
+    m_file.RenameItem("a", "b");
+    m_file.Close();
+
+    EXPECT_EQ(m_place.size(), kLargest32);
+    m_file.Open(m_place.path(), false, true);
+    EXPECT_EQ(read_item(m_file, "b"), "old");
+}
+
 TEST_F(NearlyFullRecordFileTest, TakesAnItemIntoAHoleWhenItIsFull) {
     make(0);
     m_file.DeleteItem("a");
