@@ -121,8 +121,7 @@ template <class F>
 void Hreclaim<F>::RenameItem(const qtString& from, const qtString& to) {
     SegBuf blob;
     GetItem(from, blob);
-    // What the new key makes too large is refused while the old one is still there.
-    static_cast<void>(GetSlot(Zandrel::ItemSize(to.size(), blob.size)));
+    RequirePlace(to, blob.size, GetSlot(Zandrel::ItemSize(from.size(), blob.size)));
     DeleteItem(from);
     AddItem(to, blob);
     dirty = true;
@@ -502,6 +501,21 @@ void Hreclaim<F>::PlaceItem(const qtString& key, const SegBuf& data, unsigned in
     }
     AddAtOffset(key, data, 0);
     WritePadding(Zandrel::BlockSize(slot) - static_cast<unsigned int>(total));
+}
+
+// Refuses an item that is too large or has no room, as AddItem does, while the item that is to be
+// renamed is still there. The block of that one, of slot `freed`, may be used.
+template <class F>
+void Hreclaim<F>::RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed) {
+    const unsigned int slot = GetSlot(Zandrel::ItemSize(key.size(), data_length));
+    Offset offset = 0;
+    unsigned int old_length = 0;
+    GetKeyInfo(key, offset, old_length);
+    const bool is_in_place =
+        offset != 0 && GetSlot(Zandrel::ItemSize(key.size(), old_length)) == slot;
+    if (!is_in_place && slot != freed && holes[slot].empty()) {
+        io.device->RequireRoom(Zandrel::BlockSize(slot));
+    }
 }
 
 // Makes a block a hole, in the file and in its list.

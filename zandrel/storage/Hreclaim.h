@@ -125,6 +125,7 @@ private:
     bool ReadsKey(const qtString& key);
     void WriteData(const SegBuf& data);
     void ReadData(SegBuf& data, unsigned int byte_count);
+    void RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed);
     void PlaceItem(const qtString& key, const SegBuf& data, unsigned int slot, std::uint64_t total);
     void FreeBlock(unsigned int slot, Offset offset);
     void MarkChanged();

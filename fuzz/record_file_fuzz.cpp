@@ -1,0 +1,188 @@
+// Record files: any bytes either open as one or are refused by an error of the record file, and
+// what opens can be read, changed and closed without any other end.
+//
+// The input is the file. Its fourth byte tells the width, as in the magic: 0x80 stands for 32 bits,
+// all else for 64.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <string>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/HioErr.h"
+#include "zandrel/storage/Hreclaim.h"
+#include "zandrel/storage/SegBuf.h"
+
+#include "fuzz/fuzz_target.h"
+
+namespace {
+
+// Of a file with many keys these are enough.
+constexpr std::size_t kMostKeys = 64;
+
+void require(bool claim, const char* text) {
+    if (!claim) {
+        std::fprintf(stderr, "broken: %s\n", text);
+        std::abort();
+    }
+}
+
+// A file without a place on any disk, which can be opened by name all the same.
+class Memory_file {
+public:
+    Memory_file() : m_file(memfd_create("record_file", 0)) {
+        require(m_file >= 0, "a file in memory");
+    }
+
+    Memory_file(const Memory_file&) = delete;
+    Memory_file& operator=(const Memory_file&) = delete;
+
+    ~Memory_file() { close(m_file); }
+
+    std::string name() const { return "/proc/self/fd/" + std::to_string(m_file); }
+
+    void fill(const std::string& bytes) const {
+        const auto size = static_cast<ssize_t>(bytes.size());
+        require(ftruncate(m_file, 0) == 0 && pwrite(m_file, bytes.data(), bytes.size(), 0) == size,
+                "filling the file");
+    }
+
+    std::string bytes() const {
+        struct stat found {};
+
+        require(fstat(m_file, &found) == 0, "asking for the size");
+        std::string read(static_cast<std::size_t>(found.st_size), '\0');
+        require(pread(m_file, read.data(), read.size(), 0) == found.st_size, "reading the file");
+        return read;
+    }
+
+private:
+    int m_file;
+};
+
+// Whether a statement raises nothing; else it must be an error that damage may lead to.
+template <class Statement>
+bool succeeds(Statement&& statement) {
+    try {
+        statement();
+    } catch (const qtX<HioErr>& raised) {
+        require(raised.number() == HioErr::kBadOffset || raised.number() == HioErr::kReadFailed ||
+                    raised.number() == HioErr::kWriteFailed,
+                raised.what());
+        return false;
+    } catch (const qtX<AbstractHreclaim>& raised) {
+        require(raised.number() != AbstractHreclaim::kMissingFile, raised.what());
+        return false;
+    }
+    return true;
+}
+
+std::optional<std::string> read_item(AbstractHreclaim& file, const qtString& key) {
+    SegBuf data;
+    if (!succeeds([&] { file.GetItem(key, data); })) {
+        return std::nullopt;
+    }
+    require(data.offset == 0, "a blob is ready to be read");
+    std::string bytes(data.size, '\0');
+    HSegment(data, 'r').Read(bytes.data(), data.size);
+    return bytes;
+}
+
+using Content = std::map<qtString, std::optional<std::string>>;
+
+Content read_all(AbstractHreclaim& file) {
+    std::vector<qtString> keys;
+    file.GetIndex(keys);
+    require(keys.size() == file.GetIndexSize(), "the number of keys");
+    require(std::is_sorted(keys.begin(), keys.end()), "the order of keys");
+    keys.resize(std::min(keys.size(), kMostKeys));
+    Content content;
+    for (const qtString& key : keys) {
+        require(file.Exists(key), "a key of the index exists");
+        content[key] = read_item(file, key);
+    }
+    return content;
+}
+
+// A damaged file may have items over each other and over the header, so that what was written may
+// be an error afterwards, but no other blob.
+void add(AbstractHreclaim& file, const qtString& key, std::size_t byte_count) {
+    std::string bytes(byte_count, 'z');
+    SegBuf data;
+    HSegment(data, 'w').Write(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    if (succeeds([&] { file.AddItem(key, data); })) {
+        require(file.Exists(key), "an added key exists");
+        const std::optional<std::string> read = read_item(file, key);
+        require(!read || *read == bytes, "an added blob is read again");
+    }
+}
+
+void change_all(AbstractHreclaim& file, const Content& content) {
+    std::size_t turn = 0;
+    for (const auto& entry : content) {
+        const qtString& key = entry.first;
+        const std::size_t size = entry.second ? entry.second->size() : 0;
+        switch (turn++ % 4) {
+            case 0:
+                add(file, key, size);
+                break;
+            case 1:
+                add(file, key, 2 * size + 1);
+                break;
+            case 2:
+                if (succeeds([&] { file.DeleteItem(key); })) {
+                    require(!file.Exists(key), "a deleted key is gone");
+                }
+                break;
+            default:
+                succeeds([&] { file.RenameItem(key, key + qtString("r")); });
+                break;
+        }
+    }
+    add(file, "new", 20);
+}
+
+template <class Device>
+void check(const Memory_file& place, const std::string& input) {
+    place.fill(input);
+    Hreclaim<Device> file;
+    if (!succeeds([&] { file.Open(place.name(), false, true); })) {
+        return;
+    }
+    const Content content = read_all(file);
+    require(read_all(file) == content, "a second reading gives the same");
+    file.Close();
+    require(place.bytes() == input, "reading changes nothing");
+
+    file.Open(place.name(), false, false);
+    succeeds([&] { file.MarkDeleted602Records(); });
+    change_all(file, content);
+    if (succeeds([&] { file.Close(); })) {
+        succeeds([&] {
+            file.Open(place.name(), false, true);
+            read_all(file);
+        });
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const Memory_file place;
+    const std::string input(data, data + size);
+    if (size > 3 && data[3] == 0x80) {
+        check<Hfile32>(place, input);
+    } else {
+        check<Hfile64>(place, input);
+    }
+    return 0;
+}

@@ -1,0 +1,23 @@
+// A disk that fails at each of its calls, as in Hreclaim_fault_test.cpp.
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/Hfile32.h"
+#include "zandrel/storage/Hfile64.h"
+
+#include "tests/storage/record_file_faults.h"
+
+TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
+    const Fault_tally tally = fail_each_call<Hfile64>(300, 0, 1);
+
+    EXPECT_GT(tally.runs, 300U);
+    EXPECT_TRUE(tally.raised.contains("record 1 Cannot read index"));
+    EXPECT_TRUE(tally.reopened.contains("torn"));
+}
+
+TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
+    const Fault_tally tally = fail_each_call<Hfile32>(300, 0, 1);
+
+    EXPECT_GT(tally.runs, 300U);
+    EXPECT_TRUE(tally.raised.contains("record 1 Cannot read index"));
+    EXPECT_TRUE(tally.reopened.contains("torn"));
+}

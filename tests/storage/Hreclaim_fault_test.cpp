@@ -1,0 +1,98 @@
+// A disk that fails at one call; Hreclaim_fault_slow_test.cpp tries all of them.
+#include "zandrel/storage/Hreclaim.h"
+
+#include <csignal>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/HioErr.h"
+
+#include "tests/storage/record_file_faults.h"
+#include "tests/storage/record_file_script.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/scratch_file.h"
+
+namespace {
+
+// Each error of a device and each fate of a file must have come up.
+void expect_variety(const Fault_tally& tally) {
+    for (const char* raised :
+         {"device 0 Cannot open file: ", "device 1 Close error in file ",
+          "device 2 Invalid file offset in file ", "device 2 SeekEnd error in file ",
+          "device 3 Read error in file ", "device 4 Write error in file "}) {
+        EXPECT_TRUE(tally.raised.contains(raised)) << raised;
+    }
+    for (const char* reopened : {"stale", "sound", "lost"}) {
+        EXPECT_TRUE(tally.reopened.contains(reopened)) << reopened;
+    }
+    EXPECT_GT(tally.harmless, 0U);
+    EXPECT_GT(tally.repeated, 0U);
+}
+
+// Lets this process write no file past a size, as on a full disk.
+class Size_limit {
+public:
+    explicit Size_limit(rlim_t size) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{size, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+
+    Size_limit(const Size_limit&) = delete;
+    Size_limit& operator=(const Size_limit&) = delete;
+
+    ~Size_limit() {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_handler);
+    }
+
+private:
+    rlimit m_before{};
+    void (*m_handler)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
+
+template <class Device>
+class HreclaimFullDiskTest : public testing::Test {};
+
+using Devices = testing::Types<Hfile64, Hfile32>;
+
+}  // namespace
+
+TYPED_TEST_SUITE(HreclaimFullDiskTest, Devices, );
+
+TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
+    expect_variety(fail_each_call<Hfile64>(300, 0, 17));
+}
+
+TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
+    expect_variety(fail_each_call<Hfile32>(300, 5, 17));
+}
+
+TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {
+    const Scratch_file place;
+    const std::string blob(20000, 'b');
+    {
+        Hreclaim<TypeParam> file;
+        file.Open(place.path(), true, false);
+        file.AddItem("first", record_of(blob));
+        const Size_limit limit(90000);  // for header, index and two blocks of 32768
+        file.AddItem("second", record_of(blob));
+
+        EXPECT_QTX_ARGS(file.AddItem("third", record_of(blob)), HioErr, HioErr::kWriteFailed,
+                        "Write error in file " + place.path().str(), {place.path()});
+        EXPECT_NO_THROW(file.AddItem("fourth", record_of(blob)));
+        EXPECT_NO_THROW(file.Close());
+    }
+
+    Hreclaim<TypeParam> file;
+    file.Open(place.path(), false, true);
+    unsigned char state = 0;
+    file.GetState(state);
+    EXPECT_EQ(state, AbstractHreclaim::kStaleIndex);
+    EXPECT_EQ(file.GetIndexSize(), 0U);
+}

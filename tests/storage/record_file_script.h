@@ -1,0 +1,89 @@
+// Random scripts of changes to a record file, and how they are done to a file and to its model.
+#ifndef ZANDREL_TESTS_STORAGE_RECORD_FILE_SCRIPT_H_
+#define ZANDREL_TESTS_STORAGE_RECORD_FILE_SCRIPT_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <random>
+#include <string>
+
+#include "zandrel/storage/AbstractHreclaim.h"
+
+#include "tests/storage/record_file_model.h"
+
+struct Record_step {
+    enum class Kind {
+        kAdd,
+        kDelete,
+        kRename,
+        kGet,
+        kWriteIndex,
+        kReopen,
+        kSetFileId,
+        kSetState,
+        kRepair
+    };
+
+    Kind kind = Kind::kWriteIndex;
+    std::string key = {};
+    std::string to = {};    // of a rename
+    std::string data = {};  // of an add
+    // The owner's words. `number` is the file's number, or the state.
+    unsigned int number = 0;
+    unsigned short version = 0;
+    unsigned char flags = 0;
+};
+
+void PrintTo(const Record_step& step, std::ostream* out);
+
+struct Script_shape {
+    unsigned int key_count = 200;
+    // The sizes of items lie around the powers of two from and to these.
+    unsigned int least_power = 4;
+    unsigned int largest_power = 12;
+    unsigned int rarely_largest_power = 17;  // one add in a hundred
+    unsigned int changes_an_index = 50;  // one index is written after so many changes, on average
+    unsigned int owner_percent = 2;      // of the steps: the owner's words, and repairs
+    bool has_owner_states = false;       // whether the owner changes the state as well
+    // Whether a blob ends with another byte than what stands in its place, if its item replaces one
+    // in place, so that a torn write of the item never looks complete.
+    bool differs_in_place = false;
+};
+
+// Steps that fit the model, one after the other.
+class Script_source {
+public:
+    Script_source(std::uint32_t seed, const Script_shape& shape) : m_random(seed), m_shape(shape) {}
+
+    // The next step for a file that is as the model tells.
+    Record_step next(const Record_file_model& model);
+
+private:
+    unsigned int below(unsigned int limit) { return static_cast<unsigned int>(m_random() % limit); }
+
+    Record_step add(const Record_file_model& model);
+    Record_step pick_owner_step();
+    std::string any_key();
+    std::string known_key(const Record_file_model& model);
+    std::string make_data(const Record_file_model& model, const std::string& key);
+
+    std::mt19937 m_random;
+    Script_shape m_shape;
+};
+
+// Does a step to the model.
+void apply(const Record_step& step, Record_file_model& model);
+
+// Does a step to a file. kReopen closes and opens it. What kGet reads is returned.
+std::optional<std::string> apply(const Record_step& step, AbstractHreclaim& file);
+
+// What a key reads as.
+std::string read_item(AbstractHreclaim& file, const std::string& key);
+
+// All that an open file holds.
+std::map<std::string, std::string> read_all(AbstractHreclaim& file);
+
+#endif  // ZANDREL_TESTS_STORAGE_RECORD_FILE_SCRIPT_H_

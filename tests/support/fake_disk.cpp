@@ -1,0 +1,193 @@
+#include "tests/support/fake_disk.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr std::string_view kPrefix = "fake/";
+
+Fake_disk* s_disk = nullptr;
+
+struct Open_file {
+    std::string* bytes;
+    std::uint64_t position;
+};
+
+bool is_fake(const char* name) {
+    return s_disk != nullptr && std::string_view(name).starts_with(kPrefix);
+}
+
+int error_number() {
+    return s_disk->fault == Fake_disk::Fault::kNoSpace ? ENOSPC : EIO;
+}
+
+ssize_t read_file(void* cookie, char* buffer, std::size_t byte_count) {
+    auto& file = *static_cast<Open_file*>(cookie);
+    if (s_disk->meet(Fake_disk::Call::kRead)) {
+        if (s_disk->fault != Fake_disk::Fault::kShort) {
+            errno = error_number();
+            return -1;
+        }
+        byte_count /= 2;
+    }
+    const std::uint64_t size = file.bytes->size();
+    const std::size_t left = file.position < size ? size - file.position : 0;
+    const std::size_t moved = std::min(left, byte_count);
+    std::memcpy(buffer, file.bytes->data() + std::min(file.position, size), moved);
+    file.position += moved;
+    return static_cast<ssize_t>(moved);
+}
+
+// The C library takes 0 for the failure of a stream of this kind.
+ssize_t write_file(void* cookie, const char* bytes, std::size_t byte_count) {
+    auto& file = *static_cast<Open_file*>(cookie);
+    if (s_disk->meet(Fake_disk::Call::kWrite)) {
+        if (s_disk->fault != Fake_disk::Fault::kShort) {
+            errno = error_number();
+            return 0;
+        }
+        byte_count /= 2;
+    }
+    if (file.position + byte_count > Fake_disk::kLargestFile) {
+        s_disk->has_grown_too_large = true;
+        errno = EFBIG;
+        return 0;
+    }
+    const std::size_t end = file.position + byte_count;
+    file.bytes->resize(std::max(file.bytes->size(), end));
+    std::memcpy(file.bytes->data() + file.position, bytes, byte_count);
+    if (s_disk->on_write) {
+        s_disk->on_write(file.position, {bytes, byte_count});
+    }
+    file.position = end;
+    return static_cast<ssize_t>(byte_count);
+}
+
+int seek_file(void* cookie, off64_t* offset, int whence) {
+    auto& file = *static_cast<Open_file*>(cookie);
+    if (s_disk->meet(Fake_disk::Call::kSeek)) {
+        errno = error_number();
+        return -1;
+    }
+    std::uint64_t base = 0;
+    if (whence == SEEK_CUR) {
+        base = file.position;
+    } else if (whence == SEEK_END) {
+        base = file.bytes->size();
+    }
+    const std::int64_t target = static_cast<std::int64_t>(base) + *offset;
+    if (target < 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    file.position = static_cast<std::uint64_t>(target);
+    *offset = target;
+    return 0;
+}
+
+// As of the system, the file is closed even by a close that fails.
+int close_file(void* cookie) {
+    delete static_cast<Open_file*>(cookie);
+    --s_disk->open_files;
+    if (s_disk->meet(Fake_disk::Call::kClose)) {
+        errno = error_number();
+        return -1;
+    }
+    return 0;
+}
+
+std::FILE* open_file(const std::string& name, const char* mode) {
+    if (s_disk->meet(Fake_disk::Call::kOpen)) {
+        errno = error_number();
+        return nullptr;
+    }
+    const bool is_new = mode[0] == 'w';
+    if (!is_new && !s_disk->files.contains(name)) {
+        errno = ENOENT;
+        return nullptr;
+    }
+    std::string& bytes = s_disk->files[name];
+    if (is_new) {
+        bytes.clear();
+    }
+    ++s_disk->open_files;
+    const cookie_io_functions_t calls = {read_file, write_file, seek_file, close_file};
+    return fopencookie(new Open_file{&bytes, 0}, mode, calls);
+}
+
+}  // namespace
+
+Fake_disk::Fake_disk() {
+    assert(s_disk == nullptr);
+    s_disk = this;
+}
+
+Fake_disk::~Fake_disk() {
+    assert(open_files == 0);
+    s_disk = nullptr;
+}
+
+void Fake_disk::fail_at(std::size_t index, Fault kind, bool for_ever) {
+    calls.clear();
+    failed.clear();
+    fault = kind;
+    m_is_faulty = true;
+    m_is_for_ever = for_ever;
+    m_first = index;
+}
+
+bool Fake_disk::can_befall(Fault fault, Call call) {
+    switch (fault) {
+        case Fault::kNoSpace:
+            return call == Call::kWrite;
+        case Fault::kShort:
+            return call == Call::kRead || call == Call::kWrite;
+        case Fault::kIoError:
+            break;
+    }
+    return true;
+}
+
+bool Fake_disk::meet(Call call) {
+    const std::size_t index = calls.size();
+    calls.push_back(call);
+    const bool is_due = m_is_for_ever ? index >= m_first : index == m_first;
+    if (!m_is_faulty || !is_due || !can_befall(fault, call)) {
+        return false;
+    }
+    failed.push_back(call);
+    return true;
+}
+
+// The linker sends the calls of the program and of the library here, and `__real_` to the system.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+std::FILE* __real_fopen(const char* name, const char* mode);
+std::FILE* __real_fopen64(const char* name, const char* mode);
+int __real_stat(const char* name, struct stat* found);
+std::FILE* __wrap_fopen(const char* name, const char* mode);
+std::FILE* __wrap_fopen64(const char* name, const char* mode);
+int __wrap_stat(const char* name, struct stat* found);
+
+std::FILE* __wrap_fopen(const char* name, const char* mode) {
+    return is_fake(name) ? open_file(name, mode) : __real_fopen(name, mode);
+}
+
+std::FILE* __wrap_fopen64(const char* name, const char* mode) {
+    return is_fake(name) ? open_file(name, mode) : __real_fopen64(name, mode);
+}
+
+int __wrap_stat(const char* name, struct stat* found) {
+    if (!is_fake(name)) {
+        return __real_stat(name, found);
+    }
+    return s_disk->files.contains(name) ? 0 : -1;
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
