@@ -160,7 +160,8 @@ TYPED_TEST(HreclaimDamageTest, TakesNoMemoryForCountsThatTheFileCannotHold) {
             const Allocation_meter meter;
             EXPECT_QTX(file.Open(kName, false, true), HioErr, HioErr::kReadFailed,
                        "Read error in file fake/records");
-            EXPECT_LT(meter.bytes(), 20000U);
+            // The device's buffer, and what goes with an open file.
+            EXPECT_LT(meter.bytes(), 40000U);
         }
     }
 }

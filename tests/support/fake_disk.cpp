@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <sys/stat.h>
 
 namespace {
@@ -26,6 +27,8 @@ bool is_fake(const char* name) {
 int error_number() {
     return s_disk->fault == Fake_disk::Fault::kNoSpace ? ENOSPC : EIO;
 }
+
+std::map<std::FILE*, Open_file*> s_streams;  // those that are open
 
 ssize_t read_file(void* cookie, char* buffer, std::size_t byte_count) {
     auto& file = *static_cast<Open_file*>(cookie);
@@ -93,6 +96,7 @@ int seek_file(void* cookie, off64_t* offset, int whence) {
 
 // As of the system, the file is closed even by a close that fails.
 int close_file(void* cookie) {
+    std::erase_if(s_streams, [cookie](const auto& entry) { return entry.second == cookie; });
     delete static_cast<Open_file*>(cookie);
     --s_disk->open_files;
     if (s_disk->meet(Fake_disk::Call::kClose)) {
@@ -118,7 +122,23 @@ std::FILE* open_file(const std::string& name, const char* mode) {
     }
     ++s_disk->open_files;
     const cookie_io_functions_t calls = {read_file, write_file, seek_file, close_file};
-    return fopencookie(new Open_file{&bytes, 0}, mode, calls);
+    auto* const file = new Open_file{&bytes, 0};
+    std::FILE* const stream = fopencookie(file, mode, calls);
+    s_streams[stream] = file;
+    return stream;
+}
+
+// A stream without a buffer reads a file of the system at once, but one of ours byte by byte.
+std::size_t read_at_once(Open_file& file, char* bytes, std::size_t byte_count) {
+    std::size_t done = 0;
+    while (done < byte_count) {
+        const ssize_t piece = read_file(&file, bytes + done, byte_count - done);
+        if (piece <= 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(piece);
+    }
+    return done;
 }
 
 }  // namespace
@@ -171,6 +191,8 @@ extern "C" {
 std::FILE* __real_fopen(const char* name, const char* mode);
 std::FILE* __real_fopen64(const char* name, const char* mode);
 int __real_stat(const char* name, struct stat* found);
+std::size_t __real_fread(void* bytes, std::size_t size, std::size_t count, std::FILE* stream);
+std::size_t __wrap_fread(void* bytes, std::size_t size, std::size_t count, std::FILE* stream);
 std::FILE* __wrap_fopen(const char* name, const char* mode);
 std::FILE* __wrap_fopen64(const char* name, const char* mode);
 int __wrap_stat(const char* name, struct stat* found);
@@ -181,6 +203,13 @@ std::FILE* __wrap_fopen(const char* name, const char* mode) {
 
 std::FILE* __wrap_fopen64(const char* name, const char* mode) {
     return is_fake(name) ? open_file(name, mode) : __real_fopen64(name, mode);
+}
+
+std::size_t __wrap_fread(void* bytes, std::size_t size, std::size_t count, std::FILE* stream) {
+    const auto found = s_streams.find(stream);
+    return found == s_streams.end()
+               ? __real_fread(bytes, size, count, stream)
+               : read_at_once(*found->second, static_cast<char*>(bytes), size * count) / size;
 }
 
 int __wrap_stat(const char* name, struct stat* found) {

@@ -1,4 +1,5 @@
 // File_device: what the file devices do alike, whatever calls and types of positions they use.
+// Not installed: the library's own.
 #ifndef ZANDREL_STORAGE_FILE_DEVICE_H_
 #define ZANDREL_STORAGE_FILE_DEVICE_H_
 
