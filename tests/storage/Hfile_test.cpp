@@ -197,6 +197,16 @@ TYPED_TEST(HfileTest, SeeksBeforeTheFileAreRefused) {
     EXPECT_EQ(this->read(2), "bc");
 }
 
+// A read that failed leaves no known position, and no position before the file is taken for it.
+TYPED_TEST(HfileTest, SeeksBeforeTheFileAreRefusedAfterAFailedReadToo) {
+    this->disk.write("abc");
+    this->open('r');
+    EXPECT_THROW(this->read(4), qtX<HioErr>);
+
+    EXPECT_QTX_ARGS(this->device.Seek(-1), HioErr, 2,
+                    "Invalid file offset in file " + this->disk.path().str(), {this->disk.path()});
+}
+
 // A pipe has no positions.
 TYPED_TEST(HfileTest, SeeksInAPipeAreRefused) {
     const qtString name = this->disk.path();

@@ -55,7 +55,8 @@ public:
 
     void Seek(long long position) {
         if (m_device.file != nullptr) {
-            if (position == m_place.position || MoveInBuffer(position)) {
+            // No position is below 0, where an unknown one is.
+            if (position >= 0 && (position == m_place.position || MoveInBuffer(position))) {
                 return;
             }
             Flush();
@@ -284,6 +285,9 @@ private:
     }
 
     void RequireEnd(long long start, std::uint64_t byte_count) const {
+        if (start < 0) {
+            return;  // The place is not known, as in a pipe; the write itself will tell.
+        }
         if (start > Calls::kLargestEnd ||
             byte_count > static_cast<std::uint64_t>(Calls::kLargestEnd - start)) {
             RefuseWrite();
