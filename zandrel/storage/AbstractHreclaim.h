@@ -87,9 +87,8 @@ public:
     virtual unsigned int GetIndexSize() const = 0;
     // Appends all keys in their order.
     virtual void GetIndex(std::vector<qtString>& keys) const = 0;
-    // Marks what the index does not reach as holes, for owners that upgrade a file of format
-    // version
-    // 1. Only the file is marked: the space is not used again, and neither index nor state change.
+    // Marks what the index does not reach as holes, for owners that upgrade a file of version 1.
+    // Only the file is marked: the space is not used again, and neither index nor state change.
     // Items with keys of more than 128 bytes are not recognised.
     // COST: reads the whole file.
     virtual void MarkDeleted602Records() = 0;
