@@ -1,0 +1,28 @@
+// Kc_file: a knowledge container as a file of the program.
+#ifndef ZANDREL_CLI_KC_KC_FILE_H_
+#define ZANDREL_CLI_KC_KC_FILE_H_
+
+#include <string>
+
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/qtPtr.h"
+
+class zeManager;
+
+namespace cli {
+
+// Reads the knowledge container of a file. `progress` may be null.
+// RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if
+// it holds no container or a damaged one; qtX<zeWorkflow> 2 for an interruption.
+qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
+
+// Writes a container in place of the file, or leaves the file as it is: a new file is written
+// beside it, flushed to the disk, and renamed. A symbolic link is followed, and the permissions of
+// the file stay. `progress` may be null. A container that is compact already stays so.
+// RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. Then there is no
+// file left beside.
+void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_KC_FILE_H_

@@ -1,0 +1,34 @@
+// qtScrambler: hides the bytes of a record from a casual look.
+#ifndef ZANDREL_FOUNDATION_QTSCRAMBLER_H_
+#define ZANDREL_FOUNDATION_QTSCRAMBLER_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zandrel/export.h"
+
+// Changes runs of bytes in place, and back. It is no encryption: whoever has this library reads
+// what it has scrambled. It keeps texts from being found by a search through the file.
+//
+// A run is scrambled by itself: its bytes depend on the seed, the option word and the position in
+// the run alone. So a record must be cut into the same runs when it is read.
+//
+// Threads: any; an object never changes.
+class ZANDREL_EXPORT qtScrambler {
+public:
+    // What all files are written with.
+    static constexpr std::uint64_t kSeed = 0x278F9D405A414E44;
+    static constexpr std::uint32_t kOption = 0x4B435631;
+
+    explicit qtScrambler(std::uint64_t seed) noexcept : m_seed(seed) {}
+
+    // BORROWS: `byte_count` bytes, which change.
+    void Scramble(char* bytes, std::size_t byte_count, std::uint32_t option) const noexcept;
+    // Undoes Scramble with the same seed, length and option.
+    void Descramble(char* bytes, std::size_t byte_count, std::uint32_t option) const noexcept;
+
+private:
+    std::uint64_t m_seed;
+};
+
+#endif  // ZANDREL_FOUNDATION_QTSCRAMBLER_H_

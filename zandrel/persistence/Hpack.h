@@ -1,0 +1,87 @@
+// Hpack: the package, a file of records that is written once from front to back.
+// Format: docs/formats/kc.md
+#ifndef ZANDREL_PERSISTENCE_HPACK_H_
+#define ZANDREL_PERSISTENCE_HPACK_H_
+
+#include <map>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/qtBuffer.h"
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtString.h"
+#include "zandrel/storage/Generic32.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
+
+// A keyed store of blobs in a file or in memory, in the manner of a record file of 32-bit offsets,
+// but without holes and padding: items are appended, and the index follows the last of them. It
+// takes no more bytes than its content, and serves what is read whole and written whole.
+//
+// The index reaches the file in `Close`. A package that was never closed, or only destroyed, is no
+// package: opening it raises.
+//
+// Errors: those of file devices pass through, also from buffers; qtX<Hpack> as told below, with the
+// texts of docs/errors.md. After a failed operation, but for `GetItem`, the package is to be
+// dropped or opened anew.
+// Threads: one at a time.
+class ZANDREL_EXPORT Hpack {
+public:
+    // The numbers that a qtX<Hpack> carries.
+    static constexpr int kUnreadableIndex = 1;
+    static constexpr int kWrongKey = 2;
+
+    Hpack();
+    Hpack(const Hpack&) = delete;
+    Hpack& operator=(const Hpack&) = delete;
+    // Closes the device without writing the index; what fails then goes unreported.
+    ~Hpack();
+
+    // `mode` 'r' reads, 'w' begins a new package in place of what is there, 'u' opens one for
+    // changes. What was open before is dropped as by the destructor. A file or buffer that begins
+    // otherwise than a package does is opened all the same and is reported by `GetFileID` as bad;
+    // it has no items.
+    // RAISES: kUnreadableIndex "Cannot read index" (argument: the file's name); qtX<HioErr>.
+    void Open(const qtString& file, char mode);
+    // The same on a memory buffer, with modes 'r' and 'w'. A null pointer is an empty buffer, which
+    // 'w' makes.  SHARES: the buffer, until the package is closed.
+    void Open(qtPtr<qtBuffer>& buffer, char mode);
+    // Writes the index if items were added, and closes the device. A closed package stays so.
+    void Close();
+
+    // The owner's identity, as it stands in the header. With `bad` set the rest is 0.
+    void GetFileID(unsigned int& id, unsigned short& version, unsigned char& flags,
+                   bool& bad) const;
+    // Writes it to the header.
+    void SetFileID(unsigned int id, unsigned short version, unsigned char flags);
+
+    // Reads an item into an empty buffer, which is ready to be read from the start afterwards.
+    // RAISES: kWrongKey "Missing key in index: ", "Key points to invalid item: " or "Key points to
+    // wrong item: ", with the key behind (arguments: the file's name, the key).
+    void GetItem(const qtString& key, SegBuf& data);
+    // Writes an item at an offset, or at the end if that is 0, and enters it into the index, where
+    // an item of the same key is forgotten.
+    void AddAtOffset(const qtString& key, const SegBuf& data, unsigned int offset);
+    // The four bytes of a number, the highest first, as those of a record file.
+    static qtString MakeStringKey(unsigned int number);
+    // How many items there are.
+    unsigned int GetIndexSize() const;
+
+    Hio<Generic32> io;                       // over a plain Generic32 until it is opened
+    std::map<qtString, unsigned int> index;  // every key, and where its item is
+
+private:
+    void Start(char mode);
+    void ReadHeader();
+    void ReadIndex();
+    void WriteHeader();
+    void WriteIndex();
+    void Drop() noexcept;
+
+    unsigned int m_file_id = 0;
+    unsigned short m_version = 0;
+    unsigned char m_flags = 0;
+    bool m_is_bad = false;
+    bool m_is_dirty = false;  // `index` differs from what is in the file
+};
+
+#endif  // ZANDREL_PERSISTENCE_HPACK_H_

@@ -1,0 +1,82 @@
+// zeIO: moves a knowledge container between memory and its file.
+// Format: docs/formats/kc.md
+#ifndef ZANDREL_PERSISTENCE_ZEIO_H_
+#define ZANDREL_PERSISTENCE_ZEIO_H_
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/qtBuffer.h"
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtScrambler.h"
+#include "zandrel/foundation/qtString.h"
+#include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
+
+class zeBase;
+class zeManager;
+struct zeLogicalNode;
+struct zeNode;
+
+// Reads and writes the file of one manager, which owns it. zeManager::Read and Write are the usual
+// way in.
+//
+// Errors: qtX<zeIO> with the codes and texts of docs/errors.md; those of devices, packages, streams
+// and records pass through; an interruption raises qtX<zeWorkflow> 2.
+// - A file that cannot be opened, or is no file of a container, leaves the manager as it was.
+// - What fails behind that leaves it empty, as zeManager::Release does: a container that is only
+//   partly there must not be taken for whole.
+// - A failed write leaves a file that is none of a container.
+// Threads: one at a time, with the manager.
+class ZANDREL_EXPORT zeIO {
+public:
+    // BORROWS: `manager`, which must outlive this.
+    explicit zeIO(zeManager* manager);
+    zeIO(const zeIO&) = delete;
+    zeIO& operator=(const zeIO&) = delete;
+    ~zeIO();
+
+    // `mode`: not null. `progress`: may be null; BORROWS for the call.
+
+    // Reads a container in place of what the manager holds.
+    // REQUIRES: this is the manager's `m_io`.
+    // COST: one pass over the file; the largest record is in memory twice for a moment.
+    void LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
+    void LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
+    // Writes the container, or the subtree `mode->root`, in place of what is there. A null buffer
+    // is made.
+    // REQUIRES: this is the manager's `m_io`.
+    // RAISES: 3 "Logical node is not a Classifier" before a classifier is written.
+    void DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
+    void DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
+    // Writes the container to a new file, with its texts converted if `converter` is given, while
+    // the manager stays on the old one, also if it fails.
+    void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
+                CTProgress* progress);
+    // Changes whether a closed file says that its texts are Unicode. The form and the manager's
+    // version become those of the file.
+    void SetUnicodeFlag(const qtString& file, bool flag);
+
+    // The bound of the classifier cache; 0 without one, when all classifiers are in memory.
+    unsigned int ReadOnDemand() const;
+
+    // Writes and reads one object's item, for the objects whose records hold others.
+    // RAISES: 7 "Unknown Classifier object" (argument: the type), and what the record raises; an
+    // object that is read is in the manager's registry from the start of its record on.
+    void DumpObject(const zeBase* object);
+    zeBase* LoadObject(unsigned int id, zeNode* node);
+
+    zeManager* m_manager;     // BORROWS
+    Hpack m_pack;             // the plain file, open during a load or dump alone
+    unsigned int m_io_mode = KcIoMode::AUTO_IO;  // the form in use
+    unsigned int m_version = 0;                  // of the open file
+    bool m_compact = false;                      // write without what only training needs
+    bool m_compact_read = false;                 // what the file that was read says
+    bool m_read_only = false;                    // changes do not reach the cached file
+    Hio<HSegment>::Converter m_converter = nullptr;  // of all texts that are written; or null
+    void* m_converter_context = nullptr;
+    qtScrambler m_scrambler{qtScrambler::kSeed};
+};
+
+#endif  // ZANDREL_PERSISTENCE_ZEIO_H_
