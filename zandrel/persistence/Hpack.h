@@ -47,6 +47,8 @@ public:
     void Open(qtPtr<qtBuffer>& buffer, char mode);
     // Writes the index if items were added, and closes the device. A closed package stays so.
     void Close();
+    // Closes the device without writing the index, as the destructor does.
+    void Abandon() noexcept;
 
     // The owner's identity, as it stands in the header. With `bad` set the rest is 0.
     void GetFileID(unsigned int& id, unsigned short& version, unsigned char& flags,
@@ -75,7 +77,6 @@ private:
     void ReadIndex();
     void WriteHeader();
     void WriteIndex();
-    void Drop() noexcept;
 
     unsigned int m_file_id = 0;
     unsigned short m_version = 0;
