@@ -79,12 +79,16 @@ void Hpack::SetFileID(unsigned int id, unsigned short version, unsigned char fla
 void Hpack::GetItem(const qtString& key, SegBuf& data) {
     const auto found = index.find(key);
     if (found == index.end()) {
-        RaiseKeyError("Missing key in index: ", key);
+        RefuseKey("Missing key in index: ", key);
     }
     SeekTo(found->second);
-    if (const char* const fault = Zandrel::ReadItem(io, key, data)) {
-        RaiseKeyError(fault, key);
+    if (!Zandrel::ReadsItemTag(io)) {
+        RefuseKey("Key points to invalid item: ", key);
     }
+    if (!Zandrel::ReadsKey(io, key)) {
+        RefuseKey("Key points to wrong item: ", key);
+    }
+    Zandrel::ReadBlob(io, data);
 }
 
 void Hpack::AddAtOffset(const qtString& key, const SegBuf& data, unsigned int offset) {
@@ -252,6 +256,6 @@ void Hpack::Drop() noexcept {
     m_is_broken = false;
 }
 
-void Hpack::RaiseKeyError(const char* what, const qtString& key) const {
+void Hpack::RefuseKey(const char* what, const qtString& key) const {
     throw qtX<Hpack>(kWrongKey, qtString(what).append(key.view()), {io.device->name, key});
 }

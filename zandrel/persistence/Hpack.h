@@ -91,7 +91,7 @@ private:
     void SeekTo(unsigned int offset);
     void RequirePackage() const;
     void Drop() noexcept;
-    [[noreturn]] void RaiseKeyError(const char* what, const qtString& key) const;
+    [[noreturn]] void RefuseKey(const char* what, const qtString& key) const;
 
     qtPtrLight<Generic32> m_closed;   // the device that does nothing
     unsigned int m_index_offset = 0;  // of the index in the file; 0: none yet

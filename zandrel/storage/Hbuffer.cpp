@@ -61,10 +61,10 @@ void Hbuffer::Write(char* bytes, unsigned int byte_count) {
         return;
     }
     if (read_only || m_buffer.IsNull()) {
-        RefuseWrite("File is not open for writing");
+        FailToWrite("File is not open for writing");
     }
     if (byte_count > kLargestEnd - static_cast<unsigned int>(m_position)) {
-        RefuseWrite("Write error in file " + name);
+        FailToWrite("Write error in file " + name);
     }
     if (byte_count != 0) {
         Put(bytes, byte_count);
@@ -116,7 +116,7 @@ void Hbuffer::RaiseReadError() const {
     HioErr::Raise(HioErr::kReadFailed, "Read error in file " + name, name);
 }
 
-void Hbuffer::RefuseWrite(const qtString& text) {
+void Hbuffer::FailToWrite(const qtString& text) {
     failed = true;
     HioErr::Raise(HioErr::kWriteFailed, text, name);
 }

@@ -44,7 +44,7 @@ private:
     int Size() const;
     void RequireOpen() const;
     [[noreturn]] void RaiseReadError() const;
-    [[noreturn]] void RefuseWrite(const qtString& text);
+    [[noreturn]] void FailToWrite(const qtString& text);
     void Put(const char* bytes, unsigned int byte_count);
 
     qtPtr<qtBuffer> m_buffer;  // null when none is open

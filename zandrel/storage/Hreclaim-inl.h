@@ -84,9 +84,13 @@ void Hreclaim<F>::GetItem(const qtString& key, SegBuf& data) {
         RaiseKeyError("Missing key in index: ", key);
     }
     SeekTo(found->second);
-    if (const char* const fault = Zandrel::ReadItem(io, key, data)) {
-        RaiseKeyError(fault, key);
+    if (!Zandrel::ReadsItemTag(io)) {
+        RaiseKeyError("Key points to invalid item: ", key);
     }
+    if (!Zandrel::ReadsKey(io, key)) {
+        RaiseKeyError("Key points to wrong item: ", key);
+    }
+    Zandrel::ReadBlob(io, data);
 }
 
 template <class F>

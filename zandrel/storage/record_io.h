@@ -1,4 +1,4 @@
-// What files of keyed blobs write and read alike: items, and the runs of a SegBuf.
+// What files of keyed blobs write and read alike: their items.
 // Format: docs/formats/record_file.md
 #ifndef ZANDREL_STORAGE_RECORD_IO_H_
 #define ZANDREL_STORAGE_RECORD_IO_H_
@@ -10,9 +10,10 @@
 
 namespace Zandrel {
 
-// Writes all bytes of a record, a segment at a time.
+// Writes an item, a segment of its data at a time.
 template <class T>
-void WriteBlob(Hio<T>& io, const SegBuf& data) {
+void WriteItem(Hio<T>& io, const qtString& key, const SegBuf& data) {
+    io << kItemTag << key << data.size;
     for (unsigned int position = 0; position < data.size;) {
         char* run = nullptr;
         unsigned int length = 0;
@@ -22,23 +23,14 @@ void WriteBlob(Hio<T>& io, const SegBuf& data) {
     }
 }
 
-// Reads so many bytes into an empty record.
-template <class T>
-void ReadBlob(Hio<T>& io, SegBuf& data, unsigned int byte_count) {
-    data.Extend(byte_count);
-    for (unsigned int position = 0; position < byte_count;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        data.Locate(position, byte_count, run, length);
-        io.ReadBytes(run, length);
-        position += length;
-    }
-}
+// The three steps of reading an item.
 
+// Reads a tag and tells whether it is that of an item.
 template <class T>
-void WriteItem(Hio<T>& io, const qtString& key, const SegBuf& data) {
-    io << kItemTag << key << data.size;
-    WriteBlob(io, data);
+bool ReadsItemTag(Hio<T>& io) {
+    unsigned int tag = 0;
+    io >> tag;
+    return tag == kItemTag;
 }
 
 // Reads a key and tells whether it is this one. One of another length is another key, which need
@@ -55,20 +47,18 @@ bool ReadsKey(Hio<T>& io, const qtString& key) {
     return stored == key;
 }
 
-// Reads the item of a key into an empty record. Returns null, or the text of what the key has led
-// to instead; nothing is read into the record then.
+// Reads data, its length in front, into an empty record.
 template <class T>
-const char* ReadItem(Hio<T>& io, const qtString& key, SegBuf& data) {
-    unsigned int tag = 0;
-    io >> tag;
-    if (tag != kItemTag) {
-        return "Key points to invalid item: ";
+void ReadBlob(Hio<T>& io, SegBuf& data) {
+    const unsigned int byte_count = io.ReadCount(1);
+    data.Extend(byte_count);
+    for (unsigned int position = 0; position < byte_count;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        data.Locate(position, byte_count, run, length);
+        io.ReadBytes(run, length);
+        position += length;
     }
-    if (!ReadsKey(io, key)) {
-        return "Key points to wrong item: ";
-    }
-    ReadBlob(io, data, io.ReadCount(1));
-    return nullptr;
 }
 
 }  // namespace Zandrel
