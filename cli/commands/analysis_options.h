@@ -1,0 +1,29 @@
+// The options that say how texts become concepts, which several commands have.
+#ifndef ZANDREL_CLI_COMMANDS_ANALYSIS_OPTIONS_H_
+#define ZANDREL_CLI_COMMANDS_ANALYSIS_OPTIONS_H_
+
+#include <string>
+
+#include "cli/text/Text_analysis.h"
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// As they stand on the command line.
+struct Analysis_names {
+    std::string kind = "phrases";
+    std::string stem_language;  // empty: no stemming
+};
+
+// Adds --analysis and --stem.  BORROWS: `names`, which must outlive `command`.
+void add_analysis_options(CLI::App& command, Analysis_names& names);
+
+// RAISES: CLI::ValidationError for a language without words to stem.
+Analysis_settings analysis_settings(const Analysis_names& names);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_ANALYSIS_OPTIONS_H_
