@@ -12,14 +12,13 @@
 
 namespace {
 
+// The bytes of the document's block for a width of offsets.
+std::string shown_bytes(bool is_wide) {
+    return bytes_of_block(ZANDREL_RECORD_FILE_DOCUMENT, is_wide ? "hex64" : "hex32");
+}
+
 template <class F>
-class RecordFileDocumentTest : public Record_file_test<F> {
-protected:
-    static std::string example() {
-        const char* const name = Record_file_test<F>::is_wide ? "hex64" : "hex32";
-        return bytes_of_block(ZANDREL_RECORD_FILE_DOCUMENT, name);
-    }
-};
+class RecordFileDocumentTest : public Record_file_test<F> {};
 
 TYPED_TEST_SUITE(RecordFileDocumentTest, File_devices);
 
@@ -31,11 +30,11 @@ TYPED_TEST(RecordFileDocumentTest, ShowsTheFileThatIsWritten) {
     this->add("b", "oxen");
     this->file.Close();
 
-    EXPECT_EQ(to_hex(this->example()), to_hex(this->disk.content()));
+    EXPECT_EQ(to_hex(shown_bytes(TestFixture::is_wide)), to_hex(this->disk.content()));
 }
 
 TYPED_TEST(RecordFileDocumentTest, ShowsAFileThatCanBeRead) {
-    this->disk.write(this->example());
+    this->disk.write(shown_bytes(TestFixture::is_wide));
 
     this->file.Open(this->disk.path(), false, true);
 

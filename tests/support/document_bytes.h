@@ -1,4 +1,4 @@
-// Bytes that pages under docs/ show, for tests that hold the pages against the code.
+// bytes_of_block: the bytes that a document of a format shows in a named block.
 #ifndef ZANDREL_TESTS_SUPPORT_DOCUMENT_BYTES_H_
 #define ZANDREL_TESTS_SUPPORT_DOCUMENT_BYTES_H_
 
@@ -35,9 +35,9 @@ inline void take_document_line(const std::string& line, std::string& bytes) {
     }
 }
 
-// The bytes of the code block of this name; empty if the page has none.
-inline std::string bytes_of_block(const char* page, const std::string& name) {
-    std::ifstream document(page);
+// The bytes of the block of this name in the document of this path.
+inline std::string bytes_of_block(const char* path, const std::string& name) {
+    std::ifstream document(path);
     std::string bytes;
     bool is_inside = false;
     for (std::string line; std::getline(document, line);) {
