@@ -48,9 +48,9 @@ TEST(ConceptOrderTest, GoesByUnsignedBytesAndPutsTheShorterFirst) {
 
 TEST(ConceptOrderTest, IsThatOfWholeTexts) {
     std::mt19937 random(7);
-    std::vector<std::string> texts;
-    for (int i = 0; i < 2000; ++i) {
-        texts.push_back(random_text(random));
+    std::vector<std::string> texts(2000);
+    for (std::string& text : texts) {
+        text = random_text(random);
     }
     const std::vector<std::string> result = ordered(texts);
 
