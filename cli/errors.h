@@ -46,6 +46,13 @@ public:
         : std::runtime_error("cannot read " + file + ": " + reason) {}
 };
 
+// A file that cannot be written. What stood there before stands there still.
+class Output_error : public std::runtime_error {
+public:
+    Output_error(const std::string& file, const std::string& reason)
+        : std::runtime_error("cannot write " + file + ": " + reason) {}
+};
+
 // What `errno` says of the last call of the system, which may have left it at 0.
 inline std::string reason_of_failure() {
     return errno == 0 ? "unknown reason" : std::generic_category().message(errno);

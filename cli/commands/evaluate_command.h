@@ -1,0 +1,15 @@
+// The command that measures a model: evaluate.
+#ifndef ZANDREL_CLI_COMMANDS_EVALUATE_COMMAND_H_
+#define ZANDREL_CLI_COMMANDS_EVALUATE_COMMAND_H_
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+void add_evaluate_command(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_EVALUATE_COMMAND_H_

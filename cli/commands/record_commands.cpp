@@ -1,0 +1,75 @@
+#include "cli/commands/record_commands.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "cli/records/Record_check.h"
+#include "cli/records/Record_dump.h"
+#include "cli/records/Record_file.h"
+#include "cli/text/Json.h"
+
+namespace cli {
+
+namespace {
+
+// What both commands are given.
+struct Record_words {
+    std::string file;
+    bool writes_json = false;
+};
+
+void print_dump(const Record_words& words) {
+    const Record_file file = read_record_file(words.file);
+    if (words.writes_json) {
+        print_json(record_dump_json(file), Json_form::kManyLines, std::cout);
+    } else {
+        print_record_dump(file, std::cout);
+    }
+}
+
+int status_of(Record_condition condition) {
+    switch (condition) {
+        case Record_condition::kClean:
+            return kSuccess;
+        case Record_condition::kRepairable:
+            return kRepairable;
+        case Record_condition::kLost:
+            break;
+    }
+    return kDataError;
+}
+
+void print_check(const Record_words& words, Command_result& result) {
+    const Record_check check = check_record_file(read_record_file(words.file));
+    if (words.writes_json) {
+        print_json(record_check_json(check), Json_form::kManyLines, std::cout);
+    } else {
+        print_record_check(check, std::cout);
+    }
+    result.status = status_of(check.condition);
+}
+
+CLI::App& add_record_command(CLI::App& app, const char* name, const char* description,
+                             Record_words& words) {
+    CLI::App* const command = app.add_subcommand(name, description);
+    command->add_option("FILE", words.file, "A record file")->required()->type_name("");
+    command->add_flag("--json", words.writes_json, "Print JSON");
+    return *command;
+}
+
+}  // namespace
+
+void add_record_commands(CLI::App& app, Command_result& result) {
+    const auto words = std::make_shared<Record_words>();
+    add_record_command(app, "dump", "Show what a record file holds", *words).callback([words] {
+        print_dump(*words);
+    });
+    add_record_command(app, "check", "Say in what condition a record file is", *words)
+        .callback([words, &result] { print_check(*words, result); });
+}
+
+}  // namespace cli

@@ -1,0 +1,123 @@
+#include "cli/commands/rule_commands.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands/analysis_options.h"
+#include "cli/rules/Rule_check.h"
+#include "cli/rules/Rule_explanation.h"
+#include "cli/rules/Rule_value.h"
+#include "cli/text/Json.h"
+
+namespace cli {
+
+namespace {
+
+void print_check(const std::string& file, bool writes_json, Command_result& result) {
+    const Rule_check check = check_rule_file(file, std::cin);
+    if (writes_json) {
+        print_json(rule_check_json(check), Json_form::kManyLines, std::cout);
+    } else {
+        print_rule_check(check, std::cout, std::cerr);
+    }
+    if (!check.bad.empty()) {
+        result.status = kDataError;
+    }
+}
+
+void print_explanation(const std::string& rule, bool writes_json) {
+    const Rule_explanation explanation = explain_rule(rule);
+    if (writes_json) {
+        print_json(rule_explanation_json(explanation), Json_form::kManyLines, std::cout);
+    } else {
+        print_rule_explanation(explanation, std::cout);
+    }
+}
+
+// What rules eval is given.
+struct Eval_words {
+    std::string rule;
+    Analysis_names analysis;
+    Rule_subject subject;
+    bool writes_json = false;
+};
+
+// RAISES: CLI::ValidationError; what rule_value raises.
+void print_value(Eval_words& words) {
+    words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
+    const double value = rule_value(words.rule, words.subject);
+    if (words.writes_json) {
+        print_json(rule_value_json(words.rule, value), Json_form::kOneLine, std::cout);
+    } else {
+        std::cout << value_text(value) << '\n';
+    }
+}
+
+void add_rule_option(CLI::App& command, std::string& rule) {
+    command.add_option("RULE", rule, "The rule")->required()->type_name("");
+}
+
+void add_rules_check(CLI::App& rules, Command_result& result) {
+    struct Words {
+        std::string file = "-";
+        bool writes_json = false;
+    };
+
+    const auto words = std::make_shared<Words>();
+    CLI::App* const command =
+        rules.add_subcommand("check", "Say which rules of a file are wrong, and why");
+    command->add_option("FILE", words->file, "File with a rule a line; none or -: standard input")
+        ->type_name("");
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->callback([words, &result] { print_check(words->file, words->writes_json, result); });
+}
+
+void add_rules_explain(CLI::App& rules) {
+    struct Words {
+        std::string rule;
+        bool writes_json = false;
+    };
+
+    const auto words = std::make_shared<Words>();
+    CLI::App* const command = rules.add_subcommand(
+        "explain", "Show the tokens, the reverse Polish form with types, and the tree of a rule");
+    add_rule_option(*command, words->rule);
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->callback([words] { print_explanation(words->rule, words->writes_json); });
+}
+
+void add_rules_eval(CLI::App& rules) {
+    const auto words = std::make_shared<Eval_words>();
+    CLI::App* const command =
+        rules.add_subcommand("eval", "Print the value of a rule for a message");
+    add_rule_option(*command, words->rule);
+    command->add_option("--set", words->subject.pairs, "A name/value pair of the message")
+        ->allow_extra_args(false)
+        ->type_name("KEY=VALUE");
+    command->add_option("--text", words->subject.text, "Text with the words of the message")
+        ->type_name("TEXT");
+    command
+        ->add_option("--score", words->subject.score,
+                     "The score with which the rule's classifier is entered")
+        ->capture_default_str()
+        ->type_name("X");
+    add_analysis_options(*command, words->analysis, Analysis_kind::kWords);
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->callback([words] { print_value(*words); });
+}
+
+}  // namespace
+
+void add_rule_commands(CLI::App& app, Command_result& result) {
+    CLI::App* const rules = app.add_subcommand("rules", "Check, explain and try rules");
+    rules->require_subcommand(1);
+    add_rules_check(*rules, result);
+    add_rules_explain(*rules);
+    add_rules_eval(*rules);
+}
+
+}  // namespace cli

@@ -1,0 +1,19 @@
+// The commands of rules: rules check, rules explain and rules eval.
+#ifndef ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_
+#define ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_
+
+#include "cli/commands/Command_result.h"
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// Adds the commands to the program. `result` gets the status of the one that is run.
+// BORROWS: `result`, which must outlive `app`.
+void add_rule_commands(CLI::App& app, Command_result& result);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_

@@ -1,0 +1,34 @@
+#include "cli/commands/training_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "cli/data/Label_groups.h"
+
+namespace cli {
+
+void add_training_options(CLI::App& command, Training_words& words) {
+    add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
+    command.add_option("--options", words.options_file, "Options file with settings of the engine")
+        ->type_name("FILE");
+    command
+        .add_option("--set", words.assignments,
+                    "A setting of the engine, such as ProfileSize=3000; wins over the file")
+        ->allow_extra_args(false)
+        ->type_name("KEY=VALUE");
+    command
+        .add_option("--groups", words.groups_file,
+                    "File with lines of group and label: a tree of two levels")
+        ->type_name("FILE");
+}
+
+Model_options model_options(Training_words& words) {
+    words.settings.load(words.options_file);
+    words.settings.set(words.assignments);
+    Model_options options = {analysis_settings(words.analysis), &words.settings};
+    if (!words.groups_file.empty()) {
+        options.groups = read_label_groups_file(words.groups_file);
+    }
+    return options;
+}
+
+}  // namespace cli

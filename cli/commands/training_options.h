@@ -1,0 +1,37 @@
+// The options that say how a model is made, which the commands that train have.
+#ifndef ZANDREL_CLI_COMMANDS_TRAINING_OPTIONS_H_
+#define ZANDREL_CLI_COMMANDS_TRAINING_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+#include "cli/commands/analysis_options.h"
+#include "cli/model/Engine_settings.h"
+#include "cli/model/Model_options.h"
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// As they stand on the command line.
+struct Training_words {
+    Analysis_names analysis;
+    std::string groups_file;               // empty: none
+    std::string options_file;              // likewise
+    std::vector<std::string> assignments;  // Key=value
+    Engine_settings settings;              // what the last two say, once the options are made
+};
+
+// Adds --analysis, --stem, --groups, --options and --set.
+// BORROWS: `words`, which must outlive `command`.
+void add_training_options(CLI::App& command, Training_words& words);
+
+// Reads the files that are named. The options borrow the settings of `words`.
+// RAISES: Input_error, Data_error, Usage_error; CLI::ValidationError.
+Model_options model_options(Training_words& words);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_TRAINING_OPTIONS_H_
