@@ -264,6 +264,17 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
     holder->remove_child(node);
 }
 
+// A classifier can know a node that does not hang in it, from training or from a damaged file.
+void zeLogicalTree::LeaveClassifiers(zeNode* node) {
+    for (const auto& [id, object] : manager->m_objects) {
+        auto* const classifier = dynamic_cast<zeClassifier*>(object);
+        if (classifier != nullptr && IsKnown(*classifier, node)) {
+            Forget(*classifier, node);
+            FeedAgain(*classifier);
+        }
+    }
+}
+
 // A statistical classifier selects its features anew for the categories that it has left.
 void zeLogicalTree::FeedAgain(zeClassifier& classifier) {
     if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
@@ -324,6 +335,7 @@ void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
     // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
     manager->DelClassifier(node.physical_node);
     LeaveHolder(node.physical_node, nullptr);
+    LeaveClassifiers(node.physical_node);
     DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     nodes.erase(node.id);
