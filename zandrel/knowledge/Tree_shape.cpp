@@ -164,7 +164,17 @@ std::vector<unsigned int> ids_of(const zeLogicalTree& tree) {
     return ids;
 }
 
+// A node without an id is as good as missing, since nothing can refer to it.
+void empty_placeholders(zePhysicalTree& tree) {
+    for (auto& [id, node] : tree.m_nodes) {
+        if (is_placeholder(node)) {
+            node = zeNode(Concept());
+        }
+    }
+}
+
 void mend_physical_links(zePhysicalTree& tree) {
+    empty_placeholders(tree);
     hash_set<const zeNode*, zePointer_hash> listed;
     for (auto& [id, node] : tree.m_nodes) {
         for (zeNode* const child : node.m_children) {

@@ -151,6 +151,10 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
 
 void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     std::vector<zeLogicalNode*> sons;
+    if (node.type == ZE_LEAF) {
+        // There is one if an edit failed half-way or the file was damaged.
+        manager->DelClassifier(node.physical_node);
+    }
     if (node.type == ZE_STAT) {
         GatherSons(&node, sons);
         if (!sons.empty()) {
@@ -165,7 +169,7 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
             MoveSons(dynamic_cast<zeStat_matcher*>(GetRealParent(node.parent)),
                      dynamic_cast<zeStat_matcher*>(made), sons);
         }
-    } else if (node.type == ZE_RULE) {
+    } else if (type == ZE_LEAF) {
         manager->DelClassifier(node.physical_node);
     } else {
         manager->AddClassifier(node.physical_node, ZE_RULE);
