@@ -19,9 +19,7 @@
 
 namespace {
 
-using testing::AnyOf;
 using testing::ElementsAre;
-using testing::Eq;
 using testing::IsEmpty;
 
 // The root is the node 1 and its switcher the object 1.
@@ -110,15 +108,15 @@ TEST_F(zeSwitcherRecordsTest, DumpWritesEachRuleAsReferenceAndText) {
               "00 00 00 02 00 00 00 05 31 20 3c 20 32");
 }
 
-TEST_F(zeSwitcherRecordsTest, DumpWritesTheRulesInAnyOrder) {
-    rules.leaf("a", "7");
-    rules.leaf("b", "8");
-    const std::string start = "00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 02 ";
-    const std::string first = "00 00 00 02 00 00 00 01 37";
-    const std::string second = "00 00 00 03 00 00 00 01 38";
+TEST_F(zeSwitcherRecordsTest, DumpWritesTheRulesByTheIdsOfTheirNodes) {
+    std::string expected = "00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 14";
+    for (int i = 0; i < 20; ++i) {
+        rules.leaf("n" + std::to_string(i), "7");  // the nodes 2 to 21
+        expected += " " + to_hex(std::string{'\0', '\0', '\0', static_cast<char>(i + 2)}) +
+                    " 00 00 00 01 37";
+    }
 
-    EXPECT_THAT(Dumped(),
-                AnyOf(Eq(start + first + " " + second), Eq(start + second + " " + first)));
+    EXPECT_EQ(Dumped(), expected);
 }
 
 TEST_F(zeSwitcherRecordsTest, DumpConvertsTheTextOfRules) {

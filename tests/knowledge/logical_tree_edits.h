@@ -38,6 +38,8 @@ public:
     // What was found, with the edits that led to it.
     std::string Problem() const;
 
+    zeManager& Manager() { return m_manager; }
+
     // How many edits were carried out, and how many refused.
     std::size_t DoneCount() const { return m_done_count; }
 

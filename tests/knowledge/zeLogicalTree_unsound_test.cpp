@@ -140,6 +140,49 @@ TEST_F(zeLogicalTreeUnsoundTest, RefusesAMirroredRuleWithoutSenseInTheNextClassi
     EXPECT_TRUE(Switcher(to).m_rules.empty());
 }
 
+// An edit that a classifier refuses half-way may leave one at a leaf.
+TEST_F(zeLogicalTreeUnsoundTest, ReplacesTheClassifierThatAFailedEditHasLeftAtALeaf) {
+    for (const unsigned char type : {ZE_RULE, ZE_STAT}) {
+        const Id leaf = Add(1, ZE_LEAF, "leaf" + std::to_string(type));
+        const std::size_t object_count = manager.m_objects.size();
+        const unsigned int left_behind = manager.AddClassifier(Physical(leaf), ZE_RULE)->m_id;
+
+        ChangeType(leaf, type);
+
+        EXPECT_EQ(manager.m_objects.count(left_behind), 0U);
+        EXPECT_EQ(Physical(leaf)->m_classifier_type, type);
+        EXPECT_EQ(manager.m_objects.size(), object_count + (type == ZE_STAT ? 2U : 1U));
+    }
+}
+
+// A damaged file may name a type that no classifier has.
+TEST_F(zeLogicalTreeUnsoundTest, MakesALeafOfANodeOfAnUnknownType) {
+    const Id node = Add(1, ZE_STAT, "node");
+    tree.GetNodePtr(node)->type = 7;
+
+    ChangeType(node, ZE_LEAF);
+
+    EXPECT_EQ(tree.GetNode(node).type, ZE_LEAF);
+    EXPECT_EQ(Physical(node)->m_classifier, nullptr);
+    EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
+}
+
+TEST_F(zeLogicalTreeUnsoundTest, DeletesANodeFromClassifiersInWhichItDoesNotHang) {
+    const Id model = Add(1, ZE_STAT, "model");
+    const Id rules = Add(1, ZE_RULE, "rules");
+    const Id deleted = Add(1, ZE_LEAF, "deleted");
+    bool is_added = false;
+    zeNode* physical = Physical(deleted);
+    dynamic_cast<zeStat_matcher&>(*Physical(model)->m_classifier)
+        .m_storage->get_or_add_profile(physical, is_added);
+    Switcher(rules).m_rules.try_emplace(physical, "7");
+
+    tree.DelLogicalNode(deleted, true);
+
+    EXPECT_EQ(ProfileCount(model), 0);
+    EXPECT_TRUE(Switcher(rules).m_rules.empty());
+}
+
 // A leaf becomes a rule node whatever stands below it. Its plain children stay in the classifier
 // above, which decides them no longer in the eyes of this tree.
 class zeLogicalTreeStrandedChildrenTest : public zeLogicalTreeUnsoundTest {

@@ -1,6 +1,9 @@
 #include "zandrel/knowledge/Tree_shape.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
@@ -103,7 +106,25 @@ std::vector<zeNode*> nodes_below(const zeNode& node) {
     return below;
 }
 
+// An entry without a node, made for a reference to one that no record has.
+bool is_placeholder(const zeNode& node) {
+    return node.m_node_id == 0;
+}
+
+// Whether each node stands once at most in all lists of children.
+void require_single_places(const zePhysicalTree& tree) {
+    hash_set<const zeNode*, zePointer_hash> children;
+    for (const auto& [id, node] : tree.m_nodes) {
+        for (const zeNode* const child : node.m_children) {
+            if (!is_placeholder(*child) && !children.insert(child).second) {
+                RaiseDamagedTree("children");
+            }
+        }
+    }
+}
+
 void require_physical_tree(const zePhysicalTree& tree) {
+    require_single_places(tree);
     Node_numbers numbers;
     for (const auto& [id, node] : tree.m_nodes) {
         numbers.add(&node);
@@ -124,11 +145,108 @@ void require_physical_tree(const zePhysicalTree& tree) {
     }
 }
 
+// What is above the root would never be walked; and who deletes a node below leaves no root behind.
+void require_root(const zeManager& manager) {
+    zeNode* const root = manager.m_root;
+    if (root != nullptr &&
+        (root->m_parent != nullptr || manager.m_logical_tree->FindCategory(root).parent != 0)) {
+        RaiseDamagedTree("root");
+    }
+}
+
+std::vector<unsigned int> ids_of(const zeLogicalTree& tree) {
+    std::vector<unsigned int> ids;
+    ids.reserve(tree.nodes.size());
+    for (const auto& [id, node] : tree.nodes) {
+        ids.push_back(id);
+    }
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+// A node without an id is as good as missing, since nothing can refer to it.
+void empty_placeholders(zePhysicalTree& tree) {
+    for (auto& [id, node] : tree.m_nodes) {
+        if (is_placeholder(node)) {
+            node = zeNode(Concept());
+        }
+    }
+}
+
+void mend_physical_links(zePhysicalTree& tree) {
+    empty_placeholders(tree);
+    hash_set<const zeNode*, zePointer_hash> listed;
+    for (auto& [id, node] : tree.m_nodes) {
+        for (zeNode* const child : node.m_children) {
+            if (!is_placeholder(*child)) {
+                child->m_parent = &node;
+                listed.insert(child);
+            }
+        }
+    }
+    std::vector<zeNode*> unlisted;
+    for (auto& [id, node] : tree.m_nodes) {
+        if (node.m_parent != nullptr && listed.count(&node) == 0 && !is_placeholder(node) &&
+            !is_placeholder(*node.m_parent)) {
+            unlisted.push_back(&node);
+        }
+    }
+    std::sort(unlisted.begin(), unlisted.end(), [](const zeNode* left, const zeNode* right) {
+        return left->m_node_id < right->m_node_id;
+    });
+    for (zeNode* const node : unlisted) {
+        node->m_parent->m_children.push_back(node);
+    }
+}
+
+void mend_logical_links(zeLogicalTree& tree) {
+    const std::vector<unsigned int> ids = ids_of(tree);
+    hash_map<unsigned int, unsigned int> lister;
+    for (const unsigned int id : ids) {
+        std::vector<unsigned int>& children = tree.nodes.at(id).children;
+        const auto is_unknown = [&tree](unsigned int child) {
+            return tree.nodes.count(child) == 0;
+        };
+        children.erase(std::remove_if(children.begin(), children.end(), is_unknown),
+                       children.end());
+        for (const unsigned int child : children) {
+            if (!lister.emplace(child, id).second) {
+                RaiseDamagedTree("logical children");
+            }
+        }
+    }
+    for (const unsigned int id : ids) {
+        zeLogicalNode& node = tree.nodes.at(id);
+        const auto found = lister.find(id);
+        zeLogicalNode* const named = tree.GetNodePtr(node.parent);
+        if (found != lister.end()) {
+            node.parent = found->second;
+        } else if (named != nullptr) {
+            named->children.push_back(id);
+        } else {
+            node.parent = 0;
+        }
+    }
+}
+
 }  // namespace
+
+void MendLinks(zeManager& manager) {
+    mend_physical_links(*manager.m_physical_tree);
+    mend_logical_links(*manager.m_logical_tree);
+}
 
 void RequireTrees(const zeManager& manager) {
     require_physical_tree(*manager.m_physical_tree);
     RequireLogicalTree(*manager.m_logical_tree);
+    require_root(manager);
+}
+
+void RequireRoomForIds(unsigned int last_id) {
+    constexpr unsigned int kRoom = 1U << 24U;
+    if (last_id > std::numeric_limits<unsigned int>::max() - kRoom) {
+        RaiseDamagedTree("ids");
+    }
 }
 
 void RequireLogicalTree(const zeLogicalTree& tree) {
@@ -136,7 +254,11 @@ void RequireLogicalTree(const zeLogicalTree& tree) {
     hash_set<zeNode*, zePointer_hash> mirrored;
     for (const auto& [id, node] : tree.nodes) {
         numbers.add(id);
-        if (node.physical_node != nullptr && !mirrored.insert(node.physical_node).second) {
+        if (id == 0) {
+            RaiseDamagedTree("logical ids");
+        }
+        if (node.physical_node != nullptr &&
+            (is_placeholder(*node.physical_node) || !mirrored.insert(node.physical_node).second)) {
             RaiseDamagedTree("mirrored nodes");
         }
     }

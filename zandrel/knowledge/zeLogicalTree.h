@@ -174,7 +174,8 @@ public:
     // physical node is missing gets one, which stands in no tree. The form is that of the manager's
     // version. Node names that differ from their categories set the manager's 55 compatibility
     // mode.
-    // RAISES: what the stream raises. What was read before stays.
+    // RAISES: what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". What was read
+    // before stays.
     void Load(Hio<HSegment>& io);
 
     // Steps of the edits.
@@ -223,11 +224,13 @@ private:
     void DeleteOneNode(zeLogicalNode& node);
     // Takes a node out of the classifier that holds it if that is another than `decider`.
     void LeaveHolder(zeNode* node, const zeClassifier* decider);
+    void LeaveClassifiers(zeNode* node);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
 
+    unsigned int ReadNode(Hio<HSegment>& io);
+    zeNode* NodeOf(unsigned int physical_id, const zeLogicalNode& node);
     zeNode* DetachedNode(unsigned int id, const zeLogicalNode& node);
-    zeLogicalNode& ReadNode(Hio<HSegment>& io, unsigned int& physical_id);
-    void FindNodeOfV1(zeLogicalNode& node);
+    void FindNodesOfV1();
 
     void VerifyAddAtTop(const zeLogicalNode& node) const;
     void VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const;

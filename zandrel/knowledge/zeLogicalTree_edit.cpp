@@ -151,6 +151,10 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
 
 void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     std::vector<zeLogicalNode*> sons;
+    if (node.type == ZE_LEAF) {
+        // There is one if an edit failed half-way or the file was damaged.
+        manager->DelClassifier(node.physical_node);
+    }
     if (node.type == ZE_STAT) {
         GatherSons(&node, sons);
         if (!sons.empty()) {
@@ -165,7 +169,7 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
             MoveSons(dynamic_cast<zeStat_matcher*>(GetRealParent(node.parent)),
                      dynamic_cast<zeStat_matcher*>(made), sons);
         }
-    } else if (node.type == ZE_RULE) {
+    } else if (type == ZE_LEAF) {
         manager->DelClassifier(node.physical_node);
     } else {
         manager->AddClassifier(node.physical_node, ZE_RULE);
@@ -264,6 +268,17 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
     holder->remove_child(node);
 }
 
+// A classifier can know a node that does not hang in it, from training or from a damaged file.
+void zeLogicalTree::LeaveClassifiers(zeNode* node) {
+    for (const auto& [id, object] : manager->m_objects) {
+        auto* const classifier = dynamic_cast<zeClassifier*>(object);
+        if (classifier != nullptr && IsKnown(*classifier, node)) {
+            Forget(*classifier, node);
+            FeedAgain(*classifier);
+        }
+    }
+}
+
 // A statistical classifier selects its features anew for the categories that it has left.
 void zeLogicalTree::FeedAgain(zeClassifier& classifier) {
     if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
@@ -324,6 +339,7 @@ void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
     // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
     manager->DelClassifier(node.physical_node);
     LeaveHolder(node.physical_node, nullptr);
+    LeaveClassifiers(node.physical_node);
     DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     nodes.erase(node.id);

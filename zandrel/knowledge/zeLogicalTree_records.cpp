@@ -71,6 +71,39 @@ double read_threshold(Hio<HSegment>& io, bool has_ids) {
     return threshold;
 }
 
+// The nearest classifier from a node upwards, the node included. What was found is kept, since many
+// nodes can be nested below one another.
+class Nearest_classifiers {
+public:
+    using Nodes = hash_map<unsigned int, zeLogicalNode>;
+
+    // BORROWS: `nodes`, whose ways upwards end.
+    explicit Nearest_classifiers(const Nodes& nodes) : m_nodes(nodes) {}
+
+    // Null if there is none.
+    const zeLogicalNode* from(unsigned int id) {
+        std::vector<unsigned int> way;
+        const zeLogicalNode* found = nullptr;
+        for (auto node = m_nodes.find(id); node != m_nodes.end();
+             node = m_nodes.find(node->second.parent)) {
+            const auto known = m_known.find(node->first);
+            if (known != m_known.end() || node->second.type != ZE_LEAF) {
+                found = known != m_known.end() ? known->second : &node->second;
+                break;
+            }
+            way.push_back(node->first);
+        }
+        for (const unsigned int passed : way) {
+            m_known.emplace(passed, found);
+        }
+        return found;
+    }
+
+private:
+    const Nodes& m_nodes;
+    hash_map<unsigned int, const zeLogicalNode*> m_known;
+};
+
 }  // namespace
 
 void zeLogicalTree::Dump(Hio<HSegment>& io, unsigned int top) const {
@@ -94,32 +127,28 @@ void zeLogicalTree::Load(Hio<HSegment>& io) {
         io >> without_meaning;
     }
     next_id = 0;
+    hash_set<unsigned int> ids;
     for (unsigned int left = io.ReadCount(has_ids ? kLeastNodeSize : kLeastNodeSizeV1); left > 0;
          --left) {
-        unsigned int physical_id = 0;
-        zeLogicalNode& node = ReadNode(io, physical_id);
-        if (has_ids) {
-            node.physical_node = tree->GetNode(physical_id);
-            if (node.physical_node == nullptr) {
-                node.physical_node = DetachedNode(physical_id, node);
-            }
-            AddFinder(node);
+        const unsigned int id = ReadNode(io);
+        if (!ids.insert(id).second) {
+            Zandrel::RaiseDamagedTree("logical ids");
         }
     }
+    Zandrel::RequireRoomForIds(next_id);
     Zandrel::RequireLogicalTree(*this);  // before anything goes upwards
     if (!has_ids) {
-        for (const unsigned int id : ids_in_order(nodes)) {
-            FindNodeOfV1(nodes.at(id));
-        }
+        FindNodesOfV1();
     }
 }
 
-// `physical_id`: 0 in the first version, which has no such field.
-zeLogicalNode& zeLogicalTree::ReadNode(Hio<HSegment>& io, unsigned int& physical_id) {
+// Returns the id.
+unsigned int zeLogicalTree::ReadNode(Hio<HSegment>& io) {
     const bool has_ids = manager->has_node_ids();
     zeLogicalNode node;
     io >> node.id;
     next_id = std::max(next_id, node.id);
+    unsigned int physical_id = 0;
     if (has_ids) {
         io >> physical_id;
     }
@@ -139,7 +168,21 @@ zeLogicalNode& zeLogicalTree::ReadNode(Hio<HSegment>& io, unsigned int& physical
     if (node.name != node.category) {
         manager->m_compat55 = true;  // A name of its own is there in that mode alone.
     }
-    return nodes.insert_or_assign(node.id, std::move(node)).first->second;
+    if (const zeLogicalNode* const replaced = Find(node.id)) {
+        DelFinder(*replaced);
+    }
+    if (has_ids) {
+        node.physical_node = NodeOf(physical_id, node);
+        AddFinder(node);
+    }
+    return nodes.insert_or_assign(node.id, std::move(node)).first->first;
+}
+
+zeNode* zeLogicalTree::NodeOf(unsigned int physical_id, const zeLogicalNode& node) {
+    zeNode* const found = manager->m_physical_tree->GetNode(physical_id);
+    // What other nodes refer to is there as an empty node, but is missing all the same.
+    const bool is_there = found != nullptr && found->m_node_id == physical_id;
+    return is_there ? found : DetachedNode(physical_id, node);
 }
 
 // A node that no classifier holds is mirrored here, but no record of the physical tree has it. So
@@ -149,6 +192,7 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
     if (id == 0) {
         return tree.MakeNode(node.category, ZE_LEAF, node.attributes, node.threshold);
     }
+    Zandrel::RequireRoomForIds(id);
     zeNode made(node.category);
     made.m_node_id = id;
     made.m_flags = node.attributes;
@@ -161,14 +205,18 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
 
 // The first version knows the node that is mirrored by its category, below that of the nearest
 // classifier above.
-void zeLogicalTree::FindNodeOfV1(zeLogicalNode& node) {
-    const zeLogicalNode* const above = NearestClassifierNode(node.parent);
+void zeLogicalTree::FindNodesOfV1() {
     zePhysicalTree& tree = *manager->m_physical_tree;
-    zeNode* const classifier =
-        above == nullptr ? nullptr : tree.ConvertV1(above->category, nullptr);
-    node.physical_node = tree.ConvertV1(node.category, classifier);
-    if (node.physical_node == nullptr) {
-        node.physical_node = DetachedNode(0, node);
+    Nearest_classifiers classifiers(nodes);
+    for (const unsigned int id : ids_in_order(nodes)) {
+        zeLogicalNode& node = nodes.at(id);
+        const zeLogicalNode* const above = classifiers.from(node.parent);
+        zeNode* const classifier =
+            above == nullptr ? nullptr : tree.ConvertV1(above->category, nullptr);
+        node.physical_node = tree.ConvertV1(node.category, classifier);
+        if (node.physical_node == nullptr) {
+            node.physical_node = DetachedNode(0, node);
+        }
+        AddFinder(node);
     }
-    AddFinder(node);
 }

@@ -99,7 +99,7 @@ public:
     // Reads it in place of what is here: first all objects are deleted and both trees emptied. The
     // parent of a root that was written as a subtree is not in the record, and is forgotten.
     // RAISES: what the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The
-    // container is empty then.
+    // container is empty then, with the settings that it had.
     void Load(Hio<HSegment>& io);
     // Reads a reference to a node: its id, or null for 0 or an unknown id; in version 1 its
     // concept, see zePhysicalTree::ConvertV1. `parent`: where the reference stands.

@@ -52,6 +52,9 @@ void zeManager::Dump(Hio<HSegment>& io, const zeLogicalNode* top) {
 }
 
 void zeManager::Load(Hio<HSegment>& io) {
+    const zeConfig config = m_config;
+    const zeDefaults defaults = m_defaults;
+    const bool is_compat55 = m_compat55;
     ReleaseContent();
     m_compact = false;
     m_modified = false;
@@ -60,6 +63,9 @@ void zeManager::Load(Hio<HSegment>& io) {
         LoadRecords(io);
     } catch (...) {
         ReleaseContent();
+        m_config = config;
+        m_defaults = defaults;
+        m_compat55 = is_compat55;
         throw;
     }
 }
@@ -70,8 +76,13 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
     m_config.Load(io);
     m_defaults.Load(io);
     io >> m_last_object_id;
+    Zandrel::RequireRoomForIds(m_last_object_id);
     m_root = LoadCat(io, nullptr);
+    if (m_root != nullptr && m_root->m_node_id == 0) {
+        m_root = nullptr;  // Others refer to it, but no record has it.
+    }
     ForgetParentOfRoot();
+    Zandrel::MendLinks(*this);
     Zandrel::RequireTrees(*this);
 }
 

@@ -157,6 +157,7 @@ void zePhysicalTree::DeleteCat(zeNode* node) {
     if (node->m_classifier_type == ZE_LEAF) {
         DelFinder(node);
     }
+    node->remove_all_children();
     m_nodes.erase(node->m_node_id);
 }
 

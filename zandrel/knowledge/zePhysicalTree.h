@@ -63,7 +63,7 @@ public:
     void SetName(zeNode* node, const Concept& name);
     // Changes a node's type. A node that becomes a leaf loses NoScore, any other gets it.
     void ChangeType(zeNode* node, unsigned int type);
-    // Erases a node.
+    // Erases a node. Children that it still has lose their parent.
     // REQUIRES: it is unlinked from its parent and its classifier is dealt with.
     void DeleteCat(zeNode* node);
     // Copies a subtree, which may be another tree's, under new ids and without classifiers;
@@ -98,12 +98,15 @@ public:
     hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_v1_pending;
 
 private:
+    using Concepts_by_id = std::map<unsigned int, std::vector<Concept>>;
+
     zeNode* refer_to(unsigned int id);
     zeNode* read_node(Hio<HSegment>& io);
     zeNode* read_node_v1(Hio<HSegment>& io, std::vector<Concept>& children,
                          std::vector<Concept>& parents);
     zeNode* enter(zeNode&& read);
     void load_v1(Hio<HSegment>& io);
+    void link_v1(const Concepts_by_id& children, const Concepts_by_id& parents);
     zeNode* copy_v1_leaf(const zeNode& leaf, zeNode* parent);
 };
 

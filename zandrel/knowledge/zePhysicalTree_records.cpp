@@ -15,6 +15,26 @@ constexpr unsigned int kLeastNodeSize = 30;
 constexpr unsigned int kLeastNodeSizeV1 = 26;
 constexpr unsigned int kReferenceSize = 4;
 
+// Whether a node is among the leaves of its category: an empty one, which stands for a node that is
+// yet to come, is not.
+bool is_listed_leaf(const zeNode& node) {
+    return node.m_classifier_type == ZE_LEAF && node.m_node_id != 0;
+}
+
+// The ids that a record has given to its nodes.
+class Read_ids {
+public:
+    // 0 is no node's: it stands where a node was missing when the record was written.
+    void add(unsigned int id) {
+        if (id != 0 && !m_ids.insert(id).second) {
+            Zandrel::RaiseDamagedTree("node ids");
+        }
+    }
+
+private:
+    hash_set<unsigned int> m_ids;
+};
+
 void write_node(Hio<HSegment>& io, const zeNode& node) {
     io << node.m_concept;
     io.WriteByte(static_cast<char>(node.m_flags));
@@ -46,9 +66,11 @@ void zePhysicalTree::Load(Hio<HSegment>& io) {
         load_v1(io);
         return;
     }
+    Read_ids ids;
     for (unsigned int left = io.ReadCount(kLeastNodeSize); left > 0; --left) {
-        read_node(io);
+        ids.add(read_node(io)->m_node_id);
     }
+    Zandrel::RequireRoomForIds(m_last_node_id);
 }
 
 // The node of an id that a record names: an empty one if it is yet to come, or never does.
@@ -59,14 +81,14 @@ zeNode* zePhysicalTree::refer_to(unsigned int id) {
 // Puts a node into its entry, which may have been made for a reference to it: the address stays.
 zeNode* zePhysicalTree::enter(zeNode&& read) {
     zeNode* const node = refer_to(read.m_node_id);
-    if (node->m_classifier_type == ZE_LEAF) {
-        DelFinder(node);  // It is there if a damaged record has two nodes of one id.
+    if (is_listed_leaf(*node)) {
+        DelFinder(node);  // The tree had a node of this id before.
     }
     *node = std::move(read);
     if (node->m_node_id > m_last_node_id) {
         m_last_node_id = node->m_node_id;
     }
-    if (node->m_classifier_type == ZE_LEAF) {
+    if (is_listed_leaf(*node)) {
         AddFinder(node);
     }
     return node;
@@ -102,7 +124,6 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
     float threshold = 0.0F;
     io >> read.m_classifier_id >> read.m_node_id >> threshold >> children >> parents;
     read.m_threshold = static_cast<double>(threshold);
-    read.m_children.resize(children.size());
     return enter(std::move(read));
 }
 
@@ -111,12 +132,14 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
 void zePhysicalTree::load_v1(Hio<HSegment>& io) {
     m_v1_nodes.clear();
     m_v1_pending.clear();
-    std::map<unsigned int, std::vector<Concept>> children;
-    std::map<unsigned int, std::vector<Concept>> parents;
+    Concepts_by_id children;
+    Concepts_by_id parents;
+    Read_ids ids;
     for (unsigned int left = io.ReadCount(kLeastNodeSizeV1); left > 0; --left) {
         std::vector<Concept> node_children;
         std::vector<Concept> node_parents;
         zeNode* const node = read_node_v1(io, node_children, node_parents);
+        ids.add(node->m_node_id);
         if (node_parents.size() < 2) {
             m_v1_nodes[node->m_concept] = node;
         } else {
@@ -127,6 +150,11 @@ void zePhysicalTree::load_v1(Hio<HSegment>& io) {
         children[node->m_node_id] = std::move(node_children);
         parents[node->m_node_id] = std::move(node_parents);
     }
+    Zandrel::RequireRoomForIds(m_last_node_id);
+    link_v1(children, parents);
+}
+
+void zePhysicalTree::link_v1(const Concepts_by_id& children, const Concepts_by_id& parents) {
     for (const auto& [id, concepts] : parents) {
         if (!concepts.empty()) {
             m_nodes.at(id).m_parent = ConvertV1(concepts.front(), nullptr);
@@ -134,11 +162,13 @@ void zePhysicalTree::load_v1(Hio<HSegment>& io) {
     }
     for (const auto& [id, concepts] : children) {
         zeNode& node = m_nodes.at(id);
-        for (std::size_t i = 0; i < concepts.size(); ++i) {
-            node.m_children[i] = ConvertV1(concepts[i], &node);
-            if (node.m_children[i] == nullptr) {
+        node.m_children.reserve(concepts.size());
+        for (const Concept& category : concepts) {
+            zeNode* const child = ConvertV1(category, &node);
+            if (child == nullptr) {
                 Zandrel::RaiseDamagedTree("children");
             }
+            node.m_children.push_back(child);
         }
     }
 }

@@ -1,0 +1,113 @@
+// Record: the bytes of a record, field by field. Dumped and read_whole: what trees write and read.
+#ifndef ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
+#define ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
+
+#include <bit>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
+
+#include "tests/support/record_bytes.h"
+
+// Builds a record by its own means, so that the library's writers are no witness for its readers.
+class Record {
+public:
+    Record& byte(unsigned int value) { return big_endian(value, 1); }
+
+    Record& number(unsigned int value) { return big_endian(value, 4); }
+
+    Record& real(double value) { return big_endian(std::bit_cast<std::uint64_t>(value), 8); }
+
+    Record& single(float value) { return big_endian(std::bit_cast<std::uint32_t>(value), 4); }
+
+    // A text or a concept.
+    Record& text(std::string_view value) {
+        number(static_cast<unsigned int>(value.size()));
+        m_bytes += value;
+        return *this;
+    }
+
+    // A count and as many numbers.
+    Record& numbers(std::initializer_list<unsigned int> values) {
+        number(static_cast<unsigned int>(values.size()));
+        for (const unsigned int value : values) {
+            number(value);
+        }
+        return *this;
+    }
+
+    // A count and as many concepts.
+    Record& texts(std::initializer_list<std::string_view> values) {
+        number(static_cast<unsigned int>(values.size()));
+        for (const std::string_view value : values) {
+            text(value);
+        }
+        return *this;
+    }
+
+    Record& raw(std::string_view value) {
+        m_bytes += value;
+        return *this;
+    }
+
+    const std::string& bytes() const { return m_bytes; }
+
+private:
+    Record& big_endian(std::uint64_t value, unsigned int byte_count) {
+        for (unsigned int left = byte_count; left > 0; --left) {
+            m_bytes += static_cast<char>(value >> (8U * (left - 1)));
+        }
+        return *this;
+    }
+
+    std::string m_bytes;
+};
+
+inline std::string dumped_nodes(const zePhysicalTree& tree, zeNode* top) {
+    SegBuf record;
+    Hio<HSegment> io(new HSegment(record, 'w'));
+    tree.Dump(io, top);
+    return bytes_of(record);
+}
+
+inline std::string dumped_nodes(const zeLogicalTree& tree, unsigned int top = 0) {
+    SegBuf record;
+    Hio<HSegment> io(new HSegment(record, 'w'));
+    tree.Dump(io, top);
+    return bytes_of(record);
+}
+
+inline std::string dumped_container(zeManager& manager, const zeLogicalNode* top = nullptr) {
+    SegBuf record;
+    Hio<HSegment> io(new HSegment(record, 'w'));
+    manager.Dump(io, top);
+    return bytes_of(record);
+}
+
+// Reads a record to its last byte.
+template <class Loaded>
+void read_whole(Loaded& loaded, const std::string& bytes) {
+    SegBuf record = record_of(bytes);
+    Hio<HSegment> io(new HSegment(record, 'r'));
+    loaded.Load(io);
+    EXPECT_EQ(record.offset, record.size) << "not all was read";
+}
+
+// A reference to a node, read on its own.
+inline zeNode* read_reference(zeManager& manager, const std::string& bytes, zeNode* parent) {
+    SegBuf record = record_of(bytes);
+    Hio<HSegment> io(new HSegment(record, 'r'));
+    return manager.LoadCat(io, parent);
+}
+
+#endif  // ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
