@@ -1,12 +1,15 @@
-// in_text_order: walks tables of concepts in an order that is the same in every run.
+// Orders of concepts that are the same in every run: in_text_order, which walks tables, and
+// comparable, for weights.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_CONCEPT_ORDER_H_
 #define ZANDREL_STATISTICS_CONCEPT_ORDER_H_
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -48,6 +51,12 @@ std::vector<Text_placed<typename concept_map<Value>::value_type>> in_text_order(
     }
     std::sort(entries.begin(), entries.end());
     return entries;
+}
+
+// A weight to sort by. A damaged record can have one that is no number; the least of all stands for
+// it, since a sort by an order with gaps may leave its range.
+inline double comparable(double weight) noexcept {
+    return std::isnan(weight) ? -std::numeric_limits<double>::infinity() : weight;
 }
 
 }  // namespace Zandrel

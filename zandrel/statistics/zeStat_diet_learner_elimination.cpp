@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "zandrel/statistics/Concept_order.h"
+
 namespace {
 
 using Ps = zeStat_storage::Ps;
@@ -17,7 +19,7 @@ bool is_selected(const zeStat_storage::Profile& profile, const zeStat_storage::P
 zeStat_storage* zeStat_diet_learner::Concept_info::m_storage = nullptr;
 
 zeStat_diet_learner::Concept_info::Concept_info(zeStat_storage* storage, Ps::iterator candidate)
-    : m_P(candidate), m_weight(candidate->second.m_weight) {
+    : m_P(candidate), m_weight(Zandrel::comparable(candidate->second.m_weight)) {
     m_storage = storage;
 }
 
@@ -90,7 +92,7 @@ void zeStat_diet_learner::delete_Ps(int& iprofile, std::vector<Concept_info>& ca
     for (const Concept_info& candidate : candidates) {
         const auto info = m_storage->m_concept_infos.find(candidate.m_P->first);
         if (!m_storage->end(info)) {
-            info->second.m_num_Ps = std::max(info->second.m_num_Ps - 1, 0);
+            info->second.m_num_Ps = std::max(info->second.m_num_Ps, 1) - 1;
         }
         concepts.erase(candidate.m_P);
     }

@@ -182,7 +182,7 @@ void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove
         if (m_storage->end(info)) {
             continue;
         }
-        info->second.m_num_Ps = std::max(info->second.m_num_Ps - 1, 0);
+        info->second.m_num_Ps = std::max(info->second.m_num_Ps, 1) - 1;
         // A profile without weight has brought nothing.
         if (remove_concepts && divisor != 0.0) {
             info->second.m_weight =

@@ -99,14 +99,15 @@ void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
 void zeStat_matcher::add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
                                       bool is_relevant) const {
     m_storage->complete_histogram(profile);
-    const std::size_t last = profile.m_bins.size() - 1;
-    // A score that is no number falls in the first bin.
+    const auto last = static_cast<double>(profile.m_bins.size() - 1);
+    // A score that is no number falls in the first bin, one above 1 in the last.
     const double position = score > 0.0 ? static_cast<double>(profile.m_bins.size()) * score : 0.0;
     zeStat_storage::Result_bin& bin =
-        profile.m_bins[std::min(last, static_cast<std::size_t>(position))];
+        profile.m_bins[static_cast<std::size_t>(std::min(last, position))];
     bin.m_total += weight;
     if (is_relevant) {
         bin.m_relevant += weight;
     }
-    profile.m_likelihood_age = std::min(profile.m_likelihood_age + 1, Zandrel::MAX_LIKELIHOOD_AGE);
+    profile.m_likelihood_age =
+        std::min(profile.m_likelihood_age, Zandrel::MAX_LIKELIHOOD_AGE - 1) + 1;
 }

@@ -2,6 +2,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "zandrel/foundation/process_assert.h"
@@ -23,6 +24,18 @@ constexpr unsigned int kLeastProfileSize = 57;
 constexpr unsigned int kBinSize = 16;
 constexpr unsigned int kLeastPSize = 14;
 
+// No record holds a histogram of a finer resolution, while one damaged bit could ask for it.
+constexpr unsigned int kGreatestResolution =
+    std::numeric_limits<unsigned int>::max() / (Zandrel::LIKELIHOOD_SIZE * kBinSize);
+
+// Room for so many entries, where a table does not have it yet: asked for less, it would shrink.
+template <class Table>
+void make_room(Table& table, unsigned int count) {
+    if (count > table.bucket_count()) {
+        table.reserve(count);
+    }
+}
+
 [[noreturn]] void raise_damaged(const char* what) {
     throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
 }
@@ -30,16 +43,16 @@ constexpr unsigned int kLeastPSize = 14;
 }  // namespace
 
 bool zeStat_storage::writes_compact() const {
-    return m_manager->m_io->m_compact;
+    return m_manager != nullptr && !m_manager->m_io.IsNull() && m_manager->m_io->m_compact;
 }
 
 void zeStat_storage::Dump(Hio<HSegment>& io) const {
     zeBase::Dump(io);
     dump_settings(io);
-    io.WriteCount(m_profile_index.size());
     for (const auto& profile : m_profiles) {
-        ZANDREL_ASSERT(profile->m_node != nullptr, "p.m_cat");
+        ZANDREL_ASSERT(profile == nullptr || profile->m_node != nullptr, "p.m_cat");
     }
+    io.WriteCount(m_profile_index.size());
     for (zeNode* const node : Zandrel::in_id_order(m_profile_index)) {
         io << Zandrel::reference_to(node) << m_profile_index.at(node);
     }
@@ -52,9 +65,12 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
             io << entry->first << info.m_weight << info.m_rate << info.m_num_Ps;
         }
     }
-    io.WriteCount(m_profiles.size());
+    const std::ptrdiff_t empty_slots = std::count(m_profiles.begin(), m_profiles.end(), nullptr);
+    io.WriteCount(m_profiles.size() - static_cast<std::size_t>(empty_slots));
     for (const auto& profile : m_profiles) {
-        DumpProfile(io, *profile);
+        if (profile != nullptr) {
+            DumpProfile(io, *profile);
+        }
     }
 }
 
@@ -88,7 +104,7 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
     load_settings(io);
     load_profile_index(io, node);
     unsigned int left = io.ReadCount(kLeastConceptInfoSize);
-    m_concept_infos.reserve(left);
+    make_room(m_concept_infos, left);
     for (; left > 0; --left) {
         Concept term;
         io >> term;
@@ -201,7 +217,7 @@ void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p) const {
         io >> bin.m_relevant >> bin.m_total;
     }
     unsigned int left = io.ReadCount(kLeastPSize);
-    p.m_Ps.reserve(left);
+    make_room(p.m_Ps, left);
     for (; left > 0; --left) {
         Concept term;
         io >> term;
@@ -235,7 +251,8 @@ void zeStat_storage::LoadLikelihood(Hio<HSegment>& io, Profile& p) {
 
 // What training and classification take for granted. Other values may be wrong, but harm nobody.
 void zeStat_storage::require_sound() const {
-    if (m_num_msgs < 0 || m_likelihood_resolution < 1) {
+    if (m_num_msgs < 0 || m_likelihood_resolution < 1 ||
+        static_cast<unsigned int>(m_likelihood_resolution) > kGreatestResolution) {
         raise_damaged("settings");
     }
     if (m_profile_index.size() != m_profiles.size()) {

@@ -4,6 +4,7 @@
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 
 #include "zandrel/foundation/process_assert.h"
@@ -21,7 +22,12 @@ void reduce(double& total, double amount) {
 }
 
 void reduce(int& count) {
-    count = std::max(count - 1, 0);
+    count = std::max(count, 1) - 1;
+}
+
+// Counts stand in records, so one can be at its end.
+void raise_by_one(int& count) {
+    count = std::min(count, std::numeric_limits<int>::max() - 1) + 1;
 }
 
 // What is left of a weight once a share is gone. The millionth is the rounding that repeated adding
@@ -139,7 +145,7 @@ void zeStat_trainer::calculate_msg(int index, bool remove) {
 void zeStat_trainer::add_to_totals(const Counted& msg) {
     m_storage->m_total_weight += msg.weight;
     m_storage->m_total_msg_weight += msg.weight;
-    m_storage->m_num_msgs += 1;
+    raise_by_one(m_storage->m_num_msgs);
 }
 
 void zeStat_trainer::remove_from_totals(const Counted& msg) {
@@ -183,7 +189,7 @@ void zeStat_trainer::add_to_profile(zeNode* const& node, const Counted& msg) {
     zeStat_storage::Profile& profile = m_storage->profile(iprofile);
     profile.m_weight += msg.weight;
     profile.m_msg_weight += msg.weight;
-    profile.m_num_msgs += 1;
+    raise_by_one(profile.m_num_msgs);
     for (const zeSml::Concept_info& entry : msg.bag.m_concepts) {
         if (!(entry.m_weight > 0.0)) {
             continue;
@@ -193,7 +199,7 @@ void zeStat_trainer::add_to_profile(zeNode* const& node, const Counted& msg) {
         if (P_added) {
             const auto iconcept_info = m_storage->m_concept_infos.find(entry.m_concept);
             ZANDREL_ASSERT(!m_storage->end(iconcept_info), "!m_storage->end(iconcept_info)");
-            iconcept_info->second.m_num_Ps += 1;
+            raise_by_one(iconcept_info->second.m_num_Ps);
         }
         P.m_life = m_storage->m_P_life_expectancy;
         P.m_weight += msg.weight * entry.m_weight / msg.bag.m_total_weight;

@@ -29,8 +29,10 @@ struct Pool {
 // defined, and that of an empty bin is 0.
 Pool pool_of_bin(const zeStat_storage::Profile& profile, int bin, int resolution) {
     Pool pool = {0.0, 0.0001, bin + 1};
-    for (int i = bin * resolution; i < (bin + 1) * resolution; ++i) {
-        const zeStat_storage::Result_bin& fine = profile.m_bins[static_cast<std::size_t>(i)];
+    const auto width = static_cast<std::size_t>(resolution);
+    const std::size_t begin = static_cast<std::size_t>(bin) * width;
+    for (std::size_t i = begin; i < begin + width; ++i) {
+        const zeStat_storage::Result_bin& fine = profile.m_bins[i];
         pool.num += fine.m_relevant;
         pool.den += fine.m_total;
     }

@@ -11,6 +11,7 @@
 #include <cmath>
 
 #include "zandrel/foundation/trace.h"
+#include "zandrel/statistics/Concept_order.h"
 
 namespace {
 
@@ -111,7 +112,8 @@ Scale fit_scale(const std::vector<Concept_profile>& selected) {
 double value_of(const Storage::Concept_infos::iterator& info) {
     const double weight = info->second.m_weight;
     const Storage& storage = *zeStat_trainer::s_storage;
-    return storage.m_suppress_M ? weight * suppression_factor(storage, info) : weight;
+    return Zandrel::comparable(storage.m_suppress_M ? weight * suppression_factor(storage, info)
+                                                    : weight);
 }
 
 bool has_greater_text(const Storage::Concept_infos::iterator& left,
@@ -253,8 +255,9 @@ bool zeStat_trainer::compare_regular_concept_infos(const Concept_infos::iterator
 
 bool zeStat_trainer::compare_zc_concept_infos(const Concept_infos::iterator& left,
                                               const Concept_infos::iterator& right) {
-    return left->second.m_rate > right->second.m_rate ||
-           (left->second.m_rate == right->second.m_rate && has_greater_text(left, right));
+    const double left_rate = Zandrel::comparable(left->second.m_rate);
+    const double right_rate = Zandrel::comparable(right->second.m_rate);
+    return left_rate > right_rate || (left_rate == right_rate && has_greater_text(left, right));
 }
 
 zeStat_trainer::Concept_profile zeStat_trainer::calculate_concept_profile(

@@ -1,0 +1,193 @@
+// What a statistical classifier writes and reads, byte by byte.
+#include "zandrel/statistics/zeStat_matcher.h"
+
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/persistence/Hpack.h"
+
+#include "tests/statistics/stored_matcher.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/expect_segbuf.h"
+
+namespace {
+
+using stored_matcher::kHead;
+using stored_matcher::kStorage;
+using stored_matcher::kTable;
+using stored_matcher::whole;
+
+// The record of the matcher in a package of its own.
+std::string record_of_matcher(Stored_matcher& model) {
+    return to_hex(dumped(*model.matcher));
+}
+
+TEST(zeStatMatcherRecordsTest, HasTheFieldsInTheOrderOfTheRecord) {
+    Stored_matcher model;
+
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole()));
+}
+
+TEST(zeStatMatcherRecordsTest, WithoutANodeItHasNoReference) {
+    Stored_matcher model;
+    model.matcher->m_node = nullptr;
+
+    EXPECT_EQ(record_of_matcher(model), "00 00 00 02 00 00 00 00 " + to_hex(whole()));
+}
+
+TEST(zeStatMatcherRecordsTest, AnEmptyTableIsOneCount) {
+    Stored_matcher model;
+    model.matcher->m_table.clear();
+
+    EXPECT_EQ(record_of_matcher(model), std::string(kHead) + "00 00 00 00 " + kStorage);
+}
+
+TEST(zeStatMatcherRecordsTest, TheOrderOfTheTableShowsInNoByte) {
+    Stored_matcher model;
+    model.matcher->m_table.rehash(1000);
+
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole()));
+}
+
+TEST(zeStatMatcherRecordsTest, TheAverageTableIsNotStored) {
+    Stored_matcher model;
+    model.matcher->m_avg_likelihood.fill(0.5);
+
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole()));
+}
+
+TEST(zeStatMatcherRecordsTest, TheModelIsAnObjectOfItsOwn) {
+    Stored_matcher writer;
+    record_of_matcher(writer);
+    EXPECT_EQ(writer.manager.m_io->m_pack.GetIndexSize(), 1U);
+    writer.manager.m_io->m_pack.Close();
+    Stored_matcher reader(writer.buffer);
+
+    zeBase* const object = reader.manager.m_io->LoadObject(1, reader.root);
+
+    ASSERT_EQ(object->GetType(), kStorageObjectType);
+    EXPECT_EQ(to_hex(dumped(*object)), "00 00 00 01 " + to_hex(stored_model::whole()));
+}
+
+TEST(zeStatMatcherRecordsTest, TheModelIsWrittenInTheFormOfTheFile) {
+    Stored_matcher writer;
+    writer.manager.m_io->m_compact = true;
+    record_of_matcher(writer);
+    writer.manager.m_io->m_pack.Close();
+    Stored_matcher reader(writer.buffer);
+
+    auto* const storage =
+        dynamic_cast<zeStat_storage*>(reader.manager.m_io->LoadObject(1, reader.root));
+
+    ASSERT_NE(storage, nullptr);
+    EXPECT_TRUE(storage->m_concept_infos.empty());
+    EXPECT_EQ(storage->m_num_msgs, 0x136);
+}
+
+TEST(zeStatMatcherRecordsTest, EveryFieldIsReadBack) {
+    Stored_matcher reader(Stored_matcher::package_with_model());
+
+    const std::unique_ptr<zeStat_matcher> read = reader.read(whole());
+    reader.manager.m_io->m_pack.Open(reader.buffer, 'w');
+
+    EXPECT_EQ(to_hex(dumped(*read)), kHead + to_hex(whole()));
+    EXPECT_EQ(to_hex(dumped(*read->m_storage)), "00 00 00 01 " + to_hex(stored_model::whole()));
+    EXPECT_EQ(read->m_storage->m_manager, &reader.manager);
+}
+
+TEST(zeStatMatcherRecordsTest, TheAverageTableIsBuilt) {
+    Stored_matcher reader(Stored_matcher::package_with_model());
+
+    const std::unique_ptr<zeStat_matcher> read = reader.read(whole());
+
+    // bb is 296 messages old and a 304; with the prior that makes 630.
+    EXPECT_EQ(read->m_avg_likelihood[0], (0.5 + 296 * 0.25) / 630);
+    EXPECT_EQ(read->m_avg_likelihood[1], (1.5 + 296 * 0.5) / 630);
+    EXPECT_EQ(read->m_avg_likelihood[2], 2.5 / 630);
+    EXPECT_EQ(read->m_avg_likelihood[29], (29.5 + 296 * 0.75 + 304 * 0.125) / 630);
+}
+
+TEST(zeStatMatcherRecordsTest, LoadReplacesTheTable) {
+    Stored_matcher reader(Stored_matcher::package_with_model());
+    zeStat_matcher read;
+    read.m_manager = &reader.manager;
+    read.m_node = reader.root;
+    read.m_table[term("old")] = {{1.0F, 0}};
+    SegBuf record = record_of(whole());
+    Hio<HSegment> io(new HSegment(record, 'r'));
+
+    read.Load(io);
+
+    EXPECT_EQ(read.m_table.count(term("old")), 0U);
+    EXPECT_EQ(read.m_table.size(), 2U);
+}
+
+// A model of version 1 has its categories by the place of the matcher's node.
+TEST(zeStatMatcherRecordsTest, TheNodeIsHandedToTheModel) {
+    const stored_model::Form version_1 = {.has_ids = false};
+    Stored_matcher writer;
+    SegBuf item = record_of(from_hex("00 00 00 03 00 00 00 01") + stored_model::whole(version_1));
+    writer.manager.m_io->m_pack.AddAtOffset(Hpack::MakeStringKey(1), item, 0);
+    writer.manager.m_io->m_pack.Close();
+    Stored_matcher reader(writer.buffer);
+    reader.manager.m_version = 1;
+    reader.manager.m_io->m_version = 1;
+    auto& tree = *reader.manager.m_physical_tree;
+    tree.m_v1_nodes[term("a")] = reader.a;
+    tree.m_v1_pending[term("bb")] = {reader.bb, nullptr};
+    reader.bb->m_parent = reader.a;
+
+    const std::unique_ptr<zeStat_matcher> read = reader.read(whole());
+
+    ASSERT_EQ(read->m_storage->profile_count(), 2);
+    EXPECT_EQ(read->m_storage->profile(0).m_node->m_parent, reader.root);
+}
+
+TEST(zeStatMatcherRecordsTest, AnObjectThatIsNoModelIsRefused) {
+    Stored_matcher writer;
+    zeSwitcher switcher(nullptr, writer.root);
+    switcher.m_id = 1;
+    writer.manager.m_io->DumpObject(&switcher);
+    writer.manager.m_io->m_pack.Close();
+    Stored_matcher reader(writer.buffer);
+
+    EXPECT_ASSERTS(reader.read(whole()), "m_storage");
+}
+
+TEST(zeStatMatcherRecordsTest, AModelThatIsNotThereIsRefused) {
+    Stored_matcher reader(Stored_matcher::package_with_model());
+
+    EXPECT_THROW(reader.read(from_hex(kTable) + from_hex("00 00 00 63")), qtX<Hpack>);
+}
+
+// Such pairs stand for no category.
+TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
+    Stored_matcher reader(Stored_matcher::package_with_model());
+    const std::unique_ptr<zeStat_matcher> read = reader.read(
+        from_hex("00 00 00 01 00 00 00 01 78 00 00 00 05 "
+                 "3f c0 00 00 00 00 00 02 3f c0 00 00 ff ff ff ff 3f c0 00 00 7f ff ff ff "
+                 "3f c0 00 00 80 00 00 00 3f c0 00 00 00 00 00 01 00 00 00 01"));
+    for (const int iprofile : {0, 1}) {
+        read->m_storage->profile(iprofile).m_match_value = 0.0;
+    }
+
+    read->classify_sml(*make_bag({{"x", 2.0}}));
+
+    EXPECT_EQ(read->m_storage->profile(0).m_match_value, 0.0);
+    EXPECT_EQ(read->m_storage->profile(1).m_match_value, 3.0);
+}
+
+TEST(zeStatMatcherRecordsTest, HoldsCountsAgainstTheRecord) {
+    for (const char* record :
+         {"7f ff ff ff", "00 00 00 01 00 00 00 01 78 7f ff ff ff", "00 00 00 01 7f ff ff ff"}) {
+        SCOPED_TRACE(record);
+        Stored_matcher reader(Stored_matcher::package_with_model());
+
+        EXPECT_SEGBUF_ERROR(reader.read(from_hex(record)), qtxSegBuf::kLocateError);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+// Damaged records of statistical models and classifiers: refused, or read as a model that can be
+// put to every use.
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+
+#include "tests/statistics/model_use.h"
+#include "tests/statistics/stored_matcher.h"
+#include "tests/support/record_damage.h"
+
+namespace {
+
+Small_corpus corpus_for(const Stored_model& model) {
+    Small_corpus corpus;
+    corpus.add(MessageBuilder().bag({{"x", 2.0}, {"new", 1.0}}), {model.bb});
+    corpus.add(MessageBuilder().bag({{"yy", 1.5}, {"x", 0.25}}).weight(2.5), {model.a});
+    corpus.add(MessageBuilder().bag({{"yy", 1.0}}), {model.a, model.bb});
+    corpus.add(MessageBuilder().bag({{"zz", 1.0}}), {});
+    return corpus;
+}
+
+// Everything that the documents name for a record that is not sound.
+template <class Load>
+std::string told(Load load) {
+    try {
+        return load();
+    } catch (const qtX<zeStat_storage>& raised) {
+        EXPECT_STREQ(raised.what(), "Statistical model is damaged");
+        return raised.what();
+    } catch (const qtX<Hpack>& raised) {
+        return raised.what();
+    } catch (const qtxAssert& raised) {
+        const std::string text = raised.what();
+        EXPECT_TRUE(text == "cat" || text == "p.m_cat" || text == "sz <= Zandrel::LIKELIHOOD_SIZE")
+            << text;
+        return text;
+    }
+}
+
+// Reads a model, in a container of two categories, uses it, and gives what has become of it.
+std::string reload_storage(SegBuf& record, unsigned int start) {
+    Stored_model model;
+    return told([&] {
+        Hio<HSegment> io(new HSegment(record, 'r'));
+        io.device->Seek(static_cast<int>(start));
+        model.storage->Load(io, nullptr);
+        zeNode* const root = model.leaf("root");
+        zeStat_matcher matcher(nullptr, root, *model.storage, true);
+        Small_corpus corpus = corpus_for(model);
+        model_use::all(matcher, corpus);
+        return dumped(*model.storage);
+    });
+}
+
+// The same for a classifier whose model is sound.
+std::string reload_matcher(SegBuf& record, unsigned int start) {
+    static const qtPtr<qtBuffer> package = Stored_matcher::package_with_model();
+    Stored_matcher model(package);
+    return told([&] {
+        Hio<HSegment> io(new HSegment(record, 'r'));
+        io.device->Seek(static_cast<int>(start));
+        const std::unique_ptr<zeStat_matcher> matcher = model.read(io);
+        Small_corpus corpus = corpus_for(model);
+        model_use::all(*matcher, corpus);
+        return dumped(*matcher->m_storage);
+    });
+}
+
+TEST(zeStatStorageDamageTest, TheWholeRecordIsLoadedAndUsed) {
+    SegBuf record = record_of(stored_model::whole());
+
+    EXPECT_GT(reload_storage(record, 0).size(), stored_model::kIndexAt);
+}
+
+TEST(zeStatStorageDamageTest, ARecordThatEndsIsNotLoaded) {
+    expect_prefixes_raise(stored_model::whole(), reload_storage);
+}
+
+TEST(zeStatStorageDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
+    expect_cuts_are_safe_at(SegBuf::kSegmentSize - 700, stored_model::whole(), reload_storage);
+    expect_cuts_are_safe_at(0, stored_model::whole(), reload_storage);
+}
+
+TEST(zeStatStorageDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
+    expect_changes_are_safe(stored_model::whole(), reload_storage);
+}
+
+TEST(zeStatStorageDamageTest, AChangedByteOfACompactRecordRaisesOrLoadsWhatItSays) {
+    expect_changes_are_safe(stored_model::whole({.is_compact = true}), reload_storage);
+}
+
+TEST(zeStatMatcherDamageTest, TheWholeRecordIsLoadedAndUsed) {
+    SegBuf record = record_of(stored_matcher::whole());
+
+    EXPECT_GT(reload_matcher(record, 0).size(), stored_model::kIndexAt);
+}
+
+TEST(zeStatMatcherDamageTest, ARecordThatEndsIsNotLoaded) {
+    expect_prefixes_raise(stored_matcher::whole(), reload_matcher);
+}
+
+TEST(zeStatMatcherDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
+    expect_cuts_are_safe(stored_matcher::whole(), reload_matcher);
+}
+
+TEST(zeStatMatcherDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
+    expect_changes_are_safe(stored_matcher::whole(), reload_matcher);
+}
+
+}  // namespace
