@@ -21,6 +21,7 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "tests/support/logical_tree.h"
 #include "tests/support/record_bytes.h"
 
 // Whether two files are equal, or where they begin to differ: whole ones are too long to show.
@@ -68,6 +69,18 @@ inline void read_kc(zeManager& manager, std::string_view file, KcIoMode* mode = 
                     CTProgress* progress = nullptr) {
     qtPtr<qtBuffer> buffer = buffer_of(file);
     manager.Read(buffer, mode, progress);
+}
+
+// What a container is on all of its sides, but for what waits to be written.
+inline std::string content_of(zeManager& manager) {
+    std::string state = DumpState(manager);
+    for (const std::string_view mark : {" modified=", " dirty="}) {
+        for (std::size_t place = state.find(mark); place != std::string::npos;
+             place = state.find(mark, place)) {
+            state.erase(place, mark.size() + 1);
+        }
+    }
+    return state;
 }
 
 // Whether the manager is as a new one but for its settings.
