@@ -81,7 +81,8 @@ public:
 
     // Files. `mode` may be null, which stands for a default KcIoMode, and so may `progress`.
 
-    // Reads a container in place of this one. `m_io` is a new one afterwards, whatever comes of it.
+    // Reads a container in place of this one. The `m_io` from before is gone afterwards, whatever
+    // comes of it.
     // RAISES: what zeIO::LoadKC raises, which also tells what is left then.
     void Read(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);

@@ -11,6 +11,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
+#include "zandrel/persistence/Hpack.h"
 
 namespace Zandrel {
 
@@ -36,6 +37,20 @@ inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
     return nodes;
 }
 
+// Closes a package at the end of its scope. One that was not closed before gets no index.
+class Open_package {
+public:
+    explicit Open_package(Hpack& pack) : m_pack(pack) {}
+
+    Open_package(const Open_package&) = delete;
+    Open_package& operator=(const Open_package&) = delete;
+
+    ~Open_package() { m_pack.Abandon(); }
+
+private:
+    Hpack& m_pack;
+};
+
 // Reports steps to a progress object, which may be null, and asks it for interruption.
 class Kc_progress {
 public:
@@ -53,11 +68,15 @@ public:
         }
     }
 
-    void step() {
+    void count() {
         if (m_progress != nullptr) {
             m_progress->Increment(1);
-            zeInterrupts(m_progress);
         }
+    }
+
+    void step() {
+        count();
+        check_interrupt();
     }
 
     void end() {

@@ -19,6 +19,13 @@ constexpr unsigned int kFirstScrambledVersion = 2;
     throw qtX<zeIO>(9, "Cached form of a KC is not available");
 }
 
+// No other value stands for a form, so that none can be served either.
+void RequirePlainForm(const KcIoMode& mode) {
+    if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
+        refuse_cached_form();
+    }
+}
+
 }  // namespace
 
 zeIO::zeIO(zeManager* manager) : m_manager(manager) {}
@@ -60,6 +67,10 @@ zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
     unsigned int type = 0;
     io >> type;
     zeBase* const object = zeObjectFactory(type, io, m_manager, node);
+    if (object->m_id != id) {  // Its record is that of another key.
+        throw qtX<zeIO>(10, "Invalid object id in kc file",
+                        {qtString(std::to_string(object->m_id))});
+    }
     io.device->Close();
     return object;
 }
@@ -129,12 +140,7 @@ void zeIO::VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short&
 }
 
 void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
-    if (mode.io_mode == KcIoMode::CACHED_IO) {
-        refuse_cached_form();
-    }
-    if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
-        return;
-    }
+    RequirePlainForm(mode);
     m_pack.Open(file, 'r');
     VerifyMagic(false, mode.compact_read, mode.unicode, mode.version);
     mode.io_mode = KcIoMode::DIRECT_IO;
@@ -143,9 +149,7 @@ void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
 }
 
 void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {
-    if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
-        refuse_cached_form();
-    }
+    RequirePlainForm(mode);
     mode.read_only = false;
     m_read_only = false;
     m_compact = mode.compact;
@@ -160,6 +164,7 @@ void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {
 void zeIO::SetUnicodeFlag(const qtString& file, bool flag) {
     KcIoMode mode;
     mode.create = false;
+    const Zandrel::Open_package open(m_pack);
     OpenRead(file, mode);
     m_pack.Close();
     const auto flags = static_cast<unsigned char>((flag ? Zandrel::kKcUnicode : 0) |

@@ -26,8 +26,12 @@ struct zeNode;
 // and records pass through; an interruption raises qtX<zeWorkflow> 2.
 // - A file that cannot be opened, or is no file of a container, leaves the manager as it was.
 // - What fails behind that leaves it empty, as zeManager::Release does: a container that is only
-//   partly there must not be taken for whole.
+//   partly there must not be taken for whole. Its settings are those from before, and it is not
+//   compact.
 // - A failed write leaves a file that is none of a container.
+// The package is closed at the end of each operation, however it ends. A form other than the plain
+// one is refused with 9 "Cached form of a KC is not available" before anything is touched; a buffer
+// is always in the plain form, whatever the mode says.
 // Threads: one at a time, with the manager.
 class ZANDREL_EXPORT zeIO {
 public:
@@ -47,11 +51,13 @@ public:
     // Writes the container, or the subtree `mode->root`, in place of what is there. A null buffer
     // is made.
     // REQUIRES: this is the manager's `m_io`.
-    // RAISES: 3 "Logical node is not a Classifier" before a classifier is written.
+    // RAISES: 3 "Logical node is not a Classifier" (argument: its name), and qtX<zeManager> 4 for
+    // trees that could not be read again, before anything is written.
     void DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
     void DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container to a new file, with its texts converted if `converter` is given, while
     // the manager stays on the old one, also if it fails.
+    // RAISES: as DumpKC, with the number 4; what ConvertEncoding raises.
     void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter, CTProgress* progress);
     // Changes whether a closed file says that its texts are Unicode. The form and the manager's
     // version become those of the file.
@@ -62,7 +68,8 @@ public:
 
     // Writes and reads one object's item, for the objects whose records hold others.
     // REQUIRES: the object is in memory, or the assertion "object" fires.
-    // RAISES: what zeObjectFactory raises, "Missing key in index: " for an unknown id.
+    // RAISES: what zeObjectFactory raises, also 10 for a record with the id of another object;
+    // "Missing key in index: " for an unknown id.
     void DumpObject(const zeBase* object);
     zeBase* LoadObject(unsigned int id, zeNode* node);
 
@@ -97,8 +104,12 @@ private:
 };
 
 // Makes an object of a type, whose record the stream holds from the id on, and enters it in the
-// registry. No id of the manager is used up. `node`: of the classifier to which a storage belongs.
-// RAISES: qtX<zeIO> 7, 10, 11; what the record raises.
+// registry. No id of the manager is used up. `node`: of the classifier to which a storage belongs;
+// null for a classifier.
+// RAISES: 7 "Unknown Classifier object" (argument: the type); 10 "Invalid object id in kc file" for
+// an id that is 0, taken or not yet given out, 11 "Classifier without its node in kc file", also
+// for a matcher in place of a storage (argument: the id); what the record raises. What fails behind
+// the id leaves the object in the registry, for the manager's release.
 ZANDREL_EXPORT zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager,
                                        zeNode* node);
 

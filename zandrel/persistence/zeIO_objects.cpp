@@ -29,13 +29,23 @@ Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* mana
     return object.release();
 }
 
+[[noreturn]] void refuse_place_of(const zeClassifier& classifier) {
+    throw qtX<zeIO>(11, "Classifier without its node in kc file",
+                    {qtString(std::to_string(classifier.m_id))});
+}
+
 template <class Classifier>
-zeBase* load_classifier(std::unique_ptr<Classifier> fresh, Hio<HSegment>& io, zeManager* manager) {
+zeBase* load_classifier(std::unique_ptr<Classifier> fresh, Hio<HSegment>& io, zeManager* manager,
+                        zeNode* node) {
     Classifier* const classifier = enter(std::move(fresh), io, manager);
+    // In place of a storage, it would look for its own storage in turn, and a damaged file could
+    // have a chain of them that no stack holds.
+    if (node != nullptr) {
+        refuse_place_of(*classifier);
+    }
     classifier->m_node = manager->LoadCat(io, nullptr);
     if (classifier->m_node == nullptr) {
-        throw qtX<zeIO>(11, "Classifier without its node in kc file",
-                        {qtString(std::to_string(classifier->m_id))});
+        refuse_place_of(*classifier);
     }
     classifier->Load(io);
     return classifier;
@@ -53,9 +63,10 @@ zeBase* load_storage(Hio<HSegment>& io, zeManager* manager, zeNode* node) {
 zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager, zeNode* node) {
     switch (type) {
         case ZE_RULE:
-            return load_classifier(std::make_unique<zeSwitcher>(nullptr, nullptr), io, manager);
+            return load_classifier(std::make_unique<zeSwitcher>(nullptr, nullptr), io, manager,
+                                   nullptr);
         case ZE_STAT:
-            return load_classifier(std::make_unique<zeStat_matcher>(), io, manager);
+            return load_classifier(std::make_unique<zeStat_matcher>(), io, manager, node);
         case kStorageObjectType:
             return load_storage(io, manager, node);
         default:

@@ -37,26 +37,23 @@ constexpr int kCopyRefused = 4;
 }  // namespace
 
 zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
-    if (root != nullptr && root->physical_node->m_classifier_id == 0) {
-        throw qtX<zeIO>(refusal, "Logical node is not a Classifier",
-                        {root->physical_node->m_concept.text()});
+    zeNode* const start = root == nullptr ? m_manager->m_root : root->physical_node;
+    if (root != nullptr && (start == nullptr || start->m_classifier_id == 0)) {
+        const Concept& name = start == nullptr ? root->category : start->m_concept;
+        throw qtX<zeIO>(refusal, "Logical node is not a Classifier", {name.text()});
     }
     // What could not be read again is not written.
     Zandrel::RequireTrees(*m_manager);
-    return root == nullptr ? m_manager->m_root : root->physical_node;
+    return start;
 }
 
 void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
     zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
-    try {
-        OpenWrite(file, *mode);
-        DumpClassifiers(start, mode->root, progress);
-        m_pack.Close();
-    } catch (...) {
-        m_pack.Abandon();
-        throw;
-    }
+    const Zandrel::Open_package open(m_pack);
+    OpenWrite(file, *mode);
+    DumpClassifiers(start, mode->root, progress);
+    m_pack.Close();
 }
 
 void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
@@ -66,15 +63,11 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     m_compact = mode->compact;
     bool is_unicode = false;
     unsigned short version = Zandrel::kKcVersion;
-    try {
-        m_pack.Open(buffer, 'w');
-        VerifyMagic(true, m_compact, is_unicode, version);
-        DumpClassifiers(start, mode->root, progress);
-        m_pack.Close();
-    } catch (...) {
-        m_pack.Abandon();
-        throw;
-    }
+    const Zandrel::Open_package open(m_pack);
+    m_pack.Open(buffer, 'w');
+    VerifyMagic(true, m_compact, is_unicode, version);
+    DumpClassifiers(start, mode->root, progress);
+    m_pack.Close();
 }
 
 // The manager goes last: it lands behind the classifiers in the file.
@@ -114,7 +107,7 @@ void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
     }
     m_manager->m_io = target;
     target->DumpManager(mode->root);
-    steps.step();
+    steps.count();
     target->m_pack.Close();
     steps.end();
 }

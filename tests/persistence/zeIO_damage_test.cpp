@@ -1,0 +1,176 @@
+// Damaged files of containers: whatever bytes they lose or change, what comes of it is a known
+// error or something that can be used.
+#include "zandrel/persistence/zeIO.h"
+
+#include <cstddef>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/kc_damage.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/news_desk.h"
+#include "tests/support/small_model.h"
+
+namespace {
+
+// A root of statistics with a leaf, a rule node with a rule and a default, and another leaf:
+//
+//     1 root - 2 sport
+//            - 3 mix - 4 bin, 5 rest
+//            - 6 money
+class zeIODamageTest : public testing::Test {
+protected:
+    explicit zeIODamageTest(const zeDefaults& settings = plain_settings()) {
+        kc.m_defaults = settings;
+        Concept name = term("root");
+        kc.InitWorkflow(name);
+        News_desk desk(kc);
+        desk.Add(1, "sport", ZE_LEAF);
+        desk.Add(1, "mix", ZE_RULE);
+        desk.Add(3, "bin", ZE_LEAF, "$home(?)");
+        desk.Add(3, "rest", ZE_LEAF, "default");
+        desk.Add(1, "money", ZE_LEAF);
+        zeMemoryCorpus corpus;
+        Add(corpus, {{"goal", 2.0}}, "sport");
+        Add(corpus, {{"bank", 2.0}, {"goal", 0.5}}, "money");
+        zeCorpus_view view(&corpus);
+        view.add_all_msgs(&kc);
+        kc.GetWorkflow()->train(view, false, nullptr, true);
+        file = saved(kc);
+    }
+
+    static void Add(zeCorpus& corpus, Weighted_list bag, const char* label) {
+        MessageBuilder().bag(bag).bag_at(1, bag).labels({label}).add_to(corpus);
+    }
+
+    zeManager kc;
+    std::string file;
+};
+
+TEST_F(zeIODamageTest, TheWholeFileLoads) {
+    zeManager loaded;
+
+    EXPECT_TRUE(loads(loaded, file));
+    use(loaded);
+}
+
+TEST_F(zeIODamageTest, EveryTruncationIsRefused) {
+    for (std::size_t kept = 0; kept < file.size(); ++kept) {
+        SCOPED_TRACE(kept);
+        zeManager manager;
+
+        EXPECT_FALSE(loads(manager, file.substr(0, kept)));
+        EXPECT_TRUE(is_empty(manager));
+    }
+}
+
+TEST_F(zeIODamageTest, EveryChangedBitIsSafe) {
+    for (std::size_t position = 0; position < file.size(); ++position) {
+        for (unsigned int mask = 1; mask < 256; mask *= 2) {
+            SCOPED_TRACE(testing::Message() << "byte " << position << ", mask " << mask);
+            std::string damaged = file;
+            damaged[position] = static_cast<char>(static_cast<unsigned char>(damaged[position]) ^
+                                                  static_cast<unsigned char>(mask));
+
+            expect_damage_is_safe(damaged, file);
+        }
+    }
+}
+
+// Numbers of four bytes that no single bit makes of others. Greater ones than these would let the
+// learning after a harmless load take its time, as settings that are meant do.
+TEST_F(zeIODamageTest, EveryNumberOfARecordMayBeAnother) {
+    const Kc_items items(file);
+    for (const auto& [key, record] : items.records) {
+        for (std::size_t position = 0; position < record.size(); ++position) {
+            for (const unsigned int number : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+                SCOPED_TRACE(testing::Message()
+                             << to_hex(key) << ", byte " << position << ", number " << number);
+                Kc_items damaged = items;
+                damaged.records[key].replace(position, 4, object_key(number));
+
+                expect_damage_is_safe(damaged.file(), file);
+            }
+        }
+    }
+}
+
+TEST_F(zeIODamageTest, EveryCutOfARecordIsSafe) {
+    const Kc_items items(file);
+    for (const auto& [key, record] : items.records) {
+        for (std::size_t kept = 0; kept < record.size(); ++kept) {
+            SCOPED_TRACE(testing::Message() << to_hex(key) << ", " << kept << " bytes");
+            Kc_items damaged = items;
+            damaged.records[key].resize(kept);
+
+            expect_damage_is_safe(damaged.file(), file);
+        }
+    }
+}
+
+TEST_F(zeIODamageTest, RecordsInEachOthersPlaceAreSafe) {
+    const Kc_items items(file);
+    for (const auto& [key, record] : items.records) {
+        for (const auto& [other_key, other] : items.records) {
+            SCOPED_TRACE(testing::Message() << to_hex(key) << " and " << to_hex(other_key));
+            Kc_items damaged = items;
+            std::swap(damaged.records[key], damaged.records[other_key]);
+            expect_damage_is_safe(damaged.file(), file);
+
+            damaged = items;
+            damaged.records[key] = other;
+            expect_damage_is_safe(damaged.file(), file);
+        }
+    }
+}
+
+TEST_F(zeIODamageTest, ARecordMayHaveMoreBehindIt) {
+    Kc_items items(file);
+    for (auto& [key, record] : items.records) {
+        record += std::string(20000, 'x');
+    }
+    zeManager loaded;
+
+    EXPECT_TRUE(loads(loaded, items.file()));
+
+    EXPECT_TRUE(same_bytes(saved(loaded), file));
+}
+
+// The same file in the form of the first version, which its records are not.
+TEST_F(zeIODamageTest, RecordsOfAnotherVersionAreSafe) {
+    Kc_items items(file);
+    items.version = 1;
+
+    expect_damage_is_safe(items.file(), file);
+}
+
+// With the tables of likelihoods, whose sizes settings tell: nothing learns from such a file here.
+class zeIOTableDamageTest : public zeIODamageTest {
+protected:
+    zeIOTableDamageTest() : zeIODamageTest(zeDefaults()) {}
+};
+
+TEST_F(zeIOTableDamageTest, EveryNumberOfTheStatisticsMayBeAnother) {
+    const Kc_items items(file);
+    const std::string record = Kc_items(file).object(1);
+    for (std::size_t position = 0; position < record.size(); ++position) {
+        for (const unsigned int number : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU, 0xFF800000U}) {
+            SCOPED_TRACE(testing::Message() << "byte " << position << ", number " << number);
+            Kc_items damaged = items;
+            damaged.object(1).replace(position, 4, object_key(number));
+            zeManager manager;
+
+            if (loads(manager, damaged.file())) {
+                News_desk desk(manager);
+                succeeds([&] { desk.Classify({{"goal", 1.0}, {"bank", 0.5}}, {}); });
+                succeeds([&] { desk.Explain({{"goal", 1.0}, {"bank", 0.5}}, "sport"); });
+                save_and_load(manager);
+            } else {
+                EXPECT_TRUE(is_empty(manager));
+            }
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,259 @@
+// Files that zeIO refuses, and what they leave in memory.
+#include "zandrel/persistence/zeIO.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/HioErr.h"
+
+#include "tests/support/expect_qtx.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/logical_tree.h"
+#include "tests/support/news_desk.h"
+#include "tests/support/scratch_file.h"
+
+namespace {
+
+class Saved_container : public testing::Test {
+protected:
+    Trained_desk kc;
+    std::string file = saved(kc.manager);
+    zeManager loaded;
+};
+
+// Refused files.
+
+// What is no container leaves the one in memory as it was.
+class zeIORefusedTest : public Saved_container {
+protected:
+    void ExpectRefused(const std::string& bytes, int number, const char* text,
+                       const std::vector<qtString>& arguments) {
+        const Scratch_file on_disk(bytes);
+        kc.manager.m_modified = true;
+        const std::string before = content_of(kc.manager);
+        kc.manager.m_version = 1;
+
+        const auto from_buffer = [&] { read_kc(kc.manager, bytes); };
+        const auto from_file = [&] { kc.manager.Read(on_disk.path(), nullptr, nullptr); };
+
+        EXPECT_TRUE(raises<qtX<zeIO>>(from_buffer, number, text, arguments));
+        EXPECT_TRUE(raises<qtX<zeIO>>(from_file, number, text, arguments));
+        EXPECT_EQ(content_of(kc.manager), before);
+        EXPECT_TRUE(kc.manager.m_modified);
+        EXPECT_EQ(kc.manager.m_version, 1);
+    }
+
+    void ExpectRefused(const Kc_items& items, int number, const char* text,
+                       const std::vector<qtString>& arguments) {
+        ExpectRefused(items.file(), number, text, arguments);
+    }
+};
+
+TEST_F(zeIORefusedTest, WhatIsNoPackageIsNoContainer) {
+    for (const char* bytes : {"", "x", "a text that is longer than any header is"}) {
+        SCOPED_TRACE(bytes);
+        ExpectRefused(bytes, 1, "Not a kc file", {});
+    }
+}
+
+TEST_F(zeIORefusedTest, AnEmptyBufferIsNoContainer) {
+    const Unchanged unchanged(kc.manager);
+    qtPtr<qtBuffer> none;
+
+    EXPECT_QTX_ARGS(kc.manager.Read(none, nullptr, nullptr), zeIO, 1, "Not a kc file", {});
+}
+
+TEST_F(zeIORefusedTest, APackageOfAnotherOwnerIsNoContainer) {
+    Kc_items items(file);
+    items.id = 0x278F9D41;
+
+    ExpectRefused(items, 1, "Not a kc file", {});
+}
+
+TEST_F(zeIORefusedTest, OtherVersionsAreRefused) {
+    Kc_items items(file);
+    for (const unsigned int version : {0U, 3U, 256U, 65535U}) {
+        SCOPED_TRACE(version);
+        items.version = static_cast<unsigned short>(version);
+
+        ExpectRefused(items, 2, "Invalid version in kc file", {qtString(std::to_string(version))});
+    }
+}
+
+TEST_F(zeIORefusedTest, AMissingFilePassesOn) {
+    const Scratch_file none;
+    const Unchanged unchanged(kc.manager);
+    for (const KcIoMode::Form form : {KcIoMode::AUTO_IO, KcIoMode::DIRECT_IO}) {
+        KcIoMode mode;
+        mode.io_mode = form;
+        EXPECT_QTX_ARGS(kc.manager.Read(none.path(), &mode, nullptr), HioErr, HioErr::kOpenFailed,
+                        "Cannot open file: " + none.path().str(), {none.path()});
+        EXPECT_EQ(mode.io_mode, form);
+    }
+}
+
+TEST_F(zeIORefusedTest, APackageThatWasNeverClosedPassesOn) {
+    Hpack pack;
+    qtPtr<qtBuffer> buffer;
+    pack.Open(buffer, 'w');
+    pack.SetFileID(Kc_items::kFileId, 2, 0);
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(kc.manager.Read(buffer, nullptr, nullptr), Hpack, 1, "Cannot read index",
+                    {"qtBuffer"});
+}
+
+TEST_F(zeIORefusedTest, AnEarlierFileObjectIsGoneWhateverComesOfTheRead) {
+    read_kc(loaded, file);
+    qtPtrLight<zeIO> earlier = loaded.m_io;
+
+    EXPECT_QTX(read_kc(loaded, "none"), zeIO, 1, "Not a kc file");
+
+    EXPECT_NE(loaded.m_io, earlier);
+    EXPECT_EQ(earlier.use_count(), 1U);
+    EXPECT_FALSE(loaded.m_io.IsNull());
+}
+
+// Broken containers.
+
+// What breaks off behind the header leaves an empty manager, which can be used again.
+class zeIOBrokenTest : public Saved_container {
+protected:
+    void ExpectEmptied() {
+        EXPECT_TRUE(is_empty(kc.manager));
+        EXPECT_TRUE(kc.manager.m_io.IsNull());
+        kc.desk.Build();
+        kc.desk.Train();
+        EXPECT_EQ(kc.desk.Best("goal", {"home"}), "sport");
+        zeManager again;
+        read_kc(again, saved(kc.manager));
+        EXPECT_EQ(content_of(again), content_of(kc.manager));
+    }
+
+    Kc_items items{file};
+};
+
+TEST_F(zeIOBrokenTest, AFileWithoutTheManagersRecord) {
+    items.records.erase(kManagerRecord);
+
+    EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), Hpack, 2,
+                    "Missing key in index: __Manager__", {"qtBuffer", "__Manager__"});
+
+    ExpectEmptied();
+}
+
+TEST_F(zeIOBrokenTest, AFileWithoutOneOfTheObjects) {
+    for (const unsigned int id : {1U, 2U, 3U, 6U}) {
+        SCOPED_TRACE(id);
+        Kc_items without = items;
+        without.records.erase(object_key(id));
+        const std::string key = object_key(id);
+
+        EXPECT_QTX_ARGS(read_kc(kc.manager, without.file()), Hpack, 2,
+                        "Missing key in index: " + key, {"qtBuffer", qtString(key)});
+
+        ExpectEmptied();
+    }
+}
+
+TEST_F(zeIOBrokenTest, AnUnknownTypeIsTold) {
+    for (const unsigned int type : {0U, 4U, 4000000000U}) {
+        SCOPED_TRACE(type);
+        items.object(3).replace(0, 4, object_key(type));
+
+        EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), zeIO, 7, "Unknown Classifier object",
+                        {qtString(std::to_string(type))});
+
+        ExpectEmptied();
+    }
+}
+
+// No id; one that is taken; one that was never given out; that of another key.
+TEST_F(zeIOBrokenTest, AnImpossibleObjectIdIsTold) {
+    for (const unsigned int id : {0U, 1U, 8U, 5U}) {
+        SCOPED_TRACE(id);
+        items.object(3).replace(4, 4, object_key(id));
+
+        EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), zeIO, 10, "Invalid object id in kc file",
+                        {qtString(std::to_string(id))});
+
+        ExpectEmptied();
+    }
+}
+
+// No node; one that is not there; a leaf; the node of another classifier.
+TEST_F(zeIOBrokenTest, AClassifierThatIsNotAtItsNodeIsTold) {
+    for (const unsigned int node : {0U, 99U, 2U, 4U}) {
+        SCOPED_TRACE(node);
+        items.object(3).replace(8, 4, object_key(node));
+        items.object(3).resize(12);
+        items.object(3) += std::string(8, '\0');  // no default and no rules
+
+        EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), zeIO, 11,
+                        "Classifier without its node in kc file", {"3"});
+
+        ExpectEmptied();
+    }
+}
+
+TEST_F(zeIOBrokenTest, AStorageAtANodeIsNoClassifier) {
+    items.object(3) = items.object(1);
+    items.object(3).replace(4, 4, object_key(3));
+
+    EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), zeIO, 11,
+                    "Classifier without its node in kc file", {"3"});
+
+    ExpectEmptied();
+}
+
+// A rule classifier in place of a storage is no statistics.
+TEST_F(zeIOBrokenTest, AMatcherWithoutItsStorageIsNotTaken) {
+    const std::string no_rules(8, '\0');
+    items.object(6) = object_key(ZE_RULE) + object_key(6) + object_key(7) + no_rules;
+
+    EXPECT_ASSERTS(read_kc(kc.manager, items.file()), "m_storage");
+
+    ExpectEmptied();
+}
+
+// Each of them names the next as its storage. A file may have more of them than a stack holds.
+TEST_F(zeIOBrokenTest, AChainOfMatchersIsNotFollowed) {
+    constexpr unsigned int kLinks = 100000;
+    const std::string last_id = object_key(7) + object_key(1);  // with the root's node behind
+    const std::size_t place = items.manager().rfind(last_id);
+    ASSERT_EQ(place, items.manager().size() - 8);
+    items.manager().replace(place, 4, object_key(kLinks + 8));
+    const std::string no_entries(4, '\0');
+    for (unsigned int id = 8; id < 8 + kLinks; ++id) {
+        items.records[object_key(id)] =
+            object_key(ZE_STAT) + object_key(id) + object_key(1) + no_entries + object_key(id + 1);
+    }
+    items.object(2) =
+        object_key(ZE_STAT) + object_key(2) + object_key(1) + no_entries + object_key(8);
+
+    EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), zeIO, 11,
+                    "Classifier without its node in kc file", {"8"});
+
+    ExpectEmptied();
+}
+
+TEST_F(zeIOBrokenTest, SettingsAreThoseFromBefore) {
+    kc.manager.m_defaults.clip_value = 7.0;
+    kc.manager.m_config.kc_id = 77;
+    zeManager other;
+    read_kc(other, file);
+    other.m_config.kc_id = 5;
+    Kc_items compact(saved_compact(other));
+    compact.records.erase(object_key(3));
+
+    EXPECT_THROW(read_kc(kc.manager, compact.file()), qtX<Hpack>);
+
+    EXPECT_EQ(kc.manager.m_defaults.clip_value, 7.0);
+    EXPECT_EQ(kc.manager.m_config.kc_id, 77U);
+    EXPECT_FALSE(kc.manager.m_compact);
+    ExpectEmptied();
+}
+
+}  // namespace

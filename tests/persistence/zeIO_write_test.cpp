@@ -1,0 +1,427 @@
+// What zeIO writes: order and form of the items, partial files, compact files, refusals.
+#include "zandrel/persistence/zeIO.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/HioErr.h"
+
+#include "tests/support/expect_qtx.h"
+#include "tests/support/fake_disk.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/logical_tree.h"
+#include "tests/support/news_desk.h"
+#include "tests/support/scratch_file.h"
+#include "tests/support/trained_tree.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+// The keys of a file in the order in which the items stand there.
+std::vector<std::string> keys_in_file_order(const Kc_items& items) {
+    std::vector<std::string> keys;
+    for (const auto& [key, offset] : items.offsets) {
+        keys.push_back(key);
+    }
+    std::sort(keys.begin(), keys.end(), [&items](const auto& left, const auto& right) {
+        return items.offsets.at(left) < items.offsets.at(right);
+    });
+    return keys;
+}
+
+// A record from its second number on, the first being the type.
+std::string head_of(const std::string& record, std::size_t byte_count) {
+    return to_hex(record.substr(0, byte_count));
+}
+
+TEST(zeIOWriteTest, ItemsGoByAscendingObjectIdAndTheManagerLast) {
+    Trained_desk kc;
+
+    const Kc_items items(saved(kc.manager));
+
+    EXPECT_THAT(keys_in_file_order(items),
+                ElementsAre(object_key(1), object_key(2), object_key(3), object_key(4),
+                            object_key(5), object_key(6), object_key(7), "__Manager__"));
+}
+
+TEST(zeIOWriteTest, TheHeaderTellsAContainerOfTheSecondVersion) {
+    Trained_desk kc;
+
+    const Kc_items items(saved(kc.manager));
+
+    EXPECT_EQ(items.id, 0x278F9D40U);
+    EXPECT_EQ(items.version, 2);
+    EXPECT_EQ(items.flags, 0);
+}
+
+TEST(zeIOWriteTest, EachObjectBeginsWithItsTypeIdAndNode) {
+    Trained_desk kc;
+    Kc_items items(saved(kc.manager));
+    const unsigned int press = kc.desk.Node(News_desk::kPress).physical_node->m_node_id;
+    const unsigned int home = kc.desk.Node(News_desk::kHome).physical_node->m_node_id;
+
+    EXPECT_EQ(head_of(items.object(1), 8), "00 00 00 03 00 00 00 01");
+    EXPECT_EQ(head_of(items.object(3), 12), "00 00 00 01 00 00 00 03 " + to_hex(object_key(press)));
+    EXPECT_EQ(head_of(items.object(5), 12), "00 00 00 02 00 00 00 05 " + to_hex(object_key(home)));
+}
+
+TEST(zeIOWriteTest, TextsAreNotFoundInTheFile) {
+    Trained_desk kc;
+
+    const std::string file = saved(kc.manager);
+
+    EXPECT_EQ(file.find("sport"), std::string::npos);
+    EXPECT_EQ(file.find("goal"), std::string::npos);
+    EXPECT_NE(file.find("__Manager__"), std::string::npos);
+}
+
+TEST(zeIOWriteTest, WritingTwiceGivesEqualBytes) {
+    Trained_desk kc;
+
+    const std::string first = saved(kc.manager);
+
+    EXPECT_TRUE(same_bytes(saved(kc.manager), first));
+}
+
+TEST(zeIOWriteTest, EqualContainersGiveEqualBytes) {
+    const Clock_stands clock;
+    Trained_desk one;
+    Trained_desk other;
+    other.manager.m_config.kc_id = one.manager.m_config.kc_id;
+
+    EXPECT_TRUE(same_bytes(saved(one.manager), saved(other.manager)));
+}
+
+TEST(zeIOWriteTest, AFileAndABufferGetTheSameBytes) {
+    Trained_desk kc;
+    const Scratch_file file;
+
+    kc.manager.Write(file.path(), nullptr, nullptr);
+
+    EXPECT_TRUE(same_bytes(file.content(), saved(kc.manager)));
+}
+
+TEST(zeIOWriteTest, AnOlderFileIsReplacedAsAWhole) {
+    Trained_desk kc;
+    const Scratch_file file(std::string(100000, 'x'));
+
+    kc.manager.Write(file.path(), nullptr, nullptr);
+
+    EXPECT_TRUE(same_bytes(file.content(), saved(kc.manager)));
+}
+
+TEST(zeIOWriteTest, SavingWhatWasLoadedGivesEqualBytes) {
+    Trained_desk kc;
+    const std::string file = saved(kc.manager);
+    zeManager loaded;
+
+    read_kc(loaded, file);
+
+    EXPECT_TRUE(same_bytes(saved(loaded), file));
+}
+
+TEST(zeIOWriteTest, WritingChangesNothingInTheContainer) {
+    Trained_desk kc;
+    kc.manager.m_modified = true;
+    const Unchanged unchanged(kc.manager);
+
+    saved(kc.manager);
+    saved_below(kc.manager, News_desk::kHome);
+    saved_compact(kc.manager);
+
+    EXPECT_TRUE(kc.manager.m_modified);
+    EXPECT_FALSE(kc.manager.m_compact);
+}
+
+TEST(zeIOWriteTest, AnEmptyContainerHasTheManagersRecordAlone) {
+    zeManager empty;
+
+    const std::string file = saved(empty);
+
+    EXPECT_THAT(keys_in_file_order(Kc_items(file)), ElementsAre("__Manager__"));
+    Trained_desk kc;
+    read_kc(kc.manager, file);
+    EXPECT_TRUE(is_empty(kc.manager));
+}
+
+TEST(zeIOWriteTest, AModeTellsWhatWasDone) {
+    Trained_desk kc;
+    const Scratch_file file;
+    KcIoMode mode;
+    mode.read_only = true;
+
+    kc.manager.Write(file.path(), &mode, nullptr);
+
+    EXPECT_EQ(mode.io_mode, KcIoMode::DIRECT_IO);
+    EXPECT_FALSE(mode.read_only);
+    EXPECT_EQ(kc.manager.m_io->m_io_mode, KcIoMode::DIRECT_IO);
+    EXPECT_EQ(kc.manager.m_io->m_version, 2U);
+}
+
+// Whatever a form may stand for: only the cached one is none that can be written.
+TEST(zeIOWriteTest, AnyFormButTheCachedOneIsWrittenPlainly) {
+    Trained_desk kc;
+    const Scratch_file file;
+    for (const unsigned int form : {0U, 1U, 3U, 77U}) {
+        SCOPED_TRACE(form);
+        file.write("");
+        KcIoMode mode;
+        mode.io_mode = static_cast<KcIoMode::Form>(form);
+
+        kc.manager.Write(file.path(), &mode, nullptr);
+
+        EXPECT_EQ(mode.io_mode, KcIoMode::DIRECT_IO);
+        EXPECT_TRUE(same_bytes(file.content(), saved(kc.manager)));
+    }
+}
+
+TEST(zeIOWriteTest, TheCachedFormIsRefusedBeforeTheFileIsTouched) {
+    Trained_desk kc;
+    const Scratch_file file("as it was");
+    const Unchanged unchanged(kc.manager);
+    KcIoMode mode;
+    mode.io_mode = KcIoMode::CACHED_IO;
+
+    EXPECT_QTX_ARGS(kc.manager.Write(file.path(), &mode, nullptr), zeIO, 9,
+                    "Cached form of a KC is not available", {});
+
+    EXPECT_EQ(file.content(), "as it was");
+    EXPECT_EQ(mode.io_mode, KcIoMode::CACHED_IO);
+}
+
+TEST(zeIOWriteTest, ABufferGetsThePlainFormWhateverIsAsked) {
+    Trained_desk kc;
+    KcIoMode mode;
+    mode.io_mode = KcIoMode::CACHED_IO;
+
+    EXPECT_TRUE(same_bytes(saved(kc.manager, mode), saved(kc.manager)));
+}
+
+TEST(zeIOWriteTest, AnotherManagersFileObjectMayNotWrite) {
+    Trained_desk kc;
+    zeIO stranger(&kc.manager);
+    KcIoMode mode;
+    qtPtr<qtBuffer> buffer;
+
+    EXPECT_ASSERTS(stranger.DumpKC(buffer, &mode, nullptr), "m_manager->m_io.get() == this");
+    EXPECT_ASSERTS(stranger.DumpKC("unused", &mode, nullptr), "m_manager->m_io.get() == this");
+}
+
+// Parts.
+
+class zeIOPartTest : public testing::Test {
+protected:
+    // The file of a subtree, read again.
+    void Load(unsigned int id) { read_kc(part, saved_below(kc.manager, id)); }
+
+    Trained_desk kc;
+    zeManager part;
+};
+
+TEST_F(zeIOPartTest, APartHasTheItemsOfItsSubtreeAlone) {
+    const Kc_items items(saved_below(kc.manager, News_desk::kHome));
+
+    EXPECT_THAT(keys_in_file_order(items),
+                ElementsAre(object_key(4), object_key(5), "__Manager__"));
+}
+
+TEST_F(zeIOPartTest, EachClassifierNodeCanBeWrittenAlone) {
+    for (const unsigned int id :
+         {News_desk::kDesk, News_desk::kPress, News_desk::kHome, News_desk::kWorld}) {
+        SCOPED_TRACE(id);
+        const zeNode& top = *kc.desk.Node(id).physical_node;
+        hash_set<zeNode*, zePointer_hash> nodes;
+        top.get_subtree(nodes);
+
+        Load(id);
+
+        EXPECT_EQ(part.m_root->m_parent, nullptr);
+        EXPECT_EQ(part.m_root->m_node_id, top.m_node_id);
+        EXPECT_EQ(part.m_root->m_concept, top.m_concept);
+        EXPECT_EQ(part.m_last_object_id, kc.manager.m_last_object_id);
+        EXPECT_EQ(part.m_physical_tree->m_nodes.size(), nodes.size());
+        EXPECT_EQ(part.m_logical_tree->GetNode(1).physical_node, part.m_root);
+        ExpectSound(part);
+        zeManager again;
+        read_kc(again, saved(part));
+        EXPECT_TRUE(same_bytes(saved(again), saved(part)));
+    }
+}
+
+TEST_F(zeIOPartTest, APartClassifiesAsTheSubtreeDoes) {
+    Load(News_desk::kHome);
+    News_desk home(part);
+
+    const Named_scores ranking = home.Classify({{"goal", 2.0}, {"bank", 0.5}}, {});
+
+    // The whole multiplies by the scores of the way down, which begins at 1.
+    zeResult_set expected(0.0, -1);
+    zeNode* const node = kc.desk.Node(News_desk::kHome).physical_node;
+    node->m_classifier->classify(*MessageBuilder().bag({{"goal", 2.0}, {"bank", 0.5}}).make(),
+                                 expected, 1.0, false);
+    ASSERT_EQ(ranking.size(), 2U);
+    for (const auto& [name, score] : ranking) {
+        bool is_found = false;
+        for (int rank = 0; rank < expected.count(); ++rank) {
+            const zeResult& result = expected.get_result(rank);
+            is_found = is_found || (result.node->m_concept == term(name) && result.score == score);
+        }
+        EXPECT_TRUE(is_found) << name << ' ' << score;
+    }
+}
+
+TEST_F(zeIOPartTest, APartOfRulesKeepsItsRules) {
+    Load(News_desk::kPress);
+    News_desk press(part);
+
+    EXPECT_EQ(press.Best("goal", {"home"}), "sport");
+    EXPECT_EQ(press.Best("soup", {"world"}), "food");
+    EXPECT_EQ(press.Best("soup", {}), "bin");
+}
+
+TEST_F(zeIOPartTest, APartGoesOnLearning) {
+    Load(News_desk::kPress);
+    News_desk press(part);
+
+    press.Learn();
+
+    EXPECT_EQ(press.Best("puck", {"home"}), "sport");
+    EXPECT_GT(part.m_physical_tree->MakeNode(term("next"), ZE_STAT, 0, 0.0)->m_classifier_id, 7U);
+}
+
+TEST_F(zeIOPartTest, ANodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched) {
+    const Scratch_file file("as it was");
+    const Unchanged unchanged(kc.manager);
+    KcIoMode mode;
+    mode.root = &kc.desk.Node(News_desk::kSport);
+    qtPtr<qtBuffer> buffer = buffer_of("as it was");
+
+    EXPECT_QTX_ARGS(kc.manager.Write(file.path(), &mode, nullptr), zeIO, 3,
+                    "Logical node is not a Classifier", {"sport"});
+    EXPECT_QTX_ARGS(kc.manager.Write(buffer, &mode, nullptr), zeIO, 3,
+                    "Logical node is not a Classifier", {"sport"});
+
+    EXPECT_EQ(file.content(), "as it was");
+    EXPECT_EQ(bytes_in(buffer), "as it was");
+}
+
+TEST_F(zeIOPartTest, AnUnknownNodeIsRefusedToo) {
+    KcIoMode mode;
+    mode.root = &kc.desk.Node(999);
+    qtPtr<qtBuffer> buffer;
+
+    EXPECT_QTX_ARGS(kc.manager.Write(buffer, &mode, nullptr), zeIO, 3,
+                    "Logical node is not a Classifier", {""});
+}
+
+// Compact files.
+
+TEST(zeIOCompactTest, ACompactFileIsMarkedAndSmaller) {
+    Trained_desk kc;
+
+    const std::string file = saved_compact(kc.manager);
+
+    EXPECT_EQ(Kc_items(file).flags, 0x08);
+    EXPECT_LT(file.size(), saved(kc.manager).size());
+    EXPECT_FALSE(kc.manager.m_compact);
+}
+
+TEST(zeIOCompactTest, ACompactContainerAnswersTheSame) {
+    Trained_desk kc;
+    zeManager compact;
+    KcIoMode mode;
+
+    read_kc(compact, saved_compact(kc.manager), &mode);
+
+    EXPECT_TRUE(mode.compact_read);
+    EXPECT_TRUE(compact.m_compact);
+    EXPECT_TRUE(compact.m_io->m_compact_read);
+    EXPECT_EQ(News_desk(compact).Answers(), kc.desk.Answers());
+}
+
+TEST(zeIOCompactTest, ACompactContainerDoesNotTrain) {
+    Trained_desk kc;
+    zeManager compact;
+    read_kc(compact, saved_compact(kc.manager));
+    News_desk desk(compact);
+
+    EXPECT_QTX(desk.Train(), zeWorkflow, 3, "Operation cannot be performed on compact KB");
+    EXPECT_QTX(desk.Learn(), zeWorkflow, 3, "Operation cannot be performed on compact KB");
+}
+
+TEST(zeIOCompactTest, ACompactContainerIsSavedAndLoadedCompactly) {
+    Trained_desk kc;
+    const std::string file = saved_compact(kc.manager);
+    zeManager compact;
+    read_kc(compact, file);
+
+    EXPECT_TRUE(same_bytes(saved_compact(compact), file));
+}
+
+TEST(zeIOCompactTest, AWholeFileReadNextIsNotCompact) {
+    Trained_desk kc;
+    zeManager manager;
+    read_kc(manager, saved_compact(kc.manager));
+
+    read_kc(manager, saved(kc.manager));
+
+    EXPECT_FALSE(manager.m_compact);
+}
+
+// Disks that fail.
+
+// Each call fails once, and all from it on.
+TEST(zeIOFullDiskTest, AFailedWriteRaisesAndLeavesNoContainer) {
+    Fake_disk disk;
+    Trained_desk kc;
+    const std::string whole = saved(kc.manager);
+    const Unchanged unchanged(kc.manager);
+    std::size_t failures = 0;
+    for (std::size_t call = 0;; ++call) {
+        SCOPED_TRACE(call);
+        disk.files.clear();
+        disk.fail_at(call, Fake_disk::Fault::kNoSpace, true);
+        bool is_written = false;
+        try {
+            kc.manager.Write("fake/kc", nullptr, nullptr);
+            is_written = true;
+        } catch (const qtX<HioErr>& raised) {
+            EXPECT_THAT(raised.number(), testing::AnyOf(HioErr::kOpenFailed, HioErr::kCloseFailed,
+                                                        HioErr::kWriteFailed))
+                << raised.what();
+            ++failures;
+        }
+        EXPECT_EQ(disk.open_files, 0);
+        const bool is_faulty = !disk.failed.empty();
+        disk.heal();
+
+        if (is_written) {
+            EXPECT_FALSE(is_faulty);
+            EXPECT_TRUE(same_bytes(disk.files.at("fake/kc"), whole));
+            break;
+        }
+        zeManager loaded;
+        EXPECT_THROW(loaded.Read("fake/kc", nullptr, nullptr), qtxAll);
+        EXPECT_TRUE(is_empty(loaded));
+    }
+    EXPECT_GT(failures, 2U);
+}
+
+TEST(zeIOFullDiskTest, WhatFailedIsWrittenOnceThereIsSpaceAgain) {
+    Fake_disk disk;
+    Trained_desk kc;
+    disk.fail_at(1, Fake_disk::Fault::kNoSpace, true);
+    EXPECT_THROW(kc.manager.Write("fake/kc", nullptr, nullptr), qtX<HioErr>);
+    disk.heal();
+
+    kc.manager.Write("fake/kc", nullptr, nullptr);
+
+    EXPECT_TRUE(same_bytes(disk.files.at("fake/kc"), saved(kc.manager)));
+}
+
+}  // namespace

@@ -1,0 +1,173 @@
+// What damage to a container's file may lead to: one of the errors listed here and an empty
+// manager, or a container that can be used. Never a crash, a hang or much memory. Programs that use
+// it are linked with allocation_meter.cpp.
+#ifndef ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_
+#define ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_
+
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <typeinfo>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/storage/HioErr.h"
+
+#include "tests/support/allocation_meter.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/news_desk.h"
+
+template <class Class>
+bool is_qtx(const std::exception& raised, std::initializer_list<int> numbers) {
+    const auto* const error = dynamic_cast<const qtX<Class>*>(&raised);
+    return error != nullptr &&
+           std::find(numbers.begin(), numbers.end(), error->number()) != numbers.end();
+}
+
+inline bool is_assertion(const std::exception& raised,
+                         std::initializer_list<std::string_view> texts) {
+    return dynamic_cast<const qtxAssert*>(&raised) != nullptr &&
+           std::find(texts.begin(), texts.end(), raised.what()) != texts.end();
+}
+
+// Whether a damaged file may be refused so.
+inline bool is_error_of_load(const std::exception& raised) {
+    return is_qtx<zeIO>(raised, {1, 2, 7, 10, 11}) || is_qtx<Hpack>(raised, {1, 2}) ||
+           is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}) ||
+           is_qtx<zeManager>(raised, {4}) || is_qtx<zeStat_storage>(raised, {0}) ||
+           is_qtx<zeSwitcher>(raised, {0, 1}) || is_qtx<RuleParser>(raised, {0}) ||
+           raised.what() == std::string_view(qtxSegBuf::kLocateError) ||
+           is_assertion(raised, {"cat", "p.m_cat", "m_storage", "sz <= Zandrel::LIKELIHOOD_SIZE",
+                                 "inserted.m_classifier_type == ZE_LEAF"});
+}
+
+// Whether a container that was read from a damaged file may refuse an operation so: its trees and
+// classifiers need not fit together.
+inline bool is_error_of_use(const std::exception& raised) {
+    return is_qtx<zeWorkflow>(raised, {0, 1, 3}) || is_qtx<zeManager>(raised, {0, 1, 4}) ||
+           dynamic_cast<const qtX<zeLogicalTree>*>(&raised) != nullptr ||
+           is_qtx<zeStat_matcher>(raised, {0, 1}) || is_qtx<zeSwitcher>(raised, {0, 1, 2}) ||
+           is_qtx<RuleParser>(raised, {0}) || is_qtx<zeSml>(raised, {0}) ||
+           is_assertion(raised,
+                        {"pp.second", "clafer", "loc >= 0", "sw", "from && to", "stat_matcher",
+                         "!m_storage->end(iconcept_info)", "!m_storage->end(iprofile)",
+                         "geom_average", "arithm_average", "p.m_cat", "object"});
+}
+
+// More than a load of the small files of these tests takes, and far less than a damaged count may
+// ask for.
+constexpr std::size_t kMostForLoad = std::size_t{1} << 20U;
+
+// Reads a file into a manager and tells whether that succeeded.
+inline bool loads(zeManager& manager, const std::string& file) {
+    qtPtr<qtBuffer> buffer = buffer_of(file);
+    const Allocation_meter meter;
+    bool is_loaded = false;
+    try {
+        manager.Read(buffer, nullptr, nullptr);
+        is_loaded = true;
+    } catch (const std::exception& raised) {
+        EXPECT_TRUE(is_error_of_load(raised)) << typeid(raised).name() << ' ' << raised.what();
+    }
+    EXPECT_LT(meter.bytes(), kMostForLoad);
+    return is_loaded;
+}
+
+// Does one thing with a container, which may be refused.
+template <class Operation>
+bool succeeds(Operation&& operation) {
+    try {
+        operation();
+    } catch (const std::exception& raised) {
+        EXPECT_TRUE(is_error_of_use(raised)) << typeid(raised).name() << ' ' << raised.what();
+        return false;
+    }
+    return true;
+}
+
+// Saves a container and reads it again, unless its trees cannot be saved.
+inline void save_and_load(zeManager& manager) {
+    std::string file;
+    if (succeeds([&] { file = saved(manager); })) {
+        zeManager again;
+        loads(again, file);
+    }
+}
+
+inline void learn_something(zeManager& manager, bool is_new) {
+    zeMemoryCorpus corpus;
+    const Weighted_list bag = {{"goal", 1.0}, {"new", 2.0}};
+    for (const char* label : {"sport", "money", "bin", "root"}) {
+        MessageBuilder().bag(bag).bag_at(1, bag).labels({label}).add_to(corpus);
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&manager);
+    const qtPtrLight<zeWorkflow> workflow = manager.GetWorkflow();
+    if (is_new) {
+        workflow->train(view, false, nullptr, true);
+    } else {
+        workflow->learn(view, nullptr, true, true);
+    }
+}
+
+inline void edit_something(zeManager& manager) {
+    zeLogicalTree& tree = *manager.m_logical_tree;
+    succeeds([&] { News_desk(manager).Add(1, "added", ZE_LEAF); });
+    succeeds([&] { tree.MoveLogicalNode(2, 3); });
+    succeeds([&] {
+        zeLogicalNode node = tree.GetNode(3);
+        node.category = term("changed");
+        node.name = node.category;
+        tree.ChangeLogicalNode(node);
+    });
+    succeeds([&] { tree.DelLogicalNode(2, true); });
+}
+
+// Whether learning takes the memory that the tests can spare: a damaged setting may ask for finer
+// histograms as one that is meant may.
+inline bool has_small_histograms(const zeManager& manager) {
+    constexpr int kMost = 64;
+    return manager.m_defaults.likelihood_resolution <= kMost &&
+           std::all_of(manager.m_objects.begin(), manager.m_objects.end(), [](const auto& entry) {
+               const auto* const storage = dynamic_cast<const zeStat_storage*>(entry.second);
+               return storage == nullptr || storage->m_likelihood_resolution <= kMost;
+           });
+}
+
+// Everything that a container is for, one after the other.
+inline void use(zeManager& manager) {
+    News_desk desk(manager);
+    succeeds([&] { desk.Classify({{"goal", 1.0}, {"bank", 0.5}}, {"home"}); });
+    for (const char* category : {"sport", "money", "bin"}) {
+        succeeds([&] { desk.Explain({{"goal", 1.0}, {"bank", 0.5}}, category); });
+    }
+    save_and_load(manager);
+    if (!has_small_histograms(manager)) {
+        return;
+    }
+    succeeds([&] { learn_something(manager, false); });
+    succeeds([&] { edit_something(manager); });
+    succeeds([&] { learn_something(manager, true); });
+    succeeds([&] { desk.Classify({{"goal", 1.0}, {"new", 0.5}}, {"home"}); });
+    save_and_load(manager);
+}
+
+// A damaged file either loads as something that can be used, or leaves a manager into which a sound
+// one can be read.
+inline void expect_damage_is_safe(const std::string& damaged, const std::string& sound) {
+    zeManager manager;
+    if (loads(manager, damaged)) {
+        use(manager);
+        return;
+    }
+    EXPECT_TRUE(is_empty(manager));
+    read_kc(manager, sound);
+    EXPECT_TRUE(same_bytes(saved(manager), sound));
+}
+
+#endif  // ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_

@@ -1,0 +1,203 @@
+// News_desk: a container with rules and statistics on two levels, which is made, taught, asked and
+// changed through the public classes alone, so that the same can be done to one that was loaded.
+#ifndef ZANDREL_TESTS_SUPPORT_NEWS_DESK_H_
+#define ZANDREL_TESTS_SUPPORT_NEWS_DESK_H_
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/ml/mlMessageConverter.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+
+#include "tests/support/bags.h"
+
+using Named_scores = std::vector<std::pair<std::string, double>>;
+
+// What a container answers to a set of messages: rankings, and how each comes about.
+struct Desk_answers {
+    bool operator==(const Desk_answers& other) const = default;
+
+    std::vector<Named_scores> rankings;
+    std::vector<Named_scores> explanations;
+};
+
+// A view on a manager with this tree; the numbers are the ids of the logical nodes.
+//
+//     1 desk (statistics)
+//       2 shop
+//       3 press (rules)
+//         4 home (statistics): 5 sport, 6 money      if the message is marked "home"
+//         7 world (statistics): 8 travel, 9 food     if it is marked "world"
+//         10 bin                                     otherwise
+//
+// Objects: desk 2 with the storage 1, press 3, home 5 with 4, world 7 with 6.
+class News_desk {
+public:
+    static constexpr unsigned int kDesk = 1;
+    static constexpr unsigned int kShop = 2;
+    static constexpr unsigned int kPress = 3;
+    static constexpr unsigned int kHome = 4;
+    static constexpr unsigned int kSport = 5;
+    static constexpr unsigned int kMoney = 6;
+    static constexpr unsigned int kWorld = 7;
+    static constexpr unsigned int kBin = 10;
+
+    // BORROWS: `manager`.
+    explicit News_desk(zeManager& manager) : m_manager(manager) {}
+
+    void Build() {
+        Concept name = term("desk");
+        m_manager.InitWorkflow(name);
+        Add(kDesk, "shop", ZE_LEAF);
+        Add(kDesk, "press", ZE_RULE);
+        Add(kPress, "home", ZE_STAT, "$home(?)");
+        Add(kHome, "sport", ZE_LEAF);
+        Add(kHome, "money", ZE_LEAF);
+        Add(kPress, "world", ZE_STAT, "$world(?)");
+        Add(kWorld, "travel", ZE_LEAF);
+        Add(kWorld, "food", ZE_LEAF);
+        Add(kPress, "bin", ZE_LEAF, "default");
+    }
+
+    unsigned int Add(unsigned int parent, std::string_view category, unsigned char type,
+                     const char* rule = "") {
+        zeLogicalNode node;
+        node.parent = parent;
+        node.category = term(category);
+        node.type = type;
+        node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
+        node.rule = rule;
+        node.note1 = "about " + node.category.text();
+        return m_manager.m_logical_tree->AddLogicalNode(node);
+    }
+
+    void Train() {
+        zeMemoryCorpus corpus;
+        for (int i = 0; i < 4; ++i) {
+            AddTo(corpus, {{"boot", 2.0}, {"price", 1.0}}, {}, "shop");
+            AddTo(corpus, {{"goal", 2.0}, {"team", 1.5}, {"price", 0.25}}, {"home"}, "sport");
+            AddTo(corpus, {{"bank", 2.0}, {"loan", 1.0 + i}}, {"home"}, "money");
+            AddTo(corpus, {{"hotel", 2.0}, {"price", 0.5}}, {"world"}, "travel");
+            AddTo(corpus, {{"soup", 2.0}, {"salt", 0.5 * i + 0.3}}, {"world"}, "food");
+        }
+        zeCorpus_view view = View(corpus);
+        m_manager.GetWorkflow()->train(view, false, nullptr, false);
+    }
+
+    // Some known words and some that are new.
+    void Learn() {
+        zeMemoryCorpus corpus;
+        for (int i = 0; i < 3; ++i) {
+            AddTo(corpus, {{"puck", 2.0}, {"team", 0.7}}, {"home"}, "sport");
+            AddTo(corpus, {{"flight", 1.0 + i}, {"hotel", 0.1}}, {"world"}, "travel");
+        }
+        zeCorpus_view view = View(corpus);
+        m_manager.GetWorkflow()->learn(view, nullptr, false, true);
+    }
+
+    // Changes the tree on each of its sides.
+    void Edit() {
+        zeLogicalTree& tree = *m_manager.m_logical_tree;
+        Add(kHome, "weather", ZE_LEAF);
+        tree.MoveLogicalNode(kSport, kWorld);
+        tree.DelLogicalNode(kMoney, true);
+        zeLogicalNode press = tree.GetNode(kWorld);
+        press.rule = "$abroad(?)";
+        press.note2 = "new rule";
+        tree.ChangeLogicalNode(press);
+    }
+
+    Named_scores Classify(Weighted_list bag, const std::vector<const char*>& marks) {
+        zeResult_set results(0.0, -1);
+        m_manager.GetWorkflow()->classify(*Message(bag, marks), results, true, false);
+        Named_scores ranking;
+        for (int rank = 0; rank < results.count(); ++rank) {
+            const zeResult& result = results.get_result(rank);
+            ranking.emplace_back(result.node->m_concept.view(), result.score);
+        }
+        return ranking;
+    }
+
+    std::string Best(std::string_view word, const std::vector<const char*>& marks) {
+        const Named_scores ranking = Classify({{word, 2.0}}, marks);
+        return ranking.empty() ? "none" : ranking.front().first;
+    }
+
+    // Why a message gets the score of a category.
+    Named_scores Explain(Weighted_list bag, std::string_view category) {
+        std::vector<zeStat_matcher::Concept_score> scores;
+        m_manager.GetWorkflow()->classify_concepts(
+            *Message(bag, {"home", "world"}),
+            m_manager.m_physical_tree->GetLeafNodes(term(category)), scores);
+        Named_scores explanation;
+        for (const auto& [word, score] : scores) {
+            explanation.emplace_back(word.view(), score);
+        }
+        return explanation;
+    }
+
+    Desk_answers Answers() {
+        Desk_answers answers;
+        for (const char* word : {"boot", "goal", "bank", "hotel", "soup", "price", "salt"}) {
+            answers.rankings.push_back(Classify({{word, 2.0}, {"team", 0.3}}, {"home", "world"}));
+            answers.rankings.push_back(Classify({{word, 2.0}, {"loan", 0.3}}, {}));
+        }
+        for (const char* category : {"shop", "sport", "money", "travel", "food"}) {
+            answers.explanations.push_back(
+                Explain({{"goal", 1.0}, {"price", 0.5}, {"salt", 1.0}, {"hotel", 1.0}}, category));
+        }
+        return answers;
+    }
+
+    const zeLogicalNode& Node(unsigned int id) const {
+        return m_manager.m_logical_tree->GetNode(id);
+    }
+
+private:
+    // Training reads one bag, bootstrapping the other.
+    static qtPtrLight<zeMsg> Message(Weighted_list bag, const std::vector<const char*>& marks) {
+        const qtPtrLight<zeMsg> msg = MessageBuilder().bag(bag).bag_at(1, bag).make();
+        for (const char* mark : marks) {
+            msg->add_value(mark, mlMessageConverter::kString, "yes");
+        }
+        return msg;
+    }
+
+    static void AddTo(zeCorpus& corpus, Weighted_list bag, const std::vector<const char*>& marks,
+                      std::string_view label) {
+        qtPtrLight<zeMsg> msg = Message(bag, marks);
+        msg->categories.push_back(term(label));
+        corpus.add_msg(msg);
+    }
+
+    zeCorpus_view View(zeCorpus& corpus) {
+        zeCorpus_view view(&corpus);
+        view.add_all_msgs(&m_manager);
+        return view;
+    }
+
+    zeManager& m_manager;
+};
+
+// A desk with a manager of its own, which has been trained.
+struct Trained_desk {
+    Trained_desk() {
+        desk.Build();
+        desk.Train();
+        manager.m_modified = false;
+    }
+
+    zeManager manager;
+    News_desk desk{manager};
+};
+
+#endif  // ZANDREL_TESTS_SUPPORT_NEWS_DESK_H_
