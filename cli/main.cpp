@@ -12,9 +12,11 @@
 
 #include "cli/commands/Command_result.h"
 #include "cli/commands/evaluate_command.h"
+#include "cli/commands/kc_commands.h"
 #include "cli/commands/model_commands.h"
 #include "cli/commands/record_commands.h"
 #include "cli/commands/rule_commands.h"
+#include "cli/commands/tree_commands.h"
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
 
@@ -93,6 +95,8 @@ int run(int argc, char** argv) {
     cli::add_model_commands(app);
     cli::add_rule_commands(app, result);
     cli::add_record_commands(app, result);
+    cli::add_kc_commands(app);
+    cli::add_tree_commands(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
