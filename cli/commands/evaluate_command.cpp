@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <iostream>
 #include <memory>
+#include <string>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -20,6 +21,7 @@ namespace cli {
 namespace {
 
 struct Evaluate_words {
+    std::string data_file;  // beside a container
     Training_words training;
     Evaluation_options options;
     int confusion_count = 10;
@@ -27,8 +29,28 @@ struct Evaluate_words {
     bool writes_json = false;
 };
 
+void require(const std::string& file, const char* name) {
+    if (file.empty()) {
+        throw CLI::RequiredError(name);
+    }
+}
+
+// RAISES: CLI::RequiredError if a file is missing; what model_options and given_analysis raise.
+void settle_options(Evaluate_words& words) {
+    Evaluation_options& options = words.options;
+    if (options.kc_file.empty()) {
+        require(options.train_file, "--train, or KC and DATA");
+        require(options.test_file, "--test");
+        options.model = model_options(words.training);
+        return;
+    }
+    require(words.data_file, "DATA");
+    options.test_file = words.data_file;
+    options.analysis = given_analysis(words.training.analysis);
+}
+
 Evaluation evaluation_of(Evaluate_words& words) {
-    words.options.model = model_options(words.training);
+    settle_options(words);
     Long_work work;
     words.options.progress = &work.progress();
     return evaluate(words.options);
@@ -46,12 +68,8 @@ void print_evaluation(Evaluate_words& words) {
 }
 
 void add_data_options(CLI::App& command, Evaluation_options& options) {
-    command.add_option("--train", options.train_file, "Data file to learn from")
-        ->required()
-        ->type_name("FILE");
-    command.add_option("--test", options.test_file, "Data file to classify")
-        ->required()
-        ->type_name("FILE");
+    command.add_option("--train", options.train_file, "Data file to learn from")->type_name("FILE");
+    command.add_option("--test", options.test_file, "Data file to classify")->type_name("FILE");
     command.add_flag("--bootstrap", options.bootstraps,
                      "Start from the titles and keywords of the training data alone");
     CLI::Option* const learn = command
@@ -87,15 +105,31 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
     command.add_flag("--json", words.writes_json, "Print JSON");
 }
 
+// A model that stands is measured as it is.
+void add_container_arguments(CLI::App& command, Evaluate_words& words) {
+    CLI::Option* const kc = command
+                                .add_option("KC", words.options.kc_file,
+                                            "File of a knowledge container, instead of --train")
+                                ->type_name("");
+    command.add_option("DATA", words.data_file, "Data file to classify, instead of --test")
+        ->type_name("");
+    for (const char* const name :
+         {"--train", "--test", "--bootstrap", "--groups", "--options", "--set"}) {
+        kc->excludes(command.get_option(name));
+    }
+}
+
 }  // namespace
 
 void add_evaluate_command(CLI::App& app) {
     const auto words = std::make_shared<Evaluate_words>();
     CLI::App* const command = app.add_subcommand(
-        "evaluate", "Train on one file, classify another, and report quality and cost");
+        "evaluate",
+        "Train on a file or load a model, classify another, and report quality and cost");
     add_data_options(*command, words->options);
     add_training_options(*command, words->training);
     add_report_options(*command, *words);
+    add_container_arguments(*command, *words);
     command->callback([words] { print_evaluation(*words); });
 }
 

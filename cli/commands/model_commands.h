@@ -1,4 +1,4 @@
-// The commands that use a model: classify.
+// The commands that make a model's file and use it: train, learn, classify and explain.
 #ifndef ZANDREL_CLI_COMMANDS_MODEL_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_MODEL_COMMANDS_H_
 

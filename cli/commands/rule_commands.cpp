@@ -41,14 +41,14 @@ void print_explanation(const std::string& rule, bool writes_json) {
 // What rules eval is given.
 struct Eval_words {
     std::string rule;
-    Analysis_names analysis = {"words", ""};
+    Analysis_names analysis;
     Rule_subject subject;
     bool writes_json = false;
 };
 
 // RAISES: CLI::ValidationError; what rule_value raises.
 void print_value(Eval_words& words) {
-    words.subject.analysis = analysis_settings(words.analysis);
+    words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
     const double value = rule_value(words.rule, words.subject);
     if (words.writes_json) {
         print_json(rule_value_json(words.rule, value), Json_form::kOneLine, std::cout);
@@ -105,7 +105,7 @@ void add_rules_eval(CLI::App& rules) {
                      "The score with which the rule's classifier is entered")
         ->capture_default_str()
         ->type_name("X");
-    add_analysis_options(*command, words->analysis);
+    add_analysis_options(*command, words->analysis, Analysis_kind::kWords);
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->callback([words] { print_value(*words); });
 }

@@ -7,7 +7,7 @@
 namespace cli {
 
 void add_training_options(CLI::App& command, Training_words& words) {
-    add_analysis_options(command, words.analysis);
+    add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
     command.add_option("--options", words.options_file, "Options file with settings of the engine")
         ->type_name("FILE");
     command

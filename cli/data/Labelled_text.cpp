@@ -49,6 +49,7 @@ std::string_view take_column(std::string_view& line, const Place& place, const c
 
 Labelled_text parse_line(std::string_view line, const Place& place, Columns columns) {
     Labelled_text parsed;
+    parsed.line = place.line;
     const std::string_view labels = take_column(line, place, "no tab between label and text");
     parsed.labels = split_labels(labels, place);
     if (columns == Columns::kText) {

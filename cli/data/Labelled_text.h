@@ -15,6 +15,7 @@ struct Labelled_text {
     std::string text;                 // may be empty
     std::string title = {};           // of lines with four columns; may be empty
     std::string keywords = {};        // likewise
+    std::size_t line = 0;             // where it stands in its file, from 1; 0 in none
 };
 
 // What a data line holds behind its labels.

@@ -1,11 +1,14 @@
 #include "cli/evaluate/Evaluation.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <memory>
 #include <sys/resource.h>
 #include <vector>
 
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Text_model.h"
 
@@ -136,6 +139,36 @@ void start(const Evaluation_options& options, const Texts& texts, Text_model& mo
     }
 }
 
+std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
+                                          Evaluation& result) {
+    auto model = std::make_unique<Text_model>(options.model);
+    result.training = {texts.size(), text_bytes(texts)};
+    measure(*result.training, *model, [&] { start(options, texts, *model); });
+    return model;
+}
+
+std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Evaluation& result) {
+    Cpu_timer timer;
+    timer.start();
+    std::unique_ptr<Text_model> model =
+        read_model(options.kc_file, options.analysis, options.progress);
+    timer.stop();
+    if (options.learn_file) {
+        check_can_learn(options.kc_file, *model);
+    }
+    result.loading = {std::filesystem::file_size(options.kc_file), timer.seconds()};
+    return model;
+}
+
+// None if the model is read from its file.
+Texts texts_to_train(const Evaluation_options& options, Skipped_lines* skipped) {
+    if (!options.kc_file.empty()) {
+        return {};
+    }
+    const Columns columns = options.bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
+    return read_labelled_file(options.train_file, skipped, columns);
+}
+
 std::size_t peak_memory_bytes() {
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
@@ -147,17 +180,17 @@ std::size_t peak_memory_bytes() {
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    const Columns columns = options.bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
-    const Texts train_texts = read_labelled_file(options.train_file, skipped, columns);
+    const Texts train_texts = texts_to_train(options, skipped);
     const Texts test_texts = read_labelled_file(options.test_file, skipped);
     const Texts texts_to_learn =
         options.learn_file ? read_labelled_file(*options.learn_file, skipped) : Texts();
-    result.training = {train_texts.size(), text_bytes(train_texts)};
     result.classifying = {test_texts.size(), text_bytes(test_texts)};
 
     check_interrupt(options.progress);
-    Text_model model(options.model);
-    measure(result.training, model, [&] { start(options, train_texts, model); });
+    const std::unique_ptr<Text_model> made = options.kc_file.empty()
+                                                 ? trained_model(options, train_texts, result)
+                                                 : loaded_model(options, result);
+    Text_model& model = *made;
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();
     Quality quality(options.threshold, labels);

@@ -1,8 +1,9 @@
-// Evaluation: trains on one file, classifies another, and measures.
+// Evaluation: trains on one file or loads a model, classifies another, and measures.
 #ifndef ZANDREL_CLI_EVALUATE_EVALUATION_H_
 #define ZANDREL_CLI_EVALUATE_EVALUATION_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,13 +15,16 @@
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
+#include "cli/kc/Kept_analysis.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Model_options.h"
 
 namespace cli {
 
 struct Evaluation_options {
-    std::string train_file;
+    std::string kc_file;           // empty: a model is trained
+    Given_analysis analysis = {};  // for the container
+    std::string train_file;        // of a model that is trained, as `bootstraps` and `model`
     std::string test_file;
     double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
     bool skips_bad_lines = false;
@@ -40,12 +44,19 @@ struct Phase {
     double analysis_seconds = 0.0;  // the share of that which text analysis took
 };
 
+// What it cost to read a model instead of training it.
+struct Loading {
+    std::uintmax_t bytes = 0;  // of the file
+    double cpu_seconds = 0.0;
+};
+
 // Plain figures, of the model as it was before it learned further texts; printing them is the
 // report's part.
 struct Evaluation {
-    Phase training;
+    std::optional<Phase> training;   // of a model that was trained here
+    std::optional<Loading> loading;  // of one that was read
     Phase classifying;
-    std::size_t trained_labels = 0;
+    std::size_t trained_labels = 0;              // of the model
     Metrics metrics;                             // of the best label of each text
     Assignments assignments;                     // of the labels at or above the threshold
     Calibration calibration;                     // of the scores of all labels
@@ -57,7 +68,8 @@ struct Evaluation {
 };
 
 // RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error: all files are read
-// before any work is done. Bad lines are no error if they are skipped.
+// before any work is done. Bad lines are no error if they are skipped. What read_model raises, and
+// Data_error if a compact container is to learn.
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

@@ -45,10 +45,17 @@ void print_row(std::ostream& out, std::string_view name,
 
 void print_data(const Evaluation& evaluation, std::ostream& out) {
     print_row(out, "", {"texts", "size", "labels"});
-    print_row(out, "training data",
-              {grouped(evaluation.training.texts),
-               megabytes(static_cast<double>(evaluation.training.bytes), 2),
-               grouped(evaluation.trained_labels)});
+    if (evaluation.training) {
+        print_row(out, "training data",
+                  {grouped(evaluation.training->texts),
+                   megabytes(static_cast<double>(evaluation.training->bytes), 2),
+                   grouped(evaluation.trained_labels)});
+    }
+    if (evaluation.loading) {
+        print_row(out, "model",
+                  {"", megabytes(static_cast<double>(evaluation.loading->bytes), 2),
+                   grouped(evaluation.trained_labels)});
+    }
     print_row(out, "test data",
               {grouped(evaluation.classifying.texts),
                megabytes(static_cast<double>(evaluation.classifying.bytes), 2),
@@ -122,7 +129,12 @@ void print_phase(std::ostream& out, std::string_view name, const Phase& phase) {
 void print_cost(const Evaluation& evaluation, std::ostream& out) {
     out << '\n';
     print_row(out, "", {"CPU time", "of it text", "texts/s", "MB/s"});
-    print_phase(out, "training", evaluation.training);
+    if (evaluation.training) {
+        print_phase(out, "training", *evaluation.training);
+    }
+    if (evaluation.loading) {
+        print_row(out, "loading", {with_decimals(evaluation.loading->cpu_seconds, 2) + " s"});
+    }
     print_phase(out, "classifying", evaluation.classifying);
     print_row(out, "peak memory",
               {megabytes(static_cast<double>(evaluation.peak_memory_bytes), 0)});

@@ -54,6 +54,20 @@ Json phase_json(const Phase& phase, std::size_t labels) {
             {"analysis_seconds", phase.analysis_seconds}};
 }
 
+// Of the two ways to a model the one that was not gone is null.
+void add_model(const Evaluation& evaluation, Json& json) {
+    json["training"] = nullptr;
+    json["loading"] = nullptr;
+    if (evaluation.training) {
+        json["training"] = phase_json(*evaluation.training, evaluation.trained_labels);
+    }
+    if (evaluation.loading) {
+        json["loading"] = {{"bytes", evaluation.loading->bytes},
+                           {"labels", evaluation.trained_labels},
+                           {"cpu_seconds", evaluation.loading->cpu_seconds}};
+    }
+}
+
 Json categories_json(const Assignments& assignments) {
     Json list = Json::array();
     for (const auto& [label, tally] : assignments.categories) {
@@ -87,7 +101,7 @@ Json confusions_json(const Metrics& metrics, std::size_t wanted) {
 nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t confusion_count) {
     Json json;
     add_quality(evaluation, json);
-    json["training"] = phase_json(evaluation.training, evaluation.trained_labels);
+    add_model(evaluation, json);
     json["test"] = phase_json(evaluation.classifying, evaluation.metrics.labels);
     json["peak_memory_bytes"] = evaluation.peak_memory_bytes;
     json["skipped_lines"] = evaluation.skipped.count;

@@ -15,6 +15,7 @@
 
 #include "cli/kc/Kc_paths.h"
 #include "cli/kc/Kc_tree_view.h"
+#include "cli/kc/Kept_analysis.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 
@@ -58,6 +59,11 @@ void add_tree(zeManager& manager, Kc_info& info) {
         }
     }
     info.categories = categories.size();
+}
+
+std::string optional_setting(const zeConfig& config, const char* key) {
+    const qtString* const value = config.get_optional(key);
+    return value == nullptr ? std::string() : value->str();
 }
 
 void print_field(std::string_view name, const std::string& value, std::ostream& out) {
@@ -113,6 +119,8 @@ Kc_info kc_info(zeManager& manager) {
     for (const auto& [key, value] : manager.m_config.optional) {
         info.optional.emplace_back(key.str(), value.str());
     }
+    info.analysis = optional_setting(manager.m_config, kAnalysisKey);
+    info.stem_language = optional_setting(manager.m_config, kStemKey);
     add_tree(manager, info);
     return info;
 }
@@ -151,6 +159,13 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
     print_field("compact", yes_or_no(info.is_compact), out);
     print_field("id", std::to_string(info.id), out);
     print_field("name", shown_text(info.name), out);
+    if (!info.analysis.empty()) {
+        print_field(
+            "text analysis",
+            shown_text(info.analysis) +
+                (info.stem_language.empty() ? "" : ", stem " + shown_text(info.stem_language)),
+            out);
+    }
     print_field("created", moment_text(info.created), out);
     print_field("last trained", moment_text(info.last_trained), out);
     print_tree_counts(info, out);
@@ -176,6 +191,8 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     json["compact"] = info.is_compact;
     json["id"] = info.id;
     json["name"] = info.name;
+    json["analysis"] = info.analysis;
+    json["stem"] = info.stem_language;
     json["created"] = moment_text(info.created);
     json["last_trained"] = moment_text(info.last_trained);
     json["nodes"] = info.nodes;

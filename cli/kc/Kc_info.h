@@ -43,7 +43,9 @@ struct Kc_info {
     std::size_t categories = 0;          // different ones among the leaves
     int depth = 0;                       // levels of the tree; 0 without a node
     std::vector<Stat_info> classifiers;  // the statistical ones, in the order of the tree's view
-    // The free settings, among them those that the program keeps, such as its text analysis.
+    std::string analysis;                // of texts, by its name; empty: the container does not say
+    std::string stem_language;           // empty: words stay as they are
+    // The free settings, among them those that the program keeps, as the two above.
     std::vector<std::pair<std::string, std::string>> optional;
 };
 

@@ -52,6 +52,10 @@ private:
     zeManager& m_manager;
 };
 
+bool has_and_uses_tables(const zeStat_storage* storage) {
+    return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
+}
+
 }  // namespace
 
 Text_model::Text_model(const Model_options& options)
@@ -64,6 +68,11 @@ Text_model::Text_model(const Model_options& options)
         m_chooses_profile_size = m_chooses_profile_size && !options.settings->has("ProfileSize");
     }
 }
+
+Text_model::Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis)
+    : m_analysis(make_text_analysis(analysis)),
+      m_manager(manager),
+      m_workflow(m_manager->GetWorkflow()) {}
 
 void Text_model::begin(const std::vector<Labelled_text>& texts) {
     choose_profile_size(texts);
@@ -144,11 +153,19 @@ void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
 void Text_model::add_new_labels(const std::vector<Labelled_text>& texts) {
     for (const Labelled_text& text : texts) {
         for (const std::string& label : text.labels) {
-            if (m_manager->m_physical_tree->GetLeafNodes(Concept::insert_view(label)).empty()) {
-                add_node(kRootId, label, ZE_LEAF);
+            if (!knows(label)) {
+                add_label(label);
             }
         }
     }
+}
+
+bool Text_model::knows(std::string_view label) const {
+    return !m_manager->m_physical_tree->GetLeafNodes(Concept::insert_view(label)).empty();
+}
+
+void Text_model::add_label(std::string_view label) {
+    add_node(kRootId, label, ZE_LEAF);
 }
 
 std::vector<zeStat_storage*> Text_model::storages() const {
@@ -177,13 +194,24 @@ Model_size Text_model::size() const {
 }
 
 bool Text_model::uses_tables() const {
-    const zeStat_storage& storage = *m_manager->GetRootStorage();
-    return storage.m_use_train_likelihood && storage.m_use_likelihood_in_match;
+    const std::vector<zeStat_storage*> all = storages();
+    return std::any_of(all.begin(), all.end(), has_and_uses_tables);
 }
 
+// Where no tables are used already there is nothing to leave out, and nothing to take up later.
 void Text_model::use_tables(bool use) {
-    for (zeStat_storage* const storage : storages()) {
+    if (!use) {
+        for (zeStat_storage* const storage : storages()) {
+            if (has_and_uses_tables(storage)) {
+                m_uncorrected.push_back(storage);
+            }
+        }
+    }
+    for (zeStat_storage* const storage : m_uncorrected) {
         storage->m_use_likelihood_in_match = use;
+    }
+    if (use) {
+        m_uncorrected.clear();
     }
 }
 
@@ -196,24 +224,60 @@ Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, int wanted) {
     msg.smls[0] = bag;
     Ranking ranking;
     for (const zeResult& result : classify(msg, wanted)) {
-        ranking.push_back({result.node->m_concept.view(), result.score});
+        ranking.push_back({result.node->m_concept.view(), result.score, result.node});
     }
     return ranking;
+}
+
+std::string Text_model::path_of(const Scored_label& label) const {
+    const zeLogicalTree& tree = *m_manager->m_logical_tree;
+    qtString path;
+    tree.GetNodePath(tree.FindCategory(label.node).id, path);
+    return std::string(path.view());
+}
+
+zeNode* Text_model::find(const std::string& path) const {
+    return m_manager->m_logical_tree->FindNodeByPath(qtString(path)).physical_node;
 }
 
 Explanation Text_model::explain(std::string_view text) {
     zeMsg msg;
     msg.smls[0] = make_bag(text);
-    Explanation explanation;
-    explanation.text = text;
     const std::vector<zeResult> best = classify(msg, 1);
-    if (best.empty()) {
-        return explanation;
+    Explanation explanation;
+    if (!best.empty()) {
+        explanation = explain(msg, best.front().node, best.front().score);
     }
-    explanation.label = best.front().node->m_concept.view();
-    explanation.score = best.front().score;
+    explanation.text = text;
+    return explanation;
+}
+
+Explanation Text_model::explain(std::string_view text, zeNode* node) {
+    zeMsg msg;
+    msg.smls[0] = make_bag(text);
+    Explanation explanation = explain(msg, node, score_of(msg, node));
+    explanation.text = text;
+    return explanation;
+}
+
+// Of nodes that are no results of a ranking too: inner ones, and all but the best leaf of a name.
+double Text_model::score_of(zeMsg& msg, const zeNode* node) {
+    zeResult_set results(0.0, -1);
+    m_workflow->classify(msg, results, false, false);
+    for (const zeResult& result : results.results) {
+        if (result.node == node) {
+            return result.score;
+        }
+    }
+    return 0.0;
+}
+
+Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
+    Explanation explanation;
+    explanation.label = node->m_concept.view();
+    explanation.score = score;
     std::vector<zeStat_matcher::Concept_score> lines;
-    m_workflow->classify_concepts(msg, {best.front().node}, lines);
+    m_workflow->classify_concepts(msg, {node}, lines);
     for (const zeStat_matcher::Concept_score& line : lines) {
         explanation.concepts.push_back({std::string(line.m_concept.view()), line.m_score});
     }

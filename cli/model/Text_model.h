@@ -26,29 +26,42 @@
 class zeMemoryCorpus;
 class zeMsg;
 class zeStat_storage;
+struct zeNode;
 struct zeResult;
 
 namespace cli {
 
-// A knowledge with a statistical classifier at its root and the labels as its leaves. Labels that
-// stand in a group are leaves below a statistical node of the group's name.
+// A knowledge whose leaves are the labels. One that is made anew has a statistical classifier at
+// its root; labels that stand in a group are leaves below a statistical node of the group's name.
 //
 // `progress`: borrowed for the operation; null: no reports, no interruption. What it interrupts
 // raises qtX<zeWorkflow> 2 "Process interrupted"; the model is not to be used any more.
 class Text_model {
 public:
+    // A new one, which is to be trained.
     explicit Text_model(const Model_options& options);
+    // One that stands already.
+    // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" for an empty container.
+    Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis);
     Text_model(const Text_model&) = delete;
     Text_model& operator=(const Text_model&) = delete;
 
-    // Trains on the texts. This or `bootstrap` is to be called once, before all that follows.
+    // Trains on the texts. On a new model this or `bootstrap` is to be called once, before all that
+    // follows.
     // RAISES: Data_error that names the groups' file and line if a group has the name of a label
     // that stands in none.
     void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Starts from the titles and the keywords of the texts alone.
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Takes further texts in as one bulk, at a fixed size. New labels become categories.
+    // REQUIRES: the model is not compact.
     void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
+
+    // Whether it has a leaf of that name.
+    bool knows(std::string_view label) const;
+    // Adds a leaf below the root.
+    // RAISES: qtX<zeLogicalTree> if the name or the root does not allow it.
+    void add_label(std::string_view label);
 
     // The concepts of a text.
     qtPtrLight<zeSml> make_bag(std::string_view text);
@@ -56,11 +69,19 @@ public:
     // a text without a word.   VALID UNTIL: the model goes.
     Ranking rank(std::string_view text, int wanted);
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
+    // The names from the root down to a label of a ranking, joined by "/".
+    std::string path_of(const Scored_label& label) const;
     // Whether scores are corrected by the likelihood tables, as they are after training with them.
     bool uses_tables() const;
+    // Leaves the correction out, or takes it up again where it was left out.
     void use_tables(bool use);
     // Why the text gets its best label.
     Explanation explain(std::string_view text);
+    // Why it gets the score that it has for a node, which may be an inner one. One that the text
+    // does not reach counts as score 0.   REQUIRES: a node of the model, not null.
+    Explanation explain(std::string_view text, zeNode* node);
+    // The node of a path from the root, or null.
+    zeNode* find(const std::string& path) const;
 
     // CPU time spent in text analysis since the model was made, in seconds.
     double analysis_seconds() const { return m_analysis_timer.seconds(); }
@@ -69,7 +90,11 @@ public:
     std::vector<std::string> labels() const;
     Model_size size() const;
 
+    const qtPtrLight<zeManager>& manager() const { return m_manager; }
+
 private:
+    Explanation explain(zeMsg& msg, zeNode* node, double score);
+    double score_of(zeMsg& msg, const zeNode* node);
     // The sizes found best for `phrases`, which has many more concepts than words alone.
     void choose_profile_size(const std::vector<Labelled_text>& texts);
     void begin(const std::vector<Labelled_text>& texts);
@@ -85,8 +110,9 @@ private:
     zeSml_feeder m_feeder;  // emptied for each text
     Label_groups m_groups;
     qtPtrLight<zeManager> m_manager;
-    bool m_chooses_profile_size;        // neither the user nor the engine's default does
-    qtPtrLight<zeWorkflow> m_workflow;  // null before training
+    bool m_chooses_profile_size = false;         // neither the user nor the engine's default does
+    qtPtrLight<zeWorkflow> m_workflow;           // null before training
+    std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: whose tables are left out
 };
 
 }  // namespace cli

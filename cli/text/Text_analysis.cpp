@@ -8,6 +8,28 @@ namespace cli {
 
 Text_analysis::~Text_analysis() = default;
 
+const char* name_of(Analysis_kind kind) {
+    switch (kind) {
+        case Analysis_kind::kWhitespace:
+            return "whitespace";
+        case Analysis_kind::kWords:
+            return "words";
+        case Analysis_kind::kPhrases:
+            break;
+    }
+    return "phrases";
+}
+
+std::optional<Analysis_kind> analysis_kind(std::string_view name) {
+    for (const Analysis_kind kind :
+         {Analysis_kind::kPhrases, Analysis_kind::kWords, Analysis_kind::kWhitespace}) {
+        if (name == name_of(kind)) {
+            return kind;
+        }
+    }
+    return std::nullopt;
+}
+
 std::unique_ptr<Text_analysis> make_text_analysis(const Analysis_settings& settings) {
     switch (settings.kind) {
         case Analysis_kind::kWhitespace:

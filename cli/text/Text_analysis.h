@@ -4,6 +4,7 @@
 #define ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -31,6 +32,12 @@ struct Analysis_settings {
     Analysis_kind kind = Analysis_kind::kPhrases;
     std::string stem_language = {};  // empty: words stay as they are; kWhitespace takes no notice
 };
+
+// The names of the kinds, which the command line and containers have: "phrases", "words" and
+// "whitespace".
+const char* name_of(Analysis_kind kind);
+// Nothing for a name that no kind has.
+std::optional<Analysis_kind> analysis_kind(std::string_view name);
 
 // RAISES: std::invalid_argument for a language that Stemmer does not know; std::runtime_error if
 // ICU's data are missing.

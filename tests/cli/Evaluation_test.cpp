@@ -81,8 +81,8 @@ TEST_F(EvaluationTest, KnowsSizesAndLabels) {
 
     const Evaluation evaluation = evaluate(m_options);
 
-    EXPECT_EQ(evaluation.training.texts, 2U);
-    EXPECT_EQ(evaluation.training.bytes, 9U);
+    EXPECT_EQ(evaluation.training->texts, 2U);
+    EXPECT_EQ(evaluation.training->bytes, 9U);
     EXPECT_EQ(evaluation.trained_labels, 3U);
     EXPECT_EQ(evaluation.classifying.bytes, 5U);
     EXPECT_EQ(evaluation.metrics.labels, 1U);
@@ -224,7 +224,7 @@ TEST_F(EvaluationTest, SkipsBadLinesOfBothFilesIfAsked) {
 
     const Evaluation evaluation = evaluate(m_options);
 
-    EXPECT_EQ(evaluation.training.texts, 2U);
+    EXPECT_EQ(evaluation.training->texts, 2U);
     EXPECT_EQ(evaluation.classifying.texts, 1U);
     EXPECT_EQ(evaluation.skipped.count, 3U);
     EXPECT_THAT(evaluation.skipped.first, EndsWith(".train.tsv:2: no tab between label and text"));

@@ -89,6 +89,14 @@ TEST(LabelledTextTest, KeepsInvalidUtf8) {
                             "c"));
 }
 
+TEST(LabelledTextTest, KnowsTheLineOfEachText) {
+    const std::vector<Labelled_text> texts = read("\na\tone\r\n\r\nb\ttwo");
+
+    ASSERT_EQ(texts.size(), 2U);
+    EXPECT_EQ(texts[0].line, 2U);
+    EXPECT_EQ(texts[1].line, 4U);
+}
+
 TEST(LabelledTextTest, ReadsNothingFromNothing) {
     EXPECT_THAT(read(""), IsEmpty());
 }

@@ -1,6 +1,7 @@
 #include "cli/text/Text_analysis.h"
 
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 
@@ -31,6 +32,25 @@ TEST(TextAnalysisTest, IsMadeBySettings) {
         const std::unique_ptr<Text_analysis> analysis = make_text_analysis(row.settings);
         EXPECT_EQ(analysed(*analysis, "Runs 7!", "|"), row.expected);
     }
+}
+
+TEST(TextAnalysisTest, KindsHaveNames) {
+    const struct {
+        Analysis_kind kind;
+        std::string_view name;
+    } rows[] = {
+        {Analysis_kind::kPhrases, "phrases"},
+        {Analysis_kind::kWords, "words"},
+        {Analysis_kind::kWhitespace, "whitespace"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(name_of(row.kind), row.name);
+        EXPECT_EQ(analysis_kind(row.name), row.kind);
+    }
+    EXPECT_EQ(analysis_kind("Words"), std::nullopt);
+    EXPECT_EQ(analysis_kind(""), std::nullopt);
 }
 
 TEST(TextAnalysisTest, IsRefusedForUnknownLanguage) {

@@ -5,16 +5,13 @@
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
 namespace {
 
 constexpr const char* kDefaultRule = "default";
-
-unsigned int reference_to(const zeNode* node) {
-    return node == nullptr ? 0 : node->m_node_id;
-}
 
 }  // namespace
 
@@ -25,10 +22,10 @@ zeSwitcher::~zeSwitcher() = default;
 
 void zeSwitcher::Dump(Hio<HSegment>& io) const {
     zeClassifier::Dump(io);
-    io << reference_to(m_default);
+    io << Zandrel::reference_to(m_default);
     io.WriteCount(m_rules.size());
-    for (const auto& [child, rule] : m_rules) {
-        io << reference_to(child) << rule.text();
+    for (zeNode* const child : Zandrel::in_id_order(m_rules)) {
+        io << Zandrel::reference_to(child) << m_rules.at(child).text();
     }
 }
 

@@ -2,12 +2,14 @@
 #ifndef ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 #define ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 
+#include <map>
 #include <vector>
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtString.h"
+#include "zandrel/storage/Hio.h"
 
 class zeClassifier;
 class zeManager;
@@ -153,6 +155,28 @@ public:
     // Replaces `path` by that of a node; by the empty text for an unknown id.
     void GetNodePath(unsigned int id, qtString& path) const;
 
+    // Copies.
+
+    // Copies a node of `source`, which may be another tree, with all below it, under the node of id
+    // `parent`, 0 for none, and returns the id of its copy. Ids go on from `next_id`, parents before
+    // their children. With `node_map` the copies mirror the nodes that it maps theirs to; what it
+    // lacks becomes null, and it gains that. No classifier is touched.
+    // REQUIRES: `parent` is neither `id` nor below it in the same tree.
+    unsigned int CopySubTree(const zeLogicalTree& source, unsigned int id, unsigned int parent,
+                             std::map<zeNode*, zeNode*>* node_map);
+
+    // The record.
+
+    // Writes the nodes by ascending id. With the id of a node other than the root, which has 1,
+    // writes that node and all below it as a tree of its own, with ids of its own.
+    void Dump(Hio<HSegment>& io, unsigned int top) const;
+    // Reads nodes, beside those that the tree has; the physical tree is there already. A node whose
+    // physical node is missing gets one, which stands in no tree. The form is that of the manager's
+    // version. Node names that differ from their categories set the manager's 55 compatibility
+    // mode.
+    // RAISES: what the stream raises. What was read before stays.
+    void Load(Hio<HSegment>& io);
+
     // Steps of the edits.
 
     // Gives a node without a name that of its category, where the two may not differ.
@@ -200,6 +224,10 @@ private:
     // Takes a node out of the classifier that holds it if that is another than `decider`.
     void LeaveHolder(zeNode* node, const zeClassifier* decider);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
+
+    zeNode* DetachedNode(unsigned int id, const zeLogicalNode& node);
+    zeLogicalNode& ReadNode(Hio<HSegment>& io, unsigned int& physical_id);
+    void FindNodeOfV1(zeLogicalNode& node);
 
     void VerifyAddAtTop(const zeLogicalNode& node) const;
     void VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const;

@@ -6,6 +6,7 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
@@ -37,6 +38,10 @@ void zeManager::Release(zeBase* object) {
 
 void zeManager::Release() {
     m_io.reset();
+    ReleaseContent();
+}
+
+void zeManager::ReleaseContent() {
     for (const auto& [id, object] : m_objects) {
         delete object;
     }
@@ -53,7 +58,7 @@ void zeManager::Release() {
 }
 
 unsigned int zeManager::ReadOnDemand() const {
-    return 0;  // Without a file all classifiers are in memory.
+    return m_io.IsNull() ? 0 : m_io->ReadOnDemand();
 }
 
 zeClassifier* zeManager::GetRootClassifier() {

@@ -8,7 +8,9 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/hash_map.h"
+#include "zandrel/foundation/qtBuffer.h"
 #include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtString.h"
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/persistence/zeConfig.h"
 #include "zandrel/persistence/zeDefaults.h"
@@ -20,6 +22,8 @@ class zeLogicalTree;
 class zePhysicalTree;
 class zeStat_storage;
 class zeWorkflow;
+struct KcIoMode;
+struct zeLogicalNode;
 struct zeNode;
 
 // A knowledge container: the two trees, the settings, and the registry of the objects that are in
@@ -64,9 +68,6 @@ public:
     // RAISES: qtX<zeManager> 0 "Invalid classifier type" (argument: the type) for a type that no
     // classifier has.
     zeClassifier* AddClassifier(zeNode* node, unsigned int type);
-    // Reads a reference to a node, its id: null for 0 or an unknown id.
-    // `parent`: where the reference stands; not looked at.
-    zeNode* LoadCat(Hio<HSegment>& io, zeNode* parent);
     // zePhysicalTree::delete_classifier.
     void DelClassifier(zeNode* node);
 
@@ -77,6 +78,39 @@ public:
     // A new workflow on this manager.
     // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" without a root.
     qtPtrLight<zeWorkflow> GetWorkflow();
+
+    // Files. `mode` may be null, which stands for a default KcIoMode, and so may `progress`.
+
+    // Reads a container in place of this one. `m_io` is a new one afterwards, whatever comes of it.
+    // RAISES: what zeIO::LoadKC raises, which also tells what is left then.
+    void Read(const qtString& path, KcIoMode* mode, CTProgress* progress);
+    void Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
+    // Writes the container, or a subtree, in the plain form. The file is changed in place, so what
+    // fails half-way leaves none of a container: write to another name and rename where the old
+    // one must outlive a full disk.
+    // RAISES: what zeIO::DumpKC raises.
+    void Write(const qtString& path, KcIoMode* mode, CTProgress* progress);
+    void Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
+
+    // The record: both trees, settings and counters, but no classifier.
+
+    // Writes the container, or with `top` the subtree of a node. No object is written.
+    void Dump(Hio<HSegment>& io, const zeLogicalNode* top);
+    // Reads it in place of what is here: first all objects are deleted and both trees emptied. The
+    // parent of a root that was written as a subtree is not in the record, and is forgotten.
+    // RAISES: what the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The
+    // container is empty then.
+    void Load(Hio<HSegment>& io);
+    // Reads a reference to a node: its id, or null for 0 or an unknown id; in version 1 its concept,
+    // see zePhysicalTree::ConvertV1.
+    // `parent`: where the reference stands.
+    zeNode* LoadCat(Hio<HSegment>& io, zeNode* parent);
+
+    // Whether records refer to nodes by id; those of version 1 do by concept.
+    bool has_node_ids() const noexcept { return m_version >= 2; }
+
+    // Empties the container as `Release()` does, but keeps `m_io`.
+    void ReleaseContent();
 
     // zeInterrupts on the current operation's progress object, if there is one.
     void check_interrupt();
@@ -96,6 +130,8 @@ public:
     CTProgress* m_progress = nullptr;           // BORROWS: the current operation's, or null
 
 private:
+    void LoadRecords(Hio<HSegment>& io);
+    void ForgetParentOfRoot();
     zeClassifier* make_classifier(zeNode* node, unsigned int type);
 };
 

@@ -1,9 +1,108 @@
-// What zeManager writes and reads of a container's records.
+// What zeManager writes and reads of a container's records.  Format: docs/formats/kc.md
+#include <algorithm>
+
+#include "zandrel/knowledge/Tree_shape.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
-
+#include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/persistence/zeIO.h"
 
-zeNode* zeManager::LoadCat(Hio<HSegment>& io, zeNode* /*parent*/) {
+void zeManager::Read(const qtString& path, KcIoMode* mode, CTProgress* progress) {
+    KcIoMode defaults;
+    m_io = qtPtrLight<zeIO>(new zeIO(this));
+    m_io->LoadKC(path, mode == nullptr ? &defaults : mode, progress);
+}
+
+void zeManager::Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
+    KcIoMode defaults;
+    m_io = qtPtrLight<zeIO>(new zeIO(this));
+    m_io->LoadKC(buffer, mode == nullptr ? &defaults : mode, progress);
+}
+
+void zeManager::Write(const qtString& path, KcIoMode* mode, CTProgress* progress) {
+    KcIoMode defaults;
+    KcIoMode& used = mode == nullptr ? defaults : *mode;
+    if (m_io.IsNull()) {
+        m_io = qtPtrLight<zeIO>(new zeIO(this));
+    }
+    if (used.io_mode == KcIoMode::CACHED_IO) {
+        m_io->CopyKC(path, &used, nullptr, progress);
+        return;
+    }
+    used.io_mode = KcIoMode::DIRECT_IO;
+    m_io->DumpKC(path, &used, progress);
+}
+
+void zeManager::Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
+    KcIoMode defaults;
+    m_io = qtPtrLight<zeIO>(new zeIO(this));
+    m_io->DumpKC(buffer, mode == nullptr ? &defaults : mode, progress);
+}
+
+void zeManager::Dump(Hio<HSegment>& io, const zeLogicalNode* top) {
+    zeNode* const node = top == nullptr ? m_root : top->physical_node;
+    m_physical_tree->Dump(io, node);
+    m_logical_tree->Dump(io, top == nullptr ? 0 : top->id);
+    m_config.Dump(io);
+    m_defaults.Dump(io);
+    io << m_last_object_id << Zandrel::reference_to(node);
+}
+
+void zeManager::Load(Hio<HSegment>& io) {
+    ReleaseContent();
+    m_compact = false;
+    m_modified = false;
+    m_progress = nullptr;
+    try {
+        LoadRecords(io);
+    } catch (...) {
+        ReleaseContent();
+        throw;
+    }
+}
+
+void zeManager::LoadRecords(Hio<HSegment>& io) {
+    m_physical_tree->Load(io);
+    m_logical_tree->Load(io);
+    m_config.Load(io);
+    m_defaults.Load(io);
+    io >> m_last_object_id;
+    m_root = LoadCat(io, nullptr);
+    ForgetParentOfRoot();
+    Zandrel::RequireTrees(*this);
+}
+
+// The root of a subtree that was written alone has a parent that is not in the record: an empty
+// node, which would block every way upwards. It is erased unless a damaged record has more that
+// points at it.
+void zeManager::ForgetParentOfRoot() {
+    if (m_root == nullptr || m_root->m_parent == nullptr) {
+        return;
+    }
+    const zeNode* const parent = m_root->m_parent;
+    m_root->m_parent = nullptr;
+    auto& nodes = m_physical_tree->m_nodes;
+    const auto points_at_it = [parent](const auto& entry) {
+        return entry.second.m_parent == parent || entry.second.find_child(parent) >= 0;
+    };
+    const auto place = std::find_if(nodes.begin(), nodes.end(), [parent](const auto& entry) {
+        return &entry.second == parent;
+    });
+    if (parent->m_node_id == 0 && place->first != 0 &&
+        m_logical_tree->finder.count(&place->second) == 0 &&
+        std::none_of(nodes.begin(), nodes.end(), points_at_it)) {
+        nodes.erase(place);
+    }
+}
+
+zeNode* zeManager::LoadCat(Hio<HSegment>& io, zeNode* parent) {
+    if (!has_node_ids()) {
+        Concept category;
+        io >> category;
+        return m_physical_tree->ConvertV1(category, parent);
+    }
     unsigned int id = 0;
     io >> id;
     return m_physical_tree->GetNode(id);

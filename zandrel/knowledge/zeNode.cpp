@@ -40,28 +40,37 @@ void zeNode::remove_all_children() {
     m_children.clear();
 }
 
+namespace {
+
 // A walk changes no node, but what it gathers is there to be changed: nodes themselves are never
-// const, since the tree's table holds them. A tree can be deep, so nothing recurs.
-void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const {
-    std::vector<const zeNode*> waiting = {this};
+// const, since the tree's table holds them. A tree can be deep, so nothing recurs; and links that a
+// damaged file has bent to a circle must not be followed for ever.
+template <class Take>
+void walk_subtree(const zeNode* top, hash_set<zeNode*, zePointer_hash>& seen, Take&& take) {
+    std::vector<zeNode*> waiting = {const_cast<zeNode*>(top)};
     while (!waiting.empty()) {
-        const zeNode* const node = waiting.back();
+        zeNode* const node = waiting.back();
         waiting.pop_back();
-        nodes.insert(const_cast<zeNode*>(node));
-        waiting.insert(waiting.end(), node->m_children.begin(), node->m_children.end());
+        if (seen.insert(node).second) {
+            take(node);
+            waiting.insert(waiting.end(), node->m_children.begin(), node->m_children.end());
+        }
     }
 }
 
+}  // namespace
+
+void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const {
+    walk_subtree(this, nodes, [](zeNode*) {});
+}
+
 void zeNode::get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const {
-    std::vector<const zeNode*> waiting = {this};
-    while (!waiting.empty()) {
-        const zeNode* const node = waiting.back();
-        waiting.pop_back();
+    hash_set<zeNode*, zePointer_hash> seen;
+    walk_subtree(this, seen, [&nodes](zeNode* node) {
         if (node->m_classifier_id != 0) {
-            nodes.insert(const_cast<zeNode*>(node));
+            nodes.insert(node);
         }
-        waiting.insert(waiting.end(), node->m_children.begin(), node->m_children.end());
-    }
+    });
 }
 
 const void* zeNode::identity() const noexcept {

@@ -31,7 +31,7 @@ struct ZANDREL_EXPORT zeNode {
     // Unlinks all children; they stay in the tree.
     void remove_all_children();
 
-    // Adds this node and all below it to `nodes`.
+    // Adds this node and all below it to `nodes`. What is in `nodes` already is not entered again.
     void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const;
     // The same walk, adding only nodes that have a classifier, in memory or not.
     void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const;
@@ -52,5 +52,14 @@ struct ZANDREL_EXPORT zeNode {
     zeNode* m_parent = nullptr;       // null at the root
     std::vector<zeNode*> m_children;  // in the order of adding, disturbed by removal
 };
+
+namespace Zandrel {
+
+// How records refer to a node: its id, 0 for null.
+inline unsigned int reference_to(const zeNode* node) noexcept {
+    return node == nullptr ? 0 : node->m_node_id;
+}
+
+}  // namespace Zandrel
 
 #endif  // ZANDREL_KNOWLEDGE_ZENODE_H_

@@ -19,7 +19,7 @@ zePhysicalTree::zePhysicalTree(zeManager* manager)
 
 zeNode* zePhysicalTree::GetNode(unsigned int id) {
     const auto entry = m_nodes.find(id);
-    return entry == m_nodes.end() ? nullptr : &entry->second;
+    return id == 0 || entry == m_nodes.end() ? nullptr : &entry->second;
 }
 
 const std::vector<zeNode*>& zePhysicalTree::GetLeafNodes(const Concept& category) const {

@@ -10,6 +10,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeNode.h"
+#include "zandrel/storage/Hio.h"
 
 class zeIO;
 class zeManager;
@@ -30,7 +31,7 @@ public:
     zePhysicalTree(const zePhysicalTree&) = delete;
     zePhysicalTree& operator=(const zePhysicalTree&) = delete;
 
-    // The node of an id, or null.
+    // The node of an id, or null; there is none of id 0.
     zeNode* GetNode(unsigned int id);
     // The leaf nodes of a category; one shared empty list if there are none.
     // VALID UNTIL: a leaf of this category comes or goes.
@@ -72,10 +73,38 @@ public:
     // Forgets all nodes and starts ids anew. Classifiers are not touched.
     void Clear();
 
+    // The record. Classifiers are apart from it: nodes are read without them.
+
+    // Writes the node and all below it, by ascending id; null writes no node. References to nodes
+    // that are not among them are written as they are.
+    void Dump(Hio<HSegment>& io, zeNode* top) const;
+    // Reads nodes, beside those that the tree has. A reference to a node that is not in the record
+    // gives an empty one with id 0. The form is that of the manager's version.
+    // RAISES: what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". What was read
+    // before stays.
+    void Load(Hio<HSegment>& io);
+    // In records of version 1 a reference is a concept: finds the node that stands for it under a
+    // given parent, which may be null, or null if there is none. A leaf that had several parents
+    // becomes one node for each parent that asks.
+    zeNode* ConvertV1(const Concept& category, zeNode* parent);
+
     hash_map<unsigned int, zeNode> m_nodes;  // by id; node based, since all pointers point here
     hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_finder;  // leaves of each category
     unsigned int m_last_node_id = 0;
     zeManager* m_manager;
+    // What records of version 1 refer to, from the start of such a load on: nodes by their concept,
+    // and leaves of several parents, the first node and a place for each further one.
+    hash_map<Concept, zeNode*, ConceptHash> m_v1_nodes;
+    hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_v1_pending;
+
+private:
+    zeNode* refer_to(unsigned int id);
+    zeNode* read_node(Hio<HSegment>& io);
+    zeNode* read_node_v1(Hio<HSegment>& io, std::vector<Concept>& children,
+                         std::vector<Concept>& parents);
+    zeNode* enter(zeNode&& read);
+    void load_v1(Hio<HSegment>& io);
+    zeNode* copy_v1_leaf(const zeNode& leaf, zeNode* parent);
 };
 
 #endif  // ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_

@@ -26,6 +26,9 @@
 // Threads: one at a time.
 class ZANDREL_EXPORT Hpack {
 public:
+    // With which every package begins; no other of our files does.
+    static constexpr unsigned int kMagic = 0x4A5B6C84;
+
     // The numbers that a qtX<Hpack> carries.
     static constexpr int kUnreadableIndex = 1;
     static constexpr int kWrongKey = 2;
@@ -42,16 +45,22 @@ public:
     // it has no items.
     // RAISES: kUnreadableIndex "Cannot read index" (argument: the file's name); qtX<HioErr>.
     void Open(const qtString& file, char mode);
-    // The same on a memory buffer, with modes 'r' and 'w'. A null pointer is an empty buffer, which
-    // 'w' makes.  SHARES: the buffer, until the package is closed.
+    // The same on a memory buffer, whose name is "qtBuffer". A null pointer is an empty buffer,
+    // which all modes but 'r' make. SHARES: the buffer, until the package is closed.
     void Open(qtPtr<qtBuffer>& buffer, char mode);
-    // Writes the index if items were added, and closes the device. A closed package stays so.
+    // Writes the index if the package is new or items were added, unless a change has failed, and
+    // closes the device, also if that raises. A closed package stays so.
     void Close();
+    // Closes the device without writing the index, as the destructor does.
+    void Abandon() noexcept;
 
-    // The owner's identity, as it stands in the header. With `bad` set the rest is 0.
+    // The owner's identity, as it stands in the header. With `bad` set, as without an open package,
+    // the rest is 0.
     void GetFileID(unsigned int& id, unsigned short& version, unsigned char& flags,
                    bool& bad) const;
-    // Writes it to the header.
+    // Writes it to the header at once.
+    // RAISES: HioErr::kWriteFailed "File is not open for writing", also for a bad file, which stays
+    // as it is.
     void SetFileID(unsigned int id, unsigned short version, unsigned char flags);
 
     // Reads an item into an empty buffer, which is ready to be read from the start afterwards.
@@ -59,7 +68,10 @@ public:
     // wrong item: ", with the key behind (arguments: the file's name, the key).
     void GetItem(const qtString& key, SegBuf& data);
     // Writes an item at an offset, or at the end if that is 0, and enters it into the index, where
-    // an item of the same key is forgotten.
+    // an item of the same key is forgotten. An offset of an item writes over it, whatever it is; in
+    // a package that is open for changes the old index stays in force until the new one is written.
+    // RAISES: as SetFileID; HioErr::kBadOffset "Invalid file offset in file " for an offset in the
+    // header.
     void AddAtOffset(const qtString& key, const SegBuf& data, unsigned int offset);
     // The four bytes of a number, the highest first, as those of a record file.
     static qtString MakeStringKey(unsigned int number);
@@ -70,18 +82,27 @@ public:
     std::map<qtString, unsigned int> index;  // every key, and where its item is
 
 private:
-    void Start(char mode);
+    void Start(qtPtrLight<Generic32> opened, char mode);
     void ReadHeader();
     void ReadIndex();
+    bool ReadsIndex();
+    bool ReadsEntry();
     void WriteHeader();
+    void WriteItem(const qtString& key, const SegBuf& data, unsigned int offset);
     void WriteIndex();
-    void Drop() noexcept;
+    void SeekTo(unsigned int offset);
+    void RequirePackage() const;
+    [[noreturn]] void RefuseKey(const char* what, const qtString& key) const;
 
+    qtPtrLight<Generic32> m_closed;   // the device that does nothing
+    unsigned int m_index_offset = 0;  // of the index in the file; 0: none yet
     unsigned int m_file_id = 0;
     unsigned short m_version = 0;
     unsigned char m_flags = 0;
-    bool m_is_bad = false;
-    bool m_is_dirty = false;  // `index` differs from what is in the file
+    unsigned char m_state = 0;  // as in the header
+    bool m_is_bad = true;       // no package is open
+    bool m_is_dirty = false;    // `index` differs from what is in the file
+    bool m_is_broken = false;   // a change has failed: the file must get no index
 };
 
 #endif  // ZANDREL_PERSISTENCE_HPACK_H_

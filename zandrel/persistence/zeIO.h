@@ -62,13 +62,12 @@ public:
     unsigned int ReadOnDemand() const;
 
     // Writes and reads one object's item, for the objects whose records hold others.
-    // RAISES: 7 "Unknown Classifier object" (argument: the type), and what the record raises; an
-    // object that is read is in the manager's registry from the start of its record on.
+    // RAISES: what zeObjectFactory raises, "Missing key in index: " for an unknown id.
     void DumpObject(const zeBase* object);
     zeBase* LoadObject(unsigned int id, zeNode* node);
 
-    zeManager* m_manager;     // BORROWS
-    Hpack m_pack;             // the plain file, open during a load or dump alone
+    zeManager* m_manager;                        // BORROWS
+    Hpack m_pack;                                // the plain file, open during a load or dump alone
     unsigned int m_io_mode = KcIoMode::AUTO_IO;  // the form in use
     unsigned int m_version = 0;                  // of the open file
     bool m_compact = false;                      // write without what only training needs
@@ -77,6 +76,35 @@ public:
     Hio<HSegment>::Converter m_converter = nullptr;  // of all texts that are written; or null
     void* m_converter_context = nullptr;
     qtScrambler m_scrambler{qtScrambler::kSeed};
+
+private:
+    void OpenRead(const qtString& file, KcIoMode& mode);
+    void OpenWrite(const qtString& file, KcIoMode& mode);
+    void VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short& version);
+    void LoadOpened(CTProgress* progress);
+    void LoadClassifiers(CTProgress* progress);
+    void LoadClassifier(zeNode* node);
+    void LoadManager();
+    void DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress);
+    void DumpManager(const zeLogicalNode* root);
+    // Where the records of a container or subtree begin, after what must hold is verified.
+    zeNode* VerifiedStart(const zeLogicalNode* root, int refusal) const;
+    void ReadItem(const qtString& key, SegBuf& buffer);
+    void WriteItem(const qtString& key, SegBuf& buffer);
+    void Scramble(SegBuf& buffer, bool forward) const;
+    template <class Write>
+    void WriteRecord(const qtString& key, Write&& write);
 };
+
+// Makes an object of a type, whose record the stream holds from the id on, and enters it in the
+// registry. No id of the manager is used up. `node`: of the classifier to which a storage belongs.
+// RAISES: qtX<zeIO> 7, 10, 11; what the record raises.
+ZANDREL_EXPORT zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager,
+                                       zeNode* node);
+
+// The converter of zeIO::CopyKC. `context`: a KcConverter, whose count it raises. The empty text is
+// returned as it is.
+// RAISES: what ConvertCharset2Charset raises.
+ZANDREL_EXPORT qtString ConvertEncoding(const qtString& text, void* context);
 
 #endif  // ZANDREL_PERSISTENCE_ZEIO_H_

@@ -44,6 +44,8 @@ zeStat_matcher::zeStat_matcher(zeManager* manager, zeNode* node, zeStat_storage&
     feed(storage, add_children);
 }
 
+zeStat_matcher::zeStat_matcher() : zeClassifier(nullptr, nullptr), m_storage(nullptr) {}
+
 zeStat_matcher::~zeStat_matcher() = default;
 
 void zeStat_matcher::feed(zeStat_storage& storage, bool add_children) {
@@ -156,14 +158,15 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
 }
 
 void zeStat_matcher::classify_sml(zeSml& sml) {
-    const int profile_count = m_storage->profile_count();
+    // Compared without signs: an index of a damaged record can be below 0.
+    const auto profile_count = static_cast<unsigned int>(m_storage->profile_count());
     for (const zeSml::Concept_info& entry : sml.m_concepts) {
         const auto found = m_table.find(entry.m_concept);
         if (found == m_table.end()) {
             continue;
         }
         for (const Concept_weight& pair : found->second) {
-            if (pair.m_iprofile < profile_count) {
+            if (static_cast<unsigned int>(pair.m_iprofile) < profile_count) {
                 m_storage->profile(pair.m_iprofile).m_match_value +=
                     static_cast<double>(pair.m_weight) * entry.m_weight;
             }

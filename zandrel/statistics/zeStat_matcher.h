@@ -48,9 +48,19 @@ public:
     // Points at the storage and compiles its table.
     // BORROWS: `node`, which may be null, and `storage`.
     zeStat_matcher(zeManager* manager, zeNode* node, zeStat_storage& storage, bool add_children);
+    // Without an id, a storage and a table, to be read from a record before any use.
+    zeStat_matcher();
     ~zeStat_matcher() override;
 
     unsigned int GetType() const override { return ZE_STAT; }
+
+    // Writes the table, its concepts in the order of their texts, and the storage as an object of
+    // its own.  REQUIRES: the manager has a zeIO.
+    void Dump(Hio<HSegment>& io) const override;
+    // Reads what follows the node, and the storage.
+    // RAISES: what the stream and the storage raise; the assertion "m_storage" for an object that
+    // is none.
+    void Load(Hio<HSegment>& io);
 
     // Compiles the table from the profiles' lists of weights, which it empties. If no profile has
     // any, features are selected first. The children of `m_node` are unlinked and, if

@@ -98,6 +98,7 @@ void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
 
 void zeStat_matcher::add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
                                       bool is_relevant) const {
+    m_storage->complete_histogram(profile);
     const std::size_t last = profile.m_bins.size() - 1;
     // A score that is no number falls in the first bin.
     const double position = score > 0.0 ? static_cast<double>(profile.m_bins.size()) * score : 0.0;

@@ -154,6 +154,12 @@ void zeStat_storage::clear_profile(int& iprofile) {
     clear_likelihood(iprofile);
 }
 
+void zeStat_storage::complete_histogram(Profile& completed) const {
+    if (completed.m_bins.size() != fine_bin_count()) {
+        completed.m_bins.assign(fine_bin_count(), Result_bin());
+    }
+}
+
 void zeStat_storage::clear_likelihood(const int& iprofile) {
     Profile& cleared = profile(iprofile);
     cleared.m_bins.assign(fine_bin_count(), Result_bin());

@@ -122,6 +122,24 @@ public:
 
     unsigned int GetType() const override { return kStorageObjectType; }
 
+    // The record.
+
+    // Writes the model with its settings; lists in the order of node ids and of texts. If the
+    // manager's zeIO writes the compact form, what only training needs is left out.
+    // RAISES: the assertion "p.m_cat" for a category that has lost its node.
+    void Dump(Hio<HSegment>& io) const override;
+    // Reads what follows the id, in place of all that the model holds. `node`: that of the
+    // classifier, for references of records of version 1.
+    // RAISES: what the stream raises; the assertions "cat" and "p.m_cat" for a category that the
+    // tree does not have, and "sz <= Zandrel::LIKELIHOOD_SIZE"; 0 "Statistical model is damaged"
+    // (argument: what is wrong) for what would be read or written out of bounds.
+    void Load(Hio<HSegment>& io, zeNode* node);
+    // The steps of the above: one profile, and its likelihood table.
+    void DumpProfile(Hio<HSegment>& io, const Profile& dumped) const;
+    void LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node);
+    void DumpLikelihood(Hio<HSegment>& io, const Profile& dumped) const;
+    void LoadLikelihood(Hio<HSegment>& io, Profile& p);
+
     // Lookup and creation. `added` becomes true for a new entry and is left alone otherwise.
 
     // The index of a category's profile, or the end value.
@@ -152,6 +170,9 @@ public:
     void create_skeleton();
     // Makes one profile as new. The table of all concepts keeps what the profile brought to it.
     void clear_profile(int& iprofile);
+    // Gives a histogram its bins, all zero, if it has another number of them: a compact record holds
+    // none.
+    void complete_histogram(Profile& completed) const;
     // Makes the histogram one of zero bins, also when no tables are built, and the table zero.
     void clear_likelihood(const int& iprofile);
     // Deletes a profile; the last one moves into its place. The table of all concepts and the
@@ -213,6 +234,15 @@ private:
         return static_cast<std::size_t>(m_likelihood_resolution) *
                static_cast<std::size_t>(Zandrel::LIKELIHOOD_SIZE);
     }
+
+    bool writes_compact() const;
+    void dump_settings(Hio<HSegment>& io) const;
+    void load_settings(Hio<HSegment>& io);
+    void dump_training(Hio<HSegment>& io, const Profile& dumped) const;
+    void load_training(Hio<HSegment>& io, Profile& p) const;
+    void load_profile_index(Hio<HSegment>& io, zeNode* node);
+    void load_profiles(Hio<HSegment>& io, zeNode* node);
+    void require_sound() const;
 
     void clear_totals();
     std::map<int, zeNode*> nodes_by_index() const;

@@ -164,6 +164,7 @@ void zeStat_trainer::calculate_likelihood_from_results() {
            Zandrel::LIKELIHOOD_SIZE);
     int calculated_count = 0;
     for (const auto& profile : m_storage->m_profiles) {
+        m_storage->complete_histogram(*profile);
         build_likelihood(*profile, m_storage->m_likelihood_resolution);
         if (++calculated_count % kTraceInterval == 0) {
             tracef(s_trace_file, kTraceDebug, "Calculated %d profiles", calculated_count);

@@ -15,6 +15,7 @@
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/packing.h"
+#include "zandrel/storage/record_io.h"
 
 namespace Zandrel {
 
@@ -83,15 +84,13 @@ void Hreclaim<F>::GetItem(const qtString& key, SegBuf& data) {
         RaiseKeyError("Missing key in index: ", key);
     }
     SeekTo(found->second);
-    unsigned int tag = 0;
-    io >> tag;
-    if (tag != Zandrel::kItemTag) {
+    if (!Zandrel::ReadsItemTag(io)) {
         RaiseKeyError("Key points to invalid item: ", key);
     }
-    if (!ReadsKey(key)) {
+    if (!Zandrel::ReadsKey(io, key)) {
         RaiseKeyError("Key points to wrong item: ", key);
     }
-    ReadData(data, io.ReadCount(1));
+    Zandrel::ReadBlob(io, data);
 }
 
 template <class F>
@@ -239,8 +238,7 @@ void Hreclaim<F>::AddAtOffset(const qtString& key, const SegBuf& data, Offset of
     } else {
         SeekTo(offset);
     }
-    io << Zandrel::kItemTag << key << data.size;
-    WriteData(data);
+    Zandrel::WriteItem(io, key, data);
     // Keys that ascend, as those of numbers do, are found no place by a search.
     index.insert_or_assign(index.end(), key, offset);
 }
@@ -451,43 +449,6 @@ void Hreclaim<F>::RaiseReadError() const {
 template <class F>
 void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
     throw qtX<AbstractHreclaim>(kWrongKey, qtString(what).append(key.view()), {FileName(), key});
-}
-
-// Reads the key of an item and tells whether it is this one. One of another length is another key,
-// which need not be read.
-template <class F>
-bool Hreclaim<F>::ReadsKey(const qtString& key) {
-    const unsigned int length = io.ReadCount(1);
-    if (length != key.size()) {
-        return false;
-    }
-    qtString stored;
-    stored.resize(length);
-    io.ReadBytes(stored.data(), length);
-    return stored == key;
-}
-
-template <class F>
-void Hreclaim<F>::WriteData(const SegBuf& data) {
-    for (unsigned int position = 0; position < data.size;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        data.Locate(position, data.size, run, length);
-        io.WriteBytes(run, length);
-        position += length;
-    }
-}
-
-template <class F>
-void Hreclaim<F>::ReadData(SegBuf& data, unsigned int byte_count) {
-    data.Extend(byte_count);
-    for (unsigned int position = 0; position < byte_count;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        data.Locate(position, byte_count, run, length);
-        io.ReadBytes(run, length);
-        position += length;
-    }
 }
 
 // Writes a new item into the block of its slot that was freed last, or else to the end. A used

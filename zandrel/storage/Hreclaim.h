@@ -122,9 +122,6 @@ private:
     void CheckHoles();
     [[noreturn]] void RaiseReadError() const;
     [[noreturn]] void RaiseKeyError(const char* what, const qtString& key) const;
-    bool ReadsKey(const qtString& key);
-    void WriteData(const SegBuf& data);
-    void ReadData(SegBuf& data, unsigned int byte_count);
     void RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed);
     void PlaceItem(const qtString& key, const SegBuf& data, unsigned int slot, std::uint64_t total);
     void FreeBlock(unsigned int slot, Offset offset);

@@ -1,0 +1,87 @@
+#include "cli/kc/Kc_file.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/storage/HioErr.h"
+
+#include "cli/data/Data_lines.h"
+#include "cli/errors.h"
+#include "cli/kc/Replacement_file.h"
+
+namespace cli {
+
+namespace {
+
+// The library's device tells no reasons, so what can be told is told before it tries.
+// RAISES: Input_error.
+void check_readable(const std::string& path) {
+    std::error_code unknown;
+    if (std::filesystem::is_directory(path, unknown)) {
+        throw Input_error(path, std::generic_category().message(EISDIR));
+    }
+    open_data_file(path);
+}
+
+// An interruption is no failure of the file.
+bool is_interruption(const qtxAll& error) {
+    constexpr int kInterruption = 2;
+    const auto* const raised = dynamic_cast<const qtX<zeWorkflow>*>(&error);
+    return raised != nullptr && raised->number() == kInterruption;
+}
+
+// Raises what is caught at the moment as an error of a file's contents.
+[[noreturn]] void raise_as_data_error(const std::string& path) {
+    try {
+        throw;
+    } catch (const qtX<HioErr>& error) {
+        if (error.number() == HioErr::kOpenFailed) {
+            throw Input_error(path, error.what());
+        }
+        throw Data_error(path, error.what());
+    } catch (const qtxAll& error) {
+        if (is_interruption(error)) {
+            throw;
+        }
+        throw Data_error(path, error.what());
+    }
+}
+
+// RAISES: Output_error with what the system says, as long as it says anything.
+void write(const std::string& path, const std::string& temporary, zeManager& manager,
+           KcIoMode& mode, CTProgress* progress) {
+    errno = 0;
+    try {
+        manager.Write(temporary, &mode, progress);
+    } catch (const qtX<HioErr>& error) {
+        throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
+    }
+}
+
+}  // namespace
+
+qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
+    check_readable(path);
+    qtPtrLight<zeManager> manager(new zeManager);
+    try {
+        manager->Read(path, nullptr, progress);
+    } catch (const qtxAll&) {
+        raise_as_data_error(path);
+    }
+    return manager;
+}
+
+void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {
+    Replacement_file file(path);
+    KcIoMode mode;
+    mode.compact = compact || manager.m_compact;
+    write(path, file.path(), manager, mode, progress);
+    file.take_place();
+}
+
+}  // namespace cli

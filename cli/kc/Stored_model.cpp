@@ -1,0 +1,25 @@
+#include "cli/kc/Stored_model.h"
+
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_file.h"
+
+namespace cli {
+
+std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
+                                       CTProgress* progress) {
+    const qtPtrLight<zeManager> manager = read_kc(path, progress);
+    if (manager->m_root == nullptr) {
+        throw Data_error(path, "the container is empty");
+    }
+    return std::make_unique<Text_model>(manager, agreed_analysis(path, manager->m_config, given));
+}
+
+void check_can_learn(const std::string& path, const Text_model& model) {
+    if (model.manager()->m_compact) {
+        throw Data_error(path, "the container is compact and can only classify");
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,26 @@
+// Stored_model: a text model as the file of a knowledge container.
+#ifndef ZANDREL_CLI_KC_STORED_MODEL_H_
+#define ZANDREL_CLI_KC_STORED_MODEL_H_
+
+#include <memory>
+#include <string>
+
+#include "zandrel/foundation/CTProgress.h"
+
+#include "cli/kc/Kept_analysis.h"
+#include "cli/model/Text_model.h"
+
+namespace cli {
+
+// Reads a model, which analyses texts as the container keeps it, or as `given` tells.
+// `progress`: may be null.
+// RAISES: what read_kc and agreed_analysis raise; Data_error for an empty container.
+std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
+                                       CTProgress* progress);
+
+// RAISES: Data_error that names the file if its container can only classify.
+void check_can_learn(const std::string& path, const Text_model& model);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_STORED_MODEL_H_

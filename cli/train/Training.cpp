@@ -1,0 +1,150 @@
+#include "cli/train/Training.h"
+
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Replacement_file.h"
+#include "cli/kc/Stored_model.h"
+#include "cli/model/Text_model.h"
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+using Texts = std::vector<Labelled_text>;
+
+struct Data_file {
+    std::string path;
+    Texts texts;
+};
+
+// Raises if the file cannot be written, before work is done in vain.
+void try_target(const std::string& path) {
+    const Replacement_file tried(path);
+}
+
+void check_interrupt(CTProgress* progress) {
+    if (progress != nullptr) {
+        zeInterrupts(progress);
+    }
+}
+
+std::vector<Data_file> read_data(const std::vector<std::string>& paths, bool skips_bad_lines,
+                                 Skipped_lines& skipped) {
+    std::vector<Data_file> files;
+    files.reserve(paths.size());
+    for (const std::string& path : paths) {
+        files.push_back({path, read_labelled_file(path, skips_bad_lines ? &skipped : nullptr)});
+    }
+    return files;
+}
+
+// The texts of all files, which are then empty.
+Texts joined(std::vector<Data_file>& files) {
+    Texts texts = std::move(files.front().texts);
+    for (std::size_t i = 1; i < files.size(); ++i) {
+        for (Labelled_text& text : files[i].texts) {
+            texts.push_back(std::move(text));
+        }
+        files[i].texts.clear();
+    }
+    return texts;
+}
+
+void add_label(const std::string& label, const Data_file& file, std::size_t line,
+               Text_model& model) {
+    try {
+        model.add_label(label);
+    } catch (const qtX<zeLogicalTree>& error) {
+        throw Data_error(file.path, line,
+                         "label \"" + label + "\" cannot be added: " + error.what());
+    }
+}
+
+// Makes sure that the model has a leaf for each label of a file.
+void settle_labels(const Data_file& file, bool adds_categories, Text_model& model) {
+    for (const Labelled_text& text : file.texts) {
+        for (const std::string& label : text.labels) {
+            if (model.knows(label)) {
+                continue;
+            }
+            if (!adds_categories) {
+                throw Data_error(file.path, text.line,
+                                 "unknown label \"" + label + "\"; --add-categories adds it");
+            }
+            add_label(label, file, text.line, model);
+        }
+    }
+}
+
+void write_model(const std::string& path, const Text_model& model, bool compact,
+                 CTProgress* progress, Training_summary& summary) {
+    write_kc(path, *model.manager(), compact, progress);
+    summary.kc_file = path;
+    summary.labels = model.labels().size();
+    summary.bytes = std::filesystem::file_size(path);
+}
+
+}  // namespace
+
+Training_summary train_kc(const Training_options& options) {
+    Training_summary summary;
+    try_target(options.kc_file);
+    std::vector<Data_file> files =
+        read_data(options.data_files, options.skips_bad_lines, summary.skipped);
+    const Texts texts = joined(files);
+    check_interrupt(options.progress);
+    Text_model model(options.model);
+    model.train(texts, options.progress);
+    keep_analysis(options.model.analysis, model.manager()->m_config);
+    write_model(options.kc_file, model, options.compact, options.progress, summary);
+    summary.texts = texts.size();
+    summary.new_labels = summary.labels;
+    return summary;
+}
+
+Training_summary learn_into_kc(const Learning_options& options) {
+    Training_summary summary;
+    const std::unique_ptr<Text_model> model =
+        read_model(options.kc_file, options.analysis, options.progress);
+    check_can_learn(options.kc_file, *model);
+    try_target(options.kc_file);
+    std::vector<Data_file> files =
+        read_data(options.data_files, options.skips_bad_lines, summary.skipped);
+    const std::size_t labels_before = model->labels().size();
+    for (const Data_file& file : files) {
+        settle_labels(file, options.adds_categories, *model);
+    }
+    const Texts texts = joined(files);
+    check_interrupt(options.progress);
+    model->learn(texts, options.progress);
+    write_model(options.kc_file, *model, false, options.progress, summary);
+    summary.texts = texts.size();
+    summary.new_labels = summary.labels - labels_before;
+    return summary;
+}
+
+void print_training(const Training_summary& summary, std::ostream& out) {
+    out << summary.kc_file << ": " << grouped(summary.texts)
+        << (summary.texts == 1 ? " text, " : " texts, ") << grouped(summary.labels)
+        << (summary.labels == 1 ? " label (" : " labels (") << grouped(summary.new_labels)
+        << " new), " << grouped(summary.bytes) << " bytes\n";
+}
+
+nlohmann::ordered_json training_json(const Training_summary& summary) {
+    return {{"file", summary.kc_file},  {"texts", summary.texts},
+            {"labels", summary.labels}, {"new_labels", summary.new_labels},
+            {"bytes", summary.bytes},   {"skipped_lines", summary.skipped.count}};
+}
+
+}  // namespace cli

@@ -1,0 +1,69 @@
+// Training: makes the file of a knowledge container from labelled texts, or teaches it more.
+#ifndef ZANDREL_CLI_TRAIN_TRAINING_H_
+#define ZANDREL_CLI_TRAIN_TRAINING_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "zandrel/foundation/CTProgress.h"
+
+#include "cli/data/Labelled_text.h"
+#include "cli/kc/Kept_analysis.h"
+#include "cli/model/Model_options.h"
+
+namespace cli {
+
+struct Training_options {
+    std::string kc_file;
+    std::vector<std::string> data_files;  // at least one
+    Model_options model = {};
+    bool compact = false;  // leave out what only learning needs
+    bool skips_bad_lines = false;
+    CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
+};
+
+struct Learning_options {
+    std::string kc_file;
+    std::vector<std::string> data_files;  // at least one
+    Given_analysis analysis = {};
+    bool adds_categories = false;  // a label that the container does not know gets a category
+    bool skips_bad_lines = false;
+    CTProgress* progress = nullptr;  // BORROWS: likewise
+};
+
+// What was done.
+struct Training_summary {
+    std::string kc_file;
+    std::size_t texts = 0;       // taken in by this run
+    std::size_t labels = 0;      // of the container, afterwards
+    std::size_t new_labels = 0;  // of them
+    std::uintmax_t bytes = 0;    // of the file
+    Skipped_lines skipped = {};
+};
+
+// Both leave the file as it was if they fail.
+//
+// Trains on the texts of all files together and writes the container.
+// RAISES: Input_error, Data_error and Output_error: the target is tried before the work begins;
+// what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted".
+Training_summary train_kc(const Training_options& options);
+
+// Reads the container, learns the texts of all files as one bulk, and writes it back.
+// RAISES: what read_model raises, and the like; Data_error for a compact container; Data_error with
+// file and line for the first label that the container does not know, unless they are added, and
+// for one that cannot be added.
+Training_summary learn_into_kc(const Learning_options& options);
+
+// One line.
+void print_training(const Training_summary& summary, std::ostream& out);
+// The same as an object of `file`, `texts`, `labels`, `new_labels`, `bytes` and `skipped_lines`.
+nlohmann::ordered_json training_json(const Training_summary& summary);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TRAIN_TRAINING_H_

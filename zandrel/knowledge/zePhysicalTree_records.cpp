@@ -1,0 +1,178 @@
+// What zePhysicalTree writes and reads.  Format: docs/formats/kc.md
+#include <utility>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/Tree_shape.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+namespace {
+
+// The fewest bytes of a node: its numbers, and the counts of its lists and texts.
+constexpr unsigned int kLeastNodeSize = 30;
+constexpr unsigned int kLeastNodeSizeV1 = 26;
+constexpr unsigned int kReferenceSize = 4;
+
+void write_node(Hio<HSegment>& io, const zeNode& node) {
+    io << node.m_concept;
+    io.WriteByte(static_cast<char>(node.m_flags));
+    io.WriteByte(static_cast<char>(node.m_classifier_type));
+    io << node.m_classifier_id << node.m_node_id << node.m_threshold;
+    io.WriteCount(node.m_children.size());
+    for (const zeNode* const child : node.m_children) {
+        io << Zandrel::reference_to(child);
+    }
+    io << Zandrel::reference_to(node.m_parent);
+}
+
+}  // namespace
+
+void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
+    hash_set<zeNode*, zePointer_hash> nodes(kInitialBuckets);
+    if (top != nullptr) {
+        top->get_subtree(nodes);
+    }
+    io.WriteCount(nodes.size());
+    for (const zeNode* const node : Zandrel::in_id_order(nodes)) {
+        write_node(io, *node);
+    }
+}
+
+void zePhysicalTree::Load(Hio<HSegment>& io) {
+    m_last_node_id = 0;
+    if (!m_manager->has_node_ids()) {
+        load_v1(io);
+        return;
+    }
+    for (unsigned int left = io.ReadCount(kLeastNodeSize); left > 0; --left) {
+        read_node(io);
+    }
+}
+
+// The node of an id that a record names: an empty one if it is yet to come, or never does.
+zeNode* zePhysicalTree::refer_to(unsigned int id) {
+    return &m_nodes.try_emplace(id, Concept()).first->second;
+}
+
+// Puts a node into its entry, which may have been made for a reference to it: the address stays.
+zeNode* zePhysicalTree::enter(zeNode&& read) {
+    zeNode* const node = refer_to(read.m_node_id);
+    if (node->m_classifier_type == ZE_LEAF) {
+        DelFinder(node);  // It is there if a damaged record has two nodes of one id.
+    }
+    *node = std::move(read);
+    if (node->m_node_id > m_last_node_id) {
+        m_last_node_id = node->m_node_id;
+    }
+    if (node->m_classifier_type == ZE_LEAF) {
+        AddFinder(node);
+    }
+    return node;
+}
+
+zeNode* zePhysicalTree::read_node(Hio<HSegment>& io) {
+    zeNode read{Concept()};
+    io >> read.m_concept;
+    read.m_flags = static_cast<unsigned char>(io.ReadByte());
+    read.m_classifier_type = static_cast<unsigned char>(io.ReadByte());
+    io >> read.m_classifier_id >> read.m_node_id >> read.m_threshold;
+    zeNode* const node = enter(std::move(read));
+    const unsigned int child_count = io.ReadCount(kReferenceSize);
+    node->m_children.reserve(child_count);
+    for (unsigned int i = 0; i < child_count; ++i) {
+        unsigned int child = 0;
+        io >> child;
+        node->m_children.push_back(refer_to(child));
+    }
+    unsigned int parent = 0;
+    io >> parent;
+    node->m_parent = parent == 0 ? nullptr : refer_to(parent);
+    return node;
+}
+
+zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& children,
+                                     std::vector<Concept>& parents) {
+    zeNode read{Concept()};
+    io >> read.m_concept;
+    const bool is_scored = io.ReadBool();
+    read.m_flags = is_scored ? 0 : zeNode::NoScore;
+    read.m_classifier_type = static_cast<unsigned char>(io.ReadByte());
+    float threshold = 0.0F;
+    io >> read.m_classifier_id >> read.m_node_id >> threshold >> children >> parents;
+    read.m_threshold = static_cast<double>(threshold);
+    read.m_children.resize(children.size());
+    return enter(std::move(read));
+}
+
+// Nodes refer to each other by concept, so links are made when all are there. Where the order
+// decides which parent a leaf of several gets, it is that of the ids.
+void zePhysicalTree::load_v1(Hio<HSegment>& io) {
+    m_v1_nodes.clear();
+    m_v1_pending.clear();
+    std::map<unsigned int, std::vector<Concept>> children;
+    std::map<unsigned int, std::vector<Concept>> parents;
+    for (unsigned int left = io.ReadCount(kLeastNodeSizeV1); left > 0; --left) {
+        std::vector<Concept> node_children;
+        std::vector<Concept> node_parents;
+        zeNode* const node = read_node_v1(io, node_children, node_parents);
+        if (node_parents.size() < 2) {
+            m_v1_nodes[node->m_concept] = node;
+        } else {
+            std::vector<zeNode*>& places = m_v1_pending[node->m_concept];
+            places.assign(node_parents.size(), nullptr);
+            places.front() = node;
+        }
+        children[node->m_node_id] = std::move(node_children);
+        parents[node->m_node_id] = std::move(node_parents);
+    }
+    for (const auto& [id, concepts] : parents) {
+        if (!concepts.empty()) {
+            m_nodes.at(id).m_parent = ConvertV1(concepts.front(), nullptr);
+        }
+    }
+    for (const auto& [id, concepts] : children) {
+        zeNode& node = m_nodes.at(id);
+        for (std::size_t i = 0; i < concepts.size(); ++i) {
+            node.m_children[i] = ConvertV1(concepts[i], &node);
+            if (node.m_children[i] == nullptr) {
+                Zandrel::RaiseDamagedTree("children");
+            }
+        }
+    }
+}
+
+zeNode* zePhysicalTree::ConvertV1(const Concept& category, zeNode* parent) {
+    if (category.empty()) {
+        return nullptr;
+    }
+    const auto only = m_v1_nodes.find(category);
+    if (only != m_v1_nodes.end()) {
+        return only->second;
+    }
+    const auto pending = m_v1_pending.find(category);
+    if (parent == nullptr || pending == m_v1_pending.end()) {
+        return nullptr;
+    }
+    std::vector<zeNode*>& places = pending->second;
+    if (places.front()->m_parent == nullptr) {
+        places.front()->m_parent = parent;
+    }
+    for (zeNode*& place : places) {
+        if (place == nullptr) {
+            place = copy_v1_leaf(*places.front(), parent);
+        }
+        if (place->m_parent == parent) {
+            return place;
+        }
+    }
+    return nullptr;
+}
+
+zeNode* zePhysicalTree::copy_v1_leaf(const zeNode& leaf, zeNode* parent) {
+    zeNode inserted(leaf);
+    inserted.m_node_id = ++m_last_node_id;
+    inserted.m_parent = parent;
+    ZANDREL_ASSERT(inserted.m_classifier_type == ZE_LEAF, "inserted.m_classifier_type == ZE_LEAF");
+    return enter(std::move(inserted));
+}

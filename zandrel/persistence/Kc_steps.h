@@ -1,0 +1,75 @@
+// Kc_steps: what reading, writing and copying a container have in common.
+// Not installed: the library's own.
+#ifndef ZANDREL_PERSISTENCE_KC_STEPS_H_
+#define ZANDREL_PERSISTENCE_KC_STEPS_H_
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+
+namespace Zandrel {
+
+// The owner's part of a file's header.
+inline constexpr unsigned int kKcFileId = 0x278F9D40;
+inline constexpr unsigned char kKcUnicode = 0x80;
+inline constexpr unsigned char kKcCompact = 0x08;
+inline constexpr unsigned short kKcVersion = 2;
+
+// The nodes with classifiers from `top` on, which may be null, by ascending object id: the order of
+// the items in a file is then the same in every run.
+inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
+    hash_set<zeNode*, zePointer_hash> found;
+    if (top != nullptr) {
+        top->get_subtree_classifiers(found);
+    }
+    std::vector<zeNode*> nodes(found.begin(), found.end());
+    std::sort(nodes.begin(), nodes.end(), [](const zeNode* left, const zeNode* right) {
+        return left->m_classifier_id != right->m_classifier_id
+                   ? left->m_classifier_id < right->m_classifier_id
+                   : left->m_node_id < right->m_node_id;
+    });
+    return nodes;
+}
+
+// Reports steps to a progress object, which may be null, and asks it for interruption.
+class Kc_progress {
+public:
+    explicit Kc_progress(CTProgress* progress) : m_progress(progress) {}
+
+    void set_total(std::size_t steps) {
+        if (m_progress != nullptr) {
+            m_progress->SetTotal(static_cast<int>(steps));
+        }
+    }
+
+    void check_interrupt() {
+        if (m_progress != nullptr) {
+            zeInterrupts(m_progress);
+        }
+    }
+
+    void step() {
+        if (m_progress != nullptr) {
+            m_progress->Increment(1);
+            zeInterrupts(m_progress);
+        }
+    }
+
+    void end() {
+        if (m_progress != nullptr) {
+            m_progress->NextPhase(true);
+        }
+    }
+
+private:
+    CTProgress* m_progress;
+};
+
+}  // namespace Zandrel
+
+#endif  // ZANDREL_PERSISTENCE_KC_STEPS_H_

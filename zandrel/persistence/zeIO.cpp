@@ -1,0 +1,176 @@
+// The items of a container's file, and its identity.
+#include "zandrel/persistence/zeIO.h"
+
+#include <string>
+#include <utility>
+
+#include "zandrel/foundation/charset.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/foundation/trace.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/persistence/Kc_steps.h"
+
+namespace {
+
+constexpr const char* kManagerKey = "__Manager__";
+constexpr unsigned int kFirstScrambledVersion = 2;
+
+[[noreturn]] void refuse_cached_form() {
+    throw qtX<zeIO>(9, "Cached form of a KC is not available");
+}
+
+}  // namespace
+
+zeIO::zeIO(zeManager* manager) : m_manager(manager) {}
+
+zeIO::~zeIO() = default;
+
+unsigned int zeIO::ReadOnDemand() const {
+    return 0;  // Without the cached form all classifiers are in memory.
+}
+
+// The same shape for all records: built in memory, and then handed to the file.
+template <class Write>
+void zeIO::WriteRecord(const qtString& key, Write&& write) {
+    SegBuf buffer;
+    Hio<HSegment> io(new HSegment(buffer, 'w'));
+    io.converter = m_converter;
+    io.converter_context = m_converter_context;
+    write(io);
+    io.device->Close();
+    WriteItem(key, buffer);
+}
+
+void zeIO::DumpObject(const zeBase* object) {
+    WriteRecord(Hpack::MakeStringKey(object->m_id), [object](Hio<HSegment>& io) {
+        io << object->GetType();
+        object->Dump(io);
+    });
+}
+
+void zeIO::DumpManager(const zeLogicalNode* root) {
+    WriteRecord(kManagerKey, [this, root](Hio<HSegment>& io) { m_manager->Dump(io, root); });
+}
+
+zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
+    SegBuf buffer;
+    ReadItem(Hpack::MakeStringKey(id), buffer);
+    Hio<HSegment> io(new HSegment(buffer, 'r'));
+    unsigned int type = 0;
+    io >> type;
+    zeBase* const object = zeObjectFactory(type, io, m_manager, node);
+    io.device->Close();
+    return object;
+}
+
+void zeIO::LoadManager() {
+    SegBuf buffer;
+    ReadItem(kManagerKey, buffer);
+    Hio<HSegment> io(new HSegment(buffer, 'r'));
+    m_manager->Load(io);
+    m_manager->m_compact = m_compact_read;
+}
+
+void zeIO::WriteItem(const qtString& key, SegBuf& buffer) {
+    Scramble(buffer, true);
+    if (m_io_mode != KcIoMode::DIRECT_IO) {
+        refuse_cached_form();
+    }
+    m_pack.AddAtOffset(key, buffer, 0);
+}
+
+void zeIO::ReadItem(const qtString& key, SegBuf& buffer) {
+    if (m_io_mode != KcIoMode::DIRECT_IO) {
+        refuse_cached_form();
+    }
+    m_pack.GetItem(key, buffer);
+    if (m_version >= kFirstScrambledVersion) {
+        Scramble(buffer, false);
+    }
+}
+
+void zeIO::Scramble(SegBuf& buffer, bool forward) const {
+    for (unsigned int position = 0; position < buffer.size;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        buffer.Locate(position, buffer.size, run, length);
+        if (forward) {
+            m_scrambler.Scramble(run, length, qtScrambler::kOption);
+        } else {
+            m_scrambler.Descramble(run, length, qtScrambler::kOption);
+        }
+        position += length;
+    }
+}
+
+void zeIO::VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short& version) {
+    unsigned char flags = 0;
+    if (write) {
+        flags = static_cast<unsigned char>((unicode ? Zandrel::kKcUnicode : 0) |
+                                           (compact ? Zandrel::kKcCompact : 0));
+        m_pack.SetFileID(Zandrel::kKcFileId, version, flags);
+        m_version = version;
+        return;
+    }
+    unsigned int id = 0;
+    bool is_bad = false;
+    m_pack.GetFileID(id, version, flags, is_bad);
+    if (is_bad || id != Zandrel::kKcFileId) {
+        throw qtX<zeIO>(1, "Not a kc file");
+    }
+    if (version != 1 && version != Zandrel::kKcVersion) {
+        throw qtX<zeIO>(2, "Invalid version in kc file", {qtString(std::to_string(version))});
+    }
+    m_version = version;
+    compact = (flags & Zandrel::kKcCompact) != 0;
+    m_compact_read = compact;
+    unicode = (flags & Zandrel::kKcUnicode) != 0;
+}
+
+void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
+    if (mode.io_mode == KcIoMode::CACHED_IO) {
+        refuse_cached_form();
+    }
+    if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
+        return;
+    }
+    m_pack.Open(file, 'r');
+    VerifyMagic(false, mode.compact_read, mode.unicode, mode.version);
+    mode.io_mode = KcIoMode::DIRECT_IO;
+    m_io_mode = KcIoMode::DIRECT_IO;
+    m_manager->m_version = static_cast<unsigned short>(m_version);
+}
+
+void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {
+    if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
+        refuse_cached_form();
+    }
+    mode.read_only = false;
+    m_read_only = false;
+    m_compact = mode.compact;
+    mode.io_mode = KcIoMode::DIRECT_IO;
+    m_io_mode = KcIoMode::DIRECT_IO;
+    m_pack.Open(file, 'w');
+    bool is_unicode = false;
+    unsigned short version = Zandrel::kKcVersion;
+    VerifyMagic(true, m_compact, is_unicode, version);
+}
+
+void zeIO::SetUnicodeFlag(const qtString& file, bool flag) {
+    KcIoMode mode;
+    mode.create = false;
+    OpenRead(file, mode);
+    m_pack.Close();
+    const auto flags = static_cast<unsigned char>((flag ? Zandrel::kKcUnicode : 0) |
+                                                  (mode.compact_read ? Zandrel::kKcCompact : 0));
+    m_pack.Open(file, 'u');
+    m_pack.SetFileID(Zandrel::kKcFileId, mode.version, flags);
+    m_pack.Close();
+}
+
+qtString ConvertEncoding(const qtString& text, void* context) {
+    auto* const converter = static_cast<KcConverter*>(context);
+    ++converter->count;
+    return text.empty() ? text : ConvertCharset2Charset(converter->to, text, converter->from);
+}

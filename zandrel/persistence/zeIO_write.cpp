@@ -1,0 +1,118 @@
+// How zeIO writes a container, to its file or as a copy.
+#include <utility>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Tree_shape.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/persistence/zeIO.h"
+
+namespace {
+
+// Points a manager back at its own zeIO, on every way out.
+class Own_io {
+public:
+    explicit Own_io(zeManager& manager) : m_manager(manager), m_own(manager.m_io) {}
+
+    Own_io(const Own_io&) = delete;
+    Own_io& operator=(const Own_io&) = delete;
+
+    ~Own_io() { m_manager.m_io = m_own; }
+
+    const qtPtrLight<zeIO>& own() const { return m_own; }
+
+private:
+    zeManager& m_manager;
+    qtPtrLight<zeIO> m_own;
+};
+
+constexpr int kDumpRefused = 3;
+constexpr int kCopyRefused = 4;
+
+}  // namespace
+
+zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
+    if (root != nullptr && root->physical_node->m_classifier_id == 0) {
+        throw qtX<zeIO>(refusal, "Logical node is not a Classifier",
+                        {root->physical_node->m_concept.text()});
+    }
+    // What could not be read again is not written.
+    Zandrel::RequireTrees(*m_manager);
+    return root == nullptr ? m_manager->m_root : root->physical_node;
+}
+
+void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
+    ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
+    zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
+    try {
+        OpenWrite(file, *mode);
+        DumpClassifiers(start, mode->root, progress);
+        m_pack.Close();
+    } catch (...) {
+        m_pack.Abandon();
+        throw;
+    }
+}
+
+void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
+    ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
+    zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
+    m_io_mode = KcIoMode::DIRECT_IO;
+    m_compact = mode->compact;
+    bool is_unicode = false;
+    unsigned short version = Zandrel::kKcVersion;
+    try {
+        m_pack.Open(buffer, 'w');
+        VerifyMagic(true, m_compact, is_unicode, version);
+        DumpClassifiers(start, mode->root, progress);
+        m_pack.Close();
+    } catch (...) {
+        m_pack.Abandon();
+        throw;
+    }
+}
+
+// The manager goes last: it lands behind the classifiers in the file.
+void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress) {
+    Zandrel::Kc_progress steps(progress);
+    const std::vector<zeNode*> nodes = Zandrel::classifier_nodes(start);
+    steps.set_total(nodes.size() + 1);
+    steps.check_interrupt();
+    for (zeNode* const node : nodes) {
+        DumpObject(m_manager->m_physical_tree->get_classifier(node));
+        steps.step();
+    }
+    DumpManager(root);
+    steps.end();
+}
+
+void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
+                  CTProgress* progress) {
+    zeNode* const start = VerifiedStart(mode->root, kCopyRefused);
+    const Own_io guard(*m_manager);
+    const qtPtrLight<zeIO> target(new zeIO(m_manager));
+    if (converter != nullptr) {
+        target->m_converter = ConvertEncoding;
+        target->m_converter_context = converter;
+    }
+    mode->create = true;
+    target->OpenWrite(file, *mode);
+    Zandrel::Kc_progress steps(progress);
+    const std::vector<zeNode*> nodes = Zandrel::classifier_nodes(start);
+    steps.set_total(nodes.size() + 1);
+    for (zeNode* const node : nodes) {
+        m_manager->m_io = guard.own();
+        const zeBase* const classifier = m_manager->m_physical_tree->get_classifier(node);
+        m_manager->m_io = target;  // a classifier writes what belongs to it through the manager
+        target->DumpObject(classifier);
+        steps.step();
+    }
+    m_manager->m_io = target;
+    target->DumpManager(mode->root);
+    steps.step();
+    target->m_pack.Close();
+    steps.end();
+}

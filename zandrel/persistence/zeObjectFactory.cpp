@@ -1,0 +1,63 @@
+// The objects of a container, made from their records.
+#include <memory>
+#include <string>
+
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+namespace {
+
+// Gives an object the id of its record and its manager, and enters it in the registry, which owns
+// it from then on.
+template <class Object>
+Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* manager) {
+    unsigned int id = 0;
+    io >> id;
+    // An id that is taken would lose the object that has it; one yet to come would be given twice.
+    if (id == 0 || id > manager->m_last_object_id || manager->m_objects.count(id) != 0) {
+        throw qtX<zeIO>(10, "Invalid object id in kc file", {qtString(std::to_string(id))});
+    }
+    object->m_id = id;
+    object->m_manager = manager;
+    manager->RegisterObject(object.get());
+    object->m_dirty = false;
+    return object.release();
+}
+
+template <class Classifier>
+zeBase* load_classifier(std::unique_ptr<Classifier> fresh, Hio<HSegment>& io, zeManager* manager) {
+    Classifier* const classifier = enter(std::move(fresh), io, manager);
+    classifier->m_node = manager->LoadCat(io, nullptr);
+    if (classifier->m_node == nullptr) {
+        throw qtX<zeIO>(11, "Classifier without its node in kc file",
+                        {qtString(std::to_string(classifier->m_id))});
+    }
+    classifier->Load(io);
+    return classifier;
+}
+
+zeBase* load_storage(Hio<HSegment>& io, zeManager* manager, zeNode* node) {
+    auto fresh = std::make_unique<zeStat_storage>(nullptr, manager->m_defaults);
+    zeStat_storage* const storage = enter(std::move(fresh), io, manager);
+    storage->Load(io, node);
+    return storage;
+}
+
+}  // namespace
+
+zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager, zeNode* node) {
+    switch (type) {
+        case ZE_RULE:
+            return load_classifier(std::make_unique<zeSwitcher>(nullptr, nullptr), io, manager);
+        case ZE_STAT:
+            return load_classifier(std::make_unique<zeStat_matcher>(), io, manager);
+        case kStorageObjectType:
+            return load_storage(io, manager, node);
+        default:
+            throw qtX<zeIO>(7, "Unknown Classifier object", {qtString(std::to_string(type))});
+    }
+}

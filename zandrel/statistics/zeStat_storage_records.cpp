@@ -1,0 +1,251 @@
+// What zeStat_storage writes and reads.  Format: docs/formats/kc.md
+#include <algorithm>
+#include <utility>
+
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/Concept_order.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+namespace {
+
+constexpr unsigned int kReservedSize = 185;
+constexpr unsigned int kFactorSize = 8;
+
+// The fewest bytes of the entries of each list.
+constexpr unsigned int kLeastIndexEntrySize = 8;
+constexpr unsigned int kLeastConceptInfoSize = 24;
+constexpr unsigned int kLeastProfileSize = 57;
+constexpr unsigned int kBinSize = 16;
+constexpr unsigned int kLeastPSize = 14;
+
+[[noreturn]] void raise_damaged(const char* what) {
+    throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
+}
+
+}  // namespace
+
+bool zeStat_storage::writes_compact() const {
+    return m_manager->m_io->m_compact;
+}
+
+void zeStat_storage::Dump(Hio<HSegment>& io) const {
+    zeBase::Dump(io);
+    dump_settings(io);
+    io.WriteCount(m_profile_index.size());
+    for (const auto& profile : m_profiles) {
+        ZANDREL_ASSERT(profile->m_node != nullptr, "p.m_cat");
+    }
+    for (zeNode* const node : Zandrel::in_id_order(m_profile_index)) {
+        io << Zandrel::reference_to(node) << m_profile_index.at(node);
+    }
+    if (writes_compact()) {
+        io.WriteCount(0);
+    } else {
+        io.WriteCount(m_concept_infos.size());
+        for (const auto* const entry : Zandrel::in_text_order(m_concept_infos)) {
+            const Concept_info& info = entry->second;
+            io << entry->first << info.m_weight << info.m_rate << info.m_num_Ps;
+        }
+    }
+    io.WriteCount(m_profiles.size());
+    for (const auto& profile : m_profiles) {
+        DumpProfile(io, *profile);
+    }
+}
+
+void zeStat_storage::dump_settings(Hio<HSegment>& io) const {
+    const bool is_compact = writes_compact();
+    io.WriteBool(m_use_likelihood_in_match);
+    io.WriteBool(m_use_train_likelihood);
+    io.WriteBool(m_use_omit_method);
+    io.WriteBool(m_suppress_M);
+    io << m_suppress_M_threshold << m_likelihood_resolution << m_num_slices << m_num_msgs;
+    io << m_clip_value << m_profile_size << m_min_Ps_size;
+    io.WriteByte(static_cast<char>(m_P_life_expectancy));
+    io << m_delete_P_factor << m_activation_outside << m_activation_inside << m_activation_total;
+    io << m_min_Rlimit << m_average_Rlimit << m_max_Rlimit << m_keywords_frequency;
+    io.WriteBool(m_use_new_ZC);
+    io << (is_compact ? 0.0 : m_total_weight) << (is_compact ? 0.0 : m_total_msg_weight)
+       << (is_compact ? 0.0 : m_total_sml_weight);
+    io.WriteByte(static_cast<char>(m_learn_speed_scale));
+    io.WriteBool(!m_use_normalization);
+    io.WriteByte(1);  // the marker: a factor follows
+    io << m_weaken_small_cats_factor << m_max_Ps_size;
+    const char reserved[kReservedSize] = {};
+    io.WriteBytes(reserved, kReservedSize);
+    for (const double weight : m_sml_weights) {
+        io << weight;
+    }
+}
+
+void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
+    clear();
+    load_settings(io);
+    load_profile_index(io, node);
+    unsigned int left = io.ReadCount(kLeastConceptInfoSize);
+    m_concept_infos.reserve(left);
+    for (; left > 0; --left) {
+        Concept term;
+        io >> term;
+        Concept_info& info = m_concept_infos[term];
+        io >> info.m_weight >> info.m_rate >> info.m_num_Ps;
+    }
+    load_profiles(io, node);
+    require_sound();
+}
+
+void zeStat_storage::load_settings(Hio<HSegment>& io) {
+    m_use_likelihood_in_match = io.ReadBool();
+    m_use_train_likelihood = io.ReadBool();
+    m_use_omit_method = io.ReadBool();
+    m_suppress_M = io.ReadBool();
+    io >> m_suppress_M_threshold >> m_likelihood_resolution >> m_num_slices >> m_num_msgs;
+    io >> m_clip_value >> m_profile_size >> m_min_Ps_size;
+    m_P_life_expectancy = static_cast<unsigned char>(io.ReadByte());
+    io >> m_delete_P_factor >> m_activation_outside >> m_activation_inside >> m_activation_total;
+    io >> m_min_Rlimit >> m_average_Rlimit >> m_max_Rlimit >> m_keywords_frequency;
+    m_use_new_ZC = io.ReadBool();
+    io >> m_total_weight >> m_total_msg_weight >> m_total_sml_weight;
+    m_learn_speed_scale = static_cast<unsigned char>(io.ReadByte());
+    m_use_normalization = !io.ReadBool();
+    if (io.ReadBool()) {
+        io >> m_weaken_small_cats_factor;
+    } else {
+        // The older form has bytes of no meaning there.
+        char skipped[kFactorSize];
+        io.ReadBytes(skipped, kFactorSize);
+        m_weaken_small_cats_factor = 0.0;
+    }
+    io >> m_max_Ps_size;
+    char reserved[kReservedSize];
+    io.ReadBytes(reserved, kReservedSize);
+    for (double& weight : m_sml_weights) {
+        io >> weight;
+    }
+}
+
+void zeStat_storage::load_profile_index(Hio<HSegment>& io, zeNode* node) {
+    for (unsigned int left = io.ReadCount(kLeastIndexEntrySize); left > 0; --left) {
+        zeNode* const cat = m_manager->LoadCat(io, node);
+        ZANDREL_ASSERT(cat != nullptr, "cat");
+        io >> m_profile_index[cat];
+    }
+}
+
+void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node) {
+    const unsigned int profile_count = io.ReadCount(kLeastProfileSize);
+    m_profiles.reserve(profile_count);
+    for (unsigned int i = 0; i < profile_count; ++i) {
+        auto made = std::make_unique<Profile>();
+        made->m_Ps.rehash(kInitialBuckets);
+        LoadProfile(io, *made, node);
+        m_profiles.push_back(std::move(made));
+    }
+}
+
+void zeStat_storage::DumpProfile(Hio<HSegment>& io, const Profile& dumped) const {
+    const bool is_compact = writes_compact();
+    io << dumped.m_size << dumped.m_M << dumped.m_num_msgs << dumped.m_match_value;
+    io.WriteByte(static_cast<char>(dumped.m_selection_mark));
+    io << (is_compact ? 0.0 : dumped.m_weight) << (is_compact ? 0.0 : dumped.m_msg_weight);
+    io << dumped.m_likelihood_age << static_cast<unsigned short>(0);
+    io << Zandrel::reference_to(dumped.m_node);
+    DumpLikelihood(io, dumped);
+    if (is_compact) {
+        io.WriteCount(0);
+        io.WriteCount(0);
+    } else {
+        dump_training(io, dumped);
+    }
+}
+
+// What only training needs: the histogram, and what the profile knows about each concept.
+void zeStat_storage::dump_training(Hio<HSegment>& io, const Profile& dumped) const {
+    io.WriteCount(dumped.m_bins.size());
+    for (const Result_bin& bin : dumped.m_bins) {
+        io << bin.m_relevant << bin.m_total;
+    }
+    io.WriteCount(dumped.m_Ps.size());
+    for (const auto* const entry : Zandrel::in_text_order(dumped.m_Ps)) {
+        io << entry->first << entry->second.m_weight;
+        io.WriteByte(static_cast<char>(entry->second.m_selected));
+        io.WriteByte(static_cast<char>(entry->second.m_life));
+    }
+}
+
+void zeStat_storage::LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node) {
+    io >> p.m_size >> p.m_M >> p.m_num_msgs >> p.m_match_value;
+    p.m_selection_mark = static_cast<unsigned char>(io.ReadByte());
+    io >> p.m_weight >> p.m_msg_weight;
+    if (m_manager->has_node_ids()) {
+        unsigned short reserved = 0;
+        io >> p.m_likelihood_age >> reserved;
+    } else {
+        p.m_likelihood_age = 0;
+        p.m_match_value = 0.0;
+    }
+    p.m_node = m_manager->LoadCat(io, node);
+    ZANDREL_ASSERT(p.m_node != nullptr, "p.m_cat");
+    LoadLikelihood(io, p);
+    load_training(io, p);
+}
+
+void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p) const {
+    p.m_bins.resize(io.ReadCount(kBinSize));
+    for (Result_bin& bin : p.m_bins) {
+        io >> bin.m_relevant >> bin.m_total;
+    }
+    unsigned int left = io.ReadCount(kLeastPSize);
+    p.m_Ps.reserve(left);
+    for (; left > 0; --left) {
+        Concept term;
+        io >> term;
+        P& entry = p.m_Ps[term];
+        io >> entry.m_weight;
+        entry.m_selected = static_cast<unsigned char>(io.ReadByte());
+        entry.m_life = static_cast<unsigned char>(io.ReadByte());
+    }
+}
+
+void zeStat_storage::DumpLikelihood(Hio<HSegment>& io, const Profile& dumped) const {
+    if (!m_use_train_likelihood) {
+        io.WriteCount(0);
+        return;
+    }
+    io.WriteCount(dumped.m_likelihood.size());
+    for (const double value : dumped.m_likelihood) {
+        io << value;
+    }
+}
+
+void zeStat_storage::LoadLikelihood(Hio<HSegment>& io, Profile& p) {
+    unsigned int sz = 0;
+    io >> sz;
+    ZANDREL_ASSERT(sz <= Zandrel::LIKELIHOOD_SIZE, "sz <= Zandrel::LIKELIHOOD_SIZE");
+    p.m_likelihood.fill(0.0);
+    for (unsigned int i = 0; i < sz; ++i) {
+        io >> p.m_likelihood[i];
+    }
+}
+
+// What training and classification take for granted. Other values may be wrong, but harm nobody.
+void zeStat_storage::require_sound() const {
+    if (m_num_msgs < 0 || m_likelihood_resolution < 1) {
+        raise_damaged("settings");
+    }
+    if (m_profile_index.size() != m_profiles.size()) {
+        raise_damaged("index of profiles");
+    }
+    for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
+        if (get_profile(profile(iprofile).m_node) != iprofile) {
+            raise_damaged("index of profiles");
+        }
+        if (profile(iprofile).m_num_msgs < 0) {
+            raise_damaged("messages of a profile");
+        }
+    }
+}

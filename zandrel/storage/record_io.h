@@ -1,0 +1,66 @@
+// What files of keyed blobs write and read alike: their items.
+// Format: docs/formats/record_file.md
+#ifndef ZANDREL_STORAGE_RECORD_IO_H_
+#define ZANDREL_STORAGE_RECORD_IO_H_
+
+#include "zandrel/foundation/qtString.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/Hreclaim_format.h"
+#include "zandrel/storage/SegBuf.h"
+
+namespace Zandrel {
+
+// Writes an item, a segment of its data at a time.
+template <class T>
+void WriteItem(Hio<T>& io, const qtString& key, const SegBuf& data) {
+    io << kItemTag << key << data.size;
+    for (unsigned int position = 0; position < data.size;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        data.Locate(position, data.size, run, length);
+        io.WriteBytes(run, length);
+        position += length;
+    }
+}
+
+// The three steps of reading an item.
+
+// Reads a tag and tells whether it is that of an item.
+template <class T>
+bool ReadsItemTag(Hio<T>& io) {
+    unsigned int tag = 0;
+    io >> tag;
+    return tag == kItemTag;
+}
+
+// Reads a key and tells whether it is this one. One of another length is another key, which need
+// not be read.
+template <class T>
+bool ReadsKey(Hio<T>& io, const qtString& key) {
+    const unsigned int length = io.ReadCount(1);
+    if (length != key.size()) {
+        return false;
+    }
+    qtString stored;
+    stored.resize(length);
+    io.ReadBytes(stored.data(), length);
+    return stored == key;
+}
+
+// Reads data, its length in front, into an empty record.
+template <class T>
+void ReadBlob(Hio<T>& io, SegBuf& data) {
+    const unsigned int byte_count = io.ReadCount(1);
+    data.Extend(byte_count);
+    for (unsigned int position = 0; position < byte_count;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        data.Locate(position, byte_count, run, length);
+        io.ReadBytes(run, length);
+        position += length;
+    }
+}
+
+}  // namespace Zandrel
+
+#endif  // ZANDREL_STORAGE_RECORD_IO_H_
