@@ -158,10 +158,10 @@ public:
     // Copies.
 
     // Copies a node of `source`, which may be another tree, with all below it, under the node of id
-    // `parent`, 0 for none, and returns the id of its copy. Ids go on from `next_id`, parents before
-    // their children. With `node_map` the copies mirror the nodes that it maps theirs to; what it
-    // lacks becomes null, and it gains that. No classifier is touched.
-    // REQUIRES: `parent` is neither `id` nor below it in the same tree.
+    // `parent`, 0 for none, and returns the id of its copy. Ids go on from `next_id`, parents
+    // before their children. With `node_map` the copies mirror the nodes that it maps theirs to;
+    // what it lacks becomes null, and it gains that. No classifier is touched. REQUIRES: `parent`
+    // is neither `id` nor below it in the same tree.
     unsigned int CopySubTree(const zeLogicalTree& source, unsigned int id, unsigned int parent,
                              std::map<zeNode*, zeNode*>* node_map);
 

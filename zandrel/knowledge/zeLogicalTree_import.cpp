@@ -1,13 +1,12 @@
 // The side of zeLogicalTree that takes over nodes of another tree.
-#include <utility>
-
 #include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <utility>
 
 // A tree can be deep, so nothing recurs: nodes wait on a stack with the parent of their copy, the
 // next one on top.
 unsigned int zeLogicalTree::CopySubTree(const zeLogicalTree& source, unsigned int id,
-                                        unsigned int parent,
-                                        std::map<zeNode*, zeNode*>* node_map) {
+                                        unsigned int parent, std::map<zeNode*, zeNode*>* node_map) {
     const unsigned int top = next_id + 1;
     std::vector<std::pair<unsigned int, unsigned int>> waiting = {{id, parent}};
     while (!waiting.empty()) {

@@ -1,10 +1,11 @@
 // What zeLogicalTree writes and reads.  Format: docs/formats/kc.md
+#include "zandrel/knowledge/zeLogicalTree.h"
+
 #include <algorithm>
 #include <utility>
 
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/knowledge/Tree_shape.h"
-#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -163,7 +164,8 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
 void zeLogicalTree::FindNodeOfV1(zeLogicalNode& node) {
     const zeLogicalNode* const above = NearestClassifierNode(node.parent);
     zePhysicalTree& tree = *manager->m_physical_tree;
-    zeNode* const classifier = above == nullptr ? nullptr : tree.ConvertV1(above->category, nullptr);
+    zeNode* const classifier =
+        above == nullptr ? nullptr : tree.ConvertV1(above->category, nullptr);
     node.physical_node = tree.ConvertV1(node.category, classifier);
     if (node.physical_node == nullptr) {
         node.physical_node = DetachedNode(0, node);

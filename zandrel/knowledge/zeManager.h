@@ -101,9 +101,8 @@ public:
     // RAISES: what the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The
     // container is empty then.
     void Load(Hio<HSegment>& io);
-    // Reads a reference to a node: its id, or null for 0 or an unknown id; in version 1 its concept,
-    // see zePhysicalTree::ConvertV1.
-    // `parent`: where the reference stands.
+    // Reads a reference to a node: its id, or null for 0 or an unknown id; in version 1 its
+    // concept, see zePhysicalTree::ConvertV1. `parent`: where the reference stands.
     zeNode* LoadCat(Hio<HSegment>& io, zeNode* parent);
 
     // Whether records refer to nodes by id; those of version 1 do by concept.

@@ -1,9 +1,10 @@
 // What zeManager writes and reads of a container's records.  Format: docs/formats/kc.md
+#include "zandrel/knowledge/zeManager.h"
+
 #include <algorithm>
 
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
-#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/KcIoMode.h"

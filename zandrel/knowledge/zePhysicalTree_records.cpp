@@ -1,11 +1,12 @@
 // What zePhysicalTree writes and reads.  Format: docs/formats/kc.md
+#include "zandrel/knowledge/zePhysicalTree.h"
+
 #include <utility>
 
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
 
 namespace {
 

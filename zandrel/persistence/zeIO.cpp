@@ -2,11 +2,10 @@
 #include "zandrel/persistence/zeIO.h"
 
 #include <string>
-#include <utility>
 
 #include "zandrel/foundation/charset.h"
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
-#include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/Kc_steps.h"
@@ -43,6 +42,7 @@ void zeIO::WriteRecord(const qtString& key, Write&& write) {
 }
 
 void zeIO::DumpObject(const zeBase* object) {
+    ZANDREL_ASSERT(object != nullptr, "object");
     WriteRecord(Hpack::MakeStringKey(object->m_id), [object](Hio<HSegment>& io) {
         io << object->GetType();
         object->Dump(io);

@@ -52,8 +52,7 @@ public:
     void DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container to a new file, with its texts converted if `converter` is given, while
     // the manager stays on the old one, also if it fails.
-    void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
-                CTProgress* progress);
+    void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter, CTProgress* progress);
     // Changes whether a closed file says that its texts are Unicode. The form and the manager's
     // version become those of the file.
     void SetUnicodeFlag(const qtString& file, bool flag);
@@ -62,6 +61,7 @@ public:
     unsigned int ReadOnDemand() const;
 
     // Writes and reads one object's item, for the objects whose records hold others.
+    // REQUIRES: the object is in memory, or the assertion "object" fires.
     // RAISES: what zeObjectFactory raises, "Missing key in index: " for an unknown id.
     void DumpObject(const zeBase* object);
     zeBase* LoadObject(unsigned int id, zeNode* node);

@@ -1,4 +1,6 @@
 // How zeIO reads a container.
+#include "zandrel/persistence/zeIO.h"
+
 #include <string>
 
 #include "zandrel/classification/zeClassifier.h"
@@ -8,7 +10,6 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/Kc_steps.h"
-#include "zandrel/persistence/zeIO.h"
 
 void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");

@@ -1,6 +1,9 @@
 // How zeIO writes a container, to its file or as a copy.
+#include "zandrel/persistence/zeIO.h"
+
 #include <utility>
 
+#include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Tree_shape.h"
@@ -8,7 +11,6 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/Kc_steps.h"
-#include "zandrel/persistence/zeIO.h"
 
 namespace {
 

@@ -1,9 +1,10 @@
 // What zeStat_matcher writes and reads.  Format: docs/formats/kc.md
+#include "zandrel/statistics/zeStat_matcher.h"
+
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
-#include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
 

@@ -170,8 +170,8 @@ public:
     void create_skeleton();
     // Makes one profile as new. The table of all concepts keeps what the profile brought to it.
     void clear_profile(int& iprofile);
-    // Gives a histogram its bins, all zero, if it has another number of them: a compact record holds
-    // none.
+    // Gives a histogram its bins, all zero, if it has another number of them: a compact record
+    // holds none.
     void complete_histogram(Profile& completed) const;
     // Makes the histogram one of zero bins, also when no tables are built, and the table zero.
     void clear_likelihood(const int& iprofile);

@@ -1,4 +1,6 @@
 // What zeStat_storage writes and reads.  Format: docs/formats/kc.md
+#include "zandrel/statistics/zeStat_storage.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -8,7 +10,6 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
-#include "zandrel/statistics/zeStat_storage.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
 // The objects of a container, made from their records.
+#include "zandrel/persistence/zeIO.h"
+
 #include <memory>
 #include <string>
 
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
-#include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
