@@ -34,6 +34,8 @@ struct Edit_words {
     std::string type;
     std::string rule;
     double threshold = 0.0;
+    bool is_scored = false;  // one of these two at most
+    bool is_not_scored = false;
     std::string note1;
     std::string note2;
     bool keeps_concepts = false;
@@ -84,8 +86,11 @@ void add_attributes(CLI::App& command, Edit_words& words) {
                     "Least score at which classification goes on below the node")
         ->check(error_of_number)
         ->type_name("X");
-    CLI::Option* const score = command.add_flag("--score", "The node can be a result");
-    command.add_flag("--no-score", "The node is no result where only scored nodes are wanted")
+    CLI::Option* const score =
+        command.add_flag("--score", words.is_scored, "The node can be a result");
+    command
+        .add_flag("--no-score", words.is_not_scored,
+                  "The node is no result where only scored nodes are wanted")
         ->excludes(score);
     command.add_option("--note1", words.note1, "A note")->type_name("TEXT");
     command.add_option("--note2", words.note2, "Another note")->type_name("TEXT");
@@ -109,8 +114,8 @@ Node_attributes attributes_of(const CLI::App& command, const Edit_words& words) 
     if (command.count("--threshold") != 0) {
         attributes.threshold = words.threshold;
     }
-    if (command.count("--score") + command.count("--no-score") != 0) {
-        attributes.is_scored = command.count("--score") != 0;
+    if (words.is_scored || words.is_not_scored) {
+        attributes.is_scored = words.is_scored;
     }
     if (command.count("--note1") != 0) {
         attributes.note1 = words.note1;

@@ -153,11 +153,16 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
 void rename_node(zeManager& manager, const std::string& path, const std::string& name) {
     zeLogicalTree& tree = *manager.m_logical_tree;
     zeLogicalNode node = find_node(tree, path);
+    const bool names_container =
+        node.id == kRootId && manager.m_config.kc_name.view() == node.name.view();
     node.name = Concept::insert_view(name);
     if (!manager.m_compat55) {
         node.category = node.name;
     }
     tree.ChangeLogicalNode(node);
+    if (names_container) {
+        manager.m_config.kc_name = name;
+    }
 }
 
 void move_node(zeManager& manager, const std::string& path, const std::string& new_parent) {

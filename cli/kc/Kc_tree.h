@@ -40,7 +40,8 @@ struct Node_attributes {
 void add_node(zeManager& manager, const std::string& path, const Node_attributes& attributes);
 void change_node(zeManager& manager, const std::string& path, const Node_attributes& attributes);
 // `name` is a name as it is, in which "/" and "\" stand for themselves. It becomes the category as
-// well, unless the container has names beside the categories.
+// well, unless the container has names beside the categories. A container that has the name of its
+// root goes on having it.
 void rename_node(zeManager& manager, const std::string& path, const std::string& name);
 // Moves a node with all below it.
 void move_node(zeManager& manager, const std::string& path, const std::string& new_parent);
