@@ -23,6 +23,17 @@
 namespace {
 
 constexpr const char* kFooter = R"(
+A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
+in as one bulk; both replace the file as a whole or leave it as it was. A container keeps how its
+texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
+container is smaller, and can classify but not learn.
+
+classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
+parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
+`categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root
+down, with / between them and \ in front of a / or \ in a name. Each answer is handed on before the
+next line is waited for. explain says below each line what its concepts add to the score.
+
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
 CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
 `label[,label]<TAB>text<TAB>title<TAB>keywords`, of which the last two alone are learned.
@@ -50,12 +61,14 @@ Figures of evaluate:
               labels, of the best labels and of all pairs of text and label
   Brier score squared error of the scores, summed over the labels, mean over the texts
   without tables  the same of raw scores, which the likelihood tables have not corrected
+  loading     CPU time of reading the model, where it was not trained
   learning    the model before the first bulk of --learn and after each: concepts in all, mean and
               greatest number of them in a profile; all other figures are of the model before it
 
 JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are those at the threshold,
 `macro_f1_top` is that of the best labels; further `accuracy`, `ece_top`, `ece_pairs`, `brier`,
-`without_tables`, `learning` and more. An explanation tells what each concept adds to the score of the best label.
+`without_tables`, `learning` and more; of `training` and `loading` one is null. An explanation
+tells what each concept adds to the score of the best label.
 
 Rules are the small expressions that pick nodes of a knowledge by hand. rules check reads a file with
 a rule a line, and skips empty lines and those that begin with #. rules eval tries a rule on a
@@ -63,11 +76,15 @@ message of the pairs given with --set and the words of --text; without --text it
 all. A rule that begins with - follows the argument --.
 
 Examples:
+  zandrel train shop.kc shop.train.tsv
+  zandrel classify shop.kc messages.txt
+  echo "Where is my parcel?" | zandrel classify shop.kc -k 3
+  echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
+  zandrel learn shop.kc new.tsv --add-categories
+  zandrel evaluate shop.kc shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
-  zandrel classify --train shop.train.tsv "Where is my parcel?"
-  zandrel classify --train shop.train.tsv --explain "Where is my parcel?"
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
 Record files are what containers, corpora and archives are kept in. dump shows header, index, items
@@ -76,8 +93,8 @@ and holes; check tells whether every block is what the index says: exit status 0
 
 Long work shows its progress on a terminal; Ctrl-C ends it.
 
-Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output error, 130
-interrupted.)";
+Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot
+be written, 130 interrupted.)";
 
 std::string version_text() {
     std::array<char, kZandrelVersionTextSize> text = {};

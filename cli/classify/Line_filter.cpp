@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/classify/Line_reader.h"
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 #include "cli/model/Explanation.h"
@@ -21,14 +22,12 @@ constexpr int kScoreDecimals = 6;
 // Calls `answer` with each line, empty ones too.
 template <class Answer>
 void answer_lines(const Line_input& input, std::ostream& out, const Answer& answer) {
-    std::string buffer;
-    bool is_first = true;
+    Line_reader reader(input.stream, [&out] { out.flush(); });
+    std::string_view line;
     errno = 0;
-    while (out.good() && std::getline(input.stream, buffer)) {
-        const std::string_view line = without_carriage_return(buffer);
+    for (bool is_first = true; out.good() && reader.next(line); is_first = false) {
+        line = without_carriage_return(line);
         answer(is_first ? without_byte_order_mark(line) : line);
-        is_first = false;
-        out.flush();
     }
     if (input.stream.bad()) {
         throw Input_error(input.name, reason_of_failure());

@@ -52,6 +52,12 @@ bool is_interruption(const qtxAll& error) {
     }
 }
 
+void begin_phase(CTProgress* progress, const char* status) {
+    if (progress != nullptr) {
+        progress->SetStatus(status);
+    }
+}
+
 // RAISES: Output_error with what the system says, as long as it says anything.
 void write(const std::string& path, const std::string& temporary, zeManager& manager,
            KcIoMode& mode, CTProgress* progress) {
@@ -67,6 +73,7 @@ void write(const std::string& path, const std::string& temporary, zeManager& man
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
+    begin_phase(progress, "Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
     try {
         manager->Read(path, nullptr, progress);
@@ -78,6 +85,7 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
 
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {
     Replacement_file file(path);
+    begin_phase(progress, "Writing the container");
     KcIoMode mode;
     mode.compact = compact || manager.m_compact;
     write(path, file.path(), manager, mode, progress);

@@ -80,6 +80,9 @@ void bring_to_disk(const std::string& folder) {
 
 Replacement_file::Replacement_file(const std::string& path)
     : m_name(path), m_target(without_links(path)) {
+    if (m_target.empty()) {
+        throw Output_error(m_name, std::generic_category().message(ENOENT));
+    }
     const mode_t permissions = permissions_for(m_name, m_target);
     const std::string stem = fs::path(m_target).filename().string().substr(0, kLongestStem);
     std::string made = folder_of(m_target) + "/." + stem + ".XXXXXX";

@@ -8,9 +8,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "cli/errors.h"
+#include "cli/evaluate/Report_json.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/train/Training.h"
+#include "tests/cli/scratch_folder.h"
 
 namespace cli {
 
@@ -208,6 +212,53 @@ TEST_F(EvaluationTest, MeasuresCalibrationWithoutTablesToo) {
     EXPECT_EQ(corrected.raw_calibration->brier, raw.calibration.brier);
     EXPECT_NE(corrected.calibration.brier, raw.calibration.brier);
     EXPECT_FALSE(raw.raw_calibration.has_value());
+}
+
+// What a report of quality holds, as text: times and sizes are left out.
+std::string quality_of(const Evaluation& evaluation) {
+    nlohmann::ordered_json json = report_json(evaluation, 1000);
+    for (const char* const key : {"training", "loading", "test", "peak_memory_bytes"}) {
+        json.erase(key);
+    }
+    return json.dump();
+}
+
+TEST_F(EvaluationTest, MeasuresAStoredModelAsTheOneInMemory) {
+    const Scratch_folder folder;
+    const std::string shop = ZANDREL_SHOP_DATA;
+    Evaluation_options options;  // the fixture would remove the files of its own
+    options.test_file = shop + ".test.tsv";
+    options.text_to_explain = "Where is my parcel?";
+    options.kc_file = folder.file("a.kc");
+    train_kc({options.kc_file, {shop + ".train.tsv"}});
+    const Evaluation stored = evaluate(options);
+    options.kc_file.clear();
+    options.train_file = shop + ".train.tsv";
+    const Evaluation in_memory = evaluate(options);
+
+    EXPECT_EQ(quality_of(stored), quality_of(in_memory));
+    EXPECT_EQ(stored.metrics.texts, 239U);
+    EXPECT_FALSE(stored.training.has_value());
+    ASSERT_TRUE(stored.loading.has_value());
+    EXPECT_GT(stored.loading->bytes, 0U);
+    EXPECT_FALSE(in_memory.loading.has_value());
+}
+
+TEST_F(EvaluationTest, TeachesAStoredModelInMemoryAlone) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("food\tcheese\n");
+    Learn(times(5, "food\tcheese\n"), 5);
+    const Scratch_folder folder;
+    const std::string kc = folder.file("a.kc");
+    train_kc({kc, {m_options.train_file}, m_options.model});
+    m_options.kc_file = kc;
+    const double first = evaluate(m_options).learning.back().accuracy;
+    const double again = evaluate(m_options).learning.front().accuracy;
+    train_kc({kc, {m_options.train_file}, m_options.model, true});
+    EXPECT_THROW(evaluate(m_options), Data_error);
+
+    EXPECT_EQ(first, 1.0);
+    EXPECT_EQ(again, 0.0);
 }
 
 TEST_F(EvaluationTest, RaisesBadLine) {

@@ -80,6 +80,17 @@ TEST(ReportJsonTest, HasCountsAndCosts) {
     EXPECT_EQ(json["skipped_lines"], 3);
 }
 
+TEST(ReportJsonTest, HasTheWayToTheModelAndNullForTheOther) {
+    Evaluation evaluation = example();
+
+    EXPECT_TRUE(report_json(evaluation, 10).at("loading").is_null());
+    evaluation.training.reset();
+    evaluation.loading = {10500000, 0.25};
+    const Json json = report_json(evaluation, 10);
+    EXPECT_TRUE(json.at("training").is_null());
+    EXPECT_EQ(json["loading"].dump(), R"({"bytes":10500000,"labels":20,"cpu_seconds":0.25})");
+}
+
 TEST(ReportJsonTest, ListsAllCategories) {
     EXPECT_EQ(report_json(example(), 0)["categories"].dump(),
               R"([{"category":"a","texts":4,"given":12,"hits":3,"precision":0.25,"recall":0.75,)"

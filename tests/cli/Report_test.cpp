@@ -68,6 +68,22 @@ TEST(ReportTest, AlignsFiguresAndNamesUnits) {
               "      7  caf\u00E9,bar -> (no result)\n");
 }
 
+TEST(ReportTest, ShowsWhatLoadingCostWhereTheModelWasRead) {
+    Evaluation evaluation = example();
+    evaluation.training.reset();
+    evaluation.loading = {10500000, 0.25};
+
+    const std::string report = report_of(evaluation, 10);
+
+    EXPECT_THAT(report, HasSubstr("size      labels\n"
+                                  "model                         10.50 MB          20\n"
+                                  "test data"));
+    EXPECT_THAT(report, HasSubstr("MB/s\n"
+                                  "loading             0.25 s\n"
+                                  "classifying"));
+    EXPECT_THAT(report, Not(HasSubstr("training")));
+}
+
 TEST(ReportTest, ShowsCalibrationWithoutTablesWhereThereAreTables) {
     Evaluation evaluation = example();
     evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};

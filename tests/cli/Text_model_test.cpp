@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/errors.h"
 
@@ -164,6 +165,54 @@ TEST(TextModelTest, ScoresWithoutTablesIfAsked) {
     EXPECT_EQ(score_of(model, "bread goal", "food"), corrected);
 }
 
+// A tree may hold classifiers without tables beside others with them.
+TEST(TextModelTest, TakesTablesUpOnlyWhereTheyWereLeftOut) {
+    Text_model model({Analysis_kind::kWords});
+    model.train(ten_of_each());
+    model.manager()->GetRootStorage()->m_use_likelihood_in_match = false;
+
+    EXPECT_FALSE(model.uses_tables());
+    model.use_tables(false);
+    model.use_tables(true);
+    EXPECT_FALSE(model.uses_tables());
+}
+
+TEST(TextModelTest, IsMadeOfAContainerThatStands) {
+    Text_model made({Analysis_kind::kWords});
+    made.train(ten_of_each());
+    Text_model model(made.manager(), {Analysis_kind::kWords});
+
+    EXPECT_EQ(score_of(model, "Goal!", "sport"), score_of(made, "Goal!", "sport"));
+    EXPECT_THAT(model.labels(), UnorderedElementsAre("sport", "food", "travel"));
+}
+
+TEST(TextModelTest, IsNotMadeOfAnEmptyContainer) {
+    EXPECT_THROW(Text_model(qtPtrLight<zeManager>(new zeManager), {}), qtX<zeWorkflow>);
+}
+
+TEST(TextModelTest, KnowsItsLeavesAndNoOtherNodes) {
+    Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
+    model.train(ten_of_each());
+
+    EXPECT_TRUE(model.knows("sport"));
+    EXPECT_TRUE(model.knows("travel"));
+    EXPECT_FALSE(model.knows("leisure"));
+    EXPECT_FALSE(model.knows("music"));
+}
+
+TEST(TextModelTest, FindsNodesByTheirPathsAndTellsThem) {
+    Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
+    model.train(ten_of_each());
+
+    const Ranking ranking = model.rank("goal", 1);
+
+    EXPECT_EQ(model.path_of(ranking.front()), "root/leisure/sport");
+    EXPECT_EQ(model.find("root/leisure/sport"), ranking.front().node);
+    EXPECT_NE(model.find("root/leisure"), nullptr);
+    EXPECT_EQ(model.find("root/sport"), nullptr);
+    EXPECT_EQ(model.find(""), nullptr);
+}
+
 TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
     Text_model model({Analysis_kind::kWords});
     model.train(ten_of_each());
@@ -243,6 +292,23 @@ TEST(TextModelTest, OrdersExplanationByGreatestEffect) {
                   std::abs(explanation.concepts[i].adds));
     }
     EXPECT_EQ(effect_of(explanation, "unknown"), 0.0);
+}
+
+// The score of a group is that with which its classifier is entered; those of the labels in it are
+// products.
+TEST(TextModelTest, ExplainsAnyNode) {
+    Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
+    model.train(ten_of_each());
+
+    const Explanation food = model.explain("goal bread", model.find("root/leisure/food"));
+    const Explanation leisure = model.explain("goal bread", model.find("root/leisure"));
+
+    EXPECT_EQ(food.label, "food");
+    EXPECT_EQ(food.score, score_of(model, "goal bread", "food"));
+    EXPECT_GT(effect_of(food, "bread"), 0.0);
+    EXPECT_LT(effect_of(food, "goal"), 0.0);
+    EXPECT_EQ(leisure.label, "leisure");
+    EXPECT_GT(leisure.score, food.score);
 }
 
 TEST(TextModelTest, HasNothingToExplainWithoutResult) {

@@ -1,0 +1,180 @@
+#include "cli/classify/Line_filter.h"
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "cli/errors.h"
+#include "cli/model/Text_model.h"
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class LineFilterTest : public testing::Test {
+protected:
+    LineFilterTest() {
+        std::vector<Labelled_text> texts;
+        for (int i = 0; i < 10; ++i) {
+            texts.push_back({{"sport"}, "the goal of the match"});
+            texts.push_back({{"food"}, "the bread and the cheese"});
+        }
+        m_model.train(texts);
+    }
+
+    std::string Classified(const std::string& lines) {
+        std::istringstream input(lines);
+        std::ostringstream out;
+        classify_lines({input, "<stdin>"}, m_options, m_model, out);
+        return out.str();
+    }
+
+    // Only the labels of each line.
+    std::vector<std::string> Labels(const std::string& lines) {
+        std::istringstream output(Classified(lines));
+        std::vector<std::string> labels;
+        for (std::string line; std::getline(output, line);) {
+            labels.push_back(line.substr(0, line.find('\t')));
+        }
+        return labels;
+    }
+
+    std::string Explained(const std::string& lines, zeNode* node, bool writes_json) {
+        std::istringstream input(lines);
+        std::ostringstream out;
+        explain_lines({input, "<stdin>"}, node, writes_json, m_model, out);
+        return out.str();
+    }
+
+    std::string Score(const std::string& text, std::size_t place) {
+        return with_decimals(m_model.rank(text, -1).at(place).score, 6);
+    }
+
+    Text_model m_model{{Analysis_kind::kWords}};
+    Classify_options m_options;
+};
+
+TEST_F(LineFilterTest, AnswersEachLineWithALine) {
+    EXPECT_THAT(Labels("Goal!\nbread\ngoal"), ElementsAre("sport", "food", "sport"));
+}
+
+TEST_F(LineFilterTest, PrintsNothingForNothing) {
+    EXPECT_EQ(Classified(""), "");
+}
+
+TEST_F(LineFilterTest, AnswersLinesWithoutResultWithEmptyLines) {
+    EXPECT_EQ(Classified("\n\r\n:-)\n\xFF\xFE"), "\n\n\n\n");
+}
+
+TEST_F(LineFilterTest, TakesByteOrderMarkAndCarriageReturnsOff) {
+    EXPECT_EQ(Classified("\uFEFFgoal\r\ngoal\r\n"), Classified("goal\ngoal\n"));
+}
+
+TEST_F(LineFilterTest, KeepsZeroBytesWithinALine) {
+    EXPECT_THAT(Labels(std::string("goal\0goal\nbread\n", 16)), ElementsAre("sport", "food"));
+}
+
+TEST_F(LineFilterTest, PrintsLabelsAndScoresBestFirst) {
+    m_options.wanted_labels = 2;
+
+    EXPECT_EQ(Classified("goal\n"),
+              "sport\t" + Score("goal", 0) + "\tfood\t" + Score("goal", 1) + "\n");
+}
+
+TEST_F(LineFilterTest, LeavesOutScoresBelowTheThreshold) {
+    m_options.wanted_labels = 2;
+    const Ranking ranking = m_model.rank("goal", -1);
+
+    m_options.threshold = ranking.at(1).score;
+    EXPECT_THAT(Classified("goal\n"), HasSubstr("food"));
+    m_options.threshold = ranking.at(0).score;
+    EXPECT_EQ(Classified("goal\n"), "sport\t" + Score("goal", 0) + "\n");
+    m_options.threshold = 1.0;
+    EXPECT_EQ(Classified("goal bread\n"), "\n");
+}
+
+TEST_F(LineFilterTest, WritesAnObjectForEachLine) {
+    m_options.wanted_labels = 2;
+    m_options.writes_json = true;
+    const Ranking ranking = m_model.rank("goal", -1);
+
+    std::istringstream output(Classified("goal\n\n"));
+    std::string line;
+    std::getline(output, line);
+    const auto json = nlohmann::ordered_json::parse(line);
+
+    EXPECT_EQ(json["categories"].size(), 2U);
+    EXPECT_EQ(json["categories"][0]["category"], "sport");
+    EXPECT_EQ(json["categories"][0]["path"], "root/sport");
+    EXPECT_EQ(json["categories"][0]["score"].get<double>(), ranking.at(0).score);
+    EXPECT_EQ(json["categories"][1]["category"], "food");
+    std::getline(output, line);
+    EXPECT_EQ(line, R"({"categories":[]})");
+    EXPECT_FALSE(std::getline(output, line));
+}
+
+// Containers of other programs may have such names.
+TEST_F(LineFilterTest, KeepsALineOneLineWhateverTheLabels) {
+    Text_model model({Analysis_kind::kWords});
+    model.train({{{"a\tb\nc"}, "goal"}, {{"food"}, "bread"}});
+    std::istringstream input("goal\n");
+    std::ostringstream out;
+
+    classify_lines({input, "<stdin>"}, m_options, model, out);
+
+    EXPECT_THAT(out.str(), StartsWith("a b c\t"));
+}
+
+TEST_F(LineFilterTest, ExplainsTheBestLabelOfEachLine) {
+    const std::string explained = Explained("Goal!\r\n\nbread", nullptr, false);
+
+    EXPECT_THAT(explained, StartsWith("Goal!\n  "));
+    EXPECT_THAT(explained, HasSubstr("  sport\n    +"));
+    EXPECT_THAT(explained, HasSubstr("  goal\n\n  (no result)\nbread\n  "));
+    EXPECT_THAT(explained, HasSubstr("  food\n    +"));
+}
+
+TEST_F(LineFilterTest, ExplainsTheNodeThatIsGiven) {
+    std::istringstream output(Explained("goal\n\n", m_model.find("root/food"), true));
+    std::string line;
+    std::getline(output, line);
+    const auto json = nlohmann::ordered_json::parse(line);
+
+    EXPECT_EQ(json["text"], "goal");
+    EXPECT_EQ(json["category"], "food");
+    EXPECT_EQ(json["score"].get<double>(), m_model.rank("goal", -1).at(1).score);
+    EXPECT_LT(json["concepts"][0]["adds"].get<double>(), 0.0);
+    std::getline(output, line);
+    EXPECT_EQ(line, R"({"text":"","category":"food","score":0.0,"concepts":[]})");
+}
+
+TEST_F(LineFilterTest, RaisesAnInputThatCannotBeRead) {
+    std::istringstream input("goal\n");
+    input.setstate(std::ios::badbit);
+    std::ostringstream out;
+
+    EXPECT_THROW(classify_lines({input, "in.txt"}, m_options, m_model, out), Input_error);
+}
+
+TEST_F(LineFilterTest, EndsWhereTheOutputTakesNothing) {
+    std::istringstream input("goal\ngoal\n");
+    std::ostringstream out;
+    out.setstate(std::ios::badbit);
+
+    classify_lines({input, "<stdin>"}, m_options, m_model, out);
+
+    EXPECT_EQ(input.tellg(), 0);
+}
+
+}  // namespace
+
+}  // namespace cli

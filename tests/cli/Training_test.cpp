@@ -1,0 +1,296 @@
+#include "cli/train/Training.h"
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Stored_model.h"
+#include "cli/model/Engine_settings.h"
+#include "cli/model/Text_model.h"
+#include "tests/cli/scratch_folder.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+const std::string kShop = ZANDREL_SHOP_DATA;
+
+// All of a ranking, bit by bit.
+std::vector<std::pair<std::string, double>> all_of(const Ranking& ranking) {
+    std::vector<std::pair<std::string, double>> all;
+    for (const Scored_label& entry : ranking) {
+        all.emplace_back(entry.label, entry.score);
+    }
+    return all;
+}
+
+void expect_same_rankings(Text_model& left, Text_model& right,
+                          const std::vector<Labelled_text>& texts) {
+    for (const Labelled_text& text : texts) {
+        SCOPED_TRACE(text.text);
+        EXPECT_EQ(all_of(left.rank(text.text, -1)), all_of(right.rank(text.text, -1)));
+    }
+}
+
+class TrainingTest : public testing::Test {
+protected:
+    TrainingTest() {
+        m_training.kc_file = m_learning.kc_file = m_path;
+        m_training.model.analysis = {Analysis_kind::kWords};
+    }
+
+    void Train(const std::string& data) {
+        m_training.data_files = {m_folder.write("train.tsv", data)};
+        train_kc(m_training);
+    }
+
+    Training_summary Learn(const std::string& data) {
+        m_learning.data_files = {m_folder.write("learn.tsv", data)};
+        return learn_into_kc(m_learning);
+    }
+
+    // The message of the Data_error that learning raises, which must not change the file.
+    std::string ErrorOfLearning(const std::string& data) {
+        const std::string before = m_folder.content("a.kc");
+        std::string error = "no error";
+        try {
+            Learn(data);
+        } catch (const Data_error& raised) {
+            error = raised.what();
+        }
+        EXPECT_EQ(m_folder.content("a.kc"), before);
+        return error;
+    }
+
+    std::unique_ptr<Text_model> Model() { return read_model(m_path, {}, nullptr); }
+
+    Scratch_folder m_folder;
+    std::string m_path = m_folder.file("a.kc");
+    Training_options m_training;
+    Learning_options m_learning;
+};
+
+TEST_F(TrainingTest, WritesAModelThatRanksAsTheOneInMemory) {
+    const std::vector<Labelled_text> train_texts = read_labelled_file(kShop + ".train.tsv");
+    const std::vector<Labelled_text> test_texts = read_labelled_file(kShop + ".test.tsv");
+    const Label_groups groups = read_label_groups_file(kShop + ".groups.tsv");
+
+    const struct {
+        std::string what;
+        Model_options model;
+        bool compact;
+    } rows[] = {
+        {"flat", {}, false},
+        {"compact", {}, true},
+        {"groups", {{}, nullptr, groups}, false},
+        {"stems", {{Analysis_kind::kWords, "english"}, nullptr, {}}, false},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        m_training.model = row.model;
+        m_training.compact = row.compact;
+        m_training.data_files = {kShop + ".train.tsv"};
+        train_kc(m_training);
+        Text_model in_memory(row.model);
+        in_memory.train(train_texts);
+
+        expect_same_rankings(*Model(), in_memory, test_texts);
+    }
+}
+
+TEST_F(TrainingTest, LearnsFromTheFileAsInMemory) {
+    const std::vector<Labelled_text> texts = read_labelled_file(kShop + ".test.tsv");
+    const auto middle = texts.begin() + 100;
+    m_training.model.analysis = {};
+    m_training.data_files = {kShop + ".train.tsv"};
+    train_kc(m_training);
+    std::string first;
+    std::string second;
+    for (auto text = texts.begin(); text != texts.end(); ++text) {
+        (text < middle ? first : second) += text->labels.front() + "\t" + text->text + "\n";
+    }
+    Learn(first);
+    Learn(second);
+
+    Text_model in_memory(m_training.model);
+    in_memory.train(read_labelled_file(kShop + ".train.tsv"));
+    in_memory.learn(std::vector<Labelled_text>(texts.begin(), middle));
+    in_memory.learn(std::vector<Labelled_text>(middle, texts.end()));
+
+    expect_same_rankings(*Model(), in_memory, texts);
+}
+
+TEST_F(TrainingTest, TrainsOnAllFilesTogether) {
+    m_training.data_files = {m_folder.write("a.tsv", "sport\tgoal\n"),
+                             m_folder.write("b.tsv", "food\tbread\nsport\tmatch\n")};
+    const Training_summary summary = train_kc(m_training);
+
+    EXPECT_EQ(summary.texts, 3U);
+    EXPECT_EQ(summary.labels, 2U);
+    EXPECT_EQ(summary.new_labels, 2U);
+    EXPECT_EQ(summary.bytes, m_folder.content("a.kc").size());
+    EXPECT_THAT(Model()->labels(), UnorderedElementsAre("sport", "food"));
+}
+
+TEST_F(TrainingTest, KeepsHowTextsWereAnalysed) {
+    m_training.model.analysis = {Analysis_kind::kWords, "english"};
+    Train("sport\tgoals\nfood\tbreads\n");
+
+    const auto kept = kept_analysis(m_path, read_kc(m_path, nullptr)->m_config);
+    ASSERT_TRUE(kept.has_value());
+    EXPECT_EQ(kept->kind, Analysis_kind::kWords);
+    EXPECT_EQ(kept->stem_language, "english");
+}
+
+TEST_F(TrainingTest, GivesTheSettingsToTheModelThatIsWritten) {
+    Engine_settings settings;
+    settings.set({"ProfileSize=123"});
+    m_training.model.settings = &settings;
+    Train("sport\tgoals\nfood\tbreads\n");
+
+    EXPECT_EQ(read_kc(m_path, nullptr)->m_defaults.profile_size, 123);
+}
+
+TEST_F(TrainingTest, LeavesBadLinesOutIfAsked) {
+    m_training.skips_bad_lines = true;
+    m_training.data_files = {m_folder.write("a.tsv", "sport\tgoal\nbad\n"),
+                             m_folder.write("b.tsv", "bad\nfood\tbread\n")};
+    const Training_summary summary = train_kc(m_training);
+
+    EXPECT_EQ(summary.texts, 2U);
+    EXPECT_EQ(summary.skipped.count, 2U);
+    m_training.skips_bad_lines = false;
+    EXPECT_THROW(train_kc(m_training), Data_error);
+}
+
+TEST_F(TrainingTest, TriesTheTargetBeforeItReads) {
+    m_training.kc_file = m_folder.file("none/a.kc");
+    m_training.data_files = {m_folder.file("absent.tsv")};
+
+    EXPECT_THROW(train_kc(m_training), Output_error);
+}
+
+class Interrupting : public CTProgress {
+public:
+    bool IsInterrupted() const override { return true; }
+};
+
+TEST_F(TrainingTest, LeavesTheOldFileIfItIsInterrupted) {
+    Train("sport\tgoal\nfood\tbread\n");
+    const std::string before = m_folder.content("a.kc");
+    Interrupting progress;
+    m_training.progress = m_learning.progress = &progress;
+
+    EXPECT_THROW(Train("sport\tmatch\nfood\tcheese\n"), qtX<zeWorkflow>);
+    EXPECT_THROW(Learn("sport\tmatch\n"), qtX<zeWorkflow>);
+
+    EXPECT_EQ(m_folder.content("a.kc"), before);
+    EXPECT_THAT(m_folder.names(), ElementsAre("a.kc", "learn.tsv", "train.tsv"));
+}
+
+TEST_F(TrainingTest, LearnsFurtherTexts) {
+    Train("sport\tgoal\nfood\tbread\n");
+    const Training_summary summary = Learn("food\tcheese\nfood\tcheese\n");
+
+    EXPECT_EQ(summary.texts, 2U);
+    EXPECT_EQ(summary.labels, 2U);
+    EXPECT_EQ(summary.new_labels, 0U);
+    EXPECT_EQ(Model()->rank("cheese", 1).front().label, "food");
+}
+
+TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {
+    Train("sport\tgoal\nfood\tbread\n");
+
+    EXPECT_EQ(
+        ErrorOfLearning("sport\tmatch\n\nfood,travel\ttrain\nmusic\tdrum\n"),
+        m_folder.file("learn.tsv") + ":3: unknown label \"travel\"; --add-categories adds it");
+}
+
+TEST_F(TrainingTest, NamesTheFileOfAnUnknownLabel) {
+    Train("sport\tgoal\nfood\tbread\n");
+    m_learning.data_files = {m_folder.write("b.tsv", "sport\tmatch\n"),
+                             m_folder.write("c.tsv", "music\tdrum\n")};
+
+    try {
+        learn_into_kc(m_learning);
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_THAT(error.what(), StartsWith(m_folder.file("c.tsv") + ":1: "));
+    }
+}
+
+TEST_F(TrainingTest, AddsUnknownLabelsIfAsked) {
+    Train("sport\tgoal\nfood\tbread\n");
+    m_learning.adds_categories = true;
+    const Training_summary summary = Learn("travel\ttrain\nmusic\tdrum\ntravel\tcoast\n");
+
+    EXPECT_EQ(summary.labels, 4U);
+    EXPECT_EQ(summary.new_labels, 2U);
+    EXPECT_EQ(Model()->rank("coast", 1).front().label, "travel");
+}
+
+// A name below the root can stand there once, whatever it names.
+TEST_F(TrainingTest, TellsWhichLabelCannotBeAdded) {
+    m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
+    Train("sport\tgoal\nfood\tbread\ntravel\ttrain\n");
+    m_learning.adds_categories = true;
+
+    EXPECT_THAT(ErrorOfLearning("sport\tmatch\nleisure\tdrum\n"),
+                StartsWith(m_folder.file("learn.tsv") + ":2: label \"leisure\" cannot be added: "));
+}
+
+TEST_F(TrainingTest, RefusesToTeachACompactContainer) {
+    m_training.compact = true;
+    Train("sport\tgoal\nfood\tbread\n");
+
+    EXPECT_EQ(ErrorOfLearning("sport\tmatch\n"),
+              m_path + ": the container is compact and can only classify");
+}
+
+TEST_F(TrainingTest, ReadsTheContainerBeforeTheData) {
+    m_learning.data_files = {m_folder.file("absent.tsv")};
+    try {
+        learn_into_kc(m_learning);
+        ADD_FAILURE() << "no error";
+    } catch (const Input_error& error) {
+        EXPECT_THAT(error.what(), StartsWith("cannot read " + m_path));
+    }
+}
+
+TEST_F(TrainingTest, IsToldInOneLineOrAsJson) {
+    const Training_summary many = {"a.kc", 1234, 20, 1, 1048576, {2, "bad.tsv:1: no tab"}};
+    const Training_summary one = {"a.kc", 1, 1, 0, 512, {}};
+    std::ostringstream out;
+    print_training(many, out);
+    print_training(one, out);
+
+    EXPECT_EQ(out.str(),
+              "a.kc: 1,234 texts, 20 labels (1 new), 1,048,576 bytes\n"
+              "a.kc: 1 text, 1 label (0 new), 512 bytes\n");
+    EXPECT_EQ(training_json(many).dump(),
+              R"({"file":"a.kc","texts":1234,"labels":20,"new_labels":1,"bytes":1048576,)"
+              R"("skipped_lines":2})");
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,70 @@
+// Scratch_folder: a folder of one test, gone with all that is in it.
+#ifndef ZANDREL_TESTS_CLI_SCRATCH_FOLDER_H_
+#define ZANDREL_TESTS_CLI_SCRATCH_FOLDER_H_
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace cli {
+
+// Stands in the temporary directory under the test's own name, so that tests may run at once.
+class Scratch_folder {
+public:
+    Scratch_folder() {
+        std::filesystem::remove_all(m_path);
+        std::filesystem::create_directory(m_path);
+    }
+
+    Scratch_folder(const Scratch_folder&) = delete;
+    Scratch_folder& operator=(const Scratch_folder&) = delete;
+
+    ~Scratch_folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+
+    std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+    std::string write(const std::string& name, std::string_view content) const {
+        std::ofstream(file(name), std::ios::binary) << content;
+        return file(name);
+    }
+
+    std::string content(const std::string& name) const {
+        std::ifstream input(file(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
+    }
+
+    // What stands in the folder, in order.
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    const std::string& path() const { return m_path; }
+
+private:
+    static std::string path_of_test() {
+        const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+        return testing::TempDir() + "zandrel_" + test.test_suite_name() + "_" + test.name() + "_" +
+               std::to_string(::getpid());
+    }
+
+    std::string m_path = path_of_test();
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_TESTS_CLI_SCRATCH_FOLDER_H_
