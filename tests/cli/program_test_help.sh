@@ -1,0 +1,37 @@
+# What the tests of the program share. To be read with `source` by a script whose first argument is
+# the program; the script then stands in an empty folder of its own.
+set -uo pipefail
+
+program=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+
+fail() {
+    echo "FAILED: $*" >&2
+    sed 's/^/    /' out err >&2
+    failures=$((failures + 1))
+}
+
+# expect STATUS ARGUMENT...: runs the program, keeping its output in out and err.
+expect() {
+    local wanted=$1
+    shift
+    expect_of /dev/null "$wanted" "$@"
+}
+
+# expect_of INPUT STATUS ARGUMENT...: the same with a file as its standard input.
+expect_of() {
+    local input=$1 wanted=$2 status
+    shift 2
+    command="zandrel $*"
+    "$program" "$@" >out 2>err <"$input"
+    status=$?
+    ((status == wanted)) || fail "$command: exit status $status, not $wanted"
+}
+
+prints() { grep -qF -- "$2" "$1" || fail "$command: '$2' is not in $1"; }
+is_silent() { [[ ! -s $1 ]] || fail "$command: $1 is not empty"; }
+# is FILE TEXT: holds nothing but the text.
+is() { [[ $(<"$1") == "$2" ]] || fail "$command: $1 is not '$2'"; }
