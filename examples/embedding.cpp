@@ -1,4 +1,4 @@
-// Trains on a handful of texts, classifies others and tells why.
+// Trains on a handful of texts into a file, classifies others from it and tells why.
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -12,7 +12,6 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/messages/zeMsg.h"
@@ -68,13 +67,10 @@ void read_settings(qtPtrLight<zeManager>& manager, const char* path) {
     }
 }
 
-void make_root(zeManager& manager) {
-    manager.m_root =
-        manager.m_physical_tree->MakeNode(Concept::insert("root"), ZE_STAT, zeNode::NoScore, 0.0);
-}
-
 // The view makes a leaf of each category that is new; training links it below the root.
 void train(zeManager& manager) {
+    Concept root = Concept::insert("root");
+    const qtPtrLight<zeWorkflow> workflow = manager.InitWorkflow(root);
     zeMemoryCorpus corpus;
     for (const Example& example : kExamples) {
         qtPtrLight<zeMsg> msg = make_message(example.text);
@@ -83,7 +79,14 @@ void train(zeManager& manager) {
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(&manager);
-    dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier()).train(view);
+    workflow->train(view, true, nullptr, false);
+}
+
+void train_to_file(const qtString& path) {
+    qtPtrLight<zeManager> manager(new zeManager);
+    read_settings(manager, "missing.options");
+    train(*manager);
+    manager->Write(path, nullptr, nullptr);
 }
 
 void print_line(double score, const Concept& name) {
@@ -118,12 +121,12 @@ void classify(zeManager& manager, const char* text) {
 int main() {
     std::cout << std::fixed << std::setprecision(2);
     try {
-        qtPtrLight<zeManager> manager(new zeManager);
-        read_settings(manager, "missing.options");
-        make_root(*manager);
-        train(*manager);
-        classify(*manager, "salt for the team before the match");
-        classify(*manager, "");
+        const qtString path = "embedding.kc";
+        train_to_file(path);
+        zeManager manager;
+        manager.Read(path, nullptr, nullptr);
+        classify(manager, "salt for the team before the match");
+        classify(manager, "");
     } catch (const qtxAll& error) {
         std::cerr << "zandrel: " << error.what() << '\n';
         return 1;

@@ -1,7 +1,10 @@
 """Runs programs and measures what they cost as whole processes."""
 import os
 import pathlib
+import subprocess
 import sys
+import tempfile
+import time
 
 from .failure import Failure
 
@@ -43,6 +46,39 @@ def run_all(commands, output, good_statuses=(0,)):
     for command in commands:
         cost += run(command, output, good_statuses)
     return cost
+
+
+def seconds_to_first_line(command, line=None):
+    """Starts a program and measures the time until it has written a line. `line` is handed to it
+    at once, and its input stays open: a filter must not wait for the end. RAISES: Failure."""
+    with tempfile.TemporaryFile() as errors:
+        start = time.perf_counter()
+        try:
+            process = subprocess.Popen(
+                command, stdin=subprocess.DEVNULL if line is None else subprocess.PIPE,
+                stdout=subprocess.PIPE, stderr=errors, env={**os.environ, **_ONE_THREAD})
+        except OSError as error:
+            raise Failure(f"{command[0]}: {error.strerror}") from error
+        with process:
+            _hand_over(process.stdin, line)
+            first = process.stdout.readline()
+            seconds = time.perf_counter() - start
+            process.communicate()
+        errors.seek(0)
+        if process.returncode != 0 or not first:
+            complaint = errors.read().decode("utf-8", "replace").strip()[-1000:]
+            raise Failure(f"{' '.join(command)} failed (status {process.returncode}): {complaint}")
+    return seconds
+
+
+def _hand_over(stream, line):
+    if line is None:
+        return
+    try:
+        stream.write(line.encode("utf-8"))
+        stream.flush()
+    except BrokenPipeError:
+        pass  # The program has ended, and its status says why.
 
 
 def _become(command, output, errors):

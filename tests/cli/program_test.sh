@@ -1,32 +1,8 @@
 #!/usr/bin/env bash
 # Usage: program_test.sh PROGRAM
 # Runs the program zandrel on tiny files and looks at its output and exit statuses.
-set -uo pipefail
-
-program=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
-failures=0
-
-fail() {
-    echo "FAILED: $*" >&2
-    sed 's/^/    /' out err >&2
-    failures=$((failures + 1))
-}
-
-# expect STATUS ARGUMENT...: runs the program, keeping its output in out and err.
-expect() {
-    local wanted=$1 status
-    shift
-    command="zandrel $*"
-    "$program" "$@" >out 2>err </dev/null
-    status=$?
-    ((status == wanted)) || fail "$command: exit status $status, not $wanted"
-}
-
-prints() { grep -qF -- "$2" "$1" || fail "$command: '$2' is not in $1"; }
-is_silent() { [[ ! -s $1 ]] || fail "$command: $1 is not empty"; }
+# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
+source "$(dirname "$0")/program_test_help.sh"
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 # One text of three has the words of the other label; one has a word that nobody learned.
@@ -121,61 +97,6 @@ expect 65 dump empty.tsv
 expect 66 check absent.dat
 expect 64 check
 
-expect 0 classify --train train.tsv --top 1 'A goal'
-prints out 'A goal'
-prints out 'sport'
-printf 'CHEESE\r\n\ngoal\n' >lines.txt
-"$program" classify --train train.tsv --top 1 - <lines.txt >out 2>err
-[[ $(sed 's/^  [01]\.[0-9]*//' out | tr '\n' '|') == 'CHEESE|  food|goal|  sport|' ]] ||
-    fail 'classify -: wrong lines'
-
-printf 'loud\tgo !\ncurious\tgo ?\n' >signs.tsv
-expect 0 classify --train signs.tsv --top 1 '!'
-prints out 'loud'
-expect 0 classify --train signs.tsv --top 1 --analysis words '!'
-prints out '(no result)'
-# A text of unknown words alone goes to another label than food.
-expect 0 classify --train train.tsv --top 1 breads
-! grep -q food out || fail "$command: stemmed unasked"
-for analysis in phrases words; do
-    expect 0 classify --train train.tsv --top 1 --analysis $analysis --stem english breads
-    prints out 'food'
-done
-expect 0 classify --train train.tsv --explain 'goal'
-[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  sport|    +N  goal|' ]] ||
-    fail "$command: wrong explanation"
-expect 0 classify --train train.tsv --json --explain 'goal'
-prints out '  "text": "goal",'
-prints out '      "concept": "goal",'
-expect 0 classify --train train.tsv --json --top 1 'goal' $'\xff'
-[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == \
-    '{"text":"goal","categories":[{"category":"sport","score":N}]}|{"text":"'$'\xef\xbf\xbd''","categories":[]}|' ]] ||
-    fail "$command: wrong JSON"
-
-# Settings of the engine: a profile without features leaves no result but that of nothing known.
-printf 'ProfileSize = 0  # nothing is kept\n' >small.options
-printf '# switches\nPositiveMethod = 1\n' >positive.options
-printf 'ProfileSize = 5\n\nProfileSice = 7\n' >misspelt.options
-printf 'ClipValue = 2.5\n' >fraction.options
-expect 0 classify --train train.tsv --top 1 --set ProfileSize=5 --set ClipValue=0 goal
-prints out 'sport'
-expect 0 classify --train train.tsv --top 1 --options positive.options goal
-prints out 'sport'
-expect 0 classify --train train.tsv --top 1 --options small.options --set ProfileSize=5 goal
-prints out 'sport'
-expect 65 classify --train train.tsv --options misspelt.options goal
-prints err 'misspelt.options:3: unknown setting "ProfileSice"'
-expect 65 classify --train train.tsv --options fraction.options goal
-prints err 'fraction.options:1: bad value for ClipValue: "2.5" is not an integer'
-expect 66 classify --train train.tsv --options absent.options goal
-prints err 'absent.options'
-expect 64 classify --train train.tsv --set ProfileSice=7 goal
-prints err 'unknown setting "ProfileSice"'
-expect 64 classify --train train.tsv --set MinPsSize=many goal
-prints err 'bad value for MinPsSize: "many" is not an integer'
-expect 64 classify --train train.tsv --set PositiveMethod=1 goal
-prints err 'from an options file alone'
-
 printf '# rules\n\n"goal" & $size(n) > 5\n1 v 2\n' >good.rules
 printf '1\n(1\r\n\n"a" "b"\n' >bad.rules
 expect 0 rules check good.rules
@@ -236,10 +157,10 @@ is_silent err
 
 for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'evaluate --train train.tsv --test test.tsv --analysis magic' \
-    'classify --train train.tsv --stem klingon text' \
-    'classify --train train.tsv --stem english --analysis whitespace text' \
+    'evaluate --train train.tsv --test test.tsv --stem klingon' \
+    'evaluate --train train.tsv --test test.tsv --stem english --analysis whitespace' \
     'evaluate --train train.tsv --test test.tsv --confusions -1' \
-    'evaluate --train train.tsv --test test.tsv more' 'classify --train train.tsv --top 0' \
+    'evaluate --train train.tsv --test test.tsv more' \
     'evaluate --train train.tsv --test test.tsv --threshold 1.1' \
     'evaluate --train train.tsv --test test.tsv --threshold -0.1' \
     'evaluate --train train.tsv --test test.tsv --threshold nan' \
@@ -247,15 +168,14 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'evaluate --train train.tsv --test test.tsv --explain' \
     'rules' 'rules fly' 'rules explain' 'rules explain 1 2' 'rules eval' 'rules check a b' \
     'rules eval 1 --score half' 'rules eval 1 --set' 'rules eval 1 --set =7' \
-    'rules eval 1 --analysis magic' 'rules eval 1 --stem english --analysis whitespace' \
-    'classify --train train.tsv --explain goal bread' 'classify --train train.tsv --per-category'; do
+    'rules eval 1 --analysis magic' 'rules eval 1 --stem english --analysis whitespace'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 64 $arguments
     is_silent out
     [[ -s err ]] || fail "$command: says nothing"
 done
 
-expect 64 classify --train train.tsv --stem klingon text
+expect 64 evaluate --train train.tsv --test test.tsv --stem klingon
 prints err 'english'
 prints err 'german'
 
@@ -266,7 +186,6 @@ expect 65 evaluate --train train.tsv --test bad.tsv
 prints err 'bad.tsv:2: '
 expect 65 evaluate --train empty.tsv --test test.tsv
 prints err 'empty.tsv: no data line'
-expect 65 classify --train bad.tsv text
 
 expect 0 evaluate --train bad.tsv --test test.tsv --skip-bad
 [[ $(<err) == 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text' ]] ||
@@ -274,9 +193,6 @@ expect 0 evaluate --train bad.tsv --test test.tsv --skip-bad
 expect 0 evaluate --train bad.tsv --test bad.tsv --skip-bad --json
 prints out '"skipped_lines": 2,'
 prints err 'skipped 2 bad lines, the first: bad.tsv:2: '
-expect 0 classify --train bad.tsv --skip-bad goal
-prints out 'sport'
-prints err 'skipped 1 bad line'
 expect 65 evaluate --train train.tsv --test worse.tsv --skip-bad
 prints err 'worse.tsv: no good data line'
 is_silent out
@@ -290,7 +206,7 @@ is_silent out
 expect 66 evaluate --train train.tsv --test .
 prints err 'zandrel: cannot read .: '
 
-"$program" classify --train train.tsv goal >/dev/full 2>err
+"$program" rules eval 1 >/dev/full 2>err
 [[ $? == 74 ]] || fail 'a full device is not noticed'
 
 ((failures == 0))

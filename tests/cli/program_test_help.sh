@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the tests of the program share. To be read with `source` by a script whose first argument is
 # the program; the script then stands in an empty folder of its own.
 set -uo pipefail

@@ -7,6 +7,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 
 PROJECT = pathlib.Path(sys.argv[1])
@@ -28,9 +29,15 @@ class EmbeddingDocumentTest(unittest.TestCase):
         self.assertMultiLineEqual(self.block("cpp"), source)
 
     def test_shows_what_the_program_prints(self):
-        run = subprocess.run(
-            [PROGRAM], stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60
-        )
+        with tempfile.TemporaryDirectory() as folder:
+            run = subprocess.run(
+                [PROGRAM],
+                cwd=folder,
+                stdin=subprocess.DEVNULL,
+                capture_output=True,
+                text=True,
+                timeout=60,
+            )
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         self.assertMultiLineEqual(self.block("text"), run.stdout)
 

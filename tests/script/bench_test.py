@@ -17,7 +17,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, contestants, corpora, peers, processes
+from benchmarks import accuracy, contestants, corpora, peers, processes, start
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -168,6 +168,32 @@ class ProcessesTest(FolderTest):
             processes.run(command, self.folder / "output", (0, 1))
 
 
+class FirstLineTest(FolderTest):
+    def seconds(self, code, line=None):
+        return processes.seconds_to_first_line([sys.executable, "-S", "-c", code], line)
+
+    def test_ends_with_the_first_line_and_not_with_the_process(self):
+        seconds = self.seconds("import time; time.sleep(0.2); print('x', flush=True); "
+                               "time.sleep(3); print('y')")
+
+        self.assertGreaterEqual(seconds, 0.2)
+        self.assertLess(seconds, 3)
+
+    def test_hands_over_a_line_and_leaves_the_input_open(self):
+        self.seconds("import sys; assert sys.stdin.readline() == 'x\\n'; print(1, flush=True); "
+                     "assert sys.stdin.read() == ''", "x\n")
+
+    def test_tells_why_there_is_no_line(self):
+        with self.assertRaisesRegex(Failure, r"\(status 3\): broken"):
+            self.seconds("import sys; print('broken', file=sys.stderr); sys.exit(3)", "x\n")
+        with self.assertRaisesRegex(Failure, r"\(status 0\)"):
+            self.seconds("pass")
+        with self.assertRaisesRegex(Failure, r"\(status 4\)"):
+            self.seconds("print('line', flush=True); raise SystemExit(4)")
+        with self.assertRaisesRegex(Failure, "no-such-program: No such file or directory"):
+            processes.seconds_to_first_line(["no-such-program"])
+
+
 class ContestantsTest(FolderTest):
     def prepared(self, contestant, corpus):
         contestant.prepare(corpus, self.folder)
@@ -296,6 +322,49 @@ class AccuracyTest(FolderTest):
                           "0.25"])
 
 
+class StartTest(FolderTest):
+    def test_takes_the_first_text_with_a_word(self):
+        corpus = self.write_corpus("news", test="a\t, -\na,b\tone\rtwo\n")
+        commands = []
+
+        def run(command, _):
+            commands.append(command)
+            pathlib.Path(command[2]).write_bytes(b"x" * len(command))
+
+        with mock.patch.object(start, "run", run):
+            full, compact, training = start.ways_to_start(corpus, "words", self.folder)
+
+        self.assertEqual([way.name for way in (full, compact, training)],
+                         ["full", "compact", "no file"])
+        self.assertEqual([command[3:] for command in commands],
+                         [[str(corpus.train), "--analysis", "words"],
+                          [str(corpus.train), "--analysis", "words", "--compact"]])
+        self.assertEqual((full.line, full.file_bytes, compact.file_bytes), ("one two\n", 6, 7))
+        self.assertEqual(full.command[1:], ["classify", commands[0][2]])
+        self.assertIsNone(training.line)
+        self.assertEqual((self.folder / "one_text").read_text(), "a,b\tone two\n")
+
+    def test_prints_medians_and_their_ratios_to_training(self):
+        table = io.StringIO()
+        with contextlib.redirect_stdout(table):
+            start.print_starts("news",
+                               [start.Start("full", [], "x", 2500000), start.Start("no file", [])],
+                               {"full": [0.03, 0.01, 0.02], "no file": [4.0, 2.0, 1.0]})
+
+        self.assertEqual([line.split() for line in table.getvalue().splitlines()],
+                         [["news", "full", "2.50", "20.0", "0.0100", "3"],
+                          ["news", "no", "file", "-", "2000.0", "1.0000", "3"]])
+
+    def test_runs_take_turns(self):
+        calls = []
+        ways = [types.SimpleNamespace(name=name, seconds=lambda name=name: calls.append(name))
+                for name in ("full", "no file")]
+
+        start.interleaved_seconds(ways, 2)
+
+        self.assertEqual(calls, ["full", "no file", "full", "no file"])
+
+
 class CommandLineTest(FolderTest):
     def bench(self, *arguments):
         return subprocess.run([sys.executable, PROJECT / "script" / "bench", *arguments],
@@ -306,6 +375,8 @@ class CommandLineTest(FolderTest):
                 ([], 2, "required: COMMAND"),
                 (["accuracy"], 2, "required: --data"),
                 (["peers", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
+                (["start", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
+                (["start", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["accuracy", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["peers", "--data", self.folder / "none"], 1, "bench: .*none: no such folder")):
             with self.subTest(arguments=arguments):

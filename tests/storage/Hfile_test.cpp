@@ -66,6 +66,16 @@ TYPED_TEST(HfileTest, ModesTellWhatMayBeDone) {
     EXPECT_EQ(this->read(3), "xbc");
 }
 
+TYPED_TEST(HfileTest, WritingNothingBehindTheEndMakesNoFileLarger) {
+    this->open('w');
+    this->write("abc");
+    this->device.Seek(7);
+
+    this->write("");
+
+    EXPECT_EQ(this->device.SeekEnd(), 3);
+}
+
 TYPED_TEST(HfileTest, ModeWEmptiesTheFile) {
     this->disk.write("abc");
 

@@ -1,56 +1,20 @@
 // Holds the examples of docs/formats/record_file.md against the files that are written.
 #include "tests/support/record_file.h"
 
-#include <cstddef>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "zandrel/storage/Hreclaim.h"
 
+#include "tests/support/document_bytes.h"
 #include "tests/support/record_bytes.h"
 
 namespace {
 
-bool is_byte(const std::string& word) {
-    return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos;
-}
-
-// Adds the bytes of a line: its position, bytes, perhaps a number of times for the last one, and
-// then words of no account.
-void take_line(const std::string& line, std::string& bytes) {
-    std::istringstream words(line);
-    std::size_t position = 0;
-    if (!(words >> position)) {
-        return;
-    }
-    EXPECT_EQ(position, bytes.size()) << line;
-    for (std::string word; words >> word;) {
-        if (is_byte(word)) {
-            bytes += from_hex(word);
-        } else if (word.starts_with('*')) {
-            bytes.append(std::stoul(word.substr(1)) - 1, bytes.back());
-        } else {
-            return;
-        }
-    }
-}
-
-// The bytes of the document's block of this name.
-std::string bytes_of_block(const std::string& name) {
-    std::ifstream document(ZANDREL_RECORD_FILE_DOCUMENT);
-    std::string bytes;
-    bool is_inside = false;
-    for (std::string line; std::getline(document, line);) {
-        if (line.starts_with("```")) {
-            is_inside = line == "```" + name;
-        } else if (is_inside) {
-            take_line(line, bytes);
-        }
-    }
-    return bytes;
+// The bytes of the document's block for a width of offsets.
+std::string shown_bytes(bool is_wide) {
+    return bytes_of_block(ZANDREL_RECORD_FILE_DOCUMENT, is_wide ? "hex64" : "hex32");
 }
 
 template <class F>
@@ -66,12 +30,11 @@ TYPED_TEST(RecordFileDocumentTest, ShowsTheFileThatIsWritten) {
     this->add("b", "oxen");
     this->file.Close();
 
-    EXPECT_EQ(to_hex(bytes_of_block(TestFixture::is_wide ? "hex64" : "hex32")),
-              to_hex(this->disk.content()));
+    EXPECT_EQ(to_hex(shown_bytes(TestFixture::is_wide)), to_hex(this->disk.content()));
 }
 
 TYPED_TEST(RecordFileDocumentTest, ShowsAFileThatCanBeRead) {
-    this->disk.write(bytes_of_block(TestFixture::is_wide ? "hex64" : "hex32"));
+    this->disk.write(shown_bytes(TestFixture::is_wide));
 
     this->file.Open(this->disk.path(), false, true);
 

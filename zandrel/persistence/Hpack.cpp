@@ -72,7 +72,7 @@ void Hpack::SetFileID(unsigned int id, unsigned short version, unsigned char fla
     m_flags = flags;
     const bool was_broken = std::exchange(m_is_broken, true);
     WriteHeader();
-    io.device->SeekEnd();  // hands the header to the system
+    io.device->Seek(0);  // hands the header to the system
     m_is_broken = was_broken;
 }
 

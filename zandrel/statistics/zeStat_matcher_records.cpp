@@ -17,7 +17,7 @@ constexpr unsigned int kPairSize = 8;
 void zeStat_matcher::Dump(Hio<HSegment>& io) const {
     zeClassifier::Dump(io);
     io.WriteCount(m_table.size());
-    for (const auto* const entry : Zandrel::in_text_order(m_table)) {
+    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table)) {
         io << entry->first;
         io.WriteCount(entry->second.size());
         for (const Concept_weight& pair : entry->second) {

@@ -47,7 +47,7 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
         io.WriteCount(0);
     } else {
         io.WriteCount(m_concept_infos.size());
-        for (const auto* const entry : Zandrel::in_text_order(m_concept_infos)) {
+        for (const auto& [prefix, entry] : Zandrel::in_text_order(m_concept_infos)) {
             const Concept_info& info = entry->second;
             io << entry->first << info.m_weight << info.m_rate << info.m_num_Ps;
         }
@@ -171,7 +171,7 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, const Profile& dumped) con
         io << bin.m_relevant << bin.m_total;
     }
     io.WriteCount(dumped.m_Ps.size());
-    for (const auto* const entry : Zandrel::in_text_order(dumped.m_Ps)) {
+    for (const auto& [prefix, entry] : Zandrel::in_text_order(dumped.m_Ps)) {
         io << entry->first << entry->second.m_weight;
         io.WriteByte(static_cast<char>(entry->second.m_selected));
         io.WriteByte(static_cast<char>(entry->second.m_life));

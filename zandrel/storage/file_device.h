@@ -109,6 +109,9 @@ public:
             m_device.failed = true;
             HioErr::Raise(HioErr::kWriteFailed, "File is not open for writing", m_device.name);
         }
+        if (byte_count == 0) {
+            return;  // No bytes make no file larger, wherever they are to stand.
+        }
         StartWriting(byte_count);
         if (byte_count > kBufferBytes - m_place.filled) {
             if (!WriteGathered()) {

@@ -1,0 +1,199 @@
+// Whole containers: written to and read from a buffer and a file, beside what their parts cost. The
+// rates are those of the file's bytes, so all of one form compare.
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+
+#include "zandrel/foundation/qtBuffer.h"
+#include "zandrel/foundation/qtScrambler.h"
+#include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/SegBuf.h"
+
+#include "bench/trainable.h"
+
+namespace {
+
+constexpr std::size_t kVocabulary = 100000;
+constexpr std::size_t kLabels = 20;
+constexpr std::size_t kMessages = 10000;
+
+enum Form : std::int64_t { kFull = 0, kCompact = 1 };
+
+KcIoMode mode_of(const benchmark::State& state) {
+    KcIoMode mode;
+    mode.compact = state.range(0) == kCompact;
+    return mode;
+}
+
+// A trained container, in which every word of the vocabulary occurs.
+struct Trained : Trainable {
+    Trained() : Trainable(kVocabulary, kLabels, kMessages) {
+        texts.cover_vocabulary(corpus, kTextLength);
+        view.add_all_msgs(&manager);
+        matcher().train(view);
+    }
+};
+
+// Made for those who write alone, and gone before those who read begin: there each concept is then
+// new to the process, as it is in one that starts from a file.
+class Files {
+public:
+    static Files& instance() {
+        static Files files;
+        return files;
+    }
+
+    qtPtr<qtBuffer>& buffer(const benchmark::State& state) {
+        return state.range(0) == kCompact ? m_compact : m_full;
+    }
+
+private:
+    Files() : m_full(new qtBuffer), m_compact(new qtBuffer) {
+        Trained trained;
+        KcIoMode mode;
+        trained.manager.Write(m_full, &mode, nullptr);
+        mode.compact = true;
+        trained.manager.Write(m_compact, &mode, nullptr);
+    }
+
+    qtPtr<qtBuffer> m_full;
+    qtPtr<qtBuffer> m_compact;
+};
+
+// A name in the temporary directory, whose file goes with it.
+class File_name {
+public:
+    File_name() = default;
+    File_name(const File_name&) = delete;
+    File_name& operator=(const File_name&) = delete;
+
+    ~File_name() { std::filesystem::remove(m_name.str()); }
+
+    const qtString& get() const { return m_name; }
+
+    std::size_t file_size() const { return std::filesystem::file_size(m_name.str()); }
+
+private:
+    qtString m_name = (std::filesystem::temp_directory_path() /
+                       ("zandrel_kc_bench_" + std::to_string(::getpid())))
+                          .string();
+};
+
+void report_bytes(benchmark::State& state, std::size_t file_size) {
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(file_size));
+    state.counters["file MB"] = static_cast<double>(file_size) / 1e6;
+}
+
+void BM_SaveToBuffer(benchmark::State& state) {
+    Trained trained;
+    KcIoMode mode = mode_of(state);
+    std::size_t size = 0;
+    for (auto _ : state) {
+        qtPtr<qtBuffer> buffer;
+        trained.manager.Write(buffer, &mode, nullptr);
+        size = buffer->bytes.size();
+    }
+    report_bytes(state, size);
+}
+
+void BM_SaveToFile(benchmark::State& state) {
+    Trained trained;
+    KcIoMode mode = mode_of(state);
+    const File_name name;
+    for (auto _ : state) {
+        trained.manager.Write(name.get(), &mode, nullptr);
+    }
+    report_bytes(state, name.file_size());
+}
+
+// What was read is released outside of the time, as by a program that goes on to classify.
+template <class Source>
+void load(benchmark::State& state, Source& source, std::size_t file_size) {
+    for (auto _ : state) {
+        zeManager manager;
+        manager.Read(source, nullptr, nullptr);
+        state.PauseTiming();
+        manager.Release();
+        state.ResumeTiming();
+    }
+    report_bytes(state, file_size);
+}
+
+void BM_LoadFromBuffer(benchmark::State& state) {
+    qtPtr<qtBuffer>& buffer = Files::instance().buffer(state);
+    load(state, buffer, buffer->bytes.size());
+}
+
+void BM_LoadFromFile(benchmark::State& state) {
+    const File_name name;
+    {
+        zeManager manager;
+        KcIoMode mode = mode_of(state);
+        manager.Read(Files::instance().buffer(state), nullptr, nullptr);
+        manager.Write(name.get(), &mode, nullptr);
+    }
+    load(state, name.get(), name.file_size());
+}
+
+// A record of as many bytes as the file has.
+class Blob {
+public:
+    explicit Blob(const qtBuffer& buffer) {
+        HSegment device(m_record, 'w');
+        device.Write(const_cast<char*>(buffer.bytes.data()),  // no device changes them
+                     static_cast<unsigned int>(buffer.bytes.size()));
+    }
+
+    SegBuf& record() { return m_record; }
+
+private:
+    SegBuf m_record;
+};
+
+void BM_PackageAlone(benchmark::State& state) {
+    const qtBuffer& content = *Files::instance().buffer(state);
+    Blob blob(content);
+    for (auto _ : state) {
+        qtPtr<qtBuffer> file;
+        Hpack pack;
+        pack.Open(file, 'w');
+        pack.AddAtOffset("key", blob.record(), 0);
+        pack.Close();
+        pack.Open(file, 'r');
+        SegBuf read;
+        pack.GetItem("key", read);
+        benchmark::DoNotOptimize(read.size);
+    }
+    report_bytes(state, content.bytes.size());
+}
+
+void BM_ScramblingAlone(benchmark::State& state) {
+    const qtBuffer& content = *Files::instance().buffer(state);
+    Blob blob(content);
+    const qtScrambler scrambler(qtScrambler::kSeed);
+    for (auto _ : state) {
+        for (unsigned int position = 0; position < blob.record().size;) {
+            char* run = nullptr;
+            unsigned int length = 0;
+            blob.record().Locate(position, blob.record().size, run, length);
+            scrambler.Scramble(run, length, qtScrambler::kOption);
+            position += length;
+        }
+    }
+    report_bytes(state, content.bytes.size());
+}
+
+BENCHMARK(BM_SaveToBuffer)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SaveToFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LoadFromBuffer)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LoadFromFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PackageAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScramblingAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+
+}  // namespace

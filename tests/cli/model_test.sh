@@ -1,0 +1,295 @@
+#!/usr/bin/env bash
+# Usage: model_test.sh PROGRAM DATA
+# Runs those commands of the program zandrel that keep a model in a file, on tiny files and on
+# DATA.train.tsv and DATA.test.tsv.
+# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
+source "$(dirname "$0")/program_test_help.sh"
+
+shop=$2
+
+# The labels of a filter's output, without their scores, a line a line.
+labels() { sed 's/\t[01]\.[0-9]\{6\}//g' out | tr '\t\n' ',|'; }
+# Nothing but these stands in the folder, hidden files too.
+holds() { [[ $(find . -type f -name '*kc*' -printf '%f\n' | sort | tr '\n' ' ') == "$* " ]] ||
+    fail "$command: left $(find . -type f -name '*kc*' -printf '%f ')"; }
+
+printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
+printf 'sport\tball\r\n\r\nfood\tcake' >more.tsv
+printf 'sport\tgoal\nno tab\n' >bad.tsv
+printf '\n' >empty.tsv
+printf 'fun\tsport\nfun\tfood\n' >groups.tsv
+printf 'sport\tball\n\nfood,travel\ttrain\nmusic\tdrum\ntravel\tcoast\n' >new.tsv
+
+# train
+expect 0 train a.kc train.tsv --analysis words
+[[ $(tr -d , <out) == "a.kc: 2 texts 2 labels (2 new) $(stat -c %s a.kc) bytes" ]] ||
+    fail "$command: wrong summary"
+is_silent err
+expect 0 train b.kc train.tsv more.tsv --json
+[[ $(tr -d ' \n' <out) == \
+    "{\"file\":\"b.kc\",\"texts\":4,\"labels\":2,\"new_labels\":2,\"bytes\":$(stat -c %s b.kc),\"skipped_lines\":0}" ]] ||
+    fail "$command: wrong JSON"
+expect 0 train compact.kc train.tsv --compact --analysis words
+(($(stat -c %s compact.kc) < $(stat -c %s a.kc))) || fail "$command: not smaller"
+expect 0 train groups.kc train.tsv --groups groups.tsv --analysis words
+expect 0 train stems.kc train.tsv --analysis words --stem english
+expect 65 train b.kc train.tsv bad.tsv
+is err 'bad.tsv:2: no tab between label and text'
+is_silent out
+expect 0 train b.kc train.tsv bad.tsv --skip-bad
+is err 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text'
+prints out 'b.kc: 3 texts'
+expect 65 train b.kc empty.tsv
+is err 'empty.tsv: no data line'
+expect 66 train b.kc absent.tsv
+is err 'zandrel: cannot read absent.tsv: No such file or directory'
+expect 66 train b.kc train.tsv --groups absent.tsv
+expect 74 train none/b.kc train.tsv
+is err 'zandrel: cannot write none/b.kc: No such file or directory'
+expect 74 train . train.tsv
+is err 'zandrel: cannot write .: Is a directory'
+expect 74 train /dev/full train.tsv
+is err 'zandrel: cannot write /dev/full: not a regular file'
+[[ -c /dev/full ]] || fail "$command: replaced a device"
+cp a.kc before.kc
+(
+    trap '' XFSZ
+    ulimit -f 1
+    expect 74 train a.kc "$shop.train.tsv"
+    is err 'zandrel: cannot write a.kc: File too large'
+    ((failures == 0))
+) || failures=$((failures + 1))
+cmp -s a.kc before.kc || fail "$command: changed the file"
+holds a.kc b.kc before.kc compact.kc groups.kc stems.kc
+
+# Settings of the engine.
+printf 'ProfileSize = 0  # nothing is kept\n' >small.options
+printf '# switches\nPositiveMethod = 1\n' >positive.options
+printf 'ProfileSize = 5\n\nProfileSice = 7\n' >misspelt.options
+printf 'ClipValue = 2.5\n' >fraction.options
+echo goal >goal.txt
+expect 0 train b.kc train.tsv --set ProfileSize=5 --set ClipValue=0
+expect 0 train b.kc train.tsv --options positive.options
+expect 0 train b.kc train.tsv --options small.options --set ProfileSize=5
+expect 0 classify b.kc goal.txt
+[[ $(labels) == 'sport|' ]] || fail "$command: wrong label"
+expect 65 train b.kc train.tsv --options misspelt.options
+is err 'misspelt.options:3: unknown setting "ProfileSice"'
+expect 65 train b.kc train.tsv --options fraction.options
+is err 'fraction.options:1: bad value for ClipValue: "2.5" is not an integer'
+expect 66 train b.kc train.tsv --options absent.options
+prints err 'absent.options'
+expect 64 train b.kc train.tsv --set ProfileSice=7
+prints err 'unknown setting "ProfileSice"'
+expect 64 train b.kc train.tsv --set MinPsSize=many
+prints err 'bad value for MinPsSize: "many" is not an integer'
+expect 64 train b.kc train.tsv --set PositiveMethod=1
+prints err 'from an options file alone'
+
+# Permissions and links stay.
+chmod 600 b.kc
+ln -s b.kc link
+expect 0 train link train.tsv
+[[ -L link && $(stat -c %a b.kc) == 600 ]] || fail "$command: lost link or permissions"
+rm link
+
+# classify
+printf 'CHEESE\r\n\n:-)\nno goal\n\xff\x00goal\xfe\nbread' >lines.txt
+expect 0 classify a.kc lines.txt
+[[ $(labels) == 'food|||sport|sport|food|' ]] || fail "$command: wrong labels: $(labels)"
+is_silent err
+for file in '' -; do
+    # shellcheck disable=SC2086  # No file is no argument.
+    expect_of lines.txt 0 classify a.kc $file
+    [[ $(labels) == 'food|||sport|sport|food|' ]] || fail "$command: wrong labels"
+done
+expect 0 classify a.kc
+is_silent out
+printf '\n' >newline.txt
+expect 0 classify a.kc newline.txt
+[[ $(od -An -c out) == '  \n' ]] || fail "$command: not one empty line"
+expect 0 classify a.kc -k 2 goal.txt
+grep -qP '^sport\t[01]\.\d{6}\tfood\t[01]\.\d{6}$' out || fail "$command: wrong form"
+expect 0 classify a.kc -k 2 --threshold 1 lines.txt
+[[ $(labels) == '||||||' ]] || fail "$command: scores below the threshold"
+expect 0 classify groups.kc --jsonl lines.txt
+[[ $(sed -n 4p out | sed 's/:[01]\.[0-9]*/:N/') == \
+    '{"categories":[{"category":"sport","path":"root/fun/sport","score":N}]}' ]] ||
+    fail "$command: wrong JSON"
+[[ $(sed -n 2p out) == '{"categories":[]}' && $(wc -l <out) == 6 ]] || fail "$command: wrong lines"
+echo GOALS >goals.txt
+expect 0 classify stems.kc goals.txt
+[[ $(labels) == 'sport|' ]] || fail "$command: not stemmed"
+printf 'loud\tgo !\ncurious\tgo ?\n' >signs.tsv
+echo '!' >sign.txt
+expect 0 train signs.kc signs.tsv
+expect 0 classify signs.kc sign.txt
+[[ $(labels) == 'loud|' ]] || fail "$command: not analysed as phrases"
+expect 0 train signs.kc signs.tsv --analysis words
+expect 0 classify signs.kc sign.txt
+[[ $(labels) == '|' ]] || fail "$command: not analysed as words"
+rm signs.kc
+
+# Each answer comes before the next question, even if that has begun.
+command='classify in a coprocess'
+coproc filter { "$program" classify a.kc; }
+filter_process=$! questions=${filter[1]}
+printf 'goal\nbre' >&"$questions"
+read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
+[[ $line == sport* ]] || fail "$command: wrong answer '$line'"
+printf 'ad\n' >&"$questions"
+read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
+[[ $line == food* ]] || fail "$command: wrong answer '$line'"
+exec {questions}>&-
+wait "$filter_process" || fail "$command: exit status $?"
+command='classify, waiting'  # which is no work: it ends as any filter does
+timeout --preserve-status -s INT 1 "$program" classify a.kc < <(sleep 5) >out 2>err
+[[ $? == 130 ]] || fail "$command: not ended by SIGINT"
+is_silent err
+
+# What was said of the texts at first holds.
+for words in '--analysis phrases' '--stem english'; do
+    for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
+        # shellcheck disable=SC2086  # The words are the arguments.
+        expect 64 ${arguments% DATA} a.kc train.tsv $words
+        prints err "zandrel: $words: a.kc was made with "
+        is_silent out
+    done
+done
+prints err 'a.kc was made with no --stem'
+expect 0 classify a.kc goal.txt --analysis words
+expect 0 classify stems.kc goal.txt --analysis words --stem english
+
+# explain
+expect 0 explain a.kc goal.txt
+[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  sport|    +N  goal|' ]] ||
+    fail "$command: wrong explanation"
+expect_of lines.txt 0 explain a.kc --json
+[[ $(sed -n 1p out | sed 's/:[01]\.[0-9]*/:N/g') == \
+    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N}]}' ]] ||
+    fail "$command: wrong JSON"
+[[ $(sed -n 2p out) == '{"text":"","category":null,"score":0.0,"concepts":[]}' && $(wc -l <out) == 6 ]] ||
+    fail "$command: wrong lines"
+expect 0 explain groups.kc goal.txt --category root/fun/food
+[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  food|    -N  goal|' ]] ||
+    fail "$command: wrong explanation"
+expect 0 explain groups.kc goal.txt --category root/fun
+prints out '  fun'
+for path in root/food root/fun/none none; do
+    expect 64 explain groups.kc goal.txt --category $path
+    is err "zandrel: --category: groups.kc has no node \"$path\""
+    is_silent out
+done
+
+# learn
+expect 0 learn a.kc more.tsv
+[[ $(<out) == 'a.kc: 2 texts, 2 labels (0 new), '*' bytes' ]] || fail "$command: wrong summary"
+printf 'ball\ncake\n' >learned.txt
+expect 0 classify a.kc learned.txt
+[[ $(labels) == 'sport|food|' ]] || fail "$command: has not learned"
+cp a.kc before.kc
+expect 65 learn a.kc more.tsv new.tsv
+is err 'new.tsv:3: unknown label "travel"; --add-categories adds it'
+is_silent out
+expect 65 learn a.kc bad.tsv
+is err 'bad.tsv:2: no tab between label and text'
+expect 66 learn a.kc absent.tsv
+cmp -s a.kc before.kc || fail "$command: changed the file"
+expect 0 learn a.kc new.tsv bad.tsv --add-categories --skip-bad --json
+prints out '"new_labels": 2,'
+prints out '"skipped_lines": 1'
+prints err 'skipped 1 bad line'
+printf 'coast\ndrum\n' >learned.txt
+expect 0 classify a.kc learned.txt --jsonl
+prints out '"path":"root/travel"'
+prints out '"path":"root/music"'
+cp compact.kc before.kc
+expect 65 learn compact.kc more.tsv
+is err 'compact.kc: the container is compact and can only classify'
+cmp -s compact.kc before.kc || fail "$command: changed the file"
+expect 65 evaluate compact.kc more.tsv --learn more.tsv
+is err 'compact.kc: the container is compact and can only classify'
+printf 'fun\tgoal\n' >clash.tsv
+expect 65 learn groups.kc clash.tsv --add-categories
+prints err 'clash.tsv:1: label "fun" cannot be added: '
+expect 66 learn absent.kc more.tsv
+is err 'zandrel: cannot read absent.kc: No such file or directory'
+
+# Files that are no containers.
+head -c 600 a.kc >cut.kc
+for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    set -- ${arguments% DATA}
+    expect 65 "$@" train.tsv more.tsv
+    is err 'train.tsv: Not a kc file'
+    expect 65 "$@" cut.kc more.tsv
+    prints err 'cut.kc: '
+    expect 66 "$@" absent.kc more.tsv
+    is err 'zandrel: cannot read absent.kc: No such file or directory'
+    expect 66 "$@" . more.tsv
+    is err 'zandrel: cannot read .: Is a directory'
+    is_silent out
+done
+for name in classify explain; do
+    expect 66 $name a.kc absent.txt
+    is err 'zandrel: cannot read absent.txt: No such file or directory'
+    expect 66 $name a.kc .
+    prints err 'zandrel: cannot read .: '
+    "$program" $name a.kc goal.txt >/dev/full 2>err
+    [[ $? == 74 ]] || fail "$name: a full device is not noticed"
+done
+
+# A stored model is measured as the one that is trained for it.
+expect 0 train shop.kc "$shop.train.tsv"
+prints out 'shop.kc: 968 texts, 8 labels (8 new), '
+quality() { sed '/^training data\|^model\|^training \|^loading\|^classifying\|^peak/d' out; }
+expect 0 evaluate --train "$shop.train.tsv" --test "$shop.test.tsv" --per-category
+quality >trained.txt
+expect 0 evaluate shop.kc "$shop.test.tsv" --per-category
+quality | cmp -s - trained.txt || fail "$command: other figures than evaluate --train"
+grep -q '^loading ' out || fail "$command: no time of loading"
+! grep -q '^training' out || fail "$command: shows training"
+[[ $(wc -l <trained.txt) -gt 20 ]] || fail "$command: hardly any figures"
+expect 0 evaluate shop.kc "$shop.test.tsv" --json --threshold 0.6 --explain 'Where is my parcel?'
+prints out '  "training": null,'
+prints out '  "loading": {'
+prints out '  "threshold": 0.6,'
+prints out '    "category": "delivery",'
+expect 0 evaluate shop.kc more.tsv --learn more.tsv --bulk 1
+[[ $(grep -c '^bulk ' out) == 2 ]] || fail "$command: not two bulks"
+
+# Enough to train that the signal comes in the middle.
+awk 'function letter() { return sprintf("%c", 97 + int(rand() * 26)) }
+    BEGIN { srand(1); for (i = 0; i < 30000; ++i) { line = "l" (i % 40) "\t";
+    for (j = 0; j < 30; ++j) line = line " " letter() letter() letter(); print line } }' >long.tsv
+cp a.kc before.kc
+command='train, interrupted'
+for seconds in 1 3; do  # a machine under load may not have begun after one
+    timeout --preserve-status -s INT $seconds "$program" train a.kc long.tsv >out 2>err
+    status=$?
+    ((status != 130)) || [[ ! -s err ]] || break
+done
+((status == 130)) || fail "$command: exit status $status, not 130"
+is err 'zandrel: Process interrupted'
+is_silent out
+cmp -s a.kc before.kc || fail "$command: changed the file"
+rm before.kc cut.kc
+holds a.kc b.kc compact.kc groups.kc shop.kc stems.kc
+
+for arguments in train learn classify explain 'train b.kc' 'learn a.kc' 'evaluate a.kc' \
+    'train b.kc train.tsv --analysis magic' 'train b.kc train.tsv --stem klingon' \
+    'train b.kc train.tsv --stem english --analysis whitespace' 'train b.kc train.tsv --jsonl' \
+    'classify a.kc goal.txt more' 'classify a.kc goal.txt -k 0' 'classify a.kc --train train.tsv' \
+    'classify a.kc goal.txt --threshold 1.1' 'classify a.kc goal.txt --threshold nan' \
+    'classify a.kc goal.txt --json' 'explain a.kc goal.txt --category' 'explain a.kc -k 2' \
+    'learn a.kc more.tsv --set ProfileSize=5' 'evaluate a.kc more.tsv more' \
+    'evaluate a.kc more.tsv --train train.tsv' 'evaluate a.kc more.tsv --test more.tsv' \
+    'evaluate a.kc more.tsv --bootstrap' 'evaluate a.kc more.tsv --groups groups.tsv' \
+    'evaluate a.kc more.tsv --set ProfileSize=5' 'evaluate a.kc more.tsv --options small.options'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 64 $arguments
+    is_silent out
+    [[ -s err ]] || fail "$command: says nothing"
+done
+
+((failures == 0))
