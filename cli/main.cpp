@@ -12,9 +12,11 @@
 
 #include "cli/commands/Command_result.h"
 #include "cli/commands/evaluate_command.h"
+#include "cli/commands/kc_commands.h"
 #include "cli/commands/model_commands.h"
 #include "cli/commands/record_commands.h"
 #include "cli/commands/rule_commands.h"
+#include "cli/commands/tree_commands.h"
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
 
@@ -31,6 +33,13 @@ parted by tabs; an empty line where there is no result. With --jsonl the line is
 `categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root
 down, with / between them and \ in front of a / or \ in a name. Each answer is handed on before the
 next line is waited for. explain says below each line what its concepts add to the score.
+
+tree edits the tree of a container, and options set its settings. A PATH has the names from the root
+down, the root's own first, with / between them and \ in front of a / or \ in a name. Each edit is
+checked first; one that is refused leaves the file as it was: exit status 64 for a path that leads
+nowhere, 65 for what the tree does not allow. A compact container takes only those edits for which
+its statistical classifiers need no statistics. A new node has learned nothing, and deleting one,
+with all below it, cannot be taken back. options get prints an options file.
 
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
 CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
@@ -80,6 +89,11 @@ Examples:
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
   zandrel learn shop.kc new.tsv --add-categories
   zandrel evaluate shop.kc shop.test.tsv
+  zandrel info shop.kc
+  zandrel tree show shop.kc --depth 1
+  zandrel tree add shop.kc root/parcels --type stat
+  zandrel tree move shop.kc root/delivery root/parcels
+  zandrel options set shop.kc ClipValue=2
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
@@ -110,6 +124,8 @@ int run(int argc, char** argv) {
     cli::add_model_commands(app);
     cli::add_rule_commands(app, result);
     cli::add_record_commands(app, result);
+    cli::add_kc_commands(app);
+    cli::add_tree_commands(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

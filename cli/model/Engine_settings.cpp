@@ -6,7 +6,6 @@
 #include <fstream>
 #include <limits>
 #include <optional>
-#include <string_view>
 
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
@@ -97,19 +96,6 @@ std::string value_problem(std::string_view key, Kind kind, std::string_view valu
     return integer_problem(value, range_of(key, kind));
 }
 
-// What is wrong with an option, in words; empty if nothing is.
-std::string problem_of(std::string_view key, std::string_view value) {
-    const std::optional<Kind> kind = kind_of(key);
-    if (!kind) {
-        return "unknown setting \"" + std::string(key) + "\"";
-    }
-    const std::string problem = value_problem(key, *kind, value);
-    if (problem.empty()) {
-        return {};
-    }
-    return "bad value for " + std::string(key) + ": \"" + std::string(value) + "\" " + problem;
-}
-
 // The last line that gives the key, from 1: a later line wins.
 std::size_t line_of(const std::string& path, std::string_view key) {
     std::ifstream file(path);
@@ -128,6 +114,18 @@ std::size_t line_of(const std::string& path, std::string_view key) {
 
 }  // namespace
 
+std::string setting_problem(std::string_view key, std::string_view value) {
+    const std::optional<Kind> kind = kind_of(key);
+    if (!kind) {
+        return "unknown setting \"" + std::string(key) + "\"";
+    }
+    const std::string problem = value_problem(key, *kind, value);
+    if (problem.empty()) {
+        return {};
+    }
+    return "bad value for " + std::string(key) + ": \"" + std::string(value) + "\" " + problem;
+}
+
 void Engine_settings::load(const std::string& path) {
     if (path.empty()) {
         return;
@@ -138,7 +136,7 @@ void Engine_settings::load(const std::string& path) {
         throw Input_error(path, "it is no readable options file");
     }
     for (const auto& [key, value] : m_options.options) {
-        const std::string problem = problem_of(key.view(), value.view());
+        const std::string problem = setting_problem(key.view(), value.view());
         if (!problem.empty()) {
             throw Data_error(path, line_of(path, key.view()), problem);
         }
@@ -158,7 +156,7 @@ void Engine_settings::set(const std::vector<std::string>& assignments) {
                               ": the trainers read this switch from an options file alone; give "
                               "it with --options");
         }
-        const std::string problem = problem_of(key.view(), value.view());
+        const std::string problem = setting_problem(key.view(), value.view());
         if (!problem.empty()) {
             throw Usage_error("--set: " + problem);
         }

@@ -3,6 +3,7 @@
 #define ZANDREL_CLI_MODEL_ENGINE_SETTINGS_H_
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "zandrel/foundation/qtPtr.h"
@@ -11,6 +12,9 @@
 class zeManager;
 
 namespace cli {
+
+// What is wrong with a setting or one of the trainers' switches, in words; empty if nothing is.
+std::string setting_problem(std::string_view key, std::string_view value);
 
 // Named settings from an options file and from `Key=value` words, checked before they reach the
 // engine, which would take a misspelt key for none and a misspelt value for 0.

@@ -24,7 +24,7 @@ constexpr int MAX_LIKELIHOOD_AGE = 1000;  // ceiling of a profile's likelihood a
 }  // namespace Zandrel
 
 // Which values of a zeDefaults are to be applied; one flag for each, in that record's order.
-struct zeSetDefaults {
+struct ZANDREL_EXPORT zeSetDefaults {
     // All flags of one value.
     static zeSetDefaults all(bool flag);
 

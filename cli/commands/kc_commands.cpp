@@ -1,0 +1,108 @@
+#include "cli/commands/kc_commands.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/kc/Kc_edit.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_file_facts.h"
+#include "cli/kc/Kc_info.h"
+#include "cli/kc/Kc_options.h"
+#include "cli/model/Long_work.h"
+#include "cli/text/Json.h"
+
+namespace cli {
+
+namespace {
+
+struct Kc_words {
+    std::string file;
+    std::string key;  // empty: all
+    std::vector<std::string> assignments;
+    bool writes_json = false;
+};
+
+void print_info(const Kc_words& words) {
+    Long_work work;
+    const qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
+    Kc_info info = kc_info(*manager);
+    info.file = read_kc_file_facts(words.file);
+    if (words.writes_json) {
+        print_json(kc_info_json(info), Json_form::kManyLines, std::cout);
+    } else {
+        print_kc_info(info, std::cout);
+    }
+}
+
+void print_options(const Kc_words& words) {
+    Long_work work;
+    qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
+    const std::vector<Kc_setting> settings =
+        words.key.empty() ? kc_settings(manager) : std::vector{kc_setting(manager, words.key)};
+    if (words.writes_json) {
+        print_json(settings_json(settings), Json_form::kManyLines, std::cout);
+    } else {
+        print_settings(settings, std::cout);
+    }
+}
+
+void set_options(const Kc_words& words) {
+    const std::vector<Setting_value> values = setting_values(words.assignments);
+    Long_work work;
+    edit_kc(words.file, &work.progress(),
+            [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); });
+}
+
+void add_file(CLI::App& command, std::string& file) {
+    command.add_option("KC", file, "File of a knowledge container")->required()->type_name("");
+}
+
+void add_info(CLI::App& app) {
+    const auto words = std::make_shared<Kc_words>();
+    CLI::App* const command =
+        app.add_subcommand("info", "Say what a knowledge container is and holds");
+    add_file(*command, words->file);
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->callback([words] { print_info(*words); });
+}
+
+void add_get(CLI::App& options) {
+    const auto words = std::make_shared<Kc_words>();
+    CLI::App* const command =
+        options.add_subcommand("get", "Print the settings, as an options file has them");
+    add_file(*command, words->file);
+    command->add_option("KEY", words->key, "The setting to print; none: all")->type_name("");
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->callback([words] { print_options(*words); });
+}
+
+void add_set(CLI::App& options) {
+    const auto words = std::make_shared<Kc_words>();
+    CLI::App* const command = options.add_subcommand(
+        "set", "Change settings of the container and of all its statistical classifiers");
+    add_file(*command, words->file);
+    command->add_option("KEY=VALUE", words->assignments, "A setting, such as ClipValue=2")
+        ->required()
+        ->type_name("");
+    command->callback([words] { set_options(*words); });
+}
+
+}  // namespace
+
+void add_kc_commands(CLI::App& app) {
+    add_info(app);
+    CLI::App* const options =
+        app.add_subcommand("options", "Show and change the settings of a knowledge container");
+    options->require_subcommand(1);
+    add_get(*options);
+    add_set(*options);
+}
+
+}  // namespace cli

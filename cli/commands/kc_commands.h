@@ -1,0 +1,16 @@
+// The commands on a knowledge container in a file as a whole: info and options.
+#ifndef ZANDREL_CLI_COMMANDS_KC_COMMANDS_H_
+#define ZANDREL_CLI_COMMANDS_KC_COMMANDS_H_
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// Adds the commands to the program.
+void add_kc_commands(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_KC_COMMANDS_H_

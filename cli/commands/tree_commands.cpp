@@ -1,0 +1,241 @@
+#include "cli/commands/tree_commands.h"
+
+#include <cmath>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_edit.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_tree.h"
+#include "cli/kc/Kc_tree_view.h"
+#include "cli/model/Long_work.h"
+#include "cli/text/Json.h"
+
+namespace cli {
+
+namespace {
+
+// What the edits are given.
+struct Edit_words {
+    std::string file;
+    std::string path;
+    std::string target;  // the new name or the new parent
+    std::string type;
+    std::string rule;
+    double threshold = 0.0;
+    bool is_scored = false;  // one of these two at most
+    bool is_not_scored = false;
+    std::string note1;
+    std::string note2;
+    bool keeps_concepts = false;
+};
+
+// What show is given.
+struct Show_words {
+    std::string file;
+    std::string path;
+    int depth = -1;
+    bool writes_json = false;
+};
+
+std::string error_of_number(const std::string& text) {
+    double number = 0.0;
+    const bool is_number = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
+    return is_number ? "" : "'" + text + "' is no finite number";
+}
+
+// Runs an edit on the file. The manager's own mark tells whether it has changed anything.
+void edit(const std::string& file, const std::function<void(zeManager&)>& change) {
+    Long_work work;
+    edit_kc(file, &work.progress(), [&change](qtPtrLight<zeManager>& manager) {
+        manager->m_modified = false;
+        change(*manager);
+        return manager->m_modified;
+    });
+}
+
+void add_file(CLI::App& command, std::string& file) {
+    command.add_option("KC", file, "File of a knowledge container")->required()->type_name("");
+}
+
+void add_path(CLI::App& command, std::string& path) {
+    command.add_option("PATH", path, "A node: the names from the root down, with / between them")
+        ->required()
+        ->type_name("");
+}
+
+void add_attributes(CLI::App& command, Edit_words& words) {
+    command.add_option("--type", words.type, "What the node is: leaf, rule or stat")
+        ->check(CLI::IsMember({"leaf", "rule", "stat"}).description(""))
+        ->type_name("TYPE");
+    command.add_option("--rule", words.rule, "Rule that selects the node, or default")
+        ->type_name("RULE");
+    command
+        .add_option("--threshold", words.threshold,
+                    "Least score at which classification goes on below the node")
+        ->check(error_of_number)
+        ->type_name("X");
+    CLI::Option* const score =
+        command.add_flag("--score", words.is_scored, "The node can be a result");
+    command
+        .add_flag("--no-score", words.is_not_scored,
+                  "The node is no result where only scored nodes are wanted")
+        ->excludes(score);
+    command.add_option("--note1", words.note1, "A note")->type_name("TEXT");
+    command.add_option("--note2", words.note2, "Another note")->type_name("TEXT");
+}
+
+unsigned char type_of(const std::string& name) {
+    const std::map<std::string, unsigned char> types = {
+        {"leaf", ZE_LEAF}, {"rule", ZE_RULE}, {"stat", ZE_STAT}};
+    return types.at(name);
+}
+
+// An option counts if it stands there, also with an empty text.
+Node_attributes attributes_of(const CLI::App& command, const Edit_words& words) {
+    Node_attributes attributes;
+    if (command.count("--type") != 0) {
+        attributes.type = type_of(words.type);
+    }
+    if (command.count("--rule") != 0) {
+        attributes.rule = words.rule;
+    }
+    if (command.count("--threshold") != 0) {
+        attributes.threshold = words.threshold;
+    }
+    if (words.is_scored || words.is_not_scored) {
+        attributes.is_scored = words.is_scored;
+    }
+    if (command.count("--note1") != 0) {
+        attributes.note1 = words.note1;
+    }
+    if (command.count("--note2") != 0) {
+        attributes.note2 = words.note2;
+    }
+    return attributes;
+}
+
+void print_show(const Show_words& words) {
+    Long_work work;
+    const qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
+    const Tree_view view = view_tree(*manager, words.path, words.depth);
+    if (!words.writes_json) {
+        print_tree(view, std::cout);
+        return;
+    }
+    try {
+        print_json(tree_json(view), Json_form::kManyLines, std::cout);
+    } catch (const std::length_error& error) {
+        throw Usage_error(error.what());
+    }
+}
+
+void add_show(CLI::App& tree) {
+    const auto words = std::make_shared<Show_words>();
+    CLI::App* const command = tree.add_subcommand("show", "Show the tree, children by name");
+    add_file(*command, words->file);
+    command->add_option("PATH", words->path, "The node to begin with; none: the root")
+        ->type_name("");
+    command->add_option("--depth", words->depth, "How many levels to show below that node")
+        ->check(CLI::NonNegativeNumber.description(""))
+        ->type_name("N");
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->callback([words] { print_show(*words); });
+}
+
+void add_add(CLI::App& tree) {
+    const auto words = std::make_shared<Edit_words>();
+    CLI::App* const command =
+        tree.add_subcommand("add", "Add a node; the last name of the path is the new one");
+    add_file(*command, words->file);
+    add_path(*command, words->path);
+    add_attributes(*command, *words);
+    command->callback([words, command] {
+        const Node_attributes attributes = attributes_of(*command, *words);
+        edit(words->file, [&](zeManager& manager) { add_node(manager, words->path, attributes); });
+    });
+}
+
+void add_set(CLI::App& tree) {
+    const auto words = std::make_shared<Edit_words>();
+    CLI::App* const command = tree.add_subcommand("set", "Change what a node is");
+    add_file(*command, words->file);
+    add_path(*command, words->path);
+    add_attributes(*command, *words);
+    command->callback([words, command] {
+        const Node_attributes attributes = attributes_of(*command, *words);
+        if (attributes.empty()) {
+            throw Usage_error("tree set: nothing to set");
+        }
+        edit(words->file,
+             [&](zeManager& manager) { change_node(manager, words->path, attributes); });
+    });
+}
+
+void add_move(CLI::App& tree) {
+    const auto words = std::make_shared<Edit_words>();
+    CLI::App* const command = tree.add_subcommand("move", "Move a node with all below it");
+    add_file(*command, words->file);
+    add_path(*command, words->path);
+    command->add_option("NEW_PARENT", words->target, "Path of the node to move it below")
+        ->required()
+        ->type_name("");
+    command->callback([words] {
+        edit(words->file,
+             [&](zeManager& manager) { move_node(manager, words->path, words->target); });
+    });
+}
+
+void add_rename(CLI::App& tree) {
+    const auto words = std::make_shared<Edit_words>();
+    CLI::App* const command = tree.add_subcommand("rename", "Give a node another name");
+    add_file(*command, words->file);
+    add_path(*command, words->path);
+    command->add_option("NAME", words->target, "The name, in which / and \\ are themselves")
+        ->required()
+        ->type_name("");
+    command->callback([words] {
+        edit(words->file,
+             [&](zeManager& manager) { rename_node(manager, words->path, words->target); });
+    });
+}
+
+void add_delete(CLI::App& tree) {
+    const auto words = std::make_shared<Edit_words>();
+    CLI::App* const command = tree.add_subcommand("delete", "Delete a node with all below it");
+    add_file(*command, words->file);
+    add_path(*command, words->path);
+    command->add_flag("--keep-concepts", words->keeps_concepts,
+                      "Leave what its messages brought to the statistics of all concepts");
+    command->callback([words] {
+        edit(words->file,
+             [&](zeManager& manager) { delete_node(manager, words->path, words->keeps_concepts); });
+    });
+}
+
+}  // namespace
+
+void add_tree_commands(CLI::App& app) {
+    CLI::App* const tree =
+        app.add_subcommand("tree", "Show and edit the tree of a knowledge container");
+    tree->require_subcommand(1);
+    add_show(*tree);
+    add_add(*tree);
+    add_set(*tree);
+    add_move(*tree);
+    add_rename(*tree);
+    add_delete(*tree);
+}
+
+}  // namespace cli

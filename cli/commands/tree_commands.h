@@ -1,0 +1,16 @@
+// The commands on the tree of a knowledge container in a file.
+#ifndef ZANDREL_CLI_COMMANDS_TREE_COMMANDS_H_
+#define ZANDREL_CLI_COMMANDS_TREE_COMMANDS_H_
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// Adds the command tree, with those below it.
+void add_tree_commands(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_TREE_COMMANDS_H_

@@ -1,0 +1,35 @@
+#include "cli/kc/Kc_edit.h"
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_tree.h"
+
+namespace cli {
+
+namespace {
+
+// Nothing is interrupted here, so whatever the library raises is a refusal. An assertion tells of a
+// tree that was unsound in its file.
+bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeManager>& manager) {
+    try {
+        return change(manager);
+    } catch (const qtxAll& error) {
+        throw Data_error(path, error.what());
+    } catch (const Edit_refused& error) {
+        throw Data_error(path, error.what());
+    }
+}
+
+}  // namespace
+
+void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change) {
+    qtPtrLight<zeManager> manager = read_kc(path, progress);
+    if (is_changed(path, change, manager)) {
+        write_kc(path, *manager, manager->m_compact, progress);
+    }
+}
+
+}  // namespace cli

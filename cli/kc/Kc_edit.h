@@ -1,0 +1,26 @@
+// Kc_edit: changes a knowledge container in its file.
+#ifndef ZANDREL_CLI_KC_KC_EDIT_H_
+#define ZANDREL_CLI_KC_KC_EDIT_H_
+
+#include <functional>
+#include <string>
+
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/qtPtr.h"
+
+class zeManager;
+
+namespace cli {
+
+// Changes a container; returns whether it has to be written.
+using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
+
+// Reads the container of a file, changes it, and writes it in place of the file, which stays as it
+// is if the change is refused or changes nothing. A compact container stays compact.
+// RAISES: Data_error "FILE: message" for what the library or the program refuses; what read_kc,
+// write_kc and otherwise the change raise.
+void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_KC_EDIT_H_

@@ -1,0 +1,224 @@
+#include "cli/kc/Kc_options.h"
+
+#include <algorithm>
+#include <map>
+#include <string_view>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "zandrel/foundation/qtText.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/options/zeOptMap.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_paths.h"
+#include "cli/kc/Kc_tree.h"
+#include "cli/model/Engine_settings.h"
+
+namespace cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Stat_classifier {
+    std::string path;
+    zeStat_matcher* matcher;
+};
+
+std::vector<Stat_classifier> stat_classifiers(zeManager& manager) {
+    std::vector<Stat_classifier> found;
+    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
+        auto* const matcher = dynamic_cast<zeStat_matcher*>(
+            manager.m_physical_tree->get_classifier(node.physical_node));
+        if (matcher != nullptr) {
+            found.push_back({shown_path(*manager.m_logical_tree, id), matcher});
+        }
+    }
+    std::sort(found.begin(), found.end(),
+              [](const Stat_classifier& left, const Stat_classifier& right) {
+                  return left.path < right.path;
+              });
+    return found;
+}
+
+// A container without nodes that has given settings, for the map to read and write.
+qtPtrLight<zeManager> container_of(const zeConfig& config, const zeDefaults& defaults) {
+    qtPtrLight<zeManager> container(new zeManager);
+    container->m_config = config;
+    container->m_defaults = defaults;
+    return container;
+}
+
+std::map<qtString, qtString> texts_of(qtPtrLight<zeManager>& container) {
+    zeOptMap map;
+    map.GetKcDefaults(container);
+    return std::move(map.options);
+}
+
+bool is_known(std::string_view key) {
+    const std::vector<zeOptMap::Known_key> known = zeOptMap::known_keys();
+    return std::any_of(known.begin(), known.end(),
+                       [key](const zeOptMap::Known_key& each) { return key == each.key; });
+}
+
+void verify(const Setting_value& setting) {
+    const std::string problem = setting_problem(setting.key, setting.value);
+    if (!problem.empty()) {
+        throw Usage_error(problem);
+    }
+    if (!is_known(setting.key)) {
+        throw Usage_error(setting.key + " is read from options files and kept in no container");
+    }
+}
+
+void verify_compact(const zeStat_storage& storage, const zeDefaults& wanted) {
+    if (storage.m_use_train_likelihood != wanted.use_likelihood_in_train ||
+        storage.m_likelihood_resolution != wanted.likelihood_resolution) {
+        throw Edit_refused(
+            "the container is compact: without the statistics of training no likelihood table can "
+            "be made anew");
+    }
+}
+
+// Numbers as numbers, all else as a text.
+Json value_json(const std::string& value) {
+    Json number = Json::parse(value, nullptr, false);
+    return number.is_number() ? number : Json(value);
+}
+
+}  // namespace
+
+zeDefaults settings_of(const zeStat_storage& storage) {
+    zeDefaults settings;
+    settings.use_new_ZC = storage.m_use_new_ZC;
+    settings.use_normalization = storage.m_use_normalization;
+    settings.use_likelihood_in_train = storage.m_use_train_likelihood;
+    settings.use_likelihood_in_match = storage.m_use_likelihood_in_match;
+    settings.likelihood_resolution = storage.m_likelihood_resolution;
+    settings.use_omit_method = storage.m_use_omit_method;
+    settings.suppress_M = storage.m_suppress_M;
+    settings.suppress_M_threshold = storage.m_suppress_M_threshold;
+    settings.num_slices = storage.m_num_slices;
+    settings.clip_value = storage.m_clip_value;
+    settings.profile_size = storage.m_profile_size;
+    settings.min_Ps_size = storage.m_min_Ps_size;
+    settings.max_Ps_size = storage.m_max_Ps_size;
+    settings.P_life_expectancy = storage.m_P_life_expectancy;
+    settings.delete_P_factor = storage.m_delete_P_factor;
+    settings.activation_inside = storage.m_activation_inside;
+    settings.activation_outside = storage.m_activation_outside;
+    settings.activation_total = storage.m_activation_total;
+    settings.learn_speed_scale = storage.m_learn_speed_scale;
+    settings.min_Rlimit = storage.m_min_Rlimit;
+    settings.average_Rlimit = storage.m_average_Rlimit;
+    settings.max_Rlimit = storage.m_max_Rlimit;
+    settings.keywords_frequency = storage.m_keywords_frequency;
+    settings.sml_weights = storage.m_sml_weights;
+    settings.weaken_small_cats_factor = storage.m_weaken_small_cats_factor;
+    return settings;
+}
+
+std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
+    std::map<qtString, qtString> texts = texts_of(manager);
+    std::vector<Kc_setting> settings;
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        settings.push_back({known.key, texts[known.key].str(), {}});
+    }
+    for (const Stat_classifier& each : stat_classifiers(*manager)) {
+        qtPtrLight<zeManager> own =
+            container_of(manager->m_config, settings_of(*each.matcher->m_storage));
+        texts = texts_of(own);
+        for (Kc_setting& setting : settings) {
+            const std::string value = texts[setting.key].str();
+            if (value != setting.value) {
+                setting.others.push_back({each.path, value});
+            }
+        }
+    }
+    return settings;
+}
+
+Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key) {
+    for (const Kc_setting& setting : kc_settings(manager)) {
+        if (setting.key == key) {
+            return setting;
+        }
+    }
+    throw Usage_error("unknown setting \"" + key + "\"");
+}
+
+std::vector<Setting_value> setting_values(const std::vector<std::string>& words) {
+    std::vector<Setting_value> values;
+    for (const std::string& word : words) {
+        const std::size_t equals = word.find('=');
+        if (equals == std::string::npos) {
+            throw Usage_error(word + ": no \"=\" between key and value");
+        }
+        const Setting_value setting = {TrimWhiteSpace(word.substr(0, equals)).str(),
+                                       TrimWhiteSpace(word.substr(equals + 1)).str()};
+        verify(setting);
+        values.push_back(setting);
+    }
+    return values;
+}
+
+bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_value>& values) {
+    const std::vector<Kc_setting> before = kc_settings(manager);
+    zeOptMap map;
+    map.Add("UseExtParms", true);
+    for (const Setting_value& setting : values) {
+        map.Add(setting.key, setting.value);
+    }
+    // The map is read over each classifier's own settings, so that what it does not name stays.
+    std::vector<std::pair<zeStat_matcher*, zeDefaults>> wanted;
+    for (const Stat_classifier& each : stat_classifiers(*manager)) {
+        const zeStat_storage& storage = *each.matcher->m_storage;
+        qtPtrLight<zeManager> own = container_of(manager->m_config, settings_of(storage));
+        map.SetKcDefaults(own, false);
+        if (manager->m_compact) {
+            verify_compact(storage, own->m_defaults);
+        }
+        wanted.emplace_back(each.matcher, own->m_defaults);
+    }
+    map.SetKcDefaults(manager, false);
+    zeSetDefaults all = zeSetDefaults::all(true);
+    for (auto& [matcher, settings] : wanted) {
+        matcher->m_storage->set_defaults(settings, all);
+        matcher->m_dirty = true;
+    }
+    manager->m_modified = true;
+    return kc_settings(manager) != before;
+}
+
+void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out) {
+    for (const Kc_setting& setting : settings) {
+        out << setting.key << '=' << setting.value;
+        const char* before = "  # ";
+        for (const Other_value& other : setting.others) {
+            out << before << other.value << " at " << other.path;
+            before = ", ";
+        }
+        out << '\n';
+    }
+}
+
+nlohmann::ordered_json settings_json(const std::vector<Kc_setting>& settings) {
+    Json json = Json::object();
+    for (const Kc_setting& setting : settings) {
+        Json classifiers = Json::array();
+        for (const Other_value& other : setting.others) {
+            classifiers.push_back({{"path", other.path}, {"value", value_json(other.value)}});
+        }
+        json[setting.key] = {{"value", value_json(setting.value)},
+                             {"classifiers", std::move(classifiers)}};
+    }
+    return json;
+}
+
+}  // namespace cli

@@ -1,0 +1,69 @@
+// Kc_options: the engine's settings of a knowledge container.
+#ifndef ZANDREL_CLI_KC_KC_OPTIONS_H_
+#define ZANDREL_CLI_KC_KC_OPTIONS_H_
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/persistence/zeDefaults.h"
+
+class zeManager;
+class zeStat_storage;
+
+namespace cli {
+
+// A statistical classifier whose setting is another than the container's.
+struct Other_value {
+    std::string path;  // as it is shown
+    std::string value;
+
+    bool operator==(const Other_value& other) const = default;
+};
+
+struct Kc_setting {
+    std::string key;
+    std::string value;                // as an options file has it
+    std::vector<Other_value> others;  // sorted by path
+
+    bool operator==(const Kc_setting& other) const = default;
+};
+
+struct Setting_value {
+    std::string key;
+    std::string value;
+};
+
+// Every setting that an options file knows, in the order of docs/options.md.
+std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager);
+// The setting of a key alone.
+// RAISES: Usage_error for an unknown key.
+Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key);
+
+// Reads `Key=value` words. An empty value, or "leave", leaves the setting as it is.
+// RAISES: Usage_error that names the key, also for the keys of an options file that are no settings
+// of a container.
+std::vector<Setting_value> setting_values(const std::vector<std::string>& words);
+
+// Gives the values to the container and to each of its statistical classifiers, whose other
+// settings stay what they are. Returns whether anything has changed.
+// REQUIRES: values as `setting_values` gives them.
+// RAISES: Edit_refused, changing nothing, for a compact container if a classifier would have to
+// make its likelihood tables anew, from statistics that are not there.
+bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_value>& values);
+
+// The settings of one classifier in the form of a container's.
+zeDefaults settings_of(const zeStat_storage& storage);
+
+// Prints a line `Key=value` for each, with what differs as a comment behind it: an options file.
+void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out);
+// The same as an object with a member for each key: an object of `value`, a number or a text, and
+// `classifiers`, a list of objects of `path` and `value`.
+nlohmann::ordered_json settings_json(const std::vector<Kc_setting>& settings);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_KC_OPTIONS_H_

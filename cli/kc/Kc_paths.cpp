@@ -1,0 +1,86 @@
+#include "cli/kc/Kc_paths.h"
+
+#include <vector>
+
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include "cli/errors.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+constexpr unsigned int kRootId = 1;
+
+using Parts = std::vector<qtString>;
+
+std::string quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
+std::string quoted_path(const Parts& parts, std::size_t count) {
+    std::string path;
+    for (std::size_t i = 0; i < count; ++i) {
+        path += (i == 0 ? "" : "/") + shown_name(parts[i].view());
+    }
+    return quoted(path);
+}
+
+[[noreturn]] void refuse_start(const zeLogicalTree& tree, const std::string& path) {
+    const zeLogicalNode& root = tree.GetNode(kRootId);
+    throw Usage_error("no node " + quoted(shown_text(path)) +
+                      (root.id == 0 ? ": the container has no node"
+                                    : ": a path begins with the name of the root, " +
+                                          quoted(shown_name(root.name.view()))));
+}
+
+// The node of the first `count` parts.
+const zeLogicalNode& find_parts(const zeLogicalTree& tree, const std::string& path,
+                                const Parts& parts, std::size_t count) {
+    const zeLogicalNode* node = &tree.FindNodeByPath(parts, 1);
+    if (node->id == 0) {
+        refuse_start(tree, path);
+    }
+    for (std::size_t i = 2; i <= count; ++i) {
+        node = &tree.FindNodeByPath(parts, static_cast<int>(i));
+        if (node->id == 0) {
+            throw Usage_error("no node " + quoted(shown_text(path)) + ": " +
+                              quoted_path(parts, i - 1) + " has no child " +
+                              quoted(shown_name(parts[i - 1].view())));
+        }
+    }
+    return *node;
+}
+
+}  // namespace
+
+std::string shown_name(std::string_view name) {
+    return shown_text(name, "/\\");
+}
+
+std::string shown_path(const zeLogicalTree& tree, unsigned int id) {
+    qtString path;
+    tree.GetNodePath(id, path);
+    return shown_text(path.view());
+}
+
+const zeLogicalNode& find_node(const zeLogicalTree& tree, const std::string& path) {
+    Parts parts;
+    zeLogicalTree::BreakPath(path, parts);
+    return find_parts(tree, path, parts, parts.size());
+}
+
+New_place find_new_place(const zeLogicalTree& tree, const std::string& path) {
+    Parts parts;
+    zeLogicalTree::BreakPath(path, parts);
+    const std::size_t above = parts.empty() ? 0 : parts.size() - 1;
+    const zeLogicalNode& parent = find_parts(tree, path, parts, above);
+    if (above == 0) {
+        throw Usage_error(quoted(shown_text(path)) +
+                          " is the root: a new node stands below another");
+    }
+    return {parent.id, parts.back().str()};
+}
+
+}  // namespace cli

@@ -1,0 +1,178 @@
+#include "cli/kc/Kc_tree_view.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "zandrel/foundation/qtText.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+
+#include "cli/kc/Kc_paths.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr unsigned int kRootId = 1;
+
+std::optional<int> messages_for(zeManager& manager, const zeLogicalNode& node) {
+    if (node.parent == 0) {
+        return std::nullopt;
+    }
+    zeClassifier* const above = manager.m_logical_tree->GetRealParent(node.parent);
+    const auto* const matcher = dynamic_cast<zeStat_matcher*>(above);
+    if (matcher == nullptr) {
+        return std::nullopt;
+    }
+    const zeStat_storage& storage = *matcher->m_storage;
+    const int iprofile = storage.get_profile(node.physical_node);
+    return storage.end(iprofile) ? std::nullopt
+                                 : std::optional(storage.profile(iprofile).m_num_msgs);
+}
+
+Tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
+    Tree_line line;
+    line.id = node.id;
+    line.depth = depth;
+    line.name = node.name.view();
+    line.category = node.category.view();
+    line.type = node.type;
+    line.is_scored = (node.attributes & zeNode::NoScore) == 0;
+    line.threshold = node.threshold;
+    line.rule = node.rule.str();
+    line.note1 = node.note1.str();
+    line.note2 = node.note2.str();
+    line.messages = messages_for(manager, node);
+    line.child_count = node.children.size();
+    return line;
+}
+
+// By name, and among equal names in the order of making.
+std::vector<const zeLogicalNode*> sorted_children(const zeLogicalTree& tree,
+                                                  const zeLogicalNode& node) {
+    std::vector<const zeLogicalNode*> children;
+    for (const unsigned int id : node.children) {
+        children.push_back(&tree.GetNode(id));
+    }
+    std::sort(children.begin(), children.end(),
+              [](const zeLogicalNode* left, const zeLogicalNode* right) {
+                  return left->name == right->name ? left->id < right->id
+                                                   : left->name < right->name;
+              });
+    return children;
+}
+
+void print_line(const Tree_line& line, std::ostream& out) {
+    for (int level = 0; level < line.depth; ++level) {
+        out << "  ";
+    }
+    out << shown_name(line.name) << " [" << type_name(line.type) << ']';
+    if (!line.is_scored) {
+        out << " NoScore";
+    }
+    if (line.category != line.name) {
+        out << " category=" << shown_name(line.category);
+    }
+    if (line.threshold != 0.0) {
+        out << " threshold=" << qtConvertDoubleToString(line.threshold).view();
+    }
+    if (line.messages) {
+        out << " messages=" << *line.messages;
+    }
+    if (line.hides_children) {
+        out << " children=" << line.child_count;
+    }
+    // Last, since it may hold anything.
+    if (!line.rule.empty()) {
+        out << " rule=" << shown_text(line.rule);
+    }
+    out << '\n';
+}
+
+Json line_json(const Tree_line& line) {
+    Json json = {
+        {"name", line.name},        {"category", line.category},   {"type", type_name(line.type)},
+        {"scored", line.is_scored}, {"threshold", line.threshold}, {"rule", line.rule},
+        {"note1", line.note1},      {"note2", line.note2}};
+    json["messages"] = line.messages ? Json(*line.messages) : Json(nullptr);
+    json["child_count"] = line.child_count;
+    return json;
+}
+
+// The object of a line and of all below it; `next` comes to stand behind them.
+Json subtree_json(const std::vector<Tree_line>& lines, std::size_t& next) {
+    const Tree_line& line = lines[next++];
+    Json json = line_json(line);
+    if (!line.hides_children) {
+        Json children = Json::array();
+        while (next < lines.size() && lines[next].depth > line.depth) {
+            children.push_back(subtree_json(lines, next));
+        }
+        json["children"] = std::move(children);
+    }
+    return json;
+}
+
+}  // namespace
+
+Tree_view view_tree(zeManager& manager, const std::string& path, int depth) {
+    const zeLogicalTree& tree = *manager.m_logical_tree;
+    Tree_view view;
+    std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with their depths; the next last
+    if (!path.empty()) {
+        waiting.emplace_back(&find_node(tree, path), 0);
+    } else if (tree.GetNode(kRootId).id != 0) {
+        waiting.emplace_back(&tree.GetNode(kRootId), 0);
+    }
+    while (!waiting.empty()) {
+        const auto [node, level] = waiting.back();
+        waiting.pop_back();
+        view.lines.push_back(line_of(manager, *node, level));
+        if (level == depth) {
+            view.lines.back().hides_children = !node->children.empty();
+            continue;
+        }
+        const std::vector<const zeLogicalNode*> children = sorted_children(tree, *node);
+        for (auto child = children.rbegin(); child != children.rend(); ++child) {
+            waiting.emplace_back(*child, level + 1);
+        }
+    }
+    return view;
+}
+
+std::string type_name(unsigned char type) {
+    constexpr std::string_view kNames[] = {"leaf", "rule", "stat"};
+    return type > ZE_STAT ? "type " + std::to_string(unsigned{type}) : std::string(kNames[type]);
+}
+
+void print_tree(const Tree_view& view, std::ostream& out) {
+    for (const Tree_line& line : view.lines) {
+        print_line(line, out);
+    }
+}
+
+nlohmann::ordered_json tree_json(const Tree_view& view) {
+    if (view.lines.empty()) {
+        return nullptr;
+    }
+    for (const Tree_line& line : view.lines) {
+        if (line.depth > kDeepestJson) {
+            throw std::length_error("the tree has more than " + std::to_string(kDeepestJson) +
+                                    " levels for JSON: give a --depth");
+        }
+    }
+    std::size_t next = 0;
+    return subtree_json(view.lines, next);
+}
+
+}  // namespace cli

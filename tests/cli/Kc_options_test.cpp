@@ -1,0 +1,244 @@
+#include "cli/kc/Kc_options.h"
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "zandrel/options/zeOptMap.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_tree.h"
+#include "tests/cli/small_kc.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+
+// A value for each key that no container of these tests has by itself.
+const std::map<std::string, std::string> kNewValues = {
+    {"ClipValue", "7"},
+    {"UseLikelihoodInTrain", "1"},
+    {"UseLikelihoodInMatch", "1"},
+    {"UseOmitMethod", "0"},
+    {"LikelihoodHistogramResolution", "4"},
+    {"ProfileSize", "77"},
+    {"PLifeExpectancy", "33"},
+    {"DeletePFactor", "1.25"},
+    {"MinPsSize", "1234"},
+    {"MaxPsSize", "5678"},
+    {"NumberOfSlices", "5"},
+    {"MinRlimit", "31"},
+    {"AverageRlimit", "101"},
+    {"MaxRlimit", "10001"},
+    {"SuppressM", "1"},
+    {"SuppressMThreshold", "9"},
+    {"UseNewZC", "0"},
+    {"UseNormalization", "0"},
+    {"ActivationInside", "3"},
+    {"ActivationOutside", "4"},
+    {"ActivationTotal", "5"},
+    {"KeywordsFrequency", "8"},
+    {"KeywordsSmlWeight", "1.5"},
+    {"TitleSmlWeight", "2.5"},
+    {"CannedSmlWeight", "3.5"},
+    {"WeakenSmallCatsFactor", "0.1"},
+    {"LearnSpeedScale", "linear"},
+    {"EachCatReserveSize", "4294967295"},
+    {"EachCatTrainSize", "3000000000"},
+    {"AgeAdjustment", "-0.5"},
+    {"ActivateFeedback", "11"},
+    {"FullPropogation", "0"},
+};
+
+bool set(Small_kc& kc, const std::vector<std::string>& words) {
+    return set_kc_settings(kc.Pointer(), setting_values(words));
+}
+
+std::string value_of(Small_kc& kc, const std::string& key) {
+    return kc_setting(kc.Pointer(), key).value;
+}
+
+std::string refusal_of(const std::vector<std::string>& words) {
+    try {
+        setting_values(words);
+    } catch (const Usage_error& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+TEST(KcOptionsTest, ListsEveryKnownKeyInItsOrder) {
+    Small_kc kc;
+    std::vector<std::string> expected;
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        expected.emplace_back(known.key);
+    }
+
+    std::vector<std::string> keys;
+    for (const Kc_setting& setting : kc_settings(kc.Pointer())) {
+        keys.push_back(setting.key);
+        EXPECT_NE(setting.value, "") << setting.key;
+    }
+
+    EXPECT_EQ(keys, expected);
+}
+
+TEST(KcOptionsTest, EachValueThatIsSetIsGivenBack) {
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        SCOPED_TRACE(known.key);
+        const std::string value = kNewValues.at(known.key);
+        Small_kc kc;
+        ASSERT_NE(value_of(kc, known.key), value);
+
+        EXPECT_TRUE(set(kc, {std::string(known.key) + "=" + value}));
+
+        const Kc_setting setting = kc_setting(kc.Pointer(), known.key);
+        EXPECT_EQ(setting.value, value);
+        EXPECT_THAT(setting.others, ElementsAre()) << "the classifiers took it too";
+        EXPECT_TRUE(kc.Manager().m_modified);
+    }
+}
+
+// Each classifier's own value is seen, whichever setting it is.
+TEST(KcOptionsTest, TellsWhereAClassifierDiffers) {
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        SCOPED_TRACE(known.key);
+        Small_kc kc;
+        const zeConfig config = kc.Manager().m_config;
+        const zeDefaults defaults = kc.Manager().m_defaults;
+        const std::string old_value = value_of(kc, known.key);
+        const std::string new_value = kNewValues.at(known.key);
+        set(kc, {std::string(known.key) + "=" + new_value});
+        const bool is_of_models = !(kc.Manager().m_defaults == defaults);
+
+        kc.Manager().m_defaults = defaults;
+        kc.Manager().m_config = config;
+
+        const Kc_setting setting = kc_setting(kc.Pointer(), known.key);
+        EXPECT_EQ(setting.value, old_value);
+        if (is_of_models) {
+            EXPECT_THAT(setting.others, ElementsAre(Other_value{"root", new_value},
+                                                    Other_value{"root/news", new_value}));
+        } else {
+            EXPECT_THAT(setting.others, ElementsAre());
+        }
+    }
+}
+
+TEST(KcOptionsTest, ClassifiersKeepTheirOtherSettings) {
+    Small_kc kc;
+    kc.Storage("root/news").m_profile_size = 5;
+
+    set(kc, {"ClipValue=2"});
+
+    EXPECT_EQ(kc.Storage("root/news").m_profile_size, 5);
+    EXPECT_EQ(kc.Storage("root/news").m_clip_value, 2.0);
+    EXPECT_EQ(kc.Storage("root").m_profile_size, 1000);
+    EXPECT_THAT(kc_setting(kc.Pointer(), "ProfileSize").others,
+                ElementsAre(Other_value{"root/news", "5"}));
+}
+
+TEST(KcOptionsTest, MarksTheClassifiersAsChanged) {
+    Small_kc kc;
+    kc.Matcher("root/news").m_dirty = false;
+
+    set(kc, {"ClipValue=2"});
+
+    EXPECT_TRUE(kc.Matcher("root/news").m_dirty);
+}
+
+TEST(KcOptionsTest, LaterWordWins) {
+    Small_kc kc;
+
+    set(kc, {"ProfileSize=5", " ProfileSize = 6 "});
+
+    EXPECT_EQ(value_of(kc, "ProfileSize"), "6");
+}
+
+TEST(KcOptionsTest, TellsThatNothingHasChanged) {
+    Small_kc kc;
+
+    EXPECT_FALSE(set(kc, {"ProfileSize=1000"}));
+    EXPECT_FALSE(set(kc, {"ProfileSize="}));
+    EXPECT_FALSE(set(kc, {"ProfileSize=leave"}));
+    EXPECT_EQ(value_of(kc, "ProfileSize"), "1000");
+}
+
+TEST(KcOptionsTest, RefusesBadWordsBeforeAnythingIsRead) {
+    const struct {
+        std::string word;
+        std::string refusal;
+    } rows[] = {
+        {"ProfileSize", R"(ProfileSize: no "=" between key and value)"},
+        {"ProfileSice=1", R"(unknown setting "ProfileSice")"},
+        {"=1", R"(unknown setting "")"},
+        {"ProfileSize=many", R"(bad value for ProfileSize: "many" is not an integer)"},
+        {"UseExtParms=1", "UseExtParms is read from options files and kept in no container"},
+        {"GeomAverage=1", "GeomAverage is read from options files and kept in no container"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.word);
+        EXPECT_EQ(refusal_of({"ClipValue=2", row.word}), row.refusal);
+    }
+}
+
+TEST(KcOptionsTest, RefusesToGetAnUnknownKey) {
+    Small_kc kc;
+
+    EXPECT_THROW(kc_setting(kc.Pointer(), "ProfileSice"), Usage_error);
+}
+
+TEST(KcOptionsTest, CompactContainerKeepsItsLikelihoodTables) {
+    for (const char* const word : {"UseLikelihoodInTrain=1", "LikelihoodHistogramResolution=2"}) {
+        SCOPED_TRACE(word);
+        Small_kc kc = Small_kc::Compact();
+        const std::vector<Kc_setting> before = kc_settings(kc.Pointer());
+
+        EXPECT_THROW(set(kc, {"ClipValue=2", word}), Edit_refused);
+
+        EXPECT_EQ(kc_settings(kc.Pointer()), before);
+        EXPECT_FALSE(kc.Manager().m_modified);
+    }
+}
+
+TEST(KcOptionsTest, CompactContainerTakesOtherSettings) {
+    Small_kc kc = Small_kc::Compact();
+    const std::size_t features = kc.Matcher("root").m_table.size();
+
+    EXPECT_TRUE(set(kc, {"ClipValue=2", "UseLikelihoodInTrain=0", "ActivationInside=2"}));
+
+    EXPECT_EQ(kc.Storage("root").m_activation_inside, 2);
+    EXPECT_EQ(kc.Matcher("root").m_table.size(), features);
+}
+
+TEST(KcOptionsTest, PrintsWhatAnOptionsFileHolds) {
+    std::ostringstream out;
+    print_settings(
+        {{"ClipValue", "3", {}}, {"ProfileSize", "1000", {{"root", "5"}, {"root/news", "6"}}}},
+        out);
+
+    EXPECT_EQ(out.str(), "ClipValue=3\nProfileSize=1000  # 5 at root, 6 at root/news\n");
+}
+
+TEST(KcOptionsTest, WritesNumbersAsJsonNumbers) {
+    EXPECT_EQ(settings_json({{"ClipValue", "3", {}},
+                             {"DeletePFactor", "1.1", {{"root", "inf"}}},
+                             {"LearnSpeedScale", "sqrt", {}}})
+                  .dump(),
+              R"({"ClipValue":{"value":3,"classifiers":[]},)"
+              R"("DeletePFactor":{"value":1.1,"classifiers":[{"path":"root","value":"inf"}]},)"
+              R"("LearnSpeedScale":{"value":"sqrt","classifiers":[]}})");
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,334 @@
+#include "cli/kc/Kc_tree.h"
+
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/foundation/qtX.h"
+
+#include "cli/errors.h"
+#include "tests/cli/small_kc.h"
+
+namespace cli {
+
+namespace {
+
+Node_attributes with_type(unsigned char type) {
+    Node_attributes attributes;
+    attributes.type = type;
+    return attributes;
+}
+
+Node_attributes with_rule(const std::string& rule) {
+    Node_attributes attributes;
+    attributes.rule = rule;
+    return attributes;
+}
+
+bool is_scored(const zeLogicalNode& node) {
+    EXPECT_EQ(node.attributes, node.physical_node->m_flags);
+    return (node.attributes & zeNode::NoScore) == 0;
+}
+
+TEST(KcTreeTest, AddsAScoredLeafUnlessToldOtherwise) {
+    Small_kc kc;
+
+    add_node(kc.Manager(), "root/news/art", {});
+
+    const zeLogicalNode& added = kc.Node("root/news/art");
+    EXPECT_EQ(added.type, ZE_LEAF);
+    EXPECT_TRUE(is_scored(added));
+    EXPECT_EQ(added.rule, "");
+    EXPECT_EQ(added.threshold, 0.0);
+    EXPECT_TRUE(kc.Manager().m_modified);
+    ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, AddsANodeWithAllThatIsGiven) {
+    Small_kc kc;
+    Node_attributes attributes = with_rule("2");
+    attributes.type = ZE_STAT;
+    attributes.threshold = 0.25;
+    attributes.is_scored = true;
+    attributes.note1 = "first";
+    attributes.note2 = "second";
+
+    add_node(kc.Manager(), "root/filter/shop", attributes);
+
+    const zeLogicalNode& added = kc.Node("root/filter/shop");
+    EXPECT_EQ(added.type, ZE_STAT);
+    EXPECT_TRUE(is_scored(added));
+    EXPECT_EQ(added.rule, "2");
+    EXPECT_EQ(added.threshold, 0.25);
+    EXPECT_EQ(added.note1, "first");
+    EXPECT_EQ(added.note2, "second");
+    ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, NewClassifierIsNotScored) {
+    for (const unsigned char type : {ZE_RULE, ZE_STAT}) {
+        SCOPED_TRACE(unsigned{type});
+        Small_kc kc;
+
+        add_node(kc.Manager(), "root/inner", with_type(type));
+
+        EXPECT_FALSE(is_scored(kc.Node("root/inner")));
+    }
+}
+
+TEST(KcTreeTest, ScoringFollowsTheTypeUnlessItIsGiven) {
+    Small_kc kc;
+    change_node(kc.Manager(), "root/mail", with_type(ZE_STAT));
+    EXPECT_FALSE(is_scored(kc.Node("root/mail")));
+    change_node(kc.Manager(), "root/mail", with_type(ZE_LEAF));
+    EXPECT_TRUE(is_scored(kc.Node("root/mail")));
+
+    Node_attributes attributes = with_type(ZE_RULE);
+    attributes.is_scored = true;
+    change_node(kc.Manager(), "root/mail", attributes);
+    EXPECT_TRUE(is_scored(kc.Node("root/mail")));
+}
+
+TEST(KcTreeTest, ChangesWhatIsGivenAlone) {
+    Small_kc kc;
+    Node_attributes attributes;
+    attributes.note1 = "kept";
+    attributes.is_scored = false;
+    change_node(kc.Manager(), "root/filter/spam", attributes);
+    attributes = with_rule("0");
+    attributes.threshold = 0.5;
+
+    change_node(kc.Manager(), "root/filter/spam", attributes);
+
+    const zeLogicalNode& changed = kc.Node("root/filter/spam");
+    EXPECT_EQ(changed.note1, "kept");
+    EXPECT_FALSE(is_scored(changed));
+    EXPECT_EQ(changed.rule, "0");
+    EXPECT_EQ(changed.threshold, 0.5);
+    EXPECT_EQ(changed.type, ZE_LEAF);
+    ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, EmptyTextClearsANote) {
+    Small_kc kc;
+    Node_attributes attributes;
+    attributes.note2 = "gone";
+    change_node(kc.Manager(), "root/mail", attributes);
+    attributes.note2 = "";
+
+    change_node(kc.Manager(), "root/mail", attributes);
+
+    EXPECT_EQ(kc.Node("root/mail").note2, "");
+}
+
+TEST(KcTreeTest, ChangeToWhatIsAlreadyThereLeavesTheContainerUnmarked) {
+    Small_kc kc;
+
+    change_node(kc.Manager(), "root/filter/spam", with_rule("1"));
+    rename_node(kc.Manager(), "root/mail", "mail");
+
+    EXPECT_FALSE(kc.Manager().m_modified);
+}
+
+TEST(KcTreeTest, RootWithoutChildrenGetsTheOtherKindOfClassifier) {
+    Small_kc kc;
+    for (const char* const path : {"root/mail", "root/news", "root/filter"}) {
+        delete_node(kc.Manager(), path, false);
+    }
+
+    change_node(kc.Manager(), "root", with_type(ZE_RULE));
+
+    EXPECT_EQ(kc.Node("root").type, ZE_RULE);
+    EXPECT_FALSE(is_scored(kc.Node("root")));
+    ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, RenamesNodeAndCategory) {
+    Small_kc kc;
+
+    rename_node(kc.Manager(), "root/news/sport", R"(sport/a\b)");
+
+    const zeLogicalNode& renamed = kc.Node(R"(root/news/sport\/a\\b)");
+    EXPECT_EQ(renamed.category.view(), R"(sport/a\b)");
+    EXPECT_EQ(renamed.name, renamed.category);
+    EXPECT_FALSE(kc.Has("root/news/sport"));
+    ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, RenamesTheNodeAloneWhereNamesStandBesideCategories) {
+    Small_kc kc;
+    kc.Manager().m_compat55 = true;
+
+    rename_node(kc.Manager(), "root/news/sport", "games");
+
+    EXPECT_EQ(kc.Node("root/news/games").category.view(), "sport");
+}
+
+TEST(KcTreeTest, ContainerNamedAfterItsRootKeepsStep) {
+    Small_kc kc;
+
+    rename_node(kc.Manager(), "root", "shop");
+    EXPECT_EQ(kc.Manager().m_config.kc_name, "shop");
+
+    kc.Manager().m_config.kc_name = "its own";
+    rename_node(kc.Manager(), "shop", "store");
+    EXPECT_EQ(kc.Manager().m_config.kc_name, "its own");
+}
+
+TEST(KcTreeTest, MovesANodeWithAllBelowIt) {
+    Small_kc kc;
+    add_node(kc.Manager(), "root/news/sport/ball", {});
+
+    move_node(kc.Manager(), "root/news/sport", "root");
+
+    EXPECT_TRUE(kc.Has("root/sport/ball"));
+    EXPECT_FALSE(kc.Has("root/news/sport"));
+    ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, DeletesANodeWithAllBelowIt) {
+    Small_kc kc;
+
+    delete_node(kc.Manager(), "root/news", false);
+
+    EXPECT_FALSE(kc.Has("root/news"));
+    ExpectSound(kc.Manager());
+}
+
+// Two of four messages have "goal" as the half of their bag: a weight of 1. The category took three
+// of the four messages with it, and all weights are scaled to the one that is left.
+TEST(KcTreeTest, KeepsWhatIsDeletedInTheTableOfConceptsIfAsked) {
+    Small_kc forgetful;
+    Small_kc kc;
+
+    delete_node(forgetful.Manager(), "root/news", false);
+    delete_node(kc.Manager(), "root/news", true);
+
+    EXPECT_DOUBLE_EQ(info_of(forgetful.Storage("root"), "goal").m_weight, 0.0);
+    EXPECT_DOUBLE_EQ(info_of(kc.Storage("root"), "goal").m_weight, 0.25);
+    EXPECT_FALSE(kc.Has("root/news"));
+}
+
+// What an edit raises, by its kind.
+std::string refusal_of(const std::function<void()>& edit) {
+    try {
+        edit();
+    } catch (const Usage_error& error) {
+        return std::string("usage: ") + error.what();
+    } catch (const Data_error& error) {
+        return std::string("data: ") + error.what();
+    } catch (const Edit_refused&) {
+        return "compact";
+    } catch (const qtxAll& error) {
+        return std::string("tree: ") + error.what();
+    }
+    return "none";
+}
+
+TEST(KcTreeTest, RefusalsChangeNothing) {
+    Small_kc kc;
+    zeManager& manager = kc.Manager();
+
+    const struct {
+        const char* refusal;
+        std::function<void()> edit;
+    } rows[] = {
+        {R"(usage: no node "root/x/y": "root" has no child "x")",
+         [&] { add_node(manager, "root/x/y", {}); }},
+        {R"(usage: no node "root/x": "root" has no child "x")",
+         [&] { change_node(manager, "root/x", with_type(ZE_STAT)); }},
+        {R"(usage: no node "root/x": "root" has no child "x")",
+         [&] { move_node(manager, "root/mail", "root/x"); }},
+        {R"(usage: no node "root/x": "root" has no child "x")",
+         [&] { delete_node(manager, "root/x", false); }},
+        {"data: rule: Invalid tokens: 1 , 2",
+         [&] { add_node(manager, "root/filter/x", with_rule("1 2")); }},
+        {"data: rule: Empty expression",
+         [&] { change_node(manager, "root/filter/spam", with_rule(" ")); }},
+        {"tree: mail : Category name already in use under the current Principal node",
+         [&] { add_node(manager, "root/mail", {}); }},
+        {"tree: Mixing rules and statistics on the same level",
+         [&] { add_node(manager, "root/filter/x", {}); }},
+        {"tree: OTHERWISE rule already exists in a sibling of the given node",
+         [&] { add_node(manager, "root/filter/x", with_rule("default")); }},
+        {"tree: Cannot switch node type",
+         [&] { change_node(manager, "root/mail", with_rule("1")); }},
+        {"tree: Cannot switch node type",
+         [&] { change_node(manager, "root/filter/spam", with_rule("")); }},
+        {"tree: Cannot change root type",
+         [&] { change_node(manager, "root", with_type(ZE_RULE)); }},
+        {"tree: Invalid new root type", [&] { change_node(manager, "root", with_type(ZE_LEAF)); }},
+        {"tree: Cannot delete top node", [&] { delete_node(manager, "root", false); }},
+        {"tree: Cannot move the node down",
+         [&] { move_node(manager, "root/news", "root/news/sport"); }},
+        {"tree: Invalid move", [&] { move_node(manager, "root/mail", "root"); }},
+        {"tree: Missing category name", [&] { rename_node(manager, "root/mail", ""); }},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.refusal);
+        const Unchanged unchanged(manager);
+        EXPECT_EQ(refusal_of(row.edit), row.refusal);
+    }
+}
+
+TEST(KcTreeTest, CompactContainerKeepsTheCategoriesOfItsStatisticalClassifiers) {
+    const struct {
+        const char* what;
+        std::function<void(zeManager&)> edit;
+    } rows[] = {
+        {"a new category", [](zeManager& manager) { add_node(manager, "root/x", {}); }},
+        {"a new one below a leaf",
+         [](zeManager& manager) { add_node(manager, "root/mail/x", {}); }},
+        {"one that goes", [](zeManager& manager) { delete_node(manager, "root/mail", false); }},
+        {"a classifier that goes",
+         [](zeManager& manager) { delete_node(manager, "root/news", true); }},
+        {"a rule node that goes",
+         [](zeManager& manager) { delete_node(manager, "root/filter", false); }},
+        {"one that moves up",
+         [](zeManager& manager) { move_node(manager, "root/news/sport", "root"); }},
+        {"one that moves down",
+         [](zeManager& manager) { move_node(manager, "root/mail", "root/news"); }},
+        {"those that a classifier leaves to the one above",
+         [](zeManager& manager) { change_node(manager, "root/news", with_type(ZE_LEAF)); }},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Small_kc whole;
+        EXPECT_EQ(refusal_of([&] { row.edit(whole.Manager()); }), "none");
+        Small_kc compact = Small_kc::Compact();
+        EXPECT_EQ(refusal_of([&] { row.edit(compact.Manager()); }), "compact");
+    }
+}
+
+TEST(KcTreeTest, CompactContainerTakesEditsThatSelectNoFeatures) {
+    Small_kc kc = Small_kc::Compact();
+    zeManager& manager = kc.Manager();
+    const std::size_t features = kc.Matcher("root").m_table.size();
+    ASSERT_GT(features, 0U);
+
+    Node_attributes attributes;
+    attributes.threshold = 0.5;
+    attributes.is_scored = false;
+    attributes.note1 = "note";
+    change_node(manager, "root/news/sport", attributes);
+    rename_node(manager, "root/news", "papers");
+    change_node(manager, "root/filter/spam", with_rule("0"));
+    add_node(manager, "root/filter/more", with_rule("2"));
+    add_node(manager, "root/filter/more/deep", with_rule("3"));
+    move_node(manager, "root/filter/more/deep", "root/filter");
+    delete_node(manager, "root/filter/spam", false);
+    change_node(manager, "root/mail", with_type(ZE_RULE));
+
+    EXPECT_EQ(kc.Matcher("root").m_table.size(), features);
+    EXPECT_TRUE(kc.Has("root/papers/sport"));
+    EXPECT_TRUE(kc.Has("root/filter/deep"));
+    EXPECT_FALSE(kc.Has("root/filter/spam"));
+    ExpectSound(manager);
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,211 @@
+#!/usr/bin/env bash
+# Usage: tree_commands_test.sh PROGRAM
+# Runs those commands of the program zandrel that look into a knowledge container and edit it: info,
+# tree and options.
+# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
+source "$(dirname "$0")/program_test_help.sh"
+
+# refuses STATUS KC MESSAGE ARGUMENT...: the command says so and leaves the file as it is.
+refuses() {
+    local status=$1 file=$2 message=$3
+    shift 3
+    cp -p "$file" before.copy
+    expect "$status" "$@"
+    is err "$message"
+    is_silent out
+    cmp -s "$file" before.copy || fail "$command: changed the file"
+    [[ $(stat -c %i "$file") == "$inode" ]] || fail "$command: wrote the file"
+}
+# changes ARGUMENT...: the command succeeds in silence.
+changes() {
+    expect 0 "$@"
+    is_silent out
+    is_silent err
+}
+# shows KC PATH LINE...: the subtree, a line for each node.
+shows() {
+    expect 0 tree show "$1" "$2"
+    shift 2
+    is out "$(printf '%s\n' "$@")"
+}
+keep_inode() { inode=$(stat -c %i "$1"); }
+
+printf 'sport\tgoal match\nfood\tbread cheese\nmoney\tbank loan\nsport\tteam goal\n' >train.tsv
+printf 'world\tsport\nworld\tmoney\n' >groups.tsv
+printf 'no container\n' >no.kc
+expect 0 train whole.kc train.tsv --groups groups.tsv --analysis words --stem english
+expect 0 train compact.kc train.tsv --groups groups.tsv --compact
+
+# info
+expect 0 info whole.kc
+for line in '  file                whole.kc' '  format version      2' '  compact             no' \
+    '  unicode             no' '  text analysis       words, stem english' '  nodes               5' \
+    '  leaves              3' '  statistical nodes   2' '  levels              3' \
+    '  zandrel.stem=english' "  size                $(printf '%d' "$(stat -c %s whole.kc)" |
+        sed ':a;s/\([0-9]\)\([0-9]\{3\}\)\($\|,\)/\1,\2\3/;ta') bytes"; do
+    prints out "$line"
+done
+grep -qE '^ {13}2 +4 +7 +[1-9][0-9]*  root$' out || fail "$command: wrong figures of the root"
+is_silent err
+expect 0 info compact.kc --json
+for line in '"compact": true,' '"analysis": "phrases",' '"categories": 3,' \
+    "\"size\": $(stat -c %s compact.kc),"; do
+    prints out "$line"
+done
+
+# tree show
+shows whole.kc root 'root [stat] NoScore' '  food [leaf] messages=1' '  world [stat] NoScore messages=3' \
+    '    money [leaf] messages=1' '    sport [leaf] messages=2'
+shows whole.kc root/world/sport 'sport [leaf] messages=2'
+expect 0 tree show whole.kc --depth 1
+is out $'root [stat] NoScore\n  food [leaf] messages=1\n  world [stat] NoScore messages=3 children=2'
+expect 0 tree show whole.kc --json root/food
+is out '{
+  "name": "food",
+  "category": "food",
+  "type": "leaf",
+  "scored": true,
+  "threshold": 0.0,
+  "rule": "",
+  "note1": "",
+  "note2": "",
+  "messages": 1,
+  "child_count": 0,
+  "children": []
+}'
+
+# Every attribute comes back from the file.
+cp whole.kc a.kc
+changes tree add a.kc root/filter --type rule --note1 first --note2 $'second\nline'
+changes tree add a.kc 'root/filter/a\/b' --type stat --rule '"cheap" & $size(n) > 5' \
+    --threshold 0.25 --score
+changes tree add a.kc root/filter/rest --rule default --no-score
+shows a.kc root/filter 'filter [rule] NoScore messages=0' \
+    '  a\/b [stat] threshold=0.25 rule="cheap" & $size(n) > 5' \
+    '  rest [leaf] NoScore rule=default'
+expect 0 tree show a.kc root/filter --depth 0 --json
+prints out '"note1": "first",'
+prints out '"note2": "second\nline",'
+changes tree set a.kc 'root/filter/a\/b' --type leaf --rule 1 --threshold=-0.5 --no-score --note1 ''
+changes tree set a.kc root/filter --note1 '' --score
+shows a.kc root/filter 'filter [rule] messages=0' '  a\/b [leaf] NoScore threshold=-0.5 rule=1' \
+    '  rest [leaf] NoScore rule=default'
+expect 0 tree show a.kc root/filter --json
+prints out '"note1": "",'
+prints out '"note2": "second\nline",'
+changes tree rename a.kc 'root/filter/a\/b' $'c\nd/e'
+shows a.kc root/filter 'filter [rule] messages=0' '  c\x0Ad\/e [leaf] NoScore threshold=-0.5 rule=1' \
+    '  rest [leaf] NoScore rule=default'
+changes tree move a.kc root/food root/world
+changes tree delete a.kc root/filter
+changes tree delete a.kc root/world/sport --keep-concepts
+changes tree rename a.kc root shop
+shows a.kc shop 'shop [stat] NoScore' '  world [stat] NoScore messages=3' \
+    '    food [leaf] messages=0' '    money [leaf] messages=1'
+expect 0 info a.kc
+prints out '  name                shop'
+# What is left still knows its words.
+printf 'bank\n' >line.txt
+expect_of line.txt 0 classify a.kc
+prints out 'money'
+
+# What is refused, and what changes nothing, leaves the file alone.
+cp whole.kc b.kc
+changes tree add b.kc root/filter --type rule
+keep_inode b.kc
+refuses 64 b.kc 'zandrel: no node "root/x": "root" has no child "x"' tree delete b.kc root/x
+refuses 64 b.kc 'zandrel: no node "food": a path begins with the name of the root, "root"' \
+    tree set b.kc food --score
+refuses 64 b.kc 'zandrel: no node "root/x/y": "root" has no child "x"' tree add b.kc root/x/y
+refuses 64 b.kc 'zandrel: "root" is the root: a new node stands below another' tree add b.kc root
+refuses 64 b.kc 'zandrel: no node "root/x": "root" has no child "x"' tree move b.kc root/food root/x
+refuses 64 b.kc 'zandrel: no node "root/x": "root" has no child "x"' tree show b.kc root/x
+refuses 64 b.kc 'zandrel: tree set: nothing to set' tree set b.kc root/food
+refuses 65 b.kc 'b.kc: Cannot delete top node' tree delete b.kc root
+refuses 65 b.kc 'b.kc: Cannot move the node down' tree move b.kc root/world root/world/sport
+refuses 65 b.kc 'b.kc: Invalid move' tree move b.kc root/food root
+refuses 65 b.kc 'b.kc: Missing category name' tree rename b.kc root/food ''
+refuses 65 b.kc \
+    'b.kc: world : Category name already in use under the current Principal node' \
+    tree rename b.kc root/food world
+refuses 65 b.kc 'b.kc: Mixing rules and statistics on the same level' tree add b.kc root/filter/x
+refuses 65 b.kc 'b.kc: Cannot switch node type' tree set b.kc root/food --rule 1
+refuses 65 b.kc 'b.kc: Cannot change root type' tree set b.kc root --type rule
+refuses 65 b.kc 'rule: Invalid tokens: 1 , 2' tree add b.kc root/filter/x --rule '1 2'
+refuses 0 b.kc '' tree set b.kc root/food --score --threshold 0
+refuses 0 b.kc '' tree rename b.kc root/food food
+
+# A compact container takes what its classifiers need no statistics for, and stays compact.
+keep_inode compact.kc
+compact='compact.kc: the container is compact: without the statistics of training no'
+refuses 65 compact.kc "$compact category of a statistical classifier can come or go" \
+    tree delete compact.kc root/food
+refuses 65 compact.kc "$compact category of a statistical classifier can come or go" \
+    tree add compact.kc root/world/more
+refuses 65 compact.kc "$compact likelihood table can be made anew" \
+    options set compact.kc LikelihoodHistogramResolution=2
+changes tree rename compact.kc root/world/money cash
+changes tree set compact.kc root/world/sport --threshold 0.001 --note1 note
+changes options set compact.kc ClipValue=2
+expect 0 info compact.kc
+prints out '  compact             yes'
+expect_of line.txt 0 classify compact.kc
+prints out 'cash'
+
+# options
+expect 0 options get whole.kc
+head -n 1 out | grep -qx 'ClipValue=3' || fail "$command: wrong first line"
+[[ $(wc -l <out) == 32 && $(sort -u out | wc -l) == 32 ]] || fail "$command: not 32 settings"
+cp out all.options
+expect 0 evaluate --train train.tsv --test train.tsv --options all.options
+cp whole.kc c.kc
+changes options set c.kc ClipValue=2 ProfileSize=77 LearnSpeedScale=linear
+expect 0 options get c.kc ClipValue
+is out 'ClipValue=2'
+expect 0 options get c.kc ProfileSize --json
+[[ $(tr -d ' \n' <out) == '{"ProfileSize":{"value":77,"classifiers":[]}}' ]] ||
+    fail "$command: wrong JSON"
+expect 0 options get c.kc
+prints out 'LearnSpeedScale=linear'
+[[ $(diff all.options out | grep -c '^>') == 3 ]] || fail "$command: not three settings differ"
+# The greatest limit of a classifier is never below its average one.
+changes options set c.kc MaxRlimit=50
+expect 0 options get c.kc MaxRlimit
+is out 'MaxRlimit=50  # 100 at root, 100 at root/world'
+keep_inode c.kc
+refuses 64 c.kc 'zandrel: unknown setting "ProfileSice"' options set c.kc ClipValue=1 ProfileSice=7
+refuses 64 c.kc 'zandrel: bad value for ClipValue: "2.5" is not an integer' options set c.kc ClipValue=2.5
+refuses 64 c.kc 'zandrel: ClipValue: no "=" between key and value' options set c.kc ClipValue
+refuses 64 c.kc 'zandrel: UseExtParms is read from options files and kept in no container' \
+    options set c.kc UseExtParms=1
+refuses 64 c.kc 'zandrel: unknown setting "x"' options get c.kc x
+refuses 0 c.kc '' options set c.kc ClipValue=2
+
+# No container, and no file.
+for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'options get no.kc' \
+    'options set no.kc ClipValue=2'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 65 $arguments
+    prints err 'no.kc: '
+    is_silent out
+    # shellcheck disable=SC2086
+    expect 66 ${arguments/no.kc/absent.kc}
+    prints err 'zandrel: cannot read absent.kc: No such file or directory'
+    is_silent out
+    [[ ! -e absent.kc ]] || fail "$command: made a file"
+done
+
+# What the command line itself refuses.
+for arguments in 'info' 'info a b' 'tree' 'tree fly' 'tree show' 'tree show a.kc shop --depth -1' \
+    'tree show a.kc shop --depth all' 'tree add a.kc' 'tree add a.kc shop/x --type magic' \
+    'tree add a.kc shop/x --threshold high' 'tree add a.kc shop/x --threshold nan' \
+    'tree add a.kc shop/x --threshold inf' 'tree add a.kc shop/x --score --no-score' \
+    'tree add a.kc shop/x --rule' 'tree move a.kc shop/x' 'tree rename a.kc shop/x' \
+    'tree delete a.kc shop/x more' 'tree set a.kc' 'options' 'options get' 'options set a.kc'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 64 $arguments
+    is_silent out
+    [[ -s err ]] || fail "$command: says nothing"
+done
+
+((failures == 0))
