@@ -5,6 +5,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_tree.h"
 
 namespace cli {
@@ -26,6 +27,7 @@ bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeM
 }  // namespace
 
 void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change) {
+    const Kc_lock lock(path);
     qtPtrLight<zeManager> manager = read_kc(path, progress);
     if (is_changed(path, change, manager)) {
         write_kc(path, *manager, manager->m_compact, progress);

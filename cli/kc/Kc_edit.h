@@ -16,9 +16,10 @@ namespace cli {
 using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
 
 // Reads the container of a file, changes it, and writes it in place of the file, which stays as it
-// is if the change is refused or changes nothing. A compact container stays compact.
-// RAISES: Data_error "FILE: message" for what the library or the program refuses; what read_kc,
-// write_kc and otherwise the change raise.
+// is if the change is refused or changes nothing. A compact container stays compact. No other
+// process of the program changes the file meanwhile.
+// RAISES: Data_error "FILE: message" for what the library or the program refuses; what Kc_lock,
+// read_kc, write_kc and otherwise the change raise.
 void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change);
 
 }  // namespace cli

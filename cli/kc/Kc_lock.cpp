@@ -12,6 +12,9 @@ namespace cli {
 
 namespace {
 
+// Where numbers of files mean nothing, the last of these attempts stands.
+constexpr int kMostAttempts = 100;
+
 // Whether the name still leads to the open file, and not to one that has taken its place since.
 bool is_file_at(const std::string& path, int descriptor) {
     struct stat opened = {};
@@ -23,7 +26,7 @@ bool is_file_at(const std::string& path, int descriptor) {
 }  // namespace
 
 Kc_lock::Kc_lock(const std::string& path) {
-    for (;;) {
+    for (int attempt = 1;; ++attempt) {
         m_descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (m_descriptor < 0) {
             throw Input_error(path, reason_of_failure());
@@ -32,7 +35,7 @@ Kc_lock::Kc_lock(const std::string& path) {
             ::close(m_descriptor);
             throw Output_error(path, "another process is changing it");
         }
-        if (is_file_at(path, m_descriptor)) {
+        if (is_file_at(path, m_descriptor) || attempt == kMostAttempts) {
             return;
         }
         ::close(m_descriptor);

@@ -12,6 +12,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Text_model.h"
@@ -115,6 +116,7 @@ Training_summary train_kc(const Training_options& options) {
 
 Training_summary learn_into_kc(const Learning_options& options) {
     Training_summary summary;
+    const Kc_lock lock(options.kc_file);
     const std::unique_ptr<Text_model> model =
         read_model(options.kc_file, options.analysis, options.progress);
     check_can_learn(options.kc_file, *model);
