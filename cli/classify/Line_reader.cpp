@@ -9,14 +9,16 @@ bool Line_reader::next(std::string_view& line) {
     while (end == std::string::npos) {
         m_looked = m_bytes.size();
         if (!read_more()) {
-            line = std::string_view(m_bytes).substr(m_begin);
-            m_begin = m_looked = m_bytes.size();
+            line = {m_bytes.data() + m_begin, m_bytes.size() - m_begin};
+            m_begin = m_bytes.size();
+            m_looked = m_begin;
             return !line.empty() && !m_input.bad();
         }
         end = m_bytes.find('\n', m_looked);
     }
-    line = std::string_view(m_bytes).substr(m_begin, end - m_begin);
-    m_begin = m_looked = end + 1;
+    line = {m_bytes.data() + m_begin, end - m_begin};
+    m_begin = end + 1;
+    m_looked = m_begin;
     return true;
 }
 
