@@ -98,7 +98,8 @@ public:
     // Writes the container, or with `top` the subtree of a node. No object is written.
     void Dump(Hio<HSegment>& io, const zeLogicalNode* top);
     // Reads it in place of what is here: first all objects are deleted and both trees emptied. The
-    // parent of a root that was written as a subtree is not in the record, and is forgotten.
+    // parent of a root that was written as a subtree is not in the record, and is forgotten. Where
+    // the lists of children and the parents disagree, the lists decide.
     // RAISES: what the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The
     // container is empty then, with the settings that it had.
     void Load(Hio<HSegment>& io);
