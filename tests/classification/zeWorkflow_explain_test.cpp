@@ -348,6 +348,7 @@ TEST_F(zeWorkflowExplainTest, OrdersByAbsoluteScoreThenGreaterConcept) {
 
 TEST(GreaterConceptScoresTest, ComparesAbsoluteScoreThenText) {
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
     const struct {
         std::string_view rule;
         std::string_view left;

@@ -72,6 +72,24 @@ std::string reload_matcher(SegBuf& record, unsigned int start) {
     });
 }
 
+// Puts the ends of all ranges, infinities and what is no number in every place.
+void expect_extremes_are_safe(const std::string& bytes, Reload reload) {
+    for (std::size_t position = 0; position < bytes.size(); ++position) {
+        for (const char* extreme :
+             {"7f ff ff ff", "80 00 00 00", "ff ff ff ff", "00 00 00 00", "7f f8 00 00 00 00 00 00",
+              "7f f0 00 00 00 00 00 00", "ff f0 00 00 00 00 00 00", "7f ef ff ff ff ff ff ff",
+              "ff ef ff ff ff ff ff ff", "00 00 00 00 00 00 00 01"}) {
+            SCOPED_TRACE(testing::Message() << "byte " << position << ": " << extreme);
+            std::string damaged = bytes;
+            const std::string value = from_hex(extreme);
+            damaged.replace(position, value.size(), value);
+            SegBuf record = record_of(damaged);
+
+            reload_damaged(reload, record, 0);
+        }
+    }
+}
+
 TEST(zeStatStorageDamageTest, TheWholeRecordIsLoadedAndUsed) {
     SegBuf record = record_of(stored_model::whole());
 
@@ -95,6 +113,10 @@ TEST(zeStatStorageDamageTest, AChangedByteOfACompactRecordRaisesOrLoadsWhatItSay
     expect_changes_are_safe(stored_model::whole({.is_compact = true}), reload_storage);
 }
 
+TEST(zeStatStorageDamageTest, ExtremesRaiseOrAreLoadedAndUsed) {
+    expect_extremes_are_safe(stored_model::whole(), reload_storage);
+}
+
 TEST(zeStatMatcherDamageTest, TheWholeRecordIsLoadedAndUsed) {
     SegBuf record = record_of(stored_matcher::whole());
 
@@ -111,6 +133,10 @@ TEST(zeStatMatcherDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
 
 TEST(zeStatMatcherDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
     expect_changes_are_safe(stored_matcher::whole(), reload_matcher);
+}
+
+TEST(zeStatMatcherDamageTest, ExtremesRaiseOrAreLoadedAndUsed) {
+    expect_extremes_are_safe(stored_matcher::whole(), reload_matcher);
 }
 
 }  // namespace

@@ -132,7 +132,8 @@ public:
     // classifier, for references of records of version 1.
     // RAISES: what the stream raises; the assertions "cat" and "p.m_cat" for a category that the
     // tree does not have, and "sz <= Zandrel::LIKELIHOOD_SIZE"; 0 "Statistical model is damaged"
-    // (argument: what is wrong) for what would be read or written out of bounds.
+    // (argument: what is wrong) for what would be read or written out of bounds, or ask for
+    // histograms that no record could hold.
     void Load(Hio<HSegment>& io, zeNode* node);
     // The steps of the above: one profile, and its likelihood table.
     void DumpProfile(Hio<HSegment>& io, const Profile& dumped) const;
