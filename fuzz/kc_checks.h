@@ -1,0 +1,130 @@
+// What must hold for any bytes that are taken for the file of a container.
+#ifndef ZANDREL_FUZZ_KC_CHECKS_H_
+#define ZANDREL_FUZZ_KC_CHECKS_H_
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/messages/zeSml.h"
+#include "zandrel/messages/zeSml_feeder.h"
+#include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_storage.h"
+#include "zandrel/storage/HioErr.h"
+#include "zandrel/storage/SegBuf.h"
+
+inline void require(bool claim, const char* text) {
+    if (!claim) {
+        std::fprintf(stderr, "broken: %s\n", text);
+        std::abort();
+    }
+}
+
+template <class Class>
+bool is_qtx(const std::exception& raised, std::initializer_list<int> numbers) {
+    const auto* const error = dynamic_cast<const qtX<Class>*>(&raised);
+    return error != nullptr &&
+           std::find(numbers.begin(), numbers.end(), error->number()) != numbers.end();
+}
+
+inline bool is_assertion(const std::exception& raised,
+                         std::initializer_list<std::string_view> texts) {
+    return dynamic_cast<const qtxAssert*>(&raised) != nullptr &&
+           std::find(texts.begin(), texts.end(), raised.what()) != texts.end();
+}
+
+// Whether a file may be refused so.
+inline bool is_error_of_load(const std::exception& raised) {
+    return is_qtx<zeIO>(raised, {1, 2, 7, 10, 11}) || is_qtx<Hpack>(raised, {1, 2}) ||
+           is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}) ||
+           is_qtx<zeManager>(raised, {4}) || is_qtx<zeStat_storage>(raised, {0}) ||
+           is_qtx<zeSwitcher>(raised, {0, 1}) || is_qtx<RuleParser>(raised, {0}) ||
+           raised.what() == std::string_view(qtxSegBuf::kLocateError) ||
+           is_assertion(raised, {"cat", "p.m_cat", "m_storage", "sz <= Zandrel::LIKELIHOOD_SIZE",
+                                 "inserted.m_classifier_type == ZE_LEAF"});
+}
+
+// Whether a container that was read may refuse to be asked or written so.
+inline bool is_error_of_use(const std::exception& raised) {
+    return is_qtx<zeWorkflow>(raised, {0}) || is_qtx<zeManager>(raised, {4}) ||
+           is_qtx<zeSml>(raised, {0}) ||
+           is_assertion(raised, {"stat_matcher", "!m_storage->end(iprofile)", "object", "p.m_cat"});
+}
+
+using File_bytes = std::vector<char>;
+
+// Whether the bytes are read as a container; else the manager is empty.
+inline bool loads(zeManager& manager, const File_bytes& bytes) {
+    qtPtr<qtBuffer> buffer(new qtBuffer{bytes});
+    try {
+        manager.Read(buffer, nullptr, nullptr);
+        return true;
+    } catch (const std::exception& raised) {
+        require(is_error_of_load(raised), raised.what());
+    }
+    require(manager.m_objects.empty() && manager.m_root == nullptr &&
+                manager.m_physical_tree->m_nodes.empty() && manager.m_logical_tree->nodes.empty() &&
+                manager.m_last_object_id == 0,
+            "a refused file leaves nothing");
+    return false;
+}
+
+// Does one thing with a container, which may be refused.
+template <class Operation>
+bool succeeds(Operation&& operation) {
+    try {
+        operation();
+    } catch (const std::exception& raised) {
+        require(is_error_of_use(raised), raised.what());
+        return false;
+    }
+    return true;
+}
+
+inline void ask(zeManager& manager) {
+    zeSml_feeder feeder;
+    for (const char* const word : {"goal", "bank", "soup"}) {
+        feeder.add_concept(Concept::insert_view(word), 1.0);
+    }
+    zeMsg msg;
+    msg.smls.front() = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
+    succeeds([&] {
+        // As many as anyone looks at: a damaged score may let a walk find each node again and
+        // again.
+        zeResult_set results(0.01, 10);
+        manager.GetWorkflow()->classify(msg, results, true, false);
+    });
+}
+
+// Classifies with a container that was read, and saves it: what is saved is read again, and then
+// saved as the same bytes.
+inline void use(zeManager& manager) {
+    ask(manager);
+    qtPtr<qtBuffer> saved;
+    if (!succeeds([&] { manager.Write(saved, nullptr, nullptr); })) {
+        return;
+    }
+    zeManager again;
+    require(loads(again, saved->bytes), "what is saved can be read");
+    qtPtr<qtBuffer> saved_again;
+    again.Write(saved_again, nullptr, nullptr);
+    require(saved->bytes == saved_again->bytes, "what is read is saved as it was");
+}
+
+#endif  // ZANDREL_FUZZ_KC_CHECKS_H_
