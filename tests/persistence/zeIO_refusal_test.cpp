@@ -208,6 +208,26 @@ TEST_F(zeIOBrokenTest, AStorageAtANodeIsNoClassifier) {
     ExpectEmptied();
 }
 
+// A child that no record has is an empty entry of the tree, which no rule can mean.
+TEST_F(zeIOBrokenTest, ACategoryWithoutARecordIsNoCategory) {
+    zeNode* const press = kc.desk.Node(News_desk::kPress).physical_node;
+    press->m_children.push_back(
+        &kc.manager.m_physical_tree->m_nodes.emplace(50, Concept()).first->second);
+    press->m_children.back()->m_node_id = 50;
+    items = Kc_items(saved(kc.manager));
+    std::string& record = items.manager();
+    const std::string own_record =
+        std::string(4, '\0') + std::string(2, '\0') + std::string(4, '\0') + object_key(50);
+    ASSERT_NE(record.find(own_record), std::string::npos);
+    record.replace(record.find(own_record) + 10, 4, object_key(51));
+    items.object(3).replace(12, 4, std::string(4, '\0'));
+    items.object(3).replace(20, 4, object_key(50));
+
+    EXPECT_ASSERTS(read_kc(kc.manager, items.file()), "cat");
+
+    ExpectEmptied();
+}
+
 // A rule classifier in place of a storage is no statistics.
 TEST_F(zeIOBrokenTest, AMatcherWithoutItsStorageIsNotTaken) {
     const std::string no_rules(8, '\0');

@@ -212,6 +212,26 @@ TEST(zeIOWriteTest, AnotherManagersFileObjectMayNotWrite) {
     EXPECT_ASSERTS(stranger.DumpKC("unused", &mode, nullptr), "m_manager->m_io.get() == this");
 }
 
+// A file that could not be read again is of no use.
+TEST(zeIOWriteTest, ATreeThatCouldNotBeReadAgainIsRefusedBeforeTheFileIsTouched) {
+    Trained_desk kc;
+    const Scratch_file file("as it was");
+    zeNode* const home = kc.desk.Node(News_desk::kHome).physical_node;
+    KcIoMode copy;
+    saved(kc.manager);
+
+    home->remove_child(kc.desk.Node(News_desk::kSport).physical_node);  // the profile stays
+
+    EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
+                    "Knowledge tree is damaged", {"categories"});
+    EXPECT_QTX_ARGS(kc.manager.m_io->CopyKC(file.path(), &copy, nullptr, nullptr), zeManager, 4,
+                    "Knowledge tree is damaged", {"categories"});
+    home->add_child(home);
+    EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
+                    "Knowledge tree is damaged", {"children"});
+    EXPECT_EQ(file.content(), "as it was");
+}
+
 // Parts.
 
 class zeIOPartTest : public testing::Test {

@@ -117,5 +117,8 @@ zeNode* zeManager::LoadCat(Hio<HSegment>& io, zeNode* parent) {
     }
     unsigned int id = 0;
     io >> id;
-    return m_physical_tree->GetNode(id);
+    // An entry that only stands for a node which no record has is none: what refers to it could not
+    // be written again.
+    zeNode* const node = m_physical_tree->GetNode(id);
+    return node != nullptr && node->m_node_id == id ? node : nullptr;
 }

@@ -2,6 +2,7 @@
 #include "zandrel/persistence/zeIO.h"
 
 #include <utility>
+#include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
@@ -31,6 +32,26 @@ private:
     qtPtrLight<zeIO> m_own;
 };
 
+// A classifier is read again only with all its categories. In a sound container they stand below
+// its node, so that the file has them; only one from a damaged file may have others.
+void require_categories(const zeNode* top) {
+    hash_set<zeNode*, zePointer_hash> written;
+    if (top != nullptr) {
+        top->get_subtree(written);
+    }
+    std::vector<zeNode*> categories;
+    for (const zeNode* const node : written) {
+        if (node->m_classifier != nullptr) {
+            node->m_classifier->get_all_categories(categories);
+        }
+    }
+    for (zeNode* const category : categories) {
+        if (category != nullptr && written.count(category) == 0) {
+            Zandrel::RaiseDamagedTree("categories");
+        }
+    }
+}
+
 constexpr int kDumpRefused = 3;
 constexpr int kCopyRefused = 4;
 
@@ -44,6 +65,7 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
     }
     // What could not be read again is not written.
     Zandrel::RequireTrees(*m_manager);
+    require_categories(start);
     return start;
 }
 
