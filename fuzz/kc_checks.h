@@ -56,8 +56,9 @@ inline bool is_error_of_load(const std::exception& raised) {
            is_qtx<zeManager>(raised, {4}) || is_qtx<zeStat_storage>(raised, {0}) ||
            is_qtx<zeSwitcher>(raised, {0, 1}) || is_qtx<RuleParser>(raised, {0}) ||
            raised.what() == std::string_view(qtxSegBuf::kLocateError) ||
-           is_assertion(raised, {"cat", "p.m_cat", "m_storage", "sz <= Zandrel::LIKELIHOOD_SIZE",
-                                 "inserted.m_classifier_type == ZE_LEAF"});
+           is_assertion(
+               raised, {"cat", "p.m_cat", "m_storage", "pp.second",
+                        "sz <= Zandrel::LIKELIHOOD_SIZE", "inserted.m_classifier_type == ZE_LEAF"});
 }
 
 // Whether a container that was read may refuse to be asked or written so.

@@ -66,16 +66,8 @@ TEST_F(zeIODamageTest, EveryTruncationIsRefused) {
 }
 
 TEST_F(zeIODamageTest, EveryChangedBitIsSafe) {
-    for (std::size_t position = 0; position < file.size(); ++position) {
-        for (unsigned int mask = 1; mask < 256; mask *= 2) {
-            SCOPED_TRACE(testing::Message() << "byte " << position << ", mask " << mask);
-            std::string damaged = file;
-            damaged[position] = static_cast<char>(static_cast<unsigned char>(damaged[position]) ^
-                                                  static_cast<unsigned char>(mask));
-
-            expect_damage_is_safe(damaged, file);
-        }
-    }
+    for_each_changed_bit(
+        file, [this](const std::string& damaged) { expect_damage_is_safe(damaged, file); });
 }
 
 // Numbers of four bytes that no single bit makes of others. Greater ones than these would let the
@@ -85,6 +77,9 @@ TEST_F(zeIODamageTest, EveryNumberOfARecordMayBeAnother) {
     for (const auto& [key, record] : items.records) {
         for (std::size_t position = 0; position < record.size(); ++position) {
             for (const unsigned int number : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+                if (!is_taken(position, number % 4)) {
+                    continue;
+                }
                 SCOPED_TRACE(testing::Message()
                              << to_hex(key) << ", byte " << position << ", number " << number);
                 Kc_items damaged = items;
@@ -156,6 +151,9 @@ TEST_F(zeIOTableDamageTest, EveryNumberOfTheStatisticsMayBeAnother) {
     const std::string record = Kc_items(file).object(1);
     for (std::size_t position = 0; position < record.size(); ++position) {
         for (const unsigned int number : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU, 0xFF800000U}) {
+            if (!is_taken(position, number >> 30U)) {
+                continue;
+            }
             SCOPED_TRACE(testing::Message() << "byte " << position << ", number " << number);
             Kc_items damaged = items;
             damaged.object(1).replace(position, 4, object_key(number));

@@ -46,7 +46,7 @@ void require_categories(const zeNode* top) {
         }
     }
     for (zeNode* const category : categories) {
-        if (category != nullptr && written.count(category) == 0) {
+        if (category != nullptr && (category->m_node_id == 0 || written.count(category) == 0)) {
             Zandrel::RaiseDamagedTree("categories");
         }
     }
