@@ -319,6 +319,21 @@ TEST_F(zeStatStorageRecordsTest, TakesTheGreatestNumbers) {
               0x888888);
 }
 
+// The profile of a ends with the counts of its bins and of its concepts, both 0.
+TEST_F(zeStatStorageRecordsTest, RefusesAHistogramOfAnotherResolution) {
+    const Form form;
+    for (const std::size_t bin_count : {30U, 90U}) {
+        SCOPED_TRACE(bin_count);
+        std::string profile = profile_of_a(form);
+        const std::string bins(bin_count * 16, '\0');
+        profile.replace(profile.size() - 8, 4,
+                        from_hex(bin_count == 30 ? "00 00 00 1e" : "00 00 00 5a"));
+        profile.insert(profile.size() - 4, bins);
+        ExpectDamaged(stored_model::whole_with(form, profile_of_bb(form) + profile),
+                      "histogram of a profile");
+    }
+}
+
 TEST_F(zeStatStorageRecordsTest, RefusesAnIndexThatDoesNotFitTheProfiles) {
     const Form form;
     const std::string a = from_hex("00 00 00 01 00 00 00 01");

@@ -265,5 +265,12 @@ void zeStat_storage::require_sound() const {
         if (profile(iprofile).m_num_msgs < 0) {
             raise_damaged("messages of a profile");
         }
+        // Whole bins of the table tell which resolution it had: training with a damaged one would
+        // take memory for it.
+        const std::size_t bin_count = profile(iprofile).m_bins.size();
+        if (bin_count != 0 && bin_count % Zandrel::LIKELIHOOD_SIZE == 0 &&
+            bin_count != fine_bin_count()) {
+            raise_damaged("histogram of a profile");
+        }
     }
 }
