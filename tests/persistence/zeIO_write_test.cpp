@@ -220,7 +220,7 @@ TEST(zeIOWriteTest, ATreeThatCouldNotBeReadAgainIsRefusedBeforeTheFileIsTouched)
     KcIoMode copy;
     saved(kc.manager);
 
-    home->remove_child(kc.desk.Node(News_desk::kSport).physical_node);  // the profile stays
+    home->m_parent->remove_child(home);  // the rule stays
 
     EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
                     "Knowledge tree is damaged", {"categories"});

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -111,12 +112,27 @@ bool is_placeholder(const zeNode& node) {
     return node.m_node_id == 0;
 }
 
-// Whether each node stands once at most in all lists of children.
-void require_single_places(const zePhysicalTree& tree) {
-    hash_set<const zeNode*, zePointer_hash> children;
+// Whether a node may stand in a second list of children: only a leaf may, in that of a classifier,
+// which forgets it when it goes. Before they are read, classifiers are known by their ids.
+bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& child) {
+    const bool are_read = !tree.m_manager->m_objects.empty();
+    const bool is_classifier =
+        are_read ? lister.m_classifier != nullptr : lister.m_classifier_id != 0;
+    return is_classifier && child.m_classifier_type == ZE_LEAF && child.m_children.empty();
+}
+
+// Whether the lists of children are such that a node which goes can be taken out of all of them.
+void require_places(const zePhysicalTree& tree) {
+    hash_map<const zeNode*, const zeNode*, zePointer_hash> listers;
     for (const auto& [id, node] : tree.m_nodes) {
         for (const zeNode* const child : node.m_children) {
-            if (!is_placeholder(*child) && !children.insert(child).second) {
+            if (is_placeholder(*child)) {
+                continue;
+            }
+            const auto [place, is_first] = listers.emplace(child, &node);
+            const zeNode* const before = std::exchange(place->second, &node);
+            if (!is_first && (before == &node || !may_share(tree, *before, *child) ||
+                              !may_share(tree, node, *child))) {
                 RaiseDamagedTree("children");
             }
         }
@@ -124,7 +140,7 @@ void require_single_places(const zePhysicalTree& tree) {
 }
 
 void require_physical_tree(const zePhysicalTree& tree) {
-    require_single_places(tree);
+    require_places(tree);
     Node_numbers numbers;
     for (const auto& [id, node] : tree.m_nodes) {
         numbers.add(&node);
@@ -173,14 +189,31 @@ void empty_placeholders(zePhysicalTree& tree) {
     }
 }
 
+std::vector<zeNode*> nodes_in_order(zePhysicalTree& tree) {
+    std::vector<zeNode*> nodes;
+    nodes.reserve(tree.m_nodes.size());
+    for (auto& [id, node] : tree.m_nodes) {
+        nodes.push_back(&node);
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const zeNode* left, const zeNode* right) {
+        return left->m_node_id < right->m_node_id;
+    });
+    return nodes;
+}
+
 void mend_physical_links(zePhysicalTree& tree) {
     empty_placeholders(tree);
     hash_set<const zeNode*, zePointer_hash> listed;
-    for (auto& [id, node] : tree.m_nodes) {
-        for (zeNode* const child : node.m_children) {
-            if (!is_placeholder(*child)) {
-                child->m_parent = &node;
-                listed.insert(child);
+    for (zeNode* const node : nodes_in_order(tree)) {
+        for (zeNode* const child : node->m_children) {
+            // Of several that list a leaf, the one that it names is its parent, else the first.
+            if (is_placeholder(*child)) {
+                continue;
+            }
+            const bool is_first = listed.insert(child).second;
+            if (is_first && child->m_parent != node &&
+                (child->m_parent == nullptr || child->m_parent->find_child(child) < 0)) {
+                child->m_parent = node;
             }
         }
     }
@@ -196,6 +229,24 @@ void mend_physical_links(zePhysicalTree& tree) {
     });
     for (zeNode* const node : unlisted) {
         node->m_parent->m_children.push_back(node);
+    }
+}
+
+// An entry that stood for the parent of a node whose parent is another by now, as that of the root
+// of a subtree that was written alone.
+void erase_unused_placeholders(zeManager& manager) {
+    auto& nodes = manager.m_physical_tree->m_nodes;
+    hash_set<const zeNode*, zePointer_hash> used;
+    for (const auto& [id, node] : nodes) {
+        used.insert(node.m_parent);
+        used.insert(node.m_children.begin(), node.m_children.end());
+    }
+    for (auto entry = nodes.begin(); entry != nodes.end();) {
+        zeNode* const node = &entry->second;
+        const bool is_unused = is_placeholder(*node) && entry->first != 0 &&
+                               used.count(node) == 0 &&
+                               manager.m_logical_tree->finder.count(node) == 0;
+        entry = is_unused ? nodes.erase(entry) : std::next(entry);
     }
 }
 
@@ -233,6 +284,7 @@ void mend_logical_links(zeLogicalTree& tree) {
 
 void MendLinks(zeManager& manager) {
     mend_physical_links(*manager.m_physical_tree);
+    erase_unused_placeholders(manager);
     mend_logical_links(*manager.m_logical_tree);
 }
 

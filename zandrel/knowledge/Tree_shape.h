@@ -12,8 +12,8 @@ namespace Zandrel {
 // hold it for ever, and ways that part and meet again would take it exponential time:
 // - from no node there is a way back to it: not over children and the categories of classifiers,
 //   and not over parents;
-// - a node is once at most a child, and one that has any of these itself is one of a single other
-//   node;
+// - a node is once at most a child, but for a leaf, which several classifiers may have learned;
+// - a node that has any of these itself is one of a single other node;
 // - no two logical nodes mirror the same node, and none an empty one;
 // - nothing is above the root.
 // Classifiers count as far as they are in memory.
@@ -24,8 +24,9 @@ void RequireTrees(const zeManager& manager);
 void RequireLogicalTree(const zeLogicalTree& tree);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children
-// decide; a node that none has goes to the end of that of the parent that it names. What a logical
-// node names and the tree lacks is dropped: its id would be given to another node.
+// decide, and where several have a leaf, the parent that it names; a node that none has goes to the
+// end of that of the parent that it names. What a logical node names and the tree lacks is dropped:
+// its id would be given to another node. So is an empty node to which nothing refers any more.
 // RAISES: the same.
 // COST: linear in the nodes and links, but for the sorting of ids.
 void MendLinks(zeManager& manager);

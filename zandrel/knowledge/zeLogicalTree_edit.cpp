@@ -268,13 +268,17 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
     holder->remove_child(node);
 }
 
-// A classifier can know a node that does not hang in it, from training or from a damaged file.
+// A classifier can know a node that does not hang in it, from training or from a damaged file, and
+// a node can hang in several.
 void zeLogicalTree::LeaveClassifiers(zeNode* node) {
     for (const auto& [id, object] : manager->m_objects) {
         auto* const classifier = dynamic_cast<zeClassifier*>(object);
         if (classifier != nullptr && IsKnown(*classifier, node)) {
             Forget(*classifier, node);
             FeedAgain(*classifier);
+        }
+        if (classifier != nullptr && classifier->m_node != nullptr) {
+            classifier->m_node->remove_child(node);
         }
     }
 }

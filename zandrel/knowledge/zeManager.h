@@ -132,7 +132,6 @@ public:
 
 private:
     void LoadRecords(Hio<HSegment>& io);
-    void ForgetParentOfRoot();
     zeClassifier* make_classifier(zeNode* node, unsigned int type);
 };
 

@@ -1,8 +1,6 @@
 // What zeManager writes and reads of a container's records.  Format: docs/formats/kc.md
 #include "zandrel/knowledge/zeManager.h"
 
-#include <algorithm>
-
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -81,32 +79,12 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
     if (m_root != nullptr && m_root->m_node_id == 0) {
         m_root = nullptr;  // Others refer to it, but no record has it.
     }
-    ForgetParentOfRoot();
+    if (m_root != nullptr) {
+        m_root->m_parent =
+            nullptr;  // That of a subtree that was written alone is not in the record.
+    }
     Zandrel::MendLinks(*this);
     Zandrel::RequireTrees(*this);
-}
-
-// The root of a subtree that was written alone has a parent that is not in the record: an empty
-// node, which would block every way upwards. It is erased unless a damaged record has more that
-// points at it.
-void zeManager::ForgetParentOfRoot() {
-    if (m_root == nullptr || m_root->m_parent == nullptr) {
-        return;
-    }
-    const zeNode* const parent = m_root->m_parent;
-    m_root->m_parent = nullptr;
-    auto& nodes = m_physical_tree->m_nodes;
-    const auto points_at_it = [parent](const auto& entry) {
-        return entry.second.m_parent == parent || entry.second.find_child(parent) >= 0;
-    };
-    const auto place = std::find_if(nodes.begin(), nodes.end(), [parent](const auto& entry) {
-        return &entry.second == parent;
-    });
-    if (parent->m_node_id == 0 && place->first != 0 &&
-        m_logical_tree->finder.count(&place->second) == 0 &&
-        std::none_of(nodes.begin(), nodes.end(), points_at_it)) {
-        nodes.erase(place);
-    }
 }
 
 zeNode* zeManager::LoadCat(Hio<HSegment>& io, zeNode* parent) {

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/Tree_shape.h"
@@ -47,12 +48,29 @@ void write_node(Hio<HSegment>& io, const zeNode& node) {
     io << Zandrel::reference_to(node.m_parent);
 }
 
+// A classifier may have learned leaves that do not hang in it, as when training was interrupted. It
+// is read again only with all of them.
+void add_loose_leaves(hash_set<zeNode*, zePointer_hash>& nodes) {
+    std::vector<zeNode*> categories;
+    for (const zeNode* const node : nodes) {
+        if (node->m_classifier != nullptr) {
+            node->m_classifier->get_all_categories(categories);
+        }
+    }
+    for (zeNode* const category : categories) {
+        if (category != nullptr && category->m_classifier_type == ZE_LEAF) {
+            nodes.insert(category);
+        }
+    }
+}
+
 }  // namespace
 
 void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
     hash_set<zeNode*, zePointer_hash> nodes(kInitialBuckets);
     if (top != nullptr) {
         top->get_subtree(nodes);
+        add_loose_leaves(nodes);
     }
     io.WriteCount(nodes.size());
     for (const zeNode* const node : Zandrel::in_id_order(nodes)) {

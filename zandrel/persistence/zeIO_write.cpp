@@ -32,21 +32,27 @@ private:
     qtPtrLight<zeIO> m_own;
 };
 
-// A classifier is read again only with all its categories. In a sound container they stand below
-// its node, so that the file has them; only one from a damaged file may have others.
-void require_categories(const zeNode* top) {
+// A classifier is read again only at its node and with all its categories. Those that are leaves
+// are written wherever they hang; others must stand below `top` to have their own classifiers
+// there.
+void require_classifiers(const zeNode* top) {
     hash_set<zeNode*, zePointer_hash> written;
     if (top != nullptr) {
         top->get_subtree(written);
     }
     std::vector<zeNode*> categories;
     for (const zeNode* const node : written) {
-        if (node->m_classifier != nullptr) {
+        const zeClassifier* const classifier = node->m_classifier;
+        if (classifier != nullptr && classifier->m_node != node) {
+            Zandrel::RaiseDamagedTree("classifiers");
+        }
+        if (classifier != nullptr) {
             node->m_classifier->get_all_categories(categories);
         }
     }
     for (zeNode* const category : categories) {
-        if (category != nullptr && (category->m_node_id == 0 || written.count(category) == 0)) {
+        if (category == nullptr || category->m_node_id == 0 ||
+            (category->m_classifier_type != ZE_LEAF && written.count(category) == 0)) {
             Zandrel::RaiseDamagedTree("categories");
         }
     }
@@ -65,7 +71,7 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
     }
     // What could not be read again is not written.
     Zandrel::RequireTrees(*m_manager);
-    require_categories(start);
+    require_classifiers(start);
     return start;
 }
 

@@ -1,0 +1,193 @@
+// Containers that went through random edits: whatever is done to one, it can be written, read and
+// edited further.
+#include "zandrel/persistence/zeIO.h"
+
+#include <map>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/knowledge/logical_tree_edits.h"
+#include "tests/support/expect_qtx.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/logical_tree.h"
+#include "tests/support/news_desk.h"
+#include "tests/support/small_model.h"
+
+namespace {
+
+constexpr int kEdits = 150;
+
+// The content but for what reading settles anew: the last ids of nodes, which are the highest that
+// are there, and the order of the leaves of one category.
+std::string lasting_content(zeManager& manager) {
+    std::string content = content_of(manager);
+    for (const char* const list : {"logical nodes, last id ", "physical nodes, last id "}) {
+        const std::size_t start = content.find(list);
+        content.erase(start, content.find('\n', start) - start);
+    }
+    const std::size_t leaves = content.find("\nleaves\n");
+    content.erase(leaves, content.find("\nobjects, ") - leaves);
+    return content;
+}
+
+// Writes the container, or a subtree, and reads the file: it holds all that was in memory, and
+// gives the same file again.
+void expect_read_back(zeManager& manager, KcIoMode mode = {}) {
+    std::string file;
+    ASSERT_NO_THROW(file = saved(manager, mode));
+    zeManager read;
+    read.m_compat55 = manager.m_compat55;  // which a file without such names does not tell
+    ASSERT_NO_THROW(read_kc(read, file));
+    const bool is_whole = mode.root == nullptr;
+    if (is_whole && !mode.compact) {
+        ASSERT_EQ(lasting_content(read), lasting_content(manager));
+    }
+    mode.root = nullptr;
+    std::string again;
+    ASSERT_NO_THROW(again = saved(read, mode));
+    if (is_whole) {
+        ASSERT_TRUE(same_bytes(again, file));
+    }
+    zeManager read_again;
+    read_again.m_compat55 = read.m_compat55;
+    ASSERT_NO_THROW(read_kc(read_again, again));
+    ASSERT_EQ(content_of(read_again), content_of(read));
+}
+
+// Every subtree that has a classifier.
+void expect_parts_read_back(zeManager& manager) {
+    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
+        SCOPED_TRACE(testing::Message() << "subtree " << id);
+        if (node.physical_node->m_classifier_id != 0) {
+            KcIoMode mode;
+            mode.root = &node;
+            expect_read_back(manager, mode);
+        }
+    }
+}
+
+class zeIOModelTest : public testing::TestWithParam<bool> {};
+
+TEST_P(zeIOModelTest, WhateverEditsLeaveIsWrittenAndReadBack) {
+    constexpr unsigned int kContainers = 40;
+    for (unsigned int seed = 0; seed < kContainers; ++seed) {
+        Random_edits edits(seed, GetParam(), 4 + 2 * seed);
+        for (int edit = 0; edit < kEdits; ++edit) {
+            ASSERT_TRUE(edits.Step()) << edits.Problem();
+            ASSERT_NO_FATAL_FAILURE(expect_read_back(edits.Manager())) << edits.Problem();
+        }
+        ASSERT_NO_FATAL_FAILURE(expect_parts_read_back(edits.Manager())) << edits.Problem();
+        KcIoMode compact;
+        compact.compact = true;
+        ASSERT_NO_FATAL_FAILURE(expect_read_back(edits.Manager(), compact)) << edits.Problem();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, zeIOModelTest, testing::Bool());
+
+// What teaches or changes classifiers outside of the logical tree.
+
+// Teaches the root alone the leaves of all levels: they then hang in the root as well.
+void train_root(zeManager& manager, CTProgress* progress = nullptr) {
+    zeMemoryCorpus corpus;
+    for (const char* label : {"shop", "sport", "money", "travel", "bin", "new"}) {
+        const Weighted_list bag = {{label, 2.0}, {"price", 1.0}};
+        MessageBuilder().bag(bag).bag_at(1, bag).labels({label}).add_to(corpus);
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(&manager);
+    manager.GetWorkflow()->train(view, true, progress, false);
+}
+
+TEST(zeIOTaughtTest, ARootThatLearnedTheLeavesBelowIsReadBack) {
+    Trained_desk kc;
+    train_root(kc.manager);
+
+    expect_read_back(kc.manager);
+    expect_parts_read_back(kc.manager);
+}
+
+// Each leaf goes, whichever of the classifiers that know it hears of it last.
+TEST(zeIOTaughtTest, LeavesOfTwoClassifiersAreEditedAndReadBack) {
+    Trained_desk kc;
+    for (const bool is_learned : {false, true}) {
+        train_root(kc.manager);
+        if (is_learned) {
+            kc.desk.Learn();
+        }
+        zeManager edited;
+        read_kc(edited, saved(kc.manager));
+        for (zeManager* const each : {&kc.manager, &edited}) {
+            zeLogicalTree& tree = *each->m_logical_tree;
+            const unsigned int sport = tree.FindNodeByPath("desk/press/home/sport").id;
+            tree.DelLogicalNode(sport, true);
+            ExpectNoDanglingPointers(*each);
+            expect_read_back(*each);
+            News_desk(*each).Add(News_desk::kHome, "sport", ZE_LEAF);
+            ExpectNoDanglingPointers(*each);
+            expect_read_back(*each);
+        }
+    }
+    kc.manager.m_logical_tree->DelLogicalNode(News_desk::kPress, true);
+    ExpectNoDanglingPointers(kc.manager);
+    expect_read_back(kc.manager);
+}
+
+// A classifier may be fed without linking its categories, which the logical tree still mirrors.
+TEST(zeIOTaughtTest, CategoriesThatHangNowhereAreReadBack) {
+    Trained_desk kc;
+    zeStat_matcher& home =
+        dynamic_cast<zeStat_matcher&>(*kc.desk.Node(News_desk::kHome).physical_node->m_classifier);
+    home.feed(*home.m_storage, false);
+
+    expect_read_back(kc.manager);
+}
+
+// Training that breaks off has counted categories which it has not linked yet. What it has not come
+// to is nobody's node, and is not written.
+TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndGoesOn) {
+    int counted = 0;
+    for (int poll = 1;; ++poll) {
+        SCOPED_TRACE(poll);
+        Trained_desk kc;
+        Interrupt_at progress(poll);
+        try {
+            train_root(kc.manager, &progress);
+            break;
+        } catch (const qtX<zeWorkflow>&) {
+            kc.manager.m_progress = nullptr;
+        }
+        zeManager read;
+        read_kc(read, saved(kc.manager));
+        EXPECT_TRUE(same_bytes(saved(read), saved(kc.manager)));
+        const std::size_t profiles = kc.manager.GetRootStorage()->m_profiles.size();
+        EXPECT_EQ(read.GetRootStorage()->m_profiles.size(), profiles);
+        counted += profiles > 2 ? 1 : 0;  // more than the root had linked before
+        train_root(read);
+        expect_read_back(read);
+        expect_parts_read_back(read);
+    }
+    EXPECT_GT(counted, 0);
+}
+
+// A node that is lost in an exchange of nodes leaves nothing that a reader could find.
+TEST(zeIOTaughtTest, ALostNodeIsRefusedBeforeAnythingIsWritten) {
+    for (const unsigned int lost : {News_desk::kHome, News_desk::kPress, News_desk::kSport}) {
+        SCOPED_TRACE(lost);
+        Trained_desk kc;
+        const bool is_leaf = lost == News_desk::kSport;
+        const unsigned int changed = is_leaf ? News_desk::kHome : News_desk::kPress;
+        std::map<zeNode*, zeNode*> same;
+        for (auto& [id, node] : kc.manager.m_physical_tree->m_nodes) {
+            same[&node] = &node;
+        }
+        same.erase(kc.desk.Node(lost).physical_node);
+        kc.desk.Node(changed).physical_node->m_classifier->global_replace(same);
+
+        EXPECT_QTX_ARGS(saved(kc.manager), zeManager, 4, "Knowledge tree is damaged",
+                        {lost == changed ? "classifiers" : "categories"});
+    }
+}
+
+}  // namespace
