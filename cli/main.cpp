@@ -4,6 +4,7 @@
 #include <array>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -39,7 +40,8 @@ down, the root's own first, with / between them and \ in front of a / or \ in a 
 checked first; one that is refused leaves the file as it was: exit status 64 for a path that leads
 nowhere, 65 for what the tree does not allow. A compact container takes only those edits for which
 its statistical classifiers need no statistics. A new node has learned nothing, and deleting one,
-with all below it, cannot be taken back. options get prints an options file.
+with all below it, cannot be taken back. Nor can moving one below another statistical classifier:
+what the old one learned of it goes, and the new one has to learn it. options get prints an options file.
 
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
 CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
@@ -154,6 +156,9 @@ int run_and_report(int argc, char** argv) {
     } catch (const cli::Usage_error& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::kUsageError);
+    } catch (const std::bad_alloc&) {
+        std::cerr << "zandrel: not enough memory\n";
+        return cli::kInternalError;
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
         return fail(error,

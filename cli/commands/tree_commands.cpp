@@ -16,7 +16,6 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kc_tree_view.h"
 #include "cli/model/Long_work.h"
@@ -128,8 +127,10 @@ Node_attributes attributes_of(const CLI::App& command, const Edit_words& words) 
 
 void print_show(const Show_words& words) {
     Long_work work;
-    const qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
-    const Tree_view view = view_tree(*manager, words.path, words.depth);
+    Tree_view view;
+    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
+        view = view_tree(*manager, words.path, words.depth);
+    });
     if (!words.writes_json) {
         print_tree(view, std::cout);
         return;
