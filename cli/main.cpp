@@ -6,6 +6,7 @@
 #include <iostream>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -101,8 +102,8 @@ Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
-Record files are what containers, corpora and archives are kept in. dump shows header, index, items
-and holes; check tells whether every block is what the index says: exit status 0 clean, 1 repairable
+Record files keep blobs under keys. The file that train writes is none; info tells what it is. dump
+shows header, index, items and holes; check tells whether every block is what the index says: exit status 0 clean, 1 repairable
 (no item is known to be lost), 65 no record file or lost.
 
 Long work shows its progress on a terminal; Ctrl-C ends it.
@@ -130,6 +131,11 @@ int run(int argc, char** argv) {
     cli::add_tree_commands(app);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::RequiredError& error) {
+        // A word that is misspelt is the likelier cause, and the parser would not tell of it.
+        const std::vector<std::string> unknown = app.remaining(true);
+        app.exit(unknown.empty() ? CLI::ParseError(error) : CLI::ExtrasError(unknown));
+        return cli::kUsageError;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? cli::kSuccess : cli::kUsageError;
     }

@@ -14,6 +14,7 @@
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/commands/option_checks.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_tree.h"
@@ -149,7 +150,7 @@ void add_show(CLI::App& tree) {
     command->add_option("PATH", words->path, "The node to begin with; none: the root")
         ->type_name("");
     command->add_option("--depth", words->depth, "How many levels to show below that node")
-        ->check(CLI::NonNegativeNumber.description(""))
+        ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->callback([words] { print_show(*words); });
