@@ -103,8 +103,8 @@ Examples:
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
 Record files keep blobs under keys. The file that train writes is none; info tells what it is. dump
-shows header, index, items and holes; check tells whether every block is what the index says: exit status 0 clean, 1 repairable
-(no item is known to be lost), 65 no record file or lost.
+shows header, index, items and holes; check tells whether every block is what the index says: exit
+status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
 Long work shows its progress on a terminal; Ctrl-C ends it.
 
