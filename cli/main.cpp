@@ -4,7 +4,9 @@
 #include <array>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -39,7 +41,8 @@ down, the root's own first, with / between them and \ in front of a / or \ in a 
 checked first; one that is refused leaves the file as it was: exit status 64 for a path that leads
 nowhere, 65 for what the tree does not allow. A compact container takes only those edits for which
 its statistical classifiers need no statistics. A new node has learned nothing, and deleting one,
-with all below it, cannot be taken back. options get prints an options file.
+with all below it, cannot be taken back. Nor can moving one below another statistical classifier:
+what the old one learned of it goes, and the new one has to learn it. options get prints an options file.
 
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
 CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
@@ -99,9 +102,9 @@ Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
-Record files are what containers, corpora and archives are kept in. dump shows header, index, items
-and holes; check tells whether every block is what the index says: exit status 0 clean, 1 repairable
-(no item is known to be lost), 65 no record file or lost.
+Record files keep blobs under keys. The file that train writes is none; info tells what it is. dump
+shows header, index, items and holes; check tells whether every block is what the index says: exit
+status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
 Long work shows its progress on a terminal; Ctrl-C ends it.
 
@@ -128,6 +131,11 @@ int run(int argc, char** argv) {
     cli::add_tree_commands(app);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::RequiredError& error) {
+        // A word that is misspelt is the likelier cause, and the parser would not tell of it.
+        const std::vector<std::string> unknown = app.remaining(true);
+        app.exit(unknown.empty() ? CLI::ParseError(error) : CLI::ExtrasError(unknown));
+        return cli::kUsageError;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? cli::kSuccess : cli::kUsageError;
     }
@@ -154,6 +162,9 @@ int run_and_report(int argc, char** argv) {
     } catch (const cli::Usage_error& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::kUsageError);
+    } catch (const std::bad_alloc&) {
+        std::cerr << "zandrel: not enough memory\n";
+        return cli::kInternalError;
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
         return fail(error,

@@ -110,6 +110,7 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
     CLI::Option* const kc = command
                                 .add_option("KC", words.options.kc_file,
                                             "File of a knowledge container, instead of --train")
+                                ->check(error_of_file_name)
                                 ->type_name("");
     command.add_option("DATA", words.data_file, "Data file to classify, instead of --test")
         ->type_name("");

@@ -11,7 +11,6 @@
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_file_facts.h"
 #include "cli/kc/Kc_info.h"
 #include "cli/kc/Kc_options.h"
@@ -31,8 +30,9 @@ struct Kc_words {
 
 void print_info(const Kc_words& words) {
     Long_work work;
-    const qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
-    Kc_info info = kc_info(*manager);
+    Kc_info info;
+    view_kc(words.file, &work.progress(),
+            [&info](qtPtrLight<zeManager>& manager) { info = kc_info(*manager); });
     info.file = read_kc_file_facts(words.file);
     if (words.writes_json) {
         print_json(kc_info_json(info), Json_form::kManyLines, std::cout);
@@ -43,9 +43,11 @@ void print_info(const Kc_words& words) {
 
 void print_options(const Kc_words& words) {
     Long_work work;
-    qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
-    const std::vector<Kc_setting> settings =
-        words.key.empty() ? kc_settings(manager) : std::vector{kc_setting(manager, words.key)};
+    std::vector<Kc_setting> settings;
+    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
+        settings =
+            words.key.empty() ? kc_settings(manager) : std::vector{kc_setting(manager, words.key)};
+    });
     if (words.writes_json) {
         print_json(settings_json(settings), Json_form::kManyLines, std::cout);
     } else {

@@ -47,6 +47,19 @@ void add_output_options(CLI::App& command, bool& skips_bad_lines, bool& writes_j
     command.add_flag("--json", writes_json, "Print JSON");
 }
 
+// Works on the container as `work_on` does, with progress and interruption, and prints what was
+// done.
+template <class Options>
+void run(Options& options, Training_summary (*work_on)(const Options&), bool writes_json) {
+    Training_summary summary;
+    {
+        Long_work work;
+        options.progress = &work.progress();
+        summary = work_on(options);
+    }
+    print(summary, writes_json);
+}
+
 struct Train_words {
     Training_words training;
     Training_options options;
@@ -55,13 +68,7 @@ struct Train_words {
 
 void train(Train_words& words) {
     words.options.model = model_options(words.training);
-    Training_summary summary;
-    {
-        Long_work work;
-        words.options.progress = &work.progress();
-        summary = train_kc(words.options);
-    }
-    print(summary, words.writes_json);
+    run(words.options, train_kc, words.writes_json);
 }
 
 void add_train(CLI::App& app) {
@@ -86,13 +93,7 @@ struct Learn_words {
 
 void learn(Learn_words& words) {
     words.options.analysis = given_analysis(words.analysis);
-    Training_summary summary;
-    {
-        Long_work work;
-        words.options.progress = &work.progress();
-        summary = learn_into_kc(words.options);
-    }
-    print(summary, words.writes_json);
+    run(words.options, learn_into_kc, words.writes_json);
 }
 
 void add_learn(CLI::App& app) {

@@ -10,4 +10,8 @@ std::string error_of_share(const std::string& text) {
     return is_share ? "" : "'" + text + "' is no number from 0 to 1";
 }
 
+std::string error_of_file_name(const std::string& text) {
+    return text.empty() ? "the name of the file is empty" : "";
+}
+
 }  // namespace cli

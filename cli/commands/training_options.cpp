@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/commands/option_checks.h"
 #include "cli/data/Label_groups.h"
 
 namespace cli {
@@ -9,6 +10,7 @@ namespace cli {
 void add_training_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
     command.add_option("--options", words.options_file, "Options file with settings of the engine")
+        ->check(error_of_file_name)
         ->type_name("FILE");
     command
         .add_option("--set", words.assignments,
@@ -18,6 +20,7 @@ void add_training_options(CLI::App& command, Training_words& words) {
     command
         .add_option("--groups", words.groups_file,
                     "File with lines of group and label: a tree of two levels")
+        ->check(error_of_file_name)
         ->type_name("FILE");
 }
 

@@ -14,9 +14,9 @@
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/commands/option_checks.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kc_tree_view.h"
 #include "cli/model/Long_work.h"
@@ -128,8 +128,10 @@ Node_attributes attributes_of(const CLI::App& command, const Edit_words& words) 
 
 void print_show(const Show_words& words) {
     Long_work work;
-    const qtPtrLight<zeManager> manager = read_kc(words.file, &work.progress());
-    const Tree_view view = view_tree(*manager, words.path, words.depth);
+    Tree_view view;
+    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
+        view = view_tree(*manager, words.path, words.depth);
+    });
     if (!words.writes_json) {
         print_tree(view, std::cout);
         return;
@@ -148,7 +150,7 @@ void add_show(CLI::App& tree) {
     command->add_option("PATH", words->path, "The node to begin with; none: the root")
         ->type_name("");
     command->add_option("--depth", words->depth, "How many levels to show below that node")
-        ->check(CLI::NonNegativeNumber.description(""))
+        ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->callback([words] { print_show(*words); });

@@ -26,6 +26,15 @@ bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeM
 
 }  // namespace
 
+void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view) {
+    qtPtrLight<zeManager> manager = read_kc(path, progress);
+    try {
+        view(manager);
+    } catch (const qtxAll& error) {
+        throw Data_error(path, error.what());
+    }
+}
+
 void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change) {
     const Kc_lock lock(path);
     qtPtrLight<zeManager> manager = read_kc(path, progress);

@@ -1,4 +1,4 @@
-// Kc_edit: changes a knowledge container in its file.
+// Kc_edit: looks into a knowledge container in its file, or changes it there.
 #ifndef ZANDREL_CLI_KC_KC_EDIT_H_
 #define ZANDREL_CLI_KC_KC_EDIT_H_
 
@@ -11,6 +11,13 @@
 class zeManager;
 
 namespace cli {
+
+using Kc_view = std::function<void(qtPtrLight<zeManager>& manager)>;
+
+// Reads the container of a file and shows it to `view`, which changes nothing that is kept.
+// RAISES: Data_error "FILE: message" where the library finds the tree unsound on the way; what
+// read_kc and otherwise the view raise.
+void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view);
 
 // Changes a container; returns whether it has to be written.
 using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;

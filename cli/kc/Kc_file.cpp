@@ -22,8 +22,13 @@ namespace {
 // RAISES: Input_error.
 void check_readable(const std::string& path) {
     std::error_code unknown;
-    if (std::filesystem::is_directory(path, unknown)) {
+    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
+    if (std::filesystem::is_directory(status)) {
         throw Input_error(path, std::generic_category().message(EISDIR));
+    }
+    // Opening a pipe would wait for a writer, and a container is read in no order that a pipe has.
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        throw Input_error(path, "not a regular file");
     }
     open_data_file(path);
 }

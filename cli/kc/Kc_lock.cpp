@@ -26,8 +26,9 @@ bool is_file_at(const std::string& path, int descriptor) {
 }  // namespace
 
 Kc_lock::Kc_lock(const std::string& path) {
+    // A pipe without a writer would block; reading refuses it later.
     for (int attempt = 1;; ++attempt) {
-        m_descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        m_descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
         if (m_descriptor < 0) {
             throw Input_error(path, reason_of_failure());
         }

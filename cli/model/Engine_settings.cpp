@@ -12,6 +12,7 @@
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/errors.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -117,13 +118,13 @@ std::size_t line_of(const std::string& path, std::string_view key) {
 std::string setting_problem(std::string_view key, std::string_view value) {
     const std::optional<Kind> kind = kind_of(key);
     if (!kind) {
-        return "unknown setting \"" + std::string(key) + "\"";
+        return "unknown setting \"" + shown_text(key) + "\"";
     }
     const std::string problem = value_problem(key, *kind, value);
     if (problem.empty()) {
         return {};
     }
-    return "bad value for " + std::string(key) + ": \"" + std::string(value) + "\" " + problem;
+    return "bad value for " + std::string(key) + ": \"" + shown_text(value) + "\" " + problem;
 }
 
 void Engine_settings::load(const std::string& path) {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 
 #include "cli/errors.h"
 
@@ -25,6 +26,11 @@ struct Past_end {};
 class Reader {
 public:
     explicit Reader(const std::string& path) : m_path(path) {
+        // Opening a pipe would wait for a writer, and it has no end to read the index from.
+        std::error_code unknown;
+        if (std::filesystem::is_fifo(path, unknown)) {
+            throw Input_error(path, "not a regular file");
+        }
         errno = 0;
         m_file.open(path, std::ios::binary);
         if (!m_file || std::filesystem::is_directory(path)) {

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -17,6 +19,7 @@
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Text_model.h"
 #include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -32,6 +35,11 @@ struct Data_file {
 // Raises if the file cannot be written, before work is done in vain.
 void try_target(const std::string& path) {
     const Replacement_file tried(path);
+}
+
+bool exists(const std::string& path) {
+    std::error_code unknown;
+    return std::filesystem::exists(path, unknown);
 }
 
 void check_interrupt(CTProgress* progress) {
@@ -68,7 +76,7 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
         model.add_label(label);
     } catch (const qtX<zeLogicalTree>& error) {
         throw Data_error(file.path, line,
-                         "label \"" + label + "\" cannot be added: " + error.what());
+                         "label \"" + shown_text(label) + "\" cannot be added: " + error.what());
     }
 }
 
@@ -80,8 +88,9 @@ void settle_labels(const Data_file& file, bool adds_categories, Text_model& mode
                 continue;
             }
             if (!adds_categories) {
-                throw Data_error(file.path, text.line,
-                                 "unknown label \"" + label + "\"; --add-categories adds it");
+                throw Data_error(
+                    file.path, text.line,
+                    "unknown label \"" + shown_text(label) + "\"; --add-categories adds it");
             }
             add_label(label, file, text.line, model);
         }
@@ -101,6 +110,11 @@ void write_model(const std::string& path, const Text_model& model, bool compact,
 Training_summary train_kc(const Training_options& options) {
     Training_summary summary;
     try_target(options.kc_file);
+    std::optional<Kc_lock> lock;
+    if (exists(options.kc_file)) {
+        // Whoever is changing the old container would otherwise put it back over the new one.
+        lock.emplace(options.kc_file);
+    }
     std::vector<Data_file> files =
         read_data(options.data_files, options.skips_bad_lines, summary.skipped);
     const Texts texts = joined(files);

@@ -49,7 +49,8 @@ struct Training_summary {
 // Both leave the file as it was if they fail.
 //
 // Trains on the texts of all files together and writes the container.
-// RAISES: Input_error, Data_error and Output_error: the target is tried before the work begins;
+// RAISES: Input_error, Data_error and Output_error: the target is tried before the work begins, and
+// refused while another process is changing it;
 // what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted".
 Training_summary train_kc(const Training_options& options);
 

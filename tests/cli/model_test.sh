@@ -51,6 +51,12 @@ is err 'zandrel: cannot write .: Is a directory'
 expect 74 train /dev/full train.tsv
 is err 'zandrel: cannot write /dev/full: not a regular file'
 [[ -c /dev/full ]] || fail "$command: replaced a device"
+for option in --groups --options; do
+    expect 64 train b.kc train.tsv $option ''
+    prints err "$option: the name of the file is empty"
+done
+expect 64 evaluate '' train.tsv
+prints err 'KC: the name of the file is empty'
 cp a.kc before.kc
 (
     trap '' XFSZ
@@ -77,6 +83,9 @@ expect 65 train b.kc train.tsv --options misspelt.options
 is err 'misspelt.options:3: unknown setting "ProfileSice"'
 expect 65 train b.kc train.tsv --options fraction.options
 is err 'fraction.options:1: bad value for ClipValue: "2.5" is not an integer'
+printf '\x1b[1m = 7\n' >control.options
+expect 65 train b.kc train.tsv --options control.options
+is err 'control.options:1: unknown setting "\x1B[1m"'
 expect 66 train b.kc train.tsv --options absent.options
 prints err 'absent.options'
 expect 64 train b.kc train.tsv --set ProfileSice=7
@@ -194,6 +203,18 @@ is_silent out
 expect 65 learn a.kc bad.tsv
 is err 'bad.tsv:2: no tab between label and text'
 expect 66 learn a.kc absent.tsv
+(
+    flock 9  # as a process does that is changing it
+    for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv'; do
+        # shellcheck disable=SC2086  # The words are the arguments.
+        expect 74 $arguments
+        is err 'zandrel: cannot write a.kc: another process is changing it'
+    done
+    ((failures == 0))
+) 9<a.kc || failures=$((failures + 1))
+printf 'two\x1blabels\tgoal\n' >control.tsv
+expect 65 learn a.kc control.tsv
+is err 'control.tsv:1: unknown label "two\x1Blabels"; --add-categories adds it'
 cmp -s a.kc before.kc || fail "$command: changed the file"
 expect 0 learn a.kc new.tsv bad.tsv --add-categories --skip-bad --json
 prints out '"new_labels": 2,'
@@ -230,6 +251,15 @@ for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
     is err 'zandrel: cannot read .: Is a directory'
     is_silent out
 done
+mkfifo pipe  # which nobody writes to: opening it would wait for ever
+for arguments in classify explain info 'tree show' 'options get' dump check 'learn DATA' 'evaluate DATA'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 66 ${arguments% DATA} pipe $([[ $arguments != *DATA ]] || echo more.tsv)
+    is err 'zandrel: cannot read pipe: not a regular file'
+done
+expect 66 options set pipe ClipValue=2
+expect 66 tree delete pipe root/food
+rm pipe
 for name in classify explain; do
     expect 66 $name a.kc absent.txt
     is err 'zandrel: cannot read absent.txt: No such file or directory'

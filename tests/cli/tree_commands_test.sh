@@ -59,6 +59,14 @@ shows whole.kc root 'root [stat] NoScore' '  food [leaf] messages=1' '  world [s
 shows whole.kc root/world/sport 'sport [leaf] messages=2'
 expect 0 tree show whole.kc --depth 1
 is out $'root [stat] NoScore\n  food [leaf] messages=1\n  world [stat] NoScore messages=3 children=2'
+expect 64 tree show whole.kc --depth -1
+prints err '--depth: Value -1 not in range 0 to 1000000'
+for arguments in 'sho' 'tree sho' 'tree add whole.kc -sho'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 64 $arguments
+    prints err 'was not expected: '
+    prints err sho
+done
 expect 0 tree show whole.kc --json root/food
 is out '{
   "name": "food",
