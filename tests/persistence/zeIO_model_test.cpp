@@ -134,6 +134,25 @@ TEST(zeIOTaughtTest, LeavesOfTwoClassifiersAreEditedAndReadBack) {
     expect_read_back(kc.manager);
 }
 
+// A leaf that becomes a classifier stays with the one that decides it.
+TEST(zeIOTaughtTest, ALeafOfTwoClassifiersMayBecomeOne) {
+    for (const char* rule : {"", "true"}) {
+        SCOPED_TRACE(rule);
+        Trained_desk kc;
+        train_root(kc.manager);
+        zeLogicalNode sport = kc.desk.Node(News_desk::kSport);
+        sport.type = *rule == '\0' ? ZE_STAT : ZE_RULE;
+        sport.attributes = zeNode::NoScore;
+        kc.manager.m_logical_tree->ChangeLogicalNode(sport);
+        kc.desk.Add(News_desk::kSport, "ball", ZE_LEAF, rule);
+
+        EXPECT_EQ(sport.physical_node->m_parent, kc.desk.Node(News_desk::kHome).physical_node);
+        EXPECT_LT(kc.manager.m_root->find_child(sport.physical_node), 0);
+        expect_read_back(kc.manager);
+        expect_parts_read_back(kc.manager);
+    }
+}
+
 // A classifier may be fed without linking its categories, which the logical tree still mirrors.
 TEST(zeIOTaughtTest, CategoriesThatHangNowhereAreReadBack) {
     Trained_desk kc;

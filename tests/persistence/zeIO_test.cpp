@@ -323,8 +323,12 @@ TEST(ConvertEncodingTest, WhatDoesNotConvertRaises) {
     KcConverter converter{"UTF-8", "ISO-8859-1", 0};
     KcConverter unknown{"UTF-8", "no charset", 0};
 
-    EXPECT_THROW(ConvertEncoding("\xFF", &converter), qtXbase);
-    EXPECT_THROW(ConvertEncoding("text", &unknown), qtXbase);
+    EXPECT_TRUE(raises<qtXbase>([&] { ConvertEncoding("\xFF", &converter); }, 0,
+                                "Cannot convert text: \xFF",
+                                std::vector<qtString>{"\xFF", "UTF-8", "ISO-8859-1"}));
+    EXPECT_TRUE(raises<qtXbase>([&] { ConvertEncoding("text", &unknown); }, 0,
+                                "Cannot convert from charset UTF-8 to no charset",
+                                std::vector<qtString>{"UTF-8", "no charset"}));
 
     EXPECT_EQ(converter.count, 1U);
 }

@@ -224,7 +224,9 @@ private:
     void DeleteOneNode(zeLogicalNode& node);
     // Takes a node out of the classifier that holds it if that is another than `decider`.
     void LeaveHolder(zeNode* node, const zeClassifier* decider);
-    void LeaveClassifiers(zeNode* node);
+    // Takes a node out of all classifiers, but for one that may be null.
+    void LeaveClassifiers(zeNode* node, const zeClassifier* but);
+    void LeaveOtherClassifiers(const zeLogicalNode& leaf);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
 
     unsigned int ReadNode(Hio<HSegment>& io);

@@ -154,6 +154,7 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     if (node.type == ZE_LEAF) {
         // There is one if an edit failed half-way or the file was damaged.
         manager->DelClassifier(node.physical_node);
+        LeaveOtherClassifiers(node);
     }
     if (node.type == ZE_STAT) {
         GatherSons(&node, sons);
@@ -270,17 +271,31 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
 
 // A classifier can know a node that does not hang in it, from training or from a damaged file, and
 // a node can hang in several.
-void zeLogicalTree::LeaveClassifiers(zeNode* node) {
+void zeLogicalTree::LeaveClassifiers(zeNode* node, const zeClassifier* but) {
     for (const auto& [id, object] : manager->m_objects) {
         auto* const classifier = dynamic_cast<zeClassifier*>(object);
-        if (classifier != nullptr && IsKnown(*classifier, node)) {
+        if (classifier == nullptr || classifier == but) {
+            continue;
+        }
+        if (IsKnown(*classifier, node)) {
             Forget(*classifier, node);
             FeedAgain(*classifier);
         }
-        if (classifier != nullptr && classifier->m_node != nullptr) {
+        if (classifier->m_node != nullptr) {
             classifier->m_node->remove_child(node);
         }
     }
+}
+
+// Several classifiers may have learned a leaf, but a node with a classifier has one way to it.
+void zeLogicalTree::LeaveOtherClassifiers(const zeLogicalNode& leaf) {
+    const zeLogicalNode* const above = NearestClassifierNode(leaf.parent);
+    zeNode* const holder = above == nullptr ? nullptr : above->physical_node;
+    if (holder == nullptr || holder->find_child(leaf.physical_node) < 0) {
+        return;
+    }
+    LeaveClassifiers(leaf.physical_node, holder->m_classifier);
+    leaf.physical_node->m_parent = holder;
 }
 
 // A statistical classifier selects its features anew for the categories that it has left.
@@ -343,7 +358,7 @@ void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
     // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
     manager->DelClassifier(node.physical_node);
     LeaveHolder(node.physical_node, nullptr);
-    LeaveClassifiers(node.physical_node);
+    LeaveClassifiers(node.physical_node, nullptr);
     DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     nodes.erase(node.id);
