@@ -6,9 +6,10 @@
 
 namespace cli {
 
-// Held from before a container is read to behind its replacement: of two processes that read, change
-// and write the same file at once, the first to write would lose what it has learned. It is asked
-// for by those who change containers alone; reading one needs none, since a file is replaced whole.
+// Held from before a container is read to behind its replacement: of two processes that read,
+// change and write the same file at once, the first to write would lose what it has learned. It is
+// asked for by those who change containers alone; reading one needs none, since a file is replaced
+// whole.
 //
 // The lock is one of the system's on the open file, so it goes with the process, whatever its end.
 class Kc_lock {

@@ -1,9 +1,10 @@
 #include "cli/kc/Kc_lock.h"
 
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <optional>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "cli/errors.h"
 #include "tests/cli/scratch_folder.h"
