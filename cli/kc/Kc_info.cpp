@@ -44,7 +44,7 @@ Stat_info stat_info(const zeStat_matcher& matcher, std::string path) {
 void add_tree(zeManager& manager, Kc_info& info) {
     const zeLogicalTree& tree = *manager.m_logical_tree;
     std::set<std::string> categories;
-    for (const Tree_line& line : view_tree(manager, "", -1).lines) {
+    for (const Kc_tree_line& line : view_tree(manager, "", -1).lines) {
         ++info.nodes;
         info.depth = std::max(info.depth, line.depth + 1);
         zeClassifier* const classifier =

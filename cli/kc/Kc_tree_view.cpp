@@ -40,8 +40,8 @@ std::optional<int> messages_for(zeManager& manager, const zeLogicalNode& node) {
                                  : std::optional(storage.profile(iprofile).m_num_msgs);
 }
 
-Tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
-    Tree_line line;
+Kc_tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
+    Kc_tree_line line;
     line.id = node.id;
     line.depth = depth;
     line.name = node.name.view();
@@ -72,7 +72,7 @@ std::vector<const zeLogicalNode*> sorted_children(const zeLogicalTree& tree,
     return children;
 }
 
-void print_line(const Tree_line& line, std::ostream& out) {
+void print_line(const Kc_tree_line& line, std::ostream& out) {
     for (int level = 0; level < line.depth; ++level) {
         out << "  ";
     }
@@ -99,7 +99,7 @@ void print_line(const Tree_line& line, std::ostream& out) {
     out << '\n';
 }
 
-Json line_json(const Tree_line& line) {
+Json line_json(const Kc_tree_line& line) {
     Json json = {
         {"name", line.name},        {"category", line.category},   {"type", type_name(line.type)},
         {"scored", line.is_scored}, {"threshold", line.threshold}, {"rule", line.rule},
@@ -110,8 +110,8 @@ Json line_json(const Tree_line& line) {
 }
 
 // The object of a line and of all below it; `next` comes to stand behind them.
-Json subtree_json(const std::vector<Tree_line>& lines, std::size_t& next) {
-    const Tree_line& line = lines[next++];
+Json subtree_json(const std::vector<Kc_tree_line>& lines, std::size_t& next) {
+    const Kc_tree_line& line = lines[next++];
     Json json = line_json(line);
     if (!line.hides_children) {
         Json children = Json::array();
@@ -156,7 +156,7 @@ std::string type_name(unsigned char type) {
 }
 
 void print_tree(const Tree_view& view, std::ostream& out) {
-    for (const Tree_line& line : view.lines) {
+    for (const Kc_tree_line& line : view.lines) {
         print_line(line, out);
     }
 }
@@ -165,7 +165,7 @@ nlohmann::ordered_json tree_json(const Tree_view& view) {
     if (view.lines.empty()) {
         return nullptr;
     }
-    for (const Tree_line& line : view.lines) {
+    for (const Kc_tree_line& line : view.lines) {
         if (line.depth > kDeepestJson) {
             throw std::length_error("the tree has more than " + std::to_string(kDeepestJson) +
                                     " levels for JSON: give a --depth");

@@ -14,7 +14,7 @@ class zeManager;
 
 namespace cli {
 
-struct Tree_line {
+struct Kc_tree_line {
     unsigned int id = 0;  // in the logical tree
     int depth = 0;        // levels below the first line
     std::string name;     // as it is, as all texts here
@@ -33,7 +33,7 @@ struct Tree_line {
 
 // A node and what is below it: each node before its children, which are sorted by name.
 struct Tree_view {
-    std::vector<Tree_line> lines;  // none: the container has no node
+    std::vector<Kc_tree_line> lines;  // none: the container has no node
 };
 
 // More levels than this are too many for nested objects, which programs read level by level.
