@@ -29,36 +29,13 @@
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "tests/support/kc_errors.h"
+
 inline void require(bool claim, const char* text) {
     if (!claim) {
         std::fprintf(stderr, "broken: %s\n", text);
         std::abort();
     }
-}
-
-template <class Class>
-bool is_qtx(const std::exception& raised, std::initializer_list<int> numbers) {
-    const auto* const error = dynamic_cast<const qtX<Class>*>(&raised);
-    return error != nullptr &&
-           std::find(numbers.begin(), numbers.end(), error->number()) != numbers.end();
-}
-
-inline bool is_assertion(const std::exception& raised,
-                         std::initializer_list<std::string_view> texts) {
-    return dynamic_cast<const qtxAssert*>(&raised) != nullptr &&
-           std::find(texts.begin(), texts.end(), raised.what()) != texts.end();
-}
-
-// Whether a file may be refused so.
-inline bool is_error_of_load(const std::exception& raised) {
-    return is_qtx<zeIO>(raised, {1, 2, 7, 10, 11}) || is_qtx<Hpack>(raised, {1, 2}) ||
-           is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}) ||
-           is_qtx<zeManager>(raised, {4}) || is_qtx<zeStat_storage>(raised, {0}) ||
-           is_qtx<zeSwitcher>(raised, {0, 1}) || is_qtx<RuleParser>(raised, {0}) ||
-           raised.what() == std::string_view(qtxSegBuf::kLocateError) ||
-           is_assertion(
-               raised, {"cat", "p.m_cat", "m_storage", "pp.second",
-                        "sz <= Zandrel::LIKELIHOOD_SIZE", "inserted.m_classifier_type == ZE_LEAF"});
 }
 
 // Whether a container that was read may refuse to be asked or written so.

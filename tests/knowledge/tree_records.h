@@ -73,6 +73,51 @@ private:
     std::string m_bytes;
 };
 
+// A scored physical node of version 1, with a threshold of 0.
+inline Record physical_node_v1(std::string_view name, unsigned int type, unsigned int id,
+                               std::initializer_list<std::string_view> children,
+                               std::initializer_list<std::string_view> parents) {
+    return Record()
+        .text(name)
+        .byte(1)
+        .byte(type)
+        .number(0)
+        .number(id)
+        .single(0.0F)
+        .texts(children)
+        .texts(parents);
+}
+
+// A scored logical node of version 1, without a rule or notes.
+inline Record logical_node_v1(unsigned int id, unsigned int type, unsigned int parent,
+                              std::initializer_list<unsigned int> children,
+                              std::string_view category) {
+    return Record()
+        .number(id)
+        .number(type)
+        .number(parent)
+        .numbers(children)
+        .text(category)
+        .text("")
+        .text("")
+        .byte(1)
+        .single(0.0F)
+        .text("")
+        .text("");
+}
+
+// The physical tree of the root 1 with the nodes 2 and 3, and the leaf 4 under both, which makes
+// the node 5.
+inline std::string shared_leaf_v1() {
+    return Record()
+        .number(4)
+        .raw(physical_node_v1("root", ZE_RULE, 1, {"p", "q"}, {}).bytes())
+        .raw(physical_node_v1("p", ZE_STAT, 2, {"leaf"}, {"root"}).bytes())
+        .raw(physical_node_v1("q", ZE_STAT, 3, {"leaf"}, {"root"}).bytes())
+        .raw(physical_node_v1("leaf", ZE_LEAF, 4, {}, {"p", "q"}).bytes())
+        .bytes();
+}
+
 inline std::string dumped_nodes(const zePhysicalTree& tree, zeNode* top) {
     SegBuf record;
     Hio<HSegment> io(new HSegment(record, 'w'));

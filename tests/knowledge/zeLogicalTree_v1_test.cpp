@@ -29,51 +29,9 @@ protected:
     zePhysicalTree& physical = *manager.m_physical_tree;
 };
 
-// A scored node without a rule or notes.
-Record node_of(unsigned int id, unsigned int type, unsigned int parent,
-               std::initializer_list<unsigned int> children, std::string_view category) {
-    return Record()
-        .number(id)
-        .number(type)
-        .number(parent)
-        .numbers(children)
-        .text(category)
-        .text("")
-        .text("")
-        .byte(1)
-        .single(0.0F)
-        .text("")
-        .text("");
-}
-
-Record physical_node_of(std::string_view name, unsigned int type, unsigned int id,
-                        std::initializer_list<std::string_view> children,
-                        std::initializer_list<std::string_view> parents) {
-    return Record()
-        .text(name)
-        .byte(1)
-        .byte(type)
-        .number(0)
-        .number(id)
-        .single(0.0F)
-        .texts(children)
-        .texts(parents);
-}
-
-// The root 1, the statistical nodes 2 and 3, the leaf 4 under both, which makes the node 5.
-std::string shared_leaf() {
-    return Record()
-        .number(4)
-        .raw(physical_node_of("root", ZE_RULE, 1, {"p", "q"}, {}).bytes())
-        .raw(physical_node_of("p", ZE_STAT, 2, {"leaf"}, {"root"}).bytes())
-        .raw(physical_node_of("q", ZE_STAT, 3, {"leaf"}, {"root"}).bytes())
-        .raw(physical_node_of("leaf", ZE_LEAF, 4, {}, {"p", "q"}).bytes())
-        .bytes();
-}
-
 TEST_F(zeLogicalTreeV1Test, LoadReadsTheFieldsInOrder) {
     read_whole(physical,
-               Record().number(1).raw(physical_node_of("ab", ZE_STAT, 9, {}, {}).bytes()).bytes());
+               Record().number(1).raw(physical_node_v1("ab", ZE_STAT, 9, {}, {}).bytes()).bytes());
 
     read_whole(tree, from_hex("12 34 56 78"  // dropped
                               "00 00 00 01"
@@ -114,8 +72,11 @@ TEST_F(zeLogicalTreeV1Test, LoadTakesEveryByteButZeroAsScored) {
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.byte);
-        std::string record =
-            Record().number(0).number(1).raw(node_of(1, ZE_STAT, 0, {}, "a").bytes()).bytes();
+        std::string record = Record()
+                                 .number(0)
+                                 .number(1)
+                                 .raw(logical_node_v1(1, ZE_STAT, 0, {}, "a").bytes())
+                                 .bytes();
         record[record.size() - 13] = from_hex(row.byte)[0];
 
         read_whole(tree, record);
@@ -125,16 +86,16 @@ TEST_F(zeLogicalTreeV1Test, LoadTakesEveryByteButZeroAsScored) {
 }
 
 TEST_F(zeLogicalTreeV1Test, EachMirrorOfASharedLeafHasANodeOfItsOwn) {
-    read_whole(physical, shared_leaf());
+    read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, Record()
                          .number(0)
                          .number(5)
-                         .raw(node_of(1, ZE_RULE, 0, {2, 3}, "root").bytes())
-                         .raw(node_of(2, ZE_STAT, 1, {4}, "p").bytes())
-                         .raw(node_of(3, ZE_STAT, 1, {5}, "q").bytes())
-                         .raw(node_of(4, ZE_LEAF, 2, {}, "leaf").bytes())
-                         .raw(node_of(5, ZE_LEAF, 3, {}, "leaf").bytes())
+                         .raw(logical_node_v1(1, ZE_RULE, 0, {2, 3}, "root").bytes())
+                         .raw(logical_node_v1(2, ZE_STAT, 1, {4}, "p").bytes())
+                         .raw(logical_node_v1(3, ZE_STAT, 1, {5}, "q").bytes())
+                         .raw(logical_node_v1(4, ZE_LEAF, 2, {}, "leaf").bytes())
+                         .raw(logical_node_v1(5, ZE_LEAF, 3, {}, "leaf").bytes())
                          .bytes());
 
     for (const unsigned int id : {1U, 2U, 3U, 4U, 5U}) {
@@ -145,28 +106,28 @@ TEST_F(zeLogicalTreeV1Test, EachMirrorOfASharedLeafHasANodeOfItsOwn) {
 }
 
 TEST_F(zeLogicalTreeV1Test, ALeafBelowALeafIsFoundBelowTheClassifierAbove) {
-    read_whole(physical, shared_leaf());
+    read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, Record()
                          .number(0)
                          .number(4)
-                         .raw(node_of(7, ZE_LEAF, 6, {}, "leaf").bytes())
-                         .raw(node_of(6, ZE_LEAF, 3, {7}, "group").bytes())
-                         .raw(node_of(3, ZE_STAT, 1, {6}, "q").bytes())
-                         .raw(node_of(1, ZE_RULE, 0, {3}, "root").bytes())
+                         .raw(logical_node_v1(7, ZE_LEAF, 6, {}, "leaf").bytes())
+                         .raw(logical_node_v1(6, ZE_LEAF, 3, {7}, "group").bytes())
+                         .raw(logical_node_v1(3, ZE_STAT, 1, {6}, "q").bytes())
+                         .raw(logical_node_v1(1, ZE_RULE, 0, {3}, "root").bytes())
                          .bytes());
 
     EXPECT_EQ(tree.GetNode(7).physical_node, physical.GetNode(5));
 }
 
 TEST_F(zeLogicalTreeV1Test, ANodeThatIsNotFoundGetsALeafThatStandsInNoTree) {
-    read_whole(physical, shared_leaf());
+    read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, Record()
                          .number(0)
                          .number(2)
-                         .raw(node_of(1, ZE_RULE, 0, {2}, "root").bytes())
-                         .raw(node_of(2, ZE_LEAF, 1, {}, "unknown").bytes())
+                         .raw(logical_node_v1(1, ZE_RULE, 0, {2}, "root").bytes())
+                         .raw(logical_node_v1(2, ZE_LEAF, 1, {}, "unknown").bytes())
                          .bytes());
 
     EXPECT_EQ(tree.GetNode(2).physical_node, physical.GetNode(6));
@@ -178,8 +139,8 @@ TEST_F(zeLogicalTreeV1Test, LoadRefusesACircleBeforeItGoesUp) {
     EXPECT_QTX_ARGS(read_whole(tree, Record()
                                          .number(0)
                                          .number(2)
-                                         .raw(node_of(1, ZE_LEAF, 2, {}, "a").bytes())
-                                         .raw(node_of(2, ZE_LEAF, 1, {}, "b").bytes())
+                                         .raw(logical_node_v1(1, ZE_LEAF, 2, {}, "a").bytes())
+                                         .raw(logical_node_v1(2, ZE_LEAF, 1, {}, "b").bytes())
                                          .bytes()),
                     zeManager, 4, "Knowledge tree is damaged", {"logical parents"});
 }
@@ -188,13 +149,14 @@ TEST_F(zeLogicalTreeV1Test, LoadRefusesACircleBeforeItGoesUp) {
 TEST_F(zeLogicalTreeV1Test, DeepLeavesAreFoundBelowTheClassifierAbove) {
     constexpr unsigned int kDeep = 100000;
     Record record = Record().number(0).number(kDeep);
-    record.raw(node_of(1, ZE_RULE, 0, {2}, "root").bytes());
-    record.raw(node_of(2, ZE_STAT, 1, {3}, "q").bytes());
+    record.raw(logical_node_v1(1, ZE_RULE, 0, {2}, "root").bytes());
+    record.raw(logical_node_v1(2, ZE_STAT, 1, {3}, "q").bytes());
     for (unsigned int id = 3; id < kDeep; ++id) {
-        record.raw(node_of(id, ZE_LEAF, id - 1, {id + 1}, "n" + std::to_string(id)).bytes());
+        record.raw(
+            logical_node_v1(id, ZE_LEAF, id - 1, {id + 1}, "n" + std::to_string(id)).bytes());
     }
-    record.raw(node_of(kDeep, ZE_LEAF, kDeep - 1, {}, "leaf").bytes());
-    read_whole(physical, shared_leaf());
+    record.raw(logical_node_v1(kDeep, ZE_LEAF, kDeep - 1, {}, "leaf").bytes());
+    read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, record.bytes());
 

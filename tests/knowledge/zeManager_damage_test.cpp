@@ -45,50 +45,20 @@ std::string small_container() {
 
 // The same trees in version 1, with one leaf below two.
 std::string small_container_v1() {
-    const auto physical = [](const char* name, unsigned int type, Id id,
-                             std::initializer_list<std::string_view> children,
-                             std::initializer_list<std::string_view> parents) {
-        return Record()
-            .text(name)
-            .byte(1)
-            .byte(type)
-            .number(0)
-            .number(id)
-            .single(0.0F)
-            .texts(children)
-            .texts(parents)
-            .bytes();
-    };
-    const auto logical = [](Id id, unsigned int type, Id parent, std::initializer_list<Id> children,
-                            const char* category) {
-        return Record()
-            .number(id)
-            .number(type)
-            .number(parent)
-            .numbers(children)
-            .text(category)
-            .text("")
-            .text("")
-            .byte(1)
-            .single(0.0F)
-            .text("")
-            .text("")
-            .bytes();
-    };
     const std::string empty = dumped_container(*std::make_unique<zeManager>());
     return Record()
         .number(4)
-        .raw(physical("r", ZE_STAT, 1, {"p", "q"}, {}))
-        .raw(physical("p", ZE_STAT, 2, {"l"}, {"r"}))
-        .raw(physical("q", ZE_STAT, 3, {"l"}, {"r"}))
-        .raw(physical("l", ZE_LEAF, 4, {}, {"p", "q"}))
+        .raw(physical_node_v1("r", ZE_STAT, 1, {"p", "q"}, {}).bytes())
+        .raw(physical_node_v1("p", ZE_STAT, 2, {"l"}, {"r"}).bytes())
+        .raw(physical_node_v1("q", ZE_STAT, 3, {"l"}, {"r"}).bytes())
+        .raw(physical_node_v1("l", ZE_LEAF, 4, {}, {"p", "q"}).bytes())
         .number(0)
         .number(5)
-        .raw(logical(1, ZE_STAT, 0, {2, 3}, "r"))
-        .raw(logical(2, ZE_STAT, 1, {4}, "p"))
-        .raw(logical(3, ZE_STAT, 1, {5}, "q"))
-        .raw(logical(4, ZE_LEAF, 2, {}, "l"))
-        .raw(logical(5, ZE_LEAF, 3, {}, "l"))
+        .raw(logical_node_v1(1, ZE_STAT, 0, {2, 3}, "r").bytes())
+        .raw(logical_node_v1(2, ZE_STAT, 1, {4}, "p").bytes())
+        .raw(logical_node_v1(3, ZE_STAT, 1, {5}, "q").bytes())
+        .raw(logical_node_v1(4, ZE_LEAF, 2, {}, "l").bytes())
+        .raw(logical_node_v1(5, ZE_LEAF, 3, {}, "l").bytes())
         .raw(std::string_view(empty).substr(8, empty.size() - 16))  // the settings
         .number(6)
         .text("r")

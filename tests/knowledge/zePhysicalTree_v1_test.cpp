@@ -20,8 +20,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Names = std::initializer_list<std::string_view>;
-
 class zePhysicalTreeV1Test : public testing::Test {
 protected:
     zePhysicalTreeV1Test() { manager.m_version = 1; }
@@ -29,31 +27,6 @@ protected:
     zeManager manager;
     zePhysicalTree& tree = *manager.m_physical_tree;
 };
-
-// A scored node with a threshold of 0.
-Record node_of(const char* name, unsigned int type, unsigned int id, Names children,
-               Names parents) {
-    return Record()
-        .text(name)
-        .byte(1)
-        .byte(type)
-        .number(0)
-        .number(id)
-        .single(0.0F)
-        .texts(children)
-        .texts(parents);
-}
-
-// The root 1 with the nodes 2 and 3, and the leaf 4 under both.
-std::string shared_leaf() {
-    return Record()
-        .number(4)
-        .raw(node_of("root", ZE_RULE, 1, {"p", "q"}, {}).bytes())
-        .raw(node_of("p", ZE_STAT, 2, {"leaf"}, {"root"}).bytes())
-        .raw(node_of("q", ZE_STAT, 3, {"leaf"}, {"root"}).bytes())
-        .raw(node_of("leaf", ZE_LEAF, 4, {}, {"p", "q"}).bytes())
-        .bytes();
-}
 
 TEST_F(zePhysicalTreeV1Test, LoadReadsTheFieldsInOrder) {
     read_whole(tree, from_hex("00 00 00 02"
@@ -109,13 +82,14 @@ TEST_F(zePhysicalTreeV1Test, LoadTakesEveryByteButZeroAsScored) {
 }
 
 TEST_F(zePhysicalTreeV1Test, TheRootsParentMayBeTheEmptyConcept) {
-    read_whole(tree, Record().number(1).raw(node_of("a", ZE_RULE, 1, {}, {""}).bytes()).bytes());
+    read_whole(tree,
+               Record().number(1).raw(physical_node_v1("a", ZE_RULE, 1, {}, {""}).bytes()).bytes());
 
     EXPECT_EQ(tree.GetNode(1)->m_parent, nullptr);
 }
 
 TEST_F(zePhysicalTreeV1Test, ALeafOfTwoParentsBecomesTwo) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
 
     zeNode* const p = tree.GetNode(2);
     zeNode* const q = tree.GetNode(3);
@@ -136,10 +110,10 @@ TEST_F(zePhysicalTreeV1Test, ALeafOfTwoParentsBecomesTwo) {
 TEST_F(zePhysicalTreeV1Test, NodesAreLinkedByAscendingIdWhateverTheirOrder) {
     read_whole(tree, Record()
                          .number(4)
-                         .raw(node_of("leaf", ZE_LEAF, 4, {}, {"q", "p"}).bytes())
-                         .raw(node_of("q", ZE_STAT, 3, {"leaf"}, {"root"}).bytes())
-                         .raw(node_of("p", ZE_STAT, 2, {"leaf"}, {"root"}).bytes())
-                         .raw(node_of("root", ZE_RULE, 1, {"p", "q"}, {}).bytes())
+                         .raw(physical_node_v1("leaf", ZE_LEAF, 4, {}, {"q", "p"}).bytes())
+                         .raw(physical_node_v1("q", ZE_STAT, 3, {"leaf"}, {"root"}).bytes())
+                         .raw(physical_node_v1("p", ZE_STAT, 2, {"leaf"}, {"root"}).bytes())
+                         .raw(physical_node_v1("root", ZE_RULE, 1, {"p", "q"}, {}).bytes())
                          .bytes());
 
     // The leaf itself goes to the first parent that it names; the node 2 asks first of the others.
@@ -150,8 +124,8 @@ TEST_F(zePhysicalTreeV1Test, NodesAreLinkedByAscendingIdWhateverTheirOrder) {
 TEST_F(zePhysicalTreeV1Test, ACopyTakesOverTheFieldsOfTheLeaf) {
     read_whole(tree, Record()
                          .number(3)
-                         .raw(node_of("p", ZE_STAT, 1, {"leaf"}, {}).bytes())
-                         .raw(node_of("q", ZE_STAT, 2, {"leaf"}, {}).bytes())
+                         .raw(physical_node_v1("p", ZE_STAT, 1, {"leaf"}, {}).bytes())
+                         .raw(physical_node_v1("q", ZE_STAT, 2, {"leaf"}, {}).bytes())
                          .text("leaf")
                          .byte(0)
                          .byte(ZE_LEAF)
@@ -169,7 +143,7 @@ TEST_F(zePhysicalTreeV1Test, ACopyTakesOverTheFieldsOfTheLeaf) {
 // ConvertV1.
 
 TEST_F(zePhysicalTreeV1Test, ConvertFindsANodeOfOneParentWhereverItIsAskedFor) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(tree.ConvertV1(term("p"), nullptr), tree.GetNode(2));
     EXPECT_EQ(tree.ConvertV1(term("p"), tree.GetNode(3)), tree.GetNode(2));
@@ -177,7 +151,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertFindsANodeOfOneParentWhereverItIsAskedFor) {
 }
 
 TEST_F(zePhysicalTreeV1Test, ConvertFindsTheLeafUnderTheParentThatAsks) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(tree.ConvertV1(term("leaf"), tree.GetNode(2)), tree.GetNode(4));
     EXPECT_EQ(tree.ConvertV1(term("leaf"), tree.GetNode(3)), tree.GetNode(5));
@@ -185,7 +159,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertFindsTheLeafUnderTheParentThatAsks) {
 }
 
 TEST_F(zePhysicalTreeV1Test, ConvertFindsNothing) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(tree.ConvertV1(Concept(), tree.GetNode(2)), nullptr) << "the empty concept";
     EXPECT_EQ(tree.ConvertV1(term("leaf"), nullptr), nullptr) << "no parent to choose by";
@@ -196,13 +170,14 @@ TEST_F(zePhysicalTreeV1Test, ConvertFindsNothing) {
 }
 
 TEST_F(zePhysicalTreeV1Test, ConvertMakesNodesAsParentsAsk) {
-    read_whole(tree, Record()
-                         .number(4)
-                         .raw(node_of("p", ZE_STAT, 1, {}, {}).bytes())
-                         .raw(node_of("q", ZE_STAT, 2, {}, {}).bytes())
-                         .raw(node_of("r", ZE_STAT, 3, {}, {}).bytes())
-                         .raw(node_of("leaf", ZE_LEAF, 9, {}, {"unknown", "q", "r"}).bytes())
-                         .bytes());
+    read_whole(tree,
+               Record()
+                   .number(4)
+                   .raw(physical_node_v1("p", ZE_STAT, 1, {}, {}).bytes())
+                   .raw(physical_node_v1("q", ZE_STAT, 2, {}, {}).bytes())
+                   .raw(physical_node_v1("r", ZE_STAT, 3, {}, {}).bytes())
+                   .raw(physical_node_v1("leaf", ZE_LEAF, 9, {}, {"unknown", "q", "r"}).bytes())
+                   .bytes());
     EXPECT_EQ(tree.GetNode(9)->m_parent, nullptr);
 
     EXPECT_EQ(tree.ConvertV1(term("leaf"), tree.GetNode(2))->m_node_id, 9U);
@@ -214,17 +189,18 @@ TEST_F(zePhysicalTreeV1Test, ConvertMakesNodesAsParentsAsk) {
 }
 
 TEST_F(zePhysicalTreeV1Test, ConvertAssertsThatWhatIsCopiedIsALeaf) {
-    EXPECT_ASSERTS(read_whole(tree, Record()
-                                        .number(3)
-                                        .raw(node_of("p", ZE_RULE, 1, {"stat"}, {}).bytes())
-                                        .raw(node_of("q", ZE_RULE, 2, {"stat"}, {}).bytes())
-                                        .raw(node_of("stat", ZE_STAT, 3, {}, {"p", "q"}).bytes())
-                                        .bytes()),
-                   "inserted.m_classifier_type == ZE_LEAF");
+    EXPECT_ASSERTS(
+        read_whole(tree, Record()
+                             .number(3)
+                             .raw(physical_node_v1("p", ZE_RULE, 1, {"stat"}, {}).bytes())
+                             .raw(physical_node_v1("q", ZE_RULE, 2, {"stat"}, {}).bytes())
+                             .raw(physical_node_v1("stat", ZE_STAT, 3, {}, {"p", "q"}).bytes())
+                             .bytes()),
+        "inserted.m_classifier_type == ZE_LEAF");
 }
 
 TEST_F(zePhysicalTreeV1Test, AReferenceIsAConcept) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(read_reference(manager, from_hex("00 00 00 01 71"), nullptr), tree.GetNode(3));
     EXPECT_EQ(read_reference(manager, Record().text("leaf").bytes(), tree.GetNode(3)),
@@ -235,7 +211,7 @@ TEST_F(zePhysicalTreeV1Test, AReferenceIsAConcept) {
 // The maps.
 
 TEST_F(zePhysicalTreeV1Test, ClearKeepsWhatReferencesAreFoundBy) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
 
     tree.Clear();
 
@@ -244,10 +220,11 @@ TEST_F(zePhysicalTreeV1Test, ClearKeepsWhatReferencesAreFoundBy) {
 }
 
 TEST_F(zePhysicalTreeV1Test, TheNextLoadForgetsWhatReferencesWereFoundBy) {
-    read_whole(tree, shared_leaf());
+    read_whole(tree, shared_leaf_v1());
     tree.Clear();
 
-    read_whole(tree, Record().number(1).raw(node_of("a", ZE_LEAF, 1, {}, {}).bytes()).bytes());
+    read_whole(tree,
+               Record().number(1).raw(physical_node_v1("a", ZE_LEAF, 1, {}, {}).bytes()).bytes());
 
     EXPECT_EQ(tree.ConvertV1(term("root"), nullptr), nullptr);
     EXPECT_EQ(tree.ConvertV1(term("leaf"), tree.GetNode(1)), nullptr);
@@ -260,7 +237,8 @@ TEST_F(zePhysicalTreeV1Test, LoadRefusesAChildThatIsNotThere) {
     for (const char* const child : {"unknown", ""}) {
         SCOPED_TRACE(child);
         tree.Clear();
-        const Record record = Record().number(1).raw(node_of("a", ZE_RULE, 1, {child}, {}).bytes());
+        const Record record =
+            Record().number(1).raw(physical_node_v1("a", ZE_RULE, 1, {child}, {}).bytes());
 
         EXPECT_QTX_ARGS(read_whole(tree, record.bytes()), zeManager, 4, "Knowledge tree is damaged",
                         {"children"});
@@ -271,17 +249,18 @@ TEST_F(zePhysicalTreeV1Test, LoadRefusesAChildThatIsNotThere) {
 TEST_F(zePhysicalTreeV1Test, LoadRefusesTwoNodesOfOneId) {
     EXPECT_QTX_ARGS(read_whole(tree, Record()
                                          .number(2)
-                                         .raw(node_of("a", ZE_LEAF, 2, {}, {}).bytes())
-                                         .raw(node_of("b", ZE_LEAF, 2, {}, {}).bytes())
+                                         .raw(physical_node_v1("a", ZE_LEAF, 2, {}, {}).bytes())
+                                         .raw(physical_node_v1("b", ZE_LEAF, 2, {}, {}).bytes())
                                          .bytes()),
                     zeManager, 4, "Knowledge tree is damaged", {"node ids"});
 }
 
 TEST_F(zePhysicalTreeV1Test, LoadRefusesAnIdThatLeavesNoneForCopies) {
     EXPECT_QTX_ARGS(
-        read_whole(
-            tree,
-            Record().number(1).raw(node_of("a", ZE_LEAF, 0xFFFFFFFF, {}, {}).bytes()).bytes()),
+        read_whole(tree, Record()
+                             .number(1)
+                             .raw(physical_node_v1("a", ZE_LEAF, 0xFFFFFFFF, {}, {}).bytes())
+                             .bytes()),
         zeManager, 4, "Knowledge tree is damaged", {"ids"});
 }
 
