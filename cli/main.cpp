@@ -3,9 +3,11 @@
 // parser, which is slow to compile.
 #include <array>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <new>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -21,6 +23,7 @@
 #include "cli/commands/tree_commands.h"
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
+#include "cli/model/ending_signals.h"
 
 namespace {
 
@@ -167,8 +170,31 @@ int run_and_report(int argc, char** argv) {
         return cli::kInternalError;
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
-        return fail(error,
-                    cli::Interruption::is_requested() ? cli::kInterrupted : cli::kInternalError);
+        return fail(error, cli::Interruption::is_requested()
+                               ? cli::kSignalStatus + cli::Interruption::signal()
+                               : cli::kInternalError);
+    }
+}
+
+// Also reports output that cannot be written.
+int run_to_the_end(int argc, char** argv) {
+    const int status = run_and_report(argc, argv);
+    if (!std::cout.flush()) {
+        std::cerr << "zandrel: cannot write the output\n";
+        return status == cli::kSuccess ? cli::kOutputError : status;
+    }
+    return status;
+}
+
+// Opens what the caller has closed, so that no file of ours gets the number of a standard stream,
+// where messages would be written into it. Using these streams fails, as it does when they are
+// closed.
+void occupy_standard_streams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) == -1) {
+            // The lowest free number is this one, since those below are occupied.
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
     }
 }
 
@@ -176,10 +202,12 @@ int run_and_report(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
-    const int status = run_and_report(argc, argv);
-    if (!std::cout.flush()) {
-        std::cerr << "zandrel: cannot write the output\n";
-        return status == cli::kSuccess ? cli::kOutputError : status;
+    occupy_standard_streams();
+    cli::prepare_for_signals();
+    const int status = run_to_the_end(argc, argv);
+    if (status != cli::kSuccess && !cli::change_message().empty()) {
+        std::cerr << cli::change_message();
+        return cli::kChangedThenFailed;
     }
     return status;
 }
