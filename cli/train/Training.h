@@ -22,9 +22,9 @@ struct Training_options {
     std::string kc_file;
     std::vector<std::string> data_files;  // at least one
     Model_options model = {};
-    bool replaces = false;  // a container that exists
-    bool compact = false;   // leave out what only learning needs
+    bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
+    bool replaces = false;           // a container that exists
     double seconds_to_wait = 0.0;    // for another process that changes the container
     CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
 };

@@ -337,4 +337,212 @@ for name in .a.kc.lock; do
     rm $name
 done
 
+# --- owners, groups, permissions ---
+
+# facts FILE...: what the system keeps of a file, but the time and the contents.
+facts() {
+    stat -c '%u:%g %a' "$1"
+    python3 - "$1" <<'PYTHON'
+import os, sys
+for name in sorted(os.listxattr(sys.argv[1])):
+    print(name, os.getxattr(sys.argv[1], name).hex())
+PYTHON
+}
+# set_attributes FILE: gives the file an attribute of its user, and an access list in which user 7 may
+# read and write, and the owning group may read.
+set_attributes() {
+    python3 - "$1" <<'PYTHON'
+import os, struct, sys
+OWNER, USER, GROUP, MASK, OTHER, NOBODY = 1, 2, 4, 16, 32, 0xFFFFFFFF
+entries = [(OWNER, 6, NOBODY), (USER, 6, 7), (GROUP, 4, NOBODY), (MASK, 6, NOBODY), (OTHER, 0, NOBODY)]
+access_list = struct.pack("<I", 2) + b"".join(struct.pack("<HHI", *entry) for entry in entries)
+for name, value in ("user.note", b"from the sales team"), ("system.posix_acl_access", access_list):
+    try:
+        os.setxattr(sys.argv[1], name, value)
+    except OSError as error:
+        print(f"files_test: no {name} here: {error.strerror}", file=sys.stderr)
+PYTHON
+}
+changes=('learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree set a.kc root/food --note1 note'
+    'tree rename a.kc root/food f' 'tree add a.kc root/g' 'tree move a.kc root/g root/s'
+    'tree delete a.kc root/f' 'options set a.kc ClipValue=2')
+# The last four need a tree that the first four do not change.
+prepare() {
+    rm -f a.kc
+    cp first.kc a.kc
+    case $1 in
+        *root/s) "$program" tree add a.kc root/s --type stat && "$program" tree add a.kc root/g ;;
+        *root/f) "$program" tree add a.kc root/f ;;
+    esac >out 2>err || fail "prepare $1"
+}
+
+umask 022
+group=$(id -G | tr ' ' '\n' | tail -n 1)  # another one, if this user has several
+for arguments in "${changes[@]}"; do
+    prepare "$arguments"
+    chgrp "$group" a.kc
+    chmod 640 a.kc
+    ((EUID != 0)) || chown 4141:4242 a.kc
+    set_attributes a.kc
+    before=$(facts a.kc)
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 0 $arguments
+    [[ $(facts a.kc) == "$before" ]] || fail "$command: $(facts a.kc), not $before"
+    # Who may run it as its owner has been decided for the old contents.
+    prepare "$arguments"
+    chmod 6755 a.kc
+    # shellcheck disable=SC2086
+    expect 0 $arguments
+    [[ $(stat -c %a a.kc) == 755 ]] || fail "$command: permissions $(stat -c %a a.kc)"
+done
+# An access list that the folder gives to new files is not given to a file that had none.
+cp first.kc a.kc
+chmod 640 a.kc
+python3 - <<'PYTHON'
+import os, struct
+entries = [(1, 6, -1), (2, 6, 7), (4, 4, -1), (16, 6, -1), (32, 0, -1)]
+try:
+    os.setxattr(".", "system.posix_acl_default", struct.pack("<I", 2) + b"".join(
+        struct.pack("<HHI", kind, rights, name % 2**32) for kind, rights, name in entries))
+except OSError as error:
+    print(f"files_test: no access lists here: {error.strerror}")
+PYTHON
+before=$(facts a.kc)
+expect 0 learn a.kc more.tsv
+[[ $(facts a.kc) == "$before" ]] || fail "$command: $(facts a.kc), not $before"
+expect 0 train new.kc train.tsv
+: >plain
+[[ $(facts new.kc) == "$(facts plain)" ]] || fail "$command: not as other new files"
+rm new.kc plain
+python3 -c 'import os; os.removexattr(".", "system.posix_acl_default")' 2>err
+chmod 444 a.kc
+if ((EUID != 0)); then
+    expect 74 learn a.kc more.tsv
+    is err 'zandrel: cannot write a.kc: Permission denied'
+fi
+
+# Hard links are separated.
+cp first.kc a.kc
+ln a.kc b.kc
+expect 0 learn a.kc more.tsv
+cmp -s b.kc first.kc || fail "$command: changed the other link"
+rm b.kc
+
+# Several users. A copy of the program is in a place that all of them can reach.
+if ((EUID == 0)); then
+    chmod 711 .
+    mkdir bin shared
+    cp "$program" bin/zandrel
+    cp "$(ldd "$program" | sed -n 's/.*libzandrel.* => \([^ ]*\).*/\1/p')" bin
+    cp train.tsv more.tsv shared
+    chmod -R a+rX bin shared
+    chgrp 4242 shared
+    # as USER GROUP[,GROUP] ARGUMENT...: runs the program in the shared folder as this user.
+    as() {
+        (cd shared && exec setpriv --reuid="$1" --regid="${2%%,*}" --groups="$2" \
+            env LD_LIBRARY_PATH="$work/bin" "$work/bin/zandrel" "${@:3}") >out 2>err </dev/null
+    }
+    # as_expected STATUS USER GROUP[,GROUP] ARGUMENT...
+    as_expected() {
+        local status=0
+        command="${*:4}, as $2:$3"
+        as "${@:2}" || status=$?
+        ((status == $1)) || fail "$command: exit status $status, not $1"
+    }
+    # container USER:GROUP PERMISSIONS: makes it anew.
+    container() {
+        rm -f shared/a.kc  # and what an access list was kept of it
+        cp first.kc shared/a.kc
+        chown "$1" shared/a.kc
+        chmod "$2" shared/a.kc
+    }
+    shared_facts() { facts shared/a.kc; }
+
+    chmod 770 shared
+    # A member of the group writes: the group keeps its rights, the file becomes the writer's.
+    container 4141:4242 664
+    as_expected 0 5151 5151,4242 learn a.kc more.tsv
+    [[ $(shared_facts) == '5151:4242 664' ]] || fail "$command: $(shared_facts)"
+    as_expected 0 6161 6161,4242 learn a.kc more.tsv
+    [[ $(shared_facts) == '6161:4242 664' ]] || fail "$command: $(shared_facts)"
+    # Somebody else writes, who cannot give it to the group: his own group gets no more than others.
+    chmod 777 shared
+    container 4141:4242 666
+    as_expected 0 5151 5151 learn a.kc more.tsv
+    [[ $(shared_facts) == '5151:5151 666' ]] || fail "$command: $(shared_facts)"
+    container 4141:4242 662
+    chmod 4766 shared/a.kc
+    as_expected 0 5151 5151 train a.kc more.tsv --replace
+    [[ $(shared_facts) == '5151:5151 766' ]] || fail "$command: $(shared_facts)"
+    container 4141:4242 676
+    as_expected 0 5151 5151 train a.kc more.tsv --replace
+    [[ $(shared_facts) == '5151:5151 666' ]] || fail "$command: $(shared_facts)"
+    # The same by an access list, which lets user 7 write and all others do nothing.
+    container 4141:4242 640
+    set_attributes shared/a.kc
+    before=$(shared_facts | tail -n +2 | sed 's/04000400/04000000/')
+    as_expected 0 7 7 learn a.kc more.tsv
+    [[ $(shared_facts | sed -n 1p) == '7:7 660' && $(shared_facts | tail -n +2) == "$before" ]] ||
+        fail "$command: $(shared_facts)"
+
+    # Who may write the container can open its lock, and nobody else.
+    # lock_facts USER GROUP[,GROUP]: the facts of the lock while this user has it.
+    lock_facts() {
+        local process
+        mkfifo -m 666 shared/slow.tsv
+        as "$1" "$2" learn a.kc slow.tsv &
+        process=$!
+        wait_for test -e shared/.a.kc.lock
+        exec 8>shared/slow.tsv  # behind the moment in which it is made
+        facts shared/.a.kc.lock
+        cat more.tsv >&8
+        exec 8>&-
+        rm shared/slow.tsv
+        wait "$process" || fail "learn as $1:$2: status $?"
+        [[ ! -e shared/.a.kc.lock ]] || fail "learn as $1:$2: left the lock"
+    }
+    command='the lock of another'
+    for row in '4141:4242 644 600' '4141:4242 664 660' '4141:4242 666 666' '4141:4242 640 600'; do
+        read -r owner permissions wanted <<<"$row"
+        container "$owner" "$permissions"
+        locked=$(lock_facts 4141 4242)
+        [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row: $locked"
+        container "$owner" "$permissions"
+        locked=$(lock_facts 0 0)
+        [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row, by root: $locked"
+    done
+    if python3 -c 'import os; os.getxattr("shared/a.kc", "system.posix_acl_access")' 2>err ||
+        grep -q 'No data available' err; then
+        # The owner is named where the lock cannot be his: owner 5151, user 4141, group 4242.
+        container 4141:4242 664
+        rights='0200000001000600ffffffff020006002d10000004000600ffffffff10000600ffffffff20000000ffffffff'
+        locked=$(lock_facts 5151 5151,4242)
+        [[ $locked == "5151:4242 660"$'\n'"system.posix_acl_access $rights" ]] ||
+            fail "lock without its owner: $locked"
+    fi
+    # A reader is refused without a lock file of his, and cannot open that of others.
+    container 4141:4242 644
+    as_expected 74 5151 5151 learn a.kc more.tsv
+    prints err 'cannot write a.kc: Permission denied'
+    : >shared/.a.kc.lock
+    chmod 600 shared/.a.kc.lock
+    chmod 666 shared/a.kc
+    as_expected 74 5151 5151 learn a.kc more.tsv
+    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
+    as_expected 0 0 0 learn a.kc more.tsv
+    # A folder that takes no lock file takes no new container either.
+    chmod 755 shared
+    chown 0 shared
+    as_expected 74 5151 5151 learn a.kc more.tsv
+    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
+    # What cannot be looked at is not taken for missing.
+    chmod 700 shared
+    command='train into a closed folder'
+    (cd / && exec setpriv --reuid=5151 --regid=5151 --clear-groups env LD_LIBRARY_PATH="$work/bin" \
+        "$work/bin/zandrel" train "$work/shared/a.kc" "$work/train.tsv") >out 2>err
+    [[ $? == 74 ]] || fail "$command: not 74"
+    is err "zandrel: cannot write $work/shared/a.kc: Permission denied"
+fi
+
+
 ((failures == 0))
