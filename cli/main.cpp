@@ -29,7 +29,13 @@ namespace {
 
 constexpr const char* kFooter = R"(
 A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
-in as one bulk; both replace the file as a whole or leave it as it was. A container keeps how its
+in as one bulk; both replace the file as a whole or leave it as it was. train overwrites no file that
+is not a container, and replaces a container only with --replace. While one process changes a
+container another is refused, or waits for it with --wait. The new file has the owner, group,
+permissions, access lists and extended attributes of the old one, as far as the system allows; hard
+links are separated. Hidden files beside it: the lock .NAME.lock, which the program removes at the
+end, and the unfinished .NAME.tmp-XXXXXX. If a process is killed, the next change removes both.
+A container keeps how its
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
 container is smaller, and can classify but not learn.
 
@@ -90,6 +96,7 @@ all. A rule that begins with - follows the argument --.
 
 Examples:
   zandrel train shop.kc shop.train.tsv
+  zandrel train shop.kc shop.train.tsv --replace
   zandrel classify shop.kc messages.txt
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
@@ -109,10 +116,12 @@ Record files keep blobs under keys. The file that train writes is none; info tel
 shows header, index, items and holes; check tells whether every block is what the index says: exit
 status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
-Long work shows its progress on a terminal; Ctrl-C ends it.
+Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second one ends
+it at once.
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot
-be written, 130 interrupted.)";
+be written, 129 SIGHUP, 130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been
+changed: do not repeat the command then.)";
 
 std::string version_text() {
     std::array<char, kZandrelVersionTextSize> text = {};

@@ -131,7 +131,7 @@ Training_summary train_kc(const Training_options& options) {
     check_overwriting(options);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    check_overwriting(options);  // another process may have made it meanwhile
+    check_overwriting(options);  // another process may have made one while we waited
     Replacement_file::try_out(options.kc_file);
     std::vector<Data_file> files =
         read_data(options.data_files, options.skips_bad_lines, summary.skipped);
@@ -140,6 +140,8 @@ Training_summary train_kc(const Training_options& options) {
     Text_model model(options.model);
     model.train(texts, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
+    check_overwriting(
+        options);  // training takes long enough for somebody to put another file there
     write_model(options.kc_file, model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels;

@@ -238,6 +238,27 @@ TEST_F(TrainingTest, TargetIsCheckedBeforeTheDataIsRead) {
     EXPECT_THROW(train_kc(m_training), Data_error);
 }
 
+// Puts a file at the place of the container while training asks for an interruption.
+class Overwriting : public CTProgress {
+public:
+    explicit Overwriting(const Scratch_folder& folder) : m_folder(folder) {}
+
+    bool IsInterrupted() const override {
+        m_folder.write("a.kc", "text");
+        return false;
+    }
+
+private:
+    const Scratch_folder& m_folder;
+};
+
+TEST_F(TrainingTest, FileThatCameDuringTrainingIsNotReplaced) {
+    Overwriting progress(m_folder);
+    m_training.progress = &progress;
+    EXPECT_THROW(Train("sport\tgoal\nfood\tbread\n"), Data_error);
+    EXPECT_EQ(m_folder.content("a.kc"), "text");
+}
+
 TEST_F(TrainingTest, ContainerIsNoDataFile) {
     Train("sport\tgoal\nfood\tbread\n");
     const std::string before = m_folder.content("a.kc");

@@ -422,6 +422,7 @@ if ((EUID != 0)); then
 fi
 
 # Hard links are separated.
+rm -f a.kc
 cp first.kc a.kc
 ln a.kc b.kc
 expect 0 learn a.kc more.tsv
