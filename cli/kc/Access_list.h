@@ -34,9 +34,9 @@ public:
     // and write.
     void move_owner_rights(uid_t owner);
 
-    // Whether it says more than permissions can.
+    // Returns whether the list says more than permissions can.
     bool is_extended() const;
-    // What permissions can say of it, for a file system without lists.
+    // The permissions that come closest to it, for a file system without lists.
     mode_t plain_permissions() const;
 
 private:

@@ -102,7 +102,7 @@ void give_extended(const Extended_attribute& given, int descriptor) {
     }
 }
 
-// What could be given.
+// Which of the two the system let us give.
 struct Given_owners {
     bool owner = false;
     bool group = false;

@@ -14,7 +14,7 @@ namespace cli {
 // RAISES: Input_error for a file that cannot be opened for reading, or is no regular file.
 void check_readable(const std::string& path);
 
-// Whether the file begins as a container does. It may be damaged or unfinished behind that.
+// Returns whether the file begins as a container does. The rest may be damaged or unfinished.
 // RAISES: likewise.
 bool begins_as_kc(const std::string& path);
 

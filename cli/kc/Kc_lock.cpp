@@ -31,7 +31,7 @@ constexpr double kLongestMoment = 0.5;
 // last one counts.
 constexpr int kMostReplaced = 100;
 constexpr mode_t kOwnerOnly = 0600;
-// Who may write a new container may write its lock file. Nobody may open it only to read it.
+// Users who may write a new container may write its lock file. Nobody may open it only to read it.
 constexpr mode_t kNewLock = 0622;
 
 void pause(CTProgress* progress) {
@@ -52,7 +52,8 @@ Kc_lock::Kc_lock(const std::string& path, const Lock_wait& wait)
 
 Kc_lock::~Kc_lock() {
     m_unfinished.reset();  // the next file of this name may be another's
-    // The file is removed before the lock is released, so that whoever gets the lock next sees it.
+    // We remove the file before the lock goes, so that a process that has opened it and waits for
+    // the lock finds it removed then.
     if (is_file_at(m_path, m_file.number())) {
         ::unlink(m_path.c_str());
     }
@@ -99,7 +100,7 @@ Kc_lock::State Kc_lock::try_to_lock(int replaced) {
     if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         return State::kTaken;
     }
-    // Who had the lock may have removed the file since we opened it.
+    // The former holder of the lock may have removed the file since we opened it.
     if (!is_file_at(m_path, file.number()) && replaced < kMostReplaced) {
         return State::kReplaced;
     }
@@ -123,6 +124,9 @@ Descriptor Kc_lock::made() const {
     try {
         File_attributes::of(is_new ? m_path : m_target.path()).give_as_lock_to(file.number());
     } catch (const std::system_error& error) {
+        if (!is_file_at(m_path, file.number())) {
+            return Descriptor();  // another process has locked it and removed it already
+        }
         ::unlink(m_path.c_str());
         fail_at_lock_file(error.code().message());
     }

@@ -19,9 +19,10 @@ struct Lock_wait {
     CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
 };
 
-// Held from before a container is read until after its replacement: of two processes that read,
-// change and write the same file at once, the first to write would lose what it has learned. Only
-// those who change containers need it. Reading needs none, since a file is replaced whole.
+// It lives from before a container is read until after its replacement. Otherwise, of two processes
+// that read, change and write the same file at once, the first to write would lose what it has
+// learned. Only those who change containers need a lock. Reading needs none, since a file is
+// replaced whole.
 //
 // The lock is a lock of the system (flock) on an empty file beside the container, named
 // ".NAME.lock". Only those who may write the container can open that file, so a reader cannot stop

@@ -45,7 +45,7 @@ private:
     std::string m_path;
 };
 
-// Whether the path leads to the open file, and not to one that has taken its place since.
+// Returns whether the path leads to the open file, and not to one that has taken its place since.
 bool is_file_at(const std::string& path, int descriptor);
 
 }  // namespace cli

@@ -23,10 +23,10 @@ public:
     Interruption& operator=(const Interruption&) = delete;
     ~Interruption();
 
-    // Whether there was an ending signal since the last one was made.
+    // Returns whether there was an ending signal since the last Interruption was made.
     static bool is_requested() { return signal() != 0; }
 
-    // Which one was the first; 0: there was none.
+    // Returns the first such signal; 0: there was none.
     static int signal();
 
 private:

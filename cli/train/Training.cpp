@@ -32,7 +32,7 @@ struct Data_file {
     Texts texts;
 };
 
-// What a slip of the command line would destroy, above all a data file in place of the container.
+// Refuses to overwrite what a slip of the command line names, such as a data file in place of KC.
 // RAISES: Data_error, Usage_error; Output_error, Input_error.
 void check_overwriting(const Training_options& options) {
     const Target_file target(options.kc_file);

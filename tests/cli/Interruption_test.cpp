@@ -25,8 +25,8 @@ bool is_default(int signal) {
     return now.sa_handler == SIG_DFL;
 }
 
-// What ends a process runs in one that begins the test anew, so that no earlier test has left a
-// change there.
+// A statement that ends a process runs in one that begins the test anew, so that no earlier test
+// has left a change there.
 class InterruptionTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }

@@ -17,8 +17,8 @@ namespace cli {
 
 namespace {
 
-// What ends a process runs in one that begins the test anew, so that no earlier test has left a
-// change or handlers there. Only the first process sees which files are left.
+// A statement that ends a process runs in one that begins the test anew, so that no earlier test
+// has left a change or handlers there. Only the first process sees which files are left.
 class EndingSignalsTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }

@@ -1,4 +1,4 @@
-// What the system keeps of a file, for tests to set and to compare.
+// Permissions, attributes and the like of a file, for tests to set and to compare.
 #ifndef ZANDREL_TESTS_CLI_FILE_FACTS_H_
 #define ZANDREL_TESTS_CLI_FILE_FACTS_H_
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: files_test.sh PROGRAM FAILING_FLUSH
-# What the program does to files besides writing containers: what it refuses to overwrite, its exit
-# status when it fails after a change, what signals leave behind, locks, owners and permissions.
+# Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
+# a change, what signals leave behind, locks, owners and permissions.
 # FAILING_FLUSH is a library to be preloaded with which no folder can be flushed to the disk.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
@@ -303,7 +303,7 @@ kill -s INT "$process"
 ends 130
 is err 'zandrel: Process interrupted'
 cmp -s a.kc first.kc || fail "$command: changed the file"
-# Who waits goes on with what the other one has made.
+# The waiting process goes on with what the other one has made.
 start learn a.kc more.tsv --wait 100
 waiting=$process
 sleep 0.5
@@ -388,7 +388,7 @@ for arguments in "${changes[@]}"; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $arguments
     [[ $(facts a.kc) == "$before" ]] || fail "$command: $(facts a.kc), not $before"
-    # Who may run it as its owner has been decided for the old contents.
+    # The right to run it as its owner was given to the old contents.
     prepare "$arguments"
     chmod 6755 a.kc
     # shellcheck disable=SC2086
@@ -486,7 +486,7 @@ if ((EUID == 0)); then
     [[ $(shared_facts | sed -n 1p) == '7:7 660' && $(shared_facts | tail -n +2) == "$before" ]] ||
         fail "$command: $(shared_facts)"
 
-    # Who may write the container can open its lock, and nobody else.
+    # Only users who may write the container can open its lock.
     # lock_facts USER GROUP[,GROUP]: the facts of the lock while this user has it.
     lock_facts() {
         local process
@@ -536,7 +536,7 @@ if ((EUID == 0)); then
     chown 0 shared
     as_expected 74 5151 5151 learn a.kc more.tsv
     prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
-    # What cannot be looked at is not taken for missing.
+    # A file that cannot be looked at is not taken for missing.
     chmod 700 shared
     command='train into a closed folder'
     (cd / && exec setpriv --reuid=5151 --regid=5151 --clear-groups env LD_LIBRARY_PATH="$work/bin" \
