@@ -169,12 +169,14 @@ TEST(ReplacementFileTest, RemovesWhatADeadProcessLeft) {
 TEST(ReplacementFileTest, LeavesTheFileOfALivingProcess) {
     const Scratch_folder folder;
     Replacement_file first(folder.file("a.kc"));
-    Replacement_file second(folder.file("a.kc"));
     write(first, "first");
+    Replacement_file second(folder.file("a.kc"));
     write(second, "second");
-    first.take_place();
-    second.take_place();
 
+    EXPECT_TRUE(fs::exists(first.path()));
+    first.take_place();
+    EXPECT_EQ(folder.content("a.kc"), "first");
+    second.take_place();
     EXPECT_EQ(folder.content("a.kc"), "second");
 }
 
