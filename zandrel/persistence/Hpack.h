@@ -77,6 +77,9 @@ public:
     static qtString MakeStringKey(unsigned int number);
     // How many items there are.
     unsigned int GetIndexSize() const;
+    // Where the index is in the file; 0 for a package that has none yet, and for none. Who writes
+    // an item over it leaves no bytes without use behind, but no package either if that fails.
+    unsigned int GetIndexOffset() const;
 
     Hio<Generic32> io;                       // over a plain Generic32 until it is opened
     std::map<qtString, unsigned int> index;  // every key, and where its item is
