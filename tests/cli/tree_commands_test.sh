@@ -39,7 +39,7 @@ expect 0 train compact.kc train.tsv --groups groups.tsv --compact
 # info
 expect 0 info whole.kc
 for line in '  file                whole.kc' '  format version      2' '  compact             no' \
-    '  unicode             no' '  text analysis       words, stem english' '  nodes               5' \
+    '  unicode             no' '  seal                yes' '  text analysis       words, stem english' '  nodes               5' \
     '  leaves              3' '  statistical nodes   2' '  levels              3' \
     '  zandrel.stem=english' "  size                $(printf '%d' "$(stat -c %s whole.kc)" |
         sed ':a;s/\([0-9]\)\([0-9]\{3\}\)\($\|,\)/\1,\2\3/;ta') bytes"; do
