@@ -190,6 +190,10 @@ refuses 64 c.kc 'zandrel: UseExtParms is read from options files and kept in no 
 refuses 64 c.kc 'zandrel: unknown setting "x"' options get c.kc x
 refuses 0 c.kc '' options set c.kc ClipValue=2
 
+# After all these changes the file is sealed.
+expect 0 info c.kc
+prints out '  seal                yes'
+
 # No container, and no file.
 for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'options get no.kc' \
     'options set no.kc ClipValue=2'; do

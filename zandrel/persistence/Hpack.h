@@ -77,8 +77,8 @@ public:
     static qtString MakeStringKey(unsigned int number);
     // How many items there are.
     unsigned int GetIndexSize() const;
-    // Where the index is in the file; 0 for a package that has none yet, and for none. Who writes
-    // an item over it leaves no bytes without use behind, but no package either if that fails.
+    // Where the index is in the file; 0 while there is none. An item that is written at this offset
+    // leaves no bytes without use between the items, but no package either if the write fails.
     unsigned int GetIndexOffset() const;
 
     Hio<Generic32> io;                       // over a plain Generic32 until it is opened

@@ -12,10 +12,13 @@ class Hpack;
 
 // A seal is one more item of the package. It has a checksum of each other item and of the identity,
 // so that a verified file has the bytes that were sealed. zeManager::Write makes no seal and
-// zeManager::Read ignores it; a caller who wants both sealed and verified files writes
+// zeManager::Read ignores it, so a caller asks for both:
 //
-//     manager.Write(name, nullptr, nullptr);        Kc_seal::Verify(name);
-//     Kc_seal::Write(name);                         manager.Read(name, nullptr, nullptr);
+//     manager.Write(name, nullptr, nullptr);
+//     Kc_seal::Write(name);
+//     ...
+//     Kc_seal::Verify(name);
+//     manager.Read(name, nullptr, nullptr);
 //
 // A seal finds damage, not forgery: whoever changes a file can seal it again.
 //
