@@ -2,7 +2,6 @@
 #include "cli/kc/Kc_file.h"
 
 #include <cstddef>
-#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
