@@ -78,9 +78,12 @@ void add_train(CLI::App& app) {
     add_kc_argument(*command, words->options.kc_file);
     add_data_arguments(*command, words->options.data_files);
     add_training_options(*command, words->training);
+    command->add_flag("--replace", words->options.replaces,
+                      "Replace the container if there is one");
     command->add_flag(
         "--compact", words->options.compact,
         "Leave out what only learning needs: a smaller file, which can classify alone");
+    add_wait_option(*command, words->options.seconds_to_wait);
     add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
     command->callback([words] { train(*words); });
 }
@@ -105,6 +108,7 @@ void add_learn(CLI::App& app) {
     command->add_flag("--add-categories", words->options.adds_categories,
                       "Add unknown labels below the root instead of refusing them");
     add_analysis_options_of_container(*command, words->analysis);
+    add_wait_option(*command, words->options.seconds_to_wait);
     add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
     command->callback([words] { learn(*words); });
 }

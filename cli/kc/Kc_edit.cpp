@@ -5,7 +5,6 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_tree.h"
 
 namespace cli {
@@ -35,11 +34,12 @@ void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view)
     }
 }
 
-void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change) {
-    const Kc_lock lock(path);
-    qtPtrLight<zeManager> manager = read_kc(path, progress);
+void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change) {
+    check_readable(path);
+    const Kc_lock lock(path, wait);
+    qtPtrLight<zeManager> manager = read_kc(path, wait.progress);
     if (is_changed(path, change, manager)) {
-        write_kc(path, *manager, manager->m_compact, progress);
+        write_kc(path, *manager, manager->m_compact, wait.progress);
     }
 }
 

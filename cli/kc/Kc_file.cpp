@@ -1,7 +1,9 @@
 #include "cli/kc/Kc_file.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "zandrel/classification/zeWorkflow.h"
@@ -10,6 +12,7 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/data/Data_lines.h"
@@ -19,21 +22,6 @@
 namespace cli {
 
 namespace {
-
-// The library's device tells no reasons, so what can be told is told before it tries.
-// RAISES: Input_error.
-void check_readable(const std::string& path) {
-    std::error_code unknown;
-    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
-    if (std::filesystem::is_directory(status)) {
-        throw Input_error(path, std::generic_category().message(EISDIR));
-    }
-    // Opening a pipe would wait for a writer, and a container is read in no order that a pipe has.
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        throw Input_error(path, "not a regular file");
-    }
-    open_data_file(path);
-}
 
 // An interruption is no failure of the file.
 bool is_interruption(const qtxAll& error) {
@@ -91,7 +79,47 @@ void write(const std::string& path, const std::string& temporary, zeManager& man
     }
 }
 
+// As the file has it: the highest byte first.
+std::string bytes_of(std::uint32_t number) {
+    constexpr unsigned int kByteBits = 8;
+    std::string bytes;
+    for (unsigned int shift = 4 * kByteBits; shift > 0; shift -= kByteBits) {
+        bytes.push_back(static_cast<char>(number >> (shift - kByteBits)));
+    }
+    return bytes;
+}
+
 }  // namespace
+
+// The library's device gives no reasons, so what can be found out is found out before it tries.
+void check_readable(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::none) {
+        throw Input_error(path, error.message());
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw Input_error(path, std::generic_category().message(EISDIR));
+    }
+    // Opening a pipe would wait for a writer, and a container is read in no order that a pipe has.
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        throw Input_error(path, "not a regular file");
+    }
+    open_data_file(path);
+}
+
+bool begins_as_kc(const std::string& path) {
+    check_readable(path);
+    const std::string wanted = bytes_of(Hpack::kMagic) + bytes_of(Zandrel::kKcFileId);
+    std::ifstream file = open_data_file(path);
+    std::string start(wanted.size(), '\0');
+    errno = 0;
+    file.read(start.data(), static_cast<std::streamsize>(start.size()));
+    if (file.bad()) {
+        throw Input_error(path, reason_of_failure());
+    }
+    return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
+}
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
