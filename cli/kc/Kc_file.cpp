@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/KcIoMode.h"
@@ -12,6 +11,7 @@
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
 
 namespace cli {
@@ -31,30 +31,6 @@ void check_readable(const std::string& path) {
         throw Input_error(path, "not a regular file");
     }
     open_data_file(path);
-}
-
-// An interruption is no failure of the file.
-bool is_interruption(const qtxAll& error) {
-    constexpr int kInterruption = 2;
-    const auto* const raised = dynamic_cast<const qtX<zeWorkflow>*>(&error);
-    return raised != nullptr && raised->number() == kInterruption;
-}
-
-// Raises what is caught at the moment as an error of a file's contents.
-[[noreturn]] void raise_as_data_error(const std::string& path) {
-    try {
-        throw;
-    } catch (const qtX<HioErr>& error) {
-        if (error.number() == HioErr::kOpenFailed) {
-            throw Input_error(path, error.what());
-        }
-        throw Data_error(path, error.what());
-    } catch (const qtxAll& error) {
-        if (is_interruption(error)) {
-            throw;
-        }
-        throw Data_error(path, error.what());
-    }
 }
 
 void begin_phase(CTProgress* progress, const char* status) {
@@ -80,10 +56,11 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
     begin_phase(progress, "Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
+    errno = 0;
     try {
         manager->Read(path, nullptr, progress);
     } catch (const qtxAll&) {
-        raise_as_data_error(path);
+        raise_as_read_error(path);
     }
     return manager;
 }

@@ -1,5 +1,6 @@
 #include "cli/kc/Kc_file_facts.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -7,6 +8,7 @@
 #include "zandrel/persistence/Hpack.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 
 namespace cli {
 
@@ -33,10 +35,11 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
     if (error) {
         throw Input_error(path, error.message());
     }
+    errno = 0;
     try {
         return {path, size, is_unicode(path)};
-    } catch (const qtxAll& changed) {
-        throw Data_error(path, changed.what());
+    } catch (const qtxAll&) {
+        raise_as_read_error(path);
     }
 }
 
