@@ -27,6 +27,7 @@ namespace cli {
 namespace {
 
 constexpr int kAny = -1;
+constexpr int kDamagedItem = 12;  // of zeIO
 
 // Which error a sentence explains: one of a class, with the number or any, whose text begins so.
 struct Explanation_row {
@@ -71,13 +72,13 @@ constexpr Explanation_row kRows[] = {
     {is<Hpack>, kAny, "Cannot read index", "the list of its parts is missing or cannot be read"},
     {is<Hpack>, kAny, "Missing key in index: ", "one of its parts is missing"},
     {is<Hpack>, kAny, "", "the list of its parts leads to a wrong place"},
-    {is<zeIO>, 2, "", "no version of the file format has this number"},
+    {is<zeIO>, 2, "", "its format has an unknown version"},
     {is<zeIO>, 7, "", "an object is of an unknown type"},
     {is<zeIO>, 10, "", "an object has a wrong id"},
     {is<zeIO>, 11, "", "a classifier does not belong to the node that names it"},
-    {is<zeIO>, 12, "Damaged item: compact flag",
+    {is<zeIO>, kDamagedItem, "Damaged item: compact flag",
      "the file says that it is compact, but has statistics"},
-    {is<zeIO>, 12, "", "a value is outside of its range"},
+    {is<zeIO>, kDamagedItem, "", "a value is outside of its range"},
     {is<zeManager>, 4, "", "the links between its nodes make no tree"},
     {is<zeManager>, kAny, "", "its root has no usable classifier"},
     {is<zeStat_storage>, kAny, "", "the parts of a statistical model contradict each other"},
@@ -110,15 +111,24 @@ bool is_refusal(const qtxAll& error) {
            (is<zeWorkflow>(error) && number_of(error) != 0);
 }
 
-// The library's words, and which object or part it means. Files are named elsewhere.
-std::string words_of(const qtxAll& error) {
-    std::string words = error.what();
-    const bool names_part = is<zeIO>(error) || is<zeManager>(error) || is<zeStat_storage>(error);
+// Which object or part an error means; empty if it does not say. Names of files are left out.
+std::string part_of(const qtxAll& error) {
     const auto* const raised = dynamic_cast<const qtXbase*>(&error);
-    if (names_part && raised != nullptr && !raised->arguments().empty()) {
-        words += ": " + raised->arguments().front().str();
+    if (raised == nullptr || raised->arguments().empty()) {
+        return {};
     }
-    return shown_text(words);
+    const std::string part = raised->arguments().front().str();
+    if (is<zeIO>(error) && raised->number() == kDamagedItem) {
+        const bool is_of_node = error.message().view() == "Damaged item: threshold";
+        return part == "0" ? "" : (is_of_node ? ", node " : ", object ") + part;
+    }
+    const bool names_part = is<zeIO>(error) || is<zeManager>(error) || is<zeStat_storage>(error);
+    return names_part ? ": " + part : "";
+}
+
+// A key in the library's words can have any bytes.
+std::string words_of(const qtxAll& error) {
+    return shown_text(error.message().str() + part_of(error));
 }
 
 bool is_interruption(const qtxAll& error) {

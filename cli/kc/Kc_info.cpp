@@ -77,7 +77,7 @@ std::string yes_or_no(bool flag) {
 
 std::string compact_text(const Kc_info& info) {
     return yes_or_no(info.is_compact) +
-           (info.is_compact && !info.has_compact_flag ? " (the file does not say so)" : "");
+           (info.lacks_compact_flag ? " (the file does not say so)" : "");
 }
 
 void print_tree_counts(const Kc_info& info, std::ostream& out) {
@@ -118,8 +118,8 @@ Kc_info kc_info(zeManager& manager) {
     Kc_info info;
     info.version = manager.m_version;
     info.is_compact = manager.m_compact;
-    info.has_compact_flag =
-        manager.m_io.IsNull() ? manager.m_compact : manager.m_io->m_compact_read;
+    info.lacks_compact_flag =
+        manager.m_compact && !manager.m_io.IsNull() && !manager.m_io->m_compact_read;
     info.id = manager.m_config.kc_id;
     info.name = manager.m_config.kc_name.str();
     info.created = manager.m_config.created;
@@ -197,7 +197,9 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     }
     json["version"] = info.version;
     json["compact"] = info.is_compact;
-    json["compact_flag"] = info.has_compact_flag;
+    if (info.lacks_compact_flag) {
+        json["compact_flag"] = false;
+    }
     json["id"] = info.id;
     json["name"] = info.name;
     json["analysis"] = info.analysis;
