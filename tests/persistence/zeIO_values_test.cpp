@@ -614,34 +614,6 @@ INSTANTIATE_TEST_SUITE_P(Each, zeIOOddSettingsTest, testing::ValuesIn(kOddSettin
                              return name;
                          });
 
-// Normalisation divides by a number near 0, and what comes out is too large for a weight.
-TEST(zeIOTinyWeightsTest, WordsThatWeighNearlyNothingGiveAFileThatIsRead) {
-    zeManager manager;
-    manager.m_defaults.clip_value = 0.0;
-    manager.m_defaults.suppress_M = false;
-    Concept name = term("root");
-    manager.InitWorkflow(name);
-    zeMemoryCorpus corpus;
-    for (const char* label : {"sport", "money"}) {
-        zeLogicalNode node;
-        node.parent = 1;
-        node.category = term(label);
-        manager.m_logical_tree->AddLogicalNode(node);
-        for (int i = 0; i < 3; ++i) {
-            qtPtrLight<zeMsg> msg = message_of({{"x", 1.0}, {label, 1e-50}});
-            msg->categories.push_back(term(label));
-            corpus.add_msg(msg);
-        }
-    }
-    zeCorpus_view view(&corpus);
-    view.add_all_msgs(&manager);
-    manager.GetWorkflow()->train(view, false, nullptr, false);
-    const Kc_answers answers = answers_of(manager);
-
-    EXPECT_EQ(answers_of_kc(saved(manager)), answers);
-    EXPECT_EQ(answers_of_kc(saved_compact(manager)), answers);
-}
-
 // How many of all changed bits change an answer without an error. Before values were checked 9.6 %
 // of the bits of the full file did, and 16.9 % of those of the compact one; some scores were
 // above 1.
