@@ -28,8 +28,9 @@ constexpr const char* kFooter = R"(
 A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
 in as one bulk; both replace the file as a whole or leave it as it was. A container keeps how its
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
-container is smaller, and can classify but not learn. A damaged one is refused with exit status 65 and a
-sentence about the damage.
+container is smaller, and can classify but not learn. A container has a seal, checksums that each
+command verifies: one that is damaged is refused, with a sentence about the damage. One without a seal
+is read as well; info says which.
 
 classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of

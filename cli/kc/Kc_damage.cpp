@@ -13,6 +13,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
@@ -72,6 +73,7 @@ constexpr Explanation_row kRows[] = {
     {is<Hpack>, kAny, "Cannot read index", "the list of its parts is missing or cannot be read"},
     {is<Hpack>, kAny, "Missing key in index: ", "one of its parts is missing"},
     {is<Hpack>, kAny, "", "the list of its parts leads to a wrong place"},
+    {is<Kc_seal>, kAny, "", "its bytes are not those that were sealed"},
     {is<zeIO>, 2, "", "its format has an unknown version"},
     {is<zeIO>, 7, "", "an object is of an unknown type"},
     {is<zeIO>, 10, "", "an object has a wrong id"},
@@ -148,6 +150,10 @@ bool is_failure_of_system(const qtxAll& error, int reason) {
 std::string explained(const qtxAll& error) {
     if (is_refusal(error)) {
         return error.what();
+    }
+    if (is<Kc_seal>(error) && number_of(error) == Kc_seal::kUnknownForm) {
+        return "the container is damaged, or was sealed by a later version of this program (" +
+               words_of(error) + ")";
     }
     const auto* const row =
         std::find_if(std::begin(kRows), std::end(kRows),

@@ -6,7 +6,9 @@
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/data/Data_lines.h"
@@ -39,14 +41,18 @@ void begin_phase(CTProgress* progress, const char* status) {
     }
 }
 
+// Writes the container to a file of that name, and seals it.
 // RAISES: Output_error with what the system says, as long as it says anything.
 void write(const std::string& path, const std::string& temporary, zeManager& manager,
            KcIoMode& mode, CTProgress* progress) {
     errno = 0;
     try {
         manager.Write(temporary, &mode, progress);
+        Kc_seal::Write(temporary);
     } catch (const qtX<HioErr>& error) {
         throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
+    } catch (const qtX<Hpack>& error) {
+        throw Output_error(path, error.what());  // what was written is not there to be sealed
     }
 }
 
@@ -58,6 +64,7 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     qtPtrLight<zeManager> manager(new zeManager);
     errno = 0;
     try {
+        Kc_seal::Verify(path);  // Without a seal the file is read all the same.
         manager->Read(path, nullptr, progress);
     } catch (const qtxAll&) {
         raise_as_read_error(path);

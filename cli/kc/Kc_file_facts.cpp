@@ -6,6 +6,7 @@
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/Kc_seal.h"
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
@@ -16,15 +17,17 @@ namespace {
 
 constexpr unsigned int kUnicodeFlag = 0x80;
 
-bool is_unicode(const std::string& path) {
+// Adds what the package itself says.
+void add_package(Kc_file_facts& facts) {
     unsigned int id = 0;
     unsigned short version = 0;
     unsigned char flags = 0;
     bool is_bad = false;
     Hpack pack;
-    pack.Open(path, 'r');
+    pack.Open(facts.path, 'r');
     pack.GetFileID(id, version, flags, is_bad);
-    return (flags & kUnicodeFlag) != 0;
+    facts.is_unicode = (flags & kUnicodeFlag) != 0;
+    facts.is_sealed = Kc_seal::IsIn(pack);
 }
 
 }  // namespace
@@ -35,12 +38,14 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
     if (error) {
         throw Input_error(path, error.message());
     }
+    Kc_file_facts facts = {path, size};
     errno = 0;
     try {
-        return {path, size, is_unicode(path)};
+        add_package(facts);
     } catch (const qtxAll&) {
         raise_as_read_error(path);
     }
+    return facts;
 }
 
 }  // namespace cli
