@@ -38,7 +38,8 @@ end, and the unfinished .NAME.tmp-XXXXXX. If a process is killed, the next chang
 A container keeps how its
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
 container is smaller, and can classify but not learn. A container has a seal, checksums that each
-command verifies: one that is damaged is refused. One without a seal is read as well; info says which.
+command verifies: one that is damaged is refused, with a sentence about the damage. One without a seal
+is read as well; info says which.
 
 classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of

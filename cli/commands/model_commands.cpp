@@ -15,6 +15,7 @@
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
@@ -96,7 +97,8 @@ struct Learn_words {
 
 void learn(Learn_words& words) {
     words.options.analysis = given_analysis(words.analysis);
-    run(words.options, learn_into_kc, words.writes_json);
+    work_on_container(words.options.kc_file,
+                      [&] { run(words.options, learn_into_kc, words.writes_json); });
 }
 
 void add_learn(CLI::App& app) {
@@ -143,7 +145,8 @@ void with_lines_of(const std::string& file, const std::function<void(const Line_
 void classify(const Filter_words& words) {
     const std::unique_ptr<Text_model> model = model_of(words);
     with_lines_of(words.text_file, [&](const Line_input& input) {
-        classify_lines(input, words.classify, *model, std::cout);
+        work_on_container(words.kc_file,
+                          [&] { classify_lines(input, words.classify, *model, std::cout); });
     });
 }
 
@@ -164,7 +167,9 @@ void explain(const Filter_words& words) {
     const std::unique_ptr<Text_model> model = model_of(words);
     zeNode* const node = node_of(words, *model);
     with_lines_of(words.text_file, [&](const Line_input& input) {
-        explain_lines(input, node, words.writes_json, *model, std::cout);
+        work_on_container(words.kc_file, [&] {
+            explain_lines(input, node, words.writes_json, *model, std::cout);
+        });
     });
 }
 

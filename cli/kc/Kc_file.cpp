@@ -6,7 +6,6 @@
 #include <fstream>
 #include <system_error>
 
-#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/Hpack.h"
@@ -17,46 +16,12 @@
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
 
 namespace cli {
 
 namespace {
-
-// An interruption is no failure of the file.
-bool is_interruption(const qtxAll& error) {
-    constexpr int kInterruption = 2;
-    const auto* const raised = dynamic_cast<const qtX<zeWorkflow>*>(&error);
-    return raised != nullptr && raised->number() == kInterruption;
-}
-
-// Returns what a seal that does not match means to a user, and what the library says of it.
-std::string explained(const qtX<Kc_seal>& error) {
-    const char* const sentence =
-        error.number() == Kc_seal::kUnknownForm
-            ? "the container is damaged, or was sealed by a later version of this program"
-            : "the container is damaged: its bytes are not those that were sealed";
-    return std::string(sentence) + " (" + error.what() + ")";
-}
-
-// Raises what is caught at the moment as an error of a file's contents.
-[[noreturn]] void raise_as_data_error(const std::string& path) {
-    try {
-        throw;
-    } catch (const qtX<HioErr>& error) {
-        if (error.number() == HioErr::kOpenFailed) {
-            throw Input_error(path, error.what());
-        }
-        throw Data_error(path, error.what());
-    } catch (const qtX<Kc_seal>& error) {
-        throw Data_error(path, explained(error));
-    } catch (const qtxAll& error) {
-        if (is_interruption(error)) {
-            throw;
-        }
-        throw Data_error(path, error.what());
-    }
-}
 
 void begin_phase(CTProgress* progress, const char* status) {
     if (progress != nullptr) {
@@ -125,11 +90,12 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
     begin_phase(progress, "Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
+    errno = 0;
     try {
         Kc_seal::Verify(path);  // Without a seal the file is read all the same.
         manager->Read(path, nullptr, progress);
     } catch (const qtxAll&) {
-        raise_as_data_error(path);
+        raise_as_read_error(path);
     }
     return manager;
 }

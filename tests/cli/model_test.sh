@@ -237,7 +237,7 @@ for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
     expect 65 "$@" train.tsv more.tsv
     is err 'train.tsv: Not a kc file'
     expect 65 "$@" cut.kc more.tsv
-    prints err 'cut.kc: '
+    prints err 'cut.kc: the container is damaged: '
     expect 66 "$@" absent.kc more.tsv
     is err 'zandrel: cannot read absent.kc: No such file or directory'
     expect 66 "$@" . more.tsv
