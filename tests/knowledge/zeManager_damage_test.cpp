@@ -69,7 +69,7 @@ std::string small_container_v1() {
 bool is_told_of(const qtxAll& raised) {
     const std::string text = raised.what();
     return text == "Knowledge tree is damaged" || text == "Locate error in SegBuf" ||
-           text == "inserted.m_classifier_type == ZE_LEAF";
+           text == "inserted.m_classifier_type == ZE_LEAF" || text.starts_with("Damaged item: ");
 }
 
 // Whether it loads.
