@@ -15,6 +15,7 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kept_choices.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Text_model.h"
@@ -122,6 +123,7 @@ Training_summary train_kc(const Training_options& options) {
     Text_model model(options.model);
     model.train(texts, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
+    keep_choices(model.choices(), model.manager()->m_config);
     write_model(options.kc_file, model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels;

@@ -15,9 +15,11 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kept_choices.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/model/Text_model.h"
@@ -168,6 +170,19 @@ TEST_F(TrainingTest, GivesTheSettingsToTheModelThatIsWritten) {
     Train("sport\tgoals\nfood\tbreads\n");
 
     EXPECT_EQ(read_kc(m_path, nullptr)->m_defaults.profile_size, 123);
+}
+
+TEST_F(TrainingTest, KeepsWhatTheProgramChoseApartFromWhatTheUserGave) {
+    Engine_settings settings;
+    settings.set({"ProfileSize=123"});
+    m_training.model = {{Analysis_kind::kPhrases}, &settings, {}};
+    Train("sport\tgoals\nfood\tbreads\n");
+
+    const qtPtrLight<zeManager> manager = read_kc(m_path, nullptr);
+    EXPECT_EQ(manager->m_defaults.profile_size, 123);
+    EXPECT_FALSE(manager->GetRootStorage()->m_suppress_M);
+    const std::vector<Chosen_setting> expected = {{"SuppressM", "0"}};
+    EXPECT_EQ(kept_choices(manager->m_config, manager->m_defaults), expected);
 }
 
 TEST_F(TrainingTest, LeavesBadLinesOutIfAsked) {

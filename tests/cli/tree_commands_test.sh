@@ -52,6 +52,16 @@ for line in '"compact": true,' '"analysis": "phrases",' '"categories": 3,' \
     "\"size\": $(stat -c %s compact.kc),"; do
     prints out "$line"
 done
+# The program chooses settings for phrases, until the user sets them.
+expect 0 train chosen.kc train.tsv --set SuppressM=1
+expect 0 info chosen.kc
+prints out "  program's choices   ProfileSize=10000"
+expect 0 train chosen.kc train.tsv
+expect 0 info chosen.kc
+prints out "  program's choices   ProfileSize=10000, SuppressM=0"
+changes options set chosen.kc SuppressM=0
+expect 0 info chosen.kc
+prints out "  program's choices   ProfileSize=10000"
 
 # tree show
 shows whole.kc root 'root [stat] NoScore' '  food [leaf] messages=1' '  world [stat] NoScore messages=3' \
