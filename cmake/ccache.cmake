@@ -1,0 +1,8 @@
+# Compiles through ccache where it is installed, so that a second build of the same sources takes
+# seconds. Precompiled headers need the two liberties: ccache otherwise takes each of them for new.
+find_program(ZANDREL_CCACHE ccache)
+mark_as_advanced(ZANDREL_CCACHE)
+if(ZANDREL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${ZANDREL_CCACHE}")
+endif()
