@@ -51,9 +51,9 @@ void shuffle(Texts& texts) {
 
 Bulks bulks_of(const std::string& word) {
     const std::size_t colon = word.find(':');
-    const Bulks bulks = {std::stoul(word.substr(0, colon)),
-                         colon == std::string::npos ? std::stoul(word)
-                                                    : std::stoul(word.substr(colon + 1))};
+    const Bulks bulks = {
+        std::stoul(word.substr(0, colon)),
+        colon == std::string::npos ? std::stoul(word) : std::stoul(word.substr(colon + 1))};
     if (bulks.first == 0 || bulks.rest == 0) {
         throw std::invalid_argument("a bulk of no texts");
     }
@@ -167,9 +167,9 @@ void print_stream(const Words& words) {
     for (const std::string& settings : words.settings) {
         json["trials"].push_back(
             {{"settings", settings},
-             {"points", list_of(learn_new_words(analysis_of(words), split(settings),
-                                                words.stream_texts, words.stream_bulk,
-                                                words.stream_labels))}});
+             {"points",
+              list_of(learn_new_words(analysis_of(words), split(settings), words.stream_texts,
+                                      words.stream_bulk, words.stream_labels))}});
     }
     std::cout << json.dump(1) << '\n';
 }

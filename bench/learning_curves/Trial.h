@@ -73,8 +73,8 @@ private:
 // The bytes of the container that the program would write.
 std::size_t file_bytes(const cli::Text_model& model);
 
-// The two labels that most texts have first, the most frequent one first; of equal ones, the lesser.
-// REQUIRES: two labels.
+// The two labels that most texts have first, the most frequent one first; of equal ones, the
+// lesser. REQUIRES: two labels.
 std::pair<std::string, std::string> most_frequent_labels(const Texts& texts);
 
 #endif  // ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_

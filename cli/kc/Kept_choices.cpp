@@ -53,7 +53,7 @@ bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config) {
     std::vector<Chosen_setting> choices = written_choices(config);
     const std::size_t forgotten = std::erase_if(choices, [&given](const Chosen_setting& choice) {
         return std::any_of(given.begin(), given.end(), [&choice](const Setting_value& each) {
-            return each.key == choice.key && !keeps_setting(each.value);
+            return replaces_choice(each.key, choice.key) && !keeps_setting(each.value);
         });
     });
     if (forgotten != 0) {

@@ -23,7 +23,8 @@ void keep_choices(const std::vector<Chosen_setting>& choices, zeConfig& config);
 // the program, whoever changed it.
 std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefaults& defaults);
 
-// Strikes the settings to which the user gives a value from the choices. Returns whether any was
+// Strikes from the choices what the values that the user gives replace; the values in the container
+// stay. Returns whether any was
 // among them.
 bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config);
 

@@ -96,6 +96,9 @@ public:
 
     const qtPtrLight<zeManager>& manager() const { return m_manager; }
 
+    // The statistics of all its statistical classifiers.
+    std::vector<zeStat_storage*> storages() const;
+
 private:
     Explanation explain(zeMsg& msg, zeNode* node, double score);
     double score_of(zeMsg& msg, const zeNode* node);
@@ -103,7 +106,6 @@ private:
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
-    std::vector<zeStat_storage*> storages() const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
 

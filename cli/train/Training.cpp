@@ -21,6 +21,7 @@
 #include "cli/model/Text_model.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
+#include "cli/train/Scaling.h"
 
 namespace cli {
 
@@ -106,6 +107,13 @@ void write_model(const std::string& path, const Text_model& model, bool compact,
     summary.bytes = std::filesystem::file_size(path);
 }
 
+void warn_of_scaling(const Learning_options& options, const Text_model& model) {
+    const std::string warning = scaling_warning(options.kc_file, scaling_of(model.storages()));
+    if (options.warn && !warning.empty()) {
+        options.warn(warning);
+    }
+}
+
 }  // namespace
 
 Training_summary train_kc(const Training_options& options) {
@@ -145,6 +153,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     }
     const Texts texts = joined(files);
     check_interrupt(options.progress);
+    warn_of_scaling(options, *model);
     model->learn(texts, options.progress);
     write_model(options.kc_file, *model, false, options.progress, summary);
     summary.texts = texts.size();

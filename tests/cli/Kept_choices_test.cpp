@@ -64,6 +64,13 @@ TEST_F(KeptChoicesTest, OtherSettingsAndThoseLeftStrikeNothing) {
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_size, m_suppress));
 }
 
+TEST_F(KeptChoicesTest, LimitOfTheUserStrikesAllThree) {
+    keep_choices({{"AverageRlimit", "3000"}, {"MaxRlimit", "10000"}, m_suppress}, m_config);
+
+    EXPECT_TRUE(forget_choices({{"MinRlimit", "5"}}, m_config));
+    EXPECT_EQ(m_config.get_optional("zandrel.choices")->str(), "SuppressM=0");
+}
+
 TEST_F(KeptChoicesTest, WordsThatAreNoSettingsAreNoChoices) {
     for (const char* const text : {"", " ", "=", "SuppressM", "SuppressM=", "=0", "Size=1"}) {
         SCOPED_TRACE(text);

@@ -174,7 +174,7 @@ TEST_F(TrainingTest, GivesTheSettingsToTheModelThatIsWritten) {
 
 TEST_F(TrainingTest, KeepsWhatTheProgramChoseApartFromWhatTheUserGave) {
     Engine_settings settings;
-    settings.set({"ProfileSize=123"});
+    settings.set({"ProfileSize=123", "AverageRlimit=50"});
     m_training.model = {{Analysis_kind::kPhrases}, &settings, {}};
     Train("sport\tgoals\nfood\tbreads\n");
 
