@@ -16,8 +16,8 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "bench/learning_curves/New_words.h"
 #include "bench/learning_curves/Trial.h"
+#include "tests/cli/New_words.h"
 
 namespace {
 

@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "zandrel/foundation/qtBuffer.h"
-#include "zandrel/knowledge/zeManager.h"
-#include "zandrel/persistence/KcIoMode.h"
-
 #include "cli/evaluate/Accuracy_meter.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Text_model.h"
+#include "tests/cli/model_bytes.h"
 
 namespace {
 
@@ -23,7 +20,7 @@ Texts part_of(const Texts& texts, std::size_t begin, std::size_t end) {
 
 Point point_of(cli::Text_model& model, const cli::Accuracy_meter& meter, std::size_t text_count,
                double cpu_seconds) {
-    return {text_count, meter.accuracy(model), model.size().concepts, file_bytes(model),
+    return {text_count, meter.accuracy(model), model.size().concepts, model_bytes(model),
             cpu_seconds};
 }
 
@@ -50,13 +47,6 @@ void swap_labels(Texts& texts, const std::pair<std::string, std::string>& labels
 }
 
 }  // namespace
-
-std::size_t file_bytes(const cli::Text_model& model) {
-    qtPtr<qtBuffer> buffer(new qtBuffer);
-    KcIoMode mode;
-    model.manager()->Write(buffer, &mode, nullptr);
-    return buffer->bytes.size();
-}
 
 std::pair<std::string, std::string> most_frequent_labels(const Texts& texts) {
     std::map<std::string, std::size_t> counts;

@@ -70,9 +70,6 @@ private:
     cli::Engine_settings m_settings;
 };
 
-// The bytes of the container that the program would write.
-std::size_t file_bytes(const cli::Text_model& model);
-
 // The two labels that most texts have first, the most frequent one first; of equal ones, the
 // lesser. REQUIRES: two labels.
 std::pair<std::string, std::string> most_frequent_labels(const Texts& texts);

@@ -1,13 +1,14 @@
 // New_words: a stream of texts that never stops bringing new words.
-#ifndef ZANDREL_BENCH_LEARNING_CURVES_NEW_WORDS_H_
-#define ZANDREL_BENCH_LEARNING_CURVES_NEW_WORDS_H_
+#ifndef ZANDREL_TESTS_CLI_NEW_WORDS_H_
+#define ZANDREL_TESTS_CLI_NEW_WORDS_H_
 
 #include <cstddef>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "bench/learning_curves/Trial.h"
+#include "cli/data/Labelled_text.h"
+#include "cli/text/Text_analysis.h"
 
 // Labelled texts of 6 to 18 words. The first word of a text is new, and no other text ever has it.
 // The others come from a vocabulary: half of them from the part that the label prefers. The same
@@ -17,7 +18,7 @@ public:
     explicit New_words(std::size_t label_count) : m_label_count(label_count) {}
 
     // The next texts of the stream.
-    Texts next(std::size_t count);
+    std::vector<cli::Labelled_text> next(std::size_t count);
 
 private:
     std::string next_text(std::size_t label);
@@ -41,4 +42,4 @@ std::vector<Growth> learn_new_words(const cli::Analysis_settings& analysis,
                                     std::size_t text_count, std::size_t bulk,
                                     std::size_t label_count);
 
-#endif  // ZANDREL_BENCH_LEARNING_CURVES_NEW_WORDS_H_
+#endif  // ZANDREL_TESTS_CLI_NEW_WORDS_H_
