@@ -30,6 +30,11 @@ in as one bulk; both replace the file as a whole or leave it as it was. A contai
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
 container is smaller, and can classify but not learn.
 
+Where --set and --options give no value, train chooses some settings of a new container: info lists
+them. learn scales labels of more than about 3,000 texts down to that weight (AverageRlimit), so that
+a container keeps its size and follows changes. It warns where the limits of a container take away
+from what was learned, as those of older versions do.
+
 classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
 `categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root
