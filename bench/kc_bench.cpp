@@ -1,17 +1,21 @@
-// Whole containers: written to and read from a buffer and a file, beside what their parts cost. The
-// rates are those of the file's bytes, so all of one form compare.
+// Whole containers: written to and read from a buffer and a file, sealed and verified, beside what
+// their parts cost. The rates are those of the file's bytes, so all of one form compare.
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "zandrel/foundation/Crc32c.h"
 #include "zandrel/foundation/qtBuffer.h"
 #include "zandrel/foundation/qtScrambler.h"
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/SegBuf.h"
 
@@ -130,15 +134,38 @@ void BM_LoadFromBuffer(benchmark::State& state) {
     load(state, buffer, buffer->bytes.size());
 }
 
+// Writes the file of the container as it is without a seal.
+void write_file(const benchmark::State& state, const File_name& name) {
+    const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
+    std::ofstream(name.get().str(), std::ios::binary)
+        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
 void BM_LoadFromFile(benchmark::State& state) {
     const File_name name;
-    {
-        zeManager manager;
-        KcIoMode mode = mode_of(state);
-        manager.Read(Files::instance().buffer(state), nullptr, nullptr);
-        manager.Write(name.get(), &mode, nullptr);
-    }
+    write_file(state, name);
     load(state, name.get(), name.file_size());
+}
+
+void BM_SealFile(benchmark::State& state) {
+    const File_name name;
+    for (auto _ : state) {
+        state.PauseTiming();
+        write_file(state, name);
+        state.ResumeTiming();
+        Kc_seal::Write(name.get());
+    }
+    report_bytes(state, name.file_size());
+}
+
+void BM_VerifyFile(benchmark::State& state) {
+    const File_name name;
+    write_file(state, name);
+    Kc_seal::Write(name.get());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Kc_seal::Verify(name.get()));
+    }
+    report_bytes(state, name.file_size());
 }
 
 // A record of as many bytes as the file has.
@@ -189,10 +216,23 @@ void BM_ScramblingAlone(benchmark::State& state) {
     report_bytes(state, content.bytes.size());
 }
 
+void BM_ChecksumAlone(benchmark::State& state) {
+    const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
+    for (auto _ : state) {
+        Zandrel::Crc32c sum;
+        sum.Add(bytes.data(), bytes.size());
+        benchmark::DoNotOptimize(sum.Value());
+    }
+    report_bytes(state, bytes.size());
+}
+
 BENCHMARK(BM_SaveToBuffer)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SaveToFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadFromBuffer)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadFromFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SealFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_VerifyFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChecksumAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PackageAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScramblingAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 

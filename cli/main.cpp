@@ -28,7 +28,8 @@ constexpr const char* kFooter = R"(
 A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
 in as one bulk; both replace the file as a whole or leave it as it was. A container keeps how its
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
-container is smaller, and can classify but not learn.
+container is smaller, and can classify but not learn. A container has a seal, checksums that each
+command verifies: one that is damaged is refused. One without a seal is read as well; info says which.
 
 Where --set and --options give no value, train chooses some settings of a new container: info lists
 them. learn scales labels of more than about 3,000 texts down to that weight (AverageRlimit), so that

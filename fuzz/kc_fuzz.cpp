@@ -1,17 +1,39 @@
 // Files of containers: any bytes either load or are refused by a known error that leaves an empty
-// manager, and what loads can be asked and saved.
+// manager, and what loads can be asked and saved. Their seal is sound, missing, or refused by a
+// known error.
 //
 // The input is the file. Scrambling changes each byte by itself, so that a changed byte of a seed
 // is a changed byte of a record.
 #include <cstddef>
 #include <cstdint>
+#include <exception>
+
+#include "zandrel/persistence/Kc_seal.h"
 
 #include "fuzz/fuzz_target.h"
 #include "fuzz/kc_checks.h"
 
+namespace {
+
+void verify_seal(const File_bytes& bytes) {
+    qtPtr<qtBuffer> buffer(new qtBuffer{bytes});
+    try {
+        Kc_seal::Verify(buffer);
+    } catch (const std::exception& raised) {
+        require(is_qtx<Kc_seal>(raised, {1, 2}) || is_qtx<Hpack>(raised, {1, 2}) ||
+                    is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}),
+                raised.what());
+    }
+    require(buffer->bytes == bytes, "verifying changes nothing");
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const File_bytes bytes(data, data + size);
+    verify_seal(bytes);
     zeManager manager;
-    if (loads(manager, File_bytes(data, data + size))) {
+    if (loads(manager, bytes)) {
         use(manager);
     }
     return 0;

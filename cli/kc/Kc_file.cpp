@@ -7,7 +7,9 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/data/Data_lines.h"
@@ -40,6 +42,15 @@ bool is_interruption(const qtxAll& error) {
     return raised != nullptr && raised->number() == kInterruption;
 }
 
+// Returns what a seal that does not match means to a user, and what the library says of it.
+std::string explained(const qtX<Kc_seal>& error) {
+    const char* const sentence =
+        error.number() == Kc_seal::kUnknownForm
+            ? "the container is damaged, or was sealed by a later version of this program"
+            : "the container is damaged: its bytes are not those that were sealed";
+    return std::string(sentence) + " (" + error.what() + ")";
+}
+
 // Raises what is caught at the moment as an error of a file's contents.
 [[noreturn]] void raise_as_data_error(const std::string& path) {
     try {
@@ -49,6 +60,8 @@ bool is_interruption(const qtxAll& error) {
             throw Input_error(path, error.what());
         }
         throw Data_error(path, error.what());
+    } catch (const qtX<Kc_seal>& error) {
+        throw Data_error(path, explained(error));
     } catch (const qtxAll& error) {
         if (is_interruption(error)) {
             throw;
@@ -63,14 +76,18 @@ void begin_phase(CTProgress* progress, const char* status) {
     }
 }
 
+// Writes the container to a file of that name, and seals it.
 // RAISES: Output_error with what the system says, as long as it says anything.
 void write(const std::string& path, const std::string& temporary, zeManager& manager,
            KcIoMode& mode, CTProgress* progress) {
     errno = 0;
     try {
         manager.Write(temporary, &mode, progress);
+        Kc_seal::Write(temporary);
     } catch (const qtX<HioErr>& error) {
         throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
+    } catch (const qtX<Hpack>& error) {
+        throw Output_error(path, error.what());  // what was written is not there to be sealed
     }
 }
 
@@ -81,6 +98,7 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     begin_phase(progress, "Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
     try {
+        Kc_seal::Verify(path);  // Without a seal the file is read all the same.
         manager->Read(path, nullptr, progress);
     } catch (const qtxAll&) {
         raise_as_data_error(path);

@@ -5,6 +5,7 @@
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/Kc_seal.h"
 
 #include "cli/errors.h"
 
@@ -14,15 +15,17 @@ namespace {
 
 constexpr unsigned int kUnicodeFlag = 0x80;
 
-bool is_unicode(const std::string& path) {
+// Adds what the package itself says.
+void add_package(Kc_file_facts& facts) {
     unsigned int id = 0;
     unsigned short version = 0;
     unsigned char flags = 0;
     bool is_bad = false;
     Hpack pack;
-    pack.Open(path, 'r');
+    pack.Open(facts.path, 'r');
     pack.GetFileID(id, version, flags, is_bad);
-    return (flags & kUnicodeFlag) != 0;
+    facts.is_unicode = (flags & kUnicodeFlag) != 0;
+    facts.is_sealed = Kc_seal::IsIn(pack);
 }
 
 }  // namespace
@@ -33,11 +36,13 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
     if (error) {
         throw Input_error(path, error.message());
     }
+    Kc_file_facts facts = {path, size};
     try {
-        return {path, size, is_unicode(path)};
+        add_package(facts);
     } catch (const qtxAll& changed) {
         throw Data_error(path, changed.what());
     }
+    return facts;
 }
 
 }  // namespace cli

@@ -11,6 +11,7 @@ struct Kc_file_facts {
     std::string path;
     std::uintmax_t size = 0;  // in bytes
     bool is_unicode = false;  // says that its texts are Unicode
+    bool is_sealed = false;   // has a seal, which read_kc has verified
 };
 
 // REQUIRES: a file that read_kc has read.

@@ -164,6 +164,7 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         print_field("file", shown_text(info.file->path), out);
         print_field("size", grouped(info.file->size) + " bytes", out);
         print_field("unicode", yes_or_no(info.file->is_unicode), out);
+        print_field("seal", yes_or_no(info.file->is_sealed), out);
     }
     print_field("format version", std::to_string(info.version), out);
     print_field("compact", yes_or_no(info.is_compact), out);
@@ -199,6 +200,7 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
         json["file"] = info.file->path;
         json["size"] = info.file->size;
         json["unicode"] = info.file->is_unicode;
+        json["seal"] = info.file->is_sealed;
     }
     json["version"] = info.version;
     json["compact"] = info.is_compact;

@@ -59,7 +59,8 @@ Kc_info kc_info(zeManager& manager);
 std::string moment_text(const qtTimeDate& moment);
 
 void print_kc_info(const Kc_info& info, std::ostream& out);
-// The same as an object; `file`, `size` and `unicode` are missing for a container in memory.
+// The same as an object; `file`, `size`, `unicode` and `seal` are missing for a container in
+// memory.
 nlohmann::ordered_json kc_info_json(const Kc_info& info);
 
 }  // namespace cli

@@ -122,7 +122,7 @@ TEST(KcInfoTest, WritesMomentsInUtc) {
 
 Kc_info example() {
     Kc_info info;
-    info.file = Kc_file_facts{"a\n.kc", 12345, true};
+    info.file = Kc_file_facts{"a\n.kc", 12345, true, true};
     info.version = 2;
     info.is_compact = true;
     info.id = 7;
@@ -149,6 +149,7 @@ TEST(KcInfoTest, PrintsAText) {
               "  file                a\\x0A.kc\n"
               "  size                12,345 bytes\n"
               "  unicode             yes\n"
+              "  seal                yes\n"
               "  format version      2\n"
               "  compact             yes\n"
               "  id                  7\n"
@@ -172,14 +173,15 @@ TEST(KcInfoTest, PrintsAText) {
 }
 
 TEST(KcInfoTest, WritesTheSameAsJson) {
-    EXPECT_EQ(kc_info_json(example()).dump(),
-              R"({"file":"a\n.kc","size":12345,"unicode":true,"version":2,"compact":true,"id":7,)"
-              R"("name":"shop","analysis":"words","stem":"german",)"
-              R"("choices":{"ProfileSize":3000,"SuppressM":0},)"
-              R"("created":"1970-01-01 00:00:00 UTC","last_trained":"1970-01-01 00:00:01 UTC",)"
-              R"("nodes":3,"leaves":2,"rule_classifiers":0,"categories":2,"depth":2,)"
-              R"("statistical_classifiers":[{"path":"shop","categories":2,"messages":4,)"
-              R"("concepts":0,"features":1200}],"optional":{"key":"a\nb"}})");
+    EXPECT_EQ(
+        kc_info_json(example()).dump(),
+        R"({"file":"a\n.kc","size":12345,"unicode":true,"seal":true,"version":2,"compact":true,)"
+        R"("id":7,"name":"shop","analysis":"words","stem":"german",)"
+        R"("choices":{"ProfileSize":3000,"SuppressM":0},)"
+        R"("created":"1970-01-01 00:00:00 UTC","last_trained":"1970-01-01 00:00:01 UTC",)"
+        R"("nodes":3,"leaves":2,"rule_classifiers":0,"categories":2,"depth":2,)"
+        R"("statistical_classifiers":[{"path":"shop","categories":2,"messages":4,)"
+        R"("concepts":0,"features":1200}],"optional":{"key":"a\nb"}})");
 }
 
 }  // namespace

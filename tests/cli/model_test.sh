@@ -196,6 +196,8 @@ expect 0 learn a.kc more.tsv
 printf 'ball\ncake\n' >learned.txt
 expect 0 classify a.kc learned.txt
 [[ $(labels) == 'sport|food|' ]] || fail "$command: has not learned"
+expect 0 info a.kc
+prints out '  seal                yes'
 cp a.kc before.kc
 expect 65 learn a.kc more.tsv new.tsv
 is err 'new.tsv:3: unknown label "travel"; --add-categories adds it'

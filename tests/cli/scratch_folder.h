@@ -58,8 +58,11 @@ public:
 private:
     static std::string path_of_test() {
         const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
-        return testing::TempDir() + "zandrel_" + test.test_suite_name() + "_" + test.name() + "_" +
-               std::to_string(::getpid());
+        std::string name = std::string("zandrel_") + test.test_suite_name() + "_" + test.name() +
+                           "_" + std::to_string(::getpid());
+        // Names of tests with parameters have a stroke.
+        std::replace(name.begin(), name.end(), '/', '_');
+        return testing::TempDir() + name;
     }
 
     std::string m_path = path_of_test();

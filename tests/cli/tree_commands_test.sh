@@ -39,7 +39,8 @@ expect 0 train compact.kc train.tsv --groups groups.tsv --compact
 # info
 expect 0 info whole.kc
 for line in '  file                whole.kc' '  format version      2' '  compact             no' \
-    '  unicode             no' '  text analysis       words, stem english' '  nodes               5' \
+    '  unicode             no' '  seal                yes' \
+    '  text analysis       words, stem english' '  nodes               5' \
     '  leaves              3' '  statistical nodes   2' '  levels              3' \
     '  zandrel.stem=english' "  size                $(printf '%d' "$(stat -c %s whole.kc)" |
         sed ':a;s/\([0-9]\)\([0-9]\{3\}\)\($\|,\)/\1,\2\3/;ta') bytes"; do
@@ -48,7 +49,7 @@ done
 grep -qE '^ {13}2 +4 +7 +[1-9][0-9]*  root$' out || fail "$command: wrong figures of the root"
 is_silent err
 expect 0 info compact.kc --json
-for line in '"compact": true,' '"analysis": "phrases",' '"categories": 3,' \
+for line in '"compact": true,' '"seal": true,' '"analysis": "phrases",' '"categories": 3,' \
     "\"size\": $(stat -c %s compact.kc),"; do
     prints out "$line"
 done
@@ -203,6 +204,10 @@ refuses 64 c.kc 'zandrel: UseExtParms is read from options files and kept in no 
 refuses 64 c.kc 'zandrel: unknown setting "x"' options get c.kc x
 refuses 0 c.kc '' options set c.kc ClipValue=2
 
+# After all these changes the file is sealed.
+expect 0 info c.kc
+prints out '  seal                yes'
+
 # No container, and no file.
 for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'options get no.kc' \
     'options set no.kc ClipValue=2'; do
@@ -215,6 +220,20 @@ for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'opti
     prints err 'zandrel: cannot read absent.kc: No such file or directory'
     is_silent out
     [[ ! -e absent.kc ]] || fail "$command: made a file"
+done
+
+# A container of which a byte has changed, for each command that reads one.
+cp whole.kc damaged.kc
+byte=$(od -An -tu1 -j100 -N1 whole.kc)
+printf '%b' "\\x$(printf %x $((byte ^ 1)))" | dd of=damaged.kc bs=1 seek=100 conv=notrunc status=none
+cmp -s whole.kc damaged.kc && fail 'the byte has not changed'
+keep_inode damaged.kc
+for arguments in 'info damaged.kc' 'tree show damaged.kc' 'tree add damaged.kc root/x' \
+    'options get damaged.kc' 'options set damaged.kc ClipValue=2' 'classify damaged.kc' \
+    'explain damaged.kc' 'evaluate damaged.kc train.tsv' 'learn damaged.kc train.tsv'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    refuses 65 damaged.kc 'damaged.kc: the container is damaged: its bytes are not those'\
+' that were sealed (Seal does not match: object 1)' $arguments
 done
 
 # What the command line itself refuses.

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/persistence/Kc_seal.h"
 
 #include "tests/support/fake_disk.h"
 #include "tests/support/package.h"
@@ -35,6 +36,10 @@ void change_package() {
     add_item(pack, "a", "two");
     add_item(pack, "long", kLong + "er");
     pack.Close();
+}
+
+void seal_package() {
+    Kc_seal::Write(kName);
 }
 
 // What the file holds: "none", or its "a" and the length of its "long".
@@ -144,6 +149,40 @@ TEST_F(HpackFaultTest, PackageIsWholeOrRefusedWheneverTheProcessDies) {
                                                   : "two 40002");
     }
     EXPECT_GT(new_images, 3U);
+}
+
+// Sealing writes over the index of the package.
+TEST_F(HpackFaultTest, SealedPackageIsWholeOrRefused) {
+    write_package();
+    const std::string before = m_disk.files[kName];
+    int refused = 0;
+
+    fail_each_call(m_disk, before, seal_package,
+                   [&](bool is_complete, bool is_late, const std::string& found) {
+                       const bool is_sealed = found != "none" && Kc_seal::Verify(kName);
+                       EXPECT_EQ(is_sealed, is_complete || is_late);
+                       EXPECT_TRUE(found == "one 40000" || !is_complete);
+                       refused += found == "none" ? 1 : 0;
+                   });
+
+    EXPECT_GT(refused, 3);
+}
+
+TEST_F(HpackFaultTest, SealedPackageIsWholeOrRefusedWheneverTheProcessDies) {
+    std::vector<std::string> images;
+    write_package();
+    m_disk.on_write = [&](std::uint64_t, std::string_view) {
+        images.push_back(m_disk.files[kName]);
+    };
+    seal_package();
+    m_disk.on_write = nullptr;
+
+    ASSERT_GT(images.size(), 1U);
+    for (const std::string& image : images) {
+        m_disk.files[kName] = image;
+        EXPECT_EQ(held(), image == images.back() ? "one 40000" : "none");
+    }
+    EXPECT_TRUE(Kc_seal::Verify(kName));
 }
 
 }  // namespace

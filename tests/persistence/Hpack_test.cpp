@@ -86,6 +86,21 @@ TYPED_TEST(HpackTest, PackageMayHaveNoItems) {
     EXPECT_EQ(this->pack.GetIndexSize(), 0U);
 }
 
+TYPED_TEST(HpackTest, OffsetOfTheIndexIsThatOfTheFile) {
+    EXPECT_EQ(this->pack.GetIndexOffset(), 0U);
+    this->open('w');
+    EXPECT_EQ(this->pack.GetIndexOffset(), 0U);
+    this->pack.Close();
+    this->make();
+
+    this->open('r');
+    EXPECT_EQ(this->pack.GetIndexOffset(), 49U);
+
+    this->place.hold("This is some text and no package.");
+    this->open('r');
+    EXPECT_EQ(this->pack.GetIndexOffset(), 0U);
+}
+
 TYPED_TEST(HpackTest, LastItemOfAKeyWins) {
     this->open('w');
     this->add("k", "first");

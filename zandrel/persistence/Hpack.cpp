@@ -109,6 +109,10 @@ unsigned int Hpack::GetIndexSize() const {
     return static_cast<unsigned int>(index.size());
 }
 
+unsigned int Hpack::GetIndexOffset() const {
+    return m_index_offset;
+}
+
 void Hpack::Start(qtPtrLight<Generic32> opened, char mode) {
     io.device = std::move(opened);
     try {

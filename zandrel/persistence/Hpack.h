@@ -77,6 +77,9 @@ public:
     static qtString MakeStringKey(unsigned int number);
     // How many items there are.
     unsigned int GetIndexSize() const;
+    // Where the index is in the file; 0 while there is none. An item that is written at this offset
+    // leaves no bytes without use between the items, but no package either if the write fails.
+    unsigned int GetIndexOffset() const;
 
     Hio<Generic32> io;                       // over a plain Generic32 until it is opened
     std::map<qtString, unsigned int> index;  // every key, and where its item is

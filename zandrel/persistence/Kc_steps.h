@@ -21,6 +21,9 @@ inline constexpr unsigned char kKcUnicode = 0x80;
 inline constexpr unsigned char kKcCompact = 0x08;
 inline constexpr unsigned short kKcVersion = 2;
 
+// The key of the manager's record.
+inline constexpr const char* kManagerKey = "__Manager__";
+
 // The nodes with classifiers from `top` on, which may be null, by ascending object id: the order of
 // the items in a file is then the same in every run.
 inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {

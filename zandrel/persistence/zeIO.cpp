@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr const char* kManagerKey = "__Manager__";
 constexpr unsigned int kFirstScrambledVersion = 2;
 
 [[noreturn]] void refuse_cached_form() {
@@ -57,7 +56,8 @@ void zeIO::DumpObject(const zeBase* object) {
 }
 
 void zeIO::DumpManager(const zeLogicalNode* root) {
-    WriteRecord(kManagerKey, [this, root](Hio<HSegment>& io) { m_manager->Dump(io, root); });
+    WriteRecord(Zandrel::kManagerKey,
+                [this, root](Hio<HSegment>& io) { m_manager->Dump(io, root); });
 }
 
 zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
@@ -77,7 +77,7 @@ zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
 
 void zeIO::LoadManager() {
     SegBuf buffer;
-    ReadItem(kManagerKey, buffer);
+    ReadItem(Zandrel::kManagerKey, buffer);
     Hio<HSegment> io(new HSegment(buffer, 'r'));
     m_manager->Load(io);
     m_manager->m_compact = m_compact_read;

@@ -1,0 +1,40 @@
+// Every single bit of sealed files: the program refuses the file or gives the very same answers.
+#include <cstddef>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/cli/damaged_bits.h"
+#include "tests/cli/scratch_folder.h"
+
+namespace cli {
+
+namespace {
+
+class KcFileSealSlowTest : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Forms, KcFileSealSlowTest, testing::Bool(),
+                         [](const auto& form) { return form.param ? "Compact" : "Full"; });
+
+TEST_P(KcFileSealSlowTest, EveryChangedBitIsRefusedOrHarmless) {
+    const Scratch_folder folder;
+    const std::string path = folder.file("a.kc");
+    write_small_kc(path, GetParam());
+    const std::size_t bit_count = 8 * std::filesystem::file_size(path);
+
+    const Damaged_bits bits = damage_bits(path, 0, 1);
+
+    std::cout << bits << '\n';
+    EXPECT_THAT(bits.changed, testing::IsEmpty()) << bits;
+    EXPECT_EQ(bits.refused + bits.same, bit_count);
+    // The Unicode bit, and bits of the seal's key in the index and of its length.
+    EXPECT_GE(bits.same, 1U);
+    EXPECT_LT(bits.same, 80U);
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,191 @@
+#include "zandrel/persistence/Kc_seal.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "zandrel/foundation/Crc32c.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
+#include "zandrel/storage/packing.h"
+
+namespace {
+
+constexpr unsigned int kForm = 1;
+
+// A seal begins with the form and the number of items. The entries follow.
+constexpr unsigned int kFormSize = 4;
+constexpr unsigned int kEntriesPosition = 8;
+// What an entry takes beside its key: the key's length and the checksum.
+constexpr unsigned int kEntryOverhead = 8;
+
+std::uint32_t ChecksumOf(const SegBuf& data) {
+    Zandrel::Crc32c sum;
+    for (unsigned int position = 0; position < data.size;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        data.Locate(position, data.size, run, length);
+        sum.Add(run, length);
+        position += length;
+    }
+    return sum.Value();
+}
+
+// Id, version and flags as they are in the header. zeIO::SetUnicodeFlag may change its bit without
+// breaking the seal.
+std::uint32_t ChecksumOfIdentity(const Hpack& pack) {
+    unsigned int id = 0;
+    unsigned short version = 0;
+    unsigned char flags = 0;
+    bool is_bad = false;
+    pack.GetFileID(id, version, flags, is_bad);
+    char bytes[sizeof id + sizeof version + 1] = {};
+    int length = qtPackUssDiet(id, bytes);
+    length += qtPackUssDiet(version, bytes + length);
+    bytes[length++] = static_cast<char>(flags & ~Zandrel::kKcUnicode);
+    Zandrel::Crc32c sum;
+    sum.Add(bytes, static_cast<std::size_t>(length));
+    return sum.Value();
+}
+
+// Makes the seal that the package should have.
+void MakeSeal(Hpack& pack, SegBuf& seal) {
+    Hio<HSegment> io(new HSegment(seal, 'w'));
+    io << kForm;
+    io.WriteCount(pack.index.size() - pack.index.count(Kc_seal::kKey));
+    for (const auto& [key, offset] : pack.index) {
+        if (key != Kc_seal::kKey) {
+            SegBuf data;
+            pack.GetItem(key, data);
+            io << key << ChecksumOf(data);
+        }
+    }
+    io << ChecksumOfIdentity(pack);
+    io.device->Close();
+}
+
+// Returns the position of the first byte in which two records differ, or that only one of them has.
+unsigned int FirstDifference(const SegBuf& one, const SegBuf& other) {
+    const unsigned int end = std::min(one.size, other.size);
+    for (unsigned int position = 0; position < end;) {
+        char* run = nullptr;
+        char* other_run = nullptr;
+        unsigned int length = 0;
+        one.Locate(position, end, run, length);
+        other.Locate(position, end, other_run, length);
+        const char* const different = std::mismatch(run, run + length, other_run).first;
+        if (different != run + length) {
+            return position + static_cast<unsigned int>(different - run);
+        }
+        position += length;
+    }
+    return end;
+}
+
+// A key that is no container's may have any bytes, which do not belong into a message.
+qtString NameOf(const qtString& key) {
+    if (key == Zandrel::kManagerKey) {
+        return key;
+    }
+    unsigned int id = 0;
+    if (key.size() != sizeof id) {
+        return "item";
+    }
+    qtUnpackUssDiet(id, key.data());
+    return "object " + qtString(std::to_string(id));
+}
+
+// Returns what the byte of a seal at this position belongs to.
+qtString NameOfPart(const Hpack& pack, unsigned int position) {
+    constexpr std::size_t kChecksumSize = 4;
+    std::size_t end = kEntriesPosition;
+    for (const auto& [key, offset] : pack.index) {
+        if (key != Kc_seal::kKey && position >= end) {
+            end += kEntryOverhead + key.size();
+            if (position >= end - kChecksumSize && position < end) {
+                return NameOf(key);
+            }
+        }
+    }
+    if (position < end) {
+        return "list of items";  // a key, its length, or the number of items
+    }
+    return position < end + kChecksumSize ? "header" : "seal";
+}
+
+[[noreturn]] void RaiseBroken(const Hpack& pack, const qtString& part) {
+    throw qtX<Kc_seal>(Kc_seal::kBroken, "Seal does not match: " + part,
+                       {pack.io.device->name, part});
+}
+
+// RAISES: kUnknownForm, also for a form that damage has changed: it cannot be told from a later
+// one.
+void RequireKnownForm(const Hpack& pack, SegBuf& seal) {
+    if (seal.size < kFormSize) {
+        RaiseBroken(pack, "seal");
+    }
+    unsigned int form = 0;
+    Hio<HSegment>(new HSegment(seal, 'r')) >> form;
+    if (form != kForm) {
+        const qtString text(std::to_string(form));
+        throw qtX<Kc_seal>(Kc_seal::kUnknownForm, "Unknown form of seal: " + text,
+                           {pack.io.device->name, text});
+    }
+}
+
+template <class Place>
+void WriteTo(Place& place) {
+    Hpack pack;
+    pack.Open(place, 'u');
+    SegBuf seal;
+    MakeSeal(pack, seal);
+    // The seal is longer than the index was, which has no checksums: nothing is left of the index.
+    pack.AddAtOffset(Kc_seal::kKey, seal, pack.GetIndexOffset());
+    pack.Close();
+}
+
+template <class Place>
+bool VerifyIn(Place& place) {
+    Hpack pack;
+    pack.Open(place, 'r');
+    if (!Kc_seal::IsIn(pack)) {
+        return false;
+    }
+    SegBuf stored;
+    pack.GetItem(Kc_seal::kKey, stored);
+    RequireKnownForm(pack, stored);
+    SegBuf sound;
+    MakeSeal(pack, sound);
+    const unsigned int difference = FirstDifference(stored, sound);
+    if (difference < std::max(stored.size, sound.size)) {
+        RaiseBroken(pack, NameOfPart(pack, difference));
+    }
+    return true;
+}
+
+}  // namespace
+
+void Kc_seal::Write(const qtString& file) {
+    WriteTo(file);
+}
+
+void Kc_seal::Write(qtPtr<qtBuffer>& buffer) {
+    WriteTo(buffer);
+}
+
+bool Kc_seal::Verify(const qtString& file) {
+    return VerifyIn(file);
+}
+
+bool Kc_seal::Verify(qtPtr<qtBuffer>& buffer) {
+    return VerifyIn(buffer);
+}
+
+bool Kc_seal::IsIn(const Hpack& pack) {
+    return pack.index.count(kKey) != 0;
+}
