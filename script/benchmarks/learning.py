@@ -186,16 +186,19 @@ def plot(corpus_name, result, folder):
 
 
 def curves_of(result):
-    """For each side a list of (title, list of (texts, accuracy in %))."""
-    trained = {}
+    """For each side a list of (title, list of (texts, accuracy in %)). Settings that differ in limits
+    only share the curve of the trained models."""
+    trained = []
     rest = []
     for trial in result["trials"]:
+        pairs = set()
         for curve in trial["rest"]:
             rest.append((f"{name_of(trial)}, bulks {curve['bulks']}", pairs_of(curve["points"])))
-            trained.update(pairs_of([point["trained"] for point in curve["points"]]))
+            pairs.update(pairs_of([point["trained"] for point in curve["points"]]))
+        if sorted(pairs) not in [others for _, others in trained]:
+            trained.append((f"{name_of(trial)}, trained on everything so far", sorted(pairs)))
     swap = [(name_of(trial), pairs_of(trial["swap"]["points"])) for trial in result["trials"]]
-    return {"rest": [("trained on everything so far", sorted(trained.items()))] + rest,
-            "swap": swap}
+    return {"rest": trained + rest, "swap": swap}
 
 
 def pairs_of(points):

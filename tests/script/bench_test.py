@@ -450,15 +450,26 @@ class LearningTest(FolderTest):
         curves = learning.curves_of({"trials": [trial("A=1", [0.25, 0.5])]})
 
         self.assertEqual(curves["rest"],
-                         [("trained on everything so far", [(2, 75.0), (6, 75.0), (10, 50.0)]),
+                         [("A=1, trained on everything so far",
+                           [(2, 75.0), (6, 75.0), (10, 50.0)]),
                           ("A=1, bulks 1:10", [(2, 25.0), (6, 50.0), (10, 75.0)])])
         self.assertEqual(curves["swap"], [("A=1", [(1000, 25.0), (1625, 50.0)])])
         self.assertEqual(learning.block_of(curves["swap"][0]), "1000 25.0\n1625 50.0\n\n\n")
         script = learning.plot_script("it's", curves, "it's.dat", "it's.svg")
         self.assertIn("set output 'it''s.svg'", script)
-        for block, title in enumerate(("trained on everything so far", "A=1, bulks 1:10", "A=1")):
+        for block, title in enumerate(("A=1, trained on everything so far", "A=1, bulks 1:10", "A=1")):
             self.assertIn(f"'it''s.dat' index {block} using 1:2 with linespoints title '{title}'",
                           script)
+
+    def test_settings_that_train_alike_share_the_curve_of_the_trained_models(self):
+        other = trial("B=1", [0.5])
+        other["rest"][0]["points"][0]["trained"]["accuracy"] = 0.125
+
+        curves = learning.curves_of({"trials": [trial("", [0.5]), trial("A=1", [0.5]), other]})
+
+        self.assertEqual([title for title, _ in curves["rest"] if "trained" in title],
+                         ["program, trained on everything so far",
+                          "B=1, trained on everything so far"])
 
     def test_missing_gnuplot_is_named(self):
         with mock.patch.object(learning.shutil, "which", lambda _: None), \
