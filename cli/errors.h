@@ -13,13 +13,14 @@ namespace cli {
 // The numbers are those of sysexits.h, so that scripts can tell whose fault it was.
 enum Exit_status : int {
     kSuccess = 0,
-    kRepairable = 1,      // check: a file that is not lost, but not whole either
-    kUsageError = 64,     // the command line is wrong
-    kDataError = 65,      // a file has other contents than it should
-    kInputError = 66,     // a file cannot be read
-    kInternalError = 70,  // the program failed
-    kOutputError = 74,    // the output cannot be written
-    kInterrupted = 130,   // as shells tell of a program that SIGINT ended
+    kRepairable = 1,         // check: a file that is not lost, but not whole either
+    kChangedThenFailed = 3,  // a container was changed, and something failed afterwards
+    kUsageError = 64,        // the command line is wrong
+    kDataError = 65,         // a file has other contents than it should
+    kInputError = 66,        // a file cannot be read
+    kInternalError = 70,     // the program failed
+    kOutputError = 74,       // the output cannot be written
+    kSignalStatus = 128,     // and the number of the signal that interrupted the work, as shells do
 };
 
 // A word of the command line that its parser could not tell to be wrong.
@@ -46,7 +47,8 @@ public:
         : std::runtime_error("cannot read " + file + ": " + reason) {}
 };
 
-// A file that cannot be written. What stood there before stands there still.
+// A file that cannot be written. The old file is still there, unless a change has been noted
+// before.
 class Output_error : public std::runtime_error {
 public:
     Output_error(const std::string& file, const std::string& reason)

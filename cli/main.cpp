@@ -3,9 +3,11 @@
 // parser, which is slow to compile.
 #include <array>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <new>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -21,15 +23,23 @@
 #include "cli/commands/tree_commands.h"
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
+#include "cli/model/ending_signals.h"
 
 namespace {
 
 constexpr const char* kFooter = R"(
 A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
-in as one bulk; both replace the file as a whole or leave it as it was. A container keeps how its
+in as one bulk; both replace the file as a whole or leave it as it was. train overwrites no file that
+is not a container, and replaces a container only with --replace. While one process changes a
+container another is refused, or waits for it with --wait. The new file has the owner, group,
+permissions, access lists and extended attributes of the old one, as far as the system allows; hard
+links are separated. Hidden files beside it: the lock .NAME.lock, which the program removes at the
+end, and the unfinished .NAME.tmp-XXXXXX. If a process is killed, the next change removes both.
+A container keeps how its
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
 container is smaller, and can classify but not learn. A container has a seal, checksums that each
-command verifies: one that is damaged is refused. One without a seal is read as well; info says which.
+command verifies: one that is damaged is refused, with a sentence about the damage. One without a seal
+is read as well; info says which.
 
 Where --set and --options give no value, train chooses some settings of a new container: info lists
 them. learn scales labels of more than about 3,000 texts down to that weight (AverageRlimit), so that
@@ -93,6 +103,7 @@ all. A rule that begins with - follows the argument --.
 
 Examples:
   zandrel train shop.kc shop.train.tsv
+  zandrel train shop.kc shop.train.tsv --replace
   zandrel classify shop.kc messages.txt
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
@@ -112,10 +123,12 @@ Record files keep blobs under keys. The file that train writes is none; info tel
 shows header, index, items and holes; check tells whether every block is what the index says: exit
 status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
-Long work shows its progress on a terminal; Ctrl-C ends it.
+Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second one ends
+it at once.
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot
-be written, 130 interrupted.)";
+be written, 129 SIGHUP, 130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been
+changed: do not repeat the command then.)";
 
 std::string version_text() {
     std::array<char, kZandrelVersionTextSize> text = {};
@@ -173,8 +186,31 @@ int run_and_report(int argc, char** argv) {
         return cli::kInternalError;
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
-        return fail(error,
-                    cli::Interruption::is_requested() ? cli::kInterrupted : cli::kInternalError);
+        return fail(error, cli::Interruption::is_requested()
+                               ? cli::kSignalStatus + cli::Interruption::signal()
+                               : cli::kInternalError);
+    }
+}
+
+// Also reports output that cannot be written.
+int run_to_the_end(int argc, char** argv) {
+    const int status = run_and_report(argc, argv);
+    if (!std::cout.flush()) {
+        std::cerr << "zandrel: cannot write the output\n";
+        return status == cli::kSuccess ? cli::kOutputError : status;
+    }
+    return status;
+}
+
+// Opens what the caller has closed, so that no file of ours gets the number of a standard stream,
+// where messages would be written into it. Using these streams fails, as it does when they are
+// closed.
+void occupy_standard_streams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) == -1) {
+            // The lowest free number is this one, since those below are occupied.
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
     }
 }
 
@@ -182,10 +218,12 @@ int run_and_report(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
-    const int status = run_and_report(argc, argv);
-    if (!std::cout.flush()) {
-        std::cerr << "zandrel: cannot write the output\n";
-        return status == cli::kSuccess ? cli::kOutputError : status;
+    occupy_standard_streams();
+    cli::prepare_for_signals();
+    const int status = run_to_the_end(argc, argv);
+    if (status != cli::kSuccess && !cli::change_message().empty()) {
+        std::cerr << cli::change_message();
+        return cli::kChangedThenFailed;
     }
     return status;
 }

@@ -25,6 +25,7 @@
 #include "zandrel/messages/zeSml_feeder.h"
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
@@ -75,6 +76,21 @@ bool succeeds(Operation&& operation) {
     return true;
 }
 
+// Each statistical classifier by itself: a rule's score can be any number.
+inline void require_scores(zeManager& manager, zeMsg& msg) {
+    for (const auto& [id, object] : manager.m_objects) {
+        auto* const matcher = dynamic_cast<zeStat_matcher*>(object);
+        if (matcher == nullptr) {
+            continue;
+        }
+        zeResult_set results(-1.0, -1);
+        succeeds([&] { matcher->classify(msg, results, 1.0, false); });
+        for (const zeResult& result : results.results) {
+            require(result.score >= 0.0 && result.score <= 1.0, "a score is within 0 and 1");
+        }
+    }
+}
+
 inline void ask(zeManager& manager) {
     zeSml_feeder feeder;
     for (const char* const word : {"goal", "bank", "soup"}) {
@@ -88,6 +104,7 @@ inline void ask(zeManager& manager) {
         zeResult_set results(0.01, 10);
         manager.GetWorkflow()->classify(msg, results, true, false);
     });
+    require_scores(manager, msg);
 }
 
 // The file of a container that was read from a saved one.

@@ -13,6 +13,7 @@
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
 
@@ -53,7 +54,10 @@ Evaluation evaluation_of(Evaluate_words& words) {
     settle_options(words);
     Long_work work;
     words.options.progress = &work.progress();
-    return evaluate(words.options);
+    if (words.options.kc_file.empty()) {
+        return evaluate(words.options);
+    }
+    return work_on_container(words.options.kc_file, [&] { return evaluate(words.options); });
 }
 
 void print_evaluation(Evaluate_words& words) {

@@ -10,6 +10,7 @@
 
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/commands/option_checks.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file_facts.h"
 #include "cli/kc/Kc_info.h"
@@ -25,6 +26,7 @@ struct Kc_words {
     std::string file;
     std::string key;  // empty: all
     std::vector<std::string> assignments;
+    double seconds_to_wait = 0.0;
     bool writes_json = false;
 };
 
@@ -58,7 +60,7 @@ void print_options(const Kc_words& words) {
 void set_options(const Kc_words& words) {
     const std::vector<Setting_value> values = setting_values(words.assignments);
     Long_work work;
-    edit_kc(words.file, &work.progress(),
+    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
             [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); });
 }
 
@@ -93,6 +95,7 @@ void add_set(CLI::App& options) {
     command->add_option("KEY=VALUE", words->assignments, "A setting, such as ClipValue=2")
         ->required()
         ->type_name("");
+    add_wait_option(*command, words->seconds_to_wait);
     command->callback([words] { set_options(*words); });
 }
 

@@ -16,6 +16,7 @@
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
@@ -82,9 +83,12 @@ void add_train(CLI::App& app) {
     add_kc_argument(*command, words->options.kc_file);
     add_data_arguments(*command, words->options.data_files);
     add_training_options(*command, words->training);
+    command->add_flag("--replace", words->options.replaces,
+                      "Replace the container if there is one");
     command->add_flag(
         "--compact", words->options.compact,
         "Leave out what only learning needs: a smaller file, which can classify alone");
+    add_wait_option(*command, words->options.seconds_to_wait);
     add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
     command->callback([words] { train(*words); });
 }
@@ -97,7 +101,8 @@ struct Learn_words {
 
 void learn(Learn_words& words) {
     words.options.analysis = given_analysis(words.analysis);
-    run(words.options, learn_into_kc, words.writes_json);
+    work_on_container(words.options.kc_file,
+                      [&] { run(words.options, learn_into_kc, words.writes_json); });
 }
 
 void add_learn(CLI::App& app) {
@@ -109,6 +114,7 @@ void add_learn(CLI::App& app) {
     command->add_flag("--add-categories", words->options.adds_categories,
                       "Add unknown labels below the root instead of refusing them");
     add_analysis_options_of_container(*command, words->analysis);
+    add_wait_option(*command, words->options.seconds_to_wait);
     add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
     command->callback([words] { learn(*words); });
 }
@@ -143,7 +149,8 @@ void with_lines_of(const std::string& file, const std::function<void(const Line_
 void classify(const Filter_words& words) {
     const std::unique_ptr<Text_model> model = model_of(words);
     with_lines_of(words.text_file, [&](const Line_input& input) {
-        classify_lines(input, words.classify, *model, std::cout);
+        work_on_container(words.kc_file,
+                          [&] { classify_lines(input, words.classify, *model, std::cout); });
     });
 }
 
@@ -164,7 +171,9 @@ void explain(const Filter_words& words) {
     const std::unique_ptr<Text_model> model = model_of(words);
     zeNode* const node = node_of(words, *model);
     with_lines_of(words.text_file, [&](const Line_input& input) {
-        explain_lines(input, node, words.writes_json, *model, std::cout);
+        work_on_container(words.kc_file, [&] {
+            explain_lines(input, node, words.writes_json, *model, std::cout);
+        });
     });
 }
 

@@ -14,4 +14,20 @@ std::string error_of_file_name(const std::string& text) {
     return text.empty() ? "the name of the file is empty" : "";
 }
 
+void add_wait_option(CLI::App& command, double& seconds) {
+    constexpr double kLongest = 1e9;
+    command
+        .add_option("--wait", seconds,
+                    "How long to wait while another process changes the container")
+        ->capture_default_str()
+        ->check([](const std::string& text) -> std::string {
+            double number = 0.0;
+            const bool is_number = CLI::detail::lexical_cast(text, number);
+            return is_number && number >= 0.0 && number <= kLongest
+                       ? ""
+                       : "'" + text + "' is no number of seconds from 0 to 1000000000";
+        })
+        ->type_name("SECONDS");
+}
+
 }  // namespace cli

@@ -1,8 +1,12 @@
-// What the command line parser checks the words of several commands with.
+// Options of several commands, and what the command line parser checks their words with.
 #ifndef ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 #define ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace cli {
 
@@ -15,6 +19,10 @@ std::string error_of_share(const std::string& text);
 // Refuses an empty name, which a script's unset variable makes: taken for no file at all it would
 // leave out what was asked for.
 std::string error_of_file_name(const std::string& text);
+
+// Adds --wait, for the commands that change a container.
+// BORROWS: `seconds`, which must outlive `command`.
+void add_wait_option(CLI::App& command, double& seconds);
 
 }  // namespace cli
 

@@ -39,6 +39,7 @@ struct Edit_words {
     std::string note1;
     std::string note2;
     bool keeps_concepts = false;
+    double seconds_to_wait = 0.0;
 };
 
 // What show is given.
@@ -56,13 +57,14 @@ std::string error_of_number(const std::string& text) {
 }
 
 // Runs an edit on the file. The manager's own mark tells whether it has changed anything.
-void edit(const std::string& file, const std::function<void(zeManager&)>& change) {
+void edit(const Edit_words& words, const std::function<void(zeManager&)>& change) {
     Long_work work;
-    edit_kc(file, &work.progress(), [&change](qtPtrLight<zeManager>& manager) {
-        manager->m_modified = false;
-        change(*manager);
-        return manager->m_modified;
-    });
+    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
+            [&change](qtPtrLight<zeManager>& manager) {
+                manager->m_modified = false;
+                change(*manager);
+                return manager->m_modified;
+            });
 }
 
 void add_file(CLI::App& command, std::string& file) {
@@ -163,9 +165,10 @@ void add_add(CLI::App& tree) {
     add_file(*command, words->file);
     add_path(*command, words->path);
     add_attributes(*command, *words);
+    add_wait_option(*command, words->seconds_to_wait);
     command->callback([words, command] {
         const Node_attributes attributes = attributes_of(*command, *words);
-        edit(words->file, [&](zeManager& manager) { add_node(manager, words->path, attributes); });
+        edit(*words, [&](zeManager& manager) { add_node(manager, words->path, attributes); });
     });
 }
 
@@ -175,13 +178,13 @@ void add_set(CLI::App& tree) {
     add_file(*command, words->file);
     add_path(*command, words->path);
     add_attributes(*command, *words);
+    add_wait_option(*command, words->seconds_to_wait);
     command->callback([words, command] {
         const Node_attributes attributes = attributes_of(*command, *words);
         if (attributes.empty()) {
             throw Usage_error("tree set: nothing to set");
         }
-        edit(words->file,
-             [&](zeManager& manager) { change_node(manager, words->path, attributes); });
+        edit(*words, [&](zeManager& manager) { change_node(manager, words->path, attributes); });
     });
 }
 
@@ -193,9 +196,9 @@ void add_move(CLI::App& tree) {
     command->add_option("NEW_PARENT", words->target, "Path of the node to move it below")
         ->required()
         ->type_name("");
+    add_wait_option(*command, words->seconds_to_wait);
     command->callback([words] {
-        edit(words->file,
-             [&](zeManager& manager) { move_node(manager, words->path, words->target); });
+        edit(*words, [&](zeManager& manager) { move_node(manager, words->path, words->target); });
     });
 }
 
@@ -207,9 +210,9 @@ void add_rename(CLI::App& tree) {
     command->add_option("NAME", words->target, "The name, in which / and \\ are themselves")
         ->required()
         ->type_name("");
+    add_wait_option(*command, words->seconds_to_wait);
     command->callback([words] {
-        edit(words->file,
-             [&](zeManager& manager) { rename_node(manager, words->path, words->target); });
+        edit(*words, [&](zeManager& manager) { rename_node(manager, words->path, words->target); });
     });
 }
 
@@ -220,8 +223,9 @@ void add_delete(CLI::App& tree) {
     add_path(*command, words->path);
     command->add_flag("--keep-concepts", words->keeps_concepts,
                       "Leave what its messages brought to the statistics of all concepts");
+    add_wait_option(*command, words->seconds_to_wait);
     command->callback([words] {
-        edit(words->file,
+        edit(*words,
              [&](zeManager& manager) { delete_node(manager, words->path, words->keeps_concepts); });
     });
 }

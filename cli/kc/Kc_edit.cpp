@@ -1,11 +1,10 @@
 #include "cli/kc/Kc_edit.h"
 
-#include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_tree.h"
 
 namespace cli {
@@ -16,9 +15,7 @@ namespace {
 // tree that was unsound in its file.
 bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeManager>& manager) {
     try {
-        return change(manager);
-    } catch (const qtxAll& error) {
-        throw Data_error(path, error.what());
+        return work_on_container(path, [&] { return change(manager); });
     } catch (const Edit_refused& error) {
         throw Data_error(path, error.what());
     }
@@ -28,18 +25,16 @@ bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeM
 
 void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view) {
     qtPtrLight<zeManager> manager = read_kc(path, progress);
-    try {
-        view(manager);
-    } catch (const qtxAll& error) {
-        throw Data_error(path, error.what());
-    }
+    work_on_container(path, [&] { view(manager); });
 }
 
-void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change) {
-    const Kc_lock lock(path);
-    qtPtrLight<zeManager> manager = read_kc(path, progress);
+void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change) {
+    check_readable(path);
+    const Kc_lock lock(path, wait);
+    qtPtrLight<zeManager> manager = read_kc(path, wait.progress);
     if (is_changed(path, change, manager)) {
-        write_kc(path, *manager, manager->m_compact, progress);
+        work_on_container(path,
+                          [&] { write_kc(path, *manager, manager->m_compact, wait.progress); });
     }
 }
 

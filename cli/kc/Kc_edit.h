@@ -8,6 +8,8 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtPtr.h"
 
+#include "cli/kc/Kc_lock.h"
+
 class zeManager;
 
 namespace cli {
@@ -27,7 +29,7 @@ using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
 // process of the program changes the file meanwhile.
 // RAISES: Data_error "FILE: message" for what the library or the program refuses; what Kc_lock,
 // read_kc, write_kc and otherwise the change raise.
-void edit_kc(const std::string& path, CTProgress* progress, const Kc_change& change);
+void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change);
 
 }  // namespace cli
 

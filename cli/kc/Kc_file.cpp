@@ -1,74 +1,27 @@
 #include "cli/kc/Kc_file.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
-#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
 
 namespace cli {
 
 namespace {
-
-// The library's device tells no reasons, so what can be told is told before it tries.
-// RAISES: Input_error.
-void check_readable(const std::string& path) {
-    std::error_code unknown;
-    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
-    if (std::filesystem::is_directory(status)) {
-        throw Input_error(path, std::generic_category().message(EISDIR));
-    }
-    // Opening a pipe would wait for a writer, and a container is read in no order that a pipe has.
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        throw Input_error(path, "not a regular file");
-    }
-    open_data_file(path);
-}
-
-// An interruption is no failure of the file.
-bool is_interruption(const qtxAll& error) {
-    constexpr int kInterruption = 2;
-    const auto* const raised = dynamic_cast<const qtX<zeWorkflow>*>(&error);
-    return raised != nullptr && raised->number() == kInterruption;
-}
-
-// Returns what a seal that does not match means to a user, and what the library says of it.
-std::string explained(const qtX<Kc_seal>& error) {
-    const char* const sentence =
-        error.number() == Kc_seal::kUnknownForm
-            ? "the container is damaged, or was sealed by a later version of this program"
-            : "the container is damaged: its bytes are not those that were sealed";
-    return std::string(sentence) + " (" + error.what() + ")";
-}
-
-// Raises what is caught at the moment as an error of a file's contents.
-[[noreturn]] void raise_as_data_error(const std::string& path) {
-    try {
-        throw;
-    } catch (const qtX<HioErr>& error) {
-        if (error.number() == HioErr::kOpenFailed) {
-            throw Input_error(path, error.what());
-        }
-        throw Data_error(path, error.what());
-    } catch (const qtX<Kc_seal>& error) {
-        throw Data_error(path, explained(error));
-    } catch (const qtxAll& error) {
-        if (is_interruption(error)) {
-            throw;
-        }
-        throw Data_error(path, error.what());
-    }
-}
 
 void begin_phase(CTProgress* progress, const char* status) {
     if (progress != nullptr) {
@@ -91,17 +44,58 @@ void write(const std::string& path, const std::string& temporary, zeManager& man
     }
 }
 
+// As the file has it: the highest byte first.
+std::string bytes_of(std::uint32_t number) {
+    constexpr unsigned int kByteBits = 8;
+    std::string bytes;
+    for (unsigned int shift = 4 * kByteBits; shift > 0; shift -= kByteBits) {
+        bytes.push_back(static_cast<char>(number >> (shift - kByteBits)));
+    }
+    return bytes;
+}
+
 }  // namespace
+
+// The library's device gives no reasons, so what can be found out is found out before it tries.
+void check_readable(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::none) {
+        throw Input_error(path, error.message());
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw Input_error(path, std::generic_category().message(EISDIR));
+    }
+    // Opening a pipe would wait for a writer, and a container is read in no order that a pipe has.
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        throw Input_error(path, "not a regular file");
+    }
+    open_data_file(path);
+}
+
+bool begins_as_kc(const std::string& path) {
+    check_readable(path);
+    const std::string wanted = bytes_of(Hpack::kMagic) + bytes_of(Zandrel::kKcFileId);
+    std::ifstream file = open_data_file(path);
+    std::string start(wanted.size(), '\0');
+    errno = 0;
+    file.read(start.data(), static_cast<std::streamsize>(start.size()));
+    if (file.bad()) {
+        throw Input_error(path, reason_of_failure());
+    }
+    return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
+}
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
     begin_phase(progress, "Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
+    errno = 0;
     try {
         Kc_seal::Verify(path);  // Without a seal the file is read all the same.
         manager->Read(path, nullptr, progress);
     } catch (const qtxAll&) {
-        raise_as_data_error(path);
+        raise_as_read_error(path);
     }
     return manager;
 }

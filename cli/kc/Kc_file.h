@@ -11,6 +11,13 @@ class zeManager;
 
 namespace cli {
 
+// RAISES: Input_error for a file that cannot be opened for reading, or is no regular file.
+void check_readable(const std::string& path);
+
+// Returns whether the file begins as a container does. The rest may be damaged or unfinished.
+// RAISES: likewise.
+bool begins_as_kc(const std::string& path);
+
 // Reads the knowledge container of a file, and verifies its seal if there is one. `progress` may be
 // null.
 // RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if
@@ -19,10 +26,10 @@ namespace cli {
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
 
 // Writes a container in place of the file, or leaves the file as it is: a new file is written
-// beside it, sealed, flushed to the disk, and renamed. A symbolic link is followed, and the
-// permissions of the file stay. `progress` may be null. A container that is compact already stays
-// so. RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. Then there
-// is no file left beside.
+// beside it, sealed, flushed to the disk, and renamed (Replacement_file). `progress` may be null. A
+// container that is compact already stays so.
+// RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. Then there is no
+// file left beside.
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress);
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 #include "cli/kc/Kc_file_facts.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -8,6 +9,7 @@
 #include "zandrel/persistence/Kc_seal.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 
 namespace cli {
 
@@ -37,10 +39,11 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
         throw Input_error(path, error.message());
     }
     Kc_file_facts facts = {path, size};
+    errno = 0;
     try {
         add_package(facts);
-    } catch (const qtxAll& changed) {
-        throw Data_error(path, changed.what());
+    } catch (const qtxAll&) {
+        raise_as_read_error(path);
     }
     return facts;
 }

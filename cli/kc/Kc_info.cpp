@@ -11,6 +11,7 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include "cli/kc/Kc_paths.h"
@@ -83,6 +84,11 @@ std::string yes_or_no(bool flag) {
     return flag ? "yes" : "no";
 }
 
+std::string compact_text(const Kc_info& info) {
+    return yes_or_no(info.is_compact) +
+           (info.lacks_compact_flag ? " (the file does not say so)" : "");
+}
+
 void print_tree_counts(const Kc_info& info, std::ostream& out) {
     out << "tree\n";
     print_field("nodes", grouped(info.nodes), out);
@@ -121,6 +127,8 @@ Kc_info kc_info(zeManager& manager) {
     Kc_info info;
     info.version = manager.m_version;
     info.is_compact = manager.m_compact;
+    info.lacks_compact_flag =
+        manager.m_compact && !manager.m_io.IsNull() && !manager.m_io->m_compact_read;
     info.id = manager.m_config.kc_id;
     info.name = manager.m_config.kc_name.str();
     info.created = manager.m_config.created;
@@ -167,7 +175,7 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         print_field("seal", yes_or_no(info.file->is_sealed), out);
     }
     print_field("format version", std::to_string(info.version), out);
-    print_field("compact", yes_or_no(info.is_compact), out);
+    print_field("compact", compact_text(info), out);
     print_field("id", std::to_string(info.id), out);
     print_field("name", shown_text(info.name), out);
     if (!info.analysis.empty()) {
@@ -204,6 +212,9 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     }
     json["version"] = info.version;
     json["compact"] = info.is_compact;
+    if (info.lacks_compact_flag) {
+        json["compact_flag"] = false;
+    }
     json["id"] = info.id;
     json["name"] = info.name;
     json["analysis"] = info.analysis;

@@ -34,6 +34,7 @@ struct Kc_info {
     std::optional<Kc_file_facts> file;  // missing for a container in memory
     unsigned int version = 0;           // of the tree's records
     bool is_compact = false;
+    bool lacks_compact_flag = false;  // the file does not say that it is compact
     std::uint32_t id = 0;
     std::string name;
     qtTimeDate created;

@@ -1,50 +1,158 @@
 #include "cli/kc/Kc_lock.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
+#include <sstream>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
+#include "zandrel/knowledge/zeManager.h"
+
 #include "cli/errors.h"
+#include "cli/kc/File_attributes.h"
 
 namespace cli {
 
 namespace {
 
-// Where numbers of files mean nothing, the last of these attempts stands.
-constexpr int kMostAttempts = 100;
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
 
-// Whether the name still leads to the open file, and not to one that has taken its place since.
-bool is_file_at(const std::string& path, int descriptor) {
-    struct stat opened = {};
-    struct stat named = {};
-    return ::fstat(descriptor, &opened) == 0 && ::stat(path.c_str(), &named) == 0 &&
-           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+constexpr Seconds kPause(0.05);
+// Its maker is the only one who can open a new lock file, until its rights are given a moment
+// later.
+constexpr double kLongestMoment = 0.5;
+// On a file system whose file numbers mean nothing each attempt finds the file replaced; there the
+// last one counts.
+constexpr int kMostReplaced = 100;
+constexpr mode_t kOwnerOnly = 0600;
+// Users who may write a new container may write its lock file. Nobody may open it only to read it.
+constexpr mode_t kNewLock = 0622;
+
+void pause(CTProgress* progress) {
+    if (progress != nullptr) {
+        zeInterrupts(progress);
+    }
+    std::this_thread::sleep_for(kPause);
 }
 
 }  // namespace
 
-Kc_lock::Kc_lock(const std::string& path) {
-    // A pipe without a writer would block; reading refuses it later.
-    for (int attempt = 1;; ++attempt) {
-        m_descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-        if (m_descriptor < 0) {
-            throw Input_error(path, reason_of_failure());
-        }
-        if (::flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-            ::close(m_descriptor);
-            throw Output_error(path, "another process is changing it");
-        }
-        if (is_file_at(path, m_descriptor) || attempt == kMostAttempts) {
-            return;
-        }
-        ::close(m_descriptor);
-    }
+Kc_lock::Kc_lock(const std::string& path, const Lock_wait& wait)
+    : m_target(path), m_path(m_target.beside(".lock")) {
+    m_target.check_replaceable();
+    lock(wait);
+    m_unfinished.emplace(m_path.c_str());
 }
 
 Kc_lock::~Kc_lock() {
-    ::close(m_descriptor);
+    m_unfinished.reset();  // the next file of this name may be another's
+    // We remove the file before the lock goes, so that a process that has opened it and waits for
+    // the lock finds it removed then.
+    if (is_file_at(m_path, m_file.number())) {
+        ::unlink(m_path.c_str());
+    }
+}
+
+void Kc_lock::lock(const Lock_wait& wait) {
+    const Clock::time_point begin = Clock::now();
+    int replaced = 0;
+    bool has_paused = false;
+    for (State state = try_to_lock(replaced); state != State::kLocked;
+         state = try_to_lock(replaced)) {
+        if (state == State::kReplaced) {
+            ++replaced;
+            continue;
+        }
+        check_waited(state, Seconds(Clock::now() - begin).count(), wait.seconds);
+        if (wait.progress != nullptr && !has_paused) {
+            wait.progress->SetStatus("Waiting for another process");
+        }
+        has_paused = true;
+        pause(wait.progress);
+    }
+}
+
+Kc_lock::State Kc_lock::try_to_lock(int replaced) {
+    // Without O_CREAT, with which Linux may forbid opening another user's file in a shared folder.
+    Descriptor file(::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.is_open() && errno == EACCES) {
+        return State::kForbidden;
+    }
+    if (!file.is_open() && errno == ENOENT) {
+        file = made();
+        if (!file.is_open()) {
+            return State::kReplaced;
+        }
+    }
+    struct stat status = {};
+    if (!file.is_open() || ::fstat(file.number(), &status) != 0) {
+        fail_at_lock_file(reason_of_failure());
+    }
+    if (!S_ISREG(status.st_mode)) {
+        fail_at_lock_file("not a regular file");
+    }
+    if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        return State::kTaken;
+    }
+    // The former holder of the lock may have removed the file since we opened it.
+    if (!is_file_at(m_path, file.number()) && replaced < kMostReplaced) {
+        return State::kReplaced;
+    }
+    m_file = std::move(file);
+    return State::kLocked;
+}
+
+Descriptor Kc_lock::made() const {
+    const bool is_new = !m_target.status();
+    Descriptor file(::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                           is_new ? kNewLock : kOwnerOnly));
+    if (!file.is_open()) {
+        if (errno == ENOENT) {
+            m_target.fail();  // the folder does not exist, so the lock file is not the point
+        }
+        if (errno != EEXIST) {
+            fail_at_lock_file(reason_of_failure());
+        }
+        return file;
+    }
+    try {
+        File_attributes::of(is_new ? m_path : m_target.path()).give_as_lock_to(file.number());
+    } catch (const std::system_error& error) {
+        if (!is_file_at(m_path, file.number())) {
+            return Descriptor();  // another process has locked it and removed it already
+        }
+        ::unlink(m_path.c_str());
+        fail_at_lock_file(error.code().message());
+    }
+    return file;
+}
+
+void Kc_lock::check_waited(State state, double waited, double longest) const {
+    if (state == State::kForbidden) {
+        if (waited >= std::max(longest, kLongestMoment)) {
+            fail_at_lock_file(std::generic_category().message(EACCES));
+        }
+        return;
+    }
+    if (waited < longest) {
+        return;
+    }
+    if (longest > 0.0) {
+        std::ostringstream seconds;
+        seconds << longest;
+        m_target.fail("another process is still changing it after " + seconds.str() + " seconds");
+    }
+    m_target.fail("another process is changing it; --wait SECONDS waits for it");
+}
+
+void Kc_lock::fail_at_lock_file(const std::string& reason) const {
+    m_target.fail("its lock file " + m_path + ": " + reason);
 }
 
 }  // namespace cli

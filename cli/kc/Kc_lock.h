@@ -2,27 +2,62 @@
 #ifndef ZANDREL_CLI_KC_KC_LOCK_H_
 #define ZANDREL_CLI_KC_KC_LOCK_H_
 
+#include <optional>
 #include <string>
+
+#include "zandrel/foundation/CTProgress.h"
+
+#include "cli/kc/Descriptor.h"
+#include "cli/kc/Target_file.h"
+#include "cli/model/ending_signals.h"
 
 namespace cli {
 
-// Held from before a container is read to behind its replacement: of two processes that read,
-// change and write the same file at once, the first to write would lose what it has learned. It is
-// asked for by those who change containers alone; reading one needs none, since a file is replaced
-// whole.
+// How long to wait for another process.
+struct Lock_wait {
+    double seconds = 0.0;            // 0: not at all
+    CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
+};
+
+// It lives from before a container is read until after its replacement. Otherwise, of two processes
+// that read, change and write the same file at once, the first to write would lose what it has
+// learned. Only those who change containers need a lock. Reading needs none, since a file is
+// replaced whole.
 //
-// The lock is one of the system's on the open file, so it goes with the process, whatever its end.
+// The lock is a lock of the system (flock) on an empty file beside the container, named
+// ".NAME.lock". Only those who may write the container can open that file, so a reader cannot stop
+// others from learning. The holder removes it before it lets go. A process that is killed leaves
+// the file behind, but not the lock: the next one takes the file over.
 class Kc_lock {
 public:
-    // RAISES: Input_error for a file that cannot be opened, Output_error if another process has the
-    // lock. A file system without locks gives none, and that is no error.
-    explicit Kc_lock(const std::string& path);
+    // The container need not exist.
+    // RAISES: Output_error if another process has the lock all the time, if the lock file cannot be
+    // made, and what Target_file::check_replaceable raises; qtX<zeWorkflow> 2 for an interruption.
+    // A file system without locks gives none, and that is no error.
+    explicit Kc_lock(const std::string& path, const Lock_wait& wait = {});
     Kc_lock(const Kc_lock&) = delete;
     Kc_lock& operator=(const Kc_lock&) = delete;
     ~Kc_lock();
 
 private:
-    int m_descriptor = -1;
+    enum class State { kLocked, kReplaced, kTaken, kForbidden };
+
+    // RAISES: Output_error; qtX<zeWorkflow> 2.
+    void lock(const Lock_wait& wait);
+    // `replaced`: how many attempts have ended so.
+    // RAISES: Output_error.
+    State try_to_lock(int replaced);
+    // A new lock file; no file if there is one already.
+    // RAISES: Output_error.
+    Descriptor made() const;
+    // RAISES: Output_error if it is time to give up.
+    void check_waited(State state, double waited, double longest) const;
+    [[noreturn]] void fail_at_lock_file(const std::string& reason) const;
+
+    Target_file m_target;
+    std::string m_path;  // of the lock file
+    Descriptor m_file;
+    std::optional<Unfinished_file> m_unfinished;  // once it is locked
 };
 
 }  // namespace cli

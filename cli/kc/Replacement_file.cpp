@@ -1,12 +1,15 @@
 #include "cli/kc/Replacement_file.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <random>
+#include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include "cli/errors.h"
 
@@ -16,106 +19,161 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// More links than any sound path has; Linux stops there too.
-constexpr int kMostLinks = 40;
-// Leaves room in a name of 255 bytes for what is put around it.
-constexpr std::size_t kLongestStem = 240;
-constexpr mode_t kAllPermissions = 07777;
+constexpr std::string_view kLetters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+constexpr std::string_view kBeforeLetters = ".tmp-";
+constexpr std::size_t kLetterCount = 6;
+// By then something else is wrong than a name that is taken.
+constexpr int kMostAttempts = 1000;
+constexpr mode_t kOwnerOnly = 0600;
+constexpr mode_t kNewFile = 0666;
 
-// Where the path leads. The end of it may be missing, so the library's resolvers do not serve: they
-// take a link to nothing for a name.
-// RAISES: Output_error for a circle.
-std::string without_links(const std::string& name) {
-    fs::path path = name;
-    for (int i = 0; i < kMostLinks; ++i) {
-        std::error_code error;
-        const fs::path target = fs::read_symlink(path, error);
-        if (error) {
-            return path.string();
-        }
-        path = path.parent_path() / target;
+std::string ending_of_name() {
+    std::random_device random;
+    std::uniform_int_distribution<std::size_t> any(0, kLetters.size() - 1);
+    std::string ending(kBeforeLetters);
+    for (std::size_t i = 0; i < kLetterCount; ++i) {
+        ending += kLetters[any(random)];
     }
-    throw Output_error(name, std::generic_category().message(ELOOP));
+    return ending;
 }
 
-std::string folder_of(const std::string& path) {
-    const std::string folder = fs::path(path).parent_path().string();
-    return folder.empty() ? "." : folder;
+bool is_name_of_ours(const std::string& name, const std::string& start) {
+    return name.size() == start.size() + kLetterCount && name.starts_with(start) &&
+           name.find_first_not_of(kLetters, start.size()) == std::string::npos;
 }
 
-mode_t permissions_of_new_files() {
-    const mode_t masked = ::umask(0);
-    ::umask(masked);
-    return static_cast<mode_t>(0666U & ~masked);
-}
-
-// RAISES: Output_error for what is no regular file, or one that may not be written.
-mode_t permissions_for(const std::string& name, const std::string& target) {
+// Removes a regular file that no living process has locked. Whatever else it is stays, and so does
+// what this process may not open.
+void remove_if_left_behind(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status = {};
-    if (::stat(target.c_str(), &status) != 0) {
-        return permissions_of_new_files();
+    if (file.is_open() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
+        ::flock(file.number(), LOCK_EX | LOCK_NB) == 0 && is_file_at(path, file.number())) {
+        ::unlink(path.c_str());
     }
-    if (!S_ISREG(status.st_mode)) {
-        throw Output_error(name, S_ISDIR(status.st_mode) ? std::generic_category().message(EISDIR)
-                                                         : "not a regular file");
+}
+
+void remove_files_left_behind(const Target_file& target) {
+    const fs::path begin = target.beside(kBeforeLetters);
+    const std::string start = begin.filename().string();
+    std::error_code ignored;  // of a folder that may be written but not be read
+    for (fs::directory_iterator entry(target.folder(), ignored), end; !ignored && entry != end;
+         entry.increment(ignored)) {
+        if (is_name_of_ours(entry->path().filename().string(), start)) {
+            remove_if_left_behind(entry->path().string());
+        }
     }
-    // A rename asks the folder alone; whoever took the right to write away meant the file.
-    if (::access(target.c_str(), W_OK) != 0) {
-        throw Output_error(name, reason_of_failure());
-    }
-    return status.st_mode & kAllPermissions;
 }
 
 // The name of a file stays when a crash comes right after the rename.
-void bring_to_disk(const std::string& folder) {
-    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        // Some file systems know no such thing; the file itself is whole on all of them.
-        ::fsync(descriptor);
-        ::close(descriptor);
+// RAISES: Output_error.
+void bring_to_disk(const Target_file& target) {
+    const Descriptor folder(::open(target.folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.is_open()) {
+        return;  // a folder that may be written but not be read
+    }
+    // Some file systems cannot do this with a folder.
+    if (::fsync(folder.number()) != 0 && errno != EINVAL && errno != ENOTSUP) {
+        target.fail();
     }
 }
 
 }  // namespace
 
-Replacement_file::Replacement_file(const std::string& path)
-    : m_name(path), m_target(without_links(path)) {
-    if (m_target.empty()) {
-        throw Output_error(m_name, std::generic_category().message(ENOENT));
-    }
-    const mode_t permissions = permissions_for(m_name, m_target);
-    const std::string stem = fs::path(m_target).filename().string().substr(0, kLongestStem);
-    std::string made = folder_of(m_target) + "/." + stem + ".XXXXXX";
-    m_descriptor = ::mkostemp(made.data(), O_CLOEXEC);
-    if (m_descriptor < 0) {
-        fail();
-    }
-    m_path = made;
-    if (::fchmod(m_descriptor, permissions) != 0) {
-        const std::string reason = reason_of_failure();
-        ::unlink(m_path.c_str());
-        ::close(m_descriptor);
-        throw Output_error(m_name, reason);
-    }
+Replacement_file::Replacement_file(Target_file target) : m_target(std::move(target)) {}
+
+// The destructor runs if this raises, since the constructor that it calls has made a whole object.
+Replacement_file::Replacement_file(const std::string& path) : Replacement_file(Target_file(path)) {
+    m_target.check_replaceable();
+    remove_files_left_behind(m_target);
+    make();
 }
 
 Replacement_file::~Replacement_file() {
-    if (!m_path.empty()) {
+    if (m_file.is_open() && !m_path.empty()) {
         ::unlink(m_path.c_str());
     }
-    ::close(m_descriptor);
+}
+
+void Replacement_file::try_out(const std::string& path) {
+    Replacement_file tried(path);
+    tried.take_over_attributes();
+}
+
+void Replacement_file::make() {
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        m_unfinished.reset();
+        m_path = m_target.beside(ending_of_name());
+        m_unfinished.emplace(m_path.c_str());
+        if (try_to_make()) {
+            return;
+        }
+    }
+    m_target.fail(std::generic_category().message(EEXIST));
+}
+
+bool Replacement_file::try_to_make() {
+    // Without an old file there is nobody who must not read or write the new one before its
+    // attributes are those that it will have.
+    const bool is_new = !m_target.status();
+    Descriptor file(::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC,
+                           is_new ? kNewFile : kOwnerOnly));
+    if (!file.is_open()) {
+        if (errno == EEXIST) {
+            return false;
+        }
+        m_target.fail();
+    }
+    // Between the two calls another process may have taken the file for one that was left behind.
+    const bool is_taken = ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (is_taken || !is_file_at(m_path, file.number())) {
+        return false;
+    }
+    m_file = std::move(file);
+    keep_attributes(is_new);
+    return true;
+}
+
+// RAISES: Output_error.
+void Replacement_file::keep_attributes(bool is_new) {
+    try {
+        m_attributes = File_attributes::of(is_new ? m_path : m_target.path());
+    } catch (const std::system_error& error) {
+        m_target.fail(error.code().message());
+    }
+    if (::fchmod(m_file.number(), kOwnerOnly) != 0) {
+        m_target.fail();
+    }
+}
+
+// RAISES: Output_error.
+void Replacement_file::take_over_attributes() {
+    try {
+        const File_attributes attributes =
+            m_target.status() ? File_attributes::of(m_target.path()) : m_attributes;
+        attributes.give_to(m_file.number());
+    } catch (const std::system_error& error) {
+        m_target.fail(error.code().message());
+    }
 }
 
 void Replacement_file::take_place() {
-    if (::fsync(m_descriptor) != 0 || ::rename(m_path.c_str(), m_target.c_str()) != 0) {
-        fail();
+    take_over_attributes();
+    if (::fsync(m_file.number()) != 0) {
+        m_target.fail();
     }
-    m_path.clear();
-    bring_to_disk(folder_of(m_target));
-}
-
-void Replacement_file::fail() const {
-    throw Output_error(m_name, reason_of_failure());
+    {
+        // A signal must not find a change that is not noted.
+        const Held_back_signals held_back;
+        if (::rename(m_path.c_str(), m_target.path().c_str()) != 0) {
+            m_target.fail();
+        }
+        note_change(m_target.name());
+        m_unfinished.reset();
+        m_path.clear();
+    }
+    bring_to_disk(m_target);
 }
 
 }  // namespace cli

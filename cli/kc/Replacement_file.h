@@ -2,42 +2,64 @@
 #ifndef ZANDREL_CLI_KC_REPLACEMENT_FILE_H_
 #define ZANDREL_CLI_KC_REPLACEMENT_FILE_H_
 
+#include <optional>
 #include <string>
+
+#include "cli/kc/Descriptor.h"
+#include "cli/kc/File_attributes.h"
+#include "cli/kc/Target_file.h"
+#include "cli/model/ending_signals.h"
 
 namespace cli {
 
 // A file beside the one to be replaced, in the same folder, so that a rename can put it there at
 // once: whoever opens the file finds the old one or the new one, and a failure leaves the old one.
-// It is gone with the object, unless it has taken the place.
+// It is removed with the object, and by a signal that ends the process, unless it has taken the
+// place.
 //
-// A symbolic link is followed: what it points at is replaced. The new file has the permissions of
-// the old one, or those that new files have, and belongs to the user who writes it.
+// A symbolic link is followed: what it points at is replaced. Other hard links keep the old file.
+// The new file has the attributes of the old one (File_attributes::give_to), or those that the
+// system gives to new files. Until then only its owner can open it.
 //
-// A process that is killed leaves its file behind, named ".NAME.XXXXXX".
+// Its name is ".NAME.tmp-" and six letters. A process that is killed leaves it behind; the next
+// replacement of the same file removes it. The writer has it locked, so that the file of a living
+// process is never removed.
 class Replacement_file {
 public:
     // Makes the new file, empty. `path` need not exist.
-    // RAISES: Output_error, also for what is no regular file, such as a folder or a device, and for
-    // a file that may not be written.
+    // RAISES: Output_error; what Target_file::check_replaceable raises.
     explicit Replacement_file(const std::string& path);
     Replacement_file(const Replacement_file&) = delete;
     Replacement_file& operator=(const Replacement_file&) = delete;
     ~Replacement_file();
 
+    // Does all but writing and taking the place, so that what would fail then fails now.
+    // RAISES: Output_error.
+    static void try_out(const std::string& path);
+
     // Where to write.
     const std::string& path() const { return m_path; }
 
-    // Brings what was written to the disk and puts the file into its place.
-    // RAISES: Output_error.
+    // Brings what was written to the disk and puts the file into its place, which is noted as a
+    // change (note_change).
+    // RAISES: Output_error. After a note of the change the file has taken its place, but a crash of
+    // the system may bring the old one back.
     void take_place();
 
 private:
-    [[noreturn]] void fail() const;
+    explicit Replacement_file(Target_file target);
 
-    std::string m_name;    // as the caller gave it, for messages
-    std::string m_target;  // the same with links followed
-    std::string m_path;    // of the new file; empty: it has taken its place
-    int m_descriptor = -1;
+    void make();
+    // Returns whether a file with the name of `m_path` has been made and locked.
+    bool try_to_make();
+    void keep_attributes(bool is_new);
+    void take_over_attributes();
+
+    Target_file m_target;
+    std::string m_path;  // of the new file; empty: it has taken its place
+    std::optional<Unfinished_file> m_unfinished;
+    File_attributes m_attributes;  // for the case that there is no old file at the end
+    Descriptor m_file;             // the new one, locked
 };
 
 }  // namespace cli

@@ -1,34 +1,76 @@
 #include "cli/model/Interruption.h"
 
+#include <cstddef>
+#include <ctime>
+#include <exception>
+
 namespace cli {
 
 namespace {
 
-volatile std::sig_atomic_t s_is_requested = 0;
+constexpr long kNanosecondsOfOneRequest = 100'000'000;
 
-extern "C" void note_interruption(int /*signal*/) {
-    s_is_requested = 1;
+volatile std::sig_atomic_t s_signal = 0;
+volatile std::sig_atomic_t s_is_seen = 0;
+// Written by the first signal and read by further ones, which are blocked meanwhile.
+struct timespec s_first = {};
+
+struct timespec now() {
+    struct timespec moment = {};
+    clock_gettime(CLOCK_MONOTONIC, &moment);
+    return moment;
+}
+
+bool is_soon_after(const struct timespec& first, const struct timespec& second) {
+    constexpr long kNanosecondsOfSecond = 1'000'000'000;
+    return (second.tv_sec - first.tv_sec) * kNanosecondsOfSecond + second.tv_nsec - first.tv_nsec <
+           kNanosecondsOfOneRequest;
+}
+
+extern "C" void note_interruption(int signal) {
+    if (s_signal == 0) {
+        s_first = now();
+        s_signal = signal;
+    } else if (!is_soon_after(s_first, now())) {
+        end_by_signal(signal);
+    }
 }
 
 }  // namespace
 
 Interruption::Interruption() {
-    s_is_requested = 0;
-    sigaction(SIGINT, nullptr, &m_before);
-    if (m_before.sa_handler != SIG_IGN) {
-        struct sigaction noted = {};
-        noted.sa_handler = note_interruption;
-        noted.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
-        sigaction(SIGINT, &noted, nullptr);
+    s_signal = 0;
+    s_is_seen = 0;
+    struct sigaction noted = {};
+    noted.sa_handler = note_interruption;
+    noted.sa_flags = SA_RESTART;
+    sigemptyset(&noted.sa_mask);
+    for (const int signal : kEndingSignals) {
+        sigaddset(&noted.sa_mask, signal);
+    }
+    for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+        sigaction(kEndingSignals.at(i), nullptr, &m_before.at(i));
+        if (m_before.at(i).sa_handler != SIG_IGN) {
+            sigaction(kEndingSignals.at(i), &noted, nullptr);
+        }
     }
 }
 
 Interruption::~Interruption() {
-    sigaction(SIGINT, &m_before, nullptr);
+    for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+        sigaction(kEndingSignals.at(i), &m_before.at(i), nullptr);
+    }
+    if (s_signal != 0 && s_is_seen == 0 && std::uncaught_exceptions() == 0 &&
+        change_message().empty()) {
+        end_by_signal(s_signal);
+    }
 }
 
-bool Interruption::is_requested() {
-    return s_is_requested != 0;
+int Interruption::signal() {
+    if (s_signal != 0) {
+        s_is_seen = 1;
+    }
+    return s_signal;
 }
 
 }  // namespace cli

@@ -1,14 +1,21 @@
-// Interruption: Ctrl-C as a wish that long work asks for.
+// Interruption: turns Ctrl-C and its kin into a request that long work polls.
 #ifndef ZANDREL_CLI_MODEL_INTERRUPTION_H_
 #define ZANDREL_CLI_MODEL_INTERRUPTION_H_
 
+#include <array>
 #include <csignal>
+
+#include "cli/model/ending_signals.h"
 
 namespace cli {
 
-// As long as one lives, the first SIGINT is noted and no more; the second ends the process, in case
-// the work does not come to ask. A SIGINT that the process was started to ignore stays ignored.
-// One at a time.
+// While one lives, the first ending signal is only noted. A second one ends the process, in case
+// the work does not poll. Signals within a tenth of a second of the first count as one: `timeout`,
+// a terminal that closes and service managers send two in a row. A signal that the process was
+// started to ignore stays ignored.
+//
+// A request that nobody has seen by the end ends the process then, unless there is an error to
+// report or a change has been made, whose report comes next. One at a time.
 class Interruption {
 public:
     Interruption();
@@ -16,11 +23,14 @@ public:
     Interruption& operator=(const Interruption&) = delete;
     ~Interruption();
 
-    // Whether there was a SIGINT since the last one was made.
-    static bool is_requested();
+    // Returns whether there was an ending signal since the last Interruption was made.
+    static bool is_requested() { return signal() != 0; }
+
+    // Returns the first such signal; 0: there was none.
+    static int signal();
 
 private:
-    struct sigaction m_before = {};
+    std::array<struct sigaction, kEndingSignals.size()> m_before = {};
 };
 
 }  // namespace cli

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -18,6 +17,7 @@
 #include "cli/kc/Kept_choices.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Stored_model.h"
+#include "cli/kc/Target_file.h"
 #include "cli/model/Text_model.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
@@ -34,14 +34,33 @@ struct Data_file {
     Texts texts;
 };
 
-// Raises if the file cannot be written, before work is done in vain.
-void try_target(const std::string& path) {
-    const Replacement_file tried(path);
+// Refuses to overwrite what a slip of the command line names, such as a data file in place of KC.
+// RAISES: Data_error, Usage_error; Output_error, Input_error.
+void check_overwriting(const Training_options& options) {
+    const Target_file target(options.kc_file);
+    target.check_replaceable();
+    if (!target.status()) {
+        return;
+    }
+    if (!begins_as_kc(options.kc_file)) {
+        throw Data_error(options.kc_file,
+                         "this is no knowledge container, and train replaces no other file");
+    }
+    if (!options.replaces) {
+        throw Usage_error(options.kc_file +
+                          " is a knowledge container already; --replace replaces it");
+    }
 }
 
-bool exists(const std::string& path) {
-    std::error_code unknown;
-    return std::filesystem::exists(path, unknown);
+// Read with --skip-bad, the bytes of a container might pass for texts.
+// RAISES: Usage_error.
+void check_data_files(const std::string& kc_file, const std::vector<std::string>& data_files) {
+    for (const std::string& data_file : data_files) {
+        std::error_code ignored;  // of a file that is not there
+        if (std::filesystem::equivalent(kc_file, data_file, ignored)) {
+            throw Usage_error(data_file + " is the knowledge container, and no data file");
+        }
+    }
 }
 
 void check_interrupt(CTProgress* progress) {
@@ -118,12 +137,11 @@ void warn_of_scaling(const Learning_options& options, const Text_model& model) {
 
 Training_summary train_kc(const Training_options& options) {
     Training_summary summary;
-    try_target(options.kc_file);
-    std::optional<Kc_lock> lock;
-    if (exists(options.kc_file)) {
-        // Whoever is changing the old container would otherwise put it back over the new one.
-        lock.emplace(options.kc_file);
-    }
+    check_overwriting(options);
+    check_data_files(options.kc_file, options.data_files);
+    const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
+    check_overwriting(options);  // another process may have made one while we waited
+    Replacement_file::try_out(options.kc_file);
     std::vector<Data_file> files =
         read_data(options.data_files, options.skips_bad_lines, summary.skipped);
     const Texts texts = joined(files);
@@ -132,6 +150,8 @@ Training_summary train_kc(const Training_options& options) {
     model.train(texts, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
+    check_overwriting(
+        options);  // training takes long enough for somebody to put another file there
     write_model(options.kc_file, model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels;
@@ -140,11 +160,13 @@ Training_summary train_kc(const Training_options& options) {
 
 Training_summary learn_into_kc(const Learning_options& options) {
     Training_summary summary;
-    const Kc_lock lock(options.kc_file);
+    check_readable(options.kc_file);
+    check_data_files(options.kc_file, options.data_files);
+    const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
     const std::unique_ptr<Text_model> model =
         read_model(options.kc_file, options.analysis, options.progress);
     check_can_learn(options.kc_file, *model);
-    try_target(options.kc_file);
+    Replacement_file::try_out(options.kc_file);
     std::vector<Data_file> files =
         read_data(options.data_files, options.skips_bad_lines, summary.skipped);
     const std::size_t labels_before = model->labels().size();

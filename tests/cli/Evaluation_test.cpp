@@ -254,7 +254,11 @@ TEST_F(EvaluationTest, TeachesAStoredModelInMemoryAlone) {
     m_options.kc_file = kc;
     const double first = evaluate(m_options).learning.back().accuracy;
     const double again = evaluate(m_options).learning.front().accuracy;
-    train_kc({kc, {m_options.train_file}, m_options.model, true});
+    train_kc({.kc_file = kc,
+              .data_files = {m_options.train_file},
+              .model = m_options.model,
+              .compact = true,
+              .replaces = true});
     EXPECT_THROW(evaluate(m_options), Data_error);
 
     EXPECT_EQ(first, 1.0);

@@ -1,6 +1,9 @@
 #include "cli/kc/Kc_edit.h"
 
+#include <chrono>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +13,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_lock.h"
 #include "cli/model/Text_model.h"
 #include "tests/cli/scratch_folder.h"
 
@@ -46,6 +50,31 @@ TEST_F(KcEditTest, NamesTheFileOfATreeThatIsFoundUnsound) {
     } catch (const cli::Data_error& error) {
         EXPECT_THAT(error.what(), StartsWith(path + ": "));
     }
+}
+
+TEST_F(KcEditTest, WaitsForAnotherChange) {
+    std::optional<cli::Kc_lock> other(path);
+    const auto edit = [this](double seconds) {
+        cli::edit_kc(path, {seconds, nullptr}, [](qtPtrLight<zeManager>& manager) {
+            manager->m_config.set_optional("color", "green");
+            return true;
+        });
+    };
+    EXPECT_THROW(edit(0), cli::Output_error);
+    EXPECT_THROW(edit(0.1), cli::Output_error);
+    std::thread end([&other] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        other.reset();
+    });
+    edit(60);
+    end.join();
+    EXPECT_EQ(cli::read_kc(path, nullptr)->m_config.get_optional("color")->str(), "green");
+}
+
+TEST_F(KcEditTest, MissingFileIsAnErrorOfReading) {
+    EXPECT_THROW(cli::edit_kc(folder.file("missing.kc"), {},
+                              [](qtPtrLight<zeManager>& /*manager*/) { return true; }),
+                 cli::Input_error);
 }
 
 }  // namespace

@@ -172,6 +172,9 @@ TEST(KcFileTest, RaisesWhatCannotBeOpened) {
               "cannot read " + folder.file("a.kc") + ": No such file or directory");
     EXPECT_EQ(error_of_reading<Input_error>(folder.path()),
               "cannot read " + folder.path() + ": Is a directory");
+    const std::string below_a_file = folder.write("a.kc", "") + "/b.kc";
+    EXPECT_EQ(error_of_reading<Input_error>(below_a_file),
+              "cannot read " + below_a_file + ": Not a directory");
 }
 
 TEST(KcFileTest, RaisesWhatIsNoContainer) {
@@ -181,6 +184,26 @@ TEST(KcFileTest, RaisesWhatIsNoContainer) {
     EXPECT_EQ(error_of_reading<Data_error>(path), path + ": Not a kc file");
     folder.write("a.kc", "");
     EXPECT_THAT(error_of_reading<Data_error>(path), StartsWith(path + ": "));
+}
+
+TEST(KcFileTest, KnowsAContainerByItsFirstBytes) {
+    const Scratch_folder folder;
+    const std::string path = folder.file("a.kc");
+    write_kc(path, *trained(), false, nullptr);
+    EXPECT_TRUE(begins_as_kc(path));
+    write_kc(path, *trained(), true, nullptr);
+    EXPECT_TRUE(begins_as_kc(path));
+
+    // The magic of a package, and then the id of a container.
+    const std::string start = "\x4A\x5B\x6C\x84\x27\x8F\x9D\x40";
+    EXPECT_TRUE(begins_as_kc(folder.write("a.kc", start + "damaged")));
+    EXPECT_TRUE(begins_as_kc(folder.write("a.kc", start)));
+    EXPECT_FALSE(begins_as_kc(folder.write("a.kc", start.substr(0, 7))));
+    EXPECT_FALSE(begins_as_kc(folder.write("a.kc", "")));
+    EXPECT_FALSE(begins_as_kc(folder.write("a.kc", "sport\tgoal match\n")));
+    EXPECT_FALSE(begins_as_kc(folder.write("a.kc", "\x4A\x5B\x6C\x84\x27\x8F\x9D\x41")));
+    EXPECT_THROW(begins_as_kc(folder.path()), Input_error);
+    EXPECT_THROW(begins_as_kc(folder.file("missing.kc")), Input_error);
 }
 
 // Whatever the library finds, it is told of this file and as its fault.

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/small_kc.h"
+#include "tests/support/answers_of_kc.h"
 
 namespace cli {
 
@@ -70,6 +71,39 @@ TEST(KcInfoTest, CompactContainerHasFeaturesAndNoConcepts) {
     EXPECT_EQ(info.classifiers[0].messages, 4);
     EXPECT_EQ(info.classifiers[0].features, kc_info(whole.Manager()).classifiers[0].features);
     EXPECT_GT(info.classifiers[0].features, 0U);
+}
+
+TEST(KcInfoTest, CompactContainerWithoutItsFlagIsShownAsSuch) {
+    Kc_items items(answering_kc(true));
+    items.flags = 0;
+    zeManager manager;
+    read_kc(manager, items.file());
+
+    const Kc_info info = kc_info(manager);
+    std::ostringstream out;
+    print_kc_info(info, out);
+
+    EXPECT_TRUE(info.is_compact);
+    EXPECT_NE(out.str().find("\n  compact             yes (the file does not say so)\n"),
+              std::string::npos);
+    EXPECT_EQ(kc_info_json(info)["compact_flag"], false);
+}
+
+TEST(KcInfoTest, CompactContainerWithItsFlagAndFullContainerAreShownPlainly) {
+    for (const bool is_compact : {true, false}) {
+        zeManager manager;
+        read_kc(manager, answering_kc(is_compact));
+
+        const Kc_info info = kc_info(manager);
+        std::ostringstream out;
+        print_kc_info(info, out);
+
+        EXPECT_EQ(info.is_compact, is_compact);
+        EXPECT_NE(out.str().find(is_compact ? "\n  compact             yes\n"
+                                            : "\n  compact             no\n"),
+                  std::string::npos);
+        EXPECT_FALSE(kc_info_json(info).contains("compact_flag"));
+    }
 }
 
 TEST(KcInfoTest, TellsIdentityAndFreeSettings) {

@@ -118,45 +118,6 @@ TEST(ProgressBarLifeTest, WithoutATerminalItAsksForInterruptionsAlone) {
     EXPECT_TRUE(bar.IsInterrupted());
 }
 
-TEST(InterruptionTest, NotesTheFirstSignalAndGivesTheSecondItsOldEffect) {
-    const Interruption interruption;
-    std::raise(SIGINT);
-    EXPECT_TRUE(Interruption::is_requested());
-
-    struct sigaction now = {};
-    sigaction(SIGINT, nullptr, &now);
-    EXPECT_EQ(now.sa_handler, SIG_DFL);
-}
-
-TEST(InterruptionTest, PutsTheHandlerBackAndForgetsWhenMadeAnew) {
-    struct sigaction before = {};
-    sigaction(SIGINT, nullptr, &before);
-    {
-        const Interruption interruption;
-        std::raise(SIGINT);
-    }
-    struct sigaction after = {};
-    sigaction(SIGINT, nullptr, &after);
-    EXPECT_EQ(after.sa_handler, before.sa_handler);
-    EXPECT_TRUE(Interruption::is_requested());
-
-    const Interruption another;
-    EXPECT_FALSE(Interruption::is_requested());
-}
-
-TEST(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
-    struct sigaction before = {};
-    struct sigaction ignored = {};
-    ignored.sa_handler = SIG_IGN;
-    sigaction(SIGINT, &ignored, &before);
-    {
-        const Interruption interruption;
-        std::raise(SIGINT);
-        EXPECT_FALSE(Interruption::is_requested());
-    }
-    sigaction(SIGINT, &before, nullptr);
-}
-
 }  // namespace
 
 }  // namespace cli

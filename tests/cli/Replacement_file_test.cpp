@@ -1,15 +1,19 @@
 #include "cli/kc/Replacement_file.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cli/errors.h"
+#include "tests/cli/file_facts.h"
 #include "tests/cli/scratch_folder.h"
 
 namespace cli {
@@ -17,7 +21,10 @@ namespace cli {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
+using testing::Not;
 
 namespace fs = std::filesystem;
 
@@ -41,10 +48,14 @@ std::string error_of(const std::string& path) {
     return "";
 }
 
-mode_t permissions_of(const std::string& path) {
-    struct stat status = {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0);
-    return status.st_mode & 07777U;
+// Makes one in a process that is killed at once.
+void leave_file_behind(const std::string& path) {
+    const pid_t process = ::fork();
+    if (process == 0) {
+        const Replacement_file file(path);
+        ::kill(::getpid(), SIGKILL);
+    }
+    ::waitpid(process, nullptr, 0);
 }
 
 TEST(ReplacementFileTest, TakesThePlaceOfTheOldFile) {
@@ -73,7 +84,9 @@ TEST(ReplacementFileTest, StandsBesideTheOldFileUntilThen) {
         const Replacement_file file(path);
         write(file, "new");
 
-        EXPECT_THAT(folder.names(), ElementsAre(MatchesRegex("\\.a\\.kc\\......."), "a.kc"));
+        EXPECT_THAT(folder.names(),
+                    ElementsAre(MatchesRegex("\\.a\\.kc\\.tmp-[a-zA-Z0-9]*"), "a.kc"));
+        EXPECT_EQ(file.path().size(), path.size() + std::string("..tmp-XXXXXX").size());
         EXPECT_EQ(folder.content("a.kc"), "old");
     }
     EXPECT_EQ(folder.content("a.kc"), "old");
@@ -89,6 +102,140 @@ TEST(ReplacementFileTest, KeepsThePermissionsOfTheOldFile) {
         replace(path, "new");
         EXPECT_EQ(permissions_of(path), mode);
     }
+}
+
+TEST(ReplacementFileTest, OnlyItsOwnerCanOpenItUntilThen) {
+    const Scratch_folder folder;
+    const mode_t before = ::umask(0);
+    for (const std::string& path : {folder.write("old.kc", "old"), folder.file("new.kc")}) {
+        Replacement_file file(path);
+        EXPECT_EQ(permissions_of(file.path()), 0600U) << path;
+        file.take_place();
+        EXPECT_EQ(permissions_of(path), 0666U) << path;
+    }
+    ::umask(before);
+}
+
+TEST(ReplacementFileTest, KeepsTheAttributesOfTheOldFile) {
+    const Scratch_folder folder;
+    const std::string path = folder.write("a.kc", "old");
+    ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
+    set_attribute(path, "user.note", "from the sales team");
+    set_attribute(path, kAccessListAttribute, access_list_with_user_7());
+    const std::string note = attribute_of(path, "user.note");
+    const std::string access_list = attribute_of(path, kAccessListAttribute);
+
+    replace(path, "new");
+
+    EXPECT_EQ(attribute_of(path, "user.note"), note);
+    EXPECT_EQ(attribute_of(path, kAccessListAttribute), access_list);
+}
+
+TEST(ReplacementFileTest, HasTheAccessListThatTheFolderGivesToNewFiles) {
+    const Scratch_folder folder;
+    set_attribute(folder.path(), "system.posix_acl_default", access_list_with_user_7());
+    folder.write("plain", "");
+
+    replace(folder.file("a.kc"), "new");
+
+    EXPECT_EQ(attribute_of(folder.file("a.kc"), kAccessListAttribute),
+              attribute_of(folder.file("plain"), kAccessListAttribute));
+    EXPECT_EQ(permissions_of(folder.file("a.kc")), permissions_of(folder.file("plain")));
+}
+
+TEST(ReplacementFileTest, SeparatesHardLinks) {
+    const Scratch_folder folder;
+    const std::string path = folder.write("a.kc", "old");
+    fs::create_hard_link(path, folder.file("b.kc"));
+
+    replace(path, "new");
+
+    EXPECT_EQ(folder.content("a.kc"), "new");
+    EXPECT_EQ(folder.content("b.kc"), "old");
+}
+
+TEST(ReplacementFileTest, RemovesWhatADeadProcessLeft) {
+    const Scratch_folder folder;
+    const std::string path = folder.write("a.kc", "old");
+    leave_file_behind(path);
+    leave_file_behind(folder.file("b.kc"));
+    ASSERT_EQ(folder.names().size(), 3U);
+
+    replace(path, "new");
+
+    EXPECT_THAT(folder.names(), ElementsAre(MatchesRegex("\\.b\\.kc\\.tmp-[a-zA-Z0-9]*"), "a.kc"));
+}
+
+TEST(ReplacementFileTest, LeavesTheFileOfALivingProcess) {
+    const Scratch_folder folder;
+    Replacement_file first(folder.file("a.kc"));
+    write(first, "first");
+    Replacement_file second(folder.file("a.kc"));
+    write(second, "second");
+
+    EXPECT_TRUE(fs::exists(first.path()));
+    first.take_place();
+    EXPECT_EQ(folder.content("a.kc"), "first");
+    second.take_place();
+    EXPECT_EQ(folder.content("a.kc"), "second");
+}
+
+TEST(ReplacementFileTest, LeavesWhatOnlyLooksAlike) {
+    const Scratch_folder folder;
+    fs::create_directory(folder.file(".a.kc.tmp-folder"));
+    fs::create_symlink("missing", folder.file(".a.kc.tmp-linked"));
+    ASSERT_EQ(::mkfifo(folder.file(".a.kc.tmp-ofpipe").c_str(), 0600), 0);
+    for (const char* const name : {".a.kc.tmp-short", ".a.kc.tmp-toolong", ".a.kc.tmp-dots..",
+                                   ".a.kc.backup", "a.kc.tmp-abcdef"}) {
+        folder.write(name, "");
+    }
+    const std::vector<std::string> before = folder.names();
+    replace(folder.file("a.kc"), "new");
+
+    EXPECT_EQ(folder.names().size(), before.size() + 1);
+    EXPECT_THAT(folder.names(), IsSupersetOf(before));
+}
+
+TEST(ReplacementFileTest, SignalRemovesIt) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::string path = testing::TempDir() + "zandrel_signal_removes_it";
+    fs::create_directory(path);
+    const auto end_while_writing = [&path] {
+        prepare_for_signals();
+        Replacement_file file(path + "/a.kc");
+        write(file, "new");
+        std::raise(SIGTERM);
+    };
+    EXPECT_EXIT(end_while_writing(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_TRUE(fs::is_empty(path));
+    fs::remove_all(path);
+}
+
+TEST(ReplacementFileTest, TakingThePlaceIsNotedAsAChange) {
+    const Scratch_folder folder;
+    const std::string path = folder.file("a.kc");
+    Replacement_file file(path);
+    EXPECT_THAT(std::string(change_message()), Not(HasSubstr(path)));
+    file.take_place();
+    EXPECT_THAT(std::string(change_message()), HasSubstr(path));
+}
+
+TEST(ReplacementFileTest, TryingOutLeavesNothing) {
+    const Scratch_folder folder;
+    const std::string path = folder.write("a.kc", "old");
+
+    Replacement_file::try_out(path);
+    Replacement_file::try_out(folder.file("b.kc"));
+
+    EXPECT_EQ(folder.content("a.kc"), "old");
+    EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
+    EXPECT_THROW(Replacement_file::try_out(folder.path()), Output_error);
+}
+
+TEST(ReplacementFileTest, RefusesAFileThatCannotBeLookedAt) {
+    const Scratch_folder folder;
+    const std::string path = folder.write("a.kc", "") + "/b.kc";
+    EXPECT_EQ(error_of(path), "cannot write " + path + ": Not a directory");
 }
 
 TEST(ReplacementFileTest, HasThePermissionsOfNewFilesWithoutAnOldOne) {

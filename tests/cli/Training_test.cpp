@@ -20,6 +20,7 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_options.h"
 #include "cli/kc/Kept_choices.h"
 #include "cli/kc/Stored_model.h"
@@ -61,6 +62,7 @@ protected:
     TrainingTest() {
         m_training.kc_file = m_learning.kc_file = m_path;
         m_training.model.analysis = {Analysis_kind::kWords};
+        m_training.replaces = true;
     }
 
     void Train(const std::string& data) {
@@ -206,6 +208,94 @@ TEST_F(TrainingTest, TriesTheTargetBeforeItReads) {
     m_training.data_files = {m_folder.file("absent.tsv")};
 
     EXPECT_THROW(train_kc(m_training), Output_error);
+}
+
+TEST_F(TrainingTest, FileThatIsNoContainerIsNotReplaced) {
+    for (const std::string content : {"sport\tgoal\n", ""}) {
+        m_folder.write("a.kc", content);
+        try {
+            Train("sport\tgoal\nfood\tbread\n");
+            ADD_FAILURE() << "no error";
+        } catch (const Data_error& error) {
+            EXPECT_EQ(
+                error.what(),
+                m_path + ": this is no knowledge container, and train replaces no other file");
+        }
+        EXPECT_EQ(m_folder.content("a.kc"), content);
+    }
+    EXPECT_THAT(m_folder.names(), ElementsAre("a.kc", "train.tsv"));
+}
+
+TEST_F(TrainingTest, ContainerIsReplacedOnlyIfAsked) {
+    m_training.replaces = false;
+    Train("sport\tgoal\nfood\tbread\n");
+    const std::string before = m_folder.content("a.kc");
+    try {
+        Train("music\tdrum\ntravel\tcoast\n");
+        ADD_FAILURE() << "no error";
+    } catch (const Usage_error& error) {
+        EXPECT_EQ(error.what(),
+                  m_path + " is a knowledge container already; --replace replaces it");
+    }
+    EXPECT_EQ(m_folder.content("a.kc"), before);
+
+    m_training.replaces = true;
+    Train("music\tdrum\ntravel\tcoast\n");
+    EXPECT_THAT(Model()->labels(), UnorderedElementsAre("music", "travel"));
+}
+
+TEST_F(TrainingTest, DamagedContainerCanBeReplaced) {
+    Train("sport\tgoal\nfood\tbread\n");
+    m_folder.write("a.kc", m_folder.content("a.kc").substr(0, 100));
+    Train("sport\tgoal\nfood\tbread\n");
+    EXPECT_THAT(Model()->labels(), UnorderedElementsAre("sport", "food"));
+}
+
+TEST_F(TrainingTest, TargetIsCheckedBeforeTheDataIsRead) {
+    m_training.data_files = {m_folder.file("absent.tsv")};
+    m_folder.write("a.kc", "text");
+    EXPECT_THROW(train_kc(m_training), Data_error);
+}
+
+// Puts a file at the place of the container while training asks for an interruption.
+class Overwriting : public CTProgress {
+public:
+    explicit Overwriting(const Scratch_folder& folder) : m_folder(folder) {}
+
+    bool IsInterrupted() const override {
+        m_folder.write("a.kc", "text");
+        return false;
+    }
+
+private:
+    const Scratch_folder& m_folder;
+};
+
+TEST_F(TrainingTest, FileThatCameDuringTrainingIsNotReplaced) {
+    Overwriting progress(m_folder);
+    m_training.progress = &progress;
+    EXPECT_THROW(Train("sport\tgoal\nfood\tbread\n"), Data_error);
+    EXPECT_EQ(m_folder.content("a.kc"), "text");
+}
+
+TEST_F(TrainingTest, ContainerIsNoDataFile) {
+    Train("sport\tgoal\nfood\tbread\n");
+    const std::string before = m_folder.content("a.kc");
+    std::filesystem::create_symlink("a.kc", m_folder.file("link"));
+    m_training.data_files =
+        m_learning.data_files = {m_folder.file("train.tsv"), m_folder.file("link")};
+    m_training.skips_bad_lines = m_learning.skips_bad_lines = true;
+
+    EXPECT_THROW(train_kc(m_training), Usage_error);
+    EXPECT_THROW(learn_into_kc(m_learning), Usage_error);
+    EXPECT_EQ(m_folder.content("a.kc"), before);
+}
+
+TEST_F(TrainingTest, ContainerThatAnotherIsChangingIsRefused) {
+    Train("sport\tgoal\nfood\tbread\n");
+    const Kc_lock lock(m_path);
+    EXPECT_THROW(Train("sport\tgoal\nfood\tbread\n"), Output_error);
+    EXPECT_THROW(Learn("sport\tgoal\n"), Output_error);
 }
 
 class Interrupting : public CTProgress {

@@ -60,7 +60,7 @@ choices() {
 }
 expect 0 train chosen.kc train.tsv --set MinRlimit=30 --set SuppressM=1
 choices 'MaxPsSize=40000, MinPsSize=20000, ProfileSize=10000'
-expect 0 train chosen.kc train.tsv --set ProfileSize=5
+expect 0 train chosen.kc train.tsv --replace --set ProfileSize=5
 choices 'AverageRlimit=3000, MaxRlimit=10000, MinRlimit=30, SuppressM=0'
 changes options set chosen.kc SuppressM=0
 choices 'AverageRlimit=3000, MaxRlimit=10000, MinRlimit=30'

@@ -131,6 +131,99 @@ TEST_F(zeStatDamagedModelTest, AScoreAboveAllBinsFallsInTheLast) {
     EXPECT_EQ(Profile().m_bins[29].m_relevant, 1.0);
 }
 
+// The matcher of a and b, which asks for the score of a.
+class zeStatDamagedScoreTest : public zeStatDamagedModelTest {
+protected:
+    zeStatDamagedScoreTest() {
+        bool added = false;
+        m_storage.get_or_add_profile(&m_b, added);
+        m_storage.m_num_msgs = 4;
+        Profile().m_num_msgs = 2;
+        m_storage.m_use_train_likelihood = true;
+        m_storage.m_use_likelihood_in_match = true;
+    }
+
+    double Score() {
+        zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
+        Profile().m_M = m_M;
+        matcher.m_avg_likelihood.fill(m_average);
+        matcher.m_table[term("x")] = {{m_weight, 0}};
+        matcher.m_table[term("y")] = {{-m_weight, 0}};
+        const qtPtrLight<zeSml> bag = make_bag({{"x", m_x}, {"y", 1.0}});
+        matcher.classify_sml(*bag);
+        int iprofile = 0;
+        return matcher.adjust_match_value(*bag, iprofile);
+    }
+
+    double m_M = 0.0;
+    double m_average = 0.5;
+    float m_weight = 1.0F;
+    double m_x = 1.0;
+};
+
+TEST_F(zeStatDamagedScoreTest, LikelihoodsOutsideOfTheirRangeGiveScoresWithin0And1) {
+    const double infinite = std::numeric_limits<double>::infinity();
+
+    const struct {
+        double likelihood;
+        double score;
+        // Between two infinite values of the table there is no number.
+    } rows[] = {{1e300, 1.0},  {1.7, 1.0},       {infinite, 0.0}, {-0.7, 0.0},
+                {-1e300, 0.0}, {-infinite, 0.0}, {kNaN, 0.0}};
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.likelihood);
+        Profile().m_likelihood_age = 1000;
+        Profile().m_likelihood.fill(row.likelihood);
+        m_average = 0.5;
+        EXPECT_EQ(Score(), row.score);
+
+        Profile().m_likelihood_age = 0;
+        Profile().m_likelihood.fill(0.5);
+        m_average = row.likelihood;
+        EXPECT_EQ(Score(), row.score);
+    }
+}
+
+// With two profiles and an age of -2 the average would count without limits.
+TEST_F(zeStatDamagedScoreTest, AgesBelow0GiveScoresWithin0And1) {
+    for (const int age : {-1, -2, -3, kLeast, kMost}) {
+        SCOPED_TRACE(age);
+        Profile().m_likelihood_age = age;
+        Profile().m_likelihood.fill(1.0);
+
+        const double score = Score();
+
+        EXPECT_GE(score, 0.0);
+        EXPECT_LE(score, 1.0);
+    }
+}
+
+TEST_F(zeStatDamagedScoreTest, SumsBeyondAllRangeGiveScoresWithin0And1) {
+    const float infinite = std::numeric_limits<float>::infinity();
+    for (const bool uses_tables : {false, true}) {
+        SCOPED_TRACE(uses_tables);
+        m_storage.m_use_likelihood_in_match = uses_tables;
+        m_weight = infinite;  // plus and minus give what is no number
+        m_M = 0.0;
+        EXPECT_EQ(Score(), 0.0);
+
+        m_weight = 1.0F;
+        m_M = kNaN;
+        EXPECT_EQ(Score(), 0.0);
+    }
+    m_storage.m_use_likelihood_in_match = false;
+    m_M = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(Score(), 1.0);
+    m_M = -m_M;
+    EXPECT_EQ(Score(), 0.0);
+    // The sum is infinite, and so is the total of the bag: their quotient is no number.
+    m_M = 0.0;
+    m_weight = 2e38F;
+    m_x = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(Score(), 0.0);
+}
+
 TEST_F(zeStatDamagedModelTest, HistogramsOfAnotherSizeBeginAnew) {
     m_storage.set_use_train_likelihood(true);
     for (const std::size_t size : {0U, 1U, 29U, 31U, 3000U}) {

@@ -1,6 +1,7 @@
 // What a statistical classifier writes and reads, byte by byte.
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -163,21 +164,55 @@ TEST(zeStatMatcherRecordsTest, AModelThatIsNotThereIsRefused) {
     EXPECT_THROW(reader.read(from_hex(kTable) + from_hex("00 00 00 63")), qtX<Hpack>);
 }
 
-// Such pairs stand for no category.
-TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
-    Stored_matcher reader(Stored_matcher::package_with_model());
-    const std::unique_ptr<zeStat_matcher> read = reader.read(
-        from_hex("00 00 00 01 00 00 00 01 78 00 00 00 05 "
-                 "3f c0 00 00 00 00 00 02 3f c0 00 00 ff ff ff ff 3f c0 00 00 7f ff ff ff "
-                 "3f c0 00 00 80 00 00 00 3f c0 00 00 00 00 00 01 00 00 00 01"));
-    for (const int iprofile : {0, 1}) {
-        read->m_storage->profile(iprofile).m_match_value = 0.0;
+TEST(zeStatMatcherRecordsTest, PairWithAProfileOutOfRangeIsRefused) {
+    for (const char* iprofile : {"00 00 00 02", "ff ff ff ff", "7f ff ff ff", "80 00 00 00"}) {
+        SCOPED_TRACE(iprofile);
+        Stored_matcher reader(Stored_matcher::package_with_model());
+
+        EXPECT_QTX_ARGS(
+            reader.read(from_hex("00 00 00 01 00 00 00 01 78 00 00 00 02 3f c0 00 00 00 00 00 01 "
+                                 "3f c0 00 00") +
+                        from_hex(iprofile) + from_hex("00 00 00 01")),
+            zeIO, 12, "Damaged item: profile of a pair", {"2"});
     }
+}
 
-    read->classify_sml(*make_bag({{"x", 2.0}}));
+TEST(zeStatMatcherRecordsTest, PairWithAWeightThatIsNotFiniteIsRefused) {
+    for (const char* weight : {"7f 80 00 00", "ff 80 00 00", "7f c0 00 00", "7f 80 00 01"}) {
+        SCOPED_TRACE(weight);
+        Stored_matcher reader(Stored_matcher::package_with_model());
 
-    EXPECT_EQ(read->m_storage->profile(0).m_match_value, 0.0);
-    EXPECT_EQ(read->m_storage->profile(1).m_match_value, 3.0);
+        EXPECT_QTX_ARGS(reader.read(from_hex("00 00 00 01 00 00 00 01 78 00 00 00 01") +
+                                    from_hex(weight) + from_hex("00 00 00 01 00 00 00 01")),
+                        zeIO, 12, "Damaged item: weight of a pair", {"2"});
+    }
+}
+
+// As in a stale table, whose profiles are gone.
+TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
+    Stored_matcher model;
+    for (const int iprofile : {0, 1}) {
+        model.storage->profile(iprofile).m_match_value = 0.0;
+    }
+    model.matcher->m_table[term("x")] = {{1.5F, 2},
+                                         {1.5F, -1},
+                                         {1.5F, std::numeric_limits<int>::max()},
+                                         {1.5F, std::numeric_limits<int>::min()},
+                                         {1.5F, 1}};
+
+    model.matcher->classify_sml(*make_bag({{"x", 2.0}}));
+
+    EXPECT_EQ(model.storage->profile(0).m_match_value, 0.0);
+    EXPECT_EQ(model.storage->profile(1).m_match_value, 3.0);
+}
+
+TEST(zeStatMatcherRecordsTest, PairsOutOfRangeAreNotWritten) {
+    Stored_matcher model;
+    model.matcher->m_table[term("x")] = {{1.5F, 2}, {-2.5F, 1}, {1.5F, -1}};
+
+    EXPECT_EQ(to_hex(dumped(*model.matcher).substr(8)),
+              "00 00 00 02 00 00 00 01 78 00 00 00 01 c0 20 00 00 00 00 00 01 "
+              "00 00 00 02 79 79 00 00 00 01 40 60 00 00 00 00 00 01 00 00 00 01");
 }
 
 TEST(zeStatMatcherRecordsTest, HoldsCountsAgainstTheRecord) {

@@ -33,6 +33,9 @@ std::string told(Load load) {
     } catch (const qtX<zeStat_storage>& raised) {
         EXPECT_STREQ(raised.what(), "Statistical model is damaged");
         return raised.what();
+    } catch (const qtX<zeIO>& raised) {
+        EXPECT_EQ(raised.number(), 12);
+        return raised.what();
     } catch (const qtX<Hpack>& raised) {
         return raised.what();
     } catch (const qtxAssert& raised) {

@@ -345,12 +345,10 @@ TEST_F(zeStatStorageRecordsTest, RefusesAnIndexThatDoesNotFitTheProfiles) {
     } rows[] = {
         {"exchanged", from_hex("00 00 00 02 00 00 00 01 00 00 00 00 00 00 00 02 00 00 00 01")},
         {"both the same", from_hex("00 00 00 02 00 00 00 01 00 00 00 00 00 00 00 02 00 00 00 00")},
-        {"above the last", from_hex("00 00 00 02 00 00 00 01 00 00 00 02") + bb},
-        {"below 0", from_hex("00 00 00 02") + from_hex("00 00 00 01 ff ff ff ff") + bb},
         {"one missing", from_hex("00 00 00 01") + a},
         {"none", from_hex("00 00 00 00")},
         {"one twice", from_hex("00 00 00 02") + a + a},
-        {"one more", from_hex("00 00 00 03") + a + bb + from_hex("00 00 00 03 00 00 00 02")},
+        {"one more", from_hex("00 00 00 03") + a + bb + from_hex("00 00 00 03 00 00 00 01")},
     };
 
     m_model.leaf("third");
@@ -359,6 +357,21 @@ TEST_F(zeStatStorageRecordsTest, RefusesAnIndexThatDoesNotFitTheProfiles) {
         ExpectDamaged(settings(form) + row.index + concept_infos(form) + from_hex("00 00 00 02") +
                           profile_of_bb(form) + profile_of_a(form),
                       "index of profiles");
+    }
+}
+
+TEST_F(zeStatStorageRecordsTest, IndexOutsideOfTheProfilesIsRefused) {
+    const Form form;
+    const std::string bb = from_hex("00 00 00 02 00 00 00 00");
+
+    for (const char* index : {"00 00 00 02", "ff ff ff ff", "7f ff ff ff", "80 00 00 00"}) {
+        SCOPED_TRACE(index);
+        Stored_model model;  // whose next object is 2
+        EXPECT_QTX_ARGS(
+            model.loaded(settings(form) + from_hex("00 00 00 02 00 00 00 01") + from_hex(index) +
+                         bb + concept_infos(form) + from_hex("00 00 00 02") + profile_of_bb(form) +
+                         profile_of_a(form)),
+            zeIO, 12, "Damaged item: index of a profile", {"2"});
     }
 }
 

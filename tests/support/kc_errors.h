@@ -34,7 +34,7 @@ inline bool is_assertion(const std::exception& raised,
 
 // Whether a damaged file may be refused so.
 inline bool is_error_of_load(const std::exception& raised) {
-    return is_qtx<zeIO>(raised, {1, 2, 7, 10, 11}) || is_qtx<Hpack>(raised, {1, 2}) ||
+    return is_qtx<zeIO>(raised, {1, 2, 7, 10, 11, 12}) || is_qtx<Hpack>(raised, {1, 2}) ||
            is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}) ||
            is_qtx<zeManager>(raised, {4}) || is_qtx<zeStat_storage>(raised, {0}) ||
            is_qtx<zeSwitcher>(raised, {0, 1}) || is_qtx<RuleParser>(raised, {0}) ||

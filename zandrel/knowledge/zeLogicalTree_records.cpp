@@ -9,6 +9,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/Damaged_item.h"
 
 namespace {
 
@@ -161,6 +162,7 @@ unsigned int zeLogicalTree::ReadNode(Hio<HSegment>& io) {
     io >> node.category >> node.name >> node.rule;
     node.attributes = read_attributes(io, has_ids);
     node.threshold = read_threshold(io, has_ids);
+    Zandrel::RequireFinite(node.threshold, "threshold", node.id);
     io >> node.note1 >> node.note2;
     if (node.name == Concept()) {
         node.name = node.category;

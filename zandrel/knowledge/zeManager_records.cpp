@@ -5,8 +5,29 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/zeIO.h"
+
+namespace {
+
+// The settings go into each new model.
+void require_finite(const zeDefaults& settings) {
+    constexpr unsigned int kNoObject = 0;
+    Zandrel::RequireFinite(settings.clip_value, "clip_value", kNoObject);
+    Zandrel::RequireFinite(settings.delete_P_factor, "delete_P_factor", kNoObject);
+    Zandrel::RequireFinite(settings.min_Rlimit, "min_Rlimit", kNoObject);
+    Zandrel::RequireFinite(settings.average_Rlimit, "average_Rlimit", kNoObject);
+    Zandrel::RequireFinite(settings.max_Rlimit, "max_Rlimit", kNoObject);
+    Zandrel::RequireFinite(settings.keywords_frequency, "keywords_frequency", kNoObject);
+    Zandrel::RequireFinite(settings.weaken_small_cats_factor, "weaken_small_cats_factor",
+                           kNoObject);
+    for (const double weight : settings.sml_weights) {
+        Zandrel::RequireFinite(weight, "sml_weights", kNoObject);
+    }
+}
+
+}  // namespace
 
 void zeManager::Read(const qtString& path, KcIoMode* mode, CTProgress* progress) {
     KcIoMode defaults;
@@ -73,6 +94,7 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
     m_logical_tree->Load(io);
     m_config.Load(io);
     m_defaults.Load(io);
+    require_finite(m_defaults);
     io >> m_last_object_id;
     Zandrel::RequireRoomForIds(m_last_object_id);
     m_root = LoadCat(io, nullptr);

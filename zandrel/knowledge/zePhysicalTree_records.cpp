@@ -8,6 +8,7 @@
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Damaged_item.h"
 
 namespace {
 
@@ -118,6 +119,7 @@ zeNode* zePhysicalTree::read_node(Hio<HSegment>& io) {
     read.m_flags = static_cast<unsigned char>(io.ReadByte());
     read.m_classifier_type = static_cast<unsigned char>(io.ReadByte());
     io >> read.m_classifier_id >> read.m_node_id >> read.m_threshold;
+    Zandrel::RequireFinite(read.m_threshold, "threshold", read.m_node_id);
     zeNode* const node = enter(std::move(read));
     const unsigned int child_count = io.ReadCount(kReferenceSize);
     node->m_children.reserve(child_count);
@@ -142,6 +144,7 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
     float threshold = 0.0F;
     io >> read.m_classifier_id >> read.m_node_id >> threshold >> children >> parents;
     read.m_threshold = static_cast<double>(threshold);
+    Zandrel::RequireFinite(read.m_threshold, "threshold", read.m_node_id);
     return enter(std::move(read));
 }
 

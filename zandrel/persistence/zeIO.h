@@ -27,7 +27,8 @@ struct zeNode;
 // - A file that cannot be opened, or is no file of a container, leaves the manager as it was.
 // - What fails behind that leaves it empty, as zeManager::Release does: a container that is only
 //   partly there must not be taken for whole. Its settings are those from before, and it is not
-//   compact.
+//   compact. Among it is a value that no file of ours has: 12 "Damaged item: " and the field
+//   (argument: the id).
 // - A failed write leaves a file that is none of a container.
 // The package is closed at the end of each operation, however it ends. A form other than the plain
 // one is refused with 9 "Cached form of a KC is not available" before anything is touched; a buffer
@@ -43,7 +44,8 @@ public:
 
     // `mode`: not null. `progress`: may be null; BORROWS for the call.
 
-    // Reads a container in place of what the manager holds.
+    // Reads a container in place of what the manager holds. Models that have counted messages and
+    // contain no statistics make the manager compact, also if the file does not say so.
     // REQUIRES: this is the manager's `m_io`.
     // COST: one pass over the file; the largest record is in memory twice for a moment.
     void LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress);

@@ -1,8 +1,10 @@
 // How zeIO reads a container.
 #include "zandrel/persistence/zeIO.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
@@ -10,7 +12,9 @@
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
 
@@ -37,6 +41,50 @@ private:
     zeDefaults m_defaults;
     bool m_compat55;
 };
+
+bool is_weight(double value) {
+    return value != 0.0;
+}
+
+bool has_statistics(const zeStat_storage::Profile& profile) {
+    return !profile.m_Ps.empty() || is_weight(profile.m_weight) ||
+           is_weight(profile.m_msg_weight) ||
+           std::any_of(profile.m_bins.begin(), profile.m_bins.end(), [](const auto& bin) {
+               return is_weight(bin.m_relevant) || is_weight(bin.m_total);
+           });
+}
+
+// Whether a model has anything of what its compact form leaves out. Empty bins are no statistics: a
+// category that was added to a compact container has them.
+bool has_statistics(const zeStat_storage& storage) {
+    return !storage.m_concept_infos.empty() || is_weight(storage.m_total_weight) ||
+           is_weight(storage.m_total_msg_weight) || is_weight(storage.m_total_sml_weight) ||
+           std::any_of(storage.m_profiles.begin(), storage.m_profiles.end(),
+                       [](const auto& profile) { return has_statistics(*profile); });
+}
+
+// Each message that counts adds to the total of bags, so a full model that has counted messages has
+// statistics. One that was emptied, or was trained on texts without words only, has counted none.
+bool lacks_statistics(const zeStat_storage& storage) {
+    return storage.m_num_msgs > 0 && !has_statistics(storage);
+}
+
+// The compact flag of a file is one bit, and learning on without statistics would spoil a model:
+// so the contents decide whether the container can learn.
+void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) {
+    const bool has_flag = manager.m_compact;
+    for (zeNode* const node : nodes) {
+        const auto* const matcher = dynamic_cast<const zeStat_matcher*>(node->m_classifier);
+        if (matcher == nullptr) {
+            continue;
+        }
+        const zeStat_storage& storage = *matcher->m_storage;
+        if (has_flag && has_statistics(storage)) {
+            Zandrel::RaiseDamagedItem("compact flag", storage.m_id);
+        }
+        manager.m_compact = manager.m_compact || lacks_statistics(storage);
+    }
+}
 
 }  // namespace
 
@@ -84,6 +132,7 @@ void zeIO::LoadClassifiers(CTProgress* progress) {
         steps.step();
     }
     Zandrel::RequireTrees(*m_manager);
+    settle_compact_form(*m_manager, nodes);
     steps.end();
 }
 

@@ -36,6 +36,12 @@ double table_value(const Table& table, double score) {
     return table[i] + (table[i + 1] - table[i]) * f;
 }
 
+// Rounding can lift a score of the tables above 1 by the last bit, and a table of a damaged record
+// can lift it further. What is no number becomes 0.
+double within_0_and_1(double score) {
+    return score > 0.0 ? std::min(score, 1.0) : 0.0;
+}
+
 }  // namespace
 
 zeStat_matcher::zeStat_matcher(zeManager* manager, zeNode* node, zeStat_storage& storage,
@@ -210,7 +216,7 @@ double zeStat_matcher::adjust_match_value(zeSml& sml, int& iprofile) {
     }
     const double raw =
         std::atan(kPi * (match_value / sml.m_total_weight + profile.m_M)) / kPi + 0.5;
-    return adjust_likelihood(raw, iprofile);
+    return within_0_and_1(adjust_likelihood(raw, iprofile));
 }
 
 bool zeStat_matcher::is_below_activation(const zeStat_storage::Profile& profile) const {

@@ -59,7 +59,8 @@ public:
     void Dump(Hio<HSegment>& io) const override;
     // Reads what follows the node, and the storage.
     // RAISES: what the stream and the storage raise; the assertion "m_storage" for an object that
-    // is none.
+    // is none; qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a pair whose
+    // profile is not in the model or whose weight is not finite.
     void Load(Hio<HSegment>& io);
 
     // Compiles the table from the profiles' lists of weights, which it empties. If no profile has
@@ -119,7 +120,8 @@ public:
     // The same for one profile.
     void classify_sml_with_profile(zeSml& sml, int& iprofile);
     // The score of a category, 0..1, from its accumulator, which it resets: each score can be
-    // asked for once per fill.
+    // asked for once per fill. A score that is no number counts as 0, as where weights that are
+    // far apart cancel out beyond the range of a double.
     double adjust_match_value(zeSml& sml, int& iprofile);
     // The score after correction by the profile's likelihood table, blended with the average of
     // all tables as long as the profile is young.
@@ -137,6 +139,7 @@ private:
     const float* find_weight(const Concept& wanted, int iprofile) const;
     void add_scores(zeSml& view, zeResult_set& results, double node_score, bool use_thresholds);
     void select_if_needed(zeStat_storage& storage);
+    void require_sound_table() const;
     void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
                           bool is_relevant) const;
 };

@@ -1,8 +1,12 @@
 // What zeStat_matcher writes and reads.  Format: docs/formats/kc.md
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
 
@@ -14,14 +18,23 @@ constexpr unsigned int kPairSize = 8;
 
 }  // namespace
 
+// A stale table may name profiles that are gone. Their pairs count for nothing, and a record with
+// them would be taken for a damaged one, so they are not written.
 void zeStat_matcher::Dump(Hio<HSegment>& io) const {
     zeClassifier::Dump(io);
+    const auto has_profile = [this](const Concept_weight& pair) {
+        return m_storage->has_profile(pair.m_iprofile);
+    };
     io.WriteCount(m_table.size());
     for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table)) {
+        const std::vector<Concept_weight>& pairs = entry->second;
         io << entry->first;
-        io.WriteCount(entry->second.size());
-        for (const Concept_weight& pair : entry->second) {
-            io << pair.m_weight << pair.m_iprofile;
+        io.WriteCount(
+            static_cast<std::size_t>(std::count_if(pairs.begin(), pairs.end(), has_profile)));
+        for (const Concept_weight& pair : pairs) {
+            if (has_profile(pair)) {
+                io << pair.m_weight << pair.m_iprofile;
+            }
         }
     }
     io << m_storage->m_id;
@@ -45,5 +58,17 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
     io >> storage_id;
     m_storage = dynamic_cast<zeStat_storage*>(m_manager->m_io->LoadObject(storage_id, m_node));
     ZANDREL_ASSERT(m_storage != nullptr, "m_storage");
+    require_sound_table();
     build_avg_likelihood();
+}
+
+void zeStat_matcher::require_sound_table() const {
+    for (const auto& [term, pairs] : m_table) {
+        for (const Concept_weight& pair : pairs) {
+            if (!m_storage->has_profile(pair.m_iprofile)) {
+                Zandrel::RaiseDamagedItem("profile of a pair", m_id);
+            }
+            Zandrel::RequireFinite(static_cast<double>(pair.m_weight), "weight of a pair", m_id);
+        }
+    }
 }

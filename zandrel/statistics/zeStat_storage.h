@@ -94,6 +94,8 @@ public:
         double m_total = 0.0;     // of all
     };
 
+    static constexpr unsigned int kBinSize = 16;  // bytes of a bin in the record
+
     // One category.
     struct Profile {
         zeNode* m_node = nullptr;  // BORROWS: the category
@@ -134,6 +136,8 @@ public:
     // tree does not have, and "sz <= Zandrel::LIKELIHOOD_SIZE"; 0 "Statistical model is damaged"
     // (argument: what is wrong) for what would be read or written out of bounds, or ask for
     // histograms that no record could hold.
+    // Also qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a number that no record
+    // has which was made from finite weights of at least 0.
     void Load(Hio<HSegment>& io, zeNode* node);
     // The steps of the above: one profile, and its likelihood table.
     void DumpProfile(Hio<HSegment>& io, const Profile& dumped) const;
@@ -156,6 +160,11 @@ public:
     }
 
     int profile_count() const noexcept { return static_cast<int>(m_profiles.size()); }
+
+    // Compared without signs: an index of a damaged record can be below 0.
+    bool has_profile(int iprofile) const noexcept {
+        return static_cast<std::size_t>(static_cast<unsigned int>(iprofile)) < m_profiles.size();
+    }
 
     bool end(int iprofile) const noexcept { return iprofile == profile_count(); }
 
@@ -244,6 +253,8 @@ private:
     void load_profile_index(Hio<HSegment>& io, zeNode* node);
     void load_profiles(Hio<HSegment>& io, zeNode* node);
     void require_sound() const;
+    void require_sound_index() const;
+    void require_possible_numbers() const;
 
     void clear_totals();
     std::map<int, zeNode*> nodes_by_index() const;

@@ -2,11 +2,9 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "zandrel/foundation/process_assert.h"
-#include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/zeIO.h"
@@ -21,12 +19,7 @@ constexpr unsigned int kFactorSize = 8;
 constexpr unsigned int kLeastIndexEntrySize = 8;
 constexpr unsigned int kLeastConceptInfoSize = 24;
 constexpr unsigned int kLeastProfileSize = 57;
-constexpr unsigned int kBinSize = 16;
 constexpr unsigned int kLeastPSize = 14;
-
-// No record holds a histogram of a finer resolution, while one damaged bit could ask for it.
-constexpr unsigned int kGreatestResolution =
-    std::numeric_limits<unsigned int>::max() / (Zandrel::LIKELIHOOD_SIZE * kBinSize);
 
 // Room for so many entries, where a table does not have it yet: asked for less, it would shrink.
 template <class Table>
@@ -34,10 +27,6 @@ void make_room(Table& table, unsigned int count) {
     if (count > table.bucket_count()) {
         table.reserve(count);
     }
-}
-
-[[noreturn]] void raise_damaged(const char* what) {
-    throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
 }
 
 }  // namespace
@@ -113,6 +102,7 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
     }
     load_profiles(io, node);
     require_sound();
+    require_possible_numbers();
 }
 
 void zeStat_storage::load_settings(Hio<HSegment>& io) {
@@ -246,31 +236,5 @@ void zeStat_storage::LoadLikelihood(Hio<HSegment>& io, Profile& p) {
     p.m_likelihood.fill(0.0);
     for (unsigned int i = 0; i < sz; ++i) {
         io >> p.m_likelihood[i];
-    }
-}
-
-// What training and classification take for granted. Other values may be wrong, but harm nobody.
-void zeStat_storage::require_sound() const {
-    if (m_num_msgs < 0 || m_likelihood_resolution < 1 ||
-        static_cast<unsigned int>(m_likelihood_resolution) > kGreatestResolution) {
-        raise_damaged("settings");
-    }
-    if (m_profile_index.size() != m_profiles.size()) {
-        raise_damaged("index of profiles");
-    }
-    for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
-        if (get_profile(profile(iprofile).m_node) != iprofile) {
-            raise_damaged("index of profiles");
-        }
-        if (profile(iprofile).m_num_msgs < 0) {
-            raise_damaged("messages of a profile");
-        }
-        // Whole bins of the table tell which resolution it had: training with a damaged one would
-        // take memory for it.
-        const std::size_t bin_count = profile(iprofile).m_bins.size();
-        if (bin_count != 0 && bin_count % Zandrel::LIKELIHOOD_SIZE == 0 &&
-            bin_count != fine_bin_count()) {
-            raise_damaged("histogram of a profile");
-        }
     }
 }

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "zandrel/foundation/trace.h"
 #include "zandrel/statistics/Concept_order.h"
@@ -373,15 +374,23 @@ void zeStat_trainer::store_weights(int iprofile, std::vector<Concept_profile>& s
     Storage::Profile& profile = m_storage->profile(iprofile);
     const bool normalises = m_storage->m_use_normalization;
     const Scale scale = normalises ? fit_scale(selected) : Scale();
+    const double M = normalises ? (scale.A + scale.B) / (scale.B - scale.A) : 0.0;
+    const auto final_weight = [normalises, &scale](const Concept_profile& each) {
+        return normalises ? 2 * each.m_weight / (scale.A - scale.B) : each.m_weight;
+    };
+    const auto is_in_range = [&final_weight](const Concept_profile& each) {
+        return std::abs(final_weight(each)) <=
+               static_cast<double>(std::numeric_limits<float>::max());
+    };
     // Weights beyond all range give no scale either.
-    if (normalises && (scale.A == scale.B || !std::isfinite(scale.A - scale.B))) {
+    if (!std::isfinite(M) || !std::isfinite(scale.A - scale.B) ||
+        !std::all_of(selected.begin(), selected.end(), is_in_range)) {
         return;
     }
-    profile.m_M = normalises ? (scale.A + scale.B) / (scale.B - scale.A) : 0.0;
+    profile.m_M = M;
     profile.m_weights.reserve(selected.size());
     for (const Concept_profile& each : selected) {
-        const double value = normalises ? 2 * each.m_weight / (scale.A - scale.B) : each.m_weight;
-        profile.m_weights.push_back({each.m_concept, static_cast<float>(value)});
+        profile.m_weights.push_back({each.m_concept, static_cast<float>(final_weight(each))});
         const auto P = profile.m_Ps.find(each.m_concept);
         if (P != profile.m_Ps.end()) {
             P->second.m_selected = profile.m_selection_mark;

@@ -1,0 +1,54 @@
+// File_attributes: whose a file is, who may do what with it, and what else the system keeps of it.
+#ifndef ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_
+#define ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "cli/kc/Access_list.h"
+
+namespace cli {
+
+struct Extended_attribute {
+    std::string name;
+    std::string value;
+};
+
+class File_attributes {
+public:
+    uid_t owner = 0;
+    gid_t group = 0;
+    mode_t permissions = 0;  // of chmod
+    std::optional<Access_list> access_list;
+    std::vector<Extended_attribute> extended;  // all others
+
+    // RAISES: std::system_error.
+    static File_attributes of(const std::string& path);
+
+    // Gives all of them to an open file of this process, except:
+    // - The bits that run a file as its owner or group (04000 and 02000), and
+    // "security.capability",
+    //   which does the same: the old file's owner did not grant them to the new contents.
+    // - "security.ima" and "security.evm": they are checksums of the old file.
+    // - An owner or group that the system does not let this process give. The file then belongs to
+    //   this process's user or group. That group gets no right that all others do not have.
+    // - Other attributes that the system refuses, unless they are access lists ("system.") or the
+    //   user's ("user.").
+    // RAISES: std::system_error.
+    void give_to(int descriptor) const;
+
+    // Gives owner, group and the rights to read and write of those who may write, to a file that
+    // serves as a lock. Where the owner or the group cannot be given, the lock gets an access list
+    // that names them; a file system without such lists leaves them out.
+    // RAISES: std::system_error.
+    void give_as_lock_to(int descriptor) const;
+
+private:
+    void give_rights(bool keeps_group, int descriptor) const;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_

@@ -1,0 +1,113 @@
+#include "cli/kc/Target_file.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// More links than any sound path has; Linux stops there too.
+constexpr int kMostLinks = 40;
+// Leaves room in a name of 255 bytes for a dot before it and an ending behind it.
+constexpr std::size_t kLongestStem = 240;
+
+// Where the path leads. Its last part may be missing, so the library's resolvers do not serve: they
+// take a link to nothing for a name.
+// RAISES: Output_error for a circle.
+std::string without_links(const std::string& name) {
+    fs::path path = name;
+    for (int i = 0; i < kMostLinks; ++i) {
+        std::error_code error;
+        const fs::path target = fs::read_symlink(path, error);
+        if (error) {
+            return path.string();
+        }
+        path = path.parent_path() / target;
+    }
+    throw Output_error(name, std::generic_category().message(ELOOP));
+}
+
+// The start of a name, without half a character of UTF-8 at its end: some file systems refuse that.
+std::string cut(const std::string& name) {
+    constexpr unsigned char kContinuationMask = 0xC0;
+    constexpr unsigned char kContinuation = 0x80;
+    std::size_t size = kLongestStem;
+    if (name.size() <= size) {
+        return name;
+    }
+    while (size > 0 &&
+           (static_cast<unsigned char>(name[size]) & kContinuationMask) == kContinuation) {
+        --size;
+    }
+    return name.substr(0, size == 0 ? kLongestStem : size);
+}
+
+}  // namespace
+
+Target_file::Target_file(const std::string& name) : m_name(name), m_path(without_links(name)) {
+    if (m_path.empty()) {
+        fail(std::generic_category().message(ENOENT));
+    }
+}
+
+std::string Target_file::folder() const {
+    const std::string folder = fs::path(m_path).parent_path().string();
+    return folder.empty() ? "." : folder;
+}
+
+std::string Target_file::beside(std::string_view ending) const {
+    return (fs::path(folder()) / ("." + cut(fs::path(m_path).filename().string())))
+        .string()
+        .append(ending);
+}
+
+std::optional<struct stat> Target_file::status() const {
+    struct stat status = {};
+    if (::stat(m_path.c_str(), &status) == 0) {
+        return status;
+    }
+    if (errno != ENOENT) {
+        fail();
+    }
+    return std::nullopt;
+}
+
+void Target_file::check_replaceable() const {
+    const std::optional<struct stat> found = status();
+    if (!found) {
+        return;
+    }
+    if (!S_ISREG(found->st_mode)) {
+        fail(S_ISDIR(found->st_mode) ? std::generic_category().message(EISDIR)
+                                     : "not a regular file");
+    }
+    // rename() checks only the permissions of the folder, so we check those of the file here.
+    if (::faccessat(AT_FDCWD, m_path.c_str(), W_OK, AT_EACCESS) != 0) {
+        fail();
+    }
+}
+
+void Target_file::fail(const std::string& reason) const {
+    throw Output_error(m_name, reason);
+}
+
+void Target_file::fail() const {
+    fail(reason_of_failure());
+}
+
+bool is_file_at(const std::string& path, int descriptor) {
+    struct stat opened = {};
+    struct stat named = {};
+    return ::fstat(descriptor, &opened) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+}  // namespace cli

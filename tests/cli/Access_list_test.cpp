@@ -1,0 +1,105 @@
+#include "cli/kc/Access_list.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace cli {
+
+namespace {
+
+using namespace std::string_literals;
+
+// Entries have two bytes of kind, two of rights and four of the id, lowest byte first. Kinds: 1 the
+// owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+std::string entry(char kind, char rights, char id) {
+    return kind + "\0"s + rights + "\0"s + id + "\0\0\0"s;
+}
+
+std::string entry(char kind, char rights) {
+    return kind + "\0"s + rights + "\0\xFF\xFF\xFF\xFF"s;
+}
+
+const std::string kVersion = "\2\0\0\0"s;
+
+// owner rw, user 7 rw, user 8 r, group rw, group 9 r, mask rw, others r.
+const std::string kLong = kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) + entry(4, 6) +
+                          entry(8, 4, 9) + entry(16, 6) + entry(32, 4);
+
+TEST(AccessListTest, PermissionsMakeThreeEntries) {
+    const Access_list list = Access_list::of_permissions(0751);
+    EXPECT_EQ(list.bytes(), kVersion + entry(1, 7) + entry(4, 5) + entry(32, 1));
+    EXPECT_FALSE(list.is_extended());
+    EXPECT_EQ(list.plain_permissions(), 0751U);
+}
+
+TEST(AccessListTest, BytesComeBack) {
+    const auto list = Access_list::parsed(kLong);
+    ASSERT_TRUE(list.has_value());
+    EXPECT_EQ(list->bytes(), kLong);
+    EXPECT_TRUE(list->is_extended());
+    EXPECT_EQ(list->plain_permissions(), 0664U);
+}
+
+TEST(AccessListTest, OtherFormsAreNotRead) {
+    EXPECT_FALSE(Access_list::parsed("").has_value());
+    EXPECT_FALSE(Access_list::parsed("\1\0\0\0"s + entry(1, 6)).has_value());
+    EXPECT_FALSE(Access_list::parsed(kLong.substr(0, kLong.size() - 1)).has_value());
+}
+
+TEST(AccessListTest, ReducedGroupHasWhatOthersHave) {
+    auto list = Access_list::parsed(kLong);
+    list->reduce_group();
+    EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) +
+                                 entry(4, 4) + entry(8, 4, 9) + entry(16, 6) + entry(32, 4));
+    // A right that only others have is not given.
+    Access_list other = Access_list::of_permissions(0646);
+    other.reduce_group();
+    EXPECT_EQ(other.plain_permissions(), 0646U);
+}
+
+TEST(AccessListTest, WritersGetBothRightsAndOthersNone) {
+    auto list = Access_list::parsed(kLong);
+    list->keep_writers();
+    EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 0, 8) +
+                                 entry(4, 6) + entry(8, 0, 9) + entry(16, 6) + entry(32, 0));
+
+    Access_list permissions = Access_list::of_permissions(0724);
+    permissions.keep_writers();
+    EXPECT_EQ(permissions.plain_permissions(), 0660U);
+}
+
+// The mask says what named users and groups may at most.
+TEST(AccessListTest, WhoMayNotWriteByTheMaskIsNoWriter) {
+    auto list = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) +
+                                    entry(16, 4) + entry(32, 2));
+    list->keep_writers();
+    EXPECT_EQ(list->bytes(),
+              kVersion + entry(1, 6) + entry(2, 0, 7) + entry(4, 0) + entry(16, 6) + entry(32, 6));
+}
+
+TEST(AccessListTest, MovedRightsOfTheGroupAreThoseOfANamedGroup) {
+    Access_list list = Access_list::of_permissions(0660);
+    list.move_group_rights(9);
+    EXPECT_EQ(list.bytes(),
+              kVersion + entry(1, 6) + entry(4, 0) + entry(8, 6, 9) + entry(16, 6) + entry(32, 0));
+}
+
+TEST(AccessListTest, MovedRightsOfTheOwnerAreThoseOfANamedUser) {
+    Access_list list = Access_list::of_permissions(0660);
+    list.move_owner_rights(7);
+    EXPECT_EQ(list.bytes(),
+              kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) + entry(16, 6) + entry(32, 0));
+}
+
+TEST(AccessListTest, MovedRightsJoinThoseThatAreThere) {
+    auto list = Access_list::parsed(kLong);
+    list->move_owner_rights(8);
+    list->move_group_rights(9);
+    EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 6, 8) +
+                                 entry(4, 0) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,130 @@
+#include "cli/model/Interruption.h"
+
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "cli/errors.h"
+
+namespace cli {
+
+namespace {
+
+// Longer than two signals may be apart that count as one.
+void pause() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+}
+
+bool is_default(int signal) {
+    struct sigaction now = {};
+    sigaction(signal, nullptr, &now);
+    return now.sa_handler == SIG_DFL;
+}
+
+// A statement that ends a process runs in one that begins the test anew, so that no earlier test
+// has left a change there.
+class InterruptionTest : public testing::Test {
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    // Tests of other classes find no request.
+    void TearDown() override { const Interruption forgets; }
+};
+
+TEST_F(InterruptionTest, FirstSignalOfEachKindIsARequest) {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        const Interruption interruption;
+        EXPECT_FALSE(Interruption::is_requested());
+        std::raise(signal);
+        EXPECT_TRUE(Interruption::is_requested());
+        EXPECT_EQ(Interruption::signal(), signal);
+    }
+}
+
+TEST_F(InterruptionTest, SecondSignalEndsTheProcess) {
+    const auto interrupt_twice = [] {
+        const Interruption interruption;
+        std::raise(SIGINT);
+        pause();
+        std::raise(SIGTERM);
+    };
+    EXPECT_EXIT(interrupt_twice(), testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST_F(InterruptionTest, SecondSignalAtOnceBelongsToTheFirst) {
+    const Interruption interruption;
+    std::raise(SIGTERM);
+    std::raise(SIGTERM);
+    std::raise(SIGHUP);
+    EXPECT_EQ(Interruption::signal(), SIGTERM);
+}
+
+TEST_F(InterruptionTest, PutsTheHandlersBackAndForgetsWhenMadeAnew) {
+    {
+        const Interruption interruption;
+        EXPECT_FALSE(is_default(SIGHUP) || is_default(SIGINT) || is_default(SIGTERM));
+        std::raise(SIGINT);
+        EXPECT_TRUE(Interruption::is_requested());
+    }
+    EXPECT_TRUE(is_default(SIGHUP) && is_default(SIGINT) && is_default(SIGTERM));
+    EXPECT_TRUE(Interruption::is_requested());
+
+    const Interruption another;
+    EXPECT_FALSE(Interruption::is_requested());
+}
+
+TEST_F(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        struct sigaction before = {};
+        struct sigaction ignored = {};
+        ignored.sa_handler = SIG_IGN;
+        sigaction(signal, &ignored, &before);
+        {
+            const Interruption interruption;
+            std::raise(signal);
+            EXPECT_FALSE(Interruption::is_requested());
+        }
+        sigaction(signal, &before, nullptr);
+    }
+}
+
+// The work is over without having asked, so nobody else would end the process.
+TEST_F(InterruptionTest, RequestThatNobodySawEndsTheProcessBehindTheWork) {
+    const auto work_without_asking = [] {
+        const Interruption interruption;
+        std::raise(SIGTERM);
+    };
+    EXPECT_EXIT(work_without_asking(), testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST_F(InterruptionTest, RequestThatNobodySawGivesWayToAnError) {
+    EXPECT_THROW(
+        {
+            const Interruption interruption;
+            std::raise(SIGTERM);
+            throw std::runtime_error("to be reported");
+        },
+        std::runtime_error);
+}
+
+TEST_F(InterruptionTest, RequestThatNobodySawGivesWayToTheReportOfAChange) {
+    const auto work = [] {
+        {
+            const Interruption interruption;
+            note_change("a.kc");
+            std::raise(SIGTERM);
+        }
+        std::_Exit(kSuccess);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(kSuccess), "");
+}
+
+}  // namespace
+
+}  // namespace cli

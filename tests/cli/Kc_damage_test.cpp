@@ -1,0 +1,202 @@
+#include "cli/kc/Kc_damage.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_storage.h"
+#include "zandrel/storage/HioErr.h"
+#include "zandrel/storage/SegBuf.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_edit.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_info.h"
+#include "cli/kc/Kc_options.h"
+#include "cli/kc/Kc_tree_view.h"
+#include "cli/kc/Stored_model.h"
+#include "cli/model/Text_model.h"
+#include "tests/cli/scratch_folder.h"
+#include "tests/support/answers_of_kc.h"
+
+namespace cli {
+
+namespace {
+
+using testing::StartsWith;
+
+std::string explained_assertion(const char* expression) {
+    try {
+        process_assert(expression, "file", 1, "function");
+    } catch (const qtxAll& error) {
+        return explained(error);
+    }
+    return "nothing was raised";
+}
+
+TEST(KcDamageTest, AssertionIsExplainedInASentence) {
+    EXPECT_EQ(explained_assertion("p.m_cat"),
+              "the container is damaged: a category of a statistical classifier is not in its tree "
+              "(p.m_cat)");
+    EXPECT_EQ(explained_assertion("cat"),
+              "the container is damaged: a rule or a statistical classifier is for a node that is "
+              "missing (cat)");
+    EXPECT_EQ(explained_assertion("clafer"),
+              "the container is damaged: a node has no classifier above it (clafer)");
+    EXPECT_EQ(explained_assertion("m_storage"),
+              "the container is damaged: a statistical classifier has no statistical model "
+              "(m_storage)");
+    EXPECT_EQ(explained_assertion("sz <= Zandrel::LIKELIHOOD_SIZE"),
+              "the container is damaged: a likelihood table is too long "
+              "(sz <= Zandrel::LIKELIHOOD_SIZE)");
+}
+
+TEST(KcDamageTest, UnknownAssertionIsExplainedInAGeneralSentence) {
+    EXPECT_EQ(explained_assertion("category"),
+              "the container is damaged: its parts do not fit together (category)");
+    EXPECT_EQ(explained_assertion(""),
+              "the container is damaged: its parts do not fit together ()");
+}
+
+TEST(KcDamageTest, ErrorOfEachClassIsExplained) {
+    EXPECT_EQ(explained(qtX<zeIO>(12, "Damaged item: m_M", {"7"})),
+              "the container is damaged: a value is outside of its range "
+              "(Damaged item: m_M, object 7)");
+    EXPECT_EQ(explained(qtX<zeIO>(12, "Damaged item: threshold", {"7"})),
+              "the container is damaged: a value is outside of its range "
+              "(Damaged item: threshold, node 7)");
+    EXPECT_EQ(explained(qtX<zeIO>(12, "Damaged item: clip_value", {"0"})),
+              "the container is damaged: a value is outside of its range "
+              "(Damaged item: clip_value)");
+    EXPECT_EQ(explained(qtX<zeIO>(12, "Damaged item: compact flag", {"1"})),
+              "the container is damaged: the file says that it is compact, but has statistics "
+              "(Damaged item: compact flag, object 1)");
+    EXPECT_EQ(explained(qtX<zeIO>(7, "Unknown Classifier object", {"9"})),
+              "the container is damaged: an object is of an unknown type "
+              "(Unknown Classifier object: 9)");
+    EXPECT_EQ(explained(qtX<zeManager>(4, "Knowledge tree is damaged", {"children"})),
+              "the container is damaged: the links between its nodes make no tree "
+              "(Knowledge tree is damaged: children)");
+    EXPECT_EQ(explained(qtX<zeStat_storage>(0, "Statistical model is damaged", {"settings"})),
+              "the container is damaged: the parts of a statistical model contradict each other "
+              "(Statistical model is damaged: settings)");
+    EXPECT_EQ(explained(qtX<Hpack>(1, "Cannot read index", {"a.kc"})),
+              "the container is damaged: the list of its parts is missing or cannot be read "
+              "(Cannot read index)");
+    EXPECT_EQ(explained(qtX<HioErr>(3, "Read error in file a.kc", {"a.kc"})),
+              "the container is damaged: the file ends too early, or a length in it is wrong "
+              "(Read error in file a.kc)");
+    EXPECT_EQ(explained(qtX<RuleParser>(0, "Empty expression")),
+              "the container is damaged: a rule cannot be understood (Empty expression)");
+    EXPECT_EQ(explained(qtXbase("Anything else")),
+              "the container is damaged: its parts do not fit together (Anything else)");
+}
+
+TEST(KcDamageTest, BytesOfAKeyAreShownAsNumbers) {
+    const qtString key("\0\0\0\x01", 4);
+
+    EXPECT_EQ(explained(qtX<Hpack>(2, "Missing key in index: " + key, {"a.kc", key})),
+              "the container is damaged: one of its parts is missing "
+              "(Missing key in index: \\x00\\x00\\x00\\x01)");
+}
+
+TEST(KcDamageTest, RefusalIsNoDamage) {
+    EXPECT_EQ(explained(qtX<zeIO>(1, "Not a kc file")), "Not a kc file");
+    EXPECT_EQ(explained(qtX<zeLogicalTree>(12, "Cannot delete top node")),
+              "Cannot delete top node");
+    EXPECT_EQ(explained(qtX<zeWorkflow>(3, "Operation cannot be performed on compact KB")),
+              "Operation cannot be performed on compact KB");
+}
+
+TEST(KcDamageTest, WorkThatFailsIsAnErrorOfTheFile) {
+    EXPECT_EQ(work_on_container("a.kc", [] { return 7; }), 7);
+    try {
+        work_on_container("a.kc", [] { process_assert("stat_matcher", "file", 1, "function"); });
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(),
+                     "a.kc: the container is damaged: a statistical node has no statistical "
+                     "classifier (stat_matcher)");
+    }
+    EXPECT_THROW(work_on_container("a.kc", [] { throw Usage_error("wrong"); }), Usage_error);
+    EXPECT_THROW(work_on_container("a.kc", [] { throw qtX<zeWorkflow>(2, "Process interrupted"); }),
+                 qtX<zeWorkflow>);
+}
+
+// Everything that the program does with a container, one after the other.
+void use_file(const std::string& path) {
+    const std::unique_ptr<Text_model> model =
+        read_model(path, Given_analysis{Analysis_kind::kWords, {}}, nullptr);
+    work_on_container(path, [&] {
+        model->rank("goal bank soup", 3);
+        model->explain("goal price");
+        kc_info(*model->manager());
+        qtPtrLight<zeManager> manager = model->manager();
+        kc_settings(manager);
+        view_tree(*manager, "", -1);
+    });
+    work_on_container(path, [&] {
+        if (!model->manager()->m_compact) {
+            model->learn({{{"sport"}, "goal team puck"}, {{"weather"}, "rain"}});
+        }
+    });
+}
+
+// Whether the settings make learning take the memory that a machine has: those that are meant may.
+bool asks_for_little_memory(const std::string& file) {
+    zeManager manager;
+    try {
+        ::read_kc(manager, file);
+    } catch (const qtxAll&) {
+        return true;
+    }
+    return manager.m_defaults.likelihood_resolution <= 64;
+}
+
+// 65 and 66 are exit statuses of these two errors; every other one would be a 70.
+TEST(KcDamageTest, EveryChangedBitGivesAnAnswerOrAnErrorOfTheFile) {
+    const Scratch_folder folder;
+    std::size_t refused = 0;
+    std::size_t tried = 0;
+    for (const bool is_compact : {false, true}) {
+        const std::string file = answering_kc(is_compact);
+        for (std::size_t bit = 0; bit < 8 * file.size(); bit += 53) {
+            std::string damaged = file;
+            damaged[bit / 8] =
+                static_cast<char>(static_cast<unsigned char>(damaged[bit / 8]) ^ (1U << (bit % 8)));
+            if (!asks_for_little_memory(damaged)) {
+                continue;
+            }
+            SCOPED_TRACE(testing::Message() << is_compact << ", bit " << bit);
+            const std::string path = folder.write("a.kc", damaged);
+            ++tried;
+            try {
+                use_file(path);
+            } catch (const Data_error& error) {
+                EXPECT_THAT(error.what(), StartsWith(path + ": "));
+                ++refused;
+            } catch (const std::exception& error) {
+                ADD_FAILURE() << error.what();
+            }
+        }
+    }
+    EXPECT_GT(refused, 100U);
+    EXPECT_LT(refused, tried);
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,101 @@
+// Containers on a disk that cannot be read.
+#include "cli/kc/Kc_file.h"
+
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/knowledge/zeManager.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_file_facts.h"
+#include "tests/cli/scratch_folder.h"
+#include "tests/support/answers_of_kc.h"
+#include "tests/support/fake_disk.h"
+
+namespace cli {
+
+namespace {
+
+// The program looks at the file before the library reads it. What it sees is a real file of the
+// same name, and what the library reads is that of the fake disk.
+class KcFileFaultTest : public testing::Test {
+protected:
+    KcFileFaultTest() {
+        std::filesystem::create_directory(m_folder.file("fake"));
+        m_folder.write("fake/a.kc", "");
+        m_before = std::filesystem::current_path();
+        std::filesystem::current_path(m_folder.path());
+        m_disk.files["fake/a.kc"] = answering_kc(false);
+    }
+
+    ~KcFileFaultTest() override { std::filesystem::current_path(m_before); }
+
+    // How often reading calls the disk.
+    template <class Read>
+    std::size_t CallsOf(Read&& read) {
+        m_disk.calls.clear();
+        read();
+        return m_disk.calls.size();
+    }
+
+    template <class Read>
+    void ExpectEachFaultToBeOfTheDisk(Read&& read) {
+        const std::size_t calls = CallsOf(read);
+        EXPECT_GT(calls, 3U);
+        for (std::size_t call = 0; call < calls; ++call) {
+            SCOPED_TRACE(call);
+            m_disk.fail_at(call, Fake_disk::Fault::kIoError, true);
+            try {
+                read();
+                // All has been read before: what fails is a read beyond the end and the close.
+                EXPECT_LE(m_disk.failed.size(), 2U);
+                EXPECT_EQ(m_disk.failed.back(), Fake_disk::Call::kClose);
+            } catch (const Input_error& error) {
+                EXPECT_STREQ(error.what(), "cannot read fake/a.kc: Input/output error");
+            }
+            m_disk.heal();
+        }
+    }
+
+    Scratch_folder m_folder;
+    std::filesystem::path m_before;
+    Fake_disk m_disk;
+};
+
+TEST_F(KcFileFaultTest, DiskThatFailsWhileAContainerIsReadIsAnInputError) {
+    ExpectEachFaultToBeOfTheDisk([] { read_kc("fake/a.kc", nullptr); });
+}
+
+TEST_F(KcFileFaultTest, DiskThatFailsWhileTheIdentityIsReadIsAnInputError) {
+    ExpectEachFaultToBeOfTheDisk([] { read_kc_file_facts("fake/a.kc"); });
+}
+
+// The file has changed since it was written, and the disk is sound.
+TEST_F(KcFileFaultTest, FileThatEndsTooEarlyIsADataError) {
+    std::string& file = m_disk.files["fake/a.kc"];
+    const std::string whole = file;
+    for (std::size_t size = 0; size < whole.size(); size += 97) {
+        SCOPED_TRACE(size);
+        file = whole.substr(0, size);
+
+        EXPECT_THROW(read_kc("fake/a.kc", nullptr), Data_error);
+    }
+}
+
+TEST_F(KcFileFaultTest, PositionThatCannotBeThereIsADataError) {
+    std::string& file = m_disk.files["fake/a.kc"];
+    const std::string whole = file;
+    for (const char* offset : {"7f ff ff ff", "80 00 00 00", "ff ff ff ff"}) {
+        SCOPED_TRACE(offset);
+        file = whole;
+        file.replace(12, 4, from_hex(offset));  // of the index
+
+        EXPECT_THROW(read_kc("fake/a.kc", nullptr), Data_error);
+    }
+}
+
+}  // namespace
+
+}  // namespace cli

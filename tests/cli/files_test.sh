@@ -1,0 +1,549 @@
+#!/usr/bin/env bash
+# Usage: files_test.sh PROGRAM FAILING_FLUSH
+# Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
+# a change, what signals leave behind, locks, owners and permissions.
+# FAILING_FLUSH is a library to be preloaded with which no folder can be flushed to the disk.
+# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
+source "$(dirname "$0")/program_test_help.sh"
+
+failing_flush=$2
+
+printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
+printf 'sport\tball\nfood\tcake\n' >more.tsv
+printf 'no container\n' >text
+: >empty
+"$program" train first.kc train.tsv --analysis words >out 2>err || fail 'train first.kc'
+
+# is_left_with NAME...: the folder has these files that have to do with a container, hidden ones too.
+is_left_with() {
+    [[ $(find . -name '*kc*' -printf '%f\n' | sort | tr '\n' ' ') == "$* " ]] ||
+        fail "$command: left $(find . -name '*kc*' -printf '%f ')"
+}
+# messages KC: how many texts each of the labels food and sport has learned.
+messages() {
+    "$program" tree show "$1" | sed -n 's/^  \(food\|sport\) .*messages=\([0-9]*\).*/\2/p' | tr '\n' ' '
+}
+# wait_for COMMAND...: until the command succeeds, at most a minute.
+wait_for() {
+    local i
+    for ((i = 0; i < 1200; ++i)); do
+        ! "$@" 2>/dev/null || return 0
+        sleep 0.05
+    done
+    fail "$command: waited in vain for: $*"
+}
+# start ARGUMENT...: runs the program in the background, with the signals of a program that a person
+# starts. `process` is its number.
+start() {
+    command="zandrel $*"
+    set -m
+    "$program" "$@" >out 2>err </dev/null 8>&- &
+    process=$!
+    set +m
+}
+# ends STATUS: the started program ends so.
+ends() {
+    local status=0
+    wait "$process" 2>/dev/null || status=$?  # the shell would name the signal
+    ((status == $1)) || fail "$command: exit status $status, not $1"
+}
+
+# --- what train overwrites ---
+
+cp train.tsv A.tsv
+expect 65 train A.tsv train.tsv
+is err 'A.tsv: this is no knowledge container, and train replaces no other file'
+is_silent out
+cmp -s A.tsv train.tsv || fail "$command: changed the file"
+ln -s A.tsv link.tsv
+for name in A.tsv link.tsv text empty; do
+    cp "$name" before
+    expect 65 train "$name" train.tsv --replace
+    is err "$name: this is no knowledge container, and train replaces no other file"
+    cmp -s "$name" before || fail "$command: changed the file"
+done
+expect 65 train ./*.tsv  # the first of the names is the container
+prints err 'A.tsv: this is no knowledge container'
+# The check comes first: a missing data file is not even looked for.
+expect 65 train text absent.tsv
+
+cp first.kc a.kc
+expect 64 train a.kc train.tsv
+is err 'zandrel: a.kc is a knowledge container already; --replace replaces it'
+expect 64 train a.kc absent.tsv
+cmp -s a.kc first.kc || fail "$command: changed the file"
+expect 0 train a.kc train.tsv more.tsv --analysis words --replace
+[[ $(messages a.kc) == '2 2 ' ]] || fail "$command: not replaced"
+expect 0 train new.kc train.tsv --replace
+rm new.kc
+# A container that is cut or damaged is still one.
+head -c 100 first.kc >a.kc
+expect 64 train a.kc train.tsv
+expect 0 train a.kc train.tsv --replace
+printf 'JZl\204zandrel' >a.kc  # a package of somebody else's
+expect 65 train a.kc train.tsv --replace
+cp first.kc a.kc
+for name in train learn; do
+    expect 64 $name a.kc train.tsv ./a.kc --skip-bad $([[ $name == learn ]] || echo --replace)
+    is err 'zandrel: ./a.kc is the knowledge container, and no data file'
+    cmp -s a.kc first.kc || fail "$command: changed the file"
+done
+mkdir closed
+cp first.kc closed/a.kc
+if ((EUID != 0)); then
+    chmod 0 closed
+    expect 74 train closed/a.kc train.tsv
+    is err 'zandrel: cannot write closed/a.kc: Permission denied'
+    expect 66 learn closed/a.kc train.tsv
+    is err 'zandrel: cannot read closed/a.kc: Permission denied'
+    chmod 700 closed
+fi
+rm -r closed
+expect 74 train text/a.kc train.tsv
+is err 'zandrel: cannot write text/a.kc: Not a directory'
+expect 66 learn text/a.kc train.tsv
+is err 'zandrel: cannot read text/a.kc: Not a directory'
+is_left_with a.kc first.kc
+
+# --- what fails after the change ---
+
+changed='zandrel: a.kc has been changed all the same, so do not repeat the command'
+mkfifo pipe
+exec 8<>pipe 9>pipe 8<&-  # nobody reads it any more
+for arguments in 'learn a.kc more.tsv' 'learn a.kc more.tsv --json' 'train a.kc more.tsv --replace'; do
+    for output in full closed pipe; do
+        cp first.kc a.kc
+        command="zandrel $arguments, output to $output"
+        # shellcheck disable=SC2086  # The words are the arguments.
+        case $output in
+            full) "$program" $arguments >/dev/full 2>err ;;
+            closed) "$program" $arguments >&- 2>err ;;
+            pipe) "$program" $arguments >&9 2>err ;;
+        esac
+        status=$?
+        ((status == 3)) || fail "$command: exit status $status, not 3"
+        is err "zandrel: cannot write the output"$'\n'"$changed"
+        [[ $(messages a.kc) == "$([[ $arguments == learn* ]] && echo '2 2 ' || echo '1 1 ')" ]] ||
+            fail "$command: not changed"
+    done
+done
+# Without a change it is another status, and a filter whose reader has gone ends in silence.
+"$program" info a.kc >/dev/full 2>err
+[[ $? == 74 ]] || fail 'info: a full device is not noticed'
+"$program" info a.kc >&- 2>err
+[[ $? == 74 ]] || fail 'info: a closed output is not noticed'
+"$program" info a.kc >&9 2>err
+[[ $? == $((128 + 13)) ]] || fail 'info: not ended by SIGPIPE'
+is_silent err
+# A closed error output gets no file of the program's, and takes nothing from the status.
+cp first.kc a.kc
+"$program" learn a.kc more.tsv --skip-bad >out 2>&- || fail "learn, without error output: $?"
+prints out 'a.kc: 2 texts'
+expect 0 info a.kc
+"$program" learn a.kc more.tsv <&- >&- 2>&-
+[[ $? == 3 ]] || fail 'learn, without any stream: not 3'
+[[ $(messages a.kc) == '3 3 ' ]] || fail 'learn, without any stream: has not learned'
+"$program" learn a.kc more.tsv >&9 2>&9
+[[ $? == 3 ]] || fail 'learn, all streams broken: not 3'
+exec 9>&-
+rm pipe
+
+without_flush() {
+    # The sanitizers want to be loaded first, which does not matter here.
+    env LD_PRELOAD="$failing_flush" ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
+        "$program" "$@" >out 2>err
+}
+cp first.kc a.kc
+for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
+    'tree set a.kc root/x --note1 note' 'tree move a.kc root/x root/food' \
+    'tree rename a.kc root/food/x y' 'tree delete a.kc root/food/y' 'options set a.kc ClipValue=2'; do
+    command="zandrel $arguments, with a folder that cannot be flushed"
+    [[ $arguments != 'tree move'* ]] || "$program" tree set a.kc root/food --type stat >out 2>err
+    cp a.kc before
+    # shellcheck disable=SC2086  # The words are the arguments.
+    without_flush $arguments
+    status=$?
+    ((status == 3)) || fail "$command: exit status $status, not 3"
+    is err "zandrel: cannot write a.kc: Input/output error"$'\n'"$changed"
+    ! cmp -s a.kc before || fail "$command: not changed"
+done
+is_left_with a.kc first.kc
+
+# --- what is left behind ---
+
+# Reading from a pipe keeps a command busy while it has the lock.
+mkfifo slow.tsv
+for arguments in 'learn a.kc slow.tsv' 'train a.kc slow.tsv --replace' 'train new.kc slow.tsv'; do
+    for pair in HUP:129 INT:130 TERM:143; do
+        cp first.kc a.kc
+        # The first signal is a request, which is looked at when the texts have been read.
+        # shellcheck disable=SC2086  # The words are the arguments.
+        start $arguments
+        command="$command, ${pair%:*}"
+        wait_for eval 'ls .*.kc.lock >/dev/null'
+        exec 9>slow.tsv
+        kill -s "${pair%:*}" "$process"
+        sleep 0.3
+        kill -0 "$process" 2>/dev/null || fail "$command: ended by the first signal"
+        cat more.tsv >&9
+        exec 9>&-
+        ends "${pair#*:}"
+        is err 'zandrel: Process interrupted'
+        is_silent out
+        cmp -s a.kc first.kc || fail "$command: changed the file"
+        is_left_with a.kc first.kc
+    done
+    # The second one ends the process at once.
+    # shellcheck disable=SC2086
+    start $arguments
+    wait_for eval 'ls .*.kc.lock >/dev/null'
+    exec 9<>slow.tsv
+    kill -s TERM "$process"
+    sleep 0.3
+    kill -s HUP "$process"
+    ends 129
+    exec 9>&-
+    is_left_with a.kc first.kc
+done
+# Nobody asks while a filter waits for its lines: the first signal ends it.
+for pair in HUP:129 INT:130 TERM:143; do
+    exec 9<>slow.tsv
+    start classify a.kc slow.tsv
+    sleep 0.5
+    kill -s "${pair%:*}" "$process"
+    ends "${pair#*:}"
+    exec 9>&-
+done
+rm slow.tsv
+
+(
+    ulimit -f 1  # blocks of 1024 bytes
+    expect 74 learn a.kc more.tsv
+    is err 'zandrel: cannot write a.kc: File too large'
+    expect 74 train a.kc more.tsv --replace
+    ((failures == 0))
+) || failures=$((failures + 1))
+cmp -s a.kc first.kc || fail "$command: changed the file"
+is_left_with a.kc first.kc
+
+# The next change removes what a dead process has left, and nothing else.
+: >.a.kc.tmp-abcdef
+: >.a.kc.tmp-living
+: >.a.kc.tmp-abcde
+: >.a.kc.tmp-abcde.
+: >.a.kc.backup
+: >.b.kc.tmp-abcdef
+: >.a.kc.lock
+mkdir .a.kc.tmp-folder
+ln -s train.tsv .a.kc.tmp-linked
+exec 9<.a.kc.tmp-living
+flock 9
+expect 0 learn a.kc more.tsv
+exec 9<&-
+is_left_with .a.kc.backup .a.kc.tmp-abcde .a.kc.tmp-abcde. .a.kc.tmp-folder .a.kc.tmp-linked \
+    .a.kc.tmp-living .b.kc.tmp-abcdef a.kc first.kc
+expect 0 options set a.kc ClipValue=2
+[[ ! -e .a.kc.tmp-living ]] || fail "$command: left a file of a process that has ended"
+rm -r .[ab].kc.*
+
+# The longest name, also one whose characters take several bytes.
+for name in "$(printf 'n%.0s' {1..252}).kc" "$(printf '\xC3\xBC%.0s' {1..126}).kc"; do
+    expect 0 train "$name" train.tsv --analysis words
+    expect 0 learn "$name" more.tsv
+    rm "$name"
+    is_left_with a.kc first.kc
+done
+
+# --- locks ---
+
+# Whoever may only read the file cannot stop learning.
+cp first.kc a.kc
+exec 9<a.kc
+flock -s 9
+expect 0 learn a.kc more.tsv
+exec 9<&-
+
+mkfifo slow.tsv
+# Starts a command that has the lock until `release` is called.
+hold() {
+    start "$@"
+    mv out held.out
+    mv err held.err
+    holder=$process
+    wait_for eval 'ls .*.kc.lock >/dev/null'
+    exec 8>slow.tsv
+}
+release() {
+    cat more.tsv >&8
+    exec 8>&-
+    process=$holder
+    ends 0
+}
+refused='zandrel: cannot write a.kc: another process is changing it; --wait SECONDS waits for it'
+ln -s a.kc link.kc
+cp first.kc a.kc
+hold learn a.kc slow.tsv
+for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
+    'tree set a.kc root/food --note1 note' 'tree move a.kc root/food root/sport' \
+    'tree rename a.kc root/food x' 'tree delete a.kc root/food' 'options set a.kc ClipValue=2'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 74 $arguments
+    is err "$refused"
+    # shellcheck disable=SC2086
+    expect 74 $arguments --wait 0.2
+    is err 'zandrel: cannot write a.kc: another process is still changing it after 0.2 seconds'
+done
+expect 74 learn link.kc more.tsv
+prints err 'another process is changing it'
+expect 0 classify a.kc train.tsv  # reading needs no lock
+# Ctrl-C ends the waiting.
+start learn a.kc more.tsv --wait 100
+sleep 0.5
+kill -s INT "$process"
+ends 130
+is err 'zandrel: Process interrupted'
+cmp -s a.kc first.kc || fail "$command: changed the file"
+# The waiting process goes on with what the other one has made.
+start learn a.kc more.tsv --wait 100
+waiting=$process
+sleep 0.5
+release
+process=$waiting
+ends 0
+[[ $(messages a.kc) == '3 3 ' ]] || fail "$command: lost texts: $(messages a.kc)"
+is_left_with a.kc first.kc link.kc
+rm link.kc
+
+hold train new.kc slow.tsv
+expect 74 train new.kc train.tsv
+prints err 'another process is changing it'
+start train new.kc train.tsv --wait 100
+waiting=$process
+sleep 0.5
+release
+process=$waiting
+ends 64
+is err 'zandrel: new.kc is a knowledge container already; --replace replaces it'
+rm new.kc slow.tsv
+
+for name in .a.kc.lock; do
+    ln -s train.tsv $name
+    expect 74 learn a.kc more.tsv
+    is err 'zandrel: cannot write a.kc: its lock file ./.a.kc.lock: Too many levels of symbolic links'
+    rm $name
+    mkfifo $name
+    expect 74 learn a.kc more.tsv
+    is err 'zandrel: cannot write a.kc: its lock file ./.a.kc.lock: not a regular file'
+    rm $name
+done
+
+# --- owners, groups, permissions ---
+
+# facts FILE...: what the system keeps of a file, but the time and the contents.
+facts() {
+    stat -c '%u:%g %a' "$1"
+    python3 - "$1" <<'PYTHON'
+import os, sys
+for name in sorted(os.listxattr(sys.argv[1])):
+    print(name, os.getxattr(sys.argv[1], name).hex())
+PYTHON
+}
+# set_attributes FILE: gives the file an attribute of its user, and an access list in which user 7 may
+# read and write, and the owning group may read.
+set_attributes() {
+    python3 - "$1" <<'PYTHON'
+import os, struct, sys
+OWNER, USER, GROUP, MASK, OTHER, NOBODY = 1, 2, 4, 16, 32, 0xFFFFFFFF
+entries = [(OWNER, 6, NOBODY), (USER, 6, 7), (GROUP, 4, NOBODY), (MASK, 6, NOBODY), (OTHER, 0, NOBODY)]
+access_list = struct.pack("<I", 2) + b"".join(struct.pack("<HHI", *entry) for entry in entries)
+for name, value in ("user.note", b"from the sales team"), ("system.posix_acl_access", access_list):
+    try:
+        os.setxattr(sys.argv[1], name, value)
+    except OSError as error:
+        print(f"files_test: no {name} here: {error.strerror}", file=sys.stderr)
+PYTHON
+}
+changes=('learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree set a.kc root/food --note1 note'
+    'tree rename a.kc root/food f' 'tree add a.kc root/g' 'tree move a.kc root/g root/s'
+    'tree delete a.kc root/f' 'options set a.kc ClipValue=2')
+# The last four need a tree that the first four do not change.
+prepare() {
+    rm -f a.kc
+    cp first.kc a.kc
+    case $1 in
+        *root/s) "$program" tree add a.kc root/s --type stat && "$program" tree add a.kc root/g ;;
+        *root/f) "$program" tree add a.kc root/f ;;
+    esac >out 2>err || fail "prepare $1"
+}
+
+umask 022
+group=$(id -G | tr ' ' '\n' | tail -n 1)  # another one, if this user has several
+for arguments in "${changes[@]}"; do
+    prepare "$arguments"
+    chgrp "$group" a.kc
+    chmod 640 a.kc
+    ((EUID != 0)) || chown 4141:4242 a.kc
+    set_attributes a.kc
+    before=$(facts a.kc)
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 0 $arguments
+    [[ $(facts a.kc) == "$before" ]] || fail "$command: $(facts a.kc), not $before"
+    # The right to run it as its owner was given to the old contents.
+    prepare "$arguments"
+    chmod 6755 a.kc
+    # shellcheck disable=SC2086
+    expect 0 $arguments
+    [[ $(stat -c %a a.kc) == 755 ]] || fail "$command: permissions $(stat -c %a a.kc)"
+done
+# An access list that the folder gives to new files is not given to a file that had none.
+cp first.kc a.kc
+chmod 640 a.kc
+python3 - <<'PYTHON'
+import os, struct
+entries = [(1, 6, -1), (2, 6, 7), (4, 4, -1), (16, 6, -1), (32, 0, -1)]
+try:
+    os.setxattr(".", "system.posix_acl_default", struct.pack("<I", 2) + b"".join(
+        struct.pack("<HHI", kind, rights, name % 2**32) for kind, rights, name in entries))
+except OSError as error:
+    print(f"files_test: no access lists here: {error.strerror}")
+PYTHON
+before=$(facts a.kc)
+expect 0 learn a.kc more.tsv
+[[ $(facts a.kc) == "$before" ]] || fail "$command: $(facts a.kc), not $before"
+expect 0 train new.kc train.tsv
+: >plain
+[[ $(facts new.kc) == "$(facts plain)" ]] || fail "$command: not as other new files"
+rm new.kc plain
+python3 -c 'import os; os.removexattr(".", "system.posix_acl_default")' 2>err
+chmod 444 a.kc
+if ((EUID != 0)); then
+    expect 74 learn a.kc more.tsv
+    is err 'zandrel: cannot write a.kc: Permission denied'
+fi
+
+# Hard links are separated.
+rm -f a.kc
+cp first.kc a.kc
+ln a.kc b.kc
+expect 0 learn a.kc more.tsv
+cmp -s b.kc first.kc || fail "$command: changed the other link"
+rm b.kc
+
+# Several users. A copy of the program is in a place that all of them can reach.
+if ((EUID == 0)); then
+    chmod 711 .
+    mkdir bin shared
+    cp "$program" bin/zandrel
+    cp "$(ldd "$program" | sed -n 's/.*libzandrel.* => \([^ ]*\).*/\1/p')" bin
+    cp train.tsv more.tsv shared
+    chmod -R a+rX bin shared
+    chgrp 4242 shared
+    # as USER GROUP[,GROUP] ARGUMENT...: runs the program in the shared folder as this user.
+    as() {
+        (cd shared && exec setpriv --reuid="$1" --regid="${2%%,*}" --groups="$2" \
+            env LD_LIBRARY_PATH="$work/bin" "$work/bin/zandrel" "${@:3}") >out 2>err </dev/null
+    }
+    # as_expected STATUS USER GROUP[,GROUP] ARGUMENT...
+    as_expected() {
+        local status=0
+        command="${*:4}, as $2:$3"
+        as "${@:2}" || status=$?
+        ((status == $1)) || fail "$command: exit status $status, not $1"
+    }
+    # container USER:GROUP PERMISSIONS: makes it anew.
+    container() {
+        rm -f shared/a.kc  # and what an access list was kept of it
+        cp first.kc shared/a.kc
+        chown "$1" shared/a.kc
+        chmod "$2" shared/a.kc
+    }
+    shared_facts() { facts shared/a.kc; }
+
+    chmod 770 shared
+    # A member of the group writes: the group keeps its rights, the file becomes the writer's.
+    container 4141:4242 664
+    as_expected 0 5151 5151,4242 learn a.kc more.tsv
+    [[ $(shared_facts) == '5151:4242 664' ]] || fail "$command: $(shared_facts)"
+    as_expected 0 6161 6161,4242 learn a.kc more.tsv
+    [[ $(shared_facts) == '6161:4242 664' ]] || fail "$command: $(shared_facts)"
+    # Somebody else writes, who cannot give it to the group: his own group gets no more than others.
+    chmod 777 shared
+    container 4141:4242 666
+    as_expected 0 5151 5151 learn a.kc more.tsv
+    [[ $(shared_facts) == '5151:5151 666' ]] || fail "$command: $(shared_facts)"
+    container 4141:4242 662
+    chmod 4766 shared/a.kc
+    as_expected 0 5151 5151 train a.kc more.tsv --replace
+    [[ $(shared_facts) == '5151:5151 766' ]] || fail "$command: $(shared_facts)"
+    container 4141:4242 676
+    as_expected 0 5151 5151 train a.kc more.tsv --replace
+    [[ $(shared_facts) == '5151:5151 666' ]] || fail "$command: $(shared_facts)"
+    # The same by an access list, which lets user 7 write and all others do nothing.
+    container 4141:4242 640
+    set_attributes shared/a.kc
+    before=$(shared_facts | tail -n +2 | sed 's/04000400/04000000/')
+    as_expected 0 7 7 learn a.kc more.tsv
+    [[ $(shared_facts | sed -n 1p) == '7:7 660' && $(shared_facts | tail -n +2) == "$before" ]] ||
+        fail "$command: $(shared_facts)"
+
+    # Only users who may write the container can open its lock.
+    # lock_facts USER GROUP[,GROUP]: the facts of the lock while this user has it.
+    lock_facts() {
+        local process
+        mkfifo -m 666 shared/slow.tsv
+        as "$1" "$2" learn a.kc slow.tsv &
+        process=$!
+        wait_for test -e shared/.a.kc.lock
+        exec 8>shared/slow.tsv  # behind the moment in which it is made
+        facts shared/.a.kc.lock
+        cat more.tsv >&8
+        exec 8>&-
+        rm shared/slow.tsv
+        wait "$process" || fail "learn as $1:$2: status $?"
+        [[ ! -e shared/.a.kc.lock ]] || fail "learn as $1:$2: left the lock"
+    }
+    command='the lock of another'
+    for row in '4141:4242 644 600' '4141:4242 664 660' '4141:4242 666 666' '4141:4242 640 600'; do
+        read -r owner permissions wanted <<<"$row"
+        container "$owner" "$permissions"
+        locked=$(lock_facts 4141 4242)
+        [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row: $locked"
+        container "$owner" "$permissions"
+        locked=$(lock_facts 0 0)
+        [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row, by root: $locked"
+    done
+    if python3 -c 'import os; os.getxattr("shared/a.kc", "system.posix_acl_access")' 2>err ||
+        grep -q 'No data available' err; then
+        # The owner is named where the lock cannot be his: owner 5151, user 4141, group 4242.
+        container 4141:4242 664
+        rights='0200000001000600ffffffff020006002d10000004000600ffffffff10000600ffffffff20000000ffffffff'
+        locked=$(lock_facts 5151 5151,4242)
+        [[ $locked == "5151:4242 660"$'\n'"system.posix_acl_access $rights" ]] ||
+            fail "lock without its owner: $locked"
+    fi
+    # A reader is refused without a lock file of his, and cannot open that of others.
+    container 4141:4242 644
+    as_expected 74 5151 5151 learn a.kc more.tsv
+    prints err 'cannot write a.kc: Permission denied'
+    : >shared/.a.kc.lock
+    chmod 600 shared/.a.kc.lock
+    chmod 666 shared/a.kc
+    as_expected 74 5151 5151 learn a.kc more.tsv
+    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
+    as_expected 0 0 0 learn a.kc more.tsv
+    # A folder that takes no lock file takes no new container either.
+    chmod 755 shared
+    chown 0 shared
+    as_expected 74 5151 5151 learn a.kc more.tsv
+    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
+    # A file that cannot be looked at is not taken for missing.
+    chmod 700 shared
+    command='train into a closed folder'
+    (cd / && exec setpriv --reuid=5151 --regid=5151 --clear-groups env LD_LIBRARY_PATH="$work/bin" \
+        "$work/bin/zandrel" train "$work/shared/a.kc" "$work/train.tsv") >out 2>err
+    [[ $? == 74 ]] || fail "$command: not 74"
+    is err "zandrel: cannot write $work/shared/a.kc: Permission denied"
+fi
+
+
+((failures == 0))

@@ -1,0 +1,10 @@
+#include "zandrel/persistence/Damaged_item.h"
+
+#include <string>
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/persistence/zeIO.h"
+
+void Zandrel::RaiseDamagedItem(const char* field, unsigned int id) {
+    throw qtX<zeIO>(12, qtString("Damaged item: ") + field, {qtString(std::to_string(id))});
+}

@@ -1,0 +1,183 @@
+// What zeStat_storage checks in a record that it has read.  Values: docs/formats/kc.md
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/persistence/Damaged_item.h"
+
+namespace {
+
+// No record holds a histogram of a finer resolution, while one damaged bit could ask for it.
+constexpr unsigned int kGreatestResolution = std::numeric_limits<unsigned int>::max() /
+                                             (Zandrel::LIKELIHOOD_SIZE * zeStat_storage::kBinSize);
+
+[[noreturn]] void raise_damaged(const char* what) {
+    throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
+}
+
+// Whether a setting can make weights below 0 from messages that have none: learning cuts a category
+// to a limit below 0, and a bootstrap divides by a frequency below 0.
+bool has_signed_settings(const zeStat_storage& storage) {
+    const auto is_below_0 = [](double setting) { return setting < 0.0; };
+    return is_below_0(storage.m_min_Rlimit) || is_below_0(storage.m_average_Rlimit) ||
+           is_below_0(storage.m_max_Rlimit) || is_below_0(storage.m_keywords_frequency) ||
+           std::any_of(storage.m_sml_weights.begin(), storage.m_sml_weights.end(), is_below_0);
+}
+
+// Checks the numbers of one model. A weight below 0 is damage, unless the model has been trained
+// under settings that make such weights. The settings may have changed since, so a model with two
+// odd weights and more is taken for such a one: then there are many, and a damaged bit makes one.
+class Number_check {
+public:
+    explicit Number_check(unsigned int id) : m_id(id) {}
+
+    void finite(double value, const char* field) const {
+        Zandrel::RequireFinite(value, field, m_id);
+    }
+
+    void between(int value, int least, int greatest, const char* field) const {
+        if (value < least || value > greatest) {
+            Zandrel::RaiseDamagedItem(field, m_id);
+        }
+    }
+
+    void weight(double value, const char* field) {
+        finite(value, field);
+        require(value >= 0.0, field);
+    }
+
+    // What belongs to a category is a part of all.
+    void bin(const zeStat_storage::Result_bin& bin) {
+        weight(bin.m_relevant, "m_relevant");
+        weight(bin.m_total, "m_total");
+        require(bin.m_relevant <= bin.m_total || bin.m_relevant < 0.0 || bin.m_total < 0.0,
+                "m_relevant");
+    }
+
+    void likelihood(double value) {
+        finite(value, kLikelihood);
+        m_has_odd_likelihood = m_has_odd_likelihood || value < 0.0 || value > 1.0;
+    }
+
+    // RAISES: qtX<zeIO> 12 for what no settings explain.
+    void end(bool has_signed_settings) const {
+        if (has_signed_settings || m_odd_weights > 1) {
+            return;
+        }
+        if (m_odd_weights == 1) {
+            Zandrel::RaiseDamagedItem(m_odd_field, m_id);
+        }
+        if (m_has_odd_likelihood) {
+            Zandrel::RaiseDamagedItem(kLikelihood, m_id);
+        }
+    }
+
+private:
+    static constexpr const char* kLikelihood = "likelihood table";
+
+    void require(bool is_usual, const char* field) {
+        if (!is_usual) {
+            ++m_odd_weights;
+            m_odd_field = field;
+        }
+    }
+
+    unsigned int m_id;
+    std::size_t m_odd_weights = 0;
+    const char* m_odd_field = nullptr;
+    bool m_has_odd_likelihood = false;
+};
+
+constexpr int kMost = std::numeric_limits<int>::max();
+
+void check_settings(const zeStat_storage& storage, const Number_check& check) {
+    check.finite(storage.m_clip_value, "m_clip_value");
+    check.finite(storage.m_delete_P_factor, "m_delete_P_factor");
+    check.finite(storage.m_min_Rlimit, "m_min_Rlimit");
+    check.finite(storage.m_average_Rlimit, "m_average_Rlimit");
+    check.finite(storage.m_max_Rlimit, "m_max_Rlimit");
+    check.finite(storage.m_keywords_frequency, "m_keywords_frequency");
+    check.finite(storage.m_weaken_small_cats_factor, "m_weaken_small_cats_factor");
+    for (const double weight : storage.m_sml_weights) {
+        check.finite(weight, "m_sml_weights");
+    }
+}
+
+void check_profile(const zeStat_storage::Profile& profile, Number_check& check) {
+    check.finite(profile.m_M, "m_M");
+    check.finite(profile.m_match_value, "m_match_value");
+    check.between(profile.m_selection_mark, 1, 255, "m_selection_mark");
+    check.weight(profile.m_weight, "m_weight of a profile");
+    check.weight(profile.m_msg_weight, "m_msg_weight");
+    check.between(profile.m_likelihood_age, 0, Zandrel::MAX_LIKELIHOOD_AGE, "m_likelihood_age");
+    for (const double value : profile.m_likelihood) {
+        check.likelihood(value);
+    }
+    for (const zeStat_storage::Result_bin& bin : profile.m_bins) {
+        check.bin(bin);
+    }
+    for (const auto& [term, P] : profile.m_Ps) {
+        check.weight(P.m_weight, "m_weight of a concept of a profile");
+    }
+}
+
+}  // namespace
+
+// What training and classification take for granted.
+void zeStat_storage::require_sound() const {
+    if (m_num_msgs < 0 || m_likelihood_resolution < 1 ||
+        static_cast<unsigned int>(m_likelihood_resolution) > kGreatestResolution) {
+        raise_damaged("settings");
+    }
+    require_sound_index();
+    for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
+        if (profile(iprofile).m_num_msgs < 0) {
+            raise_damaged("messages of a profile");
+        }
+        // Whole bins of the table tell which resolution it had: training with a damaged one would
+        // take memory for it.
+        const std::size_t bin_count = profile(iprofile).m_bins.size();
+        if (bin_count != 0 && bin_count % Zandrel::LIKELIHOOD_SIZE == 0 &&
+            bin_count != fine_bin_count()) {
+            raise_damaged("histogram of a profile");
+        }
+    }
+}
+
+void zeStat_storage::require_sound_index() const {
+    for (const auto& [node, iprofile] : m_profile_index) {
+        if (iprofile < 0 || iprofile >= profile_count()) {
+            Zandrel::RaiseDamagedItem("index of a profile", m_id);
+        }
+    }
+    if (m_profile_index.size() != m_profiles.size()) {
+        raise_damaged("index of profiles");
+    }
+    for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
+        if (get_profile(profile(iprofile).m_node) != iprofile) {
+            raise_damaged("index of profiles");
+        }
+    }
+}
+
+// The ranges are those of the records that Dump makes from weights that are finite and not below 0,
+// whatever the settings are.
+void zeStat_storage::require_possible_numbers() const {
+    Number_check check(m_id);
+    check_settings(*this, check);
+    check.weight(m_total_weight, "m_total_weight");
+    check.weight(m_total_msg_weight, "m_total_msg_weight");
+    check.weight(m_total_sml_weight, "m_total_sml_weight");
+    for (const auto& [term, info] : m_concept_infos) {
+        check.weight(info.m_weight, "m_weight of a concept");
+        check.weight(info.m_rate, "m_rate");
+        check.between(info.m_num_Ps, 0, kMost, "m_num_Ps");
+    }
+    for (const auto& each : m_profiles) {
+        check_profile(*each, check);
+    }
+    check.end(has_signed_settings(*this));
+}
