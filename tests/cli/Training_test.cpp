@@ -357,7 +357,7 @@ TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) 
                                                 "\"sport\", from 2 texts to the weight of 1.")));
     const std::string advice = "zandrel options set " + m_path + " AverageRlimit=1000";
     ASSERT_THAT(warnings[0], EndsWith(advice));
-    edit_kc(m_path, nullptr, [](qtPtrLight<zeManager>& manager) {
+    edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
         return set_kc_settings(manager, setting_values({"AverageRlimit=1000"}));
     });
     Learn("food\tcheese\n");
