@@ -41,6 +41,11 @@ container is smaller, and can classify but not learn. A container has a seal, ch
 command verifies: one that is damaged is refused, with a sentence about the damage. One without a seal
 is read as well; info says which.
 
+Where --set and --options give no value, train chooses some settings of a new container: info lists
+them. learn scales labels of more than about 3,000 texts down to that weight (AverageRlimit), so that
+a container keeps its size and follows changes. It warns where the limits of a container take away
+from what was learned, as those of older versions do.
+
 classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
 `categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root

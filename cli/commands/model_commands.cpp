@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -56,6 +57,9 @@ void run(Options& options, Training_summary (*work_on)(const Options&), bool wri
     {
         Long_work work;
         options.progress = &work.progress();
+        if constexpr (std::is_same_v<Options, Learning_options>) {
+            options.warn = [&work](const std::string& text) { work.warn(text); };
+        }
         summary = work_on(options);
     }
     print(summary, writes_json);

@@ -17,6 +17,7 @@
 #include "cli/kc/Kc_paths.h"
 #include "cli/kc/Kc_tree_view.h"
 #include "cli/kc/Kept_analysis.h"
+#include "cli/kc/Kept_choices.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 
@@ -69,6 +70,14 @@ std::string optional_setting(const zeConfig& config, const char* key) {
 
 void print_field(std::string_view name, const std::string& value, std::ostream& out) {
     out << "  " << left_aligned(name, kNameWidth) << value << '\n';
+}
+
+std::string joined(const std::vector<Chosen_setting>& choices) {
+    std::string text;
+    for (const Chosen_setting& each : choices) {
+        text += (text.empty() ? "" : ", ") + shown_text(each.key) + '=' + shown_text(each.value);
+    }
+    return text;
 }
 
 std::string yes_or_no(bool flag) {
@@ -129,6 +138,7 @@ Kc_info kc_info(zeManager& manager) {
     }
     info.analysis = optional_setting(manager.m_config, kAnalysisKey);
     info.stem_language = optional_setting(manager.m_config, kStemKey);
+    info.choices = kept_choices(manager.m_config, manager.m_defaults);
     add_tree(manager, info);
     return info;
 }
@@ -175,6 +185,9 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
                 (info.stem_language.empty() ? "" : ", stem " + shown_text(info.stem_language)),
             out);
     }
+    if (!info.choices.empty()) {
+        print_field("program's choices", joined(info.choices), out);
+    }
     print_field("created", moment_text(info.created), out);
     print_field("last trained", moment_text(info.last_trained), out);
     print_tree_counts(info, out);
@@ -206,6 +219,10 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     json["name"] = info.name;
     json["analysis"] = info.analysis;
     json["stem"] = info.stem_language;
+    json["choices"] = Json::object();
+    for (const Chosen_setting& each : info.choices) {
+        json["choices"][each.key] = value_json(each.value);
+    }
     json["created"] = moment_text(info.created);
     json["last_trained"] = moment_text(info.last_trained);
     json["nodes"] = info.nodes;

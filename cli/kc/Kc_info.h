@@ -15,6 +15,7 @@
 #include "zandrel/foundation/qtTimeDate.h"
 
 #include "cli/kc/Kc_file_facts.h"
+#include "cli/model/Chosen_settings.h"
 
 class zeManager;
 
@@ -46,7 +47,8 @@ struct Kc_info {
     std::vector<Stat_info> classifiers;  // the statistical ones, in the order of the tree's view
     std::string analysis;                // of texts, by its name; empty: the container does not say
     std::string stem_language;           // empty: words stay as they are
-    // The free settings, among them those that the program keeps, as the two above.
+    std::vector<Chosen_setting> choices;  // settings that the program chose and nobody changed
+    // The free settings, among them those that the program keeps, as the three above.
     std::vector<std::pair<std::string, std::string>> optional;
 };
 

@@ -18,6 +18,7 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
 #include "cli/kc/Kc_tree.h"
+#include "cli/kc/Kept_choices.h"
 #include "cli/model/Engine_settings.h"
 
 namespace cli {
@@ -55,12 +56,6 @@ qtPtrLight<zeManager> container_of(const zeConfig& config, const zeDefaults& def
     return container;
 }
 
-std::map<qtString, qtString> texts_of(qtPtrLight<zeManager>& container) {
-    zeOptMap map;
-    map.GetKcDefaults(container);
-    return std::move(map.options);
-}
-
 bool is_known(std::string_view key) {
     const std::vector<zeOptMap::Known_key> known = zeOptMap::known_keys();
     return std::any_of(known.begin(), known.end(),
@@ -86,13 +81,14 @@ void verify_compact(const zeStat_storage& storage, const zeDefaults& wanted) {
     }
 }
 
-// Numbers as numbers, all else as a text.
-Json value_json(const std::string& value) {
-    Json number = Json::parse(value, nullptr, false);
-    return number.is_number() ? number : Json(value);
-}
-
 }  // namespace
+
+std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults) {
+    qtPtrLight<zeManager> container = container_of(config, defaults);
+    zeOptMap map;
+    map.GetKcDefaults(container);
+    return std::move(map.options);
+}
 
 zeDefaults settings_of(const zeStat_storage& storage) {
     zeDefaults settings;
@@ -125,15 +121,13 @@ zeDefaults settings_of(const zeStat_storage& storage) {
 }
 
 std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
-    std::map<qtString, qtString> texts = texts_of(manager);
+    std::map<qtString, qtString> texts = setting_texts(manager->m_config, manager->m_defaults);
     std::vector<Kc_setting> settings;
     for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
         settings.push_back({known.key, texts[known.key].str(), {}});
     }
     for (const Stat_classifier& each : stat_classifiers(*manager)) {
-        qtPtrLight<zeManager> own =
-            container_of(manager->m_config, settings_of(*each.matcher->m_storage));
-        texts = texts_of(own);
+        texts = setting_texts(manager->m_config, settings_of(*each.matcher->m_storage));
         for (Kc_setting& setting : settings) {
             const std::string value = texts[setting.key].str();
             if (value != setting.value) {
@@ -187,13 +181,14 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_v
         wanted.emplace_back(each.matcher, own->m_defaults);
     }
     map.SetKcDefaults(manager, false);
+    const bool has_forgotten = forget_choices(values, manager->m_config);
     zeSetDefaults all = zeSetDefaults::all(true);
     for (auto& [matcher, settings] : wanted) {
         matcher->m_storage->set_defaults(settings, all);
         matcher->m_dirty = true;
     }
     manager->m_modified = true;
-    return kc_settings(manager) != before;
+    return has_forgotten || kc_settings(manager) != before;
 }
 
 void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out) {
@@ -206,6 +201,11 @@ void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out) 
         }
         out << '\n';
     }
+}
+
+nlohmann::ordered_json value_json(const std::string& value) {
+    Json number = Json::parse(value, nullptr, false);
+    return number.is_number() ? number : Json(value);
 }
 
 nlohmann::ordered_json settings_json(const std::vector<Kc_setting>& settings) {

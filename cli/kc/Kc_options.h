@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_KC_KC_OPTIONS_H_
 #define ZANDREL_CLI_KC_KC_OPTIONS_H_
 
+#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -9,10 +10,12 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtString.h"
 #include "zandrel/persistence/zeDefaults.h"
 
 class zeManager;
 class zeStat_storage;
+struct zeConfig;
 
 namespace cli {
 
@@ -49,15 +52,21 @@ Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key);
 std::vector<Setting_value> setting_values(const std::vector<std::string>& words);
 
 // Gives the values to the container and to each of its statistical classifiers, whose other
-// settings stay what they are. Returns whether anything has changed.
+// settings stay what they are. A setting that the program chose becomes the user's, also with an
+// equal value. Returns whether anything has changed.
 // REQUIRES: values as `setting_values` gives them.
 // RAISES: Edit_refused, changing nothing, for a compact container if a classifier would have to
 // make its likelihood tables anew, from statistics that are not there.
 bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_value>& values);
 
+// The settings as an options file has them, by key.
+std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
+
 // The settings of one classifier in the form of a container's.
 zeDefaults settings_of(const zeStat_storage& storage);
 
+// A setting's value: a number as a number, all else as a text.
+nlohmann::ordered_json value_json(const std::string& value);
 // Prints a line `Key=value` for each, with what differs as a comment behind it: an options file.
 void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out);
 // The same as an object with a member for each key: an object of `value`, a number or a text, and

@@ -81,8 +81,8 @@ std::string integer_problem(std::string_view value, const Range& range) {
 }
 
 std::string value_problem(std::string_view key, Kind kind, std::string_view value) {
-    if (value.empty() || value == "leave") {
-        return {};  // keeps the setting
+    if (keeps_setting(value)) {
+        return {};
     }
     if (is_trainer_switch(key)) {
         return value == "0" || value == "1" ? "" : "is neither 0 nor 1";
@@ -114,6 +114,10 @@ std::size_t line_of(const std::string& path, std::string_view key) {
 }
 
 }  // namespace
+
+bool keeps_setting(std::string_view value) {
+    return value.empty() || value == "leave";
+}
 
 std::string setting_problem(std::string_view key, std::string_view value) {
     const std::optional<Kind> kind = kind_of(key);

@@ -13,6 +13,9 @@ class zeManager;
 
 namespace cli {
 
+// Whether this value, given for a setting, leaves the setting as it is.
+bool keeps_setting(std::string_view value);
+
 // What is wrong with a setting or one of the trainers' switches, in words; empty if nothing is.
 std::string setting_problem(std::string_view key, std::string_view value);
 

@@ -3,6 +3,7 @@
 #define ZANDREL_CLI_MODEL_LONG_WORK_H_
 
 #include <iostream>
+#include <string>
 #include <unistd.h>
 
 #include "cli/model/Interruption.h"
@@ -15,6 +16,12 @@ namespace cli {
 class Long_work {
 public:
     CTProgress& progress() { return m_bar; }
+
+    // Writes a line for the user to standard error.
+    void warn(const std::string& text) {
+        m_bar.blank();
+        std::cerr << "zandrel: " << text << std::endl;
+    }
 
 private:
     Interruption m_interruption;

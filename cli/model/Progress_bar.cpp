@@ -27,8 +27,13 @@ Progress_bar::Progress_bar(std::ostream* out, Clock clock)
     : m_out(out), m_clock(std::move(clock)), m_begin(m_clock()) {}
 
 Progress_bar::~Progress_bar() {
+    blank();
+}
+
+void Progress_bar::blank() {
     if (m_is_shown) {
         *m_out << kToStartOfBlankLine << std::flush;
+        m_is_shown = false;
     }
 }
 

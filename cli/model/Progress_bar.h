@@ -29,6 +29,10 @@ public:
     void NextPhase(bool completed) override;
     bool IsInterrupted() const override;
 
+    // Removes the line, so that something else can be written in its place. The next report draws
+    // it again.
+    void blank();
+
 private:
     static double seconds_now();
 

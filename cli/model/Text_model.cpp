@@ -62,20 +62,22 @@ Text_model::Text_model(const Model_options& options)
     : m_analysis(make_text_analysis(options.analysis)),
       m_groups(options.groups),
       m_manager(new zeManager),
-      m_chooses_profile_size(options.analysis.kind == Analysis_kind::kPhrases) {
+      m_kind(options.analysis.kind),
+      m_given(options.settings) {
     if (options.settings != nullptr) {
         options.settings->apply(m_manager);
-        m_chooses_profile_size = m_chooses_profile_size && !options.settings->has("ProfileSize");
     }
 }
 
 Text_model::Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis)
     : m_analysis(make_text_analysis(analysis)),
       m_manager(manager),
+      m_kind(analysis.kind),
       m_workflow(m_manager->GetWorkflow()) {}
 
 void Text_model::begin(const std::vector<Labelled_text>& texts) {
-    choose_profile_size(texts);
+    m_choices = choose_settings(m_kind, labels_of(texts).size(), m_given);
+    apply_settings(m_choices, m_manager);
     Concept name = Concept::insert(kRootName);
     m_workflow = m_manager->InitWorkflow(name);
     if (!m_groups.groups.empty()) {
@@ -308,18 +310,6 @@ std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
         results.get_result(0);  // Sorts and cuts off what is not wanted.
     }
     return std::move(results.results);
-}
-
-void Text_model::choose_profile_size(const std::vector<Labelled_text>& texts) {
-    constexpr std::size_t kFewLabels = 30;
-    constexpr int kSizeForFewLabels = 10000;
-    constexpr int kSizeForManyLabels = 3000;
-    if (!m_chooses_profile_size) {
-        return;
-    }
-    const std::size_t label_count = labels_of(texts).size();
-    m_manager->m_defaults.profile_size =
-        label_count <= kFewLabels ? kSizeForFewLabels : kSizeForManyLabels;
 }
 
 void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {

@@ -16,6 +16,7 @@
 #include "zandrel/messages/zeSml_feeder.h"
 
 #include "cli/data/Labelled_text.h"
+#include "cli/model/Chosen_settings.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Model_options.h"
@@ -90,18 +91,21 @@ public:
     std::vector<std::string> labels() const;
     Model_size size() const;
 
+    // The settings that the program has chosen for a new model, from `train` or `bootstrap` on.
+    const std::vector<Chosen_setting>& choices() const { return m_choices; }
+
     const qtPtrLight<zeManager>& manager() const { return m_manager; }
+
+    // The statistics of all its statistical classifiers.
+    std::vector<zeStat_storage*> storages() const;
 
 private:
     Explanation explain(zeMsg& msg, zeNode* node, double score);
     double score_of(zeMsg& msg, const zeNode* node);
-    // The sizes found best for `phrases`, which has many more concepts than words alone.
-    void choose_profile_size(const std::vector<Labelled_text>& texts);
     void begin(const std::vector<Labelled_text>& texts);
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
-    std::vector<zeStat_storage*> storages() const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
 
@@ -110,7 +114,9 @@ private:
     zeSml_feeder m_feeder;  // emptied for each text
     Label_groups m_groups;
     qtPtrLight<zeManager> m_manager;
-    bool m_chooses_profile_size = false;         // neither the user nor the engine's default does
+    Analysis_kind m_kind;
+    const Engine_settings* m_given = nullptr;    // BORROWS: by the user; null: none
+    std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: whose tables are left out
 };

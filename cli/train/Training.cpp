@@ -14,12 +14,14 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kept_choices.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/kc/Target_file.h"
 #include "cli/model/Text_model.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
+#include "cli/train/Scaling.h"
 
 namespace cli {
 
@@ -124,6 +126,13 @@ void write_model(const std::string& path, const Text_model& model, bool compact,
     summary.bytes = std::filesystem::file_size(path);
 }
 
+void warn_of_scaling(const Learning_options& options, const Text_model& model) {
+    const std::string warning = scaling_warning(options.kc_file, scaling_of(model.storages()));
+    if (options.warn && !warning.empty()) {
+        options.warn(warning);
+    }
+}
+
 }  // namespace
 
 Training_summary train_kc(const Training_options& options) {
@@ -140,6 +149,7 @@ Training_summary train_kc(const Training_options& options) {
     Text_model model(options.model);
     model.train(texts, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
+    keep_choices(model.choices(), model.manager()->m_config);
     check_overwriting(
         options);  // training takes long enough for somebody to put another file there
     write_model(options.kc_file, model, options.compact, options.progress, summary);
@@ -165,6 +175,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     }
     const Texts texts = joined(files);
     check_interrupt(options.progress);
+    warn_of_scaling(options, *model);
     model->learn(texts, options.progress);
     write_model(options.kc_file, *model, false, options.progress, summary);
     summary.texts = texts.size();

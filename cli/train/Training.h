@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ struct Learning_options {
     bool skips_bad_lines = false;
     double seconds_to_wait = 0.0;    // likewise
     CTProgress* progress = nullptr;  // BORROWS: likewise
+    // Takes what the user should know before the work begins; none: nobody is told.
+    std::function<void(const std::string&)> warn = {};
 };
 
 // What was done.
@@ -59,10 +62,10 @@ struct Training_summary {
 // qtX<zeWorkflow> 2 "Process interrupted".
 Training_summary train_kc(const Training_options& options);
 
-// Reads the container, learns the texts of all files as one bulk, and writes it back.
-// RAISES: what read_model raises, and the like; Data_error for a compact container; Data_error with
-// file and line for the first label that the container does not know, unless they are added, and
-// for one that cannot be added.
+// Reads the container, learns the texts of all files as one bulk, and writes it back. Warns before
+// it learns if the container's limits scale down what was counted. RAISES: what read_model raises,
+// and the like; Data_error for a compact container; Data_error with file and line for the first
+// label that the container does not know, unless they are added, and for one that cannot be added.
 Training_summary learn_into_kc(const Learning_options& options);
 
 // One line.

@@ -10,8 +10,13 @@ PROGRAM = ROOT / "build" / "release" / "cli" / "zandrel"
 
 
 def build_program():
+    build_targets("zandrel_cli")
+
+
+def build_targets(*targets):
+    """RAISES: Failure with what the build says."""
     for command in (["cmake", "--preset", "release"],
-                    ["cmake", "--build", "--preset", "release", "--target", "zandrel_cli", "-j2"]):
+                    ["cmake", "--build", "--preset", "release", "-j2", "--target", *targets]):
         try:
             done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE,
                                   stderr=subprocess.STDOUT, text=True)

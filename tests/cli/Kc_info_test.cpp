@@ -126,6 +126,15 @@ TEST(KcInfoTest, TellsIdentityAndFreeSettings) {
     EXPECT_EQ(info.depth, 0);
 }
 
+TEST(KcInfoTest, SettingsThatTheProgramChoseAreThoseThatTheContainerStillHas) {
+    zeManager manager;
+    manager.m_defaults.profile_size = 5;
+    manager.m_config.set_optional("zandrel.choices", "ProfileSize=5 SuppressM=0");
+
+    const std::vector<Chosen_setting> expected = {{"ProfileSize", "5"}};
+    EXPECT_EQ(kc_info(manager).choices, expected);
+}
+
 TEST(KcInfoTest, WritesMomentsInUtc) {
     const struct {
         std::int64_t microseconds;
@@ -160,6 +169,7 @@ Kc_info example() {
     info.classifiers = {{"shop", 2, 4, 0, 1200}};
     info.analysis = "words";
     info.stem_language = "german";
+    info.choices = {{"ProfileSize", "3000"}, {"SuppressM", "0"}};
     info.optional = {{"key", "a\nb"}};
     return info;
 }
@@ -179,6 +189,7 @@ TEST(KcInfoTest, PrintsAText) {
               "  id                  7\n"
               "  name                shop\n"
               "  text analysis       words, stem german\n"
+              "  program's choices   ProfileSize=3000, SuppressM=0\n"
               "  created             1970-01-01 00:00:00 UTC\n"
               "  last trained        1970-01-01 00:00:01 UTC\n"
               "tree\n"
@@ -200,6 +211,7 @@ TEST(KcInfoTest, WritesTheSameAsJson) {
         kc_info_json(example()).dump(),
         R"({"file":"a\n.kc","size":12345,"unicode":true,"seal":true,"version":2,"compact":true,)"
         R"("id":7,"name":"shop","analysis":"words","stem":"german",)"
+        R"("choices":{"ProfileSize":3000,"SuppressM":0},)"
         R"("created":"1970-01-01 00:00:00 UTC","last_trained":"1970-01-01 00:00:01 UTC",)"
         R"("nodes":3,"leaves":2,"rule_classifiers":0,"categories":2,"depth":2,)"
         R"("statistical_classifiers":[{"path":"shop","categories":2,"messages":4,)"

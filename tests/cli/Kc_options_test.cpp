@@ -14,6 +14,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_tree.h"
+#include "cli/kc/Kept_choices.h"
 #include "tests/cli/small_kc.h"
 
 namespace cli {
@@ -170,6 +171,15 @@ TEST(KcOptionsTest, TellsThatNothingHasChanged) {
     EXPECT_FALSE(set(kc, {"ProfileSize="}));
     EXPECT_FALSE(set(kc, {"ProfileSize=leave"}));
     EXPECT_EQ(value_of(kc, "ProfileSize"), "1000");
+}
+
+TEST(KcOptionsTest, ChoiceOfTheProgramBecomesTheUsersAlsoWithAnEqualValue) {
+    Small_kc kc;
+    keep_choices({{"ProfileSize", "1000"}, {"ClipValue", "3"}}, kc.Manager().m_config);
+
+    EXPECT_TRUE(set(kc, {"ProfileSize=1000"}));
+    EXPECT_EQ(kc.Manager().m_config.get_optional("zandrel.choices")->str(), "ClipValue=3");
+    EXPECT_FALSE(set(kc, {"ProfileSize=1000"}));
 }
 
 TEST(KcOptionsTest, RefusesBadWordsBeforeAnythingIsRead) {

@@ -15,10 +15,14 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kc_options.h"
+#include "cli/kc/Kept_choices.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/model/Text_model.h"
@@ -29,6 +33,8 @@ namespace cli {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
@@ -172,6 +178,19 @@ TEST_F(TrainingTest, GivesTheSettingsToTheModelThatIsWritten) {
     EXPECT_EQ(read_kc(m_path, nullptr)->m_defaults.profile_size, 123);
 }
 
+TEST_F(TrainingTest, KeepsWhatTheProgramChoseApartFromWhatTheUserGave) {
+    Engine_settings settings;
+    settings.set({"ProfileSize=123", "AverageRlimit=50"});
+    m_training.model = {{Analysis_kind::kPhrases}, &settings, {}};
+    Train("sport\tgoals\nfood\tbreads\n");
+
+    const qtPtrLight<zeManager> manager = read_kc(m_path, nullptr);
+    EXPECT_EQ(manager->m_defaults.profile_size, 123);
+    EXPECT_FALSE(manager->GetRootStorage()->m_suppress_M);
+    const std::vector<Chosen_setting> expected = {{"SuppressM", "0"}};
+    EXPECT_EQ(kept_choices(manager->m_config, manager->m_defaults), expected);
+}
+
 TEST_F(TrainingTest, LeavesBadLinesOutIfAsked) {
     m_training.skips_bad_lines = true;
     m_training.data_files = {m_folder.write("a.tsv", "sport\tgoal\nbad\n"),
@@ -305,6 +324,44 @@ TEST_F(TrainingTest, LearnsFurtherTexts) {
     EXPECT_EQ(summary.labels, 2U);
     EXPECT_EQ(summary.new_labels, 0U);
     EXPECT_EQ(Model()->rank("cheese", 1).front().label, "food");
+}
+
+// The messages of data/shop are 968 of 8 labels, more than a hundred for each.
+TEST_F(TrainingTest, LearningAfterTrainingScalesNothingDown) {
+    m_training.model.analysis = {};
+    m_training.data_files = {kShop + ".train.tsv"};
+    train_kc(m_training);
+    m_learning.warn = [](const std::string& text) { ADD_FAILURE() << text; };
+    Learn("delivery\tWhere is my parcel?\n");
+
+    const qtPtrLight<zeManager> manager = read_kc(m_path, nullptr);
+    EXPECT_NEAR(manager->GetRootStorage()->m_total_weight, 969.0, 1e-9);
+}
+
+TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) {
+    std::vector<std::string> warnings;
+    m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    Engine_settings settings;
+    settings.set({"AverageRlimit=1", "MinRlimit=1"});
+    m_training.model.settings = &settings;
+    Train("sport\tgoal\nsport\tmatch\nfood\tbread\n");
+    ErrorOfLearning("music\tdrum\n");
+    EXPECT_THAT(warnings, IsEmpty()) << "nothing is learned";
+
+    // The average size, of which the greater one has more weight than a half, is 1.5.
+    Learn("food\tcheese\n");
+
+    EXPECT_THAT(warnings,
+                ElementsAre(StartsWith(m_path + ": its limits make learning forget: 1 of 2 "
+                                                "categories are scaled down, most of all "
+                                                "\"sport\", from 2 texts to the weight of 1.")));
+    const std::string advice = "zandrel options set " + m_path + " AverageRlimit=1000";
+    ASSERT_THAT(warnings[0], EndsWith(advice));
+    edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
+        return set_kc_settings(manager, setting_values({"AverageRlimit=1000"}));
+    });
+    Learn("food\tcheese\n");
+    EXPECT_EQ(warnings.size(), 1U);
 }
 
 TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {

@@ -229,6 +229,17 @@ prints err 'clash.tsv:1: label "fun" cannot be added: '
 expect 66 learn absent.kc more.tsv
 is err 'zandrel: cannot read absent.kc: No such file or directory'
 
+# Limits that scale down what was learned are told before learning begins.
+expect 0 train old.kc "$shop.train.tsv" --set AverageRlimit=100
+expect 0 learn old.kc more.tsv --add-categories
+prints err 'zandrel: old.kc: its limits make learning forget: '
+advice=$(sed -n 's/.*first run: zandrel //p' err)
+# shellcheck disable=SC2086  # The words are the arguments.
+expect 0 $advice
+expect 0 learn old.kc more.tsv
+is_silent err
+rm old.kc
+
 # Files that are no containers.
 head -c 600 a.kc >cut.kc
 for arguments in classify explain 'learn DATA' 'evaluate DATA'; do

@@ -53,6 +53,20 @@ for line in '"compact": true,' '"seal": true,' '"analysis": "phrases",' '"catego
     "\"size\": $(stat -c %s compact.kc),"; do
     prints out "$line"
 done
+# The program chooses settings for phrases, until the user sets them.
+choices() {
+    expect 0 info chosen.kc
+    grep -qxF "  program's choices   $1" out || fail "$command: other choices than $1"
+}
+expect 0 train chosen.kc train.tsv --set MinRlimit=30 --set SuppressM=1
+choices 'MaxPsSize=40000, MinPsSize=20000, ProfileSize=10000'
+expect 0 train chosen.kc train.tsv --replace --set ProfileSize=5
+choices 'AverageRlimit=3000, MaxRlimit=10000, MinRlimit=30, SuppressM=0'
+changes options set chosen.kc SuppressM=0
+choices 'AverageRlimit=3000, MaxRlimit=10000, MinRlimit=30'
+changes options set chosen.kc AverageRlimit=5000
+expect 0 info chosen.kc
+! grep -q choices out || fail "$command: shows settings of the user as choices"
 
 # tree show
 shows whole.kc root 'root [stat] NoScore' '  food [leaf] messages=1' '  world [stat] NoScore messages=3' \
@@ -180,7 +194,7 @@ prints out 'LearnSpeedScale=linear'
 # The greatest limit of a classifier is never below its average one.
 changes options set c.kc MaxRlimit=50
 expect 0 options get c.kc MaxRlimit
-is out 'MaxRlimit=50  # 100 at root, 100 at root/world'
+is out 'MaxRlimit=50  # 3000 at root, 3000 at root/world'
 keep_inode c.kc
 refuses 64 c.kc 'zandrel: unknown setting "ProfileSice"' options set c.kc ClipValue=1 ProfileSice=7
 refuses 64 c.kc 'zandrel: bad value for ClipValue: "2.5" is not an integer' options set c.kc ClipValue=2.5

@@ -17,7 +17,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, contestants, corpora, peers, processes, start
+from benchmarks import accuracy, contestants, corpora, learning, peers, processes, start
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -365,6 +365,144 @@ class StartTest(FolderTest):
         self.assertEqual(calls, ["full", "no file", "full", "no file"])
 
 
+def point(texts, accuracy, trained=None):
+    result = {"texts": texts, "accuracy": accuracy, "concepts": 10 * texts, "file_bytes": 2500000,
+              "cpu_seconds": 1.25}
+    if trained is not None:
+        result["trained"] = point(texts, trained)
+    return result
+
+
+def trial(settings, swap_accuracies):
+    return {"settings": settings,
+            "one_text": {"before": point(10, 0.75), "after": point(11, 0.5)},
+            "rest": [{"bulks": "1:10",
+                      "points": [point(2, 0.25, 0.75), point(6, 0.5, 0.75), point(10, 0.75, 0.5)]}],
+            "swap": {"labels": ["a", "b"],
+                     "points": [point(1000 + 625 * i, accuracy)
+                                for i, accuracy in enumerate(swap_accuracies)]}}
+
+
+class LearningTest(FolderTest):
+    def options(self, **changed):
+        return types.SimpleNamespace(**{"analysis": "words", "settings": None, "bulks": None,
+                                        "plots": self.folder, **changed})
+
+    def test_large_corpora_are_learned_in_the_largest_bulks_only(self):
+        small = self.write_corpus("small")
+        large = self.write_corpus("large", train="a\t" + "x" * learning.LARGE_CORPUS + "\n")
+
+        for corpus, given, expected in ((small, None, ["1:100", "10:1000", "100:100", "1000:1000"]),
+                                        (large, None, ["1000:1000"]),
+                                        (large, ["5:7"], ["5:7"])):
+            with self.subTest(corpus=corpus.name, given=given):
+                command = learning.command_of(corpus, self.options(bulks=given))
+                self.assertEqual([word for before, word in zip(command, command[1:])
+                                  if before == "--bulks"], expected)
+
+    def test_settings_are_measured_side_by_side(self):
+        self.assertEqual(learning.common_arguments(self.options()),
+                         ["--analysis", "words", "--settings", ""])
+        self.assertEqual(learning.common_arguments(self.options(settings=["", "A=1 B=2"])),
+                         ["--analysis", "words", "--settings", "", "--settings", "A=1 B=2"])
+
+    def test_rest_is_compared_with_training_on_as_many_texts(self):
+        one = trial("A=1", [0.5])
+
+        self.assertEqual(learning.one_text_row("news", one).split(),
+                         ["news", "A=1", "75.0", "50.0", "-25.0"])
+        # The first point, before learning, is no part of the differences -25 and +25.
+        self.assertEqual(learning.rest_row("news", one, one["rest"][0]).split(),
+                         ["news", "A=1", "1:10", "75.0", "-25.0", "+0.0", "+25.0", "100", "2.50",
+                          "1.2"])
+
+    def test_swap_is_compared_after_1250_texts_or_at_the_end_of_a_shorter_half(self):
+        long = trial("", [0.25, 0.375, 0.5, 0.75])
+        short = trial("", [0.25, 0.375])
+
+        self.assertEqual(learning.accuracy_after_swap(long), 0.5)
+        self.assertEqual(learning.accuracy_after_swap(short), 0.375)
+        self.assertEqual(learning.swap_row("news", long, 0.625).split(),
+                         ["news", "program", "25.0", "50.0", "-12.5", "75.0"])
+
+    def test_tables_name_the_difference_to_the_best_settings(self):
+        table = io.StringIO()
+        with contextlib.redirect_stdout(table):
+            learning.print_tables("news", {"analysis": "words",
+                                           "trials": [trial("", [0, 0, 0.5]),
+                                                      trial("A=1", [0, 0, 0.75])]})
+
+        rows = [line.split() for line in table.getvalue().splitlines()]
+        self.assertIn(["news", "program", "0.0", "50.0", "-25.0", "50.0"], rows)
+        self.assertIn(["news", "A=1", "0.0", "75.0", "+0.0", "75.0"], rows)
+
+    def test_growth_is_that_since_half_as_many_texts(self):
+        points = [{"texts": texts, "concepts": 7, "file_bytes": size}
+                  for texts, size in ((10, 1000000), (20, 1500000), (30, 1600000), (40, 1515000))]
+
+        rows = learning.stream_rows({"settings": "", "points": points})
+
+        self.assertEqual([row.split() for row in rows],
+                         [["program", "10", "7", "1.00"], ["program", "20", "7", "1.50", "+50.0", "%"],
+                          ["program", "30", "7", "1.60"], ["program", "40", "7", "1.51", "+1.0", "%"]])
+
+    def test_plot_has_every_curve_and_the_trained_models(self):
+        curves = learning.curves_of({"trials": [trial("A=1", [0.25, 0.5])]})
+
+        self.assertEqual(curves["rest"],
+                         [("A=1, trained on everything so far",
+                           [(2, 75.0), (6, 75.0), (10, 50.0)]),
+                          ("A=1, bulks 1:10", [(2, 25.0), (6, 50.0), (10, 75.0)])])
+        self.assertEqual(curves["swap"], [("A=1", [(1000, 25.0), (1625, 50.0)])])
+        self.assertEqual(learning.block_of(curves["swap"][0]), "1000 25.0\n1625 50.0\n\n\n")
+        script = learning.plot_script("it's", curves, "it's.dat", "it's.svg")
+        self.assertIn("set output 'it''s.svg'", script)
+        for block, title in enumerate(("A=1, trained on everything so far", "A=1, bulks 1:10", "A=1")):
+            self.assertIn(f"'it''s.dat' index {block} using 1:2 with linespoints title '{title}'",
+                          script)
+
+    def test_settings_that_train_alike_share_the_curve_of_the_trained_models(self):
+        other = trial("B=1", [0.5])
+        other["rest"][0]["points"][0]["trained"]["accuracy"] = 0.125
+
+        curves = learning.curves_of({"trials": [trial("", [0.5]), trial("A=1", [0.5]), other]})
+
+        self.assertEqual([title for title, _ in curves["rest"] if "trained" in title],
+                         ["program, trained on everything so far",
+                          "B=1, trained on everything so far"])
+
+    def test_missing_gnuplot_is_named(self):
+        with mock.patch.object(learning.shutil, "which", lambda _: None), \
+                self.assertRaisesRegex(Failure, "gnuplot-nox; `script/bootstrap learning`"):
+            learning.check_installed()
+
+    def test_measures_the_others_if_a_corpus_is_bad(self):
+        self.write_corpus("bad", train="")
+        self.write_corpus("good")
+        plotted = []
+
+        def run(command):
+            if "stream" in command:
+                return {"analysis": "words", "trials": []}
+            return {"analysis": "words", "trials": [trial("", [0.5])]}
+
+        table = io.StringIO()
+        with mock.patch.multiple(learning, run=run, check_installed=lambda: None,
+                                 build_targets=lambda *_: None,
+                                 plot=lambda name, *_: plotted.append(name)), \
+                contextlib.redirect_stdout(table):
+            status = learning.measure_learning(self.options(data=self.folder, corpus=None))
+
+        self.assertEqual(status, 1)
+        self.assertEqual(plotted, ["good"])
+        self.assertIn("bad.train.tsv: no text with a word", self.messages.getvalue())
+        self.assertIn("new words, analysis words", table.getvalue())
+
+    def test_failure_of_the_program_is_told(self):
+        with self.assertRaisesRegex(Failure, "broken"):
+            learning.run([sys.executable, "-c", "import sys; sys.exit('broken')"])
+
+
 class CommandLineTest(FolderTest):
     def bench(self, *arguments):
         return subprocess.run([sys.executable, PROJECT / "script" / "bench", *arguments],
@@ -376,6 +514,9 @@ class CommandLineTest(FolderTest):
                 (["accuracy"], 2, "required: --data"),
                 (["peers", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
                 (["start", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
+                (["learning", "--data", "x", "--bulks", "5"], 2, "'' is no number above 0"),
+                (["learning", "--data", "x", "--bulks", "0:5"], 2, "'0' is no number above 0"),
+                (["learning", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["start", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["accuracy", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["peers", "--data", self.folder / "none"], 1, "bench: .*none: no such folder")):

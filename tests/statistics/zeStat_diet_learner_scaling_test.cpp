@@ -240,6 +240,28 @@ TEST_F(zeStatDietLearnerScalingTest, GeometricAverageIsDampedByPowers) {
     EXPECT_NEAR(limits[1], 16.0, 1e-11);
 }
 
+// The limits, asked before a bulk.
+
+// With sizes of 48 and 16 the average is 32, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
+TEST_F(zeStatDietLearnerScalingTest, LimitsAreThoseThatAFirstBulkCutsToAndAskingCutsNothing) {
+    AddProfile(1000.0, 48.0);
+    AddProfile(2.0, 16.0);
+    SetTotals(1002.0, 64.0);
+
+    EXPECT_THAT(m_learner.limits(), ElementsAre(24.0, 8.0));
+    EXPECT_THAT(Weights(), ElementsAre(1000.0, 2.0));
+    Prepare(true);
+    EXPECT_THAT(Weights(), ElementsAre(24.0, 2.0));
+}
+
+TEST_F(zeStatDietLearnerScalingTest, ModelThatCountedNothingHasNoLimits) {
+    EXPECT_THAT(m_learner.limits(), ElementsAre());
+    AddProfile(0.0, 0.0);
+    EXPECT_THAT(m_learner.limits(), ElementsAre()) << "no messages in all";
+    m_storage.m_total_msg_weight = 1.0;
+    EXPECT_THAT(m_learner.limits(), ElementsAre()) << "none of a category";
+}
+
 // Sizes of -1 and 3 have no logarithm, so the geometric average is replaced by R.
 TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNotAboveZeroIsReplacedByTheAverageLimit) {
     m_storage.m_average_Rlimit = 8.0;

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_STATISTICS_ZESTAT_DIET_LEARNER_H_
 #define ZANDREL_STATISTICS_ZESTAT_DIET_LEARNER_H_
 
+#include <optional>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -78,6 +79,10 @@ public:
     // assertions "num_profiles - num_junk_profiles", "geom_average" and "arithm_average". REQUIRES:
     // `build_num_msgs4profile`.
     void prepare4training(bool first);
+    // The limit that a first bulk would cut each profile's weight to, in index order; a profile
+    // that weighs less stays as it is. Empty where a first bulk cuts nothing, since nothing was
+    // counted. RAISES: the assertions of `prepare4training`.
+    std::vector<double> limits() const;
     // How many slices of the omit method a bulk needs: fewer, the smaller it is beside its
     // categories.
     // REQUIRES: `build_num_msgs4profile`.
@@ -118,7 +123,7 @@ private:
     int count_sub_bulks(zeCorpus_view& view);
     void train_bulk(zeCorpus_view& view);
     bool counts(const Profile& profile, bool all_junk) const;
-    Sizes measure_sizes() const;
+    std::optional<Sizes> measure_sizes() const;  // nothing if no size counts: nothing is cut then
     double average_size(const Sizes& sizes) const;
     double limit_of(const Profile& profile, double average) const;
     double cut_to_limits(const Sizes& sizes);

@@ -28,16 +28,22 @@ void zeStat_diet_learner::prepare4training(bool first) {
         }
         return;
     }
-    if (m_storage->profile_count() == 0 || m_storage->m_total_msg_weight == 0.0) {
-        return;
+    const std::optional<Sizes> sizes = measure_sizes();
+    if (sizes) {
+        const double total = cut_to_limits(*sizes);
+        scale_totals(total / (sizes->sum / m_storage->m_total_msg_weight));
     }
-    Sizes sizes = measure_sizes();
-    if (sizes.sum == 0.0) {
-        return;
+}
+
+std::vector<double> zeStat_diet_learner::limits() const {
+    std::vector<double> limits;
+    const std::optional<Sizes> sizes = measure_sizes();
+    if (sizes) {
+        for (const auto& profile : m_storage->m_profiles) {
+            limits.push_back(limit_of(*profile, sizes->average));
+        }
     }
-    sizes.average = average_size(sizes);
-    const double total = cut_to_limits(sizes);
-    scale_totals(total / (sizes.sum / m_storage->m_total_msg_weight));
+    return limits;
 }
 
 // A concept's protection is used up by the messages of its category.
@@ -54,7 +60,10 @@ bool zeStat_diet_learner::counts(const Profile& profile, bool all_junk) const {
     return all_junk || !is_junk(profile);
 }
 
-zeStat_diet_learner::Sizes zeStat_diet_learner::measure_sizes() const {
+std::optional<zeStat_diet_learner::Sizes> zeStat_diet_learner::measure_sizes() const {
+    if (m_storage->profile_count() == 0 || m_storage->m_total_msg_weight == 0.0) {
+        return std::nullopt;
+    }
     Sizes sizes;
     sizes.all_junk = std::none_of(
         m_storage->m_profiles.begin(), m_storage->m_profiles.end(),
@@ -66,6 +75,10 @@ zeStat_diet_learner::Sizes zeStat_diet_learner::measure_sizes() const {
             ++sizes.junk_count;
         }
     }
+    if (sizes.sum == 0.0) {
+        return std::nullopt;
+    }
+    sizes.average = average_size(sizes);
     return sizes;
 }
 

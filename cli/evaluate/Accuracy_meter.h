@@ -1,0 +1,33 @@
+// Accuracy_meter: measures models again and again on the same texts.
+#ifndef ZANDREL_CLI_EVALUATE_ACCURACY_METER_H_
+#define ZANDREL_CLI_EVALUATE_ACCURACY_METER_H_
+
+#include <vector>
+
+#include "zandrel/foundation/qtPtr.h"
+#include "zandrel/messages/zeSml.h"
+
+#include "cli/data/Labelled_text.h"
+
+namespace cli {
+
+class Text_model;
+
+// The texts are analysed once.
+class Accuracy_meter {
+public:
+    // BORROWS: `texts`, whose labels may change between two measurements. `analyst`, only for this
+    // call, analyses them; the models that are measured must analyse texts in the same way.
+    Accuracy_meter(const std::vector<Labelled_text>& texts, Text_model& analyst);
+
+    // The share of texts whose best label is one of theirs.
+    double accuracy(Text_model& model) const;
+
+private:
+    const std::vector<Labelled_text>& m_texts;
+    std::vector<qtPtrLight<zeSml>> m_bags;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_EVALUATE_ACCURACY_METER_H_

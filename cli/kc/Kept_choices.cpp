@@ -1,0 +1,65 @@
+#include "cli/kc/Kept_choices.h"
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "zandrel/persistence/zeConfig.h"
+
+#include "cli/model/Engine_settings.h"
+
+namespace cli {
+
+namespace {
+
+// A word without "=" has an empty value, which no setting has.
+std::vector<Chosen_setting> written_choices(const zeConfig& config) {
+    const qtString* const text = config.get_optional(kChoicesKey);
+    std::istringstream words(text == nullptr ? "" : text->str());
+    std::vector<Chosen_setting> choices;
+    for (std::string word; words >> word;) {
+        const std::size_t equals = std::min(word.find('='), word.size());
+        choices.push_back({word.substr(0, equals), word.substr(std::min(equals + 1, word.size()))});
+    }
+    return choices;
+}
+
+}  // namespace
+
+void keep_choices(const std::vector<Chosen_setting>& choices, zeConfig& config) {
+    std::string text;
+    for (const Chosen_setting& each : choices) {
+        text += (text.empty() ? "" : " ") + each.key + '=' + each.value;
+    }
+    if (text.empty()) {
+        config.optional.erase(kChoicesKey);
+    } else {
+        config.set_optional(kChoicesKey, text);
+    }
+}
+
+std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefaults& defaults) {
+    const std::map<qtString, qtString> settings = setting_texts(config, defaults);
+    std::vector<Chosen_setting> choices = written_choices(config);
+    std::erase_if(choices, [&settings](const Chosen_setting& each) {
+        const auto setting = settings.find(each.key);
+        return setting == settings.end() || setting->second.view() != each.value;
+    });
+    return choices;
+}
+
+bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config) {
+    std::vector<Chosen_setting> choices = written_choices(config);
+    const std::size_t forgotten = std::erase_if(choices, [&given](const Chosen_setting& choice) {
+        return std::any_of(given.begin(), given.end(), [&choice](const Setting_value& each) {
+            return replaces_choice(each.key, choice.key) && !keeps_setting(each.value);
+        });
+    });
+    if (forgotten != 0) {
+        keep_choices(choices, config);
+    }
+    return forgotten != 0;
+}
+
+}  // namespace cli

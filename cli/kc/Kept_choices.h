@@ -1,0 +1,33 @@
+// Kept_choices: the settings that the program chose for a knowledge container, as the container
+// keeps them.
+#ifndef ZANDREL_CLI_KC_KEPT_CHOICES_H_
+#define ZANDREL_CLI_KC_KEPT_CHOICES_H_
+
+#include <vector>
+
+#include "cli/kc/Kc_options.h"
+#include "cli/model/Chosen_settings.h"
+
+struct zeConfig;
+
+namespace cli {
+
+// The optional setting of a container that has the choices, such as
+// "ProfileSize=10000 SuppressM=0". It is missing if the program chose nothing.
+constexpr const char* kChoicesKey = "zandrel.choices";
+
+// Writes the choices into the container, in place of those that it keeps.
+void keep_choices(const std::vector<Chosen_setting>& choices, zeConfig& config);
+
+// The choices that the container still has: a setting whose value is another by now is no choice of
+// the program, whoever changed it.
+std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefaults& defaults);
+
+// Strikes from the choices what the values that the user gives replace; the values in the container
+// stay. Returns whether any was
+// among them.
+bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_KEPT_CHOICES_H_

@@ -1,0 +1,45 @@
+// Chosen_settings: the settings that the program chooses for a new container where the user gives
+// none.
+#ifndef ZANDREL_CLI_MODEL_CHOSEN_SETTINGS_H_
+#define ZANDREL_CLI_MODEL_CHOSEN_SETTINGS_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zandrel/foundation/qtPtr.h"
+
+#include "cli/text/Text_analysis.h"
+
+class zeManager;
+
+namespace cli {
+
+class Engine_settings;
+
+struct Chosen_setting {
+    std::string key;
+    std::string value;  // as an options file has it
+
+    bool operator==(const Chosen_setting& other) const = default;
+};
+
+// The choice for a container of that many labels, in the order of the keys. The engine's limits let
+// learning forget; its other defaults suit words, and texts analysed as phrases have many more
+// concepts, most of them rare.
+// `given`: what the user gives, which replaces the choice; null: nothing.
+std::vector<Chosen_setting> choose_settings(Analysis_kind kind, std::size_t label_count,
+                                            const Engine_settings* given);
+
+// Whether a user's value for the key `given` replaces the program's choice for the key `chosen`:
+// that of the same key; any of the three limits replaces the choice of all three; and MinPsSize,
+// MaxPsSize or ProfileSize replaces the choice of both MinPsSize and MaxPsSize.
+bool replaces_choice(std::string_view given, std::string_view chosen);
+
+// Gives them to a container that has no classifier yet.
+void apply_settings(const std::vector<Chosen_setting>& settings, qtPtrLight<zeManager>& manager);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_CHOSEN_SETTINGS_H_

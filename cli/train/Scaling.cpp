@@ -1,0 +1,114 @@
+#include "cli/train/Scaling.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/statistics/zeStat_diet_learner.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+constexpr int kLeastAdvice = 1000;
+constexpr int kGreatestAdvice = 1000000000;
+
+void add_scaling(zeStat_storage& storage, Scaling& scaling) {
+    const std::vector<double> limits = zeStat_diet_learner(storage).limits();
+    scaling.categories += storage.m_profiles.size();
+    for (std::size_t i = 0; i < limits.size(); ++i) {
+        const zeStat_storage::Profile& profile = *storage.m_profiles[i];
+        if (!(limits[i] < profile.m_weight)) {
+            continue;
+        }
+        ++scaling.scaled;
+        if (scaling.scaled == 1 || limits[i] * scaling.counted < scaling.kept * profile.m_weight) {
+            scaling.name = profile.m_node == nullptr ? "" : profile.m_node->m_concept.view();
+            scaling.counted = profile.m_weight;
+            scaling.kept = limits[i];
+        }
+    }
+}
+
+// Gives a model another average limit, and its own limits back when the object goes. The greatest
+// limit rises with the average, as it does when the setting is made.
+class Tried_limit {
+public:
+    Tried_limit(zeStat_storage& storage, double average)
+        : m_storage(storage), m_average(storage.m_average_Rlimit), m_max(storage.m_max_Rlimit) {
+        storage.m_average_Rlimit = average;
+        storage.m_max_Rlimit = std::max(storage.m_max_Rlimit, average);
+    }
+
+    Tried_limit(const Tried_limit&) = delete;
+    Tried_limit& operator=(const Tried_limit&) = delete;
+
+    ~Tried_limit() {
+        m_storage.m_average_Rlimit = m_average;
+        m_storage.m_max_Rlimit = m_max;
+    }
+
+private:
+    zeStat_storage& m_storage;
+    double m_average;
+    double m_max;
+};
+
+bool scales_with(const std::vector<zeStat_storage*>& storages, double average) {
+    Scaling scaling;
+    for (zeStat_storage* const storage : storages) {
+        const Tried_limit tried(*storage, average);
+        add_scaling(*storage, scaling);
+    }
+    return scaling.scaled != 0;
+}
+
+// Ten times too much costs nothing but a slower start of forgetting, and is easier to type and to
+// remember than the least number.
+int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
+    for (long long limit = kLeastAdvice; limit <= kGreatestAdvice; limit *= 10) {
+        if (!scales_with(storages, static_cast<double>(limit))) {
+            return static_cast<int>(limit);
+        }
+    }
+    return 0;
+}
+
+std::string texts(double weight) {
+    return grouped(static_cast<std::size_t>(std::llround(weight)));
+}
+
+}  // namespace
+
+Scaling scaling_of(const std::vector<zeStat_storage*>& storages) {
+    Scaling scaling;
+    for (zeStat_storage* const storage : storages) {
+        add_scaling(*storage, scaling);
+    }
+    if (scaling.scaled != 0) {
+        scaling.sufficient_limit = sufficient_limit(storages);
+    }
+    return scaling;
+}
+
+std::string scaling_warning(const std::string& path, const Scaling& scaling) {
+    if (scaling.scaled == 0) {
+        return {};
+    }
+    std::string warning = path + ": its limits make learning forget: " + grouped(scaling.scaled) +
+                          " of " + grouped(scaling.categories) +
+                          " categories are scaled down, most of all \"" + shown_text(scaling.name) +
+                          "\", from " + texts(scaling.counted) + " texts to the weight of " +
+                          texts(scaling.kept) + ".";
+    if (scaling.sufficient_limit != 0) {
+        warning += " To keep what they have counted, first run: zandrel options set " + path +
+                   " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
+    }
+    return warning;
+}
+
+}  // namespace cli

@@ -1,0 +1,37 @@
+// Scaling: what learning would take from the counts of a model before it counts new texts.
+#ifndef ZANDREL_CLI_TRAIN_SCALING_H_
+#define ZANDREL_CLI_TRAIN_SCALING_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+class zeStat_storage;
+
+namespace cli {
+
+// The first bulk of learning scales a category that weighs more than its limit down to the limit.
+struct Scaling {
+    std::size_t categories = 0;  // of all classifiers: a category counts in each that has it
+    std::size_t scaled = 0;      // of them, those above their limits
+    // The category that keeps the least share: its name, the texts counted and the texts kept, by
+    // their weight.
+    std::string name;
+    double counted = 0.0;
+    double kept = 0.0;
+    // The least of 1,000, 10,000 and so on as AverageRlimit with which nothing is scaled down;
+    // 0 if none up to 1,000,000,000 does that.
+    int sufficient_limit = 0;
+};
+
+// `storages`: not null; each is as before afterwards.
+// RAISES: the assertions of zeStat_diet_learner::limits.
+Scaling scaling_of(const std::vector<zeStat_storage*>& storages);
+
+// What the user has to know before learning; empty if nothing is scaled down.
+// `path`: the container's file.
+std::string scaling_warning(const std::string& path, const Scaling& scaling);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TRAIN_SCALING_H_

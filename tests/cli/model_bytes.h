@@ -1,0 +1,21 @@
+// The size of the file that a text model would have.
+#ifndef ZANDREL_TESTS_CLI_MODEL_BYTES_H_
+#define ZANDREL_TESTS_CLI_MODEL_BYTES_H_
+
+#include <cstddef>
+
+#include "zandrel/foundation/qtBuffer.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/KcIoMode.h"
+
+#include "cli/model/Text_model.h"
+
+// The bytes of the container, written to memory.
+inline std::size_t model_bytes(const cli::Text_model& model) {
+    qtPtr<qtBuffer> buffer(new qtBuffer);
+    KcIoMode mode;
+    model.manager()->Write(buffer, &mode, nullptr);
+    return buffer->bytes.size();
+}
+
+#endif  // ZANDREL_TESTS_CLI_MODEL_BYTES_H_
