@@ -42,8 +42,8 @@ command verifies: one that is damaged is refused, with a sentence about the dama
 is read as well; info says which.
 
 Where --set and --options give no value, train chooses some settings of a new container: info lists
-them. learn scales labels of more than about 3,000 texts down to that weight (AverageRlimit), so that
-a container keeps its size and follows changes. It warns where the limits of a container take away
+them. learn scales a label of average size down when it has more than 3,000 texts (AverageRlimit), so
+that a container keeps its size and follows changes. It warns where the limits of a container take away
 from what was learned, as those of older versions do.
 
 classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,

@@ -16,7 +16,8 @@ file. "settings" are those given by --settings; "program" is the program's own c
 one known text  the model is trained on all texts and learns one of them once more
 rest            trained on a fifth of the texts; the others are learned in bulks of the sizes given,
                 the first one for 1,000 texts and the second one from then on. Beside the accuracy
-                after each tenth is that of a model trained on as many texts
+                after each tenth is that of a model trained on as many texts, and so are the other
+                columns called "trained"
 swap            trained on the first half; then the two most frequent labels change places, and the
                 other half is learned in bulks of 250. Accuracy by the swapped labels
 new words       made-up texts, each of which brings a new word: the size of the file
@@ -24,6 +25,7 @@ new words       made-up texts, each of which brings a new word: the size of the 
 COMMON_ROW = "{:<12} {:<40} "
 ONE_TEXT_ROW = COMMON_ROW + "{:>7} {:>7} {:>7}"
 REST_ROW = COMMON_ROW + "{:>9} {:>7} {:>8} {:>8} {:>7} {:>9} {:>8} {:>8}"
+TENTH_ROW = COMMON_ROW + "{:>9} {:>7} {:>8} {:>8} {:>9} {:>9} {:>8} {:>8} {:>8} {:>8}"
 SWAP_ROW = COMMON_ROW + "{:>8} {:>8} {:>9} {:>8}"
 STREAM_ROW = "{:<40} {:>8} {:>10} {:>9} {:>8}"
 # Texts after the swap at which models are compared.
@@ -111,6 +113,13 @@ def print_tables(corpus_name, result):
         for curve in trial["rest"]:
             print(rest_row(corpus_name, trial, curve))
     print()
+    print(TENTH_ROW.format("", "rest, after each tenth", "bulks", "texts", "learned", "trained",
+                           "concepts", "trained", "file MB", "trained", "CPU s", "trained"))
+    for trial in result["trials"]:
+        for curve in trial["rest"]:
+            for point in curve["points"]:
+                print(tenth_row(corpus_name, trial, curve, point))
+    print()
     print(SWAP_ROW.format("", "swap", "at swap", f"{SWAP_TEXTS:,}", "from best", "end"))
     best = max(accuracy_after_swap(trial) for trial in result["trials"])
     for trial in result["trials"]:
@@ -133,6 +142,16 @@ def rest_row(corpus_name, trial, curve):
                            points_of(min(changes)), points_of(sum(changes) / len(changes)),
                            points_of(changes[-1]), end["concepts"],
                            f"{end['file_bytes'] / 1e6:.2f}", f"{end['cpu_seconds']:.1f}")
+
+
+def tenth_row(corpus_name, trial, curve, point):
+    """One point of a curve beside the model trained on as many texts."""
+    both = (point, point["trained"])
+    return TENTH_ROW.format(corpus_name, name_of(trial), curve["bulks"], point["texts"],
+                            *(percent(model["accuracy"]) for model in both),
+                            *(model["concepts"] for model in both),
+                            *(f"{model['file_bytes'] / 1e6:.2f}" for model in both),
+                            *(f"{model['cpu_seconds']:.1f}" for model in both))
 
 
 def accuracy_after_swap(trial):

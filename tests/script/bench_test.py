@@ -416,6 +416,21 @@ class LearningTest(FolderTest):
                          ["news", "A=1", "1:10", "75.0", "-25.0", "+0.0", "+25.0", "100", "2.50",
                           "1.2"])
 
+    def test_each_tenth_is_beside_the_model_trained_on_as_many_texts(self):
+        one = trial("A=1", [0.5])
+        curve = one["rest"][0]
+        curve["points"][1]["trained"].update(concepts=7, file_bytes=1500000, cpu_seconds=0.5)
+
+        self.assertEqual(learning.tenth_row("news", one, curve, curve["points"][1]).split(),
+                         ["news", "A=1", "1:10", "6", "50.0", "75.0", "60", "7", "2.50", "1.50",
+                          "1.2", "0.5"])
+        table = io.StringIO()
+        with contextlib.redirect_stdout(table):
+            learning.print_tables("news", {"analysis": "words", "trials": [one]})
+        texts = [line.split()[3] for line in table.getvalue().splitlines()
+                 if line.startswith("news") and len(line.split()) == 12]
+        self.assertEqual(texts, ["2", "6", "10"])
+
     def test_swap_is_compared_after_1250_texts_or_at_the_end_of_a_shorter_half(self):
         long = trial("", [0.25, 0.375, 0.5, 0.75])
         short = trial("", [0.25, 0.375])
