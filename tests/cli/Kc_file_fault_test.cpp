@@ -49,7 +49,7 @@ protected:
             m_disk.fail_at(call, Fake_disk::Fault::kIoError, true);
             try {
                 read();
-                // All has been read before: what fails is a read beyond the end and the close.
+                // Everything was read before: only a read beyond the end and the close failed.
                 EXPECT_LE(m_disk.failed.size(), 2U);
                 EXPECT_EQ(m_disk.failed.back(), Fake_disk::Call::kClose);
             } catch (const Input_error& error) {

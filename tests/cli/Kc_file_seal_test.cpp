@@ -93,7 +93,7 @@ TEST_P(KcFileSealTest, UnsealedFileGetsASealWhenItIsWrittenAgain) {
     EXPECT_EQ(m_folder.content("a.kc"), sealed);
 }
 
-TEST_P(KcFileSealTest, ItemThatOtherHandsChangedIsRefused) {
+TEST_P(KcFileSealTest, ItemThatAnotherProgramChangedIsRefused) {
     add_item(Hpack::MakeStringKey(2));
 
     EXPECT_EQ(error_of_reading(),
@@ -102,7 +102,7 @@ TEST_P(KcFileSealTest, ItemThatOtherHandsChangedIsRefused) {
                   "not match: object 2)");
 }
 
-TEST_P(KcFileSealTest, ItemThatOtherHandsAddedIsRefused) {
+TEST_P(KcFileSealTest, ItemThatAnotherProgramAddedIsRefused) {
     add_item("mine");
 
     EXPECT_EQ(error_of_reading(),

@@ -502,7 +502,7 @@ const Odd_settings kOddSettings[] = {
 // A container that goes through all that changes statistics.
 class zeIOOddSettingsTest : public testing::TestWithParam<Odd_settings> {
 protected:
-    // What the engine refuses changes the container part of the way, which can be written as well.
+    // Work that the engine refuses may leave half a change; such a container can be written too.
     template <class Work>
     static void Try(Work&& work) {
         try {
@@ -532,7 +532,7 @@ protected:
         }
     }
 
-    // What it answers, or how it refuses to.
+    // Its answers, or the error of asking for them.
     static Kc_answers AnswersOf(zeManager& manager) {
         try {
             return answers_of(manager);
