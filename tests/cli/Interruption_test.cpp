@@ -94,7 +94,7 @@ TEST_F(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
     }
 }
 
-// The work is over without having asked, so nobody else would end the process.
+// The work has ended without a look at the request, so nothing else would end the process.
 TEST_F(InterruptionTest, RequestThatNobodySawEndsTheProcessAfterTheWork) {
     const auto work_without_asking = [] {
         const Interruption interruption;

@@ -18,8 +18,8 @@ namespace cli {
 
 namespace {
 
-// The program looks at the file before the library reads it. What it sees is a real file of the
-// same name, and what the library reads is that of the fake disk.
+// The program looks at the file before the library reads it. The program sees a real file of the
+// same name, and the library reads the file of the fake disk.
 class KcFileFaultTest : public testing::Test {
 protected:
     KcFileFaultTest() {

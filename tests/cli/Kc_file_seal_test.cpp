@@ -63,7 +63,7 @@ TEST_P(KcFileSealTest, FileThatIsWrittenIsSealed) {
     EXPECT_EQ(read_kc(m_path, nullptr)->m_compact, GetParam());
 }
 
-// What the tests of single bits rely on.
+// The tests of single bits rely on this.
 TEST_P(KcFileSealTest, AnswersOfTheSmallFileUseItsTables) {
     const auto model = read_model(m_path, {}, nullptr);
     ASSERT_TRUE(model->uses_tables());
