@@ -1,5 +1,5 @@
-// A library to be preloaded. With it, flushing a file to the disk succeeds and flushing a folder
-// fails, like on a disk that fails between the two.
+// A library to be preloaded, with which the folder of a file cannot be flushed to the disk, while
+// files can: what a disk does that fails between the two.
 #include <cerrno>
 #include <sys/stat.h>
 #include <sys/syscall.h>
