@@ -41,7 +41,8 @@ std::vector<std::string> split(const std::string& text) {
     return {std::istream_iterator<std::string>(words), {}};
 }
 
-// A fixed order, which `std::shuffle` does not give: many files are sorted by label.
+// Many files are sorted by label, so the texts are shuffled. The order is the same with each
+// standard library, which `std::shuffle` does not promise.
 void shuffle(Texts& texts) {
     std::mt19937 random(1);
     for (std::size_t i = texts.size(); i > 1; --i) {
@@ -84,7 +85,8 @@ Json list_of(const Points& points) {
     return list;
 }
 
-// The limits play no part in training, so that settings which differ in limits only share it.
+// Training does not use the limits, so settings that differ only in limits share the trained
+// models.
 std::string without_limits(const std::vector<std::string>& assignments) {
     std::string rest;
     for (const std::string& assignment : assignments) {
@@ -119,7 +121,7 @@ public:
     }
 
 private:
-    // Each point has the model that was trained on as many texts beside it.
+    // Beside each point is that of a model which was trained on as many texts.
     Json rest(Trial& trial, const std::string& training) {
         Json curves = Json::array();
         for (const std::string& word : m_words.bulks) {

@@ -20,7 +20,7 @@ enum Exit_status : int {
     kInputError = 66,        // a file cannot be read
     kInternalError = 70,     // the program failed
     kOutputError = 74,       // the output cannot be written
-    kSignalStatus = 128,     // and the number of the signal that interrupted the work, as shells do
+    kSignalStatus = 128,     // plus the number of the signal that ended the work, as in shells
 };
 
 // A word of the command line that its parser could not tell to be wrong.

@@ -29,22 +29,21 @@ namespace {
 
 constexpr const char* kFooter = R"(
 A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
-in as one bulk; both replace the file as a whole or leave it as it was. train overwrites no file that
-is not a container, and replaces a container only with --replace. While one process changes a
-container another is refused, or waits for it with --wait. The new file has the owner, group,
+in as one bulk; both replace the file as a whole or leave it as it was. train does not overwrite a
+file that is not a container, and replaces a container only with --replace. While one process changes
+a container, another is refused, or waits for it with --wait. The new file has the owner, group,
 permissions, access lists and extended attributes of the old one, as far as the system allows; hard
 links are separated. Hidden files beside it: the lock .NAME.lock, which the program removes at the
 end, and the unfinished .NAME.tmp-XXXXXX. If a process is killed, the next change removes both.
-A container keeps how its
-texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
-container is smaller, and can classify but not learn. A container has a seal, checksums that each
-command verifies: one that is damaged is refused, with a sentence about the damage. One without a seal
-is read as well; info says which.
+A container keeps how its texts were analysed, so --analysis and --stem are needed only for one of
+another program. A compact container is smaller, and can classify but not learn. A container has a
+seal, checksums that each command verifies: a damaged container is refused, with a sentence about the
+damage. A container without a seal is read as well; info says whether there is one.
 
 Where --set and --options give no value, train chooses some settings of a new container: info lists
 them. learn scales a label of average size down when it has more than 3,000 texts (AverageRlimit), so
-that a container keeps its size and follows changes. It warns where the limits of a container take away
-from what was learned, as those of older versions do.
+that a container keeps its size and follows changes. It warns if the limits of a container make
+learning forget, as those of older versions do.
 
 classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
@@ -123,8 +122,8 @@ Record files keep blobs under keys. The file that train writes is none; info tel
 shows header, index, items and holes; check tells whether every block is what the index says: exit
 status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
-Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second one ends
-it at once.
+Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second signal
+ends it at once.
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot
 be written, 129 SIGHUP, 130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been
@@ -202,9 +201,9 @@ int run_to_the_end(int argc, char** argv) {
     return status;
 }
 
-// Opens what the caller has closed, so that no file of ours gets the number of a standard stream,
-// where messages would be written into it. Using these streams fails, as it does when they are
-// closed.
+// Opens the standard streams that the caller has closed. Otherwise a container's file could get the
+// number of standard error, and messages would be written into it. Using these streams still fails,
+// as it does when they are closed.
 void occupy_standard_streams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) == -1) {

@@ -1,4 +1,4 @@
-// Trial: what learning does to a text model that has given settings.
+// Trial: measures what learning does to a text model with given settings.
 #ifndef ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_
 #define ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_
 
@@ -19,7 +19,7 @@ class Text_model;
 
 using Texts = std::vector<cli::Labelled_text>;
 
-// What is learned, and what measures it.
+// The texts to learn, and those that measure the result.
 struct Task {
     cli::Analysis_settings analysis;
     Texts texts;  // in the order in which they come
@@ -70,8 +70,8 @@ private:
     cli::Engine_settings m_settings;
 };
 
-// The two labels that most texts have first, the most frequent one first; of equal ones, the
-// lesser. REQUIRES: two labels.
+// The two labels that are most often the first label of a text, the more frequent one first. Of
+// labels that are equally frequent, the first by its bytes comes first. REQUIRES: two labels.
 std::pair<std::string, std::string> most_frequent_labels(const Texts& texts);
 
 #endif  // ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_

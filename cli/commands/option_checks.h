@@ -1,4 +1,4 @@
-// Options of several commands, and what the command line parser checks their words with.
+// Options that several commands have, and the checks of their values.
 #ifndef ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 #define ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 

@@ -30,7 +30,8 @@ namespace {
 constexpr int kAny = -1;
 constexpr int kDamagedItem = 12;  // of zeIO
 
-// Which error a sentence explains: one of a class, with the number or any, whose text begins so.
+// The sentence explains errors of a class that have this number, or any number with kAny, and whose
+// text begins with `beginning`.
 struct Explanation_row {
     bool (*is_of_class)(const qtxAll& error);
     int number;
@@ -107,13 +108,14 @@ bool fits(const Explanation_row& row, const qtxAll& error) {
                                                           : text.starts_with(row.beginning));
 }
 
-// Neither is damage: a file of another kind, and what the tree or the container does not allow.
+// Errors that are no damage: a file of another kind, and a change that the tree or the container
+// does not allow.
 bool is_refusal(const qtxAll& error) {
     return (is<zeIO>(error) && number_of(error) == 1) || is<zeLogicalTree>(error) ||
            (is<zeWorkflow>(error) && number_of(error) != 0);
 }
 
-// Which object or part an error means; empty if it does not say. Names of files are left out.
+// Returns the object or part that an error names; empty if it names none. File names are left out.
 std::string part_of(const qtxAll& error) {
     const auto* const raised = dynamic_cast<const qtXbase*>(&error);
     if (raised == nullptr || raised->arguments().empty()) {
@@ -138,8 +140,8 @@ bool is_interruption(const qtxAll& error) {
     return is<zeWorkflow>(error) && number_of(error) == kInterruption;
 }
 
-// Whether the system has failed to read, and not the file to have what was looked for. A damaged
-// file can ask for a position that there cannot be.
+// Returns whether the system could not read, rather than the file being damaged. EINVAL and
+// EOVERFLOW are damage: the file asked for a position that cannot exist.
 bool is_failure_of_system(const qtxAll& error, int reason) {
     return reason != 0 && reason != EINVAL && reason != EOVERFLOW &&
            (is<HioErr>(error) || is<Hpack>(error));

@@ -9,12 +9,12 @@
 
 namespace cli {
 
-// What an error says to a user: "the container is damaged: ", a sentence, and in parentheses the
-// words of the library. What is no damage, such as an edit that is refused, is in the library's
-// words only.
+// Returns the message for a user: "the container is damaged: ", a sentence, and in parentheses the
+// library's words. For an error that is no damage, such as a refused edit, it returns only the
+// library's words.
 std::string explained(const qtxAll& error);
 
-// Both raise the error that is caught at the moment as one of the file.
+// Both turn the error that is being handled into an error of the file.
 
 // RAISES: Data_error with the explanation; an interruption as it is.
 [[noreturn]] void raise_as_data_error(const std::string& path);
@@ -23,9 +23,9 @@ std::string explained(const qtxAll& error);
 // RAISES: the same; Input_error if the file cannot be opened, or if the system could not read it.
 [[noreturn]] void raise_as_read_error(const std::string& path);
 
-// Does work with a container that was read from the file. Its parts need not fit together, and then
-// the library finds out only when they are put to use.
-// RAISES: as raise_as_data_error; what else the work raises.
+// Does work with a container that was read from the file. If its parts do not fit together, the
+// library may find out only when they are used.
+// RAISES: what raise_as_data_error raises; what else the work raises.
 template <class Work>
 decltype(auto) work_on_container(const std::string& path, Work&& work) {
     try {

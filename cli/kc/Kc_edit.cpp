@@ -11,8 +11,8 @@ namespace cli {
 
 namespace {
 
-// Nothing is interrupted here, so whatever the library raises is a refusal. An assertion tells of a
-// tree that was unsound in its file.
+// Nothing is interrupted here, so each error of the library is a refused change or damage of the
+// file.
 bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeManager>& manager) {
     try {
         return work_on_container(path, [&] { return change(manager); });

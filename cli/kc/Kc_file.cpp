@@ -1,7 +1,6 @@
 #include "cli/kc/Kc_file.h"
 
 #include <cerrno>
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -40,23 +39,13 @@ void write(const std::string& path, const std::string& temporary, zeManager& man
     } catch (const qtX<HioErr>& error) {
         throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
     } catch (const qtX<Hpack>& error) {
-        throw Output_error(path, error.what());  // what was written is not there to be sealed
+        throw Output_error(path, error.what());  // sealing does not find what was written
     }
-}
-
-// As the file has it: the highest byte first.
-std::string bytes_of(std::uint32_t number) {
-    constexpr unsigned int kByteBits = 8;
-    std::string bytes;
-    for (unsigned int shift = 4 * kByteBits; shift > 0; shift -= kByteBits) {
-        bytes.push_back(static_cast<char>(number >> (shift - kByteBits)));
-    }
-    return bytes;
 }
 
 }  // namespace
 
-// The library's device gives no reasons, so what can be found out is found out before it tries.
+// The library's device gives no reasons, so we look for the usual ones before it opens the file.
 void check_readable(const std::string& path) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
@@ -75,7 +64,9 @@ void check_readable(const std::string& path) {
 
 bool begins_as_kc(const std::string& path) {
     check_readable(path);
-    const std::string wanted = bytes_of(Hpack::kMagic) + bytes_of(Zandrel::kKcFileId);
+    // A key made of a number has the same four bytes as the number in the file: the highest first.
+    const std::string wanted =
+        Hpack::MakeStringKey(Hpack::kMagic).str() + Hpack::MakeStringKey(Zandrel::kKcFileId).str();
     std::ifstream file = open_data_file(path);
     std::string start(wanted.size(), '\0');
     errno = 0;

@@ -21,7 +21,7 @@ bool begins_as_kc(const std::string& path);
 // Reads the knowledge container of a file, and verifies its seal if there is one. `progress` may be
 // null.
 // RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if
-// it holds no container or a damaged one, also if its seal does not match; qtX<zeWorkflow> 2 for an
+// it is no container or a damaged one, also if its seal does not match; qtX<zeWorkflow> 2 for an
 // interruption.
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
 

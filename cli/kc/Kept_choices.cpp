@@ -13,7 +13,7 @@ namespace cli {
 
 namespace {
 
-// A word without "=" has an empty value, which no setting has.
+// The choices as they are written. A word without "=" gets an empty value, which no setting has.
 std::vector<Chosen_setting> written_choices(const zeConfig& config) {
     const qtString* const text = config.get_optional(kChoicesKey);
     std::istringstream words(text == nullptr ? "" : text->str());

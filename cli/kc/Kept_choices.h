@@ -19,13 +19,12 @@ constexpr const char* kChoicesKey = "zandrel.choices";
 // Writes the choices into the container, in place of those that it keeps.
 void keep_choices(const std::vector<Chosen_setting>& choices, zeConfig& config);
 
-// The choices that the container still has: a setting whose value is another by now is no choice of
-// the program, whoever changed it.
+// The choices that the container still has. A setting whose value has changed since is no choice of
+// the program any more.
 std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefaults& defaults);
 
-// Strikes from the choices what the values that the user gives replace; the values in the container
-// stay. Returns whether any was
-// among them.
+// Removes from the list the choices that the user's values replace (replaces_choice). The settings
+// themselves stay. Returns whether it has removed any.
 bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config);
 
 }  // namespace cli

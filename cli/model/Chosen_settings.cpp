@@ -14,10 +14,10 @@ namespace {
 
 using Keys = std::array<std::string_view, 3>;
 
-// Each has a meaning only beside the two others.
+// A limit has a meaning only together with the two others.
 constexpr Keys kLimits = {"AverageRlimit", "MaxRlimit", "MinRlimit"};
-// The choice for the bounds of a profile follows from its features, and the greater bound is never
-// below the lesser one.
+// The bounds of a profile are chosen by the number of its features, and MaxPsSize must not be below
+// MinPsSize.
 constexpr Keys kSizes = {"MaxPsSize", "MinPsSize", "ProfileSize"};
 
 bool has(const Keys& keys, std::string_view key) {

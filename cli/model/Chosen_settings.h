@@ -25,19 +25,21 @@ struct Chosen_setting {
     bool operator==(const Chosen_setting& other) const = default;
 };
 
-// The choice for a container of that many labels, in the order of the keys. The engine's limits let
-// learning forget; its other defaults suit words, and texts analysed as phrases have many more
-// concepts, most of them rare.
-// `given`: what the user gives, which replaces the choice; null: nothing.
+// The choice for a container of that many labels, in the order of the keys. With the engine's
+// default limits learning forgets. Its other defaults suit words; texts analysed as phrases have
+// many more concepts, most of them rare. `given`: the user's settings, which replace the choice;
+// null: none.
 std::vector<Chosen_setting> choose_settings(Analysis_kind kind, std::size_t label_count,
                                             const Engine_settings* given);
 
-// Whether a user's value for the key `given` replaces the program's choice for the key `chosen`:
-// that of the same key; any of the three limits replaces the choice of all three; and MinPsSize,
-// MaxPsSize or ProfileSize replaces the choice of both MinPsSize and MaxPsSize.
+// Returns whether a user's value for the key `given` replaces the program's choice for the key
+// `chosen`. It replaces the choice for the same key. Also:
+// - Any of the three limits replaces all three: MaxRlimit replaces AverageRlimit.
+// - MinPsSize, MaxPsSize or ProfileSize replaces both MinPsSize and MaxPsSize, but the first two do
+//   not replace ProfileSize.
 bool replaces_choice(std::string_view given, std::string_view chosen);
 
-// Gives them to a container that has no classifier yet.
+// Gives the settings to a container that has no classifier yet.
 void apply_settings(const std::vector<Chosen_setting>& settings, qtPtrLight<zeManager>& manager);
 
 }  // namespace cli

@@ -13,7 +13,7 @@ class zeManager;
 
 namespace cli {
 
-// Whether this value, given for a setting, leaves the setting as it is.
+// Returns whether this value leaves a setting as it is: an empty one and "leave" do.
 bool keeps_setting(std::string_view value);
 
 // What is wrong with a setting or one of the trainers' switches, in words; empty if nothing is.

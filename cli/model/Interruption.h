@@ -14,8 +14,8 @@ namespace cli {
 // a terminal that closes and service managers send two in a row. A signal that the process was
 // started to ignore stays ignored.
 //
-// A request that nobody has seen by the end ends the process then, unless there is an error to
-// report or a change has been made, whose report comes next. One at a time.
+// If no work has seen the request when the object is destroyed, the process ends then, unless there
+// is an error or a change to report. One at a time.
 class Interruption {
 public:
     Interruption();

@@ -115,7 +115,7 @@ private:
     Label_groups m_groups;
     qtPtrLight<zeManager> m_manager;
     Analysis_kind m_kind;
-    const Engine_settings* m_given = nullptr;    // BORROWS: by the user; null: none
+    const Engine_settings* m_given = nullptr;    // BORROWS: the user's; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: whose tables are left out

@@ -51,9 +51,9 @@ private:
     sigset_t m_before = {};
 };
 
-// Notes that the command has changed a file of the user, so that a failure from here on is reported
-// as one after the change: whoever repeats the command would make the change twice. From here on a
-// broken pipe makes writing fail instead of ending the process in silence.
+// Notes that the command has changed a file of the user. A failure from here on is reported as one
+// after the change, since repeating the command would make the change twice. From here on a broken
+// pipe makes writing fail instead of ending the process in silence.
 void note_change(const std::string& file) noexcept;
 
 // The sentence about the last change, with a line end; empty before the first one.

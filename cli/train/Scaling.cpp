@@ -34,8 +34,8 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
     }
 }
 
-// Gives a model another average limit, and its own limits back when the object goes. The greatest
-// limit rises with the average, as it does when the setting is made.
+// Gives a model another average limit, and gives its own limits back in the destructor. The
+// greatest limit rises with the average, as it does when the setting is made.
 class Tried_limit {
 public:
     Tried_limit(zeStat_storage& storage, double average)
@@ -67,8 +67,8 @@ bool scales_with(const std::vector<zeStat_storage*>& storages, double average) {
     return scaling.scaled != 0;
 }
 
-// Ten times too much costs nothing but a slower start of forgetting, and is easier to type and to
-// remember than the least number.
+// A power of ten is easier to type and to remember than the least limit. A limit that is up to ten
+// times too high only makes the model forget later.
 int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
     for (long long limit = kLeastAdvice; limit <= kGreatestAdvice; limit *= 10) {
         if (!scales_with(storages, static_cast<double>(limit))) {

@@ -24,11 +24,11 @@ struct Scaling {
     int sufficient_limit = 0;
 };
 
-// `storages`: not null; each is as before afterwards.
+// `storages`: not null; not changed.
 // RAISES: the assertions of zeStat_diet_learner::limits.
 Scaling scaling_of(const std::vector<zeStat_storage*>& storages);
 
-// What the user has to know before learning; empty if nothing is scaled down.
+// Returns the warning for the user before learning; empty if nothing is scaled down.
 // `path`: the container's file.
 std::string scaling_warning(const std::string& path, const Scaling& scaling);
 

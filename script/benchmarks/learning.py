@@ -230,7 +230,7 @@ def block_of(curve):
 
 
 def quoted(text):
-    """A string of gnuplot that stands for itself."""
+    """The text as a literal string of gnuplot."""
     return "'" + str(text).replace("'", "''") + "'"
 
 

@@ -70,7 +70,7 @@ TEST(AccessListTest, WritersGetBothRightsAndOthersNone) {
 }
 
 // The mask says what named users and groups may at most.
-TEST(AccessListTest, WhoMayNotWriteByTheMaskIsNoWriter) {
+TEST(AccessListTest, EntryThatTheMaskKeepsFromWritingIsNoWriter) {
     auto list = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) +
                                     entry(16, 4) + entry(32, 2));
     list->keep_writers();
@@ -78,14 +78,14 @@ TEST(AccessListTest, WhoMayNotWriteByTheMaskIsNoWriter) {
               kVersion + entry(1, 6) + entry(2, 0, 7) + entry(4, 0) + entry(16, 6) + entry(32, 6));
 }
 
-TEST(AccessListTest, MovedRightsOfTheGroupAreThoseOfANamedGroup) {
+TEST(AccessListTest, MovedRightsOfTheGroupGoToANamedGroup) {
     Access_list list = Access_list::of_permissions(0660);
     list.move_group_rights(9);
     EXPECT_EQ(list.bytes(),
               kVersion + entry(1, 6) + entry(4, 0) + entry(8, 6, 9) + entry(16, 6) + entry(32, 0));
 }
 
-TEST(AccessListTest, MovedRightsOfTheOwnerAreThoseOfANamedUser) {
+TEST(AccessListTest, MovedRightsOfTheOwnerGoToANamedUser) {
     Access_list list = Access_list::of_permissions(0660);
     list.move_owner_rights(7);
     EXPECT_EQ(list.bytes(),

@@ -14,7 +14,7 @@ namespace cli {
 
 namespace {
 
-// Longer than two signals may be apart that count as one.
+// Signals within 100 ms count as one; this is longer.
 void pause() {
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
 }
@@ -31,7 +31,7 @@ class InterruptionTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    // Tests of other classes find no request.
+    // So that tests of other classes find no request.
     void TearDown() override { const Interruption forgets; }
 };
 
@@ -94,8 +94,8 @@ TEST_F(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
     }
 }
 
-// The work is over without having asked, so nobody else would end the process.
-TEST_F(InterruptionTest, RequestThatNobodySawEndsTheProcessBehindTheWork) {
+// The work has ended without a look at the request, so nothing else would end the process.
+TEST_F(InterruptionTest, RequestThatNobodySawEndsTheProcessAfterTheWork) {
     const auto work_without_asking = [] {
         const Interruption interruption;
         std::raise(SIGTERM);

@@ -155,7 +155,7 @@ void use_file(const std::string& path) {
     });
 }
 
-// Whether the settings make learning take the memory that a machine has: those that are meant may.
+// A damaged resolution may make learning take all memory of the machine, as a user's setting may.
 bool asks_for_little_memory(const std::string& file) {
     zeManager manager;
     try {
@@ -166,7 +166,7 @@ bool asks_for_little_memory(const std::string& file) {
     return manager.m_defaults.likelihood_resolution <= 64;
 }
 
-// 65 and 66 are exit statuses of these two errors; every other one would be a 70.
+// These two errors end the program with 65 and 66; any other one would end it with 70.
 TEST(KcDamageTest, EveryChangedBitGivesAnAnswerOrAnErrorOfTheFile) {
     const Scratch_folder folder;
     std::size_t refused = 0;

@@ -18,8 +18,8 @@ namespace cli {
 
 namespace {
 
-// The program looks at the file before the library reads it. What it sees is a real file of the
-// same name, and what the library reads is that of the fake disk.
+// The program looks at the file before the library reads it. The program sees a real file of the
+// same name, and the library reads the file of the fake disk.
 class KcFileFaultTest : public testing::Test {
 protected:
     KcFileFaultTest() {
@@ -49,7 +49,7 @@ protected:
             m_disk.fail_at(call, Fake_disk::Fault::kIoError, true);
             try {
                 read();
-                // All has been read before: what fails is a read beyond the end and the close.
+                // Everything was read before: only a read beyond the end and the close failed.
                 EXPECT_LE(m_disk.failed.size(), 2U);
                 EXPECT_EQ(m_disk.failed.back(), Fake_disk::Call::kClose);
             } catch (const Input_error& error) {

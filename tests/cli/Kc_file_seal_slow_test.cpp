@@ -30,7 +30,7 @@ TEST_P(KcFileSealSlowTest, EveryChangedBitIsRefusedOrHarmless) {
     std::cout << bits << '\n';
     EXPECT_THAT(bits.changed, testing::IsEmpty()) << bits;
     EXPECT_EQ(bits.refused + bits.same, bit_count);
-    // The Unicode bit, and bits of the seal's key in the index and of its length.
+    // The Unicode bit, the bits of the seal's key in the index, and one of the number of keys.
     EXPECT_GE(bits.same, 1U);
     EXPECT_LT(bits.same, 80U);
 }

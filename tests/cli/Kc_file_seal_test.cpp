@@ -63,7 +63,7 @@ TEST_P(KcFileSealTest, FileThatIsWrittenIsSealed) {
     EXPECT_EQ(read_kc(m_path, nullptr)->m_compact, GetParam());
 }
 
-// What the tests of single bits rely on.
+// The tests of single bits rely on this.
 TEST_P(KcFileSealTest, AnswersOfTheSmallFileUseItsTables) {
     const auto model = read_model(m_path, {}, nullptr);
     ASSERT_TRUE(model->uses_tables());
@@ -93,7 +93,7 @@ TEST_P(KcFileSealTest, UnsealedFileGetsASealWhenItIsWrittenAgain) {
     EXPECT_EQ(m_folder.content("a.kc"), sealed);
 }
 
-TEST_P(KcFileSealTest, ItemThatOtherHandsChangedIsRefused) {
+TEST_P(KcFileSealTest, ItemThatAnotherProgramChangedIsRefused) {
     add_item(Hpack::MakeStringKey(2));
 
     EXPECT_EQ(error_of_reading(),
@@ -102,7 +102,7 @@ TEST_P(KcFileSealTest, ItemThatOtherHandsChangedIsRefused) {
                   "not match: object 2)");
 }
 
-TEST_P(KcFileSealTest, ItemThatOtherHandsAddedIsRefused) {
+TEST_P(KcFileSealTest, ItemThatAnotherProgramAddedIsRefused) {
     add_item("mine");
 
     EXPECT_EQ(error_of_reading(),

@@ -146,7 +146,7 @@ TEST_F(KcLockTest, WaitsUntilTheOtherOneEnds) {
     other.join();
 }
 
-TEST_F(KcLockTest, WaitsNoLongerThanItIsTold) {
+TEST_F(KcLockTest, WaitsNoLongerThanTheGivenTime) {
     const cli::Kc_lock first(path);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(error_of_locking(path, {kShortWait, nullptr}),

@@ -42,14 +42,14 @@ TEST_F(KeptChoicesTest, NoChoiceRemovesWhatWasKept) {
     EXPECT_THAT(kept_choices(m_config, m_defaults), IsEmpty());
 }
 
-// A program that does not know of the choices changes a setting without striking it.
+// A program that does not know the choices changes a setting and leaves the list as it is.
 TEST_F(KeptChoicesTest, SettingWithAnotherValueIsNoChoice) {
     m_defaults.profile_size = 6;
 
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_suppress));
 }
 
-TEST_F(KeptChoicesTest, SettingOfTheUserIsStruckAlsoWithAnEqualValue) {
+TEST_F(KeptChoicesTest, SettingOfTheUserIsRemovedAlsoWithAnEqualValue) {
     EXPECT_TRUE(forget_choices({{"SuppressM", "0"}}, m_config));
 
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_size));
@@ -57,14 +57,14 @@ TEST_F(KeptChoicesTest, SettingOfTheUserIsStruckAlsoWithAnEqualValue) {
     EXPECT_EQ(m_config.get_optional("zandrel.choices"), nullptr);
 }
 
-TEST_F(KeptChoicesTest, OtherSettingsAndThoseLeftStrikeNothing) {
+TEST_F(KeptChoicesTest, OtherSettingsAndThoseLeftRemoveNothing) {
     EXPECT_FALSE(forget_choices({{"ClipValue", "2"}}, m_config));
     EXPECT_FALSE(forget_choices({{"SuppressM", "leave"}, {"ProfileSize", ""}}, m_config));
 
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_size, m_suppress));
 }
 
-TEST_F(KeptChoicesTest, LimitOfTheUserStrikesAllThree) {
+TEST_F(KeptChoicesTest, LimitOfTheUserRemovesAllThree) {
     keep_choices({{"AverageRlimit", "3000"}, {"MaxRlimit", "10000"}, m_suppress}, m_config);
 
     EXPECT_TRUE(forget_choices({{"MinRlimit", "5"}}, m_config));

@@ -104,7 +104,7 @@ TEST(ReplacementFileTest, KeepsThePermissionsOfTheOldFile) {
     }
 }
 
-TEST(ReplacementFileTest, OnlyItsOwnerCanOpenItUntilThen) {
+TEST(ReplacementFileTest, OnlyItsOwnerCanOpenItBeforeItTakesThePlace) {
     const Scratch_folder folder;
     const mode_t before = ::umask(0);
     for (const std::string& path : {folder.write("old.kc", "old"), folder.file("new.kc")}) {

@@ -338,7 +338,7 @@ TEST_F(TrainingTest, LearningAfterTrainingScalesNothingDown) {
     EXPECT_NEAR(manager->GetRootStorage()->m_total_weight, 969.0, 1e-9);
 }
 
-TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) {
+TEST_F(TrainingTest, LimitsThatScaleDownGiveAWarningWhoseAdviceHelps) {
     std::vector<std::string> warnings;
     m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
     Engine_settings settings;

@@ -56,7 +56,7 @@ Outcome outcome_of(const std::string& path, const std::string& sound) {
     } catch (const Input_error&) {
         return Outcome::kRefused;
     } catch (const std::exception&) {
-        return Outcome::kChanged;  // The program would take it for its own failure.
+        return Outcome::kChanged;  // The program would report a failure of its own.
     }
 }
 

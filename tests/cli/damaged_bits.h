@@ -1,4 +1,4 @@
-// What becomes of a container's file when one bit of it changes, as a user of the program meets it.
+// damaged_bits: how the program treats a container's file of which one bit has changed.
 #ifndef ZANDREL_TESTS_CLI_DAMAGED_BITS_H_
 #define ZANDREL_TESTS_CLI_DAMAGED_BITS_H_
 

@@ -117,7 +117,7 @@ TEST_F(EndingSignalsTest, MessageOfAChangeNamesTheLastFile) {
     EXPECT_EXIT(change(), testing::ExitedWithCode(kSuccess), "");
 }
 
-TEST_F(EndingSignalsTest, NameBeyondAllPathsIsCut) {
+TEST_F(EndingSignalsTest, NameLongerThanAnyPathIsCut) {
     const auto change = [] {
         note_change(std::string(100'000, 'x'));
         const std::string message(change_message());

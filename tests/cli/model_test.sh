@@ -229,7 +229,7 @@ prints err 'clash.tsv:1: label "fun" cannot be added: '
 expect 66 learn absent.kc more.tsv
 is err 'zandrel: cannot read absent.kc: No such file or directory'
 
-# Limits that scale down what was learned are told before learning begins.
+# learn warns of limits that scale down what was learned, before it begins.
 expect 0 train old.kc "$shop.train.tsv" --set AverageRlimit=100
 expect 0 learn old.kc more.tsv --add-categories
 prints err 'zandrel: old.kc: its limits make learning forget: '

@@ -60,7 +60,7 @@ private:
         const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
         std::string name = std::string("zandrel_") + test.test_suite_name() + "_" + test.name() +
                            "_" + std::to_string(::getpid());
-        // Names of tests with parameters have a stroke.
+        // Names of tests with parameters have a slash.
         std::replace(name.begin(), name.end(), '/', '_');
         return testing::TempDir() + name;
     }

@@ -177,7 +177,7 @@ TYPED_TEST(KcSealTest, SealingTwiceReplacesTheSeal) {
     EXPECT_EQ(this->pack.GetIndexSize(), 4U);
 }
 
-TYPED_TEST(KcSealTest, WhatIsNoPackageIsNotSealed) {
+TYPED_TEST(KcSealTest, FileThatIsNoPackageIsNotSealed) {
     const std::string text = "This is some text and no package.";
     this->place.hold(text);
 
@@ -260,7 +260,7 @@ TYPED_TEST(KcSealTest, ChangedItemOfNoContainerIsNamedWithoutItsKey) {
                     {this->name(), "item"});
 }
 
-TYPED_TEST(KcSealTest, ItemMoreIsDamage) {
+TYPED_TEST(KcSealTest, AddedItemIsDamage) {
     for (const std::string& key : {packed(3), std::string("key")}) {
         this->make_sealed();
         this->replace(key, "added");
@@ -270,7 +270,7 @@ TYPED_TEST(KcSealTest, ItemMoreIsDamage) {
     }
 }
 
-TYPED_TEST(KcSealTest, ItemLessIsDamage) {
+TYPED_TEST(KcSealTest, RemovedItemIsDamage) {
     this->make_sealed();
     const std::string seal_of_three = this->sealed();
     this->open('w');
@@ -330,7 +330,7 @@ TYPED_TEST(KcSealTest, OtherFormIsRefused) {
     }
 }
 
-// Whether the damaged package is refused, or serves all it ever had.
+// Returns true for a damaged package that is refused, and false for one with all its contents.
 template <class Place>
 bool is_refused_or_whole(Place& place) {
     try {

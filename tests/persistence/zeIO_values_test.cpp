@@ -286,7 +286,7 @@ TEST_F(zeIOValuesTest, CompactFileWithAnyStatisticIsRefused) {
 
 class zeIOLostFlagTest : public testing::Test {
 protected:
-    // Whether the file of the container, written in the full form, is read as compact.
+    // Returns whether the container's file, written in the full form, is read as compact.
     static bool IsReadAsCompact(zeManager& manager) { return IsReadAsCompact(saved(manager)); }
 
     static bool IsReadAsCompact(const std::string& file) {
@@ -499,10 +499,10 @@ const Odd_settings kOddSettings[] = {
     {"small categories huge", [](zeDefaults& s) { s.weaken_small_cats_factor = 1e300; }},
 };
 
-// A container that goes through all that changes statistics.
+// A container that undergoes each operation that changes statistics.
 class zeIOOddSettingsTest : public testing::TestWithParam<Odd_settings> {
 protected:
-    // What the engine refuses changes the container part of the way, which can be written as well.
+    // Work that the engine refuses may leave half a change; such a container can be written too.
     template <class Work>
     static void Try(Work&& work) {
         try {
@@ -532,7 +532,7 @@ protected:
         }
     }
 
-    // What it answers, or how it refuses to.
+    // Its answers, or the error of asking for them.
     static Kc_answers AnswersOf(zeManager& manager) {
         try {
             return answers_of(manager);
@@ -589,7 +589,7 @@ TEST_P(zeIOOddSettingsTest, EveryFileOfOursIsReadAndAnswersTheSame) {
     ExpectReadAgain(manager, "learned at last");
 }
 
-// What was learned under odd settings stays when they are changed.
+// Weights learned under odd settings remain when the settings are changed.
 TEST_P(zeIOOddSettingsTest, SettingsMayChangeBetweenTrainingAndWriting) {
     zeDefaults settings;
     GetParam().set(settings);

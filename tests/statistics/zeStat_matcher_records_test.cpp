@@ -188,7 +188,7 @@ TEST(zeStatMatcherRecordsTest, PairWithAWeightThatIsNotFiniteIsRefused) {
     }
 }
 
-// As in a stale table, whose profiles are gone.
+// As in a stale table, whose profiles have been deleted.
 TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
     Stored_matcher model;
     for (const int iprofile : {0, 1}) {

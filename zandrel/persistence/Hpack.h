@@ -78,7 +78,8 @@ public:
     // How many items there are.
     unsigned int GetIndexSize() const;
     // Where the index is in the file; 0 while there is none. An item that is written at this offset
-    // leaves no bytes without use between the items, but no package either if the write fails.
+    // replaces the index, so no unused bytes remain between the items. If this write fails, the
+    // file is no package any more.
     unsigned int GetIndexOffset() const;
 
     Hio<Generic32> io;                       // over a plain Generic32 until it is opened

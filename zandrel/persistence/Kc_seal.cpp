@@ -21,7 +21,7 @@ constexpr unsigned int kForm = 1;
 // A seal begins with the form and the number of items. The entries follow.
 constexpr unsigned int kFormSize = 4;
 constexpr unsigned int kEntriesPosition = 8;
-// What an entry takes beside its key: the key's length and the checksum.
+// The size of an entry without its key: the key's length and the checksum.
 constexpr unsigned int kEntryOverhead = 8;
 
 std::uint32_t ChecksumOf(const SegBuf& data) {
@@ -87,7 +87,7 @@ unsigned int FirstDifference(const SegBuf& one, const SegBuf& other) {
     return end;
 }
 
-// A key that is no container's may have any bytes, which do not belong into a message.
+// A key that no container has may have any bytes, so it is left out of messages.
 qtString NameOf(const qtString& key) {
     if (key == Zandrel::kManagerKey) {
         return key;
@@ -123,8 +123,8 @@ qtString NameOfPart(const Hpack& pack, unsigned int position) {
                        {pack.io.device->name, part});
 }
 
-// RAISES: kUnknownForm, also for a form that damage has changed: it cannot be told from a later
-// one.
+// RAISES: kUnknownForm, also for a form that damage has changed: we cannot distinguish it from a
+// later one.
 void RequireKnownForm(const Hpack& pack, SegBuf& seal) {
     if (seal.size < kFormSize) {
         RaiseBroken(pack, "seal");
@@ -144,7 +144,7 @@ void WriteTo(Place& place) {
     pack.Open(place, 'u');
     SegBuf seal;
     MakeSeal(pack, seal);
-    // The seal is longer than the index was, which has no checksums: nothing is left of the index.
+    // The seal has checksums and is longer than the index, so nothing is left of the index.
     pack.AddAtOffset(Kc_seal::kKey, seal, pack.GetIndexOffset());
     pack.Close();
 }

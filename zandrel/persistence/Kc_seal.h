@@ -20,7 +20,7 @@ class Hpack;
 //     Kc_seal::Verify(name);
 //     manager.Read(name, nullptr, nullptr);
 //
-// A seal finds damage, not forgery: whoever changes a file can seal it again.
+// A seal finds damage, not forgery: anybody who changes a file can seal it again.
 //
 // Errors: qtX<Kc_seal> with the numbers below; those of devices and packages pass through.
 // Threads: one at a time.

@@ -27,7 +27,7 @@ struct zeNode;
 // - A file that cannot be opened, or is no file of a container, leaves the manager as it was.
 // - What fails behind that leaves it empty, as zeManager::Release does: a container that is only
 //   partly there must not be taken for whole. Its settings are those from before, and it is not
-//   compact. Among it is a value that no file of ours has: 12 "Damaged item: " and the field
+//   compact. A value that no file of ours has is such a failure: 12 "Damaged item: " and the field
 //   (argument: the id).
 // - A failed write leaves a file that is none of a container.
 // The package is closed at the end of each operation, however it ends. A form other than the plain

@@ -42,35 +42,29 @@ private:
     bool m_compat55;
 };
 
-bool is_weight(double value) {
-    return value != 0.0;
-}
-
 bool has_statistics(const zeStat_storage::Profile& profile) {
-    return !profile.m_Ps.empty() || is_weight(profile.m_weight) ||
-           is_weight(profile.m_msg_weight) ||
-           std::any_of(profile.m_bins.begin(), profile.m_bins.end(), [](const auto& bin) {
-               return is_weight(bin.m_relevant) || is_weight(bin.m_total);
-           });
+    return !profile.m_Ps.empty() || profile.m_weight != 0.0 || profile.m_msg_weight != 0.0 ||
+           std::any_of(profile.m_bins.begin(), profile.m_bins.end(),
+                       [](const auto& bin) { return bin.m_relevant != 0.0 || bin.m_total != 0.0; });
 }
 
-// Whether a model has anything of what its compact form leaves out. Empty bins are no statistics: a
-// category that was added to a compact container has them.
+// Returns whether a model has anything that its compact form leaves out. Empty bins are no
+// statistics: a category that was added to a compact container has them.
 bool has_statistics(const zeStat_storage& storage) {
-    return !storage.m_concept_infos.empty() || is_weight(storage.m_total_weight) ||
-           is_weight(storage.m_total_msg_weight) || is_weight(storage.m_total_sml_weight) ||
+    return !storage.m_concept_infos.empty() || storage.m_total_weight != 0.0 ||
+           storage.m_total_msg_weight != 0.0 || storage.m_total_sml_weight != 0.0 ||
            std::any_of(storage.m_profiles.begin(), storage.m_profiles.end(),
                        [](const auto& profile) { return has_statistics(*profile); });
 }
 
 // Each message that counts adds to the total of bags, so a full model that has counted messages has
-// statistics. One that was emptied, or was trained on texts without words only, has counted none.
+// statistics. A model that was emptied, or trained only on texts without words, has counted none.
 bool lacks_statistics(const zeStat_storage& storage) {
     return storage.m_num_msgs > 0 && !has_statistics(storage);
 }
 
-// The compact flag of a file is one bit, and learning on without statistics would spoil a model:
-// so the contents decide whether the container can learn.
+// The compact flag of a file is one bit, which damage can clear. Learning without statistics would
+// then spoil a model, so the contents decide whether the container can learn.
 void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) {
     const bool has_flag = manager.m_compact;
     for (zeNode* const node : nodes) {

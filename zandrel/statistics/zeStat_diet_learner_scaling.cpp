@@ -143,7 +143,7 @@ double zeStat_diet_learner::cut_to_limits(const Sizes& sizes) {
 }
 
 void zeStat_diet_learner::cut_profile(Profile& profile, double limit) {
-    // A limit below 0 cuts also what weighs nothing, and then there is nothing to scale.
+    // A limit below 0 also cuts a profile that weighs nothing; then there is nothing to scale.
     const double f = profile.m_weight == 0.0 ? 0.0 : limit / profile.m_weight;
     for (auto& [word, P] : profile.m_Ps) {
         P.m_weight *= f;

@@ -37,7 +37,7 @@ double table_value(const Table& table, double score) {
 }
 
 // Rounding can lift a score of the tables above 1 by the last bit, and a table of a damaged record
-// can lift it further. What is no number becomes 0.
+// can lift it further. A score that is no number becomes 0.
 double within_0_and_1(double score) {
     return score > 0.0 ? std::min(score, 1.0) : 0.0;
 }

@@ -120,8 +120,8 @@ public:
     // The same for one profile.
     void classify_sml_with_profile(zeSml& sml, int& iprofile);
     // The score of a category, 0..1, from its accumulator, which it resets: each score can be
-    // asked for once per fill. A score that is no number counts as 0, as where weights that are
-    // far apart cancel out beyond the range of a double.
+    // asked for once per fill. A score that is no number, such as the difference of two infinite
+    // sums, counts as 0.
     double adjust_match_value(zeSml& sml, int& iprofile);
     // The score after correction by the profile's likelihood table, blended with the average of
     // all tables as long as the profile is young.

@@ -18,8 +18,8 @@ constexpr unsigned int kPairSize = 8;
 
 }  // namespace
 
-// A stale table may name profiles that are gone. Their pairs count for nothing, and a record with
-// them would be taken for a damaged one, so they are not written.
+// A stale table may name profiles that have been deleted. Their pairs count for nothing, and a
+// record with them would be taken for a damaged one, so they are not written.
 void zeStat_matcher::Dump(Hio<HSegment>& io) const {
     zeClassifier::Dump(io);
     const auto has_profile = [this](const Concept_weight& pair) {

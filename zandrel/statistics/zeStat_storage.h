@@ -136,8 +136,8 @@ public:
     // tree does not have, and "sz <= Zandrel::LIKELIHOOD_SIZE"; 0 "Statistical model is damaged"
     // (argument: what is wrong) for what would be read or written out of bounds, or ask for
     // histograms that no record could hold.
-    // Also qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a number that no record
-    // has which was made from finite weights of at least 0.
+    // Also qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a number that cannot be
+    // in a record made from finite weights of at least 0.
     void Load(Hio<HSegment>& io, zeNode* node);
     // The steps of the above: one profile, and its likelihood table.
     void DumpProfile(Hio<HSegment>& io, const Profile& dumped) const;
@@ -161,7 +161,7 @@ public:
 
     int profile_count() const noexcept { return static_cast<int>(m_profiles.size()); }
 
-    // Compared without signs: an index of a damaged record can be below 0.
+    // An index of a damaged record can be below 0; as an unsigned number it is too large.
     bool has_profile(int iprofile) const noexcept {
         return static_cast<std::size_t>(static_cast<unsigned int>(iprofile)) < m_profiles.size();
     }

@@ -1,4 +1,4 @@
-// What zeStat_storage checks in a record that it has read.  Values: docs/formats/kc.md
+// How zeStat_storage checks a record that it has read.  Values: docs/formats/kc.md
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// No record holds a histogram of a finer resolution, while one damaged bit could ask for it.
+// No record has room for a histogram of a finer resolution, but one damaged bit could ask for it.
 constexpr unsigned int kGreatestResolution = std::numeric_limits<unsigned int>::max() /
                                              (Zandrel::LIKELIHOOD_SIZE * zeStat_storage::kBinSize);
 
@@ -18,8 +18,8 @@ constexpr unsigned int kGreatestResolution = std::numeric_limits<unsigned int>::
     throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
 }
 
-// Whether a setting can make weights below 0 from messages that have none: learning cuts a category
-// to a limit below 0, and a bootstrap divides by a frequency below 0.
+// Returns whether a setting can make weights below 0 from messages that have none: learning cuts a
+// category to a limit below 0, and a bootstrap divides by a frequency below 0.
 bool has_signed_settings(const zeStat_storage& storage) {
     const auto is_below_0 = [](double setting) { return setting < 0.0; };
     return is_below_0(storage.m_min_Rlimit) || is_below_0(storage.m_average_Rlimit) ||
@@ -28,8 +28,8 @@ bool has_signed_settings(const zeStat_storage& storage) {
 }
 
 // Checks the numbers of one model. A weight below 0 is damage, unless the model has been trained
-// under settings that make such weights. The settings may have changed since, so a model with two
-// odd weights and more is taken for such a one: then there are many, and a damaged bit makes one.
+// under settings that make such weights. The settings may have changed since, so two or more odd
+// weights are accepted: such a training makes many, while a damaged bit makes one.
 class Number_check {
 public:
     explicit Number_check(unsigned int id) : m_id(id) {}
@@ -49,7 +49,7 @@ public:
         require(value >= 0.0, field);
     }
 
-    // What belongs to a category is a part of all.
+    // The weight that belongs to the category is a part of the total.
     void bin(const zeStat_storage::Result_bin& bin) {
         weight(bin.m_relevant, "m_relevant");
         weight(bin.m_total, "m_total");
@@ -126,7 +126,7 @@ void check_profile(const zeStat_storage::Profile& profile, Number_check& check) 
 
 }  // namespace
 
-// What training and classification take for granted.
+// Checks what training and classification rely on.
 void zeStat_storage::require_sound() const {
     if (m_num_msgs < 0 || m_likelihood_resolution < 1 ||
         static_cast<unsigned int>(m_likelihood_resolution) > kGreatestResolution) {
@@ -137,8 +137,8 @@ void zeStat_storage::require_sound() const {
         if (profile(iprofile).m_num_msgs < 0) {
             raise_damaged("messages of a profile");
         }
-        // Whole bins of the table tell which resolution it had: training with a damaged one would
-        // take memory for it.
+        // If the number of bins is a multiple of the table's, it shows the histogram's resolution.
+        // With a damaged resolution, training would take memory for it.
         const std::size_t bin_count = profile(iprofile).m_bins.size();
         if (bin_count != 0 && bin_count % Zandrel::LIKELIHOOD_SIZE == 0 &&
             bin_count != fine_bin_count()) {

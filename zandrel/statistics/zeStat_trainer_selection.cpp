@@ -382,7 +382,7 @@ void zeStat_trainer::store_weights(int iprofile, std::vector<Concept_profile>& s
         return std::abs(final_weight(each)) <=
                static_cast<double>(std::numeric_limits<float>::max());
     };
-    // Weights beyond all range give no scale either.
+    // Without a scale, or with a weight too large for a float, the profile gets no weights.
     if (!std::isfinite(M) || !std::isfinite(scale.A - scale.B) ||
         !std::all_of(selected.begin(), selected.end(), is_in_range)) {
         return;
