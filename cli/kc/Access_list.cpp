@@ -81,28 +81,41 @@ std::string Access_list::bytes() const {
     return bytes;
 }
 
-void Access_list::reduce_group() {
-    set_rights(ACL_GROUP_OBJ, rights_of(ACL_GROUP_OBJ) & rights_of(ACL_OTHER));
+void Access_list::reduce_group_and_others() {
+    const std::uint16_t both = rights_of(ACL_GROUP_OBJ) & rights_of(ACL_OTHER);
+    set_rights(ACL_GROUP_OBJ, both);
+    set_rights(ACL_OTHER, both);
+}
+
+void Access_list::let_owner_write() {
+    set_rights(ACL_USER_OBJ, rights_of(ACL_USER_OBJ) | kRead | kWrite);
 }
 
 void Access_list::keep_writers() {
-    const std::uint16_t mask = is_extended() ? rights_of(ACL_MASK) : kAllRights;
+    apply_mask();
     for (Entry& entry : m_entries) {
-        const std::uint16_t rights =
-            is_bound_by_mask(entry.kind) ? entry.rights & mask : entry.rights;
-        entry.rights = (rights & kWrite) != 0 ? kRead | kWrite : 0;
+        entry.rights = (entry.rights & kWrite) != 0 ? kRead | kWrite : 0;
     }
     set_rights(ACL_MASK, kRead | kWrite);
 }
 
 void Access_list::move_group_rights(gid_t group) {
     add({ACL_GROUP, rights_of(ACL_GROUP_OBJ), group});
-    set_rights(ACL_GROUP_OBJ, 0);
+    set_rights(ACL_GROUP_OBJ, rights_of(ACL_GROUP_OBJ) & rights_of(ACL_OTHER));
 }
 
 void Access_list::move_owner_rights(uid_t owner) {
     add({ACL_USER, rights_of(ACL_USER_OBJ), owner});
-    set_rights(ACL_USER_OBJ, kRead | kWrite);
+    let_owner_write();
+}
+
+bool Access_list::has_group_like_others() const {
+    return !is_extended() && rights_of(ACL_GROUP_OBJ) == rights_of(ACL_OTHER);
+}
+
+bool Access_list::lets_everybody_do_as_owner() const {
+    return !is_extended() &&
+           (rights_of(ACL_USER_OBJ) & ~(rights_of(ACL_GROUP_OBJ) & rights_of(ACL_OTHER))) == 0;
 }
 
 bool Access_list::is_extended() const {
@@ -130,11 +143,21 @@ void Access_list::set_rights(std::uint16_t kind, std::uint16_t rights) {
     }
 }
 
+void Access_list::apply_mask() {
+    const std::uint16_t mask = is_extended() ? rights_of(ACL_MASK) : kAllRights;
+    for (Entry& entry : m_entries) {
+        if (is_bound_by_mask(entry.kind)) {
+            entry.rights &= mask;
+        }
+    }
+}
+
 void Access_list::add(const Entry& added) {
     if (!is_extended()) {
         // The mask bounds the owning group and all named entries, so it begins with the group's.
         m_entries.push_back({ACL_MASK, rights_of(ACL_GROUP_OBJ), kNobody});
     }
+    apply_mask();  // a wider mask must not give others what it has forbidden them
     set_rights(ACL_MASK, rights_of(ACL_MASK) | added.rights);
     const auto same = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
         return entry.kind == added.kind && entry.id == added.id;

@@ -23,17 +23,25 @@ public:
     static std::optional<Access_list> parsed(const std::string& bytes);
     std::string bytes() const;
 
-    // Leaves the owning group no right that all others do not have.
-    void reduce_group();
+    // For a file whose owning group will be another: leaves the group and all others only what both
+    // of them have, so that no member of the former or of the new group gains a right.
+    void reduce_group_and_others();
+    // For a file whose owner will be another, who gets at least the rights to read and write.
+    void let_owner_write();
 
     // Gives the rights to read and write to all who may write, and takes all other rights away.
     void keep_writers();
-    // Takes from the owning group what it may, and gives it to this group.
+    // Gives what the owning group may to this group, which is not the owning group any more. The
+    // new one keeps what all others have as well.
     void move_group_rights(gid_t group);
-    // Gives what the owner may to this user, who is not the owner any more. The new owner may read
-    // and write.
+    // Gives what the owner may to this user, who is not the owner any more. The new owner gets at
+    // least the rights to read and write.
     void move_owner_rights(uid_t owner);
 
+    // Returns whether the owning group has the rights of all others, so that it needs no entry.
+    bool has_group_like_others() const;
+    // Returns whether everybody has the rights of the owner, so that he needs no entry.
+    bool lets_everybody_do_as_owner() const;
     // Returns whether the list says more than permissions can.
     bool is_extended() const;
     // The permissions that come closest to it, for a file system without lists.
@@ -48,6 +56,8 @@ private:
 
     std::uint16_t rights_of(std::uint16_t kind) const;
     void set_rights(std::uint16_t kind, std::uint16_t rights);
+    // Takes from named users and groups, and the owning group, what the mask forbids them.
+    void apply_mask();
     // Adds the rights of a named user or group, and the mask that such a list needs.
     void add(const Entry& added);
 

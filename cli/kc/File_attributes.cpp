@@ -14,10 +14,10 @@ namespace cli {
 namespace {
 
 constexpr mode_t kAllPermissions = 07777;
-// The last of these is the bit that only matters for folders; it may stay.
-constexpr mode_t kKeptPermissions = 01777;
-constexpr unsigned int kGroupShift = 3;
-constexpr mode_t kGroupRights = 070;
+// The bit that only matters for folders; it may stay. The two beside it run a file as its owner or
+// group.
+constexpr mode_t kKeptBit = 01000;
+constexpr mode_t kOwnerOnly = 0600;
 
 constexpr std::array<std::string_view, 3> kAttributesLeftOut = {"security.capability",
                                                                 "security.evm", "security.ima"};
@@ -102,33 +102,32 @@ void give_extended(const Extended_attribute& given, int descriptor) {
     }
 }
 
-// Which of the two the system let us give.
-struct Given_owners {
-    bool owner = false;
-    bool group = false;
-};
-
-// The owner is given last: who gives a file away may change it no more.
-Given_owners give_owners(uid_t owner, gid_t group, int descriptor) {
-    constexpr auto kAsIs = static_cast<uid_t>(-1);
-    struct stat own = {};
-    if (::fstat(descriptor, &own) != 0) {
+struct stat status_of(int descriptor) {
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0) {
         fail();
     }
-    Given_owners given = {own.st_uid == owner, own.st_gid == group};
-    if (!given.group) {
-        given.group = ::fchown(descriptor, kAsIs, group) == 0;
-        if (!given.group && !is_refusal()) {
-            fail();
-        }
+    return status;
+}
+
+// Returns whether the file has the owner and the group then. -1 leaves one of them as it is.
+bool gives(uid_t owner, gid_t group, int descriptor) {
+    if (::fchown(descriptor, owner, group) == 0) {
+        return true;
     }
-    if (!given.owner) {
-        given.owner = ::fchown(descriptor, owner, static_cast<gid_t>(-1)) == 0;
-        if (!given.owner && !is_refusal()) {
-            fail();
-        }
+    if (!is_refusal()) {
+        fail();
     }
-    return given;
+    return false;
+}
+
+bool gives_group(gid_t group, int descriptor) {
+    return status_of(descriptor).st_gid == group || gives(static_cast<uid_t>(-1), group, descriptor);
+}
+
+// To be done last: who gives a file away may change it no more.
+bool gives_owner(uid_t owner, int descriptor) {
+    return status_of(descriptor).st_uid == owner || gives(owner, static_cast<gid_t>(-1), descriptor);
 }
 
 Access_list parsed_access_list(const std::string& value) {
@@ -140,11 +139,16 @@ Access_list parsed_access_list(const std::string& value) {
     return *list;
 }
 
-void give_access_list(const Access_list& list, int descriptor) {
+// Returns whether the system let us.
+bool gives_access_list(const Access_list& list, int descriptor) {
     const std::string bytes = list.bytes();
-    if (::fsetxattr(descriptor, kAccessListAttribute, bytes.data(), bytes.size(), 0) != 0) {
+    if (::fsetxattr(descriptor, kAccessListAttribute, bytes.data(), bytes.size(), 0) == 0) {
+        return true;
+    }
+    if (!is_refusal()) {
         fail();
     }
+    return false;
 }
 
 // A folder may give one to each new file in it.
@@ -161,10 +165,15 @@ void give_permissions(mode_t permissions, int descriptor) {
     }
 }
 
-// Leaves the group no right that all others do not have.
-mode_t without_group(mode_t permissions) {
-    const mode_t as_others = (permissions << kGroupShift) & kGroupRights;
-    return (permissions & ~kGroupRights) | (permissions & as_others);
+// Returns whether the system let us.
+bool gives_rights(const Access_list& list, mode_t bit, int descriptor) {
+    if (list.is_extended()) {
+        give_permissions(kOwnerOnly | bit, descriptor);  // the list sets the others
+        return gives_access_list(list, descriptor);
+    }
+    remove_access_list(descriptor);
+    give_permissions(list.plain_permissions() | bit, descriptor);
+    return true;
 }
 
 }  // namespace
@@ -193,13 +202,26 @@ File_attributes File_attributes::of(const std::string& path) {
 }
 
 void File_attributes::give_to(int descriptor) const {
-    const bool keeps_group = give_owners(owner, group, descriptor).group;
+    Kept kept = {gives_group(group, descriptor), true};
     for (const Extended_attribute& each : extended) {
         if (!is_left_out(each.name) && !is_access_list(each)) {
             give_extended(each, descriptor);
         }
     }
-    give_rights(keeps_group, descriptor);
+    give_rights(kept, descriptor);
+    if (!gives_owner(owner, descriptor)) {
+        kept.owner = false;
+        give_rights(kept, descriptor);
+    }
+}
+
+void File_attributes::give_rights(const Kept& kept, int descriptor) const {
+    const mode_t bit = permissions & kKeptBit;
+    // Not every file system has access lists, or knows the names.
+    if (!gives_rights(rights_with_names(kept), bit, descriptor) &&
+        !gives_rights(reduced_rights(kept), bit, descriptor)) {
+        fail();
+    }
     // A change of the permissions would change these lists.
     for (const Extended_attribute& each : extended) {
         if (is_access_list(each)) {
@@ -208,40 +230,51 @@ void File_attributes::give_to(int descriptor) const {
     }
 }
 
-void File_attributes::give_rights(bool keeps_group, int descriptor) const {
-    const mode_t kept = permissions & kKeptPermissions;
-    if (!access_list) {
-        remove_access_list(descriptor);
-        give_permissions(keeps_group ? kept : without_group(kept), descriptor);
-        return;
+Access_list File_attributes::rights_with_names(const Kept& kept) const {
+    Access_list list = access_list.value_or(Access_list::of_permissions(permissions));
+    const bool names_owner = !kept.owner && !list.lets_everybody_do_as_owner();
+    if (!kept.group && !list.has_group_like_others()) {
+        list.move_group_rights(group);
     }
-    Access_list list = *access_list;
-    if (!keeps_group) {
-        list.reduce_group();
+    if (names_owner) {
+        list.move_owner_rights(owner);
+    } else if (!kept.owner) {
+        list.let_owner_write();
     }
-    give_access_list(list, descriptor);
-    // These have the mask of the list in place of the group's rights, so the list stays as it is.
-    give_permissions(kept, descriptor);
+    return list;
+}
+
+Access_list File_attributes::reduced_rights(const Kept& kept) const {
+    Access_list list = access_list.value_or(Access_list::of_permissions(permissions));
+    if (!kept.group) {
+        list.reduce_group_and_others();
+    }
+    if (!kept.owner) {
+        list.let_owner_write();
+    }
+    return list;
 }
 
 void File_attributes::give_as_lock_to(int descriptor) const {
-    const Given_owners given = give_owners(owner, group, descriptor);
+    Kept kept = {gives_group(group, descriptor), true};
+    give_lock_rights(kept, descriptor);
+    if (!gives_owner(owner, descriptor)) {
+        kept.owner = false;
+        give_lock_rights(kept, descriptor);
+    }
+}
+
+void File_attributes::give_lock_rights(const Kept& kept, int descriptor) const {
     Access_list list = access_list.value_or(Access_list::of_permissions(permissions));
     list.keep_writers();
-    if (!given.group) {
+    if (!kept.group) {
         list.move_group_rights(group);
     }
-    if (!given.owner) {
+    if (!kept.owner) {
         list.move_owner_rights(owner);
     }
-    if (list.is_extended()) {
-        const std::string bytes = list.bytes();
-        if (::fsetxattr(descriptor, kAccessListAttribute, bytes.data(), bytes.size(), 0) == 0) {
-            return;
-        }
-        if (!is_refusal()) {
-            fail();
-        }
+    if (list.is_extended() && gives_access_list(list, descriptor)) {
+        return;
     }
     remove_access_list(descriptor);
     give_permissions(list.plain_permissions(), descriptor);

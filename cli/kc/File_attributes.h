@@ -33,7 +33,10 @@ public:
     //   which does the same: the old file's owner did not grant them to the new contents.
     // - "security.ima" and "security.evm": they are checksums of the old file.
     // - An owner or group that the system does not let this process give. The file then belongs to
-    //   this process's user or group. That group gets no right that all others do not have.
+    //   this process's user or group, and an access list gives the old ones their rights. That user
+    //   may read and write. That group gets no right that all others do not have.
+    //   Without access lists the old owner has only the rights of all others, and they keep only
+    //   those that the old group had too.
     // - Other attributes that the system refuses, unless they are access lists ("system.") or the
     //   user's ("user.").
     // RAISES: std::system_error.
@@ -46,7 +49,19 @@ public:
     void give_as_lock_to(int descriptor) const;
 
 private:
-    void give_rights(bool keeps_group, int descriptor) const;
+    // Which of the two the file has, or will have.
+    struct Kept {
+        bool group = false;
+        bool owner = false;
+    };
+
+    void give_rights(const Kept& kept, int descriptor) const;
+    void give_lock_rights(const Kept& kept, int descriptor) const;
+    // The access list, or what the permissions amount to, with names for an owner or group that the
+    // file will not have.
+    Access_list rights_with_names(const Kept& kept) const;
+    // The same without names.
+    Access_list reduced_rights(const Kept& kept) const;
 };
 
 }  // namespace cli

@@ -47,15 +47,55 @@ TEST(AccessListTest, OtherFormsAreNotRead) {
     EXPECT_FALSE(Access_list::parsed(kLong.substr(0, kLong.size() - 1)).has_value());
 }
 
-TEST(AccessListTest, ReducedGroupHasWhatOthersHave) {
+TEST(AccessListTest, ReducedGroupAndOthersHaveWhatBothHad) {
     auto list = Access_list::parsed(kLong);
-    list->reduce_group();
+    list->reduce_group_and_others();
     EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) +
                                  entry(4, 4) + entry(8, 4, 9) + entry(16, 6) + entry(32, 4));
-    // A right that only others have is not given.
-    Access_list other = Access_list::of_permissions(0646);
-    other.reduce_group();
-    EXPECT_EQ(other.plain_permissions(), 0646U);
+    // Rights of others, of which a member of the group has none or only one.
+    const struct {
+        mode_t before;
+        mode_t after;
+    } rows[] = {{0664, 0644}, {0606, 0600}, {0646, 0644}, {0624, 0600}, {0666, 0666}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.before);
+        Access_list permissions = Access_list::of_permissions(row.before);
+        permissions.reduce_group_and_others();
+        EXPECT_EQ(permissions.plain_permissions(), row.after);
+    }
+}
+
+TEST(AccessListTest, NewOwnerMayReadAndWrite) {
+    const struct {
+        mode_t before;
+        mode_t after;
+    } rows[] = {{0464, 0664}, {0066, 0666}, {0564, 0764}, {0640, 0640}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.before);
+        Access_list list = Access_list::of_permissions(row.before);
+        list.let_owner_write();
+        EXPECT_EQ(list.plain_permissions(), row.after);
+    }
+}
+
+TEST(AccessListTest, OwnerAndGroupNeedNoNameWhereEverybodyMayDoTheSame) {
+    const struct {
+        mode_t permissions;
+        bool group;
+        bool owner;
+    } rows[] = {{0666, true, true},  {0664, false, false}, {0644, true, false},
+                {0606, false, false}, {0464, false, true},  {0466, true, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.permissions);
+        const Access_list list = Access_list::of_permissions(row.permissions);
+        EXPECT_EQ(list.has_group_like_others(), row.group);
+        EXPECT_EQ(list.lets_everybody_do_as_owner(), row.owner);
+    }
+    // A user who is named may have fewer rights than the group and all others.
+    const auto named = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 0, 7) + entry(4, 6) +
+                                           entry(16, 6) + entry(32, 6));
+    EXPECT_FALSE(named->has_group_like_others());
+    EXPECT_FALSE(named->lets_everybody_do_as_owner());
 }
 
 TEST(AccessListTest, WritersGetBothRightsAndOthersNone) {
@@ -92,12 +132,28 @@ TEST(AccessListTest, MovedRightsOfTheOwnerGoToANamedUser) {
               kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) + entry(16, 6) + entry(32, 0));
 }
 
+TEST(AccessListTest, NewGroupKeepsWhatAllOthersHave) {
+    Access_list list = Access_list::of_permissions(0664);
+    list.move_group_rights(9);
+    EXPECT_EQ(list.bytes(),
+              kVersion + entry(1, 6) + entry(4, 4) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
+}
+
 TEST(AccessListTest, MovedRightsJoinThoseThatAreThere) {
     auto list = Access_list::parsed(kLong);
     list->move_owner_rights(8);
     list->move_group_rights(9);
     EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 6, 8) +
-                                 entry(4, 0) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
+                                 entry(4, 4) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
+}
+
+// The mask grows with the rights of the owner, and the others must not gain by it.
+TEST(AccessListTest, MovedRightsWidenTheMaskForNobodyElse) {
+    auto list = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) +
+                                    entry(16, 4) + entry(32, 0));
+    list->move_owner_rights(8);
+    EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 4, 7) + entry(2, 6, 8) +
+                                 entry(4, 4) + entry(16, 6) + entry(32, 0));
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Usage: files_test.sh PROGRAM FAILING_FLUSH
+# Usage: files_test.sh PROGRAM REFUSALS
 # Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
 # a change, what signals leave behind, locks, owners and permissions.
-# FAILING_FLUSH is a library to be preloaded with which no folder can be flushed to the disk.
+# REFUSALS is a library to be preloaded, with which the system refuses what the environment says.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
-failing_flush=$2
+refusals=$2
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 printf 'sport\tball\nfood\tcake\n' >more.tsv
@@ -150,7 +150,7 @@ rm pipe
 
 without_flush() {
     # The sanitizers want to be loaded first, which does not matter here.
-    env LD_PRELOAD="$failing_flush" ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
+    env LD_PRELOAD="$refusals" REFUSE_FOLDER_FLUSH=1 ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
         "$program" "$@" >out 2>err
 }
 cp first.kc a.kc
@@ -434,14 +434,17 @@ if ((EUID == 0)); then
     chmod 711 .
     mkdir bin shared
     cp "$program" bin/zandrel
+    cp "$refusals" bin/refusals
     cp "$(ldd "$program" | sed -n 's/.*libzandrel.* => \([^ ]*\).*/\1/p')" bin
     cp train.tsv more.tsv shared
     chmod -R a+rX bin shared
     chgrp 4242 shared
+    without_lists=()  # the environment in which a file system takes no access list
     # as USER GROUP[,GROUP] ARGUMENT...: runs the program in the shared folder as this user.
     as() {
         (cd shared && exec setpriv --reuid="$1" --regid="${2%%,*}" --groups="$2" \
-            env LD_LIBRARY_PATH="$work/bin" "$work/bin/zandrel" "${@:3}") >out 2>err </dev/null
+            env LD_LIBRARY_PATH="$work/bin" "${without_lists[@]}" "$work/bin/zandrel" "${@:3}") \
+            >out 2>err </dev/null
     }
     # as_expected STATUS USER GROUP[,GROUP] ARGUMENT...
     as_expected() {
@@ -457,34 +460,100 @@ if ((EUID == 0)); then
         chown "$1" shared/a.kc
         chmod "$2" shared/a.kc
     }
-    shared_facts() { facts shared/a.kc; }
-
-    chmod 770 shared
-    # A member of the group writes: the group keeps its rights, the file becomes the writer's.
-    container 4141:4242 664
-    as_expected 0 5151 5151,4242 learn a.kc more.tsv
-    [[ $(shared_facts) == '5151:4242 664' ]] || fail "$command: $(shared_facts)"
-    as_expected 0 6161 6161,4242 learn a.kc more.tsv
-    [[ $(shared_facts) == '6161:4242 664' ]] || fail "$command: $(shared_facts)"
-    # Somebody else writes, who cannot give it to the group: his own group gets no more than others.
+    # permissions_for ENTRY...: gives the container an access list. An entry is KIND:RIGHTS:ID; kinds
+    # are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+    permissions_for() {
+        python3 - "$@" <<'PYTHON'
+import os, struct, sys
+entries = [tuple(int(number) for number in entry.split(":")) for entry in sys.argv[1:]]
+os.setxattr("shared/a.kc", "system.posix_acl_access", struct.pack("<I", 2) + b"".join(
+    struct.pack("<HHI", kind, rights, name % 2**32) for kind, rights, name in entries))
+PYTHON
+    }
+    # permissions_of FILE: owner, group, permissions, and the entries of its access list, as above.
+    permissions_of() {
+        stat -c '%u:%g %a' "$1" | tr '\n' ' '
+        python3 - "$1" <<'PYTHON'
+import os, struct, sys
+try:
+    entries = list(struct.iter_unpack("<HHi", os.getxattr(sys.argv[1], "system.posix_acl_access")[4:]))
+except OSError:
+    entries = []
+print(*(f"{kind}:{rights}:{name}" for kind, rights, name in entries))
+PYTHON
+    }
+    # is_shared PERMISSIONS: those of the container, as above.
+    is_shared() {
+        [[ $(permissions_of shared/a.kc | xargs) == "$1" ]] ||
+            fail "$command: $(permissions_of shared/a.kc), not $1"
+    }
+    has_lists() { python3 -c 'import os; os.getxattr("shared/a.kc", "system.posix_acl_access")' 2>err ||
+        grep -q 'No data available' err; }
     chmod 777 shared
+    # Everybody may do what the owner and the group may, so nobody needs to be named.
     container 4141:4242 666
     as_expected 0 5151 5151 learn a.kc more.tsv
-    [[ $(shared_facts) == '5151:5151 666' ]] || fail "$command: $(shared_facts)"
-    container 4141:4242 662
-    chmod 4766 shared/a.kc
-    as_expected 0 5151 5151 train a.kc more.tsv --replace
-    [[ $(shared_facts) == '5151:5151 766' ]] || fail "$command: $(shared_facts)"
-    container 4141:4242 676
-    as_expected 0 5151 5151 train a.kc more.tsv --replace
-    [[ $(shared_facts) == '5151:5151 666' ]] || fail "$command: $(shared_facts)"
-    # The same by an access list, which lets user 7 write and all others do nothing.
-    container 4141:4242 640
-    set_attributes shared/a.kc
-    before=$(shared_facts | tail -n +2 | sed 's/04000400/04000000/')
-    as_expected 0 7 7 learn a.kc more.tsv
-    [[ $(shared_facts | sed -n 1p) == '7:7 660' && $(shared_facts | tail -n +2) == "$before" ]] ||
-        fail "$command: $(shared_facts)"
+    is_shared '5151:5151 666'
+    container 4141:4242 664
+    if has_lists; then
+        chmod 770 shared
+        # A member of the group writes: it keeps its rights, and the file becomes the writer's. An
+        # access list names the owner of before, who may be no member.
+        as_expected 0 5151 5151,4242 learn a.kc more.tsv
+        is_shared '5151:4242 664 1:6:-1 2:6:4141 4:6:-1 16:6:-1 32:4:-1'
+        as_expected 0 6161 6161,4242 learn a.kc more.tsv
+        is_shared '6161:4242 664 1:6:-1 2:6:4141 2:6:5151 4:6:-1 16:6:-1 32:4:-1'
+        chmod 777 shared
+        as_expected 0 4141 4141 learn a.kc more.tsv
+        # A member of the group who may write by its rights only can write again.
+        container 4141:4242 464
+        as_expected 0 5151 5151,4242 learn a.kc more.tsv
+        is_shared '5151:4242 664'
+        as_expected 0 5151 5151,4242 learn a.kc more.tsv
+        # Somebody else writes, who cannot give it to the group: that one is named, and his own group
+        # gets no more than others.
+        container 4141:4242 662
+        chmod 4766 shared/a.kc
+        as_expected 0 5151 5151 train a.kc more.tsv --replace
+        is_shared '5151:5151 776 1:7:-1 2:7:4141 4:6:-1 16:7:-1 32:6:-1'
+        container 4141:4242 676
+        as_expected 0 5151 5151 train a.kc more.tsv --replace
+        is_shared '5151:5151 676 1:6:-1 4:6:-1 8:7:4242 16:7:-1 32:6:-1'
+        # Members of a group that may do nothing still may not, though all others may.
+        container 4141:4242 606
+        as_expected 0 5151 5151 learn a.kc more.tsv
+        is_shared '5151:5151 666 1:6:-1 2:6:4141 4:0:-1 8:0:4242 16:6:-1 32:6:-1'
+        as_expected 66 6161 6161,4242 classify a.kc more.tsv
+        # An access list lets user 7 write and all others do nothing. The owner and the group of
+        # before keep what they had.
+        container 4141:4242 640
+        permissions_for 1:6:-1 2:6:7 4:4:-1 16:6:-1 32:0:-1
+        as_expected 0 7 7 learn a.kc more.tsv
+        is_shared '7:7 660 1:6:-1 2:6:7 2:6:4141 4:0:-1 8:4:4242 16:6:-1 32:0:-1'
+        as_expected 0 6161 6161,4242 classify a.kc more.tsv
+        as_expected 66 6161 6161,7 classify a.kc more.tsv
+        as_expected 0 4141 4141 learn a.kc more.tsv
+    fi
+    # Without access lists the rights are reduced instead. The owner of before may do what all may.
+    reduced() {
+        container 4141:4242 "$1"
+        without_lists=("LD_PRELOAD=$work/bin/refusals" REFUSE_ACCESS_LISTS=1
+            "ASAN_OPTIONS=verify_asan_link_order=0:${ASAN_OPTIONS-}")
+        as_expected 0 5151 "$2" learn a.kc more.tsv
+        without_lists=()
+        is_shared "$3"
+    }
+    reduced 666 5151 '5151:5151 666'
+    reduced 676 5151 '5151:5151 666'
+    reduced 606 5151 '5151:5151 600'
+    reduced 664 5151,4242 '5151:4242 664'
+    reduced 464 5151,4242 '5151:4242 664'
+    # A process that may give files away, but not change those of others, keeps all of it.
+    container 4141:4242 664
+    (cd shared && exec setpriv --reuid=5151 --regid=5151 --groups=5151,4242 --inh-caps=+chown \
+        --ambient-caps=+chown env LD_LIBRARY_PATH="$work/bin" "$work/bin/zandrel" learn a.kc more.tsv) \
+        >out 2>err || fail "learn with the right to give files away: status $?"
+    is_shared '4141:4242 664'
 
     # Only users who may write the container can open its lock.
     # lock_facts USER GROUP[,GROUP]: the facts of the lock while this user has it.
@@ -512,8 +581,7 @@ if ((EUID == 0)); then
         locked=$(lock_facts 0 0)
         [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row, by root: $locked"
     done
-    if python3 -c 'import os; os.getxattr("shared/a.kc", "system.posix_acl_access")' 2>err ||
-        grep -q 'No data available' err; then
+    if has_lists; then
         # The owner is named where the lock cannot be his: owner 5151, user 4141, group 4242.
         container 4141:4242 664
         rights='0200000001000600ffffffff020006002d10000004000600ffffffff10000600ffffffff20000000ffffffff'
