@@ -48,6 +48,8 @@ Kc_lock::Kc_lock(const std::string& path, const Lock_wait& wait)
     m_target.check_replaceable();
     lock(wait);
     m_unfinished.emplace(m_path.c_str());
+    m_target.check_link();  // not only after all the work
+    m_state = m_target.state();
 }
 
 Kc_lock::~Kc_lock() {
@@ -56,6 +58,13 @@ Kc_lock::~Kc_lock() {
     // the lock finds it removed then.
     if (is_file_at(m_path, m_file.number())) {
         ::unlink(m_path.c_str());
+    }
+}
+
+void Kc_lock::check_unchanged() const {
+    m_target.check_link();
+    if (m_target.state() != m_state) {
+        m_target.fail("the file has been changed by something else meanwhile");
     }
 }
 

@@ -32,12 +32,21 @@ class Kc_lock {
 public:
     // The container need not exist.
     // RAISES: Output_error if another process has the lock all the time, if the lock file cannot be
-    // made, and what Target_file::check_replaceable raises; qtX<zeWorkflow> 2 for an interruption.
+    // made, and what Target_file::check_replaceable and check_link raise; qtX<zeWorkflow> 2 for an
+    // interruption.
     // A file system without locks gives none, and that is no error.
     explicit Kc_lock(const std::string& path, const Lock_wait& wait = {});
     Kc_lock(const Kc_lock&) = delete;
     Kc_lock& operator=(const Kc_lock&) = delete;
     ~Kc_lock();
+
+    // The container. Links are not followed again: it is read and replaced where the lock is.
+    const Target_file& target() const { return m_target; }
+
+    // To be called right before the container is replaced, since not everybody asks for a lock.
+    // RAISES: Output_error if the container is not the file that it was when this object got the
+    // lock, or was written since; what Target_file::check_link raises.
+    void check_unchanged() const;
 
 private:
     enum class State { kLocked, kReplaced, kTaken, kForbidden };
@@ -55,6 +64,7 @@ private:
     [[noreturn]] void fail_at_lock_file(const std::string& reason) const;
 
     Target_file m_target;
+    std::optional<File_state> m_state;  // of the container, once it is locked
     std::string m_path;  // of the lock file
     Descriptor m_file;
     std::optional<Unfinished_file> m_unfinished;  // once it is locked

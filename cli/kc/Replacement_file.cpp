@@ -81,10 +81,21 @@ void bring_to_disk(const Target_file& target) {
 
 }  // namespace
 
-Replacement_file::Replacement_file(Target_file target) : m_target(std::move(target)) {}
+Replacement_file::Replacement_file(Target_file target, const Kc_lock* lock)
+    : m_target(std::move(target)), m_lock(lock) {}
 
-// The destructor runs if this raises, since the constructor that it calls has made a whole object.
-Replacement_file::Replacement_file(const std::string& path) : Replacement_file(Target_file(path)) {
+// The destructor runs if one of these raises, since the constructor that it calls has made a whole
+// object.
+Replacement_file::Replacement_file(const std::string& path)
+    : Replacement_file(Target_file(path), nullptr) {
+    begin();
+}
+
+Replacement_file::Replacement_file(const Kc_lock& lock) : Replacement_file(lock.target(), &lock) {
+    begin();
+}
+
+void Replacement_file::begin() {
     m_target.check_replaceable();
     remove_files_left_behind(m_target);
     make();
@@ -96,8 +107,8 @@ Replacement_file::~Replacement_file() {
     }
 }
 
-void Replacement_file::try_out(const std::string& path) {
-    Replacement_file tried(path);
+void Replacement_file::try_out(const Kc_lock& lock) {
+    Replacement_file tried(lock);
     tried.take_over_attributes();
 }
 
@@ -166,6 +177,9 @@ void Replacement_file::take_place() {
     {
         // A signal must not find a change that is not noted.
         const Held_back_signals held_back;
+        if (m_lock != nullptr) {
+            m_lock->check_unchanged();
+        }
         if (::rename(m_path.c_str(), m_target.path().c_str()) != 0) {
             m_target.fail();
         }

@@ -7,6 +7,7 @@
 
 #include "cli/kc/Descriptor.h"
 #include "cli/kc/File_attributes.h"
+#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Target_file.h"
 #include "cli/model/ending_signals.h"
 
@@ -29,26 +30,29 @@ public:
     // Makes the new file, empty. `path` need not exist.
     // RAISES: Output_error; what Target_file::check_replaceable raises.
     explicit Replacement_file(const std::string& path);
+    // The same for the container of a lock, which must live as long as this object.
+    explicit Replacement_file(const Kc_lock& lock);
     Replacement_file(const Replacement_file&) = delete;
     Replacement_file& operator=(const Replacement_file&) = delete;
     ~Replacement_file();
 
     // Does all but writing and taking the place, so that what would fail then fails now.
     // RAISES: Output_error.
-    static void try_out(const std::string& path);
+    static void try_out(const Kc_lock& lock);
 
     // Where to write.
     const std::string& path() const { return m_path; }
 
     // Brings what was written to the disk and puts the file into its place, which is noted as a
     // change (note_change).
-    // RAISES: Output_error. After a note of the change the file has taken its place, but a crash of
+    // RAISES: Output_error, also if somebody has changed the locked container meanwhile. After a note of the change the file has taken its place, but a crash of
     // the system may bring the old one back.
     void take_place();
 
 private:
-    explicit Replacement_file(Target_file target);
+    Replacement_file(Target_file target, const Kc_lock* lock);
 
+    void begin();
     void make();
     // Returns whether a file with the name of `m_path` has been made and locked.
     bool try_to_make();
@@ -56,6 +60,7 @@ private:
     void take_over_attributes();
 
     Target_file m_target;
+    const Kc_lock* m_lock;  // BORROWS: null: none
     std::string m_path;  // of the new file; empty: it has taken its place
     std::optional<Unfinished_file> m_unfinished;
     File_attributes m_attributes;  // for the case that there is no old file at the end

@@ -80,6 +80,21 @@ std::optional<struct stat> Target_file::status() const {
     return std::nullopt;
 }
 
+std::optional<File_state> Target_file::state() const {
+    const std::optional<struct stat> found = status();
+    if (!found) {
+        return std::nullopt;
+    }
+    return File_state(found->st_dev, found->st_ino, found->st_size, found->st_mtim.tv_sec,
+                      found->st_mtim.tv_nsec);
+}
+
+void Target_file::check_link() const {
+    if (without_links(m_name) != m_path) {
+        fail("the link leads to another file by now");
+    }
+}
+
 void Target_file::check_replaceable() const {
     const std::optional<struct stat> found = status();
     if (!found) {

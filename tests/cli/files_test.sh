@@ -317,14 +317,52 @@ rm link.kc
 hold train new.kc slow.tsv
 expect 74 train new.kc train.tsv
 prints err 'another process is changing it'
-start train new.kc train.tsv --wait 100
+# It looks at its target before it looks for the data.
+start train new.kc absent.tsv --wait 100
 waiting=$process
 sleep 0.5
 release
 process=$waiting
 ends 64
 is err 'zandrel: new.kc is a knowledge container already; --replace replaces it'
-rm new.kc slow.tsv
+rm new.kc
+
+# What somebody else does meanwhile, who asks for no lock, is not overwritten.
+# release_in_vain REASON: the command that has the lock is refused.
+release_in_vain() {
+    cat more.tsv >&8
+    exec 8>&-
+    process=$holder
+    ends 74
+    mv held.err err
+    is err "zandrel: cannot write $1"
+}
+for arguments in 'learn b.kc slow.tsv' 'train b.kc slow.tsv --replace'; do
+    cp first.kc b.kc
+    cp first.kc v2.kc
+    ln -s b.kc cur
+    # shellcheck disable=SC2086  # The words are the arguments.
+    hold ${arguments/b.kc/cur}
+    [[ -e .b.kc.lock ]] || fail "$command: locks another file"
+    ln -sfn v2.kc cur
+    release_in_vain 'cur: the link leads to another file by now'
+    cmp -s b.kc first.kc && cmp -s v2.kc first.kc || fail "$command: changed a file"
+    is_left_with a.kc b.kc first.kc v2.kc
+    rm cur v2.kc
+    # Another file, and another container.
+    for other in train.tsv a.kc; do
+        [[ $arguments$other != train*.tsv ]] || continue  # it is refused as no container
+        cp first.kc b.kc
+        # shellcheck disable=SC2086
+        hold $arguments
+        mv b.kc saved
+        cp $other b.kc
+        release_in_vain 'b.kc: the file has been changed by something else meanwhile'
+        cmp -s b.kc $other || fail "$command: changed the file"
+        is_left_with a.kc b.kc first.kc
+    done
+done
+rm b.kc saved slow.tsv
 
 for name in .a.kc.lock; do
     ln -s train.tsv $name
