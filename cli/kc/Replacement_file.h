@@ -24,7 +24,8 @@ namespace cli {
 //
 // Its name is ".NAME.tmp-" and six letters. A process that is killed leaves it behind; the next
 // replacement of the same file removes it. The writer has it locked, so that the file of a living
-// process is never removed.
+// process is never removed. Another user's file may not be opened, and so not be tested: it is
+// removed if a Kc_lock excludes that its process lives.
 class Replacement_file {
 public:
     // Makes the new file, empty. `path` need not exist.

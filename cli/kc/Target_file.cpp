@@ -69,6 +69,10 @@ std::string Target_file::beside(std::string_view ending) const {
         .append(ending);
 }
 
+bool Target_file::is_cut() const {
+    return fs::path(m_path).filename().string().size() > kLongestStem;
+}
+
 std::optional<struct stat> Target_file::status() const {
     struct stat status = {};
     if (::stat(m_path.c_str(), &status) == 0) {

@@ -34,6 +34,8 @@ public:
     // little room is cut; then two files whose names differ only behind the cut share this path.
     // REQUIRES: an ending of at most 14 bytes.
     std::string beside(std::string_view ending) const;
+    // Returns whether the name is cut there.
+    bool is_cut() const;
 
     // Nothing for a file that does not exist.
     // RAISES: Output_error if the system cannot say.

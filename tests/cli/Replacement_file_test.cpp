@@ -180,6 +180,17 @@ TEST(ReplacementFileTest, LeavesTheFileOfALivingProcess) {
     EXPECT_EQ(folder.content("a.kc"), "second");
 }
 
+// The user root may open everything, and removes it in another way.
+TEST(ReplacementFileTest, RemovesUnderALockWhatItMayNotOpen) {
+    const Scratch_folder folder;
+    const Kc_lock lock(folder.file("a.kc"));
+    ASSERT_EQ(::chmod(folder.write(".a.kc.tmp-abcdef", "").c_str(), 0), 0);
+
+    const Replacement_file file(lock);
+
+    EXPECT_FALSE(fs::exists(folder.file(".a.kc.tmp-abcdef")));
+}
+
 TEST(ReplacementFileTest, LeavesWhatOnlyLooksAlike) {
     const Scratch_folder folder;
     fs::create_directory(folder.file(".a.kc.tmp-folder"));

@@ -567,8 +567,29 @@ if ((EUID == 0)); then
     chmod 600 shared/.a.kc.lock
     chmod 666 shared/a.kc
     as_expected 74 5151 5151 learn a.kc more.tsv
-    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
+    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied; remove it if no zandrel runs'
+    # Waiting does not help, since the lock file of a living process can be opened.
+    as_expected 74 5151 5151 learn a.kc more.tsv --wait 100
+    prints err '; remove it if no zandrel runs'
     as_expected 0 0 0 learn a.kc more.tsv
+    # The unfinished file of another user's dead process cannot be opened, but nobody else can have
+    # the lock. The name of the second one may be cut from another container's.
+    long=$(printf 'n%.0s' {1..240})
+    cp first.kc "shared/$long.kc"
+    chmod 666 shared/*.kc
+    for name in a.kc "$long"; do
+        : >"shared/.$name.tmp-abcdef"
+        chown 4141 "shared/.$name.tmp-abcdef"
+        chmod 600 "shared/.$name.tmp-abcdef"
+    done
+    as_expected 0 5151 5151 learn a.kc more.tsv
+    [[ ! -e shared/.a.kc.tmp-abcdef ]] || fail "$command: left the file of a dead process"
+    as_expected 0 5151 5151 learn "$long.kc" more.tsv
+    [[ -e shared/.$long.tmp-abcdef ]] || fail "$command: removed what may be another container's"
+    rm "shared/.$long.tmp-abcdef" "shared/$long.kc"
+    # A folder that may not be read cannot be flushed, which is no error.
+    chmod 733 shared
+    as_expected 0 5151 5151 learn a.kc more.tsv
     # A folder that takes no lock file takes no new container either.
     chmod 755 shared
     chown 0 shared
