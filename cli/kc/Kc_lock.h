@@ -77,7 +77,7 @@ private:
 
     Target_file m_target;
     std::optional<File_state> m_state;  // of the container, once it is locked
-    std::string m_path;  // of the lock file
+    std::string m_path;                 // of the lock file
     Descriptor m_file;
     bool m_is_exclusive = false;
     std::optional<Unfinished_file> m_unfinished;  // once it is locked

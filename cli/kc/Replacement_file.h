@@ -46,8 +46,9 @@ public:
 
     // Brings what was written to the disk and puts the file into its place, which is noted as a
     // change (note_change).
-    // RAISES: Output_error, also if somebody has changed the locked container meanwhile. After a note of the change the file has taken its place, but a crash of
-    // the system may bring the old one back.
+    // RAISES: Output_error, also if somebody has changed the locked container meanwhile. After a
+    // note of the change the file has taken its place, but a crash of the system may bring the old
+    // one back.
     void take_place();
 
 private:
@@ -62,7 +63,7 @@ private:
 
     Target_file m_target;
     const Kc_lock* m_lock;  // BORROWS: null: none
-    std::string m_path;  // of the new file; empty: it has taken its place
+    std::string m_path;     // of the new file; empty: it has taken its place
     std::optional<Unfinished_file> m_unfinished;
     File_attributes m_attributes;  // for the case that there is no old file at the end
     Descriptor m_file;             // the new one, locked

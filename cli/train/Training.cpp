@@ -162,8 +162,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_readable(options.kc_file);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    const std::unique_ptr<Text_model> model =
-        read_model(lock, options.analysis, options.progress);
+    const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
     check_can_learn(options.kc_file, *model);
     Replacement_file::try_out(lock);
     std::vector<Data_file> files =

@@ -184,9 +184,8 @@ TEST_F(KcLockTest, LockFileThatIsNoFileIsRefused) {
 
 TEST_F(KcLockTest, LockFileWithContentsIsRefusedAndStays) {
     folder.write(".kept.kc.lock", "mine");
-    EXPECT_EQ(error_of_locking(path),
-              "cannot write " + path + ": its lock file " + lock_file +
-                  ": not empty, so not a lock file");
+    EXPECT_EQ(error_of_locking(path), "cannot write " + path + ": its lock file " + lock_file +
+                                          ": not empty, so not a lock file");
     EXPECT_EQ(folder.content(".kept.kc.lock"), "mine");
 }
 
@@ -212,9 +211,8 @@ TEST_F(KcLockTest, FolderWithoutRoomForALockIsAnError) {
 TEST_F(KcLockTest, FileThatMayNotBeOpenedIsAnError) {
     folder.write(".kept.kc.lock", "");
     ASSERT_EQ(::chmod(lock_file.c_str(), 0), 0);
-    const std::string expected =
-        "cannot write " + path + ": its lock file " + lock_file +
-        ": Permission denied; remove it if no zandrel runs";
+    const std::string expected = "cannot write " + path + ": its lock file " + lock_file +
+                                 ": Permission denied; remove it if no zandrel runs";
     EXPECT_EQ(error_of_locking(path), ::geteuid() == 0 ? "" : expected);
 }
 

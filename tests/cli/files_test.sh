@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Usage: files_test.sh PROGRAM FAILING_FLUSH
+# Usage: files_test.sh PROGRAM FAILING_FLUSH TAMPERED_CALLS
 # Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
 # a change, what signals leave behind, locks, owners and permissions.
-# FAILING_FLUSH is a library to be preloaded with which no folder can be flushed to the disk.
+# Two libraries to be preloaded: with FAILING_FLUSH no folder can be flushed to the disk, and with
+# TAMPERED_CALLS a call of the system waits or fails, which its source describes.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 failing_flush=$2
+tampered_calls=$3
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 printf 'sport\tball\nfood\tcake\n' >more.tsv
@@ -267,10 +269,10 @@ mkfifo slow.tsv
 # Starts a command that has the lock until `release` is called.
 hold() {
     start "$@"
-    mv out held.out
-    mv err held.err
     holder=$process
     wait_for eval 'ls .*.kc.lock >/dev/null'
+    mv out held.out
+    mv err held.err
     exec 8>slow.tsv
 }
 release() {
@@ -374,6 +376,107 @@ for name in .a.kc.lock; do
     is err 'zandrel: cannot write a.kc: its lock file ./.a.kc.lock: not a regular file'
     rm $name
 done
+
+# Of many processes none loses what another has learned.
+cp first.kc a.kc
+command='20 commands at once'
+learning=()
+for ((i = 0; i < 20; ++i)); do
+    "$program" learn a.kc more.tsv --wait 100 >out 2>err &
+    learning+=($!)
+done
+for process in "${learning[@]}"; do
+    wait "$process" || fail "$command: status $?"
+done
+[[ $(messages a.kc) == '21 21 ' ]] || fail "$command: $(messages a.kc)"
+is_left_with a.kc first.kc
+
+# --- calls of the system that wait or fail ---
+
+mkfifo gate
+# tampered CALL ARGUMENT...: becomes the program, with this call tampered.
+tampered() {
+    exec env TAMPER="$1" TAMPER_FIFO=gate LD_PRELOAD="$tampered_calls" \
+        ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" "$program" "${@:2}"
+}
+# start_tampered CALL ARGUMENT...: the same in the background. It waits in the call until number 9 is
+# closed.
+start_tampered() {
+    command="zandrel ${*:2}, waiting in $1"
+    set -m
+    tampered "$@" >out 2>err </dev/null 8>&- 9>&- &
+    process=$!
+    set +m
+    exec 9>gate
+}
+
+# Signals while the new file is there.
+cp first.kc a.kc
+start_tampered fsync learn a.kc more.tsv
+[[ $(find . -name '.a.kc.tmp-*' | wc -l) == 1 && -e .a.kc.lock ]] || fail "$command: no files"
+kill -s TERM "$process"
+sleep 0.3
+kill -s HUP "$process"
+ends 129
+exec 9>&-
+cmp -s a.kc first.kc || fail "$command: changed the file"
+is_left_with a.kc first.kc
+# The first signal comes too late to be a request.
+start_tampered fsync learn a.kc more.tsv
+kill -s TERM "$process"
+sleep 0.3
+exec 9>&-
+ends 0
+[[ $(messages a.kc) == '2 2 ' ]] || fail "$command: $(messages a.kc)"
+is_left_with a.kc first.kc
+start_tampered fsync learn a.kc more.tsv
+kill -s KILL "$process"
+ends 137
+exec 9>&-
+[[ $(find . -name '.a.kc.tmp-*' | wc -l) == 1 && -e .a.kc.lock ]] || fail "$command: no files"
+expect 0 learn a.kc more.tsv
+[[ $(messages a.kc) == '3 3 ' ]] || fail "$command: $(messages a.kc)"
+is_left_with a.kc first.kc
+
+# Another process removes the lock file and makes one of its own, right after it is opened.
+: >.a.kc.lock
+start_tampered flock learn a.kc more.tsv
+rm .a.kc.lock
+exec 7>.a.kc.lock
+flock 7
+exec 9>&-
+ends 74
+is err "$refused"
+[[ -e .a.kc.lock ]] || fail "$command: removed the lock of another"
+exec 7>&-
+rm .a.kc.lock
+# A new lock file that cannot get its rights is removed, unless another process has locked it.
+start_tampered fchmod learn a.kc more.tsv
+exec 9>&-
+ends 74
+is err 'zandrel: cannot write a.kc: its lock file ./.a.kc.lock: Input/output error'
+is_left_with a.kc first.kc
+start_tampered fchmod learn a.kc more.tsv
+exec 7>.a.kc.lock
+flock 7
+exec 9>&-
+ends 74
+is err "$refused"
+[[ -e .a.kc.lock ]] || fail "$command: removed the lock of another"
+exec 7>&-
+rm .a.kc.lock
+
+# A file that is open for reading only cannot be locked on every file system.
+: >.a.kc.tmp-abcdef
+command='learn, with locks as on NFS'
+(tampered nfs learn a.kc more.tsv) >out 2>err || fail "$command: status $?"
+is_left_with a.kc first.kc
+# A folder that cannot be opened is not on the disk.
+command='learn, with a folder that cannot be opened'
+(tampered open learn a.kc more.tsv) >out 2>err
+[[ $? == 3 ]] || fail "$command: not 3"
+is err "zandrel: cannot write a.kc: Input/output error"$'\n'"$changed"
+rm gate
 
 # --- owners, groups, permissions ---
 
