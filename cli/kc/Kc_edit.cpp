@@ -31,10 +31,10 @@ void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view)
 void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change) {
     check_readable(path);
     const Kc_lock lock(path, wait);
-    qtPtrLight<zeManager> manager = read_kc(path, wait.progress);
+    qtPtrLight<zeManager> manager = read_kc(lock, wait.progress);
     if (is_changed(path, change, manager)) {
         work_on_container(path,
-                          [&] { write_kc(path, *manager, manager->m_compact, wait.progress); });
+                          [&] { write_kc(lock, *manager, manager->m_compact, wait.progress); });
     }
 }
 

@@ -28,10 +28,25 @@ void begin_phase(CTProgress* progress, const char* status) {
     }
 }
 
+// `name`: the file in the words of the user, for messages.
+// RAISES: what read_kc raises.
+qtPtrLight<zeManager> read(const std::string& name, const std::string& path, CTProgress* progress) {
+    begin_phase(progress, "Reading the container");
+    qtPtrLight<zeManager> manager(new zeManager);
+    errno = 0;
+    try {
+        Kc_seal::Verify(path);  // Without a seal the file is read all the same.
+        manager->Read(path, nullptr, progress);
+    } catch (const qtxAll&) {
+        raise_as_read_error(name);
+    }
+    return manager;
+}
+
 // Writes the container to a file of that name, and seals it.
 // RAISES: Output_error with what the system says, as long as it says anything.
-void write(const std::string& path, const std::string& temporary, zeManager& manager,
-           KcIoMode& mode, CTProgress* progress) {
+void write_and_seal(const std::string& path, const std::string& temporary, zeManager& manager,
+                    KcIoMode& mode, CTProgress* progress) {
     errno = 0;
     try {
         manager.Write(temporary, &mode, progress);
@@ -41,6 +56,16 @@ void write(const std::string& path, const std::string& temporary, zeManager& man
     } catch (const qtX<Hpack>& error) {
         throw Output_error(path, error.what());  // sealing does not find what was written
     }
+}
+
+// RAISES: what write_kc raises.
+void write(const std::string& name, Replacement_file& file, zeManager& manager, bool compact,
+           CTProgress* progress) {
+    begin_phase(progress, "Writing the container");
+    KcIoMode mode;
+    mode.compact = compact || manager.m_compact;
+    write_and_seal(name, file.path(), manager, mode, progress);
+    file.take_place();
 }
 
 }  // namespace
@@ -79,25 +104,22 @@ bool begins_as_kc(const std::string& path) {
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
-    begin_phase(progress, "Reading the container");
-    qtPtrLight<zeManager> manager(new zeManager);
-    errno = 0;
-    try {
-        Kc_seal::Verify(path);  // Without a seal the file is read all the same.
-        manager->Read(path, nullptr, progress);
-    } catch (const qtxAll&) {
-        raise_as_read_error(path);
-    }
-    return manager;
+    return read(path, path, progress);
+}
+
+qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress) {
+    check_readable(lock.target().path());
+    return read(lock.target().name(), lock.target().path(), progress);
 }
 
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {
     Replacement_file file(path);
-    begin_phase(progress, "Writing the container");
-    KcIoMode mode;
-    mode.compact = compact || manager.m_compact;
-    write(path, file.path(), manager, mode, progress);
-    file.take_place();
+    write(path, file, manager, compact, progress);
+}
+
+void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress) {
+    Replacement_file file(lock);
+    write(lock.target().name(), file, manager, compact, progress);
 }
 
 }  // namespace cli

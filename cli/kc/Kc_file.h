@@ -7,6 +7,8 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtPtr.h"
 
+#include "cli/kc/Kc_lock.h"
+
 class zeManager;
 
 namespace cli {
@@ -24,6 +26,8 @@ bool begins_as_kc(const std::string& path);
 // it is no container or a damaged one, also if its seal does not match; qtX<zeWorkflow> 2 for an
 // interruption.
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
+// The same for the container of a lock: from where its link led then.
+qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress);
 
 // Writes a container in place of the file, or leaves the file as it is: a new file is written
 // beside it, sealed, flushed to the disk, and renamed (Replacement_file). `progress` may be null. A
@@ -31,6 +35,9 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
 // RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. Then there is no
 // file left beside.
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress);
+// The same for the container of a lock. RAISES: Output_error too if the file has been changed
+// since, or if its name leads to another one.
+void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress);
 
 }  // namespace cli
 

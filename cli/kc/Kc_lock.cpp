@@ -1,6 +1,5 @@
 #include "cli/kc/Kc_lock.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -48,6 +47,8 @@ Kc_lock::Kc_lock(const std::string& path, const Lock_wait& wait)
     m_target.check_replaceable();
     lock(wait);
     m_unfinished.emplace(m_path.c_str());
+    m_target.check_link();  // not only after all the work
+    m_state = m_target.state();
 }
 
 Kc_lock::~Kc_lock() {
@@ -56,6 +57,13 @@ Kc_lock::~Kc_lock() {
     // the lock finds it removed then.
     if (is_file_at(m_path, m_file.number())) {
         ::unlink(m_path.c_str());
+    }
+}
+
+void Kc_lock::check_unchanged() const {
+    m_target.check_link();
+    if (m_target.state() != m_state) {
+        m_target.fail("the file has been changed by something else meanwhile");
     }
 }
 
@@ -74,6 +82,7 @@ void Kc_lock::lock(const Lock_wait& wait) {
             wait.progress->SetStatus("Waiting for another process");
         }
         has_paused = true;
+        replaced = 0;
         pause(wait.progress);
     }
 }
@@ -84,24 +93,24 @@ Kc_lock::State Kc_lock::try_to_lock(int replaced) {
     if (!file.is_open() && errno == EACCES) {
         return State::kForbidden;
     }
-    if (!file.is_open() && errno == ENOENT) {
+    const bool is_missing = !file.is_open() && errno == ENOENT;
+    if (is_missing) {
         file = made();
         if (!file.is_open()) {
             return State::kReplaced;
         }
     }
-    struct stat status = {};
-    if (!file.is_open() || ::fstat(file.number(), &status) != 0) {
-        fail_at_lock_file(reason_of_failure());
-    }
-    if (!S_ISREG(status.st_mode)) {
-        fail_at_lock_file("not a regular file");
-    }
-    if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    check_lock_file(file.number());
+    if (!try_flock(file.number())) {
         return State::kTaken;
     }
     // The former holder of the lock may have removed the file since we opened it.
     if (!is_file_at(m_path, file.number()) && replaced < kMostReplaced) {
+        return State::kReplaced;
+    }
+    // A dead process has left it, with the rights that the container had then. In some shared
+    // folders another user's file cannot be removed; then it serves.
+    if (!is_missing && replaced < kMostReplaced && ::unlink(m_path.c_str()) == 0) {
         return State::kReplaced;
     }
     m_file = std::move(file);
@@ -121,22 +130,47 @@ Descriptor Kc_lock::made() const {
         }
         return file;
     }
+    return give_rights(file.number(), is_new) ? std::move(file) : Descriptor();
+}
+
+bool Kc_lock::give_rights(int descriptor, bool is_new) const {
     try {
-        File_attributes::of(is_new ? m_path : m_target.path()).give_as_lock_to(file.number());
+        File_attributes::of(is_new ? m_path : m_target.path()).give_as_lock_to(descriptor);
+        return true;
     } catch (const std::system_error& error) {
-        if (!is_file_at(m_path, file.number())) {
-            return Descriptor();  // another process has locked it and removed it already
+        // Another process may have locked it by now, or even removed it.
+        const bool is_taken = ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        if (is_taken || !is_file_at(m_path, descriptor)) {
+            return false;
         }
         ::unlink(m_path.c_str());
         fail_at_lock_file(error.code().message());
     }
-    return file;
+}
+
+void Kc_lock::check_lock_file(int descriptor) const {
+    struct stat status = {};
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0) {
+        fail_at_lock_file(reason_of_failure());
+    }
+    if (!S_ISREG(status.st_mode)) {
+        fail_at_lock_file("not a regular file");
+    }
+    if (status.st_size != 0) {
+        fail_at_lock_file("not empty, so not a lock file");
+    }
+}
+
+bool Kc_lock::try_flock(int descriptor) {
+    m_is_exclusive = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+    return m_is_exclusive || errno != EWOULDBLOCK;
 }
 
 void Kc_lock::check_waited(State state, double waited, double longest) const {
     if (state == State::kForbidden) {
-        if (waited >= std::max(longest, kLongestMoment)) {
-            fail_at_lock_file(std::generic_category().message(EACCES));
+        if (waited >= kLongestMoment) {
+            fail_at_lock_file(std::generic_category().message(EACCES) +
+                              "; remove it if no zandrel runs");
         }
         return;
     }

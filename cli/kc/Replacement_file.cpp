@@ -43,10 +43,25 @@ bool is_name_of_ours(const std::string& name, const std::string& start) {
            name.find_first_not_of(kLetters, start.size()) == std::string::npos;
 }
 
-// Removes a regular file that no living process has locked. Whatever else it is stays, and so does
-// what this process may not open.
-void remove_if_left_behind(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+bool is_regular_file(const std::string& path) {
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// For writing if possible, since NFS locks no file that is open for reading only.
+Descriptor opened(const std::string& path) {
+    constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    Descriptor file(::open(path.c_str(), O_RDWR | kFlags));
+    return file.is_open() ? std::move(file) : Descriptor(::open(path.c_str(), O_RDONLY | kFlags));
+}
+
+// Removes a regular file that no living process has locked. Whatever else it is stays.
+// `is_of_dead`: what this process may not open is of a dead process, too.
+void remove_if_left_behind(const std::string& path, bool is_of_dead) {
+    const Descriptor file = opened(path);
+    if (!file.is_open() && errno == EACCES && is_of_dead && is_regular_file(path)) {
+        ::unlink(path.c_str());
+    }
     struct stat status = {};
     if (file.is_open() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
         ::flock(file.number(), LOCK_EX | LOCK_NB) == 0 && is_file_at(path, file.number())) {
@@ -54,14 +69,15 @@ void remove_if_left_behind(const std::string& path) {
     }
 }
 
-void remove_files_left_behind(const Target_file& target) {
+void remove_files_left_behind(const Target_file& target, bool is_locked) {
     const fs::path begin = target.beside(kBeforeLetters);
     const std::string start = begin.filename().string();
     std::error_code ignored;  // of a folder that may be written but not be read
     for (fs::directory_iterator entry(target.folder(), ignored), end; !ignored && entry != end;
          entry.increment(ignored)) {
         if (is_name_of_ours(entry->path().filename().string(), start)) {
-            remove_if_left_behind(entry->path().string());
+            // Two long names may share the form.
+            remove_if_left_behind(entry->path().string(), is_locked && !target.is_cut());
         }
     }
 }
@@ -71,7 +87,10 @@ void remove_files_left_behind(const Target_file& target) {
 void bring_to_disk(const Target_file& target) {
     const Descriptor folder(::open(target.folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.is_open()) {
-        return;  // a folder that may be written but not be read
+        if (errno == EACCES) {
+            return;  // a folder that may be written but not be read
+        }
+        target.fail();
     }
     // Some file systems cannot do this with a folder.
     if (::fsync(folder.number()) != 0 && errno != EINVAL && errno != ENOTSUP) {
@@ -81,12 +100,23 @@ void bring_to_disk(const Target_file& target) {
 
 }  // namespace
 
-Replacement_file::Replacement_file(Target_file target) : m_target(std::move(target)) {}
+Replacement_file::Replacement_file(Target_file target, const Kc_lock* lock)
+    : m_target(std::move(target)), m_lock(lock) {}
 
-// The destructor runs if this raises, since the constructor that it calls has made a whole object.
-Replacement_file::Replacement_file(const std::string& path) : Replacement_file(Target_file(path)) {
+// The destructor runs if one of these raises, since the constructor that it calls has made a whole
+// object.
+Replacement_file::Replacement_file(const std::string& path)
+    : Replacement_file(Target_file(path), nullptr) {
+    begin();
+}
+
+Replacement_file::Replacement_file(const Kc_lock& lock) : Replacement_file(lock.target(), &lock) {
+    begin();
+}
+
+void Replacement_file::begin() {
     m_target.check_replaceable();
-    remove_files_left_behind(m_target);
+    remove_files_left_behind(m_target, m_lock != nullptr && m_lock->is_exclusive());
     make();
 }
 
@@ -96,8 +126,8 @@ Replacement_file::~Replacement_file() {
     }
 }
 
-void Replacement_file::try_out(const std::string& path) {
-    Replacement_file tried(path);
+void Replacement_file::try_out(const Kc_lock& lock) {
+    Replacement_file tried(lock);
     tried.take_over_attributes();
 }
 
@@ -166,6 +196,9 @@ void Replacement_file::take_place() {
     {
         // A signal must not find a change that is not noted.
         const Held_back_signals held_back;
+        if (m_lock != nullptr) {
+            m_lock->check_unchanged();
+        }
         if (::rename(m_path.c_str(), m_target.path().c_str()) != 0) {
             m_target.fail();
         }

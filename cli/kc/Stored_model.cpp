@@ -7,13 +7,26 @@
 
 namespace cli {
 
-std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
-                                       CTProgress* progress) {
-    const qtPtrLight<zeManager> manager = read_kc(path, progress);
+namespace {
+
+std::unique_ptr<Text_model> model_of(const qtPtrLight<zeManager>& manager, const std::string& path,
+                                     const Given_analysis& given) {
     if (manager->m_root == nullptr) {
         throw Data_error(path, "the container is empty");
     }
     return std::make_unique<Text_model>(manager, agreed_analysis(path, manager->m_config, given));
+}
+
+}  // namespace
+
+std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
+                                       CTProgress* progress) {
+    return model_of(read_kc(path, progress), path, given);
+}
+
+std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
+                                       CTProgress* progress) {
+    return model_of(read_kc(lock, progress), lock.target().name(), given);
 }
 
 void check_can_learn(const std::string& path, const Text_model& model) {

@@ -7,6 +7,7 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kept_analysis.h"
 #include "cli/model/Text_model.h"
 
@@ -16,6 +17,9 @@ namespace cli {
 // `progress`: may be null.
 // RAISES: what read_kc and agreed_analysis raise; Data_error for an empty container.
 std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
+                                       CTProgress* progress);
+// The same for the container of a lock.
+std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
                                        CTProgress* progress);
 
 // RAISES: Data_error that names the file if its container can only classify.

@@ -69,6 +69,10 @@ std::string Target_file::beside(std::string_view ending) const {
         .append(ending);
 }
 
+bool Target_file::is_cut() const {
+    return fs::path(m_path).filename().string().size() > kLongestStem;
+}
+
 std::optional<struct stat> Target_file::status() const {
     struct stat status = {};
     if (::stat(m_path.c_str(), &status) == 0) {
@@ -78,6 +82,21 @@ std::optional<struct stat> Target_file::status() const {
         fail();
     }
     return std::nullopt;
+}
+
+std::optional<File_state> Target_file::state() const {
+    const std::optional<struct stat> found = status();
+    if (!found) {
+        return std::nullopt;
+    }
+    return File_state(found->st_dev, found->st_ino, found->st_size, found->st_mtim.tv_sec,
+                      found->st_mtim.tv_nsec);
+}
+
+void Target_file::check_link() const {
+    if (without_links(m_name) != m_path) {
+        fail("the link leads to another file by now");
+    }
 }
 
 void Target_file::check_replaceable() const {

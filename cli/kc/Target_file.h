@@ -2,12 +2,19 @@
 #ifndef ZANDREL_CLI_KC_TARGET_FILE_H_
 #define ZANDREL_CLI_KC_TARGET_FILE_H_
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/types.h>
+#include <tuple>
 
 namespace cli {
+
+// Tells a file from another one in its place, and from itself after it was written: device and
+// number, size, time of the last change in seconds and nanoseconds.
+using File_state = std::tuple<dev_t, ino_t, off_t, std::time_t, long>;
 
 // Symbolic links are followed once, when the object is made: what they point at is the target.
 // Messages name the file as the user did.
@@ -27,10 +34,17 @@ public:
     // little room is cut; then two files whose names differ only behind the cut share this path.
     // REQUIRES: an ending of at most 14 bytes.
     std::string beside(std::string_view ending) const;
+    // Returns whether the name is cut there.
+    bool is_cut() const;
 
     // Nothing for a file that does not exist.
     // RAISES: Output_error if the system cannot say.
     std::optional<struct stat> status() const;
+    // Likewise.
+    std::optional<File_state> state() const;
+
+    // RAISES: Output_error if the name leads to another path by now.
+    void check_link() const;
 
     // RAISES: Output_error for what is no regular file, such as a folder or a device, and for a
     // file that may not be written; what `status` raises.

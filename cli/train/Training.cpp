@@ -36,13 +36,12 @@ struct Data_file {
 
 // Refuses to overwrite what a slip of the command line names, such as a data file in place of KC.
 // RAISES: Data_error, Usage_error; Output_error, Input_error.
-void check_overwriting(const Training_options& options) {
-    const Target_file target(options.kc_file);
+void check_overwriting(const Target_file& target, const Training_options& options) {
     target.check_replaceable();
     if (!target.status()) {
         return;
     }
-    if (!begins_as_kc(options.kc_file)) {
+    if (!begins_as_kc(target.path())) {
         throw Data_error(options.kc_file,
                          "this is no knowledge container, and train replaces no other file");
     }
@@ -118,12 +117,12 @@ void settle_labels(const Data_file& file, bool adds_categories, Text_model& mode
     }
 }
 
-void write_model(const std::string& path, const Text_model& model, bool compact,
-                 CTProgress* progress, Training_summary& summary) {
-    write_kc(path, *model.manager(), compact, progress);
-    summary.kc_file = path;
+void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTProgress* progress,
+                 Training_summary& summary) {
+    write_kc(lock, *model.manager(), compact, progress);
+    summary.kc_file = lock.target().name();
     summary.labels = model.labels().size();
-    summary.bytes = std::filesystem::file_size(path);
+    summary.bytes = std::filesystem::file_size(lock.target().path());
 }
 
 void warn_of_scaling(const Learning_options& options, const Text_model& model) {
@@ -137,11 +136,11 @@ void warn_of_scaling(const Learning_options& options, const Text_model& model) {
 
 Training_summary train_kc(const Training_options& options) {
     Training_summary summary;
-    check_overwriting(options);
+    check_overwriting(Target_file(options.kc_file), options);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    check_overwriting(options);  // another process may have made one while we waited
-    Replacement_file::try_out(options.kc_file);
+    check_overwriting(lock.target(), options);  // another process may have made one while we waited
+    Replacement_file::try_out(lock);
     std::vector<Data_file> files =
         read_data(options.data_files, options.skips_bad_lines, summary.skipped);
     const Texts texts = joined(files);
@@ -150,9 +149,9 @@ Training_summary train_kc(const Training_options& options) {
     model.train(texts, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
-    check_overwriting(
-        options);  // training takes long enough for somebody to put another file there
-    write_model(options.kc_file, model, options.compact, options.progress, summary);
+    // Training takes long enough for somebody to put another file there.
+    check_overwriting(lock.target(), options);
+    write_model(lock, model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels;
     return summary;
@@ -163,10 +162,9 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_readable(options.kc_file);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    const std::unique_ptr<Text_model> model =
-        read_model(options.kc_file, options.analysis, options.progress);
+    const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
     check_can_learn(options.kc_file, *model);
-    Replacement_file::try_out(options.kc_file);
+    Replacement_file::try_out(lock);
     std::vector<Data_file> files =
         read_data(options.data_files, options.skips_bad_lines, summary.skipped);
     const std::size_t labels_before = model->labels().size();
@@ -177,7 +175,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_interrupt(options.progress);
     warn_of_scaling(options, *model);
     model->learn(texts, options.progress);
-    write_model(options.kc_file, *model, false, options.progress, summary);
+    write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;
     return summary;

@@ -1,6 +1,8 @@
 #include "cli/kc/Kc_edit.h"
 
 #include <chrono>
+#include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -69,6 +71,58 @@ TEST_F(KcEditTest, WaitsForAnotherChange) {
     edit(60);
     end.join();
     EXPECT_EQ(cli::read_kc(path, nullptr)->m_config.get_optional("color")->str(), "green");
+}
+
+// The message of the error of a change during which somebody else does something.
+std::string error_of_edit(const std::string& path, const std::function<void()>& meanwhile) {
+    try {
+        cli::edit_kc(path, {}, [&meanwhile](qtPtrLight<zeManager>& manager) {
+            manager->m_config.set_optional("color", "green");
+            meanwhile();
+            return true;
+        });
+    } catch (const cli::Output_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST_F(KcEditTest, FileThatWasChangedMeanwhileIsNotReplaced) {
+    const std::string error =
+        "cannot write " + path + ": the file has been changed by something else meanwhile";
+    const std::string kept = folder.file("saved.kc");
+    const std::string container = folder.content("kept.kc");
+
+    EXPECT_EQ(error_of_edit(path, [this] { folder.write("kept.kc", "text"); }), error);
+    EXPECT_EQ(folder.content("kept.kc"), "text");
+
+    folder.write("kept.kc", container);
+    EXPECT_EQ(error_of_edit(path,
+                            [&] {
+                                std::filesystem::rename(path, kept);
+                                folder.write("kept.kc", container);
+                            }),
+              error);
+    EXPECT_EQ(folder.content("kept.kc"), container);
+
+    EXPECT_EQ(error_of_edit(path, [this] { std::filesystem::remove(path); }), error);
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(KcEditTest, LinkThatLeadsElsewhereMeanwhileIsRefused) {
+    const std::string link = folder.file("link");
+    std::filesystem::create_symlink("kept.kc", link);
+    const std::string other = folder.write("other.kc", folder.content("kept.kc"));
+    const std::string before = folder.content("kept.kc");
+
+    EXPECT_EQ(error_of_edit(link,
+                            [&] {
+                                std::filesystem::remove(link);
+                                std::filesystem::create_symlink("other.kc", link);
+                            }),
+              "cannot write " + link + ": the link leads to another file by now");
+    EXPECT_EQ(folder.content("kept.kc"), before);
+    EXPECT_EQ(folder.content("other.kc"), before);
 }
 
 TEST_F(KcEditTest, MissingFileIsAnErrorOfReading) {

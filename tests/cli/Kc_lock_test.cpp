@@ -182,6 +182,22 @@ TEST_F(KcLockTest, LockFileThatIsNoFileIsRefused) {
     EXPECT_EQ(error_of_locking(path), begin + "Is a directory");
 }
 
+TEST_F(KcLockTest, LockFileWithContentsIsRefusedAndStays) {
+    folder.write(".kept.kc.lock", "mine");
+    EXPECT_EQ(error_of_locking(path), "cannot write " + path + ": its lock file " + lock_file +
+                                          ": not empty, so not a lock file");
+    EXPECT_EQ(folder.content(".kept.kc.lock"), "mine");
+}
+
+TEST_F(KcLockTest, LeftLockFileGetsTheWritersOfToday) {
+    folder.write(".kept.kc.lock", "");
+    ASSERT_EQ(::chmod(lock_file.c_str(), 0660), 0);
+    ASSERT_EQ(::chmod(path.c_str(), 0644), 0);
+    const cli::Kc_lock lock(path);
+    EXPECT_EQ(cli::permissions_of(lock_file), 0600U);
+    expect_refused(path);
+}
+
 // The user root may do it all.
 TEST_F(KcLockTest, FolderWithoutRoomForALockIsAnError) {
     ASSERT_EQ(::chmod(folder.path().c_str(), 0500), 0);
@@ -195,8 +211,8 @@ TEST_F(KcLockTest, FolderWithoutRoomForALockIsAnError) {
 TEST_F(KcLockTest, FileThatMayNotBeOpenedIsAnError) {
     folder.write(".kept.kc.lock", "");
     ASSERT_EQ(::chmod(lock_file.c_str(), 0), 0);
-    const std::string expected =
-        "cannot write " + path + ": its lock file " + lock_file + ": Permission denied";
+    const std::string expected = "cannot write " + path + ": its lock file " + lock_file +
+                                 ": Permission denied; remove it if no zandrel runs";
     EXPECT_EQ(error_of_locking(path), ::geteuid() == 0 ? "" : expected);
 }
 

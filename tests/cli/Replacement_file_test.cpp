@@ -180,6 +180,17 @@ TEST(ReplacementFileTest, LeavesTheFileOfALivingProcess) {
     EXPECT_EQ(folder.content("a.kc"), "second");
 }
 
+// The user root may open everything, and removes it in another way.
+TEST(ReplacementFileTest, RemovesUnderALockWhatItMayNotOpen) {
+    const Scratch_folder folder;
+    const Kc_lock lock(folder.file("a.kc"));
+    ASSERT_EQ(::chmod(folder.write(".a.kc.tmp-abcdef", "").c_str(), 0), 0);
+
+    const Replacement_file file(lock);
+
+    EXPECT_FALSE(fs::exists(folder.file(".a.kc.tmp-abcdef")));
+}
+
 TEST(ReplacementFileTest, LeavesWhatOnlyLooksAlike) {
     const Scratch_folder folder;
     fs::create_directory(folder.file(".a.kc.tmp-folder"));
@@ -224,12 +235,11 @@ TEST(ReplacementFileTest, TryingOutLeavesNothing) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
 
-    Replacement_file::try_out(path);
-    Replacement_file::try_out(folder.file("b.kc"));
+    Replacement_file::try_out(Kc_lock(path));
+    Replacement_file::try_out(Kc_lock(folder.file("b.kc")));
 
     EXPECT_EQ(folder.content("a.kc"), "old");
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
-    EXPECT_THROW(Replacement_file::try_out(folder.path()), Output_error);
 }
 
 TEST(ReplacementFileTest, RefusesAFileThatCannotBeLookedAt) {

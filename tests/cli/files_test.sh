@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Usage: files_test.sh PROGRAM REFUSALS
+# Usage: files_test.sh PROGRAM REFUSALS TAMPERED_CALLS
 # Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
 # a change, what signals leave behind, locks, owners and permissions.
-# REFUSALS is a library to be preloaded, with which the system refuses what the environment says.
+# Two libraries to be preloaded: with REFUSALS the system refuses what the environment says, and with
+# TAMPERED_CALLS a call of the system waits or fails, which its source describes.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 refusals=$2
+tampered_calls=$3
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 printf 'sport\tball\nfood\tcake\n' >more.tsv
@@ -267,10 +269,10 @@ mkfifo slow.tsv
 # Starts a command that has the lock until `release` is called.
 hold() {
     start "$@"
-    mv out held.out
-    mv err held.err
     holder=$process
     wait_for eval 'ls .*.kc.lock >/dev/null'
+    mv out held.out
+    mv err held.err
     exec 8>slow.tsv
 }
 release() {
@@ -317,14 +319,52 @@ rm link.kc
 hold train new.kc slow.tsv
 expect 74 train new.kc train.tsv
 prints err 'another process is changing it'
-start train new.kc train.tsv --wait 100
+# It looks at its target before it looks for the data.
+start train new.kc absent.tsv --wait 100
 waiting=$process
 sleep 0.5
 release
 process=$waiting
 ends 64
 is err 'zandrel: new.kc is a knowledge container already; --replace replaces it'
-rm new.kc slow.tsv
+rm new.kc
+
+# What somebody else does meanwhile, who asks for no lock, is not overwritten.
+# release_in_vain REASON: the command that has the lock is refused.
+release_in_vain() {
+    cat more.tsv >&8
+    exec 8>&-
+    process=$holder
+    ends 74
+    mv held.err err
+    is err "zandrel: cannot write $1"
+}
+for arguments in 'learn b.kc slow.tsv' 'train b.kc slow.tsv --replace'; do
+    cp first.kc b.kc
+    cp first.kc v2.kc
+    ln -s b.kc cur
+    # shellcheck disable=SC2086  # The words are the arguments.
+    hold ${arguments/b.kc/cur}
+    [[ -e .b.kc.lock ]] || fail "$command: locks another file"
+    ln -sfn v2.kc cur
+    release_in_vain 'cur: the link leads to another file by now'
+    cmp -s b.kc first.kc && cmp -s v2.kc first.kc || fail "$command: changed a file"
+    is_left_with a.kc b.kc first.kc v2.kc
+    rm cur v2.kc
+    # Another file, and another container.
+    for other in train.tsv a.kc; do
+        [[ $arguments$other != train*.tsv ]] || continue  # it is refused as no container
+        cp first.kc b.kc
+        # shellcheck disable=SC2086
+        hold $arguments
+        mv b.kc saved
+        cp $other b.kc
+        release_in_vain 'b.kc: the file has been changed by something else meanwhile'
+        cmp -s b.kc $other || fail "$command: changed the file"
+        is_left_with a.kc b.kc first.kc
+    done
+done
+rm b.kc saved slow.tsv
 
 for name in .a.kc.lock; do
     ln -s train.tsv $name
@@ -336,6 +376,107 @@ for name in .a.kc.lock; do
     is err 'zandrel: cannot write a.kc: its lock file ./.a.kc.lock: not a regular file'
     rm $name
 done
+
+# Of many processes none loses what another has learned.
+cp first.kc a.kc
+command='20 commands at once'
+learning=()
+for ((i = 0; i < 20; ++i)); do
+    "$program" learn a.kc more.tsv --wait 100 >out 2>err &
+    learning+=($!)
+done
+for process in "${learning[@]}"; do
+    wait "$process" || fail "$command: status $?"
+done
+[[ $(messages a.kc) == '21 21 ' ]] || fail "$command: $(messages a.kc)"
+is_left_with a.kc first.kc
+
+# --- calls of the system that wait or fail ---
+
+mkfifo gate
+# tampered CALL ARGUMENT...: becomes the program, with this call tampered.
+tampered() {
+    exec env TAMPER="$1" TAMPER_FIFO=gate LD_PRELOAD="$tampered_calls" \
+        ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" "$program" "${@:2}"
+}
+# start_tampered CALL ARGUMENT...: the same in the background. It waits in the call until number 9 is
+# closed.
+start_tampered() {
+    command="zandrel ${*:2}, waiting in $1"
+    set -m
+    tampered "$@" >out 2>err </dev/null 8>&- 9>&- &
+    process=$!
+    set +m
+    exec 9>gate
+}
+
+# Signals while the new file is there.
+cp first.kc a.kc
+start_tampered fsync learn a.kc more.tsv
+[[ $(find . -name '.a.kc.tmp-*' | wc -l) == 1 && -e .a.kc.lock ]] || fail "$command: no files"
+kill -s TERM "$process"
+sleep 0.3
+kill -s HUP "$process"
+ends 129
+exec 9>&-
+cmp -s a.kc first.kc || fail "$command: changed the file"
+is_left_with a.kc first.kc
+# The first signal comes too late to be a request.
+start_tampered fsync learn a.kc more.tsv
+kill -s TERM "$process"
+sleep 0.3
+exec 9>&-
+ends 0
+[[ $(messages a.kc) == '2 2 ' ]] || fail "$command: $(messages a.kc)"
+is_left_with a.kc first.kc
+start_tampered fsync learn a.kc more.tsv
+kill -s KILL "$process"
+ends 137
+exec 9>&-
+[[ $(find . -name '.a.kc.tmp-*' | wc -l) == 1 && -e .a.kc.lock ]] || fail "$command: no files"
+expect 0 learn a.kc more.tsv
+[[ $(messages a.kc) == '3 3 ' ]] || fail "$command: $(messages a.kc)"
+is_left_with a.kc first.kc
+
+# Another process removes the lock file and makes one of its own, right after it is opened.
+: >.a.kc.lock
+start_tampered flock learn a.kc more.tsv
+rm .a.kc.lock
+exec 7>.a.kc.lock
+flock 7
+exec 9>&-
+ends 74
+is err "$refused"
+[[ -e .a.kc.lock ]] || fail "$command: removed the lock of another"
+exec 7>&-
+rm .a.kc.lock
+# A new lock file that cannot get its rights is removed, unless another process has locked it.
+start_tampered fchmod learn a.kc more.tsv
+exec 9>&-
+ends 74
+is err 'zandrel: cannot write a.kc: its lock file ./.a.kc.lock: Input/output error'
+is_left_with a.kc first.kc
+start_tampered fchmod learn a.kc more.tsv
+exec 7>.a.kc.lock
+flock 7
+exec 9>&-
+ends 74
+is err "$refused"
+[[ -e .a.kc.lock ]] || fail "$command: removed the lock of another"
+exec 7>&-
+rm .a.kc.lock
+
+# A file that is open for reading only cannot be locked on every file system.
+: >.a.kc.tmp-abcdef
+command='learn, with locks as on NFS'
+(tampered nfs learn a.kc more.tsv) >out 2>err || fail "$command: status $?"
+is_left_with a.kc first.kc
+# A folder that cannot be opened is not on the disk.
+command='learn, with a folder that cannot be opened'
+(tampered open learn a.kc more.tsv) >out 2>err
+[[ $? == 3 ]] || fail "$command: not 3"
+is err "zandrel: cannot write a.kc: Input/output error"$'\n'"$changed"
+rm gate
 
 # --- owners, groups, permissions ---
 
@@ -597,8 +738,29 @@ PYTHON
     chmod 600 shared/.a.kc.lock
     chmod 666 shared/a.kc
     as_expected 74 5151 5151 learn a.kc more.tsv
-    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
+    prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied; remove it if no zandrel runs'
+    # Waiting does not help, since the lock file of a living process can be opened.
+    as_expected 74 5151 5151 learn a.kc more.tsv --wait 100
+    prints err '; remove it if no zandrel runs'
     as_expected 0 0 0 learn a.kc more.tsv
+    # The unfinished file of another user's dead process cannot be opened, but nobody else can have
+    # the lock. The name of the second one may be cut from another container's.
+    long=$(printf 'n%.0s' {1..240})
+    cp first.kc "shared/$long.kc"
+    chmod 666 shared/*.kc
+    for name in a.kc "$long"; do
+        : >"shared/.$name.tmp-abcdef"
+        chown 4141 "shared/.$name.tmp-abcdef"
+        chmod 600 "shared/.$name.tmp-abcdef"
+    done
+    as_expected 0 5151 5151 learn a.kc more.tsv
+    [[ ! -e shared/.a.kc.tmp-abcdef ]] || fail "$command: left the file of a dead process"
+    as_expected 0 5151 5151 learn "$long.kc" more.tsv
+    [[ -e shared/.$long.tmp-abcdef ]] || fail "$command: removed what may be another container's"
+    rm "shared/.$long.tmp-abcdef" "shared/$long.kc"
+    # A folder that may not be read cannot be flushed, which is no error.
+    chmod 733 shared
+    as_expected 0 5151 5151 learn a.kc more.tsv
     # A folder that takes no lock file takes no new container either.
     chmod 755 shared
     chown 0 shared
