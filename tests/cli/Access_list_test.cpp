@@ -52,11 +52,13 @@ TEST(AccessListTest, ReducedGroupAndOthersHaveWhatBothHad) {
     list->reduce_group_and_others();
     EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) +
                                  entry(4, 4) + entry(8, 4, 9) + entry(16, 6) + entry(32, 4));
+
     // Rights of others, of which a member of the group has none or only one.
     const struct {
         mode_t before;
         mode_t after;
     } rows[] = {{0664, 0644}, {0606, 0600}, {0646, 0644}, {0624, 0600}, {0666, 0666}};
+
     for (const auto& row : rows) {
         SCOPED_TRACE(row.before);
         Access_list permissions = Access_list::of_permissions(row.before);
@@ -70,6 +72,7 @@ TEST(AccessListTest, NewOwnerMayReadAndWrite) {
         mode_t before;
         mode_t after;
     } rows[] = {{0464, 0664}, {0066, 0666}, {0564, 0764}, {0640, 0640}};
+
     for (const auto& row : rows) {
         SCOPED_TRACE(row.before);
         Access_list list = Access_list::of_permissions(row.before);
@@ -83,8 +86,9 @@ TEST(AccessListTest, OwnerAndGroupNeedNoNameWhereEverybodyMayDoTheSame) {
         mode_t permissions;
         bool group;
         bool owner;
-    } rows[] = {{0666, true, true},  {0664, false, false}, {0644, true, false},
+    } rows[] = {{0666, true, true},   {0664, false, false}, {0644, true, false},
                 {0606, false, false}, {0464, false, true},  {0466, true, true}};
+
     for (const auto& row : rows) {
         SCOPED_TRACE(row.permissions);
         const Access_list list = Access_list::of_permissions(row.permissions);

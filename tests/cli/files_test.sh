@@ -2,7 +2,8 @@
 # Usage: files_test.sh PROGRAM REFUSALS
 # Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
 # a change, what signals leave behind, locks, owners and permissions.
-# REFUSALS is a library to be preloaded, with which the system refuses what the environment says.
+# REFUSALS is a library to be preloaded, with which the system refuses or delays
+# what the environment says.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
@@ -33,11 +34,13 @@ wait_for() {
     fail "$command: waited in vain for: $*"
 }
 # start ARGUMENT...: runs the program in the background, with the signals of a program that a person
-# starts. `process` is its number.
+# starts. `process` is its number. `environment` is
+# added to its environment.
+environment=()
 start() {
     command="zandrel $*"
     set -m
-    "$program" "$@" >out 2>err </dev/null 8>&- &
+    env "${environment[@]}" "$program" "$@" >out 2>err </dev/null 8>&- &
     process=$!
     set +m
 }
@@ -87,6 +90,11 @@ for name in train learn; do
     expect 64 $name a.kc train.tsv ./a.kc --skip-bad $([[ $name == learn ]] || echo --replace)
     is err 'zandrel: ./a.kc is the knowledge container, and no data file'
     cmp -s a.kc first.kc || fail "$command: changed the file"
+done
+for name in train learn; do
+    expect 65 $name $([[ $name == learn ]] && echo a.kc || echo new.kc) train.tsv first.kc --skip-bad
+    is err 'first.kc: this is a knowledge container, and no data file'
+    is_left_with a.kc first.kc
 done
 mkdir closed
 cp first.kc closed/a.kc
@@ -176,43 +184,76 @@ mkfifo slow.tsv
 for arguments in 'learn a.kc slow.tsv' 'train a.kc slow.tsv --replace' 'train new.kc slow.tsv'; do
     for pair in HUP:129 INT:130 TERM:143; do
         cp first.kc a.kc
-        # The first signal is a request, which is looked at when the texts have been read.
+        # Nothing polls while data are awaited, so the first signal ends the process.
         # shellcheck disable=SC2086  # The words are the arguments.
         start $arguments
         command="$command, ${pair%:*}"
         wait_for eval 'ls .*.kc.lock >/dev/null'
-        exec 9>slow.tsv
-        kill -s "${pair%:*}" "$process"
+        [[ ${pair%:*} == HUP ]] || exec 9<>slow.tsv  # opened, but nothing written
         sleep 0.3
-        kill -0 "$process" 2>/dev/null || fail "$command: ended by the first signal"
-        cat more.tsv >&9
-        exec 9>&-
+        kill -s "${pair%:*}" "$process"
         ends "${pair#*:}"
-        is err 'zandrel: Process interrupted'
+        exec 9>&-
+        is_silent err
         is_silent out
         cmp -s a.kc first.kc || fail "$command: changed the file"
         is_left_with a.kc first.kc
     done
-    # The second one ends the process at once.
+done
+# is_unfinished: a new file has been written, but not put in its place.
+is_unfinished() { [[ -s $(echo .a.kc.tmp-??????) ]]; }
+mkfifo flush
+for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace'; do
+    environment=("LD_PRELOAD=$refusals" WAIT_AT_FLUSH=flush
+        "ASAN_OPTIONS=verify_asan_link_order=0:${ASAN_OPTIONS-}")
+    # The first signal is a request, for which it is too late here.
+    cp first.kc a.kc
     # shellcheck disable=SC2086
     start $arguments
-    wait_for eval 'ls .*.kc.lock >/dev/null'
-    exec 9<>slow.tsv
+    wait_for is_unfinished
+    kill -s TERM "$process"
+    sleep 0.3
+    is_unfinished || fail "$command: ended by the first signal"
+    : >flush
+    ends 0
+    ! cmp -s a.kc first.kc || fail "$command: not changed"
+    is_left_with a.kc first.kc
+    # The second one ends the process at once.
+    cp first.kc a.kc
+    # shellcheck disable=SC2086
+    start $arguments
+    wait_for is_unfinished
     kill -s TERM "$process"
     sleep 0.3
     kill -s HUP "$process"
     ends 129
-    exec 9>&-
+    cmp -s a.kc first.kc || fail "$command: changed the file"
+    is_left_with a.kc first.kc
+    # What a killed process leaves is removed by the next change.
+    # shellcheck disable=SC2086
+    start $arguments
+    wait_for is_unfinished
+    kill -s KILL "$process"
+    ends 137
+    cmp -s a.kc first.kc || fail "$command: changed the file"
+    is_unfinished || fail "$command: no unfinished file is left"
+    [[ -e .a.kc.lock ]] || fail "$command: no lock is left"
+    environment=()
+    expect 0 learn a.kc more.tsv
     is_left_with a.kc first.kc
 done
-# Nobody asks while a filter waits for its lines: the first signal ends it.
+rm flush
+cp first.kc a.kc
+# It is the same while evaluate waits for data, and while a filter waits for its lines.
 for pair in HUP:129 INT:130 TERM:143; do
-    exec 9<>slow.tsv
-    start classify a.kc slow.tsv
-    sleep 0.5
-    kill -s "${pair%:*}" "$process"
-    ends "${pair#*:}"
-    exec 9>&-
+    for name in classify evaluate; do
+        exec 9<>slow.tsv
+        start $name a.kc slow.tsv
+        sleep 0.5
+        kill -s "${pair%:*}" "$process"
+        ends "${pair#*:}"
+        exec 9>&-
+    done
 done
 rm slow.tsv
 
@@ -317,7 +358,7 @@ rm link.kc
 hold train new.kc slow.tsv
 expect 74 train new.kc train.tsv
 prints err 'another process is changing it'
-start train new.kc train.tsv --wait 100
+start train new.kc absent.tsv --wait 100  # the target is checked again before data are read
 waiting=$process
 sleep 0.5
 release

@@ -1,20 +1,26 @@
-// A library to be preloaded, with which the system refuses what the environment says:
+// A library to be preloaded, with which the system refuses or delays what the environment says:
 // - REFUSE_FOLDER_FLUSH: a folder cannot be flushed to the disk, while files can: what a disk does
 //   that fails between the two.
 // - REFUSE_ACCESS_LISTS: no file gets an access list, as on a file system without such lists.
+// - WAIT_AT_FLUSH: a pipe with a name; flushing a file waits until somebody opens it for writing.
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 extern "C" int fsync(int descriptor) {
     struct stat status = {};
-    if (std::getenv("REFUSE_FOLDER_FLUSH") != nullptr && fstat(descriptor, &status) == 0 &&
-        S_ISDIR(status.st_mode)) {
+    const bool is_folder = fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+    if (is_folder && std::getenv("REFUSE_FOLDER_FLUSH") != nullptr) {
         errno = EIO;
         return -1;
+    }
+    const char* const pipe = std::getenv("WAIT_AT_FLUSH");
+    if (!is_folder && pipe != nullptr) {
+        close(open(pipe, O_RDONLY | O_CLOEXEC));
     }
     return static_cast<int>(syscall(SYS_fsync, descriptor));
 }
