@@ -34,8 +34,8 @@ is not a container, and replaces a container only with --replace. While one proc
 container another is refused, or waits for it with --wait. The new file has the owner, group,
 permissions, access lists and extended attributes of the old one, as far as the system allows; hard
 links are separated. Hidden files beside it: the lock .NAME.lock, which the program removes at the
-end, and the unfinished .NAME.tmp-XXXXXX. If a process is killed, the next change removes both.
-A container keeps how its
+end, and the unfinished .NAME.tmp-XXXXXX. If a process is killed, the next
+change removes both if its user may open them, as the same user may. A container keeps how its
 texts were analysed, so --analysis and --stem are needed only for one of another program. A compact
 container is smaller, and can classify but not learn. A container has a seal, checksums that each
 command verifies: one that is damaged is refused, with a sentence about the damage. One without a seal
@@ -124,10 +124,10 @@ shows header, index, items and holes; check tells whether every block is what th
 status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
 Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second one ends
-it at once.
+it at once, as does the first while it reads data.
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot
-be written, 129 SIGHUP, 130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been
+be written or a container that another process is changing, also after --wait, 129 SIGHUP, 130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been
 changed: do not repeat the command then.)";
 
 std::string version_text() {

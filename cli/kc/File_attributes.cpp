@@ -122,12 +122,14 @@ bool gives(uid_t owner, gid_t group, int descriptor) {
 }
 
 bool gives_group(gid_t group, int descriptor) {
-    return status_of(descriptor).st_gid == group || gives(static_cast<uid_t>(-1), group, descriptor);
+    return status_of(descriptor).st_gid == group ||
+           gives(static_cast<uid_t>(-1), group, descriptor);
 }
 
 // To be done last: who gives a file away may change it no more.
 bool gives_owner(uid_t owner, int descriptor) {
-    return status_of(descriptor).st_uid == owner || gives(owner, static_cast<gid_t>(-1), descriptor);
+    return status_of(descriptor).st_uid == owner ||
+           gives(owner, static_cast<gid_t>(-1), descriptor);
 }
 
 Access_list parsed_access_list(const std::string& value) {
