@@ -589,6 +589,17 @@ PYTHON
     reduced 606 5151 '5151:5151 600'
     reduced 664 5151,4242 '5151:4242 664'
     reduced 464 5151,4242 '5151:4242 664'
+    # In a folder like /tmp only owners may replace a file, which is found out before data are read.
+    container 4141:4242 666
+    chmod 1777 shared
+    for arguments in 'learn a.kc absent.tsv' 'train a.kc absent.tsv --replace'; do
+        # shellcheck disable=SC2086  # The words are the arguments.
+        as_expected 74 5151 5151 $arguments
+        is err 'zandrel: cannot write a.kc: Operation not permitted'
+    done
+    as_expected 0 4141 4141 learn a.kc more.tsv
+    as_expected 0 0 0 learn a.kc more.tsv
+    chmod 777 shared
     # A process that may give files away, but not change those of others, keeps all of it.
     container 4141:4242 664
     (cd shared && exec setpriv --reuid=5151 --regid=5151 --groups=5151,4242 --inh-caps=+chown \
