@@ -123,11 +123,12 @@ shows header, index, items and holes; check tells whether every block is what th
 status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
 
 Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second signal
-ends it at once.
+ends it at once, as does the first one while it reads data.
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot
-be written, 129 SIGHUP, 130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been
-changed: do not repeat the command then.)";
+be written or a container that another process is changing (still is, after --wait), 129 SIGHUP,
+130 Ctrl-C, 143 SIGTERM; 3 if something failed after the container had been changed: do not repeat
+the command then.)";
 
 std::string version_text() {
     std::array<char, kZandrelVersionTextSize> text = {};

@@ -10,6 +10,7 @@
 
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
+#include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
 
 namespace cli {
@@ -160,13 +161,30 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     return model;
 }
 
-// None if the model is read from its file.
+struct Data {
+    Texts to_train;  // none if the model is read from its file
+    Texts to_classify;
+    Texts to_learn;
+};
+
 Texts texts_to_train(const Evaluation_options& options, Skipped_lines* skipped) {
     if (!options.kc_file.empty()) {
         return {};
     }
     const Columns columns = options.bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
     return read_labelled_file(options.train_file, skipped, columns);
+}
+
+Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
+    const Waiting_for_input waiting;
+    check_interrupt(options.progress);
+    Data data;
+    data.to_train = texts_to_train(options, skipped);
+    data.to_classify = read_labelled_file(options.test_file, skipped);
+    if (options.learn_file) {
+        data.to_learn = read_labelled_file(*options.learn_file, skipped);
+    }
+    return data;
 }
 
 std::size_t peak_memory_bytes() {
@@ -180,25 +198,22 @@ std::size_t peak_memory_bytes() {
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    const Texts train_texts = texts_to_train(options, skipped);
-    const Texts test_texts = read_labelled_file(options.test_file, skipped);
-    const Texts texts_to_learn =
-        options.learn_file ? read_labelled_file(*options.learn_file, skipped) : Texts();
-    result.classifying = {test_texts.size(), text_bytes(test_texts)};
+    const Data data = read_data(options, skipped);
+    result.classifying = {data.to_classify.size(), text_bytes(data.to_classify)};
 
     check_interrupt(options.progress);
     const std::unique_ptr<Text_model> made = options.kc_file.empty()
-                                                 ? trained_model(options, train_texts, result)
+                                                 ? trained_model(options, data.to_train, result)
                                                  : loaded_model(options, result);
     Text_model& model = *made;
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();
     Quality quality(options.threshold, labels);
-    classify_all(test_texts, model, options.progress, result.classifying, quality);
+    classify_all(data.to_classify, model, options.progress, result.classifying, quality);
     quality.put_into(result);
-    if (!texts_to_learn.empty()) {
-        result.learning =
-            learn_in_bulks(texts_to_learn, options.bulk_size, test_texts, model, options.progress);
+    if (!data.to_learn.empty()) {
+        result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify, model,
+                                         options.progress);
     }
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);

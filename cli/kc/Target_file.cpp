@@ -50,6 +50,14 @@ std::string cut(const std::string& name) {
     return name.substr(0, size == 0 ? kLongestStem : size);
 }
 
+// Returns whether the folder is one such as /tmp, in which only root and the owners of a file and
+// of the folder may replace the file.
+bool is_kept_by_folder(const struct stat& file, const struct stat& folder) {
+    const uid_t user = ::geteuid();
+    return (folder.st_mode & S_ISVTX) != 0 && user != 0 && user != file.st_uid &&
+           user != folder.st_uid;
+}
+
 }  // namespace
 
 Target_file::Target_file(const std::string& name) : m_name(name), m_path(without_links(name)) {
@@ -109,8 +117,13 @@ void Target_file::check_replaceable() const {
                                      : "not a regular file");
     }
     // rename() checks only the permissions of the folder, so we check those of the file here.
-    if (::faccessat(AT_FDCWD, m_path.c_str(), W_OK, AT_EACCESS) != 0) {
+    struct stat folder_status = {};
+    if (::faccessat(AT_FDCWD, m_path.c_str(), W_OK, AT_EACCESS) != 0 ||
+        ::stat(folder().c_str(), &folder_status) != 0) {
         fail();
+    }
+    if (is_kept_by_folder(*found, folder_status)) {
+        fail(std::generic_category().message(EPERM));
     }
 }
 

@@ -12,6 +12,7 @@ constexpr long kNanosecondsOfOneRequest = 100'000'000;
 
 volatile std::sig_atomic_t s_signal = 0;
 volatile std::sig_atomic_t s_is_seen = 0;
+volatile std::sig_atomic_t s_waits_for_input = 0;
 // Written by the first signal and read by further ones, which are blocked meanwhile.
 struct timespec s_first = {};
 
@@ -28,6 +29,9 @@ bool is_soon_after(const struct timespec& first, const struct timespec& second) 
 }
 
 extern "C" void note_interruption(int signal) {
+    if (s_signal == 0 && s_waits_for_input != 0) {
+        end_by_signal(signal);
+    }
     if (s_signal == 0) {
         s_first = now();
         s_signal = signal;
@@ -71,6 +75,14 @@ int Interruption::signal() {
         s_is_seen = 1;
     }
     return s_signal;
+}
+
+Waiting_for_input::Waiting_for_input() {
+    s_waits_for_input = 1;
+}
+
+Waiting_for_input::~Waiting_for_input() {
+    s_waits_for_input = 0;
 }
 
 }  // namespace cli

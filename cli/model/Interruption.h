@@ -33,6 +33,17 @@ private:
     std::array<struct sigaction, kEndingSignals.size()> m_before = {};
 };
 
+// While one lives, the first ending signal ends the process: nothing polls a request while the
+// process waits for its input, for example from a pipe. Unfinished files are removed. A signal from
+// before is still a request, which the caller polls once one of these lives. One at a time.
+class Waiting_for_input {
+public:
+    Waiting_for_input();
+    Waiting_for_input(const Waiting_for_input&) = delete;
+    Waiting_for_input& operator=(const Waiting_for_input&) = delete;
+    ~Waiting_for_input();
+};
+
 }  // namespace cli
 
 #endif  // ZANDREL_CLI_MODEL_INTERRUPTION_H_

@@ -18,6 +18,7 @@
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/kc/Target_file.h"
+#include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
@@ -68,11 +69,23 @@ void check_interrupt(CTProgress* progress) {
     }
 }
 
+// Read with --skip-bad, a container might pass for texts.
+// RAISES: Data_error; Input_error.
+void check_is_no_kc(const std::string& path) {
+    std::error_code ignored;  // of a file that is not there
+    if (std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path)) {
+        throw Data_error(path, "this is a knowledge container, and no data file");
+    }
+}
+
 std::vector<Data_file> read_data(const std::vector<std::string>& paths, bool skips_bad_lines,
-                                 Skipped_lines& skipped) {
+                                 Skipped_lines& skipped, CTProgress* progress) {
+    const Waiting_for_input waiting;
+    check_interrupt(progress);
     std::vector<Data_file> files;
     files.reserve(paths.size());
     for (const std::string& path : paths) {
+        check_is_no_kc(path);
         files.push_back({path, read_labelled_file(path, skips_bad_lines ? &skipped : nullptr)});
     }
     return files;
@@ -142,7 +155,7 @@ Training_summary train_kc(const Training_options& options) {
     check_overwriting(lock.target(), options);  // another process may have made one while we waited
     Replacement_file::try_out(lock);
     std::vector<Data_file> files =
-        read_data(options.data_files, options.skips_bad_lines, summary.skipped);
+        read_data(options.data_files, options.skips_bad_lines, summary.skipped, options.progress);
     const Texts texts = joined(files);
     check_interrupt(options.progress);
     Text_model model(options.model);
@@ -166,7 +179,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_can_learn(options.kc_file, *model);
     Replacement_file::try_out(lock);
     std::vector<Data_file> files =
-        read_data(options.data_files, options.skips_bad_lines, summary.skipped);
+        read_data(options.data_files, options.skips_bad_lines, summary.skipped, options.progress);
     const std::size_t labels_before = model->labels().size();
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);

@@ -56,6 +56,25 @@ TEST_F(InterruptionTest, SecondSignalEndsTheProcess) {
     EXPECT_EXIT(interrupt_twice(), testing::KilledBySignal(SIGTERM), "");
 }
 
+TEST_F(InterruptionTest, FirstSignalWhileInputIsAwaitedEndsTheProcess) {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        const auto wait_for_input = [signal] {
+            const Interruption interruption;
+            const Waiting_for_input waiting;
+            std::raise(signal);
+        };
+        EXPECT_EXIT(wait_for_input(), testing::KilledBySignal(signal), "");
+    }
+}
+
+TEST_F(InterruptionTest, FirstSignalAfterTheInputIsARequest) {
+    const Interruption interruption;
+    { const Waiting_for_input waiting; }
+    std::raise(SIGTERM);
+    EXPECT_EQ(Interruption::signal(), SIGTERM);
+}
+
 TEST_F(InterruptionTest, SecondSignalAtOnceBelongsToTheFirst) {
     const Interruption interruption;
     std::raise(SIGTERM);

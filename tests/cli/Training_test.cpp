@@ -291,6 +291,18 @@ TEST_F(TrainingTest, ContainerIsNoDataFile) {
     EXPECT_EQ(m_folder.content("a.kc"), before);
 }
 
+TEST_F(TrainingTest, AnotherContainerIsNoDataFile) {
+    Train("sport\tgoal\nfood\tbread\n");
+    const std::string before = m_folder.content("a.kc");
+    m_folder.write("b.kc", before);
+    m_training.data_files = m_learning.data_files = {m_folder.file("b.kc")};
+    m_training.skips_bad_lines = m_learning.skips_bad_lines = true;
+
+    EXPECT_THROW(train_kc(m_training), Data_error);
+    EXPECT_THROW(learn_into_kc(m_learning), Data_error);
+    EXPECT_EQ(m_folder.content("a.kc"), before);
+}
+
 TEST_F(TrainingTest, ContainerThatAnotherIsChangingIsRefused) {
     Train("sport\tgoal\nfood\tbread\n");
     const Kc_lock lock(m_path);
@@ -314,6 +326,17 @@ TEST_F(TrainingTest, LeavesTheOldFileIfItIsInterrupted) {
 
     EXPECT_EQ(m_folder.content("a.kc"), before);
     EXPECT_THAT(m_folder.names(), ElementsAre("a.kc", "learn.tsv", "train.tsv"));
+}
+
+// Reading may wait for a pipe, so a request from before is looked at first.
+TEST_F(TrainingTest, RequestIsSeenBeforeDataFilesAreRead) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Interrupting progress;
+    m_training.progress = m_learning.progress = &progress;
+    m_training.data_files = m_learning.data_files = {m_folder.file("absent.tsv")};
+
+    EXPECT_THROW(train_kc(m_training), qtX<zeWorkflow>);
+    EXPECT_THROW(learn_into_kc(m_learning), qtX<zeWorkflow>);
 }
 
 TEST_F(TrainingTest, LearnsFurtherTexts) {
