@@ -301,7 +301,10 @@ TEST_F(zeIOValuesTest, CompactFileWithAnyStatisticIsRefused) {
         {"a concept of a profile", [](Model& wrong) { wrong.profile(1).m_Ps[term("bank")]; }},
         {"m_weight", [](Model& wrong) { wrong.profile(2).m_weight = 1.0; }},
         {"m_msg_weight", [](Model& wrong) { wrong.profile(0).m_msg_weight = 1.0; }},
-        {"m_total", [](Model& wrong) { wrong.profile(1).m_bins = {{0.0, 0.0}, {0.0, 1.0}}; }},
+        {"m_total",
+         [](Model& wrong) {
+             wrong.profile(1).m_bins = {{0.0, 0.0}, {0.0, 1.0}};
+         }},
         // A relevant weight without a total takes a setting that allows it.
         {"m_relevant",
          [](Model& wrong) {

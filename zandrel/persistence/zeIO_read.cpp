@@ -64,9 +64,9 @@ bool has_statistics(const zeStat_storage& storage) {
 }
 
 // The compact flag of a file is one bit, and learning on without statistics would spoil a model:
-// so the contents decide whether the container can learn. Each message that counts adds to the total
-// of bags, so full models that have counted messages have statistics. If only some models have them,
-// the container is full, since a compact one is written without any.
+// so the contents decide whether the container can learn. Each message that counts adds to the
+// total of bags, so full models that have counted messages have statistics. If only some models
+// have them, the container is full, since a compact one is written without any.
 void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) {
     bool is_any_with_statistics = false;
     bool has_counted = false;
