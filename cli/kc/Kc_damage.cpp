@@ -28,7 +28,9 @@ namespace cli {
 namespace {
 
 constexpr int kAny = -1;
-constexpr int kDamagedItem = 12;  // of zeIO
+constexpr int kUnknownVersion = 2;  // of zeIO
+constexpr int kDamagedItem = 12;    // of zeIO
+constexpr int kCompactRefused = 3;  // of zeWorkflow
 
 // The sentence explains errors of a class that have this number, or any number with kAny, and whose
 // text begins with `beginning`.
@@ -68,6 +70,12 @@ constexpr Explanation_row kRows[] = {
     {is_assertion, kAny, "stat_matcher", "a statistical node has no statistical classifier"},
     {is_assertion, kAny, "!m_storage->end(iprofile)",
      "a statistical classifier does not know one of its nodes"},
+    {is_assertion, kAny, "!m_storage->end(iconcept_info)",
+     "a statistical model does not know one of its concepts"},
+    {is_assertion, kAny, "geom_average", "the sizes of the categories have no average"},
+    {is_assertion, kAny, "arithm_average", "the sizes of the categories have no average"},
+    {is_assertion, kAny, "num_profiles - num_junk_profiles",
+     "a statistical model has junk categories only"},
     {is_assertion, kAny, "object", "a node has no classifier, but its type asks for one"},
     {is<HioErr>, HioErr::kReadFailed, "", "the file ends too early, or a length in it is wrong"},
     {is<HioErr>, kAny, "", "a position in the file is wrong"},
@@ -75,7 +83,6 @@ constexpr Explanation_row kRows[] = {
     {is<Hpack>, kAny, "Missing key in index: ", "one of its parts is missing"},
     {is<Hpack>, kAny, "", "the list of its parts leads to a wrong place"},
     {is<Kc_seal>, kAny, "", "its bytes are not those that were sealed"},
-    {is<zeIO>, 2, "", "its format has an unknown version"},
     {is<zeIO>, 7, "", "an object is of an unknown type"},
     {is<zeIO>, 10, "", "an object has a wrong id"},
     {is<zeIO>, 11, "", "a classifier does not belong to the node that names it"},
@@ -90,6 +97,7 @@ constexpr Explanation_row kRows[] = {
     {is<RuleParser>, kAny, "", "a rule cannot be understood"},
     {is<zeSml>, kAny, "", "a clip value is below 0"},
     {is<zeWorkflow>, 0, "", "its root has no classifier"},
+    {is<zeWorkflow>, 1, "", "a label of its tree is not in a classifier"},
     {is_any, kAny, qtxSegBuf::kLocateError,
      "a record ends too early, or a length in it is too large"},
     {is_any, kAny, "", "its parts do not fit together"},
@@ -108,11 +116,22 @@ bool fits(const Explanation_row& row, const qtxAll& error) {
                                                           : text.starts_with(row.beginning));
 }
 
-// Errors that are no damage: a file of another kind, and a change that the tree or the container
+// Errors that are no damage: a file of another kind, and a change that the tree or a compact container
 // does not allow.
 bool is_refusal(const qtxAll& error) {
     return (is<zeIO>(error) && number_of(error) == 1) || is<zeLogicalTree>(error) ||
-           (is<zeWorkflow>(error) && number_of(error) != 0);
+           (is<zeWorkflow>(error) && number_of(error) == kCompactRefused);
+}
+
+// How a sound file of a later version can cause the error; nullptr if it cannot.
+const char* later_version(const qtxAll& error) {
+    if (is<Kc_seal>(error) && number_of(error) == Kc_seal::kUnknownForm) {
+        return "was sealed by a later version of this program";
+    }
+    if (is<zeIO>(error) && number_of(error) == kUnknownVersion) {
+        return "is of a later version of this program";
+    }
+    return nullptr;
 }
 
 // Returns the object or part that an error names; empty if it names none. File names are left out.
@@ -123,8 +142,7 @@ std::string part_of(const qtxAll& error) {
     }
     const std::string part = raised->arguments().front().str();
     if (is<zeIO>(error) && raised->number() == kDamagedItem) {
-        const bool is_of_node = error.message().view() == "Damaged item: threshold";
-        return part == "0" ? "" : (is_of_node ? ", node " : ", object ") + part;
+        return part == "0" ? "" : ", id " + part;
     }
     const bool names_part = is<zeIO>(error) || is<zeManager>(error) || is<zeStat_storage>(error);
     return names_part ? ": " + part : "";
@@ -153,9 +171,9 @@ std::string explained(const qtxAll& error) {
     if (is_refusal(error)) {
         return error.what();
     }
-    if (is<Kc_seal>(error) && number_of(error) == Kc_seal::kUnknownForm) {
-        return "the container is damaged, or was sealed by a later version of this program (" +
-               words_of(error) + ")";
+    if (const char* const otherwise = later_version(error); otherwise != nullptr) {
+        return std::string("the container is damaged, or ") + otherwise + " (" + words_of(error) +
+               ")";
     }
     const auto* const row =
         std::find_if(std::begin(kRows), std::end(kRows),

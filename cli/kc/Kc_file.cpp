@@ -11,12 +11,14 @@
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
+#include "cli/model/Engine_settings.h"
 
 namespace cli {
 
@@ -25,6 +27,27 @@ namespace {
 void begin_phase(CTProgress* progress, const char* status) {
     if (progress != nullptr) {
         progress->SetStatus(status);
+    }
+}
+
+// A greater resolution takes memory for each category that is added, and can make a file that
+// nobody can read again. The library takes it, the program does not.
+void require_usual_resolution(const std::string& path, int resolution) {
+    const std::string problem =
+        setting_problem("LikelihoodHistogramResolution", std::to_string(resolution));
+    if (!problem.empty()) {
+        throw Data_error(path,
+                         "the container is damaged, or is of another program (" + problem + ")");
+    }
+}
+
+void require_usual_settings(const std::string& path, const zeManager& manager) {
+    require_usual_resolution(path, manager.m_defaults.likelihood_resolution);
+    for (const auto& [id, object] : manager.m_objects) {
+        const auto* const storage = dynamic_cast<const zeStat_storage*>(object);
+        if (storage != nullptr) {
+            require_usual_resolution(path, storage->m_likelihood_resolution);
+        }
     }
 }
 
@@ -40,6 +63,7 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, CTP
     } catch (const qtxAll&) {
         raise_as_read_error(name);
     }
+    require_usual_settings(name, *manager);
     return manager;
 }
 

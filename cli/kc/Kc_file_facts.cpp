@@ -7,6 +7,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
@@ -14,8 +15,6 @@
 namespace cli {
 
 namespace {
-
-constexpr unsigned int kUnicodeFlag = 0x80;
 
 // Adds what the package itself says.
 void add_package(Kc_file_facts& facts) {
@@ -26,7 +25,7 @@ void add_package(Kc_file_facts& facts) {
     Hpack pack;
     pack.Open(facts.path, 'r');
     pack.GetFileID(id, version, flags, is_bad);
-    facts.is_unicode = (flags & kUnicodeFlag) != 0;
+    facts.is_unicode = (flags & Zandrel::kKcUnicode) != 0;
     facts.is_sealed = Kc_seal::IsIn(pack);
 }
 

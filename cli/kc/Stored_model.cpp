@@ -1,5 +1,6 @@
 #include "cli/kc/Stored_model.h"
 
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/errors.h"
@@ -12,7 +13,9 @@ namespace {
 std::unique_ptr<Text_model> model_of(const qtPtrLight<zeManager>& manager, const std::string& path,
                                      const Given_analysis& given) {
     if (manager->m_root == nullptr) {
-        throw Data_error(path, "the container is empty");
+        throw Data_error(path, manager->m_logical_tree->nodes.empty()
+                                   ? "the container is empty"
+                                   : "the container is damaged: its root is missing");
     }
     return std::make_unique<Text_model>(manager, agreed_analysis(path, manager->m_config, given));
 }

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Kc_seal.h"
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file_facts.h"
@@ -66,6 +67,16 @@ protected:
 
 TEST_F(KcFileFaultTest, DiskThatFailsWhileAContainerIsReadIsAnInputError) {
     ExpectEachFaultToBeOfTheDisk([] { read_kc("fake/a.kc", nullptr); });
+}
+
+// The seal of a sealed file is verified before the file is read: that takes calls of its own.
+TEST_F(KcFileFaultTest, DiskThatFailsWhileASealIsVerifiedIsAnInputError) {
+    const auto read = [] { read_kc("fake/a.kc", nullptr); };
+    const std::size_t unsealed = CallsOf(read);
+    Kc_seal::Write("fake/a.kc");
+    EXPECT_GT(CallsOf(read), unsealed);
+
+    ExpectEachFaultToBeOfTheDisk(read);
 }
 
 TEST_F(KcFileFaultTest, DiskThatFailsWhileTheIdentityIsReadIsAnInputError) {

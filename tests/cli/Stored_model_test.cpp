@@ -9,6 +9,7 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "tests/cli/scratch_folder.h"
+#include "tests/support/answers_of_kc.h"
 
 namespace cli {
 
@@ -69,6 +70,20 @@ TEST_F(StoredModelTest, RefusesAnEmptyContainer) {
         ADD_FAILURE() << "no error";
     } catch (const Data_error& error) {
         EXPECT_EQ(error.what(), m_path + ": the container is empty");
+    }
+}
+
+TEST_F(StoredModelTest, RefusesAContainerWhoseRootIsMissing) {
+    Kc_items items(answering_kc(false));
+    items.manager().replace(items.manager().size() - 4, 4, object_key(99));
+    m_folder.write("a.kc", items.file());
+
+    try {
+        read_model(m_folder.file("a.kc"), {Analysis_kind::kWords, ""}, nullptr);
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_EQ(error.what(),
+                  m_folder.file("a.kc") + ": the container is damaged: its root is missing");
     }
 }
 

@@ -162,7 +162,7 @@ unsigned int zeLogicalTree::ReadNode(Hio<HSegment>& io) {
     io >> node.category >> node.name >> node.rule;
     node.attributes = read_attributes(io, has_ids);
     node.threshold = read_threshold(io, has_ids);
-    Zandrel::RequireFinite(node.threshold, "threshold", node.id);
+    Zandrel::RequireFinite(node.threshold, "threshold of a logical node", node.id);
     io >> node.note1 >> node.note2;
     if (node.name == Concept()) {
         node.name = node.category;

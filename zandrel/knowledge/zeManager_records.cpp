@@ -8,12 +8,17 @@
 #include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 namespace {
 
 // The settings go into each new model.
-void require_finite(const zeDefaults& settings) {
+void require_possible(const zeDefaults& settings) {
     constexpr unsigned int kNoObject = 0;
+    // A model takes no resolution below 1 and goes on with its own, so that is no damage.
+    if (settings.likelihood_resolution > zeStat_storage::kGreatestResolution) {
+        Zandrel::RaiseDamagedItem("likelihood_resolution", kNoObject);
+    }
     Zandrel::RequireFinite(settings.clip_value, "clip_value", kNoObject);
     Zandrel::RequireFinite(settings.delete_P_factor, "delete_P_factor", kNoObject);
     Zandrel::RequireFinite(settings.min_Rlimit, "min_Rlimit", kNoObject);
@@ -94,7 +99,7 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
     m_logical_tree->Load(io);
     m_config.Load(io);
     m_defaults.Load(io);
-    require_finite(m_defaults);
+    require_possible(m_defaults);
     io >> m_last_object_id;
     Zandrel::RequireRoomForIds(m_last_object_id);
     m_root = LoadCat(io, nullptr);

@@ -44,8 +44,9 @@ public:
 
     // `mode`: not null. `progress`: may be null; BORROWS for the call.
 
-    // Reads a container in place of what the manager holds. Models that have counted messages and
-    // contain no statistics make the manager compact, also if the file does not say so.
+    // Reads a container in place of what the manager holds. If its models have counted
+    // messages and none contains statistics, the manager is compact, also if the file does not say
+    // so.
     // REQUIRES: this is the manager's `m_io`.
     // COST: one pass over the file; the largest record is in memory twice for a moment.
     void LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress);

@@ -57,27 +57,27 @@ bool has_statistics(const zeStat_storage& storage) {
                        [](const auto& profile) { return has_statistics(*profile); });
 }
 
-// Each message that counts adds to the total of bags, so a full model that has counted messages has
-// statistics. A model that was emptied, or trained only on texts without words, has counted none.
-bool lacks_statistics(const zeStat_storage& storage) {
-    return storage.m_num_msgs > 0 && !has_statistics(storage);
-}
-
-// The compact flag of a file is one bit, which damage can clear. Learning without statistics would
-// then spoil a model, so the contents decide whether the container can learn.
+// The compact flag of a file is one bit, and learning on without statistics would spoil a model:
+// so the contents decide whether the container can learn. Each message that counts adds to the
+// total of bags, so full models that have counted messages have statistics. If only some models
+// have them, the container is full, since a compact one is written without any.
 void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) {
-    const bool has_flag = manager.m_compact;
+    bool is_any_with_statistics = false;
+    bool has_counted = false;
     for (zeNode* const node : nodes) {
         const auto* const matcher = dynamic_cast<const zeStat_matcher*>(node->m_classifier);
         if (matcher == nullptr) {
             continue;
         }
         const zeStat_storage& storage = *matcher->m_storage;
-        if (has_flag && has_statistics(storage)) {
+        const bool is_with_statistics = has_statistics(storage);
+        if (manager.m_compact && is_with_statistics) {
             Zandrel::RaiseDamagedItem("compact flag", storage.m_id);
         }
-        manager.m_compact = manager.m_compact || lacks_statistics(storage);
+        is_any_with_statistics = is_any_with_statistics || is_with_statistics;
+        has_counted = has_counted || storage.m_num_msgs > 0;
     }
+    manager.m_compact = manager.m_compact || (has_counted && !is_any_with_statistics);
 }
 
 }  // namespace

@@ -164,15 +164,13 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
 }
 
 void zeStat_matcher::classify_sml(zeSml& sml) {
-    // Compared without signs: an index of a damaged record can be below 0.
-    const auto profile_count = static_cast<unsigned int>(m_storage->profile_count());
     for (const zeSml::Concept_info& entry : sml.m_concepts) {
         const auto found = m_table.find(entry.m_concept);
         if (found == m_table.end()) {
             continue;
         }
         for (const Concept_weight& pair : found->second) {
-            if (static_cast<unsigned int>(pair.m_iprofile) < profile_count) {
+            if (m_storage->has_profile(pair.m_iprofile)) {
                 m_storage->profile(pair.m_iprofile).m_match_value +=
                     static_cast<double>(pair.m_weight) * entry.m_weight;
             }

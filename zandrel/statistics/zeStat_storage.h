@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <map>
 #include <memory>
 #include <vector>
@@ -95,6 +96,9 @@ public:
     };
 
     static constexpr unsigned int kBinSize = 16;  // bytes of a bin in the record
+    // No record holds a histogram of a finer resolution, while one damaged bit could ask for it.
+    static constexpr int kGreatestResolution = static_cast<int>(
+        std::numeric_limits<unsigned int>::max() / (Zandrel::LIKELIHOOD_SIZE * kBinSize));
 
     // One category.
     struct Profile {

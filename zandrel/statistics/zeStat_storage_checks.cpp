@@ -10,10 +10,6 @@
 
 namespace {
 
-// No record has room for a histogram of a finer resolution, but one damaged bit could ask for it.
-constexpr unsigned int kGreatestResolution = std::numeric_limits<unsigned int>::max() /
-                                             (Zandrel::LIKELIHOOD_SIZE * zeStat_storage::kBinSize);
-
 [[noreturn]] void raise_damaged(const char* what) {
     throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
 }
@@ -57,27 +53,21 @@ public:
                 "m_relevant");
     }
 
-    void likelihood(double value) {
-        finite(value, kLikelihood);
-        m_has_odd_likelihood = m_has_odd_likelihood || value < 0.0 || value > 1.0;
+    // Learning keeps likelihoods within 0 and 1 under all settings.
+    void likelihood(double value) const {
+        if (!(value >= 0.0 && value <= 1.0)) {
+            Zandrel::RaiseDamagedItem("likelihood table", m_id);
+        }
     }
 
     // RAISES: qtX<zeIO> 12 for what no settings explain.
     void end(bool has_signed_settings) const {
-        if (has_signed_settings || m_odd_weights > 1) {
-            return;
-        }
-        if (m_odd_weights == 1) {
+        if (!has_signed_settings && m_odd_weights == 1) {
             Zandrel::RaiseDamagedItem(m_odd_field, m_id);
-        }
-        if (m_has_odd_likelihood) {
-            Zandrel::RaiseDamagedItem(kLikelihood, m_id);
         }
     }
 
 private:
-    static constexpr const char* kLikelihood = "likelihood table";
-
     void require(bool is_usual, const char* field) {
         if (!is_usual) {
             ++m_odd_weights;
@@ -88,7 +78,6 @@ private:
     unsigned int m_id;
     std::size_t m_odd_weights = 0;
     const char* m_odd_field = nullptr;
-    bool m_has_odd_likelihood = false;
 };
 
 constexpr int kMost = std::numeric_limits<int>::max();
@@ -129,7 +118,7 @@ void check_profile(const zeStat_storage::Profile& profile, Number_check& check) 
 // Checks what training and classification rely on.
 void zeStat_storage::require_sound() const {
     if (m_num_msgs < 0 || m_likelihood_resolution < 1 ||
-        static_cast<unsigned int>(m_likelihood_resolution) > kGreatestResolution) {
+        m_likelihood_resolution > kGreatestResolution) {
         raise_damaged("settings");
     }
     require_sound_index();
@@ -149,7 +138,7 @@ void zeStat_storage::require_sound() const {
 
 void zeStat_storage::require_sound_index() const {
     for (const auto& [node, iprofile] : m_profile_index) {
-        if (iprofile < 0 || iprofile >= profile_count()) {
+        if (!has_profile(iprofile)) {
             Zandrel::RaiseDamagedItem("index of a profile", m_id);
         }
     }

@@ -39,6 +39,12 @@ Pool pool_of_bin(const zeStat_storage::Profile& profile, int bin, int resolution
     return pool;
 }
 
+// Limits below 0 make weights below 0, and then the ratio can be anything, also no number.
+double likelihood_of(const Pool& pool) {
+    const double ratio = pool.ratio();
+    return ratio >= 0.0 ? std::min(ratio, 1.0) : 0.0;
+}
+
 // Pools adjacent violators: while a pool's ratio is above that of the next, the two become one. The
 // ratios then do not decrease.
 std::vector<Pool> pool_violators(const zeStat_storage::Profile& profile, int resolution) {
@@ -61,7 +67,7 @@ void build_likelihood(zeStat_storage::Profile& profile, int resolution) {
     int bin = 0;
     for (const Pool& pool : pool_violators(profile, resolution)) {
         for (; bin < pool.end; ++bin) {
-            profile.m_likelihood[static_cast<std::size_t>(bin)] = pool.ratio();
+            profile.m_likelihood[static_cast<std::size_t>(bin)] = likelihood_of(pool);
         }
     }
 }
