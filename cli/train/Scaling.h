@@ -12,7 +12,7 @@ namespace cli {
 
 // The first bulk of learning scales a category that weighs more than its limit down to the limit.
 struct Scaling {
-    std::size_t categories = 0;  // of all classifiers: a category counts in each that has it
+    std::size_t categories = 0;  // of these classifiers: a category counts in each that has it
     std::size_t scaled = 0;      // of them, those above their limits
     // The category that keeps the least share: its name, the texts counted and the texts kept, by
     // their weight.

@@ -34,6 +34,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -362,6 +363,46 @@ TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) 
     });
     Learn("food\tcheese\n");
     EXPECT_EQ(warnings.size(), 1U);
+}
+
+// The root has the group and "travel", and the group has "sport" and "food". A limit of 1 is below
+// the two texts of "travel" and of "sport".
+TEST_F(TrainingTest, ClassifierThatNoTextReachesIsNotCountedInTheWarning) {
+    std::vector<std::string> warnings;
+    m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    Engine_settings settings;
+    settings.set({"AverageRlimit=1", "MinRlimit=1"});
+    m_training.model.settings = &settings;
+    m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
+    Train("sport\tgoal\nsport\tmatch\nfood\tbread\ntravel\ttrain\ntravel\tcoast\n");
+
+    Learn("travel\tship\n");
+    Learn("food\tcheese\n");
+
+    EXPECT_THAT(warnings,
+                ElementsAre(HasSubstr(" of 2 categories"), HasSubstr(" of 4 categories")));
+}
+
+// The limits of the group are below its two texts of "sport"; those of the root are above all.
+TEST_F(TrainingTest, LimitsOfAClassifierThatNoTextReachesAreNotWarnedOf) {
+    std::vector<std::string> warnings;
+    m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
+    Train("sport\tgoal\nsport\tmatch\nfood\tbread\ntravel\ttrain\n");
+    edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
+        for (zeStat_storage* const storage : Text_model(manager, {}).storages()) {
+            if (storage != manager->GetRootStorage()) {
+                storage->m_average_Rlimit = 1.0;
+                storage->m_min_Rlimit = 1.0;
+            }
+        }
+        return true;
+    });
+
+    Learn("travel\tcoast\n");
+    EXPECT_THAT(warnings, IsEmpty());
+    Learn("food\tcheese\n");
+    EXPECT_THAT(warnings, ElementsAre(HasSubstr(" 1 of 4 categories")));
 }
 
 TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {
