@@ -78,8 +78,9 @@ int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
     return 0;
 }
 
-std::string texts(double weight) {
-    return grouped(static_cast<std::size_t>(std::llround(weight)));
+// Limits of a container may be below 0; no text counts less than nothing.
+std::string shown_weight(double weight) {
+    return grouped(static_cast<std::size_t>(std::llround(std::max(0.0, weight))));
 }
 
 }  // namespace
@@ -102,8 +103,8 @@ std::string scaling_warning(const std::string& path, const Scaling& scaling) {
     std::string warning = path + ": its limits make learning forget: " + grouped(scaling.scaled) +
                           " of " + grouped(scaling.categories) +
                           " categories are scaled down, most of all \"" + shown_text(scaling.name) +
-                          "\", from " + texts(scaling.counted) + " texts to the weight of " +
-                          texts(scaling.kept) + ".";
+                          "\", from " + shown_weight(scaling.counted) + " texts to the weight of " +
+                          shown_weight(scaling.kept) + ".";
     if (scaling.sufficient_limit != 0) {
         warning += " To keep what they have counted, first run: zandrel options set " + path +
                    " AverageRlimit=" + std::to_string(scaling.sufficient_limit);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "zandrel/knowledge/zeNode.h"
@@ -16,6 +17,8 @@
 namespace cli {
 
 namespace {
+
+using testing::HasSubstr;
 
 // A model without a classifier around it, whose weights are written by hand. The limits are
 // AverageRlimit times the root of size over average size, or with "linear" times size over average
@@ -156,6 +159,11 @@ TEST_F(ScalingTest, WarningSaysWhatIsLostAndWhatToDo) {
         scaling_warning("a.kc", scaling),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
         "\"a\\x0A\", from 1,250 texts to the weight of 118.");
+}
+
+TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {
+    EXPECT_THAT(scaling_warning("a.kc", {1, 1, "a", 7.0, -5.0, 1000}),
+                HasSubstr("from 7 texts to the weight of 0. "));
 }
 
 }  // namespace
