@@ -103,8 +103,8 @@ std::string scaling_warning(const std::string& path, const Scaling& scaling) {
     std::string warning = path + ": its limits make learning forget: " + grouped(scaling.scaled) +
                           " of " + grouped(scaling.categories) +
                           " categories are scaled down, most of all \"" + shown_text(scaling.name) +
-                          "\", from " + shown_weight(scaling.counted) + " texts to the weight of " +
-                          shown_weight(scaling.kept) + ".";
+                          "\": the weight of its learned texts falls from " +
+                          shown_weight(scaling.counted) + " to " + shown_weight(scaling.kept) + ".";
     if (scaling.sufficient_limit != 0) {
         warning += " To keep what they have counted, first run: zandrel options set " + path +
                    " AverageRlimit=" + std::to_string(scaling.sufficient_limit);

@@ -14,8 +14,9 @@ namespace cli {
 struct Scaling {
     std::size_t categories = 0;  // of these classifiers: a category counts in each that has it
     std::size_t scaled = 0;      // of them, those above their limits
-    // The category that keeps the least share: its name, the texts counted and the texts kept, by
-    // their weight.
+    // The category that keeps the least share: its name, the weight of the texts that it has
+    // learned, and what it keeps of that. A text weighs 1 when it is learned, and less after each
+    // scaling.
     std::string name;
     double counted = 0.0;
     double kept = 0.0;

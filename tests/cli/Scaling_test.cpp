@@ -152,18 +152,17 @@ TEST_F(ScalingTest, WarningSaysWhatIsLostAndWhatToDo) {
     EXPECT_EQ(
         scaling_warning("a.kc", scaling),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"a\\x0A\", from 1,250 texts to the weight of 118. To keep what they have counted, "
-        "first run: zandrel options set a.kc AverageRlimit=10000");
+        "\"a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
+        "To keep what they have counted, first run: zandrel options set a.kc AverageRlimit=10000");
     scaling.sufficient_limit = 0;
     EXPECT_EQ(
         scaling_warning("a.kc", scaling),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"a\\x0A\", from 1,250 texts to the weight of 118.");
+        "\"a\\x0A\": the weight of its learned texts falls from 1,250 to 118.");
 }
 
 TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {
-    EXPECT_THAT(scaling_warning("a.kc", {1, 1, "a", 7.0, -5.0, 1000}),
-                HasSubstr("from 7 texts to the weight of 0. "));
+    EXPECT_THAT(scaling_warning("a.kc", {1, 1, "a", 7.0, -5.0, 1000}), HasSubstr(" from 7 to 0. "));
 }
 
 }  // namespace

@@ -355,7 +355,8 @@ TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) 
     EXPECT_THAT(warnings,
                 ElementsAre(StartsWith(m_path + ": its limits make learning forget: 1 of 2 "
                                                 "categories are scaled down, most of all "
-                                                "\"sport\", from 2 texts to the weight of 1.")));
+                                                "\"sport\": the weight of its learned texts falls "
+                                                "from 2 to 1.")));
     const std::string advice = "zandrel options set " + m_path + " AverageRlimit=1000";
     ASSERT_THAT(warnings[0], EndsWith(advice));
     edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
