@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/kc/Kc_paths.h"
 #include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -27,7 +27,7 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
         }
         ++scaling.scaled;
         if (scaling.scaled == 1 || limits[i] * scaling.counted < scaling.kept * profile.m_weight) {
-            scaling.name = profile.m_node == nullptr ? "" : profile.m_node->m_concept.view();
+            scaling.node = profile.m_node;
             scaling.counted = profile.m_weight;
             scaling.kept = limits[i];
         }
@@ -96,13 +96,15 @@ Scaling scaling_of(const std::vector<zeStat_storage*>& storages) {
     return scaling;
 }
 
-std::string scaling_warning(const std::string& path, const Scaling& scaling) {
+std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
+                            const Scaling& scaling) {
     if (scaling.scaled == 0) {
         return {};
     }
     std::string warning = path + ": its limits make learning forget: " + grouped(scaling.scaled) +
                           " of " + grouped(scaling.categories) +
-                          " categories are scaled down, most of all \"" + shown_text(scaling.name) +
+                          " categories are scaled down, most of all \"" +
+                          shown_path(tree, tree.FindCategory(scaling.node).id) +
                           "\": the weight of its learned texts falls from " +
                           shown_weight(scaling.counted) + " to " + shown_weight(scaling.kept) + ".";
     if (scaling.sufficient_limit != 0) {

@@ -126,21 +126,22 @@ void write_model(const std::string& path, const Text_model& model, bool compact,
     summary.bytes = std::filesystem::file_size(path);
 }
 
-void warn_of_scaling(const Learning_options& options,
+void warn_of_scaling(const Learning_options& options, const Text_model& model,
                      const std::vector<zeStat_storage*>& storages) {
-    const std::string warning = scaling_warning(options.kc_file, scaling_of(storages));
+    const std::string warning =
+        scaling_warning(options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
     if (!warning.empty()) {
         options.warn(warning);
     }
 }
 
 // A classifier that no new text reaches learns nothing, so nothing of it is scaled down.
-Text_model::Before_learning warning_of(const Learning_options& options) {
+Text_model::Before_learning warning_of(const Learning_options& options, const Text_model& model) {
     if (!options.warn) {
         return {};
     }
-    return [&options](const std::vector<zeStat_storage*>& storages) {
-        warn_of_scaling(options, storages);
+    return [&options, &model](const std::vector<zeStat_storage*>& storages) {
+        warn_of_scaling(options, model, storages);
     };
 }
 
@@ -186,7 +187,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     }
     const Texts texts = joined(files);
     check_interrupt(options.progress);
-    model->learn(texts, options.progress, warning_of(options));
+    model->learn(texts, options.progress, warning_of(options, *model));
     write_model(options.kc_file, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;

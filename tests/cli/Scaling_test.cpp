@@ -7,11 +7,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/zeDefaults.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/model/Text_model.h"
 #include "tests/support/bags.h"
 
 namespace cli {
@@ -48,6 +51,11 @@ protected:
         Storage().m_total_msg_weight += size;
     }
 
+    static std::string Warning(const Scaling& scaling, const std::string& path = "a.kc") {
+        const qtPtrLight<zeManager> manager(new zeManager);
+        return scaling_warning(path, *manager->m_logical_tree, scaling);
+    }
+
     Scaling Scale() { return scaling_of({&Storage()}); }
 
     zeDefaults m_settings;
@@ -61,7 +69,7 @@ TEST_F(ScalingTest, ModelThatCountedNothingIsNotScaled) {
     AddProfile("empty", 0.0, 0.0);
 
     EXPECT_EQ(Scale().scaled, 0U);
-    EXPECT_EQ(scaling_warning("a.kc", Scale()), "");
+    EXPECT_EQ(Warning(Scale()), "");
 }
 
 // The average size is 200, so the limits are 100 * 300 / 200 and 100 * 100 / 200.
@@ -81,7 +89,7 @@ TEST_F(ScalingTest, CategoryThatKeepsTheLeastShareIsNamed) {
     const Scaling scaling = Scale();
 
     EXPECT_EQ(scaling.scaled, 2U);
-    EXPECT_EQ(scaling.name, "b");
+    EXPECT_EQ(scaling.node, m_nodes[1].get());
     EXPECT_EQ(scaling.counted, 200.0);
     EXPECT_EQ(scaling.kept, 50.0);
 }
@@ -143,26 +151,40 @@ TEST_F(ScalingTest, CategoriesOfAllModelsAreCounted) {
 
     EXPECT_EQ(scaling.categories, 2U);
     EXPECT_EQ(scaling.scaled, 2U);
-    EXPECT_EQ(scaling.name, "c");
+    EXPECT_EQ(scaling.node, &node);
 }
 
-TEST_F(ScalingTest, WarningSaysWhatIsLostAndWhatToDo) {
-    Scaling scaling = {6, 5, "a\n", 1249.6, 118.2, 10000};
+// A category below the root of a knowledge.
+class ScalingWarningTest : public ScalingTest {
+protected:
+    ScalingWarningTest() : m_model({Analysis_kind::kWords}) {
+        m_model.train({{{"a\n"}, "goal"}, {{"b"}, "bread"}});
+        m_scaling.node = m_model.find("root/a\n");
+    }
 
+    std::string Warning() {
+        return scaling_warning("a.kc", *m_model.manager()->m_logical_tree, m_scaling);
+    }
+
+    Text_model m_model;
+    Scaling m_scaling = {6, 5, nullptr, 1249.6, 118.2, 10000};
+};
+
+TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
     EXPECT_EQ(
-        scaling_warning("a.kc", scaling),
+        Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
+        "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
         "To keep what they have counted, first run: zandrel options set a.kc AverageRlimit=10000");
-    scaling.sufficient_limit = 0;
+    m_scaling.sufficient_limit = 0;
     EXPECT_EQ(
-        scaling_warning("a.kc", scaling),
+        Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"a\\x0A\": the weight of its learned texts falls from 1,250 to 118.");
+        "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118.");
 }
 
 TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {
-    EXPECT_THAT(scaling_warning("a.kc", {1, 1, "a", 7.0, -5.0, 1000}), HasSubstr(" from 7 to 0. "));
+    EXPECT_THAT(Warning({1, 1, nullptr, 7.0, -5.0, 1000}), HasSubstr(" from 7 to 0. "));
 }
 
 }  // namespace

@@ -352,11 +352,12 @@ TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) 
     // The average size, of which the greater one has more weight than a half, is 1.5.
     Learn("food\tcheese\n");
 
-    EXPECT_THAT(warnings,
-                ElementsAre(StartsWith(m_path + ": its limits make learning forget: 1 of 2 "
-                                                "categories are scaled down, most of all "
-                                                "\"sport\": the weight of its learned texts falls "
-                                                "from 2 to 1.")));
+    EXPECT_THAT(
+        warnings,
+        ElementsAre(StartsWith(m_path + ": its limits make learning forget: 1 of 2 "
+                                        "categories are scaled down, most of all "
+                                        "\"root/sport\": the weight of its learned texts falls "
+                                        "from 2 to 1.")));
     const std::string advice = "zandrel options set " + m_path + " AverageRlimit=1000";
     ASSERT_THAT(warnings[0], EndsWith(advice));
     edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
@@ -403,7 +404,9 @@ TEST_F(TrainingTest, LimitsOfAClassifierThatNoTextReachesAreNotWarnedOf) {
     Learn("travel\tcoast\n");
     EXPECT_THAT(warnings, IsEmpty());
     Learn("food\tcheese\n");
-    EXPECT_THAT(warnings, ElementsAre(HasSubstr(" 1 of 4 categories")));
+    EXPECT_THAT(warnings,
+                ElementsAre(HasSubstr(
+                    " 1 of 4 categories are scaled down, most of all \"root/leisure/sport\"")));
 }
 
 TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {
