@@ -106,10 +106,14 @@ std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
                           " categories are scaled down, most of all \"" +
                           shown_path(tree, tree.FindCategory(scaling.node).id) +
                           "\": the weight of its learned texts falls from " +
-                          shown_weight(scaling.counted) + " to " + shown_weight(scaling.kept) + ".";
+                          shown_weight(scaling.counted) + " to " + shown_weight(scaling.kept) +
+                          ". This run goes on, and what it takes away cannot be brought back: keep "
+                          "a copy of the file.";
     if (scaling.sufficient_limit != 0) {
-        warning += " To keep what they have counted, first run: zandrel options set " + path +
-                   " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
+        warning +=
+            " To take nothing away, stop this run or go back to the copy, and first run: zandrel "
+            "options set " +
+            path + " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
     }
     return warning;
 }

@@ -175,12 +175,16 @@ TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
         Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
         "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
-        "To keep what they have counted, first run: zandrel options set a.kc AverageRlimit=10000");
+        "This run goes on, and what it takes away cannot be brought back: keep a copy of the file. "
+        "To take nothing away, stop this run or go back to the copy, and first run: zandrel "
+        "options set a.kc AverageRlimit=10000");
     m_scaling.sufficient_limit = 0;
     EXPECT_EQ(
         Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118.");
+        "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
+        "This run goes on, and what it takes away cannot be brought back: keep a copy of the "
+        "file.");
 }
 
 TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {
