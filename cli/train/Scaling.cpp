@@ -9,6 +9,8 @@
 
 #include "cli/kc/Kc_paths.h"
 #include "cli/text/Layout.h"
+#include "cli/text/Shell_text.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -83,6 +85,11 @@ std::string shown_weight(double weight) {
     return grouped(static_cast<std::size_t>(std::llround(std::max(0.0, weight))));
 }
 
+std::string advised_command(const std::string& path, const Scaling& scaling) {
+    return "zandrel options set " + shell_text(path) +
+           " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
+}
+
 }  // namespace
 
 Scaling scaling_of(const std::vector<zeStat_storage*>& storages) {
@@ -101,19 +108,17 @@ std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
     if (scaling.scaled == 0) {
         return {};
     }
-    std::string warning = path + ": its limits make learning forget: " + grouped(scaling.scaled) +
-                          " of " + grouped(scaling.categories) +
-                          " categories are scaled down, most of all \"" +
-                          shown_path(tree, tree.FindCategory(scaling.node).id) +
-                          "\": the weight of its learned texts falls from " +
-                          shown_weight(scaling.counted) + " to " + shown_weight(scaling.kept) +
-                          ". This run goes on, and what it takes away cannot be brought back: keep "
-                          "a copy of the file.";
+    std::string warning =
+        shown_text(path) + ": its limits make learning forget: " + grouped(scaling.scaled) +
+        " of " + grouped(scaling.categories) + " categories are scaled down, most of all \"" +
+        shown_path(tree, tree.FindCategory(scaling.node).id) +
+        "\": the weight of its learned texts falls from " + shown_weight(scaling.counted) + " to " +
+        shown_weight(scaling.kept) +
+        ". This run goes on, and what it takes away cannot be brought back: keep "
+        "a copy of the file.";
     if (scaling.sufficient_limit != 0) {
-        warning +=
-            " To take nothing away, stop this run or go back to the copy, and first run: zandrel "
-            "options set " +
-            path + " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
+        warning += " To take nothing away, stop this run or go back to the copy, and first run: " +
+                   advised_command(path, scaling);
     }
     return warning;
 }

@@ -21,7 +21,10 @@ namespace cli {
 
 namespace {
 
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 // A model without a classifier around it, whose weights are written by hand. The limits are
 // AverageRlimit times the root of size over average size, or with "linear" times size over average
@@ -51,9 +54,9 @@ protected:
         Storage().m_total_msg_weight += size;
     }
 
-    static std::string Warning(const Scaling& scaling, const std::string& path = "a.kc") {
+    static std::string Warning(const Scaling& scaling) {
         const qtPtrLight<zeManager> manager(new zeManager);
-        return scaling_warning(path, *manager->m_logical_tree, scaling);
+        return scaling_warning("a.kc", *manager->m_logical_tree, scaling);
     }
 
     Scaling Scale() { return scaling_of({&Storage()}); }
@@ -162,8 +165,8 @@ protected:
         m_scaling.node = m_model.find("root/a\n");
     }
 
-    std::string Warning() {
-        return scaling_warning("a.kc", *m_model.manager()->m_logical_tree, m_scaling);
+    std::string Warning(const std::string& path = "a.kc") {
+        return scaling_warning(path, *m_model.manager()->m_logical_tree, m_scaling);
     }
 
     Text_model m_model;
@@ -177,7 +180,7 @@ TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
         "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
         "This run goes on, and what it takes away cannot be brought back: keep a copy of the file. "
         "To take nothing away, stop this run or go back to the copy, and first run: zandrel "
-        "options set a.kc AverageRlimit=10000");
+        "options set 'a.kc' AverageRlimit=10000");
     m_scaling.sufficient_limit = 0;
     EXPECT_EQ(
         Warning(),
@@ -185,6 +188,12 @@ TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
         "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
         "This run goes on, and what it takes away cannot be brought back: keep a copy of the "
         "file.");
+}
+
+TEST_F(ScalingWarningTest, NameOfTheFileIsShownInTheSentenceAndQuotedInTheCommand) {
+    EXPECT_THAT(Warning("my a\n.kc"),
+                AllOf(StartsWith("my a\\x0A.kc: its limits"),
+                      EndsWith("zandrel options set $'my a\\012.kc' AverageRlimit=10000")));
 }
 
 TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {

@@ -358,7 +358,7 @@ TEST_F(TrainingTest, LimitsThatScaleDownAreToldBeforeLearningAndTheAdviceHelps) 
                                         "categories are scaled down, most of all "
                                         "\"root/sport\": the weight of its learned texts falls "
                                         "from 2 to 1.")));
-    const std::string advice = "zandrel options set " + m_path + " AverageRlimit=1000";
+    const std::string advice = "zandrel options set '" + m_path + "' AverageRlimit=1000";
     ASSERT_THAT(warnings[0], EndsWith(advice));
     edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
         return set_kc_settings(manager, setting_values({"AverageRlimit=1000"}));
