@@ -7,6 +7,7 @@
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -110,13 +111,18 @@ void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* 
     m_workflow->bootstrap(view, m_groups.groups.empty(), progress, false);
 }
 
-void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
+                       const Before_learning& before) {
     add_new_labels(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
     const Progress_of_manager until_end(*m_manager);
+    m_manager->m_progress = progress;
+    if (before) {
+        before(reached_storages(view));
+    }
     m_workflow->learn(view, progress, false, true);
 }
 
@@ -174,10 +180,25 @@ std::vector<zeStat_storage*> Text_model::storages() const {
     std::vector<zeStat_storage*> storages;
     for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
         if (node.type == ZE_STAT) {
-            zeClassifier* const classifier =
-                m_manager->m_physical_tree->get_classifier(node.physical_node);
-            storages.push_back(dynamic_cast<zeStat_matcher&>(*classifier).m_storage);
+            storages.push_back(storage_of(node.physical_node));
         }
+    }
+    return storages;
+}
+
+zeStat_storage* Text_model::storage_of(zeNode* node) const {
+    zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
+    return dynamic_cast<zeStat_matcher&>(*classifier).m_storage;
+}
+
+// Rules and labels decide together, so the engine is asked: it splits the texts for learning
+// likewise.
+std::vector<zeStat_storage*> Text_model::reached_storages(zeCorpus_view& view) const {
+    zeWorkflow::Distribution distribution;
+    m_workflow->distribute_corpus(distribution, view, false);
+    std::vector<zeStat_storage*> storages;
+    for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+        storages.push_back(storage_of(node));
     }
     return storages;
 }

@@ -3,6 +3,7 @@
 #define ZANDREL_CLI_MODEL_TEXT_MODEL_H_
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +25,7 @@
 #include "cli/model/Scored_label.h"
 #include "cli/text/Text_analysis.h"
 
+class zeCorpus_view;
 class zeMemoryCorpus;
 class zeMsg;
 class zeStat_storage;
@@ -54,9 +56,13 @@ public:
     void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Starts from the titles and the keywords of the texts alone.
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
+    // Gets the statistics of the classifiers that are about to learn, by the ids of their nodes.
+    using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
     // Takes further texts in as one bulk, at a fixed size. New labels become categories.
+    // `before`: called when the categories are there and nothing is learned yet; empty: not called.
     // REQUIRES: the model is not compact.
-    void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
+    void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr,
+               const Before_learning& before = {});
 
     // Whether it has a leaf of that name.
     bool knows(std::string_view label) const;
@@ -106,6 +112,8 @@ private:
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
+    zeStat_storage* storage_of(zeNode* node) const;
+    std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
 

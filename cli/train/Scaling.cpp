@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/kc/Kc_paths.h"
 #include "cli/text/Layout.h"
+#include "cli/text/Shell_text.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -27,7 +29,7 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
         }
         ++scaling.scaled;
         if (scaling.scaled == 1 || limits[i] * scaling.counted < scaling.kept * profile.m_weight) {
-            scaling.name = profile.m_node == nullptr ? "" : profile.m_node->m_concept.view();
+            scaling.node = profile.m_node;
             scaling.counted = profile.m_weight;
             scaling.kept = limits[i];
         }
@@ -78,8 +80,14 @@ int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
     return 0;
 }
 
-std::string texts(double weight) {
-    return grouped(static_cast<std::size_t>(std::llround(weight)));
+// Limits of a container may be below 0; no text counts less than nothing.
+std::string shown_weight(double weight) {
+    return grouped(static_cast<std::size_t>(std::llround(std::max(0.0, weight))));
+}
+
+std::string advised_command(const std::string& path, const Scaling& scaling) {
+    return "zandrel options set " + shell_text(path) +
+           " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
 }
 
 }  // namespace
@@ -95,18 +103,22 @@ Scaling scaling_of(const std::vector<zeStat_storage*>& storages) {
     return scaling;
 }
 
-std::string scaling_warning(const std::string& path, const Scaling& scaling) {
+std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
+                            const Scaling& scaling) {
     if (scaling.scaled == 0) {
         return {};
     }
-    std::string warning = path + ": its limits make learning forget: " + grouped(scaling.scaled) +
-                          " of " + grouped(scaling.categories) +
-                          " categories are scaled down, most of all \"" + shown_text(scaling.name) +
-                          "\", from " + texts(scaling.counted) + " texts to the weight of " +
-                          texts(scaling.kept) + ".";
+    std::string warning =
+        shown_text(path) + ": its limits make learning forget: " + grouped(scaling.scaled) +
+        " of " + grouped(scaling.categories) + " categories are scaled down, most of all \"" +
+        shown_path(tree, tree.FindCategory(scaling.node).id) +
+        "\": the weight of its learned texts falls from " + shown_weight(scaling.counted) + " to " +
+        shown_weight(scaling.kept) +
+        ". This run goes on, and what it takes away cannot be brought back: keep "
+        "a copy of the file.";
     if (scaling.sufficient_limit != 0) {
-        warning += " To keep what they have counted, first run: zandrel options set " + path +
-                   " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
+        warning += " To take nothing away, stop this run or go back to the copy, and first run: " +
+                   advised_command(path, scaling);
     }
     return warning;
 }

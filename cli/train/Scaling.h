@@ -6,17 +6,20 @@
 #include <string>
 #include <vector>
 
+class zeLogicalTree;
 class zeStat_storage;
+struct zeNode;
 
 namespace cli {
 
 // The first bulk of learning scales a category that weighs more than its limit down to the limit.
 struct Scaling {
-    std::size_t categories = 0;  // of all classifiers: a category counts in each that has it
+    std::size_t categories = 0;  // of these classifiers: a category counts in each that has it
     std::size_t scaled = 0;      // of them, those above their limits
-    // The category that keeps the least share: its name, the texts counted and the texts kept, by
-    // their weight.
-    std::string name;
+    // The category that keeps the least share: its node, the weight of the texts that it has
+    // learned, and what it keeps of that. A text weighs 1 when it is learned, and less after each
+    // scaling.
+    zeNode* node = nullptr;  // BORROWS: of the knowledge; null: the category has lost it
     double counted = 0.0;
     double kept = 0.0;
     // The least of 1,000, 10,000 and so on as AverageRlimit with which nothing is scaled down;
@@ -29,8 +32,9 @@ struct Scaling {
 Scaling scaling_of(const std::vector<zeStat_storage*>& storages);
 
 // Returns the warning for the user before learning; empty if nothing is scaled down.
-// `path`: the container's file.
-std::string scaling_warning(const std::string& path, const Scaling& scaling);
+// `path`: the container's file. `tree`: has the node.
+std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
+                            const Scaling& scaling);
 
 }  // namespace cli
 

@@ -138,11 +138,23 @@ void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTP
     summary.bytes = std::filesystem::file_size(lock.target().path());
 }
 
-void warn_of_scaling(const Learning_options& options, const Text_model& model) {
-    const std::string warning = scaling_warning(options.kc_file, scaling_of(model.storages()));
-    if (options.warn && !warning.empty()) {
+void warn_of_scaling(const Learning_options& options, const Text_model& model,
+                     const std::vector<zeStat_storage*>& storages) {
+    const std::string warning =
+        scaling_warning(options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
+    if (!warning.empty()) {
         options.warn(warning);
     }
+}
+
+// A classifier that no new text reaches learns nothing, so nothing of it is scaled down.
+Text_model::Before_learning warning_of(const Learning_options& options, const Text_model& model) {
+    if (!options.warn) {
+        return {};
+    }
+    return [&options, &model](const std::vector<zeStat_storage*>& storages) {
+        warn_of_scaling(options, model, storages);
+    };
 }
 
 }  // namespace
@@ -186,8 +198,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     }
     const Texts texts = joined(files);
     check_interrupt(options.progress);
-    warn_of_scaling(options, *model);
-    model->learn(texts, options.progress);
+    model->learn(texts, options.progress, warning_of(options, *model));
     write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;

@@ -63,9 +63,10 @@ struct Training_summary {
 Training_summary train_kc(const Training_options& options);
 
 // Reads the container, learns the texts of all files as one bulk, and writes it back. Warns before
-// it learns if the container's limits scale down what was counted. RAISES: what read_model raises,
-// and the like; Data_error for a compact container; Data_error with file and line for the first
-// label that the container does not know, unless they are added, and for one that cannot be added.
+// it learns if the limits of the classifiers that the texts reach scale down what was counted.
+// RAISES: what read_model raises, and the like; Data_error for a compact container; Data_error with
+// file and line for the first label that the container does not know, unless they are added, and
+// for one that cannot be added.
 Training_summary learn_into_kc(const Learning_options& options);
 
 // One line.

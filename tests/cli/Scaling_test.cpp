@@ -4,18 +4,27 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/zeDefaults.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/model/Text_model.h"
 #include "tests/support/bags.h"
 
 namespace cli {
 
 namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 // A model without a classifier around it, whose weights are written by hand. The limits are
 // AverageRlimit times the root of size over average size, or with "linear" times size over average
@@ -45,6 +54,11 @@ protected:
         Storage().m_total_msg_weight += size;
     }
 
+    static std::string Warning(const Scaling& scaling) {
+        const qtPtrLight<zeManager> manager(new zeManager);
+        return scaling_warning("a.kc", *manager->m_logical_tree, scaling);
+    }
+
     Scaling Scale() { return scaling_of({&Storage()}); }
 
     zeDefaults m_settings;
@@ -58,7 +72,7 @@ TEST_F(ScalingTest, ModelThatCountedNothingIsNotScaled) {
     AddProfile("empty", 0.0, 0.0);
 
     EXPECT_EQ(Scale().scaled, 0U);
-    EXPECT_EQ(scaling_warning("a.kc", Scale()), "");
+    EXPECT_EQ(Warning(Scale()), "");
 }
 
 // The average size is 200, so the limits are 100 * 300 / 200 and 100 * 100 / 200.
@@ -78,7 +92,7 @@ TEST_F(ScalingTest, CategoryThatKeepsTheLeastShareIsNamed) {
     const Scaling scaling = Scale();
 
     EXPECT_EQ(scaling.scaled, 2U);
-    EXPECT_EQ(scaling.name, "b");
+    EXPECT_EQ(scaling.node, m_nodes[1].get());
     EXPECT_EQ(scaling.counted, 200.0);
     EXPECT_EQ(scaling.kept, 50.0);
 }
@@ -140,22 +154,50 @@ TEST_F(ScalingTest, CategoriesOfAllModelsAreCounted) {
 
     EXPECT_EQ(scaling.categories, 2U);
     EXPECT_EQ(scaling.scaled, 2U);
-    EXPECT_EQ(scaling.name, "c");
+    EXPECT_EQ(scaling.node, &node);
 }
 
-TEST_F(ScalingTest, WarningSaysWhatIsLostAndWhatToDo) {
-    Scaling scaling = {6, 5, "a\n", 1249.6, 118.2, 10000};
+// A category below the root of a knowledge.
+class ScalingWarningTest : public ScalingTest {
+protected:
+    ScalingWarningTest() : m_model({Analysis_kind::kWords}) {
+        m_model.train({{{"a\n"}, "goal"}, {{"b"}, "bread"}});
+        m_scaling.node = m_model.find("root/a\n");
+    }
 
+    std::string Warning(const std::string& path = "a.kc") {
+        return scaling_warning(path, *m_model.manager()->m_logical_tree, m_scaling);
+    }
+
+    Text_model m_model;
+    Scaling m_scaling = {6, 5, nullptr, 1249.6, 118.2, 10000};
+};
+
+TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
     EXPECT_EQ(
-        scaling_warning("a.kc", scaling),
+        Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"a\\x0A\", from 1,250 texts to the weight of 118. To keep what they have counted, "
-        "first run: zandrel options set a.kc AverageRlimit=10000");
-    scaling.sufficient_limit = 0;
+        "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
+        "This run goes on, and what it takes away cannot be brought back: keep a copy of the file. "
+        "To take nothing away, stop this run or go back to the copy, and first run: zandrel "
+        "options set 'a.kc' AverageRlimit=10000");
+    m_scaling.sufficient_limit = 0;
     EXPECT_EQ(
-        scaling_warning("a.kc", scaling),
+        Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
-        "\"a\\x0A\", from 1,250 texts to the weight of 118.");
+        "\"root/a\\x0A\": the weight of its learned texts falls from 1,250 to 118. "
+        "This run goes on, and what it takes away cannot be brought back: keep a copy of the "
+        "file.");
+}
+
+TEST_F(ScalingWarningTest, NameOfTheFileIsShownInTheSentenceAndQuotedInTheCommand) {
+    EXPECT_THAT(Warning("my a\n.kc"),
+                AllOf(StartsWith("my a\\x0A.kc: its limits"),
+                      EndsWith("zandrel options set $'my a\\012.kc' AverageRlimit=10000")));
+}
+
+TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {
+    EXPECT_THAT(Warning({1, 1, nullptr, 7.0, -5.0, 1000}), HasSubstr(" from 7 to 0. "));
 }
 
 }  // namespace

@@ -34,6 +34,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -374,17 +375,61 @@ TEST_F(TrainingTest, LimitsThatScaleDownGiveAWarningWhoseAdviceHelps) {
     // The average size, of which the greater one has more weight than a half, is 1.5.
     Learn("food\tcheese\n");
 
-    EXPECT_THAT(warnings,
-                ElementsAre(StartsWith(m_path + ": its limits make learning forget: 1 of 2 "
-                                                "categories are scaled down, most of all "
-                                                "\"sport\", from 2 texts to the weight of 1.")));
-    const std::string advice = "zandrel options set " + m_path + " AverageRlimit=1000";
+    EXPECT_THAT(
+        warnings,
+        ElementsAre(StartsWith(m_path + ": its limits make learning forget: 1 of 2 "
+                                        "categories are scaled down, most of all "
+                                        "\"root/sport\": the weight of its learned texts falls "
+                                        "from 2 to 1.")));
+    const std::string advice = "zandrel options set '" + m_path + "' AverageRlimit=1000";
     ASSERT_THAT(warnings[0], EndsWith(advice));
     edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
         return set_kc_settings(manager, setting_values({"AverageRlimit=1000"}));
     });
     Learn("food\tcheese\n");
     EXPECT_EQ(warnings.size(), 1U);
+}
+
+// The root has the group and "travel", and the group has "sport" and "food". A limit of 1 is below
+// the two texts of "travel" and of "sport".
+TEST_F(TrainingTest, ClassifierThatNoTextReachesIsNotCountedInTheWarning) {
+    std::vector<std::string> warnings;
+    m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    Engine_settings settings;
+    settings.set({"AverageRlimit=1", "MinRlimit=1"});
+    m_training.model.settings = &settings;
+    m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
+    Train("sport\tgoal\nsport\tmatch\nfood\tbread\ntravel\ttrain\ntravel\tcoast\n");
+
+    Learn("travel\tship\n");
+    Learn("food\tcheese\n");
+
+    EXPECT_THAT(warnings,
+                ElementsAre(HasSubstr(" of 2 categories"), HasSubstr(" of 4 categories")));
+}
+
+// The limits of the group are below its two texts of "sport"; those of the root are above all.
+TEST_F(TrainingTest, LimitsOfAClassifierThatNoTextReachesAreNotWarnedOf) {
+    std::vector<std::string> warnings;
+    m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
+    Train("sport\tgoal\nsport\tmatch\nfood\tbread\ntravel\ttrain\n");
+    edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
+        for (zeStat_storage* const storage : Text_model(manager, {}).storages()) {
+            if (storage != manager->GetRootStorage()) {
+                storage->m_average_Rlimit = 1.0;
+                storage->m_min_Rlimit = 1.0;
+            }
+        }
+        return true;
+    });
+
+    Learn("travel\tcoast\n");
+    EXPECT_THAT(warnings, IsEmpty());
+    Learn("food\tcheese\n");
+    EXPECT_THAT(warnings,
+                ElementsAre(HasSubstr(
+                    " 1 of 4 categories are scaled down, most of all \"root/leisure/sport\"")));
 }
 
 TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {

@@ -229,16 +229,20 @@ prints err 'clash.tsv:1: label "fun" cannot be added: '
 expect 66 learn absent.kc more.tsv
 is err 'zandrel: cannot read absent.kc: No such file or directory'
 
-# learn warns of limits that scale down what was learned, before it begins.
-expect 0 train old.kc "$shop.train.tsv" --set AverageRlimit=100
-expect 0 learn old.kc more.tsv --add-categories
-prints err 'zandrel: old.kc: its limits make learning forget: '
-advice=$(sed -n 's/.*first run: zandrel //p' err)
-# shellcheck disable=SC2086  # The words are the arguments.
-expect 0 $advice
-expect 0 learn old.kc more.tsv
-is_silent err
-rm old.kc
+# Limits that scale down what was learned are told before learning begins.
+# The command that they advise can be pasted, whatever the name of the file.
+for name in 'an old one.kc' $'it\'s\n\x1b1 old.kc'; do
+    expect 0 train "$name" "$shop.train.tsv" --set AverageRlimit=100
+    expect 0 learn "$name" more.tsv --add-categories
+    prints err '.kc: its limits make learning forget: '
+    prints err 'This run goes on'
+    [[ $(wc -l <err) == 1 ]] || fail "$command: more than one line"
+    advice=$(sed -n 's/.*first run: zandrel //p' err)
+    eval "expect 0 $advice"
+    expect 0 learn "$name" more.tsv
+    is_silent err
+    rm "$name"
+done
 
 # Files that are no containers.
 head -c 600 a.kc >cut.kc

@@ -1,0 +1,17 @@
+// Shell_text: texts of any bytes as words of a command that a user pastes into a shell.
+#ifndef ZANDREL_CLI_TEXT_SHELL_TEXT_H_
+#define ZANDREL_CLI_TEXT_SHELL_TEXT_H_
+
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+// The text in single quotes, which the shell reads as the same bytes. One that shown_text would
+// change is written as $'...' with \NNN for such bytes, as it would break the line or act on the
+// terminal; bash, zsh and ksh read that.
+std::string shell_text(std::string_view text);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_SHELL_TEXT_H_
