@@ -116,8 +116,8 @@ bool fits(const Explanation_row& row, const qtxAll& error) {
                                                           : text.starts_with(row.beginning));
 }
 
-// Errors that are no damage: a file of another kind, and a change that the tree or a compact container
-// does not allow.
+// Errors that are no damage: a file of another kind, and a change that the tree or a compact
+// container does not allow.
 bool is_refusal(const qtxAll& error) {
     return (is<zeIO>(error) && number_of(error) == 1) || is<zeLogicalTree>(error) ||
            (is<zeWorkflow>(error) && number_of(error) == kCompactRefused);
