@@ -28,9 +28,8 @@ public:
     static File_attributes of(const std::string& path);
 
     // Gives all of them to an open file of this process, except:
-    // - The bits that run a file as its owner or group (04000 and 02000), and
-    // "security.capability",
-    //   which does the same: the old file's owner did not grant them to the new contents.
+    // - The bits that run a file as its owner or group (04000 and 02000). "security.capability"
+    //   does the same. The old file's owner did not grant them to the new contents.
     // - "security.ima" and "security.evm": they are checksums of the old file.
     // - An owner or group that the system does not let this process give. The file then belongs to
     //   this process's user or group, and an access list gives the old ones their rights. That user

@@ -38,7 +38,7 @@ struct Learning_options {
     bool skips_bad_lines = false;
     double seconds_to_wait = 0.0;    // likewise
     CTProgress* progress = nullptr;  // BORROWS: likewise
-    // Takes what the user should know before the work begins; none: nobody is told.
+    // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
 };
 
