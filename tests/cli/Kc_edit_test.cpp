@@ -26,7 +26,7 @@ using testing::StartsWith;
 class KcEditTest : public testing::Test {
 protected:
     void SetUp() override {
-        cli::Text_model model({{cli::Analysis_kind::kWords}});
+        cli::Text_model model(cli::Model_options{{cli::Analysis_kind::kWords}});
         model.train({{{"sport"}, "goal match"}, {{"food"}, "bread cheese"}});
         cli::write_kc(path, *model.manager(), false, nullptr);
     }

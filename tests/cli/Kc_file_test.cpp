@@ -26,7 +26,7 @@ using testing::StartsWith;
 
 // A small trained container.
 qtPtrLight<zeManager> trained() {
-    Text_model model({Analysis_kind::kWords});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train({{{"sport"}, "goal match"}, {{"food"}, "bread cheese"}});
     return model.manager();
 }

@@ -59,7 +59,7 @@ protected:
         return with_decimals(m_model.rank(text, -1).at(place).score, 6);
     }
 
-    Text_model m_model{{{Analysis_kind::kWords}}};
+    Text_model m_model{Model_options{{Analysis_kind::kWords}}};
     Classify_options m_options;
 };
 
@@ -124,7 +124,7 @@ TEST_F(LineFilterTest, WritesAnObjectForEachLine) {
 
 // Containers of other programs may have such names.
 TEST_F(LineFilterTest, KeepsALineOneLineWhateverTheLabels) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train({{{"a\tb\nc"}, "goal"}, {{"food"}, "bread"}});
     std::istringstream input("goal\n");
     std::ostringstream out;

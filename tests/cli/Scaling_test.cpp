@@ -160,7 +160,7 @@ TEST_F(ScalingTest, CategoriesOfAllModelsAreCounted) {
 // A category below the root of a knowledge.
 class ScalingWarningTest : public ScalingTest {
 protected:
-    ScalingWarningTest() : m_model({{Analysis_kind::kWords}}) {
+    ScalingWarningTest() : m_model(Model_options{{Analysis_kind::kWords}}) {
         m_model.train({{{"a\n"}, "goal"}, {{"b"}, "bread"}});
         m_scaling.node = m_model.find("root/a\n");
     }

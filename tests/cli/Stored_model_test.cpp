@@ -19,7 +19,7 @@ class StoredModelTest : public testing::Test {
 protected:
     // Writes a container that keeps the settings, or none.
     void Write(const Analysis_settings* kept, bool compact = false) {
-        Text_model model({{Analysis_kind::kWords, "english"}});
+        Text_model model(Model_options{{Analysis_kind::kWords, "english"}});
         model.train({{{"sport"}, "goals"}, {{"food"}, "breads"}});
         if (kept != nullptr) {
             keep_analysis(*kept, model.manager()->m_config);

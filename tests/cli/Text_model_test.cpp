@@ -62,7 +62,7 @@ double effect_of(const Explanation& explanation, const std::string& concept_text
 }
 
 TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
     EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
@@ -125,14 +125,14 @@ public:
 };
 
 TEST(TextModelTest, AnInterruptionEndsTraining) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     Interrupting progress;
 
     EXPECT_THROW(model.train(ten_of_each(), &progress), qtX<zeWorkflow>);
 }
 
 TEST(TextModelTest, LearnsNewLabel) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
     model.learn({{{"music"}, "guitar and drums"}, {{"music"}, "a guitar"}, {{"sport"}, "goal"}});
 
@@ -142,7 +142,7 @@ TEST(TextModelTest, LearnsNewLabel) {
 }
 
 TEST(TextModelTest, BootstrapsFromTitlesAndKeywordsAlone) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.bootstrap({{{"sport"}, "words of a text", "goal", "match ball"},
                      {{"food"}, "more words", "bread", ""}});
 
@@ -153,7 +153,7 @@ TEST(TextModelTest, BootstrapsFromTitlesAndKeywordsAlone) {
 }
 
 TEST(TextModelTest, ScoresWithoutTablesIfAsked) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
     ASSERT_TRUE(model.uses_tables());
     const double corrected = score_of(model, "bread goal", "food");
@@ -167,7 +167,7 @@ TEST(TextModelTest, ScoresWithoutTablesIfAsked) {
 
 // A tree may hold classifiers without tables beside others with them.
 TEST(TextModelTest, TakesTablesUpOnlyWhereTheyWereLeftOut) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
     model.manager()->GetRootStorage()->m_use_likelihood_in_match = false;
 
@@ -178,7 +178,7 @@ TEST(TextModelTest, TakesTablesUpOnlyWhereTheyWereLeftOut) {
 }
 
 TEST(TextModelTest, IsMadeOfAContainerThatStands) {
-    Text_model made({{Analysis_kind::kWords}});
+    Text_model made(Model_options{{Analysis_kind::kWords}});
     made.train(ten_of_each());
     Text_model model(made.manager(), {Analysis_kind::kWords});
 
@@ -214,7 +214,7 @@ TEST(TextModelTest, FindsNodesByTheirPathsAndTellsThem) {
 }
 
 TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
     const Ranking ranking = model.rank("bread and goal", 3);
@@ -227,7 +227,7 @@ TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
 }
 
 TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
     EXPECT_EQ(model.rank("bread", 2).size(), 2U);
@@ -235,7 +235,7 @@ TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
 }
 
 TEST(TextModelTest, GivesAllLabelsForNegativeNumber) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
     EXPECT_THAT(labels_of(model.rank("bread", -1)),
@@ -245,7 +245,7 @@ TEST(TextModelTest, GivesAllLabelsForNegativeNumber) {
 // In a text of four words the place of one is taken by a word that nobody learned: the text is as
 // long as before, and the word counts nothing.
 TEST(TextModelTest, ExplainsWhatEachWordAddsToTheBestScore) {
-    Text_model model({Analysis_kind::kWhitespace});
+    Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
     const Explanation explanation = model.explain("goal bread match the");
 
@@ -269,7 +269,7 @@ TEST(TextModelTest, ExplainsWhatEachWordAddsToTheBestScore) {
 }
 
 TEST(TextModelTest, ExplainsTheBestLabelAndItsScore) {
-    Text_model model({Analysis_kind::kWhitespace});
+    Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
 
     const Explanation explanation = model.explain("goal bread match");
@@ -282,7 +282,7 @@ TEST(TextModelTest, ExplainsTheBestLabelAndItsScore) {
 }
 
 TEST(TextModelTest, OrdersExplanationByGreatestEffect) {
-    Text_model model({Analysis_kind::kWhitespace});
+    Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
 
     const Explanation explanation = model.explain("goal bread match unknown the");
@@ -312,7 +312,7 @@ TEST(TextModelTest, ExplainsAnyNode) {
 }
 
 TEST(TextModelTest, HasNothingToExplainWithoutResult) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
     const Explanation explanation = model.explain(":-)");
@@ -324,7 +324,7 @@ TEST(TextModelTest, HasNothingToExplainWithoutResult) {
 }
 
 TEST(TextModelTest, HasNoResultForTextWithoutWord) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
     EXPECT_THAT(model.rank("", 3), IsEmpty());
@@ -332,7 +332,7 @@ TEST(TextModelTest, HasNoResultForTextWithoutWord) {
 }
 
 TEST(TextModelTest, ListsDifferentLabels) {
-    Text_model model({{Analysis_kind::kWords}});
+    Text_model model(Model_options{{Analysis_kind::kWords}});
 
     EXPECT_THAT(model.labels(), IsEmpty());
     model.train(ten_of_each());
@@ -341,7 +341,7 @@ TEST(TextModelTest, ListsDifferentLabels) {
 
 TEST(TextModelTest, UsesTheAnalysisThatItIsMadeWith) {
     const std::vector<Labelled_text> texts = {{{"upper"}, "GO :-)"}, {{"lower"}, "go :-("}};
-    Text_model model({Analysis_kind::kWhitespace});
+    Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(texts);
 
     EXPECT_THAT(labels_of(model.rank("GO", 1)), ElementsAre("upper"));
