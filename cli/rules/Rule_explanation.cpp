@@ -20,10 +20,10 @@ using Token = RuleParser::ExprToken;
 
 std::string token_text(const Token& token) {
     if ((token.flags & RuleParser::kWord) != 0) {
-        return quoted(token.text.view(), '"');
+        return in_quotes(token.text.view(), '"');
     }
     if ((token.flags & RuleParser::kString) != 0) {
-        return quoted(token.text.view(), '\'');
+        return in_quotes(token.text.view(), '\'');
     }
     if ((token.flags & RuleParser::kKey) != 0) {
         return key_text(token.text.view(), token.datatype);

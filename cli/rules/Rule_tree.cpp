@@ -64,7 +64,7 @@ std::string escaped(std::string_view text, char delimiter) {
 std::string constant_text(const MatchExpConst& constant, char type) {
     switch (type) {
         case 's':
-            return quoted(constant.value.text->view(), '\'');
+            return in_quotes(constant.value.text->view(), '\'');
         case 'b':
             return constant.value.boolean ? "true" : "false";
         default:
@@ -87,7 +87,7 @@ std::string operand_text(const Place& place) {
         return key_text(key->key.view(), key_datatype(*key));
     }
     if (const auto* word = dynamic_cast<const zeConceptInDoc*>(place.tree)) {
-        return quoted(word->m_concept.view(), '"');
+        return in_quotes(word->m_concept.view(), '"');
     }
     if (dynamic_cast<const zeConceptCount*>(place.tree) != nullptr) {
         return "concepts_in_sml";
@@ -111,7 +111,7 @@ void push_operands(const MatchExpNode& node, std::size_t level, std::string_view
 
 }  // namespace
 
-std::string quoted(std::string_view text, char quote) {
+std::string in_quotes(std::string_view text, char quote) {
     return quote + escaped(text, quote) + quote;
 }
 

@@ -13,7 +13,7 @@
 namespace cli {
 
 // A text in quotes as a rule has it, with backslashes before quotes and backslashes.
-std::string quoted(std::string_view text, char quote);
+std::string in_quotes(std::string_view text, char quote);
 // "$name(n)", with backslashes before opening brackets and backslashes of the name.
 std::string key_text(std::string_view name, char datatype);
 
