@@ -18,7 +18,7 @@ struct Tree_row {
     std::string_view tree;
 };
 
-struct Number_row {
+struct Literal_row {
     std::string_view rule;
     int type;
 };
@@ -85,20 +85,20 @@ TEST(RuleParserBuildTest, BuildsTrees) {
 }
 
 TEST(RuleParserBuildTest, GivesNodesTheirNumbers) {
-    const Number_row rows[] = {
+    const Literal_row rows[] = {
         {"true", 1},          {"-1", 3},     {"1 v 2", 4},        {"1 ^ 2", 5},
         {"1 + 2", 15},        {"1 - 2", 16}, {"1 * 2", 17},       {"1 / 2", 18},
         {"true ? 1 : 2", 22}, {"$k(n)", 25}, {"parent_score", 0},
     };
 
-    for (const Number_row& row : rows) {
+    for (const Literal_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(tree_of(row.rule)->type, row.type);
     }
 }
 
 TEST(RuleParserBuildTest, GivesConvertedNodesTheirNumbers) {
-    const Number_row rows[] = {
+    const Literal_row rows[] = {
         {"!true", 2},
         {"true | true", 6},
         {"true & true", 7},
@@ -116,7 +116,7 @@ TEST(RuleParserBuildTest, GivesConvertedNodesTheirNumbers) {
         {"$k(?)", 24},
     };
 
-    for (const Number_row& row : rows) {
+    for (const Literal_row& row : rows) {
         SCOPED_TRACE(row.rule);
         const std::unique_ptr<MatchExp> tree = tree_of(row.rule);
         const auto& conversion = dynamic_cast<const MatchExpNode&>(*tree);

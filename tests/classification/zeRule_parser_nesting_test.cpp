@@ -68,7 +68,7 @@ std::string nested(const Nesting_row& row, int count) {
     return repeated(row.opening, count) + std::string(row.innermost) + repeated(row.closing, count);
 }
 
-double value_of(const Rule_checker& rule) {
+double value_of_rule(const Rule_checker& rule) {
     zeMsg msg;
     DocInfo info{&msg, 0.0};
     return rule.Evaluate(info);
@@ -81,7 +81,7 @@ TEST(RuleNestingTest, EvaluatesDeepestRules) {
         SCOPED_TRACE(row.name);
         const Rule_checker rule{qtString(nested(row, row.deepest))};
         const Rule_checker copy(rule);
-        EXPECT_EQ(value_of(copy), row.value);
+        EXPECT_EQ(value_of_rule(copy), row.value);
     }
 }
 
@@ -100,7 +100,7 @@ TEST(RuleNestingTest, TakesAnyNumberOfBrackets) {
 
     const Rule_checker rule(repeated("(", count) + "5" + repeated(")", count));
 
-    EXPECT_EQ(value_of(rule), 5.0);
+    EXPECT_EQ(value_of_rule(rule), 5.0);
 }
 
 TEST(RuleNestingTest, RefusesBracketsThatAreNotClosed) {
@@ -114,7 +114,7 @@ TEST(RuleNestingTest, TakesAnyNumberOfOperands) {
         text = "(" + text + "+" + text + ")";
     }
 
-    EXPECT_EQ(value_of(Rule_checker{qtString(text)}), 32768.0);
+    EXPECT_EQ(value_of_rule(Rule_checker{qtString(text)}), 32768.0);
 }
 
 TEST(RuleNestingTest, CountsLevelsBeforeTypes) {

@@ -144,7 +144,7 @@ std::string written(const Expression& expression) {
     return operands.size() == 2 ? start : start + " : " + written_within(operands[2], own - 1);
 }
 
-double evaluated(const MatchExp& tree) {
+double number_of(const MatchExp& tree) {
     const qtPtrLight<zeMsg> msg = oracle_message();
     DocInfo info{msg.get(), kOracleScore};
     return tree.eval(info).number;
@@ -159,7 +159,7 @@ void check_random_rules(unsigned int first_seed, unsigned int count, int deepest
         const std::string text = written(rule);
         SCOPED_TRACE(text);
         const std::unique_ptr<MatchExp> tree = tree_of(text);
-        ASSERT_TRUE(same_number(evaluated(*tree), value_of(rule).as_number()));
+        ASSERT_TRUE(same_number(number_of(*tree), value_of(rule).as_number()));
         ASSERT_EQ(dump_tree(*tree_of(unparse(*tree))), dump_tree(*tree));
         const std::unique_ptr<MatchExp> copy(tree->Clone());
         ASSERT_EQ(dump_tree(*copy), dump_tree(*tree));

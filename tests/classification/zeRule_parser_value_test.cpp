@@ -13,7 +13,7 @@
 
 namespace {
 
-struct Value_row {
+struct Rule_value_row {
     std::string_view rule;
     double value;
 };
@@ -42,7 +42,7 @@ double value_of(std::string_view rule, zeMsg& msg) {
 }  // namespace
 
 TEST(RuleValueTest, EvaluatesNumbers) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"1 + 2 * 3", 7.0},   {"-2 * 3", -6.0},
         {"2 - -3", 5.0},      {"(1 + 2) * 3", 9.0},
         {"8 / 4 / 2", 1.0},   {"1 - 2 - 3", -4.0},
@@ -57,21 +57,21 @@ TEST(RuleValueTest, EvaluatesNumbers) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, EvaluatesBooleansToOneOrZero) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"true", 1.0},        {"false", 0.0},        {"!true", 0.0},        {"!false", 1.0},
         {"true & true", 1.0}, {"true & false", 0.0}, {"false | true", 1.0}, {"false | false", 0.0},
         {"1 < 2 < 3", 1.0},   {"3 < 2 < 1", 1.0},    {"-0.0 == 0", 1.0},    {".1 + .2 == .3", 0.0},
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
@@ -80,7 +80,7 @@ TEST(RuleValueTest, EvaluatesBooleansToOneOrZero) {
 // Each comparison of a lesser with a greater number, of equal ones, and the other way round: no two
 // comparisons give the same.
 TEST(RuleValueTest, ComparesNumbers) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"1 <= 2", 1.0}, {"2 <= 2", 1.0}, {"3 <= 2", 0.0},  //
         {"1 < 2", 1.0},  {"2 < 2", 0.0},  {"3 < 2", 0.0},   //
         {"1 >= 2", 0.0}, {"2 >= 2", 1.0}, {"3 >= 2", 1.0},  //
@@ -90,14 +90,14 @@ TEST(RuleValueTest, ComparesNumbers) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, ComparesBooleans) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"false <= true", 1.0}, {"true <= true", 1.0},   {"true <= false", 0.0},
         {"false < true", 1.0},  {"true < true", 0.0},    {"true < false", 0.0},
         {"false >= true", 0.0}, {"true >= true", 1.0},   {"true >= false", 1.0},
@@ -110,7 +110,7 @@ TEST(RuleValueTest, ComparesBooleans) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
@@ -118,7 +118,7 @@ TEST(RuleValueTest, ComparesBooleans) {
 
 // What is no number is neither less nor equal nor greater, not even compared with itself.
 TEST(RuleValueTest, ComparesWhatIsNoNumber) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"$nan(n) <= 1", 0.0},    {"1 <= $nan(n)", 0.0},   {"$nan(n) <= $nan(n)", 0.0},
         {"$nan(n) < 1", 0.0},     {"1 < $nan(n)", 0.0},    {"$nan(n) < $nan(n)", 0.0},
         {"$nan(n) >= 1", 0.0},    {"1 >= $nan(n)", 0.0},   {"$nan(n) >= $nan(n)", 0.0},
@@ -130,14 +130,14 @@ TEST(RuleValueTest, ComparesWhatIsNoNumber) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, EvaluatesStrings) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"'a' == 'a'", 1.0},
         {"'a' == 'A'", 0.0},
         {"'a' == 'ab'", 0.0},
@@ -167,14 +167,14 @@ TEST(RuleValueTest, EvaluatesStrings) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, EvaluatesConditionals) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"true ? 1 : 2", 1.0},
         {"false ? 1 : 2", 2.0},
         {"true ? true : 5", 1.0},
@@ -187,14 +187,14 @@ TEST(RuleValueTest, EvaluatesConditionals) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, ReadsPairs) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"$five(n)", 5.0},       {"$five(?)", 1.0},      {"$five(s) == '5'", 1.0},
         {"$none(n) == 0", 1.0},  {"$zero(n) == 0", 1.0}, {"$word(n) == 0", 1.0},
         {"$none(?)", 0.0},       {"$zero(?)", 1.0},      {"$word(?)", 1.0},
@@ -205,14 +205,14 @@ TEST(RuleValueTest, ReadsPairs) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, ReadsBagAndScore) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"\"goal\"", 1.0},
         {"\"Goal\"", 0.0},
         {"\"two words\"", 1.0},
@@ -227,21 +227,21 @@ TEST(RuleValueTest, ReadsBagAndScore) {
     };
     const qtPtrLight<zeMsg> msg = make_message();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }
 }
 
 TEST(RuleValueTest, ReadsMessageWithoutCurrentBag) {
-    const Value_row rows[] = {
+    const Rule_value_row rows[] = {
         {"\"goal\"", 0.0},
         {"concepts_in_sml", 0.0},
         {"empty_body_message", 0.0},
     };
     const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}}).active(1).make();
 
-    for (const Value_row& row : rows) {
+    for (const Rule_value_row& row : rows) {
         SCOPED_TRACE(row.rule);
         EXPECT_EQ(value_of(row.rule, *msg), row.value);
     }

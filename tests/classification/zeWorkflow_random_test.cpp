@@ -27,9 +27,9 @@ using Ranked = std::pair<unsigned int, double>;
 
 // A tree of two to four levels with few names, so that categories repeat, and factors of whole
 // eighths, so that scores tie often and products are exact.
-class Random_tree {
+class Random_walk {
 public:
-    explicit Random_tree(unsigned int seed) : m_random(seed) {
+    explicit Random_walk(unsigned int seed) : m_random(seed) {
         m_levels.push_back({tree.Root(name())});
         vary(m_levels[0][0]);
         const std::size_t depth = 1 + below(kGreatestDepth - 1);
@@ -107,7 +107,7 @@ private:
 // answers for one category count once, as the best of them.
 class Slow_walk {
 public:
-    explicit Slow_walk(Random_tree& tree) : m_tree(tree) {
+    explicit Slow_walk(Random_walk& tree) : m_tree(tree) {
         follow(tree.tree.Manager().m_root, 1.0);
     }
 
@@ -172,11 +172,11 @@ private:
         }
     }
 
-    Random_tree& m_tree;
+    Random_walk& m_tree;
     std::vector<zeResult> m_found;
 };
 
-std::vector<Ranked> walk(Random_tree& tree, int max_results) {
+std::vector<Ranked> walk(Random_walk& tree, int max_results) {
     zeMsg msg;
     zeResult_set results(tree.threshold, max_results);
     tree.tree.Manager().GetWorkflow()->classify(msg, results, tree.skips_no_score, false);
@@ -201,7 +201,7 @@ TEST(zeWorkflowRandomTest, YieldsWhatFollowingEveryPathYields) {
     std::size_t result_count = 0;
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kTreeCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        Random_tree tree(seed);
+        Random_walk tree(seed);
         const std::vector<Ranked> expected = Slow_walk(tree).results();
 
         ASSERT_EQ(walk(tree, -1), expected);
@@ -217,7 +217,7 @@ TEST(zeWorkflowRandomTest, YieldsWhatFollowingEveryPathYields) {
 TEST(zeWorkflowRandomTest, ALimitKeepsTheBestScores) {
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kTreeCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        Random_tree tree(seed);
+        Random_walk tree(seed);
         std::vector<double> best = scores_of(Slow_walk(tree).results());
         const int limit = static_cast<int>(seed % 5) + 1;
         best.resize(std::min(best.size(), static_cast<std::size_t>(limit)));

@@ -10,7 +10,7 @@ namespace cli {
 
 namespace {
 
-double error_of(std::initializer_list<std::pair<double, bool>> predictions) {
+double calibration_error_of(std::initializer_list<std::pair<double, bool>> predictions) {
     Calibration_bins bins;
     for (const auto& [score, is_right] : predictions) {
         bins.add(score, is_right);
@@ -24,20 +24,21 @@ TEST(CalibrationBinsTest, IsZeroWithoutPredictions) {
 
 TEST(CalibrationBinsTest, ComparesMeanScoreWithShareOfRightOnesInABin) {
     // 0.6875, 0.71875 and 0.703125 begin with 10 fifteenths: the mean is 2.109375 / 3.
-    EXPECT_DOUBLE_EQ(error_of({{0.6875, true}, {0.71875, false}, {0.703125, false}}),
+    EXPECT_DOUBLE_EQ(calibration_error_of({{0.6875, true}, {0.71875, false}, {0.703125, false}}),
                      (2.109375 - 1) / 3);
-    EXPECT_EQ(error_of({{0.5, true}, {0.5, false}}), 0.0);
+    EXPECT_EQ(calibration_error_of({{0.5, true}, {0.5, false}}), 0.0);
 }
 
 TEST(CalibrationBinsTest, WeighsBinsByTheirPredictions) {
     // |0.25 - 0| for one of four, |0.75 - 1| for three of four.
-    EXPECT_DOUBLE_EQ(error_of({{0.25, false}, {0.75, true}, {0.75, true}, {0.75, true}}),
-                     0.25 * 0.25 + 0.75 * 0.25);
+    EXPECT_DOUBLE_EQ(
+        calibration_error_of({{0.25, false}, {0.75, true}, {0.75, true}, {0.75, true}}),
+        0.25 * 0.25 + 0.75 * 0.25);
 }
 
 TEST(CalibrationBinsTest, DoesNotLetBinsMakeUpForEachOther) {
     // In one bin these would agree: the mean of the scores is 0.5, and half of them are right.
-    EXPECT_DOUBLE_EQ(error_of({{0.25, true}, {0.75, false}}), 0.75);
+    EXPECT_DOUBLE_EQ(calibration_error_of({{0.25, true}, {0.75, false}}), 0.75);
 }
 
 TEST(CalibrationBinsTest, BeginsBinAtEachFifteenth) {
@@ -47,7 +48,8 @@ TEST(CalibrationBinsTest, BeginsBinAtEachFifteenth) {
         const double below = std::nextafter(border, 0.0);
         // In different bins the errors add up; in one bin the two scores would be weighed against
         // the one that is right.
-        EXPECT_DOUBLE_EQ(error_of({{border, true}, {below, false}}), ((1 - border) + below) / 2);
+        EXPECT_DOUBLE_EQ(calibration_error_of({{border, true}, {below, false}}),
+                         ((1 - border) + below) / 2);
     }
 }
 
@@ -56,16 +58,17 @@ TEST(CalibrationBinsTest, KeepsScoresBetweenBordersTogether) {
         SCOPED_TRACE(i);
         const double low = (i + 0.1) / 15;
         const double high = (i + 0.9) / 15;
-        EXPECT_DOUBLE_EQ(error_of({{low, true}, {high, false}}), std::abs(low + high - 1) / 2);
+        EXPECT_DOUBLE_EQ(calibration_error_of({{low, true}, {high, false}}),
+                         std::abs(low + high - 1) / 2);
     }
 }
 
 TEST(CalibrationBinsTest, PutsScoreOneInTheLastBin) {
-    EXPECT_DOUBLE_EQ(error_of({{1.0, false}, {0.9375, true}}), 0.9375 / 2);
+    EXPECT_DOUBLE_EQ(calibration_error_of({{1.0, false}, {0.9375, true}}), 0.9375 / 2);
 }
 
 TEST(CalibrationBinsTest, PutsScoreZeroInTheFirstBin) {
-    EXPECT_DOUBLE_EQ(error_of({{0.0, true}, {0.0625, false}}), (1 - 0.0625) / 2);
+    EXPECT_DOUBLE_EQ(calibration_error_of({{0.0, true}, {0.0625, false}}), (1 - 0.0625) / 2);
 }
 
 TEST(CalibrationBinsTest, TakesWrongZerosAtOnceAsOneByOne) {
@@ -74,8 +77,9 @@ TEST(CalibrationBinsTest, TakesWrongZerosAtOnceAsOneByOne) {
     bins.add_wrong_zeros(3);
 
     EXPECT_EQ(bins.count(), 4U);
-    EXPECT_DOUBLE_EQ(bins.error(),
-                     error_of({{0.03125, true}, {0.0, false}, {0.0, false}, {0.0, false}}));
+    EXPECT_DOUBLE_EQ(
+        bins.error(),
+        calibration_error_of({{0.03125, true}, {0.0, false}, {0.0, false}, {0.0, false}}));
     EXPECT_DOUBLE_EQ(bins.error(), 0.96875 / 4);
 }
 

@@ -67,7 +67,7 @@ std::string value_of(Small_kc& kc, const std::string& key) {
     return kc_setting(kc.Pointer(), key).value;
 }
 
-std::string refusal_of(const std::vector<std::string>& words) {
+std::string refusal_of_words(const std::vector<std::string>& words) {
     try {
         setting_values(words);
     } catch (const Usage_error& error) {
@@ -197,7 +197,7 @@ TEST(KcOptionsTest, RefusesBadWordsBeforeAnythingIsRead) {
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.word);
-        EXPECT_EQ(refusal_of({"ClipValue=2", row.word}), row.refusal);
+        EXPECT_EQ(refusal_of_words({"ClipValue=2", row.word}), row.refusal);
     }
 }
 

@@ -212,7 +212,7 @@ TEST(KcTreeTest, KeepsWhatIsDeletedInTheTableOfConceptsIfAsked) {
 }
 
 // What an edit raises, by its kind.
-std::string refusal_of(const std::function<void()>& edit) {
+std::string refusal_of_edit(const std::function<void()>& edit) {
     try {
         edit();
     } catch (const Usage_error& error) {
@@ -270,7 +270,7 @@ TEST(KcTreeTest, RefusalsChangeNothing) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.refusal);
         const Unchanged unchanged(manager);
-        EXPECT_EQ(refusal_of(row.edit), row.refusal);
+        EXPECT_EQ(refusal_of_edit(row.edit), row.refusal);
     }
 }
 
@@ -298,9 +298,9 @@ TEST(KcTreeTest, CompactContainerKeepsTheCategoriesOfItsStatisticalClassifiers) 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         Small_kc whole;
-        EXPECT_EQ(refusal_of([&] { row.edit(whole.Manager()); }), "none");
+        EXPECT_EQ(refusal_of_edit([&] { row.edit(whole.Manager()); }), "none");
         Small_kc compact = Small_kc::Compact();
-        EXPECT_EQ(refusal_of([&] { row.edit(compact.Manager()); }), "compact");
+        EXPECT_EQ(refusal_of_edit([&] { row.edit(compact.Manager()); }), "compact");
     }
 }
 

@@ -15,7 +15,7 @@ namespace cli {
 
 namespace {
 
-std::string shown(const Tree_view& view) {
+std::string lines_of_view(const Tree_view& view) {
     std::ostringstream out;
     print_tree(view, out);
     return out.str();
@@ -24,7 +24,7 @@ std::string shown(const Tree_view& view) {
 TEST(KcTreeViewTest, ShowsChildrenByName) {
     Small_kc kc;
 
-    EXPECT_EQ(shown(view_tree(kc.Manager(), "", -1)),
+    EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "", -1)),
               "root [stat] NoScore\n"
               "  filter [rule] NoScore messages=0\n"
               "    rest [leaf] rule=default\n"
@@ -37,23 +37,24 @@ TEST(KcTreeViewTest, ShowsChildrenByName) {
 
 TEST(KcTreeViewTest, OrderDoesNotDependOnThatOfTheEdits) {
     Small_kc kc;
-    const std::string before = shown(view_tree(kc.Manager(), "root/filter", -1));
+    const std::string before = lines_of_view(view_tree(kc.Manager(), "root/filter", -1));
 
     delete_node(kc.Manager(), "root/filter/spam", false);
     Node_attributes spam;
     spam.rule = "1";
     add_node(kc.Manager(), "root/filter/spam", spam);
 
-    EXPECT_EQ(shown(view_tree(kc.Manager(), "root/filter", -1)), before);
+    EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "root/filter", -1)), before);
 }
 
 TEST(KcTreeViewTest, BeginsAtANodeAndStopsAtADepth) {
     Small_kc kc;
 
-    EXPECT_EQ(shown(view_tree(kc.Manager(), "root/news/sport", -1)), "sport [leaf] messages=2\n");
-    EXPECT_EQ(shown(view_tree(kc.Manager(), "root/news", 0)),
+    EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "root/news/sport", -1)),
+              "sport [leaf] messages=2\n");
+    EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "root/news", 0)),
               "news [stat] NoScore messages=3 children=2\n");
-    EXPECT_EQ(shown(view_tree(kc.Manager(), "", 1)),
+    EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "", 1)),
               "root [stat] NoScore\n"
               "  filter [rule] NoScore messages=0 children=2\n"
               "  mail [leaf] messages=1\n"
@@ -71,7 +72,7 @@ TEST(KcTreeViewTest, ShowsEachAttribute) {
     change_node(kc.Manager(), "root/filter/spam", attributes);
     rename_node(kc.Manager(), "root/filter/spam", "new\nname");
 
-    EXPECT_EQ(shown(view_tree(kc.Manager(), "root/filter", -1)),
+    EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "root/filter", -1)),
               "filter [rule] NoScore messages=0\n"
               "  new\\x0Aname [leaf] NoScore category=spam threshold=0.1 rule=\"a\\x0Ab\"\n"
               "  rest [leaf] rule=default\n");
@@ -110,7 +111,7 @@ TEST(KcTreeViewTest, ContainerWithoutNodesShowsNothing) {
     zeManager manager;
     const Tree_view view = view_tree(manager, "", -1);
 
-    EXPECT_EQ(shown(view), "");
+    EXPECT_EQ(lines_of_view(view), "");
     EXPECT_EQ(tree_json(view).dump(), "null");
 }
 

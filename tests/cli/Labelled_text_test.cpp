@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<Labelled_text> read(std::string_view data) {
+std::vector<Labelled_text> read_texts(std::string_view data) {
     std::istringstream input{std::string(data)};
     return read_labelled_texts(input, "data.tsv");
 }
@@ -25,7 +25,7 @@ std::vector<Labelled_text> read(std::string_view data) {
 // Lines as "label|label>text".
 std::vector<std::string> lines_of(std::string_view data) {
     std::vector<std::string> lines;
-    for (const Labelled_text& text : read(data)) {
+    for (const Labelled_text& text : read_texts(data)) {
         std::string line;
         for (const std::string& label : text.labels) {
             line += (line.empty() ? "" : "|") + label;
@@ -38,7 +38,7 @@ std::vector<std::string> lines_of(std::string_view data) {
 // The message of the Data_error that reading raises; empty if it raises none.
 std::string error_of(std::string_view data) {
     try {
-        read(data);
+        read_texts(data);
     } catch (const Data_error& error) {
         return error.what();
     }
@@ -90,7 +90,7 @@ TEST(LabelledTextTest, KeepsInvalidUtf8) {
 }
 
 TEST(LabelledTextTest, KnowsTheLineOfEachText) {
-    const std::vector<Labelled_text> texts = read("\na\tone\r\n\r\nb\ttwo");
+    const std::vector<Labelled_text> texts = read_texts("\na\tone\r\n\r\nb\ttwo");
 
     ASSERT_EQ(texts.size(), 2U);
     EXPECT_EQ(texts[0].line, 2U);
@@ -98,7 +98,7 @@ TEST(LabelledTextTest, KnowsTheLineOfEachText) {
 }
 
 TEST(LabelledTextTest, ReadsNothingFromNothing) {
-    EXPECT_THAT(read(""), IsEmpty());
+    EXPECT_THAT(read_texts(""), IsEmpty());
 }
 
 TEST(LabelledTextTest, NamesFileAndLineOfBadLine) {
@@ -220,8 +220,8 @@ TEST(LabelledTextTest, NamesFileThatCannotBeRead) {
         std::string path;
         std::string expected;
     } rows[] = {
-        {"no/such/file", "cannot read no/such/file: No such file or directory"},
-        {"/", "cannot read /: Is a directory"},
+        {"no/such/file", "cannot read_texts no/such/file: No such file or directory"},
+        {"/", "cannot read_texts /: Is a directory"},
     };
 
     for (const auto& row : rows) {
@@ -245,7 +245,7 @@ TEST(LabelledTextTest, RefusesFileWithoutDataLine) {
 }
 
 TEST(LabelledTextTest, CountsBytesOfTextsWithoutLabels) {
-    EXPECT_EQ(text_bytes(read("label\tabc\nlabel\t\u00E9\nlabel\t\n")), 5U);
+    EXPECT_EQ(text_bytes(read_texts("label\tabc\nlabel\t\u00E9\nlabel\t\n")), 5U);
 }
 
 }  // namespace

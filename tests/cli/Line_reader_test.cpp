@@ -43,7 +43,7 @@ private:
     std::size_t m_next = 0;
 };
 
-std::vector<std::string> lines_of(std::istream& input) {
+std::vector<std::string> lines_read(std::istream& input) {
     Line_reader reader(input, [] {});
     std::vector<std::string> lines;
     std::string_view line;
@@ -53,35 +53,35 @@ std::vector<std::string> lines_of(std::istream& input) {
     return lines;
 }
 
-std::vector<std::string> lines_of(const std::string& bytes) {
+std::vector<std::string> lines_read(const std::string& bytes) {
     std::istringstream input(bytes);
-    return lines_of(input);
+    return lines_read(input);
 }
 
 TEST(LineReaderTest, HandsOutEveryLineEmptyOnesToo) {
-    EXPECT_THAT(lines_of("one\n\ntwo\n"), ElementsAre("one", "", "two"));
-    EXPECT_THAT(lines_of("\n"), ElementsAre(""));
+    EXPECT_THAT(lines_read("one\n\ntwo\n"), ElementsAre("one", "", "two"));
+    EXPECT_THAT(lines_read("\n"), ElementsAre(""));
 }
 
 TEST(LineReaderTest, HandsOutLastLineWithoutEnd) {
-    EXPECT_THAT(lines_of("one\ntwo"), ElementsAre("one", "two"));
+    EXPECT_THAT(lines_read("one\ntwo"), ElementsAre("one", "two"));
 }
 
 TEST(LineReaderTest, HasNoLineOfNothing) {
-    EXPECT_THAT(lines_of(""), IsEmpty());
+    EXPECT_THAT(lines_read(""), IsEmpty());
 }
 
 TEST(LineReaderTest, KeepsAllOtherBytes) {
     const std::string bytes = std::string("\0\xFF\r", 3) + "a";
 
-    EXPECT_THAT(lines_of(bytes + "\n" + bytes), ElementsAre(bytes, bytes));
+    EXPECT_THAT(lines_read(bytes + "\n" + bytes), ElementsAre(bytes, bytes));
 }
 
 TEST(LineReaderTest, ReadsLinesLongerThanWhatComesAtOnce) {
     for (const std::size_t length : {8191U, 8192U, 8193U, 100000U}) {
         SCOPED_TRACE(length);
         const std::string line(length, 'a');
-        EXPECT_THAT(lines_of(line + "\nb\n" + line), ElementsAre(line, "b", line));
+        EXPECT_THAT(lines_read(line + "\nb\n" + line), ElementsAre(line, "b", line));
     }
 }
 
@@ -90,7 +90,7 @@ TEST(LineReaderTest, JoinsPiecesOfALine) {
     Pieces pieces({"on", "e\ntw", "o", "\n", "three"}, events);
     std::istream input(&pieces);
 
-    EXPECT_THAT(lines_of(input), ElementsAre("one", "two", "three"));
+    EXPECT_THAT(lines_read(input), ElementsAre("one", "two", "three"));
 }
 
 // Whoever waits for an answer to the first line gets it before the second one is there.
@@ -114,7 +114,7 @@ TEST(LineReaderTest, TakesTheRestBeforeAFailureForNoLine) {
     Pieces pieces({"one\ntw", ""}, events);
     std::istream input(&pieces);
 
-    EXPECT_THAT(lines_of(input), ElementsAre("one"));
+    EXPECT_THAT(lines_read(input), ElementsAre("one"));
     EXPECT_TRUE(input.bad());
 }
 

@@ -16,7 +16,7 @@ namespace {
 
 using Bytes = Record_file_bytes;
 
-Record_file read(const std::string& bytes) {
+Record_file read_records(const std::string& bytes) {
     const Temporary_file file(bytes);
     return read_record_file(file.path);
 }
@@ -30,7 +30,7 @@ TEST(RecordFileTest, ABlockIsLargerThanWhatItHolds) {
 }
 
 TEST(RecordFileTest, ReadsHeaderIndexItemsAndHoles) {
-    const Record_file file = read(Bytes::whole());
+    const Record_file file = read_records(Bytes::whole());
 
     EXPECT_EQ(file.size, 324U);
     EXPECT_TRUE(file.header.is_wide);
@@ -54,8 +54,8 @@ TEST(RecordFileTest, ReadsHeaderIndexItemsAndHoles) {
 // A new file: header, and an index of 8 + 128 bytes in a block of 256.
 TEST(RecordFileTest, ReadsOffsetsOf32Bits) {
     const Record_file file =
-        read(big_endian(0x4A5B6C80, 4) + std::string(8, '\0') + big_endian(16, 4) +
-             big_endian(0x4A5B6C82, 4) + std::string(252, '\0'));
+        read_records(big_endian(0x4A5B6C80, 4) + std::string(8, '\0') + big_endian(16, 4) +
+                     big_endian(0x4A5B6C82, 4) + std::string(252, '\0'));
 
     EXPECT_FALSE(file.header.is_wide);
     EXPECT_EQ(file.header.index_offset, 16U);
@@ -104,7 +104,7 @@ TEST(RecordFileTest, TellsWhatIsWrongWithTheIndex) {
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.expected);
-        EXPECT_EQ(read(row.bytes).index.problem, row.expected);
+        EXPECT_EQ(read_records(row.bytes).index.problem, row.expected);
     }
 }
 
@@ -126,7 +126,7 @@ TEST(RecordFileTest, TellsWhatIsWrongWithAnItem) {
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.expected);
-        EXPECT_EQ(read(row.bytes).index.items.at(0).problem, row.expected);
+        EXPECT_EQ(read_records(row.bytes).index.items.at(0).problem, row.expected);
     }
 }
 
@@ -144,13 +144,13 @@ TEST(RecordFileTest, TellsWhatIsWrongWithAHole) {
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.expected);
-        EXPECT_EQ(read(row.bytes).index.holes.at(0).problem, row.expected);
+        EXPECT_EQ(read_records(row.bytes).index.holes.at(0).problem, row.expected);
     }
 }
 
 TEST(RecordDumpTest, PrintsWhatTheFileHolds) {
     std::ostringstream out;
-    print_record_dump(read(Bytes::whole()), out);
+    print_record_dump(read_records(Bytes::whole()), out);
 
     EXPECT_EQ(out.str(),
               "header\n"
@@ -185,7 +185,7 @@ TEST(RecordDumpTest, ShowsKeysThatAreNoText) {
 }
 
 TEST(RecordDumpTest, WritesJson) {
-    const Record_file file = read(Bytes::whole());
+    const Record_file file = read_records(Bytes::whole());
     const nlohmann::ordered_json json = record_dump_json(file);
 
     EXPECT_EQ(json["header"].dump(),

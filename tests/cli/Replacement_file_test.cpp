@@ -39,7 +39,7 @@ void replace(const std::string& path, const std::string& content) {
 }
 
 // The message of the Output_error that making one raises; empty if it raises none.
-std::string error_of(const std::string& path) {
+std::string write_error_of(const std::string& path) {
     try {
         const Replacement_file file(path);
     } catch (const Output_error& error) {
@@ -245,7 +245,7 @@ TEST(ReplacementFileTest, TryingOutLeavesNothing) {
 TEST(ReplacementFileTest, RefusesAFileThatCannotBeLookedAt) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "") + "/b.kc";
-    EXPECT_EQ(error_of(path), "cannot write " + path + ": Not a directory");
+    EXPECT_EQ(write_error_of(path), "cannot write " + path + ": Not a directory");
 }
 
 TEST(ReplacementFileTest, HasThePermissionsOfNewFilesWithoutAnOldOne) {
@@ -307,12 +307,13 @@ TEST(ReplacementFileTest, RefusesWhatIsNoFile) {
     fs::create_symlink("circle", folder.file("circle"));
     const std::string begin = "cannot write " + folder.path();
 
-    EXPECT_EQ(error_of(folder.path()), begin + ": Is a directory");
-    EXPECT_EQ(error_of(folder.file("full")), begin + "/full: not a regular file");
-    EXPECT_EQ(error_of(folder.file("none/a.kc")), begin + "/none/a.kc: No such file or directory");
-    EXPECT_EQ(error_of(folder.file("circle")),
+    EXPECT_EQ(write_error_of(folder.path()), begin + ": Is a directory");
+    EXPECT_EQ(write_error_of(folder.file("full")), begin + "/full: not a regular file");
+    EXPECT_EQ(write_error_of(folder.file("none/a.kc")),
+              begin + "/none/a.kc: No such file or directory");
+    EXPECT_EQ(write_error_of(folder.file("circle")),
               begin + "/circle: Too many levels of symbolic links");
-    EXPECT_EQ(error_of(""), "cannot write : No such file or directory");
+    EXPECT_EQ(write_error_of(""), "cannot write : No such file or directory");
     EXPECT_THAT(folder.names(), ElementsAre("circle", "full"));
 }
 
@@ -324,7 +325,7 @@ TEST(ReplacementFileTest, RefusesAFileThatMayNotBeWritten) {
 
     const std::string expected =
         ::geteuid() == 0 ? "" : "cannot write " + path + ": Permission denied";
-    EXPECT_EQ(error_of(path), expected);
+    EXPECT_EQ(write_error_of(path), expected);
     EXPECT_EQ(folder.content("a.kc"), "old");
 }
 

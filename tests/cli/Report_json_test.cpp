@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Evaluation example() {
+Evaluation example_evaluation() {
     Evaluation evaluation;
     evaluation.training = {11314, 21150000, 2.0, 0.5};
     evaluation.classifying = {8, 13200, 0.5, 0.25};
@@ -26,7 +26,7 @@ Evaluation example() {
 }
 
 TEST(ReportJsonTest, HasPlainNumbersForQuality) {
-    const Json json = report_json(example(), 10);
+    const Json json = report_json(example_evaluation(), 10);
 
     const struct {
         std::string key;
@@ -47,16 +47,16 @@ TEST(ReportJsonTest, HasPlainNumbersForQuality) {
 }
 
 TEST(ReportJsonTest, HasCalibrationWithoutTablesWhereThereAreTables) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = example_evaluation();
     evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
 
     EXPECT_EQ(report_json(evaluation, 0)["without_tables"].dump(),
               R"({"ece_top":0.25,"ece_pairs":0.125,"brier":2.0})");
-    EXPECT_FALSE(report_json(example(), 0).contains("without_tables"));
+    EXPECT_FALSE(report_json(example_evaluation(), 0).contains("without_tables"));
 }
 
 TEST(ReportJsonTest, ListsEachBulkThatWasLearned) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = example_evaluation();
     evaluation.learning = {{0, 0.5, {2, 100, 40, 25}, 0.0}, {10, 0.75, {3, 200, 60, 20}, 1.25}};
 
     EXPECT_EQ(report_json(evaluation, 0)["learning"].dump(),
@@ -64,11 +64,11 @@ TEST(ReportJsonTest, ListsEachBulkThatWasLearned) {
               R"("largest_profile":25,"cpu_seconds":0.0},)"
               R"({"texts":10,"accuracy":0.75,"profiles":3,"concepts":200,"entries":60,)"
               R"("largest_profile":20,"cpu_seconds":1.25}])");
-    EXPECT_FALSE(report_json(example(), 0).contains("learning"));
+    EXPECT_FALSE(report_json(example_evaluation(), 0).contains("learning"));
 }
 
 TEST(ReportJsonTest, HasCountsAndCosts) {
-    const Json json = report_json(example(), 10);
+    const Json json = report_json(example_evaluation(), 10);
 
     EXPECT_EQ(json["correct"], 6);
     EXPECT_EQ(json["training"].dump(),
@@ -81,7 +81,7 @@ TEST(ReportJsonTest, HasCountsAndCosts) {
 }
 
 TEST(ReportJsonTest, HasTheWayToTheModelAndNullForTheOther) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = example_evaluation();
 
     EXPECT_TRUE(report_json(evaluation, 10).at("loading").is_null());
     evaluation.training.reset();
@@ -92,7 +92,7 @@ TEST(ReportJsonTest, HasTheWayToTheModelAndNullForTheOther) {
 }
 
 TEST(ReportJsonTest, ListsAllCategories) {
-    EXPECT_EQ(report_json(example(), 0)["categories"].dump(),
+    EXPECT_EQ(report_json(example_evaluation(), 0)["categories"].dump(),
               R"([{"category":"a","texts":4,"given":12,"hits":3,"precision":0.25,"recall":0.75,)"
               R"("f1":0.375},)"
               R"({"category":"b","texts":0,"given":0,"hits":0,"precision":0.0,"recall":0.0,)"
@@ -100,15 +100,15 @@ TEST(ReportJsonTest, ListsAllCategories) {
 }
 
 TEST(ReportJsonTest, ListsAsManyConfusionsAsWanted) {
-    EXPECT_EQ(report_json(example(), 10)["confusions"].dump(),
+    EXPECT_EQ(report_json(example_evaluation(), 10)["confusions"].dump(),
               R"([{"expected":"a,b","got":"c","texts":1},{"expected":"b","got":null,"texts":1}])");
-    EXPECT_EQ(report_json(example(), 1)["confusions"].dump(),
+    EXPECT_EQ(report_json(example_evaluation(), 1)["confusions"].dump(),
               R"([{"expected":"a,b","got":"c","texts":1}])");
-    EXPECT_EQ(report_json(example(), 0)["confusions"].dump(), "[]");
+    EXPECT_EQ(report_json(example_evaluation(), 0)["confusions"].dump(), "[]");
 }
 
 TEST(ReportJsonTest, HasExplanationIfThereIsOne) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = example_evaluation();
 
     EXPECT_FALSE(report_json(evaluation, 10).contains("explanation"));
     evaluation.explanation = Explanation{"goal", "sport", 0.5, {}};

@@ -15,7 +15,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-Evaluation example() {
+Evaluation printed_evaluation() {
     Evaluation evaluation;
     evaluation.training = {11314, 21150000, 2.0, 0.5};
     evaluation.classifying = {7532, 13200000, 0.5, 0.25};
@@ -43,7 +43,7 @@ std::string report_of(const Evaluation& evaluation, std::size_t confusion_count,
 }
 
 TEST(ReportTest, AlignsFiguresAndNamesUnits) {
-    EXPECT_EQ(report_of(example(), 10),
+    EXPECT_EQ(report_of(printed_evaluation(), 10),
               "                     texts        size      labels\n"
               "training data       11,314    21.15 MB          20\n"
               "test data            7,532    13.20 MB          19\n"
@@ -69,7 +69,7 @@ TEST(ReportTest, AlignsFiguresAndNamesUnits) {
 }
 
 TEST(ReportTest, ShowsWhatLoadingCostWhereTheModelWasRead) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.training.reset();
     evaluation.loading = {10500000, 0.25};
 
@@ -85,7 +85,7 @@ TEST(ReportTest, ShowsWhatLoadingCostWhereTheModelWasRead) {
 }
 
 TEST(ReportTest, ShowsCalibrationWithoutTablesWhereThereAreTables) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
 
     EXPECT_THAT(report_of(evaluation, 10),
@@ -94,7 +94,7 @@ TEST(ReportTest, ShowsCalibrationWithoutTablesWhereThereAreTables) {
 }
 
 TEST(ReportTest, ShowsEachBulkThatWasLearned) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.learning = {{0, 0.5, {2, 12345, 4003, 2500}, 0.0},
                            {1000, 0.75, {3, 20000, 6000, 2000}, 1.25}};
 
@@ -106,11 +106,11 @@ TEST(ReportTest, ShowsEachBulkThatWasLearned) {
                           "2,500      0.00 s\n"
                           "bulk 1               1,000     75.00 %      20,000       2,000       "
                           "2,000      1.25 s\n"));
-    EXPECT_THAT(report_of(example(), 10), Not(HasSubstr("learning")));
+    EXPECT_THAT(report_of(printed_evaluation(), 10), Not(HasSubstr("learning")));
 }
 
 TEST(ReportTest, PrintsDashForRateOfTimeTooShortToMeasure) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.classifying.cpu_seconds = 0.0;
     evaluation.classifying.analysis_seconds = 0.0;
 
@@ -119,16 +119,16 @@ TEST(ReportTest, PrintsDashForRateOfTimeTooShortToMeasure) {
 }
 
 TEST(ReportTest, ListsAsManyConfusionsAsWanted) {
-    const std::string report = report_of(example(), 1);
+    const std::string report = report_of(printed_evaluation(), 1);
 
     EXPECT_THAT(report, HasSubstr("  1,082  politics -> sport\n"));
     EXPECT_THAT(report, Not(HasSubstr("caf\u00E9")));
 }
 
 TEST(ReportTest, ListsCategoriesIfWanted) {
-    EXPECT_THAT(report_of(example(), 10), Not(HasSubstr("category")));
+    EXPECT_THAT(report_of(printed_evaluation(), 10), Not(HasSubstr("category")));
     EXPECT_THAT(
-        report_of(example(), 10, true),
+        report_of(printed_evaluation(), 10, true),
         HasSubstr("\n"
                   "category                     texts       given   precision      recall"
                   "          F1\n"
@@ -141,7 +141,7 @@ TEST(ReportTest, ListsCategoriesIfWanted) {
 }
 
 TEST(ReportTest, EndsWithExplanationIfThereIsOne) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.explanation = Explanation{"A goal", "sport", 0.75, {{"goal", 0.25}}};
 
     EXPECT_THAT(report_of(evaluation, 10), EndsWith("(no result)\n"
@@ -152,7 +152,7 @@ TEST(ReportTest, EndsWithExplanationIfThereIsOne) {
 }
 
 TEST(ReportTest, LeavesOutConfusionsWhereThereIsNone) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.metrics.confusions.clear();
 
     EXPECT_THAT(report_of(evaluation, 10), Not(HasSubstr("confusions")));

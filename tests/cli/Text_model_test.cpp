@@ -12,6 +12,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/errors.h"
+#include "tests/cli/interrupted_progress.h"
 
 namespace cli {
 
@@ -119,14 +120,9 @@ TEST(TextModelTest, TakesAGroupWithTheNameOfALabelOfAGroup) {
     EXPECT_THAT(labels_of(model.rank("train, coast", 1)), ElementsAre("travel"));
 }
 
-class Interrupting : public CTProgress {
-public:
-    bool IsInterrupted() const override { return true; }
-};
-
 TEST(TextModelTest, AnInterruptionEndsTraining) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
-    Interrupting progress;
+    Interrupted_progress progress;
 
     EXPECT_THROW(model.train(ten_of_each(), &progress), qtX<zeWorkflow>);
 }

@@ -26,6 +26,7 @@
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/model/Text_model.h"
+#include "tests/cli/interrupted_progress.h"
 #include "tests/cli/scratch_folder.h"
 
 namespace cli {
@@ -311,15 +312,10 @@ TEST_F(TrainingTest, ContainerThatAnotherIsChangingIsRefused) {
     EXPECT_THROW(Learn("sport\tgoal\n"), Output_error);
 }
 
-class Interrupting : public CTProgress {
-public:
-    bool IsInterrupted() const override { return true; }
-};
-
 TEST_F(TrainingTest, LeavesTheOldFileIfItIsInterrupted) {
     Train("sport\tgoal\nfood\tbread\n");
     const std::string before = m_folder.content("a.kc");
-    Interrupting progress;
+    Interrupted_progress progress;
     m_training.progress = m_learning.progress = &progress;
 
     EXPECT_THROW(Train("sport\tmatch\nfood\tcheese\n"), qtX<zeWorkflow>);
@@ -332,7 +328,7 @@ TEST_F(TrainingTest, LeavesTheOldFileIfItIsInterrupted) {
 // Reading may wait for a pipe, so a request from before is looked at first.
 TEST_F(TrainingTest, RequestIsSeenBeforeDataFilesAreRead) {
     Train("sport\tgoal\nfood\tbread\n");
-    Interrupting progress;
+    Interrupted_progress progress;
     m_training.progress = m_learning.progress = &progress;
     m_training.data_files = m_learning.data_files = {m_folder.file("absent.tsv")};
 

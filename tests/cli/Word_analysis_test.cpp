@@ -11,23 +11,23 @@ namespace cli {
 
 namespace {
 
-struct Row {
+struct Word_row {
     std::string_view what;
     std::string_view text;
     std::string_view expected;  // as `analysed` shows it: in text order, with counts above 1
 };
 
 template <std::size_t kCount>
-void expect_rows(const Row (&rows)[kCount]) {
+void expect_rows(const Word_row (&rows)[kCount]) {
     Word_analysis analysis;
-    for (const Row& row : rows) {
+    for (const Word_row& row : rows) {
         SCOPED_TRACE(row.what);
         EXPECT_EQ(analysed(analysis, row.text), row.expected);
     }
 }
 
 TEST(WordAnalysisTest, CutsRunsOfLettersMarksAndNumbers) {
-    const Row rows[] = {
+    const Word_row rows[] = {
         {"nothing", "", ""},
         {"only separators", " \t.,:;!?-", ""},
         {"one letter", "a", "a"},
@@ -50,7 +50,7 @@ TEST(WordAnalysisTest, CutsRunsOfLettersMarksAndNumbers) {
 }
 
 TEST(WordAnalysisTest, FoldsSpellingsOfOneWord) {
-    const Row rows[] = {
+    const Word_row rows[] = {
         {"case", "Hello HELLO hello", "hello*3"},
         {"sharp s", "Straße STRASSE", "strasse*2"},
         {"ligature", "\uFB01ne fine", "fine*2"},
@@ -70,7 +70,7 @@ TEST(WordAnalysisTest, FoldsSpellingsOfOneWord) {
 }
 
 TEST(WordAnalysisTest, TakesCharactersOfUnspacedScriptsOneByOne) {
-    const Row rows[] = {
+    const Word_row rows[] = {
         {"Han", "\u4E2D\u6587\u4E2D", "\u4E2D*2 \u6587"},
         {"Han beyond the first plane", "\U00020000\U00020001", "\U00020000 \U00020001"},
         {"Hiragana", "\u3042\u3044", "\u3042 \u3044"},
@@ -88,7 +88,7 @@ TEST(WordAnalysisTest, TakesCharactersOfUnspacedScriptsOneByOne) {
 }
 
 TEST(WordAnalysisTest, TakesInvalidUtf8AsSeparator) {
-    const Row rows[] = {
+    const Word_row rows[] = {
         {"byte that starts nothing",
          "a\xFF"
          "b",

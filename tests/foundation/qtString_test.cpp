@@ -13,7 +13,7 @@
 
 namespace {
 
-qtString of_byte(int value) {
+qtString text_of_byte(int value) {
     const char byte = static_cast<char>(static_cast<unsigned char>(value));
     return {&byte, 1};
 }
@@ -34,8 +34,8 @@ TEST(qtStringTest, OrdersAllPairsOfBytesAsUnsigned) {
     for (int left = 0; left <= UCHAR_MAX; ++left) {
         for (int right = 0; right <= UCHAR_MAX; ++right) {
             SCOPED_TRACE(std::to_string(left) + " and " + std::to_string(right));
-            const qtString left_text = of_byte(left);
-            const qtString right_text = of_byte(right);
+            const qtString left_text = text_of_byte(left);
+            const qtString right_text = text_of_byte(right);
 
             ASSERT_EQ(sign_of(compare_text(left_text.view(), right_text.view())),
                       sign_of(left - right));
@@ -229,7 +229,7 @@ TEST(qtStringTest, HashesBytesBehindZeroToo) {
 TEST(qtStringTest, ServesAsKeyOfHashSet) {
     std::unordered_set<qtString> set;
     for (int byte = 0; byte <= UCHAR_MAX; ++byte) {
-        set.insert(of_byte(byte));
+        set.insert(text_of_byte(byte));
     }
 
     EXPECT_EQ(set.size(), 256U);

@@ -105,14 +105,15 @@ TEST(traceTest, LeavesPercentSignsOfPlainTexts) {
     EXPECT_THAT(capture.texts(), ElementsAre("100 %s %d"));
 }
 
-struct Length_row {
+struct Trace_length_row {
     std::size_t given;
     std::size_t kept;
 };
 
 TEST(traceTest, CutsFormattedTextsAt1023Bytes) {
-    const Length_row rows[] = {{0, 0}, {1022, 1022}, {1023, 1023}, {1024, 1023}, {5000, 1023}};
-    for (const Length_row& row : rows) {
+    const Trace_length_row rows[] = {
+        {0, 0}, {1022, 1022}, {1023, 1023}, {1024, 1023}, {5000, 1023}};
+    for (const Trace_length_row& row : rows) {
         SCOPED_TRACE(row.given);
         Trace_capture capture;
 

@@ -16,9 +16,6 @@
 
 namespace {
 
-constexpr const char* kAboveOne = "$a(n) > 1";
-constexpr const char* kAboveTwo = "$a(n) > 2";
-
 // root (rules)
 //   topics (statistics)
 //     news (leaf)

@@ -24,10 +24,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kAboveOne = "$a(n) > 1";
-constexpr const char* kAboveTwo = "$a(n) > 2";
-constexpr const char* kAboveThree = "$a(n) > 3";
-
 // root (rules)
 //   topics (statistics)
 //     news (leaf)

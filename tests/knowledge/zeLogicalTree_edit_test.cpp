@@ -27,9 +27,6 @@ using testing::Key;
 using testing::Not;
 using testing::UnorderedElementsAre;
 
-constexpr const char* kAboveOne = "$a(n) > 1";
-constexpr const char* kAboveTwo = "$a(n) > 2";
-
 // Adding.
 
 TEST(zeLogicalTreeAddTest, TheFirstNodeIsTheRoot) {

@@ -13,9 +13,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kAboveOne = "$a(n) > 1";
-constexpr const char* kAboveTwo = "$a(n) > 2";
-
 // root (statistics)
 //   news (leaf)
 //     sport (leaf)

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr const char* kAboveOne = "$a(n) > 1";
-constexpr const char* kAboveTwo = "$a(n) > 2";
 constexpr const char* kMixed = "Mixing rules and statistics on the same level";
 
 // root (rules)

@@ -24,8 +24,8 @@ using testing::ElementsAre;
 
 // root(a, mid(b, c)) and a node outside of it. The next entry of each table makes it grow, so that
 // this allocation is among those refused.
-struct Container {
-    Container() {
+struct Physical_container {
+    Physical_container() {
         root = Inner("root", ZE_STAT);
         mid = Inner("mid", ZE_RULE);
         root->add_child(Leaf("a"));
@@ -125,7 +125,7 @@ struct Container {
 template <class Operation, class Check>
 bool refuse_allocation(unsigned int index, Operation operation, Check check, bool is_done_anew) {
     SCOPED_TRACE("allocation " + std::to_string(index));
-    Container container;
+    Physical_container container;
     const bool has_failed = fails_at(index, [&] { operation(container); });
     if (has_failed) {
         EXPECT_EQ(container.manager.m_objects, container.objects_before);
@@ -152,8 +152,10 @@ void refuse_each_allocation(Operation operation, Check check) {
 
 TEST(zePhysicalTreeAllocationTest, MakeNodeOfALeafLeavesNothing) {
     refuse_each_allocation(
-        [](Container& container) { container.tree.MakeNode(container.fresh, ZE_LEAF, 0, 0.0); },
-        [](Container& container) {
+        [](Physical_container& container) {
+            container.tree.MakeNode(container.fresh, ZE_LEAF, 0, 0.0);
+        },
+        [](Physical_container& container) {
             EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
             container.ExpectNoLeaf(container.fresh);
         });
@@ -161,8 +163,10 @@ TEST(zePhysicalTreeAllocationTest, MakeNodeOfALeafLeavesNothing) {
 
 TEST(zePhysicalTreeAllocationTest, MakeNodeOfASecondLeafLeavesTheFirst) {
     refuse_each_allocation(
-        [](Container& container) { container.tree.MakeNode(term("outside"), ZE_LEAF, 0, 0.0); },
-        [](Container& container) {
+        [](Physical_container& container) {
+            container.tree.MakeNode(term("outside"), ZE_LEAF, 0, 0.0);
+        },
+        [](Physical_container& container) {
             EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
             EXPECT_THAT(container.tree.GetLeafNodes(term("outside")),
                         ElementsAre(container.outside));
@@ -171,8 +175,10 @@ TEST(zePhysicalTreeAllocationTest, MakeNodeOfASecondLeafLeavesTheFirst) {
 
 TEST(zePhysicalTreeAllocationTest, MakeNodeOfAnInnerNodeLeavesNothing) {
     refuse_each_allocation(
-        [](Container& container) { container.tree.MakeNode(container.fresh, ZE_STAT, 0, 0.0); },
-        [](Container& container) {
+        [](Physical_container& container) {
+            container.tree.MakeNode(container.fresh, ZE_STAT, 0, 0.0);
+        },
+        [](Physical_container& container) {
             EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
             container.ExpectNoLeaf(container.fresh);
         });
@@ -180,8 +186,10 @@ TEST(zePhysicalTreeAllocationTest, MakeNodeOfAnInnerNodeLeavesNothing) {
 
 TEST(zePhysicalTreeAllocationTest, AddClassifierLeavesALeaf) {
     refuse_each_allocation(
-        [](Container& container) { container.manager.AddClassifier(container.outside, ZE_STAT); },
-        [](Container& container) {
+        [](Physical_container& container) {
+            container.manager.AddClassifier(container.outside, ZE_STAT);
+        },
+        [](Physical_container& container) {
             EXPECT_EQ(container.outside->m_classifier, nullptr);
             EXPECT_EQ(container.outside->m_classifier_id, 0U);
             EXPECT_EQ(container.outside->m_classifier_type, ZE_LEAF);
@@ -193,8 +201,10 @@ TEST(zePhysicalTreeAllocationTest, AddClassifierLeavesALeaf) {
 // The leaf has its new name then, and neither category's list.
 TEST(zePhysicalTreeAllocationTest, SetNameLeavesTheLeafOutOfBothLists) {
     refuse_each_allocation(
-        [](Container& container) { container.tree.SetName(container.outside, container.fresh); },
-        [](Container& container) {
+        [](Physical_container& container) {
+            container.tree.SetName(container.outside, container.fresh);
+        },
+        [](Physical_container& container) {
             EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
             container.ExpectNoLeaf(term("outside"));
             container.ExpectNoLeaf(container.fresh);
@@ -203,8 +213,8 @@ TEST(zePhysicalTreeAllocationTest, SetNameLeavesTheLeafOutOfBothLists) {
 
 TEST(zePhysicalTreeAllocationTest, ChangeTypeLeavesTheNewLeafOutOfItsList) {
     refuse_each_allocation(
-        [](Container& container) { container.tree.ChangeType(container.mid, ZE_LEAF); },
-        [](Container& container) {
+        [](Physical_container& container) { container.tree.ChangeType(container.mid, ZE_LEAF); },
+        [](Physical_container& container) {
             EXPECT_EQ(container.tree.m_nodes.size(), container.node_count_before);
             container.ExpectNoLeaf(term("mid"));
         });
@@ -212,10 +222,10 @@ TEST(zePhysicalTreeAllocationTest, ChangeTypeLeavesTheNewLeafOutOfItsList) {
 
 TEST(zePhysicalTreeAllocationTest, CopySubTreeLeavesCopiesThatAreLinkedAmongThemselves) {
     refuse_each_allocation(
-        [](Container& container) {
+        [](Physical_container& container) {
             container.tree.CopySubTree(container.root, nullptr, container.mapping);
         },
-        [](Container& container) {
+        [](Physical_container& container) {
             EXPECT_LE(container.mapping.size(), 5U);
             EXPECT_EQ(container.root->m_children.size(), 2U);
             EXPECT_EQ(container.mid->m_children.size(), 2U);

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/messages/typed_pairs.h"
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/failing_new.h"
@@ -20,14 +21,6 @@ namespace {
 using Converter = mlMessageConverter;
 using Texts = std::vector<qtString>;
 using Types = std::map<Concept, Converter::NvpType>;
-
-Converter::NvpType TypeOf(unsigned int number) {
-    return static_cast<Converter::NvpType>(number);
-}
-
-zeMsg::Nvp Pair(std::string_view name, unsigned int type, const qtString& value) {
-    return {term(name), TypeOf(type), value, nullptr};
-}
 
 // One line for each pair: the name, the type, the value.
 std::string Shown(const zeMsg& msg) {

@@ -12,6 +12,7 @@
 
 #include "zandrel/foundation/ml/mlMessageConverter.h"
 
+#include "tests/messages/typed_pairs.h"
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 
@@ -19,20 +20,12 @@ namespace {
 
 using Converter = mlMessageConverter;
 
-Converter::NvpType TypeOf(unsigned int number) {
-    return static_cast<Converter::NvpType>(number);
-}
-
 // A message that holds pairs as a file would give them, in this order.
 zeMsg WithPairs(std::vector<zeMsg::Nvp> pairs) {
     zeMsg msg;
     msg.nvps = std::move(pairs);
     msg.changed = false;
     return msg;
-}
-
-zeMsg::Nvp Pair(std::string_view name, unsigned int type, const qtString& value) {
-    return {term(name), TypeOf(type), value, nullptr};
 }
 
 std::vector<std::string> Names(const zeMsg& msg) {

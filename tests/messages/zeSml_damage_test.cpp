@@ -12,19 +12,19 @@
 
 namespace {
 
-Hio<Generic32> stream_over(SegBuf& record, char mode) {
+Hio<Generic32> bag_stream(SegBuf& record, char mode) {
     return Hio<Generic32>(new HSegment(record, mode));
 }
 
 std::string dumped(const zeSml& bag) {
     SegBuf record;
-    auto io = stream_over(record, 'w');
+    auto io = bag_stream(record, 'w');
     bag.Dump(io);
     return bytes_of(record);
 }
 
-std::string reload(SegBuf& record, unsigned int start) {
-    auto io = stream_over(record, 'r');
+std::string reload_bag(SegBuf& record, unsigned int start) {
+    auto io = bag_stream(record, 'r');
     io.device->Seek(static_cast<int>(start));
     zeSml bag(0.0);
     bag.Load(io);
@@ -50,7 +50,7 @@ TEST(zeSmlDamageTest, LoadRefusesHugeCountsWithoutMemory) {
     for (const unsigned int count : {1362U, 0x01000000U, 0x80000000U, 0xffffffffU}) {
         SCOPED_TRACE(count);
         SegBuf record = record_of_count(count);
-        auto io = stream_over(record, 'r');
+        auto io = bag_stream(record, 'r');
         zeSml bag(0.0);
         const Allocation_meter meter;
 
@@ -64,7 +64,7 @@ TEST(zeSmlDamageTest, LoadRefusesHugeCountsWithoutMemory) {
 TEST(zeSmlDamageTest, LoadAllowsAsManyEntriesAsTheSegmentCanHold) {
     // 1361 entries of 12 bytes fit into the 16340 bytes behind the count, 1362 do not.
     SegBuf record = record_of_count(1361);
-    auto io = stream_over(record, 'r');
+    auto io = bag_stream(record, 'r');
     zeSml bag(0.0);
 
     EXPECT_SEGBUF_ERROR(bag.Load(io), "Locate error in SegBuf");
@@ -73,11 +73,11 @@ TEST(zeSmlDamageTest, LoadAllowsAsManyEntriesAsTheSegmentCanHold) {
 }
 
 TEST(zeSmlDamageTest, SurvivesEveryCut) {
-    expect_cuts_are_safe(from_hex(kTwoWords), reload);
+    expect_cuts_are_safe(from_hex(kTwoWords), reload_bag);
 }
 
 TEST(zeSmlDamageTest, SurvivesEveryChangedByte) {
-    expect_changes_are_safe(from_hex(kTwoWords), reload);
+    expect_changes_are_safe(from_hex(kTwoWords), reload_bag);
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ std::string dumped(const zeSml& bag) {
     return record.Bytes();
 }
 
-zeSml loaded(const std::string& bytes) {
+zeSml loaded_bag(const std::string& bytes) {
     SegBuf buffer = record_of(bytes);
     Hio<Generic32> io(new HSegment(buffer, 'r'));
     zeSml bag(0.0);
@@ -81,11 +81,11 @@ TEST(zeSmlRecordTest, EmptyBagIsTwoNumbersAndCountOfZero) {
         "00 00 00 00");
 
     EXPECT_EQ(dumped(zeSml(0.0)), expected);
-    EXPECT_TRUE(loaded(expected) == zeSml(0.0));
+    EXPECT_TRUE(loaded_bag(expected) == zeSml(0.0));
 }
 
 TEST(zeSmlRecordTest, IsReadBackEqualAndNoLongerNew) {
-    const zeSml bag = loaded(from_hex(kTwoConcepts));
+    const zeSml bag = loaded_bag(from_hex(kTwoConcepts));
 
     EXPECT_TRUE(bag == *make_bag({{"b", 2.0}, {"ab", 1.5}}, 3.0));
     EXPECT_FALSE(bag.m_is_new);
@@ -93,9 +93,9 @@ TEST(zeSmlRecordTest, IsReadBackEqualAndNoLongerNew) {
 
 TEST(zeSmlRecordTest, TakesStoredNumbersAsTheyAre) {
     const zeSml bag =
-        loaded(from_hex("40 59 00 00 00 00 00 00"  // total 100, which no entry has
-                        "bf f0 00 00 00 00 00 00"  // clip value -1
-                        "00 00 00 00"));
+        loaded_bag(from_hex("40 59 00 00 00 00 00 00"  // total 100, which no entry has
+                            "bf f0 00 00 00 00 00 00"  // clip value -1
+                            "00 00 00 00"));
 
     EXPECT_EQ(bag.m_total_weight, 100.0);
     EXPECT_EQ(bag.m_clip_value, -1.0);
@@ -176,7 +176,7 @@ TEST(zeSmlRecordTest, SurvivesRecordCutAnywhere) {
     for (std::size_t size = 0; size < whole.size(); ++size) {
         SCOPED_TRACE(size);
         try {
-            EXPECT_LE(loaded(whole.substr(0, size)).m_concepts.size(), 2U);
+            EXPECT_LE(loaded_bag(whole.substr(0, size)).m_concepts.size(), 2U);
         } catch (const qtxSegBuf& error) {
             EXPECT_EQ(error.message(), qtString("Locate error in SegBuf"));
         }
@@ -190,7 +190,8 @@ TEST(zeSmlRecordTest, SurvivesEveryChangedByte) {
             std::string damaged = whole;
             damaged[position] = static_cast<char>(damaged[position] ^ change);
             try {
-                EXPECT_LE(loaded(damaged).m_concepts.size(), 2000U) << position << ' ' << change;
+                EXPECT_LE(loaded_bag(damaged).m_concepts.size(), 2000U)
+                    << position << ' ' << change;
             } catch (const qtxSegBuf& error) {
                 EXPECT_EQ(error.message(), qtString("Locate error in SegBuf"));
             }

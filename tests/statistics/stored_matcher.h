@@ -26,7 +26,7 @@ constexpr const char* kTable =
 constexpr const char* kStorage = "00 00 00 01";  // 5 id of the storage
 
 // All that zeStat_matcher::Load reads.
-inline std::string whole() {
+inline std::string whole_matcher() {
     return from_hex(kTable) + from_hex(kStorage);
 }
 

@@ -24,17 +24,17 @@
 
 namespace {
 
-constexpr unsigned int kCombinations = 512;
+constexpr unsigned int kLearningCombinations = 512;
 
-struct Combination {
+struct Learning_combination {
     zeDefaults settings;
     bool is_geometric = false;
     std::set<std::string> junk;
 };
 
 // The bits of the number choose the settings; all bounds are small enough to bite.
-Combination combination(unsigned int number) {
-    Combination made;
+Learning_combination learning_combination(unsigned int number) {
+    Learning_combination made;
     made.settings = plain_settings();
     made.settings.learn_speed_scale = (number & 1U) != 0 ? 1 : 0;
     made.settings.clip_value = (number & 2U) != 0 ? 3.0 : 0.0;
@@ -71,7 +71,7 @@ protected:
 
     // Six batches, of which the second and the fifth go on with a run, and a category is forgotten
     // after the third and after the fourth.
-    void Compare(const Combination& made) {
+    void Compare(const Learning_combination& made) {
         g_use_geom_average = made.is_geometric;
         Slow_learner slow(made.settings, made.is_geometric, made.junk);
         Labels labels;
@@ -164,9 +164,9 @@ protected:
 };
 
 TEST_P(zeStatLearningModelTest, AgreesWithTheSlowLearner) {
-    for (unsigned int number = 0; number < kCombinations; ++number) {
+    for (unsigned int number = 0; number < kLearningCombinations; ++number) {
         SCOPED_TRACE(testing::Message() << "seed " << GetParam() << ", combination " << number);
-        Compare(combination(number));
+        Compare(learning_combination(number));
         if (HasFailure()) {
             return;
         }
@@ -175,7 +175,7 @@ TEST_P(zeStatLearningModelTest, AgreesWithTheSlowLearner) {
 
 // The comparison is worth little unless what learning is for happens in it.
 TEST_P(zeStatLearningModelTest, TightBoundsBite) {
-    Compare(combination(1));
+    Compare(learning_combination(1));
 
     EXPECT_GT(m_tally.sub_bulks, 12);
     EXPECT_GT(m_tally.cut_profiles, 4);
@@ -184,7 +184,7 @@ TEST_P(zeStatLearningModelTest, TightBoundsBite) {
 }
 
 TEST_P(zeStatLearningModelTest, ConceptsOfAnyWeightGoByTheDietWithoutAFactor) {
-    Compare(combination(16));
+    Compare(learning_combination(16));
 
     EXPECT_GT(m_tally.dieted, 20);
 }
@@ -244,7 +244,7 @@ Model_state learn_with(const Table_history& history, unsigned int seed, unsigned
     for (int i = 0; history.interns_ahead && i < 2000; ++i) {
         interned.push_back(term("other" + std::to_string(i)));
     }
-    zeDefaults settings = combination(number).settings;
+    zeDefaults settings = learning_combination(number).settings;
     settings.use_likelihood_in_train = true;
     settings.use_likelihood_in_match = true;
     settings.num_slices = 3;
@@ -276,7 +276,7 @@ Model_state learn_with(const Table_history& history, unsigned int seed, unsigned
 
 TEST(zeStatLearningDeterminismTest, SameMessagesGiveTheSameModelWhateverTheTables) {
     for (unsigned int seed = 1; seed <= 3; ++seed) {
-        for (unsigned int number = 0; number < kCombinations; number += 37) {
+        for (unsigned int number = 0; number < kLearningCombinations; number += 37) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", combination " << number);
             const Model_state plain = learn_with({{}, 100, false}, seed, number);
             ASSERT_FALSE(plain.scores.empty());

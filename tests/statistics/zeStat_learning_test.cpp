@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kCategories = 4;
 constexpr std::size_t kBulk = 20;
-constexpr int kMost = 30;
+constexpr int kMostMessages = 30;
 
 // Messages of four words of their category, which has ten, and three of 200 that all share.
 std::vector<Slow_message> sorted_file(std::size_t msgs_per_category, unsigned int seed) {
@@ -61,7 +61,7 @@ protected:
         zeDefaults settings = plain_settings();
         settings.profile_size = 15;
         settings.min_Ps_size = 15;
-        settings.max_Ps_size = kMost;
+        settings.max_Ps_size = kMostMessages;
         settings.min_Rlimit = 5.0;
         settings.average_Rlimit = 20.0;
         settings.max_Rlimit = 40.0;
@@ -79,7 +79,7 @@ protected:
         m_matcher.learn(corpus.view, true);
         for (const auto& profile : m_storage.m_profiles) {
             // No profile selects more than 15, so the upper bound holds for all.
-            EXPECT_LE(profile->m_Ps.size(), static_cast<std::size_t>(kMost));
+            EXPECT_LE(profile->m_Ps.size(), static_cast<std::size_t>(kMostMessages));
         }
     }
 

@@ -19,7 +19,7 @@ namespace {
 using stored_matcher::kHead;
 using stored_matcher::kStorage;
 using stored_matcher::kTable;
-using stored_matcher::whole;
+using stored_matcher::whole_matcher;
 
 // The record of the matcher in a package of its own.
 std::string record_of_matcher(Stored_matcher& model) {
@@ -29,14 +29,14 @@ std::string record_of_matcher(Stored_matcher& model) {
 TEST(zeStatMatcherRecordsTest, HasTheFieldsInTheOrderOfTheRecord) {
     Stored_matcher model;
 
-    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole()));
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
 TEST(zeStatMatcherRecordsTest, WithoutANodeItHasNoReference) {
     Stored_matcher model;
     model.matcher->m_node = nullptr;
 
-    EXPECT_EQ(record_of_matcher(model), "00 00 00 02 00 00 00 00 " + to_hex(whole()));
+    EXPECT_EQ(record_of_matcher(model), "00 00 00 02 00 00 00 00 " + to_hex(whole_matcher()));
 }
 
 TEST(zeStatMatcherRecordsTest, AnEmptyTableIsOneCount) {
@@ -50,14 +50,14 @@ TEST(zeStatMatcherRecordsTest, TheOrderOfTheTableShowsInNoByte) {
     Stored_matcher model;
     model.matcher->m_table.rehash(1000);
 
-    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole()));
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
 TEST(zeStatMatcherRecordsTest, TheAverageTableIsNotStored) {
     Stored_matcher model;
     model.matcher->m_avg_likelihood.fill(0.5);
 
-    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole()));
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
 TEST(zeStatMatcherRecordsTest, TheModelIsAnObjectOfItsOwn) {
@@ -91,10 +91,10 @@ TEST(zeStatMatcherRecordsTest, TheModelIsWrittenInTheFormOfTheFile) {
 TEST(zeStatMatcherRecordsTest, EveryFieldIsReadBack) {
     Stored_matcher reader(Stored_matcher::package_with_model());
 
-    const std::unique_ptr<zeStat_matcher> read = reader.read(whole());
+    const std::unique_ptr<zeStat_matcher> read = reader.read(whole_matcher());
     reader.manager.m_io->m_pack.Open(reader.buffer, 'w');
 
-    EXPECT_EQ(to_hex(dumped(*read)), kHead + to_hex(whole()));
+    EXPECT_EQ(to_hex(dumped(*read)), kHead + to_hex(whole_matcher()));
     EXPECT_EQ(to_hex(dumped(*read->m_storage)), "00 00 00 01 " + to_hex(stored_model::whole()));
     EXPECT_EQ(read->m_storage->m_manager, &reader.manager);
 }
@@ -102,7 +102,7 @@ TEST(zeStatMatcherRecordsTest, EveryFieldIsReadBack) {
 TEST(zeStatMatcherRecordsTest, TheAverageTableIsBuilt) {
     Stored_matcher reader(Stored_matcher::package_with_model());
 
-    const std::unique_ptr<zeStat_matcher> read = reader.read(whole());
+    const std::unique_ptr<zeStat_matcher> read = reader.read(whole_matcher());
 
     // bb is 296 messages old and a 304; with the prior that makes 630.
     EXPECT_EQ(read->m_avg_likelihood[0], (0.5 + 296 * 0.25) / 630);
@@ -117,7 +117,7 @@ TEST(zeStatMatcherRecordsTest, LoadReplacesTheTable) {
     read.m_manager = &reader.manager;
     read.m_node = reader.root;
     read.m_table[term("old")] = {{1.0F, 0}};
-    SegBuf record = record_of(whole());
+    SegBuf record = record_of(whole_matcher());
     Hio<HSegment> io(new HSegment(record, 'r'));
 
     read.Load(io);
@@ -141,7 +141,7 @@ TEST(zeStatMatcherRecordsTest, TheNodeIsHandedToTheModel) {
     tree.m_v1_pending[term("bb")] = {reader.bb, nullptr};
     reader.bb->m_parent = reader.a;
 
-    const std::unique_ptr<zeStat_matcher> read = reader.read(whole());
+    const std::unique_ptr<zeStat_matcher> read = reader.read(whole_matcher());
 
     ASSERT_EQ(read->m_storage->profile_count(), 2);
     EXPECT_EQ(read->m_storage->profile(0).m_node->m_parent, reader.root);
@@ -155,7 +155,7 @@ TEST(zeStatMatcherRecordsTest, AnObjectThatIsNoModelIsRefused) {
     writer.manager.m_io->m_pack.Close();
     Stored_matcher reader(writer.buffer);
 
-    EXPECT_ASSERTS(reader.read(whole()), "m_storage");
+    EXPECT_ASSERTS(reader.read(whole_matcher()), "m_storage");
 }
 
 TEST(zeStatMatcherRecordsTest, AModelThatIsNotThereIsRefused) {

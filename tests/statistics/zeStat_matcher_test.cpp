@@ -23,10 +23,10 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr double kPi = 3.141592653589793;
+constexpr double kPiOfFormula = 3.141592653589793;
 
 double squash(double x) {
-    return std::atan(kPi * x) / kPi + 0.5;
+    return std::atan(kPiOfFormula * x) / kPiOfFormula + 0.5;
 }
 
 // Compiling the table.
@@ -323,8 +323,8 @@ TEST_F(zeStatMatcherTest, SquashesTheScaledAndShiftedAccumulator) {
     const qtPtrLight<zeSml> bag = make_bag({{"x", 3.0}, {"u", 1.0}});
     for (const Row& row : {
              Row{"1.5 - 1.5", -1.5, 0.5},
-             Row{"1 / pi", 1.0 / kPi - 1.5, 0.75},
-             Row{"-1 / pi", -1.0 / kPi - 1.5, 0.25},
+             Row{"1 / pi", 1.0 / kPiOfFormula - 1.5, 0.75},
+             Row{"-1 / pi", -1.0 / kPiOfFormula - 1.5, 0.25},
              Row{"-1", -2.5, 0.09809326195229360},
              Row{"1", -0.5, 0.90190673804770640},
          }) {

@@ -121,25 +121,25 @@ TEST(zeStatStorageDamageTest, ExtremesRaiseOrAreLoadedAndUsed) {
 }
 
 TEST(zeStatMatcherDamageTest, TheWholeRecordIsLoadedAndUsed) {
-    SegBuf record = record_of(stored_matcher::whole());
+    SegBuf record = record_of(stored_matcher::whole_matcher());
 
     EXPECT_GT(reload_matcher(record, 0).size(), stored_model::kIndexAt);
 }
 
 TEST(zeStatMatcherDamageTest, ARecordThatEndsIsNotLoaded) {
-    expect_prefixes_raise(stored_matcher::whole(), reload_matcher);
+    expect_prefixes_raise(stored_matcher::whole_matcher(), reload_matcher);
 }
 
 TEST(zeStatMatcherDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
-    expect_cuts_are_safe(stored_matcher::whole(), reload_matcher);
+    expect_cuts_are_safe(stored_matcher::whole_matcher(), reload_matcher);
 }
 
 TEST(zeStatMatcherDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
-    expect_changes_are_safe(stored_matcher::whole(), reload_matcher);
+    expect_changes_are_safe(stored_matcher::whole_matcher(), reload_matcher);
 }
 
 TEST(zeStatMatcherDamageTest, ExtremesRaiseOrAreLoadedAndUsed) {
-    expect_extremes_are_safe(stored_matcher::whole(), reload_matcher);
+    expect_extremes_are_safe(stored_matcher::whole_matcher(), reload_matcher);
 }
 
 }  // namespace

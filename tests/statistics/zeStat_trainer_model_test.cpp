@@ -19,16 +19,16 @@
 
 namespace {
 
-constexpr unsigned int kCombinations = 64;
+constexpr unsigned int kSettingCombinations = 64;
 
-struct Combination {
+struct Setting_combination {
     zeDefaults settings;
     bool is_positive;
 };
 
 // The bits of the number choose the settings.
-Combination combination(unsigned int number, int profile_size) {
-    Combination made = {plain_settings(), (number & 1U) != 0};
+Setting_combination combination(unsigned int number, int profile_size) {
+    Setting_combination made = {plain_settings(), (number & 1U) != 0};
     made.settings.use_new_ZC = (number & 2U) != 0;
     made.settings.use_normalization = (number & 4U) != 0;
     made.settings.suppress_M = (number & 8U) != 0;
@@ -46,7 +46,7 @@ protected:
     enum class Between { kNothing, kWalksFar, kScaled };
 
     // Trains both and compares them.
-    void Compare(const Combination& made, Between between) {
+    void Compare(const Setting_combination& made, Between between) {
         Slow_trainer slow(made.settings, made.is_positive);
         g_use_positive_method = made.is_positive;
         zeDefaults settings = made.settings;
@@ -134,7 +134,7 @@ protected:
 
 TEST_P(zeStatTrainerModelTest, AgreesWithTheSlowTrainer) {
     for (const int profile_size : {1, 4, 12, 1000}) {
-        for (unsigned int number = 0; number < kCombinations; ++number) {
+        for (unsigned int number = 0; number < kSettingCombinations; ++number) {
             for (const Between between :
                  {Between::kNothing, Between::kWalksFar, Between::kScaled}) {
                 SCOPED_TRACE(testing::Message() << "seed " << GetParam() << ", profile size "

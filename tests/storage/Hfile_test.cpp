@@ -35,8 +35,8 @@ protected:
     F device;
 };
 
-using File_devices = testing::Types<Hfile64, Hfile32>;
-TYPED_TEST_SUITE(HfileTest, File_devices);
+using Hfile_types = testing::Types<Hfile64, Hfile32>;
+TYPED_TEST_SUITE(HfileTest, Hfile_types);
 
 static_assert(!std::is_polymorphic_v<Hfile64>);
 static_assert(std::is_base_of_v<Generic32, Hfile32>);

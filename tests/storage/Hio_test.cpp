@@ -155,8 +155,8 @@ protected:
     SegBuf m_buffer;
 };
 
-using Devices = testing::Types<HSegment, Generic32>;
-TYPED_TEST_SUITE(HioTest, Devices);
+using Memory_and_file = testing::Types<HSegment, Generic32>;
+TYPED_TEST_SUITE(HioTest, Memory_and_file);
 
 TYPED_TEST(HioTest, NumbersArePacked) {
     this->template ExpectForm<unsigned short>(2, "00 02", 9);

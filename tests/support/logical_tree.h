@@ -50,6 +50,11 @@ private:
     std::string m_before;
 };
 
+// Three rules that differ.
+inline constexpr const char* kAboveOne = "$a(n) > 1";
+inline constexpr const char* kAboveTwo = "$a(n) > 2";
+inline constexpr const char* kAboveThree = "$a(n) > 3";
+
 // A node to be added.
 inline zeLogicalNode node_to_add(unsigned int parent, std::string_view category,
                                  const qtString& rule = "", unsigned int type = ZE_LEAF) {
