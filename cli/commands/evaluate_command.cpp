@@ -21,6 +21,18 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kNotes =
+    R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
+is trained for this on the file of --train and not kept.
+
+Examples:
+  zandrel evaluate shop.kc shop.test.tsv
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
+
+See also: zandrel help figures, data, analysis, settings)";
+
 struct Evaluate_words {
     std::string data_file;  // beside a container
     Training_words training;
@@ -135,6 +147,7 @@ void add_evaluate_command(CLI::App& app) {
     add_training_options(*command, words->training);
     add_report_options(*command, *words);
     add_container_arguments(*command, *words);
+    command->footer(kNotes);
     command->callback([words] { print_evaluation(*words); });
 }
 
