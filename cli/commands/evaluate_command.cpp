@@ -84,13 +84,18 @@ void print_evaluation(Evaluate_words& words) {
 }
 
 void add_data_options(CLI::App& command, Evaluation_options& options) {
-    command.add_option("--train", options.train_file, "Data file to learn from")->type_name("FILE");
-    command.add_option("--test", options.test_file, "Data file to classify")->type_name("FILE");
+    command.add_option("--train", options.train_file, "Data file to learn from")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
+    command.add_option("--test", options.test_file, "Data file to classify")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
     command.add_flag("--bootstrap", options.bootstraps,
                      "Start from the titles and keywords of the training data alone");
     CLI::Option* const learn = command
                                    .add_option("--learn", options.learn_file,
                                                "Data file to learn after training, in bulks")
+                                   ->check(error_of_file_name)
                                    ->type_name("FILE");
     command.add_option("--bulk", options.bulk_size, "How many texts a bulk has")
         ->capture_default_str()

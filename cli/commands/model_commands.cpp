@@ -258,6 +258,7 @@ void add_explain(CLI::App& app) {
     command
         .add_option("--category", words->category,
                     "Explain the score of this node instead, such as root/sport")
+        ->check(error_of_path)
         ->type_name("PATH");
     command.add_flag("--json", words->writes_json, "Print a JSON object for each line");
     command.footer(kExplainNotes);

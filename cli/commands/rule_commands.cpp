@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands/analysis_options.h"
+#include "cli/commands/option_checks.h"
 #include "cli/rules/Rule_check.h"
 #include "cli/rules/Rule_explanation.h"
 #include "cli/rules/Rule_value.h"
@@ -126,6 +127,7 @@ void add_rules_eval(CLI::App& rules) {
         ->add_option("--score", words->subject.score,
                      "The score with which the rule's classifier is entered")
         ->capture_default_str()
+        ->check(error_of_score)
         ->type_name("X");
     add_analysis_options(*command, words->analysis, Analysis_kind::kWords);
     command->add_flag("--json", words->writes_json, "Print JSON");
