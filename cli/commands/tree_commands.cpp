@@ -51,6 +51,7 @@ struct Edit_words {
     std::string note1;
     std::string note2;
     bool keeps_concepts = false;
+    bool may_forget = false;
     double seconds_to_wait = 0.0;
 };
 
@@ -97,7 +98,8 @@ void add_attributes(CLI::App& command, Edit_words& words) {
         ->type_name("RULE");
     command
         .add_option("--threshold", words.threshold,
-                    "Least score at which classification goes on below the node")
+                    "Least score at which classification goes on below the node, 0 to 1; a rule "
+                    "node and what is below it: any number")
         ->check(error_of_number)
         ->type_name("X");
     CLI::Option* const score =
@@ -162,6 +164,7 @@ void add_show(CLI::App& tree) {
     CLI::App* const command = tree.add_subcommand("show", "Show the tree, children by name");
     add_file(*command, words->file);
     command->add_option("PATH", words->path, "The node to begin with; none: the root")
+        ->check(error_of_path)
         ->type_name("");
     command->add_option("--depth", words->depth, "How many levels to show below that node")
         ->check(CLI::Range(0, kLongestList).description(""))
@@ -213,12 +216,18 @@ void add_move(CLI::App& tree) {
     command->add_option("NEW_PARENT", words->target, "Path of the node to move it below")
         ->required()
         ->type_name("");
+    command->add_flag("--forget", words->may_forget,
+                      "Move it also if what classifiers have learned of it is lost");
     add_wait_option(*command, words->seconds_to_wait);
-    command->footer(
-        notes("A node below another statistical classifier has to be learned there anew.",
-              "  zandrel tree move shop.kc root/delivery root/parcels"));
+    command->footer(notes(
+        "A statistical classifier forgets what it has learned of a node that leaves it, and the\n"
+        "new one has to learn the node. Such a move is refused, with a list of what would be\n"
+        "forgotten, unless --forget is given.",
+        "  zandrel tree move shop.kc root/delivery root/parcels --forget"));
     command->callback([words] {
-        edit(*words, [&](zeManager& manager) { move_node(manager, words->path, words->target); });
+        edit(*words, [&](zeManager& manager) {
+            move_node(manager, words->path, words->target, words->may_forget);
+        });
     });
 }
 
