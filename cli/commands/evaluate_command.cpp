@@ -21,6 +21,18 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kNotes =
+    R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
+is trained for this on the file of --train and not kept.
+
+Examples:
+  zandrel evaluate shop.kc shop.test.tsv
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
+
+See also: zandrel help figures, data, analysis, settings)";
+
 struct Evaluate_words {
     std::string data_file;  // beside a container
     Training_words training;
@@ -72,13 +84,18 @@ void print_evaluation(Evaluate_words& words) {
 }
 
 void add_data_options(CLI::App& command, Evaluation_options& options) {
-    command.add_option("--train", options.train_file, "Data file to learn from")->type_name("FILE");
-    command.add_option("--test", options.test_file, "Data file to classify")->type_name("FILE");
+    command.add_option("--train", options.train_file, "Data file to learn from")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
+    command.add_option("--test", options.test_file, "Data file to classify")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
     command.add_flag("--bootstrap", options.bootstraps,
                      "Start from the titles and keywords of the training data alone");
     CLI::Option* const learn = command
                                    .add_option("--learn", options.learn_file,
                                                "Data file to learn after training, in bulks")
+                                   ->check(error_of_file_name)
                                    ->type_name("FILE");
     command.add_option("--bulk", options.bulk_size, "How many texts a bulk has")
         ->capture_default_str()
@@ -135,6 +152,7 @@ void add_evaluate_command(CLI::App& app) {
     add_training_options(*command, words->training);
     add_report_options(*command, *words);
     add_container_arguments(*command, *words);
+    command->footer(kNotes);
     command->callback([words] { print_evaluation(*words); });
 }
 

@@ -74,6 +74,11 @@ void add_info(CLI::App& app) {
         app.add_subcommand("info", "Say what a knowledge container is and holds");
     add_file(*command, words->file);
     command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(
+        "Example:\n"
+        "  zandrel info shop.kc\n"
+        "\n"
+        "See also: zandrel help containers");
     command->callback([words] { print_info(*words); });
 }
 
@@ -84,6 +89,14 @@ void add_get(CLI::App& options) {
     add_file(*command, words->file);
     command->add_option("KEY", words->key, "The setting to print; none: all")->type_name("");
     command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(
+        "A value that a classifier has for itself is a comment behind the line.\n"
+        "\n"
+        "Examples:\n"
+        "  zandrel options get shop.kc\n"
+        "  zandrel options get shop.kc ProfileSize\n"
+        "\n"
+        "See also: zandrel help settings");
     command->callback([words] { print_options(*words); });
 }
 
@@ -96,6 +109,13 @@ void add_set(CLI::App& options) {
         ->required()
         ->type_name("");
     add_wait_option(*command, words->seconds_to_wait);
+    command->footer(
+        "Settings that are not named stay as they are.\n"
+        "\n"
+        "Example:\n"
+        "  zandrel options set shop.kc ClipValue=2\n"
+        "\n"
+        "See also: zandrel help settings, editing");
     command->callback([words] { set_options(*words); });
 }
 
@@ -108,6 +128,7 @@ void add_kc_commands(CLI::App& app) {
     options->require_subcommand(1);
     add_get(*options);
     add_set(*options);
+    options->footer("See also: zandrel options get --help, zandrel help settings");
 }
 
 }  // namespace cli

@@ -26,6 +26,48 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kTrainNotes =
+    R"(The labels and texts of all data files are trained together. A file that is not a container is not
+overwritten, and a container is replaced only with --replace. Where --set and --options give no value,
+train chooses some settings of the new container: info lists them.
+
+Examples:
+  zandrel train shop.kc shop.train.tsv
+  zandrel train shop.kc shop.train.tsv --replace
+
+See also: zandrel help containers, data, analysis, settings)";
+
+constexpr const char* kLearnNotes =
+    R"(The texts of all data files are learned as one bulk. The container is replaced as a whole, or stays as
+it was. learn warns if the limits of the container make it forget.
+
+Example:
+  zandrel learn shop.kc new.tsv --add-categories
+
+See also: zandrel help containers, data, analysis, settings)";
+
+constexpr const char* kClassifyNotes =
+    R"(classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
+parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
+`categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root
+down, with / between them and \ in front of a / or \ in a name. Each answer is handed on before the
+next line is waited for.
+
+Examples:
+  zandrel classify shop.kc messages.txt
+  echo "Where is my parcel?" | zandrel classify shop.kc -k 3
+
+See also: zandrel help containers, analysis)";
+
+constexpr const char* kExplainNotes =
+    R"(explain prints each line, and below it what its concepts add to the score: of its best label, or of the
+node of --category.
+
+Example:
+  echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
+
+See also: zandrel help containers, analysis)";
+
 void print(const Training_summary& summary, bool writes_json) {
     print_skipped(summary.skipped, std::cerr);
     if (writes_json) {
@@ -90,6 +132,7 @@ void add_train(CLI::App& app) {
         "Leave out what only learning needs: a smaller file, which can classify alone");
     add_wait_option(*command, words->options.seconds_to_wait);
     add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
+    command->footer(kTrainNotes);
     command->callback([words] { train(*words); });
 }
 
@@ -116,6 +159,7 @@ void add_learn(CLI::App& app) {
     add_analysis_options_of_container(*command, words->analysis);
     add_wait_option(*command, words->options.seconds_to_wait);
     add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
+    command->footer(kLearnNotes);
     command->callback([words] { learn(*words); });
 }
 
@@ -202,6 +246,7 @@ void add_classify(CLI::App& app) {
         ->check(error_of_share)
         ->type_name("T");
     command.add_flag("--jsonl", words->classify.writes_json, "Print a JSON object for each line");
+    command.footer(kClassifyNotes);
     command.callback([words] { classify(*words); });
 }
 
@@ -213,8 +258,10 @@ void add_explain(CLI::App& app) {
     command
         .add_option("--category", words->category,
                     "Explain the score of this node instead, such as root/sport")
+        ->check(error_of_path)
         ->type_name("PATH");
     command.add_flag("--json", words->writes_json, "Print a JSON object for each line");
+    command.footer(kExplainNotes);
     command.callback([words] { explain(*words); });
 }
 

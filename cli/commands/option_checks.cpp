@@ -1,5 +1,7 @@
 #include "cli/commands/option_checks.h"
 
+#include <cmath>
+
 #include <CLI/CLI.hpp>
 
 namespace cli {
@@ -12,6 +14,17 @@ std::string error_of_share(const std::string& text) {
 
 std::string error_of_file_name(const std::string& text) {
     return text.empty() ? "the name of the file is empty" : "";
+}
+
+std::string error_of_path(const std::string& text) {
+    return text.empty() ? "the path is empty" : "";
+}
+
+std::string error_of_score(const std::string& text) {
+    double score = 0.0;
+    const bool is_score =
+        CLI::detail::lexical_cast(text, score) && std::isfinite(score) && score >= 0.0;
+    return is_score ? "" : "'" + text + "' is no number of 0 or more";
 }
 
 void add_wait_option(CLI::App& command, double& seconds) {

@@ -20,6 +20,12 @@ std::string error_of_share(const std::string& text);
 // leave out what was asked for.
 std::string error_of_file_name(const std::string& text);
 
+// Likewise of a path, which would select the root or the best node.
+std::string error_of_path(const std::string& text);
+
+// Refuses what is no number of 0 or more, or not finite: says why, or nothing.
+std::string error_of_score(const std::string& text);
+
 // Adds --wait, for the commands that change a container.
 // BORROWS: `seconds`, which must outlive `command`.
 void add_wait_option(CLI::App& command, double& seconds);

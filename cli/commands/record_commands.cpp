@@ -16,6 +16,22 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kDumpNotes =
+    R"(Record files keep blobs under keys. dump shows header, index, items and holes. The file that train
+writes is none; info describes it.
+
+Example:
+  zandrel dump messages.dat)";
+
+constexpr const char* kCheckNotes =
+    R"(Record files keep blobs under keys. check says whether every block is what the index says. The file that
+train writes is none; info describes it.
+
+Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
+
+Example:
+  zandrel check messages.dat)";
+
 // What both commands are given.
 struct Record_words {
     std::string file;
@@ -65,11 +81,13 @@ CLI::App& add_record_command(CLI::App& app, const char* name, const char* descri
 
 void add_record_commands(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Record_words>();
-    add_record_command(app, "dump", "Show what a record file holds", *words).callback([words] {
-        print_dump(*words);
-    });
-    add_record_command(app, "check", "Say in what condition a record file is", *words)
-        .callback([words, &result] { print_check(*words, result); });
+    CLI::App& dump = add_record_command(app, "dump", "Show what a record file holds", *words);
+    dump.footer(kDumpNotes);
+    dump.callback([words] { print_dump(*words); });
+    CLI::App& check =
+        add_record_command(app, "check", "Say in what condition a record file is", *words);
+    check.footer(kCheckNotes);
+    check.callback([words, &result] { print_check(*words, result); });
 }
 
 }  // namespace cli

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands/analysis_options.h"
+#include "cli/commands/option_checks.h"
 #include "cli/rules/Rule_check.h"
 #include "cli/rules/Rule_explanation.h"
 #include "cli/rules/Rule_value.h"
@@ -16,6 +17,26 @@
 namespace cli {
 
 namespace {
+
+constexpr const char* kCheckNotes =
+    R"(The file has a rule a line. Empty lines and those that begin with # are skipped. Rules are the small
+expressions that pick nodes of a knowledge by hand.
+
+Example:
+  zandrel rules check shop.rules)";
+
+constexpr const char* kExplainNotes =
+    R"(A rule that begins with - follows the argument --.
+
+Example:
+  zandrel rules explain '"parcel" & $size(n) > 5')";
+
+constexpr const char* kEvalNotes =
+    R"(The rule is tried on a message of the pairs given with --set and the words of --text; without --text it
+has no words at all. A rule that begins with - follows the argument --.
+
+Example:
+  zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7)";
 
 void print_check(const std::string& file, bool writes_json, Command_result& result) {
     const Rule_check check = check_rule_file(file, std::cin);
@@ -73,6 +94,7 @@ void add_rules_check(CLI::App& rules, Command_result& result) {
     command->add_option("FILE", words->file, "File with a rule a line; none or -: standard input")
         ->type_name("");
     command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(kCheckNotes);
     command->callback([words, &result] { print_check(words->file, words->writes_json, result); });
 }
 
@@ -87,6 +109,7 @@ void add_rules_explain(CLI::App& rules) {
         "explain", "Show the tokens, the reverse Polish form with types, and the tree of a rule");
     add_rule_option(*command, words->rule);
     command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(kExplainNotes);
     command->callback([words] { print_explanation(words->rule, words->writes_json); });
 }
 
@@ -104,9 +127,11 @@ void add_rules_eval(CLI::App& rules) {
         ->add_option("--score", words->subject.score,
                      "The score with which the rule's classifier is entered")
         ->capture_default_str()
+        ->check(error_of_score)
         ->type_name("X");
     add_analysis_options(*command, words->analysis, Analysis_kind::kWords);
     command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(kEvalNotes);
     command->callback([words] { print_value(*words); });
 }
 
@@ -118,6 +143,7 @@ void add_rule_commands(CLI::App& app, Command_result& result) {
     add_rules_check(*rules, result);
     add_rules_explain(*rules);
     add_rules_eval(*rules);
+    rules->footer("Rules are the small expressions that pick nodes of a knowledge by hand.");
 }
 
 }  // namespace cli

@@ -1,11 +1,27 @@
 #include "cli/commands/training_options.h"
 
+#include <iostream>
+
 #include <CLI/CLI.hpp>
 
 #include "cli/commands/option_checks.h"
 #include "cli/data/Label_groups.h"
 
 namespace cli {
+
+namespace {
+
+void warn_of_unused(const Engine_settings& settings) {
+    const std::vector<std::string> unused = settings.unused_settings();
+    if (unused.empty()) {
+        return;
+    }
+    std::cerr
+        << "zandrel: with UseExtParms=0 the program's choices are used and not these settings: "
+        << CLI::detail::join(unused, ", ") << '\n';
+}
+
+}  // namespace
 
 void add_training_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
@@ -27,6 +43,7 @@ void add_training_options(CLI::App& command, Training_words& words) {
 Model_options model_options(Training_words& words) {
     words.settings.load(words.options_file);
     words.settings.set(words.assignments);
+    warn_of_unused(words.settings);
     Model_options options = {analysis_settings(words.analysis), &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);

@@ -26,6 +26,18 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kTreeNotes =
+    R"(A PATH has the names from the root down, the root's own first, with / between them and \ in front of a
+/ or \ in a name. An edit that is refused leaves the file as it was.
+
+See also: zandrel tree move --help, zandrel help editing)";
+
+// At the end of the help of each command below tree.
+std::string notes(const std::string& text, const std::string& examples) {
+    return text + (text.empty() ? "" : "\n\n") + "Example:\n" + examples +
+           "\n\nSee also: zandrel help editing";
+}
+
 // What the edits are given.
 struct Edit_words {
     std::string file;
@@ -39,6 +51,7 @@ struct Edit_words {
     std::string note1;
     std::string note2;
     bool keeps_concepts = false;
+    bool may_forget = false;
     double seconds_to_wait = 0.0;
 };
 
@@ -85,7 +98,8 @@ void add_attributes(CLI::App& command, Edit_words& words) {
         ->type_name("RULE");
     command
         .add_option("--threshold", words.threshold,
-                    "Least score at which classification goes on below the node")
+                    "Least score at which classification goes on below the node, 0 to 1; a rule "
+                    "node and what is below it: any number")
         ->check(error_of_number)
         ->type_name("X");
     CLI::Option* const score =
@@ -150,11 +164,13 @@ void add_show(CLI::App& tree) {
     CLI::App* const command = tree.add_subcommand("show", "Show the tree, children by name");
     add_file(*command, words->file);
     command->add_option("PATH", words->path, "The node to begin with; none: the root")
+        ->check(error_of_path)
         ->type_name("");
     command->add_option("--depth", words->depth, "How many levels to show below that node")
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(notes("", "  zandrel tree show shop.kc --depth 1"));
     command->callback([words] { print_show(*words); });
 }
 
@@ -166,6 +182,8 @@ void add_add(CLI::App& tree) {
     add_path(*command, words->path);
     add_attributes(*command, *words);
     add_wait_option(*command, words->seconds_to_wait);
+    command->footer(notes("A new node has learned nothing. Without --type it is a leaf.",
+                          "  zandrel tree add shop.kc root/parcels --type stat"));
     command->callback([words, command] {
         const Node_attributes attributes = attributes_of(*command, *words);
         edit(*words, [&](zeManager& manager) { add_node(manager, words->path, attributes); });
@@ -179,6 +197,8 @@ void add_set(CLI::App& tree) {
     add_path(*command, words->path);
     add_attributes(*command, *words);
     add_wait_option(*command, words->seconds_to_wait);
+    command->footer(notes("What is not named stays as it is.",
+                          "  zandrel tree set shop.kc root/parcels --threshold 0.2 --note1 slow"));
     command->callback([words, command] {
         const Node_attributes attributes = attributes_of(*command, *words);
         if (attributes.empty()) {
@@ -196,9 +216,18 @@ void add_move(CLI::App& tree) {
     command->add_option("NEW_PARENT", words->target, "Path of the node to move it below")
         ->required()
         ->type_name("");
+    command->add_flag("--forget", words->may_forget,
+                      "Move it also if what classifiers have learned of it is lost");
     add_wait_option(*command, words->seconds_to_wait);
+    command->footer(notes(
+        "A statistical classifier forgets what it has learned of a node that leaves it, and the\n"
+        "new one has to learn the node. Such a move is refused, with a list of what would be\n"
+        "forgotten, unless --forget is given.",
+        "  zandrel tree move shop.kc root/delivery root/parcels --forget"));
     command->callback([words] {
-        edit(*words, [&](zeManager& manager) { move_node(manager, words->path, words->target); });
+        edit(*words, [&](zeManager& manager) {
+            move_node(manager, words->path, words->target, words->may_forget);
+        });
     });
 }
 
@@ -211,6 +240,7 @@ void add_rename(CLI::App& tree) {
         ->required()
         ->type_name("");
     add_wait_option(*command, words->seconds_to_wait);
+    command->footer(notes("", "  zandrel tree rename shop.kc root/parcels packets"));
     command->callback([words] {
         edit(*words, [&](zeManager& manager) { rename_node(manager, words->path, words->target); });
     });
@@ -224,6 +254,8 @@ void add_delete(CLI::App& tree) {
     command->add_flag("--keep-concepts", words->keeps_concepts,
                       "Leave what its messages brought to the statistics of all concepts");
     add_wait_option(*command, words->seconds_to_wait);
+    command->footer(notes("What is deleted cannot be brought back.",
+                          "  zandrel tree delete shop.kc root/parcels"));
     command->callback([words] {
         edit(*words,
              [&](zeManager& manager) { delete_node(manager, words->path, words->keeps_concepts); });
@@ -242,6 +274,7 @@ void add_tree_commands(CLI::App& app) {
     add_move(*tree);
     add_rename(*tree);
     add_delete(*tree);
+    tree->footer(kTreeNotes);
 }
 
 }  // namespace cli

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "zandrel/classification/zeRule_checker.h"
 #include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -16,6 +19,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
+#include "cli/text/Layout.h"
 
 namespace cli {
 
@@ -23,6 +27,21 @@ namespace {
 
 constexpr unsigned int kRootId = 1;
 constexpr const char* kDefaultRule = "default";
+
+// With the ids of their nodes in the logical tree.
+using Matchers = std::vector<std::pair<unsigned int, zeStat_matcher*>>;
+
+Matchers matchers_of(zeManager& manager) {
+    Matchers matchers;
+    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
+        auto* const matcher = dynamic_cast<zeStat_matcher*>(
+            manager.m_physical_tree->get_classifier(node.physical_node));
+        if (matcher != nullptr) {
+            matchers.emplace_back(id, matcher);
+        }
+    }
+    return matchers;
+}
 
 // The statistical classifiers of a compact container, to be compared before and after an edit. An
 // edit reaches them on many ways: nodes come and go, move, or change their type and take the nodes
@@ -63,12 +82,7 @@ private:
     // By the classifiers' ids.
     std::map<unsigned int, Holding> holdings() const {
         std::map<unsigned int, Holding> found;
-        for (const auto& [id, node] : m_manager.m_logical_tree->nodes) {
-            auto* const matcher = dynamic_cast<zeStat_matcher*>(
-                m_manager.m_physical_tree->get_classifier(node.physical_node));
-            if (matcher == nullptr) {
-                continue;
-            }
+        for (const auto& [id, matcher] : matchers_of(m_manager)) {
             Holding& holding = found[matcher->m_id];
             holding.features = matcher->m_table.size();
             for (const auto& profile : matcher->m_storage->m_profiles) {
@@ -82,6 +96,105 @@ private:
     zeManager& m_manager;
     std::map<unsigned int, Holding> m_before;
 };
+
+// What the statistical classifiers have learned of their categories, to be compared before and
+// after a move: a category can leave more classifiers than the one above it.
+class Forgetting_guard {
+public:
+    explicit Forgetting_guard(zeManager& manager) : m_manager(manager), m_before(lessons()) {}
+
+    // RAISES: Usage_error that names what has been forgotten.
+    void check() const {
+        const std::vector<std::string> forgotten = forgotten_lessons();
+        if (forgotten.empty()) {
+            return;
+        }
+        std::string list;
+        for (std::size_t i = 0; i < std::min(forgotten.size(), kMostNamed); ++i) {
+            list += (i == 0 ? "" : ", ") + forgotten[i];
+        }
+        if (forgotten.size() > kMostNamed) {
+            list += " and " + grouped(forgotten.size() - kMostNamed) + " more";
+        }
+        throw Usage_error("tree move would forget what was learned of " + list +
+                          "; --forget moves it all the same");
+    }
+
+private:
+    static constexpr std::size_t kMostNamed = 5;
+
+    struct Lesson {
+        std::string category;
+        std::string classifier;  // its path
+        int messages = 0;
+        std::size_t concepts = 0;
+    };
+
+    // By the classifiers' ids and the categories.
+    using Lessons = std::map<std::pair<unsigned int, const zeNode*>, Lesson>;
+
+    Lessons lessons() const {
+        Lessons found;
+        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+            const std::string path = shown_path(*m_manager.m_logical_tree, id);
+            for (const auto& profile : matcher->m_storage->m_profiles) {
+                if (profile->m_node == nullptr) {
+                    continue;  // A damaged file has lost it, so it is nobody's.
+                }
+                found[{matcher->m_id, profile->m_node}] = {
+                    shown_name(profile->m_node->m_concept.view()), path, profile->m_num_msgs,
+                    profile->m_Ps.size()};
+            }
+        }
+        return found;
+    }
+
+    // As the message names them, sorted by classifier and category.
+    std::vector<std::string> forgotten_lessons() const {
+        const Lessons after = lessons();
+        std::set<std::pair<std::string, std::string>> forgotten;
+        for (const auto& [key, lesson] : m_before) {
+            const auto now = after.find(key);
+            const bool is_kept = now != after.end() && now->second.messages >= lesson.messages &&
+                                 now->second.concepts >= lesson.concepts;
+            if (!is_kept && (lesson.messages > 0 || lesson.concepts > 0)) {
+                forgotten.emplace(lesson.classifier,
+                                  lesson.category + " (" + text_of(lesson) + ')');
+            }
+        }
+        std::vector<std::string> texts;
+        for (const auto& [classifier, text] : forgotten) {
+            texts.push_back(text);
+        }
+        return texts;
+    }
+
+    static std::string text_of(const Lesson& lesson) {
+        return grouped(static_cast<std::size_t>(lesson.messages)) +
+               (lesson.messages == 1 ? " message at " : " messages at ") + lesson.classifier;
+    }
+
+    zeManager& m_manager;
+    Lessons m_before;
+};
+
+// A rule node compares its threshold with the values of rules, and the scores below a rule node
+// have such values as factors. All other scores are from 0 to 1. `node` is the node as it shall
+// become. RAISES: Usage_error.
+void check_threshold(const zeLogicalTree& tree, const zeLogicalNode& node) {
+    if (node.threshold >= 0.0 && node.threshold <= 1.0) {
+        return;
+    }
+    bool has_values_of_rules = node.type == ZE_RULE || !node.rule.empty();
+    for (unsigned int above = node.parent; above != 0; above = tree.GetNode(above).parent) {
+        has_values_of_rules |= tree.GetNode(above).type == ZE_RULE;
+    }
+    if (!has_values_of_rules) {
+        throw Usage_error("threshold " + qtConvertDoubleToString(node.threshold).str() +
+                          " is not between 0 and 1; only a rule node, or a node below one, can "
+                          "have another number");
+    }
+}
 
 // The tree says only that a rule is wrong; the parser says why.
 void check_rule(const Node_attributes& attributes) {
@@ -130,6 +243,7 @@ void add_node(zeManager& manager, const std::string& path, const Node_attributes
     node.category = Concept::insert_view(place.name);
     node.name = node.category;
     apply(attributes, ZE_LEAF, node);
+    check_threshold(tree, node);
     tree.AddLogicalNode(node);
     guard.check();
 }
@@ -140,6 +254,11 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
     zeLogicalNode node = find_node(tree, path);
     const Compact_guard guard(manager);
     const unsigned char type_before = node.type;
+    if (attributes.threshold) {
+        zeLogicalNode wanted = node;
+        apply(attributes, type_before, wanted);
+        check_threshold(tree, wanted);
+    }
     // The root's classifier is replaced in a way of its own.
     if (node.id == kRootId && attributes.type) {
         tree.ChangeRootType(*attributes.type);
@@ -165,13 +284,18 @@ void rename_node(zeManager& manager, const std::string& path, const std::string&
     }
 }
 
-void move_node(zeManager& manager, const std::string& path, const std::string& new_parent) {
+void move_node(zeManager& manager, const std::string& path, const std::string& new_parent,
+               bool may_forget) {
     zeLogicalTree& tree = *manager.m_logical_tree;
     const unsigned int id = find_node(tree, path).id;
     const unsigned int target = find_node(tree, new_parent).id;
     const Compact_guard guard(manager);
+    const Forgetting_guard lessons(manager);
     tree.MoveLogicalNode(id, target);
     guard.check();
+    if (!may_forget) {
+        lessons.check();
+    }
 }
 
 void delete_node(zeManager& manager, const std::string& path, bool keeps_concepts) {

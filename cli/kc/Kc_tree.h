@@ -31,10 +31,11 @@ struct Node_attributes {
 
 // Each edit takes paths (see Kc_paths.h). After an error the container may be half changed, and is
 // to be thrown away with all that it holds.
-// RAISES: Usage_error for a path that leads nowhere; Data_error "rule: message" for a rule that
-// does not parse; qtxAll for what the tree refuses; Edit_refused for an edit of a compact container
-// that changes the categories of a statistical classifier, which would have to select its features
-// anew from statistics that are not there.
+// RAISES: Usage_error for a path that leads nowhere, and for a threshold outside of 0 to 1 at a
+// node whose scores have no values of rules; Data_error "rule: message" for a rule that does not
+// parse; qtxAll for what the tree refuses; Edit_refused for an edit of a compact container that
+// changes the categories of a statistical classifier, which would have to select its features anew
+// from statistics that are not there.
 
 // Adds a node, by default a leaf without a rule; the last part of the path is its name.
 void add_node(zeManager& manager, const std::string& path, const Node_attributes& attributes);
@@ -43,8 +44,11 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
 // well, unless the container has names beside the categories. A container that has the name of its
 // root goes on having it.
 void rename_node(zeManager& manager, const std::string& path, const std::string& name);
-// Moves a node with all below it.
-void move_node(zeManager& manager, const std::string& path, const std::string& new_parent);
+// Moves a node with all below it. A statistical classifier that they leave forgets what it has
+// learned of them.
+// RAISES: also Usage_error that says what is forgotten, unless `may_forget`.
+void move_node(zeManager& manager, const std::string& path, const std::string& new_parent,
+               bool may_forget);
 // Deletes a node with all below it. With `keeps_concepts` the statistical classifier above goes on
 // counting what the deleted categories brought to its table of all concepts.
 void delete_node(zeManager& manager, const std::string& path, bool keeps_concepts);

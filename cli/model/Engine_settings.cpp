@@ -22,19 +22,34 @@ using Kind = zeOptMap::Kind;
 
 // The map's own switch, which tells the engine to take the map's settings at all.
 constexpr std::string_view kUseMap = "UseExtParms";
-// Each doubles, and more, the memory of every category's histogram.
-constexpr std::string_view kResolution = "LikelihoodHistogramResolution";
 
-// Of an integer outside its range the engine would silently take the nearest end.
+// The integers that mean something. The engine would take others without a word: the nearest end of
+// the field's type, the low byte, or a value that it makes nothing of.
 struct Range {
     std::int64_t least;
     std::int64_t greatest;
 };
 
-template <class Integer>
-constexpr Range range_of() {
-    return {std::numeric_limits<Integer>::min(), std::numeric_limits<Integer>::max()};
-}
+struct Range_of_key {
+    std::string_view key;
+    Range range;
+};
+
+constexpr std::int64_t kIntMax = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kUnsignedMax = std::numeric_limits<std::uint32_t>::max();
+
+// The settings for which 0 has no meaning, or for which the greatest value is less than that of the
+// type. All others are counts, sizes and limits from 0 on.
+constexpr Range_of_key kRanges[] = {
+    {"AverageRlimit", {1, kIntMax}},      // no profile could keep a message
+    {"KeywordsFrequency", {1, kIntMax}},  // bootstrap divides by it
+    // Each step adds the memory of one more histogram for every category.
+    {"LikelihoodHistogramResolution", {1, 1000}},
+    {"MaxRlimit", {1, kIntMax}},
+    {"NumberOfSlices", {1, kIntMax}},
+    {"PLifeExpectancy", {0, 255}},  // one byte
+    {"ProfileSize", {1, kIntMax}},  // a category without features matches nothing
+};
 
 bool is_trainer_switch(std::string_view key) {
     return key == "PositiveMethod" || key == "GeomAverage";
@@ -53,10 +68,12 @@ std::optional<Kind> kind_of(std::string_view key) {
 }
 
 Range range_of(std::string_view key, Kind kind) {
-    if (key == kResolution) {
-        return {1, 1000};
+    for (const Range_of_key& each : kRanges) {
+        if (each.key == key) {
+            return each.range;
+        }
     }
-    return kind == Kind::unsigned_integer ? range_of<std::uint32_t>() : range_of<std::int32_t>();
+    return {0, kind == Kind::unsigned_integer ? kUnsignedMax : kIntMax};
 }
 
 template <class Number>
@@ -80,6 +97,15 @@ std::string integer_problem(std::string_view value, const Range& range) {
     return {};
 }
 
+// Factors and weights.
+std::string real_problem(std::string_view value) {
+    const std::optional<double> number = whole_number<double>(value);
+    if (!number || !std::isfinite(*number)) {
+        return "is not a number";
+    }
+    return *number < 0.0 ? "is below 0" : "";
+}
+
 std::string value_problem(std::string_view key, Kind kind, std::string_view value) {
     if (keeps_setting(value)) {
         return {};
@@ -90,11 +116,11 @@ std::string value_problem(std::string_view key, Kind kind, std::string_view valu
     if (kind == Kind::learn_speed) {
         return value == "sqrt" || value == "linear" ? "" : "is neither sqrt nor linear";
     }
-    if (kind == Kind::real) {
-        const std::optional<double> number = whole_number<double>(value);
-        return number && std::isfinite(*number) ? "" : "is not a number";
+    if (kind == Kind::flag) {
+        const std::optional<std::int64_t> number = whole_number<std::int64_t>(value);
+        return number == 0 || number == 1 ? "" : "is neither 0 nor 1";
     }
-    return integer_problem(value, range_of(key, kind));
+    return kind == Kind::real ? real_problem(value) : integer_problem(value, range_of(key, kind));
 }
 
 // The last line that gives the key, from 1: a later line wins.
@@ -170,15 +196,35 @@ void Engine_settings::set(const std::vector<std::string>& assignments) {
 }
 
 void Engine_settings::apply(qtPtrLight<zeManager>& manager) {
-    if (m_options.options.count(qtString(kUseMap)) == 0) {
+    // Without a value the switch keeps its setting, which is on: the map would read it as 0.
+    if (!has_value(kUseMap)) {
         m_options.Add(qtString(kUseMap), 1);
     }
     m_options.SetKcDefaults(manager, false);
 }
 
-bool Engine_settings::has(const std::string& key) const {
+bool Engine_settings::has(std::string_view key) const {
+    return is_used() && has_value(key);
+}
+
+std::vector<std::string> Engine_settings::unused_settings() const {
+    std::vector<std::string> unused;
+    for (const auto& [key, value] : m_options.options) {
+        const bool is_setting = key.view() != kUseMap && !is_trainer_switch(key.view());
+        if (!is_used() && is_setting && has_value(key.view())) {
+            unused.push_back(key.str());
+        }
+    }
+    return unused;
+}
+
+bool Engine_settings::is_used() const {
+    return !has_value(kUseMap) || m_options.Optional(qtString(kUseMap), 1, nullptr) != 0;
+}
+
+bool Engine_settings::has_value(std::string_view key) const {
     bool is_given = false;
-    m_options.Optional(key, "", &is_given);
+    m_options.Optional(qtString(key), "", &is_given);
     return is_given;
 }
 

@@ -16,11 +16,13 @@ namespace cli {
 // Returns whether this value leaves a setting as it is: an empty one and "leave" do.
 bool keeps_setting(std::string_view value);
 
-// What is wrong with a setting or one of the trainers' switches, in words; empty if nothing is.
+// What is wrong with a setting or one of the trainers' switches, in words that name the setting,
+// its value and the range; empty if nothing is.
 std::string setting_problem(std::string_view key, std::string_view value);
 
 // Named settings from an options file and from `Key=value` words, checked before they reach the
-// engine, which would take a misspelt key for none and a misspelt value for 0.
+// engine, which would take a misspelt key for none, a misspelt value for 0, and a value without a
+// meaning, such as a profile of no features, as it is.
 //
 // The trainers read the test switches "PositiveMethod" and "GeomAverage" from the map that was
 // loaded last when the first of them is made: so the file is loaded before, and this must live to
@@ -37,10 +39,16 @@ public:
     // Gives the settings to the container, which must not be trained yet.
     void apply(qtPtrLight<zeManager>& manager);
 
-    // Whether a value is given for the key.
-    bool has(const std::string& key) const;
+    // Returns whether a value is given for the key and is used: with "UseExtParms=0" none is.
+    bool has(std::string_view key) const;
+    // Returns the settings that are given a value which "UseExtParms=0" switches off, in the order
+    // of their keys. The trainers' switches are not among them, since they act all the same.
+    std::vector<std::string> unused_settings() const;
 
 private:
+    bool is_used() const;
+    bool has_value(std::string_view key) const;
+
     zeOptMap m_options;
 };
 

@@ -86,6 +86,12 @@ TEST(ChosenSettingsTest, ValuesThatKeepTheSettingReplaceNothing) {
               choice(Analysis_kind::kPhrases, 2));
 }
 
+TEST(ChosenSettingsTest, SettingsThatAreSwitchedOffReplaceNothing) {
+    EXPECT_EQ(choice(Analysis_kind::kPhrases, 2,
+                     {"UseExtParms=0", "SuppressM=1", "MaxRlimit=7", "ProfileSize=5"}),
+              choice(Analysis_kind::kPhrases, 2));
+}
+
 TEST(ChosenSettingsTest, OptionsFileOfTheUserReplacesTheChoice) {
     const Options_file file("SuppressM = 1\nMaxRlimit = 7\nProfileSize = 5\n");
     Engine_settings settings;

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "zandrel/knowledge/zeManager.h"
@@ -14,6 +15,8 @@
 namespace cli {
 
 namespace {
+
+using testing::ElementsAre;
 
 // What `set` says of these words; empty if it takes them.
 std::string refusal_of(const std::vector<std::string>& assignments) {
@@ -54,14 +57,21 @@ struct Value_row {
 
 constexpr const char* kNoInteger = "is not an integer";
 constexpr const char* kNoNumber = "is not a number";
-constexpr const char* kOutsideInt = "is not between -2147483648 and 2147483647";
+constexpr const char* kBelow0 = "is below 0";
+constexpr const char* kNoFlag = "is neither 0 nor 1";
+constexpr const char* kOutside0 = "is not between 0 and 2147483647";
+constexpr const char* kOutside1 = "is not between 1 and 2147483647";
+constexpr const char* kOutsideByte = "is not between 0 and 255";
 constexpr const char* kOutsideUnsigned = "is not between 0 and 4294967295";
 
 const Value_row kValueRows[] = {
     {"UseExtParms", "1", nullptr},
-    {"UseExtParms", "yes", kNoInteger},
+    {"UseExtParms", "yes", kNoFlag},
+    {"UseExtParms", "2", kNoFlag},
     {"UseNewZC", "0", nullptr},
-    {"UseNewZC", "true", kNoInteger},
+    {"UseNewZC", "true", kNoFlag},
+    {"UseNewZC", "2", kNoFlag},
+    {"FullPropogation", "-1", kNoFlag},
     {"ProfileSize", "+5", nullptr},
     {"ProfileSize", "+-5", kNoInteger},
     {"ProfileSize", "5x", kNoInteger},
@@ -70,11 +80,36 @@ const Value_row kValueRows[] = {
     {"ProfileSize", "leave", nullptr},
     {"ProfileSize", "Leave", kNoInteger},
     {"ProfileSize", "2147483647", nullptr},
-    {"ProfileSize", "2147483648", kOutsideInt},
-    {"SuppressMThreshold", "-2147483648", nullptr},
-    {"SuppressMThreshold", "-2147483649", kOutsideInt},
+    {"ProfileSize", "2147483648", kOutside1},
+    {"ProfileSize", "1", nullptr},
+    {"ProfileSize", "0", kOutside1},
+    {"ProfileSize", "-4", kOutside1},
+    {"NumberOfSlices", "1", nullptr},
+    {"NumberOfSlices", "0", kOutside1},
+    {"AverageRlimit", "0", kOutside1},
+    {"MaxRlimit", "0", kOutside1},
+    {"KeywordsFrequency", "1", nullptr},
+    {"KeywordsFrequency", "0", kOutside1},
+    {"MinRlimit", "0", nullptr},
+    {"MinRlimit", "-1", kOutside0},
+    {"MinPsSize", "0", nullptr},
+    {"MinPsSize", "-1", kOutside0},
+    {"MaxPsSize", "0", nullptr},
+    {"MaxPsSize", "-1", kOutside0},
+    {"SuppressMThreshold", "0", nullptr},
+    {"SuppressMThreshold", "2147483648", kOutside0},
+    {"SuppressMThreshold", "-1", kOutside0},
+    {"ActivationInside", "0", nullptr},
+    {"ActivationInside", "-1", kOutside0},
+    {"ActivationOutside", "-1", kOutside0},
+    {"ActivationTotal", "-1", kOutside0},
+    {"ClipValue", "0", nullptr},
+    {"ClipValue", "-1", kOutside0},
     {"ClipValue", "2.5", kNoInteger},
-    {"PLifeExpectancy", "263", nullptr},
+    {"PLifeExpectancy", "0", nullptr},
+    {"PLifeExpectancy", "255", nullptr},
+    {"PLifeExpectancy", "256", kOutsideByte},
+    {"PLifeExpectancy", "-1", kOutsideByte},
     {"LikelihoodHistogramResolution", "1", nullptr},
     {"LikelihoodHistogramResolution", "1000", nullptr},
     {"LikelihoodHistogramResolution", "0", "is not between 1 and 1000"},
@@ -94,6 +129,15 @@ const Value_row kValueRows[] = {
     {"DeletePFactor", "inf", kNoNumber},
     {"DeletePFactor", "nan", kNoNumber},
     {"DeletePFactor", "1e999", kNoNumber},
+    {"DeletePFactor", "0", nullptr},
+    {"DeletePFactor", "-0.1", kBelow0},
+    {"KeywordsSmlWeight", "-1", kBelow0},
+    {"TitleSmlWeight", "-1", kBelow0},
+    {"CannedSmlWeight", "-1", kBelow0},
+    {"WeakenSmallCatsFactor", "0", nullptr},
+    {"WeakenSmallCatsFactor", "-1", kBelow0},
+    {"AgeAdjustment", "0", nullptr},
+    {"AgeAdjustment", "-0.5", kBelow0},
     {"LearnSpeedScale", "sqrt", nullptr},
     {"LearnSpeedScale", "linear", nullptr},
     {"LearnSpeedScale", "Linear", "is neither sqrt nor linear"},
@@ -216,6 +260,30 @@ TEST(EngineSettingsTest, IsSwitchedOffByItsOwnSwitch) {
     settings.set({"ProfileSize=7", "UseExtParms=0"});
 
     EXPECT_EQ(container_with(settings)->m_defaults.profile_size, 1000);
+    EXPECT_FALSE(settings.has("ProfileSize")) << "the program chooses";
+    EXPECT_THAT(settings.unused_settings(), ElementsAre("ProfileSize"));
+}
+
+TEST(EngineSettingsTest, SwitchWithoutAValueLeavesTheSettingsOn) {
+    for (const char* const word : {"UseExtParms=", "UseExtParms=leave", "UseExtParms=1"}) {
+        SCOPED_TRACE(word);
+        Engine_settings settings;
+        settings.set({"ProfileSize=7", word});
+
+        EXPECT_EQ(container_with(settings)->m_defaults.profile_size, 7);
+        EXPECT_TRUE(settings.has("ProfileSize"));
+        EXPECT_THAT(settings.unused_settings(), ElementsAre());
+    }
+}
+
+TEST(EngineSettingsTest, UnusedSettingsAreThoseWithAValueFromFileAndWords) {
+    const Options_file file(
+        "UseExtParms = 0\nMinPsSize = 8\nSuppressM = leave\nPositiveMethod = 0\n");
+    Engine_settings settings;
+    settings.load(file.path().str());
+    settings.set({"ClipValue=2", "MaxPsSize="});
+
+    EXPECT_THAT(settings.unused_settings(), ElementsAre("ClipValue", "MinPsSize"));
 }
 
 TEST(EngineSettingsTest, HasWhatIsGivenAValue) {

@@ -54,7 +54,7 @@ const std::map<std::string, std::string> kNewValues = {
     {"LearnSpeedScale", "linear"},
     {"EachCatReserveSize", "4294967295"},
     {"EachCatTrainSize", "3000000000"},
-    {"AgeAdjustment", "-0.5"},
+    {"AgeAdjustment", "0.5"},
     {"ActivateFeedback", "11"},
     {"FullPropogation", "0"},
 };
@@ -191,6 +191,8 @@ TEST(KcOptionsTest, RefusesBadWordsBeforeAnythingIsRead) {
         {"ProfileSice=1", R"(unknown setting "ProfileSice")"},
         {"=1", R"(unknown setting "")"},
         {"ProfileSize=many", R"(bad value for ProfileSize: "many" is not an integer)"},
+        {"ProfileSize=0", R"(bad value for ProfileSize: "0" is not between 1 and 2147483647)"},
+        {"AgeAdjustment=-0.5", R"(bad value for AgeAdjustment: "-0.5" is below 0)"},
         {"UseExtParms=1", "UseExtParms is read from options files and kept in no container"},
         {"GeomAverage=1", "GeomAverage is read from options files and kept in no container"},
     };

@@ -32,6 +32,22 @@ bool is_scored(const zeLogicalNode& node) {
     return (node.attributes & zeNode::NoScore) == 0;
 }
 
+// What an edit raises, by its kind.
+std::string refusal_of_edit(const std::function<void()>& edit) {
+    try {
+        edit();
+    } catch (const Usage_error& error) {
+        return std::string("usage: ") + error.what();
+    } catch (const Data_error& error) {
+        return std::string("data: ") + error.what();
+    } catch (const Edit_refused&) {
+        return "compact";
+    } catch (const qtxAll& error) {
+        return std::string("tree: ") + error.what();
+    }
+    return "none";
+}
+
 TEST(KcTreeTest, AddsAScoredLeafUnlessToldOtherwise) {
     Small_kc kc;
 
@@ -181,11 +197,122 @@ TEST(KcTreeTest, MovesANodeWithAllBelowIt) {
     Small_kc kc;
     add_node(kc.Manager(), "root/news/sport/ball", {});
 
-    move_node(kc.Manager(), "root/news/sport", "root");
+    move_node(kc.Manager(), "root/news/sport", "root", true);
 
     EXPECT_TRUE(kc.Has("root/sport/ball"));
     EXPECT_FALSE(kc.Has("root/news/sport"));
     ExpectSound(kc.Manager());
+}
+
+TEST(KcTreeTest, MoveThatForgetsIsRefusedWithWhatIsForgotten) {
+    const struct {
+        const char* what;
+        const char* path;
+        const char* target;
+        const char* forgotten;
+    } rows[] = {
+        {"a leaf", "root/news/sport", "root", "sport (2 messages at root/news)"},
+        {"a leaf of one message", "root/mail", "root/news", "mail (1 message at root)"},
+        {"a leaf that goes below a leaf", "root/mail", "root/news/sport",
+         "mail (1 message at root)"},
+        {"a classifier, which goes on knowing its own", "root/news", "root/filter/rest",
+         "news (3 messages at root)"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Small_kc kc;
+
+        EXPECT_EQ(refusal_of_edit([&] { move_node(kc.Manager(), row.path, row.target, false); }),
+                  std::string("usage: tree move would forget what was learned of ") +
+                      row.forgotten + "; --forget moves it all the same");
+
+        Small_kc forgetful;
+        EXPECT_EQ(refusal_of_edit([&] { move_node(forgetful.Manager(), row.path, row.target, true); }),
+                  "none");
+        ExpectSound(forgetful.Manager());
+    }
+}
+
+TEST(KcTreeTest, MoveThatForgetsNothingNeedsNoLeave) {
+    Small_kc kc;
+    zeManager& manager = kc.Manager();
+    add_node(manager, "root/art", {});
+    add_node(manager, "root/art/music", {});
+
+    move_node(manager, "root/art/music", "root/mail", false);  // within one classifier
+    move_node(manager, "root/art", "root/news", false);        // has learned nothing
+    add_node(manager, "root/filter/more", with_rule("2"));
+    add_node(manager, "root/filter/more/deep", with_rule("3"));
+    move_node(manager, "root/filter/more/deep", "root/filter", false);  // a rule is learned by none
+    move_node(manager, "root/mail/music", "root/news", false);
+
+    EXPECT_TRUE(kc.Has("root/news/art"));
+    EXPECT_TRUE(kc.Has("root/news/music"));
+    EXPECT_TRUE(kc.Has("root/filter/deep"));
+    EXPECT_EQ(kc.Storage("root").m_num_msgs, 4);
+    ExpectSound(manager);
+}
+
+TEST(KcTreeTest, MoveNamesAFewOfMany) {
+    Small_kc kc;
+    zeManager& manager = kc.Manager();
+    Small_corpus corpus;
+    for (const char* const name : {"a", "b", "c", "d", "e", "f"}) {
+        add_node(manager, std::string("root/mail/") + name, {});
+        corpus.add(MessageBuilder().bag({{name, 1.0}}),
+                   {kc.Node(std::string("root/mail/") + name).physical_node});
+    }
+    kc.Matcher("root").train(corpus.view);
+
+    EXPECT_EQ(refusal_of_edit([&] { move_node(manager, "root/mail", "root/news", false); }),
+              "usage: tree move would forget what was learned of a (1 message at root), b (1 "
+              "message at root), c (1 message at root), d (1 message at root), e (1 message at "
+              "root) and 2 more; --forget moves it all the same")
+        << "f, and mail itself";
+}
+
+TEST(KcTreeTest, ThresholdIsAScoreWhereNoRuleGivesValues) {
+    const auto with_threshold = [](double threshold) {
+        Node_attributes attributes;
+        attributes.threshold = threshold;
+        return attributes;
+    };
+    const auto refusal = [](const char* threshold) {
+        return std::string("usage: threshold ") + threshold +
+               " is not between 0 and 1; only a rule node, or a node below one, can have another "
+               "number";
+    };
+    Small_kc kc;
+    zeManager& manager = kc.Manager();
+
+    const auto add = [&](const char* path, Node_attributes attributes) {
+        return refusal_of_edit([&] { add_node(manager, path, attributes); });
+    };
+    const auto change = [&](const char* path, const Node_attributes& attributes) {
+        return refusal_of_edit([&] { change_node(manager, path, attributes); });
+    };
+
+    EXPECT_EQ(add("root/new", with_threshold(90)), refusal("90"));
+    EXPECT_FALSE(kc.Has("root/new"));
+    EXPECT_EQ(change("root/news", with_threshold(1.5)), refusal("1.5"));
+    EXPECT_EQ(change("root/news/sport", with_threshold(-0.5)), refusal("-0.5"));
+    EXPECT_EQ(kc.Node("root/news").threshold, 0.0);
+    EXPECT_EQ(change("root/news", with_threshold(1)), "none");
+    EXPECT_EQ(change("root/news", with_threshold(0)), "none");
+
+    EXPECT_EQ(change("root/filter", with_threshold(90)), "none");
+    EXPECT_EQ(change("root/filter/spam", with_threshold(-90)), "none");
+    Node_attributes attributes = with_threshold(90);
+    attributes.type = ZE_RULE;
+    EXPECT_EQ(add("root/other", attributes), "none");
+    attributes = with_rule("$size(n)");
+    attributes.threshold = 90.0;
+    EXPECT_EQ(add("root/mail/large", attributes), "none") << "its parent becomes a rule node";
+    attributes.type = ZE_STAT;
+    attributes.rule = "default";
+    EXPECT_EQ(add("root/other/rest", attributes), "none");
+    EXPECT_EQ(add("root/other/rest/deep", with_threshold(90)), "none");
 }
 
 TEST(KcTreeTest, DeletesANodeWithAllBelowIt) {
@@ -211,22 +338,6 @@ TEST(KcTreeTest, KeepsWhatIsDeletedInTheTableOfConceptsIfAsked) {
     EXPECT_FALSE(kc.Has("root/news"));
 }
 
-// What an edit raises, by its kind.
-std::string refusal_of_edit(const std::function<void()>& edit) {
-    try {
-        edit();
-    } catch (const Usage_error& error) {
-        return std::string("usage: ") + error.what();
-    } catch (const Data_error& error) {
-        return std::string("data: ") + error.what();
-    } catch (const Edit_refused&) {
-        return "compact";
-    } catch (const qtxAll& error) {
-        return std::string("tree: ") + error.what();
-    }
-    return "none";
-}
-
 TEST(KcTreeTest, RefusalsChangeNothing) {
     Small_kc kc;
     zeManager& manager = kc.Manager();
@@ -240,7 +351,7 @@ TEST(KcTreeTest, RefusalsChangeNothing) {
         {R"(usage: no node "root/x": "root" has no child "x")",
          [&] { change_node(manager, "root/x", with_type(ZE_STAT)); }},
         {R"(usage: no node "root/x": "root" has no child "x")",
-         [&] { move_node(manager, "root/mail", "root/x"); }},
+         [&] { move_node(manager, "root/mail", "root/x", false); }},
         {R"(usage: no node "root/x": "root" has no child "x")",
          [&] { delete_node(manager, "root/x", false); }},
         {"data: rule: Invalid tokens: 1 , 2",
@@ -262,8 +373,8 @@ TEST(KcTreeTest, RefusalsChangeNothing) {
         {"tree: Invalid new root type", [&] { change_node(manager, "root", with_type(ZE_LEAF)); }},
         {"tree: Cannot delete top node", [&] { delete_node(manager, "root", false); }},
         {"tree: Cannot move the node down",
-         [&] { move_node(manager, "root/news", "root/news/sport"); }},
-        {"tree: Invalid move", [&] { move_node(manager, "root/mail", "root"); }},
+         [&] { move_node(manager, "root/news", "root/news/sport", false); }},
+        {"tree: Invalid move", [&] { move_node(manager, "root/mail", "root", false); }},
         {"tree: Missing category name", [&] { rename_node(manager, "root/mail", ""); }},
     };
 
@@ -288,9 +399,9 @@ TEST(KcTreeTest, CompactContainerKeepsTheCategoriesOfItsStatisticalClassifiers) 
         {"a rule node that goes",
          [](zeManager& manager) { delete_node(manager, "root/filter", false); }},
         {"one that moves up",
-         [](zeManager& manager) { move_node(manager, "root/news/sport", "root"); }},
+         [](zeManager& manager) { move_node(manager, "root/news/sport", "root", true); }},
         {"one that moves down",
-         [](zeManager& manager) { move_node(manager, "root/mail", "root/news"); }},
+         [](zeManager& manager) { move_node(manager, "root/mail", "root/news", true); }},
         {"those that a classifier leaves to the one above",
          [](zeManager& manager) { change_node(manager, "root/news", with_type(ZE_LEAF)); }},
     };
@@ -319,7 +430,7 @@ TEST(KcTreeTest, CompactContainerTakesEditsThatSelectNoFeatures) {
     change_node(manager, "root/filter/spam", with_rule("0"));
     add_node(manager, "root/filter/more", with_rule("2"));
     add_node(manager, "root/filter/more/deep", with_rule("3"));
-    move_node(manager, "root/filter/more/deep", "root/filter");
+    move_node(manager, "root/filter/more/deep", "root/filter", false);
     delete_node(manager, "root/filter/spam", false);
     change_node(manager, "root/mail", with_type(ZE_RULE));
 

@@ -55,6 +55,24 @@ for option in --groups --options; do
     expect 64 train b.kc train.tsv $option '' --replace
     prints err "$option: the name of the file is empty"
 done
+for arguments in '--train= --test train.tsv' '--train train.tsv --test=' \
+    '--train train.tsv --test train.tsv --learn='; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 64 evaluate $arguments
+    [[ -s err ]] || fail "$command: says nothing"
+    is_silent out
+done
+expect 64 evaluate --train train.tsv --test train.tsv --learn ''
+prints err '--learn: the name of the file is empty'
+expect 64 explain a.kc train.tsv --category ''
+prints err '--category: the path is empty'
+for value in 90 -0.1 nan half; do
+    for arguments in 'classify a.kc' 'evaluate a.kc train.tsv'; do
+        # shellcheck disable=SC2086  # The words are the arguments.
+        expect 64 $arguments --threshold $value
+        prints err "--threshold: '$value' is no number from 0 to 1"
+    done
+done
 expect 64 evaluate '' train.tsv
 prints err 'KC: the name of the file is empty'
 cp a.kc before.kc
@@ -69,7 +87,9 @@ cmp -s a.kc before.kc || fail "$command: changed the file"
 holds a.kc b.kc before.kc compact.kc groups.kc stems.kc
 
 # Settings of the engine.
-printf 'ProfileSize = 0  # nothing is kept\n' >small.options
+printf 'ProfileSize = 1  # too few\n' >small.options
+printf 'UseExtParms = 0\nProfileSize = 7\n' >off.options
+printf 'ClipValue = 2\nProfileSize = 0\n' >none.options
 printf '# switches\nPositiveMethod = 1\n' >positive.options
 printf 'ProfileSize = 5\n\nProfileSice = 7\n' >misspelt.options
 printf 'ClipValue = 2.5\n' >fraction.options
@@ -83,6 +103,12 @@ expect 65 train b.kc train.tsv --options misspelt.options --replace
 is err 'misspelt.options:3: unknown setting "ProfileSice"'
 expect 65 train b.kc train.tsv --options fraction.options --replace
 is err 'fraction.options:1: bad value for ClipValue: "2.5" is not an integer'
+expect 65 train b.kc train.tsv --options none.options --replace
+is err 'none.options:2: bad value for ProfileSize: "0" is not between 1 and 2147483647'
+for value in 0 -4; do
+    expect 64 train b.kc train.tsv --set ProfileSize=$value --replace
+    is err "zandrel: --set: bad value for ProfileSize: \"$value\" is not between 1 and 2147483647"
+done
 printf '\x1b[1m = 7\n' >control.options
 expect 65 train b.kc train.tsv --options control.options --replace
 is err 'control.options:1: unknown setting "\x1B[1m"'
@@ -94,6 +120,23 @@ expect 64 train b.kc train.tsv --set MinPsSize=many --replace
 prints err 'bad value for MinPsSize: "many" is not an integer'
 expect 64 train b.kc train.tsv --set PositiveMethod=1 --replace
 prints err 'from an options file alone'
+
+# Settings that are switched off are named, and replace none of the program's choices.
+expect 0 train b.kc train.tsv --replace
+expect 0 info b.kc
+choices=$(grep "program's choices" out)
+[[ $choices == *ProfileSize=10000* ]] || fail "$command: no choices"
+off="zandrel: with UseExtParms=0 the program's choices are used and not these settings:"
+expect 0 train b.kc train.tsv --options off.options --set ClipValue=2 --replace
+is err "$off ClipValue, ProfileSize"
+expect 0 info b.kc
+[[ $(grep "program's choices" out) == "$choices" ]] || fail "$command: dropped choices"
+expect 0 options get b.kc ProfileSize
+is out 'ProfileSize=10000'
+expect 0 evaluate --train train.tsv --test train.tsv --set UseExtParms=0 --set SuppressM=1
+is err "$off SuppressM"
+expect 0 train b.kc train.tsv --set UseExtParms=0 --replace
+is_silent err
 
 # Permissions and links stay.
 chmod 600 b.kc

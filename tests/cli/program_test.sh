@@ -167,7 +167,8 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'evaluate --train train.tsv --test test.tsv --threshold half' \
     'evaluate --train train.tsv --test test.tsv --explain' \
     'rules' 'rules fly' 'rules explain' 'rules explain 1 2' 'rules eval' 'rules check a b' \
-    'rules eval 1 --score half' 'rules eval 1 --set' 'rules eval 1 --set =7' \
+    'rules eval 1 --score half' 'rules eval 1 --score nan' 'rules eval 1 --score inf' \
+    'rules eval 1 --score -1' 'rules eval 1 --set' 'rules eval 1 --set =7' \
     'rules eval 1 --analysis magic' 'rules eval 1 --stem english --analysis whitespace'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 64 $arguments

@@ -76,12 +76,8 @@ expect 0 tree show whole.kc --depth 1
 is out $'root [stat] NoScore\n  food [leaf] messages=1\n  world [stat] NoScore messages=3 children=2'
 expect 64 tree show whole.kc --depth -1
 prints err '--depth: Value -1 not in range 0 to 1000000'
-for arguments in 'sho' 'tree sho' 'tree add whole.kc -sho'; do
-    # shellcheck disable=SC2086  # The words are the arguments.
-    expect 64 $arguments
-    prints err 'was not expected: '
-    prints err sho
-done
+expect 64 tree add whole.kc -sho
+prints err 'was not expected: -sho'
 expect 0 tree show whole.kc --json root/food
 is out '{
   "name": "food",
@@ -119,7 +115,10 @@ prints out '"note2": "second\nline",'
 changes tree rename a.kc 'root/filter/a\/b' $'c\nd/e'
 shows a.kc root/filter 'filter [rule] messages=0' '  c\x0Ad\/e [leaf] NoScore threshold=-0.5 rule=1' \
     '  rest [leaf] NoScore rule=default'
-changes tree move a.kc root/food root/world
+keep_inode a.kc
+refuses 64 a.kc 'zandrel: tree move would forget what was learned of food (1 message at root);'\
+' --forget moves it all the same' tree move a.kc root/food root/world
+changes tree move a.kc root/food root/world --forget
 changes tree delete a.kc root/filter
 changes tree delete a.kc root/world/sport --keep-concepts
 changes tree rename a.kc root shop
@@ -144,6 +143,11 @@ refuses 64 b.kc 'zandrel: "root" is the root: a new node stands below another' t
 refuses 64 b.kc 'zandrel: no node "root/x": "root" has no child "x"' tree move b.kc root/food root/x
 refuses 64 b.kc 'zandrel: no node "root/x": "root" has no child "x"' tree show b.kc root/x
 refuses 64 b.kc 'zandrel: tree set: nothing to set' tree set b.kc root/food
+for arguments in 'set b.kc root/food' 'add b.kc root/x' 'add b.kc root/world/x --type stat'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    refuses 64 b.kc 'zandrel: threshold 90 is not between 0 and 1; only a rule node, or a node below'\
+' one, can have another number' tree $arguments --threshold 90
+done
 refuses 65 b.kc 'b.kc: Cannot delete top node' tree delete b.kc root
 refuses 65 b.kc 'b.kc: Cannot move the node down' tree move b.kc root/world root/world/sport
 refuses 65 b.kc 'b.kc: Invalid move' tree move b.kc root/food root
@@ -165,6 +169,8 @@ refuses 65 compact.kc "$compact category of a statistical classifier can come or
     tree delete compact.kc root/food
 refuses 65 compact.kc "$compact category of a statistical classifier can come or go" \
     tree add compact.kc root/world/more
+refuses 65 compact.kc "$compact category of a statistical classifier can come or go" \
+    tree move compact.kc root/food root/world --forget
 refuses 65 compact.kc "$compact likelihood table can be made anew" \
     options set compact.kc LikelihoodHistogramResolution=2
 changes tree rename compact.kc root/world/money cash
@@ -198,6 +204,8 @@ is out 'MaxRlimit=50  # 3000 at root, 3000 at root/world'
 keep_inode c.kc
 refuses 64 c.kc 'zandrel: unknown setting "ProfileSice"' options set c.kc ClipValue=1 ProfileSice=7
 refuses 64 c.kc 'zandrel: bad value for ClipValue: "2.5" is not an integer' options set c.kc ClipValue=2.5
+refuses 64 c.kc 'zandrel: bad value for ProfileSize: "0" is not between 1 and 2147483647' \
+    options set c.kc ClipValue=1 ProfileSize=0
 refuses 64 c.kc 'zandrel: ClipValue: no "=" between key and value' options set c.kc ClipValue
 refuses 64 c.kc 'zandrel: UseExtParms is read from options files and kept in no container' \
     options set c.kc UseExtParms=1
@@ -238,7 +246,7 @@ done
 
 # What the command line itself refuses.
 for arguments in 'info' 'info a b' 'tree' 'tree fly' 'tree show' 'tree show a.kc shop --depth -1' \
-    'tree show a.kc shop --depth all' 'tree add a.kc' 'tree add a.kc shop/x --type magic' \
+    'tree show a.kc shop --depth all' 'tree move a.kc shop/x --forget' 'tree add a.kc' 'tree add a.kc shop/x --type magic' \
     'tree add a.kc shop/x --threshold high' 'tree add a.kc shop/x --threshold nan' \
     'tree add a.kc shop/x --threshold inf' 'tree add a.kc shop/x --score --no-score' \
     'tree add a.kc shop/x --rule' 'tree move a.kc shop/x' 'tree rename a.kc shop/x' \

@@ -1,0 +1,18 @@
+// The command help: the help of each command, and pages on topics.
+#ifndef ZANDREL_CLI_COMMANDS_HELP_COMMAND_H_
+#define ZANDREL_CLI_COMMANDS_HELP_COMMAND_H_
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// Adds the command, and to the program's own help the list of topics. To be called after the other
+// commands have been added, since a command inherits the end of the program's help.
+// BORROWS: `app`.
+void add_help_command(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_HELP_COMMAND_H_

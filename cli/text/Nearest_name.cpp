@@ -1,0 +1,74 @@
+#include "cli/text/Nearest_name.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+namespace cli {
+
+namespace {
+
+// No name is longer. A longer word is compared by its first letters, since a word of the command
+// line may have megabytes.
+constexpr std::size_t kLongestWord = 64;
+
+// Letters of ASCII in small: the names have no others.
+std::string in_small_letters(std::string_view text) {
+    std::string small(text);
+    for (char& letter : small) {
+        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    }
+    return small;
+}
+
+std::size_t distance_of_name(const std::string& word, const std::string& name) {
+    return name.size() > word.size() && name.starts_with(word) ? 1 : spelling_distance(word, name);
+}
+
+}  // namespace
+
+// Goes through the table of the distances between all beginnings of both words, of which three rows
+// are needed at a time.
+std::size_t spelling_distance(std::string_view left, std::string_view right) {
+    std::vector<std::size_t> two_above;
+    std::vector<std::size_t> above;
+    std::vector<std::size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= left.size(); ++i) {
+        two_above = std::move(above);
+        above = row;
+        row[0] = i;
+        for (std::size_t j = 1; j <= right.size(); ++j) {
+            const std::size_t replaced = above[j - 1] + (left[i - 1] == right[j - 1] ? 0 : 1);
+            row[j] = std::min({replaced, above[j] + 1, row[j - 1] + 1});
+            if (i > 1 && j > 1 && left[i - 1] == right[j - 2] && left[i - 2] == right[j - 1]) {
+                row[j] = std::min(row[j], two_above[j - 2] + 1);
+            }
+        }
+    }
+    return row.back();
+}
+
+std::string nearest_name(std::string_view word, const std::vector<std::string>& names) {
+    const std::string small = in_small_letters(word.substr(0, kLongestWord));
+    std::string nearest;
+    std::size_t limit = 1 + small.size() / 4;
+    for (const std::string& name : names) {
+        const std::size_t distance = distance_of_name(small, in_small_letters(name));
+        // A word of which every letter would change has nothing in common with the name.
+        if (distance < small.size() &&
+            (distance < limit || (nearest.empty() && distance == limit))) {
+            nearest = name;
+            limit = distance;
+        }
+    }
+    return nearest;
+}
+
+std::string nearest_name_question(std::string_view word, const std::vector<std::string>& names,
+                                  std::string_view before) {
+    const std::string nearest = nearest_name(word, names);
+    return nearest.empty() ? "" : "; did you mean \"" + std::string(before) + nearest + "\"?";
+}
+
+}  // namespace cli
