@@ -27,6 +27,14 @@
 
 namespace {
 
+// The parser's header has objects that allocate before main(). This one is initialised earlier: the
+// priorities below 101 are the compiler's.
+struct Early_preparation {
+    Early_preparation() noexcept { cli::prepare_for_lack_of_memory(); }
+};
+
+[[gnu::init_priority(101)]] const Early_preparation kEarlyPreparation;
+
 constexpr const char* kFooter = R"(
 A knowledge container (KC) is the file of a trained model. train makes one, learn takes further texts
 in as one bulk; both replace the file as a whole or leave it as it was. train does not overwrite a
