@@ -24,6 +24,7 @@
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/ending_signals.h"
+#include "cli/text/Shown_text.h"
 
 namespace {
 
@@ -144,14 +145,24 @@ std::string version_text() {
     return std::string("zandrel ") + text.data();
 }
 
+// Shows values of the command line as other messages do.
+std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
+    constexpr std::size_t kLongest = 2 * cli::kLongestValue;
+    const CLI::Error shown(error.get_name(),
+                           cli::shortened(cli::shown_text(error.what()), kLongest),
+                           error.get_exit_code());
+    return CLI::FailureMessage::simple(app, shown);
+}
+
 int run(int argc, char** argv) {
     cli::Command_result result;  // outlives the commands
     CLI::App app("Zandrel, a text classification engine", "zandrel");
     app.set_version_flag("--version", version_text());
     app.footer(kFooter);
+    app.failure_message(parse_failure);
     app.require_subcommand(1);
     cli::add_evaluate_command(app);
-    cli::add_model_commands(app);
+    cli::add_model_commands(app, result);
     cli::add_rule_commands(app, result);
     cli::add_record_commands(app, result);
     cli::add_kc_commands(app);
@@ -170,7 +181,7 @@ int run(int argc, char** argv) {
 }
 
 int fail(const std::exception& error, int status) {
-    std::cerr << error.what() << '\n';
+    std::cerr << cli::shown_message(error.what()) << '\n';
     return status;
 }
 
