@@ -147,9 +147,7 @@ std::string version_text() {
 
 // Shows values of the command line as other messages do.
 std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
-    constexpr std::size_t kLongest = 2 * cli::kLongestValue;
-    const CLI::Error shown(error.get_name(),
-                           cli::shortened(cli::shown_text(error.what()), kLongest),
+    const CLI::Error shown(error.get_name(), cli::shown_complaint(error.what()),
                            error.get_exit_code());
     return CLI::FailureMessage::simple(app, shown);
 }

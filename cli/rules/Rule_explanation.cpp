@@ -76,7 +76,7 @@ Rule_explanation explain_rule(const std::string& rule) {
     try {
         return explain_passes(rule);
     } catch (const qtX<RuleParser>& error) {
-        throw Data_error("rule", error.what());
+        throw Data_error("rule", shown_complaint(error.what()));
     }
 }
 

@@ -21,7 +21,7 @@ Rule_checker parsed(const std::string& rule) {
     try {
         return Rule_checker(rule);
     } catch (const qtX<RuleParser>& error) {
-        throw Data_error("rule", error.what());
+        throw Data_error("rule", shown_complaint(error.what()));
     }
 }
 

@@ -98,6 +98,10 @@ std::string shown_file(std::string_view name) {
     return shortened(shown_text(name), kLongestFileName);
 }
 
+std::string shown_complaint(std::string_view text) {
+    return shortened(shown_text(text), 2 * kLongestValue);
+}
+
 std::string shown_message(std::string_view text) {
     return shortened(shown_text(text), kLongestMessage);
 }

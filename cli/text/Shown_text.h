@@ -30,6 +30,8 @@ std::string shortened(std::string_view text, std::size_t longest);
 // of a file.
 std::string shown_value(std::string_view text);
 std::string shown_file(std::string_view name);
+// The same for what a parser says of its input, which may quote a value in a sentence.
+std::string shown_complaint(std::string_view text);
 // The same for a whole message, some values of which may come from the library.
 std::string shown_message(std::string_view text);
 

@@ -113,7 +113,8 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
         model.add_label(label);
     } catch (const qtX<zeLogicalTree>& error) {
         throw Data_error(file.path, line,
-                         "label \"" + shown_value(label) + "\" cannot be added: " + error.what());
+                         "label \"" + shown_value(label) +
+                             "\" cannot be added: " + shown_complaint(error.what()));
     }
 }
 

@@ -80,6 +80,13 @@ TEST(ShownTextTest, ValuesAreShortenedSoonerThanFileNames) {
     EXPECT_EQ(shown_file(name + "f"), name.substr(0, 2048) + "\u2026" + name.substr(0, 2047));
 }
 
+TEST(ShownTextTest, ComplaintsAndMessagesHaveALimit) {
+    EXPECT_EQ(shown_complaint("bad\n'" + std::string(500, 'v') + "'"),
+              "bad\\x0A'" + std::string(192, 'v') + "\u2026" + std::string(198, 'v') + "'");
+    EXPECT_EQ(shown_message(std::string(kLongestMessage, 'v') + "w"),
+              std::string(3000, 'v') + "\u2026" + std::string(2998, 'v') + "w");
+}
+
 TEST(ShownTextTest, PutsABackslashBeforeWhatIsToBeEscaped) {
     EXPECT_EQ(shown_text("a/b\\c\n/", "/\\"), "a\\/b\\\\c\\x0A\\/");
 }

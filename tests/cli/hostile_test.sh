@@ -157,6 +157,12 @@ done <<'END'
 64 classify shop.kc --max-line VALUE
 64 train x.kc train.tsv --set VALUE
 65 learn shop.kc value.tsv
+65 rules eval "VALUE
+65 rules explain "VALUE
+65 tree add shop.kc root/new --rule "VALUE
 END
+printf '"%s\n' "$value" >value.rules
+expect 65 rules check value.rules
+(($(wc -c <err) < 800)) || fail "$command: the message is long"
 
 ((failures == 0))
