@@ -8,6 +8,8 @@
 #include <string>
 #include <system_error>
 
+#include "cli/text/Shown_text.h"
+
 namespace cli {
 
 // The numbers are those of sysexits.h, so that scripts can tell whose fault it was.
@@ -34,17 +36,17 @@ public:
 class Data_error : public std::runtime_error {
 public:
     Data_error(const std::string& file, std::size_t line, const std::string& message)
-        : std::runtime_error(file + ":" + std::to_string(line) + ": " + message) {}
+        : std::runtime_error(shown_file(file) + ":" + std::to_string(line) + ": " + message) {}
 
     Data_error(const std::string& file, const std::string& message)
-        : std::runtime_error(file + ": " + message) {}
+        : std::runtime_error(shown_file(file) + ": " + message) {}
 };
 
 // A file that cannot be opened or read.
 class Input_error : public std::runtime_error {
 public:
     Input_error(const std::string& file, const std::string& reason)
-        : std::runtime_error("cannot read " + file + ": " + reason) {}
+        : std::runtime_error("cannot read " + shown_file(file) + ": " + reason) {}
 };
 
 // A file that cannot be written. The old file is still there, unless a change has been noted
@@ -52,7 +54,7 @@ public:
 class Output_error : public std::runtime_error {
 public:
     Output_error(const std::string& file, const std::string& reason)
-        : std::runtime_error("cannot write " + file + ": " + reason) {}
+        : std::runtime_error("cannot write " + shown_file(file) + ": " + reason) {}
 };
 
 // What `errno` says of the last call of the system, which may have left it at 0.

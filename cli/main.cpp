@@ -25,8 +25,17 @@
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/ending_signals.h"
+#include "cli/text/Shown_text.h"
 
 namespace {
+
+// The parser's header has objects that allocate before main(). This one is initialised earlier: the
+// priorities below 101 are the compiler's.
+struct Early_preparation {
+    Early_preparation() noexcept { cli::prepare_for_lack_of_memory(); }
+};
+
+[[gnu::init_priority(101)]] const Early_preparation kEarlyPreparation;
 
 std::string version_text() {
     std::array<char, kZandrelVersionTextSize> text = {};
@@ -34,13 +43,21 @@ std::string version_text() {
     return std::string("zandrel ") + text.data();
 }
 
+// Shows values of the command line as other messages do.
+std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
+    const CLI::Error shown(error.get_name(), cli::shown_complaint(error.what()),
+                           error.get_exit_code());
+    return CLI::FailureMessage::simple(app, shown);
+}
+
 int run(int argc, char** argv) {
     cli::Command_result result;  // outlives the commands
     CLI::App app("Zandrel, a text classification engine", "zandrel");
     app.set_version_flag("--version", version_text());
+    app.failure_message(parse_failure);
     app.require_subcommand(1);
     cli::add_evaluate_command(app);
-    cli::add_model_commands(app);
+    cli::add_model_commands(app, result);
     cli::add_rule_commands(app, result);
     cli::add_record_commands(app, result);
     cli::add_kc_commands(app);
@@ -55,7 +72,7 @@ int run(int argc, char** argv) {
 }
 
 int fail(const std::exception& error, int status) {
-    std::cerr << error.what() << '\n';
+    std::cerr << cli::shown_message(error.what()) << '\n';
     return status;
 }
 

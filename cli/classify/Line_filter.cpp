@@ -5,8 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/classify/Line_reader.h"
 #include "cli/data/Data_lines.h"
+#include "cli/data/Line_reader.h"
 #include "cli/errors.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Text_model.h"
@@ -19,15 +19,27 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// Calls `answer` with each line, empty ones too.
-template <class Answer>
-void answer_lines(const Line_input& input, std::ostream& out, const Answer& answer) {
-    Line_reader reader(input.stream, [&out] { out.flush(); });
+// Calls `answer` with each line, empty ones too, but for a line that is too long `answer_error`
+// with the message.
+template <class Answer, class Answer_error>
+void answer_lines(const Line_input& input, std::ostream& out, const Answer& answer,
+                  const Answer_error& answer_error) {
+    Line_reader reader(
+        input.stream, [&out] { out.flush(); }, input.longest_line);
     std::string_view line;
     errno = 0;
-    for (bool is_first = true; out.good() && reader.next(line); is_first = false) {
+    for (std::size_t number = 1; out.good() && reader.next(line); ++number) {
+        if (reader.is_too_long()) {
+            const std::string message =
+                too_long_line(input.name, number, input.longest_line).what();
+            answer_error(message);
+            if (input.refuse) {
+                input.refuse(message);
+            }
+            continue;
+        }
         line = without_carriage_return(line);
-        answer(is_first ? without_byte_order_mark(line) : line);
+        answer(number == 1 ? without_byte_order_mark(line) : line);
     }
     if (input.stream.bad()) {
         throw Input_error(input.name, reason_of_failure());
@@ -62,6 +74,16 @@ void print_ranking_json(const Ranking& ranking, const Text_model& model, std::os
     print_json({{"categories", categories}}, Json_form::kOneLine, out);
 }
 
+// Answers a line that is too long.
+void print_error(const std::string& message, const char* text, bool writes_json,
+                 std::ostream& out) {
+    if (writes_json) {
+        print_json({{"error", message}}, Json_form::kOneLine, out);
+    } else {
+        out << text << '\n';
+    }
+}
+
 // REQUIRES: best first.
 void drop_below(double threshold, Ranking& ranking) {
     while (!ranking.empty() && ranking.back().score < threshold) {
@@ -73,28 +95,36 @@ void drop_below(double threshold, Ranking& ranking) {
 
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out) {
-    answer_lines(input, out, [&](std::string_view text) {
-        Ranking ranking = model.rank(text, options.wanted_labels);
-        drop_below(options.threshold, ranking);
-        if (options.writes_json) {
-            print_ranking_json(ranking, model, out);
-        } else {
-            print_ranking(ranking, out);
-        }
-    });
+    answer_lines(
+        input, out,
+        [&](std::string_view text) {
+            Ranking ranking = model.rank(text, options.wanted_labels);
+            drop_below(options.threshold, ranking);
+            if (options.writes_json) {
+                print_ranking_json(ranking, model, out);
+            } else {
+                print_ranking(ranking, out);
+            }
+        },
+        [&](const std::string& message) { print_error(message, "", options.writes_json, out); });
 }
 
 void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
                    std::ostream& out) {
-    answer_lines(input, out, [&](std::string_view text) {
-        const Explanation explanation =
-            node == nullptr ? model.explain(text) : model.explain(text, node);
-        if (writes_json) {
-            print_json(explanation_json(explanation), Json_form::kOneLine, out);
-        } else {
-            print_explanation(explanation, out);
-        }
-    });
+    answer_lines(
+        input, out,
+        [&](std::string_view text) {
+            const Explanation explanation =
+                node == nullptr ? model.explain(text) : model.explain(text, node);
+            if (writes_json) {
+                print_json(explanation_json(explanation), Json_form::kOneLine, out);
+            } else {
+                print_explanation(explanation, out);
+            }
+        },
+        [&](const std::string& message) {
+            print_error(message, "  (line is too long)", writes_json, out);
+        });
 }
 
 }  // namespace cli

@@ -2,9 +2,13 @@
 #ifndef ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_
 #define ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_
 
+#include <cstddef>
+#include <functional>
 #include <istream>
 #include <ostream>
 #include <string>
+
+#include "cli/data/Line_reader.h"
 
 struct zeNode;
 
@@ -16,7 +20,10 @@ class Text_model;
 // mark at the start is no part of the first.
 struct Line_input {
     std::istream& stream;
-    std::string name;  // for messages
+    std::string name;                         // for messages
+    std::size_t longest_line = kLongestLine;  // in bytes; a longer one is skipped and refused
+    // Takes the message about a line that is too long, when that line is met. May be empty.
+    std::function<void(const std::string& message)> refuse = {};
 };
 
 struct Classify_options {
@@ -27,8 +34,9 @@ struct Classify_options {
 
 // Writes exactly one line for each line of the input, in their order: the labels with their scores,
 // best first, all parted by tabs. Control characters of a label, which could be taken for the end
-// of it, are blanks there. The line is empty where there is no result. As JSON it is an object of
-// `categories`, a list of objects of `category`, `path` and `score`.
+// of it, are blanks there. The line is empty where there is no result, and where the line of the
+// input is too long. As JSON it is an object of `categories`, a list of objects of `category`,
+// `path` and `score`; for a line that is too long it is an object of `error`, the message.
 //
 // Each line is handed on before the next one is waited for. What reads the output may so be what
 // writes the input.
@@ -37,7 +45,8 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
                     std::ostream& out);
 
 // Writes an explanation for each line of the input: of its best label, or of `node` if that is not
-// null; as JSON one object a line.
+// null; as JSON one object a line. A line that is too long has the text "(line is too long)" in
+// place of its explanation, and as JSON an object of `error`, the message.
 // RAISES: likewise.
 void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
                    std::ostream& out);

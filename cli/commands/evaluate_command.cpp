@@ -104,6 +104,7 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
         ->type_name("N");
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and tell how many there are");
+    add_max_line_option(command, options.longest_line);
 }
 
 void add_report_options(CLI::App& command, Evaluate_words& words) {

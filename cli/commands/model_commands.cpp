@@ -20,6 +20,7 @@
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
+#include "cli/text/Shown_text.h"
 #include "cli/train/Training.h"
 
 namespace cli {
@@ -85,9 +86,15 @@ void add_data_arguments(CLI::App& command, std::vector<std::string>& data_files)
     command.add_option("DATA", data_files, "Data files")->required()->type_name("");
 }
 
-void add_output_options(CLI::App& command, bool& skips_bad_lines, bool& writes_json) {
-    command.add_flag("--skip-bad", skips_bad_lines,
+// `Options` are Training_options or Learning_options.
+template <class Options>
+void add_line_options(CLI::App& command, Options& options) {
+    command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and tell how many there are");
+    add_max_line_option(command, options.longest_line);
+}
+
+void add_json_option(CLI::App& command, bool& writes_json) {
     command.add_flag("--json", writes_json, "Print JSON");
 }
 
@@ -131,7 +138,8 @@ void add_train(CLI::App& app) {
         "--compact", words->options.compact,
         "Leave out what only learning needs: a smaller file, which can classify alone");
     add_wait_option(*command, words->options.seconds_to_wait);
-    add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
+    add_line_options(*command, words->options);
+    add_json_option(*command, words->writes_json);
     command->footer(kTrainNotes);
     command->callback([words] { train(*words); });
 }
@@ -158,7 +166,8 @@ void add_learn(CLI::App& app) {
                       "Add unknown labels below the root instead of refusing them");
     add_analysis_options_of_container(*command, words->analysis);
     add_wait_option(*command, words->options.seconds_to_wait);
-    add_output_options(*command, words->options.skips_bad_lines, words->writes_json);
+    add_line_options(*command, words->options);
+    add_json_option(*command, words->writes_json);
     command->footer(kLearnNotes);
     command->callback([words] { learn(*words); });
 }
@@ -167,6 +176,7 @@ void add_learn(CLI::App& app) {
 struct Filter_words {
     std::string kc_file;
     std::string text_file = "-";
+    std::size_t longest_line = kLongestLine;
     Analysis_names analysis;
     Classify_options classify;
     std::string category;  // path; empty: the best of each line
@@ -180,19 +190,25 @@ std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     return read_model(words.kc_file, given, &work.progress());
 }
 
-void with_lines_of(const std::string& file, const std::function<void(const Line_input&)>& take) {
-    if (file != "-") {
-        std::ifstream stream = open_data_file(file);
-        take({stream, file});
+// Lines that are too long are reported, and make the exit status of bad data.
+void with_lines_of(const Filter_words& words, Command_result& result,
+                   const std::function<void(const Line_input&)>& take) {
+    const auto refuse = [&result](const std::string& message) {
+        std::cerr << shown_message(message) << '\n';
+        result.status = kDataError;
+    };
+    if (words.text_file != "-") {
+        std::ifstream stream = open_data_file(words.text_file);
+        take({stream, words.text_file, words.longest_line, refuse});
         return;
     }
     std::cin.tie(nullptr);  // the filters say themselves when their output is due
-    take({std::cin, "<stdin>"});
+    take({std::cin, "<stdin>", words.longest_line, refuse});
 }
 
-void classify(const Filter_words& words) {
+void classify(const Filter_words& words, Command_result& result) {
     const std::unique_ptr<Text_model> model = model_of(words);
-    with_lines_of(words.text_file, [&](const Line_input& input) {
+    with_lines_of(words, result, [&](const Line_input& input) {
         work_on_container(words.kc_file,
                           [&] { classify_lines(input, words.classify, *model, std::cout); });
     });
@@ -205,16 +221,16 @@ zeNode* node_of(const Filter_words& words, const Text_model& model) {
     }
     zeNode* const node = model.find(words.category);
     if (node == nullptr) {
-        throw Usage_error("--category: " + words.kc_file + " has no node \"" + words.category +
-                          "\"");
+        throw Usage_error("--category: " + shown_file(words.kc_file) + " has no node \"" +
+                          shown_value(words.category) + "\"");
     }
     return node;
 }
 
-void explain(const Filter_words& words) {
+void explain(const Filter_words& words, Command_result& result) {
     const std::unique_ptr<Text_model> model = model_of(words);
     zeNode* const node = node_of(words, *model);
-    with_lines_of(words.text_file, [&](const Line_input& input) {
+    with_lines_of(words, result, [&](const Line_input& input) {
         work_on_container(words.kc_file, [&] {
             explain_lines(input, node, words.writes_json, *model, std::cout);
         });
@@ -229,10 +245,11 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
         ->add_option("FILE", words.text_file, "File with a text a line; none or -: standard input")
         ->type_name("");
     add_analysis_options_of_container(*command, words.analysis);
+    add_max_line_option(*command, words.longest_line);
     return *command;
 }
 
-void add_classify(CLI::App& app) {
+void add_classify(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Filter_words>();
     CLI::App& command =
         add_filter(app, "classify", "Print the best labels for each line of text", *words);
@@ -247,10 +264,10 @@ void add_classify(CLI::App& app) {
         ->type_name("T");
     command.add_flag("--jsonl", words->classify.writes_json, "Print a JSON object for each line");
     command.footer(kClassifyNotes);
-    command.callback([words] { classify(*words); });
+    command.callback([words, &result] { classify(*words, result); });
 }
 
-void add_explain(CLI::App& app) {
+void add_explain(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Filter_words>();
     CLI::App& command =
         add_filter(app, "explain",
@@ -262,16 +279,16 @@ void add_explain(CLI::App& app) {
         ->type_name("PATH");
     command.add_flag("--json", words->writes_json, "Print a JSON object for each line");
     command.footer(kExplainNotes);
-    command.callback([words] { explain(*words); });
+    command.callback([words, &result] { explain(*words, result); });
 }
 
 }  // namespace
 
-void add_model_commands(CLI::App& app) {
+void add_model_commands(CLI::App& app, Command_result& result) {
     add_train(app);
     add_learn(app);
-    add_classify(app);
-    add_explain(app);
+    add_classify(app, result);
+    add_explain(app, result);
 }
 
 }  // namespace cli

@@ -2,13 +2,17 @@
 #ifndef ZANDREL_CLI_COMMANDS_MODEL_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_MODEL_COMMANDS_H_
 
+#include "cli/commands/Command_result.h"
+
 namespace CLI {
 class App;
 }
 
 namespace cli {
 
-void add_model_commands(CLI::App& app);
+// Adds the commands to the program. `result` gets the status of a filter that met a bad line.
+// BORROWS: `result`, which must outlive `app`.
+void add_model_commands(CLI::App& app, Command_result& result);
 
 }  // namespace cli
 

@@ -43,4 +43,21 @@ void add_wait_option(CLI::App& command, double& seconds) {
         ->type_name("SECONDS");
 }
 
+void add_max_line_option(CLI::App& command, std::size_t& bytes) {
+    // The text analysis takes no longer text.
+    constexpr std::size_t kLongest = 2147483647;
+    command
+        .add_option("--max-line", bytes, "Longest line in bytes; a longer one is never kept whole")
+        ->capture_default_str()
+        ->check([](const std::string& text) -> std::string {
+            std::size_t number = 0;
+            const bool is_number =
+                text.find('-') == std::string::npos && CLI::detail::lexical_cast(text, number);
+            return is_number && number >= 1 && number <= kLongest
+                       ? ""
+                       : "'" + text + "' is no number of bytes from 1 to 2147483647";
+        })
+        ->type_name("BYTES");
+}
+
 }  // namespace cli

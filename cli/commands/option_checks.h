@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 #define ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 
+#include <cstddef>
 #include <string>
 
 namespace CLI {
@@ -29,6 +30,10 @@ std::string error_of_score(const std::string& text);
 // Adds --wait, for the commands that change a container.
 // BORROWS: `seconds`, which must outlive `command`.
 void add_wait_option(CLI::App& command, double& seconds);
+
+// Adds --max-line, for the commands that read texts.
+// BORROWS: `bytes`, which must outlive `command`.
+void add_max_line_option(CLI::App& command, std::size_t& bytes);
 
 }  // namespace cli
 

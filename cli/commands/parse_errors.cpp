@@ -95,7 +95,7 @@ std::string unknown_word_text(std::string_view above, std::string_view kind, std
     const std::size_t blank = above.find(' ');
     const std::string before =
         blank == std::string_view::npos ? "" : std::string(above.substr(blank + 1)) + ' ';
-    return "unknown " + std::string(kind) + " \"" + before + shown_text(word) + '"' +
+    return "unknown " + std::string(kind) + " \"" + before + shown_value(word) + '"' +
            nearest_name_question(word, known, before);
 }
 

@@ -3,12 +3,24 @@
 #include <cerrno>
 
 #include "cli/errors.h"
+#include "cli/text/Layout.h"
 
 namespace cli {
 
 namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+std::string too_long_text(std::size_t longest) {
+    return "the line is longer than " + grouped(longest) + " bytes";
+}
+
+void refuse(const std::string& name, std::size_t number, const Line_limit& limit) {
+    if (!limit.refuse) {
+        throw Data_error(name, number, too_long_text(limit.longest));
+    }
+    limit.refuse(number);
+}
 
 }  // namespace
 
@@ -35,12 +47,23 @@ std::ifstream open_data_file(const std::string& path) {
     return input;
 }
 
+Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest) {
+    return {name, number, too_long_text(longest) + "; --max-line raises the limit"};
+}
+
 void for_each_line(std::istream& input, const std::string& name,
-                   const std::function<void(std::string_view line, std::size_t number)>& take) {
-    std::string buffer;
+                   const std::function<void(std::string_view line, std::size_t number)>& take,
+                   const Line_limit& limit) {
+    Line_reader reader(
+        input, [] {}, limit.longest);
+    std::string_view line;
     errno = 0;
-    for (std::size_t number = 1; std::getline(input, buffer); ++number) {
-        std::string_view line = without_carriage_return(buffer);
+    for (std::size_t number = 1; reader.next(line); ++number) {
+        if (reader.is_too_long()) {
+            refuse(name, number, limit);
+            continue;
+        }
+        line = without_carriage_return(line);
         if (number == 1) {
             line = without_byte_order_mark(line);
         }

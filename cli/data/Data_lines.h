@@ -9,6 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "cli/data/Line_reader.h"
+#include "cli/errors.h"
+
 namespace cli {
 
 // Takes the mark with which some editors begin a UTF-8 file off its first line.
@@ -21,11 +24,24 @@ std::string_view without_carriage_return(std::string_view line);
 // RAISES: Input_error if it cannot be opened.
 std::ifstream open_data_file(const std::string& path);
 
+// The error of a line that is longer than --max-line allows.
+Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest);
+
+// How long a line may be, in bytes without its end, and who takes the number of a longer one.
+// Without `refuse` a longer line is an error.
+struct Line_limit {
+    std::size_t longest = kLongestLine;
+    std::function<void(std::size_t number)> refuse = {};
+};
+
 // Calls `take` with each line that is not empty, without its end and without a byte order mark, and
-// with its number, counted from 1. `name`: the file's name for messages.
-// RAISES: Input_error if reading fails; what `take` raises.
+// with its number, counted from 1. A line that is longer than the limit is skipped, and never in
+// memory whole. `name`: the file's name for messages.
+// RAISES: Input_error if reading fails; Data_error for a line that is too long, if nobody takes its
+// number; what `take` and `refuse` raise.
 void for_each_line(std::istream& input, const std::string& name,
-                   const std::function<void(std::string_view line, std::size_t number)>& take);
+                   const std::function<void(std::string_view line, std::size_t number)>& take,
+                   const Line_limit& limit = {});
 
 }  // namespace cli
 

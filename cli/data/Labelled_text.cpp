@@ -5,6 +5,7 @@
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -62,37 +63,48 @@ Labelled_text parse_line(std::string_view line, const Place& place, Columns colu
     return parsed;
 }
 
-// Parses a line into `texts`, or notes it in `skipped` if it is bad.
+// Notes a bad line in `skipped`.  RAISES: the error if bad lines are not to be skipped.
+void skip(const Data_error& error, Skipped_lines* skipped) {
+    if (skipped == nullptr) {
+        throw Data_error(error);
+    }
+    if (++skipped->count == 1) {
+        skipped->first = error.what();
+    }
+}
+
+// Parses a line into `texts`, or skips it if it is bad.
 void take_line(std::string_view line, const Place& place, std::vector<Labelled_text>& texts,
                Skipped_lines* skipped, Columns columns) {
     try {
         texts.push_back(parse_line(line, place, columns));
     } catch (const Data_error& error) {
-        if (skipped == nullptr) {
-            throw;
-        }
-        if (++skipped->count == 1) {
-            skipped->first = error.what();
-        }
+        skip(error, skipped);
     }
 }
 
 }  // namespace
 
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
-                                               Skipped_lines* skipped, Columns columns) {
+                                               Skipped_lines* skipped, Columns columns,
+                                               std::size_t longest_line) {
     std::vector<Labelled_text> texts;
-    for_each_line(input, name, [&](std::string_view line, std::size_t line_number) {
-        take_line(line, {name, line_number}, texts, skipped, columns);
-    });
+    for_each_line(input, name,
+                  [&](std::string_view line, std::size_t line_number) {
+                      take_line(line, {name, line_number}, texts, skipped, columns);
+                  },
+                  {longest_line, [&](std::size_t line_number) {
+                       skip(too_long_line(name, line_number, longest_line), skipped);
+                   }});
     return texts;
 }
 
 std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped,
-                                              Columns columns) {
+                                              Columns columns, std::size_t longest_line) {
     std::ifstream input = open_data_file(path);
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
-    std::vector<Labelled_text> texts = read_labelled_texts(input, path, skipped, columns);
+    std::vector<Labelled_text> texts =
+        read_labelled_texts(input, path, skipped, columns, longest_line);
     if (texts.empty()) {
         const bool has_bad_lines = skipped != nullptr && skipped->count > skipped_before;
         throw Data_error(path, has_bad_lines ? "no good data line" : "no data line");
@@ -103,8 +115,8 @@ std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_l
 void print_skipped(const Skipped_lines& skipped, std::ostream& out) {
     if (skipped.count > 0) {
         out << "zandrel: skipped " << skipped.count
-            << (skipped.count == 1 ? " bad line" : " bad lines") << ", the first: " << skipped.first
-            << '\n';
+            << (skipped.count == 1 ? " bad line" : " bad lines")
+            << ", the first: " << shown_message(skipped.first) << '\n';
     }
 }
 

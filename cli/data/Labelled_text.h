@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/data/Line_reader.h"
+
 namespace cli {
 
 struct Labelled_text {
@@ -33,17 +35,20 @@ struct Skipped_lines {
 // CR LF, which the last one may lack. Empty lines are skipped, and so is a byte order mark at the
 // start. The bytes themselves are not checked: what is no UTF-8 is the text analysis's concern.
 // `name`: the file's name for messages. `skipped`: if given, bad lines are left out and added to
-// it, after what it holds from other files. RAISES: Data_error for a line without its tabs or with
-// an empty label, unless bad lines are left out; Input_error if reading fails.
+// it, after what it holds from other files. `longest_line`: in bytes; a longer line is bad, and is
+// never in memory whole. RAISES: Data_error for a line without its tabs, with an empty label or
+// that is too long, unless bad lines are left out; Input_error if reading fails.
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
                                                Skipped_lines* skipped = nullptr,
-                                               Columns columns = Columns::kText);
+                                               Columns columns = Columns::kText,
+                                               std::size_t longest_line = kLongestLine);
 // Reads a whole file, which must hold a data line at least.
 // RAISES: as above; also Input_error for a file that cannot be opened, and Data_error for one
 // without a data line, or with none that is good.
 std::vector<Labelled_text> read_labelled_file(const std::string& path,
                                               Skipped_lines* skipped = nullptr,
-                                              Columns columns = Columns::kText);
+                                              Columns columns = Columns::kText,
+                                              std::size_t longest_line = kLongestLine);
 
 // Says in one line how many lines were left out and which was the first; nothing if there is none.
 void print_skipped(const Skipped_lines& skipped, std::ostream& out);

@@ -172,7 +172,7 @@ Texts texts_to_train(const Evaluation_options& options, Skipped_lines* skipped) 
         return {};
     }
     const Columns columns = options.bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
-    return read_labelled_file(options.train_file, skipped, columns);
+    return read_labelled_file(options.train_file, skipped, columns, options.longest_line);
 }
 
 Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
@@ -180,9 +180,11 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     check_interrupt(options.progress);
     Data data;
     data.to_train = texts_to_train(options, skipped);
-    data.to_classify = read_labelled_file(options.test_file, skipped);
+    data.to_classify =
+        read_labelled_file(options.test_file, skipped, Columns::kText, options.longest_line);
     if (options.learn_file) {
-        data.to_learn = read_labelled_file(*options.learn_file, skipped);
+        data.to_learn =
+            read_labelled_file(*options.learn_file, skipped, Columns::kText, options.longest_line);
     }
     return data;
 }

@@ -28,6 +28,7 @@ struct Evaluation_options {
     std::string test_file;
     double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
     bool skips_bad_lines = false;
+    std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
     bool bootstraps = false;  // from titles and keywords, instead of training on the texts
     std::optional<std::string> learn_file;  // texts to learn after training
     std::size_t bulk_size = 1000;           // so many at a time

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -141,7 +142,7 @@ void print_cost(const Evaluation& evaluation, std::ostream& out) {
 }
 
 std::string shown(const std::string& got) {
-    return got.empty() ? "(no result)" : got;
+    return got.empty() ? "(no result)" : shown_text(got);
 }
 
 void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& out) {
@@ -151,20 +152,21 @@ void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& 
     }
     std::size_t width = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        width = std::max(width, width_of(metrics.confusions[i].expected));
+        width = std::max(width, width_of(shown_text(metrics.confusions[i].expected)));
     }
     out << "\nworst confusions (texts: expected -> got)\n";
     for (std::size_t i = 0; i < count; ++i) {
         const Confusion& confusion = metrics.confusions[i];
         out << right_aligned(grouped(confusion.texts), 7) << "  "
-            << left_aligned(confusion.expected, width) << " -> " << shown(confusion.got) << '\n';
+            << left_aligned(shown_text(confusion.expected), width) << " -> " << shown(confusion.got)
+            << '\n';
     }
 }
 
 void print_categories(const Assignments& assignments, std::ostream& out) {
     std::size_t width = kNameWidth;
     for (const Category_tally& category : assignments.categories) {
-        width = std::max(width, width_of(category.label));
+        width = std::max(width, width_of(shown_text(category.label)));
     }
     const auto print_line = [&](std::string_view name, std::initializer_list<std::string> columns) {
         print_row(out, left_aligned(name, width), columns);
@@ -172,7 +174,7 @@ void print_categories(const Assignments& assignments, std::ostream& out) {
     out << '\n';
     print_line("category", {"texts", "given", "precision", "recall", "F1"});
     for (const auto& [label, tally] : assignments.categories) {
-        print_line(label,
+        print_line(shown_text(label),
                    {grouped(tally.texts()), grouped(tally.given()), percent(tally.precision()),
                     percent(tally.recall()), percent(tally.f1())});
     }

@@ -150,7 +150,7 @@ std::string part_of(const qtxAll& error) {
 
 // A key in the library's words can have any bytes.
 std::string words_of(const qtxAll& error) {
-    return shown_text(error.message().str() + part_of(error));
+    return shown_text(error.message().str()) + shown_value(part_of(error));
 }
 
 bool is_interruption(const qtxAll& error) {

@@ -6,6 +6,7 @@
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -17,7 +18,7 @@ bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeM
     try {
         return work_on_container(path, [&] { return change(manager); });
     } catch (const Edit_refused& error) {
-        throw Data_error(path, error.what());
+        throw Data_error(path, shown_complaint(error.what()));
     }
 }
 

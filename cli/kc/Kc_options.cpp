@@ -20,6 +20,7 @@
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kept_choices.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -68,7 +69,8 @@ void verify(const Setting_value& setting) {
         throw Usage_error(problem);
     }
     if (!is_known(setting.key)) {
-        throw Usage_error(setting.key + " is read from options files and kept in no container");
+        throw Usage_error(shown_value(setting.key) +
+                          " is read from options files and kept in no container");
     }
 }
 
@@ -144,7 +146,7 @@ Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key) {
             return setting;
         }
     }
-    throw Usage_error("unknown setting \"" + key + "\"");
+    throw Usage_error("unknown setting \"" + shown_value(key) + "\"");
 }
 
 std::vector<Setting_value> setting_values(const std::vector<std::string>& words) {
@@ -152,7 +154,7 @@ std::vector<Setting_value> setting_values(const std::vector<std::string>& words)
     for (const std::string& word : words) {
         const std::size_t equals = word.find('=');
         if (equals == std::string::npos) {
-            throw Usage_error(word + ": no \"=\" between key and value");
+            throw Usage_error(shown_value(word) + ": no \"=\" between key and value");
         }
         const Setting_value setting = {TrimWhiteSpace(word.substr(0, equals)).str(),
                                        TrimWhiteSpace(word.substr(equals + 1)).str()};

@@ -24,15 +24,15 @@ std::string quoted_path(const Parts& parts, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         path += (i == 0 ? "" : "/") + shown_name(parts[i].view());
     }
-    return in_quotes(path);
+    return in_quotes(shown_value(path));
 }
 
 [[noreturn]] void refuse_start(const zeLogicalTree& tree, const std::string& path) {
     const zeLogicalNode& root = tree.GetNode(kRootId);
-    throw Usage_error("no node " + in_quotes(shown_text(path)) +
+    throw Usage_error("no node " + in_quotes(shown_value(path)) +
                       (root.id == 0 ? ": the container has no node"
                                     : ": a path begins with the name of the root, " +
-                                          in_quotes(shown_name(root.name.view()))));
+                                          in_quotes(shown_value(shown_name(root.name.view())))));
 }
 
 // The node of the first `count` parts.
@@ -45,9 +45,9 @@ const zeLogicalNode& find_parts(const zeLogicalTree& tree, const std::string& pa
     for (std::size_t i = 2; i <= count; ++i) {
         node = &tree.FindNodeByPath(parts, static_cast<int>(i));
         if (node->id == 0) {
-            throw Usage_error("no node " + in_quotes(shown_text(path)) + ": " +
+            throw Usage_error("no node " + in_quotes(shown_value(path)) + ": " +
                               quoted_path(parts, i - 1) + " has no child " +
-                              in_quotes(shown_name(parts[i - 1].view())));
+                              in_quotes(shown_value(shown_name(parts[i - 1].view()))));
         }
     }
     return *node;
@@ -77,7 +77,7 @@ New_place find_new_place(const zeLogicalTree& tree, const std::string& path) {
     const std::size_t above = parts.empty() ? 0 : parts.size() - 1;
     const zeLogicalNode& parent = find_parts(tree, path, parts, above);
     if (above == 0) {
-        throw Usage_error(in_quotes(shown_text(path)) +
+        throw Usage_error(in_quotes(shown_value(path)) +
                           " is the root: a new node stands below another");
     }
     return {parent.id, parts.back().str()};

@@ -20,6 +20,7 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
 #include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -204,7 +205,7 @@ void check_rule(const Node_attributes& attributes) {
     try {
         const Rule_checker parsed(*attributes.rule);
     } catch (const qtX<RuleParser>& error) {
-        throw Data_error("rule", error.what());
+        throw Data_error("rule", shown_complaint(error.what()));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "zandrel/persistence/zeConfig.h"
 
 #include "cli/errors.h"
+#include "cli/text/Shown_text.h"
 #include "cli/text/Stemmer.h"
 
 namespace cli {
@@ -26,7 +27,7 @@ bool is_stem_language(const std::string& language) {
 
 [[noreturn]] void refuse(const std::string& given, const std::string& path,
                          const std::string& kept) {
-    throw Usage_error(given + ": " + path + " was made with " + kept);
+    throw Usage_error(given + ": " + shown_file(path) + " was made with " + kept);
 }
 
 void check_agreement(const std::string& path, const Analysis_settings& kept,
@@ -59,11 +60,11 @@ std::optional<Analysis_settings> kept_analysis(const std::string& path, const ze
     }
     const std::optional<Analysis_kind> kind = analysis_kind(name);
     if (!kind) {
-        throw Data_error(path, "unknown text analysis \"" + name + "\"");
+        throw Data_error(path, "unknown text analysis \"" + shown_value(name) + "\"");
     }
     const std::string stem_language = value_of(config, kStemKey);
     if (!stem_language.empty() && !is_stem_language(stem_language)) {
-        throw Data_error(path, "unknown language to stem \"" + stem_language + "\"");
+        throw Data_error(path, "unknown language to stem \"" + shown_value(stem_language) + "\"");
     }
     return Analysis_settings{*kind, stem_language};
 }

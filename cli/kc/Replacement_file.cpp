@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "cli/errors.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -193,6 +194,7 @@ void Replacement_file::take_place() {
     if (::fsync(m_file.number()) != 0) {
         m_target.fail();
     }
+    const std::string shown_target = shown_file(m_target.name());
     {
         // A signal must not find a change that is not noted.
         const Held_back_signals held_back;
@@ -202,7 +204,7 @@ void Replacement_file::take_place() {
         if (::rename(m_path.c_str(), m_target.path().c_str()) != 0) {
             m_target.fail();
         }
-        note_change(m_target.name());
+        note_change(shown_target);
         m_unfinished.reset();
         m_path.clear();
     }

@@ -148,13 +148,13 @@ bool keeps_setting(std::string_view value) {
 std::string setting_problem(std::string_view key, std::string_view value) {
     const std::optional<Kind> kind = kind_of(key);
     if (!kind) {
-        return "unknown setting \"" + shown_text(key) + "\"";
+        return "unknown setting \"" + shown_value(key) + "\"";
     }
     const std::string problem = value_problem(key, *kind, value);
     if (problem.empty()) {
         return {};
     }
-    return "bad value for " + std::string(key) + ": \"" + shown_text(value) + "\" " + problem;
+    return "bad value for " + std::string(key) + ": \"" + shown_value(value) + "\" " + problem;
 }
 
 void Engine_settings::load(const std::string& path) {
@@ -178,7 +178,8 @@ void Engine_settings::set(const std::vector<std::string>& assignments) {
     for (const std::string& assignment : assignments) {
         const std::size_t equals = assignment.find('=');
         if (equals == std::string::npos) {
-            throw Usage_error("--set " + assignment + ": no \"=\" between key and value");
+            throw Usage_error("--set " + shown_value(assignment) +
+                              ": no \"=\" between key and value");
         }
         const qtString key = TrimWhiteSpace(assignment.substr(0, equals));
         const qtString value = TrimWhiteSpace(assignment.substr(equals + 1));

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -17,14 +18,16 @@ std::string signed_number(double number) {
 }  // namespace
 
 void print_explanation(const Explanation& explanation, std::ostream& out) {
-    out << explanation.text << '\n';
+    out << shown_text(explanation.text) << '\n';
     if (explanation.label.empty()) {
         out << "  (no result)\n";
         return;
     }
-    out << "  " << with_decimals(explanation.score, 3) << "  " << explanation.label << '\n';
+    out << "  " << with_decimals(explanation.score, 3) << "  " << shown_text(explanation.label)
+        << '\n';
     for (const Concept_effect& effect : explanation.concepts) {
-        out << "    " << signed_number(effect.adds) << "  " << effect.concept_text << '\n';
+        out << "    " << signed_number(effect.adds) << "  " << shown_text(effect.concept_text)
+            << '\n';
     }
 }
 

@@ -19,6 +19,7 @@
 
 #include "cli/errors.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -144,8 +145,9 @@ void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
     }
     for (const Label_group& group : m_groups.groups) {
         if (labels.count(group.name) != 0 && grouped.count(group.name) == 0) {
-            throw Data_error(m_groups.file, group.line,
-                             "\"" + group.name + "\" is a label that stands in no group");
+            throw Data_error(
+                m_groups.file, group.line,
+                "\"" + shown_value(group.name) + "\" is a label that stands in no group");
         }
         unsigned int node = 0;
         for (const std::string& label : group.labels) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <exception>
+#include <new>
 #include <unistd.h>
 
 #include "cli/errors.h"
@@ -18,9 +20,13 @@ std::array<std::atomic<const char*>, kMostUnfinished> s_unfinished = {};
 constexpr std::string_view kBeforeName = "zandrel: ";
 constexpr std::string_view kBehindName =
     " has been changed all the same, so do not repeat the command\n";
+constexpr std::string_view kNoMemory = "zandrel: not enough memory\n";
 // The longest path of the system fits.
 std::array<char, 5000> s_message = {};
 std::atomic<std::size_t> s_message_size = 0;
+
+// Prints what was raised, and aborts.
+std::terminate_handler s_abort = std::abort;
 
 static_assert(std::atomic<const char*>::is_always_lock_free);
 static_assert(std::atomic<std::size_t>::is_always_lock_free);
@@ -44,7 +50,57 @@ void append(std::string_view text, std::size_t room, std::size_t& size) {
     size += text.size();
 }
 
+void remove_unfinished() {
+    for (const std::atomic<const char*>& path : s_unfinished) {
+        if (path.load() != nullptr) {
+            ::unlink(path.load());
+        }
+    }
+}
+
+// Nothing is left to do where a message cannot be printed: the status says the same.
+void print(std::string_view message) {
+    [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, message.data(), message.size());
+}
+
+void exit_if_changed() {
+    const std::string_view message = change_message();
+    if (!message.empty()) {
+        print(message);
+        ::_exit(kChangedThenFailed);
+    }
+}
+
+// Without memory for an exception there is none. std::terminate has no other cause of that kind
+// here, as the program has no threads.
+bool lacks_memory() {
+    if (std::current_exception() == nullptr) {
+        return true;
+    }
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void end_by_exception() {
+    if (!lacks_memory()) {
+        s_abort();
+    }
+    remove_unfinished();
+    print(kNoMemory);
+    exit_if_changed();
+    ::_exit(kInternalError);
+}
+
 }  // namespace
+
+void prepare_for_lack_of_memory() noexcept {
+    s_abort = std::set_terminate(end_by_exception);
+}
 
 void prepare_for_signals() {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -61,18 +117,8 @@ void prepare_for_signals() {
 }
 
 void end_by_signal(int signal) {
-    for (const std::atomic<const char*>& path : s_unfinished) {
-        if (path.load() != nullptr) {
-            ::unlink(path.load());
-        }
-    }
-    const std::string_view message = change_message();
-    if (!message.empty()) {
-        // Nothing is left to do where the message cannot be printed: the status says the same.
-        [[maybe_unused]] const ssize_t ignored =
-            ::write(STDERR_FILENO, message.data(), message.size());
-        ::_exit(kChangedThenFailed);
-    }
+    remove_unfinished();
+    exit_if_changed();
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;
     sigaction(signal, &action, nullptr);

@@ -1,4 +1,5 @@
-// The signals that ask the program to end, and what they leave behind.
+// The signals that ask the program to end, the lack of memory that ends it, and what both leave
+// behind.
 #ifndef ZANDREL_CLI_MODEL_ENDING_SIGNALS_H_
 #define ZANDREL_CLI_MODEL_ENDING_SIGNALS_H_
 
@@ -19,6 +20,11 @@ inline constexpr std::array<int, 3> kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
 // - A limit of file sizes makes writing fail instead of ending the process, so that it is reported
 //   like a full disk.
 void prepare_for_signals();
+
+// Makes an allocation that fails where no handler is active, such as before main(), end the process
+// with a message and status kInternalError, or kChangedThenFailed after a change. It would be
+// aborted otherwise. Other exceptions without a handler still abort.
+void prepare_for_lack_of_memory() noexcept;
 
 // Removes the unfinished files and ends the process by the default action of a signal. After a
 // change it prints the message of the change instead and ends with status kChangedThenFailed.

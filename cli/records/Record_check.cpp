@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/records/Record_text.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -156,10 +157,11 @@ Record_check check_record_file(const Record_file& file) {
 }
 
 void print_record_check(const Record_check& check, std::ostream& out) {
+    const std::string file = shown_text(check.file);
     for (const Record_problem& problem : check.problems) {
-        out << check.file << ": offset " << problem.offset << ": " << problem.text << '\n';
+        out << file << ": offset " << problem.offset << ": " << problem.text << '\n';
     }
-    out << check.file << ": " << explanation_of(check.condition) << '\n';
+    out << file << ": " << explanation_of(check.condition) << '\n';
 }
 
 nlohmann::ordered_json record_check_json(const Record_check& check) {

@@ -13,6 +13,7 @@
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -56,7 +57,7 @@ Rule_check check_rule_file(const std::string& path, std::istream& standard_input
 
 void print_rule_check(const Rule_check& check, std::ostream& out, std::ostream& messages) {
     for (const Bad_rule& rule : check.bad) {
-        messages << Data_error(check.file, rule.line, rule.message).what() << '\n';
+        messages << Data_error(check.file, rule.line, shown_complaint(rule.message)).what() << '\n';
     }
     out << check.rule_count << (check.rule_count == 1 ? " rule, " : " rules, ") << check.bad.size()
         << " bad\n";

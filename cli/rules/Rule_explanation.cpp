@@ -11,6 +11,7 @@
 #include "cli/errors.h"
 #include "cli/rules/Rule_tree.h"
 #include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -64,7 +65,7 @@ void print_tree(const std::vector<Tree_line>& tree, std::ostream& out) {
     std::string_view name = "tree";
     for (const Tree_line& line : tree) {
         out << left_aligned(name, kNameWidth) << line.type << ' '
-            << std::string(2 * line.level, ' ') << line.text << '\n';
+            << std::string(2 * line.level, ' ') << shown_text(line.text) << '\n';
         name = "";
     }
 }
@@ -75,18 +76,18 @@ Rule_explanation explain_rule(const std::string& rule) {
     try {
         return explain_passes(rule);
     } catch (const qtX<RuleParser>& error) {
-        throw Data_error("rule", error.what());
+        throw Data_error("rule", shown_complaint(error.what()));
     }
 }
 
 void print_rule_explanation(const Rule_explanation& explanation, std::ostream& out) {
     out << left_aligned("tokens", kNameWidth - 1);
     for (const std::string& token : explanation.tokens) {
-        out << ' ' << token;
+        out << ' ' << shown_text(token);
     }
     out << '\n' << left_aligned("reverse Polish", kNameWidth - 1);
     for (const Typed_token& token : explanation.reverse_polish) {
-        out << ' ' << token.text << ':' << token.types;
+        out << ' ' << shown_text(token.text) << ':' << token.types;
     }
     out << '\n';
     print_tree(explanation.tree, out);

@@ -11,6 +11,7 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/errors.h"
+#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -20,14 +21,14 @@ Rule_checker parsed(const std::string& rule) {
     try {
         return Rule_checker(rule);
     } catch (const qtX<RuleParser>& error) {
-        throw Data_error("rule", error.what());
+        throw Data_error("rule", shown_complaint(error.what()));
     }
 }
 
 void add_pair(zeMsg& msg, const std::string& pair) {
     const std::size_t equals_sign = pair.find('=');
     if (equals_sign == std::string::npos || equals_sign == 0) {
-        throw Usage_error("--set: '" + pair + "' is not KEY=VALUE");
+        throw Usage_error("--set: '" + shown_value(pair) + "' is not KEY=VALUE");
     }
     msg.add_value(pair.substr(0, equals_sign), mlMessageConverter::kString,
                   pair.substr(equals_sign + 1));

@@ -5,6 +5,8 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include "cli/text/Layout.h"
+
 namespace cli {
 
 namespace {
@@ -28,9 +30,36 @@ UChar32 next_character(std::string_view text, std::size_t& position) {
     return character;
 }
 
-bool breaks_lines(UChar32 character) {
+// Returns whether a character breaks the line, acts on the terminal, or shows the characters around
+// it in another order than the bytes have.
+bool is_dangerous(UChar32 character) {
     constexpr std::uint32_t kBreaking = U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK;
-    return character < 0 || (U_GET_GC_MASK(character) & kBreaking) != 0;
+    return character < 0 || (U_GET_GC_MASK(character) & kBreaking) != 0 ||
+           u_hasBinaryProperty(character, UCHAR_BIDI_CONTROL) != 0;
+}
+
+bool is_continuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
+// The bytes of the first `count` characters.
+std::size_t bytes_of_first(std::string_view text, std::size_t count) {
+    std::size_t bytes = 0;
+    while (bytes < text.size() && (count > 0 || is_continuation(text[bytes]))) {
+        count -= is_continuation(text[bytes]) ? 0U : 1U;
+        ++bytes;
+    }
+    return bytes;
+}
+
+// The bytes of the last `count` characters.
+std::size_t bytes_of_last(std::string_view text, std::size_t count) {
+    std::size_t begin = text.size();
+    while (begin > 0 && count > 0) {
+        --begin;
+        count -= is_continuation(text[begin]) ? 0U : 1U;
+    }
+    return text.size() - begin;
 }
 
 }  // namespace
@@ -41,7 +70,7 @@ std::string shown_text(std::string_view text, std::string_view escaped) {
         const std::size_t start = position;
         const UChar32 character = next_character(text, position);
         const std::string_view bytes = text.substr(start, position - start);
-        if (breaks_lines(character)) {
+        if (is_dangerous(character)) {
             append_hex(bytes, line);
         } else {
             line += escaped.find(bytes) == std::string_view::npos ? "" : "\\";
@@ -49,6 +78,32 @@ std::string shown_text(std::string_view text, std::string_view escaped) {
         }
     }
     return line;
+}
+
+std::string shortened(std::string_view text, std::size_t longest) {
+    if (width_of(text) <= longest) {
+        return std::string(text);
+    }
+    const std::size_t kept = longest - 1;  // the ellipsis is a character too
+    const std::string_view begin = text.substr(0, bytes_of_first(text, kept - kept / 2));
+    const std::string_view end = text.substr(text.size() - bytes_of_last(text, kept / 2));
+    return std::string(begin) + "\u2026" + std::string(end);
+}
+
+std::string shown_value(std::string_view text) {
+    return shortened(shown_text(text), kLongestValue);
+}
+
+std::string shown_file(std::string_view name) {
+    return shortened(shown_text(name), kLongestFileName);
+}
+
+std::string shown_complaint(std::string_view text) {
+    return shortened(shown_text(text), 2 * kLongestValue);
+}
+
+std::string shown_message(std::string_view text) {
+    return shortened(shown_text(text), kLongestMessage);
 }
 
 }  // namespace cli

@@ -6,10 +6,13 @@
 #include <stdexcept>
 
 #include <unicode/bytestream.h>
+#include <unicode/utf8.h>
 
 namespace cli {
 
 namespace {
+
+constexpr int kMostMarks = 30;  // as in Unicode's stream-safe text format
 
 void check(UErrorCode error) {
     if (U_FAILURE(error)) {
@@ -51,11 +54,34 @@ void Text_folder::fold_any(std::string_view text) {
     }
     m_folded.clear();
     icu::StringByteSink<std::string> sink(&m_folded);
-    UErrorCode error = U_ZERO_ERROR;
-    m_normalizer->normalizeUTF8(
-        0, icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())), sink, nullptr,
-        error);
-    check(error);
+    while (!text.empty()) {
+        const std::size_t size = unit_size(text);
+        UErrorCode error = U_ZERO_ERROR;
+        m_normalizer->normalizeUTF8(0,
+                                    icu::StringPiece(text.data(), static_cast<std::int32_t>(size)),
+                                    sink, nullptr, error);
+        check(error);
+        text.remove_prefix(size);
+    }
+}
+
+// Sorting a run of marks takes time quadratic in its length, so we limit the length of the runs. We
+// count characters that have no boundary before them instead of marks: a character that the form
+// removes, such as a soft hyphen, does not end a run.
+std::size_t Text_folder::unit_size(std::string_view text) const {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    int marks = 0;
+    for (std::size_t next = 0; next < text.size();) {
+        const std::size_t start = next;
+        UChar32 character = 0;
+        U8_NEXT(bytes, next, text.size(), character);
+        if (character < 0x80 || m_normalizer->hasBoundaryBefore(character) != 0) {
+            marks = 0;
+        } else if (++marks > kMostMarks) {
+            return start;
+        }
+    }
+    return text.size();
 }
 
 }  // namespace cli

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_TEXT_TEXT_FOLDER_H_
 #define ZANDREL_CLI_TEXT_TEXT_FOLDER_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,11 @@ namespace cli {
 // Folds texts to Unicode's form NFKC_Casefold, which makes one word of spellings that differ in
 // case, width, ligatures, or in composed and combining accents. It also removes characters that are
 // not seen, such as soft hyphens.
+//
+// At most 30 combining marks in a row are folded as one unit, as in Unicode's stream-safe text
+// format. The 31st begins a new unit: it keeps its place behind the others, and is not composed
+// with a letter before them. So the time is linear in the length of any text. No language needs
+// more than a few marks on a letter.
 class Text_folder {
 public:
     // RAISES: std::runtime_error if ICU's data are missing.
@@ -27,6 +33,8 @@ private:
     // leaves nothing of use there.
     bool fold_ascii(std::string_view text);
     void fold_any(std::string_view text);
+    // The bytes of the text's first unit.
+    std::size_t unit_size(std::string_view text) const;
 
     const icu::Normalizer2* m_normalizer;  // BORROWS: ICU's own, which lives as long as the process
     std::string m_folded;

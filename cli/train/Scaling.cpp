@@ -109,7 +109,7 @@ std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
         return {};
     }
     std::string warning =
-        shown_text(path) + ": its limits make learning forget: " + grouped(scaling.scaled) +
+        shown_file(path) + ": its limits make learning forget: " + grouped(scaling.scaled) +
         " of " + grouped(scaling.categories) + " categories are scaled down, most of all \"" +
         shown_path(tree, tree.FindCategory(scaling.node).id) +
         "\": the weight of its learned texts falls from " + shown_weight(scaling.counted) + " to " +

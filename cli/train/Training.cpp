@@ -47,7 +47,7 @@ void check_overwriting(const Target_file& target, const Training_options& option
                          "this is no knowledge container, and train replaces no other file");
     }
     if (!options.replaces) {
-        throw Usage_error(options.kc_file +
+        throw Usage_error(shown_file(options.kc_file) +
                           " is a knowledge container already; --replace replaces it");
     }
 }
@@ -58,7 +58,8 @@ void check_data_files(const std::string& kc_file, const std::vector<std::string>
     for (const std::string& data_file : data_files) {
         std::error_code ignored;  // of a file that is not there
         if (std::filesystem::equivalent(kc_file, data_file, ignored)) {
-            throw Usage_error(data_file + " is the knowledge container, and no data file");
+            throw Usage_error(shown_file(data_file) +
+                              " is the knowledge container, and no data file");
         }
     }
 }
@@ -78,15 +79,18 @@ void check_is_no_kc(const std::string& path) {
     }
 }
 
-std::vector<Data_file> read_data(const std::vector<std::string>& paths, bool skips_bad_lines,
-                                 Skipped_lines& skipped, CTProgress* progress) {
+// `Options` are Training_options or Learning_options.
+template <class Options>
+std::vector<Data_file> read_data(const Options& options, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
-    check_interrupt(progress);
+    check_interrupt(options.progress);
     std::vector<Data_file> files;
-    files.reserve(paths.size());
-    for (const std::string& path : paths) {
+    files.reserve(options.data_files.size());
+    for (const std::string& path : options.data_files) {
         check_is_no_kc(path);
-        files.push_back({path, read_labelled_file(path, skips_bad_lines ? &skipped : nullptr)});
+        files.push_back(
+            {path, read_labelled_file(path, options.skips_bad_lines ? &skipped : nullptr,
+                                      Columns::kText, options.longest_line)});
     }
     return files;
 }
@@ -109,7 +113,8 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
         model.add_label(label);
     } catch (const qtX<zeLogicalTree>& error) {
         throw Data_error(file.path, line,
-                         "label \"" + shown_text(label) + "\" cannot be added: " + error.what());
+                         "label \"" + shown_value(label) +
+                             "\" cannot be added: " + shown_complaint(error.what()));
     }
 }
 
@@ -123,7 +128,7 @@ void settle_labels(const Data_file& file, bool adds_categories, Text_model& mode
             if (!adds_categories) {
                 throw Data_error(
                     file.path, text.line,
-                    "unknown label \"" + shown_text(label) + "\"; --add-categories adds it");
+                    "unknown label \"" + shown_value(label) + "\"; --add-categories adds it");
             }
             add_label(label, file, text.line, model);
         }
@@ -166,8 +171,7 @@ Training_summary train_kc(const Training_options& options) {
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
     check_overwriting(lock.target(), options);  // another process may have made one while we waited
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files =
-        read_data(options.data_files, options.skips_bad_lines, summary.skipped, options.progress);
+    std::vector<Data_file> files = read_data(options, summary.skipped);
     const Texts texts = joined(files);
     check_interrupt(options.progress);
     Text_model model(options.model);
@@ -190,8 +194,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
     check_can_learn(options.kc_file, *model);
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files =
-        read_data(options.data_files, options.skips_bad_lines, summary.skipped, options.progress);
+    std::vector<Data_file> files = read_data(options, summary.skipped);
     const std::size_t labels_before = model->labels().size();
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);
@@ -206,7 +209,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
 }
 
 void print_training(const Training_summary& summary, std::ostream& out) {
-    out << summary.kc_file << ": " << grouped(summary.texts)
+    out << shown_text(summary.kc_file) << ": " << grouped(summary.texts)
         << (summary.texts == 1 ? " text, " : " texts, ") << grouped(summary.labels)
         << (summary.labels == 1 ? " label (" : " labels (") << grouped(summary.new_labels)
         << " new), " << grouped(summary.bytes) << " bytes\n";

@@ -25,9 +25,10 @@ struct Training_options {
     Model_options model = {};
     bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
-    bool replaces = false;           // a container that exists
-    double seconds_to_wait = 0.0;    // for another process that changes the container
-    CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
+    std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
+    bool replaces = false;                    // a container that exists
+    double seconds_to_wait = 0.0;             // for another process that changes the container
+    CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
 };
 
 struct Learning_options {
@@ -36,8 +37,9 @@ struct Learning_options {
     Given_analysis analysis = {};
     bool adds_categories = false;  // a label that the container does not know gets a category
     bool skips_bad_lines = false;
-    double seconds_to_wait = 0.0;    // likewise
-    CTProgress* progress = nullptr;  // BORROWS: likewise
+    std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
+    double seconds_to_wait = 0.0;             // likewise
+    CTProgress* progress = nullptr;           // BORROWS: likewise
     // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
 };

@@ -35,6 +35,18 @@ TEST(ExplanationTest, PrintsLabelScoreAndConceptsWithSigns) {
               "    +0.0000  x\n");
 }
 
+TEST(ExplanationTest, ControlCharactersAreEscapedForPeopleOnly) {
+    const Explanation hostile = {"a\tb\x1B[2J", "sp\u202Eort", 0.5, {{"go\xC2\x9B", 0.5}}};
+
+    EXPECT_EQ(printed(hostile),
+              "a\\x09b\\x1B[2J\n"
+              "  0.500  sp\\xE2\\x80\\xAEort\n"
+              "    +0.5000  go\\xC2\\x9B\n");
+    EXPECT_EQ(explanation_json(hostile)["text"], hostile.text);
+    EXPECT_EQ(explanation_json(hostile)["category"], hostile.label);
+    EXPECT_EQ(explanation_json(hostile)["concepts"][0]["concept"], "go\xC2\x9B");
+}
+
 TEST(ExplanationTest, SaysThatThereIsNoResult) {
     EXPECT_EQ(printed({"?", "", 0.0, {}}), "?\n  (no result)\n");
 }

@@ -186,6 +186,34 @@ TEST(LabelledTextTest, CountsSkippedLinesAndKeepsTheFirst) {
     EXPECT_EQ(skipped_of("a\tx\n\n"), "0 ");
 }
 
+TEST(LabelledTextTest, LineLongerThanTheLimitIsBad) {
+    const std::string data = "a\tone\r\na\ttwoo\nb\ttwo";
+    std::istringstream refused(data);
+    try {
+        read_labelled_texts(refused, "data.tsv", nullptr, Columns::kText, 5);
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(),
+                     "data.tsv:2: the line is longer than 5 bytes; --max-line raises the limit");
+    }
+
+    std::istringstream input(data);
+    Skipped_lines skipped;
+    const std::vector<Labelled_text> texts =
+        read_labelled_texts(input, "data.tsv", &skipped, Columns::kText, 5);
+    ASSERT_EQ(texts.size(), 2U);
+    EXPECT_EQ(texts[0].text, "one");
+    EXPECT_EQ(texts[1].text, "two");
+    EXPECT_EQ(texts[1].line, 3U);
+    EXPECT_EQ(skipped.count, 1U);
+}
+
+TEST(LabelledTextTest, SkippedLineOfFileWithControlCharactersIsOneLine) {
+    std::ostringstream out;
+    print_skipped({1, "a\nb:2: m"}, out);
+    EXPECT_EQ(out.str(), "zandrel: skipped 1 bad line, the first: a\\x0Ab:2: m\n");
+}
+
 TEST(LabelledTextTest, AddsSkippedLinesOfSeveralFiles) {
     Skipped_lines skipped;
     for (const char* const name : {"one.tsv", "two.tsv"}) {

@@ -18,6 +18,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 class LineFilterTest : public testing::Test {
@@ -132,6 +133,56 @@ TEST_F(LineFilterTest, KeepsALineOneLineWhateverTheLabels) {
     classify_lines({input, "<stdin>"}, m_options, model, out);
 
     EXPECT_THAT(out.str(), StartsWith("a b c\t"));
+}
+
+TEST_F(LineFilterTest, LineThatIsTooLongHasAnEmptyAnswer) {
+    const std::string lines = "goal\n" + std::string(5, 'x') + "\nbread";
+    std::istringstream input(lines);
+    std::ostringstream out;
+    std::vector<std::string> refused;
+
+    classify_lines({input, "in.txt", 5, [&](const std::string& text) { refused.push_back(text); }},
+                   m_options, m_model, out);
+    EXPECT_EQ(out.str(), Classified(lines));
+    EXPECT_THAT(refused, IsEmpty());
+
+    input = std::istringstream("goal\n" + std::string(6, 'x') + "\nbread");
+    out = std::ostringstream();
+    classify_lines({input, "in.txt", 5, [&](const std::string& text) { refused.push_back(text); }},
+                   m_options, m_model, out);
+    EXPECT_EQ(out.str(), Classified("goal\n\nbread"));
+    EXPECT_THAT(refused, ElementsAre("in.txt:2: the line is longer than 5 bytes; --max-line raises "
+                                     "the limit"));
+}
+
+TEST_F(LineFilterTest, LineThatIsTooLongIsAnObjectOfError) {
+    m_options.writes_json = true;
+    std::istringstream input("bread\ngoals");
+    std::ostringstream out;
+
+    classify_lines({input, "in.txt", 4}, m_options, m_model, out);
+
+    const std::string error =
+        "{\"error\":\"in.txt:1: the line is longer than 4 bytes; --max-line raises the limit\"}\n";
+    EXPECT_EQ(out.str(), error + "{\"error\":\"in.txt:2" + error.substr(18));
+}
+
+TEST_F(LineFilterTest, LineThatIsTooLongHasNoExplanation) {
+    std::istringstream input("bread\n:-)\n");
+    std::ostringstream out;
+
+    explain_lines({input, "in.txt", 4}, nullptr, false, m_model, out);
+    EXPECT_EQ(out.str(), "  (line is too long)\n:-)\n  (no result)\n");
+
+    input = std::istringstream("bread\n");
+    out = std::ostringstream();
+    explain_lines({input, "in.txt", 4}, nullptr, true, m_model, out);
+    EXPECT_THAT(out.str(), StartsWith("{\"error\":\"in.txt:1: the line is longer than 4 bytes"));
+}
+
+TEST_F(LineFilterTest, ExplanationsShowNoControlCharacters) {
+    EXPECT_THAT(Explained("goal\x1B[2J\u202E\n", nullptr, false),
+                StartsWith("goal\\x1B[2J\\xE2\\x80\\xAE\n  "));
 }
 
 TEST_F(LineFilterTest, ExplainsTheBestLabelOfEachLine) {

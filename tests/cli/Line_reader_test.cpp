@@ -1,8 +1,10 @@
-#include "cli/classify/Line_reader.h"
+#include "cli/data/Line_reader.h"
 
+#include <algorithm>
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <sys/resource.h>
 #include <utility>
 #include <vector>
 
@@ -43,6 +45,13 @@ private:
     std::size_t m_next = 0;
 };
 
+// Of the process so far, in KiB.
+long peak_memory() {
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
 std::vector<std::string> lines_read(std::istream& input) {
     Line_reader reader(input, [] {});
     std::vector<std::string> lines;
@@ -51,6 +60,24 @@ std::vector<std::string> lines_read(std::istream& input) {
         lines.emplace_back(line);
     }
     return lines;
+}
+
+// The lines of an input with a limit; "(too long)" for those above it.
+std::vector<std::string> limited_lines_of(std::istream& input, std::size_t longest) {
+    Line_reader reader(
+        input, [] {}, longest);
+    std::vector<std::string> lines;
+    std::string_view line;
+    while (reader.next(line)) {
+        EXPECT_TRUE(line.empty() || !reader.is_too_long());
+        lines.emplace_back(reader.is_too_long() ? "(too long)" : line);
+    }
+    return lines;
+}
+
+std::vector<std::string> limited_lines_of(const std::string& bytes, std::size_t longest) {
+    std::istringstream input(bytes);
+    return limited_lines_of(input, longest);
 }
 
 std::vector<std::string> lines_read(const std::string& bytes) {
@@ -107,6 +134,72 @@ TEST(LineReaderTest, SaysSoBeforeItReadsAndNotBefore) {
 
     EXPECT_THAT(events, ElementsAre("waiting", "read", "one", "two", "waiting", "read", "three",
                                     "waiting", "read"));
+}
+
+TEST(LineReaderTest, LineLongerThanTheLimitIsSkipped) {
+    EXPECT_THAT(limited_lines_of("abc\nabcd\nab\n\nabcdefgh\nc", 3),
+                ElementsAre("abc", "(too long)", "ab", "", "(too long)", "c"));
+}
+
+TEST(LineReaderTest, LastLineWithoutEndIsLimitedToo) {
+    EXPECT_THAT(limited_lines_of("abc", 3), ElementsAre("abc"));
+    EXPECT_THAT(limited_lines_of("a\nabcd", 3), ElementsAre("a", "(too long)"));
+    EXPECT_THAT(limited_lines_of(std::string(20000, 'a'), 3), ElementsAre("(too long)"));
+}
+
+TEST(LineReaderTest, CarriageReturnOfTheLineEndDoesNotCount) {
+    EXPECT_THAT(limited_lines_of("abc\r\nabcd\r\nabc\r", 3),
+                ElementsAre("abc\r", "(too long)", "abc\r"));
+    EXPECT_THAT(limited_lines_of("abc\r\r\n", 3), ElementsAre("(too long)"));
+}
+
+TEST(LineReaderTest, LimitCountsAllPiecesOfALine) {
+    std::vector<std::string> events;
+    Pieces pieces({"ab", "c", "\r", "\nab", "cd", "ef", "g\nab", "c"}, events);
+    std::istream input(&pieces);
+
+    EXPECT_THAT(limited_lines_of(input, 3), ElementsAre("abc\r", "(too long)", "abc"));
+}
+
+// Gives the byte that many times.
+class Endless : public std::streambuf {
+public:
+    explicit Endless(std::size_t size) : m_rest(size) {}
+
+protected:
+    int_type underflow() override {
+        const std::size_t size = std::min(m_rest, m_piece.size());
+        if (size == 0) {
+            return traits_type::eof();
+        }
+        m_rest -= size;
+        setg(m_piece.data(), m_piece.data(), m_piece.data() + size);
+        return traits_type::to_int_type('a');
+    }
+
+private:
+    std::size_t m_rest;
+    std::string m_piece = std::string(1U << 16U, 'a');
+};
+
+TEST(LineReaderTest, LineThatIsTooLongIsNeverInMemoryWhole) {
+    constexpr std::size_t kSize = std::size_t(256) << 20U;
+    Endless bytes(kSize);
+    std::istream input(&bytes);
+    const long before = peak_memory();
+
+    EXPECT_THAT(limited_lines_of(input, 1000), ElementsAre("(too long)"));
+
+    EXPECT_LT(peak_memory() - before, static_cast<long>(kSize / 1024 / 8));
+}
+
+TEST(LineReaderTest, FailureWithinALineThatIsTooLongIsNoLine) {
+    std::vector<std::string> events;
+    Pieces pieces({"one\nabcdef", "ghi", ""}, events);
+    std::istream input(&pieces);
+
+    EXPECT_THAT(limited_lines_of(input, 3), ElementsAre("one"));
+    EXPECT_TRUE(input.bad());
 }
 
 TEST(LineReaderTest, TakesTheRestBeforeAFailureForNoLine) {

@@ -158,6 +158,19 @@ TEST(ReportTest, LeavesOutConfusionsWhereThereIsNone) {
     EXPECT_THAT(report_of(evaluation, 10), Not(HasSubstr("confusions")));
 }
 
+TEST(ReportTest, ControlCharactersOfLabelsAreEscaped) {
+    Evaluation evaluation = example();
+    evaluation.metrics.confusions = {{"a\x1B[31m", "b\u202E", 12}, {"long enough", "c", 3}};
+    evaluation.assignments.categories = {{"d\x7F", {3, 1, 9}}};
+
+    const std::string report = report_of(evaluation, 10, true);
+
+    EXPECT_THAT(report, HasSubstr("     12  a\\x1B[31m   -> b\\xE2\\x80\\xAE\n"
+                                  "      3  long enough -> c\n"));
+    EXPECT_THAT(report, HasSubstr("\nd\\x7F "));
+    EXPECT_THAT(report, Not(HasSubstr("\x1B")));
+}
+
 }  // namespace
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 #include "cli/text/Text_folder.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -8,6 +9,23 @@
 namespace cli {
 
 namespace {
+
+// Of the classes 230 and 220: the folded form has the second one in front.
+constexpr std::string_view kAbove = "\u0301";
+constexpr std::string_view kBelow = "\u0316";
+
+std::string repeated(std::string_view text, std::size_t count) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+std::string folded(const std::string& text) {
+    Text_folder folder;
+    return std::string(folder.fold(text));
+}
 
 TEST(TextFolderTest, FoldsAsciiAsItDoesInsideOtherTexts) {
     Text_folder folder;
@@ -39,6 +57,50 @@ TEST(TextFolderTest, FoldsToNfkcCasefold) {
         SCOPED_TRACE(row.text);
         EXPECT_EQ(folder.fold(row.text), row.folded);
     }
+}
+
+TEST(TextFolderTest, ThirtyMarksInARowAreSorted) {
+    EXPECT_EQ(folded("x" + repeated(kAbove, 29) + std::string(kBelow)),
+              "x" + std::string(kBelow) + repeated(kAbove, 29));
+}
+
+TEST(TextFolderTest, ThirtyFirstMarkKeepsItsPlace) {
+    const std::string marks = repeated(kAbove, 30) + std::string(kBelow);
+
+    EXPECT_EQ(folded("x" + marks), "x" + marks);
+    EXPECT_EQ(folded(marks + "x"), marks + "x");
+}
+
+TEST(TextFolderTest, ThirtyFirstMarkIsNotComposedWithTheLetter) {
+    // U+0302 composes with e over marks of another class in between, but only within the unit.
+    EXPECT_EQ(folded("e" + repeated(kBelow, 29) + "\u0302"), "\u00EA" + repeated(kBelow, 29));
+    EXPECT_EQ(folded("e" + repeated(kBelow, 30) + "\u0302"), "e" + repeated(kBelow, 30) + "\u0302");
+}
+
+// The form removes soft hyphens, so marks on both sides of them would be sorted together.
+TEST(TextFolderTest, RemovedCharactersDoNotEndARowOfMarks) {
+    EXPECT_EQ(folded("x" + repeated(std::string(kAbove) + "\u00AD", 15) + std::string(kBelow)),
+              "x" + repeated(kAbove, 15) + std::string(kBelow));
+}
+
+TEST(TextFolderTest, LetterEndsARowOfMarks) {
+    EXPECT_EQ(folded("x" + repeated(kAbove, 30) + "E\u0301"),
+              "x" + repeated(kAbove, 30) + "\u00E9");
+}
+
+// Sorting all of them in one row takes minutes.
+TEST(TextFolderTest, TwoMegabytesOfMarksAreSortedInRowsOfThirty) {
+    constexpr std::size_t kPairs = 500000;
+    constexpr std::size_t kRows = kPairs / 15;
+    constexpr std::size_t kRest = kPairs % 15;
+
+    const std::string all =
+        folded("x" + repeated(std::string(kAbove) + std::string(kBelow), kPairs));
+
+    const std::string row = repeated(kBelow, 15) + repeated(kAbove, 15);
+    // Compared by the operator, since a failure would print megabytes.
+    EXPECT_TRUE(all ==
+                "x" + repeated(row, kRows) + repeated(kBelow, kRest) + repeated(kAbove, kRest));
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -16,6 +18,12 @@
 namespace cli {
 
 namespace {
+
+// What is raised here has no handler.
+template <class Work>
+void without_handler(const Work& work) noexcept {
+    work();
+}
 
 // A statement that ends a process runs in one that begins the test anew, so that no earlier test
 // has left a change or handlers there. Only the first process sees which files are left.
@@ -59,6 +67,36 @@ TEST_F(EndingSignalsTest, SignalLeavesAFileThatIsFinished) {
     };
     EXPECT_EXIT(end(), testing::KilledBySignal(SIGTERM), "");
     EXPECT_TRUE(std::filesystem::exists(Path()));
+}
+
+TEST_F(EndingSignalsTest, LackOfMemoryRemovesAnUnfinishedFileAndHasAStatus) {
+    MakeFile();
+    const auto end = [] {
+        prepare_for_lack_of_memory();
+        const std::string path = Path();
+        const Unfinished_file unfinished(path.c_str());
+        without_handler([] { throw std::bad_alloc(); });
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(kInternalError), "^zandrel: not enough memory\n$");
+    EXPECT_FALSE(std::filesystem::exists(Path()));
+}
+
+TEST_F(EndingSignalsTest, LackOfMemoryAfterAChangeTellsOfTheChange) {
+    const auto end = [] {
+        prepare_for_lack_of_memory();
+        note_change("a.kc");
+        without_handler([] { throw std::bad_alloc(); });
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(kChangedThenFailed),
+                "^zandrel: not enough memory\nzandrel: a.kc has been changed all the same");
+}
+
+TEST_F(EndingSignalsTest, OtherExceptionWithoutHandlerAborts) {
+    const auto end = [] {
+        prepare_for_lack_of_memory();
+        without_handler([] { throw std::runtime_error("broken"); });
+    };
+    EXPECT_EXIT(end(), testing::KilledBySignal(SIGABRT), "broken");
 }
 
 TEST_F(EndingSignalsTest, IgnoredSignalStaysIgnored) {

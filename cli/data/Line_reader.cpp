@@ -1,25 +1,43 @@
-#include "cli/classify/Line_reader.h"
+#include "cli/data/Line_reader.h"
 
 #include <array>
+
+#include "cli/data/Data_lines.h"
 
 namespace cli {
 
 bool Line_reader::next(std::string_view& line) {
+    m_is_too_long = false;
     std::size_t end = m_bytes.find('\n', m_looked);
     while (end == std::string::npos) {
         m_looked = m_bytes.size();
+        drop_excess();
         if (!read_more()) {
-            line = {m_bytes.data() + m_begin, m_bytes.size() - m_begin};
+            line = limited({m_bytes.data() + m_begin, m_bytes.size() - m_begin});
             m_begin = m_bytes.size();
             m_looked = m_begin;
-            return !line.empty() && !m_input.bad();
+            return (m_is_too_long || !line.empty()) && !m_input.bad();
         }
         end = m_bytes.find('\n', m_looked);
     }
-    line = {m_bytes.data() + m_begin, end - m_begin};
+    line = limited({m_bytes.data() + m_begin, end - m_begin});
     m_begin = end + 1;
     m_looked = m_begin;
     return true;
+}
+
+// The last byte may be the CR of the line's end, which does not count.
+void Line_reader::drop_excess() {
+    const std::size_t size = m_looked - m_begin;
+    if (m_is_too_long || (size > 0 && size - 1 > m_longest)) {
+        m_is_too_long = true;
+        m_begin = m_looked;
+    }
+}
+
+std::string_view Line_reader::limited(std::string_view line) {
+    m_is_too_long = m_is_too_long || without_carriage_return(line).size() > m_longest;
+    return m_is_too_long ? std::string_view() : line;
 }
 
 // Waits for one byte at least, and takes what has come with it.
