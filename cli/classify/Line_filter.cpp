@@ -1,11 +1,13 @@
 #include "cli/classify/Line_filter.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/classify/Line_reader.h"
+#include "cli/classify/Text_column.h"
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 #include "cli/model/Explanation.h"
@@ -19,15 +21,18 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// Calls `answer` with each line, empty ones too.
+// Calls `answer` with the text of each line, empty ones too.
 template <class Answer>
-void answer_lines(const Line_input& input, std::ostream& out, const Answer& answer) {
+void answer_lines(const Line_input& input, const Text_model& model, std::ostream& out,
+                  const Answer& answer) {
+    Text_column column(input.name, input.column, model, input.warn);
     Line_reader reader(input.stream, [&out] { out.flush(); });
     std::string_view line;
     errno = 0;
-    for (bool is_first = true; out.good() && reader.next(line); is_first = false) {
+    for (std::size_t number = 1; out.good() && reader.next(line); ++number) {
         line = without_carriage_return(line);
-        answer(is_first ? without_byte_order_mark(line) : line);
+        line = number == 1 ? without_byte_order_mark(line) : line;
+        answer(column.text_of(line, number));
     }
     if (input.stream.bad()) {
         throw Input_error(input.name, reason_of_failure());
@@ -73,7 +78,7 @@ void drop_below(double threshold, Ranking& ranking) {
 
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out) {
-    answer_lines(input, out, [&](std::string_view text) {
+    answer_lines(input, model, out, [&](std::string_view text) {
         Ranking ranking = model.rank(text, options.wanted_labels);
         drop_below(options.threshold, ranking);
         if (options.writes_json) {
@@ -86,7 +91,7 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
 
 void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
                    std::ostream& out) {
-    answer_lines(input, out, [&](std::string_view text) {
+    answer_lines(input, model, out, [&](std::string_view text) {
         const Explanation explanation =
             node == nullptr ? model.explain(text) : model.explain(text, node);
         if (writes_json) {

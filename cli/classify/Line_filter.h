@@ -2,7 +2,10 @@
 #ifndef ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_
 #define ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_
 
+#include <cstddef>
+#include <functional>
 #include <istream>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -17,6 +20,9 @@ class Text_model;
 struct Line_input {
     std::istream& stream;
     std::string name;  // for messages
+    // Where the text of a line begins, and what takes a warning (Text_column).
+    std::optional<std::size_t> column = {};
+    std::function<void(const std::string&)> warn = {};
 };
 
 struct Classify_options {
