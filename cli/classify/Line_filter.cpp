@@ -1,10 +1,12 @@
 #include "cli/classify/Line_filter.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
 
+#include "cli/classify/Text_column.h"
 #include "cli/data/Data_lines.h"
 #include "cli/data/Line_reader.h"
 #include "cli/errors.h"
@@ -19,11 +21,12 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// Calls `answer` with each line, empty ones too, but for a line that is too long `answer_error`
+// Calls `answer` with the text of each line, empty ones too, but for a line that is too long `answer_error`
 // with the message.
 template <class Answer, class Answer_error>
-void answer_lines(const Line_input& input, std::ostream& out, const Answer& answer,
-                  const Answer_error& answer_error) {
+void answer_lines(const Line_input& input, const Text_model& model, std::ostream& out,
+                  const Answer& answer, const Answer_error& answer_error) {
+    Text_column column(input.name, input.column, model, input.warn);
     Line_reader reader(
         input.stream, [&out] { out.flush(); }, input.longest_line);
     std::string_view line;
@@ -39,7 +42,8 @@ void answer_lines(const Line_input& input, std::ostream& out, const Answer& answ
             continue;
         }
         line = without_carriage_return(line);
-        answer(number == 1 ? without_byte_order_mark(line) : line);
+        line = number == 1 ? without_byte_order_mark(line) : line;
+        answer(column.text_of(line, number));
     }
     if (input.stream.bad()) {
         throw Input_error(input.name, reason_of_failure());
@@ -96,7 +100,7 @@ void drop_below(double threshold, Ranking& ranking) {
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out) {
     answer_lines(
-        input, out,
+        input, model, out,
         [&](std::string_view text) {
             Ranking ranking = model.rank(text, options.wanted_labels);
             drop_below(options.threshold, ranking);
@@ -112,7 +116,7 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
 void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
                    std::ostream& out) {
     answer_lines(
-        input, out,
+        input, model, out,
         [&](std::string_view text) {
             const Explanation explanation =
                 node == nullptr ? model.explain(text) : model.explain(text, node);

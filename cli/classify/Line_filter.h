@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <istream>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -24,6 +25,9 @@ struct Line_input {
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is skipped and refused
     // Takes the message about a line that is too long, when that line is met. May be empty.
     std::function<void(const std::string& message)> refuse = {};
+    // Where the text of a line begins, and what takes a warning (Text_column).
+    std::optional<std::size_t> column = {};
+    std::function<void(const std::string&)> warn = {};
 };
 
 struct Classify_options {

@@ -66,6 +66,7 @@ Evaluation evaluation_of(Evaluate_words& words) {
     settle_options(words);
     Long_work work;
     words.options.progress = &work.progress();
+    words.options.warn = [&work](const std::string& text) { work.warn(text); };
     if (words.options.kc_file.empty()) {
         return evaluate(words.options);
     }
@@ -84,17 +85,17 @@ void print_evaluation(Evaluate_words& words) {
 }
 
 void add_data_options(CLI::App& command, Evaluation_options& options) {
-    command.add_option("--train", options.train_file, "Data file to learn from")
+    command.add_option("--train", options.train_file, "Data file to learn from; -: standard input")
         ->check(error_of_file_name)
         ->type_name("FILE");
-    command.add_option("--test", options.test_file, "Data file to classify")
+    command.add_option("--test", options.test_file, "Data file to classify; -: standard input")
         ->check(error_of_file_name)
         ->type_name("FILE");
     command.add_flag("--bootstrap", options.bootstraps,
                      "Start from the titles and keywords of the training data alone");
     CLI::Option* const learn = command
                                    .add_option("--learn", options.learn_file,
-                                               "Data file to learn after training, in bulks")
+                                               "Data file to learn after training, in bulks; -: standard input")
                                    ->check(error_of_file_name)
                                    ->type_name("FILE");
     command.add_option("--bulk", options.bulk_size, "How many texts a bulk has")
@@ -134,7 +135,9 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
                                             "File of a knowledge container, instead of --train")
                                 ->check(error_of_file_name)
                                 ->type_name("");
-    command.add_option("DATA", words.data_file, "Data file to classify, instead of --test")
+    command
+        .add_option("DATA", words.data_file,
+                    "Data file to classify, instead of --test; -: standard input")
         ->type_name("");
     for (const char* const name :
          {"--train", "--test", "--bootstrap", "--groups", "--options", "--set"}) {

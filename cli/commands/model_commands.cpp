@@ -1,11 +1,11 @@
 #include "cli/commands/model_commands.h"
 
-#include <fstream>
+#include <cstddef>
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
-#include <type_traits>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -14,7 +14,7 @@
 #include "cli/commands/analysis_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
-#include "cli/data/Data_lines.h"
+#include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Stored_model.h"
@@ -83,7 +83,9 @@ void add_kc_argument(CLI::App& command, std::string& kc_file) {
 }
 
 void add_data_arguments(CLI::App& command, std::vector<std::string>& data_files) {
-    command.add_option("DATA", data_files, "Data files")->required()->type_name("");
+    command.add_option("DATA", data_files, "Data files; -: standard input")
+        ->required()
+        ->type_name("");
 }
 
 // `Options` are Training_options or Learning_options.
@@ -106,9 +108,7 @@ void run(Options& options, Training_summary (*work_on)(const Options&), bool wri
     {
         Long_work work;
         options.progress = &work.progress();
-        if constexpr (std::is_same_v<Options, Learning_options>) {
-            options.warn = [&work](const std::string& text) { work.warn(text); };
-        }
+        options.warn = [&work](const std::string& text) { work.warn(text); };
         summary = work_on(options);
     }
     print(summary, writes_json);
@@ -179,6 +179,7 @@ struct Filter_words {
     std::size_t longest_line = kLongestLine;
     Analysis_names analysis;
     Classify_options classify;
+    std::optional<std::size_t> column;
     std::string category;  // path; empty: the best of each line
     bool writes_json = false;
 };
@@ -190,6 +191,10 @@ std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     return read_model(words.kc_file, given, &work.progress());
 }
 
+void warn(const std::string& text) {
+    std::cerr << "zandrel: " << shown_message(text) << '\n';
+}
+
 // Lines that are too long are reported, and make the exit status of bad data.
 void with_lines_of(const Filter_words& words, Command_result& result,
                    const std::function<void(const Line_input&)>& take) {
@@ -197,13 +202,12 @@ void with_lines_of(const Filter_words& words, Command_result& result,
         std::cerr << shown_message(message) << '\n';
         result.status = kDataError;
     };
-    if (words.text_file != "-") {
-        std::ifstream stream = open_data_file(words.text_file);
-        take({stream, words.text_file, words.longest_line, refuse});
-        return;
+    Data_input input(words.text_file);
+    if (waits_for_typing({words.text_file})) {
+        warn(typing_note("texts, one on each line"));
     }
     std::cin.tie(nullptr);  // the filters say themselves when their output is due
-    take({std::cin, "<stdin>", words.longest_line, refuse});
+    take({input.stream(), input.name(), words.longest_line, refuse, words.column, warn});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -244,6 +248,11 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
     command
         ->add_option("FILE", words.text_file, "File with a text a line; none or -: standard input")
         ->type_name("");
+    command
+        ->add_option("--column", words.column,
+                     "The text of a line begins at its column N, after N-1 tabs: 2 in data files")
+        ->check(CLI::Range(1, kLongestList).description(""))
+        ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
     add_max_line_option(*command, words.longest_line);
     return *command;

@@ -1,8 +1,8 @@
 #include "cli/data/Labelled_text.h"
 
 #include <algorithm>
-#include <fstream>
 
+#include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
@@ -101,13 +101,13 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
 
 std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped,
                                               Columns columns, std::size_t longest_line) {
-    std::ifstream input = open_data_file(path);
+    Data_input input(path);
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
     std::vector<Labelled_text> texts =
-        read_labelled_texts(input, path, skipped, columns, longest_line);
+        read_labelled_texts(input.stream(), input.name(), skipped, columns, longest_line);
     if (texts.empty()) {
         const bool has_bad_lines = skipped != nullptr && skipped->count > skipped_before;
-        throw Data_error(path, has_bad_lines ? "no good data line" : "no data line");
+        throw Data_error(input.name(), has_bad_lines ? "no good data line" : "no data line");
     }
     return texts;
 }

@@ -42,7 +42,7 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
                                                Skipped_lines* skipped = nullptr,
                                                Columns columns = Columns::kText,
                                                std::size_t longest_line = kLongestLine);
-// Reads a whole file, which must hold a data line at least.
+// Reads a whole file, which must hold a data line at least. "-" is standard input.
 // RAISES: as above; also Input_error for a file that cannot be opened, and Data_error for one
 // without a data line, or with none that is good.
 std::vector<Labelled_text> read_labelled_file(const std::string& path,

@@ -8,6 +8,8 @@
 
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/data/Data_input.h"
+#include "cli/data/Data_warnings.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
@@ -175,9 +177,21 @@ Texts texts_to_train(const Evaluation_options& options, Skipped_lines* skipped) 
     return read_labelled_file(options.train_file, skipped, columns, options.longest_line);
 }
 
+void check_input(const Evaluation_options& options) {
+    const std::vector<std::string> files = {options.train_file, options.test_file,
+                                            options.learn_file.value_or("")};
+    check_read_once(files);
+    if (options.warn && waits_for_typing(files)) {
+        options.warn(typing_note(options.bootstraps && is_standard_input(options.train_file)
+                                     ? "lines label<TAB>text<TAB>title<TAB>keywords"
+                                     : "lines label<TAB>text"));
+    }
+}
+
 Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     const Waiting_for_input waiting;
     check_interrupt(options.progress);
+    check_input(options);
     Data data;
     data.to_train = texts_to_train(options, skipped);
     data.to_classify =
@@ -187,6 +201,32 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
             read_labelled_file(*options.learn_file, skipped, Columns::kText, options.longest_line);
     }
     return data;
+}
+
+void warn_of_data(const Evaluation_options& options, const Data& data,
+                  const std::vector<std::string>& known_labels) {
+    if (!options.warn) {
+        return;
+    }
+    const Named_texts test = {input_name(options.test_file), data.to_classify};
+    for (const std::string& warning :
+         options.kc_file.empty()
+             ? evaluation_warnings({input_name(options.train_file), data.to_train}, test)
+             : evaluation_warnings(known_labels, test)) {
+        options.warn(warning);
+    }
+}
+
+// A model that is trained here knows the labels of its data, so its warnings need not wait for it.
+std::unique_ptr<Text_model> model_of(const Evaluation_options& options, const Data& data,
+                                     Evaluation& result) {
+    if (options.kc_file.empty()) {
+        warn_of_data(options, data, {});
+        return trained_model(options, data.to_train, result);
+    }
+    std::unique_ptr<Text_model> model = loaded_model(options, result);
+    warn_of_data(options, data, model->labels());
+    return model;
 }
 
 std::size_t peak_memory_bytes() {
@@ -204,9 +244,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     result.classifying = {data.to_classify.size(), text_bytes(data.to_classify)};
 
     check_interrupt(options.progress);
-    const std::unique_ptr<Text_model> made = options.kc_file.empty()
-                                                 ? trained_model(options, data.to_train, result)
-                                                 : loaded_model(options, result);
+    const std::unique_ptr<Text_model> made = model_of(options, data, result);
     Text_model& model = *made;
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,9 @@ struct Evaluation_options {
     std::optional<std::string> text_to_explain;
     Model_options model;
     CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
+    // Takes what is probably a mistake in the data (evaluation_warnings), before the long work. May
+    // be empty.
+    std::function<void(const std::string&)> warn = {};
 };
 
 // What went through one phase and what it cost.
@@ -68,9 +72,10 @@ struct Evaluation {
     std::size_t peak_memory_bytes = 0;  // of the process, the files' texts included
 };
 
+// Each data file may be "-", standard input.
 // RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error: all files are read
-// before any work is done. Bad lines are no error if they are skipped. What read_model raises, and
-// Data_error if a compact container is to learn.
+// before any work is done. Usage_error if standard input is named twice. Bad lines are no error if
+// they are skipped. What read_model raises, and Data_error if a compact container is to learn.
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

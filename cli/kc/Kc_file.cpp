@@ -92,6 +92,12 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
     file.take_place();
 }
 
+// A key made of a number has the same four bytes as the number in the file: the highest first.
+std::string first_bytes_of_kc() {
+    return Hpack::MakeStringKey(Hpack::kMagic).str() +
+           Hpack::MakeStringKey(Zandrel::kKcFileId).str();
+}
+
 }  // namespace
 
 // The library's device gives no reasons, so we look for the usual ones before it opens the file.
@@ -113,9 +119,7 @@ void check_readable(const std::string& path) {
 
 bool begins_as_kc(const std::string& path) {
     check_readable(path);
-    // A key made of a number has the same four bytes as the number in the file: the highest first.
-    const std::string wanted =
-        Hpack::MakeStringKey(Hpack::kMagic).str() + Hpack::MakeStringKey(Zandrel::kKcFileId).str();
+    const std::string wanted = first_bytes_of_kc();
     std::ifstream file = open_data_file(path);
     std::string start(wanted.size(), '\0');
     errno = 0;
@@ -124,6 +128,21 @@ bool begins_as_kc(const std::string& path) {
         throw Input_error(path, reason_of_failure());
     }
     return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
+}
+
+// The bytes are all in the buffer of the stream, so they can be put back.
+bool begins_as_kc(std::istream& input) {
+    const std::string wanted = first_bytes_of_kc();
+    const auto size = static_cast<std::streamsize>(wanted.size());
+    if (input.peek() == std::istream::traits_type::eof() || input.rdbuf()->in_avail() < size) {
+        return false;
+    }
+    std::string start(wanted.size(), '\0');
+    input.rdbuf()->sgetn(start.data(), size);
+    for (std::streamsize i = 0; i < size; ++i) {
+        input.rdbuf()->sungetc();
+    }
+    return start == wanted;
 }
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {

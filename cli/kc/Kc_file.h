@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_KC_KC_FILE_H_
 #define ZANDREL_CLI_KC_KC_FILE_H_
 
+#include <istream>
 #include <string>
 
 #include "zandrel/foundation/CTProgress.h"
@@ -19,6 +20,9 @@ void check_readable(const std::string& path);
 // Returns whether the file begins as a container does. The rest may be damaged or unfinished.
 // RAISES: likewise.
 bool begins_as_kc(const std::string& path);
+// The same for a stream, whose position remains. Looks only at the bytes that have come with the
+// first one, which is waited for.
+bool begins_as_kc(std::istream& input);
 
 // Reads the knowledge container of a file, and verifies its seal if there is one. `progress` may be
 // null.

@@ -1,6 +1,8 @@
 #include "cli/train/Training.h"
 
+#include <cerrno>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -11,6 +13,8 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/data/Data_input.h"
+#include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
@@ -31,7 +35,7 @@ namespace {
 using Texts = std::vector<Labelled_text>;
 
 struct Data_file {
-    std::string path;
+    std::string name;  // for messages
     Texts texts;
 };
 
@@ -55,9 +59,11 @@ void check_overwriting(const Target_file& target, const Training_options& option
 // Read with --skip-bad, the bytes of a container might pass for texts.
 // RAISES: Usage_error.
 void check_data_files(const std::string& kc_file, const std::vector<std::string>& data_files) {
+    check_read_once(data_files);
     for (const std::string& data_file : data_files) {
         std::error_code ignored;  // of a file that is not there
-        if (std::filesystem::equivalent(kc_file, data_file, ignored)) {
+        if (!is_standard_input(data_file) &&
+            std::filesystem::equivalent(kc_file, data_file, ignored)) {
             throw Usage_error(shown_file(data_file) +
                               " is the knowledge container, and no data file");
         }
@@ -70,12 +76,25 @@ void check_interrupt(CTProgress* progress) {
     }
 }
 
+bool is_kc_on_standard_input() {
+    errno = 0;
+    const bool is_kc = begins_as_kc(std::cin);
+    if (std::cin.bad()) {
+        throw Input_error(input_name("-"), reason_of_failure());
+    }
+    return is_kc;
+}
+
+bool is_file_of_kc(const std::string& path) {
+    std::error_code ignored;  // of a file that is not there
+    return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
+}
+
 // Read with --skip-bad, a container might pass for texts.
 // RAISES: Data_error; Input_error.
 void check_is_no_kc(const std::string& path) {
-    std::error_code ignored;  // of a file that is not there
-    if (std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path)) {
-        throw Data_error(path, "this is a knowledge container, and no data file");
+    if (is_standard_input(path) ? is_kc_on_standard_input() : is_file_of_kc(path)) {
+        throw Data_error(input_name(path), "this is a knowledge container, and no data file");
     }
 }
 
@@ -84,15 +103,31 @@ template <class Options>
 std::vector<Data_file> read_data(const Options& options, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
     check_interrupt(options.progress);
+    if (options.warn && waits_for_typing(options.data_files)) {
+        options.warn(typing_note("lines label<TAB>text"));
+    }
     std::vector<Data_file> files;
     files.reserve(options.data_files.size());
     for (const std::string& path : options.data_files) {
         check_is_no_kc(path);
-        files.push_back(
-            {path, read_labelled_file(path, options.skips_bad_lines ? &skipped : nullptr,
-                                      Columns::kText, options.longest_line)});
+        files.push_back({input_name(path),
+                         read_labelled_file(path, options.skips_bad_lines ? &skipped : nullptr,
+                                            Columns::kText, options.longest_line)});
     }
     return files;
+}
+
+void warn_of_data(const Training_options& options, const std::vector<Data_file>& files) {
+    if (!options.warn) {
+        return;
+    }
+    std::vector<Named_texts> named;
+    for (const Data_file& file : files) {
+        named.push_back({file.name, file.texts});
+    }
+    for (const std::string& warning : training_warnings(named)) {
+        options.warn(warning);
+    }
 }
 
 // The texts of all files, which are then empty.
@@ -112,7 +147,7 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
     try {
         model.add_label(label);
     } catch (const qtX<zeLogicalTree>& error) {
-        throw Data_error(file.path, line,
+        throw Data_error(file.name, line,
                          "label \"" + shown_value(label) +
                              "\" cannot be added: " + shown_complaint(error.what()));
     }
@@ -127,7 +162,7 @@ void settle_labels(const Data_file& file, bool adds_categories, Text_model& mode
             }
             if (!adds_categories) {
                 throw Data_error(
-                    file.path, text.line,
+                    file.name, text.line,
                     "unknown label \"" + shown_value(label) + "\"; --add-categories adds it");
             }
             add_label(label, file, text.line, model);
@@ -172,6 +207,7 @@ Training_summary train_kc(const Training_options& options) {
     check_overwriting(lock.target(), options);  // another process may have made one while we waited
     Replacement_file::try_out(lock);
     std::vector<Data_file> files = read_data(options, summary.skipped);
+    warn_of_data(options, files);
     const Texts texts = joined(files);
     check_interrupt(options.progress);
     Text_model model(options.model);

@@ -29,6 +29,8 @@ struct Training_options {
     bool replaces = false;                    // a container that exists
     double seconds_to_wait = 0.0;             // for another process that changes the container
     CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
+    // Takes what the user should know before the work begins. May be empty.
+    std::function<void(const std::string&)> warn = {};
 };
 
 struct Learning_options {
@@ -55,13 +57,14 @@ struct Training_summary {
 };
 
 // Both leave the file as it was if they fail, unless the change has been noted before
-// (note_change). Both raise Usage_error if the container is one of the data files.
+// (note_change). Both raise Usage_error if the container is one of the data files, or if standard
+// input, "-", is named twice.
 //
-// Trains on the texts of all files together and writes the container.
-// RAISES: Input_error, Data_error and Output_error, and what Kc_lock raises, where the target is
-// tried before the work begins; Data_error for a target that exists and is no container,
-// Usage_error for a container that is not to be replaced; what Text_model::train raises;
-// qtX<zeWorkflow> 2 "Process interrupted".
+// Trains on the texts of all files together and writes the container. Warns before it trains of
+// what is probably a mistake in the data (training_warnings). RAISES: Input_error, Data_error and
+// Output_error, and what Kc_lock raises, where the target is tried before the work begins;
+// Data_error for a target that exists and is no container, Usage_error for a container that is not
+// to be replaced; what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted".
 Training_summary train_kc(const Training_options& options);
 
 // Reads the container, learns the texts of all files as one bulk, and writes it back. Warns before

@@ -14,6 +14,7 @@
 #include "cli/evaluate/Report_json.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/train/Training.h"
+#include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
 
 namespace cli {
@@ -22,6 +23,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::StartsWith;
 
 // Files of its own for each process, since tests run side by side.
 class EvaluationTest : public testing::Test {
@@ -77,6 +79,63 @@ TEST_F(EvaluationTest, CountsEveryTextWhateverTheirNumber) {
         EXPECT_EQ(evaluation.metrics.texts, static_cast<std::size_t>(count) + 1);
         EXPECT_EQ(evaluation.metrics.correct, static_cast<std::size_t>(count));
     }
+}
+
+TEST_F(EvaluationTest, WarnsOfTrainingDataAndTestData) {
+    std::vector<std::string> warnings;
+    m_options.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    Train(times(10, "sport\tgoal\nfood\tbread\n") + "food\t\xFF\n");
+    Test(times(10, "Sport\tgoal\n"));
+
+    evaluate(m_options);
+
+    EXPECT_THAT(warnings, ElementsAre(StartsWith(m_options.train_file + ": 1 byte in 1 line"),
+                                      StartsWith(m_options.test_file + ": the model knows none"),
+                                      EndsWith(": \"Sport\", \"sport\"")));
+}
+
+TEST_F(EvaluationTest, WarnsOfDataForAContainer) {
+    const Scratch_folder folder;
+    Train(times(10, "sport\tgoal\nfood\tbread\n"));
+    Test(times(10, "Sport\tgoal\n"));
+    train_kc({folder.file("a.kc"), {m_options.train_file}, m_options.model});
+    std::vector<std::string> warnings;
+    Evaluation_options options;
+    options.kc_file = folder.file("a.kc");
+    options.test_file = m_options.test_file;
+    options.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+
+    evaluate(options);
+
+    EXPECT_THAT(warnings, ElementsAre(StartsWith(options.test_file + ": the model knows none"),
+                                      EndsWith(": \"Sport\", \"sport\"")));
+}
+
+TEST_F(EvaluationTest, EachFileMayBeStandardInput) {
+    const std::string data = "sport\tgoal\nfood\tbread\n";
+    Train(data);
+    Test(data);
+    Learn(data, 1);
+    const Evaluation_options files = m_options;
+    Evaluation_options rows[] = {files, files, files};
+    rows[0].train_file = "-";
+    rows[1].test_file = "-";
+    rows[2].learn_file = "-";
+
+    for (const Evaluation_options& options : rows) {
+        const Typed_input typed(data);
+        const Evaluation evaluation = evaluate(options);
+        EXPECT_EQ(evaluation.training->texts, 2U);
+        EXPECT_EQ(evaluation.metrics.correct, 2U);
+        EXPECT_EQ(evaluation.learning.size(), 3U);
+    }
+}
+
+TEST_F(EvaluationTest, StandardInputNamedTwiceIsRefused) {
+    m_options.train_file = m_options.test_file = "-";
+    const Typed_input typed("sport\tgoal\n");
+
+    EXPECT_THROW(evaluate(m_options), Usage_error);
 }
 
 TEST_F(EvaluationTest, KnowsSizesAndLabels) {

@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <filesystem>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <sys/resource.h>
 
@@ -204,6 +206,29 @@ TEST(KcFileTest, KnowsAContainerByItsFirstBytes) {
     EXPECT_FALSE(begins_as_kc(folder.write("a.kc", "\x4A\x5B\x6C\x84\x27\x8F\x9D\x41")));
     EXPECT_THROW(begins_as_kc(folder.path()), Input_error);
     EXPECT_THROW(begins_as_kc(folder.file("missing.kc")), Input_error);
+}
+
+TEST(KcFileTest, StreamThatBeginsAsAContainerKeepsItsPosition) {
+    const std::string start = "\x4A\x5B\x6C\x84\x27\x8F\x9D\x40";
+
+    const struct {
+        std::string content;
+        bool is_kc;
+    } rows[] = {{start + "rest", true},
+                {start, true},
+                {start.substr(0, 7), false},
+                {"", false},
+                {"sport\tgoal", false}};
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.content);
+        std::istringstream input(row.content);
+        EXPECT_EQ(begins_as_kc(input), row.is_kc);
+        input.clear();
+        const std::string left{std::istreambuf_iterator<char>(input),
+                               std::istreambuf_iterator<char>()};
+        EXPECT_EQ(left, row.content);
+    }
 }
 
 // Whatever the library finds, it is told of this file and as its fault.

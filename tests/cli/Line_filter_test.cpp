@@ -208,6 +208,44 @@ TEST_F(LineFilterTest, ExplainsTheNodeThatIsGiven) {
     EXPECT_EQ(line, R"({"text":"","category":"food","score":0.0,"concepts":[]})");
 }
 
+TEST_F(LineFilterTest, ColumnOfALineIsClassified) {
+    std::istringstream input("\uFEFFfood\tgoal\r\nsport\n\nfood\tgoal\tgoal\n");
+    std::ostringstream out;
+    std::vector<std::string> warnings;
+    const auto warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+
+    classify_lines({input, "in.tsv", 2, warn}, m_options, m_model, out);
+
+    const std::string goal = Classified("goal\n");
+    EXPECT_EQ(out.str(), goal + "\n\n" + Classified("goal goal\n"));
+    EXPECT_THAT(warnings, ElementsAre(StartsWith("in.tsv:2: there is no column 2")));
+}
+
+TEST_F(LineFilterTest, ColumnOfALineIsExplained) {
+    std::istringstream input("food\tgoal\n");
+    std::ostringstream out;
+
+    explain_lines({input, "in.tsv", 2}, nullptr, false, m_model, out);
+
+    EXPECT_EQ(out.str(), Explained("goal\n", nullptr, false));
+}
+
+TEST_F(LineFilterTest, DataLinesAreNoticedOnce) {
+    std::vector<std::string> warnings;
+    const auto warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    const std::string lines = "\uFEFFgoal\r\nfood\tgoal\r\nfood\tbread\r\n";
+    std::ostringstream out;
+    std::istringstream to_classify(lines);
+    std::istringstream to_explain(lines);
+
+    classify_lines({to_classify, "in.tsv", {}, warn}, m_options, m_model, out);
+    EXPECT_EQ(out.str(), Classified(lines));
+    explain_lines({to_explain, "<stdin>", {}, warn}, nullptr, false, m_model, out);
+
+    EXPECT_THAT(warnings, ElementsAre(StartsWith("in.tsv:2: this looks like a data line"),
+                                      StartsWith("<stdin>:2: this looks like a data line")));
+}
+
 TEST_F(LineFilterTest, RaisesAnInputThatCannotBeRead) {
     std::istringstream input("goal\n");
     input.setstate(std::ios::badbit);

@@ -26,6 +26,7 @@
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/model/Text_model.h"
+#include "tests/cli/Typed_input.h"
 #include "tests/cli/interrupted_progress.h"
 #include "tests/cli/scratch_folder.h"
 
@@ -485,6 +486,72 @@ TEST_F(TrainingTest, ReadsTheContainerBeforeTheData) {
     } catch (const Input_error& error) {
         EXPECT_THAT(error.what(), StartsWith("cannot read " + m_path));
     }
+}
+
+TEST_F(TrainingTest, TrainingWarnsOfItsData) {
+    std::vector<std::string> warnings;
+    m_training.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+
+    Train("label\ttext\nsport\tgoal\nsport\tmatch\n");
+
+    const std::string data = m_folder.file("train.tsv");
+    EXPECT_THAT(warnings,
+                ElementsAre(StartsWith(data + ":1: this looks like a header line"),
+                            StartsWith(data + ": there are more labels (2) than a fifth of the "),
+                            StartsWith(data + ": 1 label has a single text: \"label\"")));
+    EXPECT_EQ(Model()->labels().size(), 2U);
+}
+
+TEST_F(TrainingTest, StandardInputIsADataFile) {
+    m_training.data_files = {m_folder.write("train.tsv", "sport\tgoal\n"), "-"};
+    m_learning.data_files = {"-"};
+    {
+        const Typed_input typed("food\tbread\n");
+        EXPECT_EQ(train_kc(m_training).texts, 2U);
+    }
+    {
+        const Typed_input typed("sport\tmatch\nfood\tcheese\n");
+        EXPECT_EQ(learn_into_kc(m_learning).texts, 2U);
+    }
+
+    EXPECT_EQ(Model()->rank("bread", 1).front().label, "food");
+    EXPECT_EQ(Model()->rank("cheese", 1).front().label, "food");
+}
+
+TEST_F(TrainingTest, UnknownLabelOfStandardInputIsNamed) {
+    Train("sport\tgoal\n");
+    const Typed_input typed("food\tbread\n");
+    m_learning.data_files = {"-"};
+
+    try {
+        learn_into_kc(m_learning);
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(), "<stdin>:1: unknown label \"food\"; --add-categories adds it");
+    }
+}
+
+TEST_F(TrainingTest, ContainerOnStandardInputIsRefused) {
+    Train("sport\tgoal\n");
+    m_learning.data_files = {"-"};
+    m_learning.skips_bad_lines = true;
+    const Typed_input typed(m_folder.content("a.kc") + "\nsport\tmatch\n");
+
+    try {
+        learn_into_kc(m_learning);
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(), "<stdin>: this is a knowledge container, and no data file");
+    }
+}
+
+TEST_F(TrainingTest, StandardInputNamedTwiceIsRefused) {
+    Train("sport\tgoal\n");
+    m_training.data_files = m_learning.data_files = {"-", "-"};
+    const Typed_input typed("sport\tgoal\n");
+
+    EXPECT_THROW(train_kc(m_training), Usage_error);
+    EXPECT_THROW(learn_into_kc(m_learning), Usage_error);
 }
 
 TEST_F(TrainingTest, IsToldInOneLineOrAsJson) {

@@ -24,7 +24,7 @@ printf 'sport\tball\n\nfood,travel\ttrain\nmusic\tdrum\ntravel\tcoast\n' >new.ts
 expect 0 train a.kc train.tsv --analysis words
 [[ $(tr -d , <out) == "a.kc: 2 texts 2 labels (2 new) $(stat -c %s a.kc) bytes" ]] ||
     fail "$command: wrong summary"
-is_silent err
+warns_of_few_texts_only err
 expect 0 train b.kc train.tsv more.tsv --json
 [[ $(tr -d ' \n' <out) == \
     "{\"file\":\"b.kc\",\"texts\":4,\"labels\":2,\"new_labels\":2,\"bytes\":$(stat -c %s b.kc),\"skipped_lines\":0}" ]] ||
@@ -37,7 +37,7 @@ expect 65 train b.kc train.tsv bad.tsv --replace
 is err 'bad.tsv:2: no tab between label and text'
 is_silent out
 expect 0 train b.kc train.tsv bad.tsv --skip-bad --replace
-is err 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text'
+prints err 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text'
 prints out 'b.kc: 3 texts'
 expect 65 train b.kc empty.tsv --replace
 is err 'empty.tsv: no data line'

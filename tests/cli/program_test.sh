@@ -14,7 +14,7 @@ printf 'no tab\n\tno label\n' >worse.tsv
 expect 0 evaluate --train train.tsv --test test.tsv --analysis words
 prints out '66.67 %  (2 of 3 texts)'
 prints out 'sport,travel -> food'
-is_silent err
+warns_of_few_texts_only err
 expect 0 evaluate --train train.tsv --test test.tsv --confusions 0
 ! grep -q confusions out || fail "$command: lists confusions"
 expect 0 evaluate --train train.tsv --test test.tsv --analysis whitespace
@@ -30,7 +30,7 @@ expect 0 evaluate --train train.tsv --test test.tsv --analysis words --explain '
     fail "$command: wrong explanation"
 
 expect 0 evaluate --train train.tsv --test test.tsv --json --confusions 1 --explain goal
-is_silent err
+warns_of_few_texts_only err
 for line in '  "macro_f1_top": 0.' '  "ece_pairs": 0.' '  "skipped_lines": 0,' \
     '      "expected": "sport,travel",' '    "category": "sport",'; do
     prints out "$line"
@@ -58,8 +58,7 @@ printf 'fun\tsport\nfood\tsport\n' >clash.tsv
 expect 0 evaluate --train train.tsv --test test.tsv --groups groups.tsv --analysis words
 prints out '66.67 %  (2 of 3 texts)'
 expect 65 evaluate --train train.tsv --test test.tsv --groups clash.tsv
-[[ $(<err) == 'clash.tsv:2: "food" is a label that stands in no group' ]] ||
-    fail "$command: wrong message"
+prints err 'clash.tsv:2: "food" is a label that stands in no group'
 expect 65 evaluate --train train.tsv --test test.tsv --groups empty.tsv
 prints err 'empty.tsv: no line'
 
@@ -72,11 +71,11 @@ for seconds in 1 3; do  # a machine under load may not have begun after one
     timeout --preserve-status -s INT $seconds \
         "$program" evaluate --train long.tsv --test test.tsv >out 2>err
     status=$?
-    ((status != 130)) || [[ ! -s err ]] || break
+    ((status != 130)) || ! grep -q interrupted err || break
 done
 ((status == 130)) || fail "$command: exit status $status, not 130"
 is_silent out
-[[ $(<err) == 'zandrel: Process interrupted' ]] || fail "$command: wrong message"
+[[ $(tail -n 1 err) == 'zandrel: Process interrupted' ]] || fail "$command: wrong message"
 
 # An empty record file of 32-bit offsets: header, index of 8 + 128 bytes in a block of 256.
 { printf 'J[l\x80'; head -c 8 /dev/zero; printf '\0\0\0\x10J[l\x82'; head -c 252 /dev/zero; } >empty.dat
@@ -189,7 +188,7 @@ expect 65 evaluate --train empty.tsv --test test.tsv
 prints err 'empty.tsv: no data line'
 
 expect 0 evaluate --train bad.tsv --test test.tsv --skip-bad
-[[ $(<err) == 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text' ]] ||
+[[ $(tail -n 1 err) == 'zandrel: skipped 1 bad line, the first: bad.tsv:2: no tab between label and text' ]] ||
     fail "$command: wrong message"
 expect 0 evaluate --train bad.tsv --test bad.tsv --skip-bad --json
 prints out '"skipped_lines": 2,'

@@ -36,3 +36,8 @@ prints() { grep -qF -- "$2" "$1" || fail "$command: '$2' is not in $1"; }
 is_silent() { [[ ! -s $1 ]] || fail "$command: $1 is not empty"; }
 # is FILE TEXT: holds nothing but the text.
 is() { [[ $(<"$1") == "$2" ]] || fail "$command: $1 is not '$2'"; }
+# Nothing but the warnings that data of a few lines give: many labels, and some with a single text.
+warns_of_few_texts_only() {
+    ! grep -v 'than a fifth of the texts\| a single text: ' "$1" ||
+        fail "$command: $1 has other lines than warnings of few texts"
+}

@@ -1,0 +1,49 @@
+// Text_column: the part of a line that is the text to classify.
+#ifndef ZANDREL_CLI_CLASSIFY_TEXT_COLUMN_H_
+#define ZANDREL_CLI_CLASSIFY_TEXT_COLUMN_H_
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace cli {
+
+class Text_model;
+
+// The text of a line begins at one of its columns, which tabs separate, and goes to the end of the
+// line: column 2 of `sport<TAB>a goal<TAB>at last` is `a goal<TAB>at last`, as in a data file.
+class Text_column {
+public:
+    using Warn = std::function<void(const std::string&)>;
+
+    // `column`: from 1; none: the text is the whole line, and data lines are noticed. `name`: of
+    // the input. `warn`: takes a line for the user; empty: nothing is said.
+    // BORROWS: `model`.
+    Text_column(std::string name, std::optional<std::size_t> column, const Text_model& model,
+                Warn warn);
+
+    // Returns the text of a line, which is empty if the line has not as many columns. Says once if
+    // such a line has any bytes. Without a column, says once if a line is a data line
+    // `label[,label]<TAB>text` whose labels are all labels of the model.
+    // VALID UNTIL: the line is gone.
+    std::string_view text_of(std::string_view line, std::size_t line_number);
+
+private:
+    std::string_view column_of(std::string_view line, std::size_t line_number);
+    void notice_labels(std::string_view line, std::size_t line_number);
+    bool are_known(std::string_view labels);
+    void say_once(std::size_t line_number, const std::string& what);
+
+    std::string m_name;
+    std::optional<std::size_t> m_column;
+    const Text_model& m_model;
+    Warn m_warn;                               // empty once something was said
+    std::unordered_set<std::string> m_labels;  // of the model, from the first tab on
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_CLASSIFY_TEXT_COLUMN_H_

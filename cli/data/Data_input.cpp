@@ -1,0 +1,40 @@
+#include "cli/data/Data_input.h"
+
+#include <algorithm>
+#include <iostream>
+#include <unistd.h>
+
+#include "cli/data/Data_lines.h"
+#include "cli/errors.h"
+
+namespace cli {
+
+bool is_standard_input(const std::string& file) {
+    return file == "-";
+}
+
+std::string input_name(const std::string& file) {
+    return is_standard_input(file) ? "<stdin>" : file;
+}
+
+Data_input::Data_input(const std::string& file)
+    : m_name(input_name(file)),
+      m_file(is_standard_input(file) ? std::ifstream() : open_data_file(file)),
+      m_stream(is_standard_input(file) ? std::cin : m_file) {}
+
+void check_read_once(const std::vector<std::string>& files) {
+    if (std::count_if(files.begin(), files.end(), is_standard_input) > 1) {
+        throw Usage_error("- is given more than once, and standard input can be read only once");
+    }
+}
+
+bool waits_for_typing(const std::vector<std::string>& files) {
+    return std::any_of(files.begin(), files.end(), is_standard_input) &&
+           ::isatty(STDIN_FILENO) == 1;
+}
+
+std::string typing_note(const std::string& what) {
+    return "waiting for " + what + "; Ctrl-D on an empty line ends the input";
+}
+
+}  // namespace cli

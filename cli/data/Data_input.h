@@ -1,0 +1,49 @@
+// Data_input: a data file or standard input, whichever the command line names.
+#ifndef ZANDREL_CLI_DATA_DATA_INPUT_H_
+#define ZANDREL_CLI_DATA_DATA_INPUT_H_
+
+#include <fstream>
+#include <istream>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+// "-" is standard input. A file of that name is "./-".
+bool is_standard_input(const std::string& file);
+
+// Returns how messages name it: "<stdin>" for standard input.
+std::string input_name(const std::string& file);
+
+class Data_input {
+public:
+    // Opens the file for reading, unless it is standard input.
+    // RAISES: Input_error if it cannot be opened.
+    explicit Data_input(const std::string& file);
+    Data_input(const Data_input&) = delete;
+    Data_input& operator=(const Data_input&) = delete;
+
+    std::istream& stream() { return m_stream; }
+
+    const std::string& name() const { return m_name; }
+
+private:
+    std::string m_name;
+    std::ifstream m_file;  // not open for standard input
+    std::istream& m_stream;
+};
+
+// Standard input has an end, so a second reading would find nothing.
+// RAISES: Usage_error if more than one of the files is standard input.
+void check_read_once(const std::vector<std::string>& files);
+
+// Returns whether reading the files waits for what somebody types: one of them is standard input,
+// and that is a terminal.
+bool waits_for_typing(const std::vector<std::string>& files);
+
+// Returns what to say then. `what`: "texts, one on each line".
+std::string typing_note(const std::string& what);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_DATA_DATA_INPUT_H_

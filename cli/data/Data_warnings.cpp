@@ -1,0 +1,330 @@
+#include "cli/data/Data_warnings.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string_view>
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+using Texts = std::vector<Labelled_text>;
+using Warnings = std::vector<std::string>;
+using Labels = std::vector<std::string_view>;
+
+constexpr std::size_t kListed = 3;  // labels or groups of them that a message names
+constexpr std::size_t kShownCharacters = 40;
+constexpr std::size_t kFewTextsOfALabel = 5;
+
+constexpr std::array<std::string_view, 16> kLabelWords = {
+    "categories", "category",  "class", "classes", "group",  "intent", "label",  "labels",
+    "section",    "sentiment", "tag",   "tags",    "target", "topic",  "topics", "type"};
+constexpr std::array<std::string_view, 24> kTextWords = {
+    "body",     "comment", "content",  "description", "doc",       "document",
+    "email",    "input",   "message",  "messages",    "post",      "query",
+    "question", "review",  "sentence", "sentences",   "subject",   "summary",
+    "text",     "texts",   "title",    "tweet",       "utterance", "utterances"};
+
+// The character at a position, which moves behind it; below 0 for bytes that are not UTF-8.
+UChar32 next_character(std::string_view text, std::size_t& position) {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    UChar32 character = 0;
+    U8_NEXT(bytes, position, text.size(), character);
+    return character;
+}
+
+// Most texts are ASCII. This loop takes 0.3 ms for a megabyte, less than decoding each character.
+bool is_ascii(std::string_view text) {
+    unsigned int all_bits = 0;
+    for (const char byte : text) {
+        all_bits |= static_cast<unsigned char>(byte);
+    }
+    return all_bits < 0x80;
+}
+
+std::size_t bytes_not_utf8(std::string_view text) {
+    std::size_t count = 0;
+    if (is_ascii(text)) {
+        return count;
+    }
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t start = position;
+        if (next_character(text, position) < 0) {
+            count += position - start;
+        }
+    }
+    return count;
+}
+
+void append_character(UChar32 character, std::string& text) {
+    std::array<std::uint8_t, U8_MAX_LENGTH> bytes = {};
+    std::size_t length = 0;
+    U8_APPEND_UNSAFE(bytes.data(), length, static_cast<std::uint32_t>(character));
+    text.append(reinterpret_cast<const char*>(bytes.data()), length);
+}
+
+// Labels that differ only in case or blanks have the same key.
+std::string key_of(std::string_view label) {
+    std::string key;
+    for (std::size_t position = 0; position < label.size();) {
+        const std::size_t start = position;
+        const UChar32 character = next_character(label, position);
+        if (character < 0) {
+            key += label.substr(start, position - start);
+        } else if (u_isUWhiteSpace(character) == 0) {
+            append_character(u_foldCase(character, U_FOLD_CASE_DEFAULT), key);
+        }
+    }
+    return key;
+}
+
+// Where label and text are swapped, a label is as long as a text.
+std::string shown_label(std::string_view label) {
+    std::size_t position = 0;
+    for (std::size_t i = 0; i < kShownCharacters && position < label.size(); ++i) {
+        next_character(label, position);
+    }
+    return "\"" + shown_text(label.substr(0, position)) + (position < label.size() ? "..." : "") +
+           "\"";
+}
+
+// `"a", "b", "c" and 4 more`
+std::string list_of(const Labels& labels) {
+    std::string list;
+    for (std::size_t i = 0; i < std::min(labels.size(), kListed); ++i) {
+        list += (i == 0 ? "" : ", ") + shown_label(labels[i]);
+    }
+    if (labels.size() > kListed) {
+        list += " and " + grouped(labels.size() - kListed) + " more";
+    }
+    return list;
+}
+
+std::string counted(std::size_t count, const char* noun) {
+    return grouped(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+// "Label" and "#label:" are the same word.
+template <std::size_t Count>
+bool is_one_of(const std::array<std::string_view, Count>& words, std::string_view field) {
+    std::string letters;
+    for (const char byte : field) {
+        const char lower = byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+        if (lower >= 'a' && lower <= 'z') {
+            letters += lower;
+        }
+    }
+    return std::find(words.begin(), words.end(), letters) != words.end();
+}
+
+bool has_label(const Labelled_text& text, const std::string& label) {
+    return std::find(text.labels.begin(), text.labels.end(), label) != text.labels.end();
+}
+
+bool begins_with_header(const Texts& texts) {
+    if (texts.empty() || texts.front().labels.size() != 1) {
+        return false;
+    }
+    const std::string& label = texts.front().labels.front();
+    const std::string_view text = texts.front().text;
+    return is_one_of(kLabelWords, label) &&
+           is_one_of(kTextWords, text.substr(0, text.find('\t'))) &&
+           std::none_of(texts.begin() + 1, texts.end(),
+                        [&label](const Labelled_text& other) { return has_label(other, label); });
+}
+
+void warn_of_header(const Named_texts& file, Warnings& warnings) {
+    if (begins_with_header(file.texts)) {
+        const Labelled_text& header = file.texts.front();
+        warnings.push_back(shown_text(file.name) + ":" + std::to_string(header.line) +
+                           ": this looks like a header line, and counts as a text with the label " +
+                           shown_label(header.labels.front()) + "; remove it if it is one");
+    }
+}
+
+std::size_t bytes_not_utf8(const Labelled_text& text) {
+    std::size_t count =
+        bytes_not_utf8(text.text) + bytes_not_utf8(text.title) + bytes_not_utf8(text.keywords);
+    for (const std::string& label : text.labels) {
+        count += bytes_not_utf8(label);
+    }
+    return count;
+}
+
+void warn_of_bytes(const Named_texts& file, Warnings& warnings) {
+    std::size_t lines = 0;
+    std::size_t bytes = 0;
+    std::size_t first_line = 0;
+    for (const Labelled_text& text : file.texts) {
+        const std::size_t count = bytes_not_utf8(text);
+        first_line = lines == 0 ? text.line : first_line;
+        bytes += count;
+        lines += count == 0 ? 0 : 1;
+    }
+    if (lines != 0) {
+        warnings.push_back(shown_text(file.name) + ": " + counted(bytes, "byte") + " in " +
+                           counted(lines, "line") + (bytes == 1 ? " is" : " are") +
+                           " not UTF-8, the first in line " + std::to_string(first_line) +
+                           "; is the file in another encoding?");
+    }
+}
+
+using Counts = std::map<std::string_view, std::size_t>;  // texts of each label
+
+struct Counted_labels {
+    std::string name;  // of the file or files
+    Counts texts_of;
+    std::size_t texts = 0;
+};
+
+Counted_labels count_labels(const std::vector<Named_texts>& files) {
+    Counted_labels counts;
+    counts.name =
+        files.size() == 1 ? shown_text(files.front().name) : grouped(files.size()) + " data files";
+    for (const Named_texts& file : files) {
+        counts.texts += file.texts.size();
+        for (const Labelled_text& text : file.texts) {
+            for (const std::string& label : text.labels) {
+                ++counts.texts_of[label];
+            }
+        }
+    }
+    return counts;
+}
+
+void warn_of_counts(const Counted_labels& counts, Warnings& warnings) {
+    const std::size_t labels = counts.texts_of.size();
+    if (labels * kFewTextsOfALabel > counts.texts) {
+        warnings.push_back(counts.name + ": there are more labels (" + grouped(labels) +
+                           ") than a fifth of the texts (" + grouped(counts.texts) +
+                           "); does each line have the form label<TAB>text?");
+    }
+    Labels singles;
+    for (const auto& [label, texts] : counts.texts_of) {
+        if (texts == 1) {
+            singles.push_back(label);
+        }
+    }
+    if (!singles.empty()) {
+        warnings.push_back(counts.name + ": " + counted(singles.size(), "label") +
+                           (singles.size() == 1 ? " has" : " have") +
+                           " a single text: " + list_of(singles));
+    }
+}
+
+Labels labels_of(const Counts& counts) {
+    Labels labels;
+    for (const auto& [label, texts] : counts) {
+        labels.push_back(label);
+    }
+    return labels;
+}
+
+// Labels with the same key, such as "Sport" and "sport".
+using Groups = std::map<std::string, std::set<std::string_view>>;
+
+// `known`: labels of a model, which count only beside a label of the data.
+Groups groups_of(const Labels& of_data, const Labels& known) {
+    Groups groups;
+    for (const std::string_view label : of_data) {
+        groups[key_of(label)].insert(label);
+    }
+    for (const std::string_view label : known) {
+        const auto group = groups.find(key_of(label));
+        if (group != groups.end()) {
+            group->second.insert(label);
+        }
+    }
+    std::erase_if(groups, [](const auto& group) { return group.second.size() == 1; });
+    return groups;
+}
+
+void warn_of_likeness(const std::string& name, const Groups& groups, Warnings& warnings) {
+    if (groups.empty()) {
+        return;
+    }
+    std::string list;
+    std::size_t listed = 0;
+    for (const auto& [key, labels] : groups) {
+        if (++listed > kListed) {
+            break;
+        }
+        list += (listed == 1 ? "" : "; ") + list_of({labels.begin(), labels.end()});
+    }
+    if (groups.size() > kListed) {
+        list += "; and " + grouped(groups.size() - kListed) + " more such groups";
+    }
+    warnings.push_back(name +
+                       ": labels that differ only in case or blanks are different labels: " + list);
+}
+
+void warn_of_files(const std::vector<Named_texts>& files, Warnings& warnings) {
+    for (const Named_texts& file : files) {
+        warn_of_header(file, warnings);
+        warn_of_bytes(file, warnings);
+    }
+}
+
+void warn_of_unknown(const Counted_labels& test, const Labels& known, Warnings& warnings) {
+    const bool is_known = std::any_of(known.begin(), known.end(), [&test](std::string_view label) {
+        return test.texts_of.count(label) != 0;
+    });
+    if (!is_known) {
+        const Labels labels = labels_of(test.texts_of);
+        warnings.push_back(test.name + ": the model knows none of the labels: " + list_of(labels));
+    }
+}
+
+// All that is said of a test, but for the likeness of its labels.
+Counted_labels warn_of_test(const Named_texts& test, const Labels& known, Warnings& warnings) {
+    Counted_labels counts = count_labels({test});
+    warn_of_files({test}, warnings);
+    warn_of_counts(counts, warnings);
+    warn_of_unknown(counts, known, warnings);
+    return counts;
+}
+
+}  // namespace
+
+std::vector<std::string> training_warnings(const std::vector<Named_texts>& files) {
+    Warnings warnings;
+    const Counted_labels counts = count_labels(files);
+    warn_of_files(files, warnings);
+    warn_of_counts(counts, warnings);
+    warn_of_likeness(counts.name, groups_of(labels_of(counts.texts_of), {}), warnings);
+    return warnings;
+}
+
+std::vector<std::string> evaluation_warnings(const Named_texts& training, const Named_texts& test) {
+    Warnings warnings;
+    const Counted_labels trained = count_labels({training});
+    warn_of_files({training}, warnings);
+    warn_of_counts(trained, warnings);
+    const Labels known = labels_of(trained.texts_of);
+    const Counted_labels tested = warn_of_test(test, known, warnings);
+    Labels of_data = labels_of(tested.texts_of);
+    of_data.insert(of_data.end(), known.begin(), known.end());
+    warn_of_likeness(trained.name + " and " + tested.name, groups_of(of_data, {}), warnings);
+    return warnings;
+}
+
+std::vector<std::string> evaluation_warnings(const std::vector<std::string>& known_labels,
+                                             const Named_texts& test) {
+    Warnings warnings;
+    const Labels known(known_labels.begin(), known_labels.end());
+    const Counted_labels tested = warn_of_test(test, known, warnings);
+    warn_of_likeness(tested.name, groups_of(labels_of(tested.texts_of), known), warnings);
+    return warnings;
+}
+
+}  // namespace cli

@@ -1,0 +1,41 @@
+// Data_warnings: what is allowed in labelled texts, but is probably a mistake.
+#ifndef ZANDREL_CLI_DATA_DATA_WARNINGS_H_
+#define ZANDREL_CLI_DATA_DATA_WARNINGS_H_
+
+#include <string>
+#include <vector>
+
+#include "cli/data/Labelled_text.h"
+
+namespace cli {
+
+struct Named_texts {
+    std::string name;                         // of the file, for messages
+    const std::vector<Labelled_text>& texts;  // BORROWS
+};
+
+// Each function returns one line for each finding, in a fixed order.
+//
+// Of each file:
+// - Its first text looks like a header line: its only label is a word such as "category", no other
+//   text of the file has this label, and the text up to a tab is a word such as "message". Upper
+//   case and characters other than letters are ignored: `#Label<TAB>"text"` looks like one too.
+// - Some bytes are not UTF-8.
+// Of all texts to train together, and of those to classify:
+// - There are more labels than a fifth of the texts, which often means swapped columns.
+// - Some labels have a single text.
+// Of all labels:
+// - Some differ only in case or blanks.
+
+// `files`: at least one.
+std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);
+
+// Of a test, also that the model knows none of its labels.
+std::vector<std::string> evaluation_warnings(const Named_texts& training, const Named_texts& test);
+// The same for a model that is there already, with the labels that it knows.
+std::vector<std::string> evaluation_warnings(const std::vector<std::string>& known_labels,
+                                             const Named_texts& test);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_DATA_DATA_WARNINGS_H_

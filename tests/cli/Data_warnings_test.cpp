@@ -1,0 +1,238 @@
+#include "cli/data/Data_warnings.h"
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using Texts = std::vector<Labelled_text>;
+using Lines = std::vector<std::string>;
+
+// Enough texts that neither few texts nor single ones are found.
+constexpr int kMany = 10;
+
+std::string times(int count, const std::string& lines) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += lines;
+    }
+    return all;
+}
+
+Texts texts_of(const std::string& data) {
+    std::istringstream input(data);
+    return read_labelled_texts(input, "data.tsv");
+}
+
+Lines warnings_of_training(const std::string& data) {
+    const Texts texts = texts_of(data);
+    return training_warnings({{"train.tsv", texts}});
+}
+
+Lines warnings_of_evaluation(const std::string& training, const std::string& test) {
+    const Texts training_texts = texts_of(training);
+    const Texts test_texts = texts_of(test);
+    return evaluation_warnings({"train.tsv", training_texts}, {"test.tsv", test_texts});
+}
+
+Lines warnings_of_test(const std::vector<std::string>& known, const std::string& test) {
+    const Texts texts = texts_of(test);
+    return evaluation_warnings(known, {"test.tsv", texts});
+}
+
+const std::string kGood = times(kMany, "sport\tgoal\nfood\tbread\n");
+
+TEST(DataWarningsTest, GoodDataGiveNone) {
+    EXPECT_THAT(warnings_of_training(kGood), IsEmpty());
+    EXPECT_THAT(warnings_of_evaluation(kGood, kGood), IsEmpty());
+    EXPECT_THAT(warnings_of_test({"food", "sport", "travel"}, kGood), IsEmpty());
+}
+
+// ---- Header lines ----
+
+TEST(DataWarningsTest, HeaderLineIsNamedBesideItsSingleLabel) {
+    EXPECT_THAT(warnings_of_training("\n"
+                                     "category\ttext\n" +
+                                     kGood),
+                ElementsAre("train.tsv:2: this looks like a header line, and counts as a text with "
+                            "the label \"category\"; remove it if it is one",
+                            "train.tsv: 1 label has a single text: \"category\""));
+}
+
+TEST(DataWarningsTest, HeaderLineIsKnownByBothFields) {
+    const struct {
+        std::string line;
+        bool is_header;
+    } rows[] = {
+        {"label\ttext", true},        {"#Label\t\"Text\"", true}, {"CLASS\tmessage\ttitle", true},
+        {"label\tthe text", false},   {"sport\ttext", false},     {"label\t", false},
+        {"label,class\ttext", false}, {"text\tlabel", false},     {"label 1\tsentence", true},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.line);
+        const Lines warnings = warnings_of_training(row.line + "\n" + kGood);
+        const bool is_named = !warnings.empty() &&
+                              warnings.front().starts_with("train.tsv:1: this looks like a header");
+        EXPECT_EQ(is_named, row.is_header);
+    }
+}
+
+TEST(DataWarningsTest, WordOfAHeaderThatOtherTextsHaveIsALabel) {
+    EXPECT_THAT(warnings_of_training("class\ttext\n" + kGood + "food,class\tschool\n"), IsEmpty());
+}
+
+TEST(DataWarningsTest, HeaderAfterTheFirstTextIsAText) {
+    EXPECT_THAT(warnings_of_training(kGood + "label\ttext\n"),
+                ElementsAre("train.tsv: 1 label has a single text: \"label\""));
+}
+
+TEST(DataWarningsTest, EachFileMayHaveAHeader) {
+    const Texts first = texts_of(kGood);
+    const Texts second = texts_of("label\ttext\n" + kGood);
+
+    EXPECT_THAT(training_warnings({{"a.tsv", first}, {"b.tsv", second}, {"c.tsv", second}}),
+                ElementsAre(StartsWith("b.tsv:1: this looks like a header line"),
+                            StartsWith("c.tsv:1: this looks like a header line")));
+}
+
+// ---- Bytes ----
+
+TEST(DataWarningsTest, BytesThatAreNotUtf8AreCounted) {
+    // Two bytes in line 21 and one in line 23. Three bytes of a character that lacks its fourth
+    // are one error of three bytes.
+    const std::string data = kGood + "sport\t\xFCgoal \xFF\nfood\tcaf\u00E9\n" +
+                             "foo\xE4"
+                             "d,food\tbread\nfood\t\xF0\x9F\x98\n";
+
+    EXPECT_THAT(warnings_of_training(data + times(kMany,
+                                                  "foo\xE4"
+                                                  "d\tbread\n")),
+                ElementsAre("train.tsv: 16 bytes in 13 lines are not UTF-8, the first in line 21; "
+                            "is the file in another encoding?"));
+}
+
+TEST(DataWarningsTest, SingleByteThatIsNotUtf8IsNamed) {
+    EXPECT_THAT(warnings_of_training(kGood + "food\tcaf\xE9\n"),
+                ElementsAre("train.tsv: 1 byte in 1 line is not UTF-8, the first in line 21; is "
+                            "the file in another encoding?"));
+}
+
+TEST(DataWarningsTest, TitlesAndKeywordsAreLookedAt) {
+    Texts texts(kMany, {{"sport"}, "goal", "\xFF", "\xFE\xFE"});
+
+    EXPECT_THAT(training_warnings({{"train.tsv", texts}}),
+                ElementsAre(StartsWith("train.tsv: 30 bytes in 10 lines are not UTF-8")));
+}
+
+// ---- Numbers of texts ----
+
+TEST(DataWarningsTest, MoreLabelsThanAFifthOfTheTextsAreTooMany) {
+    EXPECT_THAT(warnings_of_training(times(5, "a\tx\nb\tx\n")), IsEmpty());
+    EXPECT_THAT(warnings_of_training(times(4, "a\tx\nb\tx\n") + "a\tx\n"),
+                ElementsAre("train.tsv: there are more labels (2) than a fifth of the texts (9); "
+                            "does each line have the form label<TAB>text?"));
+}
+
+TEST(DataWarningsTest, FilesOfATrainingAreCountedTogether) {
+    const Texts first = texts_of(times(5, "a\tx\n") + "b\tx\n");
+    const Texts second = texts_of("b\tx\nc\tx\n");
+
+    EXPECT_THAT(training_warnings({{"1.tsv", first}, {"2.tsv", second}}),
+                ElementsAre("2 data files: there are more labels (3) than a fifth of the texts "
+                            "(8); does each line have the form label<TAB>text?",
+                            "2 data files: 1 label has a single text: \"c\""));
+}
+
+TEST(DataWarningsTest, FirstLabelsWithASingleTextAreNamed) {
+    EXPECT_THAT(warnings_of_training(kGood + "d\tx\nc,food\tx\nb\tx\n" + kGood),
+                ElementsAre("train.tsv: 3 labels have a single text: \"b\", \"c\", \"d\""));
+    EXPECT_THAT(
+        warnings_of_training(kGood + "e\tx\nd\tx\nc,food\tx\nb,a\x1b\tx\n" + kGood),
+        ElementsAre("train.tsv: 5 labels have a single text: \"a\\x1B\", \"b\", \"c\" and 2 more"));
+}
+
+TEST(DataWarningsTest, LongLabelsAreCutAtACharacter) {
+    const std::string label = times(40, "\u00E9");
+
+    EXPECT_THAT(warnings_of_training(kGood + label + "\tx\n"),
+                ElementsAre(EndsWith(" text: \"" + label + "\"")));
+    EXPECT_THAT(warnings_of_training(kGood + label + "\u00E9\tx\n"),
+                ElementsAre(EndsWith(" text: \"" + label + "...\"")));
+}
+
+// ---- Labels that are alike ----
+
+const std::string kAlike = ": labels that differ only in case or blanks are different labels: ";
+
+TEST(DataWarningsTest, LabelsThatDifferOnlyInCaseOrBlanksAreNamed) {
+    EXPECT_THAT(warnings_of_training(times(kMany, "new york\tx\nNew  York \tx\nnewyork\tx\n")),
+                ElementsAre("train.tsv" + kAlike + "\"New  York \", \"new york\", \"newyork\""));
+    EXPECT_THAT(warnings_of_training(times(kMany, "\u00C4rger\tx\n\u00E4rger\u00A0\tx\n")),
+                ElementsAre("train.tsv" + kAlike + "\"\u00C4rger\", \"\u00E4rger\u00A0\""));
+}
+
+TEST(DataWarningsTest, LabelsThatDifferInMoreAreNotAlike) {
+    EXPECT_THAT(warnings_of_training(times(kMany, "new-york\tx\nnew york\tx\n")), IsEmpty());
+    EXPECT_THAT(warnings_of_training(times(kMany, "a\tx\n\u00E4\tx\n")), IsEmpty());
+    EXPECT_THAT(warnings_of_training(times(kMany, "a\xFF\tx\na\xFE\tx\n")),
+                ElementsAre(StartsWith("train.tsv: 20 bytes in 20 lines")));
+}
+
+TEST(DataWarningsTest, FirstGroupsOfLabelsThatAreAlikeAreNamed) {
+    EXPECT_THAT(warnings_of_training(times(kMany, "a\tx\nA\tx\nb\tx\nB\tx\nc\tx\nC\tx\n")),
+                ElementsAre(EndsWith(": \"A\", \"a\"; \"B\", \"b\"; \"C\", \"c\"")));
+    EXPECT_THAT(warnings_of_training(
+                    times(kMany, "a\tx\nA\tx\nb\tx\nB\tx\nc\tx\nC\tx\nd\tx\nD\tx\ne\tx\nE\tx\n")),
+                ElementsAre(EndsWith("; \"C\", \"c\"; and 2 more such groups")));
+}
+
+// ---- Tests ----
+
+TEST(DataWarningsTest, LabelsOfTrainingAndTestAreComparedTogether) {
+    EXPECT_THAT(warnings_of_evaluation(kGood, times(kMany, "Sport\tgoal\nfood\tbread\n")),
+                ElementsAre("train.tsv and test.tsv" + kAlike + "\"Sport\", \"sport\""));
+}
+
+TEST(DataWarningsTest, LabelsOfTheModelCountOnlyBesideLabelsOfTheTest) {
+    EXPECT_THAT(warnings_of_test({"food", "sport", "Food", "travel", "Travel"}, kGood),
+                ElementsAre("test.tsv" + kAlike + "\"Food\", \"food\""));
+}
+
+TEST(DataWarningsTest, TestWithoutAKnownLabelIsNamed) {
+    EXPECT_THAT(warnings_of_evaluation(kGood, times(kMany, "a\tx\nb\tx\n")),
+                ElementsAre("test.tsv: the model knows none of the labels: \"a\", \"b\""));
+    EXPECT_THAT(warnings_of_test({"A", "food"}, times(kMany, "a\tx\nb\tx\n")),
+                ElementsAre("test.tsv: the model knows none of the labels: \"a\", \"b\"",
+                            "test.tsv" + kAlike + "\"A\", \"a\""));
+}
+
+TEST(DataWarningsTest, OneKnownLabelOfATestIsEnough) {
+    EXPECT_THAT(warnings_of_test({"sport"}, times(kMany, "a\tx\n") + "b,sport\tx\nb\tx\n"),
+                ElementsAre("test.tsv: there are more labels (3) than a fifth of the texts (12); "
+                            "does each line have the form label<TAB>text?",
+                            "test.tsv: 1 label has a single text: \"sport\""));
+}
+
+TEST(DataWarningsTest, BothFilesOfAnEvaluationAreLookedAt) {
+    EXPECT_THAT(warnings_of_evaluation("label\ttext\n" + kGood, kGood + "food\t\xFF\n"),
+                ElementsAre(StartsWith("train.tsv:1: this looks like a header line"),
+                            "train.tsv: 1 label has a single text: \"label\"",
+                            "test.tsv: 1 byte in 1 line is not UTF-8, the first in line 21; is the "
+                            "file in another encoding?"));
+}
+
+}  // namespace
+
+}  // namespace cli

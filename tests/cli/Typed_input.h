@@ -1,0 +1,31 @@
+// Typed_input: a text that the test's own process finds on its standard input.
+#ifndef ZANDREL_TESTS_CLI_TYPED_INPUT_H_
+#define ZANDREL_TESTS_CLI_TYPED_INPUT_H_
+
+#include <iostream>
+#include <sstream>
+#include <streambuf>
+#include <string>
+
+namespace cli {
+
+// Puts a text in the place of what std::cin reads, until it is destroyed. One at a time.
+class Typed_input {
+public:
+    explicit Typed_input(const std::string& text) : m_text(text), m_before(std::cin.rdbuf()) {
+        std::cin.rdbuf(m_text.rdbuf());  // also clears the state
+    }
+
+    Typed_input(const Typed_input&) = delete;
+    Typed_input& operator=(const Typed_input&) = delete;
+
+    ~Typed_input() { std::cin.rdbuf(m_before); }
+
+private:
+    std::istringstream m_text;
+    std::streambuf* m_before;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_TESTS_CLI_TYPED_INPUT_H_
