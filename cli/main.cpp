@@ -49,7 +49,8 @@ classify prints exactly one line for each line of input: `label<TAB>score` for e
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
 `categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root
 down, with / between them and \ in front of a / or \ in a name. Each answer is handed on before the
-next line is waited for. explain says below each line what its concepts add to the score.
+next line is waited for. explain says below each line what its concepts add to the score; those that
+the model does not know are marked. --top N shows the N with the greatest effect.
 
 tree edits the tree of a container, and options set its settings. A PATH has the names from the root
 down, the root's own first, with / between them and \ in front of a / or \ in a name. Each edit is

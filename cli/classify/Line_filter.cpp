@@ -84,12 +84,15 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
     });
 }
 
-void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
+void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out) {
     answer_lines(input, out, [&](std::string_view text) {
-        const Explanation explanation =
-            node == nullptr ? model.explain(text) : model.explain(text, node);
-        if (writes_json) {
+        Explanation explanation =
+            options.node == nullptr ? model.explain(text) : model.explain(text, options.node);
+        if (options.top) {
+            keep_first(*options.top, explanation);
+        }
+        if (options.writes_json) {
             print_json(explanation_json(explanation), Json_form::kOneLine, out);
         } else {
             print_explanation(explanation, out);

@@ -2,7 +2,9 @@
 #ifndef ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_
 #define ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_
 
+#include <cstddef>
 #include <istream>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -36,10 +38,15 @@ struct Classify_options {
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out);
 
-// Writes an explanation for each line of the input: of its best label, or of `node` if that is not
-// null; as JSON one object a line.
+struct Explain_options {
+    zeNode* node = nullptr;                // BORROWS: what is explained; null: the best label
+    std::optional<std::size_t> top = {};  // how many concepts a line shows; missing: all
+    bool writes_json = false;
+};
+
+// Writes an explanation for each line of the input; as JSON one object a line.
 // RAISES: likewise.
-void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
+void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out);
 
 }  // namespace cli

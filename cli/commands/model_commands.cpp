@@ -126,7 +126,7 @@ struct Filter_words {
     Analysis_names analysis;
     Classify_options classify;
     std::string category;  // path; empty: the best of each line
-    bool writes_json = false;
+    Explain_options explain;
 };
 
 // Waiting for the lines to classify is no part of the work: there a Ctrl-C ends the process.
@@ -169,11 +169,11 @@ zeNode* node_of(const Filter_words& words, const Text_model& model) {
 
 void explain(const Filter_words& words) {
     const std::unique_ptr<Text_model> model = model_of(words);
-    zeNode* const node = node_of(words, *model);
+    Explain_options options = words.explain;
+    options.node = node_of(words, *model);
     with_lines_of(words.text_file, [&](const Line_input& input) {
-        work_on_container(words.kc_file, [&] {
-            explain_lines(input, node, words.writes_json, *model, std::cout);
-        });
+        work_on_container(words.kc_file,
+                          [&] { explain_lines(input, options, *model, std::cout); });
     });
 }
 
@@ -214,7 +214,13 @@ void add_explain(CLI::App& app) {
         .add_option("--category", words->category,
                     "Explain the score of this node instead, such as root/sport")
         ->type_name("PATH");
-    command.add_flag("--json", words->writes_json, "Print a JSON object for each line");
+    command
+        .add_option("--top", words->explain.top,
+                    "How many concepts to show for each line, the greatest effect first; "
+                    "otherwise all")
+        ->check(CLI::Range(1, kLongestList).description(""))
+        ->type_name("N");
+    command.add_flag("--json", words->explain.writes_json, "Print a JSON object for each line");
     command.callback([words] { explain(*words); });
 }
 

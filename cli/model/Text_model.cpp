@@ -53,6 +53,16 @@ private:
     zeManager& m_manager;
 };
 
+zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
+    return dynamic_cast<zeStat_matcher&>(*manager.m_physical_tree->get_classifier(node));
+}
+
+// Without statistics, as in a compact container, only the weights show what was learned.
+bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
+    const zeStat_storage::Concept_infos& infos = matcher->m_storage->m_concept_infos;
+    return infos.find(word) != infos.end() || matcher->m_table.find(word) != matcher->m_table.end();
+}
+
 bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
@@ -176,19 +186,26 @@ void Text_model::add_label(std::string_view label) {
     add_node(kRootId, label, ZE_LEAF);
 }
 
-std::vector<zeStat_storage*> Text_model::storages() const {
-    std::vector<zeStat_storage*> storages;
+std::vector<zeStat_matcher*> Text_model::matchers() const {
+    std::vector<zeStat_matcher*> matchers;
     for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
         if (node.type == ZE_STAT) {
-            storages.push_back(storage_of(node.physical_node));
+            matchers.push_back(&matcher_of(*m_manager, node.physical_node));
         }
+    }
+    return matchers;
+}
+
+std::vector<zeStat_storage*> Text_model::storages() const {
+    std::vector<zeStat_storage*> storages;
+    for (const zeStat_matcher* const matcher : matchers()) {
+        storages.push_back(matcher->m_storage);
     }
     return storages;
 }
 
 zeStat_storage* Text_model::storage_of(zeNode* node) const {
-    zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
-    return dynamic_cast<zeStat_matcher&>(*classifier).m_storage;
+    return matcher_of(*m_manager, node).m_storage;
 }
 
 // Rules and labels decide together, so the engine is asked: it splits the texts for learning
@@ -301,8 +318,13 @@ Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
     explanation.score = score;
     std::vector<zeStat_matcher::Concept_score> lines;
     m_workflow->classify_concepts(msg, {node}, lines);
+    const std::vector<zeStat_matcher*> all = matchers();
     for (const zeStat_matcher::Concept_score& line : lines) {
-        explanation.concepts.push_back({std::string(line.m_concept.view()), line.m_score});
+        const bool is_known = std::any_of(
+            all.begin(), all.end(),
+            [&line](const zeStat_matcher* each) { return has_learned(each, line.m_concept); });
+        explanation.concepts.push_back(
+            {std::string(line.m_concept.view()), line.m_score, is_known});
     }
     return explanation;
 }

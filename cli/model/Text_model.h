@@ -112,6 +112,7 @@ private:
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
+    std::vector<zeStat_matcher*> matchers() const;
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);

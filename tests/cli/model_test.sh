@@ -175,10 +175,23 @@ expect 0 explain a.kc goal.txt
     fail "$command: wrong explanation"
 expect_of lines.txt 0 explain a.kc --json
 [[ $(sed -n 1p out | sed 's/:[01]\.[0-9]*/:N/g') == \
-    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N}]}' ]] ||
+    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N,"known":true}]}' ]] ||
     fail "$command: wrong JSON"
 [[ $(sed -n 2p out) == '{"text":"","category":null,"score":0.0,"concepts":[]}' && $(wc -l <out) == 6 ]] ||
     fail "$command: wrong lines"
+echo 'goal goal apple' >apple.txt
+for file in a.kc compact.kc; do
+    expect 0 explain $file apple.txt
+    [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal goal apple|  N  sport|    +N  goal|    +N  apple  (unknown)|' ]] ||
+        fail "$command: wrong explanation"
+done
+expect 0 explain a.kc apple.txt --top 1
+[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal goal apple|  N  sport|    +N  goal|    (1 more)|' ]] ||
+    fail "$command: wrong explanation"
+expect 0 explain a.kc apple.txt --top 1 --json
+[[ $(sed 's/:[01]\.[0-9]*/:N/g' out) == \
+    '{"text":"goal goal apple","category":"sport","score":N,"concepts":[{"concept":"goal","adds":N,"known":true}]}' ]] ||
+    fail "$command: wrong JSON"
 expect 0 explain groups.kc goal.txt --category root/fun/food
 [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  food|    -N  goal|' ]] ||
     fail "$command: wrong explanation"
@@ -320,7 +333,7 @@ for arguments in train learn classify explain 'train b.kc' 'learn a.kc' 'evaluat
     'train b.kc train.tsv --wait -1' 'learn b.kc train.tsv --wait nan' 'learn b.kc train.tsv --replace' \
     'classify a.kc goal.txt more' 'classify a.kc goal.txt -k 0' 'classify a.kc --train train.tsv' \
     'classify a.kc goal.txt --threshold 1.1' 'classify a.kc goal.txt --threshold nan' \
-    'classify a.kc goal.txt --json' 'explain a.kc goal.txt --category' 'explain a.kc -k 2' \
+    'classify a.kc goal.txt --json' 'explain a.kc goal.txt --category' 'explain a.kc -k 2' 'explain a.kc --top 0' \
     'learn a.kc more.tsv --set ProfileSize=5' 'evaluate a.kc more.tsv more' \
     'evaluate a.kc more.tsv --train train.tsv' 'evaluate a.kc more.tsv --test more.tsv' \
     'evaluate a.kc more.tsv --bootstrap' 'evaluate a.kc more.tsv --groups groups.tsv' \
