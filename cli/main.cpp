@@ -61,8 +61,9 @@ with all below it, cannot be taken back. Nor can moving one below another statis
 what the old one learned of it goes, and the new one has to learn it. options get prints an options file.
 
 Data files hold a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or
-CR LF; empty lines are skipped. With --bootstrap the file of --train has the columns
-`label[,label]<TAB>text<TAB>title<TAB>keywords`, of which the last two alone are learned.
+CR LF; empty lines are skipped. With --bootstrap the training data have the columns
+`label[,label]<TAB>text<TAB>title<TAB>keywords`, and only the last two are learned: train keeps the
+model that evaluate measures.
 
 A file of groups has a line `group<TAB>label` for each label that stands in a group. Each group gets a
 classifier of its own below that of the groups, and a label's score is the product of both. Labels

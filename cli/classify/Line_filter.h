@@ -39,7 +39,7 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
                     std::ostream& out);
 
 struct Explain_options {
-    zeNode* node = nullptr;                // BORROWS: what is explained; null: the best label
+    zeNode* node = nullptr;               // BORROWS: what is explained; null: the best label
     std::optional<std::size_t> top = {};  // how many concepts a line shows; missing: all
     bool writes_json = false;
 };

@@ -73,6 +73,7 @@ struct Train_words {
 
 void train(Train_words& words) {
     words.options.model = model_options(words.training);
+    words.options.bootstraps = words.training.bootstraps;
     run(words.options, train_kc, words.writes_json);
 }
 
@@ -172,8 +173,7 @@ void explain(const Filter_words& words) {
     Explain_options options = words.explain;
     options.node = node_of(words, *model);
     with_lines_of(words.text_file, [&](const Line_input& input) {
-        work_on_container(words.kc_file,
-                          [&] { explain_lines(input, options, *model, std::cout); });
+        work_on_container(words.kc_file, [&] { explain_lines(input, options, *model, std::cout); });
     });
 }
 

@@ -48,9 +48,8 @@ nlohmann::ordered_json explanation_json(const Explanation& explanation) {
     json["score"] = explanation.score;
     json["concepts"] = nlohmann::ordered_json::array();
     for (const Concept_effect& effect : explanation.concepts) {
-        json["concepts"].push_back({{"concept", effect.concept_text},
-                                    {"adds", effect.adds},
-                                    {"known", effect.is_known}});
+        json["concepts"].push_back(
+            {{"concept", effect.concept_text}, {"adds", effect.adds}, {"known", effect.is_known}});
     }
     return json;
 }

@@ -121,6 +121,15 @@ void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* 
     m_workflow->bootstrap(view, m_groups.groups.empty(), progress, false);
 }
 
+void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,
+                       CTProgress* progress) {
+    if (bootstraps) {
+        bootstrap(texts, progress);
+    } else {
+        train(texts, progress);
+    }
+}
+
 void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
                        const Before_learning& before) {
     add_new_labels(texts);

@@ -56,6 +56,8 @@ public:
     void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Starts from the titles and the keywords of the texts alone.
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
+    // One of the two.
+    void start(const std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
     // Gets the statistics of the classifiers that are about to learn, by the ids of their nodes.
     using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
     // Takes further texts in as one bulk, at a fixed size. New labels become categories.

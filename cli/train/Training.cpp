@@ -78,15 +78,15 @@ void check_is_no_kc(const std::string& path) {
     }
 }
 
-std::vector<Data_file> read_data(const std::vector<std::string>& paths, bool skips_bad_lines,
-                                 Skipped_lines& skipped, CTProgress* progress) {
+std::vector<Data_file> read_data(const std::vector<std::string>& paths, Columns columns,
+                                 Skipped_lines* skipped, CTProgress* progress) {
     const Waiting_for_input waiting;
     check_interrupt(progress);
     std::vector<Data_file> files;
     files.reserve(paths.size());
     for (const std::string& path : paths) {
         check_is_no_kc(path);
-        files.push_back({path, read_labelled_file(path, skips_bad_lines ? &skipped : nullptr)});
+        files.push_back({path, read_labelled_file(path, skipped, columns)});
     }
     return files;
 }
@@ -167,11 +167,12 @@ Training_summary train_kc(const Training_options& options) {
     check_overwriting(lock.target(), options);  // another process may have made one while we waited
     Replacement_file::try_out(lock);
     std::vector<Data_file> files =
-        read_data(options.data_files, options.skips_bad_lines, summary.skipped, options.progress);
+        read_data(options.data_files, training_columns(options.bootstraps),
+                  options.skips_bad_lines ? &summary.skipped : nullptr, options.progress);
     const Texts texts = joined(files);
     check_interrupt(options.progress);
     Text_model model(options.model);
-    model.train(texts, options.progress);
+    model.start(texts, options.bootstraps, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
     // Training takes long enough for somebody to put another file there.
@@ -191,7 +192,8 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_can_learn(options.kc_file, *model);
     Replacement_file::try_out(lock);
     std::vector<Data_file> files =
-        read_data(options.data_files, options.skips_bad_lines, summary.skipped, options.progress);
+        read_data(options.data_files, Columns::kText,
+                  options.skips_bad_lines ? &summary.skipped : nullptr, options.progress);
     const std::size_t labels_before = model->labels().size();
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);

@@ -95,6 +95,26 @@ prints err 'bad value for MinPsSize: "many" is not an integer'
 expect 64 train b.kc train.tsv --set PositiveMethod=1 --replace
 prints err 'from an options file alone'
 
+# train --bootstrap keeps what evaluate --bootstrap measures.
+printf 'sport\tkitchen\tgoal\tmatch ball\nfood\tstadium\tbread\tcheese\n' >titles.tsv
+printf 'sport\tgoal\nfood\tcheese match\nfood\tkitchen\n' >titles.test.tsv
+expect 0 evaluate --bootstrap --train titles.tsv --test titles.test.tsv --analysis words --json
+quality() { grep -E '"(accuracy|macro_f1_top|micro_f1|ece_top|ece_pairs|brier)":' out; }
+measured=$(quality)
+expect 0 train titles.kc titles.tsv --bootstrap --analysis words
+prints out 'titles.kc: 2 texts, 2 labels (2 new)'
+expect 0 evaluate titles.kc titles.test.tsv --json
+[[ $(wc -l <<<"$measured") -ge 6 && $(quality) == "$measured" ]] || fail "$command: another model: $(quality)"
+echo goal >goal.txt
+expect 0 classify titles.kc goal.txt
+[[ $(labels) == 'sport|' ]] || fail "$command: wrong label"
+echo kitchen >kitchen.txt
+expect 0 explain titles.kc kitchen.txt --category root/sport
+prints out 'kitchen  (unknown)'
+expect 65 train titles.kc train.tsv --bootstrap --replace
+prints err 'train.tsv:1: '
+rm titles.kc
+
 # Permissions and links stay.
 chmod 600 b.kc
 ln -s b.kc link
