@@ -120,9 +120,10 @@ Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
 
-Record files keep blobs under keys. The file that train writes is none; info tells what it is. dump
-shows header, index, items and holes; check tells whether every block is what the index says: exit
-status 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
+Record files keep blobs under keys. dump shows header, index, items and holes; check tells whether
+every block is what the index says: exit status 0 clean, 1 repairable (no item is known to be lost),
+65 lost, damaged or no such file. Both take containers too: dump shows what is in each item and the
+checksums of the seal, and check verifies the seal.
 
 Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second signal
 ends it at once, as does the first one while it reads data.

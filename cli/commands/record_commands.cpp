@@ -38,6 +38,7 @@ int status_of(Record_condition condition) {
         case Record_condition::kRepairable:
             return kRepairable;
         case Record_condition::kLost:
+        case Record_condition::kDamaged:
             break;
     }
     return kDataError;
@@ -56,7 +57,9 @@ void print_check(const Record_words& words, Command_result& result) {
 CLI::App& add_record_command(CLI::App& app, const char* name, const char* description,
                              Record_words& words) {
     CLI::App* const command = app.add_subcommand(name, description);
-    command->add_option("FILE", words.file, "A record file")->required()->type_name("");
+    command->add_option("FILE", words.file, "A record file or a knowledge container")
+        ->required()
+        ->type_name("");
     command->add_flag("--json", words.writes_json, "Print JSON");
     return *command;
 }
@@ -65,10 +68,10 @@ CLI::App& add_record_command(CLI::App& app, const char* name, const char* descri
 
 void add_record_commands(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Record_words>();
-    add_record_command(app, "dump", "Show what a record file holds", *words).callback([words] {
-        print_dump(*words);
-    });
-    add_record_command(app, "check", "Say in what condition a record file is", *words)
+    add_record_command(app, "dump", "Show what is in a record file or a container's file", *words)
+        .callback([words] { print_dump(*words); });
+    add_record_command(app, "check", "Say in what condition a record file or a container's file is",
+                       *words)
         .callback([words, &result] { print_check(*words, result); });
 }
 

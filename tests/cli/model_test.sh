@@ -223,6 +223,23 @@ for path in root/food root/fun/none none; do
     is_silent out
 done
 
+# check and dump
+expect 0 check a.kc
+is out 'a.kc: clean'
+expect 0 dump a.kc
+prints out 'tree and settings'
+prints out 'statistical classifier, id 2'
+expect 0 dump a.kc --json
+prints out '"contents": "statistical model, id 1"'
+head -c -1 a.kc >cut.kc
+expect 65 check cut.kc
+is out $'cut.kc: offset '"$(od -An -tu4 --endian=big -j12 -N4 a.kc | tr -d ' ')"$': the index goes past the end of the file\ncut.kc: damaged: the bytes are not those that were written'
+expect 0 dump cut.kc
+{ head -c 99 a.kc; printf '\xAA\x55'; tail -c +102 a.kc; } >cut.kc
+expect 65 check cut.kc
+prints out 'Seal does not match: object 1'
+rm cut.kc
+
 # learn
 expect 0 learn a.kc more.tsv
 [[ $(<out) == 'a.kc: 2 texts, 2 labels (0 new), '*' bytes' ]] || fail "$command: wrong summary"
