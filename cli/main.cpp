@@ -125,7 +125,7 @@ every block is what the index says: exit status 0 clean, 1 repairable (no item i
 65 lost, damaged or no such file. Both take containers too: dump shows what is in each item and the
 checksums of the seal, and check verifies the seal.
 
-Long work shows its progress on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second signal
+Long work shows its progress and the remaining time on a terminal; Ctrl-C, SIGTERM and SIGHUP end it, and a second signal
 ends it at once, as does the first one while it reads data.
 
 Exit status: 0, or 64 wrong usage, 65 bad data, 66 unreadable file, 70 failure, 74 output that cannot

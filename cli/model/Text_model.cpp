@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <set>
 #include <utility>
 
@@ -100,25 +101,29 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
 void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
-    fill(corpus, texts);
+    fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kTrain);
     const Progress_of_manager until_end(*m_manager);
-    m_workflow->train(view, m_groups.groups.empty(), progress, false);
+    m_workflow->train(view, trains_root_only(), finer.get(), false);
 }
 
 void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
-    fill(corpus, texts);
+    fill(corpus, texts, progress);
     for (std::size_t i = 0; i < texts.size(); ++i) {
         corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
         corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kBootstrap);
     const Progress_of_manager until_end(*m_manager);
-    m_workflow->bootstrap(view, m_groups.groups.empty(), progress, false);
+    m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
 }
 
 void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,
@@ -134,7 +139,7 @@ void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* prog
                        const Before_learning& before) {
     add_new_labels(texts);
     zeMemoryCorpus corpus;
-    fill(corpus, texts);
+    fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
     const Progress_of_manager until_end(*m_manager);
@@ -142,7 +147,34 @@ void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* prog
     if (before) {
         before(reached_storages(view));
     }
-    m_workflow->learn(view, progress, false, true);
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kLearn);
+    m_workflow->learn(view, finer.get(), false, true);
+}
+
+// Without groups the root is the only classifier, and the engine trains it with the view as it is.
+bool Text_model::trains_root_only() const {
+    return m_groups.groups.empty();
+}
+
+// The engine distributes the view once more. That takes little time beside training.
+std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progress,
+                                                              zeCorpus_view& view,
+                                                              Training_kind kind) const {
+    if (progress == nullptr) {
+        return nullptr;
+    }
+    std::vector<Training_work> works;
+    if (kind != Training_kind::kLearn && trains_root_only()) {
+        works.push_back(training_work(*storage_of(m_manager->m_root), view, kind));
+    } else {
+        zeWorkflow::Distribution distribution;
+        m_workflow->distribute_corpus(distribution, view, false);
+        for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+            works.push_back(training_work(*storage_of(node), distribution.at(node), kind));
+        }
+    }
+    return std::make_unique<Training_progress>(*progress, std::move(works));
 }
 
 unsigned int Text_model::add_node(unsigned int parent, std::string_view name, unsigned char type) {
@@ -364,8 +396,13 @@ std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
     return std::move(results.results);
 }
 
-void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {
+void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
+                      CTProgress* progress) {
     corpus.reserve(static_cast<unsigned int>(texts.size()));
+    if (progress != nullptr) {
+        progress->SetStatus("Analysing the texts");
+        progress->SetTotal(static_cast<int>(texts.size()));
+    }
     for (const Labelled_text& text : texts) {
         qtPtrLight<zeMsg> msg(new zeMsg);
         msg->smls[0] = make_bag(text.text);
@@ -373,6 +410,10 @@ void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& 
             msg->categories.push_back(Concept::insert_view(label));
         }
         corpus.add_msg(msg);
+        if (progress != nullptr) {
+            progress->Increment(1);
+            zeInterrupts(progress);
+        }
     }
 }
 

@@ -23,6 +23,8 @@
 #include "cli/model/Model_options.h"
 #include "cli/model/Model_size.h"
 #include "cli/model/Scored_label.h"
+#include "cli/model/Training_progress.h"
+#include "cli/model/Training_work.h"
 #include "cli/text/Text_analysis.h"
 
 class zeCorpus_view;
@@ -118,7 +120,12 @@ private:
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
-    void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
+    void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
+              CTProgress* progress);
+    bool trains_root_only() const;
+    // Null for null.   BORROWS: `progress`.
+    std::unique_ptr<Training_progress> finer_progress(CTProgress* progress, zeCorpus_view& view,
+                                                      Training_kind kind) const;
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
