@@ -8,6 +8,7 @@
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -54,8 +55,14 @@ private:
     zeManager& m_manager;
 };
 
+// RAISES: the assertion "stat_matcher" of the engine if the file of the container has lost it.
 zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
-    return dynamic_cast<zeStat_matcher&>(*manager.m_physical_tree->get_classifier(node));
+    auto* const stat_matcher =
+        node == nullptr
+            ? nullptr
+            : dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node));
+    ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
+    return *stat_matcher;
 }
 
 // Without statistics, as in a compact container, only the weights show what was learned.
