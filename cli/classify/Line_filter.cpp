@@ -113,21 +113,24 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
         [&](const std::string& message) { print_error(message, "", options.writes_json, out); });
 }
 
-void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
+void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out) {
     answer_lines(
         input, model, out,
         [&](std::string_view text) {
-            const Explanation explanation =
-                node == nullptr ? model.explain(text) : model.explain(text, node);
-            if (writes_json) {
+            Explanation explanation =
+                options.node == nullptr ? model.explain(text) : model.explain(text, options.node);
+            if (options.top) {
+                keep_first(*options.top, explanation);
+            }
+            if (options.writes_json) {
                 print_json(explanation_json(explanation), Json_form::kOneLine, out);
             } else {
                 print_explanation(explanation, out);
             }
         },
         [&](const std::string& message) {
-            print_error(message, "  (line is too long)", writes_json, out);
+            print_error(message, "  (line is too long)", options.writes_json, out);
         });
 }
 

@@ -48,11 +48,17 @@ struct Classify_options {
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out);
 
-// Writes an explanation for each line of the input: of its best label, or of `node` if that is not
-// null; as JSON one object a line. A line that is too long has the text "(line is too long)" in
-// place of its explanation, and as JSON an object of `error`, the message.
+struct Explain_options {
+    zeNode* node = nullptr;               // BORROWS: what is explained; null: the best label
+    std::optional<std::size_t> top = {};  // how many concepts a line shows; missing: all
+    bool writes_json = false;
+};
+
+// Writes an explanation for each line of the input; as JSON one object a line. A line that is too
+// long has the text "(line is too long)" in place of its explanation, and as JSON an object of
+// `error`, the message.
 // RAISES: likewise.
-void explain_lines(const Line_input& input, zeNode* node, bool writes_json, Text_model& model,
+void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out);
 
 }  // namespace cli

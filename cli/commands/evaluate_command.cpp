@@ -55,6 +55,7 @@ void settle_options(Evaluate_words& words) {
         require(options.train_file, "--train, or KC and DATA");
         require(options.test_file, "--test");
         options.model = model_options(words.training);
+        options.bootstraps = words.training.bootstraps;
         return;
     }
     require(words.data_file, "DATA");
@@ -91,8 +92,6 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
     command.add_option("--test", options.test_file, "Data file to classify; -: standard input")
         ->check(error_of_file_name)
         ->type_name("FILE");
-    command.add_flag("--bootstrap", options.bootstraps,
-                     "Start from the titles and keywords of the training data alone");
     CLI::Option* const learn = command
                                    .add_option("--learn", options.learn_file,
                                                "Data file to learn after training, in bulks; -: standard input")

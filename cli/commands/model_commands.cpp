@@ -122,6 +122,7 @@ struct Train_words {
 
 void train(Train_words& words) {
     words.options.model = model_options(words.training);
+    words.options.bootstraps = words.training.bootstraps;
     run(words.options, train_kc, words.writes_json);
 }
 
@@ -181,7 +182,7 @@ struct Filter_words {
     Classify_options classify;
     std::optional<std::size_t> column;
     std::string category;  // path; empty: the best of each line
-    bool writes_json = false;
+    Explain_options explain;
 };
 
 // Waiting for the lines to classify is no part of the work: there a Ctrl-C ends the process.
@@ -233,11 +234,10 @@ zeNode* node_of(const Filter_words& words, const Text_model& model) {
 
 void explain(const Filter_words& words, Command_result& result) {
     const std::unique_ptr<Text_model> model = model_of(words);
-    zeNode* const node = node_of(words, *model);
+    Explain_options options = words.explain;
+    options.node = node_of(words, *model);
     with_lines_of(words, result, [&](const Line_input& input) {
-        work_on_container(words.kc_file, [&] {
-            explain_lines(input, node, words.writes_json, *model, std::cout);
-        });
+        work_on_container(words.kc_file, [&] { explain_lines(input, options, *model, std::cout); });
     });
 }
 
@@ -286,7 +286,13 @@ void add_explain(CLI::App& app, Command_result& result) {
                     "Explain the score of this node instead, such as root/sport")
         ->check(error_of_path)
         ->type_name("PATH");
-    command.add_flag("--json", words->writes_json, "Print a JSON object for each line");
+    command
+        .add_option("--top", words->explain.top,
+                    "How many concepts to show for each line, the greatest effect first; "
+                    "otherwise all")
+        ->check(CLI::Range(1, kLongestList).description(""))
+        ->type_name("N");
+    command.add_flag("--json", words->explain.writes_json, "Print a JSON object for each line");
     command.footer(kExplainNotes);
     command.callback([words, &result] { explain(*words, result); });
 }

@@ -17,17 +17,17 @@ namespace cli {
 namespace {
 
 constexpr const char* kDumpNotes =
-    R"(Record files keep blobs under keys. dump shows header, index, items and holes. The file that train
-writes is none; info describes it.
+    R"(Record files keep blobs under keys. dump shows header, index, items and holes; of a container it shows
+what is in each item and the checksums of the seal.
 
 Example:
   zandrel dump messages.dat)";
 
 constexpr const char* kCheckNotes =
-    R"(Record files keep blobs under keys. check says whether every block is what the index says. The file that
-train writes is none; info describes it.
+    R"(Record files keep blobs under keys. check says whether every block is what the index says; of a
+container it verifies the seal.
 
-Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 no record file or lost.
+Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 lost, damaged or no such file.
 
 Example:
   zandrel check messages.dat)";
@@ -54,6 +54,7 @@ int status_of(Record_condition condition) {
         case Record_condition::kRepairable:
             return kRepairable;
         case Record_condition::kLost:
+        case Record_condition::kDamaged:
             break;
     }
     return kDataError;
@@ -72,7 +73,9 @@ void print_check(const Record_words& words, Command_result& result) {
 CLI::App& add_record_command(CLI::App& app, const char* name, const char* description,
                              Record_words& words) {
     CLI::App* const command = app.add_subcommand(name, description);
-    command->add_option("FILE", words.file, "A record file")->required()->type_name("");
+    command->add_option("FILE", words.file, "A record file or a knowledge container")
+        ->required()
+        ->type_name("");
     command->add_flag("--json", words.writes_json, "Print JSON");
     return *command;
 }
@@ -81,11 +84,12 @@ CLI::App& add_record_command(CLI::App& app, const char* name, const char* descri
 
 void add_record_commands(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Record_words>();
-    CLI::App& dump = add_record_command(app, "dump", "Show what a record file holds", *words);
+    CLI::App& dump = add_record_command(
+        app, "dump", "Show what is in a record file or a container's file", *words);
     dump.footer(kDumpNotes);
     dump.callback([words] { print_dump(*words); });
-    CLI::App& check =
-        add_record_command(app, "check", "Say in what condition a record file is", *words);
+    CLI::App& check = add_record_command(
+        app, "check", "Say in what condition a record file or a container's file is", *words);
     check.footer(kCheckNotes);
     check.callback([words, &result] { print_check(*words, result); });
 }

@@ -38,6 +38,8 @@ void add_training_options(CLI::App& command, Training_words& words) {
                     "File with lines of group and label: a tree of two levels")
         ->check(error_of_file_name)
         ->type_name("FILE");
+    command.add_flag("--bootstrap", words.bootstraps,
+                     "Start from the titles and keywords of the training data alone");
 }
 
 Model_options model_options(Training_words& words) {

@@ -21,10 +21,11 @@ struct Training_words {
     std::string groups_file;               // empty: none
     std::string options_file;              // likewise
     std::vector<std::string> assignments;  // Key=value
-    Engine_settings settings;              // what the last two say, once the options are made
+    bool bootstraps = false;
+    Engine_settings settings;  // what the last two say, once the options are made
 };
 
-// Adds --analysis, --stem, --groups, --options and --set.
+// Adds --analysis, --stem, --groups, --bootstrap, --options and --set.
 // BORROWS: `words`, which must outlive `command`.
 void add_training_options(CLI::App& command, Training_words& words);
 

@@ -23,6 +23,11 @@ struct Labelled_text {
 // What a data line holds behind its labels.
 enum class Columns { kText, kTextTitleKeywords };
 
+// What a model is made from: a bootstrap needs titles and keywords.
+inline Columns training_columns(bool bootstraps) {
+    return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
+}
+
 // Data lines that were left out, since they are not what they should be.
 struct Skipped_lines {
     std::size_t count = 0;

@@ -134,19 +134,12 @@ void classify_all(const Texts& texts, Text_model& model, CTProgress* progress, P
     }
 }
 
-void start(const Evaluation_options& options, const Texts& texts, Text_model& model) {
-    if (options.bootstraps) {
-        model.bootstrap(texts, options.progress);
-    } else {
-        model.train(texts, options.progress);
-    }
-}
-
 std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
                                           Evaluation& result) {
     auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
-    measure(*result.training, *model, [&] { start(options, texts, *model); });
+    measure(*result.training, *model,
+            [&] { model->start(texts, options.bootstraps, options.progress); });
     return model;
 }
 
@@ -173,8 +166,8 @@ Texts texts_to_train(const Evaluation_options& options, Skipped_lines* skipped) 
     if (!options.kc_file.empty()) {
         return {};
     }
-    const Columns columns = options.bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
-    return read_labelled_file(options.train_file, skipped, columns, options.longest_line);
+    return read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
+                              options.longest_line);
 }
 
 void check_input(const Evaluation_options& options) {

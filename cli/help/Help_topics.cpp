@@ -26,7 +26,11 @@ sentence about the damage. A container without a seal is read as well; info says
 constexpr std::string_view kData =
     R"(A data file has a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or CR LF;
 empty lines are skipped. With --bootstrap the training file has the columns
-`label[,label]<TAB>text<TAB>title<TAB>keywords`, of which only the last two are learned.
+`label[,label]<TAB>text<TAB>title<TAB>keywords`, of which only the last two are learned. The file `-` is
+standard input. A line longer than --max-line bytes is a bad line, and is never in memory whole.
+
+train and evaluate warn about header lines, bytes that are not UTF-8, too many labels, labels with a
+single text, labels that differ only in case or blanks, and a test without a known label.
 
 A file of groups (--groups) has a line `group<TAB>label` for each label that is in a group. Each group
 gets a classifier of its own below that of the groups, and a label's score is the product of both.
@@ -118,7 +122,7 @@ constexpr std::string_view kExitStatus =
   130  ended by Ctrl-C
   143  ended by SIGTERM
 
-Long work shows its progress on a terminal. Ctrl-C, SIGTERM and SIGHUP end it. A second signal ends it
+Long work shows its progress and the remaining time on a terminal. Ctrl-C, SIGTERM and SIGHUP end it. A second signal ends it
 at once, as does the first one while it reads data.)";
 
 constexpr Help_topic kTopics[] = {

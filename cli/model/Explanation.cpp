@@ -17,6 +17,13 @@ std::string signed_number(double number) {
 
 }  // namespace
 
+void keep_first(std::size_t count, Explanation& explanation) {
+    if (count < explanation.concepts.size()) {
+        explanation.left_out += explanation.concepts.size() - count;
+        explanation.concepts.resize(count);
+    }
+}
+
 void print_explanation(const Explanation& explanation, std::ostream& out) {
     out << shown_text(explanation.text) << '\n';
     if (explanation.label.empty()) {
@@ -27,7 +34,10 @@ void print_explanation(const Explanation& explanation, std::ostream& out) {
         << '\n';
     for (const Concept_effect& effect : explanation.concepts) {
         out << "    " << signed_number(effect.adds) << "  " << shown_text(effect.concept_text)
-            << '\n';
+            << (effect.is_known ? "" : "  (unknown)") << '\n';
+    }
+    if (explanation.left_out > 0) {
+        out << "    (" << grouped(explanation.left_out) << " more)\n";
     }
 }
 
@@ -40,7 +50,8 @@ nlohmann::ordered_json explanation_json(const Explanation& explanation) {
     json["score"] = explanation.score;
     json["concepts"] = nlohmann::ordered_json::array();
     for (const Concept_effect& effect : explanation.concepts) {
-        json["concepts"].push_back({{"concept", effect.concept_text}, {"adds", effect.adds}});
+        json["concepts"].push_back(
+            {{"concept", effect.concept_text}, {"adds", effect.adds}, {"known", effect.is_known}});
     }
     return json;
 }

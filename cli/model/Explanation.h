@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_MODEL_EXPLANATION_H_
 #define ZANDREL_CLI_MODEL_EXPLANATION_H_
 
+#include <cstddef>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -15,19 +16,27 @@ namespace cli {
 struct Concept_effect {
     std::string concept_text;
     double adds = 0.0;
+    // Whether a statistical classifier of the model has learned the concept. A compact model only
+    // knows the concepts that have a weight.
+    bool is_known = true;
 };
 
 struct Explanation {
     std::string text;
     std::string label;  // the best one; empty if there is no result
     double score = 0.0;
-    std::vector<Concept_effect> concepts;  // all of the text, the greatest effect first
+    std::vector<Concept_effect> concepts;  // the greatest effect first
+    std::size_t left_out = 0;              // concepts of the text that are not in the list
 };
 
-// Prints the text and below it label, score and concepts.
+// Leaves out all concepts but the first `count`.
+void keep_first(std::size_t count, Explanation& explanation);
+
+// Prints the text and below it label, score and concepts. An unknown concept has "(unknown)" behind
+// it, and a last line says how many concepts were left out.
 void print_explanation(const Explanation& explanation, std::ostream& out);
 // The same as an object of `text`, `category`, `score` and `concepts`, a list of objects of
-// `concept` and `adds`. Without a result `category` is null.
+// `concept`, `adds` and `known`. Without a result `category` is null.
 nlohmann::ordered_json explanation_json(const Explanation& explanation);
 
 }  // namespace cli

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <set>
 #include <utility>
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -54,6 +56,22 @@ private:
     zeManager& m_manager;
 };
 
+// RAISES: the assertion "stat_matcher" of the engine if the file of the container has lost it.
+zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
+    auto* const stat_matcher =
+        node == nullptr
+            ? nullptr
+            : dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node));
+    ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
+    return *stat_matcher;
+}
+
+// Without statistics, as in a compact container, only the weights show what was learned.
+bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
+    const zeStat_storage::Concept_infos& infos = matcher->m_storage->m_concept_infos;
+    return infos.find(word) != infos.end() || matcher->m_table.find(word) != matcher->m_table.end();
+}
+
 bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
@@ -91,32 +109,45 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
 void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
-    fill(corpus, texts);
+    fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kTrain);
     const Progress_of_manager until_end(*m_manager);
-    m_workflow->train(view, m_groups.groups.empty(), progress, false);
+    m_workflow->train(view, trains_root_only(), finer.get(), false);
 }
 
 void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
-    fill(corpus, texts);
+    fill(corpus, texts, progress);
     for (std::size_t i = 0; i < texts.size(); ++i) {
         corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
         corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kBootstrap);
     const Progress_of_manager until_end(*m_manager);
-    m_workflow->bootstrap(view, m_groups.groups.empty(), progress, false);
+    m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
+}
+
+void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,
+                       CTProgress* progress) {
+    if (bootstraps) {
+        bootstrap(texts, progress);
+    } else {
+        train(texts, progress);
+    }
 }
 
 void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
                        const Before_learning& before) {
     add_new_labels(texts);
     zeMemoryCorpus corpus;
-    fill(corpus, texts);
+    fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
     const Progress_of_manager until_end(*m_manager);
@@ -124,7 +155,34 @@ void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* prog
     if (before) {
         before(reached_storages(view));
     }
-    m_workflow->learn(view, progress, false, true);
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kLearn);
+    m_workflow->learn(view, finer.get(), false, true);
+}
+
+// Without groups the root is the only classifier, and the engine trains it with the view as it is.
+bool Text_model::trains_root_only() const {
+    return m_groups.groups.empty();
+}
+
+// The engine distributes the view once more. That takes little time beside training.
+std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progress,
+                                                              zeCorpus_view& view,
+                                                              Training_kind kind) const {
+    if (progress == nullptr) {
+        return nullptr;
+    }
+    std::vector<Training_work> works;
+    if (kind != Training_kind::kLearn && trains_root_only()) {
+        works.push_back(training_work(*storage_of(m_manager->m_root), view, kind));
+    } else {
+        zeWorkflow::Distribution distribution;
+        m_workflow->distribute_corpus(distribution, view, false);
+        for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+            works.push_back(training_work(*storage_of(node), distribution.at(node), kind));
+        }
+    }
+    return std::make_unique<Training_progress>(*progress, std::move(works));
 }
 
 unsigned int Text_model::add_node(unsigned int parent, std::string_view name, unsigned char type) {
@@ -178,19 +236,26 @@ void Text_model::add_label(std::string_view label) {
     add_node(kRootId, label, ZE_LEAF);
 }
 
-std::vector<zeStat_storage*> Text_model::storages() const {
-    std::vector<zeStat_storage*> storages;
+std::vector<zeStat_matcher*> Text_model::matchers() const {
+    std::vector<zeStat_matcher*> matchers;
     for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
         if (node.type == ZE_STAT) {
-            storages.push_back(storage_of(node.physical_node));
+            matchers.push_back(&matcher_of(*m_manager, node.physical_node));
         }
+    }
+    return matchers;
+}
+
+std::vector<zeStat_storage*> Text_model::storages() const {
+    std::vector<zeStat_storage*> storages;
+    for (const zeStat_matcher* const matcher : matchers()) {
+        storages.push_back(matcher->m_storage);
     }
     return storages;
 }
 
 zeStat_storage* Text_model::storage_of(zeNode* node) const {
-    zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
-    return dynamic_cast<zeStat_matcher&>(*classifier).m_storage;
+    return matcher_of(*m_manager, node).m_storage;
 }
 
 // Rules and labels decide together, so the engine is asked: it splits the texts for learning
@@ -303,8 +368,13 @@ Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
     explanation.score = score;
     std::vector<zeStat_matcher::Concept_score> lines;
     m_workflow->classify_concepts(msg, {node}, lines);
+    const std::vector<zeStat_matcher*> all = matchers();
     for (const zeStat_matcher::Concept_score& line : lines) {
-        explanation.concepts.push_back({std::string(line.m_concept.view()), line.m_score});
+        const bool is_known = std::any_of(
+            all.begin(), all.end(),
+            [&line](const zeStat_matcher* each) { return has_learned(each, line.m_concept); });
+        explanation.concepts.push_back(
+            {std::string(line.m_concept.view()), line.m_score, is_known});
     }
     return explanation;
 }
@@ -335,8 +405,13 @@ std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
     return std::move(results.results);
 }
 
-void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts) {
+void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
+                      CTProgress* progress) {
     corpus.reserve(static_cast<unsigned int>(texts.size()));
+    if (progress != nullptr) {
+        progress->SetStatus("Analysing the texts");
+        progress->SetTotal(static_cast<int>(texts.size()));
+    }
     for (const Labelled_text& text : texts) {
         qtPtrLight<zeMsg> msg(new zeMsg);
         msg->smls[0] = make_bag(text.text);
@@ -344,6 +419,10 @@ void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& 
             msg->categories.push_back(Concept::insert_view(label));
         }
         corpus.add_msg(msg);
+        if (progress != nullptr) {
+            progress->Increment(1);
+            zeInterrupts(progress);
+        }
     }
 }
 

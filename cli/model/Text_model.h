@@ -23,6 +23,8 @@
 #include "cli/model/Model_options.h"
 #include "cli/model/Model_size.h"
 #include "cli/model/Scored_label.h"
+#include "cli/model/Training_progress.h"
+#include "cli/model/Training_work.h"
 #include "cli/text/Text_analysis.h"
 
 class zeCorpus_view;
@@ -56,6 +58,8 @@ public:
     void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Starts from the titles and the keywords of the texts alone.
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
+    // One of the two.
+    void start(const std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
     // Gets the statistics of the classifiers that are about to learn, by the ids of their nodes.
     using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
     // Takes further texts in as one bulk, at a fixed size. New labels become categories.
@@ -112,10 +116,16 @@ private:
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
+    std::vector<zeStat_matcher*> matchers() const;
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
-    void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts);
+    void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
+              CTProgress* progress);
+    bool trains_root_only() const;
+    // Null for null.   BORROWS: `progress`.
+    std::unique_ptr<Training_progress> finer_progress(CTProgress* progress, zeCorpus_view& view,
+                                                      Training_kind kind) const;
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;

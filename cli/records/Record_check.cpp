@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/records/Package_contents.h"
 #include "cli/records/Record_text.h"
 #include "cli/text/Shown_text.h"
 
@@ -25,10 +26,11 @@ std::string named(const Record_item& item) {
 
 std::vector<Block> blocks_of(const Record_file& file) {
     std::vector<Block> blocks;
-    blocks.push_back({file.header.index_offset, block_of(file.index.space), "index", false});
+    blocks.push_back(
+        {file.header.index_offset, file.block_of_content(file.index.space), "index", false});
     for (const Record_item& item : file.index.items) {
         if (item.problem.empty()) {
-            blocks.push_back({item.offset, block_of(item.total()), named(item), true});
+            blocks.push_back({item.offset, file.block_of_content(item.total()), named(item), true});
         }
     }
     for (const Record_hole& hole : file.index.holes) {
@@ -55,10 +57,14 @@ public:
         } else {
             add(m_file.header.index_offset, m_file.index.problem, false);
         }
+        if (m_file.package) {
+            check_package(*m_file.package);
+        }
         std::stable_sort(m_check.problems.begin(), m_check.problems.end(),
                          [](const Record_problem& left, const Record_problem& right) {
                              return left.offset < right.offset;
                          });
+        m_check.is_cut = may_have_lost_items();
         m_check.condition = condition();
         return m_check;
     }
@@ -89,12 +95,43 @@ private:
         }
     }
 
+    void check_package(const Package_contents& package) {
+        check_places();
+        if (!m_file.index.problem.empty() || !(package.is_container || package.has_seal)) {
+            return;
+        }
+        m_check.has_seal = package.has_seal;
+        // Verifying reads all items, so they have to be whole.
+        if (m_check.problems.empty()) {
+            const std::string problem = problem_of_seal(m_file);
+            if (!problem.empty()) {
+                add(package.seal_offset, problem, true);
+            }
+        }
+    }
+
+    // Opening a package refuses an index that breaks one of these two rules.
+    void check_places() {
+        const Record_item* before = nullptr;
+        for (const Record_item& item : m_file.index.items) {
+            if (item.offset >= m_file.header.index_offset) {
+                add(item.offset, named(item) + " is not in front of the index", true);
+            }
+            if (before != nullptr && item.key <= before->key) {
+                add(m_file.header.index_offset,
+                    named(item) + " is not behind " + named(*before) + " in the order of keys",
+                    true);
+            }
+            before = &item;
+        }
+    }
+
     void check_tiling() {
         std::uint64_t end = m_file.header.size();
         bool is_item_before = false;
         std::string name_before = "header";
         for (const Block& block : blocks_of(m_file)) {
-            if (block.offset > end) {
+            if (block.offset > end && !m_file.package) {
                 add(end, std::to_string(block.offset - end) + " bytes belong to nothing", false);
             } else if (block.offset < end) {
                 add(block.offset, block.name + " overlaps " + name_before,
@@ -104,25 +141,42 @@ private:
             is_item_before = block.is_item;
             name_before = block.name;
         }
-        if (end < m_file.size) {
+        m_ends_too_early = end > m_file.size;
+        if (end < m_file.size && !m_file.package) {
             add(end, std::to_string(m_file.size - end) + " bytes at the end belong to nothing",
                 false);
-        } else if (end > m_file.size) {
+        } else if (m_ends_too_early) {
             add(m_file.size, "the file ends inside the block of " + name_before, false);
         }
+    }
+
+    // Where the index is current, we know of each item whether it is whole. Otherwise a file that
+    // ends before something that it names may have lost any item.
+    bool may_have_lost_items() const {
+        const Record_index& index = m_file.index;
+        const auto is_past_end = [](const auto& each) { return each.is_past_end; };
+        return index.is_past_end ||
+               (m_file.header.is_stale() &&
+                (m_ends_too_early ||
+                 std::any_of(index.items.begin(), index.items.end(), is_past_end) ||
+                 std::any_of(index.holes.begin(), index.holes.end(), is_past_end)));
     }
 
     Record_condition condition() const {
         if (m_check.problems.empty()) {
             return Record_condition::kClean;
         }
+        if (m_file.package) {
+            return Record_condition::kDamaged;
+        }
         const bool is_lost =
             std::any_of(m_check.problems.begin(), m_check.problems.end(),
                         [](const Record_problem& problem) { return problem.loses_item; });
-        return is_lost ? Record_condition::kLost : Record_condition::kRepairable;
+        return is_lost || m_check.is_cut ? Record_condition::kLost : Record_condition::kRepairable;
     }
 
     const Record_file& m_file;
+    bool m_ends_too_early = false;  // inside the last block
     Record_check m_check;
 };
 
@@ -132,22 +186,29 @@ const char* name_of(Record_condition condition) {
             return "clean";
         case Record_condition::kRepairable:
             return "repairable";
+        case Record_condition::kDamaged:
+            return "damaged";
         case Record_condition::kLost:
             break;
     }
     return "lost";
 }
 
-const char* explanation_of(Record_condition condition) {
-    switch (condition) {
+const char* explanation_of(const Record_check& check) {
+    switch (check.condition) {
         case Record_condition::kClean:
-            return "clean";
+            return check.has_seal.value_or(true)
+                       ? "clean"
+                       : "clean, but there is no seal: changed bytes inside items are not found";
         case Record_condition::kRepairable:
             return "repairable: no item is known to be lost, but the index has to be made anew";
+        case Record_condition::kDamaged:
+            return "damaged: the bytes are not those that were written";
         case Record_condition::kLost:
             break;
     }
-    return "lost: items that the index names are not there or not whole";
+    return check.is_cut ? "lost: the file ends before something that it names, so items may be gone"
+                        : "lost: items that the index names are not there or not whole";
 }
 
 }  // namespace
@@ -161,11 +222,14 @@ void print_record_check(const Record_check& check, std::ostream& out) {
     for (const Record_problem& problem : check.problems) {
         out << file << ": offset " << problem.offset << ": " << problem.text << '\n';
     }
-    out << file << ": " << explanation_of(check.condition) << '\n';
+    out << file << ": " << explanation_of(check) << '\n';
 }
 
 nlohmann::ordered_json record_check_json(const Record_check& check) {
     nlohmann::ordered_json json = {{"file", check.file}, {"condition", name_of(check.condition)}};
+    if (check.has_seal) {
+        json["seal"] = *check.has_seal;
+    }
     json["problems"] = nlohmann::ordered_json::array();
     for (const Record_problem& problem : check.problems) {
         json["problems"].push_back({{"offset", problem.offset}, {"text", problem.text}});

@@ -1,8 +1,9 @@
-// Record_check: in what condition a record file is.
+// Record_check: in what condition a record file or the file of a container is.
 #ifndef ZANDREL_CLI_RECORDS_RECORD_CHECK_H_
 #define ZANDREL_CLI_RECORDS_RECORD_CHECK_H_
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -16,7 +17,10 @@ namespace cli {
 enum class Record_condition {
     kClean,       // the index tells of every block, and every block is what it tells
     kRepairable,  // no item is known to be lost: a new index can be made from the items
-    kLost,        // an item that a current index names is not there or not whole
+    // An item that a current index names is not there or not whole; or the file ends before
+    // something that it names, so that nobody knows what was behind its end.
+    kLost,
+    kDamaged,  // a container's file whose bytes are not those that were written
 };
 
 struct Record_problem {
@@ -28,6 +32,8 @@ struct Record_problem {
 struct Record_check {
     std::string file;
     Record_condition condition = Record_condition::kClean;
+    bool is_cut = false;                   // kLost since the file ends too early
+    std::optional<bool> has_seal = {};     // missing if the file is not that of a container
     std::vector<Record_problem> problems;  // by offset
 };
 
@@ -35,14 +41,19 @@ struct Record_check {
 // file: they follow one another from the header to the end, without gap and overlap. An index that
 // may be stale names things that have moved, so nothing that it says of an item counts as a loss.
 //
-// There are no checksums: damage inside a key of the same length in both places, or inside data, is
-// not seen.
+// A file that ends before its index is kLost. So is one whose index may be stale, if it ends before
+// something that this index names: files never shrink, so the file has been cut.
+//
+// Record files have no checksums: damage inside a key of the same length in both places, or inside
+// data, is not seen. Of a container's file the seal is verified if there is one. Bytes that belong
+// to nothing are no problem there, since a replaced item stays in the file.
 Record_check check_record_file(const Record_file& file);
 
 // A line for each problem, "FILE: offset N: text", then the condition in words.
 void print_record_check(const Record_check& check, std::ostream& out);
-// An object of `file`, `condition` ("clean", "repairable", "lost") and `problems`, a list of
-// objects of `offset` and `text`.
+// An object of `file`, `condition` ("clean", "repairable", "lost", "damaged") and `problems`, a
+// list of objects of `offset` and `text`. For a container's file there is also `seal`, true or
+// false.
 nlohmann::ordered_json record_check_json(const Record_check& check);
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 #include "cli/records/Record_dump.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,26 +30,79 @@ std::string remark(const std::string& problem) {
     return problem.empty() ? "" : "  (" + problem + ")";
 }
 
+std::string shown_state(const Record_header& header) {
+    return hex(header.state, 2) + (header.is_stale() ? " (the index may be stale)" : "") +
+           (header.is_unfinished() ? " (not written to its end)" : "");
+}
+
 void print_header(const Record_file& file, std::ostream& out) {
     const Record_header& header = file.header;
     out << "header\n";
+    if (file.package) {
+        print_field("form", file.package->is_container ? "knowledge container" : "package", out);
+    }
     print_field("offsets", header.is_wide ? "64 bits" : "32 bits", out);
     print_field("file id", hex(header.file_id, 8), out);
     print_field("version", std::to_string(header.version), out);
     print_field("flags", hex(header.flags, 2) + (header.is_unicode() ? " (unicode)" : ""), out);
-    print_field("state",
-                hex(header.state, 2) + (header.is_stale() ? " (the index may be stale)" : ""), out);
+    print_field("state", shown_state(header), out);
     print_field("index at", std::to_string(header.index_offset), out);
     print_field("file size", std::to_string(file.size), out);
 }
 
-void print_index(const Record_index& index, std::ostream& out) {
+void print_index(const Record_file& file, std::ostream& out) {
+    const Record_index& index = file.index;
     out << "index" << remark(index.problem) << '\n';
     print_field("keys", std::to_string(index.items.size()), out);
-    print_field("holes", std::to_string(index.holes.size()), out);
+    if (!file.package) {
+        print_field("holes", std::to_string(index.holes.size()), out);
+    }
     if (index.problem.empty()) {
         print_field("size", std::to_string(index.space), out);
-        print_field("block", std::to_string(block_of(index.space)), out);
+        if (!file.package) {
+            print_field("block", std::to_string(block_of(index.space)), out);
+        }
+    }
+}
+
+// Without an index nobody knows whether there is a seal.
+std::string shown_form(const Record_index& index, const Package_contents& package) {
+    if (package.form) {
+        return std::to_string(*package.form);
+    }
+    return package.has_seal || !index.problem.empty() ? "unknown" : "none";
+}
+
+void print_seal(const Record_index& index, const Package_contents& package, std::ostream& out) {
+    out << "seal\n";
+    print_field("form", shown_form(index, package), out);
+    if (package.header_checksum) {
+        print_field("header", hex(*package.header_checksum, 8), out);
+    }
+}
+
+std::optional<std::uint32_t> checksum_of(const Record_item& item, const Package_contents& package) {
+    const auto found = package.checksums.find(item.key);
+    return found == package.checksums.end() ? std::nullopt : std::optional(found->second);
+}
+
+// Checksums are those of the seal.
+void print_package_items(const Record_index& index, const Package_contents& package,
+                         std::ostream& out) {
+    out << "items" << right_aligned("offset", kNumberWidth - 3)
+        << right_aligned("size", kNumberWidth) << right_aligned("data", kNumberWidth)
+        << right_aligned("checksum", kNumberWidth) << "  key\n";
+    for (std::size_t i = 0; i < index.items.size(); ++i) {
+        const Record_item& item = index.items[i];
+        const bool is_whole = item.problem.empty();
+        const std::optional<std::uint32_t> checksum = checksum_of(item, package);
+        const std::string& contents = package.contents[i];
+        out << "  " << column(item.offset)
+            << (is_whole ? column(item.total()) : right_aligned("-", kNumberWidth))
+            << (is_whole ? column(item.data_length) : right_aligned("-", kNumberWidth))
+            << right_aligned(checksum ? hex(*checksum, 8) : "-", kNumberWidth) << "  "
+            << shown_key(item.key) << (contents.empty() ? "" : "  " + contents)
+            << remark(item.problem) << '\n';
     }
 }
 
@@ -88,11 +142,17 @@ Json header_json(const Record_header& header) {
             {"index_offset", header.index_offset}};
 }
 
-Json index_json(const Record_index& index) {
-    Json json = {{"keys", index.items.size()}, {"holes", index.holes.size()}};
+Json index_json(const Record_file& file) {
+    const Record_index& index = file.index;
+    Json json = {{"keys", index.items.size()}};
+    if (!file.package) {
+        json["holes"] = index.holes.size();
+    }
     if (index.problem.empty()) {
         json["size"] = index.space;
-        json["block"] = block_of(index.space);
+        if (!file.package) {
+            json["block"] = block_of(index.space);
+        }
     }
     add_problem(index.problem, json);
     return json;
@@ -108,6 +168,48 @@ Json item_json(const Record_item& item) {
     return json;
 }
 
+Json package_item_json(const Record_item& item, const Package_contents& package,
+                       const std::string& contents) {
+    Json json = {{"key", shown_key(item.key)}, {"offset", item.offset}};
+    if (item.problem.empty()) {
+        json["size"] = item.total();
+        json["data_length"] = item.data_length;
+    }
+    if (const std::optional<std::uint32_t> checksum = checksum_of(item, package); checksum) {
+        json["checksum"] = *checksum;
+    }
+    if (!contents.empty()) {
+        json["contents"] = contents;
+    }
+    add_problem(item.problem, json);
+    return json;
+}
+
+// Null without a seal.
+Json seal_json(const Package_contents& package) {
+    Json json;
+    if (package.has_seal) {
+        json["form"] = nullptr;
+        if (package.form) {
+            json["form"] = *package.form;
+        }
+        if (package.header_checksum) {
+            json["header_checksum"] = *package.header_checksum;
+        }
+    }
+    return json;
+}
+
+void add_package(const Record_file& file, Json& json) {
+    const Package_contents& package = *file.package;
+    json["container"] = package.is_container;
+    for (std::size_t i = 0; i < file.index.items.size(); ++i) {
+        json["items"].push_back(
+            package_item_json(file.index.items[i], package, package.contents[i]));
+    }
+    json["seal"] = seal_json(package);
+}
+
 Json hole_json(const Record_hole& hole) {
     Json json = {{"offset", hole.offset}, {"block", std::uint64_t(1) << hole.slot}};
     add_problem(hole.problem, json);
@@ -118,16 +220,25 @@ Json hole_json(const Record_hole& hole) {
 
 void print_record_dump(const Record_file& file, std::ostream& out) {
     print_header(file, out);
-    print_index(file.index, out);
-    print_items(file.index, out);
-    print_holes(file.index, out);
+    print_index(file, out);
+    if (file.package) {
+        print_package_items(file.index, *file.package, out);
+        print_seal(file.index, *file.package, out);
+    } else {
+        print_items(file.index, out);
+        print_holes(file.index, out);
+    }
 }
 
 nlohmann::ordered_json record_dump_json(const Record_file& file) {
     Json json = {{"file", file.path}, {"size", file.size}};
     json["header"] = header_json(file.header);
-    json["index"] = index_json(file.index);
+    json["index"] = index_json(file);
     json["items"] = Json::array();
+    if (file.package) {
+        add_package(file, json);
+        return json;
+    }
     for (const Record_item& item : file.index.items) {
         json["items"].push_back(item_json(item));
     }

@@ -1,4 +1,4 @@
-// Record_dump: what a record file holds.
+// Record_dump: what is in a record file or in the file of a container.
 #ifndef ZANDREL_CLI_RECORDS_RECORD_DUMP_H_
 #define ZANDREL_CLI_RECORDS_RECORD_DUMP_H_
 
@@ -10,10 +10,12 @@
 
 namespace cli {
 
-// Prints header, index, items by key, and holes. What is wrong with one stands behind it.
+// Prints header, index, items by key, and holes; for a container's file what is in each item and
+// the checksums of the seal in place of holes. What is wrong with one stands behind it.
 void print_record_dump(const Record_file& file, std::ostream& out);
-// The same as an object of `file`, `size`, `header`, `index`, `items` and `holes`. Keys are shown
-// as in the text; a `problem` stands where there is one.
+// The same as an object of `file`, `size`, `header`, `index`, `items` and `holes`; for a package
+// `container` and `seal` in place of `holes`. Keys are shown as in the text; a `problem` stands
+// where there is one.
 nlohmann::ordered_json record_dump_json(const Record_file& file);
 
 }  // namespace cli

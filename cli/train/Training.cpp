@@ -100,11 +100,13 @@ void check_is_no_kc(const std::string& path) {
 
 // `Options` are Training_options or Learning_options.
 template <class Options>
-std::vector<Data_file> read_data(const Options& options, Skipped_lines& skipped) {
+std::vector<Data_file> read_data(const Options& options, Columns columns, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
     check_interrupt(options.progress);
     if (options.warn && waits_for_typing(options.data_files)) {
-        options.warn(typing_note("lines label<TAB>text"));
+        options.warn(typing_note(columns == Columns::kTextTitleKeywords
+                                     ? "lines label<TAB>text<TAB>title<TAB>keywords"
+                                     : "lines label<TAB>text"));
     }
     std::vector<Data_file> files;
     files.reserve(options.data_files.size());
@@ -112,7 +114,7 @@ std::vector<Data_file> read_data(const Options& options, Skipped_lines& skipped)
         check_is_no_kc(path);
         files.push_back({input_name(path),
                          read_labelled_file(path, options.skips_bad_lines ? &skipped : nullptr,
-                                            Columns::kText, options.longest_line)});
+                                            columns, options.longest_line)});
     }
     return files;
 }
@@ -206,12 +208,13 @@ Training_summary train_kc(const Training_options& options) {
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
     check_overwriting(lock.target(), options);  // another process may have made one while we waited
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files = read_data(options, summary.skipped);
+    std::vector<Data_file> files =
+        read_data(options, training_columns(options.bootstraps), summary.skipped);
     warn_of_data(options, files);
     const Texts texts = joined(files);
     check_interrupt(options.progress);
     Text_model model(options.model);
-    model.train(texts, options.progress);
+    model.start(texts, options.bootstraps, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
     // Training takes long enough for somebody to put another file there.
@@ -230,7 +233,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
     check_can_learn(options.kc_file, *model);
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files = read_data(options, summary.skipped);
+    std::vector<Data_file> files = read_data(options, Columns::kText, summary.skipped);
     const std::size_t labels_before = model->labels().size();
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);

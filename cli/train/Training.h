@@ -23,6 +23,8 @@ struct Training_options {
     std::string kc_file;
     std::vector<std::string> data_files;  // at least one
     Model_options model = {};
+    // Learn only the titles and keywords. The data lines then have columns for them.
+    bool bootstraps = false;
     bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad

@@ -24,7 +24,8 @@ std::string json_of(const Explanation& explanation) {
     return out.str();
 }
 
-const Explanation kGoal = {"A goal", "sport", 0.9625, {{"goal", 0.5}, {"a", -0.03125}, {"x", 0.0}}};
+const Explanation kGoal = {
+    "A goal", "sport", 0.9625, {{"goal", 0.5}, {"a", -0.03125}, {"x", 0.0, false}}};
 
 TEST(ExplanationTest, PrintsLabelScoreAndConceptsWithSigns) {
     EXPECT_EQ(printed(kGoal),
@@ -32,7 +33,26 @@ TEST(ExplanationTest, PrintsLabelScoreAndConceptsWithSigns) {
               "  0.963  sport\n"
               "    +0.5000  goal\n"
               "    -0.0312  a\n"
-              "    +0.0000  x\n");
+              "    +0.0000  x  (unknown)\n");
+}
+
+TEST(ExplanationTest, KeepsTheFirstConceptsAndSaysHowManyMoreThereAre) {
+    Explanation two = kGoal;
+    keep_first(2, two);
+
+    EXPECT_EQ(printed(two),
+              "A goal\n"
+              "  0.963  sport\n"
+              "    +0.5000  goal\n"
+              "    -0.0312  a\n"
+              "    (1 more)\n");
+}
+
+TEST(ExplanationTest, KeepingAsManyConceptsAsThereAreLeavesNoneOut) {
+    Explanation three = kGoal;
+    keep_first(3, three);
+
+    EXPECT_EQ(printed(three), printed(kGoal));
 }
 
 TEST(ExplanationTest, ControlCharactersAreEscapedForPeopleOnly) {
@@ -53,8 +73,9 @@ TEST(ExplanationTest, SaysThatThereIsNoResult) {
 
 TEST(ExplanationTest, WritesTheSameAsJson) {
     EXPECT_EQ(json_of(kGoal), R"({"text":"A goal","category":"sport","score":0.9625,"concepts":[)"
-                              R"({"concept":"goal","adds":0.5},{"concept":"a","adds":-0.03125},)"
-                              R"({"concept":"x","adds":0.0}]})"
+                              R"({"concept":"goal","adds":0.5,"known":true},)"
+                              R"({"concept":"a","adds":-0.03125,"known":true},)"
+                              R"({"concept":"x","adds":0.0,"known":false}]})"
                               "\n");
 }
 

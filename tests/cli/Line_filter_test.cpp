@@ -1,5 +1,7 @@
 #include "cli/classify/Line_filter.h"
 
+#include <cstddef>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -17,6 +19,7 @@ namespace cli {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -52,7 +55,7 @@ protected:
     std::string Explained(const std::string& lines, zeNode* node, bool writes_json) {
         std::istringstream input(lines);
         std::ostringstream out;
-        explain_lines({input, "<stdin>"}, node, writes_json, m_model, out);
+        explain_lines({input, "<stdin>"}, {node, m_top, writes_json}, m_model, out);
         return out.str();
     }
 
@@ -62,6 +65,7 @@ protected:
 
     Text_model m_model{Model_options{{Analysis_kind::kWords}}};
     Classify_options m_options;
+    std::optional<std::size_t> m_top;  // concepts of an explanation
 };
 
 TEST_F(LineFilterTest, AnswersEachLineWithALine) {
@@ -262,6 +266,16 @@ TEST_F(LineFilterTest, EndsWhereTheOutputTakesNothing) {
     classify_lines({input, "<stdin>"}, m_options, m_model, out);
 
     EXPECT_EQ(input.tellg(), 0);
+}
+
+TEST_F(LineFilterTest, ExplainsEachLineByAsManyConceptsAsAreAskedFor) {
+    m_top = 1;
+    const std::string json = Explained("goal bread\ngoal", nullptr, true);
+    const std::string first = json.substr(0, json.find('\n'));
+
+    EXPECT_EQ(nlohmann::json::parse(first)["concepts"].size(), 1U);
+    EXPECT_THAT(Explained("goal bread\n", nullptr, false), EndsWith("    (1 more)\n"));
+    EXPECT_THAT(Explained("goal\n", nullptr, false), EndsWith("  goal\n"));
 }
 
 }  // namespace

@@ -73,6 +73,40 @@ TEST(RecordCheckTest, TellsWhereAndWhat) {
     }
 }
 
+// A file that was cut has lost what was behind its end. The cut in the padding of the last block is
+// no loss while the index is current: it names all items, and all are whole.
+TEST(RecordCheckTest, ACutFileIsLostUnlessTheIndexShowsThatAllItemsAreWhole) {
+    constexpr const char* kCut =
+        "x.dat: lost: the file ends before something that it names, so items may be gone\n";
+    const std::string current = Bytes::whole();
+    const std::string stale = Bytes::header(1) + Bytes::index() + Bytes::item() + Bytes::hole();
+    const std::string index_last =
+        Bytes::header(0, 68) + Bytes::item() + Bytes::hole() + Bytes::index(20, 52);
+
+    const struct {
+        std::string bytes;
+        Condition expected;
+        bool says_cut;
+    } rows[] = {
+        {current.substr(0, 100), Condition::kLost, true},    // inside the index
+        {current.substr(0, 20), Condition::kLost, true},     // in front of the index
+        {index_last.substr(0, 68), Condition::kLost, true},  // likewise, behind all items
+        {current.substr(0, 280), Condition::kLost, false},   // inside the item
+        {current.substr(0, 320), Condition::kRepairable, false},
+        {stale.substr(0, 280), Condition::kLost, true},
+        {stale.substr(0, 310), Condition::kLost, true},  // inside the hole
+        {stale.substr(0, 320), Condition::kLost, true},  // inside the padding of the hole
+        {stale, Condition::kRepairable, false},
+        {index_last, Condition::kClean, false},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.bytes.size());
+        EXPECT_EQ(check(row.bytes).condition, row.expected);
+        EXPECT_EQ(report_of(row.bytes).find(kCut) != std::string::npos, row.says_cut);
+    }
+}
+
 // What a stale index says of items that have moved since is no loss.
 TEST(RecordCheckTest, AStaleIndexLosesNothing) {
     const std::string bytes =
@@ -120,6 +154,80 @@ TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsToldOrHarmless) {
     for (std::size_t size = 20; size < whole.size(); ++size) {
         SCOPED_TRACE(size);
         EXPECT_NE(check(whole.substr(0, size)).condition, Condition::kClean);
+    }
+}
+
+TEST(RecordCheckTest, AContainersFileIsCleanWithASealAndWithout) {
+    EXPECT_EQ(report_of(Package_bytes::whole()), "x.dat: clean\n");
+    EXPECT_EQ(record_check_json(check(Package_bytes::whole())).dump(),
+              R"({"file":"x.dat","condition":"clean","seal":true,"problems":[]})");
+    const std::string unsealed = Package_bytes::header(0, 38) +
+                                 Package_bytes::item("x", "123456789") + big_endian(0x4A5B6C82, 4) +
+                                 big_endian(1, 4) + Package_bytes::entry("x", 16);
+    EXPECT_EQ(report_of(unsealed),
+              "x.dat: clean, but there is no seal: changed bytes inside items are not found\n");
+    EXPECT_EQ(check(unsealed).has_seal, false);
+}
+
+// An item that was replaced stays in the file, and so do the bytes of a change that was broken off.
+TEST(RecordCheckTest, BytesThatBelongToNothingAreNoProblemInAContainer) {
+    EXPECT_EQ(check(Package_bytes::whole() + "abc").condition, Condition::kClean);
+    EXPECT_EQ(check(Package_bytes::header(0, 82) + Package_bytes::item("x", "123456789") + "abc" +
+                    Package_bytes::seal() + Package_bytes::index(41))
+                  .condition,
+              Condition::kClean);
+}
+
+TEST(RecordCheckTest, SaysWhatIsWrongWithAContainer) {
+    constexpr const char* kDamaged = "x.dat: damaged: the bytes are not those that were written\n";
+    using Package = Package_bytes;
+    const std::string item = Package::item("x", "123456789");
+
+    const struct {
+        std::string bytes;
+        std::string expected;
+    } rows[] = {
+        {Package::header(1, 0) + item,
+         "x.dat: offset 0: there is no index: the file was not written to its end\n"},
+        {Package::whole().substr(0, 100),
+         "x.dat: offset 79: the index goes past the end of the file\n"},
+        {Package::header() + item + Package::seal(1, 7) + Package::index(),
+         "x.dat: offset 38: Seal does not match: item\n"},
+        {Package::header() + item + Package::seal(2) + Package::index(),
+         "x.dat: offset 38: Unknown form of seal: 2\n"},
+        {Package::header() + item + Package::seal() + Package::index(38, 79),
+         "x.dat: offset 79: item \"x\": no item stands there\n"
+         "x.dat: offset 79: item \"x\" is not in front of the index\n"},
+        {Package::header() + item + Package::seal() + big_endian(0x4A5B6C82, 4) + big_endian(2, 4) +
+             Package::entry("x", 16) + Package::entry("__Seal__", 38),
+         "x.dat: offset 79: item \"__Seal__\" is not behind item \"x\" in the order of keys\n"},
+        {Package::header() + Package::item("x", "123456789").replace(12, 1, "\x0A") +
+             Package::seal() + Package::index(),
+         "x.dat: offset 38: item \"__Seal__\" overlaps item \"x\"\n"},
+    };
+
+    for (const auto& row : rows) {
+        EXPECT_EQ(report_of(row.bytes), row.expected + kDamaged);
+    }
+}
+
+// One bit of the flags may change without breaking the seal. A file that has lost the key of its
+// seal has no seal.
+TEST(RecordCheckTest, EveryFlippedBitAndEveryCutOfASealedContainerIsFound) {
+    const std::string whole = Package_bytes::whole();
+    for (std::size_t at = 4; at < whole.size(); ++at) {
+        for (unsigned int bit = 0; bit < 8; ++bit) {
+            SCOPED_TRACE(at);
+            std::string damaged = whole;
+            damaged[at] = static_cast<char>(static_cast<unsigned char>(damaged[at]) ^ (1U << bit));
+            const Record_check checked = check(damaged);
+            const bool is_clean = checked.condition == Condition::kClean;
+            EXPECT_EQ(is_clean && checked.has_seal.value_or(true), at == 8 && bit == 7);
+        }
+    }
+    for (std::size_t size = 16; size < whole.size(); ++size) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(check(whole.substr(0, size)).condition, Condition::kDamaged);
     }
 }
 

@@ -63,14 +63,85 @@ TEST(RecordFileTest, ReadsOffsetsOf32Bits) {
     EXPECT_EQ(file.index.problem, "");
 }
 
+TEST(RecordFileTest, ReadsThePackageOfAContainer) {
+    const Record_file file = read(Package_bytes::whole());
+
+    EXPECT_TRUE(file.header.is_package);
+    EXPECT_EQ(file.header.file_id, 0x278F9D40U);
+    EXPECT_EQ(file.header.index_offset, 79U);
+    EXPECT_EQ(file.index.space, 33U);
+    EXPECT_EQ(file.index.problem, "");
+    ASSERT_EQ(file.index.items.size(), 2U);
+    EXPECT_EQ(file.index.items[0].key, "__Seal__");
+    EXPECT_EQ(file.index.items[0].total(), 41U);
+    EXPECT_EQ(file.index.items[1].key, "x");
+    EXPECT_EQ(file.index.items[1].data_length, 9U);
+    ASSERT_TRUE(file.package.has_value());
+    EXPECT_TRUE(file.package->is_container);
+    EXPECT_TRUE(file.package->has_seal);
+    EXPECT_EQ(file.package->form, 1U);
+    EXPECT_EQ(file.package->checksums.at("x"), 0xE3069283U);
+    EXPECT_EQ(file.package->header_checksum, Package_bytes::kHeaderChecksum);
+    EXPECT_FALSE(read(Bytes::whole()).package.has_value());
+}
+
+// A length in the seal that is too large, and a seal that ends early.
+TEST(RecordFileTest, ReadsOfADamagedSealWhatCanBeRead) {
+    const std::string number = big_endian(1, 4);
+    for (const std::string& data :
+         {number + number + big_endian(0xFFFFFFFF, 4) + "x",
+          number + number + Package_bytes::entry("x", 7), number + big_endian(0xFFFFFFFF, 4)}) {
+        SCOPED_TRACE(data.size());
+        const std::string seal = Package_bytes::item("__Seal__", data);
+        const std::string bytes = Package_bytes::header(0, 38 + seal.size()) +
+                                  Package_bytes::item("x", "123456789") + seal +
+                                  Package_bytes::index();
+        const Record_file file = read(bytes);
+
+        EXPECT_TRUE(file.package->has_seal);
+        EXPECT_EQ(file.package->form, 1U);
+        EXPECT_FALSE(file.package->header_checksum.has_value());
+    }
+}
+
+// Each record begins with the object's type, scrambled in version 2: the stream of bytes begins
+// with B2 12 7B 48.
+TEST(RecordFileTest, NamesTheContentsOfAContainersItems) {
+    const struct {
+        std::string key;
+        std::string data;
+        std::string expected;
+    } rows[] = {
+        {"__Manager__", "abc", "tree and settings"},
+        {"__Seal__", "abc", "seal"},
+        {big_endian(7, 4), "\xB2\x12\x7B\x49", "rule classifier, id 7"},
+        {big_endian(258, 4), "\xB2\x12\x7B\x4A more", "statistical classifier, id 258"},
+        {big_endian(1, 4), "\xB2\x12\x7B\x4B", "statistical model, id 1"},
+        {big_endian(1, 4), "\xB2\x12\x7B\x4C", "unknown object, id 1"},
+        {big_endian(1, 4), "abc", "object, id 1"},
+        {"x", "abc", "unknown"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.expected);
+        const std::string item = Package_bytes::item(row.key, row.data);
+        const Record_file file =
+            read(Package_bytes::header(0, 16 + item.size()) + item + big_endian(0x4A5B6C82, 4) +
+                 big_endian(1, 4) + Package_bytes::entry(row.key, 16));
+        EXPECT_EQ(file.package->contents.at(0), row.expected);
+    }
+}
+
 TEST(RecordFileTest, RefusesWhatIsNoRecordFile) {
     const struct {
         std::string bytes;
         std::string expected;
     } rows[] = {
-        {"", "no record file: too short for a header"},
-        {Bytes::header().substr(0, 19), "no record file: too short for a header"},
-        {"ABCD" + Bytes::whole(), "no record file: wrong magic number"},
+        {"", "no record file or container: too short for a header"},
+        {Bytes::header().substr(0, 19), "no record file or container: too short for a header"},
+        {Package_bytes::header().substr(0, 15),
+         "no record file or container: too short for a header"},
+        {"ABCD" + Bytes::whole(), "no record file or container: wrong magic number"},
     };
 
     for (const auto& row : rows) {
@@ -170,6 +241,44 @@ TEST(RecordDumpTest, PrintsWhatTheFileHolds) {
               "             276            32             3  \"a\"\n"
               "holes     offset         block\n"
               "             308            16\n");
+}
+
+TEST(RecordDumpTest, PrintsAContainerWithTheChecksumsOfItsSeal) {
+    std::ostringstream out;
+    print_record_dump(read(Package_bytes::whole()), out);
+
+    EXPECT_EQ(out.str(),
+              "header\n"
+              "  form          knowledge container\n"
+              "  offsets       32 bits\n"
+              "  file id       0x278F9D40\n"
+              "  version       2\n"
+              "  flags         0x80 (unicode)\n"
+              "  state         0x00\n"
+              "  index at      79\n"
+              "  file size     112\n"
+              "index\n"
+              "  keys          2\n"
+              "  size          33\n"
+              "items     offset          size          data      checksum  key\n"
+              "              38            41            21             -  \"__Seal__\"  seal\n"
+              "              16            22             9    0xE3069283  \"x\"  unknown\n"
+              "seal\n"
+              "  form          1\n"
+              "  header        0x11970B36\n");
+}
+
+TEST(RecordDumpTest, WritesAContainerAsJson) {
+    const nlohmann::ordered_json json = record_dump_json(read(Package_bytes::whole()));
+
+    EXPECT_EQ(json["index"].dump(), R"({"keys":2,"size":33})");
+    EXPECT_EQ(json["items"].dump(),
+              R"([{"key":"\"__Seal__\"","offset":38,"size":41,"data_length":21,"contents":"seal"},)"
+              R"({"key":"\"x\"","offset":16,"size":22,"data_length":9,"checksum":3808858755,)"
+              R"("contents":"unknown"}])");
+    EXPECT_EQ(json["container"].dump(), "true");
+    EXPECT_EQ(json["seal"]["form"].dump(), "1");
+    EXPECT_FALSE(json.contains("holes"));
 }
 
 TEST(RecordDumpTest, ShowsKeysThatAreNoText) {

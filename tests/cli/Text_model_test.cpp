@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -262,6 +263,21 @@ TEST(TextModelTest, ExplainsWhatEachWordAddsToTheBestScore) {
         EXPECT_NEAR(effect_of(explanation, row.word),
                     explanation.score - score_of(model, row.text_without, "sport"), 1e-12);
     }
+}
+
+// "the" is in every text, so it has no weight; all the same it was learned.
+TEST(TextModelTest, ExplanationMarksTheWordsThatWereNeverLearned) {
+    Text_model model(Model_options{{Analysis_kind::kWhitespace}});
+    model.train(ten_of_each());
+
+    const Explanation explanation = model.explain("goal goals the");
+
+    std::map<std::string, bool> known;
+    for (const Concept_effect& effect : explanation.concepts) {
+        known[effect.concept_text] = effect.is_known;
+    }
+    const std::map<std::string, bool> expected = {{"goal", true}, {"goals", false}, {"the", true}};
+    EXPECT_EQ(known, expected);
 }
 
 TEST(TextModelTest, ExplainsTheBestLabelAndItsScore) {

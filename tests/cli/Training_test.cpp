@@ -128,6 +128,31 @@ TEST_F(TrainingTest, WritesAModelThatRanksAsTheOneInMemory) {
     }
 }
 
+TEST_F(TrainingTest, BootstrapWritesTheModelThatEvaluationMeasures) {
+    const std::string train_file = m_folder.write(
+        "titles.tsv",
+        "sport\tkitchen\tgoal\tmatch ball\nfood\tstadium\tbread\tcheese\nfood\tgoal\tsoup\tcake\n");
+    const std::string test_file = m_folder.write("test.tsv", "sport\ta goal\nfood\tcheese match\n");
+    m_training.data_files = {train_file};
+    m_training.bootstraps = true;
+    train_kc(m_training);
+
+    Text_model in_memory(m_training.model);
+    in_memory.bootstrap(read_labelled_file(train_file, nullptr, Columns::kTextTitleKeywords));
+    const std::unique_ptr<Text_model> stored = Model();
+    expect_same_rankings(*stored, in_memory, read_labelled_file(test_file));
+    EXPECT_EQ(stored->rank("goal", 1).at(0).label, "sport");
+    zeNode* const sport = stored->find("root/sport");
+    EXPECT_FALSE(stored->explain("kitchen", sport).concepts.at(0).is_known);
+    EXPECT_TRUE(stored->explain("goal", sport).concepts.at(0).is_known);
+}
+
+TEST_F(TrainingTest, BootstrapRefusesLinesWithoutTitleAndKeywords) {
+    m_training.bootstraps = true;
+    EXPECT_THROW(Train("sport\tgoal\n"), Data_error);
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
 TEST_F(TrainingTest, LearnsFromTheFileAsInMemory) {
     const std::vector<Labelled_text> texts = read_labelled_file(kShop + ".test.tsv");
     const auto middle = texts.begin() + 100;

@@ -137,6 +137,25 @@ expect 0 evaluate --train train.tsv --test train.tsv --set UseExtParms=0 --set S
 is err "$off SuppressM"
 expect 0 train b.kc train.tsv --set UseExtParms=0 --replace
 is_silent err
+# train --bootstrap keeps what evaluate --bootstrap measures.
+printf 'sport\tkitchen\tgoal\tmatch ball\nfood\tstadium\tbread\tcheese\n' >titles.tsv
+printf 'sport\tgoal\nfood\tcheese match\nfood\tkitchen\n' >titles.test.tsv
+expect 0 evaluate --bootstrap --train titles.tsv --test titles.test.tsv --analysis words --json
+quality() { grep -E '"(accuracy|macro_f1_top|micro_f1|ece_top|ece_pairs|brier)":' out; }
+measured=$(quality)
+expect 0 train titles.kc titles.tsv --bootstrap --analysis words
+prints out 'titles.kc: 2 texts, 2 labels (2 new)'
+expect 0 evaluate titles.kc titles.test.tsv --json
+[[ $(wc -l <<<"$measured") -ge 6 && $(quality) == "$measured" ]] || fail "$command: another model: $(quality)"
+echo goal >goal.txt
+expect 0 classify titles.kc goal.txt
+[[ $(labels) == 'sport|' ]] || fail "$command: wrong label"
+echo kitchen >kitchen.txt
+expect 0 explain titles.kc kitchen.txt --category root/sport
+prints out 'kitchen  (unknown)'
+expect 65 train titles.kc train.tsv --bootstrap --replace
+prints err 'train.tsv:1: '
+rm titles.kc
 
 # Permissions and links stay.
 chmod 600 b.kc
@@ -218,10 +237,23 @@ expect 0 explain a.kc goal.txt
     fail "$command: wrong explanation"
 expect_of lines.txt 0 explain a.kc --json
 [[ $(sed -n 1p out | sed 's/:[01]\.[0-9]*/:N/g') == \
-    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N}]}' ]] ||
+    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N,"known":true}]}' ]] ||
     fail "$command: wrong JSON"
 [[ $(sed -n 2p out) == '{"text":"","category":null,"score":0.0,"concepts":[]}' && $(wc -l <out) == 6 ]] ||
     fail "$command: wrong lines"
+echo 'goal goal apple' >apple.txt
+for file in a.kc compact.kc; do
+    expect 0 explain $file apple.txt
+    [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal goal apple|  N  sport|    +N  goal|    +N  apple  (unknown)|' ]] ||
+        fail "$command: wrong explanation"
+done
+expect 0 explain a.kc apple.txt --top 1
+[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal goal apple|  N  sport|    +N  goal|    (1 more)|' ]] ||
+    fail "$command: wrong explanation"
+expect 0 explain a.kc apple.txt --top 1 --json
+[[ $(sed 's/:[01]\.[0-9]*/:N/g' out) == \
+    '{"text":"goal goal apple","category":"sport","score":N,"concepts":[{"concept":"goal","adds":N,"known":true}]}' ]] ||
+    fail "$command: wrong JSON"
 expect 0 explain groups.kc goal.txt --category root/fun/food
 [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  food|    -N  goal|' ]] ||
     fail "$command: wrong explanation"
@@ -232,6 +264,23 @@ for path in root/food root/fun/none none; do
     is err "zandrel: --category: groups.kc has no node \"$path\""
     is_silent out
 done
+
+# check and dump
+expect 0 check a.kc
+is out 'a.kc: clean'
+expect 0 dump a.kc
+prints out 'tree and settings'
+prints out 'statistical classifier, id 2'
+expect 0 dump a.kc --json
+prints out '"contents": "statistical model, id 1"'
+head -c -1 a.kc >cut.kc
+expect 65 check cut.kc
+is out $'cut.kc: offset '"$(od -An -tu4 --endian=big -j12 -N4 a.kc | tr -d ' ')"$': the index goes past the end of the file\ncut.kc: damaged: the bytes are not those that were written'
+expect 0 dump cut.kc
+{ head -c 99 a.kc; printf '\xAA\x55'; tail -c +102 a.kc; } >cut.kc
+expect 65 check cut.kc
+prints out 'Seal does not match: object 1'
+rm cut.kc
 
 # learn
 expect 0 learn a.kc more.tsv
@@ -363,7 +412,7 @@ for arguments in train learn classify explain 'train b.kc' 'learn a.kc' 'evaluat
     'train b.kc train.tsv --wait -1' 'learn b.kc train.tsv --wait nan' 'learn b.kc train.tsv --replace' \
     'classify a.kc goal.txt more' 'classify a.kc goal.txt -k 0' 'classify a.kc --train train.tsv' \
     'classify a.kc goal.txt --threshold 1.1' 'classify a.kc goal.txt --threshold nan' \
-    'classify a.kc goal.txt --json' 'explain a.kc goal.txt --category' 'explain a.kc -k 2' \
+    'classify a.kc goal.txt --json' 'explain a.kc goal.txt --category' 'explain a.kc -k 2' 'explain a.kc --top 0' \
     'learn a.kc more.tsv --set ProfileSize=5' 'evaluate a.kc more.tsv more' \
     'evaluate a.kc more.tsv --train train.tsv' 'evaluate a.kc more.tsv --test more.tsv' \
     'evaluate a.kc more.tsv --bootstrap' 'evaluate a.kc more.tsv --groups groups.tsv' \

@@ -26,7 +26,7 @@ prints out 'score >= 0.25    precision'
 prints out 'category             texts       given   precision'
 prints out 'travel                   1           0      0.00 %'
 expect 0 evaluate --train train.tsv --test test.tsv --analysis words --explain 'A goal'
-[[ $(tail -n 4 out | sed 's/[01]\.[0-9]*/N/' | tr '\n' '|') == 'A goal|  N  sport|    +N  goal|    +N  a|' ]] ||
+[[ $(tail -n 4 out | sed 's/[01]\.[0-9]*/N/' | tr '\n' '|') == 'A goal|  N  sport|    +N  goal|    +N  a  (unknown)|' ]] ||
     fail "$command: wrong explanation"
 
 expect 0 evaluate --train train.tsv --test test.tsv --json --confusions 1 --explain goal
@@ -90,8 +90,11 @@ expect 1 check longer.dat
 prints out 'longer.dat: offset 272: 4 bytes at the end belong to nothing'
 expect 1 check --json longer.dat
 prints out '"condition": "repairable",'
+head -c 100 empty.dat >cut.dat
+expect 65 check cut.dat
+prints out 'cut.dat: lost: the file ends before something that it names, so items may be gone'
 expect 65 check train.tsv
-[[ $(<err) == 'train.tsv: no record file: wrong magic number' ]] || fail "$command: wrong message"
+[[ $(<err) == 'train.tsv: no record file or container: wrong magic number' ]] || fail "$command: wrong message"
 expect 65 dump empty.tsv
 expect 66 check absent.dat
 expect 64 check

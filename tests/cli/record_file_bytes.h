@@ -51,6 +51,46 @@ struct Record_file_bytes {
     static std::string whole() { return header() + index() + item() + hole(); }
 };
 
+// The file of a container with a seal, which has one item that no container has:
+//
+//        0  header                          16 bytes
+//       16  item "x" with data "123456789"  12 + 1 + 9 = 22 bytes
+//       38  seal                            12 + 8 + 21 = 41 bytes
+//       79  index of two keys               8 + (4 + 8 + 4) + (4 + 1 + 4) = 33 bytes
+//      112  end
+//
+// 0xE3069283 is the checksum that the description of CRC-32C gives for "123456789". That of the
+// header was computed bit by bit by another program, from 27 8F 9D 40 00 02 00.
+struct Package_bytes {
+    static std::string header(char state = 0, std::uint64_t index_offset = 79) {
+        return big_endian(0x4A5B6C84, 4) + big_endian(0x278F9D40, 4) + '\x80' + state +
+               big_endian(2, 2) + big_endian(index_offset, 4);
+    }
+
+    static std::string item(const std::string& key, const std::string& data) {
+        return big_endian(0x4A5B6C73, 4) + big_endian(key.size(), 4) + key +
+               big_endian(data.size(), 4) + data;
+    }
+
+    static std::string entry(const std::string& key, std::uint64_t number) {
+        return big_endian(key.size(), 4) + key + big_endian(number, 4);
+    }
+
+    static std::string seal(std::uint64_t form = 1, std::uint64_t checksum = 0xE3069283) {
+        return item("__Seal__", big_endian(form, 4) + big_endian(1, 4) + entry("x", checksum) +
+                                    big_endian(kHeaderChecksum, 4));
+    }
+
+    static std::string index(std::uint64_t seal = 38, std::uint64_t x = 16) {
+        return big_endian(0x4A5B6C82, 4) + big_endian(2, 4) + entry("__Seal__", seal) +
+               entry("x", x);
+    }
+
+    static std::string whole() { return header() + item("x", "123456789") + seal() + index(); }
+
+    static constexpr std::uint64_t kHeaderChecksum = 0x11970B36;
+};
+
 // A file that goes with the object.
 class Temporary_file {
 public:

@@ -1,0 +1,51 @@
+// Training_progress: progress within the training of a classifier.
+#ifndef ZANDREL_CLI_MODEL_TRAINING_PROGRESS_H_
+#define ZANDREL_CLI_MODEL_TRAINING_PROGRESS_H_
+
+#include <cstddef>
+#include <vector>
+
+#include "zandrel/foundation/CTProgress.h"
+
+#include "cli/model/Training_work.h"
+
+namespace cli {
+
+// Stands between the engine, which only counts whole classifiers, and the progress object that
+// shows the work. It counts the engine's polls, and reports them as shares of the expected work.
+class Training_progress : public CTProgress {
+public:
+    // All classifiers together are so many steps.
+    static constexpr int kSteps = 10000;
+
+    // `works`: of the classifiers in the order of their turns.   BORROWS: `shown`.
+    Training_progress(CTProgress& shown, std::vector<Training_work> works);
+
+    void SetStatus(const char* status) override;
+    // The engine begins with the first classifier. Polls before that are no training.
+    void SetTotal(int total) override;
+    // So many classifiers have ended, whatever was expected of them.
+    void Increment(unsigned int steps) override;
+    void NextPhase(bool completed) override;
+    bool IsInterrupted() const override;
+
+private:
+    void count_poll() const;
+    void show() const;
+
+    CTProgress& m_shown;
+    std::vector<Training_work> m_works;
+    double m_total = 0.0;          // weight of all works
+    double m_ended = 0.0;          // weight of the works that have ended
+    std::size_t m_classifier = 0;  // whose turn it is
+    bool m_is_training = false;
+    // Asking for an interruption is what advances.
+    mutable std::size_t m_part = 0;   // of the classifier's work
+    mutable std::size_t m_polls = 0;  // in this part
+    mutable double m_done = 0.0;      // weight of all polls so far
+    mutable int m_shown_steps = 0;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_TRAINING_PROGRESS_H_

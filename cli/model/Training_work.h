@@ -1,0 +1,33 @@
+// Training_work: how much work the training of a classifier is, as a list of its polls.
+#ifndef ZANDREL_CLI_MODEL_TRAINING_WORK_H_
+#define ZANDREL_CLI_MODEL_TRAINING_WORK_H_
+
+#include <cstddef>
+#include <vector>
+
+class zeCorpus_view;
+class zeStat_storage;
+
+namespace cli {
+
+// So many polls, one after each step, where every step takes about `weight` times as long as
+// counting a message.
+struct Work_part {
+    std::size_t polls;
+    double weight;
+};
+
+// The parts of one classifier's training in their order.
+using Training_work = std::vector<Work_part>;
+
+enum class Training_kind { kTrain, kBootstrap, kLearn };
+
+// The engine reports a classifier only when its training has ended. While it trains, it asks for an
+// interruption after each message that it counts or matches and after each category for which it
+// selects features. So we know in advance how often it will ask. Of a large batch that is learned
+// in sub-bulks this is only an estimate.
+Training_work training_work(zeStat_storage& storage, zeCorpus_view& view, Training_kind kind);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_TRAINING_WORK_H_

@@ -1,0 +1,116 @@
+#include "cli/records/Package_contents.h"
+
+#include <algorithm>
+
+#include "zandrel/foundation/qtScrambler.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeBase.h"
+#include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/persistence/Kc_steps.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kIdSize = 4;
+
+std::uint32_t number_in(std::string_view bytes) {
+    std::uint32_t number = 0;
+    for (const char byte : bytes) {
+        number = number << 8U | static_cast<unsigned char>(byte);
+    }
+    return number;
+}
+
+const char* name_of_type(std::uint32_t type) {
+    switch (type) {
+        case ZE_RULE:
+            return "rule classifier";
+        case ZE_STAT:
+            return "statistical classifier";
+        case kStorageObjectType:
+            return "statistical model";
+        default:
+            return "unknown object";
+    }
+}
+
+// Each object begins with its type. Files of version 1 are not scrambled.
+std::string type_of_object(const Record_file& file, const Record_item& item,
+                           Record_reader& reader) {
+    if (!item.problem.empty() || item.data_length < kIdSize) {
+        return "object";
+    }
+    reader.seek(item.offset + item.total() - item.data_length);
+    std::string type = reader.bytes(kIdSize);
+    if (file.header.version >= Zandrel::kKcVersion) {
+        qtScrambler(qtScrambler::kSeed).Descramble(type.data(), type.size(), qtScrambler::kOption);
+    }
+    return name_of_type(number_in(type));
+}
+
+std::string contents_of(const Record_file& file, const Record_item& item, Record_reader& reader) {
+    if (item.key == Zandrel::kManagerKey) {
+        return "tree and settings";
+    }
+    if (item.key == Kc_seal::kKey) {
+        return "seal";
+    }
+    return item.key.size() == kIdSize
+               ? type_of_object(file, item, reader) + ", id " + std::to_string(number_in(item.key))
+               : "unknown";
+}
+
+// Keeps what could be read if the seal is too short.
+void read_seal(const Record_item& item, Record_reader& reader, Package_contents& package) {
+    const std::uint64_t end = item.offset + item.total();
+    reader.seek(end - item.data_length);
+    const auto word = [&reader, end] {
+        if (reader.position() + kIdSize > end) {
+            throw Past_end();
+        }
+        return reader.word();
+    };
+    try {
+        package.form = word();
+        for (std::uint32_t left = word(); left > 0; --left) {
+            const std::uint32_t length = word();
+            if (length > end - reader.position()) {
+                throw Past_end();
+            }
+            const std::string key = reader.bytes(length);
+            package.checksums[key] = word();
+        }
+        package.header_checksum = word();
+    } catch (const Past_end&) {  // problem_of_seal reports it
+    }
+}
+
+}  // namespace
+
+Package_contents read_package_contents(const Record_file& file, Record_reader& reader) {
+    Package_contents package;
+    package.is_container = file.header.file_id == Zandrel::kKcFileId;
+    for (const Record_item& item : file.index.items) {
+        package.contents.push_back(package.is_container ? contents_of(file, item, reader) : "");
+        if (item.key == Kc_seal::kKey) {
+            package.has_seal = true;
+            package.seal_offset = item.offset;
+            if (item.problem.empty()) {
+                read_seal(item, reader, package);
+            }
+        }
+    }
+    return package;
+}
+
+std::string problem_of_seal(const Record_file& file) {
+    try {
+        Kc_seal::Verify(file.path);
+    } catch (const qtxAll& error) {
+        return error.message().str();
+    }
+    return {};
+}
+
+}  // namespace cli

@@ -1,0 +1,24 @@
+// Package_contents: what is in the items of a container's file.
+// Format: docs/formats/kc.md
+#ifndef ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
+#define ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
+
+#include <string>
+
+#include "cli/records/Record_file.h"
+#include "cli/records/Record_reader.h"
+
+namespace cli {
+
+// Names the contents of each item, and reads the seal. Parts that are damaged are left out.
+// REQUIRES: a package whose header, index and items have been read by `reader`.
+Package_contents read_package_contents(const Record_file& file, Record_reader& reader);
+
+// Verifies the seal of a container. Returns the problem in words; empty if there is none, or no
+// seal.
+// REQUIRES: an index and items without problems.
+std::string problem_of_seal(const Record_file& file);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
