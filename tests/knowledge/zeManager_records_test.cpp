@@ -438,6 +438,30 @@ TEST(zeManagerRecordsTest, TheListsOfChildrenDecide) {
     EXPECT_EQ(logical.GetNode(5).parent, 0U);
 }
 
+TEST(zeManagerRecordsTest, NodesThatAreNotInTheFileAreNotWrittenSoSavingAgainGivesTheSameBytes) {
+    zeManager manager;
+    read_whole(manager,
+               container_of(
+                   {physical_node_of(1, ZE_RULE, {8, 2, 9, 3}, 7),
+                    physical_node_of(2, ZE_RULE, {9, 10}, 1), physical_node_of(3, ZE_LEAF, {}, 1)},
+                   {logical_node_of(1, ZE_RULE, 0, {2, 3}), logical_node_of(2, ZE_RULE, 1, {}),
+                    logical_node_of(3, ZE_LEAF, 1, {})},
+                   0, 1));
+
+    const std::string saved = dumped_container(manager);
+
+    const std::string trees = Record()
+                                  .number(3)
+                                  .raw(physical_node_of(1, ZE_RULE, {2, 3}, 0).bytes())
+                                  .raw(physical_node_of(2, ZE_RULE, {}, 1).bytes())
+                                  .raw(physical_node_of(3, ZE_LEAF, {}, 1).bytes())
+                                  .bytes();
+    EXPECT_EQ(to_hex(saved.substr(0, trees.size())), to_hex(trees));
+    zeManager read;
+    read_whole(read, saved);
+    EXPECT_EQ(to_hex(dumped_container(read)), to_hex(saved));
+}
+
 // A mirrored deletion leaves a child that names the node that is gone. Its id may be given again
 // after a load.
 TEST(zeManagerRecordsTest, AChildOfADeletedNodeComesBackAsThatOfItsLister) {

@@ -5,6 +5,7 @@
 
 class zeLogicalTree;
 class zeManager;
+struct zeNode;
 
 namespace Zandrel {
 
@@ -30,6 +31,9 @@ void RequireLogicalTree(const zeLogicalTree& tree);
 // RAISES: the same.
 // COST: linear in the nodes and links, but for the sorting of ids.
 void MendLinks(zeManager& manager);
+
+// Whether a node only takes the place of one that no record has, for the sake of what refers to it.
+bool IsPlaceholder(const zeNode& node);
 
 // Holds what a record's last id leaves for new ones, since they are not given again from 1 on.
 // RAISES: the same.

@@ -2,6 +2,7 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <utility>
+#include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
@@ -20,7 +21,7 @@ constexpr unsigned int kReferenceSize = 4;
 // Whether a node is among the leaves of its category: an empty one, which stands for a node that is
 // yet to come, is not.
 bool is_listed_leaf(const zeNode& node) {
-    return node.m_classifier_type == ZE_LEAF && node.m_node_id != 0;
+    return node.m_classifier_type == ZE_LEAF && !Zandrel::IsPlaceholder(node);
 }
 
 // The ids that a record has given to its nodes.
@@ -37,15 +38,26 @@ private:
     hash_set<unsigned int> m_ids;
 };
 
+// A placeholder is not written, neither as a node nor as a child. Its record would have the id 0,
+// and a reader would make one node of all such records.
+bool is_placeholder(const zeNode* node) {
+    return Zandrel::IsPlaceholder(*node);
+}
+
+void write_children(Hio<HSegment>& io, std::vector<zeNode*> children) {
+    std::erase_if(children, is_placeholder);
+    io.WriteCount(children.size());
+    for (const zeNode* const child : children) {
+        io << Zandrel::reference_to(child);
+    }
+}
+
 void write_node(Hio<HSegment>& io, const zeNode& node) {
     io << node.m_concept;
     io.WriteByte(static_cast<char>(node.m_flags));
     io.WriteByte(static_cast<char>(node.m_classifier_type));
     io << node.m_classifier_id << node.m_node_id << node.m_threshold;
-    io.WriteCount(node.m_children.size());
-    for (const zeNode* const child : node.m_children) {
-        io << Zandrel::reference_to(child);
-    }
+    write_children(io, node.m_children);
     io << Zandrel::reference_to(node.m_parent);
 }
 
@@ -73,6 +85,7 @@ void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
         top->get_subtree(nodes);
         add_loose_leaves(nodes);
     }
+    std::erase_if(nodes, is_placeholder);
     io.WriteCount(nodes.size());
     for (const zeNode* const node : Zandrel::in_id_order(nodes)) {
         write_node(io, *node);
