@@ -10,6 +10,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -196,9 +197,29 @@ std::vector<zeNode*> nodes_in_order(zePhysicalTree& tree) {
     return nodes;
 }
 
-void mend_physical_links(zePhysicalTree& tree) {
+// A leaf in several lists has a parent below the root, if there is one: what is not below the root
+// is not written again, and the leaf would have another parent after the next reading.
+void prefer_parents_below_root(zeManager& manager,
+                               const hash_set<const zeNode*, zePointer_hash>& shared) {
+    if (shared.empty() || manager.m_root == nullptr) {
+        return;
+    }
+    hash_set<zeNode*, zePointer_hash> below_root;
+    manager.m_root->get_subtree(below_root);
+    for (zeNode* const node : Zandrel::in_id_order(below_root)) {
+        for (zeNode* const child : node->m_children) {
+            if (shared.count(child) != 0 && below_root.count(child->m_parent) == 0) {
+                child->m_parent = node;
+            }
+        }
+    }
+}
+
+void mend_physical_links(zeManager& manager) {
+    zePhysicalTree& tree = *manager.m_physical_tree;
     empty_placeholders(tree);
     hash_set<const zeNode*, zePointer_hash> listed;
+    hash_set<const zeNode*, zePointer_hash> shared;
     for (zeNode* const node : nodes_in_order(tree)) {
         for (zeNode* const child : node->m_children) {
             // Of several that list a leaf, the one that it names is its parent, else the first.
@@ -206,12 +227,16 @@ void mend_physical_links(zePhysicalTree& tree) {
                 continue;
             }
             const bool is_first = listed.insert(child).second;
+            if (!is_first) {
+                shared.insert(child);
+            }
             if (is_first && child->m_parent != node &&
                 (child->m_parent == nullptr || child->m_parent->find_child(child) < 0)) {
                 child->m_parent = node;
             }
         }
     }
+    prefer_parents_below_root(manager, shared);
     std::vector<zeNode*> unlisted;
     for (auto& [id, node] : tree.m_nodes) {
         if (node.m_parent != nullptr && listed.count(&node) == 0 && !IsPlaceholder(node) &&
@@ -277,7 +302,7 @@ void mend_logical_links(zeLogicalTree& tree) {
 }  // namespace
 
 void MendLinks(zeManager& manager) {
-    mend_physical_links(*manager.m_physical_tree);
+    mend_physical_links(manager);
     erase_unused_placeholders(manager);
     mend_logical_links(*manager.m_logical_tree);
 }
