@@ -1,13 +1,15 @@
-// Edits of the logical tree. An edit looks at the categories of one classifier or two, and never at
-// the rest of the tree:
+// Edits of the logical tree. An edit works on the categories of one classifier or two. Only a move
+// looks at the rest of the tree: it reads the parent of each node once, since a node may be below
+// another that does not list it.
 // - Adding a node is linear in the categories of the classifier above it, by definition: a category
 //   may stand there once, so each of their names is compared with the new one.
 // - Moving a node between classifiers compares names in the one that gets it, and compiles the one
 //   that loses it anew. That links all its children again, each looked for among those before it,
 //   which is the square of their number.
 // - Moving a node within one statistical classifier changes the links alone. It is linear in the
-//   depth of the target, since nothing may move below itself, and in the siblings that it leaves.
-// So the size of the tree tells only where one classifier has all of it: in the flat trees.
+//   nodes of the tree, since nothing may move below itself.
+// So for additions the size of the tree matters only in the flat trees, where one classifier has
+// all.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -62,7 +62,7 @@ See also: zandrel help containers, analysis)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score: of its best label, or of the
-node of --category.
+node of --category. Concepts that the model does not know are marked.
 
 Example:
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery

@@ -122,8 +122,8 @@ constexpr std::string_view kExitStatus =
   130  ended by Ctrl-C
   143  ended by SIGTERM
 
-Long work shows its progress and the remaining time on a terminal. Ctrl-C, SIGTERM and SIGHUP end it. A second signal ends it
-at once, as does the first one while it reads data.)";
+Long work shows its progress and the remaining time on a terminal. Ctrl-C, SIGTERM and SIGHUP end it. A
+second signal ends it at once, as does the first one while it reads data.)";
 
 constexpr Help_topic kTopics[] = {
     {"containers", "The files of models: how they are replaced, locked and sealed", kContainers},

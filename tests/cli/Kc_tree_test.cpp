@@ -385,6 +385,16 @@ TEST(KcTreeTest, RefusalsChangeNothing) {
     }
 }
 
+TEST(KcTreeTest, LeafWithChildrenDoesNotBecomeRuleNode) {
+    Small_kc kc;
+    zeManager& manager = kc.Manager();
+    add_node(manager, "root/mail/letters", {});
+    const Unchanged unchanged(manager);
+
+    EXPECT_EQ(refusal_of([&] { change_node(manager, "root/mail", with_type(ZE_RULE)); }),
+              "tree: Cannot switch node type");
+}
+
 TEST(KcTreeTest, CompactContainerKeepsTheCategoriesOfItsStatisticalClassifiers) {
     const struct {
         const char* what;

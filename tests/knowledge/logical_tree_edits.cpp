@@ -275,6 +275,10 @@ int Random_edits::AnyType() {
     return die < 6 ? Tree_model::kLeaf : die < 8 ? Tree_model::kRule : Tree_model::kStat;
 }
 
+int Random_edits::AnyUnknownType() {
+    return Tree_model::kStat + 1 + static_cast<int>(Below(253));
+}
+
 Random_edits::Node Random_edits::Draw(Id parent) {
     Node node;
     node.parent = parent;
@@ -324,6 +328,9 @@ void Random_edits::StartByMirroring() {
 void Random_edits::Add() {
     const Id parent = m_model.nodes.empty() ? (OneIn(8) ? 7 : 0) : AnyParent();
     Node node = Draw(parent);
+    if (OneIn(12)) {
+        node.type = AnyUnknownType();
+    }
     const Node* const above = m_model.Find(parent);
     const bool fits_rule =
         above != nullptr &&
@@ -366,20 +373,11 @@ void Random_edits::Delete() {
            [&] { m_tree.DelLogicalNode(id, forgets_concepts); });
 }
 
-// A second default is no matter of verification.
-bool Random_edits::IsSafe(const Node& moved, const Node& target) const {
-    return moved.rule != "default" || target.type != Tree_model::kRule ||
-           !m_model.HasDefault(target);
-}
-
 void Random_edits::Move() {
     const Id id = AnyId();
     const Id target = OneIn(4) ? AnyParent() : AnyId();
     const Node* const moved = m_model.Find(id);
     const Node* const to = m_model.Find(target);
-    if (moved != nullptr && to != nullptr && !IsSafe(*moved, *to)) {
-        return;
-    }
     const bool is_within_model = moved != nullptr && to != nullptr && moved->parent != 0 &&
                                  m_model.Principal(moved->parent) == m_model.Principal(target) &&
                                  m_model.Principal(target)->type == Tree_model::kStat;
@@ -419,6 +417,9 @@ void Random_edits::VaryOne(Node& node) {
         case 6:
         case 7:
             node.type = node.type == Tree_model::kLeaf || OneIn(8) ? AnyType() : Tree_model::kLeaf;
+            if (OneIn(12)) {
+                node.type = AnyUnknownType();
+            }
             break;
         default:
             if (OneIn(6)) {
@@ -435,12 +436,6 @@ void Random_edits::Change() {
         VaryOne(node);
     }
     zeLogicalNode wanted = Stored(node);
-    // A leaf's plain children have no place below a rule node.
-    const Node* const old = m_model.Find(node.id);
-    if (old != nullptr && old->type == Tree_model::kLeaf && !old->children.empty() &&
-        node.type == Tree_model::kRule) {
-        return;
-    }
     const bool is_same_physical = !OneIn(40);
     if (!is_same_physical) {
         wanted.physical_node =
@@ -536,10 +531,23 @@ bool Random_edits::MirrorLastDelete() {
         if (m_tree.GetNode(child).parent != node.id) {
             Fail("a child of a mirrored end has another parent");
         }
+        MoveAncestorsBelow(child, node.parent);
+    }
+    for (const Id child : node.children) {
         // What is left to check is sound but for this.
         m_tree.GetNodePtr(child)->parent = node.parent;
         m_model.nodes.at(child).parent = node.parent;
     }
     CompareSides();
     return m_problem.empty();
+}
+
+// None of the nodes above a former child of a deleted node may move below it. `parent`: that of the
+// deleted node. The root is refused for being the root.
+void Random_edits::MoveAncestorsBelow(Id id, Id parent) {
+    for (const Node* above = m_model.Find(parent); above != nullptr;
+         above = m_model.Find(above->parent)) {
+        Expect("move " + std::to_string(above->id) + " to " + std::to_string(id),
+               m_model.Move(above->id, id), [&] { m_tree.MoveLogicalNode(above->id, id); });
+    }
 }

@@ -16,8 +16,7 @@
 #include "tests/knowledge/logical_tree_model.h"
 
 // One container, edited at random. The edits that verification lets pass and a classifier then
-// refuses, and those that leave the three sides in disagreement, are not drawn: they have tests of
-// their own.
+// refuses are not drawn: they have tests of their own.
 class Random_edits {
 public:
     // `size`: how many nodes the tree grows to before as many go as come.
@@ -28,7 +27,7 @@ public:
     bool Step();
 
     // Deletes a node with children as if it had gone on the physical side. Its children then name a
-    // parent that is gone, so that this is the last edit.
+    // parent that is gone, so that only moves below them follow.
     bool MirrorLastDelete();
 
     // Steps until so many edits were carried out or refused, then `MirrorLastDelete`. False as
@@ -64,6 +63,7 @@ private:
     double AnyThreshold();
     unsigned int AnyAttributes();
     int AnyType();
+    int AnyUnknownType();
 
     // Edits.
     void Edit();
@@ -77,10 +77,10 @@ private:
     void MirrorDelete();
     void MirrorAttributes();
     void MirrorRule();
+    void MoveAncestorsBelow(Id id, Id parent);
 
     Node Draw(Id parent);
     void VaryOne(Node& node);
-    bool IsSafe(const Node& moved, const Node& target) const;
     std::size_t SubtreeSize(Id id) const;
     zeLogicalNode Stored(const Node& node) const;
     void Compare(const Tree_model::Outcome& expected, const std::string& actual);

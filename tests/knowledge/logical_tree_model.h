@@ -344,13 +344,16 @@ private:
         if (has_rule) {
             CheckRule(*parent, node.rule);
         }
+        if (node.type > kStat) {
+            Refuse(15, "Cannot switch node type");
+        }
     }
 
     void CheckAddAtTop(const Node& node) const {
         if (!nodes.empty()) {
             Refuse(4, "More than one node under root");
         }
-        if (node.type == kLeaf) {
+        if (node.type != kRule && node.type != kStat) {
             Refuse(5, "Non-Principal node under root");
         }
         if (!node.rule.empty()) {
@@ -368,6 +371,27 @@ private:
         }
     }
 
+    // All nodes that a node lists, that name it as their parent, and what is below these. The
+    // physical side follows from this one, so it leads to no other nodes.
+    std::set<Id> Below(Id id) const {
+        std::map<Id, Ids> links;
+        for (const auto& [each, node] : nodes) {
+            Ids& below_each = links[each];
+            below_each.insert(below_each.end(), node.children.begin(), node.children.end());
+            links[node.parent].push_back(each);
+        }
+        std::set<Id> below;
+        Ids waiting = links[id];
+        while (!waiting.empty()) {
+            const Id next = waiting.back();
+            waiting.pop_back();
+            if (below.insert(next).second) {
+                waiting.insert(waiting.end(), links[next].begin(), links[next].end());
+            }
+        }
+        return below;
+    }
+
     // Whether the links alone change.
     bool CheckMove(Id id, Id new_parent) const {
         const Node* const node = Find(id);
@@ -376,10 +400,8 @@ private:
             node->parent == new_parent) {
             Refuse(19, "Invalid move");
         }
-        for (const Node* above = target; above != nullptr; above = Find(above->parent)) {
-            if (above->id == id) {
-                Refuse(19, "Cannot move the node down");
-            }
+        if (Below(id).count(new_parent) != 0) {
+            Refuse(19, "Cannot move the node down");
         }
         Node moved = *node;
         moved.parent = new_parent;
@@ -399,6 +421,9 @@ private:
         }
         if (has_rule != (to.type == kRule)) {
             Refuse(7, "Mixing rules and statistics on the same level");
+        }
+        if (node->rule == "default") {
+            CheckRule(*target, node->rule);
         }
         return false;
     }
@@ -440,7 +465,7 @@ private:
     }
 
     void CheckTypeChange(const Node& old, int type) const {
-        if (old.type != kLeaf && type != kLeaf) {
+        if ((old.type != kLeaf && type != kLeaf) || type > kStat) {
             Refuse(15, "Cannot switch node type");
         }
         if (old.parent == 0) {
@@ -448,6 +473,9 @@ private:
         }
         if (old.children.empty()) {
             return;
+        }
+        if (type == kRule) {
+            Refuse(15, "Cannot switch node type");
         }
         if (old.type == kRule) {
             Refuse(15, "Cannot change the type of a rule node with children");

@@ -457,6 +457,23 @@ TEST_F(zeLogicalTreeChangeTest, RuleAndStatisticsAreNotExchanged) {
     EXPECT_QTX_ARGS(SetType(root, ZE_STAT), zeLogicalTree, 15, "Cannot switch node type", {});
 }
 
+// Its children have no rules, so that no switcher can take them.
+TEST_F(zeLogicalTreeChangeTest, ALeafWithChildrenBecomesNoRuleNode) {
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(SetType(news, ZE_RULE), zeLogicalTree, 15, "Cannot switch node type", {});
+}
+
+// A damaged tree may have children on the physical side only.
+TEST_F(zeLogicalTreeChangeTest, ALeafWithPhysicalChildrenBecomesNoRuleNode) {
+    kc.Physical(refund)->m_children.push_back(kc.Physical(food));
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(SetType(refund, ZE_RULE), zeLogicalTree, 15, "Cannot switch node type", {});
+    zeLogicalNode child = node_to_add(refund, "child", kAboveOne);
+    EXPECT_QTX_ARGS(tree.AddLogicalNode(child), zeLogicalTree, 15, "Cannot switch node type", {});
+}
+
 TEST_F(zeLogicalTreeChangeTest, TheRootIsNoLeaf) {
     const Unchanged unchanged(kc.manager);
 

@@ -237,17 +237,6 @@ TEST(zeLogicalTreeAddTest, TheFirstCategoryOfANewClassifierMayHaveANameFromAbove
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, ATypeThatNoClassifierHasIsRefusedByTheManager) {
-    Edited_container kc;
-    const unsigned int root = kc.Root(ZE_STAT);
-    const std::string before = DumpLogicalTree(kc.tree);
-
-    EXPECT_QTX_ARGS(kc.Add(root, "news", "", 3), zeManager, 0, "Invalid classifier type", {"3"});
-
-    EXPECT_EQ(DumpLogicalTree(kc.tree), before);
-    ExpectSound(kc.manager);
-}
-
 // A classifier that refuses what was verified, by a hidden change of its own, ends the edit there.
 TEST(zeLogicalTreeAddTest, AnEditThatFailsInsideAClassifierLeavesTheSidesAsTheyStand) {
     Edited_container kc;

@@ -1,6 +1,9 @@
 // Moving nodes of zeLogicalTree.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include <functional>
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -31,6 +34,48 @@ using testing::IsEmpty;
 class zeLogicalTreeMoveTest : public testing::Test {
 protected:
     zeLogicalTreeMoveTest() { kc.manager.m_modified = false; }
+
+    // Links by hand, one way only.
+
+    void List(unsigned int above, unsigned int below) {
+        tree.GetNodePtr(above)->children.push_back(below);
+    }
+
+    void Name(unsigned int above, unsigned int below) { tree.GetNodePtr(below)->parent = above; }
+
+    void ListPhysical(unsigned int above, unsigned int below) {
+        kc.Physical(above)->m_children.push_back(kc.Physical(below));
+    }
+
+    void NamePhysical(unsigned int above, unsigned int below) {
+        kc.Physical(below)->m_parent = kc.Physical(above);
+    }
+
+    // Puts back all links of both trees at the end of its scope.
+    class Saved_links {
+    public:
+        explicit Saved_links(zeLogicalTreeMoveTest& test)
+            : m_test(test),
+              m_logical(test.tree.nodes),
+              m_physical(test.kc.manager.m_physical_tree->m_nodes) {}
+
+        Saved_links(const Saved_links&) = delete;
+        Saved_links& operator=(const Saved_links&) = delete;
+
+        ~Saved_links() {
+            for (const auto& [id, node] : m_logical) {
+                m_test.tree.nodes.at(id) = node;
+            }
+            for (const auto& [id, node] : m_physical) {
+                m_test.kc.manager.m_physical_tree->m_nodes.at(id) = node;
+            }
+        }
+
+    private:
+        zeLogicalTreeMoveTest& m_test;
+        hash_map<unsigned int, zeLogicalNode> m_logical;
+        hash_map<unsigned int, zeNode> m_physical;
+    };
 
     Edited_container kc;
     zeLogicalTree& tree = kc.tree;
@@ -239,30 +284,6 @@ TEST_F(zeLogicalTreeMoveTest, ANodeMovesUpToAnAncestor) {
     ExpectSound(kc.manager);
 }
 
-// The switcher refuses a second default, which the verification of a move does not look for. The
-// edit stands where it failed.
-TEST_F(zeLogicalTreeMoveTest, ASecondDefaultIsRefusedByTheSwitcher) {
-    const unsigned int other = kc.Add(money, "other", "default");
-    const std::string before = DumpLogicalTree(tree);
-
-    EXPECT_QTX_ARGS(tree.MoveLogicalNode(other, root), zeSwitcher, 1,
-                    "Default already exists in classifier", {"root", "other"});
-
-    EXPECT_EQ(DumpLogicalTree(tree), before);
-    EXPECT_EQ(kc.Switcher(root).m_default, kc.Physical(rest));
-    EXPECT_THAT(kc.Categories(money), ElementsAre(refund, invoice));
-    ExpectNoDanglingPointers(kc.manager);
-}
-
-TEST_F(zeLogicalTreeMoveTest, ANodeThatStandsInNoClassifierAfterAFailedMoveCanBeDeleted) {
-    const unsigned int other = kc.Add(money, "other", "default");
-    EXPECT_THROW(tree.MoveLogicalNode(other, root), qtX<zeSwitcher>);
-
-    tree.DelLogicalNode(other, true);
-
-    ExpectSound(kc.manager);
-}
-
 // What is verified.
 
 TEST_F(zeLogicalTreeMoveTest, AMoveWithinOneStatisticalClassifierIsToldByFour) {
@@ -323,6 +344,117 @@ TEST_F(zeLogicalTreeMoveTest, AMoveBelowItselfIsRefused) {
         EXPECT_QTX_ARGS(tree.MoveLogicalNode(move.id, move.new_parent), zeLogicalTree, 19,
                         "Cannot move the node down", {});
     }
+}
+
+// Mirrored deletions leave the children of the deleted node in the list of its parent, but they
+// still name the deleted node.
+TEST_F(zeLogicalTreeMoveTest, MoveBelowFormerGrandchildIsRefused) {
+    const unsigned int desk = kc.Add(sport, "desk", "", ZE_STAT);
+    const unsigned int ball = kc.Add(sport, "ball");
+    zeNode* deleted = kc.Physical(sport);
+    kc.Matcher(topics).delete_cat(deleted, false, true);
+    tree.KCE_Delete(deleted);
+    ASSERT_THAT(kc.Node(news).children, ElementsAre(ball, desk));
+    ASSERT_EQ(kc.Node(desk).parent, sport);
+
+    for (const unsigned int target : {desk, ball}) {
+        SCOPED_TRACE(target);
+        const Unchanged unchanged(kc.manager);
+
+        EXPECT_QTX_ARGS(tree.MoveLogicalNode(news, target), zeLogicalTree, 19,
+                        "Cannot move the node down", {});
+    }
+}
+
+// Training a classifier by itself links it to leaves of others.
+TEST_F(zeLogicalTreeMoveTest, MoveBelowLeafThatOnlyThePhysicalSideHasBelowIsRefused) {
+    zeNode* shared = kc.Physical(food);
+    kc.Matcher(people).add_cat(shared);
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(people, food), zeLogicalTree, 19,
+                    "Cannot move the node down", {});
+}
+
+// Each row adds links by hand that lead from `news` to `invoice` or `staff`, which are not below
+// it.
+TEST_F(zeLogicalTreeMoveTest, MoveDownIsFoundByLinksOfEachKindAndInAnyMix) {
+    const struct {
+        const char* links;
+        unsigned int target;
+        std::function<void()> add;
+    } rows[] = {
+        {"a logical child", invoice, [this] { List(sport, invoice); }},
+        {"a logical parent", invoice, [this] { Name(sport, invoice); }},
+        {"a physical child", invoice, [this] { ListPhysical(sport, invoice); }},
+        {"a physical parent", invoice, [this] { NamePhysical(sport, invoice); }},
+        {"a child and a parent", staff, [this] { List(news, invoice), Name(invoice, staff); }},
+        {"a parent and a child", staff, [this] { Name(news, invoice), List(invoice, staff); }},
+        {"two parents", staff, [this] { Name(news, invoice), Name(invoice, staff); }},
+        {"a physical and a logical child", staff,
+         [this] { ListPhysical(news, invoice), List(invoice, staff); }},
+        {"a logical and a physical parent", staff,
+         [this] { Name(news, invoice), NamePhysical(invoice, staff); }},
+        {"a physical parent and a logical child", staff,
+         [this] { NamePhysical(news, invoice), List(invoice, staff); }},
+        {"a logical parent and a physical child", staff,
+         [this] { Name(news, invoice), ListPhysical(invoice, staff); }},
+    };
+
+    const std::string before = DumpState(kc.manager);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.links);
+        const Saved_links saved(*this);
+        row.add();
+        ASSERT_NE(DumpState(kc.manager), before);
+
+        EXPECT_QTX_ARGS(tree.MoveLogicalNode(news, row.target), zeLogicalTree, 19,
+                        "Cannot move the node down", {});
+    }
+    ASSERT_EQ(DumpState(kc.manager), before);
+    EXPECT_EQ(tree.VerifyMove(news, staff), 0);
+}
+
+TEST_F(zeLogicalTreeMoveTest, SearchBelowANodeEndsInCircles) {
+    const unsigned int ball = kc.Add(sport, "ball");
+    List(ball, sport);
+    ListPhysical(sport, ball);
+    ListPhysical(ball, sport);
+
+    EXPECT_EQ(tree.VerifyMove(news, food), 4);
+    EXPECT_QTX_ARGS(tree.VerifyMove(news, ball), zeLogicalTree, 19, "Cannot move the node down",
+                    {});
+    EXPECT_EQ(tree.VerifyMove(news, staff), 0);
+    EXPECT_NO_THROW(tree.VerifyMove(news, people));
+}
+
+TEST_F(zeLogicalTreeMoveTest, SearchAboveATargetEndsInCircles) {
+    const unsigned int ball = kc.Add(sport, "ball");
+    Name(ball, news);
+    NamePhysical(sport, ball);
+    NamePhysical(ball, sport);
+
+    EXPECT_ASSERTS(tree.VerifyMove(food, sport), "clafer");
+    EXPECT_QTX_ARGS(tree.VerifyMove(news, sport), zeLogicalTree, 19, "Cannot move the node down",
+                    {});
+}
+
+TEST_F(zeLogicalTreeMoveTest, ASecondDefaultIsRefused) {
+    const unsigned int other = kc.Add(money, "other", "default");
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(other, root), zeLogicalTree, 17,
+                    "OTHERWISE rule already exists in a sibling of the given node", {});
+    EXPECT_QTX_ARGS(tree.MoveLogicalNode(rest, money), zeLogicalTree, 17,
+                    "OTHERWISE rule already exists in a sibling of the given node", {});
+}
+
+TEST_F(zeLogicalTreeMoveTest, ADefaultPassesWhereItsNewClassifierHasNone) {
+    kc.Add(money, "other", "default");
+
+    EXPECT_EQ(tree.VerifyMove(rest, refund), 0) << "a leaf that becomes a rule node";
+    EXPECT_EQ(tree.VerifyMove(invoice, root), 0) << "another rule";
 }
 
 TEST_F(zeLogicalTreeMoveTest, ANameOfItsOwnIsRefusedOutsideCompatibility) {
@@ -473,6 +605,18 @@ TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeAMixOfRulesAndStatistics) {
     kc.Add(people, "rest");
 
     EXPECT_QTX(tree.VerifyMove(rest, people), zeLogicalTree, 2,
+               "rest : Category name already in use under the current Principal node");
+}
+
+TEST_F(zeLogicalTreeMoveTest, AMixOfRulesAndStatisticsIsToldBeforeASecondDefault) {
+    EXPECT_QTX(tree.VerifyMove(rest, people), zeLogicalTree, 7,
+               "Mixing rules and statistics on the same level");
+}
+
+TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeASecondDefault) {
+    kc.Add(money, "rest", "default");
+
+    EXPECT_QTX(tree.VerifyMove(rest, money), zeLogicalTree, 2,
                "rest : Category name already in use under the current Principal node");
 }
 

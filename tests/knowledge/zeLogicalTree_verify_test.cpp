@@ -266,9 +266,27 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityTheRootNeedsANameAndHasNoSiblings
     EXPECT_EQ(manager.m_root->m_concept, term("root"));
 }
 
+TEST_F(zeLogicalTreeVerifyTest, TypeThatNoNodeHasIsRefusedBelowEachKindOfParent) {
+    const struct {
+        unsigned int parent;
+        const char* rule;
+    } additions[] = {{root, kAboveOne}, {topics, ""}, {news, ""},         {food, ""},
+                     {food, kAboveOne}, {refund, ""}, {refund, kAboveOne}};
+
+    for (const auto& addition : additions) {
+        for (const unsigned int type : {3U, 7U, 255U}) {
+            SCOPED_TRACE(testing::Message() << addition.parent << " " << addition.rule << type);
+            const Unchanged unchanged(kc.manager);
+
+            EXPECT_QTX_ARGS(Add(node_to_add(addition.parent, "new", addition.rule, type)),
+                            zeLogicalTree, 15, "Cannot switch node type", {});
+        }
+    }
+}
+
 // Every rule is broken at once; mended one by one, the next one is told.
 TEST_F(zeLogicalTreeVerifyTest, OfSeveralBrokenRulesTheFirstIsTold) {
-    zeLogicalNode node = node_to_add(topics, "", "1 +");
+    zeLogicalNode node = node_to_add(topics, "", "1 +", 3);
     node.name = term("other");
     const Unchanged unchanged(kc.manager);
 
@@ -286,6 +304,8 @@ TEST_F(zeLogicalTreeVerifyTest, OfSeveralBrokenRulesTheFirstIsTold) {
     EXPECT_QTX(Add(node), zeLogicalTree, 17,
                "OTHERWISE rule already exists in a sibling of the given node");
     node.rule = kAboveOne;
+    EXPECT_QTX(Add(node), zeLogicalTree, 15, "Cannot switch node type");
+    node.type = ZE_STAT;
     EXPECT_NO_THROW(tree.VerifyAdd(node));
 }
 

@@ -46,6 +46,19 @@ Record physical_node_of(Id id, unsigned int type, std::initializer_list<Id> chil
         .number(parent);
 }
 
+// The same for a node whose classifier has that id.
+Record classifier_node_of(Id id, Id classifier_id, std::initializer_list<Id> children, Id parent) {
+    return Record()
+        .text("n")
+        .byte(0)
+        .byte(ZE_STAT)
+        .number(classifier_id)
+        .number(id)
+        .real(0.0)
+        .numbers(children)
+        .number(parent);
+}
+
 // A node of the logical record that mirrors the physical node of its id.
 Record logical_node_of(Id id, unsigned int type, Id parent, std::initializer_list<Id> children) {
     return Record()
@@ -436,6 +449,67 @@ TEST(zeManagerRecordsTest, TheListsOfChildrenDecide) {
     EXPECT_EQ(logical.GetNode(3).parent, 1U);
     EXPECT_THAT(logical.GetNode(2).children, ElementsAre(4U));
     EXPECT_EQ(logical.GetNode(5).parent, 0U);
+}
+
+TEST(zeManagerRecordsTest, NodesThatAreNotInTheFileAreNotWrittenSoSavingAgainGivesTheSameBytes) {
+    zeManager manager;
+    read_whole(manager,
+               container_of(
+                   {physical_node_of(1, ZE_RULE, {8, 2, 9, 3}, 7),
+                    physical_node_of(2, ZE_RULE, {9, 10}, 1), physical_node_of(3, ZE_LEAF, {}, 1)},
+                   {logical_node_of(1, ZE_RULE, 0, {2, 3}), logical_node_of(2, ZE_RULE, 1, {}),
+                    logical_node_of(3, ZE_LEAF, 1, {})},
+                   0, 1));
+
+    const std::string saved = dumped_container(manager);
+
+    const std::string trees = Record()
+                                  .number(3)
+                                  .raw(physical_node_of(1, ZE_RULE, {2, 3}, 0).bytes())
+                                  .raw(physical_node_of(2, ZE_RULE, {}, 1).bytes())
+                                  .raw(physical_node_of(3, ZE_LEAF, {}, 1).bytes())
+                                  .bytes();
+    EXPECT_EQ(to_hex(saved.substr(0, trees.size())), to_hex(trees));
+    zeManager read;
+    read_whole(read, saved);
+    EXPECT_EQ(to_hex(dumped_container(read)), to_hex(saved));
+}
+
+// The node 2 lists the leaf 3 as well, but it is not below the root and so is not written.
+TEST(zeManagerRecordsTest,
+     ALeafInSeveralListsHasAParentBelowTheRootSoSavingAgainGivesTheSameBytes) {
+    const std::string damaged = Record()
+                                    .number(3)
+                                    .raw(classifier_node_of(1, 1, {3}, 0).bytes())
+                                    .raw(classifier_node_of(2, 2, {3}, 0).bytes())
+                                    .raw(physical_node_of(3, ZE_LEAF, {}, 2).bytes())
+                                    .number(0)
+                                    .raw(settings_of(zeManager()))
+                                    .number(2)
+                                    .number(1)
+                                    .bytes();
+    zeManager manager;
+    read_whole(manager, damaged);
+    EXPECT_EQ(manager.m_physical_tree->GetNode(3)->m_parent, manager.m_root);
+
+    const std::string saved = dumped_container(manager);
+
+    zeManager read;
+    read_whole(read, saved);
+    EXPECT_EQ(read.m_physical_tree->m_nodes.size(), 2U);
+    EXPECT_EQ(to_hex(dumped_container(read)), to_hex(saved));
+}
+
+// The node 2 is not below the root and so is not written.
+TEST(zeManagerRecordsTest, AParentThatIsNotWrittenIsNotNamed) {
+    Edited_container kc;
+    kc.Root(ZE_STAT);
+    kc.Add(1, "a");
+    zeNode* const outside = kc.manager.m_physical_tree->MakeNode(term("outside"), ZE_LEAF, 0, 0.0);
+    const std::string before = dumped_container(kc.manager);
+    kc.manager.m_root->m_parent = outside;
+
+    EXPECT_EQ(to_hex(dumped_container(kc.manager)), to_hex(before));
 }
 
 // A mirrored deletion leaves a child that names the node that is gone. Its id may be given again

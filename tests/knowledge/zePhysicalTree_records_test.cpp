@@ -99,6 +99,22 @@ TEST_F(zePhysicalTreeRecordsTest, DumpOfASubtreeNamesAParentThatItDoesNotHave) {
               to_hex(Record().number(1).raw(node_of("b", ZE_LEAF, 2, {}, 1).bytes()).bytes()));
 }
 
+// Their records would have the id 0, and a reader would make one node of all of them.
+TEST_F(zePhysicalTreeRecordsTest, DumpLeavesOutNodesThatNoRecordHad) {
+    read_whole(tree, Record()
+                         .number(2)
+                         .raw(node_of("top", ZE_RULE, 1, {8, 2, 9}, 0).bytes())
+                         .raw(node_of("a", ZE_LEAF, 2, {9}, 1).bytes())
+                         .bytes());
+
+    EXPECT_EQ(to_hex(dumped_nodes(tree, tree.GetNode(1))),
+              to_hex(Record()
+                         .number(2)
+                         .raw(node_of("top", ZE_RULE, 1, {2}, 0).bytes())
+                         .raw(node_of("a", ZE_LEAF, 2, {}, 1).bytes())
+                         .bytes()));
+}
+
 TEST_F(zePhysicalTreeRecordsTest, DumpConvertsNames) {
     zeNode* const top = Make("a", ZE_LEAF, 0, 0.0);
     SegBuf record;
@@ -215,7 +231,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadMakesAnEmptyNodeForAnUnknownParent) {
     EXPECT_THAT(tree.GetNode(1)->m_parent->m_children, IsEmpty());
 }
 
-// So what was once written with a missing node is read back with it.
+// Older versions wrote a missing node as one with the id 0.
 TEST_F(zePhysicalTreeRecordsTest, NodesWithoutAnIdAreOneThatNobodyFinds) {
     const std::string record = Record()
                                    .number(3)
@@ -230,6 +246,8 @@ TEST_F(zePhysicalTreeRecordsTest, NodesWithoutAnIdAreOneThatNobodyFinds) {
     EXPECT_EQ(tree.m_nodes.size(), 2U);
     EXPECT_EQ(tree.GetNode(1)->m_children.size(), 2U);
     EXPECT_THAT(tree.GetLeafNodes(Concept()), IsEmpty());
+    EXPECT_EQ(to_hex(dumped_nodes(tree, tree.GetNode(1))),
+              to_hex(Record().number(1).raw(node_of("a", ZE_RULE, 1, {}, 0).bytes()).bytes()));
 }
 
 TEST_F(zePhysicalTreeRecordsTest, LoadReplacesNodesOfTheSameIdInTheirPlaces) {

@@ -10,6 +10,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -107,11 +108,6 @@ std::vector<zeNode*> nodes_below(const zeNode& node) {
     return below;
 }
 
-// An entry without a node, made for a reference to one that no record has.
-bool is_placeholder(const zeNode& node) {
-    return node.m_node_id == 0;
-}
-
 // Whether a node may stand in a second list of children: only a leaf may, in that of a classifier,
 // which forgets it when it goes. Before they are read, classifiers are known by their ids.
 bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& child) {
@@ -126,7 +122,7 @@ void require_places(const zePhysicalTree& tree) {
     hash_map<const zeNode*, const zeNode*, zePointer_hash> listers;
     for (const auto& [id, node] : tree.m_nodes) {
         for (const zeNode* const child : node.m_children) {
-            if (is_placeholder(*child)) {
+            if (IsPlaceholder(*child)) {
                 continue;
             }
             const auto [place, is_first] = listers.emplace(child, &node);
@@ -183,7 +179,7 @@ std::vector<unsigned int> ids_of(const zeLogicalTree& tree) {
 // A node without an id is as good as missing, since nothing can refer to it.
 void empty_placeholders(zePhysicalTree& tree) {
     for (auto& [id, node] : tree.m_nodes) {
-        if (is_placeholder(node)) {
+        if (IsPlaceholder(node)) {
             node = zeNode(Concept());
         }
     }
@@ -201,26 +197,50 @@ std::vector<zeNode*> nodes_in_order(zePhysicalTree& tree) {
     return nodes;
 }
 
-void mend_physical_links(zePhysicalTree& tree) {
+// A leaf in several lists has a parent below the root, if there is one: what is not below the root
+// is not written again, and the leaf would have another parent after the next reading.
+void prefer_parents_below_root(zeManager& manager,
+                               const hash_set<const zeNode*, zePointer_hash>& shared) {
+    if (shared.empty() || manager.m_root == nullptr) {
+        return;
+    }
+    hash_set<zeNode*, zePointer_hash> below_root;
+    manager.m_root->get_subtree(below_root);
+    for (zeNode* const node : Zandrel::in_id_order(below_root)) {
+        for (zeNode* const child : node->m_children) {
+            if (shared.count(child) != 0 && below_root.count(child->m_parent) == 0) {
+                child->m_parent = node;
+            }
+        }
+    }
+}
+
+void mend_physical_links(zeManager& manager) {
+    zePhysicalTree& tree = *manager.m_physical_tree;
     empty_placeholders(tree);
     hash_set<const zeNode*, zePointer_hash> listed;
+    hash_set<const zeNode*, zePointer_hash> shared;
     for (zeNode* const node : nodes_in_order(tree)) {
         for (zeNode* const child : node->m_children) {
             // Of several that list a leaf, the one that it names is its parent, else the first.
-            if (is_placeholder(*child)) {
+            if (IsPlaceholder(*child)) {
                 continue;
             }
             const bool is_first = listed.insert(child).second;
+            if (!is_first) {
+                shared.insert(child);
+            }
             if (is_first && child->m_parent != node &&
                 (child->m_parent == nullptr || child->m_parent->find_child(child) < 0)) {
                 child->m_parent = node;
             }
         }
     }
+    prefer_parents_below_root(manager, shared);
     std::vector<zeNode*> unlisted;
     for (auto& [id, node] : tree.m_nodes) {
-        if (node.m_parent != nullptr && listed.count(&node) == 0 && !is_placeholder(node) &&
-            !is_placeholder(*node.m_parent)) {
+        if (node.m_parent != nullptr && listed.count(&node) == 0 && !IsPlaceholder(node) &&
+            !IsPlaceholder(*node.m_parent)) {
             unlisted.push_back(&node);
         }
     }
@@ -243,8 +263,7 @@ void erase_unused_placeholders(zeManager& manager) {
     }
     for (auto entry = nodes.begin(); entry != nodes.end();) {
         zeNode* const node = &entry->second;
-        const bool is_unused = is_placeholder(*node) && entry->first != 0 &&
-                               used.count(node) == 0 &&
+        const bool is_unused = IsPlaceholder(*node) && entry->first != 0 && used.count(node) == 0 &&
                                manager.m_logical_tree->finder.count(node) == 0;
         entry = is_unused ? nodes.erase(entry) : std::next(entry);
     }
@@ -283,7 +302,7 @@ void mend_logical_links(zeLogicalTree& tree) {
 }  // namespace
 
 void MendLinks(zeManager& manager) {
-    mend_physical_links(*manager.m_physical_tree);
+    mend_physical_links(manager);
     erase_unused_placeholders(manager);
     mend_logical_links(*manager.m_logical_tree);
 }
@@ -310,7 +329,7 @@ void RequireLogicalTree(const zeLogicalTree& tree) {
             RaiseDamagedTree("logical ids");
         }
         if (node.physical_node != nullptr &&
-            (is_placeholder(*node.physical_node) || !mirrored.insert(node.physical_node).second)) {
+            (IsPlaceholder(*node.physical_node) || !mirrored.insert(node.physical_node).second)) {
             RaiseDamagedTree("mirrored nodes");
         }
     }
@@ -328,6 +347,10 @@ void RequireLogicalTree(const zeLogicalTree& tree) {
     if (!up.are_those_of_trees()) {
         RaiseDamagedTree("logical parents");
     }
+}
+
+bool IsPlaceholder(const zeNode& node) {
+    return node.m_node_id == 0;
 }
 
 void RaiseDamagedTree(const char* what) {

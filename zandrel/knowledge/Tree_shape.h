@@ -5,6 +5,7 @@
 
 class zeLogicalTree;
 class zeManager;
+struct zeNode;
 
 namespace Zandrel {
 
@@ -24,12 +25,15 @@ void RequireTrees(const zeManager& manager);
 void RequireLogicalTree(const zeLogicalTree& tree);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children
-// decide, and where several have a leaf, the parent that it names; a node that none has goes to the
-// end of that of the parent that it names. What a logical node names and the tree lacks is dropped:
-// its id would be given to another node. So is an empty node to which nothing refers any more.
-// RAISES: the same.
-// COST: linear in the nodes and links, but for the sorting of ids.
+// decide, and where several have a leaf, the parent that it names, but one below the root before
+// others; a node that none has goes to the end of that of the parent that it names. What a logical
+// node names and the tree lacks is dropped: its id would be given to another node. So is an empty
+// node to which nothing refers any more. RAISES: the same. COST: linear in the nodes and links, but
+// for the sorting of ids.
 void MendLinks(zeManager& manager);
+
+// Whether a node only takes the place of one that no record has, for the sake of what refers to it.
+bool IsPlaceholder(const zeNode& node);
 
 // Holds what a record's last id leaves for new ones, since they are not given again from 1 on.
 // RAISES: the same.

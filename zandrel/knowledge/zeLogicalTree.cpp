@@ -49,8 +49,10 @@ int zeLogicalTree::FindChild(const zeLogicalNode& parent, zeNode* physical_node)
 
 const zeLogicalNode* zeLogicalTree::NearestClassifierNode(unsigned int id) const {
     const zeLogicalNode* node = Find(id);
+    // A way up that is longer than the number of nodes is a circle, which a program has linked.
+    std::size_t left = nodes.size();
     while (node != nullptr && node->type == ZE_LEAF) {
-        node = Find(node->parent);
+        node = left-- == 0 ? nullptr : Find(node->parent);
     }
     return node;
 }
@@ -67,7 +69,9 @@ zeClassifier* zeLogicalTree::GetRealParent(unsigned int id) const {
 void zeLogicalTree::GatherSons(const zeLogicalNode* node,
                                std::vector<zeLogicalNode*>& gathered) const {
     std::vector<unsigned int> waiting(node->children.rbegin(), node->children.rend());
-    while (!waiting.empty()) {
+    // Only children that a program has linked to a circle are more than there are nodes.
+    const std::size_t most = gathered.size() + nodes.size();
+    while (!waiting.empty() && gathered.size() < most) {
         zeLogicalNode* const son = Find(waiting.back());
         waiting.pop_back();
         if (son == nullptr) {

@@ -88,20 +88,22 @@ public:
 
     // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
     // with `physical_node`. It starts without children, whatever `node` has.
-    // RAISES: "clafer" for an unknown parent; qtX<zeManager> 0 for a type that no classifier has.
+    // RAISES: "clafer" for an unknown parent.
     // COST: linear in the categories of the classifier above.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
     // what the categories brought to its table of all concepts.
     // COST: linear in the concepts of the classifier above, which selects its features anew.
     void DelLogicalNode(unsigned int id, bool remove_concepts);
-    // Moves a node, with all below it, under another parent.
-    // COST: linear in the node's siblings and in the depth; between two classifiers that of
-    // deleting and adding as well.
+    // Moves a node, with all below it, under another parent. That may not be below the node, in
+    // either tree, by the lists of children or by the parents that nodes name.
+    // COST: linear in the nodes of both trees, and between two classifiers that of deleting and
+    // adding as well.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
     // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
     // of `node`. Attributes and threshold are written to the physical node at every change. A type
-    // that no classifier has is refused as a switch of type.
+    // that no classifier has is refused as a switch of type, and so is a rule node in place of a
+    // leaf with children: they have no rules.
     void ChangeLogicalNode(const zeLogicalNode& node);
     // Replaces the root's classifier by one of the other kind, while the root has no children.
     void ChangeRootType(int type);

@@ -135,6 +135,10 @@ void zeLogicalTree::VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalN
     if (has_rule) {
         VerifyRule(parent, node.rule);
     }
+    // Found here, before the parent may become a classifier for the new node.
+    if (node.type > ZE_STAT) {
+        refuse(15, "Cannot switch node type");
+    }
 }
 
 void zeLogicalTree::VerifyMoveSons(zeStat_matcher* target,
@@ -155,14 +159,6 @@ void zeLogicalTree::VerifyMoveSons(zeStat_matcher* target,
         if (names.count(son->category) != 0) {
             refuse(2, "Cannot merge classifiers: duplicate category: " + son->category.text(),
                    {son->category.text()});
-        }
-    }
-}
-
-void zeLogicalTree::VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const {
-    for (const zeLogicalNode* above = &target; above != nullptr; above = Find(above->parent)) {
-        if (above == &node) {
-            refuse(19, "Cannot move the node down");
         }
     }
 }
@@ -198,6 +194,9 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
     // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): GetRealParent has found its classifier.
     if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
         refuse(7, "Mixing rules and statistics on the same level");
+    }
+    if (node->rule == kDefaultRule) {
+        VerifyRule(*target, node->rule);  // Any other rule moves as it is.
     }
     return 0;
 }
@@ -247,6 +246,10 @@ void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char ty
     }
     if (from.parent == 0) {
         refuse(16, "Cannot change root node type");
+    }
+    // A switcher takes only children with rules; these would remain in the classifier above.
+    if (type == ZE_RULE && (!from.children.empty() || has_physical_children(from))) {
+        refuse(15, "Cannot switch node type");
     }
     if (!has_physical_children(from)) {
         return;

@@ -75,8 +75,10 @@ public:
 
     // The record. Classifiers are apart from it: nodes are read without them.
 
-    // Writes the node and all below it, by ascending id; null writes no node. References to nodes
-    // that are not among them are written as they are.
+    // Writes the node and all below it, by ascending id, and the leaves that their classifiers know
+    // wherever these are; null writes no node. Empty nodes with id 0, which Load makes, are left
+    // out, and so are children that are not written. A parent that is not written is named only in
+    // the record of a subtree.
     void Dump(Hio<HSegment>& io, zeNode* top) const;
     // Reads nodes, beside those that the tree has. A reference to a node that is not in the record
     // gives an empty one with id 0. The form is that of the manager's version.

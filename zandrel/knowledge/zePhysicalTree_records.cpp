@@ -2,6 +2,7 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <utility>
+#include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
@@ -20,7 +21,7 @@ constexpr unsigned int kReferenceSize = 4;
 // Whether a node is among the leaves of its category: an empty one, which stands for a node that is
 // yet to come, is not.
 bool is_listed_leaf(const zeNode& node) {
-    return node.m_classifier_type == ZE_LEAF && node.m_node_id != 0;
+    return node.m_classifier_type == ZE_LEAF && !Zandrel::IsPlaceholder(node);
 }
 
 // The ids that a record has given to its nodes.
@@ -37,21 +38,30 @@ private:
     hash_set<unsigned int> m_ids;
 };
 
-void write_node(Hio<HSegment>& io, const zeNode& node) {
+using Nodes = hash_set<zeNode*, zePointer_hash>;
+
+// Only children that are written themselves. A reader would put placeholders in the places of
+// others.
+void write_children(Hio<HSegment>& io, std::vector<zeNode*> children, const Nodes& written) {
+    std::erase_if(children, [&written](zeNode* child) { return written.count(child) == 0; });
+    io.WriteCount(children.size());
+    for (const zeNode* const child : children) {
+        io << Zandrel::reference_to(child);
+    }
+}
+
+void write_node(Hio<HSegment>& io, const zeNode& node, const zeNode* parent, const Nodes& written) {
     io << node.m_concept;
     io.WriteByte(static_cast<char>(node.m_flags));
     io.WriteByte(static_cast<char>(node.m_classifier_type));
     io << node.m_classifier_id << node.m_node_id << node.m_threshold;
-    io.WriteCount(node.m_children.size());
-    for (const zeNode* const child : node.m_children) {
-        io << Zandrel::reference_to(child);
-    }
-    io << Zandrel::reference_to(node.m_parent);
+    write_children(io, node.m_children, written);
+    io << Zandrel::reference_to(parent);
 }
 
 // A classifier may have learned leaves that do not hang in it, as when training was interrupted. It
 // is read again only with all of them.
-void add_loose_leaves(hash_set<zeNode*, zePointer_hash>& nodes) {
+void add_loose_leaves(Nodes& nodes) {
     std::vector<zeNode*> categories;
     for (const zeNode* const node : nodes) {
         if (node->m_classifier != nullptr) {
@@ -68,14 +78,18 @@ void add_loose_leaves(hash_set<zeNode*, zePointer_hash>& nodes) {
 }  // namespace
 
 void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
-    hash_set<zeNode*, zePointer_hash> nodes(kInitialBuckets);
+    Nodes nodes(kInitialBuckets);
     if (top != nullptr) {
         top->get_subtree(nodes);
         add_loose_leaves(nodes);
     }
+    // A placeholder's record would have the id 0, and a reader would make one node of all of them.
+    std::erase_if(nodes, [](const zeNode* node) { return Zandrel::IsPlaceholder(*node); });
+    const bool is_whole = top == m_manager->m_root;
     io.WriteCount(nodes.size());
     for (const zeNode* const node : Zandrel::in_id_order(nodes)) {
-        write_node(io, *node);
+        const bool is_parent_lost = is_whole && nodes.count(node->m_parent) == 0;
+        write_node(io, *node, is_parent_lost ? nullptr : node->m_parent, nodes);
     }
 }
 

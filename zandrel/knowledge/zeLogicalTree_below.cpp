@@ -1,0 +1,129 @@
+// Whether one node of a zeLogicalTree is below another, also where the links disagree.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+namespace {
+
+// One node and all nodes below it, in both trees. A node is below another one that lists it as a
+// child, below the one that it names as its parent, and below whatever its mirror is below.
+//
+// In a sound tree the lists of children lead to all of them. After KCE_Delete, and in trees that a
+// program has linked by hand, a node may name a parent that does not list it. Only a look at all
+// nodes finds such a node, so we do that once; only if there is one, we index the nodes by parent.
+class Nodes_below {
+public:
+    Nodes_below(const zeLogicalTree& tree, const zeLogicalNode& top)
+        : m_tree(tree), m_physical_tree(*tree.manager->m_physical_tree) {
+        enter(&top);
+        follow_links();
+        if (enter_unlisted()) {
+            index_by_parent();
+            follow_links();
+        }
+    }
+
+    bool contain(const zeLogicalNode& node) const {
+        return m_ids.count(node.id) != 0 || m_physical.count(node.physical_node) != 0;
+    }
+
+private:
+    // A node is entered once, so circles end.
+    bool enter(const zeLogicalNode* node) {
+        const bool is_new = node->id != 0 && m_ids.insert(node->id).second;
+        if (is_new) {
+            m_waiting.push_back(node);
+        }
+        return is_new;
+    }
+
+    bool enter(zeNode* node) {
+        const bool is_new = node != nullptr && m_physical.insert(node).second;
+        if (is_new) {
+            m_waiting_physical.push_back(node);
+        }
+        return is_new;
+    }
+
+    void follow_links() {
+        while (!m_waiting.empty() || !m_waiting_physical.empty()) {
+            if (!m_waiting.empty()) {
+                const zeLogicalNode* const node = m_waiting.back();
+                m_waiting.pop_back();
+                enter_below(*node);
+            } else {
+                zeNode* const node = m_waiting_physical.back();
+                m_waiting_physical.pop_back();
+                enter_below(node);
+            }
+        }
+    }
+
+    void enter_below(const zeLogicalNode& node) {
+        for (const unsigned int child : node.children) {
+            enter(&m_tree.GetNode(child));
+        }
+        const auto named = m_by_parent.find(node.id);
+        if (named != m_by_parent.end()) {
+            for (const zeLogicalNode* const child : named->second) {
+                enter(child);
+            }
+        }
+        enter(node.physical_node);
+    }
+
+    void enter_below(zeNode* node) {
+        for (zeNode* const child : node->m_children) {
+            enter(child);
+        }
+        const auto named = m_by_physical_parent.find(node);
+        if (named != m_by_physical_parent.end()) {
+            for (zeNode* const child : named->second) {
+                enter(child);
+            }
+        }
+        enter(&m_tree.FindCategory(node));
+    }
+
+    // Returns whether there is a node that names a parent which we have reached but that does not
+    // lead to it.  COST: linear in the nodes of both trees.
+    bool enter_unlisted() {
+        bool is_any = false;
+        for (const auto& [id, node] : m_tree.nodes) {
+            is_any = (m_ids.count(node.parent) != 0 && enter(&node)) || is_any;
+        }
+        for (auto& [id, node] : m_physical_tree.m_nodes) {
+            is_any = (m_physical.count(node.m_parent) != 0 && enter(&node)) || is_any;
+        }
+        return is_any;
+    }
+
+    void index_by_parent() {
+        for (const auto& [id, node] : m_tree.nodes) {
+            m_by_parent[node.parent].push_back(&node);
+        }
+        for (auto& [id, node] : m_physical_tree.m_nodes) {
+            m_by_physical_parent[node.m_parent].push_back(&node);
+        }
+    }
+
+    const zeLogicalTree& m_tree;
+    zePhysicalTree& m_physical_tree;
+    hash_set<unsigned int> m_ids;
+    hash_set<zeNode*, zePointer_hash> m_physical;
+    std::vector<const zeLogicalNode*> m_waiting;
+    std::vector<zeNode*> m_waiting_physical;
+    hash_map<unsigned int, std::vector<const zeLogicalNode*>> m_by_parent;
+    hash_map<zeNode*, std::vector<zeNode*>, zePointer_hash> m_by_physical_parent;
+};
+
+}  // namespace
+
+void zeLogicalTree::VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const {
+    if (Nodes_below(*this, node).contain(target)) {
+        throw qtX<zeLogicalTree>(19, "Cannot move the node down");
+    }
+}
