@@ -87,9 +87,13 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
         build_subcorpuses(view, sub_bulk_count, parts);
         int number = 1;
         for (zeCorpus_view& part : parts) {
-            tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
-            learn_bulk(part, first && number == 1);
-            tracef(s_trace_file, kTraceDebug, "Secondary bulk %d completed", number);
+            // Each bulk selects the features of all profiles, so we leave out those without a
+            // message. The first one makes room and always runs.
+            if (number == 1 || !part.msgs.empty()) {
+                tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
+                learn_bulk(part, first && number == 1);
+                tracef(s_trace_file, kTraceDebug, "Secondary bulk %d completed", number);
+            }
             ++number;
         }
     }
