@@ -25,7 +25,7 @@ class zeStat_matcher;
 //
 // Errors: the assertions named below, and what the manager's interruption raises, between the steps
 // of a bulk and inside them; the model then stays as it stands.
-// Threads: one learner at a time in a process: it reads process-wide state.
+// Threads: one at a time in the whole process. Besides the concepts, it reads process-wide state.
 class ZANDREL_EXPORT zeStat_diet_learner {
 public:
     // A candidate for deletion.

@@ -31,8 +31,8 @@ class zeStat_matcher;
 // then holds a partial count, or no selected weights at all. A likelihood pass or a bootstrap that
 // is broken off leaves the storage with the settings of the pass and may lack the messages of a
 // slice: the model is damaged and has to be trained anew.
-// Threads: one feature selection at a time in a process, since the orders below read process-wide
-// state.
+// Threads: one at a time in the whole process. Besides the concepts, the orders below read
+// process-wide state.
 class ZANDREL_EXPORT zeStat_trainer {
 public:
     using Concept_infos = zeStat_storage::Concept_infos;
