@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/zeResult_set.h"
+#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/trace.h"
+#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_trainer.h"
@@ -21,6 +23,7 @@
 #include "tests/statistics/labelled_corpus.h"
 #include "tests/statistics/random_corpus.h"
 #include "tests/support/bags.h"
+#include "tests/support/expect_qtx.h"
 #include "tests/support/small_model.h"
 #include "tests/support/stored.h"
 #include "tests/support/trace_capture.h"
@@ -181,6 +184,34 @@ TEST_P(FiniteWeightsTest, SubBulksAreDealtAsIfTheMessageWereNotThere) {
     EXPECT_TRUE(trace.has(kTraceDebug, "Starting secondary bulk 2"));
     EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(1, 1));  // of the second one
     EXPECT_EQ(m_storage.m_num_msgs, 4);
+}
+
+// Its number is that of another message in another corpus.
+TEST_P(FiniteWeightsTest, LearnerForgetsTheMessageAfterItsBatch) {
+    Small_corpus other;
+    other.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
+    zeStat_diet_learner learner(m_storage);
+
+    learner.learn(m_spoilt.view, false);
+    learner.m_view = &other.view;
+    learner.build_num_msgs4profile();
+
+    EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(0, 1));
+}
+
+TEST_P(FiniteWeightsTest, LearnerForgetsTheMessageOfAnInterruptedBatch) {
+    Small_corpus other;
+    other.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
+    zeManager manager;
+    Interrupt_at progress(1);
+    manager.m_progress = &progress;
+    zeStat_diet_learner learner(m_storage);
+    learner.m_manager = &manager;
+    EXPECT_QTX(learner.learn(m_spoilt.view, false), zeWorkflow, 2, "Process interrupted");
+
+    learner.learn(other.view, false);
+
+    EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(0, 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Weights, FiniteWeightsTest, testing::ValuesIn(kAllSpoilt), name_of);

@@ -138,7 +138,7 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheScaleIsBeyondAllRange) {
 // The rates of x are `in` and 0, so its weight becomes 2 / `in`. Floats end at 2^128 - 2^104, and a
 // double below 2^128 - 2^103 still rounds to that.
 TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfAWeightIsNotFiniteAsAFloat) {
-    constexpr double kMostFloat = std::numeric_limits<float>::max();
+    constexpr auto kMostFloat = static_cast<double>(std::numeric_limits<float>::max());
     const double step = std::ldexp(1.0, 102);
     m_storage.m_concept_infos.clear();
     AddInfo("x", 0.0);

@@ -89,8 +89,9 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
         int number = 1;
         for (zeCorpus_view& part : parts) {
             // Each bulk selects the features of all profiles, so we leave out those without a
-            // message. The first one makes room and always runs.
-            if (number == 1 || !part.msgs.empty()) {
+            // message. The first one makes room. It always runs: messages are dealt from it on, and
+            // only a view with messages asks for a second one.
+            if (!part.msgs.empty()) {
                 tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
                 learn_bulk(part, first && number == 1);
                 tracef(s_trace_file, kTraceDebug, "Secondary bulk %d completed", number);
