@@ -1,6 +1,9 @@
-"""Holds docs/embedding.md against the program that it shows.
+"""Holds docs/embedding.md against the programs that it shows.
 
-Usage: embedding_document_test.py PROJECT_FOLDER PROGRAM
+Usage: embedding_document_test.py PROJECT_FOLDER PROGRAM...
+
+The programs come in the order of the document. Each is compiled from the source of its name in
+examples/.
 """
 
 import pathlib
@@ -11,35 +14,42 @@ import tempfile
 import unittest
 
 PROJECT = pathlib.Path(sys.argv[1])
-PROGRAM = sys.argv[2]
+PROGRAMS = [pathlib.Path(argument) for argument in sys.argv[2:]]
 
 
 class EmbeddingDocumentTest(unittest.TestCase):
     maxDiff = None
 
-    def block(self, language):
-        """The text of the document's only block of a language."""
+    def blocks(self, language):
+        """The texts of the document's blocks of a language, one for each program."""
         document = (PROJECT / "docs" / "embedding.md").read_text("utf-8")
         blocks = re.findall(rf"^```{language}\n(.*?)^```$", document, re.MULTILINE | re.DOTALL)
-        self.assertEqual(len(blocks), 1)
-        return blocks[0]
+        self.assertEqual(len(blocks), len(PROGRAMS))
+        return blocks
 
-    def test_shows_the_program_as_it_is_compiled(self):
-        source = (PROJECT / "examples" / "embedding.cpp").read_text("utf-8")
-        self.assertMultiLineEqual(self.block("cpp"), source)
+    def test_shows_every_example(self):
+        sources = {path.stem for path in (PROJECT / "examples").glob("*.cpp")}
+        self.assertEqual({program.stem for program in PROGRAMS}, sources)
 
-    def test_shows_what_the_program_prints(self):
-        with tempfile.TemporaryDirectory() as folder:
-            run = subprocess.run(
-                [PROGRAM],
-                cwd=folder,
-                stdin=subprocess.DEVNULL,
-                capture_output=True,
-                text=True,
-                timeout=60,
-            )
-        self.assertEqual((run.returncode, run.stderr), (0, ""))
-        self.assertMultiLineEqual(self.block("text"), run.stdout)
+    def test_shows_the_programs_as_they_are_compiled(self):
+        for program, block in zip(PROGRAMS, self.blocks("cpp")):
+            with self.subTest(program.stem):
+                source = (PROJECT / "examples" / f"{program.stem}.cpp").read_text("utf-8")
+                self.assertMultiLineEqual(block, source)
+
+    def test_shows_what_the_programs_print(self):
+        for program, block in zip(PROGRAMS, self.blocks("text")):
+            with self.subTest(program.stem), tempfile.TemporaryDirectory() as folder:
+                run = subprocess.run(
+                    [program],
+                    cwd=folder,
+                    stdin=subprocess.DEVNULL,
+                    capture_output=True,
+                    text=True,
+                    timeout=60,
+                )
+                self.assertEqual((run.returncode, run.stderr), (0, ""))
+                self.assertMultiLineEqual(block, run.stdout)
 
 
 if __name__ == "__main__":

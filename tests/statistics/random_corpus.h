@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -47,5 +48,28 @@ private:
 
     std::mt19937 m_engine;
 };
+
+// Adds messages that count for nothing because of one weight that is not finite: copies of some,
+// each behind its original, each with another such weight.
+inline std::vector<Slow_message> with_spoilt(std::vector<Slow_message> messages) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    constexpr std::array<double, 3> kNotFinite = {kInfinity, -kInfinity,
+                                                  std::numeric_limits<double>::quiet_NaN()};
+    for (std::size_t kind = 0; kind <= 2 * kNotFinite.size(); ++kind) {
+        const auto original = static_cast<std::ptrdiff_t>(1 + 2 * kind);
+        Slow_message spoilt = messages.at(static_cast<std::size_t>(original));
+        if (kind < kNotFinite.size()) {
+            spoilt.weight = kNotFinite[kind];
+        } else if (kind < 2 * kNotFinite.size()) {
+            spoilt.bag["spoilt"] = kNotFinite[kind - kNotFinite.size()];
+            spoilt.has_bag = true;
+        } else {
+            spoilt.bag = {{"large", 1e308}, {"larger", 1.5e308}};  // whose sum is infinite
+            spoilt.has_bag = true;
+        }
+        messages.insert(messages.begin() + original + 1, spoilt);
+    }
+    return messages;
+}
 
 #endif  // ZANDREL_TESTS_STATISTICS_RANDOM_CORPUS_H_

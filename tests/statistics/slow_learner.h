@@ -23,7 +23,9 @@ class Slow_learner {
 public:
     // How often something happened that a comparison is worth little without.
     struct Tally {
-        int sub_bulks = 0;
+        int sub_bulks = 0;     // that ran
+        int spared_bulks = 0;  // that had no message
+        int spoilt = 0;        // messages with a weight that is not finite
         int cut_profiles = 0;
         int dieted = 0;   // concepts taken out of a profile down to the lower bound
         int bounded = 0;  // and down to the upper one
@@ -36,12 +38,24 @@ public:
           m_is_geometric(is_geometric),
           m_junk(std::move(junk)) {}
 
-    void Learn(const std::vector<Slow_message>& messages, bool first) {
+    void Learn(const std::vector<Slow_message>& given, bool first) {
+        std::vector<Slow_message> messages;
+        for (const Slow_message& msg : given) {
+            if (Slow_trainer::IsFinite(msg)) {
+                messages.push_back(msg);
+            } else {
+                ++tally.spoilt;
+            }
+        }
         const std::vector<std::vector<Slow_message>> parts = Divide(messages, Parts(messages));
         for (std::size_t i = 0; i < parts.size(); ++i) {
+            if (i != 0 && parts[i].empty()) {
+                ++tally.spared_bulks;
+                continue;
+            }
             LearnBulk(parts[i], first && i == 0);
+            ++tally.sub_bulks;
         }
-        tally.sub_bulks += static_cast<int>(parts.size());
     }
 
     // Takes a category's part out, and empties or deletes it.

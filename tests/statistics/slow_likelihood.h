@@ -51,7 +51,13 @@ public:
 
     // Counts the messages and brings histograms and tables up to date. `given` is a matcher that
     // was made before.
-    void Train(const std::vector<Slow_message>& messages, const std::optional<Matcher>& given) {
+    void Train(const std::vector<Slow_message>& batch, const std::optional<Matcher>& given) {
+        std::vector<Slow_message> messages;
+        for (const Slow_message& msg : batch) {
+            if (Slow_trainer::IsFinite(msg)) {
+                messages.push_back(msg);
+            }
+        }
         if (!m_settings.use_omit_method) {
             Count(messages);
             Enter(messages, MakeMatcher());

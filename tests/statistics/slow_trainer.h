@@ -65,10 +65,24 @@ public:
         return total;
     }
 
+    // Whether no weight of the message is infinite or not a number. The difference of such a
+    // number and itself is not 0.
+    static bool IsFinite(const Slow_message& msg) {
+        double differences = msg.weight - msg.weight;
+        if (msg.has_bag) {
+            const double total = Total(msg.bag);
+            differences += total - total;
+            for (const auto& [text, weight] : msg.bag) {
+                differences += weight - weight;
+            }
+        }
+        return differences == 0.0;
+    }
+
     void Count(const Slow_message& msg) {
         const std::map<std::string, double> bag = Clipped(msg);
         const double bag_total = Total(bag);
-        if (bag_total == 0.0) {
+        if (!IsFinite(msg) || bag_total == 0.0) {
             return;
         }
         total_weight += msg.weight;
@@ -95,7 +109,7 @@ public:
     void Uncount(const Slow_message& msg) {
         const std::map<std::string, double> bag = Clipped(msg);
         const double bag_total = Total(bag);
-        if (bag_total == 0.0) {
+        if (!IsFinite(msg) || bag_total == 0.0) {
             return;
         }
         total_weight = Without(total_weight, msg.weight);

@@ -173,6 +173,36 @@ TEST_F(zeStatDietLearnerTest, AbsurdWeightAsksForABoundedNumberOfSubBulks) {
     EXPECT_EQ(Division(), Prime(1, "2147483647", 10000));
 }
 
+// 1e8 / 2 concepts, and room for 50,000 in a sub-bulk.
+TEST_F(zeStatDietLearnerTest, SubBulksWithoutAMessageAreNotRun) {
+    SetCap(50000);
+    AddProfiles(1);
+    Add(1e8, {Node(0)});
+    Add(1.0, {Node(0)});
+    const Trace_capture trace;
+
+    Learn();
+
+    EXPECT_EQ(trace.lines.at(1).text, Prime(2, "50000000", 1000));
+    EXPECT_TRUE(trace.has(kTraceDebug, "Starting secondary bulk 1"));
+    EXPECT_TRUE(trace.has(kTraceDebug, "Secondary bulk 2 completed"));
+    EXPECT_FALSE(trace.has(kTraceDebug, "Starting secondary bulk 3"));
+    EXPECT_FALSE(trace.has(kTraceDebug, "Secondary bulk 1000 completed"));
+    EXPECT_EQ(m_storage.profile(0).m_selection_mark, 3);  // one more for each sub-bulk
+    EXPECT_EQ(m_storage.m_num_msgs, 2);
+}
+
+// The weight of 40 is cut to the limit of 16.
+TEST_F(zeStatDietLearnerTest, ViewWithoutMessagesRunsTheFirstBulk) {
+    AddProfile(40.0, 40.0);
+    SetTotals(40.0, 40.0, 40.0);
+
+    Learn();
+
+    EXPECT_EQ(m_storage.profile(0).m_weight, 16.0);
+    EXPECT_EQ(m_storage.profile(0).m_selection_mark, 2);
+}
+
 TEST_F(zeStatDietLearnerTest, ManyMessagesMayHaveASubBulkEach) {
     AddProfiles(1);
     Add(1e300, {Node(0)});

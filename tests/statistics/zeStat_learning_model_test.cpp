@@ -56,13 +56,13 @@ Learning_combination learning_combination(unsigned int number) {
     return made;
 }
 
-// Random messages, of which some have nothing in their bag.
+// Random messages, of which some have nothing in their bag and some a weight that is not finite.
 std::vector<Slow_message> batch_of(Random_corpus& corpus, std::size_t count) {
     std::vector<Slow_message> messages = corpus.Messages(count);
     for (std::size_t i = 5; i < messages.size(); i += 9) {
         messages[i].bag.clear();
     }
-    return messages;
+    return with_spoilt(messages);
 }
 
 class zeStatLearningModelTest : public testing::TestWithParam<unsigned int> {
@@ -83,7 +83,11 @@ protected:
         Random_corpus random(GetParam());
         for (int round = 1; round <= 6 && !HasFailure(); ++round) {
             SCOPED_TRACE(testing::Message() << "round " << round);
-            const std::vector<Slow_message> messages = batch_of(random, 18);
+            std::vector<Slow_message> messages = batch_of(random, 18);
+            if (round == 4) {
+                // A bag that asks for more sub-bulks than there are messages.
+                messages.front().bag["heavy"] = 1e5;
+            }
             const bool first = round != 2 && round != 5;
             Small_corpus corpus;
             add_all(messages, labels, corpus);
@@ -178,6 +182,8 @@ TEST_P(zeStatLearningModelTest, TightBoundsBite) {
     Compare(learning_combination(1));
 
     EXPECT_GT(m_tally.sub_bulks, 12);
+    EXPECT_GT(m_tally.spared_bulks, 10);
+    EXPECT_EQ(m_tally.spoilt, 6 * 7);
     EXPECT_GT(m_tally.cut_profiles, 4);
     EXPECT_GT(m_tally.bounded, 20);
     EXPECT_GT(m_tally.swept, 0);

@@ -1,6 +1,8 @@
 // Bootstrap of zeStat_trainer: a model from keywords, titles and canned texts.
 #include "zandrel/statistics/zeStat_trainer.h"
 
+#include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -285,6 +287,26 @@ TEST_F(zeStatTrainerBootstrapTest, DoesNotLowerARateAboveTen) {
     Bootstrap();
 
     EXPECT_EQ(info_of(m_storage, "k").m_rate, 11.0);
+}
+
+// Clipped to 3 the bag would be finite, but bootstrap has no ceiling.
+TEST_F(zeStatTrainerBootstrapTest, DoesNotTrustConceptsOfABagThatIsNotFinite) {
+    m_storage.m_clip_value = 3.0;
+    m_corpus.add(MessageBuilder().bag({{"k", 1.0}}), {&m_a});
+    m_trainer.train(m_corpus.view, false);
+    for (const std::size_t slot : {1U, 2U, 3U}) {
+        SCOPED_TRACE(slot);
+        Small_corpus corpus;
+        corpus.add(MessageBuilder().bag_at(
+                       slot, {{"k", 1.0}, {"z", std::numeric_limits<double>::infinity()}}),
+                   {&m_a});
+
+        m_trainer.bootstrap(corpus.view);
+
+        EXPECT_EQ(info_of(m_storage, "k").m_rate, 1.0);
+        EXPECT_EQ(m_storage.m_concept_infos.size(), 1U);
+        EXPECT_EQ(m_storage.m_num_msgs, 1);
+    }
 }
 
 TEST_F(zeStatTrainerBootstrapTest, TrustsNoOtherConcepts) {

@@ -128,7 +128,7 @@ protected:
         }
     }
 
-    std::vector<Slow_message> m_messages = Random_corpus(GetParam()).Messages(40);
+    std::vector<Slow_message> m_messages = with_spoilt(Random_corpus(GetParam()).Messages(40));
     Slow_messages m_adder;
 };
 

@@ -11,6 +11,7 @@
 
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/statistics/zeStat_matcher.h"
 
 #include "tests/statistics/selection_fixture.h"
 #include "tests/support/bags.h"
@@ -131,6 +132,60 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheScaleIsBeyondAllRange) {
 
         EXPECT_EQ(m_storage.profile(0).m_M, 7.0);
         EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
+    }
+}
+
+// The rates of x are `in` and 0, so its weight becomes 2 / `in`. Floats end at 2^128 - 2^104, and a
+// double below 2^128 - 2^103 still rounds to that.
+TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfAWeightIsNotFiniteAsAFloat) {
+    constexpr auto kMostFloat = static_cast<double>(std::numeric_limits<float>::max());
+    const double step = std::ldexp(1.0, 102);
+    m_storage.m_concept_infos.clear();
+    AddInfo("x", 0.0);
+    for (const auto& [weight, is_kept] : {std::pair(kMostFloat - step, true),
+                                          {kMostFloat + step, true},
+                                          {kMostFloat + 3 * step, false},
+                                          {1e45, false}}) {
+        SCOPED_TRACE(weight);
+        P_of(m_storage, 0, "x").m_weight = 8 * 2 / weight;
+        info_of(m_storage, "x").m_weight = 8 * 2 / weight;
+        ASSERT_EQ(Judge("x").m_p_out, 0.0);
+        m_storage.profile(0).m_M = 7.0;
+
+        EXPECT_EQ(Select().size(), is_kept ? 1U : 0U);
+
+        EXPECT_EQ(m_storage.profile(0).m_M, is_kept ? -1.0 : 7.0);
+        if (is_kept) {
+            EXPECT_EQ(Value(0), std::numeric_limits<float>::max());
+        }
+    }
+}
+
+// Inside its category x has the rate 1e-45, and outside 0.
+TEST_F(zeStatTrainerScaleTest, BagOfWeightsFarApartGivesNoWeightThatIsNotFinite) {
+    for (const bool use_new_ZC : {false, true}) {
+        SCOPED_TRACE(use_new_ZC);
+        zeDefaults settings = plain_settings();
+        settings.use_new_ZC = use_new_ZC;
+        zeStat_storage storage(nullptr, settings);
+        zeStat_matcher matcher(nullptr, nullptr, storage, false);
+        zeNode a(term("a"));
+        zeNode b(term("b"));
+        Small_corpus corpus;
+        corpus.add(MessageBuilder().bag({{"x", 1e-45}, {"y", 1.0}}), {&a});
+        corpus.add(MessageBuilder().bag({{"y", 1.0}}), {&b});
+
+        matcher.train(corpus.view);
+
+        for (const auto& profile : storage.m_profiles) {
+            EXPECT_TRUE(std::isfinite(profile->m_M));
+        }
+        for (const auto& [word, pairs] : matcher.m_table) {
+            for (const zeStat_matcher::Concept_weight& pair : pairs) {
+                EXPECT_TRUE(std::isfinite(pair.m_weight)) << word.view();
+            }
+        }
+        EXPECT_EQ(matcher.m_table.count(term("x")), use_new_ZC ? 0U : 1U);
     }
 }
 

@@ -18,7 +18,8 @@
 // Errors: everything that a rule's author can get wrong raises qtX<RuleParser> 0 with one of the
 // texts at the passes below; nothing is left behind. Broken invariants, which no text brings about,
 // are named at construct_expression_classes.
-// Threads: any number at a time, as far as Concept allows; `verification_func` is process-wide.
+// Threads: one at a time in the whole process, since parsing makes concepts. `verification_func` is
+// process-wide.
 class ZANDREL_EXPORT RuleParser {
 public:
     RuleParser() = delete;

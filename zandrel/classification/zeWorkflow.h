@@ -27,7 +27,8 @@ struct Node_stack_elem {
 // zeManager::GetWorkflow makes it; the manager must outlive it. The root is fixed when it is made,
 // and a later change of the manager's root is not seen.
 //
-// Threads: one at a time on one manager, classification included.
+// Threads: one at a time in the whole process, classification included, also on different managers:
+// they share concepts. See zeManager.
 class ZANDREL_EXPORT zeWorkflow {
 public:
     // For each statistical node, the messages that reach it, each with the node's children for

@@ -18,8 +18,9 @@
 // end of the process, since static objects hold handles too. The empty text has a record of its
 // own, which stands for "no concept" and never goes; a default-constructed handle points at it.
 //
-// Threads: neither the dictionary nor the counts are locked. All use of concepts in a process,
-// through whatever engine object, is one thread's at a time.
+// Threads: one at a time in the whole process, through whatever object of the library. Neither the
+// dictionary nor the counts are locked, and two containers that know the same term share its
+// record.
 class ZANDREL_EXPORT Concept {
 public:
     // The concept of the empty text.

@@ -28,7 +28,8 @@ ZANDREL_EXPORT void destroy_shared(Ptr_block* block) noexcept;
 // pointer may be copied and dropped where `T` is only declared, and a pointer to a derived class
 // may become one to its base.
 //
-// Counts are plain integers: all pointers to one object belong to one thread at a time.
+// Threads: one at a time in the whole process, since counts are plain integers. The library copies
+// such pointers inside, so two threads that copy none themselves may still share one.
 template <class T>
 class qtPtrLight {
 public:

@@ -13,7 +13,7 @@
 // A run is scrambled by itself: its bytes depend on the seed, the option word and the position in
 // the run alone. So a record must be cut into the same runs when it is read.
 //
-// Threads: any; an object never changes.
+// Threads: one at a time in the whole process, as the rest of the library.
 class ZANDREL_EXPORT qtScrambler {
 public:
     // What all files are written with.

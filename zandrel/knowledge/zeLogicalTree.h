@@ -43,7 +43,7 @@ struct ZANDREL_EXPORT zeLogicalNode {
 // Errors: qtX<zeLogicalTree> with the codes and texts of docs/errors.md. An edit that fails inside
 // a classifier, after it was verified, leaves all sides as they stand. The assertions "clafer",
 // "loc >= 0", "sw" and "from && to" mark states that a sound tree excludes.
-// Threads: one at a time, and no classification meanwhile.
+// Threads: one at a time in the whole process. See zeManager.
 class ZANDREL_EXPORT zeLogicalTree {
 public:
     // What `VerifyChange` returns: bits of the kinds of change.

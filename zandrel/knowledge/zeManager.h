@@ -31,8 +31,10 @@ struct zeNode;
 //
 // A new manager is empty. `Release()` makes it empty again, and it may then be used anew.
 //
-// Threads: one manager, with all that hangs from it, serves one thread at a time. Only its progress
-// object may be touched by another, to ask for an interruption.
+// Threads: one at a time in the whole process, however many managers there are. Two managers share
+// concepts, whose counts are not atomic, so two threads with a manager each corrupt the heap. Only
+// the caller's progress object may be touched by another thread, to ask for an interruption. See
+// docs/embedding.md for a pattern that works.
 class ZANDREL_EXPORT zeManager {
 public:
     zeManager();

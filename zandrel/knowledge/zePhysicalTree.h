@@ -23,7 +23,7 @@ class zeMsg;
 // node frees neither its children nor its classifier. Node ids are not used again until `Clear`.
 //
 // Errors: none of its own but the assertion of `MakeNode`; operations on what is absent do nothing.
-// Threads: one at a time, classification included, since fetching a classifier may load it.
+// Threads: one at a time in the whole process, classification included. See zeManager.
 class ZANDREL_EXPORT zePhysicalTree {
 public:
     // BORROWS: `manager`, which must outlive this.

@@ -29,7 +29,7 @@ public:
 //     }
 //
 // Errors: none of its own; what an implementation adds stands there.
-// Threads: a corpus, its positions and its views belong to one thread at a time.
+// Threads: one at a time in the whole process, since corpora share the concepts of their messages.
 class ZANDREL_EXPORT zeCorpus {
 public:
     // A position in a corpus. Copies share the handle, so they advance together.

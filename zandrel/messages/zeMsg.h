@@ -22,7 +22,8 @@
 // pairs may stand in no order, and then no operation here may look them up.
 //
 // Errors: raises qtXbase, texts in docs/errors.md, and is then as it was.
-// Threads: one at a time, even for look-ups: get_value fills the message's cache.
+// Threads: one at a time in the whole process, even for look-ups: get_value fills the message's
+// cache.
 class ZANDREL_EXPORT zeMsg {
 public:
     static constexpr std::size_t kSlotCount = 5;

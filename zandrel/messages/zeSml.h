@@ -21,7 +21,7 @@
 //
 // Errors: a negative clip value raises qtX<zeSml> 0 "Invalid clipping value" before anything is
 // built or changed; not-a-number passes.
-// Threads: one at a time; a bag that nobody changes may be read by several.
+// Threads: one at a time in the whole process, since a bag shares its concepts with all others.
 class ZANDREL_EXPORT zeSml {
 public:
     struct Concept_info {

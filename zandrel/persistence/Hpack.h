@@ -23,7 +23,7 @@
 // Errors: those of file devices pass through, also from buffers; qtX<Hpack> as told below, with the
 // texts of docs/errors.md. After a failed operation, but for `GetItem`, the package is to be
 // dropped or opened anew.
-// Threads: one at a time.
+// Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Hpack {
 public:
     // With which every package begins; no other of our files does.

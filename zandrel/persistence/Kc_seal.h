@@ -23,7 +23,7 @@ class Hpack;
 // A seal finds damage, not forgery: anybody who changes a file can seal it again.
 //
 // Errors: qtX<Kc_seal> with the numbers below; those of devices and packages pass through.
-// Threads: one at a time.
+// Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Kc_seal {
 public:
     static constexpr const char* kKey = "__Seal__";

@@ -14,8 +14,8 @@
 // What a container is, when it was made and trained, how an archive feeds it, and a free map in
 // which applications keep values of their own. A plain record, which the manager holds by value.
 //
-// Threads: one at a time; making one also sets the seed of the C library's `rand`, which the whole
-// process shares.
+// Threads: one at a time in the whole process. Making one also sets the seed of the C library's
+// `rand`, which the rest of the program shares.
 struct ZANDREL_EXPORT zeConfig {
     // A new container's settings. Its id is the first random number after seeding with the present
     // time in seconds, so two containers made within one second have the same id.

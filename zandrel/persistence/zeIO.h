@@ -33,7 +33,7 @@ struct zeNode;
 // The package is closed at the end of each operation, however it ends. A form other than the plain
 // one is refused with 9 "Cached form of a KC is not available" before anything is touched; a buffer
 // is always in the plain form, whatever the mode says.
-// Threads: one at a time, with the manager.
+// Threads: one at a time in the whole process.
 class ZANDREL_EXPORT zeIO {
 public:
     // BORROWS: `manager`, which must outlive this.

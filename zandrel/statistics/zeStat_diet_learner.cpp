@@ -8,6 +8,7 @@
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/options/zeOptMap.h"
+#include "zandrel/statistics/Finite_weights.h"
 #include "zandrel/statistics/Stratified_deal.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
@@ -87,12 +88,18 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
         build_subcorpuses(view, sub_bulk_count, parts);
         int number = 1;
         for (zeCorpus_view& part : parts) {
-            tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
-            learn_bulk(part, first && number == 1);
-            tracef(s_trace_file, kTraceDebug, "Secondary bulk %d completed", number);
+            // Each bulk selects the features of all profiles, so we leave out those without a
+            // message. The first one makes room. It always runs: messages are dealt from it on, and
+            // only a view with messages asks for a second one.
+            if (!part.msgs.empty()) {
+                tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
+                learn_bulk(part, first && number == 1);
+                tracef(s_trace_file, kTraceDebug, "Secondary bulk %d completed", number);
+            }
             ++number;
         }
     }
+    m_not_finite.clear();  // other steps may follow, on another corpus
     trace(s_trace_file, kTraceDebug, "Learning completed");
 }
 
@@ -118,9 +125,12 @@ int zeStat_diet_learner::count_sub_bulks(zeCorpus_view& view) {
 // Half of what the bags weigh: many concepts come more than once.
 long long zeStat_diet_learner::estimate_concept_count(zeCorpus_view& view) {
     long long total = 0;
+    m_not_finite.clear();
     for (const zeCorpus_view::Msg& entry : view.msgs) {
         const qtPtrLight<zeMsg> msg = view.corpus->get_msg(view.corpus->get_msg(entry.index));
-        if (!msg.IsNull() && !msg->active_bag().IsNull()) {
+        if (!msg.IsNull() && !Zandrel::has_finite_weights(*msg)) {
+            m_not_finite.insert(entry.index);
+        } else if (!msg.IsNull() && !msg->active_bag().IsNull()) {
             const double weight = msg->active_bag()->m_total_weight;
             total = cut<long long>(static_cast<double>(total) +
                                    static_cast<double>(entry.cats.size()) * weight);
@@ -134,7 +144,12 @@ void zeStat_diet_learner::build_subcorpuses(zeCorpus_view& view, int count,
     out.assign(static_cast<std::size_t>(count), zeCorpus_view(view.corpus));
     Stratified_deal deal;
     for (std::size_t position = 0; position < view.msgs.size(); ++position) {
-        deal.add(static_cast<unsigned int>(position), view.msgs[position].cats);
+        const zeCorpus_view::Msg& entry = view.msgs[position];
+        if (m_not_finite.count(entry.index) == 0) {
+            deal.add(static_cast<unsigned int>(position), entry.cats);
+        } else {
+            out.front().msgs.push_back(entry);  // counting skips it there with a trace
+        }
     }
     deal.deal(out.size(), [&view, &out](std::size_t part, unsigned int position) {
         out[part].msgs.push_back(view.msgs[position]);
@@ -165,6 +180,9 @@ void zeStat_diet_learner::train_bulk(zeCorpus_view& view) {
 void zeStat_diet_learner::build_num_msgs4profile() {
     m_num_msgs4profile.assign(m_storage->m_profiles.size(), 0);
     for (const zeCorpus_view::Msg& entry : m_view->msgs) {
+        if (m_not_finite.count(entry.index) != 0) {
+            continue;
+        }
         for (zeNode* const& node : entry.cats) {
             const int iprofile = m_storage->get_profile(node);
             if (!m_storage->end(iprofile)) {

@@ -3,6 +3,7 @@
 #define ZANDREL_STATISTICS_ZESTAT_DIET_LEARNER_H_
 
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -24,7 +25,7 @@ class zeStat_matcher;
 //
 // Errors: the assertions named below, and what the manager's interruption raises, between the steps
 // of a bulk and inside them; the model then stays as it stands.
-// Threads: one learner at a time in a process: it reads process-wide state.
+// Threads: one at a time in the whole process. Besides the concepts, it reads process-wide state.
 class ZANDREL_EXPORT zeStat_diet_learner {
 public:
     // A candidate for deletion.
@@ -48,9 +49,11 @@ public:
     zeStat_diet_learner& operator=(const zeStat_diet_learner&) = delete;
     virtual ~zeStat_diet_learner();
 
-    // Learns the messages of the view, in as many sub-bulks as bound the growth of the model.
-    // `first` is true for the first bulk of a run: room is made once. COST: for each sub-bulk as
-    // for training with its messages, and one selection more.
+    // Learns the messages of the view, in as many sub-bulks as bound the growth of the model. The
+    // first sub-bulk always runs, another one only if it has a message. `first` is true for the
+    // first bulk of a run: room is made once. A message whose weight, bag's total or any entry of
+    // the bag is not finite is skipped, as if it were not in the view.
+    // COST: for each sub-bulk that runs as for training with its messages, and one selection more.
     void learn(zeCorpus_view& view, bool first);
 
     // Categories. None of the three touches other profiles; the first two return false and change
@@ -69,9 +72,11 @@ public:
 
     // Learns one bulk.
     void learn_bulk(zeCorpus_view& view, bool first);
-    // Divides the messages over `count` views, each category evenly.  REQUIRES: count > 0.
+    // Divides the messages over `count` views, each category evenly. Messages that `learn` skips
+    // are at the front of the first view.  REQUIRES: count > 0.
     void build_subcorpuses(zeCorpus_view& view, int count, std::vector<zeCorpus_view>& out);
-    // Counts the bulk's messages of each profile. A category without a profile is left out.
+    // Counts the bulk's messages of each profile. A category without a profile is left out, and so
+    // is a message that `learn` skips.
     // REQUIRES: `m_view`.
     void build_num_msgs4profile();
     // Ages the concepts' protection by the bulk's messages. In a first bulk it also cuts each
@@ -134,6 +139,9 @@ private:
     double deletion_floor() const;
     void diet(int iprofile, int low, int high);
     void sweep_concepts(double total_sml_weight, double total_weight);
+
+    // Numbers, in the corpus, of the messages of the batch that have a weight that is not finite.
+    std::set<int> m_not_finite;
 };
 
 // Take the geometric average of the categories' sizes instead of the arithmetic one; false at

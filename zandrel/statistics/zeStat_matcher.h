@@ -30,7 +30,8 @@ class zeSml;
 // table whose profile is gone counts for nothing.
 //
 // Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and what the manager's interruption raises.
-// Threads: one at a time; classification writes scratch values in the storage.
+// Threads: one at a time in the whole process. Classification too writes: scratch values in the
+// storage, and counts of concepts.
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
 public:
     // One entry of the table.

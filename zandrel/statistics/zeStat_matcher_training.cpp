@@ -9,6 +9,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/Finite_weights.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
@@ -81,7 +82,7 @@ void zeStat_matcher::delete_cat(zeNode*& cat, bool refeed, bool remove_concepts)
 void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
                               const zeCorpus_view::const_iterator& entry) {
     const qtPtrLight<zeSml>& bag = msg.active_bag();
-    if (bag.IsNull()) {
+    if (bag.IsNull() || !Zandrel::has_finite_weights(msg)) {
         return;
     }
     const qtPtrLight<zeSml> clipped = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);

@@ -4,6 +4,7 @@
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numeric>
 
@@ -11,6 +12,7 @@
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/options/zeOptMap.h"
+#include "zandrel/statistics/Finite_weights.h"
 
 namespace {
 
@@ -105,23 +107,32 @@ qtPtrLight<zeMsg> zeStat_trainer::fetch(const zeCorpus_view::Msg& entry) const {
     return corpus.get_msg(corpus.get_msg(entry.index));
 }
 
-// The view of a message's bag, or null if there is nothing to count. Clipping can bring a total to
-// 0 that was none, where weights below 0 or far apart stand in the bag; shares of it are no
-// numbers.
-qtPtrLight<zeSml> zeStat_trainer::view_to_count(const qtPtrLight<zeMsg>& msg) const {
-    if (msg.IsNull() || msg->active_bag().IsNull() || msg->active_bag()->m_total_weight == 0.0) {
+// The view of the message's bag, or null, with a trace, if there is nothing to count.
+//
+// Clipping can change a total that was finite and not 0, if weights are below 0 or far apart. For
+// example, a ceiling of 3 makes of 10 and -3 a total of 0, and of 1e308, -1e308 and -1e308 an
+// infinite one. Shares of 0 are not numbers, and an infinite total would stay in the model.
+qtPtrLight<zeSml> zeStat_trainer::view_to_count(const qtPtrLight<zeMsg>& msg, int index) const {
+    if (!msg.IsNull() && !Zandrel::has_finite_weights(*msg)) {
+        tracef(s_trace_file, kTraceDebug, "Message has a weight that is not finite (message %d)",
+               index);
         return {};
     }
-    qtPtrLight<zeSml> view = zeSml::get_clipped_sml(msg->active_bag(), m_storage->m_clip_value);
-    return view->m_total_weight == 0.0 ? qtPtrLight<zeSml>() : view;
+    if (!msg.IsNull() && !msg->active_bag().IsNull() && msg->active_bag()->m_total_weight != 0.0) {
+        qtPtrLight<zeSml> view = zeSml::get_clipped_sml(msg->active_bag(), m_storage->m_clip_value);
+        if (view->m_total_weight != 0.0 && std::isfinite(view->m_total_weight)) {
+            return view;
+        }
+    }
+    tracef(s_trace_file, kTraceDebug, "SML does not exist or empty (message %d)", index);
+    return {};
 }
 
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
     const qtPtrLight<zeMsg> msg = fetch(entry);
-    const qtPtrLight<zeSml> view = view_to_count(msg);
+    const qtPtrLight<zeSml> view = view_to_count(msg, entry.index);
     if (view.IsNull()) {
-        tracef(s_trace_file, kTraceDebug, "SML does not exist or empty (message %d)", entry.index);
         return;
     }
     const Counted counted = {msg->weight, *view};

@@ -31,8 +31,8 @@ class zeStat_matcher;
 // then holds a partial count, or no selected weights at all. A likelihood pass or a bootstrap that
 // is broken off leaves the storage with the settings of the pass and may lack the messages of a
 // slice: the model is damaged and has to be trained anew.
-// Threads: one feature selection at a time in a process, since the orders below read process-wide
-// state.
+// Threads: one at a time in the whole process. Besides the concepts, the orders below read
+// process-wide state.
 class ZANDREL_EXPORT zeStat_trainer {
 public:
     using Concept_infos = zeStat_storage::Concept_infos;
@@ -76,14 +76,17 @@ public:
 
     // Counts the messages at these positions of the view, or takes them out again.
     void calculate_corpus(const std::vector<unsigned int>& indices, bool remove);
-    // Counts one message. One without a bag, or with an empty one, counts for nothing.
+    // Counts one message, or takes it out again. A message without a bag or with an empty one
+    // counts for nothing. A message is skipped as well, here and in the likelihood pass, if its
+    // weight, its bag's total or any entry of the bag is not finite before clipping.
     // REQUIRES for `remove`: it was added with the same bag, weight and categories.
     void calculate_msg(int index, bool remove);
 
     // Likelihood.  REQUIRES: `m_view`, `m_msg_indices`, and a storage that uses likelihood in
     // training.
 
-    // The whole pass. In the omit method with fewer than two slices the messages are counted here.
+    // The whole pass. In the omit method with fewer than two slices the messages are counted here;
+    // with more, messages with a weight that is not finite leave `m_msg_indices`.
     // COST: a feature selection for each slice, and to match, remove and add every message once.
     void calculate_likelihood();
     // Deals the training set to as many slices as there are, by category. A message is left aside
@@ -156,7 +159,7 @@ private:
 
     void check_interrupt();
     qtPtrLight<zeMsg> fetch(const zeCorpus_view::Msg& entry) const;
-    qtPtrLight<zeSml> view_to_count(const qtPtrLight<zeMsg>& msg) const;
+    qtPtrLight<zeSml> view_to_count(const qtPtrLight<zeMsg>& msg, int index) const;
     void add_to_totals(const Counted& msg);
     void remove_from_totals(const Counted& msg);
     void add_concepts(const Counted& msg);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "zandrel/statistics/Finite_weights.h"
+
 namespace {
 
 constexpr std::size_t kKeywordsSlot = 1;
@@ -33,15 +35,18 @@ qtPtrLight<zeSml> with_scaled_total(const zeSml& keywords, double factor) {
 void activate(zeMsg& msg, std::size_t slot, const zeStat_storage& storage, Concepts& seen) {
     const qtPtrLight<zeSml> bag = msg.smls[slot];
     if (!bag.IsNull()) {
-        for (const zeSml::Concept_info& entry : bag->m_concepts) {
-            seen.insert(entry.m_concept);
-        }
         msg.smls[kWorkingSlot] =
             slot == kKeywordsSlot ? with_scaled_total(*bag, storage.m_keywords_frequency) : bag;
         msg.changed = true;
     }
     assign(msg.active_sml, kWorkingSlot, msg);
     assign(msg.weight, storage.m_sml_weights[slot], msg);
+    // What counting will skip is not met.
+    if (!bag.IsNull() && Zandrel::has_finite_weights(msg)) {
+        for (const zeSml::Concept_info& entry : bag->m_concepts) {
+            seen.insert(entry.m_concept);
+        }
+    }
 }
 
 void deactivate(zeMsg& msg, double weight) {

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "zandrel/foundation/trace.h"
+#include "zandrel/statistics/Finite_weights.h"
 #include "zandrel/statistics/Stratified_deal.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
@@ -109,6 +110,11 @@ void zeStat_trainer::match_with_messages_left_out() {
         calculate_corpus(m_msg_indices, false);
         return;
     }
+    // A message that was not counted must not change which messages share a slice.
+    std::erase_if(m_msg_indices, [this](unsigned int index) {
+        const qtPtrLight<zeMsg> msg = fetch(m_view->msgs[index]);
+        return !msg.IsNull() && !Zandrel::has_finite_weights(*msg);
+    });
     // More slices than messages would be empty.
     std::vector<std::vector<unsigned int>> slices(std::clamp<std::size_t>(
         m_msg_indices.size(), 1, static_cast<std::size_t>(m_storage->m_num_slices)));

@@ -378,13 +378,12 @@ void zeStat_trainer::store_weights(int iprofile, std::vector<Concept_profile>& s
     const auto final_weight = [normalises, &scale](const Concept_profile& each) {
         return normalises ? 2 * each.m_weight / (scale.A - scale.B) : each.m_weight;
     };
-    const auto is_in_range = [&final_weight](const Concept_profile& each) {
-        return std::abs(final_weight(each)) <=
-               static_cast<double>(std::numeric_limits<float>::max());
+    const auto is_finite = [&final_weight](const Concept_profile& each) {
+        return std::isfinite(static_cast<float>(final_weight(each)));
     };
     // Without a scale, or with a weight too large for a float, the profile gets no weights.
     if (!std::isfinite(M) || !std::isfinite(scale.A - scale.B) ||
-        !std::all_of(selected.begin(), selected.end(), is_in_range)) {
+        !std::all_of(selected.begin(), selected.end(), is_finite)) {
         return;
     }
     profile.m_M = M;

@@ -23,7 +23,8 @@
 // there is one, as its second; errors of the device (qtX<HioErr>) and std::bad_alloc pass through.
 // What breaks off a change leaves the file as far as it got, and the object must be dropped: after
 // a failed write all later writes are silent, so it would seem to work and lose everything.
-// Threads: one at a time. The file is not locked; two that write to it damage it.
+// Threads: one at a time in the whole process. The file is not locked; two processes that write to
+// it damage it.
 // Format: docs/formats/record_file.md
 class ZANDREL_EXPORT AbstractHreclaim {
 public:

@@ -15,7 +15,7 @@
 // further than 2 GiB by taking them modulo 2^32: `Seek(Tell())` always returns to where it was.
 //
 // Devices are made on the heap and shared through qtPtrLight.
-// Threads: one at a time.
+// Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Generic32 {
 public:
     Generic32() = default;

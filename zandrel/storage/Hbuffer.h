@@ -16,7 +16,7 @@
 //
 // After an error of a read the position is as before. What finds no memory raises std::bad_alloc
 // and changes nothing.
-// Threads: one at a time, with all who share the buffer.
+// Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Hbuffer final : public Generic32 {
 public:
     Hbuffer();

@@ -19,7 +19,8 @@
 // every further write does nothing and reports nothing, so that cleaning up raises no second error:
 // the owner must drop the device then. After other errors it may be used on, its position being
 // unspecified after a failed read.
-// Threads: one at a time. The file is not locked, and nobody else may write to it.
+// Threads: one at a time in the whole process. The file is not locked, and nobody else may write to
+// it.
 class ZANDREL_EXPORT Hfile64 {
 public:
     using Offset = long long;

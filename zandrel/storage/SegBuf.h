@@ -53,7 +53,7 @@ private:
 // The fields are open, as this is a plain structure; users beside the device only read them.
 //
 // Errors: raises qtxSegBuf; the object is then as it was before.
-// Threads: one at a time.
+// Threads: one at a time in the whole process.
 class ZANDREL_EXPORT SegBuf {
 public:
     static constexpr unsigned int kSegmentSize = 16360;
