@@ -21,8 +21,8 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// Calls `answer` with the text of each line, empty ones too, but for a line that is too long `answer_error`
-// with the message.
+// Calls `answer` with the text of each line, empty ones too, but for a line that is too long
+// `answer_error` with the message.
 template <class Answer, class Answer_error>
 void answer_lines(const Line_input& input, const Text_model& model, std::ostream& out,
                   const Answer& answer, const Answer_error& answer_error) {

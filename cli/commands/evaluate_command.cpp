@@ -92,11 +92,12 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
     command.add_option("--test", options.test_file, "Data file to classify; -: standard input")
         ->check(error_of_file_name)
         ->type_name("FILE");
-    CLI::Option* const learn = command
-                                   .add_option("--learn", options.learn_file,
-                                               "Data file to learn after training, in bulks; -: standard input")
-                                   ->check(error_of_file_name)
-                                   ->type_name("FILE");
+    CLI::Option* const learn =
+        command
+            .add_option("--learn", options.learn_file,
+                        "Data file to learn after training, in bulks; -: standard input")
+            ->check(error_of_file_name)
+            ->type_name("FILE");
     command.add_option("--bulk", options.bulk_size, "How many texts a bulk has")
         ->capture_default_str()
         ->check(CLI::Range(1, kLongestList).description(""))

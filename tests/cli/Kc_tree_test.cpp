@@ -228,8 +228,9 @@ TEST(KcTreeTest, MoveThatForgetsIsRefusedWithWhatIsForgotten) {
                       row.forgotten + "; --forget moves it all the same");
 
         Small_kc forgetful;
-        EXPECT_EQ(refusal_of_edit([&] { move_node(forgetful.Manager(), row.path, row.target, true); }),
-                  "none");
+        EXPECT_EQ(
+            refusal_of_edit([&] { move_node(forgetful.Manager(), row.path, row.target, true); }),
+            "none");
         ExpectSound(forgetful.Manager());
     }
 }

@@ -175,12 +175,12 @@ TEST_F(LineFilterTest, LineThatIsTooLongHasNoExplanation) {
     std::istringstream input("bread\n:-)\n");
     std::ostringstream out;
 
-    explain_lines({input, "in.txt", 4}, nullptr, false, m_model, out);
+    explain_lines({input, "in.txt", 4}, {}, m_model, out);
     EXPECT_EQ(out.str(), "  (line is too long)\n:-)\n  (no result)\n");
 
     input = std::istringstream("bread\n");
     out = std::ostringstream();
-    explain_lines({input, "in.txt", 4}, nullptr, true, m_model, out);
+    explain_lines({input, "in.txt", 4}, {.writes_json = true}, m_model, out);
     EXPECT_THAT(out.str(), StartsWith("{\"error\":\"in.txt:1: the line is longer than 4 bytes"));
 }
 
@@ -218,7 +218,8 @@ TEST_F(LineFilterTest, ColumnOfALineIsClassified) {
     std::vector<std::string> warnings;
     const auto warn = [&warnings](const std::string& text) { warnings.push_back(text); };
 
-    classify_lines({input, "in.tsv", 2, warn}, m_options, m_model, out);
+    classify_lines({.stream = input, .name = "in.tsv", .column = 2, .warn = warn}, m_options,
+                   m_model, out);
 
     const std::string goal = Classified("goal\n");
     EXPECT_EQ(out.str(), goal + "\n\n" + Classified("goal goal\n"));
@@ -229,7 +230,7 @@ TEST_F(LineFilterTest, ColumnOfALineIsExplained) {
     std::istringstream input("food\tgoal\n");
     std::ostringstream out;
 
-    explain_lines({input, "in.tsv", 2}, nullptr, false, m_model, out);
+    explain_lines({.stream = input, .name = "in.tsv", .column = 2}, {}, m_model, out);
 
     EXPECT_EQ(out.str(), Explained("goal\n", nullptr, false));
 }
@@ -242,9 +243,10 @@ TEST_F(LineFilterTest, DataLinesAreNoticedOnce) {
     std::istringstream to_classify(lines);
     std::istringstream to_explain(lines);
 
-    classify_lines({to_classify, "in.tsv", {}, warn}, m_options, m_model, out);
+    classify_lines({.stream = to_classify, .name = "in.tsv", .warn = warn}, m_options, m_model,
+                   out);
     EXPECT_EQ(out.str(), Classified(lines));
-    explain_lines({to_explain, "<stdin>", {}, warn}, nullptr, false, m_model, out);
+    explain_lines({.stream = to_explain, .name = "<stdin>", .warn = warn}, {}, m_model, out);
 
     EXPECT_THAT(warnings, ElementsAre(StartsWith("in.tsv:2: this looks like a data line"),
                                       StartsWith("<stdin>:2: this looks like a data line")));

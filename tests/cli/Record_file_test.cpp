@@ -64,7 +64,7 @@ TEST(RecordFileTest, ReadsOffsetsOf32Bits) {
 }
 
 TEST(RecordFileTest, ReadsThePackageOfAContainer) {
-    const Record_file file = read(Package_bytes::whole());
+    const Record_file file = read_records(Package_bytes::whole());
 
     EXPECT_TRUE(file.header.is_package);
     EXPECT_EQ(file.header.file_id, 0x278F9D40U);
@@ -82,7 +82,7 @@ TEST(RecordFileTest, ReadsThePackageOfAContainer) {
     EXPECT_EQ(file.package->form, 1U);
     EXPECT_EQ(file.package->checksums.at("x"), 0xE3069283U);
     EXPECT_EQ(file.package->header_checksum, Package_bytes::kHeaderChecksum);
-    EXPECT_FALSE(read(Bytes::whole()).package.has_value());
+    EXPECT_FALSE(read_records(Bytes::whole()).package.has_value());
 }
 
 // A length in the seal that is too large, and a seal that ends early.
@@ -96,7 +96,7 @@ TEST(RecordFileTest, ReadsOfADamagedSealWhatCanBeRead) {
         const std::string bytes = Package_bytes::header(0, 38 + seal.size()) +
                                   Package_bytes::item("x", "123456789") + seal +
                                   Package_bytes::index();
-        const Record_file file = read(bytes);
+        const Record_file file = read_records(bytes);
 
         EXPECT_TRUE(file.package->has_seal);
         EXPECT_EQ(file.package->form, 1U);
@@ -125,9 +125,9 @@ TEST(RecordFileTest, NamesTheContentsOfAContainersItems) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.expected);
         const std::string item = Package_bytes::item(row.key, row.data);
-        const Record_file file =
-            read(Package_bytes::header(0, 16 + item.size()) + item + big_endian(0x4A5B6C82, 4) +
-                 big_endian(1, 4) + Package_bytes::entry(row.key, 16));
+        const Record_file file = read_records(Package_bytes::header(0, 16 + item.size()) + item +
+                                              big_endian(0x4A5B6C82, 4) + big_endian(1, 4) +
+                                              Package_bytes::entry(row.key, 16));
         EXPECT_EQ(file.package->contents.at(0), row.expected);
     }
 }
@@ -245,7 +245,7 @@ TEST(RecordDumpTest, PrintsWhatTheFileHolds) {
 
 TEST(RecordDumpTest, PrintsAContainerWithTheChecksumsOfItsSeal) {
     std::ostringstream out;
-    print_record_dump(read(Package_bytes::whole()), out);
+    print_record_dump(read_records(Package_bytes::whole()), out);
 
     EXPECT_EQ(out.str(),
               "header\n"
@@ -269,7 +269,7 @@ TEST(RecordDumpTest, PrintsAContainerWithTheChecksumsOfItsSeal) {
 }
 
 TEST(RecordDumpTest, WritesAContainerAsJson) {
-    const nlohmann::ordered_json json = record_dump_json(read(Package_bytes::whole()));
+    const nlohmann::ordered_json json = record_dump_json(read_records(Package_bytes::whole()));
 
     EXPECT_EQ(json["index"].dump(), R"({"keys":2,"size":33})");
     EXPECT_EQ(json["items"].dump(),

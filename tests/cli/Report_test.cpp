@@ -159,7 +159,7 @@ TEST(ReportTest, LeavesOutConfusionsWhereThereIsNone) {
 }
 
 TEST(ReportTest, ControlCharactersOfLabelsAreEscaped) {
-    Evaluation evaluation = example();
+    Evaluation evaluation = printed_evaluation();
     evaluation.metrics.confusions = {{"a\x1B[31m", "b\u202E", 12}, {"long enough", "c", 3}};
     evaluation.assignments.categories = {{"d\x7F", {3, 1, 9}}};
 

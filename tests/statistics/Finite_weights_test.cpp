@@ -33,7 +33,7 @@ namespace {
 using testing::ElementsAre;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 // Which weight of a message is not finite, and what it is.
 struct Spoilt {
@@ -49,13 +49,13 @@ void PrintTo(const Spoilt& shown, std::ostream* out) {
 }
 
 constexpr Spoilt kAllSpoilt[] = {
-    {"MessageNaN", Spoilt::kMessage, kNaN},
+    {"MessageNaN", Spoilt::kMessage, kNotANumber},
     {"MessageInfinite", Spoilt::kMessage, kInfinity},
     {"MessageMinusInfinite", Spoilt::kMessage, -kInfinity},
-    {"TotalNaN", Spoilt::kTotal, kNaN},
+    {"TotalNaN", Spoilt::kTotal, kNotANumber},
     {"TotalInfinite", Spoilt::kTotal, kInfinity},
     {"TotalMinusInfinite", Spoilt::kTotal, -kInfinity},
-    {"EntryNaN", Spoilt::kEntry, kNaN},
+    {"EntryNaN", Spoilt::kEntry, kNotANumber},
     {"EntryInfinite", Spoilt::kEntry, kInfinity},
     {"EntryMinusInfinite", Spoilt::kEntry, -kInfinity},
     {"SumOfFiniteEntries", Spoilt::kSum, kInfinity},
@@ -363,7 +363,7 @@ TEST(FiniteWeightsLimitTest, OnlyTheActiveBagIsLookedAt) {
 
 TEST(FiniteWeightsLimitTest, MessageWithoutABagHasItsWeightOnly) {
     EXPECT_TRUE(Zandrel::has_finite_weights(*MessageBuilder().make()));
-    EXPECT_FALSE(Zandrel::has_finite_weights(*MessageBuilder().weight(kNaN).make()));
+    EXPECT_FALSE(Zandrel::has_finite_weights(*MessageBuilder().weight(kNotANumber).make()));
 }
 
 // The total is -1e308; clipped, it is 3 - 1e308 - 1e308.
