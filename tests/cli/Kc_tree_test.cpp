@@ -392,7 +392,7 @@ TEST(KcTreeTest, LeafWithChildrenDoesNotBecomeRuleNode) {
     add_node(manager, "root/mail/letters", {});
     const Unchanged unchanged(manager);
 
-    EXPECT_EQ(refusal_of([&] { change_node(manager, "root/mail", with_type(ZE_RULE)); }),
+    EXPECT_EQ(refusal_of_edit([&] { change_node(manager, "root/mail", with_type(ZE_RULE)); }),
               "tree: Cannot switch node type");
 }
 

@@ -248,8 +248,8 @@ TEST(LabelledTextTest, NamesFileThatCannotBeRead) {
         std::string path;
         std::string expected;
     } rows[] = {
-        {"no/such/file", "cannot read_texts no/such/file: No such file or directory"},
-        {"/", "cannot read_texts /: Is a directory"},
+        {"no/such/file", "cannot read no/such/file: No such file or directory"},
+        {"/", "cannot read /: Is a directory"},
     };
 
     for (const auto& row : rows) {

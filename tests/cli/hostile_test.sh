@@ -88,7 +88,7 @@ for arguments in 'info KC' 'tree show KC' 'explain KC DATA' 'evaluate KC DATA --
     done
     expect 0 "${words[@]}"
     has_no_control out
-    is_silent err
+    has_no_control err
 done
 prints out 'sporta\x1B[31m\xC2\x9B\xE2\x80\xAE\xE2\x81\xA6\xD8\x9C\x7F'
 # The machine gets what is there.
