@@ -43,22 +43,25 @@ public:
     // A new container that knows these texts.
     explicit Container(const std::vector<Labelled>& texts) {
         const Library_lock lock(library_mutex);
-        m_manager = std::make_unique<zeManager>();
-        m_manager->m_defaults.use_likelihood_in_train = false;  // too few texts for tables
-        m_manager->m_defaults.suppress_M = false;               // each word is in few texts
+        auto manager = std::make_unique<zeManager>();
+        manager->m_defaults.use_likelihood_in_train = false;  // too few texts for tables
+        manager->m_defaults.suppress_M = false;               // each word is in few texts
         Concept root = Concept::insert("root");
-        const qtPtrLight<zeWorkflow> workflow = m_manager->InitWorkflow(root);
+        const qtPtrLight<zeWorkflow> workflow = manager->InitWorkflow(root);
         zeMemoryCorpus corpus;
         zeCorpus_view view = view_of(texts, corpus);
         workflow->train(view, true, nullptr, false);
+        m_manager = std::move(manager);
     }
 
     // The container of a file.
     explicit Container(const std::string& path) {
         const Library_lock lock(library_mutex);
-        m_manager = std::make_unique<zeManager>();
+        // If reading fails, what was read goes before the lock does.
+        auto manager = std::make_unique<zeManager>();
         Kc_seal::Verify(path);
-        m_manager->Read(path, nullptr, nullptr);
+        manager->Read(path, nullptr, nullptr);
+        m_manager = std::move(manager);
     }
 
     Container(const Container&) = delete;

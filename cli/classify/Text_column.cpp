@@ -48,7 +48,7 @@ void Text_column::notice_labels(std::string_view line, std::size_t line_number) 
     if (are_known(labels)) {
         say_once(line_number,
                  "this looks like a data line, since the container has the label \"" +
-                     shown_text(labels.substr(0, labels.find(','))) +
+                     shown_value(labels.substr(0, labels.find(','))) +
                      "\"; --column 2 leaves the labels of such lines out of the texts");
     }
 }
@@ -71,7 +71,7 @@ bool Text_column::are_known(std::string_view labels) {
 
 void Text_column::say_once(std::size_t line_number, const std::string& what) {
     if (m_warn) {
-        m_warn(shown_text(m_name) + ":" + std::to_string(line_number) + ": " + what);
+        m_warn(shown_file(m_name) + ":" + std::to_string(line_number) + ": " + what);
         m_warn = nullptr;
     }
 }

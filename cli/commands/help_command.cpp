@@ -62,6 +62,9 @@ const CLI::App* find_command(const CLI::App& above, const std::string& name) {
 void print_command_help(const CLI::App& app, const std::vector<std::string>& words) {
     const CLI::App* command = &app;
     std::string name = app.get_name();
+    if (words.size() > 1 && find_help_topic(words.front()) != nullptr) {
+        throw Usage_error("help: nothing follows the topic \"" + words.front() + "\"");
+    }
     for (const std::string& word : words) {
         const CLI::App* const next = find_command(*command, word);
         if (next == nullptr) {

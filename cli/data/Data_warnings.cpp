@@ -146,7 +146,7 @@ bool begins_with_header(const Texts& texts) {
 void warn_of_header(const Named_texts& file, Warnings& warnings) {
     if (begins_with_header(file.texts)) {
         const Labelled_text& header = file.texts.front();
-        warnings.push_back(shown_text(file.name) + ":" + std::to_string(header.line) +
+        warnings.push_back(shown_file(file.name) + ":" + std::to_string(header.line) +
                            ": this looks like a header line, and counts as a text with the label " +
                            shown_label(header.labels.front()) + "; remove it if it is one");
     }
@@ -172,7 +172,7 @@ void warn_of_bytes(const Named_texts& file, Warnings& warnings) {
         lines += count == 0 ? 0 : 1;
     }
     if (lines != 0) {
-        warnings.push_back(shown_text(file.name) + ": " + counted(bytes, "byte") + " in " +
+        warnings.push_back(shown_file(file.name) + ": " + counted(bytes, "byte") + " in " +
                            counted(lines, "line") + (bytes == 1 ? " is" : " are") +
                            " not UTF-8, the first in line " + std::to_string(first_line) +
                            "; is the file in another encoding?");
@@ -190,7 +190,7 @@ struct Counted_labels {
 Counted_labels count_labels(const std::vector<Named_texts>& files) {
     Counted_labels counts;
     counts.name =
-        files.size() == 1 ? shown_text(files.front().name) : grouped(files.size()) + " data files";
+        files.size() == 1 ? shown_file(files.front().name) : grouped(files.size()) + " data files";
     for (const Named_texts& file : files) {
         counts.texts += file.texts.size();
         for (const Labelled_text& text : file.texts) {

@@ -53,7 +53,8 @@ constexpr std::string_view kSettings =
 from a file of lines KEY=VALUE by --options FILE; --set wins. options get prints the settings of a
 container as such a file, and options set changes them. Unknown keys and values without a meaning are
 refused. Most settings are integers:
-  0 or 1          SuppressM, FullPropogation, and each setting that begins with Use
+  0 or 1          SuppressM, FullPropogation, each setting that begins with Use, and (only in a file)
+                  PositiveMethod and GeomAverage
   0 to 255        PLifeExpectancy
   1 to 1000       LikelihoodHistogramResolution
   1 or more       ProfileSize, NumberOfSlices, AverageRlimit, MaxRlimit, KeywordsFrequency

@@ -137,14 +137,15 @@ private:
     Lessons lessons() const {
         Lessons found;
         for (const auto& [id, matcher] : matchers_of(m_manager)) {
-            const std::string path = shown_path(*m_manager.m_logical_tree, id);
+            const std::string path =
+                shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
             for (const auto& profile : matcher->m_storage->m_profiles) {
                 if (profile->m_node == nullptr) {
                     continue;  // A damaged file has lost it, so it is nobody's.
                 }
                 found[{matcher->m_id, profile->m_node}] = {
-                    shown_name(profile->m_node->m_concept.view()), path, profile->m_num_msgs,
-                    profile->m_Ps.size()};
+                    shortened(shown_name(profile->m_node->m_concept.view()), kLongestValue), path,
+                    profile->m_num_msgs, profile->m_Ps.size()};
             }
         }
         return found;

@@ -53,6 +53,9 @@ nlohmann::ordered_json explanation_json(const Explanation& explanation) {
         json["concepts"].push_back(
             {{"concept", effect.concept_text}, {"adds", effect.adds}, {"known", effect.is_known}});
     }
+    if (explanation.left_out > 0) {
+        json["left_out"] = explanation.left_out;
+    }
     return json;
 }
 

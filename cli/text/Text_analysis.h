@@ -14,7 +14,7 @@ namespace cli {
 
 // One way to cut texts into concepts. The weight of a concept is how often it occurs.
 //
-// Threads: one at a time, since an analysis keeps its scratch memory from text to text.
+// Threads: one at a time in the whole process, since concepts are shared.
 class Text_analysis {
 public:
     Text_analysis() = default;

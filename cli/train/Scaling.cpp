@@ -111,7 +111,7 @@ std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
     std::string warning =
         shown_file(path) + ": its limits make learning forget: " + grouped(scaling.scaled) +
         " of " + grouped(scaling.categories) + " categories are scaled down, most of all \"" +
-        shown_path(tree, tree.FindCategory(scaling.node).id) +
+        shortened(shown_path(tree, tree.FindCategory(scaling.node).id), kLongestValue) +
         "\": the weight of its learned texts falls from " + shown_weight(scaling.counted) + " to " +
         shown_weight(scaling.kept) +
         ". This run goes on, and what it takes away cannot be brought back: keep "

@@ -101,6 +101,7 @@ asks 'help: unknown command or topic "clasify"; did you mean "classify"?' help c
 asks 'help: unknown command or topic "tree mvoe"; did you mean "tree move"?' help tree mvoe
 asks 'help: unknown command or topic "train data"' help train data
 asks 'help: unknown command or topic "fly"' help fly
+asks 'help: nothing follows the topic "settings"' help settings data
 
 expect 64 evaluate --train a.tsv --test b.tsv --treshold=0.5
 prints err 'was not expected: --treshold=0.5'

@@ -161,6 +161,17 @@ done <<'END'
 65 rules explain "VALUE
 65 tree add shop.kc root/new --rule "VALUE
 END
+# So do warnings, and lists of what a move forgets.
+printf '%s\tgoal\nfood\tbread\n' "$value" >long.tsv
+expect 0 train long.kc long.tsv
+expect 0 tree add long.kc root/group --type stat
+for arguments in 'train other.kc long.tsv' 'classify long.kc long.tsv' \
+    "tree move long.kc root/$value root/group"; do
+    # shellcheck disable=SC2086
+    expect "$([[ $arguments == tree* ]] && echo 64 || echo 0)" $arguments
+    (($(wc -c <err) < 800)) || fail "$command: the message is long"
+    prints err 'vvvvvvvv'
+done
 printf '"%s\n' "$value" >value.rules
 expect 65 rules check value.rules
 (($(wc -c <err) < 800)) || fail "$command: the message is long"

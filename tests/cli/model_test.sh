@@ -252,7 +252,7 @@ expect 0 explain a.kc apple.txt --top 1
     fail "$command: wrong explanation"
 expect 0 explain a.kc apple.txt --top 1 --json
 [[ $(sed 's/:[01]\.[0-9]*/:N/g' out) == \
-    '{"text":"goal goal apple","category":"sport","score":N,"concepts":[{"concept":"goal","adds":N,"known":true}]}' ]] ||
+    '{"text":"goal goal apple","category":"sport","score":N,"concepts":[{"concept":"goal","adds":N,"known":true}],"left_out":1}' ]] ||
     fail "$command: wrong JSON"
 expect 0 explain groups.kc goal.txt --category root/fun/food
 [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  food|    -N  goal|' ]] ||

@@ -354,6 +354,19 @@ TEST_F(zeLogicalTreeStaleParentTest, StandsInTheGrandparentsChildren) {
     EXPECT_EQ(tree.GetNode(group).id, 0U);
 }
 
+TEST_F(zeLogicalTreeUnsoundTest, MoveFromBelowDeletedRuleNodeIsRefusedBeforeTheTargetChanges) {
+    const Id group = Add(1, ZE_RULE, "group");
+    const Id child = Add(group, ZE_LEAF, "child", "1");
+    const Id target = Add(1, ZE_LEAF, "target");
+    tree.KCE_Delete(Physical(group));
+
+    EXPECT_ASSERTS(tree.MoveLogicalNode(child, target), "clafer");
+
+    EXPECT_EQ(tree.GetNode(target).type, ZE_LEAF);
+    EXPECT_EQ(tree.GetNode(target).flags, 0);
+    EXPECT_EQ(Physical(target)->m_classifier, nullptr);
+}
+
 TEST_F(zeLogicalTreeStaleParentTest, LeadsToNoClassifier) {
     EXPECT_ASSERTS(tree.GetRealParent(child), "clafer");
     EXPECT_ASSERTS(tree.DelLogicalNode(child, true), "clafer");

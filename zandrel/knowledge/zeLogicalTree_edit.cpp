@@ -402,6 +402,7 @@ void zeLogicalTree::MoveLogicalNode(unsigned int id, unsigned int new_parent) {
         manager->m_modified = true;
         return;
     }
+    GetRealParent(node.parent);  // RAISES: where there is none, before anything changes
     if (target.type == ZE_LEAF) {
         ChangeParentToClassifier(target, node);
     }

@@ -110,7 +110,7 @@ void zeStat_trainer::match_with_messages_left_out() {
         calculate_corpus(m_msg_indices, false);
         return;
     }
-    // A message that was not counted must not change which messages share a slice.
+    // A message with a weight that is not finite must not change which messages share a slice.
     std::erase_if(m_msg_indices, [this](unsigned int index) {
         const qtPtrLight<zeMsg> msg = fetch(m_view->msgs[index]);
         return !msg.IsNull() && !Zandrel::has_finite_weights(*msg);
