@@ -23,7 +23,7 @@ struct Labelled_text {
 // What a data line holds behind its labels.
 enum class Columns { kText, kTextTitleKeywords };
 
-// What a model is made from: a bootstrap needs titles and keywords.
+// Returns the columns of training data: a bootstrap needs titles and keywords.
 inline Columns training_columns(bool bootstraps) {
     return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
 }
