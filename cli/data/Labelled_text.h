@@ -28,6 +28,9 @@ inline Columns training_columns(bool bootstraps) {
     return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
 }
 
+// What the lines of a data file are, for messages: "lines label<TAB>text", with all columns.
+std::string lines_of_columns(Columns columns);
+
 // Data lines that were left out, since they are not what they should be.
 struct Skipped_lines {
     std::size_t count = 0;
