@@ -78,9 +78,10 @@ void print_ranking_json(const Ranking& ranking, const Text_model& model, std::os
     print_json({{"categories", categories}}, Json_form::kOneLine, out);
 }
 
-// Answers a line that is too long.
-void print_error(const std::string& message, const char* text, bool writes_json,
-                 std::ostream& out) {
+// Prints one line in place of the answer to a line that is too long, so that answers still match
+// the lines of input.
+void print_refusal(const std::string& message, const char* text, bool writes_json,
+                   std::ostream& out) {
     if (writes_json) {
         print_json({{"error", message}}, Json_form::kOneLine, out);
     } else {
@@ -110,7 +111,7 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
                 print_ranking(ranking, out);
             }
         },
-        [&](const std::string& message) { print_error(message, "", options.writes_json, out); });
+        [&](const std::string& message) { print_refusal(message, "", options.writes_json, out); });
 }
 
 void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
@@ -130,7 +131,7 @@ void explain_lines(const Line_input& input, const Explain_options& options, Text
             }
         },
         [&](const std::string& message) {
-            print_error(message, "  (line is too long)", options.writes_json, out);
+            print_refusal(message, "  (line is too long)", options.writes_json, out);
         });
 }
 

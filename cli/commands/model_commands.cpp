@@ -50,15 +50,14 @@ See also: zandrel help containers, data, analysis, settings)";
 constexpr const char* kClassifyNotes =
     R"(classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
-`categories`, a list of objects of `category`, `path` and `score`. A path has the names from the root
-down, with / between them and \ in front of a / or \ in a name. Each answer is handed on before the
+`categories`, a list of objects of `category`, `path` and `score`. Each answer is handed on before the
 next line is waited for.
 
 Examples:
   zandrel classify shop.kc messages.txt
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
 
-See also: zandrel help containers, analysis)";
+See also: zandrel help containers, analysis, editing)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score: of its best label, or of the

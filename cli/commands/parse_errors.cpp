@@ -13,15 +13,15 @@ namespace cli {
 
 namespace {
 
-// The command where a word is that its parser did not take.
+// The outermost command with words that its parser did not take.
 struct Stray_words {
     const CLI::App* command = nullptr;
     std::string name;                // of the command, with the program's
     std::vector<std::string> words;  // at least one; those of this command only
 };
 
-// The outermost command that has such words, since a misspelt command makes all that follows it
-// strange. Returns one without a command if there are no such words.
+// A misspelt command makes all later words unknown too, so we report the outermost command. Returns
+// a null command if there are no such words.
 Stray_words find_stray_words(const CLI::App& app) {
     std::string name;
     for (const CLI::App* command = &app; command != nullptr;) {
@@ -72,8 +72,9 @@ void report_stray_words(const CLI::App& app, const Stray_words& stray) {
     }
 }
 
-bool is_of_words(const CLI::ParseError& error) {
-    // The parser looks for what is missing first. A word that is misspelt is the likelier cause.
+// The parser reports missing arguments before unknown words, but a misspelt word is the likelier
+// cause.
+bool may_be_misspelt_word(const CLI::ParseError& error) {
     return dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
            dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
 }
@@ -100,7 +101,7 @@ std::string unknown_word_text(std::string_view above, std::string_view kind, std
 }
 
 int report_parse_error(const CLI::App& app, const CLI::ParseError& error) {
-    const Stray_words stray = is_of_words(error) ? find_stray_words(app) : Stray_words();
+    const Stray_words stray = may_be_misspelt_word(error) ? find_stray_words(app) : Stray_words();
     if (stray.command != nullptr) {
         report_stray_words(app, stray);
         return kUsageError;

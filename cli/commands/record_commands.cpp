@@ -27,7 +27,8 @@ constexpr const char* kCheckNotes =
     R"(Record files keep blobs under keys. check says whether every block is what the index says; of a
 container it verifies the seal.
 
-Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 lost, damaged or no such file.
+Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 lost, damaged,
+or neither a record file nor a container.
 
 Example:
   zandrel check messages.dat)";

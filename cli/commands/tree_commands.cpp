@@ -27,8 +27,7 @@ namespace cli {
 namespace {
 
 constexpr const char* kTreeNotes =
-    R"(A PATH has the names from the root down, the root's own first, with / between them and \ in front of a
-/ or \ in a name. An edit that is refused leaves the file as it was.
+    R"(An edit that is refused leaves the file as it was.
 
 See also: zandrel tree move --help, zandrel help editing)";
 

@@ -167,9 +167,14 @@ void warn_of_bytes(const Named_texts& file, Warnings& warnings) {
     std::size_t first_line = 0;
     for (const Labelled_text& text : file.texts) {
         const std::size_t count = bytes_not_utf8(text);
-        first_line = lines == 0 ? text.line : first_line;
+        if (count == 0) {
+            continue;
+        }
+        if (lines == 0) {
+            first_line = text.line;
+        }
+        ++lines;
         bytes += count;
-        lines += count == 0 ? 0 : 1;
     }
     if (lines != 0) {
         warnings.push_back(shown_file(file.name) + ": " + counted(bytes, "byte") + " in " +

@@ -85,6 +85,11 @@ void take_line(std::string_view line, const Place& place, std::vector<Labelled_t
 
 }  // namespace
 
+std::string lines_of_columns(Columns columns) {
+    return columns == Columns::kTextTitleKeywords ? "lines label<TAB>text<TAB>title<TAB>keywords"
+                                                  : "lines label<TAB>text";
+}
+
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
                                                Skipped_lines* skipped, Columns columns,
                                                std::size_t longest_line) {

@@ -23,10 +23,13 @@ struct Labelled_text {
 // What a data line holds behind its labels.
 enum class Columns { kText, kTextTitleKeywords };
 
-// What a model is made from: a bootstrap needs titles and keywords.
+// Returns the columns of training data: a bootstrap needs titles and keywords.
 inline Columns training_columns(bool bootstraps) {
     return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
 }
+
+// What the lines of a data file are, for messages: "lines label<TAB>text", with all columns.
+std::string lines_of_columns(Columns columns);
 
 // Data lines that were left out, since they are not what they should be.
 struct Skipped_lines {

@@ -33,8 +33,8 @@ public:
     // VALID UNTIL: the next call.
     bool next(std::string_view& line);
 
-    // Whether the line that next() has taken is longer than the limit. The line is empty then, and
-    // its bytes have been skipped.
+    // Returns whether the line that next() took is longer than the limit. The line is empty then,
+    // and its bytes have been skipped.
     bool is_too_long() const { return m_is_too_long; }
 
 private:

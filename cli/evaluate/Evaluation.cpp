@@ -175,9 +175,9 @@ void check_input(const Evaluation_options& options) {
                                             options.learn_file.value_or("")};
     check_read_once(files);
     if (options.warn && waits_for_typing(files)) {
-        options.warn(typing_note(options.bootstraps && is_standard_input(options.train_file)
-                                     ? "lines label<TAB>text<TAB>title<TAB>keywords"
-                                     : "lines label<TAB>text"));
+        const bool types_training_data = is_standard_input(options.train_file);
+        options.warn(typing_note(
+            lines_of_columns(training_columns(options.bootstraps && types_training_data))));
     }
 }
 

@@ -82,9 +82,9 @@ path that leads nowhere or a bad value, and 65 for what the tree does not allow.
 takes only those edits for which its statistical classifiers need no statistics.
 
 A new node has learned nothing, and deleting one, with all below it, cannot be taken back. Nor can
-moving one below another statistical classifier: what the old one learned of it goes, and the new one
-has to learn it. So tree move refuses such a move (64) and says what would be forgotten; with --forget
-it moves the node.
+moving one below another statistical classifier: the old classifier forgets what it learned of the node,
+and the new one has to learn it. So tree move refuses such a move (64) and says what would be forgotten;
+with --forget it moves the node.
 
 The threshold of a node is a score from 0 to 1. A rule node compares it with the values of rules, and
 below a rule node scores contain such values: there it may be any finite number.)";

@@ -98,8 +98,8 @@ private:
     std::map<unsigned int, Holding> m_before;
 };
 
-// What the statistical classifiers have learned of their categories, to be compared before and
-// after a move: a category can leave more classifiers than the one above it.
+// Compares what statistical classifiers have learned before and after a move. A move can take a
+// category from more classifiers than the one above it.
 class Forgetting_guard {
 public:
     explicit Forgetting_guard(zeManager& manager) : m_manager(manager), m_before(lessons()) {}

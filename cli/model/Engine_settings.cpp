@@ -42,7 +42,7 @@ constexpr std::int64_t kUnsignedMax = std::numeric_limits<std::uint32_t>::max();
 // type. All others are counts, sizes and limits from 0 on.
 constexpr Range_of_key kRanges[] = {
     {"AverageRlimit", {1, kIntMax}},      // no profile could keep a message
-    {"KeywordsFrequency", {1, kIntMax}},  // bootstrap divides by it
+    {"KeywordsFrequency", {1, kIntMax}},  // with 0 a bag of keywords would count for nothing
     // Each step adds the memory of one more histogram for every category.
     {"LikelihoodHistogramResolution", {1, 1000}},
     {"MaxRlimit", {1, kIntMax}},
@@ -97,7 +97,7 @@ std::string integer_problem(std::string_view value, const Range& range) {
     return {};
 }
 
-// Factors and weights.
+// For settings that are factors or weights, which have no upper end.
 std::string real_problem(std::string_view value) {
     const std::optional<double> number = whole_number<double>(value);
     if (!number || !std::isfinite(*number)) {

@@ -16,8 +16,8 @@ namespace cli {
 // Returns whether this value leaves a setting as it is: an empty one and "leave" do.
 bool keeps_setting(std::string_view value);
 
-// What is wrong with a setting or one of the trainers' switches, in words that name the setting,
-// its value and the range; empty if nothing is.
+// Describes the problem of a setting or a trainers' switch, with its name, value and range. Returns
+// an empty text if there is none.
 std::string setting_problem(std::string_view key, std::string_view value);
 
 // Named settings from an options file and from `Key=value` words, checked before they reach the

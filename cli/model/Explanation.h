@@ -16,7 +16,7 @@ namespace cli {
 struct Concept_effect {
     std::string concept_text;
     double adds = 0.0;
-    // Whether a statistical classifier of the model has learned the concept. A compact model only
+    // True if a statistical classifier of the model has learned the concept. A compact model only
     // knows the concepts that have a weight.
     bool is_known = true;
 };

@@ -12,8 +12,8 @@
 
 namespace cli {
 
-// As long as it lives there is a progress bar on standard error, if that is a terminal, and Ctrl-C
-// is a wish that the progress object tells of.
+// Shows a progress bar if standard error is a terminal, and turns Ctrl-C into a request that long
+// work polls.
 class Long_work {
 public:
     CTProgress& progress() { return m_bar; }

@@ -123,7 +123,7 @@ private:
     void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
               CTProgress* progress);
     bool trains_root_only() const;
-    // Null for null.   BORROWS: `progress`.
+    // Returns null if `progress` is null.   BORROWS: `progress`.
     std::unique_ptr<Training_progress> finer_progress(CTProgress* progress, zeCorpus_view& view,
                                                       Training_kind kind) const;
 

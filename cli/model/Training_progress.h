@@ -11,11 +11,12 @@
 
 namespace cli {
 
-// Stands between the engine, which only counts whole classifiers, and the progress object that
-// shows the work. It counts the engine's polls, and reports them as shares of the expected work.
+// Is between the engine and the progress object that shows the work. The engine reports only whole
+// classifiers. This object counts the engine's polls, and reports them as shares of the expected
+// work.
 class Training_progress : public CTProgress {
 public:
-    // All classifiers together are so many steps.
+    // The number of steps for all classifiers together.
     static constexpr int kSteps = 10000;
 
     // `works`: of the classifiers in the order of their turns.   BORROWS: `shown`.
@@ -24,7 +25,8 @@ public:
     void SetStatus(const char* status) override;
     // The engine begins with the first classifier. Polls before that are no training.
     void SetTotal(int total) override;
-    // So many classifiers have ended, whatever was expected of them.
+    // Called when that many classifiers have ended. They count in full, even if they polled less
+    // often than expected.
     void Increment(unsigned int steps) override;
     void NextPhase(bool completed) override;
     bool IsInterrupted() const override;
@@ -39,7 +41,7 @@ private:
     double m_ended = 0.0;          // weight of the works that have ended
     std::size_t m_classifier = 0;  // whose turn it is
     bool m_is_training = false;
-    // Asking for an interruption is what advances.
+    // Mutable, since progress advances in IsInterrupted, which is const.
     mutable std::size_t m_part = 0;   // of the classifier's work
     mutable std::size_t m_polls = 0;  // in this part
     mutable double m_done = 0.0;      // weight of all polls so far

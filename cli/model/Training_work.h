@@ -10,8 +10,8 @@ class zeStat_storage;
 
 namespace cli {
 
-// So many polls, one after each step, where every step takes about `weight` times as long as
-// counting a message.
+// A number of polls. The work before each takes about `weight` times as long as counting one
+// message.
 struct Work_part {
     std::size_t polls;
     double weight;

@@ -58,7 +58,7 @@ void remove_unfinished() {
     }
 }
 
-// Nothing is left to do where a message cannot be printed: the status says the same.
+// If the message cannot be printed, the exit status still reports the failure.
 void print(std::string_view message) {
     [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, message.data(), message.size());
 }
@@ -71,8 +71,8 @@ void exit_if_changed() {
     }
 }
 
-// Without memory for an exception there is none. std::terminate has no other cause of that kind
-// here, as the program has no threads.
+// If there is no memory for the exception object, std::terminate runs without a current exception.
+// Nothing else here calls it without one, since the program has no threads.
 bool lacks_memory() {
     if (std::current_exception() == nullptr) {
         return true;

@@ -15,10 +15,10 @@
 namespace cli {
 
 enum class Record_condition {
-    kClean,       // the index tells of every block, and every block is what it tells
+    kClean,       // each block is as the index says
     kRepairable,  // no item is known to be lost: a new index can be made from the items
-    // An item that a current index names is not there or not whole; or the file ends before
-    // something that it names, so that nobody knows what was behind its end.
+    // kLost: an item that a current index names is missing or not whole, or the file was cut: it
+    // ends before something that it names.
     kLost,
     kDamaged,  // a container's file whose bytes are not those that were written
 };
@@ -32,7 +32,7 @@ struct Record_problem {
 struct Record_check {
     std::string file;
     Record_condition condition = Record_condition::kClean;
-    bool is_cut = false;                   // kLost since the file ends too early
+    bool is_cut = false;                   // the condition is kLost because the file ends too early
     std::optional<bool> has_seal = {};     // missing if the file is not that of a container
     std::vector<Record_problem> problems;  // by offset
 };

@@ -11,11 +11,12 @@
 namespace cli {
 
 // Prints header, index, items by key, and holes; for a container's file what is in each item and
-// the checksums of the seal in place of holes. What is wrong with one stands behind it.
+// the checksums of the seal in place of holes. A problem is printed after the item or hole that has
+// it.
 void print_record_dump(const Record_file& file, std::ostream& out);
 // The same as an object of `file`, `size`, `header`, `index`, `items` and `holes`; for a package
-// `container` and `seal` in place of `holes`. Keys are shown as in the text; a `problem` stands
-// where there is one.
+// `container` and `seal` in place of `holes`. Keys are shown as in the text; an item or hole with a
+// problem has a `problem`.
 nlohmann::ordered_json record_dump_json(const Record_file& file);
 
 }  // namespace cli

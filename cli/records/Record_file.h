@@ -1,5 +1,5 @@
-// Record_file: a record file or the package of a container as its bytes tell of it, whatever their
-// condition.
+// Record_file: what the bytes of a record file or of a container's package say, also if the file is
+// damaged.
 #ifndef ZANDREL_CLI_RECORDS_RECORD_FILE_H_
 #define ZANDREL_CLI_RECORDS_RECORD_FILE_H_
 
@@ -50,7 +50,7 @@ struct Record_item {
 struct Record_hole {
     unsigned int slot = 0;
     std::uint64_t offset = 0;
-    std::string problem;       // empty: a hole of that size stands there
+    std::string problem;       // empty: a hole of that size is there
     bool is_past_end = false;  // likewise
 };
 
@@ -62,7 +62,7 @@ struct Record_index {
     bool is_past_end = false;        // likewise
 };
 
-// What only the package of a container has.
+// The parts that only the package of a container has.
 struct Package_contents {
     bool is_container = false;          // the id in the header is that of containers
     std::vector<std::string> contents;  // of each item, in words

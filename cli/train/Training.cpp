@@ -104,9 +104,7 @@ std::vector<Data_file> read_data(const Options& options, Columns columns, Skippe
     const Waiting_for_input waiting;
     check_interrupt(options.progress);
     if (options.warn && waits_for_typing(options.data_files)) {
-        options.warn(typing_note(columns == Columns::kTextTitleKeywords
-                                     ? "lines label<TAB>text<TAB>title<TAB>keywords"
-                                     : "lines label<TAB>text"));
+        options.warn(typing_note(lines_of_columns(columns)));
     }
     std::vector<Data_file> files;
     files.reserve(options.data_files.size());

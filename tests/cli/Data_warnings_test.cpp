@@ -53,7 +53,7 @@ Lines warnings_of_test(const std::vector<std::string>& known, const std::string&
 
 const std::string kGood = times(kMany, "sport\tgoal\nfood\tbread\n");
 
-TEST(DataWarningsTest, GoodDataGiveNone) {
+TEST(DataWarningsTest, GoodDataGiveNoWarning) {
     EXPECT_THAT(warnings_of_training(kGood), IsEmpty());
     EXPECT_THAT(warnings_of_evaluation(kGood, kGood), IsEmpty());
     EXPECT_THAT(warnings_of_test({"food", "sport", "travel"}, kGood), IsEmpty());

@@ -235,7 +235,7 @@ TEST(KcTreeTest, MoveThatForgetsIsRefusedWithWhatIsForgotten) {
     }
 }
 
-TEST(KcTreeTest, MoveThatForgetsNothingNeedsNoLeave) {
+TEST(KcTreeTest, MoveThatForgetsNothingNeedsNoForgetOption) {
     Small_kc kc;
     zeManager& manager = kc.Manager();
     add_node(manager, "root/art", {});

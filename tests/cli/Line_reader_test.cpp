@@ -193,7 +193,7 @@ TEST(LineReaderTest, LineThatIsTooLongIsNeverInMemoryWhole) {
     EXPECT_LT(peak_memory() - before, static_cast<long>(kSize / 1024 / 8));
 }
 
-TEST(LineReaderTest, FailureWithinALineThatIsTooLongIsNoLine) {
+TEST(LineReaderTest, ReadFailureInsideTooLongLineReturnsNoLine) {
     std::vector<std::string> events;
     Pieces pieces({"one\nabcdef", "ghi", ""}, events);
     std::istream input(&pieces);

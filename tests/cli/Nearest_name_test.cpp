@@ -11,7 +11,7 @@ namespace {
 
 const std::vector<std::string> kNames = {"evaluate", "train", "learn", "move", "rename"};
 
-TEST(NearestNameTest, DistanceCountsLettersThatComeGoChangeOrSwap) {
+TEST(NearestNameTest, DistanceCountsInsertedRemovedReplacedAndSwappedLetters) {
     const struct {
         const char* left;
         const char* right;

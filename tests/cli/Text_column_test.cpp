@@ -110,7 +110,7 @@ TEST_F(TextColumnTest, ControlCharactersOfTheNameAreEscaped) {
                                         kAdvice));
 }
 
-TEST_F(TextColumnTest, NobodyToWarnIsAllowed) {
+TEST_F(TextColumnTest, EmptyWarnIsAllowed) {
     EXPECT_EQ(Text_column("data.tsv", {}, m_model, {}).text_of("sport\tgoal", 1), "sport\tgoal");
     EXPECT_EQ(Text_column("data.tsv", 2, m_model, {}).text_of("goal", 1), "");
 }

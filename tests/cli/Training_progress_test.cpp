@@ -56,18 +56,26 @@ TEST(TrainingProgressTest, CountsPollsAsSharesOfTheExpectedWork) {
                 ElementsAre("of 10000", "Training", "+2000", "+2000", "+4000", "+2000", "next"));
 }
 
-TEST(TrainingProgressTest, AClassifierThatEndsEarlyCountsInFullAndMorePollsThanExpectedForNothing) {
+TEST(TrainingProgressTest, ClassifierThatEndsEarlyCountsInFull) {
     Log log;
     Training_progress progress(log, {{{4, 1.0}}, {{0, 7.0}, {4, 1.0}}});
     progress.SetTotal(2);
     progress.IsInterrupted();
     progress.Increment(1);
+
+    EXPECT_THAT(log.increments, ElementsAre(1250, 3750));
+}
+
+TEST(TrainingProgressTest, PollsBeyondTheExpectedWorkCountForNothing) {
+    Log log;
+    Training_progress progress(log, {{{0, 7.0}, {4, 1.0}}});
+    progress.SetTotal(1);
     for (int poll = 0; poll < 6; ++poll) {
         progress.IsInterrupted();
     }
     progress.Increment(1);
 
-    EXPECT_THAT(log.increments, ElementsAre(1250, 3750, 1250, 1250, 1250, 1250));
+    EXPECT_THAT(log.increments, ElementsAre(2500, 2500, 2500, 2500));
 }
 
 TEST(TrainingProgressTest, PassesTheInterruptionOn) {

@@ -81,7 +81,7 @@ TEST_F(EndingSignalsTest, LackOfMemoryRemovesAnUnfinishedFileAndHasAStatus) {
     EXPECT_FALSE(std::filesystem::exists(Path()));
 }
 
-TEST_F(EndingSignalsTest, LackOfMemoryAfterAChangeTellsOfTheChange) {
+TEST_F(EndingSignalsTest, LackOfMemoryAfterChangeReportsTheChange) {
     const auto end = [] {
         prepare_for_lack_of_memory();
         note_change("a.kc");

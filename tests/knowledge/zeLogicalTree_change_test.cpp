@@ -458,14 +458,14 @@ TEST_F(zeLogicalTreeChangeTest, RuleAndStatisticsAreNotExchanged) {
 }
 
 // Its children have no rules, so that no switcher can take them.
-TEST_F(zeLogicalTreeChangeTest, ALeafWithChildrenBecomesNoRuleNode) {
+TEST_F(zeLogicalTreeChangeTest, LeafWithChildrenDoesNotBecomeRuleNode) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(SetType(news, ZE_RULE), zeLogicalTree, 15, "Cannot switch node type", {});
 }
 
 // A damaged tree may have children on the physical side only.
-TEST_F(zeLogicalTreeChangeTest, ALeafWithPhysicalChildrenBecomesNoRuleNode) {
+TEST_F(zeLogicalTreeChangeTest, LeafWithPhysicalChildrenDoesNotBecomeRuleNode) {
     kc.Physical(refund)->m_children.push_back(kc.Physical(food));
     const Unchanged unchanged(kc.manager);
 

@@ -367,7 +367,7 @@ TEST_F(zeLogicalTreeMoveTest, MoveBelowFormerGrandchildIsRefused) {
 }
 
 // Training a classifier by itself links it to leaves of others.
-TEST_F(zeLogicalTreeMoveTest, MoveBelowLeafThatOnlyThePhysicalSideHasBelowIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, MoveBelowPhysicalChildOnlyIsRefused) {
     zeNode* shared = kc.Physical(food);
     kc.Matcher(people).add_cat(shared);
     const Unchanged unchanged(kc.manager);
@@ -608,12 +608,12 @@ TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeAMixOfRulesAndStatistics) {
                "rest : Category name already in use under the current Principal node");
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMixOfRulesAndStatisticsIsToldBeforeASecondDefault) {
+TEST_F(zeLogicalTreeMoveTest, MixOfRulesAndStatisticsIsRefusedBeforeSecondDefault) {
     EXPECT_QTX(tree.VerifyMove(rest, people), zeLogicalTree, 7,
                "Mixing rules and statistics on the same level");
 }
 
-TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeASecondDefault) {
+TEST_F(zeLogicalTreeMoveTest, DuplicateCategoryIsRefusedBeforeSecondDefault) {
     kc.Add(money, "rest", "default");
 
     EXPECT_QTX(tree.VerifyMove(rest, money), zeLogicalTree, 2,

@@ -79,7 +79,7 @@ protected:
     Id other = Add(to, ZE_LEAF, "other", "default");
 };
 
-TEST_F(zeLogicalTreeBadRuleTest, IsRefusedByTheSwitcherAfterTheNodeHasLeftItsOwn) {
+TEST_F(zeLogicalTreeBadRuleTest, MoveIsRefusedAfterNodeHasLeftItsSwitcher) {
     Add(moved, ZE_LEAF, "below");
 
     EXPECT_THROW(tree.MoveLogicalNode(moved, to), qtX<RuleParser>);
@@ -116,7 +116,7 @@ TEST_F(zeLogicalTreeBadRuleTest, LeavesANodeThatCanBeMovedOnceItsRuleIsMended) {
     EXPECT_EQ(tree.GetNode(from).type, ZE_LEAF);
 }
 
-TEST_F(zeLogicalTreeBadRuleTest, LeavesANodeThatGoesWithItsParent) {
+TEST_F(zeLogicalTreeBadRuleTest, DeletingTheParentDeletesTheNode) {
     EXPECT_THROW(tree.MoveLogicalNode(moved, to), qtX<RuleParser>);
 
     tree.DelLogicalNode(from, true);

@@ -451,7 +451,7 @@ TEST(zeManagerRecordsTest, TheListsOfChildrenDecide) {
     EXPECT_EQ(logical.GetNode(5).parent, 0U);
 }
 
-TEST(zeManagerRecordsTest, NodesThatAreNotInTheFileAreNotWrittenSoSavingAgainGivesTheSameBytes) {
+TEST(zeManagerRecordsTest, MissingNodesAreNotWrittenAndSavingAgainGivesSameBytes) {
     zeManager manager;
     read_whole(manager,
                container_of(
@@ -476,8 +476,7 @@ TEST(zeManagerRecordsTest, NodesThatAreNotInTheFileAreNotWrittenSoSavingAgainGiv
 }
 
 // The node 2 lists the leaf 3 as well, but it is not below the root and so is not written.
-TEST(zeManagerRecordsTest,
-     ALeafInSeveralListsHasAParentBelowTheRootSoSavingAgainGivesTheSameBytes) {
+TEST(zeManagerRecordsTest, LeafInSeveralListsGetsParentBelowRoot) {
     const std::string damaged = Record()
                                     .number(3)
                                     .raw(classifier_node_of(1, 1, {3}, 0).bytes())

@@ -115,7 +115,7 @@ protected:
     Small_corpus m_spoilt;
 };
 
-TEST_P(FiniteWeightsTest, MessageHasNotOnlyFiniteWeights) {
+TEST_P(FiniteWeightsTest, HasFiniteWeightsReturnsFalse) {
     EXPECT_FALSE(Zandrel::has_finite_weights(*make_spoilt(GetParam())));
 }
 

@@ -25,14 +25,15 @@ void RequireTrees(const zeManager& manager);
 void RequireLogicalTree(const zeLogicalTree& tree);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children
-// decide, and where several have a leaf, the parent that it names, but one below the root before
-// others; a node that none has goes to the end of that of the parent that it names. What a logical
-// node names and the tree lacks is dropped: its id would be given to another node. So is an empty
-// node to which nothing refers any more. RAISES: the same. COST: linear in the nodes and links, but
-// for the sorting of ids.
+// decide. If several lists contain a leaf, it gets the parent that it names; but a parent below the
+// root is preferred. A node that is in no list is added at the end of the list of the parent that
+// it names. If a logical node names a node that the tree lacks, the link is removed, since its id
+// would be given to another node. An empty node that nothing refers to is removed too. RAISES: the
+// same. COST: linear in the nodes and links, except for the sorting of ids.
 void MendLinks(zeManager& manager);
 
-// Whether a node only takes the place of one that no record has, for the sake of what refers to it.
+// Returns whether the node is only a placeholder for a node that other nodes refer to and that has
+// no record.
 bool IsPlaceholder(const zeNode& node);
 
 // Holds what a record's last id leaves for new ones, since they are not given again from 1 on.

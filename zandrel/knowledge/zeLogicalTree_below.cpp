@@ -1,4 +1,4 @@
-// Whether one node of a zeLogicalTree is below another, also where the links disagree.
+// Finds out whether a node of a zeLogicalTree is below another, also if the links disagree.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include "zandrel/foundation/qtX.h"

@@ -41,7 +41,7 @@ void activate(zeMsg& msg, std::size_t slot, const zeStat_storage& storage, Conce
     }
     assign(msg.active_sml, kWorkingSlot, msg);
     assign(msg.weight, storage.m_sml_weights[slot], msg);
-    // What counting will skip is not met.
+    // Counting skips a message that is not finite, so its concepts are not trusted.
     if (!bag.IsNull() && Zandrel::has_finite_weights(msg)) {
         for (const zeSml::Concept_info& entry : bag->m_concepts) {
             seen.insert(entry.m_concept);
