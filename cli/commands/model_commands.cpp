@@ -21,6 +21,7 @@
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
 #include "cli/text/Shown_text.h"
+#include "cli/text/print_warning.h"
 #include "cli/train/Training.h"
 
 namespace cli {
@@ -191,10 +192,6 @@ std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     return read_model(words.kc_file, given, &work.progress());
 }
 
-void warn(const std::string& text) {
-    std::cerr << "zandrel: " << shown_message(text) << '\n';
-}
-
 // Lines that are too long are reported, and make the exit status of bad data.
 void with_lines_of(const Filter_words& words, Command_result& result,
                    const std::function<void(const Line_input&)>& take) {
@@ -204,10 +201,10 @@ void with_lines_of(const Filter_words& words, Command_result& result,
     };
     Data_input input(words.text_file);
     if (waits_for_typing({words.text_file})) {
-        warn(typing_note("texts, one on each line"));
+        print_warning(typing_note("texts, one on each line"));
     }
     std::cin.tie(nullptr);  // the filters say themselves when their output is due
-    take({input.stream(), input.name(), words.longest_line, refuse, words.column, warn});
+    take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning});
 }
 
 void classify(const Filter_words& words, Command_result& result) {

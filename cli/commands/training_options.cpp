@@ -1,11 +1,10 @@
 #include "cli/commands/training_options.h"
 
-#include <iostream>
-
 #include <CLI/CLI.hpp>
 
 #include "cli/commands/option_checks.h"
 #include "cli/data/Label_groups.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -16,9 +15,8 @@ void warn_of_unused(const Engine_settings& settings) {
     if (unused.empty()) {
         return;
     }
-    std::cerr
-        << "zandrel: with UseExtParms=0 the program's choices are used and not these settings: "
-        << CLI::detail::join(unused, ", ") << '\n';
+    print_warning("with UseExtParms=0 the program's choices are used and not these settings: " +
+                  CLI::detail::join(unused, ", "));
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "cli/model/Interruption.h"
 #include "cli/model/Progress_bar.h"
-#include "cli/text/Shown_text.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -21,7 +21,7 @@ public:
     // Writes a line for the user to standard error.
     void warn(const std::string& text) {
         m_bar.blank();
-        std::cerr << "zandrel: " << shown_text(text) << std::endl;
+        print_warning(text);
     }
 
 private:

@@ -1,0 +1,14 @@
+// print_warning: a line for the user on standard error.
+#ifndef ZANDREL_CLI_TEXT_PRINT_WARNING_H_
+#define ZANDREL_CLI_TEXT_PRINT_WARNING_H_
+
+#include <string>
+
+namespace cli {
+
+// Prints the program's name and the text, escaped and shortened as a whole message.
+void print_warning(const std::string& text);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_PRINT_WARNING_H_
