@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "zandrel/classification/zeResult_set.h"
@@ -49,7 +50,7 @@ public:
         Concept root = Concept::insert("root");
         const qtPtrLight<zeWorkflow> workflow = manager->InitWorkflow(root);
         zeMemoryCorpus corpus;
-        zeCorpus_view view = view_of(texts, corpus);
+        zeCorpus_view view = view_of(texts, *manager, corpus);
         workflow->train(view, true, nullptr, false);
         m_manager = std::move(manager);
     }
@@ -86,7 +87,7 @@ public:
     void learn(const std::vector<Labelled>& texts) {
         const Library_lock lock(library_mutex);
         zeMemoryCorpus corpus;
-        zeCorpus_view view = view_of(texts, corpus);
+        zeCorpus_view view = view_of(texts, *m_manager, corpus);
         m_manager->GetWorkflow()->learn(view, nullptr, false, true);
     }
 
@@ -113,14 +114,15 @@ private:
         return msg;
     }
 
-    zeCorpus_view view_of(const std::vector<Labelled>& texts, zeMemoryCorpus& corpus) {
+    static zeCorpus_view view_of(const std::vector<Labelled>& texts, zeManager& manager,
+                                 zeMemoryCorpus& corpus) {
         for (const Labelled& each : texts) {
             qtPtrLight<zeMsg> msg = make_message(each.text);
             msg->categories.push_back(Concept::insert(each.category));
             corpus.add_msg(msg);
         }
         zeCorpus_view view(&corpus);
-        view.add_all_msgs(m_manager.get());
+        view.add_all_msgs(&manager);
         return view;
     }
 

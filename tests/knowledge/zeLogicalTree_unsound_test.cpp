@@ -363,7 +363,7 @@ TEST_F(zeLogicalTreeUnsoundTest, MoveFromBelowDeletedRuleNodeIsRefusedBeforeTheT
     EXPECT_ASSERTS(tree.MoveLogicalNode(child, target), "clafer");
 
     EXPECT_EQ(tree.GetNode(target).type, ZE_LEAF);
-    EXPECT_EQ(tree.GetNode(target).flags, 0);
+    EXPECT_EQ(Physical(target)->m_flags, 0);
     EXPECT_EQ(Physical(target)->m_classifier, nullptr);
 }
 
