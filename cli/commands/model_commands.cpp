@@ -52,7 +52,8 @@ constexpr const char* kClassifyNotes =
     R"(classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
 `categories`, a list of objects of `category`, `path` and `score`. Each answer is handed on before the
-next line is waited for.
+next line is waited for. A line longer than --max-line has an empty line, or an object of `error`; it is
+reported on standard error, and the exit status is 65.
 
 Examples:
   zandrel classify shop.kc messages.txt
@@ -62,7 +63,8 @@ See also: zandrel help containers, analysis, editing)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score: of its best label, or of the
-node of --category. Concepts that the model does not know are marked.
+node of --category. Concepts that the model does not know are marked. A line longer than --max-line is not
+explained but reported on standard error, and the exit status is 65.
 
 Example:
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
