@@ -28,7 +28,7 @@ inline Columns training_columns(bool bootstraps) {
     return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
 }
 
-// What the lines of a data file are, for messages: "lines label<TAB>text", with all columns.
+// Describes the lines of a data file in messages: "lines label<TAB>text", with all columns.
 std::string lines_of_columns(Columns columns);
 
 // Data lines that were left out, since they are not what they should be.

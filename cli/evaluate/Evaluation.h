@@ -75,7 +75,8 @@ struct Evaluation {
 // Each data file may be "-", standard input.
 // RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error: all files are read
 // before any work is done. Usage_error if standard input is named twice. Bad lines are no error if
-// they are skipped. What read_model raises, and Data_error if a compact container is to learn.
+// they are skipped. Also the errors of read_model, and Data_error if a compact container is to
+// learn.
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

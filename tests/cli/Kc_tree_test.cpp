@@ -32,7 +32,7 @@ bool is_scored(const zeLogicalNode& node) {
     return (node.attributes & zeNode::NoScore) == 0;
 }
 
-// What an edit raises, by its kind.
+// The kind and the text of the error that an edit raises; "none" if it raises none.
 std::string refusal_of_edit(const std::function<void()>& edit) {
     try {
         edit();

@@ -19,7 +19,7 @@ namespace cli {
 
 namespace {
 
-// What is raised here has no handler.
+// An exception that leaves `work` has no handler.
 template <class Work>
 void without_handler(const Work& work) noexcept {
     work();

@@ -179,7 +179,7 @@ void edit_everywhere(zeManager& manager, Id turn) {
     }
 }
 
-// What is written of a container can be read. Edits may leave links that are mended on reading;
+// The record that a container writes can be read. Edits may leave links that are mended on reading;
 // without edits the container is then written as the same bytes.
 void expect_stable(zeManager& manager, bool is_edited) {
     const std::string record = dumped_container(manager);

@@ -270,7 +270,7 @@ protected:
         return state;
     }
 
-    // What a model comes to by one of the ways to fill it, twice.
+    // The record of a model that was filled twice in one of the ways.
     template <class Way>
     std::string Filled(bool has_spoilt, Way way) {
         zeStat_storage storage(nullptr, m_settings);
@@ -340,7 +340,7 @@ INSTANTIATE_TEST_SUITE_P(Bags, FiniteWeightsBootstrapTest,
                          testing::ValuesIn(std::begin(kAllSpoilt) + 3, std::end(kAllSpoilt)),
                          name_of);
 
-// What must not be skipped.
+// Messages that must not be skipped.
 
 TEST(FiniteWeightsLimitTest, LargestAndLeastWeightsAreFinite) {
     const double largest = std::numeric_limits<double>::max();

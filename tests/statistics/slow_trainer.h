@@ -65,7 +65,7 @@ public:
         return total;
     }
 
-    // Whether no weight of the message is infinite or not a number. The difference of such a
+    // True if no weight of the message is infinite or not a number. The difference of such a
     // number and itself is not 0.
     static bool IsFinite(const Slow_message& msg) {
         double differences = msg.weight - msg.weight;
