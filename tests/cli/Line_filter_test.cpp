@@ -281,7 +281,7 @@ TEST_F(LineFilterTest, AnswersOfSeveralProcessesAreThoseOfOne) {
         std::vector<std::string> refused;
         const std::string expected = classified(1, refused);
         ASSERT_GT(refused.size(), 10U);
-        for (const std::size_t jobs : {2, 3}) {
+        for (const std::size_t jobs : {std::size_t(2), std::size_t(3)}) {
             std::vector<std::string> refused_there;
             EXPECT_TRUE(classified(jobs, refused_there) == expected);
             EXPECT_EQ(refused_there, refused);

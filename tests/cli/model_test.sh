@@ -225,7 +225,7 @@ read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
 workers=$(cat "/proc/$filter_process/task/$filter_process/children")
 [[ $(wc -w <<<"$workers") == 2 ]] || fail "$command: workers '$workers'"
 kill -KILL "$filter_process"
-wait "$filter_process"
+wait "$filter_process" 2>/dev/null
 for ((i = 0; i < 600; ++i)); do
     # shellcheck disable=SC2086  # The numbers are the arguments.
     kill -0 $workers 2>/dev/null || break
