@@ -194,7 +194,7 @@ struct Filter_words {
 std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     const Given_analysis given = given_analysis(words.analysis);
     Long_work work;
-    return read_model(words.kc_file, given, &work.progress());
+    return read_model_to_classify(words.kc_file, given, &work.progress());
 }
 
 // Lines that are too long are reported, and make the exit status of bad data.

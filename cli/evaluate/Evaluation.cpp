@@ -272,7 +272,9 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     Cpu_timer timer;
     timer.start();
     std::unique_ptr<Text_model> model =
-        read_model(options.kc_file, options.analysis, options.progress);
+        options.learn_file
+            ? read_model(options.kc_file, options.analysis, options.progress)
+            : read_model_to_classify(options.kc_file, options.analysis, options.progress);
     timer.stop();
     if (options.learn_file) {
         check_can_learn(options.kc_file, *model);
