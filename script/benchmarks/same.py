@@ -66,7 +66,7 @@ def parse(arguments):
 
 def commit_of(name):
     """RAISES: Failure if there is no such commit."""
-    done = subprocess.run(["git", "-C", str(ROOT), "rev-parse", "--verify", "--quiet",
+    done = subprocess.run(["git", "-c", "safe.directory=*", "-C", str(ROOT), "rev-parse", "--verify", "--quiet",
                            f"{name}^{{commit}}"], stdout=subprocess.PIPE, text=True)
     if done.returncode != 0:
         raise Failure(f"no commit '{name}'")
@@ -78,7 +78,7 @@ def build_commit(commit):
     source = FOLDER / commit[:12]
     program = source / PROGRAM.relative_to(ROOT)
     if not source.is_dir():
-        git = ["git", "-C", str(ROOT), "worktree"]
+        git = ["git", "-c", "safe.directory=*", "-C", str(ROOT), "worktree"]
         # A folder that was removed by hand is still known to git.
         done = [subprocess.run(git + arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                text=True)
