@@ -16,7 +16,10 @@ namespace Zandrel {
 // a run of up to 32 bits, never have the same checksum.
 class Crc32c {
 public:
+    // By the processor's own instruction, if it has one for this polynomial.
     void Add(const char* bytes, std::size_t byte_count) noexcept;
+    // The same on every processor.
+    void AddByTables(const char* bytes, std::size_t byte_count) noexcept;
 
     std::uint32_t Value() const noexcept { return ~m_state; }
 

@@ -141,6 +141,7 @@ private:
     const float* find_weight(const Concept& wanted, int iprofile) const;
     void add_scores(zeSml& view, zeResult_set& results, double node_score, bool use_thresholds);
     void select_if_needed(zeStat_storage& storage);
+    void load_table(Hio<HSegment>& io);
     void require_sound_table() const;
     void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
                           bool is_relevant) const;

@@ -85,6 +85,7 @@ void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
     if (bag.IsNull() || !Zandrel::has_finite_weights(msg)) {
         return;
     }
+    m_storage->complete();  // the histograms are among what is read late
     const qtPtrLight<zeSml> clipped = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
     classify_sml(*clipped);
     for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {

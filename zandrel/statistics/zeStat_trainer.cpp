@@ -45,6 +45,7 @@ zeStat_storage* zeStat_trainer::s_storage = nullptr;
 
 zeStat_trainer::zeStat_trainer(zeStat_storage& storage)
     : m_storage(&storage), m_manager(storage.m_manager) {
+    storage.complete();
     init_optional_flags();
     static const bool is_filled = (initialize_F_C(F_C.data()), true);
     static_cast<void>(is_filled);
