@@ -14,6 +14,7 @@
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/leave_to_exit.h"
 
 namespace cli {
 
@@ -253,6 +254,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);
     }
+    leave_to_exit(model.manager());
     result.peak_memory_bytes = peak_memory_bytes();
     return result;
 }
