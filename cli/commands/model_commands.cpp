@@ -54,10 +54,12 @@ constexpr const char* kClassifyNotes =
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
 `categories`, a list of objects of `category`, `path` and `score`. Each answer is handed on before the
 next line is waited for. A line longer than --max-line has an empty line, or an object of `error`; it is
-reported on standard error, and the exit status is 65.
+reported on standard error, and the exit status is 65. With --jobs 4 four processes share the lines; the
+output is the same.
 
 Examples:
   zandrel classify shop.kc messages.txt
+  zandrel classify shop.kc messages.txt --jobs 4
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
 
 See also: zandrel help containers, analysis, editing)";
@@ -184,6 +186,7 @@ struct Filter_words {
     Analysis_names analysis;
     Classify_options classify;
     std::optional<std::size_t> column;
+    std::size_t jobs = 1;
     std::string category;  // path; empty: the best of each line
     Explain_options explain;
 };
@@ -207,7 +210,8 @@ void with_lines_of(const Filter_words& words, Command_result& result,
         print_warning(typing_note("texts, one on each line"));
     }
     std::cin.tie(nullptr);  // the filters say themselves when their output is due
-    take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning});
+    take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
+          words.jobs});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -256,6 +260,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
         ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
     add_max_line_option(*command, words.longest_line);
+    add_jobs_option(*command, words.jobs);
     return *command;
 }
 

@@ -9,6 +9,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/concept_map.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/statistics/zeStat_storage.h"

@@ -190,6 +190,13 @@ void zeStat_storage::delete_profile(int& iprofile) {
     m_profiles.pop_back();
 }
 
+void zeStat_storage::compact() {
+    m_concept_infos.compact();
+    for (const auto& each : m_profiles) {
+        each->m_Ps.compact();
+    }
+}
+
 void zeStat_storage::set_defaults(zeDefaults& defaults, zeSetDefaults& flags) {
     apply(flags.use_new_ZC, m_use_new_ZC, defaults.use_new_ZC);
     apply(flags.use_normalization, m_use_normalization, defaults.use_normalization);

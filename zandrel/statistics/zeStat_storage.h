@@ -11,6 +11,7 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/concept_map.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/persistence/zeDefaults.h"
@@ -214,6 +215,9 @@ public:
     // Deletes a profile; the last one moves into its place. The table of all concepts and the
     // totals are not touched.
     void delete_profile(int& iprofile);
+    // Forgets the places of erased concepts in all tables. Iterators and positions change.
+    // COST: linear in the tables that have erased entries.
+    void compact();
 
     // Settings.
 

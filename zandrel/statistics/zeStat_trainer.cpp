@@ -93,6 +93,8 @@ void zeStat_trainer::calculate_profiles(bool remove) {
     if (builds_likelihood) {
         calculate_likelihood();
     }
+    // The passes above enter again what they have erased, so the places were kept until here.
+    m_storage->compact();
 }
 
 void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, bool remove) {
