@@ -19,6 +19,7 @@
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Long_work.h"
+#include "cli/model/leave_to_exit.h"
 #include "cli/text/Json.h"
 #include "cli/text/Shown_text.h"
 #include "cli/text/print_warning.h"
@@ -219,6 +220,7 @@ void classify(const Filter_words& words, Command_result& result) {
         work_on_container(words.kc_file,
                           [&] { classify_lines(input, words.classify, *model, std::cout); });
     });
+    leave_to_exit(model->manager());
 }
 
 // RAISES: Usage_error.
@@ -241,6 +243,7 @@ void explain(const Filter_words& words, Command_result& result) {
     with_lines_of(words, result, [&](const Line_input& input) {
         work_on_container(words.kc_file, [&] { explain_lines(input, options, *model, std::cout); });
     });
+    leave_to_exit(model->manager());
 }
 
 CLI::App& add_filter(CLI::App& app, const char* name, const char* description,

@@ -20,6 +20,7 @@
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
 #include "cli/model/Worker_pool.h"
+#include "cli/model/leave_to_exit.h"
 
 namespace cli {
 
@@ -379,6 +380,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);
     }
+    leave_to_exit(model.manager());
     result.peak_memory_bytes = peak_memory_bytes();
     return result;
 }

@@ -23,6 +23,7 @@ namespace Zandrel {
 constexpr int LIKELIHOOD_SIZE = 30;       // bins of a likelihood table
 constexpr int MAX_LIKELIHOOD_AGE = 1000;  // ceiling of a profile's likelihood age
 
+class Concept_row;
 struct Kept_training;
 
 }  // namespace Zandrel
@@ -282,10 +283,11 @@ private:
     void dump_profile_head(Hio<HSegment>& io, const Profile& dumped) const;
     void dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped) const;
     void load_profile_index(Hio<HSegment>& io, zeNode* node);
-    void load_concept_infos(Hio<HSegment>& io);
-    void load_profiles(Hio<HSegment>& io, zeNode* node, Zandrel::Kept_training* kept);
+    void load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row);
+    template <class Take_training>
+    void load_profiles(Hio<HSegment>& io, zeNode* node, Take_training&& take_training);
     void load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* node);
-    void load_training(Hio<HSegment>& io, Profile& p) const;
+    void load_training(Hio<HSegment>& io, Profile& p, Zandrel::Concept_row& row) const;
     void load_for_classifying(Hio<HSegment>& io, zeNode* node);
     void load_kept();
     bool has_signed_settings() const;

@@ -9,6 +9,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
+#include "zandrel/statistics/Concept_row.h"
 #include "zandrel/statistics/Kept_training.h"
 #include "zandrel/storage/Record_reader.h"
 
@@ -106,8 +107,9 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
     if (m_manager != nullptr && !m_manager->m_io.IsNull() && m_manager->m_io->m_for_classifying) {
         load_for_classifying(io, node);
     } else {
-        load_concept_infos(io);
-        load_profiles(io, node, nullptr);
+        Zandrel::Concept_row row;
+        load_concept_infos(io, row);
+        load_profiles(io, node, [&](Profile& profile) { load_training(io, profile, row); });
         require_sound();
         require_possible_numbers();
     }
@@ -118,7 +120,7 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
 void zeStat_storage::load_for_classifying(Hio<HSegment>& io, zeNode* node) {
     auto kept = std::make_unique<Zandrel::Kept_training>();
     kept->concept_infos = kept->PassConceptInfos(io);
-    load_profiles(io, node, kept.get());
+    load_profiles(io, node, [&](Profile&) { kept->profiles.push_back(kept->PassTraining(io)); });
     require_sound();
     require_possible_heads();
     kept->has_signed_settings = has_signed_settings();
@@ -133,10 +135,11 @@ void zeStat_storage::load_kept() {
     try {
         Hio<HSegment> io(new HSegment(m_kept->record, 'r'));
         io.device->Seek(static_cast<int>(m_kept->concept_infos.begin));
-        load_concept_infos(io);
+        Zandrel::Concept_row row;
+        load_concept_infos(io, row);
         for (std::size_t iprofile = 0; iprofile < m_profiles.size(); ++iprofile) {
             io.device->Seek(static_cast<int>(m_kept->profiles[iprofile].begin));
-            load_training(io, *m_profiles[iprofile]);
+            load_training(io, *m_profiles[iprofile], row);
         }
         require_sound_histograms();
         require_possible_kept();
@@ -151,12 +154,16 @@ void zeStat_storage::load_kept() {
     m_kept.reset();
 }
 
-void zeStat_storage::load_concept_infos(Hio<HSegment>& io) {
+// `row`: gets the concepts.
+void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row) {
     Zandrel::Record_reader reader(io);
     unsigned int left = reader.Count(kLeastConceptInfoSize);
     make_room(m_concept_infos, left);
+    row.reserve(left);
     for (; left > 0; --left) {
-        Concept_info& info = m_concept_infos[Concept::insert_view(reader.Text())];
+        const auto entry = m_concept_infos.try_emplace(Concept::insert_view(reader.Text())).first;
+        row.add(entry->first);
+        Concept_info& info = entry->second;
         info.m_weight = reader.Get<double>();
         info.m_rate = reader.Get<double>();
         info.m_num_Ps = static_cast<int>(reader.Get<unsigned int>());
@@ -201,19 +208,16 @@ void zeStat_storage::load_profile_index(Hio<HSegment>& io, zeNode* node) {
     }
 }
 
-// `kept`: where the training data are noted, which are passed over; null: they are read.
-void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node, Zandrel::Kept_training* kept) {
+// `take_training` does what is to be done with the training data of a profile.
+template <class Take_training>
+void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node, Take_training&& take_training) {
     const unsigned int profile_count = io.ReadCount(kLeastProfileSize);
     m_profiles.reserve(profile_count);
     for (unsigned int i = 0; i < profile_count; ++i) {
         auto made = std::make_unique<Profile>();
         made->m_Ps.rehash(kInitialBuckets);
         load_profile_head(io, *made, node);
-        if (kept == nullptr) {
-            load_training(io, *made);
-        } else {
-            kept->profiles.push_back(kept->PassTraining(io));
-        }
+        take_training(*made);
         m_profiles.push_back(std::move(made));
     }
 }
@@ -267,7 +271,8 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile,
 
 void zeStat_storage::LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node) {
     load_profile_head(io, p, node);
-    load_training(io, p);
+    Zandrel::Concept_row unknown;
+    load_training(io, p, unknown);
 }
 
 void zeStat_storage::load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* node) {
@@ -286,7 +291,8 @@ void zeStat_storage::load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* no
     LoadLikelihood(io, p);
 }
 
-void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p) const {
+// `row`: the table of all concepts, in the order of its record.
+void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p, Zandrel::Concept_row& row) const {
     Zandrel::Record_reader reader(io);
     p.m_bins.resize(reader.Count(kBinSize));
     for (Result_bin& bin : p.m_bins) {
@@ -295,8 +301,8 @@ void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p) const {
     }
     unsigned int left = reader.Count(kLeastPSize);
     make_room(p.m_Ps, left);
-    for (; left > 0; --left) {
-        P& entry = p.m_Ps[Concept::insert_view(reader.Text())];
+    for (row.rewind(); left > 0; --left) {
+        P& entry = p.m_Ps[row.take(reader.Text())];
         entry.m_weight = reader.Get<double>();
         entry.m_selected = reader.Byte();
         entry.m_life = reader.Byte();
