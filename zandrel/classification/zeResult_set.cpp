@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "zandrel/classification/Identity_set.h"
 #include "zandrel/knowledge/zeNode.h"
 
 namespace {
@@ -29,6 +30,13 @@ bool survives_before(const zeResult& left, const zeResult& right) {
         return true;
     }
     return !greater_cat(right, left) && left.node->m_node_id < right.node->m_node_id;
+}
+
+bool has_duplicates(const std::vector<zeResult>& results) {
+    Identity_set met;
+    return !std::all_of(results.begin(), results.end(), [&met](const zeResult& result) {
+        return met.insert(result.node->identity());
+    });
 }
 
 void clear_duplicates(std::vector<zeResult>& results) {
@@ -63,12 +71,6 @@ bool greater_cat(const zeResult& left, const zeResult& right) {
            (left_address == right_address && left.score > right.score);
 }
 
-void zeResult_set::add(zeNode* node, double score) {
-    results.push_back({node, score});
-    sorted = false;
-    deduplicated = false;
-}
-
 int zeResult_set::count() const noexcept {
     const int held = static_cast<int>(results.size());
     return max_results < 0 ? held : std::min(held, max_results);
@@ -85,17 +87,27 @@ zeResult& zeResult_set::get_result(int rank) {
 }
 
 void zeResult_set::eliminate_duplicated_results() {
-    deduplicated = true;
-    if (results.size() < 2) {
-        return;
+    if (results.size() >= 2) {
+        // Only a node that is reached in two ways, or a category at two places, is there twice.
+        if (has_duplicates(results)) {
+            std::sort(results.begin(), results.end(), survives_before);
+            clear_duplicates(results);
+            erase_cleared(results);
+        }
+        sorted = false;
     }
-    std::sort(results.begin(), results.end(), survives_before);
-    clear_duplicates(results);
-    erase_cleared(results);
-    sorted = false;
+    deduplicated = true;
 }
 
 void zeResult_set::sort_best_first() {
+    sorted = true;
+    // A walk adds its results in this order. What exceeds the maximum goes all the same.
+    if (std::is_sorted(results.begin(), results.end(), is_better)) {
+        if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
+            results.resize(static_cast<std::size_t>(max_results));
+        }
+        return;
+    }
     if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
         const auto end_of_wanted = results.begin() + max_results;
         std::partial_sort(results.begin(), end_of_wanted, results.end(), is_better);
@@ -103,5 +115,4 @@ void zeResult_set::sort_best_first() {
     } else {
         std::sort(results.begin(), results.end(), is_better);
     }
-    sorted = true;
 }

@@ -37,7 +37,12 @@ public:
     }
 
     // Appends a result, whatever its score.
-    void add(zeNode* node, double score);
+    void add(zeNode* node, double score) {
+        results.push_back({node, score});
+        sorted = false;
+        deduplicated = false;
+    }
+
     // The number of results, at most `max_results` unless that is negative.
     int count() const noexcept;
     // The result at a rank, from 0. The first call removes duplicates, sorts, and erases for good

@@ -1,8 +1,7 @@
 // The best-first walk of a message down the tree.
 #include "zandrel/classification/zeWorkflow.h"
 
-#include <algorithm>
-
+#include "zandrel/classification/Frontier.h"
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -12,45 +11,6 @@
 unsigned int g_ClassifyCount = 0;
 
 namespace {
-
-// One entry of the frontier: a node and the product of the scores on the way to it.
-struct Node_score {
-    zeNode* node;
-    double score;
-
-    // The highest score is taken first and, among equals, the greatest name. The lowest id settles
-    // what is left, nodes of one name, so that a heap's order among equals reaches no result.
-    bool operator<(const Node_score& other) const noexcept {
-        if (score != other.score) {
-            return score < other.score;
-        }
-        if (node->m_concept != other.node->m_concept) {
-            return node->m_concept < other.node->m_concept;
-        }
-        return node->m_node_id > other.node->m_node_id;
-    }
-};
-
-// What is known but not yet expanded: a binary heap, so that the best path always comes next.
-class Frontier {
-public:
-    bool empty() const noexcept { return m_heap.empty(); }
-
-    const Node_score& best() const noexcept { return m_heap.front(); }
-
-    void push(const Node_score& entry) {
-        m_heap.push_back(entry);
-        std::push_heap(m_heap.begin(), m_heap.end());
-    }
-
-    void pop() {
-        std::pop_heap(m_heap.begin(), m_heap.end());
-        m_heap.pop_back();
-    }
-
-private:
-    std::vector<Node_score> m_heap;
-};
 
 // Whether the set has all the results that its caller wants, duplicates not counted.
 bool is_full(zeResult_set& results, int wanted) {
@@ -63,8 +23,7 @@ bool is_full(zeResult_set& results, int wanted) {
     return results.count() >= wanted;
 }
 
-// One walk of one message. The classifier's answers go on the frontier from the best down; they
-// are sorted, so the first that cannot pass ends them.
+// One walk of one message.
 class Walk {
 public:
     Walk(zeMsg& msg, double threshold, bool use_thresholds)
@@ -75,18 +34,7 @@ public:
         zeResult_set answers(m_threshold / from.score, -1);
         classifier.classify(m_msg, answers, from.score, m_use_thresholds);
         ++g_ClassifyCount;
-        if (!answers.deduplicated) {
-            answers.eliminate_duplicated_results();
-        }
-        for (int rank = 0; rank < answers.count(); ++rank) {
-            const zeResult& answer = answers.get_result(rank);
-            const double product = from.score * answer.score;
-            // The threshold that counts is that of the node being expanded.
-            if (product == 0.0 || product < m_threshold || product < from.node->m_threshold) {
-                break;
-            }
-            frontier.push({answer.node, product});
-        }
+        frontier.push_answers(from, answers, m_threshold);
     }
 
     Frontier frontier;
@@ -115,8 +63,8 @@ void zeWorkflow::classify(zeMsg& msg, zeResult_set& results, bool skip_no_score,
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     Walk walk(msg, threshold, use_thresholds);
     walk.frontier.push({m_root, 1.0});
-    while (!walk.frontier.empty()) {
-        const Node_score best = walk.frontier.best();
+    while (const Node_score* const next = walk.frontier.best()) {
+        const Node_score best = *next;
         zeClassifier* const classifier = tree->get_classifier(best.node);
         if (best.score == 0.0 || best.score < threshold) {
             return;

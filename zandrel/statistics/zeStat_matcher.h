@@ -9,6 +9,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/concept_map.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/statistics/zeStat_storage.h"
@@ -140,6 +141,7 @@ private:
     const float* find_weight(const Concept& wanted, int iprofile) const;
     void add_scores(zeSml& view, zeResult_set& results, double node_score, bool use_thresholds);
     void select_if_needed(zeStat_storage& storage);
+    void load_table(Hio<HSegment>& io);
     void require_sound_table() const;
     void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
                           bool is_relevant) const;

@@ -9,6 +9,7 @@
 #include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
+#include "zandrel/storage/Record_reader.h"
 
 namespace {
 
@@ -42,24 +43,28 @@ void zeStat_matcher::Dump(Hio<HSegment>& io) const {
 }
 
 void zeStat_matcher::Load(Hio<HSegment>& io) {
-    m_table.clear();
-    const unsigned int entry_count = io.ReadCount(kLeastEntrySize);
-    m_table.reserve(entry_count);
-    for (unsigned int i = 0; i < entry_count; ++i) {
-        Concept entry;
-        io >> entry;
-        std::vector<Concept_weight>& pairs = m_table[entry];
-        pairs.resize(io.ReadCount(kPairSize));
-        for (Concept_weight& pair : pairs) {
-            io >> pair.m_weight >> pair.m_iprofile;
-        }
-    }
+    load_table(io);
     unsigned int storage_id = 0;
     io >> storage_id;
     m_storage = dynamic_cast<zeStat_storage*>(m_manager->m_io->LoadObject(storage_id, m_node));
     ZANDREL_ASSERT(m_storage != nullptr, "m_storage");
     require_sound_table();
     build_avg_likelihood();
+}
+
+void zeStat_matcher::load_table(Hio<HSegment>& io) {
+    Zandrel::Record_reader reader(io);
+    m_table.clear();
+    unsigned int left = reader.Count(kLeastEntrySize);
+    m_table.reserve(left);
+    for (; left > 0; --left) {
+        std::vector<Concept_weight>& pairs = m_table[Concept::insert_view(reader.Text())];
+        pairs.resize(reader.Count(kPairSize));
+        for (Concept_weight& pair : pairs) {
+            pair.m_weight = reader.Get<float>();
+            pair.m_iprofile = static_cast<int>(reader.Get<unsigned int>());
+        }
+    }
 }
 
 void zeStat_matcher::require_sound_table() const {

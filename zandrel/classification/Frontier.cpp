@@ -1,0 +1,141 @@
+// The frontier of a walk, without sorting.
+//
+// A classifier with a thousand categories gives a thousand answers, and most walks want one result.
+// So the answers of one classifier stay in a heap, and only their best is in the frontier. When it
+// is taken, the next one comes up. A walk for k results of n answers costs n + k log n.
+//
+// Example: the root's classifier answers a = 0.9, b = 0.2, c = 0.7. The frontier holds a, while b
+// and c wait. The walk takes a; then c comes up, and b waits for ever if two results are enough.
+//
+// Duplicates. A classifier may name one category twice, as two leaves of one name. Only the one
+// with the highest score counts, and of equal ones the oldest. The best comes up first, so each
+// further one is known by its identity when it comes up, and is dropped. One case needs more:
+// products of different scores can be equal after rounding, and then the name and the id decide
+// which comes up first, though the scores decide which one counts. Therefore all answers that are
+// equal in product and name are taken together, cleared of duplicates, and put in the order of
+// their ids.
+#include "zandrel/classification/Frontier.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "zandrel/knowledge/zeNode.h"
+
+bool Node_score::operator<(const Node_score& other) const noexcept {
+    if (score != other.score) {
+        return score < other.score;
+    }
+    if (node->m_concept != other.node->m_concept) {
+        return node->m_concept < other.node->m_concept;
+    }
+    return node->m_node_id > other.node->m_node_id;
+}
+
+Ranked_answers::Ranked_answers(const Node_score& from, std::vector<zeResult> answers,
+                               double threshold)
+    : m_score(from.score),
+      m_threshold(threshold),
+      m_node_threshold(from.node->m_threshold),
+      m_heap(std::move(answers)) {
+    std::make_heap(m_heap.begin(), m_heap.end(),
+                   [this](const auto& left, const auto& right) { return is_less(left, right); });
+}
+
+bool Ranked_answers::is_less(const zeResult& left, const zeResult& right) const noexcept {
+    return Node_score{left.node, m_score * left.score} <
+           Node_score{right.node, m_score * right.score};
+}
+
+bool Ranked_answers::ties(const zeResult& left, const zeResult& right) const noexcept {
+    return m_score * left.score == m_score * right.score &&
+           left.node->m_concept == right.node->m_concept;
+}
+
+bool Ranked_answers::take(Node_score& best) {
+    while (m_tied.empty()) {
+        if (m_heap.empty() || !is_way_on(m_score * m_heap.front().score)) {
+            m_heap.clear();  // the others are no better
+            return false;
+        }
+        const zeResult first = pop();
+        if (!m_heap.empty() && ties(first, m_heap.front())) {
+            settle_tie(first);
+        } else if (m_taken.insert(first.node->identity())) {
+            m_tied.push_back(first);
+        }
+    }
+    best = {m_tied.back().node, m_score * m_tied.back().score};
+    m_tied.pop_back();
+    return true;
+}
+
+zeResult Ranked_answers::pop() {
+    std::pop_heap(m_heap.begin(), m_heap.end(),
+                  [this](const auto& left, const auto& right) { return is_less(left, right); });
+    const zeResult popped = m_heap.back();
+    m_heap.pop_back();
+    return popped;
+}
+
+void Ranked_answers::settle_tie(const zeResult& first) {
+    zeResult_set equals(0.0, -1);
+    equals.results.push_back(first);
+    while (!m_heap.empty() && ties(first, m_heap.front())) {
+        equals.results.push_back(pop());
+    }
+    equals.eliminate_duplicated_results();
+    std::copy_if(equals.results.begin(), equals.results.end(), std::back_inserter(m_tied),
+                 [this](const zeResult& each) { return m_taken.insert(each.node->identity()); });
+    std::sort(m_tied.begin(), m_tied.end(), [](const zeResult& left, const zeResult& right) {
+        return left.node->m_node_id > right.node->m_node_id;
+    });
+}
+
+void Frontier::enter(const Entry& entry) {
+    m_heap.push_back(entry);
+    std::push_heap(m_heap.begin(), m_heap.end());
+}
+
+void Frontier::push(const Node_score& entry) {
+    enter({entry, kNoSource});
+}
+
+// Products rise with the answers only where the score is above 0. A walk with a threshold below 0
+// can come to a score below it. There, and where a classifier says that its answers are without
+// duplicates, the answers are gone through in the order of the set.
+void Frontier::push_answers(const Node_score& from, zeResult_set& answers, double threshold) {
+    if (from.score > 0.0 && !answers.deduplicated) {
+        m_sources.emplace_back(from, std::move(answers.results), threshold);
+        push_best_of(m_sources.size() - 1);
+        return;
+    }
+    for (int rank = 0; rank < answers.count(); ++rank) {
+        const zeResult answer = answers.get_result(rank);
+        const double product = from.score * answer.score;
+        if (product == 0.0 || product < threshold || product < from.node->m_threshold) {
+            break;
+        }
+        push({answer.node, product});
+    }
+}
+
+void Frontier::push_best_of(std::size_t source) {
+    Node_score best = {};
+    if (m_sources[source].take(best)) {
+        enter({best, source});
+    }
+}
+
+const Node_score* Frontier::best() {
+    if (m_waiting != kNoSource) {
+        push_best_of(std::exchange(m_waiting, kNoSource));
+    }
+    return m_heap.empty() ? nullptr : &m_heap.front().found;
+}
+
+void Frontier::pop() {
+    std::pop_heap(m_heap.begin(), m_heap.end());
+    m_waiting = m_heap.back().source;
+    m_heap.pop_back();
+}

@@ -1,0 +1,85 @@
+// Frontier: what a walk has found but not yet searched.
+// Not installed: the library's own.
+#ifndef ZANDREL_CLASSIFICATION_FRONTIER_H_
+#define ZANDREL_CLASSIFICATION_FRONTIER_H_
+
+#include <cstddef>
+#include <vector>
+
+#include "zandrel/classification/Identity_set.h"
+#include "zandrel/classification/zeResult_set.h"
+
+struct zeNode;
+
+// A node and the product of the scores on the way to it.
+struct Node_score {
+    zeNode* node;
+    double score;
+
+    // The highest score is taken first and, among equals, the greatest name. The lowest id settles
+    // what is left, nodes of one name, so that the order within a heap reaches no result.
+    bool operator<(const Node_score& other) const noexcept;
+};
+
+// The answers of one classifier for one message, handed out best first. Nothing is sorted: a
+// caller seldom wants more than the first few of many. See Frontier.cpp for how duplicates go.
+class Ranked_answers {
+public:
+    // The answers of the classifier at `from`. Those are no way on whose product with the score of
+    // `from` is 0 or below `threshold` or below the threshold of the node of `from`.
+    // REQUIRES: a score of `from` above 0.
+    Ranked_answers(const Node_score& from, std::vector<zeResult> answers, double threshold);
+
+    // Takes the best that is left and returns true; false if there is none.
+    bool take(Node_score& best);
+
+private:
+    bool is_less(const zeResult& left, const zeResult& right) const noexcept;
+    bool ties(const zeResult& left, const zeResult& right) const noexcept;
+    zeResult pop();
+    void settle_tie(const zeResult& first);
+
+    bool is_way_on(double product) const noexcept {
+        return product != 0.0 && !(product < m_threshold) && !(product < m_node_threshold);
+    }
+
+    double m_score;                // of the node that was asked
+    double m_threshold;            // of the walk
+    double m_node_threshold;       // of the node that was asked, not of those that it answers
+    std::vector<zeResult> m_heap;  // not yet looked at
+    std::vector<zeResult> m_tied;  // equals that have been put in order, the next one last
+    Identity_set m_taken;
+};
+
+// A priority queue in which each classifier's answers have one place, that of their best: a walk
+// that ends after a few results never orders the others.
+class Frontier {
+public:
+    void push(const Node_score& entry);
+    // Enters what the classifier at `from` has answered.
+    void push_answers(const Node_score& from, zeResult_set& answers, double threshold);
+
+    // The best entry, null if there is none.  VALID UNTIL: the next call of a member.
+    const Node_score* best();
+    // Takes the best entry out.  REQUIRES: there is one.
+    void pop();
+
+private:
+    static constexpr std::size_t kNoSource = static_cast<std::size_t>(-1);
+
+    struct Entry {
+        Node_score found;
+        std::size_t source;  // the index of the answers that it comes from
+
+        bool operator<(const Entry& other) const noexcept { return found < other.found; }
+    };
+
+    void enter(const Entry& entry);
+    void push_best_of(std::size_t source);
+
+    std::vector<Entry> m_heap;
+    std::vector<Ranked_answers> m_sources;
+    std::size_t m_waiting = kNoSource;  // answers whose best was popped, the next not yet entered
+};
+
+#endif  // ZANDREL_CLASSIFICATION_FRONTIER_H_
