@@ -174,4 +174,25 @@ TEST_F(zeMemoryCorpusTest, MessagesOutliveTheirCorpus) {
     EXPECT_EQ(msg->categories.at(0), term("a"));
 }
 
+// A corpus that only has what every corpus must have.
+class Position_corpus : public zeMemoryCorpus {
+public:
+    qtPtrLight<zeMsg> get_numbered_msg(int msg_number) override {
+        return zeCorpus::get_numbered_msg(msg_number);
+    }
+};
+
+TEST(PositionCorpusTest, NumberedMessageIsTheOneAtThatPosition) {
+    Position_corpus corpus;
+    for (const char* const label : {"a", "b", "c"}) {
+        MessageBuilder().labels({label}).add_to(corpus);
+    }
+
+    for (int number = 0; number < 3; ++number) {
+        const qtPtrLight<zeMsg> msg = corpus.get_msg(corpus.get_msg(number));
+        EXPECT_EQ(corpus.get_numbered_msg(number), msg);
+        EXPECT_EQ(corpus.zeMemoryCorpus::get_numbered_msg(number), msg);
+    }
+}
+
 }  // namespace

@@ -77,6 +77,12 @@ TEST_F(zeStatStorageTest, FindsEachProfileByItsNode) {
     EXPECT_EQ(m_storage.profile(2).m_node, &m_c);
 }
 
+// A model of 20 categories with 10,000 features has millions of these entries.
+TEST(zeStatStorageSizesTest, EntriesOfTheTablesAreSmall) {
+    EXPECT_EQ(sizeof(zeStat_storage::Ps::value_type), 24U);
+    EXPECT_EQ(sizeof(zeStat_storage::Concept_infos::value_type), 32U);
+}
+
 TEST_F(zeStatStorageTest, AppendsANewProfileCleared) {
     zeNode node(term("new"));
     m_storage.m_profile_size = 23;

@@ -157,7 +157,7 @@ public:
     // All positions are below it. It counts the live entries and the erased ones.
     Position position_limit() const noexcept { return m_place_count; }
 
-    // The position of a live entry. REQUIRES: not the end.
+    // The position of a live entry. That of the end is a number at which no entry can be.
     Position position(const_iterator entry) const noexcept { return entry.m_position; }
 
     // The live entry at a position, or the end.

@@ -34,7 +34,7 @@ void zeCorpus_view::add_msg(int index) {
 }
 
 void zeCorpus_view::add_msg(int index, zeManager* manager) {
-    const qtPtrLight<zeMsg> msg = corpus->get_msg(corpus->get_msg(index));
+    const qtPtrLight<zeMsg> msg = corpus->get_numbered_msg(index);
     add_msg(index);
     std::vector<zeNode*>& cats = msgs.back().cats;
     const qtPtrLight<zePhysicalTree> tree = manager->m_physical_tree;

@@ -1,5 +1,7 @@
 #include "zandrel/messages/zeMemoryCorpus.h"
 
+#include <cstddef>
+
 namespace {
 
 using Msgs = std::vector<qtPtrLight<zeMsg>>;
@@ -36,4 +38,8 @@ zeCorpus::iMsg zeMemoryCorpus::get_msg(int msg_number) {
 
 qtPtrLight<zeMsg> zeMemoryCorpus::get_msg(const iMsg& position) const {
     return zeGet_iv<Msgs>(position.handle);
+}
+
+qtPtrLight<zeMsg> zeMemoryCorpus::get_numbered_msg(int msg_number) {
+    return msgs[static_cast<std::size_t>(msg_number)];
 }

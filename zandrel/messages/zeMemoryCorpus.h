@@ -18,6 +18,7 @@ public:
     bool end(iMsg& position) override;
     iMsg get_msg(int msg_number) override;
     qtPtrLight<zeMsg> get_msg(const iMsg& position) const override;
+    qtPtrLight<zeMsg> get_numbered_msg(int msg_number) override;
 
     std::vector<qtPtrLight<zeMsg>> msgs;
 };

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/messages/Text_order.h"
 
 zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
@@ -24,10 +25,7 @@ zeSml::zeSml(const zeSml& source) : zeSml(source, 0.0) {}
 zeSml::zeSml(const zeSml& source, double clip_value)
     : m_total_weight(source.m_total_weight), m_clip_value(source.m_clip_value) {
     check_clipping_value(clip_value);
-    const bool tightens = clip_value != 0.0 && clip_value < source.m_clip_value;
-    if (source.m_clip_value == 0.0 || tightens) {
-        m_clip_value = clip_value;
-    }
+    m_clip_value = Clipped_bag::ceiling_of_copy(source, clip_value);
     m_concepts.reserve(source.m_concepts.size());
     for (const Concept_info& entry : source.m_concepts) {
         const double clipped = clip_weight(entry.m_weight);
@@ -43,10 +41,7 @@ void zeSml::check_clipping_value(double clip_value) {
 }
 
 double zeSml::clip_weight(double weight) const noexcept {
-    if (m_clip_value == 0.0 || m_clip_value > weight) {
-        return weight;
-    }
-    return m_clip_value;
+    return Clipped_bag::clip_weight(weight, m_clip_value);
 }
 
 void zeSml::feed(const zeSml_feeder& feeder) {
@@ -115,11 +110,9 @@ bool zeSml::operator==(const zeSml& other) const {
 }
 
 qtPtrLight<zeSml> zeSml::get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value) {
-    const double ceiling = source->m_clip_value;
-    if (clip_value == 0.0 || (ceiling != 0.0 && clip_value > ceiling)) {
-        return source;
-    }
-    return qtPtrLight<zeSml>(new zeSml(*source, clip_value));
+    return Clipped_bag::is_clipped(*source, clip_value)
+               ? qtPtrLight<zeSml>(new zeSml(*source, clip_value))
+               : source;
 }
 
 void zeSml::Dump(Hio<Generic32>& io) const {

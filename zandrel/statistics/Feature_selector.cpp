@@ -66,9 +66,13 @@ void Feature_selector::offer_own_concepts(zeStat_storage::Profile& profile,
 
 void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
                                          const Concept_judge& judge) {
-    const auto info = m_storage.m_concept_infos.find(P->first);
-    offer(judge.judge(m_storage.end(info) ? nullptr : &info->second, P->second.m_weight), P->first,
-          &P->second);
+    const auto info = m_storage.m_concept_infos.find(P->first, P->second.m_info);
+    if (m_storage.end(info)) {
+        offer(judge.judge(nullptr, P->second.m_weight), P->first, &P->second);
+        return;
+    }
+    P->second.m_info = m_storage.m_concept_infos.position(info);
+    offer(judge.judge(&info->second, P->second.m_weight), P->first, &P->second);
 }
 
 void Feature_selector::offer_outside_concepts(zeStat_storage::Profile& profile,

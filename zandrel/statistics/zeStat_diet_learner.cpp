@@ -128,7 +128,7 @@ long long zeStat_diet_learner::estimate_concept_count(zeCorpus_view& view) {
     long long total = 0;
     m_not_finite.clear();
     for (const zeCorpus_view::Msg& entry : view.msgs) {
-        const qtPtrLight<zeMsg> msg = view.corpus->get_msg(view.corpus->get_msg(entry.index));
+        const qtPtrLight<zeMsg> msg = view.corpus->get_numbered_msg(entry.index);
         if (!msg.IsNull() && !Zandrel::has_finite_weights(*msg)) {
             m_not_finite.insert(entry.index);
         } else if (!msg.IsNull() && !msg->active_bag().IsNull()) {

@@ -91,7 +91,8 @@ void zeStat_diet_learner::delete_Ps(int& iprofile, std::vector<Concept_info>& ca
                          candidates.end());
     }
     for (const Concept_info& candidate : candidates) {
-        const auto info = m_storage->m_concept_infos.find(candidate.m_P->first);
+        const auto info =
+            m_storage->m_concept_infos.find(candidate.m_P->first, candidate.m_P->second.m_info);
         if (!m_storage->end(info)) {
             info->second.m_num_Ps = std::max(info->second.m_num_Ps, 1) - 1;
         }

@@ -192,7 +192,7 @@ void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove
     const double r = sum_M / m_storage->m_total_msg_weight;
     const double divisor = Wp * sum_M * r;
     for (const auto& [word, P] : profile.m_Ps) {
-        const auto info = m_storage->m_concept_infos.find(word);
+        const auto info = m_storage->m_concept_infos.find(word, P.m_info);
         if (m_storage->end(info)) {
             continue;
         }

@@ -11,6 +11,7 @@
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/options/zeOptMap.h"
 #include "zandrel/statistics/Finite_weights.h"
 
@@ -106,90 +107,100 @@ void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, 
 }
 
 qtPtrLight<zeMsg> zeStat_trainer::fetch(const zeCorpus_view::Msg& entry) const {
-    zeCorpus& corpus = *m_view->corpus;
-    return corpus.get_msg(corpus.get_msg(entry.index));
+    return m_view->corpus->get_numbered_msg(entry.index);
 }
 
-// The view of the message's bag, or null, with a trace, if there is nothing to count.
+// Collects what the message brings to the model in `m_counted`. Returns false, with a trace, if
+// there is nothing to count.
 //
 // Clipping can change a total that was finite and not 0, if weights are below 0 or far apart. For
 // example, a ceiling of 3 makes of 10 and -3 a total of 0, and of 1e308, -1e308 and -1e308 an
 // infinite one. Shares of 0 are not numbers, and an infinite total would stay in the model.
-qtPtrLight<zeSml> zeStat_trainer::view_to_count(const qtPtrLight<zeMsg>& msg, int index) const {
+bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
     if (!msg.IsNull() && !Zandrel::has_finite_weights(*msg)) {
         tracef(s_trace_file, kTraceDebug, "Message has a weight that is not finite (message %d)",
                index);
-        return {};
+        return false;
     }
     if (!msg.IsNull() && !msg->active_bag().IsNull() && msg->active_bag()->m_total_weight != 0.0) {
-        qtPtrLight<zeSml> view = zeSml::get_clipped_sml(msg->active_bag(), m_storage->m_clip_value);
-        if (view->m_total_weight != 0.0 && std::isfinite(view->m_total_weight)) {
-            return view;
+        const Clipped_bag bag(*msg->active_bag(), m_storage->m_clip_value);
+        if (bag.total_weight() != 0.0 && std::isfinite(bag.total_weight())) {
+            m_counted.weight = msg->weight;
+            m_counted.total = bag.total_weight();
+            m_counted.shares.clear();
+            for (const zeSml::Concept_info& entry : bag.concepts()) {
+                const double weight = bag.weight(entry);
+                if (weight > 0.0) {
+                    const double amount = msg->weight * weight / bag.total_weight();
+                    m_counted.shares.push_back(
+                        {&entry.m_concept, amount, Remembered_places::kUnknown});
+                }
+            }
+            return true;
         }
     }
     tracef(s_trace_file, kTraceDebug, "SML does not exist or empty (message %d)", index);
-    return {};
+    return false;
 }
 
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
     const qtPtrLight<zeMsg> msg = fetch(entry);
-    const qtPtrLight<zeSml> view = view_to_count(msg, entry.index);
-    if (view.IsNull()) {
+    if (!collect_shares(msg, entry.index)) {
         return;
     }
-    const Counted counted = {msg->weight, *view};
     if (remove) {
-        remove_from_totals(counted);
-        remove_concepts(counted);
+        remove_from_totals();
+        remove_concepts();
         for (zeNode* const& node : entry.cats) {
-            remove_from_profile(node, counted);
+            remove_from_profile(node);
         }
-        reduce(m_storage->m_total_sml_weight, view->m_total_weight);
+        reduce(m_storage->m_total_sml_weight, m_counted.total);
     } else {
-        add_to_totals(counted);
-        add_concepts(counted);
+        add_to_totals();
+        add_concepts();
         for (zeNode* const& node : entry.cats) {
-            add_to_profile(node, counted);
+            add_to_profile(node);
         }
-        m_storage->m_total_sml_weight += view->m_total_weight;
+        m_storage->m_total_sml_weight += m_counted.total;
     }
 }
 
-void zeStat_trainer::add_to_totals(const Counted& msg) {
-    m_storage->m_total_weight += msg.weight;
-    m_storage->m_total_msg_weight += msg.weight;
+void zeStat_trainer::add_to_totals() {
+    m_storage->m_total_weight += m_counted.weight;
+    m_storage->m_total_msg_weight += m_counted.weight;
     raise_by_one(m_storage->m_num_msgs);
 }
 
-void zeStat_trainer::remove_from_totals(const Counted& msg) {
-    reduce(m_storage->m_total_weight, msg.weight);
-    reduce(m_storage->m_total_msg_weight, msg.weight);
+void zeStat_trainer::remove_from_totals() {
+    reduce(m_storage->m_total_weight, m_counted.weight);
+    reduce(m_storage->m_total_msg_weight, m_counted.weight);
     reduce(m_storage->m_num_msgs);
 }
 
-void zeStat_trainer::add_concepts(const Counted& msg) {
-    for (const zeSml::Concept_info& entry : msg.bag.m_concepts) {
-        if (entry.m_weight > 0.0) {
-            bool added = false;
-            auto& info = m_storage->get_or_add_concept_info(entry.m_concept, added)->second;
-            info.m_weight += msg.weight * entry.m_weight / msg.bag.m_total_weight;
-            info.m_rate += 1.0;
-        }
+void zeStat_trainer::add_concepts() {
+    Concept_infos& infos = m_storage->m_concept_infos;
+    for (Share& share : m_counted.shares) {
+        const auto info = infos.try_emplace(*share.known, m_places.guess()).first;
+        info->second.m_weight += share.amount;
+        info->second.m_rate += 1.0;
+        share.info = infos.position(info);
     }
 }
 
-void zeStat_trainer::remove_concepts(const Counted& msg) {
-    for (const zeSml::Concept_info& entry : msg.bag.m_concepts) {
-        const auto found = m_storage->m_concept_infos.find(entry.m_concept);
-        if (!(entry.m_weight > 0.0) || found == m_storage->m_concept_infos.end()) {
+void zeStat_trainer::remove_concepts() {
+    Concept_infos& infos = m_storage->m_concept_infos;
+    for (Share& share : m_counted.shares) {
+        const auto found = infos.find(*share.known);
+        share.info = infos.position(found);
+        m_places.note(share.info);
+        if (m_storage->end(found)) {
             continue;
         }
-        const double share = msg.weight * entry.m_weight / msg.bag.m_total_weight;
-        const double weight = without_share(found->second.m_weight, share);
+        const double weight = without_share(found->second.m_weight, share.amount);
         const double rate = std::max(found->second.m_rate - 1.0, 0.0);
         if (weight == 0.0 || rate == 0.0) {
-            m_storage->m_concept_infos.erase(found);
+            infos.erase(found);
         } else {
             found->second.m_weight = weight;
             found->second.m_rate = rate;
@@ -197,49 +208,46 @@ void zeStat_trainer::remove_concepts(const Counted& msg) {
     }
 }
 
-void zeStat_trainer::add_to_profile(zeNode* const& node, const Counted& msg) {
+void zeStat_trainer::add_to_profile(zeNode* const& node) {
     bool profile_added = false;
     const int iprofile = m_storage->get_or_add_profile(node, profile_added);
     zeStat_storage::Profile& profile = m_storage->profile(iprofile);
-    profile.m_weight += msg.weight;
-    profile.m_msg_weight += msg.weight;
+    profile.m_weight += m_counted.weight;
+    profile.m_msg_weight += m_counted.weight;
     raise_by_one(profile.m_num_msgs);
-    for (const zeSml::Concept_info& entry : msg.bag.m_concepts) {
-        if (!(entry.m_weight > 0.0)) {
-            continue;
-        }
-        bool P_added = false;
-        auto& P = m_storage->get_or_add_P(iprofile, entry.m_concept, P_added)->second;
+    for (const Share& share : m_counted.shares) {
+        const auto [P, P_added] = profile.m_Ps.try_emplace(*share.known, m_places.guess());
         if (P_added) {
-            const auto iconcept_info = m_storage->m_concept_infos.find(entry.m_concept);
+            const auto iconcept_info = m_storage->m_concept_infos.at_position(share.info);
             ZANDREL_ASSERT(!m_storage->end(iconcept_info), "!m_storage->end(iconcept_info)");
             raise_by_one(iconcept_info->second.m_num_Ps);
         }
-        P.m_life = m_storage->m_P_life_expectancy;
-        P.m_weight += msg.weight * entry.m_weight / msg.bag.m_total_weight;
+        P->second.m_info = share.info;
+        P->second.m_life = m_storage->m_P_life_expectancy;
+        P->second.m_weight += share.amount;
     }
 }
 
-void zeStat_trainer::remove_from_profile(zeNode* const& node, const Counted& msg) {
+void zeStat_trainer::remove_from_profile(zeNode* const& node) {
     const int iprofile = m_storage->get_profile(node);
     if (m_storage->end(iprofile)) {
         return;
     }
     zeStat_storage::Profile& profile = m_storage->profile(iprofile);
-    reduce(profile.m_weight, msg.weight);
-    reduce(profile.m_msg_weight, msg.weight);
+    reduce(profile.m_weight, m_counted.weight);
+    reduce(profile.m_msg_weight, m_counted.weight);
     reduce(profile.m_num_msgs);
-    for (const zeSml::Concept_info& entry : msg.bag.m_concepts) {
-        const auto found = profile.m_Ps.find(entry.m_concept);
-        if (!(entry.m_weight > 0.0) || found == profile.m_Ps.end()) {
+    for (const Share& share : m_counted.shares) {
+        const auto found = profile.m_Ps.find(*share.known);
+        m_places.note(profile.m_Ps.position(found));
+        if (found == profile.m_Ps.end()) {
             continue;
         }
-        const double share = msg.weight * entry.m_weight / msg.bag.m_total_weight;
-        found->second.m_weight = without_share(found->second.m_weight, share);
+        found->second.m_weight = without_share(found->second.m_weight, share.amount);
         if (found->second.m_weight != 0.0) {
             continue;
         }
-        const auto iconcept_info = m_storage->m_concept_infos.find(entry.m_concept);
+        const auto iconcept_info = m_storage->m_concept_infos.at_position(share.info);
         if (!m_storage->end(iconcept_info)) {
             reduce(iconcept_info->second.m_num_Ps);
         }

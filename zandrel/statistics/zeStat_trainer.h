@@ -10,6 +10,7 @@
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/Remembered_places.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 class zeManager;
@@ -144,21 +145,30 @@ public:
 private:
     using Candidates = std::vector<Concept_infos::iterator>;
 
-    // What counting a message takes: its weight and its clipped bag.
+    // What a concept of a message brings to the model.
+    struct Share {
+        const Concept* known;          // BORROWS: the bag's
+        double amount;                 // the concept's share of the message's weight
+        Concept_infos::Position info;  // its position in the table of all concepts
+    };
+
+    // What counting a message takes: its weight, the total of its clipped bag, and the shares of
+    // the entries with a weight above 0.
     struct Counted {
-        double weight;
-        const zeSml& bag;
+        double weight = 0.0;
+        double total = 0.0;
+        std::vector<Share> shares;
     };
 
     void check_interrupt();
     qtPtrLight<zeMsg> fetch(const zeCorpus_view::Msg& entry) const;
-    qtPtrLight<zeSml> view_to_count(const qtPtrLight<zeMsg>& msg, int index) const;
-    void add_to_totals(const Counted& msg);
-    void remove_from_totals(const Counted& msg);
-    void add_concepts(const Counted& msg);
-    void remove_concepts(const Counted& msg);
-    void add_to_profile(zeNode* const& node, const Counted& msg);
-    void remove_from_profile(zeNode* const& node, const Counted& msg);
+    bool collect_shares(const qtPtrLight<zeMsg>& msg, int index);
+    void add_to_totals();
+    void remove_from_totals();
+    void add_concepts();
+    void remove_concepts();
+    void add_to_profile(zeNode* const& node);
+    void remove_from_profile(zeNode* const& node);
 
     void match_with_messages_left_out();
     bool can_be_left_out(const std::vector<zeNode*>& cats) const;
@@ -166,6 +176,9 @@ private:
     void select_for_all_profiles();
     void clear_candidates();
     std::size_t most_candidates_needed() const;
+
+    Counted m_counted;           // the message that is being counted
+    Remembered_places m_places;  // of the slice that is left out
 };
 
 // Fills the table of confidences: a tanh from about 0 to 1 with its middle at a rate of 4, rounded

@@ -124,12 +124,15 @@ void zeStat_trainer::match_with_messages_left_out() {
         if (slice.empty()) {
             break;
         }
+        m_places.record();
         calculate_corpus(slice, true);
         match_msgs_for_likelihood(slice);
+        m_places.replay();
         calculate_corpus(slice, false);
         tracef(s_trace_file, kTraceDebug, "Calculated %d slices", ++slice_count);
         check_interrupt();
     }
+    m_places.forget();
 }
 
 void zeStat_trainer::build_slices(std::vector<std::vector<unsigned int>>& slices) {

@@ -1,0 +1,54 @@
+// Remembered_places: where the entries are that a slice of messages has used.
+#ifndef ZANDREL_STATISTICS_REMEMBERED_PLACES_H_
+#define ZANDREL_STATISTICS_REMEMBERED_PLACES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+// Taking a slice of messages out of a model looks up each concept in the table of all concepts and
+// in the profiles. Adding the slice again needs the same entries in the same order, and erased
+// entries have kept their places. So the first pass notes the positions, and the second one takes
+// them as guesses, which spares it the looks into the indexes.
+//
+// A guess may be wrong: `concept_map` checks it.
+class Remembered_places {
+public:
+    using Position = std::uint32_t;
+
+    static constexpr Position kUnknown = 0xffffffffU;
+
+    // The pass that follows notes positions.
+    void record() {
+        m_places.clear();
+        m_is_recording = true;
+    }
+
+    // The pass that follows asks for them.
+    void replay() {
+        m_next = 0;
+        m_is_recording = false;
+    }
+
+    void note(Position place) {
+        if (m_is_recording) {
+            m_places.push_back(place);
+        }
+    }
+
+    Position guess() {
+        return !m_is_recording && m_next < m_places.size() ? m_places[m_next++] : kUnknown;
+    }
+
+    void forget() {
+        m_places = {};
+        m_is_recording = false;
+    }
+
+private:
+    std::vector<Position> m_places;
+    std::size_t m_next = 0;
+    bool m_is_recording = false;
+};
+
+#endif  // ZANDREL_STATISTICS_REMEMBERED_PLACES_H_
