@@ -4,8 +4,11 @@
 #define ZANDREL_STATISTICS_CONCEPT_JUDGE_H_
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/statistics/zeStat_trainer.h"
@@ -83,6 +86,13 @@ public:
         rates.out = ratio(m_D * rates.all - m_Mp * rates.in, m_E);
         const double factor = suppression(m_storage, info == nullptr ? 0.0 : info->m_rate);
         return g_use_positive_method ? compare_smoothed(rates, factor) : compare(rates, factor);
+    }
+
+    // The bits of all that the judgement of a concept without P takes from the profile.
+    using Outside_key = std::array<std::uint64_t, 2>;
+
+    Outside_key outside_key() const noexcept {
+        return {std::bit_cast<std::uint64_t>(m_Mp), std::bit_cast<std::uint64_t>(ratio(0.0, m_Wp))};
     }
 
     // A quotient that is 0 where it is not defined.

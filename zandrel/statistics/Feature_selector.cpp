@@ -36,10 +36,13 @@ void Feature_selector::collect_candidates() {
 void Feature_selector::select(int iprofile) {
     zeStat_storage::Profile& profile = m_storage.profile(iprofile);
     profile.m_weights.clear();
-    m_best.start(profile.m_size);
+    m_best.start(profile.m_size, profile.m_Ps.size());
+    m_is_own.assign(m_storage.m_concept_infos.position_limit(), false);
     const Concept_judge judge(m_storage, profile);
     offer_own_concepts(profile, judge);
-    offer_outside_concepts(profile, judge);
+    m_best.end_own();
+    offer_outside_concepts(judge);
+    m_best.end_outside();
     store(profile);
 }
 
@@ -66,41 +69,40 @@ void Feature_selector::offer_own_concepts(zeStat_storage::Profile& profile,
 
 void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
                                          const Concept_judge& judge) {
-    const auto info = m_storage.m_concept_infos.find(P->first, P->second.m_info);
-    if (m_storage.end(info)) {
-        offer(judge.judge(nullptr, P->second.m_weight), P->first, &P->second);
-        return;
+    zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
+    const auto info = infos.find(P->first, P->second.m_info);
+    const bool is_missing = info == infos.end();
+    if (!is_missing) {
+        P->second.m_info = infos.position(info);
+        m_is_own[P->second.m_info] = true;
     }
-    P->second.m_info = m_storage.m_concept_infos.position(info);
-    offer(judge.judge(&info->second, P->second.m_weight), P->first, &P->second);
+    const Concept_judge::Rated rated =
+        judge.judge(is_missing ? nullptr : &info->second, P->second.m_weight);
+    if (rated.may_reach(m_best.least_own_score())) {
+        m_best.offer_own({rated.weigh(), &P->first, &P->second});
+    }
 }
 
-void Feature_selector::offer_outside_concepts(zeStat_storage::Profile& profile,
-                                              const Concept_judge& judge) {
+void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
     if (m_storage.m_use_new_ZC) {
-        offer_candidates(profile, judge, m_all);
+        offer_candidates(judge, m_all);
     } else {
-        offer_candidates(profile, judge, m_regular);
-        offer_candidates(profile, judge, m_rare);
+        offer_candidates(judge, m_regular);
+        offer_candidates(judge, m_rare);
     }
 }
 
 // The first refusal ends the walk.
-void Feature_selector::offer_candidates(zeStat_storage::Profile& profile,
-                                        const Concept_judge& judge,
+void Feature_selector::offer_candidates(const Concept_judge& judge,
                                         Outside_candidates& candidates) {
+    Outside_candidates::Judgements& judgements = candidates.judgements(judge);
     for (std::size_t rank = 0; rank < candidates.size(); ++rank) {
-        const Info_iterator info = candidates.at(rank).info;
-        if (profile.m_Ps.find(info->first) == profile.m_Ps.end() &&
-            !offer(judge.judge(&info->second, 0.0), info->first, nullptr)) {
+        const Outside_candidates::Candidate& candidate = candidates.at(rank);
+        if (!m_is_own[m_storage.m_concept_infos.position(candidate.info)] &&
+            !m_best.offer_outside(judgements.at(rank, candidate, judge))) {
             return;
         }
     }
-}
-
-bool Feature_selector::offer(const Concept_judge::Rated& rated, const Concept& known,
-                             zeStat_storage::P* P) {
-    return rated.may_reach(m_best.least_score()) && m_best.offer({rated.weigh(), &known, P});
 }
 
 Feature_selector::Scale Feature_selector::fit_scale() const {
@@ -134,7 +136,6 @@ bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Sca
 // distributed as the category's rates inside then comes to +1, and one as those outside to -1. If A
 // equals B no such scale exists: the profile keeps its old term and gets no weights.
 void Feature_selector::store(zeStat_storage::Profile& profile) {
-    m_best.sort();
     const bool normalises = m_storage.m_use_normalization;
     const Scale scale = normalises ? fit_scale() : Scale();
     const double M = normalises ? (scale.A + scale.B) / (scale.B - scale.A) : 0.0;

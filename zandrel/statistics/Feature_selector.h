@@ -53,16 +53,15 @@ private:
 
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
     void offer_own_concept(zeStat_storage::Ps::iterator P, const Concept_judge& judge);
-    void offer_outside_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
-    void offer_candidates(zeStat_storage::Profile& profile, const Concept_judge& judge,
-                          Outside_candidates& candidates);
-    bool offer(const Concept_judge::Rated& rated, const Concept& known, zeStat_storage::P* P);
+    void offer_outside_concepts(const Concept_judge& judge);
+    void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
     bool store_weights(zeStat_storage::Profile& profile, const Scale& scale) const;
     void store(zeStat_storage::Profile& profile);
 
     zeStat_storage& m_storage;  // BORROWS
     Best_features m_best;
+    std::vector<bool> m_is_own;  // by the position of the info: the profile has the concept
 };
 
 #endif  // ZANDREL_STATISTICS_FEATURE_SELECTOR_H_

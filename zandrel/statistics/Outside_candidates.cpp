@@ -1,5 +1,7 @@
 #include "zandrel/statistics/Outside_candidates.h"
 
+#include <cstdint>
+
 namespace {
 
 bool goes_before(const Outside_candidates::Candidate& left,
@@ -21,6 +23,32 @@ void Outside_candidates::order(std::size_t count) {
     std::nth_element(place(m_ordered_count), place(end), m_candidates.end(), goes_before);
     std::sort(place(m_ordered_count), place(end), goes_before);
     m_ordered_count = end;
+}
+
+Outside_candidates::Judgements& Outside_candidates::judgements(const Concept_judge& judge) {
+    const Concept_judge::Outside_key key = judge.outside_key();
+    // The high bits of a product with this odd number depend on all bits of the key.
+    const std::uint64_t hash = (key[0] ^ (key[1] << 1U)) * 0x9e3779b97f4a7c15U;
+    Judgements& found = m_judgements[(hash >> 32U) % kJudgementsCount];
+    if (found.m_key != key) {
+        found.m_features.clear();
+        found.m_key = key;
+    }
+    return found;
+}
+
+const Best_features::Feature& Outside_candidates::Judgements::at(std::size_t rank,
+                                                                 const Candidate& candidate,
+                                                                 const Concept_judge& judge) {
+    if (rank >= m_features.size()) {
+        m_features.resize(rank + 1);
+    }
+    Best_features::Feature& feature = m_features[rank];
+    if (feature.known == nullptr) {
+        const auto& [known, info] = *candidate.info;
+        feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
+    }
+    return feature;
 }
 
 std::vector<Outside_candidates::Info_iterator> Outside_candidates::infos() const {

@@ -4,9 +4,13 @@
 #define ZANDREL_STATISTICS_OUTSIDE_CANDIDATES_H_
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <deque>
 #include <vector>
 
+#include "zandrel/statistics/Best_features.h"
+#include "zandrel/statistics/Concept_judge.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 // A list of concepts with the greatest value first, and of equal values the greater text first.
@@ -15,6 +19,10 @@
 // reading a rank behind the ordered front orders three times as many more. A piece is found without
 // sorting the rest. For example, of 100,000 candidates the first 300 are found by one pass that
 // compares values, and only these are sorted.
+//
+// A candidate's judgement depends only on the message weight of the profile that lacks it. So
+// judgements are kept for up to 32 such weights. In a model of 1,000 categories with 50 texts each,
+// about 40 different weights occur.
 class Outside_candidates {
 public:
     using Info_iterator = zeStat_storage::Concept_infos::iterator;
@@ -42,13 +50,32 @@ public:
     // Brings at least the first `count` into order; the rest follow in any order.
     void order(std::size_t count);
 
+    // The judgements of candidates for the profile of `judge`, by rank.
+    // VALID UNTIL: it is called for a profile of another message weight.
+    class Judgements {
+    public:
+        // The judgement of the candidate of a rank. It keeps its address.
+        const Best_features::Feature& at(std::size_t rank, const Candidate& candidate,
+                                         const Concept_judge& judge);
+
+    private:
+        friend class Outside_candidates;
+
+        Concept_judge::Outside_key m_key = {};
+        std::deque<Best_features::Feature> m_features;  // `known` is null where there is none yet
+    };
+
+    Judgements& judgements(const Concept_judge& judge);
+
     std::vector<Info_iterator> infos() const;
 
 private:
     static constexpr std::size_t kFirstPiece = 256;
+    static constexpr std::size_t kJudgementsCount = 32;
 
     std::vector<Candidate> m_candidates;
     std::size_t m_ordered_count = 0;
+    std::array<Judgements, kJudgementsCount> m_judgements;
 };
 
 #endif  // ZANDREL_STATISTICS_OUTSIDE_CANDIDATES_H_
