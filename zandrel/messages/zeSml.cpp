@@ -94,8 +94,7 @@ bool zeSml::operator==(const zeSml& other) const {
 }
 
 qtPtrLight<zeSml> zeSml::get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value) {
-    const double ceiling = source->m_clip_value;
-    if (clip_value == 0.0 || (ceiling != 0.0 && clip_value > ceiling)) {
+    if (is_shared_under(*source, clip_value)) {
         return source;
     }
     return qtPtrLight<zeSml>(new zeSml(*source, clip_value));

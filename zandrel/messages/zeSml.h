@@ -80,6 +80,12 @@ public:
     // REQUIRES: `source` is not null.
     static qtPtrLight<zeSml> get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value);
 
+    // Whether that is the source itself.
+    static bool is_shared_under(const zeSml& source, double clip_value) noexcept {
+        const double ceiling = source.m_clip_value;
+        return clip_value == 0.0 || (ceiling != 0.0 && clip_value > ceiling);
+    }
+
     std::vector<Concept_info> m_concepts;
     double m_total_weight = 0.0;  // of the weights as they stand after clipping
     double m_clip_value = 0.0;    // ceiling of one weight; 0 means none

@@ -9,6 +9,7 @@
 #include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
+#include "zandrel/statistics/Match_scorer.h"
 
 namespace {
 
@@ -26,8 +27,8 @@ void zeStat_matcher::Dump(Hio<HSegment>& io) const {
         return m_storage->has_profile(pair.m_iprofile);
     };
     io.WriteCount(m_table.size());
-    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table)) {
-        const std::vector<Concept_weight>& pairs = entry->second;
+    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table.rows())) {
+        const Match_table::Pairs& pairs = entry->second;
         io << entry->first;
         io.WriteCount(
             static_cast<std::size_t>(std::count_if(pairs.begin(), pairs.end(), has_profile)));
@@ -48,9 +49,7 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
     for (unsigned int i = 0; i < entry_count; ++i) {
         Concept entry;
         io >> entry;
-        std::vector<Concept_weight>& pairs = m_table[entry];
-        pairs.resize(io.ReadCount(kPairSize));
-        for (Concept_weight& pair : pairs) {
+        for (Concept_weight& pair : m_table.add(entry, io.ReadCount(kPairSize))) {
             io >> pair.m_weight >> pair.m_iprofile;
         }
     }
@@ -59,6 +58,8 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
     m_storage = dynamic_cast<zeStat_storage*>(m_manager->m_io->LoadObject(storage_id, m_node));
     ZANDREL_ASSERT(m_storage != nullptr, "m_storage");
     require_sound_table();
+    m_table.set_profile_end(m_storage->profile_count());
+    build_rest_scores();
     build_avg_likelihood();
 }
 
