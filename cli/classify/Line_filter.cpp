@@ -2,7 +2,10 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
+#include <sstream>
 #include <string_view>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -12,6 +15,7 @@
 #include "cli/errors.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/Worker_pool.h"
 #include "cli/text/Json.h"
 #include "cli/text/Layout.h"
 
@@ -21,21 +25,137 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// Calls `answer` with the text of each line, empty ones too, but for a line that is too long
-// `answer_error` with the message.
-template <class Answer, class Answer_error>
-void answer_lines(const Line_input& input, const Text_model& model, std::ostream& out,
-                  const Answer& answer, const Answer_error& answer_error) {
+// What a line of output answers: a text, or the message about a line that is too long.
+struct Line {
+    std::string_view text;
+    bool is_refused;
+};
+
+using Answer = std::function<void(const Line&, std::ostream&)>;
+
+// Lines as a task for a worker: of each, a byte that is 1 if it is refused, its length, and its
+// bytes.
+class Block {
+public:
+    void add(const Line& line) {
+        const std::size_t length = line.text.size();
+        m_bytes += line.is_refused ? '\1' : '\0';
+        m_bytes.append(reinterpret_cast<const char*>(&length), sizeof length);
+        m_bytes += line.text;
+        ++m_line_count;
+    }
+
+    // So many that handing them over costs little beside the work, and so few that all workers
+    // have some of a small file.
+    bool is_full() const { return m_line_count >= 256 || m_bytes.size() >= std::size_t(64) << 10U; }
+
+    bool is_empty() const { return m_line_count == 0; }
+
+    // The task. The block is empty then.
+    std::string take() {
+        m_line_count = 0;
+        return std::exchange(m_bytes, {});
+    }
+
+    // Calls `take_line` with each line of a task.
+    template <class Take_line>
+    static void for_each(std::string_view task, const Take_line& take_line) {
+        while (!task.empty()) {
+            std::size_t length = 0;
+            std::memcpy(&length, task.data() + 1, sizeof length);
+            const std::size_t begin = 1 + sizeof length;
+            take_line(Line{task.substr(begin, length), task.front() == '\1'});
+            task.remove_prefix(begin + length);
+        }
+    }
+
+private:
+    std::string m_bytes;
+    std::size_t m_line_count = 0;
+};
+
+// Writes the answers of lines in their order, either at once or by workers.
+class Answerer {
+public:
+    Answerer(std::size_t jobs, Answer answer, std::ostream& out)
+        : m_answer(std::move(answer)), m_out(out) {
+        if (jobs > 1) {
+            m_pool.emplace(jobs, [this](std::string_view task) { return answers(task); });
+        }
+    }
+
+    void add(const Line& line) {
+        if (!m_pool) {
+            m_answer(line, m_out);
+            return;
+        }
+        m_block.add(line);
+        if (m_block.is_full()) {
+            give_block();
+        }
+    }
+
+    // Hands on the answers of all lines so far.
+    void flush() {
+        if (m_pool) {
+            if (!m_block.is_empty()) {
+                give_block();
+            }
+            while (!m_pool->is_empty()) {
+                take_block();
+            }
+        }
+        m_out.flush();
+    }
+
+private:
+    void answer_block(std::string_view task, std::ostream& out) const {
+        Block::for_each(task, [this, &out](const Line& line) { m_answer(line, out); });
+    }
+
+    // The work of a worker.
+    std::string answers(std::string_view task) const {
+        std::ostringstream out;
+        answer_block(task, out);
+        return std::move(out).str();
+    }
+
+    void take_block() {
+        const Worker_pool::Done done = m_pool->take();
+        if (done.answer) {
+            m_out << *done.answer;
+        } else {
+            answer_block(done.task, m_out);
+        }
+    }
+
+    void give_block() {
+        if (m_pool->is_full()) {
+            take_block();
+        }
+        m_pool->give(m_block.take());
+    }
+
+    Answer m_answer;
+    std::ostream& m_out;
+    Block m_block;
+    std::optional<Worker_pool> m_pool;
+};
+
+// Writes the answer to each line, empty ones too.
+void answer_lines(const Line_input& input, const Text_model& model, const Answer& answer,
+                  std::ostream& out) {
     Text_column column(input.name, input.column, model, input.warn);
+    Answerer answerer(input.jobs, answer, out);
     Line_reader reader(
-        input.stream, [&out] { out.flush(); }, input.longest_line);
+        input.stream, [&answerer] { answerer.flush(); }, input.longest_line);
     std::string_view line;
     errno = 0;
     for (std::size_t number = 1; out.good() && reader.next(line); ++number) {
         if (reader.is_too_long()) {
             const std::string message =
                 too_long_line(input.name, number, input.longest_line).what();
-            answer_error(message);
+            answerer.add({message, true});
             if (input.refuse) {
                 input.refuse(message);
             }
@@ -43,10 +163,13 @@ void answer_lines(const Line_input& input, const Text_model& model, std::ostream
         }
         line = without_carriage_return(line);
         line = number == 1 ? without_byte_order_mark(line) : line;
-        answer(column.text_of(line, number));
+        answerer.add({column.text_of(line, number), false});
     }
-    if (input.stream.bad()) {
-        throw Input_error(input.name, reason_of_failure());
+    const bool failed = input.stream.bad();
+    const std::string reason = failed ? reason_of_failure() : "";
+    answerer.flush();
+    if (failed) {
+        throw Input_error(input.name, reason);
     }
 }
 
@@ -80,7 +203,7 @@ void print_ranking_json(const Ranking& ranking, const Text_model& model, std::os
 
 // Prints one line in place of the answer to a line that is too long, so that answers still match
 // the lines of input.
-void print_refusal(const std::string& message, const char* text, bool writes_json,
+void print_refusal(std::string_view message, const char* text, bool writes_json,
                    std::ostream& out) {
     if (writes_json) {
         print_json({{"error", message}}, Json_form::kOneLine, out);
@@ -100,39 +223,41 @@ void drop_below(double threshold, Ranking& ranking) {
 
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out) {
-    answer_lines(
-        input, model, out,
-        [&](std::string_view text) {
-            Ranking ranking = model.rank(text, options.wanted_labels);
-            drop_below(options.threshold, ranking);
-            if (options.writes_json) {
-                print_ranking_json(ranking, model, out);
-            } else {
-                print_ranking(ranking, out);
-            }
-        },
-        [&](const std::string& message) { print_refusal(message, "", options.writes_json, out); });
+    const auto answer = [&options, &model](const Line& line, std::ostream& answers) {
+        if (line.is_refused) {
+            print_refusal(line.text, "", options.writes_json, answers);
+            return;
+        }
+        Ranking ranking = model.rank(line.text, options.wanted_labels);
+        drop_below(options.threshold, ranking);
+        if (options.writes_json) {
+            print_ranking_json(ranking, model, answers);
+        } else {
+            print_ranking(ranking, answers);
+        }
+    };
+    answer_lines(input, model, answer, out);
 }
 
 void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out) {
-    answer_lines(
-        input, model, out,
-        [&](std::string_view text) {
-            Explanation explanation =
-                options.node == nullptr ? model.explain(text) : model.explain(text, options.node);
-            if (options.top) {
-                keep_first(*options.top, explanation);
-            }
-            if (options.writes_json) {
-                print_json(explanation_json(explanation), Json_form::kOneLine, out);
-            } else {
-                print_explanation(explanation, out);
-            }
-        },
-        [&](const std::string& message) {
-            print_refusal(message, "  (line is too long)", options.writes_json, out);
-        });
+    const auto answer = [&options, &model](const Line& line, std::ostream& answers) {
+        if (line.is_refused) {
+            print_refusal(line.text, "  (line is too long)", options.writes_json, answers);
+            return;
+        }
+        Explanation explanation = options.node == nullptr ? model.explain(line.text)
+                                                          : model.explain(line.text, options.node);
+        if (options.top) {
+            keep_first(*options.top, explanation);
+        }
+        if (options.writes_json) {
+            print_json(explanation_json(explanation), Json_form::kOneLine, answers);
+        } else {
+            print_explanation(explanation, answers);
+        }
+    };
+    answer_lines(input, model, answer, out);
 }
 
 }  // namespace cli

@@ -28,6 +28,9 @@ struct Line_input {
     // Where the text of a line begins, and what takes a warning (Text_column).
     std::optional<std::size_t> column = {};
     std::function<void(const std::string&)> warn = {};
+    // Processes that answer the lines. More than one are copies of this process (Worker_pool), and
+    // the output is the same.
+    std::size_t jobs = 1;
 };
 
 struct Classify_options {
@@ -44,7 +47,8 @@ struct Classify_options {
 //
 // Each line is handed on before the next one is waited for. What reads the output may so be what
 // writes the input.
-// RAISES: Input_error if reading fails. It ends early where the output takes nothing any more.
+// RAISES: Input_error if reading fails; what Worker_pool raises. It ends early where the output
+// takes nothing any more.
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out);
 

@@ -106,6 +106,7 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and tell how many there are");
     add_max_line_option(command, options.longest_line);
+    add_jobs_option(command, options.jobs);
 }
 
 void add_report_options(CLI::App& command, Evaluate_words& words) {

@@ -19,6 +19,7 @@
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Long_work.h"
+#include "cli/model/leave_to_exit.h"
 #include "cli/text/Json.h"
 #include "cli/text/Shown_text.h"
 #include "cli/text/print_warning.h"
@@ -53,10 +54,12 @@ constexpr const char* kClassifyNotes =
 parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
 `categories`, a list of objects of `category`, `path` and `score`. Each answer is handed on before the
 next line is waited for. A line longer than --max-line has an empty line, or an object of `error`; it is
-reported on standard error, and the exit status is 65.
+reported on standard error, and the exit status is 65. With --jobs 4 four processes share the lines; the
+output is the same.
 
 Examples:
   zandrel classify shop.kc messages.txt
+  zandrel classify shop.kc messages.txt --jobs 4
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
 
 See also: zandrel help containers, analysis, editing)";
@@ -183,6 +186,7 @@ struct Filter_words {
     Analysis_names analysis;
     Classify_options classify;
     std::optional<std::size_t> column;
+    std::size_t jobs = 1;
     std::string category;  // path; empty: the best of each line
     Explain_options explain;
 };
@@ -191,7 +195,7 @@ struct Filter_words {
 std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     const Given_analysis given = given_analysis(words.analysis);
     Long_work work;
-    return read_model(words.kc_file, given, &work.progress());
+    return read_model_to_classify(words.kc_file, given, &work.progress());
 }
 
 // Lines that are too long are reported, and make the exit status of bad data.
@@ -206,7 +210,8 @@ void with_lines_of(const Filter_words& words, Command_result& result,
         print_warning(typing_note("texts, one on each line"));
     }
     std::cin.tie(nullptr);  // the filters say themselves when their output is due
-    take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning});
+    take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
+          words.jobs});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -215,6 +220,7 @@ void classify(const Filter_words& words, Command_result& result) {
         work_on_container(words.kc_file,
                           [&] { classify_lines(input, words.classify, *model, std::cout); });
     });
+    leave_to_exit(model->manager());
 }
 
 // RAISES: Usage_error.
@@ -237,6 +243,7 @@ void explain(const Filter_words& words, Command_result& result) {
     with_lines_of(words, result, [&](const Line_input& input) {
         work_on_container(words.kc_file, [&] { explain_lines(input, options, *model, std::cout); });
     });
+    leave_to_exit(model->manager());
 }
 
 CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
@@ -253,6 +260,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
         ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
     add_max_line_option(*command, words.longest_line);
+    add_jobs_option(*command, words.jobs);
     return *command;
 }
 

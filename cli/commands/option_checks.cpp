@@ -60,4 +60,14 @@ void add_max_line_option(CLI::App& command, std::size_t& bytes) {
         ->type_name("BYTES");
 }
 
+void add_jobs_option(CLI::App& command, std::size_t& jobs) {
+    // Each needs a process and some memory of its own; no machine gains from more.
+    constexpr int kMostJobs = 256;
+    command
+        .add_option("--jobs", jobs, "Processes that classify side by side, once the model is read")
+        ->capture_default_str()
+        ->check(CLI::Range(1, kMostJobs).description(""))
+        ->type_name("N");
+}
+
 }  // namespace cli

@@ -35,6 +35,10 @@ void add_wait_option(CLI::App& command, double& seconds);
 // BORROWS: `bytes`, which must outlive `command`.
 void add_max_line_option(CLI::App& command, std::size_t& bytes);
 
+// Adds --jobs, for the commands that can share work among processes.
+// BORROWS: `jobs`, which must outlive `command`.
+void add_jobs_option(CLI::App& command, std::size_t& jobs);
+
 }  // namespace cli
 
 #endif  // ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_

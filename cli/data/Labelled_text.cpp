@@ -1,6 +1,8 @@
 #include "cli/data/Labelled_text.h"
 
 #include <algorithm>
+#include <unordered_set>
+#include <utility>
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
@@ -17,24 +19,50 @@ struct Place {
     std::size_t line;
 };
 
-void add_label(std::vector<std::string>& labels, std::string_view label, const Place& place) {
-    if (label.empty()) {
-        throw Data_error(place.file, place.line, "empty label");
+// The labels of one line, each once.
+class Labels_of_line {
+public:
+    explicit Labels_of_line(const Place& place) : m_place(place) {}
+
+    void add(std::string_view label) {
+        if (label.empty()) {
+            throw Data_error(m_place.file, m_place.line, "empty label");
+        }
+        if (is_new(label)) {
+            m_labels.emplace_back(label);
+        }
     }
-    if (std::find(labels.begin(), labels.end(), label) == labels.end()) {
-        labels.emplace_back(label);
+
+    std::vector<std::string> take() { return std::move(m_labels); }
+
+private:
+    // A usual line has few labels, which are searched sooner than a set is made.
+    static constexpr std::size_t kFewLabels = 16;
+
+    bool is_new(std::string_view label) {
+        if (m_labels.size() < kFewLabels) {
+            return std::find(m_labels.begin(), m_labels.end(), label) == m_labels.end();
+        }
+        if (m_known.empty()) {
+            m_known.insert(m_labels.begin(), m_labels.end());
+        }
+        return m_known.emplace(label).second;
     }
-}
+
+    const Place& m_place;
+    std::vector<std::string> m_labels;
+    std::unordered_set<std::string> m_known;  // the same, if they are many
+};
 
 std::vector<std::string> split_labels(std::string_view list, const Place& place) {
-    std::vector<std::string> labels;
+    Labels_of_line labels(place);
     for (std::size_t comma = list.find(','); comma != std::string_view::npos;
          comma = list.find(',')) {
-        add_label(labels, list.substr(0, comma), place);
+        labels.add(list.substr(0, comma));
         list.remove_prefix(comma + 1);
     }
-    add_label(labels, list, place);
-    return labels;
+    labels.add(list);
+    return labels.take();
 }
 
 // Takes the column in front of the first tab off a line.

@@ -42,7 +42,9 @@ std::string_view Line_reader::limited(std::string_view line) {
 
 // Waits for one byte at least, and takes what has come with it.
 bool Line_reader::read_more() {
-    m_before_waiting();
+    if (m_input.rdbuf()->in_avail() <= 0) {
+        m_before_waiting();
+    }
     m_bytes.erase(0, m_begin);
     m_looked -= m_begin;
     m_begin = 0;

@@ -16,14 +16,14 @@ inline constexpr std::size_t kLongestLine = std::size_t(64) << 20U;
 
 // Never keeps more of a line than the limit, so that an endless line cannot take all memory.
 //
-// Says when no whole line is left of what has come, and the next one has to be waited for: that is
-// the moment to hand answers on. Doing so after each line would cost a pipe's writer a quarter of
-// its time.
+// Says when no whole line is left of what has come, and the next one may have to be waited for:
+// that is the moment to hand answers on. Doing so after each line would cost a pipe's writer a
+// quarter of its time. A file has never to be waited for.
 class Line_reader {
 public:
-    // `before_waiting` is called each time before the stream is read.
-    // BORROWS: `input`, which nobody else may read meanwhile.
-    // `longest`: in bytes, without the LF or CR LF at the end of a line.
+    // `before_waiting` is called before the stream is read, unless the stream is sure that bytes
+    // are there. BORROWS: `input`, which nobody else may read meanwhile. `longest`: in bytes,
+    // without the LF or CR LF at the end of a line.
     Line_reader(std::istream& input, std::function<void()> before_waiting,
                 std::size_t longest = kLongestLine)
         : m_input(input), m_before_waiting(std::move(before_waiting)), m_longest(longest) {}

@@ -1,12 +1,17 @@
 #include "cli/evaluate/Evaluation.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <sys/resource.h>
+#include <utility>
 #include <vector>
 
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
@@ -14,6 +19,8 @@
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/Worker_pool.h"
+#include "cli/model/leave_to_exit.h"
 
 namespace cli {
 
@@ -94,45 +101,164 @@ void count_steps(CTProgress* progress, std::size_t steps) {
     }
 }
 
-// Some texts with what the model makes of them.
+// What the model makes of some texts, and what that cost.
 struct Batch {
-    std::vector<qtPtrLight<zeSml>> bags;
+    Phase cost;
     std::vector<Ranking> rankings;
+    std::vector<Ranking> raw_rankings;  // without likelihood tables; none if there are no tables
 };
 
-// Ranks the batch once more, without likelihood tables.
-void add_raw_scores(const Labelled_text* texts, const Batch& batch, Text_model& model,
-                    Quality& quality) {
-    model.use_tables(false);
-    for (std::size_t i = 0; i < batch.bags.size(); ++i) {
-        quality.add_raw(texts[i], model.rank(batch.bags[i], -1));
+// Ranks all labels for each text. The scores without tables are no part of what is measured.
+Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_model& model) {
+    Batch batch;
+    std::vector<qtPtrLight<zeSml>> bags;
+    measure(batch.cost, model, [&] {
+        for (const Labelled_text* text = begin; text != end; ++text) {
+            bags.push_back(model.make_bag(text->text));
+            batch.rankings.push_back(model.rank(bags.back(), -1));
+        }
+    });
+    if (model.uses_tables()) {
+        model.use_tables(false);
+        for (const qtPtrLight<zeSml>& bag : bags) {
+            batch.raw_rankings.push_back(model.rank(bag, -1));
+        }
+        model.use_tables(true);
     }
-    model.use_tables(true);
+    return batch;
 }
 
-// Ranks all labels for each text. The figures are no part of what is measured, nor are the scores
-// without tables.
-void classify_all(const Texts& texts, Text_model& model, CTProgress* progress, Phase& phase,
-                  Quality& quality) {
-    begin_phase(progress, "Classifying", texts.size());
-    for (std::size_t begin = 0; begin < texts.size(); begin += kBatchSize) {
-        const std::size_t end = std::min(begin + kBatchSize, texts.size());
-        Batch batch;
-        measure(phase, model, [&] {
-            for (std::size_t i = begin; i < end; ++i) {
-                batch.bags.push_back(model.make_bag(texts[i].text));
-                batch.rankings.push_back(model.rank(batch.bags.back(), -1));
-            }
-        });
-        for (std::size_t i = begin; i < end; ++i) {
-            quality.add(texts[i], batch.rankings[i - begin]);
-        }
-        count_steps(progress, end - begin);
-        if (model.uses_tables()) {
-            add_raw_scores(texts.data() + begin, batch, model, quality);
+// How a worker hands its batch over. The tree was there before the worker was, so it is at the same
+// addresses in both processes, and a node stands for its label.
+
+template <class Value>
+void put(const Value& value, std::string& bytes) {
+    bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+template <class Value>
+Value get(std::string_view& bytes) {
+    Value value;
+    std::memcpy(&value, bytes.data(), sizeof value);
+    bytes.remove_prefix(sizeof value);
+    return value;
+}
+
+void put_rankings(const std::vector<Ranking>& rankings, std::string& bytes) {
+    put(rankings.size(), bytes);
+    for (const Ranking& ranking : rankings) {
+        put(ranking.size(), bytes);
+        for (const Scored_label& entry : ranking) {
+            put(entry.node, bytes);
+            put(entry.score, bytes);
         }
     }
 }
+
+std::vector<Ranking> get_rankings(std::string_view& bytes) {
+    std::vector<Ranking> rankings(get<std::size_t>(bytes));
+    for (Ranking& ranking : rankings) {
+        const auto label_count = get<std::size_t>(bytes);
+        ranking.reserve(label_count);
+        while (ranking.size() < label_count) {
+            zeNode* const node = get<zeNode*>(bytes);
+            ranking.push_back({node->m_concept.view(), get<double>(bytes), node});
+        }
+    }
+    return rankings;
+}
+
+std::string bytes_of(const Batch& batch) {
+    std::string bytes;
+    put(batch.cost, bytes);
+    put_rankings(batch.rankings, bytes);
+    put_rankings(batch.raw_rankings, bytes);
+    return bytes;
+}
+
+Batch batch_of(std::string_view bytes) {
+    Batch batch;
+    batch.cost = get<Phase>(bytes);
+    batch.rankings = get_rankings(bytes);
+    batch.raw_rankings = get_rankings(bytes);
+    return batch;
+}
+
+// Ranks texts by a model, batch by batch, and adds up the figures. They are no part of what is
+// measured.
+class Classification {
+public:
+    Classification(const Texts& texts, Text_model& model, CTProgress* progress, Phase& phase,
+                   Quality& quality)
+        : m_texts(texts),
+          m_model(model),
+          m_progress(progress),
+          m_phase(phase),
+          m_quality(quality) {}
+
+    void run(std::size_t jobs) {
+        begin_phase(m_progress, "Classifying", m_texts.size());
+        if (jobs == 1) {
+            for (std::size_t begin = 0; begin < m_texts.size(); begin += kBatchSize) {
+                add(begin, batch_at(begin));
+            }
+        } else {
+            run_by_workers(jobs);
+        }
+    }
+
+private:
+    // A task is where a batch begins.
+    void run_by_workers(std::size_t jobs) {
+        Worker_pool pool(jobs, [this](std::string_view task) {
+            return bytes_of(batch_at(get<std::size_t>(task)));
+        });
+        for (std::size_t begin = 0; begin < m_texts.size(); begin += kBatchSize) {
+            if (pool.is_full()) {
+                take(pool);
+            }
+            std::string task;
+            put(begin, task);
+            pool.give(std::move(task));
+        }
+        while (!pool.is_empty()) {
+            take(pool);
+        }
+    }
+
+    void take(Worker_pool& pool) {
+        const Worker_pool::Done done = pool.take();
+        std::string_view task = done.task;
+        const auto begin = get<std::size_t>(task);
+        add(begin, done.answer ? batch_of(*done.answer) : batch_at(begin));
+    }
+
+    std::size_t end_of(std::size_t begin) const {
+        return std::min(begin + kBatchSize, m_texts.size());
+    }
+
+    Batch batch_at(std::size_t begin) const {
+        return rank_batch(m_texts.data() + begin, m_texts.data() + end_of(begin), m_model);
+    }
+
+    void add(std::size_t begin, const Batch& batch) {
+        m_phase.cpu_seconds += batch.cost.cpu_seconds;
+        m_phase.analysis_seconds += batch.cost.analysis_seconds;
+        for (std::size_t i = 0; i < batch.rankings.size(); ++i) {
+            m_quality.add(m_texts[begin + i], batch.rankings[i]);
+        }
+        for (std::size_t i = 0; i < batch.raw_rankings.size(); ++i) {
+            m_quality.add_raw(m_texts[begin + i], batch.raw_rankings[i]);
+        }
+        count_steps(m_progress, batch.rankings.size());
+    }
+
+    const Texts& m_texts;
+    Text_model& m_model;
+    CTProgress* m_progress;
+    Phase& m_phase;
+    Quality& m_quality;
+};
 
 std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
                                           Evaluation& result) {
@@ -147,7 +273,9 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     Cpu_timer timer;
     timer.start();
     std::unique_ptr<Text_model> model =
-        read_model(options.kc_file, options.analysis, options.progress);
+        options.learn_file
+            ? read_model(options.kc_file, options.analysis, options.progress)
+            : read_model_to_classify(options.kc_file, options.analysis, options.progress);
     timer.stop();
     if (options.learn_file) {
         check_can_learn(options.kc_file, *model);
@@ -242,7 +370,8 @@ Evaluation evaluate(const Evaluation_options& options) {
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();
     Quality quality(options.threshold, labels);
-    classify_all(data.to_classify, model, options.progress, result.classifying, quality);
+    Classification(data.to_classify, model, options.progress, result.classifying, quality)
+        .run(options.jobs);
     quality.put_into(result);
     if (!data.to_learn.empty()) {
         result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify, model,
@@ -251,6 +380,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);
     }
+    leave_to_exit(model.manager());
     result.peak_memory_bytes = peak_memory_bytes();
     return result;
 }

@@ -30,6 +30,8 @@ struct Evaluation_options {
     double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
     bool skips_bad_lines = false;
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
+    // Processes that classify the texts of the test file (Worker_pool). Learning has one.
+    std::size_t jobs = 1;
     bool bootstraps = false;  // from titles and keywords, instead of training on the texts
     std::optional<std::string> learn_file;  // texts to learn after training
     std::size_t bulk_size = 1000;           // so many at a time
@@ -44,8 +46,8 @@ struct Evaluation_options {
 // What went through one phase and what it cost.
 struct Phase {
     std::size_t texts = 0;
-    std::size_t bytes = 0;          // of the texts
-    double cpu_seconds = 0.0;       // of the whole phase; reading the file is no part of it
+    std::size_t bytes = 0;     // of the texts
+    double cpu_seconds = 0.0;  // of the whole phase and all processes, without reading the file
     double analysis_seconds = 0.0;  // the share of that which text analysis took
 };
 

@@ -6,6 +6,7 @@
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree.h"
+#include "cli/model/leave_to_exit.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -27,6 +28,7 @@ bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeM
 void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view) {
     qtPtrLight<zeManager> manager = read_kc(path, progress);
     work_on_container(path, [&] { view(manager); });
+    leave_to_exit(manager);
 }
 
 void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change) {
@@ -37,6 +39,7 @@ void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& ch
         work_on_container(path,
                           [&] { write_kc(lock, *manager, manager->m_compact, wait.progress); });
     }
+    leave_to_exit(manager);
 }
 
 }  // namespace cli

@@ -53,13 +53,18 @@ void require_usual_settings(const std::string& path, const zeManager& manager) {
 
 // `name`: the file in the words of the user, for messages.
 // RAISES: what read_kc raises.
-qtPtrLight<zeManager> read(const std::string& name, const std::string& path, CTProgress* progress) {
+qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
+                           CTProgress* progress) {
     begin_phase(progress, "Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
+    KcIoMode mode;
+    mode.for_classifying = for_classifying;
     errno = 0;
     try {
-        Kc_seal::Verify(path);  // Without a seal the file is read all the same.
-        manager->Read(path, nullptr, progress);
+        if (!for_classifying) {     // else Read verifies the seal
+            Kc_seal::Verify(path);  // Without a seal the file is read all the same.
+        }
+        manager->Read(path, &mode, progress);
     } catch (const qtxAll&) {
         raise_as_read_error(name);
     }
@@ -147,12 +152,17 @@ bool begins_as_kc(std::istream& input) {
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
     check_readable(path);
-    return read(path, path, progress);
+    return read(path, path, false, progress);
+}
+
+qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress) {
+    check_readable(path);
+    return read(path, path, true, progress);
 }
 
 qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress) {
     check_readable(lock.target().path());
-    return read(lock.target().name(), lock.target().path(), progress);
+    return read(lock.target().name(), lock.target().path(), false, progress);
 }
 
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {

@@ -30,7 +30,10 @@ bool begins_as_kc(std::istream& input);
 // it is no container or a damaged one, also if its seal does not match; qtX<zeWorkflow> 2 for an
 // interruption.
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
-// The same for the container of a lock: from where its link led then.
+// The same for a container of which only classifying is asked: what only learning needs is read,
+// and checked, when something needs it (zeStat_storage::complete).
+qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress);
+// As read_kc for the container of a lock: from where its link led then.
 qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress);
 
 // Writes a container in place of the file, or leaves the file as it is: a new file is written

@@ -27,6 +27,12 @@ std::unique_ptr<Text_model> read_model(const std::string& path, const Given_anal
     return model_of(read_kc(path, progress), path, given);
 }
 
+std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
+                                                   const Given_analysis& given,
+                                                   CTProgress* progress) {
+    return model_of(read_kc_to_classify(path, progress), path, given);
+}
+
 std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
                                        CTProgress* progress) {
     return model_of(read_kc(lock, progress), lock.target().name(), given);

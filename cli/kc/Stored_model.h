@@ -18,7 +18,11 @@ namespace cli {
 // RAISES: what read_kc and agreed_analysis raise; Data_error for an empty container.
 std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
                                        CTProgress* progress);
-// The same for the container of a lock.
+// The same for a model of which only classifying and explaining are asked: see read_kc_to_classify.
+std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
+                                                   const Given_analysis& given,
+                                                   CTProgress* progress);
+// As read_model for the container of a lock.
 std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
                                        CTProgress* progress);
 

@@ -66,10 +66,16 @@ zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
     return *stat_matcher;
 }
 
-// Without statistics, as in a compact container, only the weights show what was learned.
+// Without statistics, as in a compact container, only the weights show what was learned. With
+// statistics, each word that has weights is in them too, so they are asked last: a model that was
+// read for classifying has to read them for that.
 bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
+    if (matcher->m_table.find(word) != matcher->m_table.end()) {
+        return true;
+    }
+    matcher->m_storage->complete();
     const zeStat_storage::Concept_infos& infos = matcher->m_storage->m_concept_infos;
-    return infos.find(word) != infos.end() || matcher->m_table.find(word) != matcher->m_table.end();
+    return infos.find(word) != infos.end();
 }
 
 bool has_and_uses_tables(const zeStat_storage* storage) {
@@ -272,7 +278,8 @@ std::vector<zeStat_storage*> Text_model::reached_storages(zeCorpus_view& view) c
 
 Model_size Text_model::size() const {
     Model_size size;
-    for (const zeStat_storage* const storage : storages()) {
+    for (zeStat_storage* const storage : storages()) {
+        storage->complete();
         size.profiles += storage->m_profiles.size();
         size.concepts += storage->m_concept_infos.size();
         for (const auto& profile : storage->m_profiles) {

@@ -24,6 +24,7 @@
 #include "cli/kc/Target_file.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/leave_to_exit.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 #include "cli/train/Scaling.h"
@@ -220,6 +221,7 @@ Training_summary train_kc(const Training_options& options) {
     write_model(lock, model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels;
+    leave_to_exit(model.manager());
     return summary;
 }
 
@@ -242,6 +244,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;
+    leave_to_exit(model->manager());
     return summary;
 }
 

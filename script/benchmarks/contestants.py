@@ -1,59 +1,41 @@
 """The program and its peers, each doing the same job: learn one file, classify another."""
-import json
 import pathlib
+import re
 import shutil
 import subprocess
 
 from .corpora import labels_of, read_texts, share_of_right
 from .failure import Failure
-from .processes import run, run_all
-from .program import evaluation_command
+from .processes import run_all
+from .program import PROGRAM
 
 SYSTEM_PYTHON = "/usr/bin/python3"
+# What fastText's guide parts from words.
+PUNCTUATION = re.compile(r"([.!?,'/()])")
 SKLEARN_JOB = pathlib.Path(__file__).with_name("sklearn_job.py")
 
 
-class Outcome:
-    """One run of a job."""
+FIGURES = ("train_seconds", "classify_seconds", "whole_seconds", "train_bytes", "classify_bytes",
+           "peak_bytes", "accuracy")
 
-    def __init__(self, train_seconds, classify_seconds, whole_seconds, peak_bytes, accuracy):
-        self.train_seconds = train_seconds
-        self.classify_seconds = classify_seconds
-        self.whole_seconds = whole_seconds
-        self.peak_bytes = peak_bytes
+
+class Outcome:
+    """One run of a job, with the figures of FIGURES. Bytes are the peak memory of a process."""
+
+    def __init__(self, training, classifying, whole, accuracy):
+        for phase, cost in (("train", training), ("classify", classifying), ("whole", whole)):
+            setattr(self, f"{phase}_seconds", cost.cpu_seconds)
+            setattr(self, f"{phase}_bytes", cost.peak_bytes)
+        self.peak_bytes = whole.peak_bytes
         self.accuracy = accuracy
 
 
-class Zandrel:
-    """Ours does both phases in one process and says how much CPU time each took. What remains of
-    the process (start, reading both files, figures, exit) is charged to both phases, since each
-    would need its share of it in a process of its own, and no share is known."""
-
-    def __init__(self, analysis):
-        self.analysis = analysis
-        self.name = f"zandrel {analysis}"
-
-    def prepare(self, corpus, folder):
-        self._command = evaluation_command(corpus, self.analysis)
-        self._output = folder / f"zandrel.{self.analysis}.json"
-
-    def run(self):
-        cost = run(self._command, self._output)
-        result = json.loads(self._output.read_text("utf-8"))
-        train, test = (result[phase]["cpu_seconds"] for phase in ("training", "test"))
-        return Outcome(cost.cpu_seconds - test, cost.cpu_seconds - train, cost.cpu_seconds,
-                       cost.peak_bytes, result["accuracy"])
-
-
-class Peer:
+class Contestant:
     """A program that writes a model in one process, or several, and reads it in another. A
-    subclass has `name`, `package` (Debian's), `is_installed`, and `prepare`, which writes what it
-    reads and sets `_train` and `_classify`, lists of commands; `_labels` reads the results."""
+    subclass has `name` and `prepare`, which writes what it reads and sets `_train` and `_classify`,
+    lists of commands; `_labels` reads the results."""
 
     _good_statuses = (0,)  # of classifying
-
-    def can_take(self, corpus):
-        return True
 
     def prepare(self, corpus, folder):
         self._corpus = corpus
@@ -65,13 +47,39 @@ class Peer:
         training = run_all(self._train, self._folder / "log")
         classifying = run_all(self._classify, self._results, self._good_statuses)
         whole = training + classifying
-        return Outcome(training.cpu_seconds, classifying.cpu_seconds, whole.cpu_seconds,
-                       whole.peak_bytes, share_of_right(self._corpus.test, self._labels()))
+        return Outcome(training, classifying, whole,
+                       share_of_right(self._corpus.test, self._labels()))
 
     def _result_lines(self):
         with open(self._results, encoding="utf-8", newline="\n") as file:
             for line in file:
                 yield line.rstrip("\n")
+
+
+class Zandrel(Contestant):
+    def __init__(self, analysis):
+        self.analysis = analysis
+        self.name = f"zandrel {analysis}"
+
+    def prepare(self, corpus, folder):
+        super().prepare(corpus, folder)
+        self.model = self._folder / "model.kc"
+        texts = self._folder / "texts"
+        write_lines(texts, (text.replace("\r", " ") for _, text in read_texts(corpus.test)))
+        self._train = [[str(PROGRAM), "train", str(self.model), str(corpus.train), "--replace",
+                        "--analysis", self.analysis]]
+        self._classify = [[str(PROGRAM), "classify", str(self.model), str(texts)]]
+
+    def _labels(self):
+        for line in self._result_lines():
+            yield line.partition("\t")[0]
+
+
+class Peer(Contestant):
+    """A subclass also has `package` (Debian's) and `is_installed`."""
+
+    def can_take(self, corpus):
+        return True
 
 
 class FastText(Peer):
@@ -88,21 +96,18 @@ class FastText(Peer):
         self._names = labels_of(corpus.train)
         number_of = {label: number for number, label in enumerate(self._names)}
         train, test, model = (self._folder / name for name in ("train", "test", "model"))
-        self._write(train, (" ".join([f"{self._MARK}{number_of[label]}" for label in labels]) +
+        write_lines(train, (" ".join([f"{self._MARK}{number_of[label]}" for label in labels]) +
                             " " + self._plain(text) for labels, text in read_texts(corpus.train)))
-        self._write(test, (self._plain(text) for _, text in read_texts(corpus.test)))
+        write_lines(test, (self._plain(text) for _, text in read_texts(corpus.test)))
+        loss = ["-loss", "ova"] if has_several_labels(corpus) else []
         self._train = [["fasttext", "supervised", "-input", str(train), "-output", str(model),
-                        "-lr", "1.0", "-epoch", "25", "-wordNgrams", "2", "-thread", "1",
-                        "-verbose", "0"]]
+                        "-lr", "1.0", "-epoch", "25", "-wordNgrams", "2", "-dim", "50",
+                        "-bucket", "200000", "-thread", "1", "-verbose", "0"] + loss]
         self._classify = [["fasttext", "predict-prob", f"{model}.bin", str(test)]]
 
     def _plain(self, text):
-        return text.replace(self._MARK, "label ")
-
-    def _write(self, path, lines):
-        with open(path, "w", encoding="utf-8", newline="\n") as file:
-            for line in lines:
-                file.write(line + "\n")
+        """Lower case, and blanks around punctuation, as fastText's guide prepares texts."""
+        return PUNCTUATION.sub(r" \1 ", text.replace(self._MARK, "label ").lower())
 
     def _labels(self):
         for line in self._result_lines():
@@ -128,7 +133,8 @@ class Sklearn(Peer):
         super().prepare(corpus, folder)
         model = str(self._folder / "model")
         job = [SYSTEM_PYTHON, "-B", str(SKLEARN_JOB)]
-        self._train = [job + ["train", self._method, str(corpus.train), model]]
+        form = "one-against-rest" if has_several_labels(corpus) else "one-label"
+        self._train = [job + ["train", self._method, form, str(corpus.train), model]]
         self._classify = [job + ["classify", str(corpus.test), model]]
 
     def _labels(self):
@@ -145,7 +151,7 @@ class Bogofilter(Peer):
 
     def can_take(self, corpus):
         return (len(labels_of(corpus.train)) == 2 and
-                all(len(labels) == 1 for labels, _ in read_texts(corpus.train)))
+                not has_several_labels(corpus))
 
     def prepare(self, corpus, folder):
         super().prepare(corpus, folder)
@@ -176,6 +182,16 @@ class Bogofilter(Peer):
     def _labels(self):
         for line in self._result_lines():
             yield self._names[float(line.split()[1]) >= 0.5]
+
+
+def has_several_labels(corpus):
+    return any(len(labels) > 1 for labels, _ in read_texts(corpus.train))
+
+
+def write_lines(path, lines):
+    with open(path, "w", encoding="utf-8", newline="\n") as file:
+        for line in lines:
+            file.write(line + "\n")
 
 
 def ours():

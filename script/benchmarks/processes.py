@@ -25,19 +25,26 @@ class Cost:
 def run(command, output, good_statuses=(0,)):
     """Runs a program with its output in a file. RAISES: Failure with what it wrote to stderr."""
     errors = pathlib.Path(f"{output}.errors")
+    status, cost = run_with_status(command, output, errors)
+    if status not in good_statuses:
+        complaint = errors.read_text("utf-8", "replace").strip()[-1000:]
+        raise Failure(f"{' '.join(command)} failed (status {status}): {complaint}")
+    return cost
+
+
+def run_with_status(command, output, errors, folder=None, environment=None):
+    """Runs a program in a folder, with its output and its messages in files and with additions to
+    the environment. Returns its exit status, below 0 for a signal, and its cost."""
     sys.stdout.flush()
     # What the child had of this process's memory counts for its peak. A forked one has some 10 MB,
     # less than any of the programs; one that shares all until it starts the program has all.
     child = os.fork()
     if child == 0:
-        _become(command, output, errors)
+        _become(command, output, errors, folder, environment or {})
     _, status, usage = os.wait4(child, 0)
-    if os.waitstatus_to_exitcode(status) not in good_statuses:
-        complaint = errors.read_text("utf-8", "replace").strip()[-1000:]
-        raise Failure(f"{' '.join(command)} failed (status {os.waitstatus_to_exitcode(status)}): "
-                      f"{complaint}")
     # Linux counts the memory in KiB.
-    return Cost(usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024)
+    return (os.waitstatus_to_exitcode(status),
+            Cost(usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024))
 
 
 def run_all(commands, output, good_statuses=(0,)):
@@ -81,12 +88,14 @@ def _hand_over(stream, line):
         pass  # The program has ended, and its status says why.
 
 
-def _become(command, output, errors):
+def _become(command, output, errors, folder, environment):
     try:
         os.dup2(os.open(os.devnull, os.O_RDONLY), 0)
         os.dup2(os.open(output, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644), 1)
         os.dup2(os.open(errors, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644), 2)
-        os.execvpe(command[0], command, {**os.environ, **_ONE_THREAD})
+        if folder is not None:
+            os.chdir(folder)
+        os.execvpe(command[0], command, {**os.environ, **_ONE_THREAD, **environment})
     except OSError as error:
         os.write(2, f"{command[0]}: {error.strerror}\n".encode())
     finally:

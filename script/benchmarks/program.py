@@ -13,12 +13,12 @@ def build_program():
     build_targets("zandrel_cli")
 
 
-def build_targets(*targets):
-    """RAISES: Failure with what the build says."""
+def build_targets(*targets, root=ROOT):
+    """Builds in the working tree `root`. RAISES: Failure with what the build says."""
     for command in (["cmake", "--preset", "release"],
                     ["cmake", "--build", "--preset", "release", "-j2", "--target", *targets]):
         try:
-            done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE,
+            done = subprocess.run(command, cwd=root, stdout=subprocess.PIPE,
                                   stderr=subprocess.STDOUT, text=True)
         except FileNotFoundError as error:
             raise Failure("no cmake; script/bootstrap installs it") from error

@@ -1,27 +1,36 @@
 """A text classifier made with scikit-learn, as whole processes.
 
-Usage: sklearn_job.py train svm-words|svm-2-grams|naive-bayes TRAIN MODEL
+Usage: sklearn_job.py train svm-words|svm-2-grams|naive-bayes one-label|one-against-rest TRAIN MODEL
        sklearn_job.py classify TEST MODEL
 
-Prints one label a line. A text of several labels is learned once for each.
+Prints one label a line, the best one. "one-against-rest" trains one classifier for each label, which
+a text of several labels belongs to for each of its labels. A linear SVM does the same by itself for
+texts of one label.
 """
 import pickle
 import sys
 
 from sklearn.feature_extraction.text import CountVectorizer, TfidfVectorizer
+from sklearn.multiclass import OneVsRestClassifier
 from sklearn.naive_bayes import MultinomialNB
 from sklearn.pipeline import make_pipeline
+from sklearn.preprocessing import MultiLabelBinarizer
 from sklearn.svm import LinearSVC
 
 # Words of one character too, which scikit-learn leaves out by default.
 WORD = r"(?u)\b\w+\b"
 
 
-def make_classifier(method):
+def make_features(method):
     if method == "naive-bayes":
-        return make_pipeline(CountVectorizer(token_pattern=WORD), MultinomialNB(alpha=0.1))
-    longest = {"svm-words": 1, "svm-2-grams": 2}[method]
-    return make_pipeline(TfidfVectorizer(token_pattern=WORD, ngram_range=(1, longest)), LinearSVC())
+        return CountVectorizer(token_pattern=WORD)
+    if method == "svm-words":
+        return TfidfVectorizer(token_pattern=WORD)
+    return TfidfVectorizer(token_pattern=WORD, ngram_range=(1, 2), sublinear_tf=True)
+
+
+def make_classifier(method):
+    return MultinomialNB(alpha=0.1) if method == "naive-bayes" else LinearSVC()
 
 
 def read(path):
@@ -33,24 +42,41 @@ def read(path):
                 yield labels.split(","), text
 
 
-def train(method, source, model):
-    texts, labels = [], []
-    for labels_of_text, text in read(source):
-        for label in labels_of_text:
-            texts.append(text)
-            labels.append(label)
+def train(method, form, source, model):
+    labels, texts = zip(*read(source))
     classifier = make_classifier(method)
-    classifier.fit(texts, labels)
+    if form == "one-against-rest":
+        binarizer = MultiLabelBinarizer()
+        targets = binarizer.fit_transform(labels)
+        names = binarizer.classes_
+        classifier = OneVsRestClassifier(classifier)
+    else:
+        targets, names = [first for first, *_ in labels], None
+    pipeline = make_pipeline(make_features(method), classifier)
+    pipeline.fit(texts, targets)
     with open(model, "wb") as file:
-        pickle.dump(classifier, file, protocol=pickle.HIGHEST_PROTOCOL)
+        pickle.dump((pipeline, names), file, protocol=pickle.HIGHEST_PROTOCOL)
 
 
 def classify(source, model):
     with open(model, "rb") as file:
-        classifier = pickle.load(file)
+        pipeline, names = pickle.load(file)
     sys.stdout.reconfigure(encoding="utf-8")
-    for label in classifier.predict([text for _, text in read(source)]):
+    texts = [text for _, text in read(source)]
+    if names is None:
+        best = pipeline.predict(texts)
+    else:
+        best = names[scores_of(pipeline, texts).argmax(axis=1)]
+    for label in best:
         print(label)
+
+
+def scores_of(pipeline, texts):
+    """Of each text and label; without this, texts for which no classifier is above its threshold
+    would have no label."""
+    if hasattr(pipeline, "decision_function"):
+        return pipeline.decision_function(texts)
+    return pipeline.predict_proba(texts)
 
 
 if __name__ == "__main__":

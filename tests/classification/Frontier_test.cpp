@@ -107,8 +107,8 @@ TEST_F(FrontierTest, InnerNodesOfOneNameAreDifferent) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(2, 0.5), Pair(3, 0.5)));
 }
 
-// Two neighbouring scores whose products with 0.3 are the same double. The higher one counts, though
-// its node is the younger leaf; the inner node of that name has its place by its id.
+// Two neighbouring scores whose products with 0.3 are the same double. The higher one counts,
+// though its node is the younger leaf; the inner node of that name has its place by its id.
 TEST_F(FrontierTest, OfEqualProductsTheOneOfTheHigherScoreCounts) {
     double high = 0.9;
     while (0.3 * high != 0.3 * std::nextafter(high, 0.0)) {
@@ -123,6 +123,7 @@ TEST_F(FrontierTest, OfEqualProductsTheOneOfTheHigherScoreCounts) {
 // A walk with a threshold below 0 may come to such a score; the best answer is then the worst
 // product.
 TEST_F(FrontierTest, BelowZeroAllProductsAreTakenUpToTheFirstThatIsNoWayOn) {
+    m_from->m_threshold = -1.0;
     Answer({{Node("a"), 0.5}, {Node("b"), 0.25}, {Node("a"), 0.125}}, -0.5, -1.0);
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(3, -0.125), Pair(2, -0.25)));
 

@@ -1,9 +1,13 @@
 #include "cli/classify/Line_filter.h"
 
+#include <csignal>
 #include <cstddef>
+#include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -250,6 +254,83 @@ TEST_F(LineFilterTest, DataLinesAreNoticedOnce) {
 
     EXPECT_THAT(warnings, ElementsAre(StartsWith("in.tsv:2: this looks like a data line"),
                                       StartsWith("<stdin>:2: this looks like a data line")));
+}
+
+// More lines than a block has, with empty ones and some that are too long.
+std::string many_lines() {
+    std::string lines;
+    for (int i = 0; i < 1500; ++i) {
+        lines += i % 7 == 0 ? "" : "goal " + std::string(static_cast<std::size_t>(i % 60), 'x');
+        lines += i % 3 == 0 ? " bread\r\n" : "\n";
+    }
+    return lines + "bread";
+}
+
+TEST_F(LineFilterTest, AnswersOfSeveralProcessesAreThoseOfOne) {
+    const auto classified = [this](std::size_t jobs, std::vector<std::string>& refused) {
+        std::istringstream input(many_lines());
+        std::ostringstream out;
+        const auto refuse = [&refused](const std::string& text) { refused.push_back(text); };
+        classify_lines(
+            {.stream = input, .name = "in", .longest_line = 50, .refuse = refuse, .jobs = jobs},
+            m_options, m_model, out);
+        return out.str();
+    };
+    for (const bool writes_json : {false, true}) {
+        m_options.writes_json = writes_json;
+        std::vector<std::string> refused;
+        const std::string expected = classified(1, refused);
+        ASSERT_GT(refused.size(), 10U);
+        for (const std::size_t jobs : {std::size_t(2), std::size_t(3)}) {
+            std::vector<std::string> refused_there;
+            EXPECT_TRUE(classified(jobs, refused_there) == expected);
+            EXPECT_EQ(refused_there, refused);
+        }
+    }
+}
+
+TEST_F(LineFilterTest, ExplanationsOfSeveralProcessesAreThoseOfOne) {
+    const auto explained = [this](std::size_t jobs) {
+        std::istringstream input(many_lines());
+        std::ostringstream out;
+        explain_lines({.stream = input, .name = "in", .longest_line = 50, .jobs = jobs}, {},
+                      m_model, out);
+        return out.str();
+    };
+    EXPECT_TRUE(explained(2) == explained(1));
+}
+
+// The processes that this one has started and not yet waited for.
+std::vector<pid_t> child_processes() {
+    std::vector<pid_t> children;
+    std::ifstream file("/proc/self/task/" + std::to_string(::getpid()) + "/children");
+    for (pid_t child = 0; file >> child;) {
+        children.push_back(child);
+    }
+    return children;
+}
+
+// As the system does for want of memory.
+TEST_F(LineFilterTest, KilledProcessesLoseNoAnswer) {
+    std::size_t killed_count = 0;
+    const auto kill_all = [&killed_count](const std::string&) {
+        for (const pid_t child : child_processes()) {
+            ::kill(child, SIGKILL);
+            ++killed_count;
+        }
+    };
+    std::istringstream input(many_lines());
+    std::ostringstream out;
+    classify_lines(
+        {.stream = input, .name = "in", .longest_line = 50, .refuse = kill_all, .jobs = 2},
+        m_options, m_model, out);
+
+    EXPECT_GE(killed_count, 2U);
+    input = std::istringstream(many_lines());
+    std::ostringstream expected;
+    classify_lines({.stream = input, .name = "in", .longest_line = 50}, m_options, m_model,
+                   expected);
+    EXPECT_TRUE(out.str() == expected.str());
 }
 
 TEST_F(LineFilterTest, RaisesAnInputThatCannotBeRead) {

@@ -202,17 +202,37 @@ expect 0 classify signs.kc sign.txt
 rm signs.kc
 
 # Each answer comes before the next question, even if that has begun.
-command='classify in a coprocess'
-coproc filter { "$program" classify a.kc; }
-filter_process=$! questions=${filter[1]}
-printf 'goal\nbre' >&"$questions"
+for jobs in 1 2; do
+    command="classify in a coprocess, --jobs $jobs"
+    coproc filter { "$program" classify a.kc --jobs "$jobs"; }
+    filter_process=$! questions=${filter[1]}
+    printf 'goal\nbre' >&"$questions"
+    read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
+    [[ $line == sport* ]] || fail "$command: wrong answer '$line'"
+    printf 'ad\n' >&"$questions"
+    read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
+    [[ $line == food* ]] || fail "$command: wrong answer '$line'"
+    exec {questions}>&-
+    wait "$filter_process" || fail "$command: exit status $?"
+done
+
+# Workers end with the process that has started them, however it ends.
+command='classify --jobs 2, killed'
+coproc filter { exec "$program" classify a.kc --jobs 2; }
+filter_process=$!
+printf 'goal\n' >&"${filter[1]}"
 read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
-[[ $line == sport* ]] || fail "$command: wrong answer '$line'"
-printf 'ad\n' >&"$questions"
-read -r -t 60 line <&"${filter[0]}" || fail "$command: no answer"
-[[ $line == food* ]] || fail "$command: wrong answer '$line'"
-exec {questions}>&-
-wait "$filter_process" || fail "$command: exit status $?"
+workers=$(cat "/proc/$filter_process/task/$filter_process/children")
+[[ $(wc -w <<<"$workers") == 2 ]] || fail "$command: workers '$workers'"
+kill -KILL "$filter_process"
+wait "$filter_process" 2>/dev/null
+for ((i = 0; i < 600; ++i)); do
+    # shellcheck disable=SC2086  # The numbers are the arguments.
+    kill -0 $workers 2>/dev/null || break
+    sleep 0.1
+done
+((i < 600)) || fail "$command: workers are left"
+
 command='classify, waiting'  # which is no work: it ends as any filter does
 timeout --preserve-status -s INT 1 "$program" classify a.kc < <(sleep 5) >out 2>err
 [[ $? == 130 ]] || fail "$command: not ended by SIGINT"
@@ -369,6 +389,16 @@ for name in classify explain; do
     [[ $? == 74 ]] || fail "$name: a full device is not noticed"
 done
 
+# Several processes print what one does.
+for name in classify explain; do
+    expect 65 $name a.kc "$shop.test.tsv" --max-line 60
+    mv out one.out && mv err one.err
+    expect 65 $name a.kc "$shop.test.tsv" --max-line 60 --jobs 3
+    cmp -s out one.out && cmp -s err one.err || fail "$command: other output than without --jobs"
+    "$program" $name a.kc "$shop.test.tsv" --jobs 2 >/dev/full 2>err
+    [[ $? == 74 ]] || fail "$name --jobs: a full device is not noticed"
+done
+
 # A stored model is measured as the one that is trained for it.
 expect 0 train shop.kc "$shop.train.tsv"
 prints out 'shop.kc: 968 texts, 8 labels (8 new), '
@@ -380,6 +410,8 @@ quality | cmp -s - trained.txt || fail "$command: other figures than evaluate --
 grep -q '^loading ' out || fail "$command: no time of loading"
 ! grep -q '^training' out || fail "$command: shows training"
 [[ $(wc -l <trained.txt) -gt 20 ]] || fail "$command: hardly any figures"
+expect 0 evaluate shop.kc "$shop.test.tsv" --per-category --jobs 2
+quality | cmp -s - trained.txt || fail "$command: other figures than without --jobs"
 expect 0 evaluate shop.kc "$shop.test.tsv" --json --threshold 0.6 --explain 'Where is my parcel?'
 prints out '  "training": null,'
 prints out '  "loading": {'
@@ -413,6 +445,7 @@ for arguments in train learn classify explain 'train b.kc' 'learn a.kc' 'evaluat
     'classify a.kc goal.txt more' 'classify a.kc goal.txt -k 0' 'classify a.kc --train train.tsv' \
     'classify a.kc goal.txt --threshold 1.1' 'classify a.kc goal.txt --threshold nan' \
     'classify a.kc goal.txt --json' 'explain a.kc goal.txt --category' 'explain a.kc -k 2' 'explain a.kc --top 0' \
+    'classify a.kc goal.txt --jobs 0' 'explain a.kc goal.txt --jobs 257' 'evaluate a.kc train.tsv --jobs x' \
     'learn a.kc more.tsv --set ProfileSize=5' 'evaluate a.kc more.tsv more' \
     'evaluate a.kc more.tsv --train train.tsv' 'evaluate a.kc more.tsv --test more.tsv' \
     'evaluate a.kc more.tsv --bootstrap' 'evaluate a.kc more.tsv --groups groups.tsv' \

@@ -1,14 +1,11 @@
 #include "zandrel/foundation/hash_map.h"
 
 #include <cstdint>
-#include <string>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
-
-#include "tests/support/bags.h"
 
 namespace {
 
@@ -35,16 +32,6 @@ TEST(hashmapTest, GrowthKeepsAddressesOfElements) {
     }
 }
 
-TEST(hashmapTest, GrowthKeepsAddressesOfConceptElements) {
-    concept_map<double> table(kInitialBuckets);
-
-    const auto addresses = fill(table, [](int number) { return term(std::to_string(number)); });
-
-    for (const auto& [key, address] : addresses) {
-        ASSERT_EQ(&table.at(key), address) << key.view();
-    }
-}
-
 TEST(hashmapTest, ErasureKeepsAddressesOfOtherElements) {
     hash_map<unsigned int, int> table(kInitialBuckets);
     const auto addresses = fill(table, [](int number) { return static_cast<unsigned>(number); });
@@ -58,21 +45,6 @@ TEST(hashmapTest, ErasureKeepsAddressesOfOtherElements) {
             ASSERT_EQ(&table.at(key), address) << key;
         }
     }
-}
-
-TEST(hashmapTest, ConceptTableKeepsIteratorsWhileOthersComeAndGo) {
-    concept_map<int> table;
-    table[term("kept")] = 1;
-    const Concept kept = term("kept");
-    const int* const value = &table.find(kept)->second;
-
-    for (int number = 0; number < 20000; ++number) {
-        table[term(std::to_string(number))] = number;
-        table.erase(term(std::to_string(number - 10)));
-    }
-
-    EXPECT_EQ(&table.find(kept)->second, value);
-    EXPECT_EQ(*value, 1);
 }
 
 TEST(hashmapTest, AsksForAHundredBuckets) {

@@ -36,7 +36,7 @@ TEST(Clipped_bagTest, HasTheWeightsAndTheTotalOfTheClippedCopy) {
 
 TEST(Clipped_bagTest, ANegativeClipValueIsRefused) {
     const qtPtrLight<zeSml> bag = make_bag({{"a", 1.0}});
-    EXPECT_QTX(zeSml, 0, "Invalid clipping value", Clipped_bag(*bag, -1.0));
+    EXPECT_QTX(Clipped_bag(*bag, -1.0), zeSml, 0, "Invalid clipping value");
 }
 
 }  // namespace

@@ -50,6 +50,24 @@ TYPED_TEST(HpackTest, ReadsWhatItWrote) {
     EXPECT_EQ(this->get(qtString(zero_key)), "zero");
 }
 
+TYPED_TEST(HpackTest, DataOfAnItemAreTakenInPieces) {
+    const std::string blob(3 * SegBuf::kSegmentSize + 5, 'l');
+    this->open('w');
+    this->add("long", blob);
+    this->add("other", "o");
+    this->pack.Close();
+    this->open('r');
+
+    const unsigned int size = this->pack.SeekItem("long");
+
+    ASSERT_EQ(size, blob.size());
+    std::string read(size, '\0');
+    this->pack.io.ReadBytes(read.data(), 7);
+    this->pack.io.ReadBytes(read.data() + 7, size - 7);
+    EXPECT_TRUE(read == blob);
+    EXPECT_EQ(this->get("other"), "o");
+}
+
 TYPED_TEST(HpackTest, KeepsTheIdentityOfItsOwner) {
     this->open('w');
     this->pack.SetFileID(0xFEDCBA98, 0x7654, 0x32);

@@ -140,6 +140,28 @@ TYPED_TEST(KcSealTest, SealedFileIsVerified) {
     EXPECT_TRUE(verify(this->place));
 }
 
+TYPED_TEST(KcSealTest, OpenPackageIsVerifiedAndStaysOpen) {
+    this->make_container();
+    seal(this->place);
+    this->open('r');
+
+    EXPECT_TRUE(Kc_seal::Verify(this->pack));
+
+    EXPECT_EQ(this->get(packed(2)), "classifier");
+}
+
+TYPED_TEST(KcSealTest, ItemThatIsReadInSeveralPiecesHasTheChecksumOfTheWhole) {
+    std::string large;
+    for (unsigned int i = 0; i < 200000; ++i) {
+        large += static_cast<char>(static_cast<unsigned char>(i / 1000));
+    }
+    this->make_container(large);
+    seal(this->place);
+
+    EXPECT_NE(this->sealed().find(text_of(packed(1)) + packed(bitwise_crc(large))),
+              std::string::npos);
+}
+
 TYPED_TEST(KcSealTest, PackageWithoutItemsCanBeSealed) {
     this->open('w');
     this->pack.Close();

@@ -5,7 +5,6 @@ Usage: bench_test.py PROJECT_FOLDER
 
 import contextlib
 import io
-import json
 import pathlib
 import subprocess
 import sys
@@ -17,7 +16,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, contestants, corpora, learning, peers, processes, start
+from benchmarks import accuracy, bars, contestants, corpora, learning, peers, processes, start
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -199,19 +198,27 @@ class ContestantsTest(FolderTest):
         contestant.prepare(corpus, self.folder)
         return contestant
 
-    def test_charges_the_rest_of_our_process_to_both_phases(self):
-        ours = self.prepared(contestants.Zandrel("words"), self.write_corpus("news"))
-        result = {"training": {"cpu_seconds": 3.0}, "test": {"cpu_seconds": 1.0}, "accuracy": 0.75}
+    def test_ours_trains_to_a_file_and_classifies_from_it(self):
+        corpus = self.write_corpus("news", test="a\tone\rtwo\n\nb\t\n")
+        ours = self.prepared(contestants.Zandrel("words"), corpus)
+        folder = self.folder / "zandrel_words"
+        model = str(folder / "model.kc")
+        commands = []
 
-        def run(_, output):
-            output.write_text(json.dumps(result))
-            return processes.Cost(4.5, 100)
+        def run_all(of_phase, output, *_):
+            commands.extend(command[1:] for command in of_phase)
+            output.write_text("a\t0.9\n\n")
+            return processes.Cost(3.0 if of_phase[0][1] == "train" else 1.0, 100)
 
-        with mock.patch.object(contestants, "run", run):
+        with mock.patch.object(contestants, "run_all", run_all):
             outcome = ours.run()
 
+        self.assertEqual(commands, [["train", model, str(corpus.train), "--replace",
+                                     "--analysis", "words"],
+                                    ["classify", model, str(folder / "texts")]])
+        self.assertEqual((folder / "texts").read_bytes(), b"one two\n\n")
         self.assertEqual((outcome.train_seconds, outcome.classify_seconds, outcome.whole_seconds,
-                          outcome.peak_bytes, outcome.accuracy), (3.5, 1.5, 4.5, 100, 0.75))
+                          outcome.peak_bytes, outcome.accuracy), (3.0, 1.0, 4.0, 100, 0.5))
 
     def test_gives_fast_text_numbers_for_labels_and_no_labels_in_texts(self):
         self.prepared(contestants.FastText(), self.write_corpus(
@@ -220,6 +227,26 @@ class ContestantsTest(FolderTest):
         self.assertEqual((self.folder / "fastText" / "train").read_text(),
                          "__label__1 __label__0 one label x\n__label__2 \n")
         self.assertEqual((self.folder / "fastText" / "test").read_text(), "two\n")
+
+    def test_fast_text_gets_lower_case_and_blanks_around_punctuation(self):
+        peer = contestants.FastText()
+
+        for text, expected in (("One, TWO", "one ,  two"), ("(it's)", " ( it ' s ) "),
+                               ("\u00c9t\u00e9-2!", "\u00e9t\u00e9-2 ! ")):
+            self.assertEqual(peer._plain(text), expected)
+
+    def test_texts_of_several_labels_are_learned_one_against_rest(self):
+        for train, fast_text, form in (("a\tone\nb\ttwo\n", [], "one-label"),
+                                       ("a\tone\na,b\ttwo\n", ["-loss", "ova"],
+                                        "one-against-rest")):
+            with self.subTest(train=train), tempfile.TemporaryDirectory() as folder:
+                corpus = self.write_corpus("news", train)
+                fast, svm = contestants.FastText(), contestants.Sklearn("SVM words", "svm-words")
+                for peer in (fast, svm):
+                    peer.prepare(corpus, pathlib.Path(folder))
+                last_options = fast._train[0][fast._train[0].index("-verbose") + 2:]
+                self.assertEqual(last_options, fast_text)
+                self.assertIn(form, svm._train[0])
 
     def test_reads_labels_of_fast_text(self):
         peer = self.prepared(contestants.FastText(), self.write_corpus("news"))
@@ -260,8 +287,10 @@ class ContestantsTest(FolderTest):
                                          peer("here", True), peer("two", False)])
 
 
-def outcome(seconds):
-    return Outcome(seconds / 2, seconds / 4, seconds, 1000, 0.5)
+def outcome(seconds, train=None, classify=None, peak=1000, accuracy=0.5):
+    return Outcome(processes.Cost(seconds / 2 if train is None else train, peak),
+                   processes.Cost(seconds / 4 if classify is None else classify, peak),
+                   processes.Cost(seconds, peak), accuracy)
 
 
 class RoundsTest(unittest.TestCase):
@@ -280,18 +309,69 @@ class RoundsTest(unittest.TestCase):
         self.assertEqual(calls, ["fast", "slow", "other", "fast", "other", "fast", "other"])
 
     def test_takes_the_median_of_each_figure(self):
-        median = peers.median_outcome([Outcome(1, 9, 10, 300, 0.5), Outcome(3, 7, 10, 100, 0.5),
-                                       Outcome(2, 8, 40, 200, 0.25)])
+        median = peers.median_outcome([outcome(10, 1, 9, 300, 0.5), outcome(10, 3, 7, 100, 0.5),
+                                       outcome(40, 2, 8, 200, 0.25)])
 
         self.assertEqual((median.train_seconds, median.classify_seconds, median.whole_seconds,
                           median.peak_bytes, median.accuracy), (2, 8, 10, 200, 0.5))
 
     def test_gives_ratios_of_ours_to_the_peer(self):
-        row = peers.ratio_row("news", "us", "them", Outcome(1, 3, 4, 500, 0.80),
-                              Outcome(4, 2, 6, 1000, 0.825))
+        row = peers.ratio_row("news", "us", "them", outcome(4, 1, 3, 500, 0.80),
+                              outcome(6, 4, 2, 1000, 0.825))
 
         self.assertEqual(row.split(),
                          ["news", "us", "them", "0.250", "1.500", "0.667", "0.500", "-2.50"])
+
+
+class BarsTest(FolderTest):
+    def test_ratio_is_that_of_the_phase_to_the_anchor(self):
+        medians = {"zandrel words": outcome(4, 1, 3), "fastText": outcome(14, 8, 6)}
+        of_phase = [bars.Bar(phase, "news", "zandrel words", "fastText", 0.4).ratio(medians)
+                    for phase in ("train", "classify")]
+
+        self.assertEqual(of_phase, [0.125, 0.5])
+
+    def test_each_anchor_is_a_peer(self):
+        names = {peer.name for peer in contestants.peers()}
+
+        for bar in bars.BARS:
+            self.assertIn(bar.anchor, names)
+
+    def test_only_anchors_run_and_each_bar_is_judged(self):
+        self.write_corpus("clinc150")
+        self.write_corpus("other")
+        options = types.SimpleNamespace(data=self.folder, corpus=["clinc150"], runs=None, bars=True)
+        ran = []
+
+        def interleaved_runs(all_of_them, runs):
+            ran.extend((contestant.name, runs) for contestant in all_of_them)
+            return {contestant.name: [outcome(1, 1 if "zandrel" in contestant.name else 8)]
+                    for contestant in all_of_them}
+
+        table = io.StringIO()
+        with mock.patch.multiple(peers, interleaved_runs=interleaved_runs,
+                                 check_installed=lambda _: None, build_program=lambda: None,
+                                 write_thousand=lambda folder: (folder / "thousand.train.tsv", None)), \
+                contextlib.redirect_stdout(table):
+            status = peers.compare_with_peers(options)
+
+        self.assertEqual(status, 0)
+        self.assertEqual(sorted(ran), [("SVM 1-2-grams", 1), ("SVM words", 1), ("fastText", 1),
+                                       ("zandrel phrases", 1), ("zandrel words", 1)])
+        rows = [line.split() for line in table.getvalue().splitlines()]
+        self.assertIn("train clinc150, words SVM words 0.125 0.1 missed".split(), rows)
+        self.assertIn("train clinc150, phrases SVM 1-2-grams 0.125 0.2 reached".split(), rows)
+        self.assertIn("classify clinc150, words fastText 1.000 0.4 missed".split(), rows)
+
+    def test_made_up_corpus_is_one_of_all(self):
+        self.write_corpus("news")
+        made_up = lambda folder: (folder / "thousand.train.tsv", folder / "thousand.test.tsv")
+        for corpus, expected in ((None, ["news", "thousand"]), (["news"], ["news"]),
+                                 (["thousand"], ["thousand"])):
+            options = types.SimpleNamespace(data=self.folder, corpus=corpus, bars=False)
+            with self.subTest(corpus=corpus), mock.patch.object(peers, "write_thousand", made_up):
+                self.assertEqual([one.name for one in peers.corpora_of(options, self.folder)],
+                                 expected)
 
 
 class AccuracyTest(FolderTest):

@@ -161,6 +161,28 @@ TEST(SegBufTest, ExtendAllocatesWholeSegments) {
     }
 }
 
+TEST(SegBufTest, ExtendToFillZeroesWhatIsBehindTheContent) {
+    SegBuf buffer;
+
+    buffer.ExtendToFill(SegBuf::kSegmentSize + 3);
+
+    ASSERT_EQ(buffer.segments.size(), 2U);
+    EXPECT_EQ(buffer.size, SegBuf::kSegmentSize + 3);
+    EXPECT_EQ(std::string(buffer.segments[1] + 3, SegBuf::kSegmentSize - 3),
+              std::string(SegBuf::kSegmentSize - 3, '\0'));
+}
+
+TEST(SegBufTest, ExtendToFillKeepsWhatIsThere) {
+    SegBuf buffer = record_of("content");
+
+    buffer.ExtendToFill(2 * SegBuf::kSegmentSize);
+    buffer.ExtendToFill(1);
+
+    EXPECT_EQ(buffer.segments.size(), 2U);
+    EXPECT_EQ(buffer.size, 2 * SegBuf::kSegmentSize);
+    EXPECT_EQ(std::string(buffer.segments[0], 8), std::string("content\0", 8));
+}
+
 TEST(SegBufTest, ExtendNeverShrinks) {
     SegBuf buffer = of_size(20000);
 

@@ -24,6 +24,16 @@ private:
     std::uint32_t m_state = 0xFFFFFFFF;
 };
 
+// The two ways of Add to compute the state after further bytes; both give the same state. The
+// first serves every processor.
+std::uint32_t Crc32cByTables(std::uint32_t state, const char* bytes,
+                             std::size_t byte_count) noexcept;
+// REQUIRES: HasCrc32cInstruction().
+std::uint32_t Crc32cByInstruction(std::uint32_t state, const char* bytes,
+                                  std::size_t byte_count) noexcept;
+// Whether this processor has an instruction for this checksum.
+bool HasCrc32cInstruction() noexcept;
+
 }  // namespace Zandrel
 
 #endif  // ZANDREL_FOUNDATION_CRC32C_H_

@@ -8,8 +8,6 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "zandrel/foundation/Concept.h"
-
 // Node-based tables: an element keeps its address as long as its entry lives, which the pointers
 // between nodes, objects and profiles rely on. The order in which they are walked is no order at
 // all and must not reach a result.
@@ -18,12 +16,6 @@ using hash_map = std::unordered_map<Key, Value, Hash, Equal>;
 
 template <class Key, class Hash = std::hash<Key>, class Equal = std::equal_to<Key>>
 using hash_set = std::unordered_set<Key, Hash, Equal>;
-
-// The table of the statistics, keyed by concept. It has a name of its own so that it can become
-// another table without touching its users: they need iterators that stay valid while other
-// entries are added or erased, and nothing of the order.
-template <class Value>
-using concept_map = std::unordered_map<Concept, Value, ConceptHash>;
 
 // How many buckets the tables ask for when they are made.
 constexpr std::size_t kInitialBuckets = 100;

@@ -288,11 +288,11 @@ void mend_logical_links(zeLogicalTree& tree) {
     for (const unsigned int id : ids) {
         zeLogicalNode& node = tree.nodes.at(id);
         const auto found = lister.find(id);
-        zeLogicalNode* const named = tree.GetNodePtr(node.parent);
+        const auto named = tree.nodes.find(node.parent);
         if (found != lister.end()) {
             node.parent = found->second;
-        } else if (named != nullptr) {
-            named->children.push_back(id);
+        } else if (named != tree.nodes.end()) {
+            named->second.children.push_back(id);
         } else {
             node.parent = 0;
         }

@@ -4,16 +4,24 @@
 #include <utility>
 
 #include "zandrel/foundation/process_assert.h"
+#include "zandrel/knowledge/Children_index.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 zeLogicalTree::zeLogicalTree(zeManager* owner)
-    : nodes(kInitialBuckets), finder(kInitialBuckets), manager(owner) {}
+    : nodes(kInitialBuckets),
+      finder(kInitialBuckets),
+      manager(owner),
+      m_children(std::make_unique<Zandrel::Children_index>(nodes)) {}
+
+zeLogicalTree::~zeLogicalTree() = default;
 
 void zeLogicalTree::Clear() {
     nodes.clear();
     finder.clear();
+    m_children->clear();
+    m_is_exposed = false;
     next_id = 0;
 }
 
@@ -29,6 +37,7 @@ const zeLogicalNode& zeLogicalTree::GetNode(unsigned int id) const {
 }
 
 zeLogicalNode* zeLogicalTree::GetNodePtr(unsigned int id) {
+    m_is_exposed = true;
     return Find(id);
 }
 
@@ -38,6 +47,11 @@ const zeLogicalNode& zeLogicalTree::FindCategory(zeNode* physical_node) const {
 }
 
 int zeLogicalTree::FindChild(const zeLogicalNode& parent, zeNode* physical_node) const {
+    const zeLogicalNode& mirror = FindCategory(physical_node);
+    const auto place = m_children->find_id(parent, mirror.id);
+    if (place && mirror.physical_node == physical_node) {
+        return static_cast<int>(*place);
+    }
     for (std::size_t i = 0; i < parent.children.size(); ++i) {
         const zeLogicalNode* const child = Find(parent.children[i]);
         if (child != nullptr && child->physical_node == physical_node) {

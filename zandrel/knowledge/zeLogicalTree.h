@@ -3,6 +3,7 @@
 #define ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -15,6 +16,12 @@ class zeClassifier;
 class zeManager;
 class zeStat_matcher;
 struct zeNode;
+
+namespace Zandrel {
+
+class Children_index;
+
+}  // namespace Zandrel
 
 // One node as its user sees it.
 struct ZANDREL_EXPORT zeLogicalNode {
@@ -56,6 +63,7 @@ public:
     explicit zeLogicalTree(zeManager* owner);
     zeLogicalTree(const zeLogicalTree&) = delete;
     zeLogicalTree& operator=(const zeLogicalTree&) = delete;
+    ~zeLogicalTree();
 
     // Forgets all nodes and starts ids anew. The physical side is not touched.
     void Clear();
@@ -64,12 +72,15 @@ public:
 
     // The node of an id; one with id 0 if there is none.  VALID UNTIL: the node is deleted.
     const zeLogicalNode& GetNode(unsigned int id) const;
-    // The same, or null. What is changed through it is changed on no other side.
+    // The same, or null. What is changed through it is changed on no other side. Names and links
+    // can be changed through it, so from the first call until `Clear` a search for a name that is
+    // not there is linear in the children, and a move is linear in the nodes of both trees.
     zeLogicalNode* GetNodePtr(unsigned int id);
     // The node that mirrors a physical node; one with id 0 if there is none.
     const zeLogicalNode& FindCategory(zeNode* physical_node) const;
     // The position among the parent's children of the one that mirrors a physical node; -1 if there
-    // is none.  COST: linear in the children.
+    // is none.  COST: constant on average; the first time, and without such a child, linear in the
+    // children.
     int FindChild(const zeLogicalNode& parent, zeNode* physical_node) const;
     // The classifier of the nearest node that has one, from `id` itself upwards.
     // RAISES: the assertion "clafer" if there is none.
@@ -89,7 +100,7 @@ public:
     // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
     // with `physical_node`. It starts without children, whatever `node` has.
     // RAISES: "clafer" for an unknown parent.
-    // COST: linear in the categories of the classifier above.
+    // COST: that of VerifyCategoryName.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
     // what the categories brought to its table of all concepts.
@@ -97,8 +108,8 @@ public:
     void DelLogicalNode(unsigned int id, bool remove_concepts);
     // Moves a node, with all below it, under another parent. That may not be below the node, in
     // either tree, by the lists of children or by the parents that nodes name.
-    // COST: linear in the nodes of both trees, and between two classifiers that of deleting and
-    // adding as well.
+    // COST: linear in the nodes below it and in the depth, and between two classifiers that of
+    // deleting and adding as well.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
     // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
     // of `node`. Attributes and threshold are written to the physical node at every change. A type
@@ -137,7 +148,8 @@ public:
     void VerifyRule(const zeLogicalNode& parent, const qtString& rule) const;
     void VerifyNodeName(const zeLogicalNode& node) const;
     // With `check_used`, that no category of the real parent has this name.
-    // COST: linear in the categories of that classifier.
+    // COST: linear in the nodes of this name, or in the categories of that classifier if these are
+    // fewer.
     void VerifyCategoryName(const zeLogicalNode& node, bool check_used) const;
     // That two classifiers can be in memory at once.
     void VerifyCacheSize() const;
@@ -150,7 +162,8 @@ public:
 
     // Replaces `parts` by the names of a path. Empty ones are dropped.
     static void BreakPath(const qtString& path, std::vector<qtString>& parts);
-    // The node of a path; one with id 0 if there is none.  COST: linear in the children on the way.
+    // The node of a path; one with id 0 if there is none.  COST: linear in its parts; the first
+    // time in the children on the way as well.
     const zeLogicalNode& FindNodeByPath(const qtString& path) const;
     // The same for the first `count` parts. A count above their number finds nothing.
     const zeLogicalNode& FindNodeByPath(const std::vector<qtString>& parts, int count) const;
@@ -219,6 +232,7 @@ private:
     void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
     void TakeFromClassifier(zeClassifier& classifier, zeNode* category, bool remove_concepts);
     static bool IsKnown(zeClassifier& classifier, zeNode* category);
+    bool HasCategory(zeClassifier& classifier, const Concept& name) const;
     void Forget(zeClassifier& classifier, zeNode* category);
     void FeedAgain(zeClassifier& classifier);
     void Enter(const zeLogicalNode& node);
@@ -240,6 +254,9 @@ private:
     void VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const;
     void VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const;
     void VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const;
+
+    std::unique_ptr<Zandrel::Children_index> m_children;  // a cache
+    bool m_is_exposed = false;  // A program has got a node that it may change.
 };
 
 #endif  // ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_

@@ -11,23 +11,53 @@ namespace {
 // One node and all nodes below it, in both trees. A node is below another one that lists it as a
 // child, below the one that it names as its parent, and below whatever its mirror is below.
 //
-// In a sound tree the lists of children lead to all of them. After KCE_Delete, and in trees that a
-// program has linked by hand, a node may name a parent that does not list it. Only a look at all
-// nodes finds such a node, so we do that once; only if there is one, we index the nodes by parent.
+// In a sound tree the lists of children lead to all of them. In trees that a program has linked by
+// hand, a node may name a parent that does not list it. Only a look at all nodes finds every such
+// node. So we look at all only if a program may have changed links, and then index the nodes by
+// parent if there is one. Otherwise the way from the target up over the named parents is enough.
 class Nodes_below {
 public:
-    Nodes_below(const zeLogicalTree& tree, const zeLogicalNode& top)
+    Nodes_below(const zeLogicalTree& tree, const zeLogicalNode& top, bool may_be_unlisted)
         : m_tree(tree), m_physical_tree(*tree.manager->m_physical_tree) {
         enter(&top);
         follow_links();
-        if (enter_unlisted()) {
+        if (may_be_unlisted && enter_unlisted()) {
             index_by_parent();
             follow_links();
         }
     }
 
-    bool contain(const zeLogicalNode& node) const {
-        return m_ids.count(node.id) != 0 || m_physical.count(node.physical_node) != 0;
+    // Whether the node is among them, or the parent that it names, or one further up, in either
+    // tree.
+    bool contain_any_of_way_up(const zeLogicalNode& node) const {
+        hash_set<unsigned int> seen;
+        hash_set<const zeNode*, zePointer_hash> seen_physical;
+        std::vector<const zeLogicalNode*> waiting = {&node};
+        std::vector<zeNode*> waiting_physical;
+        while (!waiting.empty() || !waiting_physical.empty()) {
+            if (!waiting.empty()) {
+                const zeLogicalNode& next = *waiting.back();
+                waiting.pop_back();
+                if (m_ids.count(next.id) != 0) {
+                    return true;
+                }
+                if (next.id != 0 && seen.insert(next.id).second) {
+                    waiting.push_back(&m_tree.GetNode(next.parent));
+                    waiting_physical.push_back(next.physical_node);
+                }
+            } else {
+                zeNode* const next = waiting_physical.back();
+                waiting_physical.pop_back();
+                if (m_physical.count(next) != 0) {
+                    return true;
+                }
+                if (next != nullptr && seen_physical.insert(next).second) {
+                    waiting.push_back(&m_tree.FindCategory(next));
+                    waiting_physical.push_back(next->m_parent);
+                }
+            }
+        }
+        return false;
     }
 
 private:
@@ -123,7 +153,8 @@ private:
 }  // namespace
 
 void zeLogicalTree::VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const {
-    if (Nodes_below(*this, node).contain(target)) {
+    const Nodes_below below(*this, node, m_is_exposed);
+    if (below.contain_any_of_way_up(target)) {
         throw qtX<zeLogicalTree>(19, "Cannot move the node down");
     }
 }

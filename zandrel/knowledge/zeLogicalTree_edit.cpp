@@ -7,6 +7,7 @@
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Children_index.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -46,6 +47,7 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
                                                             node.attributes, node.threshold);
     if (node.parent == 0) {
         next_id = 0;
+        m_children->clear();
         manager->m_root = node.physical_node;
     } else {
         AddToClassifier(*GetRealParent(node.parent), node);
@@ -179,6 +181,7 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
 }
 
 void zeLogicalTree::ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted) {
+    const Concept old_name = node.name;
     if (manager->m_compat55) {
         node.name = wanted.name;
     }
@@ -188,6 +191,9 @@ void zeLogicalTree::ChangeFields(zeLogicalNode& node, const zeLogicalNode& wante
         if (!manager->m_compat55) {
             node.name = wanted.category;
         }
+    }
+    if (node.name != old_name) {
+        m_children->renamed(node, old_name);
     }
     // Written in any case: a change of type has set or cleared NoScore on the physical side.
     node.physical_node->m_flags = wanted.attributes;
@@ -328,9 +334,11 @@ void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
     }
     const int loc = FindChild(GetNode(node.parent), node.physical_node);
     ZANDREL_ASSERT(loc >= 0, "loc >= 0");
-    std::vector<unsigned int>& siblings = Find(node.parent)->children;
-    siblings[static_cast<std::size_t>(loc)] = siblings.back();
-    siblings.pop_back();
+    const auto place = static_cast<std::size_t>(loc);
+    zeLogicalNode& parent = *Find(node.parent);
+    parent.children[place] = parent.children.back();
+    parent.children.pop_back();
+    m_children->removed(parent, node, place);
 }
 
 // Children go before their parent, in their order. A tree can be deep, so nothing recurs.
@@ -361,6 +369,7 @@ void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
     LeaveClassifiers(node.physical_node, nullptr);
     DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
+    m_children->forget(node.id);
     nodes.erase(node.id);
 }
 

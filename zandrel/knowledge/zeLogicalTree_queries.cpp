@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "zandrel/knowledge/Children_index.h"
+
 namespace {
 
 constexpr char kSeparator = '/';
@@ -72,13 +74,8 @@ const zeLogicalNode& zeLogicalTree::FindNodeByPath(const std::vector<qtString>& 
 
 const zeLogicalNode* zeLogicalTree::FindChildByName(const zeLogicalNode& parent,
                                                     const Concept& name) const {
-    for (const unsigned int id : parent.children) {
-        const zeLogicalNode* const child = Find(id);
-        if (child != nullptr && child->name == name) {
-            return child;
-        }
-    }
-    return nullptr;
+    const auto place = m_children->find_name(parent, name, m_is_exposed);
+    return place ? Find(parent.children[*place]) : nullptr;
 }
 
 void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {

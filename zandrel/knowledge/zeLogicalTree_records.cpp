@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "zandrel/foundation/qtPtr.h"
+#include "zandrel/knowledge/Children_index.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -128,6 +129,7 @@ void zeLogicalTree::Load(Hio<HSegment>& io) {
         io >> without_meaning;
     }
     next_id = 0;
+    m_children->clear();  // A node that is read can replace one of the same id.
     hash_set<unsigned int> ids;
     for (unsigned int left = io.ReadCount(has_ids ? kLeastNodeSize : kLeastNodeSizeV1); left > 0;
          --left) {

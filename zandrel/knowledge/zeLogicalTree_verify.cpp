@@ -30,12 +30,20 @@ bool has_physical_children(const zeLogicalNode& node) {
     return !node.physical_node->m_children.empty();
 }
 
-bool has_category(zeClassifier& classifier, const Concept& category) {
+bool is_among_categories(zeClassifier& classifier, const Concept& name) {
     std::vector<zeNode*> used;
     classifier.get_all_categories(used);
-    return std::any_of(used.begin(), used.end(), [&category](const zeNode* node) {
-        return node != nullptr && node->m_concept == category;
+    return std::any_of(used.begin(), used.end(), [&name](const zeNode* node) {
+        return node != nullptr && node->m_concept == name;
     });
+}
+
+std::size_t category_count(const zeClassifier& classifier) {
+    if (const auto* const matcher = dynamic_cast<const zeStat_matcher*>(&classifier)) {
+        return matcher->m_storage->m_profiles.size();
+    }
+    const auto* const switcher = dynamic_cast<const zeSwitcher*>(&classifier);
+    return switcher == nullptr ? 0 : switcher->m_rules.size();
 }
 
 // "default" is no expression: compiling it would fail.
@@ -65,12 +73,26 @@ void zeLogicalTree::VerifyNodeName(const zeLogicalNode& node) const {
     }
 }
 
+// Few nodes have one name, so we ask the classifier for each of them. Example: of 40,000 leaves
+// below the root one at most has the name of a new one, while each of 1,000 groups with ten
+// categories may have a category "other": there ten categories are fewer than 1,000 nodes.
+bool zeLogicalTree::HasCategory(zeClassifier& classifier, const Concept& name) const {
+    const zePhysicalTree& tree = *manager->m_physical_tree;
+    const std::vector<zeNode*>& leaves = tree.GetLeafNodes(name);
+    const std::vector<zeNode*>& others = tree.GetInnerNodes(name);
+    if (leaves.size() + others.size() > category_count(classifier)) {
+        return is_among_categories(classifier, name);
+    }
+    const auto is_known = [&classifier](zeNode* node) { return IsKnown(classifier, node); };
+    return std::any_of(leaves.begin(), leaves.end(), is_known) ||
+           std::any_of(others.begin(), others.end(), is_known);
+}
+
 void zeLogicalTree::VerifyCategoryName(const zeLogicalNode& node, bool check_used) const {
     if (node.category == Concept()) {
         refuse(11, "Missing category name");
     }
-    if (check_used && node.parent != 0 &&
-        has_category(*GetRealParent(node.parent), node.category)) {
+    if (check_used && node.parent != 0 && HasCategory(*GetRealParent(node.parent), node.category)) {
         refuse(2,
                node.category.text() +
                    " : Category name already in use under the current Principal node",

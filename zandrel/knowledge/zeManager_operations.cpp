@@ -29,7 +29,12 @@ zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
         throw qtX<zeManager>(0, "Invalid classifier type", {qtString(std::to_string(type))});
     }
     zeClassifier* const classifier = make_classifier(node, type);
-    m_physical_tree->set_classifier(node, classifier);
+    try {
+        m_physical_tree->set_classifier(node, classifier);
+    } catch (...) {
+        Release(classifier);
+        throw;
+    }
     return classifier;
 }
 

@@ -1,12 +1,113 @@
 #include "zandrel/knowledge/zeNode.h"
 
 #include <algorithm>
+#include <new>
 
 #include "zandrel/knowledge/zeBase.h"
 
+namespace Zandrel {
+
+namespace {
+
+// Up to so many children a search takes no longer than a look-up, and needs no memory.
+constexpr std::size_t kFewChildren = 16;
+
+int place_by_search(const std::vector<zeNode*>& children, const zeNode* child) {
+    const auto found = std::find(children.begin(), children.end(), child);
+    return found == children.end() ? -1 : static_cast<int>(found - children.begin());
+}
+
+}  // namespace
+
+// The places of the first `size` children. A list of a damaged file can have a child twice: such a
+// list is searched.
+struct Child_places::Index {
+    bool agrees_with(const std::vector<zeNode*>& children) const {
+        return size <= children.size() &&
+               (size == 0 || (is_at(children, 0) && is_at(children, size - 1)));
+    }
+
+    bool is_at(const std::vector<zeNode*>& children, std::size_t place) const {
+        const auto entry = places.find(children[place]);
+        return entry != places.end() && entry->second == place;
+    }
+
+    void take_in(const std::vector<zeNode*>& children) {
+        for (; size < children.size() && !has_child_twice; ++size) {
+            has_child_twice = !places.emplace(children[size], size).second;
+        }
+    }
+
+    hash_map<const zeNode*, std::size_t, zePointer_hash> places;
+    std::size_t size = 0;
+    bool has_child_twice = false;
+};
+
+Child_places::Child_places() = default;
+Child_places::~Child_places() = default;
+
+Child_places::Child_places(const Child_places& /*other*/) {}
+
+Child_places& Child_places::operator=(const Child_places& /*other*/) {
+    clear();
+    return *this;
+}
+
+void Child_places::clear() {
+    m_index.reset();
+}
+
+int Child_places::find(const std::vector<zeNode*>& children, const zeNode* child) {
+    if (children.size() <= kFewChildren) {
+        return place_by_search(children, child);
+    }
+    if (!is_brought_up_to_date(children)) {
+        return place_by_search(children, child);
+    }
+    const auto entry = m_index->places.find(child);
+    if (entry == m_index->places.end()) {
+        return -1;
+    }
+    if (children[entry->second] == child) {
+        return static_cast<int>(entry->second);
+    }
+    clear();  // The list was changed by hand.
+    return place_by_search(children, child);
+}
+
+// Removing a child has to succeed also without memory for an index.
+bool Child_places::is_brought_up_to_date(const std::vector<zeNode*>& children) {
+    try {
+        if (m_index == nullptr || !m_index->agrees_with(children)) {
+            m_index = std::make_unique<Index>();
+        }
+        m_index->take_in(children);
+    } catch (const std::bad_alloc&) {
+        clear();
+    }
+    return m_index != nullptr && !m_index->has_child_twice;
+}
+
+void Child_places::removed(const std::vector<zeNode*>& children, const zeNode* child,
+                           std::size_t place) {
+    if (m_index == nullptr) {
+        return;
+    }
+    if (m_index->has_child_twice || m_index->size != children.size() + 1) {
+        clear();
+        return;
+    }
+    m_index->places.erase(child);
+    m_index->size = children.size();
+    if (place < children.size()) {
+        m_index->places.find(children[place])->second = place;
+    }
+}
+
+}  // namespace Zandrel
+
 int zeNode::find_child(const zeNode* child) const {
-    const auto found = std::find(m_children.begin(), m_children.end(), child);
-    return found == m_children.end() ? -1 : static_cast<int>(found - m_children.begin());
+    return m_places.find(m_children, child);
 }
 
 bool zeNode::add_child(zeNode* child) {
@@ -19,13 +120,15 @@ bool zeNode::add_child(zeNode* child) {
 }
 
 bool zeNode::remove_child(zeNode* child) {
-    const auto found = std::find(m_children.begin(), m_children.end(), child);
-    if (found == m_children.end()) {
+    const int found = find_child(child);
+    if (found < 0) {
         return false;
     }
+    const auto place = static_cast<std::size_t>(found);
     child->m_parent = nullptr;
-    *found = m_children.back();
+    m_children[place] = m_children.back();
     m_children.pop_back();
+    m_places.removed(m_children, child, place);
     return true;
 }
 
@@ -38,6 +141,7 @@ void zeNode::remove_all_children() {
         child->m_parent = nullptr;
     }
     m_children.clear();
+    m_places.clear();
 }
 
 namespace {

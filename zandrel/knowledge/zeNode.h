@@ -2,6 +2,8 @@
 #ifndef ZANDREL_KNOWLEDGE_ZENODE_H_
 #define ZANDREL_KNOWLEDGE_ZENODE_H_
 
+#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -9,6 +11,37 @@
 #include "zandrel/foundation/hash_map.h"
 
 class zeClassifier;
+struct zeNode;
+
+namespace Zandrel {
+
+// Where each child is in a long list of children, so that finding one needs no search.
+//
+// The list is public, so the index does not trust itself: it compares a place with the list before
+// it answers, takes in what was appended since, and is made anew if the list became shorter.
+class ZANDREL_EXPORT Child_places {
+public:
+    Child_places();
+    ~Child_places();
+    // A copied node will have another list. Its index is made when it is needed.
+    Child_places(const Child_places& other);
+    Child_places& operator=(const Child_places& other);
+
+    // The first place of `child` in `children`; -1 if it is not there.
+    int find(const std::vector<zeNode*>& children, const zeNode* child);
+    // Follows the removal of a child: the last one has taken its place.
+    void removed(const std::vector<zeNode*>& children, const zeNode* child, std::size_t place);
+    void clear();
+
+private:
+    struct Index;
+
+    bool is_brought_up_to_date(const std::vector<zeNode*>& children);
+
+    std::unique_ptr<Index> m_index;  // null until a long list is searched
+};
+
+}  // namespace Zandrel
 
 // A category or an inner node. zePhysicalTree makes and owns it; its address stays as long as its
 // entry there lives, and all other pointers to nodes are borrowed.
@@ -19,7 +52,8 @@ struct ZANDREL_EXPORT zeNode {
 
     explicit zeNode(const Concept& name) : m_concept(name) {}
 
-    // Index of a child, -1 if it is none.  COST: linear in the children, as that of the next four.
+    // Index of a child, -1 if it is none.  COST: constant on average, as that of the next
+    // three; the first search in a long list is linear.
     int find_child(const zeNode* child) const;
     // Appends a child and sets its parent; false, changing nothing, for null or a present child.
     bool add_child(zeNode* child);
@@ -48,9 +82,14 @@ struct ZANDREL_EXPORT zeNode {
     unsigned int m_classifier_id = 0;      // object id of the node's classifier; 0 for none
     unsigned char m_classifier_type = 0;   // ZE_LEAF, ZE_RULE or ZE_STAT
     unsigned char m_flags = 0;
-    double m_threshold = 0.0;         // least score at which a walk goes on below this node
-    zeNode* m_parent = nullptr;       // null at the root
-    std::vector<zeNode*> m_children;  // in the order of adding, disturbed by removal
+    double m_threshold = 0.0;    // least score at which a walk goes on below this node
+    zeNode* m_parent = nullptr;  // null at the root
+    // In the order of adding, disturbed by removal. A program may append to it, or clear it; a
+    // child is replaced by the operations only, which else would not find the new one.
+    std::vector<zeNode*> m_children;
+
+private:
+    mutable Zandrel::Child_places m_places;
 };
 
 namespace Zandrel {

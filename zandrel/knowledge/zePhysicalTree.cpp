@@ -12,6 +12,43 @@ namespace {
 
 const Trace_file s_trace_file("zePhysicalTree.cpp");
 
+using Nodes_by_name = zePhysicalTree::Nodes_by_name;
+
+const std::vector<zeNode*>& nodes_of(const Nodes_by_name& lists, const Concept& name) {
+    static const std::vector<zeNode*> no_nodes;
+    const auto entry = lists.find(name);
+    return entry == lists.end() ? no_nodes : entry->second;
+}
+
+void enter_node(Nodes_by_name& lists, zeNode* node) {
+    const auto entry = lists.find(node->m_concept);
+    if (entry != lists.end()) {
+        entry->second.push_back(node);
+        return;
+    }
+    std::vector<zeNode*> nodes;
+    nodes.reserve(1);  // the usual single entry then costs one word
+    nodes.push_back(node);
+    lists.emplace(node->m_concept, std::move(nodes));
+}
+
+// The last entry moves into the place of the node.
+void leave_list(Nodes_by_name& lists, zeNode* node) {
+    const auto entry = lists.find(node->m_concept);
+    if (entry == lists.end()) {
+        return;
+    }
+    std::vector<zeNode*>& nodes = entry->second;
+    const auto found = std::find(nodes.begin(), nodes.end(), node);
+    if (found != nodes.end()) {
+        *found = nodes.back();
+        nodes.pop_back();
+    }
+    if (nodes.empty()) {
+        lists.erase(entry);
+    }
+}
+
 }  // namespace
 
 zePhysicalTree::zePhysicalTree(zeManager* manager)
@@ -23,9 +60,11 @@ zeNode* zePhysicalTree::GetNode(unsigned int id) {
 }
 
 const std::vector<zeNode*>& zePhysicalTree::GetLeafNodes(const Concept& category) const {
-    static const std::vector<zeNode*> no_leaves;
-    const auto entry = m_finder.find(category);
-    return entry == m_finder.end() ? no_leaves : entry->second;
+    return nodes_of(m_finder, category);
+}
+
+const std::vector<zeNode*>& zePhysicalTree::GetInnerNodes(const Concept& name) const {
+    return nodes_of(m_inner_nodes, name);
 }
 
 zeNode* zePhysicalTree::MakeNode(const Concept& name, unsigned int type, unsigned int flags,
@@ -39,12 +78,12 @@ zeNode* zePhysicalTree::MakeNode(const Concept& name, unsigned int type, unsigne
     ZANDREL_ASSERT(pp.second, "pp.second");
     zeNode* const node = &pp.first->second;
     try {
-        if (type == ZE_LEAF) {
-            AddFinder(node);
-        } else {
+        EnterName(node);
+        if (type != ZE_LEAF) {
             m_manager->AddClassifier(node, type);
         }
     } catch (...) {
+        LeaveName(node);
         m_nodes.erase(pp.first);
         throw;
     }
@@ -52,31 +91,20 @@ zeNode* zePhysicalTree::MakeNode(const Concept& name, unsigned int type, unsigne
 }
 
 void zePhysicalTree::AddFinder(zeNode* node) {
-    const auto entry = m_finder.find(node->m_concept);
-    if (entry != m_finder.end()) {
-        entry->second.push_back(node);
-        return;
-    }
-    std::vector<zeNode*> leaves;
-    leaves.reserve(1);  // the usual single entry then costs one word
-    leaves.push_back(node);
-    m_finder.emplace(node->m_concept, std::move(leaves));
+    enter_node(m_finder, node);
 }
 
 void zePhysicalTree::DelFinder(zeNode* node) {
-    const auto entry = m_finder.find(node->m_concept);
-    if (entry == m_finder.end()) {
-        return;
-    }
-    std::vector<zeNode*>& leaves = entry->second;
-    const auto found = std::find(leaves.begin(), leaves.end(), node);
-    if (found != leaves.end()) {
-        *found = leaves.back();
-        leaves.pop_back();
-    }
-    if (leaves.empty()) {
-        m_finder.erase(entry);
-    }
+    leave_list(m_finder, node);
+}
+
+// In the list that its type belongs to.
+void zePhysicalTree::EnterName(zeNode* node) {
+    enter_node(node->m_classifier_type == ZE_LEAF ? m_finder : m_inner_nodes, node);
+}
+
+void zePhysicalTree::LeaveName(zeNode* node) {
+    leave_list(node->m_classifier_type == ZE_LEAF ? m_finder : m_inner_nodes, node);
 }
 
 zeClassifier* zePhysicalTree::get_classifier(zeNode* node) {
@@ -94,9 +122,9 @@ void zePhysicalTree::release_classifier(zeNode* node, zeIO* /*io*/) {
 }
 
 void zePhysicalTree::set_classifier(zeNode* node, zeClassifier* classifier) {
+    ChangeType(node, classifier == nullptr ? ZE_LEAF : classifier->GetType());
     node->m_classifier = classifier;
     node->m_classifier_id = classifier == nullptr ? 0 : classifier->m_id;
-    ChangeType(node, classifier == nullptr ? ZE_LEAF : classifier->GetType());
 }
 
 void zePhysicalTree::delete_classifier(zeNode* node) {
@@ -127,22 +155,20 @@ void zePhysicalTree::SetName(zeNode* node, const Concept& name) {
     if (node->m_concept == name) {
         return;
     }
-    const bool is_leaf = node->m_classifier_type == ZE_LEAF;
-    if (is_leaf) {
-        DelFinder(node);
-    }
+    LeaveName(node);
     node->m_concept = name;
-    if (is_leaf) {
-        AddFinder(node);
-    }
+    EnterName(node);
 }
 
 void zePhysicalTree::ChangeType(zeNode* node, unsigned int type) {
     if (node->m_classifier_type == type) {
         return;
     }
-    if (node->m_classifier_type == ZE_LEAF) {
-        DelFinder(node);
+    if (type != ZE_LEAF && node->m_classifier_type == ZE_LEAF) {
+        enter_node(m_inner_nodes, node);  // Only this needs memory, so it comes first.
+    }
+    if (type == ZE_LEAF || node->m_classifier_type == ZE_LEAF) {
+        LeaveName(node);
     }
     node->m_classifier_type = static_cast<unsigned char>(type);
     if (type == ZE_LEAF) {
@@ -154,9 +180,7 @@ void zePhysicalTree::ChangeType(zeNode* node, unsigned int type) {
 }
 
 void zePhysicalTree::DeleteCat(zeNode* node) {
-    if (node->m_classifier_type == ZE_LEAF) {
-        DelFinder(node);
-    }
+    LeaveName(node);
     node->remove_all_children();
     m_nodes.erase(node->m_node_id);
 }
@@ -173,9 +197,7 @@ zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
     made.m_children.clear();
     made.m_children.reserve(source->m_children.size());
     zeNode* const copy = &m_nodes.insert_or_assign(m_last_node_id, std::move(made)).first->second;
-    if (copy->m_classifier_type == ZE_LEAF) {
-        AddFinder(copy);
-    }
+    EnterName(copy);
     mapping[source] = copy;
     for (zeNode* child : source->m_children) {
         copy->m_children.push_back(CopySubTree(child, copy, mapping));
@@ -186,5 +208,6 @@ zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
 void zePhysicalTree::Clear() {
     m_nodes.clear();
     m_finder.clear();
+    m_inner_nodes.clear();
     m_last_node_id = 0;
 }

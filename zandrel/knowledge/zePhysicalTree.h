@@ -40,6 +40,8 @@ public:
     // and children are left to the caller. If the classifier cannot be made, no node stays.
     // RAISES: what zeManager::AddClassifier raises.
     zeNode* MakeNode(const Concept& name, unsigned int type, unsigned int flags, double threshold);
+    // The same for the nodes that are no leaves, by their names.
+    const std::vector<zeNode*>& GetInnerNodes(const Concept& name) const;
     // Enters a leaf in the list of its category; nothing prevents a second entry.
     void AddFinder(zeNode* node);
     // Takes a leaf out of that list; the last entry moves into its place.
@@ -91,7 +93,9 @@ public:
     zeNode* ConvertV1(const Concept& category, zeNode* parent);
 
     hash_map<unsigned int, zeNode> m_nodes;  // by id; node based, since all pointers point here
-    hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_finder;  // leaves of each category
+    using Nodes_by_name = hash_map<Concept, std::vector<zeNode*>, ConceptHash>;
+
+    Nodes_by_name m_finder;  // leaves of each category
     unsigned int m_last_node_id = 0;
     zeManager* m_manager;
     // What records of version 1 refer to, from the start of such a load on: nodes by their concept,
@@ -100,6 +104,9 @@ public:
     hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_v1_pending;
 
 private:
+    void EnterName(zeNode* node);
+    void LeaveName(zeNode* node);
+
     using Concepts_by_id = std::map<unsigned int, std::vector<Concept>>;
 
     zeNode* refer_to(unsigned int id);
@@ -110,6 +117,8 @@ private:
     void load_v1(Hio<HSegment>& io);
     void link_v1(const Concepts_by_id& children, const Concepts_by_id& parents);
     zeNode* copy_v1_leaf(const zeNode& leaf, zeNode* parent);
+
+    Nodes_by_name m_inner_nodes;  // those that are no leaves
 };
 
 #endif  // ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_

@@ -18,12 +18,6 @@ constexpr unsigned int kLeastNodeSize = 30;
 constexpr unsigned int kLeastNodeSizeV1 = 26;
 constexpr unsigned int kReferenceSize = 4;
 
-// Whether a node is among the leaves of its category: an empty one, which stands for a node that is
-// yet to come, is not.
-bool is_listed_leaf(const zeNode& node) {
-    return node.m_classifier_type == ZE_LEAF && !Zandrel::IsPlaceholder(node);
-}
-
 // The ids that a record has given to its nodes.
 class Read_ids {
 public:
@@ -114,15 +108,15 @@ zeNode* zePhysicalTree::refer_to(unsigned int id) {
 // Puts a node into its entry, which may have been made for a reference to it: the address stays.
 zeNode* zePhysicalTree::enter(zeNode&& read) {
     zeNode* const node = refer_to(read.m_node_id);
-    if (is_listed_leaf(*node)) {
-        DelFinder(node);  // The tree had a node of this id before.
+    if (!Zandrel::IsPlaceholder(*node)) {
+        LeaveName(node);  // The tree had a node of this id before.
     }
     *node = std::move(read);
     if (node->m_node_id > m_last_node_id) {
         m_last_node_id = node->m_node_id;
     }
-    if (is_listed_leaf(*node)) {
-        AddFinder(node);
+    if (!Zandrel::IsPlaceholder(*node)) {
+        EnterName(node);
     }
     return node;
 }

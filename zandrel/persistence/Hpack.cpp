@@ -77,6 +77,17 @@ void Hpack::SetFileID(unsigned int id, unsigned short version, unsigned char fla
 }
 
 void Hpack::GetItem(const qtString& key, SegBuf& data) {
+    SeekData(key);
+    Zandrel::ReadBlob(io, data);
+}
+
+unsigned int Hpack::SeekItem(const qtString& key) {
+    SeekData(key);
+    return io.ReadCount(1);
+}
+
+// Goes to the length of an item's data.
+void Hpack::SeekData(const qtString& key) {
     const auto found = index.find(key);
     if (found == index.end()) {
         RefuseKey("Missing key in index: ", key);
@@ -88,7 +99,6 @@ void Hpack::GetItem(const qtString& key, SegBuf& data) {
     if (!Zandrel::ReadsKey(io, key)) {
         RefuseKey("Key points to wrong item: ", key);
     }
-    Zandrel::ReadBlob(io, data);
 }
 
 void Hpack::AddAtOffset(const qtString& key, const SegBuf& data, unsigned int offset) {

@@ -67,6 +67,10 @@ public:
     // RAISES: kWrongKey "Missing key in index: ", "Key points to invalid item: " or "Key points to
     // wrong item: ", with the key behind (arguments: the file's name, the key).
     void GetItem(const qtString& key, SegBuf& data);
+    // Goes to the data of an item and returns how many bytes they are, for a caller who takes them
+    // from `io` a piece at a time.
+    // RAISES: as GetItem.
+    unsigned int SeekItem(const qtString& key);
     // Writes an item at an offset, or at the end if that is 0, and enters it into the index, where
     // an item of the same key is forgotten. An offset of an item writes over it, whatever it is; in
     // a package that is open for changes the old index stays in force until the new one is written.
@@ -95,6 +99,7 @@ private:
     void WriteItem(const qtString& key, const SegBuf& data, unsigned int offset);
     void WriteIndex();
     void SeekTo(unsigned int offset);
+    void SeekData(const qtString& key);
     void RequirePackage() const;
     [[noreturn]] void RefuseKey(const char* what, const qtString& key) const;
 

@@ -38,7 +38,7 @@ public:
     // be opened.
     // REQUIRES: the file can be lost, as one that is yet to be renamed can.
     // RAISES: HioErr::kWriteFailed "File is not open for writing" for what is no package.
-    // COST: reads the file once; the largest item is in memory.
+    // COST: reads the file once, a piece at a time.
     static void Write(const qtString& file);
     static void Write(qtPtr<qtBuffer>& buffer);
 
@@ -51,6 +51,8 @@ public:
     // COST: as Write.
     static bool Verify(const qtString& file);
     static bool Verify(qtPtr<qtBuffer>& buffer);
+    // The same for a package that is open for reading and stays so.
+    static bool Verify(Hpack& pack);
 
     // Returns whether an open package has a seal, sound or not.
     static bool IsIn(const Hpack& pack);

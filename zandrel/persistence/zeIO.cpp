@@ -1,13 +1,18 @@
 // The items of a container's file, and its identity.
 #include "zandrel/persistence/zeIO.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "zandrel/foundation/charset.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
 namespace {
@@ -22,6 +27,23 @@ constexpr unsigned int kFirstScrambledVersion = 2;
 void RequirePlainForm(const KcIoMode& mode) {
     if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
         refuse_cached_form();
+    }
+}
+
+// Changes bytes by an exclusive or with those of `cover`, eight at a time.
+void Cover(char* bytes, const char* cover, unsigned int byte_count) {
+    constexpr unsigned int kWord = sizeof(std::uint64_t);
+    unsigned int done = 0;
+    for (; done + kWord <= byte_count; done += kWord) {
+        std::uint64_t word = 0;
+        std::uint64_t covering = 0;
+        std::memcpy(&word, bytes + done, kWord);
+        std::memcpy(&covering, cover + done, kWord);
+        word ^= covering;
+        std::memcpy(bytes + done, &word, kWord);
+    }
+    for (; done < byte_count; ++done) {
+        bytes[done] = static_cast<char>(bytes[done] ^ cover[done]);
     }
 }
 
@@ -84,7 +106,7 @@ void zeIO::LoadManager() {
 }
 
 void zeIO::WriteItem(const qtString& key, SegBuf& buffer) {
-    Scramble(buffer, true);
+    Scramble(buffer);
     if (m_io_mode != KcIoMode::DIRECT_IO) {
         refuse_cached_form();
     }
@@ -97,20 +119,21 @@ void zeIO::ReadItem(const qtString& key, SegBuf& buffer) {
     }
     m_pack.GetItem(key, buffer);
     if (m_version >= kFirstScrambledVersion) {
-        Scramble(buffer, false);
+        Scramble(buffer);
     }
 }
 
-void zeIO::Scramble(SegBuf& buffer, bool forward) const {
+// Scrambling is an exclusive or with bytes that depend only on the position in a run, and each
+// segment is a run. So these bytes, which zeros become, are computed once for all segments: a large
+// record costs little more than a pass over its memory (BM_ScrambleRecord of bench/kc_bench.cpp).
+void zeIO::Scramble(SegBuf& buffer) const {
+    std::vector<char> cover(std::min(buffer.size, SegBuf::kSegmentSize));
+    m_scrambler.Scramble(cover.data(), cover.size(), qtScrambler::kOption);
     for (unsigned int position = 0; position < buffer.size;) {
         char* run = nullptr;
         unsigned int length = 0;
         buffer.Locate(position, buffer.size, run, length);
-        if (forward) {
-            m_scrambler.Scramble(run, length, qtScrambler::kOption);
-        } else {
-            m_scrambler.Descramble(run, length, qtScrambler::kOption);
-        }
+        Cover(run, cover.data(), length);
         position += length;
     }
 }
@@ -142,10 +165,19 @@ void zeIO::VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short&
 void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
     RequirePlainForm(mode);
     m_pack.Open(file, 'r');
-    VerifyMagic(false, mode.compact_read, mode.unicode, mode.version);
+    IdentifyOpened(mode);
     mode.io_mode = KcIoMode::DIRECT_IO;
     m_io_mode = KcIoMode::DIRECT_IO;
+}
+
+// What stays as bytes is not looked at for a long time, so its seal is verified now.
+void zeIO::IdentifyOpened(KcIoMode& mode) {
+    if (mode.for_classifying) {
+        Kc_seal::Verify(m_pack);
+    }
+    VerifyMagic(false, mode.compact_read, mode.unicode, mode.version);
     m_manager->m_version = static_cast<unsigned short>(m_version);
+    m_for_classifying = mode.for_classifying;
 }
 
 void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {

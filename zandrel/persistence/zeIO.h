@@ -47,8 +47,12 @@ public:
     // Reads a container in place of what the manager holds. If its models have counted
     // messages and none contains statistics, the manager is compact, also if the file does not say
     // so.
+    // With `mode->for_classifying` the seal is verified before anything is touched, if there is
+    // one, and what only training needs stays as bytes: see zeStat_storage::complete.
     // REQUIRES: this is the manager's `m_io`.
-    // COST: one pass over the file; the largest record is in memory twice for a moment.
+    // RAISES: with that mode, also what Kc_seal::Verify raises.
+    // COST: one pass over the file, two with that mode and a seal; the largest record is in memory
+    // twice for a moment.
     void LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
     void LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container, or the subtree `mode->root`, in place of what is there. A null buffer
@@ -86,10 +90,12 @@ public:
     Hio<HSegment>::Converter m_converter = nullptr;  // of all texts that are written; or null
     void* m_converter_context = nullptr;
     qtScrambler m_scrambler{qtScrambler::kSeed};
+    bool m_for_classifying = false;  // a load that leaves training data as bytes is going on
 
 private:
     void OpenRead(const qtString& file, KcIoMode& mode);
     void OpenWrite(const qtString& file, KcIoMode& mode);
+    void IdentifyOpened(KcIoMode& mode);
     void VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short& version);
     void LoadOpened(CTProgress* progress);
     void LoadClassifiers(CTProgress* progress);
@@ -101,7 +107,7 @@ private:
     zeNode* VerifiedStart(const zeLogicalNode* root, int refusal) const;
     void ReadItem(const qtString& key, SegBuf& buffer);
     void WriteItem(const qtString& key, SegBuf& buffer);
-    void Scramble(SegBuf& buffer, bool forward) const;
+    void Scramble(SegBuf& buffer) const;
     template <class Write>
     void WriteRecord(const qtString& key, Write&& write);
 };

@@ -49,10 +49,12 @@ bool has_statistics(const zeStat_storage::Profile& profile) {
 }
 
 // Returns whether a model has anything that its compact form leaves out. Empty bins are no
-// statistics: a category that was added to a compact container has them.
+// statistics: a category that was added to a compact container has them. A model without any
+// concept is always complete.
 bool has_statistics(const zeStat_storage& storage) {
-    return !storage.m_concept_infos.empty() || storage.m_total_weight != 0.0 ||
-           storage.m_total_msg_weight != 0.0 || storage.m_total_sml_weight != 0.0 ||
+    return !storage.is_complete() || !storage.m_concept_infos.empty() ||
+           storage.m_total_weight != 0.0 || storage.m_total_msg_weight != 0.0 ||
+           storage.m_total_sml_weight != 0.0 ||
            std::any_of(storage.m_profiles.begin(), storage.m_profiles.end(),
                        [](const auto& profile) { return has_statistics(*profile); });
 }
@@ -97,8 +99,7 @@ void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     m_io_mode = KcIoMode::DIRECT_IO;
     mode->io_mode = KcIoMode::DIRECT_IO;
     m_pack.Open(buffer, 'r');
-    VerifyMagic(false, mode->compact_read, mode->unicode, mode->version);
-    m_manager->m_version = static_cast<unsigned short>(m_version);
+    IdentifyOpened(*mode);
     LoadOpened(progress);
 }
 
@@ -107,6 +108,7 @@ void zeIO::LoadOpened(CTProgress* progress) {
     try {
         LoadClassifiers(progress);
         m_pack.Close();
+        m_for_classifying = false;
     } catch (...) {
         m_manager->Release();
         kept.put_back();

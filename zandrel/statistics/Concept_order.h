@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "zandrel/foundation/hash_map.h"
+#include "zandrel/foundation/concept_map.h"
 
 namespace Zandrel {
 

@@ -10,7 +10,7 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
-#include "zandrel/foundation/hash_map.h"
+#include "zandrel/foundation/concept_map.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 // A sparse matrix of weights with a row for each concept. The pairs of a row are side by side in

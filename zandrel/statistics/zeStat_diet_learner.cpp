@@ -55,6 +55,7 @@ bool g_use_geom_average = false;
 
 zeStat_diet_learner::zeStat_diet_learner(zeStat_storage& storage)
     : m_storage(&storage), m_manager(storage.m_manager) {
+    storage.complete();
     init_optional_flags();
 }
 

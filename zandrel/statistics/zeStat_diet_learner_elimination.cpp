@@ -35,6 +35,7 @@ void zeStat_diet_learner::eliminate_features(bool only_touched) {
         }
     }
     sweep_concepts(total_sml_weight, total_weight);
+    m_storage->compact();
 }
 
 // A profile that is newer than the count came with the bulk.
@@ -99,7 +100,7 @@ void zeStat_diet_learner::delete_Ps(int& iprofile, std::vector<Concept_info>& ca
 }
 
 void zeStat_diet_learner::sweep_concepts(double total_sml_weight, double total_weight) {
-    std::erase_if(m_storage->m_concept_infos, [=](const auto& entry) {
+    erase_if(m_storage->m_concept_infos, [=](const auto& entry) {
         return entry.second.m_num_Ps <= 0 &&
                entry.second.m_weight / total_weight < 1 / total_sml_weight;
     });

@@ -35,8 +35,8 @@ void zeStat_matcher::feed(zeStat_storage& storage, bool add_children) {
     m_storage = &storage;
     select_if_needed(storage);
     trace(s_trace_file, kTraceDebug, "Collecting data for matching table");
-    m_table.compile(storage.m_profiles);
     m_dirty = true;
+    m_table.compile(storage.m_profiles);
     if (m_node != nullptr) {
         m_node->remove_all_children();
     }

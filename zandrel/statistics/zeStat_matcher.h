@@ -150,6 +150,7 @@ private:
     void build_rest_scores();
     const float* find_weight(const Concept& wanted, int iprofile) const;
     void select_if_needed(zeStat_storage& storage);
+    void load_table(Hio<HSegment>& io);
     void require_sound_table() const;
 
     std::vector<Zandrel::Rest_score> m_rest_scores;  // by profile, as of the last `feed` or load

@@ -10,6 +10,7 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
 #include "zandrel/statistics/Match_scorer.h"
+#include "zandrel/storage/Record_reader.h"
 
 namespace {
 
@@ -43,16 +44,7 @@ void zeStat_matcher::Dump(Hio<HSegment>& io) const {
 }
 
 void zeStat_matcher::Load(Hio<HSegment>& io) {
-    m_table.clear();
-    const unsigned int entry_count = io.ReadCount(kLeastEntrySize);
-    m_table.reserve(entry_count);
-    for (unsigned int i = 0; i < entry_count; ++i) {
-        Concept entry;
-        io >> entry;
-        for (Concept_weight& pair : m_table.add(entry, io.ReadCount(kPairSize))) {
-            io >> pair.m_weight >> pair.m_iprofile;
-        }
-    }
+    load_table(io);
     unsigned int storage_id = 0;
     io >> storage_id;
     m_storage = dynamic_cast<zeStat_storage*>(m_manager->m_io->LoadObject(storage_id, m_node));
@@ -61,6 +53,20 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
     m_table.set_profile_end(m_storage->profile_count());
     build_rest_scores();
     build_avg_likelihood();
+}
+
+void zeStat_matcher::load_table(Hio<HSegment>& io) {
+    Zandrel::Record_reader reader(io);
+    m_table.clear();
+    unsigned int left = reader.Count(kLeastEntrySize);
+    m_table.reserve(left);
+    for (; left > 0; --left) {
+        const Concept entry = Concept::insert_view(reader.Text());
+        for (Concept_weight& pair : m_table.add(entry, reader.Count(kPairSize))) {
+            pair.m_weight = reader.Get<float>();
+            pair.m_iprofile = static_cast<int>(reader.Get<unsigned int>());
+        }
+    }
 }
 
 void zeStat_matcher::require_sound_table() const {

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtX.h"
@@ -22,30 +21,6 @@ namespace {
 qtString quoted(const zeNode& cat) {
     return qtString("\"") + cat.m_concept.c_str() + "\"";
 }
-
-// The nodes for which one message counts. They are few, and then the shortest search is the
-// fastest. A message of thousands is sorted first.
-class Labels {
-public:
-    explicit Labels(const std::vector<zeNode*>& nodes) : m_nodes(nodes) {
-        if (nodes.size() > kFew) {
-            m_sorted = nodes;
-            std::sort(m_sorted.begin(), m_sorted.end(), std::less<>());
-        }
-    }
-
-    bool contain(zeNode* node) const {
-        return m_sorted.empty()
-                   ? std::find(m_nodes.begin(), m_nodes.end(), node) != m_nodes.end()
-                   : std::binary_search(m_sorted.begin(), m_sorted.end(), node, std::less<>());
-    }
-
-private:
-    static constexpr std::size_t kFew = 8;
-
-    const std::vector<zeNode*>& m_nodes;
-    std::vector<zeNode*> m_sorted;
-};
 
 void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
                       bool is_relevant) {
@@ -129,17 +104,18 @@ void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& /*view*/,
     if (bag.IsNull() || !Zandrel::has_finite_weights(msg)) {
         return;
     }
+    m_storage->complete();  // the histograms are among what is read late
     const Clipped_bag clipped(*bag, m_storage->m_clip_value);
     const std::vector<double> sums = take_sums(clipped);
     const Zandrel::Match_scorer scorer = scorer_for(clipped.total_weight());
-    const Labels labels(entry->cats);
+    const Zandrel::Relevant_nodes relevant(*entry);
     for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
         zeStat_storage::Profile& profile = m_storage->profile(iprofile);
         const double sum = sums[static_cast<std::size_t>(iprofile)];
         if (profile.m_num_msgs > 0 && profile.m_num_msgs != m_storage->m_num_msgs) {
             m_storage->complete_histogram(profile);
             add_to_histogram(profile, scorer.score(iprofile, sum), msg.weight,
-                             labels.contain(profile.m_node));
+                             relevant.contain(profile.m_node));
         } else {
             profile.m_match_value = sum;
         }

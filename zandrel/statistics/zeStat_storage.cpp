@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "zandrel/statistics/Kept_training.h"
+
 namespace {
 
 template <class Value>
@@ -81,6 +83,7 @@ int zeStat_storage::get_or_add_profile(zeNode* const& node, bool& added) {
     if (!end(iprofile)) {
         return iprofile;
     }
+    complete();
     auto made = std::make_unique<Profile>();
     made->m_node = node;
     made->m_Ps.rehash(kInitialBuckets);
@@ -98,6 +101,7 @@ int zeStat_storage::get_or_add_profile(zeNode* const& node, bool& added) {
 
 zeStat_storage::Ps::iterator zeStat_storage::get_or_add_P(const int& iprofile,
                                                           const Concept& wanted, bool& added) {
+    complete();
     const auto entry = profile(iprofile).m_Ps.try_emplace(wanted);
     if (entry.second) {
         entry.first->second.m_life = m_P_life_expectancy;
@@ -108,12 +112,14 @@ zeStat_storage::Ps::iterator zeStat_storage::get_or_add_P(const int& iprofile,
 
 zeStat_storage::Concept_infos::iterator zeStat_storage::get_or_add_concept_info(
     const Concept& wanted, bool& added) {
+    complete();
     const auto entry = m_concept_infos.try_emplace(wanted);
     added = added || entry.second;
     return entry.first;
 }
 
 void zeStat_storage::clear() {
+    m_kept.reset();
     m_profiles.clear();
     m_profile_index.clear();
     m_concept_infos.clear();
@@ -128,6 +134,7 @@ void zeStat_storage::clear_totals() {
 }
 
 void zeStat_storage::create_skeleton() {
+    m_kept.reset();
     m_concept_infos.clear();
     clear_totals();
     for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
@@ -141,6 +148,7 @@ void zeStat_storage::create_skeleton() {
 }
 
 void zeStat_storage::clear_profile(int& iprofile) {
+    complete();
     Profile& cleared = profile(iprofile);
     cleared.m_size = m_profile_size;
     cleared.m_selection_mark = 1;
@@ -161,6 +169,7 @@ void zeStat_storage::complete_histogram(Profile& completed) const {
 }
 
 void zeStat_storage::clear_likelihood(const int& iprofile) {
+    complete();
     Profile& cleared = profile(iprofile);
     cleared.m_bins.assign(fine_bin_count(), Result_bin());
     cleared.m_likelihood.fill(0.0);
@@ -168,6 +177,7 @@ void zeStat_storage::clear_likelihood(const int& iprofile) {
 }
 
 void zeStat_storage::delete_profile(int& iprofile) {
+    complete();
     // Where several profiles have lost their node, one index entry stands for all of them.
     if (get_profile(profile(iprofile).m_node) == iprofile) {
         m_profile_index.erase(profile(iprofile).m_node);
@@ -178,6 +188,13 @@ void zeStat_storage::delete_profile(int& iprofile) {
         m_profile_index[(*deleted)->m_node] = iprofile;
     }
     m_profiles.pop_back();
+}
+
+void zeStat_storage::compact() {
+    m_concept_infos.compact();
+    for (const auto& each : m_profiles) {
+        each->m_Ps.compact();
+    }
 }
 
 void zeStat_storage::set_defaults(zeDefaults& defaults, zeSetDefaults& flags) {
@@ -240,6 +257,7 @@ void zeStat_storage::set_use_train_likelihood(bool use) {
     if (use == m_use_train_likelihood) {
         return;
     }
+    complete();
     for (const auto& each : m_profiles) {
         each->m_likelihood_age = 0;
         each->m_bins.resize(use ? fine_bin_count() : 0);
@@ -251,6 +269,7 @@ void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
     if (resolution == m_likelihood_resolution || resolution <= 0) {
         return;
     }
+    complete();
     const std::size_t old_size = fine_bin_count();
     const std::size_t new_size =
         static_cast<std::size_t>(resolution) * static_cast<std::size_t>(Zandrel::LIKELIHOOD_SIZE);

@@ -11,6 +11,7 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/concept_map.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/persistence/zeDefaults.h"
@@ -21,6 +22,9 @@ namespace Zandrel {
 
 constexpr int LIKELIHOOD_SIZE = 30;       // bins of a likelihood table
 constexpr int MAX_LIKELIHOOD_AGE = 1000;  // ceiling of a profile's likelihood age
+
+class Concept_row;
+struct Kept_training;
 
 }  // namespace Zandrel
 
@@ -142,12 +146,31 @@ public:
     // histograms that no record could hold.
     // Also qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a number that cannot be
     // in a record made from finite weights of at least 0.
+    // For classifying, the errors of what stays as bytes are raised by `complete`. The model then
+    // takes the bytes from under the stream.
     void Load(Hio<HSegment>& io, zeNode* node);
     // The steps of the above: one profile, and its likelihood table.
     void DumpProfile(Hio<HSegment>& io, const Profile& dumped) const;
     void LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node);
     void DumpLikelihood(Hio<HSegment>& io, const Profile& dumped) const;
     void LoadLikelihood(Hio<HSegment>& io, Profile& p);
+
+    // A container that is read for classifying (KcIoMode::for_classifying) leaves what only
+    // training needs as the bytes of the record: the table of all concepts, the profiles' concepts
+    // and their histograms. Until `complete` has read them, these tables are empty. Classifying,
+    // `Dump`, and changes of other settings work without them. Trainers and learners, and what
+    // changes the tables here, complete the model first; who reads the tables has to call it.
+
+    // Returns whether no data are left as bytes. A model without any concept is always complete.
+    bool is_complete() const noexcept { return m_kept == nullptr; }
+
+    // Reads what was left as bytes, and checks it as `Load` does.
+    // RAISES: what Load raises for it. The model is then as before: it classifies and is written.
+    void complete() {
+        if (!is_complete()) {
+            load_kept();
+        }
+    }
 
     // Lookup and creation. `added` becomes true for a new entry and is left alone otherwise.
 
@@ -192,6 +215,9 @@ public:
     // Deletes a profile; the last one moves into its place. The table of all concepts and the
     // totals are not touched.
     void delete_profile(int& iprofile);
+    // Forgets the places of erased concepts in all tables. Iterators and positions change.
+    // COST: linear in the tables that have erased entries.
+    void compact();
 
     // Settings.
 
@@ -252,17 +278,31 @@ private:
     bool writes_compact() const;
     void dump_settings(Hio<HSegment>& io) const;
     void load_settings(Hio<HSegment>& io);
-    void dump_training(Hio<HSegment>& io, const Profile& dumped) const;
-    void load_training(Hio<HSegment>& io, Profile& p) const;
+    void dump_concept_infos(Hio<HSegment>& io) const;
+    void dump_profile(Hio<HSegment>& io, std::size_t iprofile) const;
+    void dump_profile_head(Hio<HSegment>& io, const Profile& dumped) const;
+    void dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped) const;
     void load_profile_index(Hio<HSegment>& io, zeNode* node);
-    void load_profiles(Hio<HSegment>& io, zeNode* node);
+    void load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row);
+    template <class Take_training>
+    void load_profiles(Hio<HSegment>& io, zeNode* node, Take_training&& take_training);
+    void load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* node);
+    void load_training(Hio<HSegment>& io, Profile& p, Zandrel::Concept_row& row) const;
+    void load_for_classifying(Hio<HSegment>& io, zeNode* node);
+    void load_kept();
+    bool has_signed_settings() const;
     void require_sound() const;
     void require_sound_index() const;
+    void require_sound_histograms() const;
     void require_possible_numbers() const;
+    void require_possible_heads() const;
+    void require_possible_kept() const;
 
     void clear_totals();
     std::map<int, zeNode*> nodes_by_index() const;
     void correct_limits(const zeDefaults& defaults);
+
+    std::unique_ptr<Zandrel::Kept_training> m_kept;  // what is left as bytes; null: nothing
 };
 
 #endif  // ZANDREL_STATISTICS_ZESTAT_STORAGE_H_

@@ -7,20 +7,12 @@
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/persistence/Damaged_item.h"
+#include "zandrel/statistics/Kept_training.h"
 
 namespace {
 
 [[noreturn]] void raise_damaged(const char* what) {
     throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
-}
-
-// Returns whether a setting can make weights below 0 from messages that have none: learning cuts a
-// category to a limit below 0, and a bootstrap divides by a frequency below 0.
-bool has_signed_settings(const zeStat_storage& storage) {
-    const auto is_below_0 = [](double setting) { return setting < 0.0; };
-    return is_below_0(storage.m_min_Rlimit) || is_below_0(storage.m_average_Rlimit) ||
-           is_below_0(storage.m_max_Rlimit) || is_below_0(storage.m_keywords_frequency) ||
-           std::any_of(storage.m_sml_weights.begin(), storage.m_sml_weights.end(), is_below_0);
 }
 
 // Checks the numbers of one model. A weight below 0 is damage, unless the model has been trained
@@ -95,16 +87,38 @@ void check_settings(const zeStat_storage& storage, const Number_check& check) {
     }
 }
 
-void check_profile(const zeStat_storage::Profile& profile, Number_check& check) {
+void check_totals(const zeStat_storage& storage, Number_check& check) {
+    check.weight(storage.m_total_weight, "m_total_weight");
+    check.weight(storage.m_total_msg_weight, "m_total_msg_weight");
+    check.weight(storage.m_total_sml_weight, "m_total_sml_weight");
+}
+
+void check_concept_infos(const zeStat_storage& storage, Number_check& check) {
+    for (const auto& [term, info] : storage.m_concept_infos) {
+        check.weight(info.m_weight, "m_weight of a concept");
+        check.weight(info.m_rate, "m_rate");
+        check.between(info.m_num_Ps, 0, kMost, "m_num_Ps");
+    }
+}
+
+void check_head_weights(const zeStat_storage::Profile& profile, Number_check& check) {
+    check.weight(profile.m_weight, "m_weight of a profile");
+    check.weight(profile.m_msg_weight, "m_msg_weight");
+}
+
+// What classifying needs of a profile, and its weights.
+void check_head(const zeStat_storage::Profile& profile, Number_check& check) {
     check.finite(profile.m_M, "m_M");
     check.finite(profile.m_match_value, "m_match_value");
     check.between(profile.m_selection_mark, 1, 255, "m_selection_mark");
-    check.weight(profile.m_weight, "m_weight of a profile");
-    check.weight(profile.m_msg_weight, "m_msg_weight");
+    check_head_weights(profile, check);
     check.between(profile.m_likelihood_age, 0, Zandrel::MAX_LIKELIHOOD_AGE, "m_likelihood_age");
     for (const double value : profile.m_likelihood) {
         check.likelihood(value);
     }
+}
+
+void check_training(const zeStat_storage::Profile& profile, Number_check& check) {
     for (const zeStat_storage::Result_bin& bin : profile.m_bins) {
         check.bin(bin);
     }
@@ -126,6 +140,12 @@ void zeStat_storage::require_sound() const {
         if (profile(iprofile).m_num_msgs < 0) {
             raise_damaged("messages of a profile");
         }
+    }
+    require_sound_histograms();
+}
+
+void zeStat_storage::require_sound_histograms() const {
+    for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
         // If the number of bins is a multiple of the table's, it shows the histogram's resolution.
         // With a damaged resolution, training would take memory for it.
         const std::size_t bin_count = profile(iprofile).m_bins.size();
@@ -152,21 +172,48 @@ void zeStat_storage::require_sound_index() const {
     }
 }
 
+// Returns whether a setting can make weights below 0 from messages that have none: learning cuts a
+// category to a limit below 0, and a bootstrap divides by a frequency below 0.
+bool zeStat_storage::has_signed_settings() const {
+    const auto is_below_0 = [](double setting) { return setting < 0.0; };
+    return is_below_0(m_min_Rlimit) || is_below_0(m_average_Rlimit) || is_below_0(m_max_Rlimit) ||
+           is_below_0(m_keywords_frequency) ||
+           std::any_of(m_sml_weights.begin(), m_sml_weights.end(), is_below_0);
+}
+
 // The ranges are those of the records that Dump makes from weights that are finite and not below 0,
 // whatever the settings are.
 void zeStat_storage::require_possible_numbers() const {
     Number_check check(m_id);
     check_settings(*this, check);
-    check.weight(m_total_weight, "m_total_weight");
-    check.weight(m_total_msg_weight, "m_total_msg_weight");
-    check.weight(m_total_sml_weight, "m_total_sml_weight");
-    for (const auto& [term, info] : m_concept_infos) {
-        check.weight(info.m_weight, "m_weight of a concept");
-        check.weight(info.m_rate, "m_rate");
-        check.between(info.m_num_Ps, 0, kMost, "m_num_Ps");
-    }
+    check_totals(*this, check);
+    check_concept_infos(*this, check);
     for (const auto& each : m_profiles) {
-        check_profile(*each, check);
+        check_head(*each, check);
+        check_training(*each, check);
     }
-    check.end(has_signed_settings(*this));
+    check.end(has_signed_settings());
+}
+
+// As above, before the training data are there. Two odd weights excuse each other wherever they
+// are, so a single one among these is judged when all weights are known.
+void zeStat_storage::require_possible_heads() const {
+    Number_check check(m_id);
+    check_settings(*this, check);
+    check_totals(*this, check);
+    for (const auto& each : m_profiles) {
+        check_head(*each, check);
+    }
+}
+
+// The rest of it. Settings and accumulators may have changed since the record was read.
+void zeStat_storage::require_possible_kept() const {
+    Number_check check(m_id);
+    check_totals(*this, check);
+    check_concept_infos(*this, check);
+    for (const auto& each : m_profiles) {
+        check_head_weights(*each, check);
+        check_training(*each, check);
+    }
+    check.end(m_kept->has_signed_settings);
 }

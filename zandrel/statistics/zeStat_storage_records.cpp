@@ -9,6 +9,9 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
+#include "zandrel/statistics/Concept_row.h"
+#include "zandrel/statistics/Kept_training.h"
+#include "zandrel/storage/Record_reader.h"
 
 namespace {
 
@@ -17,9 +20,10 @@ constexpr unsigned int kFactorSize = 8;
 
 // The fewest bytes of the entries of each list.
 constexpr unsigned int kLeastIndexEntrySize = 8;
-constexpr unsigned int kLeastConceptInfoSize = 24;
 constexpr unsigned int kLeastProfileSize = 57;
-constexpr unsigned int kLeastPSize = 14;
+constexpr unsigned int kLeastConceptInfoSize =
+    Zandrel::kTextOverhead + Zandrel::kConceptInfoNumbersSize;
+constexpr unsigned int kLeastPSize = Zandrel::kTextOverhead + Zandrel::kPNumbersSize;
 
 // Room for so many entries, where a table does not have it yet: asked for less, it would shrink.
 template <class Table>
@@ -45,21 +49,29 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
     for (zeNode* const node : Zandrel::in_id_order(m_profile_index)) {
         io << Zandrel::reference_to(node) << m_profile_index.at(node);
     }
-    if (writes_compact()) {
-        io.WriteCount(0);
-    } else {
-        io.WriteCount(m_concept_infos.size());
-        for (const auto& [prefix, entry] : Zandrel::in_text_order(m_concept_infos)) {
-            const Concept_info& info = entry->second;
-            io << entry->first << info.m_weight << info.m_rate << info.m_num_Ps;
-        }
-    }
+    dump_concept_infos(io);
     const std::ptrdiff_t empty_slots = std::count(m_profiles.begin(), m_profiles.end(), nullptr);
     io.WriteCount(m_profiles.size() - static_cast<std::size_t>(empty_slots));
-    for (const auto& profile : m_profiles) {
-        if (profile != nullptr) {
-            DumpProfile(io, *profile);
+    for (std::size_t iprofile = 0; iprofile < m_profiles.size(); ++iprofile) {
+        if (m_profiles[iprofile] != nullptr) {
+            dump_profile(io, iprofile);
         }
+    }
+}
+
+void zeStat_storage::dump_concept_infos(Hio<HSegment>& io) const {
+    if (writes_compact()) {
+        io.WriteCount(0);
+        return;
+    }
+    if (!is_complete()) {
+        m_kept->DumpConceptInfos(io);
+        return;
+    }
+    io.WriteCount(m_concept_infos.size());
+    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_concept_infos)) {
+        const Concept_info& info = entry->second;
+        io << entry->first << info.m_weight << info.m_rate << info.m_num_Ps;
     }
 }
 
@@ -92,17 +104,70 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
     clear();
     load_settings(io);
     load_profile_index(io, node);
-    unsigned int left = io.ReadCount(kLeastConceptInfoSize);
-    make_room(m_concept_infos, left);
-    for (; left > 0; --left) {
-        Concept term;
-        io >> term;
-        Concept_info& info = m_concept_infos[term];
-        io >> info.m_weight >> info.m_rate >> info.m_num_Ps;
+    if (m_manager != nullptr && !m_manager->m_io.IsNull() && m_manager->m_io->m_for_classifying) {
+        load_for_classifying(io, node);
+    } else {
+        Zandrel::Concept_row row;
+        load_concept_infos(io, row);
+        load_profiles(io, node, [&](Profile& profile) { load_training(io, profile, row); });
+        require_sound();
+        require_possible_numbers();
     }
-    load_profiles(io, node);
+}
+
+// Only the lengths of what training needs are looked at: 3.5 million texts of the model of 20ng
+// with phrases are then neither hashed nor entered into tables.
+void zeStat_storage::load_for_classifying(Hio<HSegment>& io, zeNode* node) {
+    auto kept = std::make_unique<Zandrel::Kept_training>();
+    kept->concept_infos = kept->PassConceptInfos(io);
+    load_profiles(io, node, [&](Profile&) { kept->profiles.push_back(kept->PassTraining(io)); });
     require_sound();
-    require_possible_numbers();
+    require_possible_heads();
+    kept->has_signed_settings = has_signed_settings();
+    kept->record = std::move(io.device->buffer());
+    m_kept = std::move(kept);
+    if (!m_kept->has_concepts) {
+        complete();
+    }
+}
+
+void zeStat_storage::load_kept() {
+    try {
+        Hio<HSegment> io(new HSegment(m_kept->record, 'r'));
+        io.device->Seek(static_cast<int>(m_kept->concept_infos.begin));
+        Zandrel::Concept_row row;
+        load_concept_infos(io, row);
+        for (std::size_t iprofile = 0; iprofile < m_profiles.size(); ++iprofile) {
+            io.device->Seek(static_cast<int>(m_kept->profiles[iprofile].begin));
+            load_training(io, *m_profiles[iprofile], row);
+        }
+        require_sound_histograms();
+        require_possible_kept();
+    } catch (...) {
+        m_concept_infos.clear();
+        for (const auto& each : m_profiles) {
+            each->m_bins.clear();
+            each->m_Ps.clear();
+        }
+        throw;
+    }
+    m_kept.reset();
+}
+
+// `row`: gets the concepts.
+void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row) {
+    Zandrel::Record_reader reader(io);
+    unsigned int left = reader.Count(kLeastConceptInfoSize);
+    make_room(m_concept_infos, left);
+    row.reserve(left);
+    for (; left > 0; --left) {
+        const auto entry = m_concept_infos.try_emplace(Concept::insert_view(reader.Text())).first;
+        row.add(entry->first);
+        Concept_info& info = entry->second;
+        info.m_weight = reader.Get<double>();
+        info.m_rate = reader.Get<double>();
+        info.m_num_Ps = static_cast<int>(reader.Get<unsigned int>());
+    }
 }
 
 void zeStat_storage::load_settings(Hio<HSegment>& io) {
@@ -143,18 +208,34 @@ void zeStat_storage::load_profile_index(Hio<HSegment>& io, zeNode* node) {
     }
 }
 
-void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node) {
+// `take_training` does what is to be done with the training data of a profile.
+template <class Take_training>
+void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node, Take_training&& take_training) {
     const unsigned int profile_count = io.ReadCount(kLeastProfileSize);
     m_profiles.reserve(profile_count);
     for (unsigned int i = 0; i < profile_count; ++i) {
         auto made = std::make_unique<Profile>();
         made->m_Ps.rehash(kInitialBuckets);
-        LoadProfile(io, *made, node);
+        load_profile_head(io, *made, node);
+        take_training(*made);
         m_profiles.push_back(std::move(made));
     }
 }
 
+// A profile that is not one of the model's has no data among the bytes.
 void zeStat_storage::DumpProfile(Hio<HSegment>& io, const Profile& dumped) const {
+    dump_profile_head(io, dumped);
+    const auto place = std::find_if(m_profiles.begin(), m_profiles.end(),
+                                    [&dumped](const auto& each) { return each.get() == &dumped; });
+    dump_training(io, static_cast<std::size_t>(place - m_profiles.begin()), dumped);
+}
+
+void zeStat_storage::dump_profile(Hio<HSegment>& io, std::size_t iprofile) const {
+    dump_profile_head(io, *m_profiles[iprofile]);
+    dump_training(io, iprofile, *m_profiles[iprofile]);
+}
+
+void zeStat_storage::dump_profile_head(Hio<HSegment>& io, const Profile& dumped) const {
     const bool is_compact = writes_compact();
     io << dumped.m_size << dumped.m_M << dumped.m_num_msgs << dumped.m_match_value;
     io.WriteByte(static_cast<char>(dumped.m_selection_mark));
@@ -162,16 +243,20 @@ void zeStat_storage::DumpProfile(Hio<HSegment>& io, const Profile& dumped) const
     io << dumped.m_likelihood_age << static_cast<unsigned short>(0);
     io << Zandrel::reference_to(dumped.m_node);
     DumpLikelihood(io, dumped);
-    if (is_compact) {
-        io.WriteCount(0);
-        io.WriteCount(0);
-    } else {
-        dump_training(io, dumped);
-    }
 }
 
 // What only training needs: the histogram, and what the profile knows about each concept.
-void zeStat_storage::dump_training(Hio<HSegment>& io, const Profile& dumped) const {
+void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile,
+                                   const Profile& dumped) const {
+    if (writes_compact()) {
+        io.WriteCount(0);
+        io.WriteCount(0);
+        return;
+    }
+    if (!is_complete() && iprofile < m_kept->profiles.size()) {
+        m_kept->DumpTraining(io, iprofile);
+        return;
+    }
     io.WriteCount(dumped.m_bins.size());
     for (const Result_bin& bin : dumped.m_bins) {
         io << bin.m_relevant << bin.m_total;
@@ -185,6 +270,12 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, const Profile& dumped) con
 }
 
 void zeStat_storage::LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node) {
+    load_profile_head(io, p, node);
+    Zandrel::Concept_row unknown;
+    load_training(io, p, unknown);
+}
+
+void zeStat_storage::load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* node) {
     io >> p.m_size >> p.m_M >> p.m_num_msgs >> p.m_match_value;
     p.m_selection_mark = static_cast<unsigned char>(io.ReadByte());
     io >> p.m_weight >> p.m_msg_weight;
@@ -198,23 +289,23 @@ void zeStat_storage::LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node) {
     p.m_node = m_manager->LoadCat(io, node);
     ZANDREL_ASSERT(p.m_node != nullptr, "p.m_cat");
     LoadLikelihood(io, p);
-    load_training(io, p);
 }
 
-void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p) const {
-    p.m_bins.resize(io.ReadCount(kBinSize));
+// `row`: the table of all concepts, in the order of its record.
+void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p, Zandrel::Concept_row& row) const {
+    Zandrel::Record_reader reader(io);
+    p.m_bins.resize(reader.Count(kBinSize));
     for (Result_bin& bin : p.m_bins) {
-        io >> bin.m_relevant >> bin.m_total;
+        bin.m_relevant = reader.Get<double>();
+        bin.m_total = reader.Get<double>();
     }
-    unsigned int left = io.ReadCount(kLeastPSize);
+    unsigned int left = reader.Count(kLeastPSize);
     make_room(p.m_Ps, left);
-    for (; left > 0; --left) {
-        Concept term;
-        io >> term;
-        P& entry = p.m_Ps[term];
-        io >> entry.m_weight;
-        entry.m_selected = static_cast<unsigned char>(io.ReadByte());
-        entry.m_life = static_cast<unsigned char>(io.ReadByte());
+    for (row.rewind(); left > 0; --left) {
+        P& entry = p.m_Ps[row.take(reader.Text())];
+        entry.m_weight = reader.Get<double>();
+        entry.m_selected = reader.Byte();
+        entry.m_life = reader.Byte();
     }
 }
 

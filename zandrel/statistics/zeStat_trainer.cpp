@@ -45,6 +45,7 @@ zeStat_storage* zeStat_trainer::s_storage = nullptr;
 
 zeStat_trainer::zeStat_trainer(zeStat_storage& storage)
     : m_storage(&storage), m_manager(storage.m_manager) {
+    storage.complete();
     init_optional_flags();
     static const bool is_filled = (initialize_F_C(F_C.data()), true);
     static_cast<void>(is_filled);
@@ -92,6 +93,8 @@ void zeStat_trainer::calculate_profiles(bool remove) {
     if (builds_likelihood) {
         calculate_likelihood();
     }
+    // The passes above enter again what they have erased, so the places were kept until here.
+    m_storage->compact();
 }
 
 void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, bool remove) {

@@ -143,13 +143,6 @@ public:
 
 private:
     using Candidates = std::vector<Concept_infos::iterator>;
-    using Goes_before = bool (*)(const Concept_infos::iterator&, const Concept_infos::iterator&);
-
-    // How much of the front of each list is in order.
-    struct Ordered_counts {
-        std::array<std::size_t, 2> concept_lists = {};
-        std::size_t all_concepts = 0;
-    };
 
     // What counting a message takes: its weight and its clipped bag.
     struct Counted {
@@ -173,17 +166,6 @@ private:
     void select_for_all_profiles();
     void clear_candidates();
     std::size_t most_candidates_needed() const;
-    void split_by_rarity();
-    std::size_t order_front(Candidates& candidates, Goes_before goes_before);
-    void order_rest(Candidates& candidates, std::size_t& ordered_count, Goes_before goes_before);
-    void offer_own_concepts(int iprofile, std::vector<Concept_profile>& selected);
-    void offer_outside_concepts(int iprofile, std::vector<Concept_profile>& selected);
-    void offer_candidates(int iprofile, std::vector<Concept_profile>& selected,
-                          Candidates& candidates, std::size_t& ordered_count,
-                          Goes_before goes_before);
-    void store_weights(int iprofile, std::vector<Concept_profile>& selected);
-
-    Ordered_counts m_ordered_counts;
 };
 
 // Fills the table of confidences: a tanh from about 0 to 1 with its middle at a rate of 4, rounded

@@ -70,6 +70,9 @@ public:
     // segment that holds content: reading them, in whatever pieces, cannot but fail.
     void RequireBytes(std::uint64_t byte_count) override;
 
+    // The bytes under the device.
+    SegBuf& buffer() noexcept { return m_buffer; }
+
 private:
     // The general ways of Write and Read.
     void WriteRuns(const char* bytes, unsigned int byte_count);

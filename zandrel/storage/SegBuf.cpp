@@ -1,6 +1,7 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -47,14 +48,24 @@ void SegBuf::SetOffset(unsigned int position) {
 
 void SegBuf::Extend(unsigned int byte_count) {
     while (std::uint64_t{segments.size()} * kSegmentSize < byte_count) {
-        AddSegment();
+        AddSegment(0);
     }
     size = std::max(size, byte_count);
 }
 
-void SegBuf::AddSegment() {
-    // make_unique zeroes the bytes, and holds them should the list find no memory.
-    auto segment = std::make_unique<char[]>(kSegmentSize);
+void SegBuf::ExtendToFill(unsigned int byte_count) {
+    for (std::uint64_t end = segments.size(); end * kSegmentSize < byte_count; ++end) {
+        const std::uint64_t wanted = byte_count - end * kSegmentSize;
+        AddSegment(static_cast<unsigned int>(std::min<std::uint64_t>(wanted, kSegmentSize)));
+    }
+    size = std::max(size, byte_count);
+}
+
+// `filled`: how many bytes the caller will write, which are not zeroed.
+void SegBuf::AddSegment(unsigned int filled) {
+    // The pointer owns the bytes should the list find no memory.
+    std::unique_ptr<char[]> segment(new char[kSegmentSize]);
+    std::memset(segment.get() + filled, 0, kSegmentSize - filled);
     segments.push_back(segment.get());
     static_cast<void>(segment.release());  // the list owns it now
 }

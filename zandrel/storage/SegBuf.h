@@ -82,6 +82,10 @@ public:
     // RAISES: std::bad_alloc; `size` is then unchanged.
     void Extend(unsigned int byte_count);
 
+    // The same for a caller who writes over all the bytes that this adds: only what is behind them
+    // is zeroed.
+    void ExtendToFill(unsigned int byte_count);
+
     // The end of the last segment that holds content: no read gets past it.
     std::uint64_t EndOfLastSegment() const noexcept {
         return (std::uint64_t{size} + kSegmentSize - 1) / kSegmentSize * kSegmentSize;
@@ -103,7 +107,7 @@ public:
     unsigned int size = 0;  // how many bytes are in use; at most what the segments hold
 
 private:
-    void AddSegment();
+    void AddSegment(unsigned int filled);
 };
 
 #endif  // ZANDREL_STORAGE_SEGBUF_H_

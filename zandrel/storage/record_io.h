@@ -51,7 +51,7 @@ bool ReadsKey(Hio<T>& io, const qtString& key) {
 template <class T>
 void ReadBlob(Hio<T>& io, SegBuf& data) {
     const unsigned int byte_count = io.ReadCount(1);
-    data.Extend(byte_count);
+    data.ExtendToFill(byte_count);
     for (unsigned int position = 0; position < byte_count;) {
         char* run = nullptr;
         unsigned int length = 0;

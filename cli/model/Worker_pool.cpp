@@ -1,0 +1,218 @@
+// The idea: each worker has a connection of its own, on which tasks go one way and answers the
+// other, each as its length and its bytes. Tasks are dealt in turn, so the answer to task 7 of two
+// workers is the fourth on the connection of worker 1, and nothing has to be numbered.
+//
+// A worker may have a second task waiting while it does the first, so that it need not wait for us.
+// Two processes that both write and wait for the other to read would wait for ever. So whenever we
+// cannot write to a worker, we read what it has written.
+#include "cli/model/Worker_pool.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kTasksPerWorker = 2;  // one in work and one waiting
+
+using Length = std::uint64_t;
+
+[[noreturn]] void raise_system_error(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+// The side of a worker, which has nothing else to do, so its calls may wait.
+
+bool read_all(int connection, char* bytes, std::size_t size) {
+    while (size > 0) {
+        const ssize_t count = ::read(connection, bytes, size);
+        if (count <= 0 && !(count < 0 && errno == EINTR)) {
+            return false;
+        }
+        const std::size_t got = count > 0 ? static_cast<std::size_t>(count) : 0;
+        bytes += got;
+        size -= got;
+    }
+    return true;
+}
+
+bool write_all(int connection, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return true;
+}
+
+std::string framed(std::string_view bytes) {
+    const Length length = bytes.size();
+    std::string frame(sizeof length, '\0');
+    std::memcpy(frame.data(), &length, sizeof length);
+    frame += bytes;
+    return frame;
+}
+
+// Ends with the connection or with an error, which the caller meets again when it does the task.
+void serve(int connection, const Worker_pool::Work& work) {
+    try {
+        Length length = 0;
+        std::string task;
+        while (read_all(connection, reinterpret_cast<char*>(&length), sizeof length)) {
+            task.resize(length);
+            if (!read_all(connection, task.data(), task.size()) ||
+                !write_all(connection, framed(work(task)))) {
+                return;
+            }
+        }
+    } catch (...) {
+        return;
+    }
+}
+
+}  // namespace
+
+// One worker, as this process sees it.
+class Worker_pool::Worker {
+public:
+    // `elder`: the workers that were made before.
+    Worker(const Work& work, const std::vector<std::unique_ptr<Worker>>& elder) {
+        std::array<int, 2> ends = {};
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+            raise_system_error("cannot connect a worker process");
+        }
+        m_process = ::fork();
+        if (m_process == 0) {
+            // A copy of our end would keep a connection open after this process is gone.
+            ::close(ends[0]);
+            for (const std::unique_ptr<Worker>& each : elder) {
+                ::close(each->m_connection);
+            }
+            serve(ends[1], work);
+            ::_exit(0);
+        }
+        const int error = errno;
+        ::close(ends[1]);
+        m_connection = ends[0];
+        if (m_process < 0) {
+            ::close(m_connection);
+            errno = error;
+            raise_system_error("cannot start a worker process");
+        }
+    }
+
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    ~Worker() {
+        ::close(m_connection);
+        ::kill(m_process, SIGKILL);
+        while (::waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+
+    void give(std::string_view task) {
+        const std::string frame = framed(task);
+        std::string_view left = frame;
+        while (m_is_alive && !left.empty()) {
+            pollfd ready = {m_connection, POLLIN | POLLOUT, 0};
+            if (::poll(&ready, 1, -1) < 0) {
+                continue;  // a signal came
+            }
+            if ((ready.revents & POLLIN) != 0) {
+                read_some();
+            } else {
+                write_some(left);
+            }
+        }
+    }
+
+    // Nothing if the worker has ended.
+    std::optional<std::string> take() {
+        while (m_is_alive && !has_answer()) {
+            read_some();
+        }
+        if (!has_answer()) {
+            return std::nullopt;
+        }
+        std::string answer = m_received.substr(sizeof(Length), answer_length());
+        m_received.erase(0, sizeof(Length) + answer.size());
+        return answer;
+    }
+
+private:
+    void write_some(std::string_view& left) {
+        const ssize_t count =
+            ::send(m_connection, left.data(), left.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count > 0) {
+            left.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EAGAIN && errno != EINTR) {
+            m_is_alive = false;
+        }
+    }
+
+    void read_some() {
+        std::array<char, 65536> chunk;
+        const ssize_t count = ::read(m_connection, chunk.data(), chunk.size());
+        if (count > 0) {
+            m_received.append(chunk.data(), static_cast<std::size_t>(count));
+        } else if (count == 0 || errno != EINTR) {
+            m_is_alive = false;
+        }
+    }
+
+    Length answer_length() const {
+        Length length = 0;
+        std::memcpy(&length, m_received.data(), sizeof length);
+        return length;
+    }
+
+    bool has_answer() const {
+        return m_received.size() >= sizeof(Length) &&
+               m_received.size() - sizeof(Length) >= answer_length();
+    }
+
+    pid_t m_process = -1;
+    int m_connection = -1;
+    bool m_is_alive = true;  // false: it will answer nothing beyond what has been received
+    std::string m_received;
+};
+
+Worker_pool::Worker_pool(std::size_t worker_count, const Work& work) {
+    while (m_workers.size() < worker_count) {
+        m_workers.push_back(std::make_unique<Worker>(work, m_workers));
+    }
+}
+
+Worker_pool::~Worker_pool() = default;
+
+bool Worker_pool::is_full() const {
+    return m_tasks.size() == kTasksPerWorker * m_workers.size();
+}
+
+void Worker_pool::give(std::string task) {
+    m_tasks.push_back(std::move(task));
+    worker_of(m_taken + m_tasks.size() - 1).give(m_tasks.back());
+}
+
+Worker_pool::Done Worker_pool::take() {
+    Done done = {std::move(m_tasks.front()), {}};
+    m_tasks.pop_front();
+    done.answer = worker_of(m_taken++).take();
+    return done;
+}
+
+}  // namespace cli

@@ -1,0 +1,118 @@
+// Record_reader beside the stream, which is the obvious way to read the same.
+#include "zandrel/storage/Record_reader.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/expect_segbuf.h"
+#include "tests/support/record_bytes.h"
+
+namespace {
+
+using Zandrel::Record_reader;
+
+constexpr unsigned int kSegment = SegBuf::kSegmentSize;
+
+// A record of `size` bytes that all differ from their neighbours, and a stream at `position`.
+struct Record {
+    Record(std::size_t size, unsigned int position) : bytes(size, '\0') {
+        for (std::size_t i = 0; i < size; ++i) {
+            bytes[i] = static_cast<char>(static_cast<unsigned char>(i * 7 + i / 256));
+        }
+        write();
+        io.device->Seek(static_cast<int>(position));
+    }
+
+    void write() {
+        io.device->Seek(0);
+        io.WriteBytes(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    }
+
+    std::string bytes;
+    SegBuf segments;
+    Hio<HSegment> io{new HSegment(segments, 'w')};
+};
+
+TEST(RecordReaderTest, ReadsWhatTheStreamReadsWhereverASegmentEnds) {
+    for (unsigned int start = kSegment - 40; start < kSegment; ++start) {
+        SegBuf segments;
+        Hio<HSegment> io(new HSegment(segments, 'w'));
+        io.WriteBytes(std::string(start, '\0').data(), start);
+        io << 0x4A5B6C81U << qtString("some text") << 1.5;
+        io.WriteByte('b');
+        io << 0.25F << qtString();
+        io.device->Seek(static_cast<int>(start));
+
+        {
+            Record_reader reader(io);
+            EXPECT_EQ(reader.Get<unsigned int>(), 0x4A5B6C81U) << start;
+            EXPECT_EQ(reader.Text(), "some text") << start;
+            EXPECT_EQ(reader.Get<double>(), 1.5) << start;
+            EXPECT_EQ(reader.Byte(), 'b') << start;
+            EXPECT_EQ(reader.Position(), start + 26) << start;
+            EXPECT_EQ(reader.Get<float>(), 0.25F) << start;
+            EXPECT_EQ(reader.Text(), "") << start;
+        }
+
+        EXPECT_EQ(segments.offset, segments.size) << start;
+    }
+}
+
+TEST(RecordReaderTest, StreamGoesOnWhereTheReaderEnds) {
+    Record record(3 * kSegment, 5);
+    {
+        Record_reader reader(record.io);
+        EXPECT_EQ(std::string(reader.Bytes(3), 3), record.bytes.substr(5, 3));
+    }
+    EXPECT_EQ(record.io.ReadByte(), record.bytes[8]);
+    {
+        Record_reader reader(record.io);
+        EXPECT_EQ(std::string(reader.Bytes(2 * kSegment), 2 * kSegment),
+                  record.bytes.substr(9, 2 * kSegment));
+    }
+    EXPECT_EQ(record.io.ReadByte(), record.bytes[9 + 2 * kSegment]);
+}
+
+TEST(RecordReaderTest, ReadingBehindTheContentFailsAsInTheStream) {
+    Record record(10, 10);
+    Record_reader reader(record.io);
+
+    EXPECT_EQ(reader.Position(), 10U);
+    reader.Bytes(0);
+    EXPECT_SEGBUF_ERROR(reader.Byte(), qtxSegBuf::kLocateError);
+    EXPECT_EQ(reader.Position(), 10U);
+}
+
+// Only the start of a read is compared with the end of the content, as HSegment does.
+TEST(RecordReaderTest, ReadThatEndsBehindTheContentGivesZeros) {
+    Record record(10, 8);
+    Record_reader reader(record.io);
+
+    EXPECT_EQ(std::string(reader.Bytes(4), 4), record.bytes.substr(8) + std::string(2, '\0'));
+    EXPECT_EQ(reader.Position(), 12U);
+    reader.Bytes(0);
+    EXPECT_SEGBUF_ERROR(reader.Byte(), qtxSegBuf::kLocateError);
+}
+
+TEST(RecordReaderTest, CountOfMoreThanIsThereFails) {
+    SegBuf segments;
+    Hio<HSegment> io(new HSegment(segments, 'w'));
+    io << kSegment << 0U;
+    io.device->Seek(0);
+    Record_reader reader(io);
+
+    EXPECT_SEGBUF_ERROR(reader.Count(1), qtxSegBuf::kLocateError);
+}
+
+TEST(RecordReaderTest, CountOfWhatEndsWithTheLastSegmentIsTaken) {
+    SegBuf segments;
+    Hio<HSegment> io(new HSegment(segments, 'w'));
+    io << kSegment - 4 << 0U;
+    io.device->Seek(0);
+
+    EXPECT_EQ(Record_reader(io).Count(1), kSegment - 4);
+}
+
+}  // namespace

@@ -1,0 +1,463 @@
+// concept_map: the table of the statistics, keyed by concept.
+#ifndef ZANDREL_FOUNDATION_CONCEPT_MAP_H_
+#define ZANDREL_FOUNDATION_CONCEPT_MAP_H_
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <stdexcept>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "zandrel/foundation/Concept.h"
+
+// Maps concepts to values. It has the interface of std::unordered_map as far as the statistics need
+// it, and these properties beside:
+//
+// - Entries are in the order in which their concepts were first entered, and are walked so.
+// - An entry keeps its address and its position, a number from 0 on, while others are added and
+//   erased. Only `compact`, `clear`, `swap` and a move change them.
+// - An erased entry keeps its place. Entering its concept again brings it back with the value of a
+//   new entry, without an allocation. An erased entry is invisible to everything but `compact` and
+//   `position_limit`. It still has a handle of its concept, so call `compact` when erased entries
+//   will not come back.
+// - A look-up reads no record of a concept, only the handle.
+//
+// How it works. The entries are in chunks of 16, 32, 64, ... entries, so growth copies nothing. A
+// bit for each entry shows if it is live. An index of 32-bit slots, at most three quarters of them
+// used, leads from a concept to the position of its entry. A slot of an index of 2^b slots needs
+// only the low b bits for the position, since there are fewer entries than slots. The high 32 - b
+// bits are a mark from the concept's hash, so that nearly every entry that is looked at is the
+// right one. For example, with b = 4 and the hash 0x7abcdef1 a search starts at slot 7, the top 4
+// bits of the hash, and position 3 is stored as 0xabcdef13: the hash shifted left by 4, plus 3.
+//
+// Errors: std::bad_alloc, and those named below; the table is then as it was.
+// Threads: one at a time in the whole process, since the table shares its concepts with all others.
+template <class Value>
+class concept_map {
+    template <bool is_const>
+    class Iterator;
+
+public:
+    using key_type = Concept;
+    using mapped_type = Value;
+    using size_type = std::size_t;
+    using Position = std::uint32_t;
+    using iterator = Iterator<false>;
+    using const_iterator = Iterator<true>;
+
+    // An entry. Nobody may change `first`.
+    struct value_type {
+        Concept first;
+        Value second;
+    };
+
+    concept_map() = default;
+
+    // An empty table whose index has at least `bucket_count` slots.
+    explicit concept_map(std::size_t bucket_count) { rehash(bucket_count); }
+
+    concept_map(concept_map&& other) noexcept { swap(other); }
+
+    concept_map& operator=(concept_map&& other) noexcept {
+        concept_map(std::move(other)).swap(*this);
+        return *this;
+    }
+
+    concept_map(const concept_map&) = delete;
+    concept_map& operator=(const concept_map&) = delete;
+    ~concept_map() = default;
+
+    // Live entries.
+    std::size_t size() const noexcept { return m_size; }
+
+    bool empty() const noexcept { return m_size == 0; }
+
+    iterator begin() noexcept { return iterator(this, first_live_from(0)); }
+
+    const_iterator begin() const noexcept { return const_iterator(this, first_live_from(0)); }
+
+    iterator end() noexcept { return iterator(this, kNone); }
+
+    const_iterator end() const noexcept { return const_iterator(this, kNone); }
+
+    iterator find(const Concept& wanted) noexcept { return iterator(this, live(place_of(wanted))); }
+
+    const_iterator find(const Concept& wanted) const noexcept {
+        return const_iterator(this, live(place_of(wanted)));
+    }
+
+    // The same with a guess of the position, which may be any number. A right guess spares the look
+    // into the index.
+    iterator find(const Concept& wanted, Position guess) noexcept {
+        return iterator(this, live(place_of(wanted, guess)));
+    }
+
+    const_iterator find(const Concept& wanted, Position guess) const noexcept {
+        return const_iterator(this, live(place_of(wanted, guess)));
+    }
+
+    std::size_t count(const Concept& wanted) const noexcept { return contains(wanted) ? 1 : 0; }
+
+    bool contains(const Concept& wanted) const noexcept { return find(wanted) != end(); }
+
+    // RAISES: std::out_of_range for a concept without an entry.
+    Value& at(const Concept& wanted) { return find_or_raise(*this, wanted)->second; }
+
+    const Value& at(const Concept& wanted) const { return find_or_raise(*this, wanted)->second; }
+
+    // The entry of a concept, and if it is new. A new one has the value `Value()`.
+    // RAISES: std::length_error for more than 1.6 thousand million entries, erased ones included.
+    std::pair<iterator, bool> try_emplace(const Concept& key) { return enter(key, place_of(key)); }
+
+    // The same with a guess of the position, as for `find`.
+    std::pair<iterator, bool> try_emplace(const Concept& key, Position guess) {
+        return enter(key, place_of(key, guess));
+    }
+
+    Value& operator[](const Concept& key) { return try_emplace(key).first->second; }
+
+    // Erases an entry. The value becomes that of a new entry at once, which frees what it owns.
+    void erase(const_iterator erased) {
+        value_type& entry = entry_at(erased.m_position);
+        entry.second = Value();
+        live_word(erased.m_position) &= ~live_bit(erased.m_position);
+        --m_size;
+    }
+
+    std::size_t erase(const Concept& key) {
+        const const_iterator found = std::as_const(*this).find(key);
+        if (found == end()) {
+            return 0;
+        }
+        erase(found);
+        return 1;
+    }
+
+    // Frees all memory but an index of at most 128 slots, which a table that is filled again needs
+    // at once.
+    void clear() noexcept {
+        concept_map emptied;
+        if (m_index.size() <= kKeptSlots) {
+            emptied.m_index.swap(m_index);
+            emptied.m_index_bits = m_index_bits;
+            emptied.free_slots();
+        }
+        swap(emptied);
+    }
+
+    // Forgets erased entries: frees their handles and the memory behind the last live entry. Live
+    // entries keep their order and get new positions and addresses.
+    // COST: nothing if no entry is erased, else linear in all entries.
+    void compact();
+
+    // All positions are below it. It counts the live entries and the erased ones.
+    Position position_limit() const noexcept { return m_place_count; }
+
+    // The position of a live entry. REQUIRES: not the end.
+    Position position(const_iterator entry) const noexcept { return entry.m_position; }
+
+    // The live entry at a position, or the end.
+    iterator at_position(Position position) noexcept { return iterator(this, live(position)); }
+
+    const_iterator at_position(Position position) const noexcept {
+        return const_iterator(this, live(position));
+    }
+
+    // The slots of the index.
+    std::size_t bucket_count() const noexcept { return m_index.size(); }
+
+    // Gives the index at least `bucket_count` slots. It never shrinks. RAISES: std::length_error.
+    void rehash(std::size_t bucket_count) {
+        if (bucket_count > m_index.size()) {
+            build_index(bits_of(bucket_count));
+        }
+    }
+
+    // Makes room in the index for so many entries. Chunks come as they are needed: they cost no
+    // copying. RAISES: std::length_error.
+    void reserve(std::size_t entry_count) { rehash(entry_count + entry_count / 3 + 1); }
+
+    void swap(concept_map& other) noexcept {
+        m_chunks.swap(other.m_chunks);
+        m_live.swap(other.m_live);
+        m_index.swap(other.m_index);
+        std::swap(m_index_bits, other.m_index_bits);
+        std::swap(m_place_count, other.m_place_count);
+        std::swap(m_size, other.m_size);
+    }
+
+private:
+    static constexpr Position kNone = 0xffffffffU;  // the position of the end
+    static constexpr std::uint32_t kFreeSlot = 0xffffffffU;
+    static constexpr int kFirstChunkBits = 4;
+    static constexpr Position kFirstChunkSize = 1U << kFirstChunkBits;
+    static constexpr int kLeastIndexBits = 4;
+    static constexpr int kMostIndexBits = 31;
+    static constexpr std::size_t kKeptSlots = 128;
+
+    template <bool is_const>
+    class Iterator {
+        using Table = std::conditional_t<is_const, const concept_map, concept_map>;
+
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using difference_type = std::ptrdiff_t;
+        using value_type = typename concept_map::value_type;
+        using reference = std::conditional_t<is_const, const value_type&, value_type&>;
+        using pointer = std::conditional_t<is_const, const value_type*, value_type*>;
+
+        Iterator() = default;
+
+        // An iterator converts to one that changes nothing.
+        template <bool other_is_const, class = std::enable_if_t<is_const && !other_is_const>>
+        Iterator(
+            const Iterator<other_is_const>& other) noexcept  // NOLINT(google-explicit-constructor)
+            : m_table(other.m_table), m_position(other.m_position) {}
+
+        reference operator*() const noexcept { return m_table->entry_at(m_position); }
+
+        pointer operator->() const noexcept { return &m_table->entry_at(m_position); }
+
+        Iterator& operator++() noexcept {
+            m_position = m_table->first_live_from(m_position + 1);
+            return *this;
+        }
+
+        Iterator operator++(int) noexcept {
+            const Iterator before = *this;
+            ++*this;
+            return before;
+        }
+
+        // Iterators of one table.
+        friend bool operator==(const Iterator& left, const Iterator& right) noexcept {
+            return left.m_position == right.m_position;
+        }
+
+    private:
+        friend class concept_map;
+        template <bool other_is_const>
+        friend class Iterator;
+
+        Iterator(Table* table, Position position) noexcept : m_table(table), m_position(position) {}
+
+        Table* m_table = nullptr;
+        Position m_position = kNone;
+    };
+
+    template <class Table>
+    static auto find_or_raise(Table& table, const Concept& wanted) {
+        const auto found = table.find(wanted);
+        if (found == table.end()) {
+            throw std::out_of_range("concept_map: no entry of this concept");
+        }
+        return found;
+    }
+
+    // Addresses of records are 8 or 16 bytes apart. Multiplying by 2^64 divided by the golden ratio
+    // spreads neighbours over the high bits, which are the ones that the index takes.
+    static std::uint32_t hash_of(const Concept& hashed) noexcept {
+        const auto address = reinterpret_cast<std::uintptr_t>(hashed.identity());
+        return static_cast<std::uint32_t>((std::uint64_t{address} * 0x9e3779b97f4a7c15U) >> 32U);
+    }
+
+    static int bits_of(std::size_t bucket_count) {
+        const int bits =
+            std::max(static_cast<int>(std::bit_width(bucket_count - 1)), kLeastIndexBits);
+        if (bits > kMostIndexBits) {
+            throw std::length_error("concept_map: too many entries");
+        }
+        return bits;
+    }
+
+    // The chunk of position p is the one that has p + 16 in the range of its size: chunk 0 has 16
+    // entries, for 16 to 31, chunk 1 has 32, for 32 to 63.
+    static std::size_t chunk_of(Position position) noexcept {
+        const auto width = static_cast<int>(std::bit_width(position + kFirstChunkSize));
+        return static_cast<std::size_t>(width - 1 - kFirstChunkBits);
+    }
+
+    static std::size_t offset_of(Position position, std::size_t chunk) noexcept {
+        return position + kFirstChunkSize - (std::size_t{kFirstChunkSize} << chunk);
+    }
+
+    value_type& entry_at(Position position) noexcept {
+        const std::size_t chunk = chunk_of(position);
+        return m_chunks[chunk][offset_of(position, chunk)];
+    }
+
+    const value_type& entry_at(Position position) const noexcept {
+        const std::size_t chunk = chunk_of(position);
+        return m_chunks[chunk][offset_of(position, chunk)];
+    }
+
+    static std::uint64_t live_bit(Position position) noexcept {
+        return std::uint64_t{1} << (position % 64U);
+    }
+
+    std::uint64_t& live_word(Position position) noexcept { return m_live[position / 64U]; }
+
+    bool is_live(Position position) const noexcept {
+        return position < m_place_count && (m_live[position / 64U] & live_bit(position)) != 0;
+    }
+
+    // The position if its entry is live, else that of the end.
+    Position live(Position position) const noexcept { return is_live(position) ? position : kNone; }
+
+    Position first_live_from(Position position) const noexcept {
+        std::size_t word = position / 64U;
+        if (word >= m_live.size()) {
+            return kNone;
+        }
+        std::uint64_t bits = m_live[word] & (~std::uint64_t{0} << (position % 64U));
+        while (bits == 0) {
+            if (++word == m_live.size()) {
+                return kNone;
+            }
+            bits = m_live[word];
+        }
+        return static_cast<Position>(word * 64U) + static_cast<Position>(std::countr_zero(bits));
+    }
+
+    // The position of a concept's entry, live or erased, or `kNone`.
+    Position place_of(const Concept& wanted) const noexcept {
+        if (m_index.empty()) {
+            return kNone;
+        }
+        const std::uint32_t hash = hash_of(wanted);
+        const std::uint32_t mask = (std::uint32_t{1} << m_index_bits) - 1;
+        const std::uint32_t mark = hash << m_index_bits;
+        for (std::uint32_t slot = hash >> (32 - m_index_bits);; slot = (slot + 1) & mask) {
+            const std::uint32_t stored = m_index[slot];
+            if (stored == kFreeSlot) {
+                return kNone;
+            }
+            // Equal marks cancel out, and the position remains.
+            const Position position = stored ^ mark;
+            if (position <= mask && entry_at(position).first == wanted) {
+                return position;
+            }
+        }
+    }
+
+    Position place_of(const Concept& wanted, Position guess) const noexcept {
+        return guess < m_place_count && entry_at(guess).first == wanted ? guess : place_of(wanted);
+    }
+
+    std::pair<iterator, bool> enter(const Concept& key, Position place) {
+        if (place == kNone) {
+            place = append(key);
+        } else if (is_live(place)) {
+            return {iterator(this, place), false};
+        }
+        live_word(place) |= live_bit(place);
+        ++m_size;
+        return {iterator(this, place), true};
+    }
+
+    // Adds an entry that is not live yet. What it leaves behind if memory runs out is unused room.
+    Position append(const Concept& key) {
+        const Position place = m_place_count;
+        reserve(std::size_t{place} + 1);
+        m_live.resize(place / 64U + 1);
+        const std::size_t chunk = chunk_of(place);
+        if (chunk == m_chunks.size()) {
+            std::vector<value_type> added;
+            added.reserve(std::size_t{kFirstChunkSize} << chunk);
+            m_chunks.push_back(std::move(added));
+        }
+        m_chunks[chunk].push_back({key, Value()});
+        enter_in_index(place);
+        ++m_place_count;
+        return place;
+    }
+
+    void enter_in_index(Position place) noexcept {
+        const std::uint32_t hash = hash_of(entry_at(place).first);
+        const std::uint32_t mask = (std::uint32_t{1} << m_index_bits) - 1;
+        std::uint32_t slot = hash >> (32 - m_index_bits);
+        while (m_index[slot] != kFreeSlot) {
+            slot = (slot + 1) & mask;
+        }
+        m_index[slot] = (hash << m_index_bits) | place;
+    }
+
+    void free_slots() noexcept { std::fill(m_index.begin(), m_index.end(), kFreeSlot); }
+
+    void build_index(int bits) {
+        std::vector<std::uint32_t> built(std::size_t{1} << bits, kFreeSlot);
+        m_index.swap(built);
+        m_index_bits = bits;
+        for (Position place = 0; place < m_place_count; ++place) {
+            enter_in_index(place);
+        }
+    }
+
+    void truncate(Position place_count) noexcept;
+
+    std::vector<std::vector<value_type>> m_chunks;  // each has its full capacity from the start
+    std::vector<std::uint64_t> m_live;              // a bit for each entry
+    std::vector<std::uint32_t> m_index;             // 2^m_index_bits slots, or none
+    int m_index_bits = 0;
+    Position m_place_count = 0;  // entries, live or erased
+    std::size_t m_size = 0;      // live entries
+};
+
+template <class Value>
+void concept_map<Value>::compact() {
+    if (m_size == m_place_count) {
+        return;
+    }
+    Position to = 0;
+    for (Position from = first_live_from(0); from != kNone; from = first_live_from(from + 1)) {
+        if (from != to) {
+            entry_at(to) = std::move(entry_at(from));
+        }
+        ++to;
+    }
+    truncate(to);
+    free_slots();
+    for (Position place = 0; place < m_place_count; ++place) {
+        enter_in_index(place);
+    }
+}
+
+// Keeps the first entries, all of them live.
+template <class Value>
+void concept_map<Value>::truncate(Position place_count) noexcept {
+    while (!m_chunks.empty() && place_count <= m_place_count - m_chunks.back().size()) {
+        m_place_count -= static_cast<Position>(m_chunks.back().size());
+        m_chunks.pop_back();
+    }
+    while (m_place_count > place_count) {
+        m_chunks.back().pop_back();
+        --m_place_count;
+    }
+    m_live.assign((std::size_t{place_count} + 63U) / 64U, ~std::uint64_t{0});
+    if (place_count % 64U != 0) {
+        m_live.back() = live_bit(place_count) - 1;
+    }
+}
+
+// Erases the entries that `goes` selects, and returns their number.
+template <class Value, class Predicate>
+std::size_t erase_if(concept_map<Value>& table, Predicate goes) {
+    const std::size_t before = table.size();
+    for (auto entry = table.begin(); entry != table.end(); ++entry) {
+        if (goes(*entry)) {
+            table.erase(entry);
+        }
+    }
+    return before - table.size();
+}
+
+template <class Value>
+void swap(concept_map<Value>& left, concept_map<Value>& right) noexcept {
+    left.swap(right);
+}
+
+#endif  // ZANDREL_FOUNDATION_CONCEPT_MAP_H_

@@ -1,0 +1,144 @@
+#include "zandrel/knowledge/Children_index.h"
+
+#include <algorithm>
+#include <new>
+#include <vector>
+
+namespace Zandrel {
+
+namespace {
+
+// Up to so many children a search takes no longer than a look-up, and needs no memory.
+constexpr std::size_t kFewChildren = 16;
+
+std::optional<std::size_t> search_id(const zeLogicalNode& parent, unsigned int id) {
+    const auto found = std::find(parent.children.begin(), parent.children.end(), id);
+    return found == parent.children.end()
+               ? std::nullopt
+               : std::optional(static_cast<std::size_t>(found - parent.children.begin()));
+}
+
+}  // namespace
+
+std::optional<std::size_t> Children_index::find_id(const zeLogicalNode& parent, unsigned int id) {
+    const Places* const places = places_of(parent);
+    if (places != nullptr) {
+        const auto found = places->by_id.find(id);
+        if (found != places->by_id.end() && parent.children[found->second] == id) {
+            return found->second;
+        }
+    }
+    return search_id(parent, id);
+}
+
+std::optional<std::size_t> Children_index::find_name(const zeLogicalNode& parent,
+                                                     const Concept& name, bool may_be_renamed) {
+    const Places* const places = places_of(parent);
+    if (places == nullptr || may_be_renamed) {
+        return search_name(parent, name);
+    }
+    const auto found = places->by_name.find(name);
+    if (found == places->by_name.end()) {
+        return std::nullopt;
+    }
+    const auto child = m_nodes.find(found->second);
+    const auto place = places->by_id.find(found->second);
+    const bool is_right = child != m_nodes.end() && child->second.name == name &&
+                          place != places->by_id.end() &&
+                          parent.children[place->second] == child->first;
+    return is_right ? std::optional(place->second) : search_name(parent, name);
+}
+
+std::optional<std::size_t> Children_index::search_name(const zeLogicalNode& parent,
+                                                       const Concept& name) const {
+    for (std::size_t i = 0; i < parent.children.size(); ++i) {
+        const auto child = m_nodes.find(parent.children[i]);
+        if (child != m_nodes.end() && child->second.name == name) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+// Null for a list that is to be searched.
+Children_index::Places* Children_index::places_of(const zeLogicalNode& parent) {
+    if (parent.children.size() <= kFewChildren) {
+        return nullptr;
+    }
+    try {
+        Places& places = m_lists[parent.id];
+        const std::size_t size = places.size;
+        if (size > parent.children.size() ||
+            (size > 0 && places.by_id.count(parent.children[size - 1]) == 0)) {
+            places = Places();
+        }
+        take_in(parent, places);
+        return places.has_child_twice ? nullptr : &places;
+    } catch (const std::bad_alloc&) {
+        forget(parent.id);
+        return nullptr;
+    }
+}
+
+void Children_index::take_in(const zeLogicalNode& parent, Places& places) const {
+    for (; places.size < parent.children.size() && !places.has_child_twice; ++places.size) {
+        const unsigned int id = parent.children[places.size];
+        places.has_child_twice = !places.by_id.emplace(id, places.size).second;
+        const auto child = m_nodes.find(id);
+        if (child != m_nodes.end()) {
+            enter_name(child->second.name, id, places);
+        }
+    }
+}
+
+void Children_index::enter_name(const Concept& name, unsigned int id, Places& places) {
+    const auto [entry, is_new] = places.by_name.emplace(name, id);
+    if (!is_new && entry->second != id) {
+        entry->second = 0;
+    }
+}
+
+void Children_index::removed(const zeLogicalNode& parent, const zeLogicalNode& child,
+                             std::size_t place) {
+    const auto list = m_lists.find(parent.id);
+    if (list == m_lists.end()) {
+        return;
+    }
+    Places& places = list->second;
+    const bool is_last = place == parent.children.size();
+    const auto moved = places.by_id.find(is_last ? child.id : parent.children[place]);
+    if (places.has_child_twice || places.size != parent.children.size() + 1 ||
+        moved == places.by_id.end()) {
+        m_lists.erase(list);
+        return;
+    }
+    places.size = parent.children.size();
+    moved->second = place;
+    places.by_id.erase(child.id);
+    const auto name = places.by_name.find(child.name);
+    if (name != places.by_name.end() && name->second == child.id) {
+        places.by_name.erase(name);
+    }
+}
+
+void Children_index::renamed(const zeLogicalNode& child, const Concept& old_name) {
+    const auto list = m_lists.find(child.parent);
+    if (list == m_lists.end()) {
+        return;
+    }
+    Places& places = list->second;
+    if (places.by_id.count(child.id) == 0) {
+        return;  // It will be taken in with its new name.
+    }
+    try {
+        const auto name = places.by_name.find(old_name);
+        if (name != places.by_name.end() && name->second == child.id) {
+            places.by_name.erase(name);
+        }
+        enter_name(child.name, child.id, places);
+    } catch (const std::bad_alloc&) {
+        m_lists.erase(list);
+    }
+}
+
+}  // namespace Zandrel

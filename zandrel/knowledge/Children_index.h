@@ -1,0 +1,61 @@
+// Children_index: finds a child of a logical node by its name or id without a search.
+// Not installed: the library's own.
+#ifndef ZANDREL_KNOWLEDGE_CHILDREN_INDEX_H_
+#define ZANDREL_KNOWLEDGE_CHILDREN_INDEX_H_
+
+#include <cstddef>
+#include <optional>
+
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+namespace Zandrel {
+
+// The places of children in the lists of a zeLogicalTree. A list gets its index when it is long and
+// is searched for the first time. The lists are public, so an answer is compared with the list, and
+// what was appended since is taken in. The tree reports removals and new names.
+//
+// An index that disagrees with the list is made anew, and an index for which there is no memory is
+// left out: the list is then searched. Errors: none.
+class Children_index {
+public:
+    // BORROWS: the nodes, which must outlive this.
+    explicit Children_index(const hash_map<unsigned int, zeLogicalNode>& nodes) : m_nodes(nodes) {}
+
+    // The place of the first child with that name, or of the child of that id; nothing if there is
+    // none. With `may_be_renamed` a program may have changed names without a report, so the list
+    // is searched.
+    std::optional<std::size_t> find_name(const zeLogicalNode& parent, const Concept& name,
+                                         bool may_be_renamed);
+    std::optional<std::size_t> find_id(const zeLogicalNode& parent, unsigned int id);
+
+    // After the child left the list, and the last one took its place.
+    void removed(const zeLogicalNode& parent, const zeLogicalNode& child, std::size_t place);
+    void renamed(const zeLogicalNode& child, const Concept& old_name);
+
+    void forget(unsigned int parent) { m_lists.erase(parent); }
+
+    void clear() { m_lists.clear(); }
+
+private:
+    // Of the first `size` children. Several children can have one name.
+    struct Places {
+        hash_map<unsigned int, std::size_t> by_id;
+        hash_map<Concept, unsigned int, ConceptHash> by_name;  // the id; 0: of several children
+        std::size_t size = 0;
+        bool has_child_twice = false;
+    };
+
+    Places* places_of(const zeLogicalNode& parent);
+    void take_in(const zeLogicalNode& parent, Places& places) const;
+    static void enter_name(const Concept& name, unsigned int id, Places& places);
+    std::optional<std::size_t> search_name(const zeLogicalNode& parent, const Concept& name) const;
+
+    const hash_map<unsigned int, zeLogicalNode>& m_nodes;
+    hash_map<unsigned int, Places> m_lists;  // by the id of the parent
+};
+
+}  // namespace Zandrel
+
+#endif  // ZANDREL_KNOWLEDGE_CHILDREN_INDEX_H_
