@@ -23,6 +23,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_classifier.h"
+#include "tests/support/match_rows.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -121,7 +122,9 @@ private:
         storage.m_num_msgs = 4;
         storage.profile(iprofile).m_num_msgs = 2;
         for (const auto& [text, weight] : weights) {
-            matcher.m_table[term(text)].push_back({weight, iprofile});
+            Row row = row_of(matcher.m_table, term(text));
+            row.push_back({weight, iprofile});
+            set_row(matcher.m_table, term(text), row);
         }
         parent->add_child(child);
         return child;

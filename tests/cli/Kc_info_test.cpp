@@ -8,6 +8,7 @@
 
 #include "tests/cli/small_kc.h"
 #include "tests/support/answers_of_kc.h"
+#include "tests/support/match_rows.h"
 
 namespace cli {
 
@@ -54,8 +55,8 @@ TEST(KcInfoTest, CountsAFeatureForEachCategoryThatHasIt) {
     zeLogicalNode root = node_to_add(0, "root", "", ZE_STAT);
     manager.m_logical_tree->AddLogicalNode(root);
     zeStat_matcher& matcher = dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier());
-    matcher.m_table[term("both")] = {{1.0F, 0}, {1.0F, 1}};
-    matcher.m_table[term("one")] = {{1.0F, 0}};
+    set_row(matcher.m_table, term("both"), {{1.0F, 0}, {1.0F, 1}});
+    set_row(matcher.m_table, term("one"), {{1.0F, 0}});
 
     EXPECT_EQ(kc_info(manager).classifiers[0].features, 3U);
 }

@@ -18,6 +18,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_classifier.h"
+#include "tests/support/match_rows.h"
 
 namespace {
 
@@ -571,7 +572,7 @@ TEST_F(zeOptMapPropagationTest, FeedsNoMatcherAnew) {
     bool added = false;
     root_matcher.m_storage->get_or_add_profile(category, added);
     root_matcher.m_storage->profile(0).m_weights = {{term("waiting"), 1.0F}};
-    root_matcher.m_table[term("known")] = {{2.0F, 0}};
+    set_row(root_matcher.m_table, term("known"), {{2.0F, 0}});
 
     zeOptMap().PropogateChange(manager, manager->m_defaults);
 

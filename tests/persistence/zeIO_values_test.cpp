@@ -20,6 +20,7 @@
 #include "tests/support/answers_of_kc.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/kc_damage.h"
+#include "tests/support/match_rows.h"
 
 namespace {
 
@@ -217,8 +218,11 @@ TEST_F(zeIOValuesTest, PairOutsideOfTheModelIsRefused) {
 }
 
 TEST_F(zeIOValuesTest, PairWeightThatIsNotFiniteIsRefused) {
-    root_matcher(manager).m_table.begin()->second.front().m_weight =
-        std::numeric_limits<float>::infinity();
+    Match_table& table = root_matcher(manager).m_table;
+    const Concept first = table.begin()->first;
+    Row row = row_of(table, first);
+    row[0].m_weight = std::numeric_limits<float>::infinity();
+    set_row(table, first, row);
 
     ExpectDamaged(saved(manager), "weight of a pair", "2");
     ExpectDamaged(saved_compact(manager), "weight of a pair", "2");

@@ -12,6 +12,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
+#include "tests/support/match_rows.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -147,8 +148,8 @@ protected:
         zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
         Profile().m_M = m_M;
         matcher.m_avg_likelihood.fill(m_average);
-        matcher.m_table[term("x")] = {{m_weight, 0}};
-        matcher.m_table[term("y")] = {{-m_weight, 0}};
+        set_row(matcher.m_table, term("x"), {{m_weight, 0}});
+        set_row(matcher.m_table, term("y"), {{-m_weight, 0}});
         const qtPtrLight<zeSml> bag = make_bag({{"x", m_x}, {"y", 1.0}});
         matcher.classify_sml(*bag);
         int iprofile = 0;

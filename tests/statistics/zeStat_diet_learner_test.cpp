@@ -15,6 +15,7 @@
 
 #include "tests/statistics/learner_fixture.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/match_rows.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -531,7 +532,7 @@ TEST_F(zeStatDietLearnerLikelihoodTest, LearnersMatcherIsUsedAsItStandsWithOneSl
     m_storage.m_num_slices = 1;
     zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
     m_learner.m_matcher = &matcher;
-    matcher.m_table[term("x")] = {{100.0F, 0}, {-100.0F, 1}};
+    set_row(matcher.m_table, term("x"), {{100.0F, 0}, {-100.0F, 1}});
 
     const std::vector<std::string> texts = TracesOfLearning();
 
@@ -542,7 +543,7 @@ TEST_F(zeStatDietLearnerLikelihoodTest, LearnersMatcherIsUsedAsItStandsWithOneSl
 TEST_F(zeStatDietLearnerLikelihoodTest, MatcherThatLearnsScoresByItsOwnTable) {
     m_storage.m_num_slices = 1;
     zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
-    matcher.m_table[term("x")] = {{100.0F, 0}, {-100.0F, 1}};
+    set_row(matcher.m_table, term("x"), {{100.0F, 0}, {-100.0F, 1}});
 
     matcher.learn(m_corpus.view, true);
 

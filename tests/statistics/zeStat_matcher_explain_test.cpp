@@ -17,6 +17,7 @@
 
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/match_rows.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -268,7 +269,7 @@ TEST_F(zeStatMatcherExplainTest, ScoresOneWithAndWithoutEachConceptIfThereIsOneP
 }
 
 TEST_F(zeStatMatcherExplainTest, TakesTheFirstPairOfAProfileAway) {
-    Matcher().m_table[term("goal")] = {{8.0F, 1}, {1.0F, 0}, {4.0F, 0}};
+    set_row(Matcher().m_table, term("goal"), {{8.0F, 1}, {1.0F, 0}, {4.0F, 0}});
 
     EXPECT_DOUBLE_EQ(Explain(m_sport, {{"goal", 1.0}}), squashed(1.0));
 

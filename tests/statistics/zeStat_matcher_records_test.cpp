@@ -13,6 +13,7 @@
 #include "tests/statistics/stored_matcher.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/expect_segbuf.h"
+#include "tests/support/match_rows.h"
 
 namespace {
 
@@ -48,8 +49,18 @@ TEST(zeStatMatcherRecordsTest, AnEmptyTableIsOneCount) {
 
 TEST(zeStatMatcherRecordsTest, TheOrderOfTheTableShowsInNoByte) {
     Stored_matcher model;
-    model.matcher->m_table.rehash(1000);
+    Match_table& table = model.matcher->m_table;
+    const Row x = row_of(table, term("x"));
+    const Row yy = row_of(table, term("yy"));
 
+    table.clear();
+    set_row(table, term("x"), x);
+    set_row(table, term("yy"), yy);
+    EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
+
+    table.clear();
+    set_row(table, term("yy"), yy);
+    set_row(table, term("x"), x);
     EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
@@ -116,7 +127,7 @@ TEST(zeStatMatcherRecordsTest, LoadReplacesTheTable) {
     zeStat_matcher read;
     read.m_manager = &reader.manager;
     read.m_node = reader.root;
-    read.m_table[term("old")] = {{1.0F, 0}};
+    set_row(read.m_table, term("old"), {{1.0F, 0}});
     SegBuf record = record_of(whole_matcher());
     Hio<HSegment> io(new HSegment(record, 'r'));
 
@@ -194,11 +205,12 @@ TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
     for (const int iprofile : {0, 1}) {
         model.storage->profile(iprofile).m_match_value = 0.0;
     }
-    model.matcher->m_table[term("x")] = {{1.5F, 2},
-                                         {1.5F, -1},
-                                         {1.5F, std::numeric_limits<int>::max()},
-                                         {1.5F, std::numeric_limits<int>::min()},
-                                         {1.5F, 1}};
+    set_row(model.matcher->m_table, term("x"),
+            {{1.5F, 2},
+             {1.5F, -1},
+             {1.5F, std::numeric_limits<int>::max()},
+             {1.5F, std::numeric_limits<int>::min()},
+             {1.5F, 1}});
 
     model.matcher->classify_sml(*make_bag({{"x", 2.0}}));
 
@@ -208,7 +220,7 @@ TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
 
 TEST(zeStatMatcherRecordsTest, PairsOutOfRangeAreNotWritten) {
     Stored_matcher model;
-    model.matcher->m_table[term("x")] = {{1.5F, 2}, {-2.5F, 1}, {1.5F, -1}};
+    set_row(model.matcher->m_table, term("x"), {{1.5F, 2}, {-2.5F, 1}, {1.5F, -1}});
 
     EXPECT_EQ(to_hex(dumped(*model.matcher).substr(8)),
               "00 00 00 02 00 00 00 01 78 00 00 00 01 c0 20 00 00 00 00 00 01 "

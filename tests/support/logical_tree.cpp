@@ -64,7 +64,7 @@ void Write(std::ostream& out, const zeSwitcher& switcher) {
 
 void Write(std::ostream& out, const zeStat_matcher& matcher) {
     out << " node=" << IdOf(matcher.m_node) << " storage=" << matcher.m_storage->m_id << " table:";
-    for (const auto& [feature, pairs] : Sorted(matcher.m_table)) {
+    for (const auto& [feature, pairs] : Sorted(matcher.m_table.rows())) {
         out << " '" << feature.view() << '\'';
         for (const zeStat_matcher::Concept_weight& pair : *pairs) {
             out << ' ' << pair.m_iprofile << '=' << pair.m_weight;

@@ -37,10 +37,7 @@ Ranked_answers::Ranked_answers(const Node_score& from, std::vector<zeResult> ans
     : m_score(from.score),
       m_threshold(threshold),
       m_node_threshold(from.node->m_threshold),
-      m_heap(std::move(answers)) {
-    std::make_heap(m_heap.begin(), m_heap.end(),
-                   [this](const auto& left, const auto& right) { return is_less(left, right); });
-}
+      m_answers(std::move(answers)) {}
 
 bool Ranked_answers::is_less(const zeResult& left, const zeResult& right) const noexcept {
     return Node_score{left.node, m_score * left.score} <
@@ -53,13 +50,19 @@ bool Ranked_answers::ties(const zeResult& left, const zeResult& right) const noe
 }
 
 bool Ranked_answers::take(Node_score& best) {
+    if (std::exchange(m_is_fresh, false) && take_first(best)) {
+        return true;
+    }
+    if (!std::exchange(m_is_heap, true)) {
+        std::make_heap(m_answers.begin(), m_answers.end(), Less{this});
+    }
     while (m_tied.empty()) {
-        if (m_heap.empty() || !is_way_on(m_score * m_heap.front().score)) {
-            m_heap.clear();  // the others are no better
+        if (m_answers.empty() || !is_way_on(m_score * m_answers.front().score)) {
+            m_answers.clear();  // the others are no better
             return false;
         }
         const zeResult first = pop();
-        if (!m_heap.empty() && ties(first, m_heap.front())) {
+        if (!m_answers.empty() && ties(first, m_answers.front())) {
             settle_tie(first);
         } else if (m_taken.insert(first.node->identity())) {
             m_tied.push_back(first);
@@ -70,18 +73,46 @@ bool Ranked_answers::take(Node_score& best) {
     return true;
 }
 
+// One pass over the products, for walks that want no more than one answer: to make a heap takes
+// several times as long. A tie, and what is no way on, is left to the heap.
+bool Ranked_answers::take_first(Node_score& best) {
+    std::size_t first = 0;
+    double product = m_answers.empty() ? 0.0 : m_score * m_answers[0].score;
+    bool is_tied = false;
+    for (std::size_t i = 1; i < m_answers.size(); ++i) {
+        const double other = m_score * m_answers[i].score;
+        if (other < product) {
+            continue;
+        }
+        if (ties(m_answers[first], m_answers[i])) {
+            is_tied = true;
+        } else if (is_less(m_answers[first], m_answers[i])) {
+            first = i;
+            product = other;
+            is_tied = false;
+        }
+    }
+    if (is_tied || !is_way_on(product)) {
+        return false;
+    }
+    best = {m_answers[first].node, product};
+    m_taken.insert(best.node->identity());
+    m_answers[first] = m_answers.back();
+    m_answers.pop_back();
+    return true;
+}
+
 zeResult Ranked_answers::pop() {
-    std::pop_heap(m_heap.begin(), m_heap.end(),
-                  [this](const auto& left, const auto& right) { return is_less(left, right); });
-    const zeResult popped = m_heap.back();
-    m_heap.pop_back();
+    std::pop_heap(m_answers.begin(), m_answers.end(), Less{this});
+    const zeResult popped = m_answers.back();
+    m_answers.pop_back();
     return popped;
 }
 
 void Ranked_answers::settle_tie(const zeResult& first) {
     zeResult_set equals(0.0, -1);
     equals.results.push_back(first);
-    while (!m_heap.empty() && ties(first, m_heap.front())) {
+    while (!m_answers.empty() && ties(first, m_answers.front())) {
         equals.results.push_back(pop());
     }
     equals.eliminate_duplicated_results();

@@ -34,8 +34,18 @@ public:
     bool take(Node_score& best);
 
 private:
+    // For heaps.
+    struct Less {
+        const Ranked_answers* answers;
+
+        bool operator()(const zeResult& left, const zeResult& right) const noexcept {
+            return answers->is_less(left, right);
+        }
+    };
+
     bool is_less(const zeResult& left, const zeResult& right) const noexcept;
     bool ties(const zeResult& left, const zeResult& right) const noexcept;
+    bool take_first(Node_score& best);
     zeResult pop();
     void settle_tie(const zeResult& first);
 
@@ -43,12 +53,14 @@ private:
         return product != 0.0 && !(product < m_threshold) && !(product < m_node_threshold);
     }
 
-    double m_score;                // of the node that was asked
-    double m_threshold;            // of the walk
-    double m_node_threshold;       // of the node that was asked, not of those that it answers
-    std::vector<zeResult> m_heap;  // not yet looked at
-    std::vector<zeResult> m_tied;  // equals that have been put in order, the next one last
+    double m_score;                   // of the node that was asked
+    double m_threshold;               // of the walk
+    double m_node_threshold;          // of the node that was asked, not of those that it answers
+    std::vector<zeResult> m_answers;  // those left, from the second on in a heap
+    std::vector<zeResult> m_tied;     // equals that have been put in order, the next one last
     Identity_set m_taken;
+    bool m_is_fresh = true;  // none has been asked for
+    bool m_is_heap = false;
 };
 
 // A priority queue in which each classifier's answers have one place, that of their best: a walk

@@ -9,13 +9,18 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
-#include "zandrel/foundation/concept_map.h"
-#include "zandrel/foundation/hash_map.h"
 #include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/statistics/Match_table.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+class Clipped_bag;
 class zeMsg;
 class zeSml;
+
+namespace Zandrel {
+class Match_scorer;
+struct Rest_score;
+}  // namespace Zandrel
 
 // Sits at a node whose children are categories. It owns no statistics: it points at a
 // zeStat_storage and compiles the features selected there into a table from each concept to the
@@ -31,15 +36,13 @@ class zeSml;
 // table whose profile is gone counts for nothing.
 //
 // Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and what the manager's interruption raises.
-// Threads: one at a time in the whole process. Classification too writes: scratch values in the
-// storage, and counts of concepts.
+// Threads: one at a time in the whole process. The operations that a comment says so of write to
+// the profiles' accumulators, and all count concepts. What else a classification needs belongs to
+// the call.
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
 public:
     // One entry of the table.
-    struct Concept_weight {
-        float m_weight;
-        int m_iprofile;
-    };
+    using Concept_weight = Match_table::Concept_weight;
 
     // One line of the explanation of a score.
     struct Concept_score {
@@ -71,12 +74,13 @@ public:
     void feed(zeStat_storage& storage, bool add_children);
 
     // Adds every category whose score `results` accepts. With `use_thresholds`, a category is left
-    // out whose score times `node_score` lies below its node's threshold.
+    // out whose score times `node_score` lies below its node's threshold. A score starts with what
+    // the profile's accumulator holds, which is reset if it is not 0.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
     // Explains one category's score, which it returns: replaces `scores` by one line for each
     // concept of the message's bag, in the bag's order. Without a bag it returns 0 and leaves
-    // `scores` alone.
+    // `scores` alone. It starts with the profile's accumulator and resets it.
     // REQUIRES: a profile of the category, or the assertion "!m_storage->end(iprofile)" fires.
     double classify_concepts(zeMsg& msg, zeNode*& category, std::vector<Concept_score>& scores);
     void get_all_categories(std::vector<zeNode*>& cats) override;
@@ -133,18 +137,23 @@ public:
     void build_avg_likelihood();
 
     zeStat_storage* m_storage;  // BORROWS
-    concept_map<std::vector<Concept_weight>> m_table;
+    Match_table m_table;
     std::array<double, Zandrel::LIKELIHOOD_SIZE> m_avg_likelihood = {};
 
 private:
-    bool is_below_activation(const zeStat_storage::Profile& profile) const;
+    // Adds each concept's weighted weight to `sum_of(iprofile)`, a place, of its profiles.
+    template <class Sum_of>
+    void add_weights(const Clipped_bag& bag, Sum_of sum_of) const;
+    // What the profiles' accumulators would be after `classify_sml`; they are reset.
+    std::vector<double> take_sums(const Clipped_bag& bag);
+    Zandrel::Match_scorer scorer_for(double total_weight) const;
+    void build_rest_scores();
     const float* find_weight(const Concept& wanted, int iprofile) const;
-    void add_scores(zeSml& view, zeResult_set& results, double node_score, bool use_thresholds);
     void select_if_needed(zeStat_storage& storage);
     void load_table(Hio<HSegment>& io);
     void require_sound_table() const;
-    void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
-                          bool is_relevant) const;
+
+    std::vector<Zandrel::Rest_score> m_rest_scores;  // by profile, as of the last `feed` or load
 };
 
 #endif  // ZANDREL_STATISTICS_ZESTAT_MATCHER_H_

@@ -9,6 +9,7 @@
 #include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/Concept_order.h"
+#include "zandrel/statistics/Match_scorer.h"
 #include "zandrel/storage/Record_reader.h"
 
 namespace {
@@ -27,8 +28,8 @@ void zeStat_matcher::Dump(Hio<HSegment>& io) const {
         return m_storage->has_profile(pair.m_iprofile);
     };
     io.WriteCount(m_table.size());
-    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table)) {
-        const std::vector<Concept_weight>& pairs = entry->second;
+    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table.rows())) {
+        const Match_table::Pairs& pairs = entry->second;
         io << entry->first;
         io.WriteCount(
             static_cast<std::size_t>(std::count_if(pairs.begin(), pairs.end(), has_profile)));
@@ -49,6 +50,8 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
     m_storage = dynamic_cast<zeStat_storage*>(m_manager->m_io->LoadObject(storage_id, m_node));
     ZANDREL_ASSERT(m_storage != nullptr, "m_storage");
     require_sound_table();
+    m_table.set_profile_end(m_storage->profile_count());
+    build_rest_scores();
     build_avg_likelihood();
 }
 
@@ -58,9 +61,8 @@ void zeStat_matcher::load_table(Hio<HSegment>& io) {
     unsigned int left = reader.Count(kLeastEntrySize);
     m_table.reserve(left);
     for (; left > 0; --left) {
-        std::vector<Concept_weight>& pairs = m_table[Concept::insert_view(reader.Text())];
-        pairs.resize(reader.Count(kPairSize));
-        for (Concept_weight& pair : pairs) {
+        const Concept entry = Concept::insert_view(reader.Text());
+        for (Concept_weight& pair : m_table.add(entry, reader.Count(kPairSize))) {
             pair.m_weight = reader.Get<float>();
             pair.m_iprofile = static_cast<int>(reader.Get<unsigned int>());
         }

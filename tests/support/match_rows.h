@@ -1,0 +1,24 @@
+// Rows of a matcher's table, written by hand.
+#ifndef ZANDREL_TESTS_SUPPORT_MATCH_ROWS_H_
+#define ZANDREL_TESTS_SUPPORT_MATCH_ROWS_H_
+
+#include <algorithm>
+#include <vector>
+
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/statistics/Match_table.h"
+
+using Row = std::vector<Match_table::Concept_weight>;
+
+// A copy of a concept's row, empty if it has none.
+inline Row row_of(const Match_table& table, const Concept& wanted) {
+    const auto found = table.find(wanted);
+    return found == table.end() ? Row() : Row(found->second.begin(), found->second.end());
+}
+
+// Gives the concept this row in place of what it has.
+inline void set_row(Match_table& table, const Concept& changed, const Row& row) {
+    std::copy(row.begin(), row.end(), table.add(changed, row.size()).begin());
+}
+
+#endif  // ZANDREL_TESTS_SUPPORT_MATCH_ROWS_H_

@@ -1,0 +1,146 @@
+// Match_scorer: what the sum of a category's weights is worth as a score.
+// Not installed: the library's own.
+#ifndef ZANDREL_STATISTICS_MATCH_SCORER_H_
+#define ZANDREL_STATISTICS_MATCH_SCORER_H_
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "zandrel/statistics/zeStat_storage.h"
+
+namespace Zandrel {
+
+using Likelihood_table = std::array<double, LIKELIHOOD_SIZE>;
+
+// Where a score lies in a likelihood table. Tables are linear between the centres of their bins,
+// which lie at (i + 0.5) / 30: from the origin to the first centre, and flat behind the last. The
+// place is found once and serves the table of a profile and the average.
+class Table_place {
+public:
+    explicit Table_place(double score) : m_score(score) {
+        const double position = score * LIKELIHOOD_SIZE - 0.5;
+        m_is_below = !(position >= 0.0);  // a score that is no number stays none
+        m_is_behind = position >= LIKELIHOOD_SIZE - 1;
+        if (!m_is_below && !m_is_behind) {
+            m_bin = static_cast<std::size_t>(position);
+            m_part = LIKELIHOOD_SIZE * score - static_cast<double>(m_bin) - 0.5;
+        }
+    }
+
+    double value(const Likelihood_table& table) const noexcept {
+        if (m_is_below) {
+            return 2 * table[0] * m_score * LIKELIHOOD_SIZE;
+        }
+        if (m_is_behind) {
+            return table[LIKELIHOOD_SIZE - 1];
+        }
+        return table[m_bin] + (table[m_bin + 1] - table[m_bin]) * m_part;
+    }
+
+private:
+    double m_score;
+    double m_part = 0.0;    // of the way from the centre of the bin to the next one
+    std::size_t m_bin = 0;  // whose centre is the last one that is not above the score
+    bool m_is_below;        // below the first centre
+    bool m_is_behind;       // at or behind the last centre
+};
+
+// What a profile scores before the correction by likelihood if no concept of a message counts in
+// it. This depends on its additive term only.
+struct Rest_score {
+    double additive_term;
+    double raw;
+};
+
+// Turns sums into scores. It is made for each message, and reads what is the same for all
+// profiles once.
+class Match_scorer {
+public:
+    // `rest_scores`: may lack profiles or be out of date; a score is then worked out.
+    // BORROWS: all but the total of the bag's weights.
+    Match_scorer(const zeStat_storage& storage, const Likelihood_table& average,
+                 const std::vector<Rest_score>& rest_scores, double total_weight)
+        : m_storage(storage),
+          m_average(average),
+          m_rest_scores(rest_scores),
+          m_total_weight(total_weight),
+          m_profile_count(storage.profile_count()),
+          m_most_msgs(std::int64_t{storage.m_num_msgs} - storage.m_activation_outside),
+          m_scores_nothing(total_weight == 0.0 || storage.m_num_msgs < storage.m_activation_total),
+          m_corrects(storage.m_use_likelihood_in_match && storage.m_use_train_likelihood) {}
+
+    static Rest_score rest_score(const zeStat_storage::Profile& profile) {
+        return {profile.m_M, squashed(profile.m_M)};
+    }
+
+    // The order of the tests matters: a category that covers the whole model scores 1 without a
+    // look at the bag, while an empty bag scores 0 even in a model of one profile.
+    double score(int iprofile, double sum) const {
+        const zeStat_storage::Profile& profile = m_storage.profile(iprofile);
+        if (m_scores_nothing || is_inactive(profile)) {
+            return 0.0;
+        }
+        if (m_profile_count == 1.0 || m_storage.m_num_msgs == profile.m_num_msgs) {
+            return 1.0;
+        }
+        const double raw = has_rest_score(iprofile, profile, sum)
+                               ? m_rest_scores[static_cast<std::size_t>(iprofile)].raw
+                               : squashed(sum / m_total_weight + profile.m_M);
+        return within_0_and_1(corrected(raw, profile));
+    }
+
+    // The score after the correction by the tables, if they are in use.
+    double corrected(double score, const zeStat_storage::Profile& profile) const {
+        if (!m_corrects) {
+            return score;
+        }
+        // How much the average counts: all for a profile without messages, nothing for one that
+        // has seen a thousand.
+        const int age = profile.m_likelihood_age;
+        const double w = age < MAX_LIKELIHOOD_AGE ? m_profile_count / (age + m_profile_count) : 0.0;
+        const Table_place place(score);
+        const double own = place.value(profile.m_likelihood);
+        const double average = place.value(m_average);
+        return 0.99 * (w * average + (1 - w) * own) + 0.01 * score;
+    }
+
+private:
+    static constexpr double kPi = 3.141592653589793;
+
+    static double squashed(double value) { return std::atan(kPi * value) / kPi + 0.5; }
+
+    // Rounding can lift a score of the tables above 1 by the last bit, and a table of a damaged
+    // record can lift it further. A score that is no number becomes 0.
+    static double within_0_and_1(double score) { return score > 0.0 ? std::min(score, 1.0) : 0.0; }
+
+    // Whether it has too few messages, or the others have.
+    bool is_inactive(const zeStat_storage::Profile& profile) const {
+        const int num_msgs = profile.m_num_msgs;
+        return num_msgs == 0 || num_msgs < m_storage.m_activation_inside || num_msgs > m_most_msgs;
+    }
+
+    // A sum of 0 adds nothing to the additive term, whatever the total; but a total that is no
+    // number makes a score that is none.
+    bool has_rest_score(int iprofile, const zeStat_storage::Profile& profile, double sum) const {
+        const auto index = static_cast<std::size_t>(iprofile);
+        return sum == 0.0 && !std::isnan(m_total_weight) && index < m_rest_scores.size() &&
+               m_rest_scores[index].additive_term == profile.m_M;
+    }
+
+    const zeStat_storage& m_storage;
+    const Likelihood_table& m_average;
+    const std::vector<Rest_score>& m_rest_scores;
+    double m_total_weight;
+    double m_profile_count;
+    std::int64_t m_most_msgs;  // of a profile that leaves enough to the others
+    bool m_scores_nothing;     // the bag is empty, or the model too small
+    bool m_corrects;
+};
+
+}  // namespace Zandrel
+
+#endif  // ZANDREL_STATISTICS_MATCH_SCORER_H_

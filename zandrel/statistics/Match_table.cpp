@@ -1,0 +1,81 @@
+// How the weights of profiles become rows.
+//
+// The profiles' lists are columns of a matrix: for each profile, the concepts with their weights.
+// Scoring needs its rows. They come about by counting, as in a sort by buckets: a first pass counts
+// the pairs of each concept, then each row gets its place in one block, and a second pass fills it.
+//
+// Example: the profile 0 has x = 1 and the profile 1 has y = 2 and x = -1. The first pass counts 2
+// pairs for x and 1 for y. So the block is [x x y], and the second pass fills it with 1 of 0, -1 of
+// 1, and 2 of 1.
+#include "zandrel/statistics/Match_table.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kLeastBlockSize = 1024;
+constexpr std::size_t kGreatestBlockSize = 64 * kLeastBlockSize;
+
+}  // namespace
+
+void Match_table::compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles) {
+    clear();
+    // The row of each weight, in the order of the weights: the second pass looks nothing up.
+    std::vector<Pairs*> row_of;
+    for (const auto& profile : profiles) {
+        for (const zeStat_storage::Weight& weight : profile->m_weights) {
+            Pairs& row = m_rows[weight.m_concept];
+            ++row.m_count;
+            row_of.push_back(&row);
+        }
+    }
+    fill(profiles, row_of);
+}
+
+void Match_table::fill(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles,
+                       const std::vector<Pairs*>& row_of) {
+    m_blocks.push_back(std::make_unique<Concept_weight[]>(row_of.size()));
+    Concept_weight* free_place = m_blocks.back().get();
+    auto next_row = row_of.begin();
+    for (const auto& profile : profiles) {
+        for (const zeStat_storage::Weight& weight : profile->m_weights) {
+            Pairs& row = **next_row++;
+            if (row.m_first == nullptr) {
+                row.m_first = std::exchange(free_place, free_place + row.m_count);
+                row.m_count = 0;
+            }
+            row.m_first[row.m_count++] = {weight.m_value, m_profile_end};
+        }
+        ++m_profile_end;
+    }
+}
+
+std::span<Match_table::Concept_weight> Match_table::add(const Concept& added, std::size_t count) {
+    if (m_room.size() < count) {
+        make_room(count);
+    }
+    m_profile_end = kUnknown;
+    const std::span<Concept_weight> room = m_room.first(count);
+    Pairs& row = m_rows[added];
+    row.m_first = room.data();
+    row.m_count = count;
+    m_room = m_room.subspan(count);
+    return room;
+}
+
+// Each block is twice as large as the last one, within limits, so that a small table takes little.
+void Match_table::make_room(std::size_t count) {
+    const std::size_t next = std::clamp(2 * m_room_size, kLeastBlockSize, kGreatestBlockSize);
+    m_room_size = std::max(count, next);
+    m_blocks.push_back(std::make_unique<Concept_weight[]>(m_room_size));
+    m_room = std::span<Concept_weight>(m_blocks.back().get(), m_room_size);
+}
+
+void Match_table::clear() noexcept {
+    m_rows.clear();
+    m_blocks.clear();
+    m_room = {};
+    m_room_size = 0;
+    m_profile_end = 0;
+}
