@@ -16,7 +16,7 @@ namespace cli {
 // them up many at a time, since most look-ups wait for the memory.
 template <class Text_of>
 void feed_texts(std::size_t count, const Text_of& text_of, zeSml_feeder& feeder) {
-    constexpr std::size_t kBatch = 64;
+    constexpr std::size_t kBatch = 16;  // as many as insert_views looks up together
     std::array<std::string_view, kBatch> texts;
     std::array<Concept, kBatch> concepts;
     for (std::size_t begin = 0; begin < count; begin += kBatch) {

@@ -40,7 +40,15 @@ TEST(ConceptWeightsTest, AbsentConceptIsNotFound) {
     weights[term("goal")] = 2.0;
 
     EXPECT_EQ(weights.find(term("match")), weights.end());
-    EXPECT_THROW(weights.at(term("match")), std::out_of_range);
+    const auto look_up_and_compare = [&weights] {
+        try {
+            weights.at(term("match"));
+        } catch (const std::out_of_range& error) {
+            EXPECT_STREQ(error.what(), "Concept_weights: no such concept");
+            throw;
+        }
+    };
+    EXPECT_THROW(look_up_and_compare(), std::out_of_range);
     EXPECT_EQ(weights.at(term("goal")), 2.0);
 }
 

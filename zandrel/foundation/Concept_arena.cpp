@@ -1,7 +1,7 @@
 #include "zandrel/foundation/Concept_arena.h"
 
 #include <cstring>
-#include <new>
+#include <stdexcept>
 #include <utility>
 
 Concept_arena::Block Concept_arena::allocate(std::size_t size) {
@@ -49,7 +49,7 @@ Concept_arena::Block Concept_arena::allocate_large(std::size_t size) {
     auto bytes = std::make_unique_for_overwrite<std::byte[]>(size);
     if (m_released_large.empty()) {
         if (m_large.size() == (kNone & ~kLarge)) {
-            throw std::bad_alloc();
+            throw std::length_error("Concept: too many long texts");
         }
         m_large.push_back(nullptr);
         m_released_large.reserve(m_large.capacity());

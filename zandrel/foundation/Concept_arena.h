@@ -22,7 +22,7 @@ public:
     static constexpr Block kNone = 0xFFFFFFFF;
 
     // Returns a block of `size` bytes at least, aligned to 4.
-    // RAISES: std::bad_alloc.
+    // RAISES: std::bad_alloc; std::length_error for 2,147,483,647 blocks of more than 256 bytes.
     Block allocate(std::size_t size);
 
     // `size`: what the block was allocated with.

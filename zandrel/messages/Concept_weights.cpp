@@ -1,3 +1,5 @@
+// Why no concept_map: that keeps the places of erased entries, and to clear it costs the size of
+// its index, which is that of the largest text so far.
 #include "zandrel/messages/Concept_weights.h"
 
 #include <algorithm>
