@@ -1,15 +1,12 @@
-// Edits of the logical tree. An edit works on the categories of one classifier or two. Only a move
-// looks at the rest of the tree: it reads the parent of each node once, since a node may be below
-// another that does not list it.
-// - Adding a node is linear in the categories of the classifier above it, by definition: a category
-//   may stand there once, so each of their names is compared with the new one.
-// - Moving a node between classifiers compares names in the one that gets it, and compiles the one
-//   that loses it anew. That links all its children again, each looked for among those before it,
-//   which is the square of their number.
-// - Moving a node within one statistical classifier changes the links alone. It is linear in the
-//   nodes of the tree, since nothing may move below itself.
-// So for additions the size of the tree matters only in the flat trees, where one classifier has
-// all.
+// Edits of the logical tree. An edit works on the categories of one classifier or two, and none
+// looks at the rest of the tree.
+// - Adding a node asks the classifier above for the nodes of its name, which are few. The size of
+// the
+//   tree does not matter, also not in the flat trees, where one classifier has all.
+// - Renaming a node and finding it by its path look one name up.
+// - Moving a node within one statistical classifier changes the links only.
+// - Moving a node between classifiers, and deleting it, compile the classifier that loses it anew,
+//   which is linear in its categories and concepts.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,9 +18,7 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
-#include "zandrel/statistics/zeStat_storage.h"
 
 namespace {
 
@@ -54,20 +49,10 @@ public:
         }
     }
 
-    // Gives the root that many categories past the checks of an edit, which would take the square
-    // of their number.
+    // Gives the root that many categories.
     void FillFlat(std::size_t count) {
-        zeNode* const root = manager.m_root;
-        auto& matcher = dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier());
         for (std::size_t i = 0; i < count; ++i) {
-            zeNode* const node = manager.m_physical_tree->MakeNode(
-                Concept::insert_view("category " + std::to_string(i)), ZE_LEAF, 0, 0.0);
-            bool is_new = false;
-            matcher.m_storage->get_or_add_profile(node, is_new);
-            root->m_children.push_back(node);
-            node->m_parent = root;
-            tree.KCE_Add(node, &matcher);
-            leaves.push_back(tree.next_id);
+            leaves.push_back(Add(1, ZE_LEAF, "category " + std::to_string(i)));
         }
     }
 
@@ -120,6 +105,53 @@ void BM_BuildTree(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+void BM_BuildFlatTree(benchmark::State& state) {
+    for (auto _ : state) {
+        auto edited = std::make_unique<Edited_tree>();
+        edited->FillFlat(node_count(state));
+        benchmark::DoNotOptimize(edited->tree.next_id);
+        state.PauseTiming();
+        edited.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void BM_RenameLeafOfFlatTree(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillFlat(node_count(state));
+    bool is_new = false;
+    for (auto _ : state) {
+        is_new = !is_new;
+        zeLogicalNode node = edited.tree.GetNode(edited.leaves.front());
+        node.category = Concept::insert_view(is_new ? "new name" : "category 0");
+        edited.tree.ChangeLogicalNode(node);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_FindLeafOfFlatTreeByPath(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillFlat(node_count(state));
+    const qtString path("root/category " + std::to_string(node_count(state) - 1));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(edited.tree.FindNodeByPath(path).id);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_DeleteLeafOfFlatTree(benchmark::State& state) {
+    Edited_tree edited;
+    edited.FillFlat(node_count(state));
+    for (auto _ : state) {
+        edited.tree.DelLogicalNode(edited.leaves.back(), true);
+        state.PauseTiming();
+        edited.leaves.back() = edited.Add(1, ZE_LEAF, "another category");
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 // There and back is two moves.
 void move_to_and_fro(benchmark::State& state, zeLogicalTree& tree, Id id, Id here, Id there) {
     for (auto _ : state) {
@@ -167,6 +199,10 @@ void BM_MoveLinksInFlatTree(benchmark::State& state) {
 BENCHMARK(BM_AddLeafToSmallClassifier)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_AddLeafToFlatTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BuildTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BuildFlatTree)->Arg(10000)->Arg(40000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RenameLeafOfFlatTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_FindLeafOfFlatTreeByPath)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DeleteLeafOfFlatTree)->Arg(4000)->Arg(16000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_MoveLeafBetweenSmallClassifiers)
     ->Arg(1000)
     ->Arg(100000)
@@ -175,8 +211,7 @@ BENCHMARK(BM_MoveClassifierWithItsCategories)
     ->Arg(1000)
     ->Arg(100000)
     ->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_MoveLeafOutOfFlatTree)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_MoveLeafOutOfFlatTree)->Arg(100000)->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MoveLeafOutOfFlatTree)->Arg(1000)->Arg(16000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_MoveLinksInFlatTree)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

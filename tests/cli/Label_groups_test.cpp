@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/errors.h"
+#include "tests/support/growth.h"
 
 namespace cli {
 
@@ -31,6 +32,18 @@ TEST(LabelGroupsTest, GathersTheLabelsOfEachGroupInTheOrderOfTheFile) {
     EXPECT_EQ(read_groups.groups[1].name, "work");
     EXPECT_EQ(read_groups.groups[1].line, 3U);
     EXPECT_THAT(read_groups.groups[1].labels, ElementsAre("desk", "lamp"));
+}
+
+TEST(LabelGroupsTest, ReadingManyLabelsOfOneGroupAndManyGroups) {
+    ExpectNoSquareGrowth(3000, [](int n) {
+        std::string data;
+        for (int i = 0; i < n; ++i) {
+            data += "home\tlamp" + std::to_string(i) + "\nroom" + std::to_string(i) + "\tlamp\n";
+        }
+        const Label_groups read_groups = read(data);
+        EXPECT_EQ(read_groups.groups.size(), static_cast<std::size_t>(n) + 1);
+        EXPECT_EQ(read_groups.groups[0].labels.size(), static_cast<std::size_t>(n));
+    });
 }
 
 TEST(LabelGroupsTest, NamesFileLineAndMistake) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/errors.h"
+#include "tests/support/growth.h"
 
 namespace cli {
 
@@ -56,6 +57,31 @@ TEST(LabelledTextTest, ReadsSeveralLabelsInTheirOrder) {
 
 TEST(LabelledTextTest, TakesLabelThatStandsTwiceOnce) {
     EXPECT_THAT(lines_of("a,b,a\ttext\n"), ElementsAre("a|b>text"));
+}
+
+TEST(LabelledTextTest, TakesLabelThatStandsTwiceAmongManyOnce) {
+    std::string line;
+    std::vector<std::string> labels;
+    for (int i = 0; i < 40; ++i) {
+        labels.push_back("label" + std::to_string(i));
+        line += labels.back() + ',';
+    }
+
+    std::istringstream input(line + line + "label3\ttext\n");
+
+    EXPECT_EQ(read_labelled_texts(input, "data.tsv").front().labels, labels);
+}
+
+TEST(LabelledTextTest, ReadingManyLabelsOfOneText) {
+    ExpectNoSquareGrowth(5000, [](int n) {
+        std::string line;
+        for (int i = 0; i < n; ++i) {
+            line += "label" + std::to_string(i) + ',';
+        }
+        std::istringstream input(line + "last\ttext\n");
+        EXPECT_EQ(read_labelled_texts(input, "data.tsv").front().labels.size(),
+                  static_cast<std::size_t>(n) + 1);
+    });
 }
 
 TEST(LabelledTextTest, LeavesLaterTabsAndCommasInText) {

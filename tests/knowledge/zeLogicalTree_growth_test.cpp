@@ -126,6 +126,21 @@ TEST(zeLogicalTreeGrowthTest, DeletingOneOfManyLeaves) {
     });
 }
 
+TEST(zeLogicalTreeGrowthTest, DeletingASubtreeOfManyClassifiersBesideAsMany) {
+    ExpectNoSquareGrowth(300, [](int n) {
+        Edited_container kc;
+        const unsigned int root = kc.Root(ZE_RULE);
+        const unsigned int deleted = kc.Add(root, "deleted", kAboveOne, ZE_RULE);
+        const unsigned int kept = kc.Add(root, "kept", kAboveTwo, ZE_RULE);
+        for (int i = 0; i < n; ++i) {
+            kc.Add(deleted, category_name(i), kAboveOne, ZE_RULE);
+            kc.Add(kept, category_name(i), kAboveOne, ZE_RULE);
+        }
+        kc.tree.DelLogicalNode(deleted, true);
+        EXPECT_EQ(kc.tree.nodes.size(), static_cast<std::size_t>(n) + 2);
+    });
+}
+
 // The indexes.
 
 class zeLogicalTreeIndexTest : public testing::Test {

@@ -15,6 +15,7 @@
 #include "zandrel/messages/zeMemoryCorpus.h"
 
 #include "tests/support/bags.h"
+#include "tests/support/growth.h"
 
 namespace {
 
@@ -339,6 +340,46 @@ TEST_F(zeCorpusviewTest, CopiesAreApart) {
     EXPECT_EQ(copy.corpus, &corpus);
     EXPECT_THAT(selected(), ElementsAre(0));
     EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
+}
+
+// Of many nodes as of a few: each once, in the order of adding, and asked for one by one.
+TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnce) {
+    std::vector<zeNode> nodes(100, zeNode(term("node")));
+    zeCorpus_view view;
+    for (const int message : {0, 1}) {
+        view.add_msg(message);
+        for (int round = 0; round < 2; ++round) {
+            for (zeNode& node : nodes) {
+                view.add_cat2msg(message, &node);
+            }
+        }
+    }
+    zeNode by_hand(term("by hand"));
+    view.msgs[1].cats.push_back(&by_hand);
+    view.add_cat2msg(1, &by_hand);
+    view.add_cat2msg(0, &nodes[50]);
+
+    ASSERT_EQ(view.msgs[0].cats.size(), 100U);
+    ASSERT_EQ(view.msgs[1].cats.size(), 101U);
+    const Zandrel::Relevant_nodes relevant(view.msgs[0]);
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        EXPECT_EQ(view.msgs[0].cats[i], &nodes[i]);
+        EXPECT_TRUE(relevant.contain(&nodes[i]));
+    }
+    EXPECT_FALSE(relevant.contain(&by_hand));
+    EXPECT_TRUE(Zandrel::Relevant_nodes(view.msgs[1]).contain(&by_hand));
+}
+
+TEST(zeCorpusViewManyNodesTest, AddingManyNodesToOneMessage) {
+    ExpectNoSquareGrowth(5000, [](int n) {
+        std::vector<zeNode> nodes(static_cast<std::size_t>(n), zeNode(term("node")));
+        zeCorpus_view view;
+        view.add_msg(0);
+        for (zeNode& node : nodes) {
+            view.add_cat2msg(0, &node);
+        }
+        EXPECT_EQ(view.msgs[0].cats.size(), nodes.size());
+    });
 }
 
 }  // namespace

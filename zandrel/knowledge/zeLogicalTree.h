@@ -237,11 +237,12 @@ private:
     void FeedAgain(zeClassifier& classifier);
     void Enter(const zeLogicalNode& node);
     void DeleteClassifiersBelow(const zeLogicalNode& node);
-    void DeleteOneNode(zeLogicalNode& node);
+    void EraseNode(zeLogicalNode& node);
     // Takes a node out of the classifier that holds it if that is another than `decider`.
     void LeaveHolder(zeNode* node, const zeClassifier* decider);
-    // Takes a node out of all classifiers, but for one that may be null.
-    void LeaveClassifiers(zeNode* node, const zeClassifier* but);
+    // Takes nodes out of all classifiers, but for one that may be null.
+    void LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but);
+    void LeaveClassifier(zeClassifier& classifier, const std::vector<zeNode*>& leaving);
     void LeaveOtherClassifiers(const zeLogicalNode& leaf);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
 

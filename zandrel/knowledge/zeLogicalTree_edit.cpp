@@ -25,6 +25,25 @@ unsigned char with_no_score(unsigned char attributes) {
     return static_cast<unsigned char>(attributes | zeNode::NoScore);
 }
 
+using Node_set = hash_set<zeNode*, zePointer_hash>;
+
+// Those of the nodes that the classifier knows, or that hang in it.
+std::vector<zeNode*> held_by(zeClassifier& classifier, const Node_set& nodes) {
+    std::vector<zeNode*> candidates;
+    classifier.get_all_categories(candidates);
+    if (classifier.m_node != nullptr) {
+        const std::vector<zeNode*>& children = classifier.m_node->m_children;
+        candidates.insert(candidates.end(), children.begin(), children.end());
+    }
+    Node_set held;
+    for (zeNode* const node : candidates) {
+        if (nodes.count(node) != 0) {
+            held.insert(node);
+        }
+    }
+    return Zandrel::in_id_order(held);
+}
+
 unsigned char without_no_score(unsigned char attributes) {
     return static_cast<unsigned char>(attributes & ~zeNode::NoScore);
 }
@@ -276,19 +295,31 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
 }
 
 // A classifier can know a node that does not hang in it, from training or from a damaged file, and
-// a node can hang in several.
-void zeLogicalTree::LeaveClassifiers(zeNode* node, const zeClassifier* but) {
+// a node can hang in several. So all are asked, once for all nodes that go.
+void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but) {
+    // Asking each classifier for each node of a large subtree would take their product.
+    constexpr std::size_t kFewNodes = 64;
+    const bool are_many = leaving.size() > kFewNodes;
+    const Node_set many(leaving.begin(), are_many ? leaving.end() : leaving.begin());
     for (const auto& [id, object] : manager->m_objects) {
+        if (object->GetType() == kStorageObjectType) {
+            continue;  // Every second object is one, and a cast costs more than this question.
+        }
         auto* const classifier = dynamic_cast<zeClassifier*>(object);
-        if (classifier == nullptr || classifier == but) {
-            continue;
+        if (classifier != nullptr && classifier != but) {
+            LeaveClassifier(*classifier, are_many ? held_by(*classifier, many) : leaving);
         }
-        if (IsKnown(*classifier, node)) {
-            Forget(*classifier, node);
-            FeedAgain(*classifier);
+    }
+}
+
+void zeLogicalTree::LeaveClassifier(zeClassifier& classifier, const std::vector<zeNode*>& leaving) {
+    for (zeNode* const node : leaving) {
+        if (IsKnown(classifier, node)) {
+            Forget(classifier, node);
+            FeedAgain(classifier);
         }
-        if (classifier->m_node != nullptr) {
-            classifier->m_node->remove_child(node);
+        if (classifier.m_node != nullptr) {
+            classifier.m_node->remove_child(node);
         }
     }
 }
@@ -300,7 +331,7 @@ void zeLogicalTree::LeaveOtherClassifiers(const zeLogicalNode& leaf) {
     if (holder == nullptr || holder->find_child(leaf.physical_node) < 0) {
         return;
     }
-    LeaveClassifiers(leaf.physical_node, holder->m_classifier);
+    LeaveClassifiers({leaf.physical_node}, holder->m_classifier);
     leaf.physical_node->m_parent = holder;
 }
 
@@ -358,15 +389,20 @@ void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
     if (remove) {
         RemoveFromParent(node);
     }
+    std::vector<zeNode*> leaving;
+    leaving.reserve(parents_first.size());
+    for (auto each = parents_first.rbegin(); each != parents_first.rend(); ++each) {
+        // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
+        manager->DelClassifier((*each)->physical_node);
+        LeaveHolder((*each)->physical_node, nullptr);
+        leaving.push_back((*each)->physical_node);
+    }
+    LeaveClassifiers(leaving, nullptr);
     std::for_each(parents_first.rbegin(), parents_first.rend(),
-                  [this](zeLogicalNode* each) { DeleteOneNode(*each); });
+                  [this](zeLogicalNode* each) { EraseNode(*each); });
 }
 
-void zeLogicalTree::DeleteOneNode(zeLogicalNode& node) {
-    // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
-    manager->DelClassifier(node.physical_node);
-    LeaveHolder(node.physical_node, nullptr);
-    LeaveClassifiers(node.physical_node, nullptr);
+void zeLogicalTree::EraseNode(zeLogicalNode& node) {
     DelFinder(node);
     manager->m_physical_tree->DeleteCat(node.physical_node);
     m_children->forget(node.id);
