@@ -6,6 +6,7 @@ axes are logarithmic, the cost grows as fast as the input.
 """
 import dataclasses
 import math
+import multiprocessing
 import pathlib
 import statistics
 import tempfile
@@ -100,11 +101,11 @@ def recipe_of(name, x):
 
 
 def measure_point(name, x, runs, folder):
-    lines = list(data_lines(recipe_of(name, x)))
-    parts = {"train": lines[:-LEARNED - CLASSIFIED], "learn": lines[-LEARNED - CLASSIFIED:-CLASSIFIED],
-             "classify": lines[-CLASSIFIED:], "load": []}
-    for part, texts in parts.items():
-        (folder / part).write_bytes(b"".join(texts))
+    # In a process of its own, since what this process holds in memory would count for the program.
+    writer = multiprocessing.get_context("fork").Process(target=write_parts,
+                                                         args=(recipe_of(name, x), folder))
+    writer.start()
+    writer.join()
     tree = Chain(folder, x) if name == "depth" else None
     costs = {phase: [] for phase in PHASES}
     for _ in range(runs):
@@ -115,6 +116,15 @@ def measure_point(name, x, runs, folder):
     seconds["classify"] = max(seconds["classify"] - seconds["load"], LEAST_SECONDS)
     return Point(x, seconds, (folder / "trained.kc").stat().st_size,
                  max(cost.peak_bytes for of_phase in costs.values() for cost in of_phase))
+
+
+def write_parts(recipe, folder):
+    """Writes the data file of each phase."""
+    lines = list(data_lines(recipe))
+    parts = {"train": lines[:-LEARNED - CLASSIFIED], "learn": lines[-LEARNED - CLASSIFIED:-CLASSIFIED],
+             "classify": lines[-CLASSIFIED:], "load": []}
+    for part, texts in parts.items():
+        (folder / part).write_bytes(b"".join(texts))
 
 
 def one_run(folder, tree):
