@@ -184,6 +184,8 @@ def plot_script(name, points, picture):
     lines = ["set terminal svg size 700,450 noenhanced background rgb 'white'",
              f"set output {quoted(picture)}", "set logscale xy", "set grid", "set key left top",
              f"set xlabel {quoted(TITLES[name])}", "set ylabel 'CPU seconds'",
+             # A little more than the points, or gnuplot leaves the first label out.
+             f"set xrange [{0.9 * points[0].x}:{1.1 * points[-1].x}]",
              f"set xtics ({', '.join(tic_of(point.x) for point in points)})",
              "set format y '%g'", "$points << EOD"]
     lines += [" ".join([str(point.x), *(f"{point.seconds[phase]:.6f}" for phase in PHASES),
