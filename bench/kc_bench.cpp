@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -16,6 +17,8 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/SegBuf.h"
 
@@ -26,6 +29,9 @@ namespace {
 constexpr std::size_t kVocabulary = 100000;
 constexpr std::size_t kLabels = 20;
 constexpr std::size_t kMessages = 10000;
+// Of the curve over sizes: the messages, and ten times as many words.
+constexpr std::int64_t kLeastMessages = 1000;
+constexpr std::int64_t kMostMessages = 64000;
 
 enum Form : std::int64_t { kFull = 0, kCompact = 1 };
 
@@ -37,7 +43,8 @@ KcIoMode mode_of(const benchmark::State& state) {
 
 // A trained container, in which every word of the vocabulary occurs.
 struct Trained : Trainable {
-    Trained() : Trainable(kVocabulary, kLabels, kMessages) {
+    explicit Trained(std::size_t messages = kMessages)
+        : Trainable(messages * (kVocabulary / kMessages), kLabels, messages) {
         texts.cover_vocabulary(corpus, kTextLength);
         view.add_all_msgs(&manager);
         matcher().train(view);
@@ -132,6 +139,87 @@ void load(benchmark::State& state, Source& source, std::size_t file_size) {
 void BM_LoadFromBuffer(benchmark::State& state) {
     qtPtr<qtBuffer>& buffer = Files::instance().buffer(state);
     load(state, buffer, buffer->bytes.size());
+}
+
+// Containers of several sizes, each made when it is first asked for and gone before it is read.
+qtPtr<qtBuffer>& sized_file(const benchmark::State& state) {
+    static std::map<std::int64_t, qtPtr<qtBuffer>> files;
+    qtPtr<qtBuffer>& file = files[state.range(0)];
+    if (file.IsNull()) {
+        Trained trained(static_cast<std::size_t>(state.range(0)));
+        trained.manager.Write(file, nullptr, nullptr);
+    }
+    return file;
+}
+
+void load_sized(benchmark::State& state, bool for_classifying) {
+    qtPtr<qtBuffer>& file = sized_file(state);
+    KcIoMode mode;
+    mode.for_classifying = for_classifying;
+    for (auto _ : state) {
+        zeManager manager;
+        manager.Read(file, &mode, nullptr);
+        state.PauseTiming();
+        manager.Release();
+        state.ResumeTiming();
+    }
+    report_bytes(state, file->bytes.size());
+    state.SetComplexityN(static_cast<std::int64_t>(file->bytes.size()));
+}
+
+void BM_LoadToClassify(benchmark::State& state) {
+    load_sized(state, true);
+}
+
+void BM_LoadToLearn(benchmark::State& state) {
+    load_sized(state, false);
+}
+
+// Reads what a load for classifying has left.
+void BM_CompleteModel(benchmark::State& state) {
+    qtPtr<qtBuffer>& file = sized_file(state);
+    KcIoMode mode;
+    mode.for_classifying = true;
+    for (auto _ : state) {
+        state.PauseTiming();
+        zeManager manager;
+        manager.Read(file, &mode, nullptr);
+        state.ResumeTiming();
+        manager.GetRootStorage()->complete();
+        state.PauseTiming();
+        manager.Release();
+        state.ResumeTiming();
+    }
+    report_bytes(state, file->bytes.size());
+    state.SetComplexityN(static_cast<std::int64_t>(file->bytes.size()));
+}
+
+void BM_SaveSized(benchmark::State& state) {
+    Trained trained(static_cast<std::size_t>(state.range(0)));
+    std::size_t size = 0;
+    for (auto _ : state) {
+        qtPtr<qtBuffer> buffer;
+        trained.manager.Write(buffer, nullptr, nullptr);
+        size = buffer->bytes.size();
+    }
+    report_bytes(state, size);
+    state.SetComplexityN(static_cast<std::int64_t>(size));
+}
+
+// The bytes are written back, as by an edit that needs no statistics.
+void BM_SaveUncompleted(benchmark::State& state) {
+    qtPtr<qtBuffer>& file = sized_file(state);
+    KcIoMode mode;
+    mode.for_classifying = true;
+    zeManager manager;
+    manager.Read(file, &mode, nullptr);
+    for (auto _ : state) {
+        qtPtr<qtBuffer> buffer;
+        manager.Write(buffer, nullptr, nullptr);
+        benchmark::DoNotOptimize(buffer->bytes.size());
+    }
+    report_bytes(state, file->bytes.size());
+    state.SetComplexityN(static_cast<std::int64_t>(file->bytes.size()));
 }
 
 // Writes the file of the container as it is without a seal.
@@ -245,5 +333,16 @@ BENCHMARK(BM_ChecksumAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillise
 BENCHMARK(BM_ChecksumByTables)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PackageAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScramblingAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
+
+void of_sizes(benchmark::internal::Benchmark* curve) {
+    curve->RangeMultiplier(4)->Range(kLeastMessages, kMostMessages);
+    curve->Unit(benchmark::kMillisecond)->Complexity();
+}
+
+BENCHMARK(BM_LoadToClassify)->Apply(of_sizes);
+BENCHMARK(BM_LoadToLearn)->Apply(of_sizes);
+BENCHMARK(BM_CompleteModel)->Apply(of_sizes);
+BENCHMARK(BM_SaveSized)->Apply(of_sizes);
+BENCHMARK(BM_SaveUncompleted)->Apply(of_sizes);
 
 }  // namespace

@@ -11,8 +11,9 @@
 class Hpack;
 
 // A seal is one more item of the package. It has a checksum of each other item and of the identity,
-// so that a verified file has the bytes that were sealed. zeManager::Write makes no seal and
-// zeManager::Read ignores it, so a caller asks for both:
+// so that a verified file has the bytes that were sealed. zeManager::Write makes no seal, and
+// zeManager::Read verifies it only for classifying (KcIoMode::for_classifying), so a caller asks
+// for both:
 //
 //     manager.Write(name, nullptr, nullptr);
 //     Kc_seal::Write(name);

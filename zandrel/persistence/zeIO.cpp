@@ -125,7 +125,8 @@ void zeIO::ReadItem(const qtString& key, SegBuf& buffer) {
 
 // Scrambling is an exclusive or with bytes that depend only on the position in a run, and each
 // segment is a run. So these bytes, which zeros become, are computed once for all segments: a large
-// record costs little more than a pass over its memory (BM_ScrambleRecord of bench/kc_bench.cpp).
+// record costs little more than a pass over its memory. BM_ScramblingAlone of bench/kc_bench.cpp
+// computes them for each run.
 void zeIO::Scramble(SegBuf& buffer) const {
     std::vector<char> cover(std::min(buffer.size, SegBuf::kSegmentSize));
     m_scrambler.Scramble(cover.data(), cover.size(), qtScrambler::kOption);

@@ -25,6 +25,8 @@ constexpr int MAX_LIKELIHOOD_AGE = 1000;  // ceiling of a profile's likelihood a
 
 class Concept_row;
 struct Kept_training;
+template <class Value>
+class Text_ranks;
 
 }  // namespace Zandrel
 
@@ -270,6 +272,8 @@ public:
     std::array<double, 4> m_sml_weights = {};
 
 private:
+    using Ranks = Zandrel::Text_ranks<Concept_info>;
+
     std::size_t fine_bin_count() const noexcept {
         return static_cast<std::size_t>(m_likelihood_resolution) *
                static_cast<std::size_t>(Zandrel::LIKELIHOOD_SIZE);
@@ -278,10 +282,11 @@ private:
     bool writes_compact() const;
     void dump_settings(Hio<HSegment>& io) const;
     void load_settings(Hio<HSegment>& io);
-    void dump_concept_infos(Hio<HSegment>& io) const;
-    void dump_profile(Hio<HSegment>& io, std::size_t iprofile) const;
+    void dump_no_concept_infos(Hio<HSegment>& io) const;
+    void dump_profiles(Hio<HSegment>& io, const Ranks* ranks) const;
     void dump_profile_head(Hio<HSegment>& io, const Profile& dumped) const;
-    void dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped) const;
+    void dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped,
+                       const Ranks* ranks) const;
     void load_profile_index(Hio<HSegment>& io, zeNode* node);
     void load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row);
     template <class Take_training>

@@ -11,6 +11,7 @@
 #include "zandrel/statistics/Concept_order.h"
 #include "zandrel/statistics/Concept_row.h"
 #include "zandrel/statistics/Kept_training.h"
+#include "zandrel/statistics/Text_ranks.h"
 #include "zandrel/storage/Record_reader.h"
 
 namespace {
@@ -49,29 +50,36 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
     for (zeNode* const node : Zandrel::in_id_order(m_profile_index)) {
         io << Zandrel::reference_to(node) << m_profile_index.at(node);
     }
-    dump_concept_infos(io);
+    if (writes_compact() || !is_complete()) {
+        dump_no_concept_infos(io);
+        dump_profiles(io, nullptr);
+        return;
+    }
+    io.WriteCount(m_concept_infos.size());
+    const Zandrel::Text_ranks<Concept_info> ranks(m_concept_infos, [&io](const auto& entry) {
+        const Concept_info& info = entry.second;
+        io << entry.first << info.m_weight << info.m_rate << info.m_num_Ps;
+    });
+    dump_profiles(io, &ranks);
+}
+
+// Of the compact form, or as the bytes that they are.
+void zeStat_storage::dump_no_concept_infos(Hio<HSegment>& io) const {
+    if (writes_compact()) {
+        io.WriteCount(0);
+    } else {
+        m_kept->DumpConceptInfos(io);
+    }
+}
+
+void zeStat_storage::dump_profiles(Hio<HSegment>& io, const Ranks* ranks) const {
     const std::ptrdiff_t empty_slots = std::count(m_profiles.begin(), m_profiles.end(), nullptr);
     io.WriteCount(m_profiles.size() - static_cast<std::size_t>(empty_slots));
     for (std::size_t iprofile = 0; iprofile < m_profiles.size(); ++iprofile) {
         if (m_profiles[iprofile] != nullptr) {
-            dump_profile(io, iprofile);
+            dump_profile_head(io, *m_profiles[iprofile]);
+            dump_training(io, iprofile, *m_profiles[iprofile], ranks);
         }
-    }
-}
-
-void zeStat_storage::dump_concept_infos(Hio<HSegment>& io) const {
-    if (writes_compact()) {
-        io.WriteCount(0);
-        return;
-    }
-    if (!is_complete()) {
-        m_kept->DumpConceptInfos(io);
-        return;
-    }
-    io.WriteCount(m_concept_infos.size());
-    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_concept_infos)) {
-        const Concept_info& info = entry->second;
-        io << entry->first << info.m_weight << info.m_rate << info.m_num_Ps;
     }
 }
 
@@ -227,12 +235,7 @@ void zeStat_storage::DumpProfile(Hio<HSegment>& io, const Profile& dumped) const
     dump_profile_head(io, dumped);
     const auto place = std::find_if(m_profiles.begin(), m_profiles.end(),
                                     [&dumped](const auto& each) { return each.get() == &dumped; });
-    dump_training(io, static_cast<std::size_t>(place - m_profiles.begin()), dumped);
-}
-
-void zeStat_storage::dump_profile(Hio<HSegment>& io, std::size_t iprofile) const {
-    dump_profile_head(io, *m_profiles[iprofile]);
-    dump_training(io, iprofile, *m_profiles[iprofile]);
+    dump_training(io, static_cast<std::size_t>(place - m_profiles.begin()), dumped, nullptr);
 }
 
 void zeStat_storage::dump_profile_head(Hio<HSegment>& io, const Profile& dumped) const {
@@ -246,8 +249,9 @@ void zeStat_storage::dump_profile_head(Hio<HSegment>& io, const Profile& dumped)
 }
 
 // What only training needs: the histogram, and what the profile knows about each concept.
-void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile,
-                                   const Profile& dumped) const {
+// `ranks`: may be null.
+void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped,
+                                   const Ranks* ranks) const {
     if (writes_compact()) {
         io.WriteCount(0);
         io.WriteCount(0);
@@ -262,10 +266,19 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile,
         io << bin.m_relevant << bin.m_total;
     }
     io.WriteCount(dumped.m_Ps.size());
-    for (const auto& [prefix, entry] : Zandrel::in_text_order(dumped.m_Ps)) {
-        io << entry->first << entry->second.m_weight;
-        io.WriteByte(static_cast<char>(entry->second.m_selected));
-        io.WriteByte(static_cast<char>(entry->second.m_life));
+    const auto dump_P = [&io](const auto& entry) {
+        io << entry.first << entry.second.m_weight;
+        io.WriteByte(static_cast<char>(entry.second.m_selected));
+        io.WriteByte(static_cast<char>(entry.second.m_life));
+    };
+    if (ranks == nullptr) {
+        for (const auto& [prefix, entry] : Zandrel::in_text_order(dumped.m_Ps)) {
+            dump_P(*entry);
+        }
+        return;
+    }
+    for (const auto* const entry : ranks->in_order(dumped.m_Ps)) {
+        dump_P(*entry);
     }
 }
 

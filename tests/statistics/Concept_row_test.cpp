@@ -1,0 +1,90 @@
+#include "zandrel/statistics/Concept_row.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/bags.h"
+
+namespace {
+
+using Zandrel::Concept_row;
+
+// Concepts in the order that is given, and their row.
+struct Row {
+    explicit Row(const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) {
+            concepts.push_back(term(text));
+            row.add(concepts.back());
+        }
+    }
+
+    // The texts of what is found for a list.
+    std::vector<std::string> taken(const std::vector<std::string>& texts) {
+        std::vector<std::string> found;
+        row.rewind();
+        for (const std::string& text : texts) {
+            found.emplace_back(row.take(text).view());
+        }
+        return found;
+    }
+
+    std::deque<Concept> concepts;  // which keep their addresses
+    Concept_row row;
+};
+
+using List = std::vector<std::string>;
+
+TEST(ConceptRowTest, EachTextOfAnOrderedListGivesItsConcept) {
+    Row row({"a", "b", "c", "d", "e", "f", "g", "h"});
+
+    for (const List& list : {List{"c", "g"}, List{"a", "b", "c", "d", "e", "f", "g", "h"},
+                             List{"h"}, List{"a", "h"}, List{}}) {
+        EXPECT_EQ(row.taken(list), list);
+    }
+}
+
+// The first eight bytes are compared as a number, and then the text.
+TEST(ConceptRowTest, TextsOfOneBeginningAreToldApart) {
+    Row row({"beginning", "beginning of", "beginning of all", "beginnings"});
+    const List list = {"beginnin", "beginning of", "beginning of al", "beginnings"};
+
+    EXPECT_EQ(row.taken(list), list);
+}
+
+TEST(ConceptRowTest, TextsThatAreMissingOrInNoOrderAreFoundToo) {
+    Row row({"b", "d", "f"});
+    const List list = {"", "a", "c", "f", "g", "b", "d", "d", "\xff"};
+
+    EXPECT_EQ(row.taken(list), list);
+    EXPECT_EQ(Row({}).taken(list), list);
+    EXPECT_EQ(Row({"f", "d", "b"}).taken(list), list);
+}
+
+TEST(ConceptRowTest, ListsDrawnAtRandomAreFound) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 200; ++round) {
+        List all;
+        List some;
+        for (std::size_t i = 0; i < 100; ++i) {
+            // Equal lengths, so that the numbers' order is that of the texts.
+            const std::string text = (i % 3 == 0 ? "long common " : "m") + std::to_string(100 + i);
+            if (random() % 4 != 0) {
+                all.push_back(text);
+            }
+            if (random() % 5 == 0) {
+                some.push_back(text);
+            }
+        }
+        std::sort(all.begin(), all.end());
+        std::sort(some.begin(), some.end());
+        EXPECT_EQ(Row(all).taken(some), some);
+    }
+}
+
+}  // namespace
