@@ -6,6 +6,7 @@ axes are logarithmic, the cost grows as fast as the input.
 """
 import dataclasses
 import math
+import multiprocessing
 import pathlib
 import statistics
 import tempfile
@@ -100,11 +101,11 @@ def recipe_of(name, x):
 
 
 def measure_point(name, x, runs, folder):
-    lines = list(data_lines(recipe_of(name, x)))
-    parts = {"train": lines[:-LEARNED - CLASSIFIED], "learn": lines[-LEARNED - CLASSIFIED:-CLASSIFIED],
-             "classify": lines[-CLASSIFIED:], "load": []}
-    for part, texts in parts.items():
-        (folder / part).write_bytes(b"".join(texts))
+    # In a process of its own, since what this process holds in memory would count for the program.
+    writer = multiprocessing.get_context("fork").Process(target=write_parts,
+                                                         args=(recipe_of(name, x), folder))
+    writer.start()
+    writer.join()
     tree = Chain(folder, x) if name == "depth" else None
     costs = {phase: [] for phase in PHASES}
     for _ in range(runs):
@@ -115,6 +116,15 @@ def measure_point(name, x, runs, folder):
     seconds["classify"] = max(seconds["classify"] - seconds["load"], LEAST_SECONDS)
     return Point(x, seconds, (folder / "trained.kc").stat().st_size,
                  max(cost.peak_bytes for of_phase in costs.values() for cost in of_phase))
+
+
+def write_parts(recipe, folder):
+    """Writes the data file of each phase."""
+    lines = list(data_lines(recipe))
+    parts = {"train": lines[:-LEARNED - CLASSIFIED], "learn": lines[-LEARNED - CLASSIFIED:-CLASSIFIED],
+             "classify": lines[-CLASSIFIED:], "load": []}
+    for part, texts in parts.items():
+        (folder / part).write_bytes(b"".join(texts))
 
 
 def one_run(folder, tree):
@@ -174,6 +184,8 @@ def plot_script(name, points, picture):
     lines = ["set terminal svg size 700,450 noenhanced background rgb 'white'",
              f"set output {quoted(picture)}", "set logscale xy", "set grid", "set key left top",
              f"set xlabel {quoted(TITLES[name])}", "set ylabel 'CPU seconds'",
+             # A little more than the points, or gnuplot leaves the first label out.
+             f"set xrange [{0.9 * points[0].x}:{1.1 * points[-1].x}]",
              f"set xtics ({', '.join(tic_of(point.x) for point in points)})",
              "set format y '%g'", "$points << EOD"]
     lines += [" ".join([str(point.x), *(f"{point.seconds[phase]:.6f}" for phase in PHASES),

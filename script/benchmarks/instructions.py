@@ -1,6 +1,6 @@
 """Counts the instructions of six small jobs of the program, and compares them with recorded counts.
 
-Usage: python3 -B -m benchmarks.instructions PROGRAM COUNTS [--update]    in the folder script/
+Usage: python3 -B -m benchmarks.instructions PROGRAM COUNTS [--update | --profile]    in script/
 
 PROGRAM is that of the release build, COUNTS a file of recorded counts, which --update writes anew.
 The exit status is 1 if a job needs 5 % more instructions than recorded. The message names the functions
@@ -10,8 +10,11 @@ however busy the machine is, while times differ by 30 % and more.
 Record new counts after a change that is meant to make a job slower or faster, and say so in the commit:
 
     cmake --build --preset release --target record_instruction_counts
+
+--profile prints the share of each function with all that it calls, of each job, and compares nothing.
 """
 import json
+import operator
 import pathlib
 import re
 import shutil
@@ -25,7 +28,7 @@ from .synthetic import Recipe, data_lines
 
 ALLOWED_RISE = 0.05
 # Recorded of each job, so that a rise can be traced.
-FUNCTIONS = 25
+FUNCTIONS = 40
 # Of the functions that need more, so many are named.
 NAMED = 8
 SHOP = ROOT / "data" / "shop"
@@ -80,12 +83,18 @@ class Count:
 
 
 def count_job(program, job, folder):
+    profile = run_job(program, job, folder)
+    return Count(total_of(profile.read_text("utf-8", "replace")), functions_of(profile, folder))
+
+
+def run_job(program, job, folder):
+    """Returns the file that callgrind has written."""
     for command in job.preparations:
         call([program, *command], folder)
     profile = folder / "callgrind.out"
     call(["valgrind", "--tool=callgrind", f"--callgrind-out-file={profile}", program, *job.counted],
          folder)
-    return Count(total_of(profile.read_text("utf-8", "replace")), functions_of(profile, folder))
+    return profile
 
 
 def call(command, folder):
@@ -111,13 +120,22 @@ def functions_of(profile, folder):
     return parse_annotated(call(["callgrind_annotate", "--threshold=99", profile], folder))
 
 
-def parse_annotated(text):
+def callers_of(profile, folder):
+    """The same, but each with the functions that it calls. Of functions of one name, one may call the
+    other, so their costs are not added."""
+    return parse_annotated(call(["callgrind_annotate", "--threshold=99", "--inclusive=yes", profile],
+                                folder), max)
+
+
+def parse_annotated(text, join=operator.add):
+    """The instructions by name. `join` makes one number of those of two functions of one name, such
+    as two instances of a template."""
     functions = {}
     for line in text.partition("file:function")[2].splitlines():
         found = ANNOTATED.match(line)
         if found is not None:
             cost, name = int(found.group(1).replace(",", "")), short_name(found.group(2))
-            functions[name] = functions.get(name, 0) + cost
+            functions[name] = join(functions.get(name, 0), cost)
     costliest = sorted(functions.items(), key=lambda item: -item[1])
     return dict(costliest[:FUNCTIONS])
 
@@ -168,13 +186,30 @@ def write_counts(path, counts):
     path.write_text(text + "\n", "utf-8")
 
 
-def count_all(program):
-    """RAISES: Failure if valgrind is missing or something does not work."""
+def for_all_jobs(work):
+    """The results of work(job, folder) by the names of the jobs. RAISES: Failure if valgrind is missing
+    or something does not work."""
     if shutil.which("valgrind", path=ENVIRONMENT["PATH"]) is None:
         raise Failure("missing package: valgrind; `script/bootstrap release` installs it")
     with tempfile.TemporaryDirectory(prefix="zandrel-count-") as folder:
         write_inputs(pathlib.Path(folder))
-        return {job.name: count_job(program, job, pathlib.Path(folder)) for job in all_jobs()}
+        return {job.name: work(job, pathlib.Path(folder)) for job in all_jobs()}
+
+
+def count_all(program):
+    return for_all_jobs(lambda job, folder: count_job(program, job, folder))
+
+
+def print_profiles(program):
+    """A recursive function has a share for its outermost calls and, as `name'2`, one for the others."""
+    def print_one(job, folder):
+        profile = run_job(program, job, folder)
+        total = total_of(profile.read_text("utf-8", "replace"))
+        print(f"{job.name}: {total:,} instructions")
+        for function, cost in callers_of(profile, folder).items():
+            print(f"{100 * cost / total:7.1f} %  {function}", flush=True)
+
+    for_all_jobs(print_one)
 
 
 def compare(counts, recorded):
@@ -192,6 +227,9 @@ def compare(counts, recorded):
 def main(arguments):
     program, path = pathlib.Path(arguments[0]).resolve(), pathlib.Path(arguments[1])
     try:
+        if "--profile" in arguments:
+            print_profiles(program)
+            return 0
         counts = count_all(program)
     except Failure as failure:
         print(f"instructions: {failure}", file=sys.stderr)

@@ -64,6 +64,7 @@ class InstructionsTest(unittest.TestCase):
             instructions.total_of("events: Ir\n")
         self.assertEqual(instructions.parse_annotated(ANNOTATED),
                          {"zeSml::feed": 12345, "_int_malloc": 6000, "std::sort": 1000})
+        self.assertEqual(instructions.parse_annotated(ANNOTATED, max)["std::sort"], 700)
 
     def test_recorded_counts_are_read_as_written(self):
         with tempfile.TemporaryDirectory() as folder:

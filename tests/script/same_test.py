@@ -41,14 +41,15 @@ class SameTest(unittest.TestCase):
         path.chmod(path.stat().st_mode | stat.S_IXUSR)
         return path
 
-    def compare(self, last_line, commands=(["train", "m.kc"], ["classify", "m.kc"])):
-        """The exit status and the output of comparing with a program that also does `last_line`."""
+    def compare(self, last_line, commands=(["train", "m.kc"], ["classify", "m.kc"]), base_line=""):
+        """The exit status and the output of comparing programs that also do the lines given."""
         table = io.StringIO()
         with mock.patch.multiple(same, all_cases=lambda _: [Case("one", list(commands))],
                                  library_of_the_clock=lambda: "",
                                  DIFFERENT=self.folder / "different"), \
                 contextlib.redirect_stdout(table):
-            status = same.compare_builds(self.program("base"), self.program("new", last_line), [])
+            status = same.compare_builds(self.program("base", base_line),
+                                         self.program("new", last_line), [])
         return status, table.getvalue()
 
     def test_equal_programs_are_the_same(self):
@@ -81,16 +82,11 @@ class SameTest(unittest.TestCase):
         self.assertEqual((side.folder / "output").read_text(), "2026-01-01 00:00:00.000000000\n")
 
     def test_costs_of_evaluate_are_not_compared(self):
-        for seconds, other, expected in (("1.5", "2e-05", 0), ("1.5,", "1.5", 1)):
-            line = '[ $1 = train ] || echo \'"cpu_seconds": {}\''
-            with mock.patch.object(sys.modules[__name__], "PROGRAM", PROGRAM):
-                base = self.program("base", line.format(seconds))
-                new = self.program("new", line.format(other))
-            with mock.patch.multiple(same, all_cases=lambda _: [Case("one", [["evaluate", "m.kc"]])],
-                                     library_of_the_clock=lambda: "",
-                                     DIFFERENT=self.folder / "different"), \
-                    contextlib.redirect_stdout(io.StringIO()):
-                self.assertEqual(same.compare_builds(base, new, []), expected)
+        for key, expected in (("cpu_seconds", 0), ("peak_memory_bytes", 0), ("accuracy", 1)):
+            with self.subTest(key=key):
+                status, _ = self.compare(f"echo '\"{key}\": 1.5'", [["evaluate", "m.kc"]],
+                                         f"echo '\"{key}\": 2e-05'")
+                self.assertEqual(status, expected)
 
     def test_unknown_commits_and_cases_are_refused(self):
         with self.assertRaisesRegex(Failure, "no commit 'no-such-commit'"):
