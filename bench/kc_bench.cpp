@@ -304,17 +304,6 @@ void BM_ScramblingAlone(benchmark::State& state) {
     report_bytes(state, content.bytes.size());
 }
 
-// What every processor can do, beside BM_ChecksumAlone.
-void BM_ChecksumByTables(benchmark::State& state) {
-    const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
-    for (auto _ : state) {
-        Zandrel::Crc32c sum;
-        sum.AddByTables(bytes.data(), bytes.size());
-        benchmark::DoNotOptimize(sum.Value());
-    }
-    report_bytes(state, bytes.size());
-}
-
 void BM_ChecksumAlone(benchmark::State& state) {
     const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
     for (auto _ : state) {
@@ -331,7 +320,6 @@ BENCHMARK(BM_LoadFromBuffer)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillis
 BENCHMARK(BM_LoadFromFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SealFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_VerifyFile)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ChecksumByTables)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChecksumAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PackageAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScramblingAlone)->Arg(kFull)->Arg(kCompact)->Unit(benchmark::kMillisecond);
