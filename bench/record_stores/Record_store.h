@@ -41,6 +41,7 @@ inline void require(bool holds, const char* what) {
 // Each takes the folder, which exists and is empty. Those of libraries that this program was built
 // without are declared, but not defined.
 std::unique_ptr<Record_store> make_floor_store(const std::string& folder, bool flushes);
+std::unique_ptr<Record_store> make_mapped_store(const std::string& folder);
 std::unique_ptr<Record_store> make_reclaim_store(const std::string& folder);
 std::unique_ptr<Record_store> make_gdbm_store(const std::string& folder);
 std::unique_ptr<Record_store> make_leveldb_store(const std::string& folder);

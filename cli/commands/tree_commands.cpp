@@ -1,9 +1,6 @@
 #include "cli/commands/tree_commands.h"
 
-#include <cmath>
-#include <functional>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -11,16 +8,19 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/commands/Edit_file.h"
 #include "cli/commands/option_checks.h"
+#include "cli/commands/tree_edits.h"
+#include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_tree.h"
+#include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -31,26 +31,26 @@ constexpr const char* kTreeNotes =
 
 See also: zandrel tree move --help, zandrel help editing)";
 
+constexpr const char* kApplyNotes =
+    R"(A line is an edit as on the command line, without "zandrel tree" and the KC:
+  # parcels get a classifier of their own
+  add root/parcels --type stat
+  move root/delivery root/parcels --forget
+  rename root/refund 'money back'
+A name with blanks is between ' and ', or " and ". Empty lines and those that begin with # are skipped.
+
+The container is read and written once. If an edit is refused, a message names its line, and the file
+stays as it was.)";
+
 // At the end of the help of each command below tree.
 std::string notes(const std::string& text, const std::string& examples) {
     return text + (text.empty() ? "" : "\n\n") + "Example:\n" + examples +
            "\n\nSee also: zandrel help editing";
 }
 
-// What the edits are given.
-struct Edit_words {
+// Of an edit in a container's file.
+struct Edit_target {
     std::string file;
-    std::string path;
-    std::string target;  // the new name or the new parent
-    std::string type;
-    std::string rule;
-    double threshold = 0.0;
-    bool is_scored = false;  // one of these two at most
-    bool is_not_scored = false;
-    std::string note1;
-    std::string note2;
-    bool keeps_concepts = false;
-    bool may_forget = false;
     double seconds_to_wait = 0.0;
 };
 
@@ -62,16 +62,9 @@ struct Show_words {
     bool writes_json = false;
 };
 
-std::string error_of_number(const std::string& text) {
-    double number = 0.0;
-    const bool is_number = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
-    return is_number ? "" : "'" + text + "' is no finite number";
-}
-
 // Runs an edit on the file. The manager's own mark tells whether it has changed anything.
-void edit(const Edit_words& words, const std::function<void(zeManager&)>& change) {
-    Long_work work;
-    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
+void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
+    edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
             [&change](qtPtrLight<zeManager>& manager) {
                 manager->m_modified = false;
                 change(*manager);
@@ -81,64 +74,6 @@ void edit(const Edit_words& words, const std::function<void(zeManager&)>& change
 
 void add_file(CLI::App& command, std::string& file) {
     command.add_option("KC", file, "File of a knowledge container")->required()->type_name("");
-}
-
-void add_path(CLI::App& command, std::string& path) {
-    command.add_option("PATH", path, "A node: the names from the root down, with / between them")
-        ->required()
-        ->type_name("");
-}
-
-void add_attributes(CLI::App& command, Edit_words& words) {
-    command.add_option("--type", words.type, "What the node is: leaf, rule or stat")
-        ->check(CLI::IsMember({"leaf", "rule", "stat"}).description(""))
-        ->type_name("TYPE");
-    command.add_option("--rule", words.rule, "Rule that selects the node, or default")
-        ->type_name("RULE");
-    command
-        .add_option("--threshold", words.threshold,
-                    "Least score at which classification goes on below the node, 0 to 1; a rule "
-                    "node and what is below it: any number")
-        ->check(error_of_number)
-        ->type_name("X");
-    CLI::Option* const score =
-        command.add_flag("--score", words.is_scored, "The node can be a result");
-    command
-        .add_flag("--no-score", words.is_not_scored,
-                  "The node is no result where only scored nodes are wanted")
-        ->excludes(score);
-    command.add_option("--note1", words.note1, "A note")->type_name("TEXT");
-    command.add_option("--note2", words.note2, "Another note")->type_name("TEXT");
-}
-
-unsigned char type_of(const std::string& name) {
-    const std::map<std::string, unsigned char> types = {
-        {"leaf", ZE_LEAF}, {"rule", ZE_RULE}, {"stat", ZE_STAT}};
-    return types.at(name);
-}
-
-// An option counts if it stands there, also with an empty text.
-Node_attributes attributes_of(const CLI::App& command, const Edit_words& words) {
-    Node_attributes attributes;
-    if (command.count("--type") != 0) {
-        attributes.type = type_of(words.type);
-    }
-    if (command.count("--rule") != 0) {
-        attributes.rule = words.rule;
-    }
-    if (command.count("--threshold") != 0) {
-        attributes.threshold = words.threshold;
-    }
-    if (words.is_scored || words.is_not_scored) {
-        attributes.is_scored = words.is_scored;
-    }
-    if (command.count("--note1") != 0) {
-        attributes.note1 = words.note1;
-    }
-    if (command.count("--note2") != 0) {
-        attributes.note2 = words.note2;
-    }
-    return attributes;
 }
 
 void print_show(const Show_words& words) {
@@ -173,92 +108,53 @@ void add_show(CLI::App& tree) {
     command->callback([words] { print_show(*words); });
 }
 
-void add_add(CLI::App& tree) {
-    const auto words = std::make_shared<Edit_words>();
+void add_edit(CLI::App& tree, const Edit_kind& kind) {
+    struct Words {
+        Edit_target target;
+        Edit_words edit;
+    };
+
+    const auto words = std::make_shared<Words>();
+    CLI::App* const command = tree.add_subcommand(kind.name, kind.description);
+    add_file(*command, words->target.file);
+    kind.add_words(*command, words->edit);
+    add_wait_option(*command, words->target.seconds_to_wait);
+    command->footer(notes(kind.notes, std::string("  ") + kind.example));
+    command->callback([words, command, &kind] {
+        const Tree_edit change = kind.make(*command, words->edit);
+        Long_work work;
+        edit(words->target, work, change);
+    });
+}
+
+// RAISES: what Edit_file and edit_kc raise.
+void apply_file(const Edit_target& target, const std::string& file) {
+    check_readable(target.file);
+    if (waits_for_typing({file})) {
+        print_warning(typing_note("edits, one on each line"));
+    }
+    const Edit_file edits(file);
+    Long_work work;
+    edit(target, work, [&](zeManager& manager) { edits.apply(manager, work.progress()); });
+}
+
+void add_apply(CLI::App& tree) {
+    struct Words {
+        Edit_target target;
+        std::string file;
+    };
+
+    const auto words = std::make_shared<Words>();
     CLI::App* const command =
-        tree.add_subcommand("add", "Add a node; the last name of the path is the new one");
-    add_file(*command, words->file);
-    add_path(*command, words->path);
-    add_attributes(*command, *words);
-    add_wait_option(*command, words->seconds_to_wait);
-    command->footer(notes("A new node has learned nothing. Without --type it is a leaf.",
-                          "  zandrel tree add shop.kc root/parcels --type stat"));
-    command->callback([words, command] {
-        const Node_attributes attributes = attributes_of(*command, *words);
-        edit(*words, [&](zeManager& manager) { add_node(manager, words->path, attributes); });
-    });
-}
-
-void add_set(CLI::App& tree) {
-    const auto words = std::make_shared<Edit_words>();
-    CLI::App* const command = tree.add_subcommand("set", "Change what a node is");
-    add_file(*command, words->file);
-    add_path(*command, words->path);
-    add_attributes(*command, *words);
-    add_wait_option(*command, words->seconds_to_wait);
-    command->footer(notes("What is not named stays as it is.",
-                          "  zandrel tree set shop.kc root/parcels --threshold 0.2 --note1 slow"));
-    command->callback([words, command] {
-        const Node_attributes attributes = attributes_of(*command, *words);
-        if (attributes.empty()) {
-            throw Usage_error("tree set: nothing to set");
-        }
-        edit(*words, [&](zeManager& manager) { change_node(manager, words->path, attributes); });
-    });
-}
-
-void add_move(CLI::App& tree) {
-    const auto words = std::make_shared<Edit_words>();
-    CLI::App* const command = tree.add_subcommand("move", "Move a node with all below it");
-    add_file(*command, words->file);
-    add_path(*command, words->path);
-    command->add_option("NEW_PARENT", words->target, "Path of the node to move it below")
+        tree.add_subcommand("apply", "Carry out the edits of a file, all of them or none");
+    add_file(*command, words->target.file);
+    command->add_option("FILE", words->file, "File with an edit a line; -: standard input")
         ->required()
+        ->check(error_of_file_name)
         ->type_name("");
-    command->add_flag("--forget", words->may_forget,
-                      "Move it also if what classifiers have learned of it is lost");
-    add_wait_option(*command, words->seconds_to_wait);
-    command->footer(notes(
-        "A statistical classifier forgets what it has learned of a node that leaves it, and the\n"
-        "new one has to learn the node. Such a move is refused, with a list of what would be\n"
-        "forgotten, unless --forget is given.",
-        "  zandrel tree move shop.kc root/delivery root/parcels --forget"));
-    command->callback([words] {
-        edit(*words, [&](zeManager& manager) {
-            move_node(manager, words->path, words->target, words->may_forget);
-        });
-    });
-}
-
-void add_rename(CLI::App& tree) {
-    const auto words = std::make_shared<Edit_words>();
-    CLI::App* const command = tree.add_subcommand("rename", "Give a node another name");
-    add_file(*command, words->file);
-    add_path(*command, words->path);
-    command->add_option("NAME", words->target, "The name, in which / and \\ are themselves")
-        ->required()
-        ->type_name("");
-    add_wait_option(*command, words->seconds_to_wait);
-    command->footer(notes("", "  zandrel tree rename shop.kc root/parcels packets"));
-    command->callback([words] {
-        edit(*words, [&](zeManager& manager) { rename_node(manager, words->path, words->target); });
-    });
-}
-
-void add_delete(CLI::App& tree) {
-    const auto words = std::make_shared<Edit_words>();
-    CLI::App* const command = tree.add_subcommand("delete", "Delete a node with all below it");
-    add_file(*command, words->file);
-    add_path(*command, words->path);
-    command->add_flag("--keep-concepts", words->keeps_concepts,
-                      "Leave what its messages brought to the statistics of all concepts");
-    add_wait_option(*command, words->seconds_to_wait);
-    command->footer(notes("What is deleted cannot be brought back.",
-                          "  zandrel tree delete shop.kc root/parcels"));
-    command->callback([words] {
-        edit(*words,
-             [&](zeManager& manager) { delete_node(manager, words->path, words->keeps_concepts); });
-    });
+    add_wait_option(*command, words->target.seconds_to_wait);
+    command->footer(notes(kApplyNotes, "  zandrel tree apply shop.kc edits.txt"));
+    command->callback([words] { apply_file(words->target, words->file); });
 }
 
 }  // namespace
@@ -268,11 +164,10 @@ void add_tree_commands(CLI::App& app) {
         app.add_subcommand("tree", "Show and edit the tree of a knowledge container");
     tree->require_subcommand(1);
     add_show(*tree);
-    add_add(*tree);
-    add_set(*tree);
-    add_move(*tree);
-    add_rename(*tree);
-    add_delete(*tree);
+    for (const Edit_kind& kind : edit_kinds()) {
+        add_edit(*tree, kind);
+    }
+    add_apply(*tree);
     tree->footer(kTreeNotes);
 }
 

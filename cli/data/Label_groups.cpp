@@ -1,8 +1,10 @@
 #include "cli/data/Label_groups.h"
 
-#include <algorithm>
 #include <fstream>
+#include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
@@ -11,43 +13,53 @@ namespace cli {
 
 namespace {
 
-Label_group& group_of(std::vector<Label_group>& groups, std::string_view name, std::size_t line) {
-    const auto found = std::find_if(groups.begin(), groups.end(), [name](const Label_group& group) {
-        return group.name == name;
-    });
-    if (found != groups.end()) {
-        return *found;
-    }
-    return groups.emplace_back(Label_group{std::string(name), {}, line});
-}
+// Takes lines into groups. It knows where each group is, and which labels each has.
+class Group_reader {
+public:
+    explicit Group_reader(Label_groups& read) : m_read(read) {}
 
-void take_line(std::string_view line, std::size_t line_number, Label_groups& read) {
-    const auto refuse = [&](const char* message) {
-        throw Data_error(read.file, line_number, message);
+    void take_line(std::string_view line, std::size_t line_number) {
+        const auto refuse = [&](const char* message) {
+            throw Data_error(m_read.file, line_number, message);
+        };
+        const std::size_t tab = line.find('\t');
+        if (tab == std::string_view::npos) {
+            refuse("no tab between group and label");
+        }
+        const std::string name(line.substr(0, tab));
+        const std::string label(line.substr(tab + 1));
+        if (name.empty() || label.empty()) {
+            refuse(name.empty() ? "empty group" : "empty label");
+        }
+        const auto [known, is_new] =
+            m_known.try_emplace(name, Known_group{m_read.groups.size(), {}});
+        if (is_new) {
+            m_read.groups.push_back({name, {}, line_number});
+        }
+        if (!known->second.labels.insert(label).second) {
+            refuse("label stands in this group already");
+        }
+        m_read.groups[known->second.place].labels.push_back(label);
+    }
+
+private:
+    struct Known_group {
+        std::size_t place;  // among the groups that were read
+        std::unordered_set<std::string> labels;
     };
-    const std::size_t tab = line.find('\t');
-    if (tab == std::string_view::npos) {
-        refuse("no tab between group and label");
-    }
-    const std::string_view name = line.substr(0, tab);
-    const std::string_view label = line.substr(tab + 1);
-    if (name.empty() || label.empty()) {
-        refuse(name.empty() ? "empty group" : "empty label");
-    }
-    std::vector<std::string>& labels = group_of(read.groups, name, line_number).labels;
-    if (std::find(labels.begin(), labels.end(), label) != labels.end()) {
-        refuse("label stands in this group already");
-    }
-    labels.emplace_back(label);
-}
+
+    Label_groups& m_read;
+    std::unordered_map<std::string, Known_group> m_known;
+};
 
 }  // namespace
 
 Label_groups read_label_groups(std::istream& input, const std::string& name) {
     Label_groups read;
     read.file = name;
-    for_each_line(input, name, [&read](std::string_view line, std::size_t line_number) {
-        take_line(line, line_number, read);
+    Group_reader reader(read);
+    for_each_line(input, name, [&reader](std::string_view line, std::size_t line_number) {
+        reader.take_line(line, line_number);
     });
     return read;
 }

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
+#include <unordered_set>
+
+#include "cli/data/Label_set.h"
 
 namespace cli {
 
@@ -39,20 +43,22 @@ void Assignment_counter::add(const std::vector<std::string>& labels, const Ranki
     const auto given_end =
         std::find_if(ranking.begin(), ranking.end(),
                      [this](const Scored_label& entry) { return entry.score < m_threshold; });
-    std::size_t hits = 0;
+    const Label_set right(labels);
+    std::unordered_set<std::string_view> hits;
     for (auto given = ranking.begin(); given != given_end; ++given) {
-        const bool is_hit = std::find(labels.begin(), labels.end(), given->label) != labels.end();
+        const bool is_hit = right.contains(given->label);
         ++(is_hit ? tally_of(given->label).hits : tally_of(given->label).false_alarms);
-        hits += is_hit ? 1 : 0;
+        if (is_hit) {
+            hits.insert(given->label);
+        }
     }
-    if (hits == labels.size()) {
+    if (hits.size() == labels.size()) {
         return;
     }
     for (const std::string& label : labels) {
-        const bool is_hit = std::any_of(ranking.begin(), given_end, [&](const Scored_label& entry) {
-            return entry.label == label;
-        });
-        tally_of(label).misses += is_hit ? 0 : 1;
+        if (hits.count(label) == 0) {
+            ++tally_of(label).misses;
+        }
     }
 }
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string_view>
 
+#include "cli/data/Label_set.h"
 #include "cli/evaluate/Tally.h"
 
 namespace cli {
@@ -25,14 +25,12 @@ double Calibration_bins::error() const {
 }
 
 void Calibration_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
-    const auto has = [&](std::string_view label) {
-        return std::find(labels.begin(), labels.end(), label) != labels.end();
-    };
+    const Label_set right(labels);
     m_top.add(ranking.empty() ? 0.0 : ranking.front().score,
-              !ranking.empty() && has(ranking.front().label));
+              !ranking.empty() && right.contains(ranking.front().label));
     std::size_t found = 0;
     for (const Scored_label& entry : ranking) {
-        const bool is_right = has(entry.label);
+        const bool is_right = right.contains(entry.label);
         add_pair(entry.score, is_right);
         found += is_right ? 1 : 0;
     }

@@ -86,6 +86,9 @@ moving one below another statistical classifier: the old classifier forgets what
 and the new one has to learn it. So tree move refuses such a move (64) and says what would be forgotten;
 with --forget it moves the node.
 
+tree apply carries out the edits of a file, one on each line, and writes the container once. A line that
+is refused is named with its number (65), and the file stays as it was.
+
 The threshold of a node is a score from 0 to 1. A rule node compares it with the values of rules, and
 below a rule node scores contain such values: there it may be any finite number.)";
 

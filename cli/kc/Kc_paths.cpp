@@ -35,6 +35,20 @@ std::string quoted_path(const Parts& parts, std::size_t count) {
                                           in_quotes(shown_value(shown_name(root.name.view())))));
 }
 
+// For `parts` whose first leads to the root, while the first `count` lead nowhere.
+[[noreturn]] void refuse_child(const zeLogicalTree& tree, const std::string& path,
+                               const Parts& parts, std::size_t count) {
+    // Parts behind one that leads nowhere lead nowhere too, so the first is found by halving.
+    std::size_t leads = 1;
+    std::size_t lost = count;
+    while (lost - leads > 1) {
+        const std::size_t middle = leads + (lost - leads) / 2;
+        (tree.FindNodeByPath(parts, static_cast<int>(middle)).id == 0 ? lost : leads) = middle;
+    }
+    throw Usage_error("no node " + in_quotes(shown_value(path)) + ": " + quoted_path(parts, leads) +
+                      " has no child " + in_quotes(shown_value(shown_name(parts[leads].view()))));
+}
+
 // The node of the first `count` parts.
 const zeLogicalNode& find_parts(const zeLogicalTree& tree, const std::string& path,
                                 const Parts& parts, std::size_t count) {
@@ -42,15 +56,14 @@ const zeLogicalNode& find_parts(const zeLogicalTree& tree, const std::string& pa
     if (node->id == 0) {
         refuse_start(tree, path);
     }
-    for (std::size_t i = 2; i <= count; ++i) {
-        node = &tree.FindNodeByPath(parts, static_cast<int>(i));
-        if (node->id == 0) {
-            throw Usage_error("no node " + in_quotes(shown_value(path)) + ": " +
-                              quoted_path(parts, i - 1) + " has no child " +
-                              in_quotes(shown_value(shown_name(parts[i - 1].view()))));
-        }
+    if (count < 2) {
+        return *node;
     }
-    return *node;
+    const zeLogicalNode& found = tree.FindNodeByPath(parts, static_cast<int>(count));
+    if (found.id == 0) {
+        refuse_child(tree, path, parts, count);
+    }
+    return found;
 }
 
 }  // namespace

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "zandrel/classification/zeRule_checker.h"
 #include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
@@ -102,7 +104,8 @@ private:
 // category from more classifiers than the one above it.
 class Forgetting_guard {
 public:
-    explicit Forgetting_guard(zeManager& manager) : m_manager(manager), m_before(lessons()) {}
+    explicit Forgetting_guard(zeManager& manager)
+        : m_manager(manager), m_paths(paths()), m_before(lessons()) {}
 
     // RAISES: Usage_error that names what has been forgotten.
     void check() const {
@@ -125,43 +128,50 @@ private:
     static constexpr std::size_t kMostNamed = 5;
 
     struct Lesson {
-        std::string category;
-        std::string classifier;  // its path
         int messages = 0;
         std::size_t concepts = 0;
     };
 
-    // By the classifiers' ids and the categories.
-    using Lessons = std::map<std::pair<unsigned int, const zeNode*>, Lesson>;
+    // By the classifiers' ids and the categories, which a move does not delete.
+    using Lessons = hash_map<unsigned int, hash_map<const zeNode*, Lesson, zePointer_hash>>;
 
     Lessons lessons() const {
         Lessons found;
         for (const auto& [id, matcher] : matchers_of(m_manager)) {
-            const std::string path =
-                shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
+            auto& of_matcher = found[matcher->m_id];
+            of_matcher.reserve(matcher->m_storage->m_profiles.size());
             for (const auto& profile : matcher->m_storage->m_profiles) {
-                if (profile->m_node == nullptr) {
-                    continue;  // A damaged file has lost it, so it is nobody's.
+                if (profile->m_node != nullptr) {  // Else a damaged file has lost it.
+                    of_matcher[profile->m_node] = {profile->m_num_msgs, profile->m_Ps.size()};
                 }
-                found[{matcher->m_id, profile->m_node}] = {
-                    shortened(shown_name(profile->m_node->m_concept.view()), kLongestValue), path,
-                    profile->m_num_msgs, profile->m_Ps.size()};
             }
         }
         return found;
+    }
+
+    // By the classifiers' ids.
+    hash_map<unsigned int, std::string> paths() const {
+        hash_map<unsigned int, std::string> paths;
+        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+            paths[matcher->m_id] =
+                shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
+        }
+        return paths;
     }
 
     // As the message names them, sorted by classifier and category.
     std::vector<std::string> forgotten_lessons() const {
         const Lessons after = lessons();
         std::set<std::pair<std::string, std::string>> forgotten;
-        for (const auto& [key, lesson] : m_before) {
-            const auto now = after.find(key);
-            const bool is_kept = now != after.end() && now->second.messages >= lesson.messages &&
-                                 now->second.concepts >= lesson.concepts;
-            if (!is_kept && (lesson.messages > 0 || lesson.concepts > 0)) {
-                forgotten.emplace(lesson.classifier,
-                                  lesson.category + " (" + text_of(lesson) + ')');
+        for (const auto& [matcher, categories] : m_before) {
+            const auto now = after.find(matcher);
+            for (const auto& [category, lesson] : categories) {
+                const bool is_kept = now != after.end() && has(now->second, category, lesson);
+                if (!is_kept && (lesson.messages > 0 || lesson.concepts > 0)) {
+                    const std::string& path = m_paths.at(matcher);
+                    forgotten.emplace(path,
+                                      name_of(*category) + " (" + text_of(lesson, path) + ')');
+                }
             }
         }
         std::vector<std::string> texts;
@@ -171,12 +181,24 @@ private:
         return texts;
     }
 
-    static std::string text_of(const Lesson& lesson) {
+    static bool has(const Lessons::mapped_type& categories, const zeNode* category,
+                    const Lesson& lesson) {
+        const auto found = categories.find(category);
+        return found != categories.end() && found->second.messages >= lesson.messages &&
+               found->second.concepts >= lesson.concepts;
+    }
+
+    static std::string name_of(const zeNode& category) {
+        return shortened(shown_name(category.m_concept.view()), kLongestValue);
+    }
+
+    static std::string text_of(const Lesson& lesson, const std::string& path) {
         return grouped(static_cast<std::size_t>(lesson.messages)) +
-               (lesson.messages == 1 ? " message at " : " messages at ") + lesson.classifier;
+               (lesson.messages == 1 ? " message at " : " messages at ") + path;
     }
 
     zeManager& m_manager;
+    hash_map<unsigned int, std::string> m_paths;  // before, since a move can change them
     Lessons m_before;
 };
 
@@ -291,12 +313,19 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
     zeLogicalTree& tree = *manager.m_logical_tree;
     const unsigned int id = find_node(tree, path).id;
     const unsigned int target = find_node(tree, new_parent).id;
+    if (tree.VerifyMove(id, target) == zeLogicalTree::kMoveOfLinks) {
+        tree.MoveLogicalNode(id, target);  // No classifier is touched.
+        return;
+    }
     const Compact_guard guard(manager);
-    const Forgetting_guard lessons(manager);
+    std::optional<Forgetting_guard> lessons;
+    if (!may_forget) {
+        lessons.emplace(manager);
+    }
     tree.MoveLogicalNode(id, target);
     guard.check();
-    if (!may_forget) {
-        lessons.check();
+    if (lessons) {
+        lessons->check();
     }
 }
 

@@ -94,7 +94,7 @@ public:
     // The node of a path from the root, or null.
     zeNode* find(const std::string& path) const;
 
-    // CPU time spent in text analysis since the model was made, in seconds.
+    // CPU time spent in text analysis by `make_bag`, `train` and `learn`, in seconds.
     double analysis_seconds() const { return m_analysis_timer.seconds(); }
 
     // The labels learned, in the order of learning.
@@ -112,6 +112,7 @@ public:
 private:
     Explanation explain(zeMsg& msg, zeNode* node, double score);
     double score_of(zeMsg& msg, const zeNode* node);
+    qtPtrLight<zeSml> analyse(std::string_view text);
     void begin(const std::vector<Labelled_text>& texts);
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);

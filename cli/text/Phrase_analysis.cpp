@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "zandrel/foundation/Concept.h"
+#include "cli/text/feed_texts.h"
 
 namespace cli {
 
@@ -11,12 +11,11 @@ Phrase_analysis::Phrase_analysis(const std::string& stem_language)
 
 void Phrase_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
     m_tokenizer.cut(text);
-    for (std::size_t i = 0; i < m_tokenizer.token_count(); ++i) {
-        feeder.add_concept(Concept::insert_view(m_tokenizer.token(i)), 1.0);
-    }
-    for (std::size_t i = 0; i + 1 < m_tokenizer.token_count(); ++i) {
-        feeder.add_concept(Concept::insert_view(m_tokenizer.pair(i)), 1.0);
-    }
+    const std::size_t count = m_tokenizer.token_count();
+    feed_texts(
+        count, [this](std::size_t i) { return m_tokenizer.token(i); }, feeder);
+    feed_texts(
+        count == 0 ? 0 : count - 1, [this](std::size_t i) { return m_tokenizer.pair(i); }, feeder);
 }
 
 }  // namespace cli

@@ -6,6 +6,8 @@
 #include <unicode/uscript.h>
 #include <unicode/utf8.h>
 
+#include "cli/text/Ascii.h"
+
 namespace cli {
 
 enum class Char_kind : std::uint8_t { kSeparator, kLetter, kDigit, kSign, kUnspaced };
@@ -87,6 +89,39 @@ bool is_ascii(char byte) {
     return static_cast<unsigned char>(byte) < 0x80;
 }
 
+// What a byte of ASCII adds to a token: its folded form, in which letters are in lower case and
+// digits may be 0; or one of the two marks, which no folded form is.
+constexpr char kSeparates = '\0';
+constexpr char kIsToken = '\1';
+
+using Ascii_forms = std::array<char, 256>;
+
+constexpr char ascii_form(std::size_t byte, Token_style style) {
+    switch (in_style(ascii_kind(byte), style)) {
+        case Char_kind::kLetter: {
+            const bool is_upper = byte - 'A' < 26;
+            return static_cast<char>(is_upper ? byte | 0x20U : byte);
+        }
+        case Char_kind::kDigit:
+            return '0';
+        case Char_kind::kSign:
+            return kIsToken;
+        default:
+            return kSeparates;
+    }
+}
+
+constexpr Ascii_forms ascii_forms(Token_style style) {
+    Ascii_forms forms = {};
+    for (std::size_t byte = 0; byte < 128; ++byte) {
+        forms[byte] = ascii_form(byte, style);
+    }
+    return forms;
+}
+
+constexpr std::array<Ascii_forms, 2> kAsciiForms = {ascii_forms(Token_style::kWords),
+                                                    ascii_forms(Token_style::kWordsAndSigns)};
+
 }  // namespace
 
 Tokenizer::Tokenizer(Token_style style, const std::string& stem_language) : m_style(style) {
@@ -96,9 +131,50 @@ Tokenizer::Tokenizer(Token_style style, const std::string& stem_language) : m_st
 }
 
 void Tokenizer::cut(std::string_view text) {
-    m_line.clear();
     m_starts.assign(1, 0);
-    const std::string_view folded = m_folder.fold(text);
+    if (!m_stemmer && is_ascii(text)) {
+        cut_ascii(text);
+    } else {
+        cut_folded(m_folder.fold(text));
+    }
+}
+
+// Most texts are ASCII. Then a byte of the text is at most a byte of a token and the blank behind
+// it, and one look into a table says which: "It's" in the style with signs gives "it ' s ". This
+// takes 5 instructions a byte, folding first and then asking for the kind of each byte 13.
+void Tokenizer::cut_ascii(std::string_view text) {
+    const Ascii_forms& forms = kAsciiForms[static_cast<std::size_t>(m_style)];
+    m_line.resize(2 * text.size() + 1);
+    char* const line = m_line.data();
+    char* end = line;
+    const auto end_token_here = [&] {
+        *end++ = ' ';
+        m_starts.push_back(static_cast<std::size_t>(end - line));
+    };
+    const char* const stop = text.data() + text.size();
+    for (const char* at = text.data(); at != stop; ++at) {
+        const char* const word = end;
+        char form = forms[static_cast<unsigned char>(*at)];
+        while (form > kIsToken) {
+            *end++ = form;
+            form = ++at == stop ? kSeparates : forms[static_cast<unsigned char>(*at)];
+        }
+        if (end != word) {
+            end_token_here();
+        }
+        if (form == kIsToken) {
+            *end++ = *at;
+            end_token_here();
+        }
+        if (at == stop) {
+            break;
+        }
+    }
+    m_line.resize(static_cast<std::size_t>(end - line));
+}
+
+void Tokenizer::cut_folded(std::string_view folded) {
+    m_line.clear();
     std::size_t next = 0;
     while (next < folded.size()) {
         next = is_ascii(folded[next]) ? take_ascii(folded, next) : take_other(folded, next);

@@ -50,6 +50,9 @@ public:
     std::string_view pair(std::size_t index) const { return tokens(index, index + 2); }
 
 private:
+    // Folds and cuts a text of ASCII in one pass. REQUIRES: words are not stemmed.
+    void cut_ascii(std::string_view text);
+    void cut_folded(std::string_view text);
     // Both take what starts there and return where the rest of the text does.
     std::size_t take_ascii(std::string_view text, std::size_t start);
     std::size_t take_other(std::string_view text, std::size_t start);

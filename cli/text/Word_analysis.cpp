@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "zandrel/foundation/Concept.h"
+#include "cli/text/feed_texts.h"
 
 namespace cli {
 
@@ -11,9 +11,8 @@ Word_analysis::Word_analysis(const std::string& stem_language)
 
 void Word_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
     m_tokenizer.cut(text);
-    for (std::size_t i = 0; i < m_tokenizer.token_count(); ++i) {
-        feeder.add_concept(Concept::insert_view(m_tokenizer.token(i)), 1.0);
-    }
+    feed_texts(
+        m_tokenizer.token_count(), [this](std::size_t i) { return m_tokenizer.token(i); }, feeder);
 }
 
 }  // namespace cli

@@ -196,12 +196,16 @@ def plot(corpus_name, result, folder):
     curves = curves_of(result)
     data.write_text("".join(block_of(curve) for curves_of_side in curves.values()
                             for curve in curves_of_side), "utf-8")
-    script = plot_script(corpus_name, curves, data, picture)
+    draw(plot_script(corpus_name, curves, data, picture))
+    print(f"plot: {picture}", flush=True)
+
+
+def draw(script):
+    """Lets gnuplot run a script. RAISES: Failure with what it complains about."""
     done = subprocess.run(["gnuplot"], input=script, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, text=True)
     if done.returncode != 0:
         raise Failure(f"gnuplot: {done.stderr.strip()}")
-    print(f"plot: {picture}", flush=True)
 
 
 def curves_of(result):

@@ -1,6 +1,7 @@
 #include "cli/text/Tokenizer.h"
 
 #include <cstddef>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -154,6 +155,27 @@ TEST(TokenizerTest, StemsWordsAndNothingElse) {
 TEST(TokenizerTest, TakesStemsThatAreLongerThanTheirWords) {
     // In Latin script the Serbian letter dzhe, two bytes, is a d and a z with caron: three.
     expect_rows({{"Serbian", "aa\u045F bb", {"aad\u017E", "bb"}}}, "serbian");
+}
+
+// A text of ASCII is cut in a way of its own. A character that is not ASCII at its end sends it
+// through the general way, which must give the same tokens before that character's.
+TEST(TokenizerTest, CutsAsciiTextsAsTextsWithOtherCharacters) {
+    for (const Token_style style : {Token_style::kWords, Token_style::kWordsAndSigns}) {
+        Tokenizer tokenizer(style, "");
+        std::mt19937 random(5);
+        for (int i = 0; i < 3000; ++i) {
+            std::string text;
+            for (std::size_t length = random() % 30; length > 0; --length) {
+                text +=
+                    static_cast<char>(random() % 2 == 0 ? "aZ 9."[random() % 5] : random() % 128);
+            }
+            Tokens expected = tokens_of(tokenizer, text + " \u00E9");
+            ASSERT_FALSE(expected.empty());
+            ASSERT_EQ(expected.back(), "\u00E9");
+            expected.pop_back();
+            ASSERT_EQ(tokens_of(tokenizer, text), expected) << text;
+        }
+    }
 }
 
 TEST(TokenizerTest, RefusesUnknownLanguage) {

@@ -26,7 +26,8 @@ cmp -s out main.txt || fail "$command: not as --help"
 # A command's help is about that command, and is the same in both forms.
 described=0
 for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
-    'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete'; do
+    'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
+    'tree apply'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $name --help
     is_silent err

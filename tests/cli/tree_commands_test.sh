@@ -216,8 +216,103 @@ refuses 0 c.kc '' options set c.kc ClipValue=2
 expect 0 info c.kc
 prints out '  seal                yes'
 
+# tree apply: all edits of a file, or none.
+# applies KC: the edits of standard input are carried out in silence.
+applies() {
+    cat >edits.stdin
+    expect_of edits.stdin 0 tree apply "$1" -
+    is_silent out
+    is_silent err
+}
+expect 0 train apply.kc train.tsv
+cat >edits.txt <<'END'
+# parcels get a classifier of their own
+add root/parcels --type stat --note1 'a "note"'
+
+add root/parcels/late
+  # a comment behind blanks
+move root/food root/parcels --forget
+rename root/sport "team's games"
+set root/parcels --threshold=0.25
+END
+sed 's/$/\r/' edits.txt | head -c -2 >edits_crlf.txt  # the last line has no end
+cp apply.kc apply_crlf.kc
+changes tree apply apply.kc edits.txt
+tree=('root [stat] NoScore' '  money [leaf] messages=1' '  parcels [stat] NoScore threshold=0.25 messages=0'
+    '    food [leaf] messages=0' '    late [leaf] messages=0' "  team's games [leaf] messages=2")
+shows apply.kc root "${tree[@]}"
+applies apply_crlf.kc <edits_crlf.txt
+shows apply_crlf.kc root "${tree[@]}"
+expect 0 info apply.kc
+prints out '  seal                yes'
+# The same as the edits one after the other.
+expect 0 train single.kc train.tsv
+changes tree add single.kc root/parcels --type stat --note1 'a "note"'
+changes tree add single.kc root/parcels/late
+changes tree move single.kc root/food root/parcels --forget
+changes tree rename single.kc root/sport "team's games"
+changes tree set single.kc root/parcels --threshold=0.25
+expect 0 tree show single.kc --json
+cp out single.json
+expect 0 tree show apply.kc --json
+cmp -s out single.json || fail 'tree apply gives another tree than single edits'
+# An edit can use what the one before has made. An edit that is refused leaves nothing of those before.
+applies apply.kc <<<$'add root/a\nadd root/a/b\nrename root/a c\ndelete root/c'
+shows apply.kc root "${tree[@]}"
+keep_inode apply.kc
+# refuses_line MESSAGE LINE: the line is refused behind one that is carried out.
+refuses_line() {
+    printf '%s\n' '# one' 'add root/first' "$2" 'add root/last' >bad.txt
+    refuses 65 apply.kc "bad.txt:3: $1" tree apply apply.kc bad.txt
+}
+refuses_line 'no node "root/none": "root" has no child "none"' 'delete root/none'
+refuses_line 'money : Category name already in use under the current Principal node' 'add root/money'
+refuses_line 'rule: Invalid number of operations' "set root/money --rule '1 +'"
+refuses_line 'tree move would forget what was learned of money (1 message at root);'\
+' --forget moves it all the same' 'move root/money root/parcels'
+refuses_line 'threshold 7 is not between 0 and 1; only a rule node, or a node below one, can have another'\
+' number' 'set root/money --threshold 7'
+refuses_line '"ad" is no edit: add, set, move, rename or delete' 'ad root/x'
+refuses_line '"show" is no edit: add, set, move, rename or delete' 'show root'
+refuses_line '"" is no edit: add, set, move, rename or delete' "''"
+refuses_line 'PATH is required' 'delete'
+refuses_line 'NAME is required' 'rename root/money'
+refuses_line 'tree set: nothing to set' 'set root/money'
+refuses_line "a ' is not closed" "rename root/money 'coins"
+refuses_line 'The following argument was not expected: --help' 'add root/x --help'
+refuses_line 'The following argument was not expected: --wait' 'add root/x --wait'
+# Names of any bytes.
+applies apply.kc < <(printf 'rename root/money \xff\x80\n')
+expect 0 tree show apply.kc
+prints out '  \xFF\x80 [leaf] messages=1'
+applies apply.kc < <(printf 'rename "root/\xff\x80" money')
+# A compact container, and a file that changes nothing.
+keep_inode compact.kc
+printf 'set root/food --note1 a\nadd root/more\n' >bad.txt
+refuses 65 compact.kc 'bad.txt:2: the container is compact: without the statistics of training no category of a'\
+' statistical classifier can come or go' tree apply compact.kc bad.txt
+keep_inode apply.kc
+printf '\n# nothing\n' >nothing.txt
+refuses 0 apply.kc '' tree apply apply.kc nothing.txt
+refuses 0 apply.kc '' tree apply apply.kc /dev/null
+# Hostile input: no end, no line end, a line too long, no file.
+refuses 65 apply.kc '/dev/zero:1: the line is longer than 1,048,576 bytes' tree apply apply.kc /dev/zero
+{
+    printf 'add root/first\nadd root/'
+    head -c 1048576 /dev/zero | tr '\0' x
+    printf '\n'
+} >long.txt
+refuses 65 apply.kc 'long.txt:2: the line is longer than 1,048,576 bytes' tree apply apply.kc long.txt
+refuses 66 apply.kc 'zandrel: cannot read absent.txt: No such file or directory' tree apply apply.kc absent.txt
+printf '\xef\xbb\xbfadd root/\0x\n\xff\0add root/x\n' >bytes.txt
+refuses 65 apply.kc 'bytes.txt:2: "\xFF\x00add" is no edit: add, set, move, rename or delete' \
+    tree apply apply.kc bytes.txt
+printf 'bad' >edits.stdin
+expect_of edits.stdin 65 tree apply apply.kc -
+is err '<stdin>:1: "bad" is no edit: add, set, move, rename or delete'
+
 # No container, and no file.
-for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'options get no.kc' \
+for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'tree apply no.kc edits.txt' 'options get no.kc' \
     'options set no.kc ClipValue=2'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 65 $arguments
@@ -236,7 +331,7 @@ byte=$(od -An -tu1 -j100 -N1 whole.kc)
 printf '%b' "\\x$(printf %x $((byte ^ 1)))" | dd of=damaged.kc bs=1 seek=100 conv=notrunc status=none
 cmp -s whole.kc damaged.kc && fail 'the byte has not changed'
 keep_inode damaged.kc
-for arguments in 'info damaged.kc' 'tree show damaged.kc' 'tree add damaged.kc root/x' \
+for arguments in 'info damaged.kc' 'tree show damaged.kc' 'tree add damaged.kc root/x' 'tree apply damaged.kc edits.txt' \
     'options get damaged.kc' 'options set damaged.kc ClipValue=2' 'classify damaged.kc' \
     'explain damaged.kc' 'evaluate damaged.kc train.tsv' 'learn damaged.kc train.tsv'; do
     # shellcheck disable=SC2086  # The words are the arguments.
@@ -250,7 +345,7 @@ for arguments in 'info' 'info a b' 'tree' 'tree fly' 'tree show' 'tree show a.kc
     'tree add a.kc shop/x --threshold high' 'tree add a.kc shop/x --threshold nan' \
     'tree add a.kc shop/x --threshold inf' 'tree add a.kc shop/x --score --no-score' \
     'tree add a.kc shop/x --rule' 'tree move a.kc shop/x' 'tree rename a.kc shop/x' \
-    'tree delete a.kc shop/x more' 'tree set a.kc' 'options' 'options get' 'options set a.kc'; do
+    'tree delete a.kc shop/x more' 'tree set a.kc' 'tree apply a.kc' 'tree apply a.kc edits.txt more' 'options' 'options get' 'options set a.kc'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 64 $arguments
     is_silent out

@@ -4,6 +4,8 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <random>
 #include <set>
 #include <string>
 #include <string_view>
@@ -341,6 +343,96 @@ TEST(ConceptTest, HoldsLongTexts) {
     EXPECT_EQ(made.view().size(), 1000000U);
     EXPECT_EQ(made.view(), text);
     EXPECT_NE(made, Concept::insert(text + "y"));
+}
+
+// Texts of all lengths that the hash treats in a way of their own, at the size where a block comes
+// from the heap, and beyond it.
+TEST(ConceptTest, KeepsTextsOfAllLengthsApart) {
+    std::vector<Concept> concepts;
+    for (std::size_t length = 1; length <= 300; ++length) {
+        for (const char last : {'x', 'y'}) {
+            concepts.push_back(Concept::insert(std::string(length - 1, 'x') + last));
+        }
+        concepts.push_back(Concept::insert("z" + std::string(length, 'x')));
+    }
+
+    for (std::size_t length = 1; length <= 300; ++length) {
+        const std::size_t first = 3 * (length - 1);
+        ASSERT_EQ(concepts[first].view(), std::string(length, 'x'));
+        ASSERT_EQ(concepts[first + 1].view(), std::string(length - 1, 'x') + 'y');
+        ASSERT_EQ(concepts[first + 2].view(), "z" + std::string(length, 'x'));
+        ASSERT_EQ(concepts[first], Concept::insert(std::string(length, 'x')));
+    }
+}
+
+// Removal closes gaps between records, so each record must still be found after each removal.
+TEST(ConceptTest, RandomInsertionsAndRemovalsAgreeWithTheTextsHeld) {
+    const std::size_t before = Concept::dictionary_size();
+    {
+        std::vector<Concept> held(700);
+        std::unordered_set<std::string> texts;
+        std::mt19937 random(3);
+        for (int step = 0; step < 30000; ++step) {
+            const std::size_t number = random() % held.size();
+            const std::string text = "random " + std::to_string(number);
+            const bool is_held = !held[number].empty();
+            held[number] = is_held ? Concept() : Concept::insert(text);
+            is_held ? static_cast<void>(texts.erase(text)) : static_cast<void>(texts.insert(text));
+            ASSERT_EQ(Concept::dictionary_size(), before + texts.size());
+            const std::size_t other = random() % held.size();
+            ASSERT_TRUE(held[other].empty() ||
+                        held[other] == Concept::insert("random " + std::to_string(other)));
+        }
+    }
+    EXPECT_EQ(Concept::dictionary_size(), before);
+}
+
+TEST(ConceptTest, InsertionOfManyTextsGivesEachItsOwnHandle) {
+    for (const std::size_t count : {0U, 1U, 15U, 16U, 17U, 1000U}) {
+        SCOPED_TRACE(count);
+        std::vector<std::string> texts;
+        for (std::size_t i = 0; i < count; ++i) {  // known and new ones, repeated and empty ones
+            texts.push_back(i % 7 == 0 ? "" : "many " + std::to_string(i * i % 400));
+        }
+        const std::vector<std::string_view> views(texts.begin(), texts.end());
+        std::vector<Concept> concepts(count);
+
+        Concept::insert_views(views, concepts.data());
+
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_EQ(concepts[i].view(), texts[i]);
+            ASSERT_EQ(concepts[i], Concept::insert_view(texts[i]));
+        }
+    }
+}
+
+TEST(ConceptTest, ReserveKeepsIdentities) {
+    const std::size_t before = Concept::dictionary_size();
+    const std::vector<Concept> concepts = insert_numbered(100);
+
+    Concept::reserve(100000);
+
+    EXPECT_EQ(Concept::dictionary_size(), before + 100);
+    EXPECT_EQ(insert_numbered(100), concepts);
+}
+
+// A count that has reached its greatest value could be too small, so it no longer goes down. We
+// cannot make four billion handles here, so we write the count, which is in front of the text.
+TEST(ConceptTest, RecordWithGreatestCountIsNeverRemoved) {
+    const std::size_t before = Concept::dictionary_size();
+    {
+        const Concept made = Concept::insert("counted to the end");
+        const std::uint32_t almost_all = 0xFFFFFFFE;
+        std::memcpy(const_cast<char*>(made.c_str()) - sizeof almost_all, &almost_all,
+                    sizeof almost_all);
+        const Concept last_counted = made;
+        const Concept not_counted = made;
+        EXPECT_EQ(last_counted, not_counted);
+    }
+
+    EXPECT_EQ(Concept::dictionary_size(), before + 1);
+    EXPECT_EQ(Concept::insert("counted to the end").text(), "counted to the end");
+    EXPECT_EQ(Concept::dictionary_size(), before + 1);
 }
 
 TEST(ConceptTest, ServesStaticObjects) {

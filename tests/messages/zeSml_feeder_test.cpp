@@ -1,5 +1,8 @@
 #include "zandrel/messages/zeSml_feeder.h"
 
+#include <algorithm>
+#include <ctime>
+#include <string>
 #include <string_view>
 
 #include <gtest/gtest.h>
@@ -151,6 +154,33 @@ TEST(zeSmlfeederTest, ClearEmptiesTableAndTotal) {
 
     EXPECT_TRUE(feeder.m_concepts.empty());
     EXPECT_EQ(feeder.m_total_weight, 0.0);
+}
+
+// After a long text a short one must not pay for it: the table for 100,000 concepts is not touched.
+TEST(zeSmlfeederTest, ShortTextAfterLongOneCostsWhatItContains) {
+    const auto clears = [](zeSml_feeder& feeder) {
+        const std::clock_t begin = std::clock();
+        for (int i = 0; i < 1000; ++i) {
+            feeder.add_concept(term("goal"), 1.0);
+            feeder.clear();
+        }
+        return std::clock() - begin;
+    };
+    zeSml_feeder small;
+    zeSml_feeder large;
+    for (int i = 0; i < 100000; ++i) {
+        large.add_concept(term("long " + std::to_string(i)), 1.0);
+    }
+    large.clear();
+    std::clock_t of_small = clears(small);
+    std::clock_t of_large = clears(large);
+    for (int i = 0; i < 5; ++i) {
+        of_small = std::min(of_small, clears(small));
+        of_large = std::min(of_large, clears(large));
+    }
+
+    // Touching 100,000 slots a thousand times takes 20 ms and more, the rest below 1 ms.
+    EXPECT_LT(of_large, of_small * 5 + CLOCKS_PER_SEC / 200);
 }
 
 TEST(zeSmlfeederTest, StartsAnewAfterClear) {

@@ -16,7 +16,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, bars, contestants, corpora, learning, peers, processes, start
+from benchmarks import accuracy, bars, contestants, corpora, curves, learning, peers, processes, start
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -598,6 +598,61 @@ class LearningTest(FolderTest):
             learning.run([sys.executable, "-c", "import sys; sys.exit('broken')"])
 
 
+def point_of_curve(x, seconds):
+    return curves.Point(x, {phase: seconds for phase in curves.PHASES}, 2500000, 30000000)
+
+
+class CurvesTest(FolderTest):
+    def test_each_curve_changes_one_thing(self):
+        for name, points in curves.POINTS.items():
+            recipes = [vars(curves.recipe_of(name, x)) for x in points]
+            changed = {key for key in recipes[0] if len({recipe[key] for recipe in recipes}) > 1}
+            with self.subTest(name=name):
+                self.assertEqual(changed, {"messages": {"texts"}, "words": {"mean_length"},
+                                           "vocabulary": {"words"}, "categories": {"labels"},
+                                           "depth": set()}[name])
+                self.assertIn(name, curves.TITLES)
+
+    def test_labels_of_a_chain_are_spread_over_its_levels(self):
+        with mock.patch.object(curves, "DEPTH_LABELS", 4):
+            nodes = curves.nodes_of_chain(2)
+
+        self.assertEqual(nodes, [("root/down", "stat"), ("root/down/label0001", "leaf"),
+                                 ("root/label0002", "leaf"), ("root/down/label0003", "leaf")])
+
+    def test_classifying_is_without_the_load(self):
+        def one_run(folder, _):
+            (folder / "trained.kc").write_bytes(b"x" * 70)
+            return {phase: processes.Cost(seconds, 10 * seconds) for phase, seconds in
+                    zip(curves.PHASES, (8, 4, 1, 3))}
+
+        with mock.patch.object(curves, "one_run", one_run):
+            point = curves.measure_point("messages", 10, 1, self.folder)
+
+        self.assertEqual(point, curves.Point(10, {"train": 8, "learn": 4, "load": 1, "classify": 2},
+                                             70, 80))
+        sizes = [len((self.folder / part).read_bytes().splitlines())
+                 for part in ("train", "learn", "classify", "load")]
+        self.assertEqual(sizes, [10, 500, 1000, 0])
+
+    def test_growth_is_that_between_the_last_points(self):
+        table = io.StringIO()
+        with contextlib.redirect_stdout(table):
+            curves.print_growth("words", [point_of_curve(5, 9.0), point_of_curve(10, 2.0),
+                                          point_of_curve(40, 6.0)])
+
+        self.assertEqual(table.getvalue().split(), ["growth", "x", "4.00"] + ["x", "3.00"] * 4)
+
+    def test_plot_has_every_phase_and_a_line_of_slope_1(self):
+        script = curves.plot_script("words", [point_of_curve(1, 2.0), point_of_curve(4, 2.0)], "a.svg")
+
+        # The geometric middle is x = 2 and 2 seconds.
+        self.assertIn("$points << EOD\n1 2.000000 2.000000 2.000000 2.000000 1.000000\n"
+                      "4 2.000000 2.000000 2.000000 2.000000 4.000000\nEOD\n", script)
+        for column, phase in enumerate(curves.PHASES, 2):
+            self.assertIn(f"$points using 1:{column} with linespoints title '{phase}'", script)
+
+
 class CommandLineTest(FolderTest):
     def bench(self, *arguments):
         return subprocess.run([sys.executable, PROJECT / "script" / "bench", *arguments],
@@ -609,6 +664,7 @@ class CommandLineTest(FolderTest):
                 (["accuracy"], 2, "required: --data"),
                 (["peers", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
                 (["start", "--data", "x", "--runs", "0"], 2, "'0' is no number above 0"),
+                (["curves", "--curve", "none"], 2, "invalid choice: 'none'"),
                 (["learning", "--data", "x", "--bulks", "5"], 2, "'' is no number above 0"),
                 (["learning", "--data", "x", "--bulks", "0:5"], 2, "'0' is no number above 0"),
                 (["learning", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),

@@ -1,9 +1,12 @@
 // The file devices of both widths.
+#include <array>
+#include <cstdio>
 #include <limits>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <type_traits>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -227,6 +230,37 @@ TYPED_TEST(HfileTest, SeeksInAPipeAreRefused) {
                     {name});
     EXPECT_QTX_ARGS(this->device.Seek(5), HioErr, 2, "Invalid file offset in file " + name.str(),
                     {name});
+}
+
+// Both ends of the pipe are here, and what is written to it waits in the system.
+TYPED_TEST(HfileTest, BytesWrittenToAPipeAreReadFromIt) {
+    ASSERT_EQ(::mkfifo(this->disk.path().c_str(), 0600), 0);
+    this->open('u');
+
+    this->write("abc");
+    this->device.Flush();
+    this->write("de");
+    this->device.Flush();
+
+    std::array<char, 8> bytes{};
+    EXPECT_EQ(::read(fileno(this->device.file), bytes.data(), bytes.size()), 5);
+    EXPECT_STREQ(bytes.data(), "abcde");
+}
+
+TYPED_TEST(HfileTest, SeeksReadsAndWritesInsideTheFileDoNotMoveItsStream) {
+    this->disk.write("abcdefghij");
+    this->open('u');
+    this->device.SeekEnd();
+
+    this->device.Seek(2);
+    EXPECT_EQ(this->read(2), "cd");
+    this->device.Seek(7);
+    this->write("X");
+    this->device.Flush();
+
+    EXPECT_EQ(std::ftell(this->device.file), 10);
+    EXPECT_EQ(this->device.Tell(), 8);
+    EXPECT_EQ(this->disk.content(), "abcdefgXij");
 }
 
 TYPED_TEST(HfileTest, AClosedDeviceDoesNothing) {

@@ -1,15 +1,76 @@
 #include "zandrel/foundation/Concept.h"
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <stdexcept>
 #include <vector>
 
-constinit Concept::Empty_record Concept::s_empty = {{0, 0, 1, nullptr}, '\0'};
+#include "zandrel/foundation/Concept_arena.h"
 
-// All records but the empty text's, in buckets of chains. The number of buckets is a power of two
-// and grows with the number of records.
+constinit Concept::Empty_record Concept::s_empty = {{0, 0, kForever}, '\0'};
+
+namespace {
+
+std::uint64_t load_word(const char* bytes, std::size_t count) noexcept {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, count);
+    return word;
+}
+
+std::uint64_t mix(std::uint64_t hash, std::uint64_t word) noexcept {
+    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
+    return hash ^ (hash >> 32U);
+}
+
+// At most eight bytes as one word, in two loads that may overlap: a loop or a call that copies a
+// length known only at run time costs more than all the rest of the hash. Texts of one length have
+// different words if they are different.
+std::uint64_t short_word(const char* bytes, std::size_t count) noexcept {
+    if (count >= 4) {
+        return load_word(bytes, 4) | load_word(bytes + count - 4, 4) << 32U;
+    }
+    return load_word(bytes, 1) | load_word(bytes + count / 2, 1) << 8U |
+           load_word(bytes + count - 1, 1) << 16U;
+}
+
+// Takes eight bytes a step, the last of which overlap those before: "information" is hashed as
+// "informat" and "ormation". Each step is reversible and the length is mixed in first, so no two
+// texts of eight bytes or fewer have the same 64-bit value. We return its upper half, whose bits
+// depend on all bytes.
+std::uint32_t hash_text(std::string_view text) noexcept {
+    constexpr std::size_t kStep = 8;
+    if (text.empty()) {
+        return 0;
+    }
+    const char* const bytes = text.data();
+    std::uint64_t hash = mix(0, text.size());
+    if (text.size() <= kStep) {
+        hash = mix(hash, short_word(bytes, text.size()));
+    } else {
+        for (std::size_t at = 0; at + kStep < text.size(); at += kStep) {
+            hash = mix(hash, load_word(bytes + at, kStep));
+        }
+        hash = mix(hash, load_word(bytes + text.size() - kStep, kStep));
+    }
+    return static_cast<std::uint32_t>(mix(hash, 0) >> 32U);
+}
+
+}  // namespace
+
+// All records but the empty text's: a table of slots with linear probing.
+//
+// A slot has a record's hash value and the 32-bit name of its block in the arena. A record is in
+// the first slot at or behind its home, the slot of the low bits of its hash, that was free when it
+// was added. So a search starts at the home and ends at the record or at a free slot, and looks
+// into a record only if the hash agrees: a known text costs one cache line of slots and its record.
+//
+// A removal must leave no gap between a record and its home, so it moves later records up. For
+// example A, B and C have home 4 and are in the slots 4, 5 and 6; if A goes, B moves to 4 and C to
+// 5. Slots contain the hash, so growth and removal read no records.
 class Concept_dictionary {
 public:
     static Concept_dictionary& instance() {
@@ -18,82 +79,168 @@ public:
         return *dictionary;
     }
 
-    Concept find_or_add(std::string_view text) {
-        const std::uint32_t hash = hash_text(text);
-        for (Concept::Record* record = bucket(hash); record != nullptr; record = record->next) {
-            if (record->hash == hash && text == std::string_view(record->bytes(), record->length)) {
-                return Concept(record);
+    // `hash`: of the text, which is not empty.
+    Concept find_or_add(std::string_view text, std::uint32_t hash) {
+        std::size_t at = home(hash);
+        for (; m_slots[at].block != Concept_arena::kNone; at = next(at)) {
+            if (m_slots[at].hash == hash) {
+                Concept::Record* const found = record(m_slots[at]);
+                if (text == found->view()) {
+                    return Concept(found);
+                }
             }
         }
-        return Concept(add(text, hash));
+        return Concept(add(text, hash, at));
     }
 
-    void remove(Concept::Record* record) noexcept {
-        Concept::Record** link = &bucket(record->hash);
-        while (*link != record) {
-            link = &(*link)->next;
+    // Begins to load the slot where the search for a hash begins. The next step of the caller is
+    // `prefetch_record`, when the slot is there.
+    void prefetch_slot(std::uint32_t hash) const noexcept {
+        __builtin_prefetch(&m_slots[home(hash)]);
+    }
+
+    // Begins to load the first record with that hash.
+    void prefetch_record(std::uint32_t hash) const noexcept {
+        std::size_t at = home(hash);
+        while (m_slots[at].block != Concept_arena::kNone && m_slots[at].hash != hash) {
+            at = next(at);
         }
-        *link = record->next;
+        if (m_slots[at].block != Concept_arena::kNone) {
+            __builtin_prefetch(record(m_slots[at]));
+        }
+    }
+
+    void remove(Concept::Record* removed) noexcept {
+        std::size_t at = home(removed->hash);
+        while (m_slots[at].hash != removed->hash || record(m_slots[at]) != removed) {
+            at = next(at);
+        }
+        m_arena.release(m_slots[at].block, size_of(removed->length));
+        close_gap(at);
         --m_record_count;
-        ::operator delete(record);
+    }
+
+    void reserve(std::size_t more) {
+        const std::size_t needed = (m_record_count + more) * kSlotsOfRecords / kRecordsOfSlots + 1;
+        if (needed > m_slots.size()) {
+            resize(std::bit_ceil(needed));
+        }
     }
 
     std::size_t record_count() const noexcept { return m_record_count; }
 
 private:
-    static constexpr std::size_t kFirstBucketCount = 1024;
+    struct Slot {
+        std::uint32_t hash = 0;
+        Concept_arena::Block block = Concept_arena::kNone;  // kNone: the slot is free
+    };
 
-    // FNV-1a with a last mix (the finaliser of MurmurHash3): the low bits choose the bucket.
-    static std::uint32_t hash_text(std::string_view text) noexcept {
-        std::uint32_t hash = 2166136261U;
-        for (const char byte : text) {
-            hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
-        }
-        hash = (hash ^ (hash >> 16)) * 0x85ebca6bU;
-        hash = (hash ^ (hash >> 13)) * 0xc2b2ae35U;
-        return hash ^ (hash >> 16);
+    static constexpr std::size_t kFirstSlotCount = 1024;  // a power of two, as all that follow
+    // At most 3 of 4 slots are taken: then a search that fails looks at 8.5 slots on average, which
+    // is a cache line, and one that succeeds at 2.5.
+    static constexpr std::size_t kRecordsOfSlots = 3;
+    static constexpr std::size_t kSlotsOfRecords = 4;
+
+    static std::size_t size_of(std::size_t length) noexcept {
+        return sizeof(Concept::Record) + length + 1;
     }
 
-    Concept::Record*& bucket(std::uint32_t hash) noexcept {
-        return m_buckets[hash & (m_buckets.size() - 1)];
+    Concept::Record* record(const Slot& slot) const noexcept {
+        return reinterpret_cast<Concept::Record*>(m_arena.address(slot.block));
     }
 
-    Concept::Record* add(std::string_view text, std::uint32_t hash) {
+    std::size_t mask() const noexcept { return m_slots.size() - 1; }
+
+    std::size_t home(std::uint32_t hash) const noexcept { return hash & mask(); }
+
+    std::size_t next(std::size_t at) const noexcept { return (at + 1) & mask(); }
+
+    // `at`: the free slot where the search for the text has ended.
+    Concept::Record* add(std::string_view text, std::uint32_t hash, std::size_t at) {
         if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
             throw std::length_error("Concept: text of 4 GiB or more");
         }
-        if (m_record_count == m_buckets.size()) {
-            grow();
+        if ((m_record_count + 1) * kSlotsOfRecords > m_slots.size() * kRecordsOfSlots) {
+            resize(m_slots.size() * 2);
+            at = free_slot(hash);
         }
-        void* const block = ::operator new(sizeof(Concept::Record) + text.size() + 1);
-        auto* const record = new (block)
-            Concept::Record{hash, static_cast<std::uint32_t>(text.size()), 0, bucket(hash)};
-        std::memcpy(record->bytes(), text.data(), text.size());
-        record->bytes()[text.size()] = '\0';
-        bucket(hash) = record;
+        m_slots[at] = {hash, m_arena.allocate(size_of(text.size()))};
+        auto* const added = new (m_arena.address(m_slots[at].block))
+            Concept::Record{hash, static_cast<std::uint32_t>(text.size()), 0};
+        std::memcpy(added->bytes(), text.data(), text.size());
+        added->bytes()[text.size()] = '\0';
         ++m_record_count;
-        return record;
+        return added;
     }
 
-    void grow() {
-        std::vector<Concept::Record*> old(m_buckets.size() * 2, nullptr);
-        old.swap(m_buckets);
-        for (Concept::Record* chain : old) {
-            while (chain != nullptr) {
-                Concept::Record* const record = chain;
-                chain = record->next;
-                record->next = bucket(record->hash);
-                bucket(record->hash) = record;
+    std::size_t free_slot(std::uint32_t hash) const noexcept {
+        std::size_t at = home(hash);
+        while (m_slots[at].block != Concept_arena::kNone) {
+            at = next(at);
+        }
+        return at;
+    }
+
+    void resize(std::size_t slot_count) {
+        std::vector<Slot> old(slot_count);
+        old.swap(m_slots);
+        for (const Slot& slot : old) {
+            if (slot.block != Concept_arena::kNone) {
+                m_slots[free_slot(slot.hash)] = slot;
             }
         }
     }
 
-    std::vector<Concept::Record*> m_buckets = std::vector<Concept::Record*>(kFirstBucketCount);
+    // Frees a slot. Each later one of the run moves into the gap unless its home is behind the gap.
+    void close_gap(std::size_t gap) noexcept {
+        for (std::size_t at = next(gap); m_slots[at].block != Concept_arena::kNone; at = next(at)) {
+            const std::size_t way_from_home = (at - home(m_slots[at].hash)) & mask();
+            const std::size_t way_from_gap = (at - gap) & mask();
+            if (way_from_home >= way_from_gap) {
+                m_slots[gap] = m_slots[at];
+                gap = at;
+            }
+        }
+        m_slots[gap] = {};
+    }
+
+    std::vector<Slot> m_slots = std::vector<Slot>(kFirstSlotCount);
     std::size_t m_record_count = 0;
+    Concept_arena m_arena;
 };
 
+namespace {
+
+Concept find_or_add(std::string_view text, std::uint32_t hash) {
+    return text.empty() ? Concept() : Concept_dictionary::instance().find_or_add(text, hash);
+}
+
+}  // namespace
+
 Concept Concept::insert_view(std::string_view text) {
-    return text.empty() ? Concept() : Concept_dictionary::instance().find_or_add(text);
+    return find_or_add(text, hash_text(text));
+}
+
+// A look-up in a large dictionary waits twice for the memory: for the slot, and then for the
+// record. We do each of the three steps for 16 texts before the next step, so that 16 slots and
+// then 16 records are on their way at a time.
+void Concept::insert_views(std::span<const std::string_view> texts, Concept* concepts) {
+    constexpr std::size_t kTogether = 16;
+    const Concept_dictionary& dictionary = Concept_dictionary::instance();
+    std::array<std::uint32_t, kTogether> hashes = {};
+    for (; !texts.empty(); texts = texts.subspan(std::min(kTogether, texts.size()))) {
+        const std::size_t count = std::min(kTogether, texts.size());
+        for (std::size_t i = 0; i < count; ++i) {
+            hashes[i] = hash_text(texts[i]);
+            dictionary.prefetch_slot(hashes[i]);
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            dictionary.prefetch_record(hashes[i]);
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            *concepts++ = find_or_add(texts[i], hashes[i]);
+        }
+    }
 }
 
 void Concept::remove_record(Record* record) noexcept {
@@ -102,4 +249,8 @@ void Concept::remove_record(Record* record) noexcept {
 
 std::size_t Concept::dictionary_size() noexcept {
     return Concept_dictionary::instance().record_count();
+}
+
+void Concept::reserve(std::size_t more) {
+    Concept_dictionary::instance().reserve(more);
 }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -14,9 +15,11 @@
 // dictionary that the whole process shares, so two concepts are equal exactly when they point at
 // the same record, and equality never compares text.
 //
-// The record counts its handles and goes with the last of them. The dictionary itself lives to the
-// end of the process, since static objects hold handles too. The empty text has a record of its
-// own, which stands for "no concept" and never goes; a default-constructed handle points at it.
+// The record counts its handles and is removed with the last of them. The count has 32 bits: a
+// record that has ever had 4,294,967,295 handles at a time stops counting and is never removed. The
+// dictionary itself lives to the end of the process, since static objects contain handles too. It
+// keeps the memory of removed records for later ones. The empty text has a record of its own, which
+// means "no concept" and is never removed; a default-constructed handle points at it.
 //
 // Threads: one at a time in the whole process, through whatever object of the library. Neither the
 // dictionary nor the counts are locked, and two containers that know the same term share its
@@ -24,11 +27,12 @@
 class ZANDREL_EXPORT Concept {
 public:
     // The concept of the empty text.
-    Concept() noexcept : Concept(empty_record()) {}
+    Concept() noexcept : m_record(empty_record()) {}
 
-    Concept(const Concept& other) noexcept : m_record(other.m_record) { ++m_record->count; }
+    Concept(const Concept& other) noexcept : Concept(other.m_record) {}
 
-    Concept(Concept&& other) noexcept : Concept() { swap(other); }
+    // Leaves the empty text in `other`. No count changes.
+    Concept(Concept&& other) noexcept : m_record(std::exchange(other.m_record, empty_record())) {}
 
     Concept& operator=(const Concept& other) noexcept {
         Concept(other).swap(*this);
@@ -41,7 +45,7 @@ public:
     }
 
     ~Concept() {
-        if (--m_record->count == 0) {
+        if (m_record->count != kForever && --m_record->count == 0) {
             remove_record(m_record);
         }
     }
@@ -53,10 +57,16 @@ public:
 
     static Concept insert_view(std::string_view text);
 
+    // Puts the handle of each text into `concepts`, which has a handle for each. This takes half
+    // the time of one insert_view a text where the dictionary is larger than the caches, since many
+    // look-ups wait for the memory together.
+    // RAISES: likewise; some handles are then in their places.
+    static void insert_views(std::span<const std::string_view> texts, Concept* concepts);
+
     // VALID UNTIL: the last handle of this text goes. A zero byte stands behind the last one.
     const char* c_str() const noexcept { return m_record->bytes(); }
 
-    std::string_view view() const noexcept { return {m_record->bytes(), m_record->length}; }
+    std::string_view view() const noexcept { return m_record->view(); }
 
     qtString text() const { return qtString(view()); }
 
@@ -82,22 +92,34 @@ public:
     // How many different texts have a record now, the empty text not counted.
     static std::size_t dictionary_size() noexcept;
 
+    // Makes room in the dictionary for so many texts more than it has, so that adding them need not
+    // enlarge its table step by step.
+    // RAISES: std::bad_alloc, and nothing has changed.
+    static void reserve(std::size_t more);
+
 private:
     friend class Concept_dictionary;
 
-    // Stands in front of the text's bytes and a zero byte, in one block.
+    static constexpr std::uint32_t kForever = 0xFFFFFFFF;
+
+    // Precedes the text's bytes and a zero byte, in one block.
     struct Record {
         std::uint32_t hash;
         std::uint32_t length;  // of the text, in bytes
-        std::size_t count;     // handles of this record
-        Record* next;          // in the same bucket of the dictionary
+        std::uint32_t count;   // handles of this record; kForever: not counted, never removed
 
         const char* bytes() const noexcept { return reinterpret_cast<const char*>(this + 1); }
 
         char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+
+        std::string_view view() const noexcept { return {bytes(), length}; }
     };
 
-    explicit Concept(Record* record) noexcept : m_record(record) { ++m_record->count; }
+    explicit Concept(Record* record) noexcept : m_record(record) {
+        if (m_record->count != kForever) {
+            ++m_record->count;
+        }
+    }
 
     struct Empty_record {
         Record record;
@@ -109,8 +131,8 @@ private:
     // Takes a record without handles out of the dictionary and frees it.
     static void remove_record(Record* record) noexcept;
 
-    // Constant initialised and never destroyed, so that it serves static objects of any file. Its
-    // count starts at 1 and so never comes to 0.
+    // Constant initialised and never destroyed, so that it serves static objects of any file. It
+    // is not counted.
     static Empty_record s_empty;
 
     Record* m_record;  // never null

@@ -16,16 +16,23 @@ namespace Zandrel {
 // a run of up to 32 bits, never have the same checksum.
 class Crc32c {
 public:
-    // By the processor's own instruction, if it has one for this polynomial.
     void Add(const char* bytes, std::size_t byte_count) noexcept;
-    // The same on every processor.
-    void AddByTables(const char* bytes, std::size_t byte_count) noexcept;
 
     std::uint32_t Value() const noexcept { return ~m_state; }
 
 private:
     std::uint32_t m_state = 0xFFFFFFFF;
 };
+
+// The two ways of Add to compute the state after further bytes; both give the same state. The
+// first serves every processor.
+std::uint32_t Crc32cByTables(std::uint32_t state, const char* bytes,
+                             std::size_t byte_count) noexcept;
+// REQUIRES: HasCrc32cInstruction().
+std::uint32_t Crc32cByInstruction(std::uint32_t state, const char* bytes,
+                                  std::size_t byte_count) noexcept;
+// Whether this processor has an instruction for this checksum.
+bool HasCrc32cInstruction() noexcept;
 
 }  // namespace Zandrel
 

@@ -1,9 +1,26 @@
 #include "zandrel/messages/zeCorpus_view.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+
+namespace {
+
+constexpr std::size_t kFewNodes = 16;
+
+}  // namespace
+
+namespace Zandrel {
+
+Relevant_nodes::Relevant_nodes(const zeCorpus_view::Msg& msg) : m_nodes(msg.cats) {
+    if (m_nodes.size() > kFewNodes) {
+        m_table.insert(m_nodes.begin(), m_nodes.end());
+    }
+}
+
+}  // namespace Zandrel
 
 void zeCorpus_view::set_corpus(zeCorpus* viewed) {
     corpus = viewed;
@@ -52,9 +69,24 @@ void zeCorpus_view::add_cat2msg(int position, zeNode* const& node) {
     if (cats.empty()) {
         cats.reserve(1);
     }
-    if (std::find(cats.begin(), cats.end(), node) == cats.end()) {
+    if (!has_node(position, node)) {
         cats.push_back(node);
     }
+}
+
+// `msgs` is public: a table that has another number of nodes than the message, or another last one,
+// is made anew. A node that the table lacks is expected to be added next.
+bool zeCorpus_view::has_node(int position, zeNode* node) {
+    const std::vector<zeNode*>& cats = msgs[static_cast<std::size_t>(position)].cats;
+    if (cats.size() <= kFewNodes) {
+        return std::find(cats.begin(), cats.end(), node) != cats.end();
+    }
+    if (m_position != position || m_nodes.size() != cats.size() ||
+        m_nodes.count(cats.back()) == 0) {
+        m_nodes = {cats.begin(), cats.end()};
+        m_position = position;
+    }
+    return !m_nodes.insert(node).second;
 }
 
 bool zeCorpus_view::is_relevant(const_iterator msg, zeNode* const& node) const {

@@ -2,9 +2,11 @@
 #ifndef ZANDREL_MESSAGES_ZECORPUS_VIEW_H_
 #define ZANDREL_MESSAGES_ZECORPUS_VIEW_H_
 
+#include <algorithm>
 #include <vector>
 
 #include "zandrel/export.h"
+#include "zandrel/foundation/hash_map.h"
 #include "zandrel/messages/zeCorpus.h"
 
 class zeManager;
@@ -39,12 +41,41 @@ public:
     void add_all_msgs();
     void add_all_msgs(zeManager* manager);
     // Adds a node to the message at `position` of `msgs` (not the message's number), once.
+    // COST: constant on average while one message gets its nodes.
     void add_cat2msg(int position, zeNode* const& node);
     // Whether the message counts for the node.  COST: linear in the message's nodes.
     bool is_relevant(const_iterator msg, zeNode* const& node) const;
 
     zeCorpus* corpus = nullptr;  // BORROWS: must outlive the view
     std::vector<Msg> msgs;
+
+private:
+    bool has_node(int position, zeNode* node);
+
+    // The nodes of one message if they are many, so that adding looks one up without a search.
+    hash_set<const zeNode*, zePointer_hash> m_nodes;
+    int m_position = -1;  // of that message
 };
+
+namespace Zandrel {
+
+// The nodes of one message, to be asked for all nodes of a classifier. Few are searched, since most
+// messages have one; many get a table.
+class ZANDREL_EXPORT Relevant_nodes {
+public:
+    // BORROWS: the message, whose nodes may not change.
+    explicit Relevant_nodes(const zeCorpus_view::Msg& msg);
+
+    bool contain(const zeNode* node) const {
+        return m_table.empty() ? std::find(m_nodes.begin(), m_nodes.end(), node) != m_nodes.end()
+                               : m_table.count(node) != 0;
+    }
+
+private:
+    const std::vector<zeNode*>& m_nodes;
+    hash_set<const zeNode*, zePointer_hash> m_table;  // empty for few nodes
+};
+
+}  // namespace Zandrel
 
 #endif  // ZANDREL_MESSAGES_ZECORPUS_VIEW_H_

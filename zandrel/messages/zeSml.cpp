@@ -1,9 +1,11 @@
 #include "zandrel/messages/zeSml.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/messages/Text_order.h"
 
 zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
     check_clipping_value(clip_value);
@@ -11,6 +13,10 @@ zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
 
 zeSml::zeSml(const zeSml_feeder& feeder, double clip_value) : zeSml(clip_value) {
     feed(feeder);
+}
+
+zeSml::zeSml(zeSml_feeder&& feeder, double clip_value) : zeSml(clip_value) {
+    feed(std::move(feeder));
 }
 
 zeSml::zeSml(const zeSml& source) : zeSml(source, 0.0) {}
@@ -44,19 +50,34 @@ double zeSml::clip_weight(double weight) const noexcept {
 }
 
 void zeSml::feed(const zeSml_feeder& feeder) {
-    const std::size_t old_size = m_concepts.size();
-    m_concepts.reserve(old_size + feeder.m_concepts.size());
-    for (const auto& [added, weight] : feeder.m_concepts) {
-        m_concepts.push_back({added, clip_weight(weight)});
+    append_in_text_order(feeder.m_concepts,
+                         [](const Concept& fed) -> const Concept& { return fed; });
+}
+
+void zeSml::feed(zeSml_feeder&& feeder) {
+    append_in_text_order(feeder.m_concepts, [](Concept& fed) { return std::move(fed); });
+    feeder.clear();
+}
+
+// The total is summed in text order too: sums of doubles depend on theirs, and that of the feeder's
+// table is no order to rely on.
+template <class Weights, class Take>
+void zeSml::append_in_text_order(Weights& weights, const Take& take) {
+    std::vector<Text_key> keys;
+    keys.reserve(weights.size());
+    for (const auto& [fed, weight] : weights) {
+        keys.push_back(text_key(fed, keys.size()));
+    }
+    sort_by_text(keys);
+    const bool was_empty = m_concepts.empty();
+    m_concepts.reserve(m_concepts.size() + weights.size());
+    for (const Text_key& key : keys) {
+        auto& [fed, weight] = weights.begin()[static_cast<std::ptrdiff_t>(key.index)];
+        m_concepts.push_back({take(fed), clip_weight(weight)});
+        m_total_weight += m_concepts.back().m_weight;
     }
     m_is_new = true;
-    // The feeder's table has no order, so the total is summed in text order: sums of doubles
-    // depend on theirs.
-    const auto first_new = m_concepts.begin() + static_cast<std::ptrdiff_t>(old_size);
-    std::sort(first_new, m_concepts.end(), CompareConcepts());
-    std::for_each(first_new, m_concepts.end(),
-                  [this](const Concept_info& entry) { m_total_weight += entry.m_weight; });
-    if (old_size != 0) {
+    if (!was_empty) {
         sort_concepts();
     }
 }

@@ -40,6 +40,8 @@ public:
     explicit zeSml(double clip_value);
     // A bag with the contents of the feeder.
     zeSml(const zeSml_feeder& feeder, double clip_value);
+    // The same; the feeder is empty afterwards.
+    zeSml(zeSml_feeder&& feeder, double clip_value);
     // The clipped copy. Its ceiling is the tighter of the source's and `clip_value`: a copy never
     // loosens one, and 0 tightens nothing.
     zeSml(const zeSml& source, double clip_value);
@@ -56,6 +58,9 @@ public:
     // already keeps them, so a concept can then stand twice.
     // COST: n log n comparisons of text.
     void feed(const zeSml_feeder& feeder);
+    // The same; the feeder is empty afterwards. Moving handles costs no access to their records,
+    // which are all over the memory.
+    void feed(zeSml_feeder&& feeder);
     // Holds all weights under the bag's own ceiling and returns true; does nothing and returns
     // false if `clip_value` is 0 or above the bag's ceiling. The argument only decides whether the
     // pass is made: it is not stored.
@@ -84,6 +89,12 @@ public:
     double m_total_weight = 0.0;  // of the weights as they stand after clipping
     double m_clip_value = 0.0;    // ceiling of one weight; 0 means none
     bool m_is_new = true;         // not stored since it was made or changed
+
+private:
+    // Appends the entries, under this bag's ceiling, and sorts. `take`: makes of the concept of an
+    // entry what is appended.
+    template <class Weights, class Take>
+    void append_in_text_order(Weights& weights, const Take& take);
 };
 
 // Reads one concept as it stands in the stream, without conversion. Made for Generic32.

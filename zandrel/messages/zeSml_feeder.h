@@ -4,7 +4,7 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
-#include "zandrel/foundation/hash_map.h"
+#include "zandrel/messages/Concept_weights.h"
 
 // A table of concepts with the sum of the weights that were added for each. The caller fills it
 // from a text and hands it to a zeSml; `clear` makes it ready for the next text.
@@ -12,8 +12,6 @@
 // Weights are any finite numbers, as a rule how often a concept occurs.
 class ZANDREL_EXPORT zeSml_feeder {
 public:
-    zeSml_feeder() : m_concepts(kInitialBuckets) {}
-
     // Adds the weight to the concept's entry, which starts at 0, and to the total.
     void add_concept(const Concept& added, double weight);
     // Takes a concept out with its whole weight; false, changing nothing, if it is not there.
@@ -23,10 +21,11 @@ public:
     // its own weights.
     void combine(const zeSml_feeder& other);
     // Empties the table and the total; the table's memory stays for the next text.
+    // COST: that of the concepts that are there, whatever were there before.
     void clear();
 
     double m_total_weight = 0.0;  // of all that was added, less the removed
-    hash_map<Concept, double, ConceptHash> m_concepts;
+    Concept_weights m_concepts;
 };
 
 #endif  // ZANDREL_MESSAGES_ZESML_FEEDER_H_

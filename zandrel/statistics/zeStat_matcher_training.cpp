@@ -79,7 +79,7 @@ void zeStat_matcher::delete_cat(zeNode*& cat, bool refeed, bool remove_concepts)
     }
 }
 
-void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
+void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& /*view*/,
                               const zeCorpus_view::const_iterator& entry) {
     const qtPtrLight<zeSml>& bag = msg.active_bag();
     if (bag.IsNull() || !Zandrel::has_finite_weights(msg)) {
@@ -88,12 +88,12 @@ void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& view,
     m_storage->complete();  // the histograms are among what is read late
     const qtPtrLight<zeSml> clipped = zeSml::get_clipped_sml(bag, m_storage->m_clip_value);
     classify_sml(*clipped);
+    const Zandrel::Relevant_nodes relevant(*entry);
     for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
         zeStat_storage::Profile& profile = m_storage->profile(iprofile);
-        const bool is_relevant = view.is_relevant(entry, profile.m_node);
         if (profile.m_num_msgs > 0 && profile.m_num_msgs != m_storage->m_num_msgs) {
             const double score = adjust_match_value(*clipped, iprofile);
-            add_to_histogram(profile, score, msg.weight, is_relevant);
+            add_to_histogram(profile, score, msg.weight, relevant.contain(profile.m_node));
         }
     }
 }

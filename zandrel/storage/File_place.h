@@ -7,15 +7,19 @@
 namespace Zandrel {
 
 // The stream is not buffered by the C library, which would read a page for every seek, be it before
-// a write. The device gathers what is written and reads ahead by itself, in one buffer.
+// a write. The device gathers what is written and reads ahead by itself, in one buffer. After a
+// read `position` is somewhere in the bytes that were read ahead; after a write the gathered bytes
+// are those just before `position`.
 //
-// After a read the stream is behind what was read ahead, and `position` somewhere in it. Else what
-// is buffered belongs in front of `position`, and the stream is in front of that.
+// Bytes are transferred by pread() and pwrite(), which take the place in the file as an argument:
+// a seek then is no system call, but only a new `position`. For example, replacing a record costs
+// two calls instead of four. A pipe has no places; it is read and written through the stream.
 struct File_place {
     enum class Transfer : unsigned char { kNone, kRead, kWrite };
 
     static constexpr long long kUnknown = -1;
 
+    int descriptor = -1;              // for pread() and pwrite(); -1 for a file without places
     long long position = 0;           // of the device, or kUnknown after a failure
     long long size = kUnknown;        // of the file with what is not flushed yet, once it is known
     Transfer last = Transfer::kNone;  // since the last seek or flush; tells what is buffered

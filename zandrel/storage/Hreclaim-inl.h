@@ -97,21 +97,20 @@ template <class F>
 void Hreclaim<F>::AddItem(const qtString& key, const SegBuf& data) {
     const std::uint64_t total = Zandrel::ItemSize(key.size(), data.size);
     const unsigned int slot = GetSlot(total);
-    Offset offset = 0;
-    unsigned int old_length = 0;
-    GetKeyInfo(key, offset, old_length);
-    const bool is_old = offset != 0;
-    const unsigned int old_slot = is_old ? GetSlot(Zandrel::ItemSize(key.size(), old_length)) : 0;
+    // One search serves the look at the old item and the entry of the new one.
+    const auto entry = index.lower_bound(key);
+    const bool is_old = entry != index.end() && entry->first == key;
+    const unsigned int old_slot = is_old ? GetSlotOfItem(key, entry->second) : 0;
     if (is_old && old_slot == slot) {
-        AddAtOffset(key, data, offset);
+        EnterItem(entry, key, data, entry->second);
     } else {
         if (holes[slot].empty()) {
             io.device->RequireRoom(Zandrel::BlockSize(slot));
         }
         if (is_old) {
-            FreeBlock(old_slot, offset);
+            FreeBlock(old_slot, entry->second);
         }
-        PlaceItem(key, data, slot, total);
+        PlaceItem(entry, key, data, slot, total);
     }
     MarkChanged();
 }
@@ -128,14 +127,12 @@ void Hreclaim<F>::RenameItem(const qtString& from, const qtString& to) {
 
 template <class F>
 void Hreclaim<F>::DeleteItem(const qtString& key) {
-    Offset offset = 0;
-    unsigned int data_length = 0;
-    GetKeyInfo(key, offset, data_length);
-    if (offset == 0) {
+    const auto entry = index.find(key);
+    if (entry == index.end()) {
         RaiseKeyError("Key does not exist: ", key);
     }
-    FreeBlock(GetSlot(Zandrel::ItemSize(key.size(), data_length)), offset);
-    index.erase(key);
+    FreeBlock(GetSlotOfItem(key, entry->second), entry->second);
+    index.erase(entry);
     MarkChanged();
 }
 
@@ -233,14 +230,7 @@ void Hreclaim<F>::MarkDeleted602Records() {
 
 template <class F>
 void Hreclaim<F>::AddAtOffset(const qtString& key, const SegBuf& data, Offset offset) {
-    if (offset == 0) {
-        offset = static_cast<Offset>(io.device->SeekEnd());
-    } else {
-        SeekTo(offset);
-    }
-    Zandrel::WriteItem(io, key, data);
-    // Keys that ascend, as those of numbers do, are found no place by a search.
-    index.insert_or_assign(index.end(), key, offset);
+    EnterItem(index.lower_bound(key), key, data, offset);
 }
 
 template <class F>
@@ -251,15 +241,7 @@ void Hreclaim<F>::GetKeyInfo(const qtString& key, Offset& offset, unsigned int& 
     if (found == index.end()) {
         return;
     }
-    SeekTo(found->second);
-    unsigned int tag = 0;
-    unsigned int key_length = 0;
-    io >> tag >> key_length;
-    if (tag != Zandrel::kItemTag || key_length != key.size()) {
-        RaiseKeyError("Key points to invalid item: ", key);
-    }
-    io.device->Seek(static_cast<Position>(found->second + 8 + static_cast<Offset>(key_length)));
-    data_length = io.ReadCount(1);
+    data_length = ReadDataLength(key, found->second);
     offset = found->second;
 }
 
@@ -287,6 +269,11 @@ void Hreclaim<F>::MarkDeleted(unsigned int slot, Offset offset) {
 
 template <class F>
 void Hreclaim<F>::WritePadding(unsigned int byte_count) {
+    static constexpr std::array<char, 4096> kZeros{};
+    if (byte_count <= kZeros.size()) {
+        io.WriteBytes(kZeros.data(), byte_count);
+        return;
+    }
     // At most what the block holds, which is in memory as well.
     const std::vector<char> zeros(byte_count);
     io.WriteBytes(zeros.data(), byte_count);
@@ -451,16 +438,49 @@ void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
     throw qtX<AbstractHreclaim>(kWrongKey, qtString(what).append(key.view()), {FileName(), key});
 }
 
-// Writes a new item into the block of its slot that was freed last, or else to the end. A used
-// block keeps the bytes behind the item.
+// The data length of the item at an offset. The text of the key in the file is not compared.
 template <class F>
-void Hreclaim<F>::PlaceItem(const qtString& key, const SegBuf& data, unsigned int slot,
-                            std::uint64_t total) {
+unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
+    SeekTo(offset);
+    unsigned int tag = 0;
+    unsigned int key_length = 0;
+    io >> tag >> key_length;
+    if (tag != Zandrel::kItemTag || key_length != key.size()) {
+        RaiseKeyError("Key points to invalid item: ", key);
+    }
+    io.device->Seek(static_cast<Position>(offset + 8 + static_cast<Offset>(key_length)));
+    return io.ReadCount(1);
+}
+
+template <class F>
+unsigned int Hreclaim<F>::GetSlotOfItem(const qtString& key, Offset offset) {
+    return GetSlot(Zandrel::ItemSize(key.size(), ReadDataLength(key, offset)));
+}
+
+// Does as AddAtOffset. `entry` is the key's entry in the index or, if there is none, the one before
+// which it belongs.
+template <class F>
+void Hreclaim<F>::EnterItem(Index_entry entry, const qtString& key, const SegBuf& data,
+                            Offset offset) {
+    if (offset == 0) {
+        offset = static_cast<Offset>(io.device->SeekEnd());
+    } else {
+        SeekTo(offset);
+    }
+    Zandrel::WriteItem(io, key, data);
+    index.insert_or_assign(entry, key, offset);
+}
+
+// Writes a new item into the block of its slot that was freed last, or else to the end. A used
+// block keeps the bytes behind the item.  `entry`: as for EnterItem.
+template <class F>
+void Hreclaim<F>::PlaceItem(Index_entry entry, const qtString& key, const SegBuf& data,
+                            unsigned int slot, std::uint64_t total) {
     if (!holes[slot].empty()) {
-        AddAtOffset(key, data, GetHole(slot));
+        EnterItem(entry, key, data, GetHole(slot));
         return;
     }
-    AddAtOffset(key, data, 0);
+    EnterItem(entry, key, data, 0);
     WritePadding(Zandrel::BlockSize(slot) - static_cast<unsigned int>(total));
 }
 

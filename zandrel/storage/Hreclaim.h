@@ -109,6 +109,8 @@ public:
 private:
     using Position = std::make_signed_t<Offset>;
 
+    using Index_entry = typename std::map<qtString, Offset>::iterator;
+
     struct Index_place;  // where the next index block goes
 
     void SeekTo(Offset offset) { io.device->Seek(static_cast<Position>(offset)); }
@@ -123,7 +125,11 @@ private:
     [[noreturn]] void RaiseReadError() const;
     [[noreturn]] void RaiseKeyError(const char* what, const qtString& key) const;
     void RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed);
-    void PlaceItem(const qtString& key, const SegBuf& data, unsigned int slot, std::uint64_t total);
+    unsigned int ReadDataLength(const qtString& key, Offset offset);
+    unsigned int GetSlotOfItem(const qtString& key, Offset offset);
+    void EnterItem(Index_entry entry, const qtString& key, const SegBuf& data, Offset offset);
+    void PlaceItem(Index_entry entry, const qtString& key, const SegBuf& data, unsigned int slot,
+                   std::uint64_t total);
     void FreeBlock(unsigned int slot, Offset offset);
     void MarkChanged();
     Index_place PlaceIndex();

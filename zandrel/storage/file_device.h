@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <sys/types.h>
+#include <unistd.h>
 #include <utility>
 
 #include "zandrel/foundation/qtString.h"
@@ -42,6 +44,9 @@ public:
             HioErr::Raise(HioErr::kOpenFailed, "Cannot open file: " + m_device.name, m_device.name);
         }
         std::setvbuf(m_device.file, nullptr, _IONBF, 0);
+        if (Calls::Seek(m_device.file, 0, SEEK_CUR) == 0) {
+            m_place.descriptor = fileno(m_device.file);
+        }
         m_device.read_only = mode == 'r';
         m_place.size = mode == 'w' ? 0 : File_place::kUnknown;
     }
@@ -74,6 +79,11 @@ public:
                 return m_place.size;
             }
             Flush();
+            if (HasPlaces() && m_place.size != File_place::kUnknown) {
+                ForgetBuffer();
+                m_place.position = m_place.size;
+                return m_place.size;
+            }
         }
         if (m_device.file == nullptr || !MoveTo(0, SEEK_END) || !TakeEnd()) {
             HioErr::Raise(HioErr::kBadOffset, "SeekEnd error in file " + m_device.name,
@@ -87,6 +97,7 @@ public:
         if (m_place.last == File_place::Transfer::kWrite) {
             Flush();
         }
+        static_cast<void>(Tell());  // so that the position is known, if the file has any
         m_place.last = File_place::Transfer::kRead;
         while (byte_count > 0) {
             const bool is_buffered = m_place.taken < m_place.filled || byte_count < NextReadAhead();
@@ -244,8 +255,14 @@ private:
         return ReadStream(bytes, std::min(byte_count, Calls::kLargestPiece));
     }
 
-    // Reads less at the end of the file, which the stream forgets again.
+    // Reads on behind what was read ahead, where the device is. Reads less at the end of the file,
+    // which the stream forgets again.
     unsigned int ReadStream(char* bytes, unsigned int byte_count) {
+        if (HasPlaces()) {
+            const ssize_t done =
+                pread(m_place.descriptor, bytes, byte_count, static_cast<off_t>(m_place.position));
+            return done < 0 ? 0 : static_cast<unsigned int>(done);
+        }
         const std::size_t done = std::fread(bytes, 1, byte_count, m_device.file);
         if (done != byte_count) {
             std::clearerr(m_device.file);
@@ -271,14 +288,33 @@ private:
     bool WriteGathered() noexcept {
         const unsigned int byte_count = std::exchange(m_place.filled, 0U);
         return byte_count == 0 ||
-               std::fwrite(m_place.buffer.data(), 1, byte_count, m_device.file) == byte_count;
+               WriteStream(m_place.buffer.data(), byte_count, m_place.position - byte_count);
+    }
+
+    // Writes to `position`, or where the stream of a file without places is. Returns whether all of
+    // it was written.
+    bool WriteStream(const char* bytes, unsigned int byte_count, long long position) noexcept {
+        if (!HasPlaces()) {
+            return std::fwrite(bytes, 1, byte_count, m_device.file) == byte_count;
+        }
+        while (byte_count > 0) {  // A disk that is nearly full takes a part at first.
+            const ssize_t done =
+                pwrite(m_place.descriptor, bytes, byte_count, static_cast<off_t>(position));
+            if (done <= 0) {
+                return false;
+            }
+            bytes += done;
+            byte_count -= static_cast<unsigned int>(done);
+            position += done;
+        }
+        return true;
     }
 
     // Writes what is too much to be gathered, and leaves the rest.
     void WriteThrough(const char*& bytes, unsigned int& byte_count) {
         while (byte_count > kBufferBytes) {
             const unsigned int piece = std::min(byte_count, Calls::kLargestPiece);
-            if (std::fwrite(bytes, 1, piece, m_device.file) != piece) {
+            if (!WriteStream(bytes, piece, m_place.position)) {
                 FailWrite();
             }
             bytes += piece;
@@ -297,8 +333,13 @@ private:
         }
     }
 
+    bool HasPlaces() const noexcept { return m_place.descriptor >= 0; }
+
+    // A place in the file needs no call. Whether there can be one behind its end, the system knows.
     bool MoveTo(long long position, int origin) {
-        if (Calls::Seek(m_device.file, position, origin) != 0) {
+        const bool is_inside =
+            HasPlaces() && origin == SEEK_SET && position >= 0 && position <= m_place.size;
+        if (!is_inside && Calls::Seek(m_device.file, position, origin) != 0) {
             return false;
         }
         ForgetBuffer();

@@ -1,0 +1,51 @@
+// tree_edits: the edits of a tree, as the command line and the lines of a file give them.
+#ifndef ZANDREL_CLI_COMMANDS_TREE_EDITS_H_
+#define ZANDREL_CLI_COMMANDS_TREE_EDITS_H_
+
+#include <functional>
+#include <span>
+#include <string>
+
+class zeManager;
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+// What an edit is given, apart from the container.
+struct Edit_words {
+    std::string path;
+    std::string target;  // the new name or the new parent
+    std::string type;
+    std::string rule;
+    double threshold = 0.0;
+    bool is_scored = false;  // one of these two at most
+    bool is_not_scored = false;
+    std::string note1;
+    std::string note2;
+    bool keeps_concepts = false;
+    bool may_forget = false;
+};
+
+// Changes a container. RAISES: see Kc_tree.h.
+using Tree_edit = std::function<void(zeManager& manager)>;
+
+// One of the edits add, set, move, rename and delete.
+struct Edit_kind {
+    const char* name;
+    const char* description;
+    const char* notes;    // for the help; may be empty
+    const char* example;  // likewise, a whole command
+    // Adds the positions and options. BORROWS: `words`, which must outlive `command`.
+    void (*add_words)(CLI::App& command, Edit_words& words);
+    // The edit of the words that `command` has parsed. RAISES: Usage_error.
+    Tree_edit (*make)(const CLI::App& command, const Edit_words& words);
+};
+
+std::span<const Edit_kind> edit_kinds();
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_TREE_EDITS_H_

@@ -1,0 +1,36 @@
+// How an analysis adds the concepts of its tokens to a feeder.
+#ifndef ZANDREL_CLI_TEXT_FEED_TEXTS_H_
+#define ZANDREL_CLI_TEXT_FEED_TEXTS_H_
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/messages/zeSml_feeder.h"
+
+namespace cli {
+
+// Adds the concepts of the texts `text_of(0)` to `text_of(count - 1)` with weight 1 each. It looks
+// them up many at a time, since most look-ups wait for the memory.
+template <class Text_of>
+void feed_texts(std::size_t count, const Text_of& text_of, zeSml_feeder& feeder) {
+    constexpr std::size_t kBatch = 64;
+    std::array<std::string_view, kBatch> texts;
+    std::array<Concept, kBatch> concepts;
+    for (std::size_t begin = 0; begin < count; begin += kBatch) {
+        const std::size_t size = std::min(kBatch, count - begin);
+        for (std::size_t i = 0; i < size; ++i) {
+            texts[i] = text_of(begin + i);
+        }
+        Concept::insert_views({texts.data(), size}, concepts.data());
+        for (std::size_t i = 0; i < size; ++i) {
+            feeder.add_concept(concepts[i], 1.0);
+        }
+    }
+}
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_FEED_TEXTS_H_

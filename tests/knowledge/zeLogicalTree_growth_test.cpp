@@ -1,0 +1,260 @@
+// What edits and look-ups cost in large trees, and that the indexes behind them find what a search
+// finds.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zandrel/storage/Hio.h"
+
+#include "tests/support/expect_qtx.h"
+#include "tests/support/growth.h"
+#include "tests/support/logical_tree.h"
+
+namespace {
+
+std::string category_name(int i) {
+    return "category " + std::to_string(i);
+}
+
+// A statistical root with so many leaves.
+struct Flat_container : Edited_container {
+    explicit Flat_container(int count) {
+        root = Root(ZE_STAT);
+        for (int i = 0; i < count; ++i) {
+            leaves.push_back(Add(root, category_name(i)));
+        }
+    }
+
+    void Rename(unsigned int id, const std::string& name) {
+        zeLogicalNode node = Copy(id);
+        node.category = term(name);
+        tree.ChangeLogicalNode(node);
+    }
+
+    unsigned int root = 0;
+    std::vector<unsigned int> leaves;
+};
+
+TEST(zeLogicalTreeGrowthTest, AddingLeavesBelowOneNode) {
+    ExpectNoSquareGrowth(4000, [](int n) { const Flat_container kc(n); });
+}
+
+TEST(zeLogicalTreeGrowthTest, AddingChildrenBelowOneRuleNode) {
+    ExpectNoSquareGrowth(2000, [](int n) {
+        Edited_container kc;
+        const unsigned int root = kc.Root(ZE_RULE);
+        for (int i = 0; i < n; ++i) {
+            kc.Add(root, category_name(i), kAboveOne);
+        }
+    });
+}
+
+TEST(zeLogicalTreeGrowthTest, AddingLeavesWithNamesOfTheirOwn) {
+    ExpectNoSquareGrowth(4000, [](int n) {
+        Edited_container kc;
+        kc.manager.m_compat55 = true;
+        const unsigned int root = kc.Root(ZE_STAT);
+        for (int i = 0; i < n; ++i) {
+            kc.Add(root, category_name(i));
+        }
+    });
+}
+
+TEST(zeLogicalTreeGrowthTest, AddingOneCategoryToEachOfManyClassifiers) {
+    ExpectNoSquareGrowth(300, [](int n) {
+        Edited_container kc;
+        const unsigned int root = kc.Root(ZE_STAT);
+        for (int i = 0; i < n; ++i) {
+            kc.Add(kc.Add(root, category_name(i), "", ZE_STAT), "other");
+        }
+    });
+}
+
+TEST(zeLogicalTreeGrowthTest, RenamingEachLeaf) {
+    ExpectNoSquareGrowth(4000, [](int n) {
+        Flat_container kc(n);
+        for (const unsigned int leaf : kc.leaves) {
+            kc.Rename(leaf, "new " + std::to_string(leaf));
+        }
+    });
+}
+
+TEST(zeLogicalTreeGrowthTest, FindingEachLeafByItsPath) {
+    ExpectNoSquareGrowth(4000, [](int n) {
+        const Flat_container kc(n);
+        for (int i = 0; i < n; ++i) {
+            EXPECT_NE(kc.tree.FindNodeByPath(qtString("root/" + category_name(i))).id, 0U);
+        }
+    });
+}
+
+TEST(zeLogicalTreeGrowthTest, MovingEachLeafBelowAnotherOfItsClassifier) {
+    ExpectNoSquareGrowth(2000, [](int n) {
+        Flat_container kc(n);
+        for (std::size_t i = 1; i < kc.leaves.size(); ++i) {
+            kc.tree.MoveLogicalNode(kc.leaves[i], kc.leaves[0]);
+        }
+    });
+}
+
+// Each removal of a category of a statistical classifier selects its features anew, which a
+// classifier with rules does not.
+TEST(zeLogicalTreeGrowthTest, DeletingEachChildOfOneRuleNode) {
+    ExpectNoSquareGrowth(2000, [](int n) {
+        Edited_container kc;
+        const unsigned int root = kc.Root(ZE_RULE);
+        for (int i = 0; i < n; ++i) {
+            kc.Add(root, category_name(i), kAboveOne);
+        }
+        for (int i = 0; i < n; ++i) {
+            kc.tree.DelLogicalNode(root + 1 + static_cast<unsigned int>(i), true);
+        }
+    });
+}
+
+TEST(zeLogicalTreeGrowthTest, DeletingOneOfManyLeaves) {
+    ExpectNoSquareGrowth(4000, [](int n) {
+        Flat_container kc(n);
+        for (std::size_t i = 0; i < 4; ++i) {
+            kc.tree.DelLogicalNode(kc.leaves[i], true);
+        }
+    });
+}
+
+// The indexes.
+
+class zeLogicalTreeIndexTest : public testing::Test {
+protected:
+    // The children of the root that a search finds for these names.
+    void ExpectLikeSearch(int name_count) {
+        const std::vector<unsigned int>& children = kc.Node(kc.root).children;
+        for (int i = 0; i < name_count; ++i) {
+            const auto found = std::find_if(children.begin(), children.end(), [&](unsigned int id) {
+                return kc.Node(id).name == term(category_name(i));
+            });
+            ASSERT_EQ(kc.tree.FindNodeByPath(qtString("root/" + category_name(i))).id,
+                      found == children.end() ? 0 : *found);
+        }
+        for (std::size_t i = 0; i < children.size(); ++i) {
+            zeNode* const physical = kc.Physical(children[i]);
+            ASSERT_EQ(kc.tree.FindChild(kc.Node(kc.root), physical), static_cast<int>(i));
+            const std::vector<zeNode*>& listed = kc.Physical(kc.root)->m_children;
+            const auto place = std::find(listed.begin(), listed.end(), physical);
+            ASSERT_EQ(kc.Physical(kc.root)->find_child(physical), place - listed.begin());
+        }
+    }
+
+    Flat_container kc{30};
+};
+
+TEST_F(zeLogicalTreeIndexTest, RandomEditsAreFollowed) {
+    constexpr int kNames = 60;
+    std::mt19937 random(7);
+    const auto below = [&random](std::size_t n) { return static_cast<int>(random() % n); };
+    const unsigned int group = kc.Add(kc.root, "group", "", ZE_STAT);
+    kc.Add(group, "first");
+    for (int step = 0; step < 400; ++step) {
+        const std::vector<unsigned int> children = kc.Node(kc.root).children;
+        const unsigned int child = children[static_cast<std::size_t>(below(children.size()))];
+        const std::string name = category_name(below(kNames));
+        try {
+            switch (child == group ? 0 : below(4)) {
+                case 0:
+                    kc.Add(kc.root, name);
+                    break;
+                case 1:
+                    kc.Rename(child, name);
+                    break;
+                case 2:
+                    kc.tree.DelLogicalNode(child, true);
+                    break;
+                default:
+                    kc.tree.MoveLogicalNode(child, group);
+                    break;
+            }
+        } catch (const qtX<zeLogicalTree>&) {
+            // The name is taken: that is a result too, which the search below confirms.
+        }
+        ASSERT_NO_FATAL_FAILURE(ExpectLikeSearch(kNames));
+    }
+    ExpectSound(kc.manager);
+}
+
+TEST_F(zeLogicalTreeIndexTest, NamesChangedByHandAreFound) {
+    ExpectLikeSearch(31);
+    kc.tree.GetNodePtr(kc.leaves[3])->name = term("by hand");
+
+    EXPECT_EQ(kc.tree.FindNodeByPath("root/by hand").id, kc.leaves[3]);
+    EXPECT_EQ(kc.tree.FindNodeByPath("root/category 3").id, 0U);
+}
+
+TEST_F(zeLogicalTreeIndexTest, TheFirstOfSeveralChildrenWithOneNameIsFound) {
+    ExpectLikeSearch(31);
+    const unsigned int desk = kc.Add(kc.root, "desk", "", ZE_STAT);
+    kc.Add(desk, "category 5");
+    zeNode* physical = kc.Physical(desk);
+
+    // Its child becomes one of the root, which has a category 5.
+    kc.tree.KCE_Delete(physical);
+
+    EXPECT_EQ(kc.tree.FindNodeByPath("root/category 5").id, kc.leaves[5]);
+    EXPECT_EQ(kc.Node(kc.root).children.size(), 31U);
+}
+
+TEST_F(zeLogicalTreeIndexTest, ChildrenLinkedByHandAreFound) {
+    ExpectLikeSearch(31);
+    zeNode* const root = kc.Physical(kc.root);
+    zeNode* const strange = kc.manager.m_physical_tree->MakeNode(term("strange"), ZE_LEAF, 0, 0.0);
+    root->m_children.push_back(strange);
+
+    EXPECT_EQ(root->find_child(strange), 30);
+    EXPECT_FALSE(root->add_child(strange));
+    EXPECT_TRUE(root->remove_child(strange));
+    EXPECT_EQ(root->find_child(strange), -1);
+}
+
+// An inner node has its name in its classifier as a leaf has, on whatever way it came there.
+TEST_F(zeLogicalTreeIndexTest, NamesOfInnerNodesAreTaken) {
+    const auto expect_taken = [this](const std::string& name, bool is_taken) {
+        const zeLogicalNode node = node_to_add(kc.root, name);
+        if (is_taken) {
+            EXPECT_QTX(kc.tree.VerifyAdd(node), zeLogicalTree, 2,
+                       (name + " : Category name already in use under the current Principal node")
+                           .c_str());
+        } else {
+            EXPECT_NO_THROW(kc.tree.VerifyAdd(node));
+        }
+    };
+
+    const unsigned int desk = kc.Add(kc.root, "desk", "", ZE_STAT);
+    expect_taken("desk", true);
+    kc.Rename(desk, "office");
+    expect_taken("desk", false);
+    expect_taken("office", true);
+
+    zeLogicalNode leaf = kc.Copy(kc.leaves[0]);
+    leaf.type = ZE_STAT;
+    kc.tree.ChangeLogicalNode(leaf);
+    expect_taken("category 0", true);
+    leaf.type = ZE_LEAF;
+    kc.tree.ChangeLogicalNode(leaf);
+    expect_taken("category 0", true);
+
+    kc.tree.DelLogicalNode(desk, true);
+    expect_taken("office", false);
+}
+
+TEST_F(zeLogicalTreeIndexTest, NameInAnotherClassifierIsFree) {
+    const unsigned int desk = kc.Add(kc.root, "desk", "", ZE_STAT);
+    for (const char* const name : {"category 1", "root", "desk"}) {
+        EXPECT_NE(kc.Add(desk, name), 0U);
+    }
+    ExpectSound(kc.manager);
+}
+
+}  // namespace

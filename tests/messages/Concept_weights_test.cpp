@@ -1,0 +1,113 @@
+#include "zandrel/messages/Concept_weights.h"
+
+#include <cstddef>
+#include <map>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/bags.h"
+
+namespace {
+
+using Model = std::map<std::string, double>;
+
+Concept numbered(std::size_t number) {
+    return Concept::insert("weighted " + std::to_string(number));
+}
+
+Model contents(const Concept_weights& weights) {
+    Model model;
+    for (const auto& [each, weight] : weights) {
+        EXPECT_TRUE(model.emplace(each.view(), weight).second) << each.view();
+        EXPECT_EQ(weights.at(each), weight);
+    }
+    EXPECT_EQ(model.size(), weights.size());
+    return model;
+}
+
+TEST(ConceptWeightsTest, NewEntryHasWeightZero) {
+    Concept_weights weights;
+
+    EXPECT_EQ(weights[term("goal")], 0.0);
+    EXPECT_EQ(weights.size(), 1U);
+}
+
+TEST(ConceptWeightsTest, AbsentConceptIsNotFound) {
+    Concept_weights weights;
+    weights[term("goal")] = 2.0;
+
+    EXPECT_EQ(weights.find(term("match")), weights.end());
+    EXPECT_THROW(weights.at(term("match")), std::out_of_range);
+    EXPECT_EQ(weights.at(term("goal")), 2.0);
+}
+
+TEST(ConceptWeightsTest, EntriesAreInTheOrderOfAdding) {
+    Concept_weights weights;
+    for (std::size_t i = 0; i < 1000; ++i) {
+        weights[numbered(i)] = static_cast<double>(i);
+    }
+
+    std::size_t next = 0;
+    for (const auto& [each, weight] : weights) {
+        ASSERT_EQ(each, numbered(next));
+        ASSERT_EQ(weight, static_cast<double>(next));
+        ++next;
+    }
+}
+
+TEST(ConceptWeightsTest, EntriesBeforeClearAreNotFound) {
+    Concept_weights weights;
+    for (std::size_t i = 0; i < 1000; ++i) {
+        weights[numbered(i)] = 1.0;
+    }
+
+    weights.clear();
+    EXPECT_TRUE(weights.empty());
+    weights[numbered(7)] += 2.0;
+
+    EXPECT_EQ(contents(weights), (Model{{"weighted 7", 2.0}}));
+}
+
+TEST(ConceptWeightsTest, ClearedEntriesLetTheirConceptsGo) {
+    const std::size_t before = Concept::dictionary_size();
+    Concept_weights weights;
+    weights[term("known to this table only")] = 1.0;
+    EXPECT_EQ(Concept::dictionary_size(), before + 1);
+
+    weights.clear();
+
+    EXPECT_EQ(Concept::dictionary_size(), before);
+}
+
+// Copies and fillings of different sizes, erased entries and larger tables, against a std::map.
+TEST(ConceptWeightsTest, RandomFillingsAgreeWithAnotherTable) {
+    std::mt19937 random(13);
+    Concept_weights weights;
+    for (int filling = 0; filling < 200; ++filling) {
+        Model model;
+        const std::size_t most = filling % 10 == 0 ? 3000 : 100;
+        for (std::size_t step = random() % most; step > 0; --step) {
+            const Concept drawn = numbered(random() % most);
+            const std::string text(drawn.view());
+            if (random() % 4 != 0) {
+                weights[drawn] += 1.5;
+                model[text] += 1.5;
+            } else if (const auto entry = weights.find(drawn); entry != weights.end()) {
+                weights.erase(entry);
+                ASSERT_EQ(model.erase(text), 1U);
+            }
+            if (random() % 500 == 0) {
+                weights.rehash(random() % 2000);
+            }
+        }
+        ASSERT_EQ(contents(weights), model) << filling;
+        const Concept_weights copy = weights;
+        weights.clear();
+        ASSERT_EQ(contents(copy), model) << filling;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,62 @@
+#include "zandrel/foundation/Concept_arena.h"
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+Concept_arena::Block Concept_arena::allocate(std::size_t size) {
+    const std::size_t units = units_of(size);
+    if (units > kMostUnits) {
+        return allocate_large(size);
+    }
+    Block& last = m_released[units];
+    if (last == kNone) {
+        return cut(units);
+    }
+    const Block block = last;
+    std::memcpy(&last, address(block), sizeof last);
+    return block;
+}
+
+void Concept_arena::release(Block block, std::size_t size) noexcept {
+    if ((block & kLarge) != 0) {
+        m_large[block & ~kLarge].reset();
+        m_released_large.push_back(block);
+        return;
+    }
+    Block& last = m_released[units_of(size)];
+    std::memcpy(address(block), &last, sizeof last);
+    last = block;
+}
+
+// What is left of a chunk that is too short for a block is lost: 252 bytes of 262,144 at most.
+Concept_arena::Block Concept_arena::cut(std::size_t units) {
+    if (m_next_unit + units > kUnitsOfChunk) {
+        if (m_chunks.size() == kLarge / kUnitsOfChunk) {
+            return allocate_large(units * kUnit);
+        }
+        m_chunks.push_back(
+            std::make_unique_for_overwrite<std::byte[]>(kUnit * std::size_t{kUnitsOfChunk}));
+        m_next_unit = 0;
+    }
+    const auto chunk = static_cast<std::uint32_t>(m_chunks.size() - 1);
+    const Block block = chunk * kUnitsOfChunk + m_next_unit;
+    m_next_unit += static_cast<std::uint32_t>(units);
+    return block;
+}
+
+Concept_arena::Block Concept_arena::allocate_large(std::size_t size) {
+    auto bytes = std::make_unique_for_overwrite<std::byte[]>(size);
+    if (m_released_large.empty()) {
+        if (m_large.size() == (kNone & ~kLarge)) {
+            throw std::bad_alloc();
+        }
+        m_large.push_back(nullptr);
+        m_released_large.reserve(m_large.capacity());
+        m_released_large.push_back(kLarge | static_cast<Block>(m_large.size() - 1));
+    }
+    const Block block = m_released_large.back();
+    m_released_large.pop_back();
+    m_large[block & ~kLarge] = std::move(bytes);
+    return block;
+}

@@ -1,0 +1,100 @@
+// Concept_weights: the table in which a feeder sums the weights of concepts.
+#ifndef ZANDREL_MESSAGES_CONCEPT_WEIGHTS_H_
+#define ZANDREL_MESSAGES_CONCEPT_WEIGHTS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "zandrel/export.h"
+#include "zandrel/foundation/Concept.h"
+
+// A hash table from concept to weight that one text after another fills, with the operations of
+// std::unordered_map that it needs.
+//
+// The entries are in a dense array, in the order in which they were added, until an erased entry
+// gives its place to the last one. A table of slots finds them: a slot has the number of an entry,
+// and the number of the filling that it belongs to. `clear` begins the next filling, which makes
+// all slots free without touching them, and uses as many slots as the last filling needed. So a
+// text costs what it contains, even after a text of a million concepts.
+//
+// An iterator is valid until an entry is added or erased. The order is that of a history, so it
+// must not reach a result.
+class ZANDREL_EXPORT Concept_weights {
+public:
+    using value_type = std::pair<Concept, double>;  // the concept of an entry must not be changed
+    using iterator = std::vector<value_type>::iterator;
+    using const_iterator = std::vector<value_type>::const_iterator;
+
+    Concept_weights() : m_slots(kFewestSlots), m_slot_count(kFewestSlots) {}
+
+    bool empty() const noexcept { return m_entries.empty(); }
+
+    std::size_t size() const noexcept { return m_entries.size(); }
+
+    iterator begin() noexcept { return m_entries.begin(); }
+
+    const_iterator begin() const noexcept { return m_entries.begin(); }
+
+    iterator end() noexcept { return m_entries.end(); }
+
+    const_iterator end() const noexcept { return m_entries.end(); }
+
+    iterator find(const Concept& wanted) noexcept;
+    const_iterator find(const Concept& wanted) const noexcept;
+
+    // RAISES: std::out_of_range for a concept that is not there.
+    double at(const Concept& wanted) const;
+
+    // Returns the weight of the concept, whose entry is made with weight 0 if it is not there.
+    // RAISES: std::bad_alloc; std::length_error for more than 4,294,967,295 entries.
+    double& operator[](const Concept& wanted) {
+        const std::size_t slot = slot_of(wanted);
+        if (is_used(slot)) {
+            return m_entries[m_slots[slot].entry].second;
+        }
+        return add(wanted, slot);
+    }
+
+    void erase(const_iterator erased) noexcept;
+    void clear() noexcept;
+    // Uses so many slots at least.
+    void rehash(std::size_t slot_count);
+
+private:
+    struct Slot {
+        std::uint32_t filling = 0;  // the slot is used if it has the number of the present filling
+        std::uint32_t entry = 0;
+    };
+
+    static constexpr std::size_t kFewestSlots = 128;  // a power of two, as all counts of slots
+
+    bool is_used(std::size_t slot) const noexcept { return m_slots[slot].filling == m_filling; }
+
+    std::size_t next(std::size_t slot) const noexcept { return (slot + 1) & (m_slot_count - 1); }
+
+    std::size_t home(const Concept& of) const noexcept { return of.hash() & (m_slot_count - 1); }
+
+    // Returns the slot of a concept, or the free one where the search has ended.
+    std::size_t slot_of(const Concept& wanted) const noexcept {
+        std::size_t slot = home(wanted);
+        while (is_used(slot) && m_entries[m_slots[slot].entry].first != wanted) {
+            slot = next(slot);
+        }
+        return slot;
+    }
+
+    double& add(const Concept& added, std::size_t slot);
+    void close_gap(std::size_t gap) noexcept;
+    void begin_filling() noexcept;
+    void enter_all() noexcept;
+
+    std::vector<value_type> m_entries;
+    std::vector<Slot> m_slots;
+    std::size_t
+        m_slot_count;  // the first so many of `m_slots` are in use: twice the entries at least
+    std::uint32_t m_filling = 1;
+};
+
+#endif  // ZANDREL_MESSAGES_CONCEPT_WEIGHTS_H_

@@ -1,0 +1,29 @@
+// The sort of concepts by text.
+#ifndef ZANDREL_MESSAGES_TEXT_ORDER_H_
+#define ZANDREL_MESSAGES_TEXT_ORDER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "zandrel/foundation/Concept.h"
+
+// One concept of a list that is to be sorted.
+struct Text_key {
+    std::uint64_t first_bytes;  // of the text, the first one in the highest bits; 0 behind its end
+    const Concept* from;        // BORROWS: of the list
+    std::size_t index;          // in the list
+};
+
+// Returns the first eight bytes of a text as a number that is smaller for a lesser text.
+std::uint64_t first_bytes(std::string_view text) noexcept;
+
+inline Text_key text_key(const Concept& from, std::size_t index) noexcept {
+    return {first_bytes(from.view()), &from, index};
+}
+
+// Sorts by text, as Concept::operator< does. Equal concepts have no particular order.
+void sort_by_text(std::vector<Text_key>& keys);
+
+#endif  // ZANDREL_MESSAGES_TEXT_ORDER_H_
