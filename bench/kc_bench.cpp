@@ -30,8 +30,8 @@ constexpr std::size_t kVocabulary = 100000;
 constexpr std::size_t kLabels = 20;
 constexpr std::size_t kMessages = 10000;
 // Of the curve over sizes: the messages, and ten times as many words.
-constexpr std::int64_t kLeastMessages = 1000;
-constexpr std::int64_t kMostMessages = 64000;
+constexpr std::int64_t kLeastMessages = 1024;
+constexpr std::int64_t kMostMessages = 65536;
 
 enum Form : std::int64_t { kFull = 0, kCompact = 1 };
 

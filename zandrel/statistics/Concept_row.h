@@ -29,9 +29,15 @@ namespace Zandrel {
 // BORROWS: the concepts that are added.
 class Concept_row {
 public:
-    void reserve(std::size_t count) { m_places.reserve(count); }
+    void reserve(std::size_t count) {
+        m_places.reserve(count);
+        m_concepts.reserve(count);
+    }
 
-    void add(const Concept& next) { m_places.push_back({text_prefix(next.view()), &next}); }
+    void add(const Concept& next) {
+        m_places.push_back({text_prefix(next.view()), next.view()});
+        m_concepts.push_back(&next);
+    }
 
     // Begins another list.
     void rewind() noexcept { m_next = 0; }
@@ -42,21 +48,21 @@ public:
         const std::uint64_t prefix = text_prefix(text);
         const std::size_t found = first_not_less(prefix, text);
         if (found < m_places.size() && m_places[found].prefix == prefix &&
-            m_places[found].entered->view() == text) {
+            m_places[found].text == text) {
             m_next = found + 1;
-            return *m_places[found].entered;
+            return *m_concepts[found];
         }
         return Concept::insert_view(text);
     }
 
 private:
     struct Place {
-        std::uint64_t prefix;  // of the text, so that the text is seldom looked at
-        const Concept* entered;
+        std::uint64_t prefix;   // of the text, so that the text is seldom looked at
+        std::string_view text;  // of the concept, which need not be looked at
     };
 
     static bool is_less(const Place& place, std::uint64_t prefix, std::string_view text) noexcept {
-        return place.prefix != prefix ? place.prefix < prefix : place.entered->view() < text;
+        return place.prefix != prefix ? place.prefix < prefix : place.text < text;
     }
 
     std::size_t first_not_less(std::uint64_t prefix, std::string_view text) const noexcept {
@@ -78,6 +84,7 @@ private:
     }
 
     std::vector<Place> m_places;
+    std::vector<const Concept*> m_concepts;  // of the places
     std::size_t m_next = 0;
 };
 

@@ -167,6 +167,7 @@ void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row&
     Zandrel::Record_reader reader(io);
     unsigned int left = reader.Count(kLeastConceptInfoSize);
     make_room(m_concept_infos, left);
+    Concept::reserve(left);
     row.reserve(left);
     for (; left > 0; --left) {
         const auto entry = m_concept_infos.try_emplace(Concept::insert_view(reader.Text())).first;
