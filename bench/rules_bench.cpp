@@ -184,9 +184,9 @@ struct Bound_key {
     double* number;
 };
 
-// How a message's pairs come into muParser's variables before each evaluation. A rule looks each
-// of its keys up and reads its text wherever the key stands; here each key is read once, however
-// often it stands in the expression.
+// How a message's pairs come into muParser's variables before each evaluation: each key is read
+// once, however often it is in the expression, as a rule does. A message keeps the numbers of short
+// texts for further evaluations, which we do not do here.
 enum class Binding { kTexts, kPairs };
 
 template <Binding binding>

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeMsg.h"
 
@@ -566,4 +567,57 @@ TEST(MatchExpTest, AllocatesNothingWhileEvaluating) {
     tree->eval(info);
 
     EXPECT_EQ(meter.bytes(), 0U);
+}
+
+TEST(MatchExpTest, NumberOfAKeyIsReadOnceInAnEvaluation) {
+    zeMsg msg;
+    msg.add_value("a", mlMessageConverter::kString, "1");
+    const std::unique_ptr<MatchExp> rule(RuleParser::ExpressionToNumericMatcher("$a(n) + $a(n)"));
+    Key_numbers keys;
+    DocInfo evaluation{&msg, 0.0, &keys};
+    EXPECT_EQ(rule->eval(evaluation).number, 2.0);
+
+    msg.add_value("a", mlMessageConverter::kString, "5");
+
+    EXPECT_EQ(rule->eval(evaluation).number, 2.0);
+    DocInfo without_numbers{&msg, 0.0};
+    EXPECT_EQ(rule->eval(without_numbers).number, 10.0);
+}
+
+// 1 - 2 - 3 - ... - n, and each of its parts: the values are 1 - (2 + ... + k).
+TEST(MatchExpTest, LongChainsAndTheirPartsAreComputedFromTheLeft) {
+    zeMsg msg;
+    msg.add_value("one", mlMessageConverter::kString, "1");
+    std::string text = "$one(n)";
+    for (int i = 2; i <= 60; ++i) {
+        text += " - " + std::to_string(i);
+    }
+    const std::unique_ptr<MatchExp> rule(RuleParser::ExpressionToNumericMatcher(qtString(text)));
+    DocInfo info{&msg, 0.0};
+
+    const MatchExp* part = rule.get();
+    for (int last = 60; last >= 2; --last) {
+        SCOPED_TRACE(last);
+        EXPECT_EQ(part->eval_number(info), 1.0 - (last * (last + 1) / 2 - 1));
+        part = dynamic_cast<const MatchExpNode&>(*part).args[0].get();
+    }
+}
+
+// Each value is (value + 1) * 2 - 1, so 1, 3, 7, 15, ...: 2^(n + 1) - 1. Then quotients by 2 give
+// back powers of two, and what is behind the divisors is a chain as well.
+TEST(MatchExpTest, LongChainsMayMixAllOperations) {
+    zeMsg msg;
+    std::string text = "parent_score";
+    for (int i = 0; i < 20; ++i) {
+        text = "((" + text + " + 1) * 2 - 1)";
+    }
+    text = "(" + text + " + 1)";
+    for (int i = 0; i < 18; ++i) {
+        text = text + " / (parent_score + $missing(n) + 1)";
+    }
+    const std::unique_ptr<MatchExp> rule(
+        RuleParser::ExpressionToNumericMatcher(qtString(text + " v 3 ^ 100")));
+    DocInfo info{&msg, 1.0};
+
+    EXPECT_EQ(rule->eval_number(info), 8.0);
 }

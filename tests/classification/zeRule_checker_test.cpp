@@ -188,3 +188,44 @@ TEST(RuleCheckerTest, EqualsRuleWithOtherSecondForms) {
 
     EXPECT_TRUE(first == second);
 }
+
+TEST(RuleCheckerTest, ValueThatChangesBetweenEvaluationsIsReadAnew) {
+    const Rule_checker rule("$a(n) * 10 + $b(n) + $a(n)");
+    zeMsg msg;
+    msg.add_value("a", mlMessageConverter::kString, "1");
+    msg.add_value("b", mlMessageConverter::kString, "2");
+    DocInfo info{&msg, 0.5};
+    EXPECT_EQ(rule.Evaluate(info), 13.0);
+
+    msg.nvps[0].value = "3";
+    EXPECT_EQ(rule.Evaluate(info), 35.0);
+
+    zeMsg other;
+    other.add_value("b", mlMessageConverter::kString, "4");
+    info.msg = &other;
+    EXPECT_EQ(rule.Evaluate(info), 4.0);
+}
+
+TEST(RuleCheckerTest, CopyReadsItsKeysAsTheOriginalDoes) {
+    zeMsg msg;
+    msg.add_value("a", mlMessageConverter::kString, "2");
+    msg.add_value("b", mlMessageConverter::kString, "5");
+    const Rule_checker rule("$a(n) - $b(n) * $a(n)");
+    const Rule_checker copy = rule;
+
+    EXPECT_EQ(value_of(copy, msg), -8.0);
+}
+
+// A rule has 64 slots; the keys k64 to k69 are read where they are. The sum of 0 to 69 is 2415.
+TEST(RuleCheckerTest, MoreKeysThanSlotsAreAllRead) {
+    zeMsg msg;
+    std::string rule = "0";
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i < 70; ++i) {
+            msg.add_value("k" + std::to_string(i), mlMessageConverter::kString, std::to_string(i));
+            rule += " + $k" + std::to_string(i) + "(n)";
+        }
+    }
+
+    EXPECT_EQ(value_of(Rule_checker(qtString(rule)), msg), 2 * 2415.0);
+}

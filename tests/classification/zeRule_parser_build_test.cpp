@@ -1,8 +1,11 @@
 // The fourth pass: reverse Polish notation to a tree.
 #include "zandrel/classification/zeRule_parser.h"
 
+#include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -171,4 +174,51 @@ TEST(RuleParserBuildTest, BreaksInvariantAtUnknownOperation) {
     tokens[2].func = MatchExp::kKeyText;
 
     EXPECT_ASSERTS(build(tokens), "is_operation(token.func)");
+}
+
+namespace {
+
+// The slots of the key operands of `rule`, from left to right.
+std::vector<int> slots_of(const MatchExp& tree) {
+    if (const auto* const key = dynamic_cast<const CheckNVP*>(&tree)) {
+        return {key->slot};
+    }
+    std::vector<int> slots;
+    if (const auto* const node = dynamic_cast<const MatchExpNode*>(&tree)) {
+        for (int i = 0; i < node->arg_count; ++i) {
+            const std::vector<int> more = slots_of(*node->args[static_cast<std::size_t>(i)]);
+            slots.insert(slots.end(), more.begin(), more.end());
+        }
+    }
+    return slots;
+}
+
+std::vector<int> slots_of(std::string_view rule) {
+    const std::unique_ptr<MatchExp> tree(
+        RuleParser::ExpressionToNumericMatcher(qtString(std::string(rule))));
+    return slots_of(*tree);
+}
+
+}  // namespace
+
+TEST(RuleParserBuildTest, DifferentKeysOfNumbersHaveTheirOwnSlots) {
+    constexpr int kNone = CheckNVP::kNoSlot;
+
+    EXPECT_EQ(slots_of("$a(n) + $b(n) * $a(n)"), (std::vector{0, 1, 0}));
+    EXPECT_EQ(slots_of("$a(?) ? $a(n) : $b(n)"), (std::vector{kNone, 0, 1}));
+    EXPECT_EQ(slots_of("substr($a(s), $b(s)) & $b(n) > 1"), (std::vector{kNone, kNone, 0}));
+}
+
+TEST(RuleParserBuildTest, KeysBeyondTheLastSlotHaveNone) {
+    std::string rule = "$k0(n)";
+    for (int i = 1; i <= 64; ++i) {
+        rule += " + $k" + std::to_string(i) + "(n)";
+    }
+
+    const std::vector<int> slots = slots_of(rule + " + $k63(n)");
+
+    ASSERT_EQ(slots.size(), 66U);
+    EXPECT_EQ(slots[63], 63);
+    EXPECT_EQ(slots[64], CheckNVP::kNoSlot);
+    EXPECT_EQ(slots[65], 63);
 }

@@ -291,4 +291,68 @@ TEST(zeMsgPairsTest, BringsOldListsToThePackedForm) {
     }
 }
 
+TEST(zeMsgPairsTest, NumberIsThatOfTheValue) {
+    const std::vector<std::pair<std::string, double>> rows = {{"", 0.0},
+                                                              {"7", 7.0},
+                                                              {"-2", -2.0},
+                                                              {"0.5", 0.5},
+                                                              {"0.75", 0.75},
+                                                              {"1234567", 1234567.0},
+                                                              {"12345678", 12345678.0},
+                                                              {"123456789", 123456789.0},
+                                                              {"0.12345678901", 0.12345678901},
+                                                              {" 4", 4.0},
+                                                              {"5 apples", 5.0},
+                                                              {"apples", 0.0},
+                                                              {"1e3", 1000.0},
+                                                              {"0x10", 16.0},
+                                                              {std::string("3\0007", 3), 3.0}};
+    zeMsg msg;
+    for (const auto& [text, number] : rows) {
+        SCOPED_TRACE(text);
+        msg.add_value("a", Converter::kString, text);
+
+        EXPECT_EQ(msg.get_number(Concept::insert("a")), number);
+        EXPECT_EQ(msg.get_number(Concept::insert("a")), number);
+    }
+    EXPECT_EQ(msg.get_number(Concept::insert("b")), 0.0);
+}
+
+// A list has no single value, and the canonical form of a language string is what is read.
+TEST(zeMsgPairsTest, NumberOfAListIsZero) {
+    const zeMsg msg = WithPairs({Pair("a", 1, "5"), Pair("b", 14, "02\t5;6"), Pair("c", 2, "5")});
+
+    EXPECT_EQ(msg.get_number(Concept::insert("a")), 0.0);
+    EXPECT_EQ(msg.get_number(Concept::insert("b")), 0.0);
+    EXPECT_EQ(msg.get_number(Concept::insert("c")), 5.0);
+}
+
+TEST(zeMsgPairsTest, NumberFollowsATextThatIsChangedInPlace) {
+    zeMsg msg = WithPairs({Pair("a", 2, "1")});
+    const Concept name = Concept::insert("a");
+    EXPECT_EQ(msg.get_number(name), 1.0);
+
+    msg.nvps[0].value = "2";
+    EXPECT_EQ(msg.get_number(name), 2.0);
+    msg.nvps[0].value = "2.5";
+    EXPECT_EQ(msg.get_number(name), 2.5);
+    msg.nvps[0].type = Converter::kPackedList;
+    EXPECT_EQ(msg.get_number(name), 0.0);
+}
+
+TEST(zeMsgPairsTest, NumberFollowsAPairThatMoves) {
+    zeMsg msg = WithPairs({Pair("b", 2, "1"), Pair("c", 2, "2")});
+    const Concept name = Concept::insert("c");
+    EXPECT_EQ(msg.get_number(name), 2.0);
+
+    msg.add_value("a", Converter::kString, "3");
+    EXPECT_EQ(msg.get_number(name), 2.0);
+    msg.nvps.erase(msg.nvps.begin(), msg.nvps.begin() + 2);
+    EXPECT_EQ(msg.get_number(name), 2.0);
+    msg.nvps.insert(msg.nvps.begin(), Pair("c", 2, "4"));
+    EXPECT_EQ(msg.get_number(name), 4.0);
+    msg.nvps.clear();
+    EXPECT_EQ(msg.get_number(name), 0.0);
+}
+
 }  // namespace

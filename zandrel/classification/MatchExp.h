@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -24,10 +25,24 @@ union ArgUnion {
     const qtString* text;
 };
 
+// The numbers of a rule's keys during one evaluation. The parser gives each different $key(n) of a
+// rule a slot: in `$a(n) + $b(n) * $a(n)`, "a" has slot 0 and "b" slot 1. A key is read when it is
+// first needed, and no more than once.
+struct Key_numbers {
+    static constexpr int kSlotCount = 64;  // further keys have no slot, and are read at each place
+
+    // Leaves `numbers` as they are, since a rule needs few of them.
+    Key_numbers() noexcept {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
+
+    std::uint64_t known = 0;  // bit `i`: slot `i` has been read
+    std::array<double, kSlotCount> numbers;
+};
+
 // What a rule is evaluated against.
 struct DocInfo {
-    zeMsg* msg;    // BORROWS: never null
-    double score;  // with which the classifier was entered
+    zeMsg* msg;                   // BORROWS: never null
+    double score;                 // with which the classifier was entered
+    Key_numbers* keys = nullptr;  // BORROWS: fresh for each evaluation, and each rule; or null
 };
 
 // A node of a rule's tree. A node owns its operands, and a tree is at most as deep as the parser
@@ -149,6 +164,9 @@ public:
 private:
     struct Programs;
 
+    // Computes a node's number from that of its left operand.
+    using Step = double (*)(double left, const MatchExpNode& node, DocInfo& info);
+
     bool boolean(std::size_t index, DocInfo& info) const;
     bool eval_comparison(DocInfo& info) const;
     bool eval_texts(DocInfo& info) const;
@@ -156,6 +174,13 @@ private:
     // The operands that are constant numbers. A node whose operands all are is a constant itself,
     // whose number is the first of these.
     std::array<double, 2> m_constants{};
+
+    // A long chain of left operands, as in `a + b - c + d`, is computed without a recursion, from a
+    // first node to the last one; see MatchExp.cpp.
+    int m_left_depth = 0;  // nodes of binary arithmetic below this one, from left to left operand
+    const MatchExpNode* m_chain_start = this;
+    const MatchExpNode* m_chain_next = nullptr;  // whose left operand this is
+    Step m_step = nullptr;                       // null for a node that follows none
 };
 
 // A name/value pair of the message, as a test of existence, as a number or as a string.
@@ -166,20 +191,43 @@ private:
 // Errors: breaks "is_key_operation(type)" when evaluated with any other type than its three.
 class ZANDREL_EXPORT CheckNVP final : public MatchExp {
 public:
-    // `func`: kKeyExists, kKeyNumber or kKeyText.
-    CheckNVP(FuncType func, const Concept& name) noexcept : MatchExp(func), key(name) {
+    static constexpr int kNoSlot = -1;
+
+    // `func`: kKeyExists, kKeyNumber or kKeyText. `number_slot`: below Key_numbers::kSlotCount.
+    CheckNVP(FuncType func, const Concept& name, int number_slot = kNoSlot) noexcept
+        : MatchExp(func), key(name), slot(number_slot) {
         if (func == kKeyNumber) {
             m_program = &number;
         }
     }
 
     MatchExp* Clone() const override;
-    // COST: a look-up among the message's pairs, and for a number the reading of its text.
+    // COST: a look-up among the message's pairs, and for a number the reading of its text; nothing
+    // for a number that this evaluation has read already.
     ArgUnion eval(DocInfo& info) const override;
 
+    // The pair's number, by its slot if it has one and the evaluation keeps numbers.
+    double number_in(DocInfo& info) const {
+        if (info.keys == nullptr || slot == kNoSlot) {
+            return read_number(info);
+        }
+        const auto index = static_cast<std::size_t>(slot);
+        const std::uint64_t bit = std::uint64_t{1} << index;
+        if ((info.keys->known & bit) != 0) {
+            return info.keys->numbers[index];
+        }
+        const double number = read_number(info);
+        info.keys->numbers[index] = number;
+        info.keys->known |= bit;
+        return number;
+    }
+
     const Concept key;
+    const int
+        slot;  // of the key's number, the same for each place of the key in a rule; or kNoSlot
 
 private:
+    double read_number(const DocInfo& info) const;
     static double number(const MatchExp& expression, DocInfo& info);
 };
 

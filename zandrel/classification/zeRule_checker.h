@@ -33,8 +33,12 @@ public:
     // by `value > 0` or `value >= threshold`, never by the negation of the opposite, so that what
     // is no number neither fires nor unblocks.
     // REQUIRES: `info.msg` is not null and its pairs are sorted.  COST: no allocation; linear in
-    // the rule, with a binary search for each concept and each key.
-    double Evaluate(DocInfo& info) const { return m_root->eval_number(info); }
+    // the rule, with a binary search for each concept. Each key is read as a number only once.
+    double Evaluate(DocInfo& info) const {
+        Key_numbers keys;
+        DocInfo evaluation{info.msg, info.score, &keys};
+        return m_root->eval_number(evaluation);
+    }
 
     // VALID UNTIL: this is changed or destroyed.
     const qtString& text() const noexcept { return m_text; }

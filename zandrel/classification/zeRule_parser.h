@@ -56,7 +56,8 @@ public:
         int flags = 0;
         int arity = 0;  // operands that it takes from the stack; means nothing for an operand
         MatchExp::FuncType func = MatchExp::kNone;
-        char datatype = 0;  // the letter of a key as it was written; otherwise 0
+        char datatype = 0;             // the letter of a key as it was written; otherwise 0
+        int slot = CheckNVP::kNoSlot;  // of the number of a $key(n), set by the fourth pass
     };
 
     // The tree of a rule, whose value is a number: a boolean rule gives 1.0 or 0.0. A zero byte
@@ -101,7 +102,8 @@ public:
     // settled. Booleans and numbers mix to numbers.
     static void check_shared_type(char& shared, char type);
 
-    // Fourth pass. Builds the tree of a list that the third pass has let through.
+    // Fourth pass. Gives the different keys that are read as numbers their slots, in the order of
+    // evaluation, and builds the tree of a list that the third pass has let through.
     // REQUIRES: as many operands as the operators take.
     // OWNS: caller.  RAISES: for a list that it would not have let through, the broken invariants
     // "is_key_datatype(token.datatype)", "is_keyword(token.text)", "is_type(operand_type)" and

@@ -3,7 +3,9 @@
 
 #include <array>
 #include <cstddef>
+#include <map>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "zandrel/foundation/process_assert.h"
@@ -57,7 +59,8 @@ Tree make_keyword(const ExprToken& token) {
         return std::make_unique<MatchExpConst>(token.text);
     }
     if ((token.flags & RuleParser::kKey) != 0) {
-        return std::make_unique<CheckNVP>(key_operation(token), Concept::insert(token.text));
+        return std::make_unique<CheckNVP>(key_operation(token), Concept::insert(token.text),
+                                          token.slot);
     }
     return make_keyword(token);
 }
@@ -143,9 +146,23 @@ Tree make_signed(const ExprToken& token, Operands& operands) {
     operand = std::make_unique<MatchExpNode>(MatchExp::kBoolToNumber, std::move(operand));
 }
 
+// Gives each different key that is read as a number a slot, as long as there are any.
+void number_keys(std::vector<ExprToken>& output) {
+    std::map<std::string_view, int> slots;
+    for (ExprToken& token : output) {
+        if ((token.flags & RuleParser::kKey) == 0 || token.datatype != 'n') {
+            continue;
+        }
+        const int next = static_cast<int>(slots.size());
+        const int slot = slots.try_emplace(token.text.view(), next).first->second;
+        token.slot = slot < Key_numbers::kSlotCount ? slot : CheckNVP::kNoSlot;
+    }
+}
+
 }  // namespace
 
 MatchExp* RuleParser::construct_expression_classes(std::vector<ExprToken>& output) {
+    number_keys(output);
     int position = static_cast<int>(output.size()) - 1;
     char type = 0;
     return recursive_construct(output, position, type);

@@ -1,9 +1,13 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
 #include <span>
 #include <string_view>
 
+#include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 
 namespace {
@@ -31,6 +35,27 @@ std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
     return pairs;
 }
 
+// Four bytes as a number, the first byte lowest on every machine.
+std::uint64_t four_bytes(const char* bytes) noexcept {
+    std::uint32_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return std::endian::native == std::endian::big ? __builtin_bswap32(word) : word;
+}
+
+// A text of up to eight bytes as a number, the first byte lowest. Two loads of four bytes, which
+// overlap, serve all lengths from four on: a copy of the right length would be a call.
+std::uint64_t short_text(std::string_view text) noexcept {
+    if (text.size() >= 4) {
+        const std::size_t last = text.size() - 4;
+        return four_bytes(text.data()) | four_bytes(text.data() + last) << (8 * last);
+    }
+    std::uint64_t word = 0;
+    for (std::size_t i = text.size(); i > 0; --i) {
+        word = word << 8U | static_cast<unsigned char>(text[i - 1]);
+    }
+    return word;
+}
+
 const qtString& no_single_value() {
     static const qtString empty;
     return empty;
@@ -42,6 +67,22 @@ const qtString& canonical_form(const zeMsg::Nvp& nvp) {
         nvp.canonical = qtPtr<qtString>(new qtString(mlMessageConverter::CanonizeLangString(text)));
     }
     return *nvp.canonical;
+}
+
+// Whether callers see the stored text itself.
+bool has_plain_value(mlMessageConverter::NvpType type) noexcept {
+    return type != mlMessageConverter::kOldList && type != mlMessageConverter::kPackedList &&
+           type != mlMessageConverter::kLangString && type != mlMessageConverter::kLangStringList;
+}
+
+// The value as callers see it.
+const qtString& value_of(const zeMsg::Nvp& nvp) {
+    if (has_plain_value(nvp.type)) {
+        return nvp.value;
+    }
+    const bool is_list =
+        nvp.type == mlMessageConverter::kOldList || nvp.type == mlMessageConverter::kPackedList;
+    return is_list ? no_single_value() : canonical_form(nvp);
 }
 
 }  // namespace
@@ -58,19 +99,26 @@ const qtString* zeMsg::get_raw_value(const Concept& name) const {
 
 const qtString* zeMsg::get_value(const Concept& name) const {
     const Nvp* const found = find_nvp(name);
+    return found == nullptr ? nullptr : &value_of(*found);
+}
+
+// A zero byte ends the text of a number, so texts that are equal but for zeros at their ends are
+// the same number, and so eight bytes need no length beside them.
+double zeMsg::get_number(const Concept& name) const {
+    const Nvp* const found = find_nvp(name);
     if (found == nullptr) {
-        return nullptr;
+        return 0.0;
     }
-    switch (found->type) {
-        case mlMessageConverter::kOldList:
-        case mlMessageConverter::kPackedList:
-            return &no_single_value();
-        case mlMessageConverter::kLangString:
-        case mlMessageConverter::kLangStringList:
-            return &canonical_form(*found);
-        default:
-            return &found->value;
+    const std::string_view text = found->value.view();
+    const bool is_short = text.size() <= sizeof found->number.text;
+    if (!is_short || !has_plain_value(found->type)) {
+        return qtConvertStringToDouble(value_of(*found));
     }
+    const std::uint64_t word = short_text(text);
+    if (word != found->number.text) [[unlikely]] {
+        found->number = {word, qtConvertStringToDouble(found->value)};
+    }
+    return found->number.value;
 }
 
 void zeMsg::add_value(const qtString& name, mlMessageConverter::NvpType type,
@@ -105,9 +153,26 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
     }
 }
 
+// Rules ask for the same few names again and again, so we look first where the name was last. Pairs
+// of one name are neighbours, and the first one has another name before it.
+const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
+    unsigned char& place = m_places[name.hash() % kPlaceCount];
+    const Nvp* const first = nvps.data();
+    const Nvp* const known = first + place;
+    if (known < first + nvps.size() && known->name == name &&
+        (known == first || (known - 1)->name != name)) [[likely]] {
+        return known;
+    }
+    const Nvp* const found = search_nvp(name);
+    if (found != nullptr && found - nvps.data() <= std::numeric_limits<unsigned char>::max()) {
+        place = static_cast<unsigned char>(found - nvps.data());
+    }
+    return found;
+}
+
 // A scan of few pairs compares handles alone: it reads no name, and so costs less than a binary
 // search. Many pairs are first halved by the order of their names.
-const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
+const zeMsg::Nvp* zeMsg::search_nvp(const Concept& name) const noexcept {
     std::span<const Nvp> pairs = nvps;
     if (pairs.size() > kScannedCount) {
         pairs = halved(pairs, name);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -22,8 +23,7 @@
 // pairs may stand in no order, and then no operation here may look them up.
 //
 // Errors: raises qtXbase, texts in docs/errors.md, and is then as it was.
-// Threads: one at a time in the whole process, even for look-ups: get_value fills the message's
-// cache.
+// Threads: one at a time in the whole process, even for look-ups: they fill the message's caches.
 class ZANDREL_EXPORT zeMsg {
 public:
     static constexpr std::size_t kSlotCount = 5;
@@ -37,6 +37,17 @@ public:
         mlMessageConverter::NvpType type = mlMessageConverter::kDeleted;
         qtString value;                     // in text form; see mlMessageConverter::NvpType
         mutable qtPtr<qtString> canonical;  // get_value's cache for language strings; never stored
+
+        // get_number's cache; never stored. It says that the text of these eight bytes, the first
+        // one lowest and zeros behind the last, is read as `value`. It is compared with the text at
+        // each use, so a text that was changed is read anew. At first it says that the empty text
+        // is read as 0, which is true.
+        struct Number {
+            std::uint64_t text = 0;
+            double value = 0.0;
+        };
+
+        mutable Number number{};
     };
 
     // The bag that classification and training read, `smls[active_sml]`; null if that slot is
@@ -54,6 +65,10 @@ public:
     // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: as get_raw_value, and for a
     // language string an allocation on the first call.
     const qtString* get_value(const Concept& name) const;
+    // The value of get_value as qtConvertStringToDouble reads it; 0.0 if there is no such pair. The
+    // number of a text of up to eight bytes is kept for the next call.
+    // REQUIRES: sorted pairs.  COST: as get_value, and the first time the reading of the text.
+    double get_number(const Concept& name) const;
     // Adds a pair or replaces the first of this name, and sets `changed`. It takes single values
     // alone: types 2, 4, 6, 8, 10 and 12.
     // RAISES: qtXbase "Invalid NVP type" for any other type.
@@ -83,8 +98,15 @@ public:
     bool changed = true;              // differs from its stored form
 
 private:
+    static constexpr std::size_t kPlaceCount = 32;
+
     // The first pair of this name, or null.
     const Nvp* find_nvp(const Concept& name) const noexcept;
+    const Nvp* search_nvp(const Concept& name) const noexcept;
+
+    // Where find_nvp found a name of this hash value last, modulo the size. Each use compares the
+    // name, so an entry that is no longer true costs a search and does no harm.
+    mutable std::array<unsigned char, kPlaceCount> m_places{};
 };
 
 #endif  // ZANDREL_MESSAGES_ZEMSG_H_
