@@ -36,9 +36,8 @@ struct Rest_score;
 // table whose profile is gone counts for nothing.
 //
 // Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and what the manager's interruption raises.
-// Threads: one at a time in the whole process. The operations that a comment says so of write to
-// the profiles' accumulators, and all count concepts. What else a classification needs belongs to
-// the call.
+// Threads: one at a time in the whole process. The steps of a score and `classify_concepts` write
+// to the profiles' accumulators; classifying does so only where one is not 0. All count concepts.
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
 public:
     // One entry of the table.

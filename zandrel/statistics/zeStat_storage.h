@@ -73,7 +73,8 @@ struct ZANDREL_EXPORT zeSetDefaults {
 // value: there is no such profile.
 //
 // Errors: none of its own; an index out of range is undefined.
-// Threads: one at a time in the whole process. Classification too writes, to `m_match_value`.
+// Threads: one at a time in the whole process. Classification too writes, where an `m_match_value`
+// is not 0.
 class ZANDREL_EXPORT zeStat_storage : public zeBase {
 public:
     // What one profile knows about one concept.
