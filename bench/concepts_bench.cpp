@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -46,6 +47,22 @@ void BM_InsertKnownTerms(benchmark::State& state) {
     count_terms(state);
 }
 
+// The same by the operation that looks many up together.
+void BM_InsertKnownTermsTogether(benchmark::State& state) {
+    const std::vector<qtString> terms = numbered_terms(term_count(state));
+    const std::vector<Concept> kept = insert_all(terms);
+    std::vector<std::string_view> views;
+    for (const qtString& term : terms) {
+        views.push_back(term.view());
+    }
+    std::vector<Concept> found(terms.size());
+    for (auto _ : state) {
+        Concept::insert_views(views, found.data());
+        benchmark::DoNotOptimize(found.data());
+    }
+    count_terms(state);
+}
+
 // Each term gets a record; dropping the records again is not measured.
 void BM_InsertNewTerms(benchmark::State& state) {
     const std::vector<qtString> terms = numbered_terms(term_count(state));
@@ -69,6 +86,7 @@ void BM_InsertAndDropOneTerm(benchmark::State& state) {
 }
 
 BENCHMARK(BM_InsertKnownTerms)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_InsertKnownTermsTogether)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_InsertNewTerms)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_InsertAndDropOneTerm);
 

@@ -166,8 +166,8 @@ TEST(TokenizerTest, CutsAsciiTextsAsTextsWithOtherCharacters) {
         for (int i = 0; i < 3000; ++i) {
             std::string text;
             for (std::size_t length = random() % 30; length > 0; --length) {
-                text +=
-                    static_cast<char>(random() % 2 == 0 ? "aZ 9."[random() % 5] : random() % 128);
+                const bool is_common = random() % 2 == 0;
+                text += is_common ? "aZ 9."[random() % 5] : static_cast<char>(random() % 128);
             }
             Tokens expected = tokens_of(tokenizer, text + " \u00E9");
             ASSERT_FALSE(expected.empty());
