@@ -283,8 +283,10 @@ release() {
 refused='zandrel: cannot write a.kc: another process is changing it; --wait SECONDS waits for it'
 ln -s a.kc link.kc
 cp first.kc a.kc
+printf 'set root/food --note1 note\n' >edits.txt
 hold learn a.kc slow.tsv
 for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
+    'tree apply a.kc edits.txt' \
     'tree set a.kc root/food --note1 note' 'tree move a.kc root/food root/sport' \
     'tree rename a.kc root/food x' 'tree delete a.kc root/food' 'options set a.kc ClipValue=2'; do
     # shellcheck disable=SC2086  # The words are the arguments.
