@@ -70,10 +70,11 @@ void Feature_selector::offer_own_concepts(zeStat_storage::Profile& profile,
 void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
                                          const Concept_judge& judge) {
     zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
-    const auto info = infos.find(P->first);
+    const auto info = infos.find(P->first, P->second.m_info);
     const bool is_missing = info == infos.end();
     if (!is_missing) {
-        m_is_own[infos.position(info)] = true;
+        P->second.m_info = infos.position(info);
+        m_is_own[P->second.m_info] = true;
     }
     const Concept_judge::Rated rated =
         judge.judge(is_missing ? nullptr : &info->second, P->second.m_weight);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <map>
 #include <memory>
@@ -77,6 +78,9 @@ public:
         double m_weight = 0.0;         // sum of the message shares that it brought the category
         unsigned char m_selected = 0;  // equals the profile's mark if the last selection kept it
         unsigned char m_life = 0;      // messages for which it is safe from deletion
+        // Position of the concept in the table of all concepts when it was last looked up there:
+        // a guess, which saves the look into that table's index.
+        std::uint32_t m_info = 0;
     };
 
     // What the whole model knows about one concept.
