@@ -31,7 +31,8 @@ void BM_RemoveAndAddMessages(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * 4000);
 }
 
-// By concepts of the model and by categories. Every concept occurs in the model.
+// By concepts of the model and by categories. Every concept occurs in the model. Each selection
+// after the first begins with what the one before it has kept.
 void BM_SelectFeatures(benchmark::State& state) {
     Trainable trainable(static_cast<std::size_t>(state.range(0)),
                         static_cast<std::size_t>(state.range(1)), 4000);
@@ -44,6 +45,24 @@ void BM_SelectFeatures(benchmark::State& state) {
     }
     state.counters["concepts"] =
         static_cast<double>(trainable.matcher().m_storage->m_concept_infos.size());
+}
+
+// Without what an earlier selection has kept, as after a clear.
+void BM_SelectFeaturesAnew(benchmark::State& state) {
+    Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 4000);
+    zeStat_storage& storage = *trainable.matcher().m_storage;
+    zeStat_trainer trainer(storage);
+    trainer.train(trainable.view, false);
+    for (auto _ : state) {
+        state.PauseTiming();
+        for (const auto& profile : storage.m_profiles) {
+            for (auto& [known, P] : profile->m_Ps) {
+                P.m_selected = 0;
+            }
+        }
+        state.ResumeTiming();
+        trainer.calculate_feature_selection();
+    }
 }
 
 // By categories.
@@ -69,6 +88,7 @@ BENCHMARK(BM_SelectFeatures)
     ->Args({20000, 100})
     ->Args({20000, 1000})
     ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SelectFeaturesAnew)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MatchMessage)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -19,7 +19,7 @@ void Best_features::offer_own(const Feature& offered) {
                                   ? static_cast<std::size_t>(m_own.front().feature - m_slots.data())
                                   : m_own.size() + 1;
     if (offer_to_best(m_own, {slot.judged.score, &slot}, slot.judged.score, m_capacity,
-                      is_greater)) {
+                      Is_greater())) {
         m_free_slot = freed;
     }
 }
@@ -38,12 +38,12 @@ bool Best_features::offer_outside(const Feature& offered) {
         sort_nearly_sorted(m_appended);
         m_is_full = true;
     }
-    if (!is_greater({score, &offered}, least())) {
+    if (!Is_greater()({score, &offered}, least())) {
         return false;
     }
     remove_least();
     m_late.push_back({score, &offered});
-    std::push_heap(m_late.begin(), m_late.end(), is_greater);
+    std::push_heap(m_late.begin(), m_late.end(), Is_greater());
     return true;
 }
 
@@ -51,11 +51,11 @@ bool Best_features::offer_outside(const Feature& offered) {
 const Best_features::Key& Best_features::least() const noexcept {
     const Key* least = nullptr;
     for (const Keys* const ordered : {&m_own, &m_appended}) {
-        if (!ordered->empty() && (least == nullptr || is_greater(*least, ordered->back()))) {
+        if (!ordered->empty() && (least == nullptr || Is_greater()(*least, ordered->back()))) {
             least = &ordered->back();
         }
     }
-    if (!m_late.empty() && (least == nullptr || is_greater(*least, m_late.front()))) {
+    if (!m_late.empty() && (least == nullptr || Is_greater()(*least, m_late.front()))) {
         least = &m_late.front();
     }
     return *least;
@@ -68,7 +68,7 @@ void Best_features::remove_least() noexcept {
     } else if (!m_appended.empty() && m_appended.back().feature == removed) {
         m_appended.pop_back();
     } else {
-        std::pop_heap(m_late.begin(), m_late.end(), is_greater);
+        std::pop_heap(m_late.begin(), m_late.end(), Is_greater());
         m_late.pop_back();
     }
 }
@@ -80,12 +80,12 @@ void Best_features::sort_nearly_sorted(Keys& keys) {
     for (std::size_t i = 1; i < keys.size(); ++i) {
         const Key moved = keys[i];
         std::size_t place = i;
-        for (; place > 0 && is_greater(moved, keys[place - 1]); --place) {
+        for (; place > 0 && Is_greater()(moved, keys[place - 1]); --place) {
             keys[place] = keys[place - 1];
         }
         keys[place] = moved;
         if (i - place > moves_left) {
-            std::sort(keys.begin(), keys.end(), is_greater);
+            std::sort(keys.begin(), keys.end(), Is_greater());
             return;
         }
         moves_left -= i - place;
@@ -96,11 +96,11 @@ void Best_features::end_outside() {
     if (!m_is_full) {
         sort_nearly_sorted(m_appended);
     }
-    std::sort(m_late.begin(), m_late.end(), is_greater);
+    std::sort(m_late.begin(), m_late.end(), Is_greater());
     m_all.reserve(m_own.size() + m_appended.size() + m_late.size());
     std::merge(m_own.begin(), m_own.end(), m_appended.begin(), m_appended.end(),
-               std::back_inserter(m_all), is_greater);
+               std::back_inserter(m_all), Is_greater());
     const auto middle = static_cast<std::ptrdiff_t>(m_all.size());
     m_all.insert(m_all.end(), m_late.begin(), m_late.end());
-    std::inplace_merge(m_all.begin(), m_all.begin() + middle, m_all.end(), is_greater);
+    std::inplace_merge(m_all.begin(), m_all.begin() + middle, m_all.end(), Is_greater());
 }

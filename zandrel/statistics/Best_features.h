@@ -71,7 +71,7 @@ public:
     void offer_own(const Feature& offered);
 
     // Call it after the last own concept.
-    void end_own() { std::sort(m_own.begin(), m_own.end(), is_greater); }
+    void end_own() { std::sort(m_own.begin(), m_own.end(), Is_greater()); }
 
     // Returns true if the feature was taken. It has to keep its address.
     bool offer_outside(const Feature& offered);
@@ -92,14 +92,15 @@ private:
 
     using Keys = std::vector<Key>;
 
-    static bool is_greater(const Key& left, const Key& right) noexcept {
-        return left.score > right.score ||
-               (left.score == right.score && *right.feature->known < *left.feature->known);
-    }
+    // A type, not a function, so that the algorithms inline it.
+    struct Is_greater {
+        bool operator()(const Key& left, const Key& right) const noexcept {
+            return left.score > right.score ||
+                   (left.score == right.score && *right.feature->known < *left.feature->known);
+        }
+    };
 
-    bool is_full_of_own() const noexcept {
-        return m_own.size() == m_capacity && m_capacity != 0;
-    }
+    bool is_full_of_own() const noexcept { return m_own.size() == m_capacity && m_capacity != 0; }
 
     static void sort_nearly_sorted(Keys& keys);
     const Key& least() const noexcept;

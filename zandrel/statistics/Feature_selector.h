@@ -16,9 +16,8 @@
 // full.
 //
 // The concepts that the last selection kept are offered first. The least score of the selection is
-// then high at once, and nearly all others are rejected by a bound: of 20,000 texts in 20
-// categories with pairs of words, 3.5 million of 18.8 million concepts were judged in full in the
-// eleven selections of a training. `zandrel_statistics_bench` measures it as BM_SelectAgain.
+// then high at once, and most others are rejected by a bound instead of a logarithm. The benchmarks
+// BM_SelectFeatures and BM_SelectFeaturesAnew measure selections with and without such concepts.
 //
 // REQUIRES: neither the tables nor the totals of the storage change between selections of profiles.
 class Feature_selector {
