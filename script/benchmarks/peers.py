@@ -43,9 +43,12 @@ def compare_with_peers(options):
         print(ROW.format("corpus", "", "accuracy", "train s", "classify s", "whole s", "train MB",
                          "classify MB", "runs"))
         medians_of_corpora, own = measure_all(corpora, options, pathlib.Path(folder))
+        # Only with all aims: these need no corpus.
+        of_parts = ([] if options.corpus or not options.bars
+                    else bars.figures_of_parts(pathlib.Path(folder)))
     print_ratios(medians_of_corpora)
     if options.bars:
-        bars.print_bars(medians_of_corpora, own)
+        bars.print_bars(medians_of_corpora, own, of_parts)
     return 0 if len(medians_of_corpora) == len(corpora) else 1
 
 
