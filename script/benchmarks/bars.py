@@ -135,12 +135,16 @@ def figures_of_parts(folder):
 
 
 def rule_ratios(result):
-    """Of the output of Google Benchmark. The anchor has its variables as numbers already."""
+    """Of the output of Google Benchmark. The anchor has its variables as numbers already. RAISES:
+    Failure if a benchmark has another name."""
     times = {one["name"]: one["cpu_time"] for one in result["benchmarks"]}
-    return [(f"rule of {operators} operators with $key(n)", "muParser",
-             times[f"BM_EvaluateRule_Arithmetic<Operands::kKeys>/{operators}"] /
-             times[f"BM_EvaluateMuParser_Variable/{operators}"], aim)
-            for operators, aim in RULES.items()]
+    try:
+        return [(f"rule of {operators} operators with $key(n)", "muParser",
+                 times[f"BM_EvaluateRule_Arithmetic<Operands::kKeys>/{operators}"] /
+                 times[f"BM_EvaluateMuParser_Variable/{operators}"], aim)
+                for operators, aim in RULES.items()]
+    except KeyError as missing:
+        raise Failure(f"zandrel_rules_bench has no benchmark {missing}") from missing
 
 
 def record_file_ratio(text):

@@ -373,6 +373,18 @@ class BarsTest(FolderTest):
                          [(f"rule of {operators} operators with $key(n)", "muParser", 1.5, aim)
                           for operators, aim in ((1, 1.5), (10, 1.0), (100, 1.0))])
 
+        del result["benchmarks"][5]
+        with self.assertRaisesRegex(Failure, "no benchmark 'BM_EvaluateMuParser_Variable/100'"):
+            bars.rule_ratios(result)
+
+    def test_failing_part_leaves_the_other_figures(self):
+        def fail(_):
+            raise Failure("no benchmark")
+
+        with mock.patch.object(bars, "figures_of_parts", fail):
+            self.assertIsNone(peers.measure_parts(self.folder))
+        self.assertIn("no benchmark", self.messages.getvalue())
+
     def test_ratio_of_the_record_file_is_that_to_the_mapped_floor(self):
         text = ("to mapped floor     1.38     1.42\n\nread, to the flushing floor   1.03, at most 1.10: held\n"
                 "all but reopening, to the mapped floor      1.31, at most 1.28: missed\n")
