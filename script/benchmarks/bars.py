@@ -3,11 +3,14 @@
 An aim compares one phase of ours with the same phase of an anchor in the same interleaved run. Only
 the peers that are anchors of a corpus run on it.
 """
+import json
 import pathlib
+import re
 import statistics
 
+from .failure import Failure
 from .processes import run
-from .program import PROGRAM, evaluate
+from .program import PROGRAM, ROOT, build_targets, evaluate
 
 WORDS, PHRASES = "zandrel words", "zandrel phrases"
 SVM_WORDS, SVM_2_GRAMS, FASTTEXT = "SVM words", "SVM 1-2-grams", "fastText"
@@ -45,6 +48,10 @@ BARS = [
 LOADS = {"load to classify, s": 0.3, "load to learn, s": 1.2}
 PEAKS = {"train": 220, "classify": 120}
 ANALYSIS = 12
+# Of rules with so many operators.
+RULES = {1: 1.5, 10: 1.0, 100: 1.0}
+RECORD_FILE = 1.28
+BENCHMARKS = ROOT / "build" / "release" / "bench"
 ROW = "{:<44} {:<16} {:>8} {:>8}  {}"
 
 
@@ -61,8 +68,8 @@ def print_head():
     print(ROW.format("job", "anchor", "ratio", "aim", ""))
 
 
-def print_bars(medians_of_corpora, own_figures):
-    """`own_figures` are (job, figure, aim)."""
+def print_bars(medians_of_corpora, own_figures, of_parts):
+    """`own_figures` are (job, figure, aim), and those of parts (job, anchor, figure, aim)."""
     print_head()
     for bar in BARS:
         if bar.corpus in medians_of_corpora:
@@ -71,6 +78,8 @@ def print_bars(medians_of_corpora, own_figures):
                       bar.ratio(medians_of_corpora[bar.corpus]), bar.aim)
     for job, figure, aim in own_figures:
         print_row(job, "-", figure, aim)
+    for row in of_parts:
+        print_row(*row)
 
 
 def print_row(job, anchor, figure, aim):
@@ -110,3 +119,37 @@ def analysis_of(corpus):
     """Milliseconds of analysis for a MB of test texts."""
     test = evaluate(corpus, "words")["test"]
     return 1e3 * test["analysis_seconds"] / (test["bytes"] / 1e6)
+
+
+def figures_of_parts(folder):
+    """Parts of the library that have benchmarks with an anchor of their own."""
+    rules, records = "zandrel_rules_bench", "zandrel_record_file_bench"
+    build_targets(rules, records)
+    output = folder / "benchmarks"
+    run([str(BENCHMARKS / rules), "--benchmark_filter=<Operands::kKeys>|MuParser_Variable",
+         "--benchmark_format=json"], output)
+    figures = rule_ratios(json.loads(output.read_text("utf-8")))
+    run([str(BENCHMARKS / records), "--runs", "1"], output)
+    return figures + [("record file, all but reopening", "mapped floor",
+                       record_file_ratio(output.read_text("utf-8")), RECORD_FILE)]
+
+
+def rule_ratios(result):
+    """Of the output of Google Benchmark. The anchor has its variables as numbers already. RAISES:
+    Failure if a benchmark has another name."""
+    times = {one["name"]: one["cpu_time"] for one in result["benchmarks"]}
+    try:
+        return [(f"rule of {operators} operators with $key(n)", "muParser",
+                 times[f"BM_EvaluateRule_Arithmetic<Operands::kKeys>/{operators}"] /
+                 times[f"BM_EvaluateMuParser_Variable/{operators}"], aim)
+                for operators, aim in RULES.items()]
+    except KeyError as missing:
+        raise Failure(f"zandrel_rules_bench has no benchmark {missing}") from missing
+
+
+def record_file_ratio(text):
+    """RAISES: Failure if the benchmark has not printed it."""
+    found = re.search(r"^all but reopening, to the mapped floor +([0-9.]+),", text, re.MULTILINE)
+    if found is None:
+        raise Failure("zandrel_record_file_bench has printed no ratio to the mapped floor")
+    return float(found.group(1))

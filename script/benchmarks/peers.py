@@ -43,10 +43,23 @@ def compare_with_peers(options):
         print(ROW.format("corpus", "", "accuracy", "train s", "classify s", "whole s", "train MB",
                          "classify MB", "runs"))
         medians_of_corpora, own = measure_all(corpora, options, pathlib.Path(folder))
+        # These need no corpus, so they are left out where one is asked for.
+        of_parts = []
+        if options.bars and not options.corpus:
+            of_parts = measure_parts(pathlib.Path(folder))
     print_ratios(medians_of_corpora)
     if options.bars:
-        bars.print_bars(medians_of_corpora, own)
-    return 0 if len(medians_of_corpora) == len(corpora) else 1
+        bars.print_bars(medians_of_corpora, own, of_parts or [])
+    return 0 if len(medians_of_corpora) == len(corpora) and of_parts is not None else 1
+
+
+def measure_parts(folder):
+    """None if something could not be measured: the tables of the corpora are printed all the same."""
+    try:
+        return bars.figures_of_parts(folder)
+    except Failure as failure:
+        report(failure)
+        return None
 
 
 def corpora_of(options, folder):

@@ -363,6 +363,36 @@ class BarsTest(FolderTest):
         self.assertIn("train clinc150, phrases SVM 1-2-grams 0.125 0.2 reached".split(), rows)
         self.assertIn("classify clinc150, words fastText 1.000 0.4 missed".split(), rows)
 
+    def test_rules_are_compared_by_the_number_of_operators(self):
+        names = ("BM_EvaluateRule_Arithmetic<Operands::kKeys>", "BM_EvaluateMuParser_Variable")
+        result = {"benchmarks": [{"name": f"{name}/{operators}", "cpu_time": operators * factor}
+                                 for name, factor in zip(names, (6.0, 4.0))
+                                 for operators in (1, 10, 100)]}
+
+        self.assertEqual(bars.rule_ratios(result),
+                         [(f"rule of {operators} operators with $key(n)", "muParser", 1.5, aim)
+                          for operators, aim in ((1, 1.5), (10, 1.0), (100, 1.0))])
+
+        del result["benchmarks"][5]
+        with self.assertRaisesRegex(Failure, "no benchmark 'BM_EvaluateMuParser_Variable/100'"):
+            bars.rule_ratios(result)
+
+    def test_failing_part_leaves_the_other_figures(self):
+        def fail(_):
+            raise Failure("no benchmark")
+
+        with mock.patch.object(bars, "figures_of_parts", fail):
+            self.assertIsNone(peers.measure_parts(self.folder))
+        self.assertIn("no benchmark", self.messages.getvalue())
+
+    def test_ratio_of_the_record_file_is_that_to_the_mapped_floor(self):
+        text = ("to mapped floor     1.38     1.42\n\nread, to the flushing floor   1.03, at most 1.10: held\n"
+                "all but reopening, to the mapped floor      1.31, at most 1.28: missed\n")
+
+        self.assertEqual(bars.record_file_ratio(text), 1.31)
+        with self.assertRaisesRegex(Failure, "no ratio"):
+            bars.record_file_ratio("")
+
     def test_made_up_corpus_is_one_of_all(self):
         self.write_corpus("news")
         made_up = lambda folder: (folder / "thousand.train.tsv", folder / "thousand.test.tsv")
