@@ -16,8 +16,8 @@ namespace {
 using Zandrel::Concept_row;
 
 // Concepts in the order that is given, and their row.
-struct Row {
-    explicit Row(const std::vector<std::string>& texts) {
+struct Row_of_terms {
+    explicit Row_of_terms(const std::vector<std::string>& texts) {
         for (const std::string& text : texts) {
             concepts.push_back(term(text));
             row.add(concepts.back());
@@ -41,7 +41,7 @@ struct Row {
 using List = std::vector<std::string>;
 
 TEST(ConceptRowTest, EachTextOfAnOrderedListGivesItsConcept) {
-    Row row({"a", "b", "c", "d", "e", "f", "g", "h"});
+    Row_of_terms row({"a", "b", "c", "d", "e", "f", "g", "h"});
 
     for (const List& list : {List{"c", "g"}, List{"a", "b", "c", "d", "e", "f", "g", "h"},
                              List{"h"}, List{"a", "h"}, List{}}) {
@@ -51,19 +51,19 @@ TEST(ConceptRowTest, EachTextOfAnOrderedListGivesItsConcept) {
 
 // The first eight bytes are compared as a number, and then the text.
 TEST(ConceptRowTest, TextsOfOneBeginningAreToldApart) {
-    Row row({"beginning", "beginning of", "beginning of all", "beginnings"});
+    Row_of_terms row({"beginning", "beginning of", "beginning of all", "beginnings"});
     const List list = {"beginnin", "beginning of", "beginning of al", "beginnings"};
 
     EXPECT_EQ(row.taken(list), list);
 }
 
 TEST(ConceptRowTest, TextsThatAreMissingOrInNoOrderAreFoundToo) {
-    Row row({"b", "d", "f"});
+    Row_of_terms row({"b", "d", "f"});
     const List list = {"", "a", "c", "f", "g", "b", "d", "d", "\xff"};
 
     EXPECT_EQ(row.taken(list), list);
-    EXPECT_EQ(Row({}).taken(list), list);
-    EXPECT_EQ(Row({"f", "d", "b"}).taken(list), list);
+    EXPECT_EQ(Row_of_terms({}).taken(list), list);
+    EXPECT_EQ(Row_of_terms({"f", "d", "b"}).taken(list), list);
 }
 
 TEST(ConceptRowTest, ListsDrawnAtRandomAreFound) {
@@ -83,7 +83,7 @@ TEST(ConceptRowTest, ListsDrawnAtRandomAreFound) {
         }
         std::sort(all.begin(), all.end());
         std::sort(some.begin(), some.end());
-        EXPECT_EQ(Row(all).taken(some), some);
+        EXPECT_EQ(Row_of_terms(all).taken(some), some);
     }
 }
 
