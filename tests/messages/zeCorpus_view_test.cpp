@@ -33,9 +33,7 @@ public:
 // A corpus of one message, which it gives away when it is asked for it.
 class Forgetting_corpus : public zeMemoryCorpus {
 public:
-    using zeMemoryCorpus::get_msg;
-
-    qtPtrLight<zeMsg> get_msg(const iMsg& /*position*/) const override {
+    qtPtrLight<zeMsg> get_numbered_msg(int /*msg_number*/) override {
         return std::exchange(held, nullptr);
     }
 

@@ -7,15 +7,19 @@
 #include "tests/storage/record_file_faults.h"
 
 TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
-    const Fault_tally tally = fail_each_call<Hfile64>(300, 0, 1);
+    for (const bool has_places : {false, true}) {
+        const Fault_tally tally = fail_each_call<Hfile64>(300, 0, 1, has_places);
 
-    EXPECT_GT(tally.runs, 300U);
-    EXPECT_TRUE(tally.reopened.contains("torn"));
+        EXPECT_GT(tally.runs, 300U);
+        EXPECT_TRUE(tally.reopened.contains("torn"));
+    }
 }
 
 TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
-    const Fault_tally tally = fail_each_call<Hfile32>(300, 0, 1);
+    for (const bool has_places : {false, true}) {
+        const Fault_tally tally = fail_each_call<Hfile32>(300, 0, 1, has_places);
 
-    EXPECT_GT(tally.runs, 300U);
-    EXPECT_TRUE(tally.reopened.contains("torn"));
+        EXPECT_GT(tally.runs, 300U);
+        EXPECT_TRUE(tally.reopened.contains("torn"));
+    }
 }

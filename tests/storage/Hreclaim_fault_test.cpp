@@ -68,11 +68,20 @@ using Devices = testing::Types<Hfile64, Hfile32>;
 TYPED_TEST_SUITE(HreclaimFullDiskTest, Devices, );
 
 TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
-    expect_variety(fail_each_call<Hfile64>(300, 0, 17));
+    expect_variety(fail_each_call<Hfile64>(300, 0, 17, false));
 }
 
 TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
-    expect_variety(fail_each_call<Hfile32>(300, 5, 17));
+    expect_variety(fail_each_call<Hfile32>(300, 5, 17, false));
+}
+
+// By calls that name their place, as of a file on a real disk.
+TEST(HreclaimFaultTest, PlacesKeepOldOrNewOrAreRefusedWith64Bits) {
+    expect_variety(fail_each_call<Hfile64>(300, 0, 7, true));
+}
+
+TEST(HreclaimFaultTest, PlacesKeepOldOrNewOrAreRefusedWith32Bits) {
+    expect_variety(fail_each_call<Hfile32>(300, 5, 7, true));
 }
 
 TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {

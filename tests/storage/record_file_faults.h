@@ -19,8 +19,9 @@ struct Fault_tally {
 // of the disk that it can befall: those whose index leaves `part` when divided by `parts`, and all
 // that open and close, since they are few. Reports a run whose fault raises what it may not, or
 // whose file reads as something that neither stood there before nor was to stand there after, and
-// is not refused.
+// is not refused. `has_places`: of the disk's files.
 template <class Device>
-Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t parts);
+Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t parts,
+                           bool has_places);
 
 #endif  // ZANDREL_TESTS_STORAGE_RECORD_FILE_FAULTS_H_

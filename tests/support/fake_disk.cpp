@@ -8,6 +8,8 @@
 #include <cstring>
 #include <map>
 #include <sys/stat.h>
+#include <sys/types.h>
+#include <utility>
 
 namespace {
 
@@ -29,6 +31,9 @@ int error_number() {
 }
 
 std::map<std::FILE*, Open_file*> s_streams;  // those that are open
+std::map<int, Open_file*> s_descriptors;     // the same
+// The system gives out the lowest free numbers, so it never comes so far.
+constexpr int kFirstDescriptor = 1000000;
 
 ssize_t read_file(void* cookie, char* buffer, std::size_t byte_count) {
     auto& file = *static_cast<Open_file*>(cookie);
@@ -96,7 +101,9 @@ int seek_file(void* cookie, off64_t* offset, int whence) {
 
 // As of the system, the file is closed even by a close that fails.
 int close_file(void* cookie) {
-    std::erase_if(s_streams, [cookie](const auto& entry) { return entry.second == cookie; });
+    const auto is_closed = [cookie](const auto& entry) { return entry.second == cookie; };
+    std::erase_if(s_streams, is_closed);
+    std::erase_if(s_descriptors, is_closed);
     delete static_cast<Open_file*>(cookie);
     --s_disk->open_files;
     if (s_disk->meet(Fake_disk::Call::kClose)) {
@@ -125,6 +132,11 @@ std::FILE* open_file(const std::string& name, const char* mode) {
     auto* const file = new Open_file{&bytes, 0};
     std::FILE* const stream = fopencookie(file, mode, calls);
     s_streams[stream] = file;
+    if (s_disk->has_places) {
+        const int next =
+            s_descriptors.empty() ? kFirstDescriptor : s_descriptors.rbegin()->first + 1;
+        s_descriptors[next] = file;
+    }
     return stream;
 }
 
@@ -139,6 +151,38 @@ std::size_t read_at_once(Open_file& file, char* bytes, std::size_t byte_count) {
         done += static_cast<std::size_t>(piece);
     }
     return done;
+}
+
+// -1 for a file without places.
+int descriptor_of(const Open_file* file) {
+    for (const auto& [descriptor, open] : s_descriptors) {
+        if (open == file) {
+            return descriptor;
+        }
+    }
+    return -1;
+}
+
+// Does `transfer` with a file that is at a place for this long.
+template <class Transfer>
+ssize_t at_place(Open_file& file, off64_t place, const Transfer& transfer) {
+    const std::uint64_t before = std::exchange(file.position, static_cast<std::uint64_t>(place));
+    const ssize_t done = transfer();
+    file.position = before;
+    return done;
+}
+
+ssize_t read_place(Open_file& file, void* bytes, std::size_t byte_count, off64_t place) {
+    return at_place(file, place,
+                    [&] { return read_file(&file, static_cast<char*>(bytes), byte_count); });
+}
+
+// The system's call says -1 where a stream of ours says 0.
+ssize_t write_place(Open_file& file, const void* bytes, std::size_t byte_count, off64_t place) {
+    return at_place(file, place, [&] {
+        const ssize_t done = write_file(&file, static_cast<const char*>(bytes), byte_count);
+        return done == 0 && byte_count != 0 ? ssize_t{-1} : done;
+    });
 }
 
 }  // namespace
@@ -196,6 +240,14 @@ std::size_t __wrap_fread(void* bytes, std::size_t size, std::size_t count, std::
 std::FILE* __wrap_fopen(const char* name, const char* mode);
 std::FILE* __wrap_fopen64(const char* name, const char* mode);
 int __wrap_stat(const char* name, struct stat* found);
+int __real_fileno(std::FILE* stream);
+int __wrap_fileno(std::FILE* stream);
+ssize_t __real_pread(int descriptor, void* bytes, std::size_t byte_count, off_t place);
+ssize_t __wrap_pread(int descriptor, void* bytes, std::size_t byte_count, off_t place);
+ssize_t __wrap_pread64(int descriptor, void* bytes, std::size_t byte_count, off64_t place);
+ssize_t __real_pwrite(int descriptor, const void* bytes, std::size_t byte_count, off_t place);
+ssize_t __wrap_pwrite(int descriptor, const void* bytes, std::size_t byte_count, off_t place);
+ssize_t __wrap_pwrite64(int descriptor, const void* bytes, std::size_t byte_count, off64_t place);
 
 std::FILE* __wrap_fopen(const char* name, const char* mode) {
     return is_fake(name) ? open_file(name, mode) : __real_fopen(name, mode);
@@ -210,6 +262,31 @@ std::size_t __wrap_fread(void* bytes, std::size_t size, std::size_t count, std::
     return found == s_streams.end()
                ? __real_fread(bytes, size, count, stream)
                : read_at_once(*found->second, static_cast<char*>(bytes), size * count) / size;
+}
+
+int __wrap_fileno(std::FILE* stream) {
+    const auto found = s_streams.find(stream);
+    return found == s_streams.end() ? __real_fileno(stream) : descriptor_of(found->second);
+}
+
+ssize_t __wrap_pread(int descriptor, void* bytes, std::size_t byte_count, off_t place) {
+    const auto found = s_descriptors.find(descriptor);
+    return found == s_descriptors.end() ? __real_pread(descriptor, bytes, byte_count, place)
+                                        : read_place(*found->second, bytes, byte_count, place);
+}
+
+ssize_t __wrap_pread64(int descriptor, void* bytes, std::size_t byte_count, off64_t place) {
+    return __wrap_pread(descriptor, bytes, byte_count, place);
+}
+
+ssize_t __wrap_pwrite(int descriptor, const void* bytes, std::size_t byte_count, off_t place) {
+    const auto found = s_descriptors.find(descriptor);
+    return found == s_descriptors.end() ? __real_pwrite(descriptor, bytes, byte_count, place)
+                                        : write_place(*found->second, bytes, byte_count, place);
+}
+
+ssize_t __wrap_pwrite64(int descriptor, const void* bytes, std::size_t byte_count, off64_t place) {
+    return __wrap_pwrite(descriptor, bytes, byte_count, place);
 }
 
 int __wrap_stat(const char* name, struct stat* found) {

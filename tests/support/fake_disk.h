@@ -53,6 +53,9 @@ public:
     std::vector<Call> failed;  // those of them that the fault befell
     Listener on_write;         // called after each write, if set
     int open_files = 0;
+    // Whether files that are opened have places, which pread() and pwrite() need. Otherwise they
+    // are transferred as pipes are, through the stream.
+    bool has_places = false;
     bool has_grown_too_large = false;
     Fault fault = Fault::kIoError;
 

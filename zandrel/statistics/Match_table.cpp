@@ -21,6 +21,16 @@ constexpr std::size_t kGreatestBlockSize = 64 * kLeastBlockSize;
 
 void Match_table::compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles) {
     clear();
+    try {
+        count_and_fill(profiles);
+    } catch (...) {
+        clear();  // rows that are counted have no place yet
+        throw;
+    }
+}
+
+void Match_table::count_and_fill(
+    const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles) {
     // The row of each weight, in the order of the weights: the second pass looks nothing up.
     std::vector<Pairs*> row_of;
     for (const auto& profile : profiles) {
@@ -55,9 +65,9 @@ std::span<Match_table::Concept_weight> Match_table::add(const Concept& added, st
     if (m_room.size() < count) {
         make_room(count);
     }
-    m_profile_end = kUnknown;
     const std::span<Concept_weight> room = m_room.first(count);
     Pairs& row = m_rows[added];
+    m_profile_end = kUnknown;
     row.m_first = room.data();
     row.m_count = count;
     m_room = m_room.subspan(count);

@@ -59,7 +59,8 @@ public:
     Match_table(const Match_table&) = delete;
     Match_table& operator=(const Match_table&) = delete;
 
-    // Replaces the table by the profiles' lists of weights, which stay.
+    // Replaces the table by the profiles' lists of weights, which stay. An error leaves an empty
+    // table.
     // COST: two passes over the weights, with one look-up for each weight.
     void compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);
 
@@ -96,6 +97,7 @@ public:
     const Rows& rows() const noexcept { return m_rows; }
 
 private:
+    void count_and_fill(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);
     void fill(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles,
               const std::vector<Pairs*>& row_of);
     void make_room(std::size_t count);
