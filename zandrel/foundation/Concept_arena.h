@@ -1,4 +1,5 @@
 // Concept_arena: the memory of the dictionary's records.
+// Not installed: the library's own.
 #ifndef ZANDREL_FOUNDATION_CONCEPT_ARENA_H_
 #define ZANDREL_FOUNDATION_CONCEPT_ARENA_H_
 

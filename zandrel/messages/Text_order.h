@@ -1,4 +1,5 @@
 // The sort of concepts by text.
+// Not installed: the library's own.
 #ifndef ZANDREL_MESSAGES_TEXT_ORDER_H_
 #define ZANDREL_MESSAGES_TEXT_ORDER_H_
 

@@ -269,9 +269,8 @@ void Hreclaim<F>::MarkDeleted(unsigned int slot, Offset offset) {
 
 template <class F>
 void Hreclaim<F>::WritePadding(unsigned int byte_count) {
-    static constexpr std::array<char, 4096> kZeros{};
-    if (byte_count <= kZeros.size()) {
-        io.WriteBytes(kZeros.data(), byte_count);
+    if (byte_count <= Zandrel::kZeros.size()) {
+        io.WriteBytes(Zandrel::kZeros.data(), byte_count);
         return;
     }
     // At most what the block holds, which is in memory as well.

@@ -3,6 +3,7 @@
 #ifndef ZANDREL_STORAGE_HRECLAIM_FORMAT_H_
 #define ZANDREL_STORAGE_HRECLAIM_FORMAT_H_
 
+#include <array>
 #include <cstddef>
 
 namespace Zandrel {
@@ -24,6 +25,9 @@ inline constexpr unsigned int kItemOverhead = 12;
 
 // Longer keys are not recognised by the scan for items that the index does not reach.
 inline constexpr unsigned int kLongestScannedKey = 128;
+
+// What most paddings are written from without an allocation.
+inline constexpr std::array<char, 4096> kZeros = {};
 
 // What depends on the width of offsets.
 // Offset: `long long` or `unsigned int`, as it is packed in the file; 0 stands for none.
