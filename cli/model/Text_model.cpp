@@ -82,6 +82,13 @@ bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
 
+// Texts that are lent stay; those that are given are emptied, and their memory is freed.
+void empty_text(const Labelled_text& /*lent*/) {}
+
+void empty_text(Labelled_text& given) {
+    std::string().swap(given.text);
+}
+
 }  // namespace
 
 Text_model::Text_model(const Model_options& options)
@@ -112,7 +119,32 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
     }
 }
 
-void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+template <class Texts>
+void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress) {
+    corpus.reserve(static_cast<unsigned int>(texts.size()));
+    if (progress != nullptr) {
+        progress->SetStatus("Analysing the texts");
+        progress->SetTotal(static_cast<int>(texts.size()));
+    }
+    m_analysis_timer.start();
+    for (auto& text : texts) {
+        qtPtrLight<zeMsg> msg(new zeMsg);
+        msg->smls[0] = analyse(text.text);
+        empty_text(text);
+        for (const std::string& label : text.labels) {
+            msg->categories.push_back(Concept::insert_view(label));
+        }
+        corpus.add_msg(msg);
+        if (progress != nullptr) {
+            progress->Increment(1);
+            zeInterrupts(progress);
+        }
+    }
+    m_analysis_timer.stop();
+}
+
+template <class Texts>
+void Text_model::train_with(Texts& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
@@ -124,7 +156,8 @@ void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* prog
     m_workflow->train(view, trains_root_only(), finer.get(), false);
 }
 
-void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+template <class Texts>
+void Text_model::bootstrap_with(Texts& texts, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
@@ -140,17 +173,17 @@ void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* 
     m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
 }
 
-void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,
-                       CTProgress* progress) {
+template <class Texts>
+void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     if (bootstraps) {
-        bootstrap(texts, progress);
+        bootstrap_with(texts, progress);
     } else {
-        train(texts, progress);
+        train_with(texts, progress);
     }
 }
 
-void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
-                       const Before_learning& before) {
+template <class Texts>
+void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_learning& before) {
     add_new_labels(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
@@ -164,6 +197,34 @@ void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* prog
     const std::unique_ptr<Training_progress> finer =
         finer_progress(progress, view, Training_kind::kLearn);
     m_workflow->learn(view, finer.get(), false, true);
+}
+
+void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+    train_with(texts, progress);
+}
+
+void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+    bootstrap_with(texts, progress);
+}
+
+void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,
+                       CTProgress* progress) {
+    start_with(texts, bootstraps, progress);
+}
+
+void Text_model::start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
+                                 CTProgress* progress) {
+    start_with(texts, bootstraps, progress);
+}
+
+void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
+                       const Before_learning& before) {
+    learn_with(texts, progress, before);
+}
+
+void Text_model::learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
+                                 const Before_learning& before) {
+    learn_with(texts, progress, before);
 }
 
 // Without groups the root is the only classifier, and the engine trains it with the view as it is.
@@ -410,29 +471,6 @@ std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
         results.get_result(0);  // Sorts and cuts off what is not wanted.
     }
     return std::move(results.results);
-}
-
-void Text_model::fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
-                      CTProgress* progress) {
-    corpus.reserve(static_cast<unsigned int>(texts.size()));
-    if (progress != nullptr) {
-        progress->SetStatus("Analysing the texts");
-        progress->SetTotal(static_cast<int>(texts.size()));
-    }
-    m_analysis_timer.start();
-    for (const Labelled_text& text : texts) {
-        qtPtrLight<zeMsg> msg(new zeMsg);
-        msg->smls[0] = analyse(text.text);
-        for (const std::string& label : text.labels) {
-            msg->categories.push_back(Concept::insert_view(label));
-        }
-        corpus.add_msg(msg);
-        if (progress != nullptr) {
-            progress->Increment(1);
-            zeInterrupts(progress);
-        }
-    }
-    m_analysis_timer.stop();
 }
 
 // Reading the clock twice takes as long as analysing a short text, so only what reports the time

@@ -60,6 +60,9 @@ public:
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // One of the two.
     void start(const std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
+    // The same for texts that nobody needs afterwards: each is emptied as soon as it was analysed,
+    // so that its memory serves the model. Labels, titles and keywords stay.
+    void start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
     // Gets the statistics of the classifiers that are about to learn, by the ids of their nodes.
     using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
     // Takes further texts in as one bulk, at a fixed size. New labels become categories.
@@ -67,6 +70,9 @@ public:
     // REQUIRES: the model is not compact.
     void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr,
                const Before_learning& before = {});
+    // The same with texts that are emptied, as by `start_and_empty`.
+    void learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
+                         const Before_learning& before);
 
     // Whether it has a leaf of that name.
     bool knows(std::string_view label) const;
@@ -121,8 +127,17 @@ private:
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
-    void fill(zeMemoryCorpus& corpus, const std::vector<Labelled_text>& texts,
-              CTProgress* progress);
+    // `Texts`: of Labelled_text; they are emptied unless they are constant.
+    template <class Texts>
+    void train_with(Texts& texts, CTProgress* progress);
+    template <class Texts>
+    void bootstrap_with(Texts& texts, CTProgress* progress);
+    template <class Texts>
+    void start_with(Texts& texts, bool bootstraps, CTProgress* progress);
+    template <class Texts>
+    void learn_with(Texts& texts, CTProgress* progress, const Before_learning& before);
+    template <class Texts>
+    void fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress);
     bool trains_root_only() const;
     // Returns null if `progress` is null.   BORROWS: `progress`.
     std::unique_ptr<Training_progress> finer_progress(CTProgress* progress, zeCorpus_view& view,

@@ -210,10 +210,10 @@ Training_summary train_kc(const Training_options& options) {
     std::vector<Data_file> files =
         read_data(options, training_columns(options.bootstraps), summary.skipped);
     warn_of_data(options, files);
-    const Texts texts = joined(files);
+    Texts texts = joined(files);
     check_interrupt(options.progress);
     Text_model model(options.model);
-    model.start(texts, options.bootstraps, options.progress);
+    model.start_and_empty(texts, options.bootstraps, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
     // Training takes long enough for somebody to put another file there.
@@ -238,9 +238,9 @@ Training_summary learn_into_kc(const Learning_options& options) {
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);
     }
-    const Texts texts = joined(files);
+    Texts texts = joined(files);
     check_interrupt(options.progress);
-    model->learn(texts, options.progress, warning_of(options, *model));
+    model->learn_and_empty(texts, options.progress, warning_of(options, *model));
     write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;

@@ -128,6 +128,29 @@ TEST(TextModelTest, AnInterruptionEndsTraining) {
     EXPECT_THROW(model.train(ten_of_each(), &progress), qtX<zeWorkflow>);
 }
 
+TEST(TextModelTest, GivenTextsAreLearnedAndEmptied) {
+    const std::vector<Labelled_text> more = {{{"music"}, "guitar and drums, and a long text"}};
+    std::vector<Labelled_text> given = ten_of_each();
+    std::vector<Labelled_text> given_later = more;
+    Text_model lent_to(Model_options{{Analysis_kind::kWords}});
+    lent_to.train(ten_of_each());
+    lent_to.learn(more);
+
+    Text_model model(Model_options{{Analysis_kind::kWords}});
+    model.start_and_empty(given, false, nullptr);
+    model.learn_and_empty(given_later, nullptr, {});
+
+    given.insert(given.end(), given_later.begin(), given_later.end());
+    for (const Labelled_text& text : given) {
+        EXPECT_EQ(text.text, "");
+        EXPECT_EQ(text.text.capacity(), std::string().capacity());
+        EXPECT_FALSE(text.labels.empty());
+    }
+    EXPECT_EQ(model.size().entries, lent_to.size().entries);
+    EXPECT_THAT(labels_of(model.rank("Goal!", 1)), ElementsAre("sport"));
+    EXPECT_THAT(labels_of(model.rank("guitar", 1)), ElementsAre("music"));
+}
+
 TEST(TextModelTest, LearnsNewLabel) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());

@@ -98,7 +98,7 @@ void Feature_selector::offer_candidates(const Concept_judge& judge,
     Outside_candidates::Judgements& judgements = candidates.judgements(judge);
     for (std::size_t rank = 0; rank < candidates.size(); ++rank) {
         const Outside_candidates::Candidate& candidate = candidates.at(rank);
-        if (!m_is_own[m_storage.m_concept_infos.position(candidate.info)] &&
+        if (!m_is_own[candidate.position] &&
             !m_best.offer_outside(judgements.at(rank, candidate, judge))) {
             return;
         }

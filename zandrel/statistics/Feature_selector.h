@@ -24,7 +24,11 @@ class Feature_selector {
 public:
     using Info_iterator = Outside_candidates::Info_iterator;
 
-    explicit Feature_selector(zeStat_storage& storage) : m_storage(storage) {}
+    explicit Feature_selector(zeStat_storage& storage)
+        : m_all(storage.m_concept_infos),
+          m_regular(storage.m_concept_infos),
+          m_rare(storage.m_concept_infos),
+          m_storage(storage) {}
 
     // Makes the lists of candidates from all concepts of the model.
     void collect_candidates();

@@ -2,16 +2,6 @@
 
 #include <cstdint>
 
-namespace {
-
-bool goes_before(const Outside_candidates::Candidate& left,
-                 const Outside_candidates::Candidate& right) {
-    return left.value > right.value ||
-           (left.value == right.value && right.info->first < left.info->first);
-}
-
-}  // namespace
-
 void Outside_candidates::order(std::size_t count) {
     if (count <= m_ordered_count) {
         return;
@@ -19,9 +9,12 @@ void Outside_candidates::order(std::size_t count) {
     const auto place = [this](std::size_t rank) {
         return m_candidates.begin() + static_cast<std::ptrdiff_t>(rank);
     };
+    const auto goes_first = [this](const Candidate& left, const Candidate& right) {
+        return goes_before(left, right);
+    };
     const std::size_t end = std::min(count, m_candidates.size());
-    std::nth_element(place(m_ordered_count), place(end), m_candidates.end(), goes_before);
-    std::sort(place(m_ordered_count), place(end), goes_before);
+    std::nth_element(place(m_ordered_count), place(end), m_candidates.end(), goes_first);
+    std::sort(place(m_ordered_count), place(end), goes_first);
     m_ordered_count = end;
 }
 
@@ -34,6 +27,7 @@ Outside_candidates::Judgements& Outside_candidates::judgements(const Concept_jud
         found.m_features.clear();
         found.m_key = key;
     }
+    found.m_infos = m_infos;
     return found;
 }
 
@@ -45,7 +39,7 @@ const Best_features::Feature& Outside_candidates::Judgements::at(std::size_t ran
     }
     Best_features::Feature& feature = m_features[rank];
     if (feature.known == nullptr) {
-        const auto& [known, info] = *candidate.info;
+        const auto& [known, info] = *m_infos->at_position(candidate.position);
         feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
     }
     return feature;
@@ -55,7 +49,7 @@ std::vector<Outside_candidates::Info_iterator> Outside_candidates::infos() const
     std::vector<Info_iterator> infos;
     infos.reserve(m_candidates.size());
     for (const Candidate& each : m_candidates) {
-        infos.push_back(each.info);
+        infos.push_back(m_infos->at_position(each.position));
     }
     return infos;
 }

@@ -27,15 +27,21 @@ class Outside_candidates {
 public:
     using Info_iterator = zeStat_storage::Concept_infos::iterator;
 
+    // A model can have millions, so a candidate has its position instead of a longer iterator.
     struct Candidate {
         double value;
-        Info_iterator info;
+        zeStat_storage::Concept_infos::Position position;  // in the table of all concepts
     };
+
+    // BORROWS: the table of all concepts.
+    explicit Outside_candidates(zeStat_storage::Concept_infos& infos) : m_infos(&infos) {}
 
     void reserve(std::size_t count) { m_candidates.reserve(count); }
 
     // A value is a number. REQUIRES: nothing was ordered yet.
-    void add(double value, Info_iterator info) { m_candidates.push_back({value, info}); }
+    void add(double value, Info_iterator info) {
+        m_candidates.push_back({value, m_infos->position(info)});
+    }
 
     std::size_t size() const noexcept { return m_candidates.size(); }
 
@@ -61,6 +67,7 @@ public:
     private:
         friend class Outside_candidates;
 
+        zeStat_storage::Concept_infos* m_infos = nullptr;  // BORROWS
         Concept_judge::Outside_key m_key = {};
         std::deque<Best_features::Feature> m_features;  // `known` is null where there is none yet
     };
@@ -73,6 +80,13 @@ private:
     static constexpr std::size_t kFirstPiece = 256;
     static constexpr std::size_t kJudgementsCount = 32;
 
+    bool goes_before(const Candidate& left, const Candidate& right) const {
+        return left.value > right.value ||
+               (left.value == right.value && m_infos->at_position(right.position)->first <
+                                                 m_infos->at_position(left.position)->first);
+    }
+
+    zeStat_storage::Concept_infos* m_infos;  // BORROWS
     std::vector<Candidate> m_candidates;
     std::size_t m_ordered_count = 0;
     std::array<Judgements, kJudgementsCount> m_judgements;

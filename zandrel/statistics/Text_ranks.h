@@ -4,8 +4,10 @@
 #define ZANDREL_STATISTICS_TEXT_RANKS_H_
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <vector>
 
 #include "zandrel/foundation/concept_map.h"
@@ -30,16 +32,16 @@ public:
     template <class Take>
     Text_ranks(const concept_map<Value>& table, Take&& take)
         : m_table(table), m_ranks(table.position_limit()) {
+        const Buckets buckets(table);
         std::vector<Placed> entries;
-        entries.reserve(table.size());
-        for (auto entry = table.begin(); entry != table.end(); ++entry) {
-            entries.push_back({{text_prefix(entry->first.view()), &*entry}, table.position(entry)});
-        }
-        std::sort(entries.begin(), entries.end());
         std::uint32_t rank = 0;
-        for (const Placed& placed : entries) {
-            take(*placed.entry);
-            m_ranks[placed.position] = rank++;
+        for (std::size_t byte = 0; byte < kBytes; ++byte) {
+            buckets.fill(byte, table, entries);
+            std::sort(entries.begin(), entries.end());
+            for (const Placed& placed : entries) {
+                take(*placed.entry);
+                m_ranks[placed.position] = rank++;
+            }
         }
     }
 
@@ -65,8 +67,51 @@ public:
     }
 
 private:
+    static constexpr std::size_t kBytes = 256;
+
     struct Placed : Text_placed<Entry> {
         std::uint32_t position;
+    };
+
+    // The positions of the entries by the first bytes of their texts. Sorting the texts of one byte
+    // at a time takes little memory: what is sorted has six times the size of a position.
+    class Buckets {
+    public:
+        explicit Buckets(const concept_map<Value>& table) : m_positions(table.size()) {
+            std::vector<std::uint8_t> bytes;
+            bytes.reserve(table.size());
+            for (const auto& entry : table) {
+                bytes.push_back(static_cast<std::uint8_t>(text_prefix(entry.first.view()) >> 56U));
+                ++m_ends[bytes.back()];
+            }
+            std::partial_sum(m_ends.begin(), m_ends.end(), m_ends.begin());
+            place(table, bytes);
+        }
+
+        // Makes `entries` those of one bucket.
+        void fill(std::size_t byte, const concept_map<Value>& table,
+                  std::vector<Placed>& entries) const {
+            entries.clear();
+            const std::size_t begin = byte == 0 ? 0 : m_ends[byte - 1];
+            for (std::size_t i = begin; i < m_ends[byte]; ++i) {
+                const Entry& entry = *table.at_position(m_positions[i]);
+                entries.push_back({{text_prefix(entry.first.view()), &entry}, m_positions[i]});
+            }
+        }
+
+    private:
+        // `bytes`: the first one of each text.
+        void place(const concept_map<Value>& table, const std::vector<std::uint8_t>& bytes) {
+            std::array<std::size_t, kBytes> next = {};
+            std::copy(m_ends.begin(), m_ends.end() - 1, next.begin() + 1);
+            auto byte = bytes.begin();
+            for (auto entry = table.begin(); entry != table.end(); ++entry, ++byte) {
+                m_positions[next[*byte]++] = table.position(entry);
+            }
+        }
+
+        std::vector<std::uint32_t> m_positions;
+        std::array<std::size_t, kBytes> m_ends = {};  // of the buckets
     };
 
     // Fills in the rank and the position of each entry, the rank in the high half. Returns false if
