@@ -1,5 +1,5 @@
 // Text analysis: from texts to bags, as `train` and `classify` do it for each text. The texts are
-// those of data/shop, read again and again, so that all their words are known.
+// those of data/shop, read again and again so that all their words are known.
 #include "cli/text/Text_analysis.h"
 
 #include <cstddef>

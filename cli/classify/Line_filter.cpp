@@ -25,7 +25,7 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// What a line of output answers: a text, or the message about a line that is too long.
+// A line to be answered: a text, or the message about a line that is too long.
 struct Line {
     std::string_view text;
     bool is_refused;

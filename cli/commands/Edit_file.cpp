@@ -32,7 +32,7 @@ class Edit_lines {
 public:
     Edit_lines(std::istream& input, const std::string& name) : m_input(input), m_name(name) {}
 
-    // Takes the next line, without its end. False: there is none.  VALID UNTIL: the next call.
+    // Takes the next line, without its end. Returns false at the end.  VALID UNTIL: the next call.
     // RAISES: Input_error; Data_error for a line that is too long.
     bool next(std::string_view& line) {
         errno = 0;

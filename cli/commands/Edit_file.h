@@ -24,7 +24,7 @@ public:
 
     // Carries all edits out, in their order.
     // RAISES: Data_error with the line of an edit that is refused; the container is to be thrown
-    // away then. What `progress` interrupts: qtX<zeWorkflow> 2.
+    // away then. qtX<zeWorkflow> 2 if `progress` interrupts it.
     void apply(zeManager& manager, CTProgress& progress) const;
 
 private:

@@ -14,7 +14,7 @@ class App;
 
 namespace cli {
 
-// What an edit is given, apart from the container.
+// The words of an edit, apart from the container.
 struct Edit_words {
     std::string path;
     std::string target;  // the new name or the new parent

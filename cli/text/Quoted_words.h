@@ -8,7 +8,7 @@
 
 namespace cli {
 
-// Splits a line at blanks and tabs. What is between two ' or two " is part of a word as it is, with
+// Splits a line at blanks and tabs. Text between two ' or two " is part of a word as it is, with
 // blanks, and quotes of the other kind. There is no escape: a \ is itself, since paths have their
 // own. Example: `rename root/a\/b 'it'"'"'s new'` has the words `rename`, `root/a\/b`, `it's new`.
 // RAISES: Usage_error for a quote that is not closed.

@@ -5,6 +5,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -50,6 +51,26 @@ TEST(ConceptWeightsTest, AbsentConceptIsNotFound) {
     };
     EXPECT_THROW(look_up_and_compare(), std::out_of_range);
     EXPECT_EQ(weights.at(term("goal")), 2.0);
+}
+
+TEST(ConceptWeightsTest, MovedTableIsEmptyAndCanBeFilledAgain) {
+    Concept_weights source;
+    for (std::size_t i = 0; i < 200; ++i) {
+        source[numbered(i)] = static_cast<double>(i);
+    }
+    const Model all = contents(source);
+
+    Concept_weights target = std::move(source);
+    EXPECT_EQ(contents(target), all);
+    EXPECT_EQ(source.find(numbered(3)), source.end());
+    source[numbered(3)] = 7.0;
+    EXPECT_EQ(contents(source), (Model{{"weighted 3", 7.0}}));
+
+    target = std::move(source);
+    EXPECT_EQ(contents(target), (Model{{"weighted 3", 7.0}}));
+    EXPECT_TRUE(source.empty());
+    source[numbered(4)] = 1.0;
+    EXPECT_EQ(contents(source), (Model{{"weighted 4", 1.0}}));
 }
 
 TEST(ConceptWeightsTest, EntriesAreInTheOrderOfAdding) {

@@ -368,6 +368,28 @@ TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnce) {
     EXPECT_TRUE(Zandrel::Relevant_nodes(view.msgs[1]).contain(&by_hand));
 }
 
+// Both messages have 17 nodes when the last one is asked for, and the same node in the last place.
+TEST(zeCorpusViewManyNodesTest, NodesOfDiscardedMessageAreForgotten) {
+    std::vector<zeNode> nodes(34, zeNode(term("node")));
+    const auto add = [&nodes](zeCorpus_view& view, std::size_t begin) {
+        view.add_msg(0);
+        for (std::size_t i = begin; i < begin + 16; ++i) {
+            view.add_cat2msg(0, &nodes[i]);
+        }
+        view.add_cat2msg(0, &nodes[16]);
+    };
+    zeCorpus_view view;
+    add(view, 0);
+    view.add_cat2msg(0, &nodes[16]);
+    view.set_corpus(nullptr);
+    add(view, 17);
+
+    view.add_cat2msg(0, &nodes[0]);
+
+    EXPECT_EQ(view.msgs.at(0).cats.size(), 18U);
+    EXPECT_EQ(view.msgs.at(0).cats.back(), &nodes[0]);
+}
+
 TEST(zeCorpusViewManyNodesTest, AddingManyNodesToOneMessage) {
     ExpectNoSquareGrowth(5000, [](int n) {
         std::vector<zeNode> nodes(static_cast<std::size_t>(n), zeNode(term("node")));

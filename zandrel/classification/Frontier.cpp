@@ -4,7 +4,7 @@
 // So the answers of one classifier stay in a heap, and only their best is in the frontier. When it
 // is taken, the next one comes up. A walk for k results of n answers costs n + k log n.
 //
-// Example: the root's classifier answers a = 0.9, b = 0.2, c = 0.7. The frontier holds a, while b
+// Example: the root's classifier answers a = 0.9, b = 0.2, c = 0.7. The frontier has a, while b
 // and c wait. The walk takes a; then c comes up, and b waits for ever if two results are enough.
 //
 // Duplicates. A classifier may name one category twice, as two leaves of one name. Only the one
@@ -134,7 +134,7 @@ void Frontier::push(const Node_score& entry) {
 
 // Products rise with the answers only where the score is above 0. A walk with a threshold below 0
 // can come to a score below it. There, and where a classifier says that its answers are without
-// duplicates, the answers are gone through in the order of the set.
+// duplicates, we take the answers in the order of the set.
 void Frontier::push_answers(const Node_score& from, zeResult_set& answers, double threshold) {
     if (from.score > 0.0 && !answers.deduplicated) {
         m_sources.emplace_back(from, std::move(answers.results), threshold);

@@ -30,7 +30,7 @@ public:
     // REQUIRES: a score of `from` above 0.
     Ranked_answers(const Node_score& from, std::vector<zeResult> answers, double threshold);
 
-    // Takes the best that is left and returns true; false if there is none.
+    // Takes the best that is left and returns true. Returns false if none is left.
     bool take(Node_score& best);
 
 private:
@@ -63,8 +63,8 @@ private:
     bool m_is_heap = false;
 };
 
-// A priority queue in which each classifier's answers have one place, that of their best: a walk
-// that ends after a few results never orders the others.
+// A priority queue that has only the best answer of each classifier. So a walk that ends after a
+// few results never orders the others.
 class Frontier {
 public:
     void push(const Node_score& entry);

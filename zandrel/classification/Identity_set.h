@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-// A set of addresses that only grows. It is made for each message, and mostly holds one or two: the
+// A set of addresses that only grows. It is made for each message, and mostly has one or two: the
 // first eight are in a short list that needs no memory of its own. Further ones go into a table
 // with open addressing, at most half full.
 //

@@ -101,7 +101,7 @@ void zeResult_set::eliminate_duplicated_results() {
 
 void zeResult_set::sort_best_first() {
     sorted = true;
-    // A walk adds its results in this order. What exceeds the maximum goes all the same.
+    // A walk adds its results in this order. Results above the maximum are erased here too.
     if (std::is_sorted(results.begin(), results.end(), is_better)) {
         if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
             results.resize(static_cast<std::size_t>(max_results));

@@ -29,7 +29,7 @@ void Concept_arena::release(Block block, std::size_t size) noexcept {
     last = block;
 }
 
-// What is left of a chunk that is too short for a block is lost: 252 bytes of 262,144 at most.
+// The rest of a chunk is lost if it is too short for a block: 252 bytes of 262,144 at most.
 Concept_arena::Block Concept_arena::cut(std::size_t units) {
     if (m_next_unit + units > kUnitsOfChunk) {
         if (m_chunks.size() == kLarge / kUnitsOfChunk) {

@@ -258,7 +258,7 @@ private:
         return found;
     }
 
-    // Addresses of records are 8 or 16 bytes apart. Multiplying by 2^64 divided by the golden ratio
+    // Addresses of records are multiples of 4. Multiplying by 2^64 divided by the golden ratio
     // spreads neighbours over the high bits, which are the ones that the index takes.
     static std::uint32_t hash_of(const Concept& hashed) noexcept {
         const auto address = reinterpret_cast<std::uintptr_t>(hashed.identity());
@@ -305,7 +305,7 @@ private:
         return position < m_place_count && (m_live[position / 64U] & live_bit(position)) != 0;
     }
 
-    // The position if its entry is live, else that of the end.
+    // The position if its entry is live, else the position of the end.
     Position live(Position position) const noexcept { return is_live(position) ? position : kNone; }
 
     Position first_live_from(Position position) const noexcept {
@@ -359,7 +359,7 @@ private:
         return {iterator(this, place), true};
     }
 
-    // Adds an entry that is not live yet. What it leaves behind if memory runs out is unused room.
+    // Adds an entry that is not live yet. If memory runs out, only unused room is left behind.
     Position append(const Concept& key) {
         const Position place = m_place_count;
         reserve(std::size_t{place} + 1);
@@ -443,12 +443,12 @@ void concept_map<Value>::truncate(Position place_count) noexcept {
     }
 }
 
-// Erases the entries that `goes` selects, and returns their number.
+// Erases the entries that `selects` selects, and returns their number.
 template <class Value, class Predicate>
-std::size_t erase_if(concept_map<Value>& table, Predicate goes) {
+std::size_t erase_if(concept_map<Value>& table, Predicate selects) {
     const std::size_t before = table.size();
     for (auto entry = table.begin(); entry != table.end(); ++entry) {
-        if (goes(*entry)) {
+        if (selects(*entry)) {
             table.erase(entry);
         }
     }

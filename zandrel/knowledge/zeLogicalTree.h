@@ -100,7 +100,7 @@ public:
     // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
     // with `physical_node`. It starts without children, whatever `node` has.
     // RAISES: "clafer" for an unknown parent.
-    // COST: that of VerifyCategoryName.
+    // COST: as VerifyCategoryName.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
     // what the categories brought to its table of all concepts.

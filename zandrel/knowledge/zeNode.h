@@ -52,8 +52,8 @@ struct ZANDREL_EXPORT zeNode {
 
     explicit zeNode(const Concept& name) : m_concept(name) {}
 
-    // Index of a child, -1 if it is none.  COST: constant on average, as that of the next
-    // three; the first search in a long list is linear.
+    // Index of a child, -1 if it is not there.  COST: constant on average, also for the next three
+    // operations; the first search in a long list is linear.
     int find_child(const zeNode* child) const;
     // Appends a child and sets its parent; false, changing nothing, for null or a present child.
     bool add_child(zeNode* child);

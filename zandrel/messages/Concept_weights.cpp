@@ -1,11 +1,12 @@
-// Why no concept_map: that keeps the places of erased entries, and to clear it costs the size of
-// its index, which is that of the largest text so far.
+// We do not use concept_map here. It keeps the places of erased entries, and clearing it costs the
+// size of its index, which is as large as the largest text so far needed.
 #include "zandrel/messages/Concept_weights.h"
 
 #include <algorithm>
 #include <bit>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 Concept_weights::iterator Concept_weights::find(const Concept& wanted) noexcept {
     const std::size_t slot = slot_of(wanted);
@@ -76,6 +77,13 @@ void Concept_weights::rehash(std::size_t slot_count) {
     m_slot_count = slot_count;
     begin_filling();
     enter_all();
+}
+
+void Concept_weights::swap(Concept_weights& other) noexcept {
+    m_entries.swap(other.m_entries);
+    m_slots.swap(other.m_slots);
+    std::swap(m_slot_count, other.m_slot_count);
+    std::swap(m_filling, other.m_filling);
 }
 
 // Number 0 marks slots of no filling. When the numbers are used up, which takes four billion texts,

@@ -19,8 +19,8 @@
 // all slots free without touching them, and uses as many slots as the last filling needed. So a
 // text costs what it contains, even after a text of a million concepts.
 //
-// An iterator is valid until an entry is added or erased. The order is that of a history, so it
-// must not reach a result.
+// An iterator is valid until an entry is added or erased. The order depends on earlier additions
+// and removals, so it must not reach a result.
 class ZANDREL_EXPORT Concept_weights {
 public:
     using value_type = std::pair<Concept, double>;  // the concept of an entry must not be changed
@@ -28,6 +28,19 @@ public:
     using const_iterator = std::vector<value_type>::const_iterator;
 
     Concept_weights() : m_slots(kFewestSlots), m_slot_count(kFewestSlots) {}
+
+    Concept_weights(const Concept_weights&) = default;
+    Concept_weights& operator=(const Concept_weights&) = default;
+
+    // The source is empty afterwards and can be filled again.
+    Concept_weights(Concept_weights&& other) : Concept_weights() { swap(other); }
+
+    Concept_weights& operator=(Concept_weights&& other) {
+        Concept_weights(std::move(other)).swap(*this);
+        return *this;
+    }
+
+    ~Concept_weights() = default;
 
     bool empty() const noexcept { return m_entries.empty(); }
 
@@ -61,6 +74,7 @@ public:
     void clear() noexcept;
     // Uses so many slots at least.
     void rehash(std::size_t slot_count);
+    void swap(Concept_weights& other) noexcept;
 
 private:
     struct Slot {

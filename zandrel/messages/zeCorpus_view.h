@@ -43,7 +43,7 @@ public:
     // Adds a node to the message at `position` of `msgs` (not the message's number), once.
     // COST: constant on average while one message gets its nodes.
     void add_cat2msg(int position, zeNode* const& node);
-    // Whether the message counts for the node.  COST: linear in the message's nodes.
+    // Returns true if the message counts for the node.  COST: linear in the message's nodes.
     bool is_relevant(const_iterator msg, zeNode* const& node) const;
 
     zeCorpus* corpus = nullptr;  // BORROWS: must outlive the view

@@ -69,7 +69,7 @@ const qtString& canonical_form(const zeMsg::Nvp& nvp) {
     return *nvp.canonical;
 }
 
-// Whether callers see the stored text itself.
+// Returns true if callers see the stored text itself.
 bool has_plain_value(mlMessageConverter::NvpType type) noexcept {
     return type != mlMessageConverter::kOldList && type != mlMessageConverter::kPackedList &&
            type != mlMessageConverter::kLangString && type != mlMessageConverter::kLangStringList;
@@ -157,11 +157,11 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
 // of one name are neighbours, and the first one has another name before it.
 const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
     unsigned char& place = m_places[name.hash() % kPlaceCount];
-    const Nvp* const first = nvps.data();
-    const Nvp* const known = first + place;
-    if (known < first + nvps.size() && known->name == name &&
-        (known == first || (known - 1)->name != name)) [[likely]] {
-        return known;
+    if (place < nvps.size()) [[likely]] {
+        const Nvp* const known = nvps.data() + place;
+        if (known->name == name && (place == 0 || (known - 1)->name != name)) [[likely]] {
+            return known;
+        }
     }
     const Nvp* const found = search_nvp(name);
     if (found != nullptr && found - nvps.data() <= std::numeric_limits<unsigned char>::max()) {

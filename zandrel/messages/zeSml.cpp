@@ -54,8 +54,8 @@ void zeSml::feed(zeSml_feeder&& feeder) {
     feeder.clear();
 }
 
-// The total is summed in text order too: sums of doubles depend on theirs, and that of the feeder's
-// table is no order to rely on.
+// The total is summed in text order too: a sum of doubles depends on the order, and the order of
+// the feeder's table is not to be relied on.
 template <class Weights, class Take>
 void zeSml::append_in_text_order(Weights& weights, const Take& take) {
     std::vector<Text_key> keys;

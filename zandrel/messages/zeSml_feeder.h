@@ -21,7 +21,7 @@ public:
     // its own weights.
     void combine(const zeSml_feeder& other);
     // Empties the table and the total; the table's memory stays for the next text.
-    // COST: that of the concepts that are there, whatever were there before.
+    // COST: linear in the concepts that are there, however many earlier texts had.
     void clear();
 
     double m_total_weight = 0.0;  // of all that was added, less the removed

@@ -30,7 +30,7 @@ void RequirePlainForm(const KcIoMode& mode) {
     }
 }
 
-// Changes bytes by an exclusive or with those of `cover`, eight at a time.
+// Changes bytes by an exclusive or with the bytes of `cover`, eight at a time.
 void Cover(char* bytes, const char* cover, unsigned int byte_count) {
     constexpr unsigned int kWord = sizeof(std::uint64_t);
     unsigned int done = 0;
@@ -171,7 +171,7 @@ void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
     m_io_mode = KcIoMode::DIRECT_IO;
 }
 
-// What stays as bytes is not looked at for a long time, so its seal is verified now.
+// Bytes that are kept are not looked at for a long time, so the seal is verified now.
 void zeIO::IdentifyOpened(KcIoMode& mode) {
     if (mode.for_classifying) {
         Kc_seal::Verify(m_pack);

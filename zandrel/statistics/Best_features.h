@@ -63,7 +63,7 @@ public:
 
     std::size_t capacity() const noexcept { return m_capacity; }
 
-    // What the score of an own concept must reach to be taken: nothing while there is room.
+    // The score that an own concept must reach to be taken. While there is room, any score will do.
     double least_own_score() const noexcept {
         return is_full_of_own() ? m_own.front().score : -std::numeric_limits<double>::infinity();
     }

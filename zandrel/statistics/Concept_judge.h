@@ -125,7 +125,7 @@ private:
         double out;  // p_out: rate outside
     };
 
-    // What the positive method adds to both rates.
+    // The positive method adds this to both rates.
     static double smoothing(double W, double floor) noexcept {
         const double A = W * 10.0 * floor;
         return W == 0.0 ? 0.0 : A / ((1.0 + A) * (1.0 + W));

@@ -43,12 +43,13 @@ public:
 
     // Candidates of a selection that treats missing concepts in the new way.
     Outside_candidates m_all;
-    // Candidates in the old way: a concept is rare if its rate is below that of one seen once.
+    // Candidates in the old way: a concept is rare if its rate is below the rate of a concept that
+    // was seen once.
     Outside_candidates m_regular;
     Outside_candidates m_rare;
 
 private:
-    // What goes on the scale of +1 and -1: sums over the selected of weight times rate.
+    // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
     struct Scale {
         double A = 0.0;  // inside
         double B = 0.0;  // outside

@@ -12,7 +12,7 @@
 
 namespace Zandrel {
 
-// The bytes of an entry of a list: those of a text without its own, and those of its numbers.
+// The bytes of an entry of a list: of the length of its text, and of its numbers.
 inline constexpr unsigned int kTextOverhead = 4;
 inline constexpr unsigned int kConceptInfoNumbersSize = 20;  // weight, rate, number of profiles
 inline constexpr unsigned int kPNumbersSize = 10;            // weight, mark, life

@@ -49,8 +49,8 @@ private:
     bool m_is_behind;       // at or behind the last centre
 };
 
-// What a profile scores before the correction by likelihood if no concept of a message counts in
-// it. This depends on its additive term only.
+// The score of a profile before the correction by likelihood if no concept of a message counts in
+// it. It depends on the additive term only.
 struct Rest_score {
     double additive_term;
     double raw;
@@ -117,7 +117,7 @@ private:
     // record can lift it further. A score that is no number becomes 0.
     static double within_0_and_1(double score) { return score > 0.0 ? std::min(score, 1.0) : 0.0; }
 
-    // Whether it has too few messages, or the others have.
+    // Returns true if the category has too few messages, or all others together have.
     bool is_inactive(const zeStat_storage::Profile& profile) const {
         const int num_msgs = profile.m_num_msgs;
         return num_msgs == 0 || num_msgs < m_storage.m_activation_inside || num_msgs > m_most_msgs;

@@ -64,7 +64,7 @@ public:
     // COST: two passes over the weights, with one look-up for each weight.
     void compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);
 
-    // Gives a concept a row of `count` pairs, to be filled by the caller; an old row goes.
+    // Gives a concept a row of `count` pairs, to be filled by the caller. It replaces an old row.
     std::span<Concept_weight> add(const Concept& added, std::size_t count);
 
     void clear() noexcept;

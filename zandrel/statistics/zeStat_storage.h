@@ -166,7 +166,7 @@ public:
     // training needs as the bytes of the record: the table of all concepts, the profiles' concepts
     // and their histograms. Until `complete` has read them, these tables are empty. Classifying,
     // `Dump`, and changes of other settings work without them. Trainers and learners, and what
-    // changes the tables here, complete the model first; who reads the tables has to call it.
+    // changes the tables here, complete the model first. A reader of the tables has to call it.
 
     // Returns whether no data are left as bytes. A model without any concept is always complete.
     bool is_complete() const noexcept { return m_kept == nullptr; }

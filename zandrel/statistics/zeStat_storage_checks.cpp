@@ -106,7 +106,7 @@ void check_head_weights(const zeStat_storage::Profile& profile, Number_check& ch
     check.weight(profile.m_msg_weight, "m_msg_weight");
 }
 
-// What classifying needs of a profile, and its weights.
+// The numbers of a profile that classifying needs, and its weights.
 void check_head(const zeStat_storage::Profile& profile, Number_check& check) {
     check.finite(profile.m_M, "m_M");
     check.finite(profile.m_match_value, "m_match_value");
@@ -172,7 +172,7 @@ void zeStat_storage::require_sound_index() const {
     }
 }
 
-// Returns whether a setting can make weights below 0 from messages that have none: learning cuts a
+// Returns true if a setting can make weights below 0 from messages that have none: learning cuts a
 // category to a limit below 0, and a bootstrap divides by a frequency below 0.
 bool zeStat_storage::has_signed_settings() const {
     const auto is_below_0 = [](double setting) { return setting < 0.0; };

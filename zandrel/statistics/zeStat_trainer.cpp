@@ -1,4 +1,4 @@
-// The counting side of zeStat_trainer. Adding and removing stand side by side: removing a message
+// The counting side of zeStat_trainer. Adding and removing are side by side: removing a message
 // undoes exactly what adding it did, which is what makes measuring with messages left out
 // affordable.
 #include "zandrel/statistics/zeStat_trainer.h"
@@ -28,7 +28,7 @@ void reduce(int& count) {
     count = std::max(count, 1) - 1;
 }
 
-// Counts stand in records, so one can be at its end.
+// A count can come from a record, so it can be at its end.
 void raise_by_one(int& count) {
     count = std::min(count, std::numeric_limits<int>::max() - 1) + 1;
 }
