@@ -22,13 +22,9 @@ qtString quoted(const zeNode& cat) {
     return qtString("\"") + cat.m_concept.c_str() + "\"";
 }
 
-void add_to_histogram(zeStat_storage::Profile& profile, double score, double weight,
+void add_to_histogram(zeStat_storage::Profile& profile, int bin_number, double weight,
                       bool is_relevant) {
-    const auto last = static_cast<double>(profile.m_bins.size() - 1);
-    // A score that is no number falls in the first bin, one above 1 in the last.
-    const double position = score > 0.0 ? static_cast<double>(profile.m_bins.size()) * score : 0.0;
-    zeStat_storage::Result_bin& bin =
-        profile.m_bins[static_cast<std::size_t>(std::min(last, position))];
+    zeStat_storage::Result_bin& bin = profile.m_bins[static_cast<std::size_t>(bin_number)];
     bin.m_total += weight;
     if (is_relevant) {
         bin.m_relevant += weight;
@@ -114,7 +110,8 @@ void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& /*view*/,
         const double sum = sums[static_cast<std::size_t>(iprofile)];
         if (profile.m_num_msgs > 0 && profile.m_num_msgs != m_storage->m_num_msgs) {
             m_storage->complete_histogram(profile);
-            add_to_histogram(profile, scorer.score(iprofile, sum), msg.weight,
+            const auto bin_count = static_cast<int>(profile.m_bins.size());
+            add_to_histogram(profile, scorer.bin(iprofile, sum, bin_count), msg.weight,
                              relevant.contain(profile.m_node));
         } else {
             profile.m_match_value = sum;
