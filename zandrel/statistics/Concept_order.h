@@ -21,7 +21,7 @@ namespace Zandrel {
 // goes first.
 inline std::uint64_t text_prefix(std::string_view text) noexcept {
     std::uint64_t prefix = 0;  // what the text lacks counts as zero bytes, which go first
-    if (!text.empty()) {  // an empty view may have no address, which memcpy does not allow
+    if (!text.empty()) {       // an empty view may have no address, which memcpy does not allow
         std::memcpy(&prefix, text.data(), std::min(text.size(), sizeof prefix));
     }
     if constexpr (std::endian::native == std::endian::little) {
