@@ -135,6 +135,7 @@ public:
     std::vector<unsigned int> m_msg_indices;  // positions in the view: the training set
     bool m_model_is_matched = false;          // `m_matcher` may be used as it is
     // Candidates from outside a profile: [0] regular concepts, [1] rare ones; or all in one list.
+    // VALID UNTIL: the next training or learning, which compacts the tables.
     std::array<std::vector<Concept_infos::iterator>, 2> m_concept_lists;
     std::vector<Concept_infos::iterator> m_all_concepts;
 
