@@ -77,7 +77,7 @@ TEST_F(zeIODamageTest, EveryNumberOfARecordMayBeAnother) {
     for (const auto& [key, record] : items.records) {
         for (std::size_t position = 0; position < record.size(); ++position) {
             for (const unsigned int number : {0U, 1U, 3U, 0xFFFFFFFFU}) {
-                if (!is_taken(position, number % 4)) {
+                if (!is_taken(position, number % 4, 4)) {
                     continue;
                 }
                 SCOPED_TRACE(testing::Message()
@@ -151,7 +151,7 @@ TEST_F(zeIOTableDamageTest, EveryNumberOfTheStatisticsMayBeAnother) {
     const std::string record = Kc_items(file).object(1);
     for (std::size_t position = 0; position < record.size(); ++position) {
         for (const unsigned int number : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU, 0xFF800000U}) {
-            if (!is_taken(position, number >> 30U)) {
+            if (!is_taken(position, number >> 30U, 4)) {
                 continue;
             }
             SCOPED_TRACE(testing::Message() << "byte " << position << ", number " << number);
