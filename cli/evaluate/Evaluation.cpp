@@ -101,7 +101,7 @@ void count_steps(CTProgress* progress, std::size_t steps) {
     }
 }
 
-// What the model makes of some texts, and what that cost.
+// The rankings of some texts, and their cost.
 struct Batch {
     Phase cost;
     std::vector<Ranking> rankings;
@@ -129,7 +129,7 @@ Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_mode
 }
 
 // How a worker hands its batch over. The tree was there before the worker was, so it is at the same
-// addresses in both processes, and a node stands for its label.
+// addresses in both processes, so we send nodes instead of labels.
 
 template <class Value>
 void put(const Value& value, std::string& bytes) {

@@ -89,7 +89,7 @@ bool is_ascii(char byte) {
     return static_cast<unsigned char>(byte) < 0x80;
 }
 
-// What a byte of ASCII adds to a token: its folded form, in which letters are in lower case and
+// The byte that a byte of ASCII adds to a token: its folded form, in which letters are in lower case and
 // digits may be 0; or one of the two marks, which no folded form is.
 constexpr char kSeparates = '\0';
 constexpr char kIsToken = '\1';

@@ -8,7 +8,7 @@ The clock does not move while the program runs, since a container contains the t
 and its id comes from the clock; the library of Debian's package libfaketime does that. So whole files
 are compared.
 
-The other build is kept in build/same/COMMIT. What differs is kept in build/same/different.
+The other build is kept in build/same/COMMIT. Files that differ are kept in build/same/different.
 """
 import argparse
 import hashlib

@@ -1,4 +1,4 @@
-// What edits and look-ups cost in large trees, and that the indexes behind them find what a search
+// The cost of edits and look-ups in large trees. The indexes behind them must find what a search
 // finds.
 #include "zandrel/knowledge/zeLogicalTree.h"
 

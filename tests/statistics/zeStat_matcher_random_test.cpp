@@ -131,7 +131,7 @@ private:
         return weights;
     }
 
-    // What may change between two feeds.
+    // Makes changes that may come between two feeds.
     void make_stale() {
         if (one_of(3)) {
             storage.m_profiles[below(storage.m_profiles.size())]->m_M = number({0.0, kNoNumber});

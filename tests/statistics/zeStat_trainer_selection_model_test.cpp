@@ -145,7 +145,7 @@ private:
     zeStat_trainer m_trainer;
 };
 
-// What a selection leaves in a profile, as bits.
+// The bits that a selection leaves in a profile.
 struct Selection_bits {
     std::vector<std::tuple<std::string, std::uint32_t>> weights;
     std::uint64_t M;

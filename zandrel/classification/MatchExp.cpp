@@ -112,7 +112,7 @@ struct MatchExpNode::Programs {
 
     // What an operation's programs are, by the sources of its left and its right operand.
     using Table = std::array<std::array<Program, kSourceCount>, kSourceCount>;
-    // What its steps are, by the source of its right operand.
+    // Its steps, one for each source of its right operand.
     using Steps = std::array<Step, kSourceCount>;
 
     static const MatchExpNode& node(const MatchExp& expression) noexcept {

@@ -31,7 +31,7 @@ std::uint32_t Crc32cByTables(std::uint32_t state, const char* bytes,
 // REQUIRES: HasCrc32cInstruction().
 std::uint32_t Crc32cByInstruction(std::uint32_t state, const char* bytes,
                                   std::size_t byte_count) noexcept;
-// Whether this processor has an instruction for this checksum.
+// Returns whether this processor has an instruction for this checksum.
 bool HasCrc32cInstruction() noexcept;
 
 }  // namespace Zandrel

@@ -143,7 +143,7 @@ private:
     // Adds each concept's weighted weight to `sum_of(iprofile)`, a place, of its profiles.
     template <class Sum_of>
     void add_weights(const Clipped_bag& bag, Sum_of sum_of) const;
-    // What the profiles' accumulators would be after `classify_sml`; they are reset.
+    // Returns the sums that `classify_sml` would leave in the accumulators, and resets these.
     std::vector<double> take_sums(const Clipped_bag& bag);
     Zandrel::Match_scorer scorer_for(double total_weight) const;
     void build_rest_scores();
