@@ -89,8 +89,8 @@ bool is_ascii(char byte) {
     return static_cast<unsigned char>(byte) < 0x80;
 }
 
-// The byte that a byte of ASCII adds to a token: its folded form, in which letters are in lower case and
-// digits may be 0; or one of the two marks, which no folded form is.
+// The byte that a byte of ASCII adds to a token: its folded form, in which letters are in lower
+// case and digits may be 0; or one of the two marks, which no folded form is.
 constexpr char kSeparates = '\0';
 constexpr char kIsToken = '\1';
 
