@@ -36,7 +36,7 @@ protected:
         m_frontier.push_answers({m_from, score}, answers, threshold);
     }
 
-    // Ids and scores in the order in which they are taken.
+    // The ids and scores of all entries, in the order in which the frontier returns them.
     std::vector<std::pair<unsigned int, double>> TakeAll() {
         std::vector<std::pair<unsigned int, double>> taken;
         while (const Node_score* const best = m_frontier.best()) {
@@ -47,11 +47,11 @@ protected:
     }
 
     std::deque<zeNode> m_nodes;
-    zeNode* m_from = Node("from", ZE_STAT);  // the id 1
+    zeNode* m_from = Node("from", ZE_STAT);  // id 1
     Frontier m_frontier;
 };
 
-TEST_F(FrontierTest, WithoutAnEntryThereIsNoBest) {
+TEST_F(FrontierTest, BestOfAnEmptyFrontierDoesNotExist) {
     EXPECT_EQ(m_frontier.best(), nullptr);
     Answer({});
     EXPECT_EQ(m_frontier.best(), nullptr);
@@ -65,7 +65,7 @@ TEST_F(FrontierTest, AnswersOfSeveralClassifiersAreTakenBestFirst) {
                                        Pair(6, 0.15625)));
 }
 
-TEST_F(FrontierTest, AmongEqualsTheGreatestNameIsTakenFirstThenTheOldestNode) {
+TEST_F(FrontierTest, EqualScoresAreTakenByGreatestNameThenByOldestNode) {
     zeNode* const younger_b = Node("b", ZE_STAT);
     zeNode* const a = Node("a");
     zeNode* const oldest_b = Node("b", ZE_STAT);
@@ -75,7 +75,7 @@ TEST_F(FrontierTest, AmongEqualsTheGreatestNameIsTakenFirstThenTheOldestNode) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(2, 0.5), Pair(4, 0.5), Pair(3, 0.5)));
 }
 
-TEST_F(FrontierTest, ProductsBelowEitherThresholdAreNoWayOn) {
+TEST_F(FrontierTest, ProductBelowAThresholdIsDropped) {
     m_from->m_threshold = 0.25;
     Answer({{Node("a"), 0.5}, {Node("b"), 0.49}, {Node("c"), 0.9}}, 0.5, 0.125);
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(4, 0.45), Pair(2, 0.25)));
@@ -85,31 +85,32 @@ TEST_F(FrontierTest, ProductsBelowEitherThresholdAreNoWayOn) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(5, 0.25)));
 }
 
-TEST_F(FrontierTest, AProductOfZeroIsNoWayOn) {
+TEST_F(FrontierTest, ProductOfZeroIsDropped) {
     Answer({{Node("a"), 0.0}, {Node("b"), 0.5}, {Node("c"), -0.5}}, 1.0, -1.0);
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(3, 0.5)));
 }
 
-TEST_F(FrontierTest, ACategoryThatOneClassifierNamesTwiceCountsOnceWithItsBestScore) {
+TEST_F(FrontierTest, CategoryAnsweredTwiceByOneClassifierCountsOnceWithItsBestScore) {
     Answer({{Node("a"), 0.25}, {Node("b"), 0.5}, {Node("a"), 0.75}, {Node("b"), 0.5}});
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(4, 0.75), Pair(3, 0.5)));
 }
 
-TEST_F(FrontierTest, ACategoryThatTwoClassifiersNameStaysTwice) {
+TEST_F(FrontierTest, CategoryAnsweredByTwoClassifiersCountsTwice) {
     zeNode* const a = Node("a");
     Answer({{a, 0.25}});
     Answer({{a, 0.5}});
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(2, 0.5), Pair(2, 0.25)));
 }
 
-TEST_F(FrontierTest, InnerNodesOfOneNameAreDifferent) {
+TEST_F(FrontierTest, InnerNodesOfTheSameNameAreDifferent) {
     Answer({{Node("a", ZE_STAT), 0.5}, {Node("a", ZE_STAT), 0.5}});
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(2, 0.5), Pair(3, 0.5)));
 }
 
-// Two neighbouring scores whose products with 0.3 are the same double. The higher one counts,
-// though its node is the younger leaf; the inner node of that name has its place by its id.
-TEST_F(FrontierTest, OfEqualProductsTheOneOfTheHigherScoreCounts) {
+// Two neighbouring doubles have the same product with 0.3. Of the two leaves of one category the
+// one with the higher score remains, although it is younger. The inner node of the same name is no
+// duplicate; its place is by its id.
+TEST_F(FrontierTest, HigherScoreRemainsIfTheProductsOfACategoryAreEqual) {
     double high = 0.9;
     while (0.3 * high != 0.3 * std::nextafter(high, 0.0)) {
         high = std::nextafter(high, 0.0);
@@ -120,9 +121,9 @@ TEST_F(FrontierTest, OfEqualProductsTheOneOfTheHigherScoreCounts) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(3, 0.3 * low), Pair(4, 0.3 * high)));
 }
 
-// A walk with a threshold below 0 may come to such a score; the best answer is then the worst
-// product.
-TEST_F(FrontierTest, BelowZeroAllProductsAreTakenUpToTheFirstThatIsNoWayOn) {
+// A walk with a threshold below 0 may expand a node with such a score. The best answer then has the
+// worst product.
+TEST_F(FrontierTest, NegativeProductsAreTakenUpToTheFirstBelowTheThreshold) {
     m_from->m_threshold = -1.0;
     Answer({{Node("a"), 0.5}, {Node("b"), 0.25}, {Node("a"), 0.125}}, -0.5, -1.0);
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(3, -0.125), Pair(2, -0.25)));
@@ -132,8 +133,8 @@ TEST_F(FrontierTest, BelowZeroAllProductsAreTakenUpToTheFirstThatIsNoWayOn) {
     EXPECT_THAT(TakeAll(), IsEmpty());
 }
 
-// The set's own flag says that its answers have no duplicates.
-TEST_F(FrontierTest, AClassifierThatHasRemovedDuplicatesIsBelieved) {
+// The set's own flag says that its answers contain no duplicates.
+TEST_F(FrontierTest, AnswersMarkedAsDeduplicatedAreNotChecked) {
     zeNode* const a = Node("a");
     zeResult_set answers(0.0, -1);
     answers.add(a, 0.5);

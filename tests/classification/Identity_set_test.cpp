@@ -8,8 +8,9 @@
 
 namespace {
 
-// In the order of a walk over 1,000 places that come again after 7, so that every size is met.
-TEST(Identity_setTest, TellsWhatItHasFromWhatIsNewAtEverySize) {
+// Inserts 1,000 addresses in a mixed order, most of them several times, and compares each answer
+// with std::set. So look-ups are tested at every size of the table.
+TEST(Identity_setTest, KnownAndNewIdentitiesAreDistinguishedAtEverySize) {
     const std::vector<double> places(1000);
     Identity_set identities;
     std::set<const void*> known;
@@ -20,7 +21,7 @@ TEST(Identity_setTest, TellsWhatItHasFromWhatIsNewAtEverySize) {
     EXPECT_GT(known.size(), 500U);
 }
 
-TEST(Identity_setTest, AnIdentityIsNewOnce) {
+TEST(Identity_setTest, IdentityIsNewOnlyOnce) {
     int place = 0;
     Identity_set identities;
     EXPECT_TRUE(identities.insert(&place));

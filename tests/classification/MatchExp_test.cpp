@@ -56,7 +56,7 @@ Tree constant(const T& value) {
     return std::make_unique<MatchExpConst>(value);
 }
 
-// An operand that notes when it is evaluated.
+// An operand that records when it is evaluated.
 class Noted final : public MatchExp {
 public:
     Noted(std::string& notes, char name, ArgUnion value)
@@ -97,7 +97,7 @@ ArgUnion of(MatchExp::FuncType func, const qtString& left, const qtString& right
     return evaluated(MatchExpNode(func, constant(left), constant(right)));
 }
 
-// Which operands are evaluated, in order, if all three are this value.
+// The operands that are evaluated, in order, if all three have this value.
 std::string order_of(MatchExp::FuncType func, ArgUnion value) {
     std::string notes;
     const MatchExpNode node(func, std::make_unique<Noted>(notes, 'a', value),
@@ -107,7 +107,7 @@ std::string order_of(MatchExp::FuncType func, ArgUnion value) {
     return notes;
 }
 
-// The same for a conditional: of a condition and of two branches of one value.
+// The same for a conditional, with one value for the condition and one for both branches.
 std::string order_of_conditional(MatchExp::FuncType func, bool condition, ArgUnion branch) {
     std::string notes;
     const MatchExpNode node(
@@ -148,7 +148,8 @@ TEST(MatchExpTest, CalculatesNumbers) {
     }
 }
 
-// Of equal operands the greater is the first and the lesser the second, as the sign of 0 tells.
+// Of equal operands, kGreaterOf returns the first and kLesserOf the second. The sign of 0 shows
+// which one was returned.
 TEST(MatchExpTest, ChoosesAmongEqualNumbers) {
     EXPECT_TRUE(std::signbit(of(MatchExp::kGreaterOf, -0.0, 0.0).number));
     EXPECT_FALSE(std::signbit(of(MatchExp::kGreaterOf, 0.0, -0.0).number));
@@ -190,7 +191,7 @@ TEST(MatchExpTest, ComparesNumbers) {
     }
 }
 
-TEST(MatchExpTest, FindsNoOrderInWhatIsNoNumber) {
+TEST(MatchExpTest, ComparisonsWithANumberThatIsNaNAreFalse) {
     for (const MatchExp::FuncType func :
          {MatchExp::kLessOrEqual, MatchExp::kLess, MatchExp::kGreaterOrEqual, MatchExp::kGreater,
           MatchExp::kNumbersEqual}) {
@@ -323,8 +324,8 @@ TEST(MatchExpTest, EvaluatesConditionOnceAndOneBranchForNumber) {
     EXPECT_EQ(notes, "abac");
 }
 
-// The operand of a conditional is a conditional itself.
-TEST(MatchExpTest, EvaluatesNothingOfBranchesWithinBranchNotTaken) {
+// The operand of the outer conditional is itself a conditional.
+TEST(MatchExpTest, NestedConditionalInABranchNotTakenIsNotEvaluated) {
     std::string notes;
     const ArgUnion no{.boolean = false};
     const ArgUnion one{.number = 1.0};
@@ -339,7 +340,7 @@ TEST(MatchExpTest, EvaluatesNothingOfBranchesWithinBranchNotTaken) {
     EXPECT_EQ(notes, "ae");
 }
 
-TEST(MatchExpTest, BreaksInvariantAtTypeOfNoNode) {
+TEST(MatchExpTest, UnknownNodeTypeBreaksTheInvariant) {
     for (const int type : {0, 24, 25, 26, 27}) {
         SCOPED_TRACE(type);
         const MatchExpNode node(static_cast<MatchExp::FuncType>(type), constant(1.0));
@@ -369,7 +370,7 @@ TEST(MatchExpTest, CollectsConceptsFromLeftToRight) {
     EXPECT_EQ(names, "bacb");
 }
 
-TEST(MatchExpTest, CollectsBehindWhatIsThere) {
+TEST(MatchExpTest, CollectedConceptsAreAppended) {
     zeConceptInDoc first(term("a"));
     zeConceptInDoc second(term("b"));
     std::vector<zeConceptInDoc*> found = {&first};
@@ -401,7 +402,7 @@ TEST(MatchExpTest, SharesStringWithCopy) {
     EXPECT_EQ(*text, "kept alive");
 }
 
-TEST(MatchExpTest, DropsSecondFormFromCopy) {
+TEST(MatchExpTest, CopyDropsTheSecondForm) {
     const zeConceptInDoc word(term("goals"), term("goal"));
 
     const Tree copy(word.Clone());
@@ -444,7 +445,7 @@ TEST(CheckNVPTest, ReadsEmptyPair) {
     EXPECT_EQ(*evaluated(CheckNVP(MatchExp::kKeyText, term("k")), msg).text, "");
 }
 
-TEST(CheckNVPTest, ReadsNumbersAsTheyBegin) {
+TEST(CheckNVPTest, ReadsTheNumberAtTheBeginningOfAText) {
     const std::pair<std::string_view, double> rows[] = {
         {"0x1F", 31.0}, {"inf", kInfinity},   {"-Infinity!", -kInfinity},
         {"1e2", 100.0}, {"  \t7 and 8", 7.0}, {"+3", 3.0},
@@ -473,7 +474,7 @@ TEST(CheckNVPTest, ReadsLanguageStringInItsCanonicalForm) {
     EXPECT_EQ(*evaluated(CheckNVP(MatchExp::kKeyText, term("k")), msg).text, "text");
 }
 
-TEST(CheckNVPTest, GivesTheSameNumberByBothEvaluations) {
+TEST(CheckNVPTest, BothEvaluationsGiveTheSameNumber) {
     for (const char* const value : {"0.75", "-0", "1e300", "0x1F", "x", ""}) {
         SCOPED_TRACE(value);
         zeMsg msg;
@@ -490,7 +491,7 @@ TEST(CheckNVPTest, GivesTheSameNumberByBothEvaluations) {
     }
 }
 
-TEST(CheckNVPTest, BreaksInvariantAtOtherTypes) {
+TEST(CheckNVPTest, OtherTypesBreakTheInvariant) {
     zeMsg msg;
 
     for (const int type : {0, 23, 27}) {
@@ -502,7 +503,7 @@ TEST(CheckNVPTest, BreaksInvariantAtOtherTypes) {
     }
 }
 
-TEST(zeConceptInDocTest, FindsEitherForm) {
+TEST(zeConceptInDocTest, FindsTheFirstOrTheSecondForm) {
     const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}}).make();
 
     EXPECT_TRUE(evaluated(zeConceptInDoc(term("goal")), *msg).boolean);
@@ -511,8 +512,9 @@ TEST(zeConceptInDocTest, FindsEitherForm) {
     EXPECT_FALSE(evaluated(zeConceptInDoc(term("goals"), term("aim")), *msg).boolean);
 }
 
-// The empty concept stands for none even where a bag holds it.
-TEST(zeConceptInDocTest, SeeksNoEmptySecondForm) {
+// The empty concept means that there is no second form, so it is not found even if a bag contains
+// it.
+TEST(zeConceptInDocTest, DoesNotSearchForAnEmptySecondForm) {
     const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"", 1.0}}).make();
 
     EXPECT_FALSE(evaluated(zeConceptInDoc(term("goal")), *msg).boolean);
@@ -541,7 +543,7 @@ TEST(zeStatMatchValueTest, GivesScore) {
     EXPECT_EQ(evaluated(zeStatMatchValue(), msg, 0.375).number, 0.375);
 }
 
-TEST(zeEmptyBodyMessageTest, LooksAtAllSlots) {
+TEST(zeEmptyBodyMessageTest, ChecksAllSlots) {
     EXPECT_TRUE(evaluated(zeEmptyBodyMessage()).boolean);
     for (std::size_t slot = 0; slot < zeMsg::kSlotCount; ++slot) {
         SCOPED_TRACE(slot);
@@ -584,7 +586,7 @@ TEST(MatchExpTest, NumberOfAKeyIsReadOnceInAnEvaluation) {
     EXPECT_EQ(rule->eval(without_numbers).number, 10.0);
 }
 
-// 1 - 2 - 3 - ... - n, and each of its parts: the values are 1 - (2 + ... + k).
+// The chain 1 - 2 - 3 - ... - n and each of its parts: the first k numbers give 1 - (2 + ... + k).
 TEST(MatchExpTest, LongChainsAndTheirPartsAreComputedFromTheLeft) {
     zeMsg msg;
     msg.add_value("one", mlMessageConverter::kString, "1");
@@ -603,8 +605,9 @@ TEST(MatchExpTest, LongChainsAndTheirPartsAreComputedFromTheLeft) {
     }
 }
 
-// Each value is (value + 1) * 2 - 1, so 1, 3, 7, 15, ...: 2^(n + 1) - 1. Then quotients by 2 give
-// back powers of two, and what is behind the divisors is a chain as well.
+// Each step computes (value + 1) * 2 - 1, so the values are 1, 3, 7, 15, ... and after n steps 2^(n
+// + 1) - 1. Then 1 is added and the sum is divided by 2 several times. The operations after the
+// divisors are a chain too.
 TEST(MatchExpTest, LongChainsMayMixAllOperations) {
     zeMsg msg;
     std::string text = "parent_score";

@@ -15,8 +15,8 @@
 
 namespace {
 
-// All texts of the parser that a rule of a few tokens can bring about, without what some of them
-// end with.
+// All error texts of the parser that a rule of a few tokens can cause. Some texts end with a part
+// of the rule, which is left out here.
 constexpr std::array<std::string_view, 11> kRefusals = {
     "Missing bracket after function",
     "Invalid datatype in $key(datatype)",
@@ -45,7 +45,7 @@ bool is_type_refusal(std::string_view refusal) {
            refusal == "Operator with mismatched operands";
 }
 
-// What a call gives: a number, or the message of an error.
+// The result of a call: a number, or the message of an error.
 struct Outcome {
     std::optional<double> value = {};
     std::string refusal = {};
@@ -59,8 +59,8 @@ Outcome parse_and_evaluate(std::string_view rule, DocInfo& info) {
     }
 }
 
-// What the grammar derives is a rule of that value, or wrong in its types. It does not derive all
-// rules.
+// If the grammar derives the symbols, the parser must compute the same value or refuse the types.
+// The parser also accepts rules that the grammar does not derive.
 bool agrees_with_grammar(const std::vector<std::string>& symbols, const Outcome& outcome) {
     try {
         const std::optional<double> expected = oracle_by_grammar(symbols);
@@ -88,7 +88,7 @@ testing::AssertionResult agrees(const std::vector<std::string>& symbols, std::st
                                        << outcome.refusal << "\", not \"" << refusal << '"';
 }
 
-// The next number in this base; false behind the last.
+// Counts up by one, with the digits of this base. Returns false after the highest number.
 bool count_on(std::vector<std::size_t>& digits, std::size_t base) {
     for (std::size_t& digit : digits) {
         if (++digit < base) {

@@ -111,7 +111,8 @@ const std::map<std::string_view, Rule_value>& named_operands() {
     return all;
 }
 
-// The one type that operands share: theirs, or that of numbers if some are booleans.
+// The type that all operands share: their own type, or number if some are numbers and some
+// booleans.
 char shared_type(Operands operands, std::string_view signature) {
     char shared = 0;
     for (std::size_t index = 0; index < operands.size(); ++index) {
@@ -137,23 +138,23 @@ Rule_value convert(const Rule_value& value, char wanted) {
     throw Oracle_type_error("mismatch");
 }
 
-// The binary operators, from the loosest binding to the tightest.
+// The binary operators, from the weakest binding to the strongest.
 const std::array<std::vector<std::string_view>, 7>& levels() {
     static const std::array<std::vector<std::string_view>, 7> all = {
         {{"v"}, {"^"}, {"|"}, {"&"}, {"<=", "<", ">=", ">", "==", "!="}, {"+", "-"}, {"*", "/"}}};
     return all;
 }
 
-// What the grammar does not derive.
+// Thrown if the grammar does not derive the symbols.
 struct No_derivation {};
 
-// What is derived. Types are looked at only when the whole is known to be.
+// A part of a derivation. Types are checked only after the whole rule was derived.
 struct Node {
     std::string symbol;
     std::vector<Node> operands;
 };
 
-// Recursive descent: a function for each rule of the grammar.
+// Recursive descent: one function for each rule of the grammar.
 class Descent {
 public:
     explicit Descent(const std::vector<std::string>& symbols) : m_symbols(symbols) {}

@@ -1,4 +1,4 @@
-// What rules mean, told a second time in the plainest way, for tests to hold the parser against.
+// A second, simple implementation of rules. Tests compare the parser with it.
 #ifndef ZANDREL_TESTS_CLASSIFICATION_RULE_ORACLE_H_
 #define ZANDREL_TESTS_CLASSIFICATION_RULE_ORACLE_H_
 
@@ -12,7 +12,7 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeMsg.h"
 
-// A value that knows its type: 'n', 'b' or 's'.
+// A value with its type: 'n', 'b' or 's'.
 struct Rule_value {
     char type = 'n';
     double number = 0.0;
@@ -22,39 +22,37 @@ struct Rule_value {
     double as_number() const { return type == 'b' ? (boolean ? 1.0 : 0.0) : number; }
 };
 
-// Operands of types that an operator does not take.
+// Raised for operands whose types an operator does not accept.
 struct Oracle_type_error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// The message that the oracle knows, and the score that goes with it: the concepts "w" and "u" in
-// the bag, and the pairs k = 3 and e of the empty text.
+// The oracle evaluates all rules for one fixed message and score. Its bag has the concepts "w" and
+// "u", and its pairs are k = 3 and e = "".
 constexpr double kOracleScore = 0.5;
 qtPtrLight<zeMsg> oracle_message();
 
-// Whether this is an operand that the oracle knows: a number, a string, or one of that message's.
+// True for the operands that the oracle knows: a number, a string, or something of that message.
 bool oracle_is_operand(std::string_view written);
-// The value of an operand, as it is written, for that message.
+// The value of an operand for that message. The operand is given as written in a rule.
 Rule_value oracle_operand(std::string_view written);
-// The value of an operator: as it is written, with "u" in front of a sign of one operand. The
-// second search is case-blind for ASCII.
-// RAISES: Oracle_type_error.
+// The result of an operator. The operator is given as written in a rule, a unary sign with "u" in
+// front. Isubstr ignores the case of ASCII letters. RAISES: Oracle_type_error.
 Rule_value oracle_apply(std::string_view written, std::vector<Rule_value> operands);
 
-// The operator's types, its result's first; '=' is one type that the operands share.
+// The operator's types, with the result's type first; '=' means one type that all operands share.
 std::string_view oracle_signature(std::string_view written);
-// How many operands the operator takes.
+// The number of operands of the operator.
 std::size_t oracle_operand_count(std::string_view written);
 
-// The value of a rule by its grammar, told by recursive descent; nothing if the grammar does not
-// derive the symbols, which stand as they are written in a rule.
-// RAISES: Oracle_type_error.
+// The value of a rule by recursive descent, or nothing if the grammar does not derive the symbols.
+// The symbols are as written in a rule. RAISES: Oracle_type_error.
 std::optional<double> oracle_by_grammar(const std::vector<std::string>& symbols);
-// The value of symbols in reverse Polish notation, which ends with "$end".
-// RAISES: Oracle_type_error.
+// The value of symbols in reverse Polish notation. The last symbol is "$end". RAISES:
+// Oracle_type_error.
 double oracle_by_polish(const std::vector<std::string>& symbols);
 
-// The two numbers are the same, or neither is one.
+// True if the numbers are equal, or both are NaN.
 bool same_number(double left, double right);
 
 std::vector<std::string> split_at_blanks(std::string_view text);

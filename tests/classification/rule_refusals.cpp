@@ -12,7 +12,8 @@ namespace {
 
 using Symbols = std::vector<std::string>;
 
-// How loosely symbols bind that are neither operands, which are 0, nor brackets.
+// The binding strength of symbols that are not brackets; a higher number binds more weakly.
+// Operands have 0.
 int looseness(std::string_view symbol) {
     static const std::map<std::string_view, int> all = {
         {",", 11}, {"?", 10},     {":", 9},       {"v", 8},  {"^", 7}, {"|", 6},
@@ -24,7 +25,7 @@ int looseness(std::string_view symbol) {
     return found == all.end() ? 0 : found->second;
 }
 
-// Brackets and separators are for the order alone.
+// Brackets and separators only influence the order.
 bool is_evaluated(std::string_view symbol) {
     return symbol != "(" && symbol != ")" && symbol != ":" && symbol != ",";
 }
@@ -33,12 +34,12 @@ bool is_function(std::string_view symbol) {
     return symbol == "substr" || symbol == "Isubstr";
 }
 
-// Whether this is an operator, a keyword, a bracket or a separator.
+// True for an operator, a keyword, a bracket or a separator.
 bool is_fixed(std::string_view symbol) {
     return std::string_view("\"'$.0123456789x").find(symbol.front()) == std::string_view::npos;
 }
 
-// What messages call a symbol.
+// The name of a symbol in error messages.
 std::string name_of(std::string_view symbol) {
     switch (symbol.front()) {
         case '"':
@@ -60,7 +61,7 @@ std::string rest_from(const Symbols& symbols, std::size_t index) {
     return joined({symbols.begin() + static_cast<std::ptrdiff_t>(index), symbols.end()});
 }
 
-// A quote that is not closed reaches to the next one, behind which "open" begins no token.
+// An open quote ends at the next quote. The text after that is "open", which begins no token.
 std::string refusal_of_open_quote(const Symbols& symbols, std::size_t index) {
     for (std::size_t next = index + 1; next < symbols.size(); ++next) {
         if (symbols[next] == symbols[index]) {
@@ -87,7 +88,7 @@ std::string refusal_of_symbol(const Symbols& symbols, std::size_t index) {
     return symbol == "\"open" ? refusal_of_open_quote(symbols, index) : "";
 }
 
-// The texts decide symbol by symbol.
+// Checks the symbols one by one, from left to right.
 std::string refusal_of_symbols(const Symbols& symbols) {
     for (std::size_t index = 0; index < symbols.size(); ++index) {
         if (std::string text = refusal_of_symbol(symbols, index); !text.empty()) {
@@ -105,7 +106,8 @@ std::string not_together(std::string_view left, std::string_view right) {
     return "Invalid tokens: " + std::string(left) + " , " + std::string(right);
 }
 
-// No operand begins right behind another, and brackets come in pairs. All else may stand together.
+// An operand must not follow another directly, and brackets must come in pairs. Any other symbols
+// may be neighbours.
 std::string refusal_of_neighbours(const Symbols& symbols) {
     int open_brackets = 0;
     bool is_behind_operand = false;
@@ -143,7 +145,8 @@ struct Type_refusal {
     std::string text;
 };
 
-// The type that operands share, by what they shared so far and the type of one more.
+// The type that operands share, given the type that they shared so far and the type of one more
+// operand.
 char meeting(char shared, char type) {
     static const std::map<std::pair<char, char>, char> all = {
         {{0, 'n'}, 'n'},   {{0, 'b'}, 'b'},   {{0, 's'}, 's'},   {{'n', 'n'}, 'n'},
@@ -156,8 +159,8 @@ char meeting(char shared, char type) {
     return found->second;
 }
 
-// The type of the expression that ends at `end`, which moves before it. Of two errors that which
-// stands further behind in this order is told.
+// The type of the expression that ends at `end`. Moves `end` to the expression before it. Of two
+// errors, the one later in this order is reported.
 char type_before(const Symbols& polish, std::size_t& end) {
     const std::string& symbol = polish[--end];
     if (oracle_is_operand(symbol)) {
@@ -189,7 +192,7 @@ std::string refusal_of_types(const Symbols& symbols) {
     return {};
 }
 
-// A sign is of two operands behind an operand or a closing bracket.
+// A sign is binary after an operand or a closing bracket, and unary elsewhere.
 Symbols with_marked_signs(Symbols symbols) {
     for (std::size_t index = 0; index < symbols.size(); ++index) {
         const bool is_binary =
@@ -201,8 +204,8 @@ Symbols with_marked_signs(Symbols symbols) {
     return symbols;
 }
 
-// Where a symbol's reach ends: at the next that binds no tighter, brackets between them aside, or
-// where the brackets around it close.
+// The index at which a symbol's operands end: at the next symbol that binds equally or more weakly,
+// except in brackets that open after the symbol, or at the closing bracket around the symbol.
 std::size_t end_of_reach(const Symbols& symbols, std::size_t start) {
     int open_brackets = 0;
     for (std::size_t index = start + 1; index < symbols.size(); ++index) {
@@ -238,8 +241,8 @@ std::string oracle_refusal(const std::vector<std::string>& symbols) {
     return {};
 }
 
-// A symbol is evaluated where its reach ends, and of those whose reach ends together the last one
-// first.
+// A symbol is evaluated at the end of its operands. If several end at the same place, the last
+// symbol comes first.
 std::vector<std::string> oracle_polish(const std::vector<std::string>& symbols) {
     const Symbols marked = with_marked_signs(symbols);
     std::vector<std::pair<std::size_t, std::size_t>> ends_and_starts;

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Overrides what is pure and nothing more.
+// Implements only the pure virtual functions.
 class Plain_classifier : public zeClassifier {
 public:
     Plain_classifier(zeManager* manager, zeNode* node) : zeClassifier(manager, node) {}
@@ -38,7 +38,7 @@ TEST(zeClassifierTest, KnowsItsNodeAndManager) {
     EXPECT_EQ(classifier->m_manager, &manager);
 }
 
-TEST(zeClassifierTest, MakingOneLeavesTheNode) {
+TEST(zeClassifierTest, ConstructorDoesNotChangeTheNode) {
     zeNode node(term("root"));
 
     const Plain_classifier classifier(nullptr, &node);

@@ -24,7 +24,7 @@ using testing::UnorderedElementsAre;
 constexpr double kBarelyAboveHalf = 0.5 + 0x1p-53;
 constexpr double kBarelyBelowHalf = 0.5 - 0x1p-54;
 
-// Nodes to put into sets.
+// Makes nodes for the sets.
 class zeResultSetTest : public testing::Test {
 protected:
     zeNode* Leaf(std::string_view name) { return tree.MakeNode(term(name), ZE_LEAF, 0, 0.0); }
@@ -57,7 +57,7 @@ TEST_F(zeResultSetTest, AResultStartsEmpty) {
     EXPECT_EQ(result.score, 0.0);
 }
 
-TEST_F(zeResultSetTest, AcceptsWhatReachesTheThresholdAndIsNotZero) {
+TEST_F(zeResultSetTest, AcceptsNonZeroScoresAtOrAboveTheThreshold) {
     const struct {
         double threshold;
         double score;
@@ -82,7 +82,7 @@ TEST_F(zeResultSetTest, AcceptsWhatReachesTheThresholdAndIsNotZero) {
     }
 }
 
-TEST_F(zeResultSetTest, AddAppendsWhateverTheScoreAndClearsTheFlags) {
+TEST_F(zeResultSetTest, AddAppendsAnyScoreAndClearsTheFlags) {
     zeNode* const a = Leaf("a");
     zeResult_set set(0.5, -1);
     set.deduplicated = true;
@@ -98,7 +98,7 @@ TEST_F(zeResultSetTest, AddAppendsWhateverTheScoreAndClearsTheFlags) {
     EXPECT_FALSE(set.deduplicated);
 }
 
-TEST_F(zeResultSetTest, CountIsHeldToTheMaximumUnlessThatIsNegative) {
+TEST_F(zeResultSetTest, CountIsLimitedByTheMaximumUnlessThatIsNegative) {
     const struct {
         int max_results;
         int held;
@@ -137,9 +137,9 @@ TEST_F(zeResultSetTest, EliminateKeepsTheBestOfEachCategory) {
     EXPECT_EQ(set.get_result(0).node, second_a);
 }
 
-// Each text is a set of leaves, one a letter, whose scores fall from the front; whatever their
-// places, one of each letter has to stay, with the score of the first.
-TEST_F(zeResultSetTest, EliminateFindsDuplicatesInEveryPlace) {
+// Each letter of a text is a leaf of that category, with scores that fall from left to right. For
+// each letter only the first leaf must remain, wherever its duplicates are.
+TEST_F(zeResultSetTest, EliminateFindsDuplicatesAtAllPositions) {
     const struct {
         const char* leaves;
         std::vector<Named_score> expected;
@@ -206,7 +206,7 @@ TEST_F(zeResultSetTest, EliminateComparesInnerNodesByNode) {
     EXPECT_EQ(set.get_result(2).node, leaf);
 }
 
-TEST_F(zeResultSetTest, EliminateLeavesSortedWithFewerThanTwoResults) {
+TEST_F(zeResultSetTest, EliminateKeepsTheSortedFlagWithFewerThanTwoResults) {
     for (const int held : {0, 1}) {
         for (const bool sorted : {false, true}) {
             SCOPED_TRACE(testing::PrintToString(held) + (sorted ? " sorted" : " raw"));
@@ -223,7 +223,7 @@ TEST_F(zeResultSetTest, EliminateLeavesSortedWithFewerThanTwoResults) {
     }
 }
 
-TEST_F(zeResultSetTest, EliminateClearsSortedWithTwoResults) {
+TEST_F(zeResultSetTest, EliminateClearsTheSortedFlagWithTwoResults) {
     zeResult_set set(0.0, -1);
     set.add(Leaf("b"), 0.5);
     set.add(Leaf("a"), 0.25);
@@ -247,9 +247,8 @@ TEST_F(zeResultSetTest, GetResultSortsByScoreDescending) {
     EXPECT_TRUE(set.deduplicated);
 }
 
-// Names are compared as unsigned bytes, and the shorter of two is the lesser if it begins the
-// longer.
-TEST_F(zeResultSetTest, GetResultPutsTheGreatestNameFirstAmongEqualScores) {
+// Names are compared as unsigned bytes. If one name begins with the other, the longer is greater.
+TEST_F(zeResultSetTest, GetResultSortsEqualScoresByGreatestName) {
     zeResult_set set(0.0, -1);
     for (const char* const name : {"ab", "z", "a", "\xC3\xA4", "abc", "B"}) {
         set.add(Leaf(name), 0.5);
@@ -260,7 +259,7 @@ TEST_F(zeResultSetTest, GetResultPutsTheGreatestNameFirstAmongEqualScores) {
                             Pair("ab", 0.5), Pair("a", 0.5), Pair("B", 0.5)));
 }
 
-TEST_F(zeResultSetTest, GetResultPutsTheOlderFirstAmongInnerNodesOfOneNameAndScore) {
+TEST_F(zeResultSetTest, GetResultSortsInnerNodesOfEqualNameAndScoreOldestFirst) {
     zeNode* const oldest = Inner("a");
     zeNode* const middle = Inner("a");
     zeNode* const newest = Inner("a");
@@ -274,7 +273,7 @@ TEST_F(zeResultSetTest, GetResultPutsTheOlderFirstAmongInnerNodesOfOneNameAndSco
     EXPECT_EQ(set.get_result(2).node, newest);
 }
 
-TEST_F(zeResultSetTest, GetResultErasesWhatGoesPastTheMaximum) {
+TEST_F(zeResultSetTest, GetResultErasesResultsBeyondTheMaximum) {
     zeResult_set set(0.0, 2);
     set.add(Leaf("a"), 0.25);
     set.add(Leaf("b"), 0.5);
@@ -288,7 +287,7 @@ TEST_F(zeResultSetTest, GetResultErasesWhatGoesPastTheMaximum) {
     EXPECT_THAT(listing_of(set), ElementsAre(Pair("d", 0.75), Pair("b", 0.5)));
 }
 
-TEST_F(zeResultSetTest, GetResultCountsCategoriesOnceBeforeItErases) {
+TEST_F(zeResultSetTest, GetResultRemovesDuplicatesBeforeItErases) {
     zeResult_set set(0.0, 2);
     set.add(Leaf("a"), 0.75);
     set.add(Leaf("a"), 0.5);
@@ -312,7 +311,7 @@ TEST_F(zeResultSetTest, GetResultKeepsAllUpToTheMaximum) {
     }
 }
 
-TEST_F(zeResultSetTest, GetResultYieldsTheEntryAsItStandsWithoutSorting) {
+TEST_F(zeResultSetTest, GetResultWithoutSortingReturnsTheEntryAtTheIndex) {
     zeResult_set set(0.0, 1);
     set.add(Leaf("a"), 0.25);
     set.add(Leaf("b"), 0.75);
@@ -349,7 +348,7 @@ TEST_F(zeResultSetTest, GetResultRemovesDuplicatesWithoutSorting) {
     EXPECT_FALSE(set.sorted);
 }
 
-TEST_F(zeResultSetTest, GetResultYieldsTheEntryItself) {
+TEST_F(zeResultSetTest, GetResultReturnsAReferenceToTheEntry) {
     zeResult_set set(0.0, -1);
     set.add(Leaf("a"), 0.25);
 
@@ -358,7 +357,7 @@ TEST_F(zeResultSetTest, GetResultYieldsTheEntryItself) {
     EXPECT_EQ(set.results[0].score, 0.5);
 }
 
-TEST_F(zeResultSetTest, AddingAfterSortingMakesTheSetRawAgain) {
+TEST_F(zeResultSetTest, AddingAfterSortingClearsTheFlags) {
     zeResult_set set(0.0, -1);
     set.add(Leaf("a"), 0.25);
     set.add(Leaf("b"), 0.5);
@@ -393,7 +392,7 @@ TEST_F(zeResultSetTest, GreaterCatOrdersIdentitiesByAddressDescending) {
     }
 }
 
-TEST_F(zeResultSetTest, GreaterCatTakesTheConceptForALeaf) {
+TEST_F(zeResultSetTest, GreaterCatIdentifiesALeafByItsConcept) {
     zeNode* const a = Leaf("a");
     zeNode* const b = Leaf("b");
     const auto address = [](std::string_view name) {

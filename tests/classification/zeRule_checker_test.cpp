@@ -32,7 +32,7 @@ zeConceptInDoc& only_concept(Rule_checker& rule) {
 
 }  // namespace
 
-TEST(RuleCheckerTest, MatchesAlwaysByDefault) {
+TEST(RuleCheckerTest, NewRuleAlwaysMatches) {
     const Rule_checker rule;
 
     EXPECT_EQ(rule.text(), "1");
@@ -46,7 +46,7 @@ TEST(RuleCheckerTest, KeepsTextAsWritten) {
     EXPECT_EQ(value_of(rule), 2.0);
 }
 
-TEST(RuleCheckerTest, KeepsTextBehindZeroByteWithoutReadingIt) {
+TEST(RuleCheckerTest, KeepsTextAfterAZeroByteButDoesNotParseIt) {
     const std::string text("7\0word", 6);
     const Rule_checker rule{qtString(text)};
 
@@ -54,21 +54,21 @@ TEST(RuleCheckerTest, KeepsTextBehindZeroByteWithoutReadingIt) {
     EXPECT_EQ(value_of(rule), 7.0);
 }
 
-TEST(RuleCheckerTest, RefusesBadText) {
+TEST(RuleCheckerTest, RefusesTextThatDoesNotParse) {
     EXPECT_QTX_ARGS(Rule_checker("1 +"), RuleParser, 0, "Invalid number of operations", {});
 }
 
-TEST(RuleCheckerTest, PassesValuesThrough) {
+TEST(RuleCheckerTest, ValueOfANumericRuleIsUnchanged) {
     EXPECT_EQ(value_of(Rule_checker("250")), 250.0);
     EXPECT_EQ(value_of(Rule_checker("-3.5")), -3.5);
 }
 
-TEST(RuleCheckerTest, GivesTrueAsOne) {
+TEST(RuleCheckerTest, TrueIsOne) {
     EXPECT_EQ(value_of(Rule_checker("true")), 1.0);
     EXPECT_EQ(value_of(Rule_checker("false")), 0.0);
 }
 
-TEST(RuleCheckerTest, MayBeNoNumber) {
+TEST(RuleCheckerTest, ValueMayBeNaN) {
     zeMsg msg;
     msg.add_value("k", mlMessageConverter::kString, "inf");
 
@@ -88,7 +88,7 @@ TEST(RuleCheckerTest, ReplacesRule) {
     EXPECT_EQ(value_of(rule), 3.0);
 }
 
-TEST(RuleCheckerTest, KeepsRuleWhenNewTextIsBad) {
+TEST(RuleCheckerTest, KeepsRuleIfTheNewTextDoesNotParse) {
     Rule_checker rule("2");
 
     EXPECT_QTX(rule.SetString("3 +"), RuleParser, 0, "Invalid number of operations");
@@ -97,7 +97,7 @@ TEST(RuleCheckerTest, KeepsRuleWhenNewTextIsBad) {
     EXPECT_EQ(value_of(rule), 2.0);
 }
 
-TEST(RuleCheckerTest, KeepsSecondFormsWhenNewTextIsBad) {
+TEST(RuleCheckerTest, KeepsSecondFormsIfTheNewTextDoesNotParse) {
     Rule_checker rule("\"goals\"");
     zeConceptInDoc& word = only_concept(rule);
     word.m_processed = term("goal");
@@ -110,7 +110,7 @@ TEST(RuleCheckerTest, KeepsSecondFormsWhenNewTextIsBad) {
     EXPECT_EQ(value_of(rule, *msg), 1.0);
 }
 
-TEST(RuleCheckerTest, DropsSecondFormsWithOldRule) {
+TEST(RuleCheckerTest, ReplacingTheRuleDropsSecondForms) {
     Rule_checker rule("\"goals\"");
     only_concept(rule).m_processed = term("goal");
 
@@ -127,7 +127,7 @@ TEST(RuleCheckerTest, CanBeSetToItsOwnText) {
     EXPECT_EQ(value_of(rule), 5.0);
 }
 
-TEST(RuleCheckerTest, CopiesIndependently) {
+TEST(RuleCheckerTest, CopyIsIndependentOfTheOriginal) {
     Rule_checker original("'a' == 'a'");
     const Rule_checker copy(original);
 
@@ -137,7 +137,7 @@ TEST(RuleCheckerTest, CopiesIndependently) {
     EXPECT_EQ(value_of(copy), 1.0);
 }
 
-TEST(RuleCheckerTest, AssignsIndependently) {
+TEST(RuleCheckerTest, AssignedRuleIsIndependentOfTheOriginal) {
     Rule_checker assigned("0");
     {
         const Rule_checker original("substr('ab', 'b')");
@@ -148,7 +148,7 @@ TEST(RuleCheckerTest, AssignsIndependently) {
     EXPECT_EQ(value_of(assigned), 1.0);
 }
 
-TEST(RuleCheckerTest, DropsSecondFormsFromCopies) {
+TEST(RuleCheckerTest, CopyDropsSecondForms) {
     Rule_checker original("\"goals\"");
     only_concept(original).m_processed = term("goal");
     const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}}).make();
@@ -161,7 +161,7 @@ TEST(RuleCheckerTest, DropsSecondFormsFromCopies) {
     EXPECT_EQ(value_of(assigned, *msg), 0.0);
 }
 
-TEST(RuleCheckerTest, KeepsSecondFormsWhenAssignedToItself) {
+TEST(RuleCheckerTest, AssignmentToItselfKeepsSecondForms) {
     Rule_checker rule("\"goals\"");
     only_concept(rule).m_processed = term("goal");
     Rule_checker& same = rule;
@@ -176,11 +176,11 @@ TEST(RuleCheckerTest, ComparesTexts) {
     EXPECT_FALSE(Rule_checker("1 + 1") == Rule_checker("1+1"));
 }
 
-TEST(RuleCheckerTest, ComparesTextsBehindZeroBytes) {
+TEST(RuleCheckerTest, ComparesTextsAfterZeroBytes) {
     EXPECT_FALSE(Rule_checker(qtString("1\0a", 3)) == Rule_checker(qtString("1\0b", 3)));
 }
 
-TEST(RuleCheckerTest, EqualsRuleWithOtherSecondForms) {
+TEST(RuleCheckerTest, SecondFormsDoNotMatterForEquality) {
     Rule_checker first("\"goals\"");
     const Rule_checker second("\"goals\"");
 
@@ -189,7 +189,7 @@ TEST(RuleCheckerTest, EqualsRuleWithOtherSecondForms) {
     EXPECT_TRUE(first == second);
 }
 
-TEST(RuleCheckerTest, ValueThatChangesBetweenEvaluationsIsReadAnew) {
+TEST(RuleCheckerTest, ValueThatChangesBetweenEvaluationsIsReadAgain) {
     const Rule_checker rule("$a(n) * 10 + $b(n) + $a(n)");
     zeMsg msg;
     msg.add_value("a", mlMessageConverter::kString, "1");
@@ -206,7 +206,7 @@ TEST(RuleCheckerTest, ValueThatChangesBetweenEvaluationsIsReadAnew) {
     EXPECT_EQ(rule.Evaluate(info), 4.0);
 }
 
-TEST(RuleCheckerTest, CopyReadsItsKeysAsTheOriginalDoes) {
+TEST(RuleCheckerTest, CopyReadsItsKeysLikeTheOriginal) {
     zeMsg msg;
     msg.add_value("a", mlMessageConverter::kString, "2");
     msg.add_value("b", mlMessageConverter::kString, "5");
@@ -216,7 +216,8 @@ TEST(RuleCheckerTest, CopyReadsItsKeysAsTheOriginalDoes) {
     EXPECT_EQ(value_of(copy, msg), -8.0);
 }
 
-// A rule has 64 slots; the keys k64 to k69 are read where they are. The sum of 0 to 69 is 2415.
+// A rule has 64 slots for key values. The keys k64 to k69 have no slot and are read directly. The
+// sum of 0 to 69 is 2415.
 TEST(RuleCheckerTest, MoreKeysThanSlotsAreAllRead) {
     zeMsg msg;
     std::string rule = "0";

@@ -1,4 +1,4 @@
-// The fourth pass: reverse Polish notation to a tree.
+// The fourth pass of the parser: from reverse Polish notation to a tree.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <cstddef>
@@ -26,7 +26,7 @@ struct Literal_row {
     int type;
 };
 
-// Builds tokens that the third pass has not seen.
+// Builds a tree from tokens that did not run through the third pass.
 std::unique_ptr<MatchExp> build(Rule_tokens tokens) {
     return std::unique_ptr<MatchExp>(RuleParser::construct_expression_classes(tokens));
 }
@@ -87,7 +87,7 @@ TEST(RuleParserBuildTest, BuildsTrees) {
     }
 }
 
-TEST(RuleParserBuildTest, GivesNodesTheirNumbers) {
+TEST(RuleParserBuildTest, NodesHaveTheirTypeNumbers) {
     const Literal_row rows[] = {
         {"true", 1},          {"-1", 3},     {"1 v 2", 4},        {"1 ^ 2", 5},
         {"1 + 2", 15},        {"1 - 2", 16}, {"1 * 2", 17},       {"1 / 2", 18},
@@ -100,7 +100,7 @@ TEST(RuleParserBuildTest, GivesNodesTheirNumbers) {
     }
 }
 
-TEST(RuleParserBuildTest, GivesConvertedNodesTheirNumbers) {
+TEST(RuleParserBuildTest, ConvertedNodesHaveTheirTypeNumbers) {
     const Literal_row rows[] = {
         {"!true", 2},
         {"true | true", 6},
@@ -127,7 +127,7 @@ TEST(RuleParserBuildTest, GivesConvertedNodesTheirNumbers) {
     }
 }
 
-TEST(RuleParserBuildTest, GivesWordsNoSecondForm) {
+TEST(RuleParserBuildTest, WordsHaveNoSecondForm) {
     const std::unique_ptr<MatchExp> tree = tree_of("\"a\"");
     std::vector<zeConceptInDoc*> words;
 
@@ -149,27 +149,27 @@ TEST(RuleParserBuildTest, ReturnsOperandAndType) {
     EXPECT_EQ(tree->type, MatchExp::kLess);
 }
 
-TEST(RuleParserBuildTest, BreaksInvariantAtUnknownDatatype) {
+TEST(RuleParserBuildTest, UnknownDatatypeBreaksTheInvariant) {
     Rule_tokens tokens = typed_of("$k(n)");
     tokens[0].datatype = 'q';
 
     EXPECT_ASSERTS(build(tokens), "is_key_datatype(token.datatype)");
 }
 
-TEST(RuleParserBuildTest, BreaksInvariantAtUnknownKeyword) {
+TEST(RuleParserBuildTest, UnknownKeywordBreaksTheInvariant) {
     Rule_tokens tokens = typed_of("true");
     tokens[0].text = "maybe";
 
     EXPECT_ASSERTS(build(tokens), "is_keyword(token.text)");
 }
 
-TEST(RuleParserBuildTest, BreaksInvariantAtTypeThatIsNotSettled) {
+TEST(RuleParserBuildTest, UnsettledTypeBreaksTheInvariant) {
     Rule_tokens tokens = polish_of("1 == 2");
 
     EXPECT_ASSERTS(build(tokens), "is_type(operand_type)");
 }
 
-TEST(RuleParserBuildTest, BreaksInvariantAtUnknownOperation) {
+TEST(RuleParserBuildTest, UnknownOperationBreaksTheInvariant) {
     Rule_tokens tokens = typed_of("1 + 2");
     tokens[2].func = MatchExp::kKeyText;
 
@@ -178,7 +178,7 @@ TEST(RuleParserBuildTest, BreaksInvariantAtUnknownOperation) {
 
 namespace {
 
-// The slots of the key operands of `rule`, from left to right.
+// The slots of the key operands in `tree`, from left to right.
 std::vector<int> slots_of(const MatchExp& tree) {
     if (const auto* const key = dynamic_cast<const CheckNVP*>(&tree)) {
         return {key->slot};

@@ -1,5 +1,5 @@
-// Every string of five tokens, as in zeRule_parser_exhaustive_test.cpp; the smallest conditional is
-// that long.
+// All strings of five tokens, as in zeRule_parser_exhaustive_test.cpp. The shortest conditional has
+// five tokens.
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -23,17 +23,18 @@ TEST(RuleParserExhaustiveSlowTest, AgreesOnAllStringsOfFiveTokens) {
                                                "&", "==",     "<=", "-",   "/",   "!",
                                                ",", "substr", "2",  "'3'", "true"};
     const Refusal_row rows[] = {
-        // The function, what is neither an operand with a mark in front nor "(", and any.
+        // The function; then any symbol except "(" and operands with a mark in front; then any
+        // symbols.
         {"Missing bracket after function", 14 * 17 * 17 * 17},
-        // ")", and no function.
+        // ")" first; then any symbols except the function.
         {"Invalid tokens: ", 16 * 16 * 16 * 16},
-        // Separators.
+        // Only separators.
         {"Empty expression", 2 * 2 * 2 * 2 * 2},
-        // Operators only, no signs.
+        // Only operators, no signs.
         {"Invalid number of operations", 7 * 7 * 7 * 7 * 7},
-        // Two operators of numbers with three operands, a string at least.
+        // Two operators of numbers with three operands, at least one of them a string.
         {"Type mismatch, cannot cast one type to the other: ", 5 * 5 * (27 - 8)},
-        // Any condition, one branch a string and the other none.
+        // Any condition, and two branches of which one is a string and the other is not.
         {"Operator with mismatched operands", 3 * 2 * 2},
     };
 

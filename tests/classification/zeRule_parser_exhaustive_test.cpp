@@ -1,5 +1,5 @@
-// Every short string of tokens: it is refused by the text, or has the value, that simpler ways of
-// telling give it. What the strings come to is counted, so that no kind of them goes missing.
+// All short strings of tokens. A simpler second implementation says which error text or value each
+// must have. We also count the strings of each kind, so that no kind can disappear unnoticed.
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -11,14 +11,14 @@
 
 namespace {
 
-// How many strings a text refuses.
+// The number of strings that an error text refuses.
 struct Refusal_row {
     std::string_view text;
     std::size_t count;
 };
 
-// A token of each kind, and of each group that the passes treat alike: 10 operators that may have
-// two operands, 7 of which take numbers; 4 operands that are numbers or booleans, and 2 strings.
+// One token of each kind that the passes treat differently: 10 operators that may be binary (7 of
+// them take numbers), 4 operands that are numbers or booleans, and 2 strings.
 const std::vector<std::string>& alphabet() {
     static const std::vector<std::string> all = {
         "(", ")", "?", ":",      "v", "^",     "&", "<",   "<=",    "==",    "+",
@@ -55,22 +55,24 @@ TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfOneToken) {
 
 TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfTwoTokens) {
     const Refusal_row rows[] = {
-        // The function, and what is neither an operand with a mark in front nor "(".
+        // The function, followed by anything except "(" and operands with a mark in front.
         {"Missing bracket after function", 16},
-        // Two operands; an operand and "("; ")" and any; "(" and any but ")"; any but brackets and
-        // the function, and ")"; any but brackets and operands, and "(".
+        // Two operands; an operand and "("; ")" and any symbol; "(" and any symbol except ")";
+        // anything except brackets and the function, followed by ")"; anything except brackets and
+        // operands, followed by "(".
         {"Invalid tokens: ", 36 + 6 + 22 + 21 + 19 + 14},
         // Two separators; "()".
         {"Empty expression", 4 + 1},
-        // A sign and a string; "!" before or behind what is no boolean; a string and a separator.
+        // A sign and a string; "!" before or after an operand that is not boolean; a string and a
+        // separator.
         {"Type mismatch, cannot cast one type to the other: ", 4 + 4 + 4 + 8},
-        // The others of 22 * 22.
+        // All other strings of the 22 * 22.
         {"Invalid number of operations", 297},
     };
 
     const Rule_tally tally = check_all_strings(alphabet(), 2);
 
-    // A sign and an operand; "!" before or behind a boolean; an operand and a separator.
+    // A sign and an operand; "!" before or after a boolean; an operand and a separator.
     EXPECT_EQ(tally.rules, 8U + 2U + 2U + 16U);
     EXPECT_EQ(tally.refusals.size(), std::size(rows));
     for (const Refusal_row& row : rows) {
@@ -81,17 +83,18 @@ TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfTwoTokens) {
 
 TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfThreeTokens) {
     const Refusal_row least[] = {
-        // As of two tokens, and any.
+        // As for two tokens, followed by any symbol.
         {"Missing bracket after function", 16 * 22},
-        // ")", and no function.
+        // ")" first, and no function.
         {"Invalid tokens: ", 21 * 21},
         // Separators; "()" with one of them.
         {"Empty expression", 8 + 6},
         // Operators only, no signs.
         {"Invalid number of operations", 8 * 8 * 8},
-        // An operator of numbers and a string at least; "&" and not two booleans.
+        // An operator of numbers with at least one string; "&" with operands that are not both
+        // boolean.
         {"Type mismatch, cannot cast one type to the other: ", 7 * (36 - 16) + (36 - 4)},
-        // An equality of a string and none.
+        // An equality between a string and an operand that is no string.
         {"Operator with mismatched operands", 2 * 2 * 4},
     };
 
@@ -112,9 +115,10 @@ TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfFourTokens) {
         {"Invalid tokens: ", 21 * 21 * 21},
         {"Empty expression", 2 * 2 * 2 * 2},
         {"Invalid number of operations", 8 * 8 * 8 * 8},
-        // An operator of numbers and a string at least, one of two signs at one of two operands.
+        // An operator of numbers with at least one string, and one of the two signs before one of
+        // the two operands.
         {"Type mismatch, cannot cast one type to the other: ", 7 * (36 - 16) * 2 * 2},
-        // An equality of a string and a signed number, on either side.
+        // An equality between a string and a number with a sign, on either side.
         {"Operator with mismatched operands", 2 * 4 * 2 * 2},
     };
 
@@ -129,21 +133,21 @@ TEST(RuleParserExhaustiveTest, AgreesOnAllStringsOfFourTokens) {
     }
 }
 
-// Strings of what begins no token, in each place among what does.
+// Strings with one symbol that begins no token, at each position among the others.
 TEST(RuleParserExhaustiveTest, AgreesOnAllStringsWithBadTokens) {
     const std::vector<std::string> bad_and_good = {"x",      "$k(q)", "$k(n", "''", "\"open",
                                                    "substr", "(",     "2",    "-",  "true"};
     const Refusal_row least[] = {
-        // An "x", or an open quote and another one, and any.
+        // An "x" and any symbols; or an open quote, another one and any symbol.
         {"Invalid token at: ", 1000 + (1000 - 9 * 9 * 9)},
         {"Missing delimiter at: ", 9 * 9 * 9},
         {"Invalid datatype in $key(datatype)", 1000},
         {"Missing end bracket in $key(datatype)", 1000},
         {"Missing word at: ", 1000},
         {"Missing bracket after function", 3 * 10 * 10},
-        // Two operands and good tokens, of which no function.
+        // Two operands, and then good tokens without the function.
         {"Invalid tokens: ", 2 * 2 * 4 * 4},
-        // Signs in front of an operand.
+        // Two signs before an operand.
         {"Invalid number of operations", 2},
     };
 

@@ -1,5 +1,5 @@
-// Rules where the process's locale has a comma for the decimal point: a knowledge base means the
-// same in every country.
+// Rules in a process whose locale has a decimal comma. A knowledge base must mean the same in every
+// country.
 #include <cstdlib>
 #include <string_view>
 

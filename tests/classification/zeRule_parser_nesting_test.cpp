@@ -1,4 +1,4 @@
-// How deep rules may be nested.
+// The greatest allowed depth of nested rules.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <memory>
@@ -15,18 +15,18 @@
 
 namespace {
 
-// Rules of a shape that can be nested any number of times, and how often it may be.
+// A kind of rule that can be nested any number of times, and the greatest allowed number.
 struct Nesting_row {
     std::string_view name;
     std::string_view opening;
     std::string_view innermost;
     std::string_view closing;
-    int deepest;   // times that `opening` may stand
-    double value;  // then
+    int deepest;   // greatest allowed number of `opening`
+    double value;  // the rule's value at that depth
 };
 
-// Each opening makes one object more, the innermost makes its own, and a boolean rule makes one for
-// its conversion; together they are 10,000.
+// Each opening makes one node, the innermost expression makes one too, and a boolean rule makes one
+// for its conversion to a number. All together are 10,000 nodes.
 constexpr Nesting_row kRows[] = {
     {"sign", "-(", "1", ")", 9999, -1.0},
     {"sign that leaves no object", "+(", "1", ")", 9999, 1.0},
@@ -35,13 +35,14 @@ constexpr Nesting_row kRows[] = {
     {"right chain", "1+(", "1", ")", 9999, 10000.0},
     {"condition", "(", "true", ") ? true : false", 9998, 1.0},
     {"branch", "false ? 2 : (", "1", ")", 9999, 1.0},
-    // Three each: the equality, its negation, and a conversion inside the next or at the top. The
-    // innermost is 0, and an even number of inequalities with 1 leaves it so.
+    // Each opening makes three nodes: the equality, its negation, and a conversion at the next
+    // level or at the top. The innermost value is 0. An even number of inequalities with 1 gives 0
+    // again.
     {"inequality", "1 != (", "1 != 1", ")", 3332, 0.0},
     {"conversion", "-(", "true", ")", 9998, 1.0},
 };
 
-// The same with types that do not fit.
+// The same kinds of rules, with wrong types.
 struct Mistyped_row {
     Nesting_row shape;
     std::string_view error;
@@ -50,7 +51,7 @@ struct Mistyped_row {
 constexpr Mistyped_row kMistypedRows[] = {
     {{"innermost", "!(", "1", ")", 9998, 0.0},
      "Type mismatch, cannot cast one type to the other: !"},
-    // Three each: a sign, the conversion of its operand, and the equality.
+    // Each opening makes three nodes: a sign, the conversion of its operand, and the equality.
     {{"each", "-('a' == ", "1", ")", 3333, 0.0}, "Operator with mismatched operands"},
     {{"left chain", "", "'a'", "+1", 9999, 0.0},
      "Type mismatch, cannot cast one type to the other: +"},
@@ -76,7 +77,7 @@ double value_of_rule(const Rule_checker& rule) {
 
 }  // namespace
 
-TEST(RuleNestingTest, EvaluatesDeepestRules) {
+TEST(RuleNestingTest, DeepestAllowedRulesAreEvaluated) {
     for (const Nesting_row& row : kRows) {
         SCOPED_TRACE(row.name);
         const Rule_checker rule{qtString(nested(row, row.deepest))};
@@ -85,7 +86,7 @@ TEST(RuleNestingTest, EvaluatesDeepestRules) {
     }
 }
 
-TEST(RuleNestingTest, RefusesDeeperRules) {
+TEST(RuleNestingTest, DeeperRulesAreRefused) {
     for (const Nesting_row& row : kRows) {
         for (const int count : {row.deepest + 1, 30000}) {
             SCOPED_TRACE(std::string(row.name) + " " + std::to_string(count));
@@ -95,7 +96,7 @@ TEST(RuleNestingTest, RefusesDeeperRules) {
     }
 }
 
-TEST(RuleNestingTest, TakesAnyNumberOfBrackets) {
+TEST(RuleNestingTest, AnyNumberOfBracketsIsAccepted) {
     const int count = 100000;
 
     const Rule_checker rule(repeated("(", count) + "5" + repeated(")", count));
@@ -103,12 +104,12 @@ TEST(RuleNestingTest, TakesAnyNumberOfBrackets) {
     EXPECT_EQ(value_of_rule(rule), 5.0);
 }
 
-TEST(RuleNestingTest, RefusesBracketsThatAreNotClosed) {
+TEST(RuleNestingTest, UnclosedBracketsAreRefused) {
     EXPECT_QTX(tree_of(repeated("(", 100000)), RuleParser, 0, "Invalid tokens: ( , $end");
 }
 
-// 2^15 operands, only 16 levels deep.
-TEST(RuleNestingTest, TakesAnyNumberOfOperands) {
+// 2^15 operands, but only 16 levels.
+TEST(RuleNestingTest, AnyNumberOfOperandsIsAccepted) {
     std::string text = "1";
     for (int level = 0; level < 15; ++level) {
         text = "(" + text + "+" + text + ")";
@@ -117,7 +118,7 @@ TEST(RuleNestingTest, TakesAnyNumberOfOperands) {
     EXPECT_EQ(value_of_rule(Rule_checker{qtString(text)}), 32768.0);
 }
 
-TEST(RuleNestingTest, CountsLevelsBeforeTypes) {
+TEST(RuleNestingTest, DepthIsReportedBeforeWrongTypes) {
     for (const Mistyped_row& row : kMistypedRows) {
         for (const int count : {row.shape.deepest + 1, 30000}) {
             SCOPED_TRACE(std::string(row.shape.name) + " " + std::to_string(count));
@@ -127,7 +128,7 @@ TEST(RuleNestingTest, CountsLevelsBeforeTypes) {
     }
 }
 
-TEST(RuleNestingTest, ChecksTypesOfDeepestRules) {
+TEST(RuleNestingTest, TypesOfDeepestRulesAreChecked) {
     for (const Mistyped_row& row : kMistypedRows) {
         SCOPED_TRACE(row.shape.name);
         EXPECT_QTX(tree_of(nested(row.shape, row.shape.deepest)), RuleParser, 0,
@@ -135,9 +136,9 @@ TEST(RuleNestingTest, ChecksTypesOfDeepestRules) {
     }
 }
 
-// The types tell where equalities convert. So inequalities whose two objects each are few enough,
-// and which are too deep by their conversions, are refused for a wrong type beside them.
-TEST(RuleNestingTest, ChecksTypesBeforeLevelsOfConversions) {
+// Only the types say where an equality needs a conversion. This rule is too deep only if
+// conversions are counted, so a wrong type beside it is found first.
+TEST(RuleNestingTest, WrongTypesAreReportedBeforeDepthThroughConversions) {
     const std::string deep = repeated("1 != (", 3333) + "1 != 1" + repeated(")", 3333);
 
     EXPECT_QTX(tree_of(deep), RuleParser, 0, "Rule is nested too deeply");
@@ -145,6 +146,6 @@ TEST(RuleNestingTest, ChecksTypesBeforeLevelsOfConversions) {
                "Type mismatch, cannot cast one type to the other: <");
 }
 
-TEST(RuleNestingTest, CountsOperandsBeforeLevels) {
+TEST(RuleNestingTest, MissingOperandsAreReportedBeforeDepth) {
     EXPECT_QTX(tree_of(repeated("!", 20000)), RuleParser, 0, "Invalid number of operations");
 }

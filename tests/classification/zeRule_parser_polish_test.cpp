@@ -1,4 +1,4 @@
-// The second pass: tokens to reverse Polish notation.
+// The second pass of the parser: from tokens to reverse Polish notation.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <string>
@@ -56,8 +56,9 @@ TEST(RuleParserPolishTest, OrdersByPrecedence) {
     }
 }
 
-// There is no grammar: what the later pass refuses, and what only looks wrong, is ordered too.
-TEST(RuleParserPolishTest, OrdersWhatNoGrammarDerives) {
+// This pass has no grammar. It also orders token strings that a later pass refuses, and strings
+// that only look wrong.
+TEST(RuleParserPolishTest, OrdersTokensThatNoGrammarDerives) {
     const Polish_row rows[] = {
         {"", "$end"},
         {"()", "$end"},

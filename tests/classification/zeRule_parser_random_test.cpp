@@ -1,4 +1,4 @@
-// Random rules with types that fit, deeper than all strings of tokens can be.
+// Random rules with correct types, deeper than the strings of tokens in the exhaustive tests.
 #include <algorithm>
 #include <cstddef>
 #include <memory>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// An operator as the oracle knows it, with its operands; or an operand.
+// An operator of the oracle with its operands, or an operand.
 struct Expression {
     std::string symbol;
     std::vector<Expression> operands = {};
@@ -54,12 +54,12 @@ class Rule_maker {
 public:
     explicit Rule_maker(unsigned int seed) : m_random(seed) {}
 
-    // `levels`: at most; one operand at least goes down to the last.
+    // `levels`: the depth. One operand has `levels` - 1, the others at most that.
     Expression make(char type, int levels) {
         if (levels <= 1) {
             return {any(operands_of(type))};
         }
-        // A boolean stands for a number now and then.
+        // Sometimes we use a boolean as a number.
         const char own_type = type == 'n' && any_below(5) == 0 ? 'b' : type;
         const Shape shape = any(shapes_of(own_type));
         Expression made{std::string(shape.symbol)};
@@ -94,7 +94,8 @@ Rule_value value_of(const Expression& expression) {
     return oracle_apply(expression.symbol, operands);
 }
 
-// How loosely an operator binds; operands and calls bind tightest.
+// The binding strength of an operator; a higher number binds more weakly. Operands and calls have
+// the lowest.
 int looseness(const Expression& expression) {
     static const std::vector<std::vector<std::string_view>> levels = {
         {"u-", "u+", "!"},
@@ -116,10 +117,10 @@ int looseness(const Expression& expression) {
     return 0;
 }
 
-// Writes rules with the fewest brackets.
+// Writes a rule with as few brackets as possible.
 std::string written(const Expression& expression);
 
-// `loosest`: what may stand without brackets.
+// `loosest`: the weakest binding that needs no brackets here.
 std::string written_within(const Expression& expression, int loosest) {
     const std::string text = written(expression);
     return looseness(expression) > loosest ? "(" + text + ")" : text;
@@ -134,8 +135,8 @@ std::string written(const Expression& expression) {
     if (own == 0) {
         return expression.symbol + "(" + written(operands[0]) + "," + written(operands[1]) + ")";
     }
-    // Two operators of one operand may not stand in a row, hence the brackets around the same
-    // level but on the left.
+    // Two unary operators must not follow each other. So an operand of equal strength gets brackets
+    // too, except on the left.
     if (operands.size() == 1) {
         return expression.symbol.back() + written_within(operands[0], own - 1);
     }
@@ -168,10 +169,10 @@ void check_random_rules(unsigned int first_seed, unsigned int count, int deepest
 
 }  // namespace
 
-TEST(RuleParserRandomTest, AgreesOnRandomRules) {
+TEST(RuleParserRandomTest, RandomRulesAgree) {
     check_random_rules(1, 3000, 12);
 }
 
-TEST(RuleParserRandomTest, AgreesOnDeepRandomRules) {
+TEST(RuleParserRandomTest, DeepRandomRulesAgree) {
     check_random_rules(100001, 100, 300);
 }

@@ -1,4 +1,4 @@
-// The first pass: text to tokens.
+// The first pass of the parser: from text to tokens.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <string>
@@ -37,7 +37,7 @@ RuleParser::ExprToken first_token(std::string_view rule) {
 
 }  // namespace
 
-TEST(RuleParserTokensTest, SplitsTexts) {
+TEST(RuleParserTokensTest, SplitsTextIntoTokens) {
     const Token_row rows[] = {
         {"", "$start $end"},
         {" \t\n\v\f\r ", "$start $end"},
@@ -99,7 +99,7 @@ TEST(RuleParserTokensTest, SplitsTexts) {
     }
 }
 
-TEST(RuleParserTokensTest, RefusesTexts) {
+TEST(RuleParserTokensTest, InvalidTextIsRefused) {
     const Error_row rows[] = {
         {"word", "Invalid token at: word"},
         {"1 + word", "Invalid token at: word"},
@@ -159,20 +159,20 @@ TEST(RuleParserTokensTest, RefusesTexts) {
     }
 }
 
-TEST(RuleParserTokensTest, CutsLongMessages) {
+TEST(RuleParserTokensTest, LongMessagesAreCut) {
     const std::string rule(2000, 'x');
 
     EXPECT_QTX(tokens_of(rule), RuleParser, 0, "Invalid token at: " + std::string(1023 - 18, 'x'));
 }
 
-TEST(RuleParserTokensTest, EndsAtZeroByte) {
+TEST(RuleParserTokensTest, TextEndsAtAZeroByte) {
     const std::string rule("1\0+ word", 8);
 
     EXPECT_EQ(dump_tokens(tokens_of(rule)), "$start 1 $end");
 }
 
-// The arity is that of the signature, -1 for none, but for the signs, which are of one operand at
-// the beginning of a rule.
+// The arity follows from the signature; tokens without operands have -1. Signs are the exception:
+// at the beginning of a rule they are unary.
 TEST(RuleParserTokensTest, GivesTableTokensTheirProperties) {
     const Table_row rows[] = {
         {"(", "", 20, 2, 12, -1, 0},
@@ -223,7 +223,7 @@ TEST(RuleParserTokensTest, GivesTableTokensTheirProperties) {
     }
 }
 
-TEST(RuleParserTokensTest, GivesBothEndsThePrecedenceOfNothing) {
+TEST(RuleParserTokensTest, StartAndEndHaveTheWeakestPrecedence) {
     const Rule_tokens tokens = tokens_of("1", "bb");
 
     EXPECT_EQ(tokens.front().text, "$start");
@@ -244,7 +244,7 @@ TEST(RuleParserTokensTest, GivesBothEndsThePrecedenceOfNothing) {
     EXPECT_EQ(tokens.back().datatype, '\0');
 }
 
-TEST(RuleParserTokensTest, GivesBinarySignsTheirOwnPrecedence) {
+TEST(RuleParserTokensTest, BinarySignsHaveTheirOwnPrecedence) {
     const RuleParser::ExprToken sign = tokens_of("1 - 2").at(2);
 
     EXPECT_EQ(sign.precedence, 4);
@@ -252,7 +252,7 @@ TEST(RuleParserTokensTest, GivesBinarySignsTheirOwnPrecedence) {
     EXPECT_EQ(sign.signature, "nnn");
 }
 
-TEST(RuleParserTokensTest, GivesUnarySignsOneOperandAndAnUnchangedSignature) {
+TEST(RuleParserTokensTest, UnarySignsHaveOneOperandAndAnUnchangedSignature) {
     const RuleParser::ExprToken sign = first_token("-2");
 
     EXPECT_EQ(sign.precedence, 2);
@@ -267,7 +267,7 @@ TEST(RuleParserTokensTest, KeepsDatatypeAsWritten) {
     EXPECT_EQ(first_token("'k'").datatype, '\0');
 }
 
-TEST(RuleParserTokensTest, ForgetsTheTokenBefore) {
+TEST(RuleParserTokensTest, PropertiesOfTheTokenBeforeAreCleared) {
     const RuleParser::ExprToken word = tokens_of("$k(n) \"w\"").at(2);
 
     EXPECT_EQ(word.text, "w");
@@ -275,7 +275,7 @@ TEST(RuleParserTokensTest, ForgetsTheTokenBefore) {
     EXPECT_EQ(word.datatype, '\0');
 }
 
-TEST(RuleParserTokensTest, MovesBehindEachToken) {
+TEST(RuleParserTokensTest, PositionMovesPastEachToken) {
     char text[] = " true<=1";
     char* position = text;
     RuleParser::ExprToken token;
@@ -289,7 +289,7 @@ TEST(RuleParserTokensTest, MovesBehindEachToken) {
     EXPECT_STREQ(position, "");
 }
 
-TEST(RuleParserTokensTest, ExtractsToDelimiterThatIsNotTheOpeningOne) {
+TEST(RuleParserTokensTest, ExtractEndsAtAnotherDelimiterThanTheOpeningOne) {
     char text[] = "[a\\]b]c";
     char* position = text;
     RuleParser::ExprToken token;

@@ -1,4 +1,4 @@
-// The third pass: the number of operands, types, and keys.
+// The third pass of the parser: the number of operands, types, and keys.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <string>
@@ -29,7 +29,7 @@ struct Shared_row {
     char result;
 };
 
-// The letter of a rule's own type, before it is made a number.
+// The letter of a rule's own type, before its conversion to a number.
 char type_of(std::string_view rule) {
     Rule_tokens output = polish_of(rule);
     int position = static_cast<int>(output.size()) - 2;
@@ -43,7 +43,7 @@ bool see_key(const char* key, char datatype) {
     return std::string_view(key) != "secret";
 }
 
-// Resets itself at the first key it sees.
+// Removes itself when it sees the first key.
 bool see_key_once(const char* key, char datatype) {
     RuleParser::verification_func = nullptr;
     return see_key(key, datatype);
@@ -53,13 +53,13 @@ bool refuse_any(const char* /*key*/, char /*datatype*/) {
     return false;
 }
 
-// Has the next rule looked at by another function.
+// Sets another function for the next rule.
 bool see_key_and_refuse_later(const char* key, char datatype) {
     RuleParser::verification_func = refuse_any;
     return see_key(key, datatype);
 }
 
-// Sets the function for one test.
+// Sets the function that sees keys, for one test.
 class RuleParserKeysTest : public testing::Test {
 protected:
     RuleParserKeysTest() {
@@ -162,8 +162,8 @@ TEST(RuleParserTypesTest, RefusesRules) {
     }
 }
 
-// Each operator, with each operand of a type that it does not take.
-TEST(RuleParserTypesTest, RefusesOperandsOfOtherTypes) {
+// Each operator with one operand of a type that it does not accept.
+TEST(RuleParserTypesTest, RefusesOperandsOfWrongTypes) {
     const Operator_row rows[] = {
         {"'a' v 1", "v"},
         {"1 v 'a'", "v"},
@@ -227,8 +227,8 @@ TEST(RuleParserTypesTest, RefusesOperandsOfOtherTypes) {
     }
 }
 
-// Operands are looked at from the last to the first, each with all that it is made of.
-TEST(RuleParserTypesTest, TellsTheErrorThatIsFurtherBehind) {
+// Operands are checked from the last to the first, each with its own operands.
+TEST(RuleParserTypesTest, LastOfTwoErrorsIsReported) {
     const Type_row rows[] = {
         {"-'a' < !1", "Type mismatch, cannot cast one type to the other: !"},
         {"'a' * 1 + 'b'", "Type mismatch, cannot cast one type to the other: +"},
@@ -244,13 +244,13 @@ TEST(RuleParserTypesTest, TellsTheErrorThatIsFurtherBehind) {
     }
 }
 
-TEST(RuleParserTypesTest, HoldsRuleAgainstWantedType) {
+TEST(RuleParserTypesTest, RuleMustHaveTheWantedType) {
     EXPECT_EQ(dump_types(typed_of("'a'", "ss")), "'a':s $end:ss");
     EXPECT_QTX(typed_of("1", "bb"), RuleParser, 0,
                "Type mismatch, cannot cast one type to the other: $end");
 }
 
-TEST(RuleParserTypesTest, SharesTypes) {
+TEST(RuleParserTypesTest, NumbersAndBooleansShareATypeWithEachOther) {
     const Shared_row rows[] = {
         {0, 'n', 'n'},   {0, 'b', 'b'},   {0, 's', 's'},   {'n', 'n', 'n'},
         {'b', 'b', 'b'}, {'s', 's', 's'}, {'n', 'b', 'n'}, {'b', 'n', 'n'},
@@ -264,7 +264,7 @@ TEST(RuleParserTypesTest, SharesTypes) {
     }
 }
 
-TEST(RuleParserTypesTest, MixesStringsWithNothing) {
+TEST(RuleParserTypesTest, StringsShareATypeOnlyWithStrings) {
     const std::pair<char, char> rows[] = {{'s', 'n'}, {'n', 's'}, {'s', 'b'}, {'b', 's'}};
 
     for (const std::pair<char, char>& row : rows) {
@@ -283,13 +283,13 @@ TEST_F(RuleParserKeysTest, ShowsKeysInOrder) {
     EXPECT_EQ(seen_keys, expected);
 }
 
-TEST_F(RuleParserKeysTest, RefusesKey) {
+TEST_F(RuleParserKeysTest, KeyIsRefused) {
     EXPECT_QTX_ARGS(typed_of("$a(?) & $secret(?) & $b(?)"), RuleParser, 0,
                     "Invalid NVP key: secret", {});
     EXPECT_EQ(seen_keys.size(), 2U);
 }
 
-TEST_F(RuleParserKeysTest, ShowsAllKeysOfRuleToFunctionThatResetsItself) {
+TEST_F(RuleParserKeysTest, AllKeysOfARuleAreShownToAFunctionThatRemovesItself) {
     RuleParser::verification_func = see_key_once;
 
     typed_of("$a(n) + $b(n) + $c(n)");
@@ -299,14 +299,14 @@ TEST_F(RuleParserKeysTest, ShowsAllKeysOfRuleToFunctionThatResetsItself) {
     EXPECT_EQ(seen_keys, expected);
 }
 
-TEST_F(RuleParserKeysTest, RefusesKeyByFunctionThatResetsItself) {
+TEST_F(RuleParserKeysTest, FunctionThatRemovesItselfCanRefuseAKey) {
     RuleParser::verification_func = see_key_once;
 
     EXPECT_QTX(typed_of("$a(n) + $secret(n)"), RuleParser, 0, "Invalid NVP key: secret");
     EXPECT_EQ(RuleParser::verification_func, nullptr);
 }
 
-TEST_F(RuleParserKeysTest, ShowsAllKeysOfRuleToFunctionThatReplacesItself) {
+TEST_F(RuleParserKeysTest, AllKeysOfARuleAreShownToAFunctionThatReplacesItself) {
     RuleParser::verification_func = see_key_and_refuse_later;
 
     typed_of("$a(n) + $b(n)");
@@ -315,13 +315,13 @@ TEST_F(RuleParserKeysTest, ShowsAllKeysOfRuleToFunctionThatReplacesItself) {
     EXPECT_QTX(typed_of("$c(n)"), RuleParser, 0, "Invalid NVP key: c");
 }
 
-TEST_F(RuleParserKeysTest, ShowsNoKeyOfRuleWithWrongTypes) {
+TEST_F(RuleParserKeysTest, NoKeyOfARuleWithWrongTypesIsShown) {
     EXPECT_QTX(typed_of("$a(s)"), RuleParser, 0,
                "Type mismatch, cannot cast one type to the other: $end");
     EXPECT_TRUE(seen_keys.empty());
 }
 
-TEST_F(RuleParserKeysTest, TakesEachKeyWithoutFunction) {
+TEST_F(RuleParserKeysTest, EachKeyIsAcceptedWithoutAFunction) {
     RuleParser::verification_func = nullptr;
 
     EXPECT_EQ(dump_types(typed_of("$secret(n)")), "$secret(n):n $end:nn");

@@ -1,4 +1,4 @@
-// What rules are worth for a message.
+// The values of rules for a message.
 #include <string>
 #include <string_view>
 
@@ -77,8 +77,8 @@ TEST(RuleValueTest, EvaluatesBooleansToOneOrZero) {
     }
 }
 
-// Each comparison of a lesser with a greater number, of equal ones, and the other way round: no two
-// comparisons give the same.
+// Each comparison of a smaller with a greater number, of equal numbers, and of a greater with a
+// smaller one. No two comparisons give the same three results.
 TEST(RuleValueTest, ComparesNumbers) {
     const Rule_value_row rows[] = {
         {"1 <= 2", 1.0}, {"2 <= 2", 1.0}, {"3 <= 2", 0.0},  //
@@ -116,8 +116,8 @@ TEST(RuleValueTest, ComparesBooleans) {
     }
 }
 
-// What is no number is neither less nor equal nor greater, not even compared with itself.
-TEST(RuleValueTest, ComparesWhatIsNoNumber) {
+// NaN is neither less than nor equal to nor greater than any number, itself included.
+TEST(RuleValueTest, ComparesNaN) {
     const Rule_value_row rows[] = {
         {"$nan(n) <= 1", 0.0},    {"1 <= $nan(n)", 0.0},   {"$nan(n) <= $nan(n)", 0.0},
         {"$nan(n) < 1", 0.0},     {"1 < $nan(n)", 0.0},    {"$nan(n) < $nan(n)", 0.0},
@@ -180,7 +180,7 @@ TEST(RuleValueTest, EvaluatesConditionals) {
         {"true ? true : 5", 1.0},
         {"false ? true : false", 0.0},
         {"(false ? 'a' : 'b') == 'b'", 1.0},
-        // To the left: (true ? false : true) ? 1 : 2.
+        // The left conditional is evaluated first: (true ? false : true) ? 1 : 2.
         {"true ? false : true ? 1 : 2", 2.0},
         {"true ? false : (true ? 1 : 2)", 0.0},
         {"1 < 2 ? 3 + 4 : 5 * 6", 7.0},

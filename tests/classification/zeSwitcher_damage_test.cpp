@@ -19,7 +19,7 @@ constexpr const char* kRecord =
     "00 00 00 02 00 00 00 03 31 2b 31 "
     "00 00 00 03 00 00 00 05 24 6b 28 6e 29";
 
-// Tells the rule of each leaf.
+// The rules of all leaves as text.
 std::string rules_of(const Rule_node& rules, zeNode* const (&leaves)[3]) {
     std::string told;
     for (zeNode* const leaf : leaves) {
@@ -28,7 +28,8 @@ std::string rules_of(const Rule_node& rules, zeNode* const (&leaves)[3]) {
     return told;
 }
 
-// Beside the end of the record, damage may meet what rules and references have to say.
+// A damaged rule or reference may also raise one of these errors, besides the error of a read past
+// the end.
 std::string reload(SegBuf& record, unsigned int start) {
     Rule_node rules;
     zeNode* const leaves[] = {rules.leaf("a"), rules.leaf("b"), rules.leaf("c")};
@@ -47,17 +48,17 @@ std::string reload(SegBuf& record, unsigned int start) {
     return rules_of(rules, leaves);
 }
 
-TEST(zeSwitcherDamageTest, TheWholeRecordLoads) {
+TEST(zeSwitcherDamageTest, UndamagedRecordLoads) {
     SegBuf record = record_of(from_hex(kRecord));
 
     EXPECT_EQ(reload(record, 0), "1+1\n$k(n)\ndefault\n");
 }
 
-TEST(zeSwitcherDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
+TEST(zeSwitcherDamageTest, CutRecordRaisesOrLoadsAsIfZerosFollowed) {
     expect_cuts_are_safe(from_hex(kRecord), reload);
 }
 
-TEST(zeSwitcherDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
+TEST(zeSwitcherDamageTest, ChangedByteRaisesOrLoadsWithoutMuchMemory) {
     expect_changes_are_safe(from_hex(kRecord), reload);
 }
 

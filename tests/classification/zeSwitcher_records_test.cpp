@@ -1,4 +1,4 @@
-// What a switcher writes and reads.
+// The record of a switcher.
 #include "zandrel/classification/zeSwitcher.h"
 
 #include <cstddef>
@@ -22,7 +22,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The root is the node 1 and its switcher the object 1.
+// The root has the node id 1, and its switcher the object id 1.
 class zeSwitcherRecordsTest : public testing::Test {
 protected:
     std::string Dumped(Hio<HSegment>::Converter converter = nullptr) {
@@ -41,7 +41,7 @@ protected:
         EXPECT_EQ(io.device->Tell(), io.device->GetFileSize()) << "not all was read";
     }
 
-    // Nothing can be read behind the end of a segment.
+    // No bytes follow the record, so every read past its end raises.
     void LoadAtTheEndOfASegment(std::string_view hex) {
         const std::string bytes = from_hex(hex);
         const auto start = static_cast<unsigned int>(SegBuf::kSegmentSize - bytes.size());
@@ -55,7 +55,7 @@ protected:
     zeSwitcher& switcher = rules.switcher;
 };
 
-// Refuses every key of a rule as long as it lives.
+// Refuses all keys of rules while it exists.
 struct Refused_keys {
     Refused_keys() {
         RuleParser::verification_func = [](const char*, char) { return false; };
@@ -67,7 +67,7 @@ struct Refused_keys {
     ~Refused_keys() { RuleParser::verification_func = nullptr; }
 };
 
-// What the object loader reads before the switcher does: the id and the node.
+// The object loader reads these fields before the switcher: the id and the node.
 constexpr const char* kHead = "00 00 00 01 00 00 00 01 ";
 
 // Dump.
@@ -93,7 +93,7 @@ TEST_F(zeSwitcherRecordsTest, DumpWithoutANodeWritesNoReference) {
     EXPECT_EQ(Dumped(), "00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00");
 }
 
-TEST_F(zeSwitcherRecordsTest, DumpWritesTheDefaultAsAReferenceAlone) {
+TEST_F(zeSwitcherRecordsTest, DumpWritesOnlyAReferenceForTheDefault) {
     rules.leaf("a", "default");  // the node 2
 
     EXPECT_EQ(Dumped(), "00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 00");
@@ -108,7 +108,7 @@ TEST_F(zeSwitcherRecordsTest, DumpWritesEachRuleAsReferenceAndText) {
               "00 00 00 02 00 00 00 05 31 20 3c 20 32");
 }
 
-TEST_F(zeSwitcherRecordsTest, DumpWritesTheRulesByTheIdsOfTheirNodes) {
+TEST_F(zeSwitcherRecordsTest, DumpOrdersTheRulesByTheIdsOfTheirNodes) {
     std::string expected = "00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 14";
     for (int i = 0; i < 20; ++i) {
         rules.leaf("n" + std::to_string(i), "7");  // the nodes 2 to 21
@@ -128,7 +128,7 @@ TEST_F(zeSwitcherRecordsTest, DumpConvertsTheTextOfRules) {
     EXPECT_EQ(switcher.m_rules.begin()->second.text(), qtString("7"));
 }
 
-TEST_F(zeSwitcherRecordsTest, DumpLeavesTheDirtyMarkAlone) {
+TEST_F(zeSwitcherRecordsTest, DumpDoesNotChangeTheDirtyMark) {
     Dumped();
     EXPECT_FALSE(switcher.m_dirty);
 
@@ -156,7 +156,7 @@ TEST_F(zeSwitcherRecordsTest, LoadReadsTheDefaultAndTheRules) {
     EXPECT_EQ(switcher.get_rule(first), qtString("1+1"));
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadMakesRulesThatCount) {
+TEST_F(zeSwitcherRecordsTest, LoadedRulesDecide) {
     zeNode* const child = rules.leaf("a");
     zeMsg msg;
 
@@ -165,7 +165,7 @@ TEST_F(zeSwitcherRecordsTest, LoadMakesRulesThatCount) {
     EXPECT_FALSE(switcher.is_cat_blocked(child, msg));
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadSetsTheDirtyMarkByItsRulesAlone) {
+TEST_F(zeSwitcherRecordsTest, LoadSetsTheDirtyMarkOnlyIfThereAreRules) {
     rules.leaf("a");
     rules.leaf("b");
 
@@ -176,7 +176,7 @@ TEST_F(zeSwitcherRecordsTest, LoadSetsTheDirtyMarkByItsRulesAlone) {
     EXPECT_TRUE(switcher.m_dirty);
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadKeepsLinksThatStandAlready) {
+TEST_F(zeSwitcherRecordsTest, LoadKeepsExistingLinks) {
     zeNode* const first = rules.leaf("a");
     zeNode* const second = rules.leaf("b");
     rules.node->add_child(first);
@@ -189,7 +189,7 @@ TEST_F(zeSwitcherRecordsTest, LoadKeepsLinksThatStandAlready) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(first, second));
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadLinksTheChildrenOfRulesAndNotTheDefault) {
+TEST_F(zeSwitcherRecordsTest, LoadLinksTheChildrenOfRulesButNotTheDefault) {
     zeNode* const first = rules.leaf("a");
     zeNode* const fallback = rules.leaf("b");
     zeNode* const third = rules.leaf("c");
@@ -202,8 +202,8 @@ TEST_F(zeSwitcherRecordsTest, LoadLinksTheChildrenOfRulesAndNotTheDefault) {
     EXPECT_EQ(fallback->m_parent, nullptr);
 }
 
-// No record is written so, but a text is a text.
-TEST_F(zeSwitcherRecordsTest, LoadTakesTheMarkerAmongTheRules) {
+// No switcher writes such a record. The text is then an ordinary rule text.
+TEST_F(zeSwitcherRecordsTest, LoadAcceptsTheDefaultMarkerAmongTheRules) {
     zeNode* const child = rules.leaf("a");
 
     Load("00 00 00 00 00 00 00 01 00 00 00 02 00 00 00 07 64 65 66 61 75 6c 74");
@@ -212,7 +212,7 @@ TEST_F(zeSwitcherRecordsTest, LoadTakesTheMarkerAmongTheRules) {
     EXPECT_THAT(switcher.m_rules, IsEmpty());
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadTakesNoReferenceAndAnUnknownOneAsNoDefault) {
+TEST_F(zeSwitcherRecordsTest, LoadTakesAnEmptyOrUnknownReferenceAsNoDefault) {
     for (const char* record : {"00 00 00 00 00 00 00 00", "00 00 00 63 00 00 00 00"}) {
         SCOPED_TRACE(record);
         switcher.m_default = rules.node;
@@ -224,7 +224,7 @@ TEST_F(zeSwitcherRecordsTest, LoadTakesNoReferenceAndAnUnknownOneAsNoDefault) {
     }
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadAssertsTheChildOfARule) {
+TEST_F(zeSwitcherRecordsTest, LoadAssertsThatARuleHasAChild) {
     for (const char* reference : {"00 00 00 00 ", "00 00 00 63 "}) {
         SCOPED_TRACE(reference);
 
@@ -242,7 +242,7 @@ TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleThatDoesNotParse) {
                "Empty expression");
 }
 
-// A rule of the record was right when it was written, and its key is refused now.
+// The rule was correct when it was written, but its key is refused now.
 TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleThatNoLongerParses) {
     rules.leaf("a");
     const Refused_keys refused;
@@ -267,7 +267,7 @@ TEST_F(zeSwitcherRecordsTest, LoadFailsWithASecondDefault) {
                     zeSwitcher, 1, "Default already exists in classifier", {"root", "a"});
 }
 
-TEST_F(zeSwitcherRecordsTest, LoadThatFailsKeepsWhatItReadBefore) {
+TEST_F(zeSwitcherRecordsTest, FailedLoadKeepsThePartReadBefore) {
     zeNode* const first = rules.leaf("a");
     zeNode* const second = rules.leaf("b");
 
@@ -288,14 +288,14 @@ TEST_F(zeSwitcherRecordsTest, LoadFailsWithARuleOfTheDefault) {
                     "Category already exists in classifier", {"root", "a"});
 }
 
-// Two billion rules in a record of eight bytes: refused before anything is read.
-TEST_F(zeSwitcherRecordsTest, LoadRefusesACountThatTheRecordCannotHold) {
+// The count is two billion in a record of eight bytes. It is refused before a rule is read.
+TEST_F(zeSwitcherRecordsTest, LoadRefusesACountTooLargeForTheRecord) {
     EXPECT_SEGBUF_ERROR(Load("00 00 00 00 7f ff ff ff"), qtxSegBuf::kLocateError);
     EXPECT_THAT(switcher.m_rules, IsEmpty());
 }
 
-// No rule takes fewer than 8 bytes: 17 cannot hold three, whatever the first two say.
-TEST_F(zeSwitcherRecordsTest, LoadHoldsTheCountAgainstTheLeastSizeOfRules) {
+// A rule takes at least 8 bytes, so three rules cannot be in 17 bytes, whatever the first two are.
+TEST_F(zeSwitcherRecordsTest, LoadComparesTheCountWithTheLeastSizeOfRules) {
     rules.leaf("a");
     rules.leaf("b");
 

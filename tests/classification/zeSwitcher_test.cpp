@@ -30,7 +30,7 @@ using testing::UnorderedElementsAre;
 
 class zeSwitcherTest : public testing::Test {
 protected:
-    // What a message without content yields, as pairs of node and score.
+    // The results for a message without content, as pairs of node and score.
     std::vector<std::pair<zeNode*, double>> Classify(double threshold, bool use_thresholds = false,
                                                      double node_score = 1.0) {
         zeResult_set results(threshold, -1);
@@ -44,7 +44,7 @@ protected:
 
     bool IsBlocked(zeNode* child) { return rules.switcher.is_cat_blocked(child, msg); }
 
-    // Makes `$v(n)` this number.
+    // Sets the pair that `$v(n)` reads.
     void SetNumber(const char* number) { msg.add_value("v", mlMessageConverter::kString, number); }
 
     Rule_node rules;
@@ -62,7 +62,7 @@ TEST_F(zeSwitcherTest, StartsWithoutRulesAndWithoutADefault) {
     EXPECT_GE(switcher.m_rules.bucket_count(), 100U);
 }
 
-TEST_F(zeSwitcherTest, ItsEndLeavesTheNodesAlone) {
+TEST_F(zeSwitcherTest, DestructionDoesNotChangeTheNodes) {
     zeNode* const child = rules.leaf("a", "1");
 
     rules.manager.Release(&switcher);
@@ -93,7 +93,7 @@ TEST_F(zeSwitcherTest, AddRuleOfTheMarkerMakesTheDefault) {
     EXPECT_TRUE(switcher.m_dirty);
 }
 
-TEST_F(zeSwitcherTest, AddRuleTakesTheExactMarkerAlone) {
+TEST_F(zeSwitcherTest, AddRuleTakesOnlyTheExactMarkerAsTheDefault) {
     for (const std::string_view text :
          {"Default"sv, "default "sv, " default"sv, "defaults"sv, "\"default"sv, "default\0"sv}) {
         SCOPED_TRACE(text);
@@ -113,7 +113,7 @@ TEST_F(zeSwitcherTest, AddRuleAppendsTheChildren) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(first, second, third));
 }
 
-TEST_F(zeSwitcherTest, AddRuleAcceptsAChildThatIsLinkedAlready) {
+TEST_F(zeSwitcherTest, AddRuleAcceptsAChildThatIsAlreadyLinked) {
     zeNode* const child = rules.leaf("a");
     rules.node->add_child(child);
 
@@ -134,7 +134,7 @@ TEST_F(zeSwitcherTest, AddRuleWithoutANodeLinksNothing) {
     rules.manager.UnregisterObject(&unbound);
 }
 
-TEST_F(zeSwitcherTest, AddRuleRefusesAChildThatHasOne) {
+TEST_F(zeSwitcherTest, AddRuleRefusesAChildThatHasARule) {
     zeNode* const ruled = rules.leaf("ruled", "1");
     zeNode* const fallback = rules.leaf("fallback", "default");
     switcher.m_dirty = false;
@@ -218,8 +218,8 @@ TEST_F(zeSwitcherTest, ChangeRuleKeepsTheDefaultADefault) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(child));
 }
 
-// The reference may be the very place that the change clears or moves.
-TEST_F(zeSwitcherTest, ChangeRuleTakesTheDefaultByItsOwnField) {
+// The reference may be to the very place that the change clears or moves.
+TEST_F(zeSwitcherTest, ChangeRuleAcceptsAReferenceToTheDefaultField) {
     zeNode* const child = rules.leaf("a", "default");
 
     switcher.change_rule(switcher.m_default, "2");
@@ -228,7 +228,7 @@ TEST_F(zeSwitcherTest, ChangeRuleTakesTheDefaultByItsOwnField) {
     EXPECT_EQ(switcher.get_rule(child), qtString("2"));
 }
 
-TEST_F(zeSwitcherTest, ChangeRuleTakesAChildByItsPlaceAmongTheChildren) {
+TEST_F(zeSwitcherTest, ChangeRuleAcceptsAReferenceIntoTheListOfChildren) {
     zeNode* const first = rules.leaf("a", "1");
     zeNode* const second = rules.leaf("b", "2");
 
@@ -239,8 +239,8 @@ TEST_F(zeSwitcherTest, ChangeRuleTakesAChildByItsPlaceAmongTheChildren) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(second, first));
 }
 
-// The text may be that of the very rule that goes; long enough to have memory of its own.
-TEST_F(zeSwitcherTest, ChangeRuleTakesATextOfTheRuleItself) {
+// The new text may be the old rule's own text. It is long enough to be outside the string object.
+TEST_F(zeSwitcherTest, ChangeRuleAcceptsTheTextOfTheRuleItself) {
     const qtString text = "\"a concept of more letters than a short text has\"";
     zeNode* child = rules.leaf("a", text);
 
@@ -304,7 +304,7 @@ TEST_F(zeSwitcherTest, ChangeRuleWithoutANodeLinksNothing) {
 
 // get_rule.
 
-TEST_F(zeSwitcherTest, GetRuleTellsTheTextAsItWasWritten) {
+TEST_F(zeSwitcherTest, GetRuleReturnsTheTextAsWritten) {
     zeNode* const ruled = rules.leaf("a", " 1 +  2 ");
     zeNode* const fallback = rules.leaf("b", "default");
     zeNode* const unknown = rules.leaf("c");
@@ -318,7 +318,7 @@ TEST_F(zeSwitcherTest, GetRuleOfNoNodeIsEmpty) {
     EXPECT_EQ(switcher.get_rule(nullptr), qtString());
 }
 
-// classify. One child "ruled" has the rule, another is the default.
+// classify. The child "ruled" has the rule, and another child is the default.
 
 TEST_F(zeSwitcherTest, ClassifyDecidesByTheThresholdsOfNodeAndResults) {
     struct Row {
@@ -340,24 +340,25 @@ TEST_F(zeSwitcherTest, ClassifyDecidesByTheThresholdsOfNodeAndResults) {
              Row{"0", false, -1.0, 0.0, false, true},
              Row{"-0.5", false, 0.0, 0.0, false, true},
              Row{"-0.5", false, -1.0, -1.0, false, true},
-             // With thresholds a value at the node's threshold fires.
+             // With thresholds a value at or above the node's threshold fires.
              Row{"0.4", true, 0.5, 0.0, false, true},
              Row{"0.5", true, 0.5, 0.0, true, false},
              Row{"0.6", true, 0.5, 0.0, true, false},
              Row{"0", true, 0.0, 0.0, false, false},
              Row{"-0.5", true, -0.5, 0.0, false, false},
              Row{"-0.5", true, -0.5, -1.0, true, false},
-             // The results take a value at their threshold only if it is above 0.
+             // A value equal to the threshold of the results is accepted only if it is above 0.
              Row{"-0.5", true, -0.5, -0.5, false, false},
              Row{"0", true, 0.0, -1.0, true, false},
-             // What the results refuse has fired all the same.
+             // A rule has fired even if the results refuse its value, so the default is not a
+             // result.
              Row{"0.3", false, 0.0, 0.5, false, false},
              Row{"0.5", false, 0.0, 0.5, true, false},
              Row{"0.3", true, 0.2, 0.5, false, false},
              // The default needs a threshold of at most 1.
              Row{"0", false, 0.0, 1.0, false, true},
              Row{"0", false, 0.0, 1.001, false, false},
-             // Values above 1 pass as they are.
+             // Values above 1 are not limited.
              Row{"2.5", false, 0.0, 2.0, true, false},
          }) {
         SCOPED_TRACE(testing::Message() << row.rule << ' ' << row.use_thresholds << ' '
@@ -376,7 +377,7 @@ TEST_F(zeSwitcherTest, ClassifyDecidesByTheThresholdsOfNodeAndResults) {
     }
 }
 
-TEST_F(zeSwitcherTest, ClassifyLooksNeitherAtTheScoreNorAtTheChildsThreshold) {
+TEST_F(zeSwitcherTest, ClassifyIgnoresTheScoreAndTheChildsThreshold) {
     zeNode* const child = rules.leaf("a", "0.5");
     child->m_threshold = 0.9;
     rules.node->m_threshold = 0.5;
@@ -384,7 +385,7 @@ TEST_F(zeSwitcherTest, ClassifyLooksNeitherAtTheScoreNorAtTheChildsThreshold) {
     EXPECT_THAT(Classify(0.0, true, 0.1), ElementsAre(Pair(child, 0.5)));
 }
 
-TEST_F(zeSwitcherTest, ClassifyHandsTheScoreToTheRules) {
+TEST_F(zeSwitcherTest, ClassifyPassesTheScoreToTheRules) {
     zeNode* const child = rules.leaf("a", "parent_score");
 
     EXPECT_THAT(Classify(0.0, false, 0.25), ElementsAre(Pair(child, 0.25)));
@@ -400,27 +401,27 @@ TEST_F(zeSwitcherTest, ClassifySelectsEveryChildWhoseRuleFires) {
     EXPECT_THAT(Classify(0.2), UnorderedElementsAre(Pair(first, 0.5), Pair(third, 1.0)));
 }
 
-TEST_F(zeSwitcherTest, ClassifyYieldsTheDefaultWithoutAnyRule) {
+TEST_F(zeSwitcherTest, ClassifyReturnsTheDefaultWithoutAnyRule) {
     zeNode* const fallback = rules.leaf("a", "default");
 
     EXPECT_THAT(Classify(1.0), ElementsAre(Pair(fallback, 1.0)));
     EXPECT_THAT(Classify(1.5), IsEmpty());
 }
 
-// The walk multiplies by the score, so the switcher must not.
-TEST_F(zeSwitcherTest, ClassifyYieldsTheDefaultWithOneWhateverTheScore) {
+// The walk multiplies by the score, so the switcher must not do it too.
+TEST_F(zeSwitcherTest, ClassifyReturnsTheDefaultWithScoreOneForAnyScore) {
     zeNode* const fallback = rules.leaf("a", "default");
 
     EXPECT_THAT(Classify(0.0, false, 0.25), ElementsAre(Pair(fallback, 1.0)));
     EXPECT_THAT(Classify(0.5, true, 0.25), ElementsAre(Pair(fallback, 1.0)));
 }
 
-TEST_F(zeSwitcherTest, ClassifyYieldsNothingWithoutRulesAndDefault) {
+TEST_F(zeSwitcherTest, ClassifyReturnsNothingWithoutRulesAndDefault) {
     EXPECT_THAT(Classify(0.0), IsEmpty());
     EXPECT_THAT(Classify(0.0, true), IsEmpty());
 }
 
-TEST_F(zeSwitcherTest, ClassifyDoesNotFireForNoNumber) {
+TEST_F(zeSwitcherTest, RuleWithTheValueNaNDoesNotFire) {
     rules.leaf("a", "$v(n)");
     zeNode* const fallback = rules.leaf("b", "default");
     SetNumber("nan");
@@ -477,8 +478,8 @@ TEST_F(zeSwitcherTest, ClassifyLeavesTheSwitcherClean) {
     EXPECT_FALSE(switcher.m_dirty);
 }
 
-// Eight of ten rules fire, by both ways of firing.
-TEST_F(zeSwitcherTest, ClassifyAllocatesForTheResultsAlone) {
+// Eight of ten rules fire, with and without thresholds.
+TEST_F(zeSwitcherTest, ClassifyAllocatesOnlyForTheResults) {
     rules.leaf("fallback", "default");
     for (int i = 0; i < 10; ++i) {
         rules.leaf("child" + std::to_string(i),
@@ -501,7 +502,7 @@ TEST_F(zeSwitcherTest, ClassifyAllocatesForTheResultsAlone) {
 
 // is_cat_blocked.
 
-TEST_F(zeSwitcherTest, BlocksAChildUnlessItsValueIsAboveZero) {
+TEST_F(zeSwitcherTest, ChildIsBlockedUnlessItsValueIsAboveZero) {
     struct Row {
         const char* number;
         bool is_blocked;
@@ -519,7 +520,7 @@ TEST_F(zeSwitcherTest, BlocksAChildUnlessItsValueIsAboveZero) {
     }
 }
 
-TEST_F(zeSwitcherTest, BlocksWhateverTheThresholds) {
+TEST_F(zeSwitcherTest, ThresholdsDoNotInfluenceBlocking) {
     zeNode* const child = rules.leaf("a", "0.1");
     zeNode* const other = rules.leaf("b", "0");
     zeNode* const fallback = rules.leaf("c", "default");
@@ -532,7 +533,7 @@ TEST_F(zeSwitcherTest, BlocksWhateverTheThresholds) {
     EXPECT_TRUE(IsBlocked(fallback));
 }
 
-TEST_F(zeSwitcherTest, BlocksAsIfAtFullScore) {
+TEST_F(zeSwitcherTest, BlockingEvaluatesRulesWithScoreOne) {
     zeNode* const exact = rules.leaf("a", "parent_score == 1");
     zeNode* const other = rules.leaf("b", "parent_score < 1");
 
@@ -540,7 +541,7 @@ TEST_F(zeSwitcherTest, BlocksAsIfAtFullScore) {
     EXPECT_TRUE(IsBlocked(other));
 }
 
-TEST_F(zeSwitcherTest, BlocksTheDefaultIfAnyRuleFires) {
+TEST_F(zeSwitcherTest, DefaultIsBlockedIfAnyRuleFires) {
     zeNode* const fallback = rules.leaf("a", "default");
     rules.leaf("b", "0");
     rules.leaf("c", "-1");
@@ -551,11 +552,11 @@ TEST_F(zeSwitcherTest, BlocksTheDefaultIfAnyRuleFires) {
     EXPECT_TRUE(IsBlocked(fallback));
 }
 
-TEST_F(zeSwitcherTest, NeverBlocksTheDefaultWithoutRules) {
+TEST_F(zeSwitcherTest, DefaultIsNeverBlockedWithoutRules) {
     EXPECT_FALSE(IsBlocked(rules.leaf("a", "default")));
 }
 
-TEST_F(zeSwitcherTest, BlocksAChildWithoutARule) {
+TEST_F(zeSwitcherTest, ChildWithoutARuleIsBlocked) {
     zeNode* const linked = rules.leaf("a");
     rules.node->add_child(linked);
     zeNode* const nobody = nullptr;
@@ -602,7 +603,7 @@ TEST_F(zeSwitcherTest, AllCategoriesAreAppended) {
     EXPECT_THAT(cats, ElementsAre(rules.node, child));
 }
 
-TEST_F(zeSwitcherTest, AllCategoriesOfAnEmptySwitcherAreNone) {
+TEST_F(zeSwitcherTest, AllCategoriesOfAnEmptySwitcherIsEmpty) {
     EXPECT_THAT(rules.all_categories(), IsEmpty());
 }
 
@@ -641,7 +642,7 @@ TEST_F(zeSwitcherTest, GlobalReplaceDropsTheSecondFormsOfConcepts) {
     EXPECT_TRUE(IsBlocked(child));
 }
 
-TEST_F(zeSwitcherTest, GlobalReplaceLeavesTheDirtyMarkAlone) {
+TEST_F(zeSwitcherTest, GlobalReplaceDoesNotChangeTheDirtyMark) {
     zeNode* const child = rules.leaf("a", "1");
     std::map<zeNode*, zeNode*> mapping = {{rules.node, rules.node}, {child, child}};
     for (const bool is_dirty : {false, true}) {
@@ -654,7 +655,7 @@ TEST_F(zeSwitcherTest, GlobalReplaceLeavesTheDirtyMarkAlone) {
     }
 }
 
-TEST_F(zeSwitcherTest, GlobalReplaceMapsWhatIsMissingToNull) {
+TEST_F(zeSwitcherTest, GlobalReplaceMapsMissingNodesToNull) {
     zeNode* const ruled = rules.leaf("a", "0.5");
     zeNode* const fallback = rules.leaf("b", "default");
     std::map<zeNode*, zeNode*> mapping;
@@ -669,7 +670,7 @@ TEST_F(zeSwitcherTest, GlobalReplaceMapsWhatIsMissingToNull) {
                                               Pair(fallback, nullptr)));
 }
 
-TEST_F(zeSwitcherTest, GlobalReplaceLeavesNullPointersAlone) {
+TEST_F(zeSwitcherTest, GlobalReplaceKeepsNullPointers) {
     zeSwitcher unbound(&rules.manager, nullptr);
     std::map<zeNode*, zeNode*> mapping = {{nullptr, rules.node}};
 

@@ -1,4 +1,4 @@
-// Making classifiers forget.
+// Clearing the statistics of classifiers.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <vector>
@@ -16,7 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// Trained, and saved since.
+// The tree is trained, and its container is marked as unmodified.
 class zeWorkflowClearTest : public testing::Test, protected Trained_tree {
 protected:
     zeWorkflowClearTest() {
@@ -31,7 +31,7 @@ protected:
     zeSwitcher& Switcher() { return dynamic_cast<zeSwitcher&>(*rule->m_classifier); }
 };
 
-TEST_F(zeWorkflowClearTest, WithoutANodeTheWholeTreeForgets) {
+TEST_F(zeWorkflowClearTest, ClearWithoutANodeClearsTheWholeTree) {
     Clear(nullptr);
 
     EXPECT_THAT(all_msgs(), ElementsAre(0, 0, 0));
@@ -40,7 +40,7 @@ TEST_F(zeWorkflowClearTest, WithoutANodeTheWholeTreeForgets) {
     EXPECT_TRUE(matcher(shop).m_table.empty());
 }
 
-TEST_F(zeWorkflowClearTest, KeepsTheCategories) {
+TEST_F(zeWorkflowClearTest, ClearKeepsTheCategories) {
     Clear(nullptr);
 
     EXPECT_THAT(root->m_children, ElementsAre(news, shop, rule));
@@ -48,13 +48,13 @@ TEST_F(zeWorkflowClearTest, KeepsTheCategories) {
     EXPECT_EQ(msgs_for(news, sport), 0);
 }
 
-TEST_F(zeWorkflowClearTest, ForgetsAtAndBelowTheNodeAlone) {
+TEST_F(zeWorkflowClearTest, OnlyClassifiersAtAndBelowTheNodeAreCleared) {
     Clear(news);
 
     EXPECT_THAT(all_msgs(), ElementsAre(3, 0, 1));
 }
 
-TEST_F(zeWorkflowClearTest, ReportsEachClassifierThoseOfRulesIncluded) {
+TEST_F(zeWorkflowClearTest, EachClassifierIsReportedAlsoThoseOfRules) {
     Progress_log progress;
 
     Clear(nullptr, &progress);
@@ -64,7 +64,7 @@ TEST_F(zeWorkflowClearTest, ReportsEachClassifierThoseOfRulesIncluded) {
     EXPECT_EQ(progress.polls, 4);
 }
 
-TEST_F(zeWorkflowClearTest, MakesACompactContainerTrainable) {
+TEST_F(zeWorkflowClearTest, CompactContainerBecomesTrainable) {
     manager.m_compact = true;
 
     Clear(nullptr);
@@ -75,7 +75,7 @@ TEST_F(zeWorkflowClearTest, MakesACompactContainerTrainable) {
     EXPECT_THAT(all_msgs(), ElementsAre(3, 2, 1));
 }
 
-TEST_F(zeWorkflowClearTest, ALeafHasNothingToForgetAndTheContainerIsNotCompactAllTheSame) {
+TEST_F(zeWorkflowClearTest, ClearOfALeafClearsNothingButTheCompactFlag) {
     manager.m_compact = true;
     Progress_log progress;
 
@@ -88,7 +88,7 @@ TEST_F(zeWorkflowClearTest, ALeafHasNothingToForgetAndTheContainerIsNotCompactAl
     EXPECT_THAT(all_msgs(), ElementsAre(3, 2, 1));
 }
 
-TEST_F(zeWorkflowClearTest, LeavesTheTimeOfTheLastTrainingAndTheProgress) {
+TEST_F(zeWorkflowClearTest, TimeOfTheLastTrainingAndProgressAreKept) {
     Interrupt_at before(0);
     manager.m_progress = &before;
     manager.m_config.last_trained = qtTimeDate(1);
@@ -102,7 +102,7 @@ TEST_F(zeWorkflowClearTest, LeavesTheTimeOfTheLastTrainingAndTheProgress) {
     manager.m_progress = nullptr;
 }
 
-TEST_F(zeWorkflowClearTest, CountsAClassifierOnceItIsCleared) {
+TEST_F(zeWorkflowClearTest, ClassifierCountsAsDoneWhenItIsCleared) {
     std::vector<std::vector<int>> msgs_left;
     Watching_progress progress(Watching_progress::Moment::kStep,
                                [&] { msgs_left.push_back(all_msgs()); });
@@ -113,9 +113,9 @@ TEST_F(zeWorkflowClearTest, CountsAClassifierOnceItIsCleared) {
                                        ElementsAre(0, 0, 0), ElementsAre(0, 0, 0)));
 }
 
-// An interrupted training leaves its progress object with the manager, and the caller may have
-// destroyed it since.
-TEST_F(zeWorkflowClearTest, DoesNotAskTheProgressThatAnInterruptedTrainingLeft) {
+// An interrupted training leaves its progress object in the manager. The caller may have destroyed
+// the object since.
+TEST_F(zeWorkflowClearTest, ProgressLeftByAnInterruptedTrainingIsNotAsked) {
     {
         Interrupt_at gone(1);
         EXPECT_QTX(zeWorkflow(&manager).train(corpus.view, false, &gone, false), zeWorkflow, 2,
@@ -128,7 +128,7 @@ TEST_F(zeWorkflowClearTest, DoesNotAskTheProgressThatAnInterruptedTrainingLeft) 
     EXPECT_THAT(all_msgs(), ElementsAre(0, 0, 0));
 }
 
-TEST_F(zeWorkflowClearTest, BreaksOffAfterAnyClassifierInTheOrderOfTheirNodesIds) {
+TEST_F(zeWorkflowClearTest, ClearingBreaksOffAfterAnyClassifierInTheOrderOfNodeIds) {
     const std::vector<std::vector<int>> msgs_left = {{0, 2, 1}, {0, 0, 1}, {0, 0, 0}, {0, 0, 0}};
     manager.m_compact = true;
     for (int poll = 4; poll >= 1; --poll) {
@@ -151,7 +151,7 @@ TEST_F(zeWorkflowClearTest, BreaksOffAfterAnyClassifierInTheOrderOfTheirNodesIds
     }
 }
 
-TEST_F(zeWorkflowClearTest, BreaksTheInvariantWhereAClassifierIsNotThere) {
+TEST_F(zeWorkflowClearTest, MissingClassifierBreaksTheInvariant) {
     manager.m_physical_tree->release_classifier(news, nullptr);
     manager.m_compact = true;
 
@@ -165,14 +165,14 @@ TEST_F(zeWorkflowClearTest, BreaksTheInvariantWhereAClassifierIsNotThere) {
 
 // One classifier.
 
-TEST_F(zeWorkflowClearTest, ClearsOneClassifierAlone) {
+TEST_F(zeWorkflowClearTest, ClearOfOneClassifierClearsOnlyThatOne) {
     zeWorkflow(&manager).clear_classifier(root);
 
     EXPECT_THAT(all_msgs(), ElementsAre(0, 2, 1));
     EXPECT_TRUE(manager.m_modified);
 }
 
-TEST_F(zeWorkflowClearTest, ARuleNodeAndALeafAreLeftAlone) {
+TEST_F(zeWorkflowClearTest, RuleNodeAndLeafAreNotChanged) {
     zeWorkflow workflow(&manager);
     Switcher().m_dirty = false;
 

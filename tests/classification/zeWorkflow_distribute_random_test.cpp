@@ -1,5 +1,5 @@
-// Distribution over random trees, held against the plainest possible one: it recurses where the
-// engine keeps stacks, and looks for a message in the whole of a view.
+// Compares distribution over random trees with a simple implementation: it is recursive where the
+// engine uses stacks, and searches the whole view for a message.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -19,7 +19,7 @@
 
 namespace {
 
-// A random tree with random closed ways, and messages with random categories.
+// A random tree with random blocked children, and messages with random categories.
 class Random_case {
 public:
     explicit Random_case(unsigned int seed) : m_random(seed) {
@@ -134,7 +134,7 @@ private:
     Routed_by_name m_views;
 };
 
-TEST(zeWorkflowDistributeRandomTest, GivesWhatThePlainestDistributionGives) {
+TEST(zeWorkflowDistributeRandomTest, RandomTreesAreDistributedLikeBySimpleImplementation) {
     std::size_t view_count = 0;
     for (unsigned int seed = 0; seed < 300; ++seed) {
         SCOPED_TRACE(seed);
@@ -150,7 +150,7 @@ TEST(zeWorkflowDistributeRandomTest, GivesWhatThePlainestDistributionGives) {
         ASSERT_EQ(listing_of(distribution), expected);
         view_count += expected.size();
     }
-    EXPECT_GT(view_count, 500U);  // the trees are not all closed at their tops
+    EXPECT_GT(view_count, 500U);  // enough trees are not blocked near the root
 }
 
 }  // namespace

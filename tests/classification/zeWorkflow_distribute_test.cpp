@@ -1,4 +1,4 @@
-// Which classifier a labelled message reaches, and what it counts for there.
+// Distribution of labelled messages: which classifiers a message reaches, and its labels there.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -27,10 +27,11 @@ using testing::IsEmpty;
 
 class zeWorkflowDistributeTest : public Distributing {
 protected:
-    // Whether the way is open, and whether any was.
+    // First: this way is open. Second: an open way was found for the message.
     using Climbed = std::pair<bool, bool>;
 
-    // Takes the first message of the view up from one child; unknown categories are left out.
+    // Follows the way up from `child` for the first message of the view. Unknown categories are
+    // left out.
     Climbed Climb(zeNode* node, zeNode* child, bool found = false) {
         zeWorkflow::Node_set negatives;
         const bool is_open =
@@ -46,9 +47,9 @@ std::string blocked_text(int position) {
            " are blocked";
 }
 
-// Upwards.
+// The way up.
 
-TEST_F(zeWorkflowDistributeTest, GivesEachAncestorTheChildThroughWhichTheMessageCame) {
+TEST_F(zeWorkflowDistributeTest, EachAncestorGetsTheChildOnTheWayAsTheLabel) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     Add({m_tree.Leaf(news, "sport", 1.0)});
@@ -59,7 +60,7 @@ TEST_F(zeWorkflowDistributeTest, GivesEachAncestorTheChildThroughWhichTheMessage
               (Routed_by_name{{"root", {{0, {"news"}}}}, {"news", {{0, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, LooksAtTheCorpusOfTheView) {
+TEST_F(zeWorkflowDistributeTest, MessagesAreReadFromTheCorpusOfTheView) {
     zeNode* const root = m_tree.Root("root");
     Add({m_tree.Leaf(root, "sport", 1.0)});
 
@@ -68,7 +69,7 @@ TEST_F(zeWorkflowDistributeTest, LooksAtTheCorpusOfTheView) {
     EXPECT_EQ(m_distribution.at(root).corpus, &m_corpus.corpus);
 }
 
-TEST_F(zeWorkflowDistributeTest, KeepsTheOrderOfTheView) {
+TEST_F(zeWorkflowDistributeTest, OrderOfTheViewIsKept) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const sport = m_tree.Leaf(root, "sport", 1.0);
     for (int i = 0; i < 3; ++i) {
@@ -82,7 +83,7 @@ TEST_F(zeWorkflowDistributeTest, KeepsTheOrderOfTheView) {
               (Routed_by_name{{"root", {{2, {"sport"}}, {1, {"sport"}}, {0, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, EntersAMessageOfTwoCategoriesOnceAtTheirCommonAncestor) {
+TEST_F(zeWorkflowDistributeTest, MessageOfTwoCategoriesIsEnteredOnceAtTheirCommonAncestor) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
@@ -95,7 +96,7 @@ TEST_F(zeWorkflowDistributeTest, EntersAMessageOfTwoCategoriesOnceAtTheirCommonA
               (Routed_by_name{{"root", {{0, {"news", "money"}}}}, {"news", {{0, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, GivesAChildOnceForTwoCategoriesBelowIt) {
+TEST_F(zeWorkflowDistributeTest, ChildIsALabelOnceForTwoCategoriesBelowIt) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
@@ -108,7 +109,7 @@ TEST_F(zeWorkflowDistributeTest, GivesAChildOnceForTwoCategoriesBelowIt) {
               (Routed_by_name{{"root", {{0, {"news"}}}}, {"news", {{0, {"sport", "money"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, ARuleNodeOnTheWayIsTheLabelAboveAndHasNoView) {
+TEST_F(zeWorkflowDistributeTest, RuleNodeOnTheWayIsALabelAboveButHasNoView) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const rule = m_tree.Rule(root, "rule");
     zeNode* const news = m_tree.Inner(rule, "news", 1.0);
@@ -120,7 +121,7 @@ TEST_F(zeWorkflowDistributeTest, ARuleNodeOnTheWayIsTheLabelAboveAndHasNoView) {
               (Routed_by_name{{"root", {{0, {"rule"}}}}, {"news", {{0, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, ARuleRootHasNoView) {
+TEST_F(zeWorkflowDistributeTest, RuleRootHasNoView) {
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     Add({m_tree.Leaf(news, "sport", 1.0), m_tree.Leaf(root, "other", 1.0)});
@@ -130,8 +131,8 @@ TEST_F(zeWorkflowDistributeTest, ARuleRootHasNoView) {
     EXPECT_EQ(Distributed(), (Routed_by_name{{"news", {{0, {"sport"}}}}}));
 }
 
-// A way of stat - rule - stat - rule - leaf, with one of its rules closed.
-TEST_F(zeWorkflowDistributeTest, AClosedRuleKeepsTheMessageFromAllNodesOfItsWay) {
+// The way is stat - rule - stat - rule - leaf, and one of its rules blocks.
+TEST_F(zeWorkflowDistributeTest, BlockingRuleKeepsTheMessageFromAllNodesOfItsWay) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const upper = m_tree.Rule(root, "upper");
     zeNode* const news = m_tree.Inner(upper, "news", 1.0);
@@ -173,7 +174,7 @@ TEST_F(zeWorkflowDistributeTest, OneOpenWayIsEnough) {
     EXPECT_EQ(Distributed(), (Routed_by_name{{"shop", {{0, {"shoes"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, AsksRulesFromTheCategoryUpToTheFirstThatIsClosed) {
+TEST_F(zeWorkflowDistributeTest, RulesAreAskedFromTheCategoryUpToTheFirstThatBlocks) {
     std::vector<std::string> asked;
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const middle = m_tree.Rule(root, "middle");
@@ -191,7 +192,7 @@ TEST_F(zeWorkflowDistributeTest, AsksRulesFromTheCategoryUpToTheFirstThatIsClose
     EXPECT_THAT(asked, ElementsAre("low", "middle"));
 }
 
-TEST_F(zeWorkflowDistributeTest, GoesUpAsManyLevelsAsThereAre) {
+TEST_F(zeWorkflowDistributeTest, WayUpMayHaveAnyNumberOfLevels) {
     constexpr int kLevels = 200000;
     zePhysicalTree& tree = m_tree.Tree();
     zeNode* node = m_tree.Root("root");
@@ -208,9 +209,9 @@ TEST_F(zeWorkflowDistributeTest, GoesUpAsManyLevelsAsThereAre) {
     EXPECT_EQ(m_distribution.size(), static_cast<std::size_t>(kLevels));
 }
 
-// Messages that go nowhere.
+// Messages that reach no node.
 
-TEST_F(zeWorkflowDistributeTest, AMessageWithoutCategoriesIsLeftOutAsBlocked) {
+TEST_F(zeWorkflowDistributeTest, MessageWithoutCategoriesIsLeftOutAsBlocked) {
     zeNode* const root = m_tree.Root("root");
     Add({});
     Add({m_tree.Leaf(root, "sport", 1.0)});
@@ -222,7 +223,7 @@ TEST_F(zeWorkflowDistributeTest, AMessageWithoutCategoriesIsLeftOutAsBlocked) {
     EXPECT_EQ(Distributed(), (Routed_by_name{{"root", {{1, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, NamesABlockedMessageByItsPositionInTheView) {
+TEST_F(zeWorkflowDistributeTest, BlockedMessageIsNamedByItsPositionInTheView) {
     m_tree.Root("root");
     Add({});
     Add({});
@@ -234,7 +235,7 @@ TEST_F(zeWorkflowDistributeTest, NamesABlockedMessageByItsPositionInTheView) {
     EXPECT_THAT(traced.texts(), ElementsAre(blocked_text(0)));
 }
 
-TEST_F(zeWorkflowDistributeTest, AMessageThatItsCorpusCannotReadIsLeftOut) {
+TEST_F(zeWorkflowDistributeTest, MessageThatItsCorpusCannotReadIsLeftOut) {
     zeNode* const root = m_tree.Root("root");
     m_corpus.add(qtPtrLight<zeMsg>(), {m_tree.Leaf(root, "sport", 1.0)});
     const Trace_capture traced(kTraceWarning);
@@ -245,7 +246,7 @@ TEST_F(zeWorkflowDistributeTest, AMessageThatItsCorpusCannotReadIsLeftOut) {
     EXPECT_THAT(Distributed(), IsEmpty());
 }
 
-TEST_F(zeWorkflowDistributeTest, TracesItsBeginAndItsEnd) {
+TEST_F(zeWorkflowDistributeTest, BeginningAndEndAreTraced) {
     zeNode* const root = m_tree.Root("root");
     Add({m_tree.Leaf(root, "sport", 1.0)});
     Add({});
@@ -259,9 +260,9 @@ TEST_F(zeWorkflowDistributeTest, TracesItsBeginAndItsEnd) {
     EXPECT_EQ(traced.lines.back().level, kTraceDebug);
 }
 
-// Categories that stand in no tree.
+// Categories that are in no tree.
 
-TEST_F(zeWorkflowDistributeTest, RefusesACategoryWithoutAParent) {
+TEST_F(zeWorkflowDistributeTest, CategoryWithoutAParentIsRefused) {
     m_tree.Root("root");
     Add({});
     Add({Stray("100% stray")});
@@ -279,7 +280,7 @@ TEST_F(zeWorkflowDistributeTest, RefusesACategoryWithoutAParent) {
     EXPECT_THAT(Distributed(), IsEmpty());
 }
 
-TEST_F(zeWorkflowDistributeTest, RefusesTheRootAsACategory) {
+TEST_F(zeWorkflowDistributeTest, RootAsACategoryIsRefused) {
     zeNode* const root = m_tree.Root("root");
     Add({root});
 
@@ -289,7 +290,7 @@ TEST_F(zeWorkflowDistributeTest, RefusesTheRootAsACategory) {
         {"root", "0"});
 }
 
-TEST_F(zeWorkflowDistributeTest, RefusesACategoryWhoseTopIsAnotherRoot) {
+TEST_F(zeWorkflowDistributeTest, CategoryBelowAnotherRootIsRefused) {
     zeNode* const old_root = m_tree.Root("old root");
     Add({});
     Add({m_tree.Leaf(old_root, "sport", 1.0)});
@@ -304,8 +305,8 @@ TEST_F(zeWorkflowDistributeTest, RefusesACategoryWhoseTopIsAnotherRoot) {
     EXPECT_THAT(Distributed(), IsEmpty());
 }
 
-// The report does not wait for an open way: what is wrong with a label does not depend on rules.
-TEST_F(zeWorkflowDistributeTest, RefusesAnotherRootThatBlocksToo) {
+// A wrong label is an error regardless of rules, so the error is raised even if no way is open.
+TEST_F(zeWorkflowDistributeTest, BlockingOtherRootIsRefusedToo) {
     zeNode* const old_root = m_tree.RuleRoot("old root");
     zeNode* const sport = m_tree.Leaf(old_root, "sport", 1.0);
     m_tree.Block(old_root, sport);
@@ -317,7 +318,7 @@ TEST_F(zeWorkflowDistributeTest, RefusesAnotherRootThatBlocksToo) {
         "The KB doesn't contain a category \"old root\" that appears in msg no. 0 of the corpus");
 }
 
-TEST_F(zeWorkflowDistributeTest, AClosedWayThatDoesNotReachTheTopIsNoUnknownCategory) {
+TEST_F(zeWorkflowDistributeTest, BlockedWayBelowAnotherRootIsNoUnknownCategory) {
     zeNode* const old_root = m_tree.Root("old root");
     zeNode* const rule = m_tree.Rule(old_root, "rule");
     zeNode* const sport = m_tree.Leaf(rule, "sport", 1.0);
@@ -331,7 +332,7 @@ TEST_F(zeWorkflowDistributeTest, AClosedWayThatDoesNotReachTheTopIsNoUnknownCate
     EXPECT_THAT(traced.texts(), ElementsAre(blocked_text(0)));
 }
 
-TEST_F(zeWorkflowDistributeTest, LeavesOutAnUnknownCategoryIfAsked) {
+TEST_F(zeWorkflowDistributeTest, UnknownCategoryIsLeftOutIfRequested) {
     zeNode* const root = m_tree.Root("root");
     zeNode* const stray = Stray("stray");
     Add({stray});
@@ -346,7 +347,7 @@ TEST_F(zeWorkflowDistributeTest, LeavesOutAnUnknownCategoryIfAsked) {
     EXPECT_EQ(Distributed(), (Routed_by_name{{"root", {{1, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, LeavesOutACategoryOfAnotherRootIfAsked) {
+TEST_F(zeWorkflowDistributeTest, CategoryOfAnotherRootIsLeftOutIfRequested) {
     zeNode* const old_root = m_tree.Root("old root");
     Add({m_tree.Leaf(old_root, "sport", 1.0)});
     m_tree.Root("root");
@@ -358,7 +359,7 @@ TEST_F(zeWorkflowDistributeTest, LeavesOutACategoryOfAnotherRootIfAsked) {
     EXPECT_THAT(Distributed(), IsEmpty());
 }
 
-TEST_F(zeWorkflowDistributeTest, CutsTheTextOfALongNameButNotTheArgument) {
+TEST_F(zeWorkflowDistributeTest, TextOfALongNameIsCutButNotTheArgument) {
     const std::string name(2000, 'x');
     m_tree.Root("root");
     zeNode* const stray = Stray(name);
@@ -372,7 +373,7 @@ TEST_F(zeWorkflowDistributeTest, CutsTheTextOfALongNameButNotTheArgument) {
     EXPECT_THAT(traced.texts(), ElementsAre(cut));
 }
 
-// What fails meanwhile.
+// Errors during distribution.
 
 class Unreadable_corpus : public zeMemoryCorpus {
 public:
@@ -383,7 +384,7 @@ public:
     }
 };
 
-TEST_F(zeWorkflowDistributeTest, PassesOnWhatTheCorpusRaisesAndLetsTheTreeGo) {
+TEST_F(zeWorkflowDistributeTest, ErrorOfTheCorpusIsPassedOnAndTheTreeReleased) {
     zeNode* const root = m_tree.Root("root");
     Unreadable_corpus corpus;
     MessageBuilder().add_to(corpus);
@@ -396,7 +397,7 @@ TEST_F(zeWorkflowDistributeTest, PassesOnWhatTheCorpusRaisesAndLetsTheTreeGo) {
     EXPECT_EQ(m_tree.Manager().m_physical_tree.use_count(), 1U);
 }
 
-TEST_F(zeWorkflowDistributeTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhile) {
+TEST_F(zeWorkflowDistributeTest, WalkContinuesInTheTreeThatTheManagerReplaces) {
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     Add({m_tree.Leaf(news, "sport", 1.0)});
@@ -411,8 +412,9 @@ TEST_F(zeWorkflowDistributeTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhile
     EXPECT_EQ(m_tree.Manager().m_physical_tree.use_count(), 1U);
 }
 
-// Whoever asks the rules, and each poll between two labels, may replace the manager's tree.
-TEST_F(zeWorkflowDistributeTest, HoldsTheTreeAsLongAsItWalks) {
+// A rule's classifier, and each poll between two labels, may call code that replaces the manager's
+// tree.
+TEST_F(zeWorkflowDistributeTest, TreeIsKeptUntilTheWalkEnds) {
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const sport = m_tree.Leaf(root, "sport", 1.0);
     Add({sport});
@@ -432,7 +434,7 @@ TEST_F(zeWorkflowDistributeTest, HoldsTheTreeAsLongAsItWalks) {
     EXPECT_THAT(held, ElementsAre(2U, 2U, 2U, 3U));
 }
 
-// A corpus that is stored elsewhere can fail at any time.
+// A corpus that fails after some reads, as one stored on a disk may.
 class Fading_corpus : public zeMemoryCorpus {
 public:
     explicit Fading_corpus(int reads) : m_reads(reads) {}
@@ -447,18 +449,18 @@ private:
     mutable int m_reads;
 };
 
-TEST_F(zeWorkflowDistributeTest, AMessageThatCannotBeReadOnTheWayGoesNoFurther) {
+TEST_F(zeWorkflowDistributeTest, MessageThatCanNoLongerBeReadIsNotDistributedFurther) {
     Propagate();
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
     m_tree.Inner(root, "shop", 1.0);
     const std::vector<Routed_by_name> expected = {
-        {},                            // not found at all
-        {},                            // from sport to news
-        {},                            // from news to the root
-        {{"news", {{0, {"sport"}}}}},  // down to news again
-        {{"news", {{0, {"sport"}}}}},  // down to shop
+        {},                            // the first read fails
+        {},                            // the read on the way from sport to news fails
+        {},                            // the read on the way from news to the root fails
+        {{"news", {{0, {"sport"}}}}},  // the read on the way down to news fails
+        {{"news", {{0, {"sport"}}}}},  // the read on the way down to shop fails
         {{"news", {{0, {"sport"}}}}, {"shop", {{0, {}}}}},
     };
     for (std::size_t reads = 0; reads < expected.size(); ++reads) {
@@ -476,9 +478,9 @@ TEST_F(zeWorkflowDistributeTest, AMessageThatCannotBeReadOnTheWayGoesNoFurther) 
     }
 }
 
-// One way up.
+// A single way up.
 
-TEST_F(zeWorkflowDistributeTest, TellsWhetherTheWayIsOpen) {
+TEST_F(zeWorkflowDistributeTest, ClimbReturnsWhetherTheWayIsOpen) {
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const news = m_tree.Inner(root, "news", 1.0);
     zeNode* const sport = m_tree.Leaf(news, "sport", 1.0);
@@ -487,10 +489,11 @@ TEST_F(zeWorkflowDistributeTest, TellsWhetherTheWayIsOpen) {
     EXPECT_EQ(Climb(news, sport), (Climbed{true, true}));
     m_tree.Block(root, news);
     EXPECT_EQ(Climb(news, sport), (Climbed{false, false}));
-    EXPECT_EQ(Climb(news, sport, true), (Climbed{false, true}));  // found before, by another label
+    // an open way was found before, for another label
+    EXPECT_EQ(Climb(news, sport, true), (Climbed{false, true}));
 }
 
-TEST_F(zeWorkflowDistributeTest, AWayToAnotherRootIsNotOpen) {
+TEST_F(zeWorkflowDistributeTest, WayToAnotherRootIsNotOpen) {
     zeNode* const old_root = m_tree.Root("old root");
     zeNode* const sport = m_tree.Leaf(old_root, "sport", 1.0);
     Add({sport});
@@ -502,7 +505,7 @@ TEST_F(zeWorkflowDistributeTest, AWayToAnotherRootIsNotOpen) {
 
 // The view of a node.
 
-TEST_F(zeWorkflowDistributeTest, MakesAViewForANodeThatHasNone) {
+TEST_F(zeWorkflowDistributeTest, ViewIsMadeForANodeThatHasNone) {
     zeNode* const root = m_tree.Root("root");
     Add({});
 
@@ -513,7 +516,7 @@ TEST_F(zeWorkflowDistributeTest, MakesAViewForANodeThatHasNone) {
     EXPECT_EQ(listing_of(made), (std::vector<Routed>{{0, {}}}));
 }
 
-TEST_F(zeWorkflowDistributeTest, AddsAMessageAgainOnlyWhereAnotherCameBetween) {
+TEST_F(zeWorkflowDistributeTest, SameMessageIsAddedAgainOnlyAfterAnotherOne) {
     zeNode* const root = m_tree.Root("root");
     Add({});
     Add({});

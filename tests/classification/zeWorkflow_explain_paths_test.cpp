@@ -1,4 +1,4 @@
-// What an explanation holds and checks on its way to the root.
+// Explanations: the tree that they keep, and their checks on the way to the root.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -21,7 +21,7 @@
 namespace {
 
 // The path root - rule - item: a statistical root with a profile of the rule node, and a rule node
-// whose classifier the test has a hook in. It is asked before the root is.
+// with a fake classifier. The rule node's classifier is asked before the root's.
 class zeWorkflowExplainPathsTest : public testing::Test {
 protected:
     zeWorkflowExplainPathsTest() {
@@ -53,9 +53,9 @@ protected:
     std::vector<zeStat_matcher::Concept_score> m_lines;
 };
 
-// The tree that the walk holds.
+// The tree that the walk keeps.
 
-TEST_F(zeWorkflowExplainPathsTest, HoldsTheTreeDuringTheWalkAlone) {
+TEST_F(zeWorkflowExplainPathsTest, TreeIsKeptOnlyDuringTheWalk) {
     std::size_t use_count = 0;
     m_rule_classifier->on_blocked = [&] { use_count = Tree().use_count(); };
 
@@ -65,7 +65,7 @@ TEST_F(zeWorkflowExplainPathsTest, HoldsTheTreeDuringTheWalkAlone) {
     EXPECT_EQ(Tree().use_count(), 1U);
 }
 
-TEST_F(zeWorkflowExplainPathsTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhile) {
+TEST_F(zeWorkflowExplainPathsTest, WalkContinuesInTheTreeThatTheManagerReplaces) {
     m_rule_classifier->on_blocked = [&] {
         Tree() = qtPtrLight<zePhysicalTree>(new zePhysicalTree(&m_manager));
     };
@@ -76,7 +76,7 @@ TEST_F(zeWorkflowExplainPathsTest, WalksOnInTheTreeThatTheManagerReplacesMeanwhi
     EXPECT_EQ(Tree().use_count(), 1U);
 }
 
-TEST_F(zeWorkflowExplainPathsTest, LetsTheTreeGoAfterAnAssertion) {
+TEST_F(zeWorkflowExplainPathsTest, TreeIsReleasedAfterAnAssertion) {
     Tree()->release_classifier(m_root, nullptr);
 
     EXPECT_ASSERTS(Explain(), "stat_matcher");
@@ -86,7 +86,7 @@ TEST_F(zeWorkflowExplainPathsTest, LetsTheTreeGoAfterAnAssertion) {
 
 // A message that changes during the walk.
 
-TEST_F(zeWorkflowExplainPathsTest, AssertsThatTheBagKeepsItsSize) {
+TEST_F(zeWorkflowExplainPathsTest, ChangeOfTheBagsSizeAsserts) {
     const struct {
         std::string_view rule;
         Weighted_list bag;
@@ -108,7 +108,7 @@ TEST_F(zeWorkflowExplainPathsTest, AssertsThatTheBagKeepsItsSize) {
     }
 }
 
-TEST_F(zeWorkflowExplainPathsTest, TakesAnotherBagOfTheSameSize) {
+TEST_F(zeWorkflowExplainPathsTest, AnotherBagOfTheSameSizeIsAccepted) {
     m_msg->smls[1] = make_bag({{"goal", 2.0}, {"team", 1.0}});
     m_rule_classifier->on_blocked = [&] { m_msg->active_sml = 1; };
 

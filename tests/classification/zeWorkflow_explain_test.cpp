@@ -1,4 +1,4 @@
-// The answer to "why this category": what each concept adds to the best path score.
+// Explanations of a result: the part that each concept adds to the best path score.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <algorithm>
@@ -36,12 +36,12 @@ using Weights = std::vector<std::pair<std::string, float>>;
 
 constexpr double kPi = 3.141592653589793;
 
-// The score of a match value that is scaled already.
+// The score of a match value that is already scaled.
 double squashed(double x) {
     return 0.5 + std::atan(kPi * x) / kPi;
 }
 
-// Makes trees whose statistical classifiers have tables that the test writes.
+// Makes trees whose statistical classifiers have tables written by the test.
 class Explained_tree {
 public:
     Explained_tree() {
@@ -54,7 +54,7 @@ public:
 
     zeManager& Manager() { return m_manager; }
 
-    // A category below a statistical node, with its weights there.
+    // A category below a statistical node, with its weights in that node's table.
     zeNode* Leaf(zeNode* parent, std::string_view name, const Weights& weights) {
         return Attach(parent, MakeNode(name, ZE_LEAF), weights);
     }
@@ -64,10 +64,10 @@ public:
         return Attach(parent, MakeNode(name, ZE_STAT), weights);
     }
 
-    // A node whose classifier decides by rules, by itself.
+    // A rule node that is in no list of children.
     zeNode* Rule(std::string_view name) { return Fake(name, ZE_RULE); }
 
-    // A node whose classifier has this type but is the test's own.
+    // A node with a fake classifier of this type.
     zeNode* Fake(std::string_view name, unsigned int type) {
         zeNode* const node = MakeNode(name, ZE_LEAF);
         m_manager.m_physical_tree->set_classifier(node, new FakeClassifier(&m_manager, node, type));
@@ -78,7 +78,7 @@ public:
         return m_manager.m_physical_tree->MakeNode(term(name), type, zeNode::NoScore, 0.0);
     }
 
-    // Closes the way from a rule node to a child.
+    // Makes a rule node block a child.
     void Block(zeNode* rule, zeNode* child) {
         dynamic_cast<FakeClassifier&>(*rule->m_classifier).blocked_children.insert(child);
     }
@@ -99,7 +99,7 @@ public:
         return Explain(msg, nodes);
     }
 
-    // What the walk scores a category; 0 if it is no result.
+    // The score of a category in the results of the walk; 0 if it is not among them.
     double Score(zeMsg& msg, const zeNode* category) {
         zeResult_set results(0.0, -1);
         m_manager.GetWorkflow()->classify(msg, results, false, false);
@@ -112,8 +112,8 @@ public:
     }
 
 private:
-    // Two messages of four are the child's, so that no score is fixed by the counts. The weights go
-    // straight into the table, which stands for a compiled model.
+    // Two of the four messages are the child's, so the counts alone decide no score. We write the
+    // weights directly into the table, as compiling a model would.
     zeNode* Attach(zeNode* parent, zeNode* child, const Weights& weights) {
         zeStat_matcher& matcher = Matcher(parent);
         zeStat_storage& storage = *matcher.m_storage;
@@ -134,7 +134,7 @@ private:
     zeNode* m_root = nullptr;
 };
 
-// Lines as (concept, rounded to 9 decimals), in their order.
+// The lines as (concept, score rounded to 9 decimals), in their order.
 std::vector<std::pair<std::string, double>> listing_of(const Concept_scores& lines) {
     std::vector<std::pair<std::string, double>> listing;
     for (const auto& line : lines) {
@@ -147,7 +147,7 @@ std::pair<std::string, double> line(const std::string& text, double score) {
     return {text, std::round(score * 1e9) / 1e9};
 }
 
-// A tree of one level: of sport goal +1 and bread -2, of food bread +1.
+// A tree of one level. The weights of sport are goal +1 and bread -2; food has bread +1.
 class zeWorkflowExplainTest : public testing::Test {
 protected:
     Explained_tree m_tree;
@@ -155,33 +155,33 @@ protected:
     zeNode* m_food = m_tree.Leaf(m_tree.Root(), "food", {{"bread", 1.0F}});
 };
 
-TEST_F(zeWorkflowExplainTest, TellsWhatEachConceptAddsToTheScore) {
+TEST_F(zeWorkflowExplainTest, EachConceptHasItsPartOfTheScore) {
     const Concept_scores lines = m_tree.Explain({{"bread", 1.0}, {"goal", 3.0}}, {m_sport});
 
-    // The score is that of (3 - 2) / 4; without goal of -2 / 4, without bread of 3 / 4.
+    // The score belongs to (3 - 2) / 4. Without goal it belongs to -2 / 4, without bread to 3 / 4.
     EXPECT_THAT(listing_of(lines), ElementsAre(line("goal", squashed(0.25) - squashed(-0.5)),
                                                line("bread", squashed(0.25) - squashed(0.75))));
 }
 
-TEST_F(zeWorkflowExplainTest, GivesConceptThatSpeaksAgainstTheNodeNegativeScore) {
+TEST_F(zeWorkflowExplainTest, ConceptAgainstTheNodeHasANegativeScore) {
     const Concept_scores lines = m_tree.Explain({{"bread", 1.0}}, {m_sport});
 
     EXPECT_THAT(listing_of(lines), ElementsAre(line("bread", squashed(-2.0) - 0.5)));
     EXPECT_LT(lines.front().m_score, 0.0);
 }
 
-TEST_F(zeWorkflowExplainTest, GivesUnknownConceptZero) {
+TEST_F(zeWorkflowExplainTest, UnknownConceptHasScoreZero) {
     const Concept_scores lines = m_tree.Explain({{"goal", 1.0}, {"zebra", 1.0}}, {m_sport});
 
     EXPECT_THAT(listing_of(lines),
                 ElementsAre(line("goal", squashed(0.5) - 0.5), line("zebra", 0.0)));
 }
 
-TEST_F(zeWorkflowExplainTest, ReplacesWhatTheListHeld) {
+TEST_F(zeWorkflowExplainTest, ListIsReplaced) {
     EXPECT_EQ(m_tree.Explain({{"goal", 1.0}}, {m_sport}).size(), 1U);
 }
 
-TEST_F(zeWorkflowExplainTest, ReadsTheActiveBag) {
+TEST_F(zeWorkflowExplainTest, ActiveBagIsRead) {
     zeMsg msg;
     msg.smls[0] = make_bag({{"goal", 1.0}});
     msg.smls[2] = make_bag({{"bread", 1.0}});
@@ -191,50 +191,52 @@ TEST_F(zeWorkflowExplainTest, ReadsTheActiveBag) {
                 ElementsAre(line("bread", squashed(1.0) - 0.5)));
 }
 
-TEST_F(zeWorkflowExplainTest, LeavesTheListAloneWithoutBag) {
+TEST_F(zeWorkflowExplainTest, MessageWithoutABagLeavesTheListUnchanged) {
     zeMsg msg;
 
     EXPECT_THAT(listing_of(m_tree.Explain(msg, {m_sport})), ElementsAre(line("old", 7.0)));
 }
 
-TEST_F(zeWorkflowExplainTest, GivesEmptyListForEmptyBag) {
+TEST_F(zeWorkflowExplainTest, EmptyBagGivesAnEmptyList) {
     EXPECT_THAT(m_tree.Explain(Weighted_list{}, {m_sport}), IsEmpty());
 }
 
-TEST_F(zeWorkflowExplainTest, GivesEmptyListWithoutNode) {
+TEST_F(zeWorkflowExplainTest, NoNodesGiveAnEmptyList) {
     EXPECT_THAT(m_tree.Explain({{"goal", 1.0}}, {}), IsEmpty());
 }
 
-TEST_F(zeWorkflowExplainTest, TakesTheBestPathOverAllNodesAtEachPosition) {
+TEST_F(zeWorkflowExplainTest, BestPathOfAllNodesIsTakenForEachConcept) {
     const Concept_scores lines = m_tree.Explain({{"bread", 1.0}, {"goal", 3.0}}, {m_sport, m_food});
 
-    // Both score (1) / 4. Without goal food keeps that; without bread sport rises to 3 / 4.
+    // The scores of both nodes belong to 1 / 4. Without goal, food keeps 1 / 4; without bread,
+    // sport rises to 3 / 4.
     EXPECT_THAT(listing_of(lines),
                 ElementsAre(line("bread", squashed(0.25) - squashed(0.75)), line("goal", 0.0)));
 }
 
-TEST_F(zeWorkflowExplainTest, GivesTheSameForNodesInAnyOrder) {
+TEST_F(zeWorkflowExplainTest, OrderOfTheNodesDoesNotMatter) {
     const Weighted_list bag = {{"bread", 2.0}, {"goal", 3.0}, {"zebra", 1.0}};
 
     EXPECT_EQ(listing_of(m_tree.Explain(bag, {m_sport, m_food})),
               listing_of(m_tree.Explain(bag, {m_food, m_sport})));
 }
 
-TEST_F(zeWorkflowExplainTest, MultipliesTheScoresAlongThePath) {
+TEST_F(zeWorkflowExplainTest, ScoresAlongThePathAreMultiplied) {
     zeNode* const news = m_tree.Inner(m_tree.Root(), "news", {{"today", 1.0F}, {"goal", 0.5F}});
     zeNode* const soccer = m_tree.Leaf(news, "soccer", {{"goal", 1.0F}});
     m_tree.Leaf(news, "politics", {});
 
     const Concept_scores lines = m_tree.Explain({{"goal", 2.0}, {"today", 2.0}}, {soccer});
 
-    // news (2 + 1) / 4, soccer 2 / 4; without goal 2 / 4 and 0, without today 1 / 4 and 2 / 4.
+    // The scores belong to (2 + 1) / 4 for news and 2 / 4 for soccer. Without goal they are 2 / 4
+    // and 0, without today 1 / 4 and 2 / 4.
     const double score = squashed(0.75) * squashed(0.5);
     EXPECT_THAT(listing_of(lines),
                 ElementsAre(line("goal", score - squashed(0.5) * 0.5),
                             line("today", score - squashed(0.25) * squashed(0.5))));
 }
 
-TEST_F(zeWorkflowExplainTest, ExplainsInnerNodeByTheClassifiersAboveItAlone) {
+TEST_F(zeWorkflowExplainTest, InnerNodeIsExplainedOnlyByTheClassifiersAboveIt) {
     zeNode* const news = m_tree.Inner(m_tree.Root(), "news", {{"today", 1.0F}});
     m_tree.Leaf(news, "soccer", {{"goal", 1.0F}});
     m_tree.Leaf(news, "politics", {});
@@ -243,7 +245,7 @@ TEST_F(zeWorkflowExplainTest, ExplainsInnerNodeByTheClassifiersAboveItAlone) {
                 ElementsAre(line("today", squashed(0.5) - 0.5), line("goal", 0.0)));
 }
 
-TEST_F(zeWorkflowExplainTest, PassesOpenRuleNodeWithoutChange) {
+TEST_F(zeWorkflowExplainTest, OpenRuleNodeDoesNotChangeTheScore) {
     zeNode* const rule = m_tree.Rule("rule");
     m_tree.Manager().m_root = rule;
     rule->add_child(m_tree.Root());
@@ -252,23 +254,24 @@ TEST_F(zeWorkflowExplainTest, PassesOpenRuleNodeWithoutChange) {
                 ElementsAre(line("goal", squashed(1.0) - 0.5)));
 }
 
-TEST_F(zeWorkflowExplainTest, GivesTheWholePathScoreToEachConceptOfBlockedPath) {
+TEST_F(zeWorkflowExplainTest, EachConceptOfABlockedPathHasTheWholePathScore) {
     zeNode* const rule = m_tree.Rule("rule");
     m_tree.Manager().m_root = rule;
     rule->add_child(m_tree.Root());
     m_tree.Block(rule, m_tree.Root());
 
-    // The path had scored before the block; without any concept it scores nothing.
+    // The path had its score before the rule blocked it. Without any concept its score is 0.
     EXPECT_THAT(listing_of(m_tree.Explain({{"goal", 1.0}, {"zebra", 1.0}}, {m_sport})),
                 ElementsAre(line("zebra", squashed(0.5)), line("goal", squashed(0.5))));
 }
 
-TEST_F(zeWorkflowExplainTest, DoesNotAskClassifiersAboveTheBlock) {
+TEST_F(zeWorkflowExplainTest, ClassifiersAboveTheBlockAreNotAsked) {
     zeNode* const rule = m_tree.Rule("rule");
     zeNode* const news = m_tree.MakeNode("news", ZE_STAT);
     m_tree.Leaf(m_tree.Root(), "lead", {{"goal", 1.0F}});
     rule->add_child(news);
-    m_tree.Root()->add_child(rule);  // and no profile there: asking it would break the assertion
+    // the root has no profile of it, so asking the root would break an assertion
+    m_tree.Root()->add_child(rule);
     zeNode* const soccer = m_tree.Leaf(news, "soccer", {{"goal", 1.0F}});
     m_tree.Leaf(news, "politics", {});
     m_tree.Block(rule, news);
@@ -277,25 +280,26 @@ TEST_F(zeWorkflowExplainTest, DoesNotAskClassifiersAboveTheBlock) {
                 ElementsAre(line("goal", squashed(1.0))));
 }
 
-TEST_F(zeWorkflowExplainTest, TakesBlockedPathIntoTheBestPathScore) {
+TEST_F(zeWorkflowExplainTest, BlockedPathCountsForTheBestPathScore) {
     zeNode* const rule = m_tree.Rule("rule");
     zeNode* const item = m_tree.MakeNode("item", ZE_LEAF);
     rule->add_child(item);
     m_tree.Block(rule, item);
 
-    // The block comes first, so the path keeps 1; sport's is the only score without goal.
+    // The blocked path keeps the score 1, since no classifier scored it before. Without goal only
+    // sport has a score.
     EXPECT_THAT(listing_of(m_tree.Explain({{"goal", 1.0}}, {m_sport, item})),
                 ElementsAre(line("goal", 1.0 - 0.5)));
 }
 
-TEST_F(zeWorkflowExplainTest, BlocksPathBelowNodeThatIsALeaf) {
+TEST_F(zeWorkflowExplainTest, PathBelowALeafIsBlocked) {
     zeNode* const below = m_tree.MakeNode("below", ZE_LEAF);
     m_sport->add_child(below);
 
     EXPECT_THAT(m_tree.Explain({{"goal", 1.0}}, {below}), IsEmpty());
 }
 
-TEST_F(zeWorkflowExplainTest, GivesEmptyListIfNoPathMeetsStatisticalClassifier) {
+TEST_F(zeWorkflowExplainTest, PathsWithoutAStatisticalClassifierGiveAnEmptyList) {
     zeNode* const rule = m_tree.Rule("rule");
     zeNode* const item = m_tree.MakeNode("item", ZE_LEAF);
     rule->add_child(item);
@@ -303,7 +307,7 @@ TEST_F(zeWorkflowExplainTest, GivesEmptyListIfNoPathMeetsStatisticalClassifier) 
     EXPECT_THAT(m_tree.Explain({{"goal", 1.0}}, {item}), IsEmpty());
 }
 
-TEST_F(zeWorkflowExplainTest, CountsPathWithoutStatisticalClassifierAsOneWithAndWithoutConcepts) {
+TEST_F(zeWorkflowExplainTest, PathWithoutAStatisticalClassifierScoresOneWithAndWithoutEachConcept) {
     zeNode* const rule = m_tree.Rule("rule");
     zeNode* const item = m_tree.MakeNode("item", ZE_LEAF);
     rule->add_child(item);
@@ -312,13 +316,13 @@ TEST_F(zeWorkflowExplainTest, CountsPathWithoutStatisticalClassifierAsOneWithAnd
                 ElementsAre(line("goal", 0.0)));
 }
 
-TEST_F(zeWorkflowExplainTest, CountsNodeWithoutParentAsScoreZero) {
+TEST_F(zeWorkflowExplainTest, NodeWithoutAParentHasScoreZero) {
     EXPECT_THAT(m_tree.Explain({{"goal", 1.0}}, {m_tree.Root()}), IsEmpty());
     EXPECT_EQ(listing_of(m_tree.Explain({{"goal", 1.0}}, {m_tree.Root(), m_sport})),
               listing_of(m_tree.Explain({{"goal", 1.0}}, {m_sport})));
 }
 
-TEST_F(zeWorkflowExplainTest, AssertsMatcherAtStatisticalNode) {
+TEST_F(zeWorkflowExplainTest, StatisticalNodeWithoutAMatcherAsserts) {
     zeNode* const fake = m_tree.Fake("fake", ZE_STAT);
     zeNode* const item = m_tree.MakeNode("item", ZE_LEAF);
     fake->add_child(item);
@@ -326,14 +330,14 @@ TEST_F(zeWorkflowExplainTest, AssertsMatcherAtStatisticalNode) {
     EXPECT_ASSERTS(m_tree.Explain({{"goal", 1.0}}, {item}), "stat_matcher");
 }
 
-TEST_F(zeWorkflowExplainTest, PassesAssertionOnMissingProfileThrough) {
+TEST_F(zeWorkflowExplainTest, AssertionForAMissingProfileIsPassedOn) {
     zeNode* const stranger = m_tree.MakeNode("stranger", ZE_LEAF);
     m_tree.Root()->add_child(stranger);
 
     EXPECT_ASSERTS(m_tree.Explain({{"goal", 1.0}}, {stranger}), "!m_storage->end(iprofile)");
 }
 
-TEST_F(zeWorkflowExplainTest, OrdersByAbsoluteScoreThenGreaterConcept) {
+TEST_F(zeWorkflowExplainTest, LinesAreOrderedByAbsoluteScoreThenByGreaterConcept) {
     m_tree.Leaf(m_tree.Root(), "mixed", {{"a", 1.0F}, {"b", 1.0F}, {"c", -3.0F}, {"d", 0.25F}});
     zeNode* const mixed = m_tree.Root()->m_children.back();
 
@@ -386,8 +390,8 @@ TEST(GreaterConceptScoresTest, ComparesAbsoluteScoreThenText) {
     }
 }
 
-// Random trees of two levels against the walk: a concept that is taken out of the bag, while the
-// bag keeps its total, leaves the score that the explanation tells.
+// Compares random trees of two levels with the walk. If a concept is removed from the bag, but the
+// bag keeps its total, the walk must give the score that the explanation says.
 class Random_tree {
 public:
     explicit Random_tree(unsigned int seed) : m_random(seed) {
@@ -405,7 +409,7 @@ public:
 
     zeNode* RandomLeaf() { return m_leaves[Index(m_leaves.size())]; }
 
-    // Eight concepts at most.
+    // With at most eight concepts.
     qtPtrLight<zeMsg> RandomMsg() {
         zeSml_feeder feeder;
         for (int i = 0; i < 8; ++i) {
@@ -427,7 +431,7 @@ private:
 
     std::string RandomWord() { return "w" + std::to_string(Index(20)); }
 
-    // About half of the words.
+    // For about half of the words.
     Weights RandomWeights() {
         Weights weights;
         for (int word = 0; word < 20; ++word) {
@@ -444,7 +448,7 @@ private:
     std::mt19937 m_random;
 };
 
-// The message without one concept of its bag, which keeps its total.
+// The message without one concept; the total of its bag is unchanged.
 qtPtrLight<zeMsg> without(const zeMsg& msg, const Concept& removed) {
     qtPtrLight<zeMsg> rest(new zeMsg);
     rest->smls[0] = qtPtrLight<zeSml>(new zeSml(*msg.active_bag(), 0.0));
@@ -453,7 +457,7 @@ qtPtrLight<zeMsg> without(const zeMsg& msg, const Concept& removed) {
     return rest;
 }
 
-TEST(zeWorkflowExplainRandomTest, EqualsScoringWithoutTheConcept) {
+TEST(zeWorkflowExplainRandomTest, ExplanationEqualsScoringWithoutTheConcept) {
     for (unsigned int seed = 1; seed <= 50; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random_tree random(seed);
@@ -466,15 +470,15 @@ TEST(zeWorkflowExplainRandomTest, EqualsScoringWithoutTheConcept) {
         ASSERT_EQ(lines.size(), msg->active_bag()->m_concepts.size());
         for (const auto& entry : lines) {
             const double rest = tree.Score(*without(*msg, entry.m_concept), leaf);
-            // The explanation subtracts from a sum that scoring builds anew: they differ by
-            // rounding.
+            // The explanation subtracts a weight from the sum, while scoring sums all other
+            // weights. The results differ by rounding.
             EXPECT_NEAR(entry.m_score, tree.Score(*msg, leaf) - rest, 1e-12)
                 << entry.m_concept.view();
         }
     }
 }
 
-TEST(zeWorkflowExplainRandomTest, EqualsTheBestScoreOfSeveralNodesWithoutTheConcept) {
+TEST(zeWorkflowExplainRandomTest, ExplanationOfSeveralNodesEqualsTheBestScoreWithoutTheConcept) {
     for (unsigned int seed = 1; seed <= 50; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random_tree random(seed);

@@ -1,5 +1,5 @@
-// Training that runs out of memory: whatever is left can be used, and points at nothing that is
-// gone.
+// Training that runs out of memory. Afterwards the container must be usable, without pointers to
+// deleted objects.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <set>
@@ -27,7 +27,7 @@ std::set<const zeNode*> nodes_of(const Trained_tree& tree) {
     return nodes;
 }
 
-// Every pointer to a node is null or one of the tree's.
+// Every pointer to a node is null or points to a node of the tree.
 void expect_known_nodes(Trained_tree& tree) {
     const std::set<const zeNode*> known = nodes_of(tree);
     for (const zeNode* node : known) {
@@ -55,7 +55,7 @@ void expect_to_be_of_use(Trained_tree& tree) {
     zeResult_set results(0.0, -1);
     const qtPtrLight<zeMsg> msg = Trained_tree::message({{"goal", 1.0}}).make();
     EXPECT_NO_THROW(workflow.classify(*msg, results, false, false));
-    // Clearing a classifier gives it its children back, and the next time these are cleared too.
+    // Clearing a classifier links its children again, so the second call clears the children too.
     workflow.clear_statistics(nullptr, nullptr);
     workflow.clear_statistics(nullptr, nullptr);
     tree.make_corpus();
@@ -63,7 +63,7 @@ void expect_to_be_of_use(Trained_tree& tree) {
     EXPECT_THAT(tree.all_msgs(), ElementsAre(3, 2, 1));
 }
 
-// Refuses each allocation of an operation in turn, each time on a new tree.
+// Lets each allocation of an operation fail in turn, each time with a new tree.
 template <class Operation>
 void expect_to_survive(Operation operation) {
     bool fails = true;
@@ -71,7 +71,7 @@ void expect_to_survive(Operation operation) {
     for (; fails; ++index) {
         SCOPED_TRACE(index);
         Trained_tree tree;
-        operation(tree);  // what is made once in a process is made
+        operation(tree);  // allocates everything that is made only once in a process
         Trained_tree fresh;
         fails = fails_at(index, [&] { operation(fresh); });
         expect_to_be_of_use(fresh);
@@ -79,25 +79,25 @@ void expect_to_survive(Operation operation) {
     EXPECT_GT(index, 5U);
 }
 
-TEST(zeWorkflowMemoryTest, TrainingCanBreakOffAtEachAllocation) {
+TEST(zeWorkflowMemoryTest, TrainingFailsSafelyAtEachAllocation) {
     expect_to_survive([](Trained_tree& tree) {
         zeWorkflow(&tree.manager).train(tree.corpus.view, false, nullptr, false);
     });
 }
 
-TEST(zeWorkflowMemoryTest, BootstrappingCanBreakOffAtEachAllocation) {
+TEST(zeWorkflowMemoryTest, BootstrappingFailsSafelyAtEachAllocation) {
     expect_to_survive([](Trained_tree& tree) {
         zeWorkflow(&tree.manager).bootstrap(tree.corpus.view, false, nullptr, false);
     });
 }
 
-TEST(zeWorkflowMemoryTest, LearningCanBreakOffAtEachAllocation) {
+TEST(zeWorkflowMemoryTest, LearningFailsSafelyAtEachAllocation) {
     expect_to_survive([](Trained_tree& tree) {
         zeWorkflow(&tree.manager).learn(tree.corpus.view, nullptr, false, true);
     });
 }
 
-TEST(zeWorkflowMemoryTest, TrainingTheRootAloneCanBreakOffAtEachAllocation) {
+TEST(zeWorkflowMemoryTest, TrainingOnlyTheRootFailsSafelyAtEachAllocation) {
     expect_to_survive([](Trained_tree& tree) {
         for (zeCorpus_view::Msg& msg : tree.corpus.view.msgs) {
             msg.cats.front() = msg.cats.front()->m_parent;
@@ -106,7 +106,7 @@ TEST(zeWorkflowMemoryTest, TrainingTheRootAloneCanBreakOffAtEachAllocation) {
     });
 }
 
-TEST(zeWorkflowMemoryTest, ClearingCanBreakOffAtEachAllocation) {
+TEST(zeWorkflowMemoryTest, ClearingFailsSafelyAtEachAllocation) {
     expect_to_survive(
         [](Trained_tree& tree) { zeWorkflow(&tree.manager).clear_statistics(nullptr, nullptr); });
 }

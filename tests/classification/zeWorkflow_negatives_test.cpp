@@ -1,5 +1,5 @@
-// Messages that go down again from the rule nodes of their way, how far a way is open, and where a
-// distribution can be interrupted.
+// Messages that also reach the nodes below the rule nodes on their way, without a label; the test
+// for an open way; and the interruption of a distribution.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -54,7 +54,7 @@ protected:
     zeNode* m_blank;
 };
 
-TEST_F(zeWorkflowNegativesTest, ReachesTheStatisticalNodesBelowARuleNodeWithoutALabel) {
+TEST_F(zeWorkflowNegativesTest, StatisticalNodesBelowARuleNodeAreReachedWithoutALabel) {
     Add({m_sport});
 
     Distribute();
@@ -64,7 +64,7 @@ TEST_F(zeWorkflowNegativesTest, ReachesTheStatisticalNodesBelowARuleNodeWithoutA
         (Routed_by_name{{"news", {{0, {"sport"}}}}, {"shop", {{0, {}}}}, {"hall", {{0, {}}}}}));
 }
 
-TEST_F(zeWorkflowNegativesTest, MakesNoUnlabelledMessageWithoutTheSetting) {
+TEST_F(zeWorkflowNegativesTest, WithoutTheSettingNoMessageIsUnlabelled) {
     m_tree.Manager().m_config.full_propogation = false;
     Add({m_sport});
 
@@ -73,7 +73,7 @@ TEST_F(zeWorkflowNegativesTest, MakesNoUnlabelledMessageWithoutTheSetting) {
     EXPECT_EQ(Distributed(), (Routed_by_name{{"news", {{0, {"sport"}}}}}));
 }
 
-TEST_F(zeWorkflowNegativesTest, GoesNowhereTheRulesCloseTheWay) {
+TEST_F(zeWorkflowNegativesTest, BlockedNodesBelowARuleNodeAreNotReached) {
     m_tree.Block(m_root, m_shop);
     m_tree.Block(m_deep, m_hall);
     Add({m_sport});
@@ -83,20 +83,21 @@ TEST_F(zeWorkflowNegativesTest, GoesNowhereTheRulesCloseTheWay) {
     EXPECT_EQ(Distributed(), (Routed_by_name{{"news", {{0, {"sport"}}}}}));
 }
 
-// The way to `deep` is closed if no way leads on from it, though its own rule lets the message in.
-TEST_F(zeWorkflowNegativesTest, LooksBehindANestedRuleNode) {
+// `deep` does not block the message, but all its children are blocked. So `deep` counts as blocked
+// too.
+TEST_F(zeWorkflowNegativesTest, NestedRuleNodeWithOnlyBlockedChildrenIsNotReached) {
     m_tree.Block(m_deep, m_hall);
     m_tree.Block(m_deep, m_other);
     Add({m_sport});
 
     Distribute();
 
-    // By the look ahead alone: the walk does not enter it.
+    // Only the test for an open way asks it; the walk does not enter it.
     EXPECT_THAT(m_tree.Classifier(m_deep).asked_children, ElementsAre(m_hall, m_other));
     EXPECT_EQ(m_distribution.count(m_hall), 0U);
 }
 
-TEST_F(zeWorkflowNegativesTest, DoesNotGoBelowAStatisticalNode) {
+TEST_F(zeWorkflowNegativesTest, NodesBelowAStatisticalNodeAreNotReached) {
     zeNode* const below = m_tree.Rule(m_shop, "below");
     zeNode* const cellar = m_tree.Inner(below, "cellar", 1.0);
     m_tree.Leaf(cellar, "wine", 1.0);
@@ -108,7 +109,7 @@ TEST_F(zeWorkflowNegativesTest, DoesNotGoBelowAStatisticalNode) {
     EXPECT_EQ(m_distribution.count(cellar), 0U);
 }
 
-TEST_F(zeWorkflowNegativesTest, ALabelledLeafOfARuleNodeMakesTheMessageANegativeOfItsNeighbours) {
+TEST_F(zeWorkflowNegativesTest, MessageOfALeafBelowARuleNodeReachesTheStatisticalNodesBesideIt) {
     Add({m_blank});
 
     Distribute();
@@ -117,7 +118,7 @@ TEST_F(zeWorkflowNegativesTest, ALabelledLeafOfARuleNodeMakesTheMessageANegative
               (Routed_by_name{{"news", {{0, {}}}}, {"shop", {{0, {}}}}, {"hall", {{0, {}}}}}));
 }
 
-TEST_F(zeWorkflowNegativesTest, LeavesTheLabelsOfAMessageThatIsThereAlready) {
+TEST_F(zeWorkflowNegativesTest, MessageThatIsAlreadyInTheViewKeepsItsLabels) {
     Add({m_sport, m_shoes, m_chairs});
     Add({m_chairs});
 
@@ -128,7 +129,7 @@ TEST_F(zeWorkflowNegativesTest, LeavesTheLabelsOfAMessageThatIsThereAlready) {
                                              {"hall", {{0, {"chairs"}}, {1, {"chairs"}}}}}));
 }
 
-TEST_F(zeWorkflowNegativesTest, ForgetsTheRuleNodesOfTheMessageBefore) {
+TEST_F(zeWorkflowNegativesTest, RuleNodesOfTheMessageBeforeAreForgotten) {
     zeNode* const top = m_tree.Root("top");
     top->add_child(m_root);
     Add({m_sport});
@@ -139,7 +140,7 @@ TEST_F(zeWorkflowNegativesTest, ForgetsTheRuleNodesOfTheMessageBefore) {
     EXPECT_EQ(listing_of(m_distribution.at(m_shop)), (std::vector<Routed>{{0, {}}}));
 }
 
-TEST_F(zeWorkflowNegativesTest, GoesDownFromNoNodeOfAClosedWay) {
+TEST_F(zeWorkflowNegativesTest, RuleNodesOfABlockedWayAreNotUsed) {
     m_tree.Block(m_root, m_deep);
     Add({m_other});
 
@@ -148,8 +149,9 @@ TEST_F(zeWorkflowNegativesTest, GoesDownFromNoNodeOfAClosedWay) {
     EXPECT_THAT(Distributed(), IsEmpty());
 }
 
-// Ids in the order of making, whatever addresses the nodes got: n0 is under n1 and so on.
-TEST_F(zeWorkflowNegativesTest, GoesDownFromRuleNodesInTheOrderOfTheirIds) {
+// The ids are in the order of creation, and rule0 is below rule1 and so on. The order must not
+// depend on the addresses of the nodes.
+TEST_F(zeWorkflowNegativesTest, RuleNodesAreProcessedInTheOrderOfTheirIds) {
     constexpr int kLevels = 40;
     std::vector<zeNode*> rules;
     std::vector<zeNode*> stats;
@@ -169,7 +171,8 @@ TEST_F(zeWorkflowNegativesTest, GoesDownFromRuleNodesInTheOrderOfTheirIds) {
     for (std::size_t i = 0; i < rules.size(); ++i) {
         m_tree.Classifier(rules[i]).on_blocked = [&, i] {
             const std::vector<zeNode*>& asked = m_tree.Classifier(rules[i]).asked_children;
-            // The way up asks for the node it came from, and a look ahead for the rules below.
+            // On the way up, a classifier is asked about the node below. The test for an open way
+            // asks about rule nodes. So this call is from the way down.
             if (asked.back() == stats[i] && m_distribution.count(stats[i]) == 0) {
                 went_down.push_back(rules[i]);
             }
@@ -181,9 +184,9 @@ TEST_F(zeWorkflowNegativesTest, GoesDownFromRuleNodesInTheOrderOfTheirIds) {
     EXPECT_EQ(went_down, rules);
 }
 
-// How far a way is open.
+// The test for an open way.
 
-TEST_F(zeWorkflowNegativesTest, AWayIsClosedIfItEndsAtClosedRulesEverywhere) {
+TEST_F(zeWorkflowNegativesTest, WayIsBlockedIfAllItsEndsAreBlocked) {
     zeWorkflow workflow(&m_tree.Manager());
     const qtPtrLight<zeMsg> msg = MessageBuilder().make();
     EXPECT_FALSE(workflow.is_cat_blocked(m_root, m_deep, *msg));
@@ -196,7 +199,7 @@ TEST_F(zeWorkflowNegativesTest, AWayIsClosedIfItEndsAtClosedRulesEverywhere) {
     EXPECT_FALSE(m_tree.Tree().is_cat_blocked(m_root, m_deep, *msg));
 }
 
-TEST_F(zeWorkflowNegativesTest, AWayIsOpenToANodeWithoutChildren) {
+TEST_F(zeWorkflowNegativesTest, WayToANodeWithoutChildrenIsOpen) {
     zeWorkflow workflow(&m_tree.Manager());
     const qtPtrLight<zeMsg> msg = MessageBuilder().make();
 
@@ -204,7 +207,7 @@ TEST_F(zeWorkflowNegativesTest, AWayIsOpenToANodeWithoutChildren) {
     EXPECT_FALSE(workflow.is_cat_blocked(m_root, m_tree.Rule(m_root, "bare"), *msg));
 }
 
-TEST_F(zeWorkflowNegativesTest, AWayIsClosedByItsFirstRuleAndBelowALeaf) {
+TEST_F(zeWorkflowNegativesTest, WayIsBlockedByItsFirstRuleAndBelowALeaf) {
     zeWorkflow workflow(&m_tree.Manager());
     const qtPtrLight<zeMsg> msg = MessageBuilder().make();
     m_tree.Block(m_root, m_deep);
@@ -214,7 +217,7 @@ TEST_F(zeWorkflowNegativesTest, AWayIsClosedByItsFirstRuleAndBelowALeaf) {
     EXPECT_TRUE(workflow.is_cat_blocked(m_blank, m_sport, *msg));
 }
 
-TEST_F(zeWorkflowNegativesTest, StopsLookingAtTheFirstOpenEnd) {
+TEST_F(zeWorkflowNegativesTest, TestForAnOpenWayStopsAtTheFirstOpenEnd) {
     zeWorkflow workflow(&m_tree.Manager());
     const qtPtrLight<zeMsg> msg = MessageBuilder().make();
     m_tree.Block(m_deep, m_hall);
@@ -230,9 +233,10 @@ TEST_F(zeWorkflowNegativesTest, StopsLookingAtTheFirstOpenEnd) {
 
 // Interruption.
 
-// One poll at each label, and one at each rule node from which a message goes down.
-TEST_F(zeWorkflowNegativesTest, AsksForAnInterruptionAtEachLabelAndEachRuleNode) {
-    Add({m_sport, m_chairs});  // 2 labels, the rule nodes root and deep
+// There is one poll at each label, and one at each rule node from which a message is distributed
+// down.
+TEST_F(zeWorkflowNegativesTest, EachLabelAndEachRuleNodeIsPolled) {
+    Add({m_sport, m_chairs});  // 2 labels, and the rule nodes root and deep
     Add({});
     Add({m_blank});  // 1 label, root
     Interrupt_at progress(0);
@@ -243,7 +247,7 @@ TEST_F(zeWorkflowNegativesTest, AsksForAnInterruptionAtEachLabelAndEachRuleNode)
     EXPECT_EQ(progress.polls, 6);
 }
 
-TEST_F(zeWorkflowNegativesTest, IsInterruptedAtEachOfThem) {
+TEST_F(zeWorkflowNegativesTest, EachPollCanInterrupt) {
     Add({m_sport, m_chairs});
     Add({m_blank});
     for (int poll = 1; poll <= 6; ++poll) {
@@ -261,7 +265,7 @@ TEST_F(zeWorkflowNegativesTest, IsInterruptedAtEachOfThem) {
     m_tree.Manager().m_progress = nullptr;
 }
 
-TEST_F(zeWorkflowNegativesTest, AsksBeforeItLooksAtALabel) {
+TEST_F(zeWorkflowNegativesTest, PollComesBeforeTheLabelIsUsed) {
     Add({Stray("stray")});
     Interrupt_at progress(1);
     m_tree.Manager().m_progress = &progress;

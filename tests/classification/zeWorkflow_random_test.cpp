@@ -1,4 +1,4 @@
-// The walk against a slow and obvious one: random trees with random answers.
+// Compares the walk with a slow and simple one: random trees with random answers.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <algorithm>
@@ -22,11 +22,11 @@ constexpr unsigned int kFirstSeed = 20240601;
 constexpr unsigned int kTreeCount = 2000;
 constexpr std::size_t kGreatestDepth = 4;
 
-// A result by the node's id.
+// A result with the node's id instead of the node.
 using Ranked = std::pair<unsigned int, double>;
 
-// A tree of two to four levels with few names, so that categories repeat, and factors of whole
-// eighths, so that scores tie often and products are exact.
+// A tree of two to four levels. It uses few names, so categories repeat. All factors are multiples
+// of 1/8, so scores are often equal and products are exact.
 class Random_walk {
 public:
     explicit Random_walk(unsigned int seed) : m_random(seed) {
@@ -55,7 +55,7 @@ private:
 
     double eighths(std::size_t end) { return static_cast<double>(below(end)) / 8; }
 
-    // High ones are likelier, so that paths reach down.
+    // The higher of two random values, so that many paths reach the lowest level.
     double factor() { return std::max(eighths(9), eighths(9)); }
 
     std::string name() { return std::vector<std::string>{"a", "b", "ab", "\xC3"}[below(4)]; }
@@ -83,7 +83,8 @@ private:
         }
     }
 
-    // Answers besides those for children: to leaves anywhere and to inner nodes one level down.
+    // Adds answers that are not for children: for leaves anywhere, and for inner nodes one level
+    // down.
     void add_second_ways() {
         for (std::size_t level = 0; level < m_levels.size(); ++level) {
             for (zeNode* const from : m_levels[level]) {
@@ -103,8 +104,8 @@ private:
     std::vector<zeNode*> m_leaves;
 };
 
-// Follows every path to its end, and only then thinks about duplicates and order. One classifier's
-// answers for one category count once, as the best of them.
+// Follows every path to its end, and only then removes duplicates and sorts. If one classifier
+// answers a category several times, only the best answer counts.
 class Slow_walk {
 public:
     explicit Slow_walk(Random_walk& tree) : m_tree(tree) {
@@ -197,7 +198,7 @@ std::vector<double> scores_of(const std::vector<Ranked>& results) {
     return scores;
 }
 
-TEST(zeWorkflowRandomTest, YieldsWhatFollowingEveryPathYields) {
+TEST(zeWorkflowRandomTest, ResultsEqualThoseOfFollowingEveryPath) {
     std::size_t result_count = 0;
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kTreeCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
@@ -208,13 +209,13 @@ TEST(zeWorkflowRandomTest, YieldsWhatFollowingEveryPathYields) {
 
         result_count += expected.size();
     }
-    // The trees are worth it: several results each, on average.
+    // The trees must have several results on average, or the test would show little.
     EXPECT_GT(result_count, 3 * kTreeCount);
 }
 
-// Which of several equals stands at the limit depends on when the walk meets them; their score
-// does not.
-TEST(zeWorkflowRandomTest, ALimitKeepsTheBestScores) {
+// If scores are equal at the limit, the order of the walk decides which result is kept. The scores
+// are the same.
+TEST(zeWorkflowRandomTest, LimitKeepsTheBestScores) {
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kTreeCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random_walk tree(seed);

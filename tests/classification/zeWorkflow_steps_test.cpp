@@ -1,4 +1,4 @@
-// The depth-first walk of the workflow.
+// The steps of the workflow's depth-first walk.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <string>
@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Over root(a, mid(b, low(c)), d).
+// The tree is root(a, mid(b, low(c)), d).
 class zeWorkflowStepsTest : public testing::Test {
 protected:
     zeWorkflowStepsTest() {
@@ -49,7 +49,7 @@ protected:
     zeNode* b;
 };
 
-TEST_F(zeWorkflowStepsTest, StartNodeHoldsTheOneElement) {
+TEST_F(zeWorkflowStepsTest, StartNodePutsOneElementOnTheStack) {
     const std::vector<Node_stack_elem> stack = workflow->start_node(mid);
 
     ASSERT_EQ(stack.size(), 1U);
@@ -58,7 +58,7 @@ TEST_F(zeWorkflowStepsTest, StartNodeHoldsTheOneElement) {
     EXPECT_FALSE(stack[0].started);
 }
 
-TEST_F(zeWorkflowStepsTest, StartNodeTakesTheRootForNull) {
+TEST_F(zeWorkflowStepsTest, StartNodeWithNullStartsAtTheRoot) {
     const std::vector<Node_stack_elem> stack = workflow->start_node(nullptr);
 
     ASSERT_EQ(stack.size(), 1U);
@@ -73,7 +73,7 @@ TEST_F(zeWorkflowStepsTest, StaysBelowTheNodeThatItStartsAt) {
     EXPECT_THAT(Visited(mid), ElementsAre("mid", "b", "low", "c"));
 }
 
-TEST_F(zeWorkflowStepsTest, NextEndsASingleNodeAtOnce) {
+TEST_F(zeWorkflowStepsTest, NextEndsAfterASingleNode) {
     std::vector<Node_stack_elem> stack = workflow->start_node(a);
 
     workflow->next(stack);
@@ -94,7 +94,7 @@ TEST_F(zeWorkflowStepsTest, NextPushesTheChildAndRemembersThePosition) {
     EXPECT_FALSE(stack[1].started);
 }
 
-TEST_F(zeWorkflowStepsTest, NextStartsAtTheFirstChildOfWhatIsNotStarted) {
+TEST_F(zeWorkflowStepsTest, NextOfAnElementNotYetStartedVisitsTheFirstChild) {
     std::vector<Node_stack_elem> stack = {{root, 2, false}};
 
     workflow->next(stack);
@@ -102,7 +102,7 @@ TEST_F(zeWorkflowStepsTest, NextStartsAtTheFirstChildOfWhatIsNotStarted) {
     EXPECT_EQ(stack.back().node, a);
 }
 
-TEST_F(zeWorkflowStepsTest, NextGoesOnFromThePositionOfWhatIsStarted) {
+TEST_F(zeWorkflowStepsTest, NextContinuesAtThePositionOfTheElement) {
     std::vector<Node_stack_elem> stack = {{root, 1, true}};
 
     workflow->next(stack);
@@ -111,7 +111,7 @@ TEST_F(zeWorkflowStepsTest, NextGoesOnFromThePositionOfWhatIsStarted) {
     EXPECT_EQ(stack.front().next_child, 2U);
 }
 
-TEST_F(zeWorkflowStepsTest, NextClimbsFromTheLastChildInOneStep) {
+TEST_F(zeWorkflowStepsTest, NextAfterTheLastChildClimbsInOneStep) {
     std::vector<Node_stack_elem> stack = {{root, 2, true}, {mid, 2, true}, {b, 0, false}};
 
     workflow->next(stack);

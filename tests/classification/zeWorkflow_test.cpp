@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-// Factors and thresholds are sums of few powers of two, so that all products are exact.
+// Factors and thresholds are sums of few powers of two, so all products are exact.
 class zeWorkflowTest : public testing::Test {
 protected:
     void Classify(zeResult_set& results, bool skip_no_score = false, bool use_thresholds = false) {
@@ -36,8 +36,8 @@ protected:
         return listing_of(results);
     }
 
-    // A root and two inner nodes below it, neither of them scored. All three are as likely; "q" is
-    // asked before "p".
+    // A root with two inner nodes p and q, none of them scored. All three have the same score; "q"
+    // is asked before "p".
     void BuildTwoEqualBranches() {
         root = tree.Root("root");
         p = tree.Inner(root, "p", 1.0);
@@ -54,15 +54,15 @@ protected:
     zeNode* q = nullptr;
 };
 
-// Making one.
+// Construction.
 
-TEST_F(zeWorkflowTest, NeedsARoot) {
+TEST_F(zeWorkflowTest, RootIsRequired) {
     zeManager empty;
 
     EXPECT_QTX_ARGS(zeWorkflow{&empty}, zeWorkflow, 0, "Root classifier does not exist", {});
 }
 
-TEST_F(zeWorkflowTest, KeepsTheRootThatItWasMadeWith) {
+TEST_F(zeWorkflowTest, RootOfTheConstructionIsKept) {
     root = tree.Root("old");
     zeWorkflow workflow(&tree.Manager());
     tree.Root("new");
@@ -74,7 +74,7 @@ TEST_F(zeWorkflowTest, KeepsTheRootThatItWasMadeWith) {
     EXPECT_EQ(workflow.start_node(nullptr).at(0).node, root);
 }
 
-TEST_F(zeWorkflowTest, KeepsItsRootWhenTheManagerLosesIt) {
+TEST_F(zeWorkflowTest, RootIsKeptWhenTheManagerLosesIt) {
     tree.Root("old");
     zeWorkflow workflow(&tree.Manager());
     tree.Manager().m_root = nullptr;
@@ -85,15 +85,15 @@ TEST_F(zeWorkflowTest, KeepsItsRootWhenTheManagerLosesIt) {
     EXPECT_THAT(listing_of(results), ElementsAre(Pair("old", 1.0)));
 }
 
-// The walk down trees of one to four levels.
+// The walk down in trees of one to four levels.
 
-TEST_F(zeWorkflowTest, ARootThatIsALeafIsTheOnlyResult) {
+TEST_F(zeWorkflowTest, RootThatIsALeafIsTheOnlyResult) {
     tree.Manager().m_root = tree.Tree().MakeNode(term("root"), ZE_LEAF, 0, 0.0);
 
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0)));
 }
 
-TEST_F(zeWorkflowTest, YieldsTheChildrenThatTheClassifierAnswers) {
+TEST_F(zeWorkflowTest, ChildrenThatTheClassifierAnswersAreResults) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.25);
     tree.Leaf(root, "b", 0.75);
@@ -102,7 +102,7 @@ TEST_F(zeWorkflowTest, YieldsTheChildrenThatTheClassifierAnswers) {
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("b", 0.75), Pair("a", 0.25)));
 }
 
-TEST_F(zeWorkflowTest, MultipliesScoresAlongThePath) {
+TEST_F(zeWorkflowTest, ScoresAlongThePathAreMultiplied) {
     root = tree.Root("root");
     zeNode* const upper = tree.Inner(root, "upper", 0.5);
     zeNode* const lower = tree.Inner(upper, "lower", 0.75);
@@ -112,7 +112,7 @@ TEST_F(zeWorkflowTest, MultipliesScoresAlongThePath) {
                                               Pair("lower", 0.375), Pair("leaf", 0.1875)));
 }
 
-TEST_F(zeWorkflowTest, RanksResultsOfAllLevelsTogether) {
+TEST_F(zeWorkflowTest, ResultsOfAllLevelsAreRankedTogether) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     tree.Leaf(inner, "deep", 0.5);
@@ -124,7 +124,7 @@ TEST_F(zeWorkflowTest, RanksResultsOfAllLevelsTogether) {
                             Pair("deep", 0.25), Pair("below", 0.125)));
 }
 
-TEST_F(zeWorkflowTest, AsksTheBestNodeNextWhereverItStands) {
+TEST_F(zeWorkflowTest, BestNodeOfAnyLevelIsAskedNext) {
     root = tree.Root("root");
     zeNode* const good = tree.Inner(root, "good", 0.75);
     zeNode* const poor = tree.Inner(root, "poor", 0.5);
@@ -138,7 +138,7 @@ TEST_F(zeWorkflowTest, AsksTheBestNodeNextWhereverItStands) {
                 ElementsAre("root", "good", "best under", "poor", "under poor", "under good"));
 }
 
-TEST_F(zeWorkflowTest, AsksTheGreatestNameNextAmongEqualScores) {
+TEST_F(zeWorkflowTest, GreatestNameIsAskedNextIfScoresAreEqual) {
     root = tree.Root("root");
     for (const char* const name : {"ab", "z", "\xC3\xA4", "a", "abc", "B"}) {
         tree.Inner(root, name, 0.5);
@@ -149,7 +149,7 @@ TEST_F(zeWorkflowTest, AsksTheGreatestNameNextAmongEqualScores) {
     EXPECT_THAT(tree.Asked(), ElementsAre("root", "\xC3\xA4", "z", "abc", "ab", "a", "B"));
 }
 
-TEST_F(zeWorkflowTest, EndsAPathAtANodeWhoseClassifierIsGone) {
+TEST_F(zeWorkflowTest, PathEndsAtANodeWithoutAClassifierInMemory) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     tree.Leaf(inner, "leaf", 0.5);
@@ -158,7 +158,7 @@ TEST_F(zeWorkflowTest, EndsAPathAtANodeWhoseClassifierIsGone) {
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("inner", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, AddsToWhatTheSetHolds) {
+TEST_F(zeWorkflowTest, EarlierResultsOfTheSetAreKept) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.5);
     zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
@@ -171,7 +171,7 @@ TEST_F(zeWorkflowTest, AddsToWhatTheSetHolds) {
                 ElementsAre(Pair("root", 1.0), Pair("held", 0.75), Pair("a", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, LeavesTheSetRaw) {
+TEST_F(zeWorkflowTest, ResultsAreNotSorted) {
     tree.Root("root");
     zeResult_set results(0.0, -1);
     results.deduplicated = true;
@@ -184,7 +184,7 @@ TEST_F(zeWorkflowTest, LeavesTheSetRaw) {
 
 // The threshold.
 
-TEST_F(zeWorkflowTest, YieldsWhatReachesTheThresholdExactly) {
+TEST_F(zeWorkflowTest, ScoreEqualToTheThresholdIsAResult) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     tree.Leaf(inner, "at", 0.5);
@@ -194,7 +194,7 @@ TEST_F(zeWorkflowTest, YieldsWhatReachesTheThresholdExactly) {
                 ElementsAre(Pair("root", 1.0), Pair("inner", 0.5), Pair("at", 0.25)));
 }
 
-TEST_F(zeWorkflowTest, DoesNotSearchBelowANodeUnderTheThreshold) {
+TEST_F(zeWorkflowTest, NodesBelowANodeUnderTheThresholdAreNotSearched) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.25);
     tree.Leaf(inner, "leaf", 1.0);
@@ -204,7 +204,7 @@ TEST_F(zeWorkflowTest, DoesNotSearchBelowANodeUnderTheThreshold) {
     EXPECT_THAT(tree.Asked(), ElementsAre("root"));
 }
 
-TEST_F(zeWorkflowTest, YieldsTheRootAtAThresholdOfOne) {
+TEST_F(zeWorkflowTest, RootIsAResultAtAThresholdOfOne) {
     root = tree.Root("root");
     tree.Leaf(root, "sure", 1.0);
     tree.Leaf(root, "likely", 0.875);
@@ -212,7 +212,7 @@ TEST_F(zeWorkflowTest, YieldsTheRootAtAThresholdOfOne) {
     EXPECT_THAT(Results(1.0, -1), ElementsAre(Pair("sure", 1.0), Pair("root", 1.0)));
 }
 
-TEST_F(zeWorkflowTest, AsksNobodyAboveAThresholdOfOne) {
+TEST_F(zeWorkflowTest, NoClassifierIsAskedAtAThresholdAboveOne) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 1.0);
 
@@ -221,7 +221,7 @@ TEST_F(zeWorkflowTest, AsksNobodyAboveAThresholdOfOne) {
     EXPECT_THAT(tree.Asked(), IsEmpty());
 }
 
-TEST_F(zeWorkflowTest, DropsAnAnswerUnderTheThresholdThatAClassifierGivesNevertheless) {
+TEST_F(zeWorkflowTest, AnswerThatIgnoresTheThresholdIsDropped) {
     root = tree.Root("root");
     tree.Classifier(root).ignores_threshold = true;
     tree.Leaf(root, "a", 0.25);
@@ -230,7 +230,7 @@ TEST_F(zeWorkflowTest, DropsAnAnswerUnderTheThresholdThatAClassifierGivesNeverth
     EXPECT_THAT(Results(0.5, -1), ElementsAre(Pair("root", 1.0), Pair("b", 0.75)));
 }
 
-TEST_F(zeWorkflowTest, NeverYieldsAScoreOfZero) {
+TEST_F(zeWorkflowTest, ScoreOfZeroIsNeverAResult) {
     for (const double threshold : {0.0, -1.0}) {
         SCOPED_TRACE(threshold);
         TreeBuilder other;
@@ -246,14 +246,14 @@ TEST_F(zeWorkflowTest, NeverYieldsAScoreOfZero) {
     }
 }
 
-TEST_F(zeWorkflowTest, HandsTheClassifierTheThresholdThatAFactorMustReach) {
+TEST_F(zeWorkflowTest, ClassifierGetsTheThresholdForItsFactors) {
     root = tree.Root("root");
     zeNode* const upper = tree.Inner(root, "upper", 0.5);
     zeNode* const lower = tree.Inner(upper, "lower", 0.5);
 
     Results(0.125, 4);
 
-    // 0.125 / 1, 0.125 / 0.5 and 0.125 / 0.25; however many results the caller wants.
+    // The thresholds are 0.125 / 1, 0.125 / 0.5 and 0.125 / 0.25, for any number of wanted results.
     ASSERT_EQ(tree.Classifier(lower).calls.size(), 1U);
     EXPECT_EQ(tree.Classifier(root).calls.at(0).threshold, 0.125);
     EXPECT_EQ(tree.Classifier(upper).calls.at(0).threshold, 0.25);
@@ -262,9 +262,9 @@ TEST_F(zeWorkflowTest, HandsTheClassifierTheThresholdThatAFactorMustReach) {
     EXPECT_EQ(tree.Classifier(lower).calls.at(0).max_results, -1);
 }
 
-// A node may be too poor to be a result by the set's threshold of the moment, and is searched by
-// the threshold that the walk began with.
-TEST_F(zeWorkflowTest, AddsByTheSetsPresentThresholdAndWalksByTheFirst) {
+// The set's threshold may change during the walk. A node becomes a result if it reaches the current
+// threshold. It is searched if it reaches the threshold from the start.
+TEST_F(zeWorkflowTest, ResultsUseTheCurrentThresholdAndTheSearchUsesTheFirst) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     tree.Leaf(root, "good", 0.75);
@@ -282,7 +282,7 @@ TEST_F(zeWorkflowTest, AddsByTheSetsPresentThresholdAndWalksByTheFirst) {
 
 // The nodes' own thresholds.
 
-TEST_F(zeWorkflowTest, DropsAnswersUnderTheThresholdOfTheNodeThatIsExpanded) {
+TEST_F(zeWorkflowTest, AnswersUnderTheThresholdOfTheAskedNodeAreDropped) {
     root = tree.Root("root");
     root->m_threshold = 0.5;
     tree.Leaf(root, "above", 0.75);
@@ -293,25 +293,26 @@ TEST_F(zeWorkflowTest, DropsAnswersUnderTheThresholdOfTheNodeThatIsExpanded) {
                 ElementsAre(Pair("root", 1.0), Pair("above", 0.75), Pair("at", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, ComparesANodesThresholdWithTheWholePath) {
+TEST_F(zeWorkflowTest, ThresholdOfANodeIsComparedWithTheWholePathScore) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     inner->m_threshold = 0.25;
-    tree.Leaf(inner, "at", 0.5);        // 0.25
-    tree.Leaf(inner, "below", 0.4375);  // 0.21875, though the factor alone would do
+    tree.Leaf(inner, "at", 0.5);  // 0.25
+    // 0.21875: too low, although the factor is above the threshold
+    tree.Leaf(inner, "below", 0.4375);
 
     EXPECT_THAT(Results(0.0, -1),
                 ElementsAre(Pair("root", 1.0), Pair("inner", 0.5), Pair("at", 0.25)));
 }
 
-TEST_F(zeWorkflowTest, TakesNoNoticeOfTheAnsweredNodesThreshold) {
+TEST_F(zeWorkflowTest, ThresholdOfTheAnsweredNodeIsIgnored) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.25)->m_threshold = 0.75;
 
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("a", 0.25)));
 }
 
-TEST_F(zeWorkflowTest, AnInnerNodeUnderItsOwnThresholdIsAResultAndEndsItsPath) {
+TEST_F(zeWorkflowTest, InnerNodeUnderItsOwnThresholdIsAResultAndEndsItsPath) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     inner->m_threshold = 0.75;
@@ -320,9 +321,9 @@ TEST_F(zeWorkflowTest, AnInnerNodeUnderItsOwnThresholdIsAResultAndEndsItsPath) {
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("inner", 0.5)));
 }
 
-// What classifiers are handed.
+// The arguments of classifiers.
 
-TEST_F(zeWorkflowTest, HandsTheMessageToEveryClassifier) {
+TEST_F(zeWorkflowTest, EveryClassifierGetsTheMessage) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
 
@@ -332,7 +333,7 @@ TEST_F(zeWorkflowTest, HandsTheMessageToEveryClassifier) {
     EXPECT_EQ(tree.Classifier(inner).calls.at(0).msg, &msg);
 }
 
-TEST_F(zeWorkflowTest, HandsTheScoreOfThePathToTheClassifier) {
+TEST_F(zeWorkflowTest, ClassifierGetsTheScoreOfThePath) {
     root = tree.Root("root");
     zeNode* const upper = tree.Inner(root, "upper", 0.5);
     zeNode* const lower = tree.Inner(upper, "lower", 0.75);
@@ -344,7 +345,7 @@ TEST_F(zeWorkflowTest, HandsTheScoreOfThePathToTheClassifier) {
     EXPECT_EQ(tree.Classifier(lower).calls.at(0).node_score, 0.375);
 }
 
-TEST_F(zeWorkflowTest, HandsUseThresholdsToEveryClassifier) {
+TEST_F(zeWorkflowTest, EveryClassifierGetsUseThresholds) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     for (const bool use_thresholds : {false, true}) {
@@ -358,7 +359,7 @@ TEST_F(zeWorkflowTest, HandsUseThresholdsToEveryClassifier) {
     }
 }
 
-TEST_F(zeWorkflowTest, CountsTheClassifiersThatItAsks) {
+TEST_F(zeWorkflowTest, AskedClassifiersAreCounted) {
     root = tree.Root("root");
     tree.Inner(root, "inner", 0.5);
     tree.Leaf(root, "leaf", 0.5);
@@ -373,7 +374,7 @@ TEST_F(zeWorkflowTest, CountsTheClassifiersThatItAsks) {
 
 // NoScore.
 
-TEST_F(zeWorkflowTest, LeavesNoScoreNodesOutAndSearchesThem) {
+TEST_F(zeWorkflowTest, SkippedNoScoreNodesAreSearchedButAreNoResults) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     tree.Leaf(inner, "leaf", 0.5);
@@ -384,7 +385,7 @@ TEST_F(zeWorkflowTest, LeavesNoScoreNodesOutAndSearchesThem) {
     EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("leaf", 0.25)));
 }
 
-TEST_F(zeWorkflowTest, YieldsNoScoreNodesUnlessTheyAreToBeSkipped) {
+TEST_F(zeWorkflowTest, NoScoreNodesAreResultsUnlessTheyAreSkipped) {
     root = tree.Root("root");
     tree.NoScore(tree.Leaf(root, "silent", 0.75));
     tree.NoScore(root);
@@ -399,9 +400,9 @@ TEST_F(zeWorkflowTest, SkippingKeepsScoredInnerNodes) {
     EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("root", 1.0), Pair("leaf", 0.5)));
 }
 
-// How many results are wanted.
+// The number of wanted results.
 
-TEST_F(zeWorkflowTest, ReturnsAtOnceIfNoResultIsWanted) {
+TEST_F(zeWorkflowTest, WalkEndsAtOnceIfNoResultIsWanted) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.5);
     zeResult_set results(0.0, 0);
@@ -415,7 +416,7 @@ TEST_F(zeWorkflowTest, ReturnsAtOnceIfNoResultIsWanted) {
     EXPECT_TRUE(results.sorted);
 }
 
-TEST_F(zeWorkflowTest, YieldsAllForAnyNegativeMaximum) {
+TEST_F(zeWorkflowTest, NegativeMaximumReturnsAllResults) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.5);
     tree.Leaf(root, "b", 0.25);
@@ -424,7 +425,7 @@ TEST_F(zeWorkflowTest, YieldsAllForAnyNegativeMaximum) {
     EXPECT_EQ(Results(0.0, -9).size(), 3U);
 }
 
-TEST_F(zeWorkflowTest, EndsAsSoonAsEnoughResultsStand) {
+TEST_F(zeWorkflowTest, WalkEndsWhenThereAreEnoughResults) {
     root = tree.Root("root");
     tree.Inner(root, "a", 0.75);
     tree.Inner(root, "b", 0.5);
@@ -435,7 +436,7 @@ TEST_F(zeWorkflowTest, EndsAsSoonAsEnoughResultsStand) {
     EXPECT_THAT(tree.Asked(), ElementsAre("root"));
 }
 
-TEST_F(zeWorkflowTest, TakesNoNoticeOfALimitThatIsSetMeanwhile) {
+TEST_F(zeWorkflowTest, LimitSetDuringTheWalkIsIgnored) {
     root = tree.Root("root");
     tree.Inner(root, "a", 0.75);
     tree.Inner(root, "b", 0.5);
@@ -444,11 +445,11 @@ TEST_F(zeWorkflowTest, TakesNoNoticeOfALimitThatIsSetMeanwhile) {
 
     Classify(results);
 
-    EXPECT_THAT(tree.Asked(), ElementsAre("a", "b"));  // the root's entry is replaced above
+    EXPECT_THAT(tree.Asked(), ElementsAre("a", "b"));  // the line above replaced the root's record
     EXPECT_EQ(results.results.size(), 3U);
 }
 
-TEST_F(zeWorkflowTest, KeepsToALimitThatIsLiftedMeanwhile) {
+TEST_F(zeWorkflowTest, LimitRemovedDuringTheWalkStaysInForce) {
     root = tree.Root("root");
     tree.NoScore(root);
     tree.Inner(root, "a", 0.75);
@@ -462,14 +463,14 @@ TEST_F(zeWorkflowTest, KeepsToALimitThatIsLiftedMeanwhile) {
     EXPECT_EQ(results.results.size(), 1U);
 }
 
-TEST_F(zeWorkflowTest, YieldsFewerThanWantedIfThereAreNoMore) {
+TEST_F(zeWorkflowTest, FewerResultsThanWantedAreReturnedIfThereAreNoMore) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.5);
 
     EXPECT_THAT(Results(0.0, 5), ElementsAre(Pair("root", 1.0), Pair("a", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, PrefersTheGreatestNameAtTheLimit) {
+TEST_F(zeWorkflowTest, GreatestNameIsPreferredAtTheLimit) {
     root = tree.Root("root");
     for (const char* const name : {"b", "d", "a", "c"}) {
         tree.Leaf(root, name, 0.5);
@@ -478,7 +479,7 @@ TEST_F(zeWorkflowTest, PrefersTheGreatestNameAtTheLimit) {
     EXPECT_THAT(Results(0.0, 3), ElementsAre(Pair("root", 1.0), Pair("d", 0.5), Pair("c", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, DoesNotCountDuplicatesTowardsTheLimit) {
+TEST_F(zeWorkflowTest, DuplicatesDoNotCountTowardsTheLimit) {
     BuildTwoEqualBranches();
     tree.Leaf(p, "a", 0.75);
     tree.Leaf(q, "a", 0.5);
@@ -488,7 +489,7 @@ TEST_F(zeWorkflowTest, DoesNotCountDuplicatesTowardsTheLimit) {
     EXPECT_THAT(Results(0.0, 2, true), ElementsAre(Pair("a", 0.75), Pair("b", 0.25)));
 }
 
-TEST_F(zeWorkflowTest, CountsResultsThatTheSetHeldTowardsTheLimit) {
+TEST_F(zeWorkflowTest, EarlierResultsOfTheSetCountTowardsTheLimit) {
     root = tree.Root("root");
     tree.Leaf(root, "a", 0.5);
     zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
@@ -501,7 +502,7 @@ TEST_F(zeWorkflowTest, CountsResultsThatTheSetHeldTowardsTheLimit) {
     EXPECT_THAT(listing_of(results), ElementsAre(Pair("root", 1.0)));
 }
 
-TEST_F(zeWorkflowTest, ASkippedNodeNeverEndsTheWalk) {
+TEST_F(zeWorkflowTest, SkippedNodeNeverEndsTheWalk) {
     root = tree.Root("root");
     tree.Inner(root, "first", 0.5);
     tree.Inner(root, "second", 0.25);
@@ -512,12 +513,12 @@ TEST_F(zeWorkflowTest, ASkippedNodeNeverEndsTheWalk) {
 
     Classify(results, true);
 
-    // The set was full from the start, yet only a candidate ends the walk.
+    // The set is full from the start, but only a candidate that is not skipped ends the walk.
     EXPECT_THAT(tree.Asked(), ElementsAre("root"));
     EXPECT_THAT(listing_of(results), ElementsAre(Pair("first", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, ACandidateThatIsNotAddedEndsTheWalkOfAFullSet) {
+TEST_F(zeWorkflowTest, CandidateThatIsNotAddedEndsTheWalkIfTheSetIsFull) {
     root = tree.Root("root");
     tree.Inner(root, "inner", 0.5);
     tree.NoScore(root);
@@ -528,13 +529,13 @@ TEST_F(zeWorkflowTest, ACandidateThatIsNotAddedEndsTheWalkOfAFullSet) {
 
     Classify(results, true);
 
-    EXPECT_THAT(tree.Asked(), IsEmpty());  // the root's own entry is replaced by the line above
+    EXPECT_THAT(tree.Asked(), IsEmpty());  // nobody: the root itself would be recorded too
     EXPECT_THAT(listing_of(results), ElementsAre(Pair("held", 0.75)));
 }
 
-// Nodes and categories that are reached more than once.
+// Nodes and categories that are reached several times.
 
-TEST_F(zeWorkflowTest, TwoLeavesOfOneCategoryAreOneResultOfTheHigherScore) {
+TEST_F(zeWorkflowTest, TwoLeavesOfOneCategoryAreOneResultWithTheHigherScore) {
     BuildTwoEqualBranches();
     zeNode* const better = tree.Leaf(p, "a", 0.75);
     tree.Leaf(q, "a", 0.5);
@@ -546,8 +547,8 @@ TEST_F(zeWorkflowTest, TwoLeavesOfOneCategoryAreOneResultOfTheHigherScore) {
     EXPECT_EQ(results.get_result(0).node, better);
 }
 
-// Duplicates among one classifier's answers are removed before anyone looks at NoScore.
-TEST_F(zeWorkflowTest, ASkippedLeafHidesAPoorerOneThatTheSameClassifierAnswers) {
+// Duplicates in the answers of one classifier are removed before NoScore is considered.
+TEST_F(zeWorkflowTest, SkippedLeafHidesALowerAnswerOfTheSameClassifier) {
     root = tree.Root("root");
     tree.NoScore(tree.Leaf(root, "a", 0.75));
     tree.Leaf(root, "a", 0.5);
@@ -555,7 +556,7 @@ TEST_F(zeWorkflowTest, ASkippedLeafHidesAPoorerOneThatTheSameClassifierAnswers) 
     EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("root", 1.0)));
 }
 
-TEST_F(zeWorkflowTest, ASkippedLeafHidesNoneThatAnotherClassifierAnswers) {
+TEST_F(zeWorkflowTest, SkippedLeafDoesNotHideAnAnswerOfAnotherClassifier) {
     BuildTwoEqualBranches();
     tree.NoScore(tree.Leaf(p, "a", 0.75));
     tree.Leaf(q, "a", 0.5);
@@ -563,7 +564,7 @@ TEST_F(zeWorkflowTest, ASkippedLeafHidesNoneThatAnotherClassifierAnswers) {
     EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("a", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, TwoInnerNodesOfOneNameAreTwoResults) {
+TEST_F(zeWorkflowTest, TwoInnerNodesOfTheSameNameAreTwoResults) {
     root = tree.Root("root");
     tree.Inner(root, "a", 0.75);
     tree.Inner(root, "a", 0.5);
@@ -571,7 +572,7 @@ TEST_F(zeWorkflowTest, TwoInnerNodesOfOneNameAreTwoResults) {
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("a", 0.75), Pair("a", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, SearchesANodeOnEachPathThatReachesItAndYieldsItOnce) {
+TEST_F(zeWorkflowTest, NodeReachedOnTwoPathsIsSearchedTwiceAndIsOneResult) {
     BuildTwoEqualBranches();
     zeNode* const shared = tree.Inner(p, "shared", 0.5);
     tree.Answer(q, shared, 0.25);
@@ -585,7 +586,7 @@ TEST_F(zeWorkflowTest, SearchesANodeOnEachPathThatReachesItAndYieldsItOnce) {
     EXPECT_EQ(calls[1].node_score, 0.25);
 }
 
-TEST_F(zeWorkflowTest, TakesTheBestOfOneClassifiersAnswersForANode) {
+TEST_F(zeWorkflowTest, BestAnswerOfOneClassifierForANodeCounts) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.25);
     tree.Answer(root, inner, 0.75);
@@ -595,9 +596,9 @@ TEST_F(zeWorkflowTest, TakesTheBestOfOneClassifiersAnswersForANode) {
     EXPECT_EQ(tree.Classifier(inner).calls.size(), 1U);
 }
 
-// Among equals the lower id wins, in whatever order the walk comes across them: the branch "q" is
-// asked first and so its children are found first.
-TEST_F(zeWorkflowTest, PrefersTheOlderLeafOfOneCategoryAndScore) {
+// The lower id wins even though the walk finds the other node first: branch "q" is asked before
+// "p".
+TEST_F(zeWorkflowTest, OlderLeafIsPreferredIfCategoryAndScoreAreEqual) {
     for (const int max_results : {1, -1}) {
         for (const bool older_first : {true, false}) {
             SCOPED_TRACE(std::to_string(max_results) + (older_first ? " older" : " newer"));
@@ -620,7 +621,7 @@ TEST_F(zeWorkflowTest, PrefersTheOlderLeafOfOneCategoryAndScore) {
     }
 }
 
-TEST_F(zeWorkflowTest, PrefersTheOlderInnerNodeOfOneNameAndScore) {
+TEST_F(zeWorkflowTest, OlderInnerNodeIsPreferredIfNameAndScoreAreEqual) {
     for (const bool older_first : {true, false}) {
         SCOPED_TRACE(older_first);
         TreeBuilder other;
@@ -640,9 +641,9 @@ TEST_F(zeWorkflowTest, PrefersTheOlderInnerNodeOfOneNameAndScore) {
     }
 }
 
-// Errors, and the tree that the walk holds.
+// Errors, and the tree that the walk keeps.
 
-TEST_F(zeWorkflowTest, PassesOnWhatAClassifierRaisesAndLetsTheTreeGo) {
+TEST_F(zeWorkflowTest, ErrorOfAClassifierIsPassedOnAndTheTreeReleased) {
     root = tree.Root("root");
     tree.Classifier(root).on_classify = [] { throw std::runtime_error("broken"); };
     zeResult_set results(0.0, -1);
@@ -654,7 +655,7 @@ TEST_F(zeWorkflowTest, PassesOnWhatAClassifierRaisesAndLetsTheTreeGo) {
     EXPECT_EQ(g_ClassifyCount, before);
 }
 
-TEST_F(zeWorkflowTest, WalksAgainAfterAnError) {
+TEST_F(zeWorkflowTest, WalkWorksAgainAfterAnError) {
     root = tree.Root("root");
     tree.Classifier(root).on_classify = [] { throw std::runtime_error("broken"); };
     tree.Leaf(root, "a", 0.5);
@@ -665,7 +666,7 @@ TEST_F(zeWorkflowTest, WalksAgainAfterAnError) {
     EXPECT_THAT(Results(0.0, -1), ElementsAre(Pair("root", 1.0), Pair("a", 0.5)));
 }
 
-TEST_F(zeWorkflowTest, HoldsTheTreeThatTheManagerReplacesMeanwhile) {
+TEST_F(zeWorkflowTest, TreeThatTheManagerReplacesIsKeptUntilTheWalkEnds) {
     root = tree.Root("root");
     zeNode* const inner = tree.Inner(root, "inner", 0.5);
     tree.Leaf(inner, "leaf", 0.5);
@@ -680,7 +681,7 @@ TEST_F(zeWorkflowTest, HoldsTheTreeThatTheManagerReplacesMeanwhile) {
     Classify(results);
 
     EXPECT_TRUE(is_held);
-    EXPECT_EQ(results.results.size(), 3U);  // their nodes went with the tree
+    EXPECT_EQ(results.results.size(), 3U);  // their nodes were deleted with the tree
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Which classifiers a training trains, what it reports, and what it leaves when it breaks off.
+// Training: which classifiers are trained, what is reported, and the state after an interruption.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -21,7 +21,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What distributes the corpus of a tree.
+// An operation that trains a tree, or its root, on the tree's corpus.
 struct Operation {
     const char* name;
     void (*run)(Trained_tree& tree, CTProgress* progress);
@@ -45,7 +45,7 @@ const std::vector<Operation>& distributing_operations() {
     return operations;
 }
 
-// The root of a tree whose messages are labelled for it.
+// Trains only the root; the messages are labelled for it.
 const Operation& train_root() {
     static const Operation operation = {
         "train root", [](Trained_tree& tree, CTProgress* progress) {
@@ -64,7 +64,8 @@ int polls_of(const Operation& operation) {
     return counting.polls;
 }
 
-// Whatever poll interrupts it, the container can be used, cleared and trained.
+// Interrupts the operation at a poll. Afterwards the container must be usable: cleared and trained
+// again.
 void expect_to_break_off(const Operation& operation, int poll) {
     SCOPED_TRACE(std::string(operation.name) + " " + std::to_string(poll));
     Trained_tree tree;
@@ -108,10 +109,10 @@ protected:
         zeWorkflow(&manager).learn(corpus.view, progress, false, learn_flag);
     }
 
-    // A message whose category stands in no tree.
+    // Adds a message whose category is in no tree.
     void AddStray() { corpus.add(message({{"odd", 1.0}}), {leaf("stray")}); }
 
-    // How often root, news and shop ask for an interruption when each learns from what reaches it.
+    // The number of polls of root, news and shop when each learns the messages that reach it.
     std::vector<int> PollsOfLearners() {
         zeWorkflow::Distribution distribution;
         zeWorkflow(&manager).distribute_corpus(distribution, corpus.view, false);
@@ -135,7 +136,7 @@ protected:
         return polls;
     }
 
-    // Has the root's view labelled as the root's own categories are.
+    // Labels the view with the root's own categories.
     void LabelForRoot() {
         corpus.view.msgs[0].cats = {news};
         corpus.view.msgs[1].cats = {news};
@@ -151,7 +152,7 @@ protected:
 
 // All classifiers.
 
-TEST_F(zeWorkflowTrainTest, TrainsEachClassifierOnTheMessagesThatReachIt) {
+TEST_F(zeWorkflowTrainTest, EachClassifierIsTrainedOnTheMessagesThatReachIt) {
     Train();
 
     EXPECT_THAT(all_msgs(), ElementsAre(3, 2, 1));
@@ -163,7 +164,7 @@ TEST_F(zeWorkflowTrainTest, TrainsEachClassifierOnTheMessagesThatReachIt) {
     EXPECT_EQ(msgs_for(shop, shoes), 1);
 }
 
-TEST_F(zeWorkflowTrainTest, ATrainedTreeLeadsAMessageDownToItsCategory) {
+TEST_F(zeWorkflowTrainTest, TrainedTreeClassifiesAMessageIntoItsCategory) {
     Train();
 
     zeResult_set results(0.6, -1);
@@ -173,14 +174,14 @@ TEST_F(zeWorkflowTrainTest, ATrainedTreeLeadsAMessageDownToItsCategory) {
     EXPECT_EQ(results.get_result(0).node, money);
 }
 
-TEST_F(zeWorkflowTrainTest, TrainingAgainAddsToWhatWasLearned) {
+TEST_F(zeWorkflowTrainTest, TrainingAgainAddsToTheCounts) {
     Train();
     Train();
 
     EXPECT_THAT(all_msgs(), ElementsAre(6, 4, 2));
 }
 
-TEST_F(zeWorkflowTrainTest, ReportsItsStepsInOrder) {
+TEST_F(zeWorkflowTrainTest, StepsAreReportedInOrder) {
     Progress_log progress;
 
     Train(&progress);
@@ -189,7 +190,7 @@ TEST_F(zeWorkflowTrainTest, ReportsItsStepsInOrder) {
                                             "+1", "+1", "+1"));
 }
 
-TEST_F(zeWorkflowTrainTest, BootstrapReportsTheSameStepsInWordsOfItsOwn) {
+TEST_F(zeWorkflowTrainTest, BootstrapReportsTheSameStepsWithItsOwnTexts) {
     Progress_log progress;
 
     Bootstrap(&progress);
@@ -198,7 +199,7 @@ TEST_F(zeWorkflowTrainTest, BootstrapReportsTheSameStepsInWordsOfItsOwn) {
                                             "Initializing classifier(s)", "+1", "+1", "+1"));
 }
 
-TEST_F(zeWorkflowTrainTest, CountsAClassifierOnceItIsTrained) {
+TEST_F(zeWorkflowTrainTest, ClassifierCountsAsDoneWhenItIsTrained) {
     for (const Operation& operation : distributing_operations()) {
         SCOPED_TRACE(operation.name);
         Trained_tree tree;
@@ -213,8 +214,8 @@ TEST_F(zeWorkflowTrainTest, CountsAClassifierOnceItIsTrained) {
     }
 }
 
-// A caller that is told of the progress may replace the manager's tree.
-TEST_F(zeWorkflowTrainTest, HoldsTheTreeAsLongAsItTrains) {
+// The code that receives the progress may replace the manager's tree.
+TEST_F(zeWorkflowTrainTest, TreeIsKeptUntilTheTrainingEnds) {
     std::vector<Operation> operations = distributing_operations();
     operations.push_back(train_root());
     for (const Operation& operation : operations) {
@@ -231,28 +232,28 @@ TEST_F(zeWorkflowTrainTest, HoldsTheTreeAsLongAsItTrains) {
 }
 
 // Bootstrapping counts each message once for the keywords, once for the title and once for the
-// canned text; the messages here have keywords alone.
-TEST_F(zeWorkflowTrainTest, BootstrapStartsEachClassifierFromKeywords) {
+// canned text. These messages have only keywords.
+TEST_F(zeWorkflowTrainTest, BootstrapTrainsEachClassifierFromKeywords) {
     Bootstrap();
 
     EXPECT_THAT(all_msgs(), ElementsAre(3, 2, 1));
     EXPECT_EQ(storage(root).m_concept_infos.at(term("goal")).m_rate, 10.0);
 }
 
-TEST_F(zeWorkflowTrainTest, TakesTheInitialViewWhereThereIsNoOther) {
+TEST_F(zeWorkflowTrainTest, InitialViewIsUsedIfThereIsNoOther) {
     zeWorkflow(&manager).train(nullptr, &corpus.view, false, nullptr, false);
 
     EXPECT_EQ(storage(root).m_concept_infos.at(term("goal")).m_rate, 10.0);
 }
 
-TEST_F(zeWorkflowTrainTest, StampsTheTimeAndTheContainerAsModified) {
+TEST_F(zeWorkflowTrainTest, TrainingSetsItsTimeAndTheModifiedFlag) {
     Train();
 
     EXPECT_EQ(last_trained(), Clock_stands::kNow);
     EXPECT_TRUE(manager.m_modified);
 }
 
-TEST_F(zeWorkflowTrainTest, WithoutAMessageItStampsTheTimeAndTrainsNothing) {
+TEST_F(zeWorkflowTrainTest, TrainingWithoutMessagesSetsOnlyItsTimeAndTheModifiedFlag) {
     corpus.view.msgs.clear();
     Progress_log progress;
 
@@ -265,7 +266,7 @@ TEST_F(zeWorkflowTrainTest, WithoutAMessageItStampsTheTimeAndTrainsNothing) {
     EXPECT_TRUE(manager.m_modified);
 }
 
-TEST_F(zeWorkflowTrainTest, HasTheManagerPollItsProgressAndGivesTheOldOneBack) {
+TEST_F(zeWorkflowTrainTest, ManagersProgressIsReplacedDuringTheTraining) {
     Interrupt_at old_progress(0);
     manager.m_progress = &old_progress;
     Interrupt_at progress(0);
@@ -277,7 +278,7 @@ TEST_F(zeWorkflowTrainTest, HasTheManagerPollItsProgressAndGivesTheOldOneBack) {
     EXPECT_EQ(manager.m_progress, &old_progress);
 }
 
-TEST_F(zeWorkflowTrainTest, WithoutAProgressNothingInterrupts) {
+TEST_F(zeWorkflowTrainTest, TrainingWithoutAProgressIsNotInterrupted) {
     Interrupt_at old_progress(1);
     manager.m_progress = &old_progress;
 
@@ -291,7 +292,7 @@ TEST_F(zeWorkflowTrainTest, WithoutAProgressNothingInterrupts) {
 
 // Refusals.
 
-TEST_F(zeWorkflowTrainTest, RefusesACompactContainerBeforeAnythingElse) {
+TEST_F(zeWorkflowTrainTest, CompactContainerIsRefusedBeforeAnythingElse) {
     manager.m_compact = true;
     AddStray();
     Progress_log progress;
@@ -311,7 +312,7 @@ TEST_F(zeWorkflowTrainTest, RefusesACompactContainerBeforeAnythingElse) {
     EXPECT_TRUE(manager.m_compact);
 }
 
-TEST_F(zeWorkflowTrainTest, AnUnknownCategoryEndsItBeforeAnythingIsTrained) {
+TEST_F(zeWorkflowTrainTest, UnknownCategoryIsRefusedBeforeAnythingIsTrained) {
     AddStray();
     for (const Operation& operation : distributing_operations()) {
         SCOPED_TRACE(operation.name);
@@ -331,7 +332,7 @@ TEST_F(zeWorkflowTrainTest, AnUnknownCategoryEndsItBeforeAnythingIsTrained) {
     }
 }
 
-TEST_F(zeWorkflowTrainTest, LeavesOutAnUnknownCategoryIfAsked) {
+TEST_F(zeWorkflowTrainTest, UnknownCategoryIsLeftOutIfRequested) {
     AddStray();
 
     zeWorkflow(&manager).train(corpus.view, false, nullptr, true);
@@ -340,7 +341,7 @@ TEST_F(zeWorkflowTrainTest, LeavesOutAnUnknownCategoryIfAsked) {
     EXPECT_THAT(all_msgs(), ElementsAre(6, 4, 2));
 }
 
-TEST_F(zeWorkflowTrainTest, AStatisticalNodeWithoutItsClassifierBreaksTheInvariant) {
+TEST_F(zeWorkflowTrainTest, StatisticalNodeWithoutItsClassifierBreaksTheInvariant) {
     manager.m_physical_tree->release_classifier(news, nullptr);
 
     EXPECT_ASSERTS(Train(), "stat_matcher");
@@ -354,19 +355,20 @@ TEST_F(zeWorkflowTrainTest, AStatisticalNodeWithoutItsClassifierBreaksTheInvaria
 
 // Interruption.
 
-TEST_F(zeWorkflowTrainTest, AsksForAnInterruptionAfterEachClassifier) {
+TEST_F(zeWorkflowTrainTest, PollFollowsEachClassifier) {
     Interrupt_at progress(0);
 
     Train(&progress);
 
-    // 3 labels are distributed. Root, news and shop are polled after each of their messages (3, 2
-    // and 1) and, as the matching table is compiled, for each of their profiles (3, 2 and 1); then
-    // by the drive.
+    // 3 labels are polled as they are distributed. Then root, news and shop are polled after each
+    // of their messages (3, 2 and 1), for each of their profiles while the matching table is built
+    // (3, 2 and 1), and once each by the workflow.
     EXPECT_EQ(progress.polls, 3 + (3 + 3 + 1) + (2 + 2 + 1) + (1 + 1 + 1));
 }
 
-// Each label is polled as it is distributed, and then the learners poll; the drive adds nothing.
-TEST_F(zeWorkflowTrainTest, LearningAsksNobodyBetweenTwoClassifiers) {
+// There is one poll for each distributed label, and then the polls of the learners. There are no
+// polls between classifiers.
+TEST_F(zeWorkflowTrainTest, LearningDoesNotPollBetweenTwoClassifiers) {
     const std::vector<int> at_learners = PollsOfLearners();
     Interrupt_at progress(0);
 
@@ -375,7 +377,7 @@ TEST_F(zeWorkflowTrainTest, LearningAsksNobodyBetweenTwoClassifiers) {
     EXPECT_EQ(progress.polls, 3 + at_learners[0] + at_learners[1] + at_learners[2]);
 }
 
-TEST_F(zeWorkflowTrainTest, BreaksOffAtEachPollAndCanBeTrainedAgain) {
+TEST_F(zeWorkflowTrainTest, TrainingInterruptedAtAnyPollCanBeRepeated) {
     for (const Operation& operation : distributing_operations()) {
         const int poll_count = polls_of(operation);
         ASSERT_GT(poll_count, 15);
@@ -385,16 +387,16 @@ TEST_F(zeWorkflowTrainTest, BreaksOffAtEachPollAndCanBeTrainedAgain) {
     }
 }
 
-TEST_F(zeWorkflowTrainTest, TrainingTheRootAloneBreaksOffAtEachPoll) {
+TEST_F(zeWorkflowTrainTest, TrainingOnlyTheRootCanBeInterruptedAtAnyPoll) {
     const int poll_count = polls_of(train_root());
 
-    EXPECT_EQ(poll_count, 3 + 3);  // its messages and its profiles; the drive adds none
+    EXPECT_EQ(poll_count, 3 + 3);  // its messages and its profiles; no other polls
     for (int poll = 1; poll <= poll_count; ++poll) {
         expect_to_break_off(train_root(), poll);
     }
 }
 
-TEST_F(zeWorkflowTrainTest, TheClassifiersTrainedBeforeAnInterruptionStayTrained) {
+TEST_F(zeWorkflowTrainTest, ClassifiersTrainedBeforeAnInterruptionStayTrained) {
     Progress_log progress(3 + 3 + 3 + 1);  // after the root
 
     EXPECT_QTX(Train(&progress), zeWorkflow, 2, "Process interrupted");
@@ -407,7 +409,7 @@ TEST_F(zeWorkflowTrainTest, TheClassifiersTrainedBeforeAnInterruptionStayTrained
     manager.m_progress = nullptr;
 }
 
-TEST_F(zeWorkflowTrainTest, AnInterruptedDistributionLeavesTheContainerUnmodified) {
+TEST_F(zeWorkflowTrainTest, InterruptedDistributionLeavesTheContainerUnmodified) {
     Progress_log progress(3);
 
     EXPECT_QTX(Train(&progress), zeWorkflow, 2, "Process interrupted");
@@ -417,9 +419,9 @@ TEST_F(zeWorkflowTrainTest, AnInterruptedDistributionLeavesTheContainerUnmodifie
     manager.m_progress = nullptr;
 }
 
-// The root alone.
+// Only the root.
 
-TEST_F(zeWorkflowTrainTest, TrainsTheRootAloneOnTheViewAsItIs) {
+TEST_F(zeWorkflowTrainTest, RootIsTrainedOnTheUnchangedView) {
     LabelForRoot();
 
     TrainRoot();
@@ -431,7 +433,7 @@ TEST_F(zeWorkflowTrainTest, TrainsTheRootAloneOnTheViewAsItIs) {
     EXPECT_TRUE(manager.m_modified);
 }
 
-TEST_F(zeWorkflowTrainTest, BootstrapsTheRootAlone) {
+TEST_F(zeWorkflowTrainTest, RootIsBootstrapped) {
     LabelForRoot();
 
     zeWorkflow(&manager).bootstrap(corpus.view, true, nullptr, false);
@@ -440,7 +442,7 @@ TEST_F(zeWorkflowTrainTest, BootstrapsTheRootAlone) {
     EXPECT_EQ(storage(root).m_concept_infos.at(term("goal")).m_rate, 10.0);
 }
 
-TEST_F(zeWorkflowTrainTest, ReportsTheRootInTheSingular) {
+TEST_F(zeWorkflowTrainTest, RootIsReportedInTheSingular) {
     Progress_log training;
     Progress_log bootstrapping;
 
@@ -451,7 +453,7 @@ TEST_F(zeWorkflowTrainTest, ReportsTheRootInTheSingular) {
     EXPECT_THAT(bootstrapping.lines, ElementsAre("total 1", "Initializing classifier", "+1"));
 }
 
-TEST_F(zeWorkflowTrainTest, ACategoryThatTheRootMeetsBecomesItsChildAndStandsInTheLogicalTree) {
+TEST_F(zeWorkflowTrainTest, NewCategoryBecomesAChildOfTheRootAndEntersTheLogicalTree) {
     zeLogicalTree& logical = *manager.m_logical_tree;
     logical.KCE_Add(root, nullptr);
     AddStray();
@@ -466,7 +468,7 @@ TEST_F(zeWorkflowTrainTest, ACategoryThatTheRootMeetsBecomesItsChildAndStandsInT
     EXPECT_EQ(logical.nodes.at(1).children.size(), storage(root).m_profiles.size());
 }
 
-TEST_F(zeWorkflowTrainTest, MirrorsProfilesInTheirOrderAndOnce) {
+TEST_F(zeWorkflowTrainTest, ProfilesAreMirroredOnceAndInTheirOrder) {
     LabelForRoot();
 
     TrainRoot();
@@ -480,7 +482,7 @@ TEST_F(zeWorkflowTrainTest, MirrorsProfilesInTheirOrderAndOnce) {
     EXPECT_EQ(logical.nodes.at(1).parent, 0U);  // the root itself is not mirrored
 }
 
-TEST_F(zeWorkflowTrainTest, AProfileThatHasLostItsNodeIsNotMirrored) {
+TEST_F(zeWorkflowTrainTest, ProfileWithoutItsNodeIsNotMirrored) {
     LabelForRoot();
     std::map<zeNode*, zeNode*> without_rule = {{news, news}, {shop, shop}};
     storage(root).global_replace(without_rule);
@@ -490,7 +492,7 @@ TEST_F(zeWorkflowTrainTest, AProfileThatHasLostItsNodeIsNotMirrored) {
     EXPECT_EQ(manager.m_logical_tree->nodes.size(), 2U);
 }
 
-TEST_F(zeWorkflowTrainTest, ARuleRootIsNotTrainedAndTheTimeIsStamped) {
+TEST_F(zeWorkflowTrainTest, RuleRootIsNotTrainedButTheTimeIsSet) {
     manager.m_root = rule;
     Progress_log progress;
 
@@ -528,8 +530,9 @@ TEST_F(zeWorkflowTrainTest, LearningReportsItsStepsInOrder) {
     EXPECT_EQ(manager.m_progress, nullptr);
 }
 
-// The first bulk of a run makes room: here a category's weight is cut to 1 before it is added to.
-TEST_F(zeWorkflowTrainTest, LearningHandsItsFlagOn) {
+// The first learning step of a run limits weights to make room. Here a category's weight is limited
+// to 1 before 1 is added.
+TEST_F(zeWorkflowTrainTest, LearningPassesOnItsFlagForTheFirstStep) {
     storage(news).m_min_Rlimit = 1.0;
     storage(news).m_average_Rlimit = 1.0;
     storage(news).m_max_Rlimit = 1.0;

@@ -10,8 +10,8 @@ namespace {
 
 using namespace std::string_literals;
 
-// Entries have two bytes of kind, two of rights and four of the id, lowest byte first. Kinds: 1 the
-// owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+// Each entry has two bytes for the kind, two for the rights and four for the id, lowest byte first.
+// The kinds are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
 std::string entry(char kind, char rights, char id) {
     return kind + "\0"s + rights + "\0"s + id + "\0\0\0"s;
 }
@@ -22,7 +22,7 @@ std::string entry(char kind, char rights) {
 
 const std::string kVersion = "\2\0\0\0"s;
 
-// owner rw, user 7 rw, user 8 r, group rw, group 9 r, mask rw, others r.
+// The rights: owner rw, user 7 rw, user 8 r, group rw, group 9 r, mask rw, others r.
 const std::string kLong = kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) + entry(4, 6) +
                           entry(8, 4, 9) + entry(16, 6) + entry(32, 4);
 
@@ -33,7 +33,7 @@ TEST(AccessListTest, PermissionsMakeThreeEntries) {
     EXPECT_EQ(list.plain_permissions(), 0751U);
 }
 
-TEST(AccessListTest, BytesComeBack) {
+TEST(AccessListTest, ParsedListHasTheSameBytes) {
     const auto list = Access_list::parsed(kLong);
     ASSERT_TRUE(list.has_value());
     EXPECT_EQ(list->bytes(), kLong);
@@ -47,13 +47,14 @@ TEST(AccessListTest, OtherFormsAreNotRead) {
     EXPECT_FALSE(Access_list::parsed(kLong.substr(0, kLong.size() - 1)).has_value());
 }
 
-TEST(AccessListTest, ReducedGroupAndOthersHaveWhatBothHad) {
+TEST(AccessListTest, ReducedGroupAndOthersHaveTheRightsOfBoth) {
     auto list = Access_list::parsed(kLong);
     list->reduce_group_and_others();
     EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) +
                                  entry(4, 4) + entry(8, 4, 9) + entry(16, 6) + entry(32, 4));
 
-    // Rights of others, of which a member of the group has none or only one.
+    // Before, a member of the group could have fewer rights than all others, or others than the
+    // group.
     const struct {
         mode_t before;
         mode_t after;
@@ -81,7 +82,7 @@ TEST(AccessListTest, NewOwnerMayReadAndWrite) {
     }
 }
 
-TEST(AccessListTest, OwnerAndGroupNeedNoNameWhereEverybodyMayDoTheSame) {
+TEST(AccessListTest, GroupOrOwnerNeedNotBeKeptIfAllHaveTheSameRights) {
     const struct {
         mode_t permissions;
         bool group;
@@ -95,14 +96,14 @@ TEST(AccessListTest, OwnerAndGroupNeedNoNameWhereEverybodyMayDoTheSame) {
         EXPECT_EQ(list.has_group_like_others(), row.group);
         EXPECT_EQ(list.lets_everybody_do_as_owner(), row.owner);
     }
-    // A user who is named may have fewer rights than the group and all others.
+    // A named user may have fewer rights than the group and all others.
     const auto named = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 0, 7) + entry(4, 6) +
                                            entry(16, 6) + entry(32, 6));
     EXPECT_FALSE(named->has_group_like_others());
     EXPECT_FALSE(named->lets_everybody_do_as_owner());
 }
 
-TEST(AccessListTest, WritersGetBothRightsAndOthersNone) {
+TEST(AccessListTest, WritersGetBothRightsAndOthersGetNoRights) {
     auto list = Access_list::parsed(kLong);
     list->keep_writers();
     EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 0, 8) +
@@ -113,8 +114,8 @@ TEST(AccessListTest, WritersGetBothRightsAndOthersNone) {
     EXPECT_EQ(permissions.plain_permissions(), 0660U);
 }
 
-// The mask says what named users and groups may at most.
-TEST(AccessListTest, EntryThatTheMaskKeepsFromWritingIsNoWriter) {
+// The mask limits the rights of named users and groups.
+TEST(AccessListTest, EntryThatTheMaskDoesNotLetWriteIsNoWriter) {
     auto list = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) +
                                     entry(16, 4) + entry(32, 2));
     list->keep_writers();
@@ -136,14 +137,14 @@ TEST(AccessListTest, MovedRightsOfTheOwnerGoToANamedUser) {
               kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) + entry(16, 6) + entry(32, 0));
 }
 
-TEST(AccessListTest, NewGroupKeepsWhatAllOthersHave) {
+TEST(AccessListTest, NewGroupKeepsTheRightsOfAllOthers) {
     Access_list list = Access_list::of_permissions(0664);
     list.move_group_rights(9);
     EXPECT_EQ(list.bytes(),
               kVersion + entry(1, 6) + entry(4, 4) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
 }
 
-TEST(AccessListTest, MovedRightsJoinThoseThatAreThere) {
+TEST(AccessListTest, MovedRightsAreAddedToExistingEntries) {
     auto list = Access_list::parsed(kLong);
     list->move_owner_rights(8);
     list->move_group_rights(9);
@@ -151,8 +152,9 @@ TEST(AccessListTest, MovedRightsJoinThoseThatAreThere) {
                                  entry(4, 4) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
 }
 
-// The mask grows with the rights of the owner, and the others must not gain by it.
-TEST(AccessListTest, MovedRightsWidenTheMaskForNobodyElse) {
+// The mask must allow the rights of the former owner, but the other entries must not gain rights by
+// that.
+TEST(AccessListTest, MovedRightsDoNotGiveOtherEntriesMoreRights) {
     auto list = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) +
                                     entry(16, 4) + entry(32, 0));
     list->move_owner_rights(8);

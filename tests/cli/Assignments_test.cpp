@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Categories as "label hits/misses/false alarms".
+// Each category as "label hits/misses/false alarms".
 std::vector<std::string> lines_of(const Assignments& assignments) {
     std::vector<std::string> lines;
     for (const auto& [label, tally] : assignments.categories) {
@@ -23,8 +23,8 @@ std::vector<std::string> lines_of(const Assignments& assignments) {
     return lines;
 }
 
-// Five texts at the threshold 0.5, of several labels. Counted by hand, as hits / misses / false
-// alarms: a 2/1/1, b 1/2/0, d 0/0/1, x 0/1/0; c is the model's alone.
+// Five texts, some with several labels, at the threshold 0.5. Counted by hand as hits / misses /
+// false alarms: a 2/1/1, b 1/2/0, d 0/0/1, x 0/1/0. Only the model has c.
 Assignments five_texts() {
     Assignment_counter counter(0.5, {"d", "c", "b", "a"});
     counter.add({"a", "b"}, {{"b", 0.75}, {"a", 0.5}, {"c", 0.25}});
@@ -58,7 +58,7 @@ TEST(AssignmentsTest, AveragesOverTheLabelsThatTextsHave) {
     EXPECT_DOUBLE_EQ(assignments.macro.f1, 7.0 / 18);
 }
 
-TEST(AssignmentsTest, GivesLabelWhoseScoreIsTheThreshold) {
+TEST(AssignmentsTest, ScoreEqualToTheThresholdAssignsTheLabel) {
     const struct {
         double threshold;
         std::string expected;
@@ -72,14 +72,14 @@ TEST(AssignmentsTest, GivesLabelWhoseScoreIsTheThreshold) {
     }
 }
 
-TEST(AssignmentsTest, NeverGivesLabelWithoutResult) {
+TEST(AssignmentsTest, LabelWithoutResultIsNeverAssigned) {
     Assignment_counter counter(0.0, {"a", "b"});
     counter.add({"a"}, {});
 
     EXPECT_THAT(lines_of(counter.assignments()), ElementsAre("a 0/1/0", "b 0/0/0"));
 }
 
-TEST(AssignmentsTest, GivesNoTextsTheValueZero) {
+TEST(AssignmentsTest, WithoutTextsAllValuesAreZero) {
     const Assignments assignments = Assignment_counter(0.5, {"a"}).assignments();
 
     EXPECT_EQ(assignments.threshold, 0.5);
@@ -91,11 +91,11 @@ TEST(AssignmentsTest, GivesNoTextsTheValueZero) {
     EXPECT_EQ(assignments.macro.f1, 0.0);
 }
 
-TEST(AssignmentsTest, HasNoCategoryWithoutModelAndTexts) {
+TEST(AssignmentsTest, WithoutModelAndTextsThereIsNoCategory) {
     EXPECT_THAT(Assignment_counter(0.5, {}).assignments().categories, IsEmpty());
 }
 
-TEST(AssignmentsTest, GivesAllRightTheValueOne) {
+TEST(AssignmentsTest, AllRightGivesTheValueOne) {
     Assignment_counter counter(0.5, {"a", "b", "c"});
     counter.add({"b", "a"}, {{"a", 0.875}, {"b", 0.75}});
     counter.add({"b"}, {{"b", 0.5}, {"a", 0.25}});

@@ -18,42 +18,43 @@ double calibration_error_of(std::initializer_list<std::pair<double, bool>> predi
     return bins.error();
 }
 
-TEST(CalibrationBinsTest, IsZeroWithoutPredictions) {
+TEST(CalibrationBinsTest, WithoutPredictionsTheErrorIsZero) {
     EXPECT_EQ(Calibration_bins().error(), 0.0);
 }
 
-TEST(CalibrationBinsTest, ComparesMeanScoreWithShareOfRightOnesInABin) {
-    // 0.6875, 0.71875 and 0.703125 begin with 10 fifteenths: the mean is 2.109375 / 3.
+TEST(CalibrationBinsTest, MeanScoreIsComparedWithTheShareOfRightPredictionsInABin) {
+    // 0.6875, 0.71875 and 0.703125 are all in the bin from 10/15 on. Their mean is 2.109375 / 3.
     EXPECT_DOUBLE_EQ(calibration_error_of({{0.6875, true}, {0.71875, false}, {0.703125, false}}),
                      (2.109375 - 1) / 3);
     EXPECT_EQ(calibration_error_of({{0.5, true}, {0.5, false}}), 0.0);
 }
 
-TEST(CalibrationBinsTest, WeighsBinsByTheirPredictions) {
-    // |0.25 - 0| for one of four, |0.75 - 1| for three of four.
+TEST(CalibrationBinsTest, BinsAreWeightedByTheirPredictions) {
+    // |0.25 - 0| for one of four predictions, and |0.75 - 1| for three of four.
     EXPECT_DOUBLE_EQ(
         calibration_error_of({{0.25, false}, {0.75, true}, {0.75, true}, {0.75, true}}),
         0.25 * 0.25 + 0.75 * 0.25);
 }
 
-TEST(CalibrationBinsTest, DoesNotLetBinsMakeUpForEachOther) {
-    // In one bin these would agree: the mean of the scores is 0.5, and half of them are right.
+TEST(CalibrationBinsTest, ErrorsOfDifferentBinsDoNotCancel) {
+    // In a single bin there would be no error: the mean score is 0.5, and half of the predictions
+    // are right.
     EXPECT_DOUBLE_EQ(calibration_error_of({{0.25, true}, {0.75, false}}), 0.75);
 }
 
-TEST(CalibrationBinsTest, BeginsBinAtEachFifteenth) {
+TEST(CalibrationBinsTest, BinBeginsAtEachFifteenth) {
     for (int i = 1; i < 15; ++i) {
         SCOPED_TRACE(i);
         const double border = i / 15.0;
         const double below = std::nextafter(border, 0.0);
-        // In different bins the errors add up; in one bin the two scores would be weighed against
-        // the one that is right.
+        // In different bins the errors are added. In a single bin the mean of the two scores would
+        // be compared with the share of right predictions.
         EXPECT_DOUBLE_EQ(calibration_error_of({{border, true}, {below, false}}),
                          ((1 - border) + below) / 2);
     }
 }
 
-TEST(CalibrationBinsTest, KeepsScoresBetweenBordersTogether) {
+TEST(CalibrationBinsTest, ScoresBetweenBordersAreInOneBin) {
     for (int i = 0; i < 15; ++i) {
         SCOPED_TRACE(i);
         const double low = (i + 0.1) / 15;
@@ -63,15 +64,15 @@ TEST(CalibrationBinsTest, KeepsScoresBetweenBordersTogether) {
     }
 }
 
-TEST(CalibrationBinsTest, PutsScoreOneInTheLastBin) {
+TEST(CalibrationBinsTest, ScoreOneIsInTheLastBin) {
     EXPECT_DOUBLE_EQ(calibration_error_of({{1.0, false}, {0.9375, true}}), 0.9375 / 2);
 }
 
-TEST(CalibrationBinsTest, PutsScoreZeroInTheFirstBin) {
+TEST(CalibrationBinsTest, ScoreZeroIsInTheFirstBin) {
     EXPECT_DOUBLE_EQ(calibration_error_of({{0.0, true}, {0.0625, false}}), (1 - 0.0625) / 2);
 }
 
-TEST(CalibrationBinsTest, TakesWrongZerosAtOnceAsOneByOne) {
+TEST(CalibrationBinsTest, WrongZerosAddedTogetherCountLikeSingleOnes) {
     Calibration_bins bins;
     bins.add(0.03125, true);
     bins.add_wrong_zeros(3);
@@ -83,7 +84,7 @@ TEST(CalibrationBinsTest, TakesWrongZerosAtOnceAsOneByOne) {
     EXPECT_DOUBLE_EQ(bins.error(), 0.96875 / 4);
 }
 
-// Two texts. Of the first both labels have a score; of the second its own has none.
+// Two texts. Both labels have a score for the first text. The label of the second text has none.
 Calibration_counter two_texts() {
     Calibration_counter counter;
     counter.add({"a"}, {{"a", 0.75}, {"b", 0.25}});
@@ -91,55 +92,56 @@ Calibration_counter two_texts() {
     return counter;
 }
 
-TEST(CalibrationTest, BinsBestLabels) {
-    // Both scores are 0.75, and one is right.
+TEST(CalibrationTest, BestLabelsAreBinned) {
+    // Both scores are 0.75, and one of the two labels is right.
     EXPECT_DOUBLE_EQ(two_texts().calibration(2).ece_top, 0.25);
 }
 
-TEST(CalibrationTest, BinsAllPairsOfTextAndLabel) {
-    // |1.5 - 1| at 0.75, |0.25 - 0| at 0.25, |0 - 1| at 0: over four pairs.
+TEST(CalibrationTest, AllPairsOfTextAndLabelAreBinned) {
+    // |1.5 - 1| at 0.75, |0.25 - 0| at 0.25, |0 - 1| at 0, divided by four pairs.
     EXPECT_DOUBLE_EQ(two_texts().calibration(2).ece_pairs, 1.75 / 4);
 }
 
-TEST(CalibrationTest, SumsSquaresOverLabelsAndAveragesThemOverTexts) {
-    // 0.0625 + 0.0625 and 0.5625 + 1.
+TEST(CalibrationTest, SquaresAreSummedOverLabelsAndAveragedOverTexts) {
+    // 0.0625 + 0.0625 for the first text, 0.5625 + 1 for the second.
     EXPECT_DOUBLE_EQ(two_texts().calibration(2).brier, 1.6875 / 2);
 }
 
-TEST(CalibrationTest, CountsLabelsWithoutResultAsScoreZero) {
+TEST(CalibrationTest, LabelWithoutResultHasScoreZero) {
     const Calibration calibration = two_texts().calibration(4);
 
-    // Two labels more for two texts: four pairs without an error.
+    // Two more labels for each of two texts make four more pairs, all without an error.
     EXPECT_DOUBLE_EQ(calibration.ece_pairs, 1.75 / 8);
     EXPECT_DOUBLE_EQ(calibration.ece_top, 0.25);
     EXPECT_DOUBLE_EQ(calibration.brier, 1.6875 / 2);
 }
 
-TEST(CalibrationTest, CountsEachLabelOfText) {
+TEST(CalibrationTest, EachLabelOfATextCounts) {
     Calibration_counter counter;
     counter.add({"b", "a", "x"}, {{"a", 0.75}, {"b", 0.75}, {"c", 0.5}});
     const Calibration calibration = counter.calibration(4);
 
-    // |1.5 - 2| at 0.75, 0.5 at 0.5, 1 at 0 for x: over four pairs.
+    // |1.5 - 2| at 0.75, 0.5 at 0.5, and 1 at 0 for x, divided by four pairs.
     EXPECT_DOUBLE_EQ(calibration.ece_top, 0.25);
     EXPECT_DOUBLE_EQ(calibration.ece_pairs, 2.0 / 4);
     EXPECT_DOUBLE_EQ(calibration.brier, 0.0625 + 0.0625 + 0.25 + 1.0);
 }
 
-TEST(CalibrationTest, CountsTextWithoutResultAsWrongAtScoreZero) {
+TEST(CalibrationTest, TextWithoutResultIsWrongWithScoreZero) {
     Calibration_counter counter;
     counter.add({"a"}, {});
     counter.add({"a"}, {{"a", 0.5}});
     const Calibration calibration = counter.calibration(1);
 
-    // The best label: 0 and wrong, which is no error, and 0.5 and right.
+    // The best labels: one has the score 0 and is wrong, which is no error; one has 0.5 and is
+    // right.
     EXPECT_DOUBLE_EQ(calibration.ece_top, 0.25);
-    // The pairs: 0 and right, 0.5 and right.
+    // The pairs: one has the score 0 and is right, one has 0.5 and is right.
     EXPECT_DOUBLE_EQ(calibration.ece_pairs, 0.75);
     EXPECT_DOUBLE_EQ(calibration.brier, 1.25 / 2);
 }
 
-TEST(CalibrationTest, IsZeroIfScoresAreCertainAndRight) {
+TEST(CalibrationTest, CertainAndRightScoresHaveNoError) {
     Calibration_counter counter;
     counter.add({"a"}, {{"a", 1.0}});
     counter.add({"a", "b"}, {{"b", 1.0}, {"a", 1.0}});
@@ -150,7 +152,7 @@ TEST(CalibrationTest, IsZeroIfScoresAreCertainAndRight) {
     EXPECT_EQ(calibration.brier, 0.0);
 }
 
-TEST(CalibrationTest, IsZeroWithoutTexts) {
+TEST(CalibrationTest, WithoutTextsTheErrorIsZero) {
     for (const std::size_t label_count : {0U, 3U}) {
         SCOPED_TRACE(label_count);
         const Calibration calibration = Calibration_counter().calibration(label_count);

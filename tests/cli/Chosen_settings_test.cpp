@@ -73,20 +73,20 @@ TEST(ChosenSettingsTest, SettingOfTheUserReplacesTheChoice) {
     }
 }
 
-TEST(ChosenSettingsTest, AnyLimitOfTheUserReplacesTheChoiceOfAllThree) {
+TEST(ChosenSettingsTest, AnyLimitOfTheUserReplacesAllThreeChosenLimits) {
     for (const char* const limit : {"AverageRlimit=5", "MaxRlimit=5", "MinRlimit=5"}) {
         SCOPED_TRACE(limit);
         EXPECT_THAT(choice(Analysis_kind::kWords, 2, {limit}), IsEmpty());
     }
 }
 
-TEST(ChosenSettingsTest, ValuesThatKeepTheSettingReplaceNothing) {
+TEST(ChosenSettingsTest, ValuesThatLeaveASettingReplaceNoChoice) {
     EXPECT_EQ(choice(Analysis_kind::kPhrases, 2,
                      {"SuppressM=leave", "MaxRlimit=", "MinPsSize=leave", "ClipValue=2"}),
               choice(Analysis_kind::kPhrases, 2));
 }
 
-TEST(ChosenSettingsTest, SettingsThatAreSwitchedOffReplaceNothing) {
+TEST(ChosenSettingsTest, SettingsThatAreSwitchedOffReplaceNoChoice) {
     EXPECT_EQ(choice(Analysis_kind::kPhrases, 2,
                      {"UseExtParms=0", "SuppressM=1", "MaxRlimit=7", "ProfileSize=5"}),
               choice(Analysis_kind::kPhrases, 2));
@@ -100,7 +100,7 @@ TEST(ChosenSettingsTest, OptionsFileOfTheUserReplacesTheChoice) {
     EXPECT_THAT(words_of(choose_settings(Analysis_kind::kPhrases, 2, &settings)), IsEmpty());
 }
 
-TEST(ChosenSettingsTest, AppliedSettingsReachTheContainerAndNoOthersChange) {
+TEST(ChosenSettingsTest, OnlyTheAppliedSettingsOfTheContainerChange) {
     qtPtrLight<zeManager> manager(new zeManager);
     zeDefaults expected = manager->m_defaults;
     expected.average_Rlimit = 3000.0;

@@ -54,7 +54,7 @@ TEST(DataInputTest, SecondHyphenIsRefused) {
     EXPECT_THROW(check_read_once({"-", "a.tsv", "-"}), Usage_error);
 }
 
-TEST(DataInputTest, FilesAreNotTyped) {
+TEST(DataInputTest, FileIsNotATerminal) {
     EXPECT_FALSE(waits_for_typing({}));
     EXPECT_FALSE(waits_for_typing({"a.tsv", ""}));
 }

@@ -19,7 +19,7 @@ using testing::StartsWith;
 using Texts = std::vector<Labelled_text>;
 using Lines = std::vector<std::string>;
 
-// Enough texts that neither few texts nor single ones are found.
+// Enough texts for the warnings about too many labels and single texts not to appear.
 constexpr int kMany = 10;
 
 std::string times(int count, const std::string& lines) {
@@ -61,7 +61,7 @@ TEST(DataWarningsTest, GoodDataGiveNoWarning) {
 
 // ---- Header lines ----
 
-TEST(DataWarningsTest, HeaderLineIsNamedBesideItsSingleLabel) {
+TEST(DataWarningsTest, HeaderLineIsNamedAndItsSingleLabelToo) {
     EXPECT_THAT(warnings_of_training("\n"
                                      "category\ttext\n" +
                                      kGood),
@@ -70,7 +70,7 @@ TEST(DataWarningsTest, HeaderLineIsNamedBesideItsSingleLabel) {
                             "train.tsv: 1 label has a single text: \"category\""));
 }
 
-TEST(DataWarningsTest, HeaderLineIsKnownByBothFields) {
+TEST(DataWarningsTest, HeaderLineIsRecognisedByBothFields) {
     const struct {
         std::string line;
         bool is_header;
@@ -110,8 +110,8 @@ TEST(DataWarningsTest, EachFileMayHaveAHeader) {
 // ---- Bytes ----
 
 TEST(DataWarningsTest, BytesThatAreNotUtf8AreCounted) {
-    // Two bytes in line 21 and one in line 23. Three bytes of a character that lacks its fourth
-    // are one error of three bytes.
+    // There are two such bytes in line 21 and one in line 23. Three bytes of a character without
+    // its fourth byte count as one error of three bytes.
     const std::string data = kGood + "sport\t\xFCgoal \xFF\nfood\tcaf\u00E9\n" +
                              "foo\xE4"
                              "d,food\tbread\nfood\t\xF0\x9F\x98\n";
@@ -129,7 +129,7 @@ TEST(DataWarningsTest, SingleByteThatIsNotUtf8IsNamed) {
                             "the file in another encoding?"));
 }
 
-TEST(DataWarningsTest, TitlesAndKeywordsAreLookedAt) {
+TEST(DataWarningsTest, TitlesAndKeywordsAreChecked) {
     Texts texts(kMany, {{"sport"}, "goal", "\xFF", "\xFE\xFE"});
 
     EXPECT_THAT(training_warnings({{"train.tsv", texts}}),
@@ -172,7 +172,7 @@ TEST(DataWarningsTest, LongLabelsAreCutAtACharacter) {
                 ElementsAre(EndsWith(" text: \"" + label + "...\"")));
 }
 
-// ---- Labels that are alike ----
+// ---- Similar labels ----
 
 const std::string kAlike = ": labels that differ only in case or blanks are different labels: ";
 
@@ -183,14 +183,14 @@ TEST(DataWarningsTest, LabelsThatDifferOnlyInCaseOrBlanksAreNamed) {
                 ElementsAre("train.tsv" + kAlike + "\"\u00C4rger\", \"\u00E4rger\u00A0\""));
 }
 
-TEST(DataWarningsTest, LabelsThatDifferInMoreAreNotAlike) {
+TEST(DataWarningsTest, LabelsWithOtherDifferencesAreNotSimilar) {
     EXPECT_THAT(warnings_of_training(times(kMany, "new-york\tx\nnew york\tx\n")), IsEmpty());
     EXPECT_THAT(warnings_of_training(times(kMany, "a\tx\n\u00E4\tx\n")), IsEmpty());
     EXPECT_THAT(warnings_of_training(times(kMany, "a\xFF\tx\na\xFE\tx\n")),
                 ElementsAre(StartsWith("train.tsv: 20 bytes in 20 lines")));
 }
 
-TEST(DataWarningsTest, FirstGroupsOfLabelsThatAreAlikeAreNamed) {
+TEST(DataWarningsTest, FirstGroupsOfSimilarLabelsAreNamed) {
     EXPECT_THAT(warnings_of_training(times(kMany, "a\tx\nA\tx\nb\tx\nB\tx\nc\tx\nC\tx\n")),
                 ElementsAre(EndsWith(": \"A\", \"a\"; \"B\", \"b\"; \"C\", \"c\"")));
     EXPECT_THAT(warnings_of_training(
@@ -198,14 +198,14 @@ TEST(DataWarningsTest, FirstGroupsOfLabelsThatAreAlikeAreNamed) {
                 ElementsAre(EndsWith("; \"C\", \"c\"; and 2 more such groups")));
 }
 
-// ---- Tests ----
+// ---- Test files ----
 
 TEST(DataWarningsTest, LabelsOfTrainingAndTestAreComparedTogether) {
     EXPECT_THAT(warnings_of_evaluation(kGood, times(kMany, "Sport\tgoal\nfood\tbread\n")),
                 ElementsAre("train.tsv and test.tsv" + kAlike + "\"Sport\", \"sport\""));
 }
 
-TEST(DataWarningsTest, LabelsOfTheModelCountOnlyBesideLabelsOfTheTest) {
+TEST(DataWarningsTest, LabelsOfTheModelCountOnlyWithLabelsOfTheTest) {
     EXPECT_THAT(warnings_of_test({"food", "sport", "Food", "travel", "Travel"}, kGood),
                 ElementsAre("test.tsv" + kAlike + "\"Food\", \"food\""));
 }
@@ -225,7 +225,7 @@ TEST(DataWarningsTest, OneKnownLabelOfATestIsEnough) {
                             "test.tsv: 1 label has a single text: \"sport\""));
 }
 
-TEST(DataWarningsTest, BothFilesOfAnEvaluationAreLookedAt) {
+TEST(DataWarningsTest, BothFilesOfAnEvaluationAreChecked) {
     EXPECT_THAT(warnings_of_evaluation("label\ttext\n" + kGood, kGood + "food\t\xFF\n"),
                 ElementsAre(StartsWith("train.tsv:1: this looks like a header line"),
                             "train.tsv: 1 label has a single text: \"label\"",

@@ -18,7 +18,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// What `set` says of these words; empty if it takes them.
+// The error of `set` for these words; empty if it accepts them.
 std::string refusal_of(const std::vector<std::string>& assignments) {
     Engine_settings settings;
     try {
@@ -29,7 +29,7 @@ std::string refusal_of(const std::vector<std::string>& assignments) {
     return "";
 }
 
-// What `load` says of a file with this content, without its path; empty if it takes the file.
+// The error of `load` for a file with this content, without its path; empty if it accepts the file.
 std::string refusal_of_file(std::string_view content) {
     const Options_file file(content);
     Engine_settings settings;
@@ -52,7 +52,7 @@ qtPtrLight<zeManager> container_with(Engine_settings& settings) {
 struct Value_row {
     const char* key;
     const char* value;
-    const char* problem;  // null: none
+    const char* problem;  // null if there is no error
 };
 
 constexpr const char* kNoInteger = "is not an integer";
@@ -147,7 +147,7 @@ std::string bad_value(const Value_row& row) {
     return std::string("bad value for ") + row.key + ": \"" + row.value + "\" " + row.problem;
 }
 
-TEST(EngineSettingsTest, ChecksEachKindOfValueInTheWords) {
+TEST(EngineSettingsTest, EachKindOfValueIsCheckedInTheWords) {
     for (const Value_row& row : kValueRows) {
         SCOPED_TRACE(std::string(row.key) + "=" + row.value);
 
@@ -157,7 +157,7 @@ TEST(EngineSettingsTest, ChecksEachKindOfValueInTheWords) {
     }
 }
 
-TEST(EngineSettingsTest, ChecksEachKindOfValueInTheFile) {
+TEST(EngineSettingsTest, EachKindOfValueIsCheckedInTheFile) {
     for (const Value_row& row : kValueRows) {
         SCOPED_TRACE(std::string(row.key) + " = " + row.value);
 
@@ -167,7 +167,7 @@ TEST(EngineSettingsTest, ChecksEachKindOfValueInTheFile) {
     }
 }
 
-TEST(EngineSettingsTest, KnowsKeysAsTheyAreSpelled) {
+TEST(EngineSettingsTest, MisspelledKeyIsRefused) {
     for (const char* const key : {"ProfileSice", "profilesize", ""}) {
         SCOPED_TRACE(key);
 
@@ -181,7 +181,7 @@ TEST(EngineSettingsTest, WordsNeedAnEqualsSign) {
     EXPECT_EQ(refusal_of({"ProfileSize"}), "--set ProfileSize: no \"=\" between key and value");
 }
 
-TEST(EngineSettingsTest, TrainersSwitchesComeFromAFileAlone) {
+TEST(EngineSettingsTest, TrainersSwitchesAreAcceptedOnlyFromAFile) {
     for (const std::string key : {"PositiveMethod", "GeomAverage"}) {
         SCOPED_TRACE(key);
 
@@ -196,7 +196,7 @@ TEST(EngineSettingsTest, TrainersSwitchesComeFromAFileAlone) {
     }
 }
 
-TEST(EngineSettingsTest, TellsTheLineOfAFault) {
+TEST(EngineSettingsTest, LineOfAnErrorIsReported) {
     const struct {
         const char* what;
         const char* content;
@@ -231,7 +231,7 @@ TEST(EngineSettingsTest, LaterLineWins) {
     EXPECT_EQ(container_with(settings)->m_defaults.profile_size, 7);
 }
 
-TEST(EngineSettingsTest, WordsWinOverTheFileAndLaterOnesOverEarlier) {
+TEST(EngineSettingsTest, WordsOverrideTheFileAndLaterWordsEarlierOnes) {
     const Options_file file("ProfileSize = 7\nMinPsSize = 8\n");
     Engine_settings settings;
     settings.load(file.path().str());
@@ -243,7 +243,7 @@ TEST(EngineSettingsTest, WordsWinOverTheFileAndLaterOnesOverEarlier) {
     EXPECT_EQ(manager->m_defaults.min_Ps_size, 8);
 }
 
-TEST(EngineSettingsTest, UnsignedSettingsReachTheContainerWhole) {
+TEST(EngineSettingsTest, LargeUnsignedSettingsReachTheContainerUnchanged) {
     Engine_settings settings;
     settings.set({"ActivateFeedback=4294967295", "EachCatReserveSize=2147483648",
                   "EachCatTrainSize=+3000000000"});
@@ -255,7 +255,7 @@ TEST(EngineSettingsTest, UnsignedSettingsReachTheContainerWhole) {
     EXPECT_EQ(manager->m_config.each_cat_train_size, 3000000000U);
 }
 
-TEST(EngineSettingsTest, IsSwitchedOffByItsOwnSwitch) {
+TEST(EngineSettingsTest, SettingsAreSwitchedOffByTheirSwitch) {
     Engine_settings settings;
     settings.set({"ProfileSize=7", "UseExtParms=0"});
 
@@ -276,7 +276,7 @@ TEST(EngineSettingsTest, SwitchWithoutAValueLeavesTheSettingsOn) {
     }
 }
 
-TEST(EngineSettingsTest, UnusedSettingsAreThoseWithAValueFromFileAndWords) {
+TEST(EngineSettingsTest, UnusedSettingsAreThoseWithAValueInFileAndWords) {
     const Options_file file(
         "UseExtParms = 0\nMinPsSize = 8\nSuppressM = leave\nPositiveMethod = 0\n");
     Engine_settings settings;
@@ -286,7 +286,7 @@ TEST(EngineSettingsTest, UnusedSettingsAreThoseWithAValueFromFileAndWords) {
     EXPECT_THAT(settings.unused_settings(), ElementsAre("ClipValue", "MinPsSize"));
 }
 
-TEST(EngineSettingsTest, HasWhatIsGivenAValue) {
+TEST(EngineSettingsTest, HasIsTrueForSettingsWithAGivenValue) {
     const Options_file file("ProfileSize = 7\nMinPsSize = leave\nMaxPsSize\n");
     Engine_settings settings;
     settings.load(file.path().str());
@@ -308,7 +308,7 @@ TEST(EngineSettingsTest, EmptyPathReadsNoFile) {
     EXPECT_FALSE(settings.has("ProfileSize"));
 }
 
-TEST(EngineSettingsTest, TellsOfAFileThatCannotBeRead) {
+TEST(EngineSettingsTest, FileThatCannotBeReadIsReported) {
     const Options_file absent;
     const std::string path = absent.path().str();
     Engine_settings settings;

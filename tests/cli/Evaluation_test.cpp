@@ -25,7 +25,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::StartsWith;
 
-// Files of its own for each process, since tests run side by side.
+// Each process has its own files, since tests run in parallel.
 class EvaluationTest : public testing::Test {
 protected:
     EvaluationTest() {
@@ -67,7 +67,7 @@ std::string times(int count, const std::string& line) {
     return lines;
 }
 
-TEST_F(EvaluationTest, CountsEveryTextWhateverTheirNumber) {
+TEST_F(EvaluationTest, EachTextIsCountedForAnyNumberOfTexts) {
     Train("sport\tgoal\nfood\tbread\n");
     for (const int count : {1, 255, 256, 257, 512, 700}) {
         SCOPED_TRACE(count);
@@ -81,7 +81,7 @@ TEST_F(EvaluationTest, CountsEveryTextWhateverTheirNumber) {
     }
 }
 
-TEST_F(EvaluationTest, WarnsOfTrainingDataAndTestData) {
+TEST_F(EvaluationTest, TrainingDataAndTestDataAreWarnedOf) {
     std::vector<std::string> warnings;
     m_options.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
     Train(times(10, "sport\tgoal\nfood\tbread\n") + "food\t\xFF\n");
@@ -94,7 +94,7 @@ TEST_F(EvaluationTest, WarnsOfTrainingDataAndTestData) {
                                       EndsWith(": \"Sport\", \"sport\"")));
 }
 
-TEST_F(EvaluationTest, WarnsOfDataForAContainer) {
+TEST_F(EvaluationTest, DataForAContainerAreWarnedOf) {
     const Scratch_folder folder;
     Train(times(10, "sport\tgoal\nfood\tbread\n"));
     Test(times(10, "Sport\tgoal\n"));
@@ -138,7 +138,7 @@ TEST_F(EvaluationTest, StandardInputNamedTwiceIsRefused) {
     EXPECT_THROW(evaluate(m_options), Usage_error);
 }
 
-TEST_F(EvaluationTest, KnowsSizesAndLabels) {
+TEST_F(EvaluationTest, SizesAndLabelsAreReported) {
     Train("sport\tgoal\nfood,drink\tbread\n");
     Test("sport\tgoals\n");
 
@@ -152,7 +152,7 @@ TEST_F(EvaluationTest, KnowsSizesAndLabels) {
     EXPECT_GT(evaluation.peak_memory_bytes, 0U);
 }
 
-TEST_F(EvaluationTest, ListsLabelsOfModelAndOfTestData) {
+TEST_F(EvaluationTest, LabelsOfModelAndTestDataAreListed) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("sport,travel\tgoal\n");
 
@@ -164,8 +164,8 @@ TEST_F(EvaluationTest, ListsLabelsOfModelAndOfTestData) {
     EXPECT_THAT(labels, ElementsAre("food", "sport", "travel"));
 }
 
-// A text without a word has no result: all its labels count as score 0.
-TEST_F(EvaluationTest, MeasuresTextWithoutResult) {
+// A text without a word has no result, so all its labels have the score 0.
+TEST_F(EvaluationTest, TextWithoutResultIsMeasured) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("sport,travel\t:-)\n");
 
@@ -177,7 +177,7 @@ TEST_F(EvaluationTest, MeasuresTextWithoutResult) {
     EXPECT_DOUBLE_EQ(evaluation.calibration.brier, 2.0);
 }
 
-TEST_F(EvaluationTest, GivesLabelsByTheThreshold) {
+TEST_F(EvaluationTest, LabelsAreAssignedByTheThreshold) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("sport\tgoal\n");
 
@@ -188,7 +188,7 @@ TEST_F(EvaluationTest, GivesLabelsByTheThreshold) {
     EXPECT_EQ(evaluate(m_options).assignments.micro.recall, 0.0);
 }
 
-TEST_F(EvaluationTest, ExplainsTextIfAsked) {
+TEST_F(EvaluationTest, TextIsExplainedIfRequested) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("sport\tgoal\n");
 
@@ -224,7 +224,7 @@ TEST_F(EvaluationTest, LearnsInBulksAndMeasuresAfterEach) {
     EXPECT_EQ(steps[2].size.entries, 5U);
 }
 
-TEST_F(EvaluationTest, MeasuresTheModelBeforeItLearns) {
+TEST_F(EvaluationTest, ModelIsMeasuredBeforeItLearns) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("food\tcheese\nfood\tbread\n");
     const double accuracy = evaluate(m_options).metrics.accuracy;
@@ -237,7 +237,7 @@ TEST_F(EvaluationTest, MeasuresTheModelBeforeItLearns) {
     EXPECT_EQ(evaluation.learning.back().accuracy, 1.0);
 }
 
-TEST_F(EvaluationTest, RaisesBadLineOfTextsToLearnBeforeAnyWork) {
+TEST_F(EvaluationTest, BadLineOfTextsToLearnRaisesBeforeAnyWork) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("sport\tgoal\n");
     Learn("sport\tgoal\nbad\n", 1);
@@ -245,7 +245,7 @@ TEST_F(EvaluationTest, RaisesBadLineOfTextsToLearnBeforeAnyWork) {
     EXPECT_THROW(evaluate(m_options), Data_error);
 }
 
-TEST_F(EvaluationTest, BootstrapsFromTitlesAndKeywordsAlone) {
+TEST_F(EvaluationTest, BootstrapUsesOnlyTitlesAndKeywords) {
     Train("sport\tbread\tgoal\tmatch\nfood\tmatch\tbread\tcheese\n");
     Test("sport\tgoal\nsport\tmatch\nfood\tbread\nfood\tcheese\n");
     m_options.bootstraps = true;
@@ -253,8 +253,8 @@ TEST_F(EvaluationTest, BootstrapsFromTitlesAndKeywordsAlone) {
     EXPECT_EQ(evaluate(m_options).metrics.accuracy, 1.0);
 }
 
-// Scores that the tables have not corrected are those of a model that is told not to use them.
-TEST_F(EvaluationTest, MeasuresCalibrationWithoutTablesToo) {
+// The scores without tables must be those of a model that is set to use no tables.
+TEST_F(EvaluationTest, CalibrationIsAlsoMeasuredWithoutTables) {
     const std::string texts =
         "sport\tgoal bread\nfood\tbread\nsport\tgoal match\nfood\tbread match\n";
     Train(times(5, texts));
@@ -273,7 +273,7 @@ TEST_F(EvaluationTest, MeasuresCalibrationWithoutTablesToo) {
     EXPECT_FALSE(raw.raw_calibration.has_value());
 }
 
-// What a report of quality holds, as text: times and sizes are left out.
+// The quality part of a report as text, without times and sizes.
 std::string quality_of(const Evaluation& evaluation) {
     nlohmann::ordered_json json = report_json(evaluation, 1000);
     for (const char* const key : {"training", "loading", "test", "peak_memory_bytes"}) {
@@ -282,10 +282,10 @@ std::string quality_of(const Evaluation& evaluation) {
     return json.dump();
 }
 
-TEST_F(EvaluationTest, MeasuresAStoredModelAsTheOneInMemory) {
+TEST_F(EvaluationTest, StoredModelIsMeasuredLikeTheOneInMemory) {
     const Scratch_folder folder;
     const std::string shop = ZANDREL_SHOP_DATA;
-    Evaluation_options options;  // the fixture would remove the files of its own
+    Evaluation_options options;  // the fixture would remove its own files
     options.test_file = shop + ".test.tsv";
     options.text_to_explain = "Where is my parcel?";
     options.kc_file = folder.file("a.kc");
@@ -303,7 +303,7 @@ TEST_F(EvaluationTest, MeasuresAStoredModelAsTheOneInMemory) {
     EXPECT_FALSE(in_memory.loading.has_value());
 }
 
-TEST_F(EvaluationTest, TeachesAStoredModelInMemoryAlone) {
+TEST_F(EvaluationTest, StoredModelLearnsOnlyInMemory) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("food\tcheese\n");
     Learn(times(5, "food\tcheese\n"), 5);
@@ -324,14 +324,14 @@ TEST_F(EvaluationTest, TeachesAStoredModelInMemoryAlone) {
     EXPECT_EQ(again, 0.0);
 }
 
-TEST_F(EvaluationTest, RaisesBadLine) {
+TEST_F(EvaluationTest, BadLineRaises) {
     Train("sport\tgoal\nfood\tbread\n");
     Test("sport\tgoal\nbad\n");
 
     EXPECT_THROW(evaluate(m_options), Data_error);
 }
 
-TEST_F(EvaluationTest, SkipsBadLinesOfBothFilesIfAsked) {
+TEST_F(EvaluationTest, BadLinesOfBothFilesAreSkippedIfRequested) {
     Train("sport\tgoal\nbad\nfood\tbread\n");
     Test("\tbad\nsport\tgoal\nbad\n");
     m_options.skips_bad_lines = true;
@@ -344,7 +344,7 @@ TEST_F(EvaluationTest, SkipsBadLinesOfBothFilesIfAsked) {
     EXPECT_THAT(evaluation.skipped.first, EndsWith(".train.tsv:2: no tab between label and text"));
 }
 
-TEST_F(EvaluationTest, RefusesFileWithBadLinesAlone) {
+TEST_F(EvaluationTest, FileWithOnlyBadLinesIsRefused) {
     Train("sport\tgoal\n");
     Test("bad\n");
     m_options.skips_bad_lines = true;

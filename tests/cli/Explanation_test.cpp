@@ -27,7 +27,7 @@ std::string json_of(const Explanation& explanation) {
 const Explanation kGoal = {
     "A goal", "sport", 0.9625, {{"goal", 0.5}, {"a", -0.03125}, {"x", 0.0, false}}};
 
-TEST(ExplanationTest, PrintsLabelScoreAndConceptsWithSigns) {
+TEST(ExplanationTest, LabelScoreAndConceptsArePrintedWithSigns) {
     EXPECT_EQ(printed(kGoal),
               "A goal\n"
               "  0.963  sport\n"
@@ -36,7 +36,7 @@ TEST(ExplanationTest, PrintsLabelScoreAndConceptsWithSigns) {
               "    +0.0000  x  (unknown)\n");
 }
 
-TEST(ExplanationTest, KeepsTheFirstConceptsAndSaysHowManyMoreThereAre) {
+TEST(ExplanationTest, FirstConceptsAreKeptAndTheOthersCounted) {
     Explanation two = kGoal;
     keep_first(2, two);
 
@@ -48,14 +48,14 @@ TEST(ExplanationTest, KeepsTheFirstConceptsAndSaysHowManyMoreThereAre) {
               "    (1 more)\n");
 }
 
-TEST(ExplanationTest, KeepingAsManyConceptsAsThereAreLeavesNoneOut) {
+TEST(ExplanationTest, KeepingAsManyConceptsAsThereAreLeavesOutNothing) {
     Explanation three = kGoal;
     keep_first(3, three);
 
     EXPECT_EQ(printed(three), printed(kGoal));
 }
 
-TEST(ExplanationTest, ControlCharactersAreEscapedForPeopleOnly) {
+TEST(ExplanationTest, ControlCharactersAreEscapedInTextButNotInJson) {
     const Explanation hostile = {"a\tb\x1B[2J", "sp\u202Eort", 0.5, {{"go\xC2\x9B", 0.5}}};
 
     EXPECT_EQ(printed(hostile),
@@ -67,11 +67,11 @@ TEST(ExplanationTest, ControlCharactersAreEscapedForPeopleOnly) {
     EXPECT_EQ(explanation_json(hostile)["concepts"][0]["concept"], "go\xC2\x9B");
 }
 
-TEST(ExplanationTest, SaysThatThereIsNoResult) {
+TEST(ExplanationTest, MissingResultIsReported) {
     EXPECT_EQ(printed({"?", "", 0.0, {}}), "?\n  (no result)\n");
 }
 
-TEST(ExplanationTest, WritesTheSameAsJson) {
+TEST(ExplanationTest, JsonHasTheSameContents) {
     EXPECT_EQ(json_of(kGoal), R"({"text":"A goal","category":"sport","score":0.9625,"concepts":[)"
                               R"({"concept":"goal","adds":0.5,"known":true},)"
                               R"({"concept":"a","adds":-0.03125,"known":true},)"
@@ -79,7 +79,7 @@ TEST(ExplanationTest, WritesTheSameAsJson) {
                               "\n");
 }
 
-TEST(ExplanationTest, WritesNullForNoResult) {
+TEST(ExplanationTest, JsonHasNullForNoResult) {
     EXPECT_EQ(json_of({"?", "", 0.0, {}}),
               R"({"text":"?","category":null,"score":0.0,"concepts":[]})"
               "\n");

@@ -27,7 +27,8 @@ protected:
         attributes.give_as_lock_to(file.number());
     }
 
-    // A group that this user can give to a file: any for root, else one of the user's.
+    // A group that this user can set for a file: any group for root, otherwise one of the user's
+    // groups.
     static gid_t AnotherGroup() {
         constexpr int kMost = 100;
         gid_t groups[kMost] = {};
@@ -52,7 +53,7 @@ TEST_F(FileAttributesTest, OwnerAndGroupAreKept) {
     EXPECT_EQ(permissions_of(m_new), 0640U);
 }
 
-TEST_F(FileAttributesTest, PermissionsAreKeptButThoseToRunAsTheOwner) {
+TEST_F(FileAttributesTest, PermissionsAreKeptExceptThoseToRunAsTheOwner) {
     const struct {
         mode_t old;
         mode_t kept;
@@ -81,7 +82,7 @@ TEST_F(FileAttributesTest, ExtendedAttributesAreKept) {
 
 TEST_F(FileAttributesTest, CapabilitiesAreNotKept) {
     File_attributes attributes = File_attributes::of(m_old);
-    // Version 2, effective, to do everything; only root could set it.
+    // Version 2, effective, all capabilities. Only root could set this attribute.
     attributes.extended.push_back(
         {"security.capability",
          std::string("\1\0\0\2\xFF\xFF\xFF\xFF\0\0\0\0\0\0\0\0\0\0\0\0", 20)});
@@ -89,7 +90,7 @@ TEST_F(FileAttributesTest, CapabilitiesAreNotKept) {
     EXPECT_EQ(attribute_of(m_new, "security.capability"), "none");
 }
 
-// No system knows these names.
+// No system knows attributes with these names.
 TEST_F(FileAttributesTest, RefusedAttributeIsLostUnlessItIsAnAccessList) {
     File_attributes attributes = File_attributes::of(m_old);
     attributes.extended = {{"unknown.name", "value"}};
@@ -109,7 +110,7 @@ TEST_F(FileAttributesTest, AccessListIsKept) {
     EXPECT_EQ(permissions_of(m_new), permissions_of(m_old));
 }
 
-// A folder may give its files a list that the old one has not.
+// A folder may give new files an access list that the old file does not have.
 TEST_F(FileAttributesTest, AccessListThatTheOldFileLacksIsRemoved) {
     set_attribute(m_new, kAccessListAttribute, access_list_with_user_7());
     ASSERT_EQ(::chmod(m_old.c_str(), 0640), 0);

@@ -24,7 +24,7 @@ TEST(HelpTopicsTest, EachTopicIsFoundByItsName) {
     EXPECT_EQ(find_help_topic(""), nullptr);
 }
 
-TEST(HelpTopicsTest, TextsFitTheirPlaces) {
+TEST(HelpTopicsTest, TextsFitTheHelpPages) {
     for (const Help_topic& topic : help_topics()) {
         SCOPED_TRACE(topic.name);
         EXPECT_LE(topic.summary.size(), 70U) << "it shares its line with the name";

@@ -14,7 +14,7 @@ namespace cli {
 
 namespace {
 
-// Signals within 100 ms count as one; this is longer.
+// Signals within 100 ms count as one. This is longer.
 void pause() {
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
 }
@@ -25,13 +25,13 @@ bool is_default(int signal) {
     return now.sa_handler == SIG_DFL;
 }
 
-// A statement that ends a process runs in one that begins the test anew, so that no earlier test
-// has left a change there.
+// A statement that ends a process runs in a new process, so it does not see changes of earlier
+// tests.
 class InterruptionTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    // So that tests of other classes find no request.
+    // Destroying this removes the request, so that tests of other classes find none.
     void TearDown() override { const Interruption forgets; }
 };
 
@@ -75,7 +75,7 @@ TEST_F(InterruptionTest, FirstSignalAfterTheInputIsARequest) {
     EXPECT_EQ(Interruption::signal(), SIGTERM);
 }
 
-TEST_F(InterruptionTest, SecondSignalAtOnceBelongsToTheFirst) {
+TEST_F(InterruptionTest, FurtherSignalsAtOnceCountAsOne) {
     const Interruption interruption;
     std::raise(SIGTERM);
     std::raise(SIGTERM);
@@ -83,7 +83,7 @@ TEST_F(InterruptionTest, SecondSignalAtOnceBelongsToTheFirst) {
     EXPECT_EQ(Interruption::signal(), SIGTERM);
 }
 
-TEST_F(InterruptionTest, PutsTheHandlersBackAndForgetsWhenMadeAnew) {
+TEST_F(InterruptionTest, HandlersAreRestoredAndANewObjectHasNoRequest) {
     {
         const Interruption interruption;
         EXPECT_FALSE(is_default(SIGHUP) || is_default(SIGINT) || is_default(SIGTERM));
@@ -97,7 +97,7 @@ TEST_F(InterruptionTest, PutsTheHandlersBackAndForgetsWhenMadeAnew) {
     EXPECT_FALSE(Interruption::is_requested());
 }
 
-TEST_F(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
+TEST_F(InterruptionTest, IgnoredSignalStaysIgnored) {
     for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
         SCOPED_TRACE(signal);
         struct sigaction before = {};
@@ -113,8 +113,8 @@ TEST_F(InterruptionTest, LeavesAnIgnoredSignalIgnored) {
     }
 }
 
-// The work has ended without a look at the request, so nothing else would end the process.
-TEST_F(InterruptionTest, RequestThatNobodySawEndsTheProcessAfterTheWork) {
+// The work ended without reading the request, so the program has to end itself.
+TEST_F(InterruptionTest, UnreadRequestEndsTheProcessAfterTheWork) {
     const auto work_without_asking = [] {
         const Interruption interruption;
         std::raise(SIGTERM);
@@ -122,7 +122,7 @@ TEST_F(InterruptionTest, RequestThatNobodySawEndsTheProcessAfterTheWork) {
     EXPECT_EXIT(work_without_asking(), testing::KilledBySignal(SIGTERM), "");
 }
 
-TEST_F(InterruptionTest, RequestThatNobodySawGivesWayToAnError) {
+TEST_F(InterruptionTest, ErrorIsPreferredToAnUnreadRequest) {
     EXPECT_THROW(
         {
             const Interruption interruption;
@@ -132,7 +132,7 @@ TEST_F(InterruptionTest, RequestThatNobodySawGivesWayToAnError) {
         std::runtime_error);
 }
 
-TEST_F(InterruptionTest, RequestThatNobodySawGivesWayToTheReportOfAChange) {
+TEST_F(InterruptionTest, ReportOfAChangeIsPreferredToAnUnreadRequest) {
     const auto work = [] {
         {
             const Interruption interruption;

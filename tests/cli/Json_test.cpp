@@ -18,7 +18,7 @@ std::string printed(const Json& value, Json_form form) {
     return out.str();
 }
 
-TEST(JsonTest, WritesOneLineOrMany) {
+TEST(JsonTest, ObjectsAreWrittenOnOneLineOrMany) {
     const Json value = {{"b", 0.5}, {"a", {1, 2}}};
 
     EXPECT_EQ(printed(value, Json_form::kOneLine), "{\"b\":0.5,\"a\":[1,2]}\n");
@@ -26,7 +26,7 @@ TEST(JsonTest, WritesOneLineOrMany) {
               "{\n  \"b\": 0.5,\n  \"a\": [\n    1,\n    2\n  ]\n}\n");
 }
 
-TEST(JsonTest, KeepsUtf8AndReplacesWhatIsNone) {
+TEST(JsonTest, InvalidUtf8IsReplaced) {
     EXPECT_EQ(printed("caf\u00E9", Json_form::kOneLine), "\"caf\u00E9\"\n");
     EXPECT_EQ(printed("a\xFF"
                       "b",
@@ -35,7 +35,7 @@ TEST(JsonTest, KeepsUtf8AndReplacesWhatIsNone) {
     EXPECT_EQ(printed("cut\xC3", Json_form::kOneLine), "\"cut\uFFFD\"\n");
 }
 
-TEST(JsonTest, EscapesWhatMustNotStandInTexts) {
+TEST(JsonTest, SpecialCharactersInTextsAreEscaped) {
     EXPECT_EQ(printed("\"\\\n\x01", Json_form::kOneLine), "\"\\\"\\\\\\n\\u0001\"\n");
 }
 

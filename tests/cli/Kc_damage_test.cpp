@@ -107,8 +107,8 @@ TEST(KcDamageTest, ErrorOfEachClassIsExplained) {
               "the container is damaged: its parts do not fit together (Anything else)");
 }
 
-// Each row of the explanations, in their order.
-TEST(KcDamageTest, SentenceOfEachRow) {
+// Tests each row of the explanations, in their order.
+TEST(KcDamageTest, EachErrorHasItsSentence) {
     const struct {
         std::string explained;
         const char* sentence;
@@ -162,8 +162,8 @@ TEST(KcDamageTest, LaterVersionMayHaveMadeTheFile) {
               "(Unknown form of seal: a.kc)");
 }
 
-// The library takes what the program does not, and the settings go into each new category.
-TEST(KcDamageTest, ResolutionThatTheProgramDoesNotTakeIsRefused) {
+// The library accepts values that the program does not. New categories would get the setting.
+TEST(KcDamageTest, ResolutionThatTheProgramDoesNotAcceptIsRefused) {
     const Scratch_folder folder;
     const auto error_of = [&folder](zeManager& manager) -> std::string {
         const std::string path = folder.write("a.kc", saved_compact(manager));
@@ -204,7 +204,7 @@ TEST(KcDamageTest, BytesOfAKeyAreShownAsNumbers) {
               "(Missing key in index: \\x00\\x00\\x00\\x01)");
 }
 
-TEST(KcDamageTest, RefusalIsNoDamage) {
+TEST(KcDamageTest, RefusalIsNotReportedAsDamage) {
     EXPECT_EQ(explained(qtX<zeIO>(1, "Not a kc file")), "Not a kc file");
     EXPECT_EQ(explained(qtX<zeLogicalTree>(12, "Cannot delete top node")),
               "Cannot delete top node");
@@ -212,7 +212,7 @@ TEST(KcDamageTest, RefusalIsNoDamage) {
               "Operation cannot be performed on compact KB");
 }
 
-TEST(KcDamageTest, WorkThatFailsIsAnErrorOfTheFile) {
+TEST(KcDamageTest, FailedWorkIsReportedAsAnErrorOfTheFile) {
     EXPECT_EQ(work_on_container("a.kc", [] { return 7; }), 7);
     try {
         work_on_container("a.kc", [] { process_assert("stat_matcher", "file", 1, "function"); });
@@ -227,7 +227,7 @@ TEST(KcDamageTest, WorkThatFailsIsAnErrorOfTheFile) {
                  qtX<zeWorkflow>);
 }
 
-// Everything that the program does with a container, one after the other.
+// Does everything that the program can do with a container.
 void use_file(const std::string& path) {
     const std::unique_ptr<Text_model> model =
         read_model(path, Given_analysis{Analysis_kind::kWords, {}}, nullptr);
@@ -246,12 +246,13 @@ void use_file(const std::string& path) {
     });
 }
 
-// A changed bit of the identity makes a file of another kind.
+// A changed bit of the identity makes the file one of another kind.
 bool is_damage_or_refusal(const std::string& text) {
     return text.starts_with("the container is damaged") || text == "Not a kc file";
 }
 
-// These two errors end the program with 65 and 66; any other one would end it with 70.
+// The errors that are counted here end the program with status 65 or 66. Any other error would end
+// it with 70.
 TEST(KcDamageTest, EveryChangedBitGivesAnAnswerOrAnErrorOfTheFile) {
     const Scratch_folder folder;
     std::size_t refused = 0;

@@ -43,10 +43,10 @@ TEST_F(KcEditTest, ShowsTheContainerOfAFile) {
     EXPECT_EQ(nodes, 3U);
 }
 
-TEST_F(KcEditTest, NamesTheFileOfATreeThatIsFoundUnsound) {
+TEST_F(KcEditTest, FileOfATreeFoundUnsoundIsNamed) {
     try {
         cli::view_kc(path, nullptr, [](qtPtrLight<zeManager>& manager) {
-            manager->m_logical_tree->DelLogicalNode(1, true);  // the root, which is refused
+            manager->m_logical_tree->DelLogicalNode(1, true);  // the root cannot be deleted
         });
         ADD_FAILURE() << "nothing is raised";
     } catch (const cli::Data_error& error) {
@@ -54,7 +54,7 @@ TEST_F(KcEditTest, NamesTheFileOfATreeThatIsFoundUnsound) {
     }
 }
 
-TEST_F(KcEditTest, WaitsForAnotherChange) {
+TEST_F(KcEditTest, EditWaitsForAnotherChange) {
     std::optional<cli::Kc_lock> other(path);
     const auto edit = [this](double seconds) {
         cli::edit_kc(path, {seconds, nullptr}, [](qtPtrLight<zeManager>& manager) {
@@ -73,7 +73,7 @@ TEST_F(KcEditTest, WaitsForAnotherChange) {
     EXPECT_EQ(cli::read_kc(path, nullptr)->m_config.get_optional("color")->str(), "green");
 }
 
-// The message of the error of a change during which somebody else does something.
+// The error of a change, during which another process does something with the file.
 std::string error_of_edit(const std::string& path, const std::function<void()>& meanwhile) {
     try {
         cli::edit_kc(path, {}, [&meanwhile](qtPtrLight<zeManager>& manager) {
@@ -87,7 +87,7 @@ std::string error_of_edit(const std::string& path, const std::function<void()>& 
     return "";
 }
 
-TEST_F(KcEditTest, FileThatWasChangedMeanwhileIsNotReplaced) {
+TEST_F(KcEditTest, FileChangedDuringTheEditIsNotReplaced) {
     const std::string error =
         "cannot write " + path + ": the file has been changed by something else meanwhile";
     const std::string kept = folder.file("saved.kc");
@@ -109,7 +109,7 @@ TEST_F(KcEditTest, FileThatWasChangedMeanwhileIsNotReplaced) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(KcEditTest, LinkThatLeadsElsewhereMeanwhileIsRefused) {
+TEST_F(KcEditTest, LinkChangedDuringTheEditIsRefused) {
     const std::string link = folder.file("link");
     std::filesystem::create_symlink("kept.kc", link);
     const std::string other = folder.write("other.kc", folder.content("kept.kc"));

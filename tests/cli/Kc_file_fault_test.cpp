@@ -1,4 +1,4 @@
-// Containers on a disk that cannot be read.
+// Containers on a disk with read errors.
 #include "cli/kc/Kc_file.h"
 
 #include <filesystem>
@@ -19,8 +19,8 @@ namespace cli {
 
 namespace {
 
-// The program looks at the file before the library reads it. The program sees a real file of the
-// same name, and the library reads the file of the fake disk.
+// The program reads the beginning of the file before the library reads it. The program reads a real
+// file, and the library a file of the same name on the fake disk.
 class KcFileFaultTest : public testing::Test {
 protected:
     KcFileFaultTest() {
@@ -33,7 +33,7 @@ protected:
 
     ~KcFileFaultTest() override { std::filesystem::current_path(m_before); }
 
-    // How often reading calls the disk.
+    // The number of calls of the disk in a read.
     template <class Read>
     std::size_t CallsOf(Read&& read) {
         m_disk.calls.clear();
@@ -50,7 +50,7 @@ protected:
             m_disk.fail_at(call, Fake_disk::Fault::kIoError, true);
             try {
                 read();
-                // Everything was read before: only a read beyond the end and the close failed.
+                // Everything was already read. Only a read beyond the end and the close failed.
                 EXPECT_LE(m_disk.failed.size(), 2U);
                 EXPECT_EQ(m_disk.failed.back(), Fake_disk::Call::kClose);
             } catch (const Input_error& error) {
@@ -69,7 +69,7 @@ TEST_F(KcFileFaultTest, DiskThatFailsWhileAContainerIsReadIsAnInputError) {
     ExpectEachFaultToBeOfTheDisk([] { read_kc("fake/a.kc", nullptr); });
 }
 
-// The seal of a sealed file is verified before the file is read: that takes calls of its own.
+// The seal is verified before the file is read, which takes further calls.
 TEST_F(KcFileFaultTest, DiskThatFailsWhileASealIsVerifiedIsAnInputError) {
     const auto read = [] { read_kc("fake/a.kc", nullptr); };
     const std::size_t unsealed = CallsOf(read);
@@ -83,7 +83,7 @@ TEST_F(KcFileFaultTest, DiskThatFailsWhileTheIdentityIsReadIsAnInputError) {
     ExpectEachFaultToBeOfTheDisk([] { read_kc_file_facts("fake/a.kc"); });
 }
 
-// The file has changed since it was written, and the disk is sound.
+// The disk is good, but the file has changed since it was written.
 TEST_F(KcFileFaultTest, FileThatEndsTooEarlyIsADataError) {
     std::string& file = m_disk.files["fake/a.kc"];
     const std::string whole = file;
@@ -95,7 +95,7 @@ TEST_F(KcFileFaultTest, FileThatEndsTooEarlyIsADataError) {
     }
 }
 
-TEST_F(KcFileFaultTest, PositionThatCannotBeThereIsADataError) {
+TEST_F(KcFileFaultTest, ImpossiblePositionIsADataError) {
     std::string& file = m_disk.files["fake/a.kc"];
     const std::string whole = file;
     for (const char* offset : {"7f ff ff ff", "80 00 00 00", "ff ff ff ff"}) {

@@ -1,4 +1,5 @@
-// Every single bit of sealed files: the program refuses the file or gives the very same answers.
+// Changes every single bit of sealed files. The program must refuse the file or give exactly the
+// same answers.
 #include <cstddef>
 #include <filesystem>
 #include <iostream>
@@ -30,7 +31,8 @@ TEST_P(KcFileSealSlowTest, EveryChangedBitIsRefusedOrHarmless) {
     std::cout << bits << '\n';
     EXPECT_THAT(bits.changed, testing::IsEmpty()) << bits;
     EXPECT_EQ(bits.refused + bits.same, bit_count);
-    // The Unicode bit, the bits of the seal's key in the index, and one of the number of keys.
+    // The harmless bits: the Unicode bit, the bits of the seal's key in the index, and one of the
+    // number of keys.
     EXPECT_GE(bits.same, 1U);
     EXPECT_LT(bits.same, 80U);
 }

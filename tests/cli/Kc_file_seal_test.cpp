@@ -1,4 +1,4 @@
-// The seal of the files that the program writes, and what it finds when the program reads them.
+// The seal of files that the program writes, and its check when the program reads them.
 #include "cli/kc/Kc_file.h"
 
 #include <cstddef>
@@ -24,10 +24,11 @@ namespace {
 using testing::IsEmpty;
 using testing::Not;
 
-// For a full file and a compact one.
+// The parameter: whether the file is compact.
 class KcFileSealTest : public testing::TestWithParam<bool> {
 protected:
-    // Of a file of some thousand bytes, these are some hundred bits, which meet each bit of a byte.
+    // Only every 97th bit is changed, some hundred bits of a file of some thousand bytes. 97 and 8
+    // have no common divisor, so each bit of a byte occurs.
     static constexpr std::size_t kShare = 97;
 
     void SetUp() override { write_small_kc(m_path, GetParam()); }
@@ -41,7 +42,7 @@ protected:
         return "";
     }
 
-    // Adds an item to the package, or replaces one.
+    // Adds or replaces an item of the package.
     void add_item(const qtString& key) const {
         Hpack pack;
         SegBuf nothing;
@@ -57,13 +58,14 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Forms, KcFileSealTest, testing::Bool(),
                          [](const auto& form) { return form.param ? "Compact" : "Full"; });
 
-TEST_P(KcFileSealTest, FileThatIsWrittenIsSealed) {
+TEST_P(KcFileSealTest, WrittenFileIsSealed) {
     EXPECT_TRUE(Kc_seal::Verify(m_path));
     EXPECT_TRUE(read_kc_file_facts(m_path).is_sealed);
     EXPECT_EQ(read_kc(m_path, nullptr)->m_compact, GetParam());
 }
 
-// The tests of single bits rely on this.
+// Otherwise a changed bit of a table would not change an answer, and the tests of single bits would
+// not find it.
 TEST_P(KcFileSealTest, AnswersOfTheSmallFileUseItsTables) {
     const auto model = read_model(m_path, {}, nullptr);
     ASSERT_TRUE(model->uses_tables());
@@ -135,7 +137,7 @@ TEST_P(KcFileSealTest, ChangedBitIsRefusedOrHarmless) {
     EXPECT_EQ(m_folder.content("a.kc"), before);
 }
 
-// Shows that the answers would change, and that the test above could find it.
+// Without the seal some answers change. So the test above really depends on the seal.
 TEST_P(KcFileSealTest, ChangedBitOfAnUnsealedFileChangesAnswers) {
     write_without_seal(m_path);
 

@@ -33,7 +33,7 @@ qtPtrLight<zeManager> trained() {
     return model.manager();
 }
 
-// Asks for an interruption at the poll of that number and at all later ones.
+// Interrupts at the poll with this number and at all later ones.
 class Interrupting : public CTProgress {
 public:
     explicit Interrupting(int poll) : m_polls_left(poll) {}
@@ -46,7 +46,7 @@ private:
     mutable int m_polls_left;
 };
 
-// While it lives no file can grow beyond so many bytes.
+// While an object exists, no file can grow beyond this size.
 class File_size_limit {
 public:
     explicit File_size_limit(rlim_t bytes) {
@@ -79,7 +79,7 @@ std::string error_of_reading(const std::string& path) {
     return "";
 }
 
-TEST(KcFileTest, BringsBackTheContainerThatWasWritten) {
+TEST(KcFileTest, WrittenContainerIsReadBack) {
     const Scratch_folder folder;
     const qtPtrLight<zeManager> manager = trained();
     manager->m_config.set_optional("color", "green");
@@ -93,7 +93,7 @@ TEST(KcFileTest, BringsBackTheContainerThatWasWritten) {
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
 }
 
-TEST(KcFileTest, WritesTheSameBytesOfTheSameContainer) {
+TEST(KcFileTest, SameContainerGivesTheSameBytes) {
     const Scratch_folder folder;
     write_kc(folder.file("a.kc"), *trained(), false, nullptr);
 
@@ -102,7 +102,7 @@ TEST(KcFileTest, WritesTheSameBytesOfTheSameContainer) {
     EXPECT_EQ(folder.content("a.kc"), folder.content("b.kc"));
 }
 
-TEST(KcFileTest, KeepsACompactContainerCompact) {
+TEST(KcFileTest, CompactContainerStaysCompact) {
     const Scratch_folder folder;
     write_kc(folder.file("whole.kc"), *trained(), false, nullptr);
     write_kc(folder.file("a.kc"), *trained(), true, nullptr);
@@ -115,7 +115,7 @@ TEST(KcFileTest, KeepsACompactContainerCompact) {
     EXPECT_LT(folder.content("b.kc").size(), folder.content("whole.kc").size());
 }
 
-TEST(KcFileTest, LeavesTheOldFileWholeIfTheDiskIsFull) {
+TEST(KcFileTest, FullDiskLeavesTheOldFileUnchanged) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     const qtPtrLight<zeManager> manager = trained();
@@ -136,7 +136,7 @@ TEST(KcFileTest, LeavesTheOldFileWholeIfTheDiskIsFull) {
     }
 }
 
-TEST(KcFileTest, LeavesTheOldFileWholeIfItIsInterrupted) {
+TEST(KcFileTest, InterruptionLeavesTheOldFileUnchanged) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     const qtPtrLight<zeManager> manager = trained();
@@ -160,14 +160,14 @@ TEST(KcFileTest, LeavesTheOldFileWholeIfItIsInterrupted) {
     EXPECT_NE(folder.content("a.kc"), "old");
 }
 
-TEST(KcFileTest, RaisesWhatIsNoFileToWrite) {
+TEST(KcFileTest, PathThatIsNoFileCannotBeWritten) {
     const Scratch_folder folder;
 
     EXPECT_THROW(write_kc(folder.path(), *trained(), false, nullptr), Output_error);
     EXPECT_THROW(write_kc(folder.file("none/a.kc"), *trained(), false, nullptr), Output_error);
 }
 
-TEST(KcFileTest, RaisesWhatCannotBeOpened) {
+TEST(KcFileTest, FileThatCannotBeOpenedRaises) {
     const Scratch_folder folder;
 
     EXPECT_EQ(error_of_reading<Input_error>(folder.file("a.kc")),
@@ -179,7 +179,7 @@ TEST(KcFileTest, RaisesWhatCannotBeOpened) {
               "cannot read " + below_a_file + ": Not a directory");
 }
 
-TEST(KcFileTest, RaisesWhatIsNoContainer) {
+TEST(KcFileTest, FileThatIsNoContainerRaises) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "sport\tgoal match of the day\n");
 
@@ -188,7 +188,7 @@ TEST(KcFileTest, RaisesWhatIsNoContainer) {
     EXPECT_THAT(error_of_reading<Data_error>(path), StartsWith(path + ": "));
 }
 
-TEST(KcFileTest, KnowsAContainerByItsFirstBytes) {
+TEST(KcFileTest, ContainerIsRecognisedByItsFirstBytes) {
     const Scratch_folder folder;
     const std::string path = folder.file("a.kc");
     write_kc(path, *trained(), false, nullptr);
@@ -196,7 +196,7 @@ TEST(KcFileTest, KnowsAContainerByItsFirstBytes) {
     write_kc(path, *trained(), true, nullptr);
     EXPECT_TRUE(begins_as_kc(path));
 
-    // The magic of a package, and then the id of a container.
+    // The magic number of a package, followed by the id of containers.
     const std::string start = "\x4A\x5B\x6C\x84\x27\x8F\x9D\x40";
     EXPECT_TRUE(begins_as_kc(folder.write("a.kc", start + "damaged")));
     EXPECT_TRUE(begins_as_kc(folder.write("a.kc", start)));
@@ -231,8 +231,8 @@ TEST(KcFileTest, StreamThatBeginsAsAContainerKeepsItsPosition) {
     }
 }
 
-// Whatever the library finds, it is told of this file and as its fault.
-TEST(KcFileTest, RaisesAContainerThatIsCut) {
+// Whatever error the library finds, the program names this file and blames it.
+TEST(KcFileTest, CutContainerRaises) {
     const Scratch_folder folder;
     const std::string path = folder.file("a.kc");
     write_kc(path, *trained(), false, nullptr);
@@ -245,7 +245,7 @@ TEST(KcFileTest, RaisesAContainerThatIsCut) {
     }
 }
 
-TEST(KcFileTest, LetsAnInterruptionOfReadingThrough) {
+TEST(KcFileTest, InterruptionOfReadingIsPassedOn) {
     const Scratch_folder folder;
     write_kc(folder.file("a.kc"), *trained(), false, nullptr);
     Interrupting progress(0);

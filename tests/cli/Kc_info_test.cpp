@@ -16,7 +16,7 @@ namespace {
 
 TEST(KcInfoTest, CountsNodesByKind) {
     Small_kc kc;
-    // Another leaf of a category that there is.
+    // A second leaf of an existing category.
     zeLogicalNode mail = node_to_add(kc.Node("root/news").id, "mail");
     kc.Manager().m_logical_tree->AddLogicalNode(mail);
 
@@ -30,7 +30,7 @@ TEST(KcInfoTest, CountsNodesByKind) {
     EXPECT_EQ(info.depth, 3);
 }
 
-TEST(KcInfoTest, MeasuresEachStatisticalClassifier) {
+TEST(KcInfoTest, EachStatisticalClassifierIsMeasured) {
     Small_kc kc;
 
     const Kc_info info = kc_info(kc.Manager());
@@ -48,7 +48,7 @@ TEST(KcInfoTest, MeasuresEachStatisticalClassifier) {
     EXPECT_EQ(news.concepts, 4U);
 }
 
-TEST(KcInfoTest, CountsAFeatureForEachCategoryThatHasIt) {
+TEST(KcInfoTest, FeatureIsCountedForEachCategoryThatHasIt) {
     zeManager manager;
     zeDefaults settings = plain_settings();
     manager.m_defaults = settings;
@@ -90,7 +90,7 @@ TEST(KcInfoTest, CompactContainerWithoutItsFlagIsShownAsSuch) {
     EXPECT_EQ(kc_info_json(info)["compact_flag"], false);
 }
 
-TEST(KcInfoTest, CompactContainerWithItsFlagAndFullContainerAreShownPlainly) {
+TEST(KcInfoTest, CompactContainerWithItsFlagAndFullContainerAreShownNormally) {
     for (const bool is_compact : {true, false}) {
         zeManager manager;
         read_kc(manager, answering_kc(is_compact));
@@ -107,7 +107,7 @@ TEST(KcInfoTest, CompactContainerWithItsFlagAndFullContainerAreShownPlainly) {
     }
 }
 
-TEST(KcInfoTest, TellsIdentityAndFreeSettings) {
+TEST(KcInfoTest, IdentityAndOptionalSettingsAreShown) {
     zeManager manager;
     manager.m_config.kc_id = 7;
     manager.m_config.kc_name = "shop";
@@ -127,7 +127,7 @@ TEST(KcInfoTest, TellsIdentityAndFreeSettings) {
     EXPECT_EQ(info.depth, 0);
 }
 
-TEST(KcInfoTest, SettingsThatTheProgramChoseAreThoseThatTheContainerStillHas) {
+TEST(KcInfoTest, OnlyChosenSettingsThatTheContainerStillHasAreShown) {
     zeManager manager;
     manager.m_defaults.profile_size = 5;
     manager.m_config.set_optional("zandrel.choices", "ProfileSize=5 SuppressM=0");
@@ -136,7 +136,7 @@ TEST(KcInfoTest, SettingsThatTheProgramChoseAreThoseThatTheContainerStillHas) {
     EXPECT_EQ(kc_info(manager).choices, expected);
 }
 
-TEST(KcInfoTest, WritesMomentsInUtc) {
+TEST(KcInfoTest, TimesAreShownInUtc) {
     const struct {
         std::int64_t microseconds;
         const char* text;
@@ -175,7 +175,7 @@ Kc_info example() {
     return info;
 }
 
-TEST(KcInfoTest, PrintsAText) {
+TEST(KcInfoTest, ContainerIsPrintedAsText) {
     std::ostringstream out;
     print_kc_info(example(), out);
 
@@ -207,7 +207,7 @@ TEST(KcInfoTest, PrintsAText) {
               "  key=a\\x0Ab\n");
 }
 
-TEST(KcInfoTest, WritesTheSameAsJson) {
+TEST(KcInfoTest, JsonHasTheSameContents) {
     EXPECT_EQ(
         kc_info_json(example()).dump(),
         R"({"file":"a\n.kc","size":12345,"unicode":true,"seal":true,"version":2,"compact":true,)"

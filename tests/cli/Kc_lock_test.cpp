@@ -36,7 +36,8 @@ std::string error_of_locking(const std::string& name, const cli::Lock_wait& wait
     return "";
 }
 
-// A second lock of one process is refused like that of another: it is on the open file.
+// A second lock in the same process is refused like one in another process, since the lock belongs
+// to the open file.
 class KcLockTest : public testing::Test {
 protected:
     static void expect_refused(const std::string& name) {
@@ -50,38 +51,38 @@ protected:
     std::string lock_file = folder.file(".kept.kc.lock");
 };
 
-TEST_F(KcLockTest, RefusesASecondOne) {
+TEST_F(KcLockTest, SecondLockIsRefused) {
     const cli::Kc_lock lock(path);
     expect_refused(path);
 }
 
-TEST_F(KcLockTest, RefusesASecondOneByAnotherName) {
+TEST_F(KcLockTest, SecondLockByAnotherNameOfTheFileIsRefused) {
     const std::string link = folder.file("link.kc");
     std::filesystem::create_symlink(path, link);
     const cli::Kc_lock lock(path);
     expect_refused(link);
 }
 
-TEST_F(KcLockTest, IsFreeWhenTheFirstGoes) {
+TEST_F(KcLockTest, LockIsFreeAfterTheFirstEnds) {
     std::optional<cli::Kc_lock> first(path);
     first.reset();
     EXPECT_NO_THROW(cli::Kc_lock second(path));
 }
 
-TEST_F(KcLockTest, GuardsTheNameAcrossAReplacement) {
+TEST_F(KcLockTest, LockRemainsWhenTheContainerIsReplaced) {
     const cli::Kc_lock lock(path);
     std::filesystem::rename(folder.write("new.kc", "new content"), path);
     expect_refused(path);
 }
 
-TEST_F(KcLockTest, GuardsANameWithoutAFile) {
+TEST_F(KcLockTest, NameWithoutAFileCanBeLocked) {
     const std::string missing = folder.file("missing.kc");
     const cli::Kc_lock lock(missing);
     expect_refused(missing);
     EXPECT_FALSE(std::filesystem::exists(missing));
 }
 
-TEST_F(KcLockTest, HasAFileOfItsOwnAsLongAsItLives) {
+TEST_F(KcLockTest, LockFileExistsAsLongAsTheLock) {
     {
         const cli::Kc_lock lock(path);
         EXPECT_THAT(folder.names(), ElementsAre(".kept.kc.lock", "kept.kc"));
@@ -89,7 +90,7 @@ TEST_F(KcLockTest, HasAFileOfItsOwnAsLongAsItLives) {
     EXPECT_THAT(folder.names(), ElementsAre("kept.kc"));
 }
 
-TEST_F(KcLockTest, TakesOverTheFileOfADeadProcess) {
+TEST_F(KcLockTest, LockFileOfADeadProcessIsReused) {
     folder.write(".kept.kc.lock", "");
     {
         const cli::Kc_lock lock(path);
@@ -98,15 +99,15 @@ TEST_F(KcLockTest, TakesOverTheFileOfADeadProcess) {
     EXPECT_THAT(folder.names(), ElementsAre("kept.kc"));
 }
 
-TEST_F(KcLockTest, ReaderOfTheContainerDoesNotMatter) {
+TEST_F(KcLockTest, ReaderOfTheContainerDoesNotPreventALock) {
     const int reader = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(::flock(reader, LOCK_SH), 0);
     EXPECT_EQ(error_of_locking(path), "");
     ::close(reader);
 }
 
-// Only who may write the container can open its lock.
-TEST_F(KcLockTest, HasTheWritersOfTheContainer) {
+// Only users who may write the container can open its lock.
+TEST_F(KcLockTest, LockFileHasTheWritersOfTheContainer) {
     const struct {
         mode_t container;
         mode_t lock;
@@ -121,7 +122,7 @@ TEST_F(KcLockTest, HasTheWritersOfTheContainer) {
     }
 }
 
-TEST_F(KcLockTest, HasTheWritersThatANewContainerWillHave) {
+TEST_F(KcLockTest, LockFileHasTheWritersOfAFutureContainer) {
     const struct {
         mode_t mask;
         mode_t lock;
@@ -136,7 +137,7 @@ TEST_F(KcLockTest, HasTheWritersThatANewContainerWillHave) {
     }
 }
 
-TEST_F(KcLockTest, WaitsUntilTheOtherOneEnds) {
+TEST_F(KcLockTest, LockWaitsUntilTheOtherOneEnds) {
     std::optional<cli::Kc_lock> first(path);
     std::thread other([&first] {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
@@ -146,7 +147,7 @@ TEST_F(KcLockTest, WaitsUntilTheOtherOneEnds) {
     other.join();
 }
 
-TEST_F(KcLockTest, WaitsNoLongerThanTheGivenTime) {
+TEST_F(KcLockTest, LockWaitsNoLongerThanTheGivenTime) {
     const cli::Kc_lock first(path);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(error_of_locking(path, {kShortWait, nullptr}),
@@ -170,7 +171,7 @@ TEST_F(KcLockTest, InterruptionEndsTheWait) {
     EXPECT_EQ(progress.m_status, "Waiting for another process");
 }
 
-TEST_F(KcLockTest, LockFileThatIsNoFileIsRefused) {
+TEST_F(KcLockTest, LockFileThatIsNoRegularFileIsRefused) {
     const std::string begin = "cannot write " + path + ": its lock file " + lock_file + ": ";
     std::filesystem::create_symlink("kept.kc", lock_file);
     EXPECT_EQ(error_of_locking(path), begin + "Too many levels of symbolic links");
@@ -182,14 +183,14 @@ TEST_F(KcLockTest, LockFileThatIsNoFileIsRefused) {
     EXPECT_EQ(error_of_locking(path), begin + "Is a directory");
 }
 
-TEST_F(KcLockTest, LockFileWithContentsIsRefusedAndStays) {
+TEST_F(KcLockTest, LockFileWithContentsIsRefusedAndKept) {
     folder.write(".kept.kc.lock", "mine");
     EXPECT_EQ(error_of_locking(path), "cannot write " + path + ": its lock file " + lock_file +
                                           ": not empty, so not a lock file");
     EXPECT_EQ(folder.content(".kept.kc.lock"), "mine");
 }
 
-TEST_F(KcLockTest, LeftLockFileGetsTheWritersOfToday) {
+TEST_F(KcLockTest, RemainingLockFileGetsTheCurrentWriters) {
     folder.write(".kept.kc.lock", "");
     ASSERT_EQ(::chmod(lock_file.c_str(), 0660), 0);
     ASSERT_EQ(::chmod(path.c_str(), 0644), 0);
@@ -198,8 +199,8 @@ TEST_F(KcLockTest, LeftLockFileGetsTheWritersOfToday) {
     expect_refused(path);
 }
 
-// The user root may do it all.
-TEST_F(KcLockTest, FolderWithoutRoomForALockIsAnError) {
+// Root may create files in any folder, so this test does not apply to root.
+TEST_F(KcLockTest, FolderThatTakesNoLockFileIsAnError) {
     ASSERT_EQ(::chmod(folder.path().c_str(), 0500), 0);
     const std::string error = error_of_locking(path);
     ASSERT_EQ(::chmod(folder.path().c_str(), 0700), 0);
@@ -216,7 +217,7 @@ TEST_F(KcLockTest, FileThatMayNotBeOpenedIsAnError) {
     EXPECT_EQ(error_of_locking(path), ::geteuid() == 0 ? "" : expected);
 }
 
-TEST_F(KcLockTest, WhatIsNoFileGetsNoLock) {
+TEST_F(KcLockTest, PathThatIsNoFileGetsNoLock) {
     EXPECT_EQ(error_of_locking(folder.path()),
               "cannot write " + folder.path() + ": Is a directory");
     EXPECT_EQ(error_of_locking(folder.file("none/a.kc")),

@@ -23,7 +23,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// A value for each key that no container of these tests has by itself.
+// For each key a value that no container of these tests has by default.
 const std::map<std::string, std::string> kNewValues = {
     {"ClipValue", "7"},
     {"UseLikelihoodInTrain", "1"},
@@ -76,7 +76,7 @@ std::string refusal_of_words(const std::vector<std::string>& words) {
     return "none";
 }
 
-TEST(KcOptionsTest, ListsEveryKnownKeyInItsOrder) {
+TEST(KcOptionsTest, EveryKnownKeyIsListedInItsOrder) {
     Small_kc kc;
     std::vector<std::string> expected;
     for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
@@ -92,7 +92,7 @@ TEST(KcOptionsTest, ListsEveryKnownKeyInItsOrder) {
     EXPECT_EQ(keys, expected);
 }
 
-TEST(KcOptionsTest, EachValueThatIsSetIsGivenBack) {
+TEST(KcOptionsTest, EachSetValueIsReturned) {
     for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
         SCOPED_TRACE(known.key);
         const std::string value = kNewValues.at(known.key);
@@ -108,8 +108,8 @@ TEST(KcOptionsTest, EachValueThatIsSetIsGivenBack) {
     }
 }
 
-// Each classifier's own value is seen, whichever setting it is.
-TEST(KcOptionsTest, TellsWhereAClassifierDiffers) {
+// This works for each setting: the value of each classifier is compared.
+TEST(KcOptionsTest, DifferentValueOfAClassifierIsReported) {
     for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
         SCOPED_TRACE(known.key);
         Small_kc kc;
@@ -147,7 +147,7 @@ TEST(KcOptionsTest, ClassifiersKeepTheirOtherSettings) {
                 ElementsAre(Other_value{"root/news", "5"}));
 }
 
-TEST(KcOptionsTest, MarksTheClassifiersAsChanged) {
+TEST(KcOptionsTest, ClassifiersAreMarkedAsChanged) {
     Small_kc kc;
     kc.Matcher("root/news").m_dirty = false;
 
@@ -164,7 +164,7 @@ TEST(KcOptionsTest, LaterWordWins) {
     EXPECT_EQ(value_of(kc, "ProfileSize"), "6");
 }
 
-TEST(KcOptionsTest, TellsThatNothingHasChanged) {
+TEST(KcOptionsTest, SetReturnsFalseIfNothingChanged) {
     Small_kc kc;
 
     EXPECT_FALSE(set(kc, {"ProfileSize=1000"}));
@@ -173,7 +173,7 @@ TEST(KcOptionsTest, TellsThatNothingHasChanged) {
     EXPECT_EQ(value_of(kc, "ProfileSize"), "1000");
 }
 
-TEST(KcOptionsTest, ChoiceOfTheProgramBecomesTheUsersAlsoWithAnEqualValue) {
+TEST(KcOptionsTest, SettingAChosenValueAgainMakesItTheUsers) {
     Small_kc kc;
     keep_choices({{"ProfileSize", "1000"}, {"ClipValue", "3"}}, kc.Manager().m_config);
 
@@ -182,7 +182,7 @@ TEST(KcOptionsTest, ChoiceOfTheProgramBecomesTheUsersAlsoWithAnEqualValue) {
     EXPECT_FALSE(set(kc, {"ProfileSize=1000"}));
 }
 
-TEST(KcOptionsTest, RefusesBadWordsBeforeAnythingIsRead) {
+TEST(KcOptionsTest, BadWordsAreRefusedBeforeAnythingIsRead) {
     const struct {
         std::string word;
         std::string refusal;
@@ -203,7 +203,7 @@ TEST(KcOptionsTest, RefusesBadWordsBeforeAnythingIsRead) {
     }
 }
 
-TEST(KcOptionsTest, RefusesToGetAnUnknownKey) {
+TEST(KcOptionsTest, UnknownKeyIsRefused) {
     Small_kc kc;
 
     EXPECT_THROW(kc_setting(kc.Pointer(), "ProfileSice"), Usage_error);
@@ -222,7 +222,7 @@ TEST(KcOptionsTest, CompactContainerKeepsItsLikelihoodTables) {
     }
 }
 
-TEST(KcOptionsTest, CompactContainerTakesOtherSettings) {
+TEST(KcOptionsTest, OtherSettingsOfACompactContainerCanBeSet) {
     Small_kc kc = Small_kc::Compact();
     const std::size_t features = kc.Matcher("root").m_table.size();
 
@@ -232,7 +232,7 @@ TEST(KcOptionsTest, CompactContainerTakesOtherSettings) {
     EXPECT_EQ(kc.Matcher("root").m_table.size(), features);
 }
 
-TEST(KcOptionsTest, PrintsWhatAnOptionsFileHolds) {
+TEST(KcOptionsTest, OutputIsAValidOptionsFile) {
     std::ostringstream out;
     print_settings(
         {{"ClipValue", "3", {}}, {"ProfileSize", "1000", {{"root", "5"}, {"root/news", "6"}}}},
@@ -241,7 +241,7 @@ TEST(KcOptionsTest, PrintsWhatAnOptionsFileHolds) {
     EXPECT_EQ(out.str(), "ClipValue=3\nProfileSize=1000  # 5 at root, 6 at root/news\n");
 }
 
-TEST(KcOptionsTest, WritesNumbersAsJsonNumbers) {
+TEST(KcOptionsTest, JsonHasNumbersForNumbers) {
     EXPECT_EQ(settings_json({{"ClipValue", "3", {}},
                              {"DeletePFactor", "1.1", {{"root", "inf"}}},
                              {"LearnSpeedScale", "sqrt", {}}})

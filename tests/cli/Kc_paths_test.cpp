@@ -30,7 +30,7 @@ std::string refusal_of(const std::function<void()>& lookup) {
     return "none";
 }
 
-TEST(KcPathsTest, FindsNodesFromTheRootDown) {
+TEST(KcPathsTest, NodesAreFoundFromTheRootDown) {
     const Named_tree kc;
 
     const struct {
@@ -47,7 +47,7 @@ TEST(KcPathsTest, FindsNodesFromTheRootDown) {
     }
 }
 
-TEST(KcPathsTest, TellsHowFarAPathLeads) {
+TEST(KcPathsTest, ErrorSaysHowMuchOfAPathExists) {
     const Named_tree kc;
 
     const struct {
@@ -68,14 +68,14 @@ TEST(KcPathsTest, TellsHowFarAPathLeads) {
     }
 }
 
-TEST(KcPathsTest, FindsNothingInAContainerWithoutNodes) {
+TEST(KcPathsTest, ContainerWithoutNodesHasNoPaths) {
     const Edited_container kc;
 
     EXPECT_EQ(refusal_of([&] { find_node(kc.tree, "root"); }),
               R"(no node "root": the container has no node)");
 }
 
-TEST(KcPathsTest, LastNameOfAPathIsThatOfTheNewNode) {
+TEST(KcPathsTest, LastNameOfAPathIsTheNewNode) {
     const Named_tree kc;
 
     const New_place place = find_new_place(kc.tree, R"(root/news/x\/y)");
@@ -104,7 +104,7 @@ TEST(KcPathsTest, NewNodeNeedsAKnownParent) {
     }
 }
 
-TEST(KcPathsTest, ShownPathLeadsBackToItsNode) {
+TEST(KcPathsTest, ShownPathFindsItsNode) {
     Named_tree kc;
     const unsigned int odd = kc.Add(kc.stroke, R"(back\slash)");
 
@@ -114,7 +114,7 @@ TEST(KcPathsTest, ShownPathLeadsBackToItsNode) {
     EXPECT_EQ(find_node(kc.tree, path).id, odd);
 }
 
-TEST(KcPathsTest, ShowsWhatWouldBreakTheLine) {
+TEST(KcPathsTest, CharactersThatWouldBreakTheLineAreShown) {
     Named_tree kc;
 
     EXPECT_EQ(shown_path(kc.tree, kc.Add(kc.root, "two\nlines")), R"(root/two\x0Alines)");

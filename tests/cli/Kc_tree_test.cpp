@@ -32,7 +32,7 @@ bool is_scored(const zeLogicalNode& node) {
     return (node.attributes & zeNode::NoScore) == 0;
 }
 
-// The kind and the text of the error that an edit raises; "none" if it raises none.
+// The kind and the text of the error of an edit; "none" if it raises none.
 std::string refusal_of_edit(const std::function<void()>& edit) {
     try {
         edit();
@@ -48,7 +48,7 @@ std::string refusal_of_edit(const std::function<void()>& edit) {
     return "none";
 }
 
-TEST(KcTreeTest, AddsAScoredLeafUnlessToldOtherwise) {
+TEST(KcTreeTest, LeafIsScoredUnlessRequestedOtherwise) {
     Small_kc kc;
 
     add_node(kc.Manager(), "root/news/art", {});
@@ -62,7 +62,7 @@ TEST(KcTreeTest, AddsAScoredLeafUnlessToldOtherwise) {
     ExpectSound(kc.Manager());
 }
 
-TEST(KcTreeTest, AddsANodeWithAllThatIsGiven) {
+TEST(KcTreeTest, NodeIsAddedWithAllGivenAttributes) {
     Small_kc kc;
     Node_attributes attributes = with_rule("2");
     attributes.type = ZE_STAT;
@@ -107,7 +107,7 @@ TEST(KcTreeTest, ScoringFollowsTheTypeUnlessItIsGiven) {
     EXPECT_TRUE(is_scored(kc.Node("root/mail")));
 }
 
-TEST(KcTreeTest, ChangesWhatIsGivenAlone) {
+TEST(KcTreeTest, OnlyGivenAttributesChange) {
     Small_kc kc;
     Node_attributes attributes;
     attributes.note1 = "kept";
@@ -139,7 +139,7 @@ TEST(KcTreeTest, EmptyTextClearsANote) {
     EXPECT_EQ(kc.Node("root/mail").note2, "");
 }
 
-TEST(KcTreeTest, ChangeToWhatIsAlreadyThereLeavesTheContainerUnmarked) {
+TEST(KcTreeTest, ChangeWithoutDifferenceLeavesTheContainerUnmodified) {
     Small_kc kc;
 
     change_node(kc.Manager(), "root/filter/spam", with_rule("1"));
@@ -148,7 +148,7 @@ TEST(KcTreeTest, ChangeToWhatIsAlreadyThereLeavesTheContainerUnmarked) {
     EXPECT_FALSE(kc.Manager().m_modified);
 }
 
-TEST(KcTreeTest, RootWithoutChildrenGetsTheOtherKindOfClassifier) {
+TEST(KcTreeTest, RootWithoutChildrenChangesItsType) {
     Small_kc kc;
     for (const char* const path : {"root/mail", "root/news", "root/filter"}) {
         delete_node(kc.Manager(), path, false);
@@ -161,7 +161,7 @@ TEST(KcTreeTest, RootWithoutChildrenGetsTheOtherKindOfClassifier) {
     ExpectSound(kc.Manager());
 }
 
-TEST(KcTreeTest, RenamesNodeAndCategory) {
+TEST(KcTreeTest, NodeAndCategoryAreRenamed) {
     Small_kc kc;
 
     rename_node(kc.Manager(), "root/news/sport", R"(sport/a\b)");
@@ -173,7 +173,7 @@ TEST(KcTreeTest, RenamesNodeAndCategory) {
     ExpectSound(kc.Manager());
 }
 
-TEST(KcTreeTest, RenamesTheNodeAloneWhereNamesStandBesideCategories) {
+TEST(KcTreeTest, OnlyTheNodeIsRenamedInCompatibilityMode) {
     Small_kc kc;
     kc.Manager().m_compat55 = true;
 
@@ -182,7 +182,7 @@ TEST(KcTreeTest, RenamesTheNodeAloneWhereNamesStandBesideCategories) {
     EXPECT_EQ(kc.Node("root/news/games").category.view(), "sport");
 }
 
-TEST(KcTreeTest, ContainerNamedAfterItsRootKeepsStep) {
+TEST(KcTreeTest, NameOfTheContainerFollowsTheRootsIfTheyWereEqual) {
     Small_kc kc;
 
     rename_node(kc.Manager(), "root", "shop");
@@ -193,7 +193,7 @@ TEST(KcTreeTest, ContainerNamedAfterItsRootKeepsStep) {
     EXPECT_EQ(kc.Manager().m_config.kc_name, "its own");
 }
 
-TEST(KcTreeTest, MovesANodeWithAllBelowIt) {
+TEST(KcTreeTest, NodeMovesWithAllNodesBelowIt) {
     Small_kc kc;
     add_node(kc.Manager(), "root/news/sport/ball", {});
 
@@ -204,7 +204,7 @@ TEST(KcTreeTest, MovesANodeWithAllBelowIt) {
     ExpectSound(kc.Manager());
 }
 
-TEST(KcTreeTest, MoveThatForgetsIsRefusedWithWhatIsForgotten) {
+TEST(KcTreeTest, MoveThatForgetsTrainingIsRefusedWithAList) {
     const struct {
         const char* what;
         const char* path;
@@ -242,10 +242,10 @@ TEST(KcTreeTest, MoveThatForgetsNothingNeedsNoForgetOption) {
     add_node(manager, "root/art/music", {});
 
     move_node(manager, "root/art/music", "root/mail", false);  // within one classifier
-    move_node(manager, "root/art", "root/news", false);        // has learned nothing
+    move_node(manager, "root/art", "root/news", false);        // has no training
     add_node(manager, "root/filter/more", with_rule("2"));
     add_node(manager, "root/filter/more/deep", with_rule("3"));
-    move_node(manager, "root/filter/more/deep", "root/filter", false);  // a rule is learned by none
+    move_node(manager, "root/filter/more/deep", "root/filter", false);  // a rule has no training
     move_node(manager, "root/mail/music", "root/news", false);
 
     EXPECT_TRUE(kc.Has("root/news/art"));
@@ -255,7 +255,7 @@ TEST(KcTreeTest, MoveThatForgetsNothingNeedsNoForgetOption) {
     ExpectSound(manager);
 }
 
-TEST(KcTreeTest, MoveNamesAFewOfMany) {
+TEST(KcTreeTest, ErrorOfAMoveNamesOnlySomeOfManyNodes) {
     Small_kc kc;
     zeManager& manager = kc.Manager();
     Small_corpus corpus;
@@ -273,7 +273,7 @@ TEST(KcTreeTest, MoveNamesAFewOfMany) {
         << "f, and mail itself";
 }
 
-TEST(KcTreeTest, ThresholdIsAScoreWhereNoRuleGivesValues) {
+TEST(KcTreeTest, ThresholdMustBeAScoreUnlessARuleGivesTheValue) {
     const auto with_threshold = [](double threshold) {
         Node_attributes attributes;
         attributes.threshold = threshold;
@@ -316,7 +316,7 @@ TEST(KcTreeTest, ThresholdIsAScoreWhereNoRuleGivesValues) {
     EXPECT_EQ(add("root/other/rest/deep", with_threshold(90)), "none");
 }
 
-TEST(KcTreeTest, DeletesANodeWithAllBelowIt) {
+TEST(KcTreeTest, NodeIsDeletedWithAllNodesBelowIt) {
     Small_kc kc;
 
     delete_node(kc.Manager(), "root/news", false);
@@ -325,9 +325,9 @@ TEST(KcTreeTest, DeletesANodeWithAllBelowIt) {
     ExpectSound(kc.Manager());
 }
 
-// Two of four messages have "goal" as the half of their bag: a weight of 1. The category took three
-// of the four messages with it, and all weights are scaled to the one that is left.
-TEST(KcTreeTest, KeepsWhatIsDeletedInTheTableOfConceptsIfAsked) {
+// In two of the four messages "goal" is half of the bag: a weight of 1. Three of the four messages
+// were the category's, so all weights are scaled to the one that remains.
+TEST(KcTreeTest, DeletedConceptsStayInTheTableIfRequested) {
     Small_kc forgetful;
     Small_kc kc;
 
@@ -339,7 +339,7 @@ TEST(KcTreeTest, KeepsWhatIsDeletedInTheTableOfConceptsIfAsked) {
     EXPECT_FALSE(kc.Has("root/news"));
 }
 
-TEST(KcTreeTest, RefusalsChangeNothing) {
+TEST(KcTreeTest, RefusedEditChangesNothing) {
     Small_kc kc;
     zeManager& manager = kc.Manager();
 
@@ -396,7 +396,7 @@ TEST(KcTreeTest, LeafWithChildrenDoesNotBecomeRuleNode) {
               "tree: Cannot switch node type");
 }
 
-TEST(KcTreeTest, CompactContainerKeepsTheCategoriesOfItsStatisticalClassifiers) {
+TEST(KcTreeTest, CategoriesOfStatisticalClassifiersInACompactContainerCannotChange) {
     const struct {
         const char* what;
         std::function<void(zeManager&)> edit;
@@ -426,7 +426,7 @@ TEST(KcTreeTest, CompactContainerKeepsTheCategoriesOfItsStatisticalClassifiers) 
     }
 }
 
-TEST(KcTreeTest, CompactContainerTakesEditsThatSelectNoFeatures) {
+TEST(KcTreeTest, CompactContainerAllowsEditsThatSelectNoFeatures) {
     Small_kc kc = Small_kc::Compact();
     zeManager& manager = kc.Manager();
     const std::size_t features = kc.Matcher("root").m_table.size();

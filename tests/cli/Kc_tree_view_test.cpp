@@ -21,7 +21,7 @@ std::string lines_of_view(const Tree_view& view) {
     return out.str();
 }
 
-TEST(KcTreeViewTest, ShowsChildrenByName) {
+TEST(KcTreeViewTest, ChildrenAreShownByName) {
     Small_kc kc;
 
     EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "", -1)),
@@ -35,7 +35,7 @@ TEST(KcTreeViewTest, ShowsChildrenByName) {
               "    sport [leaf] messages=2\n");
 }
 
-TEST(KcTreeViewTest, OrderDoesNotDependOnThatOfTheEdits) {
+TEST(KcTreeViewTest, OrderDoesNotDependOnTheOrderOfTheEdits) {
     Small_kc kc;
     const std::string before = lines_of_view(view_tree(kc.Manager(), "root/filter", -1));
 
@@ -47,7 +47,7 @@ TEST(KcTreeViewTest, OrderDoesNotDependOnThatOfTheEdits) {
     EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "root/filter", -1)), before);
 }
 
-TEST(KcTreeViewTest, BeginsAtANodeAndStopsAtADepth) {
+TEST(KcTreeViewTest, ViewBeginsAtANodeAndStopsAtADepth) {
     Small_kc kc;
 
     EXPECT_EQ(lines_of_view(view_tree(kc.Manager(), "root/news/sport", -1)),
@@ -62,7 +62,7 @@ TEST(KcTreeViewTest, BeginsAtANodeAndStopsAtADepth) {
     EXPECT_THROW(view_tree(kc.Manager(), "root/x", -1), Usage_error);
 }
 
-TEST(KcTreeViewTest, ShowsEachAttribute) {
+TEST(KcTreeViewTest, EachAttributeIsShown) {
     Small_kc kc;
     kc.Manager().m_compat55 = true;
     Node_attributes attributes;
@@ -78,7 +78,7 @@ TEST(KcTreeViewTest, ShowsEachAttribute) {
               "  rest [leaf] rule=default\n");
 }
 
-TEST(KcTreeViewTest, WritesNestedObjects) {
+TEST(KcTreeViewTest, JsonHasNestedObjects) {
     Small_kc kc;
     Node_attributes attributes;
     attributes.threshold = 0.5;
@@ -97,7 +97,7 @@ TEST(KcTreeViewTest, WritesNestedObjects) {
         R"("children":[]}]})");
 }
 
-TEST(KcTreeViewTest, ObjectsHaveNoListOfChildrenThatAreHidden) {
+TEST(KcTreeViewTest, ObjectsHaveNoListOfHiddenChildren) {
     Small_kc kc;
     const nlohmann::ordered_json json = tree_json(view_tree(kc.Manager(), "root", 1));
 
@@ -115,7 +115,7 @@ TEST(KcTreeViewTest, ContainerWithoutNodesShowsNothing) {
     EXPECT_EQ(tree_json(view).dump(), "null");
 }
 
-TEST(KcTreeViewTest, RefusesObjectsOfTooManyLevels) {
+TEST(KcTreeViewTest, TooManyLevelsOfObjectsAreRefused) {
     Edited_container kc;
     unsigned int parent = kc.Root(ZE_STAT);
     for (int level = 1; level <= kDeepestJson + 1; ++level) {
@@ -125,7 +125,7 @@ TEST(KcTreeViewTest, RefusesObjectsOfTooManyLevels) {
     EXPECT_THROW(tree_json(view_tree(kc.manager, "", -1)), std::length_error);
     const nlohmann::ordered_json deepest = tree_json(view_tree(kc.manager, "", kDeepestJson));
     EXPECT_TRUE(deepest.is_object());
-    // Sanitizers make the frames of unoptimised code too large for so many levels.
+    // With sanitizers, stack frames of unoptimised code are too large for so many levels.
 #ifndef ZANDREL_SANITIZED
     EXPECT_FALSE(deepest.dump().empty());
 #endif

@@ -28,7 +28,7 @@ std::string error_of(const zeConfig& config, const Given_analysis& given) {
     return "";
 }
 
-TEST(KeptAnalysisTest, ComesBackAsItWasKept) {
+TEST(KeptAnalysisTest, KeptAnalysisIsReadBack) {
     const Analysis_settings rows[] = {
         {Analysis_kind::kPhrases, ""},
         {Analysis_kind::kPhrases, "english"},
@@ -45,7 +45,7 @@ TEST(KeptAnalysisTest, ComesBackAsItWasKept) {
     }
 }
 
-TEST(KeptAnalysisTest, TakesThePlaceOfWhatWasKeptBefore) {
+TEST(KeptAnalysisTest, KeepingReplacesThePreviousAnalysis) {
     zeConfig config = config_of({Analysis_kind::kPhrases, "english"});
     keep_analysis({Analysis_kind::kWords, ""}, config);
 
@@ -53,7 +53,7 @@ TEST(KeptAnalysisTest, TakesThePlaceOfWhatWasKeptBefore) {
     EXPECT_EQ(kept_analysis("a.kc", config)->stem_language, "");
 }
 
-TEST(KeptAnalysisTest, StandsInTwoOptionalSettings) {
+TEST(KeptAnalysisTest, AnalysisIsKeptInTwoOptionalSettings) {
     const zeConfig config = config_of({Analysis_kind::kWords, "english"});
 
     EXPECT_EQ(config.get_optional("zandrel.analysis")->str(), "words");
@@ -61,7 +61,7 @@ TEST(KeptAnalysisTest, StandsInTwoOptionalSettings) {
     EXPECT_EQ(config_of({Analysis_kind::kWords, ""}).get_optional("zandrel.stem"), nullptr);
 }
 
-TEST(KeptAnalysisTest, IsRefusedIfThisProgramDoesNotKnowIt) {
+TEST(KeptAnalysisTest, UnknownAnalysisIsRefused) {
     zeConfig config;
     config.set_optional("zandrel.analysis", "letters");
     EXPECT_EQ(error_of<Data_error>(config, {}), "a.kc: unknown text analysis \"letters\"");
@@ -70,7 +70,7 @@ TEST(KeptAnalysisTest, IsRefusedIfThisProgramDoesNotKnowIt) {
     EXPECT_EQ(error_of<Data_error>(config, {}), "a.kc: unknown language to stem \"klingon\"");
 }
 
-TEST(KeptAnalysisTest, HoldsWhereNothingOrTheSameIsGiven) {
+TEST(KeptAnalysisTest, KeptAnalysisIsUsedIfNothingOrTheSameIsGiven) {
     const zeConfig config = config_of({Analysis_kind::kWords, "english"});
     const Given_analysis rows[] = {
         {},
@@ -86,7 +86,7 @@ TEST(KeptAnalysisTest, HoldsWhereNothingOrTheSameIsGiven) {
     }
 }
 
-TEST(KeptAnalysisTest, RefusesAnythingElse) {
+TEST(KeptAnalysisTest, AnotherAnalysisIsRefused) {
     const struct {
         Analysis_settings kept;
         Given_analysis given;
@@ -109,7 +109,7 @@ TEST(KeptAnalysisTest, RefusesAnythingElse) {
     }
 }
 
-TEST(KeptAnalysisTest, IsWhatIsGivenWhereNothingIsKept) {
+TEST(KeptAnalysisTest, GivenAnalysisIsUsedIfNothingIsKept) {
     const Analysis_settings agreed =
         agreed_analysis("a.kc", zeConfig(), {Analysis_kind::kWords, "english"});
 
@@ -117,7 +117,7 @@ TEST(KeptAnalysisTest, IsWhatIsGivenWhereNothingIsKept) {
     EXPECT_EQ(agreed.stem_language, "english");
 }
 
-TEST(KeptAnalysisTest, HasToBeGivenWhereNothingIsKept) {
+TEST(KeptAnalysisTest, AnalysisMustBeGivenIfNothingIsKept) {
     const std::string error =
         "a.kc: it does not say how its texts were analysed; --analysis tells it";
 

@@ -30,26 +30,26 @@ protected:
     zeDefaults m_defaults;
 };
 
-TEST_F(KeptChoicesTest, ChoicesAreReadAsTheyWereKept) {
+TEST_F(KeptChoicesTest, KeptChoicesAreReadBack) {
     EXPECT_EQ(m_config.get_optional("zandrel.choices")->str(), "ProfileSize=5 SuppressM=0");
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_size, m_suppress));
 }
 
-TEST_F(KeptChoicesTest, NoChoiceRemovesWhatWasKept) {
+TEST_F(KeptChoicesTest, EmptyChoicesRemoveThePreviousOnes) {
     keep_choices({}, m_config);
 
     EXPECT_EQ(m_config.get_optional("zandrel.choices"), nullptr);
     EXPECT_THAT(kept_choices(m_config, m_defaults), IsEmpty());
 }
 
-// A program that does not know the choices changes a setting and leaves the list as it is.
-TEST_F(KeptChoicesTest, SettingWithAnotherValueIsNoChoice) {
+// A program that does not know the list of choices may change a setting without changing the list.
+TEST_F(KeptChoicesTest, SettingWithAnotherValueIsNotAChoice) {
     m_defaults.profile_size = 6;
 
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_suppress));
 }
 
-TEST_F(KeptChoicesTest, SettingOfTheUserIsRemovedAlsoWithAnEqualValue) {
+TEST_F(KeptChoicesTest, SettingOfTheUserIsRemovedEvenIfItsValueIsEqual) {
     EXPECT_TRUE(forget_choices({{"SuppressM", "0"}}, m_config));
 
     EXPECT_THAT(kept_choices(m_config, m_defaults), ElementsAre(m_size));
@@ -57,7 +57,7 @@ TEST_F(KeptChoicesTest, SettingOfTheUserIsRemovedAlsoWithAnEqualValue) {
     EXPECT_EQ(m_config.get_optional("zandrel.choices"), nullptr);
 }
 
-TEST_F(KeptChoicesTest, OtherSettingsAndThoseLeftRemoveNothing) {
+TEST_F(KeptChoicesTest, OtherAndUnchangedSettingsRemoveNoChoice) {
     EXPECT_FALSE(forget_choices({{"ClipValue", "2"}}, m_config));
     EXPECT_FALSE(forget_choices({{"SuppressM", "leave"}, {"ProfileSize", ""}}, m_config));
 
@@ -71,7 +71,7 @@ TEST_F(KeptChoicesTest, LimitOfTheUserRemovesAllThree) {
     EXPECT_EQ(m_config.get_optional("zandrel.choices")->str(), "SuppressM=0");
 }
 
-TEST_F(KeptChoicesTest, WordsThatAreNoSettingsAreNoChoices) {
+TEST_F(KeptChoicesTest, WordsThatAreNoSettingsAreNotChoices) {
     for (const char* const text : {"", " ", "=", "SuppressM", "SuppressM=", "=0", "Size=1"}) {
         SCOPED_TRACE(text);
         m_config.set_optional("zandrel.choices", text);

@@ -20,7 +20,7 @@ Label_groups read(const std::string& data) {
     return read_label_groups(input, "groups.tsv");
 }
 
-TEST(LabelGroupsTest, GathersTheLabelsOfEachGroupInTheOrderOfTheFile) {
+TEST(LabelGroupsTest, LabelsOfEachGroupAreGatheredInTheOrderOfTheFile) {
     const Label_groups read_groups =
         read("\xEF\xBB\xBFhome\tlamp\r\n\nwork\tdesk\nhome\tbed\nwork\tlamp\nhome\ta\tb");
 
@@ -34,7 +34,7 @@ TEST(LabelGroupsTest, GathersTheLabelsOfEachGroupInTheOrderOfTheFile) {
     EXPECT_THAT(read_groups.groups[1].labels, ElementsAre("desk", "lamp"));
 }
 
-TEST(LabelGroupsTest, ReadingManyLabelsOfOneGroupAndManyGroups) {
+TEST(LabelGroupsTest, ReadingManyLabelsAndGroupsTakesNoSquareTime) {
     ExpectNoSquareGrowth(3000, [](int n) {
         std::string data;
         for (int i = 0; i < n; ++i) {
@@ -46,7 +46,7 @@ TEST(LabelGroupsTest, ReadingManyLabelsOfOneGroupAndManyGroups) {
     });
 }
 
-TEST(LabelGroupsTest, NamesFileLineAndMistake) {
+TEST(LabelGroupsTest, ErrorNamesFileLineAndMistake) {
     const struct {
         std::string data;
         std::string expected;
@@ -69,7 +69,7 @@ TEST(LabelGroupsTest, NamesFileLineAndMistake) {
     }
 }
 
-TEST(LabelGroupsTest, RefusesFileWithoutLine) {
+TEST(LabelGroupsTest, FileWithoutLineIsRefused) {
     try {
         read_label_groups_file("/dev/null");
         ADD_FAILURE() << "no error";
@@ -78,7 +78,7 @@ TEST(LabelGroupsTest, RefusesFileWithoutLine) {
     }
 }
 
-TEST(LabelGroupsTest, NamesFileThatCannotBeRead) {
+TEST(LabelGroupsTest, FileThatCannotBeReadIsNamed) {
     for (const char* const path : {"no/such/file", "/"}) {
         SCOPED_TRACE(path);
         EXPECT_THROW(read_label_groups_file(path), Input_error);

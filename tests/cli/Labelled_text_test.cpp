@@ -23,7 +23,7 @@ std::vector<Labelled_text> read_texts(std::string_view data) {
     return read_labelled_texts(input, "data.tsv");
 }
 
-// Lines as "label|label>text".
+// Each text as "label|label>text".
 std::vector<std::string> lines_of(std::string_view data) {
     std::vector<std::string> lines;
     for (const Labelled_text& text : read_texts(data)) {
@@ -36,7 +36,7 @@ std::vector<std::string> lines_of(std::string_view data) {
     return lines;
 }
 
-// The message of the Data_error that reading raises; empty if it raises none.
+// The message of the Data_error of a read; empty if it raises none.
 std::string error_of(std::string_view data) {
     try {
         read_texts(data);
@@ -55,11 +55,11 @@ TEST(LabelledTextTest, ReadsSeveralLabelsInTheirOrder) {
     EXPECT_THAT(lines_of("b,a,c\ttext\n"), ElementsAre("b|a|c>text"));
 }
 
-TEST(LabelledTextTest, TakesLabelThatStandsTwiceOnce) {
+TEST(LabelledTextTest, LabelGivenTwiceIsTakenOnce) {
     EXPECT_THAT(lines_of("a,b,a\ttext\n"), ElementsAre("a|b>text"));
 }
 
-TEST(LabelledTextTest, TakesLabelThatStandsTwiceAmongManyOnce) {
+TEST(LabelledTextTest, LabelGivenTwiceAmongManyIsTakenOnce) {
     std::string line;
     std::vector<std::string> labels;
     for (int i = 0; i < 40; ++i) {
@@ -72,7 +72,7 @@ TEST(LabelledTextTest, TakesLabelThatStandsTwiceAmongManyOnce) {
     EXPECT_EQ(read_labelled_texts(input, "data.tsv").front().labels, labels);
 }
 
-TEST(LabelledTextTest, ReadingManyLabelsOfOneText) {
+TEST(LabelledTextTest, ReadingManyLabelsOfOneTextTakesNoSquareTime) {
     ExpectNoSquareGrowth(5000, [](int n) {
         std::string line;
         for (int i = 0; i < n; ++i) {
@@ -84,38 +84,38 @@ TEST(LabelledTextTest, ReadingManyLabelsOfOneText) {
     });
 }
 
-TEST(LabelledTextTest, LeavesLaterTabsAndCommasInText) {
+TEST(LabelledTextTest, LaterTabsAndCommasBelongToTheText) {
     EXPECT_THAT(lines_of("a\tone\ttwo, three\n"), ElementsAre("a>one\ttwo, three"));
 }
 
-TEST(LabelledTextTest, AllowsEmptyText) {
+TEST(LabelledTextTest, TextMayBeEmpty) {
     EXPECT_THAT(lines_of("a\t\nb\t\r\n"), ElementsAre("a>", "b>"));
 }
 
-TEST(LabelledTextTest, TakesCarriageReturnOffLineEnd) {
+TEST(LabelledTextTest, CarriageReturnAtLineEndIsRemoved) {
     EXPECT_THAT(lines_of("a\tone\r\nb\ttwo\rthree\r\n"), ElementsAre("a>one", "b>two\rthree"));
 }
 
-TEST(LabelledTextTest, ReadsLastLineWithoutLineEnd) {
+TEST(LabelledTextTest, LastLineWithoutLineEndIsRead) {
     EXPECT_THAT(lines_of("a\tone\nb\ttwo"), ElementsAre("a>one", "b>two"));
 }
 
-TEST(LabelledTextTest, SkipsEmptyLines) {
+TEST(LabelledTextTest, EmptyLinesAreSkipped) {
     EXPECT_THAT(lines_of("\na\tone\n\r\n\nb\ttwo\n\n"), ElementsAre("a>one", "b>two"));
 }
 
-TEST(LabelledTextTest, SkipsByteOrderMarkAtTheStartAlone) {
+TEST(LabelledTextTest, ByteOrderMarkIsSkippedOnlyAtTheStart) {
     EXPECT_THAT(lines_of("\uFEFFa\tone\n\uFEFFb\ttwo\n"), ElementsAre("a>one", "\uFEFFb>two"));
 }
 
-TEST(LabelledTextTest, KeepsInvalidUtf8) {
+TEST(LabelledTextTest, InvalidUtf8IsKept) {
     EXPECT_THAT(lines_of("a\tb\xFF"
                          "c\n"),
                 ElementsAre("a>b\xFF"
                             "c"));
 }
 
-TEST(LabelledTextTest, KnowsTheLineOfEachText) {
+TEST(LabelledTextTest, LineOfEachTextIsKnown) {
     const std::vector<Labelled_text> texts = read_texts("\na\tone\r\n\r\nb\ttwo");
 
     ASSERT_EQ(texts.size(), 2U);
@@ -123,11 +123,11 @@ TEST(LabelledTextTest, KnowsTheLineOfEachText) {
     EXPECT_EQ(texts[1].line, 4U);
 }
 
-TEST(LabelledTextTest, ReadsNothingFromNothing) {
+TEST(LabelledTextTest, EmptyInputGivesNoTexts) {
     EXPECT_THAT(read_texts(""), IsEmpty());
 }
 
-TEST(LabelledTextTest, NamesFileAndLineOfBadLine) {
+TEST(LabelledTextTest, FileAndLineOfABadLineAreNamed) {
     const struct {
         std::string_view data;
         std::string_view expected;
@@ -154,7 +154,7 @@ std::vector<Labelled_text> read_four_columns(const std::string& data) {
     return read_labelled_texts(input, "data.tsv", nullptr, Columns::kTextTitleKeywords);
 }
 
-TEST(LabelledTextTest, ReadsTitleAndKeywordsIfAsked) {
+TEST(LabelledTextTest, TitleAndKeywordsAreReadIfRequested) {
     const std::vector<Labelled_text> texts =
         read_four_columns("a,b\tthe text\tthe title\tkey words\n\nc\t\t\t\r\nd\tx\ty\tz\tmore\n");
 
@@ -168,7 +168,7 @@ TEST(LabelledTextTest, ReadsTitleAndKeywordsIfAsked) {
     EXPECT_EQ(text_bytes(texts), 8U + 9U + 9U + 1U + 1U + 6U);
 }
 
-TEST(LabelledTextTest, NamesTheMissingColumn) {
+TEST(LabelledTextTest, MissingColumnIsNamed) {
     const struct {
         std::string data;
         std::string expected;
@@ -189,7 +189,7 @@ TEST(LabelledTextTest, NamesTheMissingColumn) {
     }
 }
 
-// What reading leaves out, as "count first".
+// The number of skipped lines and the first of them: "count first".
 std::string skipped_of(std::string_view data) {
     std::istringstream input{std::string(data)};
     Skipped_lines skipped;
@@ -197,7 +197,7 @@ std::string skipped_of(std::string_view data) {
     return std::to_string(skipped.count) + " " + skipped.first;
 }
 
-TEST(LabelledTextTest, SkipsBadLinesIfAsked) {
+TEST(LabelledTextTest, BadLinesAreSkippedIfRequested) {
     std::istringstream input("bad\na\tone\n\tbad\nb\ttwo\na,\tbad\n");
     Skipped_lines skipped;
     const std::vector<Labelled_text> texts = read_labelled_texts(input, "data.tsv", &skipped);
@@ -207,7 +207,7 @@ TEST(LabelledTextTest, SkipsBadLinesIfAsked) {
     EXPECT_EQ(texts[1].text, "two");
 }
 
-TEST(LabelledTextTest, CountsSkippedLinesAndKeepsTheFirst) {
+TEST(LabelledTextTest, SkippedLinesAreCountedAndTheFirstIsKept) {
     EXPECT_EQ(skipped_of("a\tx\n\n\ty\nbad\nc\tz\n"), "2 data.tsv:3: empty label");
     EXPECT_EQ(skipped_of("a\tx\n\n"), "0 ");
 }
@@ -234,13 +234,13 @@ TEST(LabelledTextTest, LineLongerThanTheLimitIsBad) {
     EXPECT_EQ(skipped.count, 1U);
 }
 
-TEST(LabelledTextTest, SkippedLineOfFileWithControlCharactersIsOneLine) {
+TEST(LabelledTextTest, SkippedLineOfFileWithControlCharactersIsShownOnOneLine) {
     std::ostringstream out;
     print_skipped({1, "a\nb:2: m"}, out);
     EXPECT_EQ(out.str(), "zandrel: skipped 1 bad line, the first: a\\x0Ab:2: m\n");
 }
 
-TEST(LabelledTextTest, AddsSkippedLinesOfSeveralFiles) {
+TEST(LabelledTextTest, SkippedLinesOfSeveralFilesAreAdded) {
     Skipped_lines skipped;
     for (const char* const name : {"one.tsv", "two.tsv"}) {
         std::istringstream input("a\tx\nbad\n");
@@ -251,7 +251,7 @@ TEST(LabelledTextTest, AddsSkippedLinesOfSeveralFiles) {
     EXPECT_EQ(skipped.first, "one.tsv:2: no tab between label and text");
 }
 
-TEST(LabelledTextTest, SaysInOneLineWhatWasSkipped) {
+TEST(LabelledTextTest, SkippedLinesAreReportedInOneLine) {
     const struct {
         Skipped_lines skipped;
         std::string_view expected;
@@ -269,7 +269,7 @@ TEST(LabelledTextTest, SaysInOneLineWhatWasSkipped) {
     }
 }
 
-TEST(LabelledTextTest, NamesFileThatCannotBeRead) {
+TEST(LabelledTextTest, FileThatCannotBeReadIsNamed) {
     const struct {
         std::string path;
         std::string expected;
@@ -289,7 +289,7 @@ TEST(LabelledTextTest, NamesFileThatCannotBeRead) {
     }
 }
 
-TEST(LabelledTextTest, RefusesFileWithoutDataLine) {
+TEST(LabelledTextTest, FileWithoutDataLineIsRefused) {
     try {
         read_labelled_file("/dev/null");
         ADD_FAILURE() << "no error";
@@ -298,7 +298,7 @@ TEST(LabelledTextTest, RefusesFileWithoutDataLine) {
     }
 }
 
-TEST(LabelledTextTest, CountsBytesOfTextsWithoutLabels) {
+TEST(LabelledTextTest, BytesOfTextsAreCountedWithoutLabels) {
     EXPECT_EQ(text_bytes(read_texts("label\tabc\nlabel\t\u00E9\nlabel\t\n")), 5U);
 }
 

@@ -6,7 +6,7 @@ namespace cli {
 
 namespace {
 
-TEST(LayoutTest, GroupsDigitsByThousands) {
+TEST(LayoutTest, DigitsAreGroupedByThousands) {
     EXPECT_EQ(grouped(0), "0");
     EXPECT_EQ(grouped(999), "999");
     EXPECT_EQ(grouped(1000), "1,000");
@@ -14,23 +14,23 @@ TEST(LayoutTest, GroupsDigitsByThousands) {
     EXPECT_EQ(grouped(1234567), "1,234,567");
 }
 
-TEST(LayoutTest, RoundsToDecimals) {
+TEST(LayoutTest, NumbersAreRoundedToDecimals) {
     EXPECT_EQ(with_decimals(82.658, 2), "82.66");
     EXPECT_EQ(with_decimals(0.0, 2), "0.00");
     EXPECT_EQ(with_decimals(99.96, 1), "100.0");
     EXPECT_EQ(with_decimals(112.7, 0), "113");
 }
 
-TEST(LayoutTest, WritesGreatNumbersInFull) {
+TEST(LayoutTest, GreatNumbersAreWrittenInFull) {
     EXPECT_EQ(with_decimals(1e300, 20).size(), 301U + 1U + 20U);
 }
 
-TEST(LayoutTest, CountsCharactersAndNotBytes) {
+TEST(LayoutTest, CharactersAreCountedNotBytes) {
     EXPECT_EQ(width_of("abc"), 3U);
     EXPECT_EQ(width_of("\u00E9\u4E2D\U0001F600"), 3U);
 }
 
-TEST(LayoutTest, FillsUpToWidth) {
+TEST(LayoutTest, TextIsFilledUpToTheWidth) {
     EXPECT_EQ(left_aligned("\u00E9", 3), "\u00E9  ");
     EXPECT_EQ(right_aligned("\u00E9", 3), "  \u00E9");
     EXPECT_EQ(left_aligned("long", 3), "long");

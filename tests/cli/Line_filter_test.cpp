@@ -46,7 +46,7 @@ protected:
         return out.str();
     }
 
-    // Only the labels of each line.
+    // The labels of each line, without scores.
     std::vector<std::string> Labels(const std::string& lines) {
         std::istringstream output(Classified(lines));
         std::vector<std::string> labels;
@@ -69,37 +69,37 @@ protected:
 
     Text_model m_model{Model_options{{Analysis_kind::kWords}}};
     Classify_options m_options;
-    std::optional<std::size_t> m_top;  // concepts of an explanation
+    std::optional<std::size_t> m_top;  // the number of concepts in an explanation
 };
 
-TEST_F(LineFilterTest, AnswersEachLineWithALine) {
+TEST_F(LineFilterTest, EachLineHasOneLineOfAnswer) {
     EXPECT_THAT(Labels("Goal!\nbread\ngoal"), ElementsAre("sport", "food", "sport"));
 }
 
-TEST_F(LineFilterTest, PrintsNothingForNothing) {
+TEST_F(LineFilterTest, EmptyInputPrintsNothing) {
     EXPECT_EQ(Classified(""), "");
 }
 
-TEST_F(LineFilterTest, AnswersLinesWithoutResultWithEmptyLines) {
+TEST_F(LineFilterTest, LineWithoutResultHasAnEmptyAnswer) {
     EXPECT_EQ(Classified("\n\r\n:-)\n\xFF\xFE"), "\n\n\n\n");
 }
 
-TEST_F(LineFilterTest, TakesByteOrderMarkAndCarriageReturnsOff) {
+TEST_F(LineFilterTest, ByteOrderMarkAndCarriageReturnsAreRemoved) {
     EXPECT_EQ(Classified("\uFEFFgoal\r\ngoal\r\n"), Classified("goal\ngoal\n"));
 }
 
-TEST_F(LineFilterTest, KeepsZeroBytesWithinALine) {
+TEST_F(LineFilterTest, ZeroBytesWithinALineAreKept) {
     EXPECT_THAT(Labels(std::string("goal\0goal\nbread\n", 16)), ElementsAre("sport", "food"));
 }
 
-TEST_F(LineFilterTest, PrintsLabelsAndScoresBestFirst) {
+TEST_F(LineFilterTest, LabelsAndScoresArePrintedBestFirst) {
     m_options.wanted_labels = 2;
 
     EXPECT_EQ(Classified("goal\n"),
               "sport\t" + Score("goal", 0) + "\tfood\t" + Score("goal", 1) + "\n");
 }
 
-TEST_F(LineFilterTest, LeavesOutScoresBelowTheThreshold) {
+TEST_F(LineFilterTest, ScoresBelowTheThresholdAreLeftOut) {
     m_options.wanted_labels = 2;
     const Ranking ranking = m_model.rank("goal", -1);
 
@@ -111,7 +111,7 @@ TEST_F(LineFilterTest, LeavesOutScoresBelowTheThreshold) {
     EXPECT_EQ(Classified("goal bread\n"), "\n");
 }
 
-TEST_F(LineFilterTest, WritesAnObjectForEachLine) {
+TEST_F(LineFilterTest, JsonHasAnObjectForEachLine) {
     m_options.wanted_labels = 2;
     m_options.writes_json = true;
     const Ranking ranking = m_model.rank("goal", -1);
@@ -131,8 +131,8 @@ TEST_F(LineFilterTest, WritesAnObjectForEachLine) {
     EXPECT_FALSE(std::getline(output, line));
 }
 
-// Containers of other programs may have such names.
-TEST_F(LineFilterTest, KeepsALineOneLineWhateverTheLabels) {
+// Containers of other programs may have labels with line ends.
+TEST_F(LineFilterTest, AnswerIsOneLineForAnyLabels) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train({{{"a\tb\nc"}, "goal"}, {{"food"}, "bread"}});
     std::istringstream input("goal\n");
@@ -143,7 +143,7 @@ TEST_F(LineFilterTest, KeepsALineOneLineWhateverTheLabels) {
     EXPECT_THAT(out.str(), StartsWith("a b c\t"));
 }
 
-TEST_F(LineFilterTest, LineThatIsTooLongHasAnEmptyAnswer) {
+TEST_F(LineFilterTest, TooLongLineHasAnEmptyAnswer) {
     const std::string lines = "goal\n" + std::string(5, 'x') + "\nbread";
     std::istringstream input(lines);
     std::ostringstream out;
@@ -163,7 +163,7 @@ TEST_F(LineFilterTest, LineThatIsTooLongHasAnEmptyAnswer) {
                                      "the limit"));
 }
 
-TEST_F(LineFilterTest, LineThatIsTooLongIsAnObjectOfError) {
+TEST_F(LineFilterTest, TooLongLineIsAnErrorObjectInJson) {
     m_options.writes_json = true;
     std::istringstream input("bread\ngoals");
     std::ostringstream out;
@@ -175,7 +175,7 @@ TEST_F(LineFilterTest, LineThatIsTooLongIsAnObjectOfError) {
     EXPECT_EQ(out.str(), error + "{\"error\":\"in.txt:2" + error.substr(18));
 }
 
-TEST_F(LineFilterTest, LineThatIsTooLongHasNoExplanation) {
+TEST_F(LineFilterTest, TooLongLineHasNoExplanation) {
     std::istringstream input("bread\n:-)\n");
     std::ostringstream out;
 
@@ -193,7 +193,7 @@ TEST_F(LineFilterTest, ExplanationsShowNoControlCharacters) {
                 StartsWith("goal\\x1B[2J\\xE2\\x80\\xAE\n  "));
 }
 
-TEST_F(LineFilterTest, ExplainsTheBestLabelOfEachLine) {
+TEST_F(LineFilterTest, BestLabelOfEachLineIsExplained) {
     const std::string explained = Explained("Goal!\r\n\nbread", nullptr, false);
 
     EXPECT_THAT(explained, StartsWith("Goal!\n  "));
@@ -202,7 +202,7 @@ TEST_F(LineFilterTest, ExplainsTheBestLabelOfEachLine) {
     EXPECT_THAT(explained, HasSubstr("  food\n    +"));
 }
 
-TEST_F(LineFilterTest, ExplainsTheNodeThatIsGiven) {
+TEST_F(LineFilterTest, GivenNodeIsExplained) {
     std::istringstream output(Explained("goal\n\n", m_model.find("root/food"), true));
     std::string line;
     std::getline(output, line);
@@ -239,7 +239,7 @@ TEST_F(LineFilterTest, ColumnOfALineIsExplained) {
     EXPECT_EQ(out.str(), Explained("goal\n", nullptr, false));
 }
 
-TEST_F(LineFilterTest, DataLinesAreNoticedOnce) {
+TEST_F(LineFilterTest, DataLinesAreWarnedOfOnce) {
     std::vector<std::string> warnings;
     const auto warn = [&warnings](const std::string& text) { warnings.push_back(text); };
     const std::string lines = "\uFEFFgoal\r\nfood\tgoal\r\nfood\tbread\r\n";
@@ -256,7 +256,7 @@ TEST_F(LineFilterTest, DataLinesAreNoticedOnce) {
                                       StartsWith("<stdin>:2: this looks like a data line")));
 }
 
-// More lines than a block has, with empty ones and some that are too long.
+// More lines than a block has. Some are empty, and some are too long.
 std::string many_lines() {
     std::string lines;
     for (int i = 0; i < 1500; ++i) {
@@ -266,7 +266,7 @@ std::string many_lines() {
     return lines + "bread";
 }
 
-TEST_F(LineFilterTest, AnswersOfSeveralProcessesAreThoseOfOne) {
+TEST_F(LineFilterTest, SeveralProcessesGiveTheSameAnswersAsOne) {
     const auto classified = [this](std::size_t jobs, std::vector<std::string>& refused) {
         std::istringstream input(many_lines());
         std::ostringstream out;
@@ -289,7 +289,7 @@ TEST_F(LineFilterTest, AnswersOfSeveralProcessesAreThoseOfOne) {
     }
 }
 
-TEST_F(LineFilterTest, ExplanationsOfSeveralProcessesAreThoseOfOne) {
+TEST_F(LineFilterTest, SeveralProcessesGiveTheSameExplanationsAsOne) {
     const auto explained = [this](std::size_t jobs) {
         std::istringstream input(many_lines());
         std::ostringstream out;
@@ -300,7 +300,7 @@ TEST_F(LineFilterTest, ExplanationsOfSeveralProcessesAreThoseOfOne) {
     EXPECT_TRUE(explained(2) == explained(1));
 }
 
-// The processes that this one has started and not yet waited for.
+// The child processes that still exist.
 std::vector<pid_t> child_processes() {
     std::vector<pid_t> children;
     std::ifstream file("/proc/self/task/" + std::to_string(::getpid()) + "/children");
@@ -310,8 +310,8 @@ std::vector<pid_t> child_processes() {
     return children;
 }
 
-// As the system does for want of memory.
-TEST_F(LineFilterTest, KilledProcessesLoseNoAnswer) {
+// The system may kill a process when memory runs out.
+TEST_F(LineFilterTest, AnswersOfKilledProcessesAreNotLost) {
     std::size_t killed_count = 0;
     const auto kill_all = [&killed_count](const std::string&) {
         for (const pid_t child : child_processes()) {
@@ -333,7 +333,7 @@ TEST_F(LineFilterTest, KilledProcessesLoseNoAnswer) {
     EXPECT_TRUE(out.str() == expected.str());
 }
 
-TEST_F(LineFilterTest, RaisesAnInputThatCannotBeRead) {
+TEST_F(LineFilterTest, InputThatCannotBeReadRaises) {
     std::istringstream input("goal\n");
     input.setstate(std::ios::badbit);
     std::ostringstream out;
@@ -341,7 +341,7 @@ TEST_F(LineFilterTest, RaisesAnInputThatCannotBeRead) {
     EXPECT_THROW(classify_lines({input, "in.txt"}, m_options, m_model, out), Input_error);
 }
 
-TEST_F(LineFilterTest, EndsWhereTheOutputTakesNothing) {
+TEST_F(LineFilterTest, FilterEndsIfTheOutputFails) {
     std::istringstream input("goal\ngoal\n");
     std::ostringstream out;
     out.setstate(std::ios::badbit);
@@ -351,7 +351,7 @@ TEST_F(LineFilterTest, EndsWhereTheOutputTakesNothing) {
     EXPECT_EQ(input.tellg(), 0);
 }
 
-TEST_F(LineFilterTest, ExplainsEachLineByAsManyConceptsAsAreAskedFor) {
+TEST_F(LineFilterTest, EachLineIsExplainedByTheRequestedNumberOfConcepts) {
     m_top = 1;
     const std::string json = Explained("goal bread\ngoal", nullptr, true);
     const std::string first = json.substr(0, json.find('\n'));

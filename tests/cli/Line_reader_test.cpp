@@ -18,8 +18,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Gives its pieces one at a time, as a pipe does, and tells when it is asked for one. An empty
-// piece is a failure.
+// Returns its pieces one at a time, as a pipe does, and records each read. An empty piece means a
+// read error.
 class Pieces : public std::streambuf {
 public:
     Pieces(std::vector<std::string> pieces, std::vector<std::string>& events)
@@ -45,7 +45,7 @@ private:
     std::size_t m_next = 0;
 };
 
-// Of the process so far, in KiB.
+// The peak memory of the process so far, in KiB.
 long peak_memory() {
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
@@ -62,7 +62,7 @@ std::vector<std::string> lines_read(std::istream& input) {
     return lines;
 }
 
-// The lines of an input with a limit; "(too long)" for those above it.
+// The lines of an input with a length limit; "(too long)" for longer lines.
 std::vector<std::string> limited_lines_of(std::istream& input, std::size_t longest) {
     Line_reader reader(
         input, [] {}, longest);
@@ -85,26 +85,26 @@ std::vector<std::string> lines_read(const std::string& bytes) {
     return lines_read(input);
 }
 
-TEST(LineReaderTest, HandsOutEveryLineEmptyOnesToo) {
+TEST(LineReaderTest, AllLinesAreReturnedAlsoEmptyOnes) {
     EXPECT_THAT(lines_read("one\n\ntwo\n"), ElementsAre("one", "", "two"));
     EXPECT_THAT(lines_read("\n"), ElementsAre(""));
 }
 
-TEST(LineReaderTest, HandsOutLastLineWithoutEnd) {
+TEST(LineReaderTest, LastLineWithoutEndIsReturned) {
     EXPECT_THAT(lines_read("one\ntwo"), ElementsAre("one", "two"));
 }
 
-TEST(LineReaderTest, HasNoLineOfNothing) {
+TEST(LineReaderTest, EmptyInputHasNoLine) {
     EXPECT_THAT(lines_read(""), IsEmpty());
 }
 
-TEST(LineReaderTest, KeepsAllOtherBytes) {
+TEST(LineReaderTest, AllOtherBytesAreKept) {
     const std::string bytes = std::string("\0\xFF\r", 3) + "a";
 
     EXPECT_THAT(lines_read(bytes + "\n" + bytes), ElementsAre(bytes, bytes));
 }
 
-TEST(LineReaderTest, ReadsLinesLongerThanWhatComesAtOnce) {
+TEST(LineReaderTest, LinesLongerThanABlockAreRead) {
     for (const std::size_t length : {8191U, 8192U, 8193U, 100000U}) {
         SCOPED_TRACE(length);
         const std::string line(length, 'a');
@@ -112,7 +112,7 @@ TEST(LineReaderTest, ReadsLinesLongerThanWhatComesAtOnce) {
     }
 }
 
-TEST(LineReaderTest, JoinsPiecesOfALine) {
+TEST(LineReaderTest, PiecesOfALineAreJoined) {
     std::vector<std::string> events;
     Pieces pieces({"on", "e\ntw", "o", "\n", "three"}, events);
     std::istream input(&pieces);
@@ -120,8 +120,8 @@ TEST(LineReaderTest, JoinsPiecesOfALine) {
     EXPECT_THAT(lines_read(input), ElementsAre("one", "two", "three"));
 }
 
-// Whoever waits for an answer to the first line gets it before the second one is there.
-TEST(LineReaderTest, SaysSoBeforeItReadsAndNotBefore) {
+// A caller that waits for the answer to the first line must get it before the second line arrives.
+TEST(LineReaderTest, WaitingIsReportedBeforeAReadAndOnlyThen) {
     std::vector<std::string> events;
     Pieces pieces({"one\ntwo\nth", "ree\n"}, events);
     std::istream input(&pieces);
@@ -147,7 +147,7 @@ TEST(LineReaderTest, LastLineWithoutEndIsLimitedToo) {
     EXPECT_THAT(limited_lines_of(std::string(20000, 'a'), 3), ElementsAre("(too long)"));
 }
 
-TEST(LineReaderTest, CarriageReturnOfTheLineEndDoesNotCount) {
+TEST(LineReaderTest, CarriageReturnAtLineEndDoesNotCount) {
     EXPECT_THAT(limited_lines_of("abc\r\nabcd\r\nabc\r", 3),
                 ElementsAre("abc\r", "(too long)", "abc\r"));
     EXPECT_THAT(limited_lines_of("abc\r\r\n", 3), ElementsAre("(too long)"));
@@ -161,7 +161,7 @@ TEST(LineReaderTest, LimitCountsAllPiecesOfALine) {
     EXPECT_THAT(limited_lines_of(input, 3), ElementsAre("abc\r", "(too long)", "abc"));
 }
 
-// Gives the byte that many times.
+// Returns the same byte `count` times.
 class Endless : public std::streambuf {
 public:
     explicit Endless(std::size_t size) : m_rest(size) {}
@@ -182,7 +182,7 @@ private:
     std::string m_piece = std::string(1U << 16U, 'a');
 };
 
-TEST(LineReaderTest, LineThatIsTooLongIsNeverInMemoryWhole) {
+TEST(LineReaderTest, TooLongLineIsNeverInMemoryAsAWhole) {
     constexpr std::size_t kSize = std::size_t(256) << 20U;
     Endless bytes(kSize);
     std::istream input(&bytes);
@@ -202,7 +202,7 @@ TEST(LineReaderTest, ReadFailureInsideTooLongLineReturnsNoLine) {
     EXPECT_TRUE(input.bad());
 }
 
-TEST(LineReaderTest, TakesTheRestBeforeAFailureForNoLine) {
+TEST(LineReaderTest, RestBeforeAReadFailureIsNotALine) {
     std::vector<std::string> events;
     Pieces pieces({"one\ntw", ""}, events);
     std::istream input(&pieces);

@@ -22,8 +22,8 @@ std::vector<std::string> lines_of(const std::vector<Confusion>& confusions) {
     return lines;
 }
 
-// Six texts. Counted by hand, as hits / misses / false alarms:
-// a 2/1/0, b 1/2/1, c 0/1/0; d was only predicted.
+// Six texts. Counted by hand as hits / misses / false alarms: a 2/1/0, b 1/2/1, c 0/1/0; d was only
+// predicted.
 Metrics six_texts() {
     Metrics_counter counter;
     counter.add({"a"}, "a");
@@ -35,7 +35,7 @@ Metrics six_texts() {
     return counter.metrics();
 }
 
-TEST(MetricsTest, CountsTextAsCorrectIfBestLabelIsOneOfItsLabels) {
+TEST(MetricsTest, TextIsCorrectIfItsBestLabelIsOneOfItsLabels) {
     const Metrics metrics = six_texts();
 
     EXPECT_EQ(metrics.texts, 6U);
@@ -43,15 +43,15 @@ TEST(MetricsTest, CountsTextAsCorrectIfBestLabelIsOneOfItsLabels) {
     EXPECT_EQ(metrics.accuracy, 0.5);
 }
 
-TEST(MetricsTest, AveragesF1OverLabelsOfTheTexts) {
+TEST(MetricsTest, F1IsAveragedOverTheLabelsOfTheTexts) {
     const Metrics metrics = six_texts();
 
-    // F1 of a 4/5, of b 2/5, of c 0.
+    // F1 is 4/5 for a, 2/5 for b and 0 for c.
     EXPECT_EQ(metrics.labels, 3U);
     EXPECT_DOUBLE_EQ(metrics.macro_f1_top, 0.4);
 }
 
-TEST(MetricsTest, GivesAllRightTheValueOne) {
+TEST(MetricsTest, AllRightGivesTheValueOne) {
     Metrics_counter counter;
     counter.add({"a"}, "a");
     counter.add({"b"}, "b");
@@ -61,14 +61,14 @@ TEST(MetricsTest, GivesAllRightTheValueOne) {
     EXPECT_THAT(counter.metrics().confusions, IsEmpty());
 }
 
-TEST(MetricsTest, GivesNoTextsTheValueZero) {
+TEST(MetricsTest, WithoutTextsAllValuesAreZero) {
     const Metrics metrics = Metrics_counter().metrics();
 
     EXPECT_EQ(metrics.accuracy, 0.0);
     EXPECT_EQ(metrics.macro_f1_top, 0.0);
 }
 
-TEST(MetricsTest, ListsConfusionsWorstFirstThenByText) {
+TEST(MetricsTest, ConfusionsAreListedWorstFirstThenByText) {
     Metrics_counter counter;
     counter.add({"c"}, "a");
     counter.add({"b"}, "c");

@@ -28,8 +28,8 @@ TEST(NearestNameTest, DistanceCountsInsertedRemovedReplacedAndSwappedLetters) {
         {"omve", "move", 1},
         {"vmoe", "move", 2},
         {"kitten", "sitting", 3},
-        // Letters that have been exchanged are not changed again: two steps by way of "ac" would
-        // do.
+        // Exchanged letters are not changed again. Otherwise two steps would be enough, by way of
+        // "ac".
         {"ca", "abc", 3},
     };
 
@@ -56,7 +56,7 @@ TEST(NearestNameTest, FirstOfEquallyNearNamesIsFound) {
     EXPECT_EQ(nearest_name("nove", {"note", "move", "nope"}), "note");
 }
 
-TEST(NearestNameTest, WordThatIsFarFromAllNamesFindsNone) {
+TEST(NearestNameTest, WordFarFromAllNamesFindsNothing) {
     EXPECT_EQ(nearest_name("fly", kNames), "");
     EXPECT_EQ(nearest_name("", kNames), "");
     EXPECT_EQ(nearest_name("e", kNames), "");
@@ -64,14 +64,14 @@ TEST(NearestNameTest, WordThatIsFarFromAllNamesFindsNone) {
     EXPECT_EQ(nearest_name("move", {}), "");
 }
 
-// Three letters of ten may differ, and no more: 1 and a quarter of the length.
+// One letter and a quarter of the length may differ, so three of ten letters.
 TEST(NearestNameTest, LongerWordsMayDifferInMoreLetters) {
     EXPECT_EQ(nearest_name("abcdefg123", {"abcdefghij"}), "abcdefghij");
     EXPECT_EQ(nearest_name("abcdef1234", {"abcdefghij"}), "");
 }
 
-// Such a word is not compared in full.
-TEST(NearestNameTest, WordOfMegabytesFindsNone) {
+// Such a word is too long to be compared at all.
+TEST(NearestNameTest, WordOfMegabytesFindsNothing) {
     EXPECT_EQ(nearest_name(std::string(10'000'000, 'a'), kNames), "");
 }
 

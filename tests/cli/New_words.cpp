@@ -13,7 +13,7 @@ constexpr std::size_t kVocabulary = 2000;
 constexpr std::size_t kShortest = 6;
 constexpr std::size_t kLongest = 18;
 
-// A number in letters: the analysis "phrases" takes all digits for the same.
+// Writes a number in letters, since the analysis "phrases" treats all digits as the same.
 std::string in_letters(std::size_t number) {
     std::string letters;
     do {
@@ -25,7 +25,8 @@ std::string in_letters(std::size_t number) {
 
 }  // namespace
 
-// The generator's own numbers: what the standard library makes of them may differ between makers.
+// We use the generator's numbers directly. The distributions of the standard library may differ
+// between implementations.
 std::string New_words::next_text(std::size_t label) {
     std::string text = "new" + in_letters(m_text_count);
     const std::size_t length = kShortest + m_random() % (kLongest - kShortest + 1);

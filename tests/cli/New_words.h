@@ -1,4 +1,4 @@
-// New_words: a stream of texts that never stops bringing new words.
+// New_words: a stream of texts with new words in each text.
 #ifndef ZANDREL_TESTS_CLI_NEW_WORDS_H_
 #define ZANDREL_TESTS_CLI_NEW_WORDS_H_
 
@@ -10,14 +10,14 @@
 #include "cli/data/Labelled_text.h"
 #include "cli/text/Text_analysis.h"
 
-// Labelled texts of 6 to 18 words. The first word of a text is new, and no other text ever has it.
-// The others come from a vocabulary: half of them from the part that the label prefers. The same
-// texts come in every run.
+// Labelled texts of 6 to 18 words. The first word of each text is in no other text. The others are
+// from a vocabulary; half of them are from the words that the label prefers. Every run gives the
+// same texts.
 class New_words {
 public:
     explicit New_words(std::size_t label_count) : m_label_count(label_count) {}
 
-    // The next texts of the stream.
+    // The next `count` texts of the stream.
     std::vector<cli::Labelled_text> next(std::size_t count);
 
 private:
@@ -32,11 +32,11 @@ struct Growth {
     std::size_t texts = 0;
     std::size_t concepts = 0;
     std::size_t file_bytes = 0;
-    double cpu_seconds = 0.0;  // of all learning so far
+    double cpu_seconds = 0.0;  // for all learning so far
 };
 
-// Trains on the first bulk of the stream and learns `text_count` texts in all; a point after each
-// tenth.
+// Trains with the first bulk of the stream and then learns up to `text_count` texts. Returns a
+// point after each tenth of them.
 std::vector<Growth> learn_new_words(const cli::Analysis_settings& analysis,
                                     const std::vector<std::string>& assignments,
                                     std::size_t text_count, std::size_t bulk,

@@ -10,7 +10,7 @@ namespace cli {
 
 namespace {
 
-TEST(PhraseAnalysisTest, TakesTokensAndPairsOfNeighbours) {
+TEST(PhraseAnalysisTest, TokensAndPairsOfNeighboursAreTaken) {
     const struct {
         std::string_view what;
         std::string_view text;
@@ -38,13 +38,13 @@ TEST(PhraseAnalysisTest, TakesTokensAndPairsOfNeighbours) {
     }
 }
 
-TEST(PhraseAnalysisTest, PairsStems) {
+TEST(PhraseAnalysisTest, PairsAreMadeOfStems) {
     Phrase_analysis analysis("english");
 
     EXPECT_EQ(analysed(analysis, "running runs", "|"), "run*2|run run");
 }
 
-TEST(PhraseAnalysisTest, AddsToWhatTheFeederHoldsWithoutPairAcrossTexts) {
+TEST(PhraseAnalysisTest, FeederKeepsEarlierTextsWithoutPairsAcrossThem) {
     Phrase_analysis analysis;
     zeSml_feeder feeder;
 

@@ -12,10 +12,10 @@ namespace cli {
 
 namespace {
 
-// A bar whose time the test sets.
+// A progress bar with a time that the test sets.
 class ProgressBarTest : public testing::Test {
 protected:
-    // What was drawn since the last call, the first drawing of each line marked by a bar.
+    // The text drawn since the last call. A bar marks the first drawing of each line.
     std::string Drawn() {
         std::string text = m_out.str();
         m_out.str("");
@@ -31,14 +31,14 @@ protected:
     Progress_bar m_bar{&m_out, [this] { return m_now; }};
 };
 
-TEST_F(ProgressBarTest, ShowsNothingBeforeItIsToldWhatIsDone) {
+TEST_F(ProgressBarTest, NothingIsShownBeforeTheFirstReport) {
     m_bar.SetTotal(10);
     m_bar.Increment(1);
 
     EXPECT_EQ(Drawn(), "");
 }
 
-TEST_F(ProgressBarTest, TellsShareAndTimeLeft) {
+TEST_F(ProgressBarTest, ShareAndTimeLeftAreShown) {
     m_bar.SetStatus("Training");
     m_bar.SetTotal(4);
     EXPECT_EQ(Drawn(), "|Training  0 %  0:00|Training  0 %  0:00");
@@ -51,7 +51,7 @@ TEST_F(ProgressBarTest, TellsShareAndTimeLeft) {
     EXPECT_EQ(Drawn(), "|Training  75 %  0:22 left");
 }
 
-TEST_F(ProgressBarTest, TellsTimeTakenWhileNothingIsDone) {
+TEST_F(ProgressBarTest, TimeTakenIsShownWhileNothingIsDone) {
     m_bar.SetStatus("Training");
     Drawn();
 
@@ -60,7 +60,7 @@ TEST_F(ProgressBarTest, TellsTimeTakenWhileNothingIsDone) {
     EXPECT_EQ(Drawn(), "|Training  0 %  1:05");
 }
 
-TEST_F(ProgressBarTest, DrawsAtMostTenTimesASecond) {
+TEST_F(ProgressBarTest, BarIsDrawnAtMostTenTimesASecond) {
     m_bar.SetStatus("Training");
     m_bar.SetTotal(100);
     Drawn();
@@ -72,7 +72,7 @@ TEST_F(ProgressBarTest, DrawsAtMostTenTimesASecond) {
     EXPECT_EQ(Drawn(), "|Training  4 %  0:03 left|Training  8 %  0:03 left");
 }
 
-TEST_F(ProgressBarTest, BeginsAnewWithEachPhase) {
+TEST_F(ProgressBarTest, BarRestartsWithEachPhase) {
     m_bar.SetStatus("One");
     m_bar.SetTotal(2);
     m_now += 50;
@@ -87,7 +87,7 @@ TEST_F(ProgressBarTest, BeginsAnewWithEachPhase) {
     EXPECT_EQ(Drawn(), "|One  0 %  0:00|Two  0 %  0:00|Two  0 %  0:00|Two  50 %  0:07 left");
 }
 
-TEST_F(ProgressBarTest, ShowsNoMoreThanAll) {
+TEST_F(ProgressBarTest, ShareIsNeverAboveAHundredPercent) {
     m_bar.SetStatus("Training");
     m_bar.SetTotal(2);
     m_now += 1;
@@ -97,7 +97,7 @@ TEST_F(ProgressBarTest, ShowsNoMoreThanAll) {
     EXPECT_EQ(Drawn(), "|Training  100 %  0:00 left");
 }
 
-TEST(ProgressBarLifeTest, BlanksItsLineAtTheEnd) {
+TEST(ProgressBarLifeTest, LineIsBlankedAtTheEnd) {
     std::ostringstream out;
     {
         Progress_bar bar(&out);
@@ -106,7 +106,7 @@ TEST(ProgressBarLifeTest, BlanksItsLineAtTheEnd) {
     EXPECT_EQ(out.str(), "\r\x1b[KTraining  0 %  0:00\r\x1b[K");
 }
 
-TEST(ProgressBarLifeTest, WithoutATerminalItAsksForInterruptionsAlone) {
+TEST(ProgressBarLifeTest, WithoutATerminalThereAreOnlyPolls) {
     const Interruption interruption;
     Progress_bar bar(nullptr);
     bar.SetStatus("Training");

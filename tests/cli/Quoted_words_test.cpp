@@ -13,7 +13,7 @@ namespace cli {
 
 namespace {
 
-TEST(QuotedWordsTest, BlanksOutsideOfQuotesPartWords) {
+TEST(QuotedWordsTest, BlanksOutsideOfQuotesSeparateWords) {
     const struct {
         std::string_view line;
         std::vector<std::string> words;

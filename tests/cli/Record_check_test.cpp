@@ -28,12 +28,12 @@ std::string report_of(const std::string& bytes) {
     return out.str();
 }
 
-TEST(RecordCheckTest, AWholeFileIsClean) {
+TEST(RecordCheckTest, CompleteFileIsClean) {
     EXPECT_EQ(check(Bytes::whole()).condition, Condition::kClean);
     EXPECT_EQ(report_of(Bytes::whole()), "x.dat: clean\n");
 }
 
-TEST(RecordCheckTest, TellsWhereAndWhat) {
+TEST(RecordCheckTest, PositionAndKindOfDamageAreReported) {
     constexpr const char* kRepairable =
         "x.dat: repairable: no item is known to be lost, but the index has to be made anew\n";
     constexpr const char* kLost =
@@ -73,9 +73,9 @@ TEST(RecordCheckTest, TellsWhereAndWhat) {
     }
 }
 
-// A file that was cut has lost what was behind its end. The cut in the padding of the last block is
-// no loss while the index is current: it names all items, and all are whole.
-TEST(RecordCheckTest, ACutFileIsLostUnlessTheIndexShowsThatAllItemsAreWhole) {
+// A cut file has lost the bytes after its end. A cut in the padding of the last block loses nothing
+// if the index is current: it then lists all items, and all are complete.
+TEST(RecordCheckTest, CutFileIsLostUnlessTheIndexShowsThatAllItemsAreComplete) {
     constexpr const char* kCut =
         "x.dat: lost: the file ends before something that it names, so items may be gone\n";
     const std::string current = Bytes::whole();
@@ -88,10 +88,11 @@ TEST(RecordCheckTest, ACutFileIsLostUnlessTheIndexShowsThatAllItemsAreWhole) {
         Condition expected;
         bool says_cut;
     } rows[] = {
-        {current.substr(0, 100), Condition::kLost, true},    // inside the index
-        {current.substr(0, 20), Condition::kLost, true},     // in front of the index
-        {index_last.substr(0, 68), Condition::kLost, true},  // likewise, behind all items
-        {current.substr(0, 280), Condition::kLost, false},   // inside the item
+        {current.substr(0, 100), Condition::kLost, true},  // inside the index
+        {current.substr(0, 20), Condition::kLost, true},   // before the index
+        // before the index, which is after all items
+        {index_last.substr(0, 68), Condition::kLost, true},
+        {current.substr(0, 280), Condition::kLost, false},  // inside the item
         {current.substr(0, 320), Condition::kRepairable, false},
         {stale.substr(0, 280), Condition::kLost, true},
         {stale.substr(0, 310), Condition::kLost, true},  // inside the hole
@@ -107,8 +108,8 @@ TEST(RecordCheckTest, ACutFileIsLostUnlessTheIndexShowsThatAllItemsAreWhole) {
     }
 }
 
-// What a stale index says of items that have moved since is no loss.
-TEST(RecordCheckTest, AStaleIndexLosesNothing) {
+// A stale index may list items at their old places. That is no loss.
+TEST(RecordCheckTest, StaleIndexLosesNothing) {
     const std::string bytes =
         Bytes::header(1) + Bytes::index() + std::string(32, '\0') + Bytes::hole();
 
@@ -116,7 +117,7 @@ TEST(RecordCheckTest, AStaleIndexLosesNothing) {
     EXPECT_EQ(check(bytes).problems.size(), 3U);
 }
 
-TEST(RecordCheckTest, WritesJson) {
+TEST(RecordCheckTest, JsonReportIsWritten) {
     EXPECT_EQ(record_check_json(check(Bytes::whole())).dump(),
               R"({"file":"x.dat","condition":"clean","problems":[]})");
     EXPECT_EQ(record_check_json(check(Bytes::whole() + "abc")).dump(),
@@ -124,10 +125,10 @@ TEST(RecordCheckTest, WritesJson) {
               R"("text":"3 bytes at the end belong to nothing"}]})");
 }
 
-// No damage may end the program, and none may pass for a clean file unless it is one that no tag,
-// length or offset tells of: here the data, its length within the slot (7 or 11 in place of 3), the
-// padding, and the identity in the header.
-TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsToldOrHarmless) {
+// No damage may end the program. A damaged file may count as clean only if no tag, length or offset
+// shows the damage: a change of the data, of the length within the slot (7 or 11 instead of 3), of
+// the padding, or of the identity in the header.
+TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsReportedOrHarmless) {
     const std::string whole = Bytes::whole();
     const auto is_untold = [](std::size_t at, unsigned int bit) {
         const bool is_other_state = at == 9 && bit != 0;
@@ -157,7 +158,7 @@ TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsToldOrHarmless) {
     }
 }
 
-TEST(RecordCheckTest, AContainersFileIsCleanWithASealAndWithout) {
+TEST(RecordCheckTest, ContainerIsCleanWithASealAndWithout) {
     EXPECT_EQ(report_of(Package_bytes::whole()), "x.dat: clean\n");
     EXPECT_EQ(record_check_json(check(Package_bytes::whole())).dump(),
               R"({"file":"x.dat","condition":"clean","seal":true,"problems":[]})");
@@ -169,8 +170,8 @@ TEST(RecordCheckTest, AContainersFileIsCleanWithASealAndWithout) {
     EXPECT_EQ(check(unsealed).has_seal, false);
 }
 
-// An item that was replaced stays in the file, and so do the bytes of a change that was broken off.
-TEST(RecordCheckTest, BytesThatBelongToNothingAreNoProblemInAContainer) {
+// A replaced item stays in the file, and so do the bytes of an unfinished change.
+TEST(RecordCheckTest, UnusedBytesInAContainerAreNoProblem) {
     EXPECT_EQ(check(Package_bytes::whole() + "abc").condition, Condition::kClean);
     EXPECT_EQ(check(Package_bytes::header(0, 82) + Package_bytes::item("x", "123456789") + "abc" +
                     Package_bytes::seal() + Package_bytes::index(41))
@@ -178,7 +179,7 @@ TEST(RecordCheckTest, BytesThatBelongToNothingAreNoProblemInAContainer) {
               Condition::kClean);
 }
 
-TEST(RecordCheckTest, SaysWhatIsWrongWithAContainer) {
+TEST(RecordCheckTest, DamageOfAContainerIsReported) {
     constexpr const char* kDamaged = "x.dat: damaged: the bytes are not those that were written\n";
     using Package = Package_bytes;
     const std::string item = Package::item("x", "123456789");
@@ -211,8 +212,8 @@ TEST(RecordCheckTest, SaysWhatIsWrongWithAContainer) {
     }
 }
 
-// One bit of the flags may change without breaking the seal. A file that has lost the key of its
-// seal has no seal.
+// One bit of the flags may change without breaking the seal. A file without the key of its seal
+// counts as unsealed.
 TEST(RecordCheckTest, EveryFlippedBitAndEveryCutOfASealedContainerIsFound) {
     const std::string whole = Package_bytes::whole();
     for (std::size_t at = 4; at < whole.size(); ++at) {

@@ -21,7 +21,7 @@ Record_file read_records(const std::string& bytes) {
     return read_record_file(file.path);
 }
 
-TEST(RecordFileTest, ABlockIsLargerThanWhatItHolds) {
+TEST(RecordFileTest, BlockIsLargerThanItsContents) {
     EXPECT_EQ(slot_of(15), 4U);
     EXPECT_EQ(block_of(15), 16U);
     EXPECT_EQ(slot_of(16), 5U);
@@ -29,7 +29,7 @@ TEST(RecordFileTest, ABlockIsLargerThanWhatItHolds) {
     EXPECT_EQ(block_of(136), 256U);
 }
 
-TEST(RecordFileTest, ReadsHeaderIndexItemsAndHoles) {
+TEST(RecordFileTest, HeaderIndexItemsAndHolesAreRead) {
     const Record_file file = read_records(Bytes::whole());
 
     EXPECT_EQ(file.size, 324U);
@@ -51,8 +51,8 @@ TEST(RecordFileTest, ReadsHeaderIndexItemsAndHoles) {
     EXPECT_EQ(file.index.holes[0].problem, "");
 }
 
-// A new file: header, and an index of 8 + 128 bytes in a block of 256.
-TEST(RecordFileTest, ReadsOffsetsOf32Bits) {
+// A new file: the header, and an index of 8 + 128 bytes in a block of 256.
+TEST(RecordFileTest, OffsetsOf32BitsAreRead) {
     const Record_file file =
         read_records(big_endian(0x4A5B6C80, 4) + std::string(8, '\0') + big_endian(16, 4) +
                      big_endian(0x4A5B6C82, 4) + std::string(252, '\0'));
@@ -63,7 +63,7 @@ TEST(RecordFileTest, ReadsOffsetsOf32Bits) {
     EXPECT_EQ(file.index.problem, "");
 }
 
-TEST(RecordFileTest, ReadsThePackageOfAContainer) {
+TEST(RecordFileTest, PackageOfAContainerIsRead) {
     const Record_file file = read_records(Package_bytes::whole());
 
     EXPECT_TRUE(file.header.is_package);
@@ -85,8 +85,8 @@ TEST(RecordFileTest, ReadsThePackageOfAContainer) {
     EXPECT_FALSE(read_records(Bytes::whole()).package.has_value());
 }
 
-// A length in the seal that is too large, and a seal that ends early.
-TEST(RecordFileTest, ReadsOfADamagedSealWhatCanBeRead) {
+// The seal has a length that is too large, or ends early.
+TEST(RecordFileTest, ReadablePartsOfADamagedSealAreRead) {
     const std::string number = big_endian(1, 4);
     for (const std::string& data :
          {number + number + big_endian(0xFFFFFFFF, 4) + "x",
@@ -104,9 +104,9 @@ TEST(RecordFileTest, ReadsOfADamagedSealWhatCanBeRead) {
     }
 }
 
-// Each record begins with the object's type, scrambled in version 2: the stream of bytes begins
-// with B2 12 7B 48.
-TEST(RecordFileTest, NamesTheContentsOfAContainersItems) {
+// Each record begins with the object's type. In version 2 it is scrambled: the scrambling bytes
+// begin with B2 12 7B 48.
+TEST(RecordFileTest, ContentsOfAContainersItemsAreNamed) {
     const struct {
         std::string key;
         std::string data;
@@ -132,7 +132,7 @@ TEST(RecordFileTest, NamesTheContentsOfAContainersItems) {
     }
 }
 
-TEST(RecordFileTest, RefusesWhatIsNoRecordFile) {
+TEST(RecordFileTest, FileThatIsNoRecordFileIsRefused) {
     const struct {
         std::string bytes;
         std::string expected;
@@ -158,7 +158,7 @@ TEST(RecordFileTest, RefusesWhatIsNoRecordFile) {
     EXPECT_THROW(read_record_file("/"), Input_error);
 }
 
-TEST(RecordFileTest, TellsWhatIsWrongWithTheIndex) {
+TEST(RecordFileTest, DamageOfTheIndexIsReported) {
     const struct {
         std::string bytes;
         std::string expected;
@@ -179,7 +179,7 @@ TEST(RecordFileTest, TellsWhatIsWrongWithTheIndex) {
     }
 }
 
-TEST(RecordFileTest, TellsWhatIsWrongWithAnItem) {
+TEST(RecordFileTest, DamageOfAnItemIsReported) {
     const std::string before = Bytes::header() + Bytes::index();
     const std::string tag = big_endian(0x4A5B6C73, 4);
 
@@ -201,7 +201,7 @@ TEST(RecordFileTest, TellsWhatIsWrongWithAnItem) {
     }
 }
 
-TEST(RecordFileTest, TellsWhatIsWrongWithAHole) {
+TEST(RecordFileTest, DamageOfAHoleIsReported) {
     const std::string before = Bytes::header() + Bytes::index() + Bytes::item();
 
     const struct {
@@ -219,7 +219,7 @@ TEST(RecordFileTest, TellsWhatIsWrongWithAHole) {
     }
 }
 
-TEST(RecordDumpTest, PrintsWhatTheFileHolds) {
+TEST(RecordDumpTest, ContentsOfTheFileArePrinted) {
     std::ostringstream out;
     print_record_dump(read_records(Bytes::whole()), out);
 
@@ -243,7 +243,7 @@ TEST(RecordDumpTest, PrintsWhatTheFileHolds) {
               "             308            16\n");
 }
 
-TEST(RecordDumpTest, PrintsAContainerWithTheChecksumsOfItsSeal) {
+TEST(RecordDumpTest, ContainerIsPrintedWithTheChecksumsOfItsSeal) {
     std::ostringstream out;
     print_record_dump(read_records(Package_bytes::whole()), out);
 
@@ -268,7 +268,7 @@ TEST(RecordDumpTest, PrintsAContainerWithTheChecksumsOfItsSeal) {
               "  header        0x11970B36\n");
 }
 
-TEST(RecordDumpTest, WritesAContainerAsJson) {
+TEST(RecordDumpTest, ContainerIsWrittenAsJson) {
     const nlohmann::ordered_json json = record_dump_json(read_records(Package_bytes::whole()));
 
     EXPECT_EQ(json["index"].dump(), R"({"keys":2,"size":33})");
@@ -281,7 +281,7 @@ TEST(RecordDumpTest, WritesAContainerAsJson) {
     EXPECT_FALSE(json.contains("holes"));
 }
 
-TEST(RecordDumpTest, ShowsKeysThatAreNoText) {
+TEST(RecordDumpTest, BinaryKeysAreShownAsBytes) {
     Record_file file;
     file.index.items.push_back({std::string("\0\"\\z\xFF", 5), 276, 0, "no item stands there"});
     std::ostringstream out;
@@ -293,7 +293,7 @@ TEST(RecordDumpTest, ShowsKeysThatAreNoText) {
         << out.str();
 }
 
-TEST(RecordDumpTest, WritesJson) {
+TEST(RecordDumpTest, RecordFileIsWrittenAsJson) {
     const Record_file file = read_records(Bytes::whole());
     const nlohmann::ordered_json json = record_dump_json(file);
 

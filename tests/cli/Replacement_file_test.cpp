@@ -38,7 +38,7 @@ void replace(const std::string& path, const std::string& content) {
     file.take_place();
 }
 
-// The message of the Output_error that making one raises; empty if it raises none.
+// The message of the Output_error when a replacement is made; empty if there is none.
 std::string write_error_of(const std::string& path) {
     try {
         const Replacement_file file(path);
@@ -48,7 +48,7 @@ std::string write_error_of(const std::string& path) {
     return "";
 }
 
-// Makes one in a process that is killed at once.
+// Makes a replacement in a process that is killed at once.
 void leave_file_behind(const std::string& path) {
     const pid_t process = ::fork();
     if (process == 0) {
@@ -58,7 +58,7 @@ void leave_file_behind(const std::string& path) {
     ::waitpid(process, nullptr, 0);
 }
 
-TEST(ReplacementFileTest, TakesThePlaceOfTheOldFile) {
+TEST(ReplacementFileTest, OldFileIsReplaced) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
 
@@ -68,7 +68,7 @@ TEST(ReplacementFileTest, TakesThePlaceOfTheOldFile) {
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
 }
 
-TEST(ReplacementFileTest, NeedsNoOldFile) {
+TEST(ReplacementFileTest, NoOldFileIsNeeded) {
     const Scratch_folder folder;
 
     replace(folder.file("a.kc"), "new");
@@ -77,7 +77,7 @@ TEST(ReplacementFileTest, NeedsNoOldFile) {
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
 }
 
-TEST(ReplacementFileTest, StandsBesideTheOldFileUntilThen) {
+TEST(ReplacementFileTest, OldFileRemainsUntilItIsReplaced) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     {
@@ -93,7 +93,7 @@ TEST(ReplacementFileTest, StandsBesideTheOldFileUntilThen) {
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
 }
 
-TEST(ReplacementFileTest, KeepsThePermissionsOfTheOldFile) {
+TEST(ReplacementFileTest, PermissionsOfTheOldFileAreKept) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     for (const mode_t mode : {0600U, 0644U, 0666U, 0700U}) {
@@ -104,7 +104,7 @@ TEST(ReplacementFileTest, KeepsThePermissionsOfTheOldFile) {
     }
 }
 
-TEST(ReplacementFileTest, OnlyItsOwnerCanOpenItBeforeItTakesThePlace) {
+TEST(ReplacementFileTest, OnlyTheOwnerCanOpenTheUnfinishedFile) {
     const Scratch_folder folder;
     const mode_t before = ::umask(0);
     for (const std::string& path : {folder.write("old.kc", "old"), folder.file("new.kc")}) {
@@ -116,7 +116,7 @@ TEST(ReplacementFileTest, OnlyItsOwnerCanOpenItBeforeItTakesThePlace) {
     ::umask(before);
 }
 
-TEST(ReplacementFileTest, KeepsTheAttributesOfTheOldFile) {
+TEST(ReplacementFileTest, AttributesOfTheOldFileAreKept) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
@@ -131,7 +131,7 @@ TEST(ReplacementFileTest, KeepsTheAttributesOfTheOldFile) {
     EXPECT_EQ(attribute_of(path, kAccessListAttribute), access_list);
 }
 
-TEST(ReplacementFileTest, HasTheAccessListThatTheFolderGivesToNewFiles) {
+TEST(ReplacementFileTest, NewFileHasTheAccessListOfItsFolder) {
     const Scratch_folder folder;
     set_attribute(folder.path(), "system.posix_acl_default", access_list_with_user_7());
     folder.write("plain", "");
@@ -143,7 +143,7 @@ TEST(ReplacementFileTest, HasTheAccessListThatTheFolderGivesToNewFiles) {
     EXPECT_EQ(permissions_of(folder.file("a.kc")), permissions_of(folder.file("plain")));
 }
 
-TEST(ReplacementFileTest, SeparatesHardLinks) {
+TEST(ReplacementFileTest, HardLinksAreSeparated) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     fs::create_hard_link(path, folder.file("b.kc"));
@@ -154,7 +154,7 @@ TEST(ReplacementFileTest, SeparatesHardLinks) {
     EXPECT_EQ(folder.content("b.kc"), "old");
 }
 
-TEST(ReplacementFileTest, RemovesWhatADeadProcessLeft) {
+TEST(ReplacementFileTest, FileOfADeadProcessIsRemoved) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     leave_file_behind(path);
@@ -166,7 +166,7 @@ TEST(ReplacementFileTest, RemovesWhatADeadProcessLeft) {
     EXPECT_THAT(folder.names(), ElementsAre(MatchesRegex("\\.b\\.kc\\.tmp-[a-zA-Z0-9]*"), "a.kc"));
 }
 
-TEST(ReplacementFileTest, LeavesTheFileOfALivingProcess) {
+TEST(ReplacementFileTest, FileOfALivingProcessIsKept) {
     const Scratch_folder folder;
     Replacement_file first(folder.file("a.kc"));
     write(first, "first");
@@ -180,8 +180,8 @@ TEST(ReplacementFileTest, LeavesTheFileOfALivingProcess) {
     EXPECT_EQ(folder.content("a.kc"), "second");
 }
 
-// The user root may open everything, and removes it in another way.
-TEST(ReplacementFileTest, RemovesUnderALockWhatItMayNotOpen) {
+// Root can open every file, so for root the file is removed in another way.
+TEST(ReplacementFileTest, UnreadableFileIsRemovedUnderALock) {
     const Scratch_folder folder;
     const Kc_lock lock(folder.file("a.kc"));
     ASSERT_EQ(::chmod(folder.write(".a.kc.tmp-abcdef", "").c_str(), 0), 0);
@@ -191,7 +191,7 @@ TEST(ReplacementFileTest, RemovesUnderALockWhatItMayNotOpen) {
     EXPECT_FALSE(fs::exists(folder.file(".a.kc.tmp-abcdef")));
 }
 
-TEST(ReplacementFileTest, LeavesWhatOnlyLooksAlike) {
+TEST(ReplacementFileTest, FilesWithOnlyASimilarNameAreKept) {
     const Scratch_folder folder;
     fs::create_directory(folder.file(".a.kc.tmp-folder"));
     fs::create_symlink("missing", folder.file(".a.kc.tmp-linked"));
@@ -207,7 +207,7 @@ TEST(ReplacementFileTest, LeavesWhatOnlyLooksAlike) {
     EXPECT_THAT(folder.names(), IsSupersetOf(before));
 }
 
-TEST(ReplacementFileTest, SignalRemovesIt) {
+TEST(ReplacementFileTest, SignalRemovesTheUnfinishedFile) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const std::string path = testing::TempDir() + "zandrel_signal_removes_it";
     fs::create_directory(path);
@@ -222,7 +222,7 @@ TEST(ReplacementFileTest, SignalRemovesIt) {
     fs::remove_all(path);
 }
 
-TEST(ReplacementFileTest, TakingThePlaceIsNotedAsAChange) {
+TEST(ReplacementFileTest, ReplacementIsNotedAsAChange) {
     const Scratch_folder folder;
     const std::string path = folder.file("a.kc");
     Replacement_file file(path);
@@ -231,7 +231,7 @@ TEST(ReplacementFileTest, TakingThePlaceIsNotedAsAChange) {
     EXPECT_THAT(std::string(change_message()), HasSubstr(path));
 }
 
-TEST(ReplacementFileTest, TryingOutLeavesNothing) {
+TEST(ReplacementFileTest, TrialLeavesNoFile) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
 
@@ -242,13 +242,13 @@ TEST(ReplacementFileTest, TryingOutLeavesNothing) {
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
 }
 
-TEST(ReplacementFileTest, RefusesAFileThatCannotBeLookedAt) {
+TEST(ReplacementFileTest, FileWithoutReadableStatusIsRefused) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "") + "/b.kc";
     EXPECT_EQ(write_error_of(path), "cannot write " + path + ": Not a directory");
 }
 
-TEST(ReplacementFileTest, HasThePermissionsOfNewFilesWithoutAnOldOne) {
+TEST(ReplacementFileTest, WithoutAnOldFilePermissionsAreThoseOfNewFiles) {
     const Scratch_folder folder;
     const mode_t before = ::umask(0027);
     replace(folder.file("a.kc"), "new");
@@ -258,7 +258,7 @@ TEST(ReplacementFileTest, HasThePermissionsOfNewFilesWithoutAnOldOne) {
     EXPECT_EQ(after, 0027U);
 }
 
-TEST(ReplacementFileTest, FollowsLinks) {
+TEST(ReplacementFileTest, LinksAreFollowed) {
     const Scratch_folder folder;
     fs::create_directory(folder.file("deep"));
     const std::string path = folder.write("deep/a.kc", "old");
@@ -272,7 +272,7 @@ TEST(ReplacementFileTest, FollowsLinks) {
     EXPECT_TRUE(fs::is_symlink(folder.file("relative")));
 }
 
-TEST(ReplacementFileTest, MakesWhatALinkToNothingNames) {
+TEST(ReplacementFileTest, TargetOfADanglingLinkIsMade) {
     const Scratch_folder folder;
     fs::create_symlink("a.kc", folder.file("link"));
 
@@ -282,7 +282,7 @@ TEST(ReplacementFileTest, MakesWhatALinkToNothingNames) {
     EXPECT_TRUE(fs::is_symlink(folder.file("link")));
 }
 
-TEST(ReplacementFileTest, WorksInTheFolderOfTheProcess) {
+TEST(ReplacementFileTest, RelativePathInTheWorkingFolderWorks) {
     const Scratch_folder folder;
     const fs::path before = fs::current_path();
     fs::current_path(folder.path());
@@ -292,7 +292,7 @@ TEST(ReplacementFileTest, WorksInTheFolderOfTheProcess) {
     EXPECT_EQ(folder.content("a.kc"), "new");
 }
 
-TEST(ReplacementFileTest, HasRoomBesideTheLongestName) {
+TEST(ReplacementFileTest, LongestNameHasAReplacementToo) {
     const Scratch_folder folder;
     const std::string name(255, 'a');
 
@@ -301,7 +301,7 @@ TEST(ReplacementFileTest, HasRoomBesideTheLongestName) {
     EXPECT_THAT(folder.names(), ElementsAre(name));
 }
 
-TEST(ReplacementFileTest, RefusesWhatIsNoFile) {
+TEST(ReplacementFileTest, PathThatIsNoFileIsRefused) {
     const Scratch_folder folder;
     fs::create_symlink("/dev/full", folder.file("full"));
     fs::create_symlink("circle", folder.file("circle"));
@@ -317,8 +317,8 @@ TEST(ReplacementFileTest, RefusesWhatIsNoFile) {
     EXPECT_THAT(folder.names(), ElementsAre("circle", "full"));
 }
 
-// The user root may write everything.
-TEST(ReplacementFileTest, RefusesAFileThatMayNotBeWritten) {
+// Root may write every file, so this test does not apply to root.
+TEST(ReplacementFileTest, FileThatMayNotBeWrittenIsRefused) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");
     ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
@@ -329,7 +329,7 @@ TEST(ReplacementFileTest, RefusesAFileThatMayNotBeWritten) {
     EXPECT_EQ(folder.content("a.kc"), "old");
 }
 
-TEST(ReplacementFileTest, TellsIfThePlaceIsTakenMeanwhile) {
+TEST(ReplacementFileTest, ReplacingAFolderThatAppearedIsAnError) {
     const Scratch_folder folder;
     Replacement_file file(folder.file("a.kc"));
     fs::create_directory(folder.file("a.kc"));

@@ -25,7 +25,7 @@ Evaluation example_evaluation() {
     return evaluation;
 }
 
-TEST(ReportJsonTest, HasPlainNumbersForQuality) {
+TEST(ReportJsonTest, QualityIsPlainNumbers) {
     const Json json = report_json(example_evaluation(), 10);
 
     const struct {
@@ -46,7 +46,7 @@ TEST(ReportJsonTest, HasPlainNumbersForQuality) {
     }
 }
 
-TEST(ReportJsonTest, HasCalibrationWithoutTablesWhereThereAreTables) {
+TEST(ReportJsonTest, CalibrationWithoutTablesIsGivenIfThereAreTables) {
     Evaluation evaluation = example_evaluation();
     evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
 
@@ -55,7 +55,7 @@ TEST(ReportJsonTest, HasCalibrationWithoutTablesWhereThereAreTables) {
     EXPECT_FALSE(report_json(example_evaluation(), 0).contains("without_tables"));
 }
 
-TEST(ReportJsonTest, ListsEachBulkThatWasLearned) {
+TEST(ReportJsonTest, EachLearnedBulkIsListed) {
     Evaluation evaluation = example_evaluation();
     evaluation.learning = {{0, 0.5, {2, 100, 40, 25}, 0.0}, {10, 0.75, {3, 200, 60, 20}, 1.25}};
 
@@ -67,7 +67,7 @@ TEST(ReportJsonTest, ListsEachBulkThatWasLearned) {
     EXPECT_FALSE(report_json(example_evaluation(), 0).contains("learning"));
 }
 
-TEST(ReportJsonTest, HasCountsAndCosts) {
+TEST(ReportJsonTest, CountsAndCostsAreGiven) {
     const Json json = report_json(example_evaluation(), 10);
 
     EXPECT_EQ(json["correct"], 6);
@@ -80,7 +80,7 @@ TEST(ReportJsonTest, HasCountsAndCosts) {
     EXPECT_EQ(json["skipped_lines"], 3);
 }
 
-TEST(ReportJsonTest, HasTheWayToTheModelAndNullForTheOther) {
+TEST(ReportJsonTest, TrainingOrLoadingIsGivenAndTheOtherIsNull) {
     Evaluation evaluation = example_evaluation();
 
     EXPECT_TRUE(report_json(evaluation, 10).at("loading").is_null());
@@ -91,7 +91,7 @@ TEST(ReportJsonTest, HasTheWayToTheModelAndNullForTheOther) {
     EXPECT_EQ(json["loading"].dump(), R"({"bytes":10500000,"labels":20,"cpu_seconds":0.25})");
 }
 
-TEST(ReportJsonTest, ListsAllCategories) {
+TEST(ReportJsonTest, AllCategoriesAreListed) {
     EXPECT_EQ(report_json(example_evaluation(), 0)["categories"].dump(),
               R"([{"category":"a","texts":4,"given":12,"hits":3,"precision":0.25,"recall":0.75,)"
               R"("f1":0.375},)"
@@ -99,7 +99,7 @@ TEST(ReportJsonTest, ListsAllCategories) {
               R"("f1":0.0}])");
 }
 
-TEST(ReportJsonTest, ListsAsManyConfusionsAsWanted) {
+TEST(ReportJsonTest, RequestedNumberOfConfusionsIsListed) {
     EXPECT_EQ(report_json(example_evaluation(), 10)["confusions"].dump(),
               R"([{"expected":"a,b","got":"c","texts":1},{"expected":"b","got":null,"texts":1}])");
     EXPECT_EQ(report_json(example_evaluation(), 1)["confusions"].dump(),
@@ -107,7 +107,7 @@ TEST(ReportJsonTest, ListsAsManyConfusionsAsWanted) {
     EXPECT_EQ(report_json(example_evaluation(), 0)["confusions"].dump(), "[]");
 }
 
-TEST(ReportJsonTest, HasExplanationIfThereIsOne) {
+TEST(ReportJsonTest, ExplanationIsGivenIfThereIsOne) {
     Evaluation evaluation = example_evaluation();
 
     EXPECT_FALSE(report_json(evaluation, 10).contains("explanation"));
@@ -116,7 +116,7 @@ TEST(ReportJsonTest, HasExplanationIfThereIsOne) {
               R"({"text":"goal","category":"sport","score":0.5,"concepts":[]})");
 }
 
-TEST(ReportJsonTest, HasListsAndZerosForEmptyEvaluation) {
+TEST(ReportJsonTest, EmptyEvaluationHasListsAndZeros) {
     const Json json = report_json(Evaluation(), 10);
 
     EXPECT_EQ(json["accuracy"], 0.0);

@@ -42,7 +42,7 @@ std::string report_of(const Evaluation& evaluation, std::size_t confusion_count,
     return out.str();
 }
 
-TEST(ReportTest, AlignsFiguresAndNamesUnits) {
+TEST(ReportTest, FiguresAreAlignedAndUnitsNamed) {
     EXPECT_EQ(report_of(printed_evaluation(), 10),
               "                     texts        size      labels\n"
               "training data       11,314    21.15 MB          20\n"
@@ -68,7 +68,7 @@ TEST(ReportTest, AlignsFiguresAndNamesUnits) {
               "      7  caf\u00E9,bar -> (no result)\n");
 }
 
-TEST(ReportTest, ShowsWhatLoadingCostWhereTheModelWasRead) {
+TEST(ReportTest, CostOfLoadingIsShownIfTheModelWasRead) {
     Evaluation evaluation = printed_evaluation();
     evaluation.training.reset();
     evaluation.loading = {10500000, 0.25};
@@ -84,7 +84,7 @@ TEST(ReportTest, ShowsWhatLoadingCostWhereTheModelWasRead) {
     EXPECT_THAT(report, Not(HasSubstr("training")));
 }
 
-TEST(ReportTest, ShowsCalibrationWithoutTablesWhereThereAreTables) {
+TEST(ReportTest, CalibrationWithoutTablesIsShownIfThereAreTables) {
     Evaluation evaluation = printed_evaluation();
     evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
 
@@ -93,7 +93,7 @@ TEST(ReportTest, ShowsCalibrationWithoutTablesWhereThereAreTables) {
                           "without tables      0.2500      0.1250      2.0000\n"));
 }
 
-TEST(ReportTest, ShowsEachBulkThatWasLearned) {
+TEST(ReportTest, EachLearnedBulkIsShown) {
     Evaluation evaluation = printed_evaluation();
     evaluation.learning = {{0, 0.5, {2, 12345, 4003, 2500}, 0.0},
                            {1000, 0.75, {3, 20000, 6000, 2000}, 1.25}};
@@ -109,7 +109,7 @@ TEST(ReportTest, ShowsEachBulkThatWasLearned) {
     EXPECT_THAT(report_of(printed_evaluation(), 10), Not(HasSubstr("learning")));
 }
 
-TEST(ReportTest, PrintsDashForRateOfTimeTooShortToMeasure) {
+TEST(ReportTest, RateOfATimeTooShortToMeasureIsADash) {
     Evaluation evaluation = printed_evaluation();
     evaluation.classifying.cpu_seconds = 0.0;
     evaluation.classifying.analysis_seconds = 0.0;
@@ -118,14 +118,14 @@ TEST(ReportTest, PrintsDashForRateOfTimeTooShortToMeasure) {
                 HasSubstr("classifying         0.00 s      0.00 s           -           -\n"));
 }
 
-TEST(ReportTest, ListsAsManyConfusionsAsWanted) {
+TEST(ReportTest, RequestedNumberOfConfusionsIsListed) {
     const std::string report = report_of(printed_evaluation(), 1);
 
     EXPECT_THAT(report, HasSubstr("  1,082  politics -> sport\n"));
     EXPECT_THAT(report, Not(HasSubstr("caf\u00E9")));
 }
 
-TEST(ReportTest, ListsCategoriesIfWanted) {
+TEST(ReportTest, CategoriesAreListedIfRequested) {
     EXPECT_THAT(report_of(printed_evaluation(), 10), Not(HasSubstr("category")));
     EXPECT_THAT(
         report_of(printed_evaluation(), 10, true),
@@ -140,7 +140,7 @@ TEST(ReportTest, ListsCategoriesIfWanted) {
                   "worst confusions"));
 }
 
-TEST(ReportTest, EndsWithExplanationIfThereIsOne) {
+TEST(ReportTest, ExplanationComesLastIfThereIsOne) {
     Evaluation evaluation = printed_evaluation();
     evaluation.explanation = Explanation{"A goal", "sport", 0.75, {{"goal", 0.25}}};
 
@@ -151,7 +151,7 @@ TEST(ReportTest, EndsWithExplanationIfThereIsOne) {
                                                     "    +0.2500  goal\n"));
 }
 
-TEST(ReportTest, LeavesOutConfusionsWhereThereIsNone) {
+TEST(ReportTest, ConfusionsAreLeftOutIfThereAreNone) {
     Evaluation evaluation = printed_evaluation();
     evaluation.metrics.confusions.clear();
 

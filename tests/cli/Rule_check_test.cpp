@@ -17,7 +17,7 @@ Rule_check checked(const std::string& text) {
     return check_rules(input, "a.rules");
 }
 
-// "LINE: message" for each bad rule, with a bar behind it.
+// The bad rules, each as "LINE: message" followed by a bar.
 std::string bad_rules(const Rule_check& check) {
     std::string text;
     for (const Bad_rule& rule : check.bad) {
@@ -26,7 +26,7 @@ std::string bad_rules(const Rule_check& check) {
     return text;
 }
 
-TEST(RuleCheckTest, NamesTheLineOfEachBadRule) {
+TEST(RuleCheckTest, LineOfEachBadRuleIsNamed) {
     const struct {
         std::string text;
         std::size_t rule_count;
@@ -46,18 +46,18 @@ TEST(RuleCheckTest, NamesTheLineOfEachBadRule) {
     }
 }
 
-TEST(RuleCheckTest, SkipsEmptyLinesAndComments) {
+TEST(RuleCheckTest, EmptyLinesAndCommentsAreSkipped) {
     const Rule_check check = checked("\n \t\n# bad\n  # bad\nbad\n");
 
     EXPECT_EQ(check.rule_count, 1U);
     EXPECT_EQ(bad_rules(check), "5: Invalid token at: bad|");
 }
 
-TEST(RuleCheckTest, KeepsWhiteSpaceAtTheEndsOutOfMessages) {
+TEST(RuleCheckTest, MessagesShowRulesWithoutWhiteSpaceAtTheEnds) {
     EXPECT_EQ(bad_rules(checked("  bad rule \r\n\r\n")), "1: Invalid token at: bad rule|");
 }
 
-TEST(RuleCheckTest, SkipsAByteOrderMarkInTheFirstLineAlone) {
+TEST(RuleCheckTest, ByteOrderMarkIsSkippedOnlyInTheFirstLine) {
     EXPECT_EQ(bad_rules(checked("\xEF\xBB\xBF"
                                 "1\n")),
               "");
@@ -67,7 +67,7 @@ TEST(RuleCheckTest, SkipsAByteOrderMarkInTheFirstLineAlone) {
               "1|");
 }
 
-TEST(RuleCheckTest, PrintsMessagesThatEditorsFind) {
+TEST(RuleCheckTest, MessagesHaveTheFormThatEditorsFind) {
     std::ostringstream out;
     std::ostringstream messages;
     print_rule_check({"a.rules", 12, {{3, "Empty expression"}, {10, "x"}}}, out, messages);
@@ -76,7 +76,7 @@ TEST(RuleCheckTest, PrintsMessagesThatEditorsFind) {
     EXPECT_EQ(messages.str(), "a.rules:3: Empty expression\na.rules:10: x\n");
 }
 
-TEST(RuleCheckTest, PrintsOneRuleInTheSingular) {
+TEST(RuleCheckTest, SingleRuleIsPrintedInTheSingular) {
     std::ostringstream out;
     std::ostringstream messages;
     print_rule_check({"a.rules", 1, {}}, out, messages);
@@ -85,13 +85,13 @@ TEST(RuleCheckTest, PrintsOneRuleInTheSingular) {
     EXPECT_EQ(messages.str(), "");
 }
 
-TEST(RuleCheckTest, WritesTheSameAsJson) {
+TEST(RuleCheckTest, JsonHasTheSameContents) {
     EXPECT_EQ(rule_check_json({"a.rules", 12, {{3, "Empty expression"}}}).dump(),
               R"({"file":"a.rules","rules":12,"bad":[{"line":3,"message":"Empty expression"}]})");
     EXPECT_EQ(rule_check_json({"-", 0, {}}).dump(), R"({"file":"-","rules":0,"bad":[]})");
 }
 
-TEST(RuleCheckTest, ReadsStandardInputForADash) {
+TEST(RuleCheckTest, DashMeansStandardInput) {
     std::istringstream input("1\nbad\n");
     const Rule_check check = check_rule_file("-", input);
 
@@ -99,7 +99,7 @@ TEST(RuleCheckTest, ReadsStandardInputForADash) {
     EXPECT_EQ(bad_rules(check), "2: Invalid token at: bad|");
 }
 
-TEST(RuleCheckTest, RefusesAFileThatCannotBeRead) {
+TEST(RuleCheckTest, FileThatCannotBeReadIsRefused) {
     std::istringstream input;
     EXPECT_THROW(check_rule_file("/nowhere/a.rules", input), Input_error);
     EXPECT_THROW(check_rule_file("/", input), Input_error);

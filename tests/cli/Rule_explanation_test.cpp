@@ -31,7 +31,7 @@ std::string shown_polish(const Rule_explanation& explanation) {
     return text;
 }
 
-// "LEVEL TYPE text" for each node, with a bar between them.
+// The nodes of the tree, each as "LEVEL TYPE text", with bars between them.
 std::string shown_tree(const Rule_explanation& explanation) {
     std::string text;
     for (const Tree_line& line : explanation.tree) {
@@ -41,7 +41,7 @@ std::string shown_tree(const Rule_explanation& explanation) {
     return text;
 }
 
-TEST(RuleExplanationTest, ListsTheTokensAsTheyAreWritten) {
+TEST(RuleExplanationTest, TokensAreListedAsWritten) {
     const struct {
         std::string rule;
         std::string tokens;
@@ -59,7 +59,7 @@ TEST(RuleExplanationTest, ListsTheTokensAsTheyAreWritten) {
     }
 }
 
-TEST(RuleExplanationTest, ListsTheReversePolishFormWithSettledTypes) {
+TEST(RuleExplanationTest, ReversePolishFormIsListedWithSettledTypes) {
     const struct {
         std::string rule;
         std::string polish;
@@ -78,7 +78,7 @@ TEST(RuleExplanationTest, ListsTheReversePolishFormWithSettledTypes) {
     }
 }
 
-TEST(RuleExplanationTest, ListsTheTree) {
+TEST(RuleExplanationTest, TreeIsListed) {
     const struct {
         std::string rule;
         std::string tree;
@@ -115,7 +115,7 @@ TEST(RuleExplanationTest, ListsTheTree) {
     }
 }
 
-TEST(RuleExplanationTest, ListsTheDeepestTree) {
+TEST(RuleExplanationTest, DeepestTreeIsListed) {
     std::string rule = "1";
     for (int level = 1; level < RuleParser::kDeepestTree; ++level) {
         rule += "+1";
@@ -128,7 +128,7 @@ TEST(RuleExplanationTest, ListsTheDeepestTree) {
               static_cast<std::size_t>(RuleParser::kDeepestTree - 1));
 }
 
-TEST(RuleExplanationTest, TellsWhyARuleIsBad) {
+TEST(RuleExplanationTest, ErrorOfABadRuleIsGiven) {
     try {
         explain_rule("'a' == 1");
         FAIL() << "was taken";
@@ -137,7 +137,7 @@ TEST(RuleExplanationTest, TellsWhyARuleIsBad) {
     }
 }
 
-TEST(RuleExplanationTest, PrintsTheTreeIndented) {
+TEST(RuleExplanationTest, TreeIsPrintedIndented) {
     std::ostringstream out;
     print_rule_explanation(explain_rule("1 < -$a(n)"), out);
 
@@ -151,7 +151,7 @@ TEST(RuleExplanationTest, PrintsTheTreeIndented) {
               "                n       $a(n)\n");
 }
 
-TEST(RuleExplanationTest, WritesTheSameAsJson) {
+TEST(RuleExplanationTest, JsonHasTheSameContents) {
     EXPECT_EQ(rule_explanation_json(explain_rule("-\"a\"")).dump(),
               R"({"rule":"-\"a\"","tokens":["$start","-","\"a\"","$end"],"reverse_polish":[)"
               R"({"token":"\"a\"","types":"b"},{"token":"-","types":"nn"},)"

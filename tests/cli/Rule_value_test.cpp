@@ -16,7 +16,7 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
-TEST(RuleValueTest, ReadsThePairs) {
+TEST(RuleValueTest, PairsAreRead) {
     const Rule_subject subject{.pairs = {"size=7.5", "from=a=b", "empty=", "size=8"}};
 
     const struct {
@@ -34,14 +34,14 @@ TEST(RuleValueTest, ReadsThePairs) {
     }
 }
 
-TEST(RuleValueTest, RefusesWhatIsNoPair) {
+TEST(RuleValueTest, WordsThatAreNoPairsAreRefused) {
     for (const char* const pair : {"", "size", "=7", "="}) {
         SCOPED_TRACE(pair);
         EXPECT_THROW(rule_value("1", {.pairs = {pair}}), Usage_error);
     }
 }
 
-TEST(RuleValueTest, MakesTheBagByTheAnalysis) {
+TEST(RuleValueTest, BagIsMadeByTheAnalysis) {
     const struct {
         std::string rule;
         Analysis_settings analysis;
@@ -64,22 +64,22 @@ TEST(RuleValueTest, MakesTheBagByTheAnalysis) {
     }
 }
 
-TEST(RuleValueTest, TakesWordsUnlessTold) {
+TEST(RuleValueTest, DefaultAnalysisIsWords) {
     EXPECT_EQ(rule_value("concepts_in_sml", {.text = "My Parcels!"}), 2.0);
 }
 
-TEST(RuleValueTest, HasNoBagWithoutAText) {
+TEST(RuleValueTest, WithoutATextThereIsNoBag) {
     EXPECT_EQ(rule_value("concepts_in_sml", {}), 0.0);
     EXPECT_EQ(rule_value("empty_body_message", {}), 1.0);
     EXPECT_EQ(rule_value("empty_body_message", {.text = ""}), 1.0);
 }
 
-TEST(RuleValueTest, PassesTheScore) {
+TEST(RuleValueTest, ScoreIsPassedToTheRule) {
     EXPECT_EQ(rule_value("parent_score * 2", {.score = 0.25}), 0.5);
     EXPECT_EQ(rule_value("stat_matching", {}), 0.0);
 }
 
-TEST(RuleValueTest, TellsWhyARuleIsBad) {
+TEST(RuleValueTest, ErrorOfABadRuleIsGiven) {
     try {
         rule_value("(1", {});
         FAIL() << "was taken";
@@ -88,7 +88,7 @@ TEST(RuleValueTest, TellsWhyARuleIsBad) {
     }
 }
 
-TEST(RuleValueTest, ShowsTheShortestText) {
+TEST(RuleValueTest, ShortestTextOfTheValueIsShown) {
     const struct {
         double value;
         std::string text;
@@ -102,7 +102,7 @@ TEST(RuleValueTest, ShowsTheShortestText) {
     }
 }
 
-TEST(RuleValueTest, WritesJsonWithATextForWhatIsNoNumber) {
+TEST(RuleValueTest, JsonHasATextForNaNAndInfinity) {
     EXPECT_EQ(rule_value_json("1 / 4", 0.25).dump(), R"({"rule":"1 / 4","value":0.25})");
     EXPECT_EQ(rule_value_json("\"a\"", 1.0).dump(), R"({"rule":"\"a\"","value":1.0})");
     EXPECT_EQ(rule_value_json("$a", kInfinity).dump(), R"({"rule":"$a","value":"inf"})");

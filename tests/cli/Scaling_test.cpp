@@ -26,9 +26,8 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// A model without a classifier around it, whose weights are written by hand. The limits are
-// AverageRlimit times the root of size over average size, or with "linear" times size over average
-// size.
+// A model without a classifier, with weights that the test writes. A limit is AverageRlimit times
+// the square root of size / average size, or with "linear" times size / average size.
 class ScalingTest : public testing::Test {
 protected:
     ScalingTest() {
@@ -84,8 +83,8 @@ TEST_F(ScalingTest, CategoriesAtTheirLimitsAreNotScaled) {
     EXPECT_EQ(Scale().categories, 2U);
 }
 
-// With the same limits, "a" keeps 150 of 300 and "b" 50 of 200.
-TEST_F(ScalingTest, CategoryThatKeepsTheLeastShareIsNamed) {
+// With the same limits, "a" keeps 150 of 300 and "b" keeps 50 of 200.
+TEST_F(ScalingTest, CategoryThatKeepsTheSmallestShareIsNamed) {
     AddProfile("a", 300.0, 300.0);
     AddProfile("b", 200.0, 100.0);
 
@@ -97,7 +96,7 @@ TEST_F(ScalingTest, CategoryThatKeepsTheLeastShareIsNamed) {
     EXPECT_EQ(scaling.kept, 50.0);
 }
 
-TEST_F(ScalingTest, LimitsOfTheModelStayAsTheyAre) {
+TEST_F(ScalingTest, LimitsOfTheModelDoNotChange) {
     AddProfile("a", 300.0, 300.0);
     AddProfile("b", 200.0, 100.0);
 
@@ -108,11 +107,11 @@ TEST_F(ScalingTest, LimitsOfTheModelStayAsTheyAre) {
     EXPECT_EQ(Storage().profile(0).m_weight, 300.0);
 }
 
-// The average size is 5050. The limit that "b" needs is its weight times 5050 over its size.
-TEST_F(ScalingTest, SufficientLimitIsTheLeastPowerOfTenWithWhichNothingIsScaled) {
+// The average size is 5050. The limit for "b" must be its weight times 5050 divided by its size.
+TEST_F(ScalingTest, SufficientLimitIsTheLeastPowerOfTenThatScalesNothing) {
     const struct {
         double weight;  // of "b"
-        double size;    // of both are 10,100
+        double size;    // of "b"; both sizes together are 10,100
         int expected;
     } rows[] = {
         {200.0, 1000.0, 10000},    // 200 * 5050 / 1000 = 1010
@@ -133,7 +132,7 @@ TEST_F(ScalingTest, SufficientLimitIsTheLeastPowerOfTenWithWhichNothingIsScaled)
     }
 }
 
-TEST_F(ScalingTest, GreatestLimitRisesWithTheSufficientOne) {
+TEST_F(ScalingTest, GreatestLimitIsRaisedWithTheSufficientOne) {
     m_settings.max_Rlimit = 100.0;
     AddProfile("a", 500.0, 500.0);
 
@@ -157,7 +156,7 @@ TEST_F(ScalingTest, CategoriesOfAllModelsAreCounted) {
     EXPECT_EQ(scaling.node, &node);
 }
 
-// A category below the root of a knowledge.
+// A category below the root of a knowledge container.
 class ScalingWarningTest : public ScalingTest {
 protected:
     ScalingWarningTest() : m_model(Model_options{{Analysis_kind::kWords}}) {
@@ -173,7 +172,7 @@ protected:
     Scaling m_scaling = {6, 5, nullptr, 1249.6, 118.2, 10000};
 };
 
-TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
+TEST_F(ScalingWarningTest, WarningSaysWhatIsLostAndWhatToDo) {
     EXPECT_EQ(
         Warning(),
         "a.kc: its limits make learning forget: 5 of 6 categories are scaled down, most of all "
@@ -190,13 +189,13 @@ TEST_F(ScalingWarningTest, SaysWhatIsLostAndWhatToDo) {
         "file.");
 }
 
-TEST_F(ScalingWarningTest, NameOfTheFileIsShownInTheSentenceAndQuotedInTheCommand) {
+TEST_F(ScalingWarningTest, FileNameIsShownInTheSentenceAndQuotedInTheCommand) {
     EXPECT_THAT(Warning("my a\n.kc"),
                 AllOf(StartsWith("my a\\x0A.kc: its limits"),
                       EndsWith("zandrel options set $'my a\\012.kc' AverageRlimit=10000")));
 }
 
-TEST_F(ScalingTest, LimitBelowZeroIsShownAsZero) {
+TEST_F(ScalingTest, NegativeLimitIsShownAsZero) {
     EXPECT_THAT(Warning({1, 1, nullptr, 7.0, -5.0, 1000}), HasSubstr(" from 7 to 0. "));
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-TEST(ShownTextTest, KeepsATextOnItsLine) {
+TEST(ShownTextTest, SpecialCharactersAreShownOnOneLine) {
     const struct {
         std::string_view text;
         std::string_view shown;
@@ -25,8 +25,8 @@ TEST(ShownTextTest, KeepsATextOnItsLine) {
         {"\xE2\x80\xA8.", "\\xE2\\x80\\xA8."},  // U+2028, line separator
         {"\xC2\x9B", "\\xC2\\x9B"},             // U+009B begins escape sequences, as ESC [ does
         {"\xE2\x80\xA9", "\\xE2\\x80\\xA9"},    // U+2029, paragraph separator
-        {"a\xFF\xC3", "a\\xFF\\xC3"},           // no UTF-8
-        {"\u200D", "\u200D"},                   // joins letters, and stays
+        {"a\xFF\xC3", "a\\xFF\\xC3"},           // not UTF-8
+        {"\u200D", "\u200D"},                   // joins letters, and is kept
     };
 
     for (const auto& row : rows) {
@@ -44,7 +44,7 @@ TEST(ShownTextTest, BidirectionalControlsAreEscaped) {
         {"\u200F", "\\xE2\\x80\\x8F"},    {"\u202A", "\\xE2\\x80\\xAA"},
         {"\u202E", "\\xE2\\x80\\xAE"},    {"\u2066", "\\xE2\\x81\\xA6"},
         {"\u2069", "\\xE2\\x81\\xA9"},    {"\u061B\u200D\u202F", "\u061B\u200D\u202F"},
-        {"\u2065\u206A", "\u2065\u206A"}, {"\u05D0\u0628", "\u05D0\u0628"},  // letters stay
+        {"\u2065\u206A", "\u2065\u206A"}, {"\u05D0\u0628", "\u05D0\u0628"},  // letters are kept
     };
 
     for (const auto& row : rows) {
@@ -53,24 +53,24 @@ TEST(ShownTextTest, BidirectionalControlsAreEscaped) {
     }
 }
 
-TEST(ShownTextTest, EscapedTextStaysAsItIs) {
+TEST(ShownTextTest, EscapedTextIsNotEscapedAgain) {
     EXPECT_EQ(shown_text(shown_text("a\n\xFF\u202E")), shown_text("a\n\xFF\u202E"));
 }
 
-TEST(ShownTextTest, LongTextLosesItsMiddle) {
+TEST(ShownTextTest, LongTextIsCutInTheMiddle) {
     EXPECT_EQ(shortened("", 5), "");
     EXPECT_EQ(shortened("12345", 5), "12345");
     EXPECT_EQ(shortened("123456", 5), "12\u202656");
     EXPECT_EQ(shortened("1234567", 6), "123\u202667");
 }
 
-TEST(ShownTextTest, ShorteningCutsBetweenCharacters) {
+TEST(ShownTextTest, LongTextIsCutBetweenCharacters) {
     EXPECT_EQ(shortened("\u00E4\u00F6\u00FC\u00DF", 4), "\u00E4\u00F6\u00FC\u00DF");
     EXPECT_EQ(shortened("\u00E4\u00F6\u00FC\U0001F600\u00DF", 4), "\u00E4\u00F6\u2026\u00DF");
     EXPECT_EQ(shortened("\u00E4\u00F6\u00FC\u00DF\U0001F600", 3), "\u00E4\u2026\U0001F600");
 }
 
-TEST(ShownTextTest, ValuesAreShortenedSoonerThanFileNames) {
+TEST(ShownTextTest, ValuesAreCutSoonerThanFileNames) {
     const std::string value(kLongestValue, 'v');
     const std::string name(kLongestFileName, 'f');
 
@@ -80,14 +80,14 @@ TEST(ShownTextTest, ValuesAreShortenedSoonerThanFileNames) {
     EXPECT_EQ(shown_file(name + "f"), name.substr(0, 2048) + "\u2026" + name.substr(0, 2047));
 }
 
-TEST(ShownTextTest, ComplaintsAndMessagesHaveALimit) {
+TEST(ShownTextTest, ErrorsAndMessagesHaveALimit) {
     EXPECT_EQ(shown_complaint("bad\n'" + std::string(500, 'v') + "'"),
               "bad\\x0A'" + std::string(192, 'v') + "\u2026" + std::string(198, 'v') + "'");
     EXPECT_EQ(shown_message(std::string(kLongestMessage, 'v') + "w"),
               std::string(3000, 'v') + "\u2026" + std::string(2998, 'v') + "w");
 }
 
-TEST(ShownTextTest, PutsABackslashBeforeWhatIsToBeEscaped) {
+TEST(ShownTextTest, BackslashPrecedesEachEscapedCharacter) {
     EXPECT_EQ(shown_text("a/b\\c\n/", "/\\"), "a\\/b\\\\c\\x0A\\/");
 }
 

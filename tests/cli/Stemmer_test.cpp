@@ -11,7 +11,7 @@ namespace cli {
 
 namespace {
 
-TEST(StemmerTest, TakesEndingsByTheLanguagesRules) {
+TEST(StemmerTest, EndingsAreRemovedByTheLanguagesRules) {
     const struct {
         std::string language;
         std::string_view word;
@@ -29,14 +29,14 @@ TEST(StemmerTest, TakesEndingsByTheLanguagesRules) {
     }
 }
 
-TEST(StemmerTest, KeepsWordOfWhichTheRulesLeaveNothing) {
+TEST(StemmerTest, WordIsKeptIfTheRulesWouldRemoveAllOfIt) {
     Stemmer stemmer("porter");
 
     EXPECT_EQ(stemmer.stem("s"), "s");
     EXPECT_EQ(stemmer.stem("as"), "a");
 }
 
-TEST(StemmerTest, KeepsRunsThatAreTooLongForWords) {
+TEST(StemmerTest, RunsTooLongForWordsAreKept) {
     Stemmer stemmer("english");
     const std::string beginning(997, 'o');
 
@@ -44,12 +44,12 @@ TEST(StemmerTest, KeepsRunsThatAreTooLongForWords) {
     EXPECT_EQ(stemmer.stem(beginning + "oing"), beginning + "oing");
 }
 
-TEST(StemmerTest, RefusesUnknownLanguage) {
+TEST(StemmerTest, UnknownLanguageIsRefused) {
     EXPECT_THROW(Stemmer("klingon"), std::invalid_argument);
     EXPECT_THROW(Stemmer(""), std::invalid_argument);
 }
 
-TEST(StemmerTest, KnowsEachLanguageThatItLists) {
+TEST(StemmerTest, EachListedLanguageIsKnown) {
     EXPECT_THAT(stem_languages(), testing::IsSupersetOf({"english", "french", "german"}));
     for (const std::string& language : stem_languages()) {
         EXPECT_NO_THROW(Stemmer{language}) << language;

@@ -17,7 +17,7 @@ namespace {
 
 class StoredModelTest : public testing::Test {
 protected:
-    // Writes a container that keeps the settings, or none.
+    // Writes a container with these settings, or without any.
     void Write(const Analysis_settings* kept, bool compact = false) {
         Text_model model(Model_options{{Analysis_kind::kWords, "english"}});
         model.train({{{"sport"}, "goals"}, {{"food"}, "breads"}});
@@ -41,13 +41,13 @@ protected:
     const Analysis_settings m_stems = {Analysis_kind::kWords, "english"};
 };
 
-TEST_F(StoredModelTest, ReadsTextsAsTheContainerKeepsIt) {
+TEST_F(StoredModelTest, TextsAreAnalysedAsTheContainerSays) {
     Write(&m_stems);
 
     EXPECT_EQ(read_model(m_path, {}, nullptr)->rank("BREAD", 1).front().label, "food");
 }
 
-TEST_F(StoredModelTest, ReadsTextsAsItIsToldWhereTheContainerKeepsNothing) {
+TEST_F(StoredModelTest, TextsAreAnalysedAsRequestedIfTheContainerSaysNothing) {
     Write(nullptr);
 
     EXPECT_THROW(read_model(m_path, {}, nullptr), Data_error);
@@ -55,13 +55,13 @@ TEST_F(StoredModelTest, ReadsTextsAsItIsToldWhereTheContainerKeepsNothing) {
     EXPECT_EQ(model->rank("BREAD", 1).front().label, "food");
 }
 
-TEST_F(StoredModelTest, RefusesAnotherAnalysis) {
+TEST_F(StoredModelTest, AnotherAnalysisIsRefused) {
     Write(&m_stems);
 
     EXPECT_THROW(read_model(m_path, {Analysis_kind::kPhrases, ""}, nullptr), Usage_error);
 }
 
-TEST_F(StoredModelTest, RefusesAnEmptyContainer) {
+TEST_F(StoredModelTest, EmptyContainerIsRefused) {
     zeManager empty;
     write_kc(m_path, empty, false, nullptr);
 
@@ -73,7 +73,7 @@ TEST_F(StoredModelTest, RefusesAnEmptyContainer) {
     }
 }
 
-TEST_F(StoredModelTest, RefusesAContainerWhoseRootIsMissing) {
+TEST_F(StoredModelTest, ContainerWithoutARootIsRefused) {
     Kc_items items(answering_kc(false));
     items.manager().replace(items.manager().size() - 4, 4, object_key(99));
     m_folder.write("a.kc", items.file());
@@ -87,7 +87,7 @@ TEST_F(StoredModelTest, RefusesAContainerWhoseRootIsMissing) {
     }
 }
 
-TEST_F(StoredModelTest, KnowsWhetherItCanLearn) {
+TEST_F(StoredModelTest, ModelKnowsWhetherItCanLearn) {
     Write(&m_stems);
     EXPECT_EQ(ErrorOfLearning(), "");
     Write(&m_stems, true);

@@ -8,7 +8,7 @@ namespace cli {
 
 namespace {
 
-TEST(TallyTest, DividesHitsByTextsAndByGivenOnes) {
+TEST(TallyTest, HitsAreDividedByTextsAndByPredictions) {
     const struct {
         std::string_view rule;
         Tally tally;
@@ -29,7 +29,7 @@ TEST(TallyTest, DividesHitsByTextsAndByGivenOnes) {
     }
 }
 
-TEST(TallyTest, AddsUp) {
+TEST(TallyTest, TalliesAreAdded) {
     Tally sum = {1, 2, 3};
     sum += Tally{10, 20, 30};
 
@@ -38,7 +38,7 @@ TEST(TallyTest, AddsUp) {
     EXPECT_EQ(sum.false_alarms, 33U);
 }
 
-TEST(TallyTest, TakesRatioToNothingAsZero) {
+TEST(TallyTest, DivisionByZeroGivesZero) {
     EXPECT_EQ(ratio(3.0, 4), 0.75);
     EXPECT_EQ(ratio(3.0, 0), 0.0);
 }

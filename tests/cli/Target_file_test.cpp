@@ -20,7 +20,7 @@ std::string name_beside(const std::string& path) {
     return fs::path(Target_file(path).beside(".lock")).filename().string();
 }
 
-TEST(TargetFileTest, NamesFilesBesideWhatALinkLeadsTo) {
+TEST(TargetFileTest, FilesAreNamedBesideTheTargetOfALink) {
     const Scratch_folder folder;
     fs::create_directory(folder.file("deep"));
     folder.write("deep/a.kc", "");
@@ -33,13 +33,13 @@ TEST(TargetFileTest, NamesFilesBesideWhatALinkLeadsTo) {
     EXPECT_EQ(Target_file("a.kc").beside(".lock"), "./.a.kc.lock");
 }
 
-TEST(TargetFileTest, CutsALongNameBetweenCharacters) {
+TEST(TargetFileTest, LongNameIsCutBetweenCharacters) {
     EXPECT_EQ(name_beside("/" + std::string(240, 'n')), "." + std::string(240, 'n') + ".lock");
     EXPECT_EQ(name_beside("/" + std::string(241, 'n')), "." + std::string(240, 'n') + ".lock");
-    // The character of two bytes begins at 239 and has no room.
+    // The character at 239 has two bytes, and there is space for one.
     EXPECT_EQ(name_beside("/" + std::string(239, 'n') + "\xC3\xBCrest"),
               "." + std::string(239, 'n') + ".lock");
-    // Bytes that are no UTF-8 have no borders.
+    // Bytes that are not UTF-8 have no character borders.
     EXPECT_EQ(name_beside("/" + std::string(250, '\x80')),
               "." + std::string(240, '\x80') + ".lock");
 }
@@ -50,8 +50,8 @@ TEST(TargetFileTest, FileThatDoesNotExistHasNoStatus) {
     EXPECT_TRUE(Target_file(folder.write("a.kc", "")).status().has_value());
 }
 
-// Taken for a file that does not exist it would be overwritten.
-TEST(TargetFileTest, FileThatCannotBeLookedAtIsAnError) {
+// If it counted as a file that does not exist, it would be overwritten.
+TEST(TargetFileTest, FileWithoutReadableStatusIsAnError) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "") + "/b.kc";
     try {
@@ -62,7 +62,7 @@ TEST(TargetFileTest, FileThatCannotBeLookedAtIsAnError) {
     }
 }
 
-TEST(TargetFileTest, OpenFileIsAtItsPathUntilAnotherTakesItsPlace) {
+TEST(TargetFileTest, OpenFileIsAtItsPathUntilAnotherReplacesIt) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "");
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -13,7 +13,7 @@ namespace cli {
 
 namespace {
 
-TEST(TextAnalysisTest, IsMadeBySettings) {
+TEST(TextAnalysisTest, SettingsChooseTheAnalysis) {
     const struct {
         std::string_view what;
         Analysis_settings settings;
@@ -53,7 +53,7 @@ TEST(TextAnalysisTest, KindsHaveNames) {
     EXPECT_EQ(analysis_kind(""), std::nullopt);
 }
 
-TEST(TextAnalysisTest, IsRefusedForUnknownLanguage) {
+TEST(TextAnalysisTest, UnknownLanguageIsRefused) {
     EXPECT_THROW(make_text_analysis({Analysis_kind::kPhrases, "klingon"}), std::invalid_argument);
     EXPECT_THROW(make_text_analysis({Analysis_kind::kWords, "klingon"}), std::invalid_argument);
 }

@@ -47,7 +47,7 @@ TEST_F(TextColumnTest, ColumnEndsWithTheLine) {
     EXPECT_THAT(m_warnings, IsEmpty());
 }
 
-TEST_F(TextColumnTest, MissingColumnIsAnEmptyTextAndNamedOnce) {
+TEST_F(TextColumnTest, MissingColumnIsAnEmptyTextAndReportedOnce) {
     Text_column column = Column(3);
 
     EXPECT_EQ(column.text_of("", 1), "");
@@ -60,7 +60,7 @@ TEST_F(TextColumnTest, MissingColumnIsAnEmptyTextAndNamedOnce) {
                                         "other such lines are not named"));
 }
 
-TEST_F(TextColumnTest, DataLineIsNoticedOnce) {
+TEST_F(TextColumnTest, DataLineIsReportedOnce) {
     Text_column column = Column({});
 
     column.text_of("goal", 1);
@@ -72,7 +72,7 @@ TEST_F(TextColumnTest, DataLineIsNoticedOnce) {
                                         kAdvice));
 }
 
-TEST_F(TextColumnTest, SeveralLabelsMustAllBeKnown) {
+TEST_F(TextColumnTest, LineIsADataLineOnlyIfAllItsLabelsAreKnown) {
     const struct {
         std::string line;
         bool noticed;
@@ -92,7 +92,7 @@ TEST_F(TextColumnTest, SeveralLabelsMustAllBeKnown) {
     }
 }
 
-TEST_F(TextColumnTest, GivenColumnSaysNothingOfLabels) {
+TEST_F(TextColumnTest, GivenColumnCausesNoWarningAboutLabels) {
     Column(1).text_of("sport\tgoal", 1);
     Column(2).text_of("sport\tgoal", 1);
 

@@ -10,7 +10,7 @@ namespace cli {
 
 namespace {
 
-// Of the classes 230 and 220: the folded form has the second one in front.
+// The marks have the classes 230 and 220. The folded form has the second mark first.
 constexpr std::string_view kAbove = "\u0301";
 constexpr std::string_view kBelow = "\u0316";
 
@@ -27,7 +27,7 @@ std::string folded(const std::string& text) {
     return std::string(folder.fold(text));
 }
 
-TEST(TextFolderTest, FoldsAsciiAsItDoesInsideOtherTexts) {
+TEST(TextFolderTest, AsciiIsFoldedAsInsideOtherTexts) {
     Text_folder folder;
 
     for (int byte = 0; byte < 128; ++byte) {
@@ -39,7 +39,7 @@ TEST(TextFolderTest, FoldsAsciiAsItDoesInsideOtherTexts) {
     }
 }
 
-TEST(TextFolderTest, FoldsToNfkcCasefold) {
+TEST(TextFolderTest, TextsAreFoldedToNfkcCasefold) {
     const struct {
         std::string_view text;
         std::string_view folded;
@@ -64,7 +64,7 @@ TEST(TextFolderTest, ThirtyMarksInARowAreSorted) {
               "x" + std::string(kBelow) + repeated(kAbove, 29));
 }
 
-TEST(TextFolderTest, ThirtyFirstMarkKeepsItsPlace) {
+TEST(TextFolderTest, ThirtyFirstMarkIsNotSorted) {
     const std::string marks = repeated(kAbove, 30) + std::string(kBelow);
 
     EXPECT_EQ(folded("x" + marks), "x" + marks);
@@ -72,12 +72,13 @@ TEST(TextFolderTest, ThirtyFirstMarkKeepsItsPlace) {
 }
 
 TEST(TextFolderTest, ThirtyFirstMarkIsNotComposedWithTheLetter) {
-    // U+0302 composes with e over marks of another class in between, but only within the unit.
+    // U+0302 composes with e across marks of another class, but only among the first thirty marks.
     EXPECT_EQ(folded("e" + repeated(kBelow, 29) + "\u0302"), "\u00EA" + repeated(kBelow, 29));
     EXPECT_EQ(folded("e" + repeated(kBelow, 30) + "\u0302"), "e" + repeated(kBelow, 30) + "\u0302");
 }
 
-// The form removes soft hyphens, so marks on both sides of them would be sorted together.
+// Folding removes soft hyphens. The marks before and after them are then next to each other, and
+// would be sorted together.
 TEST(TextFolderTest, RemovedCharactersDoNotEndARowOfMarks) {
     EXPECT_EQ(folded("x" + repeated(std::string(kAbove) + "\u00AD", 15) + std::string(kBelow)),
               "x" + repeated(kAbove, 15) + std::string(kBelow));
@@ -88,7 +89,7 @@ TEST(TextFolderTest, LetterEndsARowOfMarks) {
               "x" + repeated(kAbove, 30) + "\u00E9");
 }
 
-// Sorting all of them in one row takes minutes.
+// Sorting all of them in one row would take minutes.
 TEST(TextFolderTest, TwoMegabytesOfMarksAreSortedInRowsOfThirty) {
     constexpr std::size_t kPairs = 500000;
     constexpr std::size_t kRows = kPairs / 15;
@@ -98,7 +99,7 @@ TEST(TextFolderTest, TwoMegabytesOfMarksAreSortedInRowsOfThirty) {
         folded("x" + repeated(std::string(kAbove) + std::string(kBelow), kPairs));
 
     const std::string row = repeated(kBelow, 15) + repeated(kAbove, 15);
-    // Compared by the operator, since a failure would print megabytes.
+    // We do not use EXPECT_EQ, since a failure would print megabytes.
     EXPECT_TRUE(all ==
                 "x" + repeated(row, kRows) + repeated(kBelow, kRest) + repeated(kAbove, kRest));
 }

@@ -23,7 +23,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-// Each text ten times, since a word that few texts have counts for little.
+// Each text ten times, since words of few texts count for little.
 std::vector<Labelled_text> ten_of_each() {
     std::vector<Labelled_text> texts;
     for (int i = 0; i < 10; ++i) {
@@ -43,7 +43,7 @@ std::vector<std::string> labels_of(const Ranking& ranking) {
     return labels;
 }
 
-// The score of a label; NaN if the text has no result for it.
+// The score of a label; NaN if it is not among the results.
 double score_of(Text_model& model, const std::string& text, const std::string& label) {
     for (const Scored_label& entry : model.rank(text, -1)) {
         if (entry.label == label) {
@@ -53,7 +53,7 @@ double score_of(Text_model& model, const std::string& text, const std::string& l
     return std::nan("");
 }
 
-// What a concept adds; NaN if the explanation has no line for it.
+// The effect of a concept; NaN if the explanation does not have it.
 double effect_of(const Explanation& explanation, const std::string& concept_text) {
     for (const Concept_effect& effect : explanation.concepts) {
         if (effect.concept_text == concept_text) {
@@ -63,7 +63,7 @@ double effect_of(const Explanation& explanation, const std::string& concept_text
     return std::nan("");
 }
 
-TEST(TextModelTest, RanksLabelWhoseWordsTheTextHasFirst) {
+TEST(TextModelTest, LabelWhoseWordsTheTextHasIsRankedFirst) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
@@ -79,8 +79,9 @@ Model_options grouped(const Label_groups& groups) {
     return options;
 }
 
-// Sport and food are leisure; travel stands beside it. What nobody labels gets no node.
-TEST(TextModelTest, TrainsATreeOfTwoLevels) {
+// The labels sport and food are in the group leisure; travel is in no group. A label of the group
+// file that no text has gets no node.
+TEST(TextModelTest, TreeOfTwoLevelsIsTrained) {
     Text_model model(grouped(
         {"groups.tsv", {{"leisure", {"sport", "food", "music"}, 1}, {"empty", {"nothing"}, 4}}}));
     model.train(ten_of_each());
@@ -93,7 +94,7 @@ TEST(TextModelTest, TrainsATreeOfTwoLevels) {
     EXPECT_EQ(model.size().profiles, 4U);  // leisure and travel; sport and food
 }
 
-TEST(TextModelTest, NewLabelsStandBesideTheGroups) {
+TEST(TextModelTest, NewLabelsAreAddedBelowTheRoot) {
     Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
     model.train(ten_of_each());
     model.learn({{{"music"}, "guitar and drums"}, {{"music"}, "a guitar"}, {{"sport"}, "goal"}});
@@ -102,7 +103,7 @@ TEST(TextModelTest, NewLabelsStandBesideTheGroups) {
     EXPECT_EQ(model.size().profiles, 5U);
 }
 
-TEST(TextModelTest, RefusesAGroupWithTheNameOfALabelInNone) {
+TEST(TextModelTest, GroupWithTheNameOfAnUngroupedLabelIsRefused) {
     Text_model model(grouped({"groups.tsv", {{"leisure", {"food"}, 1}, {"travel", {"sport"}, 7}}}));
 
     try {
@@ -113,15 +114,15 @@ TEST(TextModelTest, RefusesAGroupWithTheNameOfALabelInNone) {
     }
 }
 
-// A group may have the name of one of its labels.
-TEST(TextModelTest, TakesAGroupWithTheNameOfALabelOfAGroup) {
+// A group may have the name of one of its own labels.
+TEST(TextModelTest, GroupWithTheNameOfAGroupedLabelIsAccepted) {
     Text_model model(grouped({"groups.tsv", {{"travel", {"sport", "travel"}, 1}}}));
     model.train(ten_of_each());
 
     EXPECT_THAT(labels_of(model.rank("train, coast", 1)), ElementsAre("travel"));
 }
 
-TEST(TextModelTest, AnInterruptionEndsTraining) {
+TEST(TextModelTest, InterruptionEndsTraining) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     Interrupted_progress progress;
 
@@ -151,7 +152,7 @@ TEST(TextModelTest, GivenTextsAreLearnedAndEmptied) {
     EXPECT_THAT(labels_of(model.rank("guitar", 1)), ElementsAre("music"));
 }
 
-TEST(TextModelTest, LearnsNewLabel) {
+TEST(TextModelTest, NewLabelIsLearned) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
     model.learn({{{"music"}, "guitar and drums"}, {{"music"}, "a guitar"}, {{"sport"}, "goal"}});
@@ -161,7 +162,7 @@ TEST(TextModelTest, LearnsNewLabel) {
     EXPECT_EQ(model.size().profiles, 4U);
 }
 
-TEST(TextModelTest, BootstrapsFromTitlesAndKeywordsAlone) {
+TEST(TextModelTest, BootstrapUsesOnlyTitlesAndKeywords) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.bootstrap({{{"sport"}, "words of a text", "goal", "match ball"},
                      {{"food"}, "more words", "bread", ""}});
@@ -172,7 +173,7 @@ TEST(TextModelTest, BootstrapsFromTitlesAndKeywordsAlone) {
     EXPECT_THAT(labels_of(model.rank("bread", 1)), ElementsAre("food"));
 }
 
-TEST(TextModelTest, ScoresWithoutTablesIfAsked) {
+TEST(TextModelTest, ScoresWithoutTablesAreGivenIfRequested) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
     ASSERT_TRUE(model.uses_tables());
@@ -185,8 +186,8 @@ TEST(TextModelTest, ScoresWithoutTablesIfAsked) {
     EXPECT_EQ(score_of(model, "bread goal", "food"), corrected);
 }
 
-// A tree may hold classifiers without tables beside others with them.
-TEST(TextModelTest, TakesTablesUpOnlyWhereTheyWereLeftOut) {
+// A tree may have classifiers with and without tables.
+TEST(TextModelTest, TablesThatWereOffBeforeStayOff) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
     model.manager()->GetRootStorage()->m_use_likelihood_in_match = false;
@@ -197,7 +198,7 @@ TEST(TextModelTest, TakesTablesUpOnlyWhereTheyWereLeftOut) {
     EXPECT_FALSE(model.uses_tables());
 }
 
-TEST(TextModelTest, IsMadeOfAContainerThatStands) {
+TEST(TextModelTest, ModelIsMadeFromAnExistingContainer) {
     Text_model made(Model_options{{Analysis_kind::kWords}});
     made.train(ten_of_each());
     Text_model model(made.manager(), {Analysis_kind::kWords});
@@ -206,11 +207,11 @@ TEST(TextModelTest, IsMadeOfAContainerThatStands) {
     EXPECT_THAT(model.labels(), UnorderedElementsAre("sport", "food", "travel"));
 }
 
-TEST(TextModelTest, IsNotMadeOfAnEmptyContainer) {
+TEST(TextModelTest, EmptyContainerIsRefused) {
     EXPECT_THROW(Text_model(qtPtrLight<zeManager>(new zeManager), {}), qtX<zeWorkflow>);
 }
 
-TEST(TextModelTest, KnowsItsLeavesAndNoOtherNodes) {
+TEST(TextModelTest, OnlyLeavesAreLabels) {
     Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
     model.train(ten_of_each());
 
@@ -220,7 +221,7 @@ TEST(TextModelTest, KnowsItsLeavesAndNoOtherNodes) {
     EXPECT_FALSE(model.knows("music"));
 }
 
-TEST(TextModelTest, FindsNodesByTheirPathsAndTellsThem) {
+TEST(TextModelTest, NodesAreFoundByTheirPathsAndPathsByNodes) {
     Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
     model.train(ten_of_each());
 
@@ -233,7 +234,7 @@ TEST(TextModelTest, FindsNodesByTheirPathsAndTellsThem) {
     EXPECT_EQ(model.find(""), nullptr);
 }
 
-TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
+TEST(TextModelTest, BestIsRankedFirstWithScoresUpToOne) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
@@ -246,7 +247,7 @@ TEST(TextModelTest, RanksBestFirstWithScoresUpToOne) {
     }
 }
 
-TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
+TEST(TextModelTest, RequestedNumberOfLabelsIsGiven) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
@@ -254,7 +255,7 @@ TEST(TextModelTest, GivesAsManyLabelsAsWanted) {
     EXPECT_EQ(model.rank("bread", 100).size(), 3U);
 }
 
-TEST(TextModelTest, GivesAllLabelsForNegativeNumber) {
+TEST(TextModelTest, NegativeNumberGivesAllLabels) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
@@ -262,9 +263,9 @@ TEST(TextModelTest, GivesAllLabelsForNegativeNumber) {
                 UnorderedElementsAre("sport", "food", "travel"));
 }
 
-// In a text of four words the place of one is taken by a word that nobody learned: the text is as
-// long as before, and the word counts nothing.
-TEST(TextModelTest, ExplainsWhatEachWordAddsToTheBestScore) {
+// In a text of four words we replace one by a word that nobody has learned. The text has the same
+// length, and the new word counts nothing.
+TEST(TextModelTest, EachWordsPartOfTheBestScoreIsExplained) {
     Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
     const Explanation explanation = model.explain("goal bread match the");
@@ -288,8 +289,8 @@ TEST(TextModelTest, ExplainsWhatEachWordAddsToTheBestScore) {
     }
 }
 
-// "the" is in every text, so it has no weight; all the same it was learned.
-TEST(TextModelTest, ExplanationMarksTheWordsThatWereNeverLearned) {
+// "the" is in every text, so its weight is 0. But it was learned.
+TEST(TextModelTest, WordsThatWereNeverLearnedAreMarked) {
     Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
 
@@ -303,7 +304,7 @@ TEST(TextModelTest, ExplanationMarksTheWordsThatWereNeverLearned) {
     EXPECT_EQ(known, expected);
 }
 
-TEST(TextModelTest, ExplainsTheBestLabelAndItsScore) {
+TEST(TextModelTest, BestLabelAndItsScoreAreExplained) {
     Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
 
@@ -316,7 +317,7 @@ TEST(TextModelTest, ExplainsTheBestLabelAndItsScore) {
     EXPECT_LT(effect_of(explanation, "bread"), 0.0);
 }
 
-TEST(TextModelTest, OrdersExplanationByGreatestEffect) {
+TEST(TextModelTest, ExplanationIsOrderedByGreatestEffect) {
     Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
 
@@ -329,9 +330,9 @@ TEST(TextModelTest, OrdersExplanationByGreatestEffect) {
     EXPECT_EQ(effect_of(explanation, "unknown"), 0.0);
 }
 
-// The score of a group is that with which its classifier is entered; those of the labels in it are
-// products.
-TEST(TextModelTest, ExplainsAnyNode) {
+// The score of a group is the score at which its classifier is asked. The scores of its labels are
+// products with it.
+TEST(TextModelTest, AnyNodeCanBeExplained) {
     Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
     model.train(ten_of_each());
 
@@ -346,7 +347,7 @@ TEST(TextModelTest, ExplainsAnyNode) {
     EXPECT_GT(leisure.score, food.score);
 }
 
-TEST(TextModelTest, HasNothingToExplainWithoutResult) {
+TEST(TextModelTest, WithoutResultThereIsNothingToExplain) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
@@ -358,7 +359,7 @@ TEST(TextModelTest, HasNothingToExplainWithoutResult) {
     EXPECT_THAT(explanation.concepts, IsEmpty());
 }
 
-TEST(TextModelTest, HasNoResultForTextWithoutWord) {
+TEST(TextModelTest, TextWithoutWordHasNoResult) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
     model.train(ten_of_each());
 
@@ -366,7 +367,7 @@ TEST(TextModelTest, HasNoResultForTextWithoutWord) {
     EXPECT_THAT(model.rank(":-)", 3), IsEmpty());
 }
 
-TEST(TextModelTest, ListsDifferentLabels) {
+TEST(TextModelTest, LabelsAreListedOnce) {
     Text_model model(Model_options{{Analysis_kind::kWords}});
 
     EXPECT_THAT(model.labels(), IsEmpty());
@@ -374,7 +375,7 @@ TEST(TextModelTest, ListsDifferentLabels) {
     EXPECT_THAT(model.labels(), UnorderedElementsAre("sport", "food", "travel"));
 }
 
-TEST(TextModelTest, UsesTheAnalysisThatItIsMadeWith) {
+TEST(TextModelTest, AnalysisOfTheConstructionIsUsed) {
     const std::vector<Labelled_text> texts = {{{"upper"}, "GO :-)"}, {{"lower"}, "go :-("}};
     Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(texts);

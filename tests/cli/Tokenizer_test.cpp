@@ -42,7 +42,7 @@ void expect_rows(const std::vector<Row>& rows, const std::string& stem_language 
     }
 }
 
-TEST(TokenizerTest, TakesEachSignAsToken) {
+TEST(TokenizerTest, EachSignIsAToken) {
     expect_rows({
         {"nothing", "", {}},
         {"only separators", " \t\r\n\x7F\x01\u00A0\u3000", {}},
@@ -67,7 +67,7 @@ TEST(TokenizerTest, TakesEachSignAsToken) {
     });
 }
 
-TEST(TokenizerTest, MakesEachDecimalDigitZero) {
+TEST(TokenizerTest, EachDecimalDigitBecomesZero) {
     expect_rows({
         {"all of ASCII", "0123456789", {"0000000000"}},
         {"in a word", "B2B mp3", {"b0b", "mp0"}},
@@ -81,7 +81,7 @@ TEST(TokenizerTest, MakesEachDecimalDigitZero) {
     });
 }
 
-TEST(TokenizerTest, KeepsMarksInWords) {
+TEST(TokenizerTest, MarksInWordsAreKept) {
     expect_rows({
         {"composes", "cafe\u0301", {"caf\u00E9"}},
         {"composes with nothing", "x\u0301y", {"x\u0301y"}},
@@ -90,7 +90,7 @@ TEST(TokenizerTest, KeepsMarksInWords) {
     });
 }
 
-TEST(TokenizerTest, TakesCharactersOfUnspacedScriptsOneByOne) {
+TEST(TokenizerTest, CharactersOfUnspacedScriptsAreSingleTokens) {
     expect_rows({
         {"Han", "\u4E2D\u6587", {"\u4E2D", "\u6587"}},
         {"Han between words", "go\u4E2Dto", {"go", "\u4E2D", "to"}},
@@ -99,7 +99,7 @@ TEST(TokenizerTest, TakesCharactersOfUnspacedScriptsOneByOne) {
     });
 }
 
-TEST(TokenizerTest, TakesInvalidUtf8AsSeparatorAndAsNoToken) {
+TEST(TokenizerTest, InvalidUtf8SeparatesAndIsNoToken) {
     expect_rows({
         {"byte that starts nothing",
          "a\xFF"
@@ -123,14 +123,14 @@ TEST(TokenizerTest, TakesInvalidUtf8AsSeparatorAndAsNoToken) {
     });
 }
 
-TEST(TokenizerTest, LeavesOutSignsAndKeepsDigitsWhereWordsAreWanted) {
+TEST(TokenizerTest, WordsLeaveOutSignsAndKeepDigits) {
     Tokenizer tokenizer(Token_style::kWords, "");
 
     EXPECT_THAT(tokens_of(tokenizer, "Pay $1,299 \u20AC\u0661\u4E2D"),
                 ElementsAre("pay", "1", "299", "\u0661", "\u4E2D"));
 }
 
-TEST(TokenizerTest, JoinsNeighboursByOneBlank) {
+TEST(TokenizerTest, NeighboursAreJoinedByOneBlank) {
     Tokenizer tokenizer(Token_style::kWordsAndSigns, "");
 
     tokenizer.cut("(a,\n \xFF b");
@@ -141,7 +141,7 @@ TEST(TokenizerTest, JoinsNeighboursByOneBlank) {
     EXPECT_EQ(tokenizer.pair(2), ", b");
 }
 
-TEST(TokenizerTest, StemsWordsAndNothingElse) {
+TEST(TokenizerTest, OnlyWordsAreStemmed) {
     expect_rows(
         {
             {"words", "Running, runs!", {"run", ",", "run", "!"}},
@@ -152,14 +152,14 @@ TEST(TokenizerTest, StemsWordsAndNothingElse) {
         "english");
 }
 
-TEST(TokenizerTest, TakesStemsThatAreLongerThanTheirWords) {
-    // In Latin script the Serbian letter dzhe, two bytes, is a d and a z with caron: three.
+TEST(TokenizerTest, StemsMayBeLongerThanTheirWords) {
+    // In Latin script the Serbian letter dzhe, two bytes, becomes d and z with caron, three bytes.
     expect_rows({{"Serbian", "aa\u045F bb", {"aad\u017E", "bb"}}}, "serbian");
 }
 
-// A text of ASCII is cut in a way of its own. A character that is not ASCII at its end sends it
-// through the general way, which must give the same tokens before that character's.
-TEST(TokenizerTest, CutsAsciiTextsAsTextsWithOtherCharacters) {
+// ASCII text has a fast path of its own. A character at the end that is not ASCII makes the
+// tokenizer use the general path. Both must give the same tokens before that character.
+TEST(TokenizerTest, AsciiTextGivesTheSameTokensAsInOtherTexts) {
     for (const Token_style style : {Token_style::kWords, Token_style::kWordsAndSigns}) {
         Tokenizer tokenizer(style, "");
         std::mt19937 random(5);
@@ -178,7 +178,7 @@ TEST(TokenizerTest, CutsAsciiTextsAsTextsWithOtherCharacters) {
     }
 }
 
-TEST(TokenizerTest, RefusesUnknownLanguage) {
+TEST(TokenizerTest, UnknownLanguageIsRefused) {
     EXPECT_THROW(Tokenizer(Token_style::kWords, "klingon"), std::invalid_argument);
 }
 

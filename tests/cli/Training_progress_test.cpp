@@ -16,7 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// Notes what it is told; steps that follow one another are one line.
+// Records the calls; consecutive steps are one line.
 class Log : public CTProgress {
 public:
     void SetStatus(const char* status) override { lines.emplace_back(status); }
@@ -37,8 +37,8 @@ public:
     bool is_interrupted = false;
 };
 
-// Two messages of weight 1 and a category of weight 2 make 4 of 5; a second classifier has 1.
-TEST(TrainingProgressTest, CountsPollsAsSharesOfTheExpectedWork) {
+// Two messages of weight 1 and a category of weight 2 make 4 of 5. A second classifier has 1.
+TEST(TrainingProgressTest, PollsCountAsSharesOfTheExpectedWork) {
     Log log;
     Training_progress progress(log, {{{2, 1.0}, {1, 2.0}}, {{1, 1.0}}});
     EXPECT_FALSE(progress.IsInterrupted());  // before the training
@@ -66,7 +66,7 @@ TEST(TrainingProgressTest, ClassifierThatEndsEarlyCountsInFull) {
     EXPECT_THAT(log.increments, ElementsAre(1250, 3750));
 }
 
-TEST(TrainingProgressTest, PollsBeyondTheExpectedWorkCountForNothing) {
+TEST(TrainingProgressTest, PollsBeyondTheExpectedWorkAreIgnored) {
     Log log;
     Training_progress progress(log, {{{0, 7.0}, {4, 1.0}}});
     progress.SetTotal(1);
@@ -78,7 +78,7 @@ TEST(TrainingProgressTest, PollsBeyondTheExpectedWorkCountForNothing) {
     EXPECT_THAT(log.increments, ElementsAre(2500, 2500, 2500, 2500));
 }
 
-TEST(TrainingProgressTest, PassesTheInterruptionOn) {
+TEST(TrainingProgressTest, InterruptionIsPassedOn) {
     Log log;
     log.is_interrupted = true;
     const Training_progress progress(log, {});
@@ -86,9 +86,9 @@ TEST(TrainingProgressTest, PassesTheInterruptionOn) {
     EXPECT_TRUE(progress.IsInterrupted());
 }
 
-// With 600 texts no step is more than a tenth of the work: the greatest is the selection for one of
-// three categories, 200 of 2400. If the engine polls less often than expected, a rest comes at the
-// end as one step.
+// With 600 texts, no step is more than a tenth of the work. The largest is the selection for one of
+// three categories, 200 of 2400. If the engine polls less often than expected, the rest is reported
+// as one step at the end.
 class TrainingWorkTest : public testing::Test {
 protected:
     static std::vector<Labelled_text> Texts() {
@@ -101,7 +101,7 @@ protected:
         return texts;
     }
 
-    // The steps that were reported since the classifiers began.
+    // The steps reported since the classifiers began.
     static std::vector<int> StepsOfTraining(const Log& log) {
         const auto begin = std::find(log.lines.rbegin(), log.lines.rend(), "of 10000").base();
         std::vector<int> steps;

@@ -43,7 +43,7 @@ using testing::UnorderedElementsAre;
 
 const std::string kShop = ZANDREL_SHOP_DATA;
 
-// All of a ranking, bit by bit.
+// All results of a ranking, compared bit by bit.
 std::vector<std::pair<std::string, double>> all_of(const Ranking& ranking) {
     std::vector<std::pair<std::string, double>> all;
     for (const Scored_label& entry : ranking) {
@@ -78,7 +78,7 @@ protected:
         return learn_into_kc(m_learning);
     }
 
-    // The message of the Data_error that learning raises, which must not change the file.
+    // The message of the Data_error of learning. Also checks that the file is unchanged.
     std::string ErrorOfLearning(const std::string& data) {
         const std::string before = m_folder.content("a.kc");
         std::string error = "no error";
@@ -99,7 +99,7 @@ protected:
     Learning_options m_learning;
 };
 
-TEST_F(TrainingTest, WritesAModelThatRanksAsTheOneInMemory) {
+TEST_F(TrainingTest, WrittenModelRanksLikeTheOneInMemory) {
     const std::vector<Labelled_text> train_texts = read_labelled_file(kShop + ".train.tsv");
     const std::vector<Labelled_text> test_texts = read_labelled_file(kShop + ".test.tsv");
     const Label_groups groups = read_label_groups_file(kShop + ".groups.tsv");
@@ -153,7 +153,7 @@ TEST_F(TrainingTest, BootstrapRefusesLinesWithoutTitleAndKeywords) {
     EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
-TEST_F(TrainingTest, LearnsFromTheFileAsInMemory) {
+TEST_F(TrainingTest, LearningFromTheFileIsTheSameAsInMemory) {
     const std::vector<Labelled_text> texts = read_labelled_file(kShop + ".test.tsv");
     const auto middle = texts.begin() + 100;
     m_training.model.analysis = {};
@@ -175,7 +175,7 @@ TEST_F(TrainingTest, LearnsFromTheFileAsInMemory) {
     expect_same_rankings(*Model(), in_memory, texts);
 }
 
-TEST_F(TrainingTest, TrainsOnAllFilesTogether) {
+TEST_F(TrainingTest, AllFilesAreTrainedTogether) {
     m_training.data_files = {m_folder.write("a.tsv", "sport\tgoal\n"),
                              m_folder.write("b.tsv", "food\tbread\nsport\tmatch\n")};
     const Training_summary summary = train_kc(m_training);
@@ -187,7 +187,7 @@ TEST_F(TrainingTest, TrainsOnAllFilesTogether) {
     EXPECT_THAT(Model()->labels(), UnorderedElementsAre("sport", "food"));
 }
 
-TEST_F(TrainingTest, KeepsHowTextsWereAnalysed) {
+TEST_F(TrainingTest, AnalysisOfTheTextsIsKept) {
     m_training.model.analysis = {Analysis_kind::kWords, "english"};
     Train("sport\tgoals\nfood\tbreads\n");
 
@@ -197,7 +197,7 @@ TEST_F(TrainingTest, KeepsHowTextsWereAnalysed) {
     EXPECT_EQ(kept->stem_language, "english");
 }
 
-TEST_F(TrainingTest, GivesTheSettingsToTheModelThatIsWritten) {
+TEST_F(TrainingTest, SettingsAreGivenToTheWrittenModel) {
     Engine_settings settings;
     settings.set({"ProfileSize=123"});
     m_training.model.settings = &settings;
@@ -206,7 +206,7 @@ TEST_F(TrainingTest, GivesTheSettingsToTheModelThatIsWritten) {
     EXPECT_EQ(read_kc(m_path, nullptr)->m_defaults.profile_size, 123);
 }
 
-TEST_F(TrainingTest, KeepsWhatTheProgramChoseApartFromWhatTheUserGave) {
+TEST_F(TrainingTest, ChoicesOfTheProgramAreKeptApartFromSettingsOfTheUser) {
     Engine_settings settings;
     settings.set({"ProfileSize=123", "AverageRlimit=50"});
     m_training.model = {{Analysis_kind::kPhrases}, &settings, {}};
@@ -219,7 +219,7 @@ TEST_F(TrainingTest, KeepsWhatTheProgramChoseApartFromWhatTheUserGave) {
     EXPECT_EQ(kept_choices(manager->m_config, manager->m_defaults), expected);
 }
 
-TEST_F(TrainingTest, LeavesBadLinesOutIfAsked) {
+TEST_F(TrainingTest, BadLinesAreLeftOutIfRequested) {
     m_training.skips_bad_lines = true;
     m_training.data_files = {m_folder.write("a.tsv", "sport\tgoal\nbad\n"),
                              m_folder.write("b.tsv", "bad\nfood\tbread\n")};
@@ -231,7 +231,7 @@ TEST_F(TrainingTest, LeavesBadLinesOutIfAsked) {
     EXPECT_THROW(train_kc(m_training), Data_error);
 }
 
-TEST_F(TrainingTest, TriesTheTargetBeforeItReads) {
+TEST_F(TrainingTest, TargetIsTriedBeforeDataAreRead) {
     m_training.kc_file = m_folder.file("none/a.kc");
     m_training.data_files = {m_folder.file("absent.tsv")};
 
@@ -254,7 +254,7 @@ TEST_F(TrainingTest, FileThatIsNoContainerIsNotReplaced) {
     EXPECT_THAT(m_folder.names(), ElementsAre("a.kc", "train.tsv"));
 }
 
-TEST_F(TrainingTest, ContainerIsReplacedOnlyIfAsked) {
+TEST_F(TrainingTest, ContainerIsReplacedOnlyIfRequested) {
     m_training.replaces = false;
     Train("sport\tgoal\nfood\tbread\n");
     const std::string before = m_folder.content("a.kc");
@@ -285,7 +285,7 @@ TEST_F(TrainingTest, TargetIsCheckedBeforeTheDataIsRead) {
     EXPECT_THROW(train_kc(m_training), Data_error);
 }
 
-// Puts a file at the place of the container while training asks for an interruption.
+// Writes a file to the container's path at a poll of the training.
 class Overwriting : public CTProgress {
 public:
     explicit Overwriting(const Scratch_folder& folder) : m_folder(folder) {}
@@ -299,14 +299,14 @@ private:
     const Scratch_folder& m_folder;
 };
 
-TEST_F(TrainingTest, FileThatCameDuringTrainingIsNotReplaced) {
+TEST_F(TrainingTest, FileThatAppearedDuringTrainingIsNotReplaced) {
     Overwriting progress(m_folder);
     m_training.progress = &progress;
     EXPECT_THROW(Train("sport\tgoal\nfood\tbread\n"), Data_error);
     EXPECT_EQ(m_folder.content("a.kc"), "text");
 }
 
-TEST_F(TrainingTest, ContainerIsNoDataFile) {
+TEST_F(TrainingTest, TargetIsRefusedAsADataFile) {
     Train("sport\tgoal\nfood\tbread\n");
     const std::string before = m_folder.content("a.kc");
     std::filesystem::create_symlink("a.kc", m_folder.file("link"));
@@ -319,7 +319,7 @@ TEST_F(TrainingTest, ContainerIsNoDataFile) {
     EXPECT_EQ(m_folder.content("a.kc"), before);
 }
 
-TEST_F(TrainingTest, AnotherContainerIsNoDataFile) {
+TEST_F(TrainingTest, AnotherContainerIsRefusedAsADataFile) {
     Train("sport\tgoal\nfood\tbread\n");
     const std::string before = m_folder.content("a.kc");
     m_folder.write("b.kc", before);
@@ -331,14 +331,14 @@ TEST_F(TrainingTest, AnotherContainerIsNoDataFile) {
     EXPECT_EQ(m_folder.content("a.kc"), before);
 }
 
-TEST_F(TrainingTest, ContainerThatAnotherIsChangingIsRefused) {
+TEST_F(TrainingTest, ContainerThatAnotherProcessIsChangingIsRefused) {
     Train("sport\tgoal\nfood\tbread\n");
     const Kc_lock lock(m_path);
     EXPECT_THROW(Train("sport\tgoal\nfood\tbread\n"), Output_error);
     EXPECT_THROW(Learn("sport\tgoal\n"), Output_error);
 }
 
-TEST_F(TrainingTest, LeavesTheOldFileIfItIsInterrupted) {
+TEST_F(TrainingTest, InterruptionLeavesTheOldFile) {
     Train("sport\tgoal\nfood\tbread\n");
     const std::string before = m_folder.content("a.kc");
     Interrupted_progress progress;
@@ -351,7 +351,7 @@ TEST_F(TrainingTest, LeavesTheOldFileIfItIsInterrupted) {
     EXPECT_THAT(m_folder.names(), ElementsAre("a.kc", "learn.tsv", "train.tsv"));
 }
 
-// Reading may wait for a pipe, so a request from before is looked at first.
+// A read may wait for a pipe, so an earlier request is checked before it.
 TEST_F(TrainingTest, RequestIsSeenBeforeDataFilesAreRead) {
     Train("sport\tgoal\nfood\tbread\n");
     Interrupted_progress progress;
@@ -362,7 +362,7 @@ TEST_F(TrainingTest, RequestIsSeenBeforeDataFilesAreRead) {
     EXPECT_THROW(learn_into_kc(m_learning), qtX<zeWorkflow>);
 }
 
-TEST_F(TrainingTest, LearnsFurtherTexts) {
+TEST_F(TrainingTest, FurtherTextsAreLearned) {
     Train("sport\tgoal\nfood\tbread\n");
     const Training_summary summary = Learn("food\tcheese\nfood\tcheese\n");
 
@@ -372,7 +372,7 @@ TEST_F(TrainingTest, LearnsFurtherTexts) {
     EXPECT_EQ(Model()->rank("cheese", 1).front().label, "food");
 }
 
-// The messages of data/shop are 968 of 8 labels, more than a hundred for each.
+// data/shop has 968 messages of 8 labels, more than a hundred for each.
 TEST_F(TrainingTest, LearningAfterTrainingScalesNothingDown) {
     m_training.model.analysis = {};
     m_training.data_files = {kShop + ".train.tsv"};
@@ -384,7 +384,7 @@ TEST_F(TrainingTest, LearningAfterTrainingScalesNothingDown) {
     EXPECT_NEAR(manager->GetRootStorage()->m_total_weight, 969.0, 1e-9);
 }
 
-TEST_F(TrainingTest, LimitsThatScaleDownGiveAWarningWhoseAdviceHelps) {
+TEST_F(TrainingTest, WarningAboutLimitsThatScaleDownGivesAdviceThatHelps) {
     std::vector<std::string> warnings;
     m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
     Engine_settings settings;
@@ -394,7 +394,8 @@ TEST_F(TrainingTest, LimitsThatScaleDownGiveAWarningWhoseAdviceHelps) {
     ErrorOfLearning("music\tdrum\n");
     EXPECT_THAT(warnings, IsEmpty()) << "nothing is learned";
 
-    // The average size, of which the greater one has more weight than a half, is 1.5.
+    // The average size is 1.5, and the larger of the two categories has more than half of the
+    // weight.
     Learn("food\tcheese\n");
 
     EXPECT_THAT(
@@ -412,8 +413,8 @@ TEST_F(TrainingTest, LimitsThatScaleDownGiveAWarningWhoseAdviceHelps) {
     EXPECT_EQ(warnings.size(), 1U);
 }
 
-// The root has the group and "travel", and the group has "sport" and "food". A limit of 1 is below
-// the two texts of "travel" and of "sport".
+// The root has the group and "travel"; the group has "sport" and "food". A limit of 1 is below the
+// two texts of "travel" and of "sport".
 TEST_F(TrainingTest, ClassifierThatNoTextReachesIsNotCountedInTheWarning) {
     std::vector<std::string> warnings;
     m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
@@ -430,8 +431,9 @@ TEST_F(TrainingTest, ClassifierThatNoTextReachesIsNotCountedInTheWarning) {
                 ElementsAre(HasSubstr(" of 2 categories"), HasSubstr(" of 4 categories")));
 }
 
-// The limits of the group are below its two texts of "sport"; those of the root are above all.
-TEST_F(TrainingTest, LimitsOfAClassifierThatNoTextReachesAreNotWarnedOf) {
+// The limits of the group are below its two texts of "sport". The limits of the root are above all
+// its texts.
+TEST_F(TrainingTest, LimitsOfAClassifierThatNoTextReachesCauseNoWarning) {
     std::vector<std::string> warnings;
     m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
     m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
@@ -454,7 +456,7 @@ TEST_F(TrainingTest, LimitsOfAClassifierThatNoTextReachesAreNotWarnedOf) {
                     " 1 of 4 categories are scaled down, most of all \"root/leisure/sport\"")));
 }
 
-TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {
+TEST_F(TrainingTest, UnknownLabelsAreRefusedBeforeAnythingChanges) {
     Train("sport\tgoal\nfood\tbread\n");
 
     EXPECT_EQ(
@@ -462,7 +464,7 @@ TEST_F(TrainingTest, RefusesUnknownLabelsBeforeAnythingChanges) {
         m_folder.file("learn.tsv") + ":3: unknown label \"travel\"; --add-categories adds it");
 }
 
-TEST_F(TrainingTest, NamesTheFileOfAnUnknownLabel) {
+TEST_F(TrainingTest, FileOfAnUnknownLabelIsNamed) {
     Train("sport\tgoal\nfood\tbread\n");
     m_learning.data_files = {m_folder.write("b.tsv", "sport\tmatch\n"),
                              m_folder.write("c.tsv", "music\tdrum\n")};
@@ -475,7 +477,7 @@ TEST_F(TrainingTest, NamesTheFileOfAnUnknownLabel) {
     }
 }
 
-TEST_F(TrainingTest, AddsUnknownLabelsIfAsked) {
+TEST_F(TrainingTest, UnknownLabelsAreAddedIfRequested) {
     Train("sport\tgoal\nfood\tbread\n");
     m_learning.adds_categories = true;
     const Training_summary summary = Learn("travel\ttrain\nmusic\tdrum\ntravel\tcoast\n");
@@ -485,8 +487,8 @@ TEST_F(TrainingTest, AddsUnknownLabelsIfAsked) {
     EXPECT_EQ(Model()->rank("coast", 1).front().label, "travel");
 }
 
-// A name below the root can stand there once, whatever it names.
-TEST_F(TrainingTest, TellsWhichLabelCannotBeAdded) {
+// Below the root a name can be used only once, for a label or a group.
+TEST_F(TrainingTest, LabelThatCannotBeAddedIsNamed) {
     m_training.model.groups = {"groups.tsv", {{"leisure", {"sport", "food"}, 1}}};
     Train("sport\tgoal\nfood\tbread\ntravel\ttrain\n");
     m_learning.adds_categories = true;
@@ -495,7 +497,7 @@ TEST_F(TrainingTest, TellsWhichLabelCannotBeAdded) {
                 StartsWith(m_folder.file("learn.tsv") + ":2: label \"leisure\" cannot be added: "));
 }
 
-TEST_F(TrainingTest, RefusesToTeachACompactContainer) {
+TEST_F(TrainingTest, LearningIntoACompactContainerIsRefused) {
     m_training.compact = true;
     Train("sport\tgoal\nfood\tbread\n");
 
@@ -503,7 +505,7 @@ TEST_F(TrainingTest, RefusesToTeachACompactContainer) {
               m_path + ": the container is compact and can only classify");
 }
 
-TEST_F(TrainingTest, ReadsTheContainerBeforeTheData) {
+TEST_F(TrainingTest, ContainerIsReadBeforeTheData) {
     m_learning.data_files = {m_folder.file("absent.tsv")};
     try {
         learn_into_kc(m_learning);
@@ -579,7 +581,7 @@ TEST_F(TrainingTest, StandardInputNamedTwiceIsRefused) {
     EXPECT_THROW(learn_into_kc(m_learning), Usage_error);
 }
 
-TEST_F(TrainingTest, IsToldInOneLineOrAsJson) {
+TEST_F(TrainingTest, SummaryIsOneLineOrJson) {
     const Training_summary many = {"a.kc", 1234, 20, 1, 1048576, {2, "bad.tsv:1: no tab"}};
     const Training_summary one = {"a.kc", 1, 1, 0, 512, {}};
     std::ostringstream out;

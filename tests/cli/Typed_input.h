@@ -1,4 +1,4 @@
-// Typed_input: a text that the test's own process finds on its standard input.
+// Typed_input: gives the test's own process a text on its standard input.
 #ifndef ZANDREL_TESTS_CLI_TYPED_INPUT_H_
 #define ZANDREL_TESTS_CLI_TYPED_INPUT_H_
 
@@ -9,7 +9,7 @@
 
 namespace cli {
 
-// Puts a text in the place of what std::cin reads, until it is destroyed. One at a time.
+// Makes std::cin read this text while the object exists. Only one object may exist at a time.
 class Typed_input {
 public:
     explicit Typed_input(const std::string& text) : m_text(text), m_before(std::cin.rdbuf()) {

@@ -10,7 +10,7 @@ namespace cli {
 
 namespace {
 
-TEST(WhitespaceAnalysisTest, SplitsAtAsciiWhiteSpaceAlone) {
+TEST(WhitespaceAnalysisTest, OnlyAsciiWhiteSpaceSeparates) {
     const struct {
         std::string_view what;
         std::string_view text;

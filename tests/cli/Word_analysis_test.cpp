@@ -26,7 +26,7 @@ void expect_rows(const Word_row (&rows)[kCount]) {
     }
 }
 
-TEST(WordAnalysisTest, CutsRunsOfLettersMarksAndNumbers) {
+TEST(WordAnalysisTest, RunsOfLettersMarksAndNumbersAreWords) {
     const Word_row rows[] = {
         {"nothing", "", ""},
         {"only separators", " \t.,:;!?-", ""},
@@ -49,7 +49,7 @@ TEST(WordAnalysisTest, CutsRunsOfLettersMarksAndNumbers) {
     expect_rows(rows);
 }
 
-TEST(WordAnalysisTest, FoldsSpellingsOfOneWord) {
+TEST(WordAnalysisTest, SpellingsOfOneWordAreFolded) {
     const Word_row rows[] = {
         {"case", "Hello HELLO hello", "hello*3"},
         {"sharp s", "Straße STRASSE", "strasse*2"},
@@ -69,7 +69,7 @@ TEST(WordAnalysisTest, FoldsSpellingsOfOneWord) {
     expect_rows(rows);
 }
 
-TEST(WordAnalysisTest, TakesCharactersOfUnspacedScriptsOneByOne) {
+TEST(WordAnalysisTest, CharactersOfUnspacedScriptsAreSingleWords) {
     const Word_row rows[] = {
         {"Han", "\u4E2D\u6587\u4E2D", "\u4E2D*2 \u6587"},
         {"Han beyond the first plane", "\U00020000\U00020001", "\U00020000 \U00020001"},
@@ -87,7 +87,7 @@ TEST(WordAnalysisTest, TakesCharactersOfUnspacedScriptsOneByOne) {
     expect_rows(rows);
 }
 
-TEST(WordAnalysisTest, TakesInvalidUtf8AsSeparator) {
+TEST(WordAnalysisTest, InvalidUtf8Separates) {
     const Word_row rows[] = {
         {"byte that starts nothing",
          "a\xFF"
@@ -120,13 +120,13 @@ TEST(WordAnalysisTest, TakesInvalidUtf8AsSeparator) {
     expect_rows(rows);
 }
 
-TEST(WordAnalysisTest, TakesStemsOfWordsIfWanted) {
+TEST(WordAnalysisTest, StemsOfWordsAreTakenIfRequested) {
     Word_analysis analysis("english");
 
     EXPECT_EQ(analysed(analysis, "running, runs: they walked"), "run*2 they walk");
 }
 
-TEST(WordAnalysisTest, AddsToWhatTheFeederHolds) {
+TEST(WordAnalysisTest, FeederKeepsEarlierConcepts) {
     Word_analysis analysis;
     zeSml_feeder feeder;
 

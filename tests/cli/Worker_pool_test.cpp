@@ -18,7 +18,7 @@ namespace {
 
 using Answers = std::vector<std::optional<std::string>>;
 
-// Gives all tasks and takes all answers, as fast as the pool allows.
+// Gives all tasks to the pool and collects all answers, as fast as the pool allows.
 Answers run(Worker_pool& pool, const std::vector<std::string>& tasks) {
     Answers answers;
     for (const std::string& task : tasks) {
@@ -44,7 +44,7 @@ std::vector<std::string> numbers(int count) {
 }  // namespace
 
 TEST(WorkerPoolTest, AnswersComeInTheOrderOfTheTasks) {
-    // The first of three workers is slow, so the others answer long before it.
+    // The first of three workers is slow, so the other workers answer long before it.
     Worker_pool pool(3, [](std::string_view task) {
         if (std::stoi(std::string(task)) % 3 == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -58,7 +58,7 @@ TEST(WorkerPoolTest, AnswersComeInTheOrderOfTheTasks) {
     }
 }
 
-TEST(WorkerPoolTest, TaskComesBackWithItsAnswer) {
+TEST(WorkerPoolTest, TaskIsReturnedWithItsAnswer) {
     Worker_pool pool(1, [](std::string_view task) { return std::string(task) + "!"; });
     pool.give("task");
     const Worker_pool::Done done = pool.take();
@@ -71,8 +71,8 @@ TEST(WorkerPoolTest, EmptyTaskMayHaveAnEmptyAnswer) {
     EXPECT_EQ(run(pool, {"", ""}), (Answers{"", ""}));
 }
 
-// A pool has room for two tasks of each worker.
-TEST(WorkerPoolTest, IsFullWithTwoTasksForEachWorker) {
+// A pool takes up to two tasks for each worker.
+TEST(WorkerPoolTest, PoolIsFullWithTwoTasksForEachWorker) {
     Worker_pool pool(2, [](std::string_view task) { return std::string(task); });
     EXPECT_TRUE(pool.is_empty());
     for (int given = 0; given < 4; ++given) {
@@ -84,8 +84,8 @@ TEST(WorkerPoolTest, IsFullWithTwoTasksForEachWorker) {
     EXPECT_FALSE(pool.is_full());
 }
 
-// Neither side's bytes fit into the connection, and the worker writes the first answer while the
-// second task is written to it.
+// Neither the task nor the answer fits into the pipe's buffer. The worker writes the first answer
+// while the pool writes the second task.
 TEST(WorkerPoolTest, LargeTasksAndAnswersDoNotBlockEachOther) {
     constexpr std::size_t kSize = 3000000;
     Worker_pool pool(1, [](std::string_view task) { return std::string(task) + "."; });
@@ -94,25 +94,25 @@ TEST(WorkerPoolTest, LargeTasksAndAnswersDoNotBlockEachOther) {
     EXPECT_EQ(run(pool, tasks), (Answers{tasks[0] + ".", tasks[1] + ".", tasks[2] + "."}));
 }
 
-TEST(WorkerPoolTest, WorkerSeesWhatWasThereAndKeepsItsChanges) {
+TEST(WorkerPoolTest, WorkerStartsWithTheParentsMemoryAndKeepsItsChanges) {
     int calls = 10;
     Worker_pool pool(1, [&calls](std::string_view) { return std::to_string(++calls); });
     EXPECT_EQ(run(pool, numbers(3)), (Answers{"11", "12", "13"}));
     EXPECT_EQ(calls, 10);
 }
 
-TEST(WorkerPoolTest, WorkThatFailsHasNoAnswerAndEndsItsWorkerAlone) {
+TEST(WorkerPoolTest, FailedWorkHasNoAnswerAndEndsOnlyItsWorker) {
     Worker_pool pool(2, [](std::string_view task) -> std::string {
         if (task == "2") {
             throw std::runtime_error("failed");
         }
         return std::string(task);
     });
-    // Tasks 0, 2 and 4 are those of the first worker.
+    // The first worker gets the tasks 0, 2 and 4.
     EXPECT_EQ(run(pool, numbers(6)), (Answers{"0", "1", std::nullopt, "3", std::nullopt, "5"}));
 }
 
-TEST(WorkerPoolTest, WorkerThatIsKilledHasNoAnswer) {
+TEST(WorkerPoolTest, KilledWorkerGivesNoAnswer) {
     Worker_pool pool(1, [](std::string_view task) {
         if (task == "1") {
             ::raise(SIGKILL);
@@ -122,7 +122,7 @@ TEST(WorkerPoolTest, WorkerThatIsKilledHasNoAnswer) {
     EXPECT_EQ(run(pool, numbers(3)), (Answers{"0", std::nullopt, std::nullopt}));
 }
 
-TEST(WorkerPoolTest, EndsWorkersThatAreAtWork) {
+TEST(WorkerPoolTest, DestructionEndsBusyWorkers) {
     const auto begin = std::chrono::steady_clock::now();
     {
         Worker_pool pool(2, [](std::string_view) {

@@ -1,4 +1,4 @@
-// Shows what a text analysis makes of a text.
+// Shows the concepts that a text analysis finds in a text.
 #ifndef ZANDREL_TESTS_CLI_ANALYSED_H_
 #define ZANDREL_TESTS_CLI_ANALYSED_H_
 
@@ -13,7 +13,7 @@
 
 namespace cli {
 
-// The concepts in text order, with a mark between them; "word*3" for one of weight 3.
+// The concepts in text order, with a separator between them; "word*3" for a weight of 3.
 inline std::string shown(const zeSml_feeder& feeder, std::string_view between = " ") {
     const zeSml bag(feeder, 0.0);
     std::string line;

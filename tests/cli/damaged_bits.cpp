@@ -22,7 +22,7 @@ namespace cli {
 
 namespace {
 
-// Changes a bit of a file, and puts it back at the end of its scope.
+// Changes one bit of a file, and restores it at the end of its scope.
 class Changed_bit {
 public:
     Changed_bit(const std::string& path, std::size_t bit) : m_path(path), m_bit(bit) { change(); }
@@ -56,7 +56,7 @@ Outcome outcome_of(const std::string& path, const std::string& sound) {
     } catch (const Input_error&) {
         return Outcome::kRefused;
     } catch (const std::exception&) {
-        return Outcome::kChanged;  // The program would report a failure of its own.
+        return Outcome::kChanged;  // The program would report this as an internal error.
     }
 }
 
@@ -118,8 +118,8 @@ void write_small_kc(const std::string& path, bool compact) {
         texts.push_back({{"food"}, i % 2 == 0 ? "bread cheese" : "apple bread"});
     }
     model.train(texts);
-    // With it the number of keys in the index is odd, so that a flip of its lowest bit leaves out
-    // the seal.
+    // With this node the number of keys in the index is odd. So a flip of its lowest bit removes
+    // the seal's key.
     Node_attributes attributes;
     attributes.type = ZE_RULE;
     add_node(*model.manager(), "root/filter", attributes);

@@ -19,19 +19,19 @@ namespace cli {
 
 namespace {
 
-// An exception that leaves `work` has no handler.
+// An exception of `work` has no handler.
 template <class Work>
 void without_handler(const Work& work) noexcept {
     work();
 }
 
-// A statement that ends a process runs in one that begins the test anew, so that no earlier test
-// has left a change or handlers there. Only the first process sees which files are left.
+// A statement that ends a process runs in a new process, so it does not see changes or handlers of
+// earlier tests. Only the first process checks which files are left.
 class EndingSignalsTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    // Of both processes.
+    // The same path in both processes.
     static std::string Path() {
         return testing::TempDir() + "zandrel_ending_signals_" +
                testing::UnitTest::GetInstance()->current_test_info()->name();
@@ -57,7 +57,7 @@ TEST_F(EndingSignalsTest, SignalRemovesAnUnfinishedFileAndEndsTheProcess) {
     }
 }
 
-TEST_F(EndingSignalsTest, SignalLeavesAFileThatIsFinished) {
+TEST_F(EndingSignalsTest, SignalKeepsAFinishedFile) {
     MakeFile();
     const auto end = [] {
         prepare_for_signals();
@@ -69,7 +69,7 @@ TEST_F(EndingSignalsTest, SignalLeavesAFileThatIsFinished) {
     EXPECT_TRUE(std::filesystem::exists(Path()));
 }
 
-TEST_F(EndingSignalsTest, LackOfMemoryRemovesAnUnfinishedFileAndHasAStatus) {
+TEST_F(EndingSignalsTest, LackOfMemoryRemovesAnUnfinishedFileAndGivesAStatus) {
     MakeFile();
     const auto end = [] {
         prepare_for_lack_of_memory();
@@ -109,7 +109,7 @@ TEST_F(EndingSignalsTest, IgnoredSignalStaysIgnored) {
     EXPECT_EXIT(end(), testing::ExitedWithCode(kSuccess), "");
 }
 
-TEST_F(EndingSignalsTest, LimitOfFileSizesEndsNothing) {
+TEST_F(EndingSignalsTest, LimitOfFileSizesDoesNotEndTheProcess) {
     const auto exceed = [] {
         prepare_for_signals();
         std::raise(SIGXFSZ);
@@ -118,7 +118,7 @@ TEST_F(EndingSignalsTest, LimitOfFileSizesEndsNothing) {
     EXPECT_EXIT(exceed(), testing::ExitedWithCode(kSuccess), "");
 }
 
-TEST_F(EndingSignalsTest, SignalAfterAChangeSaysSo) {
+TEST_F(EndingSignalsTest, SignalAfterAChangeReportsTheChange) {
     const auto end = [] {
         prepare_for_signals();
         note_change("shop.kc");
@@ -181,8 +181,8 @@ TEST_F(EndingSignalsTest, HeldBackSignalTakesEffectAtTheEnd) {
     EXPECT_EXIT(end(), testing::ExitedWithCode(kChangedThenFailed), "a.kc has been changed");
 }
 
-// More than there is room for: the others are still removed.
-TEST_F(EndingSignalsTest, NinthUnfinishedFileIsLeft) {
+// There is room for eight names. The files with those names are still removed.
+TEST_F(EndingSignalsTest, NinthUnfinishedFileIsNotRemoved) {
     MakeFile();
     const auto end = [] {
         prepare_for_signals();

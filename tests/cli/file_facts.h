@@ -1,4 +1,4 @@
-// Permissions, attributes and the like of a file, for tests to set and to compare.
+// Sets and reads permissions, attributes and the like of files.
 #ifndef ZANDREL_TESTS_CLI_FILE_FACTS_H_
 #define ZANDREL_TESTS_CLI_FILE_FACTS_H_
 
@@ -22,14 +22,15 @@ inline mode_t permissions_of(const std::string& path) {
     return status_of(path).st_mode & 07777U;
 }
 
-// "none" for one that is not there.
+// Returns "none" if the file does not have the attribute.
 inline std::string attribute_of(const std::string& path, const std::string& name) {
     std::string value(1000, '\0');
     const ssize_t size = ::getxattr(path.c_str(), name.c_str(), value.data(), value.size());
     return size < 0 ? "none" : value.substr(0, static_cast<std::size_t>(size));
 }
 
-// A file system that knows no such attribute is no failure: then there is nothing to keep.
+// If the file system does not support such attributes, nothing is set. Then there is nothing to
+// keep, which is no failure.
 inline void set_attribute(const std::string& path, const std::string& name,
                           const std::string& value) {
     EXPECT_TRUE(::setxattr(path.c_str(), name.c_str(), value.data(), value.size(), 0) == 0 ||
@@ -37,8 +38,9 @@ inline void set_attribute(const std::string& path, const std::string& name,
         << name;
 }
 
-// An access list that lets the user 7 read and write a file of the permissions 0640, as bytes of
-// the attribute: kind, rights and id of owner, user, owning group, mask and all others.
+// The bytes of an access list for a file with the permissions 0640, which also lets user 7 read and
+// write. The entries have kind, rights and id, in the order owner, user, owning group, mask,
+// others.
 inline std::string access_list_with_user_7() {
     using namespace std::string_literals;
     return "\2\0\0\0"

@@ -1,4 +1,4 @@
-// A progress that asks for an end at once.
+// A progress object that interrupts at once.
 #ifndef ZANDREL_TESTS_CLI_INTERRUPTED_PROGRESS_H_
 #define ZANDREL_TESTS_CLI_INTERRUPTED_PROGRESS_H_
 

@@ -1,4 +1,4 @@
-// A model that learns for ever has a file that does not grow for ever.
+// The file of a model that keeps learning must not keep growing.
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -9,8 +9,9 @@ namespace cli {
 
 namespace {
 
-// The file after 50,000 and after 100,000 texts, with the settings that the program chooses. The
-// likelihood tables are left out: their size is fixed, and making them takes most of the time.
+// Compares the file after 50,000 and after 100,000 texts, with the settings that the program
+// chooses. Likelihood tables are off: they have a fixed size, and making them takes most of the
+// time.
 void expect_hardly_any_growth(Analysis_kind kind) {
     const std::vector<Growth> points =
         learn_new_words({kind}, {"UseLikelihoodInTrain=0"}, 100000, 2000, 4);

@@ -1,4 +1,4 @@
-// The size of the file that a text model would have.
+// The size of the file of a text model.
 #ifndef ZANDREL_TESTS_CLI_MODEL_BYTES_H_
 #define ZANDREL_TESTS_CLI_MODEL_BYTES_H_
 
@@ -10,7 +10,7 @@
 
 #include "cli/model/Text_model.h"
 
-// The bytes of the container, written to memory.
+// The number of bytes of the container, written to memory.
 inline std::size_t model_bytes(const cli::Text_model& model) {
     qtPtr<qtBuffer> buffer(new qtBuffer);
     KcIoMode mode;

@@ -1,4 +1,4 @@
-// Compares the ranges of the settings in docs/options.md with those that the program takes.
+// Compares the ranges in docs/options.md with those that the program accepts.
 #include <cstdint>
 #include <fstream>
 #include <regex>
@@ -47,8 +47,8 @@ void expect_range(const std::string& key, const std::string& read_as, const std:
                     parts[3].matched ? std::stoll(parts[3]) : std::int64_t{2147483647});
 }
 
-TEST(OptionsDocumentTest, RangesAreThoseThatTheProgramTakes) {
-    // Key, meaning, kind, default and range.
+TEST(OptionsDocumentTest, RangesAreThoseThatTheProgramAccepts) {
+    // The columns are key, meaning, kind, default and range.
     const std::regex row(R"(\| `(\w+)` \| [^|]* \| ([^|]*) \| [^|]* \|([^|]*)\|)");
     std::ifstream document(ZANDREL_OPTIONS_DOCUMENT);
     std::size_t row_count = 0;

@@ -51,7 +51,7 @@ struct Record_file_bytes {
     static std::string whole() { return header() + index() + item() + hole(); }
 };
 
-// The file of a container with a seal, which has one item that no container has:
+// The file of a sealed container, with one item of a key that no container has:
 //
 //        0  header                          16 bytes
 //       16  item "x" with data "123456789"  12 + 1 + 9 = 22 bytes
@@ -59,8 +59,8 @@ struct Record_file_bytes {
 //       79  index of two keys               8 + (4 + 8 + 4) + (4 + 1 + 4) = 33 bytes
 //      112  end
 //
-// 0xE3069283 is the checksum that the description of CRC-32C gives for "123456789". That of the
-// header was computed bit by bit by another program, from 27 8F 9D 40 00 02 00.
+// 0xE3069283 is the checksum of "123456789" in the description of CRC-32C. Another program computed
+// the checksum of the header bit by bit, from 27 8F 9D 40 00 02 00.
 struct Package_bytes {
     static std::string header(char state = 0, std::uint64_t index_offset = 79) {
         return big_endian(0x4A5B6C84, 4) + big_endian(0x278F9D40, 4) + '\x80' + state +
@@ -91,7 +91,7 @@ struct Package_bytes {
     static constexpr std::uint64_t kHeaderChecksum = 0x11970B36;
 };
 
-// A file that goes with the object.
+// A file that is removed when the object is destroyed.
 class Temporary_file {
 public:
     explicit Temporary_file(const std::string& bytes)

@@ -1,4 +1,4 @@
-// Runs the examples of docs/rule_language.md, so that the document tells what the engine does.
+// Runs the examples of docs/rule_language.md, so that the document agrees with the engine.
 #include <cstddef>
 #include <fstream>
 #include <set>
@@ -22,7 +22,7 @@ constexpr std::string_view kArrow = "  =>  ";
 constexpr std::string_view kError = "error: ";
 
 struct Example {
-    std::size_t line;  // from 1
+    std::size_t line;  // counted from 1
     std::string rule;
     std::string expected;  // a number, or "error: " and a message
     Rule_subject subject;
@@ -30,8 +30,9 @@ struct Example {
     bool is_error() const { return expected.starts_with(kError); }
 };
 
-// Takes the document's lines one by one and keeps its examples. A block that begins with "```rule"
-// has an example a line; one that begins with "```message" has the message for those that follow.
+// Reads the document line by line and collects its examples. A block that begins with "```rule" has
+// one example in each line. A block that begins with "```message" has the message for the examples
+// that follow.
 class Document {
 public:
     explicit Document(const std::string& path) {
@@ -89,7 +90,7 @@ private:
     std::string m_text;
     std::vector<Example> m_examples;
     std::size_t m_line = 0;
-    std::string m_block;  // the word behind the fence of the block at hand; empty outside
+    std::string m_block;  // the word after the fence of the current block; empty outside of blocks
     Rule_subject m_subject;
 };
 
@@ -98,7 +99,7 @@ const Document& document() {
     return document;
 }
 
-// "VALUE" or "error: MESSAGE", as an example has it.
+// The result of an example in the document's form: "VALUE" or "error: MESSAGE".
 std::string outcome(const Example& example) {
     constexpr std::string_view kPrefix = "rule: ";
     try {
@@ -108,7 +109,7 @@ std::string outcome(const Example& example) {
     }
 }
 
-// The tokens of all good examples; for keys "$(n)" and so on.
+// The tokens of all good examples; a key becomes "$(n)" and so on.
 std::set<std::string> tokens_of_good_examples() {
     constexpr int kQuoted = RuleParser::kWord | RuleParser::kString;
     std::set<std::string> texts;
@@ -128,7 +129,7 @@ std::set<std::string> tokens_of_good_examples() {
     return texts;
 }
 
-TEST(RuleLanguageDocumentTest, HasExamplesThatHold) {
+TEST(RuleLanguageDocumentTest, ExamplesGiveTheDocumentedResults) {
     ASSERT_GT(document().examples().size(), 150U);
     for (const Example& example : document().examples()) {
         SCOPED_TRACE("line " + std::to_string(example.line) + ": " + example.rule);
@@ -136,7 +137,7 @@ TEST(RuleLanguageDocumentTest, HasExamplesThatHold) {
     }
 }
 
-TEST(RuleLanguageDocumentTest, HasAnExampleOfEachTokenAndKey) {
+TEST(RuleLanguageDocumentTest, EachTokenAndKeyHasAnExample) {
     const std::set<std::string> tokens = tokens_of_good_examples();
 
     for (const std::string token : {"(",
@@ -174,7 +175,7 @@ TEST(RuleLanguageDocumentTest, HasAnExampleOfEachTokenAndKey) {
     }
 }
 
-TEST(RuleLanguageDocumentTest, HasAnExampleOfEachMessageThatARuleAloneBringsAbout) {
+TEST(RuleLanguageDocumentTest, EachMessageThatARuleByItselfCanCauseHasAnExample) {
     for (const std::string_view message :
          {"Missing bracket after function", "Invalid datatype in $key(datatype)",
           "Missing end bracket in $key(datatype)", "Invalid token at: ", "Missing delimiter at: ",
@@ -191,8 +192,8 @@ TEST(RuleLanguageDocumentTest, HasAnExampleOfEachMessageThatARuleAloneBringsAbou
     }
 }
 
-// These take a very long rule and an application's own check of keys.
-TEST(RuleLanguageDocumentTest, ExplainsTheOtherMessages) {
+// These need a very long rule, or an application's own check of keys.
+TEST(RuleLanguageDocumentTest, OtherMessagesAreExplained) {
     for (const char* const row : {"| `Rule is nested too deeply`", "| `Invalid NVP key: `"}) {
         EXPECT_NE(document().text().find(row), std::string::npos) << row;
     }

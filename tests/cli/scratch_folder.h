@@ -1,4 +1,4 @@
-// Scratch_folder: a folder of one test, gone with all that is in it.
+// Scratch_folder: a folder for one test, removed with its contents at the end.
 #ifndef ZANDREL_TESTS_CLI_SCRATCH_FOLDER_H_
 #define ZANDREL_TESTS_CLI_SCRATCH_FOLDER_H_
 
@@ -15,7 +15,7 @@
 
 namespace cli {
 
-// Stands in the temporary directory under the test's own name, so that tests may run at once.
+// The folder is in the temporary directory under the test's name, so tests can run in parallel.
 class Scratch_folder {
 public:
     Scratch_folder() {
@@ -43,7 +43,7 @@ public:
         return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
     }
 
-    // What stands in the folder, in order.
+    // The names of all files in the folder, in order.
     std::vector<std::string> names() const {
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(m_path)) {

@@ -1,4 +1,4 @@
-// Small_kc: a trained container of a few nodes, whole or compact.
+// Small_kc: a trained container of a few nodes, full or compact.
 #ifndef ZANDREL_TESTS_CLI_SMALL_KC_H_
 #define ZANDREL_TESTS_CLI_SMALL_KC_H_
 
@@ -41,7 +41,7 @@ public:
         Train();
     }
 
-    // The same container as its compact form gives it back.
+    // The container as it is after a save in compact form and a load.
     static Small_kc Compact() {
         Small_kc kc;
         KcIoMode mode;
@@ -80,7 +80,7 @@ private:
         return m_manager->m_logical_tree->AddLogicalNode(node);
     }
 
-    // Each classifier gets the messages of its own categories.
+    // Trains each classifier with the messages of its own categories.
     void Train() {
         zeNode* const mail = Node("root/mail").physical_node;
         zeNode* const news = Node("root/news").physical_node;

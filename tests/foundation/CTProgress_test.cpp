@@ -8,7 +8,7 @@
 
 namespace {
 
-// Overrides what the base offers and tells what reached it.
+// Overrides all functions of the base and records the calls.
 class Noting_progress : public CTProgress {
 public:
     void SetStatus(const char* status) override {

@@ -12,7 +12,7 @@ namespace {
 
 using Block = Concept_arena::Block;
 
-// Fills a block and remembers with what.
+// Fills a block with bytes and remembers them.
 void fill(const Concept_arena& arena, Block block, std::size_t size, unsigned char value) {
     std::memset(arena.address(block), value, size);
 }
@@ -33,7 +33,7 @@ TEST(ConceptArenaTest, SmallBlocksFollowEachOtherInUnitsOfFourBytes) {
     EXPECT_EQ(third - second, 16);
 }
 
-TEST(ConceptArenaTest, ReleasedBlockServesNextOfItsSize) {
+TEST(ConceptArenaTest, ReleasedBlockIsReusedForTheNextOfItsSize) {
     Concept_arena arena;
     const Block first = arena.allocate(25);
     const Block second = arena.allocate(26);
@@ -48,7 +48,7 @@ TEST(ConceptArenaTest, ReleasedBlockServesNextOfItsSize) {
     EXPECT_EQ(arena.allocate(27), first);
 }
 
-TEST(ConceptArenaTest, ReleasedLargeBlockGivesItsNameBack) {
+TEST(ConceptArenaTest, NameOfAReleasedLargeBlockIsReused) {
     Concept_arena arena;
     const Block first = arena.allocate(257);
     const Block second = arena.allocate(100000);
@@ -74,7 +74,7 @@ TEST(ConceptArenaTest, LongestSmallBlocksFillChunksToTheLastByte) {
     }
 }
 
-// All blocks in use keep their bytes, whatever is allocated and released beside them.
+// All blocks in use keep their bytes, whatever other blocks are allocated and released.
 TEST(ConceptArenaTest, BlocksInUseNeverOverlap) {
     struct Use {
         std::size_t size;

@@ -22,7 +22,7 @@
 
 namespace {
 
-// Handles in static objects are made before `main` and go after it.
+// Handles in static objects are made before `main` and destroyed after it.
 const Concept s_static_concept = Concept::insert("held by a static object");
 const Concept s_static_default;
 std::vector<Concept> s_static_list = {Concept::insert("first of a static list"), Concept()};
@@ -40,17 +40,17 @@ std::vector<Concept> insert_numbered(int count) {
     return concepts;
 }
 
-TEST(ConceptTest, SharesOneRecordAmongEqualTexts) {
+TEST(ConceptTest, EqualTextsShareOneRecord) {
     const Concept first = Concept::insert("concept");
     const Concept second = Concept::insert(qtString("con") + "cept");
 
     EXPECT_TRUE(first == second);
     EXPECT_FALSE(first != second);
     EXPECT_EQ(first.identity(), second.identity());
-    EXPECT_EQ(first.c_str(), second.c_str());  // one address
+    EXPECT_EQ(first.c_str(), second.c_str());  // the same address
 }
 
-TEST(ConceptTest, PartsDifferentTexts) {
+TEST(ConceptTest, DifferentTextsHaveDifferentRecords) {
     const Concept first = Concept::insert("concept");
     const Concept second = Concept::insert("concepts");
 
@@ -59,7 +59,7 @@ TEST(ConceptTest, PartsDifferentTexts) {
     EXPECT_NE(first.identity(), second.identity());
 }
 
-TEST(ConceptTest, GivesItsTextBack) {
+TEST(ConceptTest, TextIsReturned) {
     const Concept made = Concept::insert("naïve");
 
     EXPECT_EQ(made.text(), "naïve");
@@ -68,7 +68,7 @@ TEST(ConceptTest, GivesItsTextBack) {
     EXPECT_FALSE(made.empty());
 }
 
-TEST(ConceptTest, InsertsViewsThatNoZeroByteEnds) {
+TEST(ConceptTest, ViewsWithoutAZeroByteAtTheEndAreInserted) {
     const std::string_view text = "concepts";
 
     const Concept made = Concept::insert_view(text.substr(0, 7));
@@ -77,7 +77,7 @@ TEST(ConceptTest, InsertsViewsThatNoZeroByteEnds) {
     EXPECT_STREQ(made.c_str(), "concept");
 }
 
-TEST(ConceptTest, KeepsAllSingleByteTextsApart) {
+TEST(ConceptTest, AllSingleByteTextsAreDifferent) {
     std::vector<Concept> concepts;
     std::set<const void*> identities;
     for (int byte = 0; byte <= UCHAR_MAX; ++byte) {
@@ -95,7 +95,7 @@ TEST(ConceptTest, KeepsAllSingleByteTextsApart) {
     }
 }
 
-TEST(ConceptTest, OrdersAllSingleByteTextsAsUnsigned) {
+TEST(ConceptTest, AllSingleByteTextsAreOrderedAsUnsigned) {
     for (int left = 0; left <= UCHAR_MAX; ++left) {
         const Concept left_concept = Concept::insert(of_byte(left));
         for (int right = 0; right <= UCHAR_MAX; ++right) {
@@ -105,7 +105,7 @@ TEST(ConceptTest, OrdersAllSingleByteTextsAsUnsigned) {
     }
 }
 
-TEST(ConceptTest, KeepsTextsWithZeroBytesApart) {
+TEST(ConceptTest, TextsWithZeroBytesAreDifferent) {
     const Concept plain = Concept::insert("a");
     const Concept with_end = Concept::insert(qtString("a\0", 2));
     const Concept with_b = Concept::insert(qtString("a\0b", 3));
@@ -118,13 +118,13 @@ TEST(ConceptTest, KeepsTextsWithZeroBytesApart) {
     EXPECT_TRUE(plain < with_end && with_end < with_b && with_b < with_c);
 }
 
-TEST(ConceptTest, OrdersByText) {
+TEST(ConceptTest, OrderIsThatOfTheTexts) {
     const char* const texts[] = {"", "A", "AA", "B", "a", "aa", "ab", "b", "\x7f", "\x80", "\xff"};
     std::vector<Concept> sorted;
     for (const char* text : texts) {
         sorted.push_back(Concept::insert(text));
     }
-    // Another order of making the records must not show.
+    // The order in which the records were made must not matter.
     std::vector<Concept> shuffled(sorted.rbegin(), sorted.rend());
 
     std::sort(shuffled.begin(), shuffled.end());
@@ -132,13 +132,13 @@ TEST(ConceptTest, OrdersByText) {
     EXPECT_EQ(shuffled, sorted);
 }
 
-TEST(ConceptTest, IsNotLessThanItself) {
+TEST(ConceptTest, ConceptIsNotLessThanItself) {
     const Concept made = Concept::insert("same");
 
     EXPECT_FALSE(made < Concept::insert("same"));
 }
 
-TEST(ConceptTest, RecordGoesWithItsLastHandle) {
+TEST(ConceptTest, RecordIsRemovedWithItsLastHandle) {
     const std::size_t before = Concept::dictionary_size();
     {
         const Concept first = Concept::insert("seen in this test alone");
@@ -154,7 +154,7 @@ TEST(ConceptTest, RecordGoesWithItsLastHandle) {
     EXPECT_EQ(Concept::dictionary_size(), before);
 }
 
-TEST(ConceptTest, RecordGoesWhenItsLastHandleIsAssigned) {
+TEST(ConceptTest, RecordIsRemovedWhenItsLastHandleIsAssigned) {
     const std::size_t before = Concept::dictionary_size();
     Concept held = Concept::insert("to be replaced");
 
@@ -164,7 +164,7 @@ TEST(ConceptTest, RecordGoesWhenItsLastHandleIsAssigned) {
     EXPECT_TRUE(held.empty());
 }
 
-TEST(ConceptTest, TextCanComeBackAfterItsRecordWent) {
+TEST(ConceptTest, TextCanBeInsertedAgainAfterItsRecordWasRemoved) {
     { const Concept first = Concept::insert("comes back"); }
     const Concept second = Concept::insert("comes back");
 
@@ -172,7 +172,7 @@ TEST(ConceptTest, TextCanComeBackAfterItsRecordWent) {
     EXPECT_EQ(second, Concept::insert("comes back"));
 }
 
-TEST(ConceptTest, DefaultHandleStandsForEmptyText) {
+TEST(ConceptTest, DefaultHandleIsTheEmptyText) {
     const Concept none;
 
     EXPECT_TRUE(none.empty());
@@ -183,7 +183,7 @@ TEST(ConceptTest, DefaultHandleStandsForEmptyText) {
     EXPECT_EQ(none, Concept::insert_view(std::string_view()));
 }
 
-TEST(ConceptTest, EmptyTextIsNeitherCountedNorDropped) {
+TEST(ConceptTest, EmptyTextIsNeitherCountedNorRemoved) {
     const std::size_t before = Concept::dictionary_size();
 
     for (int round = 0; round < 100; ++round) {
@@ -232,7 +232,7 @@ TEST(ConceptTest, MovingLeavesEmptyText) {
     EXPECT_TRUE(source.empty());  // NOLINT(bugprone-use-after-move): its state is promised
 }
 
-TEST(ConceptTest, MoveAssignmentDropsNoRecordInUse) {
+TEST(ConceptTest, MoveAssignmentRemovesNoRecordInUse) {
     const std::size_t before = Concept::dictionary_size();
     {
         Concept target = Concept::insert("old target");
@@ -268,7 +268,7 @@ TEST(ConceptTest, SwapsRecords) {
     EXPECT_EQ(second.text(), "first");
 }
 
-TEST(ConceptTest, HashesEqualTextsAlike) {
+TEST(ConceptTest, EqualTextsHaveTheSameHash) {
     const Concept first = Concept::insert("hashed");
     const Concept second = Concept::insert("hashed");
 
@@ -276,30 +276,30 @@ TEST(ConceptTest, HashesEqualTextsAlike) {
     EXPECT_EQ(ConceptHash()(first), first.hash());
 }
 
-TEST(ConceptTest, KeepsHashWhenRecordIsMadeAnew) {
+TEST(ConceptTest, HashIsTheSameWhenTheRecordIsMadeAgain) {
     std::uint32_t first_hash = 0;
     { first_hash = Concept::insert("made twice").hash(); }
 
     EXPECT_EQ(Concept::insert("made twice").hash(), first_hash);
 }
 
-TEST(ConceptTest, HashesBytesBehindZeroToo) {
+TEST(ConceptTest, BytesAfterAZeroByteAreHashedToo) {
     EXPECT_NE(Concept::insert(qtString("a\0b", 3)).hash(),
               Concept::insert(qtString("a\0c", 3)).hash());
 }
 
-TEST(ConceptTest, SpreadsSimilarTextsOverHashes) {
+TEST(ConceptTest, SimilarTextsHaveDifferentHashes) {
     std::unordered_set<std::uint32_t> low_parts;
     for (int number = 0; number < 1000; ++number) {
         low_parts.insert(Concept::insert("word" + std::to_string(number)).hash() & 1023U);
     }
 
-    // 1000 balls thrown at random hit some 640 of 1024 places; a poor hash hits far fewer.
+    // 1000 random values hit about 640 of 1024 places. A poor hash hits far fewer.
     EXPECT_GT(low_parts.size(), 550U);
 }
 
 TEST(ConceptTest, GrowthKeepsIdentities) {
-    constexpr int kCount = 50000;  // many times the first number of buckets
+    constexpr int kCount = 50000;  // many times the initial number of buckets
     const std::size_t before = Concept::dictionary_size();
     std::vector<const void*> identities;
 
@@ -320,7 +320,7 @@ TEST(ConceptTest, GrowthKeepsIdentities) {
     EXPECT_EQ(Concept::dictionary_size(), before);
 }
 
-TEST(ConceptTest, DropsRecordsInAnyOrder) {
+TEST(ConceptTest, RecordsAreRemovedInAnyOrder) {
     constexpr int kCount = 5000;
     const std::size_t before = Concept::dictionary_size();
     std::vector<Concept> concepts = insert_numbered(kCount);
@@ -335,7 +335,7 @@ TEST(ConceptTest, DropsRecordsInAnyOrder) {
     }
 }
 
-TEST(ConceptTest, HoldsLongTexts) {
+TEST(ConceptTest, LongTextsAreStored) {
     const std::string text(1000000, 'x');
 
     const Concept made = Concept::insert(text);
@@ -345,9 +345,9 @@ TEST(ConceptTest, HoldsLongTexts) {
     EXPECT_NE(made, Concept::insert(text + "y"));
 }
 
-// Texts of all lengths that the hash treats in a way of their own, at the size where a block comes
-// from the heap, and beyond it.
-TEST(ConceptTest, KeepsTextsOfAllLengthsApart) {
+// Texts of all lengths that the hash treats in different ways, and texts around the size from which
+// blocks come from the heap.
+TEST(ConceptTest, TextsOfAllLengthsAreDifferent) {
     std::vector<Concept> concepts;
     for (std::size_t length = 1; length <= 300; ++length) {
         for (const char last : {'x', 'y'}) {
@@ -365,8 +365,8 @@ TEST(ConceptTest, KeepsTextsOfAllLengthsApart) {
     }
 }
 
-// Removal closes gaps between records, so each record must still be found after each removal.
-TEST(ConceptTest, RandomInsertionsAndRemovalsAgreeWithTheTextsHeld) {
+// Removal closes gaps between records. So each record must still be found after each removal.
+TEST(ConceptTest, RandomInsertionsAndRemovalsAgreeWithAListOfTheTexts) {
     const std::size_t before = Concept::dictionary_size();
     {
         std::vector<Concept> held(700);
@@ -391,7 +391,7 @@ TEST(ConceptTest, InsertionOfManyTextsGivesEachItsOwnHandle) {
     for (const std::size_t count : {0U, 1U, 15U, 16U, 17U, 1000U}) {
         SCOPED_TRACE(count);
         std::vector<std::string> texts;
-        for (std::size_t i = 0; i < count; ++i) {  // known and new ones, repeated and empty ones
+        for (std::size_t i = 0; i < count; ++i) {  // known and new texts, repeated and empty ones
             texts.push_back(i % 7 == 0 ? "" : "many " + std::to_string(i * i % 400));
         }
         const std::vector<std::string_view> views(texts.begin(), texts.end());
@@ -416,8 +416,8 @@ TEST(ConceptTest, ReserveKeepsIdentities) {
     EXPECT_EQ(insert_numbered(100), concepts);
 }
 
-// A count that has reached its greatest value could be too small, so it no longer goes down. We
-// cannot make four billion handles here, so we write the count, which is in front of the text.
+// A count that has reached its greatest value may be too small, so it no longer decreases. We
+// cannot make four billion handles here, so we write the count, which is before the text.
 TEST(ConceptTest, RecordWithGreatestCountIsNeverRemoved) {
     const std::size_t before = Concept::dictionary_size();
     {
@@ -435,14 +435,14 @@ TEST(ConceptTest, RecordWithGreatestCountIsNeverRemoved) {
     EXPECT_EQ(Concept::dictionary_size(), before + 1);
 }
 
-TEST(ConceptTest, ServesStaticObjects) {
+TEST(ConceptTest, StaticObjectsMayHaveHandles) {
     EXPECT_EQ(s_static_concept, Concept::insert("held by a static object"));
     EXPECT_EQ(s_static_default, Concept());
     EXPECT_EQ(s_static_list[0].text(), "first of a static list");
     EXPECT_EQ(s_static_list[1], Concept());
 }
 
-TEST(ConceptTest, IsOneWordWide) {
+TEST(ConceptTest, HandleIsOneWordWide) {
     EXPECT_EQ(sizeof(Concept), sizeof(void*));
 }
 

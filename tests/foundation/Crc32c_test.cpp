@@ -27,12 +27,12 @@ std::string some_bytes(std::size_t length) {
     return bytes;
 }
 
-// One way of computing it by itself, from the start value to the inverted result.
+// Computes the checksum with one implementation, from the start value to the inverted result.
 std::uint32_t crc_by_tables(std::string_view bytes) {
     return ~Zandrel::Crc32cByTables(0xFFFFFFFFU, bytes.data(), bytes.size());
 }
 
-// By the tables as well on a processor that has no instruction.
+// Uses the tables too if the processor lacks the instruction.
 std::uint32_t crc_by_instruction(std::string_view bytes) {
     return Zandrel::HasCrc32cInstruction()
                ? ~Zandrel::Crc32cByInstruction(0xFFFFFFFFU, bytes.data(), bytes.size())
@@ -70,8 +70,8 @@ TEST(Crc32cTest, ShortBytesHaveTheSameValueByTablesAndByInstruction) {
     }
 }
 
-// The instruction cuts long bytes into pieces that it takes side by side: around the lengths of one
-// and two such rounds, of 3,072 bytes each, and at every address.
+// The instruction splits long bytes into pieces that it processes in parallel. So we test lengths
+// around one and two such rounds of 3,072 bytes, at every address.
 TEST(Crc32cTest, LongBytesHaveTheSameValueByTablesAndByInstruction) {
     const std::string bytes = some_bytes(10000);
 

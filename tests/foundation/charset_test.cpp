@@ -14,26 +14,26 @@ std::string converted(const char* to, std::string_view text, const char* from) {
     return ConvertCharset2Charset(to, text, from).str();
 }
 
-// From ISO-8859-1 each byte is the character of its number.
-TEST(CharsetTest, ConvertsFromOneByteToTwo) {
+// In ISO-8859-1 each byte is the character with the same number.
+TEST(CharsetTest, OneByteBecomesTwo) {
     EXPECT_EQ(to_hex(converted("UTF-8", "caf\xE9", "ISO-8859-1")), "63 61 66 c3 a9");
 }
 
-TEST(CharsetTest, ConvertsFromTwoBytesToOne) {
+TEST(CharsetTest, TwoBytesBecomeOne) {
     EXPECT_EQ(to_hex(converted("ISO-8859-1", "caf\xC3\xA9", "UTF-8")), "63 61 66 e9");
 }
 
-TEST(CharsetTest, ConvertsNothingToNothing) {
+TEST(CharsetTest, EmptyTextStaysEmpty) {
     EXPECT_EQ(converted("UTF-8", "", "ISO-8859-1"), "");
 }
 
-TEST(CharsetTest, ConvertsZeroBytes) {
+TEST(CharsetTest, ZeroBytesAreConverted) {
     const std::string_view text("a\0\xE9\0", 4);
 
     EXPECT_EQ(to_hex(converted("UTF-8", text, "ISO-8859-1")), "61 00 c3 a9 00");
 }
 
-TEST(CharsetTest, GivesBackEachByteOfACharset) {
+TEST(CharsetTest, EachByteOfACharsetIsConvertedBack) {
     std::string text;
     for (unsigned int byte = 0; byte < 256; ++byte) {
         text += static_cast<char>(byte);
@@ -45,7 +45,7 @@ TEST(CharsetTest, GivesBackEachByteOfACharset) {
     EXPECT_EQ(to_hex(converted("ISO-8859-1", utf8, "UTF-8")), to_hex(text));
 }
 
-TEST(CharsetTest, TakesTheRoomThatALongTextNeeds) {
+TEST(CharsetTest, LongTextGetsEnoughRoom) {
     std::string expected;
     for (unsigned int count = 0; count < 100000; ++count) {
         expected += "\xC3\xA9";
@@ -54,12 +54,12 @@ TEST(CharsetTest, TakesTheRoomThatALongTextNeeds) {
     EXPECT_TRUE(converted("UTF-8", std::string(100000, '\xE9'), "ISO-8859-1") == expected);
 }
 
-// An escape leads to the two bytes of the character, and another one back to ASCII.
-TEST(CharsetTest, EndsATextInTheFirstStateOfItsCharset) {
+// An escape sequence switches to the two bytes of the character, and another one back to ASCII.
+TEST(CharsetTest, TextEndsInTheFirstStateOfItsCharset) {
     EXPECT_EQ(to_hex(converted("ISO-2022-JP", "\xE3\x81\x82", "UTF-8")), "1b 24 42 24 22 1b 28 42");
 }
 
-TEST(CharsetTest, TakesTheNearestCharacterWhereThatIsAskedFor) {
+TEST(CharsetTest, NearestCharacterIsUsedIfRequested) {
     EXPECT_EQ(converted("ASCII//TRANSLIT",
                         "1\xE2\x80\x93"
                         "2",
@@ -67,7 +67,7 @@ TEST(CharsetTest, TakesTheNearestCharacterWhereThatIsAskedFor) {
               "1-2");
 }
 
-TEST(CharsetTest, RefusesUnknownCharsets) {
+TEST(CharsetTest, UnknownCharsetIsRefused) {
     EXPECT_TRUE(raises<qtXbase>([] { converted("UTF-8", "a", "no charset"); }, 0,
                                 "Cannot convert from charset no charset to UTF-8",
                                 std::vector<qtString>{"no charset", "UTF-8"}));
@@ -75,7 +75,7 @@ TEST(CharsetTest, RefusesUnknownCharsets) {
                    "Cannot convert from charset UTF-8 to no charset");
 }
 
-TEST(CharsetTest, RefusesTheNamelessCharsetOfTheLocale) {
+TEST(CharsetTest, EmptyNameForTheLocalesCharsetIsRefused) {
     EXPECT_QTXBASE(converted("UTF-8", "a", ""), "Cannot convert from charset  to UTF-8");
     EXPECT_QTXBASE(converted("//TRANSLIT", "a", "UTF-8"),
                    "Cannot convert from charset UTF-8 to //TRANSLIT");
@@ -83,7 +83,7 @@ TEST(CharsetTest, RefusesTheNamelessCharsetOfTheLocale) {
     EXPECT_QTXBASE(converted(nullptr, "a", "UTF-8"), "Cannot convert from charset UTF-8 to ");
 }
 
-TEST(CharsetTest, RefusesTextsThatCannotBeConverted) {
+TEST(CharsetTest, TextThatCannotBeConvertedIsRefused) {
     const struct {
         const char* what;
         const char* to;
@@ -103,7 +103,7 @@ TEST(CharsetTest, RefusesTextsThatCannotBeConverted) {
     }
 }
 
-TEST(CharsetTest, TellsTextAndCharsets) {
+TEST(CharsetTest, ErrorNamesTextAndCharsets) {
     EXPECT_TRUE(raises<qtXbase>([] { converted("ASCII", "\xE9", "ISO-8859-1"); }, 0,
                                 "Cannot convert text: \xE9",
                                 std::vector<qtString>{"\xE9", "ISO-8859-1", "ASCII"}));

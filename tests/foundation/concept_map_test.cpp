@@ -25,7 +25,7 @@ std::vector<Concept> numbered_concepts(int count) {
     return concepts;
 }
 
-// The entries as they are walked.
+// The entries in the order of iteration.
 std::vector<std::pair<std::string, int>> walk_of(const Numbers& table) {
     std::vector<std::pair<std::string, int>> walk;
     for (const auto& [known, number] : table) {
@@ -85,7 +85,7 @@ TEST(conceptmapTest, WalkFollowsTheOrderOfFirstEntry) {
     EXPECT_EQ(walk_of(table), (Walk{{"b", 1}, {"c", 4}, {"a", 3}}));
 }
 
-TEST(conceptmapTest, ErasedEntryIsSeenByNoLookUpAndNoWalk) {
+TEST(conceptmapTest, ErasedEntryIsInNoLookUpAndNoWalk) {
     Numbers table;
     table[term("a")] = 1;
     table[term("b")] = 2;
@@ -103,7 +103,7 @@ TEST(conceptmapTest, ErasedEntryIsSeenByNoLookUpAndNoWalk) {
     EXPECT_EQ(table.erase(term("b")), 0U);
 }
 
-TEST(conceptmapTest, ErasedEntryComesBackInItsPlaceWithTheValueOfANewOne) {
+TEST(conceptmapTest, ErasedEntryReturnsInItsPlaceWithTheValueOfANewObject) {
     Numbers table;
     table[term("a")] = 1;
     table[term("b")] = 2;
@@ -118,7 +118,7 @@ TEST(conceptmapTest, ErasedEntryComesBackInItsPlaceWithTheValueOfANewOne) {
     EXPECT_EQ(walk_of(table), (Walk{{"a", 0}, {"b", 2}}));
 }
 
-TEST(conceptmapTest, ErasureFreesWhatTheValueOwns) {
+TEST(conceptmapTest, ErasureFreesTheMemoryOfTheValue) {
     concept_map<std::vector<int>> table;
     table[term("a")].assign(1000, 1);
     const std::vector<int>& value = table.at(term("a"));
@@ -128,7 +128,7 @@ TEST(conceptmapTest, ErasureFreesWhatTheValueOwns) {
     EXPECT_EQ(value.capacity(), 0U);
 }
 
-TEST(conceptmapTest, TableOfErasedEntriesOnlyIsWalkedAsAnEmptyOne) {
+TEST(conceptmapTest, TableOfOnlyErasedEntriesIsWalkedAsEmpty) {
     Numbers table;
     for (const Concept& each : numbered_concepts(200)) {
         table[each] = 1;
@@ -140,7 +140,7 @@ TEST(conceptmapTest, TableOfErasedEntriesOnlyIsWalkedAsAnEmptyOne) {
     EXPECT_EQ(table.position_limit(), 200U);
 }
 
-TEST(conceptmapTest, EntriesKeepAddressAndPositionWhileOthersComeAndGo) {
+TEST(conceptmapTest, EntriesKeepAddressAndPositionWhileOthersAreAddedAndErased) {
     const std::vector<Concept> concepts = numbered_concepts(20000);
     Numbers table;
     table[term("kept")] = 1;
@@ -176,7 +176,7 @@ TEST(conceptmapTest, PositionsCountEntriesFrom0) {
     EXPECT_EQ(table.at_position(1000), table.end());
 }
 
-TEST(conceptmapTest, AnyGuessOfThePositionLeadsToTheSameEntry) {
+TEST(conceptmapTest, AnyGuessOfThePositionFindsTheSameEntry) {
     Numbers table;
     for (const char* const text : {"a", "b", "c"}) {
         table[term(text)] = text[0];
@@ -191,7 +191,7 @@ TEST(conceptmapTest, AnyGuessOfThePositionLeadsToTheSameEntry) {
     EXPECT_EQ(table.size(), 3U);
 }
 
-TEST(conceptmapTest, GuessOfAnErasedEntryBringsItBack) {
+TEST(conceptmapTest, GuessOfAnErasedEntryRestoresIt) {
     Numbers table;
     table[term("a")] = 1;
     table.erase(term("a"));
@@ -248,7 +248,7 @@ TEST(conceptmapTest, CompactionWithoutErasedEntriesMovesNothing) {
     EXPECT_EQ(&table.at(term("a")), value);
 }
 
-TEST(conceptmapTest, CompactionOfErasedEntriesOnlyLeavesAnEmptyTable) {
+TEST(conceptmapTest, CompactionOfOnlyErasedEntriesLeavesAnEmptyTable) {
     Numbers table;
     for (const Concept& each : numbered_concepts(100)) {
         table[each] = 1;
@@ -263,7 +263,7 @@ TEST(conceptmapTest, CompactionOfErasedEntriesOnlyLeavesAnEmptyTable) {
     EXPECT_EQ(walk_of(table), (Walk{{"a", 5}}));
 }
 
-TEST(conceptmapTest, CompactionGivesUpTheTextsOfErasedEntries) {
+TEST(conceptmapTest, CompactionReleasesTheTextsOfErasedEntries) {
     const std::size_t before = Concept::dictionary_size();
     Numbers table;
     table[term("concept_map: erased later")] = 1;
@@ -276,7 +276,7 @@ TEST(conceptmapTest, CompactionGivesUpTheTextsOfErasedEntries) {
     EXPECT_EQ(Concept::dictionary_size(), before + 1);
 }
 
-TEST(conceptmapTest, ClearForgetsEntriesAndKeepsOnlyASmallIndex) {
+TEST(conceptmapTest, ClearRemovesEntriesAndKeepsOnlyASmallIndex) {
     const std::size_t before = Concept::dictionary_size();
     Numbers table(100);
     table[term("concept_map: cleared")] = 1;
@@ -297,7 +297,7 @@ TEST(conceptmapTest, ClearForgetsEntriesAndKeepsOnlyASmallIndex) {
     EXPECT_FALSE(table.contains(term("a")));
 }
 
-TEST(conceptmapTest, IndexHasTheSlotsThatAreAskedFor) {
+TEST(conceptmapTest, IndexHasTheRequestedNumberOfSlots) {
     Numbers table(100);
     EXPECT_EQ(table.bucket_count(), 128U);
 
@@ -346,7 +346,7 @@ TEST(conceptmapTest, AtMostThreeQuartersOfTheSlotsAreUsed) {
     }
 }
 
-TEST(conceptmapTest, SwapAndMoveTakeAllEntries) {
+TEST(conceptmapTest, SwapAndMoveTransferAllEntries) {
     Numbers left;
     Numbers right;
     left[term("a")] = 1;
@@ -364,7 +364,7 @@ TEST(conceptmapTest, SwapAndMoveTakeAllEntries) {
     EXPECT_EQ(right.at(term("c")), 3);
 }
 
-// Compares with the standard table over long random sequences of all operations.
+// Compares with the standard table in long random sequences of all operations.
 class Random_operations {
 public:
     explicit Random_operations(unsigned int seed) : m_random(seed) {}
@@ -438,7 +438,7 @@ private:
     std::unordered_map<Concept, int, ConceptHash> m_expected;
 };
 
-TEST(conceptmapTest, RandomOperationsGiveWhatTheStandardTableGives) {
+TEST(conceptmapTest, RandomOperationsGiveTheResultsOfTheStandardTable) {
     for (unsigned int seed = 1; seed <= 5; ++seed) {
         Random_operations operations(seed);
         ASSERT_NO_FATAL_FAILURE(operations.Run(20000)) << seed;

@@ -9,7 +9,8 @@
 
 namespace {
 
-// Fills a table far beyond its first buckets and tells which address each entry got at once.
+// Fills a table far beyond its first buckets and returns the address of each entry at its
+// insertion.
 template <class Table, class Make_key>
 std::vector<std::pair<typename Table::key_type, const void*>> fill(Table& table,
                                                                    Make_key make_key) {
@@ -47,11 +48,11 @@ TEST(hashmapTest, ErasureKeepsAddressesOfOtherElements) {
     }
 }
 
-TEST(hashmapTest, AsksForAHundredBuckets) {
+TEST(hashmapTest, HundredBucketsAreRequested) {
     EXPECT_EQ(kInitialBuckets, 100U);
 }
 
-TEST(zePointerhashTest, HashesOnePointerAlike) {
+TEST(zePointerhashTest, EqualPointersHaveTheSameHash) {
     int object = 0;
     int* const pointer = &object;
     const void* const same = &object;
@@ -59,7 +60,7 @@ TEST(zePointerhashTest, HashesOnePointerAlike) {
     EXPECT_EQ(zePointer_hash()(pointer), zePointer_hash()(same));
 }
 
-TEST(zePointerhashTest, PartsNeighboursOfAnArray) {
+TEST(zePointerhashTest, NeighboursInAnArrayHaveDifferentHashes) {
     struct alignas(16) Aligned {
         char bytes[16];
     };
@@ -73,11 +74,11 @@ TEST(zePointerhashTest, PartsNeighboursOfAnArray) {
     EXPECT_EQ(hashes.size(), 1000U);
 }
 
-TEST(zePointerhashTest, TakesNull) {
+TEST(zePointerhashTest, NullIsHashed) {
     EXPECT_EQ(zePointer_hash()(nullptr), 0U);
 }
 
-TEST(zePointerhashTest, ServesSetOfPointers) {
+TEST(zePointerhashTest, HashWorksForASetOfPointers) {
     const std::vector<double> objects(10);
     hash_set<const double*, zePointer_hash> set(kInitialBuckets);
     for (const double& object : objects) {

@@ -15,7 +15,7 @@ qtString Canonized(const qtString& text) {
     return Converter::CanonizeLangString(mlLangString::BuildFromCString(text));
 }
 
-TEST(mlMessageConverterTest, NumbersTheTypesAsFilesHoldThem) {
+TEST(mlMessageConverterTest, TypesHaveTheirNumbersOfFiles) {
     const std::vector<Converter::NvpType> types = {
         Converter::kDeleted,     Converter::kOldList,        Converter::kString,
         Converter::kStringList,  Converter::kInteger,        Converter::kIntegerList,
@@ -30,14 +30,14 @@ TEST(mlMessageConverterTest, NumbersTheTypesAsFilesHoldThem) {
     }
 }
 
-TEST(mlMessageConverterTest, WritesTypesAsTwoDigits) {
+TEST(mlMessageConverterTest, TypesAreWrittenAsTwoDigits) {
     EXPECT_EQ(Converter::InterpretType(Converter::kDeleted), "00");
     EXPECT_EQ(Converter::InterpretType(Converter::kString), "02");
     EXPECT_EQ(Converter::InterpretType(Converter::kDate), "10");
     EXPECT_EQ(Converter::InterpretType(Converter::kPackedList), "14");
 }
 
-TEST(mlMessageConverterTest, ReadsBackEveryTypeOfTwoDigits) {
+TEST(mlMessageConverterTest, EveryTypeOfTwoDigitsIsReadBack) {
     for (unsigned int number = 0; number < 100; ++number) {
         const auto type = static_cast<Converter::NvpType>(number);
         const qtString text = Converter::InterpretType(type);
@@ -49,13 +49,13 @@ TEST(mlMessageConverterTest, ReadsBackEveryTypeOfTwoDigits) {
     }
 }
 
-TEST(mlMessageConverterTest, WritesATypeThatNeedsMoreDigitsAsNone) {
+TEST(mlMessageConverterTest, TypeOfMoreThanTwoDigitsIsWrittenAsAnEmptyText) {
     for (const unsigned int number : {100U, 102U, 255U, 4294967295U}) {
         EXPECT_EQ(Converter::InterpretType(static_cast<Converter::NvpType>(number)), "00");
     }
 }
 
-TEST(mlMessageConverterTest, ReadsNoTypeFromATextWithoutTwoDigits) {
+TEST(mlMessageConverterTest, TextWithoutTwoDigitsHasNoType) {
     for (int first = 0; first < 256; ++first) {
         for (int second = 0; second < 256; ++second) {
             const std::string text = {static_cast<char>(first), static_cast<char>(second)};
@@ -70,13 +70,13 @@ TEST(mlMessageConverterTest, ReadsNoTypeFromATextWithoutTwoDigits) {
     EXPECT_EQ(Converter::InterpretString("2"), Converter::kDeleted);
 }
 
-TEST(mlMessageConverterTest, CanonizesByTakingWhiteSpaceFromBothEnds) {
+TEST(mlMessageConverterTest, CanonicalFormHasNoWhiteSpaceAtTheEnds) {
     EXPECT_EQ(Canonized(""), "");
     EXPECT_EQ(Canonized(" \t\r\n"), "");
     EXPECT_EQ(Canonized("\t two  words \n"), "two  words");
 }
 
-TEST(mlMessageConverterTest, CanonizesPlainTextToItself) {
+TEST(mlMessageConverterTest, CanonicalFormOfPlainTextIsTheText) {
     for (int byte = 0; byte < 256; ++byte) {
         const qtString text = "a" + qtString(std::string(1, static_cast<char>(byte))) + "B";
 
@@ -84,7 +84,7 @@ TEST(mlMessageConverterTest, CanonizesPlainTextToItself) {
     }
 }
 
-TEST(mlLangStringTest, KeepsTheTextUntouched) {
+TEST(mlLangStringTest, TextIsKeptUnchanged) {
     const qtString text(" a\0b ", 5);
 
     EXPECT_EQ(mlLangString::BuildFromCString(text).text(), text);
@@ -94,7 +94,7 @@ TEST(mlLangStringTest, IsEmptyByDefault) {
     EXPECT_EQ(mlLangString(), mlLangString::BuildFromCString(""));
 }
 
-TEST(mlLangStringTest, ComparesTheUntouchedTexts) {
+TEST(mlLangStringTest, UnchangedTextsAreCompared) {
     EXPECT_NE(mlLangString::BuildFromCString("a"), mlLangString::BuildFromCString("a "));
 }
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-// What the handlers below were called with.
+// The arguments that the handlers below were called with.
 struct Call {
     int count = 0;
     std::string expression;
@@ -31,7 +31,7 @@ void note_and_raise(const char* expression, const char* file, int line, const ch
     throw Handler_error();
 }
 
-// Leaves the default handler behind, whatever a test sets.
+// Restores the default handler after each test.
 class processassertTest : public testing::Test {
 protected:
     void SetUp() override { s_call = Call(); }
@@ -39,7 +39,7 @@ protected:
     void TearDown() override { set_assert_handler(nullptr); }
 };
 
-TEST_F(processassertTest, RaisesWhereAndWhatByDefault) {
+TEST_F(processassertTest, DefaultHandlerRaisesPlaceAndText) {
     try {
         process_assert("size == 0", "some_file.cpp", 42, "some_function");
     } catch (const qtxAssert& raised) {
@@ -52,7 +52,7 @@ TEST_F(processassertTest, RaisesWhereAndWhatByDefault) {
     FAIL() << "nothing was raised";
 }
 
-TEST_F(processassertTest, RaisesNoErrorOfUsers) {
+TEST_F(processassertTest, RaisedErrorIsNotAnErrorOfUsers) {
     const qtxAssert raised("size == 0", "some_file.cpp", 42, "some_function");
 
     EXPECT_EQ(raised.category(), 1);
@@ -61,7 +61,7 @@ TEST_F(processassertTest, RaisesNoErrorOfUsers) {
     EXPECT_THROW(throw raised, qtxAll);
 }
 
-TEST_F(processassertTest, CallsReplacedHandlerWithAllItGot) {
+TEST_F(processassertTest, ReplacedHandlerGetsAllArguments) {
     set_assert_handler(note_and_raise);
 
     EXPECT_THROW(process_assert("size == 0", "some_file.cpp", 42, "some_function"), Handler_error);
@@ -73,7 +73,7 @@ TEST_F(processassertTest, CallsReplacedHandlerWithAllItGot) {
     EXPECT_EQ(s_call.function, "some_function");
 }
 
-TEST_F(processassertTest, RaisesAfterHandlerThatReturns) {
+TEST_F(processassertTest, AssertionRaisesAfterAHandlerThatReturns) {
     set_assert_handler(note_and_return);
 
     EXPECT_ASSERTS(process_assert("size == 0", "some_file.cpp", 42, "some_function"), "size == 0");
@@ -81,7 +81,7 @@ TEST_F(processassertTest, RaisesAfterHandlerThatReturns) {
     EXPECT_EQ(s_call.count, 1);
 }
 
-TEST_F(processassertTest, GivesTheHandlerBeforeBack) {
+TEST_F(processassertTest, SettingAHandlerReturnsThePreviousOne) {
     const Assert_handler original = set_assert_handler(note_and_raise);
 
     EXPECT_EQ(set_assert_handler(note_and_return), note_and_raise);
@@ -90,7 +90,7 @@ TEST_F(processassertTest, GivesTheHandlerBeforeBack) {
     EXPECT_EQ(s_call.count, 0);
 }
 
-TEST_F(processassertTest, NullStandsForDefaultHandler) {
+TEST_F(processassertTest, NullMeansTheDefaultHandler) {
     set_assert_handler(note_and_raise);
     set_assert_handler(nullptr);
 
@@ -102,7 +102,7 @@ TEST_F(processassertTest, MacroRaisesItsFixedText) {
     EXPECT_ASSERTS(ZANDREL_ASSERT(1 + 1 == 3, "the sum holds"), "the sum holds");
 }
 
-TEST_F(processassertTest, MacroTellsItsPlace) {
+TEST_F(processassertTest, MacroGivesItsPlace) {
     set_assert_handler(note_and_return);
 
     const int line = __LINE__ + 1;
@@ -113,7 +113,7 @@ TEST_F(processassertTest, MacroTellsItsPlace) {
     EXPECT_EQ(s_call.function, static_cast<const char*>(__func__));
 }
 
-TEST_F(processassertTest, MacroLetsTrueConditionsPassAndAsksOnce) {
+TEST_F(processassertTest, MacroPassesTrueConditionsAndEvaluatesThemOnce) {
     set_assert_handler(note_and_raise);
     int asked = 0;
 

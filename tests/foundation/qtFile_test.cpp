@@ -8,34 +8,34 @@
 
 namespace {
 
-TEST(qtFileTest, FindsAFileThatIsThere) {
+TEST(qtFileTest, ExistingFileIsFound) {
     const Scratch_file file("");
 
     EXPECT_TRUE(qtFile::exists(file.path()));
 }
 
-TEST(qtFileTest, FindsNoFileThatIsNotThere) {
+TEST(qtFileTest, MissingFileIsNotFound) {
     const Scratch_file file;
 
     EXPECT_FALSE(qtFile::exists(file.path()));
 }
 
-TEST(qtFileTest, FindsFoldersAndDevices) {
+TEST(qtFileTest, FoldersAndDevicesAreFound) {
     EXPECT_TRUE(qtFile::exists(testing::TempDir()));
     EXPECT_TRUE(qtFile::exists("/dev/null"));
 }
 
-TEST(qtFileTest, FindsNothingBelowAFile) {
+TEST(qtFileTest, NothingIsFoundBelowAFile) {
     const Scratch_file file("");
 
     EXPECT_FALSE(qtFile::exists(file.path() + "/below"));
 }
 
-TEST(qtFileTest, FindsNothingUnderTheEmptyName) {
+TEST(qtFileTest, NothingIsFoundUnderTheEmptyName) {
     EXPECT_FALSE(qtFile::exists(""));
 }
 
-TEST(qtFileTest, DoesNotCutANameAtAZeroByte) {
+TEST(qtFileTest, NameIsNotCutAtAZeroByte) {
     const Scratch_file file("");
 
     EXPECT_FALSE(qtFile::exists(file.path() + qtString("\0x", 2)));

@@ -7,13 +7,13 @@
 
 #include <gtest/gtest.h>
 
-// Known by name alone until the end of this file.
+// Only declared until the end of this file.
 class Declared_only;
 qtPtrLight<Declared_only> make_declared_only(int* deletions);
 
 namespace {
 
-// Counts its deletions where the test asks.
+// Counts its deletions in a counter of the test.
 struct Base {
     explicit Base(int* counter) : deletions(counter) {}
 
@@ -25,7 +25,7 @@ struct Base {
     int* deletions;
 };
 
-// Has no virtual destructor above it, so deletion through the base would miss this part.
+// The base has no virtual destructor, so deletion through the base would skip this part.
 struct Derived : Base {
     Derived(int* base_deletions, int* derived_deletions)
         : Base(base_deletions), own_deletions(derived_deletions) {}
@@ -47,7 +47,7 @@ struct First_base {
 
 struct Of_two_bases : First_base, Second_base {};
 
-// Holds a pointer to its own kind.
+// Contains a pointer to its own kind.
 struct Link {
     qtPtrLight<Link> next;
 };
@@ -61,7 +61,7 @@ TEST(qtPtrLightTest, IsNullByDefault) {
     EXPECT_EQ(pointer.use_count(), 0U);
 }
 
-TEST(qtPtrLightTest, TakesNullInEveryForm) {
+TEST(qtPtrLightTest, NullIsAcceptedInEveryForm) {
     const qtPtrLight<int> from_nullptr = nullptr;
     const qtPtrLight<int> from_pointer(static_cast<int*>(nullptr));
     const qtPtrLight<int>& copied = from_nullptr;
@@ -73,11 +73,11 @@ TEST(qtPtrLightTest, TakesNullInEveryForm) {
     EXPECT_TRUE(copy.IsNull());
 }
 
-TEST(qtPtrLightTest, IsTwoWordsWide) {
+TEST(qtPtrLightTest, PointerIsTwoWordsWide) {
     EXPECT_EQ(sizeof(qtPtrLight<int>), 2 * sizeof(void*));
 }
 
-TEST(qtPtrLightTest, GivesItsObject) {
+TEST(qtPtrLightTest, ObjectIsReturned) {
     int* const object = new int(7);
     const qtPtrLight<int> pointer(object);
 
@@ -87,14 +87,14 @@ TEST(qtPtrLightTest, GivesItsObject) {
     EXPECT_TRUE(pointer);
 }
 
-TEST(qtPtrLightTest, ReachesMembers) {
+TEST(qtPtrLightTest, MembersAreAccessible) {
     int deletions = 0;
     const qtPtrLight<Base> pointer(new Base(&deletions));
 
     EXPECT_EQ(pointer->deletions, &deletions);
 }
 
-TEST(qtPtrLightTest, CountsItsPointers) {
+TEST(qtPtrLightTest, PointersAreCounted) {
     const qtPtrLight<int> first(new int(0));
     EXPECT_EQ(first.use_count(), 1U);
     {
@@ -106,7 +106,7 @@ TEST(qtPtrLightTest, CountsItsPointers) {
     EXPECT_EQ(first.use_count(), 1U);
 }
 
-TEST(qtPtrLightTest, SharesOneObject) {
+TEST(qtPtrLightTest, ObjectIsShared) {
     const qtPtrLight<int> first(new int(1));
     const qtPtrLight<int> second = first;
 
@@ -115,7 +115,7 @@ TEST(qtPtrLightTest, SharesOneObject) {
     EXPECT_EQ(*first, 5);
 }
 
-TEST(qtPtrLightTest, DeletesWithTheLastPointer) {
+TEST(qtPtrLightTest, ObjectIsDeletedWithTheLastPointer) {
     int deletions = 0;
     {
         const qtPtrLight<Base> first(new Base(&deletions));
@@ -125,7 +125,7 @@ TEST(qtPtrLightTest, DeletesWithTheLastPointer) {
     EXPECT_EQ(deletions, 1);
 }
 
-TEST(qtPtrLightTest, DropsOldObjectWhenAssigned) {
+TEST(qtPtrLightTest, AssignmentReleasesTheOldObject) {
     int old_deletions = 0;
     int new_deletions = 0;
     qtPtrLight<Base> pointer(new Base(&old_deletions));
@@ -138,7 +138,7 @@ TEST(qtPtrLightTest, DropsOldObjectWhenAssigned) {
     EXPECT_EQ(other.use_count(), 2U);
 }
 
-TEST(qtPtrLightTest, KeepsSharedObjectWhenOnePointerIsAssigned) {
+TEST(qtPtrLightTest, AssigningOnePointerKeepsTheSharedObject) {
     int deletions = 0;
     qtPtrLight<Base> first(new Base(&deletions));
     const qtPtrLight<Base> second = first;
@@ -163,7 +163,7 @@ TEST(qtPtrLightTest, SelfAssignmentKeepsTheObject) {
     EXPECT_EQ(pointer.use_count(), 1U);
 }
 
-TEST(qtPtrLightTest, MovesWithoutCounting) {
+TEST(qtPtrLightTest, MoveDoesNotChangeTheCount) {
     qtPtrLight<int> source(new int(3));
 
     const qtPtrLight<int> target = std::move(source);
@@ -174,7 +174,7 @@ TEST(qtPtrLightTest, MovesWithoutCounting) {
     EXPECT_EQ(source.use_count(), 0U);
 }
 
-TEST(qtPtrLightTest, MoveAssignmentDropsOldObject) {
+TEST(qtPtrLightTest, MoveAssignmentReleasesTheOldObject) {
     int old_deletions = 0;
     int new_deletions = 0;
     qtPtrLight<Base> target(new Base(&old_deletions));
@@ -188,7 +188,7 @@ TEST(qtPtrLightTest, MoveAssignmentDropsOldObject) {
     EXPECT_TRUE(source.IsNull());  // NOLINT(bugprone-use-after-move): its state is promised
 }
 
-TEST(qtPtrLightTest, ResetDropsTheObject) {
+TEST(qtPtrLightTest, ResetReleasesTheObject) {
     int deletions = 0;
     qtPtrLight<Base> pointer(new Base(&deletions));
 
@@ -198,7 +198,7 @@ TEST(qtPtrLightTest, ResetDropsTheObject) {
     EXPECT_TRUE(pointer.IsNull());
 }
 
-TEST(qtPtrLightTest, SwapsObjects) {
+TEST(qtPtrLightTest, SwapExchangesObjects) {
     qtPtrLight<int> first(new int(1));
     qtPtrLight<int> second(new int(2));
     const qtPtrLight<int> also_first = first;
@@ -211,7 +211,7 @@ TEST(qtPtrLightTest, SwapsObjects) {
     EXPECT_EQ(second.use_count(), 2U);
 }
 
-TEST(qtPtrLightTest, IsEqualWhereTheObjectIsTheSame) {
+TEST(qtPtrLightTest, PointersToTheSameObjectAreEqual) {
     const qtPtrLight<int> first(new int(1));
     const qtPtrLight<int> same = first;
     const qtPtrLight<int> other(new int(1));
@@ -236,7 +236,7 @@ TEST(qtPtrLightTest, PointerToBaseSharesCount) {
     EXPECT_EQ(derived.use_count(), 2U);
 }
 
-TEST(qtPtrLightTest, DeletesAsTheTypeItWasMadeWith) {
+TEST(qtPtrLightTest, ObjectIsDeletedAsTheTypeItWasMadeWith) {
     int deletions = 0;
     int derived_deletions = 0;
     {
@@ -248,7 +248,7 @@ TEST(qtPtrLightTest, DeletesAsTheTypeItWasMadeWith) {
     EXPECT_EQ(derived_deletions, 1);
 }
 
-TEST(qtPtrLightTest, DeletesAsDerivedWhenMadeFromBarePointer) {
+TEST(qtPtrLightTest, ObjectIsDeletedAsDerivedIfMadeFromABarePointer) {
     int deletions = 0;
     int derived_deletions = 0;
     { const qtPtrLight<Base> base(new Derived(&deletions, &derived_deletions)); }
@@ -256,7 +256,7 @@ TEST(qtPtrLightTest, DeletesAsDerivedWhenMadeFromBarePointer) {
     EXPECT_EQ(derived_deletions, 1);
 }
 
-TEST(qtPtrLightTest, FindsBaseThatStandsBehindAnother) {
+TEST(qtPtrLightTest, SecondBaseIsFound) {
     const qtPtrLight<Of_two_bases> object(new Of_two_bases);
 
     const qtPtrLight<Second_base> second = object;
@@ -273,17 +273,17 @@ TEST(qtPtrLightTest, NullPointerToBaseIsNull) {
     EXPECT_TRUE(second.IsNull());
 }
 
-TEST(qtPtrLightTest, ConvertsOnlyWhereBarePointersDo) {
+TEST(qtPtrLightTest, ConversionWorksOnlyWhereBarePointersConvert) {
     EXPECT_TRUE((std::is_convertible_v<qtPtrLight<Derived>, qtPtrLight<Base>>));
     EXPECT_TRUE((std::is_convertible_v<qtPtrLight<int>, qtPtrLight<const int>>));
     EXPECT_FALSE((std::is_convertible_v<qtPtrLight<Base>, qtPtrLight<Derived>>));
     EXPECT_FALSE((std::is_convertible_v<qtPtrLight<const int>, qtPtrLight<int>>));
     EXPECT_FALSE((std::is_convertible_v<qtPtrLight<int>, qtPtrLight<double>>));
-    // Taking over an object is always written out.
+    // Taking ownership of an object must always be explicit.
     EXPECT_FALSE((std::is_convertible_v<Base*, qtPtrLight<Base>>));
 }
 
-TEST(qtPtrLightTest, DropsChainThatItsFirstPointerHolds) {
+TEST(qtPtrLightTest, ChainIsDeletedWithItsFirstPointer) {
     int deletions = 0;
     std::vector<qtPtrLight<Base>> pointers;
     pointers.emplace_back(new Base(&deletions));
@@ -295,7 +295,7 @@ TEST(qtPtrLightTest, DropsChainThatItsFirstPointerHolds) {
     EXPECT_EQ(deletions, 1);
 }
 
-TEST(qtPtrLightTest, TakesOverWhatItsOwnObjectHolds) {
+TEST(qtPtrLightTest, AssignmentFromAPointerInTheOwnObjectWorks) {
     qtPtrLight<Link> list(new Link);
     list->next = qtPtrLight<Link>(new Link);
     Link* const second = list->next.get();
@@ -306,7 +306,7 @@ TEST(qtPtrLightTest, TakesOverWhatItsOwnObjectHolds) {
     EXPECT_EQ(list.use_count(), 1U);
 }
 
-TEST(qtPtrLightTest, IsCopiedAndDroppedWhereTypeIsOnlyDeclared) {
+TEST(qtPtrLightTest, PointerToADeclaredTypeIsCopiedAndDestroyed) {
     int deletions = 0;
     {
         qtPtrLight<Declared_only> first = make_declared_only(&deletions);

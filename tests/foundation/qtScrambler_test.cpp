@@ -24,7 +24,7 @@ std::string descrambled(std::string bytes, std::uint32_t option = qtScrambler::k
     return bytes;
 }
 
-// A text as it may stand in a record, which repeats itself and is full of zero bytes.
+// A text like those in records: it has repetitions and many zero bytes.
 std::string long_text(std::size_t byte_count) {
     std::string text;
     while (text.size() < byte_count) {
@@ -35,21 +35,21 @@ std::string long_text(std::size_t byte_count) {
     return text;
 }
 
-// The published first numbers of splitmix64 with the seed 1234567: 6457827717110365317,
-// 3203168211198807973 and 9817491932198370423, their lowest bytes first.
-TEST(qtScramblerTest, CoversBytesWithTheNumbersOfItsGenerator) {
+// The published first numbers of splitmix64 with the seed 1234567 are 6457827717110365317,
+// 3203168211198807973 and 9817491932198370423. Their lowest bytes come first.
+TEST(qtScramblerTest, BytesAreCombinedWithTheNumbersOfTheGenerator) {
     EXPECT_EQ(to_hex(scrambled(std::string(20, '\0'), 0, 1234567)),
               "85 fc 08 fb 17 d0 9e 59 a5 0f 54 58 84 f0 73 2c 77 7c f2 a3");
     EXPECT_EQ(to_hex(scrambled(std::string(3, '\xFF'), 0, 1234567)), "7a 03 f7");
 }
 
-// Worked out by another program.
-TEST(qtScramblerTest, CoversFilesWithOneStream) {
+// The expected bytes were computed by another program.
+TEST(qtScramblerTest, FilesAreScrambledWithOneStream) {
     EXPECT_EQ(to_hex(scrambled(std::string(18, '\0'))),
               "b2 12 7b 48 b5 6d b6 5f 31 22 4d 84 08 b3 8d ee 54 4f");
 }
 
-TEST(qtScramblerTest, GivesBackWhatItScrambled) {
+TEST(qtScramblerTest, ScramblingIsUndone) {
     for (const std::size_t byte_count : {0U, 1U, 2U, 7U, 8U, 9U, 15U, 16U, 17U, 16360U, 100003U}) {
         SCOPED_TRACE(byte_count);
         const std::string text = long_text(byte_count);
@@ -58,14 +58,14 @@ TEST(qtScramblerTest, GivesBackWhatItScrambled) {
     }
 }
 
-TEST(qtScramblerTest, TakesNoBytes) {
+TEST(qtScramblerTest, EmptyInputIsAccepted) {
     kScrambler.Scramble(nullptr, 0, qtScrambler::kOption);
     kScrambler.Descramble(nullptr, 0, qtScrambler::kOption);
 
     EXPECT_EQ(scrambled(""), "");
 }
 
-TEST(qtScramblerTest, ChangesBytesByTheirPositionAlone) {
+TEST(qtScramblerTest, BytesChangeOnlyByTheirPosition) {
     const std::string text = long_text(40);
 
     for (std::size_t byte_count = 0; byte_count <= text.size(); ++byte_count) {
@@ -75,7 +75,7 @@ TEST(qtScramblerTest, ChangesBytesByTheirPositionAlone) {
     }
 }
 
-TEST(qtScramblerTest, TakesBytesAtEveryAddress) {
+TEST(qtScramblerTest, BytesAtEveryAddressAreAccepted) {
     const std::string expected = scrambled(long_text(100));
 
     for (std::size_t start = 0; start < 8; ++start) {
@@ -87,7 +87,7 @@ TEST(qtScramblerTest, TakesBytesAtEveryAddress) {
     }
 }
 
-TEST(qtScramblerTest, LeavesNoTextToBeFound) {
+TEST(qtScramblerTest, TextIsNotReadableAfterwards) {
     const std::string text = long_text(16360);
     const std::string hidden = scrambled(text);
 
@@ -97,7 +97,7 @@ TEST(qtScramblerTest, LeavesNoTextToBeFound) {
     }
 }
 
-TEST(qtScramblerTest, LeavesNoRunsOfOneByte) {
+TEST(qtScramblerTest, RunsOfOneByteDisappear) {
     const std::string hidden = scrambled(std::string(16360, '\0'));
 
     for (std::size_t position = 4; position < hidden.size(); ++position) {
@@ -105,7 +105,7 @@ TEST(qtScramblerTest, LeavesNoRunsOfOneByte) {
     }
 }
 
-TEST(qtScramblerTest, IsUndoneWithTheSameSeedAndOptionOnly) {
+TEST(qtScramblerTest, ScramblingIsUndoneOnlyWithTheSameSeedAndOption) {
     const std::string text = long_text(24);
 
     EXPECT_NE(descrambled(scrambled(text), qtScrambler::kOption + 1), text);

@@ -30,7 +30,7 @@ TEST(qtStringTest, IsEmptyByDefault) {
     EXPECT_STREQ(text.c_str(), "");
 }
 
-TEST(qtStringTest, OrdersAllPairsOfBytesAsUnsigned) {
+TEST(qtStringTest, AllPairsOfBytesAreOrderedAsUnsigned) {
     for (int left = 0; left <= UCHAR_MAX; ++left) {
         for (int right = 0; right <= UCHAR_MAX; ++right) {
             SCOPED_TRACE(std::to_string(left) + " and " + std::to_string(right));
@@ -49,15 +49,15 @@ TEST(qtStringTest, OrdersAllPairsOfBytesAsUnsigned) {
     }
 }
 
-TEST(qtStringTest, OrdersLongTextsAsUnsignedBytes) {
-    // Long enough that a comparison by words would show another order.
+TEST(qtStringTest, LongTextsAreOrderedAsUnsignedBytes) {
+    // Long enough that a comparison of whole words would show another order.
     const std::string same(100, 'm');
 
     EXPECT_LT(qtString(same + "\x7f" + "\xff"), qtString(same + "\x80" + "\x01"));
     EXPECT_LT(qtString(same + "z"), qtString(same + "\xc3\xa4"));
 }
 
-TEST(qtStringTest, SortsIntoOneWrittenDownOrder) {
+TEST(qtStringTest, SortedTextsAreInTheExpectedOrder) {
     const std::vector<qtString> sorted = {"",
                                           qtString("\0", 1),
                                           qtString("\0\0", 2),
@@ -89,19 +89,19 @@ TEST(qtStringTest, FirstDifferenceDecidesBeforeLength) {
     EXPECT_GT(qtString("b"), qtString("aaaaaa"));
 }
 
-TEST(qtStringTest, ShorterOfTwoWithOneBeginningIsLess) {
+TEST(qtStringTest, ShorterOfTwoTextsWithOneBeginningIsLess) {
     EXPECT_LT(qtString("conc"), qtString("concept"));
     EXPECT_GT(qtString("concept"), qtString("conc"));
     EXPECT_LT(qtString(""), qtString("a"));
 }
 
-TEST(qtStringTest, ReadsBehindZeroBytesWhenComparing) {
+TEST(qtStringTest, BytesAfterZeroBytesAreCompared) {
     EXPECT_NE(qtString("a\0b", 3), qtString("a\0c", 3));
     EXPECT_LT(qtString("a\0b", 3), qtString("a\0c", 3));
     EXPECT_LT(qtString("a"), qtString("a\0", 2));
 }
 
-TEST(qtStringTest, KeepsZeroBytes) {
+TEST(qtStringTest, ZeroBytesAreKept) {
     const qtString text("\0x\0", 3);
 
     EXPECT_EQ(text.size(), 3U);
@@ -110,25 +110,25 @@ TEST(qtStringTest, KeepsZeroBytes) {
     EXPECT_EQ(text[2], '\0');
 }
 
-TEST(qtStringTest, EndsLiteralsAtTheirZeroByte) {
+TEST(qtStringTest, LiteralEndsAtItsZeroByte) {
     EXPECT_EQ(qtString("a\0b").size(), 1U);
 }
 
-TEST(qtStringTest, TakesViewsAndStringsWhole) {
+TEST(qtStringTest, ViewsAndStringsAreTakenCompletely) {
     const std::string_view view("a\0b", 3);
 
     EXPECT_EQ(qtString(view), qtString("a\0b", 3));
     EXPECT_EQ(qtString(std::string(view)), qtString("a\0b", 3));
 }
 
-TEST(qtStringTest, EndsDataWithZeroByte) {
+TEST(qtStringTest, DataEndWithAZeroByte) {
     const qtString text(std::string_view("abc", 2));
 
     EXPECT_EQ(text.data()[2], '\0');
     EXPECT_EQ(text.c_str()[2], '\0');
 }
 
-TEST(qtStringTest, AppendsBytes) {
+TEST(qtStringTest, BytesAreAppended) {
     qtString text("ab");
 
     text.append(std::string_view("c\0", 2)) += 'd';
@@ -137,7 +137,7 @@ TEST(qtStringTest, AppendsBytes) {
     EXPECT_EQ(text, qtString("abc\0def", 7));
 }
 
-TEST(qtStringTest, AppendsItselfWhole) {
+TEST(qtStringTest, TextCanBeAppendedToItself) {
     qtString text("abc");
 
     text += text;
@@ -145,7 +145,7 @@ TEST(qtStringTest, AppendsItselfWhole) {
     EXPECT_EQ(text, "abcabc");
 }
 
-TEST(qtStringTest, AddsWithoutChangingItsTerms) {
+TEST(qtStringTest, AdditionDoesNotChangeItsTerms) {
     const qtString left("le");
     const qtString right("ft");
 
@@ -154,7 +154,7 @@ TEST(qtStringTest, AddsWithoutChangingItsTerms) {
     EXPECT_EQ(right, "ft");
 }
 
-TEST(qtStringTest, FillsNewBytesWithZero) {
+TEST(qtStringTest, NewBytesAreZero) {
     qtString text("ab");
 
     text.resize(4);
@@ -162,7 +162,7 @@ TEST(qtStringTest, FillsNewBytesWithZero) {
     EXPECT_EQ(text, qtString("ab\0\0", 4));
 }
 
-TEST(qtStringTest, IsEmptyAfterClear) {
+TEST(qtStringTest, ClearedTextIsEmpty) {
     qtString text("ab");
 
     text.clear();
@@ -171,7 +171,7 @@ TEST(qtStringTest, IsEmptyAfterClear) {
     EXPECT_EQ(text, "");
 }
 
-TEST(qtStringTest, TakesWritesThroughPositionAndData) {
+TEST(qtStringTest, BytesCanBeWrittenByPositionAndThroughData) {
     qtString text("abc");
 
     text[1] = 'X';
@@ -186,7 +186,7 @@ struct Substr_row {
     const char* expected;
 };
 
-TEST(qtStringTest, CutsPartsOut) {
+TEST(qtStringTest, PartsAreReturned) {
     const Substr_row rows[] = {
         {0, 3, "con"},
         {3, 2, "ce"},
@@ -209,24 +209,24 @@ TEST(qtStringTest, CutsPartsOut) {
     }
 }
 
-TEST(qtStringTest, CutsNothingOutOfEmptyText) {
+TEST(qtStringTest, PartOfAnEmptyTextIsEmpty) {
     EXPECT_EQ(qtString().substr(0), "");
 }
 
-TEST(qtStringTest, HashesEqualTextsAlike) {
+TEST(qtStringTest, EqualTextsHaveTheSameHash) {
     const std::hash<qtString> hash;
 
     EXPECT_EQ(hash(qtString("concept")), hash(qtString("con") + "cept"));
     EXPECT_EQ(hash(qtString("a\0b", 3)), hash(qtString("a") + qtString("\0b", 2)));
 }
 
-TEST(qtStringTest, HashesBytesBehindZeroToo) {
+TEST(qtStringTest, BytesAfterAZeroByteAreHashedToo) {
     const std::hash<qtString> hash;
 
     EXPECT_NE(hash(qtString("a\0b", 3)), hash(qtString("a\0c", 3)));
 }
 
-TEST(qtStringTest, ServesAsKeyOfHashSet) {
+TEST(qtStringTest, TextCanBeAKeyOfAHashSet) {
     std::unordered_set<qtString> set;
     for (int byte = 0; byte <= UCHAR_MAX; ++byte) {
         set.insert(text_of_byte(byte));

@@ -1,4 +1,4 @@
-// Numbers where the process's locale has a comma for the decimal point.
+// Reading and writing numbers in a process whose locale has a decimal comma.
 #include "zandrel/foundation/qtText.h"
 
 #include <array>

@@ -39,7 +39,7 @@ bool IsOneOf(int byte, const char* set, std::size_t size) {
     return std::memchr(set, byte, size) != nullptr;
 }
 
-TEST(qtTokenizeTest, SplitsAtEachDelimiterAndDropsEmptyPieces) {
+TEST(qtTokenizeTest, TextIsSplitAtEachDelimiterWithoutEmptyPieces) {
     struct Row {
         const char* text;
         const char* delimiters;
@@ -64,7 +64,7 @@ TEST(qtTokenizeTest, SplitsAtEachDelimiterAndDropsEmptyPieces) {
     }
 }
 
-TEST(qtTokenizeTest, SplitsAtAnyByte) {
+TEST(qtTokenizeTest, TextIsSplitAtAnyByte) {
     for (int byte = 0; byte < 256; ++byte) {
         const qtString delimiter = OneByte(byte);
         const qtString piece = OneByte(byte ^ 1);
@@ -76,7 +76,7 @@ TEST(qtTokenizeTest, SplitsAtAnyByte) {
     }
 }
 
-TEST(TrimWhiteSpaceTest, TakesTheSixWhiteSpaceBytesAndNoOther) {
+TEST(TrimWhiteSpaceTest, OnlyTheSixWhiteSpaceBytesAreRemoved) {
     for (int byte = 0; byte < 256; ++byte) {
         const bool is_white = IsOneOf(byte, " \t\n\v\f\r", 6);
         const qtString edge = OneByte(byte);
@@ -86,16 +86,16 @@ TEST(TrimWhiteSpaceTest, TakesTheSixWhiteSpaceBytesAndNoOther) {
     }
 }
 
-TEST(TrimWhiteSpaceTest, LeavesWhiteSpaceInside) {
+TEST(TrimWhiteSpaceTest, WhiteSpaceInsideIsKept) {
     EXPECT_EQ(TrimWhiteSpace(" \t a \n b \r\n"), "a \n b");
 }
 
-TEST(TrimWhiteSpaceTest, LeavesNothingOfWhiteSpaceAlone) {
+TEST(TrimWhiteSpaceTest, TextOfOnlyWhiteSpaceBecomesEmpty) {
     EXPECT_EQ(TrimWhiteSpace(""), "");
     EXPECT_EQ(TrimWhiteSpace(" \t\n\v\f\r"), "");
 }
 
-TEST(FindNoCaseTest, FindsTheFirstPlaceFromTheStart) {
+TEST(FindNoCaseTest, FirstPlaceFromTheStartIsFound) {
     struct Row {
         const char* text;
         const char* needle;
@@ -122,7 +122,7 @@ TEST(FindNoCaseTest, FindsTheFirstPlaceFromTheStart) {
     }
 }
 
-TEST(FindNoCaseTest, FindsAnEmptyNeedleAtTheStartPosition) {
+TEST(FindNoCaseTest, EmptyNeedleIsFoundAtTheStartPosition) {
     EXPECT_EQ(FindNoCase("", "", 0), 0);
     EXPECT_EQ(FindNoCase("abc", "", 0), 0);
     EXPECT_EQ(FindNoCase("abc", "", 2), 2);
@@ -130,7 +130,7 @@ TEST(FindNoCaseTest, FindsAnEmptyNeedleAtTheStartPosition) {
     EXPECT_EQ(FindNoCase("abc", "", 4), -1);
 }
 
-TEST(FindNoCaseTest, FoldsTheLettersOfAsciiAlone) {
+TEST(FindNoCaseTest, OnlyAsciiLettersAreFolded) {
     for (int left = 0; left < 256; ++left) {
         for (int right = 0; right < 256; ++right) {
             const bool are_letters = (left >= 'a' && left <= 'z') || (left >= 'A' && left <= 'Z');
@@ -142,7 +142,7 @@ TEST(FindNoCaseTest, FoldsTheLettersOfAsciiAlone) {
     }
 }
 
-TEST(qtConcatenatorTest, WritesSeparatorsBetweenAndEscapesThoseInside) {
+TEST(qtConcatenatorTest, SeparatorsAreWrittenBetweenTextsAndEscapedInside) {
     struct Row {
         Texts texts;
         const char* joined;
@@ -169,11 +169,11 @@ TEST(qtConcatenatorTest, WritesSeparatorsBetweenAndEscapesThoseInside) {
     }
 }
 
-TEST(qtConcatenatorTest, WritesTheEmptyListAsTheEmptyText) {
+TEST(qtConcatenatorTest, EmptyListIsWrittenAsTheEmptyText) {
     EXPECT_EQ(qtConcatenator::Build({}, ';'), "");
 }
 
-TEST(qtConcatenatorTest, GivesBackEveryByteWithEverySeparator) {
+TEST(qtConcatenatorTest, EveryByteIsReadBackWithEverySeparator) {
     for (int separator = 0; separator < 256; ++separator) {
         if (separator == '\\') {
             continue;  // the escape itself
@@ -190,8 +190,8 @@ TEST(qtConcatenatorTest, GivesBackEveryByteWithEverySeparator) {
     }
 }
 
-// Every list of up to three texts of up to two bytes from an alphabet of the bytes that matter.
-TEST(qtConcatenatorTest, GivesBackEveryShortList) {
+// All lists of up to three texts of up to two bytes, from an alphabet of the bytes that matter.
+TEST(qtConcatenatorTest, EveryShortListIsReadBack) {
     Texts words{""};
     for (const char* const first : {"a", ";", "\\"}) {
         words.emplace_back(first);
@@ -224,7 +224,7 @@ TEST(qtConcatenatorTest, GivesBackEveryShortList) {
     EXPECT_EQ(joined_forms.size(), list_count);
 }
 
-TEST(qtConcatenatorTest, RefusesALoneBackslashAtTheEnd) {
+TEST(qtConcatenatorTest, SingleBackslashAtTheEndIsRefused) {
     for (const char* const joined : {"\\", "a;b\\", "a\\\\\\", ";\\"}) {
         SCOPED_TRACE(joined);
         Texts texts{"old"};
@@ -235,7 +235,7 @@ TEST(qtConcatenatorTest, RefusesALoneBackslashAtTheEnd) {
     }
 }
 
-TEST(qtConcatenatorTest, KeepsABackslashThatEscapesNothing) {
+TEST(qtConcatenatorTest, BackslashThatEscapesNothingIsKept) {
     Texts texts;
 
     EXPECT_TRUE(qtConcatenator::Disassemble("c:\\temp;\\/;\\\\n", texts, ';'));
@@ -256,7 +256,7 @@ protected:
                             testing::UnitTest::GetInstance()->current_test_info()->name();
 };
 
-TEST_F(qtStringReadTest, ReadsEveryByte) {
+TEST_F(qtStringReadTest, EveryByteIsRead) {
     Write(kAllBytes);
     qtString content("old");
 
@@ -265,7 +265,7 @@ TEST_F(qtStringReadTest, ReadsEveryByte) {
     EXPECT_EQ(content, kAllBytes);
 }
 
-TEST_F(qtStringReadTest, ReadsAnEmptyFile) {
+TEST_F(qtStringReadTest, EmptyFileIsRead) {
     Write("");
     qtString content("old");
 
@@ -274,7 +274,7 @@ TEST_F(qtStringReadTest, ReadsAnEmptyFile) {
     EXPECT_EQ(content, "");
 }
 
-TEST_F(qtStringReadTest, ReadsAFileOfManyBlocks) {
+TEST_F(qtStringReadTest, FileOfManyBlocksIsRead) {
     qtString large;
     while (large.size() < 300001) {
         large += kAllBytes;
@@ -287,7 +287,7 @@ TEST_F(qtStringReadTest, ReadsAFileOfManyBlocks) {
     EXPECT_EQ(content, large);
 }
 
-TEST_F(qtStringReadTest, GivesAnEmptyTextForWhatCannotBeRead) {
+TEST_F(qtStringReadTest, UnreadableFileGivesAnEmptyText) {
     const qtString missing = m_path + "/missing";
     Write("content");
     const qtString with_zero_byte = m_path + qtString("\0tail", 5);
@@ -303,7 +303,7 @@ TEST_F(qtStringReadTest, GivesAnEmptyTextForWhatCannotBeRead) {
     }
 }
 
-TEST(qtSnprintfTest, NeverWritesPastTheGivenRoom) {
+TEST(qtSnprintfTest, NothingIsWrittenPastTheGivenRoom) {
     for (std::size_t room = 1; room < 12; ++room) {
         char text[16];
         std::memset(text, '#', sizeof text);
@@ -319,7 +319,7 @@ TEST(qtSnprintfTest, NeverWritesPastTheGivenRoom) {
     }
 }
 
-TEST(qtSnprintfTest, WritesNothingWithoutRoom) {
+TEST(qtSnprintfTest, NothingIsWrittenWithoutRoom) {
     char text[] = "#";
 
     EXPECT_EQ(qtSnprintf(text, 0, "%d", 1), 0U);
@@ -328,7 +328,7 @@ TEST(qtSnprintfTest, WritesNothingWithoutRoom) {
     EXPECT_STREQ(text, "#");
 }
 
-TEST(qtSnprintfTest, GivesTheEmptyTextForAFormatThatFails) {
+TEST(qtSnprintfTest, FormatThatFailsGivesTheEmptyText) {
     char text[] = "old text";
     const wchar_t no_character[] = {static_cast<wchar_t>(0x7FFFFFFF), 0};
 
@@ -340,7 +340,7 @@ TEST(qtSnprintfTest, GivesTheEmptyTextForAFormatThatFails) {
 constexpr long kLowestLong = std::numeric_limits<long>::min();
 constexpr long kHighestLong = std::numeric_limits<long>::max();
 
-TEST(qtConvertLongToStringTest, WritesDecimals) {
+TEST(qtConvertLongToStringTest, DecimalsAreWritten) {
     EXPECT_EQ(qtConvertLongToString(0), "0");
     EXPECT_EQ(qtConvertLongToString(7), "7");
     EXPECT_EQ(qtConvertLongToString(-42), "-42");
@@ -349,7 +349,7 @@ TEST(qtConvertLongToStringTest, WritesDecimals) {
     EXPECT_EQ(qtConvertLongToString(kLowestLong), "-9223372036854775808");
 }
 
-TEST(qtConvertStringToLongTest, ReadsTheLeadingInteger) {
+TEST(qtConvertStringToLongTest, LeadingIntegerIsRead) {
     struct Row {
         const char* text;
         long number;
@@ -392,7 +392,7 @@ TEST(qtConvertStringToLongTest, ReadsTheLeadingInteger) {
     }
 }
 
-TEST(qtConvertStringToLongTest, StopsAtEveryByteThatIsNoDigit) {
+TEST(qtConvertStringToLongTest, ReadingStopsAtEveryByteThatIsNoDigit) {
     for (int byte = 0; byte < 256; ++byte) {
         const bool is_digit = byte >= '0' && byte <= '9';
         const long expected = is_digit ? 100 + (byte - '0') * 10 + 5 : 1;
@@ -401,7 +401,7 @@ TEST(qtConvertStringToLongTest, StopsAtEveryByteThatIsNoDigit) {
     }
 }
 
-TEST(qtConvertStringToLongTest, SkipsWhiteSpaceAndNoOtherByteInFront) {
+TEST(qtConvertStringToLongTest, OnlyWhiteSpaceInFrontIsSkipped) {
     for (int byte = 0; byte < 256; ++byte) {
         long expected = IsOneOf(byte, " \t\n\v\f\r+", 7) ? 5 : 0;
         if (byte == '-') {
@@ -414,7 +414,7 @@ TEST(qtConvertStringToLongTest, SkipsWhiteSpaceAndNoOtherByteInFront) {
     }
 }
 
-TEST(qtConvertStringToIntTest, HoldsTheNumberWithinItsRange) {
+TEST(qtConvertStringToIntTest, NumberOutOfRangeBecomesTheNearestLimit) {
     EXPECT_EQ(qtConvertStringToInt("-17 "), -17);
     EXPECT_EQ(qtConvertStringToInt("2147483647"), 2147483647);
     EXPECT_EQ(qtConvertStringToInt("2147483648"), 2147483647);
@@ -423,7 +423,7 @@ TEST(qtConvertStringToIntTest, HoldsTheNumberWithinItsRange) {
     EXPECT_EQ(qtConvertStringToInt("99999999999999999999"), 2147483647);
 }
 
-TEST(qtConvertStringToUnsignedTest, HoldsTheNumberWithinItsRange) {
+TEST(qtConvertStringToUnsignedTest, NumberOutOfRangeBecomesTheNearestLimit) {
     EXPECT_EQ(qtConvertStringToUnsigned("17 "), 17U);
     EXPECT_EQ(qtConvertStringToUnsigned("-1"), 0U);
     EXPECT_EQ(qtConvertStringToUnsigned("4294967295"), 4294967295U);
@@ -431,7 +431,7 @@ TEST(qtConvertStringToUnsignedTest, HoldsTheNumberWithinItsRange) {
     EXPECT_EQ(qtConvertStringToUnsigned("99999999999999999999"), 4294967295U);
 }
 
-TEST(qtConvertDoubleToStringTest, WritesTheShortestText) {
+TEST(qtConvertDoubleToStringTest, ShortestTextIsWritten) {
     struct Row {
         double number;
         const char* text;
@@ -461,7 +461,7 @@ TEST(qtConvertDoubleToStringTest, WritesTheShortestText) {
     }
 }
 
-TEST(qtConvertDoubleToStringTest, ReadsBackAnyNumberEqual) {
+TEST(qtConvertDoubleToStringTest, AnyNumberIsReadBackEqual) {
     std::mt19937_64 random(20240229);
     for (int round = 0; round < 20000; ++round) {
         const std::uint64_t bits = random();
@@ -474,7 +474,7 @@ TEST(qtConvertDoubleToStringTest, ReadsBackAnyNumberEqual) {
     }
 }
 
-TEST(qtConvertStringToDoubleTest, ReadsTheLeadingNumber) {
+TEST(qtConvertStringToDoubleTest, LeadingNumberIsRead) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
     struct Row {
@@ -515,15 +515,15 @@ TEST(qtConvertStringToDoubleTest, ReadsTheLeadingNumber) {
     EXPECT_TRUE(std::isnan(qtConvertStringToDouble("NaN")));
 }
 
-TEST(qtConvertStringToDoubleTest, StopsAtAZeroByte) {
+TEST(qtConvertStringToDoubleTest, ReadingStopsAtAZeroByte) {
     EXPECT_EQ(qtConvertStringToDouble(qtString("1\0.5", 4)), 1.0);
 }
 
-// strtod of the C library in the locale that all programs begin with, which is the plain one.
+// Compares with strtod of the C library, in the plain locale in which all programs begin.
 void ExpectReadsAsStrtod(const std::string& text) {
     const double number = qtConvertStringToDouble(text);
     const double expected = std::strtod(text.c_str(), nullptr);
-    // By their bits, so that the sign of 0 counts.
+    // We compare the bits, so that the sign of 0 counts.
     EXPECT_EQ(std::memcmp(&number, &expected, sizeof number), 0)
         << '"' << text << "\": " << number << " instead of " << expected;
 }
@@ -536,7 +536,7 @@ std::string RandomText(std::mt19937_64& random, const std::string& alphabet, std
     return text;
 }
 
-TEST(qtConvertStringToDoubleTest, ReadsEveryShortTextOfItsBytesAsStrtod) {
+TEST(qtConvertStringToDoubleTest, EveryShortTextIsReadLikeByStrtod) {
     const std::string alphabet = "0157.eExX+- n";
     for (std::size_t length = 0; length <= 5; ++length) {
         std::vector<std::size_t> digits(length + 1, 0);
@@ -554,26 +554,26 @@ TEST(qtConvertStringToDoubleTest, ReadsEveryShortTextOfItsBytesAsStrtod) {
     }
 }
 
-TEST(qtConvertStringToDoubleTest, ReadsTheEdgesOfShortDecimalsAsStrtod) {
+TEST(qtConvertStringToDoubleTest, EdgesOfShortDecimalsAreReadLikeByStrtod) {
     const char* const texts[] = {
         "-0", "-0.0", "-.0", "-0e5", "-0e-5", "-0e999", "+0", "+3", "+-3", "-+3", "--3", "- 3",
         "1.", "-1.", ".5", "+.5", "-.5", ".", "..5", "1..5", "1e", "1e+", "1e-", "1E5", "1e+5",
         "1e-5", "1.e5", ".5e1", ".e5", "e5", "1e5.5", "1e5e5", "1e 5", " 1", "\t-1.5", "\v\f1",
         "1 ", "00.50", "0x1p4", "-0X1.8", "1x", "0e1x", "0x", "0b1", "1'000", "1,000", "\xa0 1",
-        // 2^53 and its neighbours, which are the last integers that are exact, and beyond.
+        // 2^53, up to which all integers are exact, and its neighbours.
         "9007199254740991", "9007199254740992", "9007199254740993", "9007199254740995",
         "-9007199254740992", "-9007199254740993", "900719925474099.3", "9.007199254740993",
-        // So many digits that 64 bits are full or that they turn over to a small number.
+        // So many digits that 64 bits are full, or overflow to a small number.
         "9999999999999999999", "18446744073709551615", "18446744073709551616",
         "18446744073709551617", "1844674407370955161.7", "184467440737095516170",
         "0000000000000000001", "00000000000000000001", "0.000000000000000001",
         "0.0000000000000000001", "1.0000000000000000000000000000000000000001",
         "340282366920938463463374607431768211457",
-        // The last exact power of ten, and the next.
+        // The last exact power of ten, and the next one.
         "1e22", "1e23", "9007199254740991e22", "9007199254740991e23", "9007199254740991e-22",
         "9007199254740991e-23", "3e-22", "3e-23", "0.3e-21", "0.3e-22", "123.456e25", "1.5e23",
         "1000e19", "1000e20", "0.001e25",
-        // The ends of the range, and exponents beyond that of any integer.
+        // The ends of the range, and exponents too large for any integer type.
         "1e308", "1e309", "-1e309", "1.7976931348623157e308", "1.7976931348623159e308",
         "2.2250738585072014e-308", "4.9e-324", "2.4e-324", "1e-400", "1e0000000000000000000005",
         "1e-0005", "1e999999999999999999999", "1e-999999999999999999999", "1e18446744073709551616",
@@ -586,7 +586,7 @@ TEST(qtConvertStringToDoubleTest, ReadsTheEdgesOfShortDecimalsAsStrtod) {
     }
 }
 
-TEST(qtConvertStringToDoubleTest, ReadsRandomTextsAsStrtod) {
+TEST(qtConvertStringToDoubleTest, RandomTextsAreReadLikeByStrtod) {
     const std::uint64_t seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937_64 random(seed);
@@ -604,7 +604,7 @@ TEST(qtConvertStringToDoubleTest, ReadsRandomTextsAsStrtod) {
     }
 }
 
-TEST(qtConvertStringToDoubleTest, RoundsInTheDirectionThatIsSet) {
+TEST(qtConvertStringToDoubleTest, RoundingFollowsTheModeThatIsSet) {
     for (const int direction : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
         for (const char* const text : {"0.1", "-0.1", "0.3", "-0.7", "-0", "9007199254740991e22"}) {
             std::fesetround(direction);
@@ -614,7 +614,7 @@ TEST(qtConvertStringToDoubleTest, RoundsInTheDirectionThatIsSet) {
     }
 }
 
-TEST(qtStringHashTest, IsThePolynomialOfUnsignedBytes) {
+TEST(qtStringHashTest, HashIsThePolynomialOfUnsignedBytes) {
     const qtStringHash hash;
 
     EXPECT_EQ(hash(qtString()), 0U);
@@ -626,7 +626,7 @@ TEST(qtStringHashTest, IsThePolynomialOfUnsignedBytes) {
     }
 }
 
-TEST(qtStringHashTest, TakesViewsWithoutACopy) {
+TEST(qtStringHashTest, ViewsAreHashedWithoutACopy) {
     EXPECT_EQ(qtStringHash()(std::string_view("abc")), qtStringHash()(qtString("abc")));
 }
 

@@ -25,7 +25,7 @@ std::int64_t Unpacked(const std::string& bytes) {
     return moment.microseconds();
 }
 
-// Holds the clock at a moment and gives it back at the end.
+// Sets the clock to a fixed time and restores it at the end.
 class Held_clock {
 public:
     Held_clock() : m_before(set_clock([] { return std::int64_t{1234567890}; })) {}
@@ -39,15 +39,15 @@ private:
     qtClock m_before;
 };
 
-TEST(qtTimeDateTest, StartsAtTheStartOf1970) {
+TEST(qtTimeDateTest, DefaultIsTheStartOf1970) {
     EXPECT_EQ(qtTimeDate().microseconds(), 0);
 }
 
-TEST(qtTimeDateTest, TakesEightBytes) {
+TEST(qtTimeDateTest, ObjectHasEightBytes) {
     EXPECT_EQ(qtTimeDate::GetPackSize(), 8U);
 }
 
-TEST(qtTimeDateTest, PacksTheHighestByteFirst) {
+TEST(qtTimeDateTest, HighestByteIsPackedFirst) {
     struct Row {
         std::int64_t microseconds;
         std::string bytes;
@@ -70,7 +70,7 @@ TEST(qtTimeDateTest, PacksTheHighestByteFirst) {
     }
 }
 
-TEST(qtTimeDateTest, KeepsEveryByteAtEveryPosition) {
+TEST(qtTimeDateTest, EveryByteIsKeptAtEveryPosition) {
     for (std::size_t position = 0; position < 8; ++position) {
         for (int byte = 0; byte < 256; ++byte) {
             std::string bytes(8, '\x5A');
@@ -81,7 +81,7 @@ TEST(qtTimeDateTest, KeepsEveryByteAtEveryPosition) {
     }
 }
 
-TEST(qtTimeDateTest, OrdersMomentsByTime) {
+TEST(qtTimeDateTest, EarlierTimesAreLess) {
     const std::int64_t rising[] = {kEarliest, -1, 0, 1, kLatest};
 
     for (const std::int64_t left : rising) {
@@ -104,7 +104,7 @@ TEST(qtTimeDateTest, AssignmentCopiesTheMoment) {
     EXPECT_EQ(target, source);
 }
 
-TEST(qtTimeDateTest, TakesTheTimeOfTheSystem) {
+TEST(qtTimeDateTest, NowIsTheTimeOfTheSystem) {
     using std::chrono::system_clock;
     const auto before = std::chrono::floor<std::chrono::microseconds>(system_clock::now());
 
@@ -116,7 +116,7 @@ TEST(qtTimeDateTest, TakesTheTimeOfTheSystem) {
     EXPECT_LE(now.microseconds(), after.time_since_epoch().count());
 }
 
-TEST(qtTimeDateTest, TakesTheTimeOfTheClockThatIsSet) {
+TEST(qtTimeDateTest, NowIsTheTimeOfTheClockThatIsSet) {
     const Held_clock held;
     qtTimeDate now;
 
@@ -125,14 +125,15 @@ TEST(qtTimeDateTest, TakesTheTimeOfTheClockThatIsSet) {
     EXPECT_EQ(now.microseconds(), 1234567890);
 }
 
-TEST(qtTimeDateTest, NullBringsTheClockOfTheSystemBack) {
+TEST(qtTimeDateTest, NullRestoresTheClockOfTheSystem) {
     const Held_clock held;
     set_clock(nullptr);
     qtTimeDate now;
 
     now.SetNowTime();
 
-    // Any system's clock stands behind the start of 2001, the held one in the first hour of 1970.
+    // The clock of any system is after the start of 2001. The fixed clock is in the first hour of
+    // 1970.
     EXPECT_GT(now.microseconds(), std::int64_t{978307200} * 1000000);
 }
 

@@ -14,7 +14,7 @@ namespace {
 class Reader;
 class Writer;
 
-// Which handler, of those a caller may write, gets what `Raised` throws.
+// Returns whether a handler for `Handled` catches an error of type `Raised`.
 template <class Handled, class Raised>
 bool is_caught_as(const Raised& raised) {
     try {
@@ -26,7 +26,7 @@ bool is_caught_as(const Raised& raised) {
     }
 }
 
-TEST(qtXTest, CarriesMessageNumberAndArguments) {
+TEST(qtXTest, MessageNumberAndArgumentsAreKept) {
     const qtX<Reader> raised(7, "Cannot read", {"file", "12"});
 
     EXPECT_EQ(raised.message(), "Cannot read");
@@ -35,16 +35,16 @@ TEST(qtXTest, CarriesMessageNumberAndArguments) {
     EXPECT_EQ(raised.arguments(), (std::vector<qtString>{"file", "12"}));
 }
 
-TEST(qtXTest, HasNoArgumentsByDefault) {
+TEST(qtXTest, DefaultHasNoArguments) {
     EXPECT_TRUE(qtX<Reader>(0, "Cannot read").arguments().empty());
     EXPECT_TRUE(qtXbase("Cannot read").arguments().empty());
 }
 
-TEST(qtXTest, KeepsNegativeNumbers) {
+TEST(qtXTest, NegativeNumbersAreKept) {
     EXPECT_EQ(qtX<Reader>(-3, "Cannot read").number(), -3);
 }
 
-TEST(qtXTest, HasCategoryTwoAndSeverityOne) {
+TEST(qtXTest, CategoryIsTwoAndSeverityOne) {
     const qtX<Reader> raised(5, "Cannot read");
     const qtXbase plain("Cannot read");
 
@@ -54,7 +54,7 @@ TEST(qtXTest, HasCategoryTwoAndSeverityOne) {
     EXPECT_EQ(plain.severity(), 1);
 }
 
-TEST(qtXTest, IsCaughtAsItselfAndAsAllAbove) {
+TEST(qtXTest, ErrorIsCaughtAsItsTypeAndAsAllBases) {
     const qtX<Reader> raised(5, "Cannot read");
 
     EXPECT_TRUE(is_caught_as<qtX<Reader>>(raised));
@@ -63,12 +63,12 @@ TEST(qtXTest, IsCaughtAsItselfAndAsAllAbove) {
     EXPECT_TRUE(is_caught_as<std::exception>(raised));
 }
 
-TEST(qtXTest, IsNotCaughtAsThatOfAnotherClass) {
+TEST(qtXTest, ErrorOfAnotherClassIsNotCaught) {
     EXPECT_FALSE(is_caught_as<qtX<Writer>>(qtX<Reader>(5, "Cannot read")));
     EXPECT_FALSE(is_caught_as<qtX<Reader>>(qtX<Writer>(5, "Cannot write")));
 }
 
-TEST(qtXTest, PlainErrorIsOfNoClass) {
+TEST(qtXTest, PlainErrorBelongsToNoClass) {
     const qtXbase raised("Cannot read");
 
     EXPECT_TRUE(is_caught_as<qtXbase>(raised));
@@ -76,7 +76,7 @@ TEST(qtXTest, PlainErrorIsOfNoClass) {
     EXPECT_EQ(raised.number(), 0);
 }
 
-TEST(qtXTest, KeepsAllOfItThroughTheHandlerOfItsBase) {
+TEST(qtXTest, HandlerOfTheBaseGetsTheWholeError) {
     try {
         throw qtX<Reader>(9, "Cannot read", {"file"});
     } catch (const qtXbase& raised) {
@@ -86,7 +86,7 @@ TEST(qtXTest, KeepsAllOfItThroughTheHandlerOfItsBase) {
     }
 }
 
-TEST(qtXTest, CopiesAreWhole) {
+TEST(qtXTest, CopiesAreComplete) {
     const qtX<Reader> raised(9, "Cannot read", {"file"});
     qtX<Reader> copy(0, "another");
 
@@ -102,7 +102,7 @@ struct Length_row {
     std::size_t kept;
 };
 
-TEST(qtXTest, CutsMessagesAt1023Bytes) {
+TEST(qtXTest, MessagesAreCutAt1023Bytes) {
     const Length_row rows[] = {{0, 0}, {1022, 1022}, {1023, 1023}, {1024, 1023}, {5000, 1023}};
     for (const Length_row& row : rows) {
         SCOPED_TRACE(row.given);
@@ -115,14 +115,14 @@ TEST(qtXTest, CutsMessagesAt1023Bytes) {
     }
 }
 
-TEST(qtXTest, KeepsTheBeginningOfACutMessage) {
+TEST(qtXTest, CutMessageKeepsItsBeginning) {
     const std::string kept = std::string(1022, 'a') + "b";
 
     EXPECT_EQ(qtX<Reader>(1, kept + "c").message(), kept);
     EXPECT_EQ(qtxAll(kept + "c", 1, 1).message(), kept);
 }
 
-TEST(qtXTest, DoesNotCutArguments) {
+TEST(qtXTest, ArgumentsAreNotCut) {
     const std::string long_argument(3000, 'a');
 
     const qtX<Reader> raised(1, "Cannot read", {long_argument});
@@ -130,7 +130,7 @@ TEST(qtXTest, DoesNotCutArguments) {
     EXPECT_EQ(raised.arguments()[0].size(), 3000U);
 }
 
-TEST(qtxAllTest, KeepsCategoryAndSeverity) {
+TEST(qtxAllTest, CategoryAndSeverityAreKept) {
     const qtxAll raised("Out of order", 4, 9);
 
     EXPECT_EQ(raised.message(), "Out of order");
@@ -138,7 +138,7 @@ TEST(qtxAllTest, KeepsCategoryAndSeverity) {
     EXPECT_EQ(raised.severity(), 9);
 }
 
-TEST(qtxAllTest, IsNotCaughtAsAnErrorOfUsers) {
+TEST(qtxAllTest, ErrorIsNotCaughtAsAnErrorOfUsers) {
     const qtxAll raised("Out of order", 4, 9);
 
     EXPECT_TRUE(is_caught_as<qtxAll>(raised));

@@ -27,7 +27,7 @@ public:
     int calls = 0;
 };
 
-TEST(traceTest, IsOffWithoutSink) {
+TEST(traceTest, TracingIsOffWithoutASink) {
     Trace_capture capture;
     set_trace_sink(nullptr);
 
@@ -42,7 +42,7 @@ TEST(traceTest, LevelsAreFourAndSixteen) {
     EXPECT_EQ(kTraceDebug, 16);
 }
 
-TEST(traceTest, HandsOverLevelFileAndText) {
+TEST(traceTest, SinkGetsLevelFileAndText) {
     Trace_capture capture;
 
     trace(s_trace_file, kTraceWarning, "a warning");
@@ -62,7 +62,7 @@ struct Level_row {
     std::vector<std::string> traced;
 };
 
-TEST(traceTest, PassesOnlyLevelsUpToTheHighest) {
+TEST(traceTest, OnlyLevelsUpToTheHighestAreTraced) {
     const Level_row rows[] = {
         {3, {}},
         {4, {"4"}},
@@ -87,7 +87,7 @@ TEST(traceTest, PassesOnlyLevelsUpToTheHighest) {
     }
 }
 
-TEST(traceTest, SinkGetsDebugWhenNoLevelIsGiven) {
+TEST(traceTest, DefaultHighestLevelIsDebug) {
     Trace_capture capture(0);
     set_trace_sink(&capture);
 
@@ -97,7 +97,7 @@ TEST(traceTest, SinkGetsDebugWhenNoLevelIsGiven) {
     EXPECT_THAT(capture.texts(), ElementsAre("debug"));
 }
 
-TEST(traceTest, LeavesPercentSignsOfPlainTexts) {
+TEST(traceTest, PercentSignsOfPlainTextsAreKept) {
     Trace_capture capture;
 
     trace(s_trace_file, kTraceDebug, "100 %s %d");
@@ -110,7 +110,7 @@ struct Trace_length_row {
     std::size_t kept;
 };
 
-TEST(traceTest, CutsFormattedTextsAt1023Bytes) {
+TEST(traceTest, FormattedTextsAreCutAt1023Bytes) {
     const Trace_length_row rows[] = {
         {0, 0}, {1022, 1022}, {1023, 1023}, {1024, 1023}, {5000, 1023}};
     for (const Trace_length_row& row : rows) {
@@ -123,7 +123,7 @@ TEST(traceTest, CutsFormattedTextsAt1023Bytes) {
     }
 }
 
-TEST(traceTest, DropsWhatTheSinkRaises) {
+TEST(traceTest, ErrorsOfTheSinkAreIgnored) {
     Raising_sink sink;
     set_trace_sink(&sink);
 
@@ -134,7 +134,7 @@ TEST(traceTest, DropsWhatTheSinkRaises) {
     EXPECT_EQ(sink.calls, 2);
 }
 
-TEST(traceTest, NewSinkTakesTheOldOnesPlace) {
+TEST(traceTest, NewSinkReplacesTheOldOne) {
     Trace_capture first;
     Trace_capture second;
 

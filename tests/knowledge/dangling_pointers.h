@@ -1,4 +1,5 @@
-// first_dangling_pointer: looks through a container for pointers to what it does not hold.
+// first_dangling_pointer: searches a container for pointers to nodes or objects that it no longer
+// has.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_DANGLING_POINTERS_H_
 #define ZANDREL_TESTS_KNOWLEDGE_DANGLING_POINTERS_H_
 
@@ -13,7 +14,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-// Follows no pointer before it is known to be good.
+// Dereferences a pointer only after it was found among the container's nodes or objects.
 class Pointer_check {
 public:
     explicit Pointer_check(zeManager& manager) : m_manager(manager) {
@@ -25,7 +26,7 @@ public:
         }
     }
 
-    // The empty text if there is none.
+    // Returns the empty text if there is none.
     std::string First() {
         for (const zeNode* const node : m_nodes) {
             CheckNode(*node);

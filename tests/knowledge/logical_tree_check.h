@@ -1,4 +1,4 @@
-// Tree_check: holds a container against a Tree_model on its three sides.
+// Tree_check: compares a container with a Tree_model: logical side, physical side and classifiers.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_CHECK_H_
 #define ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_CHECK_H_
 
@@ -18,14 +18,14 @@
 
 #include "tests/knowledge/logical_tree_model.h"
 
-// Finds the first difference between a model and a container. The model's shape says what falls to
-// which classifier, so it must be sound: each child names its parent.
+// Finds the first difference between a model and a container. The model must be sound: each child
+// names its parent. The shape of the model then says which classifier decides which node.
 class Tree_check {
 public:
     Tree_check(const Tree_model& model, zeManager& manager)
         : m_model(model), m_manager(manager), m_tree(*manager.m_logical_tree) {}
 
-    // The empty text if there is none.
+    // Returns the empty text if there is none.
     std::string FirstDifference() {
         CheckCounts();
         for (const auto& [id, node] : m_model.nodes) {
@@ -55,8 +55,8 @@ private:
 
     zeNode* Physical(Tree_model::Id id) { return m_tree.GetNode(id).physical_node; }
 
-    // With as many entries on each side as nodes, and each node found on each side, no side has a
-    // stale entry.
+    // Each side must have as many entries as there are nodes. Since each node is found on each
+    // side, no entry is stale.
     void CheckCounts() {
         const std::size_t count = m_model.nodes.size();
         Hold(m_tree.nodes.size() == count, "the tree has each node");

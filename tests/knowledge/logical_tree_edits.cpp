@@ -139,7 +139,7 @@ void Random_edits::Fail(const std::string& difference) {
     }
 }
 
-// Carries out `statement` and holds what comes of it against `expected`.
+// Runs `statement` and compares its result or error with `expected`.
 template <class Statement>
 void Random_edits::Expect(const std::string& edit, const Tree_model::Outcome& expected,
                           Statement&& statement) {
@@ -176,7 +176,7 @@ void Random_edits::CompareSides() {
     }
 }
 
-// What the tree answers about one node.
+// Compares everything that the tree returns about one node.
 void Random_edits::CompareLookups() {
     if (m_model.nodes.empty()) {
         return;
@@ -208,7 +208,7 @@ void Random_edits::CompareLookups() {
     }
 }
 
-// Dice.
+// Random choices.
 
 std::size_t Random_edits::Below(std::size_t end) {
     return std::uniform_int_distribution<std::size_t>(0, end - 1)(m_random);
@@ -219,7 +219,7 @@ const Random_edits::Node& Random_edits::AnyNode() {
     return std::next(m_model.nodes.begin(), offset)->second;
 }
 
-// Mostly a node's, seldom one that is unknown or stands for none.
+// Mostly the id of a node, seldom an unknown id or 0.
 Random_edits::Id Random_edits::AnyId() {
     if (OneIn(25)) {
         return OneIn(2) ? 0 : m_model.last_id + 1 + static_cast<Id>(Below(3));
@@ -227,7 +227,7 @@ Random_edits::Id Random_edits::AnyId() {
     return AnyNode().id;
 }
 
-// The node that came last is likelier, so that the tree grows deep.
+// Later nodes are more likely, so that the tree grows deep.
 Random_edits::Id Random_edits::AnyParent() {
     return OneIn(3) ? m_model.last_id : AnyId();
 }
@@ -308,9 +308,9 @@ zeLogicalNode Random_edits::Stored(const Node& node) const {
     return stored;
 }
 
-// Edits.
+// The edits.
 
-// A container's first node comes up on the physical side here.
+// Here the first node appears on the physical side, and the logical side mirrors it.
 void Random_edits::StartByMirroring() {
     Node root = Draw(0);
     root.category = "root";
@@ -364,7 +364,7 @@ std::size_t Random_edits::SubtreeSize(Id id) const {
 
 void Random_edits::Delete() {
     Id id = AnyId();
-    // Large subtrees go seldom, or the tree would not stay large.
+    // Large subtrees are deleted seldom, so that the tree stays large.
     for (int attempt = 0; attempt < 3 && SubtreeSize(id) > 5 && !OneIn(20); ++attempt) {
         id = AnyId();
     }
@@ -451,7 +451,7 @@ void Random_edits::ChangeRootType() {
            [&] { m_tree.ChangeRootType(type); });
 }
 
-// What training does with a category that it has not met before.
+// Mirrors a new category, as training does when it meets an unknown label.
 void Random_edits::MirrorAdd() {
     const Node& principal = *m_model.Principal(AnyNode().id);
     Node node = Draw(principal.id);
@@ -534,7 +534,7 @@ bool Random_edits::MirrorLastDelete() {
         MoveAncestorsBelow(child, node.parent);
     }
     for (const Id child : node.children) {
-        // What is left to check is sound but for this.
+        // Except for this parent the tree is sound, so we set it before the check.
         m_tree.GetNodePtr(child)->parent = node.parent;
         m_model.nodes.at(child).parent = node.parent;
     }
@@ -542,8 +542,8 @@ bool Random_edits::MirrorLastDelete() {
     return m_problem.empty();
 }
 
-// None of the nodes above a former child of a deleted node may move below it. `parent`: that of the
-// deleted node. The root is refused for being the root.
+// Checks that no node above a former child of a deleted node may move below that child. `parent` is
+// the parent of the deleted node. The root is refused because it is the root.
 void Random_edits::MoveAncestorsBelow(Id id, Id parent) {
     for (const Node* above = m_model.Find(parent); above != nullptr;
          above = m_model.Find(above->parent)) {

@@ -1,4 +1,5 @@
-// Random_edits: random edits of a logical tree, each foretold by a Tree_model and checked after.
+// Random_edits: random edits of a logical tree. A Tree_model predicts the result of each edit, and
+// the tree is compared with the model after each.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_
 #define ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_
 
@@ -15,31 +16,32 @@
 
 #include "tests/knowledge/logical_tree_model.h"
 
-// One container, edited at random. The edits that verification lets pass and a classifier then
-// refuses are not drawn: they have tests of their own.
+// One container, edited at random. Edits that pass verification but are then refused by a
+// classifier are left out: other tests check them.
 class Random_edits {
 public:
-    // `size`: how many nodes the tree grows to before as many go as come.
+    // `size`: the number of nodes up to which the tree grows; from then on deletions balance
+    // additions.
     Random_edits(unsigned int seed, bool is_compat55, std::size_t size);
 
-    // Draws an edit and, if it is one to draw, foretells it, carries it out and compares. False
-    // once a difference was found; `Problem` then tells of it.
+    // Chooses an edit and, if it applies, predicts its result, does it and compares. Returns false
+    // once a difference was found, which `Problem` describes.
     bool Step();
 
-    // Deletes a node with children as if it had gone on the physical side. Its children then name a
-    // parent that is gone, so that only moves below them follow.
+    // Deletes a node with children as if it had been deleted on the physical side. Its children
+    // then name a parent that no longer exists, so only moves below these children follow.
     bool MirrorLastDelete();
 
-    // Steps until so many edits were carried out or refused, then `MirrorLastDelete`. False as
-    // above.
+    // Does steps until `edit_count` edits were done or refused, then calls `MirrorLastDelete`.
+    // Returns false once a difference was found.
     bool Run(std::size_t edit_count);
 
-    // What was found, with the edits that led to it.
+    // Describes the difference and the edits that led to it.
     std::string Problem() const;
 
     zeManager& Manager() { return m_manager; }
 
-    // How many edits were carried out, and how many refused.
+    // The number of edits that were done; RefusedCount: the number that were refused.
     std::size_t DoneCount() const { return m_done_count; }
 
     std::size_t RefusedCount() const { return m_refused_count; }
@@ -48,7 +50,7 @@ private:
     using Id = Tree_model::Id;
     using Node = Tree_model::Node;
 
-    // Dice.
+    // Random choices.
     std::size_t Below(std::size_t end);
 
     bool OneIn(std::size_t count) { return Below(count) == 0; }
@@ -65,7 +67,7 @@ private:
     int AnyType();
     int AnyUnknownType();
 
-    // Edits.
+    // The edits.
     void Edit();
     void StartByMirroring();
     void Add();

@@ -1,6 +1,6 @@
-// Tree_model: the logical tree done a second time, from its rules alone and in the plainest way, to
-// hold the library's against it. It has one side only: what falls to which classifier follows from
-// the shape of the tree.
+// Tree_model: a second implementation of the logical tree in the simplest way. Tests compare the
+// library's tree with it. It has no physical side and no classifiers: the shape of the tree says
+// which classifier decides which node.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_MODEL_H_
 #define ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_MODEL_H_
 
@@ -20,7 +20,8 @@ public:
     enum Type { kLeaf = 0, kRule = 1, kStat = 2 };
 
     static constexpr unsigned int kNoScore = 1;
-    static constexpr int kBrokenInvariant = -1;  // in place of a code: the text is an assertion's
+    // in place of an error number: the text is an assertion
+    static constexpr int kBrokenInvariant = -1;
 
     struct Node {
         Id id = 0;
@@ -36,14 +37,14 @@ public:
         Ids children;
     };
 
-    // Why an edit is refused.
+    // The error that refuses an edit.
     struct Refusal {
         int code;
         std::string text;
         std::vector<std::string> arguments;
     };
 
-    // What an edit comes to. One that is not refused may still find nothing to change.
+    // The result of an edit. An edit that is not refused may still change nothing.
     struct Outcome {
         std::optional<Refusal> refusal;
         bool is_changed = false;
@@ -52,7 +53,7 @@ public:
     std::map<Id, Node> nodes;
     Id last_id = 0;
     bool is_compat55 = false;
-    std::set<std::string> bad_rules;  // all others are taken as sound
+    std::set<std::string> bad_rules;  // all other rules parse
 
     Node* Find(Id id) {
         const auto found = nodes.find(id);
@@ -64,7 +65,7 @@ public:
         return found == nodes.end() ? nullptr : &found->second;
     }
 
-    // The nearest node that has a classifier, from `id` itself upwards, or null.
+    // The nearest node with a classifier, from `id` itself upwards, or null.
     const Node* Principal(Id id) const {
         const Node* node = Find(id);
         while (node != nullptr && node->type == kLeaf) {
@@ -73,7 +74,7 @@ public:
         return node;
     }
 
-    // What falls to a node if it has a classifier: parents before children.
+    // The nodes that a node's classifier decides, or would decide: parents before children.
     Ids Sons(const Node& node) const {
         Ids sons;
         Ids waiting(node.children.rbegin(), node.children.rend());
@@ -145,7 +146,7 @@ public:
         });
     }
 
-    // `is_same_physical`: whether the caller names the physical node that the node has.
+    // `is_same_physical`: true if the caller gives the physical node that the node really has.
     Outcome Change(const Node& wanted, bool is_same_physical) {
         return Attempt([&] {
             if (!CheckChange(wanted, is_same_physical)) {
@@ -185,13 +186,15 @@ public:
         });
     }
 
-    // A category that has come up below the classifier of `node.parent`, 0 for none.
+    // Adds a category that appeared on the physical side below the classifier of `node.parent` (0
+    // for none).
     void Mirror(Node node) {
         node.name = node.category;
         Insert(node);
     }
 
-    // A node goes alone. Its children join its parent's and still name it as theirs.
+    // Deletes a node without its children. They join its parent's list of children, but still name
+    // the deleted node as their parent.
     void MirrorDelete(Id id) {
         const Node gone = nodes.at(id);
         Ids& siblings = nodes.at(gone.parent).children;
@@ -233,7 +236,7 @@ private:
         nodes[node.id] = node;
     }
 
-    // The last sibling takes the place of the one that leaves.
+    // The last sibling moves to the place of the removed node.
     void Unlink(const Node& node) {
         Ids& siblings = nodes.at(node.parent).children;
         *std::find(siblings.begin(), siblings.end(), node.id) = siblings.back();
@@ -371,8 +374,8 @@ private:
         }
     }
 
-    // All nodes that a node lists, that name it as their parent, and what is below these. The
-    // physical side follows from this one, so it leads to no other nodes.
+    // All nodes below a node: the nodes that it lists, the nodes that name it as their parent, and
+    // everything below these. The physical side leads to no other nodes.
     std::set<Id> Below(Id id) const {
         std::map<Id, Ids> links;
         for (const auto& [each, node] : nodes) {
@@ -392,7 +395,7 @@ private:
         return below;
     }
 
-    // Whether the links alone change.
+    // Returns true if the move changes only links and no classifier.
     bool CheckMove(Id id, Id new_parent) const {
         const Node* const node = Find(id);
         const Node* const target = Find(new_parent);
@@ -428,7 +431,7 @@ private:
         return false;
     }
 
-    // Whether anything differs.
+    // Returns true if the change alters anything.
     bool CheckChange(const Node& wanted, bool is_same_physical) const {
         const Node* const old = Find(wanted.id);
         if (old == nullptr) {

@@ -1,4 +1,4 @@
-// What the tests of the physical tree share: a tree of leaves and of nodes with fake classifiers.
+// Shared by the tests of the physical tree: a tree of leaves and of nodes with fake classifiers.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_PHYSICAL_TREE_FIXTURE_H_
 #define ZANDREL_TESTS_KNOWLEDGE_PHYSICAL_TREE_FIXTURE_H_
 
@@ -21,7 +21,7 @@ class zePhysicalTreeTest : public testing::Test {
 protected:
     zeNode* Leaf(std::string_view name) { return tree.MakeNode(term(name), ZE_LEAF, 0, 0.0); }
 
-    // A node with a fake classifier; its flags are then as the tree has set them.
+    // A node with a fake classifier. The tree sets its flags.
     zeNode* Inner(std::string_view name, unsigned int type = ZE_STAT) {
         zeNode* const node = Leaf(name);
         tree.set_classifier(node, new FakeClassifier(&manager, node, type));

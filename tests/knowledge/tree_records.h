@@ -1,4 +1,5 @@
-// Record: the bytes of a record, field by field. Dumped and read_whole: what trees write and read.
+// Record: builds the bytes of a record field by field. Dumped and read_whole: what trees write and
+// read.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
 #define ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
 
@@ -19,7 +20,8 @@
 
 #include "tests/support/record_bytes.h"
 
-// Builds a record by its own means, so that the library's writers are no witness for its readers.
+// Builds a record without the library's writers, so that an error in a writer cannot hide the same
+// error in a reader.
 class Record {
 public:
     Record& byte(unsigned int value) { return big_endian(value, 1); }
@@ -37,7 +39,7 @@ public:
         return *this;
     }
 
-    // A count and as many numbers.
+    // A count, followed by the numbers.
     Record& numbers(std::initializer_list<unsigned int> values) {
         number(static_cast<unsigned int>(values.size()));
         for (const unsigned int value : values) {
@@ -46,7 +48,7 @@ public:
         return *this;
     }
 
-    // A count and as many concepts.
+    // A count, followed by the concepts.
     Record& texts(std::initializer_list<std::string_view> values) {
         number(static_cast<unsigned int>(values.size()));
         for (const std::string_view value : values) {
@@ -106,8 +108,8 @@ inline Record logical_node_v1(unsigned int id, unsigned int type, unsigned int p
         .text("");
 }
 
-// The physical tree of the root 1 with the nodes 2 and 3, and the leaf 4 under both, which makes
-// the node 5.
+// A physical tree: the root 1 has the children 2 and 3, and both list the leaf 4. Loading makes the
+// copy 5 of the leaf.
 inline std::string shared_leaf_v1() {
     return Record()
         .number(4)
@@ -139,7 +141,7 @@ inline std::string dumped_container(zeManager& manager, const zeLogicalNode* top
     return bytes_of(record);
 }
 
-// Reads a record to its last byte.
+// Reads a record and checks that all its bytes were read.
 template <class Loaded>
 void read_whole(Loaded& loaded, const std::string& bytes) {
     SegBuf record = record_of(bytes);
@@ -148,7 +150,7 @@ void read_whole(Loaded& loaded, const std::string& bytes) {
     EXPECT_EQ(record.offset, record.size) << "not all was read";
 }
 
-// A reference to a node, read on its own.
+// Reads a reference to a node from a record that has nothing else.
 inline zeNode* read_reference(zeManager& manager, const std::string& bytes, zeNode* parent) {
     SegBuf record = record_of(bytes);
     Hio<HSegment> io(new HSegment(record, 'r'));

@@ -1,4 +1,4 @@
-// What every stored object begins with.
+// The first fields of every stored object.
 #include <gtest/gtest.h>
 
 #include "zandrel/knowledge/zeManager.h"

@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(zeBaseTest, TakesTheManagersNextIdFromOneOn) {
+TEST(zeBaseTest, FirstIdIsOneAndTheManagersNext) {
     zeManager manager;
 
     const zeBase* const first = new FakeClassifier(&manager, nullptr);
@@ -20,7 +20,7 @@ TEST(zeBaseTest, TakesTheManagersNextIdFromOneOn) {
     EXPECT_EQ(first->m_manager, &manager);
 }
 
-TEST(zeBaseTest, EntersTheManagersRegistry) {
+TEST(zeBaseTest, NewObjectIsEnteredInTheRegistry) {
     zeManager manager;
 
     zeBase* const object = new FakeClassifier(&manager, nullptr);
@@ -29,14 +29,14 @@ TEST(zeBaseTest, EntersTheManagersRegistry) {
     EXPECT_EQ(manager.m_objects.at(1), object);
 }
 
-TEST(zeBaseTest, HasTheIdZeroWithoutAManager) {
+TEST(zeBaseTest, IdIsZeroWithoutAManager) {
     const FakeClassifier object(nullptr, nullptr);
 
     EXPECT_EQ(object.m_id, 0U);
     EXPECT_EQ(object.m_manager, nullptr);
 }
 
-TEST(zeBaseTest, StartsDirty) {
+TEST(zeBaseTest, NewObjectIsDirty) {
     zeManager manager;
     const FakeClassifier unmanaged(nullptr, nullptr);
 
@@ -46,13 +46,13 @@ TEST(zeBaseTest, StartsDirty) {
     EXPECT_TRUE(managed->m_dirty);
 }
 
-TEST(zeBaseTest, StaysInTheRegistryWhenDestroyed) {
+TEST(zeBaseTest, DestructionLeavesTheRegistryEntry) {
     zeManager manager;
     { const FakeClassifier object(&manager, nullptr); }
 
     EXPECT_EQ(manager.m_objects.count(1), 1U);
 
-    manager.m_objects.clear();  // or the manager would delete what is gone
+    manager.m_objects.clear();  // so that the manager does not delete it again
 }
 
 TEST(zeBaseTest, TypesHaveTheirStoredNumbers) {

@@ -1,6 +1,6 @@
-// What an edit leaves behind if memory runs out in the middle: each of its allocations is refused
-// in turn, in a container of its own, until the edit passes. Wherever it fails, nothing points at
-// what is gone, and the container can be edited on and released.
+// The state after an edit that runs out of memory. Each allocation of the edit fails in turn, in a
+// new container, until the edit succeeds. After each failure no pointer may dangle, and the
+// container can be edited and released.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <functional>
@@ -41,8 +41,8 @@ struct Container : Edited_container {
     unsigned int refund = Add(money, "refund", kAboveOne);
 };
 
-// Does the edit with each allocation refused in turn; then deletes what is below the root, as far
-// as that can be done.
+// Does the edit while each allocation fails in turn. Then deletes the children of the root as far
+// as possible.
 void ExpectNothingDangles(const std::function<void(Container&)>& edit) {
     constexpr unsigned int kMostAllocations = 2000;
     unsigned int index = 0;
@@ -63,27 +63,27 @@ void ExpectNothingDangles(const std::function<void(Container&)>& edit) {
     EXPECT_LT(index, kMostAllocations);
 }
 
-TEST(zeLogicalTreeAllocationTest, Adding) {
+TEST(zeLogicalTreeAllocationTest, AddingLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) { kc.Add(kc.topics, "new"); });
 }
 
-TEST(zeLogicalTreeAllocationTest, AddingUnderALeafThatBecomesAClassifier) {
+TEST(zeLogicalTreeAllocationTest, AddingBelowALeafThatBecomesAClassifierLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) { kc.Add(kc.refund, "new"); });
     ExpectNothingDangles([](Container& kc) { kc.Add(kc.food, "new", "default"); });
 }
 
-TEST(zeLogicalTreeAllocationTest, Deleting) {
+TEST(zeLogicalTreeAllocationTest, DeletingLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) { kc.tree.DelLogicalNode(kc.news, true); });
     ExpectNothingDangles([](Container& kc) { kc.tree.DelLogicalNode(kc.refund, true); });
 }
 
-TEST(zeLogicalTreeAllocationTest, Moving) {
+TEST(zeLogicalTreeAllocationTest, MovingLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) { kc.tree.MoveLogicalNode(kc.news, kc.people); });
     ExpectNothingDangles([](Container& kc) { kc.tree.MoveLogicalNode(kc.staff, kc.refund); });
     ExpectNothingDangles([](Container& kc) { kc.tree.MoveLogicalNode(kc.food, kc.sport); });
 }
 
-TEST(zeLogicalTreeAllocationTest, ChangingTheType) {
+TEST(zeLogicalTreeAllocationTest, ChangingTheTypeLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) {
         zeLogicalNode changed = kc.Copy(kc.news);
         changed.type = ZE_STAT;
@@ -93,7 +93,7 @@ TEST(zeLogicalTreeAllocationTest, ChangingTheType) {
     });
 }
 
-TEST(zeLogicalTreeAllocationTest, ChangingTheCategory) {
+TEST(zeLogicalTreeAllocationTest, ChangingTheCategoryLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) {
         zeLogicalNode changed = kc.Copy(kc.refund);
         changed.category = term("a category of another name");
@@ -101,8 +101,8 @@ TEST(zeLogicalTreeAllocationTest, ChangingTheCategory) {
     });
 }
 
-// A rule that cannot be compiled for want of memory is told as one that does not parse.
-TEST(zeLogicalTreeAllocationTest, ChangingTheRule) {
+// If memory runs out while a rule is compiled, the error is the one for a rule that does not parse.
+TEST(zeLogicalTreeAllocationTest, ChangingTheRuleLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) {
         zeLogicalNode changed = kc.Copy(kc.refund);
         changed.rule = "$another_key(n) > 100";
@@ -114,7 +114,7 @@ TEST(zeLogicalTreeAllocationTest, ChangingTheRule) {
     });
 }
 
-TEST(zeLogicalTreeAllocationTest, Mirroring) {
+TEST(zeLogicalTreeAllocationTest, MirroringLeavesNoDanglingPointers) {
     ExpectNothingDangles([](Container& kc) {
         zeNode* node = kc.Physical(kc.food);
         kc.tree.KCE_Delete(node);

@@ -1,4 +1,4 @@
-// Changing nodes of zeLogicalTree, and the kind of its root.
+// Changes of nodes of zeLogicalTree, and of the type of its root.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -68,13 +68,13 @@ protected:
     unsigned int refund = kc.Add(money, "refund", kAboveOne);
 };
 
-TEST_F(zeLogicalTreeChangeTest, TheTreeOfTheseTestsIsSound) {
+TEST_F(zeLogicalTreeChangeTest, FixtureTreeIsSound) {
     ExpectSound(kc.manager);
 }
 
 // Fields.
 
-TEST_F(zeLogicalTreeChangeTest, AChangeThatAltersNothingDoesNothing) {
+TEST_F(zeLogicalTreeChangeTest, ChangeWithoutDifferenceDoesNothing) {
     for (const unsigned int id : {root, topics, money, rest, news, sport, food, refund}) {
         SCOPED_TRACE(id);
         const Unchanged unchanged(kc.manager);
@@ -84,7 +84,7 @@ TEST_F(zeLogicalTreeChangeTest, AChangeThatAltersNothingDoesNothing) {
     }
 }
 
-TEST_F(zeLogicalTreeChangeTest, EachKindOfChangeHasItsBits) {
+TEST_F(zeLogicalTreeChangeTest, EachKindOfChangeSetsItsBits) {
     const struct {
         const char* what;
         unsigned int id;
@@ -124,7 +124,7 @@ TEST_F(zeLogicalTreeChangeTest, AChangeModifiesTheContainer) {
     EXPECT_TRUE(kc.manager.m_modified);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ANewCategoryIsTheNameOnBothSides) {
+TEST_F(zeLogicalTreeChangeTest, NewCategoryBecomesTheNameOnBothSides) {
     Do(food, [](auto& node) { node.category = term("meals"); });
 
     EXPECT_EQ(kc.Node(food).category, term("meals"));
@@ -143,13 +143,13 @@ TEST_F(zeLogicalTreeChangeTest, TheRootCanBeRenamed) {
     EXPECT_EQ(kc.Node(root).name, term("food"));
 }
 
-TEST_F(zeLogicalTreeChangeTest, AnEmptyNameChangesNoName) {
+TEST_F(zeLogicalTreeChangeTest, EmptyNameLeavesTheNameUnchanged) {
     Do(food, [](auto& node) { node.name = Concept(); });
 
     EXPECT_EQ(kc.Node(food).name, term("food"));
 }
 
-TEST_F(zeLogicalTreeChangeTest, InCompatibilityNameAndCategoryAreApart) {
+TEST_F(zeLogicalTreeChangeTest, NameAndCategoryChangeSeparatelyInCompatibilityMode) {
     kc.manager.m_compat55 = true;
 
     Do(food, [](auto& node) { node.name = term("meals"); });
@@ -172,7 +172,7 @@ TEST_F(zeLogicalTreeChangeTest, AttributesAndThresholdAreWrittenToBothSides) {
     EXPECT_EQ(kc.Physical(food)->m_threshold, 0.25);
 }
 
-// The physical side may have gone its own way meanwhile.
+// The physical side may have other values, for example after an edit of that side only.
 TEST_F(zeLogicalTreeChangeTest, EveryChangeWritesAttributesAndThreshold) {
     kc.Physical(food)->m_flags = zeNode::Junk;
     kc.Physical(food)->m_threshold = 0.5;
@@ -190,13 +190,13 @@ TEST_F(zeLogicalTreeChangeTest, NotesAreStored) {
     EXPECT_EQ(kc.Node(food).note2, "two");
 }
 
-TEST_F(zeLogicalTreeChangeTest, ChildrenAreNotTakenOver) {
+TEST_F(zeLogicalTreeChangeTest, ChildrenInTheGivenNodeAreIgnored) {
     Do(news, [this](auto& node) { node.children = {food}, node.note1 = "n"; });
 
     EXPECT_THAT(kc.Node(news).children, ElementsAre(sport));
 }
 
-TEST_F(zeLogicalTreeChangeTest, ANewRuleGoesToTheSwitcher) {
+TEST_F(zeLogicalTreeChangeTest, NewRuleIsSetInTheSwitcher) {
     Do(refund, [](auto& node) { node.rule = kAboveThree; });
 
     EXPECT_EQ(kc.Node(refund).rule, kAboveThree);
@@ -204,7 +204,7 @@ TEST_F(zeLogicalTreeChangeTest, ANewRuleGoesToTheSwitcher) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ARuleBecomesTheDefaultAndBack) {
+TEST_F(zeLogicalTreeChangeTest, RuleBecomesTheDefaultAndBack) {
     Do(refund, [](auto& node) { node.rule = "default"; });
     EXPECT_EQ(kc.Switcher(money).m_default, kc.Physical(refund));
     ExpectSound(kc.manager);
@@ -214,7 +214,7 @@ TEST_F(zeLogicalTreeChangeTest, ARuleBecomesTheDefaultAndBack) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ARuleOutsideARuleClassifierAsserts) {
+TEST_F(zeLogicalTreeChangeTest, RuleOutsideARuleClassifierAsserts) {
     tree.KCE_ChangeRule(kc.Physical(food), kAboveOne);
 
     EXPECT_ASSERTS(Do(food, [](auto& node) { node.rule = kAboveTwo; }), "sw");
@@ -234,7 +234,7 @@ TEST_F(zeLogicalTreeChangeTest, ALeafBecomesARuleNode) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ALeafBecomesAStatisticalNodeAndTakesItsSons) {
+TEST_F(zeLogicalTreeChangeTest, LeafBecomesAStatisticalNodeAndDecidesItsSons) {
     const unsigned int ball = kc.Add(sport, "ball");
 
     SetType(news, ZE_STAT);
@@ -246,7 +246,7 @@ TEST_F(zeLogicalTreeChangeTest, ALeafBecomesAStatisticalNodeAndTakesItsSons) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, SonsMoveWithNothingLearnedAndTheTableForgetsThem) {
+TEST_F(zeLogicalTreeChangeTest, MovedSonsLoseTheirTrainingAndLeaveTheOldTable) {
     zeMemoryCorpus corpus;
     for (const char* const category : {"news", "sport", "food"}) {
         MessageBuilder().bag({{category, 1.0}}).labels({category}).add_to(corpus);
@@ -272,8 +272,8 @@ TEST_F(zeLogicalTreeChangeTest, SonsMoveWithNothingLearnedAndTheTableForgetsThem
     }
 }
 
-// A matching table is made from a whole model.
-TEST_F(zeLogicalTreeChangeTest, HoweverManySonsMoveTheirOldClassifierMakesItsTableOnce) {
+// Building a matching table takes time for the whole model, so it must be built once for all sons.
+TEST_F(zeLogicalTreeChangeTest, MovingManySonsRebuildsTheOldTableOnce) {
     kc.Add(news, "games");
     constexpr std::ptrdiff_t kNewClassifier = 1;
     const Trace_capture traced;
@@ -285,7 +285,7 @@ TEST_F(zeLogicalTreeChangeTest, HoweverManySonsMoveTheirOldClassifierMakesItsTab
               kNewClassifier + 1);
 }
 
-TEST_F(zeLogicalTreeChangeTest, AStatisticalNodeBecomesALeafAndGivesItsSonsUp) {
+TEST_F(zeLogicalTreeChangeTest, StatisticalNodeThatBecomesALeafGivesItsSonsToTheClassifierAbove) {
     SetType(news, ZE_STAT);
     const unsigned int ball = kc.Add(sport, "ball");
 
@@ -297,7 +297,7 @@ TEST_F(zeLogicalTreeChangeTest, AStatisticalNodeBecomesALeafAndGivesItsSonsUp) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, AStatisticalNodeWithoutChildrenBecomesALeafAnywhere) {
+TEST_F(zeLogicalTreeChangeTest, StatisticalNodeWithoutChildrenBecomesALeafBelowAnyParent) {
     const unsigned int empty = kc.Add(root, "empty", kAboveThree, ZE_STAT);
 
     SetType(empty, ZE_LEAF);
@@ -315,9 +315,9 @@ TEST_F(zeLogicalTreeChangeTest, ARuleNodeWithoutChildrenBecomesALeaf) {
     ExpectSound(kc.manager);
 }
 
-// A change of type marks the physical node, or takes the mark away; the attributes that the caller
-// wants stand in the end.
-TEST_F(zeLogicalTreeChangeTest, BothSidesHaveTheWantedAttributesAfterAChangeOfType) {
+// A change of type sets or clears NoScore on the physical node. In the end both sides must have the
+// attributes that the caller gave.
+TEST_F(zeLogicalTreeChangeTest, ChangeOfTypeWritesTheGivenAttributesToBothSides) {
     SetType(food, ZE_RULE);
     EXPECT_EQ(kc.Physical(food)->m_flags, 0);
 
@@ -326,13 +326,13 @@ TEST_F(zeLogicalTreeChangeTest, BothSidesHaveTheWantedAttributesAfterAChangeOfTy
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ATypeThatNoClassifierHasIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, UnknownTypeIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX(SetType(food, 3), zeLogicalTree, 15, "Cannot switch node type");
 }
 
-TEST_F(zeLogicalTreeChangeTest, ChangeNodeToLeafWantsAClassifierWithoutChildrenAndAParent) {
+TEST_F(zeLogicalTreeChangeTest, ChangeNodeToLeafIgnoresLeafRootAndNodeWithChildren) {
     const Unchanged unchanged(kc.manager);
 
     tree.ChangeNodeToLeaf(kc.Node(topics));
@@ -340,20 +340,20 @@ TEST_F(zeLogicalTreeChangeTest, ChangeNodeToLeafWantsAClassifierWithoutChildrenA
     tree.ChangeNodeToLeaf(kc.Node(root));
 }
 
-TEST_F(zeLogicalTreeChangeTest, ChangeParentToClassifierWantsARule) {
+TEST_F(zeLogicalTreeChangeTest, ChangeParentToClassifierNeedsARule) {
     zeLogicalNode child;
     const Unchanged unchanged(kc.manager);
 
     tree.ChangeParentToClassifier(kc.Node(food), child);
 }
 
-TEST_F(zeLogicalTreeChangeTest, MoveSonsWithoutSonsAsksForNoClassifier) {
+TEST_F(zeLogicalTreeChangeTest, MoveSonsWithoutSonsNeedsNoClassifier) {
     const Unchanged unchanged(kc.manager);
 
     tree.MoveSons(nullptr, nullptr, {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, MoveSonsWantsTwoStatisticalClassifiers) {
+TEST_F(zeLogicalTreeChangeTest, MoveSonsNeedsTwoStatisticalClassifiers) {
     const std::vector<zeLogicalNode*> sons = {tree.GetNodePtr(food)};
     const Unchanged unchanged(kc.manager);
 
@@ -363,7 +363,7 @@ TEST_F(zeLogicalTreeChangeTest, MoveSonsWantsTwoStatisticalClassifiers) {
 
 // Refusals.
 
-TEST_F(zeLogicalTreeChangeTest, AnUnknownIdIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, UnknownIdIsRefused) {
     for (const unsigned int id : {0U, 99U}) {
         SCOPED_TRACE(id);
         const Unchanged unchanged(kc.manager);
@@ -373,28 +373,28 @@ TEST_F(zeLogicalTreeChangeTest, AnUnknownIdIsRefused) {
     }
 }
 
-TEST_F(zeLogicalTreeChangeTest, AnotherParentIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, ChangedParentIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(food, [this](auto& node) { node.parent = news; }), zeLogicalTree, 13,
                     "Cannot change parent", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, AnotherPhysicalNodeIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, ChangedPhysicalNodeIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(food, [](auto& node) { node.physical_node = nullptr; }), zeLogicalTree, 14,
                     "Cannot change category pointer", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, ANameOfItsOwnIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, NameOtherThanTheCategoryIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(food, [](auto& node) { node.name = term("meals"); }), zeLogicalTree, 8,
                     "Avoid node names except in 55 compatibility mode", {"meals"});
 }
 
-TEST_F(zeLogicalTreeChangeTest, InCompatibilityAnEmptyOrASiblingsNameIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, EmptyNameAndSiblingsNameAreRefusedInCompatibilityMode) {
     kc.manager.m_compat55 = true;
     const Unchanged unchanged(kc.manager);
 
@@ -404,14 +404,14 @@ TEST_F(zeLogicalTreeChangeTest, InCompatibilityAnEmptyOrASiblingsNameIsRefused) 
                     "news : Node name already in use by a sibling node", {"news"});
 }
 
-TEST_F(zeLogicalTreeChangeTest, AnEmptyCategoryIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, EmptyCategoryIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(food, [](auto& node) { node.category = Concept(); }), zeLogicalTree, 11,
                     "Missing category name", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, ACategoryOfTheSameClassifierIsRefusedHoweverDeep) {
+TEST_F(zeLogicalTreeChangeTest, CategoryOfTheSameClassifierIsRefusedAtAnyDepth) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(sport, SetCategoryToFood), zeLogicalTree, 2,
@@ -419,14 +419,14 @@ TEST_F(zeLogicalTreeChangeTest, ACategoryOfTheSameClassifierIsRefusedHoweverDeep
                     {"food"});
 }
 
-TEST_F(zeLogicalTreeChangeTest, ACategoryOfAnotherClassifierIsTaken) {
+TEST_F(zeLogicalTreeChangeTest, CategoryOfAnotherClassifierIsAccepted) {
     Do(refund, SetCategoryToFood);
 
     EXPECT_EQ(kc.manager.m_physical_tree->GetLeafNodes(term("food")).size(), 2U);
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ARuleComesOrGoesNever) {
+TEST_F(zeLogicalTreeChangeTest, AddingOrRemovingARuleIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(refund, [](auto& node) { node.rule = ""; }), zeLogicalTree, 15,
@@ -449,7 +449,7 @@ TEST_F(zeLogicalTreeChangeTest, ASecondDefaultIsRefused) {
                     "OTHERWISE rule already exists in a sibling of the given node", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, RuleAndStatisticsAreNotExchanged) {
+TEST_F(zeLogicalTreeChangeTest, RuleNodeAndStatisticalNodeAreNotExchanged) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(SetType(topics, ZE_RULE), zeLogicalTree, 15, "Cannot switch node type", {});
@@ -457,7 +457,7 @@ TEST_F(zeLogicalTreeChangeTest, RuleAndStatisticsAreNotExchanged) {
     EXPECT_QTX_ARGS(SetType(root, ZE_STAT), zeLogicalTree, 15, "Cannot switch node type", {});
 }
 
-// Its children have no rules, so that no switcher can take them.
+// No switcher can take its children, since they have no rules.
 TEST_F(zeLogicalTreeChangeTest, LeafWithChildrenDoesNotBecomeRuleNode) {
     const Unchanged unchanged(kc.manager);
 
@@ -474,19 +474,19 @@ TEST_F(zeLogicalTreeChangeTest, LeafWithPhysicalChildrenDoesNotBecomeRuleNode) {
     EXPECT_QTX_ARGS(tree.AddLogicalNode(child), zeLogicalTree, 15, "Cannot switch node type", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, TheRootIsNoLeaf) {
+TEST_F(zeLogicalTreeChangeTest, RootCannotBecomeALeaf) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(SetType(root, ZE_LEAF), zeLogicalTree, 16, "Cannot change root node type", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, CategoriesDoNotGoUpIntoARuleClassifier) {
+TEST_F(zeLogicalTreeChangeTest, StatisticalNodeInARuleClassifierDoesNotBecomeALeaf) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(SetType(topics, ZE_LEAF), zeLogicalTree, 15, "Cannot switch node type", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, CategoriesDoNotGoUpToTheirLikes) {
+TEST_F(zeLogicalTreeChangeTest, NodeDoesNotBecomeALeafIfTheClassifierAboveHasACategoryOfItsSons) {
     SetType(news, ZE_STAT);
     kc.Add(sport, "food");
     kc.manager.m_modified = false;
@@ -496,15 +496,15 @@ TEST_F(zeLogicalTreeChangeTest, CategoriesDoNotGoUpToTheirLikes) {
                     "Cannot merge classifiers: duplicate category: food", {"food"});
 }
 
-TEST_F(zeLogicalTreeChangeTest, ARuleNodeWithChildrenStaysOne) {
+TEST_F(zeLogicalTreeChangeTest, RuleNodeWithChildrenDoesNotBecomeALeaf) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(SetType(money, ZE_LEAF), zeLogicalTree, 15,
                     "Cannot change the type of a rule node with children", {});
 }
 
-// Every rule is broken at once; mended one by one, the next one is told.
-TEST_F(zeLogicalTreeChangeTest, OfSeveralBrokenRulesTheFirstIsTold) {
+// All requirements are violated at first. After each repair the next one is reported.
+TEST_F(zeLogicalTreeChangeTest, FirstOfSeveralViolationsIsReported) {
     zeLogicalNode node = kc.Copy(money);
     node.id = 99;
     node.parent = topics;
@@ -543,21 +543,21 @@ TEST_F(zeLogicalTreeChangeTest, OfSeveralBrokenRulesTheFirstIsTold) {
     EXPECT_EQ(tree.VerifyChange(node), 3);
 }
 
-TEST_F(zeLogicalTreeChangeTest, AThresholdThatIsNoNumberAlwaysDiffers) {
+TEST_F(zeLogicalTreeChangeTest, ThresholdThatIsNotANumberAlwaysCountsAsAChange) {
     const double none = std::numeric_limits<double>::quiet_NaN();
     Do(food, [none](auto& node) { node.threshold = none; });
 
     EXPECT_EQ(tree.VerifyChange(kc.Node(food)), 2);
 }
 
-// The root's kind.
+// The type of the root.
 
 class zeLogicalTreeRootTypeTest : public testing::Test {
 protected:
     Edited_container kc;
 };
 
-TEST_F(zeLogicalTreeRootTypeTest, TheKindOfAnEmptyRootChangesBothWays) {
+TEST_F(zeLogicalTreeRootTypeTest, EmptyRootChangesBetweenBothTypes) {
     const unsigned int root = kc.Root(ZE_STAT);
     kc.manager.m_modified = false;
 
@@ -574,7 +574,7 @@ TEST_F(zeLogicalTreeRootTypeTest, TheKindOfAnEmptyRootChangesBothWays) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeRootTypeTest, TheRootsAttributesStay) {
+TEST_F(zeLogicalTreeRootTypeTest, ChangeOfTypeKeepsTheRootsAttributes) {
     zeLogicalNode node;
     node.category = term("root");
     node.type = ZE_STAT;
@@ -586,14 +586,14 @@ TEST_F(zeLogicalTreeRootTypeTest, TheRootsAttributesStay) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeRootTypeTest, WithoutARootNothingHappens) {
+TEST_F(zeLogicalTreeRootTypeTest, NothingHappensWithoutARoot) {
     const Unchanged unchanged(kc.manager);
 
     kc.tree.ChangeRootType(ZE_RULE);
     kc.tree.ChangeRootType(7);
 }
 
-TEST_F(zeLogicalTreeRootTypeTest, TheSameKindIsNoChangeEvenWithChildren) {
+TEST_F(zeLogicalTreeRootTypeTest, SameTypeIsNoChangeEvenWithChildren) {
     kc.Add(kc.Root(ZE_STAT), "news");
     kc.manager.m_modified = false;
     const Unchanged unchanged(kc.manager);
@@ -601,7 +601,7 @@ TEST_F(zeLogicalTreeRootTypeTest, TheSameKindIsNoChangeEvenWithChildren) {
     kc.tree.ChangeRootType(ZE_STAT);
 }
 
-TEST_F(zeLogicalTreeRootTypeTest, OtherKindsAreRefusedBeforeChildrenAreLookedAt) {
+TEST_F(zeLogicalTreeRootTypeTest, OtherTypesAreRefusedBeforeChildrenAreChecked) {
     kc.Add(kc.Root(ZE_STAT), "news");
     for (const int type : {0, 3, -1, 256, 257, 258}) {
         SCOPED_TRACE(type);
@@ -612,7 +612,7 @@ TEST_F(zeLogicalTreeRootTypeTest, OtherKindsAreRefusedBeforeChildrenAreLookedAt)
     }
 }
 
-TEST_F(zeLogicalTreeRootTypeTest, ARootWithChildrenIsRefused) {
+TEST_F(zeLogicalTreeRootTypeTest, RootWithChildrenIsRefused) {
     kc.Add(kc.Root(ZE_STAT), "news");
     const Unchanged unchanged(kc.manager);
 

@@ -1,4 +1,4 @@
-// Copies of logical subtrees.
+// Copies of subtrees of the logical tree.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <map>
@@ -42,7 +42,7 @@ protected:
     zeLogicalTree& target = *target_manager.m_logical_tree;
 };
 
-TEST_F(zeLogicalTreeCopyTest, GoesIntoAnEmptyTreeAsItsRoot) {
+TEST_F(zeLogicalTreeCopyTest, CopyIntoAnEmptyTreeBecomesTheRoot) {
     EXPECT_EQ(Copy(2, 0), 1U);
 
     EXPECT_EQ(target.nodes.size(), 3U);
@@ -54,7 +54,7 @@ TEST_F(zeLogicalTreeCopyTest, GoesIntoAnEmptyTreeAsItsRoot) {
     EXPECT_EQ(target.GetNode(3).category, term("second"));
 }
 
-TEST_F(zeLogicalTreeCopyTest, TakesOverEveryField) {
+TEST_F(zeLogicalTreeCopyTest, CopyHasEveryField) {
     zeLogicalNode& original = *source.tree.GetNodePtr(3);
     original.attributes = 3;
     original.threshold = 0.25;
@@ -78,7 +78,7 @@ TEST_F(zeLogicalTreeCopyTest, TakesOverEveryField) {
     EXPECT_THAT(copy.children, IsEmpty());
 }
 
-TEST_F(zeLogicalTreeCopyTest, GivesIdsFromTheLastOnParentsBeforeChildren) {
+TEST_F(zeLogicalTreeCopyTest, CopiesGetIdsAfterTheLastOneParentsBeforeChildren) {
     target.next_id = 40;
 
     EXPECT_EQ(Copy(1, 0), 41U);
@@ -90,7 +90,7 @@ TEST_F(zeLogicalTreeCopyTest, GivesIdsFromTheLastOnParentsBeforeChildren) {
     EXPECT_EQ(target.GetNode(45).category, term("beside"));
 }
 
-TEST_F(zeLogicalTreeCopyTest, AppendsTheCopyToTheChildrenOfTheParent) {
+TEST_F(zeLogicalTreeCopyTest, CopyIsAppendedToTheChildrenOfTheParent) {
     Copy(5, 0);
     Copy(3, 1);
 
@@ -100,7 +100,7 @@ TEST_F(zeLogicalTreeCopyTest, AppendsTheCopyToTheChildrenOfTheParent) {
     EXPECT_EQ(target.GetNode(3).parent, 1U);
 }
 
-TEST_F(zeLogicalTreeCopyTest, MirrorsWhatTheMapSays) {
+TEST_F(zeLogicalTreeCopyTest, CopyMirrorsTheNodesOfTheMap) {
     zePhysicalTree& physical = *target_manager.m_physical_tree;
     std::map<zeNode*, zeNode*> node_map;
     physical.CopySubTree(source.Physical(2), nullptr, node_map);
@@ -115,7 +115,7 @@ TEST_F(zeLogicalTreeCopyTest, MirrorsWhatTheMapSays) {
     EXPECT_EQ(target.finder.size(), 3U);
 }
 
-TEST_F(zeLogicalTreeCopyTest, MirrorsNothingWhereTheMapLacksANode) {
+TEST_F(zeLogicalTreeCopyTest, CopyMirrorsNothingIfTheMapLacksANode) {
     std::map<zeNode*, zeNode*> node_map;
 
     Copy(3, 0, &node_map);
@@ -123,13 +123,13 @@ TEST_F(zeLogicalTreeCopyTest, MirrorsNothingWhereTheMapLacksANode) {
     EXPECT_EQ(target.GetNode(1).physical_node, nullptr);
 }
 
-TEST_F(zeLogicalTreeCopyTest, LeavesTheSourceAsItIs) {
+TEST_F(zeLogicalTreeCopyTest, SourceIsUnchanged) {
     const Unchanged unchanged(source.manager);
 
     Copy(1, 0);
 }
 
-TEST_F(zeLogicalTreeCopyTest, MayGoIntoTheSameTree) {
+TEST_F(zeLogicalTreeCopyTest, CopyIntoTheSameTreeWorks) {
     EXPECT_EQ(source.tree.CopySubTree(source.tree, 2, 5, nullptr), 6U);
 
     EXPECT_THAT(source.Node(5).children, ElementsAre(6U));
@@ -137,7 +137,7 @@ TEST_F(zeLogicalTreeCopyTest, MayGoIntoTheSameTree) {
     EXPECT_THAT(source.Node(2).children, ElementsAre(3U, 4U));
 }
 
-TEST_F(zeLogicalTreeCopyTest, TakesANestedLeafWithWhatIsBelowIt) {
+TEST_F(zeLogicalTreeCopyTest, NestedLeafIsCopiedWithAllNodesBelowIt) {
     const Id below = source.Add(5, "below");
     source.Add(below, "deeper");
 
@@ -148,8 +148,9 @@ TEST_F(zeLogicalTreeCopyTest, TakesANestedLeafWithWhatIsBelowIt) {
     EXPECT_EQ(target.GetNode(3).parent, 2U);
 }
 
-// A mirrored deletion leaves children that name a parent that is gone, in another's list.
-TEST_F(zeLogicalTreeCopyTest, MakesTheListerTheParent) {
+// A mirrored deletion leaves children that name the deleted node as their parent, but are in the
+// list of its parent.
+TEST_F(zeLogicalTreeCopyTest, ParentOfACopyIsTheNodeThatListsIt) {
     const Id below = source.Add(5, "below");
     source.tree.KCE_Delete(source.Physical(5));
     ASSERT_EQ(source.Node(below).parent, 5U);
@@ -160,7 +161,7 @@ TEST_F(zeLogicalTreeCopyTest, MakesTheListerTheParent) {
     EXPECT_EQ(target.GetNode(5).parent, 1U);
 }
 
-TEST_F(zeLogicalTreeCopyTest, GoesAsDeepAsTheSource) {
+TEST_F(zeLogicalTreeCopyTest, VeryDeepSourceIsCopied) {
     constexpr Id kDeep = 100000;
     zeManager deep_manager;
     zeLogicalTree& deep = *deep_manager.m_logical_tree;

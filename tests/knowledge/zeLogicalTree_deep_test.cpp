@@ -1,4 +1,4 @@
-// Trees as deep as nobody plans them: no step of an edit recurs, so none runs out of stack.
+// Trees that are very deep. No step of an edit is recursive, so no step runs out of stack.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <cstddef>
@@ -28,7 +28,7 @@ protected:
         return tree.AddLogicalNode(node);
     }
 
-    // Adds a chain below a node and returns its ids, from the top down.
+    // Adds a chain of nodes below a node and returns their ids, from the top down.
     std::vector<Id> AddChain(Id parent, unsigned char type, std::size_t length) {
         std::vector<Id> chain;
         for (std::size_t i = 0; i < length; ++i) {
@@ -37,8 +37,8 @@ protected:
         return chain;
     }
 
-    // The same for leaves below the root, in time linear in the length. They are no categories of
-    // the root's classifier, which serves the steps that leave the physical side alone.
+    // Adds a chain of leaves below the root in linear time. The leaves are not categories of the
+    // root's classifier, so this is only for tests that do not use the physical side.
     std::vector<Id> NestLeaves(std::size_t length) {
         std::vector<Id> chain;
         Id parent = 1;
@@ -64,13 +64,13 @@ protected:
 
 constexpr std::size_t kDeep = 100000;
 
-// The names of one classifier's categories are looked through for each new one, so adding them one
-// by one takes the square of their number.
+// Each new category is compared with all categories of its classifier, so adding them one by one
+// takes quadratic time.
 constexpr std::size_t kDeepToAdd = 4000;
 
 constexpr std::size_t kDeepClassifiers = 10000;
 
-TEST_F(zeLogicalTreeDeepTest, TellsThePathOfALeafAndFindsIt) {
+TEST_F(zeLogicalTreeDeepTest, PathOfADeepLeafIsReturnedAndFindsTheLeaf) {
     Add(0, ZE_STAT, "root");
     const std::vector<Id> chain = NestLeaves(kDeep);
 
@@ -85,7 +85,7 @@ TEST_F(zeLogicalTreeDeepTest, TellsThePathOfALeafAndFindsIt) {
     EXPECT_EQ(tree.FindNodeByPath(path).id, chain.back());
 }
 
-TEST_F(zeLogicalTreeDeepTest, GathersNestedLeavesFromTheTopDown) {
+TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreGatheredFromTheTopDown) {
     Add(0, ZE_STAT, "root");
     const std::vector<Id> chain = NestLeaves(kDeep);
 
@@ -99,7 +99,7 @@ TEST_F(zeLogicalTreeDeepTest, GathersNestedLeavesFromTheTopDown) {
     EXPECT_EQ(tree.GetRealParent(chain.back()), manager.m_root->m_classifier);
 }
 
-TEST_F(zeLogicalTreeDeepTest, MovesNestedLeavesWithinTheirClassifier) {
+TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreMovedWithinTheirClassifier) {
     Add(0, ZE_STAT, "root");
     const std::vector<Id> chain = NestLeaves(kDeep);
     const Id target = Add(1, ZE_LEAF, "target");
@@ -111,7 +111,7 @@ TEST_F(zeLogicalTreeDeepTest, MovesNestedLeavesWithinTheirClassifier) {
     EXPECT_EQ(tree.GetNode(chain.front()).children, std::vector<Id>{target});
 }
 
-TEST_F(zeLogicalTreeDeepTest, DeletesNestedLeavesInBothTrees) {
+TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreDeletedInBothTrees) {
     Add(0, ZE_STAT, "root");
     const std::vector<Id> chain = NestLeaves(kDeep);
 
@@ -123,7 +123,7 @@ TEST_F(zeLogicalTreeDeepTest, DeletesNestedLeavesInBothTrees) {
     EXPECT_TRUE(manager.m_physical_tree->m_finder.empty());
 }
 
-TEST_F(zeLogicalTreeDeepTest, AddsMovesChangesAndDeletesNestedLeaves) {
+TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreAddedMovedChangedAndDeleted) {
     Add(0, ZE_STAT, "root");
     const Id other = Add(1, ZE_STAT, "other");
     const std::vector<Id> chain = AddChain(1, ZE_LEAF, kDeepToAdd);
@@ -149,7 +149,7 @@ TEST_F(zeLogicalTreeDeepTest, AddsMovesChangesAndDeletesNestedLeaves) {
     EXPECT_EQ(first_dangling_pointer(manager), "");
 }
 
-TEST_F(zeLogicalTreeDeepTest, AddsMovesAndDeletesNestedClassifiers) {
+TEST_F(zeLogicalTreeDeepTest, NestedClassifiersAreAddedMovedAndDeleted) {
     Add(0, ZE_STAT, "root");
     const Id other = Add(1, ZE_STAT, "other");
     const std::vector<Id> chain = AddChain(1, ZE_STAT, kDeepClassifiers);

@@ -1,4 +1,4 @@
-// Adding and deleting nodes of zeLogicalTree.
+// Adding nodes to zeLogicalTree and deleting them.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ using testing::UnorderedElementsAre;
 
 // Adding.
 
-TEST(zeLogicalTreeAddTest, TheFirstNodeIsTheRoot) {
+TEST(zeLogicalTreeAddTest, FirstNodeIsTheRoot) {
     Edited_container kc;
     kc.tree.next_id = 7;
     zeLogicalNode node;
@@ -45,7 +45,7 @@ TEST(zeLogicalTreeAddTest, TheFirstNodeIsTheRoot) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, ANodeIsStoredWithAllItsFields) {
+TEST(zeLogicalTreeAddTest, NodeIsStoredWithAllItsFields) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_RULE);
     zeLogicalNode node;
@@ -76,7 +76,7 @@ TEST(zeLogicalTreeAddTest, ANodeIsStoredWithAllItsFields) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, ThePhysicalNodeMirrorsTypeFlagsThresholdAndName) {
+TEST(zeLogicalTreeAddTest, PhysicalNodeGetsTypeFlagsThresholdAndName) {
     Edited_container kc;
     zeLogicalNode node;
     node.parent = kc.Root(ZE_STAT);
@@ -94,7 +94,7 @@ TEST(zeLogicalTreeAddTest, ThePhysicalNodeMirrorsTypeFlagsThresholdAndName) {
     EXPECT_NE(dynamic_cast<zeSwitcher*>(node.physical_node->m_classifier), nullptr);
 }
 
-TEST(zeLogicalTreeAddTest, ANewNodeBringsNoChildren) {
+TEST(zeLogicalTreeAddTest, ChildrenInTheGivenNodeAreIgnored) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
@@ -108,7 +108,7 @@ TEST(zeLogicalTreeAddTest, ANewNodeBringsNoChildren) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, AnIdIsNotGivenAgain) {
+TEST(zeLogicalTreeAddTest, IdOfADeletedNodeIsNotReused) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int first = kc.Add(root, "first");
@@ -117,7 +117,7 @@ TEST(zeLogicalTreeAddTest, AnIdIsNotGivenAgain) {
     EXPECT_EQ(kc.Add(root, "second"), first + 1);
 }
 
-TEST(zeLogicalTreeAddTest, AnAdditionModifiesTheContainer) {
+TEST(zeLogicalTreeAddTest, AddingModifiesTheContainer) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     kc.manager.m_modified = false;
@@ -127,7 +127,7 @@ TEST(zeLogicalTreeAddTest, AnAdditionModifiesTheContainer) {
     EXPECT_TRUE(kc.manager.m_modified);
 }
 
-TEST(zeLogicalTreeAddTest, UnderARuleNodeTheSwitcherTakesTheRule) {
+TEST(zeLogicalTreeAddTest, RuleOfANodeBelowARuleNodeIsAddedToTheSwitcher) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_RULE);
 
@@ -137,7 +137,7 @@ TEST(zeLogicalTreeAddTest, UnderARuleNodeTheSwitcherTakesTheRule) {
     EXPECT_THAT(kc.Categories(root), ElementsAre(refund));
 }
 
-TEST(zeLogicalTreeAddTest, TheRuleDefaultMakesTheOtherwiseChild) {
+TEST(zeLogicalTreeAddTest, NodeWithTheRuleDefaultBecomesTheDefaultChild) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_RULE);
 
@@ -148,7 +148,7 @@ TEST(zeLogicalTreeAddTest, TheRuleDefaultMakesTheOtherwiseChild) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, UnderAStatisticalNodeTheMatcherGetsAProfile) {
+TEST(zeLogicalTreeAddTest, NodeBelowAStatisticalNodeGetsAProfile) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
 
@@ -158,7 +158,7 @@ TEST(zeLogicalTreeAddTest, UnderAStatisticalNodeTheMatcherGetsAProfile) {
     EXPECT_THAT(kc.Physical(root)->m_children, ElementsAre(kc.Physical(news)));
 }
 
-TEST(zeLogicalTreeAddTest, APlainLeafUnderAPlainLeafIsACategoryOfTheRealParent) {
+TEST(zeLogicalTreeAddTest, PlainLeafBelowAPlainLeafIsACategoryOfTheRealParent) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
@@ -172,7 +172,7 @@ TEST(zeLogicalTreeAddTest, APlainLeafUnderAPlainLeafIsACategoryOfTheRealParent) 
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, AChildWithARuleMakesARuleNodeOfALeaf) {
+TEST(zeLogicalTreeAddTest, LeafBecomesARuleNodeIfAChildHasARule) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int desk = kc.Add(root, "desk");
@@ -187,7 +187,7 @@ TEST(zeLogicalTreeAddTest, AChildWithARuleMakesARuleNodeOfALeaf) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, AChildWithoutARuleMakesAStatisticalNodeOfALeafWithOne) {
+TEST(zeLogicalTreeAddTest, LeafWithARuleBecomesAStatisticalNodeIfAChildHasNone) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_RULE);
     const unsigned int topics = kc.Add(root, "topics", kAboveOne);
@@ -202,7 +202,7 @@ TEST(zeLogicalTreeAddTest, AChildWithoutARuleMakesAStatisticalNodeOfALeafWithOne
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, OfTwoRulesTheChildsDecides) {
+TEST(zeLogicalTreeAddTest, LeafWithARuleBecomesARuleNodeIfAChildHasARule) {
     Edited_container kc;
     const unsigned int desk = kc.Add(kc.Root(ZE_RULE), "desk", kAboveOne);
 
@@ -212,7 +212,7 @@ TEST(zeLogicalTreeAddTest, OfTwoRulesTheChildsDecides) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, ALeafThatBecomesAClassifierKeepsItsOtherAttributes) {
+TEST(zeLogicalTreeAddTest, LeafThatBecomesAClassifierKeepsItsOtherAttributes) {
     Edited_container kc;
     zeLogicalNode node;
     node.parent = kc.Root(ZE_STAT);
@@ -226,7 +226,7 @@ TEST(zeLogicalTreeAddTest, ALeafThatBecomesAClassifierKeepsItsOtherAttributes) {
     ExpectSound(kc.manager);
 }
 
-TEST(zeLogicalTreeAddTest, TheFirstCategoryOfANewClassifierMayHaveANameFromAbove) {
+TEST(zeLogicalTreeAddTest, FirstCategoryOfANewClassifierMayHaveANameFromAbove) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     kc.Add(root, "sport");
@@ -237,8 +237,9 @@ TEST(zeLogicalTreeAddTest, TheFirstCategoryOfANewClassifierMayHaveANameFromAbove
     ExpectSound(kc.manager);
 }
 
-// A classifier that refuses what was verified, by a hidden change of its own, ends the edit there.
-TEST(zeLogicalTreeAddTest, AnEditThatFailsInsideAClassifierLeavesTheSidesAsTheyStand) {
+// The tree passes verification, but a classifier was changed behind it and refuses the edit. The
+// edit ends there.
+TEST(zeLogicalTreeAddTest, EditRefusedByAClassifierEndsHalfWay) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int desk = kc.Add(root, "desk", "", ZE_RULE);
@@ -257,7 +258,7 @@ TEST(zeLogicalTreeAddTest, AnEditThatFailsInsideAClassifierLeavesTheSidesAsTheyS
 
 class zeLogicalTreeDeleteTest : public testing::Test {
 protected:
-    // Counts two messages for each of some categories, with a bag of the category's name alone.
+    // Trains each category with two messages, whose bag has only the category's name.
     void Train(unsigned int id, std::initializer_list<const char*> categories) {
         zeMemoryCorpus corpus;
         for (const char* const category : categories) {
@@ -277,7 +278,7 @@ protected:
     Edited_container kc;
 };
 
-TEST_F(zeLogicalTreeDeleteTest, ADeletedLeafIsGoneFromAllSides) {
+TEST_F(zeLogicalTreeDeleteTest, DeletedLeafIsRemovedFromAllSides) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
     const unsigned int sport = kc.Add(root, "sport");
@@ -293,7 +294,7 @@ TEST_F(zeLogicalTreeDeleteTest, ADeletedLeafIsGoneFromAllSides) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, TheLastChildMovesIntoThePlaceOfADeletedOne) {
+TEST_F(zeLogicalTreeDeleteTest, LastChildMovesIntoThePlaceOfADeletedOne) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int a = kc.Add(root, "a");
     const unsigned int b = kc.Add(root, "b");
@@ -307,7 +308,7 @@ TEST_F(zeLogicalTreeDeleteTest, TheLastChildMovesIntoThePlaceOfADeletedOne) {
     EXPECT_THAT(kc.Node(root).children, ElementsAre(a, d));
 }
 
-TEST_F(zeLogicalTreeDeleteTest, ADeletionModifiesTheContainer) {
+TEST_F(zeLogicalTreeDeleteTest, DeletingModifiesTheContainer) {
     const unsigned int news = kc.Add(kc.Root(ZE_STAT), "news");
     kc.manager.m_modified = false;
 
@@ -316,7 +317,7 @@ TEST_F(zeLogicalTreeDeleteTest, ADeletionModifiesTheContainer) {
     EXPECT_TRUE(kc.manager.m_modified);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, WithALeafGoesWhatStandsBelowIt) {
+TEST_F(zeLogicalTreeDeleteTest, NodesBelowADeletedLeafAreDeleted) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
     const unsigned int sport = kc.Add(news, "sport");
@@ -330,7 +331,7 @@ TEST_F(zeLogicalTreeDeleteTest, WithALeafGoesWhatStandsBelowIt) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, WithAClassifierNodeGoAllObjectsBelowIt) {
+TEST_F(zeLogicalTreeDeleteTest, AllObjectsBelowADeletedClassifierNodeAreDeleted) {
     const unsigned int root = kc.Root(ZE_STAT);
     const std::size_t object_count = kc.manager.m_objects.size();
     const unsigned int desk = kc.Add(root, "desk", "", ZE_RULE);
@@ -345,7 +346,7 @@ TEST_F(zeLogicalTreeDeleteTest, WithAClassifierNodeGoAllObjectsBelowIt) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, ClassifiersLogicallyBelowALeafGoWithIt) {
+TEST_F(zeLogicalTreeDeleteTest, ClassifiersLogicallyBelowADeletedLeafAreDeleted) {
     const unsigned int root = kc.Root(ZE_STAT);
     const std::size_t object_count = kc.manager.m_objects.size();
     const unsigned int news = kc.Add(root, "news");
@@ -360,7 +361,7 @@ TEST_F(zeLogicalTreeDeleteTest, ClassifiersLogicallyBelowALeafGoWithIt) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, ARuleGoesWithItsNode) {
+TEST_F(zeLogicalTreeDeleteTest, RuleIsDeletedWithItsNode) {
     const unsigned int root = kc.Root(ZE_RULE);
     const unsigned int refund = kc.Add(root, "refund", kAboveOne);
     const unsigned int invoice = kc.Add(root, "invoice", kAboveTwo);
@@ -374,7 +375,7 @@ TEST_F(zeLogicalTreeDeleteTest, ARuleGoesWithItsNode) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, ADeletedOtherwiseChildLeavesRoomForAnother) {
+TEST_F(zeLogicalTreeDeleteTest, AnotherDefaultIsAcceptedAfterTheDefaultIsDeleted) {
     const unsigned int root = kc.Root(ZE_RULE);
     const unsigned int refund = kc.Add(root, "refund", kAboveOne);
     const unsigned int rest = kc.Add(root, "rest", "default");
@@ -387,7 +388,7 @@ TEST_F(zeLogicalTreeDeleteTest, ADeletedOtherwiseChildLeavesRoomForAnother) {
     EXPECT_EQ(kc.Switcher(root).m_default, kc.Physical(another));
 }
 
-TEST_F(zeLogicalTreeDeleteTest, WithoutItsLastChildAClassifierNodeIsALeafThatIsScored) {
+TEST_F(zeLogicalTreeDeleteTest, RuleNodeWithoutItsLastChildBecomesAScoredLeaf) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int desk = kc.Add(root, "desk");
     const unsigned int refund = kc.Add(desk, "refund", kAboveOne);
@@ -402,7 +403,7 @@ TEST_F(zeLogicalTreeDeleteTest, WithoutItsLastChildAClassifierNodeIsALeafThatIsS
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, SoIsAStatisticalNode) {
+TEST_F(zeLogicalTreeDeleteTest, StatisticalNodeWithoutItsLastChildBecomesAScoredLeaf) {
     const unsigned int topics = kc.Add(kc.Root(ZE_RULE), "topics", kAboveOne);
     const unsigned int food = kc.Add(topics, "food");
 
@@ -414,7 +415,7 @@ TEST_F(zeLogicalTreeDeleteTest, SoIsAStatisticalNode) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, ANodeThatBecomesALeafKeepsItsOtherAttributes) {
+TEST_F(zeLogicalTreeDeleteTest, NodeThatBecomesALeafKeepsItsOtherAttributes) {
     zeLogicalNode node;
     node.parent = kc.Root(ZE_STAT);
     node.category = term("desk");
@@ -429,7 +430,7 @@ TEST_F(zeLogicalTreeDeleteTest, ANodeThatBecomesALeafKeepsItsOtherAttributes) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, WithAChildLeftTheParentStaysAClassifier) {
+TEST_F(zeLogicalTreeDeleteTest, ParentWithAChildLeftStaysAClassifier) {
     const unsigned int desk = kc.Add(kc.Root(ZE_STAT), "desk");
     const unsigned int refund = kc.Add(desk, "refund", kAboveOne);
     kc.Add(desk, "invoice", kAboveTwo);
@@ -441,7 +442,7 @@ TEST_F(zeLogicalTreeDeleteTest, WithAChildLeftTheParentStaysAClassifier) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, TheRootIsNeverReduced) {
+TEST_F(zeLogicalTreeDeleteTest, RootWithoutItsLastChildStaysAClassifier) {
     for (const unsigned int type : {ZE_RULE, ZE_STAT}) {
         SCOPED_TRACE(type);
         Edited_container other;
@@ -456,8 +457,8 @@ TEST_F(zeLogicalTreeDeleteTest, TheRootIsNeverReduced) {
     }
 }
 
-// Only the direct parent is looked at.
-TEST_F(zeLogicalTreeDeleteTest, ALeafStaysALeafWithoutItsLastChild) {
+// Only the direct parent can become a leaf.
+TEST_F(zeLogicalTreeDeleteTest, LeafWithoutItsLastChildStaysALeaf) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
     const unsigned int sport = kc.Add(news, "sport");
@@ -469,9 +470,9 @@ TEST_F(zeLogicalTreeDeleteTest, ALeafStaysALeafWithoutItsLastChild) {
     ExpectSound(kc.manager);
 }
 
-// Taken out, the category's share of the concept's weight is nothing; left in, it is only scaled to
-// the messages that remain.
-TEST_F(zeLogicalTreeDeleteTest, ConceptsOfADeletedCategoryLoseItsPartOnlyIfAskedFor) {
+// With removal, the category's share of the concept's weight becomes 0. Without it, the share is
+// only scaled to the messages that remain.
+TEST_F(zeLogicalTreeDeleteTest, ConceptsOfADeletedCategoryLoseItsShareOnlyIfRequested) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int a = kc.Add(root, "a");
     const unsigned int b = kc.Add(root, "b");
@@ -489,7 +490,7 @@ TEST_F(zeLogicalTreeDeleteTest, ConceptsOfADeletedCategoryLoseItsPartOnlyIfAsked
     EXPECT_GT(ConceptWeight(root, "c"), 0.0);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, TheMatchingTableIsThatOfTheCategoriesLeft) {
+TEST_F(zeLogicalTreeDeleteTest, MatchingTableHasOnlyTheRemainingCategories) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int a = kc.Add(root, "a");
     const unsigned int b = kc.Add(root, "b");
@@ -509,7 +510,7 @@ TEST_F(zeLogicalTreeDeleteTest, TheMatchingTableIsThatOfTheCategoriesLeft) {
     }
 }
 
-TEST_F(zeLogicalTreeDeleteTest, HoweverManyCategoriesGoTheMatchingTableIsMadeOnce) {
+TEST_F(zeLogicalTreeDeleteTest, DeletingManyCategoriesRebuildsTheMatchingTableOnce) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int a = kc.Add(root, "a");
     kc.Add(a, "b");
@@ -522,7 +523,7 @@ TEST_F(zeLogicalTreeDeleteTest, HoweverManyCategoriesGoTheMatchingTableIsMadeOnc
     EXPECT_EQ(std::count(texts.begin(), texts.end(), "Matching table completed"), 1);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, TheRootAndUnknownNodesAreRefused) {
+TEST_F(zeLogicalTreeDeleteTest, DeletingTheRootOrAnUnknownNodeIsRefused) {
     const unsigned int root = kc.Root(ZE_STAT);
     kc.Add(root, "news");
     kc.manager.m_modified = false;
@@ -543,7 +544,7 @@ TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteRefusesTheRoot) {
                     "Cannot delete top node", {});
 }
 
-TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteLeavesTheTrees) {
+TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteLeavesTheLogicalTreeUnchanged) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
     const unsigned int sport = kc.Add(news, "sport");
@@ -557,7 +558,7 @@ TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteLeavesTheTrees) {
     EXPECT_EQ(kc.Physical(sport)->m_parent, nullptr);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteGoesByASwitcherWithoutANode) {
+TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteRemovesTheRuleFromASwitcherWithoutANode) {
     const unsigned int root = kc.Root(ZE_RULE);
     const unsigned int refund = kc.Add(root, "refund", kAboveOne);
     kc.Switcher(root).m_node = nullptr;
@@ -568,9 +569,9 @@ TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteGoesByASwitcherWithoutANode) {
     EXPECT_EQ(kc.Physical(refund)->m_parent, kc.Physical(root));
 }
 
-// Below a leaf with a rule there are other categories of the switcher only if rules were changed by
-// mirroring.
-TEST_F(zeLogicalTreeDeleteTest, WithALeafASwitcherLosesWhatStandsBelowIt) {
+// Below a leaf with a rule there can be other categories of the switcher only if mirroring changed
+// rules.
+TEST_F(zeLogicalTreeDeleteTest, SwitcherLosesTheNodesBelowADeletedLeaf) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int desk = kc.Add(root, "desk", "", ZE_RULE);
     kc.Add(desk, "invoice", kAboveTwo);
@@ -587,7 +588,7 @@ TEST_F(zeLogicalTreeDeleteTest, WithALeafASwitcherLosesWhatStandsBelowIt) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, RemoveFromParentLeavesTheNode) {
+TEST_F(zeLogicalTreeDeleteTest, RemoveFromParentKeepsTheNode) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
 
@@ -604,7 +605,7 @@ TEST_F(zeLogicalTreeDeleteTest, RemoveFromParentOfTheRootDoesNothing) {
     kc.tree.RemoveFromParent(kc.Node(root));
 }
 
-TEST_F(zeLogicalTreeDeleteTest, RemoveFromParentWantsTheNodeAmongTheChildren) {
+TEST_F(zeLogicalTreeDeleteTest, RemoveFromParentRequiresTheNodeAmongTheChildren) {
     const unsigned int news = kc.Add(kc.Root(ZE_STAT), "news");
     kc.tree.RemoveFromParent(kc.Node(news));
     const Unchanged unchanged(kc.manager);
@@ -612,7 +613,7 @@ TEST_F(zeLogicalTreeDeleteTest, RemoveFromParentWantsTheNodeAmongTheChildren) {
     EXPECT_ASSERTS(kc.tree.RemoveFromParent(kc.Node(news)), "loc >= 0");
 }
 
-TEST_F(zeLogicalTreeDeleteTest, RecursiveNodeDeleteLeavesTheParentsListIfToldSo) {
+TEST_F(zeLogicalTreeDeleteTest, RecursiveNodeDeleteKeepsTheParentsListIfRequested) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
     kc.tree.PhysicalDelete(kc.Node(news), true);
@@ -624,8 +625,9 @@ TEST_F(zeLogicalTreeDeleteTest, RecursiveNodeDeleteLeavesTheParentsListIfToldSo)
     EXPECT_EQ(kc.manager.m_physical_tree->m_nodes.size(), 1U);
 }
 
-// An edit that failed half-way can leave a category in a classifier that the tree does not name.
-TEST_F(zeLogicalTreeDeleteTest, WhatStillKnowsADeletedNodeForgetsIt) {
+// An edit that failed half-way can leave a category in a classifier that is not the one above it in
+// the tree.
+TEST_F(zeLogicalTreeDeleteTest, DeletedNodeIsRemovedFromEveryClassifierThatKnowsIt) {
     const unsigned int root = kc.Root(ZE_RULE);
     const unsigned int desk = kc.Add(root, "desk", kAboveOne, ZE_RULE);
     const unsigned int refund = kc.Add(desk, "refund", kAboveOne);
@@ -646,7 +648,7 @@ TEST_F(zeLogicalTreeDeleteTest, WhatStillKnowsADeletedNodeForgetsIt) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeDeleteTest, ADeepTreeIsDeletedAsAWhole) {
+TEST_F(zeLogicalTreeDeleteTest, DeepTreeIsDeletedAsAWhole) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int top = kc.Add(root, "top");
     unsigned int deepest = top;

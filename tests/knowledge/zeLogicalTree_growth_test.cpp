@@ -1,5 +1,5 @@
-// The cost of edits and look-ups in large trees. The indexes behind them must find what a search
-// finds.
+// The cost of edits and look-ups in large trees, and the indexes that keep it low. The indexes must
+// find what a search finds.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ std::string category_name(int i) {
     return "category " + std::to_string(i);
 }
 
-// A statistical root with so many leaves.
+// A statistical root with `count` leaves.
 struct Flat_container : Edited_container {
     explicit Flat_container(int count) {
         root = Root(ZE_STAT);
@@ -40,11 +40,11 @@ struct Flat_container : Edited_container {
     std::vector<unsigned int> leaves;
 };
 
-TEST(zeLogicalTreeGrowthTest, AddingLeavesBelowOneNode) {
+TEST(zeLogicalTreeGrowthTest, AddingLeavesBelowOneNodeTakesNoSquareTime) {
     ExpectNoSquareGrowth(4000, [](int n) { const Flat_container kc(n); });
 }
 
-TEST(zeLogicalTreeGrowthTest, AddingChildrenBelowOneRuleNode) {
+TEST(zeLogicalTreeGrowthTest, AddingChildrenBelowOneRuleNodeTakesNoSquareTime) {
     ExpectNoSquareGrowth(2000, [](int n) {
         Edited_container kc;
         const unsigned int root = kc.Root(ZE_RULE);
@@ -54,7 +54,7 @@ TEST(zeLogicalTreeGrowthTest, AddingChildrenBelowOneRuleNode) {
     });
 }
 
-TEST(zeLogicalTreeGrowthTest, AddingLeavesWithNamesOfTheirOwn) {
+TEST(zeLogicalTreeGrowthTest, AddingLeavesWithOtherNamesTakesNoSquareTime) {
     ExpectNoSquareGrowth(4000, [](int n) {
         Edited_container kc;
         kc.manager.m_compat55 = true;
@@ -65,7 +65,7 @@ TEST(zeLogicalTreeGrowthTest, AddingLeavesWithNamesOfTheirOwn) {
     });
 }
 
-TEST(zeLogicalTreeGrowthTest, AddingOneCategoryToEachOfManyClassifiers) {
+TEST(zeLogicalTreeGrowthTest, AddingOneCategoryToEachOfManyClassifiersTakesNoSquareTime) {
     ExpectNoSquareGrowth(300, [](int n) {
         Edited_container kc;
         const unsigned int root = kc.Root(ZE_STAT);
@@ -75,7 +75,7 @@ TEST(zeLogicalTreeGrowthTest, AddingOneCategoryToEachOfManyClassifiers) {
     });
 }
 
-TEST(zeLogicalTreeGrowthTest, RenamingEachLeaf) {
+TEST(zeLogicalTreeGrowthTest, RenamingEachLeafTakesNoSquareTime) {
     ExpectNoSquareGrowth(4000, [](int n) {
         Flat_container kc(n);
         for (const unsigned int leaf : kc.leaves) {
@@ -84,7 +84,7 @@ TEST(zeLogicalTreeGrowthTest, RenamingEachLeaf) {
     });
 }
 
-TEST(zeLogicalTreeGrowthTest, FindingEachLeafByItsPath) {
+TEST(zeLogicalTreeGrowthTest, FindingEachLeafByItsPathTakesNoSquareTime) {
     ExpectNoSquareGrowth(4000, [](int n) {
         const Flat_container kc(n);
         for (int i = 0; i < n; ++i) {
@@ -93,7 +93,7 @@ TEST(zeLogicalTreeGrowthTest, FindingEachLeafByItsPath) {
     });
 }
 
-TEST(zeLogicalTreeGrowthTest, MovingEachLeafBelowAnotherOfItsClassifier) {
+TEST(zeLogicalTreeGrowthTest, MovingEachLeafWithinItsClassifierTakesNoSquareTime) {
     ExpectNoSquareGrowth(2000, [](int n) {
         Flat_container kc(n);
         for (std::size_t i = 1; i < kc.leaves.size(); ++i) {
@@ -102,9 +102,9 @@ TEST(zeLogicalTreeGrowthTest, MovingEachLeafBelowAnotherOfItsClassifier) {
     });
 }
 
-// Each removal of a category of a statistical classifier selects its features anew, which a
-// classifier with rules does not.
-TEST(zeLogicalTreeGrowthTest, DeletingEachChildOfOneRuleNode) {
+// Here the classifier has rules: a statistical classifier selects features anew for each category
+// that is removed, which takes more time.
+TEST(zeLogicalTreeGrowthTest, DeletingEachChildOfOneRuleNodeTakesNoSquareTime) {
     ExpectNoSquareGrowth(2000, [](int n) {
         Edited_container kc;
         const unsigned int root = kc.Root(ZE_RULE);
@@ -145,7 +145,8 @@ TEST(zeLogicalTreeGrowthTest, DeletingASubtreeOfManyClassifiersBesideAsMany) {
 
 class zeLogicalTreeIndexTest : public testing::Test {
 protected:
-    // The children of the root that a search finds for these names.
+    // Checks that the tree finds the same children of the root as a plain search, for each of these
+    // names.
     void ExpectLikeSearch(int name_count) {
         const std::vector<unsigned int>& children = kc.Node(kc.root).children;
         for (int i = 0; i < name_count; ++i) {
@@ -167,7 +168,7 @@ protected:
     Flat_container kc{30};
 };
 
-TEST_F(zeLogicalTreeIndexTest, RandomEditsAreFollowed) {
+TEST_F(zeLogicalTreeIndexTest, IndexFollowsRandomEdits) {
     constexpr int kNames = 60;
     std::mt19937 random(7);
     const auto below = [&random](std::size_t n) { return static_cast<int>(random() % n); };
@@ -193,14 +194,14 @@ TEST_F(zeLogicalTreeIndexTest, RandomEditsAreFollowed) {
                     break;
             }
         } catch (const qtX<zeLogicalTree>&) {
-            // The name is taken: that is a result too, which the search below confirms.
+            // The edit is refused because the name is taken. The search below confirms it.
         }
         ASSERT_NO_FATAL_FAILURE(ExpectLikeSearch(kNames));
     }
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeIndexTest, NamesChangedByHandAreFound) {
+TEST_F(zeLogicalTreeIndexTest, NamesChangedDirectlyAreFound) {
     ExpectLikeSearch(31);
     kc.tree.GetNodePtr(kc.leaves[3])->name = term("by hand");
 
@@ -208,20 +209,20 @@ TEST_F(zeLogicalTreeIndexTest, NamesChangedByHandAreFound) {
     EXPECT_EQ(kc.tree.FindNodeByPath("root/category 3").id, 0U);
 }
 
-TEST_F(zeLogicalTreeIndexTest, TheFirstOfSeveralChildrenWithOneNameIsFound) {
+TEST_F(zeLogicalTreeIndexTest, FirstOfSeveralChildrenWithTheSameNameIsFound) {
     ExpectLikeSearch(31);
     const unsigned int desk = kc.Add(kc.root, "desk", "", ZE_STAT);
     kc.Add(desk, "category 5");
     zeNode* physical = kc.Physical(desk);
 
-    // Its child becomes one of the root, which has a category 5.
+    // The child of the deleted node becomes a child of the root, which already has a category 5.
     kc.tree.KCE_Delete(physical);
 
     EXPECT_EQ(kc.tree.FindNodeByPath("root/category 5").id, kc.leaves[5]);
     EXPECT_EQ(kc.Node(kc.root).children.size(), 31U);
 }
 
-TEST_F(zeLogicalTreeIndexTest, ChildrenLinkedByHandAreFound) {
+TEST_F(zeLogicalTreeIndexTest, ChildrenLinkedDirectlyAreFound) {
     ExpectLikeSearch(31);
     zeNode* const root = kc.Physical(kc.root);
     zeNode* const strange = kc.manager.m_physical_tree->MakeNode(term("strange"), ZE_LEAF, 0, 0.0);
@@ -233,8 +234,9 @@ TEST_F(zeLogicalTreeIndexTest, ChildrenLinkedByHandAreFound) {
     EXPECT_EQ(root->find_child(strange), -1);
 }
 
-// An inner node has its name in its classifier as a leaf has, on whatever way it came there.
-TEST_F(zeLogicalTreeIndexTest, NamesOfInnerNodesAreTaken) {
+// An inner node's name is taken in its classifier like a leaf's, regardless of how the node got
+// there.
+TEST_F(zeLogicalTreeIndexTest, NameOfAnInnerNodeIsTaken) {
     const auto expect_taken = [this](const std::string& name, bool is_taken) {
         const zeLogicalNode node = node_to_add(kc.root, name);
         if (is_taken) {

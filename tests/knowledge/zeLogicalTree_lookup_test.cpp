@@ -1,4 +1,4 @@
-// What zeLogicalTree tells about its nodes.
+// Look-ups of zeLogicalTree.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <gmock/gmock.h>
@@ -59,7 +59,7 @@ protected:
     unsigned int other = kc.Add(root, "other");
 };
 
-TEST(zeLogicalNodeTest, StartsWithoutAnything) {
+TEST(zeLogicalNodeTest, NewNodeIsEmpty) {
     const zeLogicalNode node;
 
     EXPECT_EQ(node.id, 0U);
@@ -76,16 +76,16 @@ TEST(zeLogicalNodeTest, StartsWithoutAnything) {
     EXPECT_EQ(node.physical_node, nullptr);
 }
 
-TEST_F(zeLogicalTreeLookupTest, TheTreeOfTheseTestsIsSound) {
+TEST_F(zeLogicalTreeLookupTest, FixtureTreeIsSound) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeLookupTest, GetNodeYieldsTheNodeOfAnId) {
+TEST_F(zeLogicalTreeLookupTest, GetNodeReturnsTheNodeOfAnId) {
     EXPECT_EQ(kc.tree.GetNode(sport).category, term("sport"));
     EXPECT_EQ(kc.tree.GetNode(sport).id, sport);
 }
 
-TEST_F(zeLogicalTreeLookupTest, GetNodeOfAnUnknownIdYieldsTheNodeThatIsNone) {
+TEST_F(zeLogicalTreeLookupTest, GetNodeOfAnUnknownIdReturnsTheEmptyNode) {
     for (const unsigned int id : {0U, 8U, 4294967295U}) {
         SCOPED_TRACE(id);
 
@@ -94,63 +94,63 @@ TEST_F(zeLogicalTreeLookupTest, GetNodeOfAnUnknownIdYieldsTheNodeThatIsNone) {
     }
 }
 
-TEST_F(zeLogicalTreeLookupTest, GetNodePtrYieldsTheSameNodeOrNull) {
+TEST_F(zeLogicalTreeLookupTest, GetNodePtrReturnsTheSameNodeOrNull) {
     EXPECT_EQ(kc.tree.GetNodePtr(sport), &kc.tree.GetNode(sport));
     EXPECT_EQ(kc.tree.GetNodePtr(0), nullptr);
     EXPECT_EQ(kc.tree.GetNodePtr(8), nullptr);
 }
 
-TEST_F(zeLogicalTreeLookupTest, FindCategoryYieldsTheNodeThatMirrorsAPhysicalOne) {
+TEST_F(zeLogicalTreeLookupTest, FindCategoryReturnsTheNodeThatMirrorsAPhysicalNode) {
     EXPECT_EQ(&kc.tree.FindCategory(kc.Physical(ball)), &kc.tree.GetNode(ball));
 }
 
-TEST_F(zeLogicalTreeLookupTest, FindCategoryOfAnUnknownNodeYieldsTheNodeThatIsNone) {
+TEST_F(zeLogicalTreeLookupTest, FindCategoryOfAnUnknownNodeReturnsTheEmptyNode) {
     zeNode* const unknown = kc.manager.m_physical_tree->MakeNode(term("sport"), ZE_LEAF, 0, 0.0);
 
     EXPECT_EQ(&kc.tree.FindCategory(unknown), &kc.tree.not_found_node);
     EXPECT_EQ(&kc.tree.FindCategory(nullptr), &kc.tree.not_found_node);
 }
 
-TEST_F(zeLogicalTreeLookupTest, FindChildYieldsThePositionAmongTheChildren) {
+TEST_F(zeLogicalTreeLookupTest, FindChildReturnsThePositionAmongTheChildren) {
     EXPECT_EQ(kc.tree.FindChild(kc.Node(root), kc.Physical(news)), 0);
     EXPECT_EQ(kc.tree.FindChild(kc.Node(root), kc.Physical(other)), 1);
 }
 
-TEST_F(zeLogicalTreeLookupTest, FindChildYieldsMinusOneForWhatIsNoChild) {
+TEST_F(zeLogicalTreeLookupTest, FindChildReturnsMinusOneIfTheNodeIsNoChild) {
     EXPECT_EQ(kc.tree.FindChild(kc.Node(root), kc.Physical(sport)), -1);
     EXPECT_EQ(kc.tree.FindChild(kc.Node(root), kc.Physical(root)), -1);
     EXPECT_EQ(kc.tree.FindChild(kc.tree.not_found_node, kc.Physical(sport)), -1);
 }
 
-TEST_F(zeLogicalTreeLookupTest, TheRealParentIsThatOfTheNearestClassifierNode) {
+TEST_F(zeLogicalTreeLookupTest, RealParentIsTheParentOfTheNearestClassifierNode) {
     EXPECT_EQ(kc.tree.GetRealParent(ball), kc.Physical(root)->m_classifier);
     EXPECT_EQ(kc.tree.GetRealParent(news), kc.Physical(root)->m_classifier);
     EXPECT_EQ(kc.tree.GetRealParent(refund), kc.Physical(desk)->m_classifier);
 }
 
-TEST_F(zeLogicalTreeLookupTest, TheRealParentOfAClassifierNodeIsItsOwnClassifier) {
+TEST_F(zeLogicalTreeLookupTest, RealParentOfAClassifierNodeIsItsOwnClassifier) {
     EXPECT_EQ(kc.tree.GetRealParent(desk), kc.Physical(desk)->m_classifier);
     EXPECT_EQ(kc.tree.GetRealParent(root), kc.Physical(root)->m_classifier);
 }
 
-TEST_F(zeLogicalTreeLookupTest, ThereIsARealParentOfEachKnownNodeAlone) {
+TEST_F(zeLogicalTreeLookupTest, RealParentOfAnUnknownNodeAsserts) {
     EXPECT_ASSERTS(kc.tree.GetRealParent(0), "clafer");
     EXPECT_ASSERTS(kc.tree.GetRealParent(8), "clafer");
 }
 
-TEST_F(zeLogicalTreeLookupTest, AClassifierNodeWithoutAClassifierHasNoRealParent) {
+TEST_F(zeLogicalTreeLookupTest, RealParentAssertsIfAClassifierNodeHasNoClassifier) {
     kc.manager.DelClassifier(kc.Physical(desk));
 
     EXPECT_ASSERTS(kc.tree.GetRealParent(refund), "clafer");
 }
 
-TEST_F(zeLogicalTreeLookupTest, GatherSonsGoesThroughLeavesAndStopsAtClassifiers) {
+TEST_F(zeLogicalTreeLookupTest, GatherSonsContinuesBelowLeavesAndStopsAtClassifiers) {
     EXPECT_THAT(Sons(root), ElementsAre(news, sport, ball, desk, other));
     EXPECT_THAT(Sons(news), ElementsAre(sport, ball, desk));
     EXPECT_THAT(Sons(ball), IsEmpty());
 }
 
-TEST_F(zeLogicalTreeLookupTest, GatherSonsEntersAClassifierThatItIsGiven) {
+TEST_F(zeLogicalTreeLookupTest, GatherSonsEntersTheClassifierThatItStartsFrom) {
     EXPECT_THAT(Sons(desk), ElementsAre(refund));
 }
 
@@ -172,17 +172,17 @@ TEST_F(zeLogicalTreeLookupTest, GatherFatherAndSonsDoesNotEnterAClassifier) {
     EXPECT_THAT(FatherAndSons(root), ElementsAre(root));
 }
 
-TEST_F(zeLogicalTreeLookupTest, ALeafWithARuleOrAChildWithOneBecomesAClassifier) {
+TEST_F(zeLogicalTreeLookupTest, LeafBecomesAClassifierIfItOrItsChildHasARule) {
     EXPECT_TRUE(WillChange(other, "$b(n) > 1"));
     EXPECT_TRUE(WillChange(refund, ""));
     EXPECT_TRUE(WillChange(refund, "default"));
 }
 
-TEST_F(zeLogicalTreeLookupTest, WithoutAnyRuleALeafStaysALeaf) {
+TEST_F(zeLogicalTreeLookupTest, LeafStaysALeafWithoutAnyRule) {
     EXPECT_FALSE(WillChange(other, ""));
 }
 
-TEST_F(zeLogicalTreeLookupTest, ClassifiersAndMissingParentsDoNotChange) {
+TEST_F(zeLogicalTreeLookupTest, ClassifierAndMissingParentAreNotChanged) {
     EXPECT_FALSE(WillChange(desk, "$b(n) > 1"));
     EXPECT_FALSE(WillChange(root, "$b(n) > 1"));
     EXPECT_FALSE(WillChange(0, "$b(n) > 1"));
@@ -198,7 +198,7 @@ TEST_F(zeLogicalTreeLookupTest, FixNodeNameFillsAnEmptyName) {
     EXPECT_EQ(node.name, term("sport"));
 }
 
-TEST_F(zeLogicalTreeLookupTest, FixNodeNameKeepsANameThatIsThere) {
+TEST_F(zeLogicalTreeLookupTest, FixNodeNameKeepsAGivenName) {
     zeLogicalNode node;
     node.category = term("sport");
     node.name = term("games");
@@ -208,7 +208,7 @@ TEST_F(zeLogicalTreeLookupTest, FixNodeNameKeepsANameThatIsThere) {
     EXPECT_EQ(node.name, term("games"));
 }
 
-TEST_F(zeLogicalTreeLookupTest, FixNodeNameKeepsAnEmptyNameWhereNamesAreOfTheirOwn) {
+TEST_F(zeLogicalTreeLookupTest, FixNodeNameKeepsAnEmptyNameInCompatibilityMode) {
     kc.manager.m_compat55 = true;
     zeLogicalNode node;
     node.category = term("sport");
@@ -218,7 +218,7 @@ TEST_F(zeLogicalTreeLookupTest, FixNodeNameKeepsAnEmptyNameWhereNamesAreOfTheirO
     EXPECT_EQ(node.name, term(""));
 }
 
-TEST_F(zeLogicalTreeLookupTest, AddFinderAndDelFinderEnterAndTakeOut) {
+TEST_F(zeLogicalTreeLookupTest, AddFinderAddsAndDelFinderRemovesTheEntry) {
     zeLogicalNode node;
     node.id = ball;
     node.physical_node = kc.manager.m_physical_tree->MakeNode(term("x"), ZE_LEAF, 0, 0.0);
@@ -230,7 +230,7 @@ TEST_F(zeLogicalTreeLookupTest, AddFinderAndDelFinderEnterAndTakeOut) {
     EXPECT_EQ(kc.tree.FindCategory(node.physical_node).id, 0U);
 }
 
-TEST_F(zeLogicalTreeLookupTest, LeavesMayBeNestedDeeply) {
+TEST_F(zeLogicalTreeLookupTest, ManyLevelsOfLeavesAreGathered) {
     constexpr unsigned int kDepth = 1000;
     unsigned int deepest = other;
     for (unsigned int i = 0; i < kDepth; ++i) {

@@ -1,4 +1,4 @@
-// What zeLogicalTree mirrors of the physical side.
+// How zeLogicalTree mirrors changes of the physical side.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ protected:
         return kc.manager.m_physical_tree->MakeNode(term(name), ZE_LEAF, zeNode::Junk, 0.25);
     }
 
-    // The operations take the pointer by reference.
+    // The operation takes the pointer by reference, so we pass a copy.
     const zeLogicalNode& Add(zeNode* node, const zeClassifier* classifier) {
         tree.KCE_Add(node, classifier);
         return tree.FindCategory(node);
@@ -45,7 +45,7 @@ protected:
 
 // KCE_Add.
 
-TEST_F(zeLogicalTreeMirrorTest, ACategoryThatAppearedIsAChildOfTheClassifiersNode) {
+TEST_F(zeLogicalTreeMirrorTest, NewCategoryBecomesAChildOfTheClassifiersNode) {
     zeNode* node = MakeLeaf("food");
     kc.Matcher(root).add_cat(node);
 
@@ -66,7 +66,7 @@ TEST_F(zeLogicalTreeMirrorTest, ACategoryThatAppearedIsAChildOfTheClassifiersNod
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, TheRuleComesFromTheSwitcher) {
+TEST_F(zeLogicalTreeMirrorTest, NewNodeGetsItsRuleFromTheSwitcher) {
     zeNode* first = MakeLeaf("invoice");
     kc.Switcher(desk).add_rule(first, kAboveTwo);
     zeNode* second = MakeLeaf("rest");
@@ -78,7 +78,7 @@ TEST_F(zeLogicalTreeMirrorTest, TheRuleComesFromTheSwitcher) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ANodeWithAClassifierHasItsType) {
+TEST_F(zeLogicalTreeMirrorTest, NodeWithAClassifierGetsItsType) {
     zeNode* node = kc.manager.m_physical_tree->MakeNode(term("topics"), ZE_STAT, 0, 0.0);
     kc.Matcher(root).add_cat(node);
 
@@ -87,7 +87,7 @@ TEST_F(zeLogicalTreeMirrorTest, ANodeWithAClassifierHasItsType) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, WithoutAClassifierTheNodeHasNoParent) {
+TEST_F(zeLogicalTreeMirrorTest, NodeMirroredWithoutAClassifierHasNoParent) {
     const zeLogicalNode& added = Add(MakeLeaf("food"), nullptr);
 
     EXPECT_EQ(added.id, 6U);
@@ -96,7 +96,7 @@ TEST_F(zeLogicalTreeMirrorTest, WithoutAClassifierTheNodeHasNoParent) {
     EXPECT_TRUE(kc.manager.m_modified);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, WithAClassifierWhoseNodeIsNotMirroredTheNodeHasNoParent) {
+TEST_F(zeLogicalTreeMirrorTest, NodeHasNoParentIfTheClassifiersNodeIsNotMirrored) {
     zeNode* const unknown = kc.manager.m_physical_tree->MakeNode(term("other"), ZE_STAT, 0, 0.0);
     const std::string before = DumpLogicalTree(tree);
     zeNode* node = MakeLeaf("food");
@@ -111,14 +111,14 @@ TEST_F(zeLogicalTreeMirrorTest, WithAClassifierWhoseNodeIsNotMirroredTheNodeHasN
     EXPECT_EQ(DumpLogicalTree(tree), before);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ANodeThatIsMirroredAlreadyChangesNothing) {
+TEST_F(zeLogicalTreeMirrorTest, MirroringTwiceChangesNothing) {
     const Unchanged unchanged(kc.manager);
 
     Add(kc.Physical(sport), &kc.Matcher(root));
     Add(kc.Physical(root), nullptr);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ARuleNodeWantsItsSwitcher) {
+TEST_F(zeLogicalTreeMirrorTest, NewChildOfARuleNodeNeedsItsSwitcher) {
     tree.GetNodePtr(root)->type = ZE_RULE;
     zeNode* node = MakeLeaf("food");
     const Unchanged unchanged(kc.manager);
@@ -128,7 +128,7 @@ TEST_F(zeLogicalTreeMirrorTest, ARuleNodeWantsItsSwitcher) {
 
 // KCE_Delete.
 
-TEST_F(zeLogicalTreeMirrorTest, ADeletedNodeGoesFromBothTrees) {
+TEST_F(zeLogicalTreeMirrorTest, DeletedNodeIsRemovedFromBothTrees) {
     zeNode* node = kc.Physical(sport);
     kc.Matcher(root).delete_cat(node, true, true);
 
@@ -141,8 +141,7 @@ TEST_F(zeLogicalTreeMirrorTest, ADeletedNodeGoesFromBothTrees) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest,
-       ChildrenOfADeletedNodeStandInTheGrandparentsListAndNameTheDeletedOne) {
+TEST_F(zeLogicalTreeMirrorTest, ChildrenOfADeletedNodeJoinTheGrandparentButNameTheDeletedNode) {
     zeNode* node = kc.Physical(news);
     kc.Matcher(root).delete_cat(node, true, true);
     const unsigned int other = kc.Add(root, "other");
@@ -157,14 +156,14 @@ TEST_F(zeLogicalTreeMirrorTest,
     ExpectNoDanglingPointers(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, AChildOfADeletedNodeCannotBeTakenFromItsParent) {
+TEST_F(zeLogicalTreeMirrorTest, RemovingAChildOfADeletedNodeFromItsParentIsRefused) {
     Delete(kc.Physical(news));
     const Unchanged unchanged(kc.manager);
 
     EXPECT_ASSERTS(tree.RemoveFromParent(kc.Node(sport)), "loc >= 0");
 }
 
-TEST_F(zeLogicalTreeMirrorTest, WhatWasNotToldToForgetANodeForgetsItWhenItGoes) {
+TEST_F(zeLogicalTreeMirrorTest, DeletedNodeIsRemovedFromItsClassifier) {
     Delete(kc.Physical(sport));
     Delete(kc.Physical(refund));
 
@@ -173,7 +172,7 @@ TEST_F(zeLogicalTreeMirrorTest, WhatWasNotToldToForgetANodeForgetsItWhenItGoes) 
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, WithADeletedNodeGoesItsClassifier) {
+TEST_F(zeLogicalTreeMirrorTest, ClassifierOfADeletedNodeIsDeleted) {
     const std::size_t object_count = kc.manager.m_objects.size();
 
     Delete(kc.Physical(desk));
@@ -192,7 +191,7 @@ TEST_F(zeLogicalTreeMirrorTest, UnknownNodesAndTheRootAreNotDeleted) {
     Delete(kc.Physical(root));
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ANodeWithoutAParentIsDeletedByItself) {
+TEST_F(zeLogicalTreeMirrorTest, NodeWithoutAParentIsDeleted) {
     zeNode* const node = MakeLeaf("food");
     const unsigned int id = Add(node, nullptr).id;
 
@@ -204,7 +203,7 @@ TEST_F(zeLogicalTreeMirrorTest, ANodeWithoutAParentIsDeletedByItself) {
 
 // KCE_ChangeAttr and KCE_ChangeRule.
 
-TEST_F(zeLogicalTreeMirrorTest, AttributesAreTakenOver) {
+TEST_F(zeLogicalTreeMirrorTest, AttributesAreCopied) {
     zeNode* node = kc.Physical(sport);
     node->m_flags = zeNode::Junk | zeNode::NoScore;
 
@@ -214,7 +213,7 @@ TEST_F(zeLogicalTreeMirrorTest, AttributesAreTakenOver) {
     EXPECT_TRUE(kc.manager.m_modified);
 }
 
-TEST_F(zeLogicalTreeMirrorTest, ARuleIsStoredAndNoClassifierTouched) {
+TEST_F(zeLogicalTreeMirrorTest, RuleIsStoredWithoutChangingTheClassifier) {
     tree.KCE_ChangeRule(kc.Physical(refund), "no rule at all");
 
     EXPECT_EQ(kc.Node(refund).rule, "no rule at all");

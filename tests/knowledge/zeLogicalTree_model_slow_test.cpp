@@ -1,4 +1,4 @@
-// The random edits of zeLogicalTree_model_test.cpp, a hundred thousand of them in larger trees.
+// A hundred thousand of the random edits of zeLogicalTree_model_test.cpp, in larger trees.
 #include <cstddef>
 
 #include <gtest/gtest.h>

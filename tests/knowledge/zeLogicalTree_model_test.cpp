@@ -1,5 +1,5 @@
-// The logical tree against a second, plain one: random edits, each foretold with its refusal, and
-// all sides compared after each.
+// Compares the logical tree with a second, simple implementation: random edits, with a predicted
+// result, and a comparison of all sides after each.
 #include <cstddef>
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@ namespace {
 constexpr unsigned int kFirstSeed = 20260101;
 constexpr std::size_t kEditsOfRun = 500;
 
-// Sizes differ, so that empty classifiers and full trees are both met often.
+// With different sizes both empty classifiers and full trees occur often.
 constexpr std::size_t kSizes[] = {4, 12, 30, 60, 120, 250, 4, 12, 30, 60};
 
 void run_edits(bool is_compat55, unsigned int first_seed) {
@@ -32,7 +32,7 @@ TEST(zeLogicalTreeModelTest, AgreesAfterEachEditIn55CompatibilityMode) {
     run_edits(true, kFirstSeed + 1000);
 }
 
-// The rules of the first node are met once in a container alone.
+// Special rules apply to the first node of a container, so this test makes many containers.
 TEST(zeLogicalTreeModelTest, AgreesOnTheFirstEdits) {
     constexpr unsigned int kContainers = 400;
     for (unsigned int seed = 0; seed < kContainers; ++seed) {

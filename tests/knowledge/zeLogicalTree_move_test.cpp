@@ -1,4 +1,4 @@
-// Moving nodes of zeLogicalTree.
+// Moves of nodes of zeLogicalTree.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <functional>
@@ -35,7 +35,7 @@ class zeLogicalTreeMoveTest : public testing::Test {
 protected:
     zeLogicalTreeMoveTest() { kc.manager.m_modified = false; }
 
-    // Links by hand, one way only.
+    // Adds links in one direction only, which no edit does.
 
     void List(unsigned int above, unsigned int below) {
         tree.GetNodePtr(above)->children.push_back(below);
@@ -51,7 +51,7 @@ protected:
         kc.Physical(below)->m_parent = kc.Physical(above);
     }
 
-    // Puts back all links of both trees at the end of its scope.
+    // Restores all links of both trees at the end of its scope.
     class Saved_links {
     public:
         explicit Saved_links(zeLogicalTreeMoveTest& test)
@@ -92,13 +92,13 @@ protected:
     unsigned int invoice = kc.Add(money, "invoice", kAboveTwo);
 };
 
-TEST_F(zeLogicalTreeMoveTest, TheTreeOfTheseTestsIsSound) {
+TEST_F(zeLogicalTreeMoveTest, FixtureTreeIsSound) {
     ExpectSound(kc.manager);
 }
 
-// Within one statistical classifier.
+// Moves within one statistical classifier.
 
-TEST_F(zeLogicalTreeMoveTest, WithinOneStatisticalClassifierOnlyLinksChange) {
+TEST_F(zeLogicalTreeMoveTest, MoveWithinOneStatisticalClassifierChangesOnlyLinks) {
     const zeClassifier* const matcher = kc.Physical(topics)->m_classifier;
     const auto categories = kc.Categories(topics);
     kc.Matcher(topics).m_dirty = false;
@@ -116,7 +116,7 @@ TEST_F(zeLogicalTreeMoveTest, WithinOneStatisticalClassifierOnlyLinksChange) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMoveOfLinksKeepsWhatWasLearned) {
+TEST_F(zeLogicalTreeMoveTest, MoveOfLinksKeepsTheTraining) {
     zeMemoryCorpus corpus;
     for (const char* const category : {"news", "sport", "food"}) {
         MessageBuilder().bag({{category, 1.0}}).labels({category}).add_to(corpus);
@@ -132,7 +132,7 @@ TEST_F(zeLogicalTreeMoveTest, AMoveOfLinksKeepsWhatWasLearned) {
     EXPECT_EQ(storage.m_num_msgs, 3);
 }
 
-TEST_F(zeLogicalTreeMoveTest, AClassifierNodeMovesByLinksAsWell) {
+TEST_F(zeLogicalTreeMoveTest, MoveOfAClassifierNodeCanChangeOnlyLinks) {
     const unsigned int desk = kc.Add(news, "desk", "", ZE_RULE);
     const unsigned int complaint = kc.Add(desk, "complaint", kAboveOne);
 
@@ -143,9 +143,9 @@ TEST_F(zeLogicalTreeMoveTest, AClassifierNodeMovesByLinksAsWell) {
     ExpectSound(kc.manager);
 }
 
-// Between classifiers.
+// Moves between classifiers.
 
-TEST_F(zeLogicalTreeMoveTest, BetweenStatisticalClassifiersTheProfileMoves) {
+TEST_F(zeLogicalTreeMoveTest, MoveBetweenStatisticalClassifiersMovesTheProfile) {
     tree.MoveLogicalNode(food, people);
 
     EXPECT_EQ(kc.Node(food).parent, people);
@@ -156,7 +156,7 @@ TEST_F(zeLogicalTreeMoveTest, BetweenStatisticalClassifiersTheProfileMoves) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, WhatStandsBelowALeafMovesAlong) {
+TEST_F(zeLogicalTreeMoveTest, NodesBelowAMovedLeafMoveToo) {
     const unsigned int desk = kc.Add(sport, "desk", "", ZE_RULE);
     const unsigned int complaint = kc.Add(desk, "complaint", kAboveOne);
 
@@ -170,7 +170,7 @@ TEST_F(zeLogicalTreeMoveTest, WhatStandsBelowALeafMovesAlong) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, AClassifierNodeMovesWithItsClassifier) {
+TEST_F(zeLogicalTreeMoveTest, ClassifierNodeMovesWithItsClassifier) {
     const zeClassifier* const matcher = kc.Physical(topics)->m_classifier;
 
     tree.MoveLogicalNode(topics, money);
@@ -183,7 +183,7 @@ TEST_F(zeLogicalTreeMoveTest, AClassifierNodeMovesWithItsClassifier) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, ARuleMovesFromSwitcherToSwitcher) {
+TEST_F(zeLogicalTreeMoveTest, RuleMovesFromSwitcherToSwitcher) {
     tree.MoveLogicalNode(refund, root);
 
     EXPECT_EQ(kc.Switcher(root).get_rule(kc.Physical(refund)), kAboveOne);
@@ -191,7 +191,7 @@ TEST_F(zeLogicalTreeMoveTest, ARuleMovesFromSwitcherToSwitcher) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, TheDefaultMovesAsTheDefault) {
+TEST_F(zeLogicalTreeMoveTest, DefaultStaysTheDefaultInTheNewSwitcher) {
     tree.MoveLogicalNode(rest, money);
 
     EXPECT_EQ(kc.Switcher(root).m_default, nullptr);
@@ -199,7 +199,7 @@ TEST_F(zeLogicalTreeMoveTest, TheDefaultMovesAsTheDefault) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMovedCategoryStartsWithNothingLearned) {
+TEST_F(zeLogicalTreeMoveTest, MovedCategoryLosesItsTraining) {
     zeMemoryCorpus corpus;
     for (const char* const category : {"news", "food"}) {
         MessageBuilder().bag({{category, 1.0}}).labels({category}).add_to(corpus);
@@ -218,9 +218,9 @@ TEST_F(zeLogicalTreeMoveTest, AMovedCategoryStartsWithNothingLearned) {
     EXPECT_EQ(storage.profile(storage.get_profile(kc.Physical(food))).m_num_msgs, 0);
 }
 
-// What a move does to the target and the old parent.
+// The effects of a move on the target and the old parent.
 
-TEST_F(zeLogicalTreeMoveTest, ANodeWithARuleMakesARuleNodeOfALeaf) {
+TEST_F(zeLogicalTreeMoveTest, LeafBecomesARuleNodeIfAMovedNodeHasARule) {
     tree.MoveLogicalNode(refund, food);
 
     EXPECT_EQ(kc.Node(food).type, ZE_RULE);
@@ -230,7 +230,7 @@ TEST_F(zeLogicalTreeMoveTest, ANodeWithARuleMakesARuleNodeOfALeaf) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, ANodeWithoutARuleMakesAStatisticalNodeOfALeafWithOne) {
+TEST_F(zeLogicalTreeMoveTest, LeafWithARuleBecomesAStatisticalNodeIfAMovedNodeHasNone) {
     tree.MoveLogicalNode(food, refund);
 
     EXPECT_EQ(kc.Node(refund).type, ZE_STAT);
@@ -239,7 +239,7 @@ TEST_F(zeLogicalTreeMoveTest, ANodeWithoutARuleMakesAStatisticalNodeOfALeafWithO
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, APlainLeafUnderAPlainLeafElsewhereIsACategoryOfItsClassifier) {
+TEST_F(zeLogicalTreeMoveTest, PlainLeafBelowAPlainLeafIsACategoryOfTheTargetsClassifier) {
     tree.MoveLogicalNode(food, staff);
 
     EXPECT_EQ(kc.Node(staff).type, ZE_LEAF);
@@ -247,7 +247,7 @@ TEST_F(zeLogicalTreeMoveTest, APlainLeafUnderAPlainLeafElsewhereIsACategoryOfIts
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, WithoutItsLastChildTheOldParentIsALeaf) {
+TEST_F(zeLogicalTreeMoveTest, OldParentWithoutItsLastChildBecomesALeaf) {
     tree.MoveLogicalNode(staff, topics);
 
     EXPECT_EQ(kc.Node(people).type, ZE_LEAF);
@@ -256,7 +256,7 @@ TEST_F(zeLogicalTreeMoveTest, WithoutItsLastChildTheOldParentIsALeaf) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, TheRootStaysAClassifierWithoutItsLastChild) {
+TEST_F(zeLogicalTreeMoveTest, RootWithoutItsLastChildStaysAClassifier) {
     Edited_container small;
     const unsigned int top = small.Root(ZE_RULE);
     const unsigned int only = small.Add(top, "only", kAboveOne);
@@ -269,14 +269,14 @@ TEST_F(zeLogicalTreeMoveTest, TheRootStaysAClassifierWithoutItsLastChild) {
     ExpectSound(small.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, TheLastChildTakesThePlaceOfTheMovedOne) {
+TEST_F(zeLogicalTreeMoveTest, LastChildMovesIntoThePlaceOfTheMovedOne) {
     tree.MoveLogicalNode(topics, money);
 
     EXPECT_THAT(kc.Node(root).children, ElementsAre(rest, people, money));
     EXPECT_THAT(kc.Node(money).children, ElementsAre(refund, invoice, topics));
 }
 
-TEST_F(zeLogicalTreeMoveTest, ANodeMovesUpToAnAncestor) {
+TEST_F(zeLogicalTreeMoveTest, NodeMovesUpToAnAncestor) {
     tree.MoveLogicalNode(sport, topics);
 
     EXPECT_THAT(kc.Node(news).children, IsEmpty());
@@ -284,20 +284,20 @@ TEST_F(zeLogicalTreeMoveTest, ANodeMovesUpToAnAncestor) {
     ExpectSound(kc.manager);
 }
 
-// What is verified.
+// Verification.
 
-TEST_F(zeLogicalTreeMoveTest, AMoveWithinOneStatisticalClassifierIsToldByFour) {
+TEST_F(zeLogicalTreeMoveTest, VerifyMoveWithinOneStatisticalClassifierReturnsFour) {
     EXPECT_EQ(tree.VerifyMove(food, news), 4);
     EXPECT_EQ(tree.VerifyMove(sport, topics), 4);
 }
 
-TEST_F(zeLogicalTreeMoveTest, AnyOtherMoveThatPassesIsToldByZero) {
+TEST_F(zeLogicalTreeMoveTest, VerifyMoveReturnsZeroForAnyOtherAllowedMove) {
     EXPECT_EQ(tree.VerifyMove(food, people), 0);
     EXPECT_EQ(tree.VerifyMove(refund, food), 0);
     EXPECT_EQ(tree.VerifyMove(refund, invoice), 0);
 }
 
-TEST_F(zeLogicalTreeMoveTest, VerifyingChangesNothing) {
+TEST_F(zeLogicalTreeMoveTest, VerifyMoveChangesNothing) {
     const Unchanged unchanged(kc.manager);
 
     tree.VerifyMove(food, news);
@@ -331,7 +331,7 @@ TEST_F(zeLogicalTreeMoveTest, InvalidMovesAreRefused) {
     }
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMoveBelowItselfIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, MoveBelowItselfIsRefused) {
     const struct {
         unsigned int id;
         unsigned int new_parent;
@@ -346,7 +346,7 @@ TEST_F(zeLogicalTreeMoveTest, AMoveBelowItselfIsRefused) {
     }
 }
 
-// Mirrored deletions leave the children of the deleted node in the list of its parent, but they
+// A mirrored deletion leaves the children of the deleted node in the list of its parent, but they
 // still name the deleted node.
 TEST_F(zeLogicalTreeMoveTest, MoveBelowFormerGrandchildIsRefused) {
     const unsigned int desk = kc.Add(sport, "desk", "", ZE_STAT);
@@ -366,7 +366,7 @@ TEST_F(zeLogicalTreeMoveTest, MoveBelowFormerGrandchildIsRefused) {
     }
 }
 
-// Training a classifier by itself links it to leaves of others.
+// Training only one classifier can link it to leaves of others.
 TEST_F(zeLogicalTreeMoveTest, MoveBelowPhysicalChildOnlyIsRefused) {
     zeNode* shared = kc.Physical(food);
     kc.Matcher(people).add_cat(shared);
@@ -376,9 +376,9 @@ TEST_F(zeLogicalTreeMoveTest, MoveBelowPhysicalChildOnlyIsRefused) {
                     "Cannot move the node down", {});
 }
 
-// Each row adds links by hand that lead from `news` to `invoice` or `staff`, which are not below
+// Each row adds links in one direction, from `news` to `invoice` or `staff`, which are not below
 // it.
-TEST_F(zeLogicalTreeMoveTest, MoveDownIsFoundByLinksOfEachKindAndInAnyMix) {
+TEST_F(zeLogicalTreeMoveTest, MoveDownIsRefusedForLinksOfEachKindAndAnyMix) {
     const struct {
         const char* links;
         unsigned int target;
@@ -416,7 +416,7 @@ TEST_F(zeLogicalTreeMoveTest, MoveDownIsFoundByLinksOfEachKindAndInAnyMix) {
     EXPECT_EQ(tree.VerifyMove(news, staff), 0);
 }
 
-TEST_F(zeLogicalTreeMoveTest, SearchBelowANodeEndsInCircles) {
+TEST_F(zeLogicalTreeMoveTest, SearchBelowANodeEndsDespiteCircularLinks) {
     const unsigned int ball = kc.Add(sport, "ball");
     List(ball, sport);
     ListPhysical(sport, ball);
@@ -429,7 +429,7 @@ TEST_F(zeLogicalTreeMoveTest, SearchBelowANodeEndsInCircles) {
     EXPECT_NO_THROW(tree.VerifyMove(news, people));
 }
 
-TEST_F(zeLogicalTreeMoveTest, SearchAboveATargetEndsInCircles) {
+TEST_F(zeLogicalTreeMoveTest, SearchAboveATargetEndsDespiteCircularLinks) {
     const unsigned int ball = kc.Add(sport, "ball");
     Name(ball, news);
     NamePhysical(sport, ball);
@@ -440,7 +440,7 @@ TEST_F(zeLogicalTreeMoveTest, SearchAboveATargetEndsInCircles) {
                     {});
 }
 
-TEST_F(zeLogicalTreeMoveTest, ASecondDefaultIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, SecondDefaultIsRefused) {
     const unsigned int other = kc.Add(money, "other", "default");
     const Unchanged unchanged(kc.manager);
 
@@ -450,14 +450,14 @@ TEST_F(zeLogicalTreeMoveTest, ASecondDefaultIsRefused) {
                     "OTHERWISE rule already exists in a sibling of the given node", {});
 }
 
-TEST_F(zeLogicalTreeMoveTest, ADefaultPassesWhereItsNewClassifierHasNone) {
+TEST_F(zeLogicalTreeMoveTest, DefaultIsAcceptedIfTheNewClassifierHasNone) {
     kc.Add(money, "other", "default");
 
     EXPECT_EQ(tree.VerifyMove(rest, refund), 0) << "a leaf that becomes a rule node";
     EXPECT_EQ(tree.VerifyMove(invoice, root), 0) << "another rule";
 }
 
-TEST_F(zeLogicalTreeMoveTest, ANameOfItsOwnIsRefusedOutsideCompatibility) {
+TEST_F(zeLogicalTreeMoveTest, NameOtherThanTheCategoryIsRefusedOutsideCompatibilityMode) {
     tree.GetNodePtr(food)->name = term("meals");
     const Unchanged unchanged(kc.manager);
 
@@ -465,7 +465,7 @@ TEST_F(zeLogicalTreeMoveTest, ANameOfItsOwnIsRefusedOutsideCompatibility) {
                     "Avoid node names except in 55 compatibility mode", {"meals"});
 }
 
-TEST_F(zeLogicalTreeMoveTest, ANameThatASiblingToBeHasIsRefusedInCompatibility) {
+TEST_F(zeLogicalTreeMoveTest, NameOfAFutureSiblingIsRefusedInCompatibilityMode) {
     kc.manager.m_compat55 = true;
     tree.GetNodePtr(food)->name = term("sport");
     const Unchanged unchanged(kc.manager);
@@ -474,14 +474,14 @@ TEST_F(zeLogicalTreeMoveTest, ANameThatASiblingToBeHasIsRefusedInCompatibility) 
                     "sport : Node name already in use by a sibling node", {"sport"});
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMoveOfLinksAsksForNoCategory) {
+TEST_F(zeLogicalTreeMoveTest, MoveOfLinksNeedsNoCategory) {
     kc.manager.m_compat55 = true;
     tree.GetNodePtr(food)->category = Concept();
 
     EXPECT_EQ(tree.VerifyMove(food, news), 4);
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMissingCategoryIsRefusedOnAnyOtherMove) {
+TEST_F(zeLogicalTreeMoveTest, MissingCategoryIsRefusedForAnyOtherMove) {
     kc.manager.m_compat55 = true;
     tree.GetNodePtr(food)->category = Concept();
     const Unchanged unchanged(kc.manager);
@@ -490,7 +490,7 @@ TEST_F(zeLogicalTreeMoveTest, AMissingCategoryIsRefusedOnAnyOtherMove) {
                     {});
 }
 
-TEST_F(zeLogicalTreeMoveTest, ACategoryOfTheTargetsClassifierIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, CategoryInUseInTheTargetsClassifierIsRefused) {
     kc.Add(staff, "food");
     const Unchanged unchanged(kc.manager);
 
@@ -499,7 +499,7 @@ TEST_F(zeLogicalTreeMoveTest, ACategoryOfTheTargetsClassifierIsRefused) {
                     {"food"});
 }
 
-TEST_F(zeLogicalTreeMoveTest, UnderALeafThatBecomesAClassifierAnyCategoryPasses) {
+TEST_F(zeLogicalTreeMoveTest, AnyCategoryIsAcceptedBelowALeafThatBecomesAClassifier) {
     kc.Add(people, "refund");
 
     tree.MoveLogicalNode(refund, staff);
@@ -508,9 +508,9 @@ TEST_F(zeLogicalTreeMoveTest, UnderALeafThatBecomesAClassifierAnyCategoryPasses)
     ExpectSound(kc.manager);
 }
 
-// Below a leaf of the same rule classifier the category is that classifier's already, unless the
-// leaf becomes a classifier.
-TEST_F(zeLogicalTreeMoveTest, WithinARuleClassifierALeafTakesANodeWithARule) {
+// Below a leaf of the same rule classifier the category would be in use in that classifier already.
+// Here the leaf becomes a classifier itself, so the move is allowed.
+TEST_F(zeLogicalTreeMoveTest, LeafTakesANodeWithARuleFromTheSameRuleClassifier) {
     tree.MoveLogicalNode(refund, invoice);
 
     EXPECT_EQ(kc.Node(invoice).type, ZE_RULE);
@@ -518,7 +518,7 @@ TEST_F(zeLogicalTreeMoveTest, WithinARuleClassifierALeafTakesANodeWithARule) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, ASonsCategoryThatTheTargetsClassifierHasIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, SonsCategoryInUseInTheTargetsClassifierIsRefused) {
     kc.Add(people, "sport");
     const Unchanged unchanged(kc.manager);
 
@@ -526,21 +526,21 @@ TEST_F(zeLogicalTreeMoveTest, ASonsCategoryThatTheTargetsClassifierHasIsRefused)
                     "Cannot merge classifiers: duplicate category: sport", {"sport"});
 }
 
-// A leaf without children as the target ends the verification before the sons are looked at.
-TEST_F(zeLogicalTreeMoveTest, UnderALeafWithoutChildrenSonsAreNotLookedAt) {
+// If the target is a leaf without children, verification ends before it checks the sons.
+TEST_F(zeLogicalTreeMoveTest, SonsAreNotCheckedBelowALeafWithoutChildren) {
     kc.Add(people, "sport");
 
     EXPECT_EQ(tree.VerifyMove(news, staff), 0);
 }
 
-TEST_F(zeLogicalTreeMoveTest, SonsOfAClassifierNodeAreNotLookedAt) {
+TEST_F(zeLogicalTreeMoveTest, SonsOfAClassifierNodeAreNotChecked) {
     const unsigned int desk = kc.Add(topics, "desk", "", ZE_RULE);
     kc.Add(desk, "staff", kAboveOne);
 
     EXPECT_EQ(tree.VerifyMove(desk, people), 0);
 }
 
-TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, RuleBelowAStatisticalClassifierIsRefused) {
     kc.Add(staff, "boss");
     for (const unsigned int target : {people, staff}) {
         SCOPED_TRACE(target);
@@ -551,8 +551,8 @@ TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsRefused) {
     }
 }
 
-// Its sons would be refused as well, but a rule keeps the node from being compared at all.
-TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsToldInPlaceOfASonsCategory) {
+// A son's category is in use too, but the rule is checked first.
+TEST_F(zeLogicalTreeMoveTest, RuleBelowAStatisticalClassifierIsReportedBeforeASonsCategory) {
     kc.Add(people, "sport");
     tree.KCE_ChangeRule(kc.Physical(news), kAboveOne);
 
@@ -560,32 +560,32 @@ TEST_F(zeLogicalTreeMoveTest, ARuleUnderAStatisticalClassifierIsToldInPlaceOfASo
                "Mixing rules and statistics on the same level");
 }
 
-TEST_F(zeLogicalTreeMoveTest, NoRuleUnderARuleClassifierIsRefused) {
+TEST_F(zeLogicalTreeMoveTest, MissingRuleBelowARuleClassifierIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(tree.MoveLogicalNode(food, money), zeLogicalTree, 7,
                     "Mixing rules and statistics on the same level", {});
 }
 
-TEST_F(zeLogicalTreeMoveTest, TheRuleIsNotParsedAgain) {
+TEST_F(zeLogicalTreeMoveTest, RuleIsNotParsedAgain) {
     tree.KCE_ChangeRule(kc.Physical(refund), "&&");
 
     EXPECT_EQ(tree.VerifyMove(refund, root), 0);
 }
 
-// Of several broken rules the first one is told.
+// If a move violates several requirements, the first one is reported.
 
-TEST_F(zeLogicalTreeMoveTest, AnInvalidMoveIsToldBeforeAMoveDown) {
+TEST_F(zeLogicalTreeMoveTest, InvalidMoveIsReportedBeforeMoveDown) {
     EXPECT_QTX(tree.VerifyMove(root, topics), zeLogicalTree, 19, "Invalid move");
 }
 
-TEST_F(zeLogicalTreeMoveTest, AMoveDownIsToldBeforeAName) {
+TEST_F(zeLogicalTreeMoveTest, MoveDownIsReportedBeforeName) {
     tree.GetNodePtr(news)->name = term("other");
 
     EXPECT_QTX(tree.VerifyMove(news, sport), zeLogicalTree, 19, "Cannot move the node down");
 }
 
-TEST_F(zeLogicalTreeMoveTest, ANameIsToldBeforeACategory) {
+TEST_F(zeLogicalTreeMoveTest, NameIsReportedBeforeCategory) {
     kc.Add(people, "food");
     tree.GetNodePtr(food)->name = term("meals");
 
@@ -593,7 +593,7 @@ TEST_F(zeLogicalTreeMoveTest, ANameIsToldBeforeACategory) {
                "Avoid node names except in 55 compatibility mode");
 }
 
-TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeASonsCategory) {
+TEST_F(zeLogicalTreeMoveTest, CategoryIsReportedBeforeASonsCategory) {
     kc.Add(people, "news");
     kc.Add(people, "sport");
 
@@ -601,7 +601,7 @@ TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeASonsCategory) {
                "news : Category name already in use under the current Principal node");
 }
 
-TEST_F(zeLogicalTreeMoveTest, ACategoryIsToldBeforeAMixOfRulesAndStatistics) {
+TEST_F(zeLogicalTreeMoveTest, CategoryIsReportedBeforeAMixOfRulesAndStatistics) {
     kc.Add(people, "rest");
 
     EXPECT_QTX(tree.VerifyMove(rest, people), zeLogicalTree, 2,
@@ -620,7 +620,7 @@ TEST_F(zeLogicalTreeMoveTest, DuplicateCategoryIsRefusedBeforeSecondDefault) {
                "rest : Category name already in use under the current Principal node");
 }
 
-TEST_F(zeLogicalTreeMoveTest, TheTargetMustHaveARealParent) {
+TEST_F(zeLogicalTreeMoveTest, TargetNeedsARealParent) {
     zeNode* const deleted = kc.Physical(news);
     tree.KCE_Delete(deleted);
     const Unchanged unchanged(kc.manager);

@@ -1,4 +1,4 @@
-// Paths of zeLogicalTree: names from the root down.
+// Paths of zeLogicalTree: node names from the root down.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <string>
@@ -46,12 +46,12 @@ protected:
     unsigned int sport = kc.Add(news, "sport");
 };
 
-TEST_F(zeLogicalTreePathsTest, BreakPathCutsAtSeparators) {
+TEST_F(zeLogicalTreePathsTest, BreakPathSplitsAtSeparators) {
     EXPECT_THAT(Broken("root/news/sport"), ElementsAre("root", "news", "sport"));
     EXPECT_THAT(Broken("root"), ElementsAre("root"));
 }
 
-TEST_F(zeLogicalTreePathsTest, BreakPathOfNothingGivesNoParts) {
+TEST_F(zeLogicalTreePathsTest, BreakPathOfAnEmptyTextReturnsNoParts) {
     EXPECT_THAT(Broken(""), IsEmpty());
 }
 
@@ -60,19 +60,19 @@ TEST_F(zeLogicalTreePathsTest, BreakPathDropsEmptyParts) {
     EXPECT_THAT(Broken("///"), IsEmpty());
 }
 
-TEST_F(zeLogicalTreePathsTest, BreakPathTakesEscapedCharactersIntoTheName) {
+TEST_F(zeLogicalTreePathsTest, BreakPathUnescapesSeparatorsAndBackslashes) {
     EXPECT_THAT(Broken(R"(a\/b/c)"), ElementsAre("a/b", "c"));
     EXPECT_THAT(Broken(R"(a\\/b)"), ElementsAre(R"(a\)", "b"));
     EXPECT_THAT(Broken(R"(\/)"), ElementsAre("/"));
     EXPECT_THAT(Broken(R"(\\\/)"), ElementsAre(R"(\/)"));
 }
 
-TEST_F(zeLogicalTreePathsTest, BreakPathKeepsABackslashBeforeAnythingElse) {
+TEST_F(zeLogicalTreePathsTest, BreakPathKeepsABackslashBeforeOtherCharacters) {
     EXPECT_THAT(Broken(R"(a\b/c)"), ElementsAre(R"(a\b)", "c"));
     EXPECT_THAT(Broken(R"(a\)"), ElementsAre(R"(a\)"));
 }
 
-TEST_F(zeLogicalTreePathsTest, BreakPathTakesAPathThatIsOneOfTheParts) {
+TEST_F(zeLogicalTreePathsTest, BreakPathAcceptsAPathThatIsOneOfTheResultParts) {
     std::vector<qtString> parts = {"a/b"};
 
     zeLogicalTree::BreakPath(parts.front(), parts);
@@ -87,7 +87,7 @@ TEST_F(zeLogicalTreePathsTest, FindNodeByPathFollowsTheNames) {
     EXPECT_EQ(Find("/root//news/sport/"), sport);
 }
 
-TEST_F(zeLogicalTreePathsTest, FindNodeByPathFindsNothingOffTheTree) {
+TEST_F(zeLogicalTreePathsTest, FindNodeByPathFindsNoUnknownNames) {
     for (const char* const path :
          {"", "/", "news", "root/sport", "root/news/none", "Root", "roo", "root/news/sport/x"}) {
         SCOPED_TRACE(path);
@@ -103,7 +103,7 @@ TEST_F(zeLogicalTreePathsTest, FindNodeByPathFindsNothingInAnEmptyTree) {
     EXPECT_EQ(empty.m_logical_tree->FindNodeByPath("").id, 0U);
 }
 
-TEST_F(zeLogicalTreePathsTest, FindNodeByPathFollowsAsManyPartsAsItIsTold) {
+TEST_F(zeLogicalTreePathsTest, FindNodeByPathUsesTheGivenNumberOfParts) {
     const std::vector<qtString> parts = {"root", "news", "sport"};
 
     EXPECT_EQ(Find(parts, 3), sport);
@@ -111,7 +111,7 @@ TEST_F(zeLogicalTreePathsTest, FindNodeByPathFollowsAsManyPartsAsItIsTold) {
     EXPECT_EQ(Find(parts, 1), root);
 }
 
-TEST_F(zeLogicalTreePathsTest, TheFirstPartIsTheRootsNameWhateverTheCount) {
+TEST_F(zeLogicalTreePathsTest, FirstPartMustBeTheRootsNameForAnyCount) {
     EXPECT_EQ(Find({"root", "none"}, 1), root);
     EXPECT_EQ(Find({"root"}, 0), root);
     EXPECT_EQ(Find({"root"}, -1), root);
@@ -119,19 +119,19 @@ TEST_F(zeLogicalTreePathsTest, TheFirstPartIsTheRootsNameWhateverTheCount) {
     EXPECT_EQ(Find(std::vector<qtString>(), 0), 0U);
 }
 
-TEST_F(zeLogicalTreePathsTest, ACountAboveTheNumberOfPartsFindsNothing) {
+TEST_F(zeLogicalTreePathsTest, CountAboveTheNumberOfPartsFindsNothing) {
     EXPECT_EQ(Find({"root", "news"}, 3), 0U);
     EXPECT_EQ(Find({"root"}, 2), 0U);
 }
 
-TEST_F(zeLogicalTreePathsTest, PartsOfAListAreNamesAndNotEscaped) {
+TEST_F(zeLogicalTreePathsTest, PartsOfAListAreNotUnescaped) {
     const unsigned int slash = kc.Add(root, "a/b");
 
     EXPECT_EQ(Find({"root", "a/b"}, 2), slash);
     EXPECT_EQ(Find({"root", R"(a\/b)"}, 2), 0U);
 }
 
-TEST_F(zeLogicalTreePathsTest, OfEqualNamesTheFirstChildIsFound) {
+TEST_F(zeLogicalTreePathsTest, FirstChildIsFoundIfNamesAreEqual) {
     const unsigned int twin = kc.Add(root, "other");
     kc.tree.GetNodePtr(twin)->name = term("news");
 
@@ -154,7 +154,7 @@ TEST_F(zeLogicalTreePathsTest, GetNodePathEscapesSeparatorsAndBackslashes) {
     EXPECT_EQ(Path(kc.Add(news, R"(a\b)")), R"(root/news/a\\b)");
 }
 
-TEST_F(zeLogicalTreePathsTest, EveryNameSurvivesThePathAndBack) {
+TEST_F(zeLogicalTreePathsTest, EachNameIsFoundByItsPath) {
     for (const char* const name : {"/", "\\", "a/b", "a\\b", "\\/", "/\\", "a\\\\/", " ", "//"}) {
         SCOPED_TRACE(name);
         const unsigned int id = kc.Add(news, name);
@@ -165,7 +165,7 @@ TEST_F(zeLogicalTreePathsTest, EveryNameSurvivesThePathAndBack) {
     }
 }
 
-TEST_F(zeLogicalTreePathsTest, PathsAreOfNamesAndNotOfCategories) {
+TEST_F(zeLogicalTreePathsTest, PathsUseNamesNotCategories) {
     kc.manager.m_compat55 = true;
     zeLogicalNode changed = kc.Copy(sport);
     changed.name = term("games");
@@ -176,7 +176,7 @@ TEST_F(zeLogicalTreePathsTest, PathsAreOfNamesAndNotOfCategories) {
     EXPECT_EQ(Find("root/news/sport"), 0U);
 }
 
-TEST_F(zeLogicalTreePathsTest, BelowADeletedParentThePathBeginsWithASeparator) {
+TEST_F(zeLogicalTreePathsTest, PathBelowADeletedParentBeginsWithASeparator) {
     zeNode* const deleted = kc.Physical(news);
     kc.tree.KCE_Delete(deleted);
 

@@ -1,4 +1,4 @@
-// What the logical tree writes and reads, byte by byte.
+// The records of the logical tree, byte by byte.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <string>
@@ -25,7 +25,7 @@ using testing::IsEmpty;
 
 class zeLogicalTreeRecordsTest : public testing::Test {
 protected:
-    // A leaf on the physical side alone.
+    // A leaf that only the physical tree has.
     zeNode* Leaf(const char* name) {
         return manager.m_physical_tree->MakeNode(term(name), ZE_LEAF, 0, 0.0);
     }
@@ -72,7 +72,7 @@ TEST_F(zeLogicalTreeRecordsTest, DumpWritesTheFieldsInOrder) {
 
     EXPECT_EQ(to_hex(dumped_nodes(tree)),
               "00 00 00 02 "              // nodes
-              "00 00 00 01 00 00 00 01 "  // its id and that of the physical node
+              "00 00 00 01 00 00 00 01 "  // its id and the id of the physical node
               "01 "                       // type
               "00 00 00 00 "              // no parent
               "00 00 00 01 00 00 00 02 "  // one child
@@ -96,7 +96,7 @@ TEST_F(zeLogicalTreeRecordsTest, DumpWritesTheFieldsInOrder) {
               "00 00 00 02 79 7a");  // "yz"
 }
 
-TEST_F(zeLogicalTreeRecordsTest, DumpWritesANameOfItsOwn) {
+TEST_F(zeLogicalTreeRecordsTest, DumpWritesANameOtherThanTheCategory) {
     manager.m_compat55 = true;
     zeLogicalNode root = node_to_add(0, "ab", "", ZE_STAT);
     root.name = term("c");
@@ -111,7 +111,7 @@ TEST_F(zeLogicalTreeRecordsTest, DumpWritesNodesByAscendingIdAndChildrenInTheirO
     for (const char* const category : {"n2", "n3", "n4"}) {
         kc.Add(1, category);
     }
-    kc.tree.DelLogicalNode(2, true);  // The last child takes its place.
+    kc.tree.DelLogicalNode(2, true);  // The last child moves into its place.
 
     const std::string record = dumped_nodes(kc.tree);
 
@@ -122,7 +122,7 @@ TEST_F(zeLogicalTreeRecordsTest, DumpWritesNodesByAscendingIdAndChildrenInTheirO
     EXPECT_EQ(to_hex(record.substr(4 + 46 + 8 + 4 + 46 + 2, 4)), "00 00 00 04");
 }
 
-TEST_F(zeLogicalTreeRecordsTest, DumpOfASubtreeIsATreeOfItsOwn) {
+TEST_F(zeLogicalTreeRecordsTest, DumpOfASubtreeIsATreeByItself) {
     Edited_container kc;
     kc.Root(ZE_STAT);                                       // 1, physical 1
     kc.Add(1, "n2");                                        // 2, physical 2
@@ -202,7 +202,7 @@ TEST_F(zeLogicalTreeRecordsTest, LoadReadsTheFieldsInOrder) {
     EXPECT_EQ(tree.next_id, 5U);
 }
 
-TEST_F(zeLogicalTreeRecordsTest, ANameOfItsOwnTellsOf55CompatibilityMode) {
+TEST_F(zeLogicalTreeRecordsTest, NameOtherThanTheCategorySetsCompatibilityMode) {
     const struct {
         const char* name;
         bool is_compat55;
@@ -234,7 +234,7 @@ TEST_F(zeLogicalTreeRecordsTest, ANameOfItsOwnTellsOf55CompatibilityMode) {
     }
 }
 
-TEST_F(zeLogicalTreeRecordsTest, LoadKeeps55CompatibilityMode) {
+TEST_F(zeLogicalTreeRecordsTest, LoadKeepsCompatibilityMode) {
     manager.m_compat55 = true;
 
     read_whole(tree, from_hex("00 00 00 00"));
@@ -242,7 +242,7 @@ TEST_F(zeLogicalTreeRecordsTest, LoadKeeps55CompatibilityMode) {
     EXPECT_TRUE(manager.m_compat55);
 }
 
-TEST_F(zeLogicalTreeRecordsTest, LoadTakesTheHighestIdAsTheLast) {
+TEST_F(zeLogicalTreeRecordsTest, LoadSetsTheLastIdToTheHighestId) {
     tree.next_id = 99;
 
     read_whole(tree, Record()
@@ -254,7 +254,7 @@ TEST_F(zeLogicalTreeRecordsTest, LoadTakesTheHighestIdAsTheLast) {
     EXPECT_EQ(tree.next_id, 70U);
 }
 
-TEST_F(zeLogicalTreeRecordsTest, LoadMakesALeafInPlaceOfAMissingPhysicalNode) {
+TEST_F(zeLogicalTreeRecordsTest, LoadMakesALeafForAMissingPhysicalNode) {
     read_whole(tree, Record()
                          .number(1)
                          .number(1)
@@ -283,7 +283,7 @@ TEST_F(zeLogicalTreeRecordsTest, LoadMakesALeafInPlaceOfAMissingPhysicalNode) {
     EXPECT_EQ(manager.m_physical_tree->m_last_node_id, 6U);
 }
 
-TEST_F(zeLogicalTreeRecordsTest, LoadFillsTheEmptyNodeThatAnotherRefersTo) {
+TEST_F(zeLogicalTreeRecordsTest, LoadFillsTheEmptyNodeThatAnotherNodeRefersTo) {
     read_whole(*manager.m_physical_tree, Record()
                                              .number(1)
                                              .text("top")
@@ -304,7 +304,7 @@ TEST_F(zeLogicalTreeRecordsTest, LoadFillsTheEmptyNodeThatAnotherRefersTo) {
     EXPECT_THAT(manager.m_physical_tree->GetNode(1)->m_children, ElementsAre(filled));
 }
 
-TEST_F(zeLogicalTreeRecordsTest, LoadGivesANewIdWhereThePhysicalNodeHadNone) {
+TEST_F(zeLogicalTreeRecordsTest, LoadGivesANewIdIfThePhysicalNodeHasNone) {
     Leaf("other");
 
     read_whole(tree, Record().number(1).raw(node_of(1, 0, ZE_LEAF, 0, {}).bytes()).bytes());
@@ -325,7 +325,7 @@ TEST_F(zeLogicalTreeRecordsTest, LoadReplacesNodesOfTheSameId) {
 
 // Damage.
 
-TEST_F(zeLogicalTreeRecordsTest, LoadRefusesWhatIsNoTree) {
+TEST_F(zeLogicalTreeRecordsTest, LoadRefusesARecordThatIsNotATree) {
     const struct {
         const char* claim;
         std::vector<Record> nodes;
@@ -371,12 +371,12 @@ TEST_F(zeLogicalTreeRecordsTest, LoadOfACountAboveTheRecordsSizeRaises) {
                         "Locate error in SegBuf");
 }
 
-TEST_F(zeLogicalTreeRecordsTest, LoadRaisesTheStreamsErrorWhereNothingIsLeft) {
+TEST_F(zeLogicalTreeRecordsTest, LoadOfACutRecordRaisesTheStreamsError) {
     EXPECT_SEGBUF_ERROR(read_whole(tree, ""), "Locate error in SegBuf");
 }
 
-// Nested leaves: their physical nodes stand beside each other.
-TEST_F(zeLogicalTreeRecordsTest, ADeepTreeIsReadBackEqual) {
+// The leaves are nested in the logical tree; their physical nodes are all children of one node.
+TEST_F(zeLogicalTreeRecordsTest, DeepTreeIsReadBackEqual) {
     constexpr unsigned int kDeep = 100000;
     Record record = Record().number(kDeep).raw(node_of(1, 1, ZE_STAT, 0, {2}).bytes());
     for (unsigned int id = 2; id < kDeep; ++id) {

@@ -21,7 +21,7 @@ TEST(zeLogicalTreeTest, StartsEmpty) {
     EXPECT_EQ(tree.not_found_node.id, 0U);
 }
 
-TEST(zeLogicalTreeTest, ClearForgetsNodesAndStartsIdsAnew) {
+TEST(zeLogicalTreeTest, ClearRemovesNodesAndRestartsIds) {
     zeManager manager;
     zeLogicalTree tree(&manager);
     zeNode* const mirrored = manager.m_physical_tree->MakeNode(term("sport"), ZE_LEAF, 0, 0.0);
@@ -37,7 +37,7 @@ TEST(zeLogicalTreeTest, ClearForgetsNodesAndStartsIdsAnew) {
     EXPECT_EQ(tree.manager, &manager);
 }
 
-TEST(zeLogicalTreeTest, ClearLeavesThePhysicalSide) {
+TEST(zeLogicalTreeTest, ClearKeepsThePhysicalSide) {
     zeManager manager;
     zeNode* const mirrored = manager.m_physical_tree->MakeNode(term("sport"), ZE_LEAF, 0, 0.0);
     manager.m_logical_tree->nodes[1].physical_node = mirrored;

@@ -1,5 +1,6 @@
-// Where verification lets an edit pass that leaves the sides of the tree in disagreement, or that a
-// classifier then refuses: what is left, and that nothing in it dangles.
+// Edits that pass verification although they leave the sides of the tree inconsistent, or a
+// classifier then refuses them. The tests check the state after the edit, and that no pointer
+// dangles.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <array>
@@ -28,7 +29,7 @@ namespace {
 
 using Id = unsigned int;
 
-// A container with a statistical root of the id 1. At the end of each test nothing may dangle.
+// A container with a statistical root of id 1. The end of each test checks that no pointer dangles.
 class zeLogicalTreeUnsoundTest : public testing::Test {
 protected:
     zeLogicalTreeUnsoundTest() { Add(0, ZE_STAT, "root"); }
@@ -68,7 +69,8 @@ protected:
     zeLogicalTree& tree = *manager.m_logical_tree;
 };
 
-// A rule that was mirrored and does not parse: its node can leave a switcher, but enter no other.
+// A rule that came by mirroring and does not parse. Its node can be removed from a switcher, but
+// not added to another.
 class zeLogicalTreeBadRuleTest : public zeLogicalTreeUnsoundTest {
 protected:
     zeLogicalTreeBadRuleTest() { tree.KCE_ChangeRule(Physical(moved), "no rule"); }
@@ -95,7 +97,7 @@ TEST_F(zeLogicalTreeBadRuleTest, MoveIsRefusedAfterNodeHasLeftItsSwitcher) {
     EXPECT_EQ(tree.GetNode(to).children, std::vector<Id>{other});
 }
 
-TEST_F(zeLogicalTreeBadRuleTest, LeavesANodeThatCanBeDeleted) {
+TEST_F(zeLogicalTreeBadRuleTest, NodeWithABadRuleCanBeDeleted) {
     EXPECT_THROW(tree.MoveLogicalNode(moved, to), qtX<RuleParser>);
 
     tree.DelLogicalNode(moved, true);
@@ -105,7 +107,7 @@ TEST_F(zeLogicalTreeBadRuleTest, LeavesANodeThatCanBeDeleted) {
     EXPECT_EQ(Physical(from)->m_classifier, nullptr);
 }
 
-TEST_F(zeLogicalTreeBadRuleTest, LeavesANodeThatCanBeMovedOnceItsRuleIsMended) {
+TEST_F(zeLogicalTreeBadRuleTest, NodeCanBeMovedAfterItsRuleIsRepaired) {
     EXPECT_THROW(tree.MoveLogicalNode(moved, to), qtX<RuleParser>);
     tree.KCE_ChangeRule(Physical(moved), "7");
 
@@ -126,8 +128,8 @@ TEST_F(zeLogicalTreeBadRuleTest, DeletingTheParentDeletesTheNode) {
     EXPECT_EQ(manager.m_objects.size(), 3U) << "the root's two and the other switcher";
 }
 
-// An edit that a classifier refuses half-way may leave one at a leaf.
-TEST_F(zeLogicalTreeUnsoundTest, ReplacesTheClassifierThatAFailedEditHasLeftAtALeaf) {
+// An edit that a classifier refuses half-way may leave a classifier at a leaf.
+TEST_F(zeLogicalTreeUnsoundTest, ClassifierLeftAtALeafByAFailedEditIsReplaced) {
     for (const unsigned char type : std::array<unsigned char, 2>{ZE_RULE, ZE_STAT}) {
         const Id leaf = Add(1, ZE_LEAF, "leaf" + std::to_string(type));
         const std::size_t object_count = manager.m_objects.size();
@@ -142,7 +144,7 @@ TEST_F(zeLogicalTreeUnsoundTest, ReplacesTheClassifierThatAFailedEditHasLeftAtAL
 }
 
 // A damaged file may name a type that no classifier has.
-TEST_F(zeLogicalTreeUnsoundTest, MakesALeafOfANodeOfAnUnknownType) {
+TEST_F(zeLogicalTreeUnsoundTest, NodeOfAnUnknownTypeBecomesALeaf) {
     const Id node = Add(1, ZE_STAT, "node");
     tree.GetNodePtr(node)->type = 7;
 
@@ -153,7 +155,7 @@ TEST_F(zeLogicalTreeUnsoundTest, MakesALeafOfANodeOfAnUnknownType) {
     EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
 }
 
-TEST_F(zeLogicalTreeUnsoundTest, DeletesANodeFromClassifiersInWhichItDoesNotHang) {
+TEST_F(zeLogicalTreeUnsoundTest, NodeIsDeletedFromClassifiersOfWhichItIsNoChild) {
     const Id model = Add(1, ZE_STAT, "model");
     const Id rules = Add(1, ZE_RULE, "rules");
     const Id deleted = Add(1, ZE_LEAF, "deleted");
@@ -169,8 +171,9 @@ TEST_F(zeLogicalTreeUnsoundTest, DeletesANodeFromClassifiersInWhichItDoesNotHang
     EXPECT_TRUE(Switcher(rules).m_rules.empty());
 }
 
-// Older versions made a rule node of a leaf with children, and their files may have such a node.
-// Its plain children are in the classifier above, but the logical tree no longer counts them to it.
+// Older versions could make a rule node of a leaf with children, and their files may have such a
+// node. Its plain children are still in the classifier above, but the logical tree no longer
+// assigns them to it.
 class zeLogicalTreeStrandedChildrenTest : public zeLogicalTreeUnsoundTest {
 protected:
     zeLogicalTreeStrandedChildrenTest() {
@@ -186,7 +189,7 @@ protected:
     Id category = Add(model, ZE_LEAF, "category");
 };
 
-TEST_F(zeLogicalTreeStrandedChildrenTest, StayInTheClassifierAbove) {
+TEST_F(zeLogicalTreeStrandedChildrenTest, ChildrenStayInTheClassifierAbove) {
     EXPECT_EQ(Physical(child)->m_parent, Physical(1));
     EXPECT_TRUE(HasProfile(1, child));
     EXPECT_TRUE(HasProfile(1, grandchild));
@@ -195,7 +198,7 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, StayInTheClassifierAbove) {
     EXPECT_EQ(tree.GetRealParent(child), &Switcher(group));
 }
 
-TEST_F(zeLogicalTreeStrandedChildrenTest, AreSoundAgainOnceTheParentIsALeaf) {
+TEST_F(zeLogicalTreeStrandedChildrenTest, ChildrenAreSoundAgainWhenTheParentBecomesALeaf) {
     ChangeType(group, ZE_LEAF);
 
     EXPECT_EQ(tree.GetRealParent(child), Physical(1)->m_classifier);
@@ -203,14 +206,15 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, AreSoundAgainOnceTheParentIsALeaf) {
     EXPECT_EQ(ProfileCount(1), 2) << "the group and the model are left";
 }
 
-TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheClassifierAboveWhenDeleted) {
+TEST_F(zeLogicalTreeStrandedChildrenTest, DeletedChildrenLeaveTheClassifierAbove) {
     tree.DelLogicalNode(child, true);
 
     EXPECT_EQ(ProfileCount(1), 2) << "the group and the model are left";
     EXPECT_EQ(first_dangling_pointer(manager), "");
 }
 
-TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheMatchingTableOfTheClassifierAboveWhenDeleted) {
+TEST_F(zeLogicalTreeStrandedChildrenTest,
+       DeletedChildrenLeaveTheMatchingTableOfTheClassifierAbove) {
     zeMemoryCorpus corpus;
     for (const char* const label : {"grandchild", "other"}) {
         MessageBuilder().bag({{label, 1.0}}).labels({label}).add_to(corpus);
@@ -232,8 +236,8 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheMatchingTableOfTheClassifierAb
     EXPECT_EQ(above.m_table.count(term("grandchild")), 0U);
 }
 
-// What its switcher decides counts, and that has gone.
-TEST_F(zeLogicalTreeStrandedChildrenTest, DoNotKeepTheirParentFromBecomingALeafAgain) {
+// Only the children in the switcher prevent the change, and the switcher has none left.
+TEST_F(zeLogicalTreeStrandedChildrenTest, ParentBecomesALeafDespiteThem) {
     const Id ruled = Add(group, ZE_LEAF, "ruled", "true");
     EXPECT_EQ(Physical(ruled)->m_parent, Physical(group));
 
@@ -244,7 +248,7 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, DoNotKeepTheirParentFromBecomingALeafA
     EXPECT_EQ(tree.GetRealParent(child), Physical(1)->m_classifier);
 }
 
-TEST_F(zeLogicalTreeStrandedChildrenTest, GoWithTheirClassifiersWhenTheParentIsDeleted) {
+TEST_F(zeLogicalTreeStrandedChildrenTest, ChildrenAndTheirClassifiersAreDeletedWithTheParent) {
     tree.DelLogicalNode(group, true);
 
     EXPECT_EQ(tree.nodes.size(), 1U);
@@ -253,7 +257,7 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, GoWithTheirClassifiersWhenTheParentIsD
     EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
 }
 
-TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheClassifierAboveWhenMoved) {
+TEST_F(zeLogicalTreeStrandedChildrenTest, MovedChildrenLeaveTheClassifierAbove) {
     const Id to = Add(1, ZE_STAT, "to");
 
     tree.MoveLogicalNode(child, to);
@@ -266,8 +270,8 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, LeaveTheClassifierAboveWhenMoved) {
     EXPECT_EQ(first_dangling_pointer(manager), "");
 }
 
-// The switcher that decides now knows no rule for a plain node.
-TEST_F(zeLogicalTreeStrandedChildrenTest, TakeNoFurtherChild) {
+// The parent's switcher now decides, and it has no rule for a plain node.
+TEST_F(zeLogicalTreeStrandedChildrenTest, FurtherChildWithoutARuleIsRefused) {
     const std::size_t node_count = tree.nodes.size();
 
     EXPECT_THROW(Add(child, ZE_LEAF, "late"), qtX<RuleParser>);
@@ -279,7 +283,8 @@ TEST_F(zeLogicalTreeStrandedChildrenTest, TakeNoFurtherChild) {
     EXPECT_TRUE(Switcher(group).m_rules.empty());
 }
 
-TEST_F(zeLogicalTreeUnsoundTest, TakesANodeToALeafWhoseClassifierHasItsCategoriesAlready) {
+TEST_F(zeLogicalTreeUnsoundTest,
+       MoveKeepsASonInTheClassifierAboveTheTargetIfAnotherHasItsCategory) {
     const Id from = Add(1, ZE_STAT, "from");
     const Id moved = Add(from, ZE_LEAF, "moved");
     const Id twin = Add(moved, ZE_LEAF, "twin");
@@ -293,7 +298,7 @@ TEST_F(zeLogicalTreeUnsoundTest, TakesANodeToALeafWhoseClassifierHasItsCategorie
     EXPECT_EQ(Physical(twin)->m_concept, Physical(other_twin)->m_concept);
 }
 
-TEST_F(zeLogicalTreeUnsoundTest, NeverGivesANodeAnUnknownType) {
+TEST_F(zeLogicalTreeUnsoundTest, ChangeToAnUnknownTypeIsRefused) {
     const Id leaf = Add(1, ZE_LEAF, "leaf");
 
     EXPECT_QTX(ChangeType(leaf, 7), zeLogicalTree, 15, "Cannot switch node type");
@@ -302,7 +307,7 @@ TEST_F(zeLogicalTreeUnsoundTest, NeverGivesANodeAnUnknownType) {
     EXPECT_EQ(Physical(leaf)->m_classifier, nullptr);
 }
 
-TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatIsStillInItsClassifier) {
+TEST_F(zeLogicalTreeUnsoundTest, MirroredDeleteRemovesANodeFromItsClassifier) {
     const Id leaf = Add(1, ZE_LEAF, "leaf");
 
     tree.KCE_Delete(Physical(leaf));
@@ -311,7 +316,7 @@ TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatIsStillInItsClassifier)
     EXPECT_TRUE(Physical(1)->m_children.empty());
 }
 
-TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatItsParentsClassifierDoesNotKnow) {
+TEST_F(zeLogicalTreeUnsoundTest, MirroredDeleteRemovesANodeThatItsParentsClassifierDoesNotKnow) {
     zeNode* const stray = manager.m_physical_tree->MakeNode(term("stray"), ZE_LEAF, 0, 0.0);
     Physical(1)->add_child(stray);
     tree.KCE_Add(stray, Physical(1)->m_classifier);
@@ -322,7 +327,7 @@ TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatItsParentsClassifierDoe
     EXPECT_EQ(tree.nodes.size(), 1U);
 }
 
-TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatStillHasItsClassifier) {
+TEST_F(zeLogicalTreeUnsoundTest, MirroredDeleteRemovesANodeThatStillHasItsClassifier) {
     const Id model = Add(1, ZE_STAT, "model");
     const Id category = Add(model, ZE_LEAF, "category");
 
@@ -333,7 +338,7 @@ TEST_F(zeLogicalTreeUnsoundTest, MirrorsTheEndOfANodeThatStillHasItsClassifier) 
     EXPECT_EQ(manager.m_objects.size(), 2U) << "the root's matcher and storage are left";
 }
 
-// After the mirrored end of its parent a node names one that is gone.
+// A node whose parent was deleted on the physical side. It still names that parent.
 class zeLogicalTreeStaleParentTest : public zeLogicalTreeUnsoundTest {
 protected:
     zeLogicalTreeStaleParentTest() {
@@ -348,7 +353,7 @@ protected:
     Id other = Add(1, ZE_STAT, "other");
 };
 
-TEST_F(zeLogicalTreeStaleParentTest, StandsInTheGrandparentsChildren) {
+TEST_F(zeLogicalTreeStaleParentTest, NodeIsInTheGrandparentsChildren) {
     EXPECT_EQ(tree.GetNode(1).children, (std::vector<Id>{child, other}));
     EXPECT_EQ(tree.GetNode(child).parent, group);
     EXPECT_EQ(tree.GetNode(group).id, 0U);
@@ -367,7 +372,7 @@ TEST_F(zeLogicalTreeUnsoundTest, MoveFromBelowDeletedRuleNodeIsRefusedBeforeTheT
     EXPECT_EQ(Physical(target)->m_classifier, nullptr);
 }
 
-TEST_F(zeLogicalTreeStaleParentTest, LeadsToNoClassifier) {
+TEST_F(zeLogicalTreeStaleParentTest, EditOfANodeWithADeletedParentAsserts) {
     EXPECT_ASSERTS(tree.GetRealParent(child), "clafer");
     EXPECT_ASSERTS(tree.DelLogicalNode(child, true), "clafer");
     EXPECT_ASSERTS(tree.MoveLogicalNode(child, other), "clafer");

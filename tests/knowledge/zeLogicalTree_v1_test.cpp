@@ -1,4 +1,4 @@
-// Logical trees of version 1, which find their physical nodes by category.
+// Logical trees of file version 1. They store categories instead of the ids of physical nodes.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <string>
@@ -64,7 +64,7 @@ TEST_F(zeLogicalTreeV1Test, LoadReadsTheFieldsInOrder) {
     EXPECT_EQ(tree.next_id, 5U);
 }
 
-TEST_F(zeLogicalTreeV1Test, LoadTakesEveryByteButZeroAsScored) {
+TEST_F(zeLogicalTreeV1Test, LoadTakesEveryNonZeroByteAsScored) {
     const struct {
         const char* byte;
         int attributes;
@@ -85,7 +85,7 @@ TEST_F(zeLogicalTreeV1Test, LoadTakesEveryByteButZeroAsScored) {
     }
 }
 
-TEST_F(zeLogicalTreeV1Test, EachMirrorOfASharedLeafHasANodeOfItsOwn) {
+TEST_F(zeLogicalTreeV1Test, EachMirrorOfASharedLeafGetsItsOwnNode) {
     read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, Record()
@@ -105,7 +105,7 @@ TEST_F(zeLogicalTreeV1Test, EachMirrorOfASharedLeafHasANodeOfItsOwn) {
     }
 }
 
-TEST_F(zeLogicalTreeV1Test, ALeafBelowALeafIsFoundBelowTheClassifierAbove) {
+TEST_F(zeLogicalTreeV1Test, LeafBelowALeafIsFoundBelowTheClassifierAbove) {
     read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, Record()
@@ -120,7 +120,7 @@ TEST_F(zeLogicalTreeV1Test, ALeafBelowALeafIsFoundBelowTheClassifierAbove) {
     EXPECT_EQ(tree.GetNode(7).physical_node, physical.GetNode(5));
 }
 
-TEST_F(zeLogicalTreeV1Test, ANodeThatIsNotFoundGetsALeafThatStandsInNoTree) {
+TEST_F(zeLogicalTreeV1Test, UnknownCategoryGetsALeafOutsideTheTree) {
     read_whole(physical, shared_leaf_v1());
 
     read_whole(tree, Record()
@@ -135,7 +135,7 @@ TEST_F(zeLogicalTreeV1Test, ANodeThatIsNotFoundGetsALeafThatStandsInNoTree) {
     EXPECT_EQ(physical.GetNode(6)->m_parent, nullptr);
 }
 
-TEST_F(zeLogicalTreeV1Test, LoadRefusesACircleBeforeItGoesUp) {
+TEST_F(zeLogicalTreeV1Test, LoadRefusesCircularParents) {
     EXPECT_QTX_ARGS(read_whole(tree, Record()
                                          .number(0)
                                          .number(2)
@@ -145,7 +145,8 @@ TEST_F(zeLogicalTreeV1Test, LoadRefusesACircleBeforeItGoesUp) {
                     zeManager, 4, "Knowledge tree is damaged", {"logical parents"});
 }
 
-// The way up to the classifier is not gone again from every node.
+// The search for the classifier above a node must not walk up again from every node: that takes
+// quadratic time.
 TEST_F(zeLogicalTreeV1Test, DeepLeavesAreFoundBelowTheClassifierAbove) {
     constexpr unsigned int kDeep = 100000;
     Record record = Record().number(0).number(kDeep);

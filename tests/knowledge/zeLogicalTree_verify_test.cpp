@@ -1,4 +1,4 @@
-// The rules of adding to zeLogicalTree, and the single checks.
+// The requirements for a new node of zeLogicalTree, and the single checks.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <vector>
@@ -25,7 +25,7 @@ class zeLogicalTreeVerifyTest : public testing::Test {
 protected:
     zeLogicalTreeVerifyTest() { kc.manager.m_modified = false; }
 
-    // Adds a copy, so that the caller's node stays as it is.
+    // Adds a copy, so that the caller's node is unchanged.
     void Add(zeLogicalNode node) { tree.AddLogicalNode(node); }
 
     Edited_container kc;
@@ -39,23 +39,23 @@ protected:
     unsigned int rest = kc.Add(root, "rest", "default");
 };
 
-// Under the virtual root.
+// Below the virtual root.
 
-TEST_F(zeLogicalTreeVerifyTest, ASecondRootIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, SecondRootIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Add(node_to_add(0, "second", "", ZE_STAT)), zeLogicalTree, 4,
                     "More than one node under root", {});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ThatIsToldBeforeTypeAndRule) {
+TEST_F(zeLogicalTreeVerifyTest, SecondRootIsReportedBeforeTypeAndRule) {
     EXPECT_QTX(Add(node_to_add(0, "second", kAboveOne, ZE_LEAF)), zeLogicalTree, 4,
                "More than one node under root");
     EXPECT_QTX(Add(node_to_add(0, "second", "", 9)), zeLogicalTree, 4,
                "More than one node under root");
 }
 
-TEST(zeLogicalTreeFirstNodeTest, IsNoLeaf) {
+TEST(zeLogicalTreeFirstNodeTest, LeafIsRefused) {
     for (const unsigned int type : {0U, 3U, 255U}) {
         SCOPED_TRACE(type);
         zeManager manager;
@@ -67,7 +67,7 @@ TEST(zeLogicalTreeFirstNodeTest, IsNoLeaf) {
     }
 }
 
-TEST(zeLogicalTreeFirstNodeTest, HasNoRule) {
+TEST(zeLogicalTreeFirstNodeTest, RuleIsRefused) {
     for (const unsigned int type : {ZE_RULE, ZE_STAT}) {
         SCOPED_TRACE(type);
         zeManager manager;
@@ -79,7 +79,7 @@ TEST(zeLogicalTreeFirstNodeTest, HasNoRule) {
     }
 }
 
-TEST(zeLogicalTreeFirstNodeTest, IsToldItsTypeBeforeItsRule) {
+TEST(zeLogicalTreeFirstNodeTest, TypeIsReportedBeforeRule) {
     zeManager manager;
     zeLogicalNode node = node_to_add(0, "root", kAboveOne, ZE_LEAF);
 
@@ -87,7 +87,7 @@ TEST(zeLogicalTreeFirstNodeTest, IsToldItsTypeBeforeItsRule) {
                "Non-Principal node under root");
 }
 
-TEST(zeLogicalTreeFirstNodeTest, HasNoParent) {
+TEST(zeLogicalTreeFirstNodeTest, ParentAsserts) {
     zeManager manager;
     zeLogicalNode node = node_to_add(7, "root", "", ZE_STAT);
     const Unchanged unchanged(manager);
@@ -95,15 +95,15 @@ TEST(zeLogicalTreeFirstNodeTest, HasNoParent) {
     EXPECT_ASSERTS(manager.m_logical_tree->AddLogicalNode(node), "clafer");
 }
 
-TEST_F(zeLogicalTreeVerifyTest, AnUnknownParentAsserts) {
+TEST_F(zeLogicalTreeVerifyTest, UnknownParentAsserts) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_ASSERTS(Add(node_to_add(99, "news")), "clafer");
 }
 
-// Under another node.
+// Below another node.
 
-TEST_F(zeLogicalTreeVerifyTest, WhatPassesDependsOnTheParentsKindAndTheRule) {
+TEST_F(zeLogicalTreeVerifyTest, ParentsTypeAndRuleDecideWhatIsAccepted) {
     const struct {
         const char* what;
         unsigned int parent;
@@ -127,20 +127,20 @@ TEST_F(zeLogicalTreeVerifyTest, WhatPassesDependsOnTheParentsKindAndTheRule) {
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ARuleUnderALeafWithChildrenIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, RuleBelowALeafWithChildrenIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Add(node_to_add(news, "new", kAboveOne)), zeLogicalTree, 7,
                     "Mixing rules and statistics on the same level", {});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, NoRuleUnderARuleNodeIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, MissingRuleBelowARuleNodeIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Add(node_to_add(root, "new")), zeLogicalTree, 7, kMixed, {});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ARuleUnderAStatisticalNodeIsRefusedUnread) {
+TEST_F(zeLogicalTreeVerifyTest, RuleBelowAStatisticalNodeIsRefusedWithoutParsing) {
     for (const char* const rule : {kAboveOne, "default", "1 +"}) {
         SCOPED_TRACE(rule);
         const Unchanged unchanged(kc.manager);
@@ -166,7 +166,7 @@ TEST_F(zeLogicalTreeVerifyTest, ASecondDefaultIsRefused) {
                     "OTHERWISE rule already exists in a sibling of the given node", {});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ACategoryOfTheSameClassifierIsRefusedHoweverDeep) {
+TEST_F(zeLogicalTreeVerifyTest, CategoryOfTheSameClassifierIsRefusedAtAnyDepth) {
     const struct {
         unsigned int parent;
         const char* category;
@@ -188,14 +188,14 @@ TEST_F(zeLogicalTreeVerifyTest, ACategoryOfTheSameClassifierIsRefusedHoweverDeep
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ACategoryOfAnotherClassifierIsTaken) {
+TEST_F(zeLogicalTreeVerifyTest, CategoryOfAnotherClassifierIsAccepted) {
     Add(node_to_add(topics, "rest"));
     Add(node_to_add(root, "food", "$a(n) > 4"));
 
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeVerifyTest, AMissingCategoryIsRefusedAnywhere) {
+TEST_F(zeLogicalTreeVerifyTest, MissingCategoryIsRefusedBelowAnyParent) {
     for (const unsigned int parent : {0U, topics, root, refund}) {
         SCOPED_TRACE(parent);
         const Unchanged unchanged(kc.manager);
@@ -205,7 +205,7 @@ TEST_F(zeLogicalTreeVerifyTest, AMissingCategoryIsRefusedAnywhere) {
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ANameOfItsOwnIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, NameOtherThanTheCategoryIsRefused) {
     zeLogicalNode node = node_to_add(topics, "new");
     node.name = term("other");
     const Unchanged unchanged(kc.manager);
@@ -214,7 +214,7 @@ TEST_F(zeLogicalTreeVerifyTest, ANameOfItsOwnIsRefused) {
                     {"other"});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, TheCategoryAsTheNameOrNoNamePasses) {
+TEST_F(zeLogicalTreeVerifyTest, CategoryAsTheNameAndNoNameAreAccepted) {
     zeLogicalNode node = node_to_add(topics, "new");
     EXPECT_NO_THROW(tree.VerifyNodeName(node));
 
@@ -222,16 +222,16 @@ TEST_F(zeLogicalTreeVerifyTest, TheCategoryAsTheNameOrNoNamePasses) {
     EXPECT_NO_THROW(tree.VerifyNodeName(node));
 }
 
-// Names of their own.
+// Names other than the category.
 
-TEST_F(zeLogicalTreeVerifyTest, InCompatibilityAMissingNameIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, MissingNameIsRefusedInCompatibilityMode) {
     kc.manager.m_compat55 = true;
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Add(node_to_add(topics, "new")), zeLogicalTree, 0, "Missing node name", {});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, InCompatibilityASiblingsNameIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, SiblingsNameIsRefusedInCompatibilityMode) {
     kc.manager.m_compat55 = true;
     zeLogicalNode node = node_to_add(topics, "new");
     node.name = term("food");
@@ -241,10 +241,10 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityASiblingsNameIsRefused) {
                     "food : Node name already in use by a sibling node", {"food"});
 }
 
-TEST_F(zeLogicalTreeVerifyTest, InCompatibilityAnotherNameIsTaken) {
+TEST_F(zeLogicalTreeVerifyTest, AnyOtherNameIsAcceptedInCompatibilityMode) {
     kc.manager.m_compat55 = true;
     zeLogicalNode node = node_to_add(topics, "new");
-    node.name = term("sport");  // not a sibling's
+    node.name = term("sport");  // no sibling has this name
 
     const unsigned int id = tree.AddLogicalNode(node);
 
@@ -253,7 +253,7 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityAnotherNameIsTaken) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeVerifyTest, InCompatibilityTheRootNeedsANameAndHasNoSiblings) {
+TEST_F(zeLogicalTreeVerifyTest, RootNeedsOnlyANameInCompatibilityMode) {
     zeManager manager;
     manager.m_compat55 = true;
     zeLogicalNode node = node_to_add(0, "root", "", ZE_STAT);
@@ -266,7 +266,7 @@ TEST_F(zeLogicalTreeVerifyTest, InCompatibilityTheRootNeedsANameAndHasNoSiblings
     EXPECT_EQ(manager.m_root->m_concept, term("root"));
 }
 
-TEST_F(zeLogicalTreeVerifyTest, TypeThatNoNodeHasIsRefusedBelowEachKindOfParent) {
+TEST_F(zeLogicalTreeVerifyTest, UnknownTypeIsRefusedBelowEachKindOfParent) {
     const struct {
         unsigned int parent;
         const char* rule;
@@ -284,8 +284,8 @@ TEST_F(zeLogicalTreeVerifyTest, TypeThatNoNodeHasIsRefusedBelowEachKindOfParent)
     }
 }
 
-// Every rule is broken at once; mended one by one, the next one is told.
-TEST_F(zeLogicalTreeVerifyTest, OfSeveralBrokenRulesTheFirstIsTold) {
+// All requirements are violated at first. After each repair the next one is reported.
+TEST_F(zeLogicalTreeVerifyTest, FirstOfSeveralViolationsIsReported) {
     zeLogicalNode node = node_to_add(topics, "", "1 +", 3);
     node.name = term("other");
     const Unchanged unchanged(kc.manager);
@@ -309,7 +309,7 @@ TEST_F(zeLogicalTreeVerifyTest, OfSeveralBrokenRulesTheFirstIsTold) {
     EXPECT_NO_THROW(tree.VerifyAdd(node));
 }
 
-TEST_F(zeLogicalTreeVerifyTest, OfARootsBrokenRulesTheFirstIsTold) {
+TEST_F(zeLogicalTreeVerifyTest, FirstOfSeveralViolationsOfARootIsReported) {
     zeLogicalNode node = node_to_add(0, "", kAboveOne, ZE_LEAF);
     node.name = term("other");
 
@@ -322,7 +322,7 @@ TEST_F(zeLogicalTreeVerifyTest, OfARootsBrokenRulesTheFirstIsTold) {
 
 // The single checks.
 
-TEST_F(zeLogicalTreeVerifyTest, VerifyRuleLooksForADefaultUnderRuleNodesAlone) {
+TEST_F(zeLogicalTreeVerifyTest, VerifyRuleRefusesASecondDefaultOnlyBelowRuleNodes) {
     EXPECT_QTX(tree.VerifyRule(kc.Node(root), "default"), zeLogicalTree, 17,
                "OTHERWISE rule already exists in a sibling of the given node");
     for (const unsigned int parent : {0U, 99U, topics, news, rest}) {
@@ -331,14 +331,14 @@ TEST_F(zeLogicalTreeVerifyTest, VerifyRuleLooksForADefaultUnderRuleNodesAlone) {
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, VerifyRuleLooksForNoDefaultUnderANodeThatIsNotInTheTree) {
+TEST_F(zeLogicalTreeVerifyTest, VerifyRuleAcceptsADefaultBelowAnUnknownNode) {
     zeLogicalNode outside;
     outside.type = ZE_RULE;
 
     EXPECT_NO_THROW(tree.VerifyRule(outside, "default"));
 }
 
-TEST_F(zeLogicalTreeVerifyTest, VerifyRuleTakesTheExactWordForTheDefault) {
+TEST_F(zeLogicalTreeVerifyTest, VerifyRuleTakesOnlyTheExactWordAsTheDefault) {
     for (const char* const rule : {"Default", " default", "default ", "\"default\" +", ""}) {
         SCOPED_TRACE(rule);
         EXPECT_QTX_ARGS(tree.VerifyRule(kc.Node(root), rule), zeLogicalTree, 18,
@@ -346,13 +346,13 @@ TEST_F(zeLogicalTreeVerifyTest, VerifyRuleTakesTheExactWordForTheDefault) {
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, VerifyRuleWantsTheSwitcherOfARuleNode) {
+TEST_F(zeLogicalTreeVerifyTest, VerifyRuleNeedsTheSwitcherOfARuleNode) {
     tree.GetNodePtr(topics)->type = ZE_RULE;
 
     EXPECT_ASSERTS(tree.VerifyRule(kc.Node(topics), "default"), "sw");
 }
 
-TEST_F(zeLogicalTreeVerifyTest, VerifyCategoryNameLooksForOthersOnlyIfAskedTo) {
+TEST_F(zeLogicalTreeVerifyTest, VerifyCategoryNameSearchesForOthersOnlyIfRequested) {
     EXPECT_NO_THROW(tree.VerifyCategoryName(node_to_add(topics, "food"), false));
     EXPECT_NO_THROW(tree.VerifyCategoryName(node_to_add(0, "root"), true));
     EXPECT_QTX(tree.VerifyCategoryName(node_to_add(topics, "food"), true), zeLogicalTree, 2,
@@ -361,7 +361,7 @@ TEST_F(zeLogicalTreeVerifyTest, VerifyCategoryNameLooksForOthersOnlyIfAskedTo) {
                "Missing category name");
 }
 
-TEST_F(zeLogicalTreeVerifyTest, VerifyMoveSonsComparesSonsWithTheTargetOnly) {
+TEST_F(zeLogicalTreeVerifyTest, VerifyMoveSonsComparesSonsOnlyWithTheTarget) {
     const unsigned int people = kc.Add(root, "people", "$a(n) > 5", ZE_STAT);
     const unsigned int staff = kc.Add(people, "staff");
     std::vector<zeLogicalNode*> none;
@@ -379,7 +379,7 @@ TEST_F(zeLogicalTreeVerifyTest, VerifyCacheSizePassesWithAllClassifiersInMemory)
     EXPECT_NO_THROW(tree.VerifyCacheSize());
 }
 
-TEST_F(zeLogicalTreeVerifyTest, LeafCategoriesAreUniqueUpToOneAndUnusedWithoutAny) {
+TEST_F(zeLogicalTreeVerifyTest, LeafCategoryIsUnusedWithNoLeafAndUniqueWithAtMostOne) {
     EXPECT_TRUE(tree.VerifyUniqueLeafCategory(term("none")));
     EXPECT_TRUE(tree.VerifyUnusedLeafCategory(term("none")));
     EXPECT_TRUE(tree.VerifyUniqueLeafCategory(term("food")));
@@ -389,7 +389,7 @@ TEST_F(zeLogicalTreeVerifyTest, LeafCategoriesAreUniqueUpToOneAndUnusedWithoutAn
     EXPECT_FALSE(tree.VerifyUnusedLeafCategory(term("food")));
 }
 
-TEST_F(zeLogicalTreeVerifyTest, CategoriesOfClassifierNodesAreNoLeafCategories) {
+TEST_F(zeLogicalTreeVerifyTest, CategoryOfAClassifierNodeIsNoLeafCategory) {
     EXPECT_TRUE(tree.VerifyUnusedLeafCategory(term("topics")));
 }
 

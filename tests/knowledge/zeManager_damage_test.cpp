@@ -1,4 +1,5 @@
-// Damaged records of a container: an error, or trees that can be walked, edited and written again.
+// Damaged records of a container: the load raises an error, or its trees can be walked, edited and
+// written again.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <algorithm>
@@ -43,7 +44,7 @@ std::string small_container() {
     return dumped_container(kc.manager);
 }
 
-// The same trees in version 1, with one leaf below two.
+// The same trees in version 1; one leaf has two parents.
 std::string small_container_v1() {
     const std::string empty = dumped_container(*std::make_unique<zeManager>());
     return Record()
@@ -65,14 +66,15 @@ std::string small_container_v1() {
         .bytes();
 }
 
-// What a damaged record may end in beside the end of the record.
+// True if a damaged record may be refused with this error. The error of a read past the end is
+// handled separately.
 bool is_told_of(const qtxAll& raised) {
     const std::string text = raised.what();
     return text == "Knowledge tree is damaged" || text == "Locate error in SegBuf" ||
            text == "inserted.m_classifier_type == ZE_LEAF" || text.starts_with("Damaged item: ");
 }
 
-// Whether it loads.
+// Returns true if the record loads.
 bool load_damaged(zeManager& manager, SegBuf& record, unsigned int start) {
     Hio<HSegment> io(new HSegment(record, 'r'));
     io.device->Seek(static_cast<int>(start));
@@ -107,8 +109,8 @@ void walk(zeManager& manager) {
     }
 }
 
-// Gives each node of such a type the classifier that its record would bring. The settings of new
-// ones are sound again: the trees are what is tested.
+// Gives each node of a classifier type the classifier that its record would contain. New settings
+// replace the damaged ones, since only the trees are tested.
 void add_classifiers(zeManager& manager) {
     manager.m_defaults = zeDefaults();
     std::vector<zeNode*> nodes;
@@ -130,17 +132,18 @@ void add_classifiers(zeManager& manager) {
     }
 }
 
-// Carries out an edit or meets one of the errors that edits have.
+// Does an edit, which may raise one of the allowed errors.
 template <class Edit>
 void try_edit(Edit&& edit) {
     try {
         edit();
     } catch (const qtxAll&) {
-        // Which one is no matter here: what it leaves is looked at below.
+        // Any of these errors is allowed. The state that it leaves is checked below.
     }
 }
 
-// Tries each kind of edit at each node, in an order that `turn` decides, until little is left.
+// Tries each kind of edit at each node, in an order that depends on `turn`, until few nodes are
+// left.
 void edit_everywhere(zeManager& manager, Id turn) {
     zeLogicalTree& tree = *manager.m_logical_tree;
     std::vector<Id> ids;
@@ -179,7 +182,7 @@ void edit_everywhere(zeManager& manager, Id turn) {
     }
 }
 
-// The record that a container writes can be read. Edits may leave links that are mended on reading;
+// Checks that the container's record can be read again. After edits, reading may repair links;
 // without edits the container is then written as the same bytes.
 void expect_stable(zeManager& manager, bool is_edited) {
     const std::string record = dumped_container(manager);
@@ -232,7 +235,7 @@ void expect_changes_are_safe(unsigned short version, const std::string& bytes) {
     EXPECT_LT(loaded_count, change_count);
 }
 
-// Each reference is replaced by each other one, and by numbers that are none.
+// Replaces each reference by each other reference and by ids that no node has.
 void expect_references_are_safe(unsigned short version, const std::string& bytes,
                                 std::size_t tree_size) {
     for (std::size_t position = 0; position + 4 <= tree_size; ++position) {
@@ -247,7 +250,7 @@ void expect_references_are_safe(unsigned short version, const std::string& bytes
     }
 }
 
-// With the end of what is stored right behind the cut, and with zeros behind it.
+// Cuts the record so that the stored bytes end at the cut, and so that zeros follow the cut.
 void expect_cuts_are_safe(unsigned short version, const std::string& bytes) {
     for (std::size_t kept = 0; kept < bytes.size(); ++kept) {
         SCOPED_TRACE(testing::Message() << kept << " of " << bytes.size());
@@ -260,12 +263,12 @@ void expect_cuts_are_safe(unsigned short version, const std::string& bytes) {
     }
 }
 
-// Settings follow the trees, which have tests of their own.
+// The settings come after the trees. Other tests damage them.
 std::size_t size_of_trees(const std::string& record) {
     return record.size() - dumped_container(*std::make_unique<zeManager>()).size() + 8;
 }
 
-TEST(zeManagerDamageTest, TheWholeRecordsLoad) {
+TEST(zeManagerDamageTest, UndamagedRecordsLoad) {
     SegBuf record = record_of(small_container());
     SegBuf record_v1 = record_of(small_container_v1());
 
@@ -273,29 +276,29 @@ TEST(zeManagerDamageTest, TheWholeRecordsLoad) {
     EXPECT_TRUE(expect_error_or_sound_trees(1, record_v1, 0, 1));
 }
 
-TEST(zeManagerDamageTest, AChangedByteIsAnErrorOrASoundTree) {
+TEST(zeManagerDamageTest, ChangedByteIsAnErrorOrLeavesASoundTree) {
     expect_changes_are_safe(2, small_container());
 }
 
-TEST(zeManagerDamageTest, AChangedByteOfVersion1IsAnErrorOrASoundTree) {
+TEST(zeManagerDamageTest, ChangedByteOfVersion1IsAnErrorOrLeavesASoundTree) {
     expect_changes_are_safe(1, small_container_v1());
 }
 
-TEST(zeManagerDamageTest, AChangedReferenceIsAnErrorOrASoundTree) {
+TEST(zeManagerDamageTest, ChangedReferenceIsAnErrorOrLeavesASoundTree) {
     const std::string record = small_container();
     expect_references_are_safe(2, record, size_of_trees(record));
 }
 
-TEST(zeManagerDamageTest, AChangedNumberOfVersion1IsAnErrorOrASoundTree) {
+TEST(zeManagerDamageTest, ChangedNumberOfVersion1IsAnErrorOrLeavesASoundTree) {
     const std::string record = small_container_v1();
     expect_references_are_safe(1, record, size_of_trees(record));
 }
 
-TEST(zeManagerDamageTest, ACutRecordIsAnErrorOrASoundTree) {
+TEST(zeManagerDamageTest, CutRecordIsAnErrorOrLeavesASoundTree) {
     expect_cuts_are_safe(2, small_container());
 }
 
-TEST(zeManagerDamageTest, ACutRecordOfVersion1IsAnErrorOrASoundTree) {
+TEST(zeManagerDamageTest, CutRecordOfVersion1IsAnErrorOrLeavesASoundTree) {
     expect_cuts_are_safe(1, small_container_v1());
 }
 

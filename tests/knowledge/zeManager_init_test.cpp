@@ -1,4 +1,4 @@
-// How a container comes into being: InitWorkflow.
+// InitWorkflow, which creates the root of a new container.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <set>
@@ -35,7 +35,7 @@ protected:
     zeManager manager;
 };
 
-TEST_F(zeManagerInitTest, ANewContainerHasAStatisticalRootThatIsNotScored) {
+TEST_F(zeManagerInitTest, NewContainerHasAStatisticalRootThatIsNotScored) {
     Init("shop");
 
     const zeLogicalNode& root = manager.m_logical_tree->GetNode(1);
@@ -50,7 +50,7 @@ TEST_F(zeManagerInitTest, ANewContainerHasAStatisticalRootThatIsNotScored) {
     ExpectSound(manager);
 }
 
-TEST_F(zeManagerInitTest, TheRootsPhysicalNodeHasTheNameAndAMatcher) {
+TEST_F(zeManagerInitTest, PhysicalRootHasTheNameAndAMatcher) {
     Init("shop");
 
     ASSERT_NE(manager.m_root, nullptr);
@@ -59,14 +59,14 @@ TEST_F(zeManagerInitTest, TheRootsPhysicalNodeHasTheNameAndAMatcher) {
     EXPECT_NE(dynamic_cast<zeStat_matcher*>(manager.GetRootClassifier()), nullptr);
 }
 
-TEST_F(zeManagerInitTest, GetRootStorageSucceedsThen) {
+TEST_F(zeManagerInitTest, GetRootStorageSucceedsAfterwards) {
     Init("shop");
 
     EXPECT_EQ(manager.GetRootStorage(),
               dynamic_cast<zeStat_matcher&>(*manager.GetRootClassifier()).m_storage);
 }
 
-TEST_F(zeManagerInitTest, ItYieldsAWorkflowOfItsOwnThatClassifies) {
+TEST_F(zeManagerInitTest, ReturnedWorkflowIsNewAndClassifies) {
     const qtPtrLight<zeWorkflow> workflow = Init("shop");
     zeMsg msg;
     zeResult_set results(0.0, -1);
@@ -77,7 +77,7 @@ TEST_F(zeManagerInitTest, ItYieldsAWorkflowOfItsOwnThatClassifies) {
     EXPECT_EQ(results.count(), 0);
 }
 
-TEST_F(zeManagerInitTest, TheContainerIsModifiedThen) {
+TEST_F(zeManagerInitTest, ContainerIsModifiedAfterwards) {
     manager.m_modified = false;
 
     Init("shop");
@@ -85,27 +85,27 @@ TEST_F(zeManagerInitTest, TheContainerIsModifiedThen) {
     EXPECT_TRUE(manager.m_modified);
 }
 
-TEST_F(zeManagerInitTest, TheRootIsACategoryOfAllOnly) {
+TEST_F(zeManagerInitTest, RootIsACategoryOnlyIfUnscoredNodesAreWanted) {
     Init("shop");
 
     EXPECT_THAT(Categories(false), IsEmpty());
     EXPECT_THAT(Categories(true), ElementsAre(term("shop")));
 }
 
-TEST_F(zeManagerInitTest, ASecondRootIsRefused) {
+TEST_F(zeManagerInitTest, SecondRootIsRefused) {
     Init("shop");
     const Unchanged unchanged(manager);
 
     EXPECT_QTX_ARGS(Init("other"), zeLogicalTree, 4, "More than one node under root", {});
 }
 
-TEST_F(zeManagerInitTest, ARootWithoutANameIsRefused) {
+TEST_F(zeManagerInitTest, RootWithoutANameIsRefused) {
     const Unchanged unchanged(manager);
 
     EXPECT_QTX_ARGS(Init(""), zeLogicalTree, 11, "Missing category name", {});
 }
 
-TEST_F(zeManagerInitTest, WhereNamesAreOfTheirOwnTheRootHasItsCategorysName) {
+TEST_F(zeManagerInitTest, RootsNameIsItsCategoryInCompatibilityMode) {
     manager.m_compat55 = true;
 
     Init("shop");
@@ -113,7 +113,7 @@ TEST_F(zeManagerInitTest, WhereNamesAreOfTheirOwnTheRootHasItsCategorysName) {
     EXPECT_EQ(manager.m_logical_tree->GetNode(1).name, term("shop"));
 }
 
-TEST_F(zeManagerInitTest, AReleasedContainerStartsAnew) {
+TEST_F(zeManagerInitTest, ReleasedContainerGetsANewRoot) {
     Init("shop");
     manager.Release();
 

@@ -51,7 +51,7 @@ TEST_F(zeManagerOperationsTest, GetRootStorageRaisesForAnotherKindOfClassifier) 
     EXPECT_QTX_ARGS(manager.GetRootStorage(), zeManager, 1, "Root classifier is not statistic", {});
 }
 
-TEST_F(zeManagerOperationsTest, GetRootStorageYieldsTheMatchersStorage) {
+TEST_F(zeManagerOperationsTest, GetRootStorageReturnsTheMatchersStorage) {
     manager.m_root = Leaf("root");
     const auto* const matcher =
         dynamic_cast<zeStat_matcher*>(manager.AddClassifier(manager.m_root, ZE_STAT));
@@ -117,7 +117,7 @@ TEST_F(zeManagerOperationsTest, AddClassifierUnlinksTheNodesChildren) {
     EXPECT_EQ(child->m_parent, nullptr);
 }
 
-TEST_F(zeManagerOperationsTest, AddClassifierRefusesATypeThatNoClassifierHas) {
+TEST_F(zeManagerOperationsTest, AddClassifierRefusesAnUnknownType) {
     zeNode* const node = Leaf("root");
     for (const unsigned int type : {0U, 3U, 7U, 256U, 257U, 258U, 4294967295U}) {
         SCOPED_TRACE(type);
@@ -172,7 +172,7 @@ TEST_F(zeManagerOperationsTest, GetRootStorageRaisesForARuleRoot) {
 
 // LoadCat.
 
-TEST_F(zeManagerOperationsTest, LoadCatYieldsTheNodeOfAnIdAndNullForAnyOther) {
+TEST_F(zeManagerOperationsTest, LoadCatReturnsTheNodeOfAKnownIdAndNullForOthers) {
     zeNode* const first = Leaf("a");
     zeNode* const second = Leaf("b");
     SegBuf record =
@@ -216,7 +216,7 @@ TEST_F(zeManagerOperationsTest, DelClassifierMakesALeafAndFreesBothObjects) {
     EXPECT_THAT(tree.GetLeafNodes(term("root")), ElementsAre(node));
 }
 
-TEST_F(zeManagerOperationsTest, DelClassifierDoesNothingWithoutOne) {
+TEST_F(zeManagerOperationsTest, DelClassifierOfANodeWithoutOneDoesNothing) {
     zeNode* const node = Leaf("root");
     zeNode* const child = Leaf("child");
     node->add_child(child);

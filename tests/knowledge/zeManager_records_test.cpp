@@ -1,4 +1,4 @@
-// What a container writes and reads of itself, apart from its classifiers.
+// The record that a container writes and reads of itself, without its classifiers.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <string>
@@ -28,7 +28,7 @@ using testing::ElementsAre;
 
 using Id = unsigned int;
 
-// Between the trees and the last two fields.
+// The part of the record between the trees and the last two fields.
 std::string settings_of(const zeManager& manager) {
     return dumped(manager.m_config) + dumped(manager.m_defaults);
 }
@@ -46,7 +46,7 @@ Record physical_node_of(Id id, unsigned int type, std::initializer_list<Id> chil
         .number(parent);
 }
 
-// The same for a node whose classifier has that id.
+// A node of the physical record whose classifier has that id.
 Record classifier_node_of(Id id, Id classifier_id, std::initializer_list<Id> children, Id parent) {
     return Record()
         .text("n")
@@ -76,7 +76,7 @@ Record logical_node_of(Id id, unsigned int type, Id parent, std::initializer_lis
         .text("");
 }
 
-// A record of these nodes.
+// A container's record with these nodes.
 std::string container_of(const std::vector<Record>& physical, const std::vector<Record>& logical,
                          Id last_object_id, Id root) {
     Record record;
@@ -89,7 +89,7 @@ std::string container_of(const std::vector<Record>& physical, const std::vector<
     return record.raw(settings_of(zeManager())).number(last_object_id).number(root).bytes();
 }
 
-// The trees alone, as text, without the last id, since deleted nodes leave no trace in a record.
+// The trees as text. Without the last id, since a record does not store the ids of deleted nodes.
 std::string trees_of(zeManager& manager) {
     const std::string text = DumpLogicalTree(*manager.m_logical_tree);
     return text.substr(text.find('\n')) +
@@ -132,7 +132,7 @@ TEST(zeManagerRecordsTest, DumpOfASubtreeKeepsTheLastObjectId) {
                      from_hex("00 00 00 03 00 00 00 02")));
 }
 
-TEST(zeManagerRecordsTest, DumpLeavesTheContainerAsItIs) {
+TEST(zeManagerRecordsTest, DumpLeavesTheContainerUnchanged) {
     for (const bool is_modified : {false, true}) {
         SCOPED_TRACE(is_modified);
         Edited_container kc;
@@ -181,7 +181,7 @@ TEST(zeManagerRecordsTest, LoadReadsTreesSettingsCounterAndRoot) {
     EXPECT_TRUE(read.m_objects.empty());
 }
 
-TEST(zeManagerRecordsTest, LoadSetsTheStateOfAContainerThatWasJustRead) {
+TEST(zeManagerRecordsTest, LoadSetsTheStateOfAContainerJustRead) {
     zeManager manager;
     CTProgress progress;
     manager.m_compact = true;
@@ -198,7 +198,7 @@ TEST(zeManagerRecordsTest, LoadSetsTheStateOfAContainerThatWasJustRead) {
     EXPECT_EQ(manager.m_version, 2);
 }
 
-TEST(zeManagerRecordsTest, LoadSets55CompatibilityModeForANameOfItsOwn) {
+TEST(zeManagerRecordsTest, LoadSetsCompatibilityModeForANameOtherThanTheCategory) {
     Edited_container kc;
     kc.manager.m_compat55 = true;
     kc.Root(ZE_STAT);
@@ -211,7 +211,7 @@ TEST(zeManagerRecordsTest, LoadSets55CompatibilityModeForANameOfItsOwn) {
     EXPECT_EQ(read.m_logical_tree->GetNode(1).name, term("own"));
 }
 
-TEST(zeManagerRecordsTest, LoadReplacesWhatWasThere) {
+TEST(zeManagerRecordsTest, LoadReplacesThePreviousContents) {
     Edited_container kc;
     kc.Root(ZE_STAT);
     kc.Add(1, "a");
@@ -227,7 +227,7 @@ TEST(zeManagerRecordsTest, LoadReplacesWhatWasThere) {
     EXPECT_TRUE(kc.manager.m_objects.empty());
 }
 
-TEST(zeManagerRecordsTest, LoadThatFailsLeavesAnEmptyContainerWithItsSettings) {
+TEST(zeManagerRecordsTest, FailedLoadLeavesAnEmptyContainerWithItsSettings) {
     Edited_container kc;
     kc.Root(ZE_STAT);
     kc.manager.m_io = qtPtrLight<zeIO>(new zeIO(&kc.manager));
@@ -256,14 +256,14 @@ TEST(zeManagerRecordsTest, LoadThatFailsLeavesAnEmptyContainerWithItsSettings) {
     EXPECT_EQ(kc.Root(ZE_STAT), 1U) << "and may be used anew";
 }
 
-TEST(zeManagerRecordsTest, LoadRaisesTheStreamsErrorWhereNothingIsLeft) {
+TEST(zeManagerRecordsTest, LoadOfACutRecordRaisesTheStreamsError) {
     zeManager manager;
 
     EXPECT_SEGBUF_ERROR(read_whole(manager, ""), "Locate error in SegBuf");
 }
 
-TEST(zeManagerRecordsTest, ARootThatIsNotThereIsNone) {
-    for (const Id root : {0U, 7U, 9U}) {  // 9 is known as a child alone
+TEST(zeManagerRecordsTest, UnknownRootIsNull) {
+    for (const Id root : {0U, 7U, 9U}) {  // only a child reference has the id 9
         SCOPED_TRACE(root);
         zeManager manager;
 
@@ -274,7 +274,7 @@ TEST(zeManagerRecordsTest, ARootThatIsNotThereIsNone) {
     }
 }
 
-TEST(zeManagerRecordsTest, AVersion1RootIsAConcept) {
+TEST(zeManagerRecordsTest, RootOfVersion1IsStoredAsAConcept) {
     zeManager manager;
     manager.m_version = 1;
 
@@ -301,7 +301,7 @@ TEST(zeManagerRecordsTest, AVersion1RootIsAConcept) {
 
 // Subtrees as containers of their own.
 
-TEST(zeManagerRecordsTest, ASubtreesRootHasNoParent) {
+TEST(zeManagerRecordsTest, RootOfASubtreeHasNoParent) {
     Edited_container kc;
     kc.Root(ZE_STAT);
     const Id top = kc.Add(1, "top", "", ZE_STAT);
@@ -356,7 +356,7 @@ TEST(zeManagerRecordsTest, EverySubtreeIsReadAsAContainer) {
     }
 }
 
-// What no container has.
+// Records that no container writes.
 
 struct Damaged_record {
     const char* claim;
@@ -366,7 +366,7 @@ struct Damaged_record {
     const char* what;
 };
 
-TEST(zeManagerRecordsTest, LoadRefusesWhatIsNoTree) {
+TEST(zeManagerRecordsTest, LoadRefusesARecordThatIsNotATree) {
     const Damaged_record rows[] = {
         {"a circle of children",
          {physical_node_of(1, ZE_RULE, {2}, 0), physical_node_of(2, ZE_RULE, {1}, 1)},
@@ -423,15 +423,16 @@ TEST(zeManagerRecordsTest, LoadRefusesWhatIsNoTree) {
     }
 }
 
-// A node that goes takes leave of the node in whose list it stands, so that must be its parent.
-TEST(zeManagerRecordsTest, TheListsOfChildrenDecide) {
+// A deleted node is removed from the list of its parent. So the parent must be the node that lists
+// it.
+TEST(zeManagerRecordsTest, ListsOfChildrenDecideTheParents) {
     zeManager manager;
 
     read_whole(manager,
                container_of({physical_node_of(1, ZE_RULE, {2, 3}, 0),
-                             physical_node_of(2, ZE_RULE, {}, 0),         // names no parent
-                             physical_node_of(3, ZE_LEAF, {}, 2),         // names another
-                             physical_node_of(4, ZE_LEAF, {}, 2)},        // is in no list
+                             physical_node_of(2, ZE_RULE, {}, 0),   // names no parent
+                             physical_node_of(3, ZE_LEAF, {}, 2),   // names another parent
+                             physical_node_of(4, ZE_LEAF, {}, 2)},  // is in no list of children
                             {logical_node_of(1, ZE_RULE, 0, {2, 3, 77}),  // lists an unknown node
                              logical_node_of(2, ZE_RULE, 0, {}), logical_node_of(3, ZE_LEAF, 2, {}),
                              logical_node_of(4, ZE_LEAF, 2, {}),
@@ -475,7 +476,7 @@ TEST(zeManagerRecordsTest, MissingNodesAreNotWrittenAndSavingAgainGivesSameBytes
     EXPECT_EQ(to_hex(dumped_container(read)), to_hex(saved));
 }
 
-// The node 2 lists the leaf 3 as well, but it is not below the root and so is not written.
+// The node 2 lists the leaf 3 too. But the node 2 is not below the root, so it is not written.
 TEST(zeManagerRecordsTest, LeafInSeveralListsGetsParentBelowRoot) {
     const std::string damaged = Record()
                                     .number(3)
@@ -499,8 +500,8 @@ TEST(zeManagerRecordsTest, LeafInSeveralListsGetsParentBelowRoot) {
     EXPECT_EQ(to_hex(dumped_container(read)), to_hex(saved));
 }
 
-// The node 2 is not below the root and so is not written.
-TEST(zeManagerRecordsTest, AParentThatIsNotWrittenIsNotNamed) {
+// The node 2 is not below the root, so it is not written.
+TEST(zeManagerRecordsTest, ParentThatIsNotWrittenIsNotNamed) {
     Edited_container kc;
     kc.Root(ZE_STAT);
     kc.Add(1, "a");
@@ -511,9 +512,9 @@ TEST(zeManagerRecordsTest, AParentThatIsNotWrittenIsNotNamed) {
     EXPECT_EQ(to_hex(dumped_container(kc.manager)), to_hex(before));
 }
 
-// A mirrored deletion leaves a child that names the node that is gone. Its id may be given again
-// after a load.
-TEST(zeManagerRecordsTest, AChildOfADeletedNodeComesBackAsThatOfItsLister) {
+// A mirrored deletion leaves a child that names the deleted node. After a load, a new node may get
+// that node's id.
+TEST(zeManagerRecordsTest, ChildOfADeletedNodeIsReadAsChildOfTheNodeThatListsIt) {
     Edited_container kc;
     kc.Root(ZE_STAT);
     const Id child = kc.Add(1, "child");
@@ -530,9 +531,9 @@ TEST(zeManagerRecordsTest, AChildOfADeletedNodeComesBackAsThatOfItsLister) {
     EXPECT_THAT(read.m_logical_tree->GetNode(1).children, ElementsAre(child));
 }
 
-// Whatever a tree went through.
+// Trees after many edits.
 
-TEST(zeManagerRecordsTest, ARandomTreeIsReadBackEqual) {
+TEST(zeManagerRecordsTest, RandomTreeIsReadBackEqual) {
     constexpr unsigned int kTrees = 60;
     for (unsigned int seed = 0; seed < kTrees; ++seed) {
         Random_edits edits(seed, seed % 2 == 1, 5 + seed);
@@ -549,7 +550,7 @@ TEST(zeManagerRecordsTest, ARandomTreeIsReadBackEqual) {
     }
 }
 
-TEST(zeManagerRecordsTest, ADeepContainerIsReadBackEqual) {
+TEST(zeManagerRecordsTest, DeepContainerIsReadBackEqual) {
     constexpr Id kDeep = 100000;
     std::vector<Record> physical = {physical_node_of(1, ZE_STAT, {}, 0)};
     std::vector<Record> logical = {logical_node_of(1, ZE_STAT, 0, {2})};

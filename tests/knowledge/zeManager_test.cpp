@@ -25,7 +25,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Asks for the end whenever it is polled, or never.
+// Interrupts at every poll, or never.
 class Progress : public CTProgress {
 public:
     explicit Progress(bool interrupts) : m_interrupts(interrupts) {}
@@ -56,7 +56,7 @@ TEST(zeManagerTest, StartsEmpty) {
     EXPECT_EQ(manager.m_progress, nullptr);
 }
 
-TEST(zeManagerTest, StartsAsAModifiedContainerOfVersionTwo) {
+TEST(zeManagerTest, NewContainerIsModifiedAndOfVersionTwo) {
     const zeManager manager;
 
     EXPECT_EQ(manager.m_version, 2);
@@ -66,7 +66,7 @@ TEST(zeManagerTest, StartsAsAModifiedContainerOfVersionTwo) {
     EXPECT_EQ(manager.m_defaults, zeDefaults());
 }
 
-TEST(zeManagerTest, StartsWithBothTreesWhichKnowIt) {
+TEST(zeManagerTest, BothTreesOfANewManagerPointToIt) {
     const zeManager manager;
 
     ASSERT_FALSE(manager.m_logical_tree.IsNull());
@@ -91,7 +91,7 @@ TEST(zeManagerTest, RegisterObjectReplacesTheObjectOfAnId) {
     EXPECT_EQ(manager.m_objects.at(9), second);
 }
 
-TEST(zeManagerTest, UnregisterObjectLeavesTheObject) {
+TEST(zeManagerTest, UnregisterObjectDoesNotDeleteTheObject) {
     zeManager manager;
     int destroyed_count = 0;
     const std::unique_ptr<FakeClassifier> object(add_counted_object(manager, destroyed_count));
@@ -104,7 +104,7 @@ TEST(zeManagerTest, UnregisterObjectLeavesTheObject) {
     EXPECT_EQ(object->m_manager, &manager);
 }
 
-TEST(zeManagerTest, ReleaseOfAnObjectDeletesThatObjectAlone) {
+TEST(zeManagerTest, ReleaseOfAnObjectDeletesOnlyThatObject) {
     int released_count = 0;
     int other_count = 0;
     zeManager manager;
@@ -125,7 +125,7 @@ TEST(zeManagerTest, ReleaseOfAnObjectDoesNotFreeItsId) {
     manager.Release(new FakeClassifier(&manager, nullptr));
 
     EXPECT_EQ(FakeClassifier(&manager, nullptr).m_id, 2U);
-    manager.m_objects.clear();  // the object of the line above is gone already
+    manager.m_objects.clear();  // the object of the line above was deleted already
 }
 
 TEST(zeManagerTest, ReleaseOfAMatcherDeletesItsStorageToo) {
@@ -175,7 +175,7 @@ TEST(zeManagerTest, ReleaseEmptiesBothTrees) {
     EXPECT_EQ(manager.m_logical_tree->next_id, 0U);
 }
 
-TEST(zeManagerTest, ReleaseStartsIdsAnew) {
+TEST(zeManagerTest, ReleaseRestartsIds) {
     zeManager manager;
     new FakeClassifier(&manager, nullptr);
     add_node(manager, "a");
@@ -253,7 +253,7 @@ TEST(zeManagerTest, DestructionNeedsNoTrees) {
     EXPECT_EQ(destroyed_count, 1);
 }
 
-TEST(zeManagerTest, AHeldTreeOutlivesItsManager) {
+TEST(zeManagerTest, TreeInUseOutlivesItsManager) {
     qtPtrLight<zePhysicalTree> held;
     {
         zeManager manager;
@@ -272,20 +272,20 @@ TEST(zeManagerTest, ReadOnDemandIsZeroWithoutAFile) {
     EXPECT_EQ(manager.ReadOnDemand(), 0U);
 }
 
-TEST(zeManagerTest, GetRootClassifierYieldsNullWithoutARoot) {
+TEST(zeManagerTest, GetRootClassifierReturnsNullWithoutARoot) {
     zeManager manager;
 
     EXPECT_EQ(manager.GetRootClassifier(), nullptr);
 }
 
-TEST(zeManagerTest, GetRootClassifierYieldsNullForALeaf) {
+TEST(zeManagerTest, GetRootClassifierReturnsNullForALeaf) {
     zeManager manager;
     manager.m_root = add_node(manager, "root");
 
     EXPECT_EQ(manager.GetRootClassifier(), nullptr);
 }
 
-TEST(zeManagerTest, GetRootClassifierYieldsTheRootsOwn) {
+TEST(zeManagerTest, GetRootClassifierReturnsTheRootsClassifier) {
     zeManager manager;
     manager.AddClassifier(add_node(manager, "other"), ZE_STAT);
     manager.m_root = add_node(manager, "root");
@@ -295,7 +295,7 @@ TEST(zeManagerTest, GetRootClassifierYieldsTheRootsOwn) {
     EXPECT_EQ(manager.GetRootClassifier(), classifier);
 }
 
-// A scored inner node is a category too, so the root and `inner` differ in their flag alone.
+// A scored inner node is a category too. The root and `inner` differ only in that flag.
 class zeManagerCategoriesTest : public testing::Test {
 protected:
     zeManagerCategoriesTest() {
@@ -311,20 +311,20 @@ protected:
     std::set<Concept> cats;
 };
 
-TEST_F(zeManagerCategoriesTest, GetAllCatsYieldsScoredNodesOfEveryType) {
+TEST_F(zeManagerCategoriesTest, GetAllCatsReturnsScoredNodesOfEveryType) {
     manager.GetAllCats(cats, false);
 
     EXPECT_THAT(cats, ElementsAre(term("inner"), term("junk"), term("leaf")));
 }
 
-TEST_F(zeManagerCategoriesTest, GetAllCatsYieldsNoScoreNodesIfAllAreWanted) {
+TEST_F(zeManagerCategoriesTest, GetAllCatsReturnsUnscoredNodesIfAllAreWanted) {
     manager.GetAllCats(cats, true);
 
     EXPECT_THAT(cats, ElementsAre(term("inner"), term("junk"), term("leaf"), term("root"),
                                   term("silent leaf")));
 }
 
-TEST_F(zeManagerCategoriesTest, GetAllCatsNamesACategoryWithOneScoredLeafOnce) {
+TEST_F(zeManagerCategoriesTest, GetAllCatsReturnsACategoryWithOneScoredLeafOnce) {
     add_node(manager, "silent leaf");
     add_node(manager, "leaf");
 
@@ -333,7 +333,7 @@ TEST_F(zeManagerCategoriesTest, GetAllCatsNamesACategoryWithOneScoredLeafOnce) {
     EXPECT_THAT(cats, ElementsAre(term("inner"), term("junk"), term("leaf"), term("silent leaf")));
 }
 
-TEST_F(zeManagerCategoriesTest, GetAllCatsEmptiesTheSetFirst) {
+TEST_F(zeManagerCategoriesTest, GetAllCatsClearsTheSetFirst) {
     cats.insert(term("stale"));
 
     zeManager().GetAllCats(cats, true);
@@ -341,7 +341,7 @@ TEST_F(zeManagerCategoriesTest, GetAllCatsEmptiesTheSetFirst) {
     EXPECT_THAT(cats, IsEmpty());
 }
 
-TEST(zeManagerTest, GetWorkflowYieldsANewOneEachTime) {
+TEST(zeManagerTest, GetWorkflowReturnsANewOneEachTime) {
     zeManager manager;
     manager.m_root = add_node(manager, "root");
 
@@ -361,7 +361,7 @@ TEST(zeManagerTest, GetWorkflowRaisesWithoutARoot) {
 
 // Interruption.
 
-TEST(zeManagerTest, InterruptsRaisesIfTheProgressAsksForIt) {
+TEST(zeManagerTest, InterruptsRaisesIfTheProgressInterrupts) {
     Progress progress(true);
 
     EXPECT_QTX_ARGS(zeInterrupts(&progress), zeWorkflow, 2, "Process interrupted", {});

@@ -34,7 +34,7 @@ protected:
     zeNode other_parent{term("other parent")};
 };
 
-TEST_F(zeNodeTest, StartsAsALeafWithoutAnything) {
+TEST_F(zeNodeTest, NewNodeIsAnEmptyLeaf) {
     const zeNode node(term("sport"));
 
     EXPECT_EQ(node.m_node_id, 0U);
@@ -48,12 +48,12 @@ TEST_F(zeNodeTest, StartsAsALeafWithoutAnything) {
     EXPECT_THAT(node.m_children, IsEmpty());
 }
 
-TEST_F(zeNodeTest, FlagsAreTheirStoredBits) {
+TEST_F(zeNodeTest, FlagsHaveTheirStoredBits) {
     EXPECT_EQ(zeNode::NoScore, 1);
     EXPECT_EQ(zeNode::Junk, 2);
 }
 
-TEST_F(zeNodeTest, IsNoScoreReadsBitZeroAlone) {
+TEST_F(zeNodeTest, IsNoScoreReadsOnlyBitZero) {
     zeNode node(term("sport"));
 
     node.m_flags = 0xFE;
@@ -63,13 +63,13 @@ TEST_F(zeNodeTest, IsNoScoreReadsBitZeroAlone) {
     EXPECT_TRUE(node.is_no_score());
 }
 
-TEST_F(zeNodeTest, FindChildYieldsThePosition) {
+TEST_F(zeNodeTest, FindChildReturnsThePosition) {
     EXPECT_EQ(parent.find_child(&a), 0);
     EXPECT_EQ(parent.find_child(&b), 1);
     EXPECT_EQ(parent.find_child(&c), 2);
 }
 
-TEST_F(zeNodeTest, FindChildYieldsMinusOneForWhatIsNoChild) {
+TEST_F(zeNodeTest, FindChildReturnsMinusOneIfTheNodeIsNoChild) {
     EXPECT_EQ(parent.find_child(&stranger), -1);
     EXPECT_EQ(parent.find_child(&parent), -1);
     EXPECT_EQ(parent.find_child(nullptr), -1);
@@ -89,7 +89,7 @@ TEST_F(zeNodeTest, AddChildRefusesNull) {
     EXPECT_THAT(parent.m_children, ElementsAre(&a, &b, &c));
 }
 
-TEST_F(zeNodeTest, AddChildRefusesAPresentChildAndLeavesItsParent) {
+TEST_F(zeNodeTest, AddChildRefusesAPresentChildAndKeepsItsParent) {
     b.m_parent = &other_parent;
 
     EXPECT_FALSE(parent.add_child(&b));
@@ -106,14 +106,14 @@ TEST_F(zeNodeTest, RemoveChildMovesTheLastIntoItsPlace) {
     EXPECT_EQ(c.m_parent, &parent);
 }
 
-TEST_F(zeNodeTest, RemoveChildOfTheLastShortens) {
+TEST_F(zeNodeTest, RemoveChildOfTheLastShortensTheList) {
     EXPECT_TRUE(parent.remove_child(&c));
 
     EXPECT_THAT(parent.m_children, ElementsAre(&a, &b));
     EXPECT_EQ(c.m_parent, nullptr);
 }
 
-TEST_F(zeNodeTest, RemoveChildOfAnOnlyChildLeavesNone) {
+TEST_F(zeNodeTest, RemoveChildOfAnOnlyChildEmptiesTheList) {
     other_parent.add_child(&stranger);
 
     EXPECT_TRUE(other_parent.remove_child(&stranger));
@@ -121,7 +121,7 @@ TEST_F(zeNodeTest, RemoveChildOfAnOnlyChildLeavesNone) {
     EXPECT_THAT(other_parent.m_children, IsEmpty());
 }
 
-TEST_F(zeNodeTest, RemoveChildRefusesAnAbsentOneAndLeavesItsParent) {
+TEST_F(zeNodeTest, RemoveChildRefusesAnAbsentChildAndKeepsItsParent) {
     other_parent.add_child(&stranger);
 
     EXPECT_FALSE(parent.remove_child(&stranger));
@@ -145,21 +145,21 @@ TEST_F(zeNodeTest, ReplaceChildByItselfMovesItToTheEnd) {
     EXPECT_EQ(a.m_parent, &parent);
 }
 
-TEST_F(zeNodeTest, ReplaceChildOfAnAbsentOneAddsNothing) {
+TEST_F(zeNodeTest, ReplaceChildOfAnAbsentChildAddsNothing) {
     EXPECT_FALSE(parent.replace_child(&other_parent, &stranger));
 
     EXPECT_THAT(parent.m_children, ElementsAre(&a, &b, &c));
     EXPECT_EQ(stranger.m_parent, nullptr);
 }
 
-TEST_F(zeNodeTest, ReplaceChildKeepsTheOldOneRemovedIfTheNewIsPresent) {
+TEST_F(zeNodeTest, ReplaceChildByAPresentChildStillRemovesTheOldOne) {
     EXPECT_FALSE(parent.replace_child(&a, &b));
 
     EXPECT_THAT(parent.m_children, ElementsAre(&c, &b));
     EXPECT_EQ(a.m_parent, nullptr);
 }
 
-TEST_F(zeNodeTest, ReplaceChildKeepsTheOldOneRemovedIfTheNewIsNull) {
+TEST_F(zeNodeTest, ReplaceChildByNullStillRemovesTheOldOne) {
     EXPECT_FALSE(parent.replace_child(&c, nullptr));
 
     EXPECT_THAT(parent.m_children, ElementsAre(&a, &b));
@@ -186,7 +186,7 @@ TEST_F(zeNodeTest, GetSubtreeAddsTheNodeAndAllBelow) {
     EXPECT_THAT(nodes, UnorderedElementsAre(&parent, &a, &b, &c, &stranger));
 }
 
-TEST_F(zeNodeTest, GetSubtreeLeavesOutWhatIsAbove) {
+TEST_F(zeNodeTest, GetSubtreeLeavesOutNodesAbove) {
     b.add_child(&stranger);
     Node_set nodes;
 
@@ -195,7 +195,7 @@ TEST_F(zeNodeTest, GetSubtreeLeavesOutWhatIsAbove) {
     EXPECT_THAT(nodes, UnorderedElementsAre(&b, &stranger));
 }
 
-TEST_F(zeNodeTest, GetSubtreeKeepsWhatTheSetHolds) {
+TEST_F(zeNodeTest, GetSubtreeKeepsPresentEntriesOfTheSet) {
     Node_set nodes = {&stranger};
 
     a.get_subtree(nodes);
@@ -203,8 +203,8 @@ TEST_F(zeNodeTest, GetSubtreeKeepsWhatTheSetHolds) {
     EXPECT_THAT(nodes, UnorderedElementsAre(&stranger, &a));
 }
 
-TEST_F(zeNodeTest, GetSubtreeClassifiersGoesByTheClassifiersId) {
-    // Neither has its classifier in memory, and the way to the second leads through a leaf.
+TEST_F(zeNodeTest, GetSubtreeClassifiersTestsTheClassifiersId) {
+    // Neither node has its classifier in memory, and the second is below a leaf.
     b.add_child(&stranger);
     parent.m_classifier_id = 7;
     stranger.m_classifier_id = 8;
@@ -223,7 +223,7 @@ TEST_F(zeNodeTest, GetSubtreeClassifiersAddsNothingForLeaves) {
     EXPECT_THAT(nodes, IsEmpty());
 }
 
-// A walk that calls itself for each level runs out of stack here.
+// A recursive walk would run out of stack at this depth.
 TEST(zeNodeDeepTest, GetSubtreeWalksAnyDepth) {
     constexpr std::size_t kDepth = 300000;
     std::vector<zeNode> chain(kDepth, zeNode(term("link")));
@@ -262,7 +262,7 @@ TEST_F(zeNodeTest, GetSubtreeClassifiersWalksFromAConstNode) {
     EXPECT_THAT(nodes, UnorderedElementsAre(&b));
 }
 
-TEST_F(zeNodeTest, IdentityOfALeafIsThatOfItsConcept) {
+TEST_F(zeNodeTest, IdentityOfALeafIsItsConceptsIdentity) {
     const zeNode first(term("sport"));
     const zeNode second(term("sport"));
 

@@ -1,5 +1,5 @@
-// What an operation leaves behind if memory runs out in the middle: each of its allocations is
-// refused in turn, in a container of its own, until the operation passes.
+// The state after an operation that runs out of memory. Each allocation of the operation fails in
+// turn, in a new container, until the operation succeeds.
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <algorithm>
@@ -22,8 +22,8 @@ namespace {
 
 using testing::ElementsAre;
 
-// root(a, mid(b, c)) and a node outside of it. The next entry of each table makes it grow, so that
-// this allocation is among those refused.
+// root(a, mid(b, c)) and a node outside. Each table is full, so that its next entry makes it grow
+// and this allocation can fail too.
 struct Physical_container {
     Physical_container() {
         root = Inner("root", ZE_STAT);
@@ -63,7 +63,7 @@ struct Physical_container {
         return false;
     }
 
-    // Whether the node points at living nodes and at the registry's classifier, if at any.
+    // True if the node points only at living nodes, and at the registry's classifier or at none.
     bool IsSound(unsigned int id, const zeNode& node) const {
         const bool has_sound_children = std::all_of(
             node.m_children.begin(), node.m_children.end(),
@@ -76,7 +76,7 @@ struct Physical_container {
                (node.m_parent == nullptr || IsAlive(node.m_parent));
     }
 
-    // Whether the list holds living leaves of the category, one at least.
+    // True if the list has at least one leaf, and only living leaves of the category.
     bool IsSound(const Concept& category, const std::vector<zeNode*>& leaves) const {
         return !leaves.empty() &&
                std::all_of(leaves.begin(), leaves.end(), [&](const zeNode* leaf) {
@@ -85,7 +85,7 @@ struct Physical_container {
                });
     }
 
-    // Nothing in the container points at what is gone.
+    // Checks that the container points at no deleted node or object.
     void ExpectSound() const {
         for (const auto& [id, node] : tree.m_nodes) {
             EXPECT_TRUE(IsSound(id, node)) << "node " << id;
@@ -101,7 +101,7 @@ struct Physical_container {
         }
     }
 
-    // No leaf has this name, and its list is the one that every missing category has.
+    // Checks that no leaf has this name: its list is the shared empty one.
     void ExpectNoLeaf(const Concept& category) const {
         const zePhysicalTree empty(nullptr);
         EXPECT_EQ(&tree.GetLeafNodes(category), &empty.GetLeafNodes(category));
@@ -116,12 +116,13 @@ struct Physical_container {
     hash_map<unsigned int, zeBase*> objects_before;
     std::size_t node_count_before = 0;
     std::map<zeNode*, zeNode*> mapping;
-    Concept fresh = term("fresh");  // interned beforehand: no table of the container grows by it
+    // added to the dictionary now, so that no table grows for it later
+    Concept fresh = term("fresh");
 };
 
-// Does the operation on a new container while one of its allocations is refused; false if it has
-// none of this index. The container goes in the state that the failure left or, if the operation is
-// to be done anew, after it has passed.
+// Does the operation on a new container while one of its allocations fails. Returns false if the
+// operation has fewer allocations. With `is_done_anew`, a failed operation is repeated and must
+// then succeed.
 template <class Operation, class Check>
 bool refuse_allocation(unsigned int index, Operation operation, Check check, bool is_done_anew) {
     SCOPED_TRACE("allocation " + std::to_string(index));
@@ -150,7 +151,7 @@ void refuse_each_allocation(Operation operation, Check check) {
     }
 }
 
-TEST(zePhysicalTreeAllocationTest, MakeNodeOfALeafLeavesNothing) {
+TEST(zePhysicalTreeAllocationTest, FailedMakeNodeOfALeafLeavesNothing) {
     refuse_each_allocation(
         [](Physical_container& container) {
             container.tree.MakeNode(container.fresh, ZE_LEAF, 0, 0.0);
@@ -161,7 +162,7 @@ TEST(zePhysicalTreeAllocationTest, MakeNodeOfALeafLeavesNothing) {
         });
 }
 
-TEST(zePhysicalTreeAllocationTest, MakeNodeOfASecondLeafLeavesTheFirst) {
+TEST(zePhysicalTreeAllocationTest, FailedMakeNodeOfASecondLeafKeepsTheFirst) {
     refuse_each_allocation(
         [](Physical_container& container) {
             container.tree.MakeNode(term("outside"), ZE_LEAF, 0, 0.0);
@@ -173,7 +174,7 @@ TEST(zePhysicalTreeAllocationTest, MakeNodeOfASecondLeafLeavesTheFirst) {
         });
 }
 
-TEST(zePhysicalTreeAllocationTest, MakeNodeOfAnInnerNodeLeavesNothing) {
+TEST(zePhysicalTreeAllocationTest, FailedMakeNodeOfAnInnerNodeLeavesNothing) {
     refuse_each_allocation(
         [](Physical_container& container) {
             container.tree.MakeNode(container.fresh, ZE_STAT, 0, 0.0);
@@ -184,7 +185,7 @@ TEST(zePhysicalTreeAllocationTest, MakeNodeOfAnInnerNodeLeavesNothing) {
         });
 }
 
-TEST(zePhysicalTreeAllocationTest, AddClassifierLeavesALeaf) {
+TEST(zePhysicalTreeAllocationTest, FailedAddClassifierLeavesALeaf) {
     refuse_each_allocation(
         [](Physical_container& container) {
             container.manager.AddClassifier(container.outside, ZE_STAT);
@@ -198,8 +199,8 @@ TEST(zePhysicalTreeAllocationTest, AddClassifierLeavesALeaf) {
         });
 }
 
-// The leaf has its new name then, and neither category's list.
-TEST(zePhysicalTreeAllocationTest, SetNameLeavesTheLeafOutOfBothLists) {
+// The leaf already has its new name, but is in the list of neither category.
+TEST(zePhysicalTreeAllocationTest, FailedSetNameLeavesTheLeafOutOfBothLists) {
     refuse_each_allocation(
         [](Physical_container& container) {
             container.tree.SetName(container.outside, container.fresh);
@@ -211,7 +212,7 @@ TEST(zePhysicalTreeAllocationTest, SetNameLeavesTheLeafOutOfBothLists) {
         });
 }
 
-TEST(zePhysicalTreeAllocationTest, ChangeTypeLeavesTheNewLeafOutOfItsList) {
+TEST(zePhysicalTreeAllocationTest, FailedChangeTypeLeavesTheNewLeafOutOfItsList) {
     refuse_each_allocation(
         [](Physical_container& container) { container.tree.ChangeType(container.mid, ZE_LEAF); },
         [](Physical_container& container) {
@@ -220,7 +221,7 @@ TEST(zePhysicalTreeAllocationTest, ChangeTypeLeavesTheNewLeafOutOfItsList) {
         });
 }
 
-TEST(zePhysicalTreeAllocationTest, CopySubTreeLeavesCopiesThatAreLinkedAmongThemselves) {
+TEST(zePhysicalTreeAllocationTest, FailedCopySubTreeLeavesCopiesLinkedToEachOther) {
     refuse_each_allocation(
         [](Physical_container& container) {
             container.tree.CopySubTree(container.root, nullptr, container.mapping);

@@ -20,7 +20,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST_F(zePhysicalTreeTest, GetClassifierYieldsWhatIsInMemory) {
+TEST_F(zePhysicalTreeTest, GetClassifierReturnsTheOneInMemory) {
     for (const unsigned int type : {ZE_RULE, ZE_STAT}) {
         SCOPED_TRACE(type);
         zeNode* const node = Inner("a", type);
@@ -30,7 +30,7 @@ TEST_F(zePhysicalTreeTest, GetClassifierYieldsWhatIsInMemory) {
     }
 }
 
-TEST_F(zePhysicalTreeTest, GetClassifierYieldsNullForALeaf) {
+TEST_F(zePhysicalTreeTest, GetClassifierReturnsNullForALeaf) {
     EXPECT_EQ(tree.get_classifier(Leaf("a")), nullptr);
 }
 
@@ -50,7 +50,7 @@ TEST_F(zePhysicalTreeTest, SetClassifierGivesTheNodeItsIdAndType) {
     }
 }
 
-TEST_F(zePhysicalTreeTest, SetClassifierOfTheSameTypeLeavesNoScore) {
+TEST_F(zePhysicalTreeTest, SetClassifierOfTheSameTypeKeepsNoScore) {
     zeNode* const node = Inner("a");
     node->m_flags = kNoFlags;
     auto* const classifier = new FakeClassifier(&manager, node);
@@ -73,7 +73,7 @@ TEST_F(zePhysicalTreeTest, SetClassifierOfNullMakesALeaf) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(node));
 }
 
-TEST_F(zePhysicalTreeTest, SetClassifierLeavesTheOneBeforeToTheRegistry) {
+TEST_F(zePhysicalTreeTest, SetClassifierKeepsTheOldOneInTheRegistry) {
     zeNode* const node = Inner("a");
     const unsigned int id = node->m_classifier_id;
 
@@ -82,7 +82,7 @@ TEST_F(zePhysicalTreeTest, SetClassifierLeavesTheOneBeforeToTheRegistry) {
     EXPECT_TRUE(IsRegistered(id));
 }
 
-TEST_F(zePhysicalTreeTest, SetClassifierTracesNothingInMemory) {
+TEST_F(zePhysicalTreeTest, SetClassifierOfOneInMemoryTracesNothing) {
     zeNode* const node = Leaf("a");
     const Trace_capture traced;
 
@@ -92,7 +92,7 @@ TEST_F(zePhysicalTreeTest, SetClassifierTracesNothingInMemory) {
     EXPECT_THAT(traced.texts(), IsEmpty());
 }
 
-TEST_F(zePhysicalTreeTest, ReleaseClassifierDropsItAndKeepsItsId) {
+TEST_F(zePhysicalTreeTest, ReleaseClassifierDropsTheObjectAndKeepsItsId) {
     zeNode* const node = Inner("a");
     zeNode* const child = Leaf("child");
     node->add_child(child);
@@ -112,7 +112,8 @@ TEST_F(zePhysicalTreeTest, ReleaseClassifierDropsItAndKeepsItsId) {
     EXPECT_THAT(node->m_children, ElementsAre(child));
 }
 
-// The first part of the text tells of changes that are written, and none are.
+// The text begins with words about changes that are written. That is not true here, but the text is
+// fixed.
 TEST_F(zePhysicalTreeTest, ReleaseClassifierTracesTheNodesName) {
     zeNode* const node = Inner("sport");
     const Trace_capture traced;
@@ -124,7 +125,7 @@ TEST_F(zePhysicalTreeTest, ReleaseClassifierTracesTheNodesName) {
     EXPECT_EQ(traced.lines[0].level, kTraceDebug);
 }
 
-TEST_F(zePhysicalTreeTest, ReleaseClassifierDoesNothingWithoutOne) {
+TEST_F(zePhysicalTreeTest, ReleaseClassifierOfANodeWithoutOneDoesNothing) {
     zeNode* const leaf = Leaf("a");
     zeNode* const released = Inner("b");
     tree.release_classifier(released, nullptr);
@@ -185,7 +186,7 @@ TEST_F(zePhysicalTreeTest, DeleteClassifierOfAMatcherDeletesItsStorageToo) {
     EXPECT_THAT(manager.m_objects, IsEmpty());
 }
 
-TEST_F(zePhysicalTreeTest, DeleteClassifierDoesNothingWithoutOne) {
+TEST_F(zePhysicalTreeTest, DeleteClassifierOfANodeWithoutOneDoesNothing) {
     zeNode* const node = Leaf("a");
     zeNode* const child = Leaf("child");
     node->add_child(child);
@@ -201,13 +202,13 @@ TEST_F(zePhysicalTreeTest, DeleteClassifierDoesNothingWithoutOne) {
 
 // is_cat_blocked.
 
-TEST_F(zePhysicalTreeTest, BelowALeafEveryWayIsBlocked) {
+TEST_F(zePhysicalTreeTest, EveryNodeBelowALeafIsBlocked) {
     zeMsg msg;
 
     EXPECT_TRUE(tree.is_cat_blocked(Leaf("a"), nullptr, msg));
 }
 
-TEST_F(zePhysicalTreeTest, BelowAStatisticalNodeNoWayIsBlockedAndNobodyIsAsked) {
+TEST_F(zePhysicalTreeTest, NoNodeBelowAStatisticalNodeIsBlockedAndNoClassifierIsAsked) {
     zeNode* const parent = Inner("parent", ZE_STAT);
     zeNode* const child = Leaf("child");
     Fake(parent).blocked_children = {child};
@@ -218,7 +219,7 @@ TEST_F(zePhysicalTreeTest, BelowAStatisticalNodeNoWayIsBlockedAndNobodyIsAsked) 
     EXPECT_THAT(Fake(parent).asked_children, IsEmpty());
 }
 
-TEST_F(zePhysicalTreeTest, BelowAStatisticalNodeNoClassifierIsNeeded) {
+TEST_F(zePhysicalTreeTest, NoNodeBelowAStatisticalNodeWithoutAClassifierIsBlocked) {
     zeNode* const parent = Inner("parent", ZE_STAT);
     tree.release_classifier(parent, nullptr);
     zeMsg msg;
@@ -226,7 +227,7 @@ TEST_F(zePhysicalTreeTest, BelowAStatisticalNodeNoClassifierIsNeeded) {
     EXPECT_FALSE(tree.is_cat_blocked(parent, Leaf("child"), msg));
 }
 
-TEST_F(zePhysicalTreeTest, BelowARuleNodeItsClassifierAnswers) {
+TEST_F(zePhysicalTreeTest, ClassifierOfARuleNodeDecidesWhetherAChildIsBlocked) {
     zeNode* const parent = Inner("parent", ZE_RULE);
     zeNode* const closed = Leaf("closed");
     zeNode* const open = Leaf("open");
@@ -239,7 +240,7 @@ TEST_F(zePhysicalTreeTest, BelowARuleNodeItsClassifierAnswers) {
     EXPECT_THAT(Fake(parent).asked_children, ElementsAre(closed, open));
 }
 
-TEST_F(zePhysicalTreeTest, BelowARuleNodeWithoutAClassifierEveryWayIsBlocked) {
+TEST_F(zePhysicalTreeTest, EveryNodeBelowARuleNodeWithoutAClassifierIsBlocked) {
     zeNode* const parent = Leaf("parent");
     tree.ChangeType(parent, ZE_RULE);
     zeMsg msg;

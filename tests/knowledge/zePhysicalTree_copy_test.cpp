@@ -1,4 +1,4 @@
-// Copies of the physical tree's parts.
+// Copies of subtrees of the physical tree.
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <map>
@@ -88,7 +88,7 @@ TEST_F(zePhysicalTreeCopyTest, CopiesTypeFlagsAndThreshold) {
     EXPECT_EQ(mapping[b]->m_flags, kJunk);
 }
 
-TEST_F(zePhysicalTreeCopyTest, LeavesTheClassifiersWithTheSource) {
+TEST_F(zePhysicalTreeCopyTest, ClassifiersStayWithTheSource) {
     const unsigned int id = root->m_classifier_id;
 
     zeNode* const copy = tree.CopySubTree(root, nullptr, mapping);
@@ -100,7 +100,7 @@ TEST_F(zePhysicalTreeCopyTest, LeavesTheClassifiersWithTheSource) {
     EXPECT_NE(root->m_classifier, nullptr);
 }
 
-TEST_F(zePhysicalTreeCopyTest, LeavesTheSourceAsItIs) {
+TEST_F(zePhysicalTreeCopyTest, SourceIsUnchanged) {
     tree.CopySubTree(root, nullptr, mapping);
 
     EXPECT_THAT(root->m_children, ElementsAre(a, mid));
@@ -109,7 +109,7 @@ TEST_F(zePhysicalTreeCopyTest, LeavesTheSourceAsItIs) {
     EXPECT_EQ(c->m_parent, mid);
 }
 
-TEST_F(zePhysicalTreeCopyTest, SetsTheGivenParentWithoutBecomingItsChild) {
+TEST_F(zePhysicalTreeCopyTest, CopyNamesTheGivenParentButIsNotItsChild) {
     zeNode* const new_parent = Inner("new parent");
 
     const zeNode* const copy = tree.CopySubTree(mid, new_parent, mapping);
@@ -119,7 +119,7 @@ TEST_F(zePhysicalTreeCopyTest, SetsTheGivenParentWithoutBecomingItsChild) {
     EXPECT_THAT(mid->m_parent->m_children, ElementsAre(a, mid));
 }
 
-TEST_F(zePhysicalTreeCopyTest, EntersLeavesNextToThoseOfTheSourceInOneTree) {
+TEST_F(zePhysicalTreeCopyTest, CopiedLeavesJoinThoseOfTheSourceInOneTree) {
     tree.CopySubTree(root, nullptr, mapping);
 
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(a, mapping[a]));

@@ -1,4 +1,4 @@
-// What the physical tree writes and reads, byte by byte.
+// The records of the physical tree, byte by byte.
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <cstddef>
@@ -89,7 +89,7 @@ TEST_F(zePhysicalTreeRecordsTest, DumpWritesNodesByAscendingIdAndChildrenInTheir
                          .bytes()));
 }
 
-TEST_F(zePhysicalTreeRecordsTest, DumpOfASubtreeNamesAParentThatItDoesNotHave) {
+TEST_F(zePhysicalTreeRecordsTest, DumpOfASubtreesRootStillNamesItsParent) {
     zeNode* const above = Make("a", ZE_LEAF, 0, 0.0);
     zeNode* const top = Make("b", ZE_LEAF, 0, 0.0);
     above->add_child(top);
@@ -99,8 +99,8 @@ TEST_F(zePhysicalTreeRecordsTest, DumpOfASubtreeNamesAParentThatItDoesNotHave) {
               to_hex(Record().number(1).raw(node_of("b", ZE_LEAF, 2, {}, 1).bytes()).bytes()));
 }
 
-// Their records would have the id 0, and a reader would make one node of all of them.
-TEST_F(zePhysicalTreeRecordsTest, DumpLeavesOutNodesThatNoRecordHad) {
+// These nodes have the id 0. If they were written, a reader would take all of them as one node.
+TEST_F(zePhysicalTreeRecordsTest, DumpLeavesOutNodesWithoutAnId) {
     read_whole(tree, Record()
                          .number(2)
                          .raw(node_of("top", ZE_RULE, 1, {8, 2, 9}, 0).bytes())
@@ -152,7 +152,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadReadsTheFieldsInOrder) {
     EXPECT_EQ(node.m_classifier, nullptr);
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadOfNoNodeStartsIdsAnew) {
+TEST_F(zePhysicalTreeRecordsTest, LoadOfNoNodeRestartsIds) {
     tree.m_last_node_id = 9;
 
     read_whole(tree, from_hex("00 00 00 00"));
@@ -161,7 +161,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadOfNoNodeStartsIdsAnew) {
     EXPECT_EQ(tree.m_last_node_id, 0U);
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadLinksNodesThatComeLater) {
+TEST_F(zePhysicalTreeRecordsTest, LoadLinksNodesThatFollowInTheRecord) {
     read_whole(tree, Record()
                          .number(3)
                          .raw(node_of("top", ZE_RULE, 1, {3, 2}, 0).bytes())
@@ -176,7 +176,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadLinksNodesThatComeLater) {
     EXPECT_EQ(tree.m_nodes.size(), 3U);
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadLinksNodesThatCameBefore) {
+TEST_F(zePhysicalTreeRecordsTest, LoadLinksNodesThatPrecedeInTheRecord) {
     read_whole(tree, Record()
                          .number(2)
                          .raw(node_of("a", ZE_LEAF, 2, {}, 1).bytes())
@@ -188,7 +188,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadLinksNodesThatCameBefore) {
     EXPECT_THAT(tree.GetNode(1)->m_children, ElementsAre(tree.GetNode(2)));
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadTakesTheHighestIdAsTheLast) {
+TEST_F(zePhysicalTreeRecordsTest, LoadSetsTheLastIdToTheHighestId) {
     read_whole(tree, Record()
                          .number(2)
                          .raw(node_of("a", ZE_LEAF, 70, {}, 0).bytes())
@@ -199,7 +199,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadTakesTheHighestIdAsTheLast) {
     EXPECT_EQ(Make("c", ZE_LEAF, 0, 0.0)->m_node_id, 71U);
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadListsLeavesAlone) {
+TEST_F(zePhysicalTreeRecordsTest, LoadEntersOnlyLeavesInTheFinder) {
     read_whole(tree, Record()
                          .number(3)
                          .raw(node_of("a", ZE_RULE, 1, {}, 0).bytes())
@@ -232,7 +232,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadMakesAnEmptyNodeForAnUnknownParent) {
 }
 
 // Older versions wrote a missing node as one with the id 0.
-TEST_F(zePhysicalTreeRecordsTest, NodesWithoutAnIdAreOneThatNobodyFinds) {
+TEST_F(zePhysicalTreeRecordsTest, NodesWithoutAnIdBecomeOneThatCannotBeFound) {
     const std::string record = Record()
                                    .number(3)
                                    .raw(node_of("", ZE_LEAF, 0, {}, 0).bytes())
@@ -250,7 +250,7 @@ TEST_F(zePhysicalTreeRecordsTest, NodesWithoutAnIdAreOneThatNobodyFinds) {
               to_hex(Record().number(1).raw(node_of("a", ZE_RULE, 1, {}, 0).bytes()).bytes()));
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadReplacesNodesOfTheSameIdInTheirPlaces) {
+TEST_F(zePhysicalTreeRecordsTest, LoadReplacesNodesOfTheSameIdAtTheirAddresses) {
     zeNode* const before = Make("before", ZE_LEAF, 0, 0.0);
 
     read_whole(tree, Record().number(1).raw(node_of("after", ZE_LEAF, 1, {}, 0).bytes()).bytes());
@@ -271,7 +271,7 @@ TEST_F(zePhysicalTreeRecordsTest, LoadRefusesTwoNodesOfOneId) {
                     {"node ids"});
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadRefusesAnIdThatLeavesNoneForNewNodes) {
+TEST_F(zePhysicalTreeRecordsTest, LoadRefusesAnIdThatLeavesNoIdForNewNodes) {
     const Record record = Record().number(1).raw(node_of("a", ZE_LEAF, 0xFFFFFFFF, {}, 0).bytes());
 
     EXPECT_QTX_ARGS(read_whole(tree, record.bytes()), zeManager, 4, "Knowledge tree is damaged",
@@ -288,13 +288,13 @@ TEST_F(zePhysicalTreeRecordsTest, LoadOfACountAboveTheRecordsSizeRaises) {
                         "Locate error in SegBuf");
 }
 
-TEST_F(zePhysicalTreeRecordsTest, LoadRaisesTheStreamsErrorWhereNothingIsLeft) {
+TEST_F(zePhysicalTreeRecordsTest, LoadOfACutRecordRaisesTheStreamsError) {
     EXPECT_SEGBUF_ERROR(read_whole(tree, ""), "Locate error in SegBuf");
 }
 
 // References.
 
-TEST_F(zePhysicalTreeRecordsTest, AReferenceIsAnId) {
+TEST_F(zePhysicalTreeRecordsTest, ReferenceIsStoredAsAnId) {
     Make("a", ZE_LEAF, 0, 0.0);
     zeNode* const second = Make("b", ZE_LEAF, 0, 0.0);
 
@@ -304,8 +304,8 @@ TEST_F(zePhysicalTreeRecordsTest, AReferenceIsAnId) {
     EXPECT_EQ(read_reference(manager, from_hex("00 00 00 63"), nullptr), nullptr);
 }
 
-// Nothing recurs, and nothing is looked for in all that was read before.
-TEST_F(zePhysicalTreeRecordsTest, ADeepTreeIsReadBackEqual) {
+// Loading is not recursive, and does not search everything read so far.
+TEST_F(zePhysicalTreeRecordsTest, DeepTreeIsReadBackEqual) {
     constexpr unsigned int kDeep = 100000;
     Record record = Record().number(kDeep);
     for (unsigned int id = 1; id < kDeep; ++id) {

@@ -30,13 +30,13 @@ TEST_F(zePhysicalTreeTest, StartsEmpty) {
 
 // MakeNode and GetNode.
 
-TEST_F(zePhysicalTreeTest, MakeNodeGivesIdsFromOneOn) {
+TEST_F(zePhysicalTreeTest, MakeNodeGivesIdsFromOneUp) {
     EXPECT_EQ(Leaf("a")->m_node_id, 1U);
     EXPECT_EQ(Leaf("b")->m_node_id, 2U);
     EXPECT_EQ(tree.m_last_node_id, 2U);
 }
 
-TEST_F(zePhysicalTreeTest, MakeNodeOfALeafStoresWhatItIsGiven) {
+TEST_F(zePhysicalTreeTest, MakeNodeOfALeafStoresItsArguments) {
     const zeNode* const node = tree.MakeNode(term("sport"), ZE_LEAF, kJunk, 0.25);
 
     EXPECT_EQ(node->m_concept, term("sport"));
@@ -76,7 +76,7 @@ TEST_F(zePhysicalTreeTest, MakeNodeOfAnInnerNodeKeepsTheGivenFlags) {
     EXPECT_EQ(tree.MakeNode(term("b"), ZE_STAT, kNoScore, 0.0)->m_flags, kNoScore);
 }
 
-TEST_F(zePhysicalTreeTest, MakeNodeDecidesByTheWholeTypeAndLeavesNoNodeBehind) {
+TEST_F(zePhysicalTreeTest, MakeNodeChecksTheWholeTypeAndLeavesNoNodeIfRefused) {
     const struct {
         unsigned int type;
         const char* argument;
@@ -94,7 +94,7 @@ TEST_F(zePhysicalTreeTest, MakeNodeDecidesByTheWholeTypeAndLeavesNoNodeBehind) {
     }
 }
 
-TEST_F(zePhysicalTreeTest, MakeNodeGoesOnWithAFreshIdAfterARefusal) {
+TEST_F(zePhysicalTreeTest, MakeNodeUsesAFreshIdAfterARefusal) {
     EXPECT_THROW(tree.MakeNode(term("a"), 258, 0, 0.0), qtX<zeManager>);
 
     EXPECT_EQ(Leaf("a")->m_node_id, 2U);
@@ -111,7 +111,7 @@ TEST_F(zePhysicalTreeTest, MakeNodeAssertsThatItsIdIsNew) {
     EXPECT_THAT(tree.GetLeafNodes(term("b")), IsEmpty());
 }
 
-TEST_F(zePhysicalTreeTest, GetNodeYieldsNullForAMissingId) {
+TEST_F(zePhysicalTreeTest, GetNodeReturnsNullForAMissingId) {
     zeNode* const node = Leaf("a");
 
     EXPECT_EQ(tree.GetNode(1), node);
@@ -133,7 +133,7 @@ TEST_F(zePhysicalTreeTest, NodesKeepTheirAddressesWhileTheTableGrows) {
 
 // The finder.
 
-TEST_F(zePhysicalTreeTest, GetLeafNodesYieldsOneSharedEmptyListForNoLeaves) {
+TEST_F(zePhysicalTreeTest, GetLeafNodesReturnsOneSharedEmptyListIfThereAreNone) {
     const zePhysicalTree other(nullptr);
 
     const std::vector<zeNode*>& none = tree.GetLeafNodes(term("a"));
@@ -144,7 +144,7 @@ TEST_F(zePhysicalTreeTest, GetLeafNodesYieldsOneSharedEmptyListForNoLeaves) {
     EXPECT_THAT(tree.m_finder, IsEmpty());
 }
 
-TEST_F(zePhysicalTreeTest, GetLeafNodesYieldsTheLeavesInTheOrderOfAdding) {
+TEST_F(zePhysicalTreeTest, GetLeafNodesReturnsTheLeavesInTheOrderOfAdding) {
     zeNode* const first = Leaf("a");
     Leaf("b");
     zeNode* const second = Leaf("a");
@@ -158,7 +158,7 @@ TEST_F(zePhysicalTreeTest, AddFinderReservesRoomForExactlyOneLeaf) {
     EXPECT_EQ(tree.GetLeafNodes(term("a")).capacity(), 1U);
 }
 
-TEST_F(zePhysicalTreeTest, AddFinderTakesANodeTwice) {
+TEST_F(zePhysicalTreeTest, AddFinderAddsANodeTwice) {
     zeNode* const node = Leaf("a");
 
     tree.AddFinder(node);
@@ -176,7 +176,7 @@ TEST_F(zePhysicalTreeTest, DelFinderMovesTheLastIntoThePlace) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(third, second));
 }
 
-TEST_F(zePhysicalTreeTest, DelFinderOfTheLastShortens) {
+TEST_F(zePhysicalTreeTest, DelFinderOfTheLastShortensTheList) {
     zeNode* const first = Leaf("a");
     zeNode* const second = Leaf("a");
     zeNode* const third = Leaf("a");
@@ -186,7 +186,7 @@ TEST_F(zePhysicalTreeTest, DelFinderOfTheLastShortens) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(first, second));
 }
 
-TEST_F(zePhysicalTreeTest, DelFinderTakesTheFrontmostOfTwoEntries) {
+TEST_F(zePhysicalTreeTest, DelFinderRemovesTheFirstOfTwoEntries) {
     zeNode* const first = Leaf("a");
     zeNode* const second = Leaf("a");
     zeNode* const third = Leaf("a");
@@ -197,7 +197,7 @@ TEST_F(zePhysicalTreeTest, DelFinderTakesTheFrontmostOfTwoEntries) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(first, second, third));
 }
 
-TEST_F(zePhysicalTreeTest, LastDelFinderOfACategoryErasesItsEntry) {
+TEST_F(zePhysicalTreeTest, DelFinderOfACategorysLastLeafErasesItsList) {
     zeNode* const first = Leaf("a");
     zeNode* const second = Leaf("a");
 
@@ -208,7 +208,7 @@ TEST_F(zePhysicalTreeTest, LastDelFinderOfACategoryErasesItsEntry) {
     EXPECT_EQ(tree.m_finder.count(term("a")), 0U);
 }
 
-TEST_F(zePhysicalTreeTest, DelFinderErasesAnEntryThatWasEmpty) {
+TEST_F(zePhysicalTreeTest, DelFinderErasesAListThatWasEmpty) {
     zeNode node(term("a"));
     tree.m_finder[term("a")];
 
@@ -252,7 +252,7 @@ TEST_F(zePhysicalTreeTest, SetNameToTheSameNameKeepsTheFindersOrder) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(first, second));
 }
 
-TEST_F(zePhysicalTreeTest, SetNameOfAnInnerNodeLeavesTheFinder) {
+TEST_F(zePhysicalTreeTest, SetNameOfAnInnerNodeDoesNotChangeTheFinder) {
     for (const unsigned int type : {ZE_RULE, ZE_STAT}) {
         SCOPED_TRACE(type);
         tree.Clear();
@@ -269,15 +269,15 @@ TEST_F(zePhysicalTreeTest, SetNameOfAnInnerNodeLeavesTheFinder) {
 
 // ChangeType.
 
-// All changes of type, from both states of NoScore and with another bit beside it.
-TEST_F(zePhysicalTreeTest, ChangeTypeSetsNoScoreOffALeafAndClearsItOnOne) {
+// All changes of type, with NoScore set and not set, and with another bit that must not change.
+TEST_F(zePhysicalTreeTest, ChangeTypeSetsNoScoreFromALeafAndClearsItToALeaf) {
     const struct {
         unsigned int from;
         unsigned int to;
         unsigned char flags_before;
         unsigned char flags_after;
     } rows[] = {
-        // Without a change the flags stay, whatever the user chose.
+        // The same type changes no flags, so the user's choice remains.
         {ZE_LEAF, ZE_LEAF, kJunk, kJunk},
         {ZE_LEAF, ZE_LEAF, kJunk | kNoScore, kJunk | kNoScore},
         {ZE_RULE, ZE_RULE, kJunk, kJunk},
@@ -334,7 +334,7 @@ TEST_F(zePhysicalTreeTest, ChangeTypeToTheSameTypeKeepsTheFindersOrder) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(first, second));
 }
 
-TEST_F(zePhysicalTreeTest, ChangeTypeBetweenInnerTypesLeavesTheFinder) {
+TEST_F(zePhysicalTreeTest, ChangeTypeBetweenInnerTypesDoesNotChangeTheFinder) {
     zeNode* const leaf = Leaf("a");
     zeNode* const inner = Inner("a", ZE_STAT);
 
@@ -345,7 +345,7 @@ TEST_F(zePhysicalTreeTest, ChangeTypeBetweenInnerTypesLeavesTheFinder) {
 
 // DeleteCat and Clear.
 
-TEST_F(zePhysicalTreeTest, DeleteCatTakesALeafOutOfTableAndFinder) {
+TEST_F(zePhysicalTreeTest, DeleteCatRemovesALeafFromTableAndFinder) {
     zeNode* const deleted = Leaf("a");
     zeNode* const staying = Leaf("a");
 
@@ -355,7 +355,7 @@ TEST_F(zePhysicalTreeTest, DeleteCatTakesALeafOutOfTableAndFinder) {
     EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(staying));
 }
 
-TEST_F(zePhysicalTreeTest, DeleteCatOfAnInnerNodeLeavesFinderChildrenAndClassifier) {
+TEST_F(zePhysicalTreeTest, DeleteCatOfAnInnerNodeKeepsFinderChildrenAndClassifier) {
     zeNode* const leaf = Leaf("a");
     zeNode* const inner = Inner("a");
     zeNode* const child = Leaf("child");
@@ -377,7 +377,7 @@ TEST_F(zePhysicalTreeTest, DeleteCatDoesNotFreeTheId) {
     EXPECT_EQ(Leaf("b")->m_node_id, 2U);
 }
 
-TEST_F(zePhysicalTreeTest, ClearForgetsNodesAndStartsIdsAnew) {
+TEST_F(zePhysicalTreeTest, ClearRemovesNodesAndRestartsIds) {
     Leaf("a");
     Leaf("b");
 
@@ -389,7 +389,7 @@ TEST_F(zePhysicalTreeTest, ClearForgetsNodesAndStartsIdsAnew) {
     EXPECT_EQ(Leaf("c")->m_node_id, 1U);
 }
 
-TEST_F(zePhysicalTreeTest, ClearLeavesClassifiers) {
+TEST_F(zePhysicalTreeTest, ClearKeepsClassifiers) {
     const unsigned int id = Inner("a")->m_classifier_id;
 
     tree.Clear();

@@ -1,4 +1,4 @@
-// Physical trees of version 1, in which concepts stand for nodes.
+// Physical trees of file version 1. They refer to nodes by concepts instead of ids.
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <string>
@@ -60,7 +60,7 @@ TEST_F(zePhysicalTreeV1Test, LoadReadsTheFieldsInOrder) {
     EXPECT_THAT(tree.GetLeafNodes(term("c")), ElementsAre(leaf));
 }
 
-TEST_F(zePhysicalTreeV1Test, LoadTakesEveryByteButZeroAsScored) {
+TEST_F(zePhysicalTreeV1Test, LoadTakesEveryNonZeroByteAsScored) {
     const struct {
         const char* byte;
         int flags;
@@ -88,7 +88,7 @@ TEST_F(zePhysicalTreeV1Test, TheRootsParentMayBeTheEmptyConcept) {
     EXPECT_EQ(tree.GetNode(1)->m_parent, nullptr);
 }
 
-TEST_F(zePhysicalTreeV1Test, ALeafOfTwoParentsBecomesTwo) {
+TEST_F(zePhysicalTreeV1Test, LeafWithTwoParentsBecomesTwoLeaves) {
     read_whole(tree, shared_leaf_v1());
 
     zeNode* const p = tree.GetNode(2);
@@ -107,7 +107,7 @@ TEST_F(zePhysicalTreeV1Test, ALeafOfTwoParentsBecomesTwo) {
     EXPECT_THAT(tree.GetLeafNodes(term("leaf")), ElementsAre(leaf, copy));
 }
 
-TEST_F(zePhysicalTreeV1Test, NodesAreLinkedByAscendingIdWhateverTheirOrder) {
+TEST_F(zePhysicalTreeV1Test, NodesAreLinkedByAscendingIdNotByOrderInTheRecord) {
     read_whole(tree, Record()
                          .number(4)
                          .raw(physical_node_v1("leaf", ZE_LEAF, 4, {}, {"q", "p"}).bytes())
@@ -116,12 +116,13 @@ TEST_F(zePhysicalTreeV1Test, NodesAreLinkedByAscendingIdWhateverTheirOrder) {
                          .raw(physical_node_v1("root", ZE_RULE, 1, {"p", "q"}, {}).bytes())
                          .bytes());
 
-    // The leaf itself goes to the first parent that it names; the node 2 asks first of the others.
+    // The leaf itself is linked to the first parent that it names, here q. Of its other parents,
+    // the one with the lowest id gets the first copy.
     EXPECT_THAT(tree.GetNode(3)->m_children, ElementsAre(tree.GetNode(4)));
     EXPECT_THAT(tree.GetNode(2)->m_children, ElementsAre(tree.GetNode(5)));
 }
 
-TEST_F(zePhysicalTreeV1Test, ACopyTakesOverTheFieldsOfTheLeaf) {
+TEST_F(zePhysicalTreeV1Test, CopyHasTheFieldsOfTheLeaf) {
     read_whole(tree, Record()
                          .number(3)
                          .raw(physical_node_v1("p", ZE_STAT, 1, {"leaf"}, {}).bytes())
@@ -142,7 +143,7 @@ TEST_F(zePhysicalTreeV1Test, ACopyTakesOverTheFieldsOfTheLeaf) {
 
 // ConvertV1.
 
-TEST_F(zePhysicalTreeV1Test, ConvertFindsANodeOfOneParentWhereverItIsAskedFor) {
+TEST_F(zePhysicalTreeV1Test, ConvertFindsANodeWithOneParentFromAnyPlace) {
     read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(tree.ConvertV1(term("p"), nullptr), tree.GetNode(2));
@@ -150,7 +151,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertFindsANodeOfOneParentWhereverItIsAskedFor) {
     EXPECT_EQ(tree.ConvertV1(term("root"), nullptr), tree.GetNode(1));
 }
 
-TEST_F(zePhysicalTreeV1Test, ConvertFindsTheLeafUnderTheParentThatAsks) {
+TEST_F(zePhysicalTreeV1Test, ConvertFindsTheCopyOfALeafBelowTheGivenParent) {
     read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(tree.ConvertV1(term("leaf"), tree.GetNode(2)), tree.GetNode(4));
@@ -158,7 +159,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertFindsTheLeafUnderTheParentThatAsks) {
     EXPECT_EQ(tree.m_nodes.size(), 5U);
 }
 
-TEST_F(zePhysicalTreeV1Test, ConvertFindsNothing) {
+TEST_F(zePhysicalTreeV1Test, ConvertReturnsNullForUnknownOrAmbiguousNodes) {
     read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(tree.ConvertV1(Concept(), tree.GetNode(2)), nullptr) << "the empty concept";
@@ -169,7 +170,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertFindsNothing) {
     EXPECT_EQ(tree.m_nodes.size(), 5U);
 }
 
-TEST_F(zePhysicalTreeV1Test, ConvertMakesNodesAsParentsAsk) {
+TEST_F(zePhysicalTreeV1Test, ConvertLinksTheLeafToTheFirstParentAndCopiesItForOthers) {
     read_whole(tree,
                Record()
                    .number(4)
@@ -188,7 +189,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertMakesNodesAsParentsAsk) {
     EXPECT_EQ(tree.m_last_node_id, 11U);
 }
 
-TEST_F(zePhysicalTreeV1Test, ConvertAssertsThatWhatIsCopiedIsALeaf) {
+TEST_F(zePhysicalTreeV1Test, ConvertAssertsThatTheCopiedNodeIsALeaf) {
     EXPECT_ASSERTS(
         read_whole(tree, Record()
                              .number(3)
@@ -199,7 +200,7 @@ TEST_F(zePhysicalTreeV1Test, ConvertAssertsThatWhatIsCopiedIsALeaf) {
         "inserted.m_classifier_type == ZE_LEAF");
 }
 
-TEST_F(zePhysicalTreeV1Test, AReferenceIsAConcept) {
+TEST_F(zePhysicalTreeV1Test, ReferenceIsStoredAsAConcept) {
     read_whole(tree, shared_leaf_v1());
 
     EXPECT_EQ(read_reference(manager, from_hex("00 00 00 01 71"), nullptr), tree.GetNode(3));
@@ -210,7 +211,7 @@ TEST_F(zePhysicalTreeV1Test, AReferenceIsAConcept) {
 
 // The maps.
 
-TEST_F(zePhysicalTreeV1Test, ClearKeepsWhatReferencesAreFoundBy) {
+TEST_F(zePhysicalTreeV1Test, ClearKeepsTheMapsThatFindReferences) {
     read_whole(tree, shared_leaf_v1());
 
     tree.Clear();
@@ -219,7 +220,7 @@ TEST_F(zePhysicalTreeV1Test, ClearKeepsWhatReferencesAreFoundBy) {
     EXPECT_EQ(tree.m_v1_pending.size(), 1U);
 }
 
-TEST_F(zePhysicalTreeV1Test, TheNextLoadForgetsWhatReferencesWereFoundBy) {
+TEST_F(zePhysicalTreeV1Test, NextLoadReplacesTheMapsThatFindReferences) {
     read_whole(tree, shared_leaf_v1());
     tree.Clear();
 
@@ -233,7 +234,7 @@ TEST_F(zePhysicalTreeV1Test, TheNextLoadForgetsWhatReferencesWereFoundBy) {
 
 // Damage.
 
-TEST_F(zePhysicalTreeV1Test, LoadRefusesAChildThatIsNotThere) {
+TEST_F(zePhysicalTreeV1Test, LoadRefusesAMissingChild) {
     for (const char* const child : {"unknown", ""}) {
         SCOPED_TRACE(child);
         tree.Clear();
@@ -255,7 +256,7 @@ TEST_F(zePhysicalTreeV1Test, LoadRefusesTwoNodesOfOneId) {
                     zeManager, 4, "Knowledge tree is damaged", {"node ids"});
 }
 
-TEST_F(zePhysicalTreeV1Test, LoadRefusesAnIdThatLeavesNoneForCopies) {
+TEST_F(zePhysicalTreeV1Test, LoadRefusesAnIdThatLeavesNoIdForCopies) {
     EXPECT_QTX_ARGS(
         read_whole(tree, Record()
                              .number(1)

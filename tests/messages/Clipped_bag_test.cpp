@@ -15,8 +15,8 @@
 
 namespace {
 
-// The copy that a view used to be is what the view is compared with. Bits are compared, so that 0
-// and -0 differ and a value that is not a number equals itself.
+// Compares the view with a copy that is clipped, which the view replaces. We compare bits, so that
+// 0 and -0 differ and NaN equals itself.
 void expect_as_the_copy(const qtPtrLight<zeSml>& source, double clip_value) {
     const qtPtrLight<zeSml> copy = zeSml::get_clipped_sml(source, clip_value);
     const Clipped_bag clipped(*source, clip_value);
@@ -37,7 +37,7 @@ qtPtrLight<zeSml> bag_under(double ceiling) {
     return bag;
 }
 
-TEST(ClippedbagTest, HoldsWeightsUnderTheCeilingAndSubtractsTheRestFromTheTotal) {
+TEST(ClippedbagTest, WeightsAboveTheCeilingAreClippedAndTheTotalReduced) {
     const zeSml bag(make_feeder({{"a", 1.0}, {"b", 5.0}}), 0.0);
 
     const Clipped_bag clipped(bag, 3.0);
@@ -48,7 +48,7 @@ TEST(ClippedbagTest, HoldsWeightsUnderTheCeilingAndSubtractsTheRestFromTheTotal)
     EXPECT_EQ(bag.m_total_weight, 6.0);
 }
 
-TEST(ClippedbagTest, IsAsTheCopyForEveryPairOfCeilings) {
+TEST(ClippedbagTest, ViewEqualsTheCopyForEveryPairOfCeilings) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinite = std::numeric_limits<double>::infinity();
     for (const double own : {0.0, 1.0, 3.0, 5.0, -2.0, infinite, nan}) {
@@ -58,7 +58,7 @@ TEST(ClippedbagTest, IsAsTheCopyForEveryPairOfCeilings) {
     }
 }
 
-TEST(ClippedbagTest, IsAsTheCopyForRandomWeights) {
+TEST(ClippedbagTest, ViewEqualsTheCopyForRandomWeights) {
     std::mt19937 random(5);
     std::uniform_real_distribution<double> weight(-2.0, 10.0);
     for (int round = 0; round < 200; ++round) {
@@ -70,7 +70,7 @@ TEST(ClippedbagTest, IsAsTheCopyForRandomWeights) {
     }
 }
 
-TEST(ClippedbagTest, NegativeCeilingIsRefusedAsByTheCopy) {
+TEST(ClippedbagTest, NegativeCeilingIsRefusedLikeByTheCopy) {
     const qtPtrLight<zeSml> bag = bag_under(0.0);
 
     EXPECT_QTX(zeSml::get_clipped_sml(bag, -1.0), zeSml, 0, "Invalid clipping value");

@@ -100,7 +100,7 @@ TEST(ConceptWeightsTest, EntriesBeforeClearAreNotFound) {
     EXPECT_EQ(contents(weights), (Model{{"weighted 7", 2.0}}));
 }
 
-TEST(ConceptWeightsTest, ClearedEntriesLetTheirConceptsGo) {
+TEST(ConceptWeightsTest, ClearedEntriesReleaseTheirConcepts) {
     const std::size_t before = Concept::dictionary_size();
     Concept_weights weights;
     weights[term("known to this table only")] = 1.0;
@@ -111,8 +111,9 @@ TEST(ConceptWeightsTest, ClearedEntriesLetTheirConceptsGo) {
     EXPECT_EQ(Concept::dictionary_size(), before);
 }
 
-// Copies and fillings of different sizes, erased entries and larger tables, against a std::map.
-TEST(ConceptWeightsTest, RandomFillingsAgreeWithAnotherTable) {
+// Copies and fillings of different sizes, erased entries and larger tables, compared with a
+// std::map.
+TEST(ConceptWeightsTest, RandomFillingsAgreeWithAStandardMap) {
     std::mt19937 random(13);
     Concept_weights weights;
     for (int filling = 0; filling < 200; ++filling) {

@@ -24,8 +24,8 @@ std::vector<std::string> sorted_by_keys(const std::vector<Concept>& concepts) {
     return texts;
 }
 
-// std::string compares bytes as unsigned, and a text that ends first is less: the order that we
-// want, by other code.
+// std::string compares bytes as unsigned, and a text is less than its continuation. This is the
+// order that we want, by other code.
 void expect_sorted(std::vector<std::string> texts) {
     std::vector<Concept> concepts;
     for (const std::string& text : texts) {
@@ -35,7 +35,7 @@ void expect_sorted(std::vector<std::string> texts) {
     EXPECT_EQ(sorted_by_keys(concepts), texts);
 }
 
-TEST(TextOrderTest, FirstBytesAreThoseOfTheTextFromTheHighestBitsOn) {
+TEST(TextOrderTest, FirstBytesAreTheTextFromTheHighestBitsDown) {
     EXPECT_EQ(first_bytes(""), 0U);
     EXPECT_EQ(first_bytes("a"), 0x6100000000000000U);
     EXPECT_EQ(first_bytes("ab\xFF"), 0x6162FF0000000000U);
@@ -55,8 +55,8 @@ TEST(TextOrderTest, BytesAreUnsigned) {
     expect_sorted({"\xFF", "a", "\x80z", "\x7F"});
 }
 
-// Buckets of all kinds: many keys that share no, some or all of the first eight bytes.
-TEST(TextOrderTest, RandomListsAgreeWithAnotherSort) {
+// Buckets of all kinds: many keys that share none, some or all of the first eight bytes.
+TEST(TextOrderTest, RandomListsAgreeWithAStandardSort) {
     std::mt19937 random(11);
     for (const std::string_view prefix : {"", "a", "seven b", "a common beginning "}) {
         for (const std::size_t count : {1U, 31U, 32U, 33U, 300U, 5000U}) {

@@ -1,4 +1,4 @@
-// Pairs of a message whose types are given as numbers, as files have them.
+// Name/value pairs whose types are given as numbers, as in files.
 #ifndef ZANDREL_TESTS_MESSAGES_TYPED_PAIRS_H_
 #define ZANDREL_TESTS_MESSAGES_TYPED_PAIRS_H_
 

@@ -23,7 +23,7 @@ private:
     int* m_living;
 };
 
-TEST(zeCorpusTest, HandleHoldsACopyOfItsValue) {
+TEST(zeCorpusTest, HandleContainsACopyOfItsValue) {
     std::string value = "first";
 
     const qtPtrLight<zeHandle_base> handle = zeCreate_h(value);
@@ -50,7 +50,7 @@ TEST(zeCorpusTest, HandleDestroysItsValue) {
     EXPECT_EQ(living, 1);
 }
 
-TEST(zeCorpusTest, HandleOfIteratorReachesItAndItsElement) {
+TEST(zeCorpusTest, HandleOfAnIteratorGivesTheIteratorAndItsElement) {
     std::vector<int> numbers = {10, 20, 30};
     const auto handle = zeCreate_ih<std::vector<int>>(numbers.begin());
 
@@ -71,7 +71,7 @@ TEST(zeCorpusTest, ElementOfAHandleIsTheContainersOwn) {
     EXPECT_EQ(numbers[1], 7);
 }
 
-TEST(zeCorpusTest, HandleServesOtherContainersToo) {
+TEST(zeCorpusTest, HandleWorksForOtherContainersToo) {
     using Names = std::map<int, std::string>;
     Names names = {{1, "one"}, {2, "two"}};
     const auto handle = zeCreate_ih<Names>(names.begin());
@@ -91,7 +91,7 @@ TEST(zeCorpusTest, CopiesOfAPositionShareTheirHandle) {
     EXPECT_EQ(position.handle.use_count(), 2U);
 }
 
-TEST(zeCorpusTest, PositionHoldsNothingWhenMade) {
+TEST(zeCorpusTest, NewPositionIsEmpty) {
     EXPECT_TRUE(zeCorpus::iMsg().handle.IsNull());
 }
 

@@ -22,7 +22,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A corpus whose size is what the test says; it holds no message.
+// A corpus without messages that reports the size set by the test.
 class Sized_corpus : public zeMemoryCorpus {
 public:
     int get_num_msgs() const override { return size; }
@@ -30,7 +30,7 @@ public:
     int size = 0;
 };
 
-// A corpus of one message, which it gives away when it is asked for it.
+// A corpus of one message. It gives up its own pointer when it is asked for the message.
 class Forgetting_corpus : public zeMemoryCorpus {
 public:
     qtPtrLight<zeMsg> get_numbered_msg(int /*msg_number*/) override {
@@ -67,14 +67,14 @@ protected:
     zeCorpus_view view{&corpus};
 };
 
-TEST_F(zeCorpusviewTest, LooksAtNothingWhenMade) {
+TEST_F(zeCorpusviewTest, NewViewHasNoCorpus) {
     const zeCorpus_view empty;
 
     EXPECT_EQ(empty.corpus, nullptr);
     EXPECT_THAT(empty.msgs, IsEmpty());
 }
 
-TEST_F(zeCorpusviewTest, SelectsNothingOfItsCorpusWhenMade) {
+TEST_F(zeCorpusviewTest, NewViewOfACorpusSelectsNothing) {
     EXPECT_EQ(view.corpus, &corpus);
     EXPECT_THAT(view.msgs, IsEmpty());
 }
@@ -97,7 +97,7 @@ TEST_F(zeCorpusviewTest, SetCorpusDiscardsTheSelectionOfTheSameCorpusToo) {
     EXPECT_THAT(view.msgs, IsEmpty());
 }
 
-TEST_F(zeCorpusviewTest, AppendsNumbersAsGiven) {
+TEST_F(zeCorpusviewTest, NumbersAreAppendedAsGiven) {
     view.add_msg(5);
     view.add_msg(2);
     view.add_msg(5);
@@ -105,14 +105,14 @@ TEST_F(zeCorpusviewTest, AppendsNumbersAsGiven) {
     EXPECT_THAT(selected(), ElementsAre(5, 2, 5));
 }
 
-TEST_F(zeCorpusviewTest, AppendsMessagesWithoutNodesButWithRoomForOne) {
+TEST_F(zeCorpusviewTest, MessagesAreAppendedWithoutNodesButWithRoomForOne) {
     view.add_msg(0);
 
     EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
     EXPECT_GE(view.msgs.at(0).cats.capacity(), 1U);
 }
 
-TEST_F(zeCorpusviewTest, SelectsAllMessagesWithoutNodes) {
+TEST_F(zeCorpusviewTest, AllMessagesAreSelectedWithoutNodes) {
     add_labelled({"sport"});
     add_labelled({});
     add_labelled({"music"});
@@ -138,7 +138,7 @@ TEST_F(zeCorpusviewTest, SelectingAllReplacesTheSelection) {
     EXPECT_THAT(selected(), ElementsAre(0, 1));
 }
 
-TEST_F(zeCorpusviewTest, SelectsNothingOfCorpusWithoutSize) {
+TEST_F(zeCorpusviewTest, NothingIsSelectedOfACorpusWithoutSize) {
     Sized_corpus sized;
     view.set_corpus(&sized);
     for (const int size : {0, -1, -1000}) {
@@ -155,7 +155,7 @@ TEST_F(zeCorpusviewTest, SelectsNothingOfCorpusWithoutSize) {
     }
 }
 
-TEST_F(zeCorpusviewTest, AsksTheCorpusForItsSize) {
+TEST_F(zeCorpusviewTest, CorpusIsAskedForItsSize) {
     Sized_corpus sized;
     sized.size = 3;
     view.set_corpus(&sized);
@@ -165,7 +165,7 @@ TEST_F(zeCorpusviewTest, AsksTheCorpusForItsSize) {
     EXPECT_THAT(selected(), ElementsAre(0, 1, 2));
 }
 
-TEST_F(zeCorpusviewTest, ListsLeavesOfTheMessagesCategoriesInTheirOrder) {
+TEST_F(zeCorpusviewTest, LeavesOfTheMessagesCategoriesAreListedInTheirOrder) {
     zeNode* const music = make_leaf("music");
     zeNode* const sport = make_leaf("sport");
     make_leaf("travel");
@@ -177,7 +177,7 @@ TEST_F(zeCorpusviewTest, ListsLeavesOfTheMessagesCategoriesInTheirOrder) {
     EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, music));
 }
 
-TEST_F(zeCorpusviewTest, ListsAllLeavesOfOneCategory) {
+TEST_F(zeCorpusviewTest, AllLeavesOfOneCategoryAreListed) {
     zeNode* const first = make_leaf("sport");
     zeNode* const second = make_leaf("sport");
     zeNode* const third = make_leaf("sport");
@@ -188,7 +188,7 @@ TEST_F(zeCorpusviewTest, ListsAllLeavesOfOneCategory) {
     EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(first, second, third));
 }
 
-TEST_F(zeCorpusviewTest, ListsLeafOfTwoCategoriesTwice) {
+TEST_F(zeCorpusviewTest, LeafOfTwoCategoriesIsListedTwice) {
     zeNode* const sport = make_leaf("sport");
     add_labelled({"sport", "sport"});
 
@@ -197,7 +197,7 @@ TEST_F(zeCorpusviewTest, ListsLeafOfTwoCategoriesTwice) {
     EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, sport));
 }
 
-TEST_F(zeCorpusviewTest, ListsNothingForUnlabelledMessage) {
+TEST_F(zeCorpusviewTest, UnlabelledMessageHasNoNodes) {
     make_leaf("sport");
     add_labelled({});
 
@@ -207,7 +207,7 @@ TEST_F(zeCorpusviewTest, ListsNothingForUnlabelledMessage) {
     EXPECT_EQ(tree().m_nodes.size(), 1U);
 }
 
-TEST_F(zeCorpusviewTest, MakesLeafForUnknownCategory) {
+TEST_F(zeCorpusviewTest, LeafIsMadeForAnUnknownCategory) {
     make_leaf("sport");
     add_labelled({"music"});
 
@@ -225,7 +225,7 @@ TEST_F(zeCorpusviewTest, MakesLeafForUnknownCategory) {
     EXPECT_EQ(made->m_parent, nullptr);
 }
 
-TEST_F(zeCorpusviewTest, MakesOneLeafForUnknownCategoryThatComesAgain) {
+TEST_F(zeCorpusviewTest, OneLeafIsMadeForAnUnknownCategoryGivenTwice) {
     add_labelled({"music", "music"});
     add_labelled({"music"});
 
@@ -247,7 +247,7 @@ TEST_F(zeCorpusviewTest, NodesThatAreNoLeavesAreNotFound) {
     EXPECT_NE(view.msgs[0].cats[0], inner);
 }
 
-TEST_F(zeCorpusviewTest, KeepsNodesOfMessagesThatStandBefore) {
+TEST_F(zeCorpusviewTest, NodesOfEarlierMessagesAreKept) {
     zeNode* const sport = make_leaf("sport");
     add_labelled({"sport"});
     add_labelled({"music"});
@@ -260,11 +260,12 @@ TEST_F(zeCorpusviewTest, KeepsNodesOfMessagesThatStandBefore) {
     EXPECT_THAT(view.msgs.at(1).cats, ElementsAre(sport));
 }
 
-// The view's own pointer is the only one that keeps the labels alive while they are read.
-TEST_F(zeCorpusviewTest, HoldsTheMessageWhileItIsReadAndNoLonger) {
+// While the labels are read, only the view's own pointer keeps the message alive.
+TEST_F(zeCorpusviewTest, MessageIsKeptOnlyWhileItIsRead) {
     zeNode* const sport = make_leaf("sport");
     zeNode* const music = make_leaf("music");
-    const qtPtrLight<zeSml> bag = make_bag({{"goal", 1.0}});  // its count shows that of the message
+    // the message owns it, so its count shows if the message still exists
+    const qtPtrLight<zeSml> bag = make_bag({{"goal", 1.0}});
     Forgetting_corpus forgetting;
     forgetting.held = MessageBuilder().labels({"sport", "music"}).make();
     forgetting.held->smls[0] = bag;
@@ -278,7 +279,7 @@ TEST_F(zeCorpusviewTest, HoldsTheMessageWhileItIsReadAndNoLonger) {
     EXPECT_EQ(manager.m_physical_tree.use_count(), 1U);
 }
 
-TEST_F(zeCorpusviewTest, AddsANodeOnce) {
+TEST_F(zeCorpusviewTest, NodeIsAddedOnce) {
     zeNode* const sport = make_leaf("sport");
     zeNode* const music = make_leaf("music");
     view.add_msg(0);
@@ -290,7 +291,7 @@ TEST_F(zeCorpusviewTest, AddsANodeOnce) {
     EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport, music));
 }
 
-TEST_F(zeCorpusviewTest, AddsNodesByPositionAndNotByNumber) {
+TEST_F(zeCorpusviewTest, NodesAreAddedByPositionNotByNumber) {
     zeNode* const sport = make_leaf("sport");
     view.add_msg(1);
     view.add_msg(0);
@@ -302,7 +303,7 @@ TEST_F(zeCorpusviewTest, AddsNodesByPositionAndNotByNumber) {
     EXPECT_EQ(view.msgs.at(1).index, 0);
 }
 
-TEST_F(zeCorpusviewTest, AddsNoNodeThatTheLabelsGave) {
+TEST_F(zeCorpusviewTest, NodeGivenByTheLabelsIsNotAddedAgain) {
     zeNode* const sport = make_leaf("sport");
     add_labelled({"sport"});
     view.add_msg(0, &manager);
@@ -312,7 +313,7 @@ TEST_F(zeCorpusviewTest, AddsNoNodeThatTheLabelsGave) {
     EXPECT_THAT(view.msgs.at(0).cats, ElementsAre(sport));
 }
 
-TEST_F(zeCorpusviewTest, MessageIsRelevantToItsNodesAlone) {
+TEST_F(zeCorpusviewTest, MessageIsRelevantOnlyToItsNodes) {
     zeNode* const sport = make_leaf("sport");
     zeNode* const music = make_leaf("music");
     zeNode* const other_sport = make_leaf("sport");
@@ -327,7 +328,7 @@ TEST_F(zeCorpusviewTest, MessageIsRelevantToItsNodesAlone) {
     EXPECT_FALSE(view.is_relevant(view.msgs.begin() + 1, sport));
 }
 
-TEST_F(zeCorpusviewTest, CopiesAreApart) {
+TEST_F(zeCorpusviewTest, CopiesAreIndependent) {
     zeNode* const sport = make_leaf("sport");
     view.add_msg(0);
     zeCorpus_view copy = view;
@@ -340,7 +341,7 @@ TEST_F(zeCorpusviewTest, CopiesAreApart) {
     EXPECT_THAT(view.msgs.at(0).cats, IsEmpty());
 }
 
-// Of many nodes as of a few: each once, in the order of adding, and asked for one by one.
+// Many nodes are handled like few: each is added once, in order, and can be asked for.
 TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnce) {
     std::vector<zeNode> nodes(100, zeNode(term("node")));
     zeCorpus_view view;
@@ -368,7 +369,7 @@ TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnce) {
     EXPECT_TRUE(Zandrel::Relevant_nodes(view.msgs[1]).contain(&by_hand));
 }
 
-// Both messages have 17 nodes when the last one is asked for, and the same node in the last place.
+// Both messages have 17 nodes when the last one is asked for, and the same last node.
 TEST(zeCorpusViewManyNodesTest, NodesOfDiscardedMessageAreForgotten) {
     std::vector<zeNode> nodes(34, zeNode(term("node")));
     const auto add = [&nodes](zeCorpus_view& view, std::size_t begin) {
@@ -390,7 +391,7 @@ TEST(zeCorpusViewManyNodesTest, NodesOfDiscardedMessageAreForgotten) {
     EXPECT_EQ(view.msgs.at(0).cats.back(), &nodes[0]);
 }
 
-TEST(zeCorpusViewManyNodesTest, AddingManyNodesToOneMessage) {
+TEST(zeCorpusViewManyNodesTest, AddingManyNodesToOneMessageTakesNoSquareTime) {
     ExpectNoSquareGrowth(5000, [](int n) {
         std::vector<zeNode> nodes(static_cast<std::size_t>(n), zeNode(term("node")));
         zeCorpus_view view;

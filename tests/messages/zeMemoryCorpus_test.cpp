@@ -15,7 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A corpus of messages that are told apart by their labels.
+// A corpus whose messages are identified by their labels.
 class zeMemoryCorpusTest : public testing::Test {
 protected:
     void add(std::initializer_list<std::string_view> labels) {
@@ -28,7 +28,7 @@ protected:
         return std::string(corpus.get_msg(position)->categories.at(0).view());
     }
 
-    // The labels from a position on, by the walk that every reader makes.
+    // The labels from a position on, read with the loop that all readers use.
     std::vector<std::string> labels_from(zeCorpus::iMsg position) {
         std::vector<std::string> labels;
         for (; !corpus.end(position); corpus.next(position)) {
@@ -38,7 +38,7 @@ protected:
     }
 
     zeMemoryCorpus memory_corpus;
-    zeCorpus& corpus = memory_corpus;  // as training sees it
+    zeCorpus& corpus = memory_corpus;  // as training uses it
 };
 
 TEST_F(zeMemoryCorpusTest, EmptyCorpusEndsAtItsStart) {
@@ -48,7 +48,7 @@ TEST_F(zeMemoryCorpusTest, EmptyCorpusEndsAtItsStart) {
     EXPECT_EQ(corpus.get_num_msgs(), 0);
 }
 
-TEST_F(zeMemoryCorpusTest, WalksMessagesInOrderOfAdding) {
+TEST_F(zeMemoryCorpusTest, MessagesAreWalkedInTheOrderOfAdding) {
     add({"c", "a", "b", "a"});
 
     EXPECT_THAT(labels_from(corpus.start_msgs()), ElementsAre("c", "a", "b", "a"));
@@ -63,7 +63,7 @@ TEST_F(zeMemoryCorpusTest, CanBeWalkedAgain) {
     EXPECT_THAT(labels_from(corpus.start_msgs()), ElementsAre("a", "b"));
 }
 
-TEST_F(zeMemoryCorpusTest, EndsOnlyBehindTheLastMessage) {
+TEST_F(zeMemoryCorpusTest, WalkEndsOnlyAfterTheLastMessage) {
     add({"a"});
     zeCorpus::iMsg position = corpus.start_msgs();
 
@@ -72,7 +72,7 @@ TEST_F(zeMemoryCorpusTest, EndsOnlyBehindTheLastMessage) {
     EXPECT_TRUE(corpus.end(position));
 }
 
-TEST_F(zeMemoryCorpusTest, GivesEachMessageByNumber) {
+TEST_F(zeMemoryCorpusTest, EachMessageIsFoundByItsNumber) {
     add({"a", "b", "c"});
 
     EXPECT_EQ(label_at(corpus.get_msg(0)), "a");
@@ -80,22 +80,23 @@ TEST_F(zeMemoryCorpusTest, GivesEachMessageByNumber) {
     EXPECT_EQ(label_at(corpus.get_msg(2)), "c");
 }
 
-TEST_F(zeMemoryCorpusTest, WalkGoesOnFromANumber) {
+TEST_F(zeMemoryCorpusTest, WalkContinuesFromANumber) {
     add({"a", "b", "c"});
 
     EXPECT_THAT(labels_from(corpus.get_msg(1)), ElementsAre("b", "c"));
 }
 
-TEST_F(zeMemoryCorpusTest, SharesMessagesWithTheirCaller) {
+TEST_F(zeMemoryCorpusTest, MessagesAreSharedWithTheCaller) {
     const qtPtrLight<zeMsg> msg = MessageBuilder().add_to(corpus);
 
     const qtPtrLight<zeMsg> found = corpus.get_msg(corpus.start_msgs());
 
     EXPECT_EQ(found.get(), msg.get());
-    EXPECT_EQ(msg.use_count(), 3U);  // the caller's, the corpus's and the one found
+    // those of the caller, of the corpus, and the one that was found
+    EXPECT_EQ(msg.use_count(), 3U);
 }
 
-TEST_F(zeMemoryCorpusTest, LeavesTheAddedPointerToItsCaller) {
+TEST_F(zeMemoryCorpusTest, AddedPointerStaysWithTheCaller) {
     qtPtrLight<zeMsg> msg(new zeMsg);
 
     corpus.add_msg(msg);
@@ -104,7 +105,7 @@ TEST_F(zeMemoryCorpusTest, LeavesTheAddedPointerToItsCaller) {
     EXPECT_EQ(msg.use_count(), 2U);
 }
 
-TEST_F(zeMemoryCorpusTest, HoldsOneMessageAsOftenAsItWasAdded) {
+TEST_F(zeMemoryCorpusTest, MessageAddedTwiceIsInTheCorpusTwice) {
     const MessageBuilder builder;
 
     builder.add_to(corpus);
@@ -114,7 +115,7 @@ TEST_F(zeMemoryCorpusTest, HoldsOneMessageAsOftenAsItWasAdded) {
     EXPECT_EQ(corpus.get_msg(corpus.get_msg(0)).get(), corpus.get_msg(corpus.get_msg(1)).get());
 }
 
-TEST_F(zeMemoryCorpusTest, GivesNullMessagesBack) {
+TEST_F(zeMemoryCorpusTest, NullMessagesAreReturned) {
     qtPtrLight<zeMsg> none;
 
     corpus.add_msg(none);
@@ -135,7 +136,7 @@ TEST_F(zeMemoryCorpusTest, CopiesOfAPositionAdvanceTogether) {
     EXPECT_EQ(label_at(copy), "c");
 }
 
-TEST_F(zeMemoryCorpusTest, PositionsTakenApartAdvanceApart) {
+TEST_F(zeMemoryCorpusTest, SeparatePositionsAdvanceSeparately) {
     add({"a", "b"});
     zeCorpus::iMsg first = corpus.start_msgs();
     const zeCorpus::iMsg second = corpus.start_msgs();
@@ -146,7 +147,7 @@ TEST_F(zeMemoryCorpusTest, PositionsTakenApartAdvanceApart) {
     EXPECT_EQ(label_at(second), "a");
 }
 
-TEST_F(zeMemoryCorpusTest, ReserveMakesRoomAndNoMessages) {
+TEST_F(zeMemoryCorpusTest, ReserveAddsRoomButNoMessages) {
     corpus.reserve(100);
 
     EXPECT_EQ(corpus.get_num_msgs(), 0);
@@ -174,7 +175,7 @@ TEST_F(zeMemoryCorpusTest, MessagesOutliveTheirCorpus) {
     EXPECT_EQ(msg->categories.at(0), term("a"));
 }
 
-// A corpus that only has what every corpus must have.
+// A corpus that implements only what every corpus must have.
 class Position_corpus : public zeMemoryCorpus {
 public:
     qtPtrLight<zeMsg> get_numbered_msg(int msg_number) override {

@@ -22,7 +22,7 @@ using Converter = mlMessageConverter;
 using Texts = std::vector<qtString>;
 using Types = std::map<Concept, Converter::NvpType>;
 
-// One line for each pair: the name, the type, the value.
+// One line for each pair: name, type, value.
 std::string Shown(const zeMsg& msg) {
     std::string lines;
     for (const zeMsg::Nvp& nvp : msg.nvps) {
@@ -34,7 +34,7 @@ std::string Shown(const zeMsg& msg) {
 
 class zeMsgEditTest : public testing::Test {
 protected:
-    // The message as a file would give it, with these pairs in this order.
+    // Sets the pairs of the message in this order, as a read from a file does.
     void Hold(std::vector<zeMsg::Nvp> pairs) {
         m_msg->nvps = std::move(pairs);
         m_msg->changed = false;
@@ -44,7 +44,7 @@ protected:
     Texts m_values{"old"};
 };
 
-TEST_F(zeMsgEditTest, GetsASingleValueWithItsType) {
+TEST_F(zeMsgEditTest, SingleValueIsReturnedWithItsType) {
     Hold({Pair("a", 2, " text "), Pair("b", 12, " words "), Pair("c", 3, "x;y")});
     zeMsgEdit edit(m_msg);
 
@@ -56,7 +56,7 @@ TEST_F(zeMsgEditTest, GetsASingleValueWithItsType) {
     EXPECT_EQ(m_values, Texts{"x;y"});
 }
 
-TEST_F(zeMsgEditTest, GetsNothingForAMissingName) {
+TEST_F(zeMsgEditTest, MissingNameReturnsNothing) {
     Hold({Pair("a", 2, "text")});
     zeMsgEdit edit(m_msg);
 
@@ -64,7 +64,7 @@ TEST_F(zeMsgEditTest, GetsNothingForAMissingName) {
     EXPECT_EQ(m_values, Texts());
 }
 
-TEST_F(zeMsgEditTest, GetsAnOldListWithoutElementsAsTypeOne) {
+TEST_F(zeMsgEditTest, OldListWithoutElementsIsReturnedAsTypeOne) {
     Hold({Pair("a", 1, "02")});
     zeMsgEdit edit(m_msg);
 
@@ -72,7 +72,7 @@ TEST_F(zeMsgEditTest, GetsAnOldListWithoutElementsAsTypeOne) {
     EXPECT_EQ(m_values, Texts());
 }
 
-TEST_F(zeMsgEditTest, GetsTheElementsOfAPackedList) {
+TEST_F(zeMsgEditTest, ElementsOfAPackedListAreReturned) {
     Hold({Pair("a", 14, "03\tone;t\\;w\\\\o;"), Pair("b", 14, "12\t")});
     zeMsgEdit edit(m_msg);
 
@@ -82,7 +82,7 @@ TEST_F(zeMsgEditTest, GetsTheElementsOfAPackedList) {
     EXPECT_EQ(m_values, Texts{""});
 }
 
-TEST_F(zeMsgEditTest, RefusesAPackedListThatCannotBeTakenApart) {
+TEST_F(zeMsgEditTest, MalformedPackedListIsRefused) {
     for (const char* const value : {"", "0", "02", "02\ta\\", "02\t\\"}) {
         SCOPED_TRACE(value);
         Hold({Pair("a", 14, value)});
@@ -97,7 +97,7 @@ TEST_F(zeMsgEditTest, RefusesAPackedListThatCannotBeTakenApart) {
     }
 }
 
-TEST_F(zeMsgEditTest, GetsTheTypesOfAllPairsThatAreNotDeleted) {
+TEST_F(zeMsgEditTest, TypesOfAllPairsThatAreNotDeletedAreReturned) {
     Hold({Pair("a", 2, "text"), Pair("b", 14, "05\t1;2"), Pair("c", 0, "gone"), Pair("d", 1, "02"),
           Pair("e", 14, "?"), Pair("f", 2, "text")});
     zeMsgEdit edit(m_msg);
@@ -112,7 +112,7 @@ TEST_F(zeMsgEditTest, GetsTheTypesOfAllPairsThatAreNotDeleted) {
                             {term("e"), Converter::kDeleted}}));
 }
 
-TEST_F(zeMsgEditTest, SetsOneValueWithTheTypeAsGiven) {
+TEST_F(zeMsgEditTest, OneValueIsSetWithTheGivenType) {
     zeMsgEdit edit(m_msg);
 
     edit.Set(term("key"), {"x;y"}, Converter::kStringList);
@@ -121,7 +121,7 @@ TEST_F(zeMsgEditTest, SetsOneValueWithTheTypeAsGiven) {
     EXPECT_EQ(Shown(*m_msg), "key 3 x;y\n");
 }
 
-TEST_F(zeMsgEditTest, SetsSeveralValuesAsAPackedList) {
+TEST_F(zeMsgEditTest, SeveralValuesAreSetAsAPackedList) {
     zeMsgEdit edit(m_msg);
 
     edit.Set(term("key"), {"a;b", "", "c\\"}, Converter::kInteger);
@@ -131,7 +131,7 @@ TEST_F(zeMsgEditTest, SetsSeveralValuesAsAPackedList) {
     EXPECT_EQ(m_values, (Texts{"a;b", "", "c\\"}));
 }
 
-TEST_F(zeMsgEditTest, GivesBackAnyValuesOfAnyTypeThatItTakes) {
+TEST_F(zeMsgEditTest, ValuesOfAnyAcceptedTypeAreReturnedAsSet) {
     qtString all_bytes;
     for (int byte = 0; byte < 256; ++byte) {
         all_bytes += static_cast<char>(byte);
@@ -152,7 +152,7 @@ TEST_F(zeMsgEditTest, GivesBackAnyValuesOfAnyTypeThatItTakes) {
     }
 }
 
-TEST_F(zeMsgEditTest, RefusesTypesBelowTwoAndThePackedListItselfAndTypesOfThreeDigits) {
+TEST_F(zeMsgEditTest, TypesBelowTwoThePackedListAndTypesOfThreeDigitsAreRefused) {
     for (const unsigned int type : {0U, 1U, 14U, 100U, 256U}) {
         SCOPED_TRACE(type);
         Hold({Pair("a", 2, "text")});
@@ -168,7 +168,7 @@ TEST_F(zeMsgEditTest, RefusesTypesBelowTwoAndThePackedListItselfAndTypesOfThreeD
     }
 }
 
-TEST_F(zeMsgEditTest, TakesTheGreatestTypeOfTwoDigits) {
+TEST_F(zeMsgEditTest, LargestTypeOfTwoDigitsIsAccepted) {
     zeMsgEdit edit(m_msg);
 
     edit.Set(term("list"), {"x", "y"}, TypeOf(99));
@@ -180,7 +180,7 @@ TEST_F(zeMsgEditTest, TakesTheGreatestTypeOfTwoDigits) {
     EXPECT_EQ(m_values, (Texts{"x", "y"}));
 }
 
-TEST_F(zeMsgEditTest, RefusesToSetNoValue) {
+TEST_F(zeMsgEditTest, SettingNoValueIsRefused) {
     Hold({Pair("a", 2, "text")});
     zeMsgEdit edit(m_msg);
 
@@ -192,7 +192,7 @@ TEST_F(zeMsgEditTest, RefusesToSetNoValue) {
     EXPECT_FALSE(m_msg->changed);
 }
 
-TEST_F(zeMsgEditTest, ReplacesAPairInItsPlaceAndReleasesItsCanonicalForm) {
+TEST_F(zeMsgEditTest, PairIsReplacedInItsPlaceAndItsCanonicalFormReleased) {
     Hold({Pair("a", 12, " old "), Pair("b", 2, "text")});
     ASSERT_EQ(*m_msg->get_value(term("a")), "old");
     zeMsgEdit edit(m_msg);
@@ -205,7 +205,7 @@ TEST_F(zeMsgEditTest, ReplacesAPairInItsPlaceAndReleasesItsCanonicalForm) {
     EXPECT_TRUE(m_msg->changed);
 }
 
-TEST_F(zeMsgEditTest, ReplacesAPairThatTheSameEditAdded) {
+TEST_F(zeMsgEditTest, PairAddedByTheSameEditIsReplaced) {
     zeMsgEdit edit(m_msg);
 
     edit.Set(term("a"), {"first"}, Converter::kString);
@@ -215,7 +215,7 @@ TEST_F(zeMsgEditTest, ReplacesAPairThatTheSameEditAdded) {
     EXPECT_EQ(Shown(*m_msg), "a 4 second\n");
 }
 
-TEST_F(zeMsgEditTest, SortsAtTheEndAlone) {
+TEST_F(zeMsgEditTest, PairsAreSortedOnlyAtTheEnd) {
     Hold({Pair("b", 2, "1"), Pair("d", 2, "2")});
     zeMsgEdit edit(m_msg);
 
@@ -227,7 +227,7 @@ TEST_F(zeMsgEditTest, SortsAtTheEndAlone) {
     EXPECT_EQ(Shown(*m_msg), "a 2 4\nb 2 1\nc 2 3\nd 2 2\n");
 }
 
-TEST_F(zeMsgEditTest, ReplacingAloneDoesNotSort) {
+TEST_F(zeMsgEditTest, ReplacingByItselfDoesNotSort) {
     Hold({Pair("b", 2, "1"), Pair("a", 2, "2")});
     zeMsgEdit edit(m_msg);
 
@@ -237,7 +237,7 @@ TEST_F(zeMsgEditTest, ReplacingAloneDoesNotSort) {
     EXPECT_EQ(Shown(*m_msg), "b 2 1\na 2 3\n");
 }
 
-TEST_F(zeMsgEditTest, DeletesAPairOnce) {
+TEST_F(zeMsgEditTest, PairIsDeletedOnce) {
     Hold({Pair("a", 2, "text")});
     zeMsgEdit edit(m_msg);
 
@@ -263,7 +263,7 @@ TEST_F(zeMsgEditTest, DeletingAMissingPairChangesNothing) {
     EXPECT_FALSE(m_msg->changed);
 }
 
-TEST_F(zeMsgEditTest, LeavesOnePairOfANameDeletedAndSetAgain) {
+TEST_F(zeMsgEditTest, NameDeletedAndSetAgainHasOnePair) {
     Hold({Pair("a", 2, "1"), Pair("b", 2, "2")});
     zeMsgEdit edit(m_msg);
 
@@ -275,7 +275,7 @@ TEST_F(zeMsgEditTest, LeavesOnePairOfANameDeletedAndSetAgain) {
     EXPECT_EQ(Shown(*m_msg), "a 2 3\nb 2 2\n");
 }
 
-TEST_F(zeMsgEditTest, DropsEverySetOfDeletedPairs) {
+TEST_F(zeMsgEditTest, AnySetOfPairsCanBeDeleted) {
     constexpr unsigned int kPairCount = 6;
     for (unsigned int deleted = 0; deleted < 1U << kPairCount; ++deleted) {
         std::vector<zeMsg::Nvp> pairs;
@@ -302,7 +302,7 @@ TEST_F(zeMsgEditTest, DropsEverySetOfDeletedPairs) {
     }
 }
 
-TEST_F(zeMsgEditTest, DropsTombstonesOfTheFileWithADeletion) {
+TEST_F(zeMsgEditTest, TombstonesOfTheFileAreDroppedWithADeletion) {
     Hold({Pair("a", 0, "tomb"), Pair("b", 2, "1"), Pair("c", 2, "2")});
     zeMsgEdit edit(m_msg);
 
@@ -330,7 +330,7 @@ TEST_F(zeMsgEditTest, TombstoneOfTheFileIsAPairLikeAnyOther) {
     EXPECT_TRUE(m_msg->changed);
 }
 
-TEST_F(zeMsgEditTest, SeesTheLastOfSeveralPairsOfOneNameWhereTheMessageSeesTheFirst) {
+TEST_F(zeMsgEditTest, EditFindsTheLastOfSeveralPairsOfOneNameAndTheMessageTheFirst) {
     Hold({Pair("a", 2, "first"), Pair("a", 4, "last"), Pair("b", 2, "other")});
     zeMsgEdit edit(m_msg);
 
@@ -346,9 +346,9 @@ TEST_F(zeMsgEditTest, SeesTheLastOfSeveralPairsOfOneNameWhereTheMessageSeesTheFi
     EXPECT_EQ(Shown(*m_msg), "a 2 first\nb 2 other\n");
 }
 
-// Pairs come or go in front of three of one name, so that the index of the last now leads to an
-// earlier one, or to another name.
-TEST_F(zeMsgEditTest, SeesTheLastOfSeveralPairsOfOneNameAfterAnEndMovedThem) {
+// Pairs are added or removed before three pairs of one name. So the old index of the last one now
+// is that of an earlier one or of another name.
+TEST_F(zeMsgEditTest, LastOfSeveralPairsOfOneNameIsFoundAfterAnEndMovedThem) {
     for (const unsigned int change : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(change);
         Hold({Pair("b", 2, "x"), Pair("c", 2, "first"), Pair("c", 4, "mid"), Pair("c", 6, "last")});
@@ -377,7 +377,7 @@ TEST_F(zeMsgEditTest, DeletionKeepsTheOrderOfPairsOfOneName) {
     EXPECT_EQ(Shown(*m_msg), "b 2 1\nb 2 2\nb 2 3\n");
 }
 
-TEST_F(zeMsgEditTest, OpeningBringsOldListsToThePresentFormWithoutAChange) {
+TEST_F(zeMsgEditTest, OpeningConvertsOldListsWithoutMarkingAChange) {
     Hold({Pair("_SML", 1, "02\tbag;bag"), Pair("a", 1, "02"), Pair("b", 1, "02\t"),
           Pair("c", 1, "02\tx;y")});
 
@@ -388,7 +388,7 @@ TEST_F(zeMsgEditTest, OpeningBringsOldListsToThePresentFormWithoutAChange) {
     EXPECT_FALSE(m_msg->changed);
 }
 
-TEST_F(zeMsgEditTest, ChangesTheMessageAtTheEndAlone) {
+TEST_F(zeMsgEditTest, MessageIsMarkedAsChangedOnlyAtTheEnd) {
     Hold({});
     zeMsgEdit edit(m_msg);
 
@@ -411,13 +411,13 @@ TEST_F(zeMsgEditTest, EndClearsTheFlags) {
     EXPECT_FALSE(m_msg->changed);
 }
 
-TEST_F(zeMsgEditTest, AddsNoCountToTheMessage) {
+TEST_F(zeMsgEditTest, EditDoesNotCountAsAnOwnerOfTheMessage) {
     const zeMsgEdit edit(m_msg);
 
     EXPECT_EQ(m_msg.use_count(), 1U);
 }
 
-TEST_F(zeMsgEditTest, FindsPairsThatAnEndHasMoved) {
+TEST_F(zeMsgEditTest, PairsThatAnEndHasMovedAreFound) {
     Hold({Pair("a", 2, "1"), Pair("b", 2, "2"), Pair("c", 2, "3")});
     zeMsgEdit edit(m_msg);
     edit.Delete(term("a"));
@@ -432,8 +432,8 @@ TEST_F(zeMsgEditTest, FindsPairsThatAnEndHasMoved) {
     EXPECT_EQ(Shown(*m_msg), "b 4 4\n");
 }
 
-// Refuses each allocation of a Set of a new name in turn, until it passes.
-TEST_F(zeMsgEditTest, SettingThatFindsNoMemoryChangesNothing) {
+// Lets each allocation of a Set of a new name fail in turn, until the call succeeds.
+TEST_F(zeMsgEditTest, SetWithoutMemoryChangesNothing) {
     const Concept name = term("b");
     const Texts values{"a value that is too long for the string itself", "another one"};
     bool has_failed = true;
@@ -454,12 +454,12 @@ TEST_F(zeMsgEditTest, SettingThatFindsNoMemoryChangesNothing) {
         edit.End();
         EXPECT_EQ(m_msg->changed, !has_failed);
     }
-    // The list's text, its index entry and the longer vector of pairs are three at the least.
+    // At least the list's text, its index entry and the longer vector of pairs.
     EXPECT_GT(index, 3U);
     EXPECT_EQ(*m_msg->get_raw_value(name), "02\t" + values[0] + ";another one");
 }
 
-// An edit, and the plain map that says what it must hold.
+// An edit, and a map with its expected contents.
 class zeMsgEditModelTest : public zeMsgEditTest {
 protected:
     struct Entry {
@@ -467,7 +467,7 @@ protected:
         Texts values;
     };
 
-    // Pairs of a file, with lists in the old form, and what an edit must make of them.
+    // Sets the pairs of a file, with lists in the old form, and the expected contents of an edit.
     void Load() {
         Hold({Pair("_SML", 1, "02\tbag;bag"), Pair("a", 1, "05\t1;2"), Pair("b", 1, "02"),
               Pair("c", 14, "13\tx;"), Pair("d", 12, " words ")});
@@ -527,8 +527,8 @@ protected:
     std::mt19937 m_random{7919};
 };
 
-// Random edits, some with one object for several sessions.
-TEST_F(zeMsgEditModelTest, AgreesWithAMapAfterEachOfManyRandomEdits) {
+// Random edits. Some use one object for several sessions.
+TEST_F(zeMsgEditModelTest, ContentsAgreeWithAMapAfterEachOfManyRandomEdits) {
     for (int round = 0; round < 200 && !HasFailure(); ++round) {
         SCOPED_TRACE(round);
         if (round % 4 == 0) {

@@ -32,7 +32,7 @@ std::string reload(SegBuf& record, unsigned int start) {
     return dumped(msg);
 }
 
-// What stands around the slots in records of messages without pairs.
+// The bytes before slot 0 in a record of a message without pairs.
 const char* const kNoPairsSlotZero =
     "00 00 00 00 "   // no pairs
     "00 00 00 00 ";  // active slot 0
@@ -63,7 +63,7 @@ std::string full_record() {
            "00 00 00 05 73 70 6f 72 74 00 00 00 01 61";  // sport, a
 }
 
-// A message refuses a count that stands behind `head`, at once and without memory for its entries.
+// Checks that a message refuses a count after `head`, at once and without memory for the entries.
 void expect_refused(const std::string& head, unsigned int count) {
     SCOPED_TRACE(count);
     char packed[4];
@@ -79,11 +79,12 @@ void expect_refused(const std::string& head, unsigned int count) {
     EXPECT_EQ(record.offset, head.size() + 4);
 }
 
-TEST(zeMsgDamageTest, LoadRefusesHugeCountsWithoutMemory) {
+TEST(zeMsgDamageTest, HugeCountsAreRefusedWithoutMemory) {
     struct Row {
-        std::string before;  // the record up to the count
+        std::string before;  // the record before the count
         const char* name;
-        unsigned int least;  // the least count that is refused, worked out from 16360 bytes
+        // the smallest count that is refused; computed by hand from 16360 bytes
+        unsigned int least;
     };
 
     const std::string no_slots = std::string(kNoPairsSlotZero) + "00 00 00 00 ";
@@ -100,7 +101,7 @@ TEST(zeMsgDamageTest, LoadRefusesHugeCountsWithoutMemory) {
     }
 }
 
-TEST(zeMsgDamageTest, BrokenOffLoadLeavesTheMessageChangedAndPartlyFilled) {
+TEST(zeMsgDamageTest, FailedLoadLeavesTheMessageChangedAndPartlyFilled) {
     const std::string whole = from_hex(full_record());
     SegBuf record = record_of(whole.substr(0, whole.size() - 18));  // without the labels
     auto io = stream_over(record, 'r');
@@ -114,7 +115,7 @@ TEST(zeMsgDamageTest, BrokenOffLoadLeavesTheMessageChangedAndPartlyFilled) {
     EXPECT_TRUE(msg.categories.empty());
 }
 
-// A device that fails at each use.
+// A device on which every call fails.
 class Broken_device : public Generic32 {
 public:
     void Write(char* /*bytes*/, unsigned int /*byte_count*/) override {
@@ -126,7 +127,7 @@ public:
     }
 };
 
-TEST(zeMsgDamageTest, ErrorsOfTheDevicePassThrough) {
+TEST(zeMsgDamageTest, ErrorsOfTheDeviceArePassedOn) {
     Hio<Generic32> io(new Broken_device);
     zeMsg msg;
 
@@ -134,11 +135,11 @@ TEST(zeMsgDamageTest, ErrorsOfTheDevicePassThrough) {
     EXPECT_THROW(msg.Load(io), std::runtime_error);
 }
 
-TEST(zeMsgDamageTest, SurvivesEveryCut) {
+TEST(zeMsgDamageTest, EveryCutIsSafe) {
     expect_cuts_are_safe(from_hex(full_record()), reload);
 }
 
-TEST(zeMsgDamageTest, SurvivesEveryChangedByte) {
+TEST(zeMsgDamageTest, EveryChangedByteIsSafe) {
     expect_changes_are_safe(from_hex(full_record()), reload);
 }
 

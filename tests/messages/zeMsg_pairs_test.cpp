@@ -20,7 +20,7 @@ namespace {
 
 using Converter = mlMessageConverter;
 
-// A message that holds pairs as a file would give them, in this order.
+// A message with these pairs in this order, as read from a file.
 zeMsg WithPairs(std::vector<zeMsg::Nvp> pairs) {
     zeMsg msg;
     msg.nvps = std::move(pairs);
@@ -36,7 +36,7 @@ std::vector<std::string> Names(const zeMsg& msg) {
     return names;
 }
 
-TEST(zeMsgPairsTest, PairIsAnEmptyTombstoneWhenMade) {
+TEST(zeMsgPairsTest, NewPairIsAnEmptyTombstone) {
     const zeMsg::Nvp nvp;
 
     EXPECT_EQ(nvp.name, Concept());
@@ -45,7 +45,7 @@ TEST(zeMsgPairsTest, PairIsAnEmptyTombstoneWhenMade) {
     EXPECT_TRUE(nvp.canonical.IsNull());
 }
 
-TEST(zeMsgPairsTest, FindsNoPairOfAMissingName) {
+TEST(zeMsgPairsTest, MissingNameIsNotFound) {
     const zeMsg msg = WithPairs({Pair("b", 2, "value")});
 
     for (const char* const name : {"", "a", "c", "bb", "B"}) {
@@ -55,7 +55,7 @@ TEST(zeMsgPairsTest, FindsNoPairOfAMissingName) {
     }
 }
 
-TEST(zeMsgPairsTest, FindsEveryPairAmongMany) {
+TEST(zeMsgPairsTest, EveryPairIsFoundAmongMany) {
     zeMsg msg;
     for (int number = 99; number >= 0; --number) {
         const qtString text(std::to_string(number));
@@ -70,7 +70,7 @@ TEST(zeMsgPairsTest, FindsEveryPairAmongMany) {
     }
 }
 
-TEST(zeMsgPairsTest, TakesTheFirstOfSeveralPairsOfOneName) {
+TEST(zeMsgPairsTest, FirstOfSeveralPairsOfOneNameIsFound) {
     const zeMsg msg =
         WithPairs({Pair("a", 2, "x"), Pair("b", 2, "1"), Pair("b", 2, "2"), Pair("b", 2, "3")});
 
@@ -78,14 +78,14 @@ TEST(zeMsgPairsTest, TakesTheFirstOfSeveralPairsOfOneName) {
     EXPECT_EQ(*msg.get_raw_value(term("b")), "1");
 }
 
-// Of any number of pairs: few are compared one by one, more are halved first.
-TEST(zeMsgPairsTest, FindsTheFirstPairOfEachNameAndNoneBetweenThem) {
+// With few pairs all are compared; with more, a binary search comes first.
+TEST(zeMsgPairsTest, FirstPairOfEachNameIsFoundAndMissingNamesAreNot) {
     for (std::size_t count = 0; count <= 150; ++count) {
         for (const std::size_t run : {1U, 2U, 3U, 40U}) {
             SCOPED_TRACE(std::to_string(count) + " pairs in runs of " + std::to_string(run));
             std::vector<zeMsg::Nvp> pairs;
             for (std::size_t index = 0; index < count; ++index) {
-                // The names "101", "103", ... stand in the order of their numbers.
+                // The names "101", "103", ... are in the order of their numbers.
                 pairs.push_back(Pair(std::to_string(101 + index / run * 2), 2, "value"));
             }
             const zeMsg msg = WithPairs(pairs);
@@ -101,8 +101,8 @@ TEST(zeMsgPairsTest, FindsTheFirstPairOfEachNameAndNoneBetweenThem) {
     }
 }
 
-// Names that begin alike, also with a zero byte, stand in the order of their bytes.
-TEST(zeMsgPairsTest, FindsNamesThatAreBeginningsOfOthers) {
+// Names with the same beginning, also with a zero byte, are in the order of their bytes.
+TEST(zeMsgPairsTest, NamesThatAreBeginningsOfOthersAreFound) {
     std::set<std::string> names;
     for (const char byte : {'\0', 'a', '\xff'}) {
         for (std::size_t length = 0; length < 20; ++length) {
@@ -121,7 +121,7 @@ TEST(zeMsgPairsTest, FindsNamesThatAreBeginningsOfOthers) {
     }
 }
 
-TEST(zeMsgPairsTest, GivesTheStoredTextWhateverTheType) {
+TEST(zeMsgPairsTest, StoredTextIsReturnedForEachType) {
     for (unsigned int type = 0; type < 256; ++type) {
         const zeMsg msg = WithPairs({Pair("key", type, " text ")});
 
@@ -133,7 +133,7 @@ TEST(zeMsgPairsTest, GivesTheStoredTextWhateverTheType) {
     }
 }
 
-TEST(zeMsgPairsTest, GivesTheValueThatSuitsTheType) {
+TEST(zeMsgPairsTest, ValueIsReturnedInTheFormOfItsType) {
     for (unsigned int type = 0; type < 256; ++type) {
         const zeMsg msg = WithPairs({Pair("key", type, "02\t text ")});
 
@@ -150,7 +150,7 @@ TEST(zeMsgPairsTest, GivesTheValueThatSuitsTheType) {
     }
 }
 
-TEST(zeMsgPairsTest, SharesOneEmptyTextAmongLists) {
+TEST(zeMsgPairsTest, ListsShareOneEmptyText) {
     const zeMsg first = WithPairs({Pair("a", 14, "02\tx;y")});
     const zeMsg second = WithPairs({Pair("b", 1, "")});
 
@@ -158,7 +158,7 @@ TEST(zeMsgPairsTest, SharesOneEmptyTextAmongLists) {
     EXPECT_EQ(*first.get_raw_value(term("a")), "02\tx;y");
 }
 
-TEST(zeMsgPairsTest, KeepsTheCanonicalFormForTheNextCall) {
+TEST(zeMsgPairsTest, CanonicalFormIsKeptForTheNextCall) {
     const zeMsg msg = WithPairs({Pair("key", 12, " text ")});
     EXPECT_TRUE(msg.nvps[0].canonical.IsNull());
 
@@ -170,7 +170,7 @@ TEST(zeMsgPairsTest, KeepsTheCanonicalFormForTheNextCall) {
     EXPECT_FALSE(msg.changed);
 }
 
-TEST(zeMsgPairsTest, MakesNoCanonicalFormForOtherTypes) {
+TEST(zeMsgPairsTest, OtherTypesGetNoCanonicalForm) {
     const zeMsg msg = WithPairs({Pair("key", 2, " text ")});
 
     EXPECT_EQ(msg.get_value(term("key")), &msg.nvps[0].value);
@@ -178,7 +178,7 @@ TEST(zeMsgPairsTest, MakesNoCanonicalFormForOtherTypes) {
     EXPECT_TRUE(msg.nvps[0].canonical.IsNull());
 }
 
-TEST(zeMsgPairsTest, AddsPairsInTheOrderOfUnsignedBytes) {
+TEST(zeMsgPairsTest, PairsAreAddedInTheOrderOfUnsignedBytes) {
     zeMsg msg;
 
     for (const char* const name : {"b", "\xE9", "a", "B", "ab", ""}) {
@@ -188,7 +188,7 @@ TEST(zeMsgPairsTest, AddsPairsInTheOrderOfUnsignedBytes) {
     EXPECT_EQ(Names(msg), (std::vector<std::string>{"", "B", "a", "ab", "b", "\xE9"}));
 }
 
-TEST(zeMsgPairsTest, SortsAllPairsForANewName) {
+TEST(zeMsgPairsTest, NewNameSortsAllPairs) {
     zeMsg msg = WithPairs({Pair("c", 2, ""), Pair("a", 2, "")});
 
     msg.add_value("b", Converter::kString, "");
@@ -196,7 +196,7 @@ TEST(zeMsgPairsTest, SortsAllPairsForANewName) {
     EXPECT_EQ(Names(msg), (std::vector<std::string>{"a", "b", "c"}));
 }
 
-TEST(zeMsgPairsTest, ReplacesTypeAndValueOfAPairAndReleasesItsCanonicalForm) {
+TEST(zeMsgPairsTest, TypeAndValueOfAPairAreReplacedAndItsCanonicalFormReleased) {
     zeMsg msg = WithPairs({Pair("key", 12, " old ")});
     ASSERT_EQ(*msg.get_value(term("key")), "old");
 
@@ -220,7 +220,7 @@ TEST(zeMsgPairsTest, AddingMarksTheMessageAsChanged) {
     EXPECT_TRUE(msg.changed);
 }
 
-TEST(zeMsgPairsTest, TakesAValueOfItsOwn) {
+TEST(zeMsgPairsTest, ValueMayBelongToAnotherPairOfTheMessage) {
     zeMsg msg = WithPairs({Pair("b", 2, "a value that is too long for the string itself")});
 
     msg.add_value("a", Converter::kString, msg.nvps[0].value);
@@ -229,7 +229,7 @@ TEST(zeMsgPairsTest, TakesAValueOfItsOwn) {
     EXPECT_EQ(msg.nvps[1].value, "a value that is too long for the string itself");
 }
 
-TEST(zeMsgPairsTest, AddsSingleValuedTypesAlone) {
+TEST(zeMsgPairsTest, OnlySingleValuedTypesAreAdded) {
     for (unsigned int type = 0; type < 256; ++type) {
         SCOPED_TRACE(type);
         zeMsg msg = WithPairs({Pair("key", 12, " old ")});
@@ -251,7 +251,7 @@ TEST(zeMsgPairsTest, AddsSingleValuedTypesAlone) {
     }
 }
 
-TEST(zeMsgPairsTest, BringsOldListsToThePackedForm) {
+TEST(zeMsgPairsTest, OldListsAreConvertedToThePackedForm) {
     struct Row {
         const char* name;
         unsigned int type;
@@ -318,7 +318,7 @@ TEST(zeMsgPairsTest, NumberIsThatOfTheValue) {
     EXPECT_EQ(msg.get_number(Concept::insert("b")), 0.0);
 }
 
-// A list has no single value, and the canonical form of a language string is what is read.
+// A list has no single value. For a language string the canonical form is read.
 TEST(zeMsgPairsTest, NumberOfAListIsZero) {
     const zeMsg msg = WithPairs({Pair("a", 1, "5"), Pair("b", 14, "02\t5;6"), Pair("c", 2, "5")});
 

@@ -68,11 +68,11 @@ qtString doubled(const qtString& text, void* /*context*/) {
     return text + text;
 }
 
-TEST(zeMsgRecordTest, HasPairsSlotsWeightAndCategoriesInOrder) {
+TEST(zeMsgRecordTest, RecordHasPairsSlotsWeightAndCategoriesInOrder) {
     EXPECT_EQ(dumped(whole_message()), from_hex(kWhole));
 }
 
-TEST(zeMsgRecordTest, IsReadBackWithEverythingInIt) {
+TEST(zeMsgRecordTest, MessageIsReadBackCompletely) {
     const zeMsg msg = loaded(from_hex(kWhole));
 
     ASSERT_EQ(msg.nvps.size(), 2U);
@@ -89,14 +89,14 @@ TEST(zeMsgRecordTest, IsReadBackWithEverythingInIt) {
     EXPECT_FALSE(msg.changed);
 }
 
-TEST(zeMsgRecordTest, StoresLowByteOfType) {
+TEST(zeMsgRecordTest, LowByteOfTheTypeIsStored) {
     zeMsg msg;
     msg.nvps.push_back({term("a"), static_cast<mlMessageConverter::NvpType>(0x0103), "", {}});
 
     EXPECT_EQ(loaded(dumped(msg)).nvps.front().type, mlMessageConverter::kStringList);
 }
 
-TEST(zeMsgRecordTest, ReadsPairsInTheOrderOfTheRecord) {
+TEST(zeMsgRecordTest, PairsAreReadInTheOrderOfTheRecord) {
     zeMsg msg;
     msg.nvps.push_back({term("z"), mlMessageConverter::kString, "1", {}});
     msg.nvps.push_back({term("a"), mlMessageConverter::kString, "2", {}});
@@ -107,7 +107,7 @@ TEST(zeMsgRecordTest, ReadsPairsInTheOrderOfTheRecord) {
     EXPECT_EQ(read.nvps[1].name, term("a"));
 }
 
-TEST(zeMsgRecordTest, ReplacesPairsAndLabelsOfUsedMessageAndKeepsSlotsThatTheRecordLeavesEmpty) {
+TEST(zeMsgRecordTest, LoadReplacesPairsAndLabelsAndKeepsSlotsThatAreEmptyInTheRecord) {
     zeMsg msg;
     for (const char* name : {"p", "q", "r"}) {
         msg.add_value(name, mlMessageConverter::kLangString, " text ");
@@ -125,7 +125,7 @@ TEST(zeMsgRecordTest, ReplacesPairsAndLabelsOfUsedMessageAndKeepsSlotsThatTheRec
     EXPECT_EQ(msg.categories.size(), 1U);
 }
 
-TEST(zeMsgRecordTest, CachedFormGoesEvenIfTheValueBreaksOff) {
+TEST(zeMsgRecordTest, CachedFormIsDroppedEvenIfTheValueIsCutOff) {
     zeMsg msg;
     msg.add_value("a", mlMessageConverter::kLangString, " old ");
     EXPECT_EQ(*msg.get_value(term("a")), qtString("old"));
@@ -137,7 +137,7 @@ TEST(zeMsgRecordTest, CachedFormGoesEvenIfTheValueBreaksOff) {
     EXPECT_TRUE(msg.changed);
 }
 
-TEST(zeMsgRecordTest, DropsSlotsThatANewerRecordHas) {
+TEST(zeMsgRecordTest, FurtherSlotsOfANewerRecordAreDropped) {
     const std::string bag = "01 40 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  00 00 00 00";
     const zeMsg msg =
         loaded(from_hex("00 00 00 00  00 00 00 00  00 00 00 07  00 00 00 00 00" + bag + bag +
@@ -150,7 +150,7 @@ TEST(zeMsgRecordTest, DropsSlotsThatANewerRecordHas) {
     EXPECT_EQ(msg.categories, std::vector<Concept>{term("c")});
 }
 
-TEST(zeMsgRecordTest, ReadsFewerSlotsAndAnyPresenceByteButZero) {
+TEST(zeMsgRecordTest, FewerSlotsAndAnyNonZeroPresenceByteAreRead) {
     const zeMsg msg =
         loaded(from_hex("00 00 00 00  00 00 00 00  00 00 00 01"
                         "02 40 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  00 00 00 00"
@@ -160,7 +160,7 @@ TEST(zeMsgRecordTest, ReadsFewerSlotsAndAnyPresenceByteButZero) {
     EXPECT_EQ(msg.smls[0]->m_total_weight, 2.0);
 }
 
-TEST(zeMsgRecordTest, SlotNumberBeyondTheLastReadsAsNoBag) {
+TEST(zeMsgRecordTest, SlotNumberBeyondTheLastMeansNoBag) {
     std::string bytes = from_hex(kWhole);
     const std::size_t active_slot = bytes.find(std::string("\x3b\x79", 2)) + 2;
     bytes[active_slot + 3] = 5;
@@ -171,7 +171,7 @@ TEST(zeMsgRecordTest, SlotNumberBeyondTheLastReadsAsNoBag) {
     EXPECT_TRUE(msg.active_bag().IsNull());
 }
 
-TEST(zeMsgRecordTest, ConverterActsOnNameValueTermAndCategory) {
+TEST(zeMsgRecordTest, ConverterIsUsedForNameValueTermAndCategory) {
     zeMsg msg;
     msg.add_value("a", mlMessageConverter::kString, "v");
     msg.smls[0] = make_bag({{"w", 1.0}});
@@ -188,7 +188,7 @@ TEST(zeMsgRecordTest, ConverterActsOnNameValueTermAndCategory) {
     EXPECT_EQ(read.categories, std::vector<Concept>{term("cc")});
 }
 
-TEST(zeMsgRecordTest, RefusesCountsThatCannotBeThere) {
+TEST(zeMsgRecordTest, ImpossibleCountsAreRefused) {
     for (const char* record : {"ff ff ff ff", "00 00 00 00 00 00 00 00 ff ff ff ff"}) {
         SCOPED_TRACE(record);
         zeMsg msg;
@@ -196,7 +196,7 @@ TEST(zeMsgRecordTest, RefusesCountsThatCannotBeThere) {
     }
 }
 
-TEST(zeMsgRecordTest, SurvivesRecordCutAnywhereAndEveryChangedByte) {
+TEST(zeMsgRecordTest, EveryCutAndEveryChangedByteIsSafe) {
     const std::string whole = from_hex(kWhole);
     for (std::size_t position = 0; position < whole.size(); ++position) {
         for (int change = 0; change < 256; ++change) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(zeMsgTest, IsUnsavedAndUnlabelledWhenMade) {
+TEST(zeMsgTest, NewMessageIsUnsavedAndUnlabelled) {
     const zeMsg msg;
 
     EXPECT_EQ(msg.smls.size(), 5U);
@@ -22,7 +22,7 @@ TEST(zeMsgTest, IsUnsavedAndUnlabelledWhenMade) {
     EXPECT_TRUE(msg.changed);
 }
 
-TEST(zeMsgTest, HasNoActiveBagWhenMade) {
+TEST(zeMsgTest, NewMessageHasNoActiveBag) {
     EXPECT_TRUE(zeMsg().active_bag().IsNull());
 }
 
@@ -39,13 +39,13 @@ TEST(zeMsgTest, ActiveBagIsThatOfTheActiveSlot) {
     }
 }
 
-TEST(zeMsgTest, ActiveBagIsNullWhereTheSlotIsEmpty) {
+TEST(zeMsgTest, ActiveBagIsNullIfTheSlotIsEmpty) {
     const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}}).active(1).make();
 
     EXPECT_TRUE(msg->active_bag().IsNull());
 }
 
-TEST(zeMsgTest, ActiveBagIsNullBehindTheLastSlot) {
+TEST(zeMsgTest, ActiveBagIsNullBeyondTheLastSlot) {
     zeMsg msg;
     for (qtPtrLight<zeSml>& slot : msg.smls) {
         slot = make_bag({{"goal", 1.0}});

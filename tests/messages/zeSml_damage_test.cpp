@@ -31,7 +31,7 @@ std::string reload_bag(SegBuf& record, unsigned int start) {
     return dumped(bag);
 }
 
-// goal 5, held at 3, and team 1.5.
+// goal 5, clipped to 3, and team 1.5.
 const char* const kTwoWords =
     "40 12 00 00 00 00 00 00 "                          // total 4.5
     "40 08 00 00 00 00 00 00 "                          // clip value 3
@@ -39,14 +39,14 @@ const char* const kTwoWords =
     "00 00 00 04 67 6f 61 6c 40 08 00 00 00 00 00 00 "  // goal, 3
     "00 00 00 04 74 65 61 6d 3f f8 00 00 00 00 00 00";  // team, 1.5
 
-// The head of a record with this count of entries, and one byte of them.
+// The beginning of a record with this count of entries, and one byte of them.
 SegBuf record_of_count(unsigned int count) {
     char packed[4];
     qtPackUssDiet(count, packed);
     return record_of(std::string(16, '\0') + std::string(packed, 4) + '\0');
 }
 
-TEST(zeSmlDamageTest, LoadRefusesHugeCountsWithoutMemory) {
+TEST(zeSmlDamageTest, HugeCountsAreRefusedWithoutMemory) {
     for (const unsigned int count : {1362U, 0x01000000U, 0x80000000U, 0xffffffffU}) {
         SCOPED_TRACE(count);
         SegBuf record = record_of_count(count);
@@ -61,8 +61,8 @@ TEST(zeSmlDamageTest, LoadRefusesHugeCountsWithoutMemory) {
     }
 }
 
-TEST(zeSmlDamageTest, LoadAllowsAsManyEntriesAsTheSegmentCanHold) {
-    // 1361 entries of 12 bytes fit into the 16340 bytes behind the count, 1362 do not.
+TEST(zeSmlDamageTest, AsManyEntriesAsFitIntoTheSegmentAreAllowed) {
+    // 1361 entries of 12 bytes fit into the 16340 bytes after the count; 1362 do not.
     SegBuf record = record_of_count(1361);
     auto io = bag_stream(record, 'r');
     zeSml bag(0.0);
@@ -72,11 +72,11 @@ TEST(zeSmlDamageTest, LoadAllowsAsManyEntriesAsTheSegmentCanHold) {
     EXPECT_GT(record.offset, 20U);
 }
 
-TEST(zeSmlDamageTest, SurvivesEveryCut) {
+TEST(zeSmlDamageTest, EveryCutIsSafe) {
     expect_cuts_are_safe(from_hex(kTwoWords), reload_bag);
 }
 
-TEST(zeSmlDamageTest, SurvivesEveryChangedByte) {
+TEST(zeSmlDamageTest, EveryChangedByteIsSafe) {
     expect_changes_are_safe(from_hex(kTwoWords), reload_bag);
 }
 

@@ -11,20 +11,20 @@
 
 namespace {
 
-// The weight of an entry; -1000, which no test adds up to, if there is none.
+// The weight of an entry; -1000 if there is none. No test has a sum of -1000.
 double weight_of(const zeSml_feeder& feeder, std::string_view text) {
     const auto entry = feeder.m_concepts.find(term(text));
     return entry == feeder.m_concepts.end() ? -1000.0 : entry->second;
 }
 
-TEST(zeSmlfeederTest, IsEmptyAtFirst) {
+TEST(zeSmlfeederTest, NewFeederIsEmpty) {
     const zeSml_feeder feeder;
 
     EXPECT_TRUE(feeder.m_concepts.empty());
     EXPECT_EQ(feeder.m_total_weight, 0.0);
 }
 
-TEST(zeSmlfeederTest, AddsWeightsToEntryAndTotal) {
+TEST(zeSmlfeederTest, WeightsAreAddedToEntryAndTotal) {
     zeSml_feeder feeder;
 
     feeder.add_concept(term("goal"), 2.0);
@@ -37,7 +37,7 @@ TEST(zeSmlfeederTest, AddsWeightsToEntryAndTotal) {
     EXPECT_EQ(feeder.m_total_weight, 3.75);
 }
 
-TEST(zeSmlfeederTest, KeepsEntriesOfWeightZero) {
+TEST(zeSmlfeederTest, EntriesOfWeightZeroAreKept) {
     zeSml_feeder feeder;
 
     feeder.add_concept(term("goal"), 2.0);
@@ -47,7 +47,7 @@ TEST(zeSmlfeederTest, KeepsEntriesOfWeightZero) {
     EXPECT_EQ(feeder.m_total_weight, 0.0);
 }
 
-TEST(zeSmlfeederTest, TakesEmptyConceptLikeAnyOther) {
+TEST(zeSmlfeederTest, EmptyConceptIsAcceptedLikeAnyOther) {
     zeSml_feeder feeder;
 
     feeder.add_concept(Concept(), 1.5);
@@ -55,7 +55,7 @@ TEST(zeSmlfeederTest, TakesEmptyConceptLikeAnyOther) {
     EXPECT_EQ(weight_of(feeder, ""), 1.5);
 }
 
-TEST(zeSmlfeederTest, RemovesWholeWeight) {
+TEST(zeSmlfeederTest, RemovalSubtractsTheWholeWeight) {
     zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"match", 4.0}, {"goal", 1.0}});
 
     EXPECT_TRUE(feeder.remove_concept(term("goal")));
@@ -65,7 +65,7 @@ TEST(zeSmlfeederTest, RemovesWholeWeight) {
     EXPECT_EQ(feeder.m_total_weight, 4.0);
 }
 
-TEST(zeSmlfeederTest, RemovesConceptThatItHoldsItself) {
+TEST(zeSmlfeederTest, RemovalByAReferenceIntoTheTableWorks) {
     zeSml_feeder feeder = make_feeder({{"held by the table alone", 2.0}});
 
     EXPECT_TRUE(feeder.remove_concept(feeder.m_concepts.begin()->first));
@@ -83,7 +83,7 @@ TEST(zeSmlfeederTest, RemovalOfAbsentConceptChangesNothing) {
     EXPECT_EQ(feeder.m_total_weight, 2.0);
 }
 
-TEST(zeSmlfeederTest, RemovesOnlyOnce) {
+TEST(zeSmlfeederTest, ConceptIsRemovedOnlyOnce) {
     zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
 
     EXPECT_TRUE(feeder.remove_concept(term("goal")));
@@ -92,7 +92,7 @@ TEST(zeSmlfeederTest, RemovesOnlyOnce) {
     EXPECT_EQ(feeder.m_total_weight, 0.0);
 }
 
-TEST(zeSmlfeederTest, CombinesSharedAndNewConcepts) {
+TEST(zeSmlfeederTest, SharedAndNewConceptsAreCombined) {
     zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"match", 1.0}});
     const zeSml_feeder other = make_feeder({{"match", 0.5}, {"team", 4.0}});
 
@@ -105,7 +105,7 @@ TEST(zeSmlfeederTest, CombinesSharedAndNewConcepts) {
     EXPECT_EQ(feeder.m_total_weight, 7.5);
 }
 
-TEST(zeSmlfeederTest, CombinationLeavesOtherFeederAlone) {
+TEST(zeSmlfeederTest, CombinationDoesNotChangeTheOtherFeeder) {
     zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
     const zeSml_feeder other = make_feeder({{"match", 0.5}});
 
@@ -156,8 +156,9 @@ TEST(zeSmlfeederTest, ClearEmptiesTableAndTotal) {
     EXPECT_EQ(feeder.m_total_weight, 0.0);
 }
 
-// After a long text a short one must not pay for it: the table for 100,000 concepts is not touched.
-TEST(zeSmlfeederTest, ShortTextAfterLongOneCostsWhatItContains) {
+// A short text after a long one must cost only its own size. So the table for 100,000 concepts is
+// not cleared as a whole.
+TEST(zeSmlfeederTest, ShortTextAfterLongOneCostsOnlyItsOwnSize) {
     const auto clears = [](zeSml_feeder& feeder) {
         const std::clock_t begin = std::clock();
         for (int i = 0; i < 1000; ++i) {
@@ -179,11 +180,11 @@ TEST(zeSmlfeederTest, ShortTextAfterLongOneCostsWhatItContains) {
         of_large = std::min(of_large, clears(large));
     }
 
-    // Touching 100,000 slots a thousand times takes 20 ms and more, the rest below 1 ms.
+    // Touching 100,000 slots a thousand times takes at least 20 ms; the rest takes less than 1 ms.
     EXPECT_LT(of_large, of_small * 5 + CLOCKS_PER_SEC / 200);
 }
 
-TEST(zeSmlfeederTest, StartsAnewAfterClear) {
+TEST(zeSmlfeederTest, ClearedFeederCanBeFilledAgain) {
     zeSml_feeder feeder = make_feeder({{"goal", 2.0}});
     feeder.clear();
 

@@ -1,4 +1,4 @@
-// The order in which concepts are collected must not reach a bag, not even its last bit.
+// The order in which concepts are collected must not influence a bag, not even its last bit.
 #include "zandrel/messages/zeSml.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ struct Word {
     double weight;
 };
 
-// Weights whose sum depends on the order of adding: tenths, beside large ones that swallow bits.
+// Weights whose sum depends on the order: tenths, and large numbers that lose the low bits.
 std::vector<Word> words() {
     std::vector<Word> all;
     for (int number = 0; number < kWordCount; ++number) {
@@ -31,7 +31,7 @@ std::vector<Word> words() {
     return all;
 }
 
-// The sum in text order, by another way than that of a bag.
+// The sum in text order, by other code than that of a bag.
 double total_in_text_order(const std::vector<Word>& all, double clip_value) {
     std::map<std::string, double> sorted;
     for (const Word& word : all) {
@@ -47,7 +47,7 @@ void add(zeSml_feeder& feeder, const std::vector<Word>& all) {
     }
 }
 
-// Adds and removes words that do not stay, between those that do, so that tables grow and chain
+// Adds words, and between them adds and removes others, so that the tables grow and chain
 // differently.
 void add_with_detours(zeSml_feeder& feeder, const std::vector<Word>& all, std::mt19937& random) {
     std::vector<Concept> passing;
@@ -70,7 +70,7 @@ void add_with_detours(zeSml_feeder& feeder, const std::vector<Word>& all, std::m
 
 class zeSmlOrderTest : public testing::TestWithParam<double> {
 protected:
-    // Both bags and, bit for bit, their totals.
+    // Checks that the bags are equal, and that their totals have the same bits.
     static void expect_same(const zeSml& bag, const zeSml& expected) {
         ASSERT_EQ(bag.m_total_weight, expected.m_total_weight);
         ASSERT_TRUE(bag == expected);
@@ -79,7 +79,7 @@ protected:
     std::mt19937 m_random{20240229};
 };
 
-TEST_P(zeSmlOrderTest, WeightsOfThisTestDependOnTheOrderOfSumming) {
+TEST_P(zeSmlOrderTest, SumOfTheseWeightsDependsOnTheOrder) {
     std::vector<Word> all = words();
     std::map<double, int> totals;
     for (int round = 0; round < 50; ++round) {
@@ -101,7 +101,7 @@ TEST_P(zeSmlOrderTest, TotalIsSummedInTextOrder) {
     EXPECT_EQ(zeSml(feeder, GetParam()).m_total_weight, total_in_text_order(words(), GetParam()));
 }
 
-TEST_P(zeSmlOrderTest, OrderOfAddingDoesNotReachTheBag) {
+TEST_P(zeSmlOrderTest, OrderOfAddingDoesNotChangeTheBag) {
     std::vector<Word> all = words();
     zeSml_feeder first;
     add(first, all);
@@ -116,7 +116,7 @@ TEST_P(zeSmlOrderTest, OrderOfAddingDoesNotReachTheBag) {
     }
 }
 
-TEST_P(zeSmlOrderTest, HistoryOfTheFeederDoesNotReachTheBag) {
+TEST_P(zeSmlOrderTest, HistoryOfTheFeederDoesNotChangeTheBag) {
     std::vector<Word> all = words();
     zeSml_feeder first;
     add(first, all);
@@ -131,7 +131,7 @@ TEST_P(zeSmlOrderTest, HistoryOfTheFeederDoesNotReachTheBag) {
     }
 }
 
-TEST_P(zeSmlOrderTest, ReuseOfTheFeederDoesNotReachTheBag) {
+TEST_P(zeSmlOrderTest, ReuseOfTheFeederDoesNotChangeTheBag) {
     std::vector<Word> all = words();
     zeSml_feeder first;
     add(first, all);
@@ -147,7 +147,7 @@ TEST_P(zeSmlOrderTest, ReuseOfTheFeederDoesNotReachTheBag) {
     }
 }
 
-TEST_P(zeSmlOrderTest, OrderOfCombiningDoesNotReachTheBag) {
+TEST_P(zeSmlOrderTest, OrderOfCombiningDoesNotChangeTheBag) {
     std::vector<Word> all = words();
     zeSml_feeder whole;
     add(whole, all);
@@ -166,7 +166,7 @@ TEST_P(zeSmlOrderTest, OrderOfCombiningDoesNotReachTheBag) {
     }
 }
 
-TEST_P(zeSmlOrderTest, ViewsOfOneContentAreAlike) {
+TEST_P(zeSmlOrderTest, ViewsOfTheSameContentsAreEqual) {
     std::vector<Word> all = words();
     zeSml_feeder first;
     add(first, all);
@@ -183,7 +183,7 @@ TEST_P(zeSmlOrderTest, ViewsOfOneContentAreAlike) {
     }
 }
 
-// Without a ceiling and under one.
+// Without a ceiling and with one.
 INSTANTIATE_TEST_SUITE_P(Free, zeSmlOrderTest, testing::Values(0.0));
 INSTANTIATE_TEST_SUITE_P(Held, zeSmlOrderTest, testing::Values(7.3));
 

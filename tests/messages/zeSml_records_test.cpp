@@ -27,7 +27,7 @@ constexpr const char* kTwoConcepts =
     "00 00 00 01 62"            // "b"
     "40 00 00 00 00 00 00 00";  // 2
 
-// The device is called through its base class, as messages are.
+// Calls the device through its base class, as messages do.
 class Record {
 public:
     Record() = default;
@@ -70,7 +70,7 @@ qtString upper_case(const qtString& text, void* /*context*/) {
     return converted + "!";
 }
 
-TEST(zeSmlRecordTest, HasTotalCeilingCountAndEntriesInOrder) {
+TEST(zeSmlRecordTest, RecordHasTotalCeilingCountAndEntriesInOrder) {
     EXPECT_EQ(dumped(*make_bag({{"b", 2.0}, {"ab", 1.5}}, 3.0)), from_hex(kTwoConcepts));
 }
 
@@ -84,16 +84,16 @@ TEST(zeSmlRecordTest, EmptyBagIsTwoNumbersAndCountOfZero) {
     EXPECT_TRUE(loaded_bag(expected) == zeSml(0.0));
 }
 
-TEST(zeSmlRecordTest, IsReadBackEqualAndNoLongerNew) {
+TEST(zeSmlRecordTest, BagIsReadBackEqualAndNoLongerNew) {
     const zeSml bag = loaded_bag(from_hex(kTwoConcepts));
 
     EXPECT_TRUE(bag == *make_bag({{"b", 2.0}, {"ab", 1.5}}, 3.0));
     EXPECT_FALSE(bag.m_is_new);
 }
 
-TEST(zeSmlRecordTest, TakesStoredNumbersAsTheyAre) {
+TEST(zeSmlRecordTest, StoredNumbersAreTakenUnchanged) {
     const zeSml bag =
-        loaded_bag(from_hex("40 59 00 00 00 00 00 00"  // total 100, which no entry has
+        loaded_bag(from_hex("40 59 00 00 00 00 00 00"  // a total of 100, which is not the sum
                             "bf f0 00 00 00 00 00 00"  // clip value -1
                             "00 00 00 00"));
 
@@ -116,7 +116,7 @@ TEST(zeSmlRecordTest, LoadAppendsWithoutSortingOrMerging) {
     EXPECT_EQ(bag.m_total_weight, 3.5);
 }
 
-TEST(zeSmlRecordTest, ConverterActsOnWritingAlone) {
+TEST(zeSmlRecordTest, ConverterIsUsedOnlyInWriting) {
     Record record;
     Hio<Generic32> io = record.Writer();
     io.converter = upper_case;
@@ -125,7 +125,7 @@ TEST(zeSmlRecordTest, ConverterActsOnWritingAlone) {
     EXPECT_EQ(record.Bytes(), from_hex("3f f8 00 00 00 00 00 00"
                                        "00 00 00 00 00 00 00 00"
                                        "00 00 00 01"
-                                       "00 00 00 03 41 42 21"  // "AB!" with its own length
+                                       "00 00 00 03 41 42 21"  // "AB!" with its new length
                                        "3f f8 00 00 00 00 00 00"));
     Hio<Generic32> reader = record.Reader();
     reader.converter = upper_case;
@@ -134,7 +134,7 @@ TEST(zeSmlRecordTest, ConverterActsOnWritingAlone) {
     EXPECT_EQ(bag.m_concepts.front().m_concept, term("AB!"));
 }
 
-TEST(zeSmlRecordTest, ReadConceptTakesEmptyAndBinaryTexts) {
+TEST(zeSmlRecordTest, EmptyAndBinaryTextsAreReadAsConcepts) {
     Record record("00 00 00 00  00 00 00 02 00 ff");
     Hio<Generic32> io = record.Reader();
 
@@ -142,7 +142,7 @@ TEST(zeSmlRecordTest, ReadConceptTakesEmptyAndBinaryTexts) {
     EXPECT_EQ(ReadConcept(io), term(std::string_view("\0\xff", 2)));
 }
 
-TEST(zeSmlRecordTest, RefusesCountThatCannotBeThere) {
+TEST(zeSmlRecordTest, ImpossibleCountIsRefused) {
     Record record(
         "00 00 00 00 00 00 00 00"
         "00 00 00 00 00 00 00 00"
@@ -154,8 +154,8 @@ TEST(zeSmlRecordTest, RefusesCountThatCannotBeThere) {
     EXPECT_EQ(bag.m_concepts.capacity(), 0U);
 }
 
-TEST(zeSmlRecordTest, KeepsWhatWasAppendedBeforeTheRecordBrokeOff) {
-    // The second text claims more bytes than the last segment has.
+TEST(zeSmlRecordTest, EntriesReadBeforeTheEndOfACutRecordAreKept) {
+    // The length of the second text is larger than the last segment.
     Record record(
         "40 0c 00 00 00 00 00 00"
         "40 08 00 00 00 00 00 00"
@@ -170,8 +170,8 @@ TEST(zeSmlRecordTest, KeepsWhatWasAppendedBeforeTheRecordBrokeOff) {
     EXPECT_EQ(bag.m_concepts.front().m_concept, term("ab"));
 }
 
-// A read past the end is an error, or, inside the last segment, reads its zeros: never more.
-TEST(zeSmlRecordTest, SurvivesRecordCutAnywhere) {
+// A read past the end is an error, or, inside the last segment, reads zeros.
+TEST(zeSmlRecordTest, EveryCutIsSafe) {
     const std::string whole = from_hex(kTwoConcepts);
     for (std::size_t size = 0; size < whole.size(); ++size) {
         SCOPED_TRACE(size);
@@ -183,7 +183,7 @@ TEST(zeSmlRecordTest, SurvivesRecordCutAnywhere) {
     }
 }
 
-TEST(zeSmlRecordTest, SurvivesEveryChangedByte) {
+TEST(zeSmlRecordTest, EveryChangedByteIsSafe) {
     const std::string whole = from_hex(kTwoConcepts);
     for (std::size_t position = 0; position < whole.size(); ++position) {
         for (int change = 1; change < 256; ++change) {

@@ -32,7 +32,7 @@ std::string contents(const zeSml& bag) {
     return text;
 }
 
-// An entry for a bag that is filled by hand, past the ceiling.
+// An entry that a test puts directly into a bag, without clipping.
 zeSml::Concept_info entry_of(std::string_view text, double weight) {
     return {term(text), weight};
 }
@@ -42,7 +42,7 @@ qtPtrLight<zeSml> three_words(double clip_value = 0.0) {
     return make_bag({{"goal", 5.0}, {"match", 1.0}, {"team", 3.0}}, clip_value);
 }
 
-TEST(zeSmlTest, IsEmptyWhenMadeWithCeilingAlone) {
+TEST(zeSmlTest, NewBagHasOnlyACeiling) {
     const zeSml bag(3.0);
 
     EXPECT_TRUE(bag.m_concepts.empty());
@@ -51,7 +51,7 @@ TEST(zeSmlTest, IsEmptyWhenMadeWithCeilingAlone) {
     EXPECT_TRUE(bag.m_is_new);
 }
 
-TEST(zeSmlTest, RefusesNegativeClippingValues) {
+TEST(zeSmlTest, NegativeClippingValuesAreRefused) {
     const zeSml_feeder feeder = make_feeder({{"goal", 5.0}});
     const qtPtrLight<zeSml> free_bag = three_words();
     const qtPtrLight<zeSml> held_bag = three_words(3.0);
@@ -71,7 +71,7 @@ TEST(zeSmlTest, RefusesNegativeClippingValues) {
     }
 }
 
-TEST(zeSmlTest, AcceptsOtherClippingValues) {
+TEST(zeSmlTest, OtherClippingValuesAreAccepted) {
     for (const double value : {0.0, -0.0, std::numeric_limits<double>::denorm_min(), 3.0,
                                std::numeric_limits<double>::max(), kInfinity, kNaN}) {
         SCOPED_TRACE(value);
@@ -109,7 +109,7 @@ TEST(zeSmlTest, RefusedClippingLeavesTheBagAndItsCount) {
     }
 }
 
-TEST(zeSmlTest, KeepsNaNAsCeiling) {
+TEST(zeSmlTest, NaNIsKeptAsCeiling) {
     EXPECT_TRUE(std::isnan(zeSml(kNaN).m_clip_value));
     EXPECT_TRUE(std::isnan(zeSml(make_feeder({}), kNaN).m_clip_value));
     EXPECT_TRUE(std::isnan(zeSml(zeSml(0.0), kNaN).m_clip_value));
@@ -125,7 +125,7 @@ struct Clip_weight_row {
     double expected;
 };
 
-TEST(zeSmlTest, HoldsOneWeightUnderItsCeiling) {
+TEST(zeSmlTest, OneWeightIsClipped) {
     const Clip_weight_row rows[] = {
         {0.0, 5.0, 5.0},   {0.0, 1e300, 1e300}, {0.0, -5.0, -5.0}, {0.0, 0.0, 0.0},
         {-0.0, 5.0, 5.0},  {3.0, 2.5, 2.5},     {3.0, 3.0, 3.0},   {3.0, 3.5, 3.0},
@@ -137,7 +137,7 @@ TEST(zeSmlTest, HoldsOneWeightUnderItsCeiling) {
     }
 }
 
-TEST(zeSmlTest, TakesFeederSortedByText) {
+TEST(zeSmlTest, FeederIsTakenSortedByText) {
     const zeSml bag(make_feeder({{"team", 1.0}, {"Goal", 2.0}, {"goals", 3.0}, {"goal", 4.5}}),
                     0.0);
 
@@ -147,7 +147,7 @@ TEST(zeSmlTest, TakesFeederSortedByText) {
     EXPECT_TRUE(bag.m_is_new);
 }
 
-TEST(zeSmlTest, SortsBytesAsUnsigned) {
+TEST(zeSmlTest, BytesAreSortedAsUnsigned) {
     zeSml_feeder feeder;
     for (int byte = UCHAR_MAX; byte >= 0; --byte) {
         feeder.add_concept(term(std::string(1, static_cast<char>(byte))), 1.0);
@@ -162,7 +162,7 @@ TEST(zeSmlTest, SortsBytesAsUnsigned) {
     }
 }
 
-TEST(zeSmlTest, ComparesEntriesByTextAlone) {
+TEST(zeSmlTest, OnlyTextsOfEntriesAreCompared) {
     const zeSml::CompareConcepts comes_before;
 
     EXPECT_TRUE(comes_before(entry_of("goal", 9.0), entry_of("goals", 1.0)));
@@ -171,7 +171,7 @@ TEST(zeSmlTest, ComparesEntriesByTextAlone) {
     EXPECT_TRUE(comes_before(entry_of("z", 1.0), entry_of("\xc3\xa4", 1.0)));
 }
 
-TEST(zeSmlTest, LeavesTheFeederAsItWas) {
+TEST(zeSmlTest, FeederIsUnchanged) {
     const zeSml_feeder feeder = make_feeder({{"goal", 5.0}, {"match", 1.0}});
 
     const zeSml bag(feeder, 3.0);
@@ -181,7 +181,7 @@ TEST(zeSmlTest, LeavesTheFeederAsItWas) {
     EXPECT_EQ(feeder.m_total_weight, 6.0);
 }
 
-TEST(zeSmlTest, ClipsOnceAfterSumming) {
+TEST(zeSmlTest, WeightsAreClippedOnceAfterSumming) {
     const zeSml_feeder feeder = make_feeder({{"goal", 2.0}, {"goal", 2.0}});
 
     const zeSml bag(feeder, 3.0);
@@ -191,7 +191,7 @@ TEST(zeSmlTest, ClipsOnceAfterSumming) {
     EXPECT_EQ(feeder.m_total_weight, 4.0);
 }
 
-TEST(zeSmlTest, TotalIsOfClippedWeightsAndNotTheFeeders) {
+TEST(zeSmlTest, TotalIsTheSumOfClippedWeights) {
     zeSml_feeder feeder = make_feeder({{"goal", 5.0}, {"match", 1.0}, {"team", 3.0}});
     feeder.m_total_weight = 1000.0;
 
@@ -216,7 +216,7 @@ TEST(zeSmlTest, FeedingAgainAppendsAndSorts) {
     EXPECT_EQ(bag.m_total_weight, 6.5);
 }
 
-TEST(zeSmlTest, FeedingAgainLetsAConceptStandTwice) {
+TEST(zeSmlTest, FeedingAgainLetsAConceptOccurTwice) {
     zeSml bag(make_feeder({{"goal", 2.0}}), 3.0);
 
     bag.feed(make_feeder({{"goal", 2.0}}));
@@ -226,7 +226,7 @@ TEST(zeSmlTest, FeedingAgainLetsAConceptStandTwice) {
     EXPECT_TRUE(bag.concept_exists(term("goal")));
 }
 
-TEST(zeSmlTest, FeedingAddsToTheTotalAsItStands) {
+TEST(zeSmlTest, FeedingAddsToTheStoredTotal) {
     zeSml bag(0.0);
     bag.m_total_weight = 100.0;
 
@@ -245,7 +245,7 @@ TEST(zeSmlTest, FeedingMakesTheBagNew) {
     EXPECT_EQ(contents(bag), "goal 2");
 }
 
-TEST(zeSmlTest, FeedingSortsWhatStoodUnsorted) {
+TEST(zeSmlTest, FeedingSortsEarlierEntriesToo) {
     zeSml bag(0.0);
     bag.m_concepts = {entry_of("team", 1.0), entry_of("art", 2.0)};
 
@@ -254,7 +254,7 @@ TEST(zeSmlTest, FeedingSortsWhatStoodUnsorted) {
     EXPECT_EQ(contents(bag), "art 2, goal 3, team 1");
 }
 
-TEST(zeSmlTest, HoldsRoomForItsEntriesAlone) {
+TEST(zeSmlTest, BagReservesRoomOnlyForItsEntries) {
     const qtPtrLight<zeSml> bag = three_words();
     const zeSml copy(*bag, 2.0);
 
@@ -310,7 +310,7 @@ TEST(zeSmlTest, ClippedCopyLeavesItsSource) {
     EXPECT_TRUE(*source == before);
 }
 
-TEST(zeSmlTest, ClippedCopySubtractsFromTotalAsItStands) {
+TEST(zeSmlTest, ClippedCopySubtractsFromTheStoredTotal) {
     const qtPtrLight<zeSml> source = three_words();
     source->m_total_weight = 100.0;
 
@@ -319,7 +319,7 @@ TEST(zeSmlTest, ClippedCopySubtractsFromTotalAsItStands) {
     EXPECT_EQ(copy.m_total_weight, 96.0);  // 5 - 2 and 3 - 2 are cut off
 }
 
-TEST(zeSmlTest, ClippedCopyCutsNothingOfWeightAtTheCeiling) {
+TEST(zeSmlTest, ClippedCopyCutsNothingFromAWeightAtTheCeiling) {
     const qtPtrLight<zeSml> source = make_bag({{"goal", 0.1}, {"match", 0.7}});
     const double total = source->m_total_weight;
 
@@ -362,7 +362,7 @@ TEST(zeSmlTest, PlainCopyIsNewAndEqual) {
     }
 }
 
-TEST(zeSmlTest, PlainCopyHoldsWeightsUnderTheSourcesCeiling) {
+TEST(zeSmlTest, PlainCopyIsClippedByTheSourcesCeiling) {
     const qtPtrLight<zeSml> source = three_words();
     source->m_clip_value = 3.0;
 
@@ -443,7 +443,7 @@ struct Clip_row {
     double total;
 };
 
-TEST(zeSmlTest, ClipHoldsWeightsUnderTheBagsOwnCeiling) {
+TEST(zeSmlTest, ClipLimitsWeightsToTheBagsOwnCeiling) {
     const Clip_row rows[] = {
         {"no ceiling", 0.0, 1.0, true, "goal 5, team 4", 9.0},
         {"tighter", 3.0, 2.0, true, "goal 3, team 3", 6.0},
@@ -468,7 +468,7 @@ TEST(zeSmlTest, ClipHoldsWeightsUnderTheBagsOwnCeiling) {
     }
 }
 
-TEST(zeSmlTest, ClipOfHeldBagChangesNoWeight) {
+TEST(zeSmlTest, ClipOfAClippedBagChangesNoWeight) {
     const qtPtrLight<zeSml> bag = three_words(3.0);
 
     EXPECT_TRUE(bag->clip(2.0));
@@ -478,7 +478,7 @@ TEST(zeSmlTest, ClipOfHeldBagChangesNoWeight) {
     EXPECT_EQ(bag->m_clip_value, 3.0);
 }
 
-TEST(zeSmlTest, ClipSubtractsFromTotalAsItStands) {
+TEST(zeSmlTest, ClipSubtractsFromTheStoredTotal) {
     const qtPtrLight<zeSml> bag = three_words();
     bag->m_clip_value = 2.0;
     bag->m_total_weight = 100.0;
@@ -488,12 +488,12 @@ TEST(zeSmlTest, ClipSubtractsFromTotalAsItStands) {
     EXPECT_EQ(bag->m_total_weight, 96.0);
 }
 
-TEST(zeSmlTest, EmptyBagHoldsNoConcept) {
+TEST(zeSmlTest, EmptyBagHasNoConcept) {
     EXPECT_FALSE(zeSml(0.0).concept_exists(term("goal")));
     EXPECT_FALSE(zeSml(0.0).concept_exists(Concept()));
 }
 
-TEST(zeSmlTest, FindsEachOfItsConceptsAndNoOther) {
+TEST(zeSmlTest, EachConceptOfTheBagIsFoundAndNoOther) {
     const qtPtrLight<zeSml> bag =
         make_bag({{"b", 1.0}, {"bb", 0.0}, {"d", -1.0}, {"\xff", 1.0}, {"f", 1.0}});
 
@@ -505,7 +505,7 @@ TEST(zeSmlTest, FindsEachOfItsConceptsAndNoOther) {
     }
 }
 
-TEST(zeSmlTest, EqualsBagOfSameContents) {
+TEST(zeSmlTest, BagsOfTheSameContentsAreEqual) {
     EXPECT_TRUE(*three_words(3.0) == *three_words(3.0));
     EXPECT_FALSE(*three_words(3.0) != *three_words(3.0));
     EXPECT_TRUE(zeSml(0.0) == zeSml(0.0));
@@ -516,7 +516,7 @@ struct Change_row {
     void (*change)(zeSml& bag);
 };
 
-TEST(zeSmlTest, DiffersInEachComparedField) {
+TEST(zeSmlTest, DifferenceInEachComparedFieldMakesBagsDifferent) {
     const Change_row rows[] = {
         {"total", [](zeSml& bag) { bag.m_total_weight = std::nextafter(9.0, 10.0); }},
         {"clip value", [](zeSml& bag) { bag.m_clip_value = 50.0; }},
@@ -549,7 +549,7 @@ TEST(zeSmlTest, BagWithNaNDiffersFromItself) {
     EXPECT_FALSE(bag == same);
 }
 
-TEST(zeSmlTest, NewnessPlaysNoPartInEquality) {
+TEST(zeSmlTest, NewnessDoesNotMatterForEquality) {
     const qtPtrLight<zeSml> stored = three_words();
     stored->m_is_new = false;
 

@@ -1,4 +1,4 @@
-// What the programs share that test what the first learner of a process takes from the options.
+// Shared by the programs that test which options the first learner of a process reads.
 #ifndef ZANDREL_TESTS_OPTIONS_FIRST_LEARNER_H_
 #define ZANDREL_TESTS_OPTIONS_FIRST_LEARNER_H_
 
@@ -11,9 +11,9 @@
 
 #include "tests/support/options_file.h"
 
-// The library looks once in a process, so each case has a program of its own, in which every test
-// asks for the same outcome; it is brought about by the first that does. So the tests pass alone,
-// together, in any order and repeated.
+// The library reads the options once in a process, so each case has its own program. All tests of a
+// program need the same state, and the first test that runs creates it. So the tests pass one by
+// one, together, in any order and repeated.
 
 struct Learner_outcome {
     bool is_geometric;
@@ -27,7 +27,7 @@ inline bool geom_average_after_learner() {
     return g_use_geom_average;
 }
 
-// The program has made its choice, a map is loaded, and then a learner is made.
+// The program sets its own choice, loads a map, and then makes a learner.
 inline Learner_outcome load_and_make_learner(bool choice, std::string_view content) {
     g_use_geom_average = choice;
     zeOptMap map;

@@ -1,4 +1,4 @@
-// What the programs share that test what the first trainer of a process takes from the options.
+// Shared by the programs that test which options the first trainer of a process reads.
 #ifndef ZANDREL_TESTS_OPTIONS_FIRST_TRAINER_H_
 #define ZANDREL_TESTS_OPTIONS_FIRST_TRAINER_H_
 
@@ -11,9 +11,9 @@
 
 #include "tests/support/options_file.h"
 
-// The library looks once in a process, so each case has a program of its own, in which every test
-// asks for the same outcome; it is brought about by the first that does. So the tests pass alone,
-// together, in any order and repeated.
+// The library reads the options once in a process, so each case has its own program. All tests of a
+// program need the same state, and the first test that runs creates it. So the tests pass one by
+// one, together, in any order and repeated.
 
 inline void make_trainer() {
     zeDefaults settings;

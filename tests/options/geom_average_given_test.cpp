@@ -13,18 +13,18 @@ const Learner_outcome& outcome_of_first_learner() {
     return outcome;
 }
 
-TEST(GeomAverageGivenTest, FirstLearnerSwitchesTheGeometricAverageOn) {
+TEST(GeomAverageGivenTest, FirstLearnerTurnsTheGeometricAverageOn) {
     EXPECT_TRUE(outcome_of_first_learner().is_geometric);
 }
 
-TEST(GeomAverageGivenTest, SwitchOutlivesTheMap) {
+TEST(GeomAverageGivenTest, SwitchRemainsAfterTheMapIsDestroyed) {
     outcome_of_first_learner();
 
     EXPECT_EQ(g_test_zandrel_opts, nullptr);
     EXPECT_TRUE(g_use_geom_average);
 }
 
-TEST(GeomAverageGivenTest, LearnerAsksForNoOtherSwitch) {
+TEST(GeomAverageGivenTest, LearnerReadsNoOtherSwitch) {
     const std::map<qtString, qtString> expected = {{"GeomAverage", "1"}};
 
     EXPECT_EQ(outcome_of_first_learner().map.options, expected);

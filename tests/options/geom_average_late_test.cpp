@@ -8,8 +8,8 @@
 
 namespace {
 
-// The program has chosen the geometric average by itself, the first learner is made without a map,
-// and another after one is loaded.
+// The program chooses the geometric average itself. The first learner is made without a map, and
+// another one after a map is loaded.
 const Learner_outcome& outcome_of_later_learner() {
     static const Learner_outcome outcome = [] {
         g_use_geom_average = true;
@@ -19,11 +19,11 @@ const Learner_outcome& outcome_of_later_learner() {
     return outcome;
 }
 
-TEST(GeomAverageLateTest, WithoutAMapTheProgramsChoiceStays) {
+TEST(GeomAverageLateTest, ProgramsChoiceRemainsWithoutAMap) {
     EXPECT_TRUE(outcome_of_later_learner().is_geometric);
 }
 
-TEST(GeomAverageLateTest, MapLoadedAfterTheFirstLearnerIsNotAsked) {
+TEST(GeomAverageLateTest, MapLoadedAfterTheFirstLearnerIsNotRead) {
     const std::map<qtString, qtString> expected = {{"GeomAverage", "0"}};
 
     EXPECT_EQ(outcome_of_later_learner().map.options, expected);

@@ -8,19 +8,19 @@
 
 namespace {
 
-// The program has chosen the geometric average by itself, and the map does not name it.
+// The program chooses the geometric average itself, and the map does not have the switch.
 const Learner_outcome& outcome_of_first_learner() {
     static const Learner_outcome outcome = load_and_make_learner(true, "ClipValue = 3\n");
     return outcome;
 }
 
-TEST(GeomAverageMissingTest, LookUpEntersTheKeyWithAnEmptyValue) {
+TEST(GeomAverageMissingTest, LookUpAddsTheKeyWithAnEmptyValue) {
     const std::map<qtString, qtString> expected = {{"ClipValue", "3"}, {"GeomAverage", ""}};
 
     EXPECT_EQ(outcome_of_first_learner().map.options, expected);
 }
 
-TEST(GeomAverageMissingTest, MapWithoutTheSwitchSwitchesTheProgramsChoiceOff) {
+TEST(GeomAverageMissingTest, MapWithoutTheSwitchTurnsTheProgramsChoiceOff) {
     EXPECT_FALSE(outcome_of_first_learner().is_geometric);
 }
 

@@ -13,11 +13,11 @@ const Learner_outcome& outcome_of_first_learner() {
     return outcome;
 }
 
-TEST(GeomAverageOtherTest, EveryValueButOneSwitchesTheGeometricAverageOff) {
+TEST(GeomAverageOtherTest, EveryValueButOneTurnsTheGeometricAverageOff) {
     EXPECT_FALSE(outcome_of_first_learner().is_geometric);
 }
 
-TEST(GeomAverageOtherTest, ValueStaysAsItStands) {
+TEST(GeomAverageOtherTest, ValueInTheMapIsUnchanged) {
     EXPECT_EQ(outcome_of_first_learner().map.options.at("GeomAverage"), "11");
 }
 

@@ -15,11 +15,11 @@ bool positive_method_after_first_trainer() {
     return outcome;
 }
 
-TEST(InitOptionalFlagsGivenTest, FirstTrainerSwitchesThePositiveMethodOn) {
+TEST(InitOptionalFlagsGivenTest, FirstTrainerTurnsThePositiveMethodOn) {
     EXPECT_TRUE(positive_method_after_first_trainer());
 }
 
-TEST(InitOptionalFlagsGivenTest, SwitchOutlivesTheMap) {
+TEST(InitOptionalFlagsGivenTest, SwitchRemainsAfterTheMapIsDestroyed) {
     positive_method_after_first_trainer();
 
     EXPECT_EQ(g_test_zandrel_opts, nullptr);

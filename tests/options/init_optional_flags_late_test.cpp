@@ -23,7 +23,7 @@ TEST(InitOptionalFlagsLateTest, MapLoadedAfterTheFirstTrainerChangesNothing) {
     EXPECT_FALSE(g_use_positive_method);
 }
 
-TEST(InitOptionalFlagsLateTest, MapLoadedAfterTheFirstTrainerIsNotAsked) {
+TEST(InitOptionalFlagsLateTest, MapLoadedAfterTheFirstTrainerIsNotRead) {
     zeOptMap map;
 
     load_after_first_trainer(map, "");
@@ -31,7 +31,7 @@ TEST(InitOptionalFlagsLateTest, MapLoadedAfterTheFirstTrainerIsNotAsked) {
     EXPECT_THAT(map.options, testing::IsEmpty());
 }
 
-TEST(InitOptionalFlagsLateTest, FurtherCallsLookNoMore) {
+TEST(InitOptionalFlagsLateTest, FurtherCallsReadNoMap) {
     zeOptMap map;
     load_after_first_trainer(map, "PositiveMethod = 1\n");
 

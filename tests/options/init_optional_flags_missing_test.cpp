@@ -12,8 +12,8 @@ struct Outcome {
     zeOptMap map;
 };
 
-// The program has chosen the positive method by itself, a map without the switch is loaded, and
-// then the first trainer is made.
+// The program chooses the positive method itself, a map without the switch is loaded, and then the
+// first trainer is made.
 const Outcome& outcome_of_first_trainer() {
     static const Outcome outcome = [] {
         g_use_positive_method = true;
@@ -25,13 +25,13 @@ const Outcome& outcome_of_first_trainer() {
     return outcome;
 }
 
-TEST(InitOptionalFlagsMissingTest, LookUpEntersTheKeyWithAnEmptyValue) {
+TEST(InitOptionalFlagsMissingTest, LookUpAddsTheKeyWithAnEmptyValue) {
     const std::map<qtString, qtString> expected = {{"ClipValue", "3"}, {"PositiveMethod", ""}};
 
     EXPECT_EQ(outcome_of_first_trainer().map.options, expected);
 }
 
-TEST(InitOptionalFlagsMissingTest, MapWithoutTheSwitchLeavesTheProgramsChoice) {
+TEST(InitOptionalFlagsMissingTest, MapWithoutTheSwitchKeepsTheProgramsChoice) {
     EXPECT_TRUE(outcome_of_first_trainer().positive_method);
 }
 

@@ -20,11 +20,11 @@ const Outcome& outcome_of_first_trainer() {
     return outcome;
 }
 
-TEST(InitOptionalFlagsOtherTest, NoValueButOneSwitchesThePositiveMethodOn) {
+TEST(InitOptionalFlagsOtherTest, OnlyTheValueOneTurnsThePositiveMethodOn) {
     EXPECT_FALSE(outcome_of_first_trainer().positive_method);
 }
 
-TEST(InitOptionalFlagsOtherTest, ValueStaysAsItStands) {
+TEST(InitOptionalFlagsOtherTest, ValueInTheMapIsUnchanged) {
     EXPECT_EQ(outcome_of_first_trainer().map.Get("PositiveMethod"), "11");
 }
 

@@ -26,8 +26,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Kind = zeOptMap::Kind;
 
-// One key: the text that a test gives it, what the field then holds and how it is written, and the
-// same for a new container. Numbers stand for flags too.
+// One key: the text that a test sets, the value that the field then has and the text written for
+// it; and both for a new container. Flags are given as numbers.
 struct Key_row {
     const char* key;
     Kind kind;
@@ -57,7 +57,7 @@ double bag_weight(const zeManager& manager) {
 using D = zeDefaults;
 using C = zeConfig;
 
-// Fractions in the texts of integer keys are cut off.
+// Texts of integer keys lose their fractions.
 // clang-format off
 const Key_row kRows[] = {
     {"ClipValue", Kind::integer, "2.9", 2, "2", 3, "3", setting<&D::clip_value>},
@@ -114,14 +114,14 @@ double field_of(const zeManager& manager, std::string_view key) {
     return 0.0;
 }
 
-// A map that SetKcDefaults takes.
+// A map that SetKcDefaults accepts.
 zeOptMap switched_on() {
     zeOptMap map;
     map.Add("UseExtParms", 1);
     return map;
 }
 
-// A map that has all rows' texts.
+// A map with the texts of all rows.
 zeOptMap full_map() {
     zeOptMap map = switched_on();
     for (const Key_row& row : kRows) {
@@ -132,14 +132,14 @@ zeOptMap full_map() {
 
 class zeOptMapSettingsTest : public testing::Test {
 protected:
-    // Gives the container one setting.
+    // Sets one setting of the container.
     void Set(const char* key, const char* text) {
         zeOptMap map = switched_on();
         map.Add(key, text);
         map.SetKcDefaults(manager, false);
     }
 
-    // How the container's setting is written.
+    // The text that is written for the container's setting.
     qtString Written(const char* key) {
         zeOptMap map;
         map.GetKcDefaults(manager);
@@ -163,7 +163,7 @@ TEST_F(zeOptMapSettingsTest, KnownKeysAreThoseOfTheTableInItsOrder) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, EachKeySetsItsOwnFieldAndNoOther) {
+TEST_F(zeOptMapSettingsTest, EachKeySetsOnlyItsOwnField) {
     for (std::size_t i = 0; i < std::size(kRows); ++i) {
         SCOPED_TRACE(kRows[i].key);
         manager = qtPtrLight<zeManager>(new zeManager);
@@ -186,7 +186,7 @@ TEST_F(zeOptMapSettingsTest, EachFieldIsWrittenBack) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, GetKcDefaultsWritesANewContainersSettingsAndNothingElse) {
+TEST_F(zeOptMapSettingsTest, GetKcDefaultsWritesOnlyTheSettingsOfANewContainer) {
     zeOptMap map;
 
     map.GetKcDefaults(manager);
@@ -210,7 +210,7 @@ TEST_F(zeOptMapSettingsTest, GetKcDefaultsReplacesOldValuesAndKeepsOtherKeys) {
     EXPECT_EQ(map.Get("MyOwn"), "kept");
 }
 
-TEST_F(zeOptMapSettingsTest, GetKcDefaultsKeepsTheFractionOfAFieldThatIsReadWithoutIt) {
+TEST_F(zeOptMapSettingsTest, GetKcDefaultsKeepsTheFractionEvenIfReadingDropsIt) {
     manager->m_defaults.clip_value = 2.5;
     manager->m_defaults.min_Rlimit = 0.25;
 
@@ -261,7 +261,7 @@ TEST_F(zeOptMapSettingsTest, AbsentClipValueKeepsAFraction) {
     EXPECT_EQ(manager->m_defaults.clip_value, 2.5);
 }
 
-TEST_F(zeOptMapSettingsTest, FlagsAreTrueForEveryIntegerButZero) {
+TEST_F(zeOptMapSettingsTest, FlagsAreTrueForEveryNonZeroInteger) {
     struct Row {
         const char* text;
         bool flag;
@@ -287,7 +287,7 @@ TEST_F(zeOptMapSettingsTest, FlagsAreTrueForEveryIntegerButZero) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, ClipValueBelowZeroBecomesZero) {
+TEST_F(zeOptMapSettingsTest, NegativeClipValueBecomesZero) {
     for (const char* const text : {"-2", "-1", "0", "-0.5", "-99999999999", "none"}) {
         SCOPED_TRACE(text);
         manager->m_defaults.clip_value = 3.0;
@@ -319,7 +319,7 @@ TEST_F(zeOptMapSettingsTest, OtherSignedNumbersMayBeNegative) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, UnsignedNumbersBelowZeroBecomeZero) {
+TEST_F(zeOptMapSettingsTest, NegativeUnsignedNumbersBecomeZero) {
     for (const char* const key : {"EachCatReserveSize", "EachCatTrainSize", "ActivateFeedback"}) {
         SCOPED_TRACE(key);
 
@@ -329,7 +329,7 @@ TEST_F(zeOptMapSettingsTest, UnsignedNumbersBelowZeroBecomeZero) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, UnsignedNumbersReachBeyondTheSignedOnes) {
+TEST_F(zeOptMapSettingsTest, UnsignedNumbersMayBeAboveTheSignedMaximum) {
     Set("ActivateFeedback", "4000000000");
 
     EXPECT_EQ(manager->m_config.activate_feedback, 4000000000U);
@@ -357,7 +357,7 @@ TEST_F(zeOptMapSettingsTest, LifeExpectancyKeepsTheLowByte) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, LearnSpeedScaleKnowsTwoWords) {
+TEST_F(zeOptMapSettingsTest, LearnSpeedScaleAcceptsTwoWords) {
     manager->m_defaults.learn_speed_scale = 2;
 
     Set("LearnSpeedScale", "sqrt");
@@ -439,7 +439,7 @@ TEST_F(zeOptMapSettingsTest, UseExtParmsOfZeroIgnoresTheMap) {
     }
 }
 
-TEST_F(zeOptMapSettingsTest, UseExtParmsOfAnyOtherIntegerTakesTheMap) {
+TEST_F(zeOptMapSettingsTest, UseExtParmsOfAnyOtherIntegerAppliesTheMap) {
     for (const char* const text : {"1", "2", "-1"}) {
         SCOPED_TRACE(text);
         manager->m_defaults.profile_size = 1000;
@@ -486,8 +486,8 @@ std::vector<double> settings_of(const zeStat_storage& model) {
     return values;
 }
 
-// A statistical root, below it a rule node, and below that another statistical node; one
-// statistical node stands outside the tree. All classifiers are as if just written to a file.
+// A statistical root, a rule node below it, and another statistical node below that. A further
+// statistical node is outside the tree. All classifiers are marked as just written to a file.
 class zeOptMapPropagationTest : public testing::Test {
 protected:
     zeOptMapPropagationTest() {
@@ -520,7 +520,7 @@ protected:
     zeOptMap map = full_map();
 };
 
-TEST_F(zeOptMapPropagationTest, GivesEachModelOfTheTreeAllSettings) {
+TEST_F(zeOptMapPropagationTest, EachModelOfTheTreeGetsAllSettings) {
     qtPtrLight<zeManager> source(new zeManager);
     map.SetKcDefaults(source, false);
     zeDefaults settings = source->m_defaults;
@@ -533,14 +533,14 @@ TEST_F(zeOptMapPropagationTest, GivesEachModelOfTheTreeAllSettings) {
     EXPECT_EQ(settings_of(*inner_matcher.m_storage), settings_of(model));
 }
 
-TEST_F(zeOptMapPropagationTest, MarksTheMatchersOfTheTreeAsChanged) {
+TEST_F(zeOptMapPropagationTest, MatchersOfTheTreeAreMarkedAsChanged) {
     zeOptMap().PropogateChange(manager, manager->m_defaults);
 
     EXPECT_TRUE(root_matcher.m_dirty);
     EXPECT_TRUE(inner_matcher.m_dirty);
 }
 
-TEST_F(zeOptMapPropagationTest, LeavesAClassifierThatIsNotStatistical) {
+TEST_F(zeOptMapPropagationTest, OtherClassifiersAreUnchanged) {
     zeOptMap().PropogateChange(manager, manager->m_defaults);
 
     EXPECT_FALSE(rule_classifier->m_dirty);
@@ -548,7 +548,7 @@ TEST_F(zeOptMapPropagationTest, LeavesAClassifierThatIsNotStatistical) {
     EXPECT_THAT(rule_classifier->asked_children, IsEmpty());
 }
 
-TEST_F(zeOptMapPropagationTest, LeavesWhatStandsOutsideTheTree) {
+TEST_F(zeOptMapPropagationTest, ClassifiersOutsideTheTreeAreUnchanged) {
     zeDefaults settings;
     settings.profile_size = 501;
 
@@ -558,7 +558,7 @@ TEST_F(zeOptMapPropagationTest, LeavesWhatStandsOutsideTheTree) {
     EXPECT_EQ(outer_matcher.m_storage->m_profile_size, 1000);
 }
 
-TEST_F(zeOptMapPropagationTest, LeavesTheContainersOwnSettings) {
+TEST_F(zeOptMapPropagationTest, ContainersOwnSettingsAreUnchanged) {
     zeDefaults settings;
     settings.profile_size = 501;
 
@@ -567,7 +567,7 @@ TEST_F(zeOptMapPropagationTest, LeavesTheContainersOwnSettings) {
     EXPECT_TRUE(manager->m_defaults == zeDefaults());
 }
 
-TEST_F(zeOptMapPropagationTest, FeedsNoMatcherAnew) {
+TEST_F(zeOptMapPropagationTest, NoMatcherIsFedAgain) {
     zeNode* category = MakeNode("category");
     bool added = false;
     root_matcher.m_storage->get_or_add_profile(category, added);
@@ -582,7 +582,7 @@ TEST_F(zeOptMapPropagationTest, FeedsNoMatcherAnew) {
     EXPECT_THAT(root_matcher.m_node->m_children, ElementsAre(rule_node));
 }
 
-TEST_F(zeOptMapPropagationTest, DoesNothingInAnEmptyContainer) {
+TEST_F(zeOptMapPropagationTest, NothingHappensInAnEmptyContainer) {
     qtPtrLight<zeManager> empty(new zeManager);
 
     map.SetKcDefaults(empty, true);
@@ -592,7 +592,7 @@ TEST_F(zeOptMapPropagationTest, DoesNothingInAnEmptyContainer) {
     EXPECT_EQ(empty->m_defaults.profile_size, 501);
 }
 
-TEST_F(zeOptMapPropagationTest, SetKcDefaultsPropagatesOnlyIfAsked) {
+TEST_F(zeOptMapPropagationTest, SetKcDefaultsPropagatesOnlyIfRequested) {
     map.SetKcDefaults(manager, false);
     EXPECT_EQ(manager->m_defaults.profile_size, 501);
     EXPECT_EQ(root_matcher.m_storage->m_profile_size, 1000);
@@ -605,7 +605,7 @@ TEST_F(zeOptMapPropagationTest, SetKcDefaultsPropagatesOnlyIfAsked) {
     EXPECT_TRUE(root_matcher.m_dirty);
 }
 
-TEST_F(zeOptMapPropagationTest, RefusedOrIgnoredMapReachesNoModel) {
+TEST_F(zeOptMapPropagationTest, RefusedOrIgnoredMapChangesNoModel) {
     map.Add("LearnSpeedScale", "fast");
     EXPECT_QTX(map.SetKcDefaults(manager, true), zeOptMap, 2, "Invalid Learn Speed Scale: fast");
     map.Add("LearnSpeedScale", "sqrt");

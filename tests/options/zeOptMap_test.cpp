@@ -28,7 +28,7 @@ Entries loaded(std::string_view content) {
 
 // The file's lines.
 
-TEST(zeOptMapTest, LoadPartsKeyAndValueAtAnyRunOfSeparators) {
+TEST(zeOptMapTest, LoadSplitsKeyAndValueAtAnyRunOfSeparators) {
     for (const char* const line :
          {"ClipValue=3", "ClipValue 3", "ClipValue\t3", "ClipValue\r3", "ClipValue  3  # comment",
           "ClipValue = 3", "ClipValue==3", "ClipValue \t=\r 3", "  ClipValue=3  ",
@@ -39,7 +39,7 @@ TEST(zeOptMapTest, LoadPartsKeyAndValueAtAnyRunOfSeparators) {
     }
 }
 
-TEST(zeOptMapTest, LoadEndsAValueAtAHashATabOrAReturn) {
+TEST(zeOptMapTest, LoadEndsAValueAtAHashTabOrReturn) {
     struct Row {
         const char* line;
         const char* value;
@@ -64,7 +64,7 @@ TEST(zeOptMapTest, LoadEndsAValueAtAHashATabOrAReturn) {
     }
 }
 
-TEST(zeOptMapTest, LoadGivesALoneKeyAnEmptyValue) {
+TEST(zeOptMapTest, LoadGivesAKeyWithoutAValueAnEmptyOne) {
     for (const char* const line : {"Key", "Key =", "Key ", "Key\t=\r\n"}) {
         SCOPED_TRACE(line);
 
@@ -86,7 +86,7 @@ TEST(zeOptMapTest, LoadSkipsEmptyLinesAndComments) {
     EXPECT_THAT(loaded("\n \t\r\n# Key = 1\n  # Key = 2\n#\n"), IsEmpty());
 }
 
-TEST(zeOptMapTest, LoadReadsEveryLineWithOrWithoutAnEndOfTheLast) {
+TEST(zeOptMapTest, LoadReadsTheLastLineWithOrWithoutAnEnd) {
     const Entries both = {{"A", "1"}, {"B", "2"}};
 
     EXPECT_EQ(loaded("A = 1\nB = 2"), both);
@@ -94,16 +94,16 @@ TEST(zeOptMapTest, LoadReadsEveryLineWithOrWithoutAnEndOfTheLast) {
     EXPECT_EQ(loaded("A = 1\r\nB = 2\r\n"), both);
 }
 
-TEST(zeOptMapTest, LoadLetsALaterLineReplaceAnEarlierOne) {
+TEST(zeOptMapTest, LoadReplacesAnEarlierLineByALaterOne) {
     EXPECT_EQ(loaded("Key = 1\nOther = 2\nKey = 3\n"), (Entries{{"Key", "3"}, {"Other", "2"}}));
     EXPECT_EQ(loaded("Key = 1\nKey\n"), (Entries{{"Key", ""}}));
 }
 
-TEST(zeOptMapTest, LoadTellsCapitalFromSmallLetters) {
+TEST(zeOptMapTest, LoadDistinguishesCapitalFromSmallLetters) {
     EXPECT_EQ(loaded("Key = 1\nkey = 2\n"), (Entries{{"Key", "1"}, {"key", "2"}}));
 }
 
-TEST(zeOptMapTest, LoadAddsToWhatTheMapHolds) {
+TEST(zeOptMapTest, LoadKeepsTheMapsOtherEntries) {
     const Options_file file("Both = new\nFile = 1\n");
     zeOptMap map;
     map.options = {{"Both", "old"}, {"Map", "2"}};
@@ -113,7 +113,7 @@ TEST(zeOptMapTest, LoadAddsToWhatTheMapHolds) {
     EXPECT_EQ(map.options, (Entries{{"Both", "new"}, {"File", "1"}, {"Map", "2"}}));
 }
 
-TEST(zeOptMapTest, LoadRaisesForWhatCannotBeReadAndChangesNothing) {
+TEST(zeOptMapTest, LoadOfAnUnreadableFileRaisesAndChangesNothing) {
     zeOptMap map;
     map.Add("Key", 1);
     const qtString directory(testing::TempDir());
@@ -130,7 +130,7 @@ TEST(zeOptMapTest, LoadRaisesForWhatCannotBeReadAndChangesNothing) {
 
 // Dump.
 
-TEST(zeOptMapTest, DumpWritesOneLineAnEntryInTheOrderOfTheirBytes) {
+TEST(zeOptMapTest, DumpWritesOneLineForEachEntryInTheOrderOfBytes) {
     const Options_file file("what stood there before, and was longer than what comes now ......");
     zeOptMap map;
     map.options = {{"b", "last"}, {"Z", ""}, {"A", "one two"}, {"", "no key"}};
@@ -167,7 +167,7 @@ TEST(zeOptMapTest, DumpThenLoadGivesTheSameMap) {
     EXPECT_EQ(read_back.options, map.options);
 }
 
-TEST(zeOptMapTest, DumpThenLoadLosesWhatTheFileTakesForSeparatorsOrComments) {
+TEST(zeOptMapTest, DumpThenLoadLosesSeparatorsAndComments) {
     const Options_file file;
     zeOptMap map;
     map.options = {{"Equals", "=x"}, {"Hash", "one#two"}, {"Space", " x "}, {"Tab", "one\ttwo"}};
@@ -180,7 +180,7 @@ TEST(zeOptMapTest, DumpThenLoadLosesWhatTheFileTakesForSeparatorsOrComments) {
               (Entries{{"Equals", "x"}, {"Hash", "one"}, {"Space", "x"}, {"Tab", "one"}}));
 }
 
-TEST(zeOptMapTest, DumpLeavesTheMapOfTheTrainersAlone) {
+TEST(zeOptMapTest, DumpDoesNotChangeTheMapOfTheTrainers) {
     const Options_file file;
     zeOptMap map;
 
@@ -207,7 +207,7 @@ TEST(zeOptMapTest, DumpRaisesForAPathWithAZeroByteAndWritesNoOtherFile) {
     EXPECT_EQ(file.content(), "kept");
 }
 
-// The short text fails when the file is closed, the long one before.
+// The short text fails when the file is closed, the long one before that.
 TEST(zeOptMapTest, DumpRaisesIfTheDeviceIsFull) {
     for (const std::size_t value_size : {std::size_t{1}, std::size_t{1000000}}) {
         SCOPED_TRACE(value_size);
@@ -260,7 +260,7 @@ TEST(zeOptMapTest, AddReplacesAnOldValue) {
 
 // Get and GetI.
 
-TEST(zeOptMapTest, GetGivesEveryValueAsItStands) {
+TEST(zeOptMapTest, GetReturnsEveryValueUnchanged) {
     for (const char* const value : {"text", "", "leave", " 3 "}) {
         SCOPED_TRACE(value);
         zeOptMap map;
@@ -270,7 +270,7 @@ TEST(zeOptMapTest, GetGivesEveryValueAsItStands) {
     }
 }
 
-TEST(zeOptMapTest, GetGivesTheEmptyTextForALoneKeyOfAFile) {
+TEST(zeOptMapTest, GetReturnsTheEmptyTextForAKeyWithoutAValue) {
     const Options_file file("Key\n");
     zeOptMap map;
     map.Load(file.path());
@@ -278,7 +278,7 @@ TEST(zeOptMapTest, GetGivesTheEmptyTextForALoneKeyOfAFile) {
     EXPECT_EQ(map.Get("Key"), "");
 }
 
-TEST(zeOptMapTest, GetRaisesForAMissingKeyAndEntersNone) {
+TEST(zeOptMapTest, GetRaisesForAMissingKeyAndAddsNone) {
     zeOptMap map;
 
     EXPECT_QTX_ARGS(map.Get("Key"), zeOptMap, 1, "Missing Option: Key", {"Key"});
@@ -286,7 +286,7 @@ TEST(zeOptMapTest, GetRaisesForAMissingKeyAndEntersNone) {
     EXPECT_THAT(map.options, IsEmpty());
 }
 
-TEST(zeOptMapTest, GetIGivesTheLeadingInteger) {
+TEST(zeOptMapTest, GetIReturnsTheLeadingInteger) {
     struct Row {
         const char* text;
         int number;
@@ -322,7 +322,7 @@ TEST(zeOptMapTest, GetIRaisesForAMissingKey) {
 
 // Optional.
 
-TEST(zeOptMapTest, OptionalGivesAValueThatIsThere) {
+TEST(zeOptMapTest, OptionalReturnsAGivenValue) {
     zeOptMap map;
     map.options = {{"Text", "some text"}, {"Number", "-2.5x"}, {"Unsigned", "4000000000"}};
     const qtString default_text("default");
@@ -340,7 +340,7 @@ TEST(zeOptMapTest, OptionalGivesAValueThatIsThere) {
     EXPECT_TRUE(found);
 }
 
-// Puts what counts as absent behind the key "Key".
+// Sets a value that counts as absent for the key "Key".
 struct Absent_row {
     const char* name;
     Entries entries;
@@ -352,7 +352,7 @@ const Absent_row kAbsentRows[] = {
     {"leave", {{"Key", "leave"}}},
 };
 
-TEST(zeOptMapTest, OptionalGivesTheDefaultForAnAbsentValue) {
+TEST(zeOptMapTest, OptionalReturnsTheDefaultForAnAbsentValue) {
     for (const Absent_row& row : kAbsentRows) {
         SCOPED_TRACE(row.name);
         zeOptMap map;
@@ -374,7 +374,7 @@ TEST(zeOptMapTest, OptionalGivesTheDefaultForAnAbsentValue) {
     }
 }
 
-TEST(zeOptMapTest, OptionalTakesNoPointerForFound) {
+TEST(zeOptMapTest, OptionalAcceptsNullForFound) {
     const qtString default_text("default");
     zeOptMap map;
     map.Add("Key", "3");
@@ -401,7 +401,7 @@ TEST(zeOptMapTest, OptionalTakesOnlyTheExactWordForLeave) {
     }
 }
 
-TEST(zeOptMapTest, OptionalFindsATextWithoutANumberAndGivesZero) {
+TEST(zeOptMapTest, OptionalFindsATextWithoutANumberAndReturnsZero) {
     zeOptMap map;
     map.Add("Key", "text");
     bool found = false;
@@ -414,7 +414,7 @@ TEST(zeOptMapTest, OptionalFindsATextWithoutANumberAndGivesZero) {
     EXPECT_TRUE(found);
 }
 
-TEST(zeOptMapTest, OptionalGivesTheNearestNumberOfTheType) {
+TEST(zeOptMapTest, OptionalReturnsTheNearestNumberOfTheType) {
     zeOptMap map;
     map.options = {{"Negative", "-5"}, {"Great", "99999999999"}};
 
@@ -425,7 +425,7 @@ TEST(zeOptMapTest, OptionalGivesTheNearestNumberOfTheType) {
 
 // The map of the trainers' switches.
 
-TEST(zeOptMapTest, LoadMakesTheMapThatOfTheTrainers) {
+TEST(zeOptMapTest, LoadedMapBecomesTheMapOfTheTrainers) {
     const Options_file file("Key = 1\n");
     zeOptMap map;
     ASSERT_EQ(g_test_zandrel_opts, nullptr);
@@ -435,7 +435,7 @@ TEST(zeOptMapTest, LoadMakesTheMapThatOfTheTrainers) {
     EXPECT_EQ(g_test_zandrel_opts, &map);
 }
 
-TEST(zeOptMapTest, LoadOfAnEmptyFileGivesAnEmptyMapAndMakesItThatOfTheTrainers) {
+TEST(zeOptMapTest, LoadOfAnEmptyFileGivesAnEmptyMapForTheTrainers) {
     const Options_file file("");
     zeOptMap map;
 
@@ -458,7 +458,7 @@ TEST(zeOptMapTest, LoadReplacesTheMapOfTheTrainers) {
     EXPECT_EQ(g_test_zandrel_opts, &first);
 }
 
-TEST(zeOptMapTest, FailingLoadLeavesTheMapOfTheTrainers) {
+TEST(zeOptMapTest, FailedLoadKeepsTheMapOfTheTrainers) {
     const Options_file file("");
     const qtString missing = file.path() + "/missing";
     zeOptMap loaded_before;
@@ -472,7 +472,7 @@ TEST(zeOptMapTest, FailingLoadLeavesTheMapOfTheTrainers) {
     EXPECT_EQ(g_test_zandrel_opts, &loaded_before);
 }
 
-TEST(zeOptMapTest, DestructorOfTheTrainersMapLeavesThemNone) {
+TEST(zeOptMapTest, TrainersHaveNoMapAfterItsDestruction) {
     const Options_file file("");
     auto map = std::make_unique<zeOptMap>();
     map->Load(file.path());
@@ -482,7 +482,7 @@ TEST(zeOptMapTest, DestructorOfTheTrainersMapLeavesThemNone) {
     EXPECT_EQ(g_test_zandrel_opts, nullptr);
 }
 
-TEST(zeOptMapTest, DestructorOfAnotherMapLeavesThatOfTheTrainers) {
+TEST(zeOptMapTest, DestructionOfAnotherMapKeepsTheMapOfTheTrainers) {
     const Options_file file("Key = 1\n");
     auto earlier = std::make_unique<zeOptMap>();
     earlier->Load(file.path());
@@ -496,7 +496,7 @@ TEST(zeOptMapTest, DestructorOfAnotherMapLeavesThatOfTheTrainers) {
     EXPECT_EQ(g_test_zandrel_opts, &map);
 }
 
-TEST(zeOptMapTest, CopiesTheEntriesAlone) {
+TEST(zeOptMapTest, CopyHasOnlyTheEntries) {
     const Options_file file("Key = 1\n");
     zeOptMap map;
     map.Load(file.path());

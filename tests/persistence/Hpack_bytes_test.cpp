@@ -1,4 +1,4 @@
-// The bytes of packages, worked out by hand.
+// The bytes of packages. The expected bytes were worked out by hand.
 #include "zandrel/persistence/Hpack.h"
 
 #include <string>
@@ -18,7 +18,7 @@ protected:
 
 TYPED_TEST_SUITE(HpackBytesTest, Package_places);
 
-TYPED_TEST(HpackBytesTest, NewPackageSaysThatItIsBeingWritten) {
+TYPED_TEST(HpackBytesTest, NewPackageIsMarkedAsUnfinished) {
     this->open('w');
     this->pack.SetFileID(0x01020304, 0x0506, 0x07);
 
@@ -34,7 +34,7 @@ TYPED_TEST(HpackBytesTest, EmptyPackageIsHeaderAndIndex) {
               "4a 5b 6c 82 00 00 00 00");
 }
 
-TYPED_TEST(HpackBytesTest, ItemsAreFollowedByTheirIndex) {
+TYPED_TEST(HpackBytesTest, IndexFollowsTheItems) {
     this->open('w');
     this->pack.SetFileID(7, 2, 8);
     this->add("xy", "data");
@@ -50,7 +50,7 @@ TYPED_TEST(HpackBytesTest, ItemsAreFollowedByTheirIndex) {
               "00 00 00 02 78 79 00 00 00 10");
 }
 
-// "e" is appended at 24, behind the old index, and the new one at 38.
+// "e" is appended at 24, after the old index, and the new index at 38.
 TYPED_TEST(HpackBytesTest, ChangesFollowTheOldIndex) {
     this->open('w');
     this->pack.Close();

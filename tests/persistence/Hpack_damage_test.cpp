@@ -1,4 +1,5 @@
-// Damaged packages: an error of the package, or a harmless result; no crash and little memory.
+// Damaged packages: the result is an error of the package, or harmless. There must be no crash and
+// little use of memory.
 #include "zandrel/persistence/Hpack.h"
 
 #include <cstddef>
@@ -16,7 +17,8 @@
 
 namespace {
 
-// Whether `statement` raises nothing, or one of the errors that a damaged package may lead to.
+// Returns true if `statement` raises nothing, and false if it raises an error that a damaged
+// package may cause.
 template <class Statement>
 bool is_harmless(Statement&& statement) {
     try {
@@ -34,7 +36,8 @@ bool is_harmless(Statement&& statement) {
 template <class Place>
 class HpackDamageTest : public Package_test<Place> {
 protected:
-    // A file, which takes longer, is tried at each seventh place: so each bit of a byte comes up.
+    // Files take longer, so the tests use only every seventh bit or position. 7 and 8 have no
+    // common divisor, so each bit of a byte still occurs.
     static constexpr std::size_t kStep = std::is_same_v<Place, Package_file> ? 7 : 1;
 
     void SetUp() override {
@@ -47,7 +50,7 @@ protected:
         sound = this->place.content();
     }
 
-    // Everything that can be done to a package, as far as it lets itself be opened.
+    // Does everything with the package that is possible if it opens.
     void use(const std::string& image) {
         this->place.hold(image);
         if (!is_harmless([&] { this->open('u'); })) {
@@ -85,7 +88,7 @@ protected:
 
 TYPED_TEST_SUITE(HpackDamageTest, Package_places);
 
-TYPED_TEST(HpackDamageTest, SurvivesEachFlippedBit) {
+TYPED_TEST(HpackDamageTest, EachFlippedBitIsSafe) {
     for (std::size_t bit = 0; bit < 8 * this->sound.size() && !testing::Test::HasFailure();
          bit += this->kStep) {
         SCOPED_TRACE(testing::Message() << "byte " << bit / 8 << ", bit " << bit % 8);
@@ -95,11 +98,12 @@ TYPED_TEST(HpackDamageTest, SurvivesEachFlippedBit) {
         this->use_within_limits(damaged);
     }
 
-    // At least the identity, and the tags, keys, lengths and blobs of the items.
+    // The package must open at least for every bit of the identity, and of the tags, keys, lengths
+    // and blobs of the items.
     EXPECT_GE(this->opened, 8U * (7 + 3 * 12 + 4 + 14 + 44) / this->kStep);
 }
 
-TYPED_TEST(HpackDamageTest, SurvivesTellingWordsAtEachPlace) {
+TYPED_TEST(HpackDamageTest, SpecialNumbersAtAllPositionsAreSafe) {
     for (std::size_t at = 0; at + 4 <= this->sound.size() && !testing::Test::HasFailure();
          at += this->kStep) {
         for (const char* word : {"00000000", "00000001", "7fffffff", "80000000", "fffffff0",
@@ -111,7 +115,7 @@ TYPED_TEST(HpackDamageTest, SurvivesTellingWordsAtEachPlace) {
     }
 }
 
-TYPED_TEST(HpackDamageTest, RefusesEachPackageThatLostItsEnd) {
+TYPED_TEST(HpackDamageTest, PackageCutAtAnyPlaceIsRefused) {
     for (std::size_t length = 0; length < this->sound.size(); ++length) {
         SCOPED_TRACE(length);
         const std::string left = this->sound.substr(0, length);

@@ -1,4 +1,5 @@
-// Packages on a disk that fails: each call of the system, in each way, once and for ever.
+// Packages on a disk that fails: each call of the system, with each kind of fault, once or
+// permanently.
 #include "zandrel/persistence/Hpack.h"
 
 #include <cstddef>
@@ -42,7 +43,7 @@ void seal_package() {
     Kc_seal::Write(kName);
 }
 
-// What the file holds: "none", or its "a" and the length of its "long".
+// The contents of the file: "none", or the data of "a" and the length of "long".
 std::string held() {
     Hpack pack;
     try {
@@ -56,7 +57,7 @@ std::string held() {
     return read_item(pack, "a") + ' ' + std::to_string(read_item(pack, "long").size());
 }
 
-// Whether it was done without an error.
+// Returns false if the work raises an error.
 bool is_done(void (*work)()) {
     try {
         work();
@@ -66,8 +67,8 @@ bool is_done(void (*work)()) {
     return true;
 }
 
-// Does the work with each of its calls failing. `check` is told whether it raised nothing, whether
-// only the close failed, and what the file holds then.
+// Does the work once for each of its calls, with that call failing. `check` gets three values:
+// whether nothing was raised, whether only the close failed, and the contents of the file.
 void fail_each_call(
     Fake_disk& disk, const std::string& before, void (*work)(),
     const std::function<void(bool is_done, bool is_late, const std::string& held)>& check) {
@@ -88,7 +89,8 @@ void fail_each_call(
                 has_failed = disk.calls.size() > call;
                 disk.heal();
                 EXPECT_EQ(disk.open_files, 0);
-                // What a close could not do, after all was written, is told without harm.
+                // If only the close fails, everything is already written. The error is reported,
+                // but the package is complete.
                 const bool is_late =
                     !disk.failed.empty() && disk.failed.front() == Fake_disk::Call::kClose;
                 check(is_complete, is_late, held());
@@ -102,7 +104,7 @@ protected:
     Fake_disk m_disk;
 };
 
-TEST_F(HpackFaultTest, NewPackageIsWholeOrRefused) {
+TEST_F(HpackFaultTest, NewPackageIsCompleteOrRefused) {
     std::size_t refused = 0;
 
     fail_each_call(m_disk, "", write_package,
@@ -128,8 +130,8 @@ TEST_F(HpackFaultTest, ChangedPackageIsTheOldOrTheNewOne) {
     EXPECT_GT(kept, 20U);
 }
 
-// The file at each write, as if the process had died behind it.
-TEST_F(HpackFaultTest, PackageIsWholeOrRefusedWheneverTheProcessDies) {
+// Looks at the file after each write, as if the process had died then.
+TEST_F(HpackFaultTest, PackageIsCompleteOrRefusedWheneverTheProcessDies) {
     std::size_t count = 0;
     std::vector<std::string> images;
     m_disk.on_write = [&](std::uint64_t, std::string_view) {
@@ -151,8 +153,8 @@ TEST_F(HpackFaultTest, PackageIsWholeOrRefusedWheneverTheProcessDies) {
     EXPECT_GT(new_images, 3U);
 }
 
-// Sealing writes over the index of the package.
-TEST_F(HpackFaultTest, SealedPackageIsWholeOrRefused) {
+// Sealing overwrites the index of the package.
+TEST_F(HpackFaultTest, SealedPackageIsCompleteOrRefused) {
     write_package();
     const std::string before = m_disk.files[kName];
     int refused = 0;
@@ -168,7 +170,7 @@ TEST_F(HpackFaultTest, SealedPackageIsWholeOrRefused) {
     EXPECT_GT(refused, 3);
 }
 
-TEST_F(HpackFaultTest, SealedPackageIsWholeOrRefusedWheneverTheProcessDies) {
+TEST_F(HpackFaultTest, SealedPackageIsCompleteOrRefusedWheneverTheProcessDies) {
     std::vector<std::string> images;
     write_package();
     m_disk.on_write = [&](std::uint64_t, std::string_view) {

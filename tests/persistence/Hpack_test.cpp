@@ -24,14 +24,14 @@ class HpackTest : public Package_test<Place> {};
 
 TYPED_TEST_SUITE(HpackTest, Package_places);
 
-TYPED_TEST(HpackTest, IsOverAPlainDeviceUntilItIsOpened) {
+TYPED_TEST(HpackTest, NewObjectHasAPlainDevice) {
     EXPECT_TRUE(has_plain_device(this->pack));
     EXPECT_TRUE(Package_identity(this->pack).is_bad);
     EXPECT_EQ(this->pack.GetIndexSize(), 0U);
     EXPECT_NO_THROW(this->pack.Close());
 }
 
-TYPED_TEST(HpackTest, ReadsWhatItWrote) {
+TYPED_TEST(HpackTest, WrittenItemsAreReadBack) {
     const std::string zero_key("\0k", 2);
     const std::string long_blob(3 * SegBuf::kSegmentSize + 5, 'l');
     this->open('w');
@@ -50,7 +50,7 @@ TYPED_TEST(HpackTest, ReadsWhatItWrote) {
     EXPECT_EQ(this->get(qtString(zero_key)), "zero");
 }
 
-TYPED_TEST(HpackTest, DataOfAnItemAreTakenInPieces) {
+TYPED_TEST(HpackTest, DataOfAnItemCanBeReadInPieces) {
     const std::string blob(3 * SegBuf::kSegmentSize + 5, 'l');
     this->open('w');
     this->add("long", blob);
@@ -68,7 +68,7 @@ TYPED_TEST(HpackTest, DataOfAnItemAreTakenInPieces) {
     EXPECT_EQ(this->get("other"), "o");
 }
 
-TYPED_TEST(HpackTest, KeepsTheIdentityOfItsOwner) {
+TYPED_TEST(HpackTest, IdentityOfTheOwnerIsKept) {
     this->open('w');
     this->pack.SetFileID(0xFEDCBA98, 0x7654, 0x32);
     this->pack.Close();
@@ -82,7 +82,7 @@ TYPED_TEST(HpackTest, KeepsTheIdentityOfItsOwner) {
     EXPECT_FALSE(identity.is_bad);
 }
 
-TYPED_TEST(HpackTest, ClosedPackageForgetsWhatItHeld) {
+TYPED_TEST(HpackTest, ClosedObjectIsEmpty) {
     this->make();
     this->open('r');
 
@@ -104,7 +104,7 @@ TYPED_TEST(HpackTest, PackageMayHaveNoItems) {
     EXPECT_EQ(this->pack.GetIndexSize(), 0U);
 }
 
-TYPED_TEST(HpackTest, OffsetOfTheIndexIsThatOfTheFile) {
+TYPED_TEST(HpackTest, GetIndexOffsetReturnsTheOffsetInTheFile) {
     EXPECT_EQ(this->pack.GetIndexOffset(), 0U);
     this->open('w');
     EXPECT_EQ(this->pack.GetIndexOffset(), 0U);
@@ -131,7 +131,7 @@ TYPED_TEST(HpackTest, LastItemOfAKeyWins) {
     EXPECT_EQ(this->get("k"), "second");
 }
 
-TYPED_TEST(HpackTest, WritesOverAnItem) {
+TYPED_TEST(HpackTest, ItemIsOverwritten) {
     this->make();
     this->open('u');
     this->add("b", "OXEN", 16);
@@ -143,14 +143,14 @@ TYPED_TEST(HpackTest, WritesOverAnItem) {
     EXPECT_EQ(this->get("b"), "OXEN");
 }
 
-TYPED_TEST(HpackTest, RefusesToWriteOverTheHeader) {
+TYPED_TEST(HpackTest, OverwritingTheHeaderIsRefused) {
     this->open('w');
 
     EXPECT_QTX_ARGS(this->add("k", "data", 15), HioErr, 2,
                     "Invalid file offset in file " + this->place.name(), {this->place.name()});
 }
 
-TYPED_TEST(HpackTest, BeginsANewPackageInPlaceOfWhatWasThere) {
+TYPED_TEST(HpackTest, ModeWReplacesAnExistingPackage) {
     this->make();
     this->open('w');
     this->add("c", "new");
@@ -163,7 +163,7 @@ TYPED_TEST(HpackTest, BeginsANewPackageInPlaceOfWhatWasThere) {
     EXPECT_EQ(Package_identity(this->pack).id, 0U);
 }
 
-TYPED_TEST(HpackTest, AddsToWhatIsThere) {
+TYPED_TEST(HpackTest, ModeUAddsToAnExistingPackage) {
     this->make();
     this->open('u');
     this->add("c", "new");
@@ -179,7 +179,7 @@ TYPED_TEST(HpackTest, AddsToWhatIsThere) {
     EXPECT_EQ(Package_identity(this->pack).id, 0x278F9D40U);
 }
 
-TYPED_TEST(HpackTest, KeepsTheOldIndexUntilItIsClosed) {
+TYPED_TEST(HpackTest, OldIndexRemainsUntilTheClose) {
     this->make();
     {
         Hpack broken_off;
@@ -194,7 +194,7 @@ TYPED_TEST(HpackTest, KeepsTheOldIndexUntilItIsClosed) {
     EXPECT_EQ(this->get("a"), "one");
 }
 
-TYPED_TEST(HpackTest, IdentityReachesTheHeaderAtOnce) {
+TYPED_TEST(HpackTest, IdentityIsWrittenToTheHeaderAtOnce) {
     this->make();
     this->open('u');
 
@@ -205,7 +205,7 @@ TYPED_TEST(HpackTest, IdentityReachesTheHeaderAtOnce) {
     EXPECT_EQ(this->place.content().size(), 75U);
 }
 
-TYPED_TEST(HpackTest, ChangesNothingInWhatIsOnlyRead) {
+TYPED_TEST(HpackTest, ReadOnlyPackageIsNotChanged) {
     this->make();
     const std::string before = this->place.content();
 
@@ -218,7 +218,7 @@ TYPED_TEST(HpackTest, ChangesNothingInWhatIsOnlyRead) {
     }
 }
 
-TYPED_TEST(HpackTest, RefusesChangesOfWhatIsOnlyRead) {
+TYPED_TEST(HpackTest, ChangeOfAReadOnlyPackageIsRefused) {
     this->make();
     const std::string before = this->place.content();
 
@@ -232,7 +232,7 @@ TYPED_TEST(HpackTest, RefusesChangesOfWhatIsOnlyRead) {
     EXPECT_EQ(to_hex(this->place.content()), to_hex(before));
 }
 
-TYPED_TEST(HpackTest, ReportsWhatIsNoPackageAsBad) {
+TYPED_TEST(HpackTest, FileThatIsNoPackageIsReportedAsBad) {
     const struct {
         const char* what;
         std::string content;
@@ -259,7 +259,7 @@ TYPED_TEST(HpackTest, ReportsWhatIsNoPackageAsBad) {
     }
 }
 
-TYPED_TEST(HpackTest, LeavesWhatIsNoPackageAsItIs) {
+TYPED_TEST(HpackTest, FileThatIsNoPackageIsNotChanged) {
     const std::string content = "This is some text and no package.";
     this->place.hold(content);
     this->open('u');
@@ -271,7 +271,7 @@ TYPED_TEST(HpackTest, LeavesWhatIsNoPackageAsItIs) {
     EXPECT_EQ(this->place.content(), content);
 }
 
-TYPED_TEST(HpackTest, RefusesAPackageThatWasNotClosed) {
+TYPED_TEST(HpackTest, PackageThatWasNotClosedIsRefused) {
     {
         Hpack dropped;
         this->place.open(dropped, 'w');
@@ -283,9 +283,9 @@ TYPED_TEST(HpackTest, RefusesAPackageThatWasNotClosed) {
     EXPECT_TRUE(Package_identity(this->pack).is_bad);
 }
 
-// Places in the package of make: the index offset at 12, the index at 49, its count at 53, the
-// entry of "a" at 57 and that of "b" at 66.
-TYPED_TEST(HpackTest, RefusesAnIndexThatCannotBe) {
+// Positions in the package of make(): the index offset is at 12, the index at 49, its count at 53,
+// the entry of "a" at 57 and the entry of "b" at 66.
+TYPED_TEST(HpackTest, ImpossibleIndexIsRefused) {
     const struct {
         const char* what;
         std::size_t position;
@@ -324,7 +324,7 @@ TYPED_TEST(HpackTest, RefusesAnIndexThatCannotBe) {
     }
 }
 
-TYPED_TEST(HpackTest, RefusesAnUnknownKey) {
+TYPED_TEST(HpackTest, UnknownKeyIsRefused) {
     this->make();
     this->open('r');
 
@@ -332,9 +332,9 @@ TYPED_TEST(HpackTest, RefusesAnUnknownKey) {
     EXPECT_EQ(this->get("a"), "one");
 }
 
-// The item of "a" is at 33: its tag, the length of its key, its key at 41 and the length of its
+// The item of "a" is at 33: its tag, the length of its key, its key (at 41) and the length of its
 // data.
-TYPED_TEST(HpackTest, RefusesItemsThatAreNotWhatTheIndexTells) {
+TYPED_TEST(HpackTest, ItemThatDiffersFromTheIndexIsRefused) {
     const struct {
         const char* what;
         std::size_t position;
@@ -361,7 +361,7 @@ TYPED_TEST(HpackTest, RefusesItemsThatAreNotWhatTheIndexTells) {
     }
 }
 
-TYPED_TEST(HpackTest, RefusesDataThatCannotBeThereBeforeMemoryIsTaken) {
+TYPED_TEST(HpackTest, ImpossibleLengthOfDataIsRefusedBeforeMemoryIsAllocated) {
     this->make();
     this->patch(42, from_hex("7fffffff"));
     this->open('r');
@@ -371,7 +371,7 @@ TYPED_TEST(HpackTest, RefusesDataThatCannotBeThereBeforeMemoryIsTaken) {
     EXPECT_LT(meter.bytes(), 100000U);
 }
 
-TYPED_TEST(HpackTest, RefusesOtherModes) {
+TYPED_TEST(HpackTest, OtherModesAreRefused) {
     this->make();
     this->open('r');
 
@@ -380,7 +380,7 @@ TYPED_TEST(HpackTest, RefusesOtherModes) {
     EXPECT_EQ(this->pack.GetIndexSize(), 0U);
 }
 
-TYPED_TEST(HpackTest, OpeningDropsWhatWasOpen) {
+TYPED_TEST(HpackTest, OpeningClosesThePreviousPackage) {
     Package_buffer other;
     this->open('w');
     this->add("k", "data");
@@ -391,7 +391,7 @@ TYPED_TEST(HpackTest, OpeningDropsWhatWasOpen) {
     EXPECT_QTX(this->open('r'), Hpack, 1, "Cannot read index");
 }
 
-TYPED_TEST(HpackTest, WritesNoIndexAfterAFailedChange) {
+TYPED_TEST(HpackTest, NoIndexIsWrittenAfterAFailedChange) {
     this->open('w');
     this->add("k", "data");
     EXPECT_THROW(this->add("bad", "data", 1), qtX<HioErr>);
@@ -401,7 +401,7 @@ TYPED_TEST(HpackTest, WritesNoIndexAfterAFailedChange) {
     EXPECT_QTX(this->open('r'), Hpack, 1, "Cannot read index");
 }
 
-TEST(HpackFileTest, TellsOfAMissingFile) {
+TEST(HpackFileTest, MissingFileIsReported) {
     const Scratch_file disk;
     Hpack pack;
 
@@ -409,8 +409,8 @@ TEST(HpackFileTest, TellsOfAMissingFile) {
     EXPECT_QTX(pack.Open(disk.path(), 'u'), HioErr, 0, "Cannot open file: " + disk.path().str());
 }
 
-// The last bytes before 2^31 - 1 hold the head of an item, but not its data.
-TEST(HpackFileTest, GrowsToTheLimitOfItsDevice) {
+// The head of the last item fits below 2^31 - 1 bytes, but its data do not.
+TEST(HpackFileTest, PackageGrowsToTheLimitOfItsDevice) {
     const Scratch_file disk;
     Hpack pack;
     pack.Open(disk.path(), 'w');
@@ -423,7 +423,7 @@ TEST(HpackFileTest, GrowsToTheLimitOfItsDevice) {
     EXPECT_QTX(pack.Open(disk.path(), 'r'), Hpack, 1, "Cannot read index");
 }
 
-TEST(HpackBufferTest, MakesTheBufferThatIsMissing) {
+TEST(HpackBufferTest, MissingBufferIsMade) {
     qtPtr<qtBuffer> buffer;
     Hpack pack;
     pack.Open(buffer, 'r');

@@ -1,4 +1,5 @@
-// The seal of packages: its bytes, worked out by hand, what it covers, and how damage is reported.
+// The seal of packages: its bytes, worked out by hand; the parts that it covers; and the reports of
+// damage.
 #include "zandrel/persistence/Kc_seal.h"
 
 #include <cstddef>
@@ -36,7 +37,7 @@ bool verify(Package_buffer& place) {
     return Kc_seal::Verify(place.buffer);
 }
 
-// Returns a number of four bytes, the highest first.
+// The number as four bytes, highest first.
 std::string packed(std::uint32_t number) {
     return Hpack::MakeStringKey(number).str();
 }
@@ -49,10 +50,12 @@ template <class Place>
 class KcSealTest : public Package_test<Place> {
 protected:
     static constexpr const char* kSeal = "__Seal__";
-    // A file, which takes longer, is tried at each seventh place: so each bit of a byte comes up.
+    // Files take longer, so the tests use only every seventh bit. 7 and 8 have no common divisor,
+    // so each bit of a byte still occurs.
     static constexpr std::size_t kStep = std::is_same_v<Place, Package_file> ? 7 : 1;
 
-    // A closed package of a model, which takes more than one segment, its classifier and a manager.
+    // A closed package of a model that takes more than one segment, its classifier, and a manager's
+    // record.
     void make_container(const std::string& model = std::string(SegBuf::kSegmentSize + 100, 'm')) {
         this->open('w');
         this->pack.SetFileID(0x278F9D40, 2, 0x08);
@@ -67,7 +70,7 @@ protected:
         seal(this->place);
     }
 
-    // Replaces an item of a sealed package, which is still well formed afterwards.
+    // Replaces an item of a sealed package. The package is still well formed afterwards.
     void replace(const qtString& key, std::string_view data) {
         this->open('u');
         this->add(key, data);
@@ -99,7 +102,7 @@ TYPED_TEST(KcSealTest, SealHasFormItemsAndIdentity) {
                packed(bitwise_crc("manager")) + packed(bitwise_crc(identity))));
 }
 
-// The file of Package_test::make: items at 16 and 33, the index at 49.
+// The file of Package_test::make has items at 16 and 33, and the index at 49.
 TYPED_TEST(KcSealTest, SealTakesThePlaceOfTheIndex) {
     this->make();
     const std::string before = this->place.content();
@@ -111,7 +114,7 @@ TYPED_TEST(KcSealTest, SealTakesThePlaceOfTheIndex) {
     EXPECT_EQ(to_hex(after.substr(12, 4)), "00 00 00 63");  // the index is at 99
     EXPECT_EQ(to_hex(after.substr(49, 4)), "4a 5b 6c 73");
     EXPECT_EQ(to_hex(after.substr(99, 4)), "4a 5b 6c 82");
-    EXPECT_EQ(after.find(from_hex("4a 5b 6c 82")), 99U);  // there is no other index
+    EXPECT_EQ(after.find(from_hex("4a 5b 6c 82")), 99U);  // no other index remains
     EXPECT_EQ(after.size(), 141U);
 }
 
@@ -122,7 +125,7 @@ TYPED_TEST(KcSealTest, DocumentShowsTheFileThatIsSealed) {
     EXPECT_EQ(to_hex(bytes_of_block(ZANDREL_KC_DOCUMENT, "sealed")), to_hex(this->place.content()));
 }
 
-TYPED_TEST(KcSealTest, ChecksumsOfTheDocumentAreThoseOfBitwiseDivision) {
+TYPED_TEST(KcSealTest, ChecksumsOfTheDocumentEqualThoseOfBitwiseDivision) {
     const std::string shown = bytes_of_block(ZANDREL_KC_DOCUMENT, "sealed");
     ASSERT_EQ(shown.size(), 141U);
 
@@ -150,7 +153,7 @@ TYPED_TEST(KcSealTest, OpenPackageIsVerifiedAndStaysOpen) {
     EXPECT_EQ(this->get(packed(2)), "classifier");
 }
 
-TYPED_TEST(KcSealTest, ItemThatIsReadInSeveralPiecesHasTheChecksumOfTheWhole) {
+TYPED_TEST(KcSealTest, ItemReadInSeveralPiecesHasTheChecksumOfTheWhole) {
     std::string large;
     for (unsigned int i = 0; i < 200000; ++i) {
         large += static_cast<char>(static_cast<unsigned char>(i / 1000));
@@ -273,7 +276,7 @@ TYPED_TEST(KcSealTest, ChangedItemIsNamed) {
     }
 }
 
-TYPED_TEST(KcSealTest, ChangedItemOfNoContainerIsNamedWithoutItsKey) {
+TYPED_TEST(KcSealTest, ChangedItemOfAnotherPackageIsNamedWithoutItsKey) {
     this->make();
     seal(this->place);
     this->replace("b", "OXEN");
@@ -282,7 +285,7 @@ TYPED_TEST(KcSealTest, ChangedItemOfNoContainerIsNamedWithoutItsKey) {
                     {this->name(), "item"});
 }
 
-TYPED_TEST(KcSealTest, AddedItemIsDamage) {
+TYPED_TEST(KcSealTest, AddedItemIsReportedAsDamage) {
     for (const std::string& key : {packed(3), std::string("key")}) {
         this->make_sealed();
         this->replace(key, "added");
@@ -292,7 +295,7 @@ TYPED_TEST(KcSealTest, AddedItemIsDamage) {
     }
 }
 
-TYPED_TEST(KcSealTest, RemovedItemIsDamage) {
+TYPED_TEST(KcSealTest, RemovedItemIsReportedAsDamage) {
     this->make_sealed();
     const std::string seal_of_three = this->sealed();
     this->open('w');
@@ -305,7 +308,7 @@ TYPED_TEST(KcSealTest, RemovedItemIsDamage) {
     EXPECT_QTX(verify(this->place), Kc_seal, 1, "Seal does not match: list of items");
 }
 
-TYPED_TEST(KcSealTest, ItemUnderAnotherKeyIsDamage) {
+TYPED_TEST(KcSealTest, ItemUnderAnotherKeyIsReportedAsDamage) {
     for (const std::string& key : {packed(3), std::string("A"), std::string("other")}) {
         this->make_sealed();
         const std::string seal_of_two = this->sealed();
@@ -321,7 +324,7 @@ TYPED_TEST(KcSealTest, ItemUnderAnotherKeyIsDamage) {
     }
 }
 
-TYPED_TEST(KcSealTest, SealOfOtherLengthIsDamage) {
+TYPED_TEST(KcSealTest, SealOfAnotherLengthIsReportedAsDamage) {
     this->make_sealed();
     const std::string sound = this->sealed();
 
@@ -339,7 +342,7 @@ TYPED_TEST(KcSealTest, SealOfOtherLengthIsDamage) {
     EXPECT_QTX(verify(this->place), Kc_seal, 1, "Seal does not match: seal");
 }
 
-TYPED_TEST(KcSealTest, OtherFormIsRefused) {
+TYPED_TEST(KcSealTest, UnknownFormOfTheSealIsRefused) {
     this->make_sealed();
     const std::string sound = this->sealed();
 
@@ -352,7 +355,7 @@ TYPED_TEST(KcSealTest, OtherFormIsRefused) {
     }
 }
 
-// Returns true for a damaged package that is refused, and false for one with all its contents.
+// Returns true if a damaged package is refused, and false if it has all its contents.
 template <class Place>
 bool is_refused_or_whole(Place& place) {
     try {
@@ -393,7 +396,7 @@ TYPED_TEST(KcSealTest, EveryChangedBitIsRefusedOrHarmless) {
         EXPECT_LT(meter.bytes(), 500000U);
     }
 
-    // The Unicode bit and those of the seal's key in the index.
+    // The Unicode bit is harmless, and so are the bits of the seal's key in the index.
     EXPECT_GE(harmless.size(), 1U);
     EXPECT_LE(harmless.size(), 1U + 8U * 8U);
 }

@@ -1,4 +1,4 @@
-// Holds the example of docs/formats/kc.md against the container that is written.
+// Compares the example of docs/formats/kc.md with the container that the library writes.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ namespace {
 
 struct Item {
     qtString key;
-    const char* block;  // of the page
+    const char* block;  // of the document
 };
 
 const Item kModel = {Hpack::MakeStringKey(1), "hexmodel"};
@@ -34,7 +34,7 @@ std::string shown(const Item& item) {
     return bytes_of_block(ZANDREL_KC_DOCUMENT, item.block);
 }
 
-// The records of the example are shorter than a run, which is scrambled by itself.
+// Each record of the example is shorter than a segment, and each segment is scrambled separately.
 std::string scrambled(std::string record) {
     EXPECT_LT(record.size(), SegBuf::kSegmentSize);
     qtScrambler(qtScrambler::kSeed).Scramble(record.data(), record.size(), qtScrambler::kOption);
@@ -49,7 +49,7 @@ zeNode* add_label(zeManager& manager, std::string_view name) {
     return node.physical_node;
 }
 
-// Makes the container that the page tells of.
+// Makes the container that the document describes.
 void make_example(zeManager& manager) {
     manager.m_defaults.use_likelihood_in_train = false;
     Concept root = term("root");
@@ -77,7 +77,7 @@ qtPtr<qtBuffer> written_example() {
     return file;
 }
 
-// A package of the records that the page shows.
+// A package with the records that the document shows.
 qtPtr<qtBuffer> shown_example() {
     qtPtr<qtBuffer> file;
     Hpack pack;
@@ -110,7 +110,7 @@ double score_of(zeManager& manager, std::string_view word, std::string_view labe
     return 0.0;
 }
 
-TEST(KcDocumentTest, ShowsTheRecordsThatAreWritten) {
+TEST(KcDocumentTest, DocumentShowsTheRecordsThatAreWritten) {
     qtPtr<qtBuffer> file = written_example();
 
     for (const Item& item : {kModel, kClassifier, kManager}) {
@@ -119,13 +119,13 @@ TEST(KcDocumentTest, ShowsTheRecordsThatAreWritten) {
     }
 }
 
-TEST(KcDocumentTest, ShowsAllTheItemsThatAreWritten) {
+TEST(KcDocumentTest, DocumentShowsAllItemsThatAreWritten) {
     qtPtr<qtBuffer> file = written_example();
 
     EXPECT_EQ(file->bytes, shown_example()->bytes);
 }
 
-TEST(KcDocumentTest, ShowsAContainerThatCanBeRead) {
+TEST(KcDocumentTest, DocumentShowsAContainerThatCanBeRead) {
     qtPtr<qtBuffer> file = shown_example();
     zeManager manager;
 

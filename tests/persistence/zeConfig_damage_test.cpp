@@ -13,7 +13,7 @@
 
 namespace {
 
-// A record up to the optional settings.
+// A record without its optional settings.
 const char* const kPlainHead =
     "01 02 03 04 "              // kc_id
     "00 00 00 04 72 6f 6f 74 "  // kc_name root
@@ -28,7 +28,7 @@ const char* const kPlainHead =
     "00 "                       // flag_c
     "01 ";                      // full_propogation
 
-// Each field differs from its default.
+// Each field is different from its default.
 const char* const kOtherRecord =
     "ff ff ff fe "                 // kc_id
     "00 00 00 03 6b 00 63 "        // kc_name, with a zero byte
@@ -46,7 +46,7 @@ const char* const kOtherRecord =
     "00 00 00 00 00 00 00 01 78 "  // the empty key: x
     "00 00 00 01 6b 00 00 00 00";  // k: the empty value
 
-TEST(zeConfigDamageTest, LoadRefusesHugeCountsWithoutMemory) {
+TEST(zeConfigDamageTest, HugeCountsAreRefusedWithoutMemory) {
     struct Row {
         const char* name;
         std::string hex;
@@ -72,15 +72,15 @@ TEST(zeConfigDamageTest, LoadRefusesHugeCountsWithoutMemory) {
     }
 }
 
-TEST(zeConfigDamageTest, SurvivesEveryCut) {
+TEST(zeConfigDamageTest, EveryCutIsSafe) {
     expect_cuts_are_safe(from_hex(kOtherRecord), reload<zeConfig>);
 }
 
-TEST(zeConfigDamageTest, EveryProperPrefixRaisesWhereTheRecordEnds) {
+TEST(zeConfigDamageTest, EveryCutAtTheEndOfTheSegmentRaises) {
     expect_prefixes_raise(from_hex(kOtherRecord), reload<zeConfig>);
 }
 
-TEST(zeConfigDamageTest, SurvivesEveryChangedByte) {
+TEST(zeConfigDamageTest, EveryChangedByteIsSafe) {
     expect_changes_are_safe(from_hex(kOtherRecord), reload<zeConfig>);
 }
 

@@ -53,11 +53,11 @@ zeConfig unusual_config() {
     return config;
 }
 
-TEST(zeConfigRecordTest, HasTheFieldsInOrder) {
+TEST(zeConfigRecordTest, RecordHasTheFieldsInOrder) {
     EXPECT_EQ(to_hex(dumped(unusual_config())), to_hex(from_hex(kRecord)));
 }
 
-TEST(zeConfigRecordTest, ReplacesEveryField) {
+TEST(zeConfigRecordTest, LoadReplacesEveryField) {
     zeConfig config;
     config.flag_a = false;
     config.set_optional("old", "gone");
@@ -79,8 +79,8 @@ TEST(zeConfigRecordTest, ReplacesEveryField) {
     EXPECT_EQ(config.optional, unusual_config().optional);
 }
 
-// One flag changed at a time, so that no two can stand in each other's place.
-TEST(zeConfigRecordTest, EachFlagHasAByteOfItsOwn) {
+// The test changes one flag at a time, so it would notice if two were exchanged.
+TEST(zeConfigRecordTest, EachFlagHasItsOwnByte) {
     const struct {
         bool zeConfig::*flag;
         std::size_t position;
@@ -102,7 +102,7 @@ TEST(zeConfigRecordTest, EachFlagHasAByteOfItsOwn) {
     }
 }
 
-TEST(zeConfigRecordTest, HasSignaturesAsOneOptionalSetting) {
+TEST(zeConfigRecordTest, SignaturesAreOneOptionalSetting) {
     zeConfig config;
     config.add_nlp_signature(7);
     config.add_nlp_signature(3);
@@ -117,7 +117,7 @@ TEST(zeConfigRecordTest, HasSignaturesAsOneOptionalSetting) {
     EXPECT_EQ(to_hex(bytes.substr(bytes.size() - expected.size())), to_hex(expected));
 }
 
-TEST(zeConfigRecordTest, HasOptionalSettingsInTheByteOrderOfTheirKeys) {
+TEST(zeConfigRecordTest, OptionalSettingsAreInTheByteOrderOfTheirKeys) {
     zeConfig config;
     for (const char* const key : {"\xff", "a", "ab", "B"}) {
         config.set_optional(key, "");
@@ -135,12 +135,12 @@ TEST(zeConfigRecordTest, HasOptionalSettingsInTheByteOrderOfTheirKeys) {
     EXPECT_EQ(to_hex(bytes.substr(bytes.size() - expected.size())), to_hex(expected));
 }
 
-// Writes each text between brackets.
+// Puts a text between brackets.
 qtString bracketed(const qtString& text, void* /*context*/) {
     return qtString("[" + text.str() + "]");
 }
 
-TEST(zeConfigRecordTest, TextsAreConvertedInWritingAndTakenAsTheyAreInReading) {
+TEST(zeConfigRecordTest, TextsAreConvertedInWritingButNotInReading) {
     SegBuf record;
     Hio<HSegment> io(new HSegment(record, 'w'));
     io.converter = bracketed;
@@ -154,7 +154,7 @@ TEST(zeConfigRecordTest, TextsAreConvertedInWritingAndTakenAsTheyAreInReading) {
     EXPECT_EQ(config.optional, (std::map<qtString, qtString>{{"[a]", "[xy]"}, {"[b]", "[]"}}));
 }
 
-TEST(zeConfigRecordTest, RefusesMoreOptionalSettingsThanCanBeThere) {
+TEST(zeConfigRecordTest, ImpossibleCountOfOptionalSettingsIsRefused) {
     const std::string whole = from_hex(kRecord);
     const std::size_t count_position = whole.size() - 11 - 9 - 4;
     zeConfig config;
@@ -163,7 +163,7 @@ TEST(zeConfigRecordTest, RefusesMoreOptionalSettingsThanCanBeThere) {
                         "Locate error in SegBuf");
 }
 
-TEST(zeConfigRecordTest, SurvivesEveryChangedByte) {
+TEST(zeConfigRecordTest, EveryChangedByteIsSafe) {
     const std::string whole = from_hex(kRecord);
     for (std::size_t position = 0; position < whole.size(); ++position) {
         for (int change = 1; change < 256; ++change) {

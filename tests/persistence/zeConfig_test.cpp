@@ -12,13 +12,13 @@ namespace {
 
 using Signatures = std::set<unsigned int>;
 
-// The id of a container made with this seed.
+// The id of a container that is made with this seed.
 std::uint32_t IdOf(unsigned int seed) {
     std::srand(seed);
     return static_cast<std::uint32_t>(std::rand());
 }
 
-// Holds the clock and the seed at fixed values.
+// Fixes the clock and the seed.
 class zeConfigTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -42,7 +42,7 @@ private:
     Config_seed m_seed = nullptr;
 };
 
-TEST_F(zeConfigTest, StartsWithTheDefaults) {
+TEST_F(zeConfigTest, NewConfigHasTheDefaults) {
     const zeConfig config;
 
     EXPECT_EQ(config.kc_name, "root");
@@ -57,14 +57,14 @@ TEST_F(zeConfigTest, StartsWithTheDefaults) {
     EXPECT_TRUE(config.optional.empty());
 }
 
-TEST_F(zeConfigTest, IsCreatedAndTrainedAtThePresentTime) {
+TEST_F(zeConfigTest, CreatedAndTrainedAreTheCurrentTime) {
     const zeConfig config;
 
     EXPECT_EQ(config.created, qtTimeDate(1700000000123456));
     EXPECT_EQ(config.last_trained, config.created);
 }
 
-TEST_F(zeConfigTest, ReadsTheClockOnce) {
+TEST_F(zeConfigTest, ClockIsReadOnce) {
     set_clock([] {
         static std::int64_t ticks = 0;
         return ++ticks;
@@ -75,7 +75,7 @@ TEST_F(zeConfigTest, ReadsTheClockOnce) {
     EXPECT_EQ(config.last_trained, config.created);
 }
 
-TEST_F(zeConfigTest, TakesTheFirstRandomNumberOfTheSeedAsId) {
+TEST_F(zeConfigTest, IdIsTheFirstRandomNumberOfTheSeed) {
     const std::uint32_t expected = IdOf(4711);
     std::rand();
 
@@ -83,7 +83,7 @@ TEST_F(zeConfigTest, TakesTheFirstRandomNumberOfTheSeedAsId) {
     EXPECT_EQ(zeConfig().kc_id, expected);
 }
 
-TEST_F(zeConfigTest, TakesOtherIdsFromOtherSeeds) {
+TEST_F(zeConfigTest, OtherSeedsGiveOtherIds) {
     const std::uint32_t first = zeConfig().kc_id;
     set_config_seed([] { return 4712U; });
 
@@ -91,7 +91,7 @@ TEST_F(zeConfigTest, TakesOtherIdsFromOtherSeeds) {
     EXPECT_NE(zeConfig().kc_id, first);
 }
 
-TEST_F(zeConfigTest, SeedsWithTheTimeInSecondsByDefault) {
+TEST_F(zeConfigTest, DefaultSeedIsTheTimeInSeconds) {
     set_config_seed(nullptr);
     const std::time_t before = std::time(nullptr);
 
@@ -105,7 +105,7 @@ TEST_F(zeConfigTest, SeedsWithTheTimeInSecondsByDefault) {
     EXPECT_TRUE(is_of_this_time) << before << ' ' << id;
 }
 
-TEST_F(zeConfigTest, GivesTheSourceOfSeedsBefore) {
+TEST_F(zeConfigTest, SetConfigSeedReturnsThePreviousSource) {
     const Config_seed mine = [] { return 1U; };
 
     set_config_seed(mine);
@@ -113,7 +113,7 @@ TEST_F(zeConfigTest, GivesTheSourceOfSeedsBefore) {
     EXPECT_EQ(set_config_seed(nullptr), mine);
 }
 
-TEST_F(zeConfigTest, FindsNoOptionalSettingThatWasNotSet) {
+TEST_F(zeConfigTest, OptionalSettingThatWasNotSetIsNotFound) {
     zeConfig config;
     config.set_optional("key", "value");
 
@@ -121,7 +121,7 @@ TEST_F(zeConfigTest, FindsNoOptionalSettingThatWasNotSet) {
     EXPECT_EQ(config.get_optional("Key"), nullptr);
 }
 
-TEST_F(zeConfigTest, KeepsTheLastValueOfAnOptionalSetting) {
+TEST_F(zeConfigTest, LastValueOfAnOptionalSettingIsKept) {
     zeConfig config;
 
     config.set_optional("key", "old");
@@ -135,11 +135,11 @@ TEST_F(zeConfigTest, KeepsTheLastValueOfAnOptionalSetting) {
     EXPECT_EQ(config.optional.size(), 2U);
 }
 
-TEST_F(zeConfigTest, HasNoSignaturesWithoutTheSetting) {
+TEST_F(zeConfigTest, WithoutTheSettingThereAreNoSignatures) {
     EXPECT_EQ(SignaturesOf(zeConfig()), Signatures());
 }
 
-TEST_F(zeConfigTest, StoresSignaturesInRisingOrder) {
+TEST_F(zeConfigTest, SignaturesAreStoredInAscendingOrder) {
     zeConfig config;
 
     config.add_nlp_signature(7);
@@ -149,7 +149,7 @@ TEST_F(zeConfigTest, StoresSignaturesInRisingOrder) {
     EXPECT_EQ(SignaturesOf(config), (Signatures{3, 7}));
 }
 
-TEST_F(zeConfigTest, OrdersSignaturesByNumberAndStoresEachOnce) {
+TEST_F(zeConfigTest, SignaturesAreSortedByNumberAndStoredOnce) {
     zeConfig config;
 
     for (const unsigned int signature : {10U, 9U, 4294967295U, 0U, 10U}) {
@@ -160,7 +160,7 @@ TEST_F(zeConfigTest, OrdersSignaturesByNumberAndStoresEachOnce) {
     EXPECT_EQ(SignaturesOf(config), (Signatures{0, 9, 10, 4294967295}));
 }
 
-TEST_F(zeConfigTest, ReadsTheLeadingNumberOfEachElement) {
+TEST_F(zeConfigTest, LeadingNumberOfEachElementIsRead) {
     struct Row {
         const char* value;
         Signatures signatures;

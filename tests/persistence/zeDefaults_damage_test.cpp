@@ -14,7 +14,7 @@
 namespace {
 
 constexpr std::size_t kRecordSize = 318;
-// Where fields stand in the record.
+// Positions of fields in the record.
 constexpr std::size_t kMarkerAt = 88;
 constexpr std::size_t kFactorAt = 89;
 
@@ -22,7 +22,7 @@ std::string zeros(std::size_t count) {
     return std::string(count, '\0');
 }
 
-// Each field differs from its default, and each number from all others.
+// A record in which each field differs from its default, and each number from all others.
 std::string other_record() {
     return from_hex(
                "00 00 "                    // use_likelihood_in_train, ..._match
@@ -96,19 +96,19 @@ TEST(zeDefaultsDamageTest, LoadOfAnEmptyRecordChangesNothing) {
     EXPECT_TRUE(settings == other_settings());
 }
 
-TEST(zeDefaultsDamageTest, SurvivesEveryCut) {
+TEST(zeDefaultsDamageTest, EveryCutIsSafe) {
     expect_cuts_are_safe(other_record(), reload<zeDefaults>);
 }
 
-TEST(zeDefaultsDamageTest, EveryProperPrefixRaisesWhereTheRecordEnds) {
+TEST(zeDefaultsDamageTest, EveryCutAtTheEndOfTheSegmentRaises) {
     expect_prefixes_raise(other_record(), reload<zeDefaults>);
 }
 
-TEST(zeDefaultsDamageTest, SurvivesEveryChangedByte) {
+TEST(zeDefaultsDamageTest, EveryChangedByteIsSafe) {
     expect_changes_are_safe(other_record(), reload<zeDefaults>);
 }
 
-TEST(zeDefaultsDamageTest, ChangedByteReachesNoOtherByte) {
+TEST(zeDefaultsDamageTest, ChangedByteChangesNoOtherByte) {
     for (std::size_t position = 0; position < kRecordSize; ++position) {
         SCOPED_TRACE(position);
         std::string changed = other_record();

@@ -13,9 +13,10 @@
 namespace {
 
 constexpr std::size_t kReservedSize = 185;
-constexpr std::size_t kMarkerPosition = 88;  // what items 1 to 22 take
+constexpr std::size_t kMarkerPosition = 88;  // the size of items 1 to 22
 
-// The default settings in the order of the record, in two parts with the reserved bytes between.
+// The default settings in the order of the record, in two parts; the reserved bytes are between
+// them.
 constexpr const char* kBeforeReserved =
     "01"                       // 1 likelihood in train
     "01"                       // 2 likelihood in match
@@ -52,7 +53,7 @@ std::string default_record() {
     return from_hex(kBeforeReserved) + std::string(kReservedSize, '\0') + from_hex(kBehindReserved);
 }
 
-// No value is its default, nor equal to another of its kind.
+// No setting has its default, and no two of the same type are equal.
 zeDefaults unusual_settings() {
     zeDefaults settings;
     settings.use_new_ZC = false;
@@ -83,7 +84,7 @@ zeDefaults unusual_settings() {
     return settings;
 }
 
-TEST(zeDefaultsRecordTest, HasTheSettingsInTheOrderOfTheRecord) {
+TEST(zeDefaultsRecordTest, RecordHasTheSettingsInOrder) {
     EXPECT_EQ(to_hex(dumped(zeDefaults())), to_hex(default_record()));
 }
 
@@ -95,7 +96,7 @@ TEST(zeDefaultsRecordTest, EverySettingIsReadBack) {
     EXPECT_TRUE(loaded<zeDefaults>(dumped(unusual_settings())) == unusual_settings());
 }
 
-TEST(zeDefaultsRecordTest, StoresNormalisationInverted) {
+TEST(zeDefaultsRecordTest, NormalisationIsStoredInverted) {
     zeDefaults settings;
     const std::string with = dumped(settings);
     settings.use_normalization = false;
@@ -105,7 +106,7 @@ TEST(zeDefaultsRecordTest, StoresNormalisationInverted) {
     EXPECT_EQ(without[kMarkerPosition - 1], '\1');
 }
 
-TEST(zeDefaultsRecordTest, TakesEveryByteButZeroAsTrue) {
+TEST(zeDefaultsRecordTest, EveryNonZeroByteIsTrue) {
     std::string record = default_record();
     record[0] = '\x80';
     record[kMarkerPosition - 1] = '\2';
@@ -116,8 +117,8 @@ TEST(zeDefaultsRecordTest, TakesEveryByteButZeroAsTrue) {
     EXPECT_FALSE(settings.use_normalization);
 }
 
-// The older form has eight bytes of no meaning where the factor stands.
-TEST(zeDefaultsRecordTest, OlderFormHasNoFactorAndTheRestBehindIt) {
+// In the older form, the eight bytes of the factor have no meaning.
+TEST(zeDefaultsRecordTest, OlderFormIsReadWithoutTheFactor) {
     std::string record = dumped(unusual_settings());
     record[kMarkerPosition] = '\0';
 
@@ -126,7 +127,7 @@ TEST(zeDefaultsRecordTest, OlderFormHasNoFactorAndTheRestBehindIt) {
     EXPECT_TRUE(loaded<zeDefaults>(record) == expected);
 }
 
-TEST(zeDefaultsRecordTest, IgnoresReservedBytes) {
+TEST(zeDefaultsRecordTest, ReservedBytesAreIgnored) {
     std::string record = default_record();
     for (std::size_t i = 0; i < kReservedSize; ++i) {
         record[from_hex(kBeforeReserved).size() + i] = '\x55';
@@ -135,8 +136,8 @@ TEST(zeDefaultsRecordTest, IgnoresReservedBytes) {
     EXPECT_TRUE(loaded<zeDefaults>(record) == zeDefaults());
 }
 
-// One flag false at a time, so that no two can stand in each other's place.
-TEST(zeDefaultsRecordTest, EachFlagHasAByteOfItsOwn) {
+// The test changes one flag at a time, so it would notice if two were exchanged.
+TEST(zeDefaultsRecordTest, EachFlagHasItsOwnByte) {
     const struct {
         bool zeDefaults::*flag;
         std::size_t position;
@@ -160,8 +161,9 @@ TEST(zeDefaultsRecordTest, EachFlagHasAByteOfItsOwn) {
     }
 }
 
-// Numbers whose defaults are equal, by unequal values at their places.
-TEST(zeDefaultsRecordTest, NumbersWithEqualDefaultsStandApart) {
+// Settings with equal defaults get different values here, so the test would notice if two were
+// exchanged.
+TEST(zeDefaultsRecordTest, NumbersWithEqualDefaultsHaveTheirOwnPositions) {
     const struct {
         std::size_t position;
         const char* bytes;
@@ -185,7 +187,7 @@ TEST(zeDefaultsRecordTest, NumbersWithEqualDefaultsStandApart) {
     }
 }
 
-TEST(zeDefaultsRecordTest, RaisesTheStreamsErrorWhereNothingIsLeft) {
+TEST(zeDefaultsRecordTest, LoadOfAnEmptyRecordRaisesTheStreamsError) {
     EXPECT_SEGBUF_ERROR(loaded<zeDefaults>(""), "Locate error in SegBuf");
 }
 

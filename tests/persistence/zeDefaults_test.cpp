@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(zeDefaultsTest, SwitchesStandAsWritten) {
+TEST(zeDefaultsTest, SwitchesHaveTheDocumentedDefaults) {
     const zeDefaults defaults;
 
     EXPECT_TRUE(defaults.use_new_ZC);
@@ -19,7 +19,7 @@ TEST(zeDefaultsTest, SwitchesStandAsWritten) {
     EXPECT_TRUE(defaults.suppress_M);
 }
 
-TEST(zeDefaultsTest, CountsStandAsWritten) {
+TEST(zeDefaultsTest, CountsHaveTheDocumentedDefaults) {
     const zeDefaults defaults;
 
     EXPECT_EQ(defaults.likelihood_resolution, 1);
@@ -35,7 +35,7 @@ TEST(zeDefaultsTest, CountsStandAsWritten) {
     EXPECT_EQ(defaults.learn_speed_scale, 0);
 }
 
-TEST(zeDefaultsTest, FactorsAndLimitsStandAsWritten) {
+TEST(zeDefaultsTest, FactorsAndLimitsHaveTheDocumentedDefaults) {
     const zeDefaults defaults;
 
     EXPECT_EQ(defaults.clip_value, 3.0);
@@ -52,12 +52,12 @@ TEST(zeDefaultsTest, LifeExpectancyIsOneByte) {
     EXPECT_EQ(sizeof zeDefaults().P_life_expectancy, 1U);
 }
 
-TEST(zeDefaultsTest, EqualsAnotherDefaultOne) {
+TEST(zeDefaultsTest, TwoDefaultObjectsAreEqual) {
     EXPECT_TRUE(zeDefaults() == zeDefaults());
     EXPECT_FALSE(zeDefaults() != zeDefaults());
 }
 
-// The least change of each kind of setting.
+// Changes a setting as little as its type allows.
 void change(bool& setting) {
     setting = !setting;
 }
@@ -128,7 +128,7 @@ TEST(zeDefaultsTest, LeastChangeOfAnySettingMakesItDiffer) {
     }
 }
 
-TEST(zeDefaultsTest, ComparesNumbersExactly) {
+TEST(zeDefaultsTest, NumbersAreComparedExactly) {
     zeDefaults negative_zero;
     zeDefaults zero;
     negative_zero.clip_value = -0.0;

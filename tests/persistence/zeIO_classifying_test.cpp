@@ -1,5 +1,5 @@
-// Containers that are read for classifying: what only training needs stays as bytes. Everything
-// that is done with such a container has the result that it has with one that was read whole.
+// Containers that are read for classifying: data that only training needs stay as bytes. Every
+// operation must have the same result as with a container that was read completely.
 #include "zandrel/persistence/zeIO.h"
 
 #include <bit>
@@ -44,7 +44,7 @@ zeStat_storage& root_model_of(zeManager& manager) {
     return *root_matcher_of(manager).m_storage;
 }
 
-// The bytes of a double as they are in a record.
+// The bytes of a double in a record.
 std::string packed(double value) {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     std::string bytes;
@@ -54,9 +54,8 @@ std::string packed(double value) {
     return bytes;
 }
 
-// A file whose model has `value` in place of the number behind the nth occurrence of a word. The
-// record has the word once in the table of all concepts, and then once in each profile that knows
-// it.
+// A file in which the number after the nth occurrence of a word is `value`. The word is in the
+// model's record once in the table of all concepts, and once in each profile that has it.
 std::string with_number(const std::string& file, const std::string& word, int nth, double value) {
     Kc_items items(file);
     std::string& record = items.object(kModelId);
@@ -92,12 +91,12 @@ TEST_F(zeIOClassifyingTest, TrainingDataStayAsBytes) {
     }
 }
 
-TEST_F(zeIOClassifyingTest, AnswersAreTheSameAndLeaveTheBytes) {
+TEST_F(zeIOClassifyingTest, AnswersAreTheSameAndDoNotCompleteTheModel) {
     EXPECT_EQ(answers_of(kept), answers_of(whole));
     EXPECT_FALSE(model().is_complete());
 }
 
-TEST_F(zeIOClassifyingTest, TheBytesAreWrittenBackUnchanged) {
+TEST_F(zeIOClassifyingTest, BytesAreWrittenBackUnchanged) {
     EXPECT_TRUE(same_bytes(saved(kept), file));
     answers_of(kept);
     EXPECT_TRUE(same_bytes(saved(kept), file));
@@ -105,7 +104,7 @@ TEST_F(zeIOClassifyingTest, TheBytesAreWrittenBackUnchanged) {
     EXPECT_FALSE(model().is_complete());
 }
 
-TEST_F(zeIOClassifyingTest, OneProfileIsWrittenAsByAWholeModel) {
+TEST_F(zeIOClassifyingTest, SingleProfilesAreWrittenLikeThoseOfACompleteModel) {
     for (int iprofile = 0; iprofile < model().profile_count(); ++iprofile) {
         const auto bytes = [iprofile](const zeStat_storage& storage) {
             SegBuf record;
@@ -117,11 +116,11 @@ TEST_F(zeIOClassifyingTest, OneProfileIsWrittenAsByAWholeModel) {
     }
 }
 
-TEST_F(zeIOClassifyingTest, CompactFormIsThatOfTheWholeModel) {
+TEST_F(zeIOClassifyingTest, CompactFileIsTheSameAsOfACompleteModel) {
     EXPECT_TRUE(same_bytes(saved_compact(kept), saved_compact(whole)));
 }
 
-TEST_F(zeIOClassifyingTest, CopyConvertsTheTextsAmongTheBytes) {
+TEST_F(zeIOClassifyingTest, CopyConvertsTheTextsInTheBytesToo) {
     const auto copy = [](zeManager& manager) {
         Scratch_file target;
         KcIoMode mode;
@@ -137,7 +136,7 @@ TEST_F(zeIOClassifyingTest, CopyConvertsTheTextsAmongTheBytes) {
     EXPECT_FALSE(model().is_complete());
 }
 
-TEST_F(zeIOClassifyingTest, CompletedModelIsTheWholeOne) {
+TEST_F(zeIOClassifyingTest, CompletedModelEqualsOneReadCompletely) {
     model().complete();
 
     EXPECT_TRUE(model().is_complete());
@@ -145,7 +144,7 @@ TEST_F(zeIOClassifyingTest, CompletedModelIsTheWholeOne) {
     EXPECT_TRUE(same_bytes(saved(kept), file));
 }
 
-TEST_F(zeIOClassifyingTest, LearningGoesOnAsInTheWholeContainer) {
+TEST_F(zeIOClassifyingTest, LearningContinuesAsInTheCompleteContainer) {
     learn_something(kept, false);
     learn_something(whole, false);
 
@@ -153,7 +152,7 @@ TEST_F(zeIOClassifyingTest, LearningGoesOnAsInTheWholeContainer) {
     EXPECT_TRUE(same_bytes(saved(kept), saved(whole)));
 }
 
-TEST_F(zeIOClassifyingTest, EditsGoOnAsInTheWholeContainer) {
+TEST_F(zeIOClassifyingTest, EditsContinueAsInTheCompleteContainer) {
     edit_something(kept);
     edit_something(whole);
 
@@ -212,7 +211,7 @@ const Operation kOperations[] = {
      false},
 };
 
-TEST_F(zeIOClassifyingTest, OperationsOnTheModelHaveTheirEffectOnAllOfIt) {
+TEST_F(zeIOClassifyingTest, OperationsOnTheModelChangeAllOfIt) {
     for (const Operation& operation : kOperations) {
         SCOPED_TRACE(operation.name);
         read_kc(whole, file);
@@ -227,7 +226,7 @@ TEST_F(zeIOClassifyingTest, OperationsOnTheModelHaveTheirEffectOnAllOfIt) {
     }
 }
 
-TEST_F(zeIOClassifyingTest, HistogramStepCountsOnInTheHistogramsOfTheFile) {
+TEST_F(zeIOClassifyingTest, HistogramStepAddsToTheHistogramsOfTheFile) {
     for (zeManager* const manager : {&whole, &kept}) {
         zeMemoryCorpus corpus;
         qtPtrLight<zeMsg> msg = message_of({{"goal", 1.0}, {"loan", 1.0}});
@@ -242,7 +241,7 @@ TEST_F(zeIOClassifyingTest, HistogramStepCountsOnInTheHistogramsOfTheFile) {
     EXPECT_EQ(to_hex(dumped(model())), to_hex(dumped(root_model_of(whole))));
 }
 
-TEST_F(zeIOClassifyingTest, CompactContainerIsComplete) {
+TEST_F(zeIOClassifyingTest, CompactContainerNeedsNoCompletion) {
     const std::string compact = answering_kc(true);
 
     read_to_classify(kept, compact);
@@ -252,7 +251,7 @@ TEST_F(zeIOClassifyingTest, CompactContainerIsComplete) {
     EXPECT_TRUE(same_bytes(saved_compact(kept), compact));
 }
 
-TEST_F(zeIOClassifyingTest, StatisticsInACompactFileAreDamage) {
+TEST_F(zeIOClassifyingTest, StatisticsInACompactFileAreReportedAsDamage) {
     Kc_items items(file);
     items.flags |= 0x08;
 
@@ -260,7 +259,7 @@ TEST_F(zeIOClassifyingTest, StatisticsInACompactFileAreDamage) {
                     {"1"});
 }
 
-TEST_F(zeIOClassifyingTest, RecordOfAnotherStreamIsReadWhole) {
+TEST_F(zeIOClassifyingTest, RecordOfAnotherStreamIsReadCompletely) {
     SegBuf record = record_of(dumped(root_model_of(whole)).substr(4));
     Hio<HSegment> io(new HSegment(record, 'r'));
 
@@ -274,9 +273,9 @@ TEST_F(zeIOClassifyingTest, RecordOfAnotherStreamIsReadWhole) {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-TEST_F(zeIOClassifyingTest, DamageAmongTheBytesIsFoundWhenTheModelIsCompleted) {
+TEST_F(zeIOClassifyingTest, DamageInTheBytesIsFoundWhenTheModelIsCompleted) {
     const struct {
-        int nth;  // of the occurrences of the word
+        int nth;  // the occurrence of the word
         const char* field;
     } rows[] = {{1, "m_weight of a concept"}, {2, "m_weight of a concept of a profile"}};
 
@@ -297,13 +296,14 @@ TEST_F(zeIOClassifyingTest, DamageAmongTheBytesIsFoundWhenTheModelIsCompleted) {
     }
 }
 
-// One weight below 0 is damage, two excuse each other, and so does a setting that makes them.
-TEST_F(zeIOClassifyingTest, OddWeightsAreCountedOverTheWholeModel) {
+// A single weight below 0 is damage. Two such weights are accepted, and so is one if a setting of
+// the file can cause it.
+TEST_F(zeIOClassifyingTest, NegativeWeightsAreCountedOverTheWholeModel) {
     const std::string one = with_number(file, "soup", 2, -1.0);
     read_to_classify(kept, one);
     EXPECT_QTX(model().complete(), zeIO, 12, "Damaged item: m_weight of a concept of a profile");
 
-    // The settings that count are those of the file.
+    // The settings of the file count, not the current ones.
     model().m_min_Rlimit = -1.0;
     EXPECT_QTX(model().complete(), zeIO, 12, "Damaged item: m_weight of a concept of a profile");
 
@@ -318,7 +318,8 @@ TEST_F(zeIOClassifyingTest, AccumulatorsAndSettingsMayChangeBeforeTheModelIsComp
     EXPECT_NO_THROW(model().complete());
 }
 
-// Returns the error of reading a file whole, or of reading it for classifying and completing it.
+// The error of reading a file completely; or with `for_classifying` of reading it for classifying
+// and completing it.
 std::string error_of(const std::string& file, bool for_classifying) {
     try {
         zeManager manager;
@@ -336,8 +337,9 @@ std::string error_of(const std::string& file, bool for_classifying) {
     }
 }
 
-// The order of two errors of one file may differ, so only the refusal is compared.
-TEST_F(zeIOClassifyingTest, WhatIsRefusedAsAWholeIsRefusedWhenCompleted) {
+// If a file has two errors, either may be found first. So the test only compares whether the file
+// is refused.
+TEST_F(zeIOClassifyingTest, FileRefusedWhenReadCompletelyIsRefusedWhenCompleted) {
     std::size_t different_texts = 0;
     for_each_changed_bit(file, [&](const std::string& damaged) {
         const std::string expected = error_of(damaged, false);
@@ -373,7 +375,8 @@ protected:
 
 TEST_F(zeIOClassifyingSealTest, SealIsVerifiedBeforeTheManagerIsTouched) {
     const std::string before = content_of(kept);
-    const std::size_t place = sealed.find("__Manager__") - 30;  // in the records before it
+    // in the records before the manager's
+    const std::size_t place = sealed.find("__Manager__") - 30;
     sealed[place] = static_cast<char>(sealed[place] ^ 1);
 
     EXPECT_THROW(read_to_classify(kept, sealed), qtX<Kc_seal>);
@@ -388,8 +391,8 @@ TEST_F(zeIOClassifyingSealTest, SealedFileIsReadAndWrittenWithoutItsSeal) {
     EXPECT_TRUE(same_bytes(saved(kept), file));
 }
 
-// A wrong header is reported by the seal, as by Kc_seal::Verify before a whole read.
-TEST_F(zeIOClassifyingSealTest, SealIsVerifiedBeforeTheHeaderIsLookedAt) {
+// The seal reports a wrong header, as Kc_seal::Verify does before a complete read.
+TEST_F(zeIOClassifyingSealTest, SealIsVerifiedBeforeTheHeaderIsChecked) {
     Scratch_file disk;
     constexpr std::size_t kVersionAt = 10;
     sealed[kVersionAt + 1] = 9;

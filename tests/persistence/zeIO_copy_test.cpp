@@ -1,4 +1,4 @@
-// zeIO::CopyKC: a copy of a container under another name, with its texts converted on the way.
+// zeIO::CopyKC: copies a container to another file, and converts its texts.
 #include "zandrel/persistence/zeIO.h"
 
 #include <string>
@@ -30,7 +30,7 @@ protected:
         manager.m_io->CopyKC(file.path(), &mode, converter, progress);
     }
 
-    // That the manager is as before the copy, and can be saved as then.
+    // Checks that the manager is as before the copy, and that saving it gives the same file.
     void ExpectUntouched(const std::string& before) {
         EXPECT_EQ(manager.m_io.get(), source);
         EXPECT_EQ(manager.m_io.use_count(), 1U);
@@ -38,7 +38,7 @@ protected:
         EXPECT_TRUE(same_bytes(saved(manager), before));
     }
 
-    // Gives a leaf another name and note.
+    // Changes a leaf's name and note.
     void Rename(unsigned int id, std::string_view name, const char* note) {
         zeLogicalNode node = manager.m_logical_tree->GetNode(id);
         node.category = term(name);
@@ -55,7 +55,7 @@ protected:
     KcIoMode mode;
 };
 
-TEST_F(zeIOCopyTest, ACopyHasTheBytesOfASave) {
+TEST_F(zeIOCopyTest, CopyHasTheBytesOfASave) {
     const Unchanged unchanged(manager);
 
     Copy();
@@ -64,7 +64,7 @@ TEST_F(zeIOCopyTest, ACopyHasTheBytesOfASave) {
     ExpectUntouched(copy);
 }
 
-TEST_F(zeIOCopyTest, TheModeTellsWhatWasDone) {
+TEST_F(zeIOCopyTest, ModeDescribesTheCopyAfterwards) {
     mode.create = false;
 
     Copy();
@@ -74,7 +74,7 @@ TEST_F(zeIOCopyTest, TheModeTellsWhatWasDone) {
     EXPECT_EQ(mode.io_mode, KcIoMode::DIRECT_IO);
 }
 
-TEST_F(zeIOCopyTest, TheModifiedFlagStays) {
+TEST_F(zeIOCopyTest, ModifiedFlagIsKept) {
     for (const bool flag : {true, false}) {
         manager.m_modified = flag;
 
@@ -84,7 +84,7 @@ TEST_F(zeIOCopyTest, TheModifiedFlagStays) {
     }
 }
 
-TEST_F(zeIOCopyTest, ACopyMayReplaceTheFileThatWasRead) {
+TEST_F(zeIOCopyTest, CopyMayReplaceTheFileThatWasRead) {
     file.write(saved(built.manager));
     manager.Read(file.path(), nullptr, nullptr);
     desk.Learn();
@@ -94,7 +94,7 @@ TEST_F(zeIOCopyTest, ACopyMayReplaceTheFileThatWasRead) {
     EXPECT_TRUE(same_bytes(file.content(), saved(manager)));
 }
 
-TEST_F(zeIOCopyTest, ACopyMayBeCompact) {
+TEST_F(zeIOCopyTest, CopyMayBeCompact) {
     mode.compact = true;
 
     Copy();
@@ -104,7 +104,7 @@ TEST_F(zeIOCopyTest, ACopyMayBeCompact) {
     EXPECT_TRUE(same_bytes(file.content(), saved_compact(manager)));
 }
 
-TEST_F(zeIOCopyTest, ASubtreeIsCopiedAsItIsSaved) {
+TEST_F(zeIOCopyTest, CopyOfASubtreeHasTheBytesOfASave) {
     mode.root = &desk.Node(News_desk::kHome);
 
     Copy();
@@ -112,7 +112,7 @@ TEST_F(zeIOCopyTest, ASubtreeIsCopiedAsItIsSaved) {
     EXPECT_TRUE(same_bytes(file.content(), saved_below(manager, News_desk::kHome)));
 }
 
-TEST_F(zeIOCopyTest, ANodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched) {
+TEST_F(zeIOCopyTest, NodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched) {
     file.write("as it was");
     const std::string before = saved(manager);
     source = manager.m_io.get();
@@ -141,7 +141,7 @@ TEST_F(zeIOCopyTest, OtherFormsAreRefusedBeforeTheFileIsTouched) {
     }
 }
 
-TEST_F(zeIOCopyTest, TheTwoPlainFormsAreCopied) {
+TEST_F(zeIOCopyTest, BothPlainFormsAreCopied) {
     for (const KcIoMode::Form form : {KcIoMode::AUTO_IO, KcIoMode::DIRECT_IO}) {
         SCOPED_TRACE(form);
         mode.io_mode = form;
@@ -172,7 +172,7 @@ TEST_F(zeIOCopyTest, AllTextsAreConverted) {
     EXPECT_EQ(desk.Best("goal", {"home"}), "caf\xE9");
 }
 
-// The words of the statistics are texts as well, also those of the storages.
+// The words of the statistics are texts too, also those in the storages.
 TEST_F(zeIOCopyTest, LearnedWordsAreConverted) {
     zeMemoryCorpus corpus;
     const Weighted_list words = {{"na\xEFve", 3.0}};
@@ -194,8 +194,8 @@ TEST_F(zeIOCopyTest, LearnedWordsAreConverted) {
     EXPECT_EQ(News_desk(loaded).Best("na\xC3\xAFve", {}), "shop");
 }
 
-// Every text that is written is counted, the empty ones too.
-TEST_F(zeIOCopyTest, TheCountIsThatOfTheTexts) {
+// Every written text is counted, empty ones too.
+TEST_F(zeIOCopyTest, ConverterCountsAllTexts) {
     zeManager small;
     Concept name = term("root");
     small.InitWorkflow(name);
@@ -206,12 +206,12 @@ TEST_F(zeIOCopyTest, TheCountIsThatOfTheTexts) {
 
     small.m_io->CopyKC(file.path(), &mode, &converter, nullptr);
 
-    // Two physical nodes have a name each, two logical ones two names, a rule and two notes each,
-    // the container a name; nothing is learned.
+    // Each of the two physical nodes has a name. Each of the two logical nodes has two names, a
+    // rule and two notes. The container has a name. Nothing is learned.
     EXPECT_EQ(converter.count, 100U + 2 + 2 * 5 + 1);
 }
 
-TEST_F(zeIOCopyTest, WhatDoesNotConvertBreaksTheCopyOff) {
+TEST_F(zeIOCopyTest, TextThatCannotBeConvertedEndsTheCopy) {
     Rename(News_desk::kSport, "caf\xE9", "");
     const std::string before = saved(manager);
     source = manager.m_io.get();
@@ -230,9 +230,9 @@ TEST_F(zeIOCopyTest, WhatDoesNotConvertBreaksTheCopyOff) {
     ExpectUntouched(before);
 }
 
-// Disks and progress.
+// Failing disks, and progress.
 
-TEST_F(zeIOCopyTest, AFailedCopyLeavesTheManagerOnItsOwnFile) {
+TEST_F(zeIOCopyTest, FailedCopyLeavesTheManagerWithItsOwnFile) {
     Fake_disk disk;
     const std::string before = saved(manager);
     source = manager.m_io.get();
@@ -260,8 +260,8 @@ TEST_F(zeIOCopyTest, AFailedCopyLeavesTheManagerOnItsOwnFile) {
     ExpectUntouched(before);
 }
 
-// Who looks in between finds the manager on the copy, for the classifiers write through it.
-TEST_F(zeIOCopyTest, TheManagerIsOnTheCopyMeanwhileAndThenAgainOnItsOwn) {
+// During the copy the manager's file object is the copy's, since the classifiers write through it.
+TEST_F(zeIOCopyTest, ManagerUsesTheCopysFileOnlyDuringTheCopy) {
     int steps_elsewhere = 0;
     Watching_progress progress(Watching_progress::Moment::kStep,
                                [&] { steps_elsewhere += manager.m_io.get() != source ? 1 : 0; });

@@ -1,5 +1,5 @@
-// Damaged files of containers: whatever bytes they lose or change, what comes of it is a known
-// error or something that can be used.
+// Damaged files of containers. Whatever bytes are lost or changed, the result is a known error or a
+// container that can be used.
 #include "zandrel/persistence/zeIO.h"
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// A root of statistics with a leaf, a rule node with a rule and a default, and another leaf:
+// A statistical root with two leaves, and a rule node with one rule and a default:
 //
 //     1 root - 2 sport
 //            - 3 mix - 4 bin, 5 rest
@@ -48,7 +48,7 @@ protected:
     std::string file;
 };
 
-TEST_F(zeIODamageTest, TheWholeFileLoads) {
+TEST_F(zeIODamageTest, UndamagedFileLoads) {
     zeManager loaded;
 
     EXPECT_TRUE(loads(loaded, file));
@@ -70,9 +70,9 @@ TEST_F(zeIODamageTest, EveryChangedBitIsSafe) {
         file, [this](const std::string& damaged) { expect_damage_is_safe(damaged, file); });
 }
 
-// Numbers of four bytes that no single bit makes of others. Greater ones than these would let the
-// learning after a harmless load take its time, as settings that are meant do.
-TEST_F(zeIODamageTest, EveryNumberOfARecordMayBeAnother) {
+// Numbers of four bytes that no single changed bit gives. Greater numbers are left out: as settings
+// they are allowed, and make learning after the load very slow.
+TEST_F(zeIODamageTest, EveryChangedNumberOfARecordIsSafe) {
     const Kc_items items(file);
     for (const auto& [key, record] : items.records) {
         for (std::size_t position = 0; position < record.size(); ++position) {
@@ -104,7 +104,7 @@ TEST_F(zeIODamageTest, EveryCutOfARecordIsSafe) {
     }
 }
 
-TEST_F(zeIODamageTest, RecordsInEachOthersPlaceAreSafe) {
+TEST_F(zeIODamageTest, ExchangedRecordsAreSafe) {
     const Kc_items items(file);
     for (const auto& [key, record] : items.records) {
         for (const auto& [other_key, other] : items.records) {
@@ -120,7 +120,7 @@ TEST_F(zeIODamageTest, RecordsInEachOthersPlaceAreSafe) {
     }
 }
 
-TEST_F(zeIODamageTest, ARecordMayHaveMoreBehindIt) {
+TEST_F(zeIODamageTest, BytesAfterARecordAreSafe) {
     Kc_items items(file);
     for (auto& [key, record] : items.records) {
         record += std::string(20000, 'x');
@@ -132,7 +132,7 @@ TEST_F(zeIODamageTest, ARecordMayHaveMoreBehindIt) {
     EXPECT_TRUE(same_bytes(saved(loaded), file));
 }
 
-// The same file in the form of the first version, which its records are not.
+// The same file marked as of version 1, in which records have another form.
 TEST_F(zeIODamageTest, RecordsOfAnotherVersionAreSafe) {
     Kc_items items(file);
     items.version = 1;
@@ -140,13 +140,14 @@ TEST_F(zeIODamageTest, RecordsOfAnotherVersionAreSafe) {
     expect_damage_is_safe(items.file(), file);
 }
 
-// With the tables of likelihoods, whose sizes settings tell: nothing learns from such a file here.
+// A file with likelihood tables, whose sizes depend on settings. These tests do not let a damaged
+// file learn.
 class zeIOTableDamageTest : public zeIODamageTest {
 protected:
     zeIOTableDamageTest() : zeIODamageTest(zeDefaults()) {}
 };
 
-TEST_F(zeIOTableDamageTest, EveryNumberOfTheStatisticsMayBeAnother) {
+TEST_F(zeIOTableDamageTest, EveryChangedNumberOfTheStatisticsIsSafe) {
     const Kc_items items(file);
     const std::string record = Kc_items(file).object(1);
     for (std::size_t position = 0; position < record.size(); ++position) {

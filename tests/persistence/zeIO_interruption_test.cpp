@@ -1,5 +1,5 @@
-// What reading, writing and copying a container tell a progress object, and what they leave behind
-// when it interrupts them.
+// Reading, writing and copying a container: the reports to a progress object, and the state after
+// an interruption.
 #include "zandrel/persistence/zeIO.h"
 
 #include <string>
@@ -18,10 +18,10 @@ namespace {
 
 using testing::ElementsAre;
 
-// Four classifiers, three of them with a storage: with the manager there are eight items.
+// Four classifiers, three of them with a storage. With the manager that makes eight items.
 class zeIOInterruptionTest : public testing::Test {
 protected:
-    // How often a whole operation asks.
+    // The number of polls in a complete operation.
     template <class Operation>
     static int polls_of(Operation&& operation) {
         Interrupt_at progress(0);
@@ -34,7 +34,7 @@ protected:
     Scratch_file disk;
 };
 
-TEST_F(zeIOInterruptionTest, ALoadTellsItsSteps) {
+TEST_F(zeIOInterruptionTest, LoadReportsItsSteps) {
     Progress_log progress;
     zeManager loaded;
 
@@ -45,7 +45,7 @@ TEST_F(zeIOInterruptionTest, ALoadTellsItsSteps) {
     EXPECT_EQ(progress.polls, 5);
 }
 
-TEST_F(zeIOInterruptionTest, ALoadOfAnEmptyContainerTellsItsSteps) {
+TEST_F(zeIOInterruptionTest, LoadOfAnEmptyContainerReportsItsSteps) {
     zeManager empty;
     const std::string nothing = saved(empty);
     Progress_log progress;
@@ -55,7 +55,7 @@ TEST_F(zeIOInterruptionTest, ALoadOfAnEmptyContainerTellsItsSteps) {
     EXPECT_THAT(progress.lines, ElementsAre("total 1", "total 1", "+1", "next phase, completed"));
 }
 
-TEST_F(zeIOInterruptionTest, AWriteTellsItsSteps) {
+TEST_F(zeIOInterruptionTest, WriteReportsItsSteps) {
     Progress_log to_file;
     Progress_log to_buffer;
     qtPtr<qtBuffer> buffer;
@@ -70,7 +70,7 @@ TEST_F(zeIOInterruptionTest, AWriteTellsItsSteps) {
     EXPECT_EQ(to_buffer.polls, 5);
 }
 
-TEST_F(zeIOInterruptionTest, AWriteOfASubtreeTellsItsSteps) {
+TEST_F(zeIOInterruptionTest, WriteOfASubtreeReportsItsSteps) {
     Progress_log progress;
     KcIoMode mode;
     mode.root = &kc.desk.Node(News_desk::kPress);
@@ -80,7 +80,7 @@ TEST_F(zeIOInterruptionTest, AWriteOfASubtreeTellsItsSteps) {
     EXPECT_THAT(progress.lines, ElementsAre("total 4", "+1", "+1", "+1", "next phase, completed"));
 }
 
-TEST_F(zeIOInterruptionTest, ACopyTellsItsSteps) {
+TEST_F(zeIOInterruptionTest, CopyReportsItsSteps) {
     Progress_log progress;
     KcIoMode mode;
 
@@ -91,7 +91,7 @@ TEST_F(zeIOInterruptionTest, ACopyTellsItsSteps) {
     EXPECT_EQ(progress.polls, 4);
 }
 
-TEST_F(zeIOInterruptionTest, AnInterruptedLoadLeavesAnEmptyManager) {
+TEST_F(zeIOInterruptionTest, InterruptedLoadLeavesAnEmptyManager) {
     const Scratch_file& source = disk;
     source.write(file);
     for (int poll = 1; poll <= 5; ++poll) {
@@ -123,7 +123,7 @@ TEST_F(zeIOInterruptionTest, AnInterruptedLoadLeavesAnEmptyManager) {
     }
 }
 
-TEST_F(zeIOInterruptionTest, AnInterruptedWriteLeavesNoContainerAndTheOneInMemory) {
+TEST_F(zeIOInterruptionTest, InterruptedWriteLeavesNoFileAndAnUnchangedManager) {
     const Unchanged unchanged(kc.manager);
     for (int poll = 1; poll <= 5; ++poll) {
         SCOPED_TRACE(poll);
@@ -143,7 +143,7 @@ TEST_F(zeIOInterruptionTest, AnInterruptedWriteLeavesNoContainerAndTheOneInMemor
     }
 }
 
-TEST_F(zeIOInterruptionTest, AnInterruptedCopyLeavesTheManagerOnItsOwnFile) {
+TEST_F(zeIOInterruptionTest, InterruptedCopyLeavesTheManagerWithItsOwnFile) {
     const Unchanged unchanged(kc.manager);
     const zeIO* const source = kc.manager.m_io.get();
     for (int poll = 1; poll <= 4; ++poll) {
@@ -161,7 +161,7 @@ TEST_F(zeIOInterruptionTest, AnInterruptedCopyLeavesTheManagerOnItsOwnFile) {
     EXPECT_TRUE(same_bytes(saved(kc.manager), file));
 }
 
-// A progress object may raise what it likes.
+// A progress object may raise any error.
 class Raises_at : public Interrupt_at {
 public:
     explicit Raises_at(int step) : Interrupt_at(0), m_step(step) {}
@@ -184,7 +184,7 @@ private:
     int m_step;
 };
 
-TEST_F(zeIOInterruptionTest, WhatAProgressObjectRaisesLeavesTheSame) {
+TEST_F(zeIOInterruptionTest, ErrorOfAProgressObjectHasTheSameResultAsAnInterruption) {
     for (int step = 1; step <= 8; ++step) {
         SCOPED_TRACE(step);
         Raises_at load(step);

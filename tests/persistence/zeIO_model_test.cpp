@@ -1,5 +1,5 @@
-// Containers that went through random edits: whatever is done to one, it can be written, read and
-// edited further.
+// Containers after random edits. Whatever the edits, the container can be written, read and edited
+// further.
 #include "zandrel/persistence/zeIO.h"
 
 #include <map>
@@ -18,8 +18,8 @@ namespace {
 
 constexpr int kEdits = 150;
 
-// The content but for what reading settles anew: the last ids of nodes, which are the highest that
-// are there, and the order of the leaves of one category.
+// The contents without the parts that reading changes: it sets the last ids of nodes to the highest
+// existing ids, and may change the order of the leaves of one category.
 std::string lasting_content(zeManager& manager) {
     std::string content = content_of(manager);
     for (const char* const list : {"logical nodes, last id ", "physical nodes, last id "}) {
@@ -31,13 +31,13 @@ std::string lasting_content(zeManager& manager) {
     return content;
 }
 
-// Writes the container, or a subtree, and reads the file: it holds all that was in memory, and
-// gives the same file again.
+// Writes the container, or a subtree, and reads the file. It must contain everything that was in
+// memory, and saving it again must give the same file.
 void expect_read_back(zeManager& manager, KcIoMode mode = {}) {
     std::string file;
     ASSERT_NO_THROW(file = saved(manager, mode));
     zeManager read;
-    read.m_compat55 = manager.m_compat55;  // which a file without such names does not tell
+    read.m_compat55 = manager.m_compat55;  // a file without such names does not show the mode
     ASSERT_NO_THROW(read_kc(read, file));
     const bool is_whole = mode.root == nullptr;
     if (is_whole && !mode.compact) {
@@ -55,7 +55,7 @@ void expect_read_back(zeManager& manager, KcIoMode mode = {}) {
     ASSERT_EQ(content_of(read_again), content_of(read));
 }
 
-// Every subtree that has a classifier.
+// Checks every subtree that has a classifier.
 void expect_parts_read_back(zeManager& manager) {
     for (const auto& [id, node] : manager.m_logical_tree->nodes) {
         SCOPED_TRACE(testing::Message() << "subtree " << id);
@@ -69,7 +69,7 @@ void expect_parts_read_back(zeManager& manager) {
 
 class zeIOModelTest : public testing::TestWithParam<bool> {};
 
-TEST_P(zeIOModelTest, WhateverEditsLeaveIsWrittenAndReadBack) {
+TEST_P(zeIOModelTest, EditedContainersAreReadBackEqual) {
     constexpr unsigned int kContainers = 40;
     for (unsigned int seed = 0; seed < kContainers; ++seed) {
         Random_edits edits(seed, GetParam(), 4 + 2 * seed);
@@ -86,9 +86,10 @@ TEST_P(zeIOModelTest, WhateverEditsLeaveIsWrittenAndReadBack) {
 
 INSTANTIATE_TEST_SUITE_P(Modes, zeIOModelTest, testing::Bool());
 
-// What teaches or changes classifiers outside of the logical tree.
+// Containers whose classifiers were trained or changed without the logical tree.
 
-// Teaches the root alone the leaves of all levels: they then hang in the root as well.
+// Trains only the root, with the leaves of all levels as labels. They become children of the root
+// too.
 void train_root(zeManager& manager, CTProgress* progress = nullptr) {
     zeMemoryCorpus corpus;
     for (const char* label : {"shop", "sport", "money", "travel", "bin", "new"}) {
@@ -100,7 +101,7 @@ void train_root(zeManager& manager, CTProgress* progress = nullptr) {
     manager.GetWorkflow()->train(view, true, progress, false);
 }
 
-TEST(zeIOTaughtTest, ARootThatLearnedTheLeavesBelowIsReadBack) {
+TEST(zeIOTaughtTest, RootTrainedOnLeavesOfAllLevelsIsReadBack) {
     Trained_desk kc;
     train_root(kc.manager);
 
@@ -108,7 +109,7 @@ TEST(zeIOTaughtTest, ARootThatLearnedTheLeavesBelowIsReadBack) {
     expect_parts_read_back(kc.manager);
 }
 
-// Each leaf goes, whichever of the classifiers that know it hears of it last.
+// Two classifiers know each leaf. Deleting a leaf must remove it from both.
 TEST(zeIOTaughtTest, LeavesOfTwoClassifiersAreEditedAndReadBack) {
     Trained_desk kc;
     for (const bool is_learned : {false, true}) {
@@ -134,8 +135,8 @@ TEST(zeIOTaughtTest, LeavesOfTwoClassifiersAreEditedAndReadBack) {
     expect_read_back(kc.manager);
 }
 
-// A leaf that becomes a classifier stays with the one that decides it.
-TEST(zeIOTaughtTest, ALeafOfTwoClassifiersMayBecomeOne) {
+// A leaf that becomes a classifier stays with the classifier that decides it.
+TEST(zeIOTaughtTest, LeafOfTwoClassifiersBecomesAClassifierAndIsReadBack) {
     for (const char* rule : {"", "true"}) {
         SCOPED_TRACE(rule);
         Trained_desk kc;
@@ -153,8 +154,8 @@ TEST(zeIOTaughtTest, ALeafOfTwoClassifiersMayBecomeOne) {
     }
 }
 
-// A classifier may be fed without linking its categories, which the logical tree still mirrors.
-TEST(zeIOTaughtTest, CategoriesThatHangNowhereAreReadBack) {
+// Feeding a classifier does not link its categories, but the logical tree still mirrors them.
+TEST(zeIOTaughtTest, UnlinkedCategoriesAreReadBack) {
     Trained_desk kc;
     zeStat_matcher& home =
         dynamic_cast<zeStat_matcher&>(*kc.desk.Node(News_desk::kHome).physical_node->m_classifier);
@@ -163,9 +164,9 @@ TEST(zeIOTaughtTest, CategoriesThatHangNowhereAreReadBack) {
     expect_read_back(kc.manager);
 }
 
-// Training that breaks off has counted categories which it has not linked yet. What it has not come
-// to is nobody's node, and is not written.
-TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndGoesOn) {
+// Interrupted training has counted categories that it has not linked yet. Nodes that it has not
+// reached are not written, since no node refers to them.
+TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndContinues) {
     int counted = 0;
     for (int poll = 1;; ++poll) {
         SCOPED_TRACE(poll);
@@ -182,7 +183,7 @@ TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndGoesOn) {
         EXPECT_TRUE(same_bytes(saved(read), saved(kc.manager)));
         const std::size_t profiles = kc.manager.GetRootStorage()->m_profiles.size();
         EXPECT_EQ(read.GetRootStorage()->m_profiles.size(), profiles);
-        counted += profiles > 2 ? 1 : 0;  // more than the root had linked before
+        counted += profiles > 2 ? 1 : 0;  // more than the root's linked children
         train_root(read);
         expect_read_back(read);
         expect_parts_read_back(read);
@@ -190,8 +191,9 @@ TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndGoesOn) {
     EXPECT_GT(counted, 0);
 }
 
-// A node that is lost in an exchange of nodes leaves nothing that a reader could find.
-TEST(zeIOTaughtTest, ALostNodeIsRefusedBeforeAnythingIsWritten) {
+// An exchange of nodes that leaves one out removes it from its classifier. A reader could then not
+// find its category.
+TEST(zeIOTaughtTest, LostNodeIsRefusedBeforeAnythingIsWritten) {
     for (const unsigned int lost : {News_desk::kHome, News_desk::kPress, News_desk::kSport}) {
         SCOPED_TRACE(lost);
         Trained_desk kc;

@@ -1,5 +1,4 @@
-// What zeIO reads: a container that goes on where the saved one stood, and what refused files
-// leave.
+// Reading by zeIO: the container continues as the saved one would.
 #include "zandrel/persistence/zeIO.h"
 
 #include <string>
@@ -25,7 +24,7 @@ protected:
     News_desk desk{loaded};
 };
 
-TEST_F(zeIOReadTest, AllSidesOfTheTreeComeBack) {
+TEST_F(zeIOReadTest, AllSidesOfTheTreeAreReadBack) {
     kc.manager.m_defaults.clip_value = 2.5;
     kc.manager.m_config.set_optional("key", "value");
 
@@ -40,7 +39,7 @@ TEST_F(zeIOReadTest, AllSidesOfTheTreeComeBack) {
     EXPECT_EQ(*loaded.m_config.get_optional("key"), qtString("value"));
 }
 
-TEST_F(zeIOReadTest, AFileIsReadAsABufferIs) {
+TEST_F(zeIOReadTest, FileIsReadLikeABuffer) {
     const Scratch_file on_disk(file);
 
     loaded.Read(on_disk.path(), nullptr, nullptr);
@@ -48,7 +47,7 @@ TEST_F(zeIOReadTest, AFileIsReadAsABufferIs) {
     EXPECT_EQ(content_of(loaded), content_of(kc.manager));
 }
 
-TEST_F(zeIOReadTest, ALoadedContainerIsNotModified) {
+TEST_F(zeIOReadTest, LoadedContainerIsNotModified) {
     loaded.m_modified = true;
 
     read_kc(loaded, file);
@@ -59,13 +58,13 @@ TEST_F(zeIOReadTest, ALoadedContainerIsNotModified) {
     EXPECT_EQ(loaded.m_version, 2);
 }
 
-TEST_F(zeIOReadTest, ScoresAndExplanationsAreThoseFromBeforeTheSave) {
+TEST_F(zeIOReadTest, ScoresAndExplanationsAreTheSameAsBeforeTheSave) {
     read_kc(loaded, file);
 
     EXPECT_EQ(desk.Answers(), kc.desk.Answers());
 }
 
-TEST_F(zeIOReadTest, LearningGoesOnAsIfNothingHadBeenSaved) {
+TEST_F(zeIOReadTest, LearningContinuesAsWithoutASave) {
     read_kc(loaded, file);
 
     for (int turn = 0; turn < 3; ++turn) {
@@ -77,7 +76,7 @@ TEST_F(zeIOReadTest, LearningGoesOnAsIfNothingHadBeenSaved) {
     EXPECT_TRUE(same_bytes(saved(loaded), saved(kc.manager)));
 }
 
-TEST_F(zeIOReadTest, TrainingAndEditsGoOnAsIfNothingHadBeenSaved) {
+TEST_F(zeIOReadTest, TrainingAndEditsContinueAsWithoutASave) {
     read_kc(loaded, file);
 
     for (News_desk* each : {&kc.desk, &desk}) {
@@ -90,7 +89,7 @@ TEST_F(zeIOReadTest, TrainingAndEditsGoOnAsIfNothingHadBeenSaved) {
     EXPECT_TRUE(same_bytes(saved(loaded), saved(kc.manager)));
 }
 
-TEST_F(zeIOReadTest, ReadingUsesUpNoObjectId) {
+TEST_F(zeIOReadTest, ReadingUsesNoObjectIds) {
     read_kc(loaded, file);
 
     zeNode* const next = loaded.m_physical_tree->MakeNode(term("next"), ZE_RULE, 0, 0.0);
@@ -111,7 +110,7 @@ TEST_F(zeIOReadTest, ObjectsAreRegisteredWithTheirManager) {
     EXPECT_FALSE(loaded.m_objects.at(2)->m_dirty);
 }
 
-TEST_F(zeIOReadTest, WhatWasThereBeforeIsReplaced) {
+TEST_F(zeIOReadTest, PreviousContentsAreReplaced) {
     Trained_tree other;
 
     read_kc(other.manager, file);
@@ -119,7 +118,7 @@ TEST_F(zeIOReadTest, WhatWasThereBeforeIsReplaced) {
     EXPECT_EQ(content_of(other.manager), content_of(kc.manager));
 }
 
-TEST_F(zeIOReadTest, TheModeTellsWhatTheFileSays) {
+TEST_F(zeIOReadTest, ModeDescribesTheFileAfterwards) {
     Kc_items items(file);
     items.flags = 0x80;
     KcIoMode mode;
@@ -136,7 +135,7 @@ TEST_F(zeIOReadTest, TheModeTellsWhatTheFileSays) {
     EXPECT_FALSE(loaded.m_io->m_read_only);
 }
 
-TEST_F(zeIOReadTest, UnknownFlagsAreLeftAlone) {
+TEST_F(zeIOReadTest, UnknownFlagsAreIgnored) {
     Kc_items items(file);
     items.flags = 0x77;
     KcIoMode mode;
@@ -147,7 +146,7 @@ TEST_F(zeIOReadTest, UnknownFlagsAreLeftAlone) {
     EXPECT_FALSE(mode.compact_read);
 }
 
-TEST_F(zeIOReadTest, TheFileIsClosedBehindTheLoad) {
+TEST_F(zeIOReadTest, FileIsClosedAfterTheLoad) {
     read_kc(loaded, file);
 
     unsigned int id = 1;
@@ -194,7 +193,7 @@ TEST_F(zeIOReadTest, OtherFormsAreRefusedBeforeAnythingIsTouched) {
     }
 }
 
-TEST_F(zeIOReadTest, ABufferIsReadPlainlyWhateverIsAsked) {
+TEST_F(zeIOReadTest, BufferIsReadInPlainFormWhateverIsRequested) {
     for (const unsigned int form : {0U, 1U, 2U, 99U}) {
         SCOPED_TRACE(form);
         KcIoMode mode;
@@ -207,7 +206,7 @@ TEST_F(zeIOReadTest, ABufferIsReadPlainlyWhateverIsAsked) {
     }
 }
 
-TEST_F(zeIOReadTest, AnotherManagersFileObjectMayNotRead) {
+TEST_F(zeIOReadTest, FileObjectOfAnotherManagerMayNotRead) {
     zeIO stranger(&loaded);
     KcIoMode mode;
     qtPtr<qtBuffer> buffer = buffer_of(file);
@@ -218,7 +217,8 @@ TEST_F(zeIOReadTest, AnotherManagersFileObjectMayNotRead) {
 
 // Memory.
 
-// Does a thing many times, which takes less than a byte a time: the allocator itself rounds.
+// Runs an operation many times. It may keep less than a byte each time: the allocator itself
+// rounds.
 template <class Operation>
 void expect_no_leak(Operation&& operation) {
     constexpr int kTurns = 1000;
@@ -234,7 +234,7 @@ void expect_no_leak(Operation&& operation) {
     EXPECT_LT(held_bytes(), bytes + kTurns);
 }
 
-TEST_F(zeIOReadTest, AThousandLoadsAndReleasesLeaveNothingBehind) {
+TEST_F(zeIOReadTest, ThousandLoadsAndReleasesLeakNoMemory) {
     const Scratch_file on_disk(file);
 
     expect_no_leak([&] {
@@ -243,11 +243,11 @@ TEST_F(zeIOReadTest, AThousandLoadsAndReleasesLeaveNothingBehind) {
     });
 }
 
-TEST_F(zeIOReadTest, LoadsOneUponTheOtherHoldOneContainer) {
+TEST_F(zeIOReadTest, RepeatedLoadsKeepOnlyOneContainer) {
     expect_no_leak([&] { read_kc(loaded, file); });
 }
 
-TEST_F(zeIOReadTest, FailedLoadsLeaveNothingBehind) {
+TEST_F(zeIOReadTest, FailedLoadsLeakNoMemory) {
     Kc_items items(file);
     items.records.erase(object_key(6));
     const std::string broken = items.file();

@@ -1,4 +1,4 @@
-// Files that zeIO refuses, and what they leave in memory.
+// Files that zeIO refuses, and the state in memory afterwards.
 #include "zandrel/persistence/zeIO.h"
 
 #include <string>
@@ -25,7 +25,7 @@ protected:
 
 // Refused files.
 
-// What is no container leaves the one in memory as it was.
+// A file that is no container leaves the one in memory unchanged.
 class zeIORefusedTest : public Saved_container {
 protected:
     void ExpectRefused(const std::string& bytes, int number, const char* text,
@@ -51,21 +51,21 @@ protected:
     }
 };
 
-TEST_F(zeIORefusedTest, WhatIsNoPackageIsNoContainer) {
+TEST_F(zeIORefusedTest, FileThatIsNoPackageIsRefused) {
     for (const char* bytes : {"", "x", "a text that is longer than any header is"}) {
         SCOPED_TRACE(bytes);
         ExpectRefused(bytes, 1, "Not a kc file", {});
     }
 }
 
-TEST_F(zeIORefusedTest, AnEmptyBufferIsNoContainer) {
+TEST_F(zeIORefusedTest, EmptyBufferIsRefused) {
     const Unchanged unchanged(kc.manager);
     qtPtr<qtBuffer> none;
 
     EXPECT_QTX_ARGS(kc.manager.Read(none, nullptr, nullptr), zeIO, 1, "Not a kc file", {});
 }
 
-TEST_F(zeIORefusedTest, APackageOfAnotherOwnerIsNoContainer) {
+TEST_F(zeIORefusedTest, PackageOfAnotherOwnerIsRefused) {
     Kc_items items(file);
     items.id = 0x278F9D41;
 
@@ -82,7 +82,7 @@ TEST_F(zeIORefusedTest, OtherVersionsAreRefused) {
     }
 }
 
-TEST_F(zeIORefusedTest, AMissingFilePassesOn) {
+TEST_F(zeIORefusedTest, ErrorOfAMissingFileIsPassedOn) {
     const Scratch_file none;
     const Unchanged unchanged(kc.manager);
     for (const KcIoMode::Form form : {KcIoMode::AUTO_IO, KcIoMode::DIRECT_IO}) {
@@ -94,7 +94,7 @@ TEST_F(zeIORefusedTest, AMissingFilePassesOn) {
     }
 }
 
-TEST_F(zeIORefusedTest, APackageThatWasNeverClosedPassesOn) {
+TEST_F(zeIORefusedTest, ErrorOfAPackageThatWasNeverClosedIsPassedOn) {
     Hpack pack;
     qtPtr<qtBuffer> buffer;
     pack.Open(buffer, 'w');
@@ -105,7 +105,7 @@ TEST_F(zeIORefusedTest, APackageThatWasNeverClosedPassesOn) {
                     {"qtBuffer"});
 }
 
-TEST_F(zeIORefusedTest, AnEarlierFileObjectIsGoneWhateverComesOfTheRead) {
+TEST_F(zeIORefusedTest, EarlierFileObjectIsReplacedEvenIfTheReadFails) {
     read_kc(loaded, file);
     qtPtrLight<zeIO> earlier = loaded.m_io;
 
@@ -118,7 +118,7 @@ TEST_F(zeIORefusedTest, AnEarlierFileObjectIsGoneWhateverComesOfTheRead) {
 
 // Broken containers.
 
-// What breaks off behind the header leaves an empty manager, which can be used again.
+// If reading fails after the header, the manager is empty and can be used again.
 class zeIOBrokenTest : public Saved_container {
 protected:
     void ExpectEmptied() {
@@ -135,7 +135,7 @@ protected:
     Kc_items items{file};
 };
 
-TEST_F(zeIOBrokenTest, AFileWithoutTheManagersRecord) {
+TEST_F(zeIOBrokenTest, MissingManagersRecordIsReported) {
     items.records.erase(kManagerRecord);
 
     EXPECT_QTX_ARGS(read_kc(kc.manager, items.file()), Hpack, 2,
@@ -144,7 +144,7 @@ TEST_F(zeIOBrokenTest, AFileWithoutTheManagersRecord) {
     ExpectEmptied();
 }
 
-TEST_F(zeIOBrokenTest, AFileWithoutOneOfTheObjects) {
+TEST_F(zeIOBrokenTest, MissingObjectIsReported) {
     for (const unsigned int id : {1U, 2U, 3U, 6U}) {
         SCOPED_TRACE(id);
         Kc_items without = items;
@@ -158,7 +158,7 @@ TEST_F(zeIOBrokenTest, AFileWithoutOneOfTheObjects) {
     }
 }
 
-TEST_F(zeIOBrokenTest, AnUnknownTypeIsTold) {
+TEST_F(zeIOBrokenTest, UnknownTypeIsReported) {
     for (const unsigned int type : {0U, 4U, 4000000000U}) {
         SCOPED_TRACE(type);
         items.object(3).replace(0, 4, object_key(type));
@@ -170,8 +170,8 @@ TEST_F(zeIOBrokenTest, AnUnknownTypeIsTold) {
     }
 }
 
-// No id; one that is taken; one that was never given out; that of another key.
-TEST_F(zeIOBrokenTest, AnImpossibleObjectIdIsTold) {
+// No id; an id that is in use; an id that was never given; the id of another key.
+TEST_F(zeIOBrokenTest, ImpossibleObjectIdIsReported) {
     for (const unsigned int id : {0U, 1U, 8U, 5U}) {
         SCOPED_TRACE(id);
         items.object(3).replace(4, 4, object_key(id));
@@ -183,8 +183,8 @@ TEST_F(zeIOBrokenTest, AnImpossibleObjectIdIsTold) {
     }
 }
 
-// No node; one that is not there; a leaf; the node of another classifier.
-TEST_F(zeIOBrokenTest, AClassifierThatIsNotAtItsNodeIsTold) {
+// No node; a node that does not exist; a leaf; the node of another classifier.
+TEST_F(zeIOBrokenTest, ClassifierThatIsNotAtItsNodeIsReported) {
     for (const unsigned int node : {0U, 99U, 2U, 4U}) {
         SCOPED_TRACE(node);
         items.object(3).replace(8, 4, object_key(node));
@@ -198,7 +198,7 @@ TEST_F(zeIOBrokenTest, AClassifierThatIsNotAtItsNodeIsTold) {
     }
 }
 
-TEST_F(zeIOBrokenTest, AStorageAtANodeIsNoClassifier) {
+TEST_F(zeIOBrokenTest, StorageAtANodeIsRefusedAsAClassifier) {
     items.object(3) = items.object(1);
     items.object(3).replace(4, 4, object_key(3));
 
@@ -208,8 +208,8 @@ TEST_F(zeIOBrokenTest, AStorageAtANodeIsNoClassifier) {
     ExpectEmptied();
 }
 
-// A child that no record has is an empty entry of the tree, which no rule can mean.
-TEST_F(zeIOBrokenTest, ACategoryWithoutARecordIsNoCategory) {
+// A child without a record is an empty entry of the tree. No rule can refer to it.
+TEST_F(zeIOBrokenTest, CategoryWithoutARecordIsRefused) {
     zeNode* const press = kc.desk.Node(News_desk::kPress).physical_node;
     press->m_children.push_back(
         &kc.manager.m_physical_tree->m_nodes.emplace(50, Concept()).first->second);
@@ -228,8 +228,8 @@ TEST_F(zeIOBrokenTest, ACategoryWithoutARecordIsNoCategory) {
     ExpectEmptied();
 }
 
-// A rule classifier in place of a storage is no statistics.
-TEST_F(zeIOBrokenTest, AMatcherWithoutItsStorageIsNotTaken) {
+// A rule classifier instead of a storage has no statistics.
+TEST_F(zeIOBrokenTest, MatcherWithoutItsStorageIsRefused) {
     const std::string no_rules(8, '\0');
     items.object(6) = object_key(ZE_RULE) + object_key(6) + object_key(7) + no_rules;
 
@@ -238,10 +238,11 @@ TEST_F(zeIOBrokenTest, AMatcherWithoutItsStorageIsNotTaken) {
     ExpectEmptied();
 }
 
-// Each of them names the next as its storage. A file may have more of them than a stack holds.
-TEST_F(zeIOBrokenTest, AChainOfMatchersIsNotFollowed) {
+// Each matcher names the next as its storage. Following a long chain recursively would overflow the
+// stack.
+TEST_F(zeIOBrokenTest, ChainOfMatchersIsRefusedAtItsFirstLink) {
     constexpr unsigned int kLinks = 100000;
-    const std::string last_id = object_key(7) + object_key(1);  // with the root's node behind
+    const std::string last_id = object_key(7) + object_key(1);  // followed by the root's node
     const std::size_t place = items.manager().rfind(last_id);
     ASSERT_EQ(place, items.manager().size() - 8);
     items.manager().replace(place, 4, object_key(kLinks + 8));
@@ -259,7 +260,7 @@ TEST_F(zeIOBrokenTest, AChainOfMatchersIsNotFollowed) {
     ExpectEmptied();
 }
 
-TEST_F(zeIOBrokenTest, SettingsAreThoseFromBefore) {
+TEST_F(zeIOBrokenTest, SettingsFromBeforeAreKept) {
     kc.manager.m_defaults.clip_value = 7.0;
     kc.manager.m_config.kc_id = 77;
     zeManager other;

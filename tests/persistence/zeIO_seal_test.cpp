@@ -1,4 +1,4 @@
-// Containers whose files are sealed: they are read, copied and marked as others are.
+// Containers whose files are sealed. They are read, copied and marked like others.
 #include "zandrel/persistence/zeIO.h"
 
 #include <string>
@@ -42,14 +42,14 @@ TEST_F(zeIOSealTest, WriteMakesNoSeal) {
     EXPECT_FALSE(verify(saved_compact(kc.manager)));
 }
 
-TEST_F(zeIOSealTest, SealedFileIsReadAsTheUnsealedOne) {
+TEST_F(zeIOSealTest, SealedFileIsReadLikeTheUnsealedOne) {
     read_kc(loaded, sealed(file));
 
     EXPECT_EQ(content_of(loaded), content_of(kc.manager));
     EXPECT_TRUE(same_bytes(saved(loaded), file));
 }
 
-TEST_F(zeIOSealTest, SealedCompactFileIsReadAsTheUnsealedOne) {
+TEST_F(zeIOSealTest, SealedCompactFileIsReadLikeTheUnsealedOne) {
     const std::string compact = saved_compact(kc.manager);
     KcIoMode mode;
 
@@ -59,7 +59,7 @@ TEST_F(zeIOSealTest, SealedCompactFileIsReadAsTheUnsealedOne) {
     EXPECT_TRUE(same_bytes(saved_compact(loaded), compact));
 }
 
-// Of eight items and the seal; five steps are those of the manager and four classifiers.
+// There are eight items and the seal. Five steps are for the manager and the four classifiers.
 TEST_F(zeIOSealTest, LoadOfASealedFileReportsTheStepsOfTheUnsealedOne) {
     Progress_log progress;
 
@@ -78,7 +78,7 @@ TEST_F(zeIOSealTest, CopyOfASealedContainerHasNoSeal) {
     EXPECT_FALSE(verify(disk.content()));
 }
 
-TEST_F(zeIOSealTest, SealStaysSoundWhenTheUnicodeFlagChanges) {
+TEST_F(zeIOSealTest, SealIsStillValidWhenTheUnicodeFlagChanges) {
     for (const std::string& sound : {sealed(file), sealed(saved_compact(kc.manager))}) {
         disk.write(sound);
         for (const bool flag : {true, false}) {
@@ -98,7 +98,7 @@ TEST_F(zeIOSealTest, FileOfTheFirstVersionCanBeSealed) {
     EXPECT_TRUE(verify(sealed(items.file())));
 }
 
-TEST_F(zeIOSealTest, RecordThatIsWrittenAnewBreaksTheSeal) {
+TEST_F(zeIOSealTest, RewrittenRecordBreaksTheSeal) {
     disk.write(sealed(file));
     Hpack pack;
     pack.Open(disk.path(), 'u');

@@ -1,4 +1,4 @@
-// The operations of zeIO beside reading and writing whole containers: the file's flags, single
+// Operations of zeIO other than reading and writing whole containers: the file's flags, single
 // objects and texts.
 #include "zandrel/persistence/zeIO.h"
 
@@ -19,7 +19,7 @@
 
 namespace {
 
-TEST(zeIOTest, ANewOneHasDoneNothing) {
+TEST(zeIOTest, NewObjectHasNoFile) {
     zeManager manager;
     const zeIO io(&manager);
 
@@ -34,7 +34,7 @@ TEST(zeIOTest, ANewOneHasDoneNothing) {
     EXPECT_EQ(io.ReadOnDemand(), 0U);
 }
 
-TEST(zeIOTest, AModeBeginsWithTheDefaults) {
+TEST(zeIOTest, NewModeHasTheDefaults) {
     const KcIoMode mode;
 
     EXPECT_TRUE(mode.create);
@@ -66,7 +66,7 @@ protected:
         file.write(items.file());
     }
 
-    // By a manager that has nothing to do with the file.
+    // Through a manager that does not have this container.
     void Set(bool flag) {
         zeManager other;
         zeIO(&other).SetUnicodeFlag(file.path(), flag);
@@ -76,7 +76,7 @@ protected:
     Scratch_file file;
 };
 
-TEST_F(zeIOUnicodeTest, TheFlagIsSetAndClearedAndTheRestStays) {
+TEST_F(zeIOUnicodeTest, FlagIsSetAndClearedAndTheRestIsKept) {
     for (const int compact : {0x00, 0x08}) {
         for (const int version : {1, 2}) {
             SCOPED_TRACE(testing::Message() << compact << ' ' << version);
@@ -107,7 +107,7 @@ TEST_F(zeIOUnicodeTest, UnknownFlagsAreNotKept) {
     EXPECT_EQ(Kc_items(file.content()).flags, 0x80);
 }
 
-TEST_F(zeIOUnicodeTest, AMarkedFileIsReadAsBefore) {
+TEST_F(zeIOUnicodeTest, MarkedFileIsReadAsBefore) {
     file.write(saved(kc.manager));
     Set(true);
     zeManager loaded;
@@ -119,7 +119,7 @@ TEST_F(zeIOUnicodeTest, AMarkedFileIsReadAsBefore) {
     EXPECT_EQ(content_of(loaded), content_of(kc.manager));
 }
 
-TEST_F(zeIOUnicodeTest, WhatIsInMemoryStays) {
+TEST_F(zeIOUnicodeTest, ContainerInMemoryIsUnchanged) {
     file.write(saved(kc.manager));
     zeManager loaded;
     read_kc(loaded, saved(kc.manager));
@@ -130,7 +130,7 @@ TEST_F(zeIOUnicodeTest, WhatIsInMemoryStays) {
     EXPECT_TRUE(same_bytes(saved(loaded), saved(kc.manager)));
 }
 
-TEST_F(zeIOUnicodeTest, RefusedFilesStayAndAreClosed) {
+TEST_F(zeIOUnicodeTest, RefusedFilesAreUnchangedAndClosed) {
     zeManager manager;
     zeIO io(&manager);
     Kc_items other(saved(kc.manager));
@@ -150,7 +150,7 @@ TEST_F(zeIOUnicodeTest, RefusedFilesStayAndAreClosed) {
                "Cannot open file: " + file.path().str());
 }
 
-TEST_F(zeIOUnicodeTest, EveryCallOfTheDiskMayFail) {
+TEST_F(zeIOUnicodeTest, FileIsMarkedOrUnchangedIfACallOfTheDiskFails) {
     Fake_disk disk;
     zeManager manager;
     zeIO io(&manager);
@@ -184,7 +184,7 @@ TEST_F(zeIOUnicodeTest, EveryCallOfTheDiskMayFail) {
 
 class zeIOObjectTest : public testing::Test {
 protected:
-    // Gives a record, its type in front, to the factory.
+    // Gives a record with its type in front to the factory.
     zeBase* Make(const std::string& bytes, zeNode* node = nullptr) {
         SegBuf record = record_of(bytes);
         Hio<HSegment> io(new HSegment(record, 'r'));
@@ -200,7 +200,7 @@ protected:
     Trained_desk kc;
 };
 
-TEST_F(zeIOObjectTest, TheFactoryMakesAnObjectUnderTheIdOfItsRecord) {
+TEST_F(zeIOObjectTest, FactoryMakesAnObjectWithTheIdOfItsRecord) {
     kc.manager.m_last_object_id = 20;
 
     const zeBase* const made = Make(switcher_record(15, 3));
@@ -215,14 +215,14 @@ TEST_F(zeIOObjectTest, TheFactoryMakesAnObjectUnderTheIdOfItsRecord) {
     EXPECT_EQ(kc.manager.m_last_object_id, 20U);
 }
 
-TEST_F(zeIOObjectTest, TheFactoryRefusesWhatStandsInNoFile) {
+TEST_F(zeIOObjectTest, FactoryRefusesTypesAndIdsThatNoFileHas) {
     EXPECT_QTX_ARGS(Make(object_key(9)), zeIO, 7, "Unknown Classifier object", {"9"});
     EXPECT_QTX_ARGS(Make(switcher_record(0, 3)), zeIO, 10, "Invalid object id in kc file", {"0"});
     EXPECT_QTX_ARGS(Make(switcher_record(7, 3)), zeIO, 10, "Invalid object id in kc file", {"7"});
     EXPECT_QTX_ARGS(Make(switcher_record(8, 3)), zeIO, 10, "Invalid object id in kc file", {"8"});
 }
 
-TEST_F(zeIOObjectTest, ARecordThatEndsEarlyRaises) {
+TEST_F(zeIOObjectTest, RecordThatEndsEarlyRaises) {
     kc.manager.m_last_object_id = 8;
     const std::string end_of_segment(SegBuf::kSegmentSize - 8, '\0');
     SegBuf record = record_of(end_of_segment + object_key(ZE_RULE) + object_key(8));
@@ -231,7 +231,7 @@ TEST_F(zeIOObjectTest, ARecordThatEndsEarlyRaises) {
 
     EXPECT_THROW(zeObjectFactory(ZE_RULE, io, &kc.manager, nullptr), qtxSegBuf);
 
-    // The registry has it, so that it goes with the container.
+    // The object is already in the registry, so it is deleted with the container.
     EXPECT_EQ(kc.manager.m_objects.count(8), 1U);
 }
 
@@ -256,14 +256,14 @@ TEST_F(zeIOObjectTest, SingleObjectsAreWrittenAndRead) {
     EXPECT_EQ(switcher.get_rule(kc.desk.Node(News_desk::kHome).physical_node).str(), before);
 }
 
-TEST_F(zeIOObjectTest, NothingIsNoObject) {
+TEST_F(zeIOObjectTest, DumpOfNullAsserts) {
     zeIO io(&kc.manager);
 
     EXPECT_ASSERTS(io.DumpObject(nullptr), "object");
 }
 
-// Without a file there is no form in which an object could be found.
-TEST_F(zeIOObjectTest, OutsideOfALoadOrDumpThereIsNoForm) {
+// Outside of a load or dump there is no file, so no object can be found in it.
+TEST_F(zeIOObjectTest, SingleObjectsAreRefusedOutsideOfALoadOrDump) {
     zeIO io(&kc.manager);
 
     EXPECT_QTX(io.LoadObject(1, nullptr), zeIO, 9, "Cached form of a KC is not available");
@@ -271,7 +271,7 @@ TEST_F(zeIOObjectTest, OutsideOfALoadOrDumpThereIsNoForm) {
                "Cached form of a KC is not available");
 }
 
-TEST_F(zeIOObjectTest, BehindALoadTheFileIsClosed) {
+TEST_F(zeIOObjectTest, SingleObjectsAreRefusedAfterALoad) {
     zeManager loaded;
     read_kc(loaded, saved(kc.manager));
 
@@ -281,8 +281,8 @@ TEST_F(zeIOObjectTest, BehindALoadTheFileIsClosed) {
                "File is not open for writing");
 }
 
-// Records longer than a segment are scrambled segment by segment.
-TEST_F(zeIOObjectTest, LongRecordsComeBack) {
+// Each segment of a long record is scrambled separately.
+TEST_F(zeIOObjectTest, LongRecordsAreReadBack) {
     zeLogicalNode node = kc.desk.Node(News_desk::kShop);
     std::string text;
     for (int i = 0; i < 10000; ++i) {
@@ -302,7 +302,7 @@ TEST_F(zeIOObjectTest, LongRecordsComeBack) {
 
 // Texts.
 
-TEST(ConvertEncodingTest, TextsGoFromTheFirstCharsetToTheSecond) {
+TEST(ConvertEncodingTest, TextsAreConvertedFromTheFirstCharsetToTheSecond) {
     KcConverter converter{"ISO-8859-1", "UTF-8", 0};
 
     EXPECT_EQ(ConvertEncoding("caf\xE9", &converter), qtString("caf\xC3\xA9"));
@@ -311,7 +311,7 @@ TEST(ConvertEncodingTest, TextsGoFromTheFirstCharsetToTheSecond) {
     EXPECT_EQ(converter.count, 2U);
 }
 
-TEST(ConvertEncodingTest, TheEmptyTextIsCountedAndNotConverted) {
+TEST(ConvertEncodingTest, EmptyTextIsCountedAndNotConverted) {
     KcConverter converter{"no charset", "no charset either", 0};
 
     EXPECT_EQ(ConvertEncoding("", &converter), qtString(""));
@@ -319,7 +319,7 @@ TEST(ConvertEncodingTest, TheEmptyTextIsCountedAndNotConverted) {
     EXPECT_EQ(converter.count, 1U);
 }
 
-TEST(ConvertEncodingTest, WhatDoesNotConvertRaises) {
+TEST(ConvertEncodingTest, TextThatCannotBeConvertedRaises) {
     KcConverter converter{"UTF-8", "ISO-8859-1", 0};
     KcConverter unknown{"UTF-8", "no charset", 0};
 

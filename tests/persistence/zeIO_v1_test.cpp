@@ -1,5 +1,5 @@
-// Files of the first version, which nothing writes any more: plain records whose nodes are named by
-// their concepts, and leaves with several parents. The test builds one from the tables of the
+// Files of version 1, which the library no longer writes. Their records name nodes by their
+// concepts, and a leaf may have several parents. The test builds a file from the tables of the
 // format.
 #include "zandrel/persistence/zeIO.h"
 
@@ -25,7 +25,7 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
-// Bytes as records have them: the highest first.
+// Builds a record; numbers have the highest byte first.
 class Record {
 public:
     Record& u32(std::uint32_t number) { return put(number, 4); }
@@ -128,7 +128,7 @@ void write_physical_tree(Record& record) {
 }
 
 void write_logical_tree(Record& record) {
-    record.u32(0xDEADBEEF);  // without meaning
+    record.u32(0xDEADBEEF);  // ignored
     record.u32(static_cast<std::uint32_t>(kLogicalNodes.size()));
     for (const Logical_node& node : kLogicalNodes) {
         record.u32(node.id).u32(node.type).u32(node.parent).numbers(node.children);
@@ -161,7 +161,7 @@ std::string switcher_record() {
     return record.bytes();
 }
 
-// Each word speaks for one category alone, with the weight 0.25.
+// Each word belongs to only one category, with the weight 0.25.
 std::string matcher_record(unsigned int id, const char* node, unsigned int storage,
                            const std::vector<const char*>& words) {
     Record record;
@@ -172,7 +172,7 @@ std::string matcher_record(unsigned int id, const char* node, unsigned int stora
     return record.u32(storage).bytes();
 }
 
-// Neither the age of a likelihood table nor the reserved number is there.
+// Version 1 has neither the age of a likelihood table nor the reserved number.
 void write_profile(Record& record, const char* category, const char* word) {
     record.u32(1000).f64(-0.125).u32(1).f64(123.0).byte(1).f64(1.0).f64(1.0);
     record.text(category).u32(0).u32(0).u32(1).text(word).f64(1.0).byte(1).byte(5);
@@ -214,7 +214,7 @@ Kc_items items_of_v1() {
     return items;
 }
 
-// What a classifier answers to a word that speaks for the category, and to any other.
+// The score of a classifier for a word of the category, and for any other word.
 const double kPi = std::acos(-1.0);
 const double kHit = std::atan(kPi * (0.25 - 0.125)) / kPi + 0.5;
 const double kMiss = std::atan(kPi * -0.125) / kPi + 0.5;
@@ -241,7 +241,7 @@ protected:
     News_desk desk{kc};
 };
 
-TEST_F(zeIOVersion1Test, TheVersionIsTold) {
+TEST_F(zeIOVersion1Test, VersionIsReported) {
     EXPECT_EQ(mode.version, 1);
     EXPECT_EQ(kc.m_version, 1);
     EXPECT_EQ(kc.m_io->m_version, 1U);
@@ -252,7 +252,7 @@ TEST_F(zeIOVersion1Test, TheVersionIsTold) {
     EXPECT_FALSE(kc.m_compat55);
 }
 
-TEST_F(zeIOVersion1Test, TheTreeIsLinkedByConcepts) {
+TEST_F(zeIOVersion1Test, NodesAreLinkedByTheirConcepts) {
     EXPECT_EQ(kc.m_root, Node(1));
     EXPECT_THAT(ChildrenOf(1), ElementsAre(2, 5));
     EXPECT_THAT(ChildrenOf(2), ElementsAre(3, 4));
@@ -262,7 +262,7 @@ TEST_F(zeIOVersion1Test, TheTreeIsLinkedByConcepts) {
     ExpectSound(kc);
 }
 
-TEST_F(zeIOVersion1Test, ALeafOfTwoParentsBecomesTwoNodes) {
+TEST_F(zeIOVersion1Test, LeafWithTwoParentsBecomesTwoNodes) {
     ASSERT_EQ(kc.m_physical_tree->m_nodes.size(), 7U);
     EXPECT_THAT(ChildrenOf(5), ElementsAre(7, 6));
     EXPECT_EQ(Node(4)->m_parent, Node(2));
@@ -294,7 +294,7 @@ TEST_F(zeIOVersion1Test, MessagesAreClassified) {
                 ElementsAre(Pair("shared", kHit), Pair("sport", kMiss * kMiss)));
 }
 
-TEST_F(zeIOVersion1Test, ProfilesBeginWithoutAnAgeAndWithAnEmptyAccumulator) {
+TEST_F(zeIOVersion1Test, ProfilesStartWithoutAnAgeAndWithAnEmptyAccumulator) {
     const auto& matcher = dynamic_cast<const zeStat_matcher&>(*Node(2)->m_classifier);
     const zeStat_storage& storage = *matcher.m_storage;
 
@@ -306,7 +306,7 @@ TEST_F(zeIOVersion1Test, ProfilesBeginWithoutAnAgeAndWithAnEmptyAccumulator) {
     EXPECT_EQ(storage.profile(1).m_Ps.at(term("talk")).m_life, 5);
 }
 
-TEST_F(zeIOVersion1Test, ItIsWrittenAsTheSecondVersion) {
+TEST_F(zeIOVersion1Test, SavingWritesVersionTwo) {
     const std::string file = saved(kc);
 
     EXPECT_EQ(Kc_items(file).version, 2);
@@ -318,7 +318,7 @@ TEST_F(zeIOVersion1Test, ItIsWrittenAsTheSecondVersion) {
     EXPECT_TRUE(same_bytes(saved(again), file));
 }
 
-TEST_F(zeIOVersion1Test, ItGoesOnLearningAsItsSecondVersionDoes) {
+TEST_F(zeIOVersion1Test, LearningContinuesAsAfterConversionToVersionTwo) {
     zeManager again;
     read_kc(again, saved(kc));
     News_desk other(again);
@@ -334,7 +334,7 @@ TEST_F(zeIOVersion1Test, ItGoesOnLearningAsItsSecondVersionDoes) {
     EXPECT_EQ(other.Answers(), desk.Answers());
 }
 
-TEST_F(zeIOVersion1Test, PartsOfItCanBeWritten) {
+TEST_F(zeIOVersion1Test, SubtreesCanBeWritten) {
     for (const unsigned int id : {1U, 2U, 5U}) {
         SCOPED_TRACE(id);
         zeManager part;
@@ -348,7 +348,7 @@ TEST_F(zeIOVersion1Test, PartsOfItCanBeWritten) {
     }
 }
 
-TEST_F(zeIOVersion1Test, ASecondVersionIsReadAfterIt) {
+TEST_F(zeIOVersion1Test, FileOfVersionTwoIsReadAfterwards) {
     Trained_desk fresh;
 
     read_kc(kc, saved(fresh.manager));
@@ -360,7 +360,7 @@ TEST_F(zeIOVersion1Test, ASecondVersionIsReadAfterIt) {
     ExpectSound(kc);
 }
 
-TEST_F(zeIOVersion1Test, AClassifierOfAnUnknownConceptIsRefused) {
+TEST_F(zeIOVersion1Test, ClassifierOfAnUnknownConceptIsRefused) {
     items.records[object_key(5)] = Record().u32(1).u32(5).text("none").u32(0).u32(0).bytes();
 
     EXPECT_QTX_ARGS(read_kc(kc, items.file()), zeIO, 11, "Classifier without its node in kc file",

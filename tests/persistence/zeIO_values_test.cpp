@@ -1,5 +1,5 @@
-// Values that no file of ours has are refused when a container is read, and whatever settings a
-// container has, its own file is read again.
+// Values that no file of the library has are refused when a container is read. A container with any
+// possible settings must be able to read its own file.
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
@@ -37,17 +37,18 @@ zeStat_storage& root_model(zeManager& manager) {
     return *root_matcher(manager).m_storage;
 }
 
-// The container of answers_of_kc.h, of which a test damages one value.
+// The container of answers_of_kc.h. Each test damages one value of it.
 class zeIOValuesTest : public testing::Test {
 protected:
-    // Writes the container and reads the file, which is refused for this field of this object.
+    // Writes the container and checks that the file is refused because of this field of this
+    // object.
     void ExpectDamaged(const std::string& file, const std::string& field, const char* id) {
         zeManager loaded;
         EXPECT_QTX_ARGS(read_kc(loaded, file), zeIO, 12, "Damaged item: " + field, {id});
         EXPECT_TRUE(is_empty(loaded));
     }
 
-    // Trained, before what refers to its model.
+    // Trained in the constructor, before the members that refer to its model.
     struct Answering : zeManager {
         Answering() { build_answering_kc(*this); }
     };
@@ -71,7 +72,7 @@ zeStat_storage::Concept_info& some_concept(zeStat_storage& model) {
 
 using Model = zeStat_storage;
 
-// Numbers of full and compact files that may be below 0.
+// Numbers of full and compact files that may be negative.
 const Number kSigned[] = {
     {"m_clip_value", [](Model& model) -> double& { return model.m_clip_value; }},
     {"m_delete_P_factor", [](Model& model) -> double& { return model.m_delete_P_factor; }},
@@ -135,7 +136,7 @@ TEST_F(zeIOValuesTest, NumberThatIsNotFiniteIsRefused) {
                     [this](const char* field) { ExpectDamaged(saved(manager), field, "1"); });
 }
 
-TEST_F(zeIOValuesTest, WeightBelow0IsRefused) {
+TEST_F(zeIOValuesTest, NegativeWeightIsRefused) {
     for_each_damage(kWeights, std::array{-1.0, -1e-300, -1e300}, model,
                     [this](const char* field) { ExpectDamaged(saved(manager), field, "1"); });
 }
@@ -148,20 +149,20 @@ TEST_F(zeIOValuesTest, LikelihoodOutside0To1IsRefused) {
                     });
 }
 
-TEST_F(zeIOValuesTest, WholeTableOutside0To1IsRefused) {
+TEST_F(zeIOValuesTest, TableWithAllValuesOutside0To1IsRefused) {
     model.profile(0).m_likelihood.fill(2.0);
 
     ExpectDamaged(saved(manager), "likelihood table", "1");
     ExpectDamaged(saved_compact(manager), "likelihood table", "1");
 }
 
-TEST_F(zeIOValuesTest, MoreRelevantThanAllInABinIsRefused) {
+TEST_F(zeIOValuesTest, BinWithMoreRelevantWeightThanTotalIsRefused) {
     model.profile(1).m_bins[2] = {1.0, 0.5};
 
     ExpectDamaged(saved(manager), "m_relevant", "1");
 }
 
-TEST_F(zeIOValuesTest, NumberWithoutFractionOutsideOfItsRangeIsRefused) {
+TEST_F(zeIOValuesTest, IntegerOutsideOfItsRangeIsRefused) {
     const struct {
         const char* field;
         void (*damage)(Model& wrong);
@@ -205,11 +206,11 @@ TEST_F(zeIOValuesTest, EndsOfTheRangesAreRead) {
     EXPECT_TRUE(same_bytes(saved(loaded), saved(manager)));
 }
 
-TEST_F(zeIOValuesTest, PairOutsideOfTheModelIsRefused) {
+TEST_F(zeIOValuesTest, PairWithAnUnknownProfileIsRefused) {
     for (const bool is_compact : {false, true}) {
         Kc_items items(is_compact ? saved_compact(manager) : saved(manager));
-        // "bank" is the first concept: type, id, node and the number of concepts come before it,
-        // and then its text, the number of its pairs and the weight of the first.
+        // "bank" is the first concept. Before it come type, id, node and the number of concepts;
+        // after it its text, the number of its pairs and the weight of the first pair.
         constexpr std::size_t kFirstProfileAt = 16 + 8 + 4 + 4;
         items.object(kMatcherId).replace(kFirstProfileAt, 4, object_key(3));
 
@@ -269,8 +270,8 @@ TEST_F(zeIOValuesTest, SettingThatIsNotFiniteIsRefused) {
     }
 }
 
-TEST_F(zeIOValuesTest, ResolutionThatNoRecordHoldsIsRefused) {
-    // 2^32 - 1 bytes of a histogram, of 30 bins with 16 bytes.
+TEST_F(zeIOValuesTest, ResolutionTooLargeForARecordIsRefused) {
+    // A histogram has at most 2^32 - 1 bytes. Each unit of resolution takes 30 bins of 16 bytes.
     constexpr int kGreatest = 8947848;
     for (const int resolution : {kGreatest + 1, 1 << 30, std::numeric_limits<int>::max()}) {
         manager.m_defaults.likelihood_resolution = resolution;
@@ -308,7 +309,7 @@ TEST_F(zeIOValuesTest, CompactFileWithAnyStatisticIsRefused) {
          [](Model& wrong) {
              wrong.profile(1).m_bins = {{0.0, 0.0}, {0.0, 1.0}};
          }},
-        // A relevant weight without a total takes a setting that allows it.
+        // A relevant weight without a total is only allowed with this setting.
         {"m_relevant",
          [](Model& wrong) {
              wrong.m_keywords_frequency = -1.0;
@@ -330,7 +331,7 @@ TEST_F(zeIOValuesTest, CompactFileWithAnyStatisticIsRefused) {
 
 class zeIOLostFlagTest : public testing::Test {
 protected:
-    // Returns whether the container's file, written in the full form, is read as compact.
+    // True if the full file of the container is read as compact.
     static bool IsReadAsCompact(zeManager& manager) { return IsReadAsCompact(saved(manager)); }
 
     static bool IsReadAsCompact(const std::string& file) {
@@ -373,21 +374,21 @@ TEST_F(zeIOLostFlagTest, CompactFileWithoutItsFlagIsReadAsCompact) {
                "Operation cannot be performed on compact KB");
 }
 
-// The library writes the form that it is asked for.
-TEST_F(zeIOLostFlagTest, CompactContainerThatWasWrittenAsAFullOneStaysCompact) {
+// The library writes the form that the caller requests.
+TEST_F(zeIOLostFlagTest, CompactContainerWrittenAsFullIsReadAsCompact) {
     zeManager manager;
     read_kc(manager, answering_kc(true));
     EXPECT_TRUE(IsReadAsCompact(manager));
 
-    Add(manager, "weather");  // with empty bins
+    Add(manager, "weather");  // a category with empty bins
     EXPECT_TRUE(IsReadAsCompact(manager));
 }
 
-TEST_F(zeIOLostFlagTest, FullContainerIsNotCompact) {
+TEST_F(zeIOLostFlagTest, FullContainerIsNotReadAsCompact) {
     EXPECT_FALSE(IsReadAsCompact(answering_kc(false)));
 }
 
-TEST_F(zeIOLostFlagTest, EmptiedContainerIsNotCompact) {
+TEST_F(zeIOLostFlagTest, EmptiedContainerIsNotReadAsCompact) {
     zeManager manager;
     build_answering_kc(manager);
     zeManager compact;
@@ -400,7 +401,7 @@ TEST_F(zeIOLostFlagTest, EmptiedContainerIsNotCompact) {
     }
 }
 
-TEST_F(zeIOLostFlagTest, ContainerThatWasNeverTrainedIsNotCompact) {
+TEST_F(zeIOLostFlagTest, ContainerNeverTrainedIsNotReadAsCompact) {
     zeManager manager;
     Concept name = term("root");
     manager.InitWorkflow(name);
@@ -411,7 +412,7 @@ TEST_F(zeIOLostFlagTest, ContainerThatWasNeverTrainedIsNotCompact) {
     EXPECT_FALSE(IsReadAsCompact(WithoutFlag(saved_compact(manager))));
 }
 
-TEST_F(zeIOLostFlagTest, ContainerTrainedOnTextsWithoutWordsIsNotCompact) {
+TEST_F(zeIOLostFlagTest, ContainerTrainedOnTextsWithoutWordsIsNotReadAsCompact) {
     zeManager manager;
     Concept name = term("root");
     manager.InitWorkflow(name);
@@ -427,7 +428,7 @@ TEST_F(zeIOLostFlagTest, ContainerTrainedOnTextsWithoutWordsIsNotCompact) {
     EXPECT_FALSE(IsReadAsCompact(manager));
 }
 
-TEST_F(zeIOLostFlagTest, ContainerTrainedOnTextsWithoutWeightIsNotCompact) {
+TEST_F(zeIOLostFlagTest, ContainerTrainedOnTextsWithoutWeightIsNotReadAsCompact) {
     zeManager manager;
     Concept name = term("root");
     manager.InitWorkflow(name);
@@ -445,7 +446,7 @@ TEST_F(zeIOLostFlagTest, ContainerTrainedOnTextsWithoutWeightIsNotCompact) {
     EXPECT_FALSE(IsReadAsCompact(manager));
 }
 
-TEST_F(zeIOLostFlagTest, ContainerWithoutAnyCategoryLeftIsNotCompact) {
+TEST_F(zeIOLostFlagTest, ContainerWithoutCategoriesIsNotReadAsCompact) {
     zeManager manager;
     build_answering_kc(manager);
     for (const unsigned int id : {2U, 3U, 4U}) {
@@ -456,7 +457,8 @@ TEST_F(zeIOLostFlagTest, ContainerWithoutAnyCategoryLeftIsNotCompact) {
     EXPECT_FALSE(IsReadAsCompact(manager));
 }
 
-// The container of News_desk has three models. One of them gets the record of a compact file.
+// The container of News_desk has three models. The tests replace the record of one by its record
+// from a compact file.
 class zeIOSeveralModelsTest : public testing::TestWithParam<std::uint32_t> {
 protected:
     static std::string File(bool has_flag) {
@@ -504,7 +506,7 @@ bool has_scores_within_0_and_1(const Kc_answers& answers) {
     return true;
 }
 
-// Settings that people can give, one at a time, and some together.
+// Unusual settings that a user can set, each by itself and some together.
 struct Odd_settings {
     const char* name;
     void (*set)(zeDefaults& settings);
@@ -579,10 +581,11 @@ const Odd_settings kOddSettings[] = {
     {"small categories huge", [](zeDefaults& s) { s.weaken_small_cats_factor = 1e300; }},
 };
 
-// A container that undergoes each operation that changes statistics.
+// A container on which each operation that changes statistics is done.
 class zeIOOddSettingsTest : public testing::TestWithParam<Odd_settings> {
 protected:
-    // Work that the engine refuses may leave half a change; such a container can be written too.
+    // An operation that the engine refuses may be half done. The container must be writable then
+    // too.
     template <class Work>
     static void Try(Work&& work) {
         try {
@@ -612,7 +615,7 @@ protected:
         }
     }
 
-    // Its answers, or the error of asking for them.
+    // The answers of the container, or the error that it raises instead.
     static Kc_answers AnswersOf(zeManager& manager) {
         try {
             return answers_of(manager);
@@ -621,7 +624,7 @@ protected:
         }
     }
 
-    // Reads a file and compares what it answers.
+    // Reads a file and compares the answers.
     static void ExpectRead(const std::string& file, bool is_compact, const Kc_answers& answers) {
         zeManager loaded;
         ASSERT_NO_THROW(read_kc(loaded, file));
@@ -647,7 +650,7 @@ protected:
     }
 };
 
-TEST_P(zeIOOddSettingsTest, EveryFileOfOursIsReadAndAnswersTheSame) {
+TEST_P(zeIOOddSettingsTest, EveryFileIsReadAndAnswersTheSame) {
     zeDefaults settings;
     GetParam().set(settings);
     zeManager manager;
@@ -669,7 +672,7 @@ TEST_P(zeIOOddSettingsTest, EveryFileOfOursIsReadAndAnswersTheSame) {
     ExpectReadAgain(manager, "learned at last");
 }
 
-// Weights learned under odd settings remain when the settings are changed.
+// Weights learned under unusual settings remain when the settings are changed.
 TEST_P(zeIOOddSettingsTest, SettingsMayChangeBetweenTrainingAndWriting) {
     zeDefaults settings;
     GetParam().set(settings);
@@ -692,9 +695,9 @@ INSTANTIATE_TEST_SUITE_P(Each, zeIOOddSettingsTest, testing::ValuesIn(kOddSettin
                              return name;
                          });
 
-// How many of all changed bits change an answer without an error. Before values were checked 9.6 %
-// of the bits of the full file did, and 16.9 % of those of the compact one; some scores were
-// above 1.
+// Counts the changed bits that change an answer without an error. Before values were checked, they
+// were 9.6 % of the bits of the full file and 16.9 % of the compact one, and some scores were above
+// 1.
 TEST(zeIOChangedBitsTest, EveryScoreStaysWithin0And1AndFewerAnswersChange) {
     for (const bool is_compact : {false, true}) {
         SCOPED_TRACE(is_compact);
@@ -712,7 +715,7 @@ TEST(zeIOChangedBitsTest, EveryScoreStaysWithin0And1AndFewerAnswersChange) {
     }
 }
 
-// The table still names the profile that was deleted, and the last one by its old index.
+// The table still has the deleted profile, and the last profile by its old index.
 TEST(zeIOStaleTableTest, TableOfADeletedProfileGivesAFileThatIsRead) {
     zeManager manager;
     build_answering_kc(manager);

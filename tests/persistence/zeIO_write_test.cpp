@@ -1,4 +1,4 @@
-// What zeIO writes: order and form of the items, partial files, compact files, refusals.
+// Writing by zeIO: order and form of the items, partial files, compact files, refusals.
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// The keys of a file in the order in which the items stand there.
+// The keys of a file in the order of the items.
 std::vector<std::string> keys_in_file_order(const Kc_items& items) {
     std::vector<std::string> keys;
     for (const auto& [key, offset] : items.offsets) {
@@ -34,12 +34,12 @@ std::vector<std::string> keys_in_file_order(const Kc_items& items) {
     return keys;
 }
 
-// A record from its second number on, the first being the type.
+// The first `byte_count` bytes of a record.
 std::string head_of(const std::string& record, std::size_t byte_count) {
     return to_hex(record.substr(0, byte_count));
 }
 
-TEST(zeIOWriteTest, ItemsGoByAscendingObjectIdAndTheManagerLast) {
+TEST(zeIOWriteTest, ItemsAreInOrderOfObjectIdAndTheManagerIsLast) {
     Trained_desk kc;
 
     const Kc_items items(saved(kc.manager));
@@ -49,7 +49,7 @@ TEST(zeIOWriteTest, ItemsGoByAscendingObjectIdAndTheManagerLast) {
                             object_key(5), object_key(6), object_key(7), "__Manager__"));
 }
 
-TEST(zeIOWriteTest, TheHeaderTellsAContainerOfTheSecondVersion) {
+TEST(zeIOWriteTest, HeaderIdentifiesAContainerOfVersionTwo) {
     Trained_desk kc;
 
     const Kc_items items(saved(kc.manager));
@@ -70,7 +70,7 @@ TEST(zeIOWriteTest, EachObjectBeginsWithItsTypeIdAndNode) {
     EXPECT_EQ(head_of(items.object(5), 12), "00 00 00 02 00 00 00 05 " + to_hex(object_key(home)));
 }
 
-TEST(zeIOWriteTest, TextsAreNotFoundInTheFile) {
+TEST(zeIOWriteTest, TextsAreNotReadableInTheFile) {
     Trained_desk kc;
 
     const std::string file = saved(kc.manager);
@@ -97,7 +97,7 @@ TEST(zeIOWriteTest, EqualContainersGiveEqualBytes) {
     EXPECT_TRUE(same_bytes(saved(one.manager), saved(other.manager)));
 }
 
-TEST(zeIOWriteTest, AFileAndABufferGetTheSameBytes) {
+TEST(zeIOWriteTest, FileAndBufferGetTheSameBytes) {
     Trained_desk kc;
     const Scratch_file file;
 
@@ -106,7 +106,7 @@ TEST(zeIOWriteTest, AFileAndABufferGetTheSameBytes) {
     EXPECT_TRUE(same_bytes(file.content(), saved(kc.manager)));
 }
 
-TEST(zeIOWriteTest, AnOlderFileIsReplacedAsAWhole) {
+TEST(zeIOWriteTest, OlderFileIsReplacedCompletely) {
     Trained_desk kc;
     const Scratch_file file(std::string(100000, 'x'));
 
@@ -115,7 +115,7 @@ TEST(zeIOWriteTest, AnOlderFileIsReplacedAsAWhole) {
     EXPECT_TRUE(same_bytes(file.content(), saved(kc.manager)));
 }
 
-TEST(zeIOWriteTest, SavingWhatWasLoadedGivesEqualBytes) {
+TEST(zeIOWriteTest, SavingALoadedContainerGivesEqualBytes) {
     Trained_desk kc;
     const std::string file = saved(kc.manager);
     zeManager loaded;
@@ -138,7 +138,7 @@ TEST(zeIOWriteTest, WritingChangesNothingInTheContainer) {
     EXPECT_FALSE(kc.manager.m_compact);
 }
 
-TEST(zeIOWriteTest, AnEmptyContainerHasTheManagersRecordAlone) {
+TEST(zeIOWriteTest, EmptyContainerHasOnlyTheManagersRecord) {
     zeManager empty;
 
     const std::string file = saved(empty);
@@ -149,7 +149,7 @@ TEST(zeIOWriteTest, AnEmptyContainerHasTheManagersRecordAlone) {
     EXPECT_TRUE(is_empty(kc.manager));
 }
 
-TEST(zeIOWriteTest, AModeTellsWhatWasDone) {
+TEST(zeIOWriteTest, ModeDescribesTheFileAfterwards) {
     Trained_desk kc;
     const Scratch_file file;
     KcIoMode mode;
@@ -163,8 +163,8 @@ TEST(zeIOWriteTest, AModeTellsWhatWasDone) {
     EXPECT_EQ(kc.manager.m_io->m_version, 2U);
 }
 
-// Whatever a form may stand for: only the cached one is none that can be written.
-TEST(zeIOWriteTest, AnyFormButTheCachedOneIsWrittenPlainly) {
+// Unknown forms count as plain; only the cached form cannot be written.
+TEST(zeIOWriteTest, AnyFormButTheCachedOneIsWrittenAsPlain) {
     Trained_desk kc;
     const Scratch_file file;
     for (const unsigned int form : {0U, 1U, 3U, 77U}) {
@@ -180,7 +180,7 @@ TEST(zeIOWriteTest, AnyFormButTheCachedOneIsWrittenPlainly) {
     }
 }
 
-TEST(zeIOWriteTest, TheCachedFormIsRefusedBeforeTheFileIsTouched) {
+TEST(zeIOWriteTest, CachedFormIsRefusedBeforeTheFileIsTouched) {
     Trained_desk kc;
     const Scratch_file file("as it was");
     const Unchanged unchanged(kc.manager);
@@ -194,7 +194,7 @@ TEST(zeIOWriteTest, TheCachedFormIsRefusedBeforeTheFileIsTouched) {
     EXPECT_EQ(mode.io_mode, KcIoMode::CACHED_IO);
 }
 
-TEST(zeIOWriteTest, ABufferGetsThePlainFormWhateverIsAsked) {
+TEST(zeIOWriteTest, BufferGetsThePlainFormWhateverIsRequested) {
     Trained_desk kc;
     KcIoMode mode;
     mode.io_mode = KcIoMode::CACHED_IO;
@@ -202,7 +202,7 @@ TEST(zeIOWriteTest, ABufferGetsThePlainFormWhateverIsAsked) {
     EXPECT_TRUE(same_bytes(saved(kc.manager, mode), saved(kc.manager)));
 }
 
-TEST(zeIOWriteTest, AnotherManagersFileObjectMayNotWrite) {
+TEST(zeIOWriteTest, FileObjectOfAnotherManagerMayNotWrite) {
     Trained_desk kc;
     zeIO stranger(&kc.manager);
     KcIoMode mode;
@@ -212,15 +212,15 @@ TEST(zeIOWriteTest, AnotherManagersFileObjectMayNotWrite) {
     EXPECT_ASSERTS(stranger.DumpKC("unused", &mode, nullptr), "m_manager->m_io.get() == this");
 }
 
-// A file that could not be read again is of no use.
-TEST(zeIOWriteTest, ATreeThatCouldNotBeReadAgainIsRefusedBeforeTheFileIsTouched) {
+// A file that could not be read again is useless, so it is not written.
+TEST(zeIOWriteTest, TreeThatCouldNotBeReadAgainIsRefusedBeforeTheFileIsTouched) {
     Trained_desk kc;
     const Scratch_file file("as it was");
     zeNode* const home = kc.desk.Node(News_desk::kHome).physical_node;
     KcIoMode copy;
     saved(kc.manager);
 
-    home->m_parent->remove_child(home);  // the rule stays
+    home->m_parent->remove_child(home);  // the rule remains
 
     EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
                     "Knowledge tree is damaged", {"categories"});
@@ -232,25 +232,25 @@ TEST(zeIOWriteTest, ATreeThatCouldNotBeReadAgainIsRefusedBeforeTheFileIsTouched)
     EXPECT_EQ(file.content(), "as it was");
 }
 
-// Parts.
+// Files of subtrees.
 
 class zeIOPartTest : public testing::Test {
 protected:
-    // The file of a subtree, read again.
+    // Writes the file of a subtree and reads it.
     void Load(unsigned int id) { read_kc(part, saved_below(kc.manager, id)); }
 
     Trained_desk kc;
     zeManager part;
 };
 
-TEST_F(zeIOPartTest, APartHasTheItemsOfItsSubtreeAlone) {
+TEST_F(zeIOPartTest, FileOfASubtreeHasOnlyItsItems) {
     const Kc_items items(saved_below(kc.manager, News_desk::kHome));
 
     EXPECT_THAT(keys_in_file_order(items),
                 ElementsAre(object_key(4), object_key(5), "__Manager__"));
 }
 
-TEST_F(zeIOPartTest, EachClassifierNodeCanBeWrittenAlone) {
+TEST_F(zeIOPartTest, EachClassifierNodeCanBeWrittenByItself) {
     for (const unsigned int id :
          {News_desk::kDesk, News_desk::kPress, News_desk::kHome, News_desk::kWorld}) {
         SCOPED_TRACE(id);
@@ -273,13 +273,13 @@ TEST_F(zeIOPartTest, EachClassifierNodeCanBeWrittenAlone) {
     }
 }
 
-TEST_F(zeIOPartTest, APartClassifiesAsTheSubtreeDoes) {
+TEST_F(zeIOPartTest, FileOfASubtreeClassifiesLikeTheSubtree) {
     Load(News_desk::kHome);
     News_desk home(part);
 
     const Named_scores ranking = home.Classify({{"goal", 2.0}, {"bank", 0.5}}, {});
 
-    // The whole multiplies by the scores of the way down, which begins at 1.
+    // In the whole tree scores are multiplied along the path. Here the path begins at 1.
     zeResult_set expected(0.0, -1);
     zeNode* const node = kc.desk.Node(News_desk::kHome).physical_node;
     node->m_classifier->classify(*MessageBuilder().bag({{"goal", 2.0}, {"bank", 0.5}}).make(),
@@ -295,7 +295,7 @@ TEST_F(zeIOPartTest, APartClassifiesAsTheSubtreeDoes) {
     }
 }
 
-TEST_F(zeIOPartTest, APartOfRulesKeepsItsRules) {
+TEST_F(zeIOPartTest, FileOfARuleNodeHasItsRules) {
     Load(News_desk::kPress);
     News_desk press(part);
 
@@ -304,7 +304,7 @@ TEST_F(zeIOPartTest, APartOfRulesKeepsItsRules) {
     EXPECT_EQ(press.Best("soup", {}), "bin");
 }
 
-TEST_F(zeIOPartTest, APartGoesOnLearning) {
+TEST_F(zeIOPartTest, FileOfASubtreeContinuesLearning) {
     Load(News_desk::kPress);
     News_desk press(part);
 
@@ -314,7 +314,7 @@ TEST_F(zeIOPartTest, APartGoesOnLearning) {
     EXPECT_GT(part.m_physical_tree->MakeNode(term("next"), ZE_STAT, 0, 0.0)->m_classifier_id, 7U);
 }
 
-TEST_F(zeIOPartTest, ANodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched) {
+TEST_F(zeIOPartTest, NodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched) {
     const Scratch_file file("as it was");
     const Unchanged unchanged(kc.manager);
     KcIoMode mode;
@@ -330,7 +330,7 @@ TEST_F(zeIOPartTest, ANodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched) {
     EXPECT_EQ(bytes_in(buffer), "as it was");
 }
 
-TEST_F(zeIOPartTest, AnUnknownNodeIsRefusedToo) {
+TEST_F(zeIOPartTest, UnknownNodeIsRefusedToo) {
     KcIoMode mode;
     mode.root = &kc.desk.Node(999);
     qtPtr<qtBuffer> buffer;
@@ -341,7 +341,7 @@ TEST_F(zeIOPartTest, AnUnknownNodeIsRefusedToo) {
 
 // Compact files.
 
-TEST(zeIOCompactTest, ACompactFileIsMarkedAndSmaller) {
+TEST(zeIOCompactTest, CompactFileIsMarkedAndSmaller) {
     Trained_desk kc;
 
     const std::string file = saved_compact(kc.manager);
@@ -351,7 +351,7 @@ TEST(zeIOCompactTest, ACompactFileIsMarkedAndSmaller) {
     EXPECT_FALSE(kc.manager.m_compact);
 }
 
-TEST(zeIOCompactTest, ACompactContainerAnswersTheSame) {
+TEST(zeIOCompactTest, CompactContainerAnswersTheSame) {
     Trained_desk kc;
     zeManager compact;
     KcIoMode mode;
@@ -364,7 +364,7 @@ TEST(zeIOCompactTest, ACompactContainerAnswersTheSame) {
     EXPECT_EQ(News_desk(compact).Answers(), kc.desk.Answers());
 }
 
-TEST(zeIOCompactTest, ACompactContainerDoesNotTrain) {
+TEST(zeIOCompactTest, CompactContainerCannotBeTrained) {
     Trained_desk kc;
     zeManager compact;
     read_kc(compact, saved_compact(kc.manager));
@@ -374,7 +374,7 @@ TEST(zeIOCompactTest, ACompactContainerDoesNotTrain) {
     EXPECT_QTX(desk.Learn(), zeWorkflow, 3, "Operation cannot be performed on compact KB");
 }
 
-TEST(zeIOCompactTest, ACompactContainerIsSavedAndLoadedCompactly) {
+TEST(zeIOCompactTest, CompactContainerIsSavedAndLoadedAsCompact) {
     Trained_desk kc;
     const std::string file = saved_compact(kc.manager);
     zeManager compact;
@@ -383,7 +383,7 @@ TEST(zeIOCompactTest, ACompactContainerIsSavedAndLoadedCompactly) {
     EXPECT_TRUE(same_bytes(saved_compact(compact), file));
 }
 
-TEST(zeIOCompactTest, AWholeFileReadNextIsNotCompact) {
+TEST(zeIOCompactTest, FullFileReadNextIsNotCompact) {
     Trained_desk kc;
     zeManager manager;
     read_kc(manager, saved_compact(kc.manager));
@@ -393,10 +393,10 @@ TEST(zeIOCompactTest, AWholeFileReadNextIsNotCompact) {
     EXPECT_FALSE(manager.m_compact);
 }
 
-// Disks that fail.
+// Failing disks.
 
-// Each call fails once, and all from it on.
-TEST(zeIOFullDiskTest, AFailedWriteRaisesAndLeavesNoContainer) {
+// Each call fails, once only or with all later calls.
+TEST(zeIOFullDiskTest, FailedWriteRaisesAndLeavesNoContainer) {
     Fake_disk disk;
     Trained_desk kc;
     const std::string whole = saved(kc.manager);
@@ -432,7 +432,7 @@ TEST(zeIOFullDiskTest, AFailedWriteRaisesAndLeavesNoContainer) {
     EXPECT_GT(failures, 2U);
 }
 
-TEST(zeIOFullDiskTest, WhatFailedIsWrittenOnceThereIsSpaceAgain) {
+TEST(zeIOFullDiskTest, FailedWriteSucceedsWhenThereIsSpaceAgain) {
     Fake_disk disk;
     Trained_desk kc;
     disk.fail_at(1, Fake_disk::Fault::kNoSpace, true);

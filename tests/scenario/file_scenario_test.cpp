@@ -1,5 +1,5 @@
-// A container's life across files: it is trained, saved, loaded elsewhere, asked, taught, changed
-// and saved again, and each step is the same as if it had never left memory.
+// A container's life across files: it is trained, saved, loaded, asked, taught, changed and saved
+// again. Each step must have the same result as without files.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ protected:
         manager.Write(to.path(), nullptr, nullptr);
     }
 
-    // What a file of the container would hold.
+    // The bytes of the file that the container would be saved as.
     static std::string FileOf(zeManager& manager) {
         qtPtr<qtBuffer> buffer;
         manager.Write(buffer, nullptr, nullptr);
@@ -40,7 +40,7 @@ protected:
     Scratch_file file;
 };
 
-TEST_F(FileScenarioTest, EachStepAfterALoadIsThatOfAContainerThatStayed) {
+TEST_F(FileScenarioTest, EachStepAfterALoadEqualsThatWithoutFiles) {
     Save(stayed.manager, file);
     Loaded_desk loaded(file);
     EXPECT_EQ(loaded.desk.Answers(), stayed.desk.Answers());
@@ -61,7 +61,7 @@ TEST_F(FileScenarioTest, EachStepAfterALoadIsThatOfAContainerThatStayed) {
     EXPECT_EQ(again.desk.Answers(), stayed.desk.Answers());
 }
 
-TEST_F(FileScenarioTest, AContainerKeepsItsSkillThroughManySaves) {
+TEST_F(FileScenarioTest, ContainerKeepsItsAnswersThroughManySaves) {
     Save(stayed.manager, file);
     for (int turn = 0; turn < 5; ++turn) {
         SCOPED_TRACE(turn);
@@ -77,7 +77,7 @@ TEST_F(FileScenarioTest, AContainerKeepsItsSkillThroughManySaves) {
     }
 }
 
-TEST_F(FileScenarioTest, ADepartmentBecomesAContainerOfItsOwn) {
+TEST_F(FileScenarioTest, SubtreeBecomesAContainerOfItsOwn) {
     KcIoMode part;
     part.root = &stayed.desk.Node(News_desk::kPress);
     stayed.manager.Write(file.path(), &part, nullptr);
@@ -92,7 +92,7 @@ TEST_F(FileScenarioTest, ADepartmentBecomesAContainerOfItsOwn) {
     EXPECT_EQ(again.desk.Best("hotel", {}), "bin");
 }
 
-TEST_F(FileScenarioTest, AContainerThatOnlyClassifiesIsTaughtOnceItIsCleared) {
+TEST_F(FileScenarioTest, CompactContainerCanBeTaughtAfterItIsCleared) {
     KcIoMode compact;
     compact.compact = true;
     stayed.manager.Write(file.path(), &compact, nullptr);
@@ -106,7 +106,7 @@ TEST_F(FileScenarioTest, AContainerThatOnlyClassifiesIsTaughtOnceItIsCleared) {
     EXPECT_EQ(loaded.desk.Answers(), stayed.desk.Answers());
 }
 
-TEST_F(FileScenarioTest, AFailedSaveUnderAnotherNameLeavesTheOldFile) {
+TEST_F(FileScenarioTest, FailedSaveUnderAnotherNameKeepsTheOldFile) {
     Save(stayed.manager, file);
     stayed.desk.Learn();
 
@@ -119,7 +119,7 @@ TEST_F(FileScenarioTest, AFailedSaveUnderAnotherNameLeavesTheOldFile) {
     EXPECT_EQ(young.desk.Answers(), stayed.desk.Answers());
 }
 
-TEST_F(FileScenarioTest, OneManagerReadsOneFileAfterTheOther) {
+TEST_F(FileScenarioTest, OneManagerReadsSeveralFilesInTurn) {
     const std::string first = FileOf(stayed.manager);
     const Desk_answers before = stayed.desk.Answers();
     Save(stayed.manager, file);

@@ -1,5 +1,5 @@
-// A classifier that goes on learning while it is in use, and forgets categories again, through the
-// public classes alone.
+// A classifier that keeps learning while it is used, and forgets categories again. Uses only public
+// classes.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -112,7 +112,7 @@ TEST_F(LearnAndForgetTest, NewWordsOfAKnownCategoryAreLearned) {
     ExpectFirstTopics();
 }
 
-TEST_F(LearnAndForgetTest, ANewCategoryIsLearned) {
+TEST_F(LearnAndForgetTest, NewCategoryIsLearned) {
     Learn({{"train", 2.0}, {"hotel", 1.0}}, "travel");
 
     EXPECT_EQ(Best({{"train", 1.0}}), "travel");
@@ -121,8 +121,9 @@ TEST_F(LearnAndForgetTest, ANewCategoryIsLearned) {
     ExpectFirstTopics();
 }
 
-// The word has moved: sixty messages outweigh the old ones, which the limit holds down.
-TEST_F(LearnAndForgetTest, AWordThatChangesItsMeaningIsLearnedAnew) {
+// The word now belongs to another category. Sixty new messages outweigh the old ones, whose weight
+// is limited.
+TEST_F(LearnAndForgetTest, WordThatChangesItsMeaningIsLearnedAgain) {
     for (int bulk = 0; bulk < 10; ++bulk) {
         Learn({{"goal", 2.0}, {"budget", 1.0}}, "money");
     }
@@ -131,7 +132,7 @@ TEST_F(LearnAndForgetTest, AWordThatChangesItsMeaningIsLearnedAnew) {
     EXPECT_EQ(Best({{"team", 1.0}}), "sport");
 }
 
-TEST_F(LearnAndForgetTest, AClearedCategoryIsNoResultUntilItHasLearnedAgain) {
+TEST_F(LearnAndForgetTest, ClearedCategoryIsNoResultUntilItLearnsAgain) {
     zeNode* food = Category("food");
 
     Matcher().clear_cat(food, true, true);
@@ -147,7 +148,7 @@ TEST_F(LearnAndForgetTest, AClearedCategoryIsNoResultUntilItHasLearnedAgain) {
     EXPECT_EQ(Best({{"goal", 1.0}}), "sport");
 }
 
-TEST_F(LearnAndForgetTest, ADeletedCategoryIsGoneAndTheOthersStay) {
+TEST_F(LearnAndForgetTest, DeletedCategoryIsRemovedAndTheOthersStay) {
     zeNode* sport = Category("sport");
 
     Matcher().delete_cat(sport, true, true);
@@ -160,7 +161,7 @@ TEST_F(LearnAndForgetTest, ADeletedCategoryIsGoneAndTheOthersStay) {
                "Deleted category \"sport\" does not exist.");
 }
 
-TEST_F(LearnAndForgetTest, GoesOnLearningAfterItHasForgotten) {
+TEST_F(LearnAndForgetTest, LearningContinuesAfterForgetting) {
     zeNode* sport = Category("sport");
     zeNode* money = Category("money");
     Learn({{"train", 2.0}, {"hotel", 1.0}}, "travel");
@@ -176,7 +177,7 @@ TEST_F(LearnAndForgetTest, GoesOnLearningAfterItHasForgotten) {
                 UnorderedElementsAre("travel", "food", "money"));
 }
 
-TEST_F(LearnAndForgetTest, CategoriesCanBeAddedAheadOfTheirMessages) {
+TEST_F(LearnAndForgetTest, CategoriesCanBeAddedBeforeTheirMessages) {
     zeNode* travel = m_manager.m_physical_tree->MakeNode(term("travel"), ZE_LEAF, 0, 0.0);
     Matcher().add_cat(travel);
     EXPECT_THAT(Names({{"goal", 1.0}}), UnorderedElementsAre("sport", "food", "money"));

@@ -1,4 +1,4 @@
-// Messages routed by rules and statistics in one walk, through the public classes alone.
+// Rules and statistics in one walk. Uses only public classes.
 #include <string>
 #include <string_view>
 #include <utility>
@@ -67,7 +67,8 @@ protected:
         view.add_all_msgs(&m_manager);
         auto& matcher =
             dynamic_cast<zeStat_matcher&>(*m_manager.m_physical_tree->get_classifier(m_topics));
-        // So few messages cannot tell how often a score is right: scores stay raw.
+        // With so few messages the likelihood of scores cannot be learned, so we turn the
+        // correction off.
         matcher.m_storage->set_use_train_likelihood(false);
         matcher.train(view);
     }
@@ -104,11 +105,11 @@ protected:
     qtPtrLight<zeMsg> m_sport = MessageBuilder().bag({{"goal", 1.0}, {"match", 1.0}}).make();
 };
 
-TEST_F(RulesScenarioTest, TheDefaultTakesWhatNoRuleTakes) {
+TEST_F(RulesScenarioTest, DefaultIsTakenIfNoRuleFires) {
     EXPECT_THAT(Classify(*m_sport), ElementsAre(Pair("rest", 1.0)));
 }
 
-TEST_F(RulesScenarioTest, ARuleOpensTheWayToTheStatistics) {
+TEST_F(RulesScenarioTest, RuleOpensTheWayToTheStatistics) {
     SetPair(*m_sport, "language", "en");
 
     const Ranking ranking = Classify(*m_sport);
@@ -160,7 +161,7 @@ TEST_F(RulesScenarioTest, BlockingFollowsTheRulesOfTheNode) {
     EXPECT_TRUE(tree.is_cat_blocked(m_desk, m_rest, *m_sport));
 }
 
-TEST_F(RulesScenarioTest, AnExplanationGoesThroughAnOpenRule) {
+TEST_F(RulesScenarioTest, ExplanationPassesAnOpenRule) {
     SetPair(*m_sport, "language", "en");
 
     const auto lines = Explain(*m_sport, "sport");
@@ -169,9 +170,9 @@ TEST_F(RulesScenarioTest, AnExplanationGoesThroughAnOpenRule) {
     EXPECT_GT(lines[0].m_score, 0.0);
 }
 
-// A blocked way scores nothing without any concept, so each line tells the whole score, which the
-// rule above has no part in.
-TEST_F(RulesScenarioTest, AnExplanationOfABlockedWayGivesEachConceptTheWholeScore) {
+// The score of a blocked path is 0 without any concept. So each line has the whole score, which
+// does not include the rule above.
+TEST_F(RulesScenarioTest, ExplanationOfABlockedPathGivesEachConceptTheWholeScore) {
     SetPair(*m_sport, "language", "en");
     const Ranking ranking = Classify(*m_sport);
     ASSERT_FALSE(ranking.empty());
@@ -185,7 +186,7 @@ TEST_F(RulesScenarioTest, AnExplanationOfABlockedWayGivesEachConceptTheWholeScor
     EXPECT_DOUBLE_EQ(lines[1].m_score, ranking.front().second);
 }
 
-TEST_F(RulesScenarioTest, AnExplanationWithoutStatisticsOnTheWayIsEmpty) {
+TEST_F(RulesScenarioTest, ExplanationWithoutStatisticsOnThePathIsEmpty) {
     SetPair(*m_sport, "amount", "-20");
 
     EXPECT_THAT(Explain(*m_sport, "refund"), IsEmpty());

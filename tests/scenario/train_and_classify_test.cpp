@@ -1,5 +1,4 @@
-// From labelled texts to a ranked result, through the public classes alone, the way an application
-// goes.
+// From labelled texts to a ranked result, as in an application. Uses only public classes.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -63,11 +62,11 @@ std::vector<std::string> words_of(std::string_view text) {
     return words;
 }
 
-// In what order an application happens to do what has no order.
+// The order of steps for which no order is required.
 struct History {
     bool goes_backwards;         // through the words of a text
     std::size_t feeder_buckets;  // of the feeder that all texts share
-    bool interns_ahead;          // texts of the dictionary were there before, in another order
+    bool interns_ahead;          // the dictionary already has the texts, in another order
 };
 
 // An application: one container with a statistical root, and the texts that it was trained on.
@@ -163,7 +162,7 @@ private:
     zeManager m_manager;
 };
 
-TEST(TrainAndClassifyTest, RanksTheRightCategoryFirst) {
+TEST(TrainAndClassifyTest, RightCategoryIsRankedFirst) {
     struct Row {
         std::string_view text;
         const char* first;
@@ -185,7 +184,7 @@ TEST(TrainAndClassifyTest, RanksTheRightCategoryFirst) {
     }
 }
 
-TEST(TrainAndClassifyTest, RanksTheRightCategoryFirstWithSuppressionAsWell) {
+TEST(TrainAndClassifyTest, RightCategoryIsRankedFirstWithSuppressionToo) {
     Application application({false, 0, false}, true);
     application.Train();
 
@@ -193,7 +192,7 @@ TEST(TrainAndClassifyTest, RanksTheRightCategoryFirstWithSuppressionAsWell) {
     EXPECT_EQ(application.Names("the bank and the interest rate of the loan").front(), "money");
 }
 
-TEST(TrainAndClassifyTest, GivesEachTrainingTextItsLabels) {
+TEST(TrainAndClassifyTest, EachTrainingTextGetsItsLabels) {
     Application application;
     application.Train();
     for (const Labelled_text& each : training_texts()) {
@@ -207,7 +206,7 @@ TEST(TrainAndClassifyTest, GivesEachTrainingTextItsLabels) {
     }
 }
 
-TEST(TrainAndClassifyTest, ScoresLieBetweenZeroAndOneInFallingOrder) {
+TEST(TrainAndClassifyTest, ScoresAreBetweenZeroAndOneInDescendingOrder) {
     Application application;
     application.Train();
 
@@ -220,7 +219,7 @@ TEST(TrainAndClassifyTest, ScoresLieBetweenZeroAndOneInFallingOrder) {
     EXPECT_GT(ranked[2].second, 0.0);
 }
 
-TEST(TrainAndClassifyTest, GivesNoMoreResultsThanAreWanted) {
+TEST(TrainAndClassifyTest, NoMoreResultsThanWantedAreGiven) {
     Application application;
     application.Train();
 
@@ -229,7 +228,7 @@ TEST(TrainAndClassifyTest, GivesNoMoreResultsThanAreWanted) {
     EXPECT_THAT(application.Names("a goal for the team", 0.0, 0), IsEmpty());
 }
 
-TEST(TrainAndClassifyTest, GivesNoResultBelowTheThreshold) {
+TEST(TrainAndClassifyTest, NoResultIsBelowTheThreshold) {
     Application application;
     application.Train();
     const auto all = application.Classify("a goal for the team", 0.0, -1);
@@ -239,7 +238,7 @@ TEST(TrainAndClassifyTest, GivesNoResultBelowTheThreshold) {
     EXPECT_THAT(application.Names("a goal for the team", 1.0), IsEmpty());
 }
 
-TEST(TrainAndClassifyTest, GivesNoResultForAnEmptyTextOrBeforeTraining) {
+TEST(TrainAndClassifyTest, EmptyTextAndUntrainedContainerGiveNoResult) {
     Application application;
     EXPECT_THAT(application.Names("a goal for the team"), IsEmpty());
 
@@ -248,7 +247,7 @@ TEST(TrainAndClassifyTest, GivesNoResultForAnEmptyTextOrBeforeTraining) {
     EXPECT_THAT(application.Names(""), IsEmpty());
 }
 
-TEST(TrainAndClassifyTest, MakesTheLabelsTheRootsChildrenInTheOrderOfTheCorpus) {
+TEST(TrainAndClassifyTest, LabelsBecomeTheRootsChildrenInTheOrderOfTheCorpus) {
     Application application;
     application.Train();
 
@@ -260,7 +259,7 @@ TEST(TrainAndClassifyTest, MakesTheLabelsTheRootsChildrenInTheOrderOfTheCorpus) 
     EXPECT_THAT(names, ElementsAre("sport", "food", "money"));
 }
 
-TEST(TrainAndClassifyTest, CanBeEmptiedAndUsedAnew) {
+TEST(TrainAndClassifyTest, ContainerCanBeEmptiedAndUsedAgain) {
     Application application;
     application.Train();
     const auto before = application.Classify("a goal for the team", 0.0, -1);
@@ -274,7 +273,7 @@ TEST(TrainAndClassifyTest, CanBeEmptiedAndUsedAnew) {
     EXPECT_EQ(application.Classify("a goal for the team", 0.0, -1), before);
 }
 
-TEST(TrainAndClassifyTest, HistoryOfTheTablesDoesNotShowInTheResults) {
+TEST(TrainAndClassifyTest, HistoryOfTheTablesDoesNotChangeTheResults) {
     constexpr std::array<History, 4> kHistories = {{
         {true, 0, false},
         {false, 10007, false},
@@ -282,7 +281,8 @@ TEST(TrainAndClassifyTest, HistoryOfTheTablesDoesNotShowInTheResults) {
         {true, 503, true},
     }};
     for (const bool suppress_M : {false, true}) {
-        // Each application ends before the next begins, so that the dictionary starts empty.
+        // Each application ends before the next one begins, so the dictionary is empty at the
+        // start.
         std::vector<std::vector<std::pair<std::string, double>>> expected;
         {
             Application plain({false, 0, false}, suppress_M);

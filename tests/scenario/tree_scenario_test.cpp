@@ -1,5 +1,5 @@
-// A container from its start through training and edits of its tree, through the public classes
-// alone: whatever is edited, classification goes by the tree as it stands.
+// A container from its creation through training and edits of its tree. After every edit,
+// classification follows the current tree. Uses only public classes.
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,8 +51,8 @@ protected:
         return Tree().AddLogicalNode(node);
     }
 
-    // Trains the classifier that decides the node's children, with messages of two categories and,
-    // if asked for, of sport.
+    // Trains the classifier that decides the node's children, with messages of food and travel, and
+    // of sport if requested.
     void Train(unsigned int id, bool with_sport = true) {
         zeMemoryCorpus corpus;
         for (int i = 0; i < 4; ++i) {
@@ -96,13 +96,13 @@ protected:
     unsigned int m_travel = 0;
 };
 
-TEST_F(TreeScenarioTest, ATrainedTreeRanksItsCategories) {
+TEST_F(TreeScenarioTest, TrainedTreeRanksItsCategories) {
     EXPECT_THAT(Classify("goal"), ElementsAre("sport"));
     EXPECT_THAT(Classify("soup"), ElementsAre("food"));
     EXPECT_THAT(Classify("hotel"), ElementsAre("travel"));
 }
 
-TEST_F(TreeScenarioTest, ARenamedCategoryIsFoundUnderItsNewName) {
+TEST_F(TreeScenarioTest, RenamedCategoryIsFoundUnderItsNewName) {
     zeLogicalNode changed = Tree().GetNode(m_sport);
     changed.category = term("games");
     Tree().ChangeLogicalNode(changed);
@@ -110,7 +110,7 @@ TEST_F(TreeScenarioTest, ARenamedCategoryIsFoundUnderItsNewName) {
     EXPECT_THAT(Classify("goal"), ElementsAre("games"));
 }
 
-TEST_F(TreeScenarioTest, ADeletedCategoryIsFoundNoMoreAndTheOthersAreAsBefore) {
+TEST_F(TreeScenarioTest, DeletedCategoryIsNoLongerAResultAndTheOthersAreUnchanged) {
     Tree().DelLogicalNode(m_sport, true);
 
     EXPECT_THAT(Classify("goal", 0.0), Not(Contains("sport")));
@@ -118,14 +118,14 @@ TEST_F(TreeScenarioTest, ADeletedCategoryIsFoundNoMoreAndTheOthersAreAsBefore) {
     EXPECT_THAT(Classify("hotel"), ElementsAre("travel"));
 }
 
-TEST_F(TreeScenarioTest, NestingCategoriesUnderOneAnotherChangesNoResult) {
+TEST_F(TreeScenarioTest, NestingCategoriesChangesNoResult) {
     Tree().MoveLogicalNode(m_food, m_travel);
 
     EXPECT_THAT(Classify("soup"), ElementsAre("food"));
     EXPECT_THAT(Classify("hotel"), ElementsAre("travel"));
 }
 
-TEST_F(TreeScenarioTest, ACategoryMarkedNoScoreIsNoResult) {
+TEST_F(TreeScenarioTest, CategoryMarkedNoScoreIsNoResult) {
     zeLogicalNode changed = Tree().GetNode(m_food);
     changed.attributes = zeNode::NoScore;
     Tree().ChangeLogicalNode(changed);
@@ -146,7 +146,7 @@ TEST_F(TreeScenarioTest, RulesRouteBelowACategoryThatBecameARuleNode) {
     EXPECT_THAT(Classify(*msg), ElementsAre("league"));
 }
 
-TEST_F(TreeScenarioTest, ARuleNodeWithoutChildrenIsACategoryAgain) {
+TEST_F(TreeScenarioTest, RuleNodeWithoutChildrenIsACategoryAgain) {
     const unsigned int cup = Add(m_sport, "cup", "$cup(?)");
     EXPECT_THAT(Classify("goal"), IsEmpty());
 
@@ -155,7 +155,7 @@ TEST_F(TreeScenarioTest, ARuleNodeWithoutChildrenIsACategoryAgain) {
     EXPECT_THAT(Classify("goal"), ElementsAre("sport"));
 }
 
-TEST_F(TreeScenarioTest, AChangedRuleTakesOtherMessages) {
+TEST_F(TreeScenarioTest, ChangedRuleFiresForOtherMessages) {
     const unsigned int cup = Add(m_sport, "cup", "$cup(?)");
     zeLogicalNode changed = Tree().GetNode(cup);
     changed.rule = "\"goal\"";
@@ -164,7 +164,7 @@ TEST_F(TreeScenarioTest, AChangedRuleTakesOtherMessages) {
     EXPECT_THAT(Classify("goal"), ElementsAre("cup"));
 }
 
-TEST_F(TreeScenarioTest, AMovedCategoryIsTrainedAnewInItsNewClassifier) {
+TEST_F(TreeScenarioTest, MovedCategoryIsTrainedAgainInItsNewClassifier) {
     zeLogicalNode topics;
     topics.parent = kRoot;
     topics.category = term("topics");
@@ -186,7 +186,7 @@ TEST_F(TreeScenarioTest, AMovedCategoryIsTrainedAnewInItsNewClassifier) {
     EXPECT_THAT(Classify("hotel"), Contains("travel"));
 }
 
-TEST_F(TreeScenarioTest, ARefusedEditChangesNoResult) {
+TEST_F(TreeScenarioTest, RefusedEditChangesNoResult) {
     const std::vector<std::string> before = Classify("goal", 0.0);
 
     EXPECT_THROW(Add(kRoot, "sport"), qtX<zeLogicalTree>);

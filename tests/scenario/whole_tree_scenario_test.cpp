@@ -1,5 +1,5 @@
-// A whole tree is taught from one corpus, through the public classes alone: each classifier gets
-// what the rules above it let through, and a message finds its way by the same rules.
+// A whole tree is trained with one corpus. Each classifier gets the messages that the rules above
+// it let pass, and the same rules decide in classification. Uses only public classes.
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -32,7 +32,7 @@ using testing::IsEmpty;
 
 using Ranking = std::vector<std::pair<std::string, double>>;
 
-// Asks to stop once so many classifiers are done.
+// Interrupts after `count` classifiers are done.
 class Stop_after : public Progress_log {
 public:
     explicit Stop_after(std::size_t steps) : m_steps(steps) {}
@@ -49,7 +49,7 @@ private:
     std::size_t m_done = 0;
 };
 
-// A news desk, whose messages are marked for the departments that may see them:
+// A news desk. Marks of a message decide which departments get it:
 //
 //     desk (statistics)
 //       shop
@@ -73,7 +73,7 @@ public:
     }
 
     static qtPtrLight<zeMsg> Message(std::string_view word, const std::vector<const char*>& marks) {
-        // Training reads the text, bootstrapping the keywords.
+        // Training reads the bag of the text, bootstrapping the bag of the keywords.
         const qtPtrLight<zeMsg> msg =
             MessageBuilder().bag({{word, 2.0}}).bag_at(1, {{word, 2.0}}).make();
         for (const char* mark : marks) {
@@ -151,7 +151,7 @@ public:
         return rankings;
     }
 
-    // How many messages the classifiers of desk, home and world have counted.
+    // The numbers of messages that the classifiers of desk, home and world have counted.
     std::vector<int> Counts() { return {Count(1), Count(m_home), Count(m_world)}; }
 
     zeManager manager;
@@ -186,7 +186,7 @@ void expect_to_know_its_topics(Desk& desk) {
     EXPECT_EQ(desk.Best("soup", {"world"}), "food");
 }
 
-TEST(WholeTreeScenarioTest, OneCorpusTrainsEachClassifierOnItsPart) {
+TEST(WholeTreeScenarioTest, EachClassifierIsTrainedOnItsPartOfOneCorpus) {
     Desk desk;
     Progress_log progress;
 
@@ -210,7 +210,7 @@ TEST(WholeTreeScenarioTest, KeywordsBootstrapTheWholeTree) {
     expect_to_know_its_topics(desk);
 }
 
-TEST(WholeTreeScenarioTest, ABootstrappedTreeGoesOnLearning) {
+TEST(WholeTreeScenarioTest, BootstrappedTreeContinuesLearning) {
     Desk desk;
     desk.Bootstrap();
     zeMemoryCorpus corpus;
@@ -221,7 +221,7 @@ TEST(WholeTreeScenarioTest, ABootstrappedTreeGoesOnLearning) {
 
     desk.Learn(corpus, &progress);
 
-    // What does not reach the world does not teach it.
+    // The classifier of the world does not learn messages that do not reach it.
     EXPECT_THAT(progress.lines,
                 ElementsAre("Preparing corpus", "total 2", "Training classifier(s)", "+1", "+1"));
     EXPECT_THAT(desk.Counts(), ElementsAre(24, 12, 8));
@@ -229,7 +229,7 @@ TEST(WholeTreeScenarioTest, ABootstrappedTreeGoesOnLearning) {
     expect_to_know_its_topics(desk);
 }
 
-TEST(WholeTreeScenarioTest, AClosedRuleIsClosedInTrainingAsInClassification) {
+TEST(WholeTreeScenarioTest, BlockingRuleBlocksInTrainingAsInClassification) {
     Desk desk;
     desk.Train();
     zeMemoryCorpus corpus;
@@ -244,8 +244,8 @@ TEST(WholeTreeScenarioTest, AClosedRuleIsClosedInTrainingAsInClassification) {
     }
 }
 
-// A word that both departments see, and that is no topic of the world's.
-TEST(WholeTreeScenarioTest, WhatOneDepartmentKnowsCountsAgainstTheOther) {
+// Both departments see this word, but it belongs to no category of the world's.
+TEST(WholeTreeScenarioTest, WordOfOneDepartmentCountsAgainstTheOther) {
     Desk with;
     Desk without;
     without.manager.m_config.full_propogation = false;
@@ -268,7 +268,7 @@ TEST(WholeTreeScenarioTest, WhatOneDepartmentKnowsCountsAgainstTheOther) {
     EXPECT_LT(warned.front().second, unwarned.front().second);
 }
 
-TEST(WholeTreeScenarioTest, AStopBetweenTwoClassifiersLeavesTheOthersUntrained) {
+TEST(WholeTreeScenarioTest, InterruptionBetweenTwoClassifiersLeavesTheOthersUntrained) {
     Desk desk;
     Stop_after progress(2);
 
@@ -283,7 +283,7 @@ TEST(WholeTreeScenarioTest, AStopBetweenTwoClassifiersLeavesTheOthersUntrained) 
     EXPECT_THAT(desk.Classify("hotel", {"world"}).front().first, "shop");
 }
 
-TEST(WholeTreeScenarioTest, WhateverBrokeOffATreeThatIsClearedAndTrainedAnswersLikeANewOne) {
+TEST(WholeTreeScenarioTest, TreeClearedAndTrainedAfterAnyInterruptionAnswersLikeANewOne) {
     Desk fresh;
     fresh.Train();
     const std::vector<Ranking> expected = fresh.ClassifyAll();
@@ -308,7 +308,7 @@ TEST(WholeTreeScenarioTest, WhateverBrokeOffATreeThatIsClearedAndTrainedAnswersL
     }
 }
 
-TEST(WholeTreeScenarioTest, ACompactContainerIsTaughtAgainOnceItIsCleared) {
+TEST(WholeTreeScenarioTest, CompactContainerCanBeTrainedAfterItIsCleared) {
     Desk desk;
     desk.Train();
     desk.manager.m_compact = true;

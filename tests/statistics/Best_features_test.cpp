@@ -1,4 +1,4 @@
-// The best features of a profile, beside a sort of all that were offered.
+// Compares the best features of a profile with a full sort of all offered concepts.
 #include "zandrel/statistics/Best_features.h"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ protected:
     std::list<Best_features::Feature> m_made;
 };
 
-TEST_F(BestFeaturesTest, LaterOutsideConceptsReplaceTheLeastOfAll) {
+TEST_F(BestFeaturesTest, LaterOutsideConceptsReplaceTheLowestOfAll) {
     m_best.start(4, 2);
     m_best.offer_own(Make("five", 5.0));
     m_best.offer_own(Make("one", 1.0));
@@ -64,7 +64,7 @@ TEST_F(BestFeaturesTest, LaterOutsideConceptsReplaceTheLeastOfAll) {
                                       Scored("three", 3.0), Scored("two", 2.0)));
 }
 
-TEST_F(BestFeaturesTest, ScoresThatSayNothingAreRefused) {
+TEST_F(BestFeaturesTest, UselessScoresAreRefused) {
     m_best.start(4, 4);
     for (const double score : {0.0, -0.0, std::numeric_limits<double>::quiet_NaN()}) {
         m_best.offer_own(Make("own", score));
@@ -75,7 +75,7 @@ TEST_F(BestFeaturesTest, ScoresThatSayNothingAreRefused) {
     EXPECT_THAT(Result(), IsEmpty());
 }
 
-TEST_F(BestFeaturesTest, NoCapacityTakesNothing) {
+TEST_F(BestFeaturesTest, CapacityOfZeroTakesNothing) {
     for (const int capacity : {0, -1}) {
         m_best.start(capacity, 1);
         m_best.offer_own(Make("own", 1.0));
@@ -85,7 +85,7 @@ TEST_F(BestFeaturesTest, NoCapacityTakesNothing) {
     }
 }
 
-TEST_F(BestFeaturesTest, LeastOwnScoreIsKnownOnceOwnConceptsFillIt) {
+TEST_F(BestFeaturesTest, LeastOwnScoreIsKnownWhenOwnConceptsFillTheirPart) {
     m_best.start(2, 3);
     m_best.offer_own(Make("a", 3.0));
     EXPECT_EQ(m_best.least_own_score(), -std::numeric_limits<double>::infinity());
@@ -95,8 +95,9 @@ TEST_F(BestFeaturesTest, LeastOwnScoreIsKnownOnceOwnConceptsFillIt) {
     EXPECT_EQ(m_best.least_own_score(), 3.0);
 }
 
-// Few scores, so that texts decide; scores from outside rise, fall or come in any order.
-TEST_F(BestFeaturesTest, EqualsTheFrontOfAFullSort) {
+// There are only few different scores, so texts often decide. Scores from outside rise, fall or
+// come in any order.
+TEST_F(BestFeaturesTest, ResultEqualsTheFrontOfAFullSort) {
     std::mt19937 random(1);
     for (int round = 0; round < 600; ++round) {
         const int capacity = static_cast<int>(random() % 40);

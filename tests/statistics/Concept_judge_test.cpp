@@ -1,4 +1,5 @@
-// The bound that spares a logarithm; the judgements themselves are tested as steps of the trainer.
+// The bound that avoids computing a logarithm. The judgements themselves are tested as steps of the
+// trainer.
 #include "zandrel/statistics/Concept_judge.h"
 
 #include <cmath>
@@ -17,7 +18,7 @@ TEST(ConceptJudgeTest, BoundNeverExcludesAScoreThatIsReached) {
     std::mt19937 random(1);
     std::uniform_real_distribution<double> exponent(-60.0, 10.0);
     for (int i = 0; i < 200000; ++i) {
-        // Quotients near 1 from both sides, and far from it.
+        // Quotients near 1 on both sides, and far from it.
         const double step = std::exp(exponent(random));
         const double quotient = i % 2 == 0 ? 1.0 + step : 1.0 / (1.0 + step);
         const Concept_judge::Rated judged =
@@ -30,7 +31,8 @@ TEST(ConceptJudgeTest, BoundNeverExcludesAScoreThatIsReached) {
     }
 }
 
-// (1.1 - 1) * 0.002 = 0.0002, and 1 / 1.1 has the same bound: (1 - 1 / 1.1) * 1.1 = 0.1.
+// The bound of 1.1 is (1.1 - 1) * 0.002 = 0.0002. 1 / 1.1 has the same, since (1 - 1 / 1.1) * 1.1 =
+// 0.1.
 TEST(ConceptJudgeTest, BoundExcludesScoresFarBelow) {
     for (const double quotient : {1.1, 1.0 / 1.1}) {
         EXPECT_FALSE(rated(quotient, 1.0, 0.002).may_reach(0.0003));
@@ -40,14 +42,14 @@ TEST(ConceptJudgeTest, BoundExcludesScoresFarBelow) {
     }
 }
 
-TEST(ConceptJudgeTest, ConceptsThatSayNothingAreExcludedWhileThereIsRoom) {
+TEST(ConceptJudgeTest, UselessConceptsAreExcludedEvenIfThereIsRoom) {
     const double none = -std::numeric_limits<double>::infinity();
     EXPECT_FALSE(rated(1.0, 1.0, 0.002).may_reach(none));
     EXPECT_FALSE(Concept_judge::Rated({0.002, 0.0, 1.0, 2.0, false}).may_reach(none));
     EXPECT_TRUE(rated(2.0, 1.0, 0.002).may_reach(none));
 }
 
-TEST(ConceptJudgeTest, BoundThatIsNoNumberExcludesNothing) {
+TEST(ConceptJudgeTest, BoundThatIsNaNExcludesNothing) {
     const double infinite = std::numeric_limits<double>::infinity();
     EXPECT_TRUE(rated(std::nan(""), 1.0, 0.002).may_reach(1.0));
     EXPECT_TRUE(rated(infinite, 0.0, 0.002).may_reach(1.0));

@@ -21,18 +21,18 @@ std::vector<std::string> ordered(const std::vector<std::string>& texts) {
     return result;
 }
 
-// Bytes that tell signed from unsigned order, and a zero from the end of a text.
+// Bytes that distinguish signed from unsigned order, and a zero byte from the end of a text.
 std::string random_text(std::mt19937& random) {
     static constexpr char kBytes[] = {'\0', '\x01', 'a', '\x7f', '\x80', '\xff'};
     std::string text(random() % 20, '\0');
     for (char& byte : text) {
-        // Mostly zero bytes, so that many texts begin alike.
+        // Mostly zero bytes, so that many texts have the same beginning.
         byte = random() % 4 == 0 ? kBytes[random() % sizeof kBytes] : '\0';
     }
     return text;
 }
 
-TEST(ConceptOrderTest, GoesByUnsignedBytesAndPutsTheShorterFirst) {
+TEST(ConceptOrderTest, TextsAreOrderedByUnsignedBytesAndShorterTextsFirst) {
     const std::vector<std::string> expected = {"",          std::string(1, '\0'),
                                                "a",         std::string("a\0", 2),
                                                "a\x01",     "ab",
@@ -46,7 +46,7 @@ TEST(ConceptOrderTest, GoesByUnsignedBytesAndPutsTheShorterFirst) {
     EXPECT_EQ(ordered(texts), expected);
 }
 
-TEST(ConceptOrderTest, IsThatOfWholeTexts) {
+TEST(ConceptOrderTest, OrderIsThatOfWholeTexts) {
     std::mt19937 random(7);
     std::vector<std::string> texts(2000);
     for (std::string& text : texts) {
@@ -54,7 +54,7 @@ TEST(ConceptOrderTest, IsThatOfWholeTexts) {
     }
     const std::vector<std::string> result = ordered(texts);
 
-    std::sort(texts.begin(), texts.end());  // char_traits compares bytes without their sign
+    std::sort(texts.begin(), texts.end());  // char_traits compares bytes as unsigned
     texts.erase(std::unique(texts.begin(), texts.end()), texts.end());
     EXPECT_EQ(result, texts);
 }

@@ -15,7 +15,7 @@ namespace {
 
 using Zandrel::Concept_row;
 
-// Concepts in the order that is given, and their row.
+// Concepts in the given order, and their row.
 struct Row_of_terms {
     explicit Row_of_terms(const std::vector<std::string>& texts) {
         for (const std::string& text : texts) {
@@ -24,7 +24,7 @@ struct Row_of_terms {
         }
     }
 
-    // The texts of what is found for a list.
+    // The texts of the concepts found for a list.
     std::vector<std::string> taken(const std::vector<std::string>& texts) {
         std::vector<std::string> found;
         row.rewind();
@@ -34,13 +34,13 @@ struct Row_of_terms {
         return found;
     }
 
-    std::deque<Concept> concepts;  // which keep their addresses
+    std::deque<Concept> concepts;  // a deque, so that addresses do not change
     Concept_row row;
 };
 
 using List = std::vector<std::string>;
 
-TEST(ConceptRowTest, EachTextOfAnOrderedListGivesItsConcept) {
+TEST(ConceptRowTest, EachTextOfAnOrderedListFindsItsConcept) {
     Row_of_terms row({"a", "b", "c", "d", "e", "f", "g", "h"});
 
     for (const List& list : {List{"c", "g"}, List{"a", "b", "c", "d", "e", "f", "g", "h"},
@@ -49,15 +49,15 @@ TEST(ConceptRowTest, EachTextOfAnOrderedListGivesItsConcept) {
     }
 }
 
-// The first eight bytes are compared as a number, and then the text.
-TEST(ConceptRowTest, TextsOfOneBeginningAreToldApart) {
+// The first eight bytes are compared as a number, then the whole texts.
+TEST(ConceptRowTest, TextsOfTheSameBeginningAreDistinguished) {
     Row_of_terms row({"beginning", "beginning of", "beginning of all", "beginnings"});
     const List list = {"beginnin", "beginning of", "beginning of al", "beginnings"};
 
     EXPECT_EQ(row.taken(list), list);
 }
 
-TEST(ConceptRowTest, TextsThatAreMissingOrInNoOrderAreFoundToo) {
+TEST(ConceptRowTest, MissingTextsAndUnorderedListsAreHandled) {
     Row_of_terms row({"b", "d", "f"});
     const List list = {"", "a", "c", "f", "g", "b", "d", "d", "\xff"};
 
@@ -66,13 +66,14 @@ TEST(ConceptRowTest, TextsThatAreMissingOrInNoOrderAreFoundToo) {
     EXPECT_EQ(Row_of_terms({"f", "d", "b"}).taken(list), list);
 }
 
-TEST(ConceptRowTest, ListsDrawnAtRandomAreFound) {
+TEST(ConceptRowTest, RandomListsAreFound) {
     std::mt19937 random(7);
     for (int round = 0; round < 200; ++round) {
         List all;
         List some;
         for (std::size_t i = 0; i < 100; ++i) {
-            // Equal lengths, so that the numbers' order is that of the texts.
+            // All texts have the same length, so the order of the numbers is the order of the
+            // texts.
             const std::string text = (i % 3 == 0 ? "long common " : "m") + std::to_string(100 + i);
             if (random() % 4 != 0) {
                 all.push_back(text);

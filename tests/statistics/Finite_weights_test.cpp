@@ -1,5 +1,5 @@
-// Messages with a weight that is infinite or not a number: each place that reads messages into a
-// model skips them, and the model is the one without them.
+// Messages with a weight that is infinite or NaN. Each function that reads messages into a model
+// skips them, so the model is the same as without them.
 #include "zandrel/statistics/Finite_weights.h"
 
 #include <cstddef>
@@ -35,7 +35,7 @@ using testing::ElementsAre;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
-// Which weight of a message is not finite, and what it is.
+// Which weight of a message is not finite, and its value.
 struct Spoilt {
     enum Part { kMessage, kTotal, kEntry, kSum };
 
@@ -65,7 +65,7 @@ std::string name_of(const testing::TestParamInfo<Spoilt>& row) {
     return row.param.name;
 }
 
-// A bag of x and y, of which the part is spoilt. An entry leaves the total as it is.
+// A bag of x and y with one spoilt weight. A spoilt entry does not change the bag's total.
 qtPtrLight<zeSml> make_spoilt_bag(const Spoilt& spoilt) {
     if (spoilt.part == Spoilt::kSum) {
         return make_bag({{"x", 1.5e308}, {"y", 1e308}});
@@ -86,7 +86,8 @@ qtPtrLight<zeMsg> make_spoilt(const Spoilt& spoilt) {
     return msg;
 }
 
-// A model of two categories with one message each, and one spoilt message of both in the corpus.
+// A model of two categories with one message each, and a spoilt message of both categories in the
+// corpus.
 class FiniteWeightsTest : public testing::TestWithParam<Spoilt> {
 protected:
     FiniteWeightsTest() {
@@ -94,7 +95,7 @@ protected:
         m_b.m_node_id = 2;
         m_storage.set_use_train_likelihood(true);
         m_storage.m_use_omit_method = false;
-        m_storage.m_clip_value = 3.0;  // which would make an infinite entry finite
+        m_storage.m_clip_value = 3.0;  // as the ceiling it would make an infinite entry finite
         Small_corpus corpus;
         corpus.add(MessageBuilder().bag({{"x", 1.0}, {"z", 1.0}}), {&m_a});
         corpus.add(MessageBuilder().bag({{"y", 2.0}}), {&m_b});
@@ -141,7 +142,7 @@ TEST_P(FiniteWeightsTest, HistogramStepSkipsTheMessage) {
     EXPECT_EQ(dumped(m_storage), m_before);
 }
 
-// Half of 2 x 14 concepts, of a message of two categories.
+// The estimate is half of 2 x 14 concepts, for a message of two categories.
 TEST_P(FiniteWeightsTest, EstimateOfTheLearnerSkipsTheMessage) {
     m_spoilt.add(MessageBuilder().bag({{"x", 14.0}}), {&m_a, &m_b});
     zeStat_diet_learner learner(m_storage);
@@ -166,8 +167,9 @@ TEST_P(FiniteWeightsTest, LearningCountsTheMessageForNoCategoryAndTracesIt) {
     EXPECT_TRUE(trace.has(kTraceDebug, "Message has a weight that is not finite (message 0)"));
 }
 
-// Half of 2 and 2 x 2 concepts. Two profiles have room for one concept each in a sub-bulk.
-TEST_P(FiniteWeightsTest, SubBulksAreDealtAsIfTheMessageWereNotThere) {
+// Half of 2 and of 2 x 2 concepts. In a sub-bulk each of the two profiles has space for one
+// concept.
+TEST_P(FiniteWeightsTest, SubBulksAreDealtAsWithoutTheMessage) {
     m_spoilt.add(MessageBuilder().bag({{"x", 2.0}}), {&m_a});
     m_spoilt.add(MessageBuilder().bag({{"x", 2.0}}), {&m_a, &m_b});
     m_storage.m_min_Ps_size = 1;
@@ -182,11 +184,11 @@ TEST_P(FiniteWeightsTest, SubBulksAreDealtAsIfTheMessageWereNotThere) {
                           "Prime bulk size: 3 (estimated num concepts: 3), total sub bulks: 2"));
     EXPECT_TRUE(trace.has(kTraceDebug, "Message has a weight that is not finite (message 0)"));
     EXPECT_TRUE(trace.has(kTraceDebug, "Starting secondary bulk 2"));
-    EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(1, 1));  // of the second one
+    EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(1, 1));  // of the second sub-bulk
     EXPECT_EQ(m_storage.m_num_msgs, 4);
 }
 
-// Its number is that of another message in another corpus.
+// A message in another corpus has the same number.
 TEST_P(FiniteWeightsTest, LearnerForgetsTheMessageAfterItsBatch) {
     Small_corpus other;
     other.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
@@ -218,7 +220,7 @@ INSTANTIATE_TEST_SUITE_P(Weights, FiniteWeightsTest, testing::ValuesIn(kAllSpoil
 
 // Whole models.
 
-// Trains, learns and bootstraps the same messages, with or without spoilt ones between them.
+// Trains, learns and bootstraps the same messages, with or without spoilt messages between them.
 class Model_without_spoilt : public testing::TestWithParam<Spoilt> {
 protected:
     Model_without_spoilt() {
@@ -232,8 +234,8 @@ protected:
         m_settings.profile_size = 20;
     }
 
-    // In front of every fifth message a spoilt one: of the same categories, of a category that has
-    // no other, and of none.
+    // A spoilt message comes before every fifth message: one of the same categories, one of a
+    // category without other messages, and one without a category.
     void Fill(Small_corpus& corpus, bool has_spoilt, unsigned int seed) {
         const std::vector<Slow_message> messages = Random_corpus(seed).Messages(40);
         for (std::size_t i = 0; i < messages.size(); ++i) {
@@ -255,7 +257,7 @@ protected:
         return msg;
     }
 
-    // The record of the model and the scores of its messages.
+    // The record of the model, and the scores of its messages.
     std::string State(zeStat_storage& storage, zeStat_matcher& matcher) {
         std::string state = dumped(storage);
         Small_corpus corpus;
@@ -270,7 +272,7 @@ protected:
         return state;
     }
 
-    // The record of a model that was filled twice in one of the ways.
+    // The record of a model that was filled twice in the same way.
     template <class Way>
     std::string Filled(bool has_spoilt, Way way) {
         zeStat_storage storage(nullptr, m_settings);
@@ -290,7 +292,7 @@ protected:
 
 class FiniteWeightsModelTest : public Model_without_spoilt {};
 
-TEST_P(FiniteWeightsModelTest, TrainedModelIsTheOneWithoutTheMessages) {
+TEST_P(FiniteWeightsModelTest, TrainedModelIsTheSameAsWithoutTheMessages) {
     const auto train = [](zeStat_matcher& matcher, zeCorpus_view& view) { matcher.train(view); };
     for (const int slices : {0, 3, 10, 1000}) {
         for (const bool omits : {false, true}) {
@@ -303,7 +305,7 @@ TEST_P(FiniteWeightsModelTest, TrainedModelIsTheOneWithoutTheMessages) {
     }
 }
 
-TEST_P(FiniteWeightsModelTest, LearnedModelIsTheOneWithoutTheMessages) {
+TEST_P(FiniteWeightsModelTest, LearnedModelIsTheSameAsWithoutTheMessages) {
     const auto learn = [](zeStat_matcher& matcher, zeCorpus_view& view) {
         matcher.learn(view, true);
     };
@@ -325,10 +327,10 @@ TEST_P(FiniteWeightsModelTest, LearnedModelIsTheOneWithoutTheMessages) {
 
 INSTANTIATE_TEST_SUITE_P(Weights, FiniteWeightsModelTest, testing::ValuesIn(kAllSpoilt), name_of);
 
-// Bootstrap gives all messages the weight of their slot, so only bags can be spoilt.
+// Bootstrap gives each message the weight of its slot, so only bags can be spoilt.
 class FiniteWeightsBootstrapTest : public Model_without_spoilt {};
 
-TEST_P(FiniteWeightsBootstrapTest, BootstrappedModelIsTheOneWithoutTheBags) {
+TEST_P(FiniteWeightsBootstrapTest, BootstrappedModelIsTheSameAsWithoutTheBags) {
     const auto bootstrap = [](zeStat_matcher& matcher, zeCorpus_view& view) {
         matcher.bootstrap(view);
     };
@@ -342,7 +344,7 @@ INSTANTIATE_TEST_SUITE_P(Bags, FiniteWeightsBootstrapTest,
 
 // Messages that must not be skipped.
 
-TEST(FiniteWeightsLimitTest, LargestAndLeastWeightsAreFinite) {
+TEST(FiniteWeightsLimitTest, LargestAndSmallestWeightsAreFinite) {
     const double largest = std::numeric_limits<double>::max();
     const double least = std::numeric_limits<double>::denorm_min();
     for (const double value : {largest, -largest, least, -least, 0.0, -1.0}) {
@@ -352,7 +354,7 @@ TEST(FiniteWeightsLimitTest, LargestAndLeastWeightsAreFinite) {
     }
 }
 
-TEST(FiniteWeightsLimitTest, OnlyTheActiveBagIsLookedAt) {
+TEST(FiniteWeightsLimitTest, OnlyTheActiveBagIsChecked) {
     const qtPtrLight<zeMsg> msg =
         MessageBuilder().bag({{"x", 1.0}}).bag_at(1, {{"x", kInfinity}}).make();
     EXPECT_TRUE(Zandrel::has_finite_weights(*msg));
@@ -361,13 +363,13 @@ TEST(FiniteWeightsLimitTest, OnlyTheActiveBagIsLookedAt) {
     EXPECT_FALSE(Zandrel::has_finite_weights(*msg));
 }
 
-TEST(FiniteWeightsLimitTest, MessageWithoutABagHasItsWeightOnly) {
+TEST(FiniteWeightsLimitTest, OnlyTheWeightIsCheckedOfAMessageWithoutABag) {
     EXPECT_TRUE(Zandrel::has_finite_weights(*MessageBuilder().make()));
     EXPECT_FALSE(Zandrel::has_finite_weights(*MessageBuilder().weight(kNotANumber).make()));
 }
 
-// The total is -1e308; clipped, it is 3 - 1e308 - 1e308.
-TEST(FiniteWeightsLimitTest, TotalThatClippingMakesInfiniteCountsForNothing) {
+// The total is -1e308. After clipping it is 3 - 1e308 - 1e308, which is infinite.
+TEST(FiniteWeightsLimitTest, MessageWhoseTotalIsInfiniteAfterClippingCountsForNothing) {
     zeNode node(term("a"));
     zeDefaults settings = plain_settings();
     settings.clip_value = 3.0;

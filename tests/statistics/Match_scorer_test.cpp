@@ -1,4 +1,4 @@
-// Tests of the histogram bins of Match_scorer, beside those of the exact scores.
+// Compares the histogram bins of Match_scorer with those of the exact scores.
 #include "zandrel/statistics/Match_scorer.h"
 
 #include <cmath>
@@ -19,7 +19,7 @@ using Zandrel::rough_atan;
 
 constexpr double kEndlessSum = std::numeric_limits<double>::infinity();
 
-// A model of 2 profiles with 1 message of 2 each. The first has the additive term 0.25.
+// A model of 2 profiles with 1 of the 2 messages each. The first has the additive term 0.25.
 class MatchScorerTest : public testing::Test {
 protected:
     MatchScorerTest() {
@@ -45,7 +45,7 @@ protected:
     std::vector<Zandrel::Rest_score> m_rest_scores;
 };
 
-TEST(RoughAtanTest, AnyNumberIsWithinTheNamedError) {
+TEST(RoughAtanTest, ErrorIsWithinTheDocumentedBoundForAnyNumber) {
     for (int i = -400000; i <= 400000; ++i) {
         const double x = i / 20000.0;
         ASSERT_NEAR(rough_atan(x), std::atan(x), Zandrel::kRoughAtanError) << x;
@@ -57,7 +57,7 @@ TEST(RoughAtanTest, AnyNumberIsWithinTheNamedError) {
     EXPECT_TRUE(std::isnan(rough_atan(std::nan(""))));
 }
 
-TEST(BinOfScoreTest, ScoreAtEndsOrNoNumberFallsInEndBins) {
+TEST(BinOfScoreTest, ScoresAtTheEndsAndNaNAreInTheEndBins) {
     EXPECT_EQ(bin_of_score(0.0, 30), 0);
     EXPECT_EQ(bin_of_score(-1.0, 30), 0);
     EXPECT_EQ(bin_of_score(std::nan(""), 30), 0);
@@ -66,7 +66,7 @@ TEST(BinOfScoreTest, ScoreAtEndsOrNoNumberFallsInEndBins) {
     EXPECT_EQ(bin_of_score(kEndlessSum, 30), 29);
 }
 
-TEST_F(MatchScorerTest, BinIsThatOfExactScore) {
+TEST_F(MatchScorerTest, BinEqualsThatOfTheExactScore) {
     const Match_scorer tested = scorer(2.0);
     for (const int bin_count : {30, 900, 300000}) {
         for (int i = -20000; i <= 20000; ++i) {
@@ -77,8 +77,8 @@ TEST_F(MatchScorerTest, BinIsThatOfExactScore) {
     }
 }
 
-// A score of k / 30 is the border of two bins; rounding decides on which side it is.
-TEST_F(MatchScorerTest, BinAtBordersIsThatOfExactScore) {
+// A score of k / 30 is on the border of two bins, so rounding decides which bin it is in.
+TEST_F(MatchScorerTest, BinAtABorderEqualsThatOfTheExactScore) {
     const Match_scorer tested = scorer(1.0);
     const double pi = std::acos(-1.0);
     for (int border = 1; border < 30; ++border) {
@@ -90,7 +90,7 @@ TEST_F(MatchScorerTest, BinAtBordersIsThatOfExactScore) {
     }
 }
 
-TEST_F(MatchScorerTest, BinOfSumWithoutLimitOrNumberIsThatOfExactScore) {
+TEST_F(MatchScorerTest, BinOfAnInfiniteOrNaNSumEqualsThatOfTheExactScore) {
     for (const double total : {1.0, 0.0, kEndlessSum, std::nan("")}) {
         const Match_scorer tested = scorer(total);
         for (const double sum : {0.0, 1.0, -1.0, kEndlessSum, -kEndlessSum, std::nan("")}) {
@@ -99,8 +99,9 @@ TEST_F(MatchScorerTest, BinOfSumWithoutLimitOrNumberIsThatOfExactScore) {
     }
 }
 
-// 99 % of 0.9 and 1 % of the raw score, 0.71, are 0.898: 26.9 bins. The raw score is in bin 21.
-TEST_F(MatchScorerTest, BinOfCorrectedScoreIsFromTables) {
+// The score is 99 % of the table's 0.9 and 1 % of the raw score 0.71: 0.898, which is bin 26. The
+// raw score is in bin 21.
+TEST_F(MatchScorerTest, BinOfACorrectedScoreFollowsTheTables) {
     m_storage.m_use_likelihood_in_match = true;
     m_storage.m_use_train_likelihood = true;
     m_storage.profile(0).m_likelihood.fill(0.9);
@@ -108,7 +109,7 @@ TEST_F(MatchScorerTest, BinOfCorrectedScoreIsFromTables) {
     EXPECT_EQ(scorer(1.0).bin(0, 0.0, 30), 26);
 }
 
-TEST_F(MatchScorerTest, ProfileThatCoversTheModelFallsInLastBinAndEmptyOneInFirst) {
+TEST_F(MatchScorerTest, ProfileWithAllMessagesIsInTheLastBinAndOneWithNoneInTheFirst) {
     m_storage.profile(0).m_num_msgs = 2;
     m_storage.profile(1).m_num_msgs = 0;
     m_storage.m_activation_outside = 0;

@@ -44,7 +44,7 @@ TEST(Match_tableTest, CompileGivesEachConceptItsPairsInTheOrderOfProfiles) {
     EXPECT_EQ(table.profile_end(), 2);
 }
 
-TEST(Match_tableTest, CompileReplacesWhatWasThere) {
+TEST(Match_tableTest, CompileReplacesThePreviousTable) {
     Match_table table;
     set_row(table, term("old"), {{1.0F, 7}});
 
@@ -78,7 +78,7 @@ TEST(Match_tableTest, AddedRowsKeepTheirPairsWhileOthersAreAddedAndReplaced) {
     EXPECT_EQ(table.profile_end(), Match_table::kUnknown);
 }
 
-TEST(Match_tableTest, ARowOfAnySizeIsAdded) {
+TEST(Match_tableTest, RowOfAnySizeIsAdded) {
     Match_table table;
     EXPECT_EQ(table.add(term("none"), 0).size(), 0U);
     EXPECT_EQ(table.add(term("many"), 1000000).size(), 1000000U);
@@ -86,7 +86,7 @@ TEST(Match_tableTest, ARowOfAnySizeIsAdded) {
     EXPECT_EQ(table.at(term("many")).size(), 1000000U);
 }
 
-TEST(Match_tableTest, ClearLeavesNothing) {
+TEST(Match_tableTest, ClearEmptiesTheTable) {
     Match_table table;
     set_row(table, term("x"), {{1.0F, 0}});
 

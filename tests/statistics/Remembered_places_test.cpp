@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(RememberedPlacesTest, ReplayGivesTheNotedPlacesInTheirOrderAndThenNone) {
+TEST(RememberedPlacesTest, ReplayReturnsTheNotedPlacesInOrderAndThenNull) {
     Remembered_places places;
     places.record();
     places.note(7);
@@ -45,7 +45,7 @@ TEST(RememberedPlacesTest, RecordingAgainForgetsTheLastSlice) {
     EXPECT_EQ(places.guess(), 2U);
 }
 
-TEST(RememberedPlacesTest, ForgettingLeavesNoGuess) {
+TEST(RememberedPlacesTest, ForgettingRemovesAllPlaces) {
     Remembered_places places;
     places.record();
     places.note(1);

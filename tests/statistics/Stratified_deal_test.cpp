@@ -32,11 +32,11 @@ protected:
     Stratified_deal m_deal;
 };
 
-TEST_F(StratifiedDealTest, DealsNothingToEmptyParts) {
+TEST_F(StratifiedDealTest, EmptyDealGivesEmptyParts) {
     EXPECT_THAT(dealt(m_deal, 2), ElementsAre(Parts::value_type(), Parts::value_type()));
 }
 
-TEST_F(StratifiedDealTest, NeighboursOfACategoryGoToDifferentParts) {
+TEST_F(StratifiedDealTest, NeighboursOfACategoryAreInDifferentParts) {
     for (const unsigned int position : {3U, 1U, 4U, 0U}) {
         m_deal.add(position, {&m_a});
     }
@@ -44,8 +44,8 @@ TEST_F(StratifiedDealTest, NeighboursOfACategoryGoToDifferentParts) {
     EXPECT_THAT(dealt(m_deal, 3), ElementsAre(ElementsAre(3, 0), ElementsAre(1), ElementsAre(4)));
 }
 
-// a: 0, 2, 3; b: 1, 4. The deal runs on from one category to the next.
-TEST_F(StratifiedDealTest, TakesCategoriesAsTheyWereFirstMet) {
+// a: 0, 2, 3; b: 1, 4. The deal continues from one category to the next.
+TEST_F(StratifiedDealTest, CategoriesAreDealtInTheOrderOfTheirFirstMessages) {
     m_deal.add(0, {&m_a});
     m_deal.add(1, {&m_b});
     m_deal.add(2, {&m_a});
@@ -55,7 +55,7 @@ TEST_F(StratifiedDealTest, TakesCategoriesAsTheyWereFirstMet) {
     EXPECT_THAT(dealt(m_deal, 2), ElementsAre(ElementsAre(0, 3, 4), ElementsAre(2, 1)));
 }
 
-TEST_F(StratifiedDealTest, AddressesOfCategoriesPlayNoPart) {
+TEST_F(StratifiedDealTest, AddressesOfCategoriesHaveNoInfluence) {
     m_deal.add(0, {&m_c});
     m_deal.add(1, {&m_a});
     m_deal.add(2, {&m_b});
@@ -64,8 +64,9 @@ TEST_F(StratifiedDealTest, AddressesOfCategoriesPlayNoPart) {
     EXPECT_THAT(dealt(m_deal, 1), ElementsAre(ElementsAre(0, 3, 1, 2)));
 }
 
-// The counter stands at 0, 1, 2 and 3: a, b (of two), c (third of three), b (of two).
-TEST_F(StratifiedDealTest, AMessageOfSeveralCategoriesCountsForOneInTurn) {
+// The counter is 0, 1, 2 and 3 at the four messages. So they count for a, b (of two), c (third of
+// three) and b (of two).
+TEST_F(StratifiedDealTest, MessageOfSeveralCategoriesCountsForOneOfThemInTurn) {
     m_deal.add(0, {&m_a, &m_b});
     m_deal.add(1, {&m_a, &m_b});
     m_deal.add(2, {&m_a, &m_b, &m_c});
@@ -74,8 +75,8 @@ TEST_F(StratifiedDealTest, AMessageOfSeveralCategoriesCountsForOneInTurn) {
     EXPECT_THAT(dealt(m_deal, 1), ElementsAre(ElementsAre(0, 1, 3, 2)));
 }
 
-// The third message counts for b, since the second does not move the counter.
-TEST_F(StratifiedDealTest, UncategorisedMessagesDoNotMoveTheTurn) {
+// The third message counts for b, since the second does not advance the counter.
+TEST_F(StratifiedDealTest, UncategorisedMessagesDoNotAdvanceTheTurn) {
     m_deal.add(0, {&m_a});
     m_deal.add(1, {});
     m_deal.add(2, {&m_a, &m_b});
@@ -84,7 +85,7 @@ TEST_F(StratifiedDealTest, UncategorisedMessagesDoNotMoveTheTurn) {
     EXPECT_THAT(dealt(m_deal, 1), ElementsAre(ElementsAre(0, 3, 2, 1)));
 }
 
-TEST_F(StratifiedDealTest, UncategorisedMessagesComeLastAndTheDealRunsOn) {
+TEST_F(StratifiedDealTest, UncategorisedMessagesAreDealtLastAndContinueTheDeal) {
     m_deal.add(0, {});
     m_deal.add(1, {&m_a});
     m_deal.add(2, {});
@@ -93,14 +94,14 @@ TEST_F(StratifiedDealTest, UncategorisedMessagesComeLastAndTheDealRunsOn) {
     EXPECT_THAT(dealt(m_deal, 2), ElementsAre(ElementsAre(1, 2), ElementsAre(0, 3)));
 }
 
-TEST_F(StratifiedDealTest, MorePartsThanMessagesLeaveTheLastEmpty) {
+TEST_F(StratifiedDealTest, LastPartsAreEmptyIfThereAreMorePartsThanMessages) {
     m_deal.add(7, {&m_a});
     m_deal.add(8, {&m_b});
 
     EXPECT_THAT(dealt(m_deal, 3), ElementsAre(ElementsAre(7), ElementsAre(8), Parts::value_type()));
 }
 
-TEST_F(StratifiedDealTest, CanBeDealtAgain) {
+TEST_F(StratifiedDealTest, DealCanBeRepeated) {
     m_deal.add(0, {&m_a});
     m_deal.add(1, {});
     const Parts first = dealt(m_deal, 2);

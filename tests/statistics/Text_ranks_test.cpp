@@ -32,7 +32,7 @@ List in_order_of(const Table& ranked, const Table& table) {
     return texts;
 }
 
-TEST(TextRanksTest, EntriesAreShownInTheOrderOfTheirTexts) {
+TEST(TextRanksTest, EntriesAreReturnedInTheOrderOfTheirTexts) {
     List shown;
 
     const Table table = table_of({"soup", "goal", "price", "\xff", "goals"});
@@ -42,14 +42,14 @@ TEST(TextRanksTest, EntriesAreShownInTheOrderOfTheirTexts) {
     EXPECT_EQ(shown, (List{"goal", "goals", "price", "soup", "\xff"}));
 }
 
-TEST(TextRanksTest, AnotherTableIsPutInOrder) {
+TEST(TextRanksTest, AnotherTableIsSorted) {
     const Table ranked = table_of({"soup", "goal", "price"});
 
     EXPECT_EQ(in_order_of(ranked, table_of({"soup", "price"})), (List{"price", "soup"}));
     EXPECT_EQ(in_order_of(ranked, table_of({})), List{});
 }
 
-TEST(TextRanksTest, TableWithAConceptWithoutARankIsPutInOrder) {
+TEST(TextRanksTest, TableWithAConceptWithoutARankIsSorted) {
     const Table ranked = table_of({"soup", "goal"});
 
     EXPECT_EQ(in_order_of(ranked, table_of({"soup", "new", "goal"})),
@@ -66,7 +66,7 @@ TEST(TextRanksTest, ErasedEntriesAreLeftOut) {
     EXPECT_EQ(in_order_of(ranked, table), (List{"bank", "price"}));
 }
 
-TEST(TextRanksTest, TablesDrawnAtRandomArePutInOrder) {
+TEST(TextRanksTest, RandomTablesAreSorted) {
     std::mt19937 random(7);
     for (int round = 0; round < 100; ++round) {
         List all;

@@ -1,4 +1,4 @@
-// Brings messages of the slow implementations into corpora of the library.
+// Converts messages of the slow implementations into corpora of the library.
 #ifndef ZANDREL_TESTS_STATISTICS_LABELLED_CORPUS_H_
 #define ZANDREL_TESTS_STATISTICS_LABELLED_CORPUS_H_
 
@@ -17,7 +17,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
-// Owns a node for each name of a category, so it has to outlive the models.
+// Owns a node for each category name, so it must exist longer than the models.
 class Labels {
 public:
     zeNode* node(const std::string& name) {
@@ -40,7 +40,7 @@ private:
     std::map<std::string, std::unique_ptr<zeNode>> m_nodes;
 };
 
-// How feeders are filled, which must not show in a result.
+// The way in which feeders are filled. It must not influence a result.
 struct Feeding {
     bool goes_backwards = false;
     std::size_t buckets = 0;

@@ -1,4 +1,4 @@
-// What the tests of the learner share: a model whose tables are written by hand.
+// Shared by the tests of the learner: a model whose tables the test writes.
 #ifndef ZANDREL_TESTS_STATISTICS_LEARNER_FIXTURE_H_
 #define ZANDREL_TESTS_STATISTICS_LEARNER_FIXTURE_H_
 
@@ -16,7 +16,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
-// Plain settings under which a concept is protected by nothing and a limit by no clamp.
+// Plain settings: no concept is protected, and no limit is raised or lowered to a bound.
 inline zeDefaults learner_settings() {
     zeDefaults settings = plain_settings();
     settings.min_Ps_size = 1;
@@ -37,7 +37,7 @@ protected:
 
     zeNode* Node(std::size_t number) { return &m_nodes.at(number); }
 
-    // The next node's profile, with the weights that its messages are said to have brought.
+    // Adds the next node's profile, with the total weights of its messages.
     zeStat_storage::Profile& AddProfile(double weight, double msg_weight) {
         bool added = false;
         const int iprofile = m_storage.get_or_add_profile(
@@ -70,7 +70,7 @@ protected:
         return m_storage.profile(iprofile).m_Ps.count(term(text)) == 1;
     }
 
-    // Says how many messages of each profile the bulk has.
+    // Sets the number of messages of each profile in the bulk.
     void SetBulk(const std::vector<int>& msg_counts) { m_learner.m_num_msgs4profile = msg_counts; }
 
     std::array<zeNode, 6> m_nodes = {zeNode(term("a")), zeNode(term("b")), zeNode(term("c")),

@@ -1,5 +1,5 @@
 // Likelihood_comparison: trains the library and Slow_likelihood with the same random corpora and
-// settings, and compares all that the two have made of them.
+// settings, and compares everything that they compute.
 #ifndef ZANDREL_TESTS_STATISTICS_LIKELIHOOD_COMPARISON_H_
 #define ZANDREL_TESTS_STATISTICS_LIKELIHOOD_COMPARISON_H_
 
@@ -23,7 +23,7 @@
 
 namespace likelihood_comparison {
 
-// One of the values, as the number chooses; the number then stands for the other settings.
+// Takes one of the values by the number's remainder. The quotient is left for the other settings.
 template <class Value, std::size_t kCount>
 Value chosen(unsigned int& number, const std::array<Value, kCount>& values) {
     const Value value = values[number % kCount];
@@ -31,7 +31,7 @@ Value chosen(unsigned int& number, const std::array<Value, kCount>& values) {
     return value;
 }
 
-// All combinations of the settings below.
+// The number of combinations of the settings below.
 constexpr unsigned int kCombinations = 2 * 5 * 2 * 2 * 3 * 2 * 2 * 4 * 2;
 
 inline zeDefaults combination(unsigned int number) {
@@ -45,7 +45,7 @@ inline zeDefaults combination(unsigned int number) {
     settings.num_slices = chosen(number, std::array<int, 5>{0, 1, 2, 3, 10});
     settings.use_new_ZC = chosen(number, kOffOn);
     settings.use_normalization = chosen(number, kOffOn);
-    // -1 is no suppression.
+    // -1 means no suppression.
     const int threshold = chosen(number, std::array<int, 3>{-1, 0, 100});
     settings.suppress_M = threshold >= 0;
     settings.suppress_M_threshold = threshold >= 0 ? threshold : 0;
@@ -56,8 +56,8 @@ inline zeDefaults combination(unsigned int number) {
     return settings;
 }
 
-// A random corpus in which some categories have but one message, of weight 0.3, 1/3, 1 or 2.5,
-// some bags are empty and some missing, and some weights are not finite.
+// A random corpus. Some categories have only one message, of weight 0.3, 1/3, 1 or 2.5. Some bags
+// are empty and some missing, and some weights are not finite.
 inline std::vector<Slow_message> messages_of(unsigned int seed) {
     std::vector<Slow_message> messages = Random_corpus(seed).Messages(36);
     for (std::size_t i = 0; i < messages.size(); ++i) {
@@ -74,8 +74,8 @@ inline std::vector<Slow_message> messages_of(unsigned int seed) {
 
 }  // namespace likelihood_comparison
 
-// One model and its second implementation. Two batches are trained; the second has a matcher of the
-// model after the first at hand.
+// A model and its second implementation. Two batches are trained. The second may use a matcher of
+// the model after the first.
 class Likelihood_comparison {
 public:
     explicit Likelihood_comparison(const zeDefaults& settings)
@@ -87,7 +87,7 @@ public:
     }
 
 private:
-    // Sums of tables are taken in another order.
+    // The two implementations sum tables in different orders.
     static constexpr double kTolerance = 1e-12;
 
     void Train(const std::vector<Slow_message>& messages, bool is_given) {

@@ -1,4 +1,4 @@
-// What the tests of the matcher share: a small model whose weights are written by hand.
+// Shared by the tests of the matcher: a small model whose weights the test writes.
 #ifndef ZANDREL_TESTS_STATISTICS_MATCHER_FIXTURE_H_
 #define ZANDREL_TESTS_STATISTICS_MATCHER_FIXTURE_H_
 
@@ -15,8 +15,8 @@
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
-// Two categories of 2 of 4 messages each, and a matcher at a root without children. The concept x
-// counts 1 for a and -1 for b; y counts 2 for b alone.
+// Two categories with 2 of 4 messages each, and a matcher at a root without children. The concept x
+// has the weight 1 for a and -1 for b; y has 2 for b only.
 class zeStatMatcherTest : public testing::Test {
 protected:
     zeStatMatcherTest() {
@@ -36,7 +36,7 @@ protected:
         m_storage.profile(1).m_weights = {{term("y"), 2.0F}, {term("x"), -1.0F}};
     }
 
-    // Likelihood correction with tables that differ in every bin.
+    // Turns on the correction by likelihood, with tables whose bins all differ.
     void UseLikelihood() {
         m_storage.m_use_train_likelihood = true;
         m_storage.m_use_likelihood_in_match = true;

@@ -1,5 +1,5 @@
-// Asks of a model that was read all that a model is for. Damage may be refused in the documented
-// ways, and must lead to nothing else.
+// Uses a model that was read, in every way. Damage may be refused with a documented error, but must
+// have no other effect.
 #ifndef ZANDREL_TESTS_STATISTICS_MODEL_USE_H_
 #define ZANDREL_TESTS_STATISTICS_MODEL_USE_H_
 
@@ -18,10 +18,10 @@
 
 namespace model_use {
 
-// Histograms are as large as the resolution says; what a test can afford.
+// The size of histograms depends on the resolution. This is the largest that tests allow.
 constexpr int kAffordableResolution = 40;
 
-// Calls a step. An error that the settings of a damaged record may bring about ends it.
+// Runs a step. An error that settings of a damaged record can cause ends it.
 template <class Step>
 void tolerate(Step step) {
     try {
@@ -67,7 +67,7 @@ inline void train(zeStat_matcher& matcher, Small_corpus& corpus) {
     tolerate([&] { matcher.learn(corpus.view, false); });
 }
 
-// Half of the categories are cleared, the others deleted.
+// Clears half of the categories and deletes the others.
 inline void forget(zeStat_matcher& matcher) {
     if (matcher.m_storage->m_likelihood_resolution > kAffordableResolution) {
         return;

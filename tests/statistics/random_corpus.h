@@ -1,4 +1,4 @@
-// Small random corpora, the same in every run for one seed.
+// Small random corpora. The same seed gives the same corpus in every run.
 #ifndef ZANDREL_TESTS_STATISTICS_RANDOM_CORPUS_H_
 #define ZANDREL_TESTS_STATISTICS_RANDOM_CORPUS_H_
 
@@ -11,13 +11,15 @@
 
 #include "tests/statistics/slow_trainer.h"
 
-// Draws without the distributions of the standard library, whose results are left open.
+// Does not use the distributions of the standard library, since their results differ between
+// libraries.
 class Random_corpus {
 public:
     explicit Random_corpus(unsigned int seed) : m_engine(seed) {}
 
-    // Messages of one to three of the categories c0 to c3, some without a label. Each category has
-    // words of its own and shares others; weights in bags are quarters, so their sums are exact.
+    // Messages with one to three of the categories c0 to c3; some have no label. Each category has
+    // words of its own and shares others. Weights in bags are multiples of 1/4, so their sums are
+    // exact.
     std::vector<Slow_message> Messages(std::size_t count) {
         std::vector<Slow_message> messages(count);
         for (Slow_message& msg : messages) {
@@ -49,8 +51,8 @@ private:
     std::mt19937 m_engine;
 };
 
-// Adds messages that count for nothing because of one weight that is not finite: copies of some,
-// each behind its original, each with another such weight.
+// Adds messages that are skipped because one of their weights is not finite. They are copies of
+// other messages, each after its original and each with another kind of weight.
 inline std::vector<Slow_message> with_spoilt(std::vector<Slow_message> messages) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     constexpr std::array<double, 3> kNotFinite = {kInfinity, -kInfinity,
@@ -64,7 +66,7 @@ inline std::vector<Slow_message> with_spoilt(std::vector<Slow_message> messages)
             spoilt.bag["spoilt"] = kNotFinite[kind - kNotFinite.size()];
             spoilt.has_bag = true;
         } else {
-            spoilt.bag = {{"large", 1e308}, {"larger", 1.5e308}};  // whose sum is infinite
+            spoilt.bag = {{"large", 1e308}, {"larger", 1.5e308}};  // the sum is infinite
             spoilt.has_bag = true;
         }
         messages.insert(messages.begin() + original + 1, spoilt);

@@ -1,4 +1,4 @@
-// What the tests of the trainer's selection share: two profiles whose tables are written by hand.
+// Shared by the tests of the trainer's selection: two profiles whose tables the test writes.
 #ifndef ZANDREL_TESTS_STATISTICS_SELECTION_FIXTURE_H_
 #define ZANDREL_TESTS_STATISTICS_SELECTION_FIXTURE_H_
 
@@ -16,7 +16,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
-// The positive method for the length of a scope.
+// Turns on the positive method until the end of a scope.
 class Positive_method {
 public:
     Positive_method() { g_use_positive_method = true; }
@@ -35,7 +35,7 @@ inline std::vector<std::string> texts_of(const zeStat_storage::Profile& profile)
     return texts;
 }
 
-// Two profiles, a and b, and totals that are powers of two.
+// Two profiles, a and b, with totals that are powers of two.
 class zeStatTrainerSelectionTest : public testing::Test {
 protected:
     zeStatTrainerSelectionTest() {
@@ -53,7 +53,7 @@ protected:
         double Mp;  // of the profile's messages
     };
 
-    // For the profile a.
+    // Sets the totals of the model and of the profile a.
     void SetTotals(const Totals& totals) {
         m_storage.m_total_sml_weight = totals.T;
         m_storage.m_total_weight = totals.W;
@@ -72,7 +72,7 @@ protected:
         m_storage.get_or_add_P(iprofile, term(text), added)->second.m_weight = weight;
     }
 
-    // Judges a concept for the profile a, with whatever entries it has.
+    // Judges a concept for the profile a, with its present entries.
     zeStat_trainer::Concept_profile Judge(std::string_view text) {
         int iprofile = 0;
         auto info = m_storage.m_concept_infos.find(term(text));
@@ -80,7 +80,7 @@ protected:
         return m_trainer.calculate_concept_profile(&m_storage, iprofile, info, P, term(text));
     }
 
-    // What the profile a selects.
+    // The concepts that the profile a selects.
     std::vector<std::string> Select() {
         int iprofile = 0;
         m_trainer.calculate_high_rate_concepts();

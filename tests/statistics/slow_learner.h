@@ -1,8 +1,8 @@
-// Slow_learner: learning at a fixed size done a second time, in the most obvious way, to check
-// zeStat_diet_learner against.
+// Slow_learner: a second, simple implementation of learning at a fixed size. zeStat_diet_learner is
+// compared with it.
 //
-// Counts and selects by Slow_trainer, without likelihood tables. What learning does on top is
-// written out here over ordered maps, and shares no code with the library.
+// It counts and selects by Slow_trainer, without likelihood tables. The other steps of learning are
+// written here with ordered maps, and share no code with the library.
 #ifndef ZANDREL_TESTS_STATISTICS_SLOW_LEARNER_H_
 #define ZANDREL_TESTS_STATISTICS_SLOW_LEARNER_H_
 
@@ -21,15 +21,15 @@
 
 class Slow_learner {
 public:
-    // How often something happened that a comparison is worth little without.
+    // How often certain events happened. Without them a comparison would show little.
     struct Tally {
         int sub_bulks = 0;     // that ran
-        int spared_bulks = 0;  // that had no message
+        int spared_bulks = 0;  // without a message
         int spoilt = 0;        // messages with a weight that is not finite
         int cut_profiles = 0;
-        int dieted = 0;   // concepts taken out of a profile down to the lower bound
-        int bounded = 0;  // and down to the upper one
-        int swept = 0;    // concepts taken out of the table of all
+        int dieted = 0;   // concepts that the diet removed from a profile, down to the lower bound
+        int bounded = 0;  // concepts removed down to the upper bound
+        int swept = 0;    // concepts removed from the table of all
     };
 
     Slow_learner(const zeDefaults& settings, bool is_geometric, std::set<std::string> junk)
@@ -58,7 +58,7 @@ public:
         }
     }
 
-    // Takes a category's part out, and empties or deletes it.
+    // Removes a category's share, and empties or deletes the category.
     void Forget(const std::string& name, bool remove_concepts, bool deletes) {
         std::size_t position = 0;
         while (model.profiles.at(position).name != name) {
@@ -311,7 +311,7 @@ private:
         return deleted;
     }
 
-    // Counts the profiles of each concept anew, where the library keeps count.
+    // Counts the profiles of each concept again, while the library keeps a count.
     void Sweep() {
         for (auto entry = model.infos.begin(); entry != model.infos.end();) {
             entry->second.profiles = 0;

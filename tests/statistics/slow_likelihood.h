@@ -1,10 +1,11 @@
-// Slow_likelihood: training with likelihood tables done a second time, in the most obvious way, to
-// check the likelihood pass of zeStat_trainer and the scores of zeStat_matcher against.
+// Slow_likelihood: a second, simple implementation of training with likelihood tables. The
+// likelihood pass of zeStat_trainer and the scores of zeStat_matcher are compared with it.
 //
-// Messages are matched category by category instead of through an inverted table; slices are every
-// n-th message of one sequence; the tables come from the max-min formula of isotonic regression
-// instead of from pooling. What a pass enters in the histograms may be compared bit for bit, since
-// every sum is taken in the library's order; the tables may not, since the formula sums in another.
+// Here messages are matched category by category instead of through an inverted table. Slices are
+// every n-th message of one sequence. The tables come from the max-min formula of isotonic
+// regression instead of from pooling. Histograms are compared bit for bit, since every sum is in
+// the library's order. The tables are compared with a tolerance, since the formula sums in another
+// order.
 #ifndef ZANDREL_TESTS_STATISTICS_SLOW_LIKELIHOOD_H_
 #define ZANDREL_TESTS_STATISTICS_SLOW_LIKELIHOOD_H_
 
@@ -24,13 +25,13 @@ class Slow_likelihood {
 public:
     static constexpr std::size_t kBins = 30;
 
-    // What one category has beside its counts.
+    // The data of a category besides its counts.
     struct Histogram {
         std::vector<double> relevant;
         std::vector<double> total;
         int age = 0;
         std::array<double, kBins> table = {};
-        double accumulator = 0.0;  // what matching has left
+        double accumulator = 0.0;  // the rest of earlier matching
     };
 
     // The selected weights of each category, by its position.
@@ -39,7 +40,7 @@ public:
     explicit Slow_likelihood(const zeDefaults& settings)
         : model(settings, false), m_settings(settings) {}
 
-    // Selects features and takes them as they are now.
+    // Selects features and returns their current weights.
     Matcher MakeMatcher() {
         model.Select();
         Matcher made;
@@ -49,8 +50,8 @@ public:
         return made;
     }
 
-    // Counts the messages and brings histograms and tables up to date. `given` is a matcher that
-    // was made before.
+    // Counts the messages and updates histograms and tables. `given` is a matcher that was made
+    // before.
     void Train(const std::vector<Slow_message>& batch, const std::optional<Matcher>& given) {
         std::vector<Slow_message> messages;
         for (const Slow_message& msg : batch) {
@@ -76,7 +77,7 @@ public:
         }
     }
 
-    // The scores of all categories, corrected by their tables, by a new matcher's weights.
+    // The scores of all categories with the weights of a new matcher, corrected by the tables.
     std::vector<double> Scores(const Slow_message& msg, const Matcher& matcher) {
         const std::map<std::string, double> bag = model.Clipped(msg);
         Match(bag, matcher);
@@ -95,8 +96,8 @@ public:
         return scores;
     }
 
-    // An entry of the average table: each category's by its age, and a prior of 30 messages that
-    // says that a score is its own likelihood.
+    // An entry of the average table: the tables of all categories weighted by their ages, and a
+    // prior of 30 messages whose likelihood equals the score.
     double Average(std::size_t bin) {
         const double centre = (static_cast<double>(bin) + 0.5) / 30;
         double sum = 30 * centre;
@@ -162,7 +163,7 @@ private:
         Count(slice);
     }
 
-    // Whether all categories of the message have more than one message's weight.
+    // True if each category of the message has more weight than this message.
     bool CanBeOmitted(const Slow_message& msg) const {
         return std::all_of(msg.cats.begin(), msg.cats.end(), [this](const std::string& cat) {
             return std::any_of(
@@ -171,8 +172,8 @@ private:
         });
     }
 
-    // The messages that can be omitted, category by category as these were met, the uncategorised
-    // last.
+    // The messages that can be omitted, category by category in the order of their first messages;
+    // messages without a category come last.
     std::vector<Slow_message> Sequence(const std::vector<Slow_message>& messages) const {
         std::vector<std::string> met;
         std::vector<std::pair<std::string, Slow_message>> assigned;
@@ -245,8 +246,8 @@ private:
         }
     }
 
-    // The greatest, over all starts up to the bin, of the least ratio of a run of bins from the
-    // start to the bin or beyond.
+    // A table entry is the maximum over all starts up to the bin. For each start we take the
+    // minimum ratio of all runs of bins from the start that reach at least this bin.
     void BuildTable(Histogram& histogram) const {
         const auto fine = static_cast<std::size_t>(m_settings.likelihood_resolution);
         std::array<double, kBins> num = {};
@@ -287,7 +288,8 @@ private:
                model.msgs < m_settings.activation_total;
     }
 
-    // A table's value: straight lines through (0, 0), the centres of the bins, and then level.
+    // The value of a table at a score: straight lines from (0, 0) through the centres of the bins,
+    // and constant after the last centre.
     static double Interpolated(const std::array<double, kBins>& table, double score) {
         double left_x = 0.0;
         double left_y = 0.0;

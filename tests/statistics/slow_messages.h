@@ -1,4 +1,4 @@
-// Slow_messages: hands the messages of the slow implementations to the library.
+// Slow_messages: converts the messages of the slow implementations for the library.
 #ifndef ZANDREL_TESTS_STATISTICS_SLOW_MESSAGES_H_
 #define ZANDREL_TESTS_STATISTICS_SLOW_MESSAGES_H_
 
@@ -15,7 +15,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
-// Keeps the node of each category that it has met, so it outlives the corpora and the models.
+// Owns the node of each category, so it must exist longer than the corpora and the models.
 class Slow_messages {
 public:
     void AddTo(Small_corpus& corpus, const Slow_message& msg) {
@@ -26,7 +26,7 @@ public:
         AddTo(corpus, msg, feeder);
     }
 
-    // With a bag that was fed in another way.
+    // Adds a message with a bag that was fed in another way.
     void AddTo(Small_corpus& corpus, const Slow_message& msg, zeSml_feeder& feeder) {
         qtPtrLight<zeMsg> added(new zeMsg);
         if (msg.has_bag) {

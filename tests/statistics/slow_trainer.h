@@ -1,9 +1,9 @@
-// Slow_trainer: counting, its inverse and feature selection done a second time, in the most obvious
-// way, to check zeStat_trainer against.
+// Slow_trainer: a second, simple implementation of counting, removing and feature selection.
+// zeStat_trainer is compared with it.
 //
-// It shares no code with the library: ordered maps of texts instead of hash tables, a full sort
-// instead of a heap, and each formula written out. Every sum is taken in a fixed order, which is
-// the library's too, so that results may be compared bit for bit.
+// It shares no code with the library. It uses ordered maps of texts instead of hash tables and a
+// full sort instead of a heap, and each formula is written out. Every sum has a fixed order, which
+// is also the library's, so the results are compared bit for bit.
 #ifndef ZANDREL_TESTS_STATISTICS_SLOW_TRAINER_H_
 #define ZANDREL_TESTS_STATISTICS_SLOW_TRAINER_H_
 
@@ -46,7 +46,7 @@ public:
     Slow_trainer(const zeDefaults& settings, bool is_positive)
         : m_settings(settings), m_is_positive(is_positive) {}
 
-    // The message's bag under the ceiling.
+    // The message's bag after clipping.
     std::map<std::string, double> Clipped(const Slow_message& msg) const {
         std::map<std::string, double> bag = msg.bag;
         for (auto& [text, weight] : bag) {
@@ -65,8 +65,8 @@ public:
         return total;
     }
 
-    // True if no weight of the message is infinite or not a number. The difference of such a
-    // number and itself is not 0.
+    // True if no weight of the message is infinite or NaN. For such a number, the difference to
+    // itself is not 0.
     static bool IsFinite(const Slow_message& msg) {
         double differences = msg.weight - msg.weight;
         if (msg.has_bag) {
@@ -105,7 +105,7 @@ public:
         }
     }
 
-    // Takes out a message that was counted.
+    // Removes a message that was counted.
     void Uncount(const Slow_message& msg) {
         const std::map<std::string, double> bag = Clipped(msg);
         const double bag_total = Total(bag);
@@ -148,13 +148,13 @@ public:
         }
     }
 
-    // Counting keeps the two equal, and the two of a profile; learning parts them.
+    // Counting keeps these two equal, and also the two of a profile. Learning makes them different.
     double total_weight = 0.0;
     double total_msg_weight = 0.0;
     double total_bags = 0.0;
     int msgs = 0;
     std::map<std::string, Info> infos;
-    std::vector<Profile> profiles;  // in the order in which their categories were met
+    std::vector<Profile> profiles;  // in the order of the first messages of their categories
 
 private:
     struct Judged {
@@ -173,7 +173,7 @@ private:
         return total > amount ? total - amount : 0.0;
     }
 
-    // A millionth of the share is what rounding may leave.
+    // A rest of at most a millionth of the share is taken as a rounding error.
     static double WithoutShare(double weight, double share) {
         const double left = Without(weight, share);
         return left > share / 1000000.0 ? left : 0.0;
@@ -262,7 +262,7 @@ private:
         return judged;
     }
 
-    // Keeps the list sorted and at most as long as the profile's size.
+    // Keeps the list sorted, and not longer than the profile size.
     static bool Offer(std::vector<Judged>& best, const Judged& judged, int size) {
         if (judged.score == 0.0 || judged.score != judged.score || size <= 0) {
             return false;
@@ -279,7 +279,8 @@ private:
         return true;
     }
 
-    // All concepts whose rate is at least that of one seen once, or all below it, best first.
+    // All concepts whose rate is at least the rate of a concept seen once, or all below it, best
+    // first.
     std::vector<std::string> Candidates(bool rare) const {
         std::vector<std::pair<double, std::string>> valued;
         for (const auto& [text, info] : infos) {

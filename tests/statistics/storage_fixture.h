@@ -1,4 +1,4 @@
-// What the tests of the storage share: three categories, and their settings as a record.
+// Shared by the tests of the storage: three categories, and the settings as a record.
 #ifndef ZANDREL_TESTS_STATISTICS_STORAGE_FIXTURE_H_
 #define ZANDREL_TESTS_STATISTICS_STORAGE_FIXTURE_H_
 
@@ -12,7 +12,7 @@
 
 #include "tests/support/bags.h"
 
-// The settings of a storage, as the record that they came from.
+// The settings of a storage, in the form in which they are given to it.
 inline zeDefaults settings_of(const zeStat_storage& storage) {
     zeDefaults settings;
     settings.use_new_ZC = storage.m_use_new_ZC;
@@ -43,7 +43,7 @@ inline zeDefaults settings_of(const zeStat_storage& storage) {
     return settings;
 }
 
-// A storage of three categories, a, b and c, at the indices 0, 1 and 2.
+// A storage of three categories: a, b and c with the indices 0, 1 and 2.
 class zeStatStorageTest : public testing::Test {
 protected:
     zeStatStorageTest() {
@@ -53,7 +53,7 @@ protected:
         }
     }
 
-    // Gives everything learned, and what is not, a value that is not 0.
+    // Sets all learned and other values to something that is not 0.
     void Fill() {
         bool added = false;
         m_storage.get_or_add_concept_info(term("x"), added)->second = {1.0, 2.0, 3};

@@ -1,5 +1,5 @@
-// Stored_matcher: a matcher on the model of Stored_model, its record, and the package in which the
-// model is an object of its own.
+// Stored_matcher: a matcher for the model of Stored_model, its record, and a package in which the
+// model is a separate object.
 #ifndef ZANDREL_TESTS_STATISTICS_STORED_MATCHER_H_
 #define ZANDREL_TESTS_STATISTICS_STORED_MATCHER_H_
 
@@ -13,9 +13,9 @@
 
 namespace stored_matcher {
 
-// What the object loader reads: the ids of the object and of its node.
+// The object loader reads these fields first: the ids of the object and of its node.
 constexpr const char* kHead = "00 00 00 02 00 00 00 03 ";
-// The rest.
+// The fields after the head.
 constexpr const char* kTable =
     "00 00 00 02 "                               // 3 entries
     "00 00 00 01 78 00 00 00 02 "                // 4 "x", 2 pairs
@@ -25,16 +25,17 @@ constexpr const char* kTable =
     "40 60 00 00 00 00 00 01 ";                  //   3.5 for a
 constexpr const char* kStorage = "00 00 00 01";  // 5 id of the storage
 
-// All that zeStat_matcher::Load reads.
+// Everything that zeStat_matcher::Load reads.
 inline std::string whole_matcher() {
     return from_hex(kTable) + from_hex(kStorage);
 }
 
 }  // namespace stored_matcher
 
-// The root is the node 3 and its matcher the object 2.
+// The root has the node id 3, and its matcher the object id 2.
 struct Stored_matcher : Stored_model {
-    // With `package` from another one, that is read from and the model is not there yet.
+    // With a `package` of another Stored_matcher, that package is read and the model is not there
+    // yet.
     explicit Stored_matcher(qtPtr<qtBuffer> package = {}) : buffer(package) {
         root = leaf("root");
         manager.m_last_object_id = 2;
@@ -54,7 +55,7 @@ struct Stored_matcher : Stored_model {
         matcher = new zeStat_matcher(&manager, root, *storage, false);
     }
 
-    // The package with the model in it.
+    // The package that contains the model.
     static qtPtr<qtBuffer> package_with_model() {
         Stored_matcher writer;
         writer.manager.m_io->DumpObject(writer.storage);
@@ -62,7 +63,7 @@ struct Stored_matcher : Stored_model {
         return writer.buffer;
     }
 
-    // Reads a matcher as the object loader does behind the node.
+    // Reads a matcher as the object loader does after the node.
     std::unique_ptr<zeStat_matcher> read(Hio<HSegment>& io) {
         auto fresh = std::make_unique<zeStat_matcher>();
         fresh->m_manager = &manager;
@@ -82,7 +83,7 @@ struct Stored_matcher : Stored_model {
 
     qtPtr<qtBuffer> buffer;
     zeNode* root;
-    zeStat_matcher* matcher = nullptr;  // null where the model is to be read
+    zeStat_matcher* matcher = nullptr;  // null if the model is still to be read
 };
 
 #endif  // ZANDREL_TESTS_STATISTICS_STORED_MATCHER_H_

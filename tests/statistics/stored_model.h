@@ -1,5 +1,5 @@
-// Stored_model: a small model in which every field differs from its neighbours, and its record,
-// piece by piece.
+// Stored_model: a small model in which each field differs from its neighbours, and its record in
+// pieces.
 #ifndef ZANDREL_TESTS_STATISTICS_STORED_MODEL_H_
 #define ZANDREL_TESTS_STATISTICS_STORED_MODEL_H_
 
@@ -22,17 +22,17 @@
 
 namespace stored_model {
 
-// Where settings stand behind the id.
+// Positions of settings after the id.
 constexpr std::size_t kResolutionAt = 8;
 constexpr std::size_t kNumMsgsAt = 16;
 constexpr std::size_t kNormalizationAt = 115;
 constexpr std::size_t kMarkerAt = 116;
 constexpr std::size_t kReservedAt = 129;
 constexpr std::size_t kReservedSize = 185;
-// Where the lists begin.
+// Positions at which the lists begin.
 constexpr std::size_t kIndexAt = 346;
 
-// The eight bytes of a double from those that are not 0 at its end.
+// The eight bytes of a double, given without the zeros at its end.
 inline std::string real(std::string_view leading) {
     std::string bytes = from_hex(leading);
     bytes.resize(8, '\0');
@@ -43,7 +43,7 @@ inline std::string zeros(std::size_t count) {
     return std::string(count, '\0');
 }
 
-// Which form a record has.
+// The form of a record.
 struct Form {
     bool is_compact = false;
     bool has_likelihood = true;
@@ -182,21 +182,21 @@ inline std::string profile_of_a(const Form& form) {
     return bytes + zeros(8);  // 12, 14
 }
 
-// Two profiles with what is before and behind them.
+// A record of two profiles, with the parts before and after them.
 inline std::string whole_with(const Form& form, const std::string& profiles) {
     return settings(form) + index_of_profiles(form) + concept_infos(form) +
            from_hex("00 00 00 02") +  // 37
            profiles;                  // 38
 }
 
-// The record behind the id.
+// The record after the id.
 inline std::string whole(const Form& form = {}) {
     return whole_with(form, profile_of_bb(form) + profile_of_a(form));
 }
 
 }  // namespace stored_model
 
-// The model in a manager of its own, whose object 1 it is.
+// The model in a manager of its own, with the object id 1.
 struct Stored_model {
     Stored_model() {
         a = leaf("a");
@@ -205,7 +205,7 @@ struct Stored_model {
         storage = make_storage();
     }
 
-    // Enters everything into `storage`, the greater keys first.
+    // Adds everything to `storage`, greater keys first.
     void fill() {
         fill_settings();
         bool added = false;
@@ -217,10 +217,10 @@ struct Stored_model {
         fill_profile_of_a(storage->profile(1));
     }
 
-    // An empty storage of the manager.
+    // An empty storage in the manager.
     zeStat_storage* make_storage() { return new zeStat_storage(&manager, manager.m_defaults); }
 
-    // A storage that read this, which is all behind the id.
+    // Reads a storage from the bytes after the id.
     zeStat_storage& loaded(const std::string& bytes, zeNode* node = nullptr) {
         zeStat_storage* const fresh = make_storage();
         load_into(*fresh, bytes, node);

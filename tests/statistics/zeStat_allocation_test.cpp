@@ -1,5 +1,5 @@
-// What an operation leaves behind if memory runs out in the middle: each of its allocations is
-// refused in turn, in a model of its own, until the operation passes.
+// The state after an operation that runs out of memory. Each allocation of the operation fails in
+// turn, in a new model, until the operation succeeds.
 #include <array>
 #include <cstddef>
 #include <map>
@@ -18,11 +18,11 @@
 
 namespace {
 
-// Far more allocations than any of these operations has.
+// Far more allocations than any of these operations needs.
 constexpr unsigned int kTooMany = 1000;
 
-// Three categories whose histograms differ. The next entry of the index makes it grow, so that this
-// allocation is among those refused.
+// Three categories with different histograms. The next entry of the index makes it grow, so this
+// allocation can fail too.
 struct Three_profiles {
     Three_profiles() {
         for (zeNode& node : nodes) {
@@ -37,7 +37,7 @@ struct Three_profiles {
             static_cast<float>(storage.m_profile_index.bucket_count()));
     }
 
-    // The three are there, each with its node, and nothing else.
+    // Checks that the model has these three profiles, each with its node, and nothing else.
     void ExpectAsMade() {
         ASSERT_EQ(storage.profile_count(), 3);
         EXPECT_EQ(storage.m_profile_index.size(), 3U);
@@ -65,7 +65,7 @@ struct Three_profiles {
     zeStat_storage storage{nullptr, settings};
 };
 
-TEST(zeStatAllocationTest, AddingAProfileIsDoneWhollyOrNotAtAll) {
+TEST(zeStatAllocationTest, AddingAProfileIsDoneCompletelyOrNotAtAll) {
     zeNode added_node(term("added"));
     unsigned int index = 0;
     for (bool has_failed = true; has_failed && index < kTooMany; ++index) {
@@ -86,18 +86,18 @@ TEST(zeStatAllocationTest, AddingAProfileIsDoneWhollyOrNotAtAll) {
         EXPECT_EQ(model.storage.profile(3).m_bins.size(), 30U);
     }
 
-    // The profile, its bins, the place in the list and the entry of the index at least.
+    // The profile, its bins, the entry of the list and the entry of the index, at least.
     EXPECT_GT(index, 4U);
     EXPECT_LT(index, kTooMany);
 }
 
-TEST(zeStatAllocationTest, ReplacingNodesIsDoneWhollyOrNotAtAll) {
+TEST(zeStatAllocationTest, ReplacingNodesIsDoneCompletelyOrNotAtAll) {
     std::array<zeNode, 2> others = {zeNode(term("d")), zeNode(term("e"))};
     unsigned int index = 0;
     for (bool has_failed = true; has_failed && index < kTooMany; ++index) {
         SCOPED_TRACE(index);
         Three_profiles model;
-        // The second is missing, so the map has to grow as well.
+        // The second node is missing, so the map must grow too.
         std::map<zeNode*, zeNode*> replacement = {{&model.nodes[0], &others[0]},
                                                   {&model.nodes[2], &others[1]}};
 
@@ -115,12 +115,12 @@ TEST(zeStatAllocationTest, ReplacingNodesIsDoneWhollyOrNotAtAll) {
         EXPECT_EQ(model.storage.m_profile_index.size(), 3U);
     }
 
-    // Three entries of the new index, one of the map, and what holds them.
+    // Three entries of the new index, one of the map, and their tables.
     EXPECT_GT(index, 5U);
     EXPECT_LT(index, kTooMany);
 }
 
-TEST(zeStatAllocationTest, ChangingTheResolutionIsDoneWhollyOrNotAtAll) {
+TEST(zeStatAllocationTest, ChangingTheResolutionIsDoneCompletelyOrNotAtAll) {
     unsigned int index = 0;
     for (bool has_failed = true; has_failed && index < kTooMany; ++index) {
         SCOPED_TRACE(index);
@@ -138,13 +138,13 @@ TEST(zeStatAllocationTest, ChangingTheResolutionIsDoneWhollyOrNotAtAll) {
         }
     }
 
-    // One histogram for each profile at least.
+    // At least one histogram for each profile.
     EXPECT_GT(index, 3U);
     EXPECT_LT(index, kTooMany);
 }
 
-// Without a node no room is made ahead, so each result may fail to be added.
-TEST(zeStatAllocationTest, ClassifyingThatBreaksOffLeavesTheAccumulatorsEmpty) {
+// Without a node no space is reserved, so adding any of the results may fail.
+TEST(zeStatAllocationTest, FailedClassifyingLeavesTheAccumulatorsEmpty) {
     Three_profiles model;
     model.storage.m_num_msgs = 6;
     for (const auto& profile : model.storage.m_profiles) {

@@ -1,4 +1,4 @@
-// Models as only a damaged record makes them, put to use.
+// Uses models that only a damaged record can contain.
 #include <cstddef>
 #include <limits>
 #include <string>
@@ -21,7 +21,7 @@ constexpr int kMost = std::numeric_limits<int>::max();
 constexpr int kLeast = std::numeric_limits<int>::min();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// One category, a, and one message of it with the words x and y.
+// One category a, and one message of it with the words x and y.
 class zeStatDamagedModelTest : public testing::Test {
 protected:
     zeStatDamagedModelTest() {
@@ -34,7 +34,7 @@ protected:
 
     void Train(bool remove) { zeStat_trainer(m_storage).train(m_corpus.view, remove); }
 
-    // Enters the one message in the histogram of its category.
+    // Adds the message to the histogram of its category.
     void AddToHistogram() {
         m_storage.set_use_train_likelihood(true);
         m_storage.m_num_msgs = 4;
@@ -54,7 +54,7 @@ protected:
     Small_corpus m_corpus;
 };
 
-TEST_F(zeStatDamagedModelTest, CountsEndAtTheGreatestNumber) {
+TEST_F(zeStatDamagedModelTest, CountsStopAtTheLargestNumber) {
     m_storage.m_num_msgs = kMost;
     Profile().m_num_msgs = kMost;
     m_storage.m_concept_infos[term("x")] = {1.0, 1.0, kMost};
@@ -67,7 +67,7 @@ TEST_F(zeStatDamagedModelTest, CountsEndAtTheGreatestNumber) {
     EXPECT_EQ(info_of(m_storage, "y").m_num_Ps, 1);
 }
 
-TEST_F(zeStatDamagedModelTest, RemovingRaisesTheLeastCountToNone) {
+TEST_F(zeStatDamagedModelTest, RemovingFromTheSmallestCountGivesZero) {
     Train(false);
     info_of(m_storage, "x").m_num_Ps = kLeast;
     info_of(m_storage, "x").m_rate = 5.0;
@@ -78,7 +78,7 @@ TEST_F(zeStatDamagedModelTest, RemovingRaisesTheLeastCountToNone) {
     EXPECT_EQ(info_of(m_storage, "x").m_num_Ps, 0);
 }
 
-TEST_F(zeStatDamagedModelTest, ForgettingRaisesTheLeastCountToNone) {
+TEST_F(zeStatDamagedModelTest, ForgettingFromTheSmallestCountGivesZero) {
     Train(false);
     info_of(m_storage, "x").m_num_Ps = kLeast;
     zeNode* cat = &m_a;
@@ -89,7 +89,7 @@ TEST_F(zeStatDamagedModelTest, ForgettingRaisesTheLeastCountToNone) {
     EXPECT_EQ(info_of(m_storage, "y").m_num_Ps, 0);
 }
 
-TEST_F(zeStatDamagedModelTest, TheDietRaisesTheLeastCountToNone) {
+TEST_F(zeStatDamagedModelTest, DietAtTheSmallestCountGivesZero) {
     Train(false);
     info_of(m_storage, "x").m_num_Ps = kLeast;
     std::vector<zeStat_diet_learner::Concept_info> candidates = {
@@ -101,7 +101,7 @@ TEST_F(zeStatDamagedModelTest, TheDietRaisesTheLeastCountToNone) {
     EXPECT_EQ(info_of(m_storage, "x").m_num_Ps, 0);
 }
 
-TEST_F(zeStatDamagedModelTest, AgesComeBackToTheirRange) {
+TEST_F(zeStatDamagedModelTest, AgesReturnToTheirRange) {
     const struct {
         int before;
         int after;
@@ -118,8 +118,8 @@ TEST_F(zeStatDamagedModelTest, AgesComeBackToTheirRange) {
     }
 }
 
-// A likelihood is no more than 1; of a damaged table it can be anything.
-TEST_F(zeStatDamagedModelTest, AScoreAboveAllBinsFallsInTheLast) {
+// A likelihood is at most 1, but in a damaged table it can have any value.
+TEST_F(zeStatDamagedModelTest, ScoreAboveAllBinsIsInTheLast) {
     m_storage.set_use_train_likelihood(true);
     m_storage.m_use_likelihood_in_match = true;
     Profile().m_likelihood_age = 1000;
@@ -132,7 +132,7 @@ TEST_F(zeStatDamagedModelTest, AScoreAboveAllBinsFallsInTheLast) {
     EXPECT_EQ(Profile().m_bins[29].m_relevant, 1.0);
 }
 
-// The matcher of a and b, which asks for the score of a.
+// A matcher of a and b; the tests use the score of a.
 class zeStatDamagedScoreTest : public zeStatDamagedModelTest {
 protected:
     zeStatDamagedScoreTest() {
@@ -168,7 +168,7 @@ TEST_F(zeStatDamagedScoreTest, LikelihoodsOutsideOfTheirRangeGiveScoresWithin0An
     const struct {
         double likelihood;
         double score;
-        // Between two infinite values of the table there is no number.
+        // Between two infinite values of the table, interpolation gives NaN.
     } rows[] = {{1e300, 1.0},  {1.7, 1.0},       {infinite, 0.0}, {-0.7, 0.0},
                 {-1e300, 0.0}, {-infinite, 0.0}, {kNaN, 0.0}};
 
@@ -186,8 +186,8 @@ TEST_F(zeStatDamagedScoreTest, LikelihoodsOutsideOfTheirRangeGiveScoresWithin0An
     }
 }
 
-// With two profiles and an age of -2 the average would count without limits.
-TEST_F(zeStatDamagedScoreTest, AgesBelow0GiveScoresWithin0And1) {
+// With two profiles and an age of -2, the weight of the average would have no limit.
+TEST_F(zeStatDamagedScoreTest, NegativeAgesGiveScoresWithin0And1) {
     for (const int age : {-1, -2, -3, kLeast, kMost}) {
         SCOPED_TRACE(age);
         Profile().m_likelihood_age = age;
@@ -200,12 +200,12 @@ TEST_F(zeStatDamagedScoreTest, AgesBelow0GiveScoresWithin0And1) {
     }
 }
 
-TEST_F(zeStatDamagedScoreTest, SumsBeyondAllRangeGiveScoresWithin0And1) {
+TEST_F(zeStatDamagedScoreTest, SumsBeyondTheRangeGiveScoresWithin0And1) {
     const float infinite = std::numeric_limits<float>::infinity();
     for (const bool uses_tables : {false, true}) {
         SCOPED_TRACE(uses_tables);
         m_storage.m_use_likelihood_in_match = uses_tables;
-        m_weight = infinite;  // plus and minus give what is no number
+        m_weight = infinite;  // infinity minus infinity is NaN
         m_M = 0.0;
         EXPECT_EQ(Score(), 0.0);
 
@@ -218,14 +218,14 @@ TEST_F(zeStatDamagedScoreTest, SumsBeyondAllRangeGiveScoresWithin0And1) {
     EXPECT_EQ(Score(), 1.0);
     m_M = -m_M;
     EXPECT_EQ(Score(), 0.0);
-    // The sum is infinite, and so is the total of the bag: their quotient is no number.
+    // The sum is infinite, and the total of the bag too, so their quotient is NaN.
     m_M = 0.0;
     m_weight = 2e38F;
     m_x = std::numeric_limits<double>::infinity();
     EXPECT_EQ(Score(), 0.0);
 }
 
-TEST_F(zeStatDamagedModelTest, HistogramsOfAnotherSizeBeginAnew) {
+TEST_F(zeStatDamagedModelTest, HistogramsOfAnotherSizeAreRestarted) {
     m_storage.set_use_train_likelihood(true);
     for (const std::size_t size : {0U, 1U, 29U, 31U, 3000U}) {
         SCOPED_TRACE(size);
@@ -251,8 +251,8 @@ protected:
 
     static std::string Word(int number) { return "w" + std::to_string(number); }
 
-    // The selection of a model where every second word has such a weight and rate; or, without
-    // one, only the other words are there.
+    // The selection of a model in which every second word has such a weight and rate. Without
+    // `damage` those words are left out.
     std::vector<std::string> Selection(const double* damage, std::size_t buckets) {
         zeStat_storage storage(nullptr, m_settings);
         bool added = false;
@@ -283,8 +283,8 @@ protected:
     zeDefaults m_settings = plain_settings();
 };
 
-// They come last in the order of candidates and have no score.
-TEST_P(zeStatDamagedWeightsTest, WhatIsNoNumberIsNotSelected) {
+// Such words are last in the order of candidates and have no score.
+TEST_P(zeStatDamagedWeightsTest, WordWithANaNIsNotSelected) {
     const std::vector<std::string> sound = Selection(nullptr, 100);
     EXPECT_GT(sound.size(), 100U);
 
@@ -292,7 +292,7 @@ TEST_P(zeStatDamagedWeightsTest, WhatIsNoNumberIsNotSelected) {
     EXPECT_EQ(Selection(&kNaN, 5000), sound);
 }
 
-TEST_P(zeStatDamagedWeightsTest, InfiniteWeightsLeaveTheOrderSound) {
+TEST_P(zeStatDamagedWeightsTest, InfiniteWeightsDoNotDisturbTheOrder) {
     const double infinite = std::numeric_limits<double>::infinity();
     m_settings.suppress_M = true;
 
@@ -314,8 +314,8 @@ TEST(zeStatDamagedRatesTest, RareConceptsWithoutARateComeLast) {
     EXPECT_FALSE(zeStat_trainer::compare_zc_concept_infos(none, none));
 }
 
-// The lightest go first, and what is no number before them.
-TEST_F(zeStatDamagedModelTest, TheDietBeginsWithWhatIsNoNumber) {
+// Light concepts are removed first, but those with NaN before them.
+TEST_F(zeStatDamagedModelTest, DietBeginsWithConceptsWhoseWeightIsNaN) {
     for (const char* word : {"p", "q", "r", "s"}) {
         bool added = false;
         m_storage.get_or_add_P(0, term(word), added)->second.m_weight = -1e300;

@@ -1,5 +1,5 @@
-// Nothing that is left to the order of a hash table may reach a result: the same messages give the
-// same model, bit for bit, however the tables came to be what they are.
+// No result may depend on the order of a hash table: the same messages give the same model, bit for
+// bit, whatever happened to the tables before.
 #include <algorithm>
 #include <array>
 #include <map>
@@ -23,14 +23,14 @@
 
 namespace {
 
-// What happened to the tables before and while the model was made.
+// Events before and while the model is made that change the order of its tables.
 struct History {
     const char* name;
-    bool reverses_feeders;        // concepts are added to the feeders from the last to the first
-    bool interns_ahead;           // all texts, and others, are in the dictionary, in reverse
-    std::size_t feeder_buckets;   // asked for
-    std::size_t concept_buckets;  // asked for, by the table of all concepts and by the profiles
-    bool erases_others;           // other concepts were in that table before
+    bool reverses_feeders;  // concepts are added to the feeders in reverse order
+    bool interns_ahead;     // the dictionary already has all texts, and others, in reverse order
+    std::size_t feeder_buckets;   // requested
+    std::size_t concept_buckets;  // requested for the table of all concepts and for the profiles
+    bool erases_others;           // the table of all concepts had other concepts before
 };
 
 constexpr std::array<History, 5> kHistories = {{
@@ -41,12 +41,12 @@ constexpr std::array<History, 5> kHistories = {{
     {"others erased", false, true, 100, 3, true},
 }};
 
-// All that a model decides.
+// Everything that a model decides.
 struct Outcome {
     std::vector<std::vector<std::pair<std::string, float>>> weights;   // by profile, in order
-    std::vector<double> terms;                                         // m_M by profile
+    std::vector<double> terms;                                         // m_M of each profile
     std::vector<std::vector<std::tuple<std::string, double>>> scores;  // by message
-    std::vector<std::string> walk;  // how the table of all concepts is walked; no result
+    std::vector<std::string> walk;  // the order in the table of all concepts; not a result
 };
 
 class Model {
@@ -123,7 +123,7 @@ private:
         zeSml_feeder feeder;
         feeder.m_concepts.rehash(m_history.feeder_buckets);
         for (const auto& [text, weight] : entries) {
-            // Thirds, so that sums depend on their order.
+            // Thirds, so that the sums depend on their order.
             feeder.add_concept(term(text), weight / 3.0);
         }
         m_adder.AddTo(m_corpus, msg, feeder);
@@ -148,7 +148,7 @@ private:
     Small_corpus m_corpus;
 };
 
-// Every word becomes three of the same weight, so that scores tie and texts must decide.
+// Each word becomes three words of the same weight. So scores are equal, and texts must decide.
 std::vector<Slow_message> with_ties(std::vector<Slow_message> messages) {
     for (Slow_message& msg : messages) {
         const std::map<std::string, double> words = msg.bag;
@@ -160,7 +160,7 @@ std::vector<Slow_message> with_ties(std::vector<Slow_message> messages) {
     return messages;
 }
 
-// What decides about a model beside its profiles' size.
+// The settings of a model other than the size of its profiles.
 struct Method {
     const char* name;
     bool use_new_ZC;
@@ -195,7 +195,7 @@ protected:
     ~zeStatDeterminismTest() override { g_use_positive_method = false; }
 };
 
-TEST_P(zeStatDeterminismTest, HistoriesOfTablesLeaveNoTrace) {
+TEST_P(zeStatDeterminismTest, HistoryOfTheTablesDoesNotChangeTheModel) {
     for (unsigned int seed = 1; seed <= 3; ++seed) {
         const std::vector<Slow_message> messages = with_ties(Random_corpus(seed).Messages(60));
         for (const int profile_size : {1, 4, 10, 1000}) {
@@ -218,9 +218,9 @@ TEST_P(zeStatDeterminismTest, HistoriesOfTablesLeaveNoTrace) {
 
 INSTANTIATE_TEST_SUITE_P(Methods, zeStatDeterminismTest, testing::ValuesIn(kMethods));
 
-// The comparison means nothing unless the tables are really walked in different orders. The number
-// of buckets does not change the order.
-TEST(TableHistoryTest, EntriesErasedBeforeChangeHowTablesAreWalked) {
+// The comparison shows nothing unless the tables really have different orders. The number of
+// buckets does not change the order.
+TEST(TableHistoryTest, EntriesErasedBeforeChangeTheOrderOfTheTables) {
     const std::vector<Slow_message> messages = with_ties(Random_corpus(1).Messages(60));
     const zeDefaults settings = settings_for(10, kMethods[3]);
     const Outcome plain = Model(kHistories[0], settings).Run(messages);

@@ -1,4 +1,4 @@
-// Which concepts a model gives up.
+// The concepts that a model removes.
 #include <string>
 #include <vector>
 
@@ -15,8 +15,8 @@ namespace {
 
 using testing::UnorderedElementsAre;
 
-// One profile. With a total weight of 8, bags of 4 and the factor 2, a concept is light below
-// 8 / (2 * 4) = 1.
+// One profile. The total weight is 8, the bags weigh 4 and the factor is 2. So a concept is light
+// below 8 / (2 * 4) = 1.
 class zeStatDietLearnerEliminationTest : public Learner_fixture {
 protected:
     zeStatDietLearnerEliminationTest() {
@@ -32,7 +32,7 @@ protected:
         m_storage.m_max_Ps_size = most;
     }
 
-    // An unselected concept, known to all as well.
+    // Adds an unselected concept, also to the table of all.
     zeStat_storage::P& Add(std::string_view text, double weight, int iprofile = 0) {
         zeStat_storage::P& P = AddP(iprofile, text, weight);
         zeStat_storage::Concept_info& info = m_storage.m_concept_infos[term(text)];
@@ -57,7 +57,7 @@ protected:
 
 // The diet.
 
-TEST_F(zeStatDietLearnerEliminationTest, LightUnprotectedUnselectedConceptsGo) {
+TEST_F(zeStatDietLearnerEliminationTest, LightUnprotectedUnselectedConceptsAreRemoved) {
     struct Row {
         const char* rule;
         double weight;
@@ -86,7 +86,7 @@ TEST_F(zeStatDietLearnerEliminationTest, LightUnprotectedUnselectedConceptsGo) {
     }
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, WeightPlaysNoPartWithoutAFactor) {
+TEST_F(zeStatDietLearnerEliminationTest, WeightHasNoInfluenceWithoutAFactor) {
     m_storage.m_delete_P_factor = 0.0;
     Add("heavy", 100.0);
     Add("protected", 0.0).m_life = 1;
@@ -96,7 +96,7 @@ TEST_F(zeStatDietLearnerEliminationTest, WeightPlaysNoPartWithoutAFactor) {
     EXPECT_THAT(Left(), UnorderedElementsAre("protected"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, DietLeavesTheLowerBound) {
+TEST_F(zeStatDietLearnerEliminationTest, DietStopsAtTheLowerBound) {
     SetBounds(2, 1000);
     Add("a", 0.5);
     Add("b", 0.25);
@@ -108,7 +108,7 @@ TEST_F(zeStatDietLearnerEliminationTest, DietLeavesTheLowerBound) {
     EXPECT_THAT(Left(), UnorderedElementsAre("a", "b"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, ProfileAtTheLowerBoundIsLeftAlone) {
+TEST_F(zeStatDietLearnerEliminationTest, ProfileAtTheLowerBoundIsUnchanged) {
     SetBounds(2, 1000);
     Add("a", 0.0);
     Add("b", 0.0);
@@ -118,7 +118,7 @@ TEST_F(zeStatDietLearnerEliminationTest, ProfileAtTheLowerBoundIsLeftAlone) {
     EXPECT_THAT(Left(), UnorderedElementsAre("a", "b"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, LowerBoundCountsConceptsThatCannotGo) {
+TEST_F(zeStatDietLearnerEliminationTest, LowerBoundCountsConceptsThatCannotBeRemoved) {
     SetBounds(3, 1000);
     Select(Add("selected", 0.0));
     Add("heavy", 4.0);
@@ -130,7 +130,7 @@ TEST_F(zeStatDietLearnerEliminationTest, LowerBoundCountsConceptsThatCannotGo) {
     EXPECT_THAT(Left(), UnorderedElementsAre("selected", "heavy", "light"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, SmallerTextGoesFirstOfEqualWeights) {
+TEST_F(zeStatDietLearnerEliminationTest, SmallerTextIsRemovedFirstIfWeightsAreEqual) {
     SetBounds(1, 1000);
     Add("b", 0.5);
     Add("a", 0.5);
@@ -140,9 +140,9 @@ TEST_F(zeStatDietLearnerEliminationTest, SmallerTextGoesFirstOfEqualWeights) {
     EXPECT_THAT(Left(), UnorderedElementsAre("b"));
 }
 
-// The hard bound.
+// The upper bound.
 
-TEST_F(zeStatDietLearnerEliminationTest, UpperBoundTakesWhateverIsNotSelectedLightestFirst) {
+TEST_F(zeStatDietLearnerEliminationTest, UpperBoundRemovesUnselectedConceptsLightestFirst) {
     SetBounds(0, 3);
     Select(Add("selected", 0.0));
     Add("heavy", 100.0);
@@ -155,7 +155,7 @@ TEST_F(zeStatDietLearnerEliminationTest, UpperBoundTakesWhateverIsNotSelectedLig
     EXPECT_THAT(Left(), UnorderedElementsAre("selected", "heavy", "middle"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, ProfileAtTheUpperBoundIsLeftAlone) {
+TEST_F(zeStatDietLearnerEliminationTest, ProfileAtTheUpperBoundIsUnchanged) {
     SetBounds(0, 2);
     Add("a", 4.0);
     Add("b", 4.0);
@@ -187,7 +187,7 @@ TEST_F(zeStatDietLearnerEliminationTest, UpperBoundIsNeverBelowTheLower) {
     EXPECT_THAT(Left(), UnorderedElementsAre("a", "b"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, BothPassesWorkOnOneProfile) {
+TEST_F(zeStatDietLearnerEliminationTest, BothPassesRemoveFromOneProfile) {
     SetBounds(1, 2);
     Add("light", 0.5);
     Add("protected", 0.5).m_life = 1;
@@ -196,11 +196,11 @@ TEST_F(zeStatDietLearnerEliminationTest, BothPassesWorkOnOneProfile) {
 
     Eliminate();
 
-    // The diet takes the light one, the bound then the lightest of the rest.
+    // The diet removes the light concept, and then the bound removes the lightest of the others.
     EXPECT_THAT(Left(), UnorderedElementsAre("heavy", "heavier"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, NegativeBoundsAreNone) {
+TEST_F(zeStatDietLearnerEliminationTest, NegativeBoundsCountAsZero) {
     SetBounds(-2, -1);
     Add("light", 0.5);
     Add("heavy", 4.0);
@@ -224,7 +224,7 @@ TEST_F(zeStatDietLearnerEliminationTest, EachProfileHasItsOwnMark) {
     EXPECT_EQ(info_of(m_storage, "x").m_num_Ps, 1);
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, ProfilesWithoutMessagesArePassedOverIfWanted) {
+TEST_F(zeStatDietLearnerEliminationTest, ProfilesWithoutMessagesAreSkippedIfRequested) {
     for (const bool only_touched : {true, false}) {
         SCOPED_TRACE(only_touched);
         m_storage.clear();
@@ -242,8 +242,8 @@ TEST_F(zeStatDietLearnerEliminationTest, ProfilesWithoutMessagesArePassedOverIfW
     }
 }
 
-// A category without a profile is not counted; training has added its profile since.
-TEST_F(zeStatDietLearnerEliminationTest, ProfileThatCameWithTheBulkIsTouched) {
+// A category without a profile has no count. Training has added its profile afterwards.
+TEST_F(zeStatDietLearnerEliminationTest, ProfileAddedByTheBulkIsProcessed) {
     Add("x", 0.5, 0);
     SetBulk({});
 
@@ -252,7 +252,7 @@ TEST_F(zeStatDietLearnerEliminationTest, ProfileThatCameWithTheBulkIsTouched) {
     EXPECT_FALSE(KnowsP(0, "x"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, AsksForInterruptionBeforeEachProfile) {
+TEST_F(zeStatDietLearnerEliminationTest, PollComesBeforeEachProfile) {
     AddProfile(8.0, 8.0);
     for (int poll = 1; poll <= 3; ++poll) {
         SCOPED_TRACE(poll);
@@ -276,7 +276,7 @@ TEST_F(zeStatDietLearnerEliminationTest, AsksForInterruptionBeforeEachProfile) {
 
 // Deleting candidates.
 
-TEST_F(zeStatDietLearnerEliminationTest, DeletedConceptsAreCountedDownToNothing) {
+TEST_F(zeStatDietLearnerEliminationTest, CountsOfDeletedConceptsAreReducedDownToZero) {
     Add("x", 0.5);
     Add("y", 0.5);
     info_of(m_storage, "x").m_num_Ps = 3;
@@ -291,7 +291,7 @@ TEST_F(zeStatDietLearnerEliminationTest, DeletedConceptsAreCountedDownToNothing)
     EXPECT_FALSE(Knows("unknown"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, DeletesNoMoreCandidatesThanTheLimitAllows) {
+TEST_F(zeStatDietLearnerEliminationTest, NoMoreCandidatesThanTheLimitAreDeleted) {
     for (const int limit : {0, 1, 2, 3, 4}) {
         SCOPED_TRACE(limit);
         Add("a", 3.0);
@@ -305,7 +305,7 @@ TEST_F(zeStatDietLearnerEliminationTest, DeletesNoMoreCandidatesThanTheLimitAllo
 
         m_learner.delete_Ps(iprofile, candidates, limit);
 
-        // Of three concepts two are candidates, and b is the lighter.
+        // Two of the three concepts are candidates, and b is the lighter one.
         EXPECT_EQ(KnowsP(0, "a"), limit >= 2);
         EXPECT_EQ(KnowsP(0, "b"), limit >= 3);
         EXPECT_TRUE(KnowsP(0, "c"));
@@ -323,12 +323,12 @@ TEST_F(zeStatDietLearnerEliminationTest, CandidatesAreOrderedByWeightThenText) {
 
     EXPECT_TRUE(candidate("b") < candidate("a"));
     EXPECT_FALSE(candidate("a") < candidate("b"));
-    EXPECT_TRUE(candidate("b") < candidate("\xff"));  // bytes count as unsigned
+    EXPECT_TRUE(candidate("b") < candidate("\xff"));  // bytes are compared as unsigned
     EXPECT_FALSE(candidate("\xff") < candidate("b"));
     EXPECT_FALSE(candidate("a") < candidate("a"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, CandidateKeepsItsWeightAndTellsItsStorage) {
+TEST_F(zeStatDietLearnerEliminationTest, CandidateHasItsWeightAndItsStorage) {
     AddP(0, "a", 2.0);
     zeStat_storage other(nullptr, m_settings);
     zeStat_diet_learner::Concept_info::m_storage = &other;
@@ -341,9 +341,10 @@ TEST_F(zeStatDietLearnerEliminationTest, CandidateKeepsItsWeightAndTellsItsStora
     EXPECT_EQ(zeStat_diet_learner::Concept_info::m_storage, &m_storage);
 }
 
-// The sweep: what no profile holds and what is rarer than a concept seen once, 8 / 4 in weight.
+// The sweep: removes concepts that no profile has and that are rarer than a concept seen once. Here
+// that is a weight of 8 / 4.
 
-TEST_F(zeStatDietLearnerEliminationTest, SweepsRareConceptsWithoutAProfile) {
+TEST_F(zeStatDietLearnerEliminationTest, RareConceptsWithoutAProfileAreSwept) {
     struct Row {
         const char* rule;
         double weight;
@@ -367,7 +368,7 @@ TEST_F(zeStatDietLearnerEliminationTest, SweepsRareConceptsWithoutAProfile) {
     }
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, SweepsConceptsThatTheDietHasTakenFromAllProfiles) {
+TEST_F(zeStatDietLearnerEliminationTest, ConceptsThatTheDietRemovedFromAllProfilesAreSwept) {
     Add("x", 0.5);
     info_of(m_storage, "x").m_weight = 0.5;
 
@@ -377,7 +378,7 @@ TEST_F(zeStatDietLearnerEliminationTest, SweepsConceptsThatTheDietHasTakenFromAl
     EXPECT_FALSE(Knows("x"));
 }
 
-TEST_F(zeStatDietLearnerEliminationTest, SweepsTheSameWayIfOnlyTouchedProfilesAreDieted) {
+TEST_F(zeStatDietLearnerEliminationTest, SweepIsTheSameIfOnlyProfilesWithMessagesAreDieted) {
     AddInfo("x", 1.5, 1.0, 0);
     SetBulk({0});
 

@@ -1,5 +1,5 @@
-// How the learner makes room for new messages, and takes a category's part out. The numbers are
-// powers of two where they can be, so most expected values are exact.
+// How the learner makes room for new messages, and removes a category's part. Where possible the
+// numbers are powers of two, so most expected values are exact.
 #include <cmath>
 #include <vector>
 
@@ -21,7 +21,7 @@ protected:
         m_learner.prepare4training(first);
     }
 
-    // Profiles far above any limit, so that each is cut to its own.
+    // Profiles far above any limit, so that each is reduced to its limit.
     void AddSizes(const std::vector<double>& sizes) {
         double sum = 0.0;
         for (const double size : sizes) {
@@ -45,8 +45,8 @@ protected:
         return Weights();
     }
 
-    // Two profiles whose limits are half of what they weigh: with sizes of 48 and 16 the average
-    // is 32, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
+    // Two profiles with limits of half their weights. With sizes of 48 and 16 the average limit is
+    // 32, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
     void AddHalved() {
         AddProfile(48.0, 48.0);
         AddProfile(16.0, 16.0);
@@ -85,7 +85,7 @@ TEST_F(zeStatDietLearnerScalingTest, MessagesOfACategoryUseUpTheProtectionOfItsC
     }
 }
 
-TEST_F(zeStatDietLearnerScalingTest, AgesEachProfileByItsOwnMessages) {
+TEST_F(zeStatDietLearnerScalingTest, EachProfileAgesByItsOwnMessages) {
     AddHalved();
     AddP(0, "x", 1.0).m_life = 9;
     AddP(1, "x", 1.0).m_life = 9;
@@ -97,7 +97,7 @@ TEST_F(zeStatDietLearnerScalingTest, AgesEachProfileByItsOwnMessages) {
     EXPECT_EQ(P_of(m_storage, 1, "x").m_life, 4);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, ALaterBulkChangesNoWeight) {
+TEST_F(zeStatDietLearnerScalingTest, LaterBulkChangesNoWeight) {
     AddHalved();
     AddP(0, "x", 3.0);
     AddInfo("x", 3.0, 2.0, 1);
@@ -111,9 +111,9 @@ TEST_F(zeStatDietLearnerScalingTest, ALaterBulkChangesNoWeight) {
     EXPECT_EQ(m_storage.m_total_sml_weight, 256.0);
 }
 
-// Where there is nothing to scale.
+// Nothing to scale.
 
-TEST_F(zeStatDietLearnerScalingTest, LeavesAModelWithoutProfilesAlone) {
+TEST_F(zeStatDietLearnerScalingTest, ModelWithoutProfilesIsUnchanged) {
     SetTotals(4.0, 4.0, 4.0);
 
     Prepare(true);
@@ -121,7 +121,7 @@ TEST_F(zeStatDietLearnerScalingTest, LeavesAModelWithoutProfilesAlone) {
     EXPECT_EQ(m_storage.m_total_weight, 4.0);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, NeitherCutsNorAgesWithoutWeightOfMessages) {
+TEST_F(zeStatDietLearnerScalingTest, NothingIsReducedOrAgedIfMessagesHaveNoWeight) {
     struct Row {
         const char* rule;
         double msg_weight;
@@ -145,15 +145,15 @@ TEST_F(zeStatDietLearnerScalingTest, NeitherCutsNorAgesWithoutWeightOfMessages) 
     }
 }
 
-// Limits. The six sizes have an average of 16: (64 + 16 + 4 * 4) / 6.
+// Limits. The mean of the six sizes is 16: (64 + 16 + 4 * 4) / 6.
 
-TEST_F(zeStatDietLearnerScalingTest, LinearLimitsFollowTheSize) {
+TEST_F(zeStatDietLearnerScalingTest, LinearLimitsAreProportionalToTheSize) {
     m_storage.m_average_Rlimit = 10.0;
 
     EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(40.0, 10.0, 2.5, 2.5, 2.5, 2.5));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, SqrtLimitsFollowTheRootOfTheSize) {
+TEST_F(zeStatDietLearnerScalingTest, SqrtLimitsAreProportionalToTheRootOfTheSize) {
     m_storage.m_average_Rlimit = 10.0;
     m_storage.m_learn_speed_scale = 0;
 
@@ -167,7 +167,7 @@ TEST_F(zeStatDietLearnerScalingTest, EveryScaleButOneIsSqrt) {
     EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(20.0, 10.0, 5.0, 5.0, 5.0, 5.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, HoldsLimitsBetweenTheClamps) {
+TEST_F(zeStatDietLearnerScalingTest, LimitsAreBetweenTheClamps) {
     m_storage.m_average_Rlimit = 10.0;
     m_storage.m_min_Rlimit = 3.0;
     m_storage.m_max_Rlimit = 30.0;
@@ -175,7 +175,7 @@ TEST_F(zeStatDietLearnerScalingTest, HoldsLimitsBetweenTheClamps) {
     EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), ElementsAre(30.0, 10.0, 3.0, 3.0, 3.0, 3.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, UpperClampHasTheLastWord) {
+TEST_F(zeStatDietLearnerScalingTest, UpperClampIsAppliedLast) {
     m_storage.m_average_Rlimit = 10.0;
     m_storage.m_min_Rlimit = 30.0;
     m_storage.m_max_Rlimit = 8.0;
@@ -183,42 +183,43 @@ TEST_F(zeStatDietLearnerScalingTest, UpperClampHasTheLastWord) {
     EXPECT_THAT(Limits({64, 16, 4, 4, 4, 4}), testing::Each(8.0));
 }
 
-// A profile without messages is one of those that the first mean divides by, and nothing more.
-TEST_F(zeStatDietLearnerScalingTest, ProfileWithoutMessagesHasNoPartInTheAverage) {
+// A profile without messages counts in the number of profiles for the first mean, but nowhere else.
+TEST_F(zeStatDietLearnerScalingTest, ProfileWithoutMessagesDoesNotChangeTheAverage) {
     EXPECT_THAT(Limits({48, 16, 0}), ElementsAre(24.0, 8.0, 0.0));
 }
 
-// The mean is 32, so the dampings are 0.5 * 48 / 32 and 0.5 * 16 / 32, of which the sum is 1. The
+// The mean is 32, so the damping factors are 0.5 * 48 / 32 and 0.5 * 16 / 32; their sum is 1. The
 // average is 48 * 0.75 + 16 * 0.25.
-TEST_F(zeStatDietLearnerScalingTest, DampingMakesSmallCategoriesWeighLess) {
+TEST_F(zeStatDietLearnerScalingTest, DampingReducesTheWeightOfSmallCategories) {
     m_storage.m_average_Rlimit = 20.0;
     m_storage.m_weaken_small_cats_factor = 0.5;
 
     EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
 }
 
-// With a third profile without messages the mean is 64 / 4 = 16; 0.25 * 48 / 16 and 0.25 * 16 / 16.
-TEST_F(zeStatDietLearnerScalingTest, DampingMeasuresByTheMeanOfAllThatCount) {
+// With a third profile without messages the mean is 64 / 4 = 16. The damping factors are 0.25 * 48
+// / 16 and 0.25 * 16 / 16.
+TEST_F(zeStatDietLearnerScalingTest, DampingUsesTheMeanOfAllProfilesThatCount) {
     m_storage.m_average_Rlimit = 20.0;
     m_storage.m_weaken_small_cats_factor = 0.25;
 
     EXPECT_THAT(Limits({48, 16, 0, 0}), ElementsAre(24.0, 8.0, 0.0, 0.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, DampingNeverStrengthens) {
+TEST_F(zeStatDietLearnerScalingTest, DampingNeverIncreasesAWeight) {
     m_storage.m_weaken_small_cats_factor = 2.0;
 
     EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, NoDampingByAFactorThatIsNotAboveZero) {
+TEST_F(zeStatDietLearnerScalingTest, FactorNotAboveZeroMeansNoDamping) {
     m_storage.m_weaken_small_cats_factor = -0.5;
 
     EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
 }
 
-// The geometric average of 16 and 4 is 8, the arithmetic one 10.
-TEST_F(zeStatDietLearnerScalingTest, GeometricAverageTakesItsPlaceIfWanted) {
+// The geometric average of 16 and 4 is 8, the arithmetic one is 10.
+TEST_F(zeStatDietLearnerScalingTest, GeometricAverageIsUsedIfRequested) {
     m_storage.m_average_Rlimit = 10.0;
     g_use_geom_average = true;
 
@@ -228,7 +229,7 @@ TEST_F(zeStatDietLearnerScalingTest, GeometricAverageTakesItsPlaceIfWanted) {
     EXPECT_NEAR(limits[1], 5.0, 1e-12);
 }
 
-// 48 to the power of 0.75 times 16 to that of 0.25 is 16 times 3 to the power of 0.75.
+// 48^0.75 * 16^0.25 = 16 * 3^0.75.
 TEST_F(zeStatDietLearnerScalingTest, GeometricAverageIsDampedByPowers) {
     m_storage.m_weaken_small_cats_factor = 0.5;
     m_storage.m_average_Rlimit = 16 * std::sqrt(3.0) * std::sqrt(std::sqrt(3.0));
@@ -240,10 +241,10 @@ TEST_F(zeStatDietLearnerScalingTest, GeometricAverageIsDampedByPowers) {
     EXPECT_NEAR(limits[1], 16.0, 1e-11);
 }
 
-// The limits, asked before a bulk.
+// The limits before a bulk.
 
 // With sizes of 48 and 16 the average is 32, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
-TEST_F(zeStatDietLearnerScalingTest, LimitsAreThoseThatAFirstBulkCutsToAndAskingCutsNothing) {
+TEST_F(zeStatDietLearnerScalingTest, LimitsEqualThoseOfAFirstBulkAndAskingChangesNothing) {
     AddProfile(1000.0, 48.0);
     AddProfile(2.0, 16.0);
     SetTotals(1002.0, 64.0);
@@ -262,32 +263,33 @@ TEST_F(zeStatDietLearnerScalingTest, ModelThatCountedNothingHasNoLimits) {
     EXPECT_THAT(m_learner.limits(), ElementsAre()) << "none of a category";
 }
 
-// Sizes of -1 and 3 have no logarithm, so the geometric average is replaced by R.
-TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNotAboveZeroIsReplacedByTheAverageLimit) {
+// The sizes -1 and 3 have no geometric average, since -1 has no logarithm. So R is used instead.
+TEST_F(zeStatDietLearnerScalingTest, AverageNotAboveZeroIsReplacedByTheAverageLimit) {
     m_storage.m_average_Rlimit = 8.0;
     g_use_geom_average = true;
 
     EXPECT_THAT(Limits({-1, 3}), ElementsAre(0.0, 3.0));
 }
 
-// The mean of -1 and 2 is 0.5, so the damping of -1 goes beyond all range, and no number is left of
-// the arithmetic average.
-TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNoNumberIsReplacedByTheAverageLimit) {
+// The mean of -1 and 2 is 0.5. Then the damping of -1 is infinite and the arithmetic average is
+// NaN.
+TEST_F(zeStatDietLearnerScalingTest, AverageThatIsNaNIsReplacedByTheAverageLimit) {
     m_storage.m_average_Rlimit = 8.0;
     m_storage.m_weaken_small_cats_factor = 1e308;
 
     EXPECT_THAT(Limits({-1, 2}), ElementsAre(0.0, 2.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAGeometricAverage) {
+TEST_F(zeStatDietLearnerScalingTest, GeometricAverageOfZeroAsserts) {
     m_storage.m_average_Rlimit = 0.0;
     AddSizes({-1, 3});
 
     EXPECT_ASSERTS(Prepare(true), "geom_average");
 }
 
-// As above. The geometric average is that of 1, since -1 to an infinite power is 1.
-TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAnArithmeticAverage) {
+// The sizes are as above. The geometric average exists and is 1, since -1 to an infinite power is
+// 1.
+TEST_F(zeStatDietLearnerScalingTest, ArithmeticAverageOfZeroAsserts) {
     m_storage.m_average_Rlimit = 0.0;
     m_storage.m_weaken_small_cats_factor = 1e308;
     AddSizes({-1, 2});
@@ -295,8 +297,9 @@ TEST_F(zeStatDietLearnerScalingTest, AssertsThatThereIsAnArithmeticAverage) {
     EXPECT_ASSERTS(Prepare(true), "arithm_average");
 }
 
-// Junk. A plain category of 32 and a junk category of 96: the average is 32, the limits are 8 and
-// 24. What counts weighs 8 then, of a quarter of the messages, so all weigh 32.
+// Junk. A plain category of 32 and a junk category of 96: the average is 32, so the limits are 8
+// and
+// 24. The plain category then weighs 8 and has a quarter of the messages, so the total is 32.
 
 TEST_F(zeStatDietLearnerScalingTest, JunkIsLimitedByTheAverageOfTheOthers) {
     m_storage.m_average_Rlimit = 8.0;
@@ -315,8 +318,8 @@ TEST_F(zeStatDietLearnerScalingTest, JunkIsLimitedByTheAverageOfTheOthers) {
     EXPECT_EQ(m_storage.profile(1).m_msg_weight, 24.0);
 }
 
-// As without the junk, the mean is 32 and the damped average 40.
-TEST_F(zeStatDietLearnerScalingTest, DampingMeasuresByTheMeanWithoutJunk) {
+// As without the junk, the mean is 32 and the damped average is 40.
+TEST_F(zeStatDietLearnerScalingTest, DampingUsesTheMeanWithoutJunk) {
     m_storage.m_average_Rlimit = 20.0;
     m_storage.m_weaken_small_cats_factor = 0.5;
     m_nodes[2].m_flags = zeNode::Junk;
@@ -324,13 +327,13 @@ TEST_F(zeStatDietLearnerScalingTest, DampingMeasuresByTheMeanWithoutJunk) {
     EXPECT_THAT(Limits({48, 16, 640}), ElementsAre(24.0, 8.0, 320.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, OtherFlagsMakeNoJunk) {
+TEST_F(zeStatDietLearnerScalingTest, OtherFlagsDoNotMakeJunk) {
     m_nodes[1].m_flags = zeNode::NoScore;
 
     EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
 }
 
-TEST_F(zeStatDietLearnerScalingTest, AllCountIfAllAreJunk) {
+TEST_F(zeStatDietLearnerScalingTest, AllCategoriesCountIfAllAreJunk) {
     m_nodes[0].m_flags = zeNode::Junk;
     m_nodes[1].m_flags = zeNode::Junk | zeNode::NoScore;
 
@@ -338,16 +341,16 @@ TEST_F(zeStatDietLearnerScalingTest, AllCountIfAllAreJunk) {
     EXPECT_EQ(m_storage.m_total_weight, 32.0);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, AllCountIfOnlyJunkHasMessages) {
+TEST_F(zeStatDietLearnerScalingTest, AllCategoriesCountIfOnlyJunkHasMessages) {
     m_nodes[0].m_flags = zeNode::Junk;
     m_nodes[1].m_flags = zeNode::Junk;
 
     EXPECT_THAT(Limits({48, 16, 0}), ElementsAre(24.0, 8.0, 0.0));
 }
 
-// Cutting profiles.
+// Reducing profiles.
 
-TEST_F(zeStatDietLearnerScalingTest, CutsAProfileAndItsConceptsByTheSameFactor) {
+TEST_F(zeStatDietLearnerScalingTest, ProfileAndItsConceptsAreReducedByTheSameFactor) {
     AddHalved();
     AddP(0, "x", 3.0);
     AddP(0, "y", 0.5);
@@ -361,7 +364,7 @@ TEST_F(zeStatDietLearnerScalingTest, CutsAProfileAndItsConceptsByTheSameFactor) 
     EXPECT_EQ(P_of(m_storage, 1, "x").m_weight, 3.5);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, CutsHistogramsIfTheyAreInUse) {
+TEST_F(zeStatDietLearnerScalingTest, HistogramsAreReducedIfTheyAreUsed) {
     for (const bool uses : {false, true}) {
         SCOPED_TRACE(uses);
         m_storage.clear();
@@ -376,7 +379,7 @@ TEST_F(zeStatDietLearnerScalingTest, CutsHistogramsIfTheyAreInUse) {
     }
 }
 
-TEST_F(zeStatDietLearnerScalingTest, LeavesAProfileAloneThatIsNotAboveItsLimit) {
+TEST_F(zeStatDietLearnerScalingTest, ProfileNotAboveItsLimitIsUnchanged) {
     AddProfile(24.0, 48.0);
     AddProfile(4.0, 16.0);
     SetTotals(64.0, 64.0);
@@ -391,9 +394,9 @@ TEST_F(zeStatDietLearnerScalingTest, LeavesAProfileAloneThatIsNotAboveItsLimit) 
     EXPECT_EQ(m_storage.m_total_weight, 28.0);
 }
 
-// Scaling what all share.
+// Scaling shared weights.
 
-TEST_F(zeStatDietLearnerScalingTest, ScalesTheConceptsAndTotalsAlong) {
+TEST_F(zeStatDietLearnerScalingTest, ConceptsAndTotalsAreScaledToo) {
     AddHalved();
     m_storage.m_num_msgs = 64;
     m_storage.profile(0).m_num_msgs = 48;
@@ -413,7 +416,7 @@ TEST_F(zeStatDietLearnerScalingTest, ScalesTheConceptsAndTotalsAlong) {
     EXPECT_EQ(m_storage.profile(0).m_num_msgs, 48);
 }
 
-// All messages have both categories, so that what the profiles weigh is twice what all weigh.
+// Each message has both categories, so the weights of the profiles are twice the total weight.
 TEST_F(zeStatDietLearnerScalingTest, MessagesOfSeveralCategoriesCountOnceInTheTotal) {
     AddHalved();
     SetTotals(64.0, 32.0);
@@ -425,7 +428,7 @@ TEST_F(zeStatDietLearnerScalingTest, MessagesOfSeveralCategoriesCountOnceInTheTo
     EXPECT_EQ(m_storage.profile(0).m_msg_weight, 12.0);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, TotalWithoutWeightIsSetAndNothingScaled) {
+TEST_F(zeStatDietLearnerScalingTest, TotalWithoutWeightIsSetAndNothingIsScaled) {
     AddHalved();
     m_storage.m_total_weight = 0.0;
     AddInfo("x", 3.0, 10.0, 2);
@@ -437,7 +440,7 @@ TEST_F(zeStatDietLearnerScalingTest, TotalWithoutWeightIsSetAndNothingScaled) {
     EXPECT_EQ(m_storage.m_total_msg_weight, 64.0);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, TotalOfProfilesWithoutWeightIsSetToZeroAndNothingScaled) {
+TEST_F(zeStatDietLearnerScalingTest, TotalOfProfilesWithoutWeightIsSetToZeroAndNothingIsScaled) {
     AddProfile(0.0, 48.0);
     SetTotals(64.0, 48.0, 256.0);
     AddInfo("x", 3.0, 10.0, 2);
@@ -449,7 +452,7 @@ TEST_F(zeStatDietLearnerScalingTest, TotalOfProfilesWithoutWeightIsSetToZeroAndN
     EXPECT_EQ(m_storage.m_total_sml_weight, 256.0);
 }
 
-TEST_F(zeStatDietLearnerScalingTest, AsksForInterruptionAfterEachProfile) {
+TEST_F(zeStatDietLearnerScalingTest, PollFollowsEachProfile) {
     for (int poll = 1; poll <= 3; ++poll) {
         SCOPED_TRACE(poll);
         m_storage.clear();
@@ -470,8 +473,8 @@ TEST_F(zeStatDietLearnerScalingTest, AsksForInterruptionAfterEachProfile) {
     }
 }
 
-// Removing a category's part. Three profiles weigh 8, 4 and 4, and their messages 16, 8 and 8. The
-// messages weigh 16 in all, so the sum over the categories is twice that.
+// Removing a category's part. The three profiles weigh 8, 4 and 4, and their messages 16, 8 and 8.
+// All messages weigh 16, so the sum over the categories is twice the total.
 class zeStatDietLearnerRemovalTest : public Learner_fixture {
 protected:
     zeStatDietLearnerRemovalTest() {
@@ -501,8 +504,9 @@ protected:
     }
 };
 
-// (32 - 16) / 2 messages stay, and a weight of (16 - 8) / 2, a quarter of the old one.
-TEST_F(zeStatDietLearnerRemovalTest, ReducesTheTotalsByTheShareOfTheCategory) {
+// Of the messages (32 - 16) / 2 remain. Of the weight (16 - 8) / 2 remains, a quarter of the old
+// weight.
+TEST_F(zeStatDietLearnerRemovalTest, TotalsAreReducedByTheShareOfTheCategory) {
     for (const bool remove_concepts : {false, true}) {
         SetTotals(16.0, 16.0, 100.0);
 
@@ -513,7 +517,7 @@ TEST_F(zeStatDietLearnerRemovalTest, ReducesTheTotalsByTheShareOfTheCategory) {
     }
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, ScalesTheWeightsOfAllConcepts) {
+TEST_F(zeStatDietLearnerRemovalTest, WeightsOfAllConceptsAreScaled) {
     Remove(0, false);
 
     ExpectInfo("x", 2.5, 5.0, 1);
@@ -521,8 +525,8 @@ TEST_F(zeStatDietLearnerRemovalTest, ScalesTheWeightsOfAllConcepts) {
     ExpectInfo("z", 2.0, 2.0, 1);
 }
 
-// x loses 4 * 16 * 16 / (8 * 32 * 2) = 2, and y would lose 1, more than there is.
-TEST_F(zeStatDietLearnerRemovalTest, TakesTheConceptsOfTheCategoryOutIfWanted) {
+// x loses 4 * 16 * 16 / (8 * 32 * 2) = 2. y would lose 1, which is more than it has.
+TEST_F(zeStatDietLearnerRemovalTest, ConceptsOfTheCategoryAreRemovedIfRequested) {
     Remove(0, true);
 
     ExpectInfo("x", 2.0, 1.25, 1);
@@ -530,8 +534,9 @@ TEST_F(zeStatDietLearnerRemovalTest, TakesTheConceptsOfTheCategoryOutIfWanted) {
     ExpectInfo("z", 2.0, 0.5, 1);
 }
 
-// x loses 3 * 16 * 8 / (4 * 32 * 2) = 1.5, z 0.5; a weight of (16 - 4) / 2 = 6 stays, 3 / 8.
-TEST_F(zeStatDietLearnerRemovalTest, TakesASmallerCategoryOutByItsOwnShare) {
+// x loses 3 * 16 * 8 / (4 * 32 * 2) = 1.5, z loses 0.5. A weight of (16 - 4) / 2 = 6 remains, 3 /
+// 8.
+TEST_F(zeStatDietLearnerRemovalTest, SmallerCategoryIsRemovedByItsOwnShare) {
     Remove(1, true);
 
     EXPECT_EQ(m_storage.m_total_msg_weight, 12.0);
@@ -541,7 +546,7 @@ TEST_F(zeStatDietLearnerRemovalTest, TakesASmallerCategoryOutByItsOwnShare) {
     ExpectInfo("z", 7.5 * 0.375, 2.0 * 0.375, 0);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, LeavesTheProfilesAndTheOtherTotalsAlone) {
+TEST_F(zeStatDietLearnerRemovalTest, ProfilesAndOtherTotalsAreUnchanged) {
     Remove(0, true);
 
     EXPECT_EQ(m_storage.m_num_msgs, 6);
@@ -554,7 +559,7 @@ TEST_F(zeStatDietLearnerRemovalTest, LeavesTheProfilesAndTheOtherTotalsAlone) {
     EXPECT_EQ(P_of(m_storage, 1, "x").m_weight, 3.0);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, CountsNoConceptBelowNothingAndPassesUnknownOnes) {
+TEST_F(zeStatDietLearnerRemovalTest, NoConceptFallsBelowZeroAndUnknownOnesAreSkipped) {
     info_of(m_storage, "x").m_num_Ps = 0;
     AddP(0, "unknown", 4.0);
 
@@ -564,7 +569,7 @@ TEST_F(zeStatDietLearnerRemovalTest, CountsNoConceptBelowNothingAndPassesUnknown
     EXPECT_FALSE(Knows("unknown"));
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, StopsWhereThereIsNoWeight) {
+TEST_F(zeStatDietLearnerRemovalTest, NothingHappensWithoutWeight) {
     struct Row {
         const char* rule;
         double total_weight;
@@ -586,17 +591,17 @@ TEST_F(zeStatDietLearnerRemovalTest, StopsWhereThereIsNoWeight) {
     }
 }
 
-// What it has brought cannot be told, so its concepts keep their weights but for the scaling.
-TEST_F(zeStatDietLearnerRemovalTest, ProfileWithoutWeightTakesNothingOut) {
+// We cannot know the part of such a profile, so weights of its concepts are only scaled.
+TEST_F(zeStatDietLearnerRemovalTest, ProfileWithoutWeightRemovesNothing) {
     m_storage.profile(0).m_weight = 0.0;
 
     Remove(0, true);
 
-    // (8 - 0) / 2 of 16 stay.
+    // (8 - 0) / 2 of 16 remain.
     ExpectInfo("x", 2.5, 1.25, 1);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, LastCategoryTakesAllWeightWithIt) {
+TEST_F(zeStatDietLearnerRemovalTest, LastCategoryRemovesAllWeight) {
     int other = 2;
     m_storage.delete_profile(other);
     other = 1;
@@ -610,8 +615,8 @@ TEST_F(zeStatDietLearnerRemovalTest, LastCategoryTakesAllWeightWithIt) {
     ExpectInfo("x", 0.0, 0.0, 1);
 }
 
-// The totals of a damaged model may be less than what its profiles say.
-TEST_F(zeStatDietLearnerRemovalTest, TotalsNeverFallBelowNothing) {
+// In a damaged model the totals may be smaller than the sums of its profiles.
+TEST_F(zeStatDietLearnerRemovalTest, TotalsNeverFallBelowZero) {
     m_storage.profile(1).m_weight = -12.0;
     m_storage.profile(1).m_msg_weight = -12.0;
 
@@ -623,7 +628,7 @@ TEST_F(zeStatDietLearnerRemovalTest, TotalsNeverFallBelowNothing) {
 
 // Clearing, deleting and adding.
 
-TEST_F(zeStatDietLearnerRemovalTest, ClearsACategoryWithItsInfluence) {
+TEST_F(zeStatDietLearnerRemovalTest, CategoryIsClearedWithItsInfluence) {
     zeNode* cat = Node(0);
 
     EXPECT_TRUE(m_learner.clear_cat(cat, true));
@@ -637,7 +642,7 @@ TEST_F(zeStatDietLearnerRemovalTest, ClearsACategoryWithItsInfluence) {
     EXPECT_EQ(m_storage.m_total_weight, 4.0);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, ClearsACategoryAndKeepsItsConcepts) {
+TEST_F(zeStatDietLearnerRemovalTest, CategoryIsClearedButItsConceptsAreKept) {
     zeNode* cat = Node(0);
 
     EXPECT_TRUE(m_learner.clear_cat(cat, false));
@@ -645,7 +650,7 @@ TEST_F(zeStatDietLearnerRemovalTest, ClearsACategoryAndKeepsItsConcepts) {
     ExpectInfo("x", 2.5, 5.0, 1);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, DeletesACategoryWithItsInfluence) {
+TEST_F(zeStatDietLearnerRemovalTest, CategoryIsDeletedWithItsInfluence) {
     zeNode* cat = Node(0);
 
     EXPECT_TRUE(m_learner.delete_cat(cat, true));
@@ -657,7 +662,7 @@ TEST_F(zeStatDietLearnerRemovalTest, DeletesACategoryWithItsInfluence) {
     EXPECT_EQ(m_storage.m_total_weight, 4.0);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, DeletesACategoryAndKeepsItsConcepts) {
+TEST_F(zeStatDietLearnerRemovalTest, CategoryIsDeletedButItsConceptsAreKept) {
     zeNode* cat = Node(0);
 
     EXPECT_TRUE(m_learner.delete_cat(cat, false));
@@ -677,7 +682,7 @@ TEST_F(zeStatDietLearnerRemovalTest, UnknownCategoryIsRefusedAndNothingChanges) 
     ExpectInfo("x", 10.0, 5.0, 2);
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, AddsAnEmptyCategory) {
+TEST_F(zeStatDietLearnerRemovalTest, EmptyCategoryIsAdded) {
     zeNode* cat = Node(5);
 
     EXPECT_TRUE(m_learner.add_cat(cat));

@@ -1,4 +1,4 @@
-// The course of learning: the sub-bulks of a batch and the steps of each.
+// Learning a batch: its sub-bulks, and the steps of each.
 #include "zandrel/statistics/zeStat_diet_learner.h"
 
 #include <algorithm>
@@ -39,14 +39,14 @@ protected:
         }
     }
 
-    // A message with one concept of that weight.
+    // Adds a message with one concept of that weight.
     void Add(double bag_weight, const std::vector<zeNode*>& cats) {
         m_corpus.add(MessageBuilder().bag({{"x", bag_weight}}), cats);
     }
 
     void Learn(bool first = true) { m_learner.learn(m_corpus.view, first); }
 
-    // The trace of how the batch is divided.
+    // The trace text that says how the batch is divided.
     std::string Division() {
         const Trace_capture trace;
         Learn();
@@ -75,7 +75,7 @@ protected:
     }
 };
 
-TEST_F(zeStatDietLearnerTest, BorrowsTheStorageAndItsManager) {
+TEST_F(zeStatDietLearnerTest, LearnerBorrowsTheStorageAndItsManager) {
     zeManager manager;
     zeStat_storage* const storage = new zeStat_storage(&manager, m_settings);
 
@@ -88,10 +88,10 @@ TEST_F(zeStatDietLearnerTest, BorrowsTheStorageAndItsManager) {
     EXPECT_THAT(learner.m_num_msgs4profile, IsEmpty());
 }
 
-// How many sub-bulks. Half of what the bags weigh, for each category of their message, is the
-// estimate; two profiles of at most 3 concepts take 6.
+// The number of sub-bulks. The estimate is half of the bag's weight, for each category of each
+// message. Two profiles of at most 3 concepts have room for 6.
 
-TEST_F(zeStatDietLearnerTest, EstimateUpToTheRoomOfAllProfilesIsOneBulk) {
+TEST_F(zeStatDietLearnerTest, EstimateUpToTheRoomOfAllProfilesGivesOneBulk) {
     struct Row {
         const char* rule;
         double bag_weight;
@@ -119,8 +119,8 @@ TEST_F(zeStatDietLearnerTest, EstimateUpToTheRoomOfAllProfilesIsOneBulk) {
     }
 }
 
-// 4.9 three times would be 14.7.
-TEST_F(zeStatDietLearnerTest, EstimateIsCutAfterEachMessage) {
+// Without rounding down after each message, three times 4.9 would be 14.7.
+TEST_F(zeStatDietLearnerTest, EstimateIsRoundedDownAfterEachMessage) {
     AddProfiles(2);
     for (int i = 0; i < 3; ++i) {
         Add(4.9, {Node(0)});
@@ -129,7 +129,7 @@ TEST_F(zeStatDietLearnerTest, EstimateIsCutAfterEachMessage) {
     EXPECT_EQ(Division(), Prime(3, "6", 1));
 }
 
-TEST_F(zeStatDietLearnerTest, EstimateTakesTheActiveBag) {
+TEST_F(zeStatDietLearnerTest, EstimateUsesTheActiveBag) {
     AddProfiles(2);
     m_corpus.add(MessageBuilder().bag({{"x", 100.0}}).bag_at(2, {{"x", 14.0}}).active(2),
                  {Node(0)});
@@ -167,15 +167,15 @@ TEST_F(zeStatDietLearnerTest, ModelWithoutProfilesOrRoomTakesABatchAsOneBulk) {
     EXPECT_EQ(Division(), Prime(1, "500", 1));
 }
 
-TEST_F(zeStatDietLearnerTest, AbsurdWeightAsksForABoundedNumberOfSubBulks) {
+TEST_F(zeStatDietLearnerTest, HugeWeightGivesALimitedNumberOfSubBulks) {
     AddProfiles(1);
     Add(1e300, {Node(0)});
 
     EXPECT_EQ(Division(), Prime(1, "2147483647", 10000));
 }
 
-// 1e8 / 2 concepts, and room for 50,000 in a sub-bulk.
-TEST_F(zeStatDietLearnerTest, SubBulksWithoutAMessageAreNotRun) {
+// The estimate is 1e8 / 2 concepts, and a sub-bulk has room for 50,000.
+TEST_F(zeStatDietLearnerTest, SubBulksWithoutAMessageAreSkipped) {
     SetCap(50000);
     AddProfiles(1);
     Add(1e8, {Node(0)});
@@ -193,7 +193,7 @@ TEST_F(zeStatDietLearnerTest, SubBulksWithoutAMessageAreNotRun) {
     EXPECT_EQ(m_storage.m_num_msgs, 2);
 }
 
-// The weight of 40 is cut to the limit of 16.
+// The weight of 40 is reduced to the limit of 16.
 TEST_F(zeStatDietLearnerTest, ViewWithoutMessagesRunsTheFirstBulk) {
     AddProfile(40.0, 40.0);
     SetTotals(40.0, 40.0, 40.0);
@@ -204,7 +204,7 @@ TEST_F(zeStatDietLearnerTest, ViewWithoutMessagesRunsTheFirstBulk) {
     EXPECT_EQ(m_storage.profile(0).m_selection_mark, 2);
 }
 
-TEST_F(zeStatDietLearnerTest, ManyMessagesMayHaveASubBulkEach) {
+TEST_F(zeStatDietLearnerTest, EachOfManyMessagesMayHaveItsOwnSubBulk) {
     AddProfiles(1);
     Add(1e300, {Node(0)});
     m_corpus.view.msgs.resize(10001, m_corpus.view.msgs.front());
@@ -215,9 +215,10 @@ TEST_F(zeStatDietLearnerTest, ManyMessagesMayHaveASubBulkEach) {
 
 // Sub-bulks.
 
-// Messages of two categories go to the second and the first of them, since three with a category
-// come before. So a has 0, 1 and 5, b has 2, 4 and 6, and 3 has none.
-TEST_F(zeStatDietLearnerTest, DealsEachCategoryEvenlyAndTheUnlabelledLast) {
+// The messages of two categories count for the second and for the first of them, since three
+// messages with a category come before. So a has 0, 1 and 5, b has 2, 4 and 6, and 3 has no
+// category.
+TEST_F(zeStatDietLearnerTest, EachCategoryIsDealtEvenlyAndTheUnlabelledLast) {
     for (const std::vector<zeNode*>& cats : {std::vector<zeNode*>{Node(0)},
                                              {Node(0)},
                                              {Node(1)},
@@ -232,7 +233,7 @@ TEST_F(zeStatDietLearnerTest, DealsEachCategoryEvenlyAndTheUnlabelledLast) {
     EXPECT_THAT(Parts(3), ElementsAre(ElementsAre(0, 2, 3), ElementsAre(1, 4), ElementsAre(5, 6)));
 }
 
-TEST_F(zeStatDietLearnerTest, DealsCategoriesInTheOrderInWhichTheyAreMet) {
+TEST_F(zeStatDietLearnerTest, CategoriesAreDealtInTheOrderOfTheirFirstMessages) {
     for (const std::size_t cat : {1U, 0U, 1U}) {
         Add(1.0, {Node(cat)});
     }
@@ -240,7 +241,7 @@ TEST_F(zeStatDietLearnerTest, DealsCategoriesInTheOrderInWhichTheyAreMet) {
     EXPECT_THAT(Parts(2), ElementsAre(ElementsAre(0, 1), ElementsAre(2)));
 }
 
-TEST_F(zeStatDietLearnerTest, LeavesPartsEmptyThatNoMessageReaches) {
+TEST_F(zeStatDietLearnerTest, PartsWithoutAMessageStayEmpty) {
     Add(1.0, {Node(0)});
 
     EXPECT_THAT(Parts(3), ElementsAre(ElementsAre(0), IsEmpty(), IsEmpty()));
@@ -257,7 +258,7 @@ TEST_F(zeStatDietLearnerTest, PartsHaveTheCategoriesOfTheirMessages) {
     EXPECT_THAT(parts[0].msgs[0].cats, ElementsAre(Node(1), Node(0)));
 }
 
-// Of two sub-bulks the first alone cuts the old weight of 40 to the limit of 16.
+// Of the two sub-bulks only the first reduces the old weight of 40 to the limit of 16.
 TEST_F(zeStatDietLearnerTest, RoomIsMadeOnceForAllSubBulks) {
     for (const bool first : {true, false}) {
         SCOPED_TRACE(first);
@@ -276,7 +277,7 @@ TEST_F(zeStatDietLearnerTest, RoomIsMadeOnceForAllSubBulks) {
 
 // Traces.
 
-TEST_F(zeStatDietLearnerTest, LearnsAViewWithoutBagsInOneBulk) {
+TEST_F(zeStatDietLearnerTest, ViewWithoutBagsIsLearnedInOneBulk) {
     AddProfiles(1);
     m_corpus.add(MessageBuilder(), {Node(0)});
     AddP(0, "y", 1.0).m_life = 3;
@@ -294,7 +295,7 @@ TEST_F(zeStatDietLearnerTest, LearnsAViewWithoutBagsInOneBulk) {
     EXPECT_EQ(P_of(m_storage, 0, "y").m_life, 2);
 }
 
-TEST_F(zeStatDietLearnerTest, TracesEachSubBulk) {
+TEST_F(zeStatDietLearnerTest, EachSubBulkIsTraced) {
     AddProfiles(1);
     Add(6.0, {Node(0)});
     Add(4.0, {Node(0)});
@@ -317,7 +318,7 @@ TEST_F(zeStatDietLearnerTest, TracesEachSubBulk) {
 
 // One bulk.
 
-TEST_F(zeStatDietLearnerTest, CountsTheMessagesOfEachProfile) {
+TEST_F(zeStatDietLearnerTest, MessagesOfEachProfileAreCounted) {
     AddProfiles(3);
     Add(1.0, {Node(0), Node(2)});
     Add(1.0, {Node(2)});
@@ -331,7 +332,7 @@ TEST_F(zeStatDietLearnerTest, CountsTheMessagesOfEachProfile) {
     EXPECT_THAT(m_learner.m_num_msgs4profile, ElementsAre(1, 0, 2));
 }
 
-TEST_F(zeStatDietLearnerTest, CountsTheMessagesBeforeTheyAreLearned) {
+TEST_F(zeStatDietLearnerTest, MessagesAreCountedBeforeTheyAreLearned) {
     AddProfiles(1);
     AddP(0, "y", 1.0).m_life = 3;
     Add(1.0, {Node(0)});
@@ -356,11 +357,11 @@ TEST_F(zeStatDietLearnerTest, LearningAddsTheProfileOfANewCategory) {
     EXPECT_THAT(m_learner.m_num_msgs4profile, ElementsAre(0));
 }
 
-// What is selected must stay, so the selection comes before the concepts are deleted: of a and b
-// only one is wanted, and with two profiles the other words tell as much.
-TEST_F(zeStatDietLearnerTest, DeletesByTheSelectionThatTheBulkHasMade) {
+// Selected concepts must not be deleted, so the selection comes before the deletion. Only one of a
+// and b is needed; with two profiles the other words are as useful.
+TEST_F(zeStatDietLearnerTest, ConceptsSelectedInTheBulkAreNotDeleted) {
     AddProfiles(2);
-    SetTotals(0.0, 0.0, 1000.0);  // so that rates seen once count for little
+    SetTotals(0.0, 0.0, 1000.0);  // so that the rate of a concept seen once is small
     m_storage.set_profile_size(1);
     m_storage.m_max_Ps_size = 1;
     m_corpus.add(MessageBuilder().bag({{"weak", 1.0}, {"strong", 2.0}}), {Node(0)});
@@ -380,7 +381,7 @@ TEST_F(zeStatDietLearnerTest, DeletesByTheSelectionThatTheBulkHasMade) {
 
 // Slices.
 
-TEST_F(zeStatDietLearnerTest, BulkNeedsFewerSlicesTheSmallerItIs) {
+TEST_F(zeStatDietLearnerTest, SmallerBulkNeedsFewerSlices) {
     struct Row {
         const char* rule;
         int slices;
@@ -418,7 +419,7 @@ TEST_F(zeStatDietLearnerTest, BulkNeedsFewerSlicesTheSmallerItIs) {
     }
 }
 
-TEST_F(zeStatDietLearnerTest, SlicesAreAsTheyAreWhereNothingIsLeftOut) {
+TEST_F(zeStatDietLearnerTest, NumberOfSlicesIsKeptIfNothingIsOmitted) {
     AddProfiles(1);
     SetBulk({1});
     m_storage.m_num_slices = 7;
@@ -430,7 +431,7 @@ TEST_F(zeStatDietLearnerTest, SlicesAreAsTheyAreWhereNothingIsLeftOut) {
     }
 }
 
-// With likelihood tables. The models of these tests weigh 4 for each of two categories.
+// With likelihood tables. In these tests each of the two categories has the weight 4.
 class zeStatDietLearnerLikelihoodTest : public zeStatDietLearnerTest {
 protected:
     zeStatDietLearnerLikelihoodTest() {
@@ -452,7 +453,8 @@ protected:
         return trace.texts();
     }
 
-    // atan(100 pi) / pi + 0.5 is above 29 / 30, and its mirror image below 1 / 30. y scores a half.
+    // x scores atan(100 pi) / pi + 0.5, which is above 29 / 30, for one category, and below 1 / 30
+    // for the other. y scores a half.
     void ExpectScoredByX() {
         EXPECT_EQ(m_storage.profile(0).m_bins[29].m_relevant, 1.0);
         EXPECT_EQ(m_storage.profile(0).m_bins[29].m_total, 1.0);
@@ -472,8 +474,8 @@ protected:
     }
 };
 
-// One message of weight 4 asks for 3 slices, but there is no more than a slice for each message.
-TEST_F(zeStatDietLearnerLikelihoodTest, TrainsWithTheSlicesOfTheBulkAndGivesTheOwnBack) {
+// One message of weight 4 needs 3 slices, but there is at most one slice for each message.
+TEST_F(zeStatDietLearnerLikelihoodTest, TrainsWithTheSlicesOfTheBulkAndRestoresTheSetting) {
     const std::vector<std::string> texts = TracesOfLearning();
 
     EXPECT_THAT(texts,
@@ -483,7 +485,7 @@ TEST_F(zeStatDietLearnerLikelihoodTest, TrainsWithTheSlicesOfTheBulkAndGivesTheO
     ExpectHistograms(2.0);
 }
 
-TEST_F(zeStatDietLearnerLikelihoodTest, LeavesSlicesOutWithTheirOwnMatchers) {
+TEST_F(zeStatDietLearnerLikelihoodTest, SlicesAreLeftOutWithTheirOwnMatchers) {
     Add(1.0, {Node(0)});
     m_corpus.add(MessageBuilder().bag({{"y", 1.0}}), {Node(1)});
 
@@ -496,11 +498,11 @@ TEST_F(zeStatDietLearnerLikelihoodTest, LeavesSlicesOutWithTheirOwnMatchers) {
     ExpectHistograms(4.0);
 }
 
-// With fewer than two slices the model is matched before the bulk joins it, by a matcher made for
-// it, which takes the weights of the last selection as they are if the storage still holds them.
-TEST_F(zeStatDietLearnerLikelihoodTest, TemporaryMatchersTakeOverTheWeightsOfTheLastSubBulk) {
+// With fewer than two slices the model is matched before the bulk is added, by a temporary matcher.
+// That matcher takes the weights of the last selection if the storage still has them.
+TEST_F(zeStatDietLearnerLikelihoodTest, TemporaryMatcherTakesTheWeightsOfTheLastSubBulk) {
     m_storage.m_num_slices = 1;
-    m_storage.m_total_sml_weight = 800.0;  // so that rates seen once count for little
+    m_storage.m_total_sml_weight = 800.0;  // so that the rate of a concept seen once is small
     m_storage.m_max_Ps_size = 0;
     m_storage.set_profile_size(1);
     m_corpus.view.msgs.clear();
@@ -527,8 +529,8 @@ TEST_F(zeStatDietLearnerLikelihoodTest, TemporaryMatchersTakeOverTheWeightsOfThe
                     "Secondary bulk 2 completed", "Learning completed"));
 }
 
-// x alone tells the messages of the first category.
-TEST_F(zeStatDietLearnerLikelihoodTest, LearnersMatcherIsUsedAsItStandsWithOneSlice) {
+// Only x identifies the messages of the first category.
+TEST_F(zeStatDietLearnerLikelihoodTest, LearnersMatcherIsUsedUnchangedWithOneSlice) {
     m_storage.m_num_slices = 1;
     zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
     m_learner.m_matcher = &matcher;
@@ -554,7 +556,7 @@ TEST_F(zeStatDietLearnerLikelihoodTest, MatcherThatLearnsScoresByItsOwnTable) {
 
 class zeStatDietLearnerInterruptionTest : public testing::Test {
 protected:
-    // Two categories, and a bulk with which they are learned again.
+    // Two categories, and a bulk that adds more messages of them.
     struct Model {
         explicit Model(const zeDefaults& given) : settings(given) {
             for (int i = 0; i < 4; ++i) {
@@ -587,14 +589,14 @@ protected:
         zeNode a{term("a")};
         zeNode b{term("b")};
         zeManager manager;
-        // The manager owns what is registered with it.
+        // The manager owns the objects registered with it.
         zeStat_storage* storage = new zeStat_storage(&manager, settings);
         zeStat_matcher* matcher = new zeStat_matcher(&manager, nullptr, *storage, false);
         Small_corpus corpus;
     };
 
-    // Interrupts at each poll in turn, each time in a model of its own that has learned before, and
-    // learns anew. Returns how many polls there are.
+    // Interrupts at each poll in turn, each time in a new model that has learned before, and then
+    // learns again. Returns the number of polls.
     static int InterruptAtEachPoll(const zeDefaults& settings, bool by_matcher) {
         for (int poll = 1;; ++poll) {
             SCOPED_TRACE(testing::Message() << "poll " << poll << ", matcher " << by_matcher);
@@ -633,23 +635,23 @@ protected:
     }
 };
 
-// After the count 1, after each of two profiles 2, before training 1, after each of 8 messages 8,
-// after training 1, after each selection 2, before each diet 2.
-TEST_F(zeStatDietLearnerInterruptionTest, ModelGoesOnAfterAnInterruptionAtAnyPoll) {
+// Polls: 1 after the count, 2 after the profiles, 1 before training, 8 after the messages, 1 after
+// training, 2 after the selections, 2 before the diets.
+TEST_F(zeStatDietLearnerInterruptionTest, ModelLearnsAgainAfterAnInterruptionAtAnyPoll) {
     EXPECT_EQ(InterruptAtEachPoll(learner_settings(), false), 17);
 }
 
-// The matcher takes the selection of the learner over and asks no more.
-TEST_F(zeStatDietLearnerInterruptionTest, MatcherGoesOnAfterAnInterruptionAtAnyPoll) {
+// The matcher takes the learner's selection and polls no more.
+TEST_F(zeStatDietLearnerInterruptionTest, MatcherLearnsAgainAfterAnInterruptionAtAnyPoll) {
     EXPECT_EQ(InterruptAtEachPoll(learner_settings(), true), 17);
 }
 
-TEST_F(zeStatDietLearnerInterruptionTest, SlicesAreGivenBackAfterAnInterruptionAtAnyPoll) {
+TEST_F(zeStatDietLearnerInterruptionTest, NumberOfSlicesIsRestoredAfterAnInterruptionAtAnyPoll) {
     zeDefaults settings = learner_settings();
     settings.use_likelihood_in_train = true;
     settings.num_slices = 3;
     for (const bool by_matcher : {false, true}) {
-        // More than without likelihood, but how many follows from the slices.
+        // There are more polls than without likelihood; the number depends on the slices.
         EXPECT_GT(InterruptAtEachPoll(settings, by_matcher), 17);
     }
 }

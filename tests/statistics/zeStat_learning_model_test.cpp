@@ -1,5 +1,5 @@
-// Checks learning over random corpora against a second, slow implementation, bit for bit, after
-// every batch; and that nothing left to the order of a hash table reaches a model.
+// Compares learning over random corpora with a second, slow implementation, bit for bit after every
+// batch. Also checks that no model depends on the order of a hash table.
 #include <cstddef>
 #include <map>
 #include <set>
@@ -32,7 +32,7 @@ struct Learning_combination {
     std::set<std::string> junk;
 };
 
-// The bits of the number choose the settings; all bounds are small enough to bite.
+// The bits of the number choose the settings. All bounds are so small that they take effect.
 Learning_combination learning_combination(unsigned int number) {
     Learning_combination made;
     made.settings = plain_settings();
@@ -56,7 +56,7 @@ Learning_combination learning_combination(unsigned int number) {
     return made;
 }
 
-// Random messages, of which some have nothing in their bag and some a weight that is not finite.
+// Random messages. Some have an empty bag, and some a weight that is not finite.
 std::vector<Slow_message> batch_of(Random_corpus& corpus, std::size_t count) {
     std::vector<Slow_message> messages = corpus.Messages(count);
     for (std::size_t i = 5; i < messages.size(); i += 9) {
@@ -69,8 +69,8 @@ class zeStatLearningModelTest : public testing::TestWithParam<unsigned int> {
 protected:
     ~zeStatLearningModelTest() override { g_use_geom_average = false; }
 
-    // Six batches, of which the second and the fifth go on with a run, and a category is forgotten
-    // after the third and after the fourth.
+    // Learns six batches. The second and the fifth continue a run. After the third and after the
+    // fourth a category is forgotten.
     void Compare(const Learning_combination& made) {
         g_use_geom_average = made.is_geometric;
         Slow_learner slow(made.settings, made.is_geometric, made.junk);
@@ -85,7 +85,7 @@ protected:
             SCOPED_TRACE(testing::Message() << "round " << round);
             std::vector<Slow_message> messages = batch_of(random, 18);
             if (round == 4) {
-                // A bag that asks for more sub-bulks than there are messages.
+                // A bag that needs more sub-bulks than there are messages.
                 messages.front().bag["heavy"] = 1e5;
             }
             const bool first = round != 2 && round != 5;
@@ -167,7 +167,7 @@ protected:
     Slow_learner::Tally m_tally;
 };
 
-TEST_P(zeStatLearningModelTest, AgreesWithTheSlowLearner) {
+TEST_P(zeStatLearningModelTest, ResultEqualsTheSlowLearner) {
     for (unsigned int number = 0; number < kLearningCombinations; ++number) {
         SCOPED_TRACE(testing::Message() << "seed " << GetParam() << ", combination " << number);
         Compare(learning_combination(number));
@@ -177,8 +177,8 @@ TEST_P(zeStatLearningModelTest, AgreesWithTheSlowLearner) {
     }
 }
 
-// The comparison is worth little unless what learning is for happens in it.
-TEST_P(zeStatLearningModelTest, TightBoundsBite) {
+// The comparison shows little unless the bounds take effect in it.
+TEST_P(zeStatLearningModelTest, TightBoundsTakeEffect) {
     Compare(learning_combination(1));
 
     EXPECT_GT(m_tally.sub_bulks, 12);
@@ -189,7 +189,7 @@ TEST_P(zeStatLearningModelTest, TightBoundsBite) {
     EXPECT_GT(m_tally.swept, 0);
 }
 
-TEST_P(zeStatLearningModelTest, ConceptsOfAnyWeightGoByTheDietWithoutAFactor) {
+TEST_P(zeStatLearningModelTest, DietRemovesConceptsOfAnyWeightWithoutAFactor) {
     Compare(learning_combination(16));
 
     EXPECT_GT(m_tally.dieted, 20);
@@ -200,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(Seeds, zeStatLearningModelTest, testing::Range(1U, 5U),
 
 // Determinism, with likelihood tables.
 
-// All that a model holds or decides.
+// Everything that a model contains or decides.
 struct Model_state {
     bool operator==(const Model_state& other) const = default;
 
@@ -210,11 +210,11 @@ struct Model_state {
     std::vector<double> scores;
 };
 
-// What happened to the tables before and while the model was made.
+// Events before and while the model is made that change the order of its tables.
 struct Table_history {
     Feeding feeding;
-    std::size_t buckets;  // asked for by the tables before each batch
-    bool interns_ahead;   // another 2000 texts stand in the dictionary
+    std::size_t buckets;  // requested for the tables before each batch
+    bool interns_ahead;   // the dictionary already has another 2000 texts
 };
 
 Model_state state_of(zeStat_storage& storage) {
@@ -280,7 +280,7 @@ Model_state learn_with(const Table_history& history, unsigned int seed, unsigned
     return state;
 }
 
-TEST(zeStatLearningDeterminismTest, SameMessagesGiveTheSameModelWhateverTheTables) {
+TEST(zeStatLearningDeterminismTest, SameMessagesGiveTheSameModelForAnyHistoryOfTheTables) {
     for (unsigned int seed = 1; seed <= 3; ++seed) {
         for (unsigned int number = 0; number < kLearningCombinations; number += 37) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", combination " << number);

@@ -1,5 +1,5 @@
-// A model that learns 200 bulks, each with words that were never seen before: neither its tables
-// nor the memory that it takes grow with what it has learned.
+// A model learns 200 bulks, each with words that it has never met. Neither its tables nor its
+// memory may grow with the number of bulks.
 #include <algorithm>
 #include <cstddef>
 #include <random>
@@ -23,7 +23,7 @@ constexpr double kLimit = 20.0;       // of a category of average size
 
 class Soak {
 public:
-    // Half of a message's words are new, the others are of ten that its category has.
+    // Half of a message's words are new. The others are from the ten words of its category.
     void Learn() {
         std::vector<Slow_message> messages(kBulk);
         for (Slow_message& msg : messages) {
@@ -39,18 +39,20 @@ public:
         m_matcher.learn(corpus.view, true);
     }
 
-    // The bounds that hold after every bulk.
+    // Checks the bounds after a bulk.
     void ExpectBounded() const {
         std::size_t Ps = 0;
         for (const auto& profile : m_storage.m_profiles) {
-            // Of which at most as many are selected as a profile keeps, and these are fewer.
+            // A profile selects at most as many concepts as it keeps, so the upper bound applies to
+            // all.
             EXPECT_LE(profile->m_Ps.size(), kMostPs);
             Ps += profile->m_Ps.size();
         }
-        // Before a bulk the categories are cut to limits whose sum is at most that of as many equal
-        // ones, since a root rises ever more slowly; then every message adds 1. For each weight of
-        // 1 the bags weigh 12. A concept without a profile stays only if its part of all weights is
-        // at least 1 of what all bags weigh, so there are no more of these than the bags weigh.
+        // Before a bulk the categories are reduced to limits. The sum of the limits is largest if
+        // all are equal, since a square root is concave. Then each message adds 1. For each weight
+        // of 1 the bags weigh 12. A concept without a profile stays only if its weight is at least
+        // that of a concept seen once, so there are no more such concepts than the weight of all
+        // bags.
         const double weight = kCategories * kLimit + kBulk;
         EXPECT_LE(m_storage.m_total_weight, weight * 1.000001);
         EXPECT_LE(m_storage.m_total_sml_weight, kWords * weight * 1.000001);
@@ -80,7 +82,7 @@ private:
     zeStat_matcher m_matcher{nullptr, nullptr, m_storage, false};
 };
 
-TEST(zeStatLearningSoakTest, NeitherTheModelNorItsMemoryGrowsWithWhatItHasLearned) {
+TEST(zeStatLearningSoakTest, NeitherTheModelNorItsMemoryGrowsWithTheNumberOfBulks) {
     Soak soak;
     std::size_t most_before = 0;
     std::size_t most_after = 0;
@@ -94,7 +96,7 @@ TEST(zeStatLearningSoakTest, NeitherTheModelNorItsMemoryGrowsWithWhatItHasLearne
         }
     }
 
-    // The second hundred brings 60,000 new words, of which each would take some 100 bytes.
+    // The second hundred bulks bring 60,000 new words, each of which would take about 100 bytes.
     EXPECT_GT(most_before, 50000U);
     EXPECT_LE(static_cast<double>(most_after), 1.1 * static_cast<double>(most_before));
 }

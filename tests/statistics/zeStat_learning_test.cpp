@@ -1,5 +1,5 @@
-// Learning a file that is sorted by label and the same file shuffled: whatever the order, a model
-// stays within its bounds and tells its categories apart.
+// Learns a file sorted by label, and the same file shuffled. In either order the model stays within
+// its bounds and distinguishes its categories.
 #include <algorithm>
 #include <cstddef>
 #include <random>
@@ -21,7 +21,7 @@ constexpr std::size_t kCategories = 4;
 constexpr std::size_t kBulk = 20;
 constexpr int kMostMessages = 30;
 
-// Messages of four words of their category, which has ten, and three of 200 that all share.
+// Each message has four of its category's ten words, and three of 200 words that all share.
 std::vector<Slow_message> sorted_file(std::size_t msgs_per_category, unsigned int seed) {
     std::mt19937 random(seed);
     std::vector<Slow_message> messages;
@@ -78,7 +78,7 @@ protected:
         add_all(messages, m_labels, corpus);
         m_matcher.learn(corpus.view, true);
         for (const auto& profile : m_storage.m_profiles) {
-            // No profile selects more than 15, so the upper bound holds for all.
+            // A profile selects at most 15 concepts, so the upper bound applies to all.
             EXPECT_LE(profile->m_Ps.size(), static_cast<std::size_t>(kMostMessages));
         }
     }
@@ -90,7 +90,8 @@ protected:
         }
     }
 
-    // The share of new messages, of the last so many categories, whose own category ranks first.
+    // The share of new messages, of the last `categories` categories, whose own category is ranked
+    // first.
     double Accuracy(std::size_t categories = kCategories) {
         std::vector<Slow_message> messages = sorted_file(50, 2);
         messages.erase(messages.begin(),
@@ -113,22 +114,21 @@ protected:
     zeStat_matcher m_matcher{nullptr, nullptr, m_storage, false};
 };
 
-// A word of one category has four chances in a message of its category and none elsewhere; there
-// are ten, and a profile keeps 15. A shared word has 3 chances in 200 anywhere, so what it tells by
-// chance is little beside four words that are always right. One mistake in twenty is far more than
-// that leaves room for.
+// A message has four of the ten words of its category, and words of no other category; a profile
+// keeps 15 words. A shared word is in 3 of 200 cases in any message, so its weight is small beside
+// four words that are always right. One mistake in twenty is far more than we expect.
 constexpr double kLeastAccuracy = 0.95;
 
-TEST_P(zeStatLearningTest, TellsCategoriesApartThatWereLearnedAtOnce) {
+TEST_P(zeStatLearningTest, CategoriesLearnedInOneBatchAreDistinguished) {
     Learn(File());
 
     EXPECT_GE(Accuracy(), kLeastAccuracy);
 }
 
-// No average is above the 100 messages of a category, so a limit is at least 400 times the root of
-// a hundredth of the size, which is above every size up to 1600: nothing is cut and nothing
-// forgotten.
-TEST_P(zeStatLearningTest, TellsCategoriesApartThatWereLearnedSlowlyInBulks) {
+// No average is above the 100 messages of a category. So a limit is at least 400 times the square
+// root of a hundredth of the size, which is above every size up to 1600. Nothing is reduced and
+// nothing forgotten.
+TEST_P(zeStatLearningTest, CategoriesLearnedSlowlyInBulksAreDistinguished) {
     m_storage.m_max_Rlimit = 400.0;
     m_storage.m_average_Rlimit = 400.0;
 
@@ -137,9 +137,10 @@ TEST_P(zeStatLearningTest, TellsCategoriesApartThatWereLearnedSlowlyInBulks) {
     EXPECT_GE(Accuracy(), kLeastAccuracy);
 }
 
-// Each bulk then weighs as much as an average category, so of a sorted file the first categories
-// fade. The last one holds the last 100 messages, which are more than the old ones weigh.
-TEST_P(zeStatLearningTest, TellsWhatWasLearnedLastInBulks) {
+// Here each bulk weighs as much as an average category. So in a sorted file the first categories
+// are forgotten. The last category has the last 100 messages, whose weight is above that of the old
+// ones.
+TEST_P(zeStatLearningTest, CategoriesLearnedLastInBulksAreDistinguished) {
     LearnInBulks(File());
 
     EXPECT_GE(Accuracy(1), kLeastAccuracy);

@@ -1,4 +1,4 @@
-// Adding, clearing and deleting the categories of a zeStat_matcher, and what they raise.
+// Adding, clearing and deleting the categories of a zeStat_matcher, and the errors.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <string>
@@ -24,7 +24,7 @@ using testing::Not;
 
 constexpr const char* kCompiled = "Matching table completed";
 
-// Trained on one message of a and two of b, each of weight 1. Shares of the messages:
+// Trained with one message of a and two of b, each of weight 1. Shares of the messages:
 //
 //     first   a   x 0.5            u 0.5
 //     second  b          y 0.5     u 0.5
@@ -39,7 +39,7 @@ protected:
         m_matcher.m_dirty = false;
     }
 
-    // Nothing has happened to the model since training.
+    // Checks that the model is unchanged since the training.
     void ExpectAsTrained() {
         ASSERT_EQ(m_storage.profile_count(), 2);
         EXPECT_EQ(m_storage.profile(0).m_node, m_a);
@@ -52,7 +52,7 @@ protected:
         EXPECT_FALSE(m_matcher.m_dirty);
     }
 
-    // Whether the table has been compiled since the operation began.
+    // Matches if the table was compiled since the operation began.
     static auto Compiled() { return Contains(kCompiled); }
 
     zeNode m_root{term("root")};
@@ -70,7 +70,7 @@ protected:
 
 // Adding.
 
-TEST_F(zeStatMatcherCategoriesTest, AddsAnEmptyProfileAndAChild) {
+TEST_F(zeStatMatcherCategoriesTest, EmptyProfileAndChildAreAdded) {
     const Trace_capture trace;
 
     m_matcher.add_cat(m_c);
@@ -84,7 +84,7 @@ TEST_F(zeStatMatcherCategoriesTest, AddsAnEmptyProfileAndAChild) {
     EXPECT_THAT(trace.texts(), Not(Compiled()));
 }
 
-TEST_F(zeStatMatcherCategoriesTest, RefusesACategoryThatHasAProfileAndEmptiesIt) {
+TEST_F(zeStatMatcherCategoriesTest, CategoryThatHasAProfileIsRefusedAndEmptied) {
     EXPECT_QTX_ARGS(m_matcher.add_cat(m_a), zeStat_matcher, 0, "Category \"a\" already exists.",
                     {});
 
@@ -96,7 +96,7 @@ TEST_F(zeStatMatcherCategoriesTest, RefusesACategoryThatHasAProfileAndEmptiesIt)
     EXPECT_FALSE(m_matcher.m_dirty);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, RefusesAProfilesNodeThatIsNoChildAndAddsNone) {
+TEST_F(zeStatMatcherCategoriesTest, NodeOfAProfileThatIsNoChildIsRefusedAndNotAdded) {
     m_root.remove_child(m_a);
 
     EXPECT_QTX_ARGS(m_matcher.add_cat(m_a), zeStat_matcher, 0, "Category \"a\" already exists.",
@@ -105,7 +105,7 @@ TEST_F(zeStatMatcherCategoriesTest, RefusesAProfilesNodeThatIsNoChildAndAddsNone
     EXPECT_THAT(m_root.m_children, ElementsAre(m_b));
 }
 
-TEST_F(zeStatMatcherCategoriesTest, RefusesAChildWithoutAProfileAfterAddingTheProfile) {
+TEST_F(zeStatMatcherCategoriesTest, ChildWithoutAProfileIsRefusedAfterAddingTheProfile) {
     m_root.add_child(m_c);
 
     EXPECT_QTX_ARGS(m_matcher.add_cat(m_c), zeStat_matcher, 0, "Category \"c\" already exists.",
@@ -117,7 +117,7 @@ TEST_F(zeStatMatcherCategoriesTest, RefusesAChildWithoutAProfileAfterAddingThePr
     EXPECT_TRUE(m_matcher.m_dirty);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, WithoutANodeItRaisesAfterAddingTheProfile) {
+TEST_F(zeStatMatcherCategoriesTest, MatcherWithoutANodeRaisesAfterAddingTheProfile) {
     m_matcher.m_node = nullptr;
 
     EXPECT_QTX_ARGS(m_matcher.add_cat(m_c), zeStat_matcher, 0, "Category \"c\" already exists.",
@@ -131,7 +131,7 @@ TEST_F(zeStatMatcherCategoriesTest, WithoutANodeItRaisesAfterAddingTheProfile) {
 
 // Clearing.
 
-TEST_F(zeStatMatcherCategoriesTest, ClearsWhatACategoryHasLearned) {
+TEST_F(zeStatMatcherCategoriesTest, CategoryIsCleared) {
     m_matcher.clear_cat(m_a, false, false);
 
     ASSERT_EQ(m_storage.profile_count(), 2);
@@ -143,8 +143,8 @@ TEST_F(zeStatMatcherCategoriesTest, ClearsWhatACategoryHasLearned) {
     EXPECT_THAT(m_root.m_children, ElementsAre(m_a, m_b));
 }
 
-// Two of three weights stay, so every concept keeps two thirds.
-TEST_F(zeStatMatcherCategoriesTest, ClearingLeavesConceptsUnlessAsked) {
+// Two of the three weights remain, so every concept keeps two thirds.
+TEST_F(zeStatMatcherCategoriesTest, ClearingKeepsConceptsUnlessRequested) {
     m_matcher.clear_cat(m_a, false, false);
 
     EXPECT_DOUBLE_EQ(info_of(m_storage, "x").m_weight, 0.5 * 2 / 3);
@@ -153,7 +153,7 @@ TEST_F(zeStatMatcherCategoriesTest, ClearingLeavesConceptsUnlessAsked) {
     EXPECT_DOUBLE_EQ(info_of(m_storage, "u").m_weight, 1.0 * 2 / 3);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, ClearingTakesConceptsAlongIfAsked) {
+TEST_F(zeStatMatcherCategoriesTest, ClearingRemovesConceptsIfRequested) {
     m_matcher.clear_cat(m_a, false, true);
 
     EXPECT_EQ(info_of(m_storage, "x").m_weight, 0.0);
@@ -161,7 +161,7 @@ TEST_F(zeStatMatcherCategoriesTest, ClearingTakesConceptsAlongIfAsked) {
     EXPECT_DOUBLE_EQ(info_of(m_storage, "u").m_weight, 0.5 * 2 / 3);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, ClearingCompilesTheTableOnlyIfAsked) {
+TEST_F(zeStatMatcherCategoriesTest, ClearingCompilesTheTableOnlyIfRequested) {
     for (const bool refeed : {false, true}) {
         SCOPED_TRACE(refeed);
         m_root.remove_all_children();
@@ -176,7 +176,7 @@ TEST_F(zeStatMatcherCategoriesTest, ClearingCompilesTheTableOnlyIfAsked) {
     }
 }
 
-TEST_F(zeStatMatcherCategoriesTest, ClearsWithoutANode) {
+TEST_F(zeStatMatcherCategoriesTest, MatcherWithoutANodeClears) {
     m_matcher.m_node = nullptr;
 
     m_matcher.clear_cat(m_a, true, false);
@@ -196,7 +196,7 @@ TEST_F(zeStatMatcherCategoriesTest, ClearingAnUnknownCategoryChangesNothing) {
 
 // Deleting.
 
-TEST_F(zeStatMatcherCategoriesTest, DeletesTheProfileAndTheChild) {
+TEST_F(zeStatMatcherCategoriesTest, ProfileAndChildAreDeleted) {
     m_matcher.delete_cat(m_a, false, false);
 
     ASSERT_EQ(m_storage.profile_count(), 1);
@@ -208,20 +208,20 @@ TEST_F(zeStatMatcherCategoriesTest, DeletesTheProfileAndTheChild) {
     EXPECT_EQ(m_storage.m_total_weight, 2.0);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, DeletingTakesConceptsAlongIfAsked) {
+TEST_F(zeStatMatcherCategoriesTest, DeletingRemovesConceptsIfRequested) {
     m_matcher.delete_cat(m_a, false, true);
 
     EXPECT_EQ(info_of(m_storage, "x").m_weight, 0.0);
     EXPECT_DOUBLE_EQ(info_of(m_storage, "u").m_weight, 0.5 * 2 / 3);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, DeletingLeavesConceptsUnlessAsked) {
+TEST_F(zeStatMatcherCategoriesTest, DeletingKeepsConceptsUnlessRequested) {
     m_matcher.delete_cat(m_a, false, false);
 
     EXPECT_DOUBLE_EQ(info_of(m_storage, "x").m_weight, 0.5 * 2 / 3);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, DeletingCompilesTheTableOnlyIfAsked) {
+TEST_F(zeStatMatcherCategoriesTest, DeletingCompilesTheTableOnlyIfRequested) {
     const Trace_capture trace;
     m_matcher.delete_cat(m_a, false, false);
     EXPECT_THAT(trace.texts(), Not(Compiled()));
@@ -243,7 +243,7 @@ TEST_F(zeStatMatcherCategoriesTest, DeletingAnUnknownCategoryChangesNothing) {
     EXPECT_THAT(trace.texts(), IsEmpty());
 }
 
-TEST_F(zeStatMatcherCategoriesTest, AChildWithoutAProfileIsNotDeleted) {
+TEST_F(zeStatMatcherCategoriesTest, ChildWithoutAProfileIsNotDeleted) {
     m_root.add_child(m_c);
 
     EXPECT_QTX_ARGS(m_matcher.delete_cat(m_c, false, false), zeStat_matcher, 1,
@@ -253,7 +253,7 @@ TEST_F(zeStatMatcherCategoriesTest, AChildWithoutAProfileIsNotDeleted) {
     EXPECT_FALSE(m_matcher.m_dirty);
 }
 
-TEST_F(zeStatMatcherCategoriesTest, AProfileWithoutAChildIsDeletedAndRaisesWithoutCompiling) {
+TEST_F(zeStatMatcherCategoriesTest, ProfileWithoutAChildIsDeletedAndRaisesWithoutCompiling) {
     m_root.remove_child(m_a);
     const Trace_capture trace;
 
@@ -266,7 +266,7 @@ TEST_F(zeStatMatcherCategoriesTest, AProfileWithoutAChildIsDeletedAndRaisesWitho
     EXPECT_THAT(trace.texts(), Not(Compiled()));
 }
 
-TEST_F(zeStatMatcherCategoriesTest, WithoutANodeItRaisesAfterDeletingTheProfile) {
+TEST_F(zeStatMatcherCategoriesTest, MatcherWithoutANodeRaisesAfterDeletingTheProfile) {
     m_matcher.m_node = nullptr;
 
     EXPECT_QTX_ARGS(m_matcher.delete_cat(m_a, true, false), zeStat_matcher, 1,
@@ -279,8 +279,8 @@ TEST_F(zeStatMatcherCategoriesTest, WithoutANodeItRaisesAfterDeletingTheProfile)
 
 // Texts.
 
-// The front of the text takes 10, 10 and 18 characters of 1023.
-TEST_F(zeStatMatcherCategoriesTest, CutsTextsAtAThousandAndTwentyThreeCharacters) {
+// The beginning of the text takes 10, 10 and 18 of the 1023 characters.
+TEST_F(zeStatMatcherCategoriesTest, TextsAreCutAfter1023Characters) {
     zeNode long_node(term(std::string(2000, 'n')));
     zeNode* node = &long_node;
 
@@ -293,8 +293,8 @@ TEST_F(zeStatMatcherCategoriesTest, CutsTextsAtAThousandAndTwentyThreeCharacters
                     "Category \"" + std::string(1013, 'n'), {});
 }
 
-// 10 characters before the name and 17 behind it leave 996.
-TEST_F(zeStatMatcherCategoriesTest, TheLongestTextThatFitsIsWhole) {
+// 10 characters before the name and 17 after it leave 996 for the name.
+TEST_F(zeStatMatcherCategoriesTest, LongestTextThatFitsIsNotCut) {
     const std::string name(996, 'n');
     zeNode long_node(term(name));
     zeNode* node = &long_node;
@@ -304,7 +304,7 @@ TEST_F(zeStatMatcherCategoriesTest, TheLongestTextThatFitsIsWhole) {
                     "Category \"" + name + "\" already exists.", {});
 }
 
-TEST_F(zeStatMatcherCategoriesTest, SignsOfAFormatInANameMeanNothing) {
+TEST_F(zeStatMatcherCategoriesTest, FormatCharactersInANameAreOrdinaryText) {
     zeNode odd_node(term("100%s %n"));
     zeNode* node = &odd_node;
 

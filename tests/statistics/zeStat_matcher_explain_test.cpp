@@ -1,4 +1,4 @@
-// The explanation of one category's score: what it would be without each concept.
+// The explanation of a category's score: the scores without each concept.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <cmath>
@@ -29,12 +29,13 @@ using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
 
 constexpr double kPi = 3.141592653589793;
 
-// The score of a match value that is scaled and shifted already.
+// The score of a match value that is already scaled and shifted.
 double squashed(double x) {
     return 0.5 + std::atan(kPi * x) / kPi;
 }
 
-// The table knows, of sport: goal +1, match +0.5, bread -2; of food: bread +1, match +0.25.
+// The weights in the table are: for sport goal +1, match +0.5, bread -2; for food bread +1, match
+// +0.25.
 class zeStatMatcherExplainTest : public testing::Test {
 protected:
     zeStatMatcherExplainTest() {
@@ -66,7 +67,7 @@ protected:
         return Matcher().classify_concepts(msg, node, m_lines);
     }
 
-    // What the walk's classification gives the category.
+    // The category's score in a classification.
     double Classify(zeNode& category, Weighted_list bag) {
         zeResult_set results(0.0, -1);
         zeMsg msg;
@@ -88,7 +89,7 @@ protected:
         return texts;
     }
 
-    // The line of a concept; NaN if there is none.
+    // The score in the line of a concept; NaN if there is none.
     double Without(std::string_view text) const {
         for (const auto& line : m_lines) {
             if (line.m_concept.view() == text) {
@@ -108,7 +109,7 @@ private:
     std::unique_ptr<zeStat_matcher> m_matcher;
 };
 
-TEST_F(zeStatMatcherExplainTest, ReturnsTheScoreThatClassificationGives) {
+TEST_F(zeStatMatcherExplainTest, ScoreEqualsThatOfClassification) {
     const Weighted_list bag = {{"bread", 1.0}, {"goal", 2.0}, {"match", 1.0}};
 
     // (-2 + 2 + 0.5) / 4
@@ -116,7 +117,7 @@ TEST_F(zeStatMatcherExplainTest, ReturnsTheScoreThatClassificationGives) {
     EXPECT_DOUBLE_EQ(Classify(m_sport, bag), squashed(0.125));
 }
 
-TEST_F(zeStatMatcherExplainTest, TakesEachConceptAwayAndKeepsTheTotal) {
+TEST_F(zeStatMatcherExplainTest, EachConceptIsRemovedButTheTotalIsKept) {
     Explain(m_sport, {{"bread", 1.0}, {"goal", 2.0}, {"match", 1.0}});
 
     EXPECT_DOUBLE_EQ(Without("bread"), squashed(2.5 / 4));
@@ -124,14 +125,14 @@ TEST_F(zeStatMatcherExplainTest, TakesEachConceptAwayAndKeepsTheTotal) {
     EXPECT_DOUBLE_EQ(Without("match"), squashed(0.0));
 }
 
-TEST_F(zeStatMatcherExplainTest, ShiftsByTheProfilesAdditiveTerm) {
+TEST_F(zeStatMatcherExplainTest, AdditiveTermOfTheProfileIsIncluded) {
     m_storage.profile(0).m_M = -0.25;
 
     EXPECT_DOUBLE_EQ(Explain(m_sport, {{"goal", 1.0}}), squashed(0.75));
     EXPECT_DOUBLE_EQ(Without("goal"), squashed(-0.25));
 }
 
-TEST_F(zeStatMatcherExplainTest, GivesOneLineForEachConceptInTheBagsOrder) {
+TEST_F(zeStatMatcherExplainTest, EachConceptHasOneLineInTheBagsOrder) {
     m_lines = {{term("old"), 7.0}};
 
     Explain(m_food, {{"zebra", 1.0}, {"match", 1.0}, {"bread", 1.0}});
@@ -139,40 +140,40 @@ TEST_F(zeStatMatcherExplainTest, GivesOneLineForEachConceptInTheBagsOrder) {
     EXPECT_THAT(Concepts(), ElementsAre("bread", "match", "zebra"));
 }
 
-TEST_F(zeStatMatcherExplainTest, GivesConceptOutsideTheTableTheCategorysOwnScore) {
+TEST_F(zeStatMatcherExplainTest, ConceptOutsideTheTableHasTheCategorysOwnScore) {
     const double score = Explain(m_sport, {{"goal", 1.0}, {"zebra", 1.0}});
 
     EXPECT_DOUBLE_EQ(score, squashed(0.5));
     EXPECT_EQ(Without("zebra"), score);
 }
 
-TEST_F(zeStatMatcherExplainTest, GivesConceptOfOtherProfilesAloneTheCategorysOwnScore) {
+TEST_F(zeStatMatcherExplainTest, ConceptOnlyOfOtherProfilesHasTheCategorysOwnScore) {
     const double score = Explain(m_food, {{"bread", 1.0}, {"goal", 1.0}});
 
     EXPECT_DOUBLE_EQ(score, squashed(0.5));
     EXPECT_EQ(Without("goal"), score);
 }
 
-TEST_F(zeStatMatcherExplainTest, ReadsTheBagUnderTheModelsCeiling) {
+TEST_F(zeStatMatcherExplainTest, BagIsClippedByTheModelsCeiling) {
     m_storage.m_clip_value = 2.0;
 
-    // Under the ceiling goal weighs 2 of 3.
+    // After clipping, goal weighs 2 of 3.
     EXPECT_DOUBLE_EQ(Explain(m_sport, {{"goal", 10.0}, {"zebra", 1.0}}), squashed(2.0 / 3));
     EXPECT_DOUBLE_EQ(Without("goal"), 0.5);
 }
 
-TEST_F(zeStatMatcherExplainTest, ExplainsScoresAfterCorrectionByLikelihood) {
+TEST_F(zeStatMatcherExplainTest, ScoresAreCorrectedByLikelihood) {
     m_storage.m_use_likelihood_in_match = true;
     m_storage.m_use_train_likelihood = true;
     m_storage.profile(0).m_likelihood.fill(0.25);
     m_storage.profile(0).m_likelihood_age = Zandrel::MAX_LIKELIHOOD_AGE;
 
-    // The table is flat and counts 99 of 100.
+    // The table is constant, and its share is 99 of 100.
     EXPECT_DOUBLE_EQ(Explain(m_sport, {{"goal", 1.0}}), 0.99 * 0.25 + 0.01 * squashed(1.0));
     EXPECT_DOUBLE_EQ(Without("goal"), 0.99 * 0.25 + 0.01 * 0.5);
 }
 
-TEST_F(zeStatMatcherExplainTest, ReturnsZeroAndLeavesTheLinesAloneWithoutBag) {
+TEST_F(zeStatMatcherExplainTest, MessageWithoutABagReturnsZeroAndKeepsTheLines) {
     m_lines = {{term("old"), 7.0}};
     zeNode* category = &m_sport;
     zeMsg msg;
@@ -183,7 +184,7 @@ TEST_F(zeStatMatcherExplainTest, ReturnsZeroAndLeavesTheLinesAloneWithoutBag) {
     EXPECT_EQ(Without("old"), 7.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, ReturnsZeroWithoutBagEvenForUnknownCategory) {
+TEST_F(zeStatMatcherExplainTest, MessageWithoutABagReturnsZeroEvenForAnUnknownCategory) {
     zeNode stranger(term("stranger"));
     zeNode* category = &stranger;
     zeMsg msg;
@@ -191,7 +192,7 @@ TEST_F(zeStatMatcherExplainTest, ReturnsZeroWithoutBagEvenForUnknownCategory) {
     EXPECT_EQ(Matcher().classify_concepts(msg, category, m_lines), 0.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, EmptiesTheLinesForEmptyBag) {
+TEST_F(zeStatMatcherExplainTest, EmptyBagEmptiesTheLines) {
     m_lines = {{term("old"), 7.0}};
 
     EXPECT_EQ(Explain(m_sport, {}), 0.0);
@@ -199,7 +200,7 @@ TEST_F(zeStatMatcherExplainTest, EmptiesTheLinesForEmptyBag) {
     EXPECT_THAT(Concepts(), IsEmpty());
 }
 
-TEST_F(zeStatMatcherExplainTest, ScoresZeroWithAndWithoutEachConceptBelowActivation) {
+TEST_F(zeStatMatcherExplainTest, ScoresBelowActivationAreZeroWithAndWithoutEachConcept) {
     m_storage.m_activation_inside = 3;
 
     EXPECT_EQ(Explain(m_sport, {{"goal", 1.0}, {"zebra", 1.0}}), 0.0);
@@ -207,7 +208,7 @@ TEST_F(zeStatMatcherExplainTest, ScoresZeroWithAndWithoutEachConceptBelowActivat
     EXPECT_EQ(Without("zebra"), 0.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, ScoresOneWithAndWithoutEachConceptIfCategoryHoldsAllMessages) {
+TEST_F(zeStatMatcherExplainTest, ScoresOfACategoryWithAllMessagesAreOneWithAndWithoutEachConcept) {
     m_storage.profile(0).m_num_msgs = 4;
 
     EXPECT_EQ(Explain(m_sport, {{"bread", 1.0}, {"goal", 1.0}}), 1.0);
@@ -215,20 +216,20 @@ TEST_F(zeStatMatcherExplainTest, ScoresOneWithAndWithoutEachConceptIfCategoryHol
     EXPECT_EQ(Without("goal"), 1.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, LeavesTheAccumulatorsEmpty) {
+TEST_F(zeStatMatcherExplainTest, AccumulatorsAreLeftEmpty) {
     Explain(m_sport, {{"bread", 1.0}, {"goal", 2.0}});
 
     EXPECT_EQ(m_storage.profile(0).m_match_value, 0.0);
     EXPECT_EQ(m_storage.profile(1).m_match_value, 0.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, AssertsProfileOfTheCategory) {
+TEST_F(zeStatMatcherExplainTest, CategoryWithoutAProfileAsserts) {
     zeNode stranger(term("stranger"));
 
     EXPECT_ASSERTS(Explain(stranger, {{"goal", 1.0}}), "!m_storage->end(iprofile)");
 }
 
-TEST_F(zeStatMatcherExplainTest, LeavesLinesAndAccumulatorsAloneIfItAsserts) {
+TEST_F(zeStatMatcherExplainTest, AssertionLeavesLinesAndAccumulatorsUnchanged) {
     zeNode stranger(term("stranger"));
     m_lines = {{term("old"), 7.0}};
     m_storage.profile(0).m_match_value = 5.0;
@@ -242,7 +243,7 @@ TEST_F(zeStatMatcherExplainTest, LeavesLinesAndAccumulatorsAloneIfItAsserts) {
     EXPECT_EQ(m_storage.profile(1).m_match_value, 6.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, ReadsTheActiveSlot) {
+TEST_F(zeStatMatcherExplainTest, ActiveSlotIsRead) {
     zeNode* category = &m_sport;
     const qtPtrLight<zeMsg> msg = MessageBuilder()
                                       .bag({{"bread", 1.0}})
@@ -256,7 +257,7 @@ TEST_F(zeStatMatcherExplainTest, ReadsTheActiveSlot) {
     EXPECT_EQ(Without("goal"), 0.5);
 }
 
-TEST_F(zeStatMatcherExplainTest, ScoresOneWithAndWithoutEachConceptIfThereIsOneProfile) {
+TEST_F(zeStatMatcherExplainTest, ScoresAreOneWithAndWithoutEachConceptIfThereIsOneProfile) {
     Matcher();
     int deleted = 1;
     m_storage.delete_profile(deleted);
@@ -268,7 +269,7 @@ TEST_F(zeStatMatcherExplainTest, ScoresOneWithAndWithoutEachConceptIfThereIsOneP
     EXPECT_EQ(Without("zebra"), 1.0);
 }
 
-TEST_F(zeStatMatcherExplainTest, TakesTheFirstPairOfAProfileAway) {
+TEST_F(zeStatMatcherExplainTest, OnlyTheFirstPairOfAProfileIsRemoved) {
     set_row(Matcher().m_table, term("goal"), {{8.0F, 1}, {1.0F, 0}, {4.0F, 0}});
 
     EXPECT_DOUBLE_EQ(Explain(m_sport, {{"goal", 1.0}}), squashed(1.0));

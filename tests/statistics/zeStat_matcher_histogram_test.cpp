@@ -1,4 +1,4 @@
-// The histogram step of zeStat_matcher: a labelled message's scores enter the histograms.
+// The histogram step of zeStat_matcher: adds the scores of a labelled message to the histograms.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <cmath>
@@ -21,9 +21,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-// Two categories of 2 of 4 messages each. The concept x counts 1 for a and -1 for b; y counts 2
-// for b alone. A bag of x alone scores atan(pi) / pi + 0.5, which is 0.9019, for a, and 0.0981 for
-// b; one of y alone scores 0.5 for a, and atan(2 pi) / pi + 0.5, which is 0.9498, for b.
+// Two categories with 2 of 4 messages each. The concept x has the weight 1 for a and -1 for b; y
+// has 2 for b only. A bag of only x scores atan(pi) / pi + 0.5, which is 0.9019, for a, and 0.0981
+// for b. A bag of only y scores 0.5 for a, and atan(2 pi) / pi + 0.5, which is 0.9498, for b.
 class zeStatMatcherHistogramTest : public testing::Test {
 protected:
     zeStatMatcherHistogramTest() {
@@ -47,7 +47,7 @@ protected:
         m_matcher.classify(*corpus.corpus.msgs[0], corpus.view, corpus.view.msgs.cbegin());
     }
 
-    // The bins of a profile that are not empty: relevant weight and total by position.
+    // The non-empty bins of a profile by position: relevant weight and total.
     std::map<std::size_t, std::pair<double, double>> Bins(int iprofile) {
         std::map<std::size_t, std::pair<double, double>> filled;
         const auto& bins = m_storage.profile(iprofile).m_bins;
@@ -70,8 +70,8 @@ protected:
     zeStat_matcher m_matcher{nullptr, nullptr, m_storage, false};
 };
 
-// 30 times 0.9019 is 27.06, 30 times 0.0981 is 2.94.
-TEST_F(zeStatMatcherHistogramTest, EntersEveryCategorysScoreInItsBin) {
+// 30 * 0.9019 is 27.06, and 30 * 0.0981 is 2.94.
+TEST_F(zeStatMatcherHistogramTest, ScoreOfEachCategoryIsAddedToItsBin) {
     Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
 
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(1.0, 1.0))));
@@ -80,8 +80,8 @@ TEST_F(zeStatMatcherHistogramTest, EntersEveryCategorysScoreInItsBin) {
     EXPECT_EQ(Accumulator(1), 0.0);
 }
 
-// 90 times 0.5 is 45, 90 times 0.9498 is 85.48.
-TEST_F(zeStatMatcherHistogramTest, ReadsTheResolution) {
+// 90 * 0.5 is 45, and 90 * 0.9498 is 85.48.
+TEST_F(zeStatMatcherHistogramTest, ResolutionDecidesTheBin) {
     m_storage.set_likelihood_histogram_resolution(3);
 
     Enter(MessageBuilder().bag({{"y", 1.0}}), {&m_b});
@@ -90,7 +90,7 @@ TEST_F(zeStatMatcherHistogramTest, ReadsTheResolution) {
     EXPECT_THAT(Bins(1), ElementsAre(Pair(85, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, AddsTheWeightOfTheMessage) {
+TEST_F(zeStatMatcherHistogramTest, WeightOfTheMessageIsAdded) {
     Enter(MessageBuilder().bag({{"x", 1.0}}).weight(2.5), {&m_a});
     Enter(MessageBuilder().bag({{"x", 2.0}}).weight(0.25), {});
 
@@ -99,22 +99,22 @@ TEST_F(zeStatMatcherHistogramTest, AddsTheWeightOfTheMessage) {
     EXPECT_EQ(Age(0), 2);
 }
 
-TEST_F(zeStatMatcherHistogramTest, AMessageMayBeRelevantForSeveralCategories) {
+TEST_F(zeStatMatcherHistogramTest, MessageMayBeRelevantForSeveralCategories) {
     Enter(MessageBuilder().bag({{"u", 1.0}}), {&m_b, &m_a});
 
     EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(1.0, 1.0))));
     EXPECT_THAT(Bins(1), ElementsAre(Pair(15, Pair(1.0, 1.0))));
 }
 
-// The labels that a message carries play no part.
-TEST_F(zeStatMatcherHistogramTest, AsksTheViewForRelevance) {
+// The labels of the message itself are ignored.
+TEST_F(zeStatMatcherHistogramTest, ViewDecidesTheRelevance) {
     Enter(MessageBuilder().bag({{"u", 1.0}}).labels({"a"}), {&m_b});
 
     EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(0.0, 1.0))));
     EXPECT_THAT(Bins(1), ElementsAre(Pair(15, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, TakesThePositionInTheViewNotTheNumber) {
+TEST_F(zeStatMatcherHistogramTest, PositionInTheViewIsUsedNotTheNumber) {
     Small_corpus corpus;
     corpus.add(MessageBuilder().bag({{"x", 1.0}}), {});
     corpus.add(MessageBuilder().bag({{"u", 1.0}}), {});
@@ -126,7 +126,7 @@ TEST_F(zeStatMatcherHistogramTest, TakesThePositionInTheViewNotTheNumber) {
     EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, AScoreOfExactlyOneFallsInTheLastBin) {
+TEST_F(zeStatMatcherHistogramTest, ScoreOfOneIsInTheLastBin) {
     m_storage.profile(0).m_M = 1e300;
 
     Enter(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
@@ -134,7 +134,7 @@ TEST_F(zeStatMatcherHistogramTest, AScoreOfExactlyOneFallsInTheLastBin) {
     EXPECT_THAT(Bins(0), ElementsAre(Pair(29, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, AScoreOfZeroFallsInTheFirstBin) {
+TEST_F(zeStatMatcherHistogramTest, ScoreOfZeroIsInTheFirstBin) {
     m_storage.profile(0).m_M = -1e300;
 
     Enter(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
@@ -142,7 +142,7 @@ TEST_F(zeStatMatcherHistogramTest, AScoreOfZeroFallsInTheFirstBin) {
     EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, AScoreThatIsNoNumberFallsInTheFirstBin) {
+TEST_F(zeStatMatcherHistogramTest, ScoreThatIsNaNIsInTheFirstBin) {
     m_storage.profile(0).m_M = std::numeric_limits<double>::quiet_NaN();
 
     Enter(MessageBuilder().bag({{"x", 1.0}}), {});
@@ -150,7 +150,7 @@ TEST_F(zeStatMatcherHistogramTest, AScoreThatIsNoNumberFallsInTheFirstBin) {
     EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(0.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, AnEmptyBagScoresNothingAndIsEntered) {
+TEST_F(zeStatMatcherHistogramTest, EmptyBagScoresZeroAndIsEntered) {
     Enter(MessageBuilder().bag({}), {&m_a});
 
     EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(1.0, 1.0))));
@@ -158,7 +158,7 @@ TEST_F(zeStatMatcherHistogramTest, AnEmptyBagScoresNothingAndIsEntered) {
     EXPECT_EQ(Age(1), 1);
 }
 
-TEST_F(zeStatMatcherHistogramTest, WithoutABagNothingHappens) {
+TEST_F(zeStatMatcherHistogramTest, NothingHappensWithoutABag) {
     Accumulator(0) = 0.25;
 
     Enter(MessageBuilder(), {&m_a});
@@ -169,9 +169,9 @@ TEST_F(zeStatMatcherHistogramTest, WithoutABagNothingHappens) {
     EXPECT_EQ(Accumulator(0), 0.25);
 }
 
-// Under the ceiling the bag is x 2, u 1, v 1, and a's accumulator a half of its total: the score
-// is atan(pi / 2) / pi + 0.5, which is 0.8195, and 24.58 of 30.
-TEST_F(zeStatMatcherHistogramTest, ClipsTheBag) {
+// After clipping the bag is x 2, u 1, v 1, so a's accumulator is half of the bag's total. The score
+// is atan(pi / 2) / pi + 0.5, which is 0.8195; 30 times this is 24.58.
+TEST_F(zeStatMatcherHistogramTest, BagIsClipped) {
     m_storage.m_clip_value = 2.0;
 
     Enter(MessageBuilder().bag({{"x", 10.0}, {"u", 1.0}, {"v", 1.0}}), {&m_a});
@@ -179,14 +179,14 @@ TEST_F(zeStatMatcherHistogramTest, ClipsTheBag) {
     EXPECT_THAT(Bins(0), ElementsAre(Pair(24, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, ReadsTheActiveSlot) {
+TEST_F(zeStatMatcherHistogramTest, ActiveSlotIsRead) {
     Enter(MessageBuilder().bag({{"u", 1.0}}).bag_at(2, {{"x", 1.0}}).active(2), {});
 
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 1.0))));
 }
 
-// A category with no message, or with every message, has no score that means anything.
-TEST_F(zeStatMatcherHistogramTest, CategoriesOfNoneOrAllMessagesTakeNoPart) {
+// The score of a category with no message, or with every message, has no meaning.
+TEST_F(zeStatMatcherHistogramTest, CategoriesWithNoOrAllMessagesAreLeftOut) {
     for (const int msg_count : {0, 4}) {
         SCOPED_TRACE(msg_count);
         m_storage.profile(0).m_num_msgs = msg_count;
@@ -200,9 +200,9 @@ TEST_F(zeStatMatcherHistogramTest, CategoriesOfNoneOrAllMessagesTakeNoPart) {
     EXPECT_EQ(Age(1), 2);
 }
 
-// Twice 3 stays, and the third time makes it 9 over a total of 3: the score is that of 3 instead
-// of 1, atan(3 pi) / pi + 0.5, which is 0.9664, and 28.99 of 30.
-TEST_F(zeStatMatcherHistogramTest, AnAccumulatorThatTookNoPartCountsForTheNextScore) {
+// Twice 3 remains in the accumulator, and the third message makes it 9, with a total of 3. So the
+// score is that of 3 instead of 1: atan(3 pi) / pi + 0.5, which is 0.9664; 30 times this is 28.99.
+TEST_F(zeStatMatcherHistogramTest, AccumulatorOfACategoryLeftOutCountsForTheNextScore) {
     m_storage.profile(0).m_num_msgs = 0;
     Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
     Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
@@ -215,7 +215,7 @@ TEST_F(zeStatMatcherHistogramTest, AnAccumulatorThatTookNoPartCountsForTheNextSc
     EXPECT_EQ(Accumulator(0), 0.0);
 }
 
-TEST_F(zeStatMatcherHistogramTest, ACategoryBelowActivationScoresNothingAndIsEntered) {
+TEST_F(zeStatMatcherHistogramTest, CategoryBelowActivationScoresZeroAndIsEntered) {
     m_storage.m_activation_inside = 3;
 
     Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
@@ -223,7 +223,7 @@ TEST_F(zeStatMatcherHistogramTest, ACategoryBelowActivationScoresNothingAndIsEnt
     EXPECT_THAT(Bins(0), ElementsAre(Pair(0, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatMatcherHistogramTest, TheAgeStopsAtAThousand) {
+TEST_F(zeStatMatcherHistogramTest, AgeStopsAtAThousand) {
     m_storage.profile(0).m_likelihood_age = 999;
 
     Enter(MessageBuilder().bag({{"x", 1.0}}), {});
@@ -234,8 +234,8 @@ TEST_F(zeStatMatcherHistogramTest, TheAgeStopsAtAThousand) {
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 2.0))));
 }
 
-// The one profile of a model covers 2 of 3 messages.
-TEST_F(zeStatMatcherHistogramTest, TheOnlyCategoryScoresOneIfMessagesLieOutside) {
+// The only profile of the model has 2 of the 3 messages.
+TEST_F(zeStatMatcherHistogramTest, OnlyCategoryScoresOneIfMessagesAreOutside) {
     zeStat_storage storage(nullptr, m_settings);
     storage.m_use_train_likelihood = true;
     bool added = false;

@@ -1,4 +1,4 @@
-// How a matcher corrects its scores by the likelihood tables.
+// How a matcher corrects its scores by likelihood tables.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <cmath>
@@ -14,7 +14,7 @@
 
 namespace {
 
-TEST_F(zeStatMatcherTest, LeavesScoresAloneUnlessTablesAreBuiltAndUsed) {
+TEST_F(zeStatMatcherTest, ScoresAreNotCorrectedUnlessTablesAreBuiltAndUsed) {
     UseLikelihood();
     for (const auto& [in_train, in_match] :
          {std::pair(false, false), {true, false}, {false, true}}) {
@@ -26,9 +26,9 @@ TEST_F(zeStatMatcherTest, LeavesScoresAloneUnlessTablesAreBuiltAndUsed) {
     }
 }
 
-// Own table L[i] = (i + 1) / 32, average A[i] = (i + 1)^2 / 1024. Two profiles, so an age of 2
-// blends them half and half.
-TEST_F(zeStatMatcherTest, BlendsTheOwnTableWithTheAverage) {
+// The own table is L[i] = (i + 1) / 32, the average A[i] = (i + 1)^2 / 1024. There are two
+// profiles, so at an age of 2 each counts half.
+TEST_F(zeStatMatcherTest, OwnTableIsBlendedWithTheAverage) {
     UseLikelihood();
 
     struct Row {
@@ -61,19 +61,19 @@ TEST_F(zeStatMatcherTest, BlendsTheOwnTableWithTheAverage) {
         SCOPED_TRACE(row.rule);
         m_storage.profile(0).m_likelihood_age = row.age;
 
-        // The position in the table is rounded before the interpolation.
+        // The implementation rounds the position in the table before it interpolates.
         EXPECT_NEAR(m_matcher.adjust_likelihood(row.score, 0), 0.99 * row.table + 0.01 * row.score,
                     1e-14);
     }
 }
 
-TEST_F(zeStatMatcherTest, AScoreOfZeroStaysExactlyZero) {
+TEST_F(zeStatMatcherTest, ScoreOfZeroStaysExactlyZero) {
     UseLikelihood();
 
     EXPECT_EQ(m_matcher.adjust_likelihood(0.0, 0), 0.0);
 }
 
-TEST_F(zeStatMatcherTest, AScoreThatIsNoNumberStaysNone) {
+TEST_F(zeStatMatcherTest, ScoreThatIsNaNStaysNaN) {
     UseLikelihood();
     for (const int age : {0, 2, 1000}) {
         SCOPED_TRACE(age);
@@ -83,22 +83,22 @@ TEST_F(zeStatMatcherTest, AScoreThatIsNoNumberStaysNone) {
     }
 }
 
-TEST_F(zeStatMatcherTest, CorrectsTheSquashedScore) {
+TEST_F(zeStatMatcherTest, SquashedScoreIsCorrected) {
     UseLikelihood();
     m_storage.profile(0).m_likelihood_age = 1000;
 
     EXPECT_NEAR(Score(*make_bag({{"u", 1.0}}), 0), 0.99 * 15.5 / 32 + 0.01 * 0.5, 1e-14);
 }
 
-TEST_F(zeStatMatcherTest, DoesNotCorrectScoresThatNeedNoLook) {
+TEST_F(zeStatMatcherTest, ScoresThatNeedNoMatchingAreNotCorrected) {
     UseLikelihood();
     m_storage.profile(0).m_num_msgs = 4;
 
     EXPECT_EQ(Score(*make_bag({{"u", 1.0}}), 0), 1.0);
 }
 
-// With ages 10 and 20 and tables of 1/2 and 1/4 an entry is ((2i + 1) / 2 + 5 + 5) / 60.
-TEST_F(zeStatMatcherTest, AveragesTheTablesByAgeWithAPriorOfThirtyMessages) {
+// With ages 10 and 20 and tables of 1/2 and 1/4, an entry is ((2i + 1) / 2 + 5 + 5) / 60.
+TEST_F(zeStatMatcherTest, TablesAreAveragedByAgeWithAPriorOfThirtyMessages) {
     UseLikelihood();
     m_storage.profile(0).m_likelihood.fill(0.5);
     m_storage.profile(0).m_likelihood_age = 10;
@@ -113,7 +113,7 @@ TEST_F(zeStatMatcherTest, AveragesTheTablesByAgeWithAPriorOfThirtyMessages) {
     }
 }
 
-TEST_F(zeStatMatcherTest, AveragesNoTablesToTheCentresOfTheBins) {
+TEST_F(zeStatMatcherTest, AverageOfNoTablesIsTheCentresOfTheBins) {
     zeStat_storage empty(nullptr, m_settings);
     empty.m_use_train_likelihood = true;
 
@@ -125,7 +125,7 @@ TEST_F(zeStatMatcherTest, AveragesNoTablesToTheCentresOfTheBins) {
     }
 }
 
-TEST_F(zeStatMatcherTest, LeavesTheAverageAloneIfNoTablesAreBuilt) {
+TEST_F(zeStatMatcherTest, AverageIsKeptIfNoTablesAreBuilt) {
     m_storage.m_use_train_likelihood = false;
     m_matcher.m_avg_likelihood.fill(7.0);
 

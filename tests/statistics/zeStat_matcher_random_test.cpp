@@ -1,5 +1,5 @@
-// Matching against a slow and obvious way, bit by bit: random models with every setting, values
-// that no training makes among them.
+// Compares matching with a slow and simple implementation, bit for bit. The random models use every
+// setting, and also values that training never gives.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ constexpr unsigned int kModelCount = 3000;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
-// As bits, in which a number that is none equals itself and 0 is not -0.
+// The bits of a number. In this form NaN equals itself, and 0 differs from -0.
 std::uint64_t bits_of(double value) {
     return std::bit_cast<std::uint64_t>(value);
 }
@@ -64,13 +64,13 @@ public:
 
     bool one_of(std::size_t count) { return below(count) == 0; }
 
-    // From -2 to 2; `odd` values now and then.
+    // A number from -2 to 2, and sometimes one of `odd`.
     double number(const std::vector<double>& odd) {
         const double plain = std::uniform_real_distribution<double>(-2.0, 2.0)(m_random);
         return one_of(4) ? odd[below(odd.size())] : plain;
     }
 
-    // The accumulators, to start twice from the same.
+    // The accumulators, so that both implementations can start from the same values.
     std::vector<double> accumulators() const {
         std::vector<double> values;
         for (const auto& profile : storage.m_profiles) {
@@ -118,7 +118,7 @@ private:
 
     std::vector<std::vector<zeStat_storage::Weight>> random_weights() {
         std::vector<std::vector<zeStat_storage::Weight>> weights(storage.m_profiles.size());
-        // One weight at least, so that nothing is selected.
+        // At least one weight, so that feeding selects no features.
         weights[0].push_back({term("always"), 1.0F});
         for (auto& of_profile : weights) {
             for (const char* const word : {"a", "b", "c", "d"}) {
@@ -131,7 +131,7 @@ private:
         return weights;
     }
 
-    // Makes changes that may come between two feeds.
+    // Makes changes that may happen between two feeds.
     void make_stale() {
         if (one_of(3)) {
             storage.m_profiles[below(storage.m_profiles.size())]->m_M = number({0.0, kNoNumber});
@@ -182,7 +182,7 @@ private:
     std::mt19937 m_random;
 };
 
-// The formulas, one category after the other.
+// Computes the formulas category by category.
 class Slow_matcher {
 public:
     explicit Slow_matcher(const Random_matching& matching)
@@ -312,7 +312,7 @@ TEST(zeStatMatcherRandomTest, ClassifyingGivesTheBitsOfTheFormulas) {
     EXPECT_GT(result_count, kModelCount);
 }
 
-TEST(zeStatMatcherRandomTest, TheStepsGiveTheBitsOfTheFormulas) {
+TEST(zeStatMatcherRandomTest, SingleStepsGiveTheBitsOfTheFormulas) {
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kModelCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random_matching matching(seed);
@@ -367,7 +367,7 @@ TEST(zeStatMatcherRandomTest, ExplainingGivesTheBitsOfTheFormulas) {
     }
 }
 
-// The nodes of a message: none, some or many.
+// The labels of a message: none, some or many.
 std::vector<zeNode*> random_labels(Random_matching& matching) {
     std::vector<zeNode*> labels;
     const std::size_t percentage = matching.below(3) * 45;
@@ -386,7 +386,7 @@ bool is_finite(const zeMsg& msg) {
                        [](const auto& entry) { return std::isfinite(entry.m_weight); });
 }
 
-TEST(zeStatMatcherRandomTest, TheStepOfTheHistogramsEntersWhatTheFormulasGive) {
+TEST(zeStatMatcherRandomTest, HistogramStepEntersTheScoresOfTheFormulas) {
     std::size_t entered_count = 0;
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kModelCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
@@ -412,7 +412,7 @@ TEST(zeStatMatcherRandomTest, TheStepOfTheHistogramsEntersWhatTheFormulasGive) {
             const zeStat_storage::Profile& profile = *matching.storage.m_profiles[i];
             const double left = counts ? (takes_part ? 0.0 : sum) : before[i];
             ASSERT_EQ(profile.m_match_value == left,
-                      !std::isnan(left));  // 0 may keep its sign
+                      !std::isnan(left));  // the sign of 0 may differ
             const bool is_relevant =
                 std::find(labels.begin(), labels.end(), profile.m_node) != labels.end();
             const auto bin = static_cast<std::size_t>(std::min(29.0, score * 30));

@@ -1,4 +1,4 @@
-// What a statistical classifier writes and reads, byte by byte.
+// The record of a statistical classifier, byte by byte.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <limits>
@@ -22,32 +22,32 @@ using stored_matcher::kStorage;
 using stored_matcher::kTable;
 using stored_matcher::whole_matcher;
 
-// The record of the matcher in a package of its own.
+// The matcher's record in a package of its own.
 std::string record_of_matcher(Stored_matcher& model) {
     return to_hex(dumped(*model.matcher));
 }
 
-TEST(zeStatMatcherRecordsTest, HasTheFieldsInTheOrderOfTheRecord) {
+TEST(zeStatMatcherRecordsTest, RecordHasTheFieldsInOrder) {
     Stored_matcher model;
 
     EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
-TEST(zeStatMatcherRecordsTest, WithoutANodeItHasNoReference) {
+TEST(zeStatMatcherRecordsTest, MatcherWithoutANodeHasNoReference) {
     Stored_matcher model;
     model.matcher->m_node = nullptr;
 
     EXPECT_EQ(record_of_matcher(model), "00 00 00 02 00 00 00 00 " + to_hex(whole_matcher()));
 }
 
-TEST(zeStatMatcherRecordsTest, AnEmptyTableIsOneCount) {
+TEST(zeStatMatcherRecordsTest, EmptyTableIsOneCount) {
     Stored_matcher model;
     model.matcher->m_table.clear();
 
     EXPECT_EQ(record_of_matcher(model), std::string(kHead) + "00 00 00 00 " + kStorage);
 }
 
-TEST(zeStatMatcherRecordsTest, TheOrderOfTheTableShowsInNoByte) {
+TEST(zeStatMatcherRecordsTest, OrderOfTheTableDoesNotChangeTheBytes) {
     Stored_matcher model;
     Match_table& table = model.matcher->m_table;
     const Row x = row_of(table, term("x"));
@@ -64,14 +64,14 @@ TEST(zeStatMatcherRecordsTest, TheOrderOfTheTableShowsInNoByte) {
     EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
-TEST(zeStatMatcherRecordsTest, TheAverageTableIsNotStored) {
+TEST(zeStatMatcherRecordsTest, AverageTableIsNotStored) {
     Stored_matcher model;
     model.matcher->m_avg_likelihood.fill(0.5);
 
     EXPECT_EQ(record_of_matcher(model), kHead + to_hex(whole_matcher()));
 }
 
-TEST(zeStatMatcherRecordsTest, TheModelIsAnObjectOfItsOwn) {
+TEST(zeStatMatcherRecordsTest, ModelIsASeparateObject) {
     Stored_matcher writer;
     record_of_matcher(writer);
     EXPECT_EQ(writer.manager.m_io->m_pack.GetIndexSize(), 1U);
@@ -84,7 +84,7 @@ TEST(zeStatMatcherRecordsTest, TheModelIsAnObjectOfItsOwn) {
     EXPECT_EQ(to_hex(dumped(*object)), "00 00 00 01 " + to_hex(stored_model::whole()));
 }
 
-TEST(zeStatMatcherRecordsTest, TheModelIsWrittenInTheFormOfTheFile) {
+TEST(zeStatMatcherRecordsTest, ModelIsWrittenInTheFormOfTheFile) {
     Stored_matcher writer;
     writer.manager.m_io->m_compact = true;
     record_of_matcher(writer);
@@ -110,12 +110,12 @@ TEST(zeStatMatcherRecordsTest, EveryFieldIsReadBack) {
     EXPECT_EQ(read->m_storage->m_manager, &reader.manager);
 }
 
-TEST(zeStatMatcherRecordsTest, TheAverageTableIsBuilt) {
+TEST(zeStatMatcherRecordsTest, AverageTableIsBuilt) {
     Stored_matcher reader(Stored_matcher::package_with_model());
 
     const std::unique_ptr<zeStat_matcher> read = reader.read(whole_matcher());
 
-    // bb is 296 messages old and a 304; with the prior that makes 630.
+    // The ages are 296 for bb and 304 for a; with the prior of 30 the sum is 630.
     EXPECT_EQ(read->m_avg_likelihood[0], (0.5 + 296 * 0.25) / 630);
     EXPECT_EQ(read->m_avg_likelihood[1], (1.5 + 296 * 0.5) / 630);
     EXPECT_EQ(read->m_avg_likelihood[2], 2.5 / 630);
@@ -137,8 +137,8 @@ TEST(zeStatMatcherRecordsTest, LoadReplacesTheTable) {
     EXPECT_EQ(read.m_table.size(), 2U);
 }
 
-// A model of version 1 has its categories by the place of the matcher's node.
-TEST(zeStatMatcherRecordsTest, TheNodeIsHandedToTheModel) {
+// In a model of version 1, the categories are found from the matcher's node.
+TEST(zeStatMatcherRecordsTest, NodeIsPassedToTheModel) {
     const stored_model::Form version_1 = {.has_ids = false};
     Stored_matcher writer;
     SegBuf item = record_of(from_hex("00 00 00 03 00 00 00 01") + stored_model::whole(version_1));
@@ -158,7 +158,7 @@ TEST(zeStatMatcherRecordsTest, TheNodeIsHandedToTheModel) {
     EXPECT_EQ(read->m_storage->profile(0).m_node->m_parent, reader.root);
 }
 
-TEST(zeStatMatcherRecordsTest, AnObjectThatIsNoModelIsRefused) {
+TEST(zeStatMatcherRecordsTest, ObjectThatIsNoModelIsRefused) {
     Stored_matcher writer;
     zeSwitcher switcher(nullptr, writer.root);
     switcher.m_id = 1;
@@ -169,7 +169,7 @@ TEST(zeStatMatcherRecordsTest, AnObjectThatIsNoModelIsRefused) {
     EXPECT_ASSERTS(reader.read(whole_matcher()), "m_storage");
 }
 
-TEST(zeStatMatcherRecordsTest, AModelThatIsNotThereIsRefused) {
+TEST(zeStatMatcherRecordsTest, MissingModelIsRefused) {
     Stored_matcher reader(Stored_matcher::package_with_model());
 
     EXPECT_THROW(reader.read(from_hex(kTable) + from_hex("00 00 00 63")), qtX<Hpack>);
@@ -199,8 +199,8 @@ TEST(zeStatMatcherRecordsTest, PairWithAWeightThatIsNotFiniteIsRefused) {
     }
 }
 
-// As in a stale table, whose profiles have been deleted.
-TEST(zeStatMatcherRecordsTest, PairsOutOfRangeCountForNothing) {
+// A stale table refers to deleted profiles too.
+TEST(zeStatMatcherRecordsTest, PairsOutOfRangeAreIgnored) {
     Stored_matcher model;
     for (const int iprofile : {0, 1}) {
         model.storage->profile(iprofile).m_match_value = 0.0;
@@ -227,7 +227,7 @@ TEST(zeStatMatcherRecordsTest, PairsOutOfRangeAreNotWritten) {
               "00 00 00 02 79 79 00 00 00 01 40 60 00 00 00 00 00 01 00 00 00 01");
 }
 
-TEST(zeStatMatcherRecordsTest, HoldsCountsAgainstTheRecord) {
+TEST(zeStatMatcherRecordsTest, CountTooLargeForTheRecordIsRefused) {
     for (const char* record :
          {"7f ff ff ff", "00 00 00 01 00 00 00 01 78 7f ff ff ff", "00 00 00 01 7f ff ff ff"}) {
         SCOPED_TRACE(record);

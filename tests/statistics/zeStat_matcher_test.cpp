@@ -32,7 +32,7 @@ double squash(double x) {
 
 // Compiling the table.
 
-TEST_F(zeStatMatcherTest, IsAStatisticalClassifierWithoutBlocks) {
+TEST_F(zeStatMatcherTest, TypeIsStatisticalAndNothingIsBlocked) {
     zeNode* child = &m_a;
     const qtPtrLight<zeMsg> msg = MessageBuilder().make();
 
@@ -41,7 +41,7 @@ TEST_F(zeStatMatcherTest, IsAStatisticalClassifierWithoutBlocks) {
     EXPECT_EQ(m_matcher.m_node, &m_root);
 }
 
-TEST_F(zeStatMatcherTest, CompilesGivenWeightsAsTheyAre) {
+TEST_F(zeStatMatcherTest, GivenWeightsAreCompiledUnchanged) {
     const auto& x = m_matcher.m_table.at(term("x"));
     const auto& y = m_matcher.m_table.at(term("y"));
 
@@ -56,12 +56,12 @@ TEST_F(zeStatMatcherTest, CompilesGivenWeightsAsTheyAre) {
     EXPECT_EQ(y[0].m_weight, 2.0F);
 }
 
-TEST_F(zeStatMatcherTest, EmptiesTheWeightsItHasTaken) {
+TEST_F(zeStatMatcherTest, WeightsThatWereTakenAreEmptied) {
     EXPECT_THAT(m_storage.profile(0).m_weights, IsEmpty());
     EXPECT_THAT(m_storage.profile(1).m_weights, IsEmpty());
 }
 
-TEST_F(zeStatMatcherTest, TakesGivenWeightsEvenIfOnlyOneProfileHasSome) {
+TEST_F(zeStatMatcherTest, GivenWeightsAreTakenEvenIfOnlyOneProfileHasSome) {
     m_storage.profile(1).m_weights = {{term("z"), 4.0F}};
     const Trace_capture trace;
 
@@ -73,7 +73,7 @@ TEST_F(zeStatMatcherTest, TakesGivenWeightsEvenIfOnlyOneProfileHasSome) {
                 ElementsAre("Collecting data for matching table", "Matching table completed"));
 }
 
-TEST_F(zeStatMatcherTest, SelectsFeaturesIfThereAreNoWeights) {
+TEST_F(zeStatMatcherTest, FeaturesAreSelectedIfThereAreNoWeights) {
     const Trace_capture trace;
 
     m_matcher.feed(m_storage, false);
@@ -85,7 +85,7 @@ TEST_F(zeStatMatcherTest, SelectsFeaturesIfThereAreNoWeights) {
     EXPECT_EQ(m_storage.profile(0).m_selection_mark, 2);
 }
 
-TEST_F(zeStatMatcherTest, BecomesDirtyWhenFed) {
+TEST_F(zeStatMatcherTest, FeedingMakesTheMatcherDirty) {
     GiveWeights();
     m_matcher.m_dirty = false;
 
@@ -94,7 +94,7 @@ TEST_F(zeStatMatcherTest, BecomesDirtyWhenFed) {
     EXPECT_TRUE(m_matcher.m_dirty);
 }
 
-TEST_F(zeStatMatcherTest, ReplacesTheChildrenByThoseOfTheProfiles) {
+TEST_F(zeStatMatcherTest, ChildrenAreReplacedByTheNodesOfTheProfiles) {
     zeNode other(term("other"));
     m_root.add_child(&other);
     GiveWeights();
@@ -106,7 +106,7 @@ TEST_F(zeStatMatcherTest, ReplacesTheChildrenByThoseOfTheProfiles) {
     EXPECT_EQ(other.m_parent, nullptr);
 }
 
-TEST_F(zeStatMatcherTest, UnlinksTheChildrenEvenIfItAddsNone) {
+TEST_F(zeStatMatcherTest, ChildrenAreUnlinkedEvenIfNoneAreAdded) {
     m_root.add_child(&m_a);
     GiveWeights();
 
@@ -115,7 +115,7 @@ TEST_F(zeStatMatcherTest, UnlinksTheChildrenEvenIfItAddsNone) {
     EXPECT_THAT(m_root.m_children, IsEmpty());
 }
 
-TEST_F(zeStatMatcherTest, LeavesNodesAloneWithoutANodeOfItsOwn) {
+TEST_F(zeStatMatcherTest, MatcherWithoutANodeLinksNoNodes) {
     GiveWeights();
 
     zeStat_matcher temporary(nullptr, nullptr, m_storage, true);
@@ -124,7 +124,7 @@ TEST_F(zeStatMatcherTest, LeavesNodesAloneWithoutANodeOfItsOwn) {
     EXPECT_EQ(temporary.m_table.size(), 2U);
 }
 
-TEST_F(zeStatMatcherTest, PointsAtTheStorageItIsFed) {
+TEST_F(zeStatMatcherTest, FedStorageIsUsed) {
     zeStat_storage other(nullptr, m_settings);
 
     m_matcher.feed(other, false);
@@ -133,7 +133,7 @@ TEST_F(zeStatMatcherTest, PointsAtTheStorageItIsFed) {
     EXPECT_TRUE(m_matcher.m_table.empty());
 }
 
-TEST_F(zeStatMatcherTest, CompilesItsTableWhenMade) {
+TEST_F(zeStatMatcherTest, ConstructorCompilesTheTable) {
     GiveWeights();
 
     const zeStat_matcher made(nullptr, &m_root, m_storage, true);
@@ -143,7 +143,7 @@ TEST_F(zeStatMatcherTest, CompilesItsTableWhenMade) {
     EXPECT_THAT(m_root.m_children, ElementsAre(&m_a, &m_b));
 }
 
-TEST_F(zeStatMatcherTest, AppendsTheNodesOfAllProfiles) {
+TEST_F(zeStatMatcherTest, NodesOfAllProfilesAreAppended) {
     zeNode other(term("other"));
     std::vector<zeNode*> cats = {&other};
 
@@ -152,7 +152,7 @@ TEST_F(zeStatMatcherTest, AppendsTheNodesOfAllProfiles) {
     EXPECT_THAT(cats, ElementsAre(&other, &m_a, &m_b));
 }
 
-TEST_F(zeStatMatcherTest, ReplacesItsNodeAndThoseOfTheProfiles) {
+TEST_F(zeStatMatcherTest, NodesOfTheMatcherAndItsProfilesAreReplaced) {
     zeNode new_root(term("root"));
     zeNode new_a(term("a"));
     std::map<zeNode*, zeNode*> replacement = {{&m_root, &new_root}, {&m_a, &new_a}, {&m_b, &m_b}};
@@ -164,7 +164,7 @@ TEST_F(zeStatMatcherTest, ReplacesItsNodeAndThoseOfTheProfiles) {
     EXPECT_EQ(m_storage.get_profile(&new_a), 0);
 }
 
-TEST_F(zeStatMatcherTest, ItsNodeMissingFromTheReplacementBecomesNullAndEntersIt) {
+TEST_F(zeStatMatcherTest, OwnNodeMissingFromTheReplacementBecomesNullAndIsAddedToIt) {
     std::map<zeNode*, zeNode*> replacement = {{&m_a, &m_a}, {&m_b, &m_b}};
 
     m_matcher.global_replace(replacement);
@@ -173,7 +173,7 @@ TEST_F(zeStatMatcherTest, ItsNodeMissingFromTheReplacementBecomesNullAndEntersIt
     EXPECT_EQ(replacement.count(&m_root), 1U);
 }
 
-TEST_F(zeStatMatcherTest, ReplacesOnlyProfilesWithoutANodeOfItsOwn) {
+TEST_F(zeStatMatcherTest, OnlyNodesOfProfilesAreReplacedWithoutAnOwnNode) {
     m_matcher.m_node = nullptr;
     std::map<zeNode*, zeNode*> replacement = {{&m_a, &m_a}, {&m_b, &m_b}};
 
@@ -185,14 +185,14 @@ TEST_F(zeStatMatcherTest, ReplacesOnlyProfilesWithoutANodeOfItsOwn) {
 
 // Filling the accumulators.
 
-TEST_F(zeStatMatcherTest, AddsWeightTimesWeightForEachPair) {
+TEST_F(zeStatMatcherTest, WeightTimesWeightIsAddedForEachPair) {
     m_matcher.classify_sml(*make_bag({{"x", 3.0}, {"y", 0.5}, {"unknown", 8.0}}));
 
     EXPECT_EQ(Accumulator(0), 3.0);
     EXPECT_EQ(Accumulator(1), 2.0 * 0.5 - 3.0);
 }
 
-TEST_F(zeStatMatcherTest, AddsToWhatTheAccumulatorsHold) {
+TEST_F(zeStatMatcherTest, PreviousValuesOfTheAccumulatorsCount) {
     Accumulator(0) = 10.0;
 
     m_matcher.classify_sml(*make_bag({{"x", 3.0}}));
@@ -200,7 +200,7 @@ TEST_F(zeStatMatcherTest, AddsToWhatTheAccumulatorsHold) {
     EXPECT_EQ(Accumulator(0), 13.0);
 }
 
-TEST_F(zeStatMatcherTest, FillsTheAccumulatorOfOneProfile) {
+TEST_F(zeStatMatcherTest, AccumulatorOfOneProfileIsFilled) {
     int iprofile = 1;
 
     m_matcher.classify_sml_with_profile(*make_bag({{"x", 3.0}, {"y", 0.5}, {"unknown", 8.0}}),
@@ -210,7 +210,7 @@ TEST_F(zeStatMatcherTest, FillsTheAccumulatorOfOneProfile) {
     EXPECT_EQ(Accumulator(1), 2.0 * 0.5 - 3.0);
 }
 
-TEST_F(zeStatMatcherTest, TakesTheFirstPairOfAProfile) {
+TEST_F(zeStatMatcherTest, FirstPairOfAProfileIsUsed) {
     set_row(m_matcher.m_table, term("x"), {{1.0F, 0}, {2.0F, 1}, {4.0F, 1}});
     int iprofile = 1;
 
@@ -219,7 +219,7 @@ TEST_F(zeStatMatcherTest, TakesTheFirstPairOfAProfile) {
     EXPECT_EQ(Accumulator(1), 2.0);
 }
 
-TEST_F(zeStatMatcherTest, SkipsPairsOfAStaleTable) {
+TEST_F(zeStatMatcherTest, PairsOfAStaleTableAreSkipped) {
     int deleted = 1;
     m_storage.delete_profile(deleted);
 
@@ -228,7 +228,7 @@ TEST_F(zeStatMatcherTest, SkipsPairsOfAStaleTable) {
     EXPECT_EQ(Accumulator(0), 3.0);
 }
 
-TEST_F(zeStatMatcherTest, ClassifiesWithAStaleTable) {
+TEST_F(zeStatMatcherTest, StaleTableCanClassify) {
     zeNode c(term("c"));
     bool added = false;
     m_storage.get_or_add_profile(&c, added);
@@ -238,7 +238,7 @@ TEST_F(zeStatMatcherTest, ClassifiesWithAStaleTable) {
 
     zeResult_set results = Classify(MessageBuilder().bag({{"x", 1.0}}));
 
-    // The moved profile takes over the index and with it the old pairs.
+    // The moved profile has the index of the deleted one now, so it gets the old pairs.
     ASSERT_EQ(results.results.size(), 2U);
     EXPECT_EQ(results.results[0].score, squash(1.0));
     EXPECT_EQ(results.results[1].node, &c);
@@ -246,11 +246,11 @@ TEST_F(zeStatMatcherTest, ClassifiesWithAStaleTable) {
 
 // A category's score.
 
-TEST_F(zeStatMatcherTest, TestsActivationBeforeAnythingElse) {
+TEST_F(zeStatMatcherTest, ActivationIsTestedBeforeAnythingElse) {
     struct Row {
         const char* rule;
         int n;  // messages of the category
-        int N;  // of the model
+        int N;  // messages of the model
         int inside;
         int outside;
         int total;
@@ -282,7 +282,7 @@ TEST_F(zeStatMatcherTest, TestsActivationBeforeAnythingElse) {
     }
 }
 
-TEST_F(zeStatMatcherTest, ResetsTheAccumulatorWhateverTheScore) {
+TEST_F(zeStatMatcherTest, AccumulatorIsResetForAnyScore) {
     const qtPtrLight<zeSml> bag = make_bag({{"x", 1.0}});
     for (const int num_msgs : {0, 2, 4}) {
         SCOPED_TRACE(num_msgs);
@@ -295,7 +295,7 @@ TEST_F(zeStatMatcherTest, ResetsTheAccumulatorWhateverTheScore) {
     }
 }
 
-TEST_F(zeStatMatcherTest, OneProfileAloneScoresOneForAnyBagThatIsNotEmpty) {
+TEST_F(zeStatMatcherTest, OnlyProfileScoresOneForAnyNonEmptyBag) {
     int deleted = 1;
     m_storage.delete_profile(deleted);
     Accumulator(0) = -5.0;
@@ -307,13 +307,13 @@ TEST_F(zeStatMatcherTest, OneProfileAloneScoresOneForAnyBagThatIsNotEmpty) {
     EXPECT_EQ(Score(*make_bag({{"u", 1.0}}), 0), 0.0);
 }
 
-TEST_F(zeStatMatcherTest, AnEmptyAccumulatorScoresAHalf) {
+TEST_F(zeStatMatcherTest, EmptyAccumulatorScoresAHalf) {
     EXPECT_EQ(Score(*make_bag({{"u", 1.0}}), 0), 0.5);
 }
 
-// The accumulator is 6 and the bag's total 4. atan(1) is a quarter of pi;
-// atan(pi) was summed as the series of pi / 2 - atan(1 / pi).
-TEST_F(zeStatMatcherTest, SquashesTheScaledAndShiftedAccumulator) {
+// The accumulator is 6 and the bag's total 4. atan(1) is pi / 4. atan(pi) was computed by hand as
+// pi / 2 - atan(1 / pi), with the series of atan.
+TEST_F(zeStatMatcherTest, AccumulatorIsScaledShiftedAndSquashed) {
     struct Row {
         const char* rule;
         double M;
@@ -338,7 +338,7 @@ TEST_F(zeStatMatcherTest, SquashesTheScaledAndShiftedAccumulator) {
 
 // Classifying.
 
-TEST_F(zeStatMatcherTest, AddsEachCategoryInTheOrderOfItsIndex) {
+TEST_F(zeStatMatcherTest, CategoriesAreAddedInTheOrderOfTheirIndices) {
     zeResult_set results = Classify(MessageBuilder().bag({{"x", 1.0}, {"y", 3.0}}));
 
     ASSERT_EQ(results.results.size(), 2U);
@@ -350,7 +350,7 @@ TEST_F(zeStatMatcherTest, AddsEachCategoryInTheOrderOfItsIndex) {
     EXPECT_EQ(Accumulator(1), 0.0);
 }
 
-TEST_F(zeStatMatcherTest, MarksTheResultsAsNeitherSortedNorUnique) {
+TEST_F(zeStatMatcherTest, ResultsAreMarkedAsUnsortedAndNotDeduplicated) {
     zeResult_set results(0.0, -1);
     results.sorted = true;
     results.deduplicated = true;
@@ -361,7 +361,7 @@ TEST_F(zeStatMatcherTest, MarksTheResultsAsNeitherSortedNorUnique) {
     EXPECT_FALSE(results.deduplicated);
 }
 
-TEST_F(zeStatMatcherTest, LeavesTheMarksAloneIfNothingIsAdded) {
+TEST_F(zeStatMatcherTest, MarksAreKeptIfNothingIsAdded) {
     zeResult_set results(0.99, -1);
     results.sorted = true;
     results.deduplicated = true;
@@ -373,7 +373,7 @@ TEST_F(zeStatMatcherTest, LeavesTheMarksAloneIfNothingIsAdded) {
     EXPECT_TRUE(results.deduplicated);
 }
 
-TEST_F(zeStatMatcherTest, LeavesResultsAloneWithoutABag) {
+TEST_F(zeStatMatcherTest, ResultsAreUnchangedWithoutABag) {
     zeResult_set results(0.0, -1);
     results.add(&m_root, 0.25);
 
@@ -382,18 +382,18 @@ TEST_F(zeStatMatcherTest, LeavesResultsAloneWithoutABag) {
     EXPECT_EQ(results.results.size(), 1U);
 }
 
-TEST_F(zeStatMatcherTest, AddsNothingForAnEmptyBag) {
+TEST_F(zeStatMatcherTest, EmptyBagAddsNothing) {
     EXPECT_THAT(Classify(MessageBuilder().bag({})).results, IsEmpty());
 }
 
-TEST_F(zeStatMatcherTest, ReadsTheActiveSlot) {
+TEST_F(zeStatMatcherTest, ActiveSlotIsRead) {
     zeResult_set results =
         Classify(MessageBuilder().bag({{"u", 1.0}}).bag_at(1, {{"x", 1.0}}).active(1));
 
     EXPECT_EQ(results.results.at(0).score, squash(1.0));
 }
 
-TEST_F(zeStatMatcherTest, ClipsTheBag) {
+TEST_F(zeStatMatcherTest, BagIsClipped) {
     m_storage.m_clip_value = 2.0;
 
     zeResult_set results = Classify(MessageBuilder().bag({{"x", 10.0}, {"u", 1.0}, {"v", 1.0}}));
@@ -401,7 +401,7 @@ TEST_F(zeStatMatcherTest, ClipsTheBag) {
     EXPECT_EQ(results.results.at(0).score, squash(0.5));
 }
 
-TEST_F(zeStatMatcherTest, AddsAScoreAtTheThresholdOnlyAboveZero) {
+TEST_F(zeStatMatcherTest, ScoreAtTheThresholdIsAddedOnlyAboveZero) {
     struct Row {
         const char* rule;
         double threshold;
@@ -418,11 +418,11 @@ TEST_F(zeStatMatcherTest, AddsAScoreAtTheThresholdOnlyAboveZero) {
         EXPECT_EQ(Classify(MessageBuilder().bag({{"u", 1.0}}), row.threshold).results.size(),
                   row.count);
     }
-    m_storage.m_activation_total = 5;  // Now both score 0.
+    m_storage.m_activation_total = 5;  // Now both categories score 0.
     EXPECT_THAT(Classify(MessageBuilder().bag({{"u", 1.0}}), 0.0).results, IsEmpty());
 }
 
-TEST_F(zeStatMatcherTest, AppliesTheNodesThresholdsToTheProductIfAsked) {
+TEST_F(zeStatMatcherTest, NodesThresholdsApplyToTheProductIfRequested) {
     struct Row {
         const char* rule;
         double node_threshold;
@@ -447,20 +447,21 @@ TEST_F(zeStatMatcherTest, AppliesTheNodesThresholdsToTheProductIfAsked) {
 
         EXPECT_EQ(results.results.size(), row.count);
         EXPECT_EQ(results.results.back().node, &m_b);
-        EXPECT_EQ(results.results.back().score, 0.5);  // the node's score is not multiplied in
+        // the result is not multiplied by the node's score
+        EXPECT_EQ(results.results.back().score, 0.5);
         EXPECT_EQ(Accumulator(0), 0.0);
     }
 }
 
-TEST_F(zeStatMatcherTest, ResetsAccumulatorsOfCategoriesThatAreLeftOut) {
+TEST_F(zeStatMatcherTest, AccumulatorsOfCategoriesThatAreLeftOutAreReset) {
     Classify(MessageBuilder().bag({{"x", 1.0}, {"y", 1.0}}), 2.0);
 
     EXPECT_EQ(Accumulator(0), 0.0);
     EXPECT_EQ(Accumulator(1), 0.0);
 }
 
-// The bag's total and the accumulator of b are both beyond range, and their quotient is no number.
-TEST_F(zeStatMatcherTest, LeavesOutACategoryWhoseScoreIsNoNumber) {
+// The bag's total and the accumulator of b are both infinite, so their quotient is NaN.
+TEST_F(zeStatMatcherTest, CategoryWhoseScoreIsNaNIsLeftOut) {
     for (const bool use_likelihood : {false, true}) {
         if (use_likelihood) {
             UseLikelihood();
@@ -480,7 +481,7 @@ TEST_F(zeStatMatcherTest, LeavesOutACategoryWhoseScoreIsNoNumber) {
     }
 }
 
-TEST_F(zeStatMatcherTest, LeavesOutAProfileThatHasLostItsNode) {
+TEST_F(zeStatMatcherTest, ProfileWithoutItsNodeIsLeftOut) {
     std::map<zeNode*, zeNode*> replacement = {{&m_root, &m_root}, {&m_b, &m_b}};
     m_matcher.global_replace(replacement);
     ASSERT_EQ(m_storage.profile(0).m_node, nullptr);
@@ -498,7 +499,7 @@ TEST_F(zeStatMatcherTest, LeavesOutAProfileThatHasLostItsNode) {
     }
 }
 
-TEST_F(zeStatMatcherTest, MakesRoomForMoreChildrenThanThereAreProfiles) {
+TEST_F(zeStatMatcherTest, RoomIsReservedForMoreChildrenThanProfiles) {
     std::array<zeNode, 5> children = {zeNode(term("c")), zeNode(term("d")), zeNode(term("e")),
                                       zeNode(term("f")), zeNode(term("g"))};
     for (zeNode& child : children) {
@@ -510,7 +511,7 @@ TEST_F(zeStatMatcherTest, MakesRoomForMoreChildrenThanThereAreProfiles) {
     EXPECT_GE(results.results.capacity(), 5U);
 }
 
-TEST_F(zeStatMatcherTest, MakesNoRoomWithoutANode) {
+TEST_F(zeStatMatcherTest, NoRoomIsReservedWithoutANode) {
     m_matcher.m_node = nullptr;
     zeResult_set results(2.0, -1);
 
@@ -519,7 +520,7 @@ TEST_F(zeStatMatcherTest, MakesNoRoomWithoutANode) {
     EXPECT_EQ(results.results.capacity(), 0U);
 }
 
-TEST_F(zeStatMatcherTest, MakesRoomForItsChildren) {
+TEST_F(zeStatMatcherTest, RoomIsReservedForTheChildren) {
     GiveWeights();
     m_matcher.feed(m_storage, true);
     zeResult_set results(2.0, -1);
@@ -529,7 +530,7 @@ TEST_F(zeStatMatcherTest, MakesRoomForItsChildren) {
     EXPECT_GE(results.results.capacity(), 2U);
 }
 
-TEST_F(zeStatMatcherTest, ClassifiesWithoutANode) {
+TEST_F(zeStatMatcherTest, MatcherWithoutANodeClassifies) {
     m_matcher.m_node = nullptr;
 
     EXPECT_EQ(Classify(MessageBuilder().bag({{"x", 1.0}})).results.size(), 2U);

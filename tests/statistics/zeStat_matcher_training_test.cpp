@@ -1,4 +1,4 @@
-// A matcher that trains, as the manager makes it.
+// Training of a matcher, as the manager makes it.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <algorithm>
@@ -41,7 +41,7 @@ protected:
         return dynamic_cast<zeStat_matcher&>(*m_manager.GetRootClassifier());
     }
 
-    // The table as a list in order: a concept, a profile's index and its weight there.
+    // The table as an ordered list: concept, index of a profile, and weight.
     std::vector<std::tuple<std::string, int, float>> Table() {
         std::vector<std::tuple<std::string, int, float>> rows;
         for (const auto& [known, pairs] : Matcher().m_table) {
@@ -68,7 +68,7 @@ protected:
     Small_corpus m_corpus;
 };
 
-TEST_F(zeStatMatcherTrainingTest, CountsAndCompiles) {
+TEST_F(zeStatMatcherTrainingTest, TrainingCountsAndCompiles) {
     const Trace_capture trace;
 
     Matcher().train(m_corpus.view);
@@ -85,7 +85,7 @@ TEST_F(zeStatMatcherTrainingTest, CountsAndCompiles) {
 }
 
 // Three messages and two profiles: five polls.
-TEST_F(zeStatMatcherTrainingTest, CanBeInterruptedAtEveryPollAndTrainedAnew) {
+TEST_F(zeStatMatcherTrainingTest, TrainingInterruptedAtAnyPollCanBeRepeated) {
     Matcher().train(m_corpus.view);
     const std::vector<double> expected = Scores();
     for (int poll = 1; poll <= 5; ++poll) {
@@ -105,7 +105,7 @@ TEST_F(zeStatMatcherTrainingTest, CanBeInterruptedAtEveryPollAndTrainedAnew) {
     }
 }
 
-TEST_F(zeStatMatcherTrainingTest, AsksNoOftenerThanThereAreMessagesAndProfiles) {
+TEST_F(zeStatMatcherTrainingTest, ThereIsOnePollForEachMessageAndProfile) {
     Interrupt_at progress(6);
     m_manager.m_progress = &progress;
 
@@ -114,7 +114,7 @@ TEST_F(zeStatMatcherTrainingTest, AsksNoOftenerThanThereAreMessagesAndProfiles) 
     EXPECT_EQ(progress.polls, 5);
 }
 
-TEST_F(zeStatMatcherTrainingTest, KeepsTheOldTableIfSelectionIsInterrupted) {
+TEST_F(zeStatMatcherTrainingTest, InterruptedSelectionKeepsTheOldTable) {
     Matcher().train(m_corpus.view);
     const std::vector<double> expected = Scores();
     Interrupt_at progress(1);
@@ -126,8 +126,8 @@ TEST_F(zeStatMatcherTrainingTest, KeepsTheOldTableIfSelectionIsInterrupted) {
     EXPECT_EQ(m_manager.m_root->m_children.size(), 2U);
 }
 
-// Weights of the profiles before the interruption must not pass for a whole selection.
-TEST_F(zeStatMatcherTrainingTest, SelectsAnewAfterAnInterruptedSelection) {
+// The weights of the profiles before the interruption must not be taken as a complete selection.
+TEST_F(zeStatMatcherTrainingTest, InterruptedSelectionIsRepeated) {
     Matcher().train(m_corpus.view);
     const auto table = Table();
     const std::vector<double> scores = Scores();
@@ -147,7 +147,7 @@ TEST_F(zeStatMatcherTrainingTest, SelectsAnewAfterAnInterruptedSelection) {
 }
 
 // Three polls of counting come before the two of selection.
-TEST_F(zeStatMatcherTrainingTest, CompilesWhatTrainingHasCountedBeforeItsSelectionBroke) {
+TEST_F(zeStatMatcherTrainingTest, MessagesCountedBeforeAnInterruptedSelectionAreCompiled) {
     Matcher().train(m_corpus.view);
     const auto table = Table();
     const std::vector<double> scores = Scores();

@@ -1,4 +1,4 @@
-// A model that was saved and read goes on to the last bit as one that never was.
+// A model that was saved and read continues exactly, to the last bit, like one that was not saved.
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -20,7 +20,7 @@ namespace {
 
 using Messages = std::vector<Slow_message>;
 
-// What a matcher says of one message: a score for each category, then each score without each
+// The results of a matcher for one message: a score for each category, then each score without each
 // concept.
 std::vector<double> answers_of(zeStat_matcher& matcher, zeMsg& msg) {
     std::vector<double> answers;
@@ -45,7 +45,7 @@ std::vector<double> answers_of(zeStat_matcher& matcher, zeMsg& msg) {
     return answers;
 }
 
-// A container of one classifier.
+// A container with one classifier.
 class Container {
 public:
     Container() = default;
@@ -95,7 +95,7 @@ public:
         return answers;
     }
 
-    // All of the model but the table, which the answers show.
+    // The model's record. The table is not in it, but the answers depend on the table.
     std::string Model() { return dumped(*Matcher().m_storage); }
 
     zeStat_matcher& Matcher() {
@@ -130,7 +130,7 @@ private:
 
 // Settings of all kinds, with bounds that learning reaches.
 zeDefaults settings_of(unsigned int seed) {
-    constexpr unsigned int kStep = 7919;  // has no divisor in common with the number of them
+    constexpr unsigned int kStep = 7919;  // no common divisor with the number of combinations
     zeDefaults settings =
         likelihood_comparison::combination(seed * kStep % likelihood_comparison::kCombinations);
     settings.use_likelihood_in_train = seed % 5 != 0;
@@ -142,7 +142,7 @@ zeDefaults settings_of(unsigned int seed) {
     return settings;
 }
 
-// 36 messages, which differ from batch to batch.
+// 36 messages, different in each batch.
 Messages batch(unsigned int seed, unsigned int number) {
     return likelihood_comparison::messages_of(10 * seed + number);
 }
@@ -164,7 +164,7 @@ class zeStatModelRoundTripTest : public testing::TestWithParam<unsigned int> {
 protected:
     zeStatModelRoundTripTest() { begin(m_never_saved, GetParam()); }
 
-    // Another container of the same history, saved and read.
+    // Makes a container with the same history, and saves and reads it.
     void SaveAndRead(bool is_compact) {
         Container saved(settings_of(GetParam()));
         begin(saved, GetParam());
@@ -180,27 +180,27 @@ protected:
     Container m_read;
 };
 
-TEST_P(zeStatModelRoundTripTest, NothingOfTheModelIsLost) {
+TEST_P(zeStatModelRoundTripTest, NoPartOfTheModelIsLost) {
     SaveAndRead(false);
 
     EXPECT_EQ(m_read.Model(), m_never_saved.Model());
     EXPECT_EQ(m_read.Matcher().m_avg_likelihood, m_never_saved.Matcher().m_avg_likelihood);
 }
 
-TEST_P(zeStatModelRoundTripTest, ScoresAndExplanationsStay) {
+TEST_P(zeStatModelRoundTripTest, ScoresAndExplanationsAreTheSame) {
     SaveAndRead(false);
 
     ExpectSameAnswers();
 }
 
-TEST_P(zeStatModelRoundTripTest, ACompactModelAnswersAlike) {
+TEST_P(zeStatModelRoundTripTest, CompactModelAnswersTheSame) {
     SaveAndRead(true);
 
     EXPECT_TRUE(m_read.Matcher().m_storage->m_concept_infos.empty());
     ExpectSameAnswers();
 }
 
-TEST_P(zeStatModelRoundTripTest, TrainingGoesOnAsIfNothingHadHappened) {
+TEST_P(zeStatModelRoundTripTest, TrainingContinuesAsWithoutASave) {
     SaveAndRead(false);
 
     go_on(m_read, GetParam());
@@ -210,7 +210,7 @@ TEST_P(zeStatModelRoundTripTest, TrainingGoesOnAsIfNothingHadHappened) {
     ExpectSameAnswers();
 }
 
-TEST_P(zeStatModelRoundTripTest, ASecondSaveHasTheSameBytes) {
+TEST_P(zeStatModelRoundTripTest, SecondSaveHasTheSameBytes) {
     SaveAndRead(false);
     Container again;
 
@@ -222,7 +222,7 @@ TEST_P(zeStatModelRoundTripTest, ASecondSaveHasTheSameBytes) {
 
 INSTANTIATE_TEST_SUITE_P(Seeds, zeStatModelRoundTripTest, testing::Range(0U, 40U));
 
-TEST(zeStatModelRoundTripOfLittleTest, AnUntrainedModelIsReadAndTrained) {
+TEST(zeStatModelRoundTripOfLittleTest, UntrainedModelIsReadAndTrained) {
     const zeDefaults settings = settings_of(1);
     Container never_saved(settings);
     Container read;

@@ -1,5 +1,5 @@
-// Damaged records of statistical models and classifiers: refused, or read as a model that can be
-// put to every use.
+// Damaged records of statistical models and classifiers: they are refused, or read as a model that
+// can be used in every way.
 #include <memory>
 #include <string>
 
@@ -25,7 +25,7 @@ Small_corpus corpus_for(const Stored_model& model) {
     return corpus;
 }
 
-// Everything that the documents name for a record that is not sound.
+// Runs a load. It may raise the errors that the documents list for a damaged record.
 template <class Load>
 std::string told(Load load) {
     try {
@@ -46,7 +46,7 @@ std::string told(Load load) {
     }
 }
 
-// Reads a model, in a container of two categories, uses it, and gives what has become of it.
+// Reads a model in a container of two categories, uses it, and returns its record afterwards.
 std::string reload_storage(SegBuf& record, unsigned int start) {
     Stored_model model;
     return told([&] {
@@ -61,7 +61,7 @@ std::string reload_storage(SegBuf& record, unsigned int start) {
     });
 }
 
-// The same for a classifier whose model is sound.
+// The same for a classifier whose model is not damaged.
 std::string reload_matcher(SegBuf& record, unsigned int start) {
     static const qtPtr<qtBuffer> package = Stored_matcher::package_with_model();
     Stored_matcher model(package);
@@ -75,7 +75,7 @@ std::string reload_matcher(SegBuf& record, unsigned int start) {
     });
 }
 
-// Puts the ends of all ranges, infinities and what is no number in every place.
+// Puts the ends of all ranges, infinities and NaN at every position.
 void expect_extremes_are_safe(const std::string& bytes, Reload reload) {
     for (std::size_t position = 0; position < bytes.size(); ++position) {
         for (const char* extreme :
@@ -93,26 +93,26 @@ void expect_extremes_are_safe(const std::string& bytes, Reload reload) {
     }
 }
 
-TEST(zeStatStorageDamageTest, TheWholeRecordIsLoadedAndUsed) {
+TEST(zeStatStorageDamageTest, UndamagedRecordIsLoadedAndUsed) {
     SegBuf record = record_of(stored_model::whole());
 
     EXPECT_GT(reload_storage(record, 0).size(), stored_model::kIndexAt);
 }
 
-TEST(zeStatStorageDamageTest, ARecordThatEndsIsNotLoaded) {
+TEST(zeStatStorageDamageTest, RecordThatEndsEarlyIsNotLoaded) {
     expect_prefixes_raise(stored_model::whole(), reload_storage);
 }
 
-TEST(zeStatStorageDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
+TEST(zeStatStorageDamageTest, CutRecordRaisesOrLoadsAsIfZerosFollowed) {
     expect_cuts_are_safe_at(SegBuf::kSegmentSize - 700, stored_model::whole(), reload_storage);
     expect_cuts_are_safe_at(0, stored_model::whole(), reload_storage);
 }
 
-TEST(zeStatStorageDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
+TEST(zeStatStorageDamageTest, ChangedByteRaisesOrLeavesAUsableModel) {
     expect_changes_are_safe(stored_model::whole(), reload_storage);
 }
 
-TEST(zeStatStorageDamageTest, AChangedByteOfACompactRecordRaisesOrLoadsWhatItSays) {
+TEST(zeStatStorageDamageTest, ChangedByteOfACompactRecordRaisesOrLeavesAUsableModel) {
     expect_changes_are_safe(stored_model::whole({.is_compact = true}), reload_storage);
 }
 
@@ -120,21 +120,21 @@ TEST(zeStatStorageDamageTest, ExtremesRaiseOrAreLoadedAndUsed) {
     expect_extremes_are_safe(stored_model::whole(), reload_storage);
 }
 
-TEST(zeStatMatcherDamageTest, TheWholeRecordIsLoadedAndUsed) {
+TEST(zeStatMatcherDamageTest, UndamagedRecordIsLoadedAndUsed) {
     SegBuf record = record_of(stored_matcher::whole_matcher());
 
     EXPECT_GT(reload_matcher(record, 0).size(), stored_model::kIndexAt);
 }
 
-TEST(zeStatMatcherDamageTest, ARecordThatEndsIsNotLoaded) {
+TEST(zeStatMatcherDamageTest, RecordThatEndsEarlyIsNotLoaded) {
     expect_prefixes_raise(stored_matcher::whole_matcher(), reload_matcher);
 }
 
-TEST(zeStatMatcherDamageTest, ACutRecordRaisesOrLoadsWhatIsThere) {
+TEST(zeStatMatcherDamageTest, CutRecordRaisesOrLoadsAsIfZerosFollowed) {
     expect_cuts_are_safe(stored_matcher::whole_matcher(), reload_matcher);
 }
 
-TEST(zeStatMatcherDamageTest, AChangedByteRaisesOrLoadsWhatItSays) {
+TEST(zeStatMatcherDamageTest, ChangedByteRaisesOrLeavesAUsableClassifier) {
     expect_changes_are_safe(stored_matcher::whole_matcher(), reload_matcher);
 }
 

@@ -1,4 +1,4 @@
-// What a statistical model writes and reads, byte by byte.
+// The record of a statistical model, byte by byte.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <cstddef>
@@ -28,12 +28,12 @@ class zeStatStorageRecordsTest : public testing::Test {
 protected:
     zeStatStorageRecordsTest() { m_model.fill(); }
 
-    // The record behind the id.
+    // The record after the id.
     std::string Dumped() { return dumped(*m_model.storage).substr(4); }
 
     void ExpectDump(const std::string& expected) { EXPECT_EQ(to_hex(Dumped()), to_hex(expected)); }
 
-    // The record that a model read from this one has.
+    // Reads a model from this record and returns the record that the model writes.
     std::string Reloaded(const std::string& bytes) {
         return dumped(m_model.loaded(bytes)).substr(4);
     }
@@ -43,7 +43,7 @@ protected:
                         {what});
     }
 
-    // The whole record with other bytes at a place.
+    // The whole record with other bytes at a position.
     static std::string WholeWith(std::size_t position, std::string_view hex) {
         const std::string bytes = from_hex(hex);
         return whole().replace(position, bytes.size(), bytes);
@@ -54,7 +54,7 @@ protected:
 
 // Dump.
 
-TEST_F(zeStatStorageRecordsTest, HasTheFieldsInTheOrderOfTheRecord) {
+TEST_F(zeStatStorageRecordsTest, RecordHasTheFieldsInOrder) {
     EXPECT_EQ(to_hex(dumped(*m_model.storage)), kId + (" " + to_hex(whole())));
 }
 
@@ -62,8 +62,8 @@ TEST_F(zeStatStorageRecordsTest, EveryFieldIsReadBack) {
     EXPECT_EQ(to_hex(Reloaded(whole())), to_hex(whole()));
 }
 
-// What an empty model has is settings and three counts of 0.
-TEST_F(zeStatStorageRecordsTest, AnEmptyModelIsItsSettings) {
+// The record of an empty model is its settings and three counts of 0.
+TEST_F(zeStatStorageRecordsTest, EmptyModelIsItsSettings) {
     m_model.storage->clear();
 
     const std::string bytes = Dumped();
@@ -73,7 +73,7 @@ TEST_F(zeStatStorageRecordsTest, AnEmptyModelIsItsSettings) {
     EXPECT_EQ(to_hex(Reloaded(bytes)), to_hex(bytes));
 }
 
-TEST_F(zeStatStorageRecordsTest, TheOrderOfEnteringShowsInNoByte) {
+TEST_F(zeStatStorageRecordsTest, OrderOfInsertionDoesNotChangeTheBytes) {
     m_model.storage->clear();
     m_model.fill();
     for (auto* const table :
@@ -93,7 +93,7 @@ TEST_F(zeStatStorageRecordsTest, WaitingWeightsAreNotWritten) {
     EXPECT_TRUE(m_model.loaded(whole()).profile(0).m_weights.empty());
 }
 
-TEST_F(zeStatStorageRecordsTest, CompactFormHasNothingThatOnlyTrainingNeeds) {
+TEST_F(zeStatStorageRecordsTest, CompactFormLacksTheDataOnlyForTraining) {
     m_model.manager.m_io->m_compact = true;
 
     ExpectDump(whole({.is_compact = true}));
@@ -117,7 +117,7 @@ TEST_F(zeStatStorageRecordsTest, CompactFormIsReadAsAModelWithoutConceptsAndBins
     EXPECT_EQ(loaded.profile(0).m_likelihood[29], 0.75);
 }
 
-TEST_F(zeStatStorageRecordsTest, WithoutAContainersFileTheFormIsFull) {
+TEST_F(zeStatStorageRecordsTest, FormIsFullWithoutAContainersFile) {
     m_model.manager.m_io = qtPtrLight<zeIO>();
     ExpectDump(whole());
 
@@ -149,8 +149,8 @@ TEST_F(zeStatStorageRecordsTest, NormalisationIsStoredInverted) {
     EXPECT_TRUE(m_model.loaded(whole()).m_use_normalization);
 }
 
-// One flag turned at a time, so that no two can stand in each other's place.
-TEST_F(zeStatStorageRecordsTest, EachFlagHasAByteOfItsOwn) {
+// The test changes one flag at a time, so it would notice if two were exchanged.
+TEST_F(zeStatStorageRecordsTest, EachFlagHasItsOwnByte) {
     const struct {
         bool zeStat_storage::*flag;
         std::size_t position;
@@ -174,7 +174,7 @@ TEST_F(zeStatStorageRecordsTest, EachFlagHasAByteOfItsOwn) {
     }
 }
 
-// A slot without a profile is nobody's.
+// A slot without a profile belongs to no category.
 TEST_F(zeStatStorageRecordsTest, EmptySlotsAreSkipped) {
     m_model.storage->m_profiles.push_back(nullptr);
 
@@ -182,13 +182,13 @@ TEST_F(zeStatStorageRecordsTest, EmptySlotsAreSkipped) {
     m_model.storage->m_profiles.pop_back();
 }
 
-TEST_F(zeStatStorageRecordsTest, ACategoryWithoutANodeIsNotWritten) {
+TEST_F(zeStatStorageRecordsTest, CategoryWithoutANodeIsNotWritten) {
     m_model.storage->profile(1).m_node = nullptr;
 
     EXPECT_ASSERTS(Dumped(), "p.m_cat");
 }
 
-TEST_F(zeStatStorageRecordsTest, AProfileIsWrittenByItself) {
+TEST_F(zeStatStorageRecordsTest, SingleProfileIsWritten) {
     SegBuf record;
     Hio<HSegment> io(new HSegment(record, 'w'));
 
@@ -199,7 +199,7 @@ TEST_F(zeStatStorageRecordsTest, AProfileIsWrittenByItself) {
 
 // Load.
 
-TEST_F(zeStatStorageRecordsTest, TakesEveryByteButZeroAsTrue) {
+TEST_F(zeStatStorageRecordsTest, EveryNonZeroByteIsTrue) {
     const std::string bytes =
         WholeWith(stored_model::kMarkerAt, "80").replace(0, 1, "\x40").replace(3, 1, "\xff");
 
@@ -210,8 +210,8 @@ TEST_F(zeStatStorageRecordsTest, TakesEveryByteButZeroAsTrue) {
     EXPECT_EQ(loaded.m_weaken_small_cats_factor, 9.5);
 }
 
-// The older form has eight bytes of no meaning where the factor stands.
-TEST_F(zeStatStorageRecordsTest, OlderFormHasNoFactorAndTheRestBehindIt) {
+// In the older form, the eight bytes of the factor have no meaning.
+TEST_F(zeStatStorageRecordsTest, OlderFormIsReadWithoutTheFactor) {
     zeStat_storage& loaded = m_model.loaded(WholeWith(stored_model::kMarkerAt, "00"));
 
     EXPECT_EQ(loaded.m_weaken_small_cats_factor, 0.0);
@@ -219,20 +219,20 @@ TEST_F(zeStatStorageRecordsTest, OlderFormHasNoFactorAndTheRestBehindIt) {
               to_hex(WholeWith(stored_model::kMarkerAt + 1, "00 00")));
 }
 
-TEST_F(zeStatStorageRecordsTest, IgnoresReservedBytes) {
+TEST_F(zeStatStorageRecordsTest, ReservedBytesAreIgnored) {
     std::string bytes = whole();
     for (std::size_t i = 0; i < stored_model::kReservedSize; ++i) {
         bytes[stored_model::kReservedAt + i] = '\x55';
     }
     const std::size_t first_profile =
         stored_model::kIndexAt + index_of_profiles({}).size() + concept_infos({}).size() + 4;
-    // 45 bytes stand before the two that a profile keeps free.
+    // 45 bytes come before the two unused ones of a profile.
     bytes.replace(first_profile + 45, 2, "\x55\x55");
 
     EXPECT_EQ(to_hex(Reloaded(bytes)), to_hex(whole()));
 }
 
-TEST_F(zeStatStorageRecordsTest, ReplacesWhatTheModelHeld) {
+TEST_F(zeStatStorageRecordsTest, LoadReplacesTheModel) {
     zeNode* const other = m_model.leaf("other");
     bool added = false;
     m_model.storage->get_or_add_profile(other, added);
@@ -244,7 +244,7 @@ TEST_F(zeStatStorageRecordsTest, ReplacesWhatTheModelHeld) {
     EXPECT_TRUE(m_model.storage->end(m_model.storage->get_profile(other)));
 }
 
-TEST_F(zeStatStorageRecordsTest, TablesHaveTheRoomOfNewOnes) {
+TEST_F(zeStatStorageRecordsTest, LoadedTablesHaveTheCapacityOfNewOnes) {
     zeStat_storage& loaded = m_model.loaded(whole());
 
     EXPECT_GE(loaded.profile(0).m_Ps.bucket_count(), kInitialBuckets);
@@ -252,7 +252,7 @@ TEST_F(zeStatStorageRecordsTest, TablesHaveTheRoomOfNewOnes) {
     EXPECT_GE(loaded.m_concept_infos.bucket_count(), kInitialBuckets);
 }
 
-TEST_F(zeStatStorageRecordsTest, AShorterTableIsFilledUpWithZeros) {
+TEST_F(zeStatStorageRecordsTest, ShorterTableIsFilledWithZeros) {
     const Form form;
     const std::string one_bin = from_hex("00 00 00 01") + real("3f c0");
     std::string profile = profile_of_a(form);
@@ -266,7 +266,7 @@ TEST_F(zeStatStorageRecordsTest, AShorterTableIsFilledUpWithZeros) {
     EXPECT_EQ(loaded.profile(1).m_likelihood[29], 0.0);
 }
 
-TEST_F(zeStatStorageRecordsTest, ALongerTableIsRefused) {
+TEST_F(zeStatStorageRecordsTest, LongerTableIsRefused) {
     const Form form;
     std::string profile = profile_of_a(form);
     profile.replace(profile.size() - 8 - 244, 4, from_hex("00 00 00 1f"));
@@ -275,14 +275,14 @@ TEST_F(zeStatStorageRecordsTest, ALongerTableIsRefused) {
                    "sz <= Zandrel::LIKELIHOOD_SIZE");
 }
 
-TEST_F(zeStatStorageRecordsTest, TheIndexNeedsTheNodes) {
+TEST_F(zeStatStorageRecordsTest, IndexNeedsTheNodes) {
     for (const char* reference : {"00 00 00 00", "00 00 00 63"}) {
         SCOPED_TRACE(reference);
         EXPECT_ASSERTS(m_model.loaded(WholeWith(stored_model::kIndexAt + 4, reference)), "cat");
     }
 }
 
-TEST_F(zeStatStorageRecordsTest, AProfileNeedsItsNode) {
+TEST_F(zeStatStorageRecordsTest, ProfileNeedsItsNode) {
     for (const char* reference : {"00 00 00 00", "00 00 00 63"}) {
         SCOPED_TRACE(reference);
         const Form form;
@@ -292,16 +292,16 @@ TEST_F(zeStatStorageRecordsTest, AProfileNeedsItsNode) {
     }
 }
 
-// Damage that a reader must not let through.
+// Damage that a reader must refuse.
 
-TEST_F(zeStatStorageRecordsTest, RefusesSettingsThatNoModelHas) {
+TEST_F(zeStatStorageRecordsTest, ImpossibleSettingsAreRefused) {
     const struct {
         std::size_t position;
         const char* bytes;
     } rows[] = {
         {stored_model::kNumMsgsAt, "ff ff ff ff"},    {stored_model::kNumMsgsAt, "80 00 00 00"},
         {stored_model::kResolutionAt, "00 00 00 00"}, {stored_model::kResolutionAt, "ff ff ff ff"},
-        {stored_model::kResolutionAt, "00 88 88 89"},  // 8947849 times 480 bytes are over 4 GiB
+        {stored_model::kResolutionAt, "00 88 88 89"},  // 8947849 * 480 bytes are more than 4 GiB
         {stored_model::kResolutionAt, "7f ff ff ff"},
     };
 
@@ -311,7 +311,7 @@ TEST_F(zeStatStorageRecordsTest, RefusesSettingsThatNoModelHas) {
     }
 }
 
-TEST_F(zeStatStorageRecordsTest, TakesTheGreatestNumbers) {
+TEST_F(zeStatStorageRecordsTest, GreatestNumbersAreAccepted) {
     EXPECT_EQ(m_model.loaded(WholeWith(stored_model::kNumMsgsAt, "7f ff ff ff")).m_num_msgs,
               0x7fffffff);
     EXPECT_EQ(m_model.loaded(WholeWith(stored_model::kResolutionAt, "00 88 88 88"))
@@ -320,7 +320,7 @@ TEST_F(zeStatStorageRecordsTest, TakesTheGreatestNumbers) {
 }
 
 // The profile of a ends with the counts of its bins and of its concepts, both 0.
-TEST_F(zeStatStorageRecordsTest, RefusesAHistogramOfAnotherResolution) {
+TEST_F(zeStatStorageRecordsTest, HistogramOfAnotherResolutionIsRefused) {
     const Form form;
     for (const std::size_t bin_count : {30U, 90U}) {
         SCOPED_TRACE(bin_count);
@@ -334,7 +334,7 @@ TEST_F(zeStatStorageRecordsTest, RefusesAHistogramOfAnotherResolution) {
     }
 }
 
-TEST_F(zeStatStorageRecordsTest, RefusesAnIndexThatDoesNotFitTheProfiles) {
+TEST_F(zeStatStorageRecordsTest, IndexThatDoesNotFitTheProfilesIsRefused) {
     const Form form;
     const std::string a = from_hex("00 00 00 01 00 00 00 01");
     const std::string bb = from_hex("00 00 00 02 00 00 00 00");
@@ -366,7 +366,7 @@ TEST_F(zeStatStorageRecordsTest, IndexOutsideOfTheProfilesIsRefused) {
 
     for (const char* index : {"00 00 00 02", "ff ff ff ff", "7f ff ff ff", "80 00 00 00"}) {
         SCOPED_TRACE(index);
-        Stored_model model;  // whose next object is 2
+        Stored_model model;  // its next object id is 2
         EXPECT_QTX_ARGS(
             model.loaded(settings(form) + from_hex("00 00 00 02 00 00 00 01") + from_hex(index) +
                          bb + concept_infos(form) + from_hex("00 00 00 02") + profile_of_bb(form) +
@@ -375,14 +375,14 @@ TEST_F(zeStatStorageRecordsTest, IndexOutsideOfTheProfilesIsRefused) {
     }
 }
 
-TEST_F(zeStatStorageRecordsTest, RefusesTwoProfilesOfOneCategory) {
+TEST_F(zeStatStorageRecordsTest, TwoProfilesOfOneCategoryAreRefused) {
     const Form form;
 
     ExpectDamaged(stored_model::whole_with(form, profile_of_bb(form) + profile_of_bb(form)),
                   "index of profiles");
 }
 
-TEST_F(zeStatStorageRecordsTest, RefusesAProfileOfLessThanNoMessages) {
+TEST_F(zeStatStorageRecordsTest, ProfileWithANegativeCountOfMessagesIsRefused) {
     const Form form;
     const std::string profile = profile_of_a(form).replace(12, 4, from_hex("ff ff ff ff"));
 
@@ -390,8 +390,9 @@ TEST_F(zeStatStorageRecordsTest, RefusesAProfileOfLessThanNoMessages) {
                   "messages of a profile");
 }
 
-// No list is longer than its record, whatever its count says; nothing is made for the rest.
-TEST_F(zeStatStorageRecordsTest, HoldsCountsAgainstTheRecord) {
+// A list cannot be longer than its record, whatever its count says. So no memory is allocated for
+// it.
+TEST_F(zeStatStorageRecordsTest, CountTooLargeForTheRecordIsRefused) {
     const Form form;
     const std::string many = from_hex("7f ff ff ff");
     const std::string head = settings(form) + index_of_profiles(form);
@@ -417,7 +418,7 @@ TEST_F(zeStatStorageRecordsTest, HoldsCountsAgainstTheRecord) {
     }
 }
 
-TEST_F(zeStatStorageRecordsTest, RaisesTheStreamsErrorWhereNothingIsLeft) {
+TEST_F(zeStatStorageRecordsTest, LoadOfACutRecordRaisesTheStreamsError) {
     EXPECT_SEGBUF_ERROR(m_model.loaded(""), qtxSegBuf::kLocateError);
 }
 

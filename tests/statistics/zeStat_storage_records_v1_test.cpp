@@ -1,4 +1,4 @@
-// Statistical models of version 1, whose records refer to nodes by their concepts.
+// Statistical models of file version 1, whose records refer to nodes by their concepts.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <string>
@@ -26,8 +26,8 @@ protected:
     Stored_model m_model;
 };
 
-// What version 1 does not store is 0; all else is what the same record of today says.
-TEST_F(zeStatStorageRecordsV1Test, HasNoAgesAndNoMatchValues) {
+// Values that version 1 does not store become 0. All others are as in the same record of today.
+TEST_F(zeStatStorageRecordsV1Test, AgesAndMatchValuesAreZero) {
     zeStat_storage& loaded = m_model.loaded(whole(kVersion1));
 
     m_model.fill();
@@ -47,8 +47,9 @@ TEST_F(zeStatStorageRecordsV1Test, CompactFormIsReadToo) {
     EXPECT_EQ(loaded.profile(0).m_M, 18.5);
 }
 
-// A category of several parents is one node for each of them: that of the classifier decides.
-TEST_F(zeStatStorageRecordsV1Test, TheClassifiersNodeDecidesBetweenPlacesOfACategory) {
+// A category with several parents has one node for each of them. The classifier's node decides
+// which one is used.
+TEST_F(zeStatStorageRecordsV1Test, ClassifiersNodeDecidesBetweenTheNodesOfACategory) {
     zeNode* const first_parent = m_model.leaf("first");
     zeNode* const second_parent = m_model.leaf("second");
     auto& tree = *m_model.manager.m_physical_tree;
@@ -65,13 +66,13 @@ TEST_F(zeStatStorageRecordsV1Test, TheClassifiersNodeDecidesBetweenPlacesOfACate
     EXPECT_EQ(second.get_profile(second.profile(0).m_node), 0);
 }
 
-TEST_F(zeStatStorageRecordsV1Test, NeedsTheCategories) {
+TEST_F(zeStatStorageRecordsV1Test, CategoriesMustBeInTheTree) {
     m_model.manager.m_physical_tree->m_v1_nodes.erase(term("a"));
 
     EXPECT_ASSERTS(m_model.loaded(whole(kVersion1)), "cat");
 }
 
-TEST_F(zeStatStorageRecordsV1Test, AProfileNeedsItsCategory) {
+TEST_F(zeStatStorageRecordsV1Test, ProfileNeedsItsCategory) {
     const std::string unknown = from_hex("00 00 00 02 7a 7a");
     const std::string profile =
         stored_model::profile_of_bb(kVersion1).replace(41, unknown.size(), unknown);

@@ -1,4 +1,4 @@
-// The settings of a storage, as they come from the defaults.
+// The settings of a storage, taken from the defaults.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <cstddef>
@@ -13,8 +13,8 @@
 
 namespace {
 
-// Every value differs from its default. The average limit is the lower one, so that the raising of
-// the average stays out of the way.
+// Each value differs from its default. The average limit is lower than the default's, so that the
+// rule that raises the average has no effect.
 zeDefaults other_settings() {
     zeDefaults other;
     other.use_new_ZC = false;
@@ -103,7 +103,7 @@ std::vector<Flag_row> flag_rows() {
     };
 }
 
-TEST_F(zeStatStorageTest, TakesAllSettingsFromTheDefaults) {
+TEST_F(zeStatStorageTest, AllSettingsAreTakenFromTheDefaults) {
     zeDefaults other = other_settings();
 
     zeStat_storage storage(nullptr, other);
@@ -112,7 +112,7 @@ TEST_F(zeStatStorageTest, TakesAllSettingsFromTheDefaults) {
     EXPECT_TRUE(settings_of(m_storage) == m_defaults);
 }
 
-TEST_F(zeStatStorageTest, AppliesEachFlagOfTheDefaultsAlone) {
+TEST_F(zeStatStorageTest, EachFlagAppliesOnlyItsSetting) {
     const zeDefaults other = other_settings();
     for (const Flag_row& row : flag_rows()) {
         SCOPED_TRACE(row.rule);
@@ -130,12 +130,12 @@ TEST_F(zeStatStorageTest, AppliesEachFlagOfTheDefaultsAlone) {
     }
 }
 
-TEST_F(zeStatStorageTest, KnowsAFlagForEachOfTwentyEightValues) {
+TEST_F(zeStatStorageTest, ThereIsAFlagForEachOfTwentyEightSettings) {
     EXPECT_EQ(flag_rows().size(), 28U);
     EXPECT_EQ(sizeof(zeSetDefaults), 28U);
 }
 
-TEST_F(zeStatStorageTest, AppliesAllFlagsAtOnce) {
+TEST_F(zeStatStorageTest, AllFlagsApplyAllSettings) {
     zeDefaults other = other_settings();
     zeSetDefaults flags = zeSetDefaults::all(true);
 
@@ -144,7 +144,7 @@ TEST_F(zeStatStorageTest, AppliesAllFlagsAtOnce) {
     EXPECT_TRUE(settings_of(m_storage) == other);
 }
 
-TEST_F(zeStatStorageTest, AppliesNothingWithoutFlags) {
+TEST_F(zeStatStorageTest, NoFlagsApplyNothing) {
     zeDefaults other = other_settings();
     zeSetDefaults flags = zeSetDefaults::all(false);
 
@@ -153,7 +153,7 @@ TEST_F(zeStatStorageTest, AppliesNothingWithoutFlags) {
     EXPECT_TRUE(settings_of(m_storage) == m_defaults);
 }
 
-TEST_F(zeStatStorageTest, RaisesAMaximumBelowTheAverageToIt) {
+TEST_F(zeStatStorageTest, MaximumBelowTheAverageIsRaisedToIt) {
     zeDefaults given;
     given.max_Rlimit = 40.0;
     zeSetDefaults flags;
@@ -165,7 +165,7 @@ TEST_F(zeStatStorageTest, RaisesAMaximumBelowTheAverageToIt) {
     EXPECT_EQ(m_storage.m_average_Rlimit, 100.0);
 }
 
-TEST_F(zeStatStorageTest, RaisesTheAverageToThatOfTheDefaultsWithoutItsFlag) {
+TEST_F(zeStatStorageTest, AverageIsRaisedToThatOfTheDefaultsWithoutItsFlag) {
     zeDefaults given;
     given.average_Rlimit = 300.0;
     zeSetDefaults flags;
@@ -175,7 +175,7 @@ TEST_F(zeStatStorageTest, RaisesTheAverageToThatOfTheDefaultsWithoutItsFlag) {
     EXPECT_EQ(m_storage.m_average_Rlimit, 300.0);
 }
 
-TEST_F(zeStatStorageTest, LeavesTheMaximumBelowAnAverageRaisedAfterIt) {
+TEST_F(zeStatStorageTest, MaximumStaysBelowAnAverageThatIsRaisedLater) {
     m_storage.m_max_Rlimit = 150.0;
     zeDefaults given;
     given.average_Rlimit = 300.0;
@@ -186,7 +186,7 @@ TEST_F(zeStatStorageTest, LeavesTheMaximumBelowAnAverageRaisedAfterIt) {
     EXPECT_EQ(m_storage.m_max_Rlimit, 150.0);
 }
 
-TEST_F(zeStatStorageTest, DoesNotLowerTheAverageWithoutItsFlag) {
+TEST_F(zeStatStorageTest, AverageIsNotLoweredWithoutItsFlag) {
     zeDefaults given;
     given.average_Rlimit = 60.0;
     zeSetDefaults flags;
@@ -196,7 +196,7 @@ TEST_F(zeStatStorageTest, DoesNotLowerTheAverageWithoutItsFlag) {
     EXPECT_EQ(m_storage.m_average_Rlimit, 100.0);
 }
 
-TEST_F(zeStatStorageTest, DoesNotCompareTheAverageWithTheMinimum) {
+TEST_F(zeStatStorageTest, AverageIsNotComparedWithTheMinimum) {
     zeDefaults given;
     given.min_Rlimit = 500.0;
     zeSetDefaults flags;
@@ -208,7 +208,7 @@ TEST_F(zeStatStorageTest, DoesNotCompareTheAverageWithTheMinimum) {
     EXPECT_EQ(m_storage.m_average_Rlimit, 100.0);
 }
 
-TEST_F(zeStatStorageTest, SettingDefaultsReachesTheProfiles) {
+TEST_F(zeStatStorageTest, SettingDefaultsChangesTheProfiles) {
     Fill();
     zeDefaults given;
     given.use_likelihood_in_train = false;
@@ -218,7 +218,7 @@ TEST_F(zeStatStorageTest, SettingDefaultsReachesTheProfiles) {
 
     m_storage.set_defaults(given, flags);
 
-    // The histogram is emptied first and then re-binned, which makes it full length again.
+    // The histogram is first emptied and then re-binned, which gives it its full length again.
     ExpectZeroBins(m_storage.profile(0), 60);
     EXPECT_EQ(m_storage.profile(0).m_likelihood_age, 0);
     EXPECT_EQ(m_storage.profile(0).m_size, 5);

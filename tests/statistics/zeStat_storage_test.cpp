@@ -17,12 +17,12 @@ namespace {
 
 using Profile = zeStat_storage::Profile;
 
-TEST_F(zeStatStorageTest, HasThirtyBinsAndAnAgeOfAtMostAThousand) {
+TEST_F(zeStatStorageTest, ThereAreThirtyBinsAndTheGreatestAgeIsAThousand) {
     EXPECT_EQ(Zandrel::LIKELIHOOD_SIZE, 30);
     EXPECT_EQ(Zandrel::MAX_LIKELIHOOD_AGE, 1000);
 }
 
-TEST_F(zeStatStorageTest, IsEmptyWhenMade) {
+TEST_F(zeStatStorageTest, NewStorageIsEmpty) {
     zeStat_storage storage(nullptr, m_defaults);
 
     EXPECT_EQ(storage.profile_count(), 0);
@@ -34,11 +34,11 @@ TEST_F(zeStatStorageTest, IsEmptyWhenMade) {
     EXPECT_EQ(storage.m_total_msg_weight, 0.0);
 }
 
-TEST_F(zeStatStorageTest, IsKnownToTheRegistryAsAStorage) {
+TEST_F(zeStatStorageTest, RegistryKnowsItAsAStorage) {
     EXPECT_EQ(m_storage.GetType(), 3U);
 }
 
-TEST_F(zeStatStorageTest, EntersTheManagersRegistryWhichOwnsIt) {
+TEST_F(zeStatStorageTest, ManagersRegistryOwnsTheStorage) {
     zeManager manager;
 
     auto* const storage = new zeStat_storage(&manager, m_defaults);
@@ -50,19 +50,19 @@ TEST_F(zeStatStorageTest, EntersTheManagersRegistryWhichOwnsIt) {
     EXPECT_TRUE(manager.m_objects.empty());
 }
 
-TEST_F(zeStatStorageTest, HasNoIdWithoutAManager) {
+TEST_F(zeStatStorageTest, StorageWithoutAManagerHasNoId) {
     EXPECT_EQ(m_storage.m_id, 0U);
     EXPECT_EQ(m_storage.m_manager, nullptr);
 }
 
-TEST_F(zeStatStorageTest, ReturnsTheEndValueForAnUnknownNode) {
+TEST_F(zeStatStorageTest, UnknownNodeReturnsTheEndValue) {
     zeNode unknown(term("unknown"));
 
     EXPECT_EQ(m_storage.get_profile(&unknown), 3);
     EXPECT_TRUE(m_storage.end(m_storage.get_profile(&unknown)));
 }
 
-TEST_F(zeStatStorageTest, EndValueFollowsADeletion) {
+TEST_F(zeStatStorageTest, EndValueChangesWithADeletion) {
     int deleted = 1;
     m_storage.delete_profile(deleted);
 
@@ -70,20 +70,20 @@ TEST_F(zeStatStorageTest, EndValueFollowsADeletion) {
     EXPECT_TRUE(m_storage.end(2));
 }
 
-TEST_F(zeStatStorageTest, FindsEachProfileByItsNode) {
+TEST_F(zeStatStorageTest, EachProfileIsFoundByItsNode) {
     EXPECT_EQ(m_storage.get_profile(&m_a), 0);
     EXPECT_EQ(m_storage.get_profile(&m_b), 1);
     EXPECT_EQ(m_storage.get_profile(&m_c), 2);
     EXPECT_EQ(m_storage.profile(2).m_node, &m_c);
 }
 
-// A model of 20 categories with 10,000 features has millions of these entries.
+// A model of 20 categories with 10,000 features each has millions of these entries.
 TEST(zeStatStorageSizesTest, EntriesOfTheTablesAreSmall) {
     EXPECT_EQ(sizeof(zeStat_storage::Ps::value_type), 24U);
     EXPECT_EQ(sizeof(zeStat_storage::Concept_infos::value_type), 32U);
 }
 
-TEST_F(zeStatStorageTest, AppendsANewProfileCleared) {
+TEST_F(zeStatStorageTest, NewProfileIsAppendedAndCleared) {
     zeNode node(term("new"));
     m_storage.m_profile_size = 23;
     bool added = false;
@@ -100,7 +100,7 @@ TEST_F(zeStatStorageTest, AppendsANewProfileCleared) {
     ExpectNothingLearned(m_storage.profile(3));
 }
 
-TEST_F(zeStatStorageTest, LeavesAddedAloneForAKnownProfile) {
+TEST_F(zeStatStorageTest, AddedIsFalseForAKnownProfile) {
     for (const bool before : {false, true}) {
         bool added = before;
 
@@ -111,7 +111,7 @@ TEST_F(zeStatStorageTest, LeavesAddedAloneForAKnownProfile) {
     EXPECT_EQ(m_storage.profile_count(), 3);
 }
 
-TEST_F(zeStatStorageTest, MakesAPWithFullLife) {
+TEST_F(zeStatStorageTest, NewPHasFullLife) {
     m_storage.m_P_life_expectancy = 42;
     bool added = false;
 
@@ -125,7 +125,7 @@ TEST_F(zeStatStorageTest, MakesAPWithFullLife) {
     EXPECT_TRUE(m_storage.profile(0).m_Ps.empty());
 }
 
-TEST_F(zeStatStorageTest, ReturnsAKnownPUnchanged) {
+TEST_F(zeStatStorageTest, KnownPIsReturnedUnchanged) {
     bool added = false;
     m_storage.get_or_add_P(1, term("x"), added)->second = {2.5, 7, 1};
     for (const bool before : {false, true}) {
@@ -140,7 +140,7 @@ TEST_F(zeStatStorageTest, ReturnsAKnownPUnchanged) {
     }
 }
 
-TEST_F(zeStatStorageTest, MakesAConceptInfoOfZeros) {
+TEST_F(zeStatStorageTest, NewConceptInfoHasOnlyZeros) {
     bool added = false;
 
     const auto made = m_storage.get_or_add_concept_info(term("x"), added);
@@ -152,7 +152,7 @@ TEST_F(zeStatStorageTest, MakesAConceptInfoOfZeros) {
     EXPECT_FALSE(m_storage.end(made));
 }
 
-TEST_F(zeStatStorageTest, ReturnsAKnownConceptInfoUnchanged) {
+TEST_F(zeStatStorageTest, KnownConceptInfoIsReturnedUnchanged) {
     bool added = false;
     m_storage.get_or_add_concept_info(term("x"), added)->second = {2.5, 7.0, 1};
     for (const bool before : {false, true}) {
@@ -167,7 +167,7 @@ TEST_F(zeStatStorageTest, ReturnsAKnownConceptInfoUnchanged) {
     }
 }
 
-TEST_F(zeStatStorageTest, AsksForRoomForAHundredBuckets) {
+TEST_F(zeStatStorageTest, RoomForAHundredBucketsIsRequested) {
     zeStat_storage storage(nullptr, m_defaults);
 
     EXPECT_GE(storage.m_profile_index.bucket_count(), 100U);
@@ -189,7 +189,7 @@ TEST_F(zeStatStorageTest, ClearEmptiesTheModelAndKeepsTheSettings) {
     EXPECT_TRUE(settings_of(m_storage) == m_defaults);
 }
 
-TEST_F(zeStatStorageTest, SkeletonKeepsTheCategoriesAndForgetsWhatWasLearned) {
+TEST_F(zeStatStorageTest, SkeletonKeepsTheCategoriesAndForgetsTheirTraining) {
     Fill();
 
     m_storage.create_skeleton();
@@ -215,7 +215,7 @@ TEST_F(zeStatStorageTest, SkeletonKeepsSizeAndAccumulator) {
     EXPECT_EQ(m_storage.profile(1).m_match_value, 8.0);
 }
 
-TEST_F(zeStatStorageTest, ClearsOneProfileWithItsSizeAndAccumulator) {
+TEST_F(zeStatStorageTest, OneProfileIsClearedWithItsSizeAndAccumulator) {
     Fill();
     int cleared = 1;
 
@@ -228,7 +228,7 @@ TEST_F(zeStatStorageTest, ClearsOneProfileWithItsSizeAndAccumulator) {
     EXPECT_EQ(m_storage.profile(1).m_node, &m_b);
 }
 
-TEST_F(zeStatStorageTest, ClearingOneProfileLeavesTheRestAlone) {
+TEST_F(zeStatStorageTest, ClearingOneProfileKeepsTheOthers) {
     Fill();
     int cleared = 1;
 
@@ -240,7 +240,7 @@ TEST_F(zeStatStorageTest, ClearingOneProfileLeavesTheRestAlone) {
     EXPECT_EQ(m_storage.m_num_msgs, 6);
 }
 
-TEST_F(zeStatStorageTest, ClearsOnlyTheLikelihoodOfAProfile) {
+TEST_F(zeStatStorageTest, OnlyTheLikelihoodOfAProfileIsCleared) {
     Fill();
 
     m_storage.clear_likelihood(1);
@@ -250,7 +250,7 @@ TEST_F(zeStatStorageTest, ClearsOnlyTheLikelihoodOfAProfile) {
     EXPECT_EQ(m_storage.profile(0).m_likelihood_age, 12);
 }
 
-TEST_F(zeStatStorageTest, MakesBinsOfFullLengthAlsoWithoutLikelihood) {
+TEST_F(zeStatStorageTest, BinsHaveFullLengthAlsoWithoutLikelihood) {
     m_storage.set_use_train_likelihood(false);
     m_storage.set_likelihood_histogram_resolution(3);
     Fill();
@@ -260,7 +260,7 @@ TEST_F(zeStatStorageTest, MakesBinsOfFullLengthAlsoWithoutLikelihood) {
     ExpectZeroBins(m_storage.profile(1), 90);
 }
 
-TEST_F(zeStatStorageTest, DeletingTheLastProfileMovesNothing) {
+TEST_F(zeStatStorageTest, DeletingTheLastProfileMovesNoOther) {
     Profile* const first = m_storage.m_profiles[0].get();
     Profile* const second = m_storage.m_profiles[1].get();
     int deleted = 2;
@@ -288,7 +288,7 @@ TEST_F(zeStatStorageTest, DeletingTheFirstOfThreeMovesTheThirdIntoItsPlace) {
     EXPECT_EQ(m_storage.m_profiles[0].get(), third);
 }
 
-TEST_F(zeStatStorageTest, DeletingAProfileLeavesConceptsAndTotalsAlone) {
+TEST_F(zeStatStorageTest, DeletingAProfileKeepsConceptsAndTotals) {
     Fill();
     int deleted = 0;
 
@@ -302,7 +302,7 @@ TEST_F(zeStatStorageTest, DeletingAProfileLeavesConceptsAndTotalsAlone) {
     EXPECT_EQ(m_storage.m_total_msg_weight, 7.0);
 }
 
-TEST_F(zeStatStorageTest, DeletingTheOnlyProfileLeavesNone) {
+TEST_F(zeStatStorageTest, DeletingTheOnlyProfileEmptiesTheList) {
     for (int left = 3; left > 0; --left) {
         int deleted = 0;
         m_storage.delete_profile(deleted);
@@ -313,7 +313,7 @@ TEST_F(zeStatStorageTest, DeletingTheOnlyProfileLeavesNone) {
     EXPECT_EQ(m_storage.get_profile(&m_a), 0);
 }
 
-TEST_F(zeStatStorageTest, NewProfileSizeReachesEveryProfileAndNoWeights) {
+TEST_F(zeStatStorageTest, NewProfileSizeIsSetInEveryProfileAndClearsNoWeights) {
     Fill();
 
     m_storage.set_profile_size(3);
@@ -360,7 +360,7 @@ TEST_F(zeStatStorageTest, SwitchingLikelihoodOnAgainGivesZeroBinsOfFullLength) {
     EXPECT_EQ(m_storage.profile(1).m_likelihood[29], 0.25);
 }
 
-TEST_F(zeStatStorageTest, SwitchingLikelihoodOnExtendsOrCutsWhatBinsThereAre) {
+TEST_F(zeStatStorageTest, SwitchingLikelihoodOnExtendsOrCutsExistingBins) {
     m_storage.set_use_train_likelihood(false);
     m_storage.profile(0).m_bins.assign(5, {1.0, 2.0});
     m_storage.profile(1).m_bins.assign(40, {1.0, 2.0});
@@ -373,7 +373,7 @@ TEST_F(zeStatStorageTest, SwitchingLikelihoodOnExtendsOrCutsWhatBinsThereAre) {
     EXPECT_EQ(m_storage.profile(1).m_bins.size(), 30U);
 }
 
-TEST_F(zeStatStorageTest, SwitchingLikelihoodToWhatItIsChangesNothing) {
+TEST_F(zeStatStorageTest, SwitchingLikelihoodToItsOwnValueChangesNothing) {
     Fill();
 
     m_storage.set_use_train_likelihood(true);
@@ -382,7 +382,7 @@ TEST_F(zeStatStorageTest, SwitchingLikelihoodToWhatItIsChangesNothing) {
     EXPECT_EQ(m_storage.profile(0).m_bins.size(), 5U);
 }
 
-// Bins whose sums tell them apart: bin i holds i + 1 and 2 (i + 1).
+// Bins with different sums: bin i has i + 1 and 2 (i + 1).
 std::vector<zeStat_storage::Result_bin> numbered_bins(int count) {
     std::vector<zeStat_storage::Result_bin> bins;
     for (int i = 1; i <= count; ++i) {
@@ -401,7 +401,7 @@ TEST_F(zeStatStorageTest, HalvingTheResolutionJoinsNeighbours) {
     ASSERT_EQ(bins.size(), 30U);
     for (std::size_t i = 0; i < 30; ++i) {
         SCOPED_TRACE(i);
-        // Old bins 2i and 2i + 1 hold 2i + 1 and 2i + 2.
+        // The old bins 2i and 2i + 1 have 2i + 1 and 2i + 2.
         EXPECT_EQ(bins[i].m_relevant, 4.0 * static_cast<double>(i) + 3.0);
         EXPECT_EQ(bins[i].m_total, 8.0 * static_cast<double>(i) + 6.0);
     }
@@ -454,13 +454,13 @@ TEST_F(zeStatStorageTest, EveryChangeOfResolutionKeepsTheSums) {
             relevant += bin.m_relevant;
             total += bin.m_total;
         }
-        // 1 + 2 + ... + 30; small whole numbers add up exactly.
+        // 1 + 2 + ... + 30; sums of small integers are exact.
         EXPECT_EQ(relevant, 465.0);
         EXPECT_EQ(total, 930.0);
     }
 }
 
-TEST_F(zeStatStorageTest, IgnoresAResolutionThatIsNotPositiveOrTheSame) {
+TEST_F(zeStatStorageTest, ResolutionThatIsNotPositiveOrTheSameIsIgnored) {
     m_storage.set_likelihood_histogram_resolution(2);
     Fill();
     for (const int resolution : {0, -1, 2}) {
@@ -473,7 +473,7 @@ TEST_F(zeStatStorageTest, IgnoresAResolutionThatIsNotPositiveOrTheSame) {
     }
 }
 
-TEST_F(zeStatStorageTest, ReadsNoFurtherThanTheBinsThatExist) {
+TEST_F(zeStatStorageTest, OnlyExistingBinsAreRead) {
     m_storage.profile(0).m_bins.clear();
     m_storage.profile(1).m_bins.assign(2, {1.0, 2.0});
 
@@ -484,7 +484,7 @@ TEST_F(zeStatStorageTest, ReadsNoFurtherThanTheBinsThatExist) {
     EXPECT_EQ(m_storage.profile(1).m_bins[0].m_total + m_storage.profile(1).m_bins[1].m_total, 2.0);
 }
 
-TEST_F(zeStatStorageTest, ReplacesNodesAndKeepsIndices) {
+TEST_F(zeStatStorageTest, ReplacingNodesKeepsIndices) {
     zeNode new_a(term("a"));
     zeNode new_b(term("b"));
     zeNode new_c(term("c"));
@@ -499,7 +499,7 @@ TEST_F(zeStatStorageTest, ReplacesNodesAndKeepsIndices) {
     EXPECT_EQ(m_storage.get_profile(&m_a), 3);
 }
 
-TEST_F(zeStatStorageTest, ReplacingNodesThatTradePlacesWorks) {
+TEST_F(zeStatStorageTest, ReplacingNodesCanExchangeThem) {
     std::map<zeNode*, zeNode*> replacement = {{&m_a, &m_b}, {&m_b, &m_a}, {&m_c, &m_c}};
 
     m_storage.global_replace(replacement);
@@ -508,7 +508,7 @@ TEST_F(zeStatStorageTest, ReplacingNodesThatTradePlacesWorks) {
     EXPECT_EQ(m_storage.get_profile(&m_b), 0);
 }
 
-TEST_F(zeStatStorageTest, ANodeMissingFromTheReplacementBecomesNullAndEntersIt) {
+TEST_F(zeStatStorageTest, NodeMissingFromTheReplacementBecomesNullAndIsAddedToIt) {
     std::map<zeNode*, zeNode*> replacement = {{&m_a, &m_a}, {&m_c, &m_c}};
 
     m_storage.global_replace(replacement);
@@ -519,7 +519,7 @@ TEST_F(zeStatStorageTest, ANodeMissingFromTheReplacementBecomesNullAndEntersIt) 
     EXPECT_EQ(replacement.at(&m_b), nullptr);
 }
 
-TEST_F(zeStatStorageTest, TheLastOfSeveralMissingNodesAnswersForNull) {
+TEST_F(zeStatStorageTest, LastOfSeveralMissingNodesIsFoundByNull) {
     std::map<zeNode*, zeNode*> replacement = {{&m_c, &m_c}};
 
     m_storage.global_replace(replacement);

@@ -1,4 +1,4 @@
-// Bootstrap of zeStat_trainer: a model from keywords, titles and canned texts.
+// Bootstrap of zeStat_trainer: makes a model from keywords, titles and canned texts.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <cstddef>
@@ -23,11 +23,11 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 
-// A keywords bag counts 6 times its total and the message 5 there; titles and canned texts count
-// as they are, the message 3.
+// A keywords bag has 6 times its total, and its message the weight 5. Titles and canned texts are
+// unchanged, and their messages have the weight 3.
 class zeStatTrainerBootstrapTest : public testing::Test {
 protected:
-    // The keywords k, the title t and the canned text c.
+    // A message with the keywords k, the title t and the canned text c.
     static MessageBuilder FullMessage() {
         return MessageBuilder()
             .bag({{"body", 1.0}})
@@ -48,8 +48,9 @@ protected:
     Small_corpus m_corpus;
 };
 
-// Keywords: total 2 x 6 = 12, share 5 x 2 / 12. Title: 3 x 1 / 1. Canned text: 3 x 4 / 4.
-TEST_F(zeStatTrainerBootstrapTest, AddsUpThePassesOfTheThreeSlots) {
+// Keywords: the total is 2 * 6 = 12, the share 5 * 2 / 12. Title: 3 * 1 / 1. Canned text: 3 * 4 /
+// 4.
+TEST_F(zeStatTrainerBootstrapTest, PassesOfTheThreeSlotsAreAddedUp) {
     m_corpus.add(FullMessage(), {&m_a});
 
     Bootstrap();
@@ -65,7 +66,7 @@ TEST_F(zeStatTrainerBootstrapTest, AddsUpThePassesOfTheThreeSlots) {
     EXPECT_EQ(P_of(m_storage, 0, "c").m_weight, 3.0);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, WeighsEachSlotByItsSetting) {
+TEST_F(zeStatTrainerBootstrapTest, EachSlotIsWeightedByItsSetting) {
     m_storage.m_sml_weights = {100.0, 2.0, 0.5, 8.0};
     m_storage.m_keywords_frequency = 1.0;
     m_corpus.add(FullMessage().weight(7.0), {&m_a});
@@ -79,7 +80,7 @@ TEST_F(zeStatTrainerBootstrapTest, WeighsEachSlotByItsSetting) {
     EXPECT_EQ(m_storage.m_total_sml_weight, 7.0);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, AddsToWhatTheModelHolds) {
+TEST_F(zeStatTrainerBootstrapTest, BootstrapAddsToTheModel) {
     m_corpus.add(FullMessage(), {&m_a});
     Bootstrap();
 
@@ -89,7 +90,7 @@ TEST_F(zeStatTrainerBootstrapTest, AddsToWhatTheModelHolds) {
     EXPECT_EQ(P_of(m_storage, 0, "t").m_weight, 6.0);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, TracesATrainingForEachSlot) {
+TEST_F(zeStatTrainerBootstrapTest, TrainingOfEachSlotIsTraced) {
     m_corpus.add(FullMessage(), {&m_a});
     const Trace_capture trace;
 
@@ -101,7 +102,7 @@ TEST_F(zeStatTrainerBootstrapTest, TracesATrainingForEachSlot) {
                             "Calculating global concept data", "Training completed"));
 }
 
-TEST_F(zeStatTrainerBootstrapTest, SkipsSlotsThatAreNullOrEmpty) {
+TEST_F(zeStatTrainerBootstrapTest, NullAndEmptySlotsAreSkipped) {
     m_corpus.add(FullMessage(), {&m_a});
     m_corpus.add(MessageBuilder().bag_at(1, {}).bag_at(2, {{"t", 1.0}}), {&m_b});
     const Trace_capture trace;
@@ -117,8 +118,9 @@ TEST_F(zeStatTrainerBootstrapTest, SkipsSlotsThatAreNullOrEmpty) {
     EXPECT_EQ(P_of(m_storage, 1, "t").m_weight, 3.0);
 }
 
-// What stands in slot 4 beforehand takes the place of missing keywords, and is gone afterwards.
-TEST_F(zeStatTrainerBootstrapTest, AMessageWithoutKeywordsTakesPartWithItsBagOfSlotFour) {
+// A bag that was in slot 4 before is used instead of missing keywords. Afterwards the slot is
+// empty.
+TEST_F(zeStatTrainerBootstrapTest, MessageWithoutKeywordsUsesItsBagOfSlotFour) {
     m_corpus.add(MessageBuilder().bag_at(4, {{"s", 1.0}}), {&m_a});
     const Trace_capture trace;
 
@@ -130,7 +132,7 @@ TEST_F(zeStatTrainerBootstrapTest, AMessageWithoutKeywordsTakesPartWithItsBagOfS
     EXPECT_TRUE(Message(0).smls[4].IsNull());
 }
 
-TEST_F(zeStatTrainerBootstrapTest, LeavesMessagesWithSlotZeroActiveAndSlotFourEmpty) {
+TEST_F(zeStatTrainerBootstrapTest, AfterwardsSlotZeroIsActiveAndSlotFourEmpty) {
     m_corpus.add(FullMessage().active(2), {&m_a});
     m_corpus.add(MessageBuilder().bag_at(4, {{"s", 1.0}}).active(4), {&m_a});
 
@@ -143,7 +145,7 @@ TEST_F(zeStatTrainerBootstrapTest, LeavesMessagesWithSlotZeroActiveAndSlotFourEm
     }
 }
 
-TEST_F(zeStatTrainerBootstrapTest, LeavesAllMessagesWithTheWeightOfTheFirst) {
+TEST_F(zeStatTrainerBootstrapTest, AfterwardsAllMessagesHaveTheWeightOfTheFirst) {
     m_corpus.add(FullMessage().weight(2.5), {&m_a});
     m_corpus.add(FullMessage().weight(0.5), {&m_b});
     m_corpus.add(MessageBuilder().weight(4.0), {&m_b});
@@ -156,8 +158,8 @@ TEST_F(zeStatTrainerBootstrapTest, LeavesAllMessagesWithTheWeightOfTheFirst) {
     }
 }
 
-// The first of the view, not of the corpus; messages outside the view stay as they are.
-TEST_F(zeStatTrainerBootstrapTest, TheFirstMessageIsThatOfTheView) {
+// The first message of the view, not of the corpus. Messages outside the view do not change.
+TEST_F(zeStatTrainerBootstrapTest, FirstMessageIsThatOfTheView) {
     m_corpus.add(FullMessage().weight(2.5).active(1), {&m_a});
     m_corpus.add(FullMessage().weight(0.5), {&m_b});
     m_corpus.add(FullMessage().weight(8.0), {&m_b});
@@ -171,7 +173,7 @@ TEST_F(zeStatTrainerBootstrapTest, TheFirstMessageIsThatOfTheView) {
     EXPECT_EQ(Message(2).weight, 8.0);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, MarksEveryMessageAsChanged) {
+TEST_F(zeStatTrainerBootstrapTest, EveryMessageIsMarkedAsChanged) {
     m_corpus.add(FullMessage(), {&m_a});
     m_corpus.add(MessageBuilder(), {&m_a});
     Message(0).changed = false;
@@ -183,7 +185,7 @@ TEST_F(zeStatTrainerBootstrapTest, MarksEveryMessageAsChanged) {
     EXPECT_TRUE(Message(1).changed);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, LeavesTheMessagesOwnBagsAsTheyWere) {
+TEST_F(zeStatTrainerBootstrapTest, OwnBagsOfTheMessagesAreUnchanged) {
     m_corpus.add(FullMessage(), {&m_a});
     const qtPtrLight<zeSml> keywords = Message(0).smls[1];
     const qtPtrLight<zeSml> title = Message(0).smls[2];
@@ -200,8 +202,9 @@ TEST_F(zeStatTrainerBootstrapTest, LeavesTheMessagesOwnBagsAsTheyWere) {
     EXPECT_FALSE(title->m_is_new);
 }
 
-// Of 10 and 2: in keywords the shares are 5 x 10 / 72 and 5 x 2 / 72, in the title 2.5 and 0.5.
-TEST_F(zeStatTrainerBootstrapTest, CountsAllWeightsInFullAndRestoresTheCeiling) {
+// The weights are 10 and 2. The shares are 5 * 10 / 72 and 5 * 2 / 72 in the keywords, 2.5 and 0.5
+// in the title.
+TEST_F(zeStatTrainerBootstrapTest, CeilingIsOffDuringTheBootstrapAndRestored) {
     m_storage.m_clip_value = 3.0;
     m_corpus.add(
         MessageBuilder().bag_at(1, {{"k", 10.0}, {"l", 2.0}}).bag_at(2, {{"t", 10.0}, {"u", 2.0}}),
@@ -216,8 +219,8 @@ TEST_F(zeStatTrainerBootstrapTest, CountsAllWeightsInFullAndRestoresTheCeiling) 
     EXPECT_EQ(m_storage.m_clip_value, 3.0);
 }
 
-// The bag's own ceiling has been applied when it was made: 3 and 2, a total of 5.
-TEST_F(zeStatTrainerBootstrapTest, ABagKeepsItsOwnCeiling) {
+// The bag was clipped when it was made: 3 and 2, a total of 5.
+TEST_F(zeStatTrainerBootstrapTest, BagKeepsItsOwnCeiling) {
     m_corpus.add(MessageBuilder().bag_at(1, {{"k", 10.0}, {"l", 2.0}}, 3.0), {&m_a});
 
     Bootstrap();
@@ -226,7 +229,7 @@ TEST_F(zeStatTrainerBootstrapTest, ABagKeepsItsOwnCeiling) {
     EXPECT_EQ(m_storage.m_total_sml_weight, 30.0);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, RestoresSuppression) {
+TEST_F(zeStatTrainerBootstrapTest, SuppressionIsRestored) {
     m_corpus.add(FullMessage(), {&m_a});
     for (const bool suppress_M : {false, true}) {
         m_storage.m_suppress_M = suppress_M;
@@ -237,7 +240,7 @@ TEST_F(zeStatTrainerBootstrapTest, RestoresSuppression) {
     }
 }
 
-TEST_F(zeStatTrainerBootstrapTest, BuildsNoTablesAndStartsTheHistogramsAgain) {
+TEST_F(zeStatTrainerBootstrapTest, NoTablesAreBuiltAndHistogramsAreRestarted) {
     bool added = false;
     m_storage.set_use_train_likelihood(true);
     m_storage.get_or_add_profile(&m_a, added);
@@ -261,7 +264,7 @@ TEST_F(zeStatTrainerBootstrapTest, BuildsNoTablesAndStartsTheHistogramsAgain) {
     }
 }
 
-TEST_F(zeStatTrainerBootstrapTest, LeavesTablesOffIfTheyWereOff) {
+TEST_F(zeStatTrainerBootstrapTest, TablesStayOffIfTheyWereOff) {
     m_corpus.add(FullMessage(), {&m_a});
 
     Bootstrap();
@@ -269,7 +272,7 @@ TEST_F(zeStatTrainerBootstrapTest, LeavesTablesOffIfTheyWereOff) {
     EXPECT_FALSE(m_storage.m_use_train_likelihood);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, TrustsTheConceptsItHasMet) {
+TEST_F(zeStatTrainerBootstrapTest, MetConceptsGetAHighRate) {
     m_corpus.add(FullMessage(), {&m_a});
 
     Bootstrap();
@@ -279,7 +282,7 @@ TEST_F(zeStatTrainerBootstrapTest, TrustsTheConceptsItHasMet) {
     }
 }
 
-TEST_F(zeStatTrainerBootstrapTest, DoesNotLowerARateAboveTen) {
+TEST_F(zeStatTrainerBootstrapTest, RateAboveTenIsNotLowered) {
     for (int i = 0; i < 11; ++i) {
         m_corpus.add(FullMessage(), {&m_a});
     }
@@ -290,7 +293,7 @@ TEST_F(zeStatTrainerBootstrapTest, DoesNotLowerARateAboveTen) {
 }
 
 // Clipped to 3 the bag would be finite, but bootstrap has no ceiling.
-TEST_F(zeStatTrainerBootstrapTest, DoesNotTrustConceptsOfABagThatIsNotFinite) {
+TEST_F(zeStatTrainerBootstrapTest, ConceptsOfABagThatIsNotFiniteGetNoHighRate) {
     m_storage.m_clip_value = 3.0;
     m_corpus.add(MessageBuilder().bag({{"k", 1.0}}), {&m_a});
     m_trainer.train(m_corpus.view, false);
@@ -309,7 +312,7 @@ TEST_F(zeStatTrainerBootstrapTest, DoesNotTrustConceptsOfABagThatIsNotFinite) {
     }
 }
 
-TEST_F(zeStatTrainerBootstrapTest, TrustsNoOtherConcepts) {
+TEST_F(zeStatTrainerBootstrapTest, OtherConceptsGetNoHighRate) {
     m_corpus.add(FullMessage(), {&m_a});
     m_trainer.train(m_corpus.view, false);
 
@@ -318,8 +321,8 @@ TEST_F(zeStatTrainerBootstrapTest, TrustsNoOtherConcepts) {
     EXPECT_EQ(info_of(m_storage, "body").m_rate, 1.0);
 }
 
-// A weight of 0 brings the concept nowhere.
-TEST_F(zeStatTrainerBootstrapTest, AConceptThatWasNotCountedGetsNoEntry) {
+// A concept with the weight 0 is not counted.
+TEST_F(zeStatTrainerBootstrapTest, ConceptThatWasNotCountedGetsNoEntry) {
     m_corpus.add(MessageBuilder().bag_at(2, {{"t", 1.0}, {"nothing", 0.0}}), {&m_a});
 
     Bootstrap();
@@ -327,7 +330,7 @@ TEST_F(zeStatTrainerBootstrapTest, AConceptThatWasNotCountedGetsNoEntry) {
     EXPECT_EQ(m_storage.m_concept_infos.size(), 1U);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, AnEmptyViewChangesNothing) {
+TEST_F(zeStatTrainerBootstrapTest, EmptyViewChangesNothing) {
     bool added = false;
     m_storage.set_use_train_likelihood(true);
     m_storage.get_or_add_profile(&m_a, added);
@@ -340,8 +343,8 @@ TEST_F(zeStatTrainerBootstrapTest, AnEmptyViewChangesNothing) {
     EXPECT_TRUE(trace.lines.empty());
 }
 
-// The weight is then that of the first message that is there.
-TEST_F(zeStatTrainerBootstrapTest, SkipsMessagesThatTheCorpusDoesNotHave) {
+// The weight is then that of the first message that the corpus has.
+TEST_F(zeStatTrainerBootstrapTest, MessagesThatTheCorpusDoesNotHaveAreSkipped) {
     m_corpus.add(qtPtrLight<zeMsg>(), {&m_a});
     m_corpus.add(FullMessage().weight(2.5), {&m_a});
 
@@ -351,7 +354,7 @@ TEST_F(zeStatTrainerBootstrapTest, SkipsMessagesThatTheCorpusDoesNotHave) {
     EXPECT_EQ(Message(1).weight, 2.5);
 }
 
-TEST_F(zeStatTrainerBootstrapTest, AMatcherCompilesItsTableAfterwards) {
+TEST_F(zeStatTrainerBootstrapTest, MatcherCompilesItsTableAfterwards) {
     zeNode root(term("root"));
     zeStat_matcher matcher(nullptr, &root, m_storage, false);
     m_corpus.add(FullMessage(), {&m_a});

@@ -1,5 +1,5 @@
-// Counting messages and taking them out again. All weights are sums of powers of two, so every
-// expected value is exact.
+// Counting messages and removing them. All weights are sums of powers of two, so every expected
+// value is exact.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <string>
@@ -24,7 +24,7 @@ using testing::ElementsAre;
 
 class zeStatTrainerCountingTest : public testing::Test {
 protected:
-    // Three messages for two categories; the third belongs to both. Shares of the messages:
+    // Three messages of two categories; the third belongs to both. Shares of the messages:
     //
     //     first   weight 2   x 1/4 = 0.5   y 3/4 = 1.5
     //     second  weight 1                 y 2/4 = 0.5   z 2/4 = 0.5
@@ -80,7 +80,7 @@ protected:
     Small_corpus m_corpus;
 };
 
-TEST_F(zeStatTrainerCountingTest, SumsTheTotalsOfAllMessages) {
+TEST_F(zeStatTrainerCountingTest, TotalsOfAllMessagesAreSummed) {
     AddThree();
 
     Train();
@@ -88,7 +88,7 @@ TEST_F(zeStatTrainerCountingTest, SumsTheTotalsOfAllMessages) {
     ExpectTotals(7.0, 3, 16.0);
 }
 
-TEST_F(zeStatTrainerCountingTest, SumsTheSharesOfEachConcept) {
+TEST_F(zeStatTrainerCountingTest, SharesOfEachConceptAreSummed) {
     AddThree();
 
     Train();
@@ -99,7 +99,7 @@ TEST_F(zeStatTrainerCountingTest, SumsTheSharesOfEachConcept) {
     ExpectInfo("z", 2.5, 2.0, 2);
 }
 
-TEST_F(zeStatTrainerCountingTest, SumsTheSharesForEachCategoryOfAMessage) {
+TEST_F(zeStatTrainerCountingTest, SharesAreSummedForEachCategoryOfAMessage) {
     AddThree();
 
     Train();
@@ -117,7 +117,7 @@ TEST_F(zeStatTrainerCountingTest, SumsTheSharesForEachCategoryOfAMessage) {
     EXPECT_EQ(P_of(m_storage, 1, "z").m_weight, 2.5);
 }
 
-TEST_F(zeStatTrainerCountingTest, CountsProfilesOfAConceptOnce) {
+TEST_F(zeStatTrainerCountingTest, EachProfileOfAConceptIsCountedOnce) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
 
@@ -126,7 +126,7 @@ TEST_F(zeStatTrainerCountingTest, CountsProfilesOfAConceptOnce) {
     ExpectInfo("x", 2.0, 2.0, 1);
 }
 
-TEST_F(zeStatTrainerCountingTest, CountsAnUnlabelledMessageInTheTotalsAlone) {
+TEST_F(zeStatTrainerCountingTest, UnlabelledMessageCountsOnlyInTheTotals) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {});
 
     Train();
@@ -136,7 +136,7 @@ TEST_F(zeStatTrainerCountingTest, CountsAnUnlabelledMessageInTheTotalsAlone) {
     EXPECT_EQ(m_storage.profile_count(), 0);
 }
 
-TEST_F(zeStatTrainerCountingTest, CountsACategoryThatStandsTwiceTwice) {
+TEST_F(zeStatTrainerCountingTest, CategoryGivenTwiceCountsTwice) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a, &m_a});
 
     Train();
@@ -146,7 +146,7 @@ TEST_F(zeStatTrainerCountingTest, CountsACategoryThatStandsTwiceTwice) {
     ExpectInfo("x", 1.0, 1.0, 1);
 }
 
-TEST_F(zeStatTrainerCountingTest, CountsClippedWeightsAndTheClippedTotal) {
+TEST_F(zeStatTrainerCountingTest, ClippedWeightsAndTheClippedTotalAreCounted) {
     m_storage.m_clip_value = 3.0;
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"y", 7.0}}), {&m_a});
 
@@ -159,19 +159,19 @@ TEST_F(zeStatTrainerCountingTest, CountsClippedWeightsAndTheClippedTotal) {
     EXPECT_EQ(m_corpus.corpus.msgs[0]->smls[0]->m_total_weight, 8.0);
 }
 
-TEST_F(zeStatTrainerCountingTest, CountsOnlyEntriesWithAWeightAboveZero) {
+TEST_F(zeStatTrainerCountingTest, OnlyEntriesWithAPositiveWeightAreCounted) {
     m_corpus.add(MessageBuilder().bag({{"x", 4.0}, {"y", 0.0}, {"z", -2.0}, {"w", 2.0}}), {&m_a});
 
     Train();
 
-    // The total is 4: the negative weight still counts there.
+    // The total is 4, since the negative weight counts there.
     ExpectInfo("x", 1.0, 1.0, 1);
     ExpectInfo("w", 0.5, 1.0, 1);
     EXPECT_EQ(m_storage.m_concept_infos.size(), 2U);
     EXPECT_EQ(m_storage.profile(0).m_Ps.size(), 2U);
 }
 
-TEST_F(zeStatTrainerCountingTest, RenewsTheLifeOfAConceptThatIsAddedTo) {
+TEST_F(zeStatTrainerCountingTest, AddingToAConceptRenewsItsLife) {
     m_storage.m_P_life_expectancy = 33;
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
     Train();
@@ -182,7 +182,7 @@ TEST_F(zeStatTrainerCountingTest, RenewsTheLifeOfAConceptThatIsAddedTo) {
     EXPECT_EQ(P_of(m_storage, 0, "x").m_life, 33);
 }
 
-TEST_F(zeStatTrainerCountingTest, ReadsTheActiveSlot) {
+TEST_F(zeStatTrainerCountingTest, ActiveSlotIsRead) {
     m_corpus.add(MessageBuilder().bag({{"text", 1.0}}).bag_at(2, {{"title", 1.0}}).active(2),
                  {&m_a});
 
@@ -192,7 +192,7 @@ TEST_F(zeStatTrainerCountingTest, ReadsTheActiveSlot) {
     EXPECT_FALSE(Knows("text"));
 }
 
-TEST_F(zeStatTrainerCountingTest, FindsMessagesByTheNumbersOfTheView) {
+TEST_F(zeStatTrainerCountingTest, MessagesAreFoundByTheNumbersOfTheView) {
     AddThree();
     m_corpus.view.msgs = {{2, {&m_a}}};
 
@@ -202,7 +202,7 @@ TEST_F(zeStatTrainerCountingTest, FindsMessagesByTheNumbersOfTheView) {
     EXPECT_EQ(P_of(m_storage, 0, "z").m_weight, 2.0);
 }
 
-TEST_F(zeStatTrainerCountingTest, CountsOnlyTheGivenPositions) {
+TEST_F(zeStatTrainerCountingTest, OnlyTheGivenPositionsAreCounted) {
     AddThree();
     m_trainer.m_view = &m_corpus.view;
     m_trainer.m_model_is_matched = true;
@@ -214,7 +214,7 @@ TEST_F(zeStatTrainerCountingTest, CountsOnlyTheGivenPositions) {
     EXPECT_FALSE(m_trainer.m_model_is_matched);
 }
 
-TEST_F(zeStatTrainerCountingTest, TrainingTakesEachPositionOfTheViewInOrder) {
+TEST_F(zeStatTrainerCountingTest, PositionsOfTheViewAreTrainedInOrder) {
     AddThree();
     m_trainer.m_msg_indices = {7, 7, 7, 7};
 
@@ -224,7 +224,7 @@ TEST_F(zeStatTrainerCountingTest, TrainingTakesEachPositionOfTheViewInOrder) {
     EXPECT_EQ(m_trainer.m_view, &m_corpus.view);
 }
 
-TEST_F(zeStatTrainerCountingTest, TracesItsSteps) {
+TEST_F(zeStatTrainerCountingTest, StepsAreTraced) {
     AddThree();
     const Trace_capture trace;
 
@@ -234,7 +234,7 @@ TEST_F(zeStatTrainerCountingTest, TracesItsSteps) {
                 ElementsAre("Calculating global concept data", "Training completed"));
 }
 
-TEST_F(zeStatTrainerCountingTest, SelectsNothing) {
+TEST_F(zeStatTrainerCountingTest, NothingIsSelected) {
     AddThree();
 
     Train();
@@ -243,7 +243,7 @@ TEST_F(zeStatTrainerCountingTest, SelectsNothing) {
     EXPECT_EQ(m_storage.profile(0).m_selection_mark, 1);
 }
 
-TEST_F(zeStatTrainerCountingTest, IgnoresMessagesWithoutAUsableBag) {
+TEST_F(zeStatTrainerCountingTest, MessagesWithoutAUsableBagAreIgnored) {
     struct Row {
         const char* rule;
         MessageBuilder msg;
@@ -273,9 +273,9 @@ TEST_F(zeStatTrainerCountingTest, IgnoresMessagesWithoutAUsableBag) {
     }
 }
 
-// Each weight above the ceiling takes what it loses from the total, which comes to 0 although the
-// bag's own total does not.
-TEST_F(zeStatTrainerCountingTest, IgnoresMessagesWhoseClippedBagWeighsNothing) {
+// Clipping a weight also subtracts the difference from the total. Here the clipped total is 0,
+// although the bag's own total is not.
+TEST_F(zeStatTrainerCountingTest, MessagesWhoseClippedBagHasNoWeightAreIgnored) {
     struct Row {
         const char* rule;
         MessageBuilder msg;
@@ -307,7 +307,7 @@ TEST_F(zeStatTrainerCountingTest, IgnoresMessagesWhoseClippedBagWeighsNothing) {
     }
 }
 
-TEST_F(zeStatTrainerCountingTest, TracesTheNumberOfTheMessageNotItsPosition) {
+TEST_F(zeStatTrainerCountingTest, NumberOfTheMessageIsTracedNotItsPosition) {
     AddThree();
     m_corpus.add(MessageBuilder(), {&m_a});
     m_corpus.view.msgs = {{3, {&m_a}}, {0, {&m_a}}};
@@ -319,7 +319,7 @@ TEST_F(zeStatTrainerCountingTest, TracesTheNumberOfTheMessageNotItsPosition) {
     EXPECT_EQ(m_storage.m_num_msgs, 1);
 }
 
-TEST_F(zeStatTrainerCountingTest, RemovingTheLastMessageGivesTheModelBeforeIt) {
+TEST_F(zeStatTrainerCountingTest, RemovingTheLastMessageRestoresTheModelBeforeIt) {
     AddThree();
     Train();
 
@@ -352,7 +352,7 @@ TEST_F(zeStatTrainerCountingTest, RemovingAllMessagesInAnyOrderLeavesEmptyProfil
     }
 }
 
-TEST_F(zeStatTrainerCountingTest, RemovesThroughTrainAsWell) {
+TEST_F(zeStatTrainerCountingTest, TrainRemovesToo) {
     AddThree();
     Train();
 
@@ -362,7 +362,7 @@ TEST_F(zeStatTrainerCountingTest, RemovesThroughTrainAsWell) {
     EXPECT_TRUE(m_storage.m_concept_infos.empty());
 }
 
-TEST_F(zeStatTrainerCountingTest, AConceptOfOneMessageGoesWithItFromEachCategory) {
+TEST_F(zeStatTrainerCountingTest, ConceptOfOneMessageIsRemovedWithItFromEachCategory) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"y", 1.0}}), {&m_a, &m_b});
     m_corpus.add(MessageBuilder().bag({{"y", 1.0}}), {&m_a, &m_b});
     Train();
@@ -375,10 +375,10 @@ TEST_F(zeStatTrainerCountingTest, AConceptOfOneMessageGoesWithItFromEachCategory
     ExpectInfo("y", 1.0, 1.0, 2);
 }
 
-TEST_F(zeStatTrainerCountingTest, AMillionthOfTheShareCountsAsNothing) {
+TEST_F(zeStatTrainerCountingTest, RestOfAMillionthOfTheShareCountsAsZero) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"y", 1.0}}), {&m_a});
     Train();
-    // Of a share of 0.5 a millionth is 5e-7: 2 to the power of -22 is less, of -20 is more.
+    // A millionth of a share of 0.5 is 5e-7. 2^-22 is less than that, and 2^-20 is more.
     constexpr double kLess = 1.0 / (1 << 22);
     constexpr double kMore = 1.0 / (1 << 20);
     info_of(m_storage, "x") = {0.5 + kLess, 5.0, 1};
@@ -394,8 +394,8 @@ TEST_F(zeStatTrainerCountingTest, AMillionthOfTheShareCountsAsNothing) {
     EXPECT_EQ(P_of(m_storage, 0, "y").m_weight, kMore);
 }
 
-// The share is 1e6 and what is left of both weights exactly its millionth.
-TEST_F(zeStatTrainerCountingTest, ExactlyAMillionthOfTheShareCountsAsNothing) {
+// The share is 1e6, and the rest of both weights is exactly a millionth of it.
+TEST_F(zeStatTrainerCountingTest, RestOfExactlyAMillionthOfTheShareCountsAsZero) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}).weight(1e6), {&m_a});
     Train();
     info_of(m_storage, "x") = {1000001.0, 5.0, 1};
@@ -407,8 +407,8 @@ TEST_F(zeStatTrainerCountingTest, ExactlyAMillionthOfTheShareCountsAsNothing) {
     EXPECT_FALSE(KnowsP(0, "x"));
 }
 
-// Under a ceiling of 3 the first bag weighs 3 + 1, of 11 without one.
-TEST_F(zeStatTrainerCountingTest, RemovesClippedWeightsAndTheClippedTotal) {
+// With a ceiling of 3 the first bag weighs 3 + 1; without one it weighs 11.
+TEST_F(zeStatTrainerCountingTest, ClippedWeightsAndTheClippedTotalAreRemoved) {
     m_storage.m_clip_value = 3.0;
     m_corpus.add(MessageBuilder().bag({{"x", 10.0}, {"y", 1.0}}), {&m_a});
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"z", 1.0}}), {&m_a});
@@ -424,7 +424,7 @@ TEST_F(zeStatTrainerCountingTest, RemovesClippedWeightsAndTheClippedTotal) {
     EXPECT_EQ(P_of(m_storage, 0, "x").m_weight, 0.5);
 }
 
-TEST_F(zeStatTrainerCountingTest, RemovesOnlyEntriesWithAWeightAboveZero) {
+TEST_F(zeStatTrainerCountingTest, OnlyEntriesWithAPositiveWeightAreRemoved) {
     m_corpus.add(MessageBuilder().bag({{"x", 4.0}, {"z", -2.0}, {"y", 0.0}}), {&m_a});
     m_corpus.add(MessageBuilder().bag({{"y", 1.0}, {"z", 1.0}}), {&m_a});
     Train();
@@ -438,7 +438,7 @@ TEST_F(zeStatTrainerCountingTest, RemovesOnlyEntriesWithAWeightAboveZero) {
     EXPECT_EQ(P_of(m_storage, 0, "z").m_weight, 0.5);
 }
 
-TEST_F(zeStatTrainerCountingTest, ARateOfZeroErasesAConceptThatHasWeight) {
+TEST_F(zeStatTrainerCountingTest, RateOfZeroErasesAConceptThatHasWeight) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {});
     Train();
     info_of(m_storage, "x") = {10.0, 0.75, 0};
@@ -448,7 +448,7 @@ TEST_F(zeStatTrainerCountingTest, ARateOfZeroErasesAConceptThatHasWeight) {
     EXPECT_FALSE(Knows("x"));
 }
 
-TEST_F(zeStatTrainerCountingTest, TheLastWeightOfAPTakesItFromTheConceptsCount) {
+TEST_F(zeStatTrainerCountingTest, RemovingTheLastWeightOfAPReducesTheConceptsCount) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a, &m_b});
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
     Train();
@@ -491,7 +491,7 @@ TEST_F(zeStatTrainerCountingTest, RemovingMakesNoEntries) {
     EXPECT_TRUE(m_storage.m_concept_infos.empty());
 }
 
-TEST_F(zeStatTrainerCountingTest, RemovingLeavesTheLifeOfAConcept) {
+TEST_F(zeStatTrainerCountingTest, RemovingKeepsTheLifeOfAConcept) {
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
     m_corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_a});
     Train();
@@ -502,7 +502,7 @@ TEST_F(zeStatTrainerCountingTest, RemovingLeavesTheLifeOfAConcept) {
     EXPECT_EQ(P_of(m_storage, 0, "x").m_life, 1);
 }
 
-TEST_F(zeStatTrainerCountingTest, TakesItsManagerFromTheStorage) {
+TEST_F(zeStatTrainerCountingTest, ManagerIsTakenFromTheStorage) {
     zeManager manager;
     auto* const storage = new zeStat_storage(&manager, m_settings);
 
@@ -513,7 +513,7 @@ TEST_F(zeStatTrainerCountingTest, TakesItsManagerFromTheStorage) {
     EXPECT_EQ(trainer.m_matcher, nullptr);
 }
 
-TEST_F(zeStatTrainerCountingTest, AsksForInterruptionAfterEachMessageAndKeepsTheCountSoFar) {
+TEST_F(zeStatTrainerCountingTest, PollFollowsEachMessageAndAnInterruptionKeepsTheCountSoFar) {
     AddThree();
     for (int poll = 1; poll <= 3; ++poll) {
         SCOPED_TRACE(poll);
@@ -529,7 +529,7 @@ TEST_F(zeStatTrainerCountingTest, AsksForInterruptionAfterEachMessageAndKeepsThe
     }
 }
 
-TEST_F(zeStatTrainerCountingTest, AsksNoOftenerThanThereAreMessages) {
+TEST_F(zeStatTrainerCountingTest, ThereIsOnePollForEachMessage) {
     AddThree();
     zeManager manager;
     auto* const storage = new zeStat_storage(&manager, m_settings);

@@ -1,5 +1,5 @@
-// Training with likelihood tables and bootstrap, interrupted at every poll: what is left behind,
-// and that the process goes on with a model that is trained anew.
+// Training with likelihood tables and bootstrap, interrupted at every poll: the state afterwards,
+// and that the model can be trained again.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <array>
@@ -25,7 +25,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// All that training decides about a profile.
+// Everything that training decides about a profile.
 struct Learned {
     bool operator==(const Learned& other) const = default;
 
@@ -33,7 +33,7 @@ struct Learned {
     int msgs;
     int age;
     std::array<double, Zandrel::LIKELIHOOD_SIZE> likelihood;
-    std::vector<double> bins;  // relevant weight and total, bin by bin
+    std::vector<double> bins;  // relevant weight and total of each bin
 };
 
 class zeStatTrainerInterruptionTest : public testing::Test {
@@ -44,8 +44,8 @@ protected:
         m_settings.suppress_M_threshold = 7;
     }
 
-    // Three messages of each of two categories, of one weight; the model stays whole whichever is
-    // left out. Keywords come to every message, a title to every second one.
+    // Three messages of each of two categories, all of the same weight. If any message is left out,
+    // the model still has all concepts. Every message has keywords, every second one a title.
     void FillCorpus(Small_corpus& corpus) {
         for (int i = 0; i < 6; ++i) {
             const bool is_a = i % 2 == 0;
@@ -94,7 +94,7 @@ protected:
         storage.set_defaults(m_settings, all);
     }
 
-    // What a run of training, without or with an interruption, works on.
+    // The objects that a run of training uses, with or without an interruption.
     struct Run {
         Run(zeStatTrainerInterruptionTest& test, int poll)
             : storage(new zeStat_storage(&manager, test.m_settings)),
@@ -105,8 +105,8 @@ protected:
         }
 
         zeManager manager;
-        zeStat_storage* storage;  // the manager's
-        zeStat_matcher* matcher;  // the manager's
+        zeStat_storage* storage;  // owned by the manager
+        zeStat_matcher* matcher;  // owned by the manager
         Small_corpus corpus;
         Interrupt_at progress;
     };
@@ -116,7 +116,8 @@ protected:
     zeDefaults m_settings;
 };
 
-// By ways to train: how many polls come before the settings change, and before they are back.
+// A way to train, and the numbers of polls: the first poll with changed settings, the first with
+// restored ones, and all.
 struct Way {
     const char* name;
     bool use_omit_method;
@@ -127,8 +128,8 @@ struct Way {
 };
 
 // Six messages, two categories. Counting polls 6 times, a selection twice, matching 6 times, the
-// tables twice; a slice of 3 or 2 messages polls for each 3 times, for its selection and its end.
-// A model without categories has nothing to select and no tables.
+// tables twice. Each slice of 3 or 2 messages polls 3 times for each message, and for its selection
+// and its end. A model without categories has no selection and no tables.
 constexpr std::array<Way, 4> kWays = {{
     {"NotOmitting", false, 10, 7, 15, 18},
     {"TwoSlices", true, 2, 7, 31, 34},
@@ -144,8 +145,8 @@ protected:
         m_settings.num_slices = GetParam().num_slices;
     }
 
-    // The thresholds and the correction are those of the pass while it lasts, and also if it is
-    // broken off.
+    // Checks the thresholds and the correction. They have the values of the pass during the pass,
+    // and also after an interruption in it.
     void ExpectSettings(const zeStat_storage& storage, bool are_of_pass) {
         EXPECT_EQ(storage.m_use_likelihood_in_match, !are_of_pass);
         EXPECT_EQ(storage.m_activation_inside, are_of_pass ? 1 : 2);
@@ -154,7 +155,7 @@ protected:
     }
 };
 
-TEST_P(zeStatLikelihoodInterruptionTest, PollsAsOftenAsItHasSteps) {
+TEST_P(zeStatLikelihoodInterruptionTest, PollsAreOnePerStep) {
     Run run(*this, 0);
 
     run.matcher->train(run.corpus.view);
@@ -163,7 +164,7 @@ TEST_P(zeStatLikelihoodInterruptionTest, PollsAsOftenAsItHasSteps) {
     ExpectSettings(*run.storage, false);
 }
 
-TEST_P(zeStatLikelihoodInterruptionTest, LeavesItsSettingsIfItIsBrokenOff) {
+TEST_P(zeStatLikelihoodInterruptionTest, InterruptionLeavesTheSettingsOfThePass) {
     for (int poll = 1; poll <= GetParam().all; ++poll) {
         SCOPED_TRACE(poll);
         Run run(*this, poll);
@@ -176,7 +177,7 @@ TEST_P(zeStatLikelihoodInterruptionTest, LeavesItsSettingsIfItIsBrokenOff) {
     }
 }
 
-TEST_P(zeStatLikelihoodInterruptionTest, TheModelCanBeTrainedAnewWithItsSettingsSetAnew) {
+TEST_P(zeStatLikelihoodInterruptionTest, ModelCanBeTrainedAgainAfterSettingItsSettingsAgain) {
     Run whole(*this, 0);
     whole.matcher->train(whole.corpus.view);
     const std::vector<Learned> expected = LearnedBy(*whole.storage);
@@ -202,9 +203,9 @@ std::string name_of(const testing::TestParamInfo<Way>& instance) {
 
 INSTANTIATE_TEST_SUITE_P(Ways, zeStatLikelihoodInterruptionTest, testing::ValuesIn(kWays), name_of);
 
-// A slice that has been taken out is missing from the model until it is put back. Six polls count
-// the messages, three take out the first slice, two select, three match, and three put it back.
-TEST_F(zeStatTrainerInterruptionTest, TheModelMayLackMessagesOfASlice) {
+// A slice that was taken out is missing from the model until it is put back. Six polls count the
+// messages, three take out the first slice, two select, three match, and three put it back.
+TEST_F(zeStatTrainerInterruptionTest, InterruptedModelMayLackMessagesOfASlice) {
     m_settings.num_slices = 2;
     const std::vector<int> expected = {1, 2, 3, 4, 5, 6, 5, 4, 3, 3, 3, 3, 3, 3, 4, 5, 6, 6};
     std::vector<int> counts;
@@ -219,8 +220,8 @@ TEST_F(zeStatTrainerInterruptionTest, TheModelMayLackMessagesOfASlice) {
     EXPECT_EQ(counts, expected);
 }
 
-// Bootstrap polls once for each message in each of its three passes, and its matcher once for each
-// of the two categories.
+// Bootstrap polls once for each message in each of its three passes. Its matcher polls once for
+// each of the two categories.
 constexpr int kBootstrapPolls = 18;
 
 TEST_F(zeStatTrainerInterruptionTest, BootstrapPollsForEachMessageOfEachSlot) {
@@ -231,7 +232,7 @@ TEST_F(zeStatTrainerInterruptionTest, BootstrapPollsForEachMessageOfEachSlot) {
     EXPECT_EQ(run.progress.polls, kBootstrapPolls + 2);
 }
 
-TEST_F(zeStatTrainerInterruptionTest, ABrokenOffBootstrapLeavesItsSettings) {
+TEST_F(zeStatTrainerInterruptionTest, InterruptedBootstrapLeavesItsSettings) {
     for (int poll = 1; poll <= kBootstrapPolls + 2; ++poll) {
         SCOPED_TRACE(poll);
         const bool is_broken_off = poll <= kBootstrapPolls;
@@ -246,7 +247,7 @@ TEST_F(zeStatTrainerInterruptionTest, ABrokenOffBootstrapLeavesItsSettings) {
 }
 
 // The weights of the three slots are 5, 3 and 3.
-TEST_F(zeStatTrainerInterruptionTest, ABrokenOffBootstrapLeavesItsBagsAndWeightsInTheMessages) {
+TEST_F(zeStatTrainerInterruptionTest, InterruptedBootstrapLeavesItsBagsAndWeightsInTheMessages) {
     for (int poll = 1; poll <= kBootstrapPolls; ++poll) {
         SCOPED_TRACE(poll);
         Run run(*this, poll);
@@ -263,7 +264,7 @@ TEST_F(zeStatTrainerInterruptionTest, ABrokenOffBootstrapLeavesItsBagsAndWeights
     }
 }
 
-TEST_F(zeStatTrainerInterruptionTest, TheModelCanBeBootstrappedAnewFromOtherMessages) {
+TEST_F(zeStatTrainerInterruptionTest, ModelCanBeBootstrappedAgainFromOtherMessages) {
     Run whole(*this, 0);
     whole.matcher->bootstrap(whole.corpus.view);
     const std::vector<Learned> expected = LearnedBy(*whole.storage);

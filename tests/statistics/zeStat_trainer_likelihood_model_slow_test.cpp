@@ -1,4 +1,4 @@
-// The comparison of zeStat_trainer_likelihood_model_test.cpp under every combination of the
+// The comparison of zeStat_trainer_likelihood_model_test.cpp with every combination of the
 // settings.
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ using likelihood_comparison::kCombinations;
 
 class zeStatTrainerLikelihoodModelSlowTest : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(zeStatTrainerLikelihoodModelSlowTest, AgreesWithTheSlowLikelihoodUnderAllSettings) {
+TEST_P(zeStatTrainerLikelihoodModelSlowTest, AllSettingsGiveTheResultsOfTheSlowLikelihood) {
     for (unsigned int number = 0; number < kCombinations; ++number) {
         SCOPED_TRACE(testing::Message() << "seed " << GetParam() << ", combination " << number);
 

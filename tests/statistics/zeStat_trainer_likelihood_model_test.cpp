@@ -1,6 +1,6 @@
-// Checks the likelihood pass and the scores that come of it over random corpora against a second,
-// slow implementation, under a sample of the combinations of all settings that they read. All of
-// them are compared by zeStat_trainer_likelihood_model_slow_test.cpp.
+// Compares the likelihood pass and the corrected scores with a second, slow implementation, over
+// random corpora and some combinations of all settings involved.
+// zeStat_trainer_likelihood_model_slow_test.cpp compares all combinations.
 #include <random>
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ using likelihood_comparison::messages_of;
 
 class zeStatTrainerLikelihoodModelTest : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(zeStatTrainerLikelihoodModelTest, AgreesWithTheSlowLikelihood) {
+TEST_P(zeStatTrainerLikelihoodModelTest, ResultEqualsTheSlowLikelihood) {
     std::mt19937 engine(GetParam());
     for (int i = 0; i < 100; ++i) {
         const auto number = static_cast<unsigned int>(engine()) % kCombinations;
@@ -32,8 +32,8 @@ TEST_P(zeStatTrainerLikelihoodModelTest, AgreesWithTheSlowLikelihood) {
 INSTANTIATE_TEST_SUITE_P(Seeds, zeStatTrainerLikelihoodModelTest, testing::Range(1U, 6U),
                          testing::PrintToStringParamName());
 
-// The corpora are hard enough only if they bring about what the comparison is for.
-TEST(LikelihoodCorpusTest, FillsManyBinsAndLeavesMessagesAside) {
+// The comparison shows something only if these cases occur in the corpora.
+TEST(LikelihoodCorpusTest, ManyBinsAreFilledAndMessagesAreLeftAside) {
     zeDefaults settings = plain_settings();
     settings.use_likelihood_in_train = true;
     Slow_likelihood slow(settings);

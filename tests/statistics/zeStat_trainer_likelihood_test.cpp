@@ -31,7 +31,7 @@ using testing::Pair;
 
 using Texts = std::vector<std::string>;
 
-// What making a temporary matcher traces.
+// The traces of making a temporary matcher.
 const Texts kMakesMatcher = {"Performing feature selection (num profiles: 2)",
                              "Collecting data for matching table", "Matching table completed"};
 
@@ -54,8 +54,9 @@ Texts starting_with(const std::string& start, const Trace_capture& trace) {
 }
 
 // Two categories. A model of as many messages {x 4} of a as {y 4} of b has the rates 1 and 0, and
-// selects both concepts for both categories. Normalised, a's message lands at +1 for a and -1 for
-// b: the scores atan(pi) / pi + 0.5 = 0.9019, in bin 27, and 0.0981, in bin 2.
+// selects both concepts for both categories. After normalisation, a message of a has the match
+// value +1 for a and -1 for b. So the scores are atan(pi) / pi + 0.5 = 0.9019, in bin 27, and
+// 0.0981, in bin 2.
 class zeStatTrainerLikelihoodTest : public testing::Test {
 protected:
     using BinMap = std::map<std::size_t, std::pair<double, double>>;
@@ -67,7 +68,7 @@ protected:
         return settings;
     }
 
-    // Messages of a and b in turn, each with the one concept that stands for it in the list.
+    // Adds messages of a and b in turn. Each has the concept at its position in the list.
     void AddInTurn(const std::vector<std::string>& concepts) {
         for (const std::string& text : concepts) {
             m_corpus.add(MessageBuilder().bag({{text, 4.0}}),
@@ -101,7 +102,7 @@ protected:
         return slices;
     }
 
-    // The bins of a profile that are not empty: relevant weight and total by position.
+    // The non-empty bins of a profile by position: relevant weight and total.
     BinMap Bins(int iprofile) {
         BinMap filled;
         const auto& bins = m_storage.profile(iprofile).m_bins;
@@ -113,7 +114,8 @@ protected:
         return filled;
     }
 
-    // Every message once in each histogram, where a model that separates the two puts it.
+    // Checks that every message is once in each histogram, in the bin of a model that separates the
+    // two categories.
     void ExpectSeparated(double each) {
         EXPECT_THAT(Bins(0), ElementsAre(Pair(2, Pair(0.0, each)), Pair(27, Pair(each, each))));
         EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(0.0, each)), Pair(27, Pair(each, each))));
@@ -130,7 +132,7 @@ protected:
 
 // Slices.
 
-TEST_F(zeStatTrainerLikelihoodTest, DealsMessagesToSlicesByCategory) {
+TEST_F(zeStatTrainerLikelihoodTest, MessagesAreDealtToSlicesByCategory) {
     AddProfile(&m_a, 5.0);
     AddProfile(&m_b, 5.0);
     for (const std::vector<zeNode*>& cats :
@@ -138,11 +140,11 @@ TEST_F(zeStatTrainerLikelihoodTest, DealsMessagesToSlicesByCategory) {
         m_corpus.add(MessageBuilder(), cats);
     }
 
-    // In order: a 0, 1, 4; b 3, 5; none 2.
+    // In order: a 0, 1, 4; b 3, 5; no category 2.
     EXPECT_THAT(Slices(2), ElementsAre(ElementsAre(0, 4, 5), ElementsAre(1, 3, 2)));
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, SlicesOnlyTheTrainingSet) {
+TEST_F(zeStatTrainerLikelihoodTest, OnlyTheTrainingSetIsSliced) {
     AddProfile(&m_a, 5.0);
     for (int i = 0; i < 4; ++i) {
         m_corpus.add(MessageBuilder(), {&m_a});
@@ -156,7 +158,7 @@ TEST_F(zeStatTrainerLikelihoodTest, SlicesOnlyTheTrainingSet) {
     EXPECT_THAT(slices, ElementsAre(ElementsAre(3), ElementsAre(1)));
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, AMessageThatMayEmptyACategoryGoesInNoSlice) {
+TEST_F(zeStatTrainerLikelihoodTest, MessageThatMayEmptyACategoryIsInNoSlice) {
     struct Row {
         const char* rule;
         double weight_of_a;
@@ -183,8 +185,8 @@ TEST_F(zeStatTrainerLikelihoodTest, AMessageThatMayEmptyACategoryGoesInNoSlice) 
     }
 }
 
-// With it the counter would stand at 2 for the last message, which then counts for a, behind 0.
-TEST_F(zeStatTrainerLikelihoodTest, AMessageLeftAsideDoesNotMoveTheTurn) {
+// With it the counter would be 2 at the last message. That message would then count for a, after 0.
+TEST_F(zeStatTrainerLikelihoodTest, MessageLeftAsideDoesNotAdvanceTheTurn) {
     AddProfile(&m_a, 5.0);
     AddProfile(&m_b, 5.0);
     AddProfile(&m_c, 1.0);
@@ -198,13 +200,13 @@ TEST_F(zeStatTrainerLikelihoodTest, AMessageLeftAsideDoesNotMoveTheTurn) {
 
 // Tables.
 
-constexpr double kStart = 0.0001;  // what every bin's total starts from
+constexpr double kStart = 0.0001;  // the initial total of every bin
 
 class zeStatTrainerTableTest : public zeStatTrainerLikelihoodTest {
 protected:
     zeStatTrainerTableTest() { AddProfile(&m_a, 0.0); }
 
-    // Gives the first bins these contents and all others 19 of 20.
+    // Gives the first bins these contents, and all others 19 of 20.
     void Fill(const std::vector<zeStat_storage::Result_bin>& first) {
         auto& bins = m_storage.profile(0).m_bins;
         for (std::size_t i = 0; i < bins.size(); ++i) {
@@ -218,13 +220,13 @@ protected:
     }
 };
 
-TEST_F(zeStatTrainerTableTest, AnEmptyHistogramGivesATableOfZeros) {
+TEST_F(zeStatTrainerTableTest, EmptyHistogramGivesATableOfZeros) {
     m_storage.profile(0).m_likelihood.fill(0.5);
 
     EXPECT_THAT(Table(), Each(0.0));
 }
 
-TEST_F(zeStatTrainerTableTest, RisingRatiosStayAsTheyAre) {
+TEST_F(zeStatTrainerTableTest, RisingRatiosAreUnchanged) {
     Fill({{1.0, 10.0}, {2.0, 10.0}});
 
     const auto& table = Table();
@@ -235,8 +237,8 @@ TEST_F(zeStatTrainerTableTest, RisingRatiosStayAsTheyAre) {
     EXPECT_DOUBLE_EQ(table[29], 19.0 / (20.0 + kStart));
 }
 
-// 0.5 and 0.2 become 2 of 7; the walk stays on this pool, which has none before it, and goes on.
-TEST_F(zeStatTrainerTableTest, PoolsViolatorsAtTheStart) {
+// 0.5 and 0.2 become 2 of 7. There is no pool before this one, so the walk continues.
+TEST_F(zeStatTrainerTableTest, ViolatorsAtTheStartArePooled) {
     Fill({{1.0, 2.0}, {1.0, 5.0}, {9.0, 10.0}});
 
     const auto& table = Table();
@@ -247,8 +249,8 @@ TEST_F(zeStatTrainerTableTest, PoolsViolatorsAtTheStart) {
     EXPECT_DOUBLE_EQ(table[3], 19.0 / (20.0 + kStart));
 }
 
-// 0.5 and 0.1 become 6 of 20, which is below the 0.4 before them: 10 of 30.
-TEST_F(zeStatTrainerTableTest, APoolThatFallsBelowTheOneBeforeItJoinsIt) {
+// 0.5 and 0.1 become 6 of 20, which is below the 0.4 before them. So all become 10 of 30.
+TEST_F(zeStatTrainerTableTest, PoolThatFallsBelowTheOneBeforeJoinsIt) {
     Fill({{1.0, 10.0}, {4.0, 10.0}, {5.0, 10.0}, {1.0, 10.0}, {4.0, 10.0}});
 
     const auto& table = Table();
@@ -273,8 +275,8 @@ TEST_F(zeStatTrainerTableTest, FallingRatiosBecomeOnePool) {
     EXPECT_THAT(table, Each(table[0]));
 }
 
-// Whatever lies behind the best bin is empty, and so below it.
-TEST_F(zeStatTrainerTableTest, EmptyBinsBehindJoinThePoolBeforeThem) {
+// All bins after the best one are empty, so their ratios are below it.
+TEST_F(zeStatTrainerTableTest, EmptyBinsAtTheEndJoinThePoolBeforeThem) {
     m_storage.profile(0).m_bins[27] = {2.0, 2.0};
 
     const auto& table = Table();
@@ -285,7 +287,7 @@ TEST_F(zeStatTrainerTableTest, EmptyBinsBehindJoinThePoolBeforeThem) {
     EXPECT_EQ(table[29], table[27]);
 }
 
-TEST_F(zeStatTrainerTableTest, SumsTheFineBinsOfABin) {
+TEST_F(zeStatTrainerTableTest, FineBinsOfABinAreSummed) {
     m_storage.set_likelihood_histogram_resolution(3);
     Fill({{1.0, 2.0}, {0.0, 1.0}, {2.0, 7.0}});
 
@@ -295,7 +297,7 @@ TEST_F(zeStatTrainerTableTest, SumsTheFineBinsOfABin) {
     EXPECT_DOUBLE_EQ(table[1], 57.0 / (60.0 + kStart));
 }
 
-TEST_F(zeStatTrainerTableTest, LeavesTheHistogramAndItsAge) {
+TEST_F(zeStatTrainerTableTest, HistogramAndItsAgeAreKept) {
     Fill({{1.0, 2.0}, {1.0, 5.0}});
     m_storage.profile(0).m_likelihood_age = 7;
 
@@ -306,7 +308,7 @@ TEST_F(zeStatTrainerTableTest, LeavesTheHistogramAndItsAge) {
     EXPECT_EQ(m_storage.profile(0).m_likelihood_age, 7);
 }
 
-TEST_F(zeStatTrainerTableTest, TracesEachThousandProfiles) {
+TEST_F(zeStatTrainerTableTest, EachThousandProfilesAreTraced) {
     std::deque<zeNode> nodes;
     for (int count = 1; count < 2999; ++count) {
         nodes.emplace_back(term("a"));
@@ -323,7 +325,7 @@ TEST_F(zeStatTrainerTableTest, TracesEachThousandProfiles) {
 
 // Matching.
 
-TEST_F(zeStatTrainerLikelihoodTest, TracesEachThousandMessages) {
+TEST_F(zeStatTrainerLikelihoodTest, EachThousandMessagesAreTraced) {
     AddInTurn({"x", "y"});
     Train();
     for (const std::size_t count : {999U, 1000U, 2999U}) {
@@ -338,7 +340,7 @@ TEST_F(zeStatTrainerLikelihoodTest, TracesEachThousandMessages) {
     }
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, MatchesByTheGivenMatcherOnlyWhileItStandsForTheModel) {
+TEST_F(zeStatTrainerLikelihoodTest, GivenMatcherIsUsedOnlyIfItMatchesTheModel) {
     UseOmitMethod(1);
     AddInTurn({"x", "y"});
     Train();
@@ -355,7 +357,7 @@ TEST_F(zeStatTrainerLikelihoodTest, MatchesByTheGivenMatcherOnlyWhileItStandsFor
     EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(1.0, 1.0)), Pair(27, Pair(1.0, 1.0))));
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, MakesAMatcherIfNoneIsGiven) {
+TEST_F(zeStatTrainerLikelihoodTest, MatcherIsMadeIfNoneIsGiven) {
     UseOmitMethod(1);
     AddInTurn({"x", "y"});
     Train();
@@ -368,7 +370,7 @@ TEST_F(zeStatTrainerLikelihoodTest, MakesAMatcherIfNoneIsGiven) {
     ExpectSeparated(1.0);
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, ATemporaryMatcherTakesOverWeightsThatTheModelHolds) {
+TEST_F(zeStatTrainerLikelihoodTest, TemporaryMatcherTakesTheWeightsOfTheModel) {
     UseOmitMethod(1);
     AddInTurn({"x", "y"});
     Train();
@@ -380,7 +382,7 @@ TEST_F(zeStatTrainerLikelihoodTest, ATemporaryMatcherTakesOverWeightsThatTheMode
     EXPECT_THAT(m_storage.profile(0).m_weights, IsEmpty());
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, ATemporaryMatcherLeavesTheTreeAlone) {
+TEST_F(zeStatTrainerLikelihoodTest, TemporaryMatcherDoesNotChangeTheTree) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});
 
@@ -389,7 +391,7 @@ TEST_F(zeStatTrainerLikelihoodTest, ATemporaryMatcherLeavesTheTreeAlone) {
     EXPECT_EQ(m_a.m_parent, nullptr);
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, FindsMessagesByTheNumbersOfTheView) {
+TEST_F(zeStatTrainerLikelihoodTest, MessagesAreFoundByTheNumbersOfTheView) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});
     m_corpus.view.msgs = {{1, {&m_a}}, {0, {&m_b}}};
@@ -401,7 +403,7 @@ TEST_F(zeStatTrainerLikelihoodTest, FindsMessagesByTheNumbersOfTheView) {
 
 // The pass.
 
-TEST_F(zeStatTrainerLikelihoodTest, WithoutOmittingItCountsFirstAndScoresTheSameMessages) {
+TEST_F(zeStatTrainerLikelihoodTest, WithoutOmittingMessagesAreCountedAndThenScored) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});
     const Trace_capture trace;
@@ -442,8 +444,9 @@ TEST_F(zeStatTrainerLikelihoodTest, OmittingMatchesSliceBySlice) {
     EXPECT_EQ(m_storage.profile(1).m_likelihood_age, 4);
 }
 
-// No other message has the concept of one, so without it the model knows none of its concepts.
-TEST_F(zeStatTrainerLikelihoodTest, OmittingMatchesEachMessageByAModelThatHasNotSeenIt) {
+// Each message has a concept of its own. So without the message the model knows none of its
+// concepts.
+TEST_F(zeStatTrainerLikelihoodTest, OmittingMatchesEachMessageByAModelWithoutIt) {
     UseOmitMethod(2);
     AddInTurn({"x", "y", "p", "q"});
 
@@ -453,7 +456,7 @@ TEST_F(zeStatTrainerLikelihoodTest, OmittingMatchesEachMessageByAModelThatHasNot
     EXPECT_THAT(Bins(1), ElementsAre(Pair(15, Pair(2.0, 4.0))));
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, OmittingLeavesTheModelAsItWasCounted) {
+TEST_F(zeStatTrainerLikelihoodTest, OmittingDoesNotChangeTheCountedModel) {
     UseOmitMethod(2);
     AddInTurn({"x", "y", "p", "y"});
 
@@ -488,7 +491,7 @@ TEST_F(zeStatTrainerLikelihoodTest, CategoriesOfOneMessageLeaveTheHistogramsEmpt
     EXPECT_EQ(m_storage.m_num_msgs, 2);
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, TheFirstEmptySliceEndsTheLoop) {
+TEST_F(zeStatTrainerLikelihoodTest, FirstEmptySliceEndsTheLoop) {
     for (const int slice_count : {10, std::numeric_limits<int>::max()}) {
         SCOPED_TRACE(slice_count);
         m_storage.create_skeleton();
@@ -507,7 +510,7 @@ TEST_F(zeStatTrainerLikelihoodTest, TheFirstEmptySliceEndsTheLoop) {
     }
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, WithFewerThanTwoSlicesItMatchesBeforeItCounts) {
+TEST_F(zeStatTrainerLikelihoodTest, WithFewerThanTwoSlicesMatchingComesBeforeCounting) {
     for (const int slice_count : {1, 0, -1}) {
         SCOPED_TRACE(slice_count);
         m_storage.clear();
@@ -533,7 +536,7 @@ TEST_F(zeStatTrainerLikelihoodTest, WithFewerThanTwoSlicesItMatchesBeforeItCount
     }
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, WithFewerThanTwoSlicesAGivenMatcherIsUsedAsItStands) {
+TEST_F(zeStatTrainerLikelihoodTest, WithFewerThanTwoSlicesAGivenMatcherIsUsedUnchanged) {
     UseOmitMethod(1);
     AddInTurn({"x", "y"});
     Train();
@@ -548,7 +551,7 @@ TEST_F(zeStatTrainerLikelihoodTest, WithFewerThanTwoSlicesAGivenMatcherIsUsedAsI
     EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(1.0, 2.0))));
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, AGivenMatcherOfAnOlderModelIsNotUsed) {
+TEST_F(zeStatTrainerLikelihoodTest, GivenMatcherOfAnOlderModelIsNotUsed) {
     for (const bool use_omit_method : {false, true}) {
         SCOPED_TRACE(use_omit_method);
         m_storage.clear();
@@ -576,7 +579,7 @@ TEST_F(zeStatTrainerLikelihoodTest, FurtherTrainingAddsToTheHistograms) {
     EXPECT_DOUBLE_EQ(m_storage.profile(0).m_likelihood[27], 2.0 / (2.0 + 3 * kStart));
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, RemovingLeavesHistogramsAndTables) {
+TEST_F(zeStatTrainerLikelihoodTest, RemovingKeepsHistogramsAndTables) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});
     Train();
@@ -606,7 +609,8 @@ TEST_F(zeStatTrainerLikelihoodTest, WithoutLikelihoodTrainingOnlyCounts) {
 }
 
 // Each category has fewer messages than any of the thresholds.
-TEST_F(zeStatTrainerLikelihoodTest, MeasuresEveryCategoryWithAMessageAndRestoresTheThresholds) {
+TEST_F(zeStatTrainerLikelihoodTest,
+       EveryCategoryWithAMessageIsMeasuredAndTheThresholdsAreRestored) {
     m_storage.m_use_omit_method = false;
     m_storage.m_activation_inside = 5;
     m_storage.m_activation_outside = 6;
@@ -621,8 +625,8 @@ TEST_F(zeStatTrainerLikelihoodTest, MeasuresEveryCategoryWithAMessageAndRestores
     EXPECT_EQ(m_storage.m_activation_total, 7);
 }
 
-// By their tables of zeros all scores would fall in the first bin.
-TEST_F(zeStatTrainerLikelihoodTest, MeasuresRawScoresAndRestoresTheCorrection) {
+// With their tables of zeros all scores would be in the first bin.
+TEST_F(zeStatTrainerLikelihoodTest, RawScoresAreMeasuredAndTheCorrectionIsRestored) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});
     for (const bool use_likelihood_in_match : {false, true}) {
@@ -640,7 +644,7 @@ TEST_F(zeStatTrainerLikelihoodTest, MeasuresRawScoresAndRestoresTheCorrection) {
     }
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, CorrectionGoesOffIfNoTablesAreBuilt) {
+TEST_F(zeStatTrainerLikelihoodTest, CorrectionIsTurnedOffIfNoTablesAreBuilt) {
     m_storage.set_use_train_likelihood(false);
     m_storage.m_use_omit_method = false;
     m_storage.m_use_likelihood_in_match = true;
@@ -651,7 +655,7 @@ TEST_F(zeStatTrainerLikelihoodTest, CorrectionGoesOffIfNoTablesAreBuilt) {
     EXPECT_FALSE(m_storage.m_use_likelihood_in_match);
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, AnEmptyViewGivesEmptyTables) {
+TEST_F(zeStatTrainerLikelihoodTest, EmptyViewGivesEmptyTables) {
     for (const int slice_count : {1, 2}) {
         SCOPED_TRACE(slice_count);
         UseOmitMethod(slice_count);
@@ -664,7 +668,7 @@ TEST_F(zeStatTrainerLikelihoodTest, AnEmptyViewGivesEmptyTables) {
     }
 }
 
-TEST_F(zeStatTrainerLikelihoodTest, SkipsMessagesThatTheCorpusDoesNotHave) {
+TEST_F(zeStatTrainerLikelihoodTest, MessagesThatTheCorpusDoesNotHaveAreSkipped) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});
     m_corpus.add(qtPtrLight<zeMsg>(), {&m_a});
@@ -674,7 +678,7 @@ TEST_F(zeStatTrainerLikelihoodTest, SkipsMessagesThatTheCorpusDoesNotHave) {
     ExpectSeparated(1.0);
 }
 
-// A message without a bag is counted nowhere; one with an empty bag scores 0.
+// A message without a bag is not counted; one with an empty bag scores 0.
 TEST_F(zeStatTrainerLikelihoodTest, EmptyBagsEnterTheHistogramsAndMissingOnesDoNot) {
     UseOmitMethod(2);
     AddInTurn({"x", "y", "x", "y"});

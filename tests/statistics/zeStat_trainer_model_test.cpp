@@ -1,5 +1,5 @@
-// Checks counting and selection over random corpora against a second, slow implementation, bit for
-// bit and under every combination of the settings that they read.
+// Compares counting and selection over random corpora with a second, slow implementation, bit for
+// bit and with every combination of the settings involved.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <cstddef>
@@ -42,7 +42,7 @@ class zeStatTrainerModelTest : public testing::TestWithParam<unsigned int> {
 protected:
     ~zeStatTrainerModelTest() override { g_use_positive_method = false; }
 
-    // What happens to the model between counting and selection.
+    // The change of the model between counting and selection.
     enum class Between { kNothing, kWalksFar, kScaled };
 
     // Trains both and compares them.
@@ -61,7 +61,8 @@ protected:
         trainer.train(corpus.view, false);
         ExpectEqualCounts(slow, storage);
         if (between == Between::kWalksFar) {
-            // The library orders as few candidates ahead as it can, so that walks go past them.
+            // The library then sorts as few candidates as possible in advance, so the walk has to
+            // continue after them.
             storage.m_profile_size = 0;
         } else if (between == Between::kScaled) {
             Scale(slow, storage);
@@ -73,7 +74,7 @@ protected:
         }
     }
 
-    // Parts the totals of weights from those of messages, as learning does.
+    // Makes the totals of weights differ from those of messages, as learning does.
     static void Scale(Slow_trainer& slow, zeStat_storage& storage) {
         slow.total_weight *= 0.75;
         storage.m_total_weight *= 0.75;
@@ -132,7 +133,7 @@ protected:
     Slow_messages m_adder;
 };
 
-TEST_P(zeStatTrainerModelTest, AgreesWithTheSlowTrainer) {
+TEST_P(zeStatTrainerModelTest, ResultEqualsTheSlowTrainer) {
     for (const int profile_size : {1, 4, 12, 1000}) {
         for (unsigned int number = 0; number < kSettingCombinations; ++number) {
             for (const Between between :
@@ -152,8 +153,8 @@ TEST_P(zeStatTrainerModelTest, AgreesWithTheSlowTrainer) {
 INSTANTIATE_TEST_SUITE_P(Seeds, zeStatTrainerModelTest, testing::Range(1U, 4U),
                          testing::PrintToStringParamName());
 
-// The corpora are hard enough only if they bring about what the comparison is for.
-TEST(RandomCorpusTest, LetsSmallProfilesRefuseAndMissingConceptsIn) {
+// The comparison shows something only if these cases occur in the corpora.
+TEST(RandomCorpusTest, SmallProfilesRefuseConceptsAndMissingConceptsAreTaken) {
     int full = 0;
     int outside = 0;
     for (unsigned int seed = 1; seed < 9; ++seed) {

@@ -1,6 +1,6 @@
-// Counting is reversible: messages that are added and taken out again, each in its own random
-// order, leave the model as it was. All weights and totals here are powers of two, so every share
-// and every sum is exact and "as it was" means to the last bit.
+// Counting is reversible. If messages are added and removed again, each time in random order, the
+// model is as before. All weights and totals are powers of two, so every share and every sum is
+// exact, and we compare all bits.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ Snapshot snapshot_of(const zeStat_storage& storage) {
         const zeStat_storage::Profile& profile = storage.profile(i);
         if (profile.m_num_msgs == 0) {
             EXPECT_TRUE(profile.m_Ps.empty());
-            continue;  // A profile that was emptied stays.
+            continue;  // A profile that became empty remains.
         }
         result.profiles[i] = {profile.m_weight, profile.m_msg_weight,
                               static_cast<double>(profile.m_num_msgs)};
@@ -67,7 +67,7 @@ protected:
         }
     }
 
-    // Four concepts of weights 1, 1, 2 and 4, which come to 8.
+    // Four concepts of the weights 1, 1, 2 and 4; their sum is 8.
     void AddRandomMessage() {
         std::vector<int> words(16);
         std::iota(words.begin(), words.end(), 0);
@@ -103,7 +103,7 @@ protected:
     zeStat_storage m_storage{nullptr, m_settings};
 };
 
-TEST_P(zeStattrainerReversalTest, RemovingInAnyOrderUndoesAddingInAnyOther) {
+TEST_P(zeStattrainerReversalTest, RemovingInAnyOrderUndoesAddingInAnyOrder) {
     zeStat_trainer trainer(m_storage);
     trainer.m_view = &m_corpus.view;
     trainer.calculate_corpus(Shuffled(0, kStayingCount), false);
@@ -116,7 +116,7 @@ TEST_P(zeStattrainerReversalTest, RemovingInAnyOrderUndoesAddingInAnyOther) {
     EXPECT_TRUE(snapshot_of(m_storage) == before) << "seed " << GetParam();
 }
 
-TEST_P(zeStattrainerReversalTest, RemovingEverythingLeavesProfilesWithoutContent) {
+TEST_P(zeStattrainerReversalTest, RemovingEverythingLeavesEmptyProfiles) {
     zeStat_trainer trainer(m_storage);
     trainer.m_view = &m_corpus.view;
     trainer.calculate_corpus(Shuffled(0, kStayingCount), false);
@@ -131,7 +131,7 @@ TEST_P(zeStattrainerReversalTest, RemovingEverythingLeavesProfilesWithoutContent
     EXPECT_EQ(m_storage.profile_count(), profile_count);
 }
 
-TEST_P(zeStattrainerReversalTest, RemovingLeavesTheLifeThatAddingRenewed) {
+TEST_P(zeStattrainerReversalTest, RemovingKeepsTheLifeThatAddingRenewed) {
     m_storage.m_P_life_expectancy = 7;
     zeStat_trainer trainer(m_storage);
     trainer.m_view = &m_corpus.view;

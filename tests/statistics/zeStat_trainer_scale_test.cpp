@@ -1,4 +1,4 @@
-// What a profile selects, and how its weights are scaled.
+// The selection of a profile, and the scaling of its weights.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <cmath>
@@ -25,8 +25,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-// Concepts x, of the profile alone, and y, outside it alone: x has the weight log 8 and the rates
-// 1/2 and 0; y has log 1/2, and the rates 0 and 1/2.
+// The concept x is only in the profile, y only outside it. x has the weight log 8 and the rates 1/2
+// and 0; y has log 1/2, and the rates 0 and 1/2.
 class zeStatTrainerScaleTest : public zeStatTrainerSelectionTest {
 protected:
     zeStatTrainerScaleTest() {
@@ -39,9 +39,9 @@ protected:
     float Value(std::size_t rank) { return m_storage.profile(0).m_weights.at(rank).m_value; }
 };
 
-// With L = log 2: A = 3 L / 2, B = - L / 2, so M = L / -2 L and the values are 6 L / 2 L and
+// With L = log 2: A = 3 L / 2 and B = - L / 2, so M = L / -2 L, and the values are 6 L / 2 L and
 // -2 L / 2 L.
-TEST_F(zeStatTrainerScaleTest, ScalesWeightsSoThatInsideIsOneAndOutsideMinusOne) {
+TEST_F(zeStatTrainerScaleTest, WeightsAreScaledSoThatInsideIsOneAndOutsideMinusOne) {
     ASSERT_THAT(Select(), ElementsAre("x", "y"));
 
     const double M = m_storage.profile(0).m_M;
@@ -53,7 +53,7 @@ TEST_F(zeStatTrainerScaleTest, ScalesWeightsSoThatInsideIsOneAndOutsideMinusOne)
 }
 
 // A = log 8 / 2 and B = 0, so M = A / -A and the value is 2 log 8 / A.
-TEST_F(zeStatTrainerScaleTest, OneFeatureAloneIsScaledExactly) {
+TEST_F(zeStatTrainerScaleTest, SingleFeatureIsScaledExactly) {
     m_storage.profile(0).m_size = 1;
 
     ASSERT_THAT(Select(), ElementsAre("x"));
@@ -62,7 +62,7 @@ TEST_F(zeStatTrainerScaleTest, OneFeatureAloneIsScaledExactly) {
     EXPECT_EQ(Value(0), 4.0F);
 }
 
-TEST_F(zeStatTrainerScaleTest, LeavesWeightsAsTheyAreWithoutNormalization) {
+TEST_F(zeStatTrainerScaleTest, WeightsAreUnchangedWithoutNormalization) {
     m_storage.m_use_normalization = false;
     m_storage.profile(0).m_M = 7.0;
 
@@ -73,13 +73,13 @@ TEST_F(zeStatTrainerScaleTest, LeavesWeightsAsTheyAreWithoutNormalization) {
     EXPECT_EQ(Value(1), static_cast<float>(std::log(0.5)));
 }
 
-TEST_F(zeStatTrainerScaleTest, ReplacesTheWeightsOfTheLastSelection) {
+TEST_F(zeStatTrainerScaleTest, WeightsOfTheLastSelectionAreReplaced) {
     m_storage.profile(0).m_weights.push_back({term("old"), 1.0F});
 
     EXPECT_THAT(Select(), ElementsAre("x", "y"));
 }
 
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfNothingIsSelected) {
+TEST_F(zeStatTrainerScaleTest, OldTermIsKeptIfNothingIsSelected) {
     for (const int size : {0, -1}) {
         m_storage.profile(0).m_size = size;
         m_storage.profile(0).m_M = 7.0;
@@ -90,7 +90,7 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfNothingIsSelected) {
     }
 }
 
-TEST_F(zeStatTrainerScaleTest, SetsTheTermToZeroWithoutNormalizationEvenIfNothingIsSelected) {
+TEST_F(zeStatTrainerScaleTest, TermIsZeroWithoutNormalizationEvenIfNothingIsSelected) {
     m_storage.m_use_normalization = false;
     m_storage.profile(0).m_size = 0;
     m_storage.profile(0).m_M = 7.0;
@@ -100,9 +100,9 @@ TEST_F(zeStatTrainerScaleTest, SetsTheTermToZeroWithoutNormalizationEvenIfNothin
 }
 
 // In multiples of the least double d: p_all = 4 d, p_in = 5 d, p_out = 3 d, and the weight is
-// log(4/3) = 0.288. Then A = 1.44 d and B = 0.86 d, which both round to d, as does the score,
-// 0.58 d.
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheOnlyFeatureHasNoScale) {
+// log(4/3) = 0.288. Then A = 1.44 d and B = 0.86 d. Both are rounded to d, and so is the score 0.58
+// d.
+TEST_F(zeStatTrainerScaleTest, OldTermIsKeptIfTheOnlyFeatureHasNoScale) {
     constexpr double d = std::numeric_limits<double>::denorm_min();
     m_storage.m_concept_infos.clear();
     m_storage.profile(0).m_Ps.clear();
@@ -118,8 +118,8 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheOnlyFeatureHasNoScale) {
     EXPECT_EQ(P_of(m_storage, 0, "x").m_selected, 0);
 }
 
-// The rate of x inside is 1e308 / 1e-10, which is beyond range, and so are the sums on the scale.
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheScaleIsBeyondAllRange) {
+// The rate of x inside is 1e308 / 1e-10, which is infinite, and so are the sums of the scale.
+TEST_F(zeStatTrainerScaleTest, OldTermIsKeptIfTheScaleIsInfinite) {
     SetTotals({64.0, 16.0, 16.0, 1e-10, 8.0});
     P_of(m_storage, 0, "x").m_weight = 1e308;
     for (const bool use_new_ZC : {false, true}) {
@@ -135,9 +135,9 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfTheScaleIsBeyondAllRange) {
     }
 }
 
-// The rates of x are `in` and 0, so its weight becomes 2 / `in`. Floats end at 2^128 - 2^104, and a
-// double below 2^128 - 2^103 still rounds to that.
-TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfAWeightIsNotFiniteAsAFloat) {
+// The rates of x are `in` and 0, so its weight becomes 2 / `in`. The largest float is 2^128 -
+// 2^104, and a double below 2^128 - 2^103 is still rounded to it.
+TEST_F(zeStatTrainerScaleTest, OldTermIsKeptIfAWeightIsNotFiniteAsAFloat) {
     constexpr auto kMostFloat = static_cast<double>(std::numeric_limits<float>::max());
     const double step = std::ldexp(1.0, 102);
     m_storage.m_concept_infos.clear();
@@ -162,7 +162,7 @@ TEST_F(zeStatTrainerScaleTest, KeepsTheOldTermIfAWeightIsNotFiniteAsAFloat) {
 }
 
 // Inside its category x has the rate 1e-45, and outside 0.
-TEST_F(zeStatTrainerScaleTest, BagOfWeightsFarApartGivesNoWeightThatIsNotFinite) {
+TEST_F(zeStatTrainerScaleTest, BagOfVeryDifferentWeightsGivesOnlyFiniteWeights) {
     for (const bool use_new_ZC : {false, true}) {
         SCOPED_TRACE(use_new_ZC);
         zeDefaults settings = plain_settings();
@@ -189,7 +189,7 @@ TEST_F(zeStatTrainerScaleTest, BagOfWeightsFarApartGivesNoWeightThatIsNotFinite)
     }
 }
 
-TEST_F(zeStatTrainerScaleTest, MarksTheSelectedConceptsOfTheProfile) {
+TEST_F(zeStatTrainerScaleTest, SelectedConceptsOfTheProfileAreMarked) {
     AddInfo("z", 4.0);
     AddP(0, "z", 2.5);
     m_storage.profile(0).m_selection_mark = 5;
@@ -212,13 +212,13 @@ TEST_F(zeStatTrainerScaleTest, PositiveMethodWithTheOldTreatmentOffersNoOutsideC
 TEST_F(zeStatTrainerScaleTest, PositiveMethodWithTheNewTreatmentOffersThem) {
     const Positive_method positive;
 
-    // Their rates mirror each other, so their scores are equal but for rounding.
+    // The two rates are exchanged between the concepts, so their scores differ only by rounding.
     EXPECT_THAT(Select(), UnorderedElementsAre("x", "y"));
 }
 
 // The whole selection.
 
-TEST_F(zeStatTrainerScaleTest, SelectsForEveryProfileAndForgetsTheCandidates) {
+TEST_F(zeStatTrainerScaleTest, SelectionForEveryProfileForgetsTheCandidates) {
     m_storage.profile(1).m_weight = 8.0;
     m_storage.profile(1).m_msg_weight = 8.0;
     AddP(1, "y", 4.0);
@@ -232,7 +232,7 @@ TEST_F(zeStatTrainerScaleTest, SelectsForEveryProfileAndForgetsTheCandidates) {
     EXPECT_THAT(m_trainer.m_all_concepts, IsEmpty());
 }
 
-TEST_F(zeStatTrainerScaleTest, ForgetsBothListsOfCandidates) {
+TEST_F(zeStatTrainerScaleTest, BothListsOfCandidatesAreForgotten) {
     m_storage.m_use_new_ZC = false;
     AddInfo("rare", 0.01);
 
@@ -242,7 +242,7 @@ TEST_F(zeStatTrainerScaleTest, ForgetsBothListsOfCandidates) {
     EXPECT_THAT(m_trainer.m_concept_lists[1], IsEmpty());
 }
 
-TEST_F(zeStatTrainerScaleTest, MovesTheMarkOnAndNeverToZero) {
+TEST_F(zeStatTrainerScaleTest, MarkIsIncreasedAndNeverZero) {
     for (const auto& [before, after] : {std::pair(1, 2), {2, 3}, {254, 255}, {255, 1}}) {
         SCOPED_TRACE(before);
         m_storage.profile(0).m_selection_mark = static_cast<unsigned char>(before);
@@ -254,7 +254,7 @@ TEST_F(zeStatTrainerScaleTest, MovesTheMarkOnAndNeverToZero) {
     }
 }
 
-TEST_F(zeStatTrainerScaleTest, ComesBackToAMarkAfterAllOthers) {
+TEST_F(zeStatTrainerScaleTest, MarkIsReusedAfterAllOthers) {
     for (int round = 0; round < 255; ++round) {
         m_trainer.calculate_feature_selection();
         ASSERT_NE(m_storage.profile(0).m_selection_mark, 0);
@@ -263,7 +263,7 @@ TEST_F(zeStatTrainerScaleTest, ComesBackToAMarkAfterAllOthers) {
     EXPECT_EQ(m_storage.profile(0).m_selection_mark, 1);
 }
 
-TEST_F(zeStatTrainerScaleTest, CanBeInterruptedAfterEachProfileAndDoneAgain) {
+TEST_F(zeStatTrainerScaleTest, SelectionInterruptedAfterAnyProfileCanBeRepeated) {
     for (int poll = 1; poll <= 2; ++poll) {
         SCOPED_TRACE(poll);
         zeManager manager;

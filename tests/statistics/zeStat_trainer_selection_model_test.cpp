@@ -1,5 +1,5 @@
-// Checks the whole feature selection against a slow one that judges every concept by the public
-// steps, over random models with ties, zeros, negative weights, infinities and what is no number.
+// Compares the whole feature selection with a slow one that judges every concept by the public
+// steps. The random models have equal scores, zeros, negative weights, infinities and NaN.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
@@ -32,8 +32,8 @@ using Selected_list = std::vector<Selected_concept>;
 using Info_iterators = std::vector<zeStat_storage::Concept_infos::iterator>;
 using Info_order = bool (*)(const Info_iterators::value_type&, const Info_iterators::value_type&);
 
-// Feature selection in the most obvious way: every concept is judged in full by the trainer's
-// public steps, and all candidates from outside are sorted.
+// A simple implementation of feature selection. It judges every concept completely by the trainer's
+// public steps, and sorts all candidates from outside.
 class Slow_selection {
 public:
     explicit Slow_selection(zeStat_storage& storage) : m_storage(storage), m_trainer(storage) {}
@@ -145,7 +145,7 @@ private:
     zeStat_trainer m_trainer;
 };
 
-// The bits that a selection leaves in a profile.
+// The bits of a profile after a selection.
 struct Selection_bits {
     std::vector<std::tuple<std::string, std::uint32_t>> weights;
     std::uint64_t M;
@@ -155,8 +155,8 @@ struct Selection_bits {
     bool operator==(const Selection_bits&) const = default;
 };
 
-// Makes a model with the settings that the bits of a number choose. The same seed makes the same
-// model, so that two can be selected from in two ways.
+// Makes a model with the settings that the bits of a number choose. The same seed gives the same
+// model, so that two copies can be selected from in two ways.
 class Random_model {
 public:
     Random_model(unsigned int number, int profile_size, unsigned int seed, bool is_damaged)
@@ -173,7 +173,7 @@ public:
         }
     }
 
-    // Changes some entries, as taking a part of the messages out does.
+    // Changes some entries, as removing some of the messages does.
     void Change() {
         for (int i = 0; i < kConcepts; ++i) {
             if (Chance(0.2)) {
@@ -221,7 +221,7 @@ private:
         return settings;
     }
 
-    // Long common beginnings, so that ties are not always settled by the first bytes.
+    // Long common beginnings, so that texts are not always ordered by their first bytes.
     static Concept ConceptOf(int i) {
         const std::string number = std::to_string(i);
         if (i % 3 == 0) {
@@ -237,7 +237,7 @@ private:
         storage->m_total_weight = Damaged(250.0);
         storage->m_total_msg_weight = Damaged(280.0);
         for (const auto& profile : storage->m_profiles) {
-            // Profiles of one weight occur, and one that has all messages.
+            // Some profiles have equal weights, and one has all messages.
             profile->m_weight = Damaged(OneOf({20.0, 20.0, 35.0}));
             profile->m_msg_weight = Damaged(OneOf({20.0, 20.0, 30.0, 280.0}));
             if (Chance(0.2)) {
@@ -259,7 +259,7 @@ private:
         }
     }
 
-    // Few different values, for ties.
+    // There are few different values, so that scores are equal.
     double Weight() {
         return Damaged(Chance(0.7) ? OneOf({0.0625, 0.1, 0.125, 0.5, 1.0})
                                    : std::uniform_real_distribution<double>(0.0, 2.0)(m_random));
@@ -286,7 +286,7 @@ private:
                                      zeNode(term("d")), zeNode(term("e")), zeNode(term("f"))};
 };
 
-// By the number of a combination of settings, and if the positive method is on.
+// The parameters: the number of a combination of settings, and whether the positive method is on.
 class zeStatTrainerSelectionModelTest
     : public testing::TestWithParam<std::tuple<unsigned int, bool>> {
 protected:
@@ -303,7 +303,7 @@ protected:
                                             << ", damaged " << is_damaged << ", round " << round);
             Slow_selection(*slow.storage).Select();
             zeStat_trainer(*fast.storage).calculate_feature_selection();
-            // Not EXPECT_EQ, which would print thousands of weights.
+            // We do not use EXPECT_EQ, since it would print thousands of weights.
             ASSERT_TRUE(fast.Bits() == slow.Bits());
             slow.Change();
             fast.Change();
@@ -311,7 +311,7 @@ protected:
     }
 };
 
-TEST_P(zeStatTrainerSelectionModelTest, EqualsTheSlowSelectionBitByBit) {
+TEST_P(zeStatTrainerSelectionModelTest, ResultEqualsTheSlowSelectionBitByBit) {
     for (const int profile_size : {0, 1, 7, 40, 1000}) {
         for (unsigned int seed = 1; seed <= 6; ++seed) {
             for (const bool is_damaged : {false, true}) {
@@ -327,8 +327,8 @@ TEST_P(zeStatTrainerSelectionModelTest, EqualsTheSlowSelectionBitByBit) {
 INSTANTIATE_TEST_SUITE_P(Settings, zeStatTrainerSelectionModelTest,
                          testing::Combine(testing::Range(0U, 16U), testing::Bool()));
 
-// The models are hard enough only if they bring about what the comparison is for.
-TEST(RandomModelTest, HasFullProfilesOutsideConceptsAndTies) {
+// The comparison shows something only if these cases occur in the models.
+TEST(RandomModelTest, FullProfilesOutsideConceptsAndEqualScoresOccur) {
     int full = 0;
     int outside = 0;
     int equal_neighbours = 0;

@@ -1,4 +1,4 @@
-// Feature selection, step by step; expected values are worked out by hand beside each case.
+// Feature selection, step by step. The expected values are computed by hand next to each case.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
@@ -44,7 +44,7 @@ TEST_F(zeStatTrainerSelectionTest, ConfidenceRisesFromAboutZeroToAboutOne) {
     EXPECT_TRUE(std::is_sorted(zeStat_trainer::F_C.begin(), zeStat_trainer::F_C.end()));
 }
 
-TEST_F(zeStatTrainerSelectionTest, FillsATableOfConfidences) {
+TEST_F(zeStatTrainerSelectionTest, TableOfConfidencesIsFilled) {
     std::array<double, 1001> table = {};
 
     initialize_F_C(table.data());
@@ -52,7 +52,7 @@ TEST_F(zeStatTrainerSelectionTest, FillsATableOfConfidences) {
     EXPECT_EQ(table, zeStat_trainer::F_C);
 }
 
-TEST_F(zeStatTrainerSelectionTest, SuppressesConceptsOfFewMessages) {
+TEST_F(zeStatTrainerSelectionTest, ConceptsOfFewMessagesAreSuppressed) {
     struct Row {
         const char* rule;
         bool suppress;
@@ -92,9 +92,9 @@ TEST_F(zeStatTrainerSelectionTest, SuppressesConceptsOfFewMessages) {
     }
 }
 
-// With the fixture's totals: q = 1/64, E = 8, F = 16 / (64 * 8) = 1/32, and for a concept
-// p_all = info / 16, p_in = P / 8, p_out = 2 p_all - p_in.
-TEST_F(zeStatTrainerSelectionTest, JudgesAConceptByItsRates) {
+// With the fixture's totals q = 1/64, E = 8 and F = 16 / (64 * 8) = 1/32. For a concept p_all =
+// info / 16, p_in = P / 8, p_out = 2 p_all - p_in.
+TEST_F(zeStatTrainerSelectionTest, ConceptIsJudgedByItsRates) {
     constexpr std::optional<double> kNone;
     const Totals usual = {64.0, 16.0, 16.0, 8.0, 8.0};
     // E = -8 and F = -1/64; p_out = 2 p_in - p_all.
@@ -196,7 +196,7 @@ TEST_F(zeStatTrainerSelectionTest, JudgesAConceptByItsRates) {
     }
 }
 
-TEST_F(zeStatTrainerSelectionTest, MultipliesAWeightByItsSuppression) {
+TEST_F(zeStatTrainerSelectionTest, WeightIsMultipliedByItsSuppression) {
     m_storage.m_suppress_M = true;
     AddInfo("x", 4.0, 4.0);
     AddP(0, "x", 3.0);
@@ -207,7 +207,7 @@ TEST_F(zeStatTrainerSelectionTest, MultipliesAWeightByItsSuppression) {
     EXPECT_EQ(judged.m_score, 0.5 * std::log(2.0) * 0.25);
 }
 
-TEST_F(zeStatTrainerSelectionTest, AConceptOfNoMessageScoresNothing) {
+TEST_F(zeStatTrainerSelectionTest, ConceptOfNoMessageScoresZero) {
     m_storage.m_suppress_M = true;
     AddInfo("x", 4.0, 0.0);
     AddP(0, "x", 3.0);
@@ -231,7 +231,7 @@ TEST_F(zeStatTrainerSelectionTest, PositiveMethodComparesSmoothedRates) {
 
         const Concept_profile judged = Judge("x");
 
-        // The sums are rounded in another order than by hand.
+        // The sums are rounded in another order than in the computation by hand.
         EXPECT_NEAR(judged.m_weight, std::log(47.0 / 19.0), 1e-15);
         EXPECT_EQ(judged.m_p_in, 3.0 / 8);
         EXPECT_EQ(judged.m_p_out, 1.0 / 8);
@@ -263,7 +263,7 @@ TEST_F(zeStatTrainerSelectionTest, PositiveMethodIsSuppressedToo) {
     EXPECT_NEAR(Judge("x").m_weight, 0.5 * std::log(47.0 / 19.0), 1e-15);
 }
 
-TEST_F(zeStatTrainerSelectionTest, PositiveMethodGivesNoWeightWithoutAnythingOutside) {
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodGivesNoWeightIfNothingIsOutside) {
     const Positive_method positive;
     SetTotals({64.0, 0.0, 0.0, 8.0, 0.0});
     AddInfo("x", 4.0);
@@ -272,9 +272,9 @@ TEST_F(zeStatTrainerSelectionTest, PositiveMethodGivesNoWeightWithoutAnythingOut
     EXPECT_EQ(Judge("x").m_weight, 0.0);
 }
 
-TEST_F(zeStatTrainerSelectionTest, PositiveMethodMayYieldNoNumberWhichIsNotSelected) {
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodMayGiveNaNWhichIsNotSelected) {
     const Positive_method positive;
-    // p_all = 1/1024 and p_in = 1/2, so p_out is below 0 and so is the smoothed rate outside.
+    // p_all = 1/1024 and p_in = 1/2, so p_out is negative, and so is the smoothed rate outside.
     AddInfo("x", 1.0 / 64);
     AddP(0, "x", 4.0);
 
@@ -322,7 +322,7 @@ TEST_F(zeStatTrainerSelectionTest, ConceptsAreOrderedByScoreAndThenByText) {
     EXPECT_TRUE(scored("\xC3\xA4", 1.0) > scored("z", 1.0));
 }
 
-TEST_F(zeStatTrainerSelectionTest, SelectorRefusesScoresThatSayNothing) {
+TEST_F(zeStatTrainerSelectionTest, SelectorRefusesUselessScores) {
     Selector selector(m_trainer, 10);
 
     EXPECT_FALSE(selector.Offer("zero", 0.0));
@@ -331,7 +331,7 @@ TEST_F(zeStatTrainerSelectionTest, SelectorRefusesScoresThatSayNothing) {
     EXPECT_THAT(selector.selected, IsEmpty());
 }
 
-TEST_F(zeStatTrainerSelectionTest, SelectorTakesScoresBelowZeroWhileThereIsRoom) {
+TEST_F(zeStatTrainerSelectionTest, SelectorTakesNegativeScoresWhileThereIsRoom) {
     Selector selector(m_trainer, 2);
 
     EXPECT_TRUE(selector.Offer("a", -2.0));
@@ -339,7 +339,7 @@ TEST_F(zeStatTrainerSelectionTest, SelectorTakesScoresBelowZeroWhileThereIsRoom)
     EXPECT_FALSE(selector.Offer("c", -3.0));
 }
 
-TEST_F(zeStatTrainerSelectionTest, SelectorOfNoSizeTakesNothing) {
+TEST_F(zeStatTrainerSelectionTest, SelectorOfSizeZeroTakesNothing) {
     for (const int capacity : {0, -1}) {
         Selector selector(m_trainer, capacity);
 
@@ -373,7 +373,7 @@ TEST_F(zeStatTrainerSelectionTest, FullSelectorHasTheLeastOnTop) {
     EXPECT_THAT(selector.Texts(), ElementsAre("a", "c", "e"));
 }
 
-TEST_F(zeStatTrainerSelectionTest, GreaterTextsWinTiesInAnyOrderOfOffering) {
+TEST_F(zeStatTrainerSelectionTest, GreaterTextsWinForEqualScoresInAnyOrderOfOffering) {
     std::vector<std::string> offered = {"a", "b", "c", "d", "e"};
     do {
         Selector selector(m_trainer, 2);
@@ -386,7 +386,7 @@ TEST_F(zeStatTrainerSelectionTest, GreaterTextsWinTiesInAnyOrderOfOffering) {
 
 // Candidates from outside.
 
-TEST_F(zeStatTrainerSelectionTest, CandidatesGoByWeightAndThenByText) {
+TEST_F(zeStatTrainerSelectionTest, CandidatesAreOrderedByWeightAndThenByText) {
     AddInfo("a", 1.0);
     AddInfo("b", 2.0);
     AddInfo("c", 1.0);
@@ -405,7 +405,7 @@ TEST_F(zeStatTrainerSelectionTest, CandidatesGoByWeightAndThenByText) {
     }
 }
 
-TEST_F(zeStatTrainerSelectionTest, CandidatesGoBySuppressedWeight) {
+TEST_F(zeStatTrainerSelectionTest, CandidatesAreOrderedBySuppressedWeight) {
     m_storage.m_suppress_M = true;
     AddInfo("few", 3.0, 4.0);    // 3 * 0.5
     AddInfo("many", 2.0, 20.0);  // 2 * 1
@@ -420,7 +420,7 @@ TEST_F(zeStatTrainerSelectionTest, CandidatesGoBySuppressedWeight) {
     }
 }
 
-TEST_F(zeStatTrainerSelectionTest, RareCandidatesGoByRateAndThenByText) {
+TEST_F(zeStatTrainerSelectionTest, RareCandidatesAreOrderedByRateAndThenByText) {
     AddInfo("a", 9.0, 1.0);
     AddInfo("b", 1.0, 2.0);
     AddInfo("c", 1.0, 1.0);
@@ -435,7 +435,7 @@ TEST_F(zeStatTrainerSelectionTest, RareCandidatesGoByRateAndThenByText) {
     EXPECT_FALSE(zeStat_trainer::compare_zc_concept_infos(a, a));
 }
 
-TEST_F(zeStatTrainerSelectionTest, OneListOfAllCandidatesForTheNewTreatment) {
+TEST_F(zeStatTrainerSelectionTest, NewTreatmentHasOneListOfCandidates) {
     m_storage.m_use_new_ZC = true;
     AddInfo("a", 1.0);
     AddInfo("b", 2.0);
@@ -449,7 +449,7 @@ TEST_F(zeStatTrainerSelectionTest, OneListOfAllCandidatesForTheNewTreatment) {
     EXPECT_EQ(zeStat_trainer::s_storage, &m_storage);
 }
 
-TEST_F(zeStatTrainerSelectionTest, OneListOfAllCandidatesForThePositiveMethod) {
+TEST_F(zeStatTrainerSelectionTest, PositiveMethodHasOneListOfCandidates) {
     const Positive_method positive;
     m_storage.m_use_new_ZC = false;
     AddInfo("a", 1.0);
@@ -461,7 +461,7 @@ TEST_F(zeStatTrainerSelectionTest, OneListOfAllCandidatesForThePositiveMethod) {
 }
 
 // The floor is 1/64, so a concept is rare if it weighs less than 16 / 64.
-TEST_F(zeStatTrainerSelectionTest, TwoListsOfCandidatesForTheOldTreatment) {
+TEST_F(zeStatTrainerSelectionTest, OldTreatmentHasTwoListsOfCandidates) {
     m_storage.m_use_new_ZC = false;
     AddInfo("at the floor", 0.25);
     AddInfo("above", 1.0);
@@ -475,8 +475,9 @@ TEST_F(zeStatTrainerSelectionTest, TwoListsOfCandidatesForTheOldTreatment) {
     EXPECT_THAT(texts_of(m_trainer.m_concept_lists[1]), ElementsAre("often and rare", "rare"));
 }
 
-// A rate is a part of the weight of all concepts, not of that of all messages: 0.2 / 16 lies below
-// 1/64, and 0.2 / 8 above it.
+// A rate is relative to the weight of all concepts, not of all messages: 0.2 / 16 is below 1/64,
+// and
+// 0.2 / 8 is above it.
 TEST_F(zeStatTrainerSelectionTest, RarityIsJudgedByTheWeightOfAllConcepts) {
     m_storage.m_use_new_ZC = false;
     AddInfo("x", 0.2);
@@ -502,7 +503,7 @@ TEST_F(zeStatTrainerSelectionTest, NoCandidateIsRareInAModelWithoutTotals) {
     EXPECT_THAT(m_trainer.m_concept_lists[1], IsEmpty());
 }
 
-TEST_F(zeStatTrainerSelectionTest, OrdersOnlyTheCandidatesThatMayBeNeeded) {
+TEST_F(zeStatTrainerSelectionTest, OnlyCandidatesThatMayBeNeededAreSorted) {
     m_storage.m_use_new_ZC = true;
     m_storage.m_profile_size = 2;
     AddP(1, "03", 1.0);
@@ -512,15 +513,15 @@ TEST_F(zeStatTrainerSelectionTest, OrdersOnlyTheCandidatesThatMayBeNeeded) {
 
     m_trainer.calculate_high_rate_concepts();
 
-    // Three: the one concept of a profile, and as many as it keeps.
+    // Three: one for the only concept of a profile, and as many as a profile keeps.
     std::vector<std::string> texts = texts_of(m_trainer.m_all_concepts);
     ASSERT_EQ(texts.size(), 30U);
     texts.resize(3);
     EXPECT_THAT(texts, ElementsAre("39", "38", "37"));
 }
 
-// The front is long enough for the profile with the most concepts, whichever it is.
-TEST_F(zeStatTrainerSelectionTest, OrdersAsManyCandidatesAsTheLargestProfileMayNeed) {
+// The sorted front is long enough for the profile with the most concepts, at any position.
+TEST_F(zeStatTrainerSelectionTest, AsManyCandidatesAsTheLargestProfileMayNeedAreSorted) {
     m_storage.m_use_new_ZC = true;
     m_storage.m_profile_size = 1;
     std::vector<std::string> expected;
@@ -547,7 +548,7 @@ TEST_F(zeStatTrainerSelectionTest, OrdersAsManyCandidatesAsTheLargestProfileMayN
     }
 }
 
-TEST_F(zeStatTrainerSelectionTest, WalkPastTheOrderedFrontMeetsTheRestInOrder) {
+TEST_F(zeStatTrainerSelectionTest, WalkPastTheSortedFrontMeetsTheRestInOrder) {
     m_storage.m_use_new_ZC = true;
     m_storage.m_suppress_M = true;
     m_storage.m_profile_size = 0;
@@ -562,11 +563,11 @@ TEST_F(zeStatTrainerSelectionTest, WalkPastTheOrderedFrontMeetsTheRestInOrder) {
         }
     }
 
-    // Were one of no message met early, it would end the walk.
+    // If the walk met a concept of no message too early, it would end there.
     EXPECT_THAT(Select(), ElementsAreArray(expected));
 }
 
-TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAnyWalkOrders) {
+TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAreSorted) {
     m_storage.m_use_new_ZC = true;
     m_storage.m_profile_size = 1;
     AddP(0, "50", 1.0);
@@ -575,8 +576,8 @@ TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAnyWalkOrders) 
     }
     m_storage.profile(0).m_size = 3;
 
-    // "50" itself: p_all 50/1024, p_in 1/8, so p_out is below 0 and b becomes F, 1/32; its score
-    // log(25/16) * (1/8 + 1/8 - 25/256) lies above those of the missing ones.
+    // For "50": p_all is 50/1024 and p_in is 1/8. So p_out is negative and b becomes F, 1/32. The
+    // score log(25/16) * (1/8 + 1/8 - 25/256) is above those of the missing concepts.
     EXPECT_THAT(Select(), ElementsAre("50", "49", "48"));
 }
 

@@ -7,14 +7,14 @@
 
 namespace {
 
-TEST(Generic32Test, StartsNamelessAndReadOnly) {
+TEST(Generic32Test, NewDeviceHasNoNameAndIsReadOnly) {
     const Generic32 device;
 
     EXPECT_TRUE(device.name.empty());
     EXPECT_TRUE(device.read_only);
 }
 
-TEST(Generic32Test, EveryValueIsZero) {
+TEST(Generic32Test, AllValuesAreZero) {
     Generic32 device;
     device.Seek(5);
 
@@ -23,7 +23,7 @@ TEST(Generic32Test, EveryValueIsZero) {
     EXPECT_EQ(device.GetFileSize(), 0);
 }
 
-TEST(Generic32Test, WritesAndReadsNothing) {
+TEST(Generic32Test, ReadsAndWritesDoNothing) {
     Generic32 device;
     device.read_only = false;
     std::string bytes = "abcd";
@@ -37,7 +37,7 @@ TEST(Generic32Test, WritesAndReadsNothing) {
     EXPECT_EQ(device.GetFileSize(), 0);
 }
 
-TEST(Generic32Test, RequiresNothing) {
+TEST(Generic32Test, RequireBytesNeverRaises) {
     Generic32 device;
 
     EXPECT_NO_THROW(device.RequireBytes(std::numeric_limits<std::uint64_t>::max()));

@@ -1,5 +1,5 @@
-// What a record holds after a write that finds no memory: each allocation is refused in turn, in a
-// record of its own, until the write passes.
+// The contents of a record after a write that runs out of memory. Each allocation fails in turn, in
+// a new record, until the write succeeds.
 #include "zandrel/storage/HSegment.h"
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned int kSegment = SegBuf::kSegmentSize;
 
-TEST(HSegmentAllocationTest, WriteThatFindsNoMemoryLeavesSizeOffsetAndContent) {
+TEST(HSegmentAllocationTest, WriteWithoutMemoryKeepsSizeOffsetAndContent) {
     std::string added(std::size_t{3} * kSegment, 'n');
     bool has_failed = true;
     unsigned int index = 0;
@@ -35,11 +35,11 @@ TEST(HSegmentAllocationTest, WriteThatFindsNoMemoryLeavesSizeOffsetAndContent) {
         EXPECT_EQ(buffer.offset, 3 * kSegment + 3);
         EXPECT_TRUE(bytes_of(buffer) == "con" + added);
     }
-    EXPECT_GT(index, 3U);  // three segments at the least
+    EXPECT_GT(index, 3U);  // at least three segments
 }
 
-TEST(HSegmentAllocationTest, FirstWriteThatFindsNoMemoryLeavesAnEmptyRecord) {
-    for (const unsigned int index : {0U, 1U}) {  // the segment and the list of segments
+TEST(HSegmentAllocationTest, FirstWriteWithoutMemoryLeavesAnEmptyRecord) {
+    for (const unsigned int index : {0U, 1U}) {  // the segment, and the list of segments
         SCOPED_TRACE(index);
         SegBuf buffer;
         HSegment device(buffer, 'w');
@@ -54,7 +54,7 @@ TEST(HSegmentAllocationTest, FirstWriteThatFindsNoMemoryLeavesAnEmptyRecord) {
     }
 }
 
-TEST(HSegmentAllocationTest, ExtensionThatFindsNoMemoryLeavesTheSize) {
+TEST(HSegmentAllocationTest, ExtendWithoutMemoryKeepsTheSize) {
     bool has_failed = true;
     unsigned int index = 0;
     for (; has_failed; ++index) {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr unsigned int kSegment = SegBuf::kSegmentSize;
 
-// Bytes that differ from place to place, with no period near that of the segments.
+// Bytes whose pattern does not repeat in step with the segments.
 std::string sample(std::size_t byte_count) {
     std::string bytes(byte_count, '\0');
     for (std::size_t position = 0; position < byte_count; ++position) {
@@ -48,7 +48,7 @@ TEST(HSegmentTest, OnlyModeRIsReadOnly) {
     EXPECT_FALSE(HSegment(buffer, 'u').read_only);
 }
 
-TEST(HSegmentTest, ModeWEmptiesTheBufferAndKeepsItsSegments) {
+TEST(HSegmentTest, ModeWEmptiesTheBufferButKeepsItsSegments) {
     SegBuf buffer = record_of(sample(20000));
     buffer.offset = 5;
 
@@ -72,7 +72,7 @@ TEST(HSegmentTest, OtherModesKeepTheContentAndRewind) {
     }
 }
 
-TEST(HSegmentTest, KnowsPositionAndSize) {
+TEST(HSegmentTest, ReturnsPositionAndSize) {
     SegBuf buffer;
     HSegment device(buffer, 'w');
     write(device, "abcdef");
@@ -86,7 +86,7 @@ TEST(HSegmentTest, KnowsPositionAndSize) {
     EXPECT_EQ(device.Tell(), 6);
 }
 
-TEST(HSegmentTest, SeeksToTheEndAndNoFurther) {
+TEST(HSegmentTest, SeekStopsAtTheEnd) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'r');
 
@@ -121,7 +121,7 @@ TEST(HSegmentTest, DestructionRewindsAndKeepsTheContent) {
     EXPECT_EQ(bytes_of(buffer), "abc");
 }
 
-TEST(HSegmentTest, OneSegmentTakesItsSizeAndNoByteMore) {
+TEST(HSegmentTest, OneSegmentTakesOnlyItsSize) {
     SegBuf buffer;
     HSegment device(buffer, 'w');
 
@@ -170,7 +170,7 @@ TEST(HSegmentTest, WritingNothingAllocatesNothing) {
     EXPECT_EQ(buffer.size, 0U);
 }
 
-TEST(HSegmentTest, ReadOnlyDeviceDropsWhatIsWritten) {
+TEST(HSegmentTest, ReadOnlyDeviceIgnoresWrites) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'r');
 
@@ -218,8 +218,9 @@ TEST(HSegmentTest, ReadOfNothingAtTheEndSucceeds) {
     EXPECT_EQ(device.Tell(), 3);
 }
 
-// Reading past the end within a segment is legal on purpose: only starts of runs are checked.
-TEST(HSegmentTest, ReadThatEndsPastTheContentInItsSegmentGivesZeros) {
+// Only the start of a run is checked. So reading past the end of the content is allowed within a
+// segment, on purpose.
+TEST(HSegmentTest, ReadThatEndsPastTheContentInItsSegmentReturnsZeros) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'r');
     device.Seek(1);
@@ -228,7 +229,7 @@ TEST(HSegmentTest, ReadThatEndsPastTheContentInItsSegmentGivesZeros) {
     EXPECT_EQ(device.Tell(), static_cast<int>(kSegment));
 }
 
-TEST(HSegmentTest, ReadThatLeavesTheLastSegmentFails) {
+TEST(HSegmentTest, ReadThatEndsPastTheLastSegmentFails) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'r');
     device.Seek(1);
@@ -245,7 +246,7 @@ TEST(HSegmentTest, ReadPastTheContentLeavesAPositionThatFails) {
     EXPECT_SEGBUF_ERROR(read(device, 1), "Locate error in SegBuf");
 }
 
-TEST(HSegmentTest, ReadIntoAnEmptySegmentThatIsStillAllocatedFails) {
+TEST(HSegmentTest, ReadThatReachesAnAllocatedEmptySegmentFails) {
     SegBuf buffer = record_of(sample(40000));
     HSegment device(buffer, 'w');
     write(device, "abc");
@@ -254,7 +255,7 @@ TEST(HSegmentTest, ReadIntoAnEmptySegmentThatIsStillAllocatedFails) {
     EXPECT_SEGBUF_ERROR(read(device, kSegment), "Locate error in SegBuf");
 }
 
-TEST(HSegmentTest, WriteThatWouldPassFourGibibytesIsRefused) {
+TEST(HSegmentTest, WriteBeyondFourGibibytesIsRefused) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'u');
     buffer.offset = 0xFFFFFFFFU - 2;
@@ -265,10 +266,11 @@ TEST(HSegmentTest, WriteThatWouldPassFourGibibytesIsRefused) {
     EXPECT_EQ(buffer.segments.size(), 1U);
 }
 
-TEST(HSegmentTest, TheLastPositionCanBeWrittenAndRead) {
+TEST(HSegmentTest, LastPositionCanBeWrittenAndRead) {
     const auto block = std::make_unique<char[]>(kSegment);
     SegBuf buffer;
-    buffer.segments.assign(262529, block.get());  // one block for all, to save 4 GiB
+    // one block is used for all segments, to save 4 GiB
+    buffer.segments.assign(262529, block.get());
     buffer.size = 0xFFFFFFFEU;
     HSegment device(buffer, 'u');
 
@@ -284,7 +286,7 @@ TEST(HSegmentTest, TheLastPositionCanBeWrittenAndRead) {
     buffer.segments.clear();
 }
 
-TEST(HSegmentTest, RequiresNoMoreThanTheLastSegmentWithContentHolds) {
+TEST(HSegmentTest, RequireBytesRaisesBeyondTheLastSegmentWithContent) {
     SegBuf buffer = record_of(sample(40000));
     HSegment(buffer, 'w').Write(sample(20000).data(), 20000);
     HSegment device(buffer, 'r');
@@ -299,7 +301,7 @@ TEST(HSegmentTest, RequiresNoMoreThanTheLastSegmentWithContentHolds) {
     EXPECT_EQ(device.Tell(), 100);
 }
 
-TEST(HSegmentTest, RequiresThroughThePlainDeviceToo) {
+TEST(HSegmentTest, RequireBytesWorksThroughTheBaseClass) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'r');
     Generic32& plain = device;
@@ -308,7 +310,8 @@ TEST(HSegmentTest, RequiresThroughThePlainDeviceToo) {
     EXPECT_SEGBUF_ERROR(plain.RequireBytes(16361), "Locate error in SegBuf");
 }
 
-// What a buffer must be: one string for all segments, and the part of it that is content.
+// A simple model of a buffer: one string for the memory of all segments, and the size of the
+// content in it.
 struct Model {
     std::string memory;
     std::size_t size = 0;
@@ -324,7 +327,8 @@ struct Model {
         offset = end;
     }
 
-    // Each run must start in the content: the first at `offset`, each other at its segment.
+    // True if each run starts within the content. The first run starts at `offset`, each other at
+    // its segment.
     bool CanRead(std::size_t byte_count) const {
         if (byte_count == 0) {
             return true;
@@ -420,7 +424,7 @@ private:
     std::mt19937 m_random{GetParam()};
 };
 
-TEST_P(HSegmentModelTest, BehavesAsAString) {
+TEST_P(HSegmentModelTest, RandomCallsBehaveLikeAString) {
     for (int step = 0; step < 2000 && !HasFailure(); ++step) {
         SCOPED_TRACE(step);
         DoSomething();

@@ -45,14 +45,14 @@ protected:
     Hbuffer device;
 };
 
-TEST_F(HbufferTest, IsClosedAtFirst) {
+TEST_F(HbufferTest, NewDeviceIsClosed) {
     EXPECT_TRUE(device.read_only);
     EXPECT_FALSE(device.failed);
     EXPECT_EQ(device.name, qtString("qtBuffer"));
     EXPECT_EQ(device.Tell(), 0);
 }
 
-TEST_F(HbufferTest, ReadsWhatIsThere) {
+TEST_F(HbufferTest, ModeRReadsTheContent) {
     hold("abcdef");
     open('r');
 
@@ -62,7 +62,7 @@ TEST_F(HbufferTest, ReadsWhatIsThere) {
     EXPECT_EQ(device.GetFileSize(), 6);
 }
 
-TEST_F(HbufferTest, WritesInPlaceOfWhatIsThere) {
+TEST_F(HbufferTest, ModeWReplacesTheContent) {
     hold("what was there");
     open('w');
     write("ab");
@@ -71,7 +71,7 @@ TEST_F(HbufferTest, WritesInPlaceOfWhatIsThere) {
     EXPECT_EQ(content(), "abc");
 }
 
-TEST_F(HbufferTest, ChangesWhatIsThere) {
+TEST_F(HbufferTest, ModeUChangesTheContent) {
     hold("abcdef");
     open('u');
     device.Seek(4);
@@ -83,7 +83,7 @@ TEST_F(HbufferTest, ChangesWhatIsThere) {
     EXPECT_EQ(read(2), "cd");
 }
 
-TEST_F(HbufferTest, LeavesZerosBehindTheEnd) {
+TEST_F(HbufferTest, WriteBeyondTheEndFillsTheGapWithZeros) {
     hold("ab");
     open('u');
     device.Seek(4);
@@ -92,7 +92,7 @@ TEST_F(HbufferTest, LeavesZerosBehindTheEnd) {
     EXPECT_EQ(to_hex(content()), "61 62 00 00 65");
 }
 
-TEST_F(HbufferTest, MakesTheBufferThatIsMissing) {
+TEST_F(HbufferTest, WriteMakesAMissingBuffer) {
     open('w');
     write("a");
     ASSERT_FALSE(m_buffer.IsNull());
@@ -103,7 +103,7 @@ TEST_F(HbufferTest, MakesTheBufferThatIsMissing) {
     EXPECT_FALSE(m_buffer.IsNull());
 }
 
-TEST_F(HbufferTest, ReadsNothingFromTheBufferThatIsMissing) {
+TEST_F(HbufferTest, ReadOfAMissingBufferReturnsNothing) {
     open('r');
 
     EXPECT_TRUE(m_buffer.IsNull());
@@ -111,7 +111,7 @@ TEST_F(HbufferTest, ReadsNothingFromTheBufferThatIsMissing) {
     EXPECT_QTX(read(1), HioErr, 3, "Read error in file qtBuffer");
 }
 
-TEST_F(HbufferTest, SharesTheBufferUntilItIsClosed) {
+TEST_F(HbufferTest, BufferIsSharedUntilTheDeviceIsClosed) {
     hold("ab");
     open('u');
     EXPECT_EQ(m_buffer.use_count(), 2U);
@@ -123,7 +123,7 @@ TEST_F(HbufferTest, SharesTheBufferUntilItIsClosed) {
     EXPECT_EQ(device.Tell(), 0);
 }
 
-TEST_F(HbufferTest, RefusesOtherModes) {
+TEST_F(HbufferTest, OtherModesAreRefused) {
     hold("ab");
     open('u');
 
@@ -132,7 +132,7 @@ TEST_F(HbufferTest, RefusesOtherModes) {
     EXPECT_QTX(read(1), HioErr, 3, "File is not open for reading");
 }
 
-TEST_F(HbufferTest, RefusesWhatAClosedDeviceCannotDo) {
+TEST_F(HbufferTest, ClosedDeviceRefusesReadsWritesAndSeeks) {
     EXPECT_QTX(read(1), HioErr, 3, "File is not open for reading");
     EXPECT_QTX(device.RequireBytes(0), HioErr, 3, "File is not open for reading");
     EXPECT_QTX(device.Seek(0), HioErr, 2, "Invalid file offset in file qtBuffer");
@@ -141,7 +141,7 @@ TEST_F(HbufferTest, RefusesWhatAClosedDeviceCannotDo) {
     EXPECT_QTX(write("a"), HioErr, 4, "File is not open for writing");
 }
 
-TEST_F(HbufferTest, RefusesReadsPastTheEnd) {
+TEST_F(HbufferTest, ReadPastTheEndIsRefused) {
     hold("abc");
     open('r');
     device.Seek(1);
@@ -152,7 +152,7 @@ TEST_F(HbufferTest, RefusesReadsPastTheEnd) {
     EXPECT_QTX(read(1), HioErr, 3, "Read error in file qtBuffer");
 }
 
-TEST_F(HbufferTest, RequiresBytesOfWhatIsLeft) {
+TEST_F(HbufferTest, RequireBytesComparesWithTheRemainingBytes) {
     hold("abc");
     open('r');
     device.Seek(1);
@@ -163,13 +163,13 @@ TEST_F(HbufferTest, RequiresBytesOfWhatIsLeft) {
                "Read error in file qtBuffer");
 }
 
-TEST_F(HbufferTest, RefusesPositionsBeforeTheStart) {
+TEST_F(HbufferTest, PositionBeforeTheStartIsRefused) {
     open('w');
 
     EXPECT_QTX(device.Seek(-1), HioErr, 2, "Invalid file offset in file qtBuffer");
 }
 
-TEST_F(HbufferTest, IsSilentAfterAWriteToWhatIsReadOnly) {
+TEST_F(HbufferTest, WriteToAReadOnlyBufferIsReportedOnce) {
     hold("abc");
     open('r');
 
@@ -179,7 +179,7 @@ TEST_F(HbufferTest, IsSilentAfterAWriteToWhatIsReadOnly) {
     EXPECT_EQ(content(), "abc");
 }
 
-TEST_F(HbufferTest, RefusesToGrowTooLarge) {
+TEST_F(HbufferTest, TooLargeBufferIsRefused) {
     hold("abc");
     open('u');
     device.Seek(kLast);
@@ -191,7 +191,7 @@ TEST_F(HbufferTest, RefusesToGrowTooLarge) {
     EXPECT_FALSE(device.failed);
 }
 
-// What one call gives: the position after it, what was read, or the error.
+// The result of a call: the new position, the bytes read, or the error.
 template <class Statement>
 std::string outcome(Generic32& device, const std::string& bytes, Statement&& statement) {
     try {
@@ -203,7 +203,8 @@ std::string outcome(Generic32& device, const std::string& bytes, Statement&& sta
     return std::to_string(device.Tell()) + bytes;
 }
 
-// One random call. After a failed read positions are not the same, so a seek follows each read.
+// One random call. After a failed read the positions of buffer and file may differ, so a seek
+// follows each read.
 std::string random_call(Generic32& device, std::uint32_t random) {
     const auto count = random / 8 % 7;
     const auto place = static_cast<int>(random / 64 % 24) - 2;
@@ -227,7 +228,7 @@ std::string random_call(Generic32& device, std::uint32_t random) {
     }
 }
 
-TEST_F(HbufferTest, DoesWhatAFileDoes) {
+TEST_F(HbufferTest, RandomCallsBehaveLikeAFile) {
     for (std::uint32_t seed = 0; seed < 600; ++seed) {
         const char mode = "ruwu"[seed % 4];
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", mode " << mode);

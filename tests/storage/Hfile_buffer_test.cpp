@@ -1,5 +1,5 @@
-// What the file devices gather and read ahead, held against a string that is read and written
-// alike.
+// Buffering of the file devices: bytes that are collected before a write, and bytes that are read
+// ahead. A string is read and written in the same way, and compared.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -15,7 +15,8 @@
 
 namespace {
 
-// Below, at and above what is read ahead and gathered, and what a 32-bit device transfers at once.
+// Sizes below, at and above those of the two buffers, and of the largest transfer of a 32-bit
+// device.
 constexpr std::array<std::size_t, 14> kSizes = {0,    1,     4,     27,    600,   1023,  1024,
                                                 1025, 16383, 16384, 16385, 40000, 99999, 100001};
 
@@ -48,7 +49,7 @@ protected:
 
     Scratch_file disk;
     F device;
-    std::string model;  // what the file is to hold
+    std::string model;  // the expected content of the file
     std::size_t position = 0;
     int write_count = 0;
 };
@@ -56,7 +57,7 @@ protected:
 using Devices = testing::Types<Hfile64, Hfile32>;
 TYPED_TEST_SUITE(HfileBufferTest, Devices);
 
-TYPED_TEST(HfileBufferTest, WritesWhereTheReaderIsAndNotWhereItReadAhead) {
+TYPED_TEST(HfileBufferTest, WriteAfterAReadStartsAtTheReadersPosition) {
     this->seek(10);
     this->read(5);
 
@@ -66,7 +67,7 @@ TYPED_TEST(HfileBufferTest, WritesWhereTheReaderIsAndNotWhereItReadAhead) {
     EXPECT_TRUE(this->disk.content() == this->model);
 }
 
-TYPED_TEST(HfileBufferTest, ReadsWhatWasWrittenOverWhatItReadAhead) {
+TYPED_TEST(HfileBufferTest, BytesWrittenOverReadAheadBytesAreRead) {
     this->read(5);
     this->seek(100);
     this->write(3);
@@ -77,7 +78,7 @@ TYPED_TEST(HfileBufferTest, ReadsWhatWasWrittenOverWhatItReadAhead) {
     EXPECT_EQ(this->device.Tell(), 103);
 }
 
-TYPED_TEST(HfileBufferTest, DoesWhatAStringDoes) {
+TYPED_TEST(HfileBufferTest, RandomCallsBehaveLikeAString) {
     std::mt19937 random(3);
     for (int step = 0; step < 3000; ++step) {
         SCOPED_TRACE(step);
@@ -85,7 +86,7 @@ TYPED_TEST(HfileBufferTest, DoesWhatAStringDoes) {
         const unsigned int choice = random() % 8;
         if (choice < 2) {
             this->seek(random() % 200000);
-        } else if (choice < 3) {  // near, as from the head of a record to its data
+        } else if (choice < 3) {  // a short jump, as from the head of a record to its data
             this->seek(std::min(this->position + random() % 64, this->model.size()));
         } else if (choice < 4) {
             this->device.Flush();

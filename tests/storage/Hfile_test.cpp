@@ -1,4 +1,4 @@
-// The file devices of both widths.
+// The file devices with 32-bit and 64-bit positions.
 #include <array>
 #include <cstdio>
 #include <limits>
@@ -44,13 +44,13 @@ TYPED_TEST_SUITE(HfileTest, Hfile_types);
 static_assert(!std::is_polymorphic_v<Hfile64>);
 static_assert(std::is_base_of_v<Generic32, Hfile32>);
 
-TYPED_TEST(HfileTest, IsReadOnlyAndClosedAtFirst) {
+TYPED_TEST(HfileTest, NewDeviceIsReadOnlyAndClosed) {
     EXPECT_TRUE(this->device.read_only);
     EXPECT_EQ(this->device.file, nullptr);
     EXPECT_FALSE(this->device.failed);
 }
 
-TYPED_TEST(HfileTest, ModesTellWhatMayBeDone) {
+TYPED_TEST(HfileTest, ModeDecidesWhetherWritesAreAllowed) {
     this->open('w');
     EXPECT_FALSE(this->device.read_only);
     EXPECT_EQ(this->device.name, this->disk.path());
@@ -69,7 +69,7 @@ TYPED_TEST(HfileTest, ModesTellWhatMayBeDone) {
     EXPECT_EQ(this->read(3), "xbc");
 }
 
-TYPED_TEST(HfileTest, WritingNothingBehindTheEndMakesNoFileLarger) {
+TYPED_TEST(HfileTest, WritingNoBytesPastTheEndDoesNotExtendTheFile) {
     this->open('w');
     this->write("abc");
     this->device.Seek(7);
@@ -87,7 +87,7 @@ TYPED_TEST(HfileTest, ModeWEmptiesTheFile) {
     EXPECT_EQ(this->device.SeekEnd(), 0);
 }
 
-TYPED_TEST(HfileTest, KnowsItsPosition) {
+TYPED_TEST(HfileTest, ReturnsItsPosition) {
     this->disk.write("abcdef");
     this->open('u');
 
@@ -116,7 +116,7 @@ TYPED_TEST(HfileTest, ReadsAndWritesMayAlternateWithoutASeek) {
     EXPECT_EQ(this->disk.content(), "aBcDef");
 }
 
-TYPED_TEST(HfileTest, TransfersAreWholeHoweverLarge) {
+TYPED_TEST(HfileTest, TransfersOfAnySizeAreComplete) {
     std::string bytes(250001, 'x');
     bytes[99999] = 'a';
     bytes[100000] = 'b';
@@ -140,7 +140,7 @@ TYPED_TEST(HfileTest, FlushedBytesAreInTheFile) {
     EXPECT_EQ(this->disk.content(), "abc");
 }
 
-TYPED_TEST(HfileTest, ADroppedDeviceClosesItsFile) {
+TYPED_TEST(HfileTest, DestroyedDeviceClosesItsFile) {
     {
         TypeParam dropped;
         dropped.Open(this->disk.path(), 'w');
@@ -151,7 +151,7 @@ TYPED_TEST(HfileTest, ADroppedDeviceClosesItsFile) {
     EXPECT_EQ(this->disk.content(), "abc");
 }
 
-TYPED_TEST(HfileTest, OpeningAgainClosesTheFileBefore) {
+TYPED_TEST(HfileTest, OpeningAgainClosesThePreviousFile) {
     this->open('w');
     this->write("abc");
 
@@ -168,7 +168,7 @@ TYPED_TEST(HfileTest, ClosingTwiceIsHarmless) {
     EXPECT_NO_THROW(this->device.Close());
 }
 
-TYPED_TEST(HfileTest, WhatCannotBeOpenedIsReported) {
+TYPED_TEST(HfileTest, FileThatCannotBeOpenedIsReported) {
     const qtString missing = this->disk.path();
     for (const char mode : {'r', 'u'}) {
         SCOPED_TRACE(mode);
@@ -182,7 +182,7 @@ TYPED_TEST(HfileTest, WhatCannotBeOpenedIsReported) {
                "Cannot open file: " + testing::TempDir());
 }
 
-TYPED_TEST(HfileTest, ANameWithAZeroByteIsNoFile) {
+TYPED_TEST(HfileTest, NameWithAZeroByteIsRefused) {
     this->disk.write("");
     const qtString name = this->disk.path() + qtString("\0x", 2);
 
@@ -199,7 +199,7 @@ TYPED_TEST(HfileTest, OtherModesAreRefused) {
     EXPECT_EQ(this->disk.content(), "abc");
 }
 
-TYPED_TEST(HfileTest, SeeksBeforeTheFileAreRefused) {
+TYPED_TEST(HfileTest, SeekBeforeTheFileIsRefused) {
     this->disk.write("abc");
     this->open('r');
     this->device.Seek(1);
@@ -210,8 +210,9 @@ TYPED_TEST(HfileTest, SeeksBeforeTheFileAreRefused) {
     EXPECT_EQ(this->read(2), "bc");
 }
 
-// A read that failed leaves no known position, and no position before the file is taken for it.
-TYPED_TEST(HfileTest, SeeksBeforeTheFileAreRefusedAfterAFailedReadToo) {
+// After a failed read the device marks its position as unknown. A position before the file must not
+// be mistaken for that mark.
+TYPED_TEST(HfileTest, SeekBeforeTheFileIsRefusedAfterAFailedRead) {
     this->disk.write("abc");
     this->open('r');
     EXPECT_THROW(this->read(4), qtX<HioErr>);
@@ -221,7 +222,7 @@ TYPED_TEST(HfileTest, SeeksBeforeTheFileAreRefusedAfterAFailedReadToo) {
 }
 
 // A pipe has no positions.
-TYPED_TEST(HfileTest, SeeksInAPipeAreRefused) {
+TYPED_TEST(HfileTest, SeekInAPipeIsRefused) {
     const qtString name = this->disk.path();
     ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
     this->open('u');
@@ -232,7 +233,7 @@ TYPED_TEST(HfileTest, SeeksInAPipeAreRefused) {
                     {name});
 }
 
-// Both ends of the pipe are here, and what is written to it waits in the system.
+// The test has both ends of the pipe. The written bytes wait in the system until they are read.
 TYPED_TEST(HfileTest, BytesWrittenToAPipeAreReadFromIt) {
     ASSERT_EQ(::mkfifo(this->disk.path().c_str(), 0600), 0);
     this->open('u');
@@ -263,7 +264,7 @@ TYPED_TEST(HfileTest, SeeksReadsAndWritesInsideTheFileDoNotMoveItsStream) {
     EXPECT_EQ(this->disk.content(), "abcdefgXij");
 }
 
-TYPED_TEST(HfileTest, AClosedDeviceDoesNothing) {
+TYPED_TEST(HfileTest, ClosedDeviceDoesNothing) {
     this->open('w');
     this->device.Close();
     const qtString name = this->disk.path();
@@ -276,7 +277,7 @@ TYPED_TEST(HfileTest, AClosedDeviceDoesNothing) {
     EXPECT_QTX_ARGS(this->write("a"), HioErr, 4, "File is not open for writing", {name});
 }
 
-TYPED_TEST(HfileTest, AShortReadIsReportedAndTheFileStaysUsable) {
+TYPED_TEST(HfileTest, ShortReadIsReportedAndTheFileStaysUsable) {
     this->disk.write("abc");
     this->open('u');
     this->device.Seek(1);
@@ -291,7 +292,7 @@ TYPED_TEST(HfileTest, AShortReadIsReportedAndTheFileStaysUsable) {
     EXPECT_EQ(this->disk.content(), "abcd");
 }
 
-TYPED_TEST(HfileTest, MoreBytesThanAreLeftAreReportedBeforeTheyAreRead) {
+TYPED_TEST(HfileTest, RequireBytesReportsMoreBytesThanRemain) {
     this->disk.write("abc");
     this->open('r');
     this->device.Seek(1);
@@ -308,7 +309,7 @@ TYPED_TEST(HfileTest, MoreBytesThanAreLeftAreReportedBeforeTheyAreRead) {
                "Read error in file " + this->disk.path().str());
 }
 
-TYPED_TEST(HfileTest, BytesThatWereWrittenCountAsThere) {
+TYPED_TEST(HfileTest, RequireBytesCountsWrittenBytes) {
     this->disk.write("abc");
     this->open('u');
     this->device.RequireBytes(3);
@@ -319,7 +320,7 @@ TYPED_TEST(HfileTest, BytesThatWereWrittenCountAsThere) {
     EXPECT_NO_THROW(this->device.RequireBytes(5));
 }
 
-TYPED_TEST(HfileTest, WritingToAReadOnlyFileFailsOnce) {
+TYPED_TEST(HfileTest, WriteToAReadOnlyFileFailsOnce) {
     this->disk.write("abc");
     this->open('r');
 
@@ -333,8 +334,8 @@ TYPED_TEST(HfileTest, WritingToAReadOnlyFileFailsOnce) {
     EXPECT_EQ(this->disk.content(), "abc");
 }
 
-// A device without room for any byte.
-TYPED_TEST(HfileTest, AFailedFlushIsAWriteErrorAndTheLast) {
+// /dev/full is a device that refuses every byte.
+TYPED_TEST(HfileTest, FailedFlushIsAWriteErrorAndTheOnlyError) {
     this->device.Open("/dev/full", 'u');
     this->write("abc");
 
@@ -349,7 +350,7 @@ TYPED_TEST(HfileTest, AFailedFlushIsAWriteErrorAndTheLast) {
     EXPECT_NO_THROW(this->device.Close());
 }
 
-TYPED_TEST(HfileTest, AFailedWriteIsReported) {
+TYPED_TEST(HfileTest, FailedWriteIsReported) {
     this->device.Open("/dev/full", 'u');
 
     EXPECT_QTX_ARGS(this->write(std::string(1000000, 'x')), HioErr, 4,
@@ -358,7 +359,7 @@ TYPED_TEST(HfileTest, AFailedWriteIsReported) {
     EXPECT_TRUE(this->device.failed);
 }
 
-TYPED_TEST(HfileTest, WhatASeekCannotFlushIsAWriteError) {
+TYPED_TEST(HfileTest, FailedFlushBeforeASeekIsAWriteError) {
     this->device.Open("/dev/full", 'u');
     this->write("abc");
 
@@ -367,7 +368,7 @@ TYPED_TEST(HfileTest, WhatASeekCannotFlushIsAWriteError) {
     EXPECT_TRUE(this->device.failed);
 }
 
-TYPED_TEST(HfileTest, WhatACloseCannotFlushIsACloseError) {
+TYPED_TEST(HfileTest, FailedFlushBeforeACloseIsACloseError) {
     this->device.Open("/dev/full", 'u');
     this->write("abc");
 
@@ -379,7 +380,7 @@ TYPED_TEST(HfileTest, WhatACloseCannotFlushIsACloseError) {
     EXPECT_NO_THROW(this->device.Close());
 }
 
-TYPED_TEST(HfileTest, OpeningForgetsAnEarlierFailure) {
+TYPED_TEST(HfileTest, OpeningClearsAnEarlierFailure) {
     this->device.Open("/dev/full", 'u');
     this->write("abc");
     EXPECT_QTX(this->device.Flush(), HioErr, 4, "Write error in file /dev/full");
@@ -393,7 +394,7 @@ TYPED_TEST(HfileTest, OpeningForgetsAnEarlierFailure) {
 
 constexpr int kLargest = std::numeric_limits<int>::max();
 
-TEST(Hfile32Test, RefusesToGrowPastItsPositions) {
+TEST(Hfile32Test, WriteBeyondTheLargestPositionIsRefused) {
     const Scratch_file disk("");
     disk.resize(kLargest - 2);
     Hfile32 device;
@@ -411,7 +412,7 @@ TEST(Hfile32Test, RefusesToGrowPastItsPositions) {
     EXPECT_EQ(disk.size(), kLargest);
 }
 
-TEST(Hfile32Test, RefusesRoomThatItsPositionsDoNotReach) {
+TEST(Hfile32Test, RequireRoomRaisesBeyondTheLargestPosition) {
     const Scratch_file disk("");
     disk.resize(kLargest - 32);
     Hfile32 device;
@@ -425,7 +426,7 @@ TEST(Hfile32Test, RefusesRoomThatItsPositionsDoNotReach) {
     EXPECT_NO_THROW(device.RequireRoom(33));
 }
 
-TEST(Hfile32Test, HasNoPlaceForTheEndOfALargerFile) {
+TEST(Hfile32Test, SeekToTheEndOfATooLargeFileIsRefused) {
     const Scratch_file disk("");
     disk.resize(std::uint64_t{kLargest} + 1);
     Hfile32 device;
@@ -434,7 +435,7 @@ TEST(Hfile32Test, HasNoPlaceForTheEndOfALargerFile) {
     EXPECT_QTX(device.SeekEnd(), HioErr, 2, "SeekEnd error in file " + disk.path().str());
 }
 
-TEST(Hfile32Test, TellsItsSizeAndStaysWhereItIs) {
+TEST(Hfile32Test, SizeIsReturnedWithoutMovingThePosition) {
     const Scratch_file disk("abcdef");
     Hfile32 device;
     device.Open(disk.path(), 'r');
@@ -444,7 +445,7 @@ TEST(Hfile32Test, TellsItsSizeAndStaysWhereItIs) {
     EXPECT_EQ(device.Tell(), 2);
 }
 
-TEST(Hfile64Test, ReachesPastTheNarrowPositions) {
+TEST(Hfile64Test, PositionsBeyond32BitsAreReached) {
     const Scratch_file disk("");
     constexpr long long kFar = 3LL << 32;
     Hfile64 device;

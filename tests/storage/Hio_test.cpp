@@ -28,7 +28,7 @@ concept Writes = requires(Stream& io, Value value) {
     io << value;
 };
 
-// No value slips into the form of another type.
+// A type without a stored form of its own must not be converted to another type that has one.
 template <class... Values>
 constexpr bool kAllAreWritten = (... &&
                                  (Writes<Hio<HSegment>, Values> && Writes<Hio<Generic32>, Values>));
@@ -48,7 +48,8 @@ Hio<Device> stream_over(SegBuf& buffer, char mode) {
     return Hio<Device>(new HSegment(buffer, mode));
 }
 
-// Streams that call the device directly and through its virtual operations must behave alike.
+// A stream that knows its device's class and a stream that calls virtual functions must behave
+// alike.
 template <class Device>
 class HioTest : public testing::Test {
 protected:
@@ -58,7 +59,7 @@ protected:
         return to_hex(bytes_of(m_buffer));
     }
 
-    // What `hex` reads as; `value` is what stood there before.
+    // Reads `hex`. The object has the content `value` before.
     template <class Value>
     Value Read(const std::string& hex, Value value) {
         SegBuf record = record_of(from_hex(hex));
@@ -68,7 +69,8 @@ protected:
         return value;
     }
 
-    // `value` and `hex` stand for each other, whatever is read over.
+    // `value` is written as `hex`, and `hex` is read as `value`, both into a new object and over
+    // `before`.
     template <class Value>
     void ExpectForm(const Value& value, const std::string& hex, const Value& before) {
         EXPECT_EQ(Written(value), hex);
@@ -76,7 +78,7 @@ protected:
         EXPECT_TRUE(Read(hex, Value()) == value);
     }
 
-    // The form of a container or string refuses the greatest count without asking for memory.
+    // A container or string must refuse the largest count without allocating memory.
     template <class Value>
     void ExpectCheapRefusal() {
         SegBuf record = record_of(from_hex("ff ff ff ff"));
@@ -89,8 +91,8 @@ protected:
         EXPECT_LT(meter.bytes(), 4096U) << typeid(Value).name();
     }
 
-    // In a record of one segment, a count is refused at once from the first on whose entries cannot
-    // be there even if each takes its least size.
+    // In a record of one segment, a count must be refused at once if its entries cannot fit even at
+    // their least size. The test tries the largest count that can fit and the next one.
     template <class Value>
     void ExpectExactLimit(unsigned int least_entry_size) {
         const unsigned int most = (SegBuf::kSegmentSize - 4) / least_entry_size;
@@ -111,7 +113,7 @@ protected:
         return false;
     }
 
-    // Reads a record of `value` at `start` that is cut after each of its bytes.
+    // Reads a record of `value` at `start`, cut after each of its bytes.
     template <class Value>
     void ExpectTruncationIsSafe(const Value& value, unsigned int start) {
         stream_over<Device>(m_buffer, 'w') << value;
@@ -122,7 +124,8 @@ protected:
         }
     }
 
-    // `kept` gives an error, or what it gives with zeros behind it; nothing at all is an error.
+    // A record cut to `kept` bytes must raise, or give the same value as with zeros after the cut.
+    // A record without any byte must raise.
     template <class Value>
     void ExpectSafeCut(const std::string& kept, unsigned int start) {
         const std::string content = std::string(start, 'x') + kept;
@@ -138,7 +141,8 @@ protected:
         EXPECT_FALSE(is_read && kept.empty());
     }
 
-    // False if the reading ends in the error of a read past the end; any other error passes on.
+    // Returns false if the read raises the error of a read past the end. Any other error is passed
+    // on.
     template <class Value>
     bool TryRead(SegBuf& record, unsigned int start, Value& value) {
         auto io = stream_over<Device>(record, 'r');
@@ -167,13 +171,13 @@ TYPED_TEST(HioTest, NumbersArePacked) {
     this->template ExpectForm<double>(1.0, "3f f0 00 00 00 00 00 00", 9);
 }
 
-TYPED_TEST(HioTest, IntGoesThroughTheUnsignedForm) {
+TYPED_TEST(HioTest, IntIsPackedAsUnsigned) {
     this->template ExpectForm<int>(-1, "ff ff ff ff", 9);
     this->template ExpectForm<int>(258, "00 00 01 02", 9);
     this->template ExpectForm<int>(std::numeric_limits<int>::min(), "80 00 00 00", 9);
 }
 
-TYPED_TEST(HioTest, CallsChain) {
+TYPED_TEST(HioTest, CallsCanBeChained) {
     auto io = stream_over<TypeParam>(this->m_buffer, 'w');
 
     io << 1U << qtString("a") << 2;
@@ -205,7 +209,7 @@ TYPED_TEST(HioTest, BoolAndCharAreRawBytes) {
     EXPECT_EQ(io.ReadByte(), static_cast<char>(0x80));
 }
 
-TYPED_TEST(HioTest, EveryByteButZeroIsTrue) {
+TYPED_TEST(HioTest, EveryNonZeroByteIsTrue) {
     SegBuf record = record_of(from_hex("02 80 00"));
     auto io = stream_over<TypeParam>(record, 'r');
 
@@ -214,7 +218,7 @@ TYPED_TEST(HioTest, EveryByteButZeroIsTrue) {
     EXPECT_FALSE(io.ReadBool());
 }
 
-TYPED_TEST(HioTest, RunsOfBytesAreRaw) {
+TYPED_TEST(HioTest, RunsOfBytesAreUnchanged) {
     auto io = stream_over<TypeParam>(this->m_buffer, 'w');
     char bytes[3] = {};
 
@@ -287,7 +291,7 @@ TYPED_TEST(HioTest, VectorOfConceptsIsCountAndConceptsInOrder) {
     this->ExpectForm(Concepts(), "00 00 00 00", before);
 }
 
-TYPED_TEST(HioTest, MapOfNumberToStringAscendsByKey) {
+TYPED_TEST(HioTest, MapOfNumberToStringIsInOrderOfKeys) {
     using Table = std::map<unsigned int, qtString>;
     const Table before = {{2, "old"}, {9, "old"}};
     this->ExpectForm(Table{{258, "b"}, {2, "a"}},
@@ -298,7 +302,7 @@ TYPED_TEST(HioTest, MapOfNumberToStringAscendsByKey) {
     this->ExpectForm(Table(), "00 00 00 00", before);
 }
 
-TYPED_TEST(HioTest, MapOfStringToStringAscendsByKey) {
+TYPED_TEST(HioTest, MapOfStringToStringIsInOrderOfKeys) {
     using Table = std::map<qtString, qtString>;
     const Table before = {{"a", "old"}, {"z", "old"}};
     this->ExpectForm(Table{{"\xe4", "3"}, {"ab", "2"}, {"a", "1"}},
@@ -310,7 +314,7 @@ TYPED_TEST(HioTest, MapOfStringToStringAscendsByKey) {
     this->ExpectForm(Table(), "00 00 00 00", before);
 }
 
-TYPED_TEST(HioTest, MapOfNumberToMomentAscendsByKey) {
+TYPED_TEST(HioTest, MapOfNumberToMomentIsInOrderOfKeys) {
     using Table = std::map<unsigned int, qtTimeDate>;
     const Table before = {{1, qtTimeDate(5)}, {9, qtTimeDate(6)}};
     this->ExpectForm(Table{{2, qtTimeDate(-1)}, {1, qtTimeDate(0x0102030405060708)}},
@@ -335,7 +339,7 @@ TYPED_TEST(HioTest, HashTableOfNumberToNumberIsCountAndEntries) {
     this->ExpectForm(Table(), "00 00 00 00", before);
 }
 
-TYPED_TEST(HioTest, HashTablesAreWrittenInTheirOwnOrder) {
+TYPED_TEST(HioTest, HashTablesAreWrittenInTheirIterationOrder) {
     hash_map<unsigned int, unsigned int> table;
     for (unsigned int key = 0; key < 500; ++key) {
         table[key * 7919] = key;
@@ -362,7 +366,7 @@ TYPED_TEST(HioTest, ReadersDoNotDependOnTheOrderOfEntries) {
                 (std::map<unsigned int, qtString>{{2, "a"}, {9, "b"}}));
 }
 
-TYPED_TEST(HioTest, TheLastEntryOfOneKeyStays) {
+TYPED_TEST(HioTest, LastEntryOfAKeyWins) {
     const std::string twice = "00 00 00 02 00 00 00 05 00 00 00 01 61 00 00 00 05 00 00 00 01 62";
 
     EXPECT_TRUE(this->Read(twice, std::map<unsigned int, qtString>()) ==
@@ -383,7 +387,7 @@ TYPED_TEST(HioTest, HugeCountsAreRefusedWithoutMemory) {
     this->template ExpectCheapRefusal<hash_map<unsigned int, unsigned int>>();
 }
 
-TYPED_TEST(HioTest, CountsAreHeldAgainstTheLeastSizeOfEntries) {
+TYPED_TEST(HioTest, CountsAreComparedWithTheLeastSizeOfEntries) {
     this->template ExpectExactLimit<qtString>(1);
     this->template ExpectExactLimit<std::vector<Pair>>(8);
     this->template ExpectExactLimit<std::vector<int>>(4);
@@ -404,7 +408,7 @@ TYPED_TEST(HioTest, StringThatEndsPastTheContentInItsSegmentIsFilledWithZeros) {
     EXPECT_EQ(text, qtString("ab\0\0\0", 5));
 }
 
-// Reads numbers that start at 0, 2, 6 and 14, and gives their form by the second way.
+// Reads numbers at 0, 2, 6 and 14, and returns their packed form by the naive implementation.
 template <class Device>
 std::string read_four_numbers(SegBuf& record) {
     unsigned short a = 0;
@@ -424,7 +428,7 @@ TYPED_TEST(HioTest, NumberThatStartsAtTheEndFails) {
     }
 }
 
-TYPED_TEST(HioTest, NumberThatStartsInTheContentIsReadWithZerosBehindIt) {
+TYPED_TEST(HioTest, NumberThatStartsInTheContentIsReadAsIfZerosFollowed) {
     const std::string bytes = "abcdefghijklmnopqr";
     for (std::size_t kept = 15; kept <= 18; ++kept) {
         SCOPED_TRACE(kept);
@@ -437,7 +441,7 @@ TYPED_TEST(HioTest, NumberThatStartsInTheContentIsReadWithZerosBehindIt) {
     }
 }
 
-TYPED_TEST(HioTest, TruncationAtEveryByteIsAnErrorOrALegalRead) {
+TYPED_TEST(HioTest, TruncationAtEachByteRaisesOrReadsAsIfZerosFollowed) {
     for (const unsigned int start : {0U, 16330U, 16350U, 16358U}) {
         this->ExpectTruncationIsSafe(qtString("some text of 23 letters"), start);
         this->ExpectTruncationIsSafe(Concept::insert("tax return"), start);
@@ -455,7 +459,7 @@ TYPED_TEST(HioTest, TruncationAtEveryByteIsAnErrorOrALegalRead) {
     }
 }
 
-// Doubles each letter and counts the calls in its context.
+// Doubles each letter, and counts its calls in the context.
 qtString doubled(const qtString& text, void* context) {
     ++*static_cast<int*>(context);
     qtString twice;
@@ -470,7 +474,7 @@ qtString refuse(const qtString& /*text*/, void* /*context*/) {
     throw std::runtime_error("no such character");
 }
 
-TYPED_TEST(HioTest, ConverterChangesWhatIsWritten) {
+TYPED_TEST(HioTest, ConverterChangesWrittenStrings) {
     int calls = 0;
     auto io = stream_over<TypeParam>(this->m_buffer, 'w');
     io.converter = doubled;
@@ -483,7 +487,7 @@ TYPED_TEST(HioTest, ConverterChangesWhatIsWritten) {
     EXPECT_EQ(calls, 1);
 }
 
-TYPED_TEST(HioTest, ConverterLeavesWhatIsReadAlone) {
+TYPED_TEST(HioTest, ConverterIsNotUsedForReading) {
     int calls = 0;
     SegBuf record = record_of(from_hex("00 00 00 02 61 62"));
     auto io = stream_over<TypeParam>(record, 'r');
@@ -509,7 +513,7 @@ TYPED_TEST(HioTest, ConverterIsCalledForTheEmptyStringToo) {
     EXPECT_EQ(calls, 1);
 }
 
-TYPED_TEST(HioTest, ConverterReachesTheStringsOfContainers) {
+TYPED_TEST(HioTest, ConverterIsUsedForStringsInContainers) {
     int calls = 0;
     auto io = stream_over<TypeParam>(this->m_buffer, 'w');
     io.converter = doubled;
@@ -526,7 +530,7 @@ TYPED_TEST(HioTest, ConverterReachesTheStringsOfContainers) {
     EXPECT_EQ(calls, 5);
 }
 
-TYPED_TEST(HioTest, ErrorOfTheConverterPassesBeforeAnythingIsWritten) {
+TYPED_TEST(HioTest, ErrorOfTheConverterIsPassedOnBeforeAnythingIsWritten) {
     auto io = stream_over<TypeParam>(this->m_buffer, 'w');
     io.converter = refuse;
 
@@ -535,7 +539,7 @@ TYPED_TEST(HioTest, ErrorOfTheConverterPassesBeforeAnythingIsWritten) {
     EXPECT_EQ(this->m_buffer.size, 0U);
 }
 
-TYPED_TEST(HioTest, WritingToAReadOnlyDeviceDropsTheBytes) {
+TYPED_TEST(HioTest, WriteToAReadOnlyDeviceIsIgnored) {
     SegBuf record = record_of("abc");
     auto io = stream_over<TypeParam>(record, 'r');
 
@@ -556,7 +560,7 @@ TYPED_TEST(HioTest, CopiesShareTheDevice) {
     EXPECT_EQ(io.device.use_count(), 2U);
 }
 
-TEST(HioPlaceholderTest, WritesNothingAndReadsZeros) {
+TEST(HioPlaceholderTest, PlaceholderWritesNothingAndReadsZeros) {
     Hio<Generic32> io(new Generic32);
     unsigned int number = 7;
     qtString text("before");
@@ -573,7 +577,7 @@ TEST(HioPlaceholderTest, WritesNothingAndReadsZeros) {
     EXPECT_EQ(io.ReadByte(), 0);
 }
 
-TEST(HioStartTest, FreshStreamHasNoDeviceAndNoConverter) {
+TEST(HioStartTest, NewStreamHasNoDeviceAndNoConverter) {
     const Hio<HSegment> io;
 
     EXPECT_TRUE(io.device.IsNull());
@@ -582,13 +586,14 @@ TEST(HioStartTest, FreshStreamHasNoDeviceAndNoConverter) {
     EXPECT_TRUE(io.converted.empty());
 }
 
-TEST(HioCountTest, CountsAreThirtyTwoBits) {
+TEST(HioCountTest, CountsHave32Bits) {
     EXPECT_EQ(Zandrel::CheckedCount(0), 0U);
     EXPECT_EQ(Zandrel::CheckedCount(0xFFFFFFFFU), 0xFFFFFFFFU);
     EXPECT_SEGBUF_ERROR(Zandrel::CheckedCount(0x100000000U), "SegBuf is full");
 }
 
-// A device of no family, as a stream may have: it keeps a log of what is asked of it.
+// A device that is not derived from the library's classes; a stream may have such a device. It
+// records the calls.
 struct LoggingDevice {
     std::string log;
     std::string bytes;
@@ -608,7 +613,7 @@ struct LoggingDevice {
     void RequireBytes(std::uint64_t byte_count) { log += "?" + std::to_string(byte_count) + " "; }
 };
 
-TEST(HioDeviceTest, AsksForBytesBetweenCountAndContent) {
+TEST(HioDeviceTest, BytesAreRequiredBetweenCountAndContent) {
     Hio<LoggingDevice> io(new LoggingDevice);
     std::map<unsigned int, qtString> table = {{1, "abc"}, {2, ""}};
 

@@ -1,4 +1,4 @@
-// The files of both widths, byte by byte.
+// The bytes of record files, for both widths of offsets.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <string>
@@ -15,12 +15,12 @@ class HreclaimBytesTest : public Record_file_test<F> {};
 
 TYPED_TEST_SUITE(HreclaimBytesTest, File_devices);
 
-// An index block without what it lists: tag and count of keys.
+// The beginning of an index block: tag and count of keys.
 std::string index_head(const char* key_count) {
     return from_hex("4a5b6c82") + from_hex(key_count);
 }
 
-TYPED_TEST(HreclaimBytesTest, ANewFileIsItsHeaderAndAnEmptyIndex) {
+TYPED_TEST(HreclaimBytesTest, NewFileIsItsHeaderAndAnEmptyIndex) {
     this->create();
 
     const std::string header = TestFixture::is_wide
@@ -32,17 +32,17 @@ TYPED_TEST(HreclaimBytesTest, ANewFileIsItsHeaderAndAnEmptyIndex) {
     EXPECT_EQ(this->file.index_space, 136U);
 }
 
-TYPED_TEST(HreclaimBytesTest, AnItemIsAppendedAndPaddedToItsBlock) {
+TYPED_TEST(HreclaimBytesTest, ItemIsAppendedAndPaddedToItsBlock) {
     this->create();
 
     this->add("ab", "xyz");
 
-    // 2 + 3 + 12 bytes, which is slot 5: a block of 32.
+    // The item has 2 + 3 + 12 bytes. That is slot 5, a block of 32.
     EXPECT_EQ(to_hex(this->on_disk(this->new_size, 1000)),
               to_hex(from_hex("4a5b6c73 00000002 6162 00000003 78797a") + zeros(15)));
 }
 
-TYPED_TEST(HreclaimBytesTest, TheIndexNamesKeysAndPlaces) {
+TYPED_TEST(HreclaimBytesTest, IndexListsKeysAndOffsets) {
     this->create();
     this->add("b", "");
     this->add(qtString("a\0", 2), "");
@@ -59,7 +59,7 @@ TYPED_TEST(HreclaimBytesTest, TheIndexNamesKeysAndPlaces) {
     EXPECT_EQ(this->file.index_space, block.size());
 }
 
-TYPED_TEST(HreclaimBytesTest, AHoleIsMarkedAndKeepsTheRestOfItsBytes) {
+TYPED_TEST(HreclaimBytesTest, HoleIsMarkedAndKeepsItsOtherBytes) {
     this->create();
     this->add("ab", "xyz");
 
@@ -69,7 +69,7 @@ TYPED_TEST(HreclaimBytesTest, AHoleIsMarkedAndKeepsTheRestOfItsBytes) {
               to_hex(from_hex("deaddead 00000020 6162 00000003 78797a") + zeros(15)));
 }
 
-TYPED_TEST(HreclaimBytesTest, TheIndexListsHolesBySlotInTheOrderOfTheirFreeing) {
+TYPED_TEST(HreclaimBytesTest, IndexListsHolesBySlotInTheOrderOfFreeing) {
     this->create();
     this->add("a", "");      // a block of 16
     this->add("b", "xyzt");  // 17 bytes, a block of 32
@@ -90,7 +90,7 @@ TYPED_TEST(HreclaimBytesTest, TheIndexListsHolesBySlotInTheOrderOfTheirFreeing) 
     EXPECT_EQ(this->file.index_space, 136 + 3 * this->width);
 }
 
-TYPED_TEST(HreclaimBytesTest, TheOwnersNumbersStandInTheHeader) {
+TYPED_TEST(HreclaimBytesTest, OwnersNumbersAreInTheHeader) {
     this->create();
 
     this->file.SetFileID(0xA1B2C3D5, 0x0102, 0x80);
@@ -98,7 +98,7 @@ TYPED_TEST(HreclaimBytesTest, TheOwnersNumbersStandInTheHeader) {
     EXPECT_EQ(to_hex(this->on_disk(4, 8)), "a1 b2 c3 d5 80 00 01 02");
 }
 
-TYPED_TEST(HreclaimBytesTest, TheOwnersNumbersKeepTheState) {
+TYPED_TEST(HreclaimBytesTest, SettingTheOwnersNumbersKeepsTheState) {
     this->create();
     this->add("a", "");
 
@@ -107,7 +107,7 @@ TYPED_TEST(HreclaimBytesTest, TheOwnersNumbersKeepTheState) {
     EXPECT_EQ(to_hex(this->on_disk(4, 8)), "00 00 00 01 03 01 00 02");
 }
 
-TYPED_TEST(HreclaimBytesTest, TheStateIsOneByte) {
+TYPED_TEST(HreclaimBytesTest, StateIsOneByte) {
     this->create();
 
     this->file.SetState(0xFE);
@@ -115,9 +115,9 @@ TYPED_TEST(HreclaimBytesTest, TheStateIsOneByte) {
     EXPECT_EQ(to_hex(this->on_disk(4, 8)), "00 00 00 00 00 fe 00 00");
 }
 
-TYPED_TEST(HreclaimBytesTest, AMovedIndexLeavesAHoleAndIsPadded) {
+TYPED_TEST(HreclaimBytesTest, MovedIndexLeavesAHoleAndIsPadded) {
     this->create();
-    // Makes an index of 256 bytes, one more than its block of 256 may hold.
+    // Makes an index of 256 bytes. A block of 256 can have an index of at most 255.
     const std::string key(TestFixture::is_wide ? 108 : 112, 'k');
     this->add(key, "");  // a block of 128
 

@@ -1,4 +1,4 @@
-// A process that dies while it writes a record file; Hreclaim_crash_slow_test.cpp lives longer.
+// A process that dies while it writes a record file. Hreclaim_crash_slow_test.cpp does more steps.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <string>
@@ -29,8 +29,8 @@ void expect_as_told(const Crash_tallies& tallies) {
 
 }  // namespace
 
-// With the state clear there is no byte of it to write behind the index.
-TEST(HreclaimCrashTest, LosesNoIndexThatWasWrittenUnderAClearState) {
+// If the owner has cleared the state, no byte of the state has to be written after the index.
+TEST(HreclaimCrashTest, IndexWrittenUnderAClearStateIsNotLost) {
     const Scratch_file place;
     Hreclaim<Hfile64> file;
     file.Open(place.path(), true, false);
@@ -39,14 +39,14 @@ TEST(HreclaimCrashTest, LosesNoIndexThatWasWrittenUnderAClearState) {
 
     file.WriteIndex();
 
-    // Behind the first index, of 256 bytes, and the item, of another 256.
+    // After the first index and the item, each of 256 bytes.
     EXPECT_EQ(to_hex(place.content().substr(9, 11)), "00 00 00 00 00 00 00 00 00 02 14");
 }
 
-TEST(HreclaimCrashTest, LeavesBeforeAfterAStateOrAWindowWith64Bits) {
+TEST(HreclaimCrashTest, FileIsAsBeforeOrAfterOrStaleOrInAKnownWindowWith64Bits) {
     expect_as_told(crash_after_each_byte<Hfile64>(2000));
 }
 
-TEST(HreclaimCrashTest, LeavesBeforeAfterAStateOrAWindowWith32Bits) {
+TEST(HreclaimCrashTest, FileIsAsBeforeOrAfterOrStaleOrInAKnownWindowWith32Bits) {
     expect_as_told(crash_after_each_byte<Hfile32>(2000));
 }

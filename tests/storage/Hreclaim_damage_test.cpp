@@ -1,4 +1,5 @@
-// Damaged record files: an error of the file, or a harmless result; no crash and little memory.
+// Damaged record files: the result is an error of the file, or harmless. There must be no crash and
+// little use of memory.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ namespace {
 
 const std::string kName = "fake/records";
 
-// Three items, a hole of another one's, and an index.
+// A file with three items, the hole of a deleted one, and an index.
 Record_file_model small_file(unsigned int offset_size) {
     Record_file_model model(offset_size);
     model.add("a", "the first blob");
@@ -35,7 +36,8 @@ Record_file_model small_file(unsigned int offset_size) {
     return model;
 }
 
-// Whether `statement` raises nothing, or one of the errors that a damaged file may lead to.
+// Returns true if `statement` raises nothing, and false if it raises an error that a damaged file
+// may cause.
 template <class Statement>
 bool is_harmless(Statement&& statement) {
     try {
@@ -59,7 +61,7 @@ class HreclaimDamageTest : public testing::Test {
 protected:
     static constexpr unsigned int kOffsetSize = sizeof(typename Device::Offset);
 
-    // Everything that can be done to a file, as far as it lets itself be opened.
+    // Does everything with the file that is possible if it opens.
     void use(const std::string& image) {
         m_disk.files[kName] = image;
         Hreclaim<Device> file;
@@ -84,7 +86,7 @@ protected:
     }
 
     void use_within_limits(const std::string& image) {
-        m_disk.calls.clear();  // so that their list does not grow for ever
+        m_disk.calls.clear();  // or the list would grow without end
         const Allocation_meter meter;
         use(image);
         EXPECT_LT(meter.bytes(), 2 * image.size() + (std::size_t{1} << 20U));
@@ -103,7 +105,7 @@ using Devices = testing::Types<Hfile64, Hfile32>;
 
 TYPED_TEST_SUITE(HreclaimDamageTest, Devices, );
 
-TYPED_TEST(HreclaimDamageTest, SurvivesEachFlippedBit) {
+TYPED_TEST(HreclaimDamageTest, EachFlippedBitIsSafe) {
     const std::string image = small_file(this->kOffsetSize).image;
 
     for (std::size_t bit = 0; bit < 8 * image.size() && !testing::Test::HasFailure(); ++bit) {
@@ -114,11 +116,12 @@ TYPED_TEST(HreclaimDamageTest, SurvivesEachFlippedBit) {
         this->use_within_limits(damaged);
     }
 
-    // At least the flags, the state, the version and the number, all padding and all blobs.
+    // The file must open at least for every bit of the flags, the state, the version, the number,
+    // the padding and the blobs.
     EXPECT_GT(this->m_opened, 8U * (8 + 100));
 }
 
-TYPED_TEST(HreclaimDamageTest, SurvivesTellingWordsAtEachPlace) {
+TYPED_TEST(HreclaimDamageTest, SpecialNumbersAtEachPositionAreSafe) {
     const std::string image = small_file(this->kOffsetSize).image;
 
     for (std::size_t at = 0; at + 4 <= image.size() && !testing::Test::HasFailure(); ++at) {
@@ -132,7 +135,7 @@ TYPED_TEST(HreclaimDamageTest, SurvivesTellingWordsAtEachPlace) {
     }
 }
 
-TYPED_TEST(HreclaimDamageTest, SurvivesEachLength) {
+TYPED_TEST(HreclaimDamageTest, EachLengthIsSafe) {
     const Record_file_model model = small_file(this->kOffsetSize);
 
     for (std::size_t length = 0; length < model.image.size(); ++length) {
@@ -140,14 +143,14 @@ TYPED_TEST(HreclaimDamageTest, SurvivesEachLength) {
         this->use_within_limits(model.image.substr(0, length));
     }
 
-    // Without what the index block has to say, no file opens; nor if a block of a hole is cut.
+    // A file opens only if its whole index block is there, and no block of a hole is cut.
     const std::size_t hole = model.holes[5].at(0);
     const std::size_t needed =
         std::max<std::size_t>(model.index_offset + model.index_space, hole + 32);
     EXPECT_EQ(this->m_opened, model.image.size() - needed);
 }
 
-TYPED_TEST(HreclaimDamageTest, TakesNoMemoryForCountsThatTheFileCannotHold) {
+TYPED_TEST(HreclaimDamageTest, CountsThatTheFileCannotHaveTakeNoMemory) {
     const Record_file_model model = small_file(this->kOffsetSize);
     const std::size_t key_count = model.index_offset + 4;
     for (const std::size_t place : {key_count, key_count + 4}) {
@@ -160,17 +163,17 @@ TYPED_TEST(HreclaimDamageTest, TakesNoMemoryForCountsThatTheFileCannotHold) {
             const Allocation_meter meter;
             EXPECT_QTX(file.Open(kName, false, true), HioErr, HioErr::kReadFailed,
                        "Read error in file fake/records");
-            // The device's buffer, and what goes with an open file.
+            // This is the device's buffer and the memory of an open file.
             EXPECT_LT(meter.bytes(), 40000U);
         }
     }
 }
 
-TYPED_TEST(HreclaimDamageTest, RefusesHolesThatAreNoBlocksOfTheirOwn) {
+TYPED_TEST(HreclaimDamageTest, HolesThatAreNotSeparateBlocksAreRefused) {
     Record_file_model model = small_file(this->kOffsetSize);
     model.remove("a");
     model.write_index();
-    // Both are of slot 5, and the last list that is not empty has them.
+    // Both holes are of slot 5, which is the last list that is not empty.
     ASSERT_EQ(model.holes[5].size(), 2U);
     const std::string offsets = naive_digits(model.holes[5][0], this->kOffsetSize) +
                                 naive_digits(model.holes[5][1], this->kOffsetSize);
@@ -191,7 +194,7 @@ TYPED_TEST(HreclaimDamageTest, RefusesHolesThatAreNoBlocksOfTheirOwn) {
     }
 }
 
-TYPED_TEST(HreclaimDamageTest, ClosesWithoutErrorAfterARefusedOpen) {
+TYPED_TEST(HreclaimDamageTest, CloseAfterARefusedOpenRaisesNothing) {
     this->m_disk.files[kName] = small_file(this->kOffsetSize).image.substr(0, 100);
     Hreclaim<TypeParam> file;
 

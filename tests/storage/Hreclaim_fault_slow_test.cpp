@@ -1,4 +1,4 @@
-// A disk that fails at each of its calls, as in Hreclaim_fault_test.cpp.
+// A disk that fails: each call of more steps than in Hreclaim_fault_test.cpp.
 #include <gtest/gtest.h>
 
 #include "zandrel/storage/Hfile32.h"
@@ -6,7 +6,7 @@
 
 #include "tests/storage/record_file_faults.h"
 
-TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
+TEST(HreclaimFaultSlowTest, FileIsOldOrNewOrRefusedWith64Bits) {
     for (const bool has_places : {false, true}) {
         const Fault_tally tally = fail_each_call<Hfile64>(300, 0, 1, has_places);
 
@@ -15,7 +15,7 @@ TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
     }
 }
 
-TEST(HreclaimFaultSlowTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
+TEST(HreclaimFaultSlowTest, FileIsOldOrNewOrRefusedWith32Bits) {
     for (const bool has_places : {false, true}) {
         const Fault_tally tally = fail_each_call<Hfile32>(300, 0, 1, has_places);
 

@@ -1,4 +1,4 @@
-// A disk that fails at one call; Hreclaim_fault_slow_test.cpp tries all of them.
+// A disk that fails at one call. Hreclaim_fault_slow_test.cpp tries all calls.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <csignal>
@@ -21,8 +21,8 @@
 
 namespace {
 
-// Each error of a device and each fate of a file must have come up. Where files have places, a seek
-// inside a file is no call and cannot fail.
+// Checks that each error of a device and each result for the file occurred. With pread() and
+// pwrite() a seek inside a file is no call of the system, so it cannot fail.
 void expect_variety(const Fault_tally& tally, bool has_places) {
     for (const char* raised : {"device 0 Cannot open file: ", "device 1 Close error in file ",
                                "device 2 SeekEnd error in file ", "device 3 Read error in file ",
@@ -37,7 +37,7 @@ void expect_variety(const Fault_tally& tally, bool has_places) {
     EXPECT_GT(tally.repeated, 0U);
 }
 
-// Lets this process write no file past a size, as on a full disk.
+// Lets this process write no file beyond a size, like a full disk.
 class Size_limit {
 public:
     explicit Size_limit(rlim_t size) {
@@ -68,31 +68,31 @@ using Devices = testing::Types<Hfile64, Hfile32>;
 
 TYPED_TEST_SUITE(HreclaimFullDiskTest, Devices, );
 
-TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith64Bits) {
+TEST(HreclaimFaultTest, FileIsOldOrNewOrRefusedWith64Bits) {
     expect_variety(fail_each_call<Hfile64>(300, 0, 17, false), false);
 }
 
-TEST(HreclaimFaultTest, KeepsOldOrNewOrIsRefusedWith32Bits) {
+TEST(HreclaimFaultTest, FileIsOldOrNewOrRefusedWith32Bits) {
     expect_variety(fail_each_call<Hfile32>(300, 5, 17, false), false);
 }
 
-// By calls that name their place, as of a file on a real disk.
-TEST(HreclaimFaultTest, PlacesKeepOldOrNewOrAreRefusedWith64Bits) {
+// With pread() and pwrite(), as for a file on a real disk.
+TEST(HreclaimFaultTest, FileWithPlacesIsOldOrNewOrRefusedWith64Bits) {
     expect_variety(fail_each_call<Hfile64>(300, 0, 7, true), true);
 }
 
-TEST(HreclaimFaultTest, PlacesKeepOldOrNewOrAreRefusedWith32Bits) {
+TEST(HreclaimFaultTest, FileWithPlacesIsOldOrNewOrRefusedWith32Bits) {
     expect_variety(fail_each_call<Hfile32>(300, 5, 7, true), true);
 }
 
-TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {
+TYPED_TEST(HreclaimFullDiskTest, FullDiskIsReportedOnceAndTheFileStaysStale) {
     const Scratch_file place;
     const std::string blob(20000, 'b');
     {
         Hreclaim<TypeParam> file;
         file.Open(place.path(), true, false);
         file.AddItem("first", record_of(blob));
-        const Size_limit limit(90000);  // for header, index and two blocks of 32768
+        const Size_limit limit(90000);  // for the header, the index and two blocks of 32768
         file.AddItem("second", record_of(blob));
 
         EXPECT_QTX_ARGS(file.AddItem("third", record_of(blob)), HioErr, HioErr::kWriteFailed,
@@ -109,9 +109,9 @@ TYPED_TEST(HreclaimFullDiskTest, TellsOfItOnceAndLeavesTheFileStale) {
     EXPECT_EQ(file.GetIndexSize(), 0U);
 }
 
-// The index of forty keys has outgrown its first block and stands behind all items, far from what
-// is read with the header.
-TYPED_TEST(HreclaimFullDiskTest, AReadThatFailsAtTheIndexMeansThatThereIsNone) {
+// The index of forty keys is too large for its first block, so it is after all items. Opening must
+// read it separately from the header.
+TYPED_TEST(HreclaimFullDiskTest, FailedReadOfTheIndexIsReportedAsAMissingIndex) {
     Fake_disk disk;
     {
         Hreclaim<TypeParam> file;

@@ -1,4 +1,4 @@
-// The index block and the state that tells whether it is current.
+// The index block, and the state that says if it is current.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <memory>
@@ -15,7 +15,7 @@ namespace {
 template <class F>
 class HreclaimIndexTest : public Record_file_test<F> {
 protected:
-    // A key with which the index is so large, without a hole.
+    // A key that makes the index this large, without a hole.
     static qtString key_for(std::size_t index_size) {
         return std::string(index_size - 136 - 4 - Record_file_test<F>::width, 'k');
     }
@@ -43,7 +43,7 @@ TYPED_TEST(HreclaimIndexTest, EachChangeMarksTheFileBeforeItReturns) {
     EXPECT_EQ(this->on_disk(this->new_size, 4), from_hex("deaddead"));
 }
 
-TYPED_TEST(HreclaimIndexTest, LaterChangesReachTheFileAsWell) {
+TYPED_TEST(HreclaimIndexTest, LaterChangesAreInTheFileToo) {
     this->create();
     this->add("a", "1");
 
@@ -52,7 +52,7 @@ TYPED_TEST(HreclaimIndexTest, LaterChangesReachTheFileAsWell) {
     EXPECT_EQ(this->on_disk(this->new_size + 16, 14), this->item("b", "2"));
 }
 
-TYPED_TEST(HreclaimIndexTest, OnlyItsOwnBitOfTheStateChanges) {
+TYPED_TEST(HreclaimIndexTest, OnlyOneBitOfTheStateChanges) {
     this->create();
     this->file.SetState(0xA4);
 
@@ -66,7 +66,7 @@ TYPED_TEST(HreclaimIndexTest, OnlyItsOwnBitOfTheStateChanges) {
     EXPECT_EQ(to_hex(this->on_disk(9, 1)), "a4");
 }
 
-TYPED_TEST(HreclaimIndexTest, NothingIsWrittenForWhatDidNotChange) {
+TYPED_TEST(HreclaimIndexTest, WithoutAChangeNothingIsWritten) {
     this->create();
     this->disk.patch(static_cast<std::size_t>(this->first), "????");
 
@@ -76,7 +76,7 @@ TYPED_TEST(HreclaimIndexTest, NothingIsWrittenForWhatDidNotChange) {
     EXPECT_EQ(this->on_disk(this->first, 4), "????");
 }
 
-TYPED_TEST(HreclaimIndexTest, AnObjectThatIsDroppedAfterAChangeLeavesTheFileMarked) {
+TYPED_TEST(HreclaimIndexTest, ObjectDestroyedAfterAChangeLeavesTheFileMarked) {
     this->create();
     {
         Hreclaim<TypeParam> dropped;
@@ -90,7 +90,7 @@ TYPED_TEST(HreclaimIndexTest, AnObjectThatIsDroppedAfterAChangeLeavesTheFileMark
     EXPECT_FALSE(this->file.Exists("a"));
 }
 
-TYPED_TEST(HreclaimIndexTest, AnOpenDoesNotClearTheMark) {
+TYPED_TEST(HreclaimIndexTest, OpeningDoesNotClearTheMark) {
     this->create();
     this->file.SetState(1);
 
@@ -100,7 +100,7 @@ TYPED_TEST(HreclaimIndexTest, AnOpenDoesNotClearTheMark) {
     EXPECT_EQ(this->state_on_disk(), 1);
 }
 
-TYPED_TEST(HreclaimIndexTest, ALargeIndexGoesToTheEnd) {
+TYPED_TEST(HreclaimIndexTest, LargeIndexMovesToTheEnd) {
     this->create();
     const qtString key = this->key_for(256);
     this->add(key, "");  // a block of 128
@@ -118,7 +118,7 @@ TYPED_TEST(HreclaimIndexTest, ALargeIndexGoesToTheEnd) {
     EXPECT_EQ(this->file.index_space, 256 + this->width);
 }
 
-TYPED_TEST(HreclaimIndexTest, AnIndexJustBelowItsLimitStays) {
+TYPED_TEST(HreclaimIndexTest, IndexJustBelowItsLimitStays) {
     this->create();
     this->add(this->key_for(255), "");
 
@@ -128,7 +128,7 @@ TYPED_TEST(HreclaimIndexTest, AnIndexJustBelowItsLimitStays) {
     EXPECT_EQ(this->file.index_space, 255U);
 }
 
-TYPED_TEST(HreclaimIndexTest, TheHoleItLeavesMayTakeItToTheNextSlot) {
+TYPED_TEST(HreclaimIndexTest, IndexMovesToTheNextSlotIfItsOwnHoleMakesItTooLarge) {
     this->create();
     this->add(this->key_for(512 - this->width), "");  // a block of 512
 
@@ -141,7 +141,7 @@ TYPED_TEST(HreclaimIndexTest, TheHoleItLeavesMayTakeItToTheNextSlot) {
     EXPECT_EQ(this->file.GetIndexSize(), 1U);
 }
 
-TYPED_TEST(HreclaimIndexTest, AnIndexMovesIntoAHoleOfItsSlot) {
+TYPED_TEST(HreclaimIndexTest, IndexMovesIntoAHoleOfItsSlot) {
     this->create();
     const qtString key = this->key_for(256);
     this->add(key, "");
@@ -151,7 +151,8 @@ TYPED_TEST(HreclaimIndexTest, AnIndexMovesIntoAHoleOfItsSlot) {
 
     this->file.WriteIndex();
 
-    // Two holes: the item's, and the one of its own slot, which it trades for its block of 512.
+    // There were two holes: the item's and one of the index's slot. The index moves into the second
+    // and leaves its block of 512 as a hole.
     EXPECT_EQ(this->file.index_offset, this->first);
     EXPECT_EQ(this->index_offset_on_disk(), static_cast<int>(this->first));
     EXPECT_EQ(this->file.index_space, 136 + 2 * this->width);
@@ -163,9 +164,9 @@ TYPED_TEST(HreclaimIndexTest, AnIndexMovesIntoAHoleOfItsSlot) {
     EXPECT_EQ(this->file.holes[9], std::vector{this->new_size + 128});
 }
 
-TYPED_TEST(HreclaimIndexTest, AMovedIndexTakesTheBlockThatWasFreedLast) {
+TYPED_TEST(HreclaimIndexTest, MovedIndexTakesTheBlockFreedLast) {
     this->create();
-    // Items of 413 bytes are in blocks of 512, as the index is to be.
+    // Items of 413 bytes are in blocks of 512, and the index will need such a block too.
     this->add("a", std::string(400, 'x'));
     this->add("b", std::string(400, 'x'));
     this->file.DeleteItem("b");
@@ -207,11 +208,11 @@ TYPED_TEST(HreclaimIndexTest, ClosingTwiceIsHarmless) {
     EXPECT_EQ(this->disk.content(), closed);
 }
 
-TYPED_TEST(HreclaimIndexTest, ClosingWhatWasNeverOpenedIsHarmless) {
+TYPED_TEST(HreclaimIndexTest, ClosingAnObjectNeverOpenedIsHarmless) {
     EXPECT_NO_THROW(this->file.Close());
 }
 
-// The owners' way to a class of their own.
+// Owners derive a class of their own in this way.
 template <class F>
 struct Watched_file : Hreclaim<F> {
     void WriteIndex() override {
@@ -222,7 +223,7 @@ struct Watched_file : Hreclaim<F> {
     unsigned int calls = 0;
 };
 
-TYPED_TEST(HreclaimIndexTest, MakingAndClosingAFileGoThroughTheVirtualWriteIndex) {
+TYPED_TEST(HreclaimIndexTest, MakingAndClosingAFileCallTheVirtualWriteIndex) {
     Watched_file<TypeParam> watched;
 
     watched.Open(this->disk.path(), true, false);

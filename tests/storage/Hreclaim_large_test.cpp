@@ -1,5 +1,5 @@
-// Record files whose offsets need more than 32 bits, and those that must stay below 2^31. The files
-// have a hole of the file system in the middle, so they take little of the disk.
+// Record files whose offsets need more than 32 bits, and files that must stay below 2^31 bytes. The
+// files are sparse in the middle, so they take little space on the disk.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <cstdint>
@@ -23,10 +23,10 @@ namespace {
 constexpr std::uint64_t kFarEnd = 5ULL << 30U;
 constexpr std::uint64_t kLargest32 = 2147483647;
 
-// A file of which no test reads all.
+// A file that is too large for a test to read as a whole.
 class Large_file : public Scratch_file {
 public:
-    // Without reading what lies before.
+    // Reads only these bytes.
     std::string bytes(std::uint64_t from, std::size_t count) const {
         const int file = open(path().c_str(), O_RDONLY);
         std::string read(count, '\0');
@@ -37,7 +37,8 @@ public:
     }
 };
 
-// A blob whose item under a key of one byte fills a block of 128 bytes but for one byte.
+// A blob that makes an item of 127 bytes with a key of one byte, one byte less than its block of
+// 128.
 std::string blob_of_slot_7(char fill) {
     return std::string(127 - 13, fill);
 }
@@ -46,7 +47,8 @@ void add(AbstractHreclaim& file, const std::string& key, const std::string& blob
     file.AddItem(key, record_of(blob));
 }
 
-// A file of 32 bits that has room for `room` bytes more, with the item "a" and its index written.
+// A file with 32-bit offsets and space for `room` more bytes. The item "a" and its index are
+// written.
 class NearlyFullRecordFileTest : public testing::Test {
 protected:
     void make(std::uint64_t room) {
@@ -60,7 +62,7 @@ protected:
         m_file.Open(m_place.path(), false, false);
     }
 
-    // A refusal happens before anything is written.
+    // Checks that the refusal came before anything was written.
     void expect_as_before(const std::string& head) {
         EXPECT_EQ(to_hex(m_place.bytes(0, 1024)), to_hex(head));
         EXPECT_LE(m_place.size(), kLargest32);
@@ -74,7 +76,7 @@ protected:
 
 }  // namespace
 
-TEST(LargeRecordFileTest, AppendsBehindFourGibibytes) {
+TEST(LargeRecordFileTest, ItemBehindFourGibibytesIsAppended) {
     const Large_file place;
     {
         Hreclaim<Hfile64> file;
@@ -90,13 +92,13 @@ TEST(LargeRecordFileTest, AppendsBehindFourGibibytes) {
 
     EXPECT_EQ(place.size(), kFarEnd + 128);
     EXPECT_EQ(to_hex(place.bytes(kFarEnd, 13)), "4a 5b 6c 73 00 00 00 01 66 00 00 00 72");
-    // The index stayed at 20; its one key follows tag and count.
+    // The index is still at 20; its only key follows tag and count.
     EXPECT_EQ(to_hex(place.bytes(28, 13)), "00 00 00 01 66 00 00 00 01 40 00 00 00");
     file.Open(place.path(), false, true);
     EXPECT_EQ(read_item(file, "f"), blob_of_slot_7('x'));
 }
 
-TEST(LargeRecordFileTest, UsesAHoleBehindFourGibibytesAgain) {
+TEST(LargeRecordFileTest, HoleBehindFourGibibytesIsReused) {
     const Large_file place;
     Hreclaim<Hfile64> file;
     file.Open(place.path(), true, false);
@@ -118,7 +120,7 @@ TEST(LargeRecordFileTest, UsesAHoleBehindFourGibibytesAgain) {
     EXPECT_EQ(static_cast<std::uint64_t>(file.index.at("g")), kFarEnd);
 }
 
-TEST(LargeRecordFileTest, MovesItsIndexBehindFourGibibytes) {
+TEST(LargeRecordFileTest, IndexMovesBehindFourGibibytes) {
     const Large_file place;
     Hreclaim<Hfile64> file;
     file.Open(place.path(), true, false);
@@ -126,7 +128,7 @@ TEST(LargeRecordFileTest, MovesItsIndexBehindFourGibibytes) {
     place.resize(kFarEnd);
     file.Open(place.path(), false, false);
 
-    // The index takes 136 bytes and 112 for the key: 248, still of slot 8; a second key is too
+    // The index has 136 bytes and 112 for the key: 248, which is still slot 8. A second key is too
     // much.
     add(file, std::string(100, 'k'), "");
     file.WriteIndex();
@@ -134,7 +136,7 @@ TEST(LargeRecordFileTest, MovesItsIndexBehindFourGibibytes) {
     add(file, "k", "");
     file.Close();
 
-    // Behind the items, of 128 and 16 bytes.
+    // After the items, which take blocks of 128 and 16 bytes.
     EXPECT_EQ(place.bytes(12, 8), naive_digits((5ULL << 30U) + 144, 8));
     EXPECT_EQ(to_hex(place.bytes(kFarEnd + 144, 8)), "4a 5b 6c 82 00 00 00 02");
     EXPECT_EQ(to_hex(place.bytes(20, 8)), "de ad de ad 00 00 01 00");
@@ -143,7 +145,7 @@ TEST(LargeRecordFileTest, MovesItsIndexBehindFourGibibytes) {
     EXPECT_EQ(file.GetIndexSize(), 2U);
 }
 
-TEST_F(NearlyFullRecordFileTest, TakesWhatJustFits) {
+TEST_F(NearlyFullRecordFileTest, ItemThatJustFitsIsAdded) {
     make(128);
 
     add(m_file, "b", blob_of_slot_7('x'));
@@ -155,7 +157,7 @@ TEST_F(NearlyFullRecordFileTest, TakesWhatJustFits) {
     EXPECT_EQ(read_item(m_file, "a"), "old");
 }
 
-TEST_F(NearlyFullRecordFileTest, RefusesAnItemThatDoesNotFit) {
+TEST_F(NearlyFullRecordFileTest, ItemThatDoesNotFitIsRefused) {
     make(127);
     const std::string head = m_place.bytes(0, 1024);
 
@@ -168,7 +170,7 @@ TEST_F(NearlyFullRecordFileTest, RefusesAnItemThatDoesNotFit) {
     EXPECT_EQ(m_file.state, 0);
 }
 
-TEST_F(NearlyFullRecordFileTest, RefusesAReplacementAndKeepsTheOldItem) {
+TEST_F(NearlyFullRecordFileTest, RefusedReplacementKeepsTheOldItem) {
     make(127);
     const std::string head = m_place.bytes(0, 1024);
 
@@ -178,8 +180,8 @@ TEST_F(NearlyFullRecordFileTest, RefusesAReplacementAndKeepsTheOldItem) {
     EXPECT_EQ(read_item(m_file, "a"), "old");
 }
 
-TEST_F(NearlyFullRecordFileTest, RefusesARenameAndKeepsTheItem) {
-    // The longer key needs a block of 64 in place of one of 32.
+TEST_F(NearlyFullRecordFileTest, RefusedRenameKeepsTheItem) {
+    // With the longer key the item needs a block of 64 instead of 32.
     make(63);
     const std::string head = m_place.bytes(0, 1024);
 
@@ -190,7 +192,7 @@ TEST_F(NearlyFullRecordFileTest, RefusesARenameAndKeepsTheItem) {
     EXPECT_EQ(read_item(m_file, "a"), "old");
 }
 
-TEST_F(NearlyFullRecordFileTest, RenamesWithinASlotWhenItIsFull) {
+TEST_F(NearlyFullRecordFileTest, RenameWithinASlotWorksInAFullFile) {
     make(0);
 
     m_file.RenameItem("a", "b");
@@ -201,7 +203,7 @@ TEST_F(NearlyFullRecordFileTest, RenamesWithinASlotWhenItIsFull) {
     EXPECT_EQ(read_item(m_file, "b"), "old");
 }
 
-TEST_F(NearlyFullRecordFileTest, TakesAnItemIntoAHoleWhenItIsFull) {
+TEST_F(NearlyFullRecordFileTest, HoleTakesAnItemInAFullFile) {
     make(0);
     m_file.DeleteItem("a");
 
@@ -213,8 +215,8 @@ TEST_F(NearlyFullRecordFileTest, TakesAnItemIntoAHoleWhenItIsFull) {
     EXPECT_EQ(read_item(m_file, "c"), "new");
 }
 
-TEST_F(NearlyFullRecordFileTest, RefusesAnIndexThatDoesNotFit) {
-    // Room for the item of the long key, but not for an index of 512 bytes.
+TEST_F(NearlyFullRecordFileTest, IndexThatDoesNotFitIsRefused) {
+    // There is space for the item of the long key, but not for an index of 512 bytes.
     make(256 + 511);
     add(m_file, std::string(150, 'k'), "");
     const std::string head = m_place.bytes(0, 1024);
@@ -226,7 +228,7 @@ TEST_F(NearlyFullRecordFileTest, RefusesAnIndexThatDoesNotFit) {
     EXPECT_EQ(to_hex(m_place.bytes(9, 1)), "01");
 }
 
-TEST_F(NearlyFullRecordFileTest, TakesAnIndexThatJustFits) {
+TEST_F(NearlyFullRecordFileTest, IndexThatJustFitsIsWritten) {
     make(256 + 512);
     add(m_file, std::string(150, 'k'), "");
 
@@ -237,7 +239,7 @@ TEST_F(NearlyFullRecordFileTest, TakesAnIndexThatJustFits) {
     EXPECT_EQ(m_file.GetIndexSize(), 2U);
 }
 
-TEST_F(NearlyFullRecordFileTest, RefusesAFileThatIsTooLarge) {
+TEST_F(NearlyFullRecordFileTest, TooLargeFileIsRefused) {
     make(0);
     m_file.Close();
     m_place.resize(kLargest32 + 1);

@@ -1,4 +1,4 @@
-// What opening refuses, and what damage does.
+// What opening refuses, and how damage is reported.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <limits>
@@ -17,8 +17,8 @@ namespace {
 template <class F>
 class HreclaimOpenTest : public Record_file_test<F> {
 protected:
-    // A closed file in which "a" has "1", at the first block behind the index, and there is a hole
-    // of 16 bytes behind it.
+    // A closed file. The item "a" with the data "1" is in the first block after the index, and a
+    // hole of 16 bytes follows.
     void make() {
         this->create();
         this->add("a", "1");
@@ -29,7 +29,7 @@ protected:
 
     void open() { this->file.Open(this->disk.path(), false, false); }
 
-    // Where the index block tells things: the place of the item of "a", and the list of slot 4.
+    // The position in the index block of the offset of the item "a", and of the list of slot 4.
     static std::size_t place_of_item() { return Record_file_test<F>::first + 13; }
 
     static std::size_t hole_count() { return place_of_item() + Record_file_test<F>::width + 16; }
@@ -39,21 +39,21 @@ protected:
 
 TYPED_TEST_SUITE(HreclaimOpenTest, File_devices);
 
-TYPED_TEST(HreclaimOpenTest, TellsWhetherItMadeTheFile) {
+TYPED_TEST(HreclaimOpenTest, OpenReturnsWhetherItMadeTheFile) {
     EXPECT_TRUE(this->file.Open(this->disk.path(), true, false));
     this->file.Close();
 
     EXPECT_FALSE(this->file.Open(this->disk.path(), true, false));
 }
 
-TYPED_TEST(HreclaimOpenTest, AMissingFileIsReportedAndNotMade) {
+TYPED_TEST(HreclaimOpenTest, MissingFileIsReportedAndNotMade) {
     EXPECT_QTX_ARGS(this->open(), AbstractHreclaim, 5, "File does not exist: " + this->name(),
                     {this->disk.path()});
 
     EXPECT_FALSE(qtFile::exists(this->disk.path()));
 }
 
-TYPED_TEST(HreclaimOpenTest, AFileThatCannotBeMadeIsReported) {
+TYPED_TEST(HreclaimOpenTest, FileThatCannotBeMadeIsReported) {
     this->disk.write("");
     const qtString name = this->disk.path() + "/below";
 
@@ -63,9 +63,9 @@ TYPED_TEST(HreclaimOpenTest, AFileThatCannotBeMadeIsReported) {
     EXPECT_NO_THROW(this->file.Close());
 }
 
-TYPED_TEST(HreclaimOpenTest, AWrongMagicIsReported) {
+TYPED_TEST(HreclaimOpenTest, WrongMagicIsReported) {
     this->make();
-    // The magic of the other width.
+    // The magic number of the other width.
     const std::string other = TestFixture::is_wide ? "80" : "81";
     this->disk.patch(3, from_hex(other));
 
@@ -75,7 +75,7 @@ TYPED_TEST(HreclaimOpenTest, AWrongMagicIsReported) {
     EXPECT_EQ(this->file.io.device->file, nullptr);
 }
 
-TYPED_TEST(HreclaimOpenTest, AForeignFileIsLeftAloneByTheCloseThatFollows) {
+TYPED_TEST(HreclaimOpenTest, ForeignFileIsUnchangedAfterTheNextClose) {
     const std::string foreign(300, 'f');
     this->create();
     this->add("a", "1");
@@ -88,7 +88,7 @@ TYPED_TEST(HreclaimOpenTest, AForeignFileIsLeftAloneByTheCloseThatFollows) {
     EXPECT_EQ(this->disk.content(), foreign);
 }
 
-TYPED_TEST(HreclaimOpenTest, AFileThatEndsInItsHeaderIsAShortRead) {
+TYPED_TEST(HreclaimOpenTest, FileThatEndsInItsHeaderIsAShortRead) {
     this->make();
     for (const std::uint64_t size : {std::uint64_t{11}, std::uint64_t{3}, std::uint64_t{0}}) {
         SCOPED_TRACE(size);
@@ -98,7 +98,7 @@ TYPED_TEST(HreclaimOpenTest, AFileThatEndsInItsHeaderIsAShortRead) {
     }
 }
 
-TYPED_TEST(HreclaimOpenTest, AnIndexThatCannotBeFoundIsReported) {
+TYPED_TEST(HreclaimOpenTest, WrongIndexOffsetIsReported) {
     struct Row {
         const char* what;
         std::uint32_t offset;
@@ -108,7 +108,7 @@ TYPED_TEST(HreclaimOpenTest, AnIndexThatCannotBeFoundIsReported) {
     for (const Row& row : {Row{"none", 0}, Row{"wrong tag", 24}, Row{"inside the header", 4},
                            Row{"behind the end", 5000}, Row{"before the start", 0xffffffff}}) {
         SCOPED_TRACE(row.what);
-        // As a tag at 4 the owner's number must not do.
+        // The owner's number at 4 has the value of the index tag, but must not be accepted as one.
         this->disk.patch(4, from_hex("4a5b6c82"));
         const bool is_negative = row.offset == 0xffffffff && TestFixture::is_wide;
         this->disk.patch(12,
@@ -120,14 +120,14 @@ TYPED_TEST(HreclaimOpenTest, AnIndexThatCannotBeFoundIsReported) {
     }
 }
 
-TYPED_TEST(HreclaimOpenTest, AnIndexThatEndsInItsCountIsReported) {
+TYPED_TEST(HreclaimOpenTest, IndexThatEndsInItsCountIsReported) {
     this->make();
     this->disk.resize(static_cast<std::uint64_t>(this->first) + 7);
 
     EXPECT_QTX(this->open(), AbstractHreclaim, 1, "Cannot read index");
 }
 
-TYPED_TEST(HreclaimOpenTest, CountsAndLengthsThatCannotBeThereAreShortReads) {
+TYPED_TEST(HreclaimOpenTest, ImpossibleCountsAndLengthsAreShortReads) {
     struct Row {
         const char* what;
         std::size_t position;
@@ -150,7 +150,7 @@ TYPED_TEST(HreclaimOpenTest, CountsAndLengthsThatCannotBeThereAreShortReads) {
     }
 }
 
-TYPED_TEST(HreclaimOpenTest, HolesThatCannotBeThereAreShortReads) {
+TYPED_TEST(HreclaimOpenTest, ImpossibleHolesAreShortReads) {
     this->make();
     const auto end = static_cast<std::uint32_t>(this->disk.size());
     for (const std::uint32_t offset : {0U, static_cast<std::uint32_t>(this->first) - 1, end - 15,
@@ -164,7 +164,7 @@ TYPED_TEST(HreclaimOpenTest, HolesThatCannotBeThereAreShortReads) {
     EXPECT_NO_THROW(this->open());
 }
 
-TYPED_TEST(HreclaimOpenTest, AHoleThatIsListedTwiceIsAShortRead) {
+TYPED_TEST(HreclaimOpenTest, HoleListedTwiceIsAShortRead) {
     this->make();
     this->open();
     this->file.holes[4].push_back(this->file.holes[4].front());
@@ -174,7 +174,7 @@ TYPED_TEST(HreclaimOpenTest, AHoleThatIsListedTwiceIsAShortRead) {
     EXPECT_QTX(this->open(), HioErr, 3, "Read error in file " + this->name());
 }
 
-TYPED_TEST(HreclaimOpenTest, AnItemWithAWrongTagIsReported) {
+TYPED_TEST(HreclaimOpenTest, ItemWithAWrongTagIsReported) {
     this->make();
     this->disk.patch(static_cast<std::size_t>(this->new_size), "x");
     const std::string before = this->disk.content();
@@ -189,19 +189,19 @@ TYPED_TEST(HreclaimOpenTest, AnItemWithAWrongTagIsReported) {
     EXPECT_EQ(this->disk.content(), before);
 }
 
-TYPED_TEST(HreclaimOpenTest, AnItemWithAnotherKeyIsReported) {
+TYPED_TEST(HreclaimOpenTest, ItemWithAnotherKeyIsReported) {
     this->make();
     this->disk.patch(static_cast<std::size_t>(this->new_size) + 8, "b");
     this->open();
 
     EXPECT_QTX_ARGS(this->get("a"), AbstractHreclaim, 2, "Key points to wrong item: a",
                     {this->disk.path(), "a"});
-    // Replacing compares the lengths of the keys alone.
+    // Replacing an item compares only the lengths of the keys.
     this->add("a", "3");
     EXPECT_EQ(this->get("a"), "3");
 }
 
-TYPED_TEST(HreclaimOpenTest, AnItemWithAKeyOfAnotherLengthIsReported) {
+TYPED_TEST(HreclaimOpenTest, ItemWithAKeyOfAnotherLengthIsReported) {
     this->make();
     this->disk.patch(static_cast<std::size_t>(this->new_size) + 4, packed(2));
     this->open();
@@ -210,7 +210,7 @@ TYPED_TEST(HreclaimOpenTest, AnItemWithAKeyOfAnotherLengthIsReported) {
     EXPECT_QTX(this->file.DeleteItem("a"), AbstractHreclaim, 2, "Key points to invalid item: a");
 }
 
-TYPED_TEST(HreclaimOpenTest, TheEmptyKeyIsComparedToo) {
+TYPED_TEST(HreclaimOpenTest, EmptyKeyIsComparedToo) {
     this->create();
     this->add("", "12345678");
     this->file.Close();
@@ -220,7 +220,7 @@ TYPED_TEST(HreclaimOpenTest, TheEmptyKeyIsComparedToo) {
     EXPECT_QTX(this->get(""), AbstractHreclaim, 2, "Key points to wrong item: ");
 }
 
-TYPED_TEST(HreclaimOpenTest, LengthsOfAnItemThatCannotBeThereAreShortReads) {
+TYPED_TEST(HreclaimOpenTest, ImpossibleLengthsOfAnItemAreShortReads) {
     this->make();
     const std::string text = "Read error in file " + this->name();
     this->disk.patch(static_cast<std::size_t>(this->new_size) + 9, packed(0xffffffff));
@@ -236,7 +236,7 @@ TYPED_TEST(HreclaimOpenTest, LengthsOfAnItemThatCannotBeThereAreShortReads) {
     EXPECT_QTX(this->get("a"), HioErr, 3, text);
 }
 
-TYPED_TEST(HreclaimOpenTest, AnItemBehindTheEndIsAShortRead) {
+TYPED_TEST(HreclaimOpenTest, ItemBehindTheEndIsAShortRead) {
     this->make();
     this->disk.patch(this->place_of_item(), this->packed_offset(5000));
     this->open();
@@ -244,7 +244,7 @@ TYPED_TEST(HreclaimOpenTest, AnItemBehindTheEndIsAShortRead) {
     EXPECT_QTX(this->get("a"), HioErr, 3, "Read error in file " + this->name());
 }
 
-TYPED_TEST(HreclaimOpenTest, AnItemBeforeTheStartIsAnInvalidOffset) {
+TYPED_TEST(HreclaimOpenTest, ItemBeforeTheStartIsAnInvalidOffset) {
     this->make();
     this->disk.patch(this->place_of_item(), std::string(this->width, '\xff'));
     this->open();
@@ -252,7 +252,7 @@ TYPED_TEST(HreclaimOpenTest, AnItemBeforeTheStartIsAnInvalidOffset) {
     EXPECT_QTX(this->get("a"), HioErr, 2, "Invalid file offset in file " + this->name());
 }
 
-TYPED_TEST(HreclaimOpenTest, AReadOnlyFileIsNeverChanged) {
+TYPED_TEST(HreclaimOpenTest, ReadOnlyFileIsNeverChanged) {
     this->make();
     const std::string before = this->disk.content();
     this->file.Open(this->disk.path(), false, true);
@@ -267,7 +267,7 @@ TYPED_TEST(HreclaimOpenTest, AReadOnlyFileIsNeverChanged) {
     EXPECT_EQ(this->disk.content(), before);
 }
 
-TYPED_TEST(HreclaimOpenTest, OpeningAnotherFileForgetsTheOneBefore) {
+TYPED_TEST(HreclaimOpenTest, OpeningAnotherFileClearsTheObject) {
     this->make();
     this->open();
     this->add("c", "3");
@@ -280,7 +280,7 @@ TYPED_TEST(HreclaimOpenTest, OpeningAnotherFileForgetsTheOneBefore) {
     EXPECT_EQ(this->get("a"), "1");
 }
 
-TEST(HreclaimLimitTest, AnItemThatMakesAFileTooLargeIsRefusedBeforeItIsWritten) {
+TEST(HreclaimLimitTest, ItemThatMakesTheFileTooLargeIsRefusedBeforeItIsWritten) {
     constexpr std::uint64_t kLargest = std::numeric_limits<int>::max();
     const Scratch_file disk;
     Hreclaim<Hfile32> file;
@@ -298,14 +298,14 @@ TEST(HreclaimLimitTest, AnItemThatMakesAFileTooLargeIsRefusedBeforeItIsWritten) 
     EXPECT_FALSE(file.dirty);
     file.Close();
     EXPECT_EQ(disk.size(), kLargest - 63);
-    // The item that it was to replace is still there.
+    // The item to be replaced is still in the file.
     file.Open(disk.path(), false, false);
     SegBuf data;
     file.GetItem("old", data);
     EXPECT_EQ(bytes_of(data), "1");
 }
 
-TEST(HreclaimLimitTest, AnItemMayEndAtTheLargestPosition) {
+TEST(HreclaimLimitTest, ItemMayEndAtTheLargestPosition) {
     constexpr std::uint64_t kLargest = std::numeric_limits<int>::max();
     const Scratch_file disk;
     Hreclaim<Hfile32> file;

@@ -1,4 +1,4 @@
-// The scan for items that the index does not reach.
+// The scan for items that are not in the index.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <string>
@@ -12,13 +12,13 @@ namespace {
 template <class F>
 class HreclaimRepairTest : public Record_file_test<F> {
 protected:
-    // Puts a block behind the file's end, where no index reaches it.
+    // Adds a block after the end of the file; it is not in the index.
     void append(std::string bytes, std::size_t block_size) {
         bytes.resize(block_size);
         this->disk.write(this->disk.content() + bytes);
     }
 
-    // Lets the scan run over the file as it is on the disk.
+    // Runs the scan over the file on the disk.
     void repair() {
         Hreclaim<F> repaired;
         ASSERT_FALSE(repaired.Open(this->disk.path(), false, false));
@@ -34,7 +34,7 @@ protected:
 
 TYPED_TEST_SUITE(HreclaimRepairTest, File_devices);
 
-TYPED_TEST(HreclaimRepairTest, MarksNothingInAFileWithoutStaleItems) {
+TYPED_TEST(HreclaimRepairTest, FileWithoutStaleItemsIsUnchanged) {
     this->create();
     this->add("a", "1");
     this->add("b", std::string(100, '2'));
@@ -46,12 +46,13 @@ TYPED_TEST(HreclaimRepairTest, MarksNothingInAFileWithoutStaleItems) {
     EXPECT_EQ(to_hex(this->disk.content()), to_hex(before));
 }
 
-TYPED_TEST(HreclaimRepairTest, MarksAStaleCopyAtAnEarlierPlaceAlone) {
+TYPED_TEST(HreclaimRepairTest, OnlyTheStaleCopyAtTheEarlierPlaceIsMarked) {
     this->create();
     this->add("x", "stale");  // 18 bytes, a block of 32
     this->add("y", "other");
     this->file.Close();
-    // The key of the first item becomes that of the second, which the index reaches elsewhere.
+    // We change the key of the first item to "y". The index has that key at another place, so this
+    // item is a stale copy.
     this->disk.patch(static_cast<std::size_t>(this->new_size) + 8, "y");
     const std::string before = this->disk.content();
     std::string after = before;
@@ -62,7 +63,7 @@ TYPED_TEST(HreclaimRepairTest, MarksAStaleCopyAtAnEarlierPlaceAlone) {
     EXPECT_EQ(to_hex(this->disk.content()), to_hex(after));
 }
 
-TYPED_TEST(HreclaimRepairTest, MarksItemsOfUnknownKeys) {
+TYPED_TEST(HreclaimRepairTest, ItemsOfUnknownKeysAreMarked) {
     this->create();
     this->file.Close();
     this->append(this->item("lost", "1"), 32);
@@ -74,10 +75,10 @@ TYPED_TEST(HreclaimRepairTest, MarksItemsOfUnknownKeys) {
     EXPECT_EQ(this->on_disk(this->new_size + 32, 8), from_hex("deaddead 00000020"));
 }
 
-TYPED_TEST(HreclaimRepairTest, CrossesHolesInOneStep) {
+TYPED_TEST(HreclaimRepairTest, HolesAreSkippedInOneStep) {
     this->create();
     this->file.Close();
-    // What looks like an item inside a hole is none.
+    // Bytes in a hole that look like an item are not an item.
     std::string hole = from_hex("deaddead 00000040") + this->item("in a hole", "");
     this->append(hole, 64);
     this->append(this->item("lost", ""), 32);
@@ -89,7 +90,7 @@ TYPED_TEST(HreclaimRepairTest, CrossesHolesInOneStep) {
     EXPECT_EQ(this->on_disk(this->new_size + 64, 8), from_hex("deaddead 00000020"));
 }
 
-TYPED_TEST(HreclaimRepairTest, CrossesWhatItDoesNotKnowByteByByte) {
+TYPED_TEST(HreclaimRepairTest, UnknownBytesAreSkippedOneByOne) {
     struct Row {
         const char* what;
         std::string unknown;
@@ -128,7 +129,7 @@ TYPED_TEST(HreclaimRepairTest, KeysOf128BytesAreKnown) {
     EXPECT_EQ(this->on_disk(this->new_size, 8), from_hex("deaddead 00000100"));
 }
 
-TYPED_TEST(HreclaimRepairTest, LeavesAnItemWhoseBlockDoesNotFit) {
+TYPED_TEST(HreclaimRepairTest, ItemWhoseBlockDoesNotFitIsKept) {
     this->create();
     this->file.Close();
     this->append(this->item("lost", ""), 31);
@@ -138,8 +139,8 @@ TYPED_TEST(HreclaimRepairTest, LeavesAnItemWhoseBlockDoesNotFit) {
     EXPECT_EQ(this->on_disk(this->new_size, 16), this->item("lost", ""));
 }
 
-TYPED_TEST(HreclaimRepairTest, SkipsAFileThatHoldsNoItem) {
-    // No index, and so no way to open it: the scan is called with the device alone.
+TYPED_TEST(HreclaimRepairTest, FileTooShortForAnItemIsUnchanged) {
+    // The file has no index, so Open() would refuse it. We open only its device and call the scan.
     this->create();
     this->file.Close();
     this->disk.resize(static_cast<std::uint64_t>(this->first) + 11);

@@ -1,4 +1,4 @@
-// A million random steps in the life of a record file, as in Hreclaim_soak_test.cpp.
+// A million random steps with a record file, as in Hreclaim_soak_test.cpp.
 #include <gtest/gtest.h>
 
 #include "zandrel/storage/Hfile32.h"
@@ -7,13 +7,13 @@
 #include "tests/storage/record_file_soak.h"
 #include "tests/support/scratch_file.h"
 
-TEST(HreclaimSoakSlowTest, EqualsItsModelWith64Bits) {
+TEST(HreclaimSoakSlowTest, FileEqualsItsModelWith64Bits) {
     const Scratch_file file;
 
     EXPECT_EQ(soak_record_file<Hfile64>(file.path().str(), 3, 1000000).steps, 1000000U);
 }
 
-TEST(HreclaimSoakSlowTest, EqualsItsModelWith32Bits) {
+TEST(HreclaimSoakSlowTest, FileEqualsItsModelWith32Bits) {
     const Scratch_file file;
 
     EXPECT_EQ(soak_record_file<Hfile32>(file.path().str(), 4, 1000000).steps, 1000000U);

@@ -1,4 +1,4 @@
-// A long random life of a record file; Hreclaim_soak_slow_test.cpp is the longer one.
+// Many random steps with a record file. Hreclaim_soak_slow_test.cpp does more.
 #include <gtest/gtest.h>
 
 #include "zandrel/storage/Hfile32.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-// What a long life must have come across.
+// Checks that the steps included each kind of event often enough.
 void expect_variety(const Soak_tally& tally, std::size_t step_count) {
     EXPECT_EQ(tally.steps, step_count);
     EXPECT_GT(tally.images, step_count / 100);
@@ -21,13 +21,13 @@ void expect_variety(const Soak_tally& tally, std::size_t step_count) {
 
 }  // namespace
 
-TEST(HreclaimSoakTest, EqualsItsModelWith64Bits) {
+TEST(HreclaimSoakTest, FileEqualsItsModelWith64Bits) {
     const Scratch_file file;
 
     expect_variety(soak_record_file<Hfile64>(file.path().str(), 1, 20000), 20000);
 }
 
-TEST(HreclaimSoakTest, EqualsItsModelWith32Bits) {
+TEST(HreclaimSoakTest, FileEqualsItsModelWith32Bits) {
     const Scratch_file file;
 
     expect_variety(soak_record_file<Hfile32>(file.path().str(), 2, 20000), 20000);

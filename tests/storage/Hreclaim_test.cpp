@@ -1,4 +1,4 @@
-// Items, blocks and holes.
+// Items, blocks and holes of record files.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <limits>
@@ -19,12 +19,12 @@ class HreclaimTest : public Record_file_test<F> {};
 
 TYPED_TEST_SUITE(HreclaimTest, File_devices);
 
-// Data that makes an item of a key of one byte this large.
+// Data that make an item of `total` bytes with a key of one byte.
 std::string data_of_item(std::size_t total) {
     return std::string(total - 13, 'd');
 }
 
-TYPED_TEST(HreclaimTest, GivesBackWhatItWasGiven) {
+TYPED_TEST(HreclaimTest, ItemsAreReadBack) {
     this->create();
     const std::string long_data(40000, 'x');
     this->add("long", long_data);
@@ -36,7 +36,7 @@ TYPED_TEST(HreclaimTest, GivesBackWhatItWasGiven) {
     EXPECT_EQ(this->get(qtString("\0\xff", 2)), "");
 }
 
-TYPED_TEST(HreclaimTest, KeepsItsContentWhenItIsReopened) {
+TYPED_TEST(HreclaimTest, ContentRemainsWhenTheFileIsReopened) {
     this->create();
     this->file.SetFileID(7, 8, 0x80);
     this->add("a", "1");
@@ -66,7 +66,7 @@ TYPED_TEST(HreclaimTest, OnlyTheTopFlagMeansUnicode) {
     EXPECT_FALSE(this->file.IsUnicode());
 }
 
-TYPED_TEST(HreclaimTest, ListsKeysInByteOrderBehindWhatTheListHolds) {
+TYPED_TEST(HreclaimTest, KeysAreAppendedInByteOrder) {
     this->create();
     this->add("\xff", "");
     this->add("ab", "");
@@ -79,13 +79,13 @@ TYPED_TEST(HreclaimTest, ListsKeysInByteOrderBehindWhatTheListHolds) {
     EXPECT_EQ(this->file.GetIndexSize(), 3U);
 }
 
-TYPED_TEST(HreclaimTest, IsNamedAfterItsFile) {
+TYPED_TEST(HreclaimTest, ObjectIsNamedAfterItsFile) {
     this->create();
 
     EXPECT_EQ(this->file.FileName(), this->disk.path());
 }
 
-TYPED_TEST(HreclaimTest, ASlotIsTheBitLengthOfASize) {
+TYPED_TEST(HreclaimTest, SlotIsTheBitLengthOfASize) {
     struct Row {
         std::uint64_t size;
         unsigned int slot;
@@ -98,7 +98,7 @@ TYPED_TEST(HreclaimTest, ASlotIsTheBitLengthOfASize) {
     }
 }
 
-TYPED_TEST(HreclaimTest, ItemsOfAPowerOfTwoTakeTheNextSlot) {
+TYPED_TEST(HreclaimTest, ItemWithTheSizeOfAPowerOfTwoTakesTheNextSlot) {
     struct Row {
         const char* key;
         std::size_t total;
@@ -116,7 +116,7 @@ TYPED_TEST(HreclaimTest, ItemsOfAPowerOfTwoTakeTheNextSlot) {
     }
 }
 
-TYPED_TEST(HreclaimTest, ReplacingInTheSameSlotKeepsThePlaceAndTheTail) {
+TYPED_TEST(HreclaimTest, ReplacementInTheSameSlotKeepsThePlaceAndTheTail) {
     this->create();
     this->add("ab", "xyz");
 
@@ -128,7 +128,7 @@ TYPED_TEST(HreclaimTest, ReplacingInTheSameSlotKeepsThePlaceAndTheTail) {
     EXPECT_EQ(this->get("ab"), "pq");
 }
 
-TYPED_TEST(HreclaimTest, ReplacingByALargerSlotLeavesAHoleForTheNextOfItsClass) {
+TYPED_TEST(HreclaimTest, ReplacementInALargerSlotLeavesAHoleForTheNextItemOfThatSlot) {
     this->create();
     this->add("a", data_of_item(15));
 
@@ -142,7 +142,7 @@ TYPED_TEST(HreclaimTest, ReplacingByALargerSlotLeavesAHoleForTheNextOfItsClass) 
     EXPECT_TRUE(this->file.holes[4].empty());
 }
 
-TYPED_TEST(HreclaimTest, ReplacingByASmallerSlotLeavesAHoleToo) {
+TYPED_TEST(HreclaimTest, ReplacementInASmallerSlotLeavesAHoleToo) {
     this->create();
     this->add("a", data_of_item(16));
 
@@ -152,7 +152,7 @@ TYPED_TEST(HreclaimTest, ReplacingByASmallerSlotLeavesAHoleToo) {
     EXPECT_EQ(this->file.index.at("a"), this->new_size + 32);
 }
 
-TYPED_TEST(HreclaimTest, TheBlockFreedLastIsUsedFirst) {
+TYPED_TEST(HreclaimTest, BlockFreedLastIsUsedFirst) {
     this->create();
     for (const char* key : {"a", "b", "c"}) {
         this->add(key, "1");
@@ -169,7 +169,7 @@ TYPED_TEST(HreclaimTest, TheBlockFreedLastIsUsedFirst) {
     EXPECT_EQ(this->file.index.at("f"), this->new_size + 48);
 }
 
-TYPED_TEST(HreclaimTest, ALargerHoleIsNotSplit) {
+TYPED_TEST(HreclaimTest, LargerHoleIsNotSplit) {
     this->create();
     this->add("a", data_of_item(16));
     this->file.DeleteItem("a");
@@ -180,7 +180,7 @@ TYPED_TEST(HreclaimTest, ALargerHoleIsNotSplit) {
     EXPECT_EQ(this->file.holes[5], std::vector{this->new_size});
 }
 
-TYPED_TEST(HreclaimTest, AUsedBlockKeepsWhatIsBehindTheItem) {
+TYPED_TEST(HreclaimTest, ReusedBlockKeepsTheBytesAfterTheItem) {
     this->create();
     this->add("a", "123456789");  // 22 bytes
     this->file.DeleteItem("a");
@@ -190,7 +190,7 @@ TYPED_TEST(HreclaimTest, AUsedBlockKeepsWhatIsBehindTheItem) {
     EXPECT_EQ(this->on_disk(this->new_size, 1000), this->item("b", "xyz") + "456789" + zeros(10));
 }
 
-TYPED_TEST(HreclaimTest, HolesOfAClosedFileAreUsedWhenItIsReopened) {
+TYPED_TEST(HreclaimTest, HolesAreUsedAfterReopening) {
     this->create();
     this->add("a", "1");
     this->add("b", "1");
@@ -203,7 +203,7 @@ TYPED_TEST(HreclaimTest, HolesOfAClosedFileAreUsedWhenItIsReopened) {
     EXPECT_EQ(this->file.index.at("c"), this->new_size + 16);
 }
 
-TYPED_TEST(HreclaimTest, HoleListsHaveRoomForTwiceWhatTheyHold) {
+TYPED_TEST(HreclaimTest, HoleListsReserveTwiceTheirSize) {
     this->create();
     for (const char* key : {"a", "b", "c"}) {
         this->add(key, "1");
@@ -230,7 +230,7 @@ TYPED_TEST(HreclaimTest, RenamingCopiesTheBlob) {
     EXPECT_EQ(this->file.holes[4], std::vector{this->new_size});
 }
 
-TYPED_TEST(HreclaimTest, RenamingReplacesWhatTheOtherKeyHad) {
+TYPED_TEST(HreclaimTest, RenamingReplacesTheItemOfTheOtherKey) {
     this->create();
     this->add("a", "1");
     this->add("b", "2");
@@ -251,13 +251,13 @@ TYPED_TEST(HreclaimTest, RenamingToTheSameKeyKeepsTheBlob) {
     EXPECT_EQ(this->file.index.at("a"), this->new_size);
 }
 
-TYPED_TEST(HreclaimTest, RefusesItemsOfTwoGibibytes) {
+TYPED_TEST(HreclaimTest, ItemsOfTwoGibibytesAreRefused) {
     this->create();
     this->add("a", "1");
     this->file.WriteIndex();
     const std::string before = this->disk.content();
     SegBuf data;
-    data.size = 0x80000000 - 13;  // what it claims is never looked at
+    data.size = 0x80000000 - 13;  // refused before any of these bytes is used
     EXPECT_QTX_ARGS(this->file.AddItem("a", data), AbstractHreclaim, 3,
                     "Record size size limit exceeded", {this->disk.path()});
     data.size = std::numeric_limits<unsigned int>::max();
@@ -270,7 +270,7 @@ TYPED_TEST(HreclaimTest, RefusesItemsOfTwoGibibytes) {
     EXPECT_EQ(this->get("a"), "1");
 }
 
-TYPED_TEST(HreclaimTest, GetSlotRefusesWhatHasTheTopBit) {
+TYPED_TEST(HreclaimTest, GetSlotRefusesSizesWithTheTopBit) {
     for (const std::uint64_t size : {0x80000000ULL, 0xffffffffULL, 0x100000000ULL}) {
         SCOPED_TRACE(size);
         EXPECT_QTX(this->file.GetSlot(size), AbstractHreclaim, 3,
@@ -278,7 +278,7 @@ TYPED_TEST(HreclaimTest, GetSlotRefusesWhatHasTheTopBit) {
     }
 }
 
-TYPED_TEST(HreclaimTest, RefusesKeysThatAreUnknown) {
+TYPED_TEST(HreclaimTest, UnknownKeysAreRefused) {
     this->create();
     this->file.WriteIndex();
     const std::string before = this->disk.content();
@@ -295,7 +295,7 @@ TYPED_TEST(HreclaimTest, RefusesKeysThatAreUnknown) {
     EXPECT_FALSE(this->file.dirty);
 }
 
-TYPED_TEST(HreclaimTest, KnowsNothingOfUnknownKeys) {
+TYPED_TEST(HreclaimTest, GetKeyInfoOfAnUnknownKeyReturnsZeros) {
     this->create();
     typename TypeParam::Offset offset = 1;
     unsigned int data_length = 1;
@@ -317,7 +317,7 @@ struct Counting_device : F {
     unsigned int writes = 0;
 };
 
-TYPED_TEST(HreclaimTest, PaddingIsOneWriteAndNoneWhereThereIsNothingToPad) {
+TYPED_TEST(HreclaimTest, PaddingIsOneWriteOrNone) {
     Hreclaim<Counting_device<TypeParam>> counted;
     ASSERT_TRUE(counted.Open(this->disk.path(), true, false));
     const std::uint64_t start = this->disk.size();

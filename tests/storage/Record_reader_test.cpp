@@ -1,4 +1,4 @@
-// Record_reader beside the stream, which is the obvious way to read the same.
+// Compares Record_reader with the stream, which is the plain way to read the same bytes.
 #include "zandrel/storage/Record_reader.h"
 
 #include <string>
@@ -15,7 +15,7 @@ using Zandrel::Record_reader;
 
 constexpr unsigned int kSegment = SegBuf::kSegmentSize;
 
-// A record of `size` bytes that all differ from their neighbours, and a stream at `position`.
+// A record of `size` bytes, each different from its neighbours, and a stream at `position`.
 struct Record {
     Record(std::size_t size, unsigned int position) : bytes(size, '\0') {
         for (std::size_t i = 0; i < size; ++i) {
@@ -35,7 +35,7 @@ struct Record {
     Hio<HSegment> io{new HSegment(segments, 'w')};
 };
 
-TEST(RecordReaderTest, ReadsWhatTheStreamReadsWhereverASegmentEnds) {
+TEST(RecordReaderTest, ReaderReadsLikeTheStreamWhereverASegmentEnds) {
     for (unsigned int start = kSegment - 40; start < kSegment; ++start) {
         SegBuf segments;
         Hio<HSegment> io(new HSegment(segments, 'w'));
@@ -60,7 +60,7 @@ TEST(RecordReaderTest, ReadsWhatTheStreamReadsWhereverASegmentEnds) {
     }
 }
 
-TEST(RecordReaderTest, StreamGoesOnWhereTheReaderEnds) {
+TEST(RecordReaderTest, StreamContinuesAtTheReadersEnd) {
     Record record(3 * kSegment, 5);
     {
         Record_reader reader(record.io);
@@ -75,7 +75,7 @@ TEST(RecordReaderTest, StreamGoesOnWhereTheReaderEnds) {
     EXPECT_EQ(record.io.ReadByte(), record.bytes[9 + 2 * kSegment]);
 }
 
-TEST(RecordReaderTest, ReadingBehindTheContentFailsAsInTheStream) {
+TEST(RecordReaderTest, ReadBehindTheContentFailsAsInTheStream) {
     Record record(10, 10);
     Record_reader reader(record.io);
 
@@ -85,8 +85,8 @@ TEST(RecordReaderTest, ReadingBehindTheContentFailsAsInTheStream) {
     EXPECT_EQ(reader.Position(), 10U);
 }
 
-// Only the start of a read is compared with the end of the content, as HSegment does.
-TEST(RecordReaderTest, ReadThatEndsBehindTheContentGivesZeros) {
+// As in HSegment, only the start of a read is compared with the end of the content.
+TEST(RecordReaderTest, ReadThatEndsBehindTheContentReturnsZeros) {
     Record record(10, 8);
     Record_reader reader(record.io);
 
@@ -96,7 +96,7 @@ TEST(RecordReaderTest, ReadThatEndsBehindTheContentGivesZeros) {
     EXPECT_SEGBUF_ERROR(reader.Byte(), qtxSegBuf::kLocateError);
 }
 
-TEST(RecordReaderTest, CountOfMoreThanIsThereFails) {
+TEST(RecordReaderTest, CountOfMoreBytesThanRemainFails) {
     SegBuf segments;
     Hio<HSegment> io(new HSegment(segments, 'w'));
     io << kSegment << 0U;
@@ -106,7 +106,7 @@ TEST(RecordReaderTest, CountOfMoreThanIsThereFails) {
     EXPECT_SEGBUF_ERROR(reader.Count(1), qtxSegBuf::kLocateError);
 }
 
-TEST(RecordReaderTest, CountOfWhatEndsWithTheLastSegmentIsTaken) {
+TEST(RecordReaderTest, CountUpToTheEndOfTheLastSegmentIsAccepted) {
     SegBuf segments;
     Hio<HSegment> io(new HSegment(segments, 'w'));
     io << kSegment - 4 << 0U;

@@ -24,11 +24,13 @@ SegBuf of_size(unsigned int byte_count) {
     return buffer;
 }
 
-// A buffer of the largest size whose segments are all one block, since nobody has 4 GiB to spare.
+// A buffer of the largest size. All its segments are the same block, since few machines can spare 4
+// GiB.
 class LargestSegBuf {
 public:
     LargestSegBuf() {
-        m_buffer.segments.assign(262529, m_block.get());  // the least number for 2^32 - 1 bytes
+        // the smallest number of segments for 2^32 - 1 bytes
+        m_buffer.segments.assign(262529, m_block.get());
         m_buffer.size = 0xFFFFFFFFU;
     }
 
@@ -52,7 +54,7 @@ TEST(SegBufTest, StartsEmpty) {
     EXPECT_EQ(buffer.EndOfLastSegment(), 0U);
 }
 
-TEST(SegBufTest, LocatesRunsWithinTheirSegment) {
+TEST(SegBufTest, LocateReturnsRunsWithinTheirSegment) {
     const struct {
         unsigned int position, end, segment, place, length;
     } kRows[] = {
@@ -127,7 +129,7 @@ TEST(SegBufTest, EndOfLastSegmentMayPassTheLastPosition) {
     EXPECT_EQ(largest.buffer().FindAtOffset(2), nullptr);
 }
 
-TEST(SegBufTest, SetOffsetGoesAsFarAsTheSize) {
+TEST(SegBufTest, SetOffsetAcceptsUpToTheSize) {
     SegBuf buffer = of_size(100);
 
     buffer.SetOffset(100);
@@ -161,7 +163,7 @@ TEST(SegBufTest, ExtendAllocatesWholeSegments) {
     }
 }
 
-TEST(SegBufTest, ExtendToFillZeroesWhatIsBehindTheContent) {
+TEST(SegBufTest, ExtendToFillZeroesTheBytesAfterTheContent) {
     SegBuf buffer;
 
     buffer.ExtendToFill(SegBuf::kSegmentSize + 3);
@@ -172,7 +174,7 @@ TEST(SegBufTest, ExtendToFillZeroesWhatIsBehindTheContent) {
               std::string(SegBuf::kSegmentSize - 3, '\0'));
 }
 
-TEST(SegBufTest, ExtendToFillKeepsWhatIsThere) {
+TEST(SegBufTest, ExtendToFillKeepsTheContent) {
     SegBuf buffer = record_of("content");
 
     buffer.ExtendToFill(2 * SegBuf::kSegmentSize);

@@ -1,5 +1,5 @@
-// A second way to the packed forms, by arithmetic alone: division by 256 for integers, and for
-// floating-point numbers a text of binary digits got by doubling and halving.
+// A second, naive implementation of the packed forms. It uses only arithmetic: division by 256 for
+// integers, and for floating-point numbers binary digits computed by doubling and halving.
 #ifndef ZANDREL_TESTS_STORAGE_NAIVE_PACKING_H_
 #define ZANDREL_TESTS_STORAGE_NAIVE_PACKING_H_
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <type_traits>
 
-// `size` bytes of a number, the highest first.
+// The number as `size` bytes, highest first.
 inline std::string naive_digits(unsigned long long value, std::size_t size) {
     std::string bytes;
     while (bytes.size() < size) {
@@ -22,8 +22,8 @@ template <class Integer>
 std::string naive_pack_integer(Integer value, std::size_t size) {
     if constexpr (std::is_signed_v<Integer>) {
         if (value < 0) {
-            // Two's complement of n bytes stands for 256^n + value; each byte is 255 less that of
-            // -(value + 1).
+            // In two's complement, n bytes with the number 256^n + value mean `value`. So each byte
+            // is 255 minus the byte of -(value + 1).
             std::string bytes = naive_digits(static_cast<unsigned long long>(-(value + 1)), size);
             for (char& byte : bytes) {
                 byte = static_cast<char>(255 - static_cast<unsigned char>(byte));
@@ -34,7 +34,7 @@ std::string naive_pack_integer(Integer value, std::size_t size) {
     return naive_digits(static_cast<unsigned long long>(value), size);
 }
 
-// The binary digits of a number below 2^count.
+// The `count` binary digits of a number below 2^count.
 inline std::string naive_binary(int value, int count) {
     std::string digits;
     for (int place = 0; place < count; ++place) {
@@ -52,7 +52,7 @@ inline std::string naive_bytes_of_binary(const std::string& digits) {
     return bytes;
 }
 
-// Sign, exponent and fraction of anything but not-a-number, whose fraction no arithmetic shows.
+// Sign, exponent and fraction. Not for NaN: arithmetic cannot find its fraction.
 template <class Float>
 std::string naive_pack_float(Float value, int exponent_digits, int fraction_digits) {
     const int bias = (1 << (exponent_digits - 1)) - 1;
@@ -71,7 +71,7 @@ std::string naive_pack_float(Float value, int exponent_digits, int fraction_digi
         left *= 2;
         --exponent;
     }
-    int stored_exponent = 0;  // 0 stands for the lowest exponent, without a leading 1
+    int stored_exponent = 0;  // 0 means the lowest exponent without a leading 1
     if (left >= 1) {
         stored_exponent = exponent + bias;
         left -= 1;

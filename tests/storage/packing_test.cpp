@@ -15,7 +15,7 @@
 
 namespace {
 
-// The packed bytes; what stands behind them must stay untouched.
+// Returns the packed bytes. Also checks that the bytes after them are not written.
 template <class T>
 std::string pack(T value) {
     std::string room(17, '#');
@@ -31,7 +31,7 @@ T unpack(const std::string& bytes) {
     return value;
 }
 
-// Equal, and of equal sign where both are zero.
+// True if the values are equal, and zeros have the same sign.
 template <class T>
 bool same(T left, T right) {
     if constexpr (std::is_floating_point_v<T>) {
@@ -93,7 +93,7 @@ protected:
         }
     }
 
-    // Random bits, so that floats of every size come; not-a-number is drawn again.
+    // A value with random bits, so that floats of every size occur. NaN is drawn again.
     T draw() {
         T value{};
         do {
@@ -113,19 +113,19 @@ private:
 using PackedTypes = testing::Types<unsigned short, unsigned int, long long, float, double>;
 TYPED_TEST_SUITE(PackingTest, PackedTypes);
 
-TYPED_TEST(PackingTest, AgreesWithArithmeticAtBoundaries) {
+TYPED_TEST(PackingTest, BoundaryValuesAgreeWithArithmetic) {
     for (const TypeParam value : this->boundaries()) {
         expect_as_naive(value);
     }
 }
 
-TYPED_TEST(PackingTest, AgreesWithArithmeticOnRandomValues) {
+TYPED_TEST(PackingTest, RandomValuesAgreeWithArithmetic) {
     for (int round = 0; round < 10000; ++round) {
         expect_as_naive(this->draw());
     }
 }
 
-TYPED_TEST(PackingTest, SizeDependsOnTypeAlone) {
+TYPED_TEST(PackingTest, SizeDependsOnlyOnTheType) {
     for (const TypeParam value : this->boundaries()) {
         EXPECT_EQ(qtGetPackedSizeDiet<TypeParam>(value), static_cast<int>(sizeof(TypeParam)));
         EXPECT_EQ(pack(value).size(), sizeof(TypeParam));
@@ -156,7 +156,7 @@ TEST(PackingFormTest, DoubleIsItsBits) {
     EXPECT_EQ(to_hex(pack(-0.0)), "80 00 00 00 00 00 00 00");
 }
 
-TEST(PackingFormTest, NotANumberKeepsItsBits) {
+TEST(PackingFormTest, NaNKeepsItsBits) {
     const std::string single = from_hex("ff c1 23 45");
     const std::string twice = from_hex("7f f8 00 00 00 00 be ef");
 
@@ -166,7 +166,7 @@ TEST(PackingFormTest, NotANumberKeepsItsBits) {
     EXPECT_EQ(to_hex(pack(unpack<double>(twice))), to_hex(twice));
 }
 
-TEST(PackingFormTest, UnsignedIntComesBack) {
+TEST(PackingFormTest, UnsignedIntIsReadBack) {
     for (const unsigned int value : {0U, 0xFFFFFFFFU, 0x4A5B6C81U}) {
         EXPECT_EQ(unpack<unsigned int>(pack(value)), value);
     }
@@ -178,7 +178,7 @@ TEST(PackingFormTest, BoolIsOneByte) {
     EXPECT_EQ(qtGetPackedSizeDiet<bool>(true), 1);
 }
 
-TEST(PackingFormTest, EveryByteButZeroIsTrue) {
+TEST(PackingFormTest, EveryNonZeroByteIsTrue) {
     EXPECT_TRUE(unpack<bool>(from_hex("02")));
     EXPECT_TRUE(unpack<bool>(from_hex("80")));
     EXPECT_FALSE(unpack<bool>(from_hex("00")));
@@ -191,7 +191,7 @@ TEST(PackingFormTest, LongIsEightBytesOnEveryMachine) {
     EXPECT_EQ(qtGetPackedSizeDiet<unsigned long>(0), 8);
 }
 
-TEST(PackingFormTest, LongComesBack) {
+TEST(PackingFormTest, LongIsReadBack) {
     using Limits = std::numeric_limits<long>;
     for (const long value : {0L, -1L, 20L, Limits::min(), Limits::max()}) {
         EXPECT_EQ(unpack<long>(pack(value)), value);

@@ -23,7 +23,7 @@ using Kind = Record_step::Kind;
 using Content = std::map<std::string, std::string>;
 
 constexpr const char* kName = "fake/records";
-constexpr const char* kLeft = "fake/left";  // what a crash leaves
+constexpr const char* kLeft = "fake/left";  // the file that a crash leaves
 
 std::size_t size_of(const std::vector<Written>& writes) {
     std::size_t size = 0;
@@ -33,7 +33,7 @@ std::size_t size_of(const std::vector<Written>& writes) {
     return size;
 }
 
-// One byte after the other, whatever calls wrote them.
+// Splits the writes into single bytes, in their order.
 std::vector<std::pair<std::uint64_t, char>> byte_by_byte(const std::vector<Written>& writes) {
     std::vector<std::pair<std::uint64_t, char>> bytes;
     for (const Written& write : writes) {
@@ -52,7 +52,7 @@ struct Owner_words {
     bool operator==(const Owner_words&) const = default;
 };
 
-// The model before or after a step, as far as a reader sees it.
+// The model before or after a step, as a reader sees it.
 struct Side {
     Content content;
     Owner_words words;
@@ -62,23 +62,25 @@ Side side_of(const Record_file_model& model) {
     return {model.content, {model.id, model.version, model.flags}};
 }
 
-// How many images of an item that is written over an old one are neither the one nor the other.
-// The blobs end with different bytes, so the new one is whole with its last byte only. It is torn
-// from the first byte of the length on that differs, or else from the first byte of the blob on.
+// An item is written over an old one. Returns the number of images, one after each byte, that are
+// neither the old nor the new item. The blobs end with different bytes, so the new item is complete
+// only with its last byte. It is torn from the first length byte that differs, or, with equal
+// lengths, from the first byte of the blob that differs.
 std::size_t torn_images(const std::string& old_data, const std::string& data) {
-    std::size_t differing = 0;  // bytes of the length from the first one that differs on
+    std::size_t differing = 0;  // bytes of the length, from the first one that differs
     for (std::size_t i = 0; i < 4; ++i) {
         if (old_data.size() >> (8 * i) != data.size() >> (8 * i)) {
             differing = i + 1;
         }
     }
-    std::size_t same = 0;  // bytes of the blob that are as before, which only counts without those
+    std::size_t same = 0;  // equal first bytes of the blobs; counted only if the lengths are equal
     if (differing == 0) {
         while (same < data.size() && data[same] == old_data[same]) {
             ++same;
         }
     }
-    // Before the last byte of all; the image with no byte of the difference reads as before.
+    // The last byte completes the item, so it is not counted. The image before the first different
+    // byte still is the old item.
     const std::size_t written = differing + data.size() - same;
     return written == 0 ? 0 : written - 1;
 }
@@ -108,8 +110,8 @@ public:
     Crash_tallies tallies() const { return m_tallies; }
 
 private:
-    // Only with the last byte of its index's offset is a new file one. All bytes but that one of
-    // the offset are zero.
+    // A new file can be opened only after the last byte of its index offset was written. All other
+    // bytes of the offset are zero.
     void create() {
         m_file.Open(kName, true, false);
         compare_writes();
@@ -152,8 +154,8 @@ private:
         image[position] = byte;
     }
 
-    // What a change leaves before it marks the file, if it is clean. The rest follows from how much
-    // is written, see add_expected.
+    // The images of a change before the file is marked stale, if it was clean. The other images
+    // follow from the number of written bytes, see add_expected.
     Crash_tally expect(const Record_step& step) const {
         Crash_tally tally;
         const auto found = m_model.content.find(step.key);
@@ -162,7 +164,7 @@ private:
             return tally;
         }
         if (step.kind == Kind::kDelete || step.kind == Kind::kRename) {
-            tally.lost = 8;  // each byte of the mark
+            tally.lost = 8;  // one for each byte of the mark
         } else if (step.kind == Kind::kAdd && is_known) {
             const std::size_t size = 12 + step.key.size() + step.data.size();
             const unsigned int slot = Record_file_model::slot_of(size);
@@ -179,7 +181,8 @@ private:
         return tally;
     }
 
-    // Each image is of one kind, so the last byte of a step and the kind of step settle the rest.
+    // Each image is of one kind. So the kinds of the remaining images follow from the last byte and
+    // the kind of the step.
     void add_expected(const Record_step& step, Crash_tally tally, const Side& before) {
         tally.images = size_of(m_model.writes);
         const std::size_t told = tally.lost + tally.torn + tally.before + tally.after;
@@ -187,7 +190,8 @@ private:
         m_clean_before = !m_model.is_stale();
         switch (step.kind) {
             case Kind::kAdd:
-                // A new item is nowhere in the index; the state's byte comes last.
+                // A new item is not in the index yet, and the byte of the state comes last. So all
+                // images but the last are as before.
                 if (was_clean && told == 0) {
                     tally.before = tally.images - 1;
                 }
@@ -208,14 +212,15 @@ private:
             case Kind::kRepair:
             case Kind::kGet:
             case Kind::kSetState:
-                // There is nothing that the index does not reach.
+                // Nothing is written, since there is no item that the index does not have.
                 EXPECT_EQ(tally.images, 0U);
                 break;
         }
         add(tally, m_tallies.expected);
     }
 
-    // The eight bytes are number, flags, state and version, of which equal ones tell nothing.
+    // The eight bytes are number, flags, state and version. An image is mixed only if it differs
+    // from both the old and the new bytes.
     void expect_words(bool was_clean, const Owner_words& before, Crash_tally& tally) const {
         if (!was_clean) {
             tally.stale = 8;
@@ -293,7 +298,7 @@ private:
         ++(found.*(place_of(file, words, before, after, step)));
     }
 
-    // What the keys tell. All but that of the step must read as ever.
+    // Classifies an image by its items. All items except the one of the step must be as before.
     static std::size_t Crash_tally::*place_of(Hreclaim<Device>& file, const Owner_words& words,
                                               const Side& before, const Side& after,
                                               const Record_step& step) {
@@ -309,7 +314,7 @@ private:
                 EXPECT_EQ(key.str(), step.key);
                 place = &Crash_tally::lost;
             } catch (const qtX<HioErr>& raised) {
-                // Of a length that is half written.
+                // The length of the item is half written.
                 EXPECT_EQ(raised.number(), HioErr::kReadFailed);
                 EXPECT_EQ(key.str(), step.key);
                 place = &Crash_tally::torn;
@@ -318,7 +323,7 @@ private:
         if (place != nullptr) {
             return place;
         }
-        // Of what changes nothing that a reader sees, both are the same.
+        // A step that changes nothing for readers counts as "after".
         if (content == after.content && words == after.words) {
             return &Crash_tally::after;
         }

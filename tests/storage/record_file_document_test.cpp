@@ -1,4 +1,4 @@
-// Holds the examples of docs/formats/record_file.md against the files that are written.
+// Compares the examples of docs/formats/record_file.md with the files that the library writes.
 #include "tests/support/record_file.h"
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace {
 
-// The bytes of the document's block for a width of offsets.
+// The bytes of the document's block for this width of offsets.
 std::string shown_bytes(bool is_wide) {
     return bytes_of_block(ZANDREL_RECORD_FILE_DOCUMENT, is_wide ? "hex64" : "hex32");
 }
@@ -22,7 +22,7 @@ class RecordFileDocumentTest : public Record_file_test<F> {};
 
 TYPED_TEST_SUITE(RecordFileDocumentTest, File_devices);
 
-TYPED_TEST(RecordFileDocumentTest, ShowsTheFileThatIsWritten) {
+TYPED_TEST(RecordFileDocumentTest, DocumentShowsTheFileThatIsWritten) {
     this->create();
     this->file.SetFileID(7, 2, 0);
     this->add("a", "one");
@@ -33,7 +33,7 @@ TYPED_TEST(RecordFileDocumentTest, ShowsTheFileThatIsWritten) {
     EXPECT_EQ(to_hex(shown_bytes(TestFixture::is_wide)), to_hex(this->disk.content()));
 }
 
-TYPED_TEST(RecordFileDocumentTest, ShowsAFileThatCanBeRead) {
+TYPED_TEST(RecordFileDocumentTest, DocumentShowsAFileThatCanBeRead) {
     this->disk.write(shown_bytes(TestFixture::is_wide));
 
     this->file.Open(this->disk.path(), false, true);

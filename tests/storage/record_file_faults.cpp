@@ -24,17 +24,17 @@ using Content = std::map<std::string, std::string>;
 
 const std::string kName = "fake/records";
 
-// How the file is before and after a step.
+// The file after a step.
 struct Stage {
     Record_step step;
     Content content;  // after the step
     std::string image;
     bool is_stale = false;
-    bool was_in_place = false;  // whether the step writes an item over that of its key
+    bool was_in_place = false;  // whether the step overwrites the item of its key
 };
 
-// What a fault in a call of this kind may end in, without the file's name. A transfer seeks where
-// buffers ask for it, a seek writes and reads what they hold.
+// The errors that a fault in a call of each kind may cause, without the file's name. A read or
+// write may seek because of buffers, and a seek may write the buffered bytes and read.
 const std::map<Fake_disk::Call, std::set<std::string>>& allowed_ends() {
     using Call = Fake_disk::Call;
     static const std::map<Call, std::set<std::string>> ends = {
@@ -57,8 +57,8 @@ std::string without_name(std::string text) {
     return found == std::string::npos ? text : text.substr(0, found);
 }
 
-// What a statement raises as "device" or "record", number and text; "nothing" if it raises nothing,
-// and what no record file may raise under its own name.
+// The error of a statement as text: "device" or "record", number and message. "nothing" if it
+// raises nothing. Any other error is given by its type, so that no expected text matches.
 template <class Statement>
 std::string end_of(Statement&& statement) {
     try {
@@ -95,7 +95,7 @@ public:
         }
     }
 
-    // The calls of the disk when nothing fails.
+    // The calls of the disk when none fails.
     std::vector<Fake_disk::Call> count_calls() {
         Fake_disk disk;
         disk.has_places = m_has_places;
@@ -125,7 +125,7 @@ public:
         ++m_tally.raised[end];
         expect_allowed(disk.failed, end);
         if (m_stages[stage].step.kind == Kind::kGet && !is_for_ever) {
-            // What only read may go on.
+            // A failed step that only reads can be repeated.
             EXPECT_TRUE(apply(m_stages[stage].step, *file) ==
                         m_stages[stage].content.at(m_stages[stage].step.key));
             ++m_tally.repeated;
@@ -137,7 +137,8 @@ public:
             EXPECT_EQ(end_of([&] { file->Close(); }), "nothing");
         }
         file.reset();
-        // Cleaning up writes nothing, what was buffered when the write failed included.
+        // Closing must write nothing more, not even the bytes that were buffered when the write
+        // failed.
         EXPECT_TRUE(!is_write || disk.files[kName] == left);
         disk.heal();
         EXPECT_EQ(disk.open_files, 0);
@@ -153,7 +154,7 @@ private:
                    Record_file_model::slot_of(12 + step.key.size() + step.data.size());
     }
 
-    // The stage that raised something and what, or the number of stages and "nothing".
+    // The stage that raised, and its error; or the number of stages and "nothing".
     std::pair<std::size_t, std::string> run(std::unique_ptr<Hreclaim<Device>>& file) {
         file = std::make_unique<Hreclaim<Device>>();
         for (std::size_t stage = 0; stage < m_stages.size(); ++stage) {
@@ -175,16 +176,16 @@ private:
         return {m_stages.size(), "nothing"};
     }
 
-    // Of faults that last, one that did no harm may come first.
+    // With a permanent fault, an earlier failed call may have been harmless.
     static void expect_allowed(const std::vector<Fake_disk::Call>& failed, const std::string& end) {
         EXPECT_TRUE(std::any_of(failed.begin(), failed.end(), [&](Fake_disk::Call call) {
             return allowed_ends().at(call).contains(end);
         })) << end;
     }
 
-    // A buffer asks the system for more than it needs, and a short read for the rest again; what
-    // fails in vain does no harm. A write fails in vain only if it is short and knows its place, as
-    // the rest is then written by another call.
+    // A failed call may have no effect. A buffer asks for more bytes than it needs, and asks again
+    // after a short read. A write can fail without effect only if it is short and knows its
+    // position: another call then writes the rest.
     void check_harmless(Fake_disk& disk, std::unique_ptr<Hreclaim<Device>> file) {
         ++m_tally.harmless;
         for (const Fake_disk::Call call : disk.failed) {
@@ -192,7 +193,7 @@ private:
                         (call == Fake_disk::Call::kWrite && m_has_places &&
                          disk.fault == Fake_disk::Fault::kShort));
         }
-        file.reset();  // What fails from here on goes unreported.
+        file.reset();  // Errors from here on are not reported.
         EXPECT_FALSE(disk.failed.empty());
         EXPECT_TRUE(disk.files[kName] == m_stages.back().image);
     }
@@ -211,7 +212,7 @@ private:
             ++m_tally.reopened["stale"];
             return;
         }
-        // Clean before a change, or after an index.
+        // The file was clean before a change, or it is clean after an index was written.
         EXPECT_TRUE(!was_stale || m_stages[stage].step.kind == Kind::kReopen ||
                     m_stages[stage].step.kind == Kind::kWriteIndex);
         check_content(file, stage);
@@ -223,8 +224,8 @@ private:
                 AbstractHreclaim::kStaleIndex) != 0;
     }
 
-    // Only of a file that was never finished, or whose index was being written, no index may stand
-    // where the header says.
+    // A file may lack an index at the offset in its header only if the file was never finished, or
+    // its index was being written.
     void check_refused(std::size_t stage, bool is_made, bool is_stale, const std::string& end) {
         const std::set<std::string> refusals = {
             "record 5 File does not exist: ", "record 1 Cannot read index",
@@ -257,7 +258,7 @@ private:
         return found == content.end() ? std::nullopt : std::optional(found->second);
     }
 
-    // "sound" for a key that reads as before or after, "torn" for another blob, "lost" for an
+    // "sound" if the key reads as before or after the step, "torn" for another blob, "lost" for an
     // error.
     static std::string outcome(Hreclaim<Device>& file, const std::string& key,
                                const Content& before, const Content& after) {
@@ -275,8 +276,9 @@ private:
         return value == value_of(before, key) || value == value_of(after, key) ? "sound" : "torn";
     }
 
-    // What the state cannot tell: that the first change after an index broke off before it was
-    // marked. It touches the item of its key alone, which is a hole then, or half written over.
+    // The one case that the state does not cover: the first change after an index broke off before
+    // the file was marked. It can only damage the item of its own key, which is then a hole or half
+    // written.
     static void expect_window(const std::string& found, const std::string& key,
                               const Stage& stage) {
         EXPECT_EQ(key, stage.step.key);

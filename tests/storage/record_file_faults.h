@@ -1,4 +1,4 @@
-// A script of changes on a disk that fails at one of its calls.
+// Does a random script of changes on a disk that fails at one of its calls.
 #ifndef ZANDREL_TESTS_STORAGE_RECORD_FILE_FAULTS_H_
 #define ZANDREL_TESTS_STORAGE_RECORD_FILE_FAULTS_H_
 
@@ -10,16 +10,16 @@
 struct Fault_tally {
     std::size_t runs = 0;
     std::size_t harmless = 0;  // nothing was raised, and the file is as without the fault
-    std::size_t repeated = 0;  // readings that failed and were done again
+    std::size_t repeated = 0;  // failed reads that were repeated
     std::map<std::string, std::size_t> raised;    // by number and text, without names
-    std::map<std::string, std::size_t> reopened;  // "stale", "sound" and the like
+    std::map<std::string, std::size_t> reopened;  // by result, for example "stale" or "sound"
 };
 
-// Runs a script of so many steps on a record file of this device, once for each fault and each call
-// of the disk that it can befall: those whose index leaves `part` when divided by `parts`, and all
-// that open and close, since they are few. Reports a run whose fault raises what it may not, or
-// whose file reads as something that neither stood there before nor was to stand there after, and
-// is not refused. `has_places`: of the disk's files.
+// Runs a script of `step_count` steps on a record file of this device, once for each fault and each
+// call of the disk to which the fault can happen. To save time it tries only the calls whose index
+// modulo `parts` is `part`, and all that open or close. A run fails if its error is not an expected
+// one, or if the file can be opened later but has neither the old nor the new content.
+// `has_places`: whether the disk's files support pread() and pwrite().
 template <class Device>
 Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t parts,
                            bool has_places);

@@ -130,7 +130,7 @@ void Record_file_model::repair() {
     }
 }
 
-// How far the next block is.
+// Returns the distance to the next block.
 std::uint64_t Record_file_model::repair_at(std::uint64_t position) {
     const std::uint64_t end = image.size();
     const std::uint64_t tag = unpack(position);

@@ -1,4 +1,4 @@
-// Record_file_model: what a record file holds, byte by byte, kept by the obvious way.
+// Record_file_model: a simple model of a record file, byte by byte.
 #ifndef ZANDREL_TESTS_STORAGE_RECORD_FILE_MODEL_H_
 #define ZANDREL_TESTS_STORAGE_RECORD_FILE_MODEL_H_
 
@@ -8,32 +8,32 @@
 #include <string>
 #include <vector>
 
-// A write of a file: where, and what.
+// One write to a file: position and bytes.
 struct Written {
     std::uint64_t position;
     std::string bytes;
 };
 
-// A record file of one width: its image, its content and every write that made it, in their order.
-// It starts as a new file that was opened.
+// A record file of one width: its bytes, its items, and all writes in their order. It starts as a
+// new, opened file.
 class Record_file_model {
 public:
     explicit Record_file_model(unsigned int offset_size);
 
     void add(const std::string& key, const std::string& data);
-    // The next three require that there is such a key.
+    // The next three require that the key exists.
     void remove(const std::string& key);
     void rename(const std::string& from, const std::string& to);
     void set_file_id(unsigned int id, unsigned short version, unsigned char flags);
     void set_state(unsigned char new_state);
     void write_index();
-    // Marks what the index does not reach.
+    // Marks the items that are not in the index.
     void repair();
 
     bool is_stale() const { return (state & 1U) != 0; }
 
     std::uint64_t item_offset(const std::string& key) const;
-    // The slot of a block for so many bytes, and that of the item of a key.
+    // The slot of a block for this many bytes. The next function returns the slot of a key's item.
     static unsigned int slot_of(std::uint64_t size);
     unsigned int slot_of_item(const std::string& key) const;
 
@@ -48,7 +48,7 @@ public:
     unsigned int id = 0;
     unsigned short version = 0;
     unsigned char flags = 0;
-    std::vector<Written> writes;  // callers empty it as they like
+    std::vector<Written> writes;  // callers may clear it
 
 private:
     std::string pack(std::uint64_t value, std::size_t size) const;

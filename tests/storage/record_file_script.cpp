@@ -64,7 +64,7 @@ Record_step Script_source::pick_owner_step() {
     }
 }
 
-// Keys of any bytes and of lengths from none on; they follow from their number.
+// Keys of any bytes and of any length, 0 included. A key depends only on its number.
 std::string Script_source::any_key() {
     const unsigned int number = below(m_shape.key_count);
     std::minstd_rand bytes(number + 1);

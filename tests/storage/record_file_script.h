@@ -1,4 +1,4 @@
-// Random scripts of changes to a record file, and how they are done to a file and to its model.
+// Random scripts of changes to a record file. Each step can be done to a file and to its model.
 #ifndef ZANDREL_TESTS_STORAGE_RECORD_FILE_SCRIPT_H_
 #define ZANDREL_TESTS_STORAGE_RECORD_FILE_SCRIPT_H_
 
@@ -29,9 +29,9 @@ struct Record_step {
 
     Kind kind = Kind::kWriteIndex;
     std::string key = {};
-    std::string to = {};    // of a rename
-    std::string data = {};  // of an add
-    // The owner's words. `number` is the file's number, or the state.
+    std::string to = {};    // for a rename
+    std::string data = {};  // for an add
+    // The owner's words. `number` is the file's number or the state.
     unsigned int number = 0;
     unsigned short version = 0;
     unsigned char flags = 0;
@@ -41,24 +41,24 @@ void PrintTo(const Record_step& step, std::ostream* out);
 
 struct Script_shape {
     unsigned int key_count = 200;
-    // The sizes of items lie around the powers of two from and to these.
+    // The sizes of items are near the powers of two between these two.
     unsigned int least_power = 4;
     unsigned int largest_power = 12;
-    unsigned int rarely_largest_power = 17;  // one add in a hundred
-    unsigned int changes_an_index = 50;  // one index is written after so many changes, on average
-    unsigned int owner_percent = 2;      // of the steps: the owner's words, and repairs
-    bool has_owner_states = false;       // whether the owner changes the state as well
-    // Whether a blob ends with another byte than what stands in its place, if its item replaces one
-    // in place, so that a torn write of the item never looks complete.
+    unsigned int rarely_largest_power = 17;  // for one add in a hundred
+    unsigned int changes_an_index = 50;  // the average number of changes between two index writes
+    unsigned int owner_percent = 2;      // percentage of steps that are owner's words or repairs
+    bool has_owner_states = false;       // whether the owner changes the state too
+    // If an item overwrites the old one of its key, this makes the last bytes of the two blobs
+    // differ. Then a torn write never looks complete.
     bool differs_in_place = false;
 };
 
-// Steps that fit the model, one after the other.
+// Random steps that are possible in the model's current state.
 class Script_source {
 public:
     Script_source(std::uint32_t seed, const Script_shape& shape) : m_random(seed), m_shape(shape) {}
 
-    // The next step for a file that is as the model tells.
+    // The next step for a file in the state of the model.
     Record_step next(const Record_file_model& model);
 
 private:
@@ -74,16 +74,16 @@ private:
     Script_shape m_shape;
 };
 
-// Does a step to the model.
+// Does a step in the model.
 void apply(const Record_step& step, Record_file_model& model);
 
-// Does a step to a file. kReopen closes and opens it. What kGet reads is returned.
+// Does a step in a file. kReopen closes and opens it. Returns the data that kGet reads.
 std::optional<std::string> apply(const Record_step& step, AbstractHreclaim& file);
 
-// What a key reads as.
+// The data of a key.
 std::string read_item(AbstractHreclaim& file, const std::string& key);
 
-// All that an open file holds.
+// All items of an open file.
 std::map<std::string, std::string> read_all(AbstractHreclaim& file);
 
 #endif  // ZANDREL_TESTS_STORAGE_RECORD_FILE_SCRIPT_H_

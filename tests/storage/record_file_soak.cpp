@@ -18,7 +18,7 @@ namespace {
 
 using Kind = Record_step::Kind;
 
-// The bytes of a file as another process would see them, past all buffers of the writer.
+// The bytes of a file as another process sees them, without the writer's buffers.
 class Onlooker {
 public:
     explicit Onlooker(const std::string& name) : m_file(open(name.c_str(), O_RDONLY)) {}
@@ -111,7 +111,7 @@ private:
         m_size_before = m_model.image.size();
     }
 
-    // Also of the last byte of the header's words and of the size, which cost as little.
+    // Also compares the last byte of the header's words, and the size, since that is cheap.
     void expect_same_state() {
         const std::string header = m_onlooker->bytes(4, 8);
         EXPECT_EQ(header, m_model.image.substr(4, 8));

@@ -42,7 +42,8 @@ std::size_t held_bytes() noexcept {
     return s_held_bytes;
 }
 
-// All forms but those of over-aligned types: each `new` must meet its own `delete`.
+// All forms except the over-aligned ones are replaced: memory from each `new` must reach the
+// matching `delete`.
 void* operator new(std::size_t byte_count) {
     return counted_new(byte_count);
 }

@@ -1,5 +1,6 @@
-// answers_of_kc: what the file of a container answers to a fixed set of messages, or by which error
-// it is refused. answering_kc: a small container whose answers depend on all parts of its models.
+// answers_of_kc: reads a container's file and returns its answers to a fixed set of messages, or
+// the error that refuses it. answering_kc: a small container whose answers depend on all parts of
+// its models.
 #ifndef ZANDREL_TESTS_SUPPORT_ANSWERS_OF_KC_H_
 #define ZANDREL_TESTS_SUPPORT_ANSWERS_OF_KC_H_
 
@@ -24,7 +25,7 @@
 #include "tests/support/bags.h"
 #include "tests/support/kc_file.h"
 
-// The labels and the scores of one message, best first. Scores are compared bit by bit.
+// The labels and scores of one message, best first. Scores are compared bit by bit.
 using Exact_ranking = std::vector<std::pair<std::string, std::uint64_t>>;
 
 struct Kc_answers {
@@ -32,7 +33,7 @@ struct Kc_answers {
 
     bool is_refused() const { return !error.empty(); }
 
-    std::string error;  // of reading or classifying; empty if neither failed
+    std::string error;  // from reading or classifying; empty if neither failed
     std::vector<Exact_ranking> rankings;
 };
 
@@ -48,8 +49,8 @@ inline qtPtrLight<zeMsg> message_of(const Bag& words) {
     return msg;
 }
 
-// A statistical root with the leaves sport, money and food, which is trained by the default
-// settings: likelihood tables are in use, and words of few messages are suppressed a little.
+// Builds a statistical root with the leaves sport, money and food, and trains it with the default
+// settings: likelihood tables are used, and words that few messages have are suppressed a little.
 inline void build_answering_kc(zeManager& manager) {
     Concept name = term("root");
     manager.InitWorkflow(name);
@@ -77,7 +78,7 @@ inline void build_answering_kc(zeManager& manager) {
     manager.GetWorkflow()->train(view, false, nullptr, false);
 }
 
-// The same file in every run.
+// Returns the container's file; its bytes are the same in every run.
 inline std::string answering_kc(bool is_compact) {
     zeManager manager;
     manager.m_config.kc_id = 7;
@@ -88,7 +89,8 @@ inline std::string answering_kc(bool is_compact) {
 }
 
 inline Exact_ranking ranking_of(zeManager& manager, const Bag& words) {
-    // A damaged tree may let a walk find a node again and again, so the list has an end.
+    // A walk through a damaged tree may meet a node again and again, so the number of results is
+    // limited.
     zeResult_set results(0.0, 20);
     manager.GetWorkflow()->classify(*message_of(words), results, true, false);
     Exact_ranking ranking;

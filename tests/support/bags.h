@@ -1,4 +1,4 @@
-// Builders of concept bags and messages: a test names only what matters to it.
+// Builders of bags and messages, so that a test writes only the values that matter to it.
 #ifndef ZANDREL_TESTS_SUPPORT_BAGS_H_
 #define ZANDREL_TESTS_SUPPORT_BAGS_H_
 
@@ -14,7 +14,7 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
-// Lets failure messages show concepts.
+// GoogleTest calls this to show a concept in a failure message.
 inline void PrintTo(const Concept& shown, std::ostream* out) {
     *out << '"' << shown.view() << '"';
 }
@@ -48,12 +48,12 @@ inline qtPtrLight<zeSml> make_bag(Weighted_list entries, double clip_value = 0.0
 //
 //     MessageBuilder().bag({{"goal", 2.0}}).labels({"sport"}).make()
 //
-// Without a step the message is as zeMsg makes it: no bag, no label, weight 1, slot 0 active.
+// Without any step the message is a new zeMsg: no bag, no label, weight 1, active slot 0.
 class MessageBuilder {
 public:
     MessageBuilder() : m_msg(new zeMsg) {}
 
-    // The bag of slot 0.
+    // Sets the bag of slot 0.
     MessageBuilder& bag(Weighted_list entries, double clip_value = 0.0) {
         return bag_at(0, entries, clip_value);
     }
@@ -81,7 +81,7 @@ public:
         return *this;
     }
 
-    // The message itself, so a builder makes one.
+    // Returns the message itself and no copy, so use one builder for each message.
     qtPtrLight<zeMsg> make() const { return m_msg; }
 
     // Appends the message to a corpus and returns it.

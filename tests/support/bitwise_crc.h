@@ -1,12 +1,13 @@
-// bitwise_crc: CRC-32C by long division, bit by bit: a second way to the values of the library.
+// bitwise_crc: CRC-32C by long division, bit by bit. Tests compare the library's table-driven
+// values with it.
 #ifndef ZANDREL_TESTS_SUPPORT_BITWISE_CRC_H_
 #define ZANDREL_TESTS_SUPPORT_BITWISE_CRC_H_
 
 #include <cstdint>
 #include <string_view>
 
-// The polynomial and the remainder have their highest power in the highest bit here, so each byte
-// comes in, and the result goes out, with its bits in reverse order.
+// The highest power of the polynomial is in the highest bit here, but CRC-32C counts from the
+// lowest. So we reverse the bits of each input byte and of the result.
 inline std::uint32_t bitwise_crc(std::string_view bytes) {
     constexpr std::uint32_t kPolynomial = 0x1EDC6F41;
     std::uint32_t remainder = 0xFFFFFFFF;

@@ -1,4 +1,4 @@
-// Comma_locale: a process in which the C library writes and reads "1,5" for one and a half.
+// Comma_locale: makes the C library write and read one and a half as "1,5".
 #ifndef ZANDREL_TESTS_SUPPORT_COMMA_LOCALE_H_
 #define ZANDREL_TESTS_SUPPORT_COMMA_LOCALE_H_
 
@@ -12,11 +12,11 @@
 
 #include <gtest/gtest.h>
 
-// While one is there, the numbers of the process's locale have a comma. The locale is compiled when
-// it is needed, by the tool that comes with the C library, since a system need not have any but
-// "C"; a character map of our own makes that independent of what else is installed.
+// While an object exists, numbers in the process's locale have a decimal comma. We compile the
+// locale with the C library's own tool, since a system may have no locale but "C". We also bring
+// our own character map, so that nothing else has to be installed.
 //
-// A C++ locale of a numpunct of ours would not do: it leaves strtod and printf as they are.
+// A C++ locale with our own numpunct is not enough: strtod and printf ignore it.
 class Comma_locale {
 public:
     Comma_locale() : m_folder(testing::TempDir() + "comma." + std::to_string(getpid())) {
@@ -53,8 +53,8 @@ private:
         const std::string quoted = "'" + m_folder + "/";
         const std::string command = "localedef -c -i " + quoted + "source' -f " + quoted +
                                     "charmap' " + quoted + "comma' >'" + m_folder + "/log' 2>&1";
-        // It reports the categories that are missing as an error. Whether there is a locale then,
-        // the caller sees.
+        // The tool exits with an error because some categories are missing. So we do not check its
+        // status; the caller checks that the locale exists.
         if (std::system(command.c_str()) == -1) {
             throw std::runtime_error("no command can be run");
         }

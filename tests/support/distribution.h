@@ -1,4 +1,4 @@
-// Distributing: a tree, a labelled corpus and what a distribution makes of it, in readable form.
+// Distributing: a tree, a labelled corpus, and the result of a distribution in readable form.
 #ifndef ZANDREL_TESTS_SUPPORT_DISTRIBUTION_H_
 #define ZANDREL_TESTS_SUPPORT_DISTRIBUTION_H_
 
@@ -15,7 +15,7 @@
 #include "tests/support/small_model.h"
 #include "tests/support/tree_builder.h"
 
-// A message of a view as a test writes it: its number in the corpus and the names of its nodes.
+// One message of a view, as a test writes it: its number in the corpus and the names of its nodes.
 using Routed = std::pair<int, std::vector<std::string>>;
 
 inline std::vector<Routed> listing_of(const zeCorpus_view& view) {
@@ -29,7 +29,7 @@ inline std::vector<Routed> listing_of(const zeCorpus_view& view) {
     return listing;
 }
 
-// All views, by the names of their nodes, of which a test has no two alike.
+// All views, by the names of their nodes. In these tests all names differ.
 using Routed_by_name = std::map<std::string, std::vector<Routed>>;
 
 inline Routed_by_name listing_of(const zeWorkflow::Distribution& distribution) {
@@ -40,14 +40,14 @@ inline Routed_by_name listing_of(const zeWorkflow::Distribution& distribution) {
     return listing;
 }
 
-// Without `full_propogation` until a test turns it on.
+// `full_propogation` is off until a test turns it on.
 class Distributing : public testing::Test {
 protected:
     Distributing() { m_tree.Manager().m_config.full_propogation = false; }
 
     void Propagate() { m_tree.Manager().m_config.full_propogation = true; }
 
-    // Appends a message that counts for these nodes.
+    // Appends a message that is labelled with these nodes.
     void Add(const std::vector<zeNode*>& cats) { m_corpus.add(MessageBuilder(), cats); }
 
     void Distribute(bool ignore_invalid = false) {
@@ -57,7 +57,7 @@ protected:
 
     Routed_by_name Distributed() const { return listing_of(m_distribution); }
 
-    // A node that stands in no tree.
+    // A node that is in no tree.
     zeNode* Stray(std::string_view name) {
         return m_tree.Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0);
     }

@@ -1,4 +1,4 @@
-// bytes_of_block: the bytes that a document of a format shows in a named block.
+// bytes_of_block: reads the bytes of a named block from a document of a file format.
 #ifndef ZANDREL_TESTS_SUPPORT_DOCUMENT_BYTES_H_
 #define ZANDREL_TESTS_SUPPORT_DOCUMENT_BYTES_H_
 
@@ -15,8 +15,8 @@ inline bool is_document_byte(const std::string& word) {
     return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos;
 }
 
-// Adds the bytes of a line: its position, bytes, perhaps a number of times for the last one, and
-// then words of no account.
+// Adds the bytes of one line. A line has the position, the bytes, perhaps `*N` (the last byte comes
+// N times), and then a description, which is ignored.
 inline void take_document_line(const std::string& line, std::string& bytes) {
     std::istringstream words(line);
     std::size_t position = 0;
@@ -35,7 +35,7 @@ inline void take_document_line(const std::string& line, std::string& bytes) {
     }
 }
 
-// The bytes of the block of this name in the document of this path.
+// The bytes of the block `name` in the document at `path`.
 inline std::string bytes_of_block(const char* path, const std::string& name) {
     std::ifstream document(path);
     std::string bytes;

@@ -1,5 +1,5 @@
-// EXPECT_QTX, EXPECT_QTX_ARGS, EXPECT_QTXBASE and EXPECT_ASSERTS: whole checks of what a statement
-// raises.
+// EXPECT_QTX, EXPECT_QTX_ARGS, EXPECT_QTXBASE and EXPECT_ASSERTS: check everything about the error
+// that a statement raises.
 #ifndef ZANDREL_TESTS_SUPPORT_EXPECT_QTX_H_
 #define ZANDREL_TESTS_SUPPORT_EXPECT_QTX_H_
 
@@ -16,13 +16,13 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtX.h"
 
-// Lets failure messages show strings.
+// GoogleTest calls this to show a qtString in a failure message.
 inline void PrintTo(const qtString& text, std::ostream* out) {
     *out << '"' << text.view() << '"';
 }
 
-// Whether `statement` raises exactly `Raised` (no class derived from it) with this number and text
-// and, if given, these arguments. The steps behind EXPECT_QTX and its kin.
+// Checks that `statement` raises exactly `Raised` (no derived class) with this number and text and,
+// if given, these arguments. EXPECT_QTX and the macros like it call this.
 template <class Raised, class Statement>
 testing::AssertionResult raises(Statement&& statement, int number, const std::string& text,
                                 const std::optional<std::vector<qtString>>& arguments = {}) {
@@ -51,7 +51,7 @@ testing::AssertionResult raises(Statement&& statement, int number, const std::st
     return testing::AssertionFailure() << "raises nothing";
 }
 
-// Whether `statement` breaks the invariant with this text.
+// Checks that `statement` breaks the invariant with this text.
 template <class Statement>
 testing::AssertionResult asserts(Statement&& statement, const std::string& expression) {
     try {
@@ -69,19 +69,19 @@ testing::AssertionResult asserts(Statement&& statement, const std::string& expre
     return testing::AssertionFailure() << "raises nothing";
 }
 
-// `statement` raises qtX<Class> with exactly this number and text.
+// Checks that `statement` raises qtX<Class> with exactly this number and text.
 #define EXPECT_QTX(statement, Class, number, text) \
     EXPECT_TRUE(raises<qtX<Class>>([&] { statement; }, number, text))
 
-// The same, with exactly these arguments: EXPECT_QTX_ARGS(open(), Store, 3, "Bad", {"name", "7"}).
+// Checks the arguments too: EXPECT_QTX_ARGS(open(), Store, 3, "Bad", {"name", "7"}).
 #define EXPECT_QTX_ARGS(statement, Class, number, text, ...) \
     EXPECT_TRUE(                                             \
         raises<qtX<Class>>([&] { statement; }, number, text, std::vector<qtString> __VA_ARGS__))
 
-// `statement` raises a plain qtXbase with exactly this text.
+// Checks that `statement` raises a plain qtXbase with exactly this text.
 #define EXPECT_QTXBASE(statement, text) EXPECT_TRUE(raises<qtXbase>([&] { statement; }, 0, text))
 
-// `statement` breaks the invariant whose fixed text is `expression`.
+// Checks that `statement` breaks the invariant whose fixed text is `expression`.
 #define EXPECT_ASSERTS(statement, expression) EXPECT_TRUE(asserts([&] { statement; }, expression))
 
 #endif  // ZANDREL_TESTS_SUPPORT_EXPECT_QTX_H_

@@ -1,4 +1,4 @@
-// EXPECT_SEGBUF_ERROR: the whole check of what the operations of SegBuf and its device raise.
+// EXPECT_SEGBUF_ERROR: checks everything about the error that SegBuf or its device raises.
 #ifndef ZANDREL_TESTS_SUPPORT_EXPECT_SEGBUF_H_
 #define ZANDREL_TESTS_SUPPORT_EXPECT_SEGBUF_H_
 
@@ -10,8 +10,8 @@
 
 #include "zandrel/storage/SegBuf.h"
 
-// Whether `statement` raises exactly qtxSegBuf with this text, category 9, severity 2 and a source
-// position.
+// Checks that `statement` raises exactly qtxSegBuf with this text, category 9, severity 2 and a
+// source position.
 template <class Statement>
 testing::AssertionResult raises_segbuf(Statement&& statement, const std::string& text) {
     try {

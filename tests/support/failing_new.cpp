@@ -5,7 +5,7 @@
 
 namespace {
 
-// Constant initialised, since static objects of other files allocate before the program starts.
+// Initialised at compile time, since static objects of other files allocate before main().
 struct Countdown {
     bool is_running = false;
     bool has_ended = false;
@@ -52,8 +52,8 @@ bool Failing_new::has_refused() const noexcept {
     return s_countdown.has_ended;
 }
 
-// All forms are replaced that may free each other's blocks. Those with an alignment are pairs of
-// their own and stay as they are.
+// We replace all forms that may free each other's blocks. The forms with an alignment are pairs of
+// their own, so they are not replaced.
 
 void* operator new(std::size_t size) {
     return allocate_or_raise(size);

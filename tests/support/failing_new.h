@@ -1,31 +1,31 @@
 // Failing_new: lets one allocation of the test program fail.
 //
-// A program that links failing_new.cpp allocates through it, the library and GoogleTest included;
-// it takes all memory from std::malloc, so the sanitizers still see each block.
+// In a program that links failing_new.cpp, every `new` comes here, also in the library and in
+// GoogleTest. The memory comes from std::malloc, so the sanitizers still see each block.
 #ifndef ZANDREL_TESTS_SUPPORT_FAILING_NEW_H_
 #define ZANDREL_TESTS_SUPPORT_FAILING_NEW_H_
 
 #include <new>
 
-// Counts allocations from its making to the end of its scope, and refuses one of them. There may be
-// one such object at a time. Tests check nothing inside its scope, since checks allocate as well.
+// Counts allocations from construction to the end of its scope, and refuses one of them. Only one
+// such object may exist at a time. Tests check nothing in its scope, since checks allocate too.
 //
-// Threads: allocations are counted without a lock, so the program has a single thread.
+// Threads: allocations are counted without a lock, so the program must have a single thread.
 class Failing_new {
 public:
-    // Refuses the allocation of this index, counted from 0: it raises std::bad_alloc, or yields
-    // null where it must not raise.
+    // Refuses the allocation with this index, counted from 0: it raises std::bad_alloc, or returns
+    // null from the forms of `new` that must not raise.
     explicit Failing_new(unsigned int index) noexcept;
     Failing_new(const Failing_new&) = delete;
     Failing_new& operator=(const Failing_new&) = delete;
     ~Failing_new();
 
-    // Whether there were so many allocations that one was refused.
+    // True if the allocation with the index was reached and refused.
     bool has_refused() const noexcept;
 };
 
-// Does an operation while one of its allocations is refused. False if it has none of this index, so
-// that it was done as a whole.
+// Runs an operation while one of its allocations is refused. Returns false if the operation has
+// fewer allocations, so that it was completed.
 template <class Operation>
 bool fails_at(unsigned int index, Operation&& operation) {
     const Failing_new failing(index);

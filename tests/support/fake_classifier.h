@@ -1,4 +1,4 @@
-// FakeClassifier: a classifier whose answers the test sets, and which logs what it is asked.
+// FakeClassifier: a classifier that gives the answers set by the test and logs its calls.
 #ifndef ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
 #define ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
 
@@ -13,10 +13,10 @@
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeNode.h"
 
-// With a manager it belongs to the manager's registry, as every classifier does.
+// If it has a manager, the manager's registry owns it, like every classifier.
 class FakeClassifier : public zeClassifier {
 public:
-    // What one call of `classify` was handed.
+    // The arguments of one call of `classify`.
     struct Call {
         const zeMsg* msg;
         double threshold;
@@ -69,14 +69,15 @@ public:
         }
     }
 
-    std::vector<zeResult> answers;             // (child, factor)
-    bool ignores_threshold = false;            // adds answers that the set does not accept
-    std::set<const zeNode*> blocked_children;  // those to which the way is closed
+    std::vector<zeResult> answers;   // (child, factor)
+    bool ignores_threshold = false;  // adds its answers even if they are below the threshold
+    std::set<const zeNode*> blocked_children;  // `is_cat_blocked` returns true for these
     std::vector<Call> calls;
-    std::vector<zeNode*> asked_children;  // by `is_cat_blocked`, in the order of asking
-    std::function<void()> on_classify;    // runs in each `classify`, before the answers
-    std::function<void()> on_blocked;     // runs in each `is_cat_blocked`, before the answer
-    int* destroyed_count = nullptr;       // BORROWS: counts destructions, if set
+    // the arguments of `is_cat_blocked`, in the order of the calls
+    std::vector<zeNode*> asked_children;
+    std::function<void()> on_classify;  // runs in each `classify`, before the answers
+    std::function<void()> on_blocked;   // runs in each `is_cat_blocked`, before the answer
+    int* destroyed_count = nullptr;     // BORROWS: counts destructions, if set
 
 private:
     unsigned int m_type;

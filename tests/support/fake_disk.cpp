@@ -30,9 +30,9 @@ int error_number() {
     return s_disk->fault == Fake_disk::Fault::kNoSpace ? ENOSPC : EIO;
 }
 
-std::map<std::FILE*, Open_file*> s_streams;  // those that are open
-std::map<int, Open_file*> s_descriptors;     // the same
-// The system gives out the lowest free numbers, so it never comes so far.
+std::map<std::FILE*, Open_file*> s_streams;  // the open ones
+std::map<int, Open_file*> s_descriptors;     // the open ones
+// The system gives out the lowest free numbers, so it never reaches this one.
 constexpr int kFirstDescriptor = 1000000;
 
 ssize_t read_file(void* cookie, char* buffer, std::size_t byte_count) {
@@ -52,7 +52,7 @@ ssize_t read_file(void* cookie, char* buffer, std::size_t byte_count) {
     return static_cast<ssize_t>(moved);
 }
 
-// The C library takes 0 for the failure of a stream of this kind.
+// The C library takes the result 0 as the failure of a write to such a stream.
 ssize_t write_file(void* cookie, const char* bytes, std::size_t byte_count) {
     auto& file = *static_cast<Open_file*>(cookie);
     if (s_disk->meet(Fake_disk::Call::kWrite)) {
@@ -99,7 +99,7 @@ int seek_file(void* cookie, off64_t* offset, int whence) {
     return 0;
 }
 
-// As of the system, the file is closed even by a close that fails.
+// As in the system, the file is closed even if the close fails.
 int close_file(void* cookie) {
     const auto is_closed = [cookie](const auto& entry) { return entry.second == cookie; };
     std::erase_if(s_streams, is_closed);
@@ -140,7 +140,8 @@ std::FILE* open_file(const std::string& name, const char* mode) {
     return stream;
 }
 
-// A stream without a buffer reads a file of the system at once, but one of ours byte by byte.
+// Without a buffer the C library reads a real file in one call, but a stream with callbacks byte by
+// byte. This reads in one call, as for a real file.
 std::size_t read_at_once(Open_file& file, char* bytes, std::size_t byte_count) {
     std::size_t done = 0;
     while (done < byte_count) {
@@ -153,7 +154,7 @@ std::size_t read_at_once(Open_file& file, char* bytes, std::size_t byte_count) {
     return done;
 }
 
-// -1 for a file without places.
+// Returns -1 for a file without `has_places`.
 int descriptor_of(const Open_file* file) {
     for (const auto& [descriptor, open] : s_descriptors) {
         if (open == file) {
@@ -163,7 +164,7 @@ int descriptor_of(const Open_file* file) {
     return -1;
 }
 
-// Does `transfer` with a file that is at a place for this long.
+// Runs `transfer` with the file positioned at `place`, then puts the old position back.
 template <class Transfer>
 ssize_t at_place(Open_file& file, off64_t place, const Transfer& transfer) {
     const std::uint64_t before = std::exchange(file.position, static_cast<std::uint64_t>(place));
@@ -177,7 +178,7 @@ ssize_t read_place(Open_file& file, void* bytes, std::size_t byte_count, off64_t
                     [&] { return read_file(&file, static_cast<char*>(bytes), byte_count); });
 }
 
-// The system's call says -1 where a stream of ours says 0.
+// On failure the system's call returns -1, but write_file() returns 0.
 ssize_t write_place(Open_file& file, const void* bytes, std::size_t byte_count, off64_t place) {
     return at_place(file, place, [&] {
         const ssize_t done = write_file(&file, static_cast<const char*>(bytes), byte_count);
@@ -229,7 +230,8 @@ bool Fake_disk::meet(Call call) {
     return true;
 }
 
-// The linker sends the calls of the program and of the library here, and `__real_` to the system.
+// The linker sends the calls of the program and of the library to these functions; `__real_` calls
+// the system.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 std::FILE* __real_fopen(const char* name, const char* mode);

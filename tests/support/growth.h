@@ -1,4 +1,4 @@
-// ExpectNoSquareGrowth: that work takes no time that grows as the square of its input.
+// ExpectNoSquareGrowth: checks that the time of some work does not grow as the square of its input.
 #ifndef ZANDREL_TESTS_SUPPORT_GROWTH_H_
 #define ZANDREL_TESTS_SUPPORT_GROWTH_H_
 
@@ -8,11 +8,10 @@
 
 #include <gtest/gtest.h>
 
-// Runs `work(n)` and `work(4 * n)` and compares the CPU time of this process. Linear work takes
-// four times as long, and square work sixteen times. The bound between them is far from both, since
-// a table that no longer fits into a cache costs more for each entry. Other programs can only add
-// time, so the best of several tries counts.
-// REQUIRES: `work(n)` takes some milliseconds at least.
+// Runs `work(n)` and `work(4 * n)` and compares the CPU time of this process. Linear work takes 4
+// times as long, quadratic work 16 times. The bound is between the two and far from both, since a
+// table that no longer fits into a cache costs more for each entry. Other programs can only add
+// time, so the best of several tries counts. REQUIRES: `work(n)` takes at least some milliseconds.
 template <class Work>
 void ExpectNoSquareGrowth(int n, Work&& work) {
     constexpr double kBound = 9.0;

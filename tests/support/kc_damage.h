@@ -1,6 +1,6 @@
-// What damage to a container's file may lead to: one of the errors listed here and an empty
-// manager, or a container that can be used. Never a crash, a hang or much memory. Programs that use
-// it are linked with allocation_meter.cpp.
+// The allowed results of damage to a container's file: an error from a fixed list and an empty
+// manager, or a container that can be used. Never a crash, an endless loop or much memory. Programs
+// that use this are linked with allocation_meter.cpp.
 #ifndef ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_
 #define ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_
 
@@ -23,8 +23,8 @@
 #include "tests/support/kc_file.h"
 #include "tests/support/news_desk.h"
 
-// Whether a container that was read from a damaged file may refuse an operation so: its trees and
-// classifiers need not fit together.
+// True if an operation on a container from a damaged file may raise this error. The file's trees
+// and classifiers may not fit together.
 inline bool is_error_of_use(const std::exception& raised) {
     return is_qtx<zeWorkflow>(raised, {0, 1, 3}) || is_qtx<zeManager>(raised, {0, 1, 4}) ||
            dynamic_cast<const qtX<zeLogicalTree>*>(&raised) != nullptr ||
@@ -36,13 +36,13 @@ inline bool is_error_of_use(const std::exception& raised) {
                          "geom_average", "arithm_average", "p.m_cat", "object"});
 }
 
-// More than a load of the small files of these tests takes, and far less than a damaged count may
-// ask for.
+// A load of the small files of these tests takes less than this. A damaged count may ask for far
+// more.
 constexpr std::size_t kMostForLoad = std::size_t{1} << 20U;
 
-// Whether to take this one of many damages: all of them, but for a share under sanitizers, where
-// all would take minutes. `index` counts the damages of a byte from 0 on; if there are `count`, the
-// share meets each byte and, over the bytes, each index.
+// True if the test tries this damage. Normally it tries all. Under sanitizers that takes minutes,
+// so we try a share: one of the `count` damages of each byte, and a different one at the next byte.
+// `index` is the number of the damage of this byte, from 0.
 inline bool is_taken(std::size_t position, unsigned int index, unsigned int count) {
 #ifdef ZANDREL_SANITIZED
     return (position + index) % count == 0;
@@ -52,7 +52,7 @@ inline bool is_taken(std::size_t position, unsigned int index, unsigned int coun
 #endif
 }
 
-// Does something with each damage of a single bit.
+// Calls `check` with the file for each single bit, with that bit changed.
 template <class Check>
 void for_each_changed_bit(const std::string& file, Check&& check) {
     for (std::size_t position = 0; position < file.size(); ++position) {
@@ -68,7 +68,7 @@ void for_each_changed_bit(const std::string& file, Check&& check) {
     }
 }
 
-// Reads a file into a manager and tells whether that succeeded.
+// Reads a file into a manager. Returns false if the file is refused.
 inline bool loads(zeManager& manager, const std::string& file) {
     qtPtr<qtBuffer> buffer = buffer_of(file);
     const Allocation_meter meter;
@@ -83,7 +83,7 @@ inline bool loads(zeManager& manager, const std::string& file) {
     return is_loaded;
 }
 
-// Does one thing with a container, which may be refused.
+// Runs an operation on a container, which may raise one of the allowed errors.
 template <class Operation>
 bool succeeds(Operation&& operation) {
     try {
@@ -95,7 +95,7 @@ bool succeeds(Operation&& operation) {
     return true;
 }
 
-// Saves a container and reads it again, unless its trees cannot be saved.
+// Saves a container and reads it again, unless its trees are too damaged to be saved.
 inline void save_and_load(zeManager& manager) {
     std::string file;
     if (succeeds([&] { file = saved(manager); })) {
@@ -133,8 +133,8 @@ inline void edit_something(zeManager& manager) {
     succeeds([&] { tree.DelLogicalNode(2, true); });
 }
 
-// Whether learning takes the memory that the tests can spare: a damaged setting may ask for finer
-// histograms as one that is meant may.
+// True if the tests have the memory for learning. A damaged setting may ask for very fine
+// histograms, and the library cannot know that they are not wanted.
 inline bool has_small_histograms(const zeManager& manager) {
     constexpr int kMost = 64;
     return manager.m_defaults.likelihood_resolution <= kMost &&
@@ -144,7 +144,7 @@ inline bool has_small_histograms(const zeManager& manager) {
            });
 }
 
-// Everything that a container is for, one after the other.
+// Uses a container in every way, one after the other.
 inline void use(zeManager& manager) {
     News_desk desk(manager);
     succeeds([&] { desk.Classify({{"goal", 1.0}, {"bank", 0.5}}, {"home"}); });
@@ -162,8 +162,8 @@ inline void use(zeManager& manager) {
     save_and_load(manager);
 }
 
-// A damaged file either loads as something that can be used, or leaves a manager into which a sound
-// one can be read.
+// Checks that a damaged file either loads as a container that can be used, or leaves a manager that
+// can still read a correct file.
 inline void expect_damage_is_safe(const std::string& damaged, const std::string& sound) {
     zeManager manager;
     if (loads(manager, damaged)) {

@@ -1,5 +1,5 @@
-// How the file of a container may be refused. It stands apart from what tests check of a file that
-// is read, since fuzz targets, which know no test framework, share it.
+// Errors that may refuse a container's file. They have a header of their own because fuzz targets,
+// which do not use GoogleTest, include it too.
 #ifndef ZANDREL_TESTS_SUPPORT_KC_ERRORS_H_
 #define ZANDREL_TESTS_SUPPORT_KC_ERRORS_H_
 
@@ -32,7 +32,7 @@ inline bool is_assertion(const std::exception& raised,
            std::find(texts.begin(), texts.end(), raised.what()) != texts.end();
 }
 
-// Whether a damaged file may be refused so.
+// True if a damaged file may be refused with this error.
 inline bool is_error_of_load(const std::exception& raised) {
     return is_qtx<zeIO>(raised, {1, 2, 7, 10, 11, 12}) || is_qtx<Hpack>(raised, {1, 2}) ||
            is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}) ||

@@ -1,5 +1,5 @@
-// saved, read_kc: a container as the bytes of its file and back. Kc_items: the items of such a
-// file, as they are before they are scrambled.
+// saved, read_kc: a container to the bytes of its file and back. Kc_items: the items of such a
+// file, unscrambled.
 #ifndef ZANDREL_TESTS_SUPPORT_KC_FILE_H_
 #define ZANDREL_TESTS_SUPPORT_KC_FILE_H_
 
@@ -24,7 +24,8 @@
 #include "tests/support/logical_tree.h"
 #include "tests/support/record_bytes.h"
 
-// Whether two files are equal, or where they begin to differ: whole ones are too long to show.
+// Checks that two files are equal, and reports the first difference: whole files are too long to
+// show.
 inline testing::AssertionResult same_bytes(const std::string& one, const std::string& other) {
     if (one == other) {
         return testing::AssertionSuccess();
@@ -45,14 +46,14 @@ inline std::string bytes_in(const qtPtr<qtBuffer>& buffer) {
     return {buffer->bytes.begin(), buffer->bytes.end()};
 }
 
-// The file of a container.
+// Returns the bytes of a container's file.
 inline std::string saved(zeManager& manager, KcIoMode mode = {}) {
     qtPtr<qtBuffer> buffer;
     manager.Write(buffer, &mode, nullptr);
     return bytes_in(buffer);
 }
 
-// The file of the subtree of a logical node.
+// Returns the bytes of the file of the subtree below a logical node.
 inline std::string saved_below(zeManager& manager, unsigned int id) {
     KcIoMode mode;
     mode.root = &manager.m_logical_tree->GetNode(id);
@@ -71,7 +72,7 @@ inline void read_kc(zeManager& manager, std::string_view file, KcIoMode* mode = 
     manager.Read(buffer, mode, progress);
 }
 
-// What a container is on all of its sides, but for what waits to be written.
+// A container's whole state as text, except the marks of objects that are not saved yet.
 inline std::string content_of(zeManager& manager) {
     std::string state = DumpState(manager);
     for (const std::string_view mark : {" modified=", " dirty="}) {
@@ -83,7 +84,7 @@ inline std::string content_of(zeManager& manager) {
     return state;
 }
 
-// Whether the manager is as a new one but for its settings.
+// True if the manager is like a new one, apart from its settings.
 inline bool is_empty(const zeManager& manager) {
     return manager.m_root == nullptr && manager.m_objects.empty() &&
            manager.m_last_object_id == 0 && manager.m_physical_tree->m_nodes.empty() &&
@@ -102,7 +103,7 @@ inline std::string object_key(std::uint32_t id) {
 
 constexpr const char* kManagerRecord = "__Manager__";
 
-// Scrambles the bytes of an item, or undoes it: each segment by itself.
+// Scrambles the bytes of an item, or unscrambles them. Each segment is scrambled separately.
 inline std::string scrambled(std::string bytes, bool forward) {
     const qtScrambler scrambler(qtScrambler::kSeed);
     for (std::size_t start = 0; start < bytes.size(); start += SegBuf::kSegmentSize) {
@@ -117,13 +118,13 @@ inline std::string scrambled(std::string bytes, bool forward) {
     return bytes;
 }
 
-// The content of a container's file.
+// The contents of a container's file.
 struct Kc_items {
     static constexpr unsigned int kFileId = 0x278F9D40;
 
     Kc_items() = default;
 
-    // What a file holds.
+    // Reads the items of a file.
     explicit Kc_items(std::string_view file) {
         Hpack pack;
         qtPtr<qtBuffer> buffer = buffer_of(file);
@@ -139,7 +140,7 @@ struct Kc_items {
         }
     }
 
-    // The file that holds this; the manager's record is the last of it.
+    // Builds the file of these items. The manager's record comes last.
     std::string file() const {
         Hpack pack;
         qtPtr<qtBuffer> buffer;
@@ -161,7 +162,7 @@ struct Kc_items {
     unsigned short version = 2;
     unsigned char flags = 0;
     std::map<std::string, std::string> records;   // by key
-    std::map<std::string, unsigned int> offsets;  // of what was read
+    std::map<std::string, unsigned int> offsets;  // of the items that were read, by key
 };
 
 #endif  // ZANDREL_TESTS_SUPPORT_KC_FILE_H_

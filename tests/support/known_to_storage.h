@@ -1,4 +1,4 @@
-// Known_to_storage_alone: tells whether a statistical model was really deleted.
+// Known_to_storage_alone: shows whether a statistical model was really deleted.
 #ifndef ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
 #define ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
 
@@ -11,8 +11,8 @@
 
 #include "tests/support/bags.h"
 
-// A concept that the storage of a node's matcher alone holds, and which the dictionary of concepts
-// so forgets with it. As long as this object is used, no other concept may come or go.
+// Adds a concept that only the storage of a node's matcher uses. The dictionary drops the concept
+// when the storage is deleted. While this object is used, no other concept may be added or dropped.
 class Known_to_storage_alone {
 public:
     // REQUIRES: a node with a zeStat_matcher.

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A table in the order of its keys.
+// The entries of a table in the order of their keys.
 template <class Table>
 auto Sorted(const Table& table) {
     using Entry = std::pair<typename Table::key_type, const typename Table::mapped_type*>;
@@ -114,7 +114,7 @@ void WritePhysicalTree(std::ostream& out, const zePhysicalTree& tree) {
     }
 }
 
-// What is alive in a container.
+// The addresses of all living nodes and objects of a container.
 class Living {
 public:
     explicit Living(zeManager& manager) {
@@ -142,7 +142,7 @@ private:
     std::set<const zeBase*> m_objects;
 };
 
-// What is wrong with a container, one line for each fault.
+// Collects the faults of a container, one line for each.
 class Faults {
 public:
     void Unless(bool holds, const std::string& where, const char* what) {
@@ -223,7 +223,7 @@ void FindUndecided(Faults& faults, const zeLogicalTree& tree, const zeLogicalNod
     }
 }
 
-// The ids of what the tree says that a classifier node decides.
+// The ids of the nodes that the logical tree assigns to the classifier of a node.
 std::vector<unsigned int> SonsOf(const zeLogicalTree& tree, const zeLogicalNode& node) {
     std::vector<zeLogicalNode*> sons;
     tree.GatherSons(&node, sons);

@@ -1,5 +1,5 @@
-// Edited_container: a container whose tree grows by its public edits. DumpState: all three sides of
-// a tree as text. ExpectSound: that the three sides agree.
+// Edited_container: a container whose tree is built by the public edits. DumpState: the whole tree
+// as text: logical side, physical side and classifiers. ExpectSound: checks that these three agree.
 #ifndef ZANDREL_TESTS_SUPPORT_LOGICAL_TREE_H_
 #define ZANDREL_TESTS_SUPPORT_LOGICAL_TREE_H_
 
@@ -19,23 +19,24 @@
 
 #include "tests/support/bags.h"
 
-// What a tree is on all of its sides, in a form that can be compared: settings of the container
-// that the tree reads and writes, logical nodes and finder, physical nodes, lists of leaves, and
-// the objects of the registry with the rules, profiles and matching tables of the classifiers.
-// Nodes are named by their ids; only orders that mean something show.
+// The whole state of a tree as text that can be compared: the container's settings that the tree
+// reads and writes, logical nodes and finder, physical nodes, lists of leaves, and the registry's
+// objects with the rules, profiles and matching tables of classifiers. Nodes are shown by id. An
+// order is shown only where it has a meaning; everything else is sorted.
 std::string DumpState(zeManager& manager);
 
-// The logical nodes alone.
+// The logical nodes only.
 std::string DumpLogicalTree(const zeLogicalTree& tree);
 
-// Checks the invariants: each node in its parent's children, in the finder, mirrored by its
-// physical node, and decided by the classifier of its real parent, which decides nothing else.
+// Checks the invariants of each node: its parent lists it as a child, the finder has it, a physical
+// node mirrors it, and the classifier of its real parent decides it. That classifier decides
+// nothing else.
 void ExpectSound(zeManager& manager);
 
-// Checks that no part of the container points at a physical node or an object that is gone.
+// Checks that the container has no pointer to a physical node or object that was deleted.
 void ExpectNoDanglingPointers(zeManager& manager);
 
-// Checks at the end of its scope that the container is as it was at the beginning.
+// Checks at the end of its scope that the container's state is still the one at construction.
 class Unchanged {
 public:
     explicit Unchanged(zeManager& manager) : m_manager(manager), m_before(DumpState(manager)) {}
@@ -50,12 +51,12 @@ private:
     std::string m_before;
 };
 
-// Three rules that differ.
+// Three different rules.
 inline constexpr const char* kAboveOne = "$a(n) > 1";
 inline constexpr const char* kAboveTwo = "$a(n) > 2";
 inline constexpr const char* kAboveThree = "$a(n) > 3";
 
-// A node to be added.
+// A node that is not yet in the tree.
 inline zeLogicalNode node_to_add(unsigned int parent, std::string_view category,
                                  const qtString& rule = "", unsigned int type = ZE_LEAF) {
     zeLogicalNode node;
@@ -74,7 +75,8 @@ inline zeLogicalNode node_to_add(unsigned int parent, std::string_view category,
 struct Edited_container {
     unsigned int Root(unsigned int type) { return Add(0, "root", "", type); }
 
-    // Adds a node of that category, marked NoScore if it has a classifier; returns its id.
+    // Adds a node with that category and returns its id. The node is marked NoScore if it has a
+    // classifier.
     unsigned int Add(unsigned int parent, std::string_view category, const qtString& rule = "",
                      unsigned int type = ZE_LEAF) {
         zeLogicalNode node = node_to_add(parent, category, rule, type);
@@ -85,12 +87,12 @@ struct Edited_container {
         return tree.AddLogicalNode(node);
     }
 
-    // A copy to change and hand to `ChangeLogicalNode`.
+    // A copy of a node, to change and to give to `ChangeLogicalNode`.
     zeLogicalNode Copy(unsigned int id) const { return tree.GetNode(id); }
 
     const zeLogicalNode& Node(unsigned int id) const { return tree.GetNode(id); }
 
-    // REQUIRES: a known id, here and below.
+    // REQUIRES, here and below: the id is known.
     zeNode* Physical(unsigned int id) const { return tree.GetNode(id).physical_node; }
 
     zeSwitcher& Switcher(unsigned int id) const {
@@ -101,7 +103,7 @@ struct Edited_container {
         return dynamic_cast<zeStat_matcher&>(*Physical(id)->m_classifier);
     }
 
-    // The logical ids of what a node's classifier decides, in ascending order.
+    // The logical ids of the nodes that a node's classifier decides, in ascending order.
     std::vector<unsigned int> Categories(unsigned int id) const;
 
     zeManager manager;

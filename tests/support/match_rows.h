@@ -1,4 +1,4 @@
-// Rows of a matcher's table, written by hand.
+// Reads and writes single rows of a matcher's table.
 #ifndef ZANDREL_TESTS_SUPPORT_MATCH_ROWS_H_
 #define ZANDREL_TESTS_SUPPORT_MATCH_ROWS_H_
 
@@ -10,13 +10,13 @@
 
 using Row = std::vector<Match_table::Concept_weight>;
 
-// A copy of a concept's row, empty if it has none.
+// A copy of the row of a concept; empty if the table has none.
 inline Row row_of(const Match_table& table, const Concept& wanted) {
     const auto found = table.find(wanted);
     return found == table.end() ? Row() : Row(found->second.begin(), found->second.end());
 }
 
-// Gives the concept this row in place of what it has.
+// Sets the row of a concept.
 inline void set_row(Match_table& table, const Concept& changed, const Row& row) {
     std::copy(row.begin(), row.end(), table.add(changed, row.size()).begin());
 }

@@ -1,5 +1,5 @@
-// News_desk: a container with rules and statistics on two levels, which is made, taught, asked and
-// changed through the public classes alone, so that the same can be done to one that was loaded.
+// News_desk: a container with rules and statistics on two levels. It uses only public classes to
+// build, train, ask and edit the container, so a test can do the same with a loaded container.
 #ifndef ZANDREL_TESTS_SUPPORT_NEWS_DESK_H_
 #define ZANDREL_TESTS_SUPPORT_NEWS_DESK_H_
 
@@ -22,7 +22,7 @@
 
 using Named_scores = std::vector<std::pair<std::string, double>>;
 
-// What a container answers to a set of messages: rankings, and how each comes about.
+// The answers of a container to a set of messages: the rankings and their explanations.
 struct Desk_answers {
     bool operator==(const Desk_answers& other) const = default;
 
@@ -93,7 +93,7 @@ public:
         m_manager.GetWorkflow()->train(view, false, nullptr, false);
     }
 
-    // Some known words and some that are new.
+    // Learns messages with some known and some new words.
     void Learn() {
         zeMemoryCorpus corpus;
         for (int i = 0; i < 3; ++i) {
@@ -104,7 +104,7 @@ public:
         m_manager.GetWorkflow()->learn(view, nullptr, false, true);
     }
 
-    // Changes the tree on each of its sides.
+    // Edits the logical side, the physical side and the classifiers.
     void Edit() {
         zeLogicalTree& tree = *m_manager.m_logical_tree;
         Add(kHome, "weather", ZE_LEAF);
@@ -132,7 +132,7 @@ public:
         return ranking.empty() ? "none" : ranking.front().first;
     }
 
-    // Why a message gets the score of a category.
+    // The part of each concept in a message's score for a category.
     Named_scores Explain(Weighted_list bag, std::string_view category) {
         std::vector<zeStat_matcher::Concept_score> scores;
         m_manager.GetWorkflow()->classify_concepts(
@@ -163,7 +163,7 @@ public:
     }
 
 private:
-    // Training reads one bag, bootstrapping the other.
+    // A message with the same bag in two slots: training reads one, bootstrapping the other.
     static qtPtrLight<zeMsg> Message(Weighted_list bag, const std::vector<const char*>& marks) {
         const qtPtrLight<zeMsg> msg = MessageBuilder().bag(bag).bag_at(1, bag).make();
         for (const char* mark : marks) {
@@ -188,7 +188,7 @@ private:
     zeManager& m_manager;
 };
 
-// A desk with a manager of its own, which has been trained.
+// A trained News_desk with its own manager.
 struct Trained_desk {
     Trained_desk() {
         desk.Build();

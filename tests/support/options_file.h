@@ -1,4 +1,4 @@
-// Options_file: a text file of one test, gone with it.
+// Options_file: a text file for one test, removed at the end.
 #ifndef ZANDREL_TESTS_SUPPORT_OPTIONS_FILE_H_
 #define ZANDREL_TESTS_SUPPORT_OPTIONS_FILE_H_
 
@@ -12,10 +12,10 @@
 
 #include "zandrel/foundation/qtString.h"
 
-// Stands in the temporary directory under the test's own name, so that tests may run at once.
+// The file is in the temporary directory under the test's name, so tests can run in parallel.
 class Options_file {
 public:
-    // There is no file until the first `write`.
+    // The file does not exist before the first `write`.
     Options_file() = default;
 
     explicit Options_file(std::string_view content) { write(content); }

@@ -1,4 +1,4 @@
-// Package_test: what the tests of packages have in common, for both places where one can be.
+// Package_test: the shared part of the package tests. They run for packages in files and in memory.
 #ifndef ZANDREL_TESTS_SUPPORT_PACKAGE_H_
 #define ZANDREL_TESTS_SUPPORT_PACKAGE_H_
 
@@ -44,7 +44,7 @@ struct Package_buffer {
 
 using Package_places = testing::Types<Package_file, Package_buffer>;
 
-// What a package tells of its owner.
+// The identity that a package stores about its owner.
 struct Package_identity {
     explicit Package_identity(const Hpack& pack) { pack.GetFileID(id, version, flags, is_bad); }
 
@@ -77,7 +77,8 @@ protected:
 
     std::string get(const qtString& key) { return read_item(pack, key); }
 
-    // A closed package of 75 bytes: items of "b" at 16 and of "a" at 33, the index at 49.
+    // Makes a closed package of 75 bytes: the item "b" is at 16, the item "a" at 33 and the index
+    // at 49.
     void make() {
         open('w');
         pack.SetFileID(0x278F9D40, 2, 0x80);
@@ -86,7 +87,7 @@ protected:
         pack.Close();
     }
 
-    // Puts bytes in place of others.
+    // Overwrites the bytes at a position.
     void patch(std::size_t position, std::string_view bytes) {
         place.hold(place.content().replace(position, bytes.size(), bytes));
     }

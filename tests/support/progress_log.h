@@ -1,5 +1,5 @@
-// Progress_log and Watching_progress: a progress object that writes down what it is told, and one
-// that lets a test look at the container meanwhile.
+// Progress_log: a progress object that writes down each call. Watching_progress: one that lets a
+// test look at the container at each call.
 #ifndef ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_
 #define ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_
 
@@ -10,7 +10,7 @@
 
 #include "tests/support/small_model.h"
 
-// It may interrupt as well, at one poll; polls are counted and not written down.
+// Can also interrupt at one poll. Polls are counted, but not written down.
 class Progress_log : public Interrupt_at {
 public:
     explicit Progress_log(int poll = 0) : Interrupt_at(poll) {}
@@ -28,7 +28,7 @@ public:
     std::vector<std::string> lines;
 };
 
-// Calls `look` at each poll or at each step, and never interrupts.
+// Calls `look` at each poll or each step, and never interrupts.
 class Watching_progress : public CTProgress {
 public:
     enum class Moment { kPoll, kStep };

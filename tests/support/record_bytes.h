@@ -1,4 +1,4 @@
-// Records as tests see them: bytes, and hexadecimal text that is easy to read and to compare.
+// Records as bytes, and as hexadecimal text that is easy to read and compare.
 #ifndef ZANDREL_TESTS_SUPPORT_RECORD_BYTES_H_
 #define ZANDREL_TESTS_SUPPORT_RECORD_BYTES_H_
 
@@ -23,7 +23,7 @@ inline std::string to_hex(std::string_view bytes) {
     return text;
 }
 
-// The bytes of a text of hexadecimal digits, two a byte; spaces count for nothing.
+// The bytes that the hexadecimal digits stand for, two digits a byte; spaces are skipped.
 inline std::string from_hex(std::string_view text) {
     std::string digits;
     for (const char byte : text) {
@@ -38,7 +38,7 @@ inline std::string from_hex(std::string_view text) {
     return bytes;
 }
 
-// The content of a record.
+// All bytes of a record.
 inline std::string bytes_of(const SegBuf& record) {
     std::string bytes;
     for (unsigned int position = 0; position < record.size;) {
@@ -51,7 +51,7 @@ inline std::string bytes_of(const SegBuf& record) {
     return bytes;
 }
 
-// A fresh record with this content, at position 0.
+// A new record with these bytes, at position 0.
 inline SegBuf record_of(std::string bytes) {
     SegBuf record;
     HSegment(record, 'w').Write(bytes.data(), static_cast<unsigned int>(bytes.size()));

@@ -1,5 +1,6 @@
-// What damage to a record may lead to: an error of the record's end, or a load that is sound. Never
-// a crash, and never much memory. Programs that use it are linked with allocation_meter.cpp.
+// The allowed results of damage to a record: the error of a read past the end, or a load that
+// succeeds. Never a crash or much memory. Programs that use this are linked with
+// allocation_meter.cpp.
 #ifndef ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
 #define ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
 
@@ -14,14 +15,14 @@
 #include "tests/support/allocation_meter.h"
 #include "tests/support/record_bytes.h"
 
-// Loads the record that begins at `start` into a new object and gives the record of that object.
+// Loads the record at `start` into a new object and returns the record that this object writes.
 using Reload = std::string (*)(SegBuf& record, unsigned int start);
 
-// More than the entries of one segment can take, and far less than a damaged count may ask for.
+// The entries of one segment take less than this. A damaged count may ask for far more.
 constexpr std::size_t kMostForDamage = std::size_t{2} << 20U;
 
-// What a damaged record loads as; nothing if it ends in the error of a read past the end. Any other
-// error passes on.
+// Loads a damaged record. Returns the record of the loaded object, or nothing if the load raises
+// the error of a read past the end. Any other error is passed on.
 inline std::optional<std::string> reload_damaged(Reload reload, SegBuf& record,
                                                  unsigned int start) {
     const Allocation_meter meter;
@@ -35,8 +36,9 @@ inline std::optional<std::string> reload_damaged(Reload reload, SegBuf& record,
     return loaded;
 }
 
-// A record at `start` that lost its end loads as if zeros stood there, as they do in the last
-// segment, or not at all; and not at all if the segment ends with what is left.
+// Cuts the record at `start` after each of its bytes. The rest of the last segment is zero. So a
+// cut record either loads like the same bytes followed by zeros, or raises. It must raise if the
+// cut is at the end of a segment, since then no zeros follow.
 inline void expect_cuts_are_safe_at(unsigned int start, const std::string& bytes, Reload reload) {
     const std::string before(start, 'x');
     const std::string zeros(std::size_t{2} * SegBuf::kSegmentSize, '\0');
@@ -56,8 +58,8 @@ inline void expect_cuts_are_safe_at(unsigned int start, const std::string& bytes
     }
 }
 
-// Cuts a record after each of its bytes: within one segment, across two in different places, and
-// with the end of a segment right behind it.
+// Does this with the record at several places: in one segment, across two segments, and with the
+// record's end at the end of a segment.
 inline void expect_cuts_are_safe(const std::string& bytes, Reload reload) {
     const auto size = static_cast<unsigned int>(bytes.size());
     for (const unsigned int left : {SegBuf::kSegmentSize, size, size / 2, 3U}) {
@@ -65,8 +67,8 @@ inline void expect_cuts_are_safe(const std::string& bytes, Reload reload) {
     }
 }
 
-// Cuts a record after each of its bytes, with the end of what is stored right behind: it never
-// loads.
+// Cuts a record after each of its bytes, so that the cut is also the end of the stored segment.
+// Such a record never loads.
 inline void expect_prefixes_raise(const std::string& bytes, Reload reload) {
     for (std::size_t kept = 0; kept < bytes.size(); ++kept) {
         SCOPED_TRACE(testing::Message() << kept << " of " << bytes.size());
@@ -77,7 +79,7 @@ inline void expect_prefixes_raise(const std::string& bytes, Reload reload) {
     }
 }
 
-// Changes each byte of a record, in each of its bits and in all of them at once.
+// Changes each bit of each byte, and all bits of each byte at once.
 inline void expect_changes_are_safe(const std::string& bytes, Reload reload) {
     for (std::size_t position = 0; position < bytes.size(); ++position) {
         for (const unsigned int mask : {1U, 2U, 4U, 8U, 16U, 32U, 64U, 128U, 255U}) {

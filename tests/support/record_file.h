@@ -1,4 +1,5 @@
-// Record_file_test: what the tests of record files have in common, for both widths of offsets.
+// Record_file_test: the shared part of the record file tests. They run for offsets of 32 and of 64
+// bits.
 #ifndef ZANDREL_TESTS_SUPPORT_RECORD_FILE_H_
 #define ZANDREL_TESTS_SUPPORT_RECORD_FILE_H_
 
@@ -29,7 +30,7 @@ inline std::string packed(std::uint32_t number) {
     return bytes;
 }
 
-// A new file of the device's width, and what a test needs to know of the format.
+// A new file with offsets of the device's width, and the positions that the tests need.
 template <class F>
 class Record_file_test : public testing::Test {
 protected:
@@ -68,7 +69,7 @@ protected:
         return bytes_of(data);
     }
 
-    // The bytes of the file from a place on.
+    // `byte_count` bytes of the file from `position`.
     std::string on_disk(Offset position, std::size_t byte_count) const {
         return disk.content().substr(static_cast<std::size_t>(position), byte_count);
     }

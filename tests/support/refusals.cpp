@@ -1,6 +1,6 @@
-// A library to be preloaded, with which the system refuses what the environment says:
-// - REFUSE_FOLDER_FLUSH: a folder cannot be flushed to the disk, while files can: what a disk does
-//   that fails between the two.
+// A preloaded library. It makes calls of the system fail, as the environment says:
+// - REFUSE_FOLDER_FLUSH: a folder cannot be flushed to the disk, but files can. This is like a disk
+//   that fails between the two flushes.
 // - REFUSE_ACCESS_LISTS: no file gets an access list, as on a file system without such lists.
 #include <cerrno>
 #include <cstdlib>

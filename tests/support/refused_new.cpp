@@ -1,5 +1,5 @@
-// A library to be preloaded, with which `new` fails from the allocation on that REFUSE_NEW_FROM
-// says, counted from 0: what a program meets whose memory is used up.
+// A preloaded library that simulates memory used up: every `new` fails from the allocation with the
+// index REFUSE_NEW_FROM on, counted from 0.
 #include <cstdlib>
 #include <new>
 

@@ -7,8 +7,8 @@
 
 namespace {
 
-// How an operation is shown: its name in a dump, its letters as in a signature, and how it is
-// written in a rule. The row is the operation's number.
+// How each operation is shown: its name in a dump, its type letters, and its form in a rule. The
+// index of the row is the operation's number.
 struct Operation {
     std::string_view name;
     std::string_view signature;
@@ -59,12 +59,12 @@ std::string dump_token(const RuleParser::ExprToken& token) {
     return (is_sign && token.arity == 1 ? "u" : "") + token.text.str();
 }
 
-// Shows a tree: as names and brackets, or as a rule.
+// Shows a tree as names and brackets, or as a rule.
 class Tree_text {
 public:
     explicit Tree_text(bool as_rule) : m_as_rule(as_rule) {}
 
-    // `type`: what the place wants, as a constant does not know what it is.
+    // `type` is the type that the place expects: a constant does not know its own type.
     std::string of(const MatchExp& tree, char type) const {
         if (const auto* node = dynamic_cast<const MatchExpNode*>(&tree)) {
             return m_as_rule ? rule_of(*node) : name_of(*node);
@@ -114,7 +114,7 @@ private:
         }
         switch (node.arg_count) {
             case 1:
-                // The inner brackets part two operators of one operand.
+                // The inner brackets separate two unary operators.
                 return "(" + written + "(" + operand(node, 0) + "))";
             case 2:
                 return "(" + operand(node, 0) + " " + written + " " + operand(node, 1) + ")";

@@ -1,4 +1,4 @@
-// Rule_node: a manager whose root is a rule node, and its classifier.
+// Rule_node: a manager whose root is a rule node, and the root's classifier.
 #ifndef ZANDREL_TESTS_SUPPORT_RULE_NODE_H_
 #define ZANDREL_TESTS_SUPPORT_RULE_NODE_H_
 
@@ -13,7 +13,7 @@
 
 #include "tests/support/bags.h"
 
-// The root is the node 1; leaves follow in the order of making.
+// The root has the id 1; leaves get the next ids in the order of creation.
 struct Rule_node {
     Rule_node() {
         manager.m_root = node;
@@ -24,7 +24,7 @@ struct Rule_node {
         return manager.m_physical_tree->MakeNode(term(name), ZE_LEAF, 0, 0.0);
     }
 
-    // A leaf that has this rule.
+    // Adds a leaf with this rule.
     zeNode* leaf(std::string_view name, const qtString& rule) {
         zeNode* const made = leaf(name);
         add(made, rule);

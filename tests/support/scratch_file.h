@@ -1,4 +1,4 @@
-// Scratch_file: a file of one test, gone with it.
+// Scratch_file: a file for one test, removed at the end.
 #ifndef ZANDREL_TESTS_SUPPORT_SCRATCH_FILE_H_
 #define ZANDREL_TESTS_SUPPORT_SCRATCH_FILE_H_
 
@@ -17,8 +17,8 @@
 
 #include "zandrel/foundation/qtString.h"
 
-// Stands in the temporary directory under the test's own name, so that tests may run at once.
-// There is no file until something makes it.
+// The file is in the temporary directory under the test's name, so tests can run in parallel. The
+// object itself does not create the file.
 class Scratch_file {
 public:
     Scratch_file() { remove(); }
@@ -35,14 +35,14 @@ public:
         file.write(content.data(), static_cast<std::streamsize>(content.size()));
     }
 
-    // Puts bytes into the file, in place of what stands there.
+    // Overwrites the bytes at a position.
     void patch(std::size_t position, std::string_view bytes) const {
         std::fstream file(m_path.c_str(), std::ios::binary | std::ios::in | std::ios::out);
         file.seekp(static_cast<std::streamoff>(position));
         file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
 
-    // New bytes are zero and take no space on the disk.
+    // Sets the file's size. New bytes are zero and take no space on the disk.
     void resize(std::uint64_t byte_count) const {
         std::filesystem::resize_file(m_path.str(), byte_count);
     }
@@ -63,7 +63,7 @@ private:
         const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
         std::string name = std::string(test.test_suite_name()) + "_" + test.name() + "_" +
                            std::to_string(::getpid());
-        // Names of typed tests have a stroke.
+        // The names of typed tests contain a slash.
         std::replace(name.begin(), name.end(), '/', '_');
         return qtString(testing::TempDir() + name);
     }

@@ -1,5 +1,5 @@
-// What tests of the statistics start from: plain settings, a corpus with its view, categories, and
-// a progress object that interrupts.
+// Shared by the tests of statistics: plain settings, a corpus with its view, categories, and a
+// progress object that interrupts.
 #ifndef ZANDREL_TESTS_SUPPORT_SMALL_MODEL_H_
 #define ZANDREL_TESTS_SUPPORT_SMALL_MODEL_H_
 
@@ -15,7 +15,8 @@
 
 #include "tests/support/bags.h"
 
-// Settings under which the formulas stand bare: no ceiling, no suppression, no likelihood tables.
+// Settings without anything that changes the plain formulas: no ceiling, no suppression, no
+// likelihood tables.
 inline zeDefaults plain_settings() {
     zeDefaults settings;
     settings.clip_value = 0.0;
@@ -25,7 +26,7 @@ inline zeDefaults plain_settings() {
     return settings;
 }
 
-// A corpus in memory and a view of all of it, in which each message stands for given nodes.
+// A corpus in memory and a view of all its messages. Each message is labelled with given nodes.
 struct Small_corpus {
     void add(const MessageBuilder& msg, const std::vector<zeNode*>& cats) { add(msg.make(), cats); }
 
@@ -39,7 +40,7 @@ struct Small_corpus {
     zeCorpus_view view{&corpus};
 };
 
-// Finds entries that a test knows to exist; a missing one raises std::out_of_range.
+// These return entries that a test knows to exist; a missing entry raises std::out_of_range.
 
 inline zeStat_storage::Concept_info& info_of(zeStat_storage& storage, std::string_view text) {
     return storage.m_concept_infos.at(term(text));
@@ -49,7 +50,7 @@ inline zeStat_storage::P& P_of(zeStat_storage& storage, int iprofile, std::strin
     return storage.profile(iprofile).m_Ps.at(term(text));
 }
 
-// Interrupts at one poll, counted from 1, and never again. 0 only counts.
+// Interrupts once, at the poll with this number, counted from 1. With 0 it only counts polls.
 class Interrupt_at : public CTProgress {
 public:
     explicit Interrupt_at(int poll) : m_poll(poll) {}

@@ -1,4 +1,4 @@
-// Objects that tests write to a record and read from one.
+// Writes objects to records and reads them back.
 #ifndef ZANDREL_TESTS_SUPPORT_STORED_H_
 #define ZANDREL_TESTS_SUPPORT_STORED_H_
 
@@ -12,7 +12,7 @@
 
 #include "tests/support/record_bytes.h"
 
-// The bytes of an object's record.
+// The bytes of the record that an object writes.
 template <class Stored>
 std::string dumped(const Stored& object) {
     SegBuf record;
@@ -21,7 +21,7 @@ std::string dumped(const Stored& object) {
     return bytes_of(record);
 }
 
-// Reads an object from the beginning of a record, which may have more than it takes.
+// Reads an object from the beginning of a record. The record may be longer.
 template <class Stored>
 void load(Stored& object, const std::string& bytes) {
     SegBuf record = record_of(bytes);
@@ -29,7 +29,7 @@ void load(Stored& object, const std::string& bytes) {
     object.Load(io);
 }
 
-// The object whose record this is, and nothing more.
+// Reads an object from a record and checks that the whole record was read.
 template <class Stored>
 Stored loaded(const std::string& bytes) {
     SegBuf record = record_of(bytes);
@@ -40,7 +40,7 @@ Stored loaded(const std::string& bytes) {
     return object;
 }
 
-// Loads the record that begins at `start` into a new object and gives the record of that object.
+// Loads the record at `start` into a new object and returns the record that this object writes.
 template <class Stored>
 std::string reload(SegBuf& record, unsigned int start) {
     Hio<HSegment> io(new HSegment(record, 'r'));

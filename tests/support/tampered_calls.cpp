@@ -1,10 +1,9 @@
-// A library to be preloaded, with which one call of the system is another than usual. The
-// environment variable TAMPER names it:
-// - fsync, flock: the first one waits until somebody has opened and closed the FIFO named by
-// TAMPER_FIFO
-// - fchmod: the same, and fails then
+// A preloaded library that changes one system call. The environment variable TAMPER names it:
+// - fsync, flock: the first call waits until somebody has opened and closed the FIFO named by
+//   TAMPER_FIFO
+// - fchmod: the same, and then the call fails
 // - open: no folder can be opened
-// - nfs: a file that is open for reading only cannot be locked for writing
+// - nfs: a file that is open only for reading cannot be locked for writing
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -22,7 +21,7 @@ bool is_tampered(const char* call) {
     return tampered != nullptr && std::strcmp(tampered, call) == 0;
 }
 
-// A signal that is only noted does not end the wait.
+// A signal whose handler only notes it does not end the wait.
 void wait_for_fifo() {
     static bool s_has_waited = false;
     if (std::exchange(s_has_waited, true)) {

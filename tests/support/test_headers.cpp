@@ -1,2 +1,1 @@
-// Compiles nothing of its own: the programs of the tests share the headers that are precompiled for
-// it.
+// This file is empty on purpose. The headers precompiled for it are shared by all test programs.

@@ -1,4 +1,4 @@
-// Trace_capture: gathers what the engine traces.
+// Trace_capture: collects the messages that the engine traces.
 #ifndef ZANDREL_TESTS_SUPPORT_TRACE_CAPTURE_H_
 #define ZANDREL_TESTS_SUPPORT_TRACE_CAPTURE_H_
 
@@ -7,7 +7,7 @@
 
 #include "zandrel/foundation/trace.h"
 
-// A sink that is in force from its making to the end of its scope, where tracing goes off.
+// This sink receives the messages from construction to the end of its scope. Then tracing is off.
 class Trace_capture : public Trace_sink {
 public:
     struct Line {
@@ -27,7 +27,7 @@ public:
         lines.push_back({level, file.name(), text});
     }
 
-    // The texts alone, in the order of tracing.
+    // Only the texts, in the order of tracing.
     std::vector<std::string> texts() const {
         std::vector<std::string> all;
         for (const Line& line : lines) {
@@ -36,7 +36,7 @@ public:
         return all;
     }
 
-    // Whether this text was traced at this level.
+    // True if this text was traced at this level.
     bool has(int level, const std::string& text) const {
         for (const Line& line : lines) {
             if (line.level == level && line.text == text) {

@@ -1,5 +1,5 @@
-// Trained_tree: a container of two levels of real statistical classifiers with a rule node beside
-// them, and a corpus for it.
+// Trained_tree: a container with two levels of real statistical classifiers and a rule node, and a
+// corpus for it.
 #ifndef ZANDREL_TESTS_SUPPORT_TRAINED_TREE_H_
 #define ZANDREL_TESTS_SUPPORT_TRAINED_TREE_H_
 
@@ -17,7 +17,7 @@
 
 #include "tests/support/small_model.h"
 
-// The clock stands at `kNow` in the scope of such an object.
+// In the scope of such an object the clock always shows `kNow`.
 class Clock_stands {
 public:
     static constexpr std::int64_t kNow = 1700000000123456;
@@ -33,14 +33,14 @@ private:
     qtClock m_before;
 };
 
-// The nodes have the ids in which they stand here:
+// The ids of the nodes are in brackets:
 //
 // root (1, stat) - news (2, stat) - sport (4), money (5)
 //                - shop (3, stat) - shoes (6)
 //                - rule (7, rule) - bin (8), whose rule is "1"
 //
-// The corpus has a message for sport, one for money and one for shoes. Nothing is trained, the
-// modified flag is clear, and the last training was at the moment 1.
+// The corpus has one message each for sport, money and shoes. Nothing is trained, the modified flag
+// is clear, and the time of the last training is 1.
 struct Trained_tree {
     Trained_tree() {
         manager.m_defaults = plain_settings();
@@ -66,7 +66,7 @@ struct Trained_tree {
         manager.m_config.last_trained = qtTimeDate(1);
     }
 
-    // Makes the corpus anew.
+    // Replaces the corpus by the original one.
     void make_corpus() {
         corpus.corpus.msgs.clear();
         corpus.view.msgs.clear();
@@ -93,13 +93,13 @@ struct Trained_tree {
 
     zeStat_storage& storage(zeNode* node) { return *matcher(node).m_storage; }
 
-    // How many messages the classifier of a node has counted.
+    // The number of messages that the node's classifier has counted.
     int msgs_at(zeNode* node) { return storage(node).m_num_msgs; }
 
-    // The same for root, news and shop.
+    // The numbers for root, news and shop.
     std::vector<int> all_msgs() { return {msgs_at(root), msgs_at(news), msgs_at(shop)}; }
 
-    // How many of them for one of its children.
+    // The number of messages that the node's classifier has counted for one child.
     int msgs_for(zeNode* node, zeNode* child) {
         return storage(node).profile(storage(node).get_profile(child)).m_num_msgs;
     }

@@ -1,4 +1,4 @@
-// TreeBuilder: builds physical trees whose classifiers answer what the test says.
+// TreeBuilder: builds physical trees whose classifiers give the answers that the test sets.
 #ifndef ZANDREL_TESTS_SUPPORT_TREE_BUILDER_H_
 #define ZANDREL_TESTS_SUPPORT_TREE_BUILDER_H_
 
@@ -22,42 +22,42 @@
 //     zeNode* news = tree.Inner(root, "news", 0.5);
 //     tree.Leaf(news, "sport", 0.5);
 //
-// All nodes are scored until `NoScore` says otherwise, and have the threshold 0.
+// All nodes are scored unless a test calls `NoScore`, and have the threshold 0.
 class TreeBuilder {
 public:
-    // The root, with a classifier.
+    // Makes the root, with a classifier.
     zeNode* Root(std::string_view name) {
         zeNode* const node = MakeInner(name);
         m_manager.m_root = node;
         return node;
     }
 
-    // The same with a rule node, whose ways the test closes through `blocked_children`.
+    // Makes the root a rule node. A test blocks its children through `blocked_children`.
     zeNode* RuleRoot(std::string_view name) {
         zeNode* const node = MakeInner(name, ZE_RULE);
         m_manager.m_root = node;
         return node;
     }
 
-    // A rule node below another.
+    // Adds a rule node below another.
     zeNode* Rule(zeNode* parent, std::string_view name) {
         return Attach(parent, MakeInner(name, ZE_RULE), 1.0);
     }
 
-    // An inner node that the parent's classifier answers with this factor.
+    // Adds an inner node. The parent's classifier answers it with this factor.
     zeNode* Inner(zeNode* parent, std::string_view name, double factor) {
         return Attach(parent, MakeInner(name), factor);
     }
 
-    // A category that the parent's classifier answers with this factor.
+    // Adds a leaf. The parent's classifier answers it with this factor.
     zeNode* Leaf(zeNode* parent, std::string_view name, double factor) {
         return Attach(parent, Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0), factor);
     }
 
-    // Closes the way from a rule node to a child.
+    // Makes a rule node block a child.
     void Block(zeNode* rule, zeNode* child) { Classifier(rule).blocked_children.insert(child); }
 
-    // Lets a node's classifier answer any node, as a child's way or a second way to it.
+    // Makes a node's classifier answer any node, for example one that is not its child.
     void Answer(zeNode* from, zeNode* to, double factor) {
         Classifier(from).answers.push_back({to, factor});
     }
@@ -66,7 +66,7 @@ public:
         node->m_flags = static_cast<unsigned char>(node->m_flags | zeNode::NoScore);
     }
 
-    // The classifier of an inner node.
+    // Returns the classifier of an inner node.
     FakeClassifier& Classifier(zeNode* node) {
         return dynamic_cast<FakeClassifier&>(*Tree().get_classifier(node));
     }
@@ -75,7 +75,7 @@ public:
 
     zePhysicalTree& Tree() { return *m_manager.m_physical_tree; }
 
-    // The names of the nodes whose classifiers were asked, in the order of asking.
+    // The names of the nodes whose classifiers were called, in the order of the calls.
     const std::vector<std::string>& Asked() const { return m_asked; }
 
 private:
@@ -101,7 +101,7 @@ private:
 // A result as a test writes it: {"sport", 0.25}.
 using Named_score = std::pair<std::string, double>;
 
-// All results in their order, each category once.
+// All results in their order, with each category once.
 inline std::vector<Named_score> listing_of(zeResult_set& results) {
     if (!results.deduplicated) {
         results.eliminate_duplicated_results();
