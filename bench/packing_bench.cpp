@@ -1,4 +1,4 @@
-// The speed of packing numbers, and of building and parsing a record like those of messages.
+// The speed of packing numbers, and of building and parsing a record like the record of a message.
 #include "zandrel/storage/packing.h"
 
 #include <cstddef>
