@@ -1,7 +1,7 @@
-// The table of concepts: what training does with it, beside the standard table.
+// Compares the table of concepts with the standard table, in the operations of training.
 //
-// Leaving a slice of messages out erases many entries and enters them again. BM_EraseAndEnterAgain
-// is that loop for one entry in ten, as ten slices do it.
+// Leaving out a slice of messages erases many entries and adds them again. BM_EraseAndEnterAgain
+// does this for one entry in ten, as with ten slices.
 #include "zandrel/foundation/Concept.h"
 
 #include <cstddef>
@@ -99,7 +99,7 @@ void BM_Walk(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// A guess that is right, as when a slice is added again.
+// With a correct guess, as when a slice is added again.
 void BM_LookUpWithGuess(benchmark::State& state) {
     const std::vector<Concept> concepts =
         numbered_concepts(static_cast<std::size_t>(state.range(0)));

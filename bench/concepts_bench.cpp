@@ -1,4 +1,4 @@
-// The dictionary of concepts: looking terms up and entering new ones.
+// The dictionary of concepts: finding terms and adding new ones.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -47,7 +47,7 @@ void BM_InsertKnownTerms(benchmark::State& state) {
     count_terms(state);
 }
 
-// The same by the operation that looks many up together.
+// The same with the operation that looks up many terms together.
 void BM_InsertKnownTermsTogether(benchmark::State& state) {
     const std::vector<qtString> terms = numbered_terms(term_count(state));
     const std::vector<Concept> kept = insert_all(terms);
@@ -63,7 +63,7 @@ void BM_InsertKnownTermsTogether(benchmark::State& state) {
     count_terms(state);
 }
 
-// Each term gets a record; dropping the records again is not measured.
+// Each term gets a record. Removing the records is not measured.
 void BM_InsertNewTerms(benchmark::State& state) {
     const std::vector<qtString> terms = numbered_terms(term_count(state));
     for (auto _ : state) {
@@ -76,7 +76,7 @@ void BM_InsertNewTerms(benchmark::State& state) {
     count_terms(state);
 }
 
-// What a query costs that looks a term up which nobody holds.
+// The cost of looking up a term that is not in the dictionary.
 void BM_InsertAndDropOneTerm(benchmark::State& state) {
     const qtString term("a term that nobody holds");
     for (auto _ : state) {

@@ -1,5 +1,5 @@
-// Whole containers: written to and read from a buffer and a file, sealed and verified, beside what
-// their parts cost. The rates are those of the file's bytes, so all of one form compare.
+// Whole containers are written to and read from a buffer and a file, sealed and verified; their
+// parts are measured too. Rates are in bytes of the file, so all rates of one form can be compared.
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
@@ -29,7 +29,7 @@ namespace {
 constexpr std::size_t kVocabulary = 100000;
 constexpr std::size_t kLabels = 20;
 constexpr std::size_t kMessages = 10000;
-// Of the curve over sizes: the messages, and ten times as many words.
+// For the curve over sizes: the number of messages; there are ten times as many words.
 constexpr std::int64_t kLeastMessages = 1024;
 constexpr std::int64_t kMostMessages = 65536;
 
@@ -51,8 +51,8 @@ struct Trained : Trainable {
     }
 };
 
-// Made for those who write alone, and gone before those who read begin: there each concept is then
-// new to the process, as it is in one that starts from a file.
+// This container is only for benchmarks that write. It is destroyed before benchmarks read, so that
+// each concept is new to the process, as in a process that begins with a file.
 class Files {
 public:
     static Files& instance() {
@@ -77,7 +77,7 @@ private:
     qtPtr<qtBuffer> m_compact;
 };
 
-// A name in the temporary directory, whose file goes with it.
+// A name in the temporary directory. The destructor removes the file.
 class File_name {
 public:
     File_name() = default;
@@ -123,7 +123,8 @@ void BM_SaveToFile(benchmark::State& state) {
     report_bytes(state, name.file_size());
 }
 
-// What was read is released outside of the time, as by a program that goes on to classify.
+// The container is released outside of the measured time, since a program would now classify with
+// it.
 template <class Source>
 void load(benchmark::State& state, Source& source, std::size_t file_size) {
     for (auto _ : state) {
@@ -141,7 +142,8 @@ void BM_LoadFromBuffer(benchmark::State& state) {
     load(state, buffer, buffer->bytes.size());
 }
 
-// Containers of several sizes, each made when it is first asked for and gone before it is read.
+// Containers of several sizes. Each is made when it is first needed and destroyed before its file
+// is read.
 qtPtr<qtBuffer>& sized_file(const benchmark::State& state) {
     static std::map<std::int64_t, qtPtr<qtBuffer>> files;
     qtPtr<qtBuffer>& file = files[state.range(0)];
@@ -175,7 +177,7 @@ void BM_LoadToLearn(benchmark::State& state) {
     load_sized(state, false);
 }
 
-// Reads what a load for classifying has left.
+// Reads the parts that a load for classifying has not read.
 void BM_CompleteModel(benchmark::State& state) {
     qtPtr<qtBuffer>& file = sized_file(state);
     KcIoMode mode;
@@ -206,7 +208,7 @@ void BM_SaveSized(benchmark::State& state) {
     state.SetComplexityN(static_cast<std::int64_t>(size));
 }
 
-// The bytes are written back, as by an edit that needs no statistics.
+// Writes the unread bytes back, as an edit does that needs no statistics.
 void BM_SaveUncompleted(benchmark::State& state) {
     qtPtr<qtBuffer>& file = sized_file(state);
     KcIoMode mode;
@@ -222,7 +224,7 @@ void BM_SaveUncompleted(benchmark::State& state) {
     state.SetComplexityN(static_cast<std::int64_t>(file->bytes.size()));
 }
 
-// Writes the file of the container as it is without a seal.
+// Writes the file of the container without a seal.
 void write_file(const benchmark::State& state, const File_name& name) {
     const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
     std::ofstream(name.get().str(), std::ios::binary)
@@ -304,7 +306,7 @@ void BM_ScramblingAlone(benchmark::State& state) {
     report_bytes(state, content.bytes.size());
 }
 
-// As sealing and verifying do: by the processor's instruction, where it has one.
+// As in sealing and verifying: with the processor's instruction, if it has one.
 void BM_ChecksumAlone(benchmark::State& state) {
     const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
     for (auto _ : state) {

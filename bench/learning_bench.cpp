@@ -33,8 +33,8 @@ void BM_TrainWithTenSlices(benchmark::State& state) {
     train(state, true);
 }
 
-// The phases of a pass with ten slices, each for the whole corpus: every message is taken out and
-// put back once, and matched once; features are selected once for each slice.
+// The phases of a pass with ten slices, each for the whole corpus. Every message is removed and
+// added again once, and matched once; features are selected once for each slice.
 
 struct Pass {
     Pass() : trainer(*trainable.matcher().m_storage) {
@@ -100,7 +100,8 @@ void BM_Learn100(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * 100);
 }
 
-// Taking 100 messages out and putting them back, whatever the model: the cost of their own bags.
+// Removing 100 messages and adding them again. The cost depends only on their bags, not on the
+// model.
 void BM_LeaveOut100(benchmark::State& state) {
     const auto labels = static_cast<std::size_t>(state.range(0));
     Trainable trainable(kVocabulary, labels, 10 * labels);

@@ -1,7 +1,7 @@
-// Measures what learning does to the program's model, in one process: what one text costs that the
-// model already knows, learning beside training on everything so far, labels that change their
-// meaning, and a stream that never stops bringing new words. Prints JSON, of which `script/bench
-// learning` makes tables and plots.
+// Measures in one process how learning changes the program's model: the cost of one known text,
+// learning compared with training on all texts so far, labels that change their meaning, and a
+// stream in which every text has new words. Prints JSON, from which `script/bench learning` makes
+// tables and plots.
 #include <algorithm>
 #include <cstdint>
 #include <exception>
@@ -41,8 +41,8 @@ std::vector<std::string> split(const std::string& text) {
     return {std::istream_iterator<std::string>(words), {}};
 }
 
-// Many files are sorted by label, so the texts are shuffled. The order is the same with each
-// standard library, which `std::shuffle` does not promise.
+// Many files are sorted by label, so the texts are shuffled. We do not use `std::shuffle`, since
+// its order may differ between standard libraries.
 void shuffle(Texts& texts) {
     std::mt19937 random(1);
     for (std::size_t i = texts.size(); i > 1; --i) {
@@ -85,7 +85,7 @@ Json list_of(const Points& points) {
     return list;
 }
 
-// Training does not use the limits, so settings that differ only in limits share the trained
+// Training does not use the limits, so settings that differ only in limits have the same trained
 // models.
 std::string without_limits(const std::vector<std::string>& assignments) {
     std::string rest;
@@ -121,7 +121,7 @@ public:
     }
 
 private:
-    // Beside each point is that of a model which was trained on as many texts.
+    // Each point is compared with a model that was trained on as many texts.
     Json rest(Trial& trial, const std::string& training) {
         Json curves = Json::array();
         for (const std::string& word : m_words.bulks) {

@@ -1,12 +1,11 @@
-// Edits of the logical tree. An edit works on the categories of one classifier or two, and none
-// looks at the rest of the tree.
-// - Adding a node asks the classifier above for the nodes of its name, which are few. The size of
-// the
-//   tree does not matter, also not in the flat trees, where one classifier has all.
-// - Renaming a node and finding it by its path look one name up.
-// - Moving a node within one statistical classifier changes the links only.
-// - Moving a node between classifiers, and deleting it, compile the classifier that loses it anew,
-//   which is linear in its categories and concepts.
+// Edits of the logical tree. An edit works on the categories of one or two classifiers, and never
+// on the rest of the tree.
+// - Adding a node asks the classifier above for the nodes with its name, which are few. The size
+//   of the tree does not matter, not even if one classifier has all nodes.
+// - Renaming a node and finding it by its path look up one name.
+// - Moving a node within one statistical classifier changes only links.
+// - Moving a node between classifiers, and deleting it, compile the table of the old classifier
+//   anew, which is linear in its categories and concepts.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -1,4 +1,4 @@
-// Classifying with many categories: by their number and by the results wanted.
+// Classifying with many categories, by their number and by the number of results.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -24,8 +24,8 @@ Concept word(std::size_t number) {
     return Concept::insert("word" + std::to_string(number % kVocabulary));
 }
 
-// A root with as many categories, whose weights are given and not learned, and a message of 20
-// words, half of them common ones.
+// A root with so many categories, whose weights are set and not learned, and a message of 20 words,
+// half of them common words.
 struct Many_categories {
     explicit Many_categories(std::size_t count) {
         manager.m_root = make_node("root", ZE_STAT);
@@ -81,7 +81,7 @@ void BM_ScoreAllCategories(benchmark::State& state) {
     state.SetComplexityN(state.range(0));
 }
 
-// By categories and by results wanted, -1 for all: the whole walk.
+// By categories and by number of results, -1 for all: the whole walk.
 void BM_WalkForTheBest(benchmark::State& state) {
     Many_categories categories(static_cast<std::size_t>(state.range(0)));
     zeWorkflow workflow(&categories.manager);

@@ -24,7 +24,7 @@ std::size_t text_length(const benchmark::State& state) {
     return static_cast<std::size_t>(state.range(0));
 }
 
-// What each text goes through: its words, one by one, and the bag made of them.
+// The work for each text: adding its words one by one and making the bag.
 void BM_FeedText(benchmark::State& state) {
     Synthetic_texts texts(kVocabulary, 1);
     const std::vector<Concept> words = texts.draw(0, text_length(state));
@@ -40,7 +40,7 @@ void BM_FeedText(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// The second half of it alone, under a ceiling.
+// Only the bag, with a clip value.
 void BM_MakeBag(benchmark::State& state) {
     Synthetic_texts texts(kVocabulary, 1);
     zeSml_feeder feeder;
@@ -63,7 +63,7 @@ void BM_ClipBag(benchmark::State& state) {
     }
 }
 
-// A labelled message of so many words, with name/value pairs.
+// A labelled message with so many words, and with name/value pairs.
 qtPtrLight<zeMsg> make_message(std::size_t length) {
     Synthetic_texts texts(kVocabulary, 1);
     qtPtrLight<zeMsg> msg = texts.make(0, length);

@@ -1,4 +1,4 @@
-// The speed of packing numbers, and of building and parsing a record as messages have it.
+// The speed of packing numbers, and of building and parsing a record like the record of a message.
 #include "zandrel/storage/packing.h"
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// What a stored message holds: a number, a moment, flags, named values, and a bag of concepts.
+// The contents of a stored message: a number, a moment, flags, named values, and a bag of concepts.
 struct Message {
     unsigned int id = 0;
     long long moment = 0;

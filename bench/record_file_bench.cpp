@@ -1,9 +1,9 @@
-// Puts one load on the record file, on the least that could do the same, and on other stores, and
-// prints CPU time of each phase, size of the files and peak memory. It is no program of
-// benchmark's, since a phase works on what the last one left, and each store has a process of its
-// own for the sake of memory and of what its threads cost.
+// Runs one load on the record file, on two minimal stores, and on other stores. Prints CPU time of
+// each phase, size of the files and peak memory. We do not use the benchmark library, since each
+// phase needs the result of the phase before. Each store runs in its own process, so that its
+// memory and the time of its threads can be measured.
 //
-// No store is asked to bring anything to the disk, as the record file never does so.
+// No store is asked to flush data to the disk, since the record file never does so.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -29,7 +29,7 @@ constexpr std::size_t kPhaseCount = 5;
 constexpr std::array<const char*, kPhaseCount> kPhaseNames = {"insert", "read", "replace", "delete",
                                                               "reopen"};
 
-// What one run of one store costs.
+// The costs of one run of one store.
 struct Figures {
     std::array<double, kPhaseCount> seconds = {};  // CPU time of all threads
     double file_size = 0;                          // bytes, of the closed store
@@ -45,8 +45,8 @@ double work_of(const Figures& figures) {
     return std::accumulate(figures.seconds.begin(), figures.seconds.end() - 1, 0.0);
 }
 
-// The blobs, which cost next to nothing to make and to check: a number of their own in front, and
-// behind it some part of a pool of random bytes, which the processor keeps at hand.
+// The blobs. They are cheap to make and to check: each begins with its own number, and the rest is
+// a part of a pool of random bytes that stays in the processor's cache.
 class Blobs {
 public:
     Blobs() : m_pool(kPoolSize + kLargest, '\0'), m_blob(kLargest, '\0') {
@@ -103,7 +103,8 @@ private:
     std::string m_blob;
 };
 
-// Which records each phase meets: keys are inserted as they ascend, and all else is at random.
+// The records of each phase: keys are inserted in ascending order, all other phases use random
+// keys.
 struct Load {
     explicit Load(std::uint32_t count) : record_count(count) {
         std::mt19937 random(2);
@@ -122,7 +123,7 @@ struct Load {
     std::vector<std::uint32_t> erased;
 };
 
-// Short enough for no string of any kind to need memory for it.
+// Short enough that no string class allocates memory for it.
 std::string key_of(std::uint32_t record) {
     std::string key = "record-00000000";
     for (std::size_t position = key.size(); record != 0; record /= 10) {
@@ -137,7 +138,7 @@ double cpu_seconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-// Does the load on one store.
+// Runs the load on one store.
 class Run {
 public:
     Run(Record_store& store, const Load& load)
@@ -222,7 +223,7 @@ struct Contestant {
     Maker make;  // empty for a library that this program was built without
 };
 
-// The floors come first, then the record file, then the others.
+// First the minimal stores, then the record file, then the other stores.
 std::vector<Contestant> contestants() {
     return {
         {"flushing floor",
@@ -258,7 +259,7 @@ std::vector<Contestant> contestants() {
     };
 }
 
-// A folder that goes with the object.
+// A folder that the destructor removes.
 class Temporary_folder {
 public:
     Temporary_folder() {
@@ -277,7 +278,7 @@ public:
 
     std::string path() const { return m_path.string(); }
 
-    // Of all files.
+    // The size of all files.
     double size() const {
         double bytes = 0;
         for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
@@ -290,7 +291,8 @@ private:
     std::filesystem::path m_path;
 };
 
-// The part of `measure` that is done in the child: its exit status, with the times in the pipe.
+// The part of `measure` that runs in the child process. Returns its exit status, and writes the
+// times into the pipe.
 int work(const Contestant& contestant, const Load& load, const std::string& folder, int pipe) {
     try {
         const std::unique_ptr<Record_store> store = contestant.make(folder);
@@ -330,7 +332,7 @@ double median(std::vector<double> values) {
     return (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
 }
 
-// The medians of some runs, each by itself.
+// The median of each figure over some runs.
 Figures medians_of(const std::vector<Figures>& runs) {
     const auto of = [&runs](const std::function<double(const Figures&)>& part) {
         std::vector<double> values;
@@ -363,7 +365,7 @@ void print_row(const char* name, const Figures& figures) {
                 figures.peak_memory / 1e6);
 }
 
-// The record file's costs as multiples of those of another.
+// The costs of the record file divided by the costs of another store.
 void print_ratios(const Figures& ours, const char* name, const Figures& other) {
     std::printf("to %-12s", name);
     for (std::size_t phase = 0; phase < kPhaseCount; ++phase) {
@@ -383,7 +385,7 @@ void print_aim(const char* what, double ratio, double limit) {
                 ratio <= limit ? "held" : "missed");
 }
 
-// Small loads tell nothing.
+// The ratios of small loads have no meaning.
 void print_aims(const std::vector<Figures>& figures, bool has_gdbm) {
     const Figures& ours = figures[kOurs];
     const Figures& floor = figures[kFlushingFloor];
@@ -407,7 +409,7 @@ struct Options {
 
 using Runs = std::vector<std::vector<Figures>>;  // of each contestant
 
-// Takes turns, so that what disturbs the machine for a while disturbs all.
+// The stores run in turn, so that a temporary disturbance of the machine affects all of them.
 Runs measure_all(const std::vector<Contestant>& all, const Options& options) {
     const Load load(options.records);
     Runs runs(all.size());
@@ -421,7 +423,7 @@ Runs measure_all(const std::vector<Contestant>& all, const Options& options) {
     return runs;
 }
 
-// Returns the figures, which are zeros for who did not take part.
+// Returns the figures, with zeros for stores that were not measured.
 std::vector<Figures> print_figures(const std::vector<Contestant>& all, const Runs& runs) {
     std::vector<Figures> figures(all.size());
     print_head();

@@ -1,4 +1,4 @@
-// Rules: parsing, evaluation, routing by many rules, and evaluation beside muParser, which compiles
+// Rules: parsing, evaluation, routing by many rules, and a comparison with muParser, which compiles
 // the same arithmetic to byte code.
 #include <charconv>
 #include <cmath>
@@ -49,8 +49,8 @@ zeMsg make_message() {
     return msg;
 }
 
-// A rule of this many operators, alternately a concept that the message lacks and a comparison that
-// fails, so that no "|" spares the evaluation of what follows it.
+// A rule with this many operators. Its operands are alternately a concept that the message lacks
+// and a comparison that is false, so that every "|" evaluates its second operand.
 std::string routing_rule(std::size_t operators) {
     std::string rule = "\"absent\"";
     for (std::size_t i = 0; i < operators; ++i) {
@@ -65,7 +65,7 @@ std::string routing_rule(std::size_t operators) {
     return rule;
 }
 
-// What the operands of an arithmetic expression are: alternately variables and numbers, or numbers.
+// The operands of an arithmetic expression: variables and numbers in turn, or only numbers.
 enum class Operands { kScores, kKeys, kMuVariable, kMuKeys, kNumbers };
 
 std::string operand(Operands operands, std::size_t index) {
@@ -86,7 +86,8 @@ std::string operand(Operands operands, std::size_t index) {
     return std::to_string(index % 7 + 1) + ".5";
 }
 
-// The same expression for both: brackets around each second product keep both kinds of nesting.
+// The same expression for both parsers. Brackets around each second product keep both kinds of
+// nesting.
 std::string arithmetic(Operands operands, std::size_t operators) {
     constexpr const char* kOperators[] = {" + ", " * ", " - ", " / "};
     std::string text = operand(operands, 0);
@@ -140,14 +141,14 @@ void BM_EvaluateRule_Arithmetic(benchmark::State& state) {
     evaluate(state, arithmetic(operands, operator_count(state)));
 }
 
-// The value of our rule, to see that both compute the same.
+// The value of our rule, to check that both compute the same.
 double expected_value(Operands operands, std::size_t operators) {
     zeMsg msg = make_message();
     DocInfo info{&msg, kScore};
     return Rule_checker(qtString(arithmetic(operands, operators))).Evaluate(info);
 }
 
-// Folding may round otherwise.
+// Folding of constants may round in another way.
 bool agrees(double value, double expected) {
     return std::abs(value - expected) <= 1e-9 * std::abs(expected);
 }
@@ -177,16 +178,16 @@ double number_of(const std::string& text) {
     return number;
 }
 
-// A variable that muParser reads, and the pair that it stands for.
+// A variable of muParser, and the pair that gives its value.
 struct Bound_key {
     std::string name;
     const std::string* text;
     double* number;
 };
 
-// How a message's pairs come into muParser's variables before each evaluation: each key is read
-// once, however often it is in the expression, as a rule does. A message keeps the numbers of short
-// texts for further evaluations, which we do not do here.
+// Copies a message's pairs into muParser's variables before each evaluation. Each key is read once,
+// however often it is in the expression, as in a rule. A message keeps the numbers of short texts
+// for further evaluations; this is not done here.
 enum class Binding { kTexts, kPairs };
 
 template <Binding binding>
@@ -200,8 +201,8 @@ void bind(const std::vector<Bound_key>& keys, const std::map<std::string, std::s
     }
 }
 
-// muParser on a message's pairs: with their texts at hand, which spares it the look-ups, or looking
-// them up by name.
+// muParser on a message's pairs. Either the texts are given, without look-ups, or they are looked
+// up by name.
 template <Binding binding>
 void BM_EvaluateMuParser_Keys(benchmark::State& state) {
     const std::size_t operators = operator_count(state);
@@ -242,7 +243,7 @@ void BM_EvaluateMuParser_NumbersUnfolded(benchmark::State& state) {
     evaluate_mu_parser(state, Operands::kNumbers, false);
 }
 
-// A rule node with this many children, of whose rules one in so many fires, or none.
+// A rule node with this many children. One rule in so many fires, or none.
 struct Rule_router {
     Rule_router(std::size_t rules, std::size_t firing_step) {
         for (std::size_t i = 0; i < rules; ++i) {
@@ -266,7 +267,7 @@ struct Rule_router {
     zeMsg msg = make_message();
 };
 
-// By rules, of which one in ten fires.
+// By number of rules; one in ten fires.
 void BM_ClassifyByRules(benchmark::State& state) {
     Rule_router router(static_cast<std::size_t>(state.range(0)), 10);
     for (auto _ : state) {
@@ -277,7 +278,7 @@ void BM_ClassifyByRules(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// Whether the way to the default is closed, which takes all rules if none fires.
+// Tests whether the default is blocked. All rules are evaluated if none fires.
 void BM_AskForTheDefault(benchmark::State& state) {
     Rule_router router(static_cast<std::size_t>(state.range(0)), 0);
     router.add("fallback", "default");

@@ -1,5 +1,5 @@
-// Labelled bags whose words follow Zipf's law, so that benchmarks meet the few common and many rare
-// words of real text. The same numbers come out in every run.
+// Labelled bags whose words follow Zipf's law, so that benchmarks have few common and many rare
+// words, like real text. The bags are the same in every run.
 #ifndef ZANDREL_BENCH_SYNTHETIC_TEXTS_H_
 #define ZANDREL_BENCH_SYNTHETIC_TEXTS_H_
 
@@ -49,8 +49,8 @@ public:
         }
     }
 
-    // Adds so many messages that each word of the vocabulary occurs, which of the rare ones few do
-    // in texts that are drawn.
+    // Adds so many messages that each word of the vocabulary occurs. In random texts few of the
+    // rare words occur.
     void cover_vocabulary(zeMemoryCorpus& corpus, std::size_t length) {
         for (std::size_t begin = 0; begin < m_vocabulary; begin += length) {
             const auto first = m_words.begin() + static_cast<std::ptrdiff_t>(begin);

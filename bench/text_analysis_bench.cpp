@@ -1,5 +1,5 @@
-// Text analysis: from texts to bags, as `train` and `classify` do it for each text. The texts are
-// those of data/shop, read again and again so that all their words are known.
+// Text analysis: from texts to bags, as `train` and `classify` do it for each text. The texts of
+// data/shop are analysed again and again, so all their words are known.
 #include "cli/text/Text_analysis.h"
 
 #include <cstddef>
@@ -34,7 +34,7 @@ void count_bytes(benchmark::State& state, const std::vector<std::string>& texts)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
 }
 
-// Folding and splitting.
+// Only folding and splitting.
 void BM_CutTexts(benchmark::State& state) {
     const std::vector<std::string> texts = shop_texts();
     cli::Tokenizer tokenizer(static_cast<cli::Token_style>(state.range(0)), "");
@@ -47,7 +47,7 @@ void BM_CutTexts(benchmark::State& state) {
     count_bytes(state, texts);
 }
 
-// That, finding the concepts and making bags.
+// Folding, splitting, finding the concepts and making bags.
 void BM_MakeBagsOfTexts(benchmark::State& state) {
     const std::vector<std::string> texts = shop_texts();
     const auto analysis =
@@ -63,7 +63,7 @@ void BM_MakeBagsOfTexts(benchmark::State& state) {
     count_bytes(state, texts);
 }
 
-// A text of so many different words, and then short ones, which must not pay for it.
+// A text of so many different words, and then short texts, which must not become slower.
 void BM_ShortTextsAfterLongOne(benchmark::State& state) {
     const auto analysis = cli::make_text_analysis({cli::Analysis_kind::kWords});
     zeSml_feeder feeder;

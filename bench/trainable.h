@@ -1,4 +1,4 @@
-// What benchmarks of the statistics train.
+// A container and a corpus for benchmarks of the statistics.
 #ifndef ZANDREL_BENCH_TRAINABLE_H_
 #define ZANDREL_BENCH_TRAINABLE_H_
 

@@ -42,11 +42,11 @@ public:
 
     qtPtrLight<zeWorkflow> workflow() { return m_manager.GetWorkflow(); }
 
-    // What is to be classified.
+    // The message to classify.
     zeMsg& msg() { return *m_msg; }
 
 private:
-    // Of a node of this height; a leaf has height 0.
+    // For a node of this height; a leaf has height 0.
     std::size_t leaf_count(std::size_t height) const {
         return height == 0 ? 1 : m_branches * leaf_count(height - 1);
     }
@@ -59,7 +59,7 @@ private:
             height == 0 ? 0U : unsigned{zeNode::NoScore}, 0.0);
     }
 
-    // Trains a node and all below it.
+    // Trains a node and all nodes below it.
     void train(zeNode& node, std::size_t height, std::size_t first_label) {
         if (height == 0) {
             return;
@@ -100,8 +100,8 @@ private:
     qtPtrLight<zeMsg> m_msg;
 };
 
-// A benchmark is called several times until it has run for long enough, and training a large tree
-// takes much longer than that: each tree is kept for the next call.
+// The benchmark library calls a function several times, and training a large tree takes much longer
+// than one call. So each tree is kept for the next call.
 Tree& tree_of(std::size_t depth, std::size_t branches) {
     static std::map<std::pair<std::size_t, std::size_t>, std::unique_ptr<Tree>> trees;
     std::unique_ptr<Tree>& tree = trees[{depth, branches}];
@@ -111,7 +111,7 @@ Tree& tree_of(std::size_t depth, std::size_t branches) {
     return *tree;
 }
 
-// `wanted`: how many results; the walk ends when they stand.
+// `wanted`: number of results; the walk ends when they are found.
 void classify(benchmark::State& state, std::size_t depth, std::size_t branches, int wanted) {
     Tree& tree = tree_of(depth, branches);
     const qtPtrLight<zeWorkflow> workflow = tree.workflow();

@@ -1,4 +1,4 @@
-// Training a whole tree: the distribution of the corpus by itself, and with what it serves.
+// Training a whole tree: only the distribution of the corpus, and the whole training.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -31,9 +31,9 @@ zeStat_matcher& matcher_of(zeNode* node) {
     return dynamic_cast<zeStat_matcher&>(*node->m_classifier);
 }
 
-// A chain of rule nodes, each with a statistical node of one leaf beside the next; every message
-// belongs to the lowest leaf. Each level of the chain is a way up, and one from which the message
-// goes down again.
+// A chain of rule nodes. The children of each are the next rule node and a statistical node with
+// one leaf. Every message belongs to the lowest leaf. The distribution walks up from it over all
+// levels, and down again from each level.
 struct Deep_tree {
     Deep_tree(std::size_t levels, bool propagates) {
         manager.m_config.full_propogation = propagates;

@@ -1,5 +1,6 @@
 # Compiles through ccache where it is installed, so that a second build of the same sources takes
-# seconds. Precompiled headers need these two settings: without them ccache takes each header for new.
+# seconds. Precompiled headers need these two settings: without them ccache treats each header as
+# new.
 find_program(ZANDREL_CCACHE ccache)
 mark_as_advanced(ZANDREL_CCACHE)
 if(ZANDREL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)

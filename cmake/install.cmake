@@ -1,11 +1,11 @@
 # Installs the shared library with its headers, a package for find_package(zandrel), a description
-# for pkg-config, and the program if it is built. Nothing that is installed names the prefix, so an
+# for pkg-config, and the program if it is built. No installed file contains the prefix, so an
 # installed tree can be staged by DESTDIR and moved.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zandrel EXPORT zandrelTargets FILE_SET HEADERS)
 
-# The package has no dependency to look for, so the exported target is all of it.
+# The package has no dependencies, so it contains only the exported target.
 set(zandrel_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zandrel")
 install(
   EXPORT zandrelTargets
@@ -17,8 +17,8 @@ write_basic_package_version_file(
 install(FILES "${PROJECT_BINARY_DIR}/zandrelConfigVersion.cmake"
         DESTINATION "${zandrel_package_dir}")
 
-# pkg-config gives ${pcfiledir}, from which the prefix is found wherever the tree stands. A library
-# folder given as an absolute path stays where it is.
+# pkg-config sets ${pcfiledir}, and the prefix is computed from it, so the installed tree can be
+# moved. A library folder that is given as an absolute path does not move.
 set(zandrel_pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 if(IS_ABSOLUTE "${zandrel_pc_dir}")
   set(zandrel_pc_prefix "${CMAKE_INSTALL_PREFIX}")

@@ -1,5 +1,5 @@
-# The warnings of the whole project: link zandrel_warnings PRIVATE. Warnings become errors in the
-# presets alone, so that a newer compiler cannot break the build of somebody who only uses us.
+# The warnings of the whole project: link zandrel_warnings PRIVATE. Warnings are errors only in the
+# presets, so that a newer compiler cannot break the build of somebody who only uses the library.
 add_library(zandrel_warnings INTERFACE)
 # Exact equality of floating-point numbers is part of the engine: no -Wfloat-equal.
 target_compile_options(

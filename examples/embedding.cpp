@@ -1,4 +1,5 @@
-// Trains on a handful of texts into a file, classifies others from it and tells why.
+// Trains on a few texts, saves the container, reads it, classifies other texts and explains the
+// results.
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -39,8 +40,8 @@ constexpr Example kExamples[] = {
     {"pay the loan back before the rate goes up", "money"},
 };
 
-// The library takes concepts. How a text becomes concepts is up to the application; here it is cut
-// at blanks.
+// The library takes concepts, not text. The application decides how a text becomes concepts; here
+// it is split at blanks.
 qtPtrLight<zeMsg> make_message(const char* text) {
     zeSml_feeder feeder;
     std::istringstream words(text);
@@ -54,8 +55,8 @@ qtPtrLight<zeMsg> make_message(const char* text) {
 
 // Settings count for the models made afterwards, so they come before the root.
 void read_settings(qtPtrLight<zeManager>& manager, const char* path) {
-    // So few texts cannot tell how often a score is right: scores stay raw. And each concept counts
-    // in full, though hardly one stands in more than two messages.
+    // So few texts are not enough to measure how often a score is right, so scores stay raw. And
+    // each concept counts in full, although hardly any is in more than two messages.
     manager->m_defaults.use_likelihood_in_train = false;
     manager->m_defaults.suppress_M = false;
     try {
@@ -67,7 +68,7 @@ void read_settings(qtPtrLight<zeManager>& manager, const char* path) {
     }
 }
 
-// The view makes a leaf of each category that is new; training links it below the root.
+// The view makes a leaf for each new category; training links the leaf below the root.
 void train(zeManager& manager) {
     Concept root = Concept::insert("root");
     const qtPtrLight<zeWorkflow> workflow = manager.InitWorkflow(root);

@@ -33,12 +33,13 @@ struct Labelled {
     std::string category;
 };
 
-// One mutex for the whole process, and not one for each container: all containers share concepts.
+// One mutex for the whole process, not one for each container, because all containers share
+// concepts.
 std::mutex library_mutex;
 using Library_lock = std::lock_guard<std::mutex>;
 
-// A container that any thread may ask. Texts and names pass in and out as strings; everything of
-// the library is made, used and destroyed under the lock.
+// A container that any thread may use. Texts and names are passed as strings; objects of the
+// library are made, used and destroyed only under the lock.
 class Container {
 public:
     // A new container that knows these texts.
@@ -58,7 +59,7 @@ public:
     // The container of a file.
     explicit Container(const std::string& path) {
         const Library_lock lock(library_mutex);
-        // If reading fails, what was read goes before the lock does.
+        // If reading fails, this is destroyed before the lock is released.
         auto manager = std::make_unique<zeManager>();
         Kc_seal::Verify(path);
         manager->Read(path, nullptr, nullptr);
@@ -68,7 +69,7 @@ public:
     Container(const Container&) = delete;
     Container& operator=(const Container&) = delete;
 
-    // Destroying drops concepts, so it needs the lock too.
+    // Destroying the container destroys concepts, so it needs the lock too.
     ~Container() {
         const Library_lock lock(library_mutex);
         m_manager.reset();
@@ -91,7 +92,8 @@ public:
         m_manager->GetWorkflow()->learn(view, nullptr, false, true);
     }
 
-    // Writes beside the file and renames, so that others find the old file or the new one whole.
+    // Writes to another file and renames it, so that others find either the whole old file or the
+    // whole new one.
     void save(const std::string& path, bool compact) {
         const Library_lock lock(library_mutex);
         const std::string unfinished = path + ".new";
@@ -129,7 +131,7 @@ private:
     std::unique_ptr<zeManager> m_manager;
 };
 
-// Asks both containers again and again. Returns the answer if it is always the same.
+// Classifies with both containers many times. Returns the result if it is always the same.
 std::string ask_often(Container& full, Container& compact, const std::string& text) {
     const std::string answer = full.best(text);
     for (int i = 0; i < 500; ++i) {

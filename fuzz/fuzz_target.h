@@ -1,11 +1,11 @@
-// The function that a fuzz target defines and that libFuzzer, or the replay, calls.
+// The function that each fuzz target defines. libFuzzer or the replay calls it.
 #ifndef ZANDREL_FUZZ_FUZZ_TARGET_H_
 #define ZANDREL_FUZZ_FUZZ_TARGET_H_
 
 #include <cstddef>
 #include <cstdint>
 
-// Handles one input, and ends the program if a property does not hold. Returns 0.
+// Handles one input, and ends the program if a property is broken. Returns 0.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 #endif  // ZANDREL_FUZZ_FUZZ_TARGET_H_

@@ -1,4 +1,4 @@
-// What must hold for any bytes that are taken for the file of a container.
+// Properties that must be true for any bytes that are read as the file of a container.
 #ifndef ZANDREL_FUZZ_KC_CHECKS_H_
 #define ZANDREL_FUZZ_KC_CHECKS_H_
 
@@ -39,7 +39,8 @@ inline void require(bool claim, const char* text) {
     }
 }
 
-// Whether a container that was read may refuse to be asked or written so.
+// Returns whether this is an error that a container may raise when it is used or written after
+// reading.
 inline bool is_error_of_use(const std::exception& raised) {
     return is_qtx<zeWorkflow>(raised, {0}) || is_qtx<zeManager>(raised, {4}) ||
            is_qtx<zeSml>(raised, {0}) ||
@@ -48,7 +49,7 @@ inline bool is_error_of_use(const std::exception& raised) {
 
 using File_bytes = std::vector<char>;
 
-// Whether the bytes are read as a container; else the manager is empty.
+// Reads the bytes as a container. Returns false, with an empty manager, if they are refused.
 inline bool loads(zeManager& manager, const File_bytes& bytes) {
     qtPtr<qtBuffer> buffer(new qtBuffer{bytes});
     try {
@@ -64,7 +65,7 @@ inline bool loads(zeManager& manager, const File_bytes& bytes) {
     return false;
 }
 
-// Does one thing with a container, which may be refused.
+// Calls one operation of a container, which may be refused.
 template <class Operation>
 bool succeeds(Operation&& operation) {
     try {
@@ -76,7 +77,7 @@ bool succeeds(Operation&& operation) {
     return true;
 }
 
-// Each statistical classifier by itself: a rule's score can be any number.
+// Checks each statistical classifier separately, because the score of a rule can be any number.
 inline void require_scores(zeManager& manager, zeMsg& msg) {
     for (const auto& [id, object] : manager.m_objects) {
         auto* const matcher = dynamic_cast<zeStat_matcher*>(object);
@@ -99,15 +100,15 @@ inline void ask(zeManager& manager) {
     zeMsg msg;
     msg.smls.front() = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
     succeeds([&] {
-        // As many as anyone looks at: a damaged score may let a walk find each node again and
-        // again.
+        // Only so many results are read, because after damage to scores a walk may find each node
+        // again and again.
         zeResult_set results(0.01, 10);
         manager.GetWorkflow()->classify(msg, results, true, false);
     });
     require_scores(manager, msg);
 }
 
-// The file of a container that was read from a saved one.
+// Reads a saved file, saves the container again and returns the new bytes.
 inline File_bytes saved_again(const File_bytes& saved) {
     zeManager manager;
     require(loads(manager, saved), "what is saved can be read");
@@ -116,8 +117,8 @@ inline File_bytes saved_again(const File_bytes& saved) {
     return again->bytes;
 }
 
-// Classifies with a container that was read, and saves it: what is saved is read again, and then
-// saved as the same bytes.
+// Classifies with a container that was read, and saves it. The saved file must be readable, and
+// saving it again must give the same bytes.
 inline void use(zeManager& manager) {
     ask(manager);
     qtPtr<qtBuffer> saved;

@@ -1,9 +1,9 @@
-// Files of containers: any bytes either load or are refused by a known error that leaves an empty
-// manager, and what loads can be asked and saved. Their seal is sound, missing, or refused by a
-// known error.
+// Fuzzes files of containers. Any bytes are either loaded or refused with a known error that leaves
+// an empty manager, and a loaded container can classify and be saved. The seal is correct, missing,
+// or refused with a known error.
 //
-// The input is the file. Scrambling changes each byte by itself, so that a changed byte of a seed
-// is a changed byte of a record.
+// The input is the file. Scrambling changes each byte separately, so a changed byte of a seed is
+// one changed byte of a record.
 #include <cstddef>
 #include <cstdint>
 #include <exception>

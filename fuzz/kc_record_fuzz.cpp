@@ -1,10 +1,10 @@
-// Records of a container's file: any bytes in place of one of them either load or are refused by a
-// known error, and what loads can be asked and saved.
+// Fuzzes the records of a container's file. Any bytes that replace one record are either loaded or
+// refused with a known error, and a loaded container can classify and be saved.
 //
-// The first byte picks the record by its two lowest bits: 0 manager, 1 matcher, 2 storage,
-// 3 switcher; its fifth bit makes a file of the first version. The rest is the record, for objects
-// from the id on. It takes the place of that of a small container, so that the fuzzer need not find
-// its way through the index of a file.
+// The two lowest bits of the first byte choose the record: 0 manager, 1 matcher, 2 storage, 3
+// switcher. Its fifth bit makes a file of the first version. The other bytes are the record; for
+// objects they begin at the id. They replace the record of a small container, so that the fuzzer
+// need not learn the index of a file.
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -23,7 +23,7 @@ constexpr unsigned char kFirstVersion = 0x10;
 
 using Records = std::map<std::string, std::string>;  // by key, not scrambled
 
-// Scrambles a record or undoes it: each segment by itself.
+// Scrambles or unscrambles a record, each segment separately.
 void scramble(SegBuf& record, bool forward) {
     const qtScrambler scrambler(qtScrambler::kSeed);
     for (unsigned int position = 0; position < record.size;) {
@@ -97,7 +97,8 @@ File_bytes file_of(const Records& records, unsigned short version) {
     return buffer->bytes;
 }
 
-// What stands before the id in the record of an object, which tells the fuzzer nothing.
+// The object type before the id in the record of an object. It has one correct value, so the fuzzer
+// does not change it.
 std::string type_of(unsigned int type) {
     return Hpack::MakeStringKey(type).str();
 }

@@ -1,8 +1,8 @@
-// Record files: any bytes either open as one or are refused by an error of the record file, and
-// what opens can be read, changed and closed without any other end.
+// Fuzzes record files. Any bytes are either opened or refused with an error of the record file, and
+// an opened file can be read, changed and closed without any other error.
 //
-// The input is the file. Its fourth byte tells the width, as in the magic: 0x80 stands for 32 bits,
-// all else for 64.
+// The input is the file. Its fourth byte is the width, as in the magic: 0x80 means 32 bits, every
+// other value 64.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +26,7 @@
 
 namespace {
 
-// Of a file with many keys these are enough.
+// If a file has many keys, only so many are used.
 constexpr std::size_t kMostKeys = 64;
 
 void require(bool claim, const char* text) {
@@ -36,7 +36,7 @@ void require(bool claim, const char* text) {
     }
 }
 
-// A file without a place on any disk, which can be opened by name all the same.
+// A file in memory that can be opened by name.
 class Memory_file {
 public:
     Memory_file() : m_file(memfd_create("record_file", 0)) {
@@ -69,7 +69,7 @@ private:
     int m_file;
 };
 
-// Whether a statement raises nothing; else it must be an error that damage may lead to.
+// Returns whether a statement raises no error. An error must be one that damage can cause.
 template <class Statement>
 bool succeeds(Statement&& statement) {
     try {
@@ -113,8 +113,8 @@ Content read_all(AbstractHreclaim& file) {
     return content;
 }
 
-// A damaged file may have items over each other and over the header, so that what was written may
-// be an error afterwards, but no other blob.
+// Items of a damaged file may overlap each other and the header. So reading a written item may
+// raise an error, but must never return another blob.
 void add(AbstractHreclaim& file, const qtString& key, std::size_t byte_count) {
     std::string bytes(byte_count, 'z');
     SegBuf data;

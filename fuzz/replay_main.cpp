@@ -12,7 +12,7 @@
 
 namespace {
 
-// In the order of their names, so that each run does the same.
+// In the order of their names, so that each run is the same.
 std::vector<std::filesystem::path> files_in(const std::filesystem::path& folder) {
     std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -25,7 +25,7 @@ std::vector<std::filesystem::path> files_in(const std::filesystem::path& folder)
 }
 
 bool replay(const std::filesystem::path& file) {
-    // Shown before the target runs, so that the last name is that of the input that ended it.
+    // Shown before the target runs, so that the last name shows the input that ended it.
     std::printf("%s\n", file.c_str());
     std::fflush(stdout);
     std::ifstream in(file, std::ios::binary);

@@ -1,7 +1,9 @@
-// Rules: any text either parses, always to the same values, or is refused by a known text.
+// Fuzzes rules. Any text is either parsed, always to the same values, or refused with a known
+// message.
 //
-// The first byte says which pairs the message has, a bit for each; the second which bag; the rest
-// is the rule. In the corpus these are mostly "?" for all pairs and "2" for a bag with concepts.
+// Each bit of the first byte selects a pair of the message. The second byte selects its bag; the
+// other bytes are the rule. The first two bytes of most inputs in the corpus are "?", for all
+// pairs, and "2", for a bag with concepts.
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -52,7 +54,7 @@ constexpr std::array kRefusals = std::to_array<std::string_view>({
     "Invalid NVP key: ",
 });
 
-// The one key that the check of keys refuses.
+// The only key that the check of keys refuses.
 constexpr std::string_view kRefusedKey = "forbidden";
 
 void require(bool claim, const char* text) {
@@ -95,8 +97,8 @@ bool lets_key_pass(const char* key, char /*datatype*/) {
     return key != kRefusedKey;
 }
 
-// Null for a text that is refused, which must be by a text that begins as it should. Whatever else
-// is raised leaves, and so ends the program.
+// Returns null if the rule is refused with a message that begins in a known way. Any other
+// exception is not caught, and so ends the program.
 std::unique_ptr<Rule_checker> parse(const qtString& text) {
     try {
         return std::make_unique<Rule_checker>(text);
@@ -110,7 +112,7 @@ std::unique_ptr<Rule_checker> parse(const qtString& text) {
     }
 }
 
-// As bits, so that what is no number equals itself and a lost sign of zero is seen.
+// Compares the bits, so that NaN equals itself and a lost sign of zero is found.
 std::uint64_t value_of(const Rule_checker& rule, zeMsg& msg) {
     DocInfo info{&msg, 0.5};
     return std::bit_cast<std::uint64_t>(rule.Evaluate(info));

@@ -1,4 +1,4 @@
-// Trial: measures what learning does to a text model with given settings.
+// Trial: measures how learning changes a text model with given settings.
 #ifndef ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_
 #define ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_
 
@@ -53,12 +53,12 @@ public:
     // BORROWS: `task`.
     Trial(const Task& task, const std::vector<std::string>& assignments);
 
-    // Before and after learning one text that the model was trained on.
+    // Measures before and after learning one text of the training.
     std::pair<Point, Point> learn_known_text();
     // A model that is trained on the first `count` texts.
     Point train(std::size_t count);
-    // Trains on a fifth and learns the rest; a point after that fifth and after each bulk that
-    // completes another tenth of the rest.
+    // Trains on a fifth of the texts and learns the rest. There is a point after that fifth and
+    // after each bulk that completes another tenth of the rest.
     std::vector<Point> learn_rest(const Bulks& bulks);
     // Trains on the first half, swaps labels, and learns the other half in bulks of `bulk`.
     Swap learn_swapped(std::size_t bulk);
@@ -70,8 +70,8 @@ private:
     cli::Engine_settings m_settings;
 };
 
-// The two labels that are most often the first label of a text, the more frequent one first. Of
-// labels that are equally frequent, the first by its bytes comes first. REQUIRES: two labels.
+// The two labels that are most often the first label of a text, the more frequent one first.
+// Equally frequent labels are ordered by their bytes. REQUIRES: two labels.
 std::pair<std::string, std::string> most_frequent_labels(const Texts& texts);
 
 #endif  // ZANDREL_BENCH_LEARNING_CURVES_TRIAL_H_

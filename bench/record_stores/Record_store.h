@@ -1,4 +1,4 @@
-// Record_store: what the benchmark of record files does with each kind of store.
+// Record_store: the operations of the benchmark of record files on each kind of store.
 #ifndef ZANDREL_BENCH_RECORD_STORES_RECORD_STORE_H_
 #define ZANDREL_BENCH_RECORD_STORES_RECORD_STORE_H_
 
@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// A persistent map from keys to blobs in a folder of its own. Whatever fails raises
-// std::runtime_error, and then the run is of no use.
+// A persistent map from keys to blobs in its own folder. A failure raises std::runtime_error, and
+// the run is then useless.
 class Record_store {
 public:
     Record_store() = default;
@@ -18,7 +18,7 @@ public:
 
     // Makes the store, or opens it again.
     virtual void open() = 0;
-    // Closes it with all that it has; nothing is asked to reach the disk.
+    // Closes it with all its data, but does not flush them to the disk.
     virtual void close() = 0;
 
     // Inserts or replaces.
@@ -28,7 +28,7 @@ public:
     virtual void erase(std::string_view key) = 0;
     virtual bool exists(std::string_view key) = 0;
 
-    // Called behind the last of a series of changes.
+    // Called after the last change of a series.
     virtual void commit() {}
 };
 
@@ -38,8 +38,8 @@ inline void require(bool holds, const char* what) {
     }
 }
 
-// Each takes the folder, which exists and is empty. Those of libraries that this program was built
-// without are declared, but not defined.
+// Each takes an existing empty folder. If the program was built without a library, its function is
+// declared but not defined.
 std::unique_ptr<Record_store> make_floor_store(const std::string& folder, bool flushes);
 std::unique_ptr<Record_store> make_mapped_store(const std::string& folder);
 std::unique_ptr<Record_store> make_reclaim_store(const std::string& folder);

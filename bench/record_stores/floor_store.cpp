@@ -1,6 +1,6 @@
-// The least that a persistent map can do with the C library's streams: records are appended to a
-// log, a std::map knows where, and it is written behind the log in the end. No space is used again,
-// nothing is padded, and nothing is checked.
+// A minimal persistent map with the C library's streams. Records are appended to a log, a std::map
+// has their positions, and closing writes it behind the log. Space is not used again, and there is
+// no padding and no checking.
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -104,7 +104,7 @@ private:
         require(std::fread(bytes, 1, byte_count, m_file) == byte_count, "cannot read");
     }
 
-    // The machine's own form will do, as nobody else reads the file.
+    // Numbers have the machine's byte order, since no other machine reads the file.
     template <class Number>
     void write_number(Number number) {
         require(std::fwrite(&number, sizeof number, 1, m_file) == 1, "cannot write");
@@ -151,8 +151,8 @@ private:
     std::string m_name;
     bool m_flushes;
     std::FILE* m_file = nullptr;
-    std::uint64_t m_end = 0;   // of the log; the index stands behind it when the file is closed
-    bool m_is_at_end = false;  // whether the stream is there, and was not read since the last seek
+    std::uint64_t m_end = 0;   // of the log; in a closed file the index is behind it
+    bool m_is_at_end = false;  // the stream is at the end, and not read since the last seek
     std::map<std::string, Place, std::less<>> m_index;
     std::string m_blob;
 };

@@ -1,5 +1,5 @@
-// LMDB with MDB_NOSYNC and MDB_NOLOCK. It knows changes in transactions only, which have a thousand
-// changes each here.
+// LMDB with MDB_NOSYNC and MDB_NOLOCK. It makes changes only in transactions; here each has a
+// thousand changes.
 #include <lmdb.h>
 
 #include "bench/record_stores/Record_store.h"
@@ -21,7 +21,7 @@ public:
         if (m_transaction != nullptr) {
             mdb_txn_abort(m_transaction);
         }
-        mdb_env_close(m_environment);  // which takes null as well
+        mdb_env_close(m_environment);  // which accepts null
     }
 
     void open() override {
@@ -81,7 +81,7 @@ public:
 private:
     static void check(int error) { require(error == 0, mdb_strerror(error)); }
 
-    // Goes on with the transaction at hand if it is of this kind.
+    // Continues the current transaction if it is of this kind.
     void begin(unsigned int kind) {
         if (m_transaction != nullptr && m_kind == kind) {
             return;

@@ -1,6 +1,6 @@
-// The least that a persistent map can do with the system's own calls: a record is one pwrite() to
-// the end of a log, and is read where the log is mapped into memory. The index is as in the floor
-// of the C library's streams. No space is used again, nothing is padded, and nothing is checked.
+// A minimal persistent map with system calls. A record is written by one pwrite() to the end of a
+// log, and read from the log mapped into memory. The index is as in floor_store.cpp. Space is not
+// used again, and there is no padding and no checking.
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
@@ -116,7 +116,7 @@ private:
         m_mapped = size;
     }
 
-    // The index follows the log, whose end is at the front of the file.
+    // The index follows the log. The first bytes of the file are the position where the log ends.
     void write_index() {
         m_record.clear();
         append_number(m_index.size());
@@ -158,7 +158,7 @@ private:
     char* m_bytes = nullptr;  // the mapped part of the file
     std::size_t m_mapped = 0;
     std::map<std::string, Place, std::less<>> m_index;
-    std::string m_record;  // what is written next
+    std::string m_record;  // the next record to write
 };
 
 }  // namespace

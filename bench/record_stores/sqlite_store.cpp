@@ -19,7 +19,7 @@ public:
 
     ~Statement() { sqlite3_finalize(m_statement); }
 
-    // Begins anew; what is bound is not copied.
+    // Resets the statement. Bound values are not copied.
     void bind_key(std::string_view key) {
         sqlite3_reset(m_statement);
         require(sqlite3_bind_text(m_statement, 1, key.data(), static_cast<int>(key.size()),
@@ -40,7 +40,7 @@ public:
         sqlite3_reset(m_statement);
     }
 
-    // Ends a read, which would hold the file.
+    // Ends a read, which would keep the file locked.
     void reset() { sqlite3_reset(m_statement); }
 
     std::string_view blob() {
@@ -69,7 +69,7 @@ public:
 
     ~Sqlite_store() override {
         m_statements.reset();
-        sqlite3_close(m_file);  // which takes null as well
+        sqlite3_close(m_file);  // which accepts null
     }
 
     void open() override {

@@ -1,5 +1,5 @@
-// tdb without locks, transactions and syncs. Its hash table never grows, and its own choice of 131
-// chains is meant for small files, so it is told a number for this one.
+// tdb without locks, transactions and syncs. Its hash table never grows, and its default of 131
+// chains is for small files, so we set the number of chains.
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/types.h>

@@ -12,7 +12,7 @@ namespace {
 CLI::Option& add_options(CLI::App& command, Analysis_names& names, const std::string& help) {
     command
         .add_option("--stem", names.stem_language,
-                    "Take the endings from words of a language, such as english")
+                    "Remove the endings of words of a language, such as english")
         ->check(CLI::IsMember(stem_languages()).description(""))
         ->type_name("LANGUAGE");
     return *command.add_option("--analysis", names.kind, help)
@@ -35,7 +35,7 @@ void add_analysis_options(CLI::App& command, Analysis_names& names, Analysis_kin
 
 void add_analysis_options_of_container(CLI::App& command, Analysis_names& names) {
     add_options(command, names,
-                "How texts become concepts, for a container that does not say it: phrases, words "
+                "How texts become concepts, for a container of another program: phrases, words "
                 "or whitespace");
 }
 

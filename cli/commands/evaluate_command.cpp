@@ -23,7 +23,7 @@ namespace {
 
 constexpr const char* kNotes =
     R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
-is trained for this on the file of --train and not kept.
+is trained on the file of --train and not kept.
 
 Examples:
   zandrel evaluate shop.kc shop.test.tsv
@@ -98,13 +98,13 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
                         "Data file to learn after training, in bulks; -: standard input")
             ->check(error_of_file_name)
             ->type_name("FILE");
-    command.add_option("--bulk", options.bulk_size, "How many texts a bulk has")
+    command.add_option("--bulk", options.bulk_size, "Texts in a bulk")
         ->capture_default_str()
         ->check(CLI::Range(1, kLongestList).description(""))
         ->needs(learn)
         ->type_name("N");
     command.add_flag("--skip-bad", options.skips_bad_lines,
-                     "Leave bad data lines out and tell how many there are");
+                     "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
     add_jobs_option(command, options.jobs);
 }
@@ -112,11 +112,11 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
 void add_report_options(CLI::App& command, Evaluate_words& words) {
     command
         .add_option("--threshold", words.options.threshold,
-                    "Least score at which a label is given to a text, 0 to 1")
+                    "Least score of the labels that a text gets, 0 to 1")
         ->capture_default_str()
         ->check(error_of_share)
         ->type_name("T");
-    command.add_option("--confusions", words.confusion_count, "How many confusions to list")
+    command.add_option("--confusions", words.confusion_count, "Number of confusions to list")
         ->capture_default_str()
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
@@ -124,7 +124,7 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
                      "List precision, recall and F1 of each label; JSON always does");
     command
         .add_option("--explain", words.options.text_to_explain,
-                    "Say what each concept of this text adds to the score of its best label")
+                    "Print what each concept of this text adds to the score of its best label")
         ->type_name("TEXT");
     command.add_flag("--json", words.writes_json, "Print JSON");
 }
@@ -151,8 +151,7 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
 void add_evaluate_command(CLI::App& app) {
     const auto words = std::make_shared<Evaluate_words>();
     CLI::App* const command = app.add_subcommand(
-        "evaluate",
-        "Train on a file or load a model, classify another, and report quality and cost");
+        "evaluate", "Train or load a model, classify a data file, and report quality and cost");
     add_data_options(*command, words->options);
     add_training_options(*command, words->training);
     add_report_options(*command, *words);

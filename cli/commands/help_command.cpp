@@ -92,7 +92,8 @@ void add_help_command(CLI::App& app) {
     const auto words = std::make_shared<std::vector<std::string>>();
     CLI::App* const command =
         app.add_subcommand("help", "Print the help of a command, or a page on a topic");
-    command->add_option("TOPIC", *words, "A topic, or a command such as tree move; none: lists all")
+    command
+        ->add_option("TOPIC", *words, "A topic, or a command such as tree move; none: all topics")
         ->type_name("");
     command->footer(list_of_topics() +
                     "\n"

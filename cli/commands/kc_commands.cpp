@@ -71,7 +71,7 @@ void add_file(CLI::App& command, std::string& file) {
 void add_info(CLI::App& app) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command =
-        app.add_subcommand("info", "Say what a knowledge container is and holds");
+        app.add_subcommand("info", "Describe a knowledge container and its contents");
     add_file(*command, words->file);
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->footer(
@@ -85,12 +85,12 @@ void add_info(CLI::App& app) {
 void add_get(CLI::App& options) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command =
-        options.add_subcommand("get", "Print the settings, as an options file has them");
+        options.add_subcommand("get", "Print the settings as an options file");
     add_file(*command, words->file);
     command->add_option("KEY", words->key, "The setting to print; none: all")->type_name("");
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->footer(
-        "A value that a classifier has for itself is a comment behind the line.\n"
+        "If a classifier has another value, a comment on the line gives it.\n"
         "\n"
         "Examples:\n"
         "  zandrel options get shop.kc\n"
@@ -110,7 +110,7 @@ void add_set(CLI::App& options) {
         ->type_name("");
     add_wait_option(*command, words->seconds_to_wait);
     command->footer(
-        "Settings that are not named stay as they are.\n"
+        "All other settings stay as they are.\n"
         "\n"
         "Example:\n"
         "  zandrel options set shop.kc ClipValue=2\n"

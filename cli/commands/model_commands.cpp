@@ -31,8 +31,8 @@ namespace {
 
 constexpr const char* kTrainNotes =
     R"(The labels and texts of all data files are trained together. A file that is not a container is not
-overwritten, and a container is replaced only with --replace. Where --set and --options give no value,
-train chooses some settings of the new container: info lists them.
+overwritten, and a container is replaced only with --replace. If --set and --options do not give a
+value, train chooses it for some settings of the new container; info lists them.
 
 Examples:
   zandrel train shop.kc shop.train.tsv
@@ -41,8 +41,8 @@ Examples:
 See also: zandrel help containers, data, analysis, settings)";
 
 constexpr const char* kLearnNotes =
-    R"(The texts of all data files are learned as one bulk. The container is replaced as a whole, or stays as
-it was. learn warns if the limits of the container make it forget.
+    R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as
+a whole, or stays as it was. learn warns if the limits of the container make it forget.
 
 Example:
   zandrel learn shop.kc new.tsv --add-categories
@@ -51,11 +51,11 @@ See also: zandrel help containers, data, analysis, settings)";
 
 constexpr const char* kClassifyNotes =
     R"(classify prints exactly one line for each line of input: `label<TAB>score` for each label, best first,
-parted by tabs; an empty line where there is no result. With --jsonl the line is an object of
-`categories`, a list of objects of `category`, `path` and `score`. Each answer is handed on before the
-next line is waited for. A line longer than --max-line has an empty line, or an object of `error`; it is
-reported on standard error, and the exit status is 65. With --jobs 4 four processes share the lines; the
-output is the same.
+separated by tabs, or an empty line if there is no result. With --jsonl the line is an object of
+`categories`, a list of objects of `category`, `path` and `score`. classify prints each answer before it
+waits for the next line. For a line longer than --max-line it prints an empty line, or an object of
+`error`, and reports it on standard error; the exit status is then 65. With --jobs 4 four processes
+share the lines; the output is the same.
 
 Examples:
   zandrel classify shop.kc messages.txt
@@ -65,9 +65,9 @@ Examples:
 See also: zandrel help containers, analysis, editing)";
 
 constexpr const char* kExplainNotes =
-    R"(explain prints each line, and below it what its concepts add to the score: of its best label, or of the
-node of --category. Concepts that the model does not know are marked. A line longer than --max-line is not
-explained but reported on standard error, and the exit status is 65.
+    R"(explain prints each line, and below it what its concepts add to the score of its best label, or of the
+node --category. Concepts that the model does not know are marked. A line longer than --max-line is only
+reported on standard error, and the exit status is then 65.
 
 Example:
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
@@ -97,7 +97,7 @@ void add_data_arguments(CLI::App& command, std::vector<std::string>& data_files)
 template <class Options>
 void add_line_options(CLI::App& command, Options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
-                     "Leave bad data lines out and tell how many there are");
+                     "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
 }
 
@@ -140,9 +140,8 @@ void add_train(CLI::App& app) {
     add_training_options(*command, words->training);
     command->add_flag("--replace", words->options.replaces,
                       "Replace the container if there is one");
-    command->add_flag(
-        "--compact", words->options.compact,
-        "Leave out what only learning needs: a smaller file, which can classify alone");
+    command->add_flag("--compact", words->options.compact,
+                      "Leave out data for learning: a smaller file that can only classify");
     add_wait_option(*command, words->options.seconds_to_wait);
     add_line_options(*command, words->options);
     add_json_option(*command, words->writes_json);
@@ -164,8 +163,7 @@ void learn(Learn_words& words) {
 
 void add_learn(CLI::App& app) {
     const auto words = std::make_shared<Learn_words>();
-    CLI::App* const command =
-        app.add_subcommand("learn", "Take further data files into a knowledge container");
+    CLI::App* const command = app.add_subcommand("learn", "Learn further data files");
     add_kc_argument(*command, words->options.kc_file);
     add_data_arguments(*command, words->options.data_files);
     command->add_flag("--add-categories", words->options.adds_categories,
@@ -251,11 +249,12 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
     CLI::App* const command = app.add_subcommand(name, description);
     add_kc_argument(*command, words.kc_file);
     command
-        ->add_option("FILE", words.text_file, "File with a text a line; none or -: standard input")
+        ->add_option("FILE", words.text_file,
+                     "File with one text on each line; none or -: standard input")
         ->type_name("");
     command
         ->add_option("--column", words.column,
-                     "The text of a line begins at its column N, after N-1 tabs: 2 in data files")
+                     "The text begins at column N of its line, after N-1 tabs: 2 for data files")
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
@@ -269,7 +268,7 @@ void add_classify(CLI::App& app, Command_result& result) {
     CLI::App& command =
         add_filter(app, "classify", "Print the best labels for each line of text", *words);
     command
-        .add_option("-k", words->classify.wanted_labels, "How many labels to print for each line")
+        .add_option("-k", words->classify.wanted_labels, "Number of labels to print for each line")
         ->capture_default_str()
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");
@@ -286,7 +285,7 @@ void add_explain(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Filter_words>();
     CLI::App& command =
         add_filter(app, "explain",
-                   "Say what each concept of a line adds to the score of its best label", *words);
+                   "Print what each concept of a line adds to the score of its best label", *words);
     command
         .add_option("--category", words->category,
                     "Explain the score of this node instead, such as root/sport")
@@ -294,7 +293,7 @@ void add_explain(CLI::App& app, Command_result& result) {
         ->type_name("PATH");
     command
         .add_option("--top", words->explain.top,
-                    "How many concepts to show for each line, the greatest effect first; "
+                    "Number of concepts to show for each line, the greatest effect first; "
                     "otherwise all")
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");

@@ -31,7 +31,7 @@ void add_wait_option(CLI::App& command, double& seconds) {
     constexpr double kLongest = 1e9;
     command
         .add_option("--wait", seconds,
-                    "How long to wait while another process changes the container")
+                    "Longest time to wait while another process changes the container")
         ->capture_default_str()
         ->check([](const std::string& text) -> std::string {
             double number = 0.0;
@@ -46,8 +46,7 @@ void add_wait_option(CLI::App& command, double& seconds) {
 void add_max_line_option(CLI::App& command, std::size_t& bytes) {
     // The text analysis takes no longer text.
     constexpr std::size_t kLongest = 2147483647;
-    command
-        .add_option("--max-line", bytes, "Longest line in bytes; a longer one is never kept whole")
+    command.add_option("--max-line", bytes, "Longest line in bytes; a longer one is an error")
         ->capture_default_str()
         ->check([](const std::string& text) -> std::string {
             std::size_t number = 0;
@@ -63,8 +62,7 @@ void add_max_line_option(CLI::App& command, std::size_t& bytes) {
 void add_jobs_option(CLI::App& command, std::size_t& jobs) {
     // Each needs a process and some memory of its own; no machine gains from more.
     constexpr int kMostJobs = 256;
-    command
-        .add_option("--jobs", jobs, "Processes that classify side by side, once the model is read")
+    command.add_option("--jobs", jobs, "Number of processes that classify at the same time")
         ->capture_default_str()
         ->check(CLI::Range(1, kMostJobs).description(""))
         ->type_name("N");

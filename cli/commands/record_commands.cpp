@@ -17,15 +17,15 @@ namespace cli {
 namespace {
 
 constexpr const char* kDumpNotes =
-    R"(Record files keep blobs under keys. dump shows header, index, items and holes; of a container it shows
-what is in each item and the checksums of the seal.
+    R"(A record file stores blobs under keys. dump shows header, index, items and holes of a record file, and
+the contents of each item and the checksums of the seal of a container.
 
 Example:
   zandrel dump messages.dat)";
 
 constexpr const char* kCheckNotes =
-    R"(Record files keep blobs under keys. check says whether every block is what the index says; of a
-container it verifies the seal.
+    R"(A record file stores blobs under keys. check compares every block of a record file with the index, and
+verifies the seal of a container.
 
 Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 lost, damaged,
 or neither a record file nor a container.
@@ -33,7 +33,7 @@ or neither a record file nor a container.
 Example:
   zandrel check messages.dat)";
 
-// What both commands are given.
+// The words of both commands.
 struct Record_words {
     std::string file;
     bool writes_json = false;
@@ -86,11 +86,11 @@ CLI::App& add_record_command(CLI::App& app, const char* name, const char* descri
 void add_record_commands(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Record_words>();
     CLI::App& dump = add_record_command(
-        app, "dump", "Show what is in a record file or a container's file", *words);
+        app, "dump", "Show the contents of a record file or a container's file", *words);
     dump.footer(kDumpNotes);
     dump.callback([words] { print_dump(*words); });
     CLI::App& check = add_record_command(
-        app, "check", "Say in what condition a record file or a container's file is", *words);
+        app, "check", "Check a record file or a container's file for damage", *words);
     check.footer(kCheckNotes);
     check.callback([words, &result] { print_check(*words, result); });
 }

@@ -19,21 +19,21 @@ namespace cli {
 namespace {
 
 constexpr const char* kCheckNotes =
-    R"(The file has a rule a line. Empty lines and those that begin with # are skipped. Rules are the small
-expressions that pick nodes of a knowledge by hand.
+    R"(The file has one rule on each line. Empty lines and lines that begin with # are skipped. Rules are
+expressions by which a rule node chooses among its children.
 
 Example:
   zandrel rules check shop.rules)";
 
 constexpr const char* kExplainNotes =
-    R"(A rule that begins with - follows the argument --.
+    R"(Put -- before a rule that begins with -.
 
 Example:
   zandrel rules explain '"parcel" & $size(n) > 5')";
 
 constexpr const char* kEvalNotes =
-    R"(The rule is tried on a message of the pairs given with --set and the words of --text; without --text it
-has no words at all. A rule that begins with - follows the argument --.
+    R"(The rule is evaluated for a message with the pairs of --set and the words of --text; without --text the
+message has no words. Put -- before a rule that begins with -.
 
 Example:
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7)";
@@ -90,8 +90,10 @@ void add_rules_check(CLI::App& rules, Command_result& result) {
 
     const auto words = std::make_shared<Words>();
     CLI::App* const command =
-        rules.add_subcommand("check", "Say which rules of a file are wrong, and why");
-    command->add_option("FILE", words->file, "File with a rule a line; none or -: standard input")
+        rules.add_subcommand("check", "List the wrong rules of a file, with the reasons");
+    command
+        ->add_option("FILE", words->file,
+                     "File with one rule on each line; none or -: standard input")
         ->type_name("");
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->footer(kCheckNotes);
@@ -125,7 +127,7 @@ void add_rules_eval(CLI::App& rules) {
         ->type_name("TEXT");
     command
         ->add_option("--score", words->subject.score,
-                     "The score with which the rule's classifier is entered")
+                     "The score with which the walk enters the rule's classifier")
         ->capture_default_str()
         ->check(error_of_score)
         ->type_name("X");
@@ -143,7 +145,7 @@ void add_rule_commands(CLI::App& app, Command_result& result) {
     add_rules_check(*rules, result);
     add_rules_explain(*rules);
     add_rules_eval(*rules);
-    rules->footer("Rules are the small expressions that pick nodes of a knowledge by hand.");
+    rules->footer("Rules are expressions by which a rule node chooses among its children.");
 }
 
 }  // namespace cli

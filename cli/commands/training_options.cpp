@@ -28,16 +28,16 @@ void add_training_options(CLI::App& command, Training_words& words) {
         ->type_name("FILE");
     command
         .add_option("--set", words.assignments,
-                    "A setting of the engine, such as ProfileSize=3000; wins over the file")
+                    "A setting of the engine, such as ProfileSize=3000; overrides the file")
         ->allow_extra_args(false)
         ->type_name("KEY=VALUE");
     command
         .add_option("--groups", words.groups_file,
-                    "File with lines of group and label: a tree of two levels")
+                    "File with lines of group and label, for a tree of two levels")
         ->check(error_of_file_name)
         ->type_name("FILE");
     command.add_flag("--bootstrap", words.bootstraps,
-                     "Start from the titles and keywords of the training data alone");
+                     "Use only the titles and keywords of the training data");
 }
 
 Model_options model_options(Training_words& words) {

@@ -27,17 +27,18 @@ namespace cli {
 namespace {
 
 constexpr const char* kTreeNotes =
-    R"(An edit that is refused leaves the file as it was.
+    R"(A refused edit leaves the file as it was.
 
 See also: zandrel tree move --help, zandrel help editing)";
 
 constexpr const char* kApplyNotes =
     R"(A line is an edit as on the command line, without "zandrel tree" and the KC:
-  # parcels get a classifier of their own
+  # parcels get their own classifier
   add root/parcels --type stat
   move root/delivery root/parcels --forget
   rename root/refund 'money back'
-A name with blanks is between ' and ', or " and ". Empty lines and those that begin with # are skipped.
+Put a name with blanks between ' and ', or between " and ". Empty lines and lines that
+begin with # are skipped.
 
 The container is read and written once. If an edit is refused, a message names its line, and the file
 stays as it was.)";
@@ -97,10 +98,10 @@ void add_show(CLI::App& tree) {
     const auto words = std::make_shared<Show_words>();
     CLI::App* const command = tree.add_subcommand("show", "Show the tree, children by name");
     add_file(*command, words->file);
-    command->add_option("PATH", words->path, "The node to begin with; none: the root")
+    command->add_option("PATH", words->path, "The first node to show; none: the root")
         ->check(error_of_path)
         ->type_name("");
-    command->add_option("--depth", words->depth, "How many levels to show below that node")
+    command->add_option("--depth", words->depth, "Number of levels to show below that node")
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->add_flag("--json", words->writes_json, "Print JSON");
@@ -145,10 +146,9 @@ void add_apply(CLI::App& tree) {
     };
 
     const auto words = std::make_shared<Words>();
-    CLI::App* const command =
-        tree.add_subcommand("apply", "Carry out the edits of a file, all of them or none");
+    CLI::App* const command = tree.add_subcommand("apply", "Make all edits of a file, or none");
     add_file(*command, words->target.file);
-    command->add_option("FILE", words->file, "File with an edit a line; -: standard input")
+    command->add_option("FILE", words->file, "File with one edit on each line; -: standard input")
         ->required()
         ->check(error_of_file_name)
         ->type_name("");

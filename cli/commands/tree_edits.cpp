@@ -28,22 +28,22 @@ void add_path(CLI::App& command, std::string& path) {
 
 void add_attributes(CLI::App& command, Edit_words& words) {
     add_path(command, words.path);
-    command.add_option("--type", words.type, "What the node is: leaf, rule or stat")
+    command.add_option("--type", words.type, "Type of the node: leaf, rule or stat")
         ->check(CLI::IsMember({"leaf", "rule", "stat"}).description(""))
         ->type_name("TYPE");
     command.add_option("--rule", words.rule, "Rule that selects the node, or default")
         ->type_name("RULE");
     command
         .add_option("--threshold", words.threshold,
-                    "Least score at which classification goes on below the node, 0 to 1; a rule "
-                    "node and what is below it: any number")
+                    "Least score with which classification continues below the node, 0 to 1; for a "
+                    "rule node and all nodes below it: any number")
         ->check(error_of_number)
         ->type_name("X");
     CLI::Option* const score =
         command.add_flag("--score", words.is_scored, "The node can be a result");
     command
         .add_flag("--no-score", words.is_not_scored,
-                  "The node is no result where only scored nodes are wanted")
+                  "The node is not a result, unless all nodes are requested")
         ->excludes(score);
     command.add_option("--note1", words.note1, "A note")->type_name("TEXT");
     command.add_option("--note2", words.note2, "Another note")->type_name("TEXT");
@@ -55,12 +55,12 @@ void add_move_words(CLI::App& command, Edit_words& words) {
         ->required()
         ->type_name("");
     command.add_flag("--forget", words.may_forget,
-                     "Move it also if what classifiers have learned of it is lost");
+                     "Move it even if classifiers forget what they have learned of it");
 }
 
 void add_rename_words(CLI::App& command, Edit_words& words) {
     add_path(command, words.path);
-    command.add_option("NAME", words.target, "The name, in which / and \\ are themselves")
+    command.add_option("NAME", words.target, "The name, with / and \\ as they are")
         ->required()
         ->type_name("");
 }
@@ -68,7 +68,7 @@ void add_rename_words(CLI::App& command, Edit_words& words) {
 void add_delete_words(CLI::App& command, Edit_words& words) {
     add_path(command, words.path);
     command.add_flag("--keep-concepts", words.keeps_concepts,
-                     "Leave what its messages brought to the statistics of all concepts");
+                     "Keep the counts of its messages in the statistics of all concepts");
 }
 
 unsigned char type_of(const std::string& name) {
@@ -135,17 +135,17 @@ constexpr Edit_kind kKinds[] = {
     {"add", "Add a node; the last name of the path is the new one",
      "A new node has learned nothing. Without --type it is a leaf.",
      "zandrel tree add shop.kc root/parcels --type stat", add_attributes, make_add},
-    {"set", "Change what a node is", "What is not named stays as it is.",
+    {"set", "Change a node", "Attributes that are not given stay as they are.",
      "zandrel tree set shop.kc root/parcels --threshold 0.2 --note1 slow", add_attributes,
      make_set},
-    {"move", "Move a node with all below it",
+    {"move", "Move a node with all nodes below it",
      "A statistical classifier forgets what it has learned of a node that leaves it, and the\n"
      "new one has to learn the node. Such a move is refused, with a list of what would be\n"
      "forgotten, unless --forget is given.",
      "zandrel tree move shop.kc root/delivery root/parcels --forget", add_move_words, make_move},
     {"rename", "Give a node another name", "", "zandrel tree rename shop.kc root/parcels packets",
      add_rename_words, make_rename},
-    {"delete", "Delete a node with all below it", "What is deleted cannot be brought back.",
+    {"delete", "Delete a node with all nodes below it", "A deleted node cannot be restored.",
      "zandrel tree delete shop.kc root/parcels", add_delete_words, make_delete},
 };
 

@@ -7,52 +7,52 @@ namespace cli {
 namespace {
 
 constexpr std::string_view kContainers =
-    R"(A knowledge container (KC) is the file of a trained model. train makes one, and learn takes further
-texts in as one bulk. Both replace the file as a whole, or leave it as it was. train does not
-overwrite a file that is not a container, and replaces a container only with --replace.
+    R"(A knowledge container (KC) is the file of a trained model. train makes it, and learn adds further
+texts to it as one bulk. Both replace the whole file, or leave it as it was. train does not overwrite
+a file that is not a container, and replaces a container only with --replace.
 
-While one process changes a container, another is refused, or waits for it with --wait. The new file
-has the owner, group, permissions, access lists and extended attributes of the old one, as far as the
-system allows; hard links are separated. There are hidden files beside a container: the lock
-.NAME.lock, which the program removes at the end, and the unfinished .NAME.tmp-XXXXXX. If a process is
-killed, the next change removes both.
+While one process changes a container, a second one is refused, or waits with --wait. The new file has
+the owner, group, permissions, access lists and extended attributes of the old one, as far as the
+system allows; hard links are separated. While a container is changed there are two hidden files beside
+it: the lock .NAME.lock, and the unfinished .NAME.tmp-XXXXXX. The program removes both. If a process
+is killed, the next change removes them.
 
-A container keeps how its texts were analysed, so --analysis and --stem are needed only for a container
-of another program. A compact container is smaller, and can classify but not learn.
+A container records how its texts were analysed, so --analysis and --stem are needed only for a
+container of another program. A compact container is smaller, and can classify but not learn.
 
-A container has a seal, checksums that each command verifies. A damaged container is refused, with a
-sentence about the damage. A container without a seal is read as well; info says whether there is one.)";
+A container has a seal: checksums that each command verifies. A damaged container is refused, with a
+sentence about the damage. A container without a seal is read too; info reports if there is one.)";
 
 constexpr std::string_view kData =
-    R"(A data file has a line `label[,label]<TAB>text` for each text, in UTF-8. Line ends may be LF or CR LF;
-empty lines are skipped. With --bootstrap the training file has the columns
-`label[,label]<TAB>text<TAB>title<TAB>keywords`, of which only the last two are learned. The file `-` is
+    R"(A data file has a line `label[,label]<TAB>text` for each text, in UTF-8. Lines end with LF or CR LF.
+Empty lines are skipped. With --bootstrap the training file has the columns
+`label[,label]<TAB>text<TAB>title<TAB>keywords`; only title and keywords are learned. The file `-` is
 standard input. A line longer than --max-line bytes is a bad line, and is never in memory whole.
 
 train and evaluate warn about header lines, bytes that are not UTF-8, too many labels, labels with a
 single text, labels that differ only in case or blanks, and a test without a known label.
 
-A file of groups (--groups) has a line `group<TAB>label` for each label that is in a group. Each group
-gets a classifier of its own below that of the groups, and a label's score is the product of both.
-Labels that are in no group are beside the groups. A node with few children weighs words better than
-one with many.)";
+A file of groups (--groups) has a line `group<TAB>label` for each label of a group. One classifier
+chooses the group, and each group has a classifier for its labels. The score of a label is the product
+of both scores. Labels without a group are on the level of the groups. A node with few children weighs
+words better than a node with many.)";
 
 constexpr std::string_view kAnalysis =
-    R"(--analysis says how texts become concepts:
-  phrases     as words, but each digit becomes 0, each punctuation mark or symbol is a concept too,
-              and so is each pair of neighbours; no stop words are left out, since short texts lose
-              up to 16 points of accuracy without them
-  words       case and width are folded; runs of letters, marks and numbers are words, and so is
-              each Han, Hiragana or Katakana character; what is no UTF-8 separates
-  whitespace  what is between ASCII white space, bytes unchanged
+    R"(--analysis chooses how texts become concepts:
+  phrases     as words, but each digit becomes 0; each punctuation mark, each symbol and each pair of
+              neighbours is a concept too; stop words are kept, since leaving them out costs up to
+              16 points of accuracy on short texts
+  words       case and width are folded; a word is a run of letters, marks and numbers, or one
+              Han, Hiragana or Katakana character; other characters and invalid UTF-8 separate words
+  whitespace  a concept is a run of bytes between ASCII white space, unchanged
 
---stem LANGUAGE takes the endings from the words of phrases or words first.)";
+--stem LANGUAGE removes the endings of words first; it is for phrases and words.)";
 
 constexpr std::string_view kSettings =
-    R"(The engine has settings, such as ProfileSize=3000. train and evaluate take them by --set KEY=VALUE and
-from a file of lines KEY=VALUE by --options FILE; --set wins. options get prints the settings of a
-container as such a file, and options set changes them. Unknown keys and values without a meaning are
-refused. Most settings are integers:
+    R"(The engine has settings, such as ProfileSize=3000. train and evaluate read them from --set KEY=VALUE and
+from a file with lines KEY=VALUE, --options FILE; --set overrides the file. options get prints the
+settings of a container as such a file, and options set changes them. Unknown keys and
+values without a meaning are refused. Most settings are integers:
   0 or 1          SuppressM, FullPropogation, each setting that begins with Use, and (only in a file)
                   PositiveMethod and GeomAverage
   0 to 255        PLifeExpectancy
@@ -63,79 +63,79 @@ refused. Most settings are integers:
                   DeletePFactor, KeywordsSmlWeight, TitleSmlWeight, CannedSmlWeight,
                   WeakenSmallCatsFactor, AgeAdjustment
   sqrt or linear  LearnSpeedScale
-An empty value and leave keep the setting as it is.
+An empty value or the word leave keeps the setting as it is.
 
-Where --set and --options give no value, train chooses some settings of a new container: info lists
-them. With UseExtParms=0 none of the settings given is used, and a warning names them; the program's
-choices are used as if nothing had been given.
+If --set and --options do not give a value, train chooses it for some settings of a new container;
+info lists them. UseExtParms=0 switches all given settings off: the program uses its own choices, and a
+warning names the settings that are off.
 
-learn scales a label of average size down when it has more than 3,000 texts (AverageRlimit), so that
-a container keeps its size and follows changes. It warns if the limits of a container make learning
-forget, as those of older versions do.)";
+learn scales old texts of a label of average size down when it has more than 3,000 texts
+(AverageRlimit), so that a container keeps its size and follows changes. It warns if the limits of a
+container make it forget. Containers of older versions have such limits.)";
 
 constexpr std::string_view kEditing =
-    R"(tree edits the tree of a container, and options set its settings. A PATH has the names from the root
-down, the root's own first, with / between them and \ in front of a / or \ in a name.
+    R"(tree edits the tree of a container, and options set changes its settings. A PATH contains the names from
+the root down, the root's own first, with / between them and \ in front of a / or \ in a name.
 
-Each edit is checked first. One that is refused leaves the file as it was, with exit status 64 for a
-path that leads nowhere or a bad value, and 65 for what the tree does not allow. A compact container
-takes only those edits for which its statistical classifiers need no statistics.
+Each edit is checked first. A refused edit leaves the file as it was. The exit status is then 64 for a
+path that does not exist or a bad value, and 65 for an edit that the tree does not allow. A compact
+container allows only edits for which its statistical classifiers need no statistics.
 
-A new node has learned nothing, and deleting one, with all below it, cannot be taken back. Nor can
-moving one below another statistical classifier: the old classifier forgets what it learned of the node,
+A new node has learned nothing. Deleting a node, with all nodes below it, cannot be undone. Neither can
+a move below another statistical classifier: the old classifier forgets what it has learned of the node,
 and the new one has to learn it. So tree move refuses such a move (64) and says what would be forgotten;
 with --forget it moves the node.
 
-tree apply carries out the edits of a file, one on each line, and writes the container once. A line that
-is refused is named with its number (65), and the file stays as it was.
+tree apply makes the edits of a file, one on each line, and writes the container once. If an edit is
+refused (65), the message names its line, and the file stays as it was.
 
-The threshold of a node is a score from 0 to 1. A rule node compares it with the values of rules, and
-below a rule node scores contain such values: there it may be any finite number.)";
+The threshold of a node is a score from 0 to 1. A rule node compares its threshold with the values of
+rules, and scores below a rule node are products with such values. So the threshold of a rule node, and
+of a node below it, may be any finite number.)";
 
 constexpr std::string_view kFigures =
     R"(Figures of evaluate:
-  accuracy    texts whose best label is one of theirs
-  macro F1    of the best labels: the mean of F1 over the labels that test texts have
-  score >= T  precision, recall and F1 of the labels given, which are those with a score of at least
-              T (--threshold): over all decisions (micro), and as means over the labels that test
-              texts have (macro)
-  ECE         expected calibration error, over 15 bins: how far scores are from the shares of right
-              labels, of the best labels and of all pairs of text and label
+  accuracy    share of texts whose best label is one of their labels
+  macro F1    F1 of the best labels, as the mean over the labels of the test texts
+  score >= T  precision, recall and F1 of all labels with a score of at least T (--threshold): over all
+              decisions (micro), and as means over the labels of the test texts (macro)
+  ECE         expected calibration error, over 15 bins: the distance of scores from the shares of right
+              labels, for the best labels and for all pairs of text and label
   Brier score squared error of the scores, summed over the labels, mean over the texts
-  without tables  the same of raw scores, which the likelihood tables have not corrected
-  loading     CPU time of reading the model, where it was not trained
-  learning    the model before the first bulk of --learn and after each: concepts in all, mean and
-              greatest number of them in a profile; all other figures are of the model before it
+  without tables  the same for raw scores, without the correction by likelihood tables
+  loading     CPU time of reading the model, if it was not trained
+  learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
+              and greatest number in a profile; all other figures are of the model before --learn
 
-JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are those at the threshold,
-`macro_f1_top` is that of the best labels; further `accuracy`, `ece_top`, `ece_pairs`, `brier`,
-`without_tables`, `learning` and more; of `training` and `loading` one is null. An explanation says
-what each concept adds to the score of the best label.)";
+JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top` is
+for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`, `without_tables`,
+`learning` and more. One of `training` and `loading` is null. An explanation contains what each concept
+adds to the score of the best label.)";
 
 constexpr std::string_view kExitStatus =
     R"(The exit status is 0 for success, or:
     1  check: the file is repairable
     3  something failed after the container had been changed: do not repeat the command
    64  wrong usage
-   65  bad data
+   65  invalid or damaged data, or an edit that the tree does not allow
    66  a file that cannot be read
    70  a failure of the program
-   74  output that cannot be written, or a container that another process is changing (still is, after
-       --wait)
+   74  output that cannot be written, or a container that another process is changing, also after
+       --wait
   129  ended by SIGHUP
   130  ended by Ctrl-C
   143  ended by SIGTERM
 
 Long work shows its progress and the remaining time on a terminal. Ctrl-C, SIGTERM and SIGHUP end it. A
-second signal ends it at once, as does the first one while it reads data.)";
+second signal ends it at once, and so does the first one while the program reads data.)";
 
 constexpr Help_topic kTopics[] = {
     {"containers", "The files of models: how they are replaced, locked and sealed", kContainers},
     {"data", "Data files and files of groups", kData},
     {"analysis", "How texts become concepts", kAnalysis},
-    {"settings", "The settings of the engine, and what train chooses", kSettings},
-    {"editing", "Paths of nodes, and what edits of a tree do", kEditing},
-    {"figures", "What the figures of evaluate are", kFigures},
+    {"settings", "The settings of the engine, and the choices of train", kSettings},
+    {"editing", "Paths of nodes, and edits of a tree", kEditing},
+    {"figures", "The figures of evaluate", kFigures},
     {"exit-status", "Exit statuses and signals", kExitStatus},
 };
 

@@ -48,7 +48,7 @@ BARS = [
 LOADS = {"load to classify, s": 0.3, "load to learn, s": 1.2}
 PEAKS = {"train": 220, "classify": 120}
 ANALYSIS = 12
-# Of rules with so many operators.
+# For rules with so many operators.
 RULES = {1: 1.5, 10: 1.0, 100: 1.0}
 RECORD_FILE = 1.28
 BENCHMARKS = ROOT / "build" / "release" / "bench"
@@ -69,7 +69,7 @@ def print_head():
 
 
 def print_bars(medians_of_corpora, own_figures, of_parts):
-    """`own_figures` are (job, figure, aim), and those of parts (job, anchor, figure, aim)."""
+    """`own_figures` are (job, figure, aim); the figures of parts are (job, anchor, figure, aim)."""
     print_head()
     for bar in BARS:
         if bar.corpus in medians_of_corpora:
@@ -89,7 +89,7 @@ def print_row(job, anchor, figure, aim):
 
 
 def own_figures(corpus, medians, model, folder, runs):
-    """What is measured on 20ng without a peer. `model` is the full file of its phrases."""
+    """The measurements on 20ng without a peer. `model` is the full file of its phrases."""
     figures = [(f"peak memory {phase} {corpus.name}, phrases, MB",
                 getattr(medians[PHRASES], f"{phase}_bytes") / 1e6, aim)
                for phase, aim in PEAKS.items()]
@@ -100,8 +100,8 @@ def own_figures(corpus, medians, model, folder, runs):
 
 
 def seconds_of_loads(model, folder, runs):
-    """CPU time of whole processes that only load a file: one classifies nothing; the other is to
-    learn a label that the model does not know, which is refused when the model has been read."""
+    """CPU time of whole processes that only load a file: one classifies no text. The
+    other is asked to learn an unknown label, and refuses after it has read the model."""
     nothing, unknown = (pathlib.Path(folder) / name for name in ("nothing", "unknown"))
     nothing.write_bytes(b"")
     unknown.write_bytes(b"a label of no corpus\ttext\n")
@@ -122,7 +122,7 @@ def analysis_of(corpus):
 
 
 def figures_of_parts(folder):
-    """Parts of the library that have benchmarks with an anchor of their own."""
+    """The parts of the library whose benchmarks have their own anchor."""
     rules, records = "zandrel_rules_bench", "zandrel_record_file_bench"
     build_targets(rules, records)
     output = folder / "benchmarks"
@@ -135,7 +135,7 @@ def figures_of_parts(folder):
 
 
 def rule_ratios(result):
-    """Of the output of Google Benchmark. The anchor has its variables as numbers already. RAISES:
+    """Ratios from the output of Google Benchmark. The variables of the anchor are numbers. RAISES:
     Failure if a benchmark has another name."""
     times = {one["name"]: one["cpu_time"] for one in result["benchmarks"]}
     try:

@@ -10,7 +10,7 @@ from .processes import run_all
 from .program import PROGRAM
 
 SYSTEM_PYTHON = "/usr/bin/python3"
-# What fastText's guide parts from words.
+# The characters that fastText's guide separates from words.
 PUNCTUATION = re.compile(r"([.!?,'/()])")
 SKLEARN_JOB = pathlib.Path(__file__).with_name("sklearn_job.py")
 
@@ -31,9 +31,9 @@ class Outcome:
 
 
 class Contestant:
-    """A program that writes a model in one process, or several, and reads it in another. A
-    subclass has `name` and `prepare`, which writes what it reads and sets `_train` and `_classify`,
-    lists of commands; `_labels` reads the results."""
+    """A program that writes a model in one or several processes, and reads it in another. A subclass
+    has `name`, `prepare` and `_labels`. `prepare` writes the input files and sets the lists of
+    commands `_train` and `_classify`; `_labels` reads the results."""
 
     _good_statuses = (0,)  # of classifying
 
@@ -92,7 +92,7 @@ class FastText(Peer):
 
     def prepare(self, corpus, folder):
         super().prepare(corpus, folder)
-        # Numbers, since labels may hold blanks, which fastText's may not.
+        # Numbers, since labels may contain blanks, but labels of fastText may not.
         self._names = labels_of(corpus.train)
         number_of = {label: number for number, label in enumerate(self._names)}
         train, test, model = (self._folder / name for name in ("train", "test", "model"))
@@ -144,7 +144,7 @@ class Sklearn(Peer):
 class Bogofilter(Peer):
     name = "bogofilter"
     package = "bogofilter"
-    _good_statuses = (0, 1, 2)  # what it thinks of the last text; 3 is an error
+    _good_statuses = (0, 1, 2)  # the class of the last text; 3 is an error
 
     def is_installed(self):
         return shutil.which("bogofilter") is not None
@@ -163,7 +163,7 @@ class Bogofilter(Peer):
         database = self._folder / "database"
         database.mkdir()
         program = ["bogofilter", "-C", "-d", str(database), "-M", "-I"]
-        # The database would go on learning where the run before ended.
+        # Otherwise the database would continue to learn after the run before.
         self._train = [["rm", "-f", str(database / "wordlist.db")]] + [
             program + [str(self._mailbox(label)), flag]
             for label, flag in zip(self._names, ("-n", "-s"))]

@@ -15,8 +15,8 @@ class Corpus:
 
 
 def find_corpora(folder, names=None):
-    """The corpora of a folder by name, or those of the given names. RAISES: Failure if there are
-    none or one of the names is missing."""
+    """The corpora of a folder by name, or only the given names. RAISES: Failure if there are none or
+    if a name is missing."""
     folder = pathlib.Path(folder)
     if not folder.is_dir():
         raise Failure(f"{folder}: no such folder")
@@ -40,7 +40,7 @@ def _pairs_of_files(folder):
 
 def read_texts(path):
     """Yields (labels, text) of each data line, as the program zandrel reads it. One at a time,
-    since what this process holds in memory would count for the programs that it measures."""
+    since the memory of this process would count as memory of the programs that it measures."""
     with open(path, encoding="utf-8-sig", errors="replace", newline="\n") as file:
         for number, line in enumerate(file, 1):
             line = line.rstrip("\n").removesuffix("\r")
@@ -53,7 +53,7 @@ def read_texts(path):
 
 
 def check_texts(corpus):
-    """RAISES: Failure if one of the files has no word: its figures would say nothing."""
+    """RAISES: Failure if one of the files has no word: its figures would have no meaning."""
     for path in (corpus.train, corpus.test):
         if not any(character.isalnum() for _, text in read_texts(path) for character in text):
             raise Failure(f"{path}: no text with a word")
@@ -65,7 +65,7 @@ def labels_of(path):
 
 
 def share_of_right(path, predicted):
-    """The share of texts whose predicted label is one of theirs. RAISES: Failure if there is not
+    """The share of texts whose predicted label is one of their labels. RAISES: Failure if there is not
     one prediction for each text, or no text."""
     right = count = 0
     for (labels, _), label in _in_step(path, predicted):

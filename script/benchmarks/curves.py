@@ -1,8 +1,8 @@
 """How the cost of the program grows with its input: tables, and a plot of each curve.
 
-Each curve changes one thing of made-up texts and leaves the others. For example, that of categories has
-always 6,000 texts, of 10 to 3,000 labels. If a curve is a straight line of slope 1 in the plot, whose
-axes are logarithmic, the cost grows as fast as the input.
+Each curve changes one property of made-up texts and keeps the others. For example, the curve of
+categories always has 6,000 texts, with 10 to 3,000 labels. If a curve is a straight line of slope 1
+in the plot, whose axes are logarithmic, the cost grows as fast as the input.
 """
 import dataclasses
 import math
@@ -22,7 +22,7 @@ Made-up texts, analysis `words`. CPU seconds of whole processes, user and system
 train      a new container of all texts
 learn      500 further texts, with load and save
 load       the container, to classify no text
-classify   1,000 texts, without that load
+classify   1,000 texts, without the load
 growth     the factor of the cost between the last two points, and between their x
 """
 PHASES = ("train", "learn", "load", "classify")
@@ -101,7 +101,7 @@ def recipe_of(name, x):
 
 
 def measure_point(name, x, runs, folder):
-    # In a process of its own, since what this process holds in memory would count for the program.
+    # In another process, since the memory of this process would count as memory of the program.
     writer = multiprocessing.get_context("fork").Process(target=write_parts,
                                                          args=(recipe_of(name, x), folder))
     writer.start()
@@ -128,7 +128,7 @@ def write_parts(recipe, folder):
 
 
 def one_run(folder, tree):
-    """The costs of the phases, by name. The file that has been trained stays as "trained.kc"."""
+    """The costs of the phases, by name. The trained file stays as "trained.kc"."""
     model, data = folder / "model.kc", {phase: folder / phase for phase in PHASES}
     model.unlink(missing_ok=True)
 
@@ -153,8 +153,8 @@ class Chain:
     The labels are spread over the levels, so that most messages pass through several classifiers.
     Such a tree learns its texts, since `train` makes no tree of more than two levels.
 
-    Example: with 2 levels and the labels 0 to 3, the labels 0 and 2 are children of the root, 1 and 3
-    those of root/down."""
+    Example: with 2 levels and the labels 0 to 3, the labels 0 and 2 are children of the root, and
+    1 and 3 are children of root/down."""
 
     def __init__(self, folder, levels):
         container = folder / "chain.kc"
@@ -184,7 +184,7 @@ def plot_script(name, points, picture):
     lines = ["set terminal svg size 700,450 noenhanced background rgb 'white'",
              f"set output {quoted(picture)}", "set logscale xy", "set grid", "set key left top",
              f"set xlabel {quoted(TITLES[name])}", "set ylabel 'CPU seconds'",
-             # A little more than the points, or gnuplot leaves the first label out.
+             # A little wider than the points, otherwise gnuplot leaves the first label out.
              f"set xrange [{0.9 * points[0].x}:{1.1 * points[-1].x}]",
              f"set xtics ({', '.join(tic_of(point.x) for point in points)})",
              "set format y '%g'", "$points << EOD"]

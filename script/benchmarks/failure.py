@@ -1,4 +1,4 @@
-"""The error with which a benchmark tells its user what is wrong."""
+"""The error of a benchmark, with a message for its user."""
 import sys
 
 

@@ -2,7 +2,7 @@
 
 Usage: python3 -B -m benchmarks.instructions PROGRAM COUNTS [--update | --profile]    in script/
 
-PROGRAM is that of the release build, COUNTS a file of recorded counts, which --update writes anew.
+PROGRAM is the program of the release build, COUNTS a file of recorded counts, which --update rewrites.
 The exit status is 1 if a job needs 5 % more instructions than recorded. The message names the functions
 that need more. Counts are those of valgrind's tool callgrind. They repeat to about 0.01 %,
 however busy the machine is, while times differ by 30 % and more.
@@ -11,7 +11,8 @@ Record new counts after a change that is meant to make a job slower or faster, a
 
     cmake --build --preset release --target record_instruction_counts
 
---profile prints the share of each function with all that it calls, of each job, and compares nothing.
+--profile prints for each job the share of each function with all functions that it calls, and
+compares nothing.
 """
 import json
 import operator
@@ -27,9 +28,9 @@ from .program import ROOT
 from .synthetic import Recipe, data_lines
 
 ALLOWED_RISE = 0.05
-# Recorded of each job, so that a rise can be traced.
+# Recorded for each job, to find the reason of a rise.
 FUNCTIONS = 40
-# Of the functions that need more, so many are named.
+# The greatest number of functions that a message names.
 NAMED = 8
 SHOP = ROOT / "data" / "shop"
 # The environment could change what the program does.
@@ -121,15 +122,15 @@ def functions_of(profile, folder):
 
 
 def callers_of(profile, folder):
-    """The same, but each with the functions that it calls. Of functions of one name, one may call the
-    other, so their costs are not added."""
+    """The same, but each with the functions that it calls. If functions have one name, one may call
+    the other, so their costs are not added."""
     return parse_annotated(call(["callgrind_annotate", "--threshold=99", "--inclusive=yes", profile],
                                 folder), max)
 
 
 def parse_annotated(text, join=operator.add):
-    """The instructions by name. `join` makes one number of those of two functions of one name, such
-    as two instances of a template."""
+    """The instructions by name. `join` combines the numbers of two functions with one name, such as two
+    instances of a template."""
     functions = {}
     for line in text.partition("file:function")[2].splitlines():
         found = ANNOTATED.match(line)
@@ -151,7 +152,7 @@ def short_name(function):
 
 
 def complaint(name, count, recorded):
-    """What is wrong with a job, or None."""
+    """The complaint about a job, or None."""
     if recorded is None:
         return f"{name}: no recorded count"
     if count.instructions <= (1 + ALLOWED_RISE) * recorded.instructions:
@@ -163,8 +164,8 @@ def complaint(name, count, recorded):
 
 
 def risen_functions(count, recorded):
-    """Those that cost more than recorded, the greatest difference first. A function that is not
-    recorded cost no more than the least one that is."""
+    """The functions that cost more than recorded, the greatest difference first. A function without a
+    record cost at most as much as the cheapest recorded one."""
     least = min(recorded.functions.values(), default=0)
     rises = []
     for function, cost in count.functions.items():
@@ -187,8 +188,8 @@ def write_counts(path, counts):
 
 
 def for_all_jobs(work):
-    """The results of work(job, folder) by the names of the jobs. RAISES: Failure if valgrind is missing
-    or something does not work."""
+    """The results of work(job, folder) by the names of the jobs. RAISES: Failure if valgrind is missing or
+    a command fails."""
     if shutil.which("valgrind", path=ENVIRONMENT["PATH"]) is None:
         raise Failure("missing package: valgrind; `script/bootstrap release` installs it")
     with tempfile.TemporaryDirectory(prefix="zandrel-count-") as folder:

@@ -1,4 +1,4 @@
-"""What learning does to the program's model: tables and a plot of each corpus."""
+"""How learning changes the program's model: tables and a plot of each corpus."""
 import json
 import pathlib
 import shutil
@@ -10,17 +10,16 @@ from .program import ROOT, build_targets
 
 PROGRAM = ROOT / "build" / "release" / "bench" / "zandrel_learning_curves"
 EXPLANATION = """\
-Accuracy in % of the test texts. Texts come in a fixed order that has nothing to do with that of the
-file. "settings" are those given by --settings; "program" is the program's own choice.
+Accuracy in % of the test texts. Texts are in a fixed order that does not depend on the order in the
+file. "settings" are given by --settings; "program" is the program's own choice.
 
 one known text  the model is trained on all texts and learns one of them once more
-rest            trained on a fifth of the texts; the others are learned in bulks of the sizes given,
-                the first one for 1,000 texts and the second one from then on. Beside the accuracy
-                after each tenth is that of a model trained on as many texts, and so are the other
-                columns called "trained"
+rest            trained on a fifth of the texts; the others are learned in bulks. The first size is for
+                1,000 texts, the second for the rest. The columns called "trained" are for a model that is
+                trained on as many texts, after each tenth
 swap            trained on the first half; then the two most frequent labels change places, and the
-                other half is learned in bulks of 250. Accuracy by the swapped labels
-new words       made-up texts, each of which brings a new word: the size of the file
+                other half is learned in bulks of 250. Accuracy is measured with the swapped labels
+new words       made-up texts, each with a new word: the size of the file
 """
 COMMON_ROW = "{:<12} {:<40} "
 ONE_TEXT_ROW = COMMON_ROW + "{:>7} {:>7} {:>7}"
@@ -31,7 +30,8 @@ STREAM_ROW = "{:<40} {:>8} {:>10} {:>9} {:>8}"
 # Texts after the swap at which models are compared.
 SWAP_TEXTS = 1250
 SWAP_BULK = 250
-# A corpus of more bytes is learned in the largest bulks only: each bulk costs a selection.
+# A larger corpus (in bytes) is learned only in the largest bulks, since each bulk costs a
+# selection.
 LARGE_CORPUS = 10_000_000
 ALL_BULKS = ["1:100", "10:1000", "100:100", "1000:1000"]
 LARGEST_BULKS = ["1000:1000"]
@@ -134,8 +134,8 @@ def one_text_row(corpus_name, trial):
 
 
 def rest_row(corpus_name, trial, curve):
-    """The differences are those to models trained on as many texts. The first point is the model
-    before it learns."""
+    """The differences are to models trained on as many texts. The first point is the model before it
+    learns."""
     end = curve["points"][-1]
     changes = [point["accuracy"] - point["trained"]["accuracy"] for point in curve["points"][1:]]
     return REST_ROW.format(corpus_name, name_of(trial), curve["bulks"], percent(end["accuracy"]),
@@ -145,7 +145,7 @@ def rest_row(corpus_name, trial, curve):
 
 
 def tenth_row(corpus_name, trial, curve, point):
-    """One point of a curve beside the model trained on as many texts."""
+    """One point of a curve, compared with the model trained on as many texts."""
     both = (point, point["trained"])
     return TENTH_ROW.format(corpus_name, name_of(trial), curve["bulks"], point["texts"],
                             *(percent(model["accuracy"]) for model in both),
@@ -178,7 +178,7 @@ def print_stream(result):
 
 
 def stream_rows(trial):
-    """The growth is that since half as many texts, where there is a point at half as many."""
+    """The growth is from half as many texts, if there is such a point."""
     bytes_at = {point["texts"]: point["file_bytes"] for point in trial["points"]}
     rows = []
     for point in trial["points"]:
@@ -201,7 +201,7 @@ def plot(corpus_name, result, folder):
 
 
 def draw(script):
-    """Lets gnuplot run a script. RAISES: Failure with what it complains about."""
+    """Lets gnuplot run a script. RAISES: Failure with its complaint."""
     done = subprocess.run(["gnuplot"], input=script, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, text=True)
     if done.returncode != 0:
@@ -209,8 +209,8 @@ def draw(script):
 
 
 def curves_of(result):
-    """For each side a list of (title, list of (texts, accuracy in %)). Settings that differ in limits
-    only share the curve of the trained models."""
+    """For each side a list of (title, list of (texts, accuracy in %)). Settings that differ only in
+    limits share the curve of the trained models."""
     trained = []
     rest = []
     for trial in result["trials"]:

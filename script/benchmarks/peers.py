@@ -1,4 +1,4 @@
-"""Whole jobs of the program beside those of its peers."""
+"""Whole jobs of the program and of its peers."""
 import pathlib
 import statistics
 import tempfile
@@ -24,8 +24,8 @@ medians.
 zandrel: `train` to a full file, and `classify` from it.
 fastText: -dim 50 -bucket 200000 -wordNgrams 2 -lr 1.0 -epoch 25, predict-prob. Its texts are in lower
 case with blanks around punctuation, as its guide advises; they are prepared before the clock starts.
-SVM: linear, tf-idf; for 1-2-grams with sublinear_tf. Texts of several labels are learned as
-one-against-rest by all.
+SVM: linear, tf-idf; for 1-2-grams with sublinear_tf. All peers learn texts of several labels
+as one-against-rest.
 thousand: 50,000 made-up texts of 1,000 labels.
 """
 ROW = "{:<14} {:<16} {:>9} {:>9} {:>11} {:>9} {:>9} {:>12} {:>5}"
@@ -43,7 +43,7 @@ def compare_with_peers(options):
         print(ROW.format("corpus", "", "accuracy", "train s", "classify s", "whole s", "train MB",
                          "classify MB", "runs"))
         medians_of_corpora, own = measure_all(corpora, options, pathlib.Path(folder))
-        # These need no corpus, so they are left out where one is asked for.
+        # These need no corpus, so they are left out if --corpus is given.
         of_parts = []
         if options.bars and not options.corpus:
             of_parts = measure_parts(pathlib.Path(folder))
@@ -54,7 +54,7 @@ def compare_with_peers(options):
 
 
 def measure_parts(folder):
-    """None if something could not be measured: the tables of the corpora are printed all the same."""
+    """None if a measurement fails; the tables of the corpora are printed nevertheless."""
     try:
         return bars.figures_of_parts(folder)
     except Failure as failure:
@@ -63,7 +63,7 @@ def measure_parts(folder):
 
 
 def corpora_of(options, folder):
-    """Those of the folder and the made-up one. With --bars only those that have bars."""
+    """The corpora of the folder and the made-up one. With --bars only corpora that have bars."""
     wanted = options.corpus or (bars.names_of_corpora() if options.bars else None)
     named = [name for name in wanted if name != bars.THOUSAND] if wanted else None
     corpora = [] if named == [] else find_corpora(options.data, named)
@@ -91,8 +91,8 @@ def measure_all(corpora, options, folder):
 
 
 def measure(corpus, runs, folder, wanted=None):
-    """Prints and returns the median outcome of each contestant, by name. Of the peers only the
-    wanted ones run, or all."""
+    """Prints and returns the median outcome of each contestant, by name. Only the wanted peers run, or
+    all."""
     check_texts(corpus)
     contestants = ours() + [peer for peer in peers()
                             if peer.can_take(corpus) and (wanted is None or peer.name in wanted)]
@@ -109,7 +109,7 @@ def measure(corpus, runs, folder, wanted=None):
 
 
 def interleaved_runs(contestants, runs):
-    """One of each in turn, so that what slows the machine down for a while slows all."""
+    """One run of each in turn, so that a temporary disturbance of the machine affects all of them."""
     outcomes = {contestant.name: [] for contestant in contestants}
     for _ in range(runs):
         for contestant in contestants:

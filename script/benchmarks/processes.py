@@ -36,8 +36,9 @@ def run_with_status(command, output, errors, folder=None, environment=None):
     """Runs a program in a folder, with its output and its messages in files and with additions to
     the environment. Returns its exit status, below 0 for a signal, and its cost."""
     sys.stdout.flush()
-    # What the child had of this process's memory counts for its peak. A forked one has some 10 MB,
-    # less than any of the programs; one that shares all until it starts the program has all.
+    # The memory that the child has from this process counts for its peak. A forked child has some
+    # 10 MB, less than any of the programs. A child that shares all memory until it starts the
+    # program has all of it.
     child = os.fork()
     if child == 0:
         _become(command, output, errors, folder, environment or {})
@@ -48,7 +49,7 @@ def run_with_status(command, output, errors, folder=None, environment=None):
 
 
 def run_all(commands, output, good_statuses=(0,)):
-    """Runs one after the other; `output` is that of the last."""
+    """Runs one after the other; `output` is the output of the last."""
     cost = Cost()
     for command in commands:
         cost += run(command, output, good_statuses)
@@ -56,8 +57,9 @@ def run_all(commands, output, good_statuses=(0,)):
 
 
 def seconds_to_first_line(command, line=None):
-    """Starts a program and measures the time until it has written a line. `line` is handed to it
-    at once, and its input stays open: a filter must not wait for the end. RAISES: Failure."""
+    """Starts a program and measures the time until it has written a line. The program
+    gets `line` at once, and its input stays open: a filter must not wait for the end.
+    RAISES: Failure."""
     with tempfile.TemporaryFile() as errors:
         start = time.perf_counter()
         try:
@@ -85,7 +87,7 @@ def _hand_over(stream, line):
         stream.write(line.encode("utf-8"))
         stream.flush()
     except BrokenPipeError:
-        pass  # The program has ended, and its status says why.
+        pass  # The program has ended, and its status shows why.
 
 
 def _become(command, output, errors, folder, environment):

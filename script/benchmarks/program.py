@@ -14,7 +14,7 @@ def build_program():
 
 
 def build_targets(*targets, root=ROOT):
-    """Builds in the working tree `root`. RAISES: Failure with what the build says."""
+    """Builds in the working tree `root`. RAISES: Failure with the messages of the build."""
     for command in (["cmake", "--preset", "release"],
                     ["cmake", "--build", "--preset", "release", "-j2", "--target", *targets]):
         try:
@@ -32,7 +32,7 @@ def evaluation_command(corpus, analysis):
 
 
 def evaluate(corpus, analysis):
-    """What `zandrel evaluate` says about a corpus."""
+    """The report of `zandrel evaluate` for a corpus."""
     done = subprocess.run(evaluation_command(corpus, analysis), stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, text=True)
     if done.returncode != 0:

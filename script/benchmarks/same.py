@@ -1,12 +1,12 @@
-"""Compares the results of this build of the program with those of another commit, byte by byte.
+"""Compares the results of this build of the program with the results of another commit, byte by byte.
 
 Both builds train, learn, classify, explain, edit and save with data/shop, with made-up texts under
 every setting, and with the corpora of a folder. After each command we compare its output, its
-messages, its exit status and all files that it has written. The peak memory of both is beside them.
+messages, its exit status and all files that it has written. We also print the peak memory of both.
 
 The clock does not move while the program runs, since a container contains the time of its training,
-and its id comes from the clock; the library of Debian's package libfaketime does that. So whole files
-are compared.
+and its id comes from the clock. So whole files can be compared. Debian's package libfaketime stops the
+clock.
 
 The other build is kept in build/same/COMMIT. Files that differ are kept in build/same/different.
 """
@@ -28,7 +28,7 @@ from .same_cases import all_cases, write_inputs
 FOLDER = ROOT / "build" / "same"
 DIFFERENT = FOLDER / "different"
 SHOP = ROOT / "data" / "shop"
-# A clock that does not move. Times of files stay real, and so does the clock of durations.
+# A clock that does not move. Times of files and the clock for durations stay real.
 CLOCK = {"FAKETIME": "2026-01-01 00:00:00", "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"}
 ROW = "{:<60} {:>4} {:>9} {:>9} {:>7} {:>8} {:>8}"
 # Figures of `evaluate --json` that differ from run to run.
@@ -54,13 +54,13 @@ def main(arguments):
 def parse(arguments):
     parser = argparse.ArgumentParser(prog="script/test same", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("commit", metavar="COMMIT", help="what to compare the working tree with")
+    parser.add_argument("commit", metavar="COMMIT", help="commit to compare the working tree with")
     parser.add_argument("--data", metavar="DIR",
                         help="also folder of corpora NAME.train.tsv with NAME.test.tsv")
     parser.add_argument("--corpus", action="append", metavar="NAME",
-                        help="of DIR only this corpus; may be given more than once")
+                        help="use only this corpus of DIR; may be given more than once")
     parser.add_argument("--case", metavar="TEXT", default="",
-                        help="only cases whose names contain this")
+                        help="run only cases whose names contain this text")
     return parser.parse_args(arguments)
 
 
@@ -74,12 +74,12 @@ def commit_of(name):
 
 
 def build_commit(commit):
-    """Builds the program of a commit in a worktree of its own, or takes the one that is there."""
+    """Builds the program of a commit in its own worktree, or uses an existing worktree."""
     source = FOLDER / commit[:12]
     program = source / PROGRAM.relative_to(ROOT)
     if not source.is_dir():
         git = ["git", "-c", "safe.directory=*", "-C", str(ROOT), "worktree"]
-        # A folder that was removed by hand is still known to git.
+        # Git still has the worktree if somebody has only removed its folder.
         done = [subprocess.run(git + arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                text=True)
                 for arguments in (["prune"], ["add", "--detach", str(source), commit])][-1]
@@ -126,8 +126,8 @@ def library_of_the_clock():
 
 
 class Side:
-    """One build at work in a folder of its own. Only paths relative to it reach the outputs, so that
-    both builds print the same names."""
+    """One build that works in its own folder. Outputs contain only paths relative to it, so that both
+    builds print the same names."""
 
     def __init__(self, program, folder, inputs, environment):
         self.folder = folder
@@ -184,7 +184,7 @@ def keep(case, sides):
 
 
 def row(case, verdict, base, new):
-    """Memory is the greatest resident set of a process, time the CPU time of all."""
+    """Memory is the greatest resident set of a process, time is the CPU time of all processes."""
     return ROW.format(case.name[:60], verdict, f"{base.peak_bytes / 1e6:.1f}",
                       f"{new.peak_bytes / 1e6:.1f}", f"{new.peak_bytes / base.peak_bytes:.2f}",
                       f"{base.cpu_seconds:.2f}", f"{new.cpu_seconds:.2f}")

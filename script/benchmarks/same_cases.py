@@ -1,6 +1,6 @@
-"""The work that `script/test same` lets two builds do, as commands of the program zandrel.
+"""The cases of `script/test same`, as commands of the program zandrel.
 
-A case is a list of commands that run one after the other in a folder of their own. `{NAME}` in a
+A case is a list of commands that run one after the other in a new folder. `{NAME}` in a
 command is the path of an input file, which both builds read. A command `>NAME` writes a file NAME
 of the lines that follow.
 """
@@ -9,7 +9,8 @@ import random
 from .corpora import labels_of
 from .synthetic import Recipe, data_lines
 
-# Other values of each setting than the program's. A test compares the keys with docs/options.md.
+# Values of each setting that the program does not choose. A test compares the keys with
+# docs/options.md.
 SETTINGS = {
     "ClipValue": ["0", "1"],
     "UseLikelihoodInTrain": ["0"],
@@ -43,7 +44,7 @@ SETTINGS = {
     "AgeAdjustment": ["2.5"],
     "ActivateFeedback": ["1"],
     "FullPropogation": ["0"],
-    # The test switches, which an options file may have as well.
+    # The test switches, which an options file may contain too.
     "PositiveMethod": ["1"],
     "GeomAverage": ["1"],
 }
@@ -57,7 +58,7 @@ RECIPES = {
     "two": Recipe(labels=2, texts=300, words=5000, shaped=True, mean_length=40, seed=14),
     "unequal": Recipe(labels=40, texts=240, words=800, topic_words=5, mean_length=6, seed=15),
 }
-# Of a corpus: parts of its texts. The last part of `learn` has labels that are in no other part.
+# Parts of the texts of a corpus. The last part of `learn` has labels that are in no other part.
 TRAIN_PARTS, LEARN_PARTS = 6, 2
 LONG_LINES = [b"", b" ", b"\t", b"\xff\xfe", b"a" * 70000, b"word " * 30000,
               b" ".join(b"w%d" % number for number in range(20000)), b"e" + b"\xcc\x81" * 3000]
@@ -84,7 +85,7 @@ def write_inputs(folder, shop, corpora):
 
 
 def write_parts(folder, name, lines):
-    """NAME to train on, NAME.learn0 and so on, and NAME.test."""
+    """NAME to train on, NAME.learn0 and so on to learn, and NAME.test."""
     size = len(lines) // (TRAIN_PARTS + LEARN_PARTS + 1)
     begin = TRAIN_PARTS * size
     parts = {name: lines[:begin]}
@@ -114,7 +115,7 @@ def titled(line):
 
 
 def write_heads(folder, corpus):
-    """The first lines of the test file, to learn, and those of a few texts, to explain."""
+    """The first lines of the test file, to learn, and a few texts, to explain."""
     with open(corpus.test, "rb") as file:
         lines = [line for line, _ in zip(file, range(300))]
     return {f"{corpus.name}.data.learn0": write(folder, f"{corpus.name}.learn", b"".join(lines)),
@@ -154,7 +155,7 @@ def synthetic_cases():
 
 
 def setting_cases():
-    """Each setting for itself, on texts of one label and of several."""
+    """Each setting separately, on texts of one label and of several."""
     cases = []
     for key, values in SETTINGS.items():
         for value in values:
@@ -166,7 +167,7 @@ def setting_cases():
 
 
 def mixed_cases():
-    """Settings that meet by chance, always the same ones."""
+    """Combinations of settings, random but always the same."""
     source = random.Random(16)
     cases = []
     for number in range(MIXTURES):
@@ -184,7 +185,8 @@ def setting_case(name, settings, form):
 
 
 def life(name, form, learned=tuple(f"learn{number}" for number in range(LEARN_PARTS)), settings=None):
-    """Trains, uses, teaches and saves a model. `settings` go into the options file "settings"."""
+    """Trains, uses and saves a model, and lets it learn. `settings` are written to the options file
+    "settings"."""
     test = "{" + name + ".test}"
     commands = [[">settings", *settings]] if settings is not None else []
     commands += [["train", "m.kc", "{" + name + "}", *form], *uses(test)]
@@ -197,7 +199,7 @@ def life(name, form, learned=tuple(f"learn{number}" for number in range(LEARN_PA
 
 
 def uses(test):
-    """All that reads a container and answers for texts."""
+    """All commands that read a container and classify or explain texts."""
     return [["classify", "m.kc", test, "--column", "2"],
             ["classify", "m.kc", test, "--column", "2", "-k", "5", "--threshold", "0.05", "--jsonl"],
             ["classify", "m.kc", test, "--column", "2", "-k", "100000", "--threshold", "0"],
@@ -241,7 +243,7 @@ def tree_case():
 
 
 def edit_case():
-    """Edits that reach what has been learned, and some that are refused."""
+    """Edits that change learned data, and some that are refused."""
     edits = [["rename", "root/payment", "money"], ["delete", "root/praise"],
              ["delete", "root/returns", "--keep-concepts"],
              ["add", "root/things", "--type", "stat"],
@@ -260,7 +262,7 @@ def edit_case():
 
 
 def damaged_data_case():
-    """What is refused or reported."""
+    """Errors and warnings."""
     return Case("refused data", [
         [">lines", "a\tone two", "no tab", ",b\tempty", "b\ttwo", "A\tthree", "a \tfour"],
         ["train", "m.kc", "lines"], ["train", "m.kc", "lines", "--skip-bad"],

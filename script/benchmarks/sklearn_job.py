@@ -3,8 +3,8 @@
 Usage: sklearn_job.py train svm-words|svm-2-grams|naive-bayes one-label|one-against-rest TRAIN MODEL
        sklearn_job.py classify TEST MODEL
 
-Prints one label a line, the best one. "one-against-rest" trains one classifier for each label, which
-a text of several labels belongs to for each of its labels. A linear SVM does the same by itself for
+Prints the best label on one line for each text. "one-against-rest" trains one classifier for each
+label; a text of several labels is an example for each of its labels. A linear SVM always does this for
 texts of one label.
 """
 import pickle
@@ -72,8 +72,8 @@ def classify(source, model):
 
 
 def scores_of(pipeline, texts):
-    """Of each text and label; without this, texts for which no classifier is above its threshold
-    would have no label."""
+    """The score of each text and label. Without scores, a text would have no label if no classifier is
+    above its threshold."""
     if hasattr(pipeline, "decision_function"):
         return pipeline.decision_function(texts)
     return pipeline.predict_proba(texts)

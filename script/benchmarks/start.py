@@ -1,4 +1,4 @@
-"""How long a process takes from its start to its first classified text."""
+"""The time of a process from its start to its first classified text."""
 import pathlib
 import statistics
 import tempfile
@@ -10,8 +10,8 @@ from .program import PROGRAM, build_program
 
 EXPLANATION = """\
 Milliseconds from the start of a process to its first line of output, for one text: `zandrel
-classify` with the file of a container, full and compact, beside `zandrel evaluate`, which has none
-and trains first. Files are at hand in memory. Runs are interleaved; figures are medians.
+classify` with a full and a compact container, and `zandrel evaluate`, which has to train first. The
+files are cached in memory. Runs are interleaved; figures are medians.
 """
 ROW = "{:<14} {:<10} {:>9} {:>10} {:>12} {:>5}"
 FORMS = {"full": [], "compact": ["--compact"]}
@@ -54,7 +54,7 @@ def ways_to_start(corpus, analysis, folder):
     """Trains and writes the files."""
     labels, text = next((labels, text) for labels, text in read_texts(corpus.test)
                         if any(character.isalnum() for character in text))
-    # A line ends where the filter says so.
+    # One line for the filter, without a carriage return before its end.
     line = text.replace("\r", " ") + "\n"
     starts = []
     for name, flags in FORMS.items():
@@ -71,7 +71,7 @@ def ways_to_start(corpus, analysis, folder):
 
 
 def interleaved_seconds(starts, runs):
-    """All runs of each way, one of each in turn, so that what slows the machine down slows all."""
+    """All runs of each way, one of each in turn, so that a disturbance of the machine affects all."""
     seconds = {start.name: [] for start in starts}
     for _ in range(runs):
         for start in starts:

@@ -2,10 +2,10 @@
 
 Usage: synthetic.py FOLDER     writes FOLDER/thousand.train.tsv and FOLDER/thousand.test.tsv
 
-Words follow Zipf's law: the word of rank r is drawn with a chance in proportion to 1/r. Each label
+Words follow Zipf's law: the word of rank r is drawn with a probability proportional to 1/r. Each label
 has topic words, which are drawn from the same words, so two labels may share some and any text may
-contain them. A token of a text is a topic word of its label with the chance `topic_share`, otherwise
-any word. Labels are therefore neither plain to see nor impossible to find.
+contain them. A token of a text is a topic word of its label with the probability `topic_share`,
+otherwise any word. So labels are neither obvious nor impossible to find.
 
 Example: with topic_share 0.25 a text of 20 words has about five topic words of its label. The most
 frequent topic word of a label is drawn for every fourth or fifth of them.
@@ -17,14 +17,14 @@ import random
 import sys
 
 SYLLABLES = [first + second for first in "bdfgklmnprstvz" for second in "aeiou"]
-# Shapes that the text analysis treats differently: capitals, digits, punctuation, symbols, letters
+# Forms that the text analysis treats differently: capitals, digits, punctuation, symbols, letters
 # beyond ASCII, Han characters, combining marks and a byte that is not UTF-8.
 SHAPES = [b"%s", b"%s,", b"%s!", b"(%s)", b"\xc3\xa9%s", b"%s-7", b"%s 2026", b"\xe4\xb8\xad\xe6\x96\x87%s",
           b"%s \xf0\x9f\x98\x80", b"e\xcc\x81%s", b"\xff%s"]
 
 
 class Recipe:
-    """What texts are to be like. `labels_of_text` is the greatest number of labels of a text."""
+    """The properties of the texts. `labels_of_text` is the greatest number of labels of a text."""
 
     def __init__(self, labels, texts, words=20000, topic_words=30, topic_share=0.25,
                  mean_length=20, labels_of_text=1, shaped=False, seed=1):
@@ -56,7 +56,7 @@ class Zipf:
 
 
 def word_of(rank):
-    """A word of its own for each rank; frequent words are shorter."""
+    """A different word for each rank; frequent words are shorter."""
     number, word = rank, ""
     while True:
         number, syllable = divmod(number, len(SYLLABLES))
@@ -70,8 +70,8 @@ def label_of(number):
 
 
 def data_lines(recipe):
-    """Yields lines `label[,label]<TAB>text` of bytes. Each label has a text as long as there are
-    texts enough."""
+    """Yields lines `label[,label]<TAB>text` of bytes. Each label has a text if
+    there are enough texts."""
     # Only random() is used: its results are the same in all versions of Python.
     source = random.Random(recipe.seed)
     any_word, topic_word = Zipf(recipe.words), Zipf(recipe.topic_words)

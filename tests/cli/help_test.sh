@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Usage: help_test.sh PROGRAM
-# Looks at the help of the program zandrel, and at what it says of misspelt words.
+# Checks the help of the program zandrel, and its messages for misspelt words.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
@@ -48,7 +48,7 @@ for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options
 done
 ((described >= 24)) || fail "only $described examples"
 expect 0 classify --help
-prints out 'an empty line where there is no result'
+prints out 'an empty line if there is no result'
 lacks out '--replace'
 expect 0 tree move --help
 lacks out '--keep-concepts'
@@ -79,7 +79,7 @@ prints out '<TAB>title<TAB>keywords'
 expect 0 help editing
 prints out '\ in front of a / or \ in a name'
 
-# A misspelt word is answered by the nearest one.
+# The message for a misspelt word names the nearest one.
 # asks MESSAGE ARGUMENT...
 asks() {
     local message=$1
