@@ -602,8 +602,8 @@ if ((EUID == 0)); then
         chown "$1" shared/a.kc
         chmod "$2" shared/a.kc
     }
-    # permissions_for ENTRY...: gives the container an access list. An entry is KIND:RIGHTS:ID; kinds
-    # are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+    # permissions_for ENTRY...: gives the container an access list. An entry is KIND:RIGHTS:ID;
+    # kinds are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
     permissions_for() {
         python3 - "$@" <<'PYTHON'
 import os, struct, sys
@@ -612,7 +612,8 @@ os.setxattr("shared/a.kc", "system.posix_acl_access", struct.pack("<I", 2) + b""
     struct.pack("<HHI", kind, rights, name % 2**32) for kind, rights, name in entries))
 PYTHON
     }
-    # permissions_of FILE: prints owner, group, permissions, and the entries of the access list, as above.
+    # permissions_of FILE: prints owner, group, permissions, and the entries of the access list, as
+    # above.
     permissions_of() {
         stat -c '%u:%g %a' "$1" | tr '\n' ' '
         python3 - "$1" <<'PYTHON'
@@ -639,8 +640,8 @@ PYTHON
     container 4141:4242 664
     if has_lists; then
         chmod 770 shared
-        # A member of the group writes. The group keeps its rights, and the writer becomes the owner.
-        # The access list names the previous owner, who may be no member of the group.
+        # A member of the group writes. The group keeps its rights, and the writer becomes the
+        # owner. The access list names the previous owner, who may be no member of the group.
         as_expected 0 5151 5151,4242 learn a.kc more.tsv
         is_shared '5151:4242 664 1:6:-1 2:6:4141 4:6:-1 16:6:-1 32:4:-1'
         as_expected 0 6161 6161,4242 learn a.kc more.tsv
@@ -652,8 +653,8 @@ PYTHON
         as_expected 0 5151 5151,4242 learn a.kc more.tsv
         is_shared '5151:4242 664'
         as_expected 0 5151 5151,4242 learn a.kc more.tsv
-        # Another user writes, who cannot give the file to the group. The list names the group, and the
-        # writer's own group gets the same rights as all others.
+        # Another user writes, who cannot give the file to the group. The list names the group, and
+        # the writer's own group gets the same rights as all others.
         container 4141:4242 662
         chmod 4766 shared/a.kc
         as_expected 0 5151 5151 train a.kc more.tsv --replace
@@ -676,7 +677,8 @@ PYTHON
         as_expected 66 6161 6161,7 classify a.kc more.tsv
         as_expected 0 4141 4141 learn a.kc more.tsv
     fi
-    # Without access lists the rights are reduced instead. The previous owner has the rights of all users.
+    # Without access lists the rights are reduced instead. The previous owner has the rights of all
+    # users.
     reduced() {
         container 4141:4242 "$1"
         without_lists=("LD_PRELOAD=$work/bin/refusals" REFUSE_ACCESS_LISTS=1
@@ -735,15 +737,16 @@ PYTHON
         [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row, by root: $locked"
     done
     if has_lists; then
-        # If the lock file cannot belong to the container's owner, its list names him: owner 5151, user 4141,
-        # group 4242.
+        # If the lock file cannot belong to the container's owner, its list names him: owner 5151,
+        # user 4141, group 4242.
         container 4141:4242 664
         rights='0200000001000600ffffffff020006002d10000004000600ffffffff10000600ffffffff20000000ffffffff'
         locked=$(lock_facts 5151 5151,4242)
         [[ $locked == "5151:4242 660"$'\n'"system.posix_acl_access $rights" ]] ||
             fail "lock without its owner: $locked"
     fi
-    # A user who may only read is refused, gets no lock file, and cannot open the lock files of others.
+    # A user who may only read is refused, gets no lock file, and cannot open the lock files of
+    # others.
     container 4141:4242 644
     as_expected 74 5151 5151 learn a.kc more.tsv
     prints err 'cannot write a.kc: Permission denied'

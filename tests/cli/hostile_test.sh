@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: hostile_test.sh PROGRAM
-# Tests texts, labels and file names of an attacker: they must not take much time or memory, and must
-# not control a terminal.
+# Tests texts, labels and file names of an attacker: they must not take much time or memory, and
+# must not control a terminal.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 

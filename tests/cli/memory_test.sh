@@ -24,8 +24,8 @@ ends_without_memory() {
     is err 'zandrel: not enough memory'
 }
 
-# Tries all of the first allocations, which come before main() and from reading the command line, and
-# a sample of the others.
+# Tries all of the first allocations, which come before main() and from reading the command line,
+# and a sample of the others.
 first=0
 while ends_without_memory "$first" --version; do
     first=$((first + 1 + first / 50))
@@ -38,7 +38,8 @@ while cp kept.kc some.kc && ends_without_memory "$first" learn some.kc train.tsv
 done
 ((first > 1000)) || fail "learning needs fewer allocations than it should: $first"
 
-# A limit of the address space. With a low limit the loader cannot even load the libraries (status 127).
+# A limit of the address space. With a low limit the loader cannot even load the libraries (status
+# 127).
 for ((kib = 4096; kib < 1048576; kib += kib / 32)); do
     command="zandrel --version within $kib KiB"
     (

@@ -341,8 +341,8 @@ prints err 'clash.tsv:1: label "fun" cannot be added: '
 expect 66 learn absent.kc more.tsv
 is err 'zandrel: cannot read absent.kc: No such file or directory'
 
-# If limits would scale down earlier training, a warning comes before learning begins. The command in
-# the warning can be pasted into a shell for any file name.
+# If limits would scale down earlier training, a warning comes before learning begins. The command
+# in the warning can be pasted into a shell for any file name.
 for name in 'an old one.kc' $'it\'s\n\x1b1 old.kc'; do
     expect 0 train "$name" "$shop.train.tsv" --set AverageRlimit=100
     expect 0 learn "$name" more.tsv --add-categories

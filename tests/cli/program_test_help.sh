@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Shared by the tests of the program. A script whose first argument is the program reads this file with
-# `source`. The working folder is then a new empty folder.
+# Shared by the tests of the program. A script whose first argument is the program reads this file
+# with `source`. The working folder is then a new empty folder.
 set -uo pipefail
 
 program=$1

@@ -20,8 +20,8 @@ fail() {
 
 library_dir() { dirname "$(find "$installed" -name libzandrel.so)"; }
 
-# We install through DESTDIR with another prefix than the build tree's, and then move the result. So the
-# next steps fail if a file contains a path of the build tree or of the first folder.
+# We install through DESTDIR with another prefix than the build tree's, and then move the result. So
+# the next steps fail if a file contains a path of the build tree or of the first folder.
 stage() {
     rm -rf "$work"
     mkdir -p "$work"
