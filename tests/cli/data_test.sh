@@ -1,26 +1,26 @@
 #!/usr/bin/env bash
 # Usage: data_test.sh PROGRAM DATA
-# Tests what the program says about data that are probably not what somebody meant, and what it reads
-# from standard input. DATA.train.tsv and DATA.test.tsv have nothing to say about.
+# Tests the warnings about data that probably contain a mistake, and reading from standard input.
+# DATA.train.tsv and DATA.test.tsv give no warning.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 shop=$2
 
-# repeated COUNT LINES: the lines, so many times.
+# repeated COUNT LINES: prints the lines COUNT times.
 repeated() {
     local i
     for ((i = 0; i < $1; ++i)); do
         printf '%b' "$2"
     done
 }
-# warns_of N TEXT: line N of err is this warning.
+# warns_of N TEXT: checks that line N of err is this warning.
 warns_of() {
     [[ $(sed -n "$1p" err) == "zandrel: $2" ]] || fail "$command: line $1 of err is not '$2'"
 }
-# says_lines N: so many lines are in err.
+# says_lines N: checks that err has N lines.
 says_lines() { [[ $(wc -l <err) == "$1" ]] || fail "$command: not $1 lines in err"; }
-# on_a_terminal INPUT COMMAND: runs it with a terminal as standard input, where somebody types.
+# on_a_terminal INPUT COMMAND: runs the command with a terminal as standard input, and types INPUT.
 on_a_terminal() {
     command=$2
     printf '%b' "$1" | script -qec "$program $2 >out 2>err" typed.log >/dev/null
@@ -39,7 +39,7 @@ is_silent err
 expect 0 evaluate --train "$shop.train.tsv" --test "$shop.test.tsv"
 is_silent err
 
-# Warnings of train and evaluate, which leave the exit status as it is
+# Warnings of train and evaluate; they do not change the exit status
 {
     printf 'Category\tText\n'
     repeated 10 'sport\tgoal\nSport\tmatch\nfood\tbread\n'
@@ -76,7 +76,7 @@ warns_of 3 'capital.tsv: the model knows none of the labels: "FOOD"'
 warns_of 4 'capital.tsv: labels that differ only in case or blanks are different labels: "FOOD", "food"'
 says_lines 4
 
-# classify and explain notice data lines, and leave the labels out with --column.
+# classify and explain warn of data lines. With --column they ignore the labels.
 cut -f 2 "$shop.test.tsv" >texts.txt
 expect 0 classify shop.kc texts.txt
 is_silent err
@@ -158,7 +158,7 @@ cmp -s first.kc before.kc || fail 'a refused input changed the container'
 expect_of untidy.tsv 0 learn first.kc - --skip-bad
 is err 'zandrel: skipped 1 bad line, the first: <stdin>:2: no tab between label and text'
 
-# Somebody who started a command without a file learns what it waits for.
+# A user who starts a command without a file is told that it waits for input.
 ends='Ctrl-D on an empty line ends the input'
 for name in classify explain; do
     on_a_terminal 'goal\n\0004' "$name good.kc"

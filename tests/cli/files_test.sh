@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Usage: files_test.sh PROGRAM REFUSALS TAMPERED_CALLS
-# Tests how the program treats files: what it refuses to overwrite, its exit status when it fails after
-# a change, what signals leave behind, locks, owners and permissions.
-# Two libraries to be preloaded: with REFUSALS the system refuses what the environment says, and
-# with TAMPERED_CALLS a call of the system waits or fails, which its source describes.
+# Tests how the program handles files: which files it does not overwrite, its exit status after a
+# failure that follows a change, files left after signals, locks, owners and permissions.
+# Two libraries are preloaded. REFUSALS makes calls of the system fail, as the environment says.
+# TAMPERED_CALLS makes one call of the system wait or fail; its source describes how.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
@@ -11,23 +11,23 @@ refusals=$2
 tampered_calls=$3
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
-for _ in 1 2 3 4 5; do  # so many that train does not warn of labels with few texts
+for _ in 1 2 3 4 5; do  # enough texts for train not to warn of labels with few texts
     printf 'sport\tball\nfood\tcake\n'
 done >more.tsv
 printf 'no container\n' >text
 : >empty
 "$program" train first.kc train.tsv --analysis words >out 2>err || fail 'train first.kc'
 
-# is_left_with NAME...: the folder has these files that have to do with a container, hidden ones too.
+# is_left_with NAME...: checks that these are all files with "kc" in the name, hidden ones too.
 is_left_with() {
     [[ $(find . -name '*kc*' -printf '%f\n' | sort | tr '\n' ' ') == "$* " ]] ||
         fail "$command: left $(find . -name '*kc*' -printf '%f ')"
 }
-# messages KC: how many texts each of the labels food and sport has learned.
+# messages KC: prints the numbers of texts learned for the labels food and sport.
 messages() {
     "$program" tree show "$1" | sed -n 's/^  \(food\|sport\) .*messages=\([0-9]*\).*/\2/p' | tr '\n' ' '
 }
-# wait_for COMMAND...: until the command succeeds, at most a minute.
+# wait_for COMMAND...: waits until the command succeeds, at most a minute.
 wait_for() {
     local i
     for ((i = 0; i < 1200; ++i)); do
@@ -47,14 +47,14 @@ start() {
     process=$!
     set +m
 }
-# ends STATUS: the started program ends so.
+# ends STATUS: checks that the started program ends with this status.
 ends() {
     local status=0
     wait "$process" 2>/dev/null || status=$?  # the shell would name the signal
     ((status == $1)) || fail "$command: exit status $status, not $1"
 }
 
-# --- what train overwrites ---
+# --- files that train overwrites ---
 
 cp train.tsv A.tsv
 expect 65 train A.tsv train.tsv
@@ -70,7 +70,7 @@ for name in A.tsv link.tsv text empty; do
 done
 expect 65 train ./*.tsv  # the first of the names is the container
 prints err 'A.tsv: this is no knowledge container'
-# The check comes first: a missing data file is not even looked for.
+# This check comes first, before the search for a missing data file.
 expect 65 train text absent.tsv
 
 cp first.kc a.kc
@@ -82,11 +82,11 @@ expect 0 train a.kc train.tsv more.tsv --analysis words --replace
 [[ $(messages a.kc) == '6 6 ' ]] || fail "$command: not replaced"
 expect 0 train new.kc train.tsv --replace
 rm new.kc
-# A container that is cut or damaged is still one.
+# A cut or damaged container still counts as a container.
 head -c 100 first.kc >a.kc
 expect 64 train a.kc train.tsv
 expect 0 train a.kc train.tsv --replace
-printf 'JZl\204zandrel' >a.kc  # a package of somebody else's
+printf 'JZl\204zandrel' >a.kc  # a package of another program
 expect 65 train a.kc train.tsv --replace
 cp first.kc a.kc
 for name in train learn; do
@@ -116,7 +116,7 @@ expect 66 learn text/a.kc train.tsv
 is err 'zandrel: cannot read text/a.kc: Not a directory'
 is_left_with a.kc first.kc
 
-# --- what fails after the change ---
+# --- failures after the change ---
 
 changed='zandrel: a.kc has been changed all the same, so do not repeat the command'
 mkfifo pipe
@@ -138,7 +138,7 @@ for arguments in 'learn a.kc more.tsv' 'learn a.kc more.tsv --json' 'train a.kc 
             fail "$command: not changed"
     done
 done
-# Without a change it is another status, and a filter whose reader has gone ends in silence.
+# Without a change the status is different. A filter whose reader has ended ends without a message.
 "$program" info a.kc >/dev/full 2>err
 [[ $? == 74 ]] || fail 'info: a full device is not noticed'
 "$program" info a.kc >&- 2>err
@@ -146,7 +146,7 @@ done
 "$program" info a.kc >&9 2>err
 [[ $? == $((128 + 13)) ]] || fail 'info: not ended by SIGPIPE'
 is_silent err
-# A closed error output gets no file of the program's, and takes nothing from the status.
+# If the error output is closed, no file of the program gets its number, and the status is the same.
 cp first.kc a.kc
 "$program" learn a.kc more.tsv --skip-bad >out 2>&- || fail "learn, without error output: $?"
 prints out 'a.kc: 10 texts'
@@ -160,7 +160,7 @@ exec 9>&-
 rm pipe
 
 without_flush() {
-    # The sanitizers want to be loaded first, which does not matter here.
+    # The sanitizers require to be loaded first, which does not matter here.
     env LD_PRELOAD="$refusals" REFUSE_FOLDER_FLUSH=1 ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
         "$program" "$@" >out 2>err
 }
@@ -180,19 +180,19 @@ for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add
 done
 is_left_with a.kc first.kc
 
-# --- what is left behind ---
+# --- files that are left ---
 
-# Reading from a pipe keeps a command busy while it has the lock.
+# A command that reads from a pipe keeps its lock until the pipe is closed.
 mkfifo slow.tsv
 for arguments in 'learn a.kc slow.tsv' 'train a.kc slow.tsv --replace' 'train new.kc slow.tsv'; do
     for pair in HUP:129 INT:130 TERM:143; do
         cp first.kc a.kc
-        # Nothing polls while data are awaited, so the first signal ends the process.
+        # While the program waits for data it cannot poll, so the first signal ends the process.
         # shellcheck disable=SC2086  # The words are the arguments.
         start $arguments
         command="$command, ${pair%:*}"
         wait_for eval 'ls .*.kc.lock >/dev/null'
-        [[ ${pair%:*} == HUP ]] || exec 9<>slow.tsv  # opened, but nothing written
+        [[ ${pair%:*} == HUP ]] || exec 9<>slow.tsv  # open, but without data
         sleep 0.3
         kill -s "${pair%:*}" "$process"
         ends "${pair#*:}"
@@ -204,7 +204,7 @@ for arguments in 'learn a.kc slow.tsv' 'train a.kc slow.tsv --replace' 'train ne
     done
 done
 cp first.kc a.kc
-# It is the same while evaluate waits for data, and while a filter waits for its lines.
+# The same applies while evaluate waits for data, and while a filter waits for lines.
 for pair in HUP:129 INT:130 TERM:143; do
     for name in classify evaluate; do
         exec 9<>slow.tsv
@@ -227,7 +227,7 @@ rm slow.tsv
 cmp -s a.kc first.kc || fail "$command: changed the file"
 is_left_with a.kc first.kc
 
-# The next change removes what a dead process has left, and nothing else.
+# The next change removes only the files of dead processes.
 : >.a.kc.tmp-abcdef
 : >.a.kc.tmp-living
 : >.a.kc.tmp-abcde
@@ -247,7 +247,7 @@ expect 0 options set a.kc ClipValue=2
 [[ ! -e .a.kc.tmp-living ]] || fail "$command: left a file of a process that has ended"
 rm -r .[ab].kc.*
 
-# The longest name, also one whose characters take several bytes.
+# The longest file name, also one with characters of several bytes.
 for name in "$(printf 'n%.0s' {1..252}).kc" "$(printf '\xC3\xBC%.0s' {1..126}).kc"; do
     expect 0 train "$name" train.tsv --analysis words
     expect 0 learn "$name" more.tsv
@@ -257,7 +257,7 @@ done
 
 # --- locks ---
 
-# Whoever may only read the file cannot stop learning.
+# A process that has the file open only for reading does not prevent learning.
 cp first.kc a.kc
 exec 9<a.kc
 flock -s 9
@@ -265,7 +265,7 @@ expect 0 learn a.kc more.tsv
 exec 9<&-
 
 mkfifo slow.tsv
-# Starts a command that has the lock until `release` is called.
+# Starts a command that keeps the lock until `release` is called.
 hold() {
     start "$@"
     holder=$process
@@ -299,14 +299,14 @@ done
 expect 74 learn link.kc more.tsv
 prints err 'another process is changing it'
 expect 0 classify a.kc train.tsv  # reading needs no lock
-# Ctrl-C ends the waiting.
+# Ctrl-C ends the wait.
 start learn a.kc more.tsv --wait 100
 sleep 0.5
 kill -s INT "$process"
 ends 130
 is err 'zandrel: Process interrupted'
 cmp -s a.kc first.kc || fail "$command: changed the file"
-# The waiting process goes on with what the other one has made.
+# The waiting process continues with the other one's new container.
 start learn a.kc more.tsv --wait 100
 waiting=$process
 sleep 0.5
@@ -320,7 +320,7 @@ rm link.kc
 hold train new.kc slow.tsv
 expect 74 train new.kc train.tsv
 prints err 'another process is changing it'
-# It looks at its target before it looks for the data.
+# The program checks its target before it searches for the data.
 start train new.kc absent.tsv --wait 100
 waiting=$process
 sleep 0.5
@@ -330,8 +330,8 @@ ends 64
 is err 'zandrel: new.kc is a knowledge container already; --replace replaces it'
 rm new.kc
 
-# What somebody else does meanwhile, who asks for no lock, is not overwritten.
-# release_in_vain REASON: the command that has the lock is refused.
+# Changes by another program, which does not use the lock, are not overwritten.
+# release_in_vain REASON: releases the command that has the lock, and checks that it is refused.
 release_in_vain() {
     cat more.tsv >&8
     exec 8>&-
@@ -354,7 +354,7 @@ for arguments in 'learn b.kc slow.tsv' 'train b.kc slow.tsv --replace'; do
     rm cur v2.kc
     # Another file, and another container.
     for other in train.tsv a.kc; do
-        [[ $arguments$other != train*.tsv ]] || continue  # it is refused as no container
+        [[ $arguments$other != train*.tsv ]] || continue  # refused because it is no container
         cp first.kc b.kc
         # shellcheck disable=SC2086
         hold $arguments
@@ -378,7 +378,7 @@ for name in .a.kc.lock; do
     rm $name
 done
 
-# Of many processes none loses what another has learned.
+# If many processes learn at once, the texts of all of them are learned.
 cp first.kc a.kc
 command='20 commands at once'
 learning=()
@@ -395,13 +395,13 @@ is_left_with a.kc first.kc
 # --- calls of the system that wait or fail ---
 
 mkfifo gate
-# tampered CALL ARGUMENT...: becomes the program, with this call tampered.
+# tampered CALL ARGUMENT...: replaces the shell by the program, with this call tampered.
 tampered() {
     exec env TAMPER="$1" TAMPER_FIFO=gate LD_PRELOAD="$tampered_calls" \
         ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" "$program" "${@:2}"
 }
-# start_tampered CALL ARGUMENT...: the same in the background. It waits in the call until number 9 is
-# closed.
+# start_tampered CALL ARGUMENT...: starts the same in the background. The program waits in the call
+# until file descriptor 9 is closed.
 start_tampered() {
     command="zandrel ${*:2}, waiting in $1"
     set -m
@@ -411,7 +411,7 @@ start_tampered() {
     exec 9>gate
 }
 
-# Signals while the new file is there.
+# Signals while the new file exists.
 cp first.kc a.kc
 start_tampered fsync learn a.kc more.tsv
 [[ $(find . -name '.a.kc.tmp-*' | wc -l) == 1 && -e .a.kc.lock ]] || fail "$command: no files"
@@ -422,7 +422,7 @@ ends 129
 exec 9>&-
 cmp -s a.kc first.kc || fail "$command: changed the file"
 is_left_with a.kc first.kc
-# The first signal comes too late to be a request.
+# The first signal comes after the last poll, so it cannot interrupt.
 start_tampered fsync learn a.kc more.tsv
 kill -s TERM "$process"
 sleep 0.3
@@ -439,7 +439,7 @@ expect 0 learn a.kc more.tsv
 [[ $(messages a.kc) == '11 11 ' ]] || fail "$command: $(messages a.kc)"
 is_left_with a.kc first.kc
 
-# Another process removes the lock file and makes one of its own, right after it is opened.
+# Another process replaces the lock file right after it was opened.
 : >.a.kc.lock
 start_tampered flock learn a.kc more.tsv
 rm .a.kc.lock
@@ -451,7 +451,7 @@ is err "$refused"
 [[ -e .a.kc.lock ]] || fail "$command: removed the lock of another"
 exec 7>&-
 rm .a.kc.lock
-# A new lock file that cannot get its rights is removed, unless another process has locked it.
+# A new lock file whose permissions cannot be set is removed, unless another process has locked it.
 start_tampered fchmod learn a.kc more.tsv
 exec 9>&-
 ends 74
@@ -467,12 +467,12 @@ is err "$refused"
 exec 7>&-
 rm .a.kc.lock
 
-# A file that is open for reading only cannot be locked on every file system.
+# Not every file system can lock a file that is open only for reading.
 : >.a.kc.tmp-abcdef
 command='learn, with locks as on NFS'
 (tampered nfs learn a.kc more.tsv) >out 2>err || fail "$command: status $?"
 is_left_with a.kc first.kc
-# A folder that cannot be opened is not on the disk.
+# A folder that cannot be opened cannot be flushed to the disk.
 command='learn, with a folder that cannot be opened'
 (tampered open learn a.kc more.tsv) >out 2>err
 [[ $? == 3 ]] || fail "$command: not 3"
@@ -481,7 +481,7 @@ rm gate
 
 # --- owners, groups, permissions ---
 
-# facts FILE...: what the system keeps of a file, but the time and the contents.
+# facts FILE...: prints all attributes of a file except its times.
 facts() {
     stat -c '%u:%g %a' "$1"
     python3 - "$1" <<'PYTHON'
@@ -490,8 +490,8 @@ for name in sorted(os.listxattr(sys.argv[1])):
     print(name, os.getxattr(sys.argv[1], name).hex())
 PYTHON
 }
-# set_attributes FILE: gives the file an attribute of its user, and an access list in which user 7 may
-# read and write, and the owning group may read.
+# set_attributes FILE: gives the file a user attribute, and an access list that lets user 7 read and
+# write, and the owning group read.
 set_attributes() {
     python3 - "$1" <<'PYTHON'
 import os, struct, sys
@@ -508,7 +508,7 @@ PYTHON
 changes=('learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree set a.kc root/food --note1 note'
     'tree rename a.kc root/food f' 'tree add a.kc root/g' 'tree move a.kc root/g root/s'
     'tree delete a.kc root/f' 'options set a.kc ClipValue=2')
-# The last four need a tree that the first four do not change.
+# The last four edits need a tree, which the first four do not change.
 prepare() {
     rm -f a.kc
     cp first.kc a.kc
@@ -519,7 +519,7 @@ prepare() {
 }
 
 umask 022
-group=$(id -G | tr ' ' '\n' | tail -n 1)  # another one, if this user has several
+group=$(id -G | tr ' ' '\n' | tail -n 1)  # another group, if this user has several
 for arguments in "${changes[@]}"; do
     prepare "$arguments"
     chgrp "$group" a.kc
@@ -530,14 +530,14 @@ for arguments in "${changes[@]}"; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $arguments
     [[ $(facts a.kc) == "$before" ]] || fail "$command: $(facts a.kc), not $before"
-    # The right to run it as its owner was given to the old contents.
+    # The permission to run the file as its owner was given to the old contents only.
     prepare "$arguments"
     chmod 6755 a.kc
     # shellcheck disable=SC2086
     expect 0 $arguments
     [[ $(stat -c %a a.kc) == 755 ]] || fail "$command: permissions $(stat -c %a a.kc)"
 done
-# An access list that the folder gives to new files is not given to a file that had none.
+# The folder's access list for new files is not given to a file that had none before.
 cp first.kc a.kc
 chmod 640 a.kc
 python3 - <<'PYTHON'
@@ -571,7 +571,7 @@ expect 0 learn a.kc more.tsv
 cmp -s b.kc first.kc || fail "$command: changed the other link"
 rm b.kc
 
-# Several users. A copy of the program is in a place that all of them can reach.
+# Several users. A copy of the program is in a folder that all of them can open.
 if ((EUID == 0)); then
     chmod 711 .
     mkdir bin shared
@@ -595,15 +595,15 @@ if ((EUID == 0)); then
         as "${@:2}" || status=$?
         ((status == $1)) || fail "$command: exit status $status, not $1"
     }
-    # container USER:GROUP PERMISSIONS: makes it anew.
+    # container USER:GROUP PERMISSIONS: makes a new container.
     container() {
-        rm -f shared/a.kc  # and what an access list was kept of it
+        rm -f shared/a.kc  # and its access list
         cp first.kc shared/a.kc
         chown "$1" shared/a.kc
         chmod "$2" shared/a.kc
     }
-    # permissions_for ENTRY...: gives the container an access list. An entry is KIND:RIGHTS:ID; kinds
-    # are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+    # permissions_for ENTRY...: gives the container an access list. An entry is KIND:RIGHTS:ID;
+    # kinds are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
     permissions_for() {
         python3 - "$@" <<'PYTHON'
 import os, struct, sys
@@ -612,7 +612,8 @@ os.setxattr("shared/a.kc", "system.posix_acl_access", struct.pack("<I", 2) + b""
     struct.pack("<HHI", kind, rights, name % 2**32) for kind, rights, name in entries))
 PYTHON
     }
-    # permissions_of FILE: owner, group, permissions, and the entries of its access list, as above.
+    # permissions_of FILE: prints owner, group, permissions, and the entries of the access list, as
+    # above.
     permissions_of() {
         stat -c '%u:%g %a' "$1" | tr '\n' ' '
         python3 - "$1" <<'PYTHON'
@@ -624,7 +625,7 @@ except OSError:
 print(*(f"{kind}:{rights}:{name}" for kind, rights, name in entries))
 PYTHON
     }
-    # is_shared PERMISSIONS: those of the container, as above.
+    # is_shared PERMISSIONS: checks the container's permissions, written as above.
     is_shared() {
         [[ $(permissions_of shared/a.kc | xargs) == "$1" ]] ||
             fail "$command: $(permissions_of shared/a.kc), not $1"
@@ -632,28 +633,28 @@ PYTHON
     has_lists() { python3 -c 'import os; os.getxattr("shared/a.kc", "system.posix_acl_access")' 2>err ||
         grep -q 'No data available' err; }
     chmod 777 shared
-    # Everybody may do what the owner and the group may, so nobody needs to be named.
+    # All users have the rights of the owner and the group, so the list needs to name nobody.
     container 4141:4242 666
     as_expected 0 5151 5151 learn a.kc more.tsv
     is_shared '5151:5151 666'
     container 4141:4242 664
     if has_lists; then
         chmod 770 shared
-        # A member of the group writes: it keeps its rights, and the file becomes the writer's. An
-        # access list names the owner of before, who may be no member.
+        # A member of the group writes. The group keeps its rights, and the writer becomes the
+        # owner. The access list names the previous owner, who may be no member of the group.
         as_expected 0 5151 5151,4242 learn a.kc more.tsv
         is_shared '5151:4242 664 1:6:-1 2:6:4141 4:6:-1 16:6:-1 32:4:-1'
         as_expected 0 6161 6161,4242 learn a.kc more.tsv
         is_shared '6161:4242 664 1:6:-1 2:6:4141 2:6:5151 4:6:-1 16:6:-1 32:4:-1'
         chmod 777 shared
         as_expected 0 4141 4141 learn a.kc more.tsv
-        # A member of the group who may write by its rights only can write again.
+        # A member who may write only through the group's rights can write again.
         container 4141:4242 464
         as_expected 0 5151 5151,4242 learn a.kc more.tsv
         is_shared '5151:4242 664'
         as_expected 0 5151 5151,4242 learn a.kc more.tsv
-        # Somebody else writes, who cannot give it to the group: that one is named, and his own group
-        # gets no more than others.
+        # Another user writes, who cannot give the file to the group. The list names the group, and
+        # the writer's own group gets the same rights as all others.
         container 4141:4242 662
         chmod 4766 shared/a.kc
         as_expected 0 5151 5151 train a.kc more.tsv --replace
@@ -661,13 +662,13 @@ PYTHON
         container 4141:4242 676
         as_expected 0 5151 5151 train a.kc more.tsv --replace
         is_shared '5151:5151 676 1:6:-1 4:6:-1 8:7:4242 16:7:-1 32:6:-1'
-        # Members of a group that may do nothing still may not, though all others may.
+        # A group without rights still has none, although all others have rights.
         container 4141:4242 606
         as_expected 0 5151 5151 learn a.kc more.tsv
         is_shared '5151:5151 666 1:6:-1 2:6:4141 4:0:-1 8:0:4242 16:6:-1 32:6:-1'
         as_expected 66 6161 6161,4242 classify a.kc more.tsv
-        # An access list lets user 7 write and all others do nothing. The owner and the group of
-        # before keep what they had.
+        # An access list lets user 7 write, and gives all others no rights. The previous owner and
+        # group keep their rights.
         container 4141:4242 640
         permissions_for 1:6:-1 2:6:7 4:4:-1 16:6:-1 32:0:-1
         as_expected 0 7 7 learn a.kc more.tsv
@@ -676,7 +677,8 @@ PYTHON
         as_expected 66 6161 6161,7 classify a.kc more.tsv
         as_expected 0 4141 4141 learn a.kc more.tsv
     fi
-    # Without access lists the rights are reduced instead. The owner of before may do what all may.
+    # Without access lists the rights are reduced instead. The previous owner has the rights of all
+    # users.
     reduced() {
         container 4141:4242 "$1"
         without_lists=("LD_PRELOAD=$work/bin/refusals" REFUSE_ACCESS_LISTS=1
@@ -690,7 +692,7 @@ PYTHON
     reduced 606 5151 '5151:5151 600'
     reduced 664 5151,4242 '5151:4242 664'
     reduced 464 5151,4242 '5151:4242 664'
-    # In a folder like /tmp only owners may replace a file, which is found out before data are read.
+    # In a folder like /tmp only the owner may replace a file. This is checked before data are read.
     container 4141:4242 666
     chmod 1777 shared
     for arguments in 'learn a.kc absent.tsv' 'train a.kc absent.tsv --replace'; do
@@ -701,7 +703,7 @@ PYTHON
     as_expected 0 4141 4141 learn a.kc more.tsv
     as_expected 0 0 0 learn a.kc more.tsv
     chmod 777 shared
-    # A process that may give files away, but not change those of others, keeps all of it.
+    # A process that may change owners, but not files of others, keeps owner, group and permissions.
     container 4141:4242 664
     (cd shared && exec setpriv --reuid=5151 --regid=5151 --groups=5151,4242 --inh-caps=+chown \
         --ambient-caps=+chown env LD_LIBRARY_PATH="$work/bin" "$work/bin/zandrel" learn a.kc more.tsv) \
@@ -709,14 +711,14 @@ PYTHON
     is_shared '4141:4242 664'
 
     # Only users who may write the container can open its lock.
-    # lock_facts USER GROUP[,GROUP]: the facts of the lock while this user has it.
+    # lock_facts USER GROUP[,GROUP]: prints the facts of the lock file while this user has the lock.
     lock_facts() {
         local process
         mkfifo -m 666 shared/slow.tsv
         as "$1" "$2" learn a.kc slow.tsv &
         process=$!
         wait_for test -e shared/.a.kc.lock
-        exec 8>shared/slow.tsv  # behind the moment in which it is made
+        exec 8>shared/slow.tsv  # succeeds when the program reads, after it has made the lock file
         facts shared/.a.kc.lock
         cat more.tsv >&8
         exec 8>&-
@@ -735,14 +737,16 @@ PYTHON
         [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row, by root: $locked"
     done
     if has_lists; then
-        # The owner is named where the lock cannot be his: owner 5151, user 4141, group 4242.
+        # If the lock file cannot belong to the container's owner, its list names him: owner 5151,
+        # user 4141, group 4242.
         container 4141:4242 664
         rights='0200000001000600ffffffff020006002d10000004000600ffffffff10000600ffffffff20000000ffffffff'
         locked=$(lock_facts 5151 5151,4242)
         [[ $locked == "5151:4242 660"$'\n'"system.posix_acl_access $rights" ]] ||
             fail "lock without its owner: $locked"
     fi
-    # A reader is refused without a lock file of his, and cannot open that of others.
+    # A user who may only read is refused, gets no lock file, and cannot open the lock files of
+    # others.
     container 4141:4242 644
     as_expected 74 5151 5151 learn a.kc more.tsv
     prints err 'cannot write a.kc: Permission denied'
@@ -770,15 +774,15 @@ PYTHON
     as_expected 0 5151 5151 learn "$long.kc" more.tsv
     [[ -e shared/.$long.tmp-abcdef ]] || fail "$command: removed what may be another container's"
     rm "shared/.$long.tmp-abcdef" "shared/$long.kc"
-    # A folder that may not be read cannot be flushed, which is no error.
+    # A folder without read permission cannot be flushed. This is no error.
     chmod 733 shared
     as_expected 0 5151 5151 learn a.kc more.tsv
-    # A folder that takes no lock file takes no new container either.
+    # If no lock file can be made in a folder, no container can be made there either.
     chmod 755 shared
     chown 0 shared
     as_expected 74 5151 5151 learn a.kc more.tsv
     prints err 'cannot write a.kc: its lock file ./.a.kc.lock: Permission denied'
-    # A file that cannot be looked at is not taken for missing.
+    # A file whose status cannot be read does not count as missing.
     chmod 700 shared
     command='train into a closed folder'
     (cd / && exec setpriv --reuid=5151 --regid=5151 --clear-groups env LD_LIBRARY_PATH="$work/bin" \

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Usage: help_test.sh PROGRAM
-# Checks the help of the program zandrel, and its messages for misspelt words.
+# Tests the help of the program zandrel, and its suggestions for misspelt words.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 lacks() { ! grep -qF -- "$2" "$1" || fail "$command: '$2' is in $1"; }
-# names_below HEADING: the names that out lists below the heading.
+# names_below HEADING: prints the names that out lists below the heading.
 names_below() { sed -n "/^$1:\$/,/^\$/s/^  \([a-z-]*\) .*/\1/p" out; }
 
 # The program's help lists commands and topics, in each of its forms.
@@ -40,7 +40,7 @@ for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options
     # shellcheck disable=SC2086
     expect 0 help $name
     cmp -s out described.txt || fail "$command: not as --help"
-    # Its examples are of this command.
+    # Its examples use this command.
     while IFS= read -r line; do
         [[ $line == *"zandrel $name"* ]] || fail "$command: an example of another command: $line"
         described=$((described + 1))
@@ -79,8 +79,8 @@ prints out '<TAB>title<TAB>keywords'
 expect 0 help editing
 prints out '\ in front of a / or \ in a name'
 
-# The message for a misspelt word names the nearest one.
-# asks MESSAGE ARGUMENT...
+# For a misspelt word the program suggests the nearest one.
+# asks MESSAGE ARGUMENT...: checks that the command fails with this message.
 asks() {
     local message=$1
     shift

@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Usage: hostile_test.sh PROGRAM
-# Tests what texts, labels and names of files can do that somebody else has written: take time or
-# memory, or act on a terminal.
+# Tests texts, labels and file names of an attacker: they must not take much time or memory, and
+# must not control a terminal.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 expect 0 train shop.kc train.tsv
 
-# has_no_control FILE: no control characters but line ends, no C1 and no bidirectional controls.
+# has_no_control FILE: checks that the file has no control characters except line ends, no C1 and no
+# bidirectional controls.
 has_no_control() {
     ! LC_ALL=C grep -qP '[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]|\xd8\x9c|\xe2\x80[\x8e\x8f\xa8-\xae]|\xe2\x81[\xa6-\xa9]' "$1" ||
         fail "$command: control characters in $1"
@@ -16,7 +17,7 @@ has_no_control() {
 
 # --- combining marks ---
 
-# 2 MB of marks of two classes. Sorting them in one row takes minutes.
+# 2 MB of marks of two classes. Sorting them in one row would take minutes.
 {
     printf 'goal '
     yes $'\u0301\u0316' | head -n 500000 | tr -d '\n'
@@ -46,7 +47,7 @@ expect 0 classify shop.kc lines.txt --max-line 101
 expect 65 explain shop.kc lines.txt --max-line 100
 prints out '  (line is too long)'
 
-# A line of 65 MiB, with the limit as it is.
+# A line of 65 MiB, with the real limit.
 {
     head -c 68157440 /dev/zero | tr '\0' 'x'
     printf '\ngoal\n'
@@ -72,7 +73,7 @@ for size in 0 -1 1.5 x 2147483648 ''; do
     expect 64 classify shop.kc lines.txt --max-line "$size"
 done
 
-# --- what acts on a terminal ---
+# --- characters that control a terminal ---
 
 hostile=$'a\e[31m\u009b\u202e\u2066\u061c\x7f'
 printf 'sport%s\tgoal\nfood\tbread\n' "$hostile" >hostile.tsv
@@ -91,7 +92,7 @@ for arguments in 'info KC' 'tree show KC' 'explain KC DATA' 'evaluate KC DATA --
     has_no_control err
 done
 prints out 'sporta\x1B[31m\xC2\x9B\xE2\x80\xAE\xE2\x81\xA6\xD8\x9C\x7F'
-# The machine gets what is there.
+# JSON has the labels and texts unchanged.
 printf 'goal\n' >goal.txt
 expect 0 classify "$hostile.kc" goal.txt --jsonl
 prints out $'\u202e'
@@ -140,7 +141,7 @@ has_no_control out
 
 # --- long values ---
 
-# Values of a thousand characters have most of them left out.
+# Values of a thousand characters are cut to a few.
 value=$(printf 'v%.0s' {1..1000})
 printf '%s\tgoal\n' "$value" >value.tsv
 while read -r status arguments; do
@@ -161,7 +162,7 @@ done <<'END'
 65 rules explain "VALUE
 65 tree add shop.kc root/new --rule "VALUE
 END
-# So do warnings, and lists of what a move forgets.
+# The same in warnings, and in lists of categories whose training a move would lose.
 printf '%s\tgoal\nfood\tbread\n' "$value" >long.tsv
 expect 0 train long.kc long.tsv
 expect 0 tree add long.kc root/group --type stat

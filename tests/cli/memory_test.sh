@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Usage: memory_test.sh PROGRAM REFUSED_NEW
-# Tests that the program says that its memory is used up, also where it has only begun to run.
+# Tests that the program reports that its memory is used up, also right at its start.
 # With REFUSED_NEW preloaded, `new` fails from a given allocation on.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
@@ -11,8 +11,8 @@ printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
 expect 0 train small.kc train.tsv
 mv small.kc kept.kc
 
-# ends_without_memory FIRST ARGUMENT...: runs the program, whose allocations fail from FIRST on.
-# Succeeds if it had too little memory.
+# ends_without_memory FIRST ARGUMENT...: runs the program with failing allocations from FIRST on.
+# Succeeds if an allocation failed.
 ends_without_memory() {
     local first=$1 status
     shift
@@ -24,8 +24,8 @@ ends_without_memory() {
     is err 'zandrel: not enough memory'
 }
 
-# All of the first allocations, which are those before main() and of reading the command line, and a
-# sample of the others.
+# Tries all of the first allocations, which come before main() and from reading the command line,
+# and a sample of the others.
 first=0
 while ends_without_memory "$first" --version; do
     first=$((first + 1 + first / 50))
@@ -38,7 +38,8 @@ while cp kept.kc some.kc && ends_without_memory "$first" learn some.kc train.tsv
 done
 ((first > 1000)) || fail "learning needs fewer allocations than it should: $first"
 
-# A limit of the address space, under which the loader may not get the libraries into memory (127).
+# A limit of the address space. With a low limit the loader cannot even load the libraries (status
+# 127).
 for ((kib = 4096; kib < 1048576; kib += kib / 32)); do
     command="zandrel --version within $kib KiB"
     (

@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # Usage: model_test.sh PROGRAM DATA
-# Runs those commands of the program zandrel that keep a model in a file, on tiny files and on
+# Runs the commands of the program zandrel that keep a model in a file, with tiny files and with
 # DATA.train.tsv and DATA.test.tsv.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 shop=$2
 
-# The labels of a filter's output, without their scores, a line a line.
+# Prints the labels of a filter's output without scores; a bar ends each line.
 labels() { sed 's/\t[01]\.[0-9]\{6\}//g' out | tr '\t\n' ',|'; }
-# Nothing but these stands in the folder, hidden files too.
+# holds NAME...: checks that these are all files with "kc" in the name, hidden ones too.
 holds() { [[ $(find . -type f -name '*kc*' -printf '%f\n' | sort | tr '\n' ' ') == "$* " ]] ||
     fail "$command: left $(find . -type f -name '*kc*' -printf '%f ')"; }
 
@@ -121,7 +121,7 @@ prints err 'bad value for MinPsSize: "many" is not an integer'
 expect 64 train b.kc train.tsv --set PositiveMethod=1 --replace
 prints err 'from an options file alone'
 
-# Settings that are switched off are named, and replace none of the program's choices.
+# Settings that are switched off are named in a warning, and replace no choice of the program.
 expect 0 train b.kc train.tsv --replace
 expect 0 info b.kc
 choices=$(grep "program's choices" out)
@@ -137,7 +137,7 @@ expect 0 evaluate --train train.tsv --test train.tsv --set UseExtParms=0 --set S
 prints err "$off SuppressM"
 expect 0 train b.kc train.tsv --set UseExtParms=0 --replace
 ! grep -q UseExtParms err || fail "$command: a warning without a cause"
-# train --bootstrap keeps what evaluate --bootstrap measures.
+# train --bootstrap writes the model that evaluate --bootstrap measures.
 printf 'sport\tkitchen\tgoal\tmatch ball\nfood\tstadium\tbread\tcheese\n' >titles.tsv
 printf 'sport\tgoal\nfood\tcheese match\nfood\tkitchen\n' >titles.test.tsv
 expect 0 evaluate --bootstrap --train titles.tsv --test titles.test.tsv --analysis words --json
@@ -157,7 +157,7 @@ expect 65 train titles.kc train.tsv --bootstrap --replace
 prints err 'train.tsv:1: '
 rm titles.kc
 
-# Permissions and links stay.
+# Permissions and links are kept.
 chmod 600 b.kc
 ln -s b.kc link
 expect 0 train link train.tsv --replace
@@ -201,7 +201,7 @@ expect 0 classify signs.kc sign.txt
 [[ $(labels) == '|' ]] || fail "$command: not analysed as words"
 rm signs.kc
 
-# Each answer comes before the next question, even if that has begun.
+# Each answer comes before the next line is complete, even if its beginning has arrived.
 for jobs in 1 2; do
     command="classify in a coprocess, --jobs $jobs"
     coproc filter { "$program" classify a.kc --jobs "$jobs"; }
@@ -216,7 +216,7 @@ for jobs in 1 2; do
     wait "$filter_process" || fail "$command: exit status $?"
 done
 
-# Workers end with the process that has started them, however it ends.
+# Workers end when the process that started them ends, for whatever reason.
 command='classify --jobs 2, killed'
 coproc filter { exec "$program" classify a.kc --jobs 2; }
 filter_process=$!
@@ -233,12 +233,12 @@ for ((i = 0; i < 600; ++i)); do
 done
 ((i < 600)) || fail "$command: workers are left"
 
-command='classify, waiting'  # which is no work: it ends as any filter does
+command='classify, waiting'  # waiting is no work, so the signal ends the process at once
 timeout --preserve-status -s INT 1 "$program" classify a.kc < <(sleep 5) >out 2>err
 [[ $? == 130 ]] || fail "$command: not ended by SIGINT"
 is_silent err
 
-# What was said of the texts at first holds.
+# The analysis that was chosen in training cannot be changed later.
 for words in '--analysis phrases' '--stem english'; do
     for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
         # shellcheck disable=SC2086  # The words are the arguments.
@@ -341,8 +341,8 @@ prints err 'clash.tsv:1: label "fun" cannot be added: '
 expect 66 learn absent.kc more.tsv
 is err 'zandrel: cannot read absent.kc: No such file or directory'
 
-# Limits that scale down what was learned are told before learning begins.
-# The command that they advise can be pasted, whatever the name of the file.
+# If limits would scale down earlier training, a warning comes before learning begins. The command
+# in the warning can be pasted into a shell for any file name.
 for name in 'an old one.kc' $'it\'s\n\x1b1 old.kc'; do
     expect 0 train "$name" "$shop.train.tsv" --set AverageRlimit=100
     expect 0 learn "$name" more.tsv --add-categories
@@ -371,7 +371,7 @@ for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
     is err 'zandrel: cannot read .: Is a directory'
     is_silent out
 done
-mkfifo pipe  # which nobody writes to: opening it would wait for ever
+mkfifo pipe  # nobody writes to it, so opening it would wait for ever
 for arguments in classify explain info 'tree show' 'options get' dump check 'learn DATA' 'evaluate DATA'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 66 ${arguments% DATA} pipe $([[ $arguments != *DATA ]] || echo more.tsv)
@@ -389,7 +389,7 @@ for name in classify explain; do
     [[ $? == 74 ]] || fail "$name: a full device is not noticed"
 done
 
-# Several processes print what one does.
+# Several processes print the same output as one.
 for name in classify explain; do
     expect 65 $name a.kc "$shop.test.tsv" --max-line 60
     mv out one.out && mv err one.err
@@ -399,7 +399,7 @@ for name in classify explain; do
     [[ $? == 74 ]] || fail "$name --jobs: a full device is not noticed"
 done
 
-# A stored model is measured as the one that is trained for it.
+# A stored model has the same figures as one trained for the evaluation.
 expect 0 train shop.kc "$shop.train.tsv"
 prints out 'shop.kc: 968 texts, 8 labels (8 new), '
 quality() { sed '/^training data\|^model\|^training \|^loading\|^classifying\|^peak/d' out; }
@@ -420,13 +420,13 @@ prints out '    "category": "delivery",'
 expect 0 evaluate shop.kc more.tsv --learn more.tsv --bulk 1
 [[ $(grep -c '^bulk ' out) == 2 ]] || fail "$command: not two bulks"
 
-# Enough to train that the signal comes in the middle.
+# Enough data for the signal to come during the training.
 awk 'function letter() { return sprintf("%c", 97 + int(rand() * 26)) }
     BEGIN { srand(1); for (i = 0; i < 30000; ++i) { line = "l" (i % 40) "\t";
     for (j = 0; j < 30; ++j) line = line " " letter() letter() letter(); print line } }' >long.tsv
 cp a.kc before.kc
 command='train, interrupted'
-for seconds in 1 3; do  # a machine under load may not have begun after one
+for seconds in 1 3; do  # on a machine under load, training may not have begun after one second
     timeout --preserve-status -s INT $seconds "$program" train a.kc long.tsv --replace >out 2>err
     status=$?
     ((status != 130)) || [[ ! -s err ]] || break

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Usage: program_test.sh PROGRAM
-# Runs the program zandrel on tiny files and looks at its output and exit statuses.
+# Runs the program zandrel with tiny files and checks its output and exit statuses.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
-# One text of three has the words of the other label; one has a word that nobody learned.
+# One of the three texts has the words of the other label; one has an unknown word.
 printf 'sport\tgoal\r\nfood\tCheese!\r\n\r\nsport,travel\tbread' >test.tsv
 printf 'sport\tgoal\nno tab\n' >bad.tsv
 printf '\n\n' >empty.tsv
@@ -62,12 +62,12 @@ prints err 'clash.tsv:2: "food" is a label that stands in no group'
 expect 65 evaluate --train train.tsv --test test.tsv --groups empty.tsv
 prints err 'empty.tsv: no line'
 
-# Enough to train that the signal comes in the middle; nothing is printed then.
+# Enough data for the signal to come during the training; nothing is printed then.
 awk 'function letter() { return sprintf("%c", 97 + int(rand() * 26)) }
     BEGIN { srand(1); for (i = 0; i < 30000; ++i) { line = "l" (i % 40) "\t";
     for (j = 0; j < 30; ++j) line = line " " letter() letter() letter(); print line } }' >long.tsv
 command='evaluate, interrupted'
-for seconds in 1 3; do  # a machine under load may not have begun after one
+for seconds in 1 3; do  # on a machine under load, training may not have begun after one second
     timeout --preserve-status -s INT $seconds \
         "$program" evaluate --train long.tsv --test test.tsv >out 2>err
     status=$?

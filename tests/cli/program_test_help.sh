@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# What the tests of the program share. To be read with `source` by a script whose first argument is
-# the program; the script then stands in an empty folder of its own.
+# Shared by the tests of the program. A script whose first argument is the program reads this file
+# with `source`. The working folder is then a new empty folder.
 set -uo pipefail
 
 program=$1
@@ -22,7 +22,7 @@ expect() {
     expect_of /dev/null "$wanted" "$@"
 }
 
-# expect_of INPUT STATUS ARGUMENT...: the same with a file as its standard input.
+# expect_of INPUT STATUS ARGUMENT...: the same with the file INPUT as standard input.
 expect_of() {
     local input=$1 wanted=$2 status
     shift 2
@@ -34,9 +34,10 @@ expect_of() {
 
 prints() { grep -qF -- "$2" "$1" || fail "$command: '$2' is not in $1"; }
 is_silent() { [[ ! -s $1 ]] || fail "$command: $1 is not empty"; }
-# is FILE TEXT: holds nothing but the text.
+# is FILE TEXT: checks that the file contains only the text.
 is() { [[ $(<"$1") == "$2" ]] || fail "$command: $1 is not '$2'"; }
-# Nothing but the warnings that data of a few lines give: many labels, and some with a single text.
+# warns_of_few_texts_only FILE: checks that the file has only the warnings that a few lines of data
+# cause: too many labels, and labels with a single text.
 warns_of_few_texts_only() {
     ! grep -v 'than a fifth of the texts\| a single text: ' "$1" ||
         fail "$command: $1 has other lines than warnings of few texts"

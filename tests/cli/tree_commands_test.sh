@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Usage: tree_commands_test.sh PROGRAM
-# Runs those commands of the program zandrel that look into a knowledge container and edit it: info,
-# tree and options.
+# Runs the commands of the program zandrel that show and edit a knowledge container: info, tree and
+# options.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
-# refuses STATUS KC MESSAGE ARGUMENT...: the command says so and leaves the file as it is.
+# refuses STATUS KC MESSAGE ARGUMENT...: checks the status and the message of a command, and that it
+# does not change the file.
 refuses() {
     local status=$1 file=$2 message=$3
     shift 3
@@ -16,13 +17,13 @@ refuses() {
     cmp -s "$file" before.copy || fail "$command: changed the file"
     [[ $(stat -c %i "$file") == "$inode" ]] || fail "$command: wrote the file"
 }
-# changes ARGUMENT...: the command succeeds in silence.
+# changes ARGUMENT...: checks that the command succeeds without output.
 changes() {
     expect 0 "$@"
     is_silent out
     is_silent err
 }
-# shows KC PATH LINE...: the subtree, a line for each node.
+# shows KC PATH LINE...: checks the printed subtree, one line for each node.
 shows() {
     expect 0 tree show "$1" "$2"
     shift 2
@@ -93,7 +94,7 @@ is out '{
   "children": []
 }'
 
-# Every attribute comes back from the file.
+# Every attribute is read back from the file.
 cp whole.kc a.kc
 changes tree add a.kc root/filter --type rule --note1 first --note2 $'second\nline'
 changes tree add a.kc 'root/filter/a\/b' --type stat --rule '"cheap" & $size(n) > 5' \
@@ -126,12 +127,12 @@ shows a.kc shop 'shop [stat] NoScore' '  world [stat] NoScore messages=3' \
     '    food [leaf] messages=0' '    money [leaf] messages=1'
 expect 0 info a.kc
 prints out '  name                shop'
-# What is left still knows its words.
+# The remaining categories still know their words.
 printf 'bank\n' >line.txt
 expect_of line.txt 0 classify a.kc
 prints out 'money'
 
-# What is refused, and what changes nothing, leaves the file alone.
+# A refused edit and an edit without a difference do not change the file.
 cp whole.kc b.kc
 changes tree add b.kc root/filter --type rule
 keep_inode b.kc
@@ -162,7 +163,7 @@ refuses 65 b.kc 'rule: Invalid tokens: 1 , 2' tree add b.kc root/filter/x --rule
 refuses 0 b.kc '' tree set b.kc root/food --score --threshold 0
 refuses 0 b.kc '' tree rename b.kc root/food food
 
-# A compact container takes what its classifiers need no statistics for, and stays compact.
+# A compact container accepts edits for which its classifiers need no statistics, and stays compact.
 keep_inode compact.kc
 compact='compact.kc: the container is compact: without the statistics of training no'
 refuses 65 compact.kc "$compact category of a statistical classifier can come or go" \
@@ -217,7 +218,7 @@ expect 0 info c.kc
 prints out '  seal                yes'
 
 # tree apply: all edits of a file, or none.
-# applies KC: the edits of standard input are carried out in silence.
+# applies KC: checks that the edits of standard input are done without output.
 applies() {
     cat >edits.stdin
     expect_of edits.stdin 0 tree apply "$1" -
@@ -256,11 +257,11 @@ expect 0 tree show single.kc --json
 cp out single.json
 expect 0 tree show apply.kc --json
 cmp -s out single.json || fail 'tree apply gives another tree than single edits'
-# An edit can use what the one before has made. An edit that is refused leaves nothing of those before.
+# An edit can use the result of the edit before. If an edit is refused, none of the edits remains.
 applies apply.kc <<<$'add root/a\nadd root/a/b\nrename root/a c\ndelete root/c'
 shows apply.kc root "${tree[@]}"
 keep_inode apply.kc
-# refuses_line MESSAGE LINE: the line is refused behind one that is carried out.
+# refuses_line MESSAGE LINE: checks that the line is refused after a line that is not.
 refuses_line() {
     printf '%s\n' '# one' 'add root/first' "$2" 'add root/last' >bad.txt
     refuses 65 apply.kc "bad.txt:3: $1" tree apply apply.kc bad.txt
@@ -325,7 +326,7 @@ for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'tree
     [[ ! -e absent.kc ]] || fail "$command: made a file"
 done
 
-# A container of which a byte has changed, for each command that reads one.
+# A container with a changed byte, for each command that reads a container.
 cp whole.kc damaged.kc
 byte=$(od -An -tu1 -j100 -N1 whole.kc)
 printf '%b' "\\x$(printf %x $((byte ^ 1)))" | dd of=damaged.kc bs=1 seek=100 conv=notrunc status=none
@@ -339,7 +340,7 @@ for arguments in 'info damaged.kc' 'tree show damaged.kc' 'tree add damaged.kc r
 ' that were sealed (Seal does not match: object 1)' $arguments
 done
 
-# What the command line itself refuses.
+# Arguments that the command line parser refuses.
 for arguments in 'info' 'info a b' 'tree' 'tree fly' 'tree show' 'tree show a.kc shop --depth -1' \
     'tree show a.kc shop --depth all' 'tree move a.kc shop/x --forget' 'tree add a.kc' 'tree add a.kc shop/x --type magic' \
     'tree add a.kc shop/x --threshold high' 'tree add a.kc shop/x --threshold nan' \

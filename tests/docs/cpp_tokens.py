@@ -1,9 +1,9 @@
-"""C++ source as a list of tokens, as far as the checks of documents need it."""
+"""Splits C++ source into tokens, as far as the checks of documents need it."""
 
 import re
 from typing import NamedTuple
 
-# Comments and preprocessor lines, which may go on behind a backslash, are dropped.
+# Drops comments and preprocessor lines. A preprocessor line may continue after a backslash.
 _TOKEN = re.compile(
     r"""
     (?P<comment>//[^\n]*|/\*.*?\*/)
@@ -31,7 +31,7 @@ class Token(NamedTuple):
 
 
 def unescape(literal):
-    """The text of what stands between the quotes of a literal."""
+    """The text between the quotes of a literal."""
 
     def value(match):
         escape = match.group(1)
@@ -85,7 +85,7 @@ def closing(tokens, opening):
 
 
 def split(tokens, separator):
-    """The parts of a token list between separators that stand outside all brackets."""
+    """The parts of a token list between separators that are outside all brackets."""
     parts = [[]]
     depth = 0
     for token in tokens:

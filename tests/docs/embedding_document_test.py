@@ -1,8 +1,8 @@
-"""Holds docs/embedding.md against the programs that it shows.
+"""Compares docs/embedding.md with the programs that it shows.
 
 Usage: embedding_document_test.py PROJECT_FOLDER PROGRAM...
 
-The programs come in the order of the document. Each is compiled from the source of its name in
+The programs are given in the order of the document. Each is compiled from the source of its name in
 examples/.
 """
 
@@ -27,17 +27,17 @@ class EmbeddingDocumentTest(unittest.TestCase):
         self.assertEqual(len(blocks), len(PROGRAMS))
         return blocks
 
-    def test_shows_every_example(self):
+    def test_every_example_is_shown(self):
         sources = {path.stem for path in (PROJECT / "examples").glob("*.cpp")}
         self.assertEqual({program.stem for program in PROGRAMS}, sources)
 
-    def test_shows_the_programs_as_they_are_compiled(self):
+    def test_shown_programs_equal_the_compiled_sources(self):
         for program, block in zip(PROGRAMS, self.blocks("cpp")):
             with self.subTest(program.stem):
                 source = (PROJECT / "examples" / f"{program.stem}.cpp").read_text("utf-8")
                 self.assertMultiLineEqual(block, source)
 
-    def test_shows_what_the_programs_print(self):
+    def test_shown_output_equals_that_of_the_programs(self):
         for program, block in zip(PROGRAMS, self.blocks("text")):
             with self.subTest(program.stem), tempfile.TemporaryDirectory() as folder:
                 run = subprocess.run(

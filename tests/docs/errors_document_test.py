@@ -1,4 +1,4 @@
-"""Holds docs/errors.md against what the library raises and what the tests expect.
+"""Compares docs/errors.md with the errors that the library raises and the tests expect.
 
 Usage: errors_document_test.py PROJECT_FOLDER
 """
@@ -79,10 +79,10 @@ class RaisesTest(unittest.TestCase):
             raises_of(source), [("process_assert", "-", (text,), 0) for text in ("a", "b")]
         )
 
-    def test_leaves_out_what_is_thrown_on(self):
+    def test_rethrown_errors_are_left_out(self):
         self.assertEqual(raises_of("void f() { try { g(); } catch (...) { throw; } }"), [])
 
-    def test_refuses_what_it_does_not_understand(self):
+    def test_unknown_forms_are_refused(self):
         for source in (
             "void f() { throw error; }",
             "void f() { throw std::bad_alloc(); }",
@@ -136,7 +136,7 @@ class TestedErrorsTest(unittest.TestCase):
     def test_takes_the_texts_of_a_table(self):
         self.assertTrue(self.has('Row rows[] = {{"Bad: x"}}; EXPECT_QTX(f(), A, 1, row.text);'))
 
-    def test_takes_nothing_else(self):
+    def test_other_texts_are_not_taken(self):
         for test in (
             'EXPECT_QTX(f("Bad: "), A, 1, "Good");',
             'EXPECT_QTX(f(), B, 1, "Bad: ");',
@@ -162,7 +162,7 @@ class ErrorsDocumentTest(unittest.TestCase):
     def named(self, rows):
         return [f"line {row.line}: {row.raised} {row.number} {shown(row.pieces)}" for row in rows]
 
-    def test_has_what_the_library_raises(self):
+    def test_every_raised_error_has_a_row(self):
         self.assertGreater(len(self.raises), 40)
         known = {row.key() for row in self.document.rows}
         missing = [
@@ -172,15 +172,15 @@ class ErrorsDocumentTest(unittest.TestCase):
         ]
         self.assertEqual(missing, [])
 
-    def test_has_nothing_else(self):
+    def test_every_row_is_raised(self):
         raised = {each.key() for each in self.raises}
         self.assertEqual(self.named(r for r in self.document.rows if r.key() not in raised), [])
 
-    def test_has_each_error_once(self):
+    def test_each_error_has_one_row(self):
         keys = [row.key() for row in self.document.rows]
         self.assertEqual(self.named(r for r in self.document.rows if keys.count(r.key()) > 1), [])
 
-    def test_tells_the_arguments(self):
+    def test_number_of_arguments_is_correct(self):
         rows = {row.key(): row for row in self.document.rows}
         wrong = []
         for each in self.raises:
@@ -190,10 +190,10 @@ class ErrorsDocumentTest(unittest.TestCase):
         self.assertEqual(wrong, [])
 
     @staticmethod
-    def fits(raised_count, told_count):
-        return told_count > 0 if raised_count is None else told_count == raised_count
+    def fits(raised_count, listed_count):
+        return listed_count > 0 if raised_count is None else listed_count == raised_count
 
-    def test_has_no_error_without_a_test_but_those_that_it_lists(self):
+    def test_every_error_has_a_test_or_is_listed_as_untested(self):
         missing = [
             row
             for row in self.document.rows
@@ -201,7 +201,7 @@ class ErrorsDocumentTest(unittest.TestCase):
         ]
         self.assertEqual(self.named(missing), [])
 
-    def test_lists_no_error_as_untested_that_has_a_test_or_does_not_exist(self):
+    def test_errors_listed_as_untested_exist_and_have_no_test(self):
         untested = {(row.raised, row.pieces) for row in self.document.rows if not self.tested.has(row)}
         self.assertEqual([each for each in self.untested if each not in untested], [])
 

@@ -1,4 +1,4 @@
-"""Holds the pages of the project together: links, names and the list of decisions.
+"""Checks the pages of the project: links, names and the list of decisions.
 
 Usage: pages_document_test.py PROJECT_FOLDER
 """
@@ -20,7 +20,7 @@ _TERM = re.compile(r"^- \*\*(.+?)\*\*: ", re.MULTILINE)
 
 
 def pages():
-    """The project's pages; what build trees hold is none of them."""
+    """The project's pages, without the files of build trees."""
     yield from sorted(PROJECT.glob("*.md"))
     for folder in ("docs", "data"):
         yield from sorted((PROJECT / folder).rglob("*.md"))
@@ -69,7 +69,7 @@ def unknown_names(text, known):
 class PagesTest(unittest.TestCase):
     maxDiff = None
 
-    def test_links_lead_somewhere(self):
+    def test_links_have_targets(self):
         broken = []
         link_count = 0
         for page in pages():
@@ -93,7 +93,7 @@ class PagesTest(unittest.TestCase):
         self.assertGreater(len(single), 60)
         self.assertEqual([word for word in single if single.count(word) > 1], [])
 
-    def test_glossary_and_decisions_name_what_exists(self):
+    def test_names_in_glossary_and_decisions_exist(self):
         known = names_of_sources()
         self.assertEqual(unknown_names("`zeManager`, `zeNoManager`", known), ["zeNoManager"])
         for page in [PROJECT / "docs" / "glossary.md", *sorted(DECISIONS.glob("*.md"))]:

@@ -1,11 +1,11 @@
-"""Finds what the sources of the library raise.
+"""Finds the errors that the sources of the library raise.
 
 A raise is a `throw` of an exception with a message, or a call of process_assert or ZANDREL_ASSERT.
-Its message is given as pieces: the literal texts of the source, and HOLE for what is only known when
-the program runs.
+Its message is a list of pieces: the literal texts of the source, and HOLE for a part that is known only
+when the program runs.
 
-A function that takes the message (or the number) as a parameter and throws it is seen through: each
-of its calls is a raise. What cannot be understood is an error, so that no raise goes unseen.
+If a function takes the message (or the number) as a parameter and throws it, each of its calls is a
+raise. Code that cannot be understood is an error, so that no raise is missed.
 """
 
 import pathlib
@@ -41,7 +41,7 @@ class NotUnderstood(Exception):
 
 
 class Unsettled(NamedTuple):
-    """A raise whose expressions are not yet looked at."""
+    """A raise whose expressions are not yet resolved."""
 
     raised: str
     number: Optional[list]  # tokens, as the next two
@@ -234,7 +234,7 @@ class Sources:
 
 
 def _is_call(tokens, index):
-    """Whether the name at `index` is called there, and not declared."""
+    """True if the name at `index` is called there and not declared."""
     if index + 1 == len(tokens) or tokens[index + 1].text != "(":
         return False
     before = index - 1

@@ -1,7 +1,7 @@
-"""Finds which errors the tests expect.
+"""Finds the errors that the tests expect.
 
-An expectation is a call of one of the macros of tests/support. One that names its text vouches for
-that text; one that takes it from a table vouches for every text of its file.
+An expectation is a call of one of the macros of tests/support. If the call has the text itself, that
+text counts as tested. If the text comes from a table, every text of the file counts as tested.
 """
 
 import pathlib
@@ -10,7 +10,7 @@ import re
 from cpp_tokens import arguments, spelled, tokenize
 from raises import ASSERTION
 
-# Macro to the positions of class, number and text among its arguments, counted from the end.
+# The positions of class, number and text in the arguments of each macro, counted from the end.
 _EXPECTATIONS = {
     "EXPECT_QTX": (-3, -2, -1),
     "EXPECT_QTX_ARGS": (-4, -3, -2),
@@ -74,5 +74,5 @@ def without_parameters(raised):
 
 
 def _tells(text, pieces):
-    """Whether a literal of a test stands for the message: a whole one, or how it begins."""
+    """True if a literal of a test is the message or its beginning."""
     return text == pieces[0] if len(pieces) == 1 else text.startswith(pieces[0] or "")

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Usage: install_test.sh BUILD WORK CXX STEP
-# BUILD is a build tree, WORK a folder for what is made here, CXX the compiler, and STEP one of
+# BUILD is a build tree, WORK a folder for new files, CXX the compiler, and STEP one of
 #   stage          installs into WORK/moved; the steps below follow it
 #   cmake_package  builds and runs the consumer, which finds the library by find_package
 #   pkg_config     the same, found by pkg-config
 #   program        runs the installed program
-#   files          looks at what is installed
+#   files          checks the installed files
 set -euo pipefail
 
 build=$1 work=$2 compiler=$3 step=$4
@@ -20,8 +20,8 @@ fail() {
 
 library_dir() { dirname "$(find "$installed" -name libzandrel.so)"; }
 
-# Staged by DESTDIR below a prefix that is not the one of the build tree, then moved, so that a path
-# which depends on either is found by the steps that follow.
+# We install through DESTDIR with another prefix than the build tree's, and then move the result. So
+# the next steps fail if a file contains a path of the build tree or of the first folder.
 stage() {
     rm -rf "$work"
     mkdir -p "$work"
@@ -57,12 +57,12 @@ program() {
 
 files() {
     local text
-    # Programs that are linked to the library look for the name with the major version.
+    # Programs linked to the library load it by the name with the major version.
     readelf -d "$(library_dir)/libzandrel.so" | grep -qF 'soname: [libzandrel.so.1]' ||
         fail "libzandrel.so has not the soname libzandrel.so.1"
     [[ -L $(library_dir)/libzandrel.so.1 ]] || fail "libzandrel.so.1 is no link"
 
-    # All but those that say of themselves that they are the library's own.
+    # All headers except those that say that they are the library's own.
     diff <(cd "$source" && grep -rL --include='*.h' '^// Not installed' zandrel | sort) \
         <(cd "$installed/include" && find . -type f -printf '%P\n' | sort) ||
         fail "what is installed is not every header of the library"

@@ -22,7 +22,7 @@ from benchmarks.failure import Failure
 
 
 class FolderTest(unittest.TestCase):
-    """A test with a folder of its own."""
+    """A test with its own folder."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -53,13 +53,13 @@ class FindingCorporaTest(FolderTest):
 
         self.assertEqual(self.names(), ["mail", "news"])
 
-    def test_takes_wanted_names_alone(self):
+    def test_only_wanted_names_are_taken(self):
         self.write_corpus("news")
         self.write_corpus("mail")
 
         self.assertEqual(self.names("news"), ["news"])
 
-    def test_tells_of_a_training_file_without_test_file(self):
+    def test_training_file_without_test_file_is_reported(self):
         self.write_corpus("mail")
         self.write("news.train.tsv", "a\tone\n")
 
@@ -90,7 +90,7 @@ class ReadingTextsTest(FolderTest):
             with self.subTest(text=text):
                 self.assertEqual(self.read(text), expected)
 
-    def test_names_the_line_that_is_none(self):
+    def test_bad_line_is_named(self):
         for text in ("a\tone\n\nno tab\n", "a\tone\n\n,b\ttext\n"):
             with self.subTest(text=text), self.assertRaisesRegex(Failure, "file:3: no data line"):
                 self.read(text)
@@ -137,7 +137,7 @@ class ProcessesTest(FolderTest):
 
         self.assertGreaterEqual(busy.cpu_seconds, 0.3)
 
-    def test_measures_peak_memory_of_each_process_anew(self):
+    def test_peak_memory_is_measured_for_each_process(self):
         large = self.run_python("x = b'x' * 60_000_000; del x")
         small = self.run_python("pass")
 
@@ -153,13 +153,13 @@ class ProcessesTest(FolderTest):
 
         self.assertEqual((cost.cpu_seconds, cost.peak_bytes), (3.5, 300))
 
-    def test_tells_why_a_program_failed(self):
+    def test_reason_of_a_failed_program_is_reported(self):
         with self.assertRaisesRegex(Failure, r"\(status 3\): broken"):
             self.run_python("import sys; print('broken', file=sys.stderr); sys.exit(3)")
         with self.assertRaisesRegex(Failure, "no-such-program: No such file or directory"):
             processes.run(["no-such-program"], self.folder / "output")
 
-    def test_takes_the_good_statuses_of_a_program_that_has_several(self):
+    def test_program_may_have_several_good_statuses(self):
         command = [sys.executable, "-S", "-c", "raise SystemExit(2)"]
 
         processes.run(command, self.folder / "output", (0, 1, 2))
@@ -182,7 +182,7 @@ class FirstLineTest(FolderTest):
         self.seconds("import sys; assert sys.stdin.readline() == 'x\\n'; print(1, flush=True); "
                      "assert sys.stdin.read() == ''", "x\n")
 
-    def test_tells_why_there_is_no_line(self):
+    def test_reason_of_a_missing_line_is_reported(self):
         with self.assertRaisesRegex(Failure, r"\(status 3\): broken"):
             self.seconds("import sys; print('broken', file=sys.stderr); sys.exit(3)", "x\n")
         with self.assertRaisesRegex(Failure, r"\(status 0\)"):
@@ -324,7 +324,7 @@ class RoundsTest(unittest.TestCase):
 
 
 class BarsTest(FolderTest):
-    def test_ratio_is_that_of_the_phase_to_the_anchor(self):
+    def test_ratio_is_the_phase_divided_by_the_anchor(self):
         medians = {"zandrel words": outcome(4, 1, 3), "fastText": outcome(14, 8, 6)}
         of_phase = [bars.Bar(phase, "news", "zandrel words", "fastText", 0.4).ratio(medians)
                     for phase in ("train", "classify")]
@@ -385,7 +385,7 @@ class BarsTest(FolderTest):
             self.assertIsNone(peers.measure_parts(self.folder))
         self.assertIn("no benchmark", self.messages.getvalue())
 
-    def test_ratio_of_the_record_file_is_that_to_the_mapped_floor(self):
+    def test_record_file_is_compared_with_the_mapped_floor(self):
         text = ("to mapped floor     1.38     1.42\n\nread, to the flushing floor   1.03, at most 1.10: held\n"
                 "all but reopening, to the mapped floor      1.31, at most 1.28: missed\n")
 
@@ -393,7 +393,7 @@ class BarsTest(FolderTest):
         with self.assertRaisesRegex(Failure, "no ratio"):
             bars.record_file_ratio("")
 
-    def test_made_up_corpus_is_one_of_all(self):
+    def test_all_corpora_include_the_synthetic_one(self):
         self.write_corpus("news")
         made_up = lambda folder: (folder / "thousand.train.tsv", folder / "thousand.test.tsv")
         for corpus, expected in ((None, ["news", "thousand"]), (["news"], ["news"]),
@@ -521,7 +521,7 @@ class LearningTest(FolderTest):
 
         self.assertEqual(learning.one_text_row("news", one).split(),
                          ["news", "A=1", "75.0", "50.0", "-25.0"])
-        # The first point, before learning, is no part of the differences -25 and +25.
+        # The first point is before learning, so it does not count for the differences -25 and +25.
         self.assertEqual(learning.rest_row("news", one, one["rest"][0]).split(),
                          ["news", "A=1", "1:10", "75.0", "-25.0", "+0.0", "+25.0", "100", "2.50",
                           "1.2"])
@@ -561,7 +561,7 @@ class LearningTest(FolderTest):
         self.assertIn(["news", "program", "0.0", "50.0", "-25.0", "50.0"], rows)
         self.assertIn(["news", "A=1", "0.0", "75.0", "+0.0", "75.0"], rows)
 
-    def test_growth_is_that_since_half_as_many_texts(self):
+    def test_growth_is_measured_from_half_as_many_texts(self):
         points = [{"texts": texts, "concepts": 7, "file_bytes": size}
                   for texts, size in ((10, 1000000), (20, 1500000), (30, 1600000), (40, 1515000))]
 
@@ -623,7 +623,7 @@ class LearningTest(FolderTest):
         self.assertIn("bad.train.tsv: no text with a word", self.messages.getvalue())
         self.assertIn("new words, analysis words", table.getvalue())
 
-    def test_failure_of_the_program_is_told(self):
+    def test_failure_of_the_program_is_reported(self):
         with self.assertRaisesRegex(Failure, "broken"):
             learning.run([sys.executable, "-c", "import sys; sys.exit('broken')"])
 
@@ -665,7 +665,7 @@ class CurvesTest(FolderTest):
                  for part in ("train", "learn", "classify", "load")]
         self.assertEqual(sizes, [10, 500, 1000, 0])
 
-    def test_growth_is_that_between_the_last_points(self):
+    def test_growth_is_measured_between_the_last_points(self):
         table = io.StringIO()
         with contextlib.redirect_stdout(table):
             curves.print_growth("words", [point_of_curve(5, 9.0), point_of_curve(10, 2.0),
@@ -676,7 +676,7 @@ class CurvesTest(FolderTest):
     def test_plot_has_every_phase_and_a_line_of_slope_1(self):
         script = curves.plot_script("words", [point_of_curve(1, 2.0), point_of_curve(4, 2.0)], "a.svg")
 
-        # The geometric middle is x = 2 and 2 seconds.
+        # The geometric mean is x = 2 and 2 seconds.
         self.assertIn("$points << EOD\n1 2.000000 2.000000 2.000000 2.000000 1.000000\n"
                       "4 2.000000 2.000000 2.000000 2.000000 4.000000\nEOD\n", script)
         for column, phase in enumerate(curves.PHASES, 2):

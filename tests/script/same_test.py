@@ -20,7 +20,7 @@ from benchmarks import same, same_cases, synthetic
 from benchmarks.failure import Failure
 from benchmarks.same_cases import Case
 
-# Writes what it was asked to do, as a container, an answer and a message.
+# Writes its arguments as a container, an answer and a message.
 PROGRAM = """#!/bin/sh
 echo "answer $*"
 echo "message $*" >&2
@@ -42,7 +42,7 @@ class SameTest(unittest.TestCase):
         return path
 
     def compare(self, last_line, commands=(["train", "m.kc"], ["classify", "m.kc"]), base_line=""):
-        """The exit status and the output of comparing programs that also do the lines given."""
+        """The exit status and the output of a comparison of programs that also run the given lines."""
         table = io.StringIO()
         with mock.patch.multiple(same, all_cases=lambda _: [Case("one", list(commands))],
                                  library_of_the_clock=lambda: "",
@@ -74,7 +74,7 @@ class SameTest(unittest.TestCase):
                 self.assertRegex(table, message)
                 self.assertTrue((self.folder / "different" / "one" / "new" / "m.kc").is_file())
 
-    def test_clock_stays_where_it_is(self):
+    def test_clock_does_not_change(self):
         side = same.Side("/bin/date", self.folder / "side", {},
                          {"LD_PRELOAD": str(same.library_of_the_clock()), **same.CLOCK})
         side.do(["+%F %T.%N"])
@@ -155,7 +155,7 @@ class SyntheticTest(unittest.TestCase):
         for rank, expected in enumerate((4800, 2400, 1600, 1200)):
             self.assertAlmostEqual(draws.count(rank), expected, delta=150)
 
-    def test_share_of_topic_words_is_as_wanted(self):
+    def test_share_of_topic_words_is_as_requested(self):
         """Of 100 words only 5 are topic words. With a share of 1 no other word is drawn."""
         recipe = synthetic.Recipe(labels=1, texts=50, words=100, topic_words=5, topic_share=1.0)
         words = {word for line in synthetic.data_lines(recipe)

@@ -298,8 +298,7 @@ TEST_F(zeStatDietLearnerScalingTest, ArithmeticAverageOfZeroAsserts) {
 }
 
 // Junk. A plain category of 32 and a junk category of 96: the average is 32, so the limits are 8
-// and
-// 24. The plain category then weighs 8 and has a quarter of the messages, so the total is 32.
+// and 24. The plain category then weighs 8 and has a quarter of the messages, so the total is 32.
 
 TEST_F(zeStatDietLearnerScalingTest, JunkIsLimitedByTheAverageOfTheOthers) {
     m_storage.m_average_Rlimit = 8.0;

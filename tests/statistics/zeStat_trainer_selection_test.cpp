@@ -476,8 +476,7 @@ TEST_F(zeStatTrainerSelectionTest, OldTreatmentHasTwoListsOfCandidates) {
 }
 
 // A rate is relative to the weight of all concepts, not of all messages: 0.2 / 16 is below 1/64,
-// and
-// 0.2 / 8 is above it.
+// and 0.2 / 8 is above it.
 TEST_F(zeStatTrainerSelectionTest, RarityIsJudgedByTheWeightOfAllConcepts) {
     m_storage.m_use_new_ZC = false;
     AddInfo("x", 0.2);

@@ -1,4 +1,4 @@
-// A program that knows the library as it is installed, and nothing else of the project.
+// A program that uses only the installed library and nothing else of the project.
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -54,7 +54,7 @@ bool catches_by_the_root_of_all() {
     return false;
 }
 
-// An exception of the program's own passes through the library as it is.
+// An exception of the program passes through the library unchanged.
 bool passes_what_a_callback_raises() {
     struct Refused {};
 
