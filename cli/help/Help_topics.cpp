@@ -51,8 +51,8 @@ constexpr std::string_view kAnalysis =
 constexpr std::string_view kSettings =
     R"(The engine has settings, such as ProfileSize=3000. train and evaluate read them from --set KEY=VALUE and
 from a file with lines KEY=VALUE, --options FILE; --set overrides the file. options get prints the
-settings of a container as such a file, and options set changes them. Unknown keys and
-values without a meaning are refused. Most settings are integers:
+settings of a container as such a file, and options set changes them. Unknown keys and values without a
+meaning are refused. Most settings are integers:
   0 or 1          SuppressM, FullPropogation, each setting that begins with Use, and (only in a file)
                   PositiveMethod and GeomAverage
   0 to 255        PLifeExpectancy
