@@ -1,4 +1,4 @@
-// File_attributes: whose a file is, who may do what with it, and what else the system keeps of it.
+// File_attributes: owner, group, permissions, access list and extended attributes of a file.
 #ifndef ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_
 #define ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_
 
