@@ -180,7 +180,7 @@ void Access_list::add(const Entry& added) {
         // begins with the rights of the group.
         m_entries.push_back({ACL_MASK, rights_of(ACL_GROUP_OBJ), kNobody});
     }
-    apply_mask();  // a wider mask must not give a right to entries that have it but were denied it
+    apply_mask();  // a wider mask must not give back what the old one denied
     set_rights(ACL_MASK, rights_of(ACL_MASK) | added.rights);
     const auto same = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
         return entry.kind == added.kind && entry.id == added.id;
