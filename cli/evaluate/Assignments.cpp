@@ -1,3 +1,6 @@
+// One tally for each label. The micro average adds all tallies and then computes the ratios; the
+// macro average computes the ratios of each label that has texts, and takes their mean.
+// Evaluation.cpp has an example.
 #include "cli/evaluate/Assignments.h"
 
 #include <algorithm>
@@ -39,7 +42,7 @@ Assignment_counter::Assignment_counter(double threshold, const std::vector<std::
 }
 
 void Assignment_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
-    // Best first, so the labels that are given come before all others.
+    // Rankings are sorted by score, so the given labels are at the beginning.
     const auto given_end =
         std::find_if(ranking.begin(), ranking.end(),
                      [this](const Scored_label& entry) { return entry.score < m_threshold; });

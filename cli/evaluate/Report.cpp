@@ -1,3 +1,4 @@
+// Each block of the report is a table with a name column and number columns of fixed widths.
 #include "cli/evaluate/Report.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ std::string percent(double share) {
     return with_decimals(100 * share, 2) + " %";
 }
 
-// An amount per CPU second, or a dash where the clock was too coarse to tell.
+// An amount per CPU second, or a dash if the measured time is 0.
 std::string per_second(double amount, const Phase& phase, int decimals) {
     return phase.cpu_seconds > 0.0 ? with_decimals(amount / phase.cpu_seconds, decimals) : "-";
 }
