@@ -1,3 +1,53 @@
+// The invariants of the trees of a container, and what makes two disagreeing directions of links
+// agree again.
+//
+// Walks over the trees do not look where they have been. They rely on the invariants below. Each is
+// followed by what would break it. "File" means a damaged file: reading it is refused. "Program"
+// means a program that changes the public links: writing the container is then refused. Both raise
+// "Knowledge tree is damaged" with the argument in brackets.
+//
+// The physical tree. The nodes below a node are its children and the categories of its classifier.
+//
+// 1. No way down leads from a node back to it. [children]
+//    File: the root, node 1, has the child 2, and the record of node 2 has the child 1. A rule
+//    classifier at node 2 with a rule for node 1 is the same. Program: leaf->add_child(root).
+// 2. No way over m_parent leads from a node back to it. [parents]
+//    File: never, since reading makes each parent agree with a list; a circle of parents becomes
+//    one of children. Program: root->m_parent = leaf.
+// 3. A node with nodes below it is below one other node at most. [children]
+//    File: both 2 and 3 have the child 4, which has children. With 30 such steps one above the
+//    other, a walk would visit the last node 2^30 times. Program: other->add_child(inner).
+// 4. A node is a child once at most, except that several nodes with classifiers may have the same
+//    leaf. Then all of them forget the leaf when an edit deletes it. [children]
+//    File: the list of node 1 is (2, 2), or two nodes list node 2 and one of them has no
+//    classifier. Program: m_children.push_back(child). Allowed: train the root without its subtree
+//    with messages of a category below; the root then shares the leaf.
+// 5. The root has no parent, in neither tree. [root]
+//    File: a node that is not below the root has the root as a child. Program: the same.
+//
+// The logical tree.
+//
+// 6. No id is 0, which means "no node". [logical ids]
+//    File: a record with the id 0. Program: nodes[0] = node.
+// 7. Two nodes never mirror the same physical node, and none mirrors a placeholder. [mirrored
+// nodes]
+//    File: the logical nodes 2 and 3 both name the physical node 2. An edit of the one would delete
+//    the physical node of the other. Program: copy a zeLogicalNode into `nodes` under a new id.
+// 8. A node is a child once at most, and no list leads back. [logical children]
+//    File: the lists of 1 and 2 both have the child 3. Program: children.push_back(1) at node 2.
+// 9. No way over `parent` leads from a node back to it. [logical parents]
+//    File: node 2 names the parent 3 and node 3 names the parent 2. Program: the same.
+//
+// Ids.
+//
+// 10. The last id of a file leaves 2^24 numbers for new nodes. [ids]
+//    File: a node with the id 0xffffffff. Without the check, the next node would get the id 0.
+// 11. No placeholder has the id of the next new node. Reading repairs this.
+//    File: the last node is 7 and a list has the child 8, which is missing. The next new node gets
+//    the id 9.
+//
+// An edit never breaks an invariant: it links a node to one parent, and VerifyNotBelow refuses a
+// move below the node itself.
 #include "zandrel/knowledge/Tree_shape.h"
 
 #include <algorithm>
@@ -19,6 +69,10 @@
 namespace Zandrel {
 
 namespace {
+
+// See invariant 10.
+constexpr unsigned int kRoomForIds = 1U << 24U;
+constexpr unsigned int kLastReadId = std::numeric_limits<unsigned int>::max() - kRoomForIds;
 
 // Links between nodes that are numbered from 0.
 class Links {
@@ -269,6 +323,15 @@ void erase_unused_placeholders(zeManager& manager) {
     }
 }
 
+// See invariant 11. An id near the greatest one is left: no new node will reach it.
+void spend_ids_of_placeholders(zePhysicalTree& tree) {
+    for (const auto& [id, node] : tree.m_nodes) {
+        if (IsPlaceholder(node) && id <= kLastReadId) {
+            tree.m_last_node_id = std::max(tree.m_last_node_id, id);
+        }
+    }
+}
+
 void mend_logical_links(zeLogicalTree& tree) {
     const std::vector<unsigned int> ids = ids_of(tree);
     hash_map<unsigned int, unsigned int> lister;
@@ -304,6 +367,7 @@ void mend_logical_links(zeLogicalTree& tree) {
 void MendLinks(zeManager& manager) {
     mend_physical_links(manager);
     erase_unused_placeholders(manager);
+    spend_ids_of_placeholders(*manager.m_physical_tree);
     mend_logical_links(*manager.m_logical_tree);
 }
 
@@ -314,8 +378,7 @@ void RequireTrees(const zeManager& manager) {
 }
 
 void RequireRoomForIds(unsigned int last_id) {
-    constexpr unsigned int kRoom = 1U << 24U;
-    if (last_id > std::numeric_limits<unsigned int>::max() - kRoom) {
+    if (last_id > kLastReadId) {
         RaiseDamagedTree("ids");
     }
 }
