@@ -23,7 +23,7 @@ namespace {
 using Node_set = hash_set<zeNode*, zePointer_hash>;
 using Logical_nodes = std::vector<zeLogicalNode*>;
 
-// What an edit does to the classifiers without rules.
+// Collects what an edit does to the classifiers without rules.
 class Edit_effects {
 public:
     explicit Edit_effects(const zeManager& manager)
@@ -89,7 +89,7 @@ public:
         }
     }
 
-    // Whether each classifier keeps its categories or is deleted.
+    // Returns whether each classifier keeps its categories or is deleted.
     bool are_harmless() const {
         return std::all_of(m_changed.begin(), m_changed.end(), [this](const auto& entry) {
             return m_deleted.count(entry.first->m_node) != 0;

@@ -81,7 +81,8 @@ public:
 
     void add(std::size_t from, std::size_t to) { m_targets[from].push_back(to); }
 
-    // Each node with links is the target of at most one other, and no way leads back.
+    // Returns whether each node with links is the target of one other node at most, and no way
+    // leads back.
     bool are_those_of_trees() const {
         std::vector<std::size_t> sources(m_targets.size(), 0);
         for (const std::vector<std::size_t>& targets : m_targets) {
@@ -97,7 +98,8 @@ public:
                 return false;
             }
         }
-        // With one source each, all that no top reaches goes round in circles.
+        // Each of these nodes has one source at most. So a node that no top reaches is on a circle
+        // or below one.
         return count_reached(std::move(waiting), std::move(sources)) == m_targets.size();
     }
 
@@ -145,7 +147,7 @@ private:
 using Node_numbers = Numbers<const zeNode*, zePointer_hash>;
 using Id_numbers = Numbers<unsigned int, std::hash<unsigned int>>;
 
-// The children, and what the classifier yields beside them.
+// Returns the children, and then the categories of the classifier that are no children.
 std::vector<zeNode*> nodes_below(const zeNode& node) {
     std::vector<zeNode*> below = node.m_children;
     if (node.m_classifier == nullptr) {
@@ -162,8 +164,8 @@ std::vector<zeNode*> nodes_below(const zeNode& node) {
     return below;
 }
 
-// Whether a node may stand in a second list of children: only a leaf may, in that of a classifier,
-// which forgets it when it goes. Before they are read, classifiers are known by their ids.
+// Returns whether `lister` may share a child with another node, see invariant 4. Classifiers are
+// read after the trees; until then a node only has the id of its classifier.
 bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& child) {
     const bool are_read = !tree.m_manager->m_objects.empty();
     const bool is_classifier =
@@ -171,7 +173,7 @@ bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& c
     return is_classifier && child.m_classifier_type == ZE_LEAF && child.m_children.empty();
 }
 
-// Whether the lists of children are such that a node which goes can be taken out of all of them.
+// Checks invariant 4.
 void require_places(const zePhysicalTree& tree) {
     hash_map<const zeNode*, const zeNode*, zePointer_hash> listers;
     for (const auto& [id, node] : tree.m_nodes) {
@@ -189,6 +191,7 @@ void require_places(const zePhysicalTree& tree) {
     }
 }
 
+// Checks the invariants 1 to 4.
 void require_physical_tree(const zePhysicalTree& tree) {
     require_places(tree);
     Node_numbers numbers;
@@ -211,7 +214,8 @@ void require_physical_tree(const zePhysicalTree& tree) {
     }
 }
 
-// What is above the root would never be walked; and who deletes a node below leaves no root behind.
+// Checks invariant 5. Walks start at the root and would never reach a node above it, and an edit
+// could delete that node with the root below it.
 void require_root(const zeManager& manager) {
     zeNode* const root = manager.m_root;
     if (root != nullptr &&
@@ -306,8 +310,8 @@ void mend_physical_links(zeManager& manager) {
     }
 }
 
-// An entry that stood for the parent of a node whose parent is another by now, as that of the root
-// of a subtree that was written alone.
+// Removes placeholders to which no link leads any more. Example: a file has only the subtree of
+// node 5, whose parent, node 2, is not in the file. The root that was read has no parent now.
 void erase_unused_placeholders(zeManager& manager) {
     auto& nodes = manager.m_physical_tree->m_nodes;
     hash_set<const zeNode*, zePointer_hash> used;
