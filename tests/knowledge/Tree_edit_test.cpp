@@ -112,7 +112,7 @@ std::map<Id, std::vector<const zeNode*>> categories(const zeManager& manager) {
     return found;
 }
 
-// Whether each classifier that is in both has the same categories in both.
+// Returns whether each classifier that the edit has not deleted has the same categories as before.
 bool keeps_categories(const std::map<Id, std::vector<const zeNode*>>& before,
                       const zeManager& manager) {
     const std::map<Id, std::vector<const zeNode*>> after = categories(manager);

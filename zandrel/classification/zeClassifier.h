@@ -38,15 +38,17 @@ public:
     // missing from the map becomes null, and the map gains it.
     virtual void global_replace(std::map<zeNode*, zeNode*>& replacement) = 0;
 
-    // What an edit of the tree needs of the classifier. Only the logical tree calls these: its
-    // edits and their verification, and zandrel::allows_edit, which predicts an edit. All are pure:
-    // the compiler then demands an answer from each new class, and no class is left out silently.
+    // The functions that an edit of the tree needs. Only the logical tree calls them: its edits and
+    // their verification, and zandrel::allows_edit, which predicts an edit. All are pure: the
+    // compiler then demands an answer from each new class, and no class is left out silently.
 
-    // Whether rules select the categories. If not, the classifier has learned them, a category is
-    // added without a rule, and categories can move to another classifier without rules.
+    // Returns whether rules select the categories. If not, the classifier has learned them, a
+    // category is added without a rule, and categories can move to another classifier without
+    // rules.
     virtual bool has_rules() const = 0;
     // About the number of categories. The tree only uses it to choose the shorter of two searches.
     virtual std::size_t category_count() const = 0;
+    // Returns whether the node is one of the categories.
     virtual bool knows(zeNode* category) const = 0;
     // Adds a category and makes it a child of the node. `rule` is empty if there are no rules.
     // RAISES: an error of the class, for example if the category is known. The category may have
