@@ -3,6 +3,7 @@
 #define ZANDREL_STATISTICS_ZESTAT_MATCHER_H_
 
 #include <array>
+#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -110,6 +111,20 @@ public:
     // RAISES: 1 "Deleted category "%s" does not exist." without a profile, and then nothing has
     // changed, or without that child or a node, when the profile is gone.
     void delete_cat(zeNode*& cat, bool refeed, bool remove_concepts);
+
+    // What an edit needs, in terms of the operations above. `rebuild_table` is `feed`, which
+    // selects the features of the remaining categories anew.
+    bool has_rules() const override { return false; }
+
+    std::size_t category_count() const override;
+    bool knows(zeNode* category) const override;
+    void add_category(zeNode* category, const qtString& rule) override;
+    // RAISES: the assertion "sw".
+    void change_category_rule(zeNode* category, const qtString& rule) override;
+    void remove_category(zeNode* category, bool remove_concepts) override;
+    // Deletes the profile. The table of all concepts keeps what the category brought to it.
+    void drop_category(zeNode* category) override;
+    void rebuild_table() override;
 
     // Histogram step of a likelihood pass: enters the message's raw score for every category that
     // takes part in that category's histogram, and in its relevant part if the view says that the

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -90,6 +91,37 @@ void zeStat_matcher::delete_cat(zeNode*& cat, bool refeed, bool remove_concepts)
     if (refeed) {
         feed(*m_storage, true);
     }
+}
+
+std::size_t zeStat_matcher::category_count() const {
+    return m_storage->m_profiles.size();
+}
+
+bool zeStat_matcher::knows(zeNode* category) const {
+    return !m_storage->end(m_storage->get_profile(category));
+}
+
+void zeStat_matcher::add_category(zeNode* category, const qtString& /*rule*/) {
+    add_cat(category);
+}
+
+void zeStat_matcher::change_category_rule(zeNode* /*category*/, const qtString& /*rule*/) {
+    ZANDREL_ASSERT(false, "sw");
+}
+
+void zeStat_matcher::remove_category(zeNode* category, bool remove_concepts) {
+    delete_cat(category, false, remove_concepts);
+}
+
+void zeStat_matcher::drop_category(zeNode* category) {
+    int iprofile = m_storage->get_profile(category);
+    if (!m_storage->end(iprofile)) {
+        m_storage->delete_profile(iprofile);
+    }
+}
+
+void zeStat_matcher::rebuild_table() {
+    feed(*m_storage, true);
 }
 
 // A score is entered for every category, so what each one costs counts: for 1,000 categories and
