@@ -53,33 +53,35 @@ void Feature_selector::offer_own_concepts(zeStat_storage::Profile& profile,
     const auto last_mark = static_cast<unsigned char>(mark == 1 ? 255 : mark - 1);
     // If all have room, the order does not matter.
     const bool selected_first = profile.m_Ps.size() > m_best.capacity();
+    zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
+    const auto announce = [&infos](const Entry& own) { infos.prefetch(own.second.m_info); };
     if (selected_first) {
-        for (auto P = profile.m_Ps.begin(); P != profile.m_Ps.end(); ++P) {
-            if (P->second.m_selected == last_mark) {
-                offer_own_concept(P, judge);
+        profile.m_Ps.for_each(announce, [&](Entry& own) {
+            if (own.second.m_selected == last_mark) {
+                offer_own_concept(own, judge);
             }
-        }
+        });
     }
-    for (auto P = profile.m_Ps.begin(); P != profile.m_Ps.end(); ++P) {
-        if (!selected_first || P->second.m_selected != last_mark) {
-            offer_own_concept(P, judge);
+    profile.m_Ps.for_each(announce, [&](Entry& own) {
+        if (!selected_first || own.second.m_selected != last_mark) {
+            offer_own_concept(own, judge);
         }
-    }
+    });
 }
 
-void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
-                                         const Concept_judge& judge) {
+void Feature_selector::offer_own_concept(Entry& own, const Concept_judge& judge) {
     zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
-    const auto info = infos.find(P->first, P->second.m_info);
+    zeStat_storage::P& P = own.second;
+    const auto info = infos.find(own.first, P.m_info);
     const bool is_missing = info == infos.end();
     if (!is_missing) {
-        P->second.m_info = infos.position(info);
-        m_is_own[P->second.m_info] = true;
+        P.m_info = infos.position(info);
+        m_is_own[P.m_info] = true;
     }
     const Concept_judge::Rated rated =
-        judge.judge(is_missing ? nullptr : &info->second, P->second.m_weight);
+        judge.judge(is_missing ? nullptr : &info->second, P.m_weight);
     if (rated.may_reach(m_best.least_own_score())) {
-        m_best.offer_own({rated.weigh(), &P->first, &P->second});
+        m_best.offer_own({rated.weigh(), &own.first, &P});
     }
 }
 

@@ -49,6 +49,8 @@ public:
     Outside_candidates m_rare;
 
 private:
+    using Entry = zeStat_storage::Ps::value_type;
+
     // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
     struct Scale {
         double A = 0.0;  // inside
@@ -56,7 +58,7 @@ private:
     };
 
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
-    void offer_own_concept(zeStat_storage::Ps::iterator P, const Concept_judge& judge);
+    void offer_own_concept(Entry& own, const Concept_judge& judge);
     void offer_outside_concepts(const Concept_judge& judge);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
