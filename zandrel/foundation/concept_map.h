@@ -221,7 +221,14 @@ public:
     // chunk this costs less than an iterator. `announce` begins to load what `visit` is going to
     // need. It also gets some erased entries, and not all live ones.
     template <class Announce, class Visit>
-    void for_each(Announce announce, Visit visit);
+    void for_each(Announce announce, Visit visit) {
+        visit_all(*this, announce, visit);
+    }
+
+    template <class Announce, class Visit>
+    void for_each(Announce announce, Visit visit) const {
+        visit_all(*this, announce, visit);
+    }
 
     // The slots of the index.
     std::size_t bucket_count() const noexcept { return m_index.size(); }
@@ -312,6 +319,22 @@ private:
             throw std::out_of_range("concept_map: no entry of this concept");
         }
         return found;
+    }
+
+    template <class Table, class Announce, class Visit>
+    static void visit_all(Table& table, Announce& announce, Visit& visit) {
+        constexpr std::size_t kAhead = 16;
+        Position position = 0;
+        for (auto& chunk : table.m_chunks) {
+            for (std::size_t i = 0; i < chunk.size(); ++i, ++position) {
+                if (i + kAhead < chunk.size()) {
+                    announce(chunk[i + kAhead]);
+                }
+                if (table.is_live(position)) {
+                    visit(chunk[i]);
+                }
+            }
+        }
     }
 
     // Addresses of records are multiples of 4. Multiplying by 2^64 divided by the golden ratio
@@ -462,23 +485,6 @@ private:
     Position m_place_count = 0;  // entries, live or erased
     std::size_t m_size = 0;      // live entries
 };
-
-template <class Value>
-template <class Announce, class Visit>
-void concept_map<Value>::for_each(Announce announce, Visit visit) {
-    constexpr std::size_t kAhead = 16;
-    Position position = 0;
-    for (std::vector<value_type>& chunk : m_chunks) {
-        for (std::size_t i = 0; i < chunk.size(); ++i, ++position) {
-            if (i + kAhead < chunk.size()) {
-                announce(chunk[i + kAhead]);
-            }
-            if (is_live(position)) {
-                visit(chunk[i]);
-            }
-        }
-    }
-}
 
 template <class Value>
 void concept_map<Value>::compact() {

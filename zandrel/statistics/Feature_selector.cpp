@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "zandrel/foundation/prefetch.h"
 #include "zandrel/statistics/Concept_order.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
@@ -110,6 +111,9 @@ void Feature_selector::offer_candidates(const Concept_judge& judge,
 Feature_selector::Scale Feature_selector::fit_scale() const {
     Scale scale;
     for (std::size_t i = 0; i < m_best.size(); ++i) {
+        if (i + kAhead < m_best.size()) {
+            Zandrel::prefetch(&m_best[i + kAhead]);
+        }
         const Concept_judge::Judged& each = m_best[i].judged;
         scale.A += each.weight * each.p_in;
         scale.B += each.weight * each.p_out;
@@ -117,11 +121,23 @@ Feature_selector::Scale Feature_selector::fit_scale() const {
     return scale;
 }
 
+// Begins to load what copying the handles of the next features needs: the handles, and later the
+// records in which they are counted.
+void Feature_selector::announce_known(std::size_t copied) const {
+    if (copied + 2 * kAhead < m_best.size()) {
+        Zandrel::prefetch(m_best[copied + 2 * kAhead].known);
+    }
+    if (copied + kAhead < m_best.size()) {
+        Zandrel::prefetch(m_best[copied + kAhead].known->identity());
+    }
+}
+
 // Returns false if a weight is too large for a float.
 bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Scale& scale) const {
     const bool normalises = m_storage.m_use_normalization;
     profile.m_weights.reserve(m_best.size());
     for (std::size_t i = 0; i < m_best.size(); ++i) {
+        announce_known(i);
         const Best_features::Feature& each = m_best[i];
         const double weight = each.judged.weight;
         const auto value =

@@ -3,6 +3,7 @@
 #ifndef ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 #define ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 
+#include <cstddef>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -51,6 +52,8 @@ public:
 private:
     using Entry = zeStat_storage::Ps::value_type;
 
+    static constexpr std::size_t kAhead = 8;  // a load is announced so many features earlier
+
     // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
     struct Scale {
         double A = 0.0;  // inside
@@ -62,6 +65,7 @@ private:
     void offer_outside_concepts(const Concept_judge& judge);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
+    void announce_known(std::size_t copied) const;
     bool store_weights(zeStat_storage::Profile& profile, const Scale& scale) const;
     void store(zeStat_storage::Profile& profile);
 
