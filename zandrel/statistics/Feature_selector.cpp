@@ -17,21 +17,46 @@ double Feature_selector::value_of_rare(const zeStat_storage::Concept_info& info)
     return Zandrel::comparable(info.m_rate);
 }
 
-void Feature_selector::collect_candidates() {
+void Feature_selector::collect_candidates(std::size_t limit) {
+    for (Outside_candidates* const list : {&m_all, &m_regular, &m_rare}) {
+        list->start(limit);
+    }
+    collect(nullptr);
+}
+
+// The list in which a concept is a candidate. `floor`: the rate of a concept that was seen once.
+Outside_candidates& Feature_selector::list_of(const zeStat_storage::Concept_info& info,
+                                              double floor) {
+    if (m_storage.m_use_new_ZC || g_use_positive_method) {
+        return m_all;
+    }
+    const double rate = Concept_judge::ratio(info.m_weight, m_storage.m_total_weight);
+    return rate < floor ? m_rare : m_regular;
+}
+
+// `only`: the list that is collected; null: all.
+void Feature_selector::collect(const Outside_candidates* only) {
     auto& infos = m_storage.m_concept_infos;
-    const bool has_one_list = m_storage.m_use_new_ZC || g_use_positive_method;
-    (has_one_list ? m_all : m_regular).reserve(infos.size());
     const double floor = Concept_judge::ratio(1.0, m_storage.m_total_sml_weight);
     for (auto info = infos.begin(); info != infos.end(); ++info) {
-        const double rate = Concept_judge::ratio(info->second.m_weight, m_storage.m_total_weight);
-        if (has_one_list) {
-            m_all.add(value_of(m_storage, info->second), info);
-        } else if (rate < floor) {
-            m_rare.add(value_of_rare(info->second), info);
-        } else {
-            m_regular.add(value_of(m_storage, info->second), info);
+        Outside_candidates& list = list_of(info->second, floor);
+        if (only == nullptr || only == &list) {
+            list.add(
+                &list == &m_rare ? value_of_rare(info->second) : value_of(m_storage, info->second),
+                info);
         }
     }
+}
+
+// Makes a list longer that was read to its end. Returns false if it is complete. The candidates
+// that it has keep their ranks.
+bool Feature_selector::collect_more(Outside_candidates& candidates) {
+    if (!candidates.has_left_out()) {
+        return false;
+    }
+    candidates.start(4 * candidates.limit());
+    collect(&candidates);
+    return true;
 }
 
 void Feature_selector::select(int iprofile) {
@@ -99,7 +124,7 @@ void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
 void Feature_selector::offer_candidates(const Concept_judge& judge,
                                         Outside_candidates& candidates) {
     Outside_candidates::Judgements& judgements = candidates.judgements(judge);
-    for (std::size_t rank = 0; rank < candidates.size(); ++rank) {
+    for (std::size_t rank = 0; rank < candidates.size() || collect_more(candidates); ++rank) {
         const Outside_candidates::Candidate& candidate = candidates.at(rank);
         if (!m_is_own[candidate.position] &&
             !m_best.offer_outside(judgements.at(rank, candidate, judge))) {

@@ -4,6 +4,7 @@
 #define ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -31,8 +32,11 @@ public:
           m_rare(storage.m_concept_infos),
           m_storage(storage) {}
 
-    // Makes the lists of candidates from all concepts of the model.
-    void collect_candidates();
+    static constexpr std::size_t kAllCandidates = std::numeric_limits<std::size_t>::max();
+
+    // Makes the lists of candidates from all concepts of the model. Each keeps at least `limit`.
+    // Selecting collects a list again, with a greater limit, if it needs more of it.
+    void collect_candidates(std::size_t limit);
 
     // Computes a profile's additive term and its list of weights.
     void select(int iprofile);
@@ -63,6 +67,9 @@ private:
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
     void offer_own_concept(Entry& own, const Concept_judge& judge);
     void offer_outside_concepts(const Concept_judge& judge);
+    Outside_candidates& list_of(const zeStat_storage::Concept_info& info, double floor);
+    void collect(const Outside_candidates* only);
+    bool collect_more(Outside_candidates& candidates);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
     void announce_known(std::size_t copied) const;

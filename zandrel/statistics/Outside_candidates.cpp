@@ -1,6 +1,24 @@
 #include "zandrel/statistics/Outside_candidates.h"
 
+#include <cstddef>
 #include <cstdint>
+
+void Outside_candidates::start(std::size_t limit) {
+    m_candidates.clear();
+    m_limit = limit;
+    m_has_left_out = false;
+    m_ordered_count = 0;
+}
+
+void Outside_candidates::leave_out_half() {
+    const auto last = m_candidates.begin() + static_cast<std::ptrdiff_t>(m_limit - 1);
+    std::nth_element(
+        m_candidates.begin(), last, m_candidates.end(),
+        [this](const Candidate& left, const Candidate& right) { return goes_before(left, right); });
+    m_last = *last;
+    m_candidates.erase(last + 1, m_candidates.end());
+    m_has_left_out = true;
+}
 
 void Outside_candidates::order(std::size_t count) {
     if (count <= m_ordered_count) {
