@@ -136,9 +136,6 @@ void Feature_selector::offer_candidates(const Concept_judge& judge,
 Feature_selector::Scale Feature_selector::fit_scale() const {
     Scale scale;
     for (std::size_t i = 0; i < m_best.size(); ++i) {
-        if (i + kAhead < m_best.size()) {
-            Zandrel::prefetch(&m_best[i + kAhead]);
-        }
         const Concept_judge::Judged& each = m_best[i].judged;
         scale.A += each.weight * each.p_in;
         scale.B += each.weight * each.p_out;
@@ -160,9 +157,13 @@ void Feature_selector::announce_known(std::size_t copied) const {
 // Returns false if a weight is too large for a float.
 bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Scale& scale) const {
     const bool normalises = m_storage.m_use_normalization;
+    // The records of a small model are in the caches, where announcing only costs time.
+    const bool announces = m_storage.m_concept_infos.size() > kFewConcepts;
     profile.m_weights.reserve(m_best.size());
     for (std::size_t i = 0; i < m_best.size(); ++i) {
-        announce_known(i);
+        if (announces) {
+            announce_known(i);
+        }
         const Best_features::Feature& each = m_best[i];
         const double weight = each.judged.weight;
         const auto value =

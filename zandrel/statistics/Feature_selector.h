@@ -57,6 +57,7 @@ private:
     using Entry = zeStat_storage::Ps::value_type;
 
     static constexpr std::size_t kAhead = 8;  // a load is announced so many features earlier
+    static constexpr std::size_t kFewConcepts = 100000;
 
     // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
     struct Scale {

@@ -42,25 +42,18 @@ Outside_candidates::Judgements& Outside_candidates::judgements(const Concept_jud
     const std::uint64_t hash = (key[0] ^ (key[1] << 1U)) * 0x9e3779b97f4a7c15U;
     Judgements& found = m_judgements[(hash >> 32U) % kJudgementsCount];
     if (found.m_key != key) {
-        found.m_features.clear();
+        found.m_blocks.clear();
         found.m_key = key;
     }
     found.m_infos = m_infos;
     return found;
 }
 
-const Best_features::Feature& Outside_candidates::Judgements::at(std::size_t rank,
-                                                                 const Candidate& candidate,
-                                                                 const Concept_judge& judge) {
-    if (rank >= m_features.size()) {
-        m_features.resize(rank + 1);
-    }
-    Best_features::Feature& feature = m_features[rank];
-    if (feature.known == nullptr) {
-        const auto& [known, info] = *m_infos->at_position(candidate.position);
-        feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
-    }
-    return feature;
+void Outside_candidates::Judgements::fill(Best_features::Feature& feature,
+                                          const Candidate& candidate,
+                                          const Concept_judge& judge) const {
+    const auto& [known, info] = *m_infos->at_position(candidate.position);
+    feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
 }
 
 std::vector<Outside_candidates::Info_iterator> Outside_candidates::infos() const {

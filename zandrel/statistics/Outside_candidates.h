@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <deque>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -84,14 +84,29 @@ public:
     public:
         // The judgement of the candidate of a rank. It keeps its address.
         const Best_features::Feature& at(std::size_t rank, const Candidate& candidate,
-                                         const Concept_judge& judge);
+                                         const Concept_judge& judge) {
+            while (rank / kBlockSize >= m_blocks.size()) {
+                m_blocks.push_back(std::make_unique<Best_features::Feature[]>(kBlockSize));
+            }
+            Best_features::Feature& feature = m_blocks[rank / kBlockSize][rank % kBlockSize];
+            if (feature.known == nullptr) {
+                fill(feature, candidate, judge);
+            }
+            return feature;
+        }
 
     private:
         friend class Outside_candidates;
 
+        static constexpr std::size_t kBlockSize = 256;
+
+        void fill(Best_features::Feature& feature, const Candidate& candidate,
+                  const Concept_judge& judge) const;
+
         zeStat_storage::Concept_infos* m_infos = nullptr;  // BORROWS
         Concept_judge::Outside_key m_key = {};
-        std::deque<Best_features::Feature> m_features;  // `known` is null where there is none yet
+        // `known` is null where there is no judgement yet.
+        std::vector<std::unique_ptr<Best_features::Feature[]>> m_blocks;
     };
 
     Judgements& judgements(const Concept_judge& judge);

@@ -171,6 +171,10 @@ void zeStat_trainer::calculate_msg(int index, bool remove) {
 template <class Table>
 void zeStat_trainer::announce(const Table& table, std::size_t ishare) const {
     constexpr std::size_t kAhead = 8;
+    constexpr std::size_t kFewEntries = 4096;  // those of a small table are in the caches
+    if (table.size() < kFewEntries) {
+        return;
+    }
     const std::vector<Share>& shares = m_counted.shares;
     if (m_places.is_replaying()) {
         table.prefetch(m_places.guess_behind(kAhead));
