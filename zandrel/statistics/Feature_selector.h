@@ -3,6 +3,8 @@
 #ifndef ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 #define ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 
+#include <cstddef>
+#include <limits>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -30,8 +32,11 @@ public:
           m_rare(storage.m_concept_infos),
           m_storage(storage) {}
 
-    // Makes the lists of candidates from all concepts of the model.
-    void collect_candidates();
+    static constexpr std::size_t kAllCandidates = std::numeric_limits<std::size_t>::max();
+
+    // Makes the lists of candidates from all concepts of the model. Each keeps at least `limit`.
+    // Selecting collects a list again, with a greater limit, if it needs more of it.
+    void collect_candidates(std::size_t limit);
 
     // Computes a profile's additive term and its list of weights.
     void select(int iprofile);
@@ -49,6 +54,11 @@ public:
     Outside_candidates m_rare;
 
 private:
+    using Entry = zeStat_storage::Ps::value_type;
+
+    static constexpr std::size_t kAhead = 8;  // a load is announced so many features earlier
+    static constexpr std::size_t kFewConcepts = 100000;
+
     // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
     struct Scale {
         double A = 0.0;  // inside
@@ -56,10 +66,14 @@ private:
     };
 
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
-    void offer_own_concept(zeStat_storage::Ps::iterator P, const Concept_judge& judge);
+    void offer_own_concept(Entry& own, const Concept_judge& judge);
     void offer_outside_concepts(const Concept_judge& judge);
+    Outside_candidates& list_of(const zeStat_storage::Concept_info& info, double floor);
+    void collect(const Outside_candidates* only);
+    bool collect_more(Outside_candidates& candidates);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
+    void announce_known(std::size_t copied) const;
     bool store_weights(zeStat_storage::Profile& profile, const Scale& scale) const;
     void store(zeStat_storage::Profile& profile);
 
