@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/statistics/Histogram_filler.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "tests/support/bags.h"
@@ -232,6 +233,62 @@ TEST_F(zeStatMatcherHistogramTest, TheAgeStopsAtAThousand) {
 
     EXPECT_EQ(Age(0), 1000);
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 2.0))));
+}
+
+// 99 % of 0.7 and 1 % of the raw score, 0.9019, are 0.702: 21.06 bins. The raw score is in bin 27.
+TEST_F(zeStatMatcherHistogramTest, CorrectedScoreIsFromTheTables) {
+    m_storage.m_use_likelihood_in_match = true;
+    m_storage.profile(0).m_likelihood_age = 1000;
+    m_storage.profile(0).m_likelihood.fill(0.7);
+
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(21, Pair(1.0, 1.0))));
+}
+
+// 40 messages, so blocks of 16 are entered and one of 8 is left: 20 of x for a in bin 27, and 20 of
+// y for a in bin 15. The weights are 1 to 40, so those of x are the odd numbers, whose sum is 400,
+// and those of y the even ones: 420.
+TEST_F(zeStatMatcherHistogramTest, FillerEntersManyMessagesAsTheStepDoesOneByOne) {
+    Small_corpus corpus;
+    for (int i = 1; i <= 40; ++i) {
+        const bool is_odd = i % 2 == 1;
+        corpus.add(MessageBuilder().bag({{is_odd ? "x" : "y", 1.0}}).weight(i),
+                   {is_odd ? &m_a : &m_b});
+    }
+    {
+        Zandrel::Histogram_filler filler(m_matcher);
+        for (std::size_t i = 0; i < 40; ++i) {
+            filler.add(*corpus.corpus.msgs[i], corpus.view.msgs[i]);
+        }
+    }
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(0.0, 420.0)), Pair(27, Pair(400.0, 400.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(0.0, 400.0)), Pair(28, Pair(420.0, 420.0))));
+    EXPECT_EQ(Age(0), 40);
+    EXPECT_EQ(Age(1), 40);
+}
+
+// b takes no part, so its accumulator collects -1 for each of 20 messages, from 0.5 on.
+TEST_F(zeStatMatcherHistogramTest, FillerLeavesSumsOfAProfileWithoutMessagesInItsAccumulator) {
+    m_storage.profile(1).m_num_msgs = 0;
+    Accumulator(1) = 0.5;
+    Small_corpus corpus;
+    corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
+    {
+        Zandrel::Histogram_filler filler(m_matcher);
+        for (int i = 0; i < 20; ++i) {
+            filler.add(*corpus.corpus.msgs[0], corpus.view.msgs[0]);
+        }
+    }
+    EXPECT_EQ(Accumulator(1), -19.5);
+    EXPECT_THAT(Bins(1), IsEmpty());
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 20.0))));
+}
+
+TEST_F(zeStatMatcherHistogramTest, MessageWithANodeTwiceIsRelevantOnce) {
+    Enter(MessageBuilder().bag({{"u", 1.0}}), {&m_a, &m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(1.0, 1.0))));
 }
 
 // The one profile of a model covers 2 of 3 messages.

@@ -1,0 +1,200 @@
+// How messages come into the histograms.
+//
+// Each message is entered in the histogram of each category, so what one entry costs counts: for
+// 1,000 categories and 50,000 messages there are 50 million of them in a training. Three things
+// make an entry cheap:
+//
+// - What scoring reads of the profiles is copied to arrays once. The profiles themselves are too
+//   large for the cache.
+// - The bins of one message are found for 16 profiles at a time, with vector instructions, and
+//   nearly always without an exact arc tangent.
+// - The bins of 16 messages are found first, and then entered profile by profile, so that a
+//   histogram comes into the cache once for 16 messages. Each bin gets its addends in the order of
+//   the messages, as if they were entered one by one, so its sum is the same to the last bit.
+//
+// Profiles that take no part cost nothing for a message that has none of their concepts. That
+// matters when a bulk brings thousands of categories that are new.
+#include "zandrel/statistics/Histogram_filler.h"
+
+#include <algorithm>
+#include <functional>
+
+#include "zandrel/messages/Clipped_bag.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/Finite_weights.h"
+#include "zandrel/statistics/Match_sums.h"
+#include "zandrel/statistics/Score_bins.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+
+namespace Zandrel {
+
+Histogram_filler::~Histogram_filler() {
+    if (!m_is_prepared) {
+        return;
+    }
+    enter_block();
+    for (const std::size_t index : m_idle) {
+        m_matcher.m_storage->m_profiles[index]->m_match_value = m_sums[index];
+    }
+}
+
+void Histogram_filler::add(const zeMsg& msg, const zeCorpus_view::Msg& entry) {
+    const qtPtrLight<zeSml>& bag = msg.active_bag();
+    if (bag.IsNull() || !has_finite_weights(msg)) {
+        return;
+    }
+    prepare();
+    const Clipped_bag clipped(*bag, m_matcher.m_storage->m_clip_value);
+    add_relevant(entry.cats);
+    add_weights(m_matcher.m_table, *m_matcher.m_storage, clipped,
+                [sums = m_sums.data()](int iprofile) -> double& { return sums[iprofile]; });
+    find_bins(clipped, m_bins.data() + m_message_count * m_row_size);
+    m_weights[m_message_count] = msg.weight;
+    ++m_message_count;
+    // A correction depends on the messages that are entered already.
+    if (m_message_count == kBlockSize || !m_scores_are_plain) {
+        enter_block();
+    }
+}
+
+void Histogram_filler::prepare() {
+    if (m_is_prepared) {
+        return;
+    }
+    m_matcher.m_storage->complete();  // the histograms are among what is read late
+    collect_profiles();
+    m_active_count = m_active.size();
+    m_row_size = (m_active_count + kValuesAtOnce - 1) / kValuesAtOnce * kValuesAtOnce;
+    m_active.resize(m_row_size, m_matcher.m_storage->m_profiles.size());
+    m_additive_terms.resize(m_row_size);
+    m_bins.resize(kBlockSize * m_row_size);
+    m_relevant.reserve(kBlockSize);
+    std::sort(m_place_of_node.begin(), m_place_of_node.end());
+    take_accumulators();
+    m_is_prepared = true;
+}
+
+void Histogram_filler::collect_profiles() {
+    zeStat_storage& storage = *m_matcher.m_storage;
+    const std::vector<Rest_score> no_rest_scores;
+    const Match_scorer scorer(storage, m_matcher.m_avg_likelihood, no_rest_scores, 1.0);
+    m_scores_are_plain = !scorer.corrects();
+    for (std::size_t i = 0; i < storage.m_profiles.size(); ++i) {
+        zeStat_storage::Profile& profile = *storage.m_profiles[i];
+        if (profile.m_num_msgs > 0 && profile.m_num_msgs != storage.m_num_msgs) {
+            storage.complete_histogram(profile);
+            m_bin_count = static_cast<int>(profile.m_bins.size());
+            m_scores_are_plain = m_scores_are_plain && scorer.depends_on_sum(profile);
+            m_place_of_node.emplace_back(profile.m_node, m_active.size());
+            m_active.push_back(i);
+            m_additive_terms.push_back(profile.m_M);
+        } else {
+            m_idle.push_back(i);
+        }
+    }
+}
+
+// Mostly they are 0, and then nothing is written.
+void Histogram_filler::take_accumulators() {
+    zeStat_storage& storage = *m_matcher.m_storage;
+    m_sums.assign(storage.m_profiles.size() + 1, 0.0);  // the last one is for the empty places
+    for (std::size_t i = 0; i < storage.m_profiles.size(); ++i) {
+        double& accumulator = storage.m_profiles[i]->m_match_value;
+        if (accumulator != 0.0) {
+            m_sums[i] = std::exchange(accumulator, 0.0);
+        }
+    }
+}
+
+void Histogram_filler::find_bins(const Clipped_bag& bag, int* bins) {
+    if (m_scores_are_plain && bag.total_weight() != 0.0) {
+        find_plain_bins(bag.total_weight(), bins);
+        return;
+    }
+    const std::vector<Rest_score> no_rest_scores;
+    find_exact_bins(Match_scorer(*m_matcher.m_storage, m_matcher.m_avg_likelihood, no_rest_scores,
+                                 bag.total_weight()),
+                    bins);
+}
+
+void Histogram_filler::find_plain_bins(double total_weight, int* bins) {
+    std::array<double, kValuesAtOnce> values;
+    for (std::size_t begin = 0; begin < m_row_size; begin += kValuesAtOnce) {
+        const std::size_t* const active = m_active.data() + begin;
+        const double* const additive_terms = m_additive_terms.data() + begin;
+        for (std::size_t i = 0; i < kValuesAtOnce; ++i) {
+            values[i] = std::exchange(m_sums[active[i]], 0.0);
+        }
+        for (std::size_t i = 0; i < kValuesAtOnce; ++i) {
+            values[i] = values[i] / total_weight + additive_terms[i];
+        }
+        find_bins_of_values(values, m_bin_count, bins + begin);
+    }
+}
+
+void Histogram_filler::find_exact_bins(const Match_scorer& scorer, int* bins) {
+    for (std::size_t place = 0; place < m_active_count; ++place) {
+        const double sum = std::exchange(m_sums[m_active[place]], 0.0);
+        bins[place] =
+            bin_of_score(scorer.score(static_cast<int>(m_active[place]), sum), m_bin_count);
+    }
+}
+
+// A message counts once for a category, also if it has the node twice.
+void Histogram_filler::add_relevant(const std::vector<zeNode*>& nodes) {
+    const auto is_less = [](const auto& left, const auto& right) {
+        return std::less<>()(left.first, right.first);
+    };
+    const std::size_t first = m_relevant.size();
+    for (const zeNode* const node : nodes) {
+        const auto [begin, end] =
+            std::equal_range(m_place_of_node.begin(), m_place_of_node.end(),
+                             std::pair<const zeNode*, std::size_t>(node, 0), is_less);
+        for (auto found = begin; found != end; ++found) {
+            m_relevant.push_back({m_message_count, found->second});
+        }
+    }
+    if (nodes.size() > 1) {
+        const auto added = m_relevant.begin() + static_cast<std::ptrdiff_t>(first);
+        std::sort(added, m_relevant.end(), [](const Relevant& left, const Relevant& right) {
+            return left.place < right.place;
+        });
+        m_relevant.erase(std::unique(added, m_relevant.end(),
+                                     [](const Relevant& left, const Relevant& right) {
+                                         return left.place == right.place;
+                                     }),
+                         m_relevant.end());
+    }
+}
+
+void Histogram_filler::enter_block() noexcept {
+    if (m_message_count > 0) {
+        enter_totals();
+        enter_relevant();
+        m_message_count = 0;
+        m_relevant.clear();
+    }
+}
+
+void Histogram_filler::enter_totals() noexcept {
+    const int added_age = static_cast<int>(m_message_count);
+    for (std::size_t place = 0; place < m_active_count; ++place) {
+        zeStat_storage::Profile& profile = *m_matcher.m_storage->m_profiles[m_active[place]];
+        zeStat_storage::Result_bin* const histogram = profile.m_bins.data();
+        for (std::size_t message = 0; message < m_message_count; ++message) {
+            histogram[bins_of(message)[place]].m_total += m_weights[message];
+        }
+        profile.m_likelihood_age =
+            std::min(profile.m_likelihood_age, MAX_LIKELIHOOD_AGE - added_age) + added_age;
+    }
+}
+
+void Histogram_filler::enter_relevant() noexcept {
+    for (const Relevant& each : m_relevant) {
+        zeStat_storage::Profile& profile = *m_matcher.m_storage->m_profiles[m_active[each.place]];
+        const auto bin = static_cast<std::size_t>(bins_of(each.message)[each.place]);
+        profile.m_bins[bin].m_relevant += m_weights[each.message];
+    }
+}
+
+}  // namespace Zandrel
