@@ -2,8 +2,10 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <map>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -283,6 +285,55 @@ TEST_F(zeStatMatcherHistogramTest, FillerLeavesSumsOfAProfileWithoutMessagesInIt
     EXPECT_EQ(Accumulator(1), -19.5);
     EXPECT_THAT(Bins(1), IsEmpty());
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 20.0))));
+}
+
+// 40 categories. The concept w0 counts for all of them, w1 for every second one, and so on, so that
+// rows are full, half full and nearly empty. The scores of single profiles give the expected bins.
+TEST(zeStatMatcherManyHistogramsTest, FillerFindsTheBinsOfTheScoresOfSingleProfiles) {
+    constexpr int kProfiles = 40;
+    std::deque<zeNode> nodes;
+    zeDefaults settings = plain_settings();
+    zeStat_storage storage(nullptr, settings);
+    storage.m_use_train_likelihood = true;
+    storage.m_num_msgs = 2 * kProfiles;
+    bool added = false;
+    for (int i = 0; i < kProfiles; ++i) {
+        storage.get_or_add_profile(&nodes.emplace_back(term("c" + std::to_string(i))), added);
+        zeStat_storage::Profile& profile = storage.profile(i);
+        profile.m_num_msgs = 2;
+        for (int word = 0; word < 5; ++word) {
+            if (i % (word + 1) == 0) {
+                const double weight = (i * 7 + word) % 11 * 0.3 - 1.4;
+                profile.m_weights.push_back(
+                    {term("w" + std::to_string(word)), static_cast<float>(weight)});
+            }
+        }
+    }
+    zeStat_matcher matcher(nullptr, nullptr, storage, false);
+    std::map<std::pair<int, int>, double> expected;
+    {
+        Zandrel::Histogram_filler filler(matcher);
+        for (int word = 0; word < 5; ++word) {
+            Small_corpus corpus;
+            corpus.add(MessageBuilder().bag({{"w" + std::to_string(word), 1.0 + word},
+                                             {"w" + std::to_string(4 - word), 2.5}}),
+                       {});
+            filler.add(*corpus.corpus.msgs[0], corpus.view.msgs[0]);
+            zeSml& bag = *corpus.corpus.msgs[0]->active_bag();
+            for (int i = 0; i < kProfiles; ++i) {
+                matcher.classify_sml_with_profile(bag, i);
+                ++expected[{i, static_cast<int>(30 * matcher.adjust_match_value(bag, i))}];
+            }
+        }
+    }
+    for (int i = 0; i < kProfiles; ++i) {
+        for (int bin = 0; bin < 30; ++bin) {
+            const auto found = expected.find({i, bin});
+            EXPECT_EQ(storage.profile(i).m_bins[static_cast<std::size_t>(bin)].m_total,
+                      found == expected.end() ? 0.0 : found->second)
+                << i << " " << bin;
+        }
+    }
 }
 
 TEST_F(zeStatMatcherHistogramTest, MessageWithANodeTwiceIsRelevantOnce) {

@@ -5,11 +5,13 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/statistics/Match_scorer.h"
+#include "zandrel/statistics/Match_table.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 class Clipped_bag;
@@ -48,9 +50,19 @@ private:
         std::size_t place;    // of the profile, in `m_active`
     };
 
+    // A row of the table that has a weight for most profiles, with 0 for the others.
+    struct Full_row {
+        bool is_known = false;             // the row was met
+        std::unique_ptr<float[]> weights;  // by profile, up to a whole chunk; may be null
+    };
+
     void prepare();
     void collect_profiles();
     void take_accumulators();
+    void add_sums(const Clipped_bag& bag);
+    const float* full_row(Match_table::const_iterator row);
+    std::unique_ptr<float[]> make_full_row(const Match_table::Pairs& row) const;
+    void add_full_row(const float* weights, double entry_weight) noexcept;
     void find_bins(const Clipped_bag& bag, int* bins);
     void find_plain_bins(double total_weight, int* bins);
     void find_exact_bins(const Match_scorer& scorer, int* bins);
@@ -75,6 +87,7 @@ private:
     std::vector<std::size_t> m_idle;  // the profiles that take no part
     // By profile. Those of active profiles are 0 between messages; the others go on growing.
     std::vector<double> m_sums;
+    std::vector<Full_row> m_full_rows;  // by position in the table
 
     // The block.
     std::size_t m_message_count = 0;
