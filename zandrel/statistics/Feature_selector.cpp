@@ -79,7 +79,7 @@ void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
     const Concept_judge::Rated rated =
         judge.judge(is_missing ? nullptr : &info->second, P->second.m_weight);
     if (rated.may_reach(m_best.least_own_score())) {
-        m_best.offer_own({rated.weigh(), &P->first, &P->second});
+        m_best.offer_own({rated.weigh(), &P->first, &P->second, P->second.m_info});
     }
 }
 
@@ -127,7 +127,7 @@ bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Sca
         if (!std::isfinite(value)) {
             return false;
         }
-        profile.m_weights.push_back({*each.known, value});
+        profile.m_weights.push_back({*each.known, value, each.info});
     }
     return true;
 }

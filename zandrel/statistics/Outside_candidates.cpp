@@ -40,7 +40,7 @@ const Best_features::Feature& Outside_candidates::Judgements::at(std::size_t ran
     Best_features::Feature& feature = m_features[rank];
     if (feature.known == nullptr) {
         const auto& [known, info] = *m_infos->at_position(candidate.position);
-        feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
+        feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr, candidate.position};
     }
     return feature;
 }
