@@ -107,7 +107,7 @@ void Feature_selector::offer_own_concept(Entry& own, const Concept_judge& judge)
     const Concept_judge::Rated rated =
         judge.judge(is_missing ? nullptr : &info->second, P.m_weight);
     if (rated.may_reach(m_best.least_own_score())) {
-        m_best.offer_own({rated.weigh(), &own.first, &P});
+        m_best.offer_own({rated.weigh(), &own.first, &P, P.m_info});
     }
 }
 
@@ -171,7 +171,7 @@ bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Sca
         if (!std::isfinite(value)) {
             return false;
         }
-        profile.m_weights.push_back({*each.known, value});
+        profile.m_weights.push_back({*each.known, value, each.info});
     }
     return true;
 }

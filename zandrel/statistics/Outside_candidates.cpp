@@ -53,7 +53,7 @@ void Outside_candidates::Judgements::fill(Best_features::Feature& feature,
                                           const Candidate& candidate,
                                           const Concept_judge& judge) const {
     const auto& [known, info] = *m_infos->at_position(candidate.position);
-    feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
+    feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr, candidate.position};
 }
 
 std::vector<Outside_candidates::Info_iterator> Outside_candidates::infos() const {

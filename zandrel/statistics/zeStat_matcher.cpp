@@ -11,6 +11,7 @@
 #include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/Match_scorer.h"
+#include "zandrel/statistics/Match_sums.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
 namespace {
@@ -96,7 +97,9 @@ std::vector<double> zeStat_matcher::take_sums(const Clipped_bag& bag) {
             sums[i] = std::exchange(accumulator, 0.0);
         }
     }
-    add_weights(bag, [first = sums.data()](int iprofile) -> double& { return first[iprofile]; });
+    Zandrel::add_weights(m_table, *m_storage, bag, [first = sums.data()](int iprofile) -> double& {
+        return first[iprofile];
+    });
     return sums;
 }
 
@@ -157,34 +160,10 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
     m_storage->global_replace(replacement);
 }
 
-template <class Sum_of>
-void zeStat_matcher::add_weights(const Clipped_bag& bag, Sum_of sum_of) const {
-    const auto add_pairs = [&](auto takes_part) {
-        for (const zeSml::Concept_info& entry : bag.concepts()) {
-            const auto found = m_table.find(entry.m_concept);
-            if (found == m_table.end()) {
-                continue;
-            }
-            const double entry_weight = bag.weight(entry);
-            for (const Concept_weight& pair : found->second) {
-                if (takes_part(pair.m_iprofile)) {
-                    sum_of(pair.m_iprofile) += static_cast<double>(pair.m_weight) * entry_weight;
-                }
-            }
-        }
-    };
-    // Pairs of a stale table may name profiles that are gone.
-    if (m_table.profile_end() <= m_storage->profile_count()) {
-        add_pairs([](int) { return true; });
-    } else {
-        add_pairs([this](int iprofile) { return m_storage->has_profile(iprofile); });
-    }
-}
-
 void zeStat_matcher::classify_sml(zeSml& sml) {
-    add_weights(Clipped_bag(sml, 0.0), [this](int iprofile) -> double& {
-        return m_storage->profile(iprofile).m_match_value;
-    });
+    Zandrel::add_weights(
+        m_table, *m_storage, Clipped_bag(sml, 0.0),
+        [this](int iprofile) -> double& { return m_storage->profile(iprofile).m_match_value; });
 }
 
 void zeStat_matcher::classify_sml_with_profile(zeSml& sml, int& iprofile) {

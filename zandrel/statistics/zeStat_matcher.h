@@ -155,9 +155,6 @@ public:
     std::array<double, Zandrel::LIKELIHOOD_SIZE> m_avg_likelihood = {};
 
 private:
-    // Adds each concept's weighted weight to `sum_of(iprofile)`, a place, of its profiles.
-    template <class Sum_of>
-    void add_weights(const Clipped_bag& bag, Sum_of sum_of) const;
     // Returns the sums that `classify_sml` would leave in the accumulators, and resets these.
     std::vector<double> take_sums(const Clipped_bag& bag);
     Zandrel::Match_scorer scorer_for(double total_weight) const;
