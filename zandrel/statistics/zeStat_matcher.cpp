@@ -94,6 +94,10 @@ void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double
 // The first exact score is that of the profile with the greatest bound, so that it excludes most
 // others.
 void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) const {
+    if (m_storage->profile_count() == 1) {
+        add_answers(sums, results, 1.0, false);  // the bounds are for models of more
+        return;
+    }
     constexpr double kNobody = -1.0;  // below the bound of any category
     const Zandrel::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight);
     std::vector<double> bounds(sums.by_profile.size());
