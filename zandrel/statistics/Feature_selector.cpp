@@ -38,6 +38,7 @@ void Feature_selector::select(int iprofile) {
     profile.m_weights.clear();
     m_best.start(profile.m_size, profile.m_Ps.size());
     m_is_own.assign(m_storage.m_concept_infos.position_limit(), false);
+    m_own_count = 0;
     const Concept_judge judge(m_storage, profile);
     offer_own_concepts(profile, judge);
     m_best.end_own();
@@ -75,6 +76,7 @@ void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
     if (!is_missing) {
         P->second.m_info = infos.position(info);
         m_is_own[P->second.m_info] = true;
+        ++m_own_count;
     }
     const Concept_judge::Rated rated =
         judge.judge(is_missing ? nullptr : &info->second, P->second.m_weight);
@@ -84,6 +86,11 @@ void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
 }
 
 void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
+    // With nothing outside, as in a model of one category, we need not bring all candidates into
+    // order to see that none can be offered.
+    if (m_own_count == m_storage.m_concept_infos.size()) {
+        return;
+    }
     if (m_storage.m_use_new_ZC) {
         offer_candidates(judge, m_all);
     } else {
