@@ -65,7 +65,7 @@ private:
 
     zeStat_storage& m_storage;  // BORROWS
     Best_features m_best;
-    std::vector<bool> m_is_own;  // by the position of the info: the profile has the concept
+    std::vector<bool> m_is_own;   // by the position of the info: the profile has the concept
     std::size_t m_own_count = 0;  // of the infos so marked
 };
 
