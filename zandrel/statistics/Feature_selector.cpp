@@ -17,11 +17,21 @@ double Feature_selector::value_of_rare(const zeStat_storage::Concept_info& info)
 }
 
 void Feature_selector::collect_candidates() {
+    const bool has_one_list = m_storage.m_use_new_ZC || g_use_positive_method;
+    (has_one_list ? m_all : m_regular).reserve(m_storage.m_concept_infos.size());
+    collect_if([](Outside_candidates::Info_iterator) { return true; });
+    m_has_all_candidates = true;
+}
+
+template <class Is_candidate>
+void Feature_selector::collect_if(const Is_candidate& is_candidate) {
     auto& infos = m_storage.m_concept_infos;
     const bool has_one_list = m_storage.m_use_new_ZC || g_use_positive_method;
-    (has_one_list ? m_all : m_regular).reserve(infos.size());
     const double floor = Concept_judge::ratio(1.0, m_storage.m_total_sml_weight);
     for (auto info = infos.begin(); info != infos.end(); ++info) {
+        if (!is_candidate(info)) {
+            continue;
+        }
         const double rate = Concept_judge::ratio(info->second.m_weight, m_storage.m_total_weight);
         if (has_one_list) {
             m_all.add(value_of(m_storage, info->second), info);
@@ -86,16 +96,30 @@ void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
 }
 
 void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
-    // With nothing outside, as in a model of one category, we need not bring all candidates into
-    // order to see that none can be offered.
-    if (m_own_count == m_storage.m_concept_infos.size()) {
+    const zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
+    const std::size_t outside_count = infos.size() - m_own_count;
+    if (outside_count == 0) {
         return;
     }
+    if (!m_has_all_candidates || outside_count >= infos.size() / 8) {
+        offer_lists(judge, *this);
+        return;
+    }
+    // The own concepts are skipped, so we would bring nearly all candidates into order to find the
+    // few others. A list of only these has them in the same order.
+    m_outside = std::make_unique<Feature_selector>(m_storage);
+    m_outside->collect_if([this, &infos](Outside_candidates::Info_iterator info) {
+        return !m_is_own[infos.position(info)];
+    });
+    offer_lists(judge, *m_outside);
+}
+
+void Feature_selector::offer_lists(const Concept_judge& judge, Feature_selector& from) {
     if (m_storage.m_use_new_ZC) {
-        offer_candidates(judge, m_all);
+        offer_candidates(judge, from.m_all);
     } else {
-        offer_candidates(judge, m_regular);
-        offer_candidates(judge, m_rare);
+        offer_candidates(judge, from.m_regular);
+        offer_candidates(judge, from.m_rare);
     }
 }
 

@@ -3,6 +3,8 @@
 #ifndef ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 #define ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 
+#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -57,7 +59,10 @@ private:
 
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
     void offer_own_concept(zeStat_storage::Ps::iterator P, const Concept_judge& judge);
+    template <class Is_candidate>
+    void collect_if(const Is_candidate& is_candidate);
     void offer_outside_concepts(const Concept_judge& judge);
+    void offer_lists(const Concept_judge& judge, Feature_selector& from);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
     bool store_weights(zeStat_storage::Profile& profile, const Scale& scale) const;
@@ -65,8 +70,11 @@ private:
 
     zeStat_storage& m_storage;  // BORROWS
     Best_features m_best;
-    std::vector<bool> m_is_own;   // by the position of the info: the profile has the concept
-    std::size_t m_own_count = 0;  // of the infos so marked
+    std::vector<bool> m_is_own;         // by the position of the info: the profile has the concept
+    std::size_t m_own_count = 0;        // of the infos so marked
+    bool m_has_all_candidates = false;  // the lists are those of `collect_candidates`
+    // For a profile that has nearly all concepts: lists of the others. Null if there was none.
+    std::unique_ptr<Feature_selector> m_outside;
 };
 
 #endif  // ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
