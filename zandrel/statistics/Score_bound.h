@@ -78,7 +78,7 @@ private:
 // A message that is wanted for its best category only needs few exact scores: those of categories
 // whose bound reaches the best score so far. With 150 categories, a score took 190 instructions, of
 // which the arc tangent took 60, and the scores were half of the time of a classification. A bound
-// takes a quarter of them.
+// takes 75.
 //
 // The bound replaces each step of a score by one that cannot be less:
 //
