@@ -21,7 +21,8 @@ void Feature_selector::collect_candidates(std::size_t limit) {
     for (Outside_candidates* const list : {&m_all, &m_regular, &m_rare}) {
         list->start(limit);
     }
-    collect(nullptr);
+    collect_if([](Info_iterator, const Outside_candidates&) { return true; });
+    m_has_all_candidates = true;
 }
 
 // The list in which a concept is a candidate. `floor`: the rate of a concept that was seen once.
@@ -34,13 +35,14 @@ Outside_candidates& Feature_selector::list_of(const zeStat_storage::Concept_info
     return rate < floor ? m_rare : m_regular;
 }
 
-// `only`: the list that is collected; null: all.
-void Feature_selector::collect(const Outside_candidates* only) {
+// `is_candidate`: returns whether a concept, given by its info and its list, is added to the list.
+template <class Is_candidate>
+void Feature_selector::collect_if(const Is_candidate& is_candidate) {
     auto& infos = m_storage.m_concept_infos;
     const double floor = Concept_judge::ratio(1.0, m_storage.m_total_sml_weight);
     for (auto info = infos.begin(); info != infos.end(); ++info) {
         Outside_candidates& list = list_of(info->second, floor);
-        if (only == nullptr || only == &list) {
+        if (is_candidate(info, list)) {
             list.add(
                 &list == &m_rare ? value_of_rare(info->second) : value_of(m_storage, info->second),
                 info);
@@ -55,7 +57,9 @@ bool Feature_selector::collect_more(Outside_candidates& candidates) {
         return false;
     }
     candidates.start(4 * candidates.limit());
-    collect(&candidates);
+    collect_if([&candidates](Info_iterator, const Outside_candidates& list) {
+        return &list == &candidates;
+    });
     return true;
 }
 
@@ -64,6 +68,7 @@ void Feature_selector::select(int iprofile) {
     profile.m_weights.clear();
     m_best.start(profile.m_size, profile.m_Ps.size());
     m_is_own.assign(m_storage.m_concept_infos.position_limit(), false);
+    m_own_count = 0;
     const Concept_judge judge(m_storage, profile);
     offer_own_concepts(profile, judge);
     m_best.end_own();
@@ -103,6 +108,7 @@ void Feature_selector::offer_own_concept(Entry& own, const Concept_judge& judge)
     if (!is_missing) {
         P.m_info = infos.position(info);
         m_is_own[P.m_info] = true;
+        ++m_own_count;
     }
     const Concept_judge::Rated rated =
         judge.judge(is_missing ? nullptr : &info->second, P.m_weight);
@@ -112,11 +118,30 @@ void Feature_selector::offer_own_concept(Entry& own, const Concept_judge& judge)
 }
 
 void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
+    const zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
+    const std::size_t outside_count = infos.size() - m_own_count;
+    if (outside_count == 0) {
+        return;
+    }
+    if (!m_has_all_candidates || outside_count >= infos.size() / 8) {
+        offer_lists(judge, *this);
+        return;
+    }
+    // The own concepts are skipped, so we would bring nearly all candidates into order to find the
+    // few others. A list of only these has them in the same order.
+    m_outside = std::make_unique<Feature_selector>(m_storage);
+    m_outside->collect_if([this, &infos](Info_iterator info, const Outside_candidates&) {
+        return !m_is_own[infos.position(info)];
+    });
+    offer_lists(judge, *m_outside);
+}
+
+void Feature_selector::offer_lists(const Concept_judge& judge, Feature_selector& from) {
     if (m_storage.m_use_new_ZC) {
-        offer_candidates(judge, m_all);
+        offer_candidates(judge, from.m_all);
     } else {
-        offer_candidates(judge, m_regular);
-        offer_candidates(judge, m_rare);
+        offer_candidates(judge, from.m_regular);
+        offer_candidates(judge, from.m_rare);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -68,8 +69,10 @@ private:
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
     void offer_own_concept(Entry& own, const Concept_judge& judge);
     void offer_outside_concepts(const Concept_judge& judge);
+    void offer_lists(const Concept_judge& judge, Feature_selector& from);
     Outside_candidates& list_of(const zeStat_storage::Concept_info& info, double floor);
-    void collect(const Outside_candidates* only);
+    template <class Is_candidate>
+    void collect_if(const Is_candidate& is_candidate);
     bool collect_more(Outside_candidates& candidates);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
@@ -79,7 +82,11 @@ private:
 
     zeStat_storage& m_storage;  // BORROWS
     Best_features m_best;
-    std::vector<bool> m_is_own;  // by the position of the info: the profile has the concept
+    std::vector<bool> m_is_own;         // by the position of the info: the profile has the concept
+    std::size_t m_own_count = 0;        // of the infos so marked
+    bool m_has_all_candidates = false;  // the lists are those of `collect_candidates`
+    // For a profile that has nearly all concepts: lists of the others. Null if there was none.
+    std::unique_ptr<Feature_selector> m_outside;
 };
 
 #endif  // ZANDREL_STATISTICS_FEATURE_SELECTOR_H_

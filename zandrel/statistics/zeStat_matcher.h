@@ -78,6 +78,28 @@ public:
     // the profile's accumulator holds, which is reset if it is not 0.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
+
+    // The same in two steps, for a caller that mostly needs the best category only.
+
+    // The sums of one message, from which scores are made.
+    struct Sums {
+        std::vector<double> by_profile;
+        double total_weight = 0.0;  // of the bag
+
+        double of(int iprofile) const { return by_profile[static_cast<std::size_t>(iprofile)]; }
+    };
+
+    // Adds the weights of a bag up, and resets the accumulators.
+    Sums sum_up(const zeSml& bag);
+    // Adds every category, as `classify` does.
+    // REQUIRES: sums of this matcher, which has not changed since.
+    void add_answers(const Sums& sums, zeResult_set& results, double node_score,
+                     bool use_thresholds) const;
+    // Adds only the categories that may be the best, as `classify` does without thresholds. The
+    // score of each other category is less than the best score by 1e-9 at least.
+    // REQUIRES: likewise.
+    void add_best_answers(const Sums& sums, zeResult_set& results) const;
+
     // Explains one category's score, which it returns: replaces `scores` by one line for each
     // concept of the message's bag, in the bag's order. Without a bag it returns 0 and leaves
     // `scores` alone. It starts with the profile's accumulator and resets it.
