@@ -141,6 +141,18 @@ void BM_EvaluateRule_Arithmetic(benchmark::State& state) {
     evaluate(state, arithmetic(operands, operator_count(state)));
 }
 
+// The same rule evaluated by its tree, to measure what its flat code saves.
+template <Operands operands>
+void BM_EvaluateTree_Arithmetic(benchmark::State& state) {
+    zeMsg msg = make_message();
+    DocInfo info{&msg, kScore};
+    const Rule_checker rule{qtString(arithmetic(operands, operator_count(state)))};
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(rule.root().eval(info).number);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 // The value of our rule, to check that both compute the same.
 double expected_value(Operands operands, std::size_t operators) {
     zeMsg msg = make_message();
@@ -302,6 +314,8 @@ BENCHMARK(BM_ClassifyByRules)->Arg(10)->Arg(100)->Arg(1000);
 BENCHMARK(BM_AskForTheDefault)->Arg(10)->Arg(100)->Arg(1000);
 BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kScores)->Apply(operator_counts);
 BENCHMARK_TEMPLATE(BM_EvaluateRule_Arithmetic, Operands::kKeys)->Apply(operator_counts);
+BENCHMARK_TEMPLATE(BM_EvaluateTree_Arithmetic, Operands::kScores)->Apply(operator_counts);
+BENCHMARK_TEMPLATE(BM_EvaluateTree_Arithmetic, Operands::kKeys)->Apply(operator_counts);
 BENCHMARK(BM_EvaluateMuParser_Variable)->Apply(operator_counts);
 BENCHMARK_TEMPLATE(BM_EvaluateMuParser_Keys, Binding::kTexts)->Apply(operator_counts);
 BENCHMARK_TEMPLATE(BM_EvaluateMuParser_Keys, Binding::kPairs)->Apply(operator_counts);

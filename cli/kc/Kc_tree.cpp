@@ -1,13 +1,12 @@
 // Edits of the logical tree, with the checks that the library leaves to the program.
 //
-// The idea: an edit can reach statistical classifiers in many ways. A node is added, deleted or
-// moved, or changes its type and takes the nodes below it along. Two guards do not predict the
-// effect, but compare the classifiers before and after the edit:
-// - Compact_guard refuses any change of a classifier's categories or features in a compact
-//   container.
+// Two guards are made before an edit and check after it:
+// - Compact_guard refuses an edit that a compact container does not allow (zandrel::allows_edit).
 // - Forgetting_guard refuses a move after which a classifier knows less of a category than before.
-// Both check after the edit. If one refuses it, the caller discards the container in memory: the
-// file is written only if the edit returns.
+//   A move can reach many classifiers: a moved node takes the nodes below it along. We do not
+//   predict the effect, but compare the classifiers.
+// If a guard refuses the edit, the caller discards the container in memory: the file is written only
+// if the edit returns.
 //
 // Example: "root" and "root/sport" are statistical, and "sport" has the categories "golf" (500
 // messages) and "chess" (80). `tree move root/sport/chess root` gives, for the classifier of
@@ -29,6 +28,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Tree_edit.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -47,6 +47,8 @@ namespace {
 constexpr unsigned int kRootId = 1;
 constexpr const char* kDefaultRule = "default";
 
+using Edit = zandrel::Tree_edit::Kind;
+
 // All statistical classifiers, with the ids of their nodes in the logical tree.
 using Matchers = std::vector<std::pair<unsigned int, zeStat_matcher*>>;
 
@@ -62,57 +64,24 @@ Matchers matchers_of(zeManager& manager) {
     return matchers;
 }
 
-// Compares the features and categories of all statistical classifiers before and after an edit.
-// Does nothing for a container that is not compact.
+// Asks the library before an edit whether a compact container allows it, and refuses the edit
+// afterwards. So an edit that breaks a rule of the tree is refused with the message of the tree.
 class Compact_guard {
 public:
-    explicit Compact_guard(zeManager& manager) : m_manager(manager) {
-        if (m_manager.m_compact) {
-            m_before = holdings();
-        }
-    }
+    Compact_guard(const zeManager& manager, const zandrel::Tree_edit& edit)
+        : m_is_allowed(zandrel::allows_edit(manager, edit)) {}
 
-    // A classifier may disappear, since that changes no other classifier.
     // RAISES: Edit_refused.
     void check() const {
-        if (m_before.empty()) {
-            return;
-        }
-        const std::map<unsigned int, Holding> after = holdings();
-        for (const auto& [id, holding] : m_before) {
-            const auto now = after.find(id);
-            if (now != after.end() && now->second != holding) {
-                throw Edit_refused(
-                    "the container is compact: without the statistics of training no category of "
-                    "a statistical classifier can come or go");
-            }
+        if (!m_is_allowed) {
+            throw Edit_refused(
+                "the container is compact: without the statistics of training no category of "
+                "a statistical classifier can come or go");
         }
     }
 
 private:
-    struct Holding {
-        std::size_t features = 0;
-        std::vector<const zeNode*> categories;
-
-        bool operator==(const Holding& other) const = default;
-    };
-
-    // By the classifiers' ids.
-    std::map<unsigned int, Holding> holdings() const {
-        std::map<unsigned int, Holding> found;
-        for (const auto& [id, matcher] : matchers_of(m_manager)) {
-            Holding& holding = found[matcher->m_id];
-            holding.features = matcher->m_table.size();
-            for (const auto& profile : matcher->m_storage->m_profiles) {
-                holding.categories.push_back(profile->m_node);
-            }
-            std::sort(holding.categories.begin(), holding.categories.end());
-        }
-        return found;
-    }
-
-    zeManager& m_manager;
-    std::map<unsigned int, Holding> m_before;
+    bool m_is_allowed;
 };
 
 // Compares what all statistical classifiers have learned before and after a move. A move can remove
@@ -278,13 +247,13 @@ void add_node(zeManager& manager, const std::string& path, const Node_attributes
     check_rule(attributes);
     zeLogicalTree& tree = *manager.m_logical_tree;
     const New_place place = find_new_place(tree, path);
-    const Compact_guard guard(manager);
     zeLogicalNode node;
     node.parent = place.parent;
     node.category = Concept::insert_view(place.name);
     node.name = node.category;
     apply(attributes, ZE_LEAF, node);
     check_threshold(tree, node);
+    const Compact_guard guard(manager, {Edit::Add, node});
     tree.AddLogicalNode(node);
     guard.check();
 }
@@ -293,7 +262,6 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
     check_rule(attributes);
     zeLogicalTree& tree = *manager.m_logical_tree;
     zeLogicalNode node = find_node(tree, path);
-    const Compact_guard guard(manager);
     const unsigned char type_before = node.type;
     if (attributes.threshold) {
         zeLogicalNode wanted = node;
@@ -306,6 +274,7 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
         node.type = *attributes.type;
     }
     apply(attributes, type_before, node);
+    const Compact_guard guard(manager, {Edit::Change, node});
     tree.ChangeLogicalNode(node);
     guard.check();
 }
@@ -334,7 +303,7 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
         tree.MoveLogicalNode(id, target);  // changes no classifier
         return;
     }
-    const Compact_guard guard(manager);
+    const Compact_guard guard(manager, {Edit::Move, tree.GetNode(id), target});
     std::optional<Forgetting_guard> lessons;
     if (!may_forget) {
         lessons.emplace(manager);
@@ -349,7 +318,7 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
 void delete_node(zeManager& manager, const std::string& path, bool keeps_concepts) {
     zeLogicalTree& tree = *manager.m_logical_tree;
     const unsigned int id = find_node(tree, path).id;
-    const Compact_guard guard(manager);
+    const Compact_guard guard(manager, {Edit::Delete, tree.GetNode(id)});
     tree.DelLogicalNode(id, !keeps_concepts);
     guard.check();
 }

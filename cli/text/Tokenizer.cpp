@@ -1,5 +1,6 @@
 #include "cli/text/Tokenizer.h"
 
+#include <algorithm>
 #include <array>
 
 #include <unicode/uchar.h>
@@ -131,44 +132,54 @@ Tokenizer::Tokenizer(Token_style style, const std::string& stem_language) : m_st
 }
 
 void Tokenizer::cut(std::string_view text) {
-    m_starts.assign(1, 0);
     if (!m_stemmer && is_ascii(text)) {
         cut_ascii(text);
-    } else {
-        cut_folded(m_folder.fold(text));
+        return;
     }
+    m_starts.assign(1, 0);
+    cut_folded(m_folder.fold(text));
+    m_token_count = m_starts.size() - 1;
 }
 
 // Most texts are ASCII. Then a byte of the text is at most a byte of a token and the blank behind
 // it, and one look into a table says which: "It's" in the style with signs gives "it ' s ". This
 // saves a pass that folds and another that asks for the kind of each byte.
+//
+// The line and the starts keep the size that the largest text needed, so that we fill no bytes that
+// are written anyway.
 void Tokenizer::cut_ascii(std::string_view text) {
     const Ascii_forms& forms = kAsciiForms[static_cast<std::size_t>(m_style)];
-    m_line.resize(2 * text.size() + 1);
+    const auto form_at = [&](std::size_t at) {
+        return forms[static_cast<unsigned char>(text[at])];
+    };
+    m_line.resize(std::max(m_line.size(), 2 * text.size() + 1));
     char* const line = m_line.data();
     char* end = line;
-    const char* token = line;  // where the last token begins, or the next one will
+    m_token_count = 0;
     const auto end_token_here = [&] {
-        if (end != token) {
-            *end++ = ' ';
-            token = end;
-            m_starts.push_back(static_cast<std::size_t>(end - line));
+        *end++ = ' ';
+        if (++m_token_count == m_starts.size()) {
+            m_starts.resize(2 * m_starts.size());
         }
+        m_starts[m_token_count] = static_cast<std::size_t>(end - line);
     };
-    for (const char byte : text) {
-        const char form = forms[static_cast<unsigned char>(byte)];
-        if (form > kIsToken) {
-            *end++ = form;
+    for (std::size_t next = 0; next < text.size();) {
+        char form = form_at(next);
+        if (form <= kIsToken) {
+            if (form == kIsToken) {
+                *end++ = text[next];
+                end_token_here();
+            }
+            ++next;
             continue;
         }
+        do {
+            *end++ = form;
+            ++next;
+            form = next < text.size() ? form_at(next) : kSeparates;
+        } while (form > kIsToken);
         end_token_here();
-        if (form == kIsToken) {
-            *end++ = byte;
-            end_token_here();
-        }
     }
-    end_token_here();
-    m_line.resize(static_cast<std::size_t>(end - line));
 }
 
 void Tokenizer::cut_folded(std::string_view folded) {

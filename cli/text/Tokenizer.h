@@ -40,7 +40,7 @@ public:
     // Takes the next text, which may hold any bytes. RAISES: as Text_folder::fold.
     void cut(std::string_view text);
 
-    std::size_t token_count() const { return m_starts.size() - 1; }
+    std::size_t token_count() const { return m_token_count; }
 
     // VALID UNTIL: the next text.
     std::string_view token(std::size_t index) const { return tokens(index, index + 1); }
@@ -70,9 +70,12 @@ private:
     Text_folder m_folder;
 
     // The tokens so far, each with a blank behind it, so that a pair is a part of the line too.
+    // What follows them has no meaning.
     std::string m_line;
-    // Where in the line each token starts, and behind them where the next will: never empty.
+    // Where in the line each token starts, and behind them where the next will: never empty. What
+    // follows has no meaning.
     std::vector<std::size_t> m_starts = {0};
+    std::size_t m_token_count = 0;
 };
 
 }  // namespace cli

@@ -75,6 +75,38 @@ TEST_F(FrontierTest, EqualScoresAreTakenByGreatestNameThenByOldestNode) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(2, 0.5), Pair(4, 0.5), Pair(3, 0.5)));
 }
 
+TEST_F(FrontierTest, AllAnswersAreFetchedWhenASecondOneIsTaken) {
+    zeNode* const a = Node("a");
+    zeNode* const b = Node("b");
+    int asked = 0;
+    zeResult_set best(0.0, -1);
+    best.add(a, 0.75);
+    m_frontier.push_answers({m_from, 0.5}, best, 0.0, [&] {
+        ++asked;
+        return std::vector<zeResult>{{b, 0.5}, {a, 0.75}, {b, 0.25}};
+    });
+
+    ASSERT_NE(m_frontier.best(), nullptr);
+    EXPECT_EQ(m_frontier.best()->node, a);
+    EXPECT_EQ(asked, 0);
+    EXPECT_THAT(TakeAll(), ElementsAre(Pair(a->m_node_id, 0.375), Pair(b->m_node_id, 0.25)));
+    EXPECT_EQ(asked, 1);
+}
+
+TEST_F(FrontierTest, AllAnswersAreFetchedIfTheBestHaveEqualScores) {
+    zeNode* const younger = Node("a");
+    zeNode* const older = Node("a");
+    std::swap(younger->m_node_id, older->m_node_id);
+    zeResult_set best(0.0, -1);
+    best.add(younger, 0.5);
+    best.add(older, 0.5);
+    m_frontier.push_answers({m_from, 1.0}, best, 0.0, [&] {
+        return std::vector<zeResult>{{younger, 0.5}, {older, 0.5}, {Node("b"), 0.25}};
+    });
+
+    EXPECT_THAT(TakeAll(), ElementsAre(Pair(older->m_node_id, 0.5), Pair(4, 0.25)));
+}
+
 TEST_F(FrontierTest, ProductBelowAThresholdIsDropped) {
     m_from->m_threshold = 0.25;
     Answer({{Node("a"), 0.5}, {Node("b"), 0.49}, {Node("c"), 0.9}}, 0.5, 0.125);

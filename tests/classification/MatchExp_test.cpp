@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/classification/Rule_code.h"
+#include "zandrel/classification/zeRule_checker.h"
 #include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeMsg.h"
@@ -318,7 +320,7 @@ TEST(MatchExpTest, EvaluatesConditionOnceAndOneBranchForNumber) {
                                 std::make_unique<Noted>(notes, 'c', two));
         zeMsg msg;
         DocInfo info{&msg, 0.0};
-        EXPECT_EQ(node.eval_number(info), 2.0);
+        EXPECT_EQ(zandrel::Rule_code(node).evaluate(info), 2.0);
     }
 
     EXPECT_EQ(notes, "abac");
@@ -474,7 +476,7 @@ TEST(CheckNVPTest, ReadsLanguageStringInItsCanonicalForm) {
     EXPECT_EQ(*evaluated(CheckNVP(MatchExp::kKeyText, term("k")), msg).text, "text");
 }
 
-TEST(CheckNVPTest, BothEvaluationsGiveTheSameNumber) {
+TEST(CheckNVPTest, TreeAndCodeOfARuleReadTheSameNumber) {
     for (const char* const value : {"0.75", "-0", "1e300", "0x1F", "x", ""}) {
         SCOPED_TRACE(value);
         zeMsg msg;
@@ -482,12 +484,13 @@ TEST(CheckNVPTest, BothEvaluationsGiveTheSameNumber) {
         DocInfo info{&msg, 0.0};
         const CheckNVP check(MatchExp::kKeyNumber, term("k"));
         const std::unique_ptr<MatchExp> copy(check.Clone());
+        const Rule_checker rule("$k(n)");
 
         const double number = check.eval(info).number;
 
-        EXPECT_EQ(check.eval_number(info), number);
-        EXPECT_EQ(copy->eval_number(info), number);
-        EXPECT_EQ(std::signbit(check.eval_number(info)), std::signbit(number));
+        EXPECT_EQ(rule.Evaluate(info), number);
+        EXPECT_EQ(copy->eval(info).number, number);
+        EXPECT_EQ(std::signbit(rule.Evaluate(info)), std::signbit(number));
     }
 }
 
@@ -499,7 +502,7 @@ TEST(CheckNVPTest, OtherTypesBreakTheInvariant) {
         const CheckNVP check(static_cast<MatchExp::FuncType>(type), term("k"));
         EXPECT_ASSERTS(evaluated(check, msg), "is_key_operation(type)");
         DocInfo info{&msg, 0.0};
-        EXPECT_ASSERTS(check.eval_number(info), "is_key_operation(type)");
+        EXPECT_ASSERTS(zandrel::Rule_code(check).evaluate(info), "is_key_operation(type)");
     }
 }
 
@@ -565,25 +568,13 @@ TEST(MatchExpTest, AllocatesNothingWhileEvaluating) {
     msg->add_value("s", mlMessageConverter::kString, "this is not a long part of a longer text");
     DocInfo info{msg.get(), 0.5};
 
+    const zandrel::Rule_code code(*tree);
+
     const Allocation_meter meter;
     tree->eval(info);
+    code.evaluate(info);
 
     EXPECT_EQ(meter.bytes(), 0U);
-}
-
-TEST(MatchExpTest, NumberOfAKeyIsReadOnceInAnEvaluation) {
-    zeMsg msg;
-    msg.add_value("a", mlMessageConverter::kString, "1");
-    const std::unique_ptr<MatchExp> rule(RuleParser::ExpressionToNumericMatcher("$a(n) + $a(n)"));
-    Key_numbers keys;
-    DocInfo evaluation{&msg, 0.0, &keys};
-    EXPECT_EQ(rule->eval(evaluation).number, 2.0);
-
-    msg.add_value("a", mlMessageConverter::kString, "5");
-
-    EXPECT_EQ(rule->eval(evaluation).number, 2.0);
-    DocInfo without_numbers{&msg, 0.0};
-    EXPECT_EQ(rule->eval(without_numbers).number, 10.0);
 }
 
 // The chain 1 - 2 - 3 - ... - n and each of its parts: the first k numbers give 1 - (2 + ... + k).
@@ -600,7 +591,8 @@ TEST(MatchExpTest, LongChainsAndTheirPartsAreComputedFromTheLeft) {
     const MatchExp* part = rule.get();
     for (int last = 60; last >= 2; --last) {
         SCOPED_TRACE(last);
-        EXPECT_EQ(part->eval_number(info), 1.0 - (last * (last + 1) / 2 - 1));
+        EXPECT_EQ(part->eval(info).number, 1.0 - (last * (last + 1) / 2 - 1));
+        EXPECT_EQ(zandrel::Rule_code(*part).evaluate(info), 1.0 - (last * (last + 1) / 2 - 1));
         part = dynamic_cast<const MatchExpNode&>(*part).args[0].get();
     }
 }
@@ -622,5 +614,6 @@ TEST(MatchExpTest, LongChainsMayMixAllOperations) {
         RuleParser::ExpressionToNumericMatcher(qtString(text + " v 3 ^ 100")));
     DocInfo info{&msg, 1.0};
 
-    EXPECT_EQ(rule->eval_number(info), 8.0);
+    EXPECT_EQ(rule->eval(info).number, 8.0);
+    EXPECT_EQ(zandrel::Rule_code(*rule).evaluate(info), 8.0);
 }

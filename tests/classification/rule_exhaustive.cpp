@@ -2,11 +2,13 @@
 
 #include <array>
 #include <cmath>
+#include <memory>
 #include <optional>
 
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/Rule_code.h"
 #include "zandrel/foundation/qtX.h"
 
 #include "tests/classification/rule_oracle.h"
@@ -48,12 +50,15 @@ bool is_type_refusal(std::string_view refusal) {
 // The result of a call: a number, or the message of an error.
 struct Outcome {
     std::optional<double> value = {};
+    double value_of_code = 0.0;  // by the rule's flat code
     std::string refusal = {};
 };
 
 Outcome parse_and_evaluate(std::string_view rule, DocInfo& info) {
     try {
-        return {.value = tree_of(rule)->eval(info).number};
+        const std::unique_ptr<MatchExp> tree = tree_of(rule);
+        return {.value = tree->eval(info).number,
+                .value_of_code = zandrel::Rule_code(*tree).evaluate(info)};
     } catch (const qtX<RuleParser>& raised) {
         return {.refusal = raised.message().str()};
     }
@@ -74,7 +79,8 @@ bool agrees_with_order(const std::vector<std::string>& symbols, std::string_view
                        const Outcome& outcome) {
     const std::vector<std::string> expected = oracle_polish(symbols);
     return dump_tokens(polish_of(rule)) == joined(expected) &&
-           same_number(*outcome.value, oracle_by_polish(expected));
+           same_number(*outcome.value, oracle_by_polish(expected)) &&
+           same_number(outcome.value_of_code, oracle_by_polish(expected));
 }
 
 testing::AssertionResult agrees(const std::vector<std::string>& symbols, std::string_view rule,

@@ -1,5 +1,6 @@
 #include "zandrel/classification/zeClassifier.h"
 
+#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -26,6 +27,22 @@ public:
     void get_all_categories(std::vector<zeNode*>& /*cats*/) override {}
 
     void global_replace(std::map<zeNode*, zeNode*>& /*replacement*/) override {}
+
+    bool has_rules() const override { return false; }
+
+    std::size_t category_count() const override { return 0; }
+
+    bool knows(zeNode* /*category*/) const override { return false; }
+
+    void add_category(zeNode* /*category*/, const qtString& /*rule*/) override {}
+
+    void change_category_rule(zeNode* /*category*/, const qtString& /*rule*/) override {}
+
+    void remove_category(zeNode* /*category*/, bool /*remove_concepts*/) override {}
+
+    void drop_category(zeNode* /*category*/) override {}
+
+    void rebuild_table() override {}
 };
 
 TEST(zeClassifierTest, KnowsItsNodeAndManager) {

@@ -50,7 +50,7 @@ TEST_F(zeResultSetTest, StartsEmptySortedAndNotDeduplicated) {
     EXPECT_EQ(set.count(), 0);
 }
 
-TEST_F(zeResultSetTest, AResultStartsEmpty) {
+TEST_F(zeResultSetTest, NewResultIsEmpty) {
     const zeResult result;
 
     EXPECT_EQ(result.node, nullptr);

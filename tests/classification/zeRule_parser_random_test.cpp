@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/Rule_code.h"
 
 #include "tests/classification/rule_oracle.h"
 #include "tests/support/rule_dump.h"
@@ -145,6 +146,12 @@ std::string written(const Expression& expression) {
     return operands.size() == 2 ? start : start + " : " + written_within(operands[2], own - 1);
 }
 
+double number_of_code(const MatchExp& tree) {
+    const qtPtrLight<zeMsg> msg = oracle_message();
+    DocInfo info{msg.get(), kOracleScore};
+    return zandrel::Rule_code(tree).evaluate(info);
+}
+
 double number_of(const MatchExp& tree) {
     const qtPtrLight<zeMsg> msg = oracle_message();
     DocInfo info{msg.get(), kOracleScore};
@@ -161,6 +168,7 @@ void check_random_rules(unsigned int first_seed, unsigned int count, int deepest
         SCOPED_TRACE(text);
         const std::unique_ptr<MatchExp> tree = tree_of(text);
         ASSERT_TRUE(same_number(number_of(*tree), value_of(rule).as_number()));
+        ASSERT_TRUE(same_number(number_of_code(*tree), value_of(rule).as_number()));
         ASSERT_EQ(dump_tree(*tree_of(unparse(*tree))), dump_tree(*tree));
         const std::unique_ptr<MatchExp> copy(tree->Clone());
         ASSERT_EQ(dump_tree(*copy), dump_tree(*tree));

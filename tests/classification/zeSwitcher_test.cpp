@@ -682,4 +682,46 @@ TEST_F(zeSwitcherTest, GlobalReplaceKeepsNullPointers) {
     rules.manager.UnregisterObject(&unbound);
 }
 
+// What an edit of the tree needs.
+
+TEST_F(zeSwitcherTest, CategoriesHaveRules) {
+    EXPECT_TRUE(switcher.has_rules());
+}
+
+TEST_F(zeSwitcherTest, KnowsChildrenWithARuleAndTheDefault) {
+    zeNode* const ruled = rules.leaf("a", "1");
+    zeNode* const fallback = rules.leaf("b", "default");
+    zeNode* const child = rules.leaf("c");
+    rules.node->add_child(child);
+
+    EXPECT_TRUE(switcher.knows(ruled));
+    EXPECT_TRUE(switcher.knows(fallback));
+    EXPECT_FALSE(switcher.knows(child));
+}
+
+TEST_F(zeSwitcherTest, AddedCategoryHasItsRuleAndIsAChild) {
+    zeNode* const child = rules.leaf("a");
+
+    switcher.add_category(child, "1");
+    switcher.change_category_rule(child, "2");
+
+    EXPECT_EQ(switcher.get_rule(child), qtString("2"));
+    EXPECT_THAT(rules.node->m_children, ElementsAre(child));
+    EXPECT_TRUE(switcher.m_dirty);
+}
+
+TEST_F(zeSwitcherTest, RemovedCategoryHasNoRuleAndIsNoChild) {
+    zeNode* const ruled = rules.leaf("a", "1");
+    zeNode* const fallback = rules.leaf("b", "default");
+    switcher.m_dirty = false;
+
+    switcher.remove_category(ruled, true);
+    switcher.drop_category(fallback);
+
+    EXPECT_THAT(switcher.m_rules, IsEmpty());
+    EXPECT_EQ(switcher.m_default, nullptr);
+    EXPECT_THAT(rules.node->m_children, IsEmpty());
+    EXPECT_TRUE(switcher.m_dirty);
+}
+
 }  // namespace

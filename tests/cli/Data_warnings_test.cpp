@@ -19,7 +19,7 @@ using testing::StartsWith;
 using Texts = std::vector<Labelled_text>;
 using Lines = std::vector<std::string>;
 
-// Enough texts for the warnings about too many labels and single texts not to appear.
+// So many texts cause no warning about too many labels or about labels with a single text.
 constexpr int kMany = 10;
 
 std::string times(int count, const std::string& lines) {

@@ -199,7 +199,7 @@ TEST_F(KcLockTest, RemainingLockFileGetsTheCurrentWriters) {
     expect_refused(path);
 }
 
-// Root may create files in any folder, so this test does not apply to root.
+// Root may create files in any folder, so root gets no error.
 TEST_F(KcLockTest, FolderThatTakesNoLockFileIsAnError) {
     ASSERT_EQ(::chmod(folder.path().c_str(), 0500), 0);
     const std::string error = error_of_locking(path);

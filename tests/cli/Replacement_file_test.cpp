@@ -317,7 +317,7 @@ TEST(ReplacementFileTest, PathThatIsNoFileIsRefused) {
     EXPECT_THAT(folder.names(), ElementsAre("circle", "full"));
 }
 
-// Root may write every file, so this test does not apply to root.
+// Root may write every file, so root gets no error.
 TEST(ReplacementFileTest, FileThatMayNotBeWrittenIsRefused) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "old");

@@ -84,8 +84,8 @@ TEST(WorkerPoolTest, PoolIsFullWithTwoTasksForEachWorker) {
     EXPECT_FALSE(pool.is_full());
 }
 
-// Neither the task nor the answer fits into the pipe's buffer. The worker writes the first answer
-// while the pool writes the second task.
+// Neither the tasks nor the answers fit into the buffer of the connection. The worker writes the
+// first answer while the pool writes the second task.
 TEST(WorkerPoolTest, LargeTasksAndAnswersDoNotBlockEachOther) {
     constexpr std::size_t kSize = 3000000;
     Worker_pool pool(1, [](std::string_view task) { return std::string(task) + "."; });

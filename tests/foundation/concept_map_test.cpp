@@ -1,7 +1,10 @@
 #include "zandrel/foundation/concept_map.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -295,6 +298,70 @@ TEST(conceptmapTest, ClearRemovesEntriesAndKeepsOnlyASmallIndex) {
 
     EXPECT_EQ(table.bucket_count(), 0U);
     EXPECT_FALSE(table.contains(term("a")));
+}
+
+TEST(conceptmapTest, AnnouncingConceptsAndPositionsChangesNothing) {
+    Numbers table;
+    table.prefetch_slot(term("a"));
+    table.prefetch_entry(term("a"));
+    table.prefetch(0);
+    EXPECT_TRUE(table.empty());
+    table[term("a")] = 1;
+    table[term("b")] = 2;
+    table.erase(term("b"));
+
+    for (const char* const text : {"a", "b", "c"}) {
+        table.prefetch_slot(term(text));
+        table.prefetch_entry(term(text));
+    }
+    for (const Numbers::Position position : {0U, 1U, 2U, 0xffffffffU}) {
+        table.prefetch(position);
+    }
+
+    EXPECT_EQ(walk_of(table), Walk({{"a", 1}}));
+    EXPECT_EQ(table.position_limit(), 2U);
+}
+
+// The 100 entries are in chunks of 16, 32 and 64. In each, `announce` gets all but the first 16.
+TEST(conceptmapTest, EachLiveEntryIsVisitedInOrderAfterItWasAnnounced) {
+    Numbers table;
+    const std::vector<Concept> concepts = numbered_concepts(100);
+    for (int number = 0; number < 100; ++number) {
+        table[concepts[static_cast<std::size_t>(number)]] = number;
+    }
+    table.erase(concepts[3]);
+    table.erase(concepts[99]);
+    std::vector<Concept> announced;
+    std::vector<int> visited;
+
+    table.for_each([&](const Numbers::value_type& entry) { announced.push_back(entry.first); },
+                   [&](const Numbers::value_type& entry) {
+                       const auto place = static_cast<std::size_t>(entry.second);
+                       const bool is_early = place < 32 || (place >= 48 && place < 64);
+                       EXPECT_NE(is_early, std::count(announced.begin(), announced.end(),
+                                                      concepts[place]) == 1)
+                           << place;
+                       visited.push_back(entry.second);
+                   });
+
+    std::vector<int> expected(99);
+    std::iota(expected.begin(), expected.end(), 0);
+    expected.erase(expected.begin() + 3);
+    EXPECT_EQ(visited, expected);
+    EXPECT_EQ(announced.size(), 16U + 36U);  // of 32 and of 52 entries
+}
+
+TEST(conceptmapTest, EntryOf32BytesIsInOneCacheLine) {
+    struct Three {
+        double numbers[3] = {};
+    };
+
+    concept_map<Three> table;
+
+    for (const Concept& each : numbered_concepts(100)) {
+        const auto entry = table.try_emplace(each).first;
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&*entry) % 32, 0U);
+    }
 }
 
 TEST(conceptmapTest, IndexHasTheRequestedNumberOfSlots) {

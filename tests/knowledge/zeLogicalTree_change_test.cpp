@@ -118,7 +118,7 @@ TEST_F(zeLogicalTreeChangeTest, EachKindOfChangeSetsItsBits) {
     }
 }
 
-TEST_F(zeLogicalTreeChangeTest, AChangeModifiesTheContainer) {
+TEST_F(zeLogicalTreeChangeTest, ChangeModifiesTheContainer) {
     Do(food, [](auto& node) { node.note1 = "n"; });
 
     EXPECT_TRUE(kc.manager.m_modified);
@@ -224,7 +224,7 @@ TEST_F(zeLogicalTreeChangeTest, RuleOutsideARuleClassifierAsserts) {
 
 // Types.
 
-TEST_F(zeLogicalTreeChangeTest, ALeafBecomesARuleNode) {
+TEST_F(zeLogicalTreeChangeTest, LeafBecomesARuleNode) {
     Do(food, [](auto& node) { node.type = ZE_RULE, node.attributes = zeNode::NoScore; });
 
     EXPECT_EQ(kc.Node(food).type, ZE_RULE);
@@ -306,7 +306,7 @@ TEST_F(zeLogicalTreeChangeTest, StatisticalNodeWithoutChildrenBecomesALeafBelowA
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeChangeTest, ARuleNodeWithoutChildrenBecomesALeaf) {
+TEST_F(zeLogicalTreeChangeTest, RuleNodeWithoutChildrenBecomesALeaf) {
     SetType(food, ZE_RULE);
 
     SetType(food, ZE_LEAF);
@@ -435,14 +435,14 @@ TEST_F(zeLogicalTreeChangeTest, AddingOrRemovingARuleIsRefused) {
                     "Cannot switch node type", {});
 }
 
-TEST_F(zeLogicalTreeChangeTest, ARuleThatDoesNotParseIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, RuleThatDoesNotParseIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(refund, [](auto& node) { node.rule = "1 +"; }), zeLogicalTree, 18,
                     "Syntax error in rule: 1 +", {"1 +"});
 }
 
-TEST_F(zeLogicalTreeChangeTest, ASecondDefaultIsRefused) {
+TEST_F(zeLogicalTreeChangeTest, SecondDefaultIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Do(money, [](auto& node) { node.rule = "default"; }), zeLogicalTree, 17,

@@ -123,6 +123,20 @@ TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreDeletedInBothTrees) {
     EXPECT_TRUE(manager.m_physical_tree->m_finder.empty());
 }
 
+TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreCopiedWithTheirParents) {
+    Add(0, ZE_STAT, "root");
+    NestLeaves(kDeep);
+    zeManager other;
+
+    other.m_logical_tree->CopySubTree(tree, 1, 0, nullptr);
+
+    ASSERT_EQ(other.m_logical_tree->nodes.size(), kDeep + 1);
+    for (Id id = 1; id <= kDeep; ++id) {
+        ASSERT_EQ(other.m_logical_tree->GetNode(id).children, std::vector<Id>{id + 1});
+        ASSERT_EQ(other.m_logical_tree->GetNode(id + 1).parent, id);
+    }
+}
+
 TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreAddedMovedChangedAndDeleted) {
     Add(0, ZE_STAT, "root");
     const Id other = Add(1, ZE_STAT, "other");

@@ -381,4 +381,74 @@ TEST_F(zeLogicalTreeStaleParentTest, EditOfANodeWithADeletedParentAsserts) {
     EXPECT_TRUE(HasProfile(1, child));
 }
 
+// A program has linked nodes to a circle: the root lists a, a lists b, and b lists what a test
+// adds.
+class zeLogicalTreeCircleTest : public zeLogicalTreeUnsoundTest {
+protected:
+    Id a = Add(1, ZE_LEAF, "a");
+    Id b = Add(a, ZE_LEAF, "b");
+    Id other = Add(1, ZE_LEAF, "other");
+};
+
+TEST_F(zeLogicalTreeCircleTest, DeletionLeavesTheNodesAbove) {
+    tree.GetNodePtr(b)->children.push_back(1);
+
+    tree.RecursiveNodeDelete(*tree.GetNodePtr(a), true);
+
+    EXPECT_EQ(tree.nodes.size(), 2U);
+    EXPECT_EQ(tree.GetNode(1).children, std::vector<Id>{other});
+    EXPECT_EQ(tree.GetNode(other).parent, 1U);
+    EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), 2U);
+}
+
+TEST_F(zeLogicalTreeCircleTest, DeletionOfANodeThatListsItselfEnds) {
+    tree.GetNodePtr(b)->children.push_back(b);
+
+    tree.RecursiveNodeDelete(*tree.GetNodePtr(b), true);
+
+    EXPECT_EQ(tree.nodes.size(), 3U);
+    EXPECT_TRUE(tree.GetNode(a).children.empty());
+}
+
+TEST_F(zeLogicalTreeCircleTest, NodeThatIsListedTwiceIsDeletedOnce) {
+    tree.GetNodePtr(a)->children.push_back(b);
+
+    tree.RecursiveNodeDelete(*tree.GetNodePtr(a), true);
+
+    EXPECT_EQ(tree.nodes.size(), 2U);
+    EXPECT_EQ(tree.GetNode(1).children, std::vector<Id>{other});
+}
+
+TEST_F(zeLogicalTreeCircleTest, NodeWhoseParentsLeadBackHasNoPath) {
+    tree.GetNodePtr(a)->parent = b;
+    qtString path = "old";
+
+    tree.GetNodePath(b, path);
+
+    EXPECT_TRUE(path.empty());
+    tree.GetNodePath(other, path);
+    EXPECT_EQ(path, "root/other");
+}
+
+TEST_F(zeLogicalTreeCircleTest, NodeThatIsItsOwnParentHasNoPath) {
+    tree.GetNodePtr(a)->parent = a;
+    qtString path = "old";
+
+    tree.GetNodePath(a, path);
+
+    EXPECT_TRUE(path.empty());
+}
+
+// The longest way up: every node, and a parent that is missing.
+TEST_F(zeLogicalTreeCircleTest, PathBelowAMissingParentStartsWithASeparator) {
+    tree.RecursiveNodeDelete(*tree.GetNodePtr(other), true);
+    tree.GetNodePtr(1)->parent = 77;
+    qtString path;
+
+    tree.GetNodePath(b, path);
+
+    EXPECT_EQ(path, "/root/a/b");
+    tree.GetNodePtr(1)->parent = 0;
+}
+
 }  // namespace

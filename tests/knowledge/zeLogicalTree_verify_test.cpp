@@ -149,7 +149,7 @@ TEST_F(zeLogicalTreeVerifyTest, RuleBelowAStatisticalNodeIsRefusedWithoutParsing
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ARuleThatDoesNotParseIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, RuleThatDoesNotParseIsRefused) {
     for (const unsigned int parent : {root, food, refund}) {
         SCOPED_TRACE(parent);
         const Unchanged unchanged(kc.manager);
@@ -159,7 +159,7 @@ TEST_F(zeLogicalTreeVerifyTest, ARuleThatDoesNotParseIsRefused) {
     }
 }
 
-TEST_F(zeLogicalTreeVerifyTest, ASecondDefaultIsRefused) {
+TEST_F(zeLogicalTreeVerifyTest, SecondDefaultIsRefused) {
     const Unchanged unchanged(kc.manager);
 
     EXPECT_QTX_ARGS(Add(node_to_add(root, "new", "default")), zeLogicalTree, 17,

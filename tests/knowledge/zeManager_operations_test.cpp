@@ -201,7 +201,7 @@ TEST_F(zeManagerOperationsTest, DelClassifierMakesALeafAndFreesBothObjects) {
     manager.AddClassifier(node, ZE_STAT);
     zeNode* const child = Leaf("child");
     node->add_child(child);
-    const Known_to_storage_alone known(*node);
+    const Known_only_to_storage known(*node);
 
     manager.DelClassifier(node);
 

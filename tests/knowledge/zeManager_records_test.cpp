@@ -476,6 +476,19 @@ TEST(zeManagerRecordsTest, MissingNodesAreNotWrittenAndSavingAgainGivesSameBytes
     EXPECT_EQ(to_hex(dumped_container(read)), to_hex(saved));
 }
 
+// The node 3 is missing, and its id follows the last one of the record.
+TEST(zeManagerRecordsTest, NewNodeDoesNotGetTheIdOfAMissingNode) {
+    zeManager manager;
+    read_whole(manager, container_of({physical_node_of(1, ZE_RULE, {2, 3}, 0),
+                                      physical_node_of(2, ZE_LEAF, {}, 1)},
+                                     {}, 1, 1));
+
+    zeNode* const made = manager.m_physical_tree->MakeNode(term("new"), ZE_LEAF, 0, 0.0);
+
+    EXPECT_EQ(made->m_node_id, 4U);
+    EXPECT_EQ(manager.m_root->m_children.size(), 2U);
+}
+
 // The node 2 lists the leaf 3 too. But the node 2 is not below the root, so it is not written.
 TEST(zeManagerRecordsTest, LeafInSeveralListsGetsParentBelowRoot) {
     const std::string damaged = Record()

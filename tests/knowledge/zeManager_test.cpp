@@ -134,7 +134,7 @@ TEST(zeManagerTest, ReleaseOfAMatcherDeletesItsStorageToo) {
     zeClassifier* const matcher = manager.AddClassifier(node, ZE_STAT);
     zeBase* const other = new FakeClassifier(&manager, nullptr);
     ASSERT_EQ(manager.m_objects.size(), 3U);
-    const Known_to_storage_alone known(*node);
+    const Known_only_to_storage known(*node);
 
     manager.Release(matcher);
 

@@ -141,7 +141,7 @@ TEST_F(zePhysicalTreeTest, ReleaseClassifierOfANodeWithoutOneDoesNothing) {
 TEST_F(zePhysicalTreeTest, ReleaseClassifierOfAMatcherDropsItsStorageToo) {
     zeNode* const node = tree.MakeNode(term("a"), ZE_STAT, 0, 0.0);
     ASSERT_EQ(manager.m_objects.size(), 2U);
-    const Known_to_storage_alone known(*node);
+    const Known_only_to_storage known(*node);
 
     tree.release_classifier(node, nullptr);
 
@@ -178,7 +178,7 @@ TEST_F(zePhysicalTreeTest, DeleteClassifierMakesALeafWithoutChildren) {
 TEST_F(zePhysicalTreeTest, DeleteClassifierOfAMatcherDeletesItsStorageToo) {
     zeNode* const node = tree.MakeNode(term("a"), ZE_STAT, 0, 0.0);
     ASSERT_EQ(manager.m_objects.size(), 2U);
-    const Known_to_storage_alone known(*node);
+    const Known_only_to_storage known(*node);
 
     tree.delete_classifier(node);
 

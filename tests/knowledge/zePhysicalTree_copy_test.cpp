@@ -142,4 +142,36 @@ TEST_F(zePhysicalTreeCopyTest, CopiesFromAnotherTree) {
     EXPECT_EQ(tree.m_nodes.size(), 5U);
 }
 
+TEST_F(zePhysicalTreeCopyTest, CopiesAChildOfTwoParentsTwice) {
+    mid->m_children.push_back(a);
+
+    tree.CopySubTree(root, nullptr, mapping);
+
+    EXPECT_EQ(tree.m_nodes.size(), 11U);
+    EXPECT_THAT(tree.GetLeafNodes(term("a")), ElementsAre(a, tree.GetNode(7), tree.GetNode(11)));
+    EXPECT_THAT(mapping[mid]->m_children, ElementsAre(mapping[b], mapping[c], tree.GetNode(11)));
+}
+
+TEST_F(zePhysicalTreeCopyTest, CopiesAChainOfAHundredThousandNodes) {
+    constexpr unsigned int kDepth = 100000;
+    zeManager deep;
+    zePhysicalTree& source = *deep.m_physical_tree;
+    zeNode* const top = source.MakeNode(term("node"), ZE_LEAF, 0, 0.0);
+    for (zeNode* node = top; source.m_last_node_id < kDepth; node = node->m_children.front()) {
+        node->add_child(source.MakeNode(term("node"), ZE_LEAF, 0, 0.0));
+    }
+
+    zeNode* const copy = tree.CopySubTree(top, root, mapping);
+
+    EXPECT_EQ(copy->m_parent, root);
+    const zeNode* last = copy;
+    for (unsigned int depth = 1; depth < kDepth; ++depth) {
+        ASSERT_EQ(last->m_children.size(), 1U);
+        ASSERT_EQ(last->m_children.front()->m_parent, last);
+        ASSERT_EQ(last->m_children.front()->m_node_id, last->m_node_id + 1);
+        last = last->m_children.front();
+    }
+    EXPECT_TRUE(last->m_children.empty());
+}
+
 }  // namespace

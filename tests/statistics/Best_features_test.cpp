@@ -27,7 +27,7 @@ protected:
 
     const Best_features::Feature& Make(std::string_view text, double score) {
         m_concepts.push_back(term(text));
-        m_made.push_back({{1.0, 0.0, 0.0, score}, &m_concepts.back(), nullptr});
+        m_made.push_back({{1.0, 0.0, 0.0, score}, &m_concepts.back(), nullptr, 0});
         return m_made.back();
     }
 

@@ -1,4 +1,4 @@
-// Compares the histogram bins of Match_scorer with those of the exact scores.
+// Tests of the rules of Match_scorer, and of the bin of a score.
 #include "zandrel/statistics/Match_scorer.h"
 
 #include <cmath>
@@ -15,11 +15,10 @@ namespace {
 
 using Zandrel::bin_of_score;
 using Zandrel::Match_scorer;
-using Zandrel::rough_atan;
 
 constexpr double kEndlessSum = std::numeric_limits<double>::infinity();
 
-// A model of 2 profiles with 1 of the 2 messages each. The first has the additive term 0.25.
+// A model of 2 messages and 2 profiles, each with one message. The first has the additive term 0.25.
 class MatchScorerTest : public testing::Test {
 protected:
     MatchScorerTest() {
@@ -45,18 +44,6 @@ protected:
     std::vector<Zandrel::Rest_score> m_rest_scores;
 };
 
-TEST(RoughAtanTest, ErrorIsWithinTheDocumentedBoundForAnyNumber) {
-    for (int i = -400000; i <= 400000; ++i) {
-        const double x = i / 20000.0;
-        ASSERT_NEAR(rough_atan(x), std::atan(x), Zandrel::kRoughAtanError) << x;
-    }
-    for (const double x : {1e3, 1e9, 1e300, kEndlessSum, 1e-300}) {
-        EXPECT_NEAR(rough_atan(x), std::atan(x), Zandrel::kRoughAtanError);
-        EXPECT_NEAR(rough_atan(-x), std::atan(-x), Zandrel::kRoughAtanError);
-    }
-    EXPECT_TRUE(std::isnan(rough_atan(std::nan(""))));
-}
-
 TEST(BinOfScoreTest, ScoresAtTheEndsAndNaNAreInTheEndBins) {
     EXPECT_EQ(bin_of_score(0.0, 30), 0);
     EXPECT_EQ(bin_of_score(-1.0, 30), 0);
@@ -66,55 +53,33 @@ TEST(BinOfScoreTest, ScoresAtTheEndsAndNaNAreInTheEndBins) {
     EXPECT_EQ(bin_of_score(kEndlessSum, 30), 29);
 }
 
-TEST_F(MatchScorerTest, BinEqualsThatOfTheExactScore) {
-    const Match_scorer tested = scorer(2.0);
-    for (const int bin_count : {30, 900, 300000}) {
-        for (int i = -20000; i <= 20000; ++i) {
-            const double sum = i / 5000.0;
-            ASSERT_EQ(tested.bin(0, sum, bin_count), bin_of_score(tested.score(0, sum), bin_count))
-                << sum;
-        }
-    }
-}
-
-// A score of k / 30 is on the border of two bins, so rounding decides which bin it is in.
-TEST_F(MatchScorerTest, BinAtABorderEqualsThatOfTheExactScore) {
-    const Match_scorer tested = scorer(1.0);
-    const double pi = std::acos(-1.0);
-    for (int border = 1; border < 30; ++border) {
-        const double middle = std::tan(pi * (border / 30.0 - 0.5)) / pi - 0.25;
-        for (int step = -100; step <= 100; ++step) {
-            const double sum = middle + step * 1e-16;
-            ASSERT_EQ(tested.bin(0, sum, 30), bin_of_score(tested.score(0, sum), 30));
-        }
-    }
-}
-
-TEST_F(MatchScorerTest, BinOfAnInfiniteOrNaNSumEqualsThatOfTheExactScore) {
-    for (const double total : {1.0, 0.0, kEndlessSum, std::nan("")}) {
-        const Match_scorer tested = scorer(total);
-        for (const double sum : {0.0, 1.0, -1.0, kEndlessSum, -kEndlessSum, std::nan("")}) {
-            EXPECT_EQ(tested.bin(0, sum, 30), bin_of_score(tested.score(0, sum), 30));
-        }
-    }
-}
-
 // The score is 99 % of the table's 0.9 and 1 % of the raw score 0.71: 0.898, which is bin 26. The
 // raw score is in bin 21.
-TEST_F(MatchScorerTest, BinOfACorrectedScoreFollowsTheTables) {
+TEST_F(MatchScorerTest, CorrectedScoreFollowsTheTables) {
     m_storage.m_use_likelihood_in_match = true;
     m_storage.m_use_train_likelihood = true;
     m_storage.profile(0).m_likelihood.fill(0.9);
     m_average.fill(0.9);
-    EXPECT_EQ(scorer(1.0).bin(0, 0.0, 30), 26);
+    EXPECT_TRUE(scorer(1.0).corrects());
+    EXPECT_EQ(bin_of_score(scorer(1.0).score(0, 0.0), 30), 26);
 }
 
-TEST_F(MatchScorerTest, ProfileWithAllMessagesIsInTheLastBinAndOneWithNoneInTheFirst) {
+TEST_F(MatchScorerTest, ProfileWithAllMessagesScoresOneAndOneWithNoneScoresZero) {
     m_storage.profile(0).m_num_msgs = 2;
     m_storage.profile(1).m_num_msgs = 0;
     m_storage.m_activation_outside = 0;
-    EXPECT_EQ(scorer(1.0).bin(0, -1.0, 30), 29);
-    EXPECT_EQ(scorer(1.0).bin(1, 1.0, 30), 0);
+    for (const int iprofile : {0, 1}) {
+        EXPECT_FALSE(scorer(1.0).depends_on_sum(m_storage.profile(iprofile)));
+    }
+    EXPECT_EQ(scorer(1.0).score(0, -1.0), 1.0);
+    EXPECT_EQ(scorer(1.0).score(1, 1.0), 0.0);
+}
+
+TEST_F(MatchScorerTest, ScoreOfProfileWithoutRulesIsThatOfItsValue) {
+    for (const double sum : {-3.0, -0.5, 0.0, 0.125, 7.0}) {
+        EXPECT_TRUE(scorer(2.0).depends_on_sum(m_storage.profile(0)));
+        EXPECT_EQ(scorer(2.0).score(0, sum), Match_scorer::score_of_value(sum / 2.0 + 0.25));
+    }
 }
 
 }  // namespace

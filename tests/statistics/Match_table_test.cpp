@@ -44,6 +44,26 @@ TEST(Match_tableTest, CompileGivesEachConceptItsPairsInTheOrderOfProfiles) {
     EXPECT_EQ(table.profile_end(), 2);
 }
 
+// Position 5 is right for x, and wrong for y, which one profile names at the position of x. The
+// second z has no position.
+TEST(Match_tableTest, CompileTakesPositionsOfInfosAsGuesses) {
+    Profiles profiles;
+    for (int i = 0; i < 3; ++i) {
+        profiles.push_back(std::make_unique<zeStat_storage::Profile>());
+    }
+    profiles[0]->m_weights = {{term("x"), 1.0F, 5}, {term("y"), 2.0F, 0}, {term("z"), 3.0F, 9}};
+    profiles[1]->m_weights = {{term("y"), 4.0F, 5}, {term("z"), 5.0F}, {term("x"), 6.0F, 5}};
+    profiles[2]->m_weights = {{term("z"), 7.0F, 9}, {term("x"), 8.0F, 5}, {term("y"), 9.0F, 0}};
+    Match_table table;
+
+    table.compile(profiles);
+
+    EXPECT_EQ(table.size(), 3U);
+    EXPECT_EQ(pairs_of(table, "x"), (Pairs{{1.0F, 0}, {6.0F, 1}, {8.0F, 2}}));
+    EXPECT_EQ(pairs_of(table, "y"), (Pairs{{2.0F, 0}, {4.0F, 1}, {9.0F, 2}}));
+    EXPECT_EQ(pairs_of(table, "z"), (Pairs{{3.0F, 0}, {5.0F, 1}, {7.0F, 2}}));
+}
+
 TEST(Match_tableTest, CompileReplacesThePreviousTable) {
     Match_table table;
     set_row(table, term("old"), {{1.0F, 7}});

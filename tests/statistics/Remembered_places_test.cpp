@@ -33,6 +33,28 @@ TEST(RememberedPlacesTest, NothingIsNotedBeforeRecordingAndDuringReplay) {
     EXPECT_EQ(places.guess(), Remembered_places::kUnknown);
 }
 
+TEST(RememberedPlacesTest, ReplayShowsThePlacesBehindTheNextOne) {
+    Remembered_places places;
+    EXPECT_FALSE(places.is_replaying());
+    places.record();
+    places.note(7);
+    places.note(8);
+    places.note(9);
+    EXPECT_FALSE(places.is_replaying());
+    EXPECT_EQ(places.guess_behind(0), Remembered_places::kUnknown);
+
+    places.replay();
+    places.guess();
+
+    EXPECT_TRUE(places.is_replaying());
+    EXPECT_EQ(places.guess_behind(0), 8U);
+    EXPECT_EQ(places.guess_behind(1), 9U);
+    EXPECT_EQ(places.guess_behind(2), Remembered_places::kUnknown);
+    places.guess();
+    EXPECT_EQ(places.guess(), 9U);
+    EXPECT_FALSE(places.is_replaying());
+}
+
 TEST(RememberedPlacesTest, RecordingAgainForgetsTheLastSlice) {
     Remembered_places places;
     places.record();

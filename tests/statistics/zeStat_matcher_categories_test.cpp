@@ -277,6 +277,58 @@ TEST_F(zeStatMatcherCategoriesTest, MatcherWithoutANodeRaisesAfterDeletingThePro
     EXPECT_TRUE(m_matcher.m_dirty);
 }
 
+// What an edit of the tree needs.
+
+TEST_F(zeStatMatcherCategoriesTest, KnowsTheNodesOfItsProfiles) {
+    m_root.add_child(m_c);
+
+    EXPECT_FALSE(m_matcher.has_rules());
+    EXPECT_TRUE(m_matcher.knows(m_a));
+    EXPECT_FALSE(m_matcher.knows(m_c));
+    EXPECT_EQ(m_matcher.category_count(), 2U);
+}
+
+TEST_F(zeStatMatcherCategoriesTest, CategoryOfAnEditGetsAProfileAndIsAChild) {
+    m_matcher.add_category(m_c, "");
+
+    EXPECT_EQ(m_storage.get_profile(m_c), 2);
+    EXPECT_THAT(m_root.m_children, ElementsAre(m_a, m_b, m_c));
+}
+
+TEST_F(zeStatMatcherCategoriesTest, RuleIsRefusedByAnAssertion) {
+    EXPECT_ASSERTS(m_matcher.change_category_rule(m_a, "1"), "sw");
+
+    ExpectAsTrained();
+}
+
+TEST_F(zeStatMatcherCategoriesTest, RemovedCategoryTakesItsConceptsAlongIfAsked) {
+    m_matcher.remove_category(m_a, true);
+
+    EXPECT_EQ(m_storage.profile_count(), 1);
+    EXPECT_EQ(info_of(m_storage, "x").m_weight, 0.0);
+    EXPECT_THAT(m_root.m_children, ElementsAre(m_b));
+}
+
+TEST_F(zeStatMatcherCategoriesTest, DroppedCategoryLosesOnlyItsProfile) {
+    m_matcher.drop_category(m_a);
+
+    EXPECT_EQ(m_storage.profile_count(), 1);
+    EXPECT_EQ(info_of(m_storage, "x").m_weight, 0.5);
+    EXPECT_THAT(m_root.m_children, ElementsAre(m_a, m_b));
+    m_matcher.drop_category(m_a);
+    EXPECT_EQ(m_storage.profile_count(), 1);
+}
+
+TEST_F(zeStatMatcherCategoriesTest, RebuiltTableHasTheRemainingCategories) {
+    m_matcher.remove_category(m_a, true);
+    const Trace_capture trace;
+
+    m_matcher.rebuild_table();
+
+    EXPECT_THAT(trace.texts(), Compiled());
+    EXPECT_THAT(m_root.m_children, ElementsAre(m_b));
+}
+
 // Texts.
 
 // The beginning of the text takes 10, 10 and 18 of the 1023 characters.

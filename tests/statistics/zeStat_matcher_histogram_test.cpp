@@ -2,14 +2,17 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <map>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/statistics/Histogram_filler.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "tests/support/bags.h"
@@ -232,6 +235,111 @@ TEST_F(zeStatMatcherHistogramTest, AgeStopsAtAThousand) {
 
     EXPECT_EQ(Age(0), 1000);
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 2.0))));
+}
+
+// 99 % of 0.7 and 1 % of the raw score, 0.9019, are 0.702: 21.06 bins. The raw score is in bin 27.
+TEST_F(zeStatMatcherHistogramTest, CorrectedScoreIsFromTheTables) {
+    m_storage.m_use_likelihood_in_match = true;
+    m_storage.profile(0).m_likelihood_age = 1000;
+    m_storage.profile(0).m_likelihood.fill(0.7);
+
+    Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(21, Pair(1.0, 1.0))));
+}
+
+// 40 messages, so blocks of 16 are entered and one of 8 is left: 20 of x for a in bin 27, and 20 of
+// y for a in bin 15. The weights are 1 to 40, so those of x are the odd numbers, whose sum is 400,
+// and those of y the even ones: 420.
+TEST_F(zeStatMatcherHistogramTest, FillerEntersManyMessagesAsTheStepDoesOneByOne) {
+    Small_corpus corpus;
+    for (int i = 1; i <= 40; ++i) {
+        const bool is_odd = i % 2 == 1;
+        corpus.add(MessageBuilder().bag({{is_odd ? "x" : "y", 1.0}}).weight(i),
+                   {is_odd ? &m_a : &m_b});
+    }
+    {
+        Zandrel::Histogram_filler filler(m_matcher);
+        for (std::size_t i = 0; i < 40; ++i) {
+            filler.add(*corpus.corpus.msgs[i], corpus.view.msgs[i]);
+        }
+    }
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(0.0, 420.0)), Pair(27, Pair(400.0, 400.0))));
+    EXPECT_THAT(Bins(1), ElementsAre(Pair(2, Pair(0.0, 400.0)), Pair(28, Pair(420.0, 420.0))));
+    EXPECT_EQ(Age(0), 40);
+    EXPECT_EQ(Age(1), 40);
+}
+
+// b takes no part, so its accumulator collects -1 for each of 20 messages, from 0.5 on.
+TEST_F(zeStatMatcherHistogramTest, FillerLeavesSumsOfAProfileWithoutMessagesInItsAccumulator) {
+    m_storage.profile(1).m_num_msgs = 0;
+    Accumulator(1) = 0.5;
+    Small_corpus corpus;
+    corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
+    {
+        Zandrel::Histogram_filler filler(m_matcher);
+        for (int i = 0; i < 20; ++i) {
+            filler.add(*corpus.corpus.msgs[0], corpus.view.msgs[0]);
+        }
+    }
+    EXPECT_EQ(Accumulator(1), -19.5);
+    EXPECT_THAT(Bins(1), IsEmpty());
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 20.0))));
+}
+
+// 40 categories. The concept w0 counts for all of them, w1 for every second one, and so on, so that
+// rows are full, half full and nearly empty. The scores of single profiles give the expected bins.
+TEST(zeStatMatcherManyHistogramsTest, FillerFindsTheBinsOfTheScoresOfSingleProfiles) {
+    constexpr int kProfiles = 40;
+    std::deque<zeNode> nodes;
+    zeDefaults settings = plain_settings();
+    zeStat_storage storage(nullptr, settings);
+    storage.m_use_train_likelihood = true;
+    storage.m_num_msgs = 2 * kProfiles;
+    bool added = false;
+    for (int i = 0; i < kProfiles; ++i) {
+        storage.get_or_add_profile(&nodes.emplace_back(term("c" + std::to_string(i))), added);
+        zeStat_storage::Profile& profile = storage.profile(i);
+        profile.m_num_msgs = 2;
+        for (int word = 0; word < 5; ++word) {
+            if (i % (word + 1) == 0) {
+                const double weight = (i * 7 + word) % 11 * 0.3 - 1.4;
+                profile.m_weights.push_back(
+                    {term("w" + std::to_string(word)), static_cast<float>(weight)});
+            }
+        }
+    }
+    zeStat_matcher matcher(nullptr, nullptr, storage, false);
+    std::map<std::pair<int, int>, double> expected;
+    {
+        Zandrel::Histogram_filler filler(matcher);
+        for (int word = 0; word < 5; ++word) {
+            Small_corpus corpus;
+            corpus.add(MessageBuilder().bag({{"w" + std::to_string(word), 1.0 + word},
+                                             {"w" + std::to_string(4 - word), 2.5}}),
+                       {});
+            filler.add(*corpus.corpus.msgs[0], corpus.view.msgs[0]);
+            zeSml& bag = *corpus.corpus.msgs[0]->active_bag();
+            for (int i = 0; i < kProfiles; ++i) {
+                matcher.classify_sml_with_profile(bag, i);
+                ++expected[{i, static_cast<int>(30 * matcher.adjust_match_value(bag, i))}];
+            }
+        }
+    }
+    for (int i = 0; i < kProfiles; ++i) {
+        for (int bin = 0; bin < 30; ++bin) {
+            const auto found = expected.find({i, bin});
+            EXPECT_EQ(storage.profile(i).m_bins[static_cast<std::size_t>(bin)].m_total,
+                      found == expected.end() ? 0.0 : found->second)
+                << i << " " << bin;
+        }
+    }
+}
+
+TEST_F(zeStatMatcherHistogramTest, MessageWithANodeTwiceIsRelevantOnce) {
+    Enter(MessageBuilder().bag({{"u", 1.0}}), {&m_a, &m_a});
+
+    EXPECT_THAT(Bins(0), ElementsAre(Pair(15, Pair(1.0, 1.0))));
 }
 
 // The only profile of the model has 2 of the 3 messages.

@@ -312,6 +312,37 @@ TEST(zeStatMatcherRandomTest, ClassifyingGivesTheBitsOfTheFormulas) {
     EXPECT_GT(result_count, kModelCount);
 }
 
+// An answer may be missing only if its score is clearly below the greatest.
+TEST(zeStatMatcherRandomTest, BestAnswersContainEachAnswerThatMayBeTheBest) {
+    std::size_t excluded_count = 0;
+    for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kModelCount; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Random_matching matching(seed);
+        zeResult_set best(matching.number({0.0, -1.0}), -1);
+        const Bits_by_node all = slow_results(matching, best, 1.0, false);
+
+        matching.matcher->add_best_answers(matching.matcher->sum_up(*matching.msg->smls[0]), best);
+
+        double greatest = 0.0;
+        for (const auto& [node, bits] : all) {
+            greatest = std::max(greatest, std::bit_cast<double>(bits));
+        }
+        Bits_by_node found;
+        for (const zeResult& result : best.results) {
+            found.emplace_back(result.node, bits_of(result.score));
+        }
+        for (const auto& answer : all) {
+            const bool is_found = std::find(found.begin(), found.end(), answer) != found.end();
+            ASSERT_TRUE(is_found || std::bit_cast<double>(answer.second) < greatest - 1e-9);
+            excluded_count += is_found ? 0 : 1;
+        }
+        for (const auto& answer : found) {
+            ASSERT_NE(std::find(all.begin(), all.end(), answer), all.end());
+        }
+    }
+    EXPECT_GT(excluded_count, kModelCount / 4);
+}
+
 TEST(zeStatMatcherRandomTest, SingleStepsGiveTheBitsOfTheFormulas) {
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kModelCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));

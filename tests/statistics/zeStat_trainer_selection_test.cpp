@@ -580,4 +580,27 @@ TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAreSorted) {
     EXPECT_THAT(Select(), ElementsAre("50", "49", "48"));
 }
 
+// The steps take candidates from lists of all concepts. A selection for all profiles lists only the
+// concepts that are not a's own, since there are few.
+TEST_F(zeStatTrainerSelectionTest, ProfileWithNearlyAllConceptsSelectsTheOthersInOrder) {
+    m_storage.m_use_new_ZC = true;
+    m_storage.profile(0).m_size = 1000;
+    for (int i = 10; i < 60; ++i) {
+        AddInfo(std::to_string(i), static_cast<double>(i) / 64);
+        AddP(0, std::to_string(i), 1.0 / 64);
+    }
+    for (const char* const text : {"x", "y", "z"}) {
+        AddInfo(text, text[0] == 'y' ? 0.75 : 0.5);
+    }
+    std::vector<std::string> expected = Select();
+    std::vector<std::string> others = expected;
+    std::erase_if(others, [](const std::string& text) { return text.size() > 1; });
+    ASSERT_THAT(others, ElementsAre("y", "z", "x"));
+    m_storage.profile(0).m_weights.clear();
+
+    zeStat_trainer(m_storage).calculate_feature_selection();
+
+    EXPECT_EQ(texts_of(m_storage.profile(0)), expected);
+}
+
 }  // namespace

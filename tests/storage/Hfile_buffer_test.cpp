@@ -78,6 +78,34 @@ TYPED_TEST(HfileBufferTest, BytesWrittenOverReadAheadBytesAreRead) {
     EXPECT_EQ(this->device.Tell(), 103);
 }
 
+// The bytes behind the wanted ones change after the read, so a device that has not read them yet
+// finds the new ones.
+TYPED_TEST(HfileBufferTest, DeviceReadsNoMoreThanTheBytesThatWillBeRead) {
+    this->seek(100);
+    this->device.ReadAhead(12);
+    this->read(4);
+    this->disk.patch(104, "12345678abcd");
+    this->read(8);  // the old bytes, which were read ahead before the change
+
+    this->model.replace(112, 4, "abcd");
+    this->read(4);
+
+    EXPECT_EQ(this->device.Tell(), 116);
+}
+
+// If the caller has not named a number, 1,024 bytes are read ahead.
+TYPED_TEST(HfileBufferTest, SeekForgetsHowManyBytesWillBeRead) {
+    this->seek(100);
+    this->device.ReadAhead(4);
+    this->seek(200);
+    this->read(4);
+    this->disk.patch(204, "12345678");
+
+    this->read(8);  // the old bytes
+
+    EXPECT_EQ(this->device.Tell(), 212);
+}
+
 TYPED_TEST(HfileBufferTest, RandomCallsBehaveLikeAString) {
     std::mt19937 random(3);
     for (int step = 0; step < 3000; ++step) {
@@ -86,6 +114,9 @@ TYPED_TEST(HfileBufferTest, RandomCallsBehaveLikeAString) {
         const unsigned int choice = random() % 8;
         if (choice < 2) {
             this->seek(random() % 200000);
+            if (choice < 1) {
+                this->device.ReadAhead(static_cast<unsigned int>(random() % 100));
+            }
         } else if (choice < 3) {  // a short jump, as from the head of a record to its data
             this->seek(std::min(this->position + random() % 64, this->model.size()));
         } else if (choice < 4) {

@@ -2,6 +2,8 @@
 #ifndef ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
 #define ZANDREL_TESTS_SUPPORT_FAKE_CLASSIFIER_H_
 
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <set>
@@ -69,6 +71,47 @@ public:
         }
     }
 
+    // An edit adds to `answers` and takes from them.
+    bool has_rules() const override { return m_type == ZE_RULE; }
+
+    std::size_t category_count() const override { return answers.size(); }
+
+    bool knows(zeNode* category) const override {
+        return std::any_of(answers.begin(), answers.end(),
+                           [category](const zeResult& answer) { return answer.node == category; });
+    }
+
+    void add_category(zeNode* category, const qtString& rule) override {
+        answers.push_back({category, 1.0});
+        rules[category] = rule;
+        if (m_node != nullptr) {
+            m_node->add_child(category);
+        }
+    }
+
+    void change_category_rule(zeNode* category, const qtString& rule) override {
+        rules[category] = rule;
+    }
+
+    void remove_category(zeNode* category, bool remove_concepts) override {
+        has_removed_concepts = remove_concepts;
+        drop_category(category);
+        if (m_node != nullptr) {
+            m_node->remove_child(category);
+        }
+    }
+
+    void drop_category(zeNode* category) override {
+        std::erase_if(answers,
+                      [category](const zeResult& answer) { return answer.node == category; });
+        rules.erase(category);
+    }
+
+    void rebuild_table() override { ++rebuilt_count; }
+
+    std::map<zeNode*, qtString> rules;         // of the categories that an edit has added
+    bool has_removed_concepts = false;         // argument of the last `remove_category`
+    int rebuilt_count = 0;                     // calls of `rebuild_table`
     std::vector<zeResult> answers;   // (child, factor)
     bool ignores_threshold = false;  // adds its answers even if they are below the threshold
     std::set<const zeNode*> blocked_children;  // `is_cat_blocked` returns true for these

@@ -1,4 +1,4 @@
-// Known_to_storage_alone: shows whether a statistical model was really deleted.
+// Known_only_to_storage: shows whether a statistical model was really deleted.
 #ifndef ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
 #define ZANDREL_TESTS_SUPPORT_KNOWN_TO_STORAGE_H_
 
@@ -13,10 +13,10 @@
 
 // Adds a concept that only the storage of a node's matcher uses. The dictionary drops the concept
 // when the storage is deleted. While this object is used, no other concept may be added or dropped.
-class Known_to_storage_alone {
+class Known_only_to_storage {
 public:
     // REQUIRES: a node with a zeStat_matcher.
-    explicit Known_to_storage_alone(zeNode& node) {
+    explicit Known_only_to_storage(zeNode& node) {
         bool added = false;
         dynamic_cast<zeStat_matcher&>(*node.m_classifier)
             .m_storage->get_or_add_concept_info(term("known to one storage alone"), added);

@@ -4,6 +4,9 @@
 // So the answers of one classifier stay in a heap, and only their best is in the frontier. When it
 // is taken, the next one comes up. A walk for k results of n answers costs n + k log n.
 //
+// Where one result is wanted, a statistical classifier first gives only the answers that may be its
+// best. If the walk comes to need another, all its answers take their place.
+//
 // Example: the root's classifier answers a = 0.9, b = 0.2, c = 0.7. The frontier has a, while b
 // and c wait. The walk takes a; then c comes up, and b waits for ever if two results are enough.
 //
@@ -33,11 +36,12 @@ bool Node_score::operator<(const Node_score& other) const noexcept {
 }
 
 Ranked_answers::Ranked_answers(const Node_score& from, std::vector<zeResult> answers,
-                               double threshold)
+                               double threshold, Get_answers get_all)
     : m_score(from.score),
       m_threshold(threshold),
       m_node_threshold(from.node->m_threshold),
-      m_answers(std::move(answers)) {}
+      m_answers(std::move(answers)),
+      m_get_all(std::move(get_all)) {}
 
 bool Ranked_answers::is_less(const zeResult& left, const zeResult& right) const noexcept {
     return Node_score{left.node, m_score * left.score} <
@@ -52,6 +56,10 @@ bool Ranked_answers::ties(const zeResult& left, const zeResult& right) const noe
 bool Ranked_answers::take(Node_score& best) {
     if (std::exchange(m_is_fresh, false) && take_first(best)) {
         return true;
+    }
+    // What was taken first comes back with all answers. It is known by its identity.
+    if (m_get_all) {
+        m_answers = std::exchange(m_get_all, {})();
     }
     if (!std::exchange(m_is_heap, true)) {
         std::make_heap(m_answers.begin(), m_answers.end(), Less{this});
@@ -135,9 +143,10 @@ void Frontier::push(const Node_score& entry) {
 // Products rise with the answers only where the score is above 0. A walk with a threshold below 0
 // can come to a score below it. There, and where a classifier says that its answers are without
 // duplicates, we take the answers in the order of the set.
-void Frontier::push_answers(const Node_score& from, zeResult_set& answers, double threshold) {
+void Frontier::push_answers(const Node_score& from, zeResult_set& answers, double threshold,
+                            Get_answers get_all) {
     if (from.score > 0.0 && !answers.deduplicated) {
-        m_sources.emplace_back(from, std::move(answers.results), threshold);
+        m_sources.emplace_back(from, std::move(answers.results), threshold, std::move(get_all));
         push_best_of(m_sources.size() - 1);
         return;
     }

@@ -4,6 +4,7 @@
 #define ZANDREL_CLASSIFICATION_FRONTIER_H_
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 #include "zandrel/classification/Identity_set.h"
@@ -21,6 +22,9 @@ struct Node_score {
     bool operator<(const Node_score& other) const noexcept;
 };
 
+// Returns all answers of a classifier.
+using Get_answers = std::function<std::vector<zeResult>()>;
+
 // The answers of one classifier for one message, handed out best first. Nothing is sorted: a
 // caller seldom wants more than the first few of many. See Frontier.cpp for how duplicates go.
 class Ranked_answers {
@@ -28,7 +32,9 @@ public:
     // The answers of the classifier at `from`. Those are no way on whose product with the score of
     // `from` is 0 or below `threshold` or below the threshold of the node of `from`.
     // REQUIRES: a score of `from` above 0.
-    Ranked_answers(const Node_score& from, std::vector<zeResult> answers, double threshold);
+    // `get_all`: see Frontier::push_answers.
+    Ranked_answers(const Node_score& from, std::vector<zeResult> answers, double threshold,
+                   Get_answers get_all);
 
     // Takes the best that is left and returns true. Returns false if none is left.
     bool take(Node_score& best);
@@ -59,6 +65,7 @@ private:
     std::vector<zeResult> m_answers;  // those left, from the second on in a heap
     std::vector<zeResult> m_tied;     // equals that have been put in order, the next one last
     Identity_set m_taken;
+    Get_answers m_get_all;   // empty if `m_answers` began with all of them
     bool m_is_fresh = true;  // none has been asked for
     bool m_is_heap = false;
 };
@@ -69,7 +76,11 @@ class Frontier {
 public:
     void push(const Node_score& entry);
     // Enters what the classifier at `from` has answered.
-    void push_answers(const Node_score& from, zeResult_set& answers, double threshold);
+    // `get_all`: empty if these are all the answers. Otherwise they are those that may be the best
+    // or equal to it in the product of the scores, and all are asked for only if more than the best
+    // is needed. The score of `from` is then above 0.
+    void push_answers(const Node_score& from, zeResult_set& answers, double threshold,
+                      Get_answers get_all = {});
 
     // The best entry, null if there is none.  VALID UNTIL: the next call of a member.
     const Node_score* best();

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -25,24 +24,10 @@ union ArgUnion {
     const qtString* text;
 };
 
-// The numbers of a rule's keys during one evaluation. The parser gives each different $key(n) of a
-// rule a slot: in `$a(n) + $b(n) * $a(n)`, "a" has slot 0 and "b" slot 1. A key is read when it is
-// first needed, and no more than once.
-struct Key_numbers {
-    static constexpr int kSlotCount = 64;  // further keys have no slot, and are read at each place
-
-    // Leaves `numbers` as they are, since a rule needs few of them.
-    Key_numbers() noexcept {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
-
-    std::uint64_t known = 0;  // bit `i`: slot `i` has been read
-    std::array<double, kSlotCount> numbers;
-};
-
 // What a rule is evaluated against.
 struct DocInfo {
-    zeMsg* msg;                   // BORROWS: never null
-    double score;                 // with which the classifier was entered
-    Key_numbers* keys = nullptr;  // BORROWS: fresh for each evaluation, and each rule; or null
+    zeMsg* msg;    // BORROWS: never null
+    double score;  // with which the classifier was entered
 };
 
 // A node of a rule's tree. A node owns its operands, and a tree is at most as deep as the parser
@@ -99,26 +84,12 @@ public:
     virtual MatchExp* Clone() const = 0;
     virtual ArgUnion eval(DocInfo& info) const = 0;
 
-    // eval(info).number, faster, for an expression whose value is a number.
-    double eval_number(DocInfo& info) const { return m_program(*this, info); }
-
     const FuncType type;  // kNone in classes that have no use for it
 
 protected:
-    // Arithmetic is most of what long rules spend their time on. So each node settles when it is
-    // made by which function it computes its number, which spares evaluation the choice by type
-    // and by kind of operand, and hands the number over in a register of its own kind.
-    using Program = double (*)(const MatchExp&, DocInfo&);
-
     explicit MatchExp(FuncType func = kNone) noexcept : type(func) {}
 
     MatchExp(const MatchExp&) = default;
-
-    static double number_by_eval(const MatchExp& expression, DocInfo& info) {
-        return expression.eval(info).number;
-    }
-
-    Program m_program = &number_by_eval;  // never null
 };
 
 // A number, a boolean or a string that stands in the rule.
@@ -162,25 +133,11 @@ public:
     const std::array<std::unique_ptr<MatchExp>, 3> args;  // of which the first arg_count are set
 
 private:
-    struct Programs;
-
-    // Computes a node's number from that of its left operand.
-    using Step = double (*)(double left, const MatchExpNode& node, DocInfo& info);
-
+    double number(std::size_t index, DocInfo& info) const;
     bool boolean(std::size_t index, DocInfo& info) const;
+    double eval_arithmetic(DocInfo& info) const;
     bool eval_comparison(DocInfo& info) const;
     bool eval_texts(DocInfo& info) const;
-
-    // The operands that are constant numbers. A node whose operands all are is a constant itself,
-    // whose number is the first of these.
-    std::array<double, 2> m_constants{};
-
-    // A long chain of left operands, as in `a + b - c + d`, is computed without a recursion, from a
-    // first node to the last one; see MatchExp.cpp.
-    int m_left_depth = 0;  // nodes of binary arithmetic below this one, from left to left operand
-    const MatchExpNode* m_chain_start = this;
-    const MatchExpNode* m_chain_next = nullptr;  // whose left operand this is
-    Step m_step = nullptr;                       // null for a node that follows none
 };
 
 // A name/value pair of the message, as a test of existence, as a number or as a string.
@@ -191,44 +148,22 @@ private:
 // Errors: breaks "is_key_operation(type)" when evaluated with any other type than its three.
 class ZANDREL_EXPORT CheckNVP final : public MatchExp {
 public:
+    // The parser gives each different $key(n) of a rule a slot: in `$a(n) + $b(n) * $a(n)`, "a" has
+    // slot 0 and "b" slot 1. The flat code of a rule keeps the number of a key that has a slot for
+    // its further places; a key without a slot is read at each place.
+    static constexpr int kSlotCount = 64;
     static constexpr int kNoSlot = -1;
 
-    // `func`: kKeyExists, kKeyNumber or kKeyText. `number_slot`: below Key_numbers::kSlotCount.
+    // `func`: kKeyExists, kKeyNumber or kKeyText. `number_slot`: below kSlotCount, or kNoSlot.
     CheckNVP(FuncType func, const Concept& name, int number_slot = kNoSlot) noexcept
-        : MatchExp(func), key(name), slot(number_slot) {
-        if (func == kKeyNumber) {
-            m_program = &number;
-        }
-    }
+        : MatchExp(func), key(name), slot(number_slot) {}
 
     MatchExp* Clone() const override;
-    // COST: a look-up among the message's pairs, and for a number the reading of its text; nothing
-    // for a number that this evaluation has read already.
+    // COST: a look-up among the message's pairs, and for a number the reading of its text.
     ArgUnion eval(DocInfo& info) const override;
 
-    // The pair's number, by its slot if it has one and the evaluation keeps numbers.
-    double number_in(DocInfo& info) const {
-        if (info.keys == nullptr || slot == kNoSlot) {
-            return read_number(info);
-        }
-        const auto index = static_cast<std::size_t>(slot);
-        const std::uint64_t bit = std::uint64_t{1} << index;
-        if ((info.keys->known & bit) != 0) {
-            return info.keys->numbers[index];
-        }
-        const double number = read_number(info);
-        info.keys->numbers[index] = number;
-        info.keys->known |= bit;
-        return number;
-    }
-
     const Concept key;
-    const int
-        slot;  // of the key's number, the same for each place of the key in a rule; or kNoSlot
-
-private:
-    double read_number(const DocInfo& info) const;
-    static double number(const MatchExp& expression, DocInfo& info);
+    const int slot;  // the same for each place of the key in a rule; or kNoSlot
 };
 
 // A concept: whether it stands in the message's current bag.

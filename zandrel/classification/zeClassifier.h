@@ -2,10 +2,12 @@
 #ifndef ZANDREL_CLASSIFICATION_ZECLASSIFIER_H_
 #define ZANDREL_CLASSIFICATION_ZECLASSIFIER_H_
 
+#include <cstddef>
 #include <map>
 #include <vector>
 
 #include "zandrel/export.h"
+#include "zandrel/foundation/qtString.h"
 #include "zandrel/knowledge/zeBase.h"
 
 class zeMsg;
@@ -17,7 +19,7 @@ class ZANDREL_EXPORT zeClassifier : public zeBase {
 public:
     ~zeClassifier() override;
 
-    // ZE_RULE or ZE_STAT.
+    // A type of Classifier_type.cpp: ZE_RULE or ZE_STAT.
     unsigned int GetType() const override = 0;
     // Writes the id and the id of the node, 0 without one.
     void Dump(Hio<HSegment>& io) const override;
@@ -35,6 +37,35 @@ public:
     // Rewrites every node pointer held through the map, after a subtree has been copied. A pointer
     // missing from the map becomes null, and the map gains it.
     virtual void global_replace(std::map<zeNode*, zeNode*>& replacement) = 0;
+
+    // The functions that an edit of the tree needs. Only the logical tree calls them: its edits and
+    // their verification, and zandrel::allows_edit, which predicts an edit. All are pure: the
+    // compiler then demands an answer from each new class, and no class is left out silently.
+
+    // Returns whether rules select the categories. If not, the classifier has learned them, a
+    // category is added without a rule, and categories can move to another classifier without
+    // rules.
+    virtual bool has_rules() const = 0;
+    // About the number of categories. The tree only uses it to choose the shorter of two searches.
+    virtual std::size_t category_count() const = 0;
+    // Returns whether the node is one of the categories.
+    virtual bool knows(zeNode* category) const = 0;
+    // Adds a category and makes it a child of the node. `rule` is empty if there are no rules.
+    // RAISES: an error of the class, for example if the category is known. The category may have
+    // been added without becoming a child; `drop_category` then removes it.
+    virtual void add_category(zeNode* category, const qtString& rule) = 0;
+    // Gives a known category another rule.
+    // RAISES: the assertion "sw" without rules; what the class raises for the rule.
+    virtual void change_category_rule(zeNode* category, const qtString& rule) = 0;
+    // Removes a category, also from the node's children. With `remove_concepts`, what it brought
+    // to the statistics of all categories is removed too.
+    // RAISES: an error of the class if it needs to know the category and does not.
+    virtual void remove_category(zeNode* category, bool remove_concepts) = 0;
+    // Removes what the classifier itself keeps of a category, if it knows the category. For
+    // repairs: the category need not be a child.
+    virtual void drop_category(zeNode* category) = 0;
+    // Builds whatever is derived from the categories, after some were removed.
+    virtual void rebuild_table() = 0;
 
     zeNode* m_node;  // BORROWS: the node at which it sits; null for a temporary classifier
 

@@ -2,15 +2,22 @@
 
 #include <utility>
 
+#include "zandrel/classification/Rule_code.h"
 #include "zandrel/classification/zeRule_parser.h"
 
 Rule_checker::Rule_checker() : Rule_checker("1") {}
 
 Rule_checker::Rule_checker(const qtString& text)
-    : m_text(text), m_root(RuleParser::ExpressionToNumericMatcher(text)) {}
+    : m_text(text),
+      m_root(RuleParser::ExpressionToNumericMatcher(text)),
+      m_code(std::make_unique<zandrel::Rule_code>(*m_root)) {}
 
 Rule_checker::Rule_checker(const Rule_checker& other)
-    : m_text(other.m_text), m_root(other.m_root->Clone()) {}
+    : m_text(other.m_text),
+      m_root(other.m_root->Clone()),
+      m_code(std::make_unique<zandrel::Rule_code>(*m_root)) {}
+
+Rule_checker::~Rule_checker() = default;
 
 Rule_checker& Rule_checker::operator=(const Rule_checker& other) {
     // Not even a copy of itself: that would drop the second forms.
@@ -18,6 +25,7 @@ Rule_checker& Rule_checker::operator=(const Rule_checker& other) {
         Rule_checker copy(other);
         std::swap(m_text, copy.m_text);
         std::swap(m_root, copy.m_root);
+        std::swap(m_code, copy.m_code);
     }
     return *this;
 }
@@ -26,4 +34,9 @@ void Rule_checker::SetString(const qtString& text) {
     Rule_checker parsed(text);
     std::swap(m_text, parsed.m_text);
     std::swap(m_root, parsed.m_root);
+    std::swap(m_code, parsed.m_code);
+}
+
+double Rule_checker::Evaluate(DocInfo& info) const {
+    return m_code->evaluate(info);
 }

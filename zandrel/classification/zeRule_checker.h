@@ -8,8 +8,13 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-// A rule: its text and the tree that the parser makes of it. It is a value and is never without a
-// tree: each constructor parses, and a text that does not parse leaves no object.
+namespace zandrel {
+class Rule_code;
+}
+
+// A rule: its text, the tree that the parser makes of it, and the flat code that is made of the
+// tree and evaluated. It is a value and is never without a tree: each constructor parses, and a
+// text that does not parse leaves no object.
 //
 // Errors: raises qtX<RuleParser> 0, see zeRule_parser.h, and is then as it was.
 // Threads: as MatchExp.
@@ -21,6 +26,7 @@ public:
     // Copies the tree, and so drops the second forms of its concepts; see zeConceptInDoc.
     Rule_checker(const Rule_checker& other);
     Rule_checker& operator=(const Rule_checker& other);
+    ~Rule_checker();
 
     // Replaces the rule.
     void SetString(const qtString& text);
@@ -33,12 +39,9 @@ public:
     // by `value > 0` or `value >= threshold`, never by the negation of the opposite, so that what
     // is no number neither fires nor unblocks.
     // REQUIRES: `info.msg` is not null and its pairs are sorted.  COST: no allocation; linear in
-    // the rule, with a binary search for each concept. Each key is read as a number only once.
-    double Evaluate(DocInfo& info) const {
-        Key_numbers keys;
-        DocInfo evaluation{info.msg, info.score, &keys};
-        return m_root->eval_number(evaluation);
-    }
+    // the rule, with a binary search for each concept. A key is not read as a number again where it
+    // has been read for sure.
+    double Evaluate(DocInfo& info) const;
 
     // VALID UNTIL: this is changed or destroyed.
     const qtString& text() const noexcept { return m_text; }
@@ -51,7 +54,8 @@ public:
 
 private:
     qtString m_text;
-    std::unique_ptr<MatchExp> m_root;  // never null
+    std::unique_ptr<MatchExp> m_root;                  // never null
+    std::unique_ptr<const zandrel::Rule_code> m_code;  // of `m_root`; never null
 };
 
 #endif  // ZANDREL_CLASSIFICATION_ZERULE_CHECKER_H_

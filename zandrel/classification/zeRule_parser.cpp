@@ -5,6 +5,8 @@
 //     zeRule_parser_types.cpp    number of operands, nesting, types, keys
 //     zeRule_parser_build.cpp    reverse Polish notation to a tree
 //
+// Rule_code.cpp then makes flat code of the tree, and shows one rule on its way through all passes.
+//
 // From the loosest binding to the tightest, with operators of one level associating to the left:
 //
 //     condition ? then : else    of one type; also to the left: a ? b : c ? d : e is

@@ -155,7 +155,7 @@ void number_keys(std::vector<ExprToken>& output) {
         }
         const int next = static_cast<int>(slots.size());
         const int slot = slots.try_emplace(token.text.view(), next).first->second;
-        token.slot = slot < Key_numbers::kSlotCount ? slot : CheckNVP::kNoSlot;
+        token.slot = slot < CheckNVP::kSlotCount ? slot : CheckNVP::kNoSlot;
     }
 }
 

@@ -148,3 +148,31 @@ void zeSwitcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
         m_default = replacement[m_default];
     }
 }
+
+bool zeSwitcher::knows(zeNode* category) const {
+    return has_rule(category);
+}
+
+void zeSwitcher::add_category(zeNode* category, const qtString& rule) {
+    add_rule(category, rule);
+}
+
+void zeSwitcher::change_category_rule(zeNode* category, const qtString& rule) {
+    change_rule(category, rule);
+}
+
+void zeSwitcher::remove_category(zeNode* category, bool /*remove_concepts*/) {
+    drop_category(category);
+}
+
+void zeSwitcher::drop_category(zeNode* category) {
+    m_dirty = true;
+    if (m_node != nullptr) {
+        m_node->remove_child(category);
+    }
+    if (category == m_default) {
+        m_default = nullptr;
+    } else {
+        m_rules.erase(category);
+    }
+}

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLASSIFICATION_ZESWITCHER_H_
 #define ZANDREL_CLASSIFICATION_ZESWITCHER_H_
 
+#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -65,6 +66,20 @@ public:
     void get_all_categories(std::vector<zeNode*>& cats) override;
     // The rules are copied, which drops the second forms of their concepts. `m_dirty` stays.
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
+
+    // What an edit needs. Rules are all that a switcher has, so nothing is rebuilt.
+    bool has_rules() const override { return true; }
+
+    std::size_t category_count() const override { return m_rules.size(); }
+
+    bool knows(zeNode* category) const override;
+    void add_category(zeNode* category, const qtString& rule) override;
+    void change_category_rule(zeNode* category, const qtString& rule) override;
+    void remove_category(zeNode* category, bool remove_concepts) override;
+    // A child is removed from the node's children as well.
+    void drop_category(zeNode* category) override;
+
+    void rebuild_table() override {}
 
     hash_map<zeNode*, Rule_checker, zePointer_hash> m_rules;  // by child; not the default
     zeNode* m_default = nullptr;                              // BORROWS: the default child, or null

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "zandrel/foundation/Concept_arena.h"
+#include "zandrel/foundation/prefetch.h"
 
 constinit Concept::Empty_record Concept::s_empty = {{0, 0, kForever}, '\0'};
 
@@ -96,7 +97,7 @@ public:
     // Begins to load the slot where the search for a hash begins. The next step of the caller is
     // `prefetch_record`, when the slot is there.
     void prefetch_slot(std::uint32_t hash) const noexcept {
-        __builtin_prefetch(&m_slots[home(hash)]);
+        Zandrel::prefetch(&m_slots[home(hash)]);
     }
 
     // Begins to load the first record with that hash.
@@ -106,7 +107,7 @@ public:
             at = next(at);
         }
         if (m_slots[at].block != Concept_arena::kNone) {
-            __builtin_prefetch(record(m_slots[at]));
+            Zandrel::prefetch(record(m_slots[at]));
         }
     }
 

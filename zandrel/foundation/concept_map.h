@@ -13,6 +13,19 @@
 #include <vector>
 
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/prefetch.h"
+
+// The alignment of an entry of a concept_map, in bytes.
+template <class Value>
+constexpr std::size_t alignment_of_entry() {
+    struct Entry {
+        Concept first;
+        Value second;
+    };
+
+    constexpr std::size_t kHalfLine = 32;
+    return sizeof(Entry) == kHalfLine ? kHalfLine : alignof(Entry);
+}
 
 // Maps concepts to values. It has the interface of std::unordered_map as far as the statistics need
 // it, and these properties beside:
@@ -25,6 +38,10 @@
 //   `position_limit`. It still has a handle of its concept, so call `compact` when erased entries
 //   will not come back.
 // - A look-up reads no record of a concept, only the handle.
+// - A look-up in a large table waits twice for the memory: for the slot of the index, and then for
+//   the entry. Who has many concepts to look up announces each by `prefetch_slot`, some look-ups
+//   later by `prefetch_entry`, and looks it up some look-ups after that. Many loads are then on
+//   their way at a time.
 //
 // How it works. The entries are in chunks of 16, 32, 64, ... entries, so growth copies nothing. A
 // bit for each entry shows if it is live. An index of 32-bit slots, at most three quarters of them
@@ -50,7 +67,10 @@ public:
     using const_iterator = Iterator<true>;
 
     // An entry. Nobody may change `first`.
-    struct value_type {
+    //
+    // An entry of 32 bytes begins at a multiple of 32, so that it is in one cache line: a table of
+    // a million entries is read with a cache miss for each line.
+    struct alignas(alignment_of_entry<Value>()) value_type {
         Concept first;
         Value second;
     };
@@ -167,6 +187,49 @@ public:
         return const_iterator(this, live(position));
     }
 
+    // Begins to load the slot where the search for a concept begins.
+    void prefetch_slot(const Concept& wanted) const noexcept {
+        if (!m_index.empty()) {
+            Zandrel::prefetch(&m_index[hash_of(wanted) >> (32 - m_index_bits)]);
+        }
+    }
+
+    // Begins to load what the search for a concept finds at its first slot: its entry, as a rule,
+    // or nothing. In the latter case `try_emplace` is going to count a handle in the concept's
+    // record, so the record is loaded. The slot should be there: see `prefetch_slot`.
+    void prefetch_entry(const Concept& wanted) const noexcept {
+        if (m_index.empty()) {
+            return;
+        }
+        const std::uint32_t hash = hash_of(wanted);
+        const std::uint32_t stored = m_index[hash >> (32 - m_index_bits)];
+        if (stored == kFreeSlot) {
+            Zandrel::prefetch(wanted.identity());
+        } else {
+            prefetch(stored & ((std::uint32_t{1} << m_index_bits) - 1));
+        }
+    }
+
+    // Begins to load the entry at a position, which may be any number.
+    void prefetch(Position position) const noexcept {
+        if (position < m_place_count) {
+            Zandrel::prefetch(&entry_at(position));
+        }
+    }
+
+    // Calls `visit` with each live entry, in order, and `announce` some entries earlier. Chunk by
+    // chunk this costs less than an iterator. `announce` begins to load what `visit` is going to
+    // need. It also gets some erased entries, and not all live ones.
+    template <class Announce, class Visit>
+    void for_each(Announce announce, Visit visit) {
+        visit_all(*this, announce, visit);
+    }
+
+    template <class Announce, class Visit>
+    void for_each(Announce announce, Visit visit) const {
+        visit_all(*this, announce, visit);
+    }
+
     // The slots of the index.
     std::size_t bucket_count() const noexcept { return m_index.size(); }
 
@@ -256,6 +319,22 @@ private:
             throw std::out_of_range("concept_map: no entry of this concept");
         }
         return found;
+    }
+
+    template <class Table, class Announce, class Visit>
+    static void visit_all(Table& table, Announce& announce, Visit& visit) {
+        constexpr std::size_t kAhead = 16;
+        Position position = 0;
+        for (auto& chunk : table.m_chunks) {
+            for (std::size_t i = 0; i < chunk.size(); ++i, ++position) {
+                if (i + kAhead < chunk.size()) {
+                    announce(chunk[i + kAhead]);
+                }
+                if (table.is_live(position)) {
+                    visit(chunk[i]);
+                }
+            }
+        }
     }
 
     // Addresses of records are multiples of 4. Multiplying by 2^64 divided by the golden ratio

@@ -1,3 +1,53 @@
+// The invariants of the trees of a container, and what makes two disagreeing directions of links
+// agree again.
+//
+// Walks over the trees do not look where they have been. They rely on the invariants below. Each is
+// followed by what would break it. "File" means a damaged file: reading it is refused. "Program"
+// means a program that changes the public links: writing the container is then refused. Both raise
+// "Knowledge tree is damaged" with the argument in brackets.
+//
+// The physical tree. The nodes below a node are its children and the categories of its classifier.
+//
+// 1. No way down leads from a node back to it. [children]
+//    File: the root, node 1, has the child 2, and the record of node 2 has the child 1. A rule
+//    classifier at node 2 with a rule for node 1 is the same. Program: leaf->add_child(root).
+// 2. No way over m_parent leads from a node back to it. [parents]
+//    File: never, since reading makes each parent agree with a list; a circle of parents becomes
+//    one of children. Program: root->m_parent = leaf.
+// 3. A node with nodes below it is below one other node at most. [children]
+//    File: both 2 and 3 have the child 4, which has children. With 30 such steps one above the
+//    other, a walk would visit the last node 2^30 times. Program: other->add_child(inner).
+// 4. A node is a child once at most, except that several nodes with classifiers may have the same
+//    leaf. Then all of them forget the leaf when an edit deletes it. [children]
+//    File: the list of node 1 is (2, 2), or two nodes list node 2 and one of them has no
+//    classifier. Program: m_children.push_back(child). Allowed: train the root without its subtree
+//    with messages of a category below; the root then shares the leaf.
+// 5. The root has no parent, in neither tree. [root]
+//    File: a node that is not below the root has the root as a child. Program: the same.
+//
+// The logical tree.
+//
+// 6. No id is 0, which means "no node". [logical ids]
+//    File: a record with the id 0. Program: nodes[0] = node.
+// 7. Two nodes never mirror the same physical node, and none mirrors a placeholder. [mirrored
+// nodes]
+//    File: the logical nodes 2 and 3 both name the physical node 2. An edit of the one would delete
+//    the physical node of the other. Program: copy a zeLogicalNode into `nodes` under a new id.
+// 8. A node is a child once at most, and no list leads back. [logical children]
+//    File: the lists of 1 and 2 both have the child 3. Program: children.push_back(1) at node 2.
+// 9. No way over `parent` leads from a node back to it. [logical parents]
+//    File: node 2 names the parent 3 and node 3 names the parent 2. Program: the same.
+//
+// Ids.
+//
+// 10. The last id of a file leaves 2^24 numbers for new nodes. [ids]
+//    File: a node with the id 0xffffffff. Without the check, the next node would get the id 0.
+// 11. No placeholder has the id of the next new node. Reading repairs this.
+//    File: the last node is 7 and a list has the child 8, which is missing. The next new node gets
+//    the id 9.
+//
+// An edit never breaks an invariant: it links a node to one parent, and VerifyNotBelow refuses a
+// move below the node itself.
 #include "zandrel/knowledge/Tree_shape.h"
 
 #include <algorithm>
@@ -20,6 +70,10 @@ namespace Zandrel {
 
 namespace {
 
+// See invariant 10.
+constexpr unsigned int kRoomForIds = 1U << 24U;
+constexpr unsigned int kLastReadId = std::numeric_limits<unsigned int>::max() - kRoomForIds;
+
 // Links between nodes that are numbered from 0.
 class Links {
 public:
@@ -27,7 +81,8 @@ public:
 
     void add(std::size_t from, std::size_t to) { m_targets[from].push_back(to); }
 
-    // Each node with links is the target of at most one other, and no way leads back.
+    // Returns whether each node with links is the target of one other node at most, and no way
+    // leads back.
     bool are_those_of_trees() const {
         std::vector<std::size_t> sources(m_targets.size(), 0);
         for (const std::vector<std::size_t>& targets : m_targets) {
@@ -43,7 +98,8 @@ public:
                 return false;
             }
         }
-        // With one source each, all that no top reaches goes round in circles.
+        // Each of these nodes has one source at most. So a node that no top reaches is on a circle
+        // or below one.
         return count_reached(std::move(waiting), std::move(sources)) == m_targets.size();
     }
 
@@ -91,7 +147,7 @@ private:
 using Node_numbers = Numbers<const zeNode*, zePointer_hash>;
 using Id_numbers = Numbers<unsigned int, std::hash<unsigned int>>;
 
-// The children, and what the classifier yields beside them.
+// Returns the children, and then the categories of the classifier that are no children.
 std::vector<zeNode*> nodes_below(const zeNode& node) {
     std::vector<zeNode*> below = node.m_children;
     if (node.m_classifier == nullptr) {
@@ -108,8 +164,8 @@ std::vector<zeNode*> nodes_below(const zeNode& node) {
     return below;
 }
 
-// Whether a node may stand in a second list of children: only a leaf may, in that of a classifier,
-// which forgets it when it goes. Before they are read, classifiers are known by their ids.
+// Returns whether `lister` may share a child with another node, see invariant 4. Classifiers are
+// read after the trees; until then a node only has the id of its classifier.
 bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& child) {
     const bool are_read = !tree.m_manager->m_objects.empty();
     const bool is_classifier =
@@ -117,7 +173,7 @@ bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& c
     return is_classifier && child.m_classifier_type == ZE_LEAF && child.m_children.empty();
 }
 
-// Whether the lists of children are such that a node which goes can be taken out of all of them.
+// Checks invariant 4.
 void require_places(const zePhysicalTree& tree) {
     hash_map<const zeNode*, const zeNode*, zePointer_hash> listers;
     for (const auto& [id, node] : tree.m_nodes) {
@@ -135,6 +191,7 @@ void require_places(const zePhysicalTree& tree) {
     }
 }
 
+// Checks the invariants 1 to 4.
 void require_physical_tree(const zePhysicalTree& tree) {
     require_places(tree);
     Node_numbers numbers;
@@ -157,7 +214,8 @@ void require_physical_tree(const zePhysicalTree& tree) {
     }
 }
 
-// What is above the root would never be walked; and who deletes a node below leaves no root behind.
+// Checks invariant 5. Walks start at the root and would never reach a node above it, and an edit
+// could delete that node with the root below it.
 void require_root(const zeManager& manager) {
     zeNode* const root = manager.m_root;
     if (root != nullptr &&
@@ -252,8 +310,8 @@ void mend_physical_links(zeManager& manager) {
     }
 }
 
-// An entry that stood for the parent of a node whose parent is another by now, as that of the root
-// of a subtree that was written alone.
+// Removes placeholders to which no link leads any more. Example: a file has only the subtree of
+// node 5, whose parent, node 2, is not in the file. The root that was read has no parent now.
 void erase_unused_placeholders(zeManager& manager) {
     auto& nodes = manager.m_physical_tree->m_nodes;
     hash_set<const zeNode*, zePointer_hash> used;
@@ -266,6 +324,15 @@ void erase_unused_placeholders(zeManager& manager) {
         const bool is_unused = IsPlaceholder(*node) && entry->first != 0 && used.count(node) == 0 &&
                                manager.m_logical_tree->finder.count(node) == 0;
         entry = is_unused ? nodes.erase(entry) : std::next(entry);
+    }
+}
+
+// See invariant 11. An id near the greatest one is left: no new node will reach it.
+void spend_ids_of_placeholders(zePhysicalTree& tree) {
+    for (const auto& [id, node] : tree.m_nodes) {
+        if (IsPlaceholder(node) && id <= kLastReadId) {
+            tree.m_last_node_id = std::max(tree.m_last_node_id, id);
+        }
     }
 }
 
@@ -304,6 +371,7 @@ void mend_logical_links(zeLogicalTree& tree) {
 void MendLinks(zeManager& manager) {
     mend_physical_links(manager);
     erase_unused_placeholders(manager);
+    spend_ids_of_placeholders(*manager.m_physical_tree);
     mend_logical_links(*manager.m_logical_tree);
 }
 
@@ -314,8 +382,7 @@ void RequireTrees(const zeManager& manager) {
 }
 
 void RequireRoomForIds(unsigned int last_id) {
-    constexpr unsigned int kRoom = 1U << 24U;
-    if (last_id > std::numeric_limits<unsigned int>::max() - kRoom) {
+    if (last_id > kLastReadId) {
         RaiseDamagedTree("ids");
     }
 }

@@ -9,26 +9,20 @@ struct zeNode;
 
 namespace Zandrel {
 
-// Holds what every walk relies on, since the links that a damaged file has bent to a circle would
-// hold it for ever, and ways that part and meet again would take it exponential time:
-// - from no node there is a way back to it: not over children and the categories of classifiers,
-//   and not over parents;
-// - a node is once at most a child, but for a leaf, which several classifiers may have learned;
-// - a node that has any of these itself is one of a single other node;
-// - no two logical nodes mirror the same node, and none an empty one;
-// - nothing is above the root.
-// Classifiers count as far as they are in memory.
+// Checks that the links are those of trees, so that every walk ends. Tree_shape.cpp has the list of
+// invariants. Classifiers count as far as they are in memory.
 // RAISES: qtX<zeManager> 4 "Knowledge tree is damaged" (argument: what is wrong).
 // COST: linear in the nodes and links.
 void RequireTrees(const zeManager& manager);
-// The same of the logical tree alone.
+// The same for the logical tree only.
 void RequireLogicalTree(const zeLogicalTree& tree);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children
 // decide. If several lists contain a leaf, it gets the parent that it names; but a parent below the
 // root is preferred. A node that is in no list is added at the end of the list of the parent that
 // it names. If a logical node names a node that the tree lacks, the link is removed, since its id
-// would be given to another node. An empty node that nothing refers to is removed too.
+// would be given to another node. An empty node that nothing refers to is removed too, and no new
+// node gets the id of one that remains.
 // RAISES: the same.   COST: linear in the nodes and links, except for the sorting of ids.
 void MendLinks(zeManager& manager);
 
@@ -36,7 +30,7 @@ void MendLinks(zeManager& manager);
 // no record.
 bool IsPlaceholder(const zeNode& node);
 
-// Holds what a record's last id leaves for new ones, since they are not given again from 1 on.
+// Checks that a record's last id leaves room for new ids: they continue after it.
 // RAISES: the same.
 void RequireRoomForIds(unsigned int last_id);
 

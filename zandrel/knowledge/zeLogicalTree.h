@@ -92,6 +92,11 @@ public:
     // it in the classifier above.
     void GatherFatherAndSons(const zeLogicalNode* node,
                              std::vector<zeLogicalNode*>& gathered) const;
+    // The nearest node with a classifier, from `id` itself upwards; null if there is none.
+    const zeLogicalNode* NearestClassifierNode(unsigned int id) const;
+    // The node and all below it, parents before children. A node that is reached twice is in it
+    // once; if lists of children lead back, the nodes above `top` are left out.
+    std::vector<zeLogicalNode*> Subtree(const zeLogicalNode& top) const;
     // Whether adding this node makes a classifier of the leaf that is its parent.
     bool WillChangeParentToClassifier(const zeLogicalNode& node) const;
 
@@ -167,7 +172,8 @@ public:
     const zeLogicalNode& FindNodeByPath(const qtString& path) const;
     // The same for the first `count` parts. A count above their number finds nothing.
     const zeLogicalNode& FindNodeByPath(const std::vector<qtString>& parts, int count) const;
-    // Replaces `path` by that of a node; by the empty text for an unknown id.
+    // Replaces `path` by that of a node; by the empty text for an unknown id, and for a node whose
+    // parents a program has linked to a circle: no path leads to it.
     void GetNodePath(unsigned int id, qtString& path) const;
 
     // Copies.
@@ -176,7 +182,7 @@ public:
     // `parent`, 0 for none, and returns the id of its copy. Ids go on from `next_id`, parents
     // before their children. With `node_map` the copies mirror the nodes that it maps theirs to;
     // what it lacks becomes null, and it gains that. No classifier is touched. REQUIRES: `parent`
-    // is neither `id` nor below it in the same tree.
+    // is neither `id` nor below it in the same tree, and no list of children below `id` leads back.
     unsigned int CopySubTree(const zeLogicalTree& source, unsigned int id, unsigned int parent,
                              std::map<zeNode*, zeNode*>* node_map);
 
@@ -206,12 +212,13 @@ public:
     void RemoveFromParent(const zeLogicalNode& node);
     // Takes a node out of the classifier that decides it, and leaves the trees.
     void PhysicalDelete(const zeLogicalNode& node, bool remove_concepts);
-    // Deletes a node with all below it in both trees; with `remove` it leaves its parent's
-    // children.
+    // Deletes a node with all below it in both trees. With `remove` it is also removed from its
+    // parent's children. If a program has linked nodes to a circle, each node that the lists of
+    // children lead to is deleted once, except for the nodes above `node`.
     void RecursiveNodeDelete(zeLogicalNode& node, bool remove);
-    // Moves categories, with nothing learned, from one statistical classifier to another.
-    void MoveSons(zeStat_matcher* from, zeStat_matcher* to,
-                  const std::vector<zeLogicalNode*>& sons);
+    // Moves categories from one classifier without rules to another. What was learned of them is
+    // lost.
+    void MoveSons(zeClassifier* from, zeClassifier* to, const std::vector<zeLogicalNode*>& sons);
     void AddFinder(const zeLogicalNode& node);
     void DelFinder(const zeLogicalNode& node);
 
@@ -223,28 +230,31 @@ public:
 
 private:
     zeLogicalNode* Find(unsigned int id) const;
-    const zeLogicalNode* NearestClassifierNode(unsigned int id) const;
     const zeLogicalNode* FindChildByName(const zeLogicalNode& parent, const Concept& name) const;
 
     void ChangeClassifier(zeLogicalNode& node, unsigned char type);
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);
     void ChangeRule(zeLogicalNode& node, const qtString& rule);
-    void AddToClassifier(zeClassifier& classifier, zeLogicalNode& node);
-    void TakeFromClassifier(zeClassifier& classifier, zeNode* category, bool remove_concepts);
-    static bool IsKnown(zeClassifier& classifier, zeNode* category);
+    void AddToClassifier(zeClassifier& classifier, const zeLogicalNode& node);
     bool HasCategory(zeClassifier& classifier, const Concept& name) const;
-    void Forget(zeClassifier& classifier, zeNode* category);
-    void FeedAgain(zeClassifier& classifier);
     void Enter(const zeLogicalNode& node);
     void DeleteClassifiersBelow(const zeLogicalNode& node);
     void EraseNode(zeLogicalNode& node);
-    // Takes a node out of the classifier that holds it if that is another than `decider`.
-    void LeaveHolder(zeNode* node, const zeClassifier* decider);
-    // Takes nodes out of all classifiers, but for one that may be null.
-    void LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but);
-    void LeaveClassifier(zeClassifier& classifier, const std::vector<zeNode*>& leaving);
-    void LeaveOtherClassifiers(const zeLogicalNode& leaf);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
+
+    // Repairs. zeLogicalTree_repair.cpp describes the states.
+
+    // Prepares a leaf for a classifier: deletes one that it has already, and takes it out of all
+    // classifiers but the one above.
+    void RepairLeaf(const zeLogicalNode& leaf);
+    // Takes a node out of the classifier of its physical parent if that is another than `decider`.
+    void LeaveHolder(zeNode* node, const zeClassifier* decider);
+    // Takes nodes out of all classifiers, except for `but`, which may be null.
+    void LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but);
+    // Removes every pointer to the physical nodes, and their classifiers.
+    void Detach(const std::vector<zeLogicalNode*>& deleted);
+    bool WalkDown(const zeLogicalNode& top, hash_set<unsigned int>& seen,
+                  std::vector<zeLogicalNode*>& parents_first) const;
 
     unsigned int ReadNode(Hio<HSegment>& io);
     zeNode* NodeOf(unsigned int physical_id, const zeLogicalNode& node);
@@ -254,6 +264,8 @@ private:
     void VerifyAddAtTop(const zeLogicalNode& node) const;
     void VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const;
     void VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const;
+    // VerifyMoveSons for any classifier without rules.
+    void VerifyMerge(zeClassifier* target, const std::vector<zeLogicalNode*>& sons) const;
     void VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const;
 
     std::unique_ptr<Zandrel::Children_index> m_children;  // a cache

@@ -4,14 +4,14 @@
 
 #include <algorithm>
 
-#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Children_index.h"
+#include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
-#include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
 
@@ -23,25 +23,6 @@ constexpr unsigned int kRootId = 1;
 
 unsigned char with_no_score(unsigned char attributes) {
     return static_cast<unsigned char>(attributes | zeNode::NoScore);
-}
-
-using Node_set = hash_set<zeNode*, zePointer_hash>;
-
-// Those of the nodes that the classifier knows, or that hang in it.
-std::vector<zeNode*> held_by(zeClassifier& classifier, const Node_set& nodes) {
-    std::vector<zeNode*> candidates;
-    classifier.get_all_categories(candidates);
-    if (classifier.m_node != nullptr) {
-        const std::vector<zeNode*>& children = classifier.m_node->m_children;
-        candidates.insert(candidates.end(), children.begin(), children.end());
-    }
-    Node_set held;
-    for (zeNode* const node : candidates) {
-        if (nodes.count(node) != 0) {
-            held.insert(node);
-        }
-    }
-    return Zandrel::in_id_order(held);
 }
 
 unsigned char without_no_score(unsigned char attributes) {
@@ -98,39 +79,15 @@ void zeLogicalTree::Enter(const zeLogicalNode& node) {
 
 // A classifier that runs out of memory may have entered the category without linking it. It must
 // not know a node that no link leads back from.
-void zeLogicalTree::AddToClassifier(zeClassifier& classifier, zeLogicalNode& node) {
-    const bool was_known = IsKnown(classifier, node.physical_node);
+void zeLogicalTree::AddToClassifier(zeClassifier& classifier, const zeLogicalNode& node) {
+    const bool was_known = classifier.knows(node.physical_node);
     try {
-        if (classifier.GetType() == ZE_RULE) {
-            dynamic_cast<zeSwitcher&>(classifier).add_rule(node.physical_node, node.rule);
-        } else {
-            dynamic_cast<zeStat_matcher&>(classifier).add_cat(node.physical_node);
-        }
+        classifier.add_category(node.physical_node, node.rule);
     } catch (...) {
         if (!was_known) {
-            Forget(classifier, node.physical_node);
+            classifier.drop_category(node.physical_node);
         }
         throw;
-    }
-}
-
-bool zeLogicalTree::IsKnown(zeClassifier& classifier, zeNode* category) {
-    if (const auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
-        return !matcher->m_storage->end(matcher->m_storage->get_profile(category));
-    }
-    const auto* const switcher = dynamic_cast<zeSwitcher*>(&classifier);
-    return switcher != nullptr &&
-           (switcher->m_default == category || switcher->m_rules.count(category) != 0);
-}
-
-void zeLogicalTree::Forget(zeClassifier& classifier, zeNode* category) {
-    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
-        int iprofile = matcher->m_storage->get_profile(category);
-        if (!matcher->m_storage->end(iprofile)) {
-            matcher->m_storage->delete_profile(iprofile);
-        }
-    } else {
-        TakeFromClassifier(classifier, category, true);
     }
 }
 
@@ -170,31 +127,28 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
     manager->m_modified = true;
 }
 
+// One of the two types is ZE_LEAF. Only a classifier without rules takes the sons of a leaf, or has
+// sons that can move up: a rule node changes its type only without children.
 void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     std::vector<zeLogicalNode*> sons;
-    if (node.type == ZE_LEAF) {
-        // There is one if an edit failed half-way or the file was damaged.
-        manager->DelClassifier(node.physical_node);
-        LeaveOtherClassifiers(node);
-    }
-    if (node.type == ZE_STAT) {
-        GatherSons(&node, sons);
-        if (!sons.empty()) {
-            auto* const from = dynamic_cast<zeStat_matcher*>(GetRealParent(node.id));
-            MoveSons(from, dynamic_cast<zeStat_matcher*>(GetRealParent(node.parent)), sons);
+    if (type == ZE_LEAF) {
+        if (node.type != ZE_RULE) {
+            GatherSons(&node, sons);
         }
-        manager->DelClassifier(node.physical_node);
-    } else if (type == ZE_STAT) {
-        zeClassifier* const made = manager->AddClassifier(node.physical_node, ZE_STAT);
-        GatherSons(&node, sons);
         if (!sons.empty()) {
-            MoveSons(dynamic_cast<zeStat_matcher*>(GetRealParent(node.parent)),
-                     dynamic_cast<zeStat_matcher*>(made), sons);
+            zeClassifier* const from = GetRealParent(node.id);
+            MoveSons(from, GetRealParent(node.parent), sons);
         }
-    } else if (type == ZE_LEAF) {
         manager->DelClassifier(node.physical_node);
     } else {
-        manager->AddClassifier(node.physical_node, ZE_RULE);
+        RepairLeaf(node);
+        zeClassifier* const made = manager->AddClassifier(node.physical_node, type);
+        if (type != ZE_RULE) {
+            GatherSons(&node, sons);
+        }
+        if (!sons.empty()) {
+            MoveSons(GetRealParent(node.parent), made, sons);
+        }
     }
     node.type = type;
 }
@@ -225,9 +179,7 @@ void zeLogicalTree::ChangeFields(zeLogicalNode& node, const zeLogicalNode& wante
 
 void zeLogicalTree::ChangeRule(zeLogicalNode& node, const qtString& rule) {
     node.rule = rule;
-    auto* const sw = dynamic_cast<zeSwitcher*>(GetRealParent(node.parent));
-    ZANDREL_ASSERT(sw != nullptr, "sw");
-    sw->change_rule(node.physical_node, rule);
+    GetRealParent(node.parent)->change_category_rule(node.physical_node, rule);
 }
 
 void zeLogicalTree::ChangeRootType(int type) {
@@ -235,7 +187,7 @@ void zeLogicalTree::ChangeRootType(int type) {
     if (root == nullptr || root->type == type) {
         return;
     }
-    if (type != ZE_RULE && type != ZE_STAT) {
+    if (zandrel::detail::find_classifier_type(static_cast<unsigned int>(type)) == nullptr) {
         refuse(16, "Invalid new root type");
     }
     if (!root->children.empty()) {
@@ -248,17 +200,18 @@ void zeLogicalTree::ChangeRootType(int type) {
     manager->m_modified = true;
 }
 
-void zeLogicalTree::MoveSons(zeStat_matcher* from, zeStat_matcher* to,
+void zeLogicalTree::MoveSons(zeClassifier* from, zeClassifier* to,
                              const std::vector<zeLogicalNode*>& sons) {
     if (sons.empty()) {
         return;
     }
-    ZANDREL_ASSERT(from != nullptr && to != nullptr, "from && to");
-    for (zeLogicalNode* const son : sons) {
-        from->delete_cat(son->physical_node, false, true);
+    ZANDREL_ASSERT(from != nullptr && to != nullptr && !from->has_rules() && !to->has_rules(),
+                   "from && to");
+    for (const zeLogicalNode* const son : sons) {
+        from->remove_category(son->physical_node, true);
         AddToClassifier(*to, *son);
     }
-    from->feed(*from->m_storage, true);
+    from->rebuild_table();
 }
 
 void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concepts) {
@@ -270,93 +223,9 @@ void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concep
     GatherFatherAndSons(&node, gathered);
     for (zeLogicalNode* const each : gathered) {
         LeaveHolder(each->physical_node, above);
-        TakeFromClassifier(*above, each->physical_node, remove_concepts);
+        above->remove_category(each->physical_node, remove_concepts);
     }
-    FeedAgain(*above);
-}
-
-// A node may hang in another classifier than the one that decides it: the children of a leaf that
-// has become a rule node stay in the classifier above, and an edit that failed half-way may have
-// left one. What keeps a pointer to a node must lose it before the node moves or goes.
-void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
-    zeNode* const holder = node->m_parent;
-    if (holder == nullptr) {
-        return;
-    }
-    zeClassifier* const other = manager->m_physical_tree->get_classifier(holder);
-    if (decider != nullptr && other == decider) {
-        return;
-    }
-    if (other != nullptr && IsKnown(*other, node)) {
-        TakeFromClassifier(*other, node, true);
-        FeedAgain(*other);
-    }
-    holder->remove_child(node);
-}
-
-// A classifier can know a node that does not hang in it, from training or from a damaged file, and
-// a node can hang in several. So all are asked, once for all nodes that go.
-void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but) {
-    // Asking each classifier for each node of a large subtree would take their product.
-    constexpr std::size_t kFewNodes = 64;
-    const bool are_many = leaving.size() > kFewNodes;
-    const Node_set many(leaving.begin(), are_many ? leaving.end() : leaving.begin());
-    for (const auto& [id, object] : manager->m_objects) {
-        if (object->GetType() == kStorageObjectType) {
-            continue;  // Every second object is one, and a cast costs more than this question.
-        }
-        auto* const classifier = dynamic_cast<zeClassifier*>(object);
-        if (classifier != nullptr && classifier != but) {
-            LeaveClassifier(*classifier, are_many ? held_by(*classifier, many) : leaving);
-        }
-    }
-}
-
-void zeLogicalTree::LeaveClassifier(zeClassifier& classifier, const std::vector<zeNode*>& leaving) {
-    for (zeNode* const node : leaving) {
-        if (IsKnown(classifier, node)) {
-            Forget(classifier, node);
-            FeedAgain(classifier);
-        }
-        if (classifier.m_node != nullptr) {
-            classifier.m_node->remove_child(node);
-        }
-    }
-}
-
-// Several classifiers may have learned a leaf, but a node with a classifier has one way to it.
-void zeLogicalTree::LeaveOtherClassifiers(const zeLogicalNode& leaf) {
-    const zeLogicalNode* const above = NearestClassifierNode(leaf.parent);
-    zeNode* const holder = above == nullptr ? nullptr : above->physical_node;
-    if (holder == nullptr || holder->find_child(leaf.physical_node) < 0) {
-        return;
-    }
-    LeaveClassifiers({leaf.physical_node}, holder->m_classifier);
-    leaf.physical_node->m_parent = holder;
-}
-
-// A statistical classifier selects its features anew for the categories that it has left.
-void zeLogicalTree::FeedAgain(zeClassifier& classifier) {
-    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
-        matcher->feed(*matcher->m_storage, true);
-    }
-}
-
-void zeLogicalTree::TakeFromClassifier(zeClassifier& classifier, zeNode* category,
-                                       bool remove_concepts) {
-    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier)) {
-        matcher->delete_cat(category, false, remove_concepts);
-    } else if (auto* const switcher = dynamic_cast<zeSwitcher*>(&classifier)) {
-        switcher->m_dirty = true;
-        if (switcher->m_node != nullptr) {
-            switcher->m_node->remove_child(category);
-        }
-        if (category == switcher->m_default) {
-            switcher->m_default = nullptr;
-        } else {
-            switcher->m_rules.erase(category);
-        }
-    }
+    above->rebuild_table();
 }
 
 void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
@@ -372,34 +241,17 @@ void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
     m_children->removed(parent, node, place);
 }
 
-// Children go before their parent, in their order. A tree can be deep, so nothing recurs.
+// Children are deleted before their parent, the first child first.
 void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
-    std::vector<zeLogicalNode*> parents_first;
-    std::vector<zeLogicalNode*> waiting = {&node};
-    while (!waiting.empty()) {
-        zeLogicalNode* const next = waiting.back();
-        waiting.pop_back();
-        parents_first.push_back(next);
-        for (const unsigned int child : next->children) {
-            if (zeLogicalNode* const found = Find(child)) {
-                waiting.push_back(found);
-            }
-        }
-    }
+    std::vector<zeLogicalNode*> deleted = Subtree(node);
+    std::reverse(deleted.begin(), deleted.end());
     if (remove) {
         RemoveFromParent(node);
     }
-    std::vector<zeNode*> leaving;
-    leaving.reserve(parents_first.size());
-    for (auto each = parents_first.rbegin(); each != parents_first.rend(); ++each) {
-        // In a sound tree both have been seen to, unless a caller of KCE_Delete has not.
-        manager->DelClassifier((*each)->physical_node);
-        LeaveHolder((*each)->physical_node, nullptr);
-        leaving.push_back((*each)->physical_node);
+    Detach(deleted);
+    for (zeLogicalNode* const each : deleted) {
+        EraseNode(*each);
     }
-    LeaveClassifiers(leaving, nullptr);
-    std::for_each(parents_first.rbegin(), parents_first.rend(),
-                  [this](zeLogicalNode* each) { EraseNode(*each); });
 }
 
 void zeLogicalTree::EraseNode(zeLogicalNode& node) {
@@ -422,8 +274,8 @@ void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
     manager->m_modified = true;
 }
 
-// What stands below a leaf hangs physically beside it, in the classifier above: so the walk begins
-// at each of these nodes.
+// The nodes below a leaf are physically its siblings, children of the classifier above. So the walk
+// starts at each of them.
 void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
     hash_set<zeNode*, zePointer_hash> classifiers(kInitialBuckets);
     std::vector<zeLogicalNode*> gathered;
@@ -432,7 +284,8 @@ void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
         each->physical_node->get_subtree_classifiers(classifiers);
     }
     classifiers.insert(node.physical_node);
-    // What becomes a leaf enters a list, whose order shall be the same in every run.
+    // A classifier's node becomes a leaf and enters the list of its category, whose order must be
+    // the same in every run.
     for (zeNode* const each : Zandrel::in_id_order(classifiers)) {
         manager->DelClassifier(each);
     }

@@ -79,14 +79,19 @@ const zeLogicalNode* zeLogicalTree::FindChildByName(const zeLogicalNode& parent,
 }
 
 void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {
+    path.clear();
     std::vector<Concept> names;  // from the node up
     const zeLogicalNode* node = &GetNode(id);
     names.push_back(node->name);
     while (node->parent != 0) {
+        // More names than nodes: the parents form a circle, which a program has linked. The last
+        // name of a way up can be that of a missing parent, so there may be one more.
+        if (names.size() > nodes.size()) {
+            return;
+        }
         node = &GetNode(node->parent);
         names.push_back(node->name);
     }
-    path.clear();
     for (auto name = names.rbegin(); name != names.rend(); ++name) {
         if (name != names.rbegin()) {
             path += kSeparator;

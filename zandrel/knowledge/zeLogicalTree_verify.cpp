@@ -8,6 +8,7 @@
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
@@ -22,8 +23,13 @@ using Arguments = std::vector<qtString>;
     throw qtX<zeLogicalTree>(code, text, arguments);
 }
 
+// Whether a classifier of this type can be made.
 bool is_principal(unsigned int type) {
-    return type == ZE_RULE || type == ZE_STAT;
+    return zandrel::detail::find_classifier_type(type) != nullptr;
+}
+
+bool is_known_type(unsigned int type) {
+    return type == ZE_LEAF || is_principal(type);
 }
 
 bool has_physical_children(const zeLogicalNode& node) {
@@ -36,14 +42,6 @@ bool is_among_categories(zeClassifier& classifier, const Concept& name) {
     return std::any_of(used.begin(), used.end(), [&name](const zeNode* node) {
         return node != nullptr && node->m_concept == name;
     });
-}
-
-std::size_t category_count(const zeClassifier& classifier) {
-    if (const auto* const matcher = dynamic_cast<const zeStat_matcher*>(&classifier)) {
-        return matcher->m_storage->m_profiles.size();
-    }
-    const auto* const switcher = dynamic_cast<const zeSwitcher*>(&classifier);
-    return switcher == nullptr ? 0 : switcher->m_rules.size();
 }
 
 // "default" is no expression: compiling it would fail.
@@ -80,10 +78,10 @@ bool zeLogicalTree::HasCategory(zeClassifier& classifier, const Concept& name) c
     const zePhysicalTree& tree = *manager->m_physical_tree;
     const std::vector<zeNode*>& leaves = tree.GetLeafNodes(name);
     const std::vector<zeNode*>& others = tree.GetInnerNodes(name);
-    if (leaves.size() + others.size() > category_count(classifier)) {
+    if (leaves.size() + others.size() > classifier.category_count()) {
         return is_among_categories(classifier, name);
     }
-    const auto is_known = [&classifier](zeNode* node) { return IsKnown(classifier, node); };
+    const auto is_known = [&classifier](zeNode* node) { return classifier.knows(node); };
     return std::any_of(leaves.begin(), leaves.end(), is_known) ||
            std::any_of(others.begin(), others.end(), is_known);
 }
@@ -158,13 +156,18 @@ void zeLogicalTree::VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalN
         VerifyRule(parent, node.rule);
     }
     // Found here, before the parent may become a classifier for the new node.
-    if (node.type > ZE_STAT) {
+    if (!is_known_type(node.type)) {
         refuse(15, "Cannot switch node type");
     }
 }
 
 void zeLogicalTree::VerifyMoveSons(zeStat_matcher* target,
                                    std::vector<zeLogicalNode*>& sons) const {
+    VerifyMerge(target, sons);
+}
+
+void zeLogicalTree::VerifyMerge(zeClassifier* target,
+                                const std::vector<zeLogicalNode*>& sons) const {
     if (sons.empty()) {
         return;
     }
@@ -207,11 +210,11 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
         return 0;
     }
     const bool has_rule = !node->rule.empty();
-    auto* const matcher = dynamic_cast<zeStat_matcher*>(GetRealParent(new_parent));
-    if (matcher != nullptr && node->type == ZE_LEAF && !has_rule) {
+    zeClassifier* const classifier = GetRealParent(new_parent);
+    if (!classifier->has_rules() && node->type == ZE_LEAF && !has_rule) {
         std::vector<zeLogicalNode*> sons;
         GatherSons(node, sons);
-        VerifyMoveSons(matcher, sons);
+        VerifyMerge(classifier, sons);
     }
     // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): GetRealParent has found its classifier.
     if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
@@ -263,7 +266,7 @@ int zeLogicalTree::VerifyChange(const zeLogicalNode& node) const {
 
 void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const {
     // An unknown type has no classifier to go with it.
-    if ((from.type != ZE_LEAF && type != ZE_LEAF) || type > ZE_STAT) {
+    if ((from.type != ZE_LEAF && type != ZE_LEAF) || !is_known_type(type)) {
         refuse(15, "Cannot switch node type");
     }
     if (from.parent == 0) {
@@ -276,20 +279,21 @@ void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char ty
     if (!has_physical_children(from)) {
         return;
     }
-    if (from.type == ZE_STAT) {
-        // The children can only go up into a statistical classifier.
-        auto* const above = dynamic_cast<zeStat_matcher*>(GetRealParent(from.parent));
-        if (above == nullptr) {
-            refuse(15, "Cannot switch node type");
-        }
-        std::vector<zeLogicalNode*> sons;
-        GatherSons(&from, sons);
-        VerifyMoveSons(above, sons);
-    } else if (type == ZE_STAT) {
-        VerifyCacheSize();
-    } else if (from.type == ZE_RULE) {
+    if (from.type == ZE_RULE) {
         refuse(15, "Cannot change the type of a rule node with children");
     }
+    if (from.type == ZE_LEAF) {
+        VerifyCacheSize();  // The children can move to the new classifier.
+        return;
+    }
+    // The children can only move up into a classifier without rules.
+    zeClassifier* const above = GetRealParent(from.parent);
+    if (above->has_rules()) {
+        refuse(15, "Cannot switch node type");
+    }
+    std::vector<zeLogicalNode*> sons;
+    GatherSons(&from, sons);
+    VerifyMerge(above, sons);
 }
 
 bool zeLogicalTree::VerifyUniqueLeafCategory(const Concept& category) const {

@@ -134,7 +134,6 @@ public:
 
 private:
     void LoadRecords(Hio<HSegment>& io);
-    zeClassifier* make_classifier(zeNode* node, unsigned int type);
 };
 
 // Raises qtX<zeWorkflow> 2 "Process interrupted" if the progress object asks for it.

@@ -3,14 +3,32 @@
 
 #include <string>
 
-#include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
-#include "zandrel/statistics/zeStat_storage.h"
+
+namespace {
+
+// An object enters the registry before it is whole. If its construction fails, the objects made so
+// far are destroyed, and the registry must not keep them.
+zeClassifier* make_classifier(zeManager& manager, zeNode* node,
+                              const zandrel::detail::Classifier_type& type) {
+    const unsigned int last_id_before = manager.m_last_object_id;
+    try {
+        return type.make(&manager, node);
+    } catch (...) {
+        for (unsigned int id = manager.m_last_object_id; id > last_id_before; --id) {
+            manager.m_objects.erase(id);
+        }
+        throw;
+    }
+}
+
+}  // namespace
 
 zeStat_storage* zeManager::GetRootStorage() {
     zeClassifier* const root = GetRootClassifier();
@@ -25,10 +43,12 @@ zeStat_storage* zeManager::GetRootStorage() {
 }
 
 zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
-    if (type != ZE_RULE && type != ZE_STAT) {
+    const zandrel::detail::Classifier_type* const found =
+        zandrel::detail::find_classifier_type(type);
+    if (found == nullptr) {
         throw qtX<zeManager>(0, "Invalid classifier type", {qtString(std::to_string(type))});
     }
-    zeClassifier* const classifier = make_classifier(node, type);
+    zeClassifier* const classifier = make_classifier(*this, node, *found);
     try {
         m_physical_tree->set_classifier(node, classifier);
     } catch (...) {
@@ -36,26 +56,6 @@ zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
         throw;
     }
     return classifier;
-}
-
-// An object enters the registry before it is whole. If its construction fails, the language
-// destroys it and the registry must not keep it; what was completed before it goes with it.
-zeClassifier* zeManager::make_classifier(zeNode* node, unsigned int type) {
-    const unsigned int last_id_before = m_last_object_id;
-    zeStat_storage* storage = nullptr;
-    try {
-        if (type == ZE_RULE) {
-            return new zeSwitcher(this, node);
-        }
-        storage = new zeStat_storage(this, m_defaults);
-        return new zeStat_matcher(this, node, *storage, true);
-    } catch (...) {
-        delete storage;
-        for (unsigned int id = m_last_object_id; id > last_id_before; --id) {
-            m_objects.erase(id);
-        }
-        throw;
-    }
 }
 
 void zeManager::DelClassifier(zeNode* node) {

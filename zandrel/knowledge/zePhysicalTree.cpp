@@ -185,9 +185,8 @@ void zePhysicalTree::DeleteCat(zeNode* node) {
     m_nodes.erase(node->m_node_id);
 }
 
-zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
-                                    std::map<zeNode*, zeNode*>& mapping) {
-    zeNode made(*source);
+zeNode* zePhysicalTree::CopyNode(const zeNode& source, zeNode* new_parent) {
+    zeNode made(source);
     made.m_node_id = ++m_last_node_id;
     made.m_classifier_id = 0;
     made.m_classifier = nullptr;
@@ -195,14 +194,35 @@ zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
     // Children are linked as they are copied, so that a copy that fails on the way never points at
     // the source's.
     made.m_children.clear();
-    made.m_children.reserve(source->m_children.size());
+    made.m_children.reserve(source.m_children.size());
     zeNode* const copy = &m_nodes.insert_or_assign(m_last_node_id, std::move(made)).first->second;
     EnterName(copy);
-    mapping[source] = copy;
-    for (zeNode* child : source->m_children) {
-        copy->m_children.push_back(CopySubTree(child, copy, mapping));
-    }
     return copy;
+}
+
+// A tree can be deep, so nothing recurs: nodes wait on a stack with the parent of their copy, the
+// next one on top. Ids are thus given to a node, then to its first child with all below that, and
+// then to the second child.
+zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
+                                    std::map<zeNode*, zeNode*>& mapping) {
+    zeNode* top = nullptr;
+    std::vector<std::pair<zeNode*, zeNode*>> waiting = {{source, new_parent}};
+    while (!waiting.empty()) {
+        const auto [original, parent] = waiting.back();
+        waiting.pop_back();
+        zeNode* const copy = CopyNode(*original, parent);
+        mapping[original] = copy;
+        if (top == nullptr) {
+            top = copy;  // The caller links it.
+        } else {
+            parent->m_children.push_back(copy);
+        }
+        for (auto child = original->m_children.rbegin(); child != original->m_children.rend();
+             ++child) {
+            waiting.emplace_back(*child, copy);
+        }
+    }
+    return top;
 }
 
 void zePhysicalTree::Clear() {

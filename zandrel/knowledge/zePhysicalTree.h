@@ -70,7 +70,7 @@ public:
     void DeleteCat(zeNode* node);
     // Copies a subtree, which may be another tree's, under new ids and without classifiers;
     // records each copy in `mapping` and returns that of `source`. If memory runs out, the nodes
-    // copied so far stay, linked among themselves.
+    // copied so far stay, linked among themselves.  REQUIRES: no list of children leads back.
     zeNode* CopySubTree(zeNode* source, zeNode* new_parent, std::map<zeNode*, zeNode*>& mapping);
     // Forgets all nodes and starts ids anew. Classifiers are not touched.
     void Clear();
@@ -104,6 +104,7 @@ public:
     hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_v1_pending;
 
 private:
+    zeNode* CopyNode(const zeNode& source, zeNode* new_parent);
     void EnterName(zeNode* node);
     void LeaveName(zeNode* node);
 

@@ -27,17 +27,20 @@ std::uint64_t four_bytes(const char* bytes) noexcept {
     return byte(0) << 24U | byte(1) << 16U | byte(2) << 8U | byte(3);
 }
 
-bool is_less(const Text_key& left, const Text_key& right) noexcept {
-    if (left.first_bytes != right.first_bytes) {
-        return left.first_bytes < right.first_bytes;
+// A type, not a function, so that the sort inlines it.
+struct Is_less {
+    bool operator()(const Text_key& left, const Text_key& right) const noexcept {
+        if (left.first_bytes != right.first_bytes) {
+            return left.first_bytes < right.first_bytes;
+        }
+        return *left.from < *right.from;
     }
-    return *left.from < *right.from;
-}
+};
 
 // Sorts keys whose bits above the lowest `bits` are equal. `scratch` has room for as many.
 void sort_range(Text_key* first, std::size_t count, unsigned int bits, Text_key* scratch) {
     if (count <= kFewKeys || bits == 0) {
-        std::sort(first, first + count, is_less);
+        std::sort(first, first + count, Is_less());
         return;
     }
     const unsigned int shift = bits - 8;
@@ -57,7 +60,10 @@ void sort_range(Text_key* first, std::size_t count, unsigned int bits, Text_key*
     }
     std::copy_n(scratch, count, first);
     for (std::size_t byte = 0; byte < 256; ++byte) {
-        sort_range(first + begins[byte], begins[byte + 1] - begins[byte], shift, scratch);
+        const std::size_t size = begins[byte + 1] - begins[byte];
+        if (size > 1) {
+            sort_range(first + begins[byte], size, shift, scratch);
+        }
     }
 }
 

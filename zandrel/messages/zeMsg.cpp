@@ -1,8 +1,6 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 #include <limits>
 #include <span>
 #include <string_view>
@@ -35,27 +33,6 @@ std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
     return pairs;
 }
 
-// Four bytes as a number, the first byte lowest on every machine.
-std::uint64_t four_bytes(const char* bytes) noexcept {
-    std::uint32_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return std::endian::native == std::endian::big ? __builtin_bswap32(word) : word;
-}
-
-// A text of up to eight bytes as a number, the first byte lowest. Two loads of four bytes, which
-// overlap, serve all lengths from four on: a copy of the right length would be a call.
-std::uint64_t short_text(std::string_view text) noexcept {
-    if (text.size() >= 4) {
-        const std::size_t last = text.size() - 4;
-        return four_bytes(text.data()) | four_bytes(text.data() + last) << (8 * last);
-    }
-    std::uint64_t word = 0;
-    for (std::size_t i = text.size(); i > 0; --i) {
-        word = word << 8U | static_cast<unsigned char>(text[i - 1]);
-    }
-    return word;
-}
-
 const qtString& no_single_value() {
     static const qtString empty;
     return empty;
@@ -67,22 +44,6 @@ const qtString& canonical_form(const zeMsg::Nvp& nvp) {
         nvp.canonical = qtPtr<qtString>(new qtString(mlMessageConverter::CanonizeLangString(text)));
     }
     return *nvp.canonical;
-}
-
-// Returns true if callers see the stored text itself.
-bool has_plain_value(mlMessageConverter::NvpType type) noexcept {
-    return type != mlMessageConverter::kOldList && type != mlMessageConverter::kPackedList &&
-           type != mlMessageConverter::kLangString && type != mlMessageConverter::kLangStringList;
-}
-
-// The value as callers see it.
-const qtString& value_of(const zeMsg::Nvp& nvp) {
-    if (has_plain_value(nvp.type)) {
-        return nvp.value;
-    }
-    const bool is_list =
-        nvp.type == mlMessageConverter::kOldList || nvp.type == mlMessageConverter::kPackedList;
-    return is_list ? no_single_value() : canonical_form(nvp);
 }
 
 }  // namespace
@@ -102,9 +63,18 @@ const qtString* zeMsg::get_value(const Concept& name) const {
     return found == nullptr ? nullptr : &value_of(*found);
 }
 
+const qtString& zeMsg::value_of(const Nvp& nvp) {
+    if (has_plain_value(nvp.type)) {
+        return nvp.value;
+    }
+    const bool is_list =
+        nvp.type == mlMessageConverter::kOldList || nvp.type == mlMessageConverter::kPackedList;
+    return is_list ? no_single_value() : canonical_form(nvp);
+}
+
 // A zero byte ends the text of a number, so texts that are equal but for zeros at their ends are
 // the same number, and so eight bytes need no length beside them.
-double zeMsg::get_number(const Concept& name) const {
+double zeMsg::read_number(const Concept& name) const {
     const Nvp* const found = find_nvp(name);
     if (found == nullptr) {
         return 0.0;
@@ -153,19 +123,15 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
     }
 }
 
-// Rules ask for the same few names again and again, so we look first where the name was last. Pairs
-// of one name are neighbours, and the first one has another name before it.
+// Rules ask for the same few names again and again, so we look first where the name was last.
 const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
-    unsigned char& place = m_places[name.hash() % kPlaceCount];
-    if (place < nvps.size()) [[likely]] {
-        const Nvp* const known = nvps.data() + place;
-        if (known->name == name && (place == 0 || (known - 1)->name != name)) [[likely]] {
-            return known;
-        }
+    const Nvp* const known = known_nvp(name);
+    if (known != nullptr) [[likely]] {
+        return known;
     }
     const Nvp* const found = search_nvp(name);
     if (found != nullptr && found - nvps.data() <= std::numeric_limits<unsigned char>::max()) {
-        place = static_cast<unsigned char>(found - nvps.data());
+        m_places[name.hash() % kPlaceCount] = static_cast<unsigned char>(found - nvps.data());
     }
     return found;
 }

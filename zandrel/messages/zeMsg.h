@@ -3,8 +3,11 @@
 #define ZANDREL_MESSAGES_ZEMSG_H_
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -65,10 +68,17 @@ public:
     // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: as get_raw_value, and for a
     // language string an allocation on the first call.
     const qtString* get_value(const Concept& name) const;
+
     // The value of get_value as qtConvertStringToDouble reads it; 0.0 if there is no such pair. The
     // number of a text of up to eight bytes is kept for the next call.
     // REQUIRES: sorted pairs.  COST: as get_value, and the first time the reading of the text.
-    double get_number(const Concept& name) const;
+    double get_number(const Concept& name) const {
+        // Rules ask for the same names again and again, so the usual case is in line: the pair is
+        // where it was last, with the text that was read last.
+        const Nvp* const known = known_nvp(name);
+        return known != nullptr && has_read(*known) ? known->number.value : read_number(name);
+    }
+
     // Adds a pair or replaces the first of this name, and sets `changed`. It takes single values
     // alone: types 2, 4, 6, 8, 10 and 12.
     // RAISES: qtXbase "Invalid NVP type" for any other type.
@@ -100,6 +110,57 @@ public:
 private:
     static constexpr std::size_t kPlaceCount = 32;
 
+    // Four bytes as a number, the first byte lowest on every machine.
+    static std::uint64_t four_bytes(const char* bytes) noexcept {
+        std::uint32_t word = 0;
+        std::memcpy(&word, bytes, sizeof word);
+        return std::endian::native == std::endian::big ? __builtin_bswap32(word) : word;
+    }
+
+    // A text of up to eight bytes as a number, the first byte lowest. Two loads of four bytes,
+    // which overlap, serve all lengths from four on: a copy of the right length would be a call.
+    static std::uint64_t short_text(std::string_view text) noexcept {
+        if (text.size() >= 4) {
+            const std::size_t last = text.size() - 4;
+            return four_bytes(text.data()) | four_bytes(text.data() + last) << (8 * last);
+        }
+        std::uint64_t word = 0;
+        for (std::size_t i = text.size(); i > 0; --i) {
+            word = word << 8U | static_cast<unsigned char>(text[i - 1]);
+        }
+        return word;
+    }
+
+    // Returns true if the number of the pair's text is kept.
+    static bool has_read(const Nvp& pair) noexcept {
+        const std::string_view text = pair.value.view();
+        return text.size() <= sizeof pair.number.text && has_plain_value(pair.type) &&
+               short_text(text) == pair.number.text;
+    }
+
+    // Returns true if callers see the stored text itself.
+    static bool has_plain_value(mlMessageConverter::NvpType type) noexcept {
+        return type != mlMessageConverter::kOldList && type != mlMessageConverter::kPackedList &&
+               type != mlMessageConverter::kLangString &&
+               type != mlMessageConverter::kLangStringList;
+    }
+
+    // The value as callers see it.
+    static const qtString& value_of(const Nvp& nvp);
+
+    // The first pair of this name where find_nvp found it last, or null. Pairs of one name are
+    // neighbours, and the first one has another name before it.
+    const Nvp* known_nvp(const Concept& name) const noexcept {
+        const std::size_t place = m_places[name.hash() % kPlaceCount];
+        if (place >= nvps.size()) {
+            return nullptr;
+        }
+        const Nvp* const known = nvps.data() + place;
+        const bool is_first = known->name == name && (place == 0 || (known - 1)->name != name);
+        return is_first ? known : nullptr;
+    }
+
+    double read_number(const Concept& name) const;
     // The first pair of this name, or null.
     const Nvp* find_nvp(const Concept& name) const noexcept;
     const Nvp* search_nvp(const Concept& name) const noexcept;

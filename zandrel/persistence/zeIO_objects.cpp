@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/zeManager.h"
-#include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 namespace {
@@ -34,20 +34,19 @@ Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* mana
                     {qtString(std::to_string(classifier.m_id))});
 }
 
-template <class Classifier>
-zeBase* load_classifier(std::unique_ptr<Classifier> fresh, Hio<HSegment>& io, zeManager* manager,
-                        zeNode* node) {
-    Classifier* const classifier = enter(std::move(fresh), io, manager);
+zeBase* load_classifier(const zandrel::detail::Classifier_type& type, Hio<HSegment>& io,
+                        zeManager* manager, zeNode* node) {
+    zeClassifier* const classifier = enter(type.make_empty(), io, manager);
     // In place of a storage, it would look for its own storage in turn, and a damaged file could
     // have a chain of them that no stack holds.
-    if (node != nullptr) {
+    if (type.has_storage && node != nullptr) {
         refuse_place_of(*classifier);
     }
     classifier->m_node = manager->LoadCat(io, nullptr);
     if (classifier->m_node == nullptr) {
         refuse_place_of(*classifier);
     }
-    classifier->Load(io);
+    type.load(*classifier, io);
     return classifier;
 }
 
@@ -61,15 +60,13 @@ zeBase* load_storage(Hio<HSegment>& io, zeManager* manager, zeNode* node) {
 }  // namespace
 
 zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager, zeNode* node) {
-    switch (type) {
-        case ZE_RULE:
-            return load_classifier(std::make_unique<zeSwitcher>(nullptr, nullptr), io, manager,
-                                   nullptr);
-        case ZE_STAT:
-            return load_classifier(std::make_unique<zeStat_matcher>(), io, manager, node);
-        case kStorageObjectType:
-            return load_storage(io, manager, node);
-        default:
-            throw qtX<zeIO>(7, "Unknown Classifier object", {qtString(std::to_string(type))});
+    if (type == kStorageObjectType) {
+        return load_storage(io, manager, node);
     }
+    const zandrel::detail::Classifier_type* const classifier =
+        zandrel::detail::find_classifier_type(type);
+    if (classifier == nullptr) {
+        throw qtX<zeIO>(7, "Unknown Classifier object", {qtString(std::to_string(type))});
+    }
+    return load_classifier(*classifier, io, manager, node);
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -56,6 +57,7 @@ public:
         Concept_judge::Judged judged;
         const Concept* known;  // BORROWS
         zeStat_storage::P* P;  // BORROWS: the profile's entry, or null
+        std::uint32_t info;    // position in the table of all concepts, a guess
     };
 
     // Forgets all. A profile has `own_count` concepts. A capacity below 0 counts as 0.

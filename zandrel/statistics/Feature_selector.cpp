@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "zandrel/foundation/prefetch.h"
 #include "zandrel/statistics/Concept_order.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
@@ -16,21 +17,50 @@ double Feature_selector::value_of_rare(const zeStat_storage::Concept_info& info)
     return Zandrel::comparable(info.m_rate);
 }
 
-void Feature_selector::collect_candidates() {
+void Feature_selector::collect_candidates(std::size_t limit) {
+    for (Outside_candidates* const list : {&m_all, &m_regular, &m_rare}) {
+        list->start(limit);
+    }
+    collect_if([](Info_iterator, const Outside_candidates&) { return true; });
+    m_has_all_candidates = true;
+}
+
+// The list in which a concept is a candidate. `floor`: the rate of a concept that was seen once.
+Outside_candidates& Feature_selector::list_of(const zeStat_storage::Concept_info& info,
+                                              double floor) {
+    if (m_storage.m_use_new_ZC || g_use_positive_method) {
+        return m_all;
+    }
+    const double rate = Concept_judge::ratio(info.m_weight, m_storage.m_total_weight);
+    return rate < floor ? m_rare : m_regular;
+}
+
+// `is_candidate`: returns whether a concept, given by its info and its list, is added to the list.
+template <class Is_candidate>
+void Feature_selector::collect_if(const Is_candidate& is_candidate) {
     auto& infos = m_storage.m_concept_infos;
-    const bool has_one_list = m_storage.m_use_new_ZC || g_use_positive_method;
-    (has_one_list ? m_all : m_regular).reserve(infos.size());
     const double floor = Concept_judge::ratio(1.0, m_storage.m_total_sml_weight);
     for (auto info = infos.begin(); info != infos.end(); ++info) {
-        const double rate = Concept_judge::ratio(info->second.m_weight, m_storage.m_total_weight);
-        if (has_one_list) {
-            m_all.add(value_of(m_storage, info->second), info);
-        } else if (rate < floor) {
-            m_rare.add(value_of_rare(info->second), info);
-        } else {
-            m_regular.add(value_of(m_storage, info->second), info);
+        Outside_candidates& list = list_of(info->second, floor);
+        if (is_candidate(info, list)) {
+            list.add(
+                &list == &m_rare ? value_of_rare(info->second) : value_of(m_storage, info->second),
+                info);
         }
     }
+}
+
+// Makes a list longer that was read to its end. Returns false if it is complete. The candidates
+// that it has keep their ranks.
+bool Feature_selector::collect_more(Outside_candidates& candidates) {
+    if (!candidates.has_left_out()) {
+        return false;
+    }
+    candidates.start(4 * candidates.limit());
+    collect_if([&candidates](Info_iterator, const Outside_candidates& list) {
+        return &list == &candidates;
+    });
+    return true;
 }
 
 void Feature_selector::select(int iprofile) {
@@ -38,6 +68,7 @@ void Feature_selector::select(int iprofile) {
     profile.m_weights.clear();
     m_best.start(profile.m_size, profile.m_Ps.size());
     m_is_own.assign(m_storage.m_concept_infos.position_limit(), false);
+    m_own_count = 0;
     const Concept_judge judge(m_storage, profile);
     offer_own_concepts(profile, judge);
     m_best.end_own();
@@ -53,42 +84,64 @@ void Feature_selector::offer_own_concepts(zeStat_storage::Profile& profile,
     const auto last_mark = static_cast<unsigned char>(mark == 1 ? 255 : mark - 1);
     // If all have room, the order does not matter.
     const bool selected_first = profile.m_Ps.size() > m_best.capacity();
+    zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
+    const auto announce = [&infos](const Entry& own) { infos.prefetch(own.second.m_info); };
     if (selected_first) {
-        for (auto P = profile.m_Ps.begin(); P != profile.m_Ps.end(); ++P) {
-            if (P->second.m_selected == last_mark) {
-                offer_own_concept(P, judge);
+        profile.m_Ps.for_each(announce, [&](Entry& own) {
+            if (own.second.m_selected == last_mark) {
+                offer_own_concept(own, judge);
             }
-        }
+        });
     }
-    for (auto P = profile.m_Ps.begin(); P != profile.m_Ps.end(); ++P) {
-        if (!selected_first || P->second.m_selected != last_mark) {
-            offer_own_concept(P, judge);
+    profile.m_Ps.for_each(announce, [&](Entry& own) {
+        if (!selected_first || own.second.m_selected != last_mark) {
+            offer_own_concept(own, judge);
         }
-    }
+    });
 }
 
-void Feature_selector::offer_own_concept(zeStat_storage::Ps::iterator P,
-                                         const Concept_judge& judge) {
+void Feature_selector::offer_own_concept(Entry& own, const Concept_judge& judge) {
     zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
-    const auto info = infos.find(P->first, P->second.m_info);
+    zeStat_storage::P& P = own.second;
+    const auto info = infos.find(own.first, P.m_info);
     const bool is_missing = info == infos.end();
     if (!is_missing) {
-        P->second.m_info = infos.position(info);
-        m_is_own[P->second.m_info] = true;
+        P.m_info = infos.position(info);
+        m_is_own[P.m_info] = true;
+        ++m_own_count;
     }
     const Concept_judge::Rated rated =
-        judge.judge(is_missing ? nullptr : &info->second, P->second.m_weight);
+        judge.judge(is_missing ? nullptr : &info->second, P.m_weight);
     if (rated.may_reach(m_best.least_own_score())) {
-        m_best.offer_own({rated.weigh(), &P->first, &P->second});
+        m_best.offer_own({rated.weigh(), &own.first, &P, P.m_info});
     }
 }
 
 void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
+    const zeStat_storage::Concept_infos& infos = m_storage.m_concept_infos;
+    const std::size_t outside_count = infos.size() - m_own_count;
+    if (outside_count == 0) {
+        return;
+    }
+    if (!m_has_all_candidates || outside_count >= infos.size() / 8) {
+        offer_lists(judge, *this);
+        return;
+    }
+    // The own concepts are skipped, so we would bring nearly all candidates into order to find the
+    // few others. A list of only these has them in the same order.
+    m_outside = std::make_unique<Feature_selector>(m_storage);
+    m_outside->collect_if([this, &infos](Info_iterator info, const Outside_candidates&) {
+        return !m_is_own[infos.position(info)];
+    });
+    offer_lists(judge, *m_outside);
+}
+
+void Feature_selector::offer_lists(const Concept_judge& judge, Feature_selector& from) {
     if (m_storage.m_use_new_ZC) {
-        offer_candidates(judge, m_all);
+        offer_candidates(judge, from.m_all);
     } else {
-        offer_candidates(judge, m_regular);
-        offer_candidates(judge, m_rare);
+        offer_candidates(judge, from.m_regular);
+        offer_candidates(judge, from.m_rare);
     }
 }
 
@@ -96,7 +149,7 @@ void Feature_selector::offer_outside_concepts(const Concept_judge& judge) {
 void Feature_selector::offer_candidates(const Concept_judge& judge,
                                         Outside_candidates& candidates) {
     Outside_candidates::Judgements& judgements = candidates.judgements(judge);
-    for (std::size_t rank = 0; rank < candidates.size(); ++rank) {
+    for (std::size_t rank = 0; rank < candidates.size() || collect_more(candidates); ++rank) {
         const Outside_candidates::Candidate& candidate = candidates.at(rank);
         if (!m_is_own[candidate.position] &&
             !m_best.offer_outside(judgements.at(rank, candidate, judge))) {
@@ -115,11 +168,27 @@ Feature_selector::Scale Feature_selector::fit_scale() const {
     return scale;
 }
 
+// Begins to load what copying the handles of the next features needs: the handles, and later the
+// records in which they are counted.
+void Feature_selector::announce_known(std::size_t copied) const {
+    if (copied + 2 * kAhead < m_best.size()) {
+        Zandrel::prefetch(m_best[copied + 2 * kAhead].known);
+    }
+    if (copied + kAhead < m_best.size()) {
+        Zandrel::prefetch(m_best[copied + kAhead].known->identity());
+    }
+}
+
 // Returns false if a weight is too large for a float.
 bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Scale& scale) const {
     const bool normalises = m_storage.m_use_normalization;
+    // The records of a small model are in the caches, where announcing only costs time.
+    const bool announces = m_storage.m_concept_infos.size() > kFewConcepts;
     profile.m_weights.reserve(m_best.size());
     for (std::size_t i = 0; i < m_best.size(); ++i) {
+        if (announces) {
+            announce_known(i);
+        }
         const Best_features::Feature& each = m_best[i];
         const double weight = each.judged.weight;
         const auto value =
@@ -127,7 +196,7 @@ bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Sca
         if (!std::isfinite(value)) {
             return false;
         }
-        profile.m_weights.push_back({*each.known, value});
+        profile.m_weights.push_back({*each.known, value, each.info});
     }
     return true;
 }

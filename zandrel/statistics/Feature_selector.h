@@ -3,6 +3,9 @@
 #ifndef ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 #define ZANDREL_STATISTICS_FEATURE_SELECTOR_H_
 
+#include <cstddef>
+#include <limits>
+#include <memory>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -30,8 +33,11 @@ public:
           m_rare(storage.m_concept_infos),
           m_storage(storage) {}
 
-    // Makes the lists of candidates from all concepts of the model.
-    void collect_candidates();
+    static constexpr std::size_t kAllCandidates = std::numeric_limits<std::size_t>::max();
+
+    // Makes the lists of candidates from all concepts of the model. Each keeps at least `limit`.
+    // Selecting collects a list again, with a greater limit, if it needs more of it.
+    void collect_candidates(std::size_t limit);
 
     // Computes a profile's additive term and its list of weights.
     void select(int iprofile);
@@ -49,6 +55,11 @@ public:
     Outside_candidates m_rare;
 
 private:
+    using Entry = zeStat_storage::Ps::value_type;
+
+    static constexpr std::size_t kAhead = 8;  // a load is announced so many features earlier
+    static constexpr std::size_t kFewConcepts = 100000;
+
     // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
     struct Scale {
         double A = 0.0;  // inside
@@ -56,16 +67,26 @@ private:
     };
 
     void offer_own_concepts(zeStat_storage::Profile& profile, const Concept_judge& judge);
-    void offer_own_concept(zeStat_storage::Ps::iterator P, const Concept_judge& judge);
+    void offer_own_concept(Entry& own, const Concept_judge& judge);
     void offer_outside_concepts(const Concept_judge& judge);
+    void offer_lists(const Concept_judge& judge, Feature_selector& from);
+    Outside_candidates& list_of(const zeStat_storage::Concept_info& info, double floor);
+    template <class Is_candidate>
+    void collect_if(const Is_candidate& is_candidate);
+    bool collect_more(Outside_candidates& candidates);
     void offer_candidates(const Concept_judge& judge, Outside_candidates& candidates);
     Scale fit_scale() const;
+    void announce_known(std::size_t copied) const;
     bool store_weights(zeStat_storage::Profile& profile, const Scale& scale) const;
     void store(zeStat_storage::Profile& profile);
 
     zeStat_storage& m_storage;  // BORROWS
     Best_features m_best;
-    std::vector<bool> m_is_own;  // by the position of the info: the profile has the concept
+    std::vector<bool> m_is_own;         // by the position of the info: the profile has the concept
+    std::size_t m_own_count = 0;        // of the infos so marked
+    bool m_has_all_candidates = false;  // the lists are those of `collect_candidates`
+    // For a profile that has nearly all concepts: lists of the others. Null if there was none.
+    std::unique_ptr<Feature_selector> m_outside;
 };
 
 #endif  // ZANDREL_STATISTICS_FEATURE_SELECTOR_H_

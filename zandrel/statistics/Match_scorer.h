@@ -49,20 +49,6 @@ private:
     bool m_is_behind;       // at or behind the last centre
 };
 
-// How far `rough_atan` is from the real one at most.
-constexpr double kRoughAtanError = 2e-5;
-
-// The arc tangent at a part of its price: a polynomial whose error is below 1.2e-5 between -1 and
-// 1; outside we use that atan(x) = pi / 2 - atan(1 / x).
-inline double rough_atan(double x) noexcept {
-    const double size = std::abs(x);
-    const double t = std::min(size, 1.0) / std::max(size, 1.0);
-    const double t2 = t * t;
-    const double within_1 =
-        t * (0.9998660 + t2 * (-0.3302995 + t2 * (0.1801410 + t2 * (-0.0851330 + t2 * 0.0208351))));
-    return std::copysign(size > 1.0 ? 1.5707963267948966 - within_1 : within_1, x);
-}
-
 // The bin, of `count` equal ones from 0 to 1, in which a score falls. A score that is no number
 // falls in the first bin, one above 1 in the last.
 inline int bin_of_score(double score, int count) noexcept {
@@ -114,23 +100,17 @@ public:
         return within_0_and_1(corrected(raw, profile));
     }
 
-    // The bin of a histogram in which the score falls.
-    //
-    // Most scores need no exact arc tangent for that: if a rough score falls in the same bin with
-    // its greatest error added and taken away, so does the exact one between. For example, with 30
-    // bins a rough score of 0.51 is in bin 15, which ends at 0.533, and so is the exact score. In a
-    // training with 1,000 categories the arc tangents took a seventh of the time.
-    int bin(int iprofile, double sum, int bin_count) const {
-        const zeStat_storage::Profile& profile = m_storage.profile(iprofile);
-        if (!m_corrects && depends_on_sum(profile) && !has_rest_score(iprofile, profile, sum)) {
-            const double value = sum / m_total_weight + profile.m_M;
-            const double rough_score = rough_atan(kPi * value) / kPi + 0.5;
-            const int first = bin_of_score(rough_score - kRoughAtanError, bin_count);
-            if (first == bin_of_score(rough_score + kRoughAtanError, bin_count)) {
-                return first;
-            }
-        }
-        return bin_of_score(score(iprofile, sum), bin_count);
+    // The score of a profile of which none of the rules of `score` decides, and without the
+    // correction. The value is the sum by the total of the bag, plus the additive term.
+    static double score_of_value(double value) { return within_0_and_1(squashed(value)); }
+
+    // Returns whether scores are corrected by the likelihood tables.
+    bool corrects() const noexcept { return m_corrects; }
+
+    // False if the profile scores 0 or 1 whatever is in the bag.
+    bool depends_on_sum(const zeStat_storage::Profile& profile) const {
+        return !m_scores_nothing && !is_inactive(profile) && m_profile_count != 1.0 &&
+               m_storage.m_num_msgs != profile.m_num_msgs;
     }
 
     // The score after the correction by the tables, if they are in use.
@@ -161,12 +141,6 @@ private:
     bool is_inactive(const zeStat_storage::Profile& profile) const {
         const int num_msgs = profile.m_num_msgs;
         return num_msgs == 0 || num_msgs < m_storage.m_activation_inside || num_msgs > m_most_msgs;
-    }
-
-    // False if the profile scores 0 or 1 whatever is in the bag.
-    bool depends_on_sum(const zeStat_storage::Profile& profile) const {
-        return !m_scores_nothing && !is_inactive(profile) && m_profile_count != 1.0 &&
-               m_storage.m_num_msgs != profile.m_num_msgs;
     }
 
     // A sum of 0 adds nothing to the additive term, whatever the total; but a total that is no

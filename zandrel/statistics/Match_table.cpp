@@ -10,9 +10,14 @@
 #include "zandrel/statistics/Match_table.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <utility>
 
 namespace {
+
+// The position of an info in a weight that nobody has looked up.
+constexpr std::uint32_t kNoInfo = std::numeric_limits<std::uint32_t>::max();
 
 constexpr std::size_t kLeastBlockSize = 1024;
 constexpr std::size_t kGreatestBlockSize = 64 * kLeastBlockSize;
@@ -31,13 +36,28 @@ void Match_table::compile(const std::vector<std::unique_ptr<zeStat_storage::Prof
 
 void Match_table::count_and_fill(
     const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles) {
+    std::size_t weight_count = 0;
+    std::size_t info_end = 0;
+    for (const auto& profile : profiles) {
+        weight_count += profile->m_weights.size();
+        for (const zeStat_storage::Weight& weight : profile->m_weights) {
+            info_end = std::max(info_end, weight.m_info == kNoInfo ? 0 : weight.m_info + 1UL);
+        }
+    }
     // The row of each weight, in the order of the weights: the second pass looks nothing up.
     std::vector<Pairs*> row_of;
+    row_of.reserve(weight_count);
+    // By the position of the info. The last one is for weights that have none.
+    std::vector<Rows::value_type*> known_rows(info_end + 1);
     for (const auto& profile : profiles) {
         for (const zeStat_storage::Weight& weight : profile->m_weights) {
-            Pairs& row = m_rows[weight.m_concept];
-            ++row.m_count;
-            row_of.push_back(&row);
+            Rows::value_type*& known = known_rows[std::min<std::size_t>(weight.m_info, info_end)];
+            // The position is a guess: it may be that of another concept.
+            if (known == nullptr || !(known->first == weight.m_concept)) {
+                known = &*m_rows.try_emplace(weight.m_concept).first;
+            }
+            ++known->second.m_count;
+            row_of.push_back(&known->second);
         }
     }
     fill(profiles, row_of);

@@ -61,7 +61,8 @@ public:
 
     // Replaces the table by the profiles' lists of weights, which stay. An error leaves an empty
     // table.
-    // COST: two passes over the weights, with one look-up for each weight.
+    // COST: two passes over the weights, with one look-up for each concept, or for each weight if
+    // the positions of infos are not known.
     void compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);
 
     // Gives a concept a row of `count` pairs, to be filled by the caller. It replaces an old row.

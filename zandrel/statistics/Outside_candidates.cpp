@@ -1,6 +1,24 @@
 #include "zandrel/statistics/Outside_candidates.h"
 
+#include <cstddef>
 #include <cstdint>
+
+void Outside_candidates::start(std::size_t limit) {
+    m_candidates.clear();
+    m_limit = limit;
+    m_has_left_out = false;
+    m_ordered_count = 0;
+}
+
+void Outside_candidates::leave_out_half() {
+    const auto last = m_candidates.begin() + static_cast<std::ptrdiff_t>(m_limit - 1);
+    std::nth_element(
+        m_candidates.begin(), last, m_candidates.end(),
+        [this](const Candidate& left, const Candidate& right) { return goes_before(left, right); });
+    m_last = *last;
+    m_candidates.erase(last + 1, m_candidates.end());
+    m_has_left_out = true;
+}
 
 void Outside_candidates::order(std::size_t count) {
     if (count <= m_ordered_count) {
@@ -24,25 +42,18 @@ Outside_candidates::Judgements& Outside_candidates::judgements(const Concept_jud
     const std::uint64_t hash = (key[0] ^ (key[1] << 1U)) * 0x9e3779b97f4a7c15U;
     Judgements& found = m_judgements[(hash >> 32U) % kJudgementsCount];
     if (found.m_key != key) {
-        found.m_features.clear();
+        found.m_blocks.clear();
         found.m_key = key;
     }
     found.m_infos = m_infos;
     return found;
 }
 
-const Best_features::Feature& Outside_candidates::Judgements::at(std::size_t rank,
-                                                                 const Candidate& candidate,
-                                                                 const Concept_judge& judge) {
-    if (rank >= m_features.size()) {
-        m_features.resize(rank + 1);
-    }
-    Best_features::Feature& feature = m_features[rank];
-    if (feature.known == nullptr) {
-        const auto& [known, info] = *m_infos->at_position(candidate.position);
-        feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr};
-    }
-    return feature;
+void Outside_candidates::Judgements::fill(Best_features::Feature& feature,
+                                          const Candidate& candidate,
+                                          const Concept_judge& judge) const {
+    const auto& [known, info] = *m_infos->at_position(candidate.position);
+    feature = {judge.judge(&info, 0.0).weigh(), &known, nullptr, candidate.position};
 }
 
 std::vector<Outside_candidates::Info_iterator> Outside_candidates::infos() const {

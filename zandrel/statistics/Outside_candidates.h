@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <deque>
+#include <limits>
+#include <memory>
 #include <vector>
 
 #include "zandrel/statistics/Best_features.h"
@@ -19,6 +20,11 @@
 // reading a rank behind the ordered front orders three times as many more. A piece is found without
 // sorting the rest. For example, of 100,000 candidates the first 300 are found by one pass that
 // compares values, and only these are sorted.
+//
+// Of a model of a million concepts, the list of all candidates has 16 MB. So we keep only some
+// thousands, and collect again, with a greater limit, when a profile asks for more. For example,
+// with a limit of 1,000 we keep the candidates that come until there are 2,000. Then we leave out
+// the 1,000 that go last, and from then on take only those that go before the last of the others.
 //
 // A candidate's judgement depends only on the message weight of the profile that lacks it. So
 // judgements are kept for up to 32 such weights. In a model of 1,000 categories with 50 texts each,
@@ -36,13 +42,29 @@ public:
     // BORROWS: the table of all concepts.
     explicit Outside_candidates(zeStat_storage::Concept_infos& infos) : m_infos(&infos) {}
 
-    void reserve(std::size_t count) { m_candidates.reserve(count); }
+    // Forgets all candidates. Of those that are added next, at least the first `limit` in the order
+    // are kept, and at most twice as many. The others are left out.
+    // REQUIRES: limit > 0.
+    void start(std::size_t limit);
 
-    // A value is a number. REQUIRES: nothing was ordered yet.
+    // A value is a number. REQUIRES: nothing was ordered since `start`.
     void add(double value, Info_iterator info) {
-        m_candidates.push_back({value, m_infos->position(info)});
+        const Candidate added = {value, m_infos->position(info)};
+        if (m_has_left_out && !goes_before(added, m_last)) {
+            return;
+        }
+        m_candidates.push_back(added);
+        if (m_candidates.size() / 2 == m_limit) {
+            leave_out_half();
+        }
     }
 
+    std::size_t limit() const noexcept { return m_limit; }
+
+    // Returns whether there are candidates behind those that are kept.
+    bool has_left_out() const noexcept { return m_has_left_out; }
+
+    // Of those that are kept.
     std::size_t size() const noexcept { return m_candidates.size(); }
 
     // The candidate of this rank, from 0 on. REQUIRES: rank < size().
@@ -62,14 +84,29 @@ public:
     public:
         // The judgement of the candidate of a rank. It keeps its address.
         const Best_features::Feature& at(std::size_t rank, const Candidate& candidate,
-                                         const Concept_judge& judge);
+                                         const Concept_judge& judge) {
+            while (rank / kBlockSize >= m_blocks.size()) {
+                m_blocks.push_back(std::make_unique<Best_features::Feature[]>(kBlockSize));
+            }
+            Best_features::Feature& feature = m_blocks[rank / kBlockSize][rank % kBlockSize];
+            if (feature.known == nullptr) {
+                fill(feature, candidate, judge);
+            }
+            return feature;
+        }
 
     private:
         friend class Outside_candidates;
 
+        static constexpr std::size_t kBlockSize = 256;
+
+        void fill(Best_features::Feature& feature, const Candidate& candidate,
+                  const Concept_judge& judge) const;
+
         zeStat_storage::Concept_infos* m_infos = nullptr;  // BORROWS
         Concept_judge::Outside_key m_key = {};
-        std::deque<Best_features::Feature> m_features;  // `known` is null where there is none yet
+        // `known` is null where there is no judgement yet.
+        std::vector<std::unique_ptr<Best_features::Feature[]>> m_blocks;
     };
 
     Judgements& judgements(const Concept_judge& judge);
@@ -77,6 +114,8 @@ public:
     std::vector<Info_iterator> infos() const;
 
 private:
+    void leave_out_half();
+
     static constexpr std::size_t kFirstPiece = 256;
     static constexpr std::size_t kJudgementsCount = 32;
 
@@ -88,6 +127,9 @@ private:
 
     zeStat_storage::Concept_infos* m_infos;  // BORROWS
     std::vector<Candidate> m_candidates;
+    std::size_t m_limit = std::numeric_limits<std::size_t>::max();
+    bool m_has_left_out = false;
+    Candidate m_last = {};  // those behind it are left out
     std::size_t m_ordered_count = 0;
     std::array<Judgements, kJudgementsCount> m_judgements;
 };

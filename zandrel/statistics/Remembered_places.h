@@ -40,6 +40,15 @@ public:
         return !m_is_recording && m_next < m_places.size() ? m_places[m_next++] : kUnknown;
     }
 
+    // Returns whether the pass asks for positions.
+    bool is_replaying() const noexcept { return !m_is_recording && m_next < m_places.size(); }
+
+    // The guess that `guess` returns after `count` others.
+    Position guess_behind(std::size_t count) const noexcept {
+        return is_replaying() && count < m_places.size() - m_next ? m_places[m_next + count]
+                                                                  : kUnknown;
+    }
+
     void forget() {
         m_places = {};
         m_is_recording = false;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "zandrel/foundation/concept_map.h"
+#include "zandrel/foundation/prefetch.h"
 #include "zandrel/statistics/Concept_order.h"
 
 namespace Zandrel {
@@ -38,9 +39,10 @@ public:
         for (std::size_t byte = 0; byte < kBytes; ++byte) {
             buckets.fill(byte, table, entries);
             std::sort(entries.begin(), entries.end());
-            for (const Placed& placed : entries) {
-                take(*placed.entry);
-                m_ranks[placed.position] = rank++;
+            for (std::size_t i = 0; i < entries.size(); ++i) {
+                announce(entries, i);
+                take(*entries[i].entry);
+                m_ranks[entries[i].position] = rank++;
             }
         }
     }
@@ -68,10 +70,22 @@ public:
 
 private:
     static constexpr std::size_t kBytes = 256;
+    static constexpr std::size_t kAhead = 16;  // a load is announced so many entries earlier
 
     struct Placed : Text_placed<Entry> {
         std::uint32_t position;
     };
+
+    // Begins to load an entry and its text before it is taken: in the order of the texts both are
+    // all over the memory.
+    static void announce(const std::vector<Placed>& entries, std::size_t taken) {
+        if (taken + 2 * kAhead < entries.size()) {
+            prefetch(entries[taken + 2 * kAhead].entry);
+        }
+        if (taken + kAhead < entries.size()) {
+            prefetch(entries[taken + kAhead].entry->first.identity());
+        }
+    }
 
     // The positions of the entries by the first bytes of their texts. Sorting the texts of one byte
     // at a time takes little memory: what is sorted has six times the size of a position.
@@ -80,10 +94,10 @@ private:
         explicit Buckets(const concept_map<Value>& table) : m_positions(table.size()) {
             std::vector<std::uint8_t> bytes;
             bytes.reserve(table.size());
-            for (const auto& entry : table) {
+            table.for_each(announce_text, [&](const Entry& entry) {
                 bytes.push_back(static_cast<std::uint8_t>(text_prefix(entry.first.view()) >> 56U));
                 ++m_ends[bytes.back()];
-            }
+            });
             std::partial_sum(m_ends.begin(), m_ends.end(), m_ends.begin());
             place(table, bytes);
         }
@@ -94,12 +108,17 @@ private:
             entries.clear();
             const std::size_t begin = byte == 0 ? 0 : m_ends[byte - 1];
             for (std::size_t i = begin; i < m_ends[byte]; ++i) {
+                if (i + kAhead < m_ends[byte]) {
+                    announce_text(*table.at_position(m_positions[i + kAhead]));
+                }
                 const Entry& entry = *table.at_position(m_positions[i]);
                 entries.push_back({{text_prefix(entry.first.view()), &entry}, m_positions[i]});
             }
         }
 
     private:
+        static void announce_text(const Entry& entry) { prefetch(entry.first.identity()); }
+
         // `bytes`: the first one of each text.
         void place(const concept_map<Value>& table, const std::vector<std::uint8_t>& bytes) {
             std::array<std::size_t, kBytes> next = {};
@@ -119,7 +138,14 @@ private:
     template <class Other>
     bool has_keys(const concept_map<Other>& other, std::vector<std::uint64_t>& keys) const {
         keys.reserve(other.size());
+        auto announced = other.begin();
+        for (std::size_t i = 0; i < kAhead && announced != other.end(); ++i) {
+            m_table.prefetch_slot((announced++)->first);
+        }
         for (auto entry = other.begin(); entry != other.end(); ++entry) {
+            if (announced != other.end()) {
+                m_table.prefetch_slot((announced++)->first);
+            }
             const auto ranked = m_table.find(entry->first);
             if (ranked == m_table.end()) {
                 return false;

@@ -11,6 +11,8 @@
 #include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/Match_scorer.h"
+#include "zandrel/statistics/Match_sums.h"
+#include "zandrel/statistics/Score_bound.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
 namespace {
@@ -69,13 +71,16 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
     if (bag.IsNull()) {
         return;
     }
-    const Clipped_bag clipped(*bag, m_storage->m_clip_value);
+    add_answers(sum_up(*bag), results, node_score, use_thresholds);
+}
+
+void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double node_score,
+                                 bool use_thresholds) const {
     results.results.reserve(m_node == nullptr ? 0 : m_node->m_children.size());
-    const std::vector<double> sums = take_sums(clipped);
-    const Zandrel::Match_scorer scorer = scorer_for(clipped.total_weight());
+    const Zandrel::Match_scorer scorer = scorer_for(sums.total_weight);
     const int profile_count = m_storage->profile_count();
     for (int iprofile = 0; iprofile < profile_count; ++iprofile) {
-        const double score = scorer.score(iprofile, sums[static_cast<std::size_t>(iprofile)]);
+        const double score = scorer.score(iprofile, sums.of(iprofile));
         zeNode* const category = m_storage->profile(iprofile).m_node;
         // A profile whose node was lost in a replacement is nobody's result.
         if (category == nullptr || (use_thresholds && node_score * score < category->m_threshold)) {
@@ -87,6 +92,48 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
     }
 }
 
+// The first exact score is that of the profile with the greatest bound, so that it excludes most
+// others.
+void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) const {
+    if (m_storage->profile_count() == 1) {
+        add_answers(sums, results, 1.0, false);  // the bounds are for models of more
+        return;
+    }
+    constexpr double kNobody = -1.0;  // below the bound of any category
+    const Zandrel::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight);
+    std::vector<double> bounds(sums.by_profile.size());
+    double greatest = kNobody;
+    std::size_t first = 0;
+    for (std::size_t i = 0; i < bounds.size(); ++i) {
+        const zeStat_storage::Profile& profile = *m_storage->m_profiles[i];
+        bounds[i] = profile.m_node == nullptr ? kNobody : bound.of(profile, sums.by_profile[i]);
+        if (bounds[i] > greatest) {
+            greatest = bounds[i];
+            first = i;
+        }
+    }
+    if (greatest == kNobody) {
+        return;
+    }
+    const Zandrel::Match_scorer scorer = scorer_for(sums.total_weight);
+    double best = scorer.score(static_cast<int>(first), sums.by_profile[first]);
+    for (int iprofile = 0; iprofile < static_cast<int>(bounds.size()); ++iprofile) {
+        if (bounds[static_cast<std::size_t>(iprofile)] < best) {
+            continue;
+        }
+        const double score = scorer.score(iprofile, sums.of(iprofile));
+        best = std::max(best, score);
+        if (results.accepts(score)) {
+            results.add(m_storage->profile(iprofile).m_node, score);
+        }
+    }
+}
+
+zeStat_matcher::Sums zeStat_matcher::sum_up(const zeSml& bag) {
+    const Clipped_bag clipped(bag, m_storage->m_clip_value);
+    return {take_sums(clipped), clipped.total_weight()};
+}
+
 std::vector<double> zeStat_matcher::take_sums(const Clipped_bag& bag) {
     std::vector<double> sums(m_storage->m_profiles.size());
     for (std::size_t i = 0; i < sums.size(); ++i) {
@@ -96,7 +143,9 @@ std::vector<double> zeStat_matcher::take_sums(const Clipped_bag& bag) {
             sums[i] = std::exchange(accumulator, 0.0);
         }
     }
-    add_weights(bag, [first = sums.data()](int iprofile) -> double& { return first[iprofile]; });
+    Zandrel::add_weights(m_table, *m_storage, bag, [first = sums.data()](int iprofile) -> double& {
+        return first[iprofile];
+    });
     return sums;
 }
 
@@ -157,34 +206,10 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
     m_storage->global_replace(replacement);
 }
 
-template <class Sum_of>
-void zeStat_matcher::add_weights(const Clipped_bag& bag, Sum_of sum_of) const {
-    const auto add_pairs = [&](auto takes_part) {
-        for (const zeSml::Concept_info& entry : bag.concepts()) {
-            const auto found = m_table.find(entry.m_concept);
-            if (found == m_table.end()) {
-                continue;
-            }
-            const double entry_weight = bag.weight(entry);
-            for (const Concept_weight& pair : found->second) {
-                if (takes_part(pair.m_iprofile)) {
-                    sum_of(pair.m_iprofile) += static_cast<double>(pair.m_weight) * entry_weight;
-                }
-            }
-        }
-    };
-    // Pairs of a stale table may name profiles that are gone.
-    if (m_table.profile_end() <= m_storage->profile_count()) {
-        add_pairs([](int) { return true; });
-    } else {
-        add_pairs([this](int iprofile) { return m_storage->has_profile(iprofile); });
-    }
-}
-
 void zeStat_matcher::classify_sml(zeSml& sml) {
-    add_weights(Clipped_bag(sml, 0.0), [this](int iprofile) -> double& {
-        return m_storage->profile(iprofile).m_match_value;
-    });
+    Zandrel::add_weights(
+        m_table, *m_storage, Clipped_bag(sml, 0.0),
+        [this](int iprofile) -> double& { return m_storage->profile(iprofile).m_match_value; });
 }
 
 void zeStat_matcher::classify_sml_with_profile(zeSml& sml, int& iprofile) {

@@ -3,6 +3,7 @@
 #define ZANDREL_STATISTICS_ZESTAT_MATCHER_H_
 
 #include <array>
+#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -77,6 +78,28 @@ public:
     // the profile's accumulator holds, which is reset if it is not 0.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
+
+    // The same in two steps, for a caller that mostly needs the best category only.
+
+    // The sums of one message, from which scores are made.
+    struct Sums {
+        std::vector<double> by_profile;
+        double total_weight = 0.0;  // of the bag
+
+        double of(int iprofile) const { return by_profile[static_cast<std::size_t>(iprofile)]; }
+    };
+
+    // Adds the weights of a bag up, and resets the accumulators.
+    Sums sum_up(const zeSml& bag);
+    // Adds every category, as `classify` does.
+    // REQUIRES: sums of this matcher, which has not changed since.
+    void add_answers(const Sums& sums, zeResult_set& results, double node_score,
+                     bool use_thresholds) const;
+    // Adds only the categories that may be the best, as `classify` does without thresholds. The
+    // score of each other category is less than the best score by 1e-9 at least.
+    // REQUIRES: likewise.
+    void add_best_answers(const Sums& sums, zeResult_set& results) const;
+
     // Explains one category's score, which it returns: replaces `scores` by one line for each
     // concept of the message's bag, in the bag's order. Without a bag it returns 0 and leaves
     // `scores` alone. It starts with the profile's accumulator and resets it.
@@ -111,6 +134,20 @@ public:
     // changed, or without that child or a node, when the profile is gone.
     void delete_cat(zeNode*& cat, bool refeed, bool remove_concepts);
 
+    // What an edit needs, in terms of the operations above. `rebuild_table` is `feed`, which
+    // selects the features of the remaining categories anew.
+    bool has_rules() const override { return false; }
+
+    std::size_t category_count() const override;
+    bool knows(zeNode* category) const override;
+    void add_category(zeNode* category, const qtString& rule) override;
+    // RAISES: the assertion "sw".
+    void change_category_rule(zeNode* category, const qtString& rule) override;
+    void remove_category(zeNode* category, bool remove_concepts) override;
+    // Deletes the profile. The table of all concepts keeps what the category brought to it.
+    void drop_category(zeNode* category) override;
+    void rebuild_table() override;
+
     // Histogram step of a likelihood pass: enters the message's raw score for every category that
     // takes part in that category's histogram, and in its relevant part if the view says that the
     // message counts there. A profile that is empty or covers the whole model takes no part, and
@@ -140,9 +177,6 @@ public:
     std::array<double, Zandrel::LIKELIHOOD_SIZE> m_avg_likelihood = {};
 
 private:
-    // Adds each concept's weighted weight to `sum_of(iprofile)`, a place, of its profiles.
-    template <class Sum_of>
-    void add_weights(const Clipped_bag& bag, Sum_of sum_of) const;
     // Returns the sums that `classify_sml` would leave in the accumulators, and resets these.
     std::vector<double> take_sums(const Clipped_bag& bag);
     Zandrel::Match_scorer scorer_for(double total_weight) const;

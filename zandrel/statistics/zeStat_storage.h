@@ -98,6 +98,9 @@ public:
     struct Weight {
         Concept m_concept;
         float m_value = 0.0F;
+        // Position of the concept in the table of all concepts: a guess, which saves the matcher
+        // look-ups. At first it is no position.
+        std::uint32_t m_info = std::numeric_limits<std::uint32_t>::max();
     };
 
     // One fine bin of a likelihood histogram: sums of the weights of messages that fell in it.

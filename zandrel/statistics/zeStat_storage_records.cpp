@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "zandrel/foundation/prefetch.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -25,6 +26,19 @@ constexpr unsigned int kLeastProfileSize = 57;
 constexpr unsigned int kLeastConceptInfoSize =
     Zandrel::kTextOverhead + Zandrel::kConceptInfoNumbersSize;
 constexpr unsigned int kLeastPSize = Zandrel::kTextOverhead + Zandrel::kPNumbersSize;
+
+// Begins to load what writing the next entries needs: the entries, and later the texts of their
+// concepts. In the order of their texts, they are all over the memory.
+template <class Entry>
+void announce_texts(const std::vector<const Entry*>& entries, std::size_t next) {
+    constexpr std::size_t kAhead = 8;
+    if (next + 2 * kAhead < entries.size()) {
+        Zandrel::prefetch(entries[next + 2 * kAhead]);
+    }
+    if (next + kAhead < entries.size()) {
+        Zandrel::prefetch(entries[next + kAhead]->first.identity());
+    }
+}
 
 // Room for so many entries, where a table does not have it yet: asked for less, it would shrink.
 template <class Table>
@@ -278,8 +292,10 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile, cons
         }
         return;
     }
-    for (const auto* const entry : ranks->in_order(dumped.m_Ps)) {
-        dump_P(*entry);
+    const auto entries = ranks->in_order(dumped.m_Ps);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        announce_texts(entries, i);
+        dump_P(*entries[i]);
     }
 }
 

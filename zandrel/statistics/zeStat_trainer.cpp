@@ -166,6 +166,28 @@ void zeStat_trainer::calculate_msg(int index, bool remove) {
     }
 }
 
+// Begins to load what the shares behind this one are going to need from a table. If their positions
+// are remembered, one step is enough. Else the slot of the index comes first.
+template <class Table>
+void zeStat_trainer::announce(const Table& table, std::size_t ishare) const {
+    constexpr std::size_t kAhead = 8;
+    constexpr std::size_t kFewEntries = 4096;  // those of a small table are in the caches
+    if (table.size() < kFewEntries) {
+        return;
+    }
+    const std::vector<Share>& shares = m_counted.shares;
+    if (m_places.is_replaying()) {
+        table.prefetch(m_places.guess_behind(kAhead));
+        return;
+    }
+    if (ishare + 2 * kAhead < shares.size()) {
+        table.prefetch_slot(*shares[ishare + 2 * kAhead].known);
+    }
+    if (ishare + kAhead < shares.size()) {
+        table.prefetch_entry(*shares[ishare + kAhead].known);
+    }
+}
+
 void zeStat_trainer::add_to_totals() {
     m_storage->m_total_weight += m_counted.weight;
     m_storage->m_total_msg_weight += m_counted.weight;
@@ -180,7 +202,9 @@ void zeStat_trainer::remove_from_totals() {
 
 void zeStat_trainer::add_concepts() {
     Concept_infos& infos = m_storage->m_concept_infos;
-    for (Share& share : m_counted.shares) {
+    for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
+        announce(infos, i);
+        Share& share = m_counted.shares[i];
         const auto info = infos.try_emplace(*share.known, m_places.guess()).first;
         info->second.m_weight += share.amount;
         info->second.m_rate += 1.0;
@@ -190,7 +214,9 @@ void zeStat_trainer::add_concepts() {
 
 void zeStat_trainer::remove_concepts() {
     Concept_infos& infos = m_storage->m_concept_infos;
-    for (Share& share : m_counted.shares) {
+    for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
+        announce(infos, i);
+        Share& share = m_counted.shares[i];
         const auto found = infos.find(*share.known);
         share.info = infos.position(found);
         m_places.note(share.info);
@@ -215,7 +241,9 @@ void zeStat_trainer::add_to_profile(zeNode* const& node) {
     profile.m_weight += m_counted.weight;
     profile.m_msg_weight += m_counted.weight;
     raise_by_one(profile.m_num_msgs);
-    for (const Share& share : m_counted.shares) {
+    for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
+        announce(profile.m_Ps, i);
+        const Share& share = m_counted.shares[i];
         const auto [P, P_added] = profile.m_Ps.try_emplace(*share.known, m_places.guess());
         if (P_added) {
             const auto iconcept_info = m_storage->m_concept_infos.at_position(share.info);
@@ -237,7 +265,9 @@ void zeStat_trainer::remove_from_profile(zeNode* const& node) {
     reduce(profile.m_weight, m_counted.weight);
     reduce(profile.m_msg_weight, m_counted.weight);
     reduce(profile.m_num_msgs);
-    for (const Share& share : m_counted.shares) {
+    for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
+        announce(profile.m_Ps, i);
+        const Share& share = m_counted.shares[i];
         const auto found = profile.m_Ps.find(*share.known);
         m_places.note(profile.m_Ps.position(found));
         if (found == profile.m_Ps.end()) {

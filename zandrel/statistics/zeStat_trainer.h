@@ -164,6 +164,8 @@ private:
     void check_interrupt();
     qtPtrLight<zeMsg> fetch(const zeCorpus_view::Msg& entry) const;
     bool collect_shares(const qtPtrLight<zeMsg>& msg, int index);
+    template <class Table>
+    void announce(const Table& table, std::size_t ishare) const;
     void add_to_totals();
     void remove_from_totals();
     void add_concepts();

@@ -8,6 +8,7 @@
 
 #include "zandrel/foundation/trace.h"
 #include "zandrel/statistics/Finite_weights.h"
+#include "zandrel/statistics/Histogram_filler.h"
 #include "zandrel/statistics/Stratified_deal.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
@@ -162,12 +163,13 @@ void zeStat_trainer::match_msgs_for_likelihood(const std::vector<unsigned int>& 
         temporary = std::make_unique<zeStat_matcher>(nullptr, nullptr, *m_storage, false);
         matcher = temporary.get();
     }
+    Zandrel::Histogram_filler filler(*matcher);
     int matched_count = 0;
     for (const unsigned int index : indices) {
-        const auto entry = m_view->msgs.cbegin() + static_cast<std::ptrdiff_t>(index);
-        const qtPtrLight<zeMsg> msg = fetch(*entry);
+        const zeCorpus_view::Msg& entry = m_view->msgs[index];
+        const qtPtrLight<zeMsg> msg = fetch(entry);
         if (!msg.IsNull()) {
-            matcher->classify(*msg, *m_view, entry);
+            filler.add(*msg, entry);
         }
         if (++matched_count % kTraceInterval == 0) {
             tracef(s_trace_file, kTraceDebug, "Matched %d messages", matched_count);

@@ -15,6 +15,9 @@ namespace {
 
 const Trace_file s_trace_file("zeStat_trainer_selection.cpp");
 
+// More than most profiles need. Their list has 512 KiB at most.
+constexpr std::size_t kFirstCandidates = 16384;
+
 bool has_greater_text(const zeStat_trainer::Concept_infos::iterator& left,
                       const zeStat_trainer::Concept_infos::iterator& right) {
     return right->first < left->first;
@@ -58,7 +61,7 @@ void zeStat_trainer::calculate_feature_selection() {
 // The lists of candidates are the selector's here: it orders as much of them as it needs.
 void zeStat_trainer::select_for_all_profiles() {
     Feature_selector selector(*m_storage);
-    selector.collect_candidates();
+    selector.collect_candidates(kFirstCandidates);
     for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
         unsigned char& mark = m_storage->profile(iprofile).m_selection_mark;
         mark = mark == 255 ? static_cast<unsigned char>(1) : static_cast<unsigned char>(mark + 1);
@@ -87,7 +90,7 @@ void zeStat_trainer::calculate_high_rate_concepts() {
     clear_candidates();
     s_storage = m_storage;
     Feature_selector selector(*m_storage);
-    selector.collect_candidates();
+    selector.collect_candidates(Feature_selector::kAllCandidates);
     for (Outside_candidates* list : {&selector.m_all, &selector.m_regular, &selector.m_rare}) {
         list->order(most_candidates_needed());
     }

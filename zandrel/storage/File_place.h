@@ -25,6 +25,7 @@ struct File_place {
     Transfer last = Transfer::kNone;  // since the last seek or flush; tells what is buffered
     unsigned int filled = 0;          // bytes of the buffer that were read ahead or gathered
     unsigned int taken = 0;           // of those that were read ahead, the bytes that were read
+    unsigned int wanted = 0;          // how much the next read from the file reads ahead; 0: unset
     std::vector<char> buffer;         // of one size while a file is open
 };
 

@@ -63,6 +63,10 @@ void Hfile32::Close() {
     Work(*this, m_place).Close();
 }
 
+void Hfile32::ReadAhead(unsigned int byte_count) noexcept {
+    Work(*this, m_place).ReadAhead(byte_count);
+}
+
 void Hfile32::RequireBytes(std::uint64_t byte_count) {
     Work(*this, m_place).RequireBytes(byte_count);
 }

@@ -33,6 +33,7 @@ public:
     void Read(char* bytes, unsigned int byte_count) override;
     void Close() override;
     void RequireBytes(std::uint64_t byte_count) override;
+    void ReadAhead(unsigned int byte_count) noexcept;
     void RequireRoom(std::uint64_t byte_count);
     void Flush();
 

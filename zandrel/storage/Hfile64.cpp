@@ -51,6 +51,10 @@ void Hfile64::Write(char* bytes, unsigned int byte_count) {
     Work(*this, m_place).Write(bytes, byte_count);
 }
 
+void Hfile64::ReadAhead(unsigned int byte_count) noexcept {
+    Work(*this, m_place).ReadAhead(byte_count);
+}
+
 void Hfile64::RequireBytes(std::uint64_t byte_count) {
     Work(*this, m_place).RequireBytes(byte_count);
 }

@@ -48,6 +48,9 @@ public:
     void Read(char* bytes, unsigned int byte_count);
     // RAISES: kWriteFailed "File is not open for writing" or "Write error in file ".
     void Write(char* bytes, unsigned int byte_count);
+    // Says how many bytes from here on will be read before the next seek to another place, so that
+    // the device asks the system for no more. It is called behind a seek, and changes no result.
+    void ReadAhead(unsigned int byte_count) noexcept;
 
     // Raises what a read of so many bytes from here on would raise for being short, without reading
     // them. It is called before memory is taken for what a file claims to hold.

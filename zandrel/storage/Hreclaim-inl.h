@@ -441,6 +441,9 @@ void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
 template <class F>
 unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
     SeekTo(offset);
+    // A replacement or a deletion needs only the item's head. To read 1,024 bytes, as for a whole
+    // record, would copy about 1,000 of them for nothing.
+    io.device->ReadAhead(Zandrel::kItemOverhead + static_cast<unsigned int>(key.size()));
     unsigned int tag = 0;
     unsigned int key_length = 0;
     io >> tag >> key_length;

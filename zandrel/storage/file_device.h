@@ -135,6 +135,10 @@ public:
         Advance(byte_count);
     }
 
+    void ReadAhead(unsigned int byte_count) noexcept {
+        m_place.wanted = std::min(byte_count, kBufferBytes);
+    }
+
     void RequireBytes(std::uint64_t byte_count) {
         RequireFile();
         const long long position = Tell();
@@ -216,6 +220,7 @@ private:
         m_place.last = File_place::Transfer::kNone;
         m_place.filled = 0;
         m_place.taken = 0;
+        m_place.wanted = 0;
     }
 
     [[noreturn]] void FailRead() const {
@@ -231,6 +236,9 @@ private:
     }
 
     unsigned int NextReadAhead() const noexcept {
+        if (m_place.wanted != 0) {
+            return m_place.wanted;
+        }
         return std::clamp(2 * m_place.filled, kReadAheadBytes, kBufferBytes);
     }
 
@@ -240,6 +248,7 @@ private:
         if (m_place.taken == m_place.filled) {
             const unsigned int wanted = NextReadAhead();
             m_place.taken = 0;
+            m_place.wanted = 0;
             m_place.filled = ReadStream(m_place.buffer.data(), wanted);
         }
         const unsigned int piece = std::min(byte_count, m_place.filled - m_place.taken);
@@ -252,6 +261,7 @@ private:
     unsigned int ReadThrough(char* bytes, unsigned int byte_count) {
         m_place.filled = 0;
         m_place.taken = 0;
+        m_place.wanted = 0;
         return ReadStream(bytes, std::min(byte_count, Calls::kLargestPiece));
     }
 

@@ -1,0 +1,106 @@
+// Rule_code: the flat form of a rule, which is what the engine evaluates.
+// Not installed: the library's own.
+#ifndef ZANDREL_CLASSIFICATION_RULE_CODE_H_
+#define ZANDREL_CLASSIFICATION_RULE_CODE_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "zandrel/classification/MatchExp.h"
+
+namespace zandrel {
+
+class Rule_evaluation;
+
+// A list of instructions that computes what `tree.eval(info).number` computes, to the last bit.
+// Rule_code.cpp explains it with an example.
+//
+// Operands that have no operation below them are read through the tree, so a second form that a
+// concept gets later counts at once.
+//
+// Threads: as MatchExp.
+class Rule_code {
+public:
+    // REQUIRES: the value of the tree is a number.
+    // BORROWS: the tree, which must live as long.
+    // COST: linear in the tree; no recursion.
+    explicit Rule_code(const MatchExp& tree);
+
+    // COST: no allocation; each key that has a slot is read as a number only once.
+    double evaluate(DocInfo& info) const;
+
+    // Where an operand is. The last result is the value that the instruction before has computed,
+    // or a jump has brought along.
+    enum class Source : std::uint8_t {
+        kResult,
+        kConstant,
+        kKey,   // to be read, and kept in its slot
+        kKept,  // a key that has been read
+        kScore,
+        kSaved,
+        kLeaf
+    };
+
+    struct Operand {
+        Source source = Source::kResult;
+        std::uint8_t slot = 0;           // of kKey, kKept, and of kSaved: the place
+        ArgUnion constant{};             // of kConstant
+        const MatchExp* leaf = nullptr;  // of kLeaf, and of kKey: a CheckNVP
+    };
+
+    enum class Action : std::uint8_t {
+        kLoadNumber,
+        kLoadBoolean,
+        kLoadText,
+        kSaveNumber,  // into the place `left.slot`
+        kSaveBoolean,
+        kSaveText,
+        kJump,  // to `target`
+        kJumpIfTrue,
+        kJumpIfFalse,
+        kBoolToNumber,
+        kNot,
+        kNegation,
+        kGreaterOf,
+        kLesserOf,
+        kLessOrEqual,
+        kLess,
+        kGreaterOrEqual,
+        kGreater,
+        kNumbersEqual,
+        kBoolsEqual,
+        kTextsEqual,
+        kAddition,
+        kSubtraction,
+        kMultiplication,
+        kDivision,
+        kSubstring,
+        kSubstringNoCase,
+        kPause,  // returns from the steps, see Rule_code.cpp
+        kEnd,
+    };
+
+    struct Instruction;
+
+    // Does the work of `now` and of what follows, as far as that computes numbers from numbers.
+    // `result`: the last number. Returns the last number then.
+    using Step = double (*)(double result, const Instruction* now, Rule_evaluation& evaluation);
+
+    struct Instruction {
+        Action action;
+        std::uint32_t target = 0;  // of a jump: an index
+        Operand left{};
+        Operand right{};
+        Step step = nullptr;  // never null in finished code
+    };
+
+    // VALID UNTIL: this is destroyed.
+    const std::vector<Instruction>& instructions() const noexcept { return m_code; }
+
+private:
+    std::vector<Instruction> m_code;
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_CLASSIFICATION_RULE_CODE_H_

@@ -1,0 +1,18 @@
+// prefetch: begins to load memory that is needed soon.
+#ifndef ZANDREL_FOUNDATION_PREFETCH_H_
+#define ZANDREL_FOUNDATION_PREFETCH_H_
+
+namespace Zandrel {
+
+// Begins to load the cache line of an address, which may be any. The caller goes on at once.
+//
+// The empty statement after it is for g++ 12. To that compiler, a function that does nothing but
+// prefetch has no effect, so it removes the calls of such a function, and the prefetch with them.
+inline void prefetch(const void* address) noexcept {
+    __builtin_prefetch(address);
+    __asm__ volatile("" : : "r"(address));
+}
+
+}  // namespace Zandrel
+
+#endif  // ZANDREL_FOUNDATION_PREFETCH_H_

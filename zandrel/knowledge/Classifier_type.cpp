@@ -1,0 +1,56 @@
+// The table of the types of classifiers. The manager makes classifiers from it, files are read by
+// it, and the edits of the tree accept the types that it has.
+#include "zandrel/knowledge/Classifier_type.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+namespace zandrel::detail {
+
+namespace {
+
+zeClassifier* make_switcher(zeManager* manager, zeNode* node) {
+    return new zeSwitcher(manager, node);
+}
+
+std::unique_ptr<zeClassifier> make_empty_switcher() {
+    return std::make_unique<zeSwitcher>(nullptr, nullptr);
+}
+
+// A matcher needs its storage first, so the storage has the lower id.
+zeClassifier* make_matcher(zeManager* manager, zeNode* node) {
+    auto storage = std::make_unique<zeStat_storage>(manager, manager->m_defaults);
+    zeClassifier* const matcher = new zeStat_matcher(manager, node, *storage, true);
+    storage.release();  // The registry owns it from now on.
+    return matcher;
+}
+
+std::unique_ptr<zeClassifier> make_empty_matcher() {
+    return std::make_unique<zeStat_matcher>();
+}
+
+template <class Classifier>
+void load(zeClassifier& classifier, Hio<HSegment>& io) {
+    static_cast<Classifier&>(classifier).Load(io);
+}
+
+constexpr Classifier_type kTypes[] = {
+    {ZE_RULE, false, make_switcher, make_empty_switcher, load<zeSwitcher>},
+    {ZE_STAT, true, make_matcher, make_empty_matcher, load<zeStat_matcher>},
+};
+
+}  // namespace
+
+const Classifier_type* find_classifier_type(unsigned int number) {
+    const auto* const found =
+        std::find_if(std::begin(kTypes), std::end(kTypes),
+                     [number](const Classifier_type& type) { return type.number == number; });
+    return found == std::end(kTypes) ? nullptr : found;
+}
+
+}  // namespace zandrel::detail

@@ -1,0 +1,212 @@
+// Says whether a compact container allows an edit. The edit is not tried: we follow its steps and
+// note which classifiers gain and lose a category.
+//
+// Only classifiers without rules count, since rules are complete in a compact container. A
+// classifier that the edit deletes may lose categories. Example: deleting the only category of a
+// statistical node makes the node a leaf. Its classifier is deleted, and the edit is allowed.
+#include "zandrel/knowledge/Tree_edit.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+namespace zandrel {
+
+namespace {
+
+using Node_set = hash_set<zeNode*, zePointer_hash>;
+using Logical_nodes = std::vector<zeLogicalNode*>;
+
+// Collects what an edit does to the classifiers without rules.
+class Edit_effects {
+public:
+    explicit Edit_effects(const zeManager& manager)
+        : m_manager(manager), m_tree(*manager.m_logical_tree) {
+        for (const auto& [id, object] : manager.m_objects) {
+            auto* const classifier = dynamic_cast<zeClassifier*>(object);
+            if (has_learned(classifier)) {
+                m_learned.push_back(classifier);
+            }
+        }
+    }
+
+    void add(const zeLogicalNode& node) {
+        if (!m_tree.WillChangeParentToClassifier(node)) {
+            gain(classifier_from(node.parent));
+            return;
+        }
+        zeLogicalNode parent = m_tree.GetNode(node.parent);
+        parent.type = node.rule.empty() ? ZE_STAT : ZE_RULE;
+        change(parent);
+    }
+
+    void remove(const zeLogicalNode& node) {
+        note_deleted(node);
+        for (const zeLogicalNode* const each : m_tree.Subtree(node)) {
+            m_deleted.insert(each->physical_node);
+            lose_everywhere(each->physical_node, nullptr);
+        }
+        reduce(m_tree.GetNode(node.parent));
+    }
+
+    void move(const zeLogicalNode& node, unsigned int new_parent) {
+        const zeLogicalNode* const from = m_tree.NearestClassifierNode(node.parent);
+        const zeLogicalNode* const to = m_tree.NearestClassifierNode(new_parent);
+        if (from == to && to != nullptr && to->type == ZE_STAT) {
+            return;  // Only links change.
+        }
+        zeLogicalNode moved = node;
+        moved.parent = new_parent;
+        add(moved);
+        Logical_nodes gathered;
+        m_tree.GatherFatherAndSons(&node, gathered);
+        for (const zeLogicalNode* const each : gathered) {
+            zeNode* const holder = each->physical_node->m_parent;
+            lose(classifier_from(node.parent), each->physical_node);
+            lose(holder == nullptr ? nullptr : classifier_of(holder), each->physical_node);
+        }
+        reduce(m_tree.GetNode(node.parent));
+    }
+
+    void change(const zeLogicalNode& wanted) {
+        const zeLogicalNode& node = m_tree.GetNode(wanted.id);
+        if (node.id == 0 || wanted.type == node.type) {
+            return;
+        }
+        if (node.type == ZE_LEAF) {
+            leave_others(node);
+        }
+        Logical_nodes sons;
+        m_tree.GatherSons(&node, sons);
+        if (!sons.empty() && node.type != ZE_RULE && wanted.type != ZE_RULE) {
+            gain(classifier_from(node.parent));  // or it loses the sons, which counts the same
+        }
+    }
+
+    // Returns whether each classifier keeps its categories or is deleted.
+    bool are_harmless() const {
+        return std::all_of(m_changed.begin(), m_changed.end(), [this](const auto& entry) {
+            return m_deleted.count(entry.first->m_node) != 0;
+        });
+    }
+
+private:
+    static bool has_learned(const zeClassifier* classifier) {
+        return classifier != nullptr && !classifier->has_rules();
+    }
+
+    zeClassifier* classifier_of(zeNode* node) const {
+        return m_manager.m_physical_tree->get_classifier(node);
+    }
+
+    // The classifier that decides the nodes below `id`, or null.
+    zeClassifier* classifier_from(unsigned int id) const {
+        const zeLogicalNode* const node = m_tree.NearestClassifierNode(id);
+        return node == nullptr ? nullptr : classifier_of(node->physical_node);
+    }
+
+    void gain(zeClassifier* classifier) {
+        if (has_learned(classifier)) {
+            m_changed[classifier];
+        }
+    }
+
+    void lose(zeClassifier* classifier, zeNode* category) {
+        if (has_learned(classifier) && classifier->knows(category)) {
+            m_changed[classifier].insert(category);
+        }
+    }
+
+    // No pointer leads from a node to all classifiers that know it.
+    void lose_everywhere(zeNode* category, const zeClassifier* but) {
+        for (zeClassifier* const classifier : m_learned) {
+            if (classifier != but) {
+                lose(classifier, category);
+            }
+        }
+    }
+
+    // A leaf that becomes a classifier remains only in the classifier above.
+    void leave_others(const zeLogicalNode& leaf) {
+        const zeLogicalNode* const above = m_tree.NearestClassifierNode(leaf.parent);
+        if (above != nullptr && above->physical_node->find_child(leaf.physical_node) >= 0) {
+            lose_everywhere(leaf.physical_node, above->physical_node->m_classifier);
+        }
+    }
+
+    // The classifiers below a node are deleted with it. Physically, the nodes below a leaf are its
+    // siblings, so we look below each of them.
+    void note_deleted(const zeLogicalNode& node) {
+        Logical_nodes gathered;
+        m_tree.GatherFatherAndSons(&node, gathered);
+        for (const zeLogicalNode* const each : gathered) {
+            each->physical_node->get_subtree_classifiers(m_deleted);
+        }
+    }
+
+    // A classifier that has lost its last category is deleted with the step that makes its node a
+    // leaf. That happens only to the parent of the node, and never to the root.
+    void reduce(const zeLogicalNode& parent) {
+        if (parent.type == ZE_LEAF || parent.parent == 0) {
+            return;
+        }
+        zeClassifier* const classifier = classifier_of(parent.physical_node);
+        const auto changed = m_changed.find(classifier);
+        if (changed == m_changed.end()) {
+            return;
+        }
+        std::vector<zeNode*> categories;
+        classifier->get_all_categories(categories);
+        const bool is_emptied =
+            std::all_of(categories.begin(), categories.end(), [&changed](zeNode* category) {
+                return category == nullptr || changed->second.count(category) != 0;
+            });
+        if (is_emptied) {
+            m_deleted.insert(parent.physical_node);
+        }
+    }
+
+    const zeManager& m_manager;
+    const zeLogicalTree& m_tree;
+    std::vector<zeClassifier*> m_learned;         // all classifiers without rules
+    std::map<zeClassifier*, Node_set> m_changed;  // with the categories that they lose
+    Node_set m_deleted;                           // nodes whose classifiers are deleted
+};
+
+}  // namespace
+
+bool allows_edit(const zeManager& manager, const Tree_edit& edit) {
+    if (!manager.m_compact) {
+        return true;
+    }
+    Edit_effects effects(manager);
+    const zeLogicalNode& node = manager.m_logical_tree->GetNode(edit.node.id);
+    const bool can_leave = node.id != 0 && node.parent != 0;  // else the tree refuses the edit
+    switch (edit.kind) {
+        case Tree_edit::Kind::Add:
+            effects.add(edit.node);
+            break;
+        case Tree_edit::Kind::Change:
+            effects.change(edit.node);
+            break;
+        case Tree_edit::Kind::Delete:
+            if (can_leave) {
+                effects.remove(node);
+            }
+            break;
+        case Tree_edit::Kind::Move:
+            if (can_leave) {
+                effects.move(node, edit.new_parent);
+            }
+            break;
+    }
+    return effects.are_harmless();
+}
+
+}  // namespace zandrel

@@ -1,0 +1,167 @@
+// Repairs what an edit of zeLogicalTree finds in disagreement, before it moves or deletes a node.
+//
+// In a sound tree one classifier knows a node: that of its real parent, whose physical node lists
+// it as a child. An edit removes the node from there and is done. In the states below another
+// object also points at the node. It would keep a dangling pointer, so every such pointer is
+// removed first.
+//
+// 1. A leaf has a classifier (RepairLeaf). A change of a leaf to a statistical node made the
+//    classifier and then failed in MoveSons, for example without memory; or the record of a file
+//    has the type 0 for the logical node and the type 2 for its physical node.
+// 2. A node is a child of a node whose classifier does not decide it (LeaveHolder). A move of
+//    nested leaves failed when some of them were in the new classifier already and the links were
+//    still the old ones; or a file lists the physical node below another node than its logical
+//    parent.
+// 3. A classifier knows a node that is not its child (LeaveClassifiers). Training was interrupted
+//    between the profiles and `feed`; or a file names the node in the record of a foreign
+//    classifier.
+// 4. Several classifiers know a leaf (LeaveClassifiers, RepairLeaf). Training the root without its
+//    subtree gives it every leaf that a message names, also those of classifiers below. This is no
+//    damage as long as the node is a leaf.
+// 5. A node lists a child that its classifier does not know (LeaveClassifier). A file lists a child
+//    without a profile or a rule; or a program called zeNode::add_child.
+// 6. A node has lost its place in the parent's record of a classifier, or still has its own
+//    classifier, when KCE_Delete deletes it (Detach): the caller has changed the physical side
+//    only in part.
+// 7. The lists of children lead back to a node (Subtree). Only a program can link nodes so, since
+//    reading a file refuses it.
+#include "zandrel/knowledge/zeLogicalTree.h"
+
+#include "zandrel/classification/zeClassifier.h"
+#include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+
+namespace {
+
+using Node_set = hash_set<zeNode*, zePointer_hash>;
+
+// Those of the nodes that the classifier knows, or that are children of its node.
+std::vector<zeNode*> held_by(zeClassifier& classifier, const Node_set& nodes) {
+    std::vector<zeNode*> candidates;
+    classifier.get_all_categories(candidates);
+    if (classifier.m_node != nullptr) {
+        const std::vector<zeNode*>& children = classifier.m_node->m_children;
+        candidates.insert(candidates.end(), children.begin(), children.end());
+    }
+    Node_set held;
+    for (zeNode* const node : candidates) {
+        if (nodes.count(node) != 0) {
+            held.insert(node);
+        }
+    }
+    return Zandrel::in_id_order(held);
+}
+
+void leave_classifier(zeClassifier& classifier, const std::vector<zeNode*>& leaving) {
+    for (zeNode* const node : leaving) {
+        if (classifier.knows(node)) {
+            classifier.drop_category(node);
+            classifier.rebuild_table();
+        }
+        if (classifier.m_node != nullptr) {
+            classifier.m_node->remove_child(node);
+        }
+    }
+}
+
+}  // namespace
+
+void zeLogicalTree::RepairLeaf(const zeLogicalNode& leaf) {
+    manager->DelClassifier(leaf.physical_node);
+    const zeLogicalNode* const above = NearestClassifierNode(leaf.parent);
+    zeNode* const holder = above == nullptr ? nullptr : above->physical_node;
+    if (holder == nullptr || holder->find_child(leaf.physical_node) < 0) {
+        return;
+    }
+    LeaveClassifiers({leaf.physical_node}, holder->m_classifier);
+    leaf.physical_node->m_parent = holder;
+}
+
+void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
+    zeNode* const holder = node->m_parent;
+    if (holder == nullptr) {
+        return;
+    }
+    zeClassifier* const other = manager->m_physical_tree->get_classifier(holder);
+    if (decider != nullptr && other == decider) {
+        return;
+    }
+    if (other != nullptr && other->knows(node)) {
+        other->remove_category(node, true);
+        other->rebuild_table();
+    }
+    holder->remove_child(node);
+}
+
+// No pointer leads from a node to all classifiers that know it. So we ask all classifiers, once for
+// all nodes.
+void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but) {
+    // To ask each classifier for each node of a large subtree would take the product of their
+    // numbers. Up to this many nodes it is faster than to gather all that a classifier knows.
+    constexpr std::size_t kFewNodes = 64;
+    const bool are_many = leaving.size() > kFewNodes;
+    const Node_set many(leaving.begin(), are_many ? leaving.end() : leaving.begin());
+    for (const auto& [id, object] : manager->m_objects) {
+        if (object->GetType() == kStorageObjectType) {
+            continue;  // Every second object is one, and a cast costs more than this question.
+        }
+        auto* const classifier = dynamic_cast<zeClassifier*>(object);
+        if (classifier != nullptr && classifier != but) {
+            leave_classifier(*classifier, are_many ? held_by(*classifier, many) : leaving);
+        }
+    }
+}
+
+void zeLogicalTree::Detach(const std::vector<zeLogicalNode*>& deleted) {
+    std::vector<zeNode*> leaving;
+    leaving.reserve(deleted.size());
+    for (const zeLogicalNode* const each : deleted) {
+        manager->DelClassifier(each->physical_node);
+        LeaveHolder(each->physical_node, nullptr);
+        leaving.push_back(each->physical_node);
+    }
+    LeaveClassifiers(leaving, nullptr);
+}
+
+// Appends what is below `top`, parents before children. Returns false if a node was reached twice:
+// it was then entered only once.
+bool zeLogicalTree::WalkDown(const zeLogicalNode& top, hash_set<unsigned int>& seen,
+                             std::vector<zeLogicalNode*>& parents_first) const {
+    bool is_tree = true;
+    std::vector<zeLogicalNode*> waiting = {const_cast<zeLogicalNode*>(&top)};
+    seen.insert(top.id);
+    while (!waiting.empty()) {
+        zeLogicalNode* const next = waiting.back();
+        waiting.pop_back();
+        parents_first.push_back(next);
+        for (const unsigned int child : next->children) {
+            zeLogicalNode* const found = Find(child);
+            if (found != nullptr && seen.insert(child).second) {
+                waiting.push_back(found);
+            } else {
+                is_tree = is_tree && found == nullptr;
+            }
+        }
+    }
+    return is_tree;
+}
+
+// If the lists lead back to a node, they can lead to the root and so to the whole tree. The nodes
+// above `top` are therefore left out. Example: the root lists a, a lists b, and b lists the root.
+// The subtree of a is then a and b.
+std::vector<zeLogicalNode*> zeLogicalTree::Subtree(const zeLogicalNode& top) const {
+    std::vector<zeLogicalNode*> parents_first;
+    hash_set<unsigned int> seen;
+    if (!WalkDown(top, seen, parents_first)) {
+        seen.clear();
+        const zeLogicalNode* above = Find(top.parent);
+        while (above != nullptr && seen.insert(above->id).second) {
+            above = Find(above->parent);
+        }
+        parents_first.clear();
+        WalkDown(top, seen, parents_first);
+    }
+    return parents_first;
+}
