@@ -5,8 +5,8 @@
 // - Forgetting_guard refuses a move after which a classifier knows less of a category than before.
 //   A move can reach many classifiers: a moved node takes the nodes below it along. We do not
 //   predict the effect, but compare the classifiers.
-// If a guard refuses the edit, the caller discards the container in memory: the file is written only
-// if the edit returns.
+// If a guard refuses the edit, the caller discards the container in memory: the file is written
+// only if the edit returns.
 //
 // Example: "root" and "root/sport" are statistical, and "sport" has the categories "golf" (500
 // messages) and "chess" (80). `tree move root/sport/chess root` gives, for the classifier of
