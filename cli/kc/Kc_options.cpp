@@ -92,36 +92,6 @@ std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefau
     return std::move(map.options);
 }
 
-zeDefaults settings_of(const zeStat_storage& storage) {
-    zeDefaults settings;
-    settings.use_new_ZC = storage.m_use_new_ZC;
-    settings.use_normalization = storage.m_use_normalization;
-    settings.use_likelihood_in_train = storage.m_use_train_likelihood;
-    settings.use_likelihood_in_match = storage.m_use_likelihood_in_match;
-    settings.likelihood_resolution = storage.m_likelihood_resolution;
-    settings.use_omit_method = storage.m_use_omit_method;
-    settings.suppress_M = storage.m_suppress_M;
-    settings.suppress_M_threshold = storage.m_suppress_M_threshold;
-    settings.num_slices = storage.m_num_slices;
-    settings.clip_value = storage.m_clip_value;
-    settings.profile_size = storage.m_profile_size;
-    settings.min_Ps_size = storage.m_min_Ps_size;
-    settings.max_Ps_size = storage.m_max_Ps_size;
-    settings.P_life_expectancy = storage.m_P_life_expectancy;
-    settings.delete_P_factor = storage.m_delete_P_factor;
-    settings.activation_inside = storage.m_activation_inside;
-    settings.activation_outside = storage.m_activation_outside;
-    settings.activation_total = storage.m_activation_total;
-    settings.learn_speed_scale = storage.m_learn_speed_scale;
-    settings.min_Rlimit = storage.m_min_Rlimit;
-    settings.average_Rlimit = storage.m_average_Rlimit;
-    settings.max_Rlimit = storage.m_max_Rlimit;
-    settings.keywords_frequency = storage.m_keywords_frequency;
-    settings.sml_weights = storage.m_sml_weights;
-    settings.weaken_small_cats_factor = storage.m_weaken_small_cats_factor;
-    return settings;
-}
-
 std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
     std::map<qtString, qtString> texts = setting_texts(manager->m_config, manager->m_defaults);
     std::vector<Kc_setting> settings;
@@ -129,7 +99,7 @@ std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
         settings.push_back({known.key, texts[known.key].str(), {}});
     }
     for (const Stat_classifier& each : stat_classifiers(*manager)) {
-        texts = setting_texts(manager->m_config, settings_of(*each.matcher->m_storage));
+        texts = setting_texts(manager->m_config, each.matcher->m_storage->settings());
         for (Kc_setting& setting : settings) {
             const std::string value = texts[setting.key].str();
             if (value != setting.value) {
@@ -175,7 +145,7 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_v
     std::vector<std::pair<zeStat_matcher*, zeDefaults>> wanted;
     for (const Stat_classifier& each : stat_classifiers(*manager)) {
         const zeStat_storage& storage = *each.matcher->m_storage;
-        qtPtrLight<zeManager> own = container_of(manager->m_config, settings_of(storage));
+        qtPtrLight<zeManager> own = container_of(manager->m_config, storage.settings());
         map.SetKcDefaults(own, false);
         if (manager->m_compact) {
             verify_compact(storage, own->m_defaults);

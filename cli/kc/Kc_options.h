@@ -14,7 +14,6 @@
 #include "zandrel/persistence/zeDefaults.h"
 
 class zeManager;
-class zeStat_storage;
 struct zeConfig;
 
 namespace cli {
@@ -61,9 +60,6 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_v
 
 // The settings as an options file has them, by key.
 std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
-
-// The settings of one classifier in the form of a container's.
-zeDefaults settings_of(const zeStat_storage& storage);
 
 // A setting's value: a number as a number, all else as a text.
 nlohmann::ordered_json value_json(const std::string& value);

@@ -8,6 +8,7 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/foundation/qtString.h"
+#include "zandrel/statistics/Setting.h"
 
 class zeManager;
 struct zeDefaults;
@@ -24,12 +25,14 @@ struct zeDefaults;
 class ZANDREL_EXPORT zeOptMap {
 public:
     // How a setting of the container is read from its text.
-    enum class Kind { flag, integer, unsigned_integer, real, learn_speed };
+    using Kind = zandrel::Setting_kind;
 
     // A key that GetKcDefaults and SetKcDefaults know.
     struct Known_key {
         const char* key;
         Kind kind;
+        // The integers that have a meaning. SetKcDefaults takes all others as well.
+        zandrel::Setting_range range;
     };
 
     zeOptMap() = default;
