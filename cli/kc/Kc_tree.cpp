@@ -13,6 +13,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -21,30 +22,13 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
 
 namespace {
-
-constexpr unsigned int kRootId = 1;
-constexpr const char* kDefaultRule = "default";
-
-// With the ids of their nodes in the logical tree.
-using Matchers = std::vector<std::pair<unsigned int, zeStat_matcher*>>;
-
-Matchers matchers_of(zeManager& manager) {
-    Matchers matchers;
-    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
-        auto* const matcher = dynamic_cast<zeStat_matcher*>(
-            manager.m_physical_tree->get_classifier(node.physical_node));
-        if (matcher != nullptr) {
-            matchers.emplace_back(id, matcher);
-        }
-    }
-    return matchers;
-}
 
 // The statistical classifiers of a compact container, to be compared before and after an edit. An
 // edit reaches them on many ways: nodes come and go, move, or change their type and take the nodes
@@ -85,7 +69,7 @@ private:
     // By the classifiers' ids.
     std::map<unsigned int, Holding> holdings() const {
         std::map<unsigned int, Holding> found;
-        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
             Holding& holding = found[matcher->m_id];
             holding.features = matcher->m_table.size();
             for (const auto& profile : matcher->m_storage->m_profiles) {
@@ -137,7 +121,7 @@ private:
 
     Lessons lessons() const {
         Lessons found;
-        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
             auto& of_matcher = found[matcher->m_id];
             of_matcher.reserve(matcher->m_storage->m_profiles.size());
             for (const auto& profile : matcher->m_storage->m_profiles) {
@@ -152,7 +136,7 @@ private:
     // By the classifiers' ids.
     hash_map<unsigned int, std::string> paths() const {
         hash_map<unsigned int, std::string> paths;
-        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
             paths[matcher->m_id] =
                 shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
         }
@@ -222,7 +206,7 @@ void check_threshold(const zeLogicalTree& tree, const zeLogicalNode& node) {
 
 // The tree says only that a rule is wrong; the parser says why.
 void check_rule(const Node_attributes& attributes) {
-    if (!attributes.rule || attributes.rule->empty() || *attributes.rule == kDefaultRule) {
+    if (!attributes.rule || attributes.rule->empty() || *attributes.rule == zandrel::kDefaultRule) {
         return;
     }
     try {
@@ -284,7 +268,7 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
         check_threshold(tree, wanted);
     }
     // The root's classifier is replaced in a way of its own.
-    if (node.id == kRootId && attributes.type) {
+    if (node.id == zandrel::kRootId && attributes.type) {
         tree.ChangeRootType(*attributes.type);
         node.type = *attributes.type;
     }
@@ -297,7 +281,7 @@ void rename_node(zeManager& manager, const std::string& path, const std::string&
     zeLogicalTree& tree = *manager.m_logical_tree;
     zeLogicalNode node = find_node(tree, path);
     const bool names_container =
-        node.id == kRootId && manager.m_config.kc_name.view() == node.name.view();
+        node.id == zandrel::kRootId && manager.m_config.kc_name.view() == node.name.view();
     node.name = Concept::insert_view(name);
     if (!manager.m_compat55) {
         node.category = node.name;

@@ -6,11 +6,11 @@
 #include <fstream>
 #include <optional>
 
-#include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/errors.h"
+#include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -94,10 +94,8 @@ std::size_t line_of(const std::string& path, std::string_view key) {
     std::string line;
     std::size_t found = 0;
     for (std::size_t number = 1; std::getline(file, line); ++number) {
-        const qtString trimmed = TrimWhiteSpace(line);
-        const std::string_view text = trimmed.view();
-        // An empty line gives nothing, not a value to the empty key.
-        if (!text.empty() && text.substr(0, text.find_first_of(" =\t\r\n")) == key) {
+        const std::optional<zeOptMap::Line> parts = zeOptMap::read_line(line);
+        if (parts && parts->key == key) {
             found = number;
         }
     }
@@ -141,23 +139,21 @@ void Engine_settings::load(const std::string& path) {
 
 void Engine_settings::set(const std::vector<std::string>& assignments) {
     for (const std::string& assignment : assignments) {
-        const std::size_t equals = assignment.find('=');
-        if (equals == std::string::npos) {
+        const std::optional<Key_value> pair = split_trimmed(assignment);
+        if (!pair) {
             throw Usage_error("--set " + shown_value(assignment) +
                               ": no \"=\" between key and value");
         }
-        const qtString key = TrimWhiteSpace(assignment.substr(0, equals));
-        const qtString value = TrimWhiteSpace(assignment.substr(equals + 1));
-        if (is_trainer_switch(key.view())) {
-            throw Usage_error("--set " + key.str() +
+        if (is_trainer_switch(pair->key)) {
+            throw Usage_error("--set " + pair->key +
                               ": the trainers read this switch from an options file alone; give "
                               "it with --options");
         }
-        const std::string problem = setting_problem(key.view(), value.view());
+        const std::string problem = setting_problem(pair->key, pair->value);
         if (!problem.empty()) {
             throw Usage_error("--set: " + problem);
         }
-        m_options.Add(key, value);
+        m_options.Add(pair->key, qtString(pair->value));
     }
 }
 

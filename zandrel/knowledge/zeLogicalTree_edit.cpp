@@ -9,13 +9,12 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Children_index.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
-
-constexpr unsigned int kRootId = 1;
 
 [[noreturn]] void refuse(int code, const qtString& text) {
     throw qtX<zeLogicalTree>(code, text);
@@ -231,7 +230,7 @@ void zeLogicalTree::ChangeRule(zeLogicalNode& node, const qtString& rule) {
 }
 
 void zeLogicalTree::ChangeRootType(int type) {
-    zeLogicalNode* const root = Find(kRootId);
+    zeLogicalNode* const root = Find(zandrel::kRootId);
     if (root == nullptr || root->type == type) {
         return;
     }

@@ -3,6 +3,7 @@
 #define ZANDREL_OPTIONS_ZEOPTMAP_H_
 
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -49,6 +50,15 @@ public:
     // RAISES: 3 "Can't write options file: " and the path (argument: the path).
     void Dump(const qtString& path) const;
 
+    // What a line of the file says.
+    struct Line {
+        qtString key;
+        qtString value;
+    };
+
+    // Reads a line of the file. Returns nothing for an empty line and for a comment.
+    static std::optional<Line> read_line(const qtString& line);
+
     // Sets an entry. A number is written in the shortest form that reads back equal, a bool as "1"
     // or "0".
     void Add(const qtString& key, unsigned int value);
@@ -93,7 +103,6 @@ public:
 
 private:
     const qtString* find_given(const qtString& key, bool* found) const;
-    void add_line(const qtString& line);
 };
 
 // The map that answers the trainers' switches: the last one loaded, null at start. Set by
