@@ -12,9 +12,10 @@
 
 #include "tests/support/bags.h"
 
-// The settings of a storage, as the record that they came from.
+// The settings of a storage, as the record that they came from. Each member is named here a second
+// time, so that a row of the table of settings that confuses two members is found.
 inline zeDefaults settings_of(const zeStat_storage& storage) {
-    zeDefaults settings;
+    zeDefaults settings = storage.settings();
     settings.use_new_ZC = storage.m_use_new_ZC;
     settings.use_normalization = storage.m_use_normalization;
     settings.use_likelihood_in_train = storage.m_use_train_likelihood;
