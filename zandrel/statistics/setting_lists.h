@@ -13,7 +13,6 @@
 #include <initializer_list>
 #include <iterator>
 #include <span>
-#include <stdexcept>
 #include <string_view>
 
 #include "zandrel/statistics/Setting.h"
@@ -24,17 +23,21 @@ namespace zandrel::detail {
 
 using Setting_names = std::span<const std::string_view>;
 
-constexpr const Setting& setting_named(std::string_view name) {
+// Never defined: a call makes the compiler stop at a name without a row.
+void no_row_has_this_name();
+
+consteval const Setting& setting_named(std::string_view name) {
     for (const Setting& setting : Setting_table::kRows) {
         if (name == setting.name) {
             return setting;
         }
     }
-    throw std::logic_error("no row of the table of settings has this name");
+    no_row_has_this_name();
+    return Setting_table::kRows[0];
 }
 
 template <std::size_t Size>
-constexpr std::array<const Setting*, Size> find_rows(const std::string_view (&names)[Size]) {
+consteval std::array<const Setting*, Size> find_rows(const std::string_view (&names)[Size]) {
     std::array<const Setting*, Size> rows = {};
     for (std::size_t i = 0; i < Size; ++i) {
         rows[i] = &setting_named(names[i]);
@@ -175,8 +178,8 @@ void load_end_of_settings(Hio<HSegment>& io, Record& record) {
     const bool has_factor = io.ReadBool();
     load_rows(io, kRowsOf<kAfterMarker>, record);
     if (!has_factor) {
-        const Setting& factor = setting_named("WeakenSmallCatsFactor");
-        place_in(factor, record).set(record, 0.0);
+        constexpr const Setting& kFactor = setting_named("WeakenSmallCatsFactor");
+        place_in(kFactor, record).set(record, 0.0);
     }
     char reserved[kReservedSize];
     io.ReadBytes(reserved, kReservedSize);
