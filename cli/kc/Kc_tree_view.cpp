@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "zandrel/foundation/qtText.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -22,8 +23,6 @@ namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr unsigned int kRootId = 1;
 
 std::optional<int> messages_for(zeManager& manager, const zeLogicalNode& node) {
     if (node.parent == 0) {
@@ -131,8 +130,8 @@ Tree_view view_tree(zeManager& manager, const std::string& path, int depth) {
     std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with their depths; the next last
     if (!path.empty()) {
         waiting.emplace_back(&find_node(tree, path), 0);
-    } else if (tree.GetNode(kRootId).id != 0) {
-        waiting.emplace_back(&tree.GetNode(kRootId), 0);
+    } else if (tree.GetNode(zandrel::kRootId).id != 0) {
+        waiting.emplace_back(&tree.GetNode(zandrel::kRootId), 0);
     }
     while (!waiting.empty()) {
         const auto [node, level] = waiting.back();

@@ -25,7 +25,7 @@ std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefault
 
 // Removes from the list the choices that the user's values replace (replaces_choice). The settings
 // themselves stay. Returns whether it has removed any.
-bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config);
+bool forget_choices(const std::vector<Key_value>& given, zeConfig& config);
 
 }  // namespace cli
 
