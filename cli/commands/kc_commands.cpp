@@ -59,7 +59,7 @@ void print_options(const Kc_words& words) {
 }
 
 void set_options(const Kc_words& words) {
-    const std::vector<Setting_value> values = setting_values(words.assignments);
+    const std::vector<Key_value> values = setting_values(words.assignments);
     Long_work work;
     edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
             [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); });

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
-#include "zandrel/foundation/qtText.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -22,7 +22,9 @@
 #include "cli/kc/Kc_paths.h"
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kept_choices.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -30,27 +32,6 @@ namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-struct Stat_classifier {
-    std::string path;
-    zeStat_matcher* matcher;
-};
-
-std::vector<Stat_classifier> stat_classifiers(zeManager& manager) {
-    std::vector<Stat_classifier> found;
-    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
-        auto* const matcher = dynamic_cast<zeStat_matcher*>(
-            manager.m_physical_tree->get_classifier(node.physical_node));
-        if (matcher != nullptr) {
-            found.push_back({shown_path(*manager.m_logical_tree, id), matcher});
-        }
-    }
-    std::sort(found.begin(), found.end(),
-              [](const Stat_classifier& left, const Stat_classifier& right) {
-                  return left.path < right.path;
-              });
-    return found;
-}
 
 // Makes a container without nodes that has these settings. The map can read and write it.
 qtPtrLight<zeManager> container_of(const zeConfig& config, const zeDefaults& defaults) {
@@ -66,7 +47,7 @@ bool is_known(std::string_view key) {
                        [key](const zeOptMap::Known_key& each) { return key == each.key; });
 }
 
-void verify(const Setting_value& setting) {
+void verify(const Key_value& setting) {
     const std::string problem = setting_problem(setting.key, setting.value);
     if (!problem.empty()) {
         throw Usage_error(problem);
@@ -95,36 +76,6 @@ std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefau
     return std::move(map.options);
 }
 
-zeDefaults settings_of(const zeStat_storage& storage) {
-    zeDefaults settings;
-    settings.use_new_ZC = storage.m_use_new_ZC;
-    settings.use_normalization = storage.m_use_normalization;
-    settings.use_likelihood_in_train = storage.m_use_train_likelihood;
-    settings.use_likelihood_in_match = storage.m_use_likelihood_in_match;
-    settings.likelihood_resolution = storage.m_likelihood_resolution;
-    settings.use_omit_method = storage.m_use_omit_method;
-    settings.suppress_M = storage.m_suppress_M;
-    settings.suppress_M_threshold = storage.m_suppress_M_threshold;
-    settings.num_slices = storage.m_num_slices;
-    settings.clip_value = storage.m_clip_value;
-    settings.profile_size = storage.m_profile_size;
-    settings.min_Ps_size = storage.m_min_Ps_size;
-    settings.max_Ps_size = storage.m_max_Ps_size;
-    settings.P_life_expectancy = storage.m_P_life_expectancy;
-    settings.delete_P_factor = storage.m_delete_P_factor;
-    settings.activation_inside = storage.m_activation_inside;
-    settings.activation_outside = storage.m_activation_outside;
-    settings.activation_total = storage.m_activation_total;
-    settings.learn_speed_scale = storage.m_learn_speed_scale;
-    settings.min_Rlimit = storage.m_min_Rlimit;
-    settings.average_Rlimit = storage.m_average_Rlimit;
-    settings.max_Rlimit = storage.m_max_Rlimit;
-    settings.keywords_frequency = storage.m_keywords_frequency;
-    settings.sml_weights = storage.m_sml_weights;
-    settings.weaken_small_cats_factor = storage.m_weaken_small_cats_factor;
-    return settings;
-}
-
 std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
     std::map<qtString, qtString> texts = setting_texts(manager->m_config, manager->m_defaults);
     std::vector<Kc_setting> settings;
@@ -132,13 +83,20 @@ std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
         settings.push_back({known.key, texts[known.key].str(), {}});
     }
     for (const Stat_classifier& each : stat_classifiers(*manager)) {
-        texts = setting_texts(manager->m_config, settings_of(*each.matcher->m_storage));
+        const std::string path = shown_path(*manager->m_logical_tree, each.id);
+        texts = setting_texts(manager->m_config, each.matcher->m_storage->settings());
         for (Kc_setting& setting : settings) {
             const std::string value = texts[setting.key].str();
             if (value != setting.value) {
-                setting.others.push_back({each.path, value});
+                setting.others.push_back({path, value});
             }
         }
+    }
+    for (Kc_setting& setting : settings) {
+        std::stable_sort(setting.others.begin(), setting.others.end(),
+                         [](const Other_value& left, const Other_value& right) {
+                             return left.path < right.path;
+                         });
     }
     return settings;
 }
@@ -152,26 +110,24 @@ Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key) {
     throw Usage_error("unknown setting \"" + shown_value(key) + "\"");
 }
 
-std::vector<Setting_value> setting_values(const std::vector<std::string>& words) {
-    std::vector<Setting_value> values;
+std::vector<Key_value> setting_values(const std::vector<std::string>& words) {
+    std::vector<Key_value> values;
     for (const std::string& word : words) {
-        const std::size_t equals = word.find('=');
-        if (equals == std::string::npos) {
+        const std::optional<Key_value> setting = split_trimmed(word);
+        if (!setting) {
             throw Usage_error(shown_value(word) + ": no \"=\" between key and value");
         }
-        const Setting_value setting = {TrimWhiteSpace(word.substr(0, equals)).str(),
-                                       TrimWhiteSpace(word.substr(equals + 1)).str()};
-        verify(setting);
-        values.push_back(setting);
+        verify(*setting);
+        values.push_back(*setting);
     }
     return values;
 }
 
-bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_value>& values) {
+bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value>& values) {
     const std::vector<Kc_setting> before = kc_settings(manager);
     zeOptMap map;
     map.Add("UseExtParms", true);
-    for (const Setting_value& setting : values) {
+    for (const Key_value& setting : values) {
         map.Add(setting.key, setting.value);
     }
     // We apply the map to the classifier's own settings, so that settings without a given value
@@ -179,7 +135,7 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_v
     std::vector<std::pair<zeStat_matcher*, zeDefaults>> wanted;
     for (const Stat_classifier& each : stat_classifiers(*manager)) {
         const zeStat_storage& storage = *each.matcher->m_storage;
-        qtPtrLight<zeManager> own = container_of(manager->m_config, settings_of(storage));
+        qtPtrLight<zeManager> own = container_of(manager->m_config, storage.settings());
         map.SetKcDefaults(own, false);
         if (manager->m_compact) {
             verify_compact(storage, own->m_defaults);

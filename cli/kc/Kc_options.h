@@ -13,8 +13,9 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/persistence/zeDefaults.h"
 
+#include "cli/text/Key_value.h"
+
 class zeManager;
-class zeStat_storage;
 struct zeConfig;
 
 namespace cli {
@@ -35,11 +36,6 @@ struct Kc_setting {
     bool operator==(const Kc_setting& other) const = default;
 };
 
-struct Setting_value {
-    std::string key;
-    std::string value;
-};
-
 // All settings that an options file can have for a container, in the order of docs/options.md.
 std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager);
 // The setting with one key.
@@ -49,7 +45,7 @@ Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key);
 // Reads `Key=value` words. An empty value, or "leave", leaves the setting as it is.
 // RAISES: Usage_error that names the key, also for a key that options files can have but containers
 // do not keep.
-std::vector<Setting_value> setting_values(const std::vector<std::string>& words);
+std::vector<Key_value> setting_values(const std::vector<std::string>& words);
 
 // Gives the values to the container and to each of its statistical classifiers. The other settings
 // of a classifier keep their values, also where they differ from those of the container. A setting
@@ -58,13 +54,10 @@ std::vector<Setting_value> setting_values(const std::vector<std::string>& words)
 // REQUIRES: values as `setting_values` gives them.
 // RAISES: Edit_refused, changing nothing, for a compact container if a classifier would have to
 // make its likelihood tables again, since the statistics for that are missing.
-bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Setting_value>& values);
+bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value>& values);
 
 // The settings as texts of an options file, by key.
 std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
-
-// The settings of one classifier in the form of a container's.
-zeDefaults settings_of(const zeStat_storage& storage);
 
 // The value of a setting as JSON: a number, or a string if the text is not a number.
 nlohmann::ordered_json value_json(const std::string& value);

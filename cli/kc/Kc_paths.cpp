@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include "cli/errors.h"
@@ -12,8 +13,6 @@
 namespace cli {
 
 namespace {
-
-constexpr unsigned int kRootId = 1;
 
 using Parts = std::vector<qtString>;
 
@@ -30,7 +29,7 @@ std::string quoted_path(const Parts& parts, std::size_t count) {
 }
 
 [[noreturn]] void refuse_start(const zeLogicalTree& tree, const std::string& path) {
-    const zeLogicalNode& root = tree.GetNode(kRootId);
+    const zeLogicalNode& root = tree.GetNode(zandrel::kRootId);
     throw Usage_error("no node " + in_quotes(shown_value(path)) +
                       (root.id == 0 ? ": the container has no node"
                                     : ": a path begins with the name of the root, " +

@@ -29,6 +29,7 @@
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Tree_edit.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -37,6 +38,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 
@@ -44,25 +46,7 @@ namespace cli {
 
 namespace {
 
-constexpr unsigned int kRootId = 1;
-constexpr const char* kDefaultRule = "default";
-
 using Edit = zandrel::Tree_edit::Kind;
-
-// All statistical classifiers, with the ids of their nodes in the logical tree.
-using Matchers = std::vector<std::pair<unsigned int, zeStat_matcher*>>;
-
-Matchers matchers_of(zeManager& manager) {
-    Matchers matchers;
-    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
-        auto* const matcher = dynamic_cast<zeStat_matcher*>(
-            manager.m_physical_tree->get_classifier(node.physical_node));
-        if (matcher != nullptr) {
-            matchers.emplace_back(id, matcher);
-        }
-    }
-    return matchers;
-}
 
 // Asks the library before an edit whether a compact container allows it, and refuses the edit
 // afterwards. So an edit that breaks a rule of the tree is refused with the message of the tree.
@@ -121,7 +105,7 @@ private:
 
     Lessons lessons() const {
         Lessons found;
-        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
             auto& of_matcher = found[matcher->m_id];
             of_matcher.reserve(matcher->m_storage->m_profiles.size());
             for (const auto& profile : matcher->m_storage->m_profiles) {
@@ -136,7 +120,7 @@ private:
     // By the classifiers' ids.
     hash_map<unsigned int, std::string> paths() const {
         hash_map<unsigned int, std::string> paths;
-        for (const auto& [id, matcher] : matchers_of(m_manager)) {
+        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
             paths[matcher->m_id] =
                 shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
         }
@@ -207,7 +191,7 @@ void check_threshold(const zeLogicalTree& tree, const zeLogicalNode& node) {
 // The tree reports only that a rule is wrong. We call the parser first, since it reports the
 // reason.
 void check_rule(const Node_attributes& attributes) {
-    if (!attributes.rule || attributes.rule->empty() || *attributes.rule == kDefaultRule) {
+    if (!attributes.rule || attributes.rule->empty() || *attributes.rule == zandrel::kDefaultRule) {
         return;
     }
     try {
@@ -269,7 +253,7 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
         check_threshold(tree, wanted);
     }
     // The library has another function that replaces the classifier of the root.
-    if (node.id == kRootId && attributes.type) {
+    if (node.id == zandrel::kRootId && attributes.type) {
         tree.ChangeRootType(*attributes.type);
         node.type = *attributes.type;
     }
@@ -283,7 +267,7 @@ void rename_node(zeManager& manager, const std::string& path, const std::string&
     zeLogicalTree& tree = *manager.m_logical_tree;
     zeLogicalNode node = find_node(tree, path);
     const bool names_container =
-        node.id == kRootId && manager.m_config.kc_name.view() == node.name.view();
+        node.id == zandrel::kRootId && manager.m_config.kc_name.view() == node.name.view();
     node.name = Concept::insert_view(name);
     if (!manager.m_compat55) {
         node.category = node.name;

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "zandrel/foundation/qtText.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -24,8 +25,6 @@ namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr unsigned int kRootId = 1;
 
 std::optional<int> messages_for(zeManager& manager, const zeLogicalNode& node) {
     if (node.parent == 0) {
@@ -134,8 +133,8 @@ Tree_view view_tree(zeManager& manager, const std::string& path, int depth) {
     std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with depths; last one next
     if (!path.empty()) {
         waiting.emplace_back(&find_node(tree, path), 0);
-    } else if (tree.GetNode(kRootId).id != 0) {
-        waiting.emplace_back(&tree.GetNode(kRootId), 0);
+    } else if (tree.GetNode(zandrel::kRootId).id != 0) {
+        waiting.emplace_back(&tree.GetNode(zandrel::kRootId), 0);
     }
     while (!waiting.empty()) {
         const auto [node, level] = waiting.back();

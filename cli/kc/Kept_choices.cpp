@@ -10,6 +10,7 @@
 #include "zandrel/persistence/zeConfig.h"
 
 #include "cli/model/Engine_settings.h"
+#include "cli/text/Key_value.h"
 
 namespace cli {
 
@@ -22,8 +23,8 @@ std::vector<Chosen_setting> written_choices(const zeConfig& config) {
     std::istringstream words(text == nullptr ? "" : text->str());
     std::vector<Chosen_setting> choices;
     for (std::string word; words >> word;) {
-        const std::size_t equals = std::min(word.find('='), word.size());
-        choices.push_back({word.substr(0, equals), word.substr(std::min(equals + 1, word.size()))});
+        const Key_value choice = split_key_value(word).value_or(Key_value{word, ""});
+        choices.push_back({choice.key, choice.value});
     }
     return choices;
 }
@@ -52,10 +53,10 @@ std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefault
     return choices;
 }
 
-bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config) {
+bool forget_choices(const std::vector<Key_value>& given, zeConfig& config) {
     std::vector<Chosen_setting> choices = written_choices(config);
     const std::size_t forgotten = std::erase_if(choices, [&given](const Chosen_setting& choice) {
-        return std::any_of(given.begin(), given.end(), [&choice](const Setting_value& each) {
+        return std::any_of(given.begin(), given.end(), [&choice](const Key_value& each) {
             return replaces_choice(each.key, choice.key) && !keeps_setting(each.value);
         });
     });

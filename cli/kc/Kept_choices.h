@@ -24,7 +24,7 @@ std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefault
 
 // Removes the choices that the user's values replace (replaces_choice) from the list. The values of
 // the settings do not change. Returns whether it has removed any.
-bool forget_choices(const std::vector<Setting_value>& given, zeConfig& config);
+bool forget_choices(const std::vector<Key_value>& given, zeConfig& config);
 
 }  // namespace cli
 

@@ -4,14 +4,13 @@
 #include <cmath>
 #include <cstdint>
 #include <fstream>
-#include <limits>
 #include <optional>
 
-#include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/errors.h"
+#include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -23,57 +22,23 @@ using Kind = zeOptMap::Kind;
 // The map's own switch, which tells the engine to take the map's settings at all.
 constexpr std::string_view kUseMap = "UseExtParms";
 
-// The integers that mean something. The engine would take others without a word: the nearest end of
-// the field's type, the low byte, or a value that it makes nothing of.
-struct Range {
-    std::int64_t least;
-    std::int64_t greatest;
-};
-
-struct Range_of_key {
-    std::string_view key;
-    Range range;
-};
-
-constexpr std::int64_t kIntMax = std::numeric_limits<std::int32_t>::max();
-constexpr std::int64_t kUnsignedMax = std::numeric_limits<std::uint32_t>::max();
-
-// The settings for which 0 has no meaning, or for which the greatest value is less than that of the
-// type. All others are counts, sizes and limits from 0 on.
-constexpr Range_of_key kRanges[] = {
-    {"AverageRlimit", {1, kIntMax}},      // no profile could keep a message
-    {"KeywordsFrequency", {1, kIntMax}},  // with 0 a bag of keywords would count for nothing
-    // Each step adds the memory of one more histogram for every category.
-    {"LikelihoodHistogramResolution", {1, 1000}},
-    {"MaxRlimit", {1, kIntMax}},
-    {"NumberOfSlices", {1, kIntMax}},
-    {"PLifeExpectancy", {0, 255}},  // one byte
-    {"ProfileSize", {1, kIntMax}},  // a category without features matches nothing
-};
-
 bool is_trainer_switch(std::string_view key) {
     return key == "PositiveMethod" || key == "GeomAverage";
 }
 
-std::optional<Kind> kind_of(std::string_view key) {
+using Known_key = zeOptMap::Known_key;
+
+// The settings that an options file may have: those of a container, and three switches.
+std::optional<Known_key> find_known(std::string_view key) {
     if (key == kUseMap || is_trainer_switch(key)) {
-        return Kind::flag;
+        return Known_key{"", Kind::flag, {0, 1}};
     }
-    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+    for (const Known_key& known : zeOptMap::known_keys()) {
         if (key == known.key) {
-            return known.kind;
+            return known;
         }
     }
     return std::nullopt;
-}
-
-Range range_of(std::string_view key, Kind kind) {
-    for (const Range_of_key& each : kRanges) {
-        if (each.key == key) {
-            return each.range;
-        }
-    }
-    return {0, kind == Kind::unsigned_integer ? kUnsignedMax : kIntMax};
 }
 
 template <class Number>
@@ -85,7 +50,7 @@ std::optional<Number> whole_number(std::string_view text) {
     return is_number ? std::optional(number) : std::nullopt;
 }
 
-std::string integer_problem(std::string_view value, const Range& range) {
+std::string integer_problem(std::string_view value, const zandrel::Setting_range& range) {
     const std::optional<std::int64_t> number = whole_number<std::int64_t>(value);
     if (!number) {
         return "is not an integer";
@@ -106,21 +71,21 @@ std::string real_problem(std::string_view value) {
     return *number < 0.0 ? "is below 0" : "";
 }
 
-std::string value_problem(std::string_view key, Kind kind, std::string_view value) {
+std::string value_problem(std::string_view key, const Known_key& known, std::string_view value) {
     if (keeps_setting(value)) {
         return {};
     }
     if (is_trainer_switch(key)) {
         return value == "0" || value == "1" ? "" : "is neither 0 nor 1";
     }
-    if (kind == Kind::learn_speed) {
+    if (known.kind == Kind::learn_speed) {
         return value == "sqrt" || value == "linear" ? "" : "is neither sqrt nor linear";
     }
-    if (kind == Kind::flag) {
+    if (known.kind == Kind::flag) {
         const std::optional<std::int64_t> number = whole_number<std::int64_t>(value);
         return number == 0 || number == 1 ? "" : "is neither 0 nor 1";
     }
-    return kind == Kind::real ? real_problem(value) : integer_problem(value, range_of(key, kind));
+    return known.kind == Kind::real ? real_problem(value) : integer_problem(value, known.range);
 }
 
 // The last line that gives the key, from 1: a later line wins.
@@ -129,10 +94,8 @@ std::size_t line_of(const std::string& path, std::string_view key) {
     std::string line;
     std::size_t found = 0;
     for (std::size_t number = 1; std::getline(file, line); ++number) {
-        const qtString trimmed = TrimWhiteSpace(line);
-        const std::string_view text = trimmed.view();
-        // An empty line gives nothing, not a value to the empty key.
-        if (!text.empty() && text.substr(0, text.find_first_of(" =\t\r\n")) == key) {
+        const std::optional<zeOptMap::Line> parts = zeOptMap::read_line(line);
+        if (parts && parts->key == key) {
             found = number;
         }
     }
@@ -146,11 +109,11 @@ bool keeps_setting(std::string_view value) {
 }
 
 std::string setting_problem(std::string_view key, std::string_view value) {
-    const std::optional<Kind> kind = kind_of(key);
-    if (!kind) {
+    const std::optional<Known_key> known = find_known(key);
+    if (!known) {
         return "unknown setting \"" + shown_value(key) + "\"";
     }
-    const std::string problem = value_problem(key, *kind, value);
+    const std::string problem = value_problem(key, *known, value);
     if (problem.empty()) {
         return {};
     }
@@ -176,23 +139,21 @@ void Engine_settings::load(const std::string& path) {
 
 void Engine_settings::set(const std::vector<std::string>& assignments) {
     for (const std::string& assignment : assignments) {
-        const std::size_t equals = assignment.find('=');
-        if (equals == std::string::npos) {
+        const std::optional<Key_value> pair = split_trimmed(assignment);
+        if (!pair) {
             throw Usage_error("--set " + shown_value(assignment) +
                               ": no \"=\" between key and value");
         }
-        const qtString key = TrimWhiteSpace(assignment.substr(0, equals));
-        const qtString value = TrimWhiteSpace(assignment.substr(equals + 1));
-        if (is_trainer_switch(key.view())) {
-            throw Usage_error("--set " + key.str() +
+        if (is_trainer_switch(pair->key)) {
+            throw Usage_error("--set " + pair->key +
                               ": the trainers read this switch from an options file alone; give "
                               "it with --options");
         }
-        const std::string problem = setting_problem(key.view(), value.view());
+        const std::string problem = setting_problem(pair->key, pair->value);
         if (!problem.empty()) {
             throw Usage_error("--set: " + problem);
         }
-        m_options.Add(key, value);
+        m_options.Add(pair->key, qtString(pair->value));
     }
 }
 

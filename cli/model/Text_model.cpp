@@ -10,6 +10,7 @@
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -28,7 +29,6 @@ namespace cli {
 namespace {
 
 constexpr const char* kRootName = "root";
-constexpr unsigned int kRootId = 1;
 // Slots of a message, besides that of the text.
 constexpr std::size_t kKeywordsSlot = 1;
 constexpr std::size_t kTitleSlot = 2;
@@ -277,7 +277,7 @@ void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
         unsigned int node = 0;
         for (const std::string& label : group.labels) {
             if (labels.count(label) != 0) {
-                node = node == 0 ? add_node(kRootId, group.name, ZE_STAT) : node;
+                node = node == 0 ? add_node(zandrel::kRootId, group.name, ZE_STAT) : node;
                 add_node(node, label, ZE_LEAF);
             }
         }
@@ -300,7 +300,7 @@ bool Text_model::knows(std::string_view label) const {
 }
 
 void Text_model::add_label(std::string_view label) {
-    add_node(kRootId, label, ZE_LEAF);
+    add_node(zandrel::kRootId, label, ZE_LEAF);
 }
 
 std::vector<zeStat_matcher*> Text_model::matchers() const {

@@ -2,6 +2,7 @@
 #include "cli/rules/Rule_value.h"
 
 #include <cmath>
+#include <optional>
 
 #include <nlohmann/json.hpp>
 
@@ -12,6 +13,7 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/errors.h"
+#include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -27,12 +29,11 @@ Rule_checker parsed(const std::string& rule) {
 }
 
 void add_pair(zeMsg& msg, const std::string& pair) {
-    const std::size_t equals_sign = pair.find('=');
-    if (equals_sign == std::string::npos || equals_sign == 0) {
+    const std::optional<Key_value> parts = split_key_value(pair);
+    if (!parts || parts->key.empty()) {
         throw Usage_error("--set: '" + shown_value(pair) + "' is not KEY=VALUE");
     }
-    msg.add_value(pair.substr(0, equals_sign), mlMessageConverter::kString,
-                  pair.substr(equals_sign + 1));
+    msg.add_value(parts->key, mlMessageConverter::kString, parts->value);
 }
 
 void add_bag(zeMsg& msg, const std::string& text, const Analysis_settings& analysis) {

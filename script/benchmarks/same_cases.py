@@ -4,14 +4,15 @@ A case is a list of commands that run one after the other in a new folder. `{NAM
 command is the path of an input file, which both builds read. A command `>NAME` writes a file NAME
 of the lines that follow.
 """
+import pathlib
 import random
+import re
 
 from .corpora import labels_of
 from .synthetic import Recipe, data_lines
 
-# Values of each setting that the program does not choose. A test compares the keys with
-# docs/options.md.
-SETTINGS = {
+# Values of settings that the program does not choose. A setting that is missing here gets one from docs/options.md.
+VALUES = {
     "ClipValue": ["0", "1"],
     "UseLikelihoodInTrain": ["0"],
     "UseLikelihoodInMatch": ["0"],
@@ -48,6 +49,26 @@ SETTINGS = {
     "PositiveMethod": ["1"],
     "GeomAverage": ["1"],
 }
+
+
+def other_values(document):
+    """Another value than the default for each setting in the table of docs/options.md."""
+    rows = re.findall(r"^\| `([A-Z]\w+)` \|[^|]*\| (\w+)[^|]*\| `?([^|`]*)`? \|[^|]*\|$", document, re.MULTILINE)
+    return {key: [other_value(kind, default)] for key, kind, default in rows if kind != "word"}
+
+
+def other_value(kind, default):
+    if kind == "flag":
+        return "0" if default == "1" else "1"
+    return f"{float(default) + 1:.15g}"
+
+
+def all_settings():
+    document = pathlib.Path(__file__).parents[2] / "docs" / "options.md"
+    return other_values(document.read_text("utf-8")) | VALUES
+
+
+SETTINGS = all_settings()
 TEST_SWITCHES = ("PositiveMethod", "GeomAverage")
 MIXTURES = 24
 

@@ -1,6 +1,8 @@
 #include "zandrel/options/zeOptMap.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -19,6 +21,7 @@
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_classifier.h"
 #include "tests/support/match_rows.h"
+#include "tests/support/other_value.h"
 
 namespace {
 
@@ -31,12 +34,12 @@ using Kind = zeOptMap::Kind;
 struct Key_row {
     const char* key;
     Kind kind;
-    const char* text;
+    std::string text;
     double value;
-    const char* written;
+    std::string written;
     double new_value;
-    const char* new_written;
-    double (*field)(const zeManager& manager);
+    std::string new_written;
+    std::function<double(const zeManager& manager)> field;
 };
 
 template <auto Field>
@@ -96,16 +99,54 @@ const Key_row kRows[] = {
 
 // clang-format on
 
+double value_in(const zandrel::Setting& row, const zeManager& manager) {
+    return row.in_config.get != nullptr ? row.in_config.get(manager.m_config)
+                                        : row.in_defaults.get(manager.m_defaults);
+}
+
+// A row for a setting that is not among the above. Its next value is an integer, which is written
+// as such.
+Key_row next_row(const zandrel::Setting& setting) {
+    const auto new_value = static_cast<long>(value_in(setting, zeManager()));
+    const auto value = static_cast<long>(other_value(setting, static_cast<double>(new_value)));
+    return {setting.name,
+            setting.kind,
+            std::to_string(value),
+            static_cast<double>(value),
+            std::to_string(value),
+            static_cast<double>(new_value),
+            std::to_string(new_value),
+            [&setting](const zeManager& manager) { return value_in(setting, manager); }};
+}
+
+// The rows above, and one for each further setting that has a key.
+const std::vector<Key_row>& all_rows() {
+    static const std::vector<Key_row> all = [] {
+        std::vector<Key_row> rows(std::begin(kRows), std::end(kRows));
+        for (const zandrel::Setting& setting : zandrel::Setting_table::kRows) {
+            const bool is_above =
+                std::any_of(std::begin(kRows), std::end(kRows), [&setting](const Key_row& row) {
+                    return row.key == std::string_view(setting.name);
+                });
+            if (setting.has_key && !is_above) {
+                rows.push_back(next_row(setting));
+            }
+        }
+        return rows;
+    }();
+    return all;
+}
+
 std::vector<double> fields_of(const zeManager& manager) {
     std::vector<double> values;
-    for (const Key_row& row : kRows) {
+    for (const Key_row& row : all_rows()) {
         values.push_back(row.field(manager));
     }
     return values;
 }
 
 double field_of(const zeManager& manager, std::string_view key) {
-    for (const Key_row& row : kRows) {
+    for (const Key_row& row : all_rows()) {
         if (key == row.key) {
             return row.field(manager);
         }
@@ -124,7 +165,7 @@ zeOptMap switched_on() {
 // A map with the texts of all rows.
 zeOptMap full_map() {
     zeOptMap map = switched_on();
-    for (const Key_row& row : kRows) {
+    for (const Key_row& row : all_rows()) {
         map.Add(row.key, row.text);
     }
     return map;
@@ -133,7 +174,7 @@ zeOptMap full_map() {
 class zeOptMapSettingsTest : public testing::Test {
 protected:
     // Sets one setting of the container.
-    void Set(const char* key, const char* text) {
+    void Set(const char* key, const qtString& text) {
         zeOptMap map = switched_on();
         map.Add(key, text);
         map.SetKcDefaults(manager, false);
@@ -155,29 +196,29 @@ protected:
 TEST_F(zeOptMapSettingsTest, KnownKeysAreThoseOfTheTableInItsOrder) {
     const std::vector<zeOptMap::Known_key> keys = zeOptMap::known_keys();
 
-    ASSERT_EQ(keys.size(), std::size(kRows));
+    ASSERT_EQ(keys.size(), all_rows().size());
     for (std::size_t i = 0; i < keys.size(); ++i) {
-        SCOPED_TRACE(kRows[i].key);
-        EXPECT_STREQ(keys[i].key, kRows[i].key);
-        EXPECT_EQ(keys[i].kind, kRows[i].kind);
+        SCOPED_TRACE(all_rows()[i].key);
+        EXPECT_STREQ(keys[i].key, all_rows()[i].key);
+        EXPECT_EQ(keys[i].kind, all_rows()[i].kind);
     }
 }
 
 TEST_F(zeOptMapSettingsTest, EachKeySetsOnlyItsOwnField) {
-    for (std::size_t i = 0; i < std::size(kRows); ++i) {
-        SCOPED_TRACE(kRows[i].key);
+    for (std::size_t i = 0; i < all_rows().size(); ++i) {
+        SCOPED_TRACE(all_rows()[i].key);
         manager = qtPtrLight<zeManager>(new zeManager);
         std::vector<double> expected = new_values;
-        expected[i] = kRows[i].value;
+        expected[i] = all_rows()[i].value;
 
-        Set(kRows[i].key, kRows[i].text);
+        Set(all_rows()[i].key, all_rows()[i].text);
 
         EXPECT_EQ(fields_of(*manager), expected);
     }
 }
 
 TEST_F(zeOptMapSettingsTest, EachFieldIsWrittenBack) {
-    for (const Key_row& row : kRows) {
+    for (const Key_row& row : all_rows()) {
         SCOPED_TRACE(row.key);
 
         Set(row.key, row.text);
@@ -191,8 +232,8 @@ TEST_F(zeOptMapSettingsTest, GetKcDefaultsWritesOnlyTheSettingsOfANewContainer) 
 
     map.GetKcDefaults(manager);
 
-    EXPECT_EQ(map.options.size(), std::size(kRows));
-    for (const Key_row& row : kRows) {
+    EXPECT_EQ(map.options.size(), all_rows().size());
+    for (const Key_row& row : all_rows()) {
         SCOPED_TRACE(row.key);
         EXPECT_EQ(row.field(*manager), row.new_value);
         EXPECT_EQ(map.Get(row.key), row.new_written);
@@ -241,7 +282,7 @@ TEST_F(zeOptMapSettingsTest, AbsentValuesLeaveEachField) {
     for (const char* const text : {"leave", ""}) {
         SCOPED_TRACE(text);
         zeOptMap map = switched_on();
-        for (const Key_row& row : kRows) {
+        for (const Key_row& row : all_rows()) {
             map.Add(row.key, text);
         }
 
@@ -272,7 +313,7 @@ TEST_F(zeOptMapSettingsTest, FlagsAreTrueForEveryNonZeroInteger) {
         {"256", true}, {"yes", false}, {"4294967296", true}, {"true", false}, {"1.0", true},
     };
 
-    for (const Key_row& key : kRows) {
+    for (const Key_row& key : all_rows()) {
         if (key.kind != Kind::flag) {
             continue;
         }
@@ -398,7 +439,7 @@ TEST_F(zeOptMapSettingsTest, FailureAtLearnSpeedScaleLeavesTheKeysBeforeItStored
     EXPECT_QTX_ARGS(map.SetKcDefaults(manager, true), zeOptMap, 2,
                     "Invalid Learn Speed Scale: fast", {"LearnSpeedScale", "fast"});
 
-    for (const Key_row& row : kRows) {
+    for (const Key_row& row : all_rows()) {
         SCOPED_TRACE(row.key);
         is_before = is_before && row.key != std::string_view("LearnSpeedScale");
         EXPECT_EQ(row.field(*manager), is_before ? row.value : row.new_value);
@@ -456,33 +497,12 @@ TEST_F(zeOptMapSettingsTest, UseExtParmsOfAnyOtherIntegerAppliesTheMap) {
 
 // All settings of a model.
 std::vector<double> settings_of(const zeStat_storage& model) {
-    std::vector<double> values = {
-        model.m_clip_value,
-        static_cast<double>(model.m_use_train_likelihood),
-        static_cast<double>(model.m_use_omit_method),
-        static_cast<double>(model.m_suppress_M),
-        static_cast<double>(model.m_use_normalization),
-        static_cast<double>(model.m_suppress_M_threshold),
-        static_cast<double>(model.m_num_slices),
-        static_cast<double>(model.m_likelihood_resolution),
-        static_cast<double>(model.m_profile_size),
-        static_cast<double>(model.m_use_new_ZC),
-        static_cast<double>(model.m_use_likelihood_in_match),
-        static_cast<double>(model.m_activation_inside),
-        static_cast<double>(model.m_activation_outside),
-        static_cast<double>(model.m_activation_total),
-        static_cast<double>(model.m_min_Ps_size),
-        static_cast<double>(model.m_max_Ps_size),
-        static_cast<double>(model.m_P_life_expectancy),
-        model.m_delete_P_factor,
-        static_cast<double>(model.m_learn_speed_scale),
-        model.m_min_Rlimit,
-        model.m_average_Rlimit,
-        model.m_max_Rlimit,
-        model.m_keywords_frequency,
-        model.m_weaken_small_cats_factor,
-    };
-    values.insert(values.end(), model.m_sml_weights.begin(), model.m_sml_weights.end());
+    std::vector<double> values;
+    for (const zandrel::Setting& row : zandrel::Setting_table::kRows) {
+        if (row.in_model.get != nullptr) {
+            values.push_back(row.in_model.get(model));
+        }
+    }
     return values;
 }
 

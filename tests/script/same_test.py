@@ -112,6 +112,17 @@ class CasesTest(unittest.TestCase):
         self.assertGreater(len(rows), 25)
         self.assertEqual(set(same_cases.SETTINGS), set(rows) | set(switches))
 
+    def test_setting_without_values_gets_another_than_its_default(self):
+        document = ("| Key | Meaning | Read as | Default | Range |\n|---|---|---|---|---|\n"
+                    "| `Fast` | be fast | flag | 1 | |\n"
+                    "| `Slow` | be slow | flag | 0 | |\n"
+                    "| `Size` | how large | integer; below 0 becomes 0 | 20 | 0 and more |\n"
+                    "| `Factor` | how much | real | 1.1 | 0 and more |\n"
+                    "| `Scale` | which | word: `sqrt` or `linear` | `sqrt` | |\n")
+
+        self.assertEqual(same_cases.other_values(document),
+                         {"Fast": ["0"], "Slow": ["1"], "Size": ["21"], "Factor": ["2.1"]})
+
     def test_every_command_has_its_input(self):
         with tempfile.TemporaryDirectory() as folder:
             inputs = same_cases.write_inputs(pathlib.Path(folder), PROJECT / "data" / "shop", [])

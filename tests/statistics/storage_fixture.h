@@ -13,8 +13,10 @@
 #include "tests/support/bags.h"
 
 // The settings of a storage, in the form in which they are given to it.
+// Each member is named here a second time, to find a row of the table of settings that confuses two
+// members.
 inline zeDefaults settings_of(const zeStat_storage& storage) {
-    zeDefaults settings;
+    zeDefaults settings = storage.settings();
     settings.use_new_ZC = storage.m_use_new_ZC;
     settings.use_normalization = storage.m_use_normalization;
     settings.use_likelihood_in_train = storage.m_use_train_likelihood;

@@ -1,8 +1,10 @@
 // The settings of a storage, taken from the defaults.
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <functional>
+#include <cstring>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -10,8 +12,12 @@
 #include "zandrel/persistence/zeDefaults.h"
 
 #include "tests/statistics/storage_fixture.h"
+#include "tests/support/other_value.h"
 
 namespace {
+
+using zandrel::Setting;
+using zandrel::Setting_table;
 
 // Each value differs from its default. The average limit is lower than the default's, so that the
 // rule that raises the average has no effect.
@@ -42,65 +48,39 @@ zeDefaults other_settings() {
     other.keywords_frequency = 1.5;
     other.sml_weights = {9.0, 10.0, 11.0, 12.0};
     other.weaken_small_cats_factor = 0.5;
+    // Settings that are not among the above.
+    const zeDefaults defaults;
+    for (const Setting& row : Setting_table::kRows) {
+        const auto& place = row.in_defaults;
+        if (place.get != nullptr && place.get(other) == place.get(defaults)) {
+            place.set(other, other_value(row, place.get(defaults)));
+        }
+    }
     return other;
 }
 
-struct Flag_row {
-    const char* rule;
-    std::function<void(zeSetDefaults&)> raise;
-    std::function<void(zeDefaults&, const zeDefaults&)> copy;
-};
-
-template <class Value>
-Flag_row flag_row(const char* rule, bool zeSetDefaults::*flag, Value zeDefaults::*value) {
-    return {rule, [flag](zeSetDefaults& flags) { flags.*flag = true; },
-            [value](zeDefaults& to, const zeDefaults& from) { to.*value = from.*value; }};
+// The rows of the table that are settings of a model.
+std::vector<const Setting*> rows_of_models() {
+    std::vector<const Setting*> rows;
+    for (const Setting& row : Setting_table::kRows) {
+        if (row.flag != nullptr) {
+            rows.push_back(&row);
+        }
+    }
+    return rows;
 }
 
-Flag_row bag_weight_row(const char* rule, std::size_t slot) {
-    return {rule, [slot](zeSetDefaults& flags) { flags.sml_weights[slot] = true; },
-            [slot](zeDefaults& to, const zeDefaults& from) {
-                to.sml_weights[slot] = from.sml_weights[slot];
-            }};
+// Bytes of a plain record.
+template <class Record>
+std::string bytes_of(const Record& record) {
+    std::string bytes(sizeof record, '\0');
+    std::memcpy(bytes.data(), static_cast<const void*>(&record), sizeof record);
+    return bytes;
 }
 
-std::vector<Flag_row> flag_rows() {
-    using Flags = zeSetDefaults;
-    using Values = zeDefaults;
-    return {
-        flag_row("UseNewZC", &Flags::use_new_ZC, &Values::use_new_ZC),
-        flag_row("UseNormalization", &Flags::use_normalization, &Values::use_normalization),
-        flag_row("UseLikelihoodInTrain", &Flags::use_likelihood_in_train,
-                 &Values::use_likelihood_in_train),
-        flag_row("UseLikelihoodInMatch", &Flags::use_likelihood_in_match,
-                 &Values::use_likelihood_in_match),
-        flag_row("LikelihoodHistogramResolution", &Flags::likelihood_resolution,
-                 &Values::likelihood_resolution),
-        flag_row("UseOmitMethod", &Flags::use_omit_method, &Values::use_omit_method),
-        flag_row("SuppressM", &Flags::suppress_M, &Values::suppress_M),
-        flag_row("SuppressMThreshold", &Flags::suppress_M_threshold, &Values::suppress_M_threshold),
-        flag_row("NumberOfSlices", &Flags::num_slices, &Values::num_slices),
-        flag_row("ClipValue", &Flags::clip_value, &Values::clip_value),
-        flag_row("ProfileSize", &Flags::profile_size, &Values::profile_size),
-        flag_row("MinPsSize", &Flags::min_Ps_size, &Values::min_Ps_size),
-        flag_row("MaxPsSize", &Flags::max_Ps_size, &Values::max_Ps_size),
-        flag_row("PLifeExpectancy", &Flags::P_life_expectancy, &Values::P_life_expectancy),
-        flag_row("DeletePFactor", &Flags::delete_P_factor, &Values::delete_P_factor),
-        flag_row("ActivationInside", &Flags::activation_inside, &Values::activation_inside),
-        flag_row("ActivationOutside", &Flags::activation_outside, &Values::activation_outside),
-        flag_row("ActivationTotal", &Flags::activation_total, &Values::activation_total),
-        flag_row("LearnSpeedScale", &Flags::learn_speed_scale, &Values::learn_speed_scale),
-        flag_row("MinRlimit", &Flags::min_Rlimit, &Values::min_Rlimit),
-        flag_row("AverageRlimit", &Flags::average_Rlimit, &Values::average_Rlimit),
-        flag_row("MaxRlimit", &Flags::max_Rlimit, &Values::max_Rlimit),
-        flag_row("KeywordsFrequency", &Flags::keywords_frequency, &Values::keywords_frequency),
-        flag_row("WeakenSmallCatsFactor", &Flags::weaken_small_cats_factor,
-                 &Values::weaken_small_cats_factor),
-        bag_weight_row("bag weight 0", 0),
-        bag_weight_row("KeywordsSmlWeight", 1),
-        bag_weight_row("TitleSmlWeight", 2),
-        bag_weight_row("CannedSmlWeight", 3),
-    };
+std::size_t first_difference(const std::string& left, const std::string& right) {
+    return static_cast<std::size_t>(std::mismatch(left.begin(), left.end(), right.begin()).first -
+                                    left.begin());
 }
 
 TEST_F(zeStatStorageTest, AllSettingsAreTakenFromTheDefaults) {
@@ -114,13 +94,13 @@ TEST_F(zeStatStorageTest, AllSettingsAreTakenFromTheDefaults) {
 
 TEST_F(zeStatStorageTest, EachFlagAppliesOnlyItsSetting) {
     const zeDefaults other = other_settings();
-    for (const Flag_row& row : flag_rows()) {
-        SCOPED_TRACE(row.rule);
+    for (const Setting* const row : rows_of_models()) {
+        SCOPED_TRACE(row->name);
         zeStat_storage storage(nullptr, m_defaults);
         zeSetDefaults flags;
-        row.raise(flags);
+        row->flag(flags) = true;
         zeDefaults expected;
-        row.copy(expected, other);
+        row->in_defaults.set(expected, row->in_defaults.get(other));
         ASSERT_FALSE(expected == m_defaults);
 
         zeDefaults given = other;
@@ -130,9 +110,41 @@ TEST_F(zeStatStorageTest, EachFlagAppliesOnlyItsSetting) {
     }
 }
 
-TEST_F(zeStatStorageTest, ThereIsAFlagForEachOfTwentyEightSettings) {
-    EXPECT_EQ(flag_rows().size(), 28U);
-    EXPECT_EQ(sizeof(zeSetDefaults), 28U);
+// So each flag belongs to the field that is in the same place of its own record.
+TEST_F(zeStatStorageTest, FlagsAndFieldsAreInTheOrderOfTheTable) {
+    const std::vector<const Setting*> rows = rows_of_models();
+    const zeDefaults other = other_settings();
+    zeDefaults changed;
+    std::size_t place_before = 0;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(rows[i]->name);
+        zeSetDefaults flags;
+        rows[i]->flag(flags) = true;
+        EXPECT_EQ(first_difference(bytes_of(flags), bytes_of(zeSetDefaults())), i);
+
+        const std::string before = bytes_of(changed);
+        rows[i]->in_defaults.set(changed, rows[i]->in_defaults.get(other));
+        const std::size_t place = first_difference(before, bytes_of(changed));
+        EXPECT_LT(place, sizeof changed);
+        EXPECT_TRUE(i == 0 || place > place_before);
+        place_before = place;
+    }
+    EXPECT_EQ(sizeof(zeSetDefaults), rows.size());
+    EXPECT_TRUE(changed == other);
+}
+
+// Callers that fill the record as bytes know 28 flags.
+TEST_F(zeStatStorageTest, FirstTwentyEightFlagsKeepTheirPlaces) {
+    EXPECT_GE(sizeof(zeSetDefaults), 28U);
+    EXPECT_EQ(offsetof(zeSetDefaults, use_new_ZC), 0U);
+    EXPECT_EQ(offsetof(zeSetDefaults, sml_weights), 23U);
+    EXPECT_EQ(offsetof(zeSetDefaults, weaken_small_cats_factor), 27U);
+}
+
+TEST_F(zeStatStorageTest, SettingsOfAModelEqualThoseItWasMadeWith) {
+    zeDefaults other = other_settings();
+
+    EXPECT_TRUE(zeStat_storage(nullptr, other).settings() == other);
 }
 
 TEST_F(zeStatStorageTest, AllFlagsApplyAllSettings) {

@@ -109,11 +109,11 @@ public:
 
     void rebuild_table() override { ++rebuilt_count; }
 
-    std::map<zeNode*, qtString> rules;         // of the categories that an edit has added
-    bool has_removed_concepts = false;         // argument of the last `remove_category`
-    int rebuilt_count = 0;                     // calls of `rebuild_table`
-    std::vector<zeResult> answers;   // (child, factor)
-    bool ignores_threshold = false;  // adds its answers even if they are below the threshold
+    std::map<zeNode*, qtString> rules;  // of the categories that an edit has added
+    bool has_removed_concepts = false;  // argument of the last `remove_category`
+    int rebuilt_count = 0;              // calls of `rebuild_table`
+    std::vector<zeResult> answers;      // (child, factor)
+    bool ignores_threshold = false;     // adds its answers even if they are below the threshold
     std::set<const zeNode*> blocked_children;  // `is_cat_blocked` returns true for these
     std::vector<Call> calls;
     // the arguments of `is_cat_blocked`, in the order of the calls

@@ -6,14 +6,9 @@
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-
-namespace {
-
-constexpr const char* kDefaultRule = "default";
-
-}  // namespace
 
 zeSwitcher::zeSwitcher(zeManager* manager, zeNode* node)
     : zeClassifier(manager, node), m_rules(kInitialBuckets) {}
@@ -46,7 +41,7 @@ void zeSwitcher::add_rule(zeNode*& cat, const qtString& text) {
     if (has_rule(cat)) {
         throw qtX<zeSwitcher>(0, "Category already exists in classifier", names_of(cat));
     }
-    if (text != kDefaultRule) {
+    if (text != zandrel::kDefaultRule) {
         m_rules.try_emplace(cat, text);
     } else if (m_default != nullptr) {
         throw qtX<zeSwitcher>(1, "Default already exists in classifier", names_of(cat));
@@ -81,7 +76,7 @@ void zeSwitcher::change_rule(zeNode*& cat, const qtString& text) {
 
 qtString zeSwitcher::get_rule(zeNode* const& cat) const {
     if (m_default != nullptr && cat == m_default) {
-        return kDefaultRule;
+        return zandrel::kDefaultRule;
     }
     const auto entry = m_rules.find(cat);
     return entry == m_rules.end() ? qtString() : entry->second.text();

@@ -104,9 +104,15 @@ std::ptrdiff_t exponent_at(const char* at) noexcept {
     return is_negative ? -exponent : exponent;
 }
 
-// Reads the number that begins at `at` if it is a short decimal: an integer that a double holds,
-// times or by a power of ten that a double holds too. One operation on exact operands rounds as
-// strtod does, and most texts that hold numbers are such, while strtod takes ten times as long.
+// Reads the number that begins at `at` if it is a short decimal: an integer that a double
+// represents exactly, multiplied or divided by a power of ten that a double represents exactly too.
+// One operation on exact operands rounds as strtod does. For example, "12.50" is 1250 / 10^2.
+//
+// Most texts with numbers are short decimals. zandrel_decimals_bench reads twelve of them: we need
+// 6 ns for each, std::from_chars 7 ns and strtod 26 ns. std::from_chars of g++ 12 is also less
+// exact: if numbers are rounded upwards, it reads "-0.1" as the double below the one that strtod
+// gives (qtConvertStringToDoubleTest.RoundsInTheDirectionThatIsSet).
+//
 // Returns false for every other text, white space in front included.
 bool read_short_decimal(const char* at, double& number) noexcept {
     const bool is_negative = *at == '-';

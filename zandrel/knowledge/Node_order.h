@@ -1,4 +1,4 @@
-// in_id_order: walks tables of nodes in an order that is the same in every run.
+// in_id_order, ids_in_order: walk tables of nodes in an order that is the same in every run.
 // Not installed: the library's own.
 #ifndef ZANDREL_KNOWLEDGE_NODE_ORDER_H_
 #define ZANDREL_KNOWLEDGE_NODE_ORDER_H_
@@ -33,6 +33,18 @@ std::vector<zeNode*> in_id_order(const Table& table) {
         return left->m_node_id < right->m_node_id;
     });
     return nodes;
+}
+
+// The keys of a table of nodes by id, ascending.
+template <class Table>
+std::vector<unsigned int> ids_in_order(const Table& nodes) {
+    std::vector<unsigned int> ids;
+    ids.reserve(nodes.size());
+    for (const auto& [id, node] : nodes) {
+        ids.push_back(id);
+    }
+    std::sort(ids.begin(), ids.end());
+    return ids;
 }
 
 }  // namespace Zandrel

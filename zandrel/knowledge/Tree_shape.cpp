@@ -224,16 +224,6 @@ void require_root(const zeManager& manager) {
     }
 }
 
-std::vector<unsigned int> ids_of(const zeLogicalTree& tree) {
-    std::vector<unsigned int> ids;
-    ids.reserve(tree.nodes.size());
-    for (const auto& [id, node] : tree.nodes) {
-        ids.push_back(id);
-    }
-    std::sort(ids.begin(), ids.end());
-    return ids;
-}
-
 // A node without an id is as good as missing, since nothing can refer to it.
 void empty_placeholders(zePhysicalTree& tree) {
     for (auto& [id, node] : tree.m_nodes) {
@@ -337,7 +327,7 @@ void spend_ids_of_placeholders(zePhysicalTree& tree) {
 }
 
 void mend_logical_links(zeLogicalTree& tree) {
-    const std::vector<unsigned int> ids = ids_of(tree);
+    const std::vector<unsigned int> ids = ids_in_order(tree.nodes);
     hash_map<unsigned int, unsigned int> lister;
     for (const unsigned int id : ids) {
         std::vector<unsigned int>& children = tree.nodes.at(id).children;

@@ -10,12 +10,11 @@
 #include "zandrel/knowledge/Children_index.h"
 #include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 namespace {
-
-constexpr unsigned int kRootId = 1;
 
 [[noreturn]] void refuse(int code, const qtString& text) {
     throw qtX<zeLogicalTree>(code, text);
@@ -183,7 +182,7 @@ void zeLogicalTree::ChangeRule(zeLogicalNode& node, const qtString& rule) {
 }
 
 void zeLogicalTree::ChangeRootType(int type) {
-    zeLogicalNode* const root = Find(kRootId);
+    zeLogicalNode* const root = Find(zandrel::kRootId);
     if (root == nullptr || root->type == type) {
         return;
     }

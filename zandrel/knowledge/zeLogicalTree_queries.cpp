@@ -5,12 +5,12 @@
 #include <cstddef>
 
 #include "zandrel/knowledge/Children_index.h"
+#include "zandrel/knowledge/fixed_names.h"
 
 namespace {
 
 constexpr char kSeparator = '/';
 constexpr char kEscape = '\\';
-constexpr unsigned int kRootId = 1;
 
 bool needs_escape(char byte) {
     return byte == kSeparator || byte == kEscape;
@@ -61,7 +61,7 @@ const zeLogicalNode& zeLogicalTree::FindNodeByPath(const qtString& path) const {
 
 const zeLogicalNode& zeLogicalTree::FindNodeByPath(const std::vector<qtString>& parts,
                                                    int count) const {
-    const zeLogicalNode* node = Find(kRootId);
+    const zeLogicalNode* node = Find(zandrel::kRootId);
     if (node == nullptr || parts.empty() || count > static_cast<int>(parts.size()) ||
         node->name.view() != parts.front().view()) {
         return not_found_node;

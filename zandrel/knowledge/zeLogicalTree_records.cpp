@@ -6,15 +6,15 @@
 
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/knowledge/Children_index.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/Tree_shape.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/Damaged_item.h"
 
 namespace {
-
-constexpr unsigned int kRootId = 1;
 
 // The fewest bytes of a node: its numbers, and the counts of its lists and texts.
 constexpr unsigned int kLeastNodeSize = 46;
@@ -32,16 +32,6 @@ void write_node(Hio<HSegment>& io, const zeLogicalNode& node) {
     io << node.category << (node.name == node.category ? Concept() : node.name) << node.rule;
     io.WriteByte(static_cast<char>(node.attributes));
     io << node.threshold << node.note1 << node.note2;
-}
-
-std::vector<unsigned int> ids_in_order(const hash_map<unsigned int, zeLogicalNode>& nodes) {
-    std::vector<unsigned int> ids;
-    ids.reserve(nodes.size());
-    for (const auto& [id, node] : nodes) {
-        ids.push_back(id);
-    }
-    std::sort(ids.begin(), ids.end());
-    return ids;
 }
 
 unsigned char read_type(Hio<HSegment>& io, bool has_ids) {
@@ -109,14 +99,14 @@ private:
 }  // namespace
 
 void zeLogicalTree::Dump(Hio<HSegment>& io, unsigned int top) const {
-    if (top > kRootId) {
+    if (top > zandrel::kRootId) {
         zeLogicalTree copy(manager);
         copy.CopySubTree(*this, top, 0, nullptr);
-        copy.Dump(io, kRootId);
+        copy.Dump(io, zandrel::kRootId);
         return;
     }
     io.WriteCount(nodes.size());
-    for (const unsigned int id : ids_in_order(nodes)) {
+    for (const unsigned int id : Zandrel::ids_in_order(nodes)) {
         write_node(io, nodes.at(id));
     }
 }
@@ -212,7 +202,7 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
 void zeLogicalTree::FindNodesOfV1() {
     zePhysicalTree& tree = *manager->m_physical_tree;
     Nearest_classifiers classifiers(nodes);
-    for (const unsigned int id : ids_in_order(nodes)) {
+    for (const unsigned int id : Zandrel::ids_in_order(nodes)) {
         zeLogicalNode& node = nodes.at(id);
         const zeLogicalNode* const above = classifiers.from(node.parent);
         zeNode* const classifier =

@@ -9,13 +9,12 @@
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Classifier_type.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
-
-constexpr const char* kDefaultRule = "default";
 
 using Arguments = std::vector<qtString>;
 
@@ -99,7 +98,7 @@ void zeLogicalTree::VerifyCategoryName(const zeLogicalNode& node, bool check_use
 }
 
 void zeLogicalTree::VerifyRule(const zeLogicalNode& parent, const qtString& rule) const {
-    if (rule != kDefaultRule) {
+    if (rule != zandrel::kDefaultRule) {
         verify_syntax(rule);
         return;
     }
@@ -220,7 +219,7 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
     if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
         refuse(7, "Mixing rules and statistics on the same level");
     }
-    if (node->rule == kDefaultRule) {
+    if (node->rule == zandrel::kDefaultRule) {
         VerifyRule(*target, node->rule);  // Any other rule moves as it is.
     }
     return 0;

@@ -44,21 +44,24 @@ void zeOptMap::Load(const qtString& path) {
     std::string_view rest = text.view();
     while (!rest.empty()) {
         const std::size_t line_end = rest.find('\n');
-        add_line(TrimWhiteSpace(rest.substr(0, line_end)));
+        if (const std::optional<Line> line = read_line(rest.substr(0, line_end))) {
+            options[line->key] = line->value;
+        }
         rest.remove_prefix(line_end == std::string_view::npos ? rest.size() : line_end + 1);
     }
     g_test_zandrel_opts = this;
 }
 
-void zeOptMap::add_line(const qtString& line) {
-    if (line.empty() || line[0] == '#') {
-        return;
+std::optional<zeOptMap::Line> zeOptMap::read_line(const qtString& line) {
+    const qtString trimmed = TrimWhiteSpace(line);
+    const std::string_view text = trimmed.view();
+    if (text.empty() || text.front() == '#') {
+        return std::nullopt;
     }
-    const std::string_view text = line.view();
     const std::string_view key = text.substr(0, text.find_first_of(kEndsOfKey));
     std::string_view value = text.substr(key.size());
     value.remove_prefix(std::min(value.find_first_not_of(kEndsOfKey), value.size()));
-    options[key] = TrimWhiteSpace(value.substr(0, value.find_first_of(kEndsOfValue)));
+    return Line{key, TrimWhiteSpace(value.substr(0, value.find_first_of(kEndsOfValue)))};
 }
 
 void zeOptMap::Dump(const qtString& path) const {

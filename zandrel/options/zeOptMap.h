@@ -3,11 +3,13 @@
 #define ZANDREL_OPTIONS_ZEOPTMAP_H_
 
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/foundation/qtString.h"
+#include "zandrel/statistics/Setting.h"
 
 class zeManager;
 struct zeDefaults;
@@ -24,12 +26,14 @@ struct zeDefaults;
 class ZANDREL_EXPORT zeOptMap {
 public:
     // How a setting of the container is read from its text.
-    enum class Kind { flag, integer, unsigned_integer, real, learn_speed };
+    using Kind = zandrel::Setting_kind;
 
     // A key that GetKcDefaults and SetKcDefaults know.
     struct Known_key {
         const char* key;
         Kind kind;
+        // The integers that have a meaning. SetKcDefaults takes all others as well.
+        zandrel::Setting_range range;
     };
 
     zeOptMap() = default;
@@ -45,6 +49,15 @@ public:
     // Writes all entries in key order; comments do not survive.
     // RAISES: 3 "Can't write options file: " and the path (argument: the path).
     void Dump(const qtString& path) const;
+
+    // What a line of the file says.
+    struct Line {
+        qtString key;
+        qtString value;
+    };
+
+    // Reads a line of the file. Returns nothing for an empty line and for a comment.
+    static std::optional<Line> read_line(const qtString& line);
 
     // Sets an entry. A number is written in the shortest form that reads back equal, a bool as "1"
     // or "0".
@@ -90,7 +103,6 @@ public:
 
 private:
     const qtString* find_given(const qtString& key, bool* found) const;
-    void add_line(const qtString& line);
 };
 
 // The map that answers the trainers' switches: the last one loaded, null at start. Set by

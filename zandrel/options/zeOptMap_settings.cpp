@@ -1,199 +1,108 @@
-// The settings of a knowledge container as options: which key belongs to which field, how its text
-// is read, and in which order.
+// The settings of a knowledge container as options: how the text of each setting is read and
+// written. Which settings there are, and in which order, is in zandrel::Setting_table.
 #include "zandrel/options/zeOptMap.h"
 
-#include <array>
-#include <iterator>
-#include <limits>
-#include <type_traits>
+#include <algorithm>
+#include <cstdint>
 
+#include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/statistics/setting_lists.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
 
+using namespace zandrel::detail;
+using zandrel::Setting;
+using zandrel::Setting_table;
 using Kind = zeOptMap::Kind;
 
-// One setting. `read` stores the map's value in the container if the map gives one; `write` adds
-// the container's value to the map.
-struct Setting {
-    zeOptMap::Known_key known;
-    void (*read)(const zeOptMap& map, const char* key, zeManager& manager);
-    void (*write)(zeOptMap& map, const char* key, const zeManager& manager);
-};
+static_assert(name_each_once({Setting_table::kOptionOrder}, has_key),
+              "kOptionOrder lacks a setting that has a key, or has one twice");
 
-// The record that holds a field, by the field's class.
-template <class Manager, class Value>
-auto& field_of(Manager& manager, Value zeDefaults::*field) {
-    return manager.m_defaults.*field;
+double value_in(const zeManager& manager, const Setting& row) {
+    return row.in_config.get != nullptr ? row.in_config.get(manager.m_config)
+                                        : row.in_defaults.get(manager.m_defaults);
 }
 
-template <class Manager, class Value>
-auto& field_of(Manager& manager, Value zeConfig::*field) {
-    return manager.m_config.*field;
+void set_value_in(zeManager& manager, const Setting& row, double value) {
+    if (row.in_config.set != nullptr) {
+        row.in_config.set(manager.m_config, value);
+    } else {
+        row.in_defaults.set(manager.m_defaults, value);
+    }
 }
 
-template <auto Field>
-constexpr Setting flag(const char* key) {
-    return {{key, Kind::flag},
-            [](const zeOptMap& map, const char* name, zeManager& manager) {
-                bool& setting = field_of(manager, Field);
-                setting = map.Optional(name, setting ? 1 : 0, nullptr) != 0;
-            },
-            [](zeOptMap& map, const char* name, const zeManager& manager) {
-                map.Add(name, static_cast<bool>(field_of(manager, Field)));
-            }};
+double read_learn_speed(const char* key, const qtString& text) {
+    if (text != "sqrt" && text != "linear") {
+        throw qtX<zeOptMap>(2, "Invalid Learn Speed Scale: " + text, {key, text});
+    }
+    return text == "linear" ? 1.0 : 0.0;
 }
 
-template <class Record, class Value>
-constexpr Kind integer_kind(Value Record::*) {
-    return std::is_unsigned_v<Value> ? Kind::unsigned_integer : Kind::integer;
+double read_number(const Setting& row, const qtString& text) {
+    switch (row.kind) {
+        case Kind::flag:
+            return qtConvertStringToInt(text) != 0 ? 1.0 : 0.0;
+        case Kind::integer:
+            return qtConvertStringToInt(text);
+        case Kind::unsigned_integer:
+            return qtConvertStringToUnsigned(text);
+        case Kind::real:
+            return qtConvertStringToDouble(text);
+        case Kind::learn_speed:
+            return read_learn_speed(row.name, text);
+    }
+    return 0.0;
 }
 
-// An integer field, signed or not.
-template <auto Field>
-constexpr Setting integer(const char* key) {
-    return {{key, integer_kind(Field)},
-            [](const zeOptMap& map, const char* name, zeManager& manager) {
-                auto& setting = field_of(manager, Field);
-                setting = map.Optional(name, setting, nullptr);
-            },
-            [](zeOptMap& map, const char* name, const zeManager& manager) {
-                map.Add(name, field_of(manager, Field));
-            }};
-}
-
-// A field that holds a double but is read as an integer: a fraction in the text is cut off.
-template <auto Field, int Least = std::numeric_limits<int>::min()>
-constexpr Setting whole(const char* key) {
-    return {{key, Kind::integer},
-            [](const zeOptMap& map, const char* name, zeManager& manager) {
-                bool is_given = false;
-                const int value = map.Optional(name, 0, &is_given);
-                if (is_given) {
-                    field_of(manager, Field) = value < Least ? Least : value;
-                }
-            },
-            [](zeOptMap& map, const char* name, const zeManager& manager) {
-                map.Add(name, static_cast<double>(field_of(manager, Field)));
-            }};
-}
-
-template <auto Field>
-constexpr Setting real(const char* key) {
-    return {{key, Kind::real},
-            [](const zeOptMap& map, const char* name, zeManager& manager) {
-                double& setting = field_of(manager, Field);
-                setting = map.Optional(name, setting, nullptr);
-            },
-            [](zeOptMap& map, const char* name, const zeManager& manager) {
-                map.Add(name, field_of(manager, Field));
-            }};
-}
-
-template <std::size_t Slot>
-constexpr Setting bag_weight(const char* key) {
-    return {{key, Kind::real},
-            [](const zeOptMap& map, const char* name, zeManager& manager) {
-                double& setting = manager.m_defaults.sml_weights[Slot];
-                setting = map.Optional(name, setting, nullptr);
-            },
-            [](zeOptMap& map, const char* name, const zeManager& manager) {
-                map.Add(name, manager.m_defaults.sml_weights[Slot]);
-            }};
-}
-
-// One byte: a greater number keeps its low eight bits.
-constexpr Setting life_expectancy(const char* key) {
-    return {{key, Kind::integer},
-            [](const zeOptMap& map, const char* name, zeManager& manager) {
-                unsigned char& setting = manager.m_defaults.P_life_expectancy;
-                setting = static_cast<unsigned char>(
-                    map.Optional(name, static_cast<int>(setting), nullptr));
-            },
-            [](zeOptMap& map, const char* name, const zeManager& manager) {
-                map.Add(name, static_cast<int>(manager.m_defaults.P_life_expectancy));
-            }};
-}
-
-void read_learn_speed(const zeOptMap& map, const char* key, zeManager& manager) {
+// Stores the map's value in the container if the map gives one.
+void read_setting(const zeOptMap& map, const Setting& row, zeManager& manager) {
     bool is_given = false;
     const qtString nothing;
-    const qtString& value = map.Optional(key, nothing, &is_given);
-    if (!is_given) {
-        return;
+    const qtString& text = map.Optional(row.name, nothing, &is_given);
+    if (is_given) {
+        const double number = read_number(row, text);
+        set_value_in(manager, row, number < row.least_taken ? row.least_taken : number);
     }
-    if (value != "sqrt" && value != "linear") {
-        throw qtX<zeOptMap>(2, "Invalid Learn Speed Scale: " + value, {key, value});
-    }
-    manager.m_defaults.learn_speed_scale = value == "linear" ? 1 : 0;
 }
 
-void write_learn_speed(zeOptMap& map, const char* key, const zeManager& manager) {
-    const int scale = manager.m_defaults.learn_speed_scale;
-    if (scale == 0) {
-        map.Add(key, "sqrt");
+const char* learn_speed_text(double scale) {
+    if (scale == 0.0) {
+        return "sqrt";
+    }
+    return scale == 1.0 ? "linear" : "??";
+}
+
+// Adds the container's value to the map.
+void write_setting(zeOptMap& map, const Setting& row, const zeManager& manager) {
+    const double number = value_in(manager, row);
+    if (row.kind == Kind::learn_speed) {
+        map.Add(row.name, learn_speed_text(number));
+    } else if (row.kind == Kind::flag) {
+        map.Add(row.name, number != 0.0);
+    } else if (row.is_real) {
+        map.Add(row.name, number);
     } else {
-        map.Add(key, scale == 1 ? "linear" : "??");
+        map.Add(row.name, qtConvertLongToString(static_cast<long>(number)));
     }
 }
-
-using D = zeDefaults;
-using C = zeConfig;
-
-// clang-format off
-constexpr std::array kSettings = {
-    whole<&D::clip_value, 0>("ClipValue"),
-    flag<&D::use_likelihood_in_train>("UseLikelihoodInTrain"),
-    flag<&D::use_likelihood_in_match>("UseLikelihoodInMatch"),
-    flag<&D::use_omit_method>("UseOmitMethod"),
-    integer<&D::likelihood_resolution>("LikelihoodHistogramResolution"),
-    integer<&D::profile_size>("ProfileSize"),
-    life_expectancy("PLifeExpectancy"),
-    real<&D::delete_P_factor>("DeletePFactor"),
-    integer<&D::min_Ps_size>("MinPsSize"),
-    integer<&D::max_Ps_size>("MaxPsSize"),
-    integer<&D::num_slices>("NumberOfSlices"),
-    whole<&D::min_Rlimit>("MinRlimit"),
-    whole<&D::average_Rlimit>("AverageRlimit"),
-    whole<&D::max_Rlimit>("MaxRlimit"),
-    flag<&D::suppress_M>("SuppressM"),
-    integer<&D::suppress_M_threshold>("SuppressMThreshold"),
-    flag<&D::use_new_ZC>("UseNewZC"),
-    flag<&D::use_normalization>("UseNormalization"),
-    integer<&D::activation_inside>("ActivationInside"),
-    integer<&D::activation_outside>("ActivationOutside"),
-    integer<&D::activation_total>("ActivationTotal"),
-    whole<&D::keywords_frequency>("KeywordsFrequency"),
-    bag_weight<1>("KeywordsSmlWeight"),
-    bag_weight<2>("TitleSmlWeight"),
-    bag_weight<3>("CannedSmlWeight"),
-    real<&D::weaken_small_cats_factor>("WeakenSmallCatsFactor"),
-    Setting{{"LearnSpeedScale", Kind::learn_speed}, read_learn_speed, write_learn_speed},
-    integer<&C::each_cat_reserve_size>("EachCatReserveSize"),
-    integer<&C::each_cat_train_size>("EachCatTrainSize"),
-    real<&C::age_adjustment>("AgeAdjustment"),
-    integer<&C::activate_feedback>("ActivateFeedback"),
-    flag<&C::full_propogation>("FullPropogation"),
-};
-// clang-format on
 
 }  // namespace
 
 std::vector<zeOptMap::Known_key> zeOptMap::known_keys() {
     std::vector<Known_key> keys;
-    keys.reserve(std::size(kSettings));
-    for (const Setting& setting : kSettings) {
-        keys.push_back(setting.known);
+    for (const Setting* const row : kRowsOf<Setting_table::kOptionOrder>) {
+        keys.push_back({row->name, row->kind, row->range});
     }
     return keys;
 }
 
 void zeOptMap::GetKcDefaults(qtPtrLight<zeManager>& manager) {
-    for (const Setting& setting : kSettings) {
-        setting.write(*this, setting.known.key, *manager);
+    for (const Setting* const row : kRowsOf<Setting_table::kOptionOrder>) {
+        write_setting(*this, *row, *manager);
     }
 }
 
@@ -201,8 +110,8 @@ void zeOptMap::SetKcDefaults(qtPtrLight<zeManager>& manager, bool propagate) {
     if (GetI("UseExtParms") == 0) {
         return;
     }
-    for (const Setting& setting : kSettings) {
-        setting.read(*this, setting.known.key, *manager);
+    for (const Setting* const row : kRowsOf<Setting_table::kOptionOrder>) {
+        read_setting(*this, *row, *manager);
     }
     if (propagate) {
         PropogateChange(manager, manager->m_defaults);

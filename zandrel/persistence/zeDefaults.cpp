@@ -1,54 +1,47 @@
+// The record of zeDefaults.
 #include "zandrel/persistence/zeDefaults.h"
+
+#include <string_view>
+
+#include "zandrel/statistics/setting_lists.h"
 
 namespace {
 
-constexpr unsigned int kReservedSize = 185;
+using namespace zandrel::detail;
+
+// The order of the record up to the part in which it ends like that of zeStat_storage.
+constexpr std::string_view kFirst[] = {"UseLikelihoodInTrain",
+                                       "UseLikelihoodInMatch",
+                                       "LikelihoodHistogramResolution",
+                                       "UseOmitMethod",
+                                       "SuppressM",
+                                       "SuppressMThreshold",
+                                       "NumberOfSlices",
+                                       "ClipValue",
+                                       "ProfileSize",
+                                       "MinPsSize",
+                                       "PLifeExpectancy",
+                                       "DeletePFactor",
+                                       "ActivationInside",
+                                       "ActivationOutside",
+                                       "ActivationTotal",
+                                       "MinRlimit",
+                                       "AverageRlimit",
+                                       "MaxRlimit",
+                                       "KeywordsFrequency",
+                                       "UseNewZC"};
+
+static_assert(name_each_once({kFirst, kBeforeMarker, kAfterMarker, kLast}, is_stored),
+              "the record of zeDefaults lacks a setting that is stored, or has one twice");
 
 }  // namespace
 
 void zeDefaults::Dump(Hio<HSegment>& io) const {
-    io.WriteBool(use_likelihood_in_train);
-    io.WriteBool(use_likelihood_in_match);
-    io << likelihood_resolution;
-    io.WriteBool(use_omit_method);
-    io.WriteBool(suppress_M);
-    io << suppress_M_threshold << num_slices << clip_value << profile_size << min_Ps_size;
-    io.WriteByte(static_cast<char>(P_life_expectancy));
-    io << delete_P_factor << activation_inside << activation_outside << activation_total;
-    io << min_Rlimit << average_Rlimit << max_Rlimit << keywords_frequency;
-    io.WriteBool(use_new_ZC);
-    io.WriteByte(static_cast<char>(learn_speed_scale));
-    io.WriteBool(!use_normalization);
-    io.WriteByte(1);  // the marker: a factor follows
-    io << weaken_small_cats_factor << max_Ps_size;
-    const char reserved[kReservedSize] = {};
-    io.WriteBytes(reserved, kReservedSize);
-    for (const double weight : sml_weights) {
-        io << weight;
-    }
+    dump_rows(io, kRowsOf<kFirst>, *this);
+    dump_end_of_settings(io, *this);
 }
 
 void zeDefaults::Load(Hio<HSegment>& io) {
-    use_likelihood_in_train = io.ReadBool();
-    use_likelihood_in_match = io.ReadBool();
-    io >> likelihood_resolution;
-    use_omit_method = io.ReadBool();
-    suppress_M = io.ReadBool();
-    io >> suppress_M_threshold >> num_slices >> clip_value >> profile_size >> min_Ps_size;
-    P_life_expectancy = static_cast<unsigned char>(io.ReadByte());
-    io >> delete_P_factor >> activation_inside >> activation_outside >> activation_total;
-    io >> min_Rlimit >> average_Rlimit >> max_Rlimit >> keywords_frequency;
-    use_new_ZC = io.ReadBool();
-    learn_speed_scale = static_cast<unsigned char>(io.ReadByte());
-    use_normalization = !io.ReadBool();
-    const bool has_factor = io.ReadBool();
-    io >> weaken_small_cats_factor >> max_Ps_size;
-    if (!has_factor) {
-        weaken_small_cats_factor = 0.0;  // the older form has bytes of no meaning there
-    }
-    char reserved[kReservedSize];
-    io.ReadBytes(reserved, kReservedSize);
-    for (double& weight : sml_weights) {
-        io >> weight;
-    }
+    load_rows(io, kRowsOf<kFirst>, *this);
+    load_end_of_settings(io, *this);
 }

@@ -7,13 +7,6 @@
 
 namespace {
 
-template <class Value>
-void apply(bool is_wanted, Value& setting, const Value& value) {
-    if (is_wanted) {
-        setting = value;
-    }
-}
-
 using Bins = std::vector<zeStat_storage::Result_bin>;
 
 // Spreads the bins of one histogram over a new one of another size, by their centres. A histogram
@@ -31,38 +24,6 @@ Bins rebin(const Bins& old_bins, std::size_t old_size, std::size_t new_size) {
 }
 
 }  // namespace
-
-zeSetDefaults zeSetDefaults::all(bool flag) {
-    zeSetDefaults flags;
-    for (bool* each : {&flags.use_new_ZC,
-                       &flags.use_normalization,
-                       &flags.use_likelihood_in_train,
-                       &flags.use_likelihood_in_match,
-                       &flags.likelihood_resolution,
-                       &flags.use_omit_method,
-                       &flags.suppress_M,
-                       &flags.suppress_M_threshold,
-                       &flags.num_slices,
-                       &flags.clip_value,
-                       &flags.profile_size,
-                       &flags.min_Ps_size,
-                       &flags.max_Ps_size,
-                       &flags.P_life_expectancy,
-                       &flags.delete_P_factor,
-                       &flags.activation_inside,
-                       &flags.activation_outside,
-                       &flags.activation_total,
-                       &flags.learn_speed_scale,
-                       &flags.min_Rlimit,
-                       &flags.average_Rlimit,
-                       &flags.max_Rlimit,
-                       &flags.keywords_frequency,
-                       &flags.weaken_small_cats_factor}) {
-        *each = flag;
-    }
-    flags.sml_weights.fill(flag);
-    return flags;
-}
 
 zeStat_storage::zeStat_storage(zeManager* manager, zeDefaults& defaults)
     : zeBase(manager), m_profile_index(kInitialBuckets), m_concept_infos(kInitialBuckets) {
@@ -195,52 +156,6 @@ void zeStat_storage::compact() {
     for (const auto& each : m_profiles) {
         each->m_Ps.compact();
     }
-}
-
-void zeStat_storage::set_defaults(zeDefaults& defaults, zeSetDefaults& flags) {
-    apply(flags.use_new_ZC, m_use_new_ZC, defaults.use_new_ZC);
-    apply(flags.use_normalization, m_use_normalization, defaults.use_normalization);
-    apply(flags.clip_value, m_clip_value, defaults.clip_value);
-    apply(flags.use_likelihood_in_match, m_use_likelihood_in_match,
-          defaults.use_likelihood_in_match);
-    if (flags.use_likelihood_in_train) {
-        set_use_train_likelihood(defaults.use_likelihood_in_train);
-    }
-    apply(flags.use_omit_method, m_use_omit_method, defaults.use_omit_method);
-    apply(flags.suppress_M, m_suppress_M, defaults.suppress_M);
-    apply(flags.suppress_M_threshold, m_suppress_M_threshold, defaults.suppress_M_threshold);
-    apply(flags.num_slices, m_num_slices, defaults.num_slices);
-    if (flags.likelihood_resolution) {
-        set_likelihood_histogram_resolution(defaults.likelihood_resolution);
-    }
-    apply(flags.min_Ps_size, m_min_Ps_size, defaults.min_Ps_size);
-    apply(flags.max_Ps_size, m_max_Ps_size, defaults.max_Ps_size);
-    apply(flags.P_life_expectancy, m_P_life_expectancy, defaults.P_life_expectancy);
-    apply(flags.delete_P_factor, m_delete_P_factor, defaults.delete_P_factor);
-    if (flags.profile_size) {
-        set_profile_size(defaults.profile_size);
-    }
-    apply(flags.activation_inside, m_activation_inside, defaults.activation_inside);
-    apply(flags.activation_outside, m_activation_outside, defaults.activation_outside);
-    apply(flags.activation_total, m_activation_total, defaults.activation_total);
-    apply(flags.learn_speed_scale, m_learn_speed_scale, defaults.learn_speed_scale);
-    apply(flags.min_Rlimit, m_min_Rlimit, defaults.min_Rlimit);
-    apply(flags.average_Rlimit, m_average_Rlimit, defaults.average_Rlimit);
-    apply(flags.max_Rlimit, m_max_Rlimit, defaults.max_Rlimit);
-    apply(flags.keywords_frequency, m_keywords_frequency, defaults.keywords_frequency);
-    apply(flags.weaken_small_cats_factor, m_weaken_small_cats_factor,
-          defaults.weaken_small_cats_factor);
-    for (std::size_t slot = 0; slot < m_sml_weights.size(); ++slot) {
-        apply(flags.sml_weights[slot], m_sml_weights[slot], defaults.sml_weights[slot]);
-    }
-    correct_limits(defaults);
-}
-
-void zeStat_storage::correct_limits(const zeDefaults& defaults) {
-    m_max_Rlimit = std::max(m_max_Rlimit, m_average_Rlimit);
-    // Looks at `defaults` whatever its flag says: a call that leaves the average alone can still
-    // raise it. Callers depend on that.
-    m_average_Rlimit = std::max(m_average_Rlimit, defaults.average_Rlimit);
 }
 
 void zeStat_storage::set_profile_size(int size) {

@@ -8,6 +8,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -16,6 +17,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/persistence/zeDefaults.h"
+#include "zandrel/statistics/Setting.h"
 
 struct zeNode;
 
@@ -234,6 +236,8 @@ public:
     // Copies each value of `defaults` whose flag is set. Then, whatever the flags: the greatest
     // limit is raised to the average one, and that to the average of `defaults`.
     void set_defaults(zeDefaults& defaults, zeSetDefaults& flags);
+    // Returns the model's own settings.
+    zeDefaults settings() const;
     // Acts at the next selection.
     void set_profile_size(int size);
     // A change resets the likelihood ages; the histograms are emptied or made anew with zero bins,
@@ -317,5 +321,144 @@ private:
 
     std::unique_ptr<Zandrel::Kept_training> m_kept;  // what is left as bytes; null: nothing
 };
+
+namespace zandrel {
+
+// A setting is in four places: a field of zeDefaults, a flag of zeSetDefaults, a member of
+// zeStat_storage and a key of options files. This is the one table that connects them, in the order
+// of the fields of zeDefaults and then of zeConfig. See Setting.h for the parts of a row.
+struct Setting_table {
+    using D = zeDefaults;
+    using C = zeConfig;
+    using F = zeSetDefaults;
+    using M = zeStat_storage;
+
+    // clang-format off
+    static constexpr Setting kRows[] = {
+        of_models<&D::use_new_ZC, &F::use_new_ZC, &M::m_use_new_ZC>("UseNewZC"),
+        of_models<&D::use_normalization, &F::use_normalization, &M::m_use_normalization>("UseNormalization")
+            .stored_as(Stored_form::inverted_flag),
+        of_models<&D::use_likelihood_in_train, &F::use_likelihood_in_train, &M::m_use_train_likelihood>("UseLikelihoodInTrain")
+            .through<&M::set_use_train_likelihood>(),
+        of_models<&D::use_likelihood_in_match, &F::use_likelihood_in_match, &M::m_use_likelihood_in_match>("UseLikelihoodInMatch"),
+        // Each step of the resolution adds the memory of one more histogram for every category.
+        of_models<&D::likelihood_resolution, &F::likelihood_resolution, &M::m_likelihood_resolution>("LikelihoodHistogramResolution")
+            .through<&M::set_likelihood_histogram_resolution>().within(1, 1000),
+        of_models<&D::use_omit_method, &F::use_omit_method, &M::m_use_omit_method>("UseOmitMethod"),
+        of_models<&D::suppress_M, &F::suppress_M, &M::m_suppress_M>("SuppressM"),
+        of_models<&D::suppress_M_threshold, &F::suppress_M_threshold, &M::m_suppress_M_threshold>("SuppressMThreshold"),
+        of_models<&D::num_slices, &F::num_slices, &M::m_num_slices>("NumberOfSlices")
+            .within(1, kGreatestInt),
+        of_models<&D::clip_value, &F::clip_value, &M::m_clip_value>("ClipValue")
+            .read_as(Setting_kind::integer).raised_to(0),
+        // A category without features matches nothing.
+        of_models<&D::profile_size, &F::profile_size, &M::m_profile_size>("ProfileSize")
+            .through<&M::set_profile_size>().within(1, kGreatestInt),
+        of_models<&D::min_Ps_size, &F::min_Ps_size, &M::m_min_Ps_size>("MinPsSize"),
+        of_models<&D::max_Ps_size, &F::max_Ps_size, &M::m_max_Ps_size>("MaxPsSize"),
+        // One byte.
+        of_models<&D::P_life_expectancy, &F::P_life_expectancy, &M::m_P_life_expectancy>("PLifeExpectancy")
+            .within(0, 255),
+        of_models<&D::delete_P_factor, &F::delete_P_factor, &M::m_delete_P_factor>("DeletePFactor"),
+        of_models<&D::activation_inside, &F::activation_inside, &M::m_activation_inside>("ActivationInside"),
+        of_models<&D::activation_outside, &F::activation_outside, &M::m_activation_outside>("ActivationOutside"),
+        of_models<&D::activation_total, &F::activation_total, &M::m_activation_total>("ActivationTotal"),
+        of_models<&D::learn_speed_scale, &F::learn_speed_scale, &M::m_learn_speed_scale>("LearnSpeedScale")
+            .read_as(Setting_kind::learn_speed).stored_as(Stored_form::byte),
+        of_models<&D::min_Rlimit, &F::min_Rlimit, &M::m_min_Rlimit>("MinRlimit")
+            .read_as(Setting_kind::integer),
+        // With a limit of 0 no profile could keep a message.
+        of_models<&D::average_Rlimit, &F::average_Rlimit, &M::m_average_Rlimit>("AverageRlimit")
+            .read_as(Setting_kind::integer).within(1, kGreatestInt),
+        of_models<&D::max_Rlimit, &F::max_Rlimit, &M::m_max_Rlimit>("MaxRlimit")
+            .read_as(Setting_kind::integer).within(1, kGreatestInt),
+        // With 0 a bag of keywords would count for nothing.
+        of_models<&D::keywords_frequency, &F::keywords_frequency, &M::m_keywords_frequency>("KeywordsFrequency")
+            .read_as(Setting_kind::integer).within(1, kGreatestInt),
+        // The bag in slot 0 has a weight that nothing reads, and so no key.
+        weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 0>("MainSmlWeight")
+            .without_key(),
+        weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 1>("KeywordsSmlWeight"),
+        weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 2>("TitleSmlWeight"),
+        weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 3>("CannedSmlWeight"),
+        of_models<&D::weaken_small_cats_factor, &F::weaken_small_cats_factor, &M::m_weaken_small_cats_factor>("WeakenSmallCatsFactor"),
+        of_containers<&C::activate_feedback>("ActivateFeedback"),
+        of_containers<&C::each_cat_reserve_size>("EachCatReserveSize"),
+        of_containers<&C::each_cat_train_size>("EachCatTrainSize"),
+        of_containers<&C::age_adjustment>("AgeAdjustment"),
+        of_containers<&C::full_propogation>("FullPropogation"),
+    };
+    // clang-format on
+
+    // The keys of options files, in the order in which they are read and written.
+    static constexpr std::string_view kOptionOrder[] = {
+        "ClipValue",
+        "UseLikelihoodInTrain",
+        "UseLikelihoodInMatch",
+        "UseOmitMethod",
+        "LikelihoodHistogramResolution",
+        "ProfileSize",
+        "PLifeExpectancy",
+        "DeletePFactor",
+        "MinPsSize",
+        "MaxPsSize",
+        "NumberOfSlices",
+        "MinRlimit",
+        "AverageRlimit",
+        "MaxRlimit",
+        "SuppressM",
+        "SuppressMThreshold",
+        "UseNewZC",
+        "UseNormalization",
+        "ActivationInside",
+        "ActivationOutside",
+        "ActivationTotal",
+        "KeywordsFrequency",
+        "KeywordsSmlWeight",
+        "TitleSmlWeight",
+        "CannedSmlWeight",
+        "WeakenSmallCatsFactor",
+        "LearnSpeedScale",
+        "EachCatReserveSize",
+        "EachCatTrainSize",
+        "AgeAdjustment",
+        "ActivateFeedback",
+        "FullPropogation",
+    };
+
+    // The order in which zeStat_storage::set_defaults gives a model its values.
+    static constexpr std::string_view kSetDefaultsOrder[] = {
+        "UseNewZC",
+        "UseNormalization",
+        "ClipValue",
+        "UseLikelihoodInMatch",
+        "UseLikelihoodInTrain",
+        "UseOmitMethod",
+        "SuppressM",
+        "SuppressMThreshold",
+        "NumberOfSlices",
+        "LikelihoodHistogramResolution",
+        "MinPsSize",
+        "MaxPsSize",
+        "PLifeExpectancy",
+        "DeletePFactor",
+        "ProfileSize",
+        "ActivationInside",
+        "ActivationOutside",
+        "ActivationTotal",
+        "LearnSpeedScale",
+        "MinRlimit",
+        "AverageRlimit",
+        "MaxRlimit",
+        "KeywordsFrequency",
+        "WeakenSmallCatsFactor",
+        "MainSmlWeight",
+        "KeywordsSmlWeight",
+        "TitleSmlWeight",
+        "CannedSmlWeight",
+    };
+};
+
+}  // namespace zandrel
 
 #endif  // ZANDREL_STATISTICS_ZESTAT_STORAGE_H_

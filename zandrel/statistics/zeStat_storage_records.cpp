@@ -2,6 +2,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "zandrel/foundation/prefetch.h"
@@ -13,12 +14,26 @@
 #include "zandrel/statistics/Concept_row.h"
 #include "zandrel/statistics/Kept_training.h"
 #include "zandrel/statistics/Text_ranks.h"
+#include "zandrel/statistics/setting_lists.h"
 #include "zandrel/storage/Record_reader.h"
 
 namespace {
 
-constexpr unsigned int kReservedSize = 185;
-constexpr unsigned int kFactorSize = 8;
+using namespace zandrel::detail;
+
+// The order of the settings in the record, up to the part in which it ends like that of zeDefaults.
+// Behind each list are numbers that are no settings.
+constexpr std::string_view kBeforeMessages[] = {
+    "UseLikelihoodInMatch", "UseLikelihoodInTrain",          "UseOmitMethod", "SuppressM",
+    "SuppressMThreshold",   "LikelihoodHistogramResolution", "NumberOfSlices"};
+constexpr std::string_view kBeforeTotals[] = {
+    "ClipValue",         "ProfileSize",       "MinPsSize",       "PLifeExpectancy", "DeletePFactor",
+    "ActivationOutside", "ActivationInside",  "ActivationTotal", "MinRlimit",       "AverageRlimit",
+    "MaxRlimit",         "KeywordsFrequency", "UseNewZC"};
+
+static_assert(name_each_once({kBeforeMessages, kBeforeTotals, kBeforeMarker, kAfterMarker, kLast},
+                             is_stored),
+              "the record of zeStat_storage lacks a setting that is stored, or has one twice");
 
 // The fewest bytes of the entries of each list.
 constexpr unsigned int kLeastIndexEntrySize = 8;
@@ -99,27 +114,12 @@ void zeStat_storage::dump_profiles(Hio<HSegment>& io, const Ranks* ranks) const 
 
 void zeStat_storage::dump_settings(Hio<HSegment>& io) const {
     const bool is_compact = writes_compact();
-    io.WriteBool(m_use_likelihood_in_match);
-    io.WriteBool(m_use_train_likelihood);
-    io.WriteBool(m_use_omit_method);
-    io.WriteBool(m_suppress_M);
-    io << m_suppress_M_threshold << m_likelihood_resolution << m_num_slices << m_num_msgs;
-    io << m_clip_value << m_profile_size << m_min_Ps_size;
-    io.WriteByte(static_cast<char>(m_P_life_expectancy));
-    io << m_delete_P_factor << m_activation_outside << m_activation_inside << m_activation_total;
-    io << m_min_Rlimit << m_average_Rlimit << m_max_Rlimit << m_keywords_frequency;
-    io.WriteBool(m_use_new_ZC);
+    dump_rows(io, kRowsOf<kBeforeMessages>, *this);
+    io << m_num_msgs;
+    dump_rows(io, kRowsOf<kBeforeTotals>, *this);
     io << (is_compact ? 0.0 : m_total_weight) << (is_compact ? 0.0 : m_total_msg_weight)
        << (is_compact ? 0.0 : m_total_sml_weight);
-    io.WriteByte(static_cast<char>(m_learn_speed_scale));
-    io.WriteBool(!m_use_normalization);
-    io.WriteByte(1);  // the marker: a factor follows
-    io << m_weaken_small_cats_factor << m_max_Ps_size;
-    const char reserved[kReservedSize] = {};
-    io.WriteBytes(reserved, kReservedSize);
-    for (const double weight : m_sml_weights) {
-        io << weight;
-    }
+    dump_end_of_settings(io, *this);
 }
 
 void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
@@ -194,33 +194,11 @@ void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row&
 }
 
 void zeStat_storage::load_settings(Hio<HSegment>& io) {
-    m_use_likelihood_in_match = io.ReadBool();
-    m_use_train_likelihood = io.ReadBool();
-    m_use_omit_method = io.ReadBool();
-    m_suppress_M = io.ReadBool();
-    io >> m_suppress_M_threshold >> m_likelihood_resolution >> m_num_slices >> m_num_msgs;
-    io >> m_clip_value >> m_profile_size >> m_min_Ps_size;
-    m_P_life_expectancy = static_cast<unsigned char>(io.ReadByte());
-    io >> m_delete_P_factor >> m_activation_outside >> m_activation_inside >> m_activation_total;
-    io >> m_min_Rlimit >> m_average_Rlimit >> m_max_Rlimit >> m_keywords_frequency;
-    m_use_new_ZC = io.ReadBool();
+    load_rows(io, kRowsOf<kBeforeMessages>, *this);
+    io >> m_num_msgs;
+    load_rows(io, kRowsOf<kBeforeTotals>, *this);
     io >> m_total_weight >> m_total_msg_weight >> m_total_sml_weight;
-    m_learn_speed_scale = static_cast<unsigned char>(io.ReadByte());
-    m_use_normalization = !io.ReadBool();
-    if (io.ReadBool()) {
-        io >> m_weaken_small_cats_factor;
-    } else {
-        // The older form has bytes of no meaning there.
-        char skipped[kFactorSize];
-        io.ReadBytes(skipped, kFactorSize);
-        m_weaken_small_cats_factor = 0.0;
-    }
-    io >> m_max_Ps_size;
-    char reserved[kReservedSize];
-    io.ReadBytes(reserved, kReservedSize);
-    for (double& weight : m_sml_weights) {
-        io >> weight;
-    }
+    load_end_of_settings(io, *this);
 }
 
 void zeStat_storage::load_profile_index(Hio<HSegment>& io, zeNode* node) {

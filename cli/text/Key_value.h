@@ -1,0 +1,28 @@
+// Key_value: a word `Key=value` of the command line or of a container's optional setting.
+#ifndef ZANDREL_CLI_TEXT_KEY_VALUE_H_
+#define ZANDREL_CLI_TEXT_KEY_VALUE_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+struct Key_value {
+    std::string key;
+    std::string value;
+
+    bool operator==(const Key_value& other) const = default;
+};
+
+// Splits a word at its first "=": "a=b=c" has the key "a" and the value "b=c". Both may be empty.
+// Returns nothing for a word without "=".
+std::optional<Key_value> split_key_value(std::string_view word);
+
+// The same without white space at both ends of key and value: " a = b " has the key "a" and the
+// value "b".
+std::optional<Key_value> split_trimmed(std::string_view word);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_TEXT_KEY_VALUE_H_
