@@ -28,8 +28,8 @@ struct Training_options {
     bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
-    bool replaces = false;                    // a container that exists
-    double seconds_to_wait = 0.0;             // for another process that changes the container
+    bool replaces = false;                    // allows to replace a container that exists
+    double seconds_to_wait = 0.0;             // while another process changes the container
     CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
@@ -42,8 +42,8 @@ struct Learning_options {
     bool adds_categories = false;  // a label that the container does not know gets a category
     bool skips_bad_lines = false;
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
-    double seconds_to_wait = 0.0;             // likewise
-    CTProgress* progress = nullptr;           // BORROWS: likewise
+    double seconds_to_wait = 0.0;             // while another process changes the container
+    CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
 };
@@ -71,9 +71,9 @@ Training_summary train_kc(const Training_options& options);
 
 // Reads the container, learns the texts of all files as one bulk, and writes the container. Warns
 // before it learns if the limits of the classifiers that the texts reach scale old counts down.
-// RAISES: what read_model raises, and the like; Data_error for a compact container; Data_error with
-// file and line for the first label that the container does not know, unless they are added, and
-// for one that cannot be added.
+// RAISES: what read_model, Kc_lock, read_labelled_file and write_kc raise; Data_error for a compact
+// container; Data_error with file and line for the first unknown label, unless `adds_categories`,
+// and for a label that cannot be added.
 Training_summary learn_into_kc(const Learning_options& options);
 
 // Prints one line.
