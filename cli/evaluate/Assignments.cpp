@@ -14,10 +14,6 @@ namespace cli {
 
 namespace {
 
-Averages averages_of(const Tally& tally) {
-    return {tally.precision(), tally.recall(), tally.f1()};
-}
-
 Averages mean_of(const std::vector<Category_tally>& categories) {
     Averages sum;
     std::size_t count = 0;
@@ -73,7 +69,7 @@ Assignments Assignment_counter::assignments() const {
         result.categories.push_back({label, tally});
         all += tally;
     }
-    result.micro = averages_of(all);
+    result.micro = {all.precision(), all.recall(), all.f1()};
     result.macro = mean_of(result.categories);
     return result;
 }

@@ -142,10 +142,6 @@ void print_cost(const Evaluation& evaluation, std::ostream& out) {
               {megabytes(static_cast<double>(evaluation.peak_memory_bytes), 0)});
 }
 
-std::string shown(const std::string& got) {
-    return got.empty() ? "(no result)" : shown_text(got);
-}
-
 void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& out) {
     const std::size_t count = std::min(wanted, metrics.confusions.size());
     if (count == 0) {
@@ -159,8 +155,8 @@ void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& 
     for (std::size_t i = 0; i < count; ++i) {
         const Confusion& confusion = metrics.confusions[i];
         out << right_aligned(grouped(confusion.texts), 7) << "  "
-            << left_aligned(shown_text(confusion.expected), width) << " -> " << shown(confusion.got)
-            << '\n';
+            << left_aligned(shown_text(confusion.expected), width) << " -> "
+            << (confusion.got.empty() ? "(no result)" : shown_text(confusion.got)) << '\n';
     }
 }
 

@@ -60,10 +60,6 @@ bool names_somebody(std::uint16_t kind) {
     return kind == ACL_USER || kind == ACL_GROUP;
 }
 
-bool is_bound_by_mask(std::uint16_t kind) {
-    return names_somebody(kind) || kind == ACL_GROUP_OBJ;
-}
-
 }  // namespace
 
 Access_list Access_list::of_permissions(mode_t permissions) {
@@ -168,7 +164,7 @@ void Access_list::set_rights(std::uint16_t kind, std::uint16_t rights) {
 void Access_list::apply_mask() {
     const std::uint16_t mask = is_extended() ? rights_of(ACL_MASK) : kAllRights;
     for (Entry& entry : m_entries) {
-        if (is_bound_by_mask(entry.kind)) {
+        if (names_somebody(entry.kind) || entry.kind == ACL_GROUP_OBJ) {
             entry.rights &= mask;
         }
     }

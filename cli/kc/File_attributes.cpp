@@ -119,16 +119,13 @@ bool is_access_list(const Extended_attribute& attribute) {
     return attribute.name.starts_with("system.");
 }
 
-bool may_be_refused(const Extended_attribute& attribute) {
-    return !attribute.name.starts_with("user.") && !is_access_list(attribute);
-}
-
 void give_extended(const Extended_attribute& given, int descriptor) {
     if (::fsetxattr(descriptor, given.name.c_str(), given.value.data(), given.value.size(), 0) ==
         0) {
         return;
     }
-    if (!is_refusal() || !may_be_refused(given)) {
+    // The system may refuse others than the user's and access lists.
+    if (!is_refusal() || given.name.starts_with("user.") || is_access_list(given)) {
         fail();
     }
 }

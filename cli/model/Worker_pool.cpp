@@ -16,8 +16,8 @@
 //   take(): returns 1 at once
 //   take(): waits for 2           answers 2, works on 4
 //
-// So the answers are in the order of the tasks, however long each task takes, and a worker finds its
-// next task without waiting for us.
+// So the answers are in the order of the tasks, however long each task takes, and a worker finds
+// its next task without waiting for us.
 //
 // If worker 1 is killed while it works on task 3, its connection ends. take() then returns task 3
 // without an answer, and the caller does the task itself. The same happens to tasks 5, 7 and so on:

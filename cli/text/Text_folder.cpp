@@ -9,9 +9,9 @@
 //   co + soft hyphen + op  coop       the invisible character is removed
 //
 // ICU sorts a run of combining marks by their classes, in a time that is quadratic in the length of
-// the run. A text of a million marks would take 10^12 steps. So we cut the text: unit_size ends a unit
-// before the 31st mark of a run. "a" with 40 marks becomes two units: "a" with 30 marks, and the
-// other 10 marks.
+// the run. A text of a million marks would take 10^12 steps. So we cut the text: unit_size ends a
+// unit before the 31st mark of a run. "a" with 40 marks becomes two units: "a" with 30 marks, and
+// the other 10 marks.
 #include "cli/text/Text_folder.h"
 
 #include <cstddef>

@@ -196,22 +196,17 @@ void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTP
     summary.bytes = std::filesystem::file_size(lock.target().path());
 }
 
-void warn_of_scaling(const Learning_options& options, const Text_model& model,
-                     const std::vector<zeStat_storage*>& storages) {
-    const std::string warning =
-        scaling_warning(options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
-    if (!warning.empty()) {
-        options.warn(warning);
-    }
-}
-
 // Only the classifiers that new texts reach learn, so only their counts are scaled down.
 Text_model::Before_learning warning_of(const Learning_options& options, const Text_model& model) {
     if (!options.warn) {
         return {};
     }
     return [&options, &model](const std::vector<zeStat_storage*>& storages) {
-        warn_of_scaling(options, model, storages);
+        const std::string warning = scaling_warning(
+            options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
+        if (!warning.empty()) {
+            options.warn(warning);
+        }
     };
 }
 
