@@ -26,10 +26,10 @@ public:
     Text_column(std::string name, std::optional<std::size_t> column, const Text_model& model,
                 Warn warn);
 
-    // Returns the text of a line, which is empty if the line has not as many columns. Says once if
-    // such a line has any bytes. Without a column, says once if a line is a data line
+    // Returns the text of a line; empty if the line has too few columns. Warns of the first such
+    // line that is not empty. Without a column, warns of the first data line
     // `label[,label]<TAB>text` whose labels are all labels of the model.
-    // VALID UNTIL: the line is gone.
+    // VALID UNTIL: the bytes of `line` change.
     std::string_view text_of(std::string_view line, std::size_t line_number);
 
 private:

@@ -1,8 +1,8 @@
 // One function for each kind of warning; the functions at the end call them in a fixed order.
 //
 // Labels that differ only in case or blanks are found by a key: the label without white space and
-// with folded case. "Sport", "sport " and "SPORT" all have the key "sport", so they are one group:
-// labels that differ only in case or blanks are different labels: "SPORT", "Sport", "sport ".
+// with folded case. "Sport", "sport " and "SPORT" all have the key "sport", so the warning lists
+// them together: "SPORT", "Sport", "sport ".
 #include "cli/data/Data_warnings.h"
 
 #include <algorithm>

@@ -16,8 +16,8 @@ namespace cli {
 // Returns whether this value means "do not change the setting": an empty one and "leave".
 bool keeps_setting(std::string_view value);
 
-// Describes what is wrong with a value, with the key, the value and the range, or that the key is
-// unknown. Returns an empty text if the value is correct.
+// Describes what is wrong with a setting: that the key is unknown, or key, value and range of a bad
+// value. Returns an empty text if nothing is wrong.
 std::string setting_problem(std::string_view key, std::string_view value);
 
 // Settings from an options file and from `Key=value` words. We check them before the engine gets

@@ -93,8 +93,8 @@ public:
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
     // The names from the root down to a label of a ranking, joined by "/".
     std::string path_of(const Scored_label& label) const;
-    // Returns whether likelihood tables correct the scores. They do if the model was trained with
-    // them.
+    // Returns whether likelihood tables correct the scores of at least one classifier. A model has
+    // tables if it was trained with them.
     bool uses_tables() const;
     // use_tables(false) switches the correction off; use_tables(true) switches it on again where
     // the first call switched it off.

@@ -18,8 +18,8 @@ inline constexpr std::size_t kLongestFileName = 4096;
 // The text on one line, for people. \xNN is written for each byte of these: control characters,
 // also C1 controls and DEL; separators of lines and paragraphs; bidirectional controls, which would
 // show the text around them in another order; and bytes that are not UTF-8. "a<TAB>b" becomes
-// `a\x09b`. Each of the ASCII characters in `escaped` gets a "\" before it. A text that was escaped
-// without `escaped` does not change if it is escaped again.
+// `a\x09b`. Each of the ASCII characters in `escaped` gets a "\" before it. Without `escaped`, a
+// second call does not change the result of the first one.
 std::string shown_text(std::string_view text, std::string_view escaped = "");
 
 // A text of more than `longest` characters, with an ellipsis instead of the characters in the

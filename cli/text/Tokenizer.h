@@ -32,9 +32,9 @@ enum class Token_style {
 // put it where they could not read a character.
 class Tokenizer {
 public:
-    // Words are stemmed by the language's rules, or stay as they are if it is empty.
-    // RAISES: std::invalid_argument for a language that is unknown; std::runtime_error if ICU's
-    // data are missing.
+    // Words are stemmed by the rules of the language; if it is empty, they stay as they are.
+    // RAISES: std::invalid_argument for an unknown language; std::runtime_error if ICU's data are
+    // missing.
     Tokenizer(Token_style style, const std::string& stem_language);
 
     // Splits the next text, which may contain any bytes. RAISES: as Text_folder::fold.

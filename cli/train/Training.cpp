@@ -1,4 +1,4 @@
-// The steps of train and learn. All checks that can fail come before the work that takes long.
+// The steps of train and learn. As many checks as possible come before the work that takes long.
 //
 // train A.kc DATA               learn A.kc DATA
 //   check the target              check that A.kc can be read
