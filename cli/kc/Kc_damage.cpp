@@ -23,6 +23,8 @@
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
 
+using zandrel::Kc_seal;
+
 namespace cli {
 
 namespace {

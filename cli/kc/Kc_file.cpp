@@ -61,8 +61,8 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, boo
     mode.for_classifying = for_classifying;
     errno = 0;
     try {
-        if (!for_classifying) {     // else Read verifies the seal
-            Kc_seal::Verify(path);  // Without a seal the file is read all the same.
+        if (!for_classifying) {              // else Read verifies the seal
+            zandrel::Kc_seal::Verify(path);  // Without a seal the file is read all the same.
         }
         manager->Read(path, &mode, progress);
     } catch (const qtxAll&) {
@@ -79,7 +79,7 @@ void write_and_seal(const std::string& path, const std::string& temporary, zeMan
     errno = 0;
     try {
         manager.Write(temporary, &mode, progress);
-        Kc_seal::Write(temporary);
+        zandrel::Kc_seal::Write(temporary);
     } catch (const qtX<HioErr>& error) {
         throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
     } catch (const qtX<Hpack>& error) {
@@ -100,7 +100,7 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
 // A key made of a number has the same four bytes as the number in the file: the highest first.
 std::string first_bytes_of_kc() {
     return Hpack::MakeStringKey(Hpack::kMagic).str() +
-           Hpack::MakeStringKey(Zandrel::kKcFileId).str();
+           Hpack::MakeStringKey(zandrel::detail::kKcFileId).str();
 }
 
 }  // namespace

@@ -25,8 +25,8 @@ void add_package(Kc_file_facts& facts) {
     Hpack pack;
     pack.Open(facts.path, 'r');
     pack.GetFileID(id, version, flags, is_bad);
-    facts.is_unicode = (flags & Zandrel::kKcUnicode) != 0;
-    facts.is_sealed = Kc_seal::IsIn(pack);
+    facts.is_unicode = (flags & zandrel::detail::kKcUnicode) != 0;
+    facts.is_sealed = zandrel::Kc_seal::IsIn(pack);
 }
 
 }  // namespace
