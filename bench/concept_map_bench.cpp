@@ -21,7 +21,7 @@ struct Value {
     std::uint32_t number = 0;
 };
 
-using Ours = concept_map<Value>;
+using Ours = zandrel::concept_map<Value>;
 using Standard = std::unordered_map<Concept, Value, ConceptHash>;
 
 std::vector<Concept> numbered_concepts(std::size_t count) {

@@ -17,7 +17,7 @@ const qtString kTexts[] = {"17",  "0.75",  "1234.5678", "-3",    "20241231",   "
                            "1e5", "99.90", "0.333333",  "65536", "1700000000", "-12.5"};
 
 double by_library(const qtString& text) {
-    return qtConvertStringToDouble(text);
+    return zandrel::qtConvertStringToDouble(text);
 }
 
 // It takes no "+" and no blank in front, which the library would have to skip before.

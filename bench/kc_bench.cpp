@@ -24,6 +24,8 @@
 
 #include "bench/trainable.h"
 
+using zandrel::Kc_seal;
+
 namespace {
 
 constexpr std::size_t kVocabulary = 100000;
@@ -310,7 +312,7 @@ void BM_ScramblingAlone(benchmark::State& state) {
 void BM_ChecksumAlone(benchmark::State& state) {
     const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
     for (auto _ : state) {
-        Zandrel::Crc32c sum;
+        zandrel::detail::Crc32c sum;
         sum.Add(bytes.data(), bytes.size());
         benchmark::DoNotOptimize(sum.Value());
     }
@@ -320,7 +322,7 @@ void BM_ChecksumAlone(benchmark::State& state) {
 void BM_ChecksumByTables(benchmark::State& state) {
     const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(Zandrel::Crc32cByTables(0, bytes.data(), bytes.size()));
+        benchmark::DoNotOptimize(zandrel::detail::Crc32cByTables(0, bytes.data(), bytes.size()));
     }
     report_bytes(state, bytes.size());
 }

@@ -107,7 +107,7 @@ void BM_EnterInHistograms(benchmark::State& state) {
 // By categories: the compilation of the table.
 void BM_CompileTable(benchmark::State& state) {
     Many_categories categories(static_cast<std::size_t>(state.range(0)));
-    Match_table table;
+    zandrel::detail::Match_table table;
     zeStat_storage& storage = *categories.matcher().m_storage;
     for (std::size_t i = 0; i < storage.m_profiles.size(); ++i) {
         for (std::size_t k = 0; k < kOwnWords; ++k) {

@@ -69,7 +69,7 @@ void distribute_deep(benchmark::State& state, bool propagates) {
     Deep_tree tree(static_cast<std::size_t>(state.range(0)), propagates);
     zeWorkflow workflow(&tree.manager);
     for (auto _ : state) {
-        zeWorkflow::Distribution distribution(kInitialBuckets);
+        zeWorkflow::Distribution distribution(zandrel::kInitialBuckets);
         workflow.distribute_corpus(distribution, tree.view, false);
         benchmark::DoNotOptimize(distribution);
     }
@@ -117,7 +117,7 @@ void BM_DistributeTwoLevels(benchmark::State& state) {
     Two_levels tree;
     zeWorkflow workflow(&tree.manager);
     for (auto _ : state) {
-        zeWorkflow::Distribution distribution(kInitialBuckets);
+        zeWorkflow::Distribution distribution(zandrel::kInitialBuckets);
         workflow.distribute_corpus(distribution, tree.view, false);
         benchmark::DoNotOptimize(distribution);
     }

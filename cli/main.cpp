@@ -38,7 +38,7 @@ struct Early_preparation {
 [[gnu::init_priority(101)]] const Early_preparation kEarlyPreparation;
 
 std::string version_text() {
-    std::array<char, kZandrelVersionTextSize> text = {};
+    std::array<char, zandrel::kZandrelVersionTextSize> text = {};
     GetZandrelVersion(text.data());
     return std::string("zandrel ") + text.data();
 }

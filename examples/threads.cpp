@@ -61,7 +61,7 @@ public:
         const Library_lock lock(library_mutex);
         // If reading fails, this is destroyed before the lock is released.
         auto manager = std::make_unique<zeManager>();
-        Kc_seal::Verify(path);
+        zandrel::Kc_seal::Verify(path);
         manager->Read(path, nullptr, nullptr);
         m_manager = std::move(manager);
     }
@@ -100,7 +100,7 @@ public:
         KcIoMode mode;
         mode.compact = compact;
         m_manager->Write(unfinished, &mode, nullptr);
-        Kc_seal::Write(unfinished);
+        zandrel::Kc_seal::Write(unfinished);
         std::filesystem::rename(unfinished, path);
     }
 

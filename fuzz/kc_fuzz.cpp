@@ -18,9 +18,9 @@ namespace {
 void verify_seal(const File_bytes& bytes) {
     qtPtr<qtBuffer> buffer(new qtBuffer{bytes});
     try {
-        Kc_seal::Verify(buffer);
+        zandrel::Kc_seal::Verify(buffer);
     } catch (const std::exception& raised) {
-        require(is_qtx<Kc_seal>(raised, {1, 2}) || is_qtx<Hpack>(raised, {1, 2}) ||
+        require(is_qtx<zandrel::Kc_seal>(raised, {1, 2}) || is_qtx<Hpack>(raised, {1, 2}) ||
                     is_qtx<HioErr>(raised, {HioErr::kBadOffset, HioErr::kReadFailed}),
                 raised.what());
     }

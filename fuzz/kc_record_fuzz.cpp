@@ -112,7 +112,7 @@ void replace(Records& records, unsigned char pick, const std::string& record) {
             records[Hpack::MakeStringKey(2).str()] = type_of(ZE_STAT) + record;
             break;
         case 2:
-            records[Hpack::MakeStringKey(1).str()] = type_of(kStorageObjectType) + record;
+            records[Hpack::MakeStringKey(1).str()] = type_of(zandrel::kStorageObjectType) + record;
             break;
         default:
             records[Hpack::MakeStringKey(3).str()] = type_of(ZE_RULE) + record;

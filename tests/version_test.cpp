@@ -5,7 +5,7 @@
 namespace {
 
 TEST(VersionTest, WritesFiveNumbersPartedByDots) {
-    char text[kZandrelVersionTextSize] = "";
+    char text[zandrel::kZandrelVersionTextSize] = "";
 
     GetZandrelVersion(text);
 
@@ -13,7 +13,7 @@ TEST(VersionTest, WritesFiveNumbersPartedByDots) {
 }
 
 TEST(VersionTest, ShortNameWritesTheSameText) {
-    char text[kZandrelVersionTextSize] = "";
+    char text[zandrel::kZandrelVersionTextSize] = "";
 
     GetZanVersion(text);
 

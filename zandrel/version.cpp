@@ -2,8 +2,10 @@
 
 #include <cstdio>
 
+using zandrel::kZandrelVersion;
+
 void GetZandrelVersion(char* text) {
-    std::snprintf(text, kZandrelVersionTextSize, "%d.%d.%d.%d.%d", kZandrelVersion[0],
+    std::snprintf(text, zandrel::kZandrelVersionTextSize, "%d.%d.%d.%d.%d", kZandrelVersion[0],
                   kZandrelVersion[1], kZandrelVersion[2], kZandrelVersion[3], kZandrelVersion[4]);
 }
 

@@ -26,6 +26,8 @@
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
 
+using zandrel::Kc_seal;
+
 namespace cli {
 
 namespace {

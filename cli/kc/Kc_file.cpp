@@ -63,8 +63,8 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, boo
     mode.for_classifying = for_classifying;
     errno = 0;
     try {
-        if (!for_classifying) {     // otherwise Read verifies the seal
-            Kc_seal::Verify(path);  // accepts a file without a seal
+        if (!for_classifying) {              // otherwise Read verifies the seal
+            zandrel::Kc_seal::Verify(path);  // accepts a file without a seal
         }
         manager->Read(path, &mode, progress);
     } catch (const qtxAll&) {
@@ -82,7 +82,7 @@ void write_and_seal(const std::string& path, const std::string& temporary, zeMan
     errno = 0;
     try {
         manager.Write(temporary, &mode, progress);
-        Kc_seal::Write(temporary);
+        zandrel::Kc_seal::Write(temporary);
     } catch (const qtX<HioErr>& error) {
         throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
     } catch (const qtX<Hpack>& error) {
@@ -104,7 +104,7 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
 // same four bytes.
 std::string first_bytes_of_kc() {
     return Hpack::MakeStringKey(Hpack::kMagic).str() +
-           Hpack::MakeStringKey(Zandrel::kKcFileId).str();
+           Hpack::MakeStringKey(zandrel::detail::kKcFileId).str();
 }
 
 }  // namespace

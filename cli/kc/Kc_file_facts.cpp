@@ -32,8 +32,8 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
         Hpack pack;
         pack.Open(path, 'r');
         pack.GetFileID(id, version, flags, is_bad);
-        facts.is_unicode = (flags & Zandrel::kKcUnicode) != 0;
-        facts.is_sealed = Kc_seal::IsIn(pack);
+        facts.is_unicode = (flags & zandrel::detail::kKcUnicode) != 0;
+        facts.is_sealed = zandrel::Kc_seal::IsIn(pack);
     } catch (const qtxAll&) {
         raise_as_read_error(path);
     }

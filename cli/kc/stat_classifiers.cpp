@@ -13,7 +13,7 @@ namespace cli {
 std::vector<Stat_classifier> stat_classifiers(const zeManager& manager) {
     const zeLogicalTree& tree = *manager.m_logical_tree;
     std::vector<Stat_classifier> found;
-    for (const unsigned int id : Zandrel::ids_in_order(tree.nodes)) {
+    for (const unsigned int id : zandrel::detail::ids_in_order(tree.nodes)) {
         zeNode* const node = tree.nodes.at(id).physical_node;
         if (auto* const matcher =
                 dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {

@@ -260,7 +260,7 @@ std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progre
     } else {
         zeWorkflow::Distribution distribution;
         m_workflow->distribute_corpus(distribution, view, false);
-        for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+        for (zeNode* const node : zandrel::detail::in_id_order(distribution)) {
             works.push_back(training_work(*storage_of(node), distribution.at(node), kind));
         }
     }
@@ -346,7 +346,7 @@ std::vector<zeStat_storage*> Text_model::reached_storages(zeCorpus_view& view) c
     zeWorkflow::Distribution distribution;
     m_workflow->distribute_corpus(distribution, view, false);
     std::vector<zeStat_storage*> storages;
-    for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+    for (zeNode* const node : zandrel::detail::in_id_order(distribution)) {
         storages.push_back(storage_of(node));
     }
     return storages;

@@ -10,6 +10,8 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
+using zandrel::Kc_seal;
+
 namespace cli {
 
 namespace {
@@ -30,7 +32,7 @@ const char* name_of_type(std::uint32_t type) {
             return "rule classifier";
         case ZE_STAT:
             return "statistical classifier";
-        case kStorageObjectType:
+        case zandrel::kStorageObjectType:
             return "statistical model";
         default:
             return "unknown object";
@@ -45,14 +47,14 @@ std::string type_of_object(const Record_file& file, const Record_item& item,
     }
     reader.seek(item.offset + item.total() - item.data_length);
     std::string type = reader.bytes(kIdSize);
-    if (file.header.version >= Zandrel::kKcVersion) {
+    if (file.header.version >= zandrel::detail::kKcVersion) {
         qtScrambler(qtScrambler::kSeed).Descramble(type.data(), type.size(), qtScrambler::kOption);
     }
     return name_of_type(number_in(type));
 }
 
 std::string contents_of(const Record_file& file, const Record_item& item, Record_reader& reader) {
-    if (item.key == Zandrel::kManagerKey) {
+    if (item.key == zandrel::detail::kManagerKey) {
         return "tree and settings";
     }
     if (item.key == Kc_seal::kKey) {
@@ -92,7 +94,7 @@ void read_seal(const Record_item& item, Record_reader& reader, Package_contents&
 
 Package_contents read_package_contents(const Record_file& file, Record_reader& reader) {
     Package_contents package;
-    package.is_container = file.header.file_id == Zandrel::kKcFileId;
+    package.is_container = file.header.file_id == zandrel::detail::kKcFileId;
     for (const Record_item& item : file.index.items) {
         package.contents.push_back(package.is_container ? contents_of(file, item, reader) : "");
         if (item.key == Kc_seal::kKey) {

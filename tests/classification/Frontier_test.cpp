@@ -39,7 +39,7 @@ protected:
     // The ids and scores of all entries, in the order in which the frontier returns them.
     std::vector<std::pair<unsigned int, double>> TakeAll() {
         std::vector<std::pair<unsigned int, double>> taken;
-        while (const Node_score* const best = m_frontier.best()) {
+        while (const zandrel::detail::Node_score* const best = m_frontier.best()) {
             taken.emplace_back(best->node->m_node_id, best->score);
             m_frontier.pop();
         }
@@ -48,7 +48,7 @@ protected:
 
     std::deque<zeNode> m_nodes;
     zeNode* m_from = Node("from", ZE_STAT);  // id 1
-    Frontier m_frontier;
+    zandrel::detail::Frontier m_frontier;
 };
 
 TEST_F(FrontierTest, BestOfAnEmptyFrontierDoesNotExist) {

@@ -12,7 +12,7 @@ namespace {
 // with std::set. So look-ups are tested at every size of the table.
 TEST(Identity_setTest, KnownAndNewIdentitiesAreDistinguishedAtEverySize) {
     const std::vector<double> places(1000);
-    Identity_set identities;
+    zandrel::detail::Identity_set identities;
     std::set<const void*> known;
     for (std::size_t i = 0; i < 3 * places.size(); ++i) {
         const void* const identity = &places[(i * 7 + i / 3) % places.size()];
@@ -23,7 +23,7 @@ TEST(Identity_setTest, KnownAndNewIdentitiesAreDistinguishedAtEverySize) {
 
 TEST(Identity_setTest, IdentityIsNewOnlyOnce) {
     int place = 0;
-    Identity_set identities;
+    zandrel::detail::Identity_set identities;
     EXPECT_TRUE(identities.insert(&place));
     EXPECT_FALSE(identities.insert(&place));
 }

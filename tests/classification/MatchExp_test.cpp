@@ -320,7 +320,7 @@ TEST(MatchExpTest, EvaluatesConditionOnceAndOneBranchForNumber) {
                                 std::make_unique<Noted>(notes, 'c', two));
         zeMsg msg;
         DocInfo info{&msg, 0.0};
-        EXPECT_EQ(zandrel::Rule_code(node).evaluate(info), 2.0);
+        EXPECT_EQ(zandrel::detail::Rule_code(node).evaluate(info), 2.0);
     }
 
     EXPECT_EQ(notes, "abac");
@@ -502,7 +502,7 @@ TEST(CheckNVPTest, OtherTypesBreakTheInvariant) {
         const CheckNVP check(static_cast<MatchExp::FuncType>(type), term("k"));
         EXPECT_ASSERTS(evaluated(check, msg), "is_key_operation(type)");
         DocInfo info{&msg, 0.0};
-        EXPECT_ASSERTS(zandrel::Rule_code(check).evaluate(info), "is_key_operation(type)");
+        EXPECT_ASSERTS(zandrel::detail::Rule_code(check).evaluate(info), "is_key_operation(type)");
     }
 }
 
@@ -568,7 +568,7 @@ TEST(MatchExpTest, AllocatesNothingWhileEvaluating) {
     msg->add_value("s", mlMessageConverter::kString, "this is not a long part of a longer text");
     DocInfo info{msg.get(), 0.5};
 
-    const zandrel::Rule_code code(*tree);
+    const zandrel::detail::Rule_code code(*tree);
 
     const Allocation_meter meter;
     tree->eval(info);
@@ -592,7 +592,8 @@ TEST(MatchExpTest, LongChainsAndTheirPartsAreComputedFromTheLeft) {
     for (int last = 60; last >= 2; --last) {
         SCOPED_TRACE(last);
         EXPECT_EQ(part->eval(info).number, 1.0 - (last * (last + 1) / 2 - 1));
-        EXPECT_EQ(zandrel::Rule_code(*part).evaluate(info), 1.0 - (last * (last + 1) / 2 - 1));
+        EXPECT_EQ(zandrel::detail::Rule_code(*part).evaluate(info),
+                  1.0 - (last * (last + 1) / 2 - 1));
         part = dynamic_cast<const MatchExpNode&>(*part).args[0].get();
     }
 }
@@ -615,5 +616,5 @@ TEST(MatchExpTest, LongChainsMayMixAllOperations) {
     DocInfo info{&msg, 1.0};
 
     EXPECT_EQ(rule->eval(info).number, 8.0);
-    EXPECT_EQ(zandrel::Rule_code(*rule).evaluate(info), 8.0);
+    EXPECT_EQ(zandrel::detail::Rule_code(*rule).evaluate(info), 8.0);
 }

@@ -16,7 +16,7 @@
 
 namespace {
 
-using zandrel::Rule_code;
+using zandrel::detail::Rule_code;
 using Action = Rule_code::Action;
 using Source = Rule_code::Source;
 using Rule_tree = std::unique_ptr<MatchExp>;

@@ -58,7 +58,7 @@ Outcome parse_and_evaluate(std::string_view rule, DocInfo& info) {
     try {
         const std::unique_ptr<MatchExp> tree = tree_of(rule);
         return {.value = tree->eval(info).number,
-                .value_of_code = zandrel::Rule_code(*tree).evaluate(info)};
+                .value_of_code = zandrel::detail::Rule_code(*tree).evaluate(info)};
     } catch (const qtX<RuleParser>& raised) {
         return {.refusal = raised.message().str()};
     }

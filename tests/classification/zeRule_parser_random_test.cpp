@@ -149,7 +149,7 @@ std::string written(const Expression& expression) {
 double number_of_code(const MatchExp& tree) {
     const qtPtrLight<zeMsg> msg = oracle_message();
     DocInfo info{msg.get(), kOracleScore};
-    return zandrel::Rule_code(tree).evaluate(info);
+    return zandrel::detail::Rule_code(tree).evaluate(info);
 }
 
 double number_of(const MatchExp& tree) {

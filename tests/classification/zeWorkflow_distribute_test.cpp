@@ -20,6 +20,8 @@
 #include "tests/support/progress_log.h"
 #include "tests/support/trace_capture.h"
 
+using zandrel::kTraceWarning;
+
 namespace {
 
 using testing::ElementsAre;
@@ -256,8 +258,8 @@ TEST_F(zeWorkflowDistributeTest, BeginningAndEndAreTraced) {
 
     EXPECT_THAT(traced.texts(), ElementsAre("Starting distribution of a corpus (2 msgs)",
                                             blocked_text(1), "Distribution finished"));
-    EXPECT_EQ(traced.lines.front().level, kTraceDebug);
-    EXPECT_EQ(traced.lines.back().level, kTraceDebug);
+    EXPECT_EQ(traced.lines.front().level, zandrel::kTraceDebug);
+    EXPECT_EQ(traced.lines.back().level, zandrel::kTraceDebug);
 }
 
 // Categories that are in no tree.

@@ -34,6 +34,8 @@
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/answers_of_kc.h"
 
+using zandrel::Kc_seal;
+
 namespace cli {
 
 namespace {

@@ -73,7 +73,7 @@ TEST_F(KcFileFaultTest, DiskThatFailsWhileAContainerIsReadIsAnInputError) {
 TEST_F(KcFileFaultTest, DiskThatFailsWhileASealIsVerifiedIsAnInputError) {
     const auto read = [] { read_kc("fake/a.kc", nullptr); };
     const std::size_t unsealed = CallsOf(read);
-    Kc_seal::Write("fake/a.kc");
+    zandrel::Kc_seal::Write("fake/a.kc");
     EXPECT_GT(CallsOf(read), unsealed);
 
     ExpectEachFaultToBeOfTheDisk(read);

@@ -17,6 +17,8 @@
 #include "tests/cli/damaged_bits.h"
 #include "tests/cli/scratch_folder.h"
 
+using zandrel::Kc_seal;
+
 namespace cli {
 
 namespace {

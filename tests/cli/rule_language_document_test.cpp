@@ -71,7 +71,7 @@ private:
         } else if (name == "pair") {
             m_subject.pairs.push_back(value);
         } else if (name == "score") {
-            m_subject.score = qtConvertStringToDouble(value);
+            m_subject.score = zandrel::qtConvertStringToDouble(value);
         } else {
             ADD_FAILURE() << m_line << ": no part of a message: " << line;
         }

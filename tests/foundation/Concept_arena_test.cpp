@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+using zandrel::detail::Concept_arena;
+
 namespace {
 
 using Block = Concept_arena::Block;

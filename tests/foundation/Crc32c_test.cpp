@@ -9,10 +9,12 @@
 
 #include "tests/support/bitwise_crc.h"
 
+using zandrel::detail::Crc32c;
+
 namespace {
 
 std::uint32_t crc_of(std::string_view bytes) {
-    Zandrel::Crc32c sum;
+    Crc32c sum;
     sum.Add(bytes.data(), bytes.size());
     return sum.Value();
 }
@@ -29,13 +31,13 @@ std::string some_bytes(std::size_t length) {
 
 // Computes the checksum with one implementation, from the start value to the inverted result.
 std::uint32_t crc_by_tables(std::string_view bytes) {
-    return ~Zandrel::Crc32cByTables(0xFFFFFFFFU, bytes.data(), bytes.size());
+    return ~zandrel::detail::Crc32cByTables(0xFFFFFFFFU, bytes.data(), bytes.size());
 }
 
 // Uses the tables too if the processor lacks the instruction.
 std::uint32_t crc_by_instruction(std::string_view bytes) {
-    return Zandrel::HasCrc32cInstruction()
-               ? ~Zandrel::Crc32cByInstruction(0xFFFFFFFFU, bytes.data(), bytes.size())
+    return zandrel::detail::HasCrc32cInstruction()
+               ? ~zandrel::detail::Crc32cByInstruction(0xFFFFFFFFU, bytes.data(), bytes.size())
                : crc_by_tables(bytes);
 }
 
@@ -90,7 +92,7 @@ TEST(Crc32cTest, LongPiecesGiveTheValueOfTheWhole) {
     const std::uint32_t whole = bitwise_crc(bytes);
 
     for (std::size_t cut = 0; cut <= bytes.size(); cut += 499) {
-        Zandrel::Crc32c sum;
+        Crc32c sum;
         sum.Add(bytes.data(), cut);
         sum.Add(bytes.data() + cut, bytes.size() - cut);
         EXPECT_EQ(sum.Value(), whole) << cut;
@@ -113,7 +115,7 @@ TEST(Crc32cTest, PiecesGiveTheValueOfTheWhole) {
     const std::uint32_t whole = bitwise_crc(bytes);
 
     for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-        Zandrel::Crc32c sum;
+        Crc32c sum;
         sum.Add(bytes.data(), cut);
         sum.Add(bytes.data() + cut, bytes.size() - cut);
         EXPECT_EQ(sum.Value(), whole) << cut;

@@ -16,6 +16,8 @@
 
 #include "tests/support/bags.h"
 
+using zandrel::concept_map;
+
 namespace {
 
 using Numbers = concept_map<int>;

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+using zandrel::kInitialBuckets;
+
 namespace {
 
 // Fills a table far beyond its first buckets and returns the address of each entry at its

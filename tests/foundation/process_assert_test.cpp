@@ -7,6 +7,8 @@
 
 #include "tests/support/expect_qtx.h"
 
+using zandrel::set_assert_handler;
+
 namespace {
 
 // The arguments that the handlers below were called with.
@@ -82,7 +84,7 @@ TEST_F(processassertTest, AssertionRaisesAfterAHandlerThatReturns) {
 }
 
 TEST_F(processassertTest, SettingAHandlerReturnsThePreviousOne) {
-    const Assert_handler original = set_assert_handler(note_and_raise);
+    const zandrel::Assert_handler original = set_assert_handler(note_and_raise);
 
     EXPECT_EQ(set_assert_handler(note_and_return), note_and_raise);
     EXPECT_EQ(set_assert_handler(original), note_and_return);

@@ -37,7 +37,7 @@ TEST(qtStringTest, AllPairsOfBytesAreOrderedAsUnsigned) {
             const qtString left_text = text_of_byte(left);
             const qtString right_text = text_of_byte(right);
 
-            ASSERT_EQ(sign_of(compare_text(left_text.view(), right_text.view())),
+            ASSERT_EQ(sign_of(zandrel::compare_text(left_text.view(), right_text.view())),
                       sign_of(left - right));
             ASSERT_EQ(left_text < right_text, left < right);
             ASSERT_EQ(left_text > right_text, left > right);

@@ -9,6 +9,8 @@
 
 #include "tests/support/comma_locale.h"
 
+using zandrel::qtConvertStringToDouble;
+
 TEST(qtTextLocaleTest, ReadsNumbersWithPoint) {
     const Comma_locale locale;
     ASSERT_EQ(std::strtod("1,5", nullptr), 1.5);

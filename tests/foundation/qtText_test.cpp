@@ -17,6 +17,11 @@
 
 #include "tests/support/expect_qtx.h"
 
+using zandrel::qtConvertStringToDouble;
+using zandrel::qtConvertStringToInt;
+using zandrel::qtConvertStringToLong;
+using zandrel::qtConvertStringToUnsigned;
+
 namespace {
 
 using Texts = std::vector<qtString>;
@@ -81,7 +86,7 @@ TEST(TrimWhiteSpaceTest, OnlyTheSixWhiteSpaceBytesAreRemoved) {
         const bool is_white = IsOneOf(byte, " \t\n\v\f\r", 6);
         const qtString edge = OneByte(byte);
 
-        EXPECT_EQ(IsWhiteSpace(static_cast<char>(byte)), is_white) << byte;
+        EXPECT_EQ(zandrel::IsWhiteSpace(static_cast<char>(byte)), is_white) << byte;
         EXPECT_EQ(TrimWhiteSpace(edge + "a" + edge), is_white ? "a" : edge + "a" + edge) << byte;
     }
 }

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+using zandrel::set_clock;
+
 namespace {
 
 constexpr std::int64_t kEarliest = std::numeric_limits<std::int64_t>::min();
@@ -36,7 +38,7 @@ public:
     ~Held_clock() { set_clock(m_before); }
 
 private:
-    qtClock m_before;
+    zandrel::qtClock m_before;
 };
 
 TEST(qtTimeDateTest, DefaultIsTheStartOf1970) {

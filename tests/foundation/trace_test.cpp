@@ -9,6 +9,10 @@
 
 #include "tests/support/trace_capture.h"
 
+using zandrel::kTraceDebug;
+using zandrel::kTraceWarning;
+using zandrel::set_trace_sink;
+
 namespace {
 
 using testing::ElementsAre;
@@ -17,7 +21,7 @@ using testing::IsEmpty;
 const Trace_file s_trace_file("trace_test.cpp");
 const Trace_file s_other_file("other.cpp");
 
-class Raising_sink : public Trace_sink {
+class Raising_sink : public zandrel::Trace_sink {
 public:
     void write(int /*level*/, const Trace_file& /*file*/, const char* /*text*/) override {
         ++calls;

@@ -59,7 +59,7 @@ TEST(zeBaseTest, TypesHaveTheirStoredNumbers) {
     EXPECT_EQ(ZE_LEAF, 0U);
     EXPECT_EQ(ZE_RULE, 1U);
     EXPECT_EQ(ZE_STAT, 2U);
-    EXPECT_EQ(kStorageObjectType, 3U);
+    EXPECT_EQ(zandrel::kStorageObjectType, 3U);
 }
 
 }  // namespace

@@ -122,7 +122,7 @@ TEST_F(zePhysicalTreeTest, ReleaseClassifierTracesTheNodesName) {
 
     ASSERT_EQ(traced.lines.size(), 1U);
     EXPECT_EQ(traced.lines[0].text, "Removing classifier from cache : sport");
-    EXPECT_EQ(traced.lines[0].level, kTraceDebug);
+    EXPECT_EQ(traced.lines[0].level, zandrel::kTraceDebug);
 }
 
 TEST_F(zePhysicalTreeTest, ReleaseClassifierOfANodeWithoutOneDoesNothing) {

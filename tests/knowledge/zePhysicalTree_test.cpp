@@ -80,7 +80,10 @@ TEST_F(zePhysicalTreeTest, MakeNodeChecksTheWholeTypeAndLeavesNoNodeIfRefused) {
     const struct {
         unsigned int type;
         const char* argument;
-    } rows[] = {{kStorageObjectType, "3"}, {256, "256"}, {258, "258"}, {4294967295U, "4294967295"}};
+    } rows[] = {{zandrel::kStorageObjectType, "3"},
+                {256, "256"},
+                {258, "258"},
+                {4294967295U, "4294967295"}};
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.argument);

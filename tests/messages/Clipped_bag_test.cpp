@@ -13,6 +13,8 @@
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 
+using zandrel::detail::Clipped_bag;
+
 namespace {
 
 // Compares the view with a copy that is clipped, which the view replaces. We compare bits, so that

@@ -11,6 +11,8 @@
 
 #include "tests/support/bags.h"
 
+using zandrel::Concept_weights;
+
 namespace {
 
 using Model = std::map<std::string, double>;

@@ -9,16 +9,18 @@
 
 #include <gtest/gtest.h>
 
+using zandrel::detail::first_bytes;
+
 namespace {
 
 std::vector<std::string> sorted_by_keys(const std::vector<Concept>& concepts) {
-    std::vector<Text_key> keys;
+    std::vector<zandrel::detail::Text_key> keys;
     for (const Concept& each : concepts) {
-        keys.push_back(text_key(each, keys.size()));
+        keys.push_back(zandrel::detail::text_key(each, keys.size()));
     }
-    sort_by_text(keys);
+    zandrel::detail::sort_by_text(keys);
     std::vector<std::string> texts;
-    for (const Text_key& key : keys) {
+    for (const zandrel::detail::Text_key& key : keys) {
         texts.emplace_back(concepts[key.index].view());
     }
     return texts;

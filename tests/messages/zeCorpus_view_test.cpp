@@ -360,13 +360,13 @@ TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnce) {
 
     ASSERT_EQ(view.msgs[0].cats.size(), 100U);
     ASSERT_EQ(view.msgs[1].cats.size(), 101U);
-    const Zandrel::Relevant_nodes relevant(view.msgs[0]);
+    const zandrel::detail::Relevant_nodes relevant(view.msgs[0]);
     for (std::size_t i = 0; i < nodes.size(); ++i) {
         EXPECT_EQ(view.msgs[0].cats[i], &nodes[i]);
         EXPECT_TRUE(relevant.contain(&nodes[i]));
     }
     EXPECT_FALSE(relevant.contain(&by_hand));
-    EXPECT_TRUE(Zandrel::Relevant_nodes(view.msgs[1]).contain(&by_hand));
+    EXPECT_TRUE(zandrel::detail::Relevant_nodes(view.msgs[1]).contain(&by_hand));
 }
 
 // Both messages have 17 nodes when the last one is asked for, and the same last node.

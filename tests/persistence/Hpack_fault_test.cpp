@@ -17,6 +17,8 @@
 #include "tests/support/fake_disk.h"
 #include "tests/support/package.h"
 
+using zandrel::Kc_seal;
+
 namespace {
 
 const std::string kName = "fake/package";

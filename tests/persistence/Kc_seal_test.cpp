@@ -19,6 +19,8 @@
 #include "tests/support/expect_qtx.h"
 #include "tests/support/package.h"
 
+using zandrel::Kc_seal;
+
 namespace {
 
 void seal(Package_file& place) {

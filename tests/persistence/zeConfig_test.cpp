@@ -8,6 +8,9 @@
 
 #include "tests/support/expect_qtx.h"
 
+using zandrel::set_clock;
+using zandrel::set_config_seed;
+
 namespace {
 
 using Signatures = std::set<unsigned int>;
@@ -38,8 +41,8 @@ protected:
     }
 
 private:
-    qtClock m_clock = nullptr;
-    Config_seed m_seed = nullptr;
+    zandrel::qtClock m_clock = nullptr;
+    zandrel::Config_seed m_seed = nullptr;
 };
 
 TEST_F(zeConfigTest, NewConfigHasTheDefaults) {
@@ -106,7 +109,7 @@ TEST_F(zeConfigTest, DefaultSeedIsTheTimeInSeconds) {
 }
 
 TEST_F(zeConfigTest, SetConfigSeedReturnsThePreviousSource) {
-    const Config_seed mine = [] { return 1U; };
+    const zandrel::Config_seed mine = [] { return 1U; };
 
     set_config_seed(mine);
 

@@ -26,6 +26,8 @@
 #include "tests/support/scratch_file.h"
 #include "tests/support/stored.h"
 
+using zandrel::Kc_seal;
+
 namespace {
 
 constexpr std::uint32_t kModelId = 1;

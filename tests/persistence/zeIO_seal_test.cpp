@@ -14,6 +14,8 @@
 #include "tests/support/progress_log.h"
 #include "tests/support/scratch_file.h"
 
+using zandrel::Kc_seal;
+
 namespace {
 
 using testing::ElementsAre;

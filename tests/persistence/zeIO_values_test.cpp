@@ -210,7 +210,7 @@ TEST_F(zeIOValuesTest, PairWithAnUnknownProfileIsRefused) {
 }
 
 TEST_F(zeIOValuesTest, PairWeightThatIsNotFiniteIsRefused) {
-    Match_table& table = root_matcher(manager).m_table;
+    zandrel::detail::Match_table& table = root_matcher(manager).m_table;
     const Concept first = table.begin()->first;
     Row row = row_of(table, first);
     row[0].m_weight = std::numeric_limits<float>::infinity();

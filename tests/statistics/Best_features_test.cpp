@@ -16,6 +16,8 @@
 
 #include "tests/support/bags.h"
 
+using zandrel::detail::Best_features;
+
 namespace {
 
 using testing::ElementsAre;

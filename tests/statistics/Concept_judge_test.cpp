@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+using zandrel::detail::Concept_judge;
+
 namespace {
 
 Concept_judge::Rated rated(double quotient, double factor, double difference) {

@@ -10,12 +10,12 @@
 namespace {
 
 std::vector<std::string> ordered(const std::vector<std::string>& texts) {
-    concept_map<int> table;
+    zandrel::concept_map<int> table;
     for (const std::string& text : texts) {
         table[Concept::insert_view(text)] = 0;
     }
     std::vector<std::string> result;
-    for (const auto& [prefix, entry] : Zandrel::in_text_order(table)) {
+    for (const auto& [prefix, entry] : zandrel::detail::in_text_order(table)) {
         result.emplace_back(entry->first.view());
     }
     return result;

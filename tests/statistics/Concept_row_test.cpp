@@ -13,7 +13,7 @@
 
 namespace {
 
-using Zandrel::Concept_row;
+using zandrel::detail::Concept_row;
 
 // Concepts in the given order, and their row.
 struct Row_of_terms {

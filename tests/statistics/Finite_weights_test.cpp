@@ -28,6 +28,9 @@
 #include "tests/support/stored.h"
 #include "tests/support/trace_capture.h"
 
+using zandrel::kTraceDebug;
+using zandrel::detail::has_finite_weights;
+
 namespace {
 
 using testing::ElementsAre;
@@ -117,7 +120,7 @@ protected:
 };
 
 TEST_P(FiniteWeightsTest, HasFiniteWeightsReturnsFalse) {
-    EXPECT_FALSE(Zandrel::has_finite_weights(*make_spoilt(GetParam())));
+    EXPECT_FALSE(has_finite_weights(*make_spoilt(GetParam())));
 }
 
 TEST_P(FiniteWeightsTest, AddingAndRemovingSkipTheMessageWithATrace) {
@@ -349,23 +352,22 @@ TEST(FiniteWeightsLimitTest, LargestAndSmallestWeightsAreFinite) {
     const double least = std::numeric_limits<double>::denorm_min();
     for (const double value : {largest, -largest, least, -least, 0.0, -1.0}) {
         SCOPED_TRACE(value);
-        EXPECT_TRUE(Zandrel::has_finite_weights(
-            *MessageBuilder().bag({{"x", value}}).weight(value).make()));
+        EXPECT_TRUE(has_finite_weights(*MessageBuilder().bag({{"x", value}}).weight(value).make()));
     }
 }
 
 TEST(FiniteWeightsLimitTest, OnlyTheActiveBagIsChecked) {
     const qtPtrLight<zeMsg> msg =
         MessageBuilder().bag({{"x", 1.0}}).bag_at(1, {{"x", kInfinity}}).make();
-    EXPECT_TRUE(Zandrel::has_finite_weights(*msg));
+    EXPECT_TRUE(has_finite_weights(*msg));
 
     msg->active_sml = 1;
-    EXPECT_FALSE(Zandrel::has_finite_weights(*msg));
+    EXPECT_FALSE(has_finite_weights(*msg));
 }
 
 TEST(FiniteWeightsLimitTest, OnlyTheWeightIsCheckedOfAMessageWithoutABag) {
-    EXPECT_TRUE(Zandrel::has_finite_weights(*MessageBuilder().make()));
-    EXPECT_FALSE(Zandrel::has_finite_weights(*MessageBuilder().weight(kNotANumber).make()));
+    EXPECT_TRUE(has_finite_weights(*MessageBuilder().make()));
+    EXPECT_FALSE(has_finite_weights(*MessageBuilder().weight(kNotANumber).make()));
 }
 
 // The total is -1e308. After clipping it is 3 - 1e308 - 1e308, which is infinite.
@@ -377,7 +379,7 @@ TEST(FiniteWeightsLimitTest, MessageWhoseTotalIsInfiniteAfterClippingCountsForNo
     zeStat_trainer trainer(storage);
     Small_corpus corpus;
     corpus.add(MessageBuilder().bag({{"x", 1e308}, {"y", -1e308}, {"z", -1e308}}), {&node});
-    ASSERT_TRUE(Zandrel::has_finite_weights(*corpus.corpus.msgs[0]));
+    ASSERT_TRUE(has_finite_weights(*corpus.corpus.msgs[0]));
     for (const bool remove : {false, true}) {
         trainer.train(corpus.view, remove);
 

@@ -13,8 +13,8 @@
 
 namespace {
 
-using Zandrel::bin_of_score;
-using Zandrel::Match_scorer;
+using zandrel::detail::bin_of_score;
+using zandrel::detail::Match_scorer;
 
 constexpr double kEndlessSum = std::numeric_limits<double>::infinity();
 
@@ -41,8 +41,8 @@ protected:
 
     zeDefaults m_defaults;
     zeStat_storage m_storage{nullptr, m_defaults};
-    Zandrel::Likelihood_table m_average = {};
-    std::vector<Zandrel::Rest_score> m_rest_scores;
+    zandrel::detail::Likelihood_table m_average = {};
+    std::vector<zandrel::detail::Rest_score> m_rest_scores;
 };
 
 TEST(BinOfScoreTest, ScoresAtTheEndsAndNaNAreInTheEndBins) {

@@ -14,6 +14,8 @@
 #include "tests/support/bags.h"
 #include "tests/support/match_rows.h"
 
+using zandrel::detail::Match_table;
+
 namespace {
 
 using Profiles = std::vector<std::unique_ptr<zeStat_storage::Profile>>;

@@ -42,7 +42,7 @@ protected:
     }
 
     zeStat_storage::Concept_infos m_infos;
-    Outside_candidates m_candidates{m_infos};
+    zandrel::detail::Outside_candidates m_candidates{m_infos};
     std::vector<std::pair<double, std::string>> m_expected;
 };
 
@@ -93,7 +93,7 @@ protected:
     }
 
     std::vector<std::string> SelectWithLimit(std::size_t limit) {
-        Feature_selector selector(m_storage);
+        zandrel::detail::Feature_selector selector(m_storage);
         selector.collect_candidates(limit);
         selector.select(0);
         return texts_of(m_storage.profile(0));
@@ -103,7 +103,8 @@ protected:
 TEST_F(FeatureSelectorLimitTest, ListThatIsReadToItsEndIsCollectedAgain) {
     for (const bool uses_new_ZC : {false, true}) {
         m_storage.m_use_new_ZC = uses_new_ZC;
-        const std::vector<std::string> expected = SelectWithLimit(Feature_selector::kAllCandidates);
+        const std::vector<std::string> expected =
+            SelectWithLimit(zandrel::detail::Feature_selector::kAllCandidates);
         ASSERT_EQ(expected.size(), 150U);
 
         for (const std::size_t limit : {1U, 2U, 40U, 99U}) {

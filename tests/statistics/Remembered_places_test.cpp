@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using zandrel::detail::Remembered_places;
+
 namespace {
 
 TEST(RememberedPlacesTest, ReplayReturnsTheNotedPlacesInOrderAndThenNull) {

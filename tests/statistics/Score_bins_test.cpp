@@ -9,10 +9,12 @@
 
 #include "zandrel/statistics/Match_scorer.h"
 
+using zandrel::detail::kRoughAtanError;
+
 namespace {
 
-using Zandrel::kValuesAtOnce;
-using Zandrel::rough_atan;
+using zandrel::detail::kValuesAtOnce;
+using zandrel::detail::rough_atan;
 
 using Values = std::array<double, kValuesAtOnce>;
 
@@ -21,22 +23,22 @@ constexpr double kNoLimit = std::numeric_limits<double>::infinity();
 // Expects the bins of the exact scores.
 void expect_exact_bins(const Values& values, int bin_count) {
     std::array<int, kValuesAtOnce> bins = {};
-    Zandrel::find_bins_of_values(values, bin_count, bins.data());
+    zandrel::detail::find_bins_of_values(values, bin_count, bins.data());
     for (std::size_t i = 0; i < kValuesAtOnce; ++i) {
-        const double score = Zandrel::Match_scorer::score_of_value(values[i]);
-        ASSERT_EQ(bins[i], Zandrel::bin_of_score(score, bin_count)) << values[i];
+        const double score = zandrel::detail::Match_scorer::score_of_value(values[i]);
+        ASSERT_EQ(bins[i], zandrel::detail::bin_of_score(score, bin_count)) << values[i];
     }
 }
 
 TEST(RoughAtanTest, AnyNumberIsWithinTheNamedError) {
     for (int i = -400000; i <= 400000; ++i) {
         const double x = i / 20000.0;
-        ASSERT_NEAR(rough_atan(x), std::atan(x), Zandrel::kRoughAtanError) << x;
-        ASSERT_NEAR(rough_atan(static_cast<float>(x)), std::atan(x), Zandrel::kRoughAtanError) << x;
+        ASSERT_NEAR(rough_atan(x), std::atan(x), kRoughAtanError) << x;
+        ASSERT_NEAR(rough_atan(static_cast<float>(x)), std::atan(x), kRoughAtanError) << x;
     }
     for (const double x : {1e3, 1e9, 1e300, kNoLimit, 1e-300}) {
-        EXPECT_NEAR(rough_atan(x), std::atan(x), Zandrel::kRoughAtanError);
-        EXPECT_NEAR(rough_atan(-x), std::atan(-x), Zandrel::kRoughAtanError);
+        EXPECT_NEAR(rough_atan(x), std::atan(x), kRoughAtanError);
+        EXPECT_NEAR(rough_atan(-x), std::atan(-x), kRoughAtanError);
     }
     EXPECT_TRUE(std::isnan(rough_atan(std::nan(""))));
 }
@@ -79,7 +81,7 @@ TEST(ScoreBinsTest, BinOfValueWithoutLimitOrNumberIsThatOfExactScore) {
         expect_exact_bins(values, bin_count);
     }
     std::array<int, kValuesAtOnce> bins = {};
-    Zandrel::find_bins_of_values(values, 30, bins.data());
+    zandrel::detail::find_bins_of_values(values, 30, bins.data());
     EXPECT_EQ(bins[0], 15);
     EXPECT_EQ(bins[3], 29);
     EXPECT_EQ(bins[4], 0);

@@ -8,8 +8,8 @@
 
 namespace {
 
-using Zandrel::Score_range;
-using Zandrel::Score_ranges;
+using zandrel::detail::Score_range;
+using zandrel::detail::Score_ranges;
 
 constexpr double kPi = 3.141592653589793;
 

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 
 using Parts = std::vector<std::vector<unsigned int>>;
 
-Parts dealt(const Stratified_deal& deal, std::size_t part_count) {
+Parts dealt(const zandrel::detail::Stratified_deal& deal, std::size_t part_count) {
     Parts parts(part_count);
     deal.deal(part_count, [&parts](std::size_t part, unsigned int position) {
         parts[part].push_back(position);
@@ -29,7 +29,7 @@ protected:
     zeNode m_a{term("a")};
     zeNode m_b{term("b")};
     zeNode m_c{term("c")};
-    Stratified_deal m_deal;
+    zandrel::detail::Stratified_deal m_deal;
 };
 
 TEST_F(StratifiedDealTest, EmptyDealGivesEmptyParts) {

@@ -11,8 +11,8 @@
 
 namespace {
 
-using Table = concept_map<int>;
-using Ranks = Zandrel::Text_ranks<int>;
+using Table = zandrel::concept_map<int>;
+using Ranks = zandrel::detail::Text_ranks<int>;
 using List = std::vector<std::string>;
 
 Table table_of(const List& texts) {

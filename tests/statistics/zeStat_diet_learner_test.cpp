@@ -18,6 +18,8 @@
 #include "tests/support/match_rows.h"
 #include "tests/support/trace_capture.h"
 
+using zandrel::kTraceDebug;
+
 namespace {
 
 using testing::ElementsAre;

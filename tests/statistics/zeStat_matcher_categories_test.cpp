@@ -170,7 +170,7 @@ TEST_F(zeStatMatcherCategoriesTest, ClearingCompilesTheTableOnlyIfRequested) {
 
         m_matcher.clear_cat(m_a, refeed, false);
 
-        EXPECT_EQ(trace.has(kTraceDebug, kCompiled), refeed);
+        EXPECT_EQ(trace.has(zandrel::kTraceDebug, kCompiled), refeed);
         EXPECT_EQ(m_root.m_children.size(), refeed ? 2U : 0U);
         EXPECT_EQ(m_matcher.m_dirty, refeed);
     }

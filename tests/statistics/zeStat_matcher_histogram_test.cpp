@@ -18,6 +18,8 @@
 #include "tests/support/bags.h"
 #include "tests/support/small_model.h"
 
+using zandrel::detail::Histogram_filler;
+
 namespace {
 
 using testing::ElementsAre;
@@ -259,7 +261,7 @@ TEST_F(zeStatMatcherHistogramTest, FillerEntersManyMessagesAsTheStepDoesOneByOne
                    {is_odd ? &m_a : &m_b});
     }
     {
-        Zandrel::Histogram_filler filler(m_matcher);
+        Histogram_filler filler(m_matcher);
         for (std::size_t i = 0; i < 40; ++i) {
             filler.add(*corpus.corpus.msgs[i], corpus.view.msgs[i]);
         }
@@ -277,7 +279,7 @@ TEST_F(zeStatMatcherHistogramTest, FillerLeavesSumsOfAProfileWithoutMessagesInIt
     Small_corpus corpus;
     corpus.add(MessageBuilder().bag({{"x", 1.0}}), {&m_b});
     {
-        Zandrel::Histogram_filler filler(m_matcher);
+        Histogram_filler filler(m_matcher);
         for (int i = 0; i < 20; ++i) {
             filler.add(*corpus.corpus.msgs[0], corpus.view.msgs[0]);
         }
@@ -312,7 +314,7 @@ TEST(zeStatMatcherManyHistogramsTest, FillerFindsTheBinsOfTheScoresOfSingleProfi
     zeStat_matcher matcher(nullptr, nullptr, storage, false);
     std::map<std::pair<int, int>, double> expected;
     {
-        Zandrel::Histogram_filler filler(matcher);
+        Histogram_filler filler(matcher);
         for (int word = 0; word < 5; ++word) {
             Small_corpus corpus;
             corpus.add(MessageBuilder().bag({{"w" + std::to_string(word), 1.0 + word},

@@ -49,7 +49,7 @@ TEST(zeStatMatcherRecordsTest, EmptyTableIsOneCount) {
 
 TEST(zeStatMatcherRecordsTest, OrderOfTheTableDoesNotChangeTheBytes) {
     Stored_matcher model;
-    Match_table& table = model.matcher->m_table;
+    zandrel::detail::Match_table& table = model.matcher->m_table;
     const Row x = row_of(table, term("x"));
     const Row yy = row_of(table, term("yy"));
 
@@ -80,7 +80,7 @@ TEST(zeStatMatcherRecordsTest, ModelIsASeparateObject) {
 
     zeBase* const object = reader.manager.m_io->LoadObject(1, reader.root);
 
-    ASSERT_EQ(object->GetType(), kStorageObjectType);
+    ASSERT_EQ(object->GetType(), zandrel::kStorageObjectType);
     EXPECT_EQ(to_hex(dumped(*object)), "00 00 00 01 " + to_hex(stored_model::whole()));
 }
 

@@ -10,6 +10,8 @@
 #include "tests/support/expect_qtx.h"
 #include "tests/support/expect_segbuf.h"
 
+using zandrel::kInitialBuckets;
+
 namespace {
 
 using stored_model::concept_infos;

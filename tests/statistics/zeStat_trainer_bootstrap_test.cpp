@@ -128,7 +128,7 @@ TEST_F(zeStatTrainerBootstrapTest, MessageWithoutKeywordsUsesItsBagOfSlotFour) {
 
     EXPECT_EQ(P_of(m_storage, 0, "s").m_weight, 5.0);
     EXPECT_EQ(m_storage.m_num_msgs, 1);
-    EXPECT_TRUE(trace.has(kTraceDebug, "SML does not exist or empty (message 0)"));
+    EXPECT_TRUE(trace.has(zandrel::kTraceDebug, "SML does not exist or empty (message 0)"));
     EXPECT_TRUE(Message(0).smls[4].IsNull());
 }
 

@@ -21,6 +21,8 @@
 #include "tests/support/small_model.h"
 #include "tests/support/trace_capture.h"
 
+using zandrel::kTraceDebug;
+
 namespace {
 
 using testing::Each;

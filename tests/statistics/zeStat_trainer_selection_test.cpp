@@ -87,7 +87,7 @@ TEST_F(zeStatTrainerSelectionTest, ConceptsOfFewMessagesAreSuppressed) {
             AddInfo("x", 1.0, *row.rate);
         }
 
-        EXPECT_EQ(suppression_factor(m_storage, m_storage.m_concept_infos.find(term("x"))),
+        EXPECT_EQ(zandrel::suppression_factor(m_storage, m_storage.m_concept_infos.find(term("x"))),
                   row.factor);
     }
 }

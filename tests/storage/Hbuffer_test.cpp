@@ -42,7 +42,7 @@ protected:
     std::string content() const { return {m_buffer->bytes.begin(), m_buffer->bytes.end()}; }
 
     qtPtr<qtBuffer> m_buffer;
-    Hbuffer device;
+    zandrel::detail::Hbuffer device;
 };
 
 TEST_F(HbufferTest, NewDeviceIsClosed) {

@@ -19,6 +19,8 @@
 #include "tests/support/expect_segbuf.h"
 #include "tests/support/record_bytes.h"
 
+using zandrel::detail::CheckedCount;
+
 namespace {
 
 using Pair = std::pair<qtString, qtString>;
@@ -587,9 +589,9 @@ TEST(HioStartTest, NewStreamHasNoDeviceAndNoConverter) {
 }
 
 TEST(HioCountTest, CountsHave32Bits) {
-    EXPECT_EQ(Zandrel::CheckedCount(0), 0U);
-    EXPECT_EQ(Zandrel::CheckedCount(0xFFFFFFFFU), 0xFFFFFFFFU);
-    EXPECT_SEGBUF_ERROR(Zandrel::CheckedCount(0x100000000U), "SegBuf is full");
+    EXPECT_EQ(CheckedCount(0), 0U);
+    EXPECT_EQ(CheckedCount(0xFFFFFFFFU), 0xFFFFFFFFU);
+    EXPECT_SEGBUF_ERROR(CheckedCount(0x100000000U), "SegBuf is full");
 }
 
 // A device that is not derived from the library's classes; a stream may have such a device. It

@@ -11,7 +11,7 @@
 
 namespace {
 
-using Zandrel::Record_reader;
+using zandrel::detail::Record_reader;
 
 constexpr unsigned int kSegment = SegBuf::kSegmentSize;
 

@@ -281,7 +281,7 @@ private:
                  const Record_step& step) {
         Crash_tally& found = m_tallies.found;
         ++found.images;
-        if ((static_cast<unsigned char>(image.at(Zandrel::kStatePosition)) & 1U) != 0) {
+        if ((static_cast<unsigned char>(image.at(zandrel::detail::kStatePosition)) & 1U) != 0) {
             ++found.stale;
             return;
         }

@@ -219,8 +219,8 @@ private:
     }
 
     static bool has_stale_state(const std::string& image) {
-        return image.size() > Zandrel::kStatePosition &&
-               (static_cast<unsigned char>(image[Zandrel::kStatePosition]) &
+        return image.size() > zandrel::detail::kStatePosition &&
+               (static_cast<unsigned char>(image[zandrel::detail::kStatePosition]) &
                 AbstractHreclaim::kStaleIndex) != 0;
     }
 

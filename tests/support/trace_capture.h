@@ -8,7 +8,7 @@
 #include "zandrel/foundation/trace.h"
 
 // This sink receives the messages from construction to the end of its scope. Then tracing is off.
-class Trace_capture : public Trace_sink {
+class Trace_capture : public zandrel::Trace_sink {
 public:
     struct Line {
         int level;
@@ -16,12 +16,14 @@ public:
         std::string text;
     };
 
-    explicit Trace_capture(int highest_level = kTraceDebug) { set_trace_sink(this, highest_level); }
+    explicit Trace_capture(int highest_level = zandrel::kTraceDebug) {
+        zandrel::set_trace_sink(this, highest_level);
+    }
 
     Trace_capture(const Trace_capture&) = delete;
     Trace_capture& operator=(const Trace_capture&) = delete;
 
-    ~Trace_capture() override { set_trace_sink(nullptr); }
+    ~Trace_capture() override { zandrel::set_trace_sink(nullptr); }
 
     void write(int level, const Trace_file& file, const char* text) override {
         lines.push_back({level, file.name(), text});

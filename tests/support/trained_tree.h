@@ -22,15 +22,15 @@ class Clock_stands {
 public:
     static constexpr std::int64_t kNow = 1700000000123456;
 
-    Clock_stands() : m_before(set_clock([] { return kNow; })) {}
+    Clock_stands() : m_before(zandrel::set_clock([] { return kNow; })) {}
 
     Clock_stands(const Clock_stands&) = delete;
     Clock_stands& operator=(const Clock_stands&) = delete;
 
-    ~Clock_stands() { set_clock(m_before); }
+    ~Clock_stands() { zandrel::set_clock(m_before); }
 
 private:
-    qtClock m_before;
+    zandrel::qtClock m_before;
 };
 
 // The ids of the nodes are in brackets:

@@ -25,6 +25,8 @@
 
 #include "zandrel/knowledge/zeNode.h"
 
+namespace zandrel::detail {
+
 bool Node_score::operator<(const Node_score& other) const noexcept {
     if (score != other.score) {
         return score < other.score;
@@ -179,3 +181,5 @@ void Frontier::pop() {
     m_waiting = m_heap.back().source;
     m_heap.pop_back();
 }
+
+}  // namespace zandrel::detail

@@ -12,6 +12,8 @@
 
 struct zeNode;
 
+namespace zandrel::detail {
+
 // A node and the product of the scores on the way to it.
 struct Node_score {
     zeNode* node;
@@ -104,5 +106,7 @@ private:
     std::vector<Ranked_answers> m_sources;
     std::size_t m_waiting = kNoSource;  // answers whose best was popped, the next not yet entered
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_CLASSIFICATION_FRONTIER_H_

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
+namespace zandrel::detail {
+
 bool Identity_set::insert(const void* identity) {
     if (m_slots.empty()) {
         const auto end = m_few.begin() + static_cast<std::ptrdiff_t>(m_size);
@@ -50,3 +52,5 @@ void Identity_set::grow() {
         }
     }
 }
+
+}  // namespace zandrel::detail

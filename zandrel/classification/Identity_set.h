@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <vector>
 
+namespace zandrel::detail {
+
 // A set of addresses that only grows. It is made for each message, and mostly has one or two: the
 // first eight are in a short list that needs no memory of its own. Further ones go into a table
 // with open addressing, at most half full.
@@ -27,5 +29,7 @@ private:
     std::array<const void*, kFew> m_few = {};
     std::vector<const void*> m_slots;  // a power of two; null where free
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_CLASSIFICATION_IDENTITY_SET_H_

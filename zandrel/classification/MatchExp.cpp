@@ -131,15 +131,15 @@ bool MatchExpNode::boolean(std::size_t index, DocInfo& info) const {
 // The divisor is evaluated before the dividend.
 double MatchExpNode::eval_arithmetic(DocInfo& info) const {
     if (type == kDivision) {
-        const double divisor = zandrel::divisor(number(1, info));
+        const double divisor = zandrel::detail::divisor(number(1, info));
         return number(0, info) / divisor;
     }
     const auto [left, right] = Numbers{number(0, info), number(1, info)};
     switch (type) {
         case kGreaterOf:
-            return zandrel::greater_of(left, right);
+            return zandrel::detail::greater_of(left, right);
         case kLesserOf:
-            return zandrel::lesser_of(left, right);
+            return zandrel::detail::lesser_of(left, right);
         case kAddition:
             return left + right;
         case kSubtraction:
@@ -172,9 +172,9 @@ bool MatchExpNode::eval_texts(DocInfo& info) const {
         case kTextsEqual:
             return *left == *right;
         case kSubstring:
-            return zandrel::is_substring(*left, *right);
+            return zandrel::detail::is_substring(*left, *right);
         default:
-            return zandrel::is_substring_no_case(*left, *right);
+            return zandrel::detail::is_substring_no_case(*left, *right);
     }
 }
 

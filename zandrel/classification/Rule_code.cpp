@@ -57,7 +57,7 @@
 #include "zandrel/classification/rule_operations.h"
 #include "zandrel/messages/zeMsg.h"
 
-namespace zandrel {
+namespace zandrel::detail {
 
 namespace {
 
@@ -839,4 +839,4 @@ double Rule_code::evaluate(DocInfo& info) const {
     return Rule_evaluation(info).run(m_code.data());
 }
 
-}  // namespace zandrel
+}  // namespace zandrel::detail

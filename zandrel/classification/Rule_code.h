@@ -8,7 +8,7 @@
 
 #include "zandrel/classification/MatchExp.h"
 
-namespace zandrel {
+namespace zandrel::detail {
 
 class Rule_evaluation;
 
@@ -101,6 +101,6 @@ private:
     std::vector<Instruction> m_code;
 };
 
-}  // namespace zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_CLASSIFICATION_RULE_CODE_H_

@@ -8,7 +8,7 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtText.h"
 
-namespace zandrel {
+namespace zandrel::detail {
 
 // The comparisons of the two extremes are written out, since std::max and std::min treat equal
 // operands, and those that are not numbers, in another way.
@@ -37,6 +37,6 @@ inline bool is_substring_no_case(const qtString& text, const qtString& sought) {
     return FindNoCase(text, sought) != -1;
 }
 
-}  // namespace zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_CLASSIFICATION_RULE_OPERATIONS_H_

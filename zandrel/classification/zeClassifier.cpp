@@ -6,7 +6,7 @@ zeClassifier::~zeClassifier() = default;
 
 void zeClassifier::Dump(Hio<HSegment>& io) const {
     zeBase::Dump(io);
-    io << Zandrel::reference_to(m_node);
+    io << zandrel::detail::reference_to(m_node);
 }
 
 bool zeClassifier::is_cat_blocked(zeNode* const& /*child*/, zeMsg& /*msg*/) {

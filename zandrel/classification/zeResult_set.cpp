@@ -33,7 +33,7 @@ bool survives_before(const zeResult& left, const zeResult& right) {
 }
 
 bool has_duplicates(const std::vector<zeResult>& results) {
-    Identity_set met;
+    zandrel::detail::Identity_set met;
     return !std::all_of(results.begin(), results.end(), [&met](const zeResult& result) {
         return met.insert(result.node->identity());
     });

@@ -10,12 +10,12 @@ Rule_checker::Rule_checker() : Rule_checker("1") {}
 Rule_checker::Rule_checker(const qtString& text)
     : m_text(text),
       m_root(RuleParser::ExpressionToNumericMatcher(text)),
-      m_code(std::make_unique<zandrel::Rule_code>(*m_root)) {}
+      m_code(std::make_unique<zandrel::detail::Rule_code>(*m_root)) {}
 
 Rule_checker::Rule_checker(const Rule_checker& other)
     : m_text(other.m_text),
       m_root(other.m_root->Clone()),
-      m_code(std::make_unique<zandrel::Rule_code>(*m_root)) {}
+      m_code(std::make_unique<zandrel::detail::Rule_code>(*m_root)) {}
 
 Rule_checker::~Rule_checker() = default;
 

@@ -8,7 +8,7 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-namespace zandrel {
+namespace zandrel::detail {
 class Rule_code;
 }
 
@@ -54,8 +54,8 @@ public:
 
 private:
     qtString m_text;
-    std::unique_ptr<MatchExp> m_root;                  // never null
-    std::unique_ptr<const zandrel::Rule_code> m_code;  // of `m_root`; never null
+    std::unique_ptr<MatchExp> m_root;                          // never null
+    std::unique_ptr<const zandrel::detail::Rule_code> m_code;  // of `m_root`; never null
 };
 
 #endif  // ZANDREL_CLASSIFICATION_ZERULE_CHECKER_H_

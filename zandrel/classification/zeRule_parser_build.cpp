@@ -53,7 +53,7 @@ Tree make_keyword(const ExprToken& token) {
         return std::make_unique<zeConceptInDoc>(Concept::insert(token.text));
     }
     if ((token.flags & RuleParser::kNumber) != 0) {
-        return std::make_unique<MatchExpConst>(qtConvertStringToDouble(token.text));
+        return std::make_unique<MatchExpConst>(zandrel::qtConvertStringToDouble(token.text));
     }
     if ((token.flags & RuleParser::kString) != 0) {
         return std::make_unique<MatchExpConst>(token.text);

@@ -182,7 +182,7 @@ void RuleParser::tokenize_expression(const qtString& text, const char* result_si
 }
 
 bool RuleParser::get_next_token(char** position, ExprToken& token) {
-    while (IsWhiteSpace(**position)) {
+    while (zandrel::IsWhiteSpace(**position)) {
         ++*position;
     }
     if (**position == '\0') {

@@ -11,16 +11,16 @@
 #include "zandrel/knowledge/zeNode.h"
 
 zeSwitcher::zeSwitcher(zeManager* manager, zeNode* node)
-    : zeClassifier(manager, node), m_rules(kInitialBuckets) {}
+    : zeClassifier(manager, node), m_rules(zandrel::kInitialBuckets) {}
 
 zeSwitcher::~zeSwitcher() = default;
 
 void zeSwitcher::Dump(Hio<HSegment>& io) const {
     zeClassifier::Dump(io);
-    io << Zandrel::reference_to(m_default);
+    io << zandrel::detail::reference_to(m_default);
     io.WriteCount(m_rules.size());
-    for (zeNode* const child : Zandrel::in_id_order(m_rules)) {
-        io << Zandrel::reference_to(child) << m_rules.at(child).text();
+    for (zeNode* const child : zandrel::detail::in_id_order(m_rules)) {
+        io << zandrel::detail::reference_to(child) << m_rules.at(child).text();
     }
 }
 
@@ -131,7 +131,7 @@ void zeSwitcher::get_all_categories(std::vector<zeNode*>& cats) {
 }
 
 void zeSwitcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
-    hash_map<zeNode*, Rule_checker, zePointer_hash> replaced(kInitialBuckets);
+    hash_map<zeNode*, Rule_checker, zePointer_hash> replaced(zandrel::kInitialBuckets);
     for (const auto& [child, rule] : m_rules) {
         replaced.insert_or_assign(replacement[child], rule);
     }

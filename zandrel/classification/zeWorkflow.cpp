@@ -13,6 +13,8 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+using zandrel::detail::Node_score;
+
 unsigned int g_ClassifyCount = 0;
 
 namespace {
@@ -49,7 +51,7 @@ public:
         ++g_ClassifyCount;
     }
 
-    Frontier frontier;
+    zandrel::detail::Frontier frontier;
 
 private:
     // The classifier if it is to be asked for its best answers first, else null. A class derived
@@ -69,8 +71,8 @@ private:
         }
         zeStat_matcher::Sums sums = matcher.sum_up(*bag);
         matcher.add_best_answers(sums, answers);
-        Get_answers get_all = [&matcher, from, threshold = answers.threshold,
-                               kept = std::move(sums)] {
+        zandrel::detail::Get_answers get_all = [&matcher, from, threshold = answers.threshold,
+                                                kept = std::move(sums)] {
             zeResult_set all(threshold, -1);
             matcher.add_answers(kept, all, from.score, false);
             return std::move(all.results);

@@ -64,7 +64,7 @@ bool is_open(zePhysicalTree& tree, zeNode* node, zeNode* child, const zeCorpus_v
 }
 
 void refuse_node(const qtString& text, const zeNode& node, int msg_no, bool ignore_invalid) {
-    tracef(s_trace_file, kTraceWarning, "%s", text.c_str());
+    tracef(s_trace_file, zandrel::kTraceWarning, "%s", text.c_str());
     if (!ignore_invalid) {
         throw qtX<zeWorkflow>(1, text, {node.m_concept.text(), qtConvertLongToString(msg_no)});
     }
@@ -75,22 +75,23 @@ void refuse_node(const qtString& text, const zeNode& node, int msg_no, bool igno
 void zeWorkflow::distribute_corpus(Distribution& distribution, zeCorpus_view& view,
                                    bool ignore_invalid) {
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Node_set negatives(kInitialBuckets);
+    Node_set negatives(zandrel::kInitialBuckets);
     const auto msg_count = static_cast<int>(view.msgs.size());
-    tracef(s_trace_file, kTraceDebug, "Starting distribution of a corpus (%d msgs)", msg_count);
+    tracef(s_trace_file, zandrel::kTraceDebug, "Starting distribution of a corpus (%d msgs)",
+           msg_count);
     for (int index = 0; index < msg_count; ++index) {
         negatives.clear();
         if (!distribute_to_ancestors(distribution, view, index, negatives, ignore_invalid)) {
-            tracef(s_trace_file, kTraceWarning,
+            tracef(s_trace_file, zandrel::kTraceWarning,
                    "All the matching paths to the categories of message no. %d are blocked", index);
             continue;
         }
-        for (zeNode* const node : Zandrel::in_id_order(negatives)) {
+        for (zeNode* const node : zandrel::detail::in_id_order(negatives)) {
             m_manager->check_interrupt();
             distribute_negative_msg2children(node, distribution, view, index);
         }
     }
-    trace(s_trace_file, kTraceDebug, "Distribution finished");
+    trace(s_trace_file, zandrel::kTraceDebug, "Distribution finished");
 }
 
 bool zeWorkflow::distribute_to_ancestors(Distribution& distribution, zeCorpus_view& view, int index,

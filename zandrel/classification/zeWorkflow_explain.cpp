@@ -79,8 +79,8 @@ private:
 
 bool greater_concept_scores(const zeStat_matcher::Concept_score& left,
                             const zeStat_matcher::Concept_score& right) {
-    const double left_size = Zandrel::comparable(std::abs(left.m_score));
-    const double right_size = Zandrel::comparable(std::abs(right.m_score));
+    const double left_size = zandrel::detail::comparable(std::abs(left.m_score));
+    const double right_size = zandrel::detail::comparable(std::abs(right.m_score));
     return left_size > right_size || (left_size == right_size && right.m_concept < left.m_concept);
 }
 

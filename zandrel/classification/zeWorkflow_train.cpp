@@ -15,6 +15,9 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+using zandrel::kInitialBuckets;
+using zandrel::detail::in_id_order;
+
 namespace {
 
 // What a caller is told, if there is one who listens.
@@ -122,7 +125,7 @@ void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTPr
     report.set_total(distribution.size());
     report.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
     m_manager->m_modified = true;
-    for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+    for (zeNode* const node : in_id_order(distribution)) {
         train_one(stat_matcher_of(*tree, node), distribution.at(node), bootstrap_mode);
         report.count_one();
         if (progress != nullptr) {
@@ -166,7 +169,7 @@ void zeWorkflow::learn(zeCorpus_view& view, CTProgress* progress, bool ignore_in
     report.set_total(distribution.size());
     report.set_status("Training classifier(s)");
     m_manager->m_modified = true;
-    for (zeNode* const node : Zandrel::in_id_order(distribution)) {
+    for (zeNode* const node : in_id_order(distribution)) {
         stat_matcher_of(*tree, node).learn(distribution.at(node), learn_flag);
         report.count_one();
     }
@@ -181,7 +184,7 @@ void zeWorkflow::clear_statistics(zeNode* node, CTProgress* progress) {
     Report report(progress);
     report.set_total(nodes.size());
     m_manager->m_modified = true;
-    for (zeNode* const each : Zandrel::in_id_order(nodes)) {
+    for (zeNode* const each : in_id_order(nodes)) {
         clear_classifier(each);
         report.count_one();
         if (progress != nullptr) {

@@ -12,6 +12,8 @@
 #include "zandrel/foundation/Concept_arena.h"
 #include "zandrel/foundation/prefetch.h"
 
+using zandrel::detail::Concept_arena;
+
 constinit Concept::Empty_record Concept::s_empty = {{0, 0, kForever}, '\0'};
 
 namespace {
@@ -97,7 +99,7 @@ public:
     // Begins to load the slot where the search for a hash begins. The next step of the caller is
     // `prefetch_record`, when the slot is there.
     void prefetch_slot(std::uint32_t hash) const noexcept {
-        Zandrel::prefetch(&m_slots[home(hash)]);
+        zandrel::detail::prefetch(&m_slots[home(hash)]);
     }
 
     // Begins to load the first record with that hash.
@@ -107,7 +109,7 @@ public:
             at = next(at);
         }
         if (m_slots[at].block != Concept_arena::kNone) {
-            Zandrel::prefetch(record(m_slots[at]));
+            zandrel::detail::prefetch(record(m_slots[at]));
         }
     }
 

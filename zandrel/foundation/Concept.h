@@ -86,7 +86,7 @@ public:
 
     // Text order, so that a std::map or std::set of concepts is walked the same way in every run.
     bool operator<(const Concept& other) const noexcept {
-        return m_record != other.m_record && compare_text(view(), other.view()) < 0;
+        return m_record != other.m_record && zandrel::compare_text(view(), other.view()) < 0;
     }
 
     // How many different texts have a record now, the empty text not counted.

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+namespace zandrel::detail {
+
 Concept_arena::Block Concept_arena::allocate(std::size_t size) {
     const std::size_t units = units_of(size);
     if (units > kMostUnits) {
@@ -60,3 +62,5 @@ Concept_arena::Block Concept_arena::allocate_large(std::size_t size) {
     m_large[block & ~kLarge] = std::move(bytes);
     return block;
 }
+
+}  // namespace zandrel::detail

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace zandrel::detail {
+
 // Blocks of memory that are named by 32 bits instead of the 64 of a pointer.
 //
 // A text has some ten bytes, so a block of its own from the heap would cost as much again for the
@@ -65,5 +67,7 @@ private:
         return blocks;
     }
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_FOUNDATION_CONCEPT_ARENA_H_

@@ -135,8 +135,10 @@ std::uint32_t PastZeros(std::uint32_t state) noexcept {
 
 }  // namespace
 
-std::uint32_t Zandrel::Crc32cByTables(std::uint32_t state, const char* bytes,
-                                      std::size_t byte_count) noexcept {
+namespace zandrel::detail {
+
+std::uint32_t Crc32cByTables(std::uint32_t state, const char* bytes,
+                             std::size_t byte_count) noexcept {
     for (; byte_count >= kSlices; byte_count -= kSlices) {
         state = AfterWord(state, bytes);
         bytes += kSlices;
@@ -147,10 +149,14 @@ std::uint32_t Zandrel::Crc32cByTables(std::uint32_t state, const char* bytes,
     return state;
 }
 
+}  // namespace zandrel::detail
+
 #ifdef __x86_64__
 
-[[gnu::target("sse4.2")]] std::uint32_t Zandrel::Crc32cByInstruction(
-    std::uint32_t state, const char* bytes, std::size_t byte_count) noexcept {
+namespace zandrel::detail {
+
+[[gnu::target("sse4.2")]] std::uint32_t Crc32cByInstruction(std::uint32_t state, const char* bytes,
+                                                            std::size_t byte_count) noexcept {
     for (; byte_count >= 3 * kStream; byte_count -= 3 * kStream) {
         state = AfterStreams(state, bytes);
         bytes += 3 * kStream;
@@ -165,25 +171,31 @@ std::uint32_t Zandrel::Crc32cByTables(std::uint32_t state, const char* bytes,
     return state;
 }
 
-bool Zandrel::HasCrc32cInstruction() noexcept {
+bool HasCrc32cInstruction() noexcept {
     return __builtin_cpu_supports("sse4.2") != 0;
 }
+
+}  // namespace zandrel::detail
 
 #else
 
 // Never called, as HasCrc32cInstruction() is false; it gives the right value all the same.
-std::uint32_t Zandrel::Crc32cByInstruction(std::uint32_t state, const char* bytes,
-                                           std::size_t byte_count) noexcept {
+std::uint32_t zandrel::detail::Crc32cByInstruction(std::uint32_t state, const char* bytes,
+                                                   std::size_t byte_count) noexcept {
     return Crc32cByTables(state, bytes, byte_count);
 }
 
-bool Zandrel::HasCrc32cInstruction() noexcept {
+bool zandrel::detail::HasCrc32cInstruction() noexcept {
     return false;
 }
 
 #endif
 
-void Zandrel::Crc32c::Add(const char* bytes, std::size_t byte_count) noexcept {
+namespace zandrel::detail {
+
+void Crc32c::Add(const char* bytes, std::size_t byte_count) noexcept {
     m_state = HasCrc32cInstruction() ? Crc32cByInstruction(m_state, bytes, byte_count)
                                      : Crc32cByTables(m_state, bytes, byte_count);
 }
+
+}  // namespace zandrel::detail

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The checksum of all bytes added so far, in whatever pieces they come: adding "12345" and then
 // "6789" gives 0xE3069283, as adding "123456789" does. Without bytes it is 0.
@@ -34,6 +34,6 @@ std::uint32_t Crc32cByInstruction(std::uint32_t state, const char* bytes,
 // Returns whether this processor has an instruction for this checksum.
 bool HasCrc32cInstruction() noexcept;
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_FOUNDATION_CRC32C_H_

@@ -15,6 +15,8 @@
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/prefetch.h"
 
+namespace zandrel::detail {
+
 // The alignment of an entry of a concept_map, in bytes.
 template <class Value>
 constexpr std::size_t alignment_of_entry() {
@@ -26,6 +28,10 @@ constexpr std::size_t alignment_of_entry() {
     constexpr std::size_t kHalfLine = 32;
     return sizeof(Entry) == kHalfLine ? kHalfLine : alignof(Entry);
 }
+
+}  // namespace zandrel::detail
+
+namespace zandrel {
 
 // Maps concepts to values. It has the interface of std::unordered_map as far as the statistics need
 // it, and these properties beside:
@@ -70,7 +76,7 @@ public:
     //
     // An entry of 32 bytes begins at a multiple of 32, so that it is in one cache line: a table of
     // a million entries is read with a cache miss for each line.
-    struct alignas(alignment_of_entry<Value>()) value_type {
+    struct alignas(detail::alignment_of_entry<Value>()) value_type {
         Concept first;
         Value second;
     };
@@ -190,7 +196,7 @@ public:
     // Begins to load the slot where the search for a concept begins.
     void prefetch_slot(const Concept& wanted) const noexcept {
         if (!m_index.empty()) {
-            Zandrel::prefetch(&m_index[hash_of(wanted) >> (32 - m_index_bits)]);
+            detail::prefetch(&m_index[hash_of(wanted) >> (32 - m_index_bits)]);
         }
     }
 
@@ -204,7 +210,7 @@ public:
         const std::uint32_t hash = hash_of(wanted);
         const std::uint32_t stored = m_index[hash >> (32 - m_index_bits)];
         if (stored == kFreeSlot) {
-            Zandrel::prefetch(wanted.identity());
+            detail::prefetch(wanted.identity());
         } else {
             prefetch(stored & ((std::uint32_t{1} << m_index_bits) - 1));
         }
@@ -213,7 +219,7 @@ public:
     // Begins to load the entry at a position, which may be any number.
     void prefetch(Position position) const noexcept {
         if (position < m_place_count) {
-            Zandrel::prefetch(&entry_at(position));
+            detail::prefetch(&entry_at(position));
         }
     }
 
@@ -538,5 +544,7 @@ template <class Value>
 void swap(concept_map<Value>& left, concept_map<Value>& right) noexcept {
     left.swap(right);
 }
+
+}  // namespace zandrel
 
 #endif  // ZANDREL_FOUNDATION_CONCEPT_MAP_H_

@@ -17,8 +17,12 @@ using hash_map = std::unordered_map<Key, Value, Hash, Equal>;
 template <class Key, class Hash = std::hash<Key>, class Equal = std::equal_to<Key>>
 using hash_set = std::unordered_set<Key, Hash, Equal>;
 
+namespace zandrel {
+
 // How many buckets the tables ask for when they are made.
 constexpr std::size_t kInitialBuckets = 100;
+
+}  // namespace zandrel
 
 // Hashes a pointer by its value. Objects are aligned, so the lowest bits carry nothing.
 struct zePointer_hash {

@@ -2,7 +2,7 @@
 #ifndef ZANDREL_FOUNDATION_PREFETCH_H_
 #define ZANDREL_FOUNDATION_PREFETCH_H_
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Begins to load the cache line of an address, which may be any. The caller goes on at once.
 //
@@ -13,6 +13,6 @@ inline void prefetch(const void* address) noexcept {
     __asm__ volatile("" : : "r"(address));
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_FOUNDATION_PREFETCH_H_

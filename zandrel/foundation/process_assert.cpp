@@ -6,7 +6,7 @@ void raise_assert(const char* expression, const char* file, int line, const char
     throw qtxAssert(expression, file, line, function);
 }
 
-Assert_handler s_handler = raise_assert;
+zandrel::Assert_handler s_handler = raise_assert;
 
 }  // namespace
 
@@ -17,8 +17,12 @@ void process_assert(const char* expression, const char* file, int line, const ch
     throw qtxAssert(expression, file, line, function);
 }
 
+namespace zandrel {
+
 Assert_handler set_assert_handler(Assert_handler handler) noexcept {
     const Assert_handler before = s_handler;
     s_handler = handler == nullptr ? raise_assert : handler;
     return before;
 }
+
+}  // namespace zandrel

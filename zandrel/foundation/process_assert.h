@@ -34,20 +34,28 @@ private:
     const char* m_function;
 };
 
+namespace zandrel {
+
 // Gets a broken invariant: the fixed text of its expression and where it stands. It must not
 // return: the code behind a broken invariant is not fit to go on. If it does return, qtxAssert is
 // raised all the same.
 using Assert_handler = void (*)(const char* expression, const char* file, int line,
                                 const char* function);
 
+}  // namespace zandrel
+
 // Calls the handler. The default handler raises qtxAssert, so that a damaged file cannot end the
 // caller's process.
 [[noreturn]] ZANDREL_EXPORT void process_assert(const char* expression, const char* file, int line,
                                                 const char* function);
 
+namespace zandrel {
+
 // Replaces the handler for the whole process and returns the one before; null stands for the
 // default.
 ZANDREL_EXPORT Assert_handler set_assert_handler(Assert_handler handler) noexcept;
+
+}  // namespace zandrel
 
 // Holds `condition`; `text` is the fixed text of the invariant, part of the interface, so it does
 // not follow how the condition is written. It is an expression, so it nests no deeper than a call.

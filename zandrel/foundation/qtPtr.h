@@ -9,7 +9,7 @@
 
 #include "zandrel/export.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // What all pointers to one object share.
 struct Ptr_block {
@@ -21,7 +21,7 @@ struct Ptr_block {
 // Destroys the object and the block.
 ZANDREL_EXPORT void destroy_shared(Ptr_block* block) noexcept;
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // A counted pointer of two words, the count block and the object; null by default. The last
 // pointer to an object deletes it, as the type that the first pointer was made with, so that a
@@ -43,8 +43,8 @@ public:
     explicit qtPtrLight(U* object) {
         if (object != nullptr) {
             std::unique_ptr<U> guard(object);
-            m_block =
-                new Zandrel::Ptr_block{1, [](void* made) { delete static_cast<U*>(made); }, object};
+            m_block = new zandrel::detail::Ptr_block{
+                1, [](void* made) { delete static_cast<U*>(made); }, object};
             m_object = guard.release();
         }
     }
@@ -115,11 +115,11 @@ private:
 
     void drop_use() noexcept {
         if (m_block != nullptr && --m_block->uses == 0) {
-            Zandrel::destroy_shared(m_block);
+            zandrel::detail::destroy_shared(m_block);
         }
     }
 
-    Zandrel::Ptr_block* m_block = nullptr;
+    zandrel::detail::Ptr_block* m_block = nullptr;
     T* m_object = nullptr;
 };
 

@@ -82,11 +82,15 @@ private:
     std::string m_bytes;
 };
 
+namespace zandrel {
+
 // Below 0, 0 or above 0 as `left` stands before, equals or follows `right` in the order above.
 inline int compare_text(std::string_view left, std::string_view right) noexcept {
     // std::char_traits<char> compares bytes as unsigned characters, whatever `char` is.
     return left.compare(right);
 }
+
+}  // namespace zandrel
 
 inline bool operator==(const qtString& left, const qtString& right) noexcept {
     return left.view() == right.view();
@@ -97,7 +101,7 @@ inline bool operator!=(const qtString& left, const qtString& right) noexcept {
 }
 
 inline bool operator<(const qtString& left, const qtString& right) noexcept {
-    return compare_text(left.view(), right.view()) < 0;
+    return zandrel::compare_text(left.view(), right.view()) < 0;
 }
 
 inline bool operator>(const qtString& left, const qtString& right) noexcept {

@@ -28,7 +28,7 @@ constexpr bool is_digit(char byte) noexcept {
 }
 
 std::string_view without_leading_blanks(std::string_view text) noexcept {
-    while (!text.empty() && IsWhiteSpace(text.front())) {
+    while (!text.empty() && zandrel::IsWhiteSpace(text.front())) {
         text.remove_prefix(1);
     }
     return text;
@@ -61,7 +61,7 @@ template <class Number>
 Number leading_integer(const qtString& text) noexcept {
     constexpr long kLowest = std::numeric_limits<Number>::min();
     constexpr long kHighest = std::numeric_limits<Number>::max();
-    return static_cast<Number>(std::clamp(qtConvertStringToLong(text), kLowest, kHighest));
+    return static_cast<Number>(std::clamp(zandrel::qtConvertStringToLong(text), kLowest, kHighest));
 }
 
 // The powers of ten that a double holds exactly.
@@ -163,7 +163,7 @@ std::vector<qtString> qtTokenize(const qtString& text, const qtString& delimiter
 
 qtString TrimWhiteSpace(const qtString& text) {
     std::string_view rest = without_leading_blanks(text.view());
-    while (!rest.empty() && IsWhiteSpace(rest.back())) {
+    while (!rest.empty() && zandrel::IsWhiteSpace(rest.back())) {
         rest.remove_suffix(1);
     }
     return rest;
@@ -261,6 +261,8 @@ qtString qtConvertDoubleToString(double number) {
     return {text.data(), static_cast<std::size_t>(result.ptr - text.data())};
 }
 
+namespace zandrel {
+
 long qtConvertStringToLong(const qtString& text) noexcept {
     std::string_view rest = without_leading_blanks(text.view());
     const bool is_negative = !rest.empty() && rest.front() == '-';
@@ -298,3 +300,5 @@ double qtConvertStringToDouble(const qtString& text) noexcept {
     }
     return strtod_l(text.c_str(), nullptr, plain_locale());
 }
+
+}  // namespace zandrel

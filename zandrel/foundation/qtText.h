@@ -13,10 +13,14 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
+namespace zandrel {
+
 // Space, tab, line feed, vertical tab, form feed, carriage return.
 constexpr bool IsWhiteSpace(char byte) noexcept {
     return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
+
+}  // namespace zandrel
 
 // The pieces of `text` between the bytes of `delimiters`, in order. Empty pieces are dropped, so a
 // run of delimiters parts two pieces once, and delimiters at either end add nothing. Without a
@@ -69,6 +73,8 @@ ZANDREL_EXPORT qtString qtConvertLongToString(long number);
 // with an exponent where that is shorter; "inf", "-inf", and "nan" or "-nan".
 ZANDREL_EXPORT qtString qtConvertDoubleToString(double number);
 
+namespace zandrel {
+
 // The decimal integer that `text` begins with: white space, which is skipped, a sign "+" or "-",
 // which may be missing, and digits. What follows is not looked at. Without a digit the result is
 // 0. A number beyond the range of the type gives the nearest end of the range, so an unsigned type
@@ -82,6 +88,8 @@ ZANDREL_EXPORT unsigned int qtConvertStringToUnsigned(const qtString& text) noex
 // an exponent, hexadecimal ones after "0x", "inf", "infinity" or "nan" in any case. What follows is
 // not looked at. Without a number the result is 0; one too large gives infinity with its sign.
 ZANDREL_EXPORT double qtConvertStringToDouble(const qtString& text) noexcept;
+
+}  // namespace zandrel
 
 // The polynomial hash of a string table's keys: each byte, as an unsigned character, is added to 31
 // times the hash of those before it. It is not part of any format.

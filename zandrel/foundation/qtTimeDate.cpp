@@ -11,7 +11,7 @@ std::int64_t read_system_clock() {
     return duration_cast<microseconds>(since_1970).count();
 }
 
-qtClock s_clock = read_system_clock;
+zandrel::qtClock s_clock = read_system_clock;
 
 }  // namespace
 
@@ -34,8 +34,12 @@ void qtTimeDate::UnpackTime(const char* in) noexcept {
     m_microseconds = static_cast<std::int64_t>(bits);
 }
 
+namespace zandrel {
+
 qtClock set_clock(qtClock clock) noexcept {
     const qtClock before = s_clock;
     s_clock = clock == nullptr ? read_system_clock : clock;
     return before;
 }
+
+}  // namespace zandrel

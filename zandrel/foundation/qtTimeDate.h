@@ -44,11 +44,15 @@ private:
     std::int64_t m_microseconds = 0;
 };
 
+namespace zandrel {
+
 // Gives the present time in microseconds since the start of 1970 in UTC.
 using qtClock = std::int64_t (*)();
 
 // Replaces the clock of the whole process and returns the one before; null stands for the system's.
 // Who sets: tests alone. Who reads: qtTimeDate::SetNowTime. When: at each call.
 qtClock set_clock(qtClock clock) noexcept;
+
+}  // namespace zandrel
 
 #endif  // ZANDREL_FOUNDATION_QTTIMEDATE_H_

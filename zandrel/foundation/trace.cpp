@@ -5,7 +5,7 @@
 
 namespace {
 
-Trace_sink* s_sink = nullptr;
+zandrel::Trace_sink* s_sink = nullptr;
 int s_highest_level = 0;
 
 bool is_traced(int level) noexcept {
@@ -21,12 +21,16 @@ void write_to_sink(const Trace_file& file, int level, const char* text) noexcept
 
 }  // namespace
 
+namespace zandrel {
+
 Trace_sink::~Trace_sink() = default;
 
 void set_trace_sink(Trace_sink* sink, int highest_level) noexcept {
     s_sink = sink;
     s_highest_level = highest_level;
 }
+
+}  // namespace zandrel
 
 void trace(const Trace_file& file, int level, const char* text) noexcept {
     if (is_traced(level)) {

@@ -4,8 +4,12 @@
 
 #include "zandrel/export.h"
 
+namespace zandrel {
+
 constexpr int kTraceWarning = 4;
 constexpr int kTraceDebug = 16;
+
+}  // namespace zandrel
 
 // Names the source file that traces; each source file that traces has one.
 class ZANDREL_EXPORT Trace_file {
@@ -18,6 +22,8 @@ public:
 private:
     const char* m_name;
 };
+
+namespace zandrel {
 
 // Gets the traced lines. The caller writes one, for example to gather lines in a log.
 class ZANDREL_EXPORT Trace_sink {
@@ -32,6 +38,8 @@ public:
 // at start, turns tracing off.
 // BORROWS: `sink`, which must outlive its use.
 ZANDREL_EXPORT void set_trace_sink(Trace_sink* sink, int highest_level = kTraceDebug) noexcept;
+
+}  // namespace zandrel
 
 // Traces a text as it stands.
 ZANDREL_EXPORT void trace(const Trace_file& file, int level, const char* text) noexcept;

@@ -4,7 +4,7 @@
 #include <new>
 #include <vector>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 namespace {
 
@@ -141,4 +141,4 @@ void Children_index::renamed(const zeLogicalNode& child, const Concept& old_name
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail

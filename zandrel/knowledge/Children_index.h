@@ -10,7 +10,7 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The places of children in the lists of a zeLogicalTree. A list gets its index when it is long and
 // is searched for the first time. The lists are public, so an answer is compared with the list, and
@@ -56,6 +56,6 @@ private:
     hash_map<unsigned int, Places> m_lists;  // by the id of the parent
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_KNOWLEDGE_CHILDREN_INDEX_H_

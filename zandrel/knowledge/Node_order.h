@@ -9,7 +9,7 @@
 
 #include "zandrel/knowledge/zeNode.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 inline zeNode* node_of(zeNode* element) noexcept {
     return element;
@@ -47,6 +47,6 @@ std::vector<unsigned int> ids_in_order(const Table& nodes) {
     return ids;
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_KNOWLEDGE_NODE_ORDER_H_

@@ -66,7 +66,7 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 namespace {
 
@@ -254,7 +254,7 @@ void prefer_parents_below_root(zeManager& manager,
     }
     hash_set<zeNode*, zePointer_hash> below_root;
     manager.m_root->get_subtree(below_root);
-    for (zeNode* const node : Zandrel::in_id_order(below_root)) {
+    for (zeNode* const node : in_id_order(below_root)) {
         for (zeNode* const child : node->m_children) {
             if (shared.count(child) != 0 && below_root.count(child->m_parent) == 0) {
                 child->m_parent = node;
@@ -414,4 +414,4 @@ void RaiseDamagedTree(const char* what) {
     throw qtX<zeManager>(4, "Knowledge tree is damaged", {what});
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail

@@ -7,7 +7,7 @@ class zeLogicalTree;
 class zeManager;
 struct zeNode;
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Checks that the links are those of trees, so that every walk ends. Tree_shape.cpp has the list of
 // invariants. Classifiers count as far as they are in memory.
@@ -37,6 +37,6 @@ void RequireRoomForIds(unsigned int last_id);
 // RAISES: the same.
 [[noreturn]] void RaiseDamagedTree(const char* what);
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_KNOWLEDGE_TREE_SHAPE_H_

@@ -14,8 +14,12 @@ enum : unsigned int {
     ZE_STAT = 2,  // the node's classifier is a zeStat_matcher
 };
 
+namespace zandrel {
+
 // What zeStat_storage::GetType returns: an object type, never a node's.
 constexpr unsigned int kStorageObjectType = 3;
+
+}  // namespace zandrel
 
 // An object with an id. With a manager it takes the manager's next id and enters the manager's
 // registry, which from then on owns it: it goes by zeManager::Release and not by `delete`. Without

@@ -10,10 +10,10 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 zeLogicalTree::zeLogicalTree(zeManager* owner)
-    : nodes(kInitialBuckets),
-      finder(kInitialBuckets),
+    : nodes(zandrel::kInitialBuckets),
+      finder(zandrel::kInitialBuckets),
       manager(owner),
-      m_children(std::make_unique<Zandrel::Children_index>(nodes)) {}
+      m_children(std::make_unique<zandrel::detail::Children_index>(nodes)) {}
 
 zeLogicalTree::~zeLogicalTree() = default;
 

@@ -17,11 +17,11 @@ class zeManager;
 class zeStat_matcher;
 struct zeNode;
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 class Children_index;
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // One node as its user sees it.
 struct ZANDREL_EXPORT zeLogicalNode {
@@ -268,7 +268,7 @@ private:
     void VerifyMerge(zeClassifier* target, const std::vector<zeLogicalNode*>& sons) const;
     void VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const;
 
-    std::unique_ptr<Zandrel::Children_index> m_children;  // a cache
+    std::unique_ptr<zandrel::detail::Children_index> m_children;  // a cache
     bool m_is_exposed = false;  // A program has got a node that it may change.
 };
 

@@ -276,7 +276,7 @@ void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
 // The nodes below a leaf are physically its siblings, children of the classifier above. So the walk
 // starts at each of them.
 void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
-    hash_set<zeNode*, zePointer_hash> classifiers(kInitialBuckets);
+    hash_set<zeNode*, zePointer_hash> classifiers(zandrel::kInitialBuckets);
     std::vector<zeLogicalNode*> gathered;
     GatherFatherAndSons(&node, gathered);
     for (const zeLogicalNode* const each : gathered) {
@@ -285,7 +285,7 @@ void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
     classifiers.insert(node.physical_node);
     // A classifier's node becomes a leaf and enters the list of its category, whose order must be
     // the same in every run.
-    for (zeNode* const each : Zandrel::in_id_order(classifiers)) {
+    for (zeNode* const each : zandrel::detail::in_id_order(classifiers)) {
         manager->DelClassifier(each);
     }
 }

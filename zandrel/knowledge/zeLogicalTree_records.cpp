@@ -22,7 +22,7 @@ constexpr unsigned int kLeastNodeSizeV1 = 41;
 constexpr unsigned int kReferenceSize = 4;
 
 void write_node(Hio<HSegment>& io, const zeLogicalNode& node) {
-    io << node.id << Zandrel::reference_to(node.physical_node);
+    io << node.id << zandrel::detail::reference_to(node.physical_node);
     io.WriteByte(static_cast<char>(node.type));
     io << node.parent;
     io.WriteCount(node.children.size());
@@ -106,7 +106,7 @@ void zeLogicalTree::Dump(Hio<HSegment>& io, unsigned int top) const {
         return;
     }
     io.WriteCount(nodes.size());
-    for (const unsigned int id : Zandrel::ids_in_order(nodes)) {
+    for (const unsigned int id : zandrel::detail::ids_in_order(nodes)) {
         write_node(io, nodes.at(id));
     }
 }
@@ -125,11 +125,11 @@ void zeLogicalTree::Load(Hio<HSegment>& io) {
          --left) {
         const unsigned int id = ReadNode(io);
         if (!ids.insert(id).second) {
-            Zandrel::RaiseDamagedTree("logical ids");
+            zandrel::detail::RaiseDamagedTree("logical ids");
         }
     }
-    Zandrel::RequireRoomForIds(next_id);
-    Zandrel::RequireLogicalTree(*this);  // before anything goes upwards
+    zandrel::detail::RequireRoomForIds(next_id);
+    zandrel::detail::RequireLogicalTree(*this);  // before anything goes upwards
     if (!has_ids) {
         FindNodesOfV1();
     }
@@ -154,7 +154,7 @@ unsigned int zeLogicalTree::ReadNode(Hio<HSegment>& io) {
     io >> node.category >> node.name >> node.rule;
     node.attributes = read_attributes(io, has_ids);
     node.threshold = read_threshold(io, has_ids);
-    Zandrel::RequireFinite(node.threshold, "threshold of a logical node", node.id);
+    zandrel::detail::RequireFinite(node.threshold, "threshold of a logical node", node.id);
     io >> node.note1 >> node.note2;
     if (node.name == Concept()) {
         node.name = node.category;
@@ -186,7 +186,7 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
     if (id == 0) {
         return tree.MakeNode(node.category, ZE_LEAF, node.attributes, node.threshold);
     }
-    Zandrel::RequireRoomForIds(id);
+    zandrel::detail::RequireRoomForIds(id);
     zeNode made(node.category);
     made.m_node_id = id;
     made.m_flags = node.attributes;
@@ -202,7 +202,7 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
 void zeLogicalTree::FindNodesOfV1() {
     zePhysicalTree& tree = *manager->m_physical_tree;
     Nearest_classifiers classifiers(nodes);
-    for (const unsigned int id : Zandrel::ids_in_order(nodes)) {
+    for (const unsigned int id : zandrel::detail::ids_in_order(nodes)) {
         zeLogicalNode& node = nodes.at(id);
         const zeLogicalNode* const above = classifiers.from(node.parent);
         zeNode* const classifier =

@@ -51,7 +51,7 @@ std::vector<zeNode*> held_by(zeClassifier& classifier, const Node_set& nodes) {
             held.insert(node);
         }
     }
-    return Zandrel::in_id_order(held);
+    return zandrel::detail::in_id_order(held);
 }
 
 void leave_classifier(zeClassifier& classifier, const std::vector<zeNode*>& leaving) {
@@ -104,7 +104,7 @@ void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const 
     const bool are_many = leaving.size() > kFewNodes;
     const Node_set many(leaving.begin(), are_many ? leaving.end() : leaving.begin());
     for (const auto& [id, object] : manager->m_objects) {
-        if (object->GetType() == kStorageObjectType) {
+        if (object->GetType() == zandrel::kStorageObjectType) {
             continue;  // Every second object is one, and a cast costs more than this question.
         }
         auto* const classifier = dynamic_cast<zeClassifier*>(object);

@@ -13,7 +13,7 @@
 zeManager::zeManager()
     : m_logical_tree(new zeLogicalTree(this)),
       m_physical_tree(new zePhysicalTree(this)),
-      m_objects(kInitialBuckets) {}
+      m_objects(zandrel::kInitialBuckets) {}
 
 zeManager::~zeManager() {
     Release();

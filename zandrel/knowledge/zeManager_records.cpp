@@ -10,6 +10,8 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+using zandrel::detail::RequireFinite;
+
 namespace {
 
 // The settings go into each new model.
@@ -17,18 +19,17 @@ void require_possible(const zeDefaults& settings) {
     constexpr unsigned int kNoObject = 0;
     // A model takes no resolution below 1 and goes on with its own, so that is no damage.
     if (settings.likelihood_resolution > zeStat_storage::kGreatestResolution) {
-        Zandrel::RaiseDamagedItem("likelihood_resolution", kNoObject);
+        zandrel::detail::RaiseDamagedItem("likelihood_resolution", kNoObject);
     }
-    Zandrel::RequireFinite(settings.clip_value, "clip_value", kNoObject);
-    Zandrel::RequireFinite(settings.delete_P_factor, "delete_P_factor", kNoObject);
-    Zandrel::RequireFinite(settings.min_Rlimit, "min_Rlimit", kNoObject);
-    Zandrel::RequireFinite(settings.average_Rlimit, "average_Rlimit", kNoObject);
-    Zandrel::RequireFinite(settings.max_Rlimit, "max_Rlimit", kNoObject);
-    Zandrel::RequireFinite(settings.keywords_frequency, "keywords_frequency", kNoObject);
-    Zandrel::RequireFinite(settings.weaken_small_cats_factor, "weaken_small_cats_factor",
-                           kNoObject);
+    RequireFinite(settings.clip_value, "clip_value", kNoObject);
+    RequireFinite(settings.delete_P_factor, "delete_P_factor", kNoObject);
+    RequireFinite(settings.min_Rlimit, "min_Rlimit", kNoObject);
+    RequireFinite(settings.average_Rlimit, "average_Rlimit", kNoObject);
+    RequireFinite(settings.max_Rlimit, "max_Rlimit", kNoObject);
+    RequireFinite(settings.keywords_frequency, "keywords_frequency", kNoObject);
+    RequireFinite(settings.weaken_small_cats_factor, "weaken_small_cats_factor", kNoObject);
     for (const double weight : settings.sml_weights) {
-        Zandrel::RequireFinite(weight, "sml_weights", kNoObject);
+        RequireFinite(weight, "sml_weights", kNoObject);
     }
 }
 
@@ -72,7 +73,7 @@ void zeManager::Dump(Hio<HSegment>& io, const zeLogicalNode* top) {
     m_logical_tree->Dump(io, top == nullptr ? 0 : top->id);
     m_config.Dump(io);
     m_defaults.Dump(io);
-    io << m_last_object_id << Zandrel::reference_to(node);
+    io << m_last_object_id << zandrel::detail::reference_to(node);
 }
 
 void zeManager::Load(Hio<HSegment>& io) {
@@ -101,7 +102,7 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
     m_defaults.Load(io);
     require_possible(m_defaults);
     io >> m_last_object_id;
-    Zandrel::RequireRoomForIds(m_last_object_id);
+    zandrel::detail::RequireRoomForIds(m_last_object_id);
     m_root = LoadCat(io, nullptr);
     if (m_root != nullptr && m_root->m_node_id == 0) {
         m_root = nullptr;  // Others refer to it, but no record has it.
@@ -110,8 +111,8 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
         m_root->m_parent =
             nullptr;  // That of a subtree that was written alone is not in the record.
     }
-    Zandrel::MendLinks(*this);
-    Zandrel::RequireTrees(*this);
+    zandrel::detail::MendLinks(*this);
+    zandrel::detail::RequireTrees(*this);
 }
 
 zeNode* zeManager::LoadCat(Hio<HSegment>& io, zeNode* parent) {

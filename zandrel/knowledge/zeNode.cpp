@@ -5,7 +5,7 @@
 
 #include "zandrel/knowledge/zeBase.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 namespace {
 
@@ -104,7 +104,7 @@ void Child_places::removed(const std::vector<zeNode*>& children, const zeNode* c
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 int zeNode::find_child(const zeNode* child) const {
     return m_places.find(m_children, child);

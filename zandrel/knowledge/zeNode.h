@@ -13,7 +13,7 @@
 class zeClassifier;
 struct zeNode;
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Where each child is in a long list of children, so that finding one needs no search.
 //
@@ -41,7 +41,7 @@ private:
     std::unique_ptr<Index> m_index;  // null until a long list is searched
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // A category or an inner node. zePhysicalTree makes and owns it; its address stays as long as its
 // entry there lives, and all other pointers to nodes are borrowed.
@@ -89,16 +89,16 @@ struct ZANDREL_EXPORT zeNode {
     std::vector<zeNode*> m_children;
 
 private:
-    mutable Zandrel::Child_places m_places;
+    mutable zandrel::detail::Child_places m_places;
 };
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // How records refer to a node: its id, 0 for null.
 inline unsigned int reference_to(const zeNode* node) noexcept {
     return node == nullptr ? 0 : node->m_node_id;
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_KNOWLEDGE_ZENODE_H_

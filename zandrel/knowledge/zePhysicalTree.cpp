@@ -52,7 +52,7 @@ void leave_list(Nodes_by_name& lists, zeNode* node) {
 }  // namespace
 
 zePhysicalTree::zePhysicalTree(zeManager* manager)
-    : m_nodes(kInitialBuckets), m_finder(kInitialBuckets), m_manager(manager) {}
+    : m_nodes(zandrel::kInitialBuckets), m_finder(zandrel::kInitialBuckets), m_manager(manager) {}
 
 zeNode* zePhysicalTree::GetNode(unsigned int id) {
     const auto entry = m_nodes.find(id);
@@ -115,7 +115,7 @@ void zePhysicalTree::release_classifier(zeNode* node, zeIO* /*io*/) {
     if (node->m_classifier == nullptr) {
         return;
     }
-    tracef(s_trace_file, kTraceDebug, "Removing classifier from cache %s: %s", "",
+    tracef(s_trace_file, zandrel::kTraceDebug, "Removing classifier from cache %s: %s", "",
            node->m_concept.c_str());
     m_manager->Release(node->m_classifier);
     node->m_classifier = nullptr;

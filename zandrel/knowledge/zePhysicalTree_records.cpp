@@ -11,6 +11,8 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/Damaged_item.h"
 
+using zandrel::detail::IsPlaceholder;
+
 namespace {
 
 // The fewest bytes of a node: its numbers, and the counts of its lists and texts.
@@ -24,7 +26,7 @@ public:
     // 0 is no node's: it stands where a node was missing when the record was written.
     void add(unsigned int id) {
         if (id != 0 && !m_ids.insert(id).second) {
-            Zandrel::RaiseDamagedTree("node ids");
+            zandrel::detail::RaiseDamagedTree("node ids");
         }
     }
 
@@ -40,7 +42,7 @@ void write_children(Hio<HSegment>& io, std::vector<zeNode*> children, const Node
     std::erase_if(children, [&written](zeNode* child) { return written.count(child) == 0; });
     io.WriteCount(children.size());
     for (const zeNode* const child : children) {
-        io << Zandrel::reference_to(child);
+        io << zandrel::detail::reference_to(child);
     }
 }
 
@@ -50,7 +52,7 @@ void write_node(Hio<HSegment>& io, const zeNode& node, const zeNode* parent, con
     io.WriteByte(static_cast<char>(node.m_classifier_type));
     io << node.m_classifier_id << node.m_node_id << node.m_threshold;
     write_children(io, node.m_children, written);
-    io << Zandrel::reference_to(parent);
+    io << zandrel::detail::reference_to(parent);
 }
 
 // A classifier may have learned leaves that do not hang in it, as when training was interrupted. It
@@ -72,16 +74,16 @@ void add_loose_leaves(Nodes& nodes) {
 }  // namespace
 
 void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
-    Nodes nodes(kInitialBuckets);
+    Nodes nodes(zandrel::kInitialBuckets);
     if (top != nullptr) {
         top->get_subtree(nodes);
         add_loose_leaves(nodes);
     }
     // A placeholder's record would have the id 0, and a reader would make one node of all of them.
-    std::erase_if(nodes, [](const zeNode* node) { return Zandrel::IsPlaceholder(*node); });
+    std::erase_if(nodes, [](const zeNode* node) { return IsPlaceholder(*node); });
     const bool is_whole = top == m_manager->m_root;
     io.WriteCount(nodes.size());
-    for (const zeNode* const node : Zandrel::in_id_order(nodes)) {
+    for (const zeNode* const node : zandrel::detail::in_id_order(nodes)) {
         const bool is_parent_lost = is_whole && nodes.count(node->m_parent) == 0;
         write_node(io, *node, is_parent_lost ? nullptr : node->m_parent, nodes);
     }
@@ -97,7 +99,7 @@ void zePhysicalTree::Load(Hio<HSegment>& io) {
     for (unsigned int left = io.ReadCount(kLeastNodeSize); left > 0; --left) {
         ids.add(read_node(io)->m_node_id);
     }
-    Zandrel::RequireRoomForIds(m_last_node_id);
+    zandrel::detail::RequireRoomForIds(m_last_node_id);
 }
 
 // The node of an id that a record names: an empty one if it is yet to come, or never does.
@@ -108,14 +110,14 @@ zeNode* zePhysicalTree::refer_to(unsigned int id) {
 // Puts a node into its entry, which may have been made for a reference to it: the address stays.
 zeNode* zePhysicalTree::enter(zeNode&& read) {
     zeNode* const node = refer_to(read.m_node_id);
-    if (!Zandrel::IsPlaceholder(*node)) {
+    if (!IsPlaceholder(*node)) {
         LeaveName(node);  // The tree had a node of this id before.
     }
     *node = std::move(read);
     if (node->m_node_id > m_last_node_id) {
         m_last_node_id = node->m_node_id;
     }
-    if (!Zandrel::IsPlaceholder(*node)) {
+    if (!IsPlaceholder(*node)) {
         EnterName(node);
     }
     return node;
@@ -127,7 +129,7 @@ zeNode* zePhysicalTree::read_node(Hio<HSegment>& io) {
     read.m_flags = static_cast<unsigned char>(io.ReadByte());
     read.m_classifier_type = static_cast<unsigned char>(io.ReadByte());
     io >> read.m_classifier_id >> read.m_node_id >> read.m_threshold;
-    Zandrel::RequireFinite(read.m_threshold, "threshold", read.m_node_id);
+    zandrel::detail::RequireFinite(read.m_threshold, "threshold", read.m_node_id);
     zeNode* const node = enter(std::move(read));
     const unsigned int child_count = io.ReadCount(kReferenceSize);
     node->m_children.reserve(child_count);
@@ -152,7 +154,7 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
     float threshold = 0.0F;
     io >> read.m_classifier_id >> read.m_node_id >> threshold >> children >> parents;
     read.m_threshold = static_cast<double>(threshold);
-    Zandrel::RequireFinite(read.m_threshold, "threshold", read.m_node_id);
+    zandrel::detail::RequireFinite(read.m_threshold, "threshold", read.m_node_id);
     return enter(std::move(read));
 }
 
@@ -179,7 +181,7 @@ void zePhysicalTree::load_v1(Hio<HSegment>& io) {
         children[node->m_node_id] = std::move(node_children);
         parents[node->m_node_id] = std::move(node_parents);
     }
-    Zandrel::RequireRoomForIds(m_last_node_id);
+    zandrel::detail::RequireRoomForIds(m_last_node_id);
     link_v1(children, parents);
 }
 
@@ -195,7 +197,7 @@ void zePhysicalTree::link_v1(const Concepts_by_id& children, const Concepts_by_i
         for (const Concept& category : concepts) {
             zeNode* const child = ConvertV1(category, &node);
             if (child == nullptr) {
-                Zandrel::RaiseDamagedTree("children");
+                zandrel::detail::RaiseDamagedTree("children");
             }
             node.m_children.push_back(child);
         }

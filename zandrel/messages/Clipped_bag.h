@@ -7,6 +7,8 @@
 
 #include "zandrel/messages/zeSml.h"
 
+namespace zandrel::detail {
+
 // Shows a bag as `zeSml::get_clipped_sml` would return it: the same entries, weights and total, to
 // the last bit. Weights are clipped when they are read. A clipped copy raises and lowers the count
 // of handles in the record of each concept, which is mostly not in the cache; counting and matching
@@ -61,5 +63,7 @@ private:
     double m_ceiling = 0.0;  // 0 means none
     double m_total_weight;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_MESSAGES_CLIPPED_BAG_H_

@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
+namespace zandrel {
+
 Concept_weights::iterator Concept_weights::find(const Concept& wanted) noexcept {
     const std::size_t slot = slot_of(wanted);
     return is_used(slot) ? m_entries.begin() + m_slots[slot].entry : m_entries.end();
@@ -105,3 +107,5 @@ void Concept_weights::enter_all() noexcept {
         m_slots[slot] = {m_filling, entry};
     }
 }
+
+}  // namespace zandrel

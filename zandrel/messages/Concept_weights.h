@@ -10,6 +10,8 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
 
+namespace zandrel {
+
 // A hash table from concept to weight that one text after another fills, with the operations of
 // std::unordered_map that it needs.
 //
@@ -110,5 +112,7 @@ private:
         m_slot_count;  // the first so many of `m_slots` are in use: twice the entries at least
     std::uint32_t m_filling = 1;
 };
+
+}  // namespace zandrel
 
 #endif  // ZANDREL_MESSAGES_CONCEPT_WEIGHTS_H_

@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <array>
 
+using zandrel::detail::Text_key;
+
 namespace {
 
 using Keys = std::vector<Text_key>;
@@ -69,6 +71,8 @@ void sort_range(Text_key* first, std::size_t count, unsigned int bits, Text_key*
 
 }  // namespace
 
+namespace zandrel::detail {
+
 std::uint64_t first_bytes(std::string_view text) noexcept {
     const char* const bytes = text.data();
     const std::size_t size = text.size();
@@ -89,3 +93,5 @@ void sort_by_text(Keys& keys) {
     Keys scratch(keys.size() > kFewKeys ? keys.size() : 0);
     sort_range(keys.data(), keys.size(), kKeyBits, scratch.data());
 }
+
+}  // namespace zandrel::detail

@@ -10,6 +10,8 @@
 
 #include "zandrel/foundation/Concept.h"
 
+namespace zandrel::detail {
+
 // One concept of a list that is to be sorted.
 struct Text_key {
     std::uint64_t first_bytes;  // of the text, the first one in the highest bits; 0 behind its end
@@ -26,5 +28,7 @@ inline Text_key text_key(const Concept& from, std::size_t index) noexcept {
 
 // Sorts by text, as Concept::operator< does. Equal concepts have no particular order.
 void sort_by_text(std::vector<Text_key>& keys);
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_MESSAGES_TEXT_ORDER_H_

@@ -12,7 +12,7 @@ constexpr std::size_t kFewNodes = 16;
 
 }  // namespace
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 Relevant_nodes::Relevant_nodes(const zeCorpus_view::Msg& msg) : m_nodes(msg.cats) {
     if (m_nodes.size() > kFewNodes) {
@@ -20,7 +20,7 @@ Relevant_nodes::Relevant_nodes(const zeCorpus_view::Msg& msg) : m_nodes(msg.cats
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 void zeCorpus_view::set_corpus(zeCorpus* viewed) {
     corpus = viewed;

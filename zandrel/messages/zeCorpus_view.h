@@ -57,7 +57,7 @@ private:
     int m_position = -1;  // of that message
 };
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The nodes of one message, to be asked for all nodes of a classifier. Few are searched, since most
 // messages have one; many get a table.
@@ -76,6 +76,6 @@ private:
     hash_set<const zeNode*, zePointer_hash> m_table;  // empty for few nodes
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_MESSAGES_ZECORPUS_VIEW_H_

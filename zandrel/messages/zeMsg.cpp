@@ -82,11 +82,11 @@ double zeMsg::read_number(const Concept& name) const {
     const std::string_view text = found->value.view();
     const bool is_short = text.size() <= sizeof found->number.text;
     if (!is_short || !has_plain_value(found->type)) {
-        return qtConvertStringToDouble(value_of(*found));
+        return zandrel::qtConvertStringToDouble(value_of(*found));
     }
     const std::uint64_t word = short_text(text);
     if (word != found->number.text) [[unlikely]] {
-        found->number = {word, qtConvertStringToDouble(found->value)};
+        found->number = {word, zandrel::qtConvertStringToDouble(found->value)};
     }
     return found->number.value;
 }

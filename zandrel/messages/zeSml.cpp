@@ -8,6 +8,8 @@
 #include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/messages/Text_order.h"
 
+using zandrel::detail::Clipped_bag;
+
 zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
     check_clipping_value(clip_value);
 }
@@ -58,15 +60,15 @@ void zeSml::feed(zeSml_feeder&& feeder) {
 // the feeder's table is not to be relied on.
 template <class Weights, class Take>
 void zeSml::append_in_text_order(Weights& weights, const Take& take) {
-    std::vector<Text_key> keys;
+    std::vector<zandrel::detail::Text_key> keys;
     keys.reserve(weights.size());
     for (const auto& [fed, weight] : weights) {
-        keys.push_back(text_key(fed, keys.size()));
+        keys.push_back(zandrel::detail::text_key(fed, keys.size()));
     }
-    sort_by_text(keys);
+    zandrel::detail::sort_by_text(keys);
     const bool was_empty = m_concepts.empty();
     m_concepts.reserve(m_concepts.size() + weights.size());
-    for (const Text_key& key : keys) {
+    for (const zandrel::detail::Text_key& key : keys) {
         auto& [fed, weight] = weights.begin()[static_cast<std::ptrdiff_t>(key.index)];
         m_concepts.push_back({take(fed), clip_weight(weight)});
         m_total_weight += m_concepts.back().m_weight;

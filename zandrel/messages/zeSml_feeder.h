@@ -25,7 +25,7 @@ public:
     void clear();
 
     double m_total_weight = 0.0;  // of all that was added, less the removed
-    Concept_weights m_concepts;
+    zandrel::Concept_weights m_concepts;
 };
 
 #endif  // ZANDREL_MESSAGES_ZESML_FEEDER_H_

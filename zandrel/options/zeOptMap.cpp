@@ -107,7 +107,7 @@ qtString zeOptMap::Get(const qtString& key) const {
 }
 
 int zeOptMap::GetI(const qtString& key) const {
-    return qtConvertStringToInt(Get(key));
+    return zandrel::qtConvertStringToInt(Get(key));
 }
 
 // The entry's value if one is given: there, not empty, and not "leave".
@@ -134,16 +134,16 @@ const char* zeOptMap::Optional(const qtString& key, const char* default_value, b
 
 double zeOptMap::Optional(const qtString& key, const double& default_value, bool* found) const {
     const qtString* const value = find_given(key, found);
-    return value == nullptr ? default_value : qtConvertStringToDouble(*value);
+    return value == nullptr ? default_value : zandrel::qtConvertStringToDouble(*value);
 }
 
 int zeOptMap::Optional(const qtString& key, int default_value, bool* found) const {
     const qtString* const value = find_given(key, found);
-    return value == nullptr ? default_value : qtConvertStringToInt(*value);
+    return value == nullptr ? default_value : zandrel::qtConvertStringToInt(*value);
 }
 
 unsigned int zeOptMap::Optional(const qtString& key, unsigned int default_value,
                                 bool* found) const {
     const qtString* const value = find_given(key, found);
-    return value == nullptr ? default_value : qtConvertStringToUnsigned(*value);
+    return value == nullptr ? default_value : zandrel::qtConvertStringToUnsigned(*value);
 }

@@ -45,13 +45,13 @@ double read_learn_speed(const char* key, const qtString& text) {
 double read_number(const Setting& row, const qtString& text) {
     switch (row.kind) {
         case Kind::flag:
-            return qtConvertStringToInt(text) != 0 ? 1.0 : 0.0;
+            return zandrel::qtConvertStringToInt(text) != 0 ? 1.0 : 0.0;
         case Kind::integer:
-            return qtConvertStringToInt(text);
+            return zandrel::qtConvertStringToInt(text);
         case Kind::unsigned_integer:
-            return qtConvertStringToUnsigned(text);
+            return zandrel::qtConvertStringToUnsigned(text);
         case Kind::real:
-            return qtConvertStringToDouble(text);
+            return zandrel::qtConvertStringToDouble(text);
         case Kind::learn_speed:
             return read_learn_speed(row.name, text);
     }
@@ -122,7 +122,7 @@ void zeOptMap::PropogateChange(qtPtrLight<zeManager>& manager, zeDefaults& defau
     if (manager->m_root == nullptr) {
         return;
     }
-    hash_set<zeNode*, zePointer_hash> nodes(kInitialBuckets);
+    hash_set<zeNode*, zePointer_hash> nodes(zandrel::kInitialBuckets);
     manager->m_root->get_subtree_classifiers(nodes);
     zeSetDefaults flags = zeSetDefaults::all(true);
     for (zeNode* node : nodes) {

@@ -5,6 +5,10 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/persistence/zeIO.h"
 
-void Zandrel::RaiseDamagedItem(const char* field, unsigned int id) {
+namespace zandrel::detail {
+
+void RaiseDamagedItem(const char* field, unsigned int id) {
     throw qtX<zeIO>(12, qtString("Damaged item: ") + field, {qtString(std::to_string(id))});
 }
+
+}  // namespace zandrel::detail

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // `field`: its name in docs/formats/kc.md. `id`: of the object whose record has it, of the node for
 // a field of a tree, and 0 for a setting of the container.
@@ -19,6 +19,6 @@ inline void RequireFinite(double value, const char* field, unsigned int id) {
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_PERSISTENCE_DAMAGED_ITEM_H_

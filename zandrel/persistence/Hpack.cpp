@@ -14,7 +14,7 @@
 namespace {
 
 // Header, items and the entries of the index are those of a record file of the same offsets.
-using Format = Zandrel::Hreclaim_format<unsigned int>;
+using Format = zandrel::detail::Hreclaim_format<unsigned int>;
 
 // The states in the header.
 constexpr unsigned char kComplete = 0;
@@ -39,7 +39,7 @@ void Hpack::Open(const qtString& file, char mode) {
 
 void Hpack::Open(qtPtr<qtBuffer>& buffer, char mode) {
     Abandon();
-    const qtPtrLight<Hbuffer> device(new Hbuffer);
+    const qtPtrLight<zandrel::detail::Hbuffer> device(new zandrel::detail::Hbuffer);
     device->Open(buffer, mode);
     Start(device, mode);
 }
@@ -78,7 +78,7 @@ void Hpack::SetFileID(unsigned int id, unsigned short version, unsigned char fla
 
 void Hpack::GetItem(const qtString& key, SegBuf& data) {
     SeekData(key);
-    Zandrel::ReadBlob(io, data);
+    zandrel::detail::ReadBlob(io, data);
 }
 
 unsigned int Hpack::SeekItem(const qtString& key) {
@@ -93,10 +93,10 @@ void Hpack::SeekData(const qtString& key) {
         RefuseKey("Missing key in index: ", key);
     }
     SeekTo(found->second);
-    if (!Zandrel::ReadsItemTag(io)) {
+    if (!zandrel::detail::ReadsItemTag(io)) {
         RefuseKey("Key points to invalid item: ", key);
     }
-    if (!Zandrel::ReadsKey(io, key)) {
+    if (!zandrel::detail::ReadsKey(io, key)) {
         RefuseKey("Key points to wrong item: ", key);
     }
 }
@@ -181,7 +181,7 @@ bool Hpack::ReadsIndex() {
     SeekTo(m_index_offset);
     unsigned int tag = 0;
     io >> tag;
-    if (tag != Zandrel::kIndexTag) {
+    if (tag != zandrel::detail::kIndexTag) {
         return false;
     }
     for (unsigned int left = io.ReadCount(Format::kIndexEntryOverhead); left > 0; --left) {
@@ -223,7 +223,7 @@ void Hpack::WriteItem(const qtString& key, const SegBuf& data, unsigned int offs
         HioErr::Raise(HioErr::kBadOffset, "Invalid file offset in file " + io.device->name,
                       io.device->name);
     }
-    Zandrel::WriteItem(io, key, data);
+    zandrel::detail::WriteItem(io, key, data);
     // Keys that ascend, as those of numbers do, are found no place by a search.
     index.insert_or_assign(index.end(), key, offset);
 }
@@ -232,7 +232,7 @@ void Hpack::WriteItem(const qtString& key, const SegBuf& data, unsigned int offs
 // which the seek to the header does.
 void Hpack::WriteIndex() {
     const auto offset = static_cast<unsigned int>(io.device->SeekEnd());
-    io << Zandrel::kIndexTag;
+    io << zandrel::detail::kIndexTag;
     io.WriteCount(index.size());
     for (const auto& [key, place] : index) {
         io << key << place;

@@ -15,6 +15,8 @@
 #include "zandrel/storage/SegBuf.h"
 #include "zandrel/storage/packing.h"
 
+using zandrel::Kc_seal;
+
 namespace {
 
 constexpr unsigned int kForm = 1;
@@ -30,7 +32,7 @@ constexpr unsigned int kEntryOverhead = 8;
 constexpr unsigned int kPieceSize = 65536;
 
 std::uint32_t ChecksumOfItem(Hpack& pack, const qtString& key) {
-    Zandrel::Crc32c sum;
+    zandrel::detail::Crc32c sum;
     unsigned int left = pack.SeekItem(key);
     std::vector<char> piece(std::min(left, kPieceSize));
     while (left > 0) {
@@ -53,8 +55,8 @@ std::uint32_t ChecksumOfIdentity(const Hpack& pack) {
     char bytes[sizeof id + sizeof version + 1] = {};
     int length = qtPackUssDiet(id, bytes);
     length += qtPackUssDiet(version, bytes + length);
-    bytes[length++] = static_cast<char>(flags & ~Zandrel::kKcUnicode);
-    Zandrel::Crc32c sum;
+    bytes[length++] = static_cast<char>(flags & ~zandrel::detail::kKcUnicode);
+    zandrel::detail::Crc32c sum;
     sum.Add(bytes, static_cast<std::size_t>(length));
     return sum.Value();
 }
@@ -93,7 +95,7 @@ unsigned int FirstDifference(const SegBuf& one, const SegBuf& other) {
 
 // A key that no container has may have any bytes, so it is left out of messages.
 qtString NameOf(const qtString& key) {
-    if (key == Zandrel::kManagerKey) {
+    if (key == zandrel::detail::kManagerKey) {
         return key;
     }
     unsigned int id = 0;
@@ -162,6 +164,8 @@ bool VerifyIn(Place& place) {
 
 }  // namespace
 
+namespace zandrel {
+
 void Kc_seal::Write(const qtString& file) {
     WriteTo(file);
 }
@@ -197,3 +201,5 @@ bool Kc_seal::Verify(Hpack& pack) {
 bool Kc_seal::IsIn(const Hpack& pack) {
     return pack.index.count(kKey) != 0;
 }
+
+}  // namespace zandrel

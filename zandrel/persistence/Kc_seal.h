@@ -10,6 +10,8 @@
 
 class Hpack;
 
+namespace zandrel {
+
 // A seal is one more item of the package. It has a checksum of each other item and of the identity,
 // so that a verified file has the bytes that were sealed. zeManager::Write makes no seal, and
 // zeManager::Read verifies it only for classifying (KcIoMode::for_classifying), so a caller asks
@@ -58,5 +60,7 @@ public:
     // Returns whether an open package has a seal, sound or not.
     static bool IsIn(const Hpack& pack);
 };
+
+}  // namespace zandrel
 
 #endif  // ZANDREL_PERSISTENCE_KC_SEAL_H_

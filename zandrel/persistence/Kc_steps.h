@@ -13,7 +13,7 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/Hpack.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The owner's part of a file's header.
 inline constexpr unsigned int kKcFileId = 0x278F9D40;
@@ -92,6 +92,6 @@ private:
     CTProgress* m_progress;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_PERSISTENCE_KC_STEPS_H_

@@ -15,7 +15,7 @@ unsigned int read_seconds() {
     return static_cast<unsigned int>(std::time(nullptr));
 }
 
-Config_seed s_seed = read_seconds;
+zandrel::Config_seed s_seed = read_seconds;
 
 std::uint32_t draw_id() {
     std::srand(s_seed());
@@ -47,7 +47,7 @@ void zeConfig::get_nlp_signatures(std::set<unsigned int>& signatures) const {
     std::vector<qtString> texts;
     qtConcatenator::Disassemble(*joined, texts, kSignatureSeparator);
     for (const qtString& text : texts) {
-        signatures.insert(qtConvertStringToUnsigned(text));
+        signatures.insert(zandrel::qtConvertStringToUnsigned(text));
     }
 }
 
@@ -63,11 +63,15 @@ void zeConfig::add_nlp_signature(unsigned int signature) {
     set_optional(kSignaturesKey, qtConcatenator::Build(texts, kSignatureSeparator));
 }
 
+namespace zandrel {
+
 Config_seed set_config_seed(Config_seed seed) noexcept {
     const Config_seed before = s_seed;
     s_seed = seed == nullptr ? read_seconds : seed;
     return before;
 }
+
+}  // namespace zandrel
 
 void zeConfig::Dump(Hio<HSegment>& io) const {
     io << kc_id << kc_name << created << last_trained << activate_feedback;

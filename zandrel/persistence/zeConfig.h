@@ -57,6 +57,8 @@ struct ZANDREL_EXPORT zeConfig {
     std::map<qtString, qtString> optional;
 };
 
+namespace zandrel {
+
 // Gives the seed of a container's id.
 using Config_seed = unsigned int (*)();
 
@@ -64,5 +66,7 @@ using Config_seed = unsigned int (*)();
 // the present time in seconds.
 // Who sets: tests alone. Who reads: the constructor of zeConfig. When: at each call.
 Config_seed set_config_seed(Config_seed seed) noexcept;
+
+}  // namespace zandrel
 
 #endif  // ZANDREL_PERSISTENCE_ZECONFIG_H_

@@ -15,6 +15,10 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
+using zandrel::detail::kKcCompact;
+using zandrel::detail::kKcFileId;
+using zandrel::detail::kKcUnicode;
+
 namespace {
 
 constexpr unsigned int kFirstScrambledVersion = 2;
@@ -78,7 +82,7 @@ void zeIO::DumpObject(const zeBase* object) {
 }
 
 void zeIO::DumpManager(const zeLogicalNode* root) {
-    WriteRecord(Zandrel::kManagerKey,
+    WriteRecord(zandrel::detail::kManagerKey,
                 [this, root](Hio<HSegment>& io) { m_manager->Dump(io, root); });
 }
 
@@ -99,7 +103,7 @@ zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
 
 void zeIO::LoadManager() {
     SegBuf buffer;
-    ReadItem(Zandrel::kManagerKey, buffer);
+    ReadItem(zandrel::detail::kManagerKey, buffer);
     Hio<HSegment> io(new HSegment(buffer, 'r'));
     m_manager->Load(io);
     m_manager->m_compact = m_compact_read;
@@ -142,25 +146,24 @@ void zeIO::Scramble(SegBuf& buffer) const {
 void zeIO::VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short& version) {
     unsigned char flags = 0;
     if (write) {
-        flags = static_cast<unsigned char>((unicode ? Zandrel::kKcUnicode : 0) |
-                                           (compact ? Zandrel::kKcCompact : 0));
-        m_pack.SetFileID(Zandrel::kKcFileId, version, flags);
+        flags = static_cast<unsigned char>((unicode ? kKcUnicode : 0) | (compact ? kKcCompact : 0));
+        m_pack.SetFileID(kKcFileId, version, flags);
         m_version = version;
         return;
     }
     unsigned int id = 0;
     bool is_bad = false;
     m_pack.GetFileID(id, version, flags, is_bad);
-    if (is_bad || id != Zandrel::kKcFileId) {
+    if (is_bad || id != kKcFileId) {
         throw qtX<zeIO>(1, "Not a kc file");
     }
-    if (version != 1 && version != Zandrel::kKcVersion) {
+    if (version != 1 && version != zandrel::detail::kKcVersion) {
         throw qtX<zeIO>(2, "Invalid version in kc file", {qtString(std::to_string(version))});
     }
     m_version = version;
-    compact = (flags & Zandrel::kKcCompact) != 0;
+    compact = (flags & kKcCompact) != 0;
     m_compact_read = compact;
-    unicode = (flags & Zandrel::kKcUnicode) != 0;
+    unicode = (flags & kKcUnicode) != 0;
 }
 
 void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
@@ -174,7 +177,7 @@ void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
 // Bytes that are kept are not looked at for a long time, so the seal is verified now.
 void zeIO::IdentifyOpened(KcIoMode& mode) {
     if (mode.for_classifying) {
-        Kc_seal::Verify(m_pack);
+        zandrel::Kc_seal::Verify(m_pack);
     }
     VerifyMagic(false, mode.compact_read, mode.unicode, mode.version);
     m_manager->m_version = static_cast<unsigned short>(m_version);
@@ -190,20 +193,20 @@ void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {
     m_io_mode = KcIoMode::DIRECT_IO;
     m_pack.Open(file, 'w');
     bool is_unicode = false;
-    unsigned short version = Zandrel::kKcVersion;
+    unsigned short version = zandrel::detail::kKcVersion;
     VerifyMagic(true, m_compact, is_unicode, version);
 }
 
 void zeIO::SetUnicodeFlag(const qtString& file, bool flag) {
     KcIoMode mode;
     mode.create = false;
-    const Zandrel::Open_package open(m_pack);
+    const zandrel::detail::Open_package open(m_pack);
     OpenRead(file, mode);
     m_pack.Close();
-    const auto flags = static_cast<unsigned char>((flag ? Zandrel::kKcUnicode : 0) |
-                                                  (mode.compact_read ? Zandrel::kKcCompact : 0));
+    const auto flags =
+        static_cast<unsigned char>((flag ? kKcUnicode : 0) | (mode.compact_read ? kKcCompact : 0));
     m_pack.Open(file, 'u');
-    m_pack.SetFileID(Zandrel::kKcFileId, mode.version, flags);
+    m_pack.SetFileID(kKcFileId, mode.version, flags);
     m_pack.Close();
 }
 

@@ -60,7 +60,7 @@ zeBase* load_storage(Hio<HSegment>& io, zeManager* manager, zeNode* node) {
 }  // namespace
 
 zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager, zeNode* node) {
-    if (type == kStorageObjectType) {
+    if (type == zandrel::kStorageObjectType) {
         return load_storage(io, manager, node);
     }
     const zandrel::detail::Classifier_type* const classifier =

@@ -74,7 +74,7 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
         const zeStat_storage& storage = *matcher->m_storage;
         const bool is_with_statistics = has_statistics(storage);
         if (manager.m_compact && is_with_statistics) {
-            Zandrel::RaiseDamagedItem("compact flag", storage.m_id);
+            zandrel::detail::RaiseDamagedItem("compact flag", storage.m_id);
         }
         is_any_with_statistics = is_any_with_statistics || is_with_statistics;
         has_counted = has_counted || storage.m_num_msgs > 0;
@@ -87,7 +87,7 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
 void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
     const qtPtrLight<zeIO> alive = m_manager->m_io;  // which a failure releases
-    const Zandrel::Open_package open(m_pack);
+    const zandrel::detail::Open_package open(m_pack);
     OpenRead(file, *mode);
     LoadOpened(progress);
 }
@@ -95,7 +95,7 @@ void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
 void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
     const qtPtrLight<zeIO> alive = m_manager->m_io;  // which a failure releases
-    const Zandrel::Open_package open(m_pack);
+    const zandrel::detail::Open_package open(m_pack);
     m_io_mode = KcIoMode::DIRECT_IO;
     mode->io_mode = KcIoMode::DIRECT_IO;
     m_pack.Open(buffer, 'r');
@@ -117,17 +117,17 @@ void zeIO::LoadOpened(CTProgress* progress) {
 }
 
 void zeIO::LoadClassifiers(CTProgress* progress) {
-    Zandrel::Kc_progress steps(progress);
+    zandrel::detail::Kc_progress steps(progress);
     steps.set_total(m_pack.GetIndexSize());
     LoadManager();
-    const std::vector<zeNode*> nodes = Zandrel::classifier_nodes(m_manager->m_root);
+    const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(m_manager->m_root);
     steps.set_total(nodes.size() + 1);
     steps.step();
     for (zeNode* const node : nodes) {
         LoadClassifier(node);
         steps.step();
     }
-    Zandrel::RequireTrees(*m_manager);
+    zandrel::detail::RequireTrees(*m_manager);
     settle_compact_form(*m_manager, nodes);
     steps.end();
 }

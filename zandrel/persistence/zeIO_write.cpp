@@ -44,7 +44,7 @@ void require_classifiers(const zeNode* top) {
     for (const zeNode* const node : written) {
         const zeClassifier* const classifier = node->m_classifier;
         if (classifier != nullptr && classifier->m_node != node) {
-            Zandrel::RaiseDamagedTree("classifiers");
+            zandrel::detail::RaiseDamagedTree("classifiers");
         }
         if (classifier != nullptr) {
             node->m_classifier->get_all_categories(categories);
@@ -53,7 +53,7 @@ void require_classifiers(const zeNode* top) {
     for (zeNode* const category : categories) {
         if (category == nullptr || category->m_node_id == 0 ||
             (category->m_classifier_type != ZE_LEAF && written.count(category) == 0)) {
-            Zandrel::RaiseDamagedTree("categories");
+            zandrel::detail::RaiseDamagedTree("categories");
         }
     }
 }
@@ -70,7 +70,7 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
         throw qtX<zeIO>(refusal, "Logical node is not a Classifier", {name.text()});
     }
     // What could not be read again is not written.
-    Zandrel::RequireTrees(*m_manager);
+    zandrel::detail::RequireTrees(*m_manager);
     require_classifiers(start);
     return start;
 }
@@ -78,7 +78,7 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
 void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
     zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
-    const Zandrel::Open_package open(m_pack);
+    const zandrel::detail::Open_package open(m_pack);
     OpenWrite(file, *mode);
     DumpClassifiers(start, mode->root, progress);
     m_pack.Close();
@@ -90,8 +90,8 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     m_io_mode = KcIoMode::DIRECT_IO;
     m_compact = mode->compact;
     bool is_unicode = false;
-    unsigned short version = Zandrel::kKcVersion;
-    const Zandrel::Open_package open(m_pack);
+    unsigned short version = zandrel::detail::kKcVersion;
+    const zandrel::detail::Open_package open(m_pack);
     m_pack.Open(buffer, 'w');
     VerifyMagic(true, m_compact, is_unicode, version);
     DumpClassifiers(start, mode->root, progress);
@@ -100,8 +100,8 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
 
 // The manager goes last: it lands behind the classifiers in the file.
 void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress) {
-    Zandrel::Kc_progress steps(progress);
-    const std::vector<zeNode*> nodes = Zandrel::classifier_nodes(start);
+    zandrel::detail::Kc_progress steps(progress);
+    const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     steps.check_interrupt();
     for (zeNode* const node : nodes) {
@@ -123,8 +123,8 @@ void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
     }
     mode->create = true;
     target->OpenWrite(file, *mode);
-    Zandrel::Kc_progress steps(progress);
-    const std::vector<zeNode*> nodes = Zandrel::classifier_nodes(start);
+    zandrel::detail::Kc_progress steps(progress);
+    const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     for (zeNode* const node : nodes) {
         m_manager->m_io = guard.own();

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+namespace zandrel::detail {
+
 void Best_features::start(int capacity, std::size_t own_count) {
     m_capacity = static_cast<std::size_t>(std::max(capacity, 0));
     for (Keys* const keys : {&m_own, &m_appended, &m_late, &m_all}) {
@@ -104,3 +106,5 @@ void Best_features::end_outside() {
     m_all.insert(m_all.end(), m_late.begin(), m_late.end());
     std::inplace_merge(m_all.begin(), m_all.begin() + middle, m_all.end(), Is_greater());
 }
+
+}  // namespace zandrel::detail

@@ -14,6 +14,8 @@
 #include "zandrel/statistics/Concept_judge.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+namespace zandrel::detail {
+
 // Offers an entry of this score to the best so far, which are a heap with the least on top once
 // they are as many as `capacity`. Returns true if it was taken. A score of 0 or one that is not a
 // number is refused.
@@ -119,5 +121,7 @@ private:
     std::vector<Feature> m_slots;
     std::size_t m_free_slot = 0;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_BEST_FEATURES_H_

@@ -13,6 +13,8 @@
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
+namespace zandrel::detail {
+
 // Judges concepts for one profile. It computes once what is the same for all concepts. With T, W, D
 // the storage's totals of bags, weights and messages, and Wp, Mp the profile's weights:
 //
@@ -172,5 +174,7 @@ private:
     double m_floor_outside;  // F: that rate outside the category
     double m_smoothing;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_CONCEPT_JUDGE_H_

@@ -15,7 +15,7 @@
 
 #include "zandrel/foundation/concept_map.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The first bytes of a text as a number: of two texts with different ones the one with the lesser
 // goes first.
@@ -61,6 +61,6 @@ inline double comparable(double weight) noexcept {
     return std::isnan(weight) ? -std::numeric_limits<double>::infinity() : weight;
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_CONCEPT_ORDER_H_

@@ -12,7 +12,7 @@
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/statistics/Concept_order.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // A model's record has the texts of its table of all concepts in order, and then those of each
 // profile, in order too. Nearly all of the latter are among the former. So we do not ask the
@@ -88,6 +88,6 @@ private:
     std::size_t m_next = 0;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_CONCEPT_ROW_H_

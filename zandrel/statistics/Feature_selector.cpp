@@ -6,15 +6,17 @@
 #include "zandrel/statistics/Concept_order.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
+namespace zandrel::detail {
+
 double Feature_selector::value_of(const zeStat_storage& storage,
                                   const zeStat_storage::Concept_info& info) {
-    return Zandrel::comparable(
-        storage.m_suppress_M ? info.m_weight * Concept_judge::suppression(storage, info.m_rate)
-                             : info.m_weight);
+    return comparable(storage.m_suppress_M
+                          ? info.m_weight * Concept_judge::suppression(storage, info.m_rate)
+                          : info.m_weight);
 }
 
 double Feature_selector::value_of_rare(const zeStat_storage::Concept_info& info) {
-    return Zandrel::comparable(info.m_rate);
+    return comparable(info.m_rate);
 }
 
 void Feature_selector::collect_candidates(std::size_t limit) {
@@ -172,10 +174,10 @@ Feature_selector::Scale Feature_selector::fit_scale() const {
 // records in which they are counted.
 void Feature_selector::announce_known(std::size_t copied) const {
     if (copied + 2 * kAhead < m_best.size()) {
-        Zandrel::prefetch(m_best[copied + 2 * kAhead].known);
+        prefetch(m_best[copied + 2 * kAhead].known);
     }
     if (copied + kAhead < m_best.size()) {
-        Zandrel::prefetch(m_best[copied + kAhead].known->identity());
+        prefetch(m_best[copied + kAhead].known->identity());
     }
 }
 
@@ -222,3 +224,5 @@ void Feature_selector::store(zeStat_storage::Profile& profile) {
         }
     }
 }
+
+}  // namespace zandrel::detail

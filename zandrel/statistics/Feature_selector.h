@@ -13,6 +13,8 @@
 #include "zandrel/statistics/Outside_candidates.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+namespace zandrel::detail {
+
 // One feature selection. For each profile its own concepts are offered first, then concepts that it
 // lacks, in an order that predicts a high score, until one is refused. The choice depends only on
 // scores and texts, so concepts may be offered in any order and rejected before they are judged in
@@ -88,5 +90,7 @@ private:
     // For a profile that has nearly all concepts: lists of the others. Null if there was none.
     std::unique_ptr<Feature_selector> m_outside;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_FEATURE_SELECTOR_H_

@@ -8,7 +8,7 @@
 
 #include "zandrel/messages/zeMsg.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Returns whether the message's weight, the total of its active bag and each entry of that bag are
 // finite. One infinite weight, or one that is not a number, would reach the totals of the model
@@ -27,6 +27,6 @@ inline bool has_finite_weights(const zeMsg& msg) {
                                         }));
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_FINITE_WEIGHTS_H_

@@ -31,7 +31,7 @@
 #include "zandrel/statistics/Score_bins.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 namespace {
 
@@ -264,7 +264,7 @@ void Histogram_filler::enter_totals() noexcept {
             histogram[bins_of(message)[place]].m_total += m_weights[message];
         }
         profile.m_likelihood_age =
-            std::min(profile.m_likelihood_age, MAX_LIKELIHOOD_AGE - added_age) + added_age;
+            std::min(profile.m_likelihood_age, Zandrel::MAX_LIKELIHOOD_AGE - added_age) + added_age;
     }
 }
 
@@ -276,4 +276,4 @@ void Histogram_filler::enter_relevant() noexcept {
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail

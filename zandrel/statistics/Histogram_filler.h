@@ -14,11 +14,15 @@
 #include "zandrel/statistics/Match_table.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+namespace zandrel::detail {
+
 class Clipped_bag;
+
+}  // namespace zandrel::detail
 class zeMsg;
 class zeStat_matcher;
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Made for messages that are scored by one state of a model. Each message adds its weight to one
 // bin of the histogram of each category. A profile takes no part if it has no messages, or all of
@@ -97,6 +101,6 @@ private:
     std::vector<Relevant> m_relevant;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_HISTOGRAM_FILLER_H_

@@ -2,7 +2,7 @@
 
 #include "zandrel/statistics/zeStat_storage.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 namespace {
 
@@ -92,4 +92,4 @@ void Kept_training::DumpBytes(Hio<HSegment>& io, const Part& part) const {
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail

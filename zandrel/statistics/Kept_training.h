@@ -10,7 +10,7 @@
 #include "zandrel/storage/Record_reader.h"
 #include "zandrel/storage/SegBuf.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The bytes of an entry of a list: of the length of its text, and of its numbers.
 inline constexpr unsigned int kTextOverhead = 4;
@@ -48,6 +48,6 @@ private:
     void DumpBytes(Hio<HSegment>& io, const Part& part) const;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_KEPT_TRAINING_H_

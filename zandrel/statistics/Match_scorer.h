@@ -12,9 +12,9 @@
 
 #include "zandrel/statistics/zeStat_storage.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
-using Likelihood_table = std::array<double, LIKELIHOOD_SIZE>;
+using Likelihood_table = std::array<double, Zandrel::LIKELIHOOD_SIZE>;
 
 // Where a score lies in a likelihood table. Tables are linear between the centres of their bins,
 // which lie at (i + 0.5) / 30: from the origin to the first centre, and flat behind the last. The
@@ -22,21 +22,21 @@ using Likelihood_table = std::array<double, LIKELIHOOD_SIZE>;
 class Table_place {
 public:
     explicit Table_place(double score) : m_score(score) {
-        const double position = score * LIKELIHOOD_SIZE - 0.5;
+        const double position = score * Zandrel::LIKELIHOOD_SIZE - 0.5;
         m_is_below = !(position >= 0.0);  // a score that is no number stays none
-        m_is_behind = position >= LIKELIHOOD_SIZE - 1;
+        m_is_behind = position >= Zandrel::LIKELIHOOD_SIZE - 1;
         if (!m_is_below && !m_is_behind) {
             m_bin = static_cast<std::size_t>(position);
-            m_part = LIKELIHOOD_SIZE * score - static_cast<double>(m_bin) - 0.5;
+            m_part = Zandrel::LIKELIHOOD_SIZE * score - static_cast<double>(m_bin) - 0.5;
         }
     }
 
     double value(const Likelihood_table& table) const noexcept {
         if (m_is_below) {
-            return 2 * table[0] * m_score * LIKELIHOOD_SIZE;
+            return 2 * table[0] * m_score * Zandrel::LIKELIHOOD_SIZE;
         }
         if (m_is_behind) {
-            return table[LIKELIHOOD_SIZE - 1];
+            return table[Zandrel::LIKELIHOOD_SIZE - 1];
         }
         return table[m_bin] + (table[m_bin + 1] - table[m_bin]) * m_part;
     }
@@ -121,7 +121,8 @@ public:
         // How much the average counts: all for a profile without messages, nothing for one that
         // has seen a thousand.
         const int age = profile.m_likelihood_age;
-        const double w = age < MAX_LIKELIHOOD_AGE ? m_profile_count / (age + m_profile_count) : 0.0;
+        const double w =
+            age < Zandrel::MAX_LIKELIHOOD_AGE ? m_profile_count / (age + m_profile_count) : 0.0;
         const Table_place place(score);
         const double own = place.value(profile.m_likelihood);
         const double average = place.value(m_average);
@@ -161,6 +162,6 @@ private:
     bool m_corrects;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_MATCH_SCORER_H_

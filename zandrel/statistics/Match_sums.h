@@ -7,7 +7,7 @@
 #include "zandrel/statistics/Match_table.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Adds the weights of a row, times that of an entry of a bag, to `sum_of(iprofile)`, a place.
 template <class Sum_of>
@@ -42,6 +42,6 @@ void add_weights(const Match_table& table, const zeStat_storage& storage, const 
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_MATCH_SUMS_H_

@@ -24,6 +24,8 @@ constexpr std::size_t kGreatestBlockSize = 64 * kLeastBlockSize;
 
 }  // namespace
 
+namespace zandrel::detail {
+
 void Match_table::compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles) {
     clear();
     try {
@@ -109,3 +111,5 @@ void Match_table::clear() noexcept {
     m_room_size = 0;
     m_profile_end = 0;
 }
+
+}  // namespace zandrel::detail

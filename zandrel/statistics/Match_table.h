@@ -13,6 +13,8 @@
 #include "zandrel/foundation/concept_map.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+namespace zandrel::detail {
+
 // A sparse matrix of weights with a row for each concept. The pairs of a row are side by side in
 // memory, in the order of their profiles' indices if `compile` has made them, and so are the rows:
 // scoring a message reads them from front to back.
@@ -109,5 +111,7 @@ private:
     std::size_t m_room_size = 0;       // of the last block
     int m_profile_end = 0;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_MATCH_TABLE_H_

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace zandrel::detail {
+
 void Outside_candidates::start(std::size_t limit) {
     m_candidates.clear();
     m_limit = limit;
@@ -64,3 +66,5 @@ std::vector<Outside_candidates::Info_iterator> Outside_candidates::infos() const
     }
     return infos;
 }
+
+}  // namespace zandrel::detail

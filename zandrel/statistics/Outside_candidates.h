@@ -14,6 +14,8 @@
 #include "zandrel/statistics/Concept_judge.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+namespace zandrel::detail {
+
 // A list of concepts with the greatest value first, and of equal values the greater text first.
 //
 // Most profiles look at few candidates of many, so the list is brought into order piece by piece:
@@ -133,5 +135,7 @@ private:
     std::size_t m_ordered_count = 0;
     std::array<Judgements, kJudgementsCount> m_judgements;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_OUTSIDE_CANDIDATES_H_

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace zandrel::detail {
+
 // Taking a slice of messages out of a model looks up each concept in the table of all concepts and
 // in the profiles. Adding the slice again needs the same entries in the same order, and erased
 // entries have kept their places. So the first pass notes the positions, and the second one takes
@@ -59,5 +61,7 @@ private:
     std::size_t m_next = 0;
     bool m_is_recording = false;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_REMEMBERED_PLACES_H_

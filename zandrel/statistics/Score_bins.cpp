@@ -12,7 +12,7 @@
 
 #include "zandrel/statistics/Match_scorer.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 void find_bins_of_values(const std::array<double, kValuesAtOnce>& values, int bin_count,
                          int* bins) noexcept {
@@ -39,4 +39,4 @@ void find_bins_of_values(const std::array<double, kValuesAtOnce>& values, int bi
     std::copy(first.begin(), first.end(), bins);
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstddef>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // How far `rough_atan` is from the real one at most.
 constexpr double kRoughAtanError = 2e-5;
@@ -41,6 +41,6 @@ constexpr std::size_t kValuesAtOnce = 16;
 void find_bins_of_values(const std::array<double, kValuesAtOnce>& values, int bin_count,
                          int* bins) noexcept;
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_SCORE_BINS_H_

@@ -12,7 +12,7 @@
 #include "zandrel/statistics/Match_scorer.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // A range of raw scores, and the bins of a likelihood table whose centres are around it.
 struct Score_range {
@@ -52,7 +52,7 @@ private:
             const double least = score_at(static_cast<int>(i)) - kRounding;
             const double greatest = score_at(static_cast<int>(i) + 1) + kRounding;
             const int first = bin_below(least);
-            const int last = std::min(bin_below(greatest) + 1, LIKELIHOOD_SIZE - 1);
+            const int last = std::min(bin_below(greatest) + 1, Zandrel::LIKELIHOOD_SIZE - 1);
             m_ranges[i] = {greatest,
                            {static_cast<std::uint8_t>(first),
                             static_cast<std::uint8_t>(std::min(first + 1, last)),
@@ -62,8 +62,8 @@ private:
 
     // The last bin whose centre is not above the score, or the first bin.
     static int bin_below(double score) {
-        const double bin = std::floor(LIKELIHOOD_SIZE * score - 0.5);
-        return std::clamp(static_cast<int>(bin), 0, LIKELIHOOD_SIZE - 1);
+        const double bin = std::floor(Zandrel::LIKELIHOOD_SIZE * score - 0.5);
+        return std::clamp(static_cast<int>(bin), 0, Zandrel::LIKELIHOOD_SIZE - 1);
     }
 
     // The raw score where the range `i` begins.
@@ -141,6 +141,6 @@ private:
     bool m_corrects;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_SCORE_BOUND_H_

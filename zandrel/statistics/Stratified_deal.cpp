@@ -1,5 +1,7 @@
 #include "zandrel/statistics/Stratified_deal.h"
 
+namespace zandrel::detail {
+
 void Stratified_deal::add(unsigned int position, const std::vector<zeNode*>& cats) {
     if (cats.empty()) {
         m_uncategorised.push_back(position);
@@ -16,3 +18,5 @@ Stratified_deal::Positions& Stratified_deal::positions_of(zeNode* category) {
     }
     return m_by_category[entry.first->second];
 }
+
+}  // namespace zandrel::detail

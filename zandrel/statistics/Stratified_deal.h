@@ -10,6 +10,8 @@
 
 struct zeNode;
 
+namespace zandrel::detail {
+
 // Takes positions of messages with their categories, and deals them like cards: category by
 // category, each message of one to another part. A message of several categories counts for one of
 // them, in turn; those of none come last.
@@ -45,5 +47,7 @@ private:
     std::vector<Positions> m_by_category;                      // in the order first met
     Positions m_uncategorised;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_STRATIFIED_DEAL_H_

@@ -14,7 +14,7 @@
 #include "zandrel/foundation/prefetch.h"
 #include "zandrel/statistics/Concept_order.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The table of all concepts of a model has nearly every concept that its profiles have. So we sort
 // its texts once and number them, and put each profile in order by comparing numbers.
@@ -160,6 +160,6 @@ private:
     std::vector<std::uint32_t> m_ranks;  // by position
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STATISTICS_TEXT_RANKS_H_

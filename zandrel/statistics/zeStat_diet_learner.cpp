@@ -12,6 +12,8 @@
 #include "zandrel/statistics/Stratified_deal.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
+using zandrel::kTraceDebug;
+
 namespace {
 
 const Trace_file s_trace_file("zeStat_diet_learner.cpp");
@@ -129,7 +131,7 @@ long long zeStat_diet_learner::estimate_concept_count(zeCorpus_view& view) {
     m_not_finite.clear();
     for (const zeCorpus_view::Msg& entry : view.msgs) {
         const qtPtrLight<zeMsg> msg = view.corpus->get_numbered_msg(entry.index);
-        if (!msg.IsNull() && !Zandrel::has_finite_weights(*msg)) {
+        if (!msg.IsNull() && !zandrel::detail::has_finite_weights(*msg)) {
             m_not_finite.insert(entry.index);
         } else if (!msg.IsNull() && !msg->active_bag().IsNull()) {
             const double weight = msg->active_bag()->m_total_weight;
@@ -143,7 +145,7 @@ long long zeStat_diet_learner::estimate_concept_count(zeCorpus_view& view) {
 void zeStat_diet_learner::build_subcorpuses(zeCorpus_view& view, int count,
                                             std::vector<zeCorpus_view>& out) {
     out.assign(static_cast<std::size_t>(count), zeCorpus_view(view.corpus));
-    Stratified_deal deal;
+    zandrel::detail::Stratified_deal deal;
     for (std::size_t position = 0; position < view.msgs.size(); ++position) {
         const zeCorpus_view::Msg& entry = view.msgs[position];
         if (m_not_finite.count(entry.index) == 0) {

@@ -19,7 +19,7 @@ bool is_selected(const zeStat_storage::Profile& profile, const zeStat_storage::P
 zeStat_storage* zeStat_diet_learner::Concept_info::m_storage = nullptr;
 
 zeStat_diet_learner::Concept_info::Concept_info(zeStat_storage* storage, Ps::iterator candidate)
-    : m_P(candidate), m_weight(Zandrel::comparable(candidate->second.m_weight)) {
+    : m_P(candidate), m_weight(zandrel::detail::comparable(candidate->second.m_weight)) {
     m_storage = storage;
 }
 

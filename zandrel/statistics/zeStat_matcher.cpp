@@ -15,6 +15,9 @@
 #include "zandrel/statistics/Score_bound.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
+using zandrel::detail::Clipped_bag;
+using zandrel::detail::Match_scorer;
+
 namespace {
 
 const Trace_file s_trace_file("zeStat_matcher.cpp");
@@ -36,7 +39,7 @@ zeStat_matcher::~zeStat_matcher() = default;
 void zeStat_matcher::feed(zeStat_storage& storage, bool add_children) {
     m_storage = &storage;
     select_if_needed(storage);
-    trace(s_trace_file, kTraceDebug, "Collecting data for matching table");
+    trace(s_trace_file, zandrel::kTraceDebug, "Collecting data for matching table");
     m_dirty = true;
     m_table.compile(storage.m_profiles);
     if (m_node != nullptr) {
@@ -51,7 +54,7 @@ void zeStat_matcher::feed(zeStat_storage& storage, bool add_children) {
     }
     build_avg_likelihood();
     build_rest_scores();
-    trace(s_trace_file, kTraceDebug, "Matching table completed");
+    trace(s_trace_file, zandrel::kTraceDebug, "Matching table completed");
     m_dirty = true;
 }
 
@@ -77,7 +80,7 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
 void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double node_score,
                                  bool use_thresholds) const {
     results.results.reserve(m_node == nullptr ? 0 : m_node->m_children.size());
-    const Zandrel::Match_scorer scorer = scorer_for(sums.total_weight);
+    const Match_scorer scorer = scorer_for(sums.total_weight);
     const int profile_count = m_storage->profile_count();
     for (int iprofile = 0; iprofile < profile_count; ++iprofile) {
         const double score = scorer.score(iprofile, sums.of(iprofile));
@@ -100,7 +103,7 @@ void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) c
         return;
     }
     constexpr double kNobody = -1.0;  // below the bound of any category
-    const Zandrel::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight);
+    const zandrel::detail::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight);
     std::vector<double> bounds(sums.by_profile.size());
     double greatest = kNobody;
     std::size_t first = 0;
@@ -115,7 +118,7 @@ void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) c
     if (greatest == kNobody) {
         return;
     }
-    const Zandrel::Match_scorer scorer = scorer_for(sums.total_weight);
+    const Match_scorer scorer = scorer_for(sums.total_weight);
     double best = scorer.score(static_cast<int>(first), sums.by_profile[first]);
     for (int iprofile = 0; iprofile < static_cast<int>(bounds.size()); ++iprofile) {
         if (bounds[static_cast<std::size_t>(iprofile)] < best) {
@@ -143,20 +146,20 @@ std::vector<double> zeStat_matcher::take_sums(const Clipped_bag& bag) {
             sums[i] = std::exchange(accumulator, 0.0);
         }
     }
-    Zandrel::add_weights(m_table, *m_storage, bag, [first = sums.data()](int iprofile) -> double& {
-        return first[iprofile];
-    });
+    zandrel::detail::add_weights(
+        m_table, *m_storage, bag,
+        [first = sums.data()](int iprofile) -> double& { return first[iprofile]; });
     return sums;
 }
 
-Zandrel::Match_scorer zeStat_matcher::scorer_for(double total_weight) const {
+Match_scorer zeStat_matcher::scorer_for(double total_weight) const {
     return {*m_storage, m_avg_likelihood, m_rest_scores, total_weight};
 }
 
 void zeStat_matcher::build_rest_scores() {
     m_rest_scores.clear();
     for (const auto& profile : m_storage->m_profiles) {
-        m_rest_scores.push_back(Zandrel::Match_scorer::rest_score(*profile));
+        m_rest_scores.push_back(Match_scorer::rest_score(*profile));
     }
 }
 
@@ -169,7 +172,7 @@ double zeStat_matcher::classify_concepts(zeMsg& msg, zeNode*& category,
     int iprofile = m_storage->get_profile(category);
     const Clipped_bag clipped(*bag, m_storage->m_clip_value);
     ZANDREL_ASSERT(!m_storage->end(iprofile), "!m_storage->end(iprofile)");
-    const Zandrel::Match_scorer scorer = scorer_for(clipped.total_weight());
+    const Match_scorer scorer = scorer_for(clipped.total_weight());
     std::vector<const float*> weights;  // of the profile, by entry; null where it has none
     weights.reserve(clipped.concepts().size());
     double sum = std::exchange(m_storage->profile(iprofile).m_match_value, 0.0);
@@ -207,7 +210,7 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
 }
 
 void zeStat_matcher::classify_sml(zeSml& sml) {
-    Zandrel::add_weights(
+    zandrel::detail::add_weights(
         m_table, *m_storage, Clipped_bag(sml, 0.0),
         [this](int iprofile) -> double& { return m_storage->profile(iprofile).m_match_value; });
 }

@@ -14,14 +14,18 @@
 #include "zandrel/statistics/Match_table.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+namespace zandrel::detail {
+
 class Clipped_bag;
+
+}  // namespace zandrel::detail
 class zeMsg;
 class zeSml;
 
-namespace Zandrel {
+namespace zandrel::detail {
 class Match_scorer;
 struct Rest_score;
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // Sits at a node whose children are categories. It owns no statistics: it points at a
 // zeStat_storage and compiles the features selected there into a table from each concept to the
@@ -42,7 +46,7 @@ struct Rest_score;
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
 public:
     // One entry of the table.
-    using Concept_weight = Match_table::Concept_weight;
+    using Concept_weight = zandrel::detail::Match_table::Concept_weight;
 
     // One line of the explanation of a score.
     struct Concept_score {
@@ -173,20 +177,21 @@ public:
     void build_avg_likelihood();
 
     zeStat_storage* m_storage;  // BORROWS
-    Match_table m_table;
+    zandrel::detail::Match_table m_table;
     std::array<double, Zandrel::LIKELIHOOD_SIZE> m_avg_likelihood = {};
 
 private:
     // Returns the sums that `classify_sml` would leave in the accumulators, and resets these.
-    std::vector<double> take_sums(const Clipped_bag& bag);
-    Zandrel::Match_scorer scorer_for(double total_weight) const;
+    std::vector<double> take_sums(const zandrel::detail::Clipped_bag& bag);
+    zandrel::detail::Match_scorer scorer_for(double total_weight) const;
     void build_rest_scores();
     const float* find_weight(const Concept& wanted, int iprofile) const;
     void select_if_needed(zeStat_storage& storage);
     void load_table(Hio<HSegment>& io);
     void require_sound_table() const;
 
-    std::vector<Zandrel::Rest_score> m_rest_scores;  // by profile, as of the last `feed` or load
+    std::vector<zandrel::detail::Rest_score>
+        m_rest_scores;  // by profile, as of the last `feed` or load
 };
 
 #endif  // ZANDREL_STATISTICS_ZESTAT_MATCHER_H_

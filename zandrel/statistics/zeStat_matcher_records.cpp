@@ -28,8 +28,8 @@ void zeStat_matcher::Dump(Hio<HSegment>& io) const {
         return m_storage->has_profile(pair.m_iprofile);
     };
     io.WriteCount(m_table.size());
-    for (const auto& [prefix, entry] : Zandrel::in_text_order(m_table.rows())) {
-        const Match_table::Pairs& pairs = entry->second;
+    for (const auto& [prefix, entry] : zandrel::detail::in_text_order(m_table.rows())) {
+        const zandrel::detail::Match_table::Pairs& pairs = entry->second;
         io << entry->first;
         io.WriteCount(
             static_cast<std::size_t>(std::count_if(pairs.begin(), pairs.end(), has_profile)));
@@ -56,7 +56,7 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
 }
 
 void zeStat_matcher::load_table(Hio<HSegment>& io) {
-    Zandrel::Record_reader reader(io);
+    zandrel::detail::Record_reader reader(io);
     m_table.clear();
     unsigned int left = reader.Count(kLeastEntrySize);
     m_table.reserve(left);
@@ -73,9 +73,10 @@ void zeStat_matcher::require_sound_table() const {
     for (const auto& [term, pairs] : m_table) {
         for (const Concept_weight& pair : pairs) {
             if (!m_storage->has_profile(pair.m_iprofile)) {
-                Zandrel::RaiseDamagedItem("profile of a pair", m_id);
+                zandrel::detail::RaiseDamagedItem("profile of a pair", m_id);
             }
-            Zandrel::RequireFinite(static_cast<double>(pair.m_weight), "weight of a pair", m_id);
+            zandrel::detail::RequireFinite(static_cast<double>(pair.m_weight), "weight of a pair",
+                                           m_id);
         }
     }
 }

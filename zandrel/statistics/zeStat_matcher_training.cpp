@@ -110,5 +110,5 @@ void zeStat_matcher::rebuild_table() {
 
 void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& /*view*/,
                               const zeCorpus_view::const_iterator& entry) {
-    Zandrel::Histogram_filler(*this).add(msg, *entry);
+    zandrel::detail::Histogram_filler(*this).add(msg, *entry);
 }

@@ -5,6 +5,8 @@
 
 #include "zandrel/statistics/Kept_training.h"
 
+using zandrel::kInitialBuckets;
+
 namespace {
 
 using Bins = std::vector<zeStat_storage::Result_bin>;

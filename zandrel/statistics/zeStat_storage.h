@@ -22,16 +22,16 @@
 struct zeNode;
 
 namespace Zandrel {
-
 constexpr int LIKELIHOOD_SIZE = 30;       // bins of a likelihood table
 constexpr int MAX_LIKELIHOOD_AGE = 1000;  // ceiling of a profile's likelihood age
+}  // namespace Zandrel
 
+namespace zandrel::detail {
 class Concept_row;
 struct Kept_training;
 template <class Value>
 class Text_ranks;
-
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // Which values of a zeDefaults are to be applied; one flag for each, in that record's order.
 struct ZANDREL_EXPORT zeSetDefaults {
@@ -127,7 +127,7 @@ public:
         double m_msg_weight = 0.0;           // as `m_weight`, but scaled and never cut
         std::array<double, Zandrel::LIKELIHOOD_SIZE> m_likelihood = {};
         int m_likelihood_age = 0;  // messages in the histogram, at most MAX_LIKELIHOOD_AGE
-        concept_map<P> m_Ps;
+        zandrel::concept_map<P> m_Ps;
         std::vector<Weight> m_weights;   // filled by selection, emptied by the matcher's `feed`
         std::vector<Result_bin> m_bins;  // `m_likelihood_resolution` for each bin of the table
         // The matcher's accumulator; 0 between classifications, save what a histogram step has left
@@ -135,14 +135,14 @@ public:
         double m_match_value = 0.0;
     };
 
-    using Concept_infos = concept_map<Concept_info>;
-    using Ps = concept_map<P>;
+    using Concept_infos = zandrel::concept_map<Concept_info>;
+    using Ps = zandrel::concept_map<P>;
 
     // An empty model with the settings of `defaults`. With a manager it enters the registry.
     zeStat_storage(zeManager* manager, zeDefaults& defaults);
     ~zeStat_storage() override;
 
-    unsigned int GetType() const override { return kStorageObjectType; }
+    unsigned int GetType() const override { return zandrel::kStorageObjectType; }
 
     // The record.
 
@@ -284,7 +284,7 @@ public:
     std::array<double, 4> m_sml_weights = {};
 
 private:
-    using Ranks = Zandrel::Text_ranks<Concept_info>;
+    using Ranks = zandrel::detail::Text_ranks<Concept_info>;
 
     std::size_t fine_bin_count() const noexcept {
         return static_cast<std::size_t>(m_likelihood_resolution) *
@@ -300,11 +300,11 @@ private:
     void dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped,
                        const Ranks* ranks) const;
     void load_profile_index(Hio<HSegment>& io, zeNode* node);
-    void load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row);
+    void load_concept_infos(Hio<HSegment>& io, zandrel::detail::Concept_row& row);
     template <class Take_training>
     void load_profiles(Hio<HSegment>& io, zeNode* node, Take_training&& take_training);
     void load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* node);
-    void load_training(Hio<HSegment>& io, Profile& p, Zandrel::Concept_row& row) const;
+    void load_training(Hio<HSegment>& io, Profile& p, zandrel::detail::Concept_row& row) const;
     void load_for_classifying(Hio<HSegment>& io, zeNode* node);
     void load_kept();
     bool has_signed_settings() const;
@@ -319,7 +319,7 @@ private:
     std::map<int, zeNode*> nodes_by_index() const;
     void correct_limits(const zeDefaults& defaults);
 
-    std::unique_ptr<Zandrel::Kept_training> m_kept;  // what is left as bytes; null: nothing
+    std::unique_ptr<zandrel::detail::Kept_training> m_kept;  // what is left as bytes; null: nothing
 };
 
 namespace zandrel {

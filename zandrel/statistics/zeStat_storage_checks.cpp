@@ -9,6 +9,8 @@
 #include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/statistics/Kept_training.h"
 
+using zandrel::detail::RaiseDamagedItem;
+
 namespace {
 
 [[noreturn]] void raise_damaged(const char* what) {
@@ -23,12 +25,12 @@ public:
     explicit Number_check(unsigned int id) : m_id(id) {}
 
     void finite(double value, const char* field) const {
-        Zandrel::RequireFinite(value, field, m_id);
+        zandrel::detail::RequireFinite(value, field, m_id);
     }
 
     void between(int value, int least, int greatest, const char* field) const {
         if (value < least || value > greatest) {
-            Zandrel::RaiseDamagedItem(field, m_id);
+            RaiseDamagedItem(field, m_id);
         }
     }
 
@@ -48,14 +50,14 @@ public:
     // Learning keeps likelihoods within 0 and 1 under all settings.
     void likelihood(double value) const {
         if (!(value >= 0.0 && value <= 1.0)) {
-            Zandrel::RaiseDamagedItem("likelihood table", m_id);
+            RaiseDamagedItem("likelihood table", m_id);
         }
     }
 
     // RAISES: qtX<zeIO> 12 for what no settings explain.
     void end(bool has_signed_settings) const {
         if (!has_signed_settings && m_odd_weights == 1) {
-            Zandrel::RaiseDamagedItem(m_odd_field, m_id);
+            RaiseDamagedItem(m_odd_field, m_id);
         }
     }
 
@@ -159,7 +161,7 @@ void zeStat_storage::require_sound_histograms() const {
 void zeStat_storage::require_sound_index() const {
     for (const auto& [node, iprofile] : m_profile_index) {
         if (!has_profile(iprofile)) {
-            Zandrel::RaiseDamagedItem("index of a profile", m_id);
+            RaiseDamagedItem("index of a profile", m_id);
         }
     }
     if (m_profile_index.size() != m_profiles.size()) {

@@ -17,6 +17,8 @@
 #include "zandrel/statistics/setting_lists.h"
 #include "zandrel/storage/Record_reader.h"
 
+using zandrel::detail::Concept_row;
+
 namespace {
 
 using namespace zandrel::detail;
@@ -39,8 +41,9 @@ static_assert(name_each_once({kBeforeMessages, kBeforeTotals, kBeforeMarker, kAf
 constexpr unsigned int kLeastIndexEntrySize = 8;
 constexpr unsigned int kLeastProfileSize = 57;
 constexpr unsigned int kLeastConceptInfoSize =
-    Zandrel::kTextOverhead + Zandrel::kConceptInfoNumbersSize;
-constexpr unsigned int kLeastPSize = Zandrel::kTextOverhead + Zandrel::kPNumbersSize;
+    zandrel::detail::kTextOverhead + zandrel::detail::kConceptInfoNumbersSize;
+constexpr unsigned int kLeastPSize =
+    zandrel::detail::kTextOverhead + zandrel::detail::kPNumbersSize;
 
 // Begins to load what writing the next entries needs: the entries, and later the texts of their
 // concepts. In the order of their texts, they are all over the memory.
@@ -48,10 +51,10 @@ template <class Entry>
 void announce_texts(const std::vector<const Entry*>& entries, std::size_t next) {
     constexpr std::size_t kAhead = 8;
     if (next + 2 * kAhead < entries.size()) {
-        Zandrel::prefetch(entries[next + 2 * kAhead]);
+        zandrel::detail::prefetch(entries[next + 2 * kAhead]);
     }
     if (next + kAhead < entries.size()) {
-        Zandrel::prefetch(entries[next + kAhead]->first.identity());
+        zandrel::detail::prefetch(entries[next + kAhead]->first.identity());
     }
 }
 
@@ -76,8 +79,8 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
         ZANDREL_ASSERT(profile == nullptr || profile->m_node != nullptr, "p.m_cat");
     }
     io.WriteCount(m_profile_index.size());
-    for (zeNode* const node : Zandrel::in_id_order(m_profile_index)) {
-        io << Zandrel::reference_to(node) << m_profile_index.at(node);
+    for (zeNode* const node : zandrel::detail::in_id_order(m_profile_index)) {
+        io << zandrel::detail::reference_to(node) << m_profile_index.at(node);
     }
     if (writes_compact() || !is_complete()) {
         dump_no_concept_infos(io);
@@ -85,10 +88,11 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
         return;
     }
     io.WriteCount(m_concept_infos.size());
-    const Zandrel::Text_ranks<Concept_info> ranks(m_concept_infos, [&io](const auto& entry) {
-        const Concept_info& info = entry.second;
-        io << entry.first << info.m_weight << info.m_rate << info.m_num_Ps;
-    });
+    const zandrel::detail::Text_ranks<Concept_info> ranks(
+        m_concept_infos, [&io](const auto& entry) {
+            const Concept_info& info = entry.second;
+            io << entry.first << info.m_weight << info.m_rate << info.m_num_Ps;
+        });
     dump_profiles(io, &ranks);
 }
 
@@ -129,7 +133,7 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
     if (m_manager != nullptr && !m_manager->m_io.IsNull() && m_manager->m_io->m_for_classifying) {
         load_for_classifying(io, node);
     } else {
-        Zandrel::Concept_row row;
+        Concept_row row;
         load_concept_infos(io, row);
         load_profiles(io, node, [&](Profile& profile) { load_training(io, profile, row); });
         require_sound();
@@ -140,7 +144,7 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
 // Only the lengths of what training needs are looked at: 3.5 million texts of the model of 20ng
 // with phrases are then neither hashed nor entered into tables.
 void zeStat_storage::load_for_classifying(Hio<HSegment>& io, zeNode* node) {
-    auto kept = std::make_unique<Zandrel::Kept_training>();
+    auto kept = std::make_unique<zandrel::detail::Kept_training>();
     kept->concept_infos = kept->PassConceptInfos(io);
     load_profiles(io, node, [&](Profile&) { kept->profiles.push_back(kept->PassTraining(io)); });
     require_sound();
@@ -157,7 +161,7 @@ void zeStat_storage::load_kept() {
     try {
         Hio<HSegment> io(new HSegment(m_kept->record, 'r'));
         io.device->Seek(static_cast<int>(m_kept->concept_infos.begin));
-        Zandrel::Concept_row row;
+        Concept_row row;
         load_concept_infos(io, row);
         for (std::size_t iprofile = 0; iprofile < m_profiles.size(); ++iprofile) {
             io.device->Seek(static_cast<int>(m_kept->profiles[iprofile].begin));
@@ -177,8 +181,8 @@ void zeStat_storage::load_kept() {
 }
 
 // `row`: gets the concepts.
-void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Zandrel::Concept_row& row) {
-    Zandrel::Record_reader reader(io);
+void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Concept_row& row) {
+    zandrel::detail::Record_reader reader(io);
     unsigned int left = reader.Count(kLeastConceptInfoSize);
     make_room(m_concept_infos, left);
     Concept::reserve(left);
@@ -216,7 +220,7 @@ void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node, Take_trainin
     m_profiles.reserve(profile_count);
     for (unsigned int i = 0; i < profile_count; ++i) {
         auto made = std::make_unique<Profile>();
-        made->m_Ps.rehash(kInitialBuckets);
+        made->m_Ps.rehash(zandrel::kInitialBuckets);
         load_profile_head(io, *made, node);
         take_training(*made);
         m_profiles.push_back(std::move(made));
@@ -237,7 +241,7 @@ void zeStat_storage::dump_profile_head(Hio<HSegment>& io, const Profile& dumped)
     io.WriteByte(static_cast<char>(dumped.m_selection_mark));
     io << (is_compact ? 0.0 : dumped.m_weight) << (is_compact ? 0.0 : dumped.m_msg_weight);
     io << dumped.m_likelihood_age << static_cast<unsigned short>(0);
-    io << Zandrel::reference_to(dumped.m_node);
+    io << zandrel::detail::reference_to(dumped.m_node);
     DumpLikelihood(io, dumped);
 }
 
@@ -265,7 +269,7 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile, cons
         io.WriteByte(static_cast<char>(entry.second.m_life));
     };
     if (ranks == nullptr) {
-        for (const auto& [prefix, entry] : Zandrel::in_text_order(dumped.m_Ps)) {
+        for (const auto& [prefix, entry] : zandrel::detail::in_text_order(dumped.m_Ps)) {
             dump_P(*entry);
         }
         return;
@@ -279,7 +283,7 @@ void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile, cons
 
 void zeStat_storage::LoadProfile(Hio<HSegment>& io, Profile& p, zeNode* node) {
     load_profile_head(io, p, node);
-    Zandrel::Concept_row unknown;
+    Concept_row unknown;
     load_training(io, p, unknown);
 }
 
@@ -300,8 +304,8 @@ void zeStat_storage::load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* no
 }
 
 // `row`: the table of all concepts, in the order of its record.
-void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p, Zandrel::Concept_row& row) const {
-    Zandrel::Record_reader reader(io);
+void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p, Concept_row& row) const {
+    zandrel::detail::Record_reader reader(io);
     p.m_bins.resize(reader.Count(kBinSize));
     for (Result_bin& bin : p.m_bins) {
         bin.m_relevant = reader.Get<double>();

@@ -15,6 +15,8 @@
 #include "zandrel/options/zeOptMap.h"
 #include "zandrel/statistics/Finite_weights.h"
 
+using zandrel::kTraceDebug;
+
 namespace {
 
 const Trace_file s_trace_file("zeStat_trainer.cpp");
@@ -117,13 +119,13 @@ qtPtrLight<zeMsg> zeStat_trainer::fetch(const zeCorpus_view::Msg& entry) const {
 // example, a ceiling of 3 makes of 10 and -3 a total of 0, and of 1e308, -1e308 and -1e308 an
 // infinite one. Shares of 0 are not numbers, and an infinite total would stay in the model.
 bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
-    if (!msg.IsNull() && !Zandrel::has_finite_weights(*msg)) {
+    if (!msg.IsNull() && !zandrel::detail::has_finite_weights(*msg)) {
         tracef(s_trace_file, kTraceDebug, "Message has a weight that is not finite (message %d)",
                index);
         return false;
     }
     if (!msg.IsNull() && !msg->active_bag().IsNull() && msg->active_bag()->m_total_weight != 0.0) {
-        const Clipped_bag bag(*msg->active_bag(), m_storage->m_clip_value);
+        const zandrel::detail::Clipped_bag bag(*msg->active_bag(), m_storage->m_clip_value);
         if (bag.total_weight() != 0.0 && std::isfinite(bag.total_weight())) {
             m_counted.weight = msg->weight;
             m_counted.total = bag.total_weight();
@@ -133,7 +135,7 @@ bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
                 if (weight > 0.0) {
                     const double amount = msg->weight * weight / bag.total_weight();
                     m_counted.shares.push_back(
-                        {&entry.m_concept, amount, Remembered_places::kUnknown});
+                        {&entry.m_concept, amount, zandrel::detail::Remembered_places::kUnknown});
                 }
             }
             return true;

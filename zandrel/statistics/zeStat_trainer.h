@@ -180,19 +180,23 @@ private:
     void clear_candidates();
     std::size_t most_candidates_needed() const;
 
-    Counted m_counted;           // the message that is being counted
-    Remembered_places m_places;  // of the slice that is left out
+    Counted m_counted;                            // the message that is being counted
+    zandrel::detail::Remembered_places m_places;  // of the slice that is left out
 };
 
 // Fills the table of confidences: a tanh from about 0 to 1 with its middle at a rate of 4, rounded
 // to four places. It spares a tanh for each concept.
 ZANDREL_EXPORT void initialize_F_C(double* table);
 
+namespace zandrel {
+
 // How far a concept's weight counts, 0..1: little if few messages hold it, 1 without suppression.
 // In a young model suppression fades out.
 // REQUIRES: a trainer was made in this process before, which fills the table of confidences.
 ZANDREL_EXPORT double suppression_factor(const zeStat_storage& storage,
                                          zeStat_storage::Concept_infos::const_iterator info);
+
+}  // namespace zandrel
 
 // Switches the positive method on if the options map loaded last has "PositiveMethod" as "1"; no
 // map switches it off. The first trainer of a process calls it; it looks once, so a map loaded

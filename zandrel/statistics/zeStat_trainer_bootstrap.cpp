@@ -42,7 +42,7 @@ void activate(zeMsg& msg, std::size_t slot, const zeStat_storage& storage, Conce
     assign(msg.active_sml, kWorkingSlot, msg);
     assign(msg.weight, storage.m_sml_weights[slot], msg);
     // Counting skips a message that is not finite, so its concepts are not trusted.
-    if (!bag.IsNull() && Zandrel::has_finite_weights(msg)) {
+    if (!bag.IsNull() && zandrel::detail::has_finite_weights(msg)) {
         for (const zeSml::Concept_info& entry : bag->m_concepts) {
             seen.insert(entry.m_concept);
         }

@@ -12,6 +12,8 @@
 #include "zandrel/statistics/Stratified_deal.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+using zandrel::kTraceDebug;
+
 namespace {
 
 const Trace_file s_trace_file("zeStat_trainer_likelihood.cpp");
@@ -114,7 +116,7 @@ void zeStat_trainer::match_with_messages_left_out() {
     // A message with a weight that is not finite must not change which messages share a slice.
     std::erase_if(m_msg_indices, [this](unsigned int index) {
         const qtPtrLight<zeMsg> msg = fetch(m_view->msgs[index]);
-        return !msg.IsNull() && !Zandrel::has_finite_weights(*msg);
+        return !msg.IsNull() && !zandrel::detail::has_finite_weights(*msg);
     });
     // More slices than messages would be empty.
     std::vector<std::vector<unsigned int>> slices(std::clamp<std::size_t>(
@@ -137,7 +139,7 @@ void zeStat_trainer::match_with_messages_left_out() {
 }
 
 void zeStat_trainer::build_slices(std::vector<std::vector<unsigned int>>& slices) {
-    Stratified_deal deal;
+    zandrel::detail::Stratified_deal deal;
     for (const unsigned int index : m_msg_indices) {
         const std::vector<zeNode*>& cats = m_view->msgs[index].cats;
         if (can_be_left_out(cats)) {
@@ -163,7 +165,7 @@ void zeStat_trainer::match_msgs_for_likelihood(const std::vector<unsigned int>& 
         temporary = std::make_unique<zeStat_matcher>(nullptr, nullptr, *m_storage, false);
         matcher = temporary.get();
     }
-    Zandrel::Histogram_filler filler(*matcher);
+    zandrel::detail::Histogram_filler filler(*matcher);
     int matched_count = 0;
     for (const unsigned int index : indices) {
         const zeCorpus_view::Msg& entry = m_view->msgs[index];

@@ -11,6 +11,8 @@
 #include "zandrel/statistics/Feature_selector.h"
 #include "zandrel/statistics/Outside_candidates.h"
 
+using zandrel::detail::Feature_selector;
+
 namespace {
 
 const Trace_file s_trace_file("zeStat_trainer_selection.cpp");
@@ -37,13 +39,18 @@ void initialize_F_C(double* table) {
     }
 }
 
+namespace zandrel {
+
 double suppression_factor(const zeStat_storage& storage,
                           zeStat_storage::Concept_infos::const_iterator info) {
-    return Concept_judge::suppression(storage, storage.end(info) ? 0.0 : info->second.m_rate);
+    return detail::Concept_judge::suppression(storage,
+                                              storage.end(info) ? 0.0 : info->second.m_rate);
 }
 
+}  // namespace zandrel
+
 void zeStat_trainer::calculate_feature_selection() {
-    tracef(s_trace_file, kTraceDebug, "Performing feature selection (num profiles: %d)",
+    tracef(s_trace_file, zandrel::kTraceDebug, "Performing feature selection (num profiles: %d)",
            m_storage->profile_count());
     clear_candidates();
     s_storage = m_storage;
@@ -91,7 +98,8 @@ void zeStat_trainer::calculate_high_rate_concepts() {
     s_storage = m_storage;
     Feature_selector selector(*m_storage);
     selector.collect_candidates(Feature_selector::kAllCandidates);
-    for (Outside_candidates* list : {&selector.m_all, &selector.m_regular, &selector.m_rare}) {
+    for (zandrel::detail::Outside_candidates* list :
+         {&selector.m_all, &selector.m_regular, &selector.m_rare}) {
         list->order(most_candidates_needed());
     }
     m_all_concepts = selector.m_all.infos();
@@ -121,8 +129,8 @@ zeStat_trainer::Concept_profile zeStat_trainer::calculate_concept_profile(
     zeStat_storage* storage, int& iprofile, Concept_infos::iterator& concept_info, Ps::iterator& P,
     const Concept& judged) {
     zeStat_storage::Profile& profile = storage->profile(iprofile);
-    const Concept_judge::Judged result =
-        Concept_judge(*storage, profile)
+    const zandrel::detail::Concept_judge::Judged result =
+        zandrel::detail::Concept_judge(*storage, profile)
             .judge(storage->end(concept_info) ? nullptr : &concept_info->second,
                    P == profile.m_Ps.end() ? 0.0 : P->second.m_weight)
             .weigh();
@@ -131,9 +139,9 @@ zeStat_trainer::Concept_profile zeStat_trainer::calculate_concept_profile(
 
 bool zeStat_trainer::add2feature_selector(std::vector<Concept_profile>& selected,
                                           Concept_profile& offered, int capacity) {
-    return offer_to_best(selected, offered, offered.m_score,
-                         static_cast<std::size_t>(std::max(capacity, 0)),
-                         std::greater<Concept_profile>());
+    return zandrel::detail::offer_to_best(selected, offered, offered.m_score,
+                                          static_cast<std::size_t>(std::max(capacity, 0)),
+                                          std::greater<Concept_profile>());
 }
 
 void zeStat_trainer::calculate_profile_M_and_rate(int& iprofile) {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The stream is not buffered by the C library, which would read a page for every seek, be it before
 // a write. The device gathers what is written and reads ahead by itself, in one buffer. After a
@@ -29,6 +29,6 @@ struct File_place {
     std::vector<char> buffer;         // of one size while a file is open
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STORAGE_FILE_PLACE_H_

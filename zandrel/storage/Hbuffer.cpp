@@ -14,6 +14,8 @@ constexpr unsigned int kLargestEnd = std::numeric_limits<int>::max();
 
 }  // namespace
 
+namespace zandrel::detail {
+
 Hbuffer::Hbuffer() {
     name = "qtBuffer";
 }
@@ -139,3 +141,5 @@ void Hbuffer::Put(const char* bytes, unsigned int byte_count) {
     std::copy_n(bytes, inside, content.data() + start);
     m_position += static_cast<int>(byte_count);
 }
+
+}  // namespace zandrel::detail

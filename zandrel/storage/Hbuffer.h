@@ -10,6 +10,8 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/storage/Generic32.h"
 
+namespace zandrel::detail {
+
 // An open buffer, or none. It behaves as Hfile32 does with a file named "qtBuffer", with the same
 // limit and the same errors: a seek may go behind the end, and a write there leaves zeros in
 // between; a buffer that was opened by 'w' is not read.
@@ -51,5 +53,7 @@ private:
     int m_position = 0;
     bool m_is_readable = false;
 };
+
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STORAGE_HBUFFER_H_

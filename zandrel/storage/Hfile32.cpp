@@ -20,7 +20,7 @@ struct Calls {
     static long long Tell(std::FILE* file) { return std::ftell(file); }
 };
 
-using Work = Zandrel::File_device<Hfile32, Calls>;
+using Work = zandrel::detail::File_device<Hfile32, Calls>;
 
 }  // namespace
 

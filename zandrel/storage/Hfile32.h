@@ -41,7 +41,7 @@ public:
     bool failed = false;        // a write failed since the file was opened
 
 private:
-    Zandrel::File_place m_place;
+    zandrel::detail::File_place m_place;
 };
 
 #endif  // ZANDREL_STORAGE_HFILE32_H_

@@ -19,7 +19,7 @@ struct Calls {
     static long long Tell(std::FILE* file) { return ftello64(file); }
 };
 
-using Work = Zandrel::File_device<Hfile64, Calls>;
+using Work = zandrel::detail::File_device<Hfile64, Calls>;
 
 }  // namespace
 

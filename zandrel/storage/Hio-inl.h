@@ -6,7 +6,7 @@
 #include "zandrel/foundation/qtTimeDate.h"
 #include "zandrel/storage/Hio.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The fewest bytes that an entry of a container takes: its numbers, and the counts of its strings.
 template <class Entry>
@@ -24,7 +24,7 @@ inline constexpr unsigned int kLeastSize<qtTimeDate> = qtTimeDate::GetPackSize()
 template <>
 inline constexpr unsigned int kLeastSize<std::pair<qtString, qtString>> = 8;
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 template <class T>
 Hio<T>& Hio<T>::operator<<(const qtString& text) {
@@ -171,7 +171,7 @@ Hio<T>& Hio<T>::operator>>(hash_map<unsigned int, unsigned int>& table) {
 
 template <class T>
 void Hio<T>::WriteText(std::string_view text) {
-    const unsigned int byte_count = Zandrel::CheckedCount(text.size());
+    const unsigned int byte_count = zandrel::detail::CheckedCount(text.size());
     *this << byte_count;
     WriteBytes(text.data(), byte_count);
 }
@@ -195,8 +195,8 @@ Hio<T>& Hio<T>::WriteVector(const std::vector<Entry>& entries) {
 template <class T>
 template <class Entry>
 Hio<T>& Hio<T>::ReadVector(std::vector<Entry>& entries) {
-    static_assert(Zandrel::kLeastSize<Entry> > 0);
-    entries.resize(ReadCount(Zandrel::kLeastSize<Entry>));
+    static_assert(zandrel::detail::kLeastSize<Entry> > 0);
+    entries.resize(ReadCount(zandrel::detail::kLeastSize<Entry>));
     for (Entry& entry : entries) {
         *this >> entry;
     }
@@ -218,9 +218,10 @@ template <class Table>
 Hio<T>& Hio<T>::ReadTable(Table& table) {
     using Key = typename Table::key_type;
     using Value = typename Table::mapped_type;
-    static_assert(Zandrel::kLeastSize<Key> > 0 && Zandrel::kLeastSize<Value> > 0);
+    static_assert(zandrel::detail::kLeastSize<Key> > 0 && zandrel::detail::kLeastSize<Value> > 0);
     table.clear();
-    unsigned int left = ReadCount(Zandrel::kLeastSize<Key> + Zandrel::kLeastSize<Value>);
+    unsigned int left =
+        ReadCount(zandrel::detail::kLeastSize<Key> + zandrel::detail::kLeastSize<Value>);
     if constexpr (requires { table.reserve(left); }) {
         table.reserve(left);
     }

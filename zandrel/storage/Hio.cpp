@@ -6,7 +6,7 @@
 #include "zandrel/storage/Hfile64.h"
 #include "zandrel/storage/Hio-inl.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 unsigned int CheckedCount(std::size_t count) {
     if (count > std::numeric_limits<unsigned int>::max()) {
@@ -15,7 +15,7 @@ unsigned int CheckedCount(std::size_t count) {
     return static_cast<unsigned int>(count);
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 template class Hio<HSegment>;
 template class Hio<Generic32>;

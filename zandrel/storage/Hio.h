@@ -25,7 +25,7 @@ class Hfile32;
 class Hfile64;
 class qtTimeDate;
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // The count of a string or container, as it is written.
 // RAISES: qtxSegBuf "SegBuf is full" if it is no 32-bit number: no record could hold it.
@@ -38,7 +38,7 @@ concept WithoutForm =
     std::integral<T> && !std::same_as<T, unsigned short> && !std::same_as<T, unsigned int> &&
     !std::same_as<T, int> && !std::same_as<T, long long>;
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // A typed stream over a device. It is cheap to make and lives for one record or one file.
 //
@@ -87,7 +87,7 @@ public:
     Hio& operator<<(double value) { return Pack(value); }
 
     // A `bool` or `char` is one raw byte, for which WriteBool and WriteByte are there.
-    template <Zandrel::WithoutForm Value>
+    template <zandrel::detail::WithoutForm Value>
     Hio& operator<<(Value) = delete;
 
     Hio& operator>>(unsigned short& value) { return Unpack(value); }
@@ -169,7 +169,7 @@ public:
     Hio& operator>>(hash_map<unsigned int, unsigned int>& table);
 
     // Writes and reads the count in front of entries that other records keep by themselves.
-    void WriteCount(std::size_t count) { *this << Zandrel::CheckedCount(count); }
+    void WriteCount(std::size_t count) { *this << zandrel::detail::CheckedCount(count); }
 
     // REQUIRES: no entry takes fewer than `least_entry_size` bytes.
     // RAISES: the device's error if so many entries cannot be there.

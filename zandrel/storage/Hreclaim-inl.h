@@ -17,7 +17,7 @@
 #include "zandrel/storage/packing.h"
 #include "zandrel/storage/record_io.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Sums of lengths that a file tells do not fit 32 bits.
 inline std::uint64_t ItemSize(std::size_t key_length, unsigned int data_length) {
@@ -29,7 +29,7 @@ inline unsigned int BlockSize(unsigned int slot) {
     return 1U << slot;
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 template <class F>
 struct Hreclaim<F>::Index_place {
@@ -84,18 +84,18 @@ void Hreclaim<F>::GetItem(const qtString& key, SegBuf& data) {
         RaiseKeyError("Missing key in index: ", key);
     }
     SeekTo(found->second);
-    if (!Zandrel::ReadsItemTag(io)) {
+    if (!zandrel::detail::ReadsItemTag(io)) {
         RaiseKeyError("Key points to invalid item: ", key);
     }
-    if (!Zandrel::ReadsKey(io, key)) {
+    if (!zandrel::detail::ReadsKey(io, key)) {
         RaiseKeyError("Key points to wrong item: ", key);
     }
-    Zandrel::ReadBlob(io, data);
+    zandrel::detail::ReadBlob(io, data);
 }
 
 template <class F>
 void Hreclaim<F>::AddItem(const qtString& key, const SegBuf& data) {
-    const std::uint64_t total = Zandrel::ItemSize(key.size(), data.size);
+    const std::uint64_t total = zandrel::detail::ItemSize(key.size(), data.size);
     const unsigned int slot = GetSlot(total);
     // One search serves the look at the old item and the entry of the new one.
     const auto entry = index.lower_bound(key);
@@ -105,7 +105,7 @@ void Hreclaim<F>::AddItem(const qtString& key, const SegBuf& data) {
         EnterItem(entry, key, data, entry->second);
     } else {
         if (holes[slot].empty()) {
-            io.device->RequireRoom(Zandrel::BlockSize(slot));
+            io.device->RequireRoom(zandrel::detail::BlockSize(slot));
         }
         if (is_old) {
             FreeBlock(old_slot, entry->second);
@@ -119,7 +119,7 @@ template <class F>
 void Hreclaim<F>::RenameItem(const qtString& from, const qtString& to) {
     SegBuf blob;
     GetItem(from, blob);
-    RequirePlace(to, blob.size, GetSlot(Zandrel::ItemSize(from.size(), blob.size)));
+    RequirePlace(to, blob.size, GetSlot(zandrel::detail::ItemSize(from.size(), blob.size)));
     DeleteItem(from);
     AddItem(to, blob);
     dirty = true;
@@ -141,7 +141,7 @@ void Hreclaim<F>::SetFileID(unsigned int id, unsigned short version, unsigned ch
     file_id = id;
     file_version = version;
     file_flags = flags;
-    io.device->Seek(Zandrel::kFileIdPosition);
+    io.device->Seek(zandrel::detail::kFileIdPosition);
     WriteIdentity();
     io.device->Flush();
 }
@@ -156,7 +156,7 @@ void Hreclaim<F>::GetFileID(unsigned int& id, unsigned short& version, unsigned 
 template <class F>
 void Hreclaim<F>::SetState(unsigned char new_state) {
     state = new_state;
-    io.device->Seek(Zandrel::kStatePosition);
+    io.device->Seek(zandrel::detail::kStatePosition);
     io.WriteByte(static_cast<char>(state));
     io.device->Flush();
 }
@@ -179,7 +179,7 @@ void Hreclaim<F>::WriteIndex() {
     const Index_place place = PlaceIndex();
     WriteIndexBlock(place);
     // The header names the block when it is complete, and the state is cleared last.
-    io.device->Seek(Zandrel::kIndexOffsetPosition);
+    io.device->Seek(zandrel::detail::kIndexOffsetPosition);
     io << place.offset;
     io.device->Flush();
     index_offset = place.offset;
@@ -222,7 +222,8 @@ void Hreclaim<F>::GetIndex(std::vector<qtString>& keys) const {
 template <class F>
 void Hreclaim<F>::MarkDeleted602Records() {
     const std::uint64_t end = FileSize();
-    for (std::uint64_t position = Format::kHeaderSize; position + Zandrel::kItemOverhead <= end;) {
+    for (std::uint64_t position = Format::kHeaderSize;
+         position + zandrel::detail::kItemOverhead <= end;) {
         position += ScanBlock(position, end);
     }
     io.device->Flush();
@@ -264,13 +265,13 @@ typename Hreclaim<F>::Offset Hreclaim<F>::GetHole(unsigned int slot) {
 template <class F>
 void Hreclaim<F>::MarkDeleted(unsigned int slot, Offset offset) {
     SeekTo(offset);
-    io << Zandrel::kHoleTag << Zandrel::BlockSize(slot);
+    io << zandrel::detail::kHoleTag << zandrel::detail::BlockSize(slot);
 }
 
 template <class F>
 void Hreclaim<F>::WritePadding(unsigned int byte_count) {
-    if (byte_count <= Zandrel::kZeros.size()) {
-        io.WriteBytes(Zandrel::kZeros.data(), byte_count);
+    if (byte_count <= zandrel::detail::kZeros.size()) {
+        io.WriteBytes(zandrel::detail::kZeros.data(), byte_count);
         return;
     }
     // At most what the block holds, which is in memory as well.
@@ -364,7 +365,7 @@ unsigned int Hreclaim<F>::ReadIndexHead() {
     unsigned int tag = 0;
     unsigned int key_count = 0;
     try {
-        io.device->Seek(Zandrel::kIndexOffsetPosition);
+        io.device->Seek(zandrel::detail::kIndexOffsetPosition);
         io >> index_offset;
         // No block is inside the header; 0 stands for none.
         if (index_offset >= static_cast<Offset>(Format::kHeaderSize)) {
@@ -374,7 +375,7 @@ unsigned int Hreclaim<F>::ReadIndexHead() {
     } catch (const qtxAll&) {
         tag = 0;
     }
-    if (tag != Zandrel::kIndexTag) {
+    if (tag != zandrel::detail::kIndexTag) {
         throw qtX<AbstractHreclaim>(kUnreadableIndex, "Cannot read index", {FileName()});
     }
     return key_count;
@@ -414,7 +415,7 @@ void Hreclaim<F>::CheckHoles() {
     for (unsigned int slot = 0; slot < holes.size(); ++slot) {
         for (const Offset offset : holes[slot]) {
             if (offset < static_cast<Offset>(Format::kHeaderSize) ||
-                static_cast<std::uint64_t>(offset) + Zandrel::BlockSize(slot) > end) {
+                static_cast<std::uint64_t>(offset) + zandrel::detail::BlockSize(slot) > end) {
                 RaiseReadError();
             }
             seen.push_back(offset);
@@ -443,11 +444,11 @@ unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
     SeekTo(offset);
     // A replacement or a deletion needs only the item's head. To read 1,024 bytes, as for a whole
     // record, would copy about 1,000 of them for nothing.
-    io.device->ReadAhead(Zandrel::kItemOverhead + static_cast<unsigned int>(key.size()));
+    io.device->ReadAhead(zandrel::detail::kItemOverhead + static_cast<unsigned int>(key.size()));
     unsigned int tag = 0;
     unsigned int key_length = 0;
     io >> tag >> key_length;
-    if (tag != Zandrel::kItemTag || key_length != key.size()) {
+    if (tag != zandrel::detail::kItemTag || key_length != key.size()) {
         RaiseKeyError("Key points to invalid item: ", key);
     }
     io.device->Seek(static_cast<Position>(offset + 8 + static_cast<Offset>(key_length)));
@@ -456,7 +457,7 @@ unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
 
 template <class F>
 unsigned int Hreclaim<F>::GetSlotOfItem(const qtString& key, Offset offset) {
-    return GetSlot(Zandrel::ItemSize(key.size(), ReadDataLength(key, offset)));
+    return GetSlot(zandrel::detail::ItemSize(key.size(), ReadDataLength(key, offset)));
 }
 
 // Does as AddAtOffset. `entry` is the key's entry in the index or, if there is none, the one before
@@ -469,7 +470,7 @@ void Hreclaim<F>::EnterItem(Index_entry entry, const qtString& key, const SegBuf
     } else {
         SeekTo(offset);
     }
-    Zandrel::WriteItem(io, key, data);
+    zandrel::detail::WriteItem(io, key, data);
     index.insert_or_assign(entry, key, offset);
 }
 
@@ -483,21 +484,21 @@ void Hreclaim<F>::PlaceItem(Index_entry entry, const qtString& key, const SegBuf
         return;
     }
     EnterItem(entry, key, data, 0);
-    WritePadding(Zandrel::BlockSize(slot) - static_cast<unsigned int>(total));
+    WritePadding(zandrel::detail::BlockSize(slot) - static_cast<unsigned int>(total));
 }
 
 // Refuses an item that is too large or has no room, as AddItem does, while the item that is to be
 // renamed is still there. The block of that one, of slot `freed`, may be used.
 template <class F>
 void Hreclaim<F>::RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed) {
-    const unsigned int slot = GetSlot(Zandrel::ItemSize(key.size(), data_length));
+    const unsigned int slot = GetSlot(zandrel::detail::ItemSize(key.size(), data_length));
     Offset offset = 0;
     unsigned int old_length = 0;
     GetKeyInfo(key, offset, old_length);
     const bool is_in_place =
-        offset != 0 && GetSlot(Zandrel::ItemSize(key.size(), old_length)) == slot;
+        offset != 0 && GetSlot(zandrel::detail::ItemSize(key.size(), old_length)) == slot;
     if (!is_in_place && slot != freed && holes[slot].empty()) {
-        io.device->RequireRoom(Zandrel::BlockSize(slot));
+        io.device->RequireRoom(zandrel::detail::BlockSize(slot));
     }
 }
 
@@ -540,17 +541,17 @@ typename Hreclaim<F>::Index_place Hreclaim<F>::PlaceIndex() {
             return {offset, need, 0};  // One hole less and one more: the size stays.
         }
         need += Format::kOffsetSize;  // for the hole that the old block becomes
-        io.device->RequireRoom(Zandrel::BlockSize(GetSlot(need)));
+        io.device->RequireRoom(zandrel::detail::BlockSize(GetSlot(need)));
         FreeBlock(old_slot, index_offset);
     }
     const auto end = static_cast<Offset>(io.device->SeekEnd());
-    return {end, need, Zandrel::BlockSize(GetSlot(need)) - need};
+    return {end, need, zandrel::detail::BlockSize(GetSlot(need)) - need};
 }
 
 template <class F>
 void Hreclaim<F>::WriteIndexBlock(const Index_place& place) {
     SeekTo(place.offset);
-    io << Zandrel::kIndexTag;
+    io << zandrel::detail::kIndexTag;
     io.WriteCount(index.size());
     for (const auto& [key, offset] : index) {
         io << key << offset;
@@ -580,11 +581,11 @@ std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) 
     unsigned int length = 0;
     io >> tag >> length;
     // A hole of no length would hold the scan here for ever.
-    if (tag == Zandrel::kHoleTag && length != 0 && position + length <= end) {
+    if (tag == zandrel::detail::kHoleTag && length != 0 && position + length <= end) {
         return length;
     }
-    if (tag == Zandrel::kItemTag && length <= Zandrel::kLongestScannedKey &&
-        position + length + Zandrel::kItemOverhead <= end) {
+    if (tag == zandrel::detail::kItemTag && length <= zandrel::detail::kLongestScannedKey &&
+        position + length + zandrel::detail::kItemOverhead <= end) {
         return ScanItem(position, length, end);
     }
     return 1;
@@ -600,13 +601,13 @@ std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_len
     io.ReadBytes(key.data(), key_length);
     unsigned int data_length = 0;
     io >> data_length;
-    const std::uint64_t total = Zandrel::ItemSize(key_length, data_length);
+    const std::uint64_t total = zandrel::detail::ItemSize(key_length, data_length);
     // No item is as large as the limit of GetSlot, whatever the file's size.
     if (position + total > end || total > std::numeric_limits<int>::max()) {
         return 1;
     }
     const unsigned int slot = GetSlot(total);
-    const std::uint64_t block_size = Zandrel::BlockSize(slot);
+    const std::uint64_t block_size = zandrel::detail::BlockSize(slot);
     const auto found = index.find(key);
     const Offset known = found == index.end() ? 0 : found->second;
     if (known != static_cast<Offset>(position) && position + block_size <= end) {

@@ -37,7 +37,7 @@ template <class F>
 class ZANDREL_EXPORT Hreclaim : public AbstractHreclaim {
 public:
     using Offset = typename F::Offset;
-    using Format = Zandrel::Hreclaim_format<Offset>;
+    using Format = zandrel::detail::Hreclaim_format<Offset>;
 
     Hreclaim() : Hreclaim(new F) {}
 
@@ -104,7 +104,7 @@ public:
     unsigned char state = 0;
     bool dirty = false;  // `index` or `holes` differ from what is in the file
     // The free blocks of 2^slot bytes, in the order in which they were freed.
-    std::array<std::vector<Offset>, Zandrel::kSlotCount> holes;
+    std::array<std::vector<Offset>, zandrel::detail::kSlotCount> holes;
 
 private:
     using Position = std::make_signed_t<Offset>;

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstddef>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 inline constexpr unsigned int kItemTag = 0x4A5B6C73;
 inline constexpr unsigned int kHoleTag = 0xDEADDEAD;
@@ -44,6 +44,6 @@ struct Hreclaim_format {
     static constexpr unsigned int kEmptyIndexSize = 8 + 4 * kSlotCount;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STORAGE_HRECLAIM_FORMAT_H_

@@ -11,7 +11,7 @@
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/packing.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Reads what `Hio<HSegment>` reads, in the same form and with the same errors, but looks for the
 // segment once for all that is in it, and copies a text only where the text runs on into the next
@@ -107,6 +107,6 @@ private:
     std::vector<char> m_copied;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STORAGE_RECORD_READER_H_

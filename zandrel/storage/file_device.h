@@ -14,7 +14,7 @@
 #include "zandrel/storage/File_place.h"
 #include "zandrel/storage/HioErr.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // How much is gathered before it is written.
 inline constexpr unsigned int kBufferBytes = 16384;
@@ -398,6 +398,6 @@ private:
     File_place& m_place;
 };
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STORAGE_FILE_DEVICE_H_

@@ -10,7 +10,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 static_assert(std::numeric_limits<float>::is_iec559 && sizeof(float) == 4);
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
@@ -60,22 +60,22 @@ constexpr T ValueOf(std::uint64_t bits) noexcept {
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 // The number of bytes that the packed form of `T` takes. The argument is ignored.
 template <class T>
 constexpr int qtGetPackedSizeDiet(const T& /*value*/) noexcept {
-    static_assert(Zandrel::kIsPackable<T>);
-    return static_cast<int>(Zandrel::kPackedSize<T>);
+    static_assert(zandrel::detail::kIsPackable<T>);
+    return static_cast<int>(zandrel::detail::kPackedSize<T>);
 }
 
 // Writes the packed bytes of `value`, the highest first, and returns their number.
 // REQUIRES: room for that many bytes at `out`.
 template <class T>
 constexpr int qtPackUssDiet(T value, char* out) noexcept {
-    static_assert(Zandrel::kIsPackable<T>);
-    constexpr std::size_t kSize = Zandrel::kPackedSize<T>;
-    const std::uint64_t bits = Zandrel::BitsOf(value);
+    static_assert(zandrel::detail::kIsPackable<T>);
+    constexpr std::size_t kSize = zandrel::detail::kPackedSize<T>;
+    const std::uint64_t bits = zandrel::detail::BitsOf(value);
     // Straight code in place of a loop: compilers make one swapped store of it.
     [&]<std::size_t... index>(std::index_sequence<index...>) {
         ((out[index] = static_cast<char>(bits >> (8U * (kSize - 1 - index)))), ...);
@@ -88,13 +88,13 @@ constexpr int qtPackUssDiet(T value, char* out) noexcept {
 // REQUIRES: that many bytes at `in`.
 template <class T>
 constexpr int qtUnpackUssDiet(T& value, const char* in) noexcept {
-    static_assert(Zandrel::kIsPackable<T>);
-    constexpr std::size_t kSize = Zandrel::kPackedSize<T>;
+    static_assert(zandrel::detail::kIsPackable<T>);
+    constexpr std::size_t kSize = zandrel::detail::kPackedSize<T>;
     value = [&]<std::size_t... index>(std::index_sequence<index...>) {
         const std::uint64_t bits =
             ((std::uint64_t{static_cast<unsigned char>(in[index])} << (8U * (kSize - 1 - index))) |
              ...);
-        return Zandrel::ValueOf<T>(bits);
+        return zandrel::detail::ValueOf<T>(bits);
     }
     (std::make_index_sequence<kSize>());
     return static_cast<int>(kSize);

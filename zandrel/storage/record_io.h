@@ -8,7 +8,7 @@
 #include "zandrel/storage/Hreclaim_format.h"
 #include "zandrel/storage/SegBuf.h"
 
-namespace Zandrel {
+namespace zandrel::detail {
 
 // Writes an item, a segment of its data at a time.
 template <class T>
@@ -61,6 +61,6 @@ void ReadBlob(Hio<T>& io, SegBuf& data) {
     }
 }
 
-}  // namespace Zandrel
+}  // namespace zandrel::detail
 
 #endif  // ZANDREL_STORAGE_RECORD_IO_H_

@@ -9,6 +9,8 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/version.h"
 
+using zandrel::kZandrelVersion;
+
 namespace {
 
 int g_failures = 0;
@@ -21,8 +23,8 @@ void expect(bool holds, const char* claim) {
 }
 
 bool loads_the_version_it_was_compiled_with() {
-    std::vector<char> expected(kZandrelVersionTextSize);
-    std::vector<char> loaded(kZandrelVersionTextSize);
+    std::vector<char> expected(zandrel::kZandrelVersionTextSize);
+    std::vector<char> loaded(zandrel::kZandrelVersionTextSize);
     std::snprintf(expected.data(), expected.size(), "%d.%d.%d.%d.%d", kZandrelVersion[0],
                   kZandrelVersion[1], kZandrelVersion[2], kZandrelVersion[3], kZandrelVersion[4]);
     GetZandrelVersion(loaded.data());
