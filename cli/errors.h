@@ -12,27 +12,27 @@
 
 namespace cli {
 
-// The numbers are those of sysexits.h, so that scripts can tell whose fault it was.
+// From 64 on the numbers are those of sysexits.h, so that scripts can distinguish wrong usage, bad
+// data and failures.
 enum Exit_status : int {
     kSuccess = 0,
-    kRepairable = 1,         // check: a file that is not lost, but not whole either
-    kChangedThenFailed = 3,  // a container was changed, and something failed afterwards
+    kRepairable = 1,         // check: a file with damage, but no item is known to be lost
+    kChangedThenFailed = 3,  // something failed after a container had been changed
     kUsageError = 64,        // the command line is wrong
-    kDataError = 65,         // a file has other contents than it should
+    kDataError = 65,         // the contents of a file are wrong
     kInputError = 66,        // a file cannot be read
     kInternalError = 70,     // the program failed
     kOutputError = 74,       // the output cannot be written
-    kSignalStatus = 128,     // plus the number of the signal that ended the work, as in shells
+    kSignalStatus = 128,     // plus the number of the signal that ended the work, as shells do
 };
 
-// A word of the command line that its parser could not tell to be wrong.
+// A wrong word of the command line that the parser accepts, for example the path of a missing node.
 class Usage_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// A file whose contents are not what they should be: "FILE:LINE: message", lines counted from 1, or
-// "FILE: message" for the file as a whole.
+// The contents of a file are wrong: "FILE:LINE: message", lines counted from 1, or "FILE: message".
 class Data_error : public std::runtime_error {
 public:
     Data_error(const std::string& file, std::size_t line, const std::string& message)
@@ -49,15 +49,15 @@ public:
         : std::runtime_error("cannot read " + shown_file(file) + ": " + reason) {}
 };
 
-// A file that cannot be written. The old file is still there, unless a change has been noted
-// before.
+// A file that cannot be written. The old file is unchanged, unless a change has been noted before
+// (note_change).
 class Output_error : public std::runtime_error {
 public:
     Output_error(const std::string& file, const std::string& reason)
         : std::runtime_error("cannot write " + shown_file(file) + ": " + reason) {}
 };
 
-// What `errno` says of the last call of the system, which may have left it at 0.
+// The text for `errno`, which a failed call may have left at 0.
 inline std::string reason_of_failure() {
     return errno == 0 ? "unknown reason" : std::generic_category().message(errno);
 }

@@ -43,7 +43,7 @@ std::string version_text() {
     return std::string("zandrel ") + text.data();
 }
 
-// Shows values of the command line as other messages do.
+// Escapes control characters in the parser's messages, as our own messages do.
 std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
     const CLI::Error shown(error.get_name(), cli::shown_complaint(error.what()),
                            error.get_exit_code());
@@ -51,7 +51,7 @@ std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
 }
 
 int run(int argc, char** argv) {
-    cli::Command_result result;  // outlives the commands
+    cli::Command_result result;  // must outlive the commands
     CLI::App app("Zandrel, a text classification engine", "zandrel");
     app.set_version_flag("--version", version_text());
     app.failure_message(parse_failure);
@@ -80,7 +80,7 @@ int run_and_report(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const cli::Data_error& error) {
-        // Without the program's name in front, so that editors find file and line.
+        // Without "zandrel: " before it, so that editors find file and line.
         return fail(error, cli::kDataError);
     } catch (const cli::Input_error& error) {
         std::cerr << "zandrel: ";
@@ -102,7 +102,7 @@ int run_and_report(int argc, char** argv) {
     }
 }
 
-// Also reports output that cannot be written.
+// Runs the command, flushes the output, and reports a failure of both.
 int run_to_the_end(int argc, char** argv) {
     const int status = run_and_report(argc, argv);
     if (!std::cout.flush()) {

@@ -1,3 +1,16 @@
+// Reads lines, answers them, and writes the answers in the order of the lines.
+//
+// With one job each line is answered at once. With several jobs, lines are collected into blocks,
+// and a block is a task of Worker_pool: its answer is the output of all its lines as one text. The
+// pool gives the answers in the order of the tasks, so the output is the same as with one job.
+//
+// Example: 600 short lines and --jobs 2. A block is full at 256 lines, so the blocks have 256, 256
+// and 88 lines. The first and the third are answered by worker 0, the second by worker 1. If lines
+// come slowly, from a terminal or a pipe, the last block is not full when we would have to wait:
+// flush() gives it to a worker and writes all answers, so that no answer waits for a later line.
+//
+// A line that is too long is a line of the block too, marked with the byte 1, and its answer is
+// empty or an error. So answer n always belongs to line n.
 #include "cli/classify/Line_filter.h"
 
 #include <cerrno>
@@ -25,7 +38,7 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// A line to be answered: a text, or the message about a line that is too long.
+// A line to answer: a text, or the message about a line that is too long.
 struct Line {
     std::string_view text;
     bool is_refused;
@@ -33,8 +46,8 @@ struct Line {
 
 using Answer = std::function<void(const Line&, std::ostream&)>;
 
-// Lines as a task for a worker: of each, a byte that is 1 if it is refused, its length, and its
-// bytes.
+// Lines as a task for a worker. Each line is a byte (1 if the line is too long, otherwise 0), its
+// length in eight bytes, and its bytes.
 class Block {
 public:
     void add(const Line& line) {
@@ -45,13 +58,13 @@ public:
         ++m_line_count;
     }
 
-    // So many that handing them over costs little beside the work, and so few that all workers
-    // have some of a small file.
+    // Many lines, so that sending them takes little time compared with answering them. Few lines,
+    // so that all workers get some lines of a small file.
     bool is_full() const { return m_line_count >= 256 || m_bytes.size() >= std::size_t(64) << 10U; }
 
     bool is_empty() const { return m_line_count == 0; }
 
-    // The task. The block is empty then.
+    // Returns the task, and empties the block.
     std::string take() {
         m_line_count = 0;
         return std::exchange(m_bytes, {});
@@ -74,7 +87,7 @@ private:
     std::size_t m_line_count = 0;
 };
 
-// Writes the answers of lines in their order, either at once or by workers.
+// Writes the answers in the order of the lines. They are made at once or by workers.
 class Answerer {
 public:
     Answerer(std::size_t jobs, Answer answer, std::ostream& out)
@@ -95,7 +108,7 @@ public:
         }
     }
 
-    // Hands on the answers of all lines so far.
+    // Writes and flushes the answers of all lines so far.
     void flush() {
         if (m_pool) {
             if (!m_block.is_empty()) {
@@ -142,7 +155,7 @@ private:
     std::optional<Worker_pool> m_pool;
 };
 
-// Writes the answer to each line, empty ones too.
+// Writes the answer to each line, also to empty lines.
 void answer_lines(const Line_input& input, const Text_model& model, const Answer& answer,
                   std::ostream& out) {
     Text_column column(input.name, input.column, model, input.warn);
@@ -201,8 +214,8 @@ void print_ranking_json(const Ranking& ranking, const Text_model& model, std::os
     print_json({{"categories", categories}}, Json_form::kOneLine, out);
 }
 
-// Prints one line in place of the answer to a line that is too long, so that answers still match
-// the lines of input.
+// Prints one line instead of the answer to a line that is too long, so that the answers still match
+// the lines.
 void print_refusal(std::string_view message, const char* text, bool writes_json,
                    std::ostream& out) {
     if (writes_json) {
@@ -212,7 +225,7 @@ void print_refusal(std::string_view message, const char* text, bool writes_json,
     }
 }
 
-// REQUIRES: best first.
+// REQUIRES: sorted by score, the highest first.
 void drop_below(double threshold, Ranking& ranking) {
     while (!ranking.empty() && ranking.back().score < threshold) {
         ranking.pop_back();

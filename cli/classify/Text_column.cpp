@@ -1,3 +1,5 @@
+// Finds the column, and gives at most one warning for an input: for the first line without the
+// column, or for the first line that looks like a data line.
 #include "cli/classify/Text_column.h"
 
 #include <algorithm>
@@ -53,7 +55,8 @@ void Text_column::notice_labels(std::string_view line, std::size_t line_number) 
     }
 }
 
-// Asking the model would put each word before a tab into the dictionary, which only grows.
+// We use our own set of labels: Text_model::knows would add each word before a tab to the
+// dictionary, which never shrinks.
 bool Text_column::are_known(std::string_view labels) {
     if (m_labels.empty()) {
         const std::vector<std::string> all = m_model.labels();

@@ -13,22 +13,23 @@ namespace cli {
 
 class Text_model;
 
-// The text of a line begins at one of its columns, which tabs separate, and goes to the end of the
-// line: column 2 of `sport<TAB>a goal<TAB>at last` is `a goal<TAB>at last`, as in a data file.
+// The text begins at one of the columns of a line, which are separated by tabs, and ends at the end
+// of the line. Column 2 of `sport<TAB>a goal<TAB>at last` is `a goal<TAB>at last`, as in a data
+// file.
 class Text_column {
 public:
     using Warn = std::function<void(const std::string&)>;
 
-    // `column`: from 1; none: the text is the whole line, and data lines are noticed. `name`: of
-    // the input. `warn`: takes a line for the user; empty: nothing is said.
+    // `column`: from 1; missing: the text is the whole line, and a data line gives a warning.
+    // `name`: of the input. `warn`: gets the warning; empty: there are no warnings.
     // BORROWS: `model`.
     Text_column(std::string name, std::optional<std::size_t> column, const Text_model& model,
                 Warn warn);
 
-    // Returns the text of a line, which is empty if the line has not as many columns. Says once if
-    // such a line has any bytes. Without a column, says once if a line is a data line
+    // Returns the text of a line; empty if the line has too few columns. Warns of the first such
+    // line that is not empty. Without a column, warns of the first data line
     // `label[,label]<TAB>text` whose labels are all labels of the model.
-    // VALID UNTIL: the line is gone.
+    // VALID UNTIL: the bytes of `line` change.
     std::string_view text_of(std::string_view line, std::size_t line_number);
 
 private:
@@ -40,8 +41,8 @@ private:
     std::string m_name;
     std::optional<std::size_t> m_column;
     const Text_model& m_model;
-    Warn m_warn;                               // empty once something was said
-    std::unordered_set<std::string> m_labels;  // of the model, from the first tab on
+    Warn m_warn;                               // empty after the warning
+    std::unordered_set<std::string> m_labels;  // of the model; filled at the first tab
 };
 
 }  // namespace cli

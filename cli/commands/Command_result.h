@@ -1,4 +1,4 @@
-// Command_result: how a command of the program ended.
+// Command_result: the exit status that a command sets.
 #ifndef ZANDREL_CLI_COMMANDS_COMMAND_RESULT_H_
 #define ZANDREL_CLI_COMMANDS_COMMAND_RESULT_H_
 
@@ -6,9 +6,9 @@
 
 namespace cli {
 
-// Lives from before the command line is read until the program ends.
+// Made before the command line is read, and used when the command has ended.
 struct Command_result {
-    int status = kSuccess;  // of a command that ran to its end; others raise
+    int status = kSuccess;  // of a command that has run to its end; all other errors are raised
 };
 
 }  // namespace cli

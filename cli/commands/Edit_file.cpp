@@ -1,3 +1,5 @@
+// Reads the lines, parses all of them with the same options as the command line, and then makes the
+// edits. So a wrong last line is reported before the container is read and changed.
 #include "cli/commands/Edit_file.h"
 
 #include <cerrno>
@@ -23,8 +25,8 @@ namespace cli {
 
 namespace {
 
-// A path, a rule and two notes are shorter by far. A file without line ends, as /dev/zero, is
-// refused after so many bytes.
+// A path, a rule and two notes are much shorter. The limit refuses a file without line ends, such
+// as /dev/zero.
 constexpr std::size_t kLongestEdit = std::size_t(1) << 20U;
 
 // The lines of a file of edits.
@@ -49,7 +51,7 @@ public:
             throw Data_error(m_name, m_number,
                              "the line is longer than " + grouped(kLongestEdit) + " bytes");
         }
-        const std::size_t end = m_input.eof() ? 0 : 1;  // the LF is counted
+        const std::size_t end = m_input.eof() ? 0 : 1;  // the count includes the LF
         line = without_carriage_return({m_bytes.data(), count - end});
         if (m_number == 1) {
             line = without_byte_order_mark(line);
@@ -106,7 +108,8 @@ private:
                           "\" is no edit: add, set, move, rename or delete");
     }
 
-    std::deque<Command> m_commands;  // not moved, since options point at the words
+    // A deque, since options point at the words, which must not move.
+    std::deque<Command> m_commands;
 };
 
 bool is_edit(std::string_view line) {
@@ -114,7 +117,7 @@ bool is_edit(std::string_view line) {
     return begin != std::string_view::npos && line[begin] != '#';
 }
 
-// Does work on one line of the file.  RAISES: Data_error with the line.
+// Works on one line of the file. RAISES: Data_error with the line number.
 template <class Work>
 auto work_on_line(const std::string& name, std::size_t number, Work&& work) {
     const auto refusal = [&](const std::string& message) {

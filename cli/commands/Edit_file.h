@@ -1,4 +1,4 @@
-// Edit_file: a file with an edit of a tree a line.
+// Edit_file: a file with one edit of a tree on each line.
 #ifndef ZANDREL_CLI_COMMANDS_EDIT_FILE_H_
 #define ZANDREL_CLI_COMMANDS_EDIT_FILE_H_
 
@@ -12,19 +12,19 @@
 
 namespace cli {
 
-// The edits of a file. A line is what follows `zandrel tree` on the command line, without the
+// The edits of a file. A line is an edit as on the command line, without `zandrel tree` and the
 // container: `add root/parcels --type stat`. See Quoted_words.h for names with blanks. Empty lines
-// and those that begin with # are skipped. Lines end with LF or CR LF, which the last one may lack.
+// and lines that begin with # are skipped. A line ends with LF or CR LF; the last one need not.
 class Edit_file {
 public:
     // Reads a whole file; "-" is standard input.
-    // RAISES: Input_error; Data_error with the line for a line that is no edit, or that is longer
-    // than a mebibyte, which is not read to its end.
+    // RAISES: Input_error; Data_error with the line number for a line that is not an edit, or is
+    // longer than a mebibyte. A longer line is not read to its end.
     explicit Edit_file(const std::string& path);
 
-    // Carries all edits out, in their order.
-    // RAISES: Data_error with the line of an edit that is refused; the container is to be thrown
-    // away then. qtX<zeWorkflow> 2 if `progress` interrupts it.
+    // Makes all edits, in their order.
+    // RAISES: Data_error with the line number of an edit that is refused; the caller must then
+    // discard the container. qtX<zeWorkflow> 2 if `progress` interrupts it.
     void apply(zeManager& manager, CTProgress& progress) const;
 
 private:

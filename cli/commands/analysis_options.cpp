@@ -1,3 +1,5 @@
+// Adds the options and converts their words. Whitespace concepts are bytes, not words, so --stem is
+// refused for them.
 #include "cli/commands/analysis_options.h"
 
 #include <CLI/CLI.hpp>
@@ -8,7 +10,7 @@ namespace cli {
 
 namespace {
 
-// Returns the option of the kind.
+// Returns the option --analysis.
 CLI::Option& add_options(CLI::App& command, Analysis_names& names, const std::string& help) {
     command
         .add_option("--stem", names.stem_language,

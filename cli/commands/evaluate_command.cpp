@@ -1,3 +1,5 @@
+// The options of evaluate. The command has two forms: `evaluate KC DATA` with a container, and
+// `evaluate --train FILE --test FILE` without one. Options of one form exclude the other.
 #include "cli/commands/evaluate_command.h"
 
 #include <cstddef>
@@ -34,7 +36,7 @@ Examples:
 See also: zandrel help figures, data, analysis, settings)";
 
 struct Evaluate_words {
-    std::string data_file;  // beside a container
+    std::string data_file;  // for the form with a container
     Training_words training;
     Evaluation_options options;
     int confusion_count = 10;
@@ -129,7 +131,7 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
     command.add_flag("--json", words.writes_json, "Print JSON");
 }
 
-// A model that stands is measured as it is.
+// A model from a container is measured unchanged, so the options of training are excluded.
 void add_container_arguments(CLI::App& command, Evaluate_words& words) {
     CLI::Option* const kc = command
                                 .add_option("KC", words.options.kc_file,

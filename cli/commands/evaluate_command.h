@@ -1,4 +1,4 @@
-// The command that measures a model: evaluate.
+// The command evaluate, which measures a model.
 #ifndef ZANDREL_CLI_COMMANDS_EVALUATE_COMMAND_H_
 #define ZANDREL_CLI_COMMANDS_EVALUATE_COMMAND_H_
 

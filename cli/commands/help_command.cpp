@@ -1,3 +1,5 @@
+// `zandrel help` prints a topic, or the same text as `COMMAND --help`. Topics and commands have
+// different names, so one word selects either.
 #include "cli/commands/help_command.h"
 
 #include <cstddef>

@@ -8,7 +8,7 @@ class App;
 
 namespace cli {
 
-// Adds the command, and to the program's own help the list of topics. To be called after the other
+// Adds the command, and adds the list of topics to the program's own help. Call it after all other
 // commands have been added, since a command inherits the end of the program's help.
 // BORROWS: `app`.
 void add_help_command(CLI::App& app);

@@ -1,3 +1,4 @@
+// The options of info, options get and options set. The work is in Kc_info and Kc_options.
 #include "cli/commands/kc_commands.h"
 
 #include <iostream>

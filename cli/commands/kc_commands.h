@@ -1,4 +1,4 @@
-// The commands on a knowledge container in a file as a whole: info and options.
+// The commands on a whole knowledge container: info, options get and options set.
 #ifndef ZANDREL_CLI_COMMANDS_KC_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_KC_COMMANDS_H_
 

@@ -1,3 +1,5 @@
+// The options of train, learn, classify and explain, and the steps of each command. The last two
+// are filters: they read the model first, and then answer line by line.
 #include "cli/commands/model_commands.h"
 
 #include <cstddef>
@@ -105,8 +107,7 @@ void add_json_option(CLI::App& command, bool& writes_json) {
     command.add_flag("--json", writes_json, "Print JSON");
 }
 
-// Works on the container as `work_on` does, with progress and interruption, and prints what was
-// done.
+// Calls `work_on` with progress and interruption, and prints its summary.
 template <class Options>
 void run(Options& options, Training_summary (*work_on)(const Options&), bool writes_json) {
     Training_summary summary;
@@ -176,7 +177,7 @@ void add_learn(CLI::App& app) {
     command->callback([words] { learn(*words); });
 }
 
-// What both filters are given.
+// The words of both filters.
 struct Filter_words {
     std::string kc_file;
     std::string text_file = "-";
@@ -185,18 +186,20 @@ struct Filter_words {
     Classify_options classify;
     std::optional<std::size_t> column;
     std::size_t jobs = 1;
-    std::string category;  // path; empty: the best of each line
+    std::string category;  // path; empty: the best label of each line
     Explain_options explain;
 };
 
-// Waiting for the lines to classify is no part of the work: there a Ctrl-C ends the process.
+// Only reading the model is long work that Ctrl-C interrupts. While a filter waits for lines,
+// Ctrl-C ends the process.
 std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     const Given_analysis given = given_analysis(words.analysis);
     Long_work work;
     return read_model_to_classify(words.kc_file, given, &work.progress());
 }
 
-// Lines that are too long are reported, and make the exit status of bad data.
+// Calls `take` with the lines. A line that is too long is reported and sets the exit status to that
+// of bad data.
 void with_lines_of(const Filter_words& words, Command_result& result,
                    const std::function<void(const Line_input&)>& take) {
     const auto refuse = [&result](const std::string& message) {
@@ -207,7 +210,7 @@ void with_lines_of(const Filter_words& words, Command_result& result,
     if (waits_for_typing({words.text_file})) {
         print_warning(typing_note("texts, one on each line"));
     }
-    std::cin.tie(nullptr);  // the filters say themselves when their output is due
+    std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
           words.jobs});
 }

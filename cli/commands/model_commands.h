@@ -10,7 +10,8 @@ class App;
 
 namespace cli {
 
-// Adds the commands to the program. `result` gets the status of a filter that met a bad line.
+// Adds the commands to the program. classify and explain set `result` if they find a line that is
+// too long.
 // BORROWS: `result`, which must outlive `app`.
 void add_model_commands(CLI::App& app, Command_result& result);
 

@@ -1,3 +1,5 @@
+// Checks and options of several commands. The parser's own number checks accept "nan", so ours
+// compare the parsed number with both bounds.
 #include "cli/commands/option_checks.h"
 
 #include <cmath>
@@ -44,7 +46,7 @@ void add_wait_option(CLI::App& command, double& seconds) {
 }
 
 void add_max_line_option(CLI::App& command, std::size_t& bytes) {
-    // The text analysis takes no longer text.
+    // The text analysis accepts no longer text.
     constexpr std::size_t kLongest = 2147483647;
     command.add_option("--max-line", bytes, "Longest line in bytes; a longer one is an error")
         ->capture_default_str()
@@ -60,7 +62,7 @@ void add_max_line_option(CLI::App& command, std::size_t& bytes) {
 }
 
 void add_jobs_option(CLI::App& command, std::size_t& jobs) {
-    // Each needs a process and some memory of its own; no machine gains from more.
+    // Each job is a process with memory of its own. More processes than this would not be faster.
     constexpr int kMostJobs = 256;
     command.add_option("--jobs", jobs, "Number of processes that classify at the same time")
         ->capture_default_str()

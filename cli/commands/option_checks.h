@@ -11,20 +11,23 @@ class App;
 
 namespace cli {
 
-// More labels or pairs of labels than anyone reads.
+// The greatest number that options for the length of a list accept.
 constexpr int kLongestList = 1000000;
 
-// Refuses what is no number from 0 to 1, not-a-number too: says why, or nothing.
+// The functions below check the text of an option. They return the reason why it is refused, or an
+// empty text.
+
+// A number from 0 to 1. "nan" is refused.
 std::string error_of_share(const std::string& text);
 
-// Refuses an empty name, which a script's unset variable makes: taken for no file at all it would
-// leave out what was asked for.
+// A name that is not empty. An unset variable in a script gives an empty name. We would treat it as
+// an option that was not given, so we refuse it.
 std::string error_of_file_name(const std::string& text);
 
-// Likewise of a path, which would select the root or the best node.
+// A path that is not empty. An empty one would select the root or the best node.
 std::string error_of_path(const std::string& text);
 
-// Refuses what is no number of 0 or more, or not finite: says why, or nothing.
+// A finite number of 0 or more.
 std::string error_of_score(const std::string& text);
 
 // Adds --wait, for the commands that change a container.

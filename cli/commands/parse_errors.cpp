@@ -1,3 +1,5 @@
+// The parser reports only that a word is unknown or missing. We look for the first word that it did
+// not understand, and suggest the nearest command or option.
 #include "cli/commands/parse_errors.h"
 
 #include <algorithm>
@@ -13,15 +15,15 @@ namespace cli {
 
 namespace {
 
-// The outermost command with words that its parser did not take.
+// The outermost command with words that its parser did not understand.
 struct Stray_words {
     const CLI::App* command = nullptr;
     std::string name;                // of the command, with the program's
-    std::vector<std::string> words;  // at least one; those of this command only
+    std::vector<std::string> words;  // at least one; only of this command
 };
 
 // A misspelt command makes all later words unknown too, so we report the outermost command. Returns
-// a null command if there are no such words.
+// a null command if all words are known.
 Stray_words find_stray_words(const CLI::App& app) {
     std::string name;
     for (const CLI::App* command = &app; command != nullptr;) {
@@ -50,11 +52,6 @@ std::vector<std::string> names_of_options(const CLI::App& command) {
     return names;
 }
 
-// Without the value of `--option=value`.
-std::string option_name(const std::string& word) {
-    return word.substr(0, word.find('='));
-}
-
 void report_stray_words(const CLI::App& app, const Stray_words& stray) {
     const auto option = std::find_if(stray.words.begin(), stray.words.end(), is_option);
     const auto word = std::find_if_not(stray.words.begin(), stray.words.end(), is_option);
@@ -66,8 +63,8 @@ void report_stray_words(const CLI::App& app, const Stray_words& stray) {
     }
     app.exit(CLI::ExtrasError(stray.words));
     if (option != stray.words.end()) {
-        const std::string nearest =
-            nearest_name(option_name(*option), names_of_options(*stray.command));
+        const std::string name = option->substr(0, option->find('='));  // of `--option=value`
+        const std::string nearest = nearest_name(name, names_of_options(*stray.command));
         std::cerr << (nearest.empty() ? "" : "Did you mean " + nearest + "?\n");
     }
 }
@@ -92,7 +89,7 @@ std::vector<std::string> names_of_commands(const CLI::App& command) {
 
 std::string unknown_word_text(std::string_view above, std::string_view kind, std::string_view word,
                               const std::vector<std::string>& known) {
-    // Without the program's name, which the reader does not look for.
+    // We omit the program's name: the message has "tree mvoe", not "zandrel tree mvoe".
     const std::size_t blank = above.find(' ');
     const std::string before =
         blank == std::string_view::npos ? "" : std::string(above.substr(blank + 1)) + ' ';

@@ -17,13 +17,13 @@ namespace cli {
 std::vector<std::string> names_of_commands(const CLI::App& command);
 
 // For example `unknown command "tree mvoe"; did you mean "tree move"?`. `above` is the command
-// where the word is, with the program's name, such as "zandrel tree"; `kind` says what was
-// expected.
+// before the word, with the program's name: "zandrel tree". `kind` is what we expected there:
+// "command".
 std::string unknown_word_text(std::string_view above, std::string_view kind, std::string_view word,
                               const std::vector<std::string>& known);
 
-// Prints help or version where the command line asks for it, and otherwise the error, with the
-// nearest command or option for a misspelt one. Returns the exit status.
+// Prints help or version if the command line asks for it. Otherwise prints the error, and for an
+// unknown word the command or option with the nearest name. Returns the exit status.
 int report_parse_error(const CLI::App& app, const CLI::ParseError& error);
 
 }  // namespace cli

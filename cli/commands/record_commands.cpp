@@ -1,3 +1,4 @@
+// The options of dump and check, and the exit status of each condition.
 #include "cli/commands/record_commands.h"
 
 #include <iostream>

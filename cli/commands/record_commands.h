@@ -1,4 +1,4 @@
-// The commands that look into a record file: dump and check.
+// The commands dump and check, which read a record file.
 #ifndef ZANDREL_CLI_COMMANDS_RECORD_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_RECORD_COMMANDS_H_
 
@@ -10,7 +10,7 @@ class App;
 
 namespace cli {
 
-// Adds the commands to the program. `result` gets the status of the one that is run.
+// Adds the commands to the program. check sets `result`.
 // BORROWS: `result`, which must outlive `app`.
 void add_record_commands(CLI::App& app, Command_result& result);
 

@@ -1,3 +1,4 @@
+// The options of the three commands on rules. The work is in cli/rules.
 #include "cli/commands/rule_commands.h"
 
 #include <iostream>
@@ -59,7 +60,7 @@ void print_explanation(const std::string& rule, bool writes_json) {
     }
 }
 
-// What rules eval is given.
+// The words of rules eval.
 struct Eval_words {
     std::string rule;
     Analysis_names analysis;

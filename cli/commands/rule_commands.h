@@ -1,4 +1,4 @@
-// The commands of rules: rules check, rules explain and rules eval.
+// The commands rules check, rules explain and rules eval.
 #ifndef ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_
 
@@ -10,7 +10,7 @@ class App;
 
 namespace cli {
 
-// Adds the commands to the program. `result` gets the status of the one that is run.
+// Adds the commands to the program. rules check sets `result` if it finds a bad rule.
 // BORROWS: `result`, which must outlive `app`.
 void add_rule_commands(CLI::App& app, Command_result& result);
 

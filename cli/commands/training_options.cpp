@@ -1,3 +1,5 @@
+// Adds the options of training and converts their words. --set overrides --options, since its
+// assignments are applied after the file.
 #include "cli/commands/training_options.h"
 
 #include <CLI/CLI.hpp>
@@ -7,19 +9,6 @@
 #include "cli/text/print_warning.h"
 
 namespace cli {
-
-namespace {
-
-void warn_of_unused(const Engine_settings& settings) {
-    const std::vector<std::string> unused = settings.unused_settings();
-    if (unused.empty()) {
-        return;
-    }
-    print_warning("with UseExtParms=0 the program's choices are used and not these settings: " +
-                  CLI::detail::join(unused, ", "));
-}
-
-}  // namespace
 
 void add_training_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
@@ -43,7 +32,11 @@ void add_training_options(CLI::App& command, Training_words& words) {
 Model_options model_options(Training_words& words) {
     words.settings.load(words.options_file);
     words.settings.set(words.assignments);
-    warn_of_unused(words.settings);
+    const std::vector<std::string> unused = words.settings.unused_settings();
+    if (!unused.empty()) {
+        print_warning("with UseExtParms=0 the program's choices are used and not these settings: " +
+                      CLI::detail::join(unused, ", "));
+    }
     Model_options options = {analysis_settings(words.analysis), &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);

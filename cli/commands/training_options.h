@@ -1,4 +1,4 @@
-// The options that say how a model is made, which the commands that train have.
+// The options of training, which train and evaluate have.
 #ifndef ZANDREL_CLI_COMMANDS_TRAINING_OPTIONS_H_
 #define ZANDREL_CLI_COMMANDS_TRAINING_OPTIONS_H_
 
@@ -15,21 +15,21 @@ class App;
 
 namespace cli {
 
-// As they stand on the command line.
+// The words of the command line.
 struct Training_words {
     Analysis_names analysis;
     std::string groups_file;               // empty: none
-    std::string options_file;              // likewise
+    std::string options_file;              // empty: none
     std::vector<std::string> assignments;  // Key=value
     bool bootstraps = false;
-    Engine_settings settings;  // what the last two say, once the options are made
+    Engine_settings settings;  // from the file and the assignments; model_options sets it
 };
 
 // Adds --analysis, --stem, --groups, --bootstrap, --options and --set.
 // BORROWS: `words`, which must outlive `command`.
 void add_training_options(CLI::App& command, Training_words& words);
 
-// Reads the files that are named. The options borrow the settings of `words`.
+// Reads the two files. The result borrows the settings of `words`.
 // RAISES: Input_error, Data_error, Usage_error; CLI::ValidationError.
 Model_options model_options(Training_words& words);
 

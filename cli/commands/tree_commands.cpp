@@ -1,3 +1,5 @@
+// The options of the commands below tree, and the change of the file. An edit on the command line
+// and a file of edits use the same function `edit`.
 #include "cli/commands/tree_commands.h"
 
 #include <iostream>
@@ -43,19 +45,19 @@ begin with # are skipped.
 The container is read and written once. If an edit is refused, a message names its line, and the file
 stays as it was.)";
 
-// At the end of the help of each command below tree.
+// The end of the help of each command below tree.
 std::string notes(const std::string& text, const std::string& examples) {
     return text + (text.empty() ? "" : "\n\n") + "Example:\n" + examples +
            "\n\nSee also: zandrel help editing";
 }
 
-// Of an edit in a container's file.
+// The container of an edit.
 struct Edit_target {
     std::string file;
     double seconds_to_wait = 0.0;
 };
 
-// What show is given.
+// The words of tree show.
 struct Show_words {
     std::string file;
     std::string path;
@@ -63,7 +65,7 @@ struct Show_words {
     bool writes_json = false;
 };
 
-// Runs an edit on the file. The manager's own mark tells whether it has changed anything.
+// Makes an edit in the file. The tree sets m_modified if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
             [&change](qtPtrLight<zeManager>& manager) {

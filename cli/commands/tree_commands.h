@@ -1,4 +1,5 @@
-// The commands on the tree of a knowledge container in a file.
+// The commands on the tree of a knowledge container: tree show, tree apply, and those of
+// tree_edits.
 #ifndef ZANDREL_CLI_COMMANDS_TREE_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_TREE_COMMANDS_H_
 
@@ -8,7 +9,7 @@ class App;
 
 namespace cli {
 
-// Adds the command tree, with those below it.
+// Adds the command tree, with the commands below it.
 void add_tree_commands(CLI::App& app);
 
 }  // namespace cli

@@ -1,3 +1,6 @@
+// A table of the five edits. An entry adds the options of its edit to a command, and makes the edit
+// from the parsed words. An edit keeps a copy of its words, since a file of edits parses all lines
+// first.
 #include "cli/commands/tree_edits.h"
 
 #include <cmath>
@@ -77,7 +80,7 @@ unsigned char type_of(const std::string& name) {
     return types.at(name);
 }
 
-// An option counts if it is given, also with an empty text.
+// An option with an empty text is given, too: --rule "" removes the rule.
 Node_attributes attributes_of(const CLI::App& command, const Edit_words& words) {
     Node_attributes attributes;
     if (command.count("--type") != 0) {

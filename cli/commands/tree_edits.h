@@ -1,4 +1,4 @@
-// tree_edits: the edits of a tree, as the command line and the lines of a file give them.
+// tree_edits: the edits of a tree, for the command line and for files of edits.
 #ifndef ZANDREL_CLI_COMMANDS_TREE_EDITS_H_
 #define ZANDREL_CLI_COMMANDS_TREE_EDITS_H_
 
@@ -14,14 +14,14 @@ class App;
 
 namespace cli {
 
-// The words of an edit, apart from the container.
+// The words of an edit without the container.
 struct Edit_words {
     std::string path;
     std::string target;  // the new name or the new parent
     std::string type;
     std::string rule;
     double threshold = 0.0;
-    bool is_scored = false;  // one of these two at most
+    bool is_scored = false;  // at most one of these two is set
     bool is_not_scored = false;
     std::string note1;
     std::string note2;
@@ -37,10 +37,10 @@ struct Edit_kind {
     const char* name;
     const char* description;
     const char* notes;    // for the help; may be empty
-    const char* example;  // likewise, a whole command
-    // Adds the positions and options. BORROWS: `words`, which must outlive `command`.
+    const char* example;  // for the help; a whole command
+    // Adds the arguments and options. BORROWS: `words`, which must outlive `command`.
     void (*add_words)(CLI::App& command, Edit_words& words);
-    // The edit of the words that `command` has parsed. RAISES: Usage_error.
+    // Makes the edit from the words that `command` has parsed. RAISES: Usage_error.
     Tree_edit (*make)(const CLI::App& command, const Edit_words& words);
 };
 

@@ -1,3 +1,4 @@
+// m_stream refers either to std::cin or to our own file. Messages call standard input "<stdin>".
 #include "cli/data/Data_input.h"
 
 #include <algorithm>

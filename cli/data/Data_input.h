@@ -1,4 +1,4 @@
-// Data_input: a data file or standard input, whichever the command line names.
+// Data_input: a data file or standard input, as named on the command line.
 #ifndef ZANDREL_CLI_DATA_DATA_INPUT_H_
 #define ZANDREL_CLI_DATA_DATA_INPUT_H_
 
@@ -12,7 +12,7 @@ namespace cli {
 // "-" is standard input. A file of that name is "./-".
 bool is_standard_input(const std::string& file);
 
-// Returns how messages name it: "<stdin>" for standard input.
+// Returns the name for messages: "<stdin>" for standard input, otherwise the file.
 std::string input_name(const std::string& file);
 
 class Data_input {
@@ -37,11 +37,11 @@ private:
 // RAISES: Usage_error if more than one of the files is standard input.
 void check_read_once(const std::vector<std::string>& files);
 
-// Returns whether reading the files waits for what somebody types: one of them is standard input,
-// and that is a terminal.
+// Returns whether reading the files waits for a user who types: one of them is standard input, and
+// standard input is a terminal.
 bool waits_for_typing(const std::vector<std::string>& files);
 
-// Returns what to say then. `what`: "texts, one on each line".
+// Returns the note for that user. `what`: for example "texts, one on each line".
 std::string typing_note(const std::string& what);
 
 }  // namespace cli

@@ -1,3 +1,6 @@
+// Reads lines with Line_reader, numbers them, and removes what is not a part of the text: line
+// ends, a byte order mark, and empty lines, which are counted too. For "a\r\n\r\nb" it calls
+// take("a", 1) and take("b", 3).
 #include "cli/data/Data_lines.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// The lines of text files: what ends them, and what they are read with.
+// The lines of text files: their ends, the byte order mark, and the longest length.
 #ifndef ZANDREL_CLI_DATA_DATA_LINES_H_
 #define ZANDREL_CLI_DATA_DATA_LINES_H_
 
@@ -14,31 +14,31 @@
 
 namespace cli {
 
-// Takes the mark with which some editors begin a UTF-8 file off its first line.
+// Returns the first line of a file without the mark with which some editors begin UTF-8 files.
 std::string_view without_byte_order_mark(std::string_view line);
 
-// Takes the carriage return of a CR LF line end off a line.
+// Returns a line without the carriage return of a CR LF line end.
 std::string_view without_carriage_return(std::string_view line);
 
 // Opens a file for reading.
 // RAISES: Input_error if it cannot be opened.
 std::ifstream open_data_file(const std::string& path);
 
-// The error of a line that is longer than --max-line allows.
+// The error for a line that is longer than --max-line allows.
 Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest);
 
-// How long a line may be, in bytes without its end, and who takes the number of a longer one.
-// Without `refuse` a longer line is an error.
+// The longest length of a line, in bytes without its end, and a function that gets the number of a
+// longer line. If `refuse` is empty, a longer line is an error.
 struct Line_limit {
     std::size_t longest = kLongestLine;
     std::function<void(std::size_t number)> refuse = {};
 };
 
 // Calls `take` with each line that is not empty, without its end and without a byte order mark, and
-// with its number, counted from 1. A line that is longer than the limit is skipped, and never in
-// memory whole. `name`: the file's name for messages.
-// RAISES: Input_error if reading fails; Data_error for a line that is too long, if nobody takes its
-// number; what `take` and `refuse` raise.
+// with its number, counted from 1. A line that is longer than the limit is skipped, and is never
+// completely in memory. `name`: of the file, for messages.
+// RAISES: Input_error if reading fails; Data_error for a line that is too long if `limit.refuse` is
+// empty; what `take` and `refuse` raise.
 void for_each_line(std::istream& input, const std::string& name,
                    const std::function<void(std::string_view line, std::size_t number)>& take,
                    const Line_limit& limit = {});

@@ -1,3 +1,8 @@
+// One function for each kind of warning; the functions at the end call them in a fixed order.
+//
+// Labels that differ only in case or blanks are found by a key: the label without white space and
+// with folded case. "Sport", "sport " and "SPORT" all have the key "sport", so the warning lists
+// them together: "SPORT", "Sport", "sport ".
 #include "cli/data/Data_warnings.h"
 
 #include <algorithm>
@@ -23,7 +28,7 @@ using Texts = std::vector<Labelled_text>;
 using Warnings = std::vector<std::string>;
 using Labels = std::vector<std::string_view>;
 
-constexpr std::size_t kListed = 3;  // labels or groups of them that a message names
+constexpr std::size_t kListed = 3;  // so many labels or groups are named in a message
 constexpr std::size_t kShownCharacters = 40;
 constexpr std::size_t kFewTextsOfALabel = 5;
 
@@ -36,7 +41,8 @@ constexpr std::array<std::string_view, 24> kTextWords = {
     "question", "review",  "sentence", "sentences",   "subject",   "summary",
     "text",     "texts",   "title",    "tweet",       "utterance", "utterances"};
 
-// The character at a position, which moves behind it; below 0 for bytes that are not UTF-8.
+// Returns the character at a position, and moves the position after it. The result is below 0 for
+// bytes that are not UTF-8.
 UChar32 next_character(std::string_view text, std::size_t& position) {
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     UChar32 character = 0;
@@ -65,7 +71,7 @@ void append_character(UChar32 character, std::string& text) {
     text.append(reinterpret_cast<const char*>(bytes.data()), length);
 }
 
-// Labels that differ only in case or blanks have the same key.
+// Returns the label without white space and with folded case.
 std::string key_of(std::string_view label) {
     std::string key;
     for (std::size_t position = 0; position < label.size();) {
@@ -80,7 +86,7 @@ std::string key_of(std::string_view label) {
     return key;
 }
 
-// Where label and text are swapped, a label is as long as a text.
+// Shortened: if the columns of label and text are swapped, a label is as long as a text.
 std::string shown_label(std::string_view label) {
     std::size_t position = 0;
     for (std::size_t i = 0; i < kShownCharacters && position < label.size(); ++i) {
@@ -106,7 +112,7 @@ std::string counted(std::size_t count, const char* noun) {
     return grouped(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-// "Label" and "#label:" are the same word.
+// Compares only the ASCII letters, in lower case: "Label" and "#label:" are the same word.
 template <std::size_t Count>
 bool is_one_of(const std::array<std::string_view, Count>& words, std::string_view field) {
     std::string letters;
@@ -230,7 +236,7 @@ Labels labels_of(const Counts& counts) {
 // Labels with the same key, such as "Sport" and "sport".
 using Groups = std::map<std::string, std::set<std::string_view>>;
 
-// `known`: labels of a model, which count only beside a label of the data.
+// `known`: labels of the model. A group needs at least one label of the data.
 Groups groups_of(const Labels& of_data, const Labels& known) {
     Groups groups;
     for (const std::string_view label : of_data) {
@@ -282,7 +288,8 @@ void warn_of_unknown(const Counted_labels& test, const Labels& known, Warnings& 
     }
 }
 
-// All that is said of a test, but for the likeness of its labels.
+// All warnings about the texts to classify, except the one about labels that differ only in case or
+// blanks.
 Counted_labels warn_of_test(const Named_texts& test, const Labels& known, Warnings& warnings) {
     Counted_labels counts = count_labels({test});
     warn_of_files({test}, warnings);

@@ -1,4 +1,4 @@
-// Data_warnings: what is allowed in labelled texts, but is probably a mistake.
+// Data_warnings: finds probable mistakes in labelled texts that are not errors.
 #ifndef ZANDREL_CLI_DATA_DATA_WARNINGS_H_
 #define ZANDREL_CLI_DATA_DATA_WARNINGS_H_
 
@@ -14,25 +14,21 @@ struct Named_texts {
     const std::vector<Labelled_text>& texts;  // BORROWS
 };
 
-// Each function returns one line for each finding, in a fixed order.
-//
-// Of each file:
+// Each function returns one line for each finding, in a fixed order. For each file:
 // - Its first text looks like a header line: its only label is a word such as "category", no other
 //   text of the file has this label, and the text up to a tab is a word such as "message". Upper
 //   case and characters other than letters are ignored: `#Label<TAB>"text"` looks like one too.
-// - Some bytes are not UTF-8.
-// Of all texts to train together, and of those to classify:
+// - Some bytes are not UTF-8. For all texts to train together, and for the texts to classify:
 // - There are more labels than a fifth of the texts, which often means swapped columns.
-// - Some labels have a single text.
-// Of all labels:
+// - Some labels have a single text. For all labels:
 // - Some differ only in case or blanks.
 
 // `files`: at least one.
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);
 
-// Of a test, also that the model knows none of its labels.
+// Also, for the texts to classify: the model knows none of their labels.
 std::vector<std::string> evaluation_warnings(const Named_texts& training, const Named_texts& test);
-// The same for a model that is there already, with the labels that it knows.
+// The same for a model that is trained already, with its labels.
 std::vector<std::string> evaluation_warnings(const std::vector<std::string>& known_labels,
                                              const Named_texts& test);
 

@@ -1,3 +1,5 @@
+// Reads the lines into groups, with a table from the name of a group to its place in the list, so
+// that the lines of a group need not follow each other.
 #include "cli/data/Label_groups.h"
 
 #include <fstream>
@@ -13,7 +15,7 @@ namespace cli {
 
 namespace {
 
-// Takes lines into groups. It knows where each group is, and which labels each has.
+// Adds lines to the groups. Its table has the place and the labels of each group.
 class Group_reader {
 public:
     explicit Group_reader(Label_groups& read) : m_read(read) {}
@@ -44,7 +46,7 @@ public:
 
 private:
     struct Known_group {
-        std::size_t place;  // among the groups that were read
+        std::size_t place;  // index in m_read.groups
         std::unordered_set<std::string> labels;
     };
 

@@ -1,4 +1,5 @@
-// Label_groups: which labels stand together under one node of the tree.
+// Label_groups: groups of labels, each of which becomes a node of the tree, and the reader of their
+// file.
 #ifndef ZANDREL_CLI_DATA_LABEL_GROUPS_H_
 #define ZANDREL_CLI_DATA_LABEL_GROUPS_H_
 
@@ -12,21 +13,21 @@ namespace cli {
 struct Label_group {
     std::string name;
     std::vector<std::string> labels;  // in the order of the file, each once
-    std::size_t line = 0;             // where the group is named first
+    std::size_t line = 0;             // the first line with the group
 };
 
-// In the order in which the file names them. A label may stand in several groups.
+// In the order of the file. A label may be in several groups.
 struct Label_groups {
     std::string file;  // empty: there are no groups
     std::vector<Label_group> groups;
 };
 
 // Reads lines `group<TAB>label` in UTF-8, with line ends and empty lines as in data files.
-// `name`: the file's name for messages. RAISES: Data_error for a line without a tab, with an empty
-// group or label, or that stands twice; Input_error if reading fails.
+// `name`: of the file, for messages. RAISES: Data_error for a line without a tab, with an empty
+// group or label, or that is in the file twice; Input_error if reading fails.
 Label_groups read_label_groups(std::istream& input, const std::string& name);
-// RAISES: as above; also Input_error for a file that cannot be opened, and Data_error for one
-// without a line.
+// RAISES: what read_label_groups raises; Input_error for a file that cannot be opened; Data_error
+// for a file without a line.
 Label_groups read_label_groups_file(const std::string& path);
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// Label_set: the labels of one text, to be asked for many others.
+// Label_set: looks labels up among the labels of one text.
 #ifndef ZANDREL_CLI_DATA_LABEL_SET_H_
 #define ZANDREL_CLI_DATA_LABEL_SET_H_
 
@@ -11,8 +11,8 @@
 
 namespace cli {
 
-// A usual text has a few labels, which are searched sooner than a table is made. A text of 100,000
-// labels, of which each is looked up, would take the square of their number.
+// Most texts have few labels. Searching them takes less time than making a table. But a text can
+// have 100,000 labels: looking each of them up without a table would take 100,000^2 comparisons.
 class Label_set {
 public:
     // BORROWS: the labels.

@@ -1,3 +1,5 @@
+// Splits a data line from left to right. `news,sport<TAB>a goal<TAB>at last` has the labels "news"
+// and "sport" and the text "a goal<TAB>at last": each column but the last ends at the next tab.
 #include "cli/data/Labelled_text.h"
 
 #include <algorithm>
@@ -13,7 +15,7 @@ namespace cli {
 
 namespace {
 
-// Where a line stands, for messages.
+// The file and number of a line, for messages.
 struct Place {
     const std::string& file;
     std::size_t line;
@@ -36,7 +38,7 @@ public:
     std::vector<std::string> take() { return std::move(m_labels); }
 
 private:
-    // A usual line has few labels, which are searched sooner than a set is made.
+    // Most lines have few labels. Searching them takes less time than making a set.
     static constexpr std::size_t kFewLabels = 16;
 
     bool is_new(std::string_view label) {
@@ -51,7 +53,7 @@ private:
 
     const Place& m_place;
     std::vector<std::string> m_labels;
-    std::unordered_set<std::string> m_known;  // the same, if they are many
+    std::unordered_set<std::string> m_known;  // the same labels; empty while they are few
 };
 
 std::vector<std::string> split_labels(std::string_view list, const Place& place) {
@@ -65,7 +67,7 @@ std::vector<std::string> split_labels(std::string_view list, const Place& place)
     return labels.take();
 }
 
-// Takes the column in front of the first tab off a line.
+// Returns the column before the first tab, and removes it and the tab from the line.
 std::string_view take_column(std::string_view& line, const Place& place, const char* complaint) {
     const std::size_t tab = line.find('\t');
     if (tab == std::string_view::npos) {
@@ -91,7 +93,7 @@ Labelled_text parse_line(std::string_view line, const Place& place, Columns colu
     return parsed;
 }
 
-// Notes a bad line in `skipped`.  RAISES: the error if bad lines are not to be skipped.
+// Counts a bad line in `skipped`. RAISES: the error if `skipped` is null.
 void skip(const Data_error& error, Skipped_lines* skipped) {
     if (skipped == nullptr) {
         throw Data_error(error);

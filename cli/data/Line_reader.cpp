@@ -1,3 +1,16 @@
+// Finds lines in a buffer that is filled chunk by chunk.
+//
+// The limits, with longest = 10. A line end is not counted, and the CR belongs to it only if an LF
+// follows, so we can decide only with the next byte:
+//
+//   "0123456789\r\n"    10 bytes without CR LF: a line
+//   "0123456789A\n"     11 bytes: too long
+//   "0123456789\r"      11 bytes so far, and no LF: may still be a line, if the next byte is LF
+//   "0123456789AB"      12 bytes so far: too long, whatever follows
+//
+// In the last case drop_excess drops the 12 bytes at once and remembers that the line is too long.
+// It drops each further chunk until an LF comes. So of a line of 10 GB we never have more than the
+// limit and a chunk of 8,192 bytes in memory.
 #include "cli/data/Line_reader.h"
 
 #include <array>
@@ -26,7 +39,7 @@ bool Line_reader::next(std::string_view& line) {
     return true;
 }
 
-// The last byte may be the CR of the line's end, which does not count.
+// The last byte may be the CR of the line end, which does not count.
 void Line_reader::drop_excess() {
     const std::size_t size = m_looked - m_begin;
     if (m_is_too_long || (size > 0 && size - 1 > m_longest)) {
@@ -40,7 +53,7 @@ std::string_view Line_reader::limited(std::string_view line) {
     return m_is_too_long ? std::string_view() : line;
 }
 
-// Waits for one byte at least, and takes what has come with it.
+// Waits for at least one byte, and takes the bytes that have arrived with it.
 bool Line_reader::read_more() {
     if (m_input.rdbuf()->in_avail() <= 0) {
         m_before_waiting();

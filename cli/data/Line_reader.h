@@ -1,4 +1,4 @@
-// Line_reader: the lines of a stream that may come slowly.
+// Line_reader: reads lines of a bounded length from a stream, and reports when it has to wait.
 #ifndef ZANDREL_CLI_DATA_LINE_READER_H_
 #define ZANDREL_CLI_DATA_LINE_READER_H_
 
@@ -14,43 +14,44 @@ namespace cli {
 // The default of --max-line in bytes: 64 MiB.
 inline constexpr std::size_t kLongestLine = std::size_t(64) << 20U;
 
-// Never keeps more of a line than the limit, so that an endless line cannot take all memory.
+// Keeps no more of a line than the limit and one chunk, so that an endless line cannot use all
+// memory.
 //
-// Says when no whole line is left of what has come, and the next one may have to be waited for:
-// that is the moment to hand answers on. Doing so after each line would cost a pipe's writer a
-// quarter of its time. A file has never to be waited for.
+// Calls a function when the bytes that have arrived contain no complete line and the next bytes may
+// not have arrived yet. That is the moment to flush answers. Flushing after each line would take a
+// quarter of the time if the input is a pipe. A file never makes us wait.
 class Line_reader {
 public:
-    // `before_waiting` is called before the stream is read, unless the stream is sure that bytes
-    // are there. BORROWS: `input`, which nobody else may read meanwhile. `longest`: in bytes,
-    // without the LF or CR LF at the end of a line.
+    // `before_waiting` is called before each read, unless the stream knows that bytes are
+    // available. `longest`: in bytes, without the LF or CR LF at the end of a line. BORROWS:
+    // `input`; nothing else may read it meanwhile.
     Line_reader(std::istream& input, std::function<void()> before_waiting,
                 std::size_t longest = kLongestLine)
         : m_input(input), m_before_waiting(std::move(before_waiting)), m_longest(longest) {}
 
-    // Takes the next line, without its LF, which the last one may lack. False: there is none, or
-    // reading failed, as the stream then says.
+    // Takes the next line, without its LF. The last line need not have an LF. Returns false at the
+    // end, or if reading failed; then the stream is bad().
     // VALID UNTIL: the next call.
     bool next(std::string_view& line);
 
-    // Returns whether the line that next() took is longer than the limit. The line is empty then,
-    // and its bytes have been skipped.
+    // Returns whether the line that next() took is longer than the limit. Then next() returns an
+    // empty line and skips its bytes.
     bool is_too_long() const { return m_is_too_long; }
 
 private:
-    // Forgets the bytes of an unfinished line that is too long already.
+    // Drops the bytes of an incomplete line that is already too long.
     void drop_excess();
     bool read_more();
-    // The line of those bytes, or an empty one if they are too many.
+    // Returns the line, or an empty one if it is too long.
     std::string_view limited(std::string_view line);
 
     std::istream& m_input;
     std::function<void()> m_before_waiting;
     std::size_t m_longest;
-    bool m_is_too_long = false;  // the line that is being read, or was read last
-    std::string m_bytes;         // read but not all handed out
-    std::size_t m_begin = 0;     // of what is not handed out
-    std::size_t m_looked = 0;    // there is no line end before
+    bool m_is_too_long = false;  // the line that we are reading, or have read last
+    std::string m_bytes;         // read, but not all returned as lines
+    std::size_t m_begin = 0;     // start of the bytes that are not returned yet
+    std::size_t m_looked = 0;    // there is no line end before this position
 };
 
 }  // namespace cli

@@ -1,3 +1,4 @@
+// Analyses each text into a bag once, and ranks the bags by each model.
 #include "cli/evaluate/Accuracy_meter.h"
 
 #include <cstddef>

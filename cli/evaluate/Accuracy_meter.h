@@ -1,4 +1,5 @@
-// Accuracy_meter: measures models again and again on the same texts.
+// Accuracy_meter: measures the accuracy of several models, or of one that changes, on the same
+// texts.
 #ifndef ZANDREL_CLI_EVALUATE_ACCURACY_METER_H_
 #define ZANDREL_CLI_EVALUATE_ACCURACY_METER_H_
 
@@ -13,11 +14,11 @@ namespace cli {
 
 class Text_model;
 
-// The texts are analysed once.
+// The constructor analyses the texts, so that each measurement only classifies them.
 class Accuracy_meter {
 public:
-    // BORROWS: `texts`, whose labels may change between two measurements. `analyst`, only for this
-    // call, analyses them; the models that are measured must analyse texts in the same way.
+    // BORROWS: `texts`; their labels may change between two measurements. `analyst` analyses the
+    // texts and is not kept. The measured models must have the same analysis.
     Accuracy_meter(const std::vector<Labelled_text>& texts, Text_model& analyst);
 
     // The share of texts whose best label is one of theirs.

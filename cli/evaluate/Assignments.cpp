@@ -1,3 +1,6 @@
+// One tally for each label. The micro average adds all tallies and then computes the ratios; the
+// macro average computes the ratios of each label that has texts, and takes their mean.
+// Evaluation.cpp has an example.
 #include "cli/evaluate/Assignments.h"
 
 #include <algorithm>
@@ -10,10 +13,6 @@
 namespace cli {
 
 namespace {
-
-Averages averages_of(const Tally& tally) {
-    return {tally.precision(), tally.recall(), tally.f1()};
-}
 
 Averages mean_of(const std::vector<Category_tally>& categories) {
     Averages sum;
@@ -39,7 +38,7 @@ Assignment_counter::Assignment_counter(double threshold, const std::vector<std::
 }
 
 void Assignment_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
-    // Best first, so the labels that are given come before all others.
+    // Rankings are sorted by score, so the given labels are at the beginning.
     const auto given_end =
         std::find_if(ranking.begin(), ranking.end(),
                      [this](const Scored_label& entry) { return entry.score < m_threshold; });
@@ -70,7 +69,7 @@ Assignments Assignment_counter::assignments() const {
         result.categories.push_back({label, tally});
         all += tally;
     }
-    result.micro = averages_of(all);
+    result.micro = {all.precision(), all.recall(), all.f1()};
     result.macro = mean_of(result.categories);
     return result;
 }

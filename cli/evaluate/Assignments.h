@@ -1,4 +1,4 @@
-// Assignments: how well the labels at or above a threshold are the texts' labels.
+// Assignments: precision, recall and F1 of the labels at or above a threshold.
 #ifndef ZANDREL_CLI_EVALUATE_ASSIGNMENTS_H_
 #define ZANDREL_CLI_EVALUATE_ASSIGNMENTS_H_
 
@@ -26,16 +26,17 @@ struct Category_tally {
 
 struct Assignments {
     double threshold = 0.0;
-    Averages micro;                          // of all decisions in one tally
-    Averages macro;                          // means over the labels that texts have; 0 without any
-    std::vector<Category_tally> categories;  // by label, bytewise; those without a text too
+    Averages micro;  // of all decisions, counted in one tally
+    Averages macro;  // means over the labels that texts have; 0 if there are none
+    // Sorted by the bytes of the label; also labels without a text.
+    std::vector<Category_tally> categories;
 };
 
-// Counts decisions. Each text may have any number of labels and is given any number: those whose
-// score is at least the threshold. A label without a result is never given.
+// Counts decisions. A text has any number of labels, and we give it any number of labels: those
+// with a score of at least the threshold. A label without a score is not given.
 class Assignment_counter {
 public:
-    // `labels`: those of the model. The texts may bring others.
+    // `labels`: of the model. Texts may have other labels.
     Assignment_counter(double threshold, const std::vector<std::string>& labels);
 
     void add(const std::vector<std::string>& labels, const Ranking& ranking);

@@ -1,3 +1,34 @@
+// Reads all data, makes the model, ranks all labels for each text, and computes the figures from
+// the rankings.
+//
+// The figures, for three texts and the labels golf, chess and tax, with the threshold 0.5:
+//
+//   labels of the text   ranking                   best label     labels >= 0.5
+//   golf                 golf 0.9, chess 0.2       golf: right    golf
+//   chess                golf 0.9, chess 0.5       golf: wrong    golf, chess
+//   golf, tax            tax 0.7                   tax: right     tax
+//
+// Best label (Metrics):
+//   accuracy = right / texts = 2/3
+//   F1 of a label = 2 hits / (texts with the label + texts that got it):
+//     golf 2*1/(2+2) = 1/2, chess 0/(1+0) = 0, tax 2*1/(1+1) = 1
+//   macro F1 = mean over the labels = (1/2 + 0 + 1) / 3 = 1/2
+//
+// Labels at or above the threshold (Assignments):
+//   golf: 1 hit (text 1), 1 miss (text 3), 1 false alarm (text 2); chess: 1 hit; tax: 1 hit
+//   precision = hits / (hits + false alarms), recall = hits / (hits + misses)
+//   micro, all together: precision 3/4, recall 3/4, F1 = 2*3/(4+4) = 3/4
+//   macro, mean over the labels: precision (1/2 + 1 + 1) / 3 = 5/6, recall 5/6, F1 5/6
+//
+// Calibration of the best labels, each score in one of 15 bins of the width 0.0667:
+//   bin 13: 0.9 and 0.9, 1 right: |1.8 - 1| = 0.8; bin 10: 0.7, 1 right: |0.7 - 1| = 0.3
+//   ECE = (0.8 + 0.3) / 3 texts = 0.367
+//
+// Calibration of all 3 * 3 = 9 pairs of text and label; a pair without a score has 0:
+//   bin 13: 0.8; bin 10: 0.3; bin 7: 0.5, 1 right: 0.5; bin 3: 0.2, 0 right: 0.2;
+//   bin 0: four scores 0, of which text 3 with golf is right: |0 - 1| = 1
+//   ECE = (0.8 + 0.3 + 0.5 + 0.2 + 1) / 9 pairs = 0.311
+//   Brier score = (0.1^2 + 0.2^2 + 0.9^2 + 0.5^2 + 0.3^2 + 1^2) / 3 texts = 2.2 / 3 = 0.733
 #include "cli/evaluate/Evaluation.h"
 
 #include <algorithm>
@@ -40,7 +71,7 @@ void measure(Phase& phase, const Text_model& model, const Work& work) {
     phase.analysis_seconds += model.analysis_seconds() - analysis_before;
 }
 
-// All figures of quality, from texts and their rankings as they come.
+// Collects all figures of quality, text by text.
 class Quality {
 public:
     Quality(double threshold, const std::vector<std::string>& labels)
@@ -61,7 +92,7 @@ public:
     void put_into(Evaluation& result) const {
         result.metrics = m_top.metrics();
         result.assignments = m_assignments.assignments();
-        // Its list has the labels of the model and those of the texts.
+        // `categories` has the labels of the model and of the texts.
         const std::size_t label_count = result.assignments.categories.size();
         result.calibration = m_calibration.calibration(label_count);
         if (m_has_raw) {
@@ -77,8 +108,8 @@ private:
     bool m_has_raw = false;
 };
 
-// So few texts that their rankings, each with all labels, take little memory, and so many that the
-// clock is seldom read.
+// Few texts, so that their rankings, each with all labels, need little memory; but enough that
+// reading the clock before and after a batch costs nothing.
 constexpr std::size_t kBatchSize = 256;
 
 void check_interrupt(CTProgress* progress) {
@@ -101,14 +132,14 @@ void count_steps(CTProgress* progress, std::size_t steps) {
     }
 }
 
-// The rankings of some texts, and their cost.
+// The rankings of the texts of a batch, and their cost.
 struct Batch {
     Phase cost;
     std::vector<Ranking> rankings;
-    std::vector<Ranking> raw_rankings;  // without likelihood tables; none if there are no tables
+    std::vector<Ranking> raw_rankings;  // without likelihood tables; empty if the model has none
 };
 
-// Ranks all labels for each text. The scores without tables are no part of what is measured.
+// Ranks all labels for each text. The cost does not include the rankings without tables.
 Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_model& model) {
     Batch batch;
     std::vector<qtPtrLight<zeSml>> bags;
@@ -128,8 +159,8 @@ Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_mode
     return batch;
 }
 
-// How a worker hands its batch over. The tree was there before the worker was, so it is at the same
-// addresses in both processes, so we send nodes instead of labels.
+// A worker sends its batch as bytes. The worker is a copy of this process, so the tree is at the
+// same addresses in both. So we send pointers to nodes instead of labels.
 
 template <class Value>
 void put(const Value& value, std::string& bytes) {
@@ -184,8 +215,8 @@ Batch batch_of(std::string_view bytes) {
     return batch;
 }
 
-// Ranks texts by a model, batch by batch, and adds up the figures. They are no part of what is
-// measured.
+// Ranks texts batch by batch, and adds their figures. The cost of the phase includes the ranking,
+// not the figures.
 class Classification {
 public:
     Classification(const Texts& texts, Text_model& model, CTProgress* progress, Phase& phase,
@@ -208,7 +239,7 @@ public:
     }
 
 private:
-    // A task is where a batch begins.
+    // A task is the index of the first text of a batch.
     void run_by_workers(std::size_t jobs) {
         Worker_pool pool(jobs, [this](std::string_view task) {
             return bytes_of(batch_at(get<std::size_t>(task)));
@@ -233,12 +264,9 @@ private:
         add(begin, done.answer ? batch_of(*done.answer) : batch_at(begin));
     }
 
-    std::size_t end_of(std::size_t begin) const {
-        return std::min(begin + kBatchSize, m_texts.size());
-    }
-
     Batch batch_at(std::size_t begin) const {
-        return rank_batch(m_texts.data() + begin, m_texts.data() + end_of(begin), m_model);
+        const std::size_t end = std::min(begin + kBatchSize, m_texts.size());
+        return rank_batch(m_texts.data() + begin, m_texts.data() + end, m_model);
     }
 
     void add(std::size_t begin, const Batch& batch) {
@@ -285,18 +313,10 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
 }
 
 struct Data {
-    Texts to_train;  // none if the model is read from its file
+    Texts to_train;  // empty if the model is read from its file
     Texts to_classify;
     Texts to_learn;
 };
-
-Texts texts_to_train(const Evaluation_options& options, Skipped_lines* skipped) {
-    if (!options.kc_file.empty()) {
-        return {};
-    }
-    return read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
-                              options.longest_line);
-}
 
 void check_input(const Evaluation_options& options) {
     const std::vector<std::string> files = {options.train_file, options.test_file,
@@ -314,7 +334,11 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     check_interrupt(options.progress);
     check_input(options);
     Data data;
-    data.to_train = texts_to_train(options, skipped);
+    if (options.kc_file.empty()) {
+        data.to_train =
+            read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
+                               options.longest_line);
+    }
     data.to_classify =
         read_labelled_file(options.test_file, skipped, Columns::kText, options.longest_line);
     if (options.learn_file) {
@@ -338,7 +362,8 @@ void warn_of_data(const Evaluation_options& options, const Data& data,
     }
 }
 
-// A model that is trained here knows the labels of its data, so its warnings need not wait for it.
+// The warnings need the labels of the model. For a trained model these are the labels of its data,
+// so we can warn before the training.
 std::unique_ptr<Text_model> model_of(const Evaluation_options& options, const Data& data,
                                      Evaluation& result) {
     if (options.kc_file.empty()) {

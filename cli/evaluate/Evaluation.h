@@ -1,4 +1,4 @@
-// Evaluation: trains on one file or loads a model, classifies another, and measures.
+// Evaluation: trains or reads a model, classifies a data file, and measures quality and cost.
 #ifndef ZANDREL_CLI_EVALUATE_EVALUATION_H_
 #define ZANDREL_CLI_EVALUATE_EVALUATION_H_
 
@@ -23,61 +23,62 @@
 namespace cli {
 
 struct Evaluation_options {
-    std::string kc_file;           // empty: a model is trained
+    std::string kc_file;           // empty: train a model
     Given_analysis analysis = {};  // for the container
-    std::string train_file;        // of a model that is trained, as `bootstraps` and `model`
+    std::string train_file;        // for a trained model, like `bootstraps` and `model`
     std::string test_file;
-    double threshold = 0.5;  // least score, 0..1, at which a label is given to a text
+    double threshold = 0.5;  // a label with at least this score is given to the text; 0 to 1
     bool skips_bad_lines = false;
-    std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
-    // Processes that classify the texts of the test file (Worker_pool). Learning has one.
+    std::size_t longest_line = kLongestLine;  // in bytes; a longer line is bad
+    // Number of processes that classify the texts of the test file (Worker_pool). Learning uses
+    // one.
     std::size_t jobs = 1;
-    bool bootstraps = false;  // from titles and keywords, instead of training on the texts
+    bool bootstraps = false;                // trains on titles and keywords instead of the texts
     std::optional<std::string> learn_file;  // texts to learn after training
-    std::size_t bulk_size = 1000;           // so many at a time
+    std::size_t bulk_size = 1000;           // texts of `learn_file` in one bulk
     std::optional<std::string> text_to_explain;
     Model_options model;
     CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
-    // Takes what is probably a mistake in the data (evaluation_warnings), before the long work. May
-    // be empty.
+    // Gets the warnings about probable mistakes in the data (evaluation_warnings), before the long
+    // work. May be empty.
     std::function<void(const std::string&)> warn = {};
 };
 
-// What went through one phase and what it cost.
+// The texts of one phase, and its cost.
 struct Phase {
     std::size_t texts = 0;
-    std::size_t bytes = 0;     // of the texts
-    double cpu_seconds = 0.0;  // of the whole phase and all processes, without reading the file
-    double analysis_seconds = 0.0;  // the share of that which text analysis took
+    std::size_t bytes = 0;          // of the texts
+    double cpu_seconds = 0.0;       // of all processes; without reading the file
+    double analysis_seconds = 0.0;  // the part of `cpu_seconds` for text analysis
 };
 
-// What it cost to read a model instead of training it.
+// The cost of reading a model.
 struct Loading {
     std::uintmax_t bytes = 0;  // of the file
     double cpu_seconds = 0.0;
 };
 
-// Plain figures, of the model as it was before it learned further texts; printing them is the
-// report's part.
+// The figures are of the model before it learned further texts, except `learning` and
+// `explanation`.
 struct Evaluation {
-    std::optional<Phase> training;   // of a model that was trained here
-    std::optional<Loading> loading;  // of one that was read
+    std::optional<Phase> training;   // if the model was trained here
+    std::optional<Loading> loading;  // if the model was read
     Phase classifying;
     std::size_t trained_labels = 0;              // of the model
     Metrics metrics;                             // of the best label of each text
     Assignments assignments;                     // of the labels at or above the threshold
     Calibration calibration;                     // of the scores of all labels
-    std::optional<Calibration> raw_calibration;  // the same without likelihood tables; if there are
-    std::vector<Learning_step> learning;  // the model before the first bulk and after each; or none
-    Skipped_lines skipped;                // of all files
+    std::optional<Calibration> raw_calibration;  // without likelihood tables; missing if none
+    std::vector<Learning_step> learning;         // before the first bulk and after each, if any
+    Skipped_lines skipped;                       // of all files
     std::optional<Explanation> explanation;
-    std::size_t peak_memory_bytes = 0;  // of the process, the files' texts included
+    std::size_t peak_memory_bytes = 0;  // of the process, with the texts of the files
 };
 
 // Each data file may be "-", standard input.
-// RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error: all files are read
-// before any work is done. Usage_error if standard input is named twice. Bad lines are no error if
-// they are skipped. Also the errors of read_model, and Data_error if a compact container is to
+// RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error, before any work, since
+// all files are read first; bad lines are no error if they are skipped; Usage_error if standard
+// input is named twice; what read_model raises; Data_error if a compact container would have to
 // learn.
 Evaluation evaluate(const Evaluation_options& options);
 

@@ -1,3 +1,5 @@
+// Learns a bulk, measures, and repeats. Only the learning is timed. 2,500 texts in bulks of 1,000
+// give four steps: before, and after 1,000, 1,000 and 500 texts.
 #include "cli/evaluate/Learning.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Learning: what becomes of a model as it takes in further texts.
+// Learning: measures how a model changes while it learns further texts.
 #ifndef ZANDREL_CLI_EVALUATE_LEARNING_H_
 #define ZANDREL_CLI_EVALUATE_LEARNING_H_
 
@@ -14,12 +14,12 @@ namespace cli {
 
 class Text_model;
 
-// The model after one bulk.
+// The model after learning one bulk.
 struct Learning_step {
-    std::size_t texts = 0;  // of this bulk; 0 for the model before the first
-    double accuracy = 0.0;  // of the test texts
+    std::size_t texts = 0;  // of this bulk; 0 for the model before the first one
+    double accuracy = 0.0;  // on the test texts
     Model_size size;
-    double cpu_seconds = 0.0;  // of learning this bulk, text analysis included
+    double cpu_seconds = 0.0;  // for learning this bulk, with text analysis
 };
 
 // Learns `texts` in bulks of `bulk_size` and measures the model on `test_texts`, before the first

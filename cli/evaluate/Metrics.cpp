@@ -1,3 +1,5 @@
+// One tally for each label, as if each text were given only its best label. Evaluation.cpp has an
+// example.
 #include "cli/evaluate/Metrics.h"
 
 #include <algorithm>
@@ -44,7 +46,8 @@ Metrics Metrics_counter::metrics() const {
     result.accuracy = ratio(static_cast<double>(m_correct), m_texts);
     double f1_sum = 0.0;
     for (const auto& [label, tally] : m_labels) {
-        // A label that was only predicted has no texts here that it could be measured by.
+        // A label that was predicted but is not a label of any text has no recall, so it is not in
+        // the mean.
         if (tally.texts() > 0) {
             ++result.labels;
             f1_sum += tally.f1();
@@ -60,7 +63,7 @@ std::vector<Confusion> Metrics_counter::worst_first() const {
     for (const auto& [pair, texts] : m_confusions) {
         confusions.push_back({pair.first, pair.second, texts});
     }
-    // Stable, so that among equal counts the map's order by text stays.
+    // Stable, so that confusions of equally many texts remain in the order of the map.
     std::stable_sort(
         confusions.begin(), confusions.end(),
         [](const Confusion& left, const Confusion& right) { return left.texts > right.texts; });

@@ -1,4 +1,4 @@
-// Metrics: how often the best label was right, and where it was wrong.
+// Metrics: accuracy and F1 of the best labels, and the confusions.
 #ifndef ZANDREL_CLI_EVALUATE_METRICS_H_
 #define ZANDREL_CLI_EVALUATE_METRICS_H_
 
@@ -12,7 +12,7 @@
 
 namespace cli {
 
-// Texts of some labels for which the best label was another one.
+// The texts with the same labels and the same wrong best label.
 struct Confusion {
     std::string expected;  // the text's labels, joined by commas
     std::string got;       // empty if there was no result
@@ -25,12 +25,12 @@ struct Metrics {
     std::size_t labels = 0;             // different labels of the texts
     double accuracy = 0.0;              // correct / texts; 0 without texts
     double macro_f1_top = 0.0;          // mean F1 of the labels; 0 without texts
-    std::vector<Confusion> confusions;  // most texts first, then by text of expected and of got
+    std::vector<Confusion> confusions;  // most texts first, then sorted by `expected` and `got`
 };
 
-// Counts predictions. Each text has one prediction, its best label, and one label or more. A label
-// of the text is a hit if it is the prediction and a miss otherwise; a prediction that is none of
-// the text's labels is a false alarm for its label.
+// Counts predictions. Each text has at least one label and one prediction, its best label. A label
+// of the text is a hit if it is the prediction, and a miss otherwise. A prediction that is not a
+// label of the text is a false alarm for the predicted label.
 class Metrics_counter {
 public:
     // `predicted`: empty if there was no result.

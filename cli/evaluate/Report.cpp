@@ -1,3 +1,4 @@
+// Each block of the report is a table with a name column and number columns of fixed widths.
 #include "cli/evaluate/Report.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ std::string percent(double share) {
     return with_decimals(100 * share, 2) + " %";
 }
 
-// An amount per CPU second, or a dash where the clock was too coarse to tell.
+// An amount per CPU second, or a dash if the measured time is 0.
 std::string per_second(double amount, const Phase& phase, int decimals) {
     return phase.cpu_seconds > 0.0 ? with_decimals(amount / phase.cpu_seconds, decimals) : "-";
 }
@@ -141,10 +142,6 @@ void print_cost(const Evaluation& evaluation, std::ostream& out) {
               {megabytes(static_cast<double>(evaluation.peak_memory_bytes), 0)});
 }
 
-std::string shown(const std::string& got) {
-    return got.empty() ? "(no result)" : shown_text(got);
-}
-
 void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& out) {
     const std::size_t count = std::min(wanted, metrics.confusions.size());
     if (count == 0) {
@@ -158,8 +155,8 @@ void print_confusions(const Metrics& metrics, std::size_t wanted, std::ostream& 
     for (std::size_t i = 0; i < count; ++i) {
         const Confusion& confusion = metrics.confusions[i];
         out << right_aligned(grouped(confusion.texts), 7) << "  "
-            << left_aligned(shown_text(confusion.expected), width) << " -> " << shown(confusion.got)
-            << '\n';
+            << left_aligned(shown_text(confusion.expected), width) << " -> "
+            << (confusion.got.empty() ? "(no result)" : shown_text(confusion.got)) << '\n';
     }
 }
 

@@ -1,4 +1,4 @@
-// Report: an evaluation as text for people.
+// Report: prints an evaluation as tables.
 #ifndef ZANDREL_CLI_EVALUATE_REPORT_H_
 #define ZANDREL_CLI_EVALUATE_REPORT_H_
 
@@ -14,7 +14,7 @@ struct Report_options {
     bool lists_categories = false;
 };
 
-// Prints the figures with their units (1 MB is a million bytes).
+// Prints the figures with units; 1 MB is a million bytes.
 void print_report(const Evaluation& evaluation, const Report_options& options, std::ostream& out);
 
 }  // namespace cli

@@ -1,3 +1,5 @@
+// Writes the same figures as the report, with full precision. Members that do not apply are null or
+// missing.
 #include "cli/evaluate/Report_json.h"
 
 #include <algorithm>
@@ -54,7 +56,7 @@ Json phase_json(const Phase& phase, std::size_t labels) {
             {"analysis_seconds", phase.analysis_seconds}};
 }
 
-// Of the two ways to a model the one that was not gone is null.
+// A model was either trained or read; the member for the other case is null.
 void add_model(const Evaluation& evaluation, Json& json) {
     json["training"] = nullptr;
     json["loading"] = nullptr;

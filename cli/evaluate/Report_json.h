@@ -1,4 +1,4 @@
-// Report_json: an evaluation as JSON for programs.
+// Report_json: an evaluation as a JSON object.
 #ifndef ZANDREL_CLI_EVALUATE_REPORT_JSON_H_
 #define ZANDREL_CLI_EVALUATE_REPORT_JSON_H_
 
@@ -10,9 +10,9 @@
 
 namespace cli {
 
-// Everything that is known, as one object, with at most `confusion_count` of the confusions.
-// Shares and scores are 0..1, times seconds, sizes bytes. Here `micro_f1` and `macro_f1` are those
-// of the labels at the threshold, and `macro_f1_top` is that of the best labels.
+// All figures, with at most `confusion_count` confusions. Shares and scores are from 0 to 1, times
+// are in seconds, sizes in bytes. `micro_f1` and `macro_f1` are for the labels at the threshold,
+// and `macro_f1_top` for the best labels.
 nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t confusion_count);
 
 }  // namespace cli

@@ -1,3 +1,5 @@
+// The ratios of a tally. 3 hits, 1 miss and 2 false alarms: precision 3/5, recall 3/4,
+// F1 = 2*3 / (4+5) = 2/3.
 #include "cli/evaluate/Tally.h"
 
 namespace cli {

@@ -1,4 +1,4 @@
-// Tally: how one label was given to texts, and what follows from that.
+// Tally: hits, misses and false alarms of one label, and its precision, recall and F1.
 #ifndef ZANDREL_CLI_EVALUATE_TALLY_H_
 #define ZANDREL_CLI_EVALUATE_TALLY_H_
 
@@ -6,15 +6,15 @@
 
 namespace cli {
 
-// part / whole; 0 where there is nothing to divide by.
+// part / whole; 0 if `whole` is 0.
 double ratio(double part, std::size_t whole);
 
-// Counts of texts. Each ratio is 0 where it has nothing to divide by: a label that is never given
-// has no precision to show, and one that no text has no recall.
+// Counts of texts. A ratio with the divisor 0 is 0: the precision of a label that was never given,
+// and the recall of a label that no text has.
 struct Tally {
-    std::size_t hits = 0;          // have the label and were given it
-    std::size_t misses = 0;        // have it and were not given it
-    std::size_t false_alarms = 0;  // do not have it and were given it
+    std::size_t hits = 0;          // have the label and got it
+    std::size_t misses = 0;        // have it and did not get it
+    std::size_t false_alarms = 0;  // do not have it and got it
 
     Tally& operator+=(const Tally& other);
 

@@ -1,3 +1,4 @@
+// The texts of the topics. They say what several commands have in common; docs/ has the details.
 #include "cli/help/Help_topics.h"
 
 #include <algorithm>

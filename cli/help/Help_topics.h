@@ -1,4 +1,4 @@
-// Help_topics: the pages of help that belong to more than one command.
+// Help_topics: help texts on subjects of several commands.
 #ifndef ZANDREL_CLI_HELP_HELP_TOPICS_H_
 #define ZANDREL_CLI_HELP_HELP_TOPICS_H_
 
@@ -8,9 +8,9 @@
 namespace cli {
 
 struct Help_topic {
-    std::string_view name;     // a word of `zandrel help`; never that of a command
+    std::string_view name;     // the word after `zandrel help`; not the name of a command
     std::string_view summary;  // one line
-    std::string_view text;     // lines, the last one without its end
+    std::string_view text;     // several lines; no line end after the last one
 };
 
 // In the order in which the help lists them.

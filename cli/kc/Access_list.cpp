@@ -1,3 +1,25 @@
+// Reads, changes and writes a POSIX access list in the form of Linux.
+//
+// The list is an extended attribute: four bytes of version, 2, then eight bytes for each entry:
+// kind, rights and id, all with the lowest byte first. Rights are 4 (read), 2 (write) and 1 (run).
+// The mask bounds the rights of all named users and groups and of the owning group: their entry &
+// mask.
+//
+// Example: the permissions 664 (of_permissions), and the same after move_group_rights(4242):
+//
+//   kind               rights              rights  bytes of the entry
+//   owner       01     6                   6       01 00 06 00 FF FF FF FF
+//   group       04     6                   4       04 00 04 00 FF FF FF FF
+//   group 4242  08                         6       08 00 06 00 92 10 00 00
+//   mask        10                         6       10 00 06 00 FF FF FF FF
+//   others      20     4                   4       20 00 04 00 FF FF FF FF
+//
+// The new owning group has 6 & 4 = 4. The mask begins as the old group's 6, so that it forbids
+// nothing, and gets the added 6. 4242 is 0x1092. The whole attribute has 4 + 5 * 8 = 44 bytes.
+//
+// A mask that forbids something is applied before it becomes wider: with "user 7 6, mask 4", user 7
+// may only read. If an entry with 6 is added, the mask becomes 4 | 6 = 6, and "user 7 6" would gain
+// the right to write. So add() first reduces that entry to 6 & 4 = 4.
 #include "cli/kc/Access_list.h"
 
 #include <algorithm>
@@ -11,7 +33,7 @@ namespace {
 
 constexpr std::size_t kVersionSize = 4;
 constexpr std::size_t kEntrySize = 8;
-constexpr std::uint32_t kNobody = 0xFFFFFFFF;  // the id of entries that name nobody
+constexpr std::uint32_t kNobody = 0xFFFFFFFF;  // the id in entries without a name
 constexpr std::uint16_t kRead = ACL_READ;
 constexpr std::uint16_t kWrite = ACL_WRITE;
 constexpr unsigned int kOwnerShift = 6;
@@ -19,7 +41,7 @@ constexpr unsigned int kGroupShift = 3;
 constexpr unsigned int kAllRights = 07;
 constexpr unsigned int kByteBits = 8;
 
-// Numbers have their lowest byte first.
+// The lowest byte comes first.
 std::uint32_t number_in(std::string_view bytes) {
     std::uint32_t number = 0;
     for (std::size_t i = bytes.size(); i-- > 0;) {
@@ -36,10 +58,6 @@ void append(std::uint32_t number, std::size_t size, std::string& bytes) {
 
 bool names_somebody(std::uint16_t kind) {
     return kind == ACL_USER || kind == ACL_GROUP;
-}
-
-bool is_bound_by_mask(std::uint16_t kind) {
-    return names_somebody(kind) || kind == ACL_GROUP_OBJ;
 }
 
 }  // namespace
@@ -146,7 +164,7 @@ void Access_list::set_rights(std::uint16_t kind, std::uint16_t rights) {
 void Access_list::apply_mask() {
     const std::uint16_t mask = is_extended() ? rights_of(ACL_MASK) : kAllRights;
     for (Entry& entry : m_entries) {
-        if (is_bound_by_mask(entry.kind)) {
+        if (names_somebody(entry.kind) || entry.kind == ACL_GROUP_OBJ) {
             entry.rights &= mask;
         }
     }
@@ -154,10 +172,11 @@ void Access_list::apply_mask() {
 
 void Access_list::add(const Entry& added) {
     if (!is_extended()) {
-        // The mask bounds the owning group and all named entries, so it begins with the group's.
+        // A list without named entries has no mask. The mask bounds the owning group too, so it
+        // begins with the rights of the group.
         m_entries.push_back({ACL_MASK, rights_of(ACL_GROUP_OBJ), kNobody});
     }
-    apply_mask();  // a wider mask must not give others what it has forbidden them
+    apply_mask();  // a wider mask must not give back what the old one denied
     set_rights(ACL_MASK, rights_of(ACL_MASK) | added.rights);
     const auto same = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
         return entry.kind == added.kind && entry.id == added.id;

@@ -1,4 +1,4 @@
-// Access_list: who may do what with a file, beyond its owner, its group and all others.
+// Access_list: the rights of a file's owner, its group, further named users and groups, and others.
 #ifndef ZANDREL_CLI_KC_ACCESS_LIST_H_
 #define ZANDREL_CLI_KC_ACCESS_LIST_H_
 
@@ -16,35 +16,37 @@ inline constexpr const char* kAccessListAttribute = "system.posix_acl_access";
 // A POSIX access list. Rights are the numbers of chmod: 4 reads, 2 writes.
 class Access_list {
 public:
-    // The three entries that the permissions of a file without a list amount to.
+    // The list with three entries that has the same meaning as these permissions.
     static Access_list of_permissions(mode_t permissions);
 
-    // Reads the bytes of the attribute; nothing for another form than the one that Linux has.
+    // Reads the bytes of the attribute. Returns nothing if they do not have the form that Linux
+    // uses.
     static std::optional<Access_list> parsed(const std::string& bytes);
     std::string bytes() const;
 
-    // For a file whose owning group will be another: leaves the group and all others only what both
-    // of them have, so that no member of the former or of the new group gains a right.
+    // For a file that gets another owning group: the group and all others keep only the rights that
+    // both have, so that no member of the old or of the new group gains a right. 664 becomes 644.
     void reduce_group_and_others();
-    // For a file whose owner will be another, who gets at least the rights to read and write.
+    // For a file that gets another owner: the owner gets at least the rights to read and write.
     void let_owner_write();
 
     // Gives the rights to read and write to all who may write, and takes all other rights away.
     void keep_writers();
-    // Gives what the owning group may to this group, which is not the owning group any more. The
-    // new one keeps what all others have as well.
+    // For a file whose owning group was `group` and is another one now: names `group` with the
+    // rights of the owning group. The new owning group keeps only the rights that all others have,
+    // too.
     void move_group_rights(gid_t group);
-    // Gives what the owner may to this user, who is not the owner any more. The new owner gets at
-    // least the rights to read and write.
+    // For a file whose owner was `owner` and is another user now: names `owner` with the rights of
+    // the owner. The new owner gets at least the rights to read and write.
     void move_owner_rights(uid_t owner);
 
-    // Returns whether the owning group has the rights of all others, so that it needs no entry.
+    // Returns whether the owning group has the rights of all others, so that it need not be named.
     bool has_group_like_others() const;
-    // Returns whether everybody has the rights of the owner, so that he needs no entry.
+    // Returns whether everybody has the rights of the owner, so that the owner need not be named.
     bool lets_everybody_do_as_owner() const;
-    // Returns whether the list says more than permissions can.
+    // Returns whether permissions cannot express the list.
     bool is_extended() const;
-    // The permissions that come closest to it, for a file system without lists.
+    // The rights of owner, group and others without the named entries.
     mode_t plain_permissions() const;
 
 private:
@@ -56,12 +58,14 @@ private:
 
     std::uint16_t rights_of(std::uint16_t kind) const;
     void set_rights(std::uint16_t kind, std::uint16_t rights);
-    // Takes from named users and groups, and the owning group, what the mask forbids them.
+    // Removes the rights that the mask forbids from named users and groups and from the owning
+    // group.
     void apply_mask();
-    // Adds the rights of a named user or group, and the mask that such a list needs.
+    // Adds a named user or group, or adds rights to an entry that exists. Adds a mask if the list
+    // has none, since Linux demands one.
     void add(const Entry& added);
 
-    std::vector<Entry> m_entries;  // as Linux demands: by kind
+    std::vector<Entry> m_entries;  // sorted by kind, as Linux demands
 };
 
 }  // namespace cli

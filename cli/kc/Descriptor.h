@@ -1,4 +1,4 @@
-// Descriptor: the number of an open file, which is closed with the object.
+// Descriptor: the number of an open file; the destructor closes the file.
 #ifndef ZANDREL_CLI_KC_DESCRIPTOR_H_
 #define ZANDREL_CLI_KC_DESCRIPTOR_H_
 
@@ -9,7 +9,7 @@ namespace cli {
 
 class Descriptor {
 public:
-    // OWNS: `number`; -1: no file.
+    // OWNS: the open file of this number; -1: no file.
     explicit Descriptor(int number = -1) : m_number(number) {}
 
     Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}

@@ -1,3 +1,33 @@
+// Reads the attributes of a file, and gives them to another file as far as the system allows it.
+//
+// The idea: a container keeps its owner, its group and everybody's rights when another user
+// replaces it. Only root may give a file to another user; others may give their files only to
+// groups of which they are members. Where the system refuses, the access list of the new file names
+// the old owner or the old group.
+//
+// Example: "a.kc" belongs to user 1000 and group 4242 and has the permissions 664. User 1001, who
+// is in this group, learns into it. The steps of give_to for the new file, which has 600 at first:
+//
+//   gives_group   fchown to group 4242: allowed
+//   give_rights   kept = {group, owner}:    664
+//   gives_owner   fchown to user 1000: refused (EPERM)
+//   give_rights   kept = {group, no owner}: owner 6, user 1000 6, group 6, mask 6, others 4
+//
+// The rights are given before the owner, since only root may change the rights of another user's
+// file. They are given once more if the owner could not be given.
+//
+// If 1001 is not in group 4242, but "a.kc" has an access list with "user 1001 6", fchown to the
+// group is refused too. Then the result is: owner 6, user 1001 6, user 1000 6, group 4, group 4242
+// 6, mask 6, others 4. The group of 1001 gets only 6 & 4 = 4, the rights that both the old group
+// and all others had.
+//
+// If the file system refuses the access list, reduced_rights gives plain permissions. If neither
+// group nor owner could be given, 664 becomes 644, since 6 & 4 = 4, and 606 becomes 600: a member
+// of the old group had no rights, and would otherwise get 6 as one of all others.
+//
+// A lock file gets only the rights of those who may write, who may then read it too. So 664 becomes
+// 660, and 644 becomes 600. If group 4242 cannot be given, 664 becomes the list: owner 6, group 0,
+// group 4242 6, mask 6, others 0.
 #include "cli/kc/File_attributes.h"
 
 #include <algorithm>
@@ -14,8 +44,8 @@ namespace cli {
 namespace {
 
 constexpr mode_t kAllPermissions = 07777;
-// The bit that only matters for folders; it may stay. The two beside it run a file as its owner or
-// group.
+// This bit has an effect only on folders, so we keep it. The two bits above it run a file as its
+// owner or group, so we do not.
 constexpr mode_t kKeptBit = 01000;
 constexpr mode_t kOwnerOnly = 0600;
 
@@ -26,14 +56,15 @@ constexpr std::array<std::string_view, 3> kAttributesLeftOut = {"security.capabi
     throw std::system_error(errno, std::generic_category());
 }
 
-// That a call is not allowed, or makes no sense here, as for an owner that a container of the
-// system does not know, or on a file system without such attributes.
+// Returns whether the last call was refused: not allowed, or not possible here. For example, the
+// file system has no such attributes, or the process runs in a namespace that does not map the
+// owner.
 bool is_refusal() {
     return errno == EPERM || errno == EACCES || errno == EINVAL || errno == ENOTSUP ||
            errno == ENOSYS;
 }
 
-// The names of all extended attributes, each with a zero behind it.
+// The names of all extended attributes, each followed by a zero byte.
 std::string names_of_attributes(const std::string& path) {
     std::string names;
     for (;;) {
@@ -50,13 +81,13 @@ std::string names_of_attributes(const std::string& path) {
             names.resize(static_cast<std::size_t>(read));
             return names;
         }
-        if (errno != ERANGE) {  // otherwise there is a new one
+        if (errno != ERANGE) {  // else an attribute was added between the two calls
             fail();
         }
     }
 }
 
-// Nothing for an attribute that is not there.
+// Returns nothing if the file does not have the attribute.
 std::optional<std::string> attribute(const std::string& path, const char* name) {
     std::string value;
     for (;;) {
@@ -83,13 +114,9 @@ bool is_left_out(std::string_view name) {
            kAttributesLeftOut.end();
 }
 
-// Access lists of other kinds than Access_list knows.
+// Access lists of other kinds. Those that Access_list knows are not among the extended attributes.
 bool is_access_list(const Extended_attribute& attribute) {
     return attribute.name.starts_with("system.");
-}
-
-bool may_be_refused(const Extended_attribute& attribute) {
-    return !attribute.name.starts_with("user.") && !is_access_list(attribute);
 }
 
 void give_extended(const Extended_attribute& given, int descriptor) {
@@ -97,7 +124,8 @@ void give_extended(const Extended_attribute& given, int descriptor) {
         0) {
         return;
     }
-    if (!is_refusal() || !may_be_refused(given)) {
+    // The system may refuse others than the user's and access lists.
+    if (!is_refusal() || given.name.starts_with("user.") || is_access_list(given)) {
         fail();
     }
 }
@@ -110,7 +138,7 @@ struct stat status_of(int descriptor) {
     return status;
 }
 
-// Returns whether the file has the owner and the group then. -1 leaves one of them as it is.
+// Returns whether the system let us. -1 leaves the owner or the group as it is.
 bool gives(uid_t owner, gid_t group, int descriptor) {
     if (::fchown(descriptor, owner, group) == 0) {
         return true;
@@ -126,7 +154,7 @@ bool gives_group(gid_t group, int descriptor) {
            gives(static_cast<uid_t>(-1), group, descriptor);
 }
 
-// To be done last: who gives a file away may change it no more.
+// Call this last: after giving a file to another user, we may not change it any more.
 bool gives_owner(uid_t owner, int descriptor) {
     return status_of(descriptor).st_uid == owner ||
            gives(owner, static_cast<gid_t>(-1), descriptor);
@@ -153,7 +181,7 @@ bool gives_access_list(const Access_list& list, int descriptor) {
     return false;
 }
 
-// A folder may give one to each new file in it.
+// A folder can give a list to each new file in it.
 void remove_access_list(int descriptor) {
     if (::fremovexattr(descriptor, kAccessListAttribute) != 0 && errno != ENODATA &&
         errno != ENOTSUP) {
@@ -170,7 +198,7 @@ void give_permissions(mode_t permissions, int descriptor) {
 // Returns whether the system let us.
 bool gives_rights(const Access_list& list, mode_t bit, int descriptor) {
     if (list.is_extended()) {
-        give_permissions(kOwnerOnly | bit, descriptor);  // the list sets the others
+        give_permissions(kOwnerOnly | bit, descriptor);  // the list sets the other rights
         return gives_access_list(list, descriptor);
     }
     remove_access_list(descriptor);
@@ -219,12 +247,12 @@ void File_attributes::give_to(int descriptor) const {
 
 void File_attributes::give_rights(const Kept& kept, int descriptor) const {
     const mode_t bit = permissions & kKeptBit;
-    // Not every file system has access lists, or knows the names.
+    // The first call fails on a file system that has no access lists or does not know the users.
     if (!gives_rights(rights_with_names(kept), bit, descriptor) &&
         !gives_rights(reduced_rights(kept), bit, descriptor)) {
         fail();
     }
-    // A change of the permissions would change these lists.
+    // These lists come last, since a change of the permissions changes them.
     for (const Extended_attribute& each : extended) {
         if (is_access_list(each)) {
             give_extended(each, descriptor);

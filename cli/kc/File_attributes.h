@@ -1,4 +1,4 @@
-// File_attributes: whose a file is, who may do what with it, and what else the system keeps of it.
+// File_attributes: owner, group, permissions, access list and extended attributes of a file.
 #ifndef ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_
 #define ZANDREL_CLI_KC_FILE_ATTRIBUTES_H_
 
@@ -32,10 +32,10 @@ public:
     //   does the same. The old file's owner did not grant them to the new contents.
     // - "security.ima" and "security.evm": they are checksums of the old file.
     // - An owner or group that the system does not let this process give. The file then belongs to
-    //   this process's user or group, and an access list gives the old ones their rights. That user
-    //   may read and write. That group gets no right that all others do not have.
-    //   Without access lists the old owner has only the rights of all others, and they keep only
-    //   those that the old group had too.
+    //   this process's user or group, and an access list names the old owner or group with the old
+    //   rights. This process's user may read and write. Its group gets no right that all others do
+    //   not have. Without access lists, the old owner has only the rights of the group or of all
+    //   others. If the group is not given, these keep only the rights that both had.
     // - Other attributes that the system refuses, unless they are access lists ("system.") or the
     //   user's ("user.").
     // RAISES: std::system_error.
@@ -48,7 +48,7 @@ public:
     void give_as_lock_to(int descriptor) const;
 
 private:
-    // Which of the two the file has, or will have.
+    // Whether the file gets the old group, and the old owner.
     struct Kept {
         bool group = false;
         bool owner = false;

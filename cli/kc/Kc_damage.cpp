@@ -1,3 +1,6 @@
+// A table from the library's errors to sentences for users. A damaged file can fail at any place of
+// the library, and assertion texts such as "pp.second" mean nothing to a user. So each class,
+// number and beginning of a text has a sentence, and the last row fits every error.
 #include "cli/kc/Kc_damage.h"
 
 #include <algorithm>
@@ -32,10 +35,11 @@ namespace {
 constexpr int kAny = -1;
 constexpr int kUnknownVersion = 2;  // of zeIO
 constexpr int kDamagedItem = 12;    // of zeIO
+constexpr int kInterruption = 2;    // of zeWorkflow
 constexpr int kCompactRefused = 3;  // of zeWorkflow
 
-// The sentence explains errors of a class that have this number, or any number with kAny, and whose
-// text begins with `beginning`.
+// The sentence explains errors of a class that have this number (kAny: any number) and whose text
+// begins with `beginning`.
 struct Explanation_row {
     bool (*is_of_class)(const qtxAll& error);
     int number;
@@ -56,7 +60,8 @@ bool is_any(const qtxAll&) {
     return true;
 }
 
-// The first row that fits counts.
+// The first row that fits is used, so rows with a number or a text come before the others of a
+// class.
 constexpr Explanation_row kRows[] = {
     {is_assertion, kAny, "cat", "a rule or a statistical classifier is for a node that is missing"},
     {is_assertion, kAny, "p.m_cat", "a category of a statistical classifier is not in its tree"},
@@ -110,7 +115,8 @@ int number_of(const qtxAll& error) {
     return numbered == nullptr ? kAny : numbered->number();
 }
 
-// The texts of assertions are compared as a whole, since one begins like another.
+// The texts of assertions are compared completely: "sw" must not fit an assertion that begins with
+// "sw".
 bool fits(const Explanation_row& row, const qtxAll& error) {
     const std::string_view text = error.message().view();
     return row.is_of_class(error) && (row.number == kAny || row.number == number_of(error)) &&
@@ -118,14 +124,14 @@ bool fits(const Explanation_row& row, const qtxAll& error) {
                                                           : text.starts_with(row.beginning));
 }
 
-// Errors that are no damage: a file of another kind, and a change that the tree or a compact
-// container does not allow.
+// Errors without damage: a file of another kind, and a change that the tree or a compact container
+// does not allow.
 bool is_refusal(const qtxAll& error) {
     return (is<zeIO>(error) && number_of(error) == 1) || is<zeLogicalTree>(error) ||
            (is<zeWorkflow>(error) && number_of(error) == kCompactRefused);
 }
 
-// How a sound file of a later version can cause the error; nullptr if it cannot.
+// How an undamaged file of a later version can cause the error; nullptr if it cannot.
 const char* later_version(const qtxAll& error) {
     if (is<Kc_seal>(error) && number_of(error) == Kc_seal::kUnknownForm) {
         return "was sealed by a later version of this program";
@@ -136,7 +142,8 @@ const char* later_version(const qtxAll& error) {
     return nullptr;
 }
 
-// Returns the object or part that an error names; empty if it names none. File names are left out.
+// Returns the object or part that an error names, with a separator before it; empty if it names
+// none. Errors whose first argument is a file name give nothing.
 std::string part_of(const qtxAll& error) {
     const auto* const raised = dynamic_cast<const qtXbase*>(&error);
     if (raised == nullptr || raised->arguments().empty()) {
@@ -155,13 +162,8 @@ std::string words_of(const qtxAll& error) {
     return shown_text(error.message().str()) + shown_value(part_of(error));
 }
 
-bool is_interruption(const qtxAll& error) {
-    constexpr int kInterruption = 2;
-    return is<zeWorkflow>(error) && number_of(error) == kInterruption;
-}
-
-// Returns whether the system could not read, rather than the file being damaged. EINVAL and
-// EOVERFLOW are damage: the file asked for a position that cannot exist.
+// Returns whether the system failed to read an undamaged file. EINVAL and EOVERFLOW mean damage:
+// the file contains a position that cannot exist.
 bool is_failure_of_system(const qtxAll& error, int reason) {
     return reason != 0 && reason != EINVAL && reason != EOVERFLOW &&
            (is<HioErr>(error) || is<Hpack>(error));
@@ -187,7 +189,7 @@ void raise_as_data_error(const std::string& path) {
     try {
         throw;
     } catch (const qtxAll& error) {
-        if (is_interruption(error)) {
+        if (is<zeWorkflow>(error) && number_of(error) == kInterruption) {
             throw;
         }
         throw Data_error(path, explained(error));

@@ -1,4 +1,4 @@
-// Kc_damage: errors of the library that come from what the file of a container says.
+// Kc_damage: explains errors of the library that a damaged container causes.
 #ifndef ZANDREL_CLI_KC_KC_DAMAGE_H_
 #define ZANDREL_CLI_KC_KC_DAMAGE_H_
 
@@ -10,21 +10,22 @@
 namespace cli {
 
 // Returns the message for a user: "the container is damaged: ", a sentence, and in parentheses the
-// library's words. For an error that is no damage, such as a refused edit, it returns only the
+// library's words. For an error without damage, such as a refused edit, it returns only the
 // library's words.
 std::string explained(const qtxAll& error);
 
-// Both turn the error that is being handled into an error of the file.
+// Both are called in a handler, and replace the error that is handled by an error that names the
+// file.
 
-// RAISES: Data_error with the explanation; an interruption as it is.
+// RAISES: Data_error with the explanation. An interruption is raised unchanged.
 [[noreturn]] void raise_as_data_error(const std::string& path);
 // For errors of reading the file.
 // REQUIRES: `errno` was 0 before the file was read.
 // RAISES: the same; Input_error if the file cannot be opened, or if the system could not read it.
 [[noreturn]] void raise_as_read_error(const std::string& path);
 
-// Does work with a container that was read from the file. If its parts do not fit together, the
-// library may find out only when they are used.
+// Works with a container that was read from the file. If its parts do not fit together, the library
+// may notice that only when they are used.
 // RAISES: what raise_as_data_error raises; what else the work raises.
 template <class Work>
 decltype(auto) work_on_container(const std::string& path, Work&& work) {

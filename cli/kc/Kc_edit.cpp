@@ -1,3 +1,4 @@
+// The order of reading, changing and writing a container, and the errors of each step.
 #include "cli/kc/Kc_edit.h"
 
 #include "zandrel/knowledge/zeManager.h"
@@ -13,7 +14,7 @@ namespace cli {
 
 namespace {
 
-// Nothing is interrupted here, so each error of the library is a refused change or damage of the
+// A change cannot be interrupted, so each error of the library means a refused change or a damaged
 // file.
 bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeManager>& manager) {
     try {

@@ -1,3 +1,5 @@
+// Reads and writes containers with the library, and turns its errors into those of the program.
+// Reading verifies the seal first; writing uses Replacement_file, whose source has an example.
 #include "cli/kc/Kc_file.h"
 
 #include <cerrno>
@@ -30,8 +32,8 @@ void begin_phase(CTProgress* progress, const char* status) {
     }
 }
 
-// A greater resolution takes memory for each category that is added, and can make a file that
-// nobody can read again. The library takes it, the program does not.
+// The library accepts a greater resolution, but the program refuses it: the likelihood tables of
+// each added category would need much memory, and the resulting file may be too large to be read.
 void require_usual_resolution(const std::string& path, int resolution) {
     const std::string problem =
         setting_problem("LikelihoodHistogramResolution", std::to_string(resolution));
@@ -51,7 +53,7 @@ void require_usual_settings(const std::string& path, const zeManager& manager) {
     }
 }
 
-// `name`: the file in the words of the user, for messages.
+// `name`: the file as the user named it, for messages.
 // RAISES: what read_kc raises.
 qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
                            CTProgress* progress) {
@@ -61,8 +63,8 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, boo
     mode.for_classifying = for_classifying;
     errno = 0;
     try {
-        if (!for_classifying) {              // else Read verifies the seal
-            zandrel::Kc_seal::Verify(path);  // Without a seal the file is read all the same.
+        if (!for_classifying) {              // otherwise Read verifies the seal
+            zandrel::Kc_seal::Verify(path);  // accepts a file without a seal
         }
         manager->Read(path, &mode, progress);
     } catch (const qtxAll&) {
@@ -72,8 +74,9 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, boo
     return manager;
 }
 
-// Writes the container to a file of that name, and seals it.
-// RAISES: Output_error with what the system says, as long as it says anything.
+// Writes the container to the temporary file and seals it. `path` is for messages.
+// RAISES: Output_error with the reason of the system, or, without one, with the text of the
+// library.
 void write_and_seal(const std::string& path, const std::string& temporary, zeManager& manager,
                     KcIoMode& mode, CTProgress* progress) {
     errno = 0;
@@ -83,7 +86,7 @@ void write_and_seal(const std::string& path, const std::string& temporary, zeMan
     } catch (const qtX<HioErr>& error) {
         throw Output_error(path, errno == 0 ? error.what() : reason_of_failure());
     } catch (const qtX<Hpack>& error) {
-        throw Output_error(path, error.what());  // sealing does not find what was written
+        throw Output_error(path, error.what());  // sealing cannot read what was written
     }
 }
 
@@ -97,7 +100,8 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
     file.take_place();
 }
 
-// A key made of a number has the same four bytes as the number in the file: the highest first.
+// The file begins with two numbers, the highest byte first. MakeStringKey converts a number to the
+// same four bytes.
 std::string first_bytes_of_kc() {
     return Hpack::MakeStringKey(Hpack::kMagic).str() +
            Hpack::MakeStringKey(zandrel::detail::kKcFileId).str();
@@ -105,7 +109,7 @@ std::string first_bytes_of_kc() {
 
 }  // namespace
 
-// The library's device gives no reasons, so we look for the usual ones before it opens the file.
+// The library does not report why a file cannot be opened, so we test the usual reasons before.
 void check_readable(const std::string& path) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
@@ -115,7 +119,7 @@ void check_readable(const std::string& path) {
     if (std::filesystem::is_directory(status)) {
         throw Input_error(path, std::generic_category().message(EISDIR));
     }
-    // Opening a pipe would wait for a writer, and a container is read in no order that a pipe has.
+    // Opening a pipe would wait for a writer, and a container is not read from start to end.
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
         throw Input_error(path, "not a regular file");
     }
@@ -135,7 +139,7 @@ bool begins_as_kc(const std::string& path) {
     return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
 }
 
-// The bytes are all in the buffer of the stream, so they can be put back.
+// All bytes are in the buffer of the stream, so we can put them back.
 bool begins_as_kc(std::istream& input) {
     const std::string wanted = first_bytes_of_kc();
     const auto size = static_cast<std::streamsize>(wanted.size());

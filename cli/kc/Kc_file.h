@@ -1,4 +1,4 @@
-// Kc_file: a knowledge container as a file of the program.
+// Kc_file: reads and writes knowledge containers as files, with errors for users.
 #ifndef ZANDREL_CLI_KC_KC_FILE_H_
 #define ZANDREL_CLI_KC_KC_FILE_H_
 
@@ -14,36 +14,36 @@ class zeManager;
 
 namespace cli {
 
-// RAISES: Input_error for a file that cannot be opened for reading, or is no regular file.
+// RAISES: Input_error for a file that cannot be opened for reading, or is not a regular file.
 void check_readable(const std::string& path);
 
-// Returns whether the file begins as a container does. The rest may be damaged or unfinished.
-// RAISES: likewise.
+// Returns whether the file begins like a container. The rest may be damaged or incomplete.
+// RAISES: what check_readable raises; Input_error if reading fails.
 bool begins_as_kc(const std::string& path);
-// The same for a stream, whose position remains. Looks only at the bytes that have come with the
-// first one, which is waited for.
+// The same for a stream. Its position does not change. It waits for the first byte, and looks only
+// at the bytes that arrived together with that byte.
 bool begins_as_kc(std::istream& input);
 
 // Reads the knowledge container of a file, and verifies its seal if there is one. `progress` may be
 // null.
 // RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if
-// it is no container or a damaged one, also if its seal does not match; qtX<zeWorkflow> 2 for an
+// it is not a container or is damaged, also if its seal does not match; qtX<zeWorkflow> 2 for an
 // interruption.
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
-// The same for a container of which only classifying is asked: what only learning needs is read,
-// and checked, when something needs it (zeStat_storage::complete).
+// The same for a container that is only used to classify. Data that only learning needs is read and
+// checked later, when something needs it (zeStat_storage::complete).
 qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress);
-// As read_kc for the container of a lock: from where its link led then.
+// As read_kc for the container of a lock, at the path that the lock found.
 qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress);
 
 // Writes a container in place of the file, or leaves the file as it is: a new file is written
 // beside it, sealed, flushed to the disk, and renamed (Replacement_file). `progress` may be null. A
 // container that is compact already stays so.
-// RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. Then there is no
-// file left beside.
+// RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. No new file is
+// left after an error.
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress);
-// The same for the container of a lock. RAISES: Output_error too if the file has been changed
-// since, or if its name leads to another one.
+// The same for the container of a lock. RAISES: also Output_error if the file has been changed
+// since the lock, or if its name leads to another file.
 void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress);
 
 }  // namespace cli

@@ -1,3 +1,5 @@
+// Opens the file a second time, as a package of items, since the container in memory does not have
+// these properties.
 #include "cli/kc/Kc_file_facts.h"
 
 #include <cerrno>
@@ -14,23 +16,6 @@
 
 namespace cli {
 
-namespace {
-
-// Adds what the package itself says.
-void add_package(Kc_file_facts& facts) {
-    unsigned int id = 0;
-    unsigned short version = 0;
-    unsigned char flags = 0;
-    bool is_bad = false;
-    Hpack pack;
-    pack.Open(facts.path, 'r');
-    pack.GetFileID(id, version, flags, is_bad);
-    facts.is_unicode = (flags & zandrel::detail::kKcUnicode) != 0;
-    facts.is_sealed = zandrel::Kc_seal::IsIn(pack);
-}
-
-}  // namespace
-
 Kc_file_facts read_kc_file_facts(const std::string& path) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
@@ -40,7 +25,15 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
     Kc_file_facts facts = {path, size};
     errno = 0;
     try {
-        add_package(facts);
+        unsigned int id = 0;
+        unsigned short version = 0;
+        unsigned char flags = 0;
+        bool is_bad = false;
+        Hpack pack;
+        pack.Open(path, 'r');
+        pack.GetFileID(id, version, flags, is_bad);
+        facts.is_unicode = (flags & zandrel::detail::kKcUnicode) != 0;
+        facts.is_sealed = zandrel::Kc_seal::IsIn(pack);
     } catch (const qtxAll&) {
         raise_as_read_error(path);
     }

@@ -1,3 +1,5 @@
+// Collects the numbers of a container from its tree and its classifiers, and prints them as a table
+// or as JSON.
 #include "cli/kc/Kc_info.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Kc_info: what a knowledge container is and holds, in numbers.
+// Kc_info: the description of a knowledge container that the command `info` prints.
 #ifndef ZANDREL_CLI_KC_KC_INFO_H_
 #define ZANDREL_CLI_KC_KC_INFO_H_
 
@@ -25,16 +25,16 @@ namespace cli {
 struct Stat_info {
     std::string path;  // as it is shown
     std::size_t categories = 0;
-    int messages = 0;          // that it has learned
-    std::size_t concepts = 0;  // of its statistics; a compact container has none
+    int messages = 0;          // that the classifier has learned
+    std::size_t concepts = 0;  // in its statistics; 0 in a compact container
     std::size_t features = 0;  // weights of concepts for categories
 };
 
 struct Kc_info {
     std::optional<Kc_file_facts> file;  // missing for a container in memory
-    unsigned int version = 0;           // of the tree's records
+    unsigned int version = 0;           // of the records of the tree
     bool is_compact = false;
-    bool lacks_compact_flag = false;  // the file does not say that it is compact
+    bool lacks_compact_flag = false;  // it is compact, but the flag in the file is missing
     std::uint32_t id = 0;
     std::string name;
     qtTimeDate created;
@@ -42,21 +42,20 @@ struct Kc_info {
     std::size_t nodes = 0;  // leaves and both kinds of classifiers
     std::size_t leaves = 0;
     std::size_t rule_classifiers = 0;
-    std::size_t categories = 0;          // different ones among the leaves
-    int depth = 0;                       // levels of the tree; 0 without a node
-    std::vector<Stat_info> classifiers;  // the statistical ones, in the order of the tree's view
-    std::string analysis;                // of texts, by its name; empty: the container does not say
-    std::string stem_language;           // empty: words stay as they are
+    std::size_t categories = 0;           // different ones among the leaves
+    int depth = 0;                        // levels of the tree; 0 without a node
+    std::vector<Stat_info> classifiers;   // the statistical ones, in the order of view_tree
+    std::string analysis;                 // its name; empty: the container has none
+    std::string stem_language;            // empty: words stay as they are
     std::vector<Chosen_setting> choices;  // settings that the program chose and nobody changed
-    // The free settings, among them those that the program keeps, as the three above.
+    // All optional settings, also those from which the three members above come.
     std::vector<std::pair<std::string, std::string>> optional;
 };
 
-// What the container itself tells.
+// Describes a container in memory: all members except `file`.
 Kc_info kc_info(zeManager& manager);
 
-// "2026-11-21 09:30:00 UTC", or the number of microseconds for what lies outside the years 0 to
-// 9999.
+// "2026-11-21 09:30:00 UTC"; outside of the years 0 to 9999 "... microseconds since 1970".
 std::string moment_text(const qtTimeDate& moment);
 
 void print_kc_info(const Kc_info& info, std::ostream& out);

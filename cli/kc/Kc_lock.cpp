@@ -1,3 +1,40 @@
+// Takes and releases the lock of a container. Its header says who needs one.
+//
+// The idea: flock() locks an open file, but the processes meet by a name, ".NAME.lock". A name can
+// lead to another file later. So a process that has got the lock compares its open file with the
+// file that the name leads to now, and starts again if they differ.
+//
+// Example: A and B both learn into "a.kc". A has made ".a.kc.lock", file number 70, and locked it.
+// B was started with --wait 10.
+//
+//   A                                       B
+//   has the lock of file 70                 opens ".a.kc.lock": file 70
+//                                           flock fails: kTaken, pauses for 0.05 s
+//   renames the new container into place
+//   removes the name ".a.kc.lock"           opens ".a.kc.lock": there is none, so B makes
+//   closes file 70, which ends the lock     file 71 and locks it: kLocked
+//                                           reads the container that A has written
+//
+// If B opens file 70 before A removes the name, but calls flock after A has closed the file, then B
+// gets the lock of a file without a name. A third process C could make ".a.kc.lock" again, as file
+// 71, and lock it too. Both would have "the lock". The comparison finds that the name does not lead
+// to file 70: kReplaced, and B tries again at once. For the same reason A removes the name before
+// it closes the file: otherwise B could lock file 70 and find its name, and then A would remove
+// that name.
+//
+// The attempts of try_to_lock end with one of four states:
+//
+//   kLocked      we have the lock, or the file system has no locks.
+//   kReplaced    the file was made or removed by another process meanwhile, or we have removed one
+//                that a killed process left: try again at once. After 100 such attempts in a row we
+//                use the file as it is, since some file systems have no constant file numbers.
+//   kTaken       another process has the lock: try again after a pause, until the wait is over.
+//   kForbidden   we may not open the file. Its maker opens it to others a moment later, so we fail
+//                only after half a second.
+//
+// The lock file's own rights follow those of the container, restricted to those who may write it: a
+// container with 664 has a lock file with 660, and one with 644 has a lock file with 600
+// (File_attributes::give_as_lock_to).
 #include "cli/kc/Kc_lock.h"
 
 #include <cerrno>
@@ -23,14 +60,14 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 constexpr Seconds kPause(0.05);
-// Its maker is the only one who can open a new lock file, until its rights are given a moment
+// Seconds. At first only its maker can open a new lock file; it gets its other rights a moment
 // later.
 constexpr double kLongestMoment = 0.5;
-// On a file system whose file numbers mean nothing each attempt finds the file replaced; there the
-// last one counts.
+// On a file system whose file numbers change, each attempt finds the file replaced. After so many
+// attempts we accept the file.
 constexpr int kMostReplaced = 100;
 constexpr mode_t kOwnerOnly = 0600;
-// Users who may write a new container may write its lock file. Nobody may open it only to read it.
+// Users who may write a new container may write its lock file. Nobody else may read it.
 constexpr mode_t kNewLock = 0622;
 
 void pause(CTProgress* progress) {
@@ -47,14 +84,14 @@ Kc_lock::Kc_lock(const std::string& path, const Lock_wait& wait)
     m_target.check_replaceable();
     lock(wait);
     m_unfinished.emplace(m_path.c_str());
-    m_target.check_link();  // not only after all the work
+    m_target.check_link();  // also now, so that an error comes before the work
     m_state = m_target.state();
 }
 
 Kc_lock::~Kc_lock() {
-    m_unfinished.reset();  // the next file of this name may be another's
-    // We remove the file before the lock goes, so that a process that has opened it and waits for
-    // the lock finds it removed then.
+    m_unfinished.reset();  // another process may make the next file of this name
+    // We remove the name before the lock is released, so that a process that has opened the file
+    // and then gets the lock finds it removed.
     if (is_file_at(m_path, m_file.number())) {
         ::unlink(m_path.c_str());
     }
@@ -88,7 +125,8 @@ void Kc_lock::lock(const Lock_wait& wait) {
 }
 
 Kc_lock::State Kc_lock::try_to_lock(int replaced) {
-    // Without O_CREAT, with which Linux may forbid opening another user's file in a shared folder.
+    // Without O_CREAT, since with it Linux may forbid opening another user's file in a shared
+    // folder.
     Descriptor file(::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!file.is_open() && errno == EACCES) {
         return State::kForbidden;
@@ -104,12 +142,12 @@ Kc_lock::State Kc_lock::try_to_lock(int replaced) {
     if (!try_flock(file.number())) {
         return State::kTaken;
     }
-    // The former holder of the lock may have removed the file since we opened it.
+    // The process that had the lock before may have removed the file since we opened it.
     if (!is_file_at(m_path, file.number()) && replaced < kMostReplaced) {
         return State::kReplaced;
     }
-    // A dead process has left it, with the rights that the container had then. In some shared
-    // folders another user's file cannot be removed; then it serves.
+    // A killed process has left the file, with rights that may be out of date. We remove it and
+    // make a new one. In some shared folders we cannot remove another user's file; then we use it.
     if (!is_missing && replaced < kMostReplaced && ::unlink(m_path.c_str()) == 0) {
         return State::kReplaced;
     }
@@ -123,7 +161,7 @@ Descriptor Kc_lock::made() const {
                            is_new ? kNewLock : kOwnerOnly));
     if (!file.is_open()) {
         if (errno == ENOENT) {
-            m_target.fail();  // the folder does not exist, so the lock file is not the point
+            m_target.fail();  // the folder does not exist, so the message names the container
         }
         if (errno != EEXIST) {
             fail_at_lock_file(reason_of_failure());
@@ -138,7 +176,7 @@ bool Kc_lock::give_rights(int descriptor, bool is_new) const {
         File_attributes::of(is_new ? m_path : m_target.path()).give_as_lock_to(descriptor);
         return true;
     } catch (const std::system_error& error) {
-        // Another process may have locked it by now, or even removed it.
+        // Another process may have locked or removed the file meanwhile.
         const bool is_taken = ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
         if (is_taken || !is_file_at(m_path, descriptor)) {
             return false;

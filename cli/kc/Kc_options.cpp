@@ -1,3 +1,6 @@
+// The library's map of options converts settings to texts and back, for a whole container. So we
+// put the settings of one classifier into a container without nodes, and apply the map to that
+// container.
 #include "cli/kc/Kc_options.h"
 
 #include <algorithm>
@@ -30,7 +33,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// A container without nodes that has given settings, for the map to read and write.
+// Makes a container without nodes that has these settings. The map can read and write it.
 qtPtrLight<zeManager> container_of(const zeConfig& config, const zeDefaults& defaults) {
     qtPtrLight<zeManager> container(new zeManager);
     container->m_config = config;
@@ -127,7 +130,8 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value
     for (const Key_value& setting : values) {
         map.Add(setting.key, setting.value);
     }
-    // The map is read over each classifier's own settings, so that what it does not name stays.
+    // We apply the map to the classifier's own settings, so that settings without a given value
+    // stay.
     std::vector<std::pair<zeStat_matcher*, zeDefaults>> wanted;
     for (const Stat_classifier& each : stat_classifiers(*manager)) {
         const zeStat_storage& storage = *each.matcher->m_storage;

@@ -1,4 +1,4 @@
-// Kc_options: the engine's settings of a knowledge container.
+// Kc_options: reads, changes and prints the engine's settings of a knowledge container.
 #ifndef ZANDREL_CLI_KC_KC_OPTIONS_H_
 #define ZANDREL_CLI_KC_KC_OPTIONS_H_
 
@@ -20,7 +20,7 @@ struct zeConfig;
 
 namespace cli {
 
-// A statistical classifier whose setting is another than the container's.
+// A statistical classifier that has another value of a setting than the container.
 struct Other_value {
     std::string path;  // as it is shown
     std::string value;
@@ -36,31 +36,33 @@ struct Kc_setting {
     bool operator==(const Kc_setting& other) const = default;
 };
 
-// Every setting that an options file knows, in the order of docs/options.md.
+// All settings that an options file can have for a container, in the order of docs/options.md.
 std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager);
-// The setting of a key alone.
+// The setting with one key.
 // RAISES: Usage_error for an unknown key.
 Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key);
 
 // Reads `Key=value` words. An empty value, or "leave", leaves the setting as it is.
-// RAISES: Usage_error that names the key, also for the keys of an options file that are no settings
-// of a container.
+// RAISES: Usage_error that names the key, also for a key that options files can have but containers
+// do not keep.
 std::vector<Key_value> setting_values(const std::vector<std::string>& words);
 
-// Gives the values to the container and to each of its statistical classifiers, whose other
-// settings stay what they are. A setting that the program chose becomes the user's, also with an
-// equal value. Returns whether anything has changed.
+// Gives the values to the container and to each of its statistical classifiers. The other settings
+// of a classifier keep their values, also where they differ from those of the container. A setting
+// that the program chose becomes the user's, also if the user gives the same value. Returns whether
+// anything has changed.
 // REQUIRES: values as `setting_values` gives them.
 // RAISES: Edit_refused, changing nothing, for a compact container if a classifier would have to
-// make its likelihood tables anew, from statistics that are not there.
+// make its likelihood tables again, since the statistics for that are missing.
 bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value>& values);
 
-// The settings as an options file has them, by key.
+// The settings as texts of an options file, by key.
 std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
 
-// A setting's value: a number as a number, all else as a text.
+// The value of a setting as JSON: a number, or a string if the text is not a number.
 nlohmann::ordered_json value_json(const std::string& value);
-// Prints a line `Key=value` for each, with what differs as a comment behind it: an options file.
+// Prints an options file: a line `Key=value` for each setting. Other values of classifiers follow
+// as a comment: `ProfileSize=500 # 100 at root/sport`.
 void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out);
 // The same as an object with a member for each key: an object of `value`, a number or a text, and
 // `classifiers`, a list of objects of `path` and `value`.

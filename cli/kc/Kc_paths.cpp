@@ -1,3 +1,5 @@
+// Finds nodes by paths. If a path leads nowhere, the message names the deepest node on it and the
+// child that is missing, for example: no node "root/sprt/golf": "root" has no child "sprt".
 #include "cli/kc/Kc_paths.h"
 
 #include <vector>
@@ -34,10 +36,11 @@ std::string quoted_path(const Parts& parts, std::size_t count) {
                                           in_quotes(shown_value(shown_name(root.name.view())))));
 }
 
-// For `parts` whose first leads to the root, while the first `count` lead nowhere.
+// REQUIRES: the first part leads to the root, and the first `count` parts lead nowhere.
 [[noreturn]] void refuse_child(const zeLogicalTree& tree, const std::string& path,
                                const Parts& parts, std::size_t count) {
-    // Parts behind one that leads nowhere lead nowhere too, so the first is found by halving.
+    // If some parts lead nowhere, more parts lead nowhere too. So we find the first missing child
+    // by halving.
     std::size_t leads = 1;
     std::size_t lost = count;
     while (lost - leads > 1) {

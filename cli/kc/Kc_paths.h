@@ -10,26 +10,29 @@ struct zeLogicalNode;
 
 namespace cli {
 
-// A path is the names of the nodes from the root down, the root's own included, with "/" between
-// them. In a name, "/" and "\" have a "\" before them.
+// A path consists of the names of the nodes from the root down, including that of the root, with
+// "/" between them. In a name, "/" and "\" have a "\" before them: the node "a/b" below "root" has
+// the path `root/a\/b`.
 
-// A name as it stands in a path. What would break the line is shown as \xNN, which no path reads.
+// A name as a part of a path. Characters that would break the line are shown as \xNN; a path with
+// \xNN does not lead to the node.
 std::string shown_name(std::string_view name);
 // The path of a node in the same form; empty for an unknown id.
 std::string shown_path(const zeLogicalTree& tree, unsigned int id);
 
 // The node of a path.  VALID UNTIL: the node is deleted.
-// RAISES: Usage_error that tells how far the path leads.
+// RAISES: Usage_error that says which part of the path has no node.
 const zeLogicalNode& find_node(const zeLogicalTree& tree, const std::string& path);
 
-// Where a new node goes: below which node, and under which name.
+// The parent and the name of a new node.
 struct New_place {
     unsigned int parent = 0;
     std::string name;
 };
 
-// The last name may be taken already.
-// RAISES: Usage_error that tells how far the path leads, or that it has no name for a new node.
+// The place of a new node with this path. A node of this path may exist already.
+// RAISES: Usage_error that says which part of the path above the new node has no node, or that the
+// path is the root.
 New_place find_new_place(const zeLogicalTree& tree, const std::string& path);
 
 }  // namespace cli

@@ -1,3 +1,18 @@
+// Edits of the logical tree, with the checks that the library leaves to the program.
+//
+// Two guards are made before an edit and check after it:
+// - Compact_guard refuses an edit that a compact container does not allow (zandrel::allows_edit).
+// - Forgetting_guard refuses a move after which a classifier knows less of a category than before.
+//   A move can reach many classifiers: a moved node takes the nodes below it along. We do not
+//   predict the effect, but compare the classifiers.
+// If a guard refuses the edit, the caller discards the container in memory: the file is written
+// only if the edit returns.
+//
+// Example: "root" and "root/sport" are statistical, and "sport" has the categories "golf" (500
+// messages) and "chess" (80). `tree move root/sport/chess root` gives, for the classifier of
+// "sport", before {golf: 500, chess: 80} and afterwards {golf: 500}. So the move is refused with
+// "tree move would forget what was learned of chess (80 messages at root/sport); --forget moves it
+// all the same". In a compact container Compact_guard refuses it first.
 #include "cli/kc/Kc_tree.h"
 
 #include <algorithm>
@@ -33,8 +48,8 @@ namespace {
 
 using Edit = zandrel::Tree_edit::Kind;
 
-// Asks the library before an edit, and refuses the edit afterwards. So an edit that breaks a rule
-// of the tree is refused with the tree's own words. The edit is in memory only: no file is written.
+// Asks the library before an edit whether a compact container allows it, and refuses the edit
+// afterwards. So an edit that breaks a rule of the tree is refused with the message of the tree.
 class Compact_guard {
 public:
     Compact_guard(const zeManager& manager, const zandrel::Tree_edit& edit)
@@ -53,8 +68,8 @@ private:
     bool m_is_allowed;
 };
 
-// Compares what statistical classifiers have learned before and after a move. A move can take a
-// category from more classifiers than the one above it.
+// Compares what all statistical classifiers have learned before and after a move. A move can remove
+// a category from several classifiers, not only from the one above the node.
 class Forgetting_guard {
 public:
     explicit Forgetting_guard(zeManager& manager)
@@ -94,7 +109,7 @@ private:
             auto& of_matcher = found[matcher->m_id];
             of_matcher.reserve(matcher->m_storage->m_profiles.size());
             for (const auto& profile : matcher->m_storage->m_profiles) {
-                if (profile->m_node != nullptr) {  // Else a damaged file has lost it.
+                if (profile->m_node != nullptr) {  // null in a damaged file
                     of_matcher[profile->m_node] = {profile->m_num_msgs, profile->m_Ps.size()};
                 }
             }
@@ -112,7 +127,7 @@ private:
         return paths;
     }
 
-    // As the message names them, sorted by classifier and category.
+    // In the words of the message, sorted by the path of the classifier and the category.
     std::vector<std::string> forgotten_lessons() const {
         const Lessons after = lessons();
         std::set<std::pair<std::string, std::string>> forgotten;
@@ -151,13 +166,13 @@ private:
     }
 
     zeManager& m_manager;
-    hash_map<unsigned int, std::string> m_paths;  // before, since a move can change them
+    hash_map<unsigned int, std::string> m_paths;  // before the move, which can change them
     Lessons m_before;
 };
 
-// A rule node compares its threshold with the values of rules, and the scores below a rule node
-// have such values as factors. All other scores are from 0 to 1. `node` is the node as it shall
-// become. RAISES: Usage_error.
+// A rule node compares its threshold with values of rules, and values of rules are factors of the
+// scores below a rule node. A rule can have the value 12, so these thresholds can be any number.
+// All other scores are from 0 to 1. `node`: as it will be after the edit. RAISES: Usage_error.
 void check_threshold(const zeLogicalTree& tree, const zeLogicalNode& node) {
     if (node.threshold >= 0.0 && node.threshold <= 1.0) {
         return;
@@ -173,7 +188,8 @@ void check_threshold(const zeLogicalTree& tree, const zeLogicalNode& node) {
     }
 }
 
-// The tree says only that a rule is wrong; the parser says why.
+// The tree reports only that a rule is wrong. We call the parser first, since it reports the
+// reason.
 void check_rule(const Node_attributes& attributes) {
     if (!attributes.rule || attributes.rule->empty() || *attributes.rule == zandrel::kDefaultRule) {
         return;
@@ -190,7 +206,8 @@ unsigned char with_scoring(unsigned char attributes, bool is_scored) {
                                                 : attributes | zeNode::NoScore);
 }
 
-// Gives a node what is asked for; `type_before` is that which its present marks go with.
+// Gives the attributes to a node. `type_before`: the type for which the node's present NoScore mark
+// was set.
 void apply(const Node_attributes& attributes, unsigned char type_before, zeLogicalNode& node) {
     node.type = attributes.type.value_or(node.type);
     if (attributes.is_scored) {
@@ -235,7 +252,7 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
         apply(attributes, type_before, wanted);
         check_threshold(tree, wanted);
     }
-    // The root's classifier is replaced in a way of its own.
+    // The library has another function that replaces the classifier of the root.
     if (node.id == zandrel::kRootId && attributes.type) {
         tree.ChangeRootType(*attributes.type);
         node.type = *attributes.type;
@@ -267,7 +284,7 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
     const unsigned int id = find_node(tree, path).id;
     const unsigned int target = find_node(tree, new_parent).id;
     if (tree.VerifyMove(id, target) == zeLogicalTree::kMoveOfLinks) {
-        tree.MoveLogicalNode(id, target);  // No classifier is touched.
+        tree.MoveLogicalNode(id, target);  // changes no classifier
         return;
     }
     const Compact_guard guard(manager, {Edit::Move, tree.GetNode(id), target});

@@ -1,4 +1,4 @@
-// Kc_tree: edits of a container's tree, as the command line asks for them.
+// Kc_tree: the edits of a container's tree that the command line offers.
 #ifndef ZANDREL_CLI_KC_KC_TREE_H_
 #define ZANDREL_CLI_KC_KC_TREE_H_
 
@@ -10,18 +10,20 @@ class zeManager;
 
 namespace cli {
 
-// An edit that the library would carry out but that would damage the container.
+// An edit that the library would make, but that would damage the container.
 class Edit_refused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// What an edit gives a node; what is missing stays as it is, or as a new node has it.
+// The attributes that an edit gives to a node. A missing one keeps its value; a new node gets the
+// default.
 struct Node_attributes {
     std::optional<unsigned char> type;  // ZE_LEAF, ZE_RULE or ZE_STAT
     std::optional<std::string> rule;
     std::optional<double> threshold;
-    // Missing: a node that gets a classifier is not scored, one that becomes a leaf is.
+    // If it is missing, a node that gets a classifier becomes not scored, and a node that becomes a
+    // leaf becomes scored.
     std::optional<bool> is_scored;
     std::optional<std::string> note1;
     std::optional<std::string> note2;
@@ -29,28 +31,28 @@ struct Node_attributes {
     bool empty() const;
 };
 
-// Each edit takes paths (see Kc_paths.h). After an error the container may be half changed, and is
-// to be thrown away with all that it holds.
+// Each edit takes paths (see Kc_paths.h). After an error the container may be half changed, so the
+// caller must not use or write it.
 // RAISES: Usage_error for a path that leads nowhere, and for a threshold outside of 0 to 1 at a
-// node whose scores have no values of rules; Data_error "rule: message" for a rule that does not
+// node whose scores do not depend on rules; Data_error "rule: message" for a rule that does not
 // parse; qtxAll for what the tree refuses; Edit_refused for an edit of a compact container that
-// changes the categories of a statistical classifier, which would have to select its features anew
-// from statistics that are not there.
+// changes the categories of a statistical classifier: it would have to select its features again,
+// but the statistics for that are missing.
 
 // Adds a node, by default a leaf without a rule; the last part of the path is its name.
 void add_node(zeManager& manager, const std::string& path, const Node_attributes& attributes);
 void change_node(zeManager& manager, const std::string& path, const Node_attributes& attributes);
-// `name` is a name as it is, in which "/" and "\" stand for themselves. It becomes the category as
-// well, unless the container has names beside the categories. A container that has the name of its
-// root goes on having it.
+// `name` is not a path: "/" and "\" in it are ordinary characters. It becomes the category as well,
+// unless names and categories differ in this container (m_compat55). If the container has the name
+// of its root, renaming the root renames the container, too.
 void rename_node(zeManager& manager, const std::string& path, const std::string& name);
-// Moves a node with all below it. A statistical classifier that they leave forgets what it has
-// learned of them.
-// RAISES: also Usage_error that says what is forgotten, unless `may_forget`.
+// Moves a node with all nodes below it. A statistical classifier that loses one of these nodes as a
+// category forgets what it has learned for that node.
+// RAISES: also Usage_error that says what would be forgotten, unless `may_forget`.
 void move_node(zeManager& manager, const std::string& path, const std::string& new_parent,
                bool may_forget);
-// Deletes a node with all below it. With `keeps_concepts` the statistical classifier above goes on
-// counting what the deleted categories brought to its table of all concepts.
+// Deletes a node with all nodes below it. With `keeps_concepts`, the counts that the deleted
+// categories added to the concept table of the statistical classifier above remain there.
 void delete_node(zeManager& manager, const std::string& path, bool keeps_concepts);
 
 }  // namespace cli

@@ -1,3 +1,5 @@
+// Collects the nodes of a tree in the order of printing, and prints them. view_tree uses a list of
+// waiting nodes instead of recursion, since a tree can be deeper than the stack allows.
 #include "cli/kc/Kc_tree_view.h"
 
 #include <algorithm>
@@ -56,7 +58,7 @@ Kc_tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
     return line;
 }
 
-// By name, and among equal names in the order of making.
+// Sorted by name. Equal names are sorted by id, which is the order in which the nodes were made.
 std::vector<const zeLogicalNode*> sorted_children(const zeLogicalTree& tree,
                                                   const zeLogicalNode& node) {
     std::vector<const zeLogicalNode*> children;
@@ -91,7 +93,7 @@ void print_line(const Kc_tree_line& line, std::ostream& out) {
     if (line.hides_children) {
         out << " children=" << line.child_count;
     }
-    // Last, since it may hold anything.
+    // Last, since a rule may contain blanks and "=".
     if (!line.rule.empty()) {
         out << " rule=" << shown_text(line.rule);
     }
@@ -108,7 +110,8 @@ Json line_json(const Kc_tree_line& line) {
     return json;
 }
 
-// The object of a line and of all below it; `next` comes to stand behind them.
+// The object of line `next` with the lines below it as children. Moves `next` to the line after
+// these.
 Json subtree_json(const std::vector<Kc_tree_line>& lines, std::size_t& next) {
     const Kc_tree_line& line = lines[next++];
     Json json = line_json(line);
@@ -127,7 +130,7 @@ Json subtree_json(const std::vector<Kc_tree_line>& lines, std::size_t& next) {
 Tree_view view_tree(zeManager& manager, const std::string& path, int depth) {
     const zeLogicalTree& tree = *manager.m_logical_tree;
     Tree_view view;
-    std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with their depths; the next last
+    std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with depths; last one next
     if (!path.empty()) {
         waiting.emplace_back(&find_node(tree, path), 0);
     } else if (tree.GetNode(zandrel::kRootId).id != 0) {

@@ -1,3 +1,5 @@
+// Writes and reads two optional settings, and compares them with the command line. Only the given
+// values are compared: without --stem, the kept language is used.
 #include "cli/kc/Kept_analysis.h"
 
 #include <algorithm>

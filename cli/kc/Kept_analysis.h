@@ -1,4 +1,4 @@
-// Kept_analysis: the settings of the text analysis, as a knowledge container keeps them.
+// Kept_analysis: the settings of the text analysis that a knowledge container keeps.
 #ifndef ZANDREL_CLI_KC_KEPT_ANALYSIS_H_
 #define ZANDREL_CLI_KC_KEPT_ANALYSIS_H_
 
@@ -11,29 +11,29 @@ struct zeConfig;
 
 namespace cli {
 
-// The optional settings of a container that hold the kind, by its name, and the language of the
-// stemmer, which is missing if words stay as they are.
+// The keys of two optional settings of a container: the name of the analysis, and the language of
+// the stemmer, which is missing if words are not stemmed.
 constexpr const char* kAnalysisKey = "zandrel.analysis";
 constexpr const char* kStemKey = "zandrel.stem";
 
-// What a user says of the analysis.
+// The analysis that the user gave on the command line.
 struct Given_analysis {
     std::optional<Analysis_kind> kind = std::nullopt;
-    std::string stem_language = {};  // empty: nothing is said
+    std::string stem_language = {};  // empty: not given
 };
 
 // Writes the settings into the container, in place of those that it keeps.
 void keep_analysis(const Analysis_settings& settings, zeConfig& config);
 
-// What the container keeps; nothing in one of another program.
+// The analysis that the container keeps. A container of another program keeps none.
 // `path`: the container's file, for messages.
-// RAISES: Data_error for a kind or language that this program does not know.
+// RAISES: Data_error for a name or a language that this program does not know.
 std::optional<Analysis_settings> kept_analysis(const std::string& path, const zeConfig& config);
 
-// The settings with which a container's texts are read: those that it keeps, or, if it keeps none,
-// those given. Texts read in another way would have concepts that the container does not know.
-// RAISES: as above; Usage_error if what is given differs from what is kept; Data_error if nothing
-// is kept and no kind given.
+// The settings for texts of this container: those that it keeps, or, if it keeps none, the given
+// ones. Another analysis would make concepts that the container does not know.
+// RAISES: what kept_analysis raises; Usage_error if given and kept settings differ; Data_error if
+// the container keeps none and no kind is given.
 Analysis_settings agreed_analysis(const std::string& path, const zeConfig& config,
                                   const Given_analysis& given);
 

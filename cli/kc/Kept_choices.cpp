@@ -1,3 +1,5 @@
+// The list is a text of `Key=value` words in an optional setting. Its readers compare it with the
+// settings, since other programs change settings without changing the list.
 #include "cli/kc/Kept_choices.h"
 
 #include <algorithm>
@@ -14,7 +16,8 @@ namespace cli {
 
 namespace {
 
-// The choices as they are written. A word without "=" gets an empty value, which no setting has.
+// The choices in the text, also those that are no longer in use. A word without "=" gets an empty
+// value. No setting has an empty value, so kept_choices leaves the word out.
 std::vector<Chosen_setting> written_choices(const zeConfig& config) {
     const qtString* const text = config.get_optional(kChoicesKey);
     std::istringstream words(text == nullptr ? "" : text->str());

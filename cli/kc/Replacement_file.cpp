@@ -1,3 +1,34 @@
+// How a container is saved completely or not at all. The idea: rename() replaces a name in one
+// step, so we write a second file, and rename it when nothing else can fail.
+//
+// Example: a user of the group "staff" learns into "a.kc", which has this group and the permissions
+// 664. Kc_lock has made ".a.kc.lock" before.
+//
+//   1. check_replaceable   "a.kc" is a regular file, and the user may write it.
+//   2. remove_files_left_behind   A process was killed yesterday and has left ".a.kc.tmp-q7XbR2".
+//                          We can lock that file, so its writer is dead, and we remove it.
+//   3. make                Makes ".a.kc.tmp-Zk09fe" with the permissions 600, and locks it. If that
+//                          name is taken, it tries six other letters.
+//   4. (the caller)        Writes the new container to that path. This is the step that takes long,
+//                          and that fails if the disk is full. Then the destructor removes the
+//                          file, and "a.kc" is untouched.
+//   5. take_over_attributes   Reads group, permissions and extended attributes of "a.kc" now, since
+//                          they may have changed, and gives them to the new file: 664, "staff".
+//   6. fsync of the file   All bytes are on the disk before the name leads to them. Otherwise a
+//                          crash could leave an empty "a.kc".
+//   7. check_unchanged     Device, file number, size and time of "a.kc" are those of the time when
+//                          we got the lock. A file that "mv" has put there meanwhile is not
+//                          replaced.
+//   8. rename              "a.kc" is the new file. Processes that read the old file finish reading
+//                          the old file.
+//   9. note_change         From here on a failure ends with the status "changed, then failed".
+//                          Signals are held back during steps 7 to 9, so that none comes between
+//                          the rename and its note.
+//  10. fsync of the folder   The rename is on the disk, too.
+//
+// Two processes could test each other's new files. In step 3 a file is not locked for a moment
+// after open(). Another process that is at its step 2 may lock the file then, and remove it. So
+// both compare the locked file with its name (is_file_at): we then make another file.
 #include "cli/kc/Replacement_file.h"
 
 #include <cerrno>
@@ -24,7 +55,7 @@ constexpr std::string_view kLetters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 constexpr std::string_view kBeforeLetters = ".tmp-";
 constexpr std::size_t kLetterCount = 6;
-// By then something else is wrong than a name that is taken.
+// After so many attempts the reason cannot be that a name is taken.
 constexpr int kMostAttempts = 1000;
 constexpr mode_t kOwnerOnly = 0600;
 constexpr mode_t kNewFile = 0666;
@@ -49,15 +80,16 @@ bool is_regular_file(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// For writing if possible, since NFS locks no file that is open for reading only.
+// Opens the file for writing if possible, since NFS cannot lock a file that is open only for
+// reading.
 Descriptor opened(const std::string& path) {
     constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     Descriptor file(::open(path.c_str(), O_RDWR | kFlags));
     return file.is_open() ? std::move(file) : Descriptor(::open(path.c_str(), O_RDONLY | kFlags));
 }
 
-// Removes a regular file that no living process has locked. Whatever else it is stays.
-// `is_of_dead`: what this process may not open is of a dead process, too.
+// Removes a regular file that no living process has locked. Anything else stays.
+// `is_of_dead`: a file that we may not open is of a dead process, and is removed too.
 void remove_if_left_behind(const std::string& path, bool is_of_dead) {
     const Descriptor file = opened(path);
     if (!file.is_open() && errno == EACCES && is_of_dead && is_regular_file(path)) {
@@ -73,17 +105,17 @@ void remove_if_left_behind(const std::string& path, bool is_of_dead) {
 void remove_files_left_behind(const Target_file& target, bool is_locked) {
     const fs::path begin = target.beside(kBeforeLetters);
     const std::string start = begin.filename().string();
-    std::error_code ignored;  // of a folder that may be written but not be read
+    std::error_code ignored;  // of a folder that may be written but not read
     for (fs::directory_iterator entry(target.folder(), ignored), end; !ignored && entry != end;
          entry.increment(ignored)) {
         if (is_name_of_ours(entry->path().filename().string(), start)) {
-            // Two long names may share the form.
+            // Two long names may have the same start after the cut.
             remove_if_left_behind(entry->path().string(), is_locked && !target.is_cut());
         }
     }
 }
 
-// The name of a file stays when a crash comes right after the rename.
+// Makes the rename survive a crash of the system.
 // RAISES: Output_error.
 void bring_to_disk(const Target_file& target) {
     const Descriptor folder(::open(target.folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -104,8 +136,8 @@ void bring_to_disk(const Target_file& target) {
 Replacement_file::Replacement_file(Target_file target, const Kc_lock* lock)
     : m_target(std::move(target)), m_lock(lock) {}
 
-// The destructor runs if one of these raises, since the constructor that it calls has made a whole
-// object.
+// If `begin` raises, the destructor runs all the same: the object is complete when the constructor
+// that these two call has returned.
 Replacement_file::Replacement_file(const std::string& path)
     : Replacement_file(Target_file(path), nullptr) {
     begin();
@@ -145,8 +177,9 @@ void Replacement_file::make() {
 }
 
 bool Replacement_file::try_to_make() {
-    // Without an old file there is nobody who must not read or write the new one before its
-    // attributes are those that it will have.
+    // Without an old file, we let the system choose the permissions, and keep_attributes reads
+    // them. With an old file, nobody else may open the new one before it has the attributes of the
+    // old one.
     const bool is_new = !m_target.status();
     Descriptor file(::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC,
                            is_new ? kNewFile : kOwnerOnly));
@@ -156,7 +189,8 @@ bool Replacement_file::try_to_make() {
         }
         m_target.fail();
     }
-    // Between the two calls another process may have taken the file for one that was left behind.
+    // Between open() and flock() another process may have locked or removed the file, as one that
+    // was left behind.
     const bool is_taken = ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     if (is_taken || !is_file_at(m_path, file.number())) {
         return false;
@@ -196,7 +230,7 @@ void Replacement_file::take_place() {
     }
     const std::string shown_target = shown_file(m_target.name());
     {
-        // A signal must not find a change that is not noted.
+        // No signal may end the process between the rename and its note.
         const Held_back_signals held_back;
         if (m_lock != nullptr) {
             m_lock->check_unchanged();

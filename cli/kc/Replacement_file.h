@@ -1,4 +1,4 @@
-// Replacement_file: a new file that takes another's place when it is whole.
+// Replacement_file: a new file that takes the place of an old one when it is complete.
 #ifndef ZANDREL_CLI_KC_REPLACEMENT_FILE_H_
 #define ZANDREL_CLI_KC_REPLACEMENT_FILE_H_
 
@@ -13,42 +13,44 @@
 
 namespace cli {
 
-// A file beside the one to be replaced, in the same folder, so that a rename can put it there at
-// once: whoever opens the file finds the old one or the new one, and a failure leaves the old one.
-// It is removed with the object, and by a signal that ends the process, unless it has taken the
-// place.
+// The new file is in the folder of the old one, so that one rename can put it into place. A process
+// that opens the file finds either the old contents or the new ones, and after a failure the old
+// file is still there. Unless the new file has taken the place, the destructor removes it, and so
+// does a signal that ends the process.
 //
-// A symbolic link is followed: what it points at is replaced. Other hard links keep the old file.
-// The new file has the attributes of the old one (File_attributes::give_to), or those that the
-// system gives to new files. Until then only its owner can open it.
+// A symbolic link is followed, and the file at its end is replaced. Other hard links keep the old
+// file. While the new file is written, only its owner can open it. Before the rename it gets the
+// attributes of the old file (File_attributes::give_to), or, without an old file, those that the
+// system gives to new files.
 //
-// Its name is ".NAME.tmp-" and six letters. A process that is killed leaves it behind; the next
-// replacement of the same file removes it. The writer has it locked, so that the file of a living
-// process is never removed. Another user's file may not be opened, and so not be tested: it is
-// removed if a Kc_lock excludes that its process lives.
+// Its name is ".NAME.tmp-" and six letters. A process that is killed leaves the file behind, and
+// the next replacement of the same file removes it. The writer locks the file, so we never remove
+// the file of a living process. If we may not open another user's file, we cannot test its lock. We
+// remove it only if we have the Kc_lock, since then no other process writes a file of this name.
 class Replacement_file {
 public:
     // Makes the new file, empty. `path` need not exist.
     // RAISES: Output_error; what Target_file::check_replaceable raises.
     explicit Replacement_file(const std::string& path);
-    // The same for the container of a lock, which must live as long as this object.
+    // The same for the container of a lock. The lock must outlive this object.
     explicit Replacement_file(const Kc_lock& lock);
     Replacement_file(const Replacement_file&) = delete;
     Replacement_file& operator=(const Replacement_file&) = delete;
     ~Replacement_file();
 
-    // Does all but writing and taking the place, so that what would fail then fails now.
+    // Does all steps except writing and taking the place. For instance, a folder in which we may
+    // not make files is reported before the training, not after it.
     // RAISES: Output_error.
     static void try_out(const Kc_lock& lock);
 
-    // Where to write.
+    // The path of the new file, to which the caller writes.
     const std::string& path() const { return m_path; }
 
-    // Brings what was written to the disk and puts the file into its place, which is noted as a
-    // change (note_change).
-    // RAISES: Output_error, also if somebody has changed the locked container meanwhile. After a
-    // note of the change the file has taken its place, but a crash of the system may bring the old
-    // one back.
+    // Flushes the new file to the disk, renames it to the name of the old one, and notes the change
+    // (note_change).
+    // RAISES: Output_error, also if another program has changed the locked container meanwhile. If
+    // the change has been noted, the new file is in place, but a crash of the system may still
+    // bring the old one back.
     void take_place();
 
 private:
@@ -63,9 +65,9 @@ private:
 
     Target_file m_target;
     const Kc_lock* m_lock;  // BORROWS: null: none
-    std::string m_path;     // of the new file; empty: it has taken its place
+    std::string m_path;     // of the new file; empty after it has taken the place
     std::optional<Unfinished_file> m_unfinished;
-    File_attributes m_attributes;  // for the case that there is no old file at the end
+    File_attributes m_attributes;  // used if there is no old file at the end
     Descriptor m_file;             // the new one, locked
 };
 

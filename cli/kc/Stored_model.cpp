@@ -1,3 +1,5 @@
+// Joins the two steps of reading a model: the container from its file, and the text analysis that
+// the container and the command line agree on.
 #include "cli/kc/Stored_model.h"
 
 #include "zandrel/knowledge/zeLogicalTree.h"

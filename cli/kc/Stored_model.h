@@ -1,4 +1,4 @@
-// Stored_model: a text model as the file of a knowledge container.
+// Stored_model: reads text models from the files of knowledge containers.
 #ifndef ZANDREL_CLI_KC_STORED_MODEL_H_
 #define ZANDREL_CLI_KC_STORED_MODEL_H_
 
@@ -13,12 +13,12 @@
 
 namespace cli {
 
-// Reads a model, which analyses texts as the container keeps it, or as `given` tells.
+// Reads a model. It analyses texts as agreed_analysis says.
 // `progress`: may be null.
 // RAISES: what read_kc and agreed_analysis raise; Data_error for an empty container.
 std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
                                        CTProgress* progress);
-// The same for a model of which only classifying and explaining are asked: see read_kc_to_classify.
+// The same for a model that only classifies and explains; see read_kc_to_classify.
 std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
                                                    const Given_analysis& given,
                                                    CTProgress* progress);
@@ -26,7 +26,7 @@ std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
 std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
                                        CTProgress* progress);
 
-// RAISES: Data_error that names the file if its container can only classify.
+// RAISES: Data_error that names the file for a compact container, which can only classify.
 void check_can_learn(const std::string& path, const Text_model& model);
 
 }  // namespace cli

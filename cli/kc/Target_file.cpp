@@ -1,3 +1,5 @@
+// Links, names and checks of a file that will be made or replaced. All questions to the system are
+// about the path with its links followed; all messages have the name that the user gave.
 #include "cli/kc/Target_file.h"
 
 #include <cerrno>
@@ -14,14 +16,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// More links than any sound path has; Linux stops there too.
+// Linux allows the same number.
 constexpr int kMostLinks = 40;
-// Leaves room in a name of 255 bytes for a dot before it and an ending behind it.
+// Linux allows names of 255 bytes. This leaves one byte for the dot and 14 for the ending.
 constexpr std::size_t kLongestStem = 240;
 
-// Where the path leads. Its last part may be missing, so the library's resolvers do not serve: they
-// take a link to nothing for a name.
-// RAISES: Output_error for a circle.
+// Follows the links at the end of a path. We cannot use std::filesystem::weakly_canonical: if a
+// link leads to a missing file, it returns the path of the link.
+// RAISES: Output_error for a circle of links.
 std::string without_links(const std::string& name) {
     fs::path path = name;
     for (int i = 0; i < kMostLinks; ++i) {
@@ -35,7 +37,8 @@ std::string without_links(const std::string& name) {
     throw Output_error(name, std::generic_category().message(ELOOP));
 }
 
-// The start of a name, without half a character of UTF-8 at its end: some file systems refuse that.
+// Returns the first 240 bytes of a name, or a few less so that no character of UTF-8 is divided:
+// some file systems refuse half a character.
 std::string cut(const std::string& name) {
     constexpr unsigned char kContinuationMask = 0xC0;
     constexpr unsigned char kContinuation = 0x80;

@@ -12,11 +12,11 @@
 
 namespace cli {
 
-// Tells a file from another one in its place, and from itself after it was written: device and
-// number, size, time of the last change in seconds and nanoseconds.
+// Device, file number, size, and time of the last change in seconds and nanoseconds. The state
+// changes if another file takes the file's place, and if the file is written.
 using File_state = std::tuple<dev_t, ino_t, off_t, std::time_t, long>;
 
-// Symbolic links are followed once, when the object is made: what they point at is the target.
+// Symbolic links are followed once, by the constructor: the target is the file at their end.
 // Messages name the file as the user did.
 class Target_file {
 public:
@@ -30,27 +30,27 @@ public:
 
     std::string folder() const;
 
-    // The path of a hidden file in the same folder: ".NAME" and the ending. A name that leaves too
-    // little room is cut; then two files whose names differ only behind the cut share this path.
+    // The path of a hidden file in the same folder: ".NAME" and the ending. A name of more than 240
+    // bytes is cut. Two files whose names differ only after the cut share this path.
     // REQUIRES: an ending of at most 14 bytes.
     std::string beside(std::string_view ending) const;
-    // Returns whether the name is cut there.
+    // Returns whether `beside` cuts the name.
     bool is_cut() const;
 
-    // Nothing for a file that does not exist.
-    // RAISES: Output_error if the system cannot say.
+    // Returns nothing for a file that does not exist.
+    // RAISES: Output_error if the system cannot examine the file.
     std::optional<struct stat> status() const;
-    // Likewise.
+    // Returns nothing, and raises, as `status` does.
     std::optional<File_state> state() const;
 
-    // RAISES: Output_error if the name leads to another path by now.
+    // RAISES: Output_error if the links of the name lead to another path now.
     void check_link() const;
 
-    // RAISES: Output_error for what is no regular file, such as a folder or a device, and for a
-    // file that may not be written; what `status` raises.
+    // RAISES: Output_error for anything but a regular file, such as a folder or a device, and for a
+    // file that may not be written; what `status` raises. A missing file is no error.
     void check_replaceable() const;
 
-    // RAISES: Output_error with this reason, or with what `errno` says.
+    // RAISES: Output_error with this reason, or with the reason of `errno`.
     [[noreturn]] void fail(const std::string& reason) const;
     [[noreturn]] void fail() const;
 
@@ -59,7 +59,7 @@ private:
     std::string m_path;
 };
 
-// Returns whether the path leads to the open file, and not to one that has taken its place since.
+// Returns whether the path leads to the open file. It does not if another file has taken its place.
 bool is_file_at(const std::string& path, int descriptor);
 
 }  // namespace cli

@@ -1,3 +1,5 @@
+// Asks each node of the logical tree for its classifier, in the order of the ids, since the table
+// of nodes has no order.
 #include "cli/kc/stat_classifiers.h"
 
 #include "zandrel/knowledge/Node_order.h"

@@ -14,7 +14,7 @@ struct Stat_classifier {
     zeStat_matcher* matcher = nullptr;  // BORROWS: from the manager
 };
 
-// Returns those of the nodes in the logical tree, by ascending id.
+// Returns the statistical classifiers of all nodes of the logical tree, by ascending id.
 std::vector<Stat_classifier> stat_classifiers(const zeManager& manager);
 
 }  // namespace cli

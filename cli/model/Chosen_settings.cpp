@@ -1,3 +1,10 @@
+// Makes all choices and removes those that the user's settings replace.
+//
+// Example: phrases with 20 labels and the user's ProfileSize=500. All choices are
+// AverageRlimit=3000, MaxPsSize=40000, MaxRlimit=10000, MinPsSize=20000, MinRlimit=30,
+// ProfileSize=10000 and SuppressM=0. ProfileSize replaces the choices for itself and for the bounds
+// MinPsSize and MaxPsSize, so the limits and SuppressM remain. With MinPsSize=5000 instead,
+// ProfileSize=10000 remains too.
 #include "cli/model/Chosen_settings.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Chosen_settings: the settings that the program chooses for a new container where the user gives
-// none.
+// Chosen_settings: settings that the program chooses for a new container, unless the user gives
+// them.
 #ifndef ZANDREL_CLI_MODEL_CHOSEN_SETTINGS_H_
 #define ZANDREL_CLI_MODEL_CHOSEN_SETTINGS_H_
 
@@ -25,10 +25,10 @@ struct Chosen_setting {
     bool operator==(const Chosen_setting& other) const = default;
 };
 
-// The choice for a container of that many labels, in the order of the keys. With the engine's
-// default limits learning forgets. Its other defaults suit words; texts analysed as phrases have
-// many more concepts, most of them rare. `given`: the user's settings, which replace the choice;
-// null: none.
+// The choices for a container with so many labels, sorted by key. We choose higher limits than the
+// engine's defaults, since learning forgets with them. The engine's other defaults suit words;
+// texts analysed as phrases have many more concepts, and most of these are rare. `given`: the
+// user's settings, which replace choices; null: none.
 std::vector<Chosen_setting> choose_settings(Analysis_kind kind, std::size_t label_count,
                                             const Engine_settings* given);
 

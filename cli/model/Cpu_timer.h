@@ -1,4 +1,4 @@
-// Cpu_timer: measures the processor time of a stretch of the program.
+// Cpu_timer: measures the CPU time of parts of the program.
 #ifndef ZANDREL_CLI_MODEL_CPU_TIMER_H_
 #define ZANDREL_CLI_MODEL_CPU_TIMER_H_
 
@@ -6,8 +6,8 @@
 
 namespace cli {
 
-// Adds up the process's CPU time over any number of stretches, each from `start` to `stop`.
-// Waiting for the disk or for other processes does not count.
+// The sum of this process's CPU time between each `start` and the next `stop`. It does not include
+// waiting for the disk or for other processes.
 class Cpu_timer {
 public:
     void start() { m_start = std::clock(); }

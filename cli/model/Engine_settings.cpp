@@ -1,3 +1,5 @@
+// Checks keys and values with the library's list of known keys, and applies them with its map of
+// options. Example: "PLifeExpectancy=300" is refused with "is not between 0 and 255".
 #include "cli/model/Engine_settings.h"
 
 #include <charconv>
@@ -19,7 +21,7 @@ namespace {
 
 using Kind = zeOptMap::Kind;
 
-// The map's own switch, which tells the engine to take the map's settings at all.
+// The switch of the map: with 0, the engine ignores all settings of the map.
 constexpr std::string_view kUseMap = "UseExtParms";
 
 bool is_trainer_switch(std::string_view key) {
@@ -28,7 +30,7 @@ bool is_trainer_switch(std::string_view key) {
 
 using Known_key = zeOptMap::Known_key;
 
-// The settings that an options file may have: those of a container, and three switches.
+// All keys that an options file may have: the settings of a container, and three switches.
 std::optional<Known_key> find_known(std::string_view key) {
     if (key == kUseMap || is_trainer_switch(key)) {
         return Known_key{"", Kind::flag, {0, 1}};
@@ -62,7 +64,7 @@ std::string integer_problem(std::string_view value, const zandrel::Setting_range
     return {};
 }
 
-// For settings that are factors or weights, which have no upper end.
+// For factors and weights, which have no upper bound.
 std::string real_problem(std::string_view value) {
     const std::optional<double> number = whole_number<double>(value);
     if (!number || !std::isfinite(*number)) {
@@ -88,7 +90,7 @@ std::string value_problem(std::string_view key, const Known_key& known, std::str
     return known.kind == Kind::real ? real_problem(value) : integer_problem(value, known.range);
 }
 
-// The last line that gives the key, from 1: a later line wins.
+// The number of the last line with the key, from 1; a later line overrides an earlier one.
 std::size_t line_of(const std::string& path, std::string_view key) {
     std::ifstream file(path);
     std::string line;
@@ -158,7 +160,8 @@ void Engine_settings::set(const std::vector<std::string>& assignments) {
 }
 
 void Engine_settings::apply(qtPtrLight<zeManager>& manager) {
-    // Without a value the switch keeps its setting, which is on: the map would read it as 0.
+    // Without a value, the map would read its switch as 0, and the engine would ignore all
+    // settings.
     if (!has_value(kUseMap)) {
         m_options.Add(qtString(kUseMap), 1);
     }

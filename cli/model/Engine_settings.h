@@ -1,4 +1,4 @@
-// Engine_settings: the engine's settings as the command line gives them.
+// Engine_settings: the engine's settings from the command line and from an options file, checked.
 #ifndef ZANDREL_CLI_MODEL_ENGINE_SETTINGS_H_
 #define ZANDREL_CLI_MODEL_ENGINE_SETTINGS_H_
 
@@ -13,36 +13,37 @@ class zeManager;
 
 namespace cli {
 
-// Returns whether this value leaves a setting as it is: an empty one and "leave" do.
+// Returns whether this value means "do not change the setting": an empty one and "leave".
 bool keeps_setting(std::string_view value);
 
-// Describes the problem of a setting or a trainers' switch, with its name, value and range. Returns
-// an empty text if there is none.
+// Describes what is wrong with a setting: that the key is unknown, or key, value and range of a bad
+// value. Returns an empty text if nothing is wrong.
 std::string setting_problem(std::string_view key, std::string_view value);
 
-// Named settings from an options file and from `Key=value` words, checked before they reach the
-// engine, which would take a misspelt key for none, a misspelt value for 0, and a value without a
-// meaning, such as a profile of no features, as it is.
+// Settings from an options file and from `Key=value` words. We check them before the engine gets
+// them: the engine ignores a misspelt key, reads a misspelt value as 0, and accepts values without
+// a meaning, such as a profile without features.
 //
-// The trainers read the test switches "PositiveMethod" and "GeomAverage" from the map that was
-// loaded last when the first of them is made: so the file is loaded before, and this must live to
-// the end of the program.
+// The trainers have two test switches, "PositiveMethod" and "GeomAverage". When the first trainer
+// is made, it reads them from the map that was loaded last. So load the file before that, and keep
+// this object until the program ends.
 class Engine_settings {
 public:
     // Reads an options file; an empty path reads none.
     // RAISES: Input_error if it cannot be read; Data_error "FILE:LINE: ..." for an unknown key or a
     // bad value.
     void load(const std::string& path);
-    // Takes `Key=value` words, which win over the file.
+    // Adds `Key=value` words, which override the file.
     // RAISES: Usage_error that names the key.
     void set(const std::vector<std::string>& assignments);
-    // Gives the settings to the container, which must not be trained yet.
+    // Sets the settings of the container. REQUIRES: the container is not trained yet.
     void apply(qtPtrLight<zeManager>& manager);
 
-    // Returns whether a value is given for the key and is used: with "UseExtParms=0" none is.
+    // Returns whether a value is given for the key and is used. With "UseExtParms=0" no value is
+    // used.
     bool has(std::string_view key) const;
-    // Returns the settings that are given a value which "UseExtParms=0" switches off, in the order
-    // of their keys. The trainers' switches are not among them, since they act all the same.
+    // Returns the keys with a given value that "UseExtParms=0" switches off, sorted. The switches
+    // of the trainers are not among them, since "UseExtParms=0" does not switch them off.
     std::vector<std::string> unused_settings() const;
 
 private:

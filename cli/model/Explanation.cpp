@@ -1,3 +1,4 @@
+// Prints an explanation as indented lines or as JSON. Text_model computes it.
 #include "cli/model/Explanation.h"
 
 #include <cmath>

@@ -1,4 +1,4 @@
-// Explanation: why a text gets the label that it gets.
+// Explanation: what each concept of a text adds to the score of a label.
 #ifndef ZANDREL_CLI_MODEL_EXPLANATION_H_
 #define ZANDREL_CLI_MODEL_EXPLANATION_H_
 
@@ -11,8 +11,8 @@
 
 namespace cli {
 
-// What a concept adds to a score: the score less what it would be if the concept counted nothing,
-// in a text of the same length. Below 0 it speaks against the label.
+// The effect of a concept on a score: the score, minus the score of the text if the concept had no
+// weight and the length of the text were the same. An effect below 0 lowers the score.
 struct Concept_effect {
     std::string concept_text;
     double adds = 0.0;
@@ -29,11 +29,11 @@ struct Explanation {
     std::size_t left_out = 0;              // concepts of the text that are not in the list
 };
 
-// Leaves out all concepts but the first `count`.
+// Keeps the first `count` concepts, and counts the others in `left_out`.
 void keep_first(std::size_t count, Explanation& explanation);
 
-// Prints the text and below it label, score and concepts. An unknown concept has "(unknown)" behind
-// it, and a last line says how many concepts were left out.
+// Prints the text, and below it score, label and concepts. "(unknown)" follows an unknown concept.
+// If concepts were left out, the last line gives their number.
 void print_explanation(const Explanation& explanation, std::ostream& out);
 // The same as an object of `text`, `category`, `score` and `concepts`, a list of objects of
 // `concept`, `adds` and `known`. Without a result `category` is null.

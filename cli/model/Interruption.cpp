@@ -1,3 +1,9 @@
+// The handler of the ending signals while long work runs.
+//
+//   first signal                              noted; the work polls it and raises an error
+//   second signal within 0.1 s                ignored: it belongs to the first
+//   second signal later                       ends the process
+//   first signal while waiting for input      ends the process
 #include "cli/model/Interruption.h"
 
 #include <cstddef>
@@ -13,7 +19,7 @@ constexpr long kNanosecondsOfOneRequest = 100'000'000;
 volatile std::sig_atomic_t s_signal = 0;
 volatile std::sig_atomic_t s_is_seen = 0;
 volatile std::sig_atomic_t s_waits_for_input = 0;
-// Written by the first signal and read by further ones, which are blocked meanwhile.
+// The first signal writes it, and later ones read it. They are blocked while the handler runs.
 struct timespec s_first = {};
 
 struct timespec now() {

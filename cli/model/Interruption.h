@@ -1,4 +1,4 @@
-// Interruption: turns Ctrl-C and its kin into a request that long work polls.
+// Interruption: turns Ctrl-C and other ending signals into a request that long work polls.
 #ifndef ZANDREL_CLI_MODEL_INTERRUPTION_H_
 #define ZANDREL_CLI_MODEL_INTERRUPTION_H_
 
@@ -9,13 +9,13 @@
 
 namespace cli {
 
-// While one lives, the first ending signal is only noted. A second one ends the process, in case
-// the work does not poll. Signals within a tenth of a second of the first count as one: `timeout`,
-// a terminal that closes and service managers send two in a row. A signal that the process was
-// started to ignore stays ignored.
+// While an object lives, the first ending signal is only noted. A second one ends the process, in
+// case the work does not poll. Signals within a tenth of a second of the first count as one:
+// `timeout`, a terminal that closes and service managers send two in a row. A signal that the
+// process was started to ignore stays ignored.
 //
-// If no work has seen the request when the object is destroyed, the process ends then, unless there
-// is an error or a change to report. One at a time.
+// If nothing has polled the request when the object is destroyed, the destructor ends the process,
+// unless there is an error or a change to report. Only one object may live at a time.
 class Interruption {
 public:
     Interruption();
@@ -33,9 +33,10 @@ private:
     std::array<struct sigaction, kEndingSignals.size()> m_before = {};
 };
 
-// While one lives, the first ending signal ends the process: nothing polls a request while the
-// process waits for its input, for example from a pipe. Unfinished files are removed. A signal from
-// before is still a request, which the caller polls once one of these lives. One at a time.
+// While an object lives, the first ending signal ends the process at once and removes unfinished
+// files: while the process waits for input, for example from a pipe, nothing polls a request. A
+// signal from before remains a request, so the caller polls once after making the object. Only one
+// object may live at a time.
 class Waiting_for_input {
 public:
     Waiting_for_input();

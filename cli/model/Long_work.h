@@ -1,4 +1,4 @@
-// Long_work: what the program does while it works for long.
+// Long_work: progress, interruption and warnings of a command that can take long.
 #ifndef ZANDREL_CLI_MODEL_LONG_WORK_H_
 #define ZANDREL_CLI_MODEL_LONG_WORK_H_
 
@@ -18,7 +18,7 @@ class Long_work {
 public:
     CTProgress& progress() { return m_bar; }
 
-    // Writes a line for the user to standard error.
+    // Prints a warning on standard error. Removes the progress bar before.
     void warn(const std::string& text) {
         m_bar.blank();
         print_warning(text);

@@ -1,4 +1,4 @@
-// Model_options: what a text model is made with.
+// Model_options: the options of a new text model.
 #ifndef ZANDREL_CLI_MODEL_MODEL_OPTIONS_H_
 #define ZANDREL_CLI_MODEL_MODEL_OPTIONS_H_
 
@@ -11,8 +11,8 @@ class Engine_settings;
 
 struct Model_options {
     Analysis_settings analysis = {};
-    Engine_settings* settings = nullptr;  // BORROWS: to the program's end; null: none are given
-    Label_groups groups = {};             // none: one classifier for all labels
+    Engine_settings* settings = nullptr;  // BORROWS: until the program ends; null: none
+    Label_groups groups = {};             // empty: one classifier for all labels
 };
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// Model_size: how much a model holds.
+// Model_size: the numbers of categories and concepts of a model.
 #ifndef ZANDREL_CLI_MODEL_MODEL_SIZE_H_
 #define ZANDREL_CLI_MODEL_MODEL_SIZE_H_
 
@@ -9,8 +9,8 @@ namespace cli {
 struct Model_size {
     std::size_t profiles = 0;  // categories
     std::size_t concepts = 0;  // in the table of all concepts
-    std::size_t entries = 0;   // of all profiles: a concept counts in each profile that holds it
-    std::size_t largest = 0;   // entries of the largest profile
+    std::size_t entries = 0;  // of all profiles; a concept counts once for each profile that has it
+    std::size_t largest = 0;  // entries of the largest profile
 };
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// Progress_bar: shows how far long work has come, and takes a Ctrl-C to it.
+// Progress_bar: shows the progress of long work, and passes a request to interrupt it.
 #ifndef ZANDREL_CLI_MODEL_PROGRESS_BAR_H_
 #define ZANDREL_CLI_MODEL_PROGRESS_BAR_H_
 
@@ -10,14 +10,14 @@
 
 namespace cli {
 
-// One line that is written over: what is being done, how much of it is done, and about how long the
-// rest takes, or how long it has taken where nothing can be told of the rest. It is drawn at most
-// ten times a second, and blanked when the object goes.
+// One line of a terminal with the name of the phase, the share that is done, and the estimated time
+// for the rest: "Training 25 % 0:30 left". Before the first step it shows the elapsed time. Steps
+// draw it at most ten times a second. The destructor removes it.
 class Progress_bar : public CTProgress {
 public:
     using Clock = std::function<double()>;  // seconds since some moment
 
-    // `out`: a terminal; null: nothing is shown.  BORROWS: `out`.
+    // `out`: a terminal; null: shows nothing. BORROWS: `out`.
     explicit Progress_bar(std::ostream* out, Clock clock = seconds_now);
     Progress_bar(const Progress_bar&) = delete;
     Progress_bar& operator=(const Progress_bar&) = delete;
@@ -46,7 +46,7 @@ private:
     double m_total = 0.0;
     double m_done = 0.0;
     double m_begin;                // of the phase
-    mutable double m_drawn = 0.0;  // when; asking for an interruption draws too
+    mutable double m_drawn = 0.0;  // time; mutable, since IsInterrupted draws too
     mutable bool m_is_shown = false;
 };
 

@@ -1,4 +1,4 @@
-// Scored_label: one label of a ranking.
+// Scored_label: a label with its score, and rankings of them.
 #ifndef ZANDREL_CLI_MODEL_SCORED_LABEL_H_
 #define ZANDREL_CLI_MODEL_SCORED_LABEL_H_
 
@@ -12,10 +12,11 @@ namespace cli {
 struct Scored_label {
     std::string_view label;  // BORROWS: of the model that made the ranking
     double score = 0.0;      // above 0, at most 1
-    zeNode* node = nullptr;  // the leaf with that score.  BORROWS: likewise
+    zeNode* node = nullptr;  // the leaf with that score.  BORROWS: of the model
 };
 
-// Best first, each label once. A label that is missing has no result, which counts as score 0.
+// Sorted by score, the highest first. Each label is in it at most once. A missing label has no
+// result, and counts as score 0.
 using Ranking = std::vector<Scored_label>;
 
 }  // namespace cli

@@ -1,3 +1,17 @@
+// How a list of labelled texts becomes a model: analyse each text into a bag, put the bags with
+// their labels into a corpus, let the tree distribute the corpus among its classifiers, and train
+// them.
+//
+// Example: `sport<TAB>a goal` becomes a zeMsg with the category "sport" and the bag {a: 1, goal: 1}
+// in slot 0. A bootstrap also puts the bag of the keywords into slot 1 and that of the title into
+// slot 2. A view of all messages gives each message the leaf "sport".
+//
+// With groups, such as `games<TAB>sport`, the tree is root / games / sport. The engine trains the
+// classifier of the root with the label "games" for this message, and the classifier of "games"
+// with "sport". Without groups only the root has a classifier, so the engine need not distribute.
+//
+// Functions whose names end with _with take constant texts or texts to be emptied: fill() calls
+// empty_text for each text, which has an overload for both.
 #include "cli/model/Text_model.h"
 
 #include <algorithm>
@@ -29,7 +43,7 @@ namespace cli {
 namespace {
 
 constexpr const char* kRootName = "root";
-// Slots of a message, besides that of the text.
+// The slots of a message for a bootstrap. The text is in slot 0.
 constexpr std::size_t kKeywordsSlot = 1;
 constexpr std::size_t kTitleSlot = 2;
 
@@ -41,8 +55,8 @@ std::set<std::string_view> labels_of(const std::vector<Labelled_text>& texts) {
     return labels;
 }
 
-// Takes the progress object from the manager when an operation ends, which leaves it there if it
-// fails.
+// Removes the progress object from the manager when an operation ends. A failed operation would
+// leave it there.
 class Progress_of_manager {
 public:
     explicit Progress_of_manager(zeManager& manager) : m_manager(manager) {}
@@ -56,7 +70,8 @@ private:
     zeManager& m_manager;
 };
 
-// RAISES: the assertion "stat_matcher" of the engine if the file of the container has lost it.
+// RAISES: the assertion "stat_matcher" of the engine if the node has no statistical classifier, as
+// in a damaged container.
 zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
     auto* const stat_matcher =
         node == nullptr
@@ -66,9 +81,9 @@ zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
     return *stat_matcher;
 }
 
-// Without statistics, as in a compact container, only the weights show what was learned. With
-// statistics, each word that has weights is in them too, so they are asked last: a model that was
-// read for classifying has to read them for that.
+// A word was learned if it has weights or is in the statistics. A compact container has only
+// weights. We look at the statistics last, since a model that was read for classifying must first
+// read them.
 bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
     if (matcher->m_table.find(word) != matcher->m_table.end()) {
         return true;
@@ -82,7 +97,7 @@ bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
 
-// Texts that are lent stay; those that are given are emptied, and their memory is freed.
+// A constant text stays; another one is emptied, and its memory is freed.
 void empty_text(const Labelled_text& /*lent*/) {}
 
 void empty_text(Labelled_text& given) {
@@ -227,12 +242,12 @@ void Text_model::learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* 
     learn_with(texts, progress, before);
 }
 
-// Without groups the root is the only classifier, and the engine trains it with the view as it is.
+// Without groups, only the root has a classifier, and the engine trains it with the whole view.
 bool Text_model::trains_root_only() const {
     return m_groups.groups.empty();
 }
 
-// The engine distributes the view once more. That takes little time beside training.
+// Distributes the view, as the engine will do again. That takes little time compared with training.
 std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progress,
                                                               zeCorpus_view& view,
                                                               Training_kind kind) const {
@@ -261,7 +276,7 @@ unsigned int Text_model::add_node(unsigned int parent, std::string_view name, un
     return m_manager->m_logical_tree->AddLogicalNode(node);
 }
 
-// Groups without a label of the texts would learn nothing, and have no node.
+// A group without a label of the texts would learn nothing, so it gets no node.
 void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
     const std::set<std::string_view> labels = labels_of(texts);
     std::set<std::string_view> grouped;
@@ -284,7 +299,7 @@ void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
     }
 }
 
-// What stands in no tree yet goes below the root.
+// Labels without a leaf are added below the root.
 void Text_model::add_new_labels(const std::vector<Labelled_text>& texts) {
     for (const Labelled_text& text : texts) {
         for (const std::string& label : text.labels) {
@@ -325,8 +340,8 @@ zeStat_storage* Text_model::storage_of(zeNode* node) const {
     return matcher_of(*m_manager, node).m_storage;
 }
 
-// Rules and labels decide together, so the engine is asked: it splits the texts for learning
-// likewise.
+// Rules and labels decide together which classifiers a text reaches. So the engine distributes the
+// texts, as it will do for learning.
 std::vector<zeStat_storage*> Text_model::reached_storages(zeCorpus_view& view) const {
     zeWorkflow::Distribution distribution;
     m_workflow->distribute_corpus(distribution, view, false);
@@ -356,7 +371,8 @@ bool Text_model::uses_tables() const {
     return std::any_of(all.begin(), all.end(), has_and_uses_tables);
 }
 
-// Where no tables are used already there is nothing to leave out, and nothing to take up later.
+// Classifiers that use no tables are not in m_uncorrected, so use_tables(true) does not change
+// them.
 void Text_model::use_tables(bool use) {
     if (!use) {
         for (zeStat_storage* const storage : storages()) {
@@ -418,7 +434,8 @@ Explanation Text_model::explain(std::string_view text, zeNode* node) {
     return explanation;
 }
 
-// Of nodes that are no results of a ranking too: inner ones, and all but the best leaf of a name.
+// Also the score of nodes that are not in a ranking: inner nodes, and all but the best leaf of a
+// name.
 double Text_model::score_of(zeMsg& msg, const zeNode* node) {
     zeResult_set results(0.0, -1);
     m_workflow->classify(msg, results, false, false);
@@ -448,7 +465,7 @@ Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
 }
 
 std::vector<std::string> Text_model::labels() const {
-    std::map<unsigned int, Concept> leaves;  // by id: in the order of learning
+    std::map<unsigned int, Concept> leaves;  // by id, which is the order in which they were added
     for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
         if (node.type == ZE_LEAF) {
             leaves.emplace(id, node.category);
@@ -462,19 +479,19 @@ std::vector<std::string> Text_model::labels() const {
     return labels;
 }
 
-// Best first.
+// Sorted by score, the highest first.
 std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
     zeResult_set results(0.0, wanted);
     m_workflow->classify(msg, results, true, false);
     results.eliminate_duplicated_results();
     if (results.count() > 0) {
-        results.get_result(0);  // Sorts and cuts off what is not wanted.
+        results.get_result(0);  // sorts, and keeps the wanted number
     }
     return std::move(results.results);
 }
 
-// Reading the clock twice takes as long as analysing a short text, so only what reports the time
-// calls this for each text.
+// Reading the clock twice takes as long as analysing a short text. So only callers that report the
+// time use this function for each text.
 qtPtrLight<zeSml> Text_model::make_bag(std::string_view text) {
     m_analysis_timer.start();
     qtPtrLight<zeSml> bag = analyse(text);
@@ -482,7 +499,7 @@ qtPtrLight<zeSml> Text_model::make_bag(std::string_view text) {
     return bag;
 }
 
-// The bag has no ceiling of its own: the model asks for a view under the ceiling that it wants.
+// The bag has no clip value of its own (0.0): a classifier clips the weights to its own ClipValue.
 qtPtrLight<zeSml> Text_model::analyse(std::string_view text) {
     m_feeder.clear();
     m_analysis->feed(text, m_feeder);

@@ -1,4 +1,5 @@
-// Text_model: a text classifier made of the library's parts.
+// Text_model: a text classifier made from the objects of the library: training, learning, ranking,
+// explaining.
 #ifndef ZANDREL_CLI_MODEL_TEXT_MODEL_H_
 #define ZANDREL_CLI_MODEL_TEXT_MODEL_H_
 
@@ -36,45 +37,49 @@ struct zeResult;
 
 namespace cli {
 
-// A knowledge whose leaves are the labels. One that is made anew has a statistical classifier at
-// its root; labels that stand in a group are leaves below a statistical node of the group's name.
+// A container whose leaves are the labels. A new model has a statistical classifier at its root.
+// The labels of a group are leaves below a statistical node that has the name of the group; all
+// others are leaves below the root.
 //
-// `progress`: borrowed for the operation; null: no reports, no interruption. What it interrupts
-// raises qtX<zeWorkflow> 2 "Process interrupted"; the model is not to be used any more.
+// `progress`: borrowed for the operation; null: no reports, no interruption. An interrupted
+// operation raises qtX<zeWorkflow> 2 "Process interrupted". The model must not be used any more
+// then.
 class Text_model {
 public:
-    // A new one, which is to be trained.
+    // Makes a new model, without labels.
     explicit Text_model(const Model_options& options);
-    // One that stands already.
+    // Makes a model of a container that is trained already.
     // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" for an empty container.
     Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis);
     Text_model(const Text_model&) = delete;
     Text_model& operator=(const Text_model&) = delete;
 
-    // Trains on the texts. On a new model this or `bootstrap` is to be called once, before all that
-    // follows.
-    // RAISES: Data_error that names the groups' file and line if a group has the name of a label
-    // that stands in none.
+    // Trains on the texts. Call this or `bootstrap` once for a new model, before all functions
+    // below.
+    // RAISES: Data_error with file and line of the groups if a group has the name of a label
+    // without a group.
     void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
-    // Starts from the titles and the keywords of the texts alone.
+    // Trains only on the titles and keywords of the texts.
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
-    // One of the two.
+    // Calls `bootstrap` or `train`.
     void start(const std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
-    // The same for texts that nobody needs afterwards: each is emptied as soon as it was analysed,
-    // so that its memory serves the model. Labels, titles and keywords stay.
+    // The same for texts that nobody needs afterwards: each text is emptied as soon as it has been
+    // analysed, so that the model can use its memory. Labels, titles and keywords stay.
     void start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
-    // Gets the statistics of the classifiers that are about to learn, by the ids of their nodes.
+    // Gets the statistics of the classifiers that will learn, sorted by the ids of their nodes.
     using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
-    // Takes further texts in as one bulk, at a fixed size. New labels become categories.
-    // `before`: called when the categories are there and nothing is learned yet; empty: not called.
+    // Learns further texts as one bulk. The engine's limits bound the size of the model. New labels
+    // become categories.
+    // `before`: called after the new categories are added, before anything is learned; may be
+    // empty.
     // REQUIRES: the model is not compact.
     void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr,
                const Before_learning& before = {});
-    // The same with texts that are emptied, as by `start_and_empty`.
+    // The same, but empties the texts like `start_and_empty`.
     void learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
                          const Before_learning& before);
 
-    // Whether it has a leaf of that name.
+    // Returns whether the model has a leaf with this name.
     bool knows(std::string_view label) const;
     // Adds a leaf below the root.
     // RAISES: qtX<zeLogicalTree> if the name or the root does not allow it.
@@ -82,20 +87,22 @@ public:
 
     // The concepts of a text.
     qtPtrLight<zeSml> make_bag(std::string_view text);
-    // The best labels, best first, at most `wanted`, or all if that is negative. There is none for
-    // a text without a word.   VALID UNTIL: the model goes.
+    // At most `wanted` labels with the highest scores, the best first; all labels if `wanted` is
+    // negative. A text without a word has none. VALID UNTIL: the model is destroyed.
     Ranking rank(std::string_view text, int wanted);
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
     // The names from the root down to a label of a ranking, joined by "/".
     std::string path_of(const Scored_label& label) const;
-    // Whether scores are corrected by the likelihood tables, as they are after training with them.
+    // Returns whether likelihood tables correct the scores of at least one classifier. A model has
+    // tables if it was trained with them.
     bool uses_tables() const;
-    // Leaves the correction out, or takes it up again where it was left out.
+    // use_tables(false) switches the correction off; use_tables(true) switches it on again where
+    // the first call switched it off.
     void use_tables(bool use);
-    // Why the text gets its best label.
+    // Explains the score of the best label.
     Explanation explain(std::string_view text);
-    // Why it gets the score that it has for a node, which may be an inner one. One that the text
-    // does not reach counts as score 0.   REQUIRES: a node of the model, not null.
+    // Explains the score of a node, which may be an inner node. If the text does not reach the
+    // node, the score is 0. REQUIRES: a node of the model, not null.
     Explanation explain(std::string_view text, zeNode* node);
     // The node of a path from the root, or null.
     zeNode* find(const std::string& path) const;
@@ -103,11 +110,12 @@ public:
     // CPU time spent in text analysis by `make_bag`, `train` and `learn`, in seconds.
     double analysis_seconds() const { return m_analysis_timer.seconds(); }
 
-    // The labels learned, in the order of learning.
+    // All labels, in the order in which they were added.
     std::vector<std::string> labels() const;
     Model_size size() const;
 
-    // The settings that the program has chosen for a new model, from `train` or `bootstrap` on.
+    // The settings that the program has chosen for a new model; empty before `train` or
+    // `bootstrap`.
     const std::vector<Chosen_setting>& choices() const { return m_choices; }
 
     const qtPtrLight<zeManager>& manager() const { return m_manager; }
@@ -152,7 +160,7 @@ private:
     const Engine_settings* m_given = nullptr;    // BORROWS: the user's; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
-    std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: whose tables are left out
+    std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: storages whose tables are switched off
 };
 
 }  // namespace cli

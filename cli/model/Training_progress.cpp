@@ -1,3 +1,9 @@
+// Example: the first of two classifiers has 100 polls of weight 1 and 2 of weight 25, the second 50
+// of weight 1. The weight of all is 150 + 50 = 200.
+//
+//   after 40 polls                        40 / 200 = 0.2       2,000 of 10,000 steps
+//   after 101 polls                       (100 + 25) / 200     6,250 steps
+//   when the first classifier is done     150 / 200            7,500 steps, also after fewer polls
 #include "cli/model/Training_progress.h"
 
 #include <algorithm>
@@ -57,7 +63,7 @@ bool Training_progress::IsInterrupted() const {
     return m_shown.IsInterrupted();
 }
 
-// Polls that nobody expected change nothing.
+// Polls beyond the expected ones are ignored.
 void Training_progress::count_poll() const {
     if (m_classifier >= m_works.size()) {
         return;

@@ -1,3 +1,12 @@
+// Follows the steps of the engine's training, and writes down how often each step polls.
+//
+// Example: 1,000 messages and 10 categories, without likelihood tables. Training counts the
+// messages and selects the features of each category:
+//
+//   messages(1000)   1,000 polls of weight 1                            1,000
+//   select(10)       10 polls of weight 1000 / 10 / 2 + 100 = 150       1,500
+//
+// So the progress is at 40 % when all messages are counted.
 #include "cli/model/Training_work.h"
 
 #include <algorithm>
@@ -12,7 +21,8 @@ namespace cli {
 namespace {
 
 constexpr int kBootstrapPasses = 3;  // keywords, title, canned text
-// Concepts from outside that a category judges, in messages that take as long to count.
+// The time in which a category judges concepts of other categories, as the number of messages that
+// could be counted in that time.
 constexpr double kWeightOfCandidates = 100.0;
 
 // Lists the parts of one training.
@@ -50,7 +60,7 @@ public:
         return m_work;
     }
 
-    // The steps between are short: they cut the old categories and delete concepts.
+    // The steps between these, scaling old categories and deleting concepts, are short.
     Training_work learn() {
         zeStat_diet_learner learner(m_storage);
         learner.m_view = &m_view;
@@ -72,7 +82,7 @@ private:
         m_work.push_back({categories, share / 2 + kWeightOfCandidates});
     }
 
-    // `old_categories`: those whose features are selected before the messages are counted.
+    // `old_categories`: number of categories whose features are selected before the counting.
     void add_training(int slice_count, std::size_t old_categories) {
         if (!m_storage.m_use_train_likelihood) {
             messages(m_messages);
@@ -92,7 +102,7 @@ private:
         messages(m_categories);  // likelihood tables
     }
 
-    // Each is taken out, matched and counted again.
+    // The messages of each slice are removed from the counts, matched, and counted again.
     void add_slices(std::size_t slice_count) {
         for (std::size_t slice = 0; slice < std::min(slice_count, m_left_out); ++slice) {
             const std::size_t size =
@@ -106,7 +116,7 @@ private:
     zeStat_storage& m_storage;
     zeCorpus_view& m_view;
     std::size_t m_messages = 0;
-    std::size_t m_left_out = 0;        // messages that a slice can take out
+    std::size_t m_left_out = 0;        // messages that a slice can remove
     std::size_t m_old_categories = 0;  // before the training
     std::size_t m_categories = 0;      // after it
     Training_work m_work;

@@ -1,4 +1,4 @@
-// Training_work: how much work the training of a classifier is, as a list of its polls.
+// Training_work: estimates the work of training a classifier, as a list of its polls.
 #ifndef ZANDREL_CLI_MODEL_TRAINING_WORK_H_
 #define ZANDREL_CLI_MODEL_TRAINING_WORK_H_
 
@@ -10,7 +10,7 @@ class zeStat_storage;
 
 namespace cli {
 
-// A number of polls. The work before each takes about `weight` times as long as counting one
+// A number of polls. The work before each poll takes about `weight` times as long as counting one
 // message.
 struct Work_part {
     std::size_t polls;
@@ -24,8 +24,8 @@ enum class Training_kind { kTrain, kBootstrap, kLearn };
 
 // The engine reports a classifier only when its training has ended. While it trains, it asks for an
 // interruption after each message that it counts or matches and after each category for which it
-// selects features. So we know in advance how often it will ask. Of a large batch that is learned
-// in sub-bulks this is only an estimate.
+// selects features. So we know in advance how often it will ask. For a large batch, which is
+// learned in sub-bulks, the number is only an estimate.
 Training_work training_work(zeStat_storage& storage, zeCorpus_view& view, Training_kind kind);
 
 }  // namespace cli

@@ -1,10 +1,32 @@
-// The idea: each worker has a connection of its own, on which tasks go one way and answers the
-// other, each as its length and its bytes. Tasks are dealt in turn, so the answer to task 7 of two
-// workers is the fourth on the connection of worker 1, and nothing has to be numbered.
+// The idea: each worker has its own connection, on which tasks are sent in one direction and
+// answers in the other. Each is sent as its length in eight bytes and its bytes: the task "ab" as
+// 02 00 00 00 00 00 00 00 61 62, in the byte order of the machine. Tasks are dealt in turn, task n
+// to worker n % workers, and a worker answers its tasks in order. So the answer to task 7 of two
+// workers is the fourth on the connection of worker 1, and answers need no numbers.
 //
-// A worker may have a second task waiting while it does the first, so that it need not wait for us.
-// Two processes that both write and wait for the other to read would wait for ever. So whenever we
-// cannot write to a worker, we read what it has written.
+// Example: two workers and five tasks, which the caller gives and takes as in the header. At most
+// two tasks of a worker have no taken answer, so with four tasks the pool is full.
+//
+//   caller                        worker 0                   worker 1
+//   give(0), give(1)              works on 0                 works on 1
+//   give(2), give(3)              task 2 is in its input     task 3 is in its input
+//   take(): waits for 0                                      answers 1, works on 3
+//   take(): returns 0             answers 0, works on 2
+//   give(4)                       task 4 is in its input
+//   take(): returns 1 at once
+//   take(): waits for 2           answers 2, works on 4
+//
+// So the answers are in the order of the tasks, however long each task takes, and a worker finds
+// its next task without waiting for us.
+//
+// If worker 1 is killed while it works on task 3, its connection ends. take() then returns task 3
+// without an answer, and the caller does the task itself. The same happens to tasks 5, 7 and so on:
+// give() sends nothing to a worker that has ended.
+//
+// Two processes that both write, and both wait for the other one to read, would wait for ever: a
+// connection has room for a few hundred kilobytes, and both tasks and answers can be larger. So
+// give() never waits only for writing. Whenever it cannot write to a worker, it reads what the
+// worker has written.
 #include "cli/model/Worker_pool.h"
 
 #include <array>
@@ -32,7 +54,7 @@ using Length = std::uint64_t;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-// The side of a worker, which has nothing else to do, so its calls may wait.
+// The worker's side. A worker has nothing else to do, so its calls may wait.
 
 bool read_all(int connection, char* bytes, std::size_t size) {
     while (size > 0) {
@@ -66,7 +88,8 @@ std::string framed(std::string_view bytes) {
     return frame;
 }
 
-// Ends with the connection or with an error, which the caller meets again when it does the task.
+// Answers tasks until the connection ends or a task raises an error. The caller gets the same error
+// when it does the task itself.
 void serve(int connection, const Worker_pool::Work& work) {
     try {
         Length length = 0;
@@ -85,7 +108,7 @@ void serve(int connection, const Worker_pool::Work& work) {
 
 }  // namespace
 
-// One worker, as this process sees it.
+// One worker, seen from this process.
 class Worker_pool::Worker {
 public:
     // `elder`: the workers that were made before.
@@ -96,7 +119,8 @@ public:
         }
         m_process = ::fork();
         if (m_process == 0) {
-            // A copy of our end would keep a connection open after this process is gone.
+            // The child has copies of our ends of the connections. An open copy would keep a
+            // connection open after this process has ended.
             ::close(ends[0]);
             for (const std::unique_ptr<Worker>& each : elder) {
                 ::close(each->m_connection);
@@ -140,7 +164,7 @@ public:
         }
     }
 
-    // Nothing if the worker has ended.
+    // Returns nothing if the worker has ended before its answer.
     std::optional<std::string> take() {
         while (m_is_alive && !has_answer()) {
             read_some();
@@ -187,7 +211,7 @@ private:
 
     pid_t m_process = -1;
     int m_connection = -1;
-    bool m_is_alive = true;  // false: it will answer nothing beyond what has been received
+    bool m_is_alive = true;  // false: no more bytes will come
     std::string m_received;
 };
 

@@ -1,4 +1,4 @@
-// Worker_pool: several processes that share one kind of work.
+// Worker_pool: several processes that share tasks of one kind.
 #ifndef ZANDREL_CLI_MODEL_WORKER_POOL_H_
 #define ZANDREL_CLI_MODEL_WORKER_POOL_H_
 
@@ -13,9 +13,10 @@
 
 namespace cli {
 
-// Copies of this process, made by fork(), which do tasks side by side. The library does not allow a
-// second thread, but processes have a memory each: a worker sees what was there when the pool was
-// made, for example a model that was read once, and what it changes stays with it.
+// Copies of this process, made by fork(), which do tasks at the same time. The library does not
+// allow a second thread, but each process has its own memory. A worker has everything that was in
+// memory when the pool was made, for example a model that was read once. Its changes are not seen
+// by other processes.
 //
 // A task and its answer are bytes. Answers are taken in the order of the tasks:
 //
@@ -25,8 +26,8 @@ namespace cli {
 //         pool.give(task);
 //     while (!pool.is_empty()) { use(pool.take()); }
 //
-// A worker that is ended by the system, or whose work raises an error, answers nothing any more.
-// The caller then does the task itself, and meets the same error if there is one.
+// A worker that is killed, or whose work raises an error, gives no more answers. The caller then
+// does the task itself, and gets the same error if there is one.
 //
 // Workers never write to standard output, and end without running destructors. Signals act on them
 // as on this process.
@@ -44,7 +45,7 @@ public:
     Worker_pool(std::size_t worker_count, const Work& work);
     Worker_pool(const Worker_pool&) = delete;
     Worker_pool& operator=(const Worker_pool&) = delete;
-    // Ends the workers, also amid a task.
+    // Ends the workers, also those that are working on a task.
     ~Worker_pool();
 
     // Returns whether an answer has to be taken before another task can be given.
@@ -67,8 +68,8 @@ private:
     }
 
     std::vector<std::unique_ptr<Worker>> m_workers;
-    std::deque<std::string> m_tasks;  // without an answer yet, oldest first
-    std::size_t m_taken = 0;          // answers
+    std::deque<std::string> m_tasks;  // given, answer not taken yet; oldest first
+    std::size_t m_taken = 0;          // number of answers taken
 };
 
 }  // namespace cli

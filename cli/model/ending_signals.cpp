@@ -1,3 +1,11 @@
+// A signal handler may call only a few functions of the system, such as unlink, write and _exit,
+// and must not allocate. So all that it needs is prepared before: the paths of unfinished files are
+// in a fixed array of atomic pointers, and note_change writes the whole message into a fixed array.
+//
+// Example: `learn a.kc` receives SIGTERM after the rename. s_message is "zandrel: a.kc has been
+// changed all the same, so do not repeat the command", so the handler prints it and ends with
+// status 3. Before the rename s_message is empty: the handler unlinks ".a.kc.tmp-Zk09fe" and
+// ".a.kc.lock" and ends the process by SIGTERM.
 #include "cli/model/ending_signals.h"
 
 #include <algorithm>
@@ -13,7 +21,7 @@ namespace cli {
 
 namespace {
 
-// Handlers read these, so they are lock-free, and nothing of them is ever allocated or destroyed.
+// Handlers read these, so they are lock-free and need neither allocation nor destruction.
 constexpr std::size_t kMostUnfinished = 8;
 std::array<std::atomic<const char*>, kMostUnfinished> s_unfinished = {};
 
@@ -21,11 +29,11 @@ constexpr std::string_view kBeforeName = "zandrel: ";
 constexpr std::string_view kBehindName =
     " has been changed all the same, so do not repeat the command\n";
 constexpr std::string_view kNoMemory = "zandrel: not enough memory\n";
-// The longest path of the system fits.
+// Longer than the longest path that Linux allows, 4096 bytes, with the text around it.
 std::array<char, 5000> s_message = {};
 std::atomic<std::size_t> s_message_size = 0;
 
-// Prints what was raised, and aborts.
+// The handler of the C++ library, which prints the exception and aborts.
 std::terminate_handler s_abort = std::abort;
 
 static_assert(std::atomic<const char*>::is_always_lock_free);
@@ -72,7 +80,7 @@ void exit_if_changed() {
 }
 
 // If there is no memory for the exception object, std::terminate runs without a current exception.
-// Nothing else here calls it without one, since the program has no threads.
+// In a program without threads there is no other reason for that.
 bool lacks_memory() {
     if (std::current_exception() == nullptr) {
         return true;

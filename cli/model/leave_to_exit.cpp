@@ -1,3 +1,4 @@
+// The list of kept containers is itself never destroyed, since its destructor would free them.
 #include "cli/model/leave_to_exit.h"
 
 #include <vector>
@@ -5,7 +6,7 @@
 namespace cli {
 
 void leave_to_exit(const qtPtrLight<zeManager>& manager) {
-    // Never destroyed, but reachable to the end, so that leak checkers see no leak.
+    // The pointer is static, so leak checkers find the containers and report no leak.
     static auto* const left = new std::vector<qtPtrLight<zeManager>>;
     left->push_back(manager);
 }

@@ -1,4 +1,4 @@
-// leave_to_exit: keeps a container that the program has finished with.
+// leave_to_exit: keeps a container in memory that the program does not need any more.
 #ifndef ZANDREL_CLI_MODEL_LEAVE_TO_EXIT_H_
 #define ZANDREL_CLI_MODEL_LEAVE_TO_EXIT_H_
 
@@ -8,9 +8,9 @@ class zeManager;
 
 namespace cli {
 
-// Keeps the container as long as the process lives. A command calls this last: freeing a large
-// model object by object took a quarter of the time of a short command, and the system frees all of
-// its memory at once when the process ends.
+// Keeps the container until the process ends. A command calls this last: freeing a large model
+// object by object took a quarter of the time of a short command, and the system frees all memory
+// at once when the process ends.
 void leave_to_exit(const qtPtrLight<zeManager>& manager);
 
 }  // namespace cli

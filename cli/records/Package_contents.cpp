@@ -1,3 +1,5 @@
+// Recognises an item by its key: "__Manager__", "__Seal__", or four bytes with the id of an object,
+// whose record begins with its type. The seal is a list of keys with their checksums.
 #include "cli/records/Package_contents.h"
 
 #include <algorithm>
@@ -63,7 +65,7 @@ std::string contents_of(const Record_file& file, const Record_item& item, Record
                : "unknown";
 }
 
-// Keeps what could be read if the seal is too short.
+// If the seal is too short, keeps the part that was read.
 void read_seal(const Record_item& item, Record_reader& reader, Package_contents& package) {
     const std::uint64_t end = item.offset + item.total();
     reader.seek(end - item.data_length);

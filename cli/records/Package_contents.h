@@ -1,4 +1,4 @@
-// Package_contents: what is in the items of a container's file.
+// Package_contents: the kinds of items in a container's file, and its seal.
 // Format: docs/formats/kc.md
 #ifndef ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
 #define ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
@@ -10,12 +10,12 @@
 
 namespace cli {
 
-// Names the contents of each item, and reads the seal. Parts that are damaged are left out.
+// Names the contents of each item, and reads the seal. Skips damaged parts.
 // REQUIRES: a package whose header, index and items have been read by `reader`.
 Package_contents read_package_contents(const Record_file& file, Record_reader& reader);
 
-// Verifies the seal of a container. Returns the problem in words; empty if there is none, or no
-// seal.
+// Verifies the seal of a container. Returns the problem in words; empty if the seal matches or
+// there is no seal.
 // REQUIRES: an index and items without problems.
 std::string problem_of_seal(const Record_file& file);
 

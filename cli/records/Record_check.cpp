@@ -1,3 +1,19 @@
+// Compares the blocks of a file with its index. The idea: every byte after the header belongs to
+// exactly one block (index, item or hole), so we sort the blocks by offset and look for gaps and
+// overlaps.
+//
+// Example: a file with offsets of 32 bits has a header of 16 bytes. Its index names item "a" at 16
+// with a block of 32 bytes, a hole of slot 4 at 64, and is itself at 80 with a block of 256. The
+// file has 336 bytes. check_tiling starts with end = 16:
+//
+//   block            offset  size   problem                              end afterwards
+//   item "a"         16      32                                          48
+//   hole             64      16     at 48: 16 bytes belong to nothing    80
+//   index            80      256                                         336
+//
+// No item is lost, so the file is repairable. If the file has only 300 bytes, it "ends inside the
+// block of index", and is still repairable. If the hole is at 32 instead of 64, the hole overlaps
+// item "a". One of the two is wrong, and this may be the item, so the file is lost.
 #include "cli/records/Record_check.h"
 
 #include <algorithm>
@@ -12,7 +28,7 @@ namespace cli {
 
 namespace {
 
-// A stretch of the file that something claims.
+// A range of the file that belongs to the index, to an item or to a hole.
 struct Block {
     std::uint64_t offset;
     std::uint64_t size;
@@ -101,7 +117,7 @@ private:
             return;
         }
         m_check.has_seal = package.has_seal;
-        // Verifying reads all items, so they have to be whole.
+        // Verifying reads all items, so they must be complete.
         if (m_check.problems.empty()) {
             const std::string problem = problem_of_seal(m_file);
             if (!problem.empty()) {
@@ -110,7 +126,7 @@ private:
         }
     }
 
-    // Opening a package refuses an index that breaks one of these two rules.
+    // The library opens a package only if its index obeys these two rules.
     void check_places() {
         const Record_item* before = nullptr;
         for (const Record_item& item : m_file.index.items) {
@@ -150,8 +166,9 @@ private:
         }
     }
 
-    // Where the index is current, we know of each item whether it is whole. Otherwise a file that
-    // ends before something that it names may have lost any item.
+    // If the index is current, we know for each item whether it is complete. If it may be stale, a
+    // file that ends before something in the index may have lost items that the index does not
+    // name.
     bool may_have_lost_items() const {
         const Record_index& index = m_file.index;
         const auto is_past_end = [](const auto& each) { return each.is_past_end; };

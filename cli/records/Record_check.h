@@ -1,4 +1,4 @@
-// Record_check: in what condition a record file or the file of a container is.
+// Record_check: finds damage in a record file or in the file of a container.
 #ifndef ZANDREL_CLI_RECORDS_RECORD_CHECK_H_
 #define ZANDREL_CLI_RECORDS_RECORD_CHECK_H_
 
@@ -15,10 +15,10 @@
 namespace cli {
 
 enum class Record_condition {
-    kClean,       // each block is as the index says
-    kRepairable,  // no item is known to be lost: a new index can be made from the items
-    // kLost: an item that a current index names is missing or not whole, or the file was cut: it
-    // ends before something that it names.
+    kClean,       // each block agrees with the index
+    kRepairable,  // no item is known to be lost; a new index can be made from the items
+    // kLost: an item of a current index is missing or incomplete, or the file was cut: it ends
+    // before something that the index names.
     kLost,
     kDamaged,  // a container's file whose bytes are not those that were written
 };
@@ -32,21 +32,23 @@ struct Record_problem {
 struct Record_check {
     std::string file;
     Record_condition condition = Record_condition::kClean;
-    bool is_cut = false;                   // the condition is kLost because the file ends too early
-    std::optional<bool> has_seal = {};     // missing if the file is not that of a container
-    std::vector<Record_problem> problems;  // by offset
+    bool is_cut = false;                   // the file ends too early, so the condition is kLost
+    std::optional<bool> has_seal = {};     // missing for a record file
+    std::vector<Record_problem> problems;  // sorted by offset
 };
 
-// Holds the index against the items and holes that it names, and the blocks of all against the
-// file: they follow one another from the header to the end, without gap and overlap. An index that
-// may be stale names things that have moved, so nothing that it says of an item counts as a loss.
+// Compares the index with the items and holes that it names. Also compares their blocks with the
+// file: the blocks follow each other from the header to the end of the file, without gap and
+// overlap. An index that may be stale can name items that have been moved, so a missing item does
+// not count as lost then.
 //
-// A file that ends before its index is kLost. So is one whose index may be stale, if it ends before
-// something that this index names: files never shrink, so the file has been cut.
+// A file that ends before its index is kLost. A file whose index may be stale is kLost if it ends
+// before something that this index names: record files never shrink, so the file has been cut.
 //
-// Record files have no checksums: damage inside a key of the same length in both places, or inside
-// data, is not seen. Of a container's file the seal is verified if there is one. Bytes that belong
-// to nothing are no problem there, since a replaced item stays in the file.
+// Record files have no checksums, so damage inside the data of an item is not found, and neither is
+// a key that is changed in the same way in the item and in the index. In a container's file, the
+// seal is verified if there is one. Unused bytes are no problem in a container's file, since a
+// replaced item stays there.
 Record_check check_record_file(const Record_file& file);
 
 // A line for each problem, "FILE: offset N: text", then the condition in words.

@@ -1,3 +1,5 @@
+// Two listings of the same Record_file: a table for people, and JSON with the same members. Both
+// have a variant for packages, which have sizes instead of blocks and a seal instead of holes.
 #include "cli/records/Record_dump.h"
 
 #include <optional>
@@ -65,7 +67,7 @@ void print_index(const Record_file& file, std::ostream& out) {
     }
 }
 
-// Without an index nobody knows whether there is a seal.
+// Without an index we do not know whether there is a seal.
 std::string shown_form(const Record_index& index, const Package_contents& package) {
     if (package.form) {
         return std::to_string(*package.form);
@@ -86,7 +88,7 @@ std::optional<std::uint32_t> checksum_of(const Record_item& item, const Package_
     return found == package.checksums.end() ? std::nullopt : std::optional(found->second);
 }
 
-// Checksums are those of the seal.
+// The checksums come from the seal.
 void print_package_items(const Record_index& index, const Package_contents& package,
                          std::ostream& out) {
     out << "items" << right_aligned("offset", kNumberWidth - 3)

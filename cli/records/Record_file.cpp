@@ -1,3 +1,5 @@
+// Reads the structure of a record file with its own code, not with that of the library: the library
+// refuses a damaged file at the first problem, and we note each problem and continue.
 #include "cli/records/Record_file.h"
 
 #include <bit>

@@ -1,5 +1,5 @@
-// Record_file: what the bytes of a record file or of a container's package say, also if the file is
-// damaged.
+// Record_file: header, index, items and holes of a record file or of a container's package, also of
+// a damaged one.
 #ifndef ZANDREL_CLI_RECORDS_RECORD_FILE_H_
 #define ZANDREL_CLI_RECORDS_RECORD_FILE_H_
 
@@ -24,10 +24,10 @@ struct Record_header {
 
     bool is_unicode() const { return (flags & 0x80U) != 0; }
 
-    // Changes were made that the index in the file may not tell of.
+    // The file was changed and not closed, so the index in the file may be out of date.
     bool is_stale() const { return !is_package && (state & 1U) != 0; }
 
-    // Writing a package ended before its index was written.
+    // A package whose writer ended before it wrote the index.
     bool is_unfinished() const { return is_package && state != 0; }
 
     std::uint64_t size() const { return is_wide ? 20 : 16; }
@@ -35,7 +35,7 @@ struct Record_header {
     std::uint64_t offset_width() const { return is_wide ? 8 : 4; }
 };
 
-// A key of the index, and what stands where it points.
+// A key of the index, and the item at its offset.
 struct Record_item {
     std::string key;
     std::uint64_t offset = 0;
@@ -43,7 +43,7 @@ struct Record_item {
     std::string problem;       // empty: the item is whole
     bool is_past_end = false;  // the problem is that the file ends before the item
 
-    // With tag, key and lengths.
+    // Size of the item with its tag, its key and both lengths.
     std::uint64_t total() const { return key.size() + data_length + 12; }
 };
 
@@ -51,26 +51,26 @@ struct Record_hole {
     unsigned int slot = 0;
     std::uint64_t offset = 0;
     std::string problem;       // empty: a hole of that size is there
-    bool is_past_end = false;  // likewise
+    bool is_past_end = false;  // the file ends before the hole
 };
 
 struct Record_index {
     std::vector<Record_item> items;  // by key
     std::vector<Record_hole> holes;  // by slot, in each the last freed last
-    std::uint64_t space = 0;         // size of the block's content
-    std::string problem;             // empty: it was read to its end
-    bool is_past_end = false;        // likewise
+    std::uint64_t space = 0;         // bytes of the index in its block
+    std::string problem;             // empty: the index was read completely
+    bool is_past_end = false;        // the file ends before the end of the index
 };
 
-// The parts that only the package of a container has.
+// The parts that only a package has.
 struct Package_contents {
-    bool is_container = false;          // the id in the header is that of containers
-    std::vector<std::string> contents;  // of each item, in words
-    bool has_seal = false;              // sound or not
-    std::uint64_t seal_offset = 0;      // of its item
+    bool is_container = false;          // the id in the header is the one of containers
+    std::vector<std::string> contents;  // of each item, in words; same order as the items
+    bool has_seal = false;              // intact or not
+    std::uint64_t seal_offset = 0;      // of the item with the seal
     std::optional<std::uint32_t> form;  // of the seal; missing if the seal is too short for one
-    std::map<std::string, std::uint32_t> checksums;  // that the seal has, by key
-    std::optional<std::uint32_t> header_checksum;    // likewise
+    std::map<std::string, std::uint32_t> checksums;  // in the seal, by key
+    std::optional<std::uint32_t> header_checksum;    // missing if the seal is too short
 };
 
 struct Record_file {
@@ -80,17 +80,18 @@ struct Record_file {
     Record_index index;
     std::optional<Package_contents> package = {};  // missing for a record file
 
-    // How many bytes the file has for an item or index of that size.
+    // How many bytes an item or index of this size occupies: its block, or in a package its size.
     std::uint64_t block_of_content(std::uint64_t content) const;
 };
 
-// The block of a content of that size has 2 to the power of this many bytes.
+// A content of this size is in a block of 2^slot bytes, the next power of 2 that is greater. 31
+// bytes: slot 5, a block of 32. 32 bytes: slot 6, a block of 64.
 unsigned int slot_of(std::uint64_t size);
 std::uint64_t block_of(std::uint64_t size);
 
-// Reads header and index, and looks at each item and hole that the index names. Nothing is read
-// that the file's size does not cover. Of the data only the seal and the types of a container's
-// objects are read. RAISES: Input_error; Data_error for a file that is neither form.
+// Reads header and index, and examines each item and hole in the index. Does not read beyond the
+// end of the file. Of the items' data, reads only the seal and the types of a container's objects.
+// RAISES: Input_error; Data_error for a file that has neither form.
 Record_file read_record_file(const std::string& path);
 
 }  // namespace cli

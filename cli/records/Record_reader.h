@@ -13,15 +13,15 @@
 
 namespace cli {
 
-// The file ends before what is to be read.
+// The file ends before the bytes that were asked for.
 struct Past_end {};
 
-// REQUIRES: nobody changes the file meanwhile.
+// REQUIRES: the file does not change while the object lives.
 // RAISES: Past_end; Input_error if the file cannot be opened or read.
 class Record_reader {
 public:
     explicit Record_reader(const std::string& path) : m_path(path) {
-        // Opening a pipe would wait for a writer, and it has no end to read the index from.
+        // Opening a pipe would wait for a writer, and we cannot seek in a pipe.
         std::error_code unknown;
         if (std::filesystem::is_fifo(path, unknown)) {
             throw Input_error(path, "not a regular file");

@@ -1,3 +1,4 @@
+// Every key gives a different text, since the escape character itself is escaped.
 #include "cli/records/Record_text.h"
 
 namespace cli {

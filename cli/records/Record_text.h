@@ -1,4 +1,4 @@
-// Record_text: keys and numbers of record files as people read them.
+// Record_text: keys and numbers of record files as text.
 #ifndef ZANDREL_CLI_RECORDS_RECORD_TEXT_H_
 #define ZANDREL_CLI_RECORDS_RECORD_TEXT_H_
 
@@ -8,9 +8,10 @@
 
 namespace cli {
 
-// In double quotes; bytes that are no printable ASCII as \xNN, with \\ and \" for these two.
+// The key in double quotes. Bytes other than printable ASCII become \xNN, a backslash becomes \\,
+// and a double quote becomes \".
 std::string shown_key(std::string_view key);
-// "0x4A5B6C81"
+// hex(0x4A5B6C81, 8) is "0x4A5B6C81", hex(1, 2) is "0x01".
 std::string hex(std::uint64_t number, int digits);
 
 }  // namespace cli

@@ -1,3 +1,4 @@
+// Passes each line to the library's parser and collects its errors.
 #include "cli/rules/Rule_check.h"
 
 #include <cerrno>

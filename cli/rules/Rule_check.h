@@ -1,4 +1,4 @@
-// Rule_check: which rules of a file the engine would take.
+// Rule_check: finds the lines of a file that are not correct rules.
 #ifndef ZANDREL_CLI_RULES_RULE_CHECK_H_
 #define ZANDREL_CLI_RULES_RULE_CHECK_H_
 
@@ -14,24 +14,24 @@ namespace cli {
 
 struct Bad_rule {
     std::size_t line = 0;  // from 1
-    std::string message;   // the parser's
+    std::string message;   // of the parser
 };
 
 struct Rule_check {
     std::string file;
-    std::size_t rule_count = 0;  // good and bad
+    std::size_t rule_count = 0;  // correct and bad ones
     std::vector<Bad_rule> bad;
 };
 
-// Parses each line as a rule. Lines of white space alone are skipped, and so are those whose first
-// other byte is "#", with which no rule begins. `name` is the file's, for messages.
+// Parses each line as a rule. Skips lines of white space, and lines that begin with "#" after white
+// space: no rule begins with "#". `name`: of the file, for messages.
 // RAISES: Input_error.
 Rule_check check_rules(std::istream& input, const std::string& name);
 // Checks a file, or `standard_input` if the path is "-".
 // RAISES: Input_error.
 Rule_check check_rule_file(const std::string& path, std::istream& standard_input);
 
-// Prints how many rules there are, and each bad one to `messages` as "FILE:LINE: message".
+// Prints the number of rules to `out`, and each bad rule to `messages` as "FILE:LINE: message".
 void print_rule_check(const Rule_check& check, std::ostream& out, std::ostream& messages);
 // The same as an object of `file`, `rules`, a number, and `bad`, a list of objects of `line` and
 // `message`.

@@ -1,3 +1,15 @@
+// Calls the parser's passes one after the other and keeps the result of each as text.
+//
+// Example: the rule `1 < 2 + 3`.
+//
+//   tokens           $start 1 < 2 + 3 $end
+//   reverse Polish   1:n 2:n 3:n +:nnn <:bnn $end:nn
+//   tree             n to number            since the value of a rule is a number
+//                    b   less
+//                    n     1
+//                    n     sum
+//                    n       2
+//                    n       3
 #include "cli/rules/Rule_explanation.h"
 
 #include <memory>
@@ -32,7 +44,8 @@ std::string token_text(const Token& token) {
     return token.text.str();
 }
 
-// The letters that count: a sign's signature has two operands even where it takes one.
+// The letters of the signature that are used. The signature of `-` has two operands also where `-`
+// has only one, as in `-3`.
 std::string token_types(const Token& token) {
     const std::size_t operand_count =
         token.kind == RuleParser::kOperand ? 0 : static_cast<std::size_t>(token.arity);

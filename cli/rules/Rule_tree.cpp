@@ -1,3 +1,5 @@
+// Lists a tree without recursion, since rules can be nested deeply: a stack of places has the nodes
+// that are still to be listed, the next one on top.
 #include "cli/rules/Rule_tree.h"
 
 #include <array>
@@ -10,10 +12,10 @@ namespace cli {
 
 namespace {
 
-// The row is the operation's number.
+// The index of a row is the number of the operation.
 struct Operation {
     std::string_view name;
-    std::string_view types;  // the result's, then the operands'
+    std::string_view types;  // of the result, then of the operands
 };
 
 constexpr std::array<Operation, MatchExp::kTextConditional + 1> kOperations = {{
@@ -43,7 +45,8 @@ constexpr std::array<Operation, MatchExp::kTextConditional + 1> kOperations = {{
     {"conditional", "sbss"},
 }};
 
-// Yet to be listed. A constant does not know its type, so its place tells.
+// A node that is still to be listed. A constant does not store its type, so we take the type that
+// its place demands.
 struct Place {
     const MatchExp* tree;
     std::size_t level;
@@ -101,7 +104,7 @@ std::string operand_text(const Place& place) {
     throw std::logic_error("an operand that no rule has");
 }
 
-// The last operand first, so that the first is on top.
+// The last operand is pushed first, so that the first one is on top.
 void push_operands(const MatchExpNode& node, std::size_t level, std::string_view types,
                    std::vector<Place>& places) {
     for (std::size_t index = static_cast<std::size_t>(node.arg_count); index > 0; --index) {

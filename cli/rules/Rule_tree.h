@@ -1,4 +1,4 @@
-// The tree of a rule as a listing.
+// The tree of a rule as a list of lines, and rule texts with their escapes.
 #ifndef ZANDREL_CLI_RULES_RULE_TREE_H_
 #define ZANDREL_CLI_RULES_RULE_TREE_H_
 
@@ -12,12 +12,14 @@
 
 namespace cli {
 
-// A text in quotes as a rule has it, with backslashes before quotes and backslashes.
+// A text between quotes, as written in a rule. Each such quote and each backslash in the text gets
+// a backslash before it.
 std::string in_quotes(std::string_view text, char quote);
-// "$name(n)", with backslashes before opening brackets and backslashes of the name.
+// A key as written in a rule: "$name(n)". Each opening bracket and each backslash in the name gets
+// a backslash before it.
 std::string key_text(std::string_view name, char datatype);
 
-// The lines of a rule's tree, whose value is a number.
+// The lines of the tree of a rule. REQUIRES: the tree's value is a number, as that of each rule.
 // COST: linear in the tree; does not recurse.
 std::vector<Tree_line> tree_lines(const MatchExp& tree);
 

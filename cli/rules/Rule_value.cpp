@@ -1,3 +1,4 @@
+// Builds a zeMsg from pairs and a text, and evaluates the parsed rule for it.
 #include "cli/rules/Rule_value.h"
 
 #include <cmath>

@@ -1,4 +1,4 @@
-// Rule_value: what a rule gives for a message that is made up to try it.
+// Rule_value: the value of a rule for a message that the user describes.
 #ifndef ZANDREL_CLI_RULES_RULE_VALUE_H_
 #define ZANDREL_CLI_RULES_RULE_VALUE_H_
 
@@ -12,21 +12,22 @@
 
 namespace cli {
 
-// What the message holds.
+// The message.
 struct Rule_subject {
-    std::vector<std::string> pairs = {};   // "key=value"; of equal keys the last counts
+    std::vector<std::string> pairs = {};   // "key=value"; of equal keys the last one is used
     std::optional<std::string> text = {};  // none: the message has no bag
     Analysis_settings analysis = {Analysis_kind::kWords};
-    double score = 0.0;  // with which the classifier was entered
+    double score = 0.0;  // `parent_score` in a rule
 };
 
 // RAISES: Data_error "rule: " and the parser's message; Usage_error for a pair without a key or
 // without an equals sign; what make_text_analysis raises.
 double rule_value(const std::string& rule, const Rule_subject& subject);
 
-// The shortest text that is read back as the same number; "inf", "-inf" and "nan" for what is none.
+// The shortest text that is read as the same number; "inf", "-inf" or "nan" for other values.
 std::string value_text(double value);
-// An object of `rule` and `value`, a number, or a text for what JSON has no number for.
+// An object of `rule` and `value`: a number, or value_text as a string for a value that JSON does
+// not have.
 nlohmann::ordered_json rule_value_json(const std::string& rule, double value);
 
 }  // namespace cli

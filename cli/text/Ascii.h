@@ -1,4 +1,4 @@
-// Texts of ASCII only, which are most texts and need no decoding.
+// is_ascii: recognises texts of ASCII only, which need no decoding. Most texts are.
 #ifndef ZANDREL_CLI_TEXT_ASCII_H_
 #define ZANDREL_CLI_TEXT_ASCII_H_
 

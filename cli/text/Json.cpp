@@ -1,3 +1,5 @@
+// The library for JSON raises an error for bytes that are not UTF-8 by default; we ask it to
+// replace them.
 #include "cli/text/Json.h"
 
 #include <nlohmann/json.hpp>

@@ -8,8 +8,8 @@
 
 namespace cli {
 
-// On many lines, for people, or on one, for streams of values; either ends with a line end. Bytes
-// that are no UTF-8 become U+FFFD, since JSON cannot hold them.
+// On many lines for people, or on one line for streams of values. Both end with a line end. Bytes
+// that are not UTF-8 become U+FFFD, since JSON must be UTF-8.
 enum class Json_form { kManyLines, kOneLine };
 void print_json(const nlohmann::ordered_json& value, Json_form form, std::ostream& out);
 

@@ -1,3 +1,4 @@
+// Only the first "=" separates, since a value may contain others: `note=a=b`.
 #include "cli/text/Key_value.h"
 
 #include "zandrel/foundation/qtText.h"

@@ -1,4 +1,4 @@
-// Key_value: a word `Key=value` of the command line or of a container's optional setting.
+// Key_value: splits words `Key=value` of the command line and of a container's optional settings.
 #ifndef ZANDREL_CLI_TEXT_KEY_VALUE_H_
 #define ZANDREL_CLI_TEXT_KEY_VALUE_H_
 

@@ -1,3 +1,4 @@
+// We use no streams for numbers, since these depend on the locale.
 #include "cli/text/Layout.h"
 
 #include <algorithm>
@@ -8,7 +9,7 @@ namespace cli {
 
 namespace {
 
-// Spaces that are missing to the width.
+// The spaces to add.
 std::string padding(std::string_view text, std::size_t width) {
     const std::size_t taken = width_of(text);
     return std::string(taken < width ? width - taken : 0, ' ');
@@ -34,7 +35,7 @@ std::string with_decimals(double number, int decimals) {
 
 std::size_t width_of(std::string_view text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
-        // All but the continuation bytes 10xxxxxx.
+        // Counts all bytes except continuation bytes, 10xxxxxx.
         return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
     }));
 }

@@ -1,4 +1,4 @@
-// Layout: numbers and columns as people read them, the same in every locale.
+// Layout: formats numbers and columns for people, in the same way in every locale.
 #ifndef ZANDREL_CLI_TEXT_LAYOUT_H_
 #define ZANDREL_CLI_TEXT_LAYOUT_H_
 
@@ -10,11 +10,11 @@ namespace cli {
 
 // "11,314"
 std::string grouped(std::size_t number);
-// With that many decimals, rounded: "82.66".  REQUIRES: a finite number, 0 <= decimals <= 20.
+// With so many decimals, rounded: "82.66". REQUIRES: a finite number, 0 <= decimals <= 20.
 std::string with_decimals(double number, int decimals);
-// Columns that a UTF-8 text takes, at one a character.
+// The number of characters of a UTF-8 text. Each character takes one column.
 std::size_t width_of(std::string_view text);
-// Filled up with spaces to a width, on the right or on the left; longer texts stay as they are.
+// The text with spaces up to a width, after it or before it. Longer texts stay as they are.
 std::string left_aligned(std::string_view text, std::size_t width);
 std::string right_aligned(std::string_view text, std::size_t width);
 

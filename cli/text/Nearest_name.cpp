@@ -1,3 +1,17 @@
+// The distance of two words, by a table of the distances between all their beginnings. Row i and
+// column j have the distance between the first i letters of one word and the first j of the other.
+// A cell is the least of: the cell above + 1 (remove), the cell on the left + 1 (insert), the cell
+// above left + 0 for equal letters or + 1 (replace), and, if the last two letters are exchanged,
+// the cell two rows above and two columns left + 1. Example:
+//
+//         m  o  v  e
+//      0  1  2  3  4
+//   m  1  0  1  2  3
+//   v  2  1  1  1  2
+//   o  3  2  1  1  2      row o, column v: "mvo" and "mov", exchanged: 0 + 1
+//   e  4  3  2  2  1      the distance of "mvoe" and "move"
+//
+// Only three rows are needed at a time.
 #include "cli/text/Nearest_name.h"
 
 #include <algorithm>
@@ -8,11 +22,11 @@ namespace cli {
 
 namespace {
 
-// No name is longer. A longer word is compared by its first letters, since a word of the command
-// line may have megabytes.
+// No name is longer. We compare only so many letters of a word, since a word of the command line
+// can have megabytes.
 constexpr std::size_t kLongestWord = 64;
 
-// Letters of ASCII in small: the names have no others.
+// ASCII letters in lower case; the names have no others.
 std::string in_small_letters(std::string_view text) {
     std::string small(text);
     for (char& letter : small) {
@@ -27,8 +41,7 @@ std::size_t distance_of_name(const std::string& word, const std::string& name) {
 
 }  // namespace
 
-// Goes through the table of the distances between all beginnings of both words, of which three rows
-// are needed at a time.
+// `above` and `two_above` are the rows before `row`.
 std::size_t spelling_distance(std::string_view left, std::string_view right) {
     std::vector<std::size_t> two_above;
     std::vector<std::size_t> above;
@@ -55,7 +68,7 @@ std::string nearest_name(std::string_view word, const std::vector<std::string>& 
     std::size_t limit = 1 + small.size() / 4;
     for (const std::string& name : names) {
         const std::size_t distance = distance_of_name(small, in_small_letters(name));
-        // A word of which every letter would change has nothing in common with the name.
+        // If every letter of the word would change, the word has nothing in common with the name.
         if (distance < small.size() &&
             (distance < limit || (nearest.empty() && distance == limit))) {
             nearest = name;

@@ -1,3 +1,5 @@
+// The tokenizer keeps the tokens in one line with a blank after each, so a pair is a part of this
+// line and needs no copy. All tokens are added first, then all pairs.
 #include "cli/text/Phrase_analysis.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Phrase_analysis: words and signs, and what stands next to what.
+// Phrase_analysis: concepts are words, signs, and pairs of neighbours.
 #ifndef ZANDREL_CLI_TEXT_PHRASE_ANALYSIS_H_
 #define ZANDREL_CLI_TEXT_PHRASE_ANALYSIS_H_
 
@@ -11,11 +11,12 @@
 namespace cli {
 
 // Each word and each sign is a concept (see Tokenizer), and so is each pair of neighbours, joined
-// by one blank, whatever separates them in the text. No token holds a blank, so no pair is a token.
-// Digits are 0, since how long a number is tells more of a text than which it is: "Pay $1,299!"
-// gives pay, $, 0, the comma, 000, !, and `pay $`, `$ 0`, `0 ,`, `, 000`, `000 !`.
+// by one blank, whatever separates them in the text. A token contains no blank, so a pair differs
+// from each token. Digits become 0, since the length of a number says more about a text than its
+// value: "Pay $1,299!" gives pay, $, 0, the comma, 000, !, and `pay $`, `$ 0`, `0 ,`, `, 000`, `000
+// !`.
 //
-// No stop words are left out: short texts lose up to 16 points of accuracy without them.
+// We keep stop words: without them, short texts lose up to 16 points of accuracy.
 class Phrase_analysis : public Text_analysis {
 public:
     // RAISES: as Tokenizer's constructor.

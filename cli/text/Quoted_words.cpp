@@ -1,3 +1,5 @@
+// A word is a sequence of parts without blanks between them; a part is a quoted text or one other
+// byte. `a'b c'd` has the parts a, `b c` and d, and is the word `ab cd`. So `''` is an empty word.
 #include "cli/text/Quoted_words.h"
 
 #include <cstddef>
@@ -11,7 +13,7 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kQuotes = "'\"";
 
-// Takes a word off the line, which begins with it.
+// Removes the word at the start of the line, and returns it.
 std::string take_word(std::string_view& line) {
     std::string word;
     while (!line.empty() && kBlanks.find(line.front()) == std::string_view::npos) {

@@ -1,4 +1,4 @@
-// quoted_words: the words of a line in a file of commands.
+// quoted_words: splits a line of a file of commands into words.
 #ifndef ZANDREL_CLI_TEXT_QUOTED_WORDS_H_
 #define ZANDREL_CLI_TEXT_QUOTED_WORDS_H_
 
@@ -8,9 +8,10 @@
 
 namespace cli {
 
-// Splits a line at blanks and tabs. Text between two ' or two " is part of a word as it is, with
-// blanks, and quotes of the other kind. There is no escape: a \ is itself, since paths have their
-// own. Example: `rename root/a\/b 'it'"'"'s new'` has the words `rename`, `root/a\/b`, `it's new`.
+// Splits a line at blanks and tabs. Text between two ' or two " is a part of a word without
+// changes, also blanks and quotes of the other kind. There is no escape character: a \ is an
+// ordinary character here, since paths use it as their escape. Example: `rename root/a\/b 'it'"'"'s
+// new'` has the words `rename`, `root/a\/b`, `it's new`.
 // RAISES: Usage_error for a quote that is not closed.
 std::vector<std::string> quoted_words(std::string_view line);
 

@@ -1,3 +1,5 @@
+// "it's" becomes 'it'\''s': the quoted text ends, an escaped quote follows, and a quoted text
+// begins. A tab between a and b becomes $'a\011b'.
 #include "cli/text/Shell_text.h"
 
 #include "cli/text/Shown_text.h"
@@ -14,7 +16,7 @@ std::string single_quoted(std::string_view text) {
     return word + "'";
 }
 
-// Three digits always: with fewer, a digit behind them would be read with them.
+// Always three digits. With fewer, the shell would read a following digit as a part of the number.
 std::string octal(char byte) {
     const auto number = static_cast<unsigned char>(byte);
     std::string escape = "\\";

@@ -1,4 +1,4 @@
-// Shell_text: texts of any bytes as words of a command that a user pastes into a shell.
+// Shell_text: quotes texts of any bytes as words of a command that a user pastes into a shell.
 #ifndef ZANDREL_CLI_TEXT_SHELL_TEXT_H_
 #define ZANDREL_CLI_TEXT_SHELL_TEXT_H_
 
@@ -7,9 +7,9 @@
 
 namespace cli {
 
-// The text in single quotes, which the shell reads as the same bytes. One that shown_text would
-// change is written as $'...' with \NNN for such bytes, as it would break the line or act on the
-// terminal; bash, zsh and ksh read that.
+// The text in single quotes, which the shell reads as the same bytes. If shown_text would change
+// the text, since it would break the line or act on the terminal, the result is $'...' with \NNN
+// for each byte that is not printable ASCII; bash, zsh and ksh read this form.
 std::string shell_text(std::string_view text);
 
 }  // namespace cli

@@ -1,3 +1,4 @@
+// Decodes the text with ICU, character by character, and escapes the bytes of dangerous characters.
 #include "cli/text/Shown_text.h"
 
 #include <cstdint>
@@ -22,7 +23,8 @@ void append_hex(std::string_view bytes, std::string& line) {
     }
 }
 
-// The character at a position, which moves behind it; below 0 for bytes that are none.
+// Returns the character at a position, and moves the position after it. The result is below 0 for
+// bytes that are not UTF-8.
 UChar32 next_character(std::string_view text, std::size_t& position) {
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     UChar32 character = 0;
@@ -42,7 +44,7 @@ bool is_continuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-// The bytes of the first `count` characters.
+// The number of bytes of the first `count` characters.
 std::size_t bytes_of_first(std::string_view text, std::size_t count) {
     std::size_t bytes = 0;
     while (bytes < text.size() && (count > 0 || is_continuation(text[bytes]))) {
@@ -52,7 +54,7 @@ std::size_t bytes_of_first(std::string_view text, std::size_t count) {
     return bytes;
 }
 
-// The bytes of the last `count` characters.
+// The number of bytes of the last `count` characters.
 std::size_t bytes_of_last(std::string_view text, std::size_t count) {
     std::size_t begin = text.size();
     while (begin > 0 && count > 0) {

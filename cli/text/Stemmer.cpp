@@ -1,3 +1,4 @@
+// Calls libstemmer, which has the rules of all languages and owns the buffer of the last stem.
 #include "cli/text/Stemmer.h"
 
 #include <algorithm>

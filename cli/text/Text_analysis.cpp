@@ -1,3 +1,4 @@
+// The names of the kinds, and the one place that makes an analysis of each kind.
 #include "cli/text/Text_analysis.h"
 
 #include "cli/text/Phrase_analysis.h"

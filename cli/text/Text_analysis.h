@@ -1,5 +1,5 @@
-// Text_analysis: how a text becomes concepts. The library takes concepts and leaves this step to
-// the application.
+// Text_analysis: the interface of all ways to convert a text to concepts. The library takes
+// concepts; this step is the application's.
 #ifndef ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_
 #define ZANDREL_CLI_TEXT_TEXT_ANALYSIS_H_
 
@@ -12,7 +12,7 @@
 
 namespace cli {
 
-// One way to cut texts into concepts. The weight of a concept is how often it occurs.
+// Converts texts to concepts. The weight of a concept is the number of its occurrences.
 //
 // Threads: one at a time in the whole process, since concepts are shared.
 class Text_analysis {
@@ -22,7 +22,7 @@ public:
     Text_analysis& operator=(const Text_analysis&) = delete;
     virtual ~Text_analysis();
 
-    // Adds the concepts of the text to what the feeder holds. A text may hold any bytes.
+    // Adds the concepts of the text to the feeder. A text may contain any bytes.
     virtual void feed(std::string_view text, zeSml_feeder& feeder) = 0;
 };
 
@@ -30,13 +30,12 @@ enum class Analysis_kind { kPhrases, kWords, kWhitespace };
 
 struct Analysis_settings {
     Analysis_kind kind = Analysis_kind::kPhrases;
-    std::string stem_language = {};  // empty: words stay as they are; kWhitespace takes no notice
+    std::string stem_language = {};  // empty: words stay as they are; not used by kWhitespace
 };
 
-// The names of the kinds, which the command line and containers have: "phrases", "words" and
-// "whitespace".
+// The name of a kind on the command line and in containers: "phrases", "words" or "whitespace".
 const char* name_of(Analysis_kind kind);
-// Nothing for a name that no kind has.
+// Returns nothing for an unknown name.
 std::optional<Analysis_kind> analysis_kind(std::string_view name);
 
 // RAISES: std::invalid_argument for a language that Stemmer does not know; std::runtime_error if

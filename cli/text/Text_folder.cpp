@@ -1,3 +1,17 @@
+// ASCII texts only need lower case. All others are normalised by ICU, unit by unit.
+//
+// Examples of the form NFKC_Casefold:
+//
+//   Straße                 strasse    case: ß folds to ss
+//   ＡＢＣ (full width)     abc        width and case
+//   ﬁne (one letter ﬁ)     fine       ligature
+//   e + U+0301             é          composed: bytes 65 CC 81 become C3 A9
+//   co + soft hyphen + op  coop       the invisible character is removed
+//
+// ICU sorts a run of combining marks by their classes, in a time that is quadratic in the length of
+// the run. A text of a million marks would take 10^12 steps. So we cut the text: unit_size ends a
+// unit before the 31st mark of a run. "a" with 40 marks becomes two units: "a" with 30 marks, and
+// the other 10 marks.
 #include "cli/text/Text_folder.h"
 
 #include <cstddef>
@@ -35,7 +49,7 @@ std::string_view Text_folder::fold(std::string_view text) {
     return m_folded;
 }
 
-// Lower case is all that the form changes in ASCII.
+// In ASCII, the form changes only upper case to lower case.
 bool Text_folder::fold_ascii(std::string_view text) {
     m_folded.resize(text.size());
     unsigned int all_bits = 0;
@@ -65,8 +79,7 @@ void Text_folder::fold_any(std::string_view text) {
     }
 }
 
-// Sorting a run of marks takes time quadratic in its length, so we limit the length of the runs. We
-// count characters that have no boundary before them instead of marks: a character that the form
+// We count the characters without a boundary before them, not only marks: a character that the form
 // removes, such as a soft hyphen, does not end a run.
 std::size_t Text_folder::unit_size(std::string_view text) const {
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());

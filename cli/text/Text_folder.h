@@ -1,4 +1,4 @@
-// Text_folder: gives texts the form in which spellings of one word are alike.
+// Text_folder: normalises texts, so that different spellings of a word become equal.
 #ifndef ZANDREL_CLI_TEXT_TEXT_FOLDER_H_
 #define ZANDREL_CLI_TEXT_TEXT_FOLDER_H_
 
@@ -10,33 +10,33 @@
 
 namespace cli {
 
-// Folds texts to Unicode's form NFKC_Casefold, which makes one word of spellings that differ in
-// case, width, ligatures, or in composed and combining accents. It also removes characters that are
-// not seen, such as soft hyphens.
+// Converts texts to Unicode's form NFKC_Casefold. In this form, spellings that differ only in case,
+// width, ligatures, or in composed and combining accents are equal. Invisible characters, such as
+// soft hyphens, are removed.
 //
 // At most 30 combining marks in a row are folded as one unit, as in Unicode's stream-safe text
-// format. The 31st begins a new unit: it keeps its place behind the others, and is not composed
-// with a letter before them. So the time is linear in the length of any text. No language needs
-// more than a few marks on a letter.
+// format. The 31st mark begins a new unit: it stays after the others, and is not composed with the
+// letter before them. So the time is linear in the length of any text. No language needs more than
+// a few marks on a letter.
 class Text_folder {
 public:
     // RAISES: std::runtime_error if ICU's data are missing.
     Text_folder();
 
-    // The text's folded form. Bytes that are no UTF-8 stay no UTF-8 or become U+FFFD.
-    // RAISES: std::length_error for a text of 2 GiB or more that is not ASCII alone.
+    // The folded form of the text. Bytes that are not UTF-8 either stay or become U+FFFD.
+    // RAISES: std::length_error for a text of 2 GiB or more that is not only ASCII.
     // VALID UNTIL: the next call.
     std::string_view fold(std::string_view text);
 
 private:
-    // Puts the folded form of an ASCII text into `m_folded`; false for any other text, which
-    // leaves nothing of use there.
+    // Puts the folded form of an ASCII text into `m_folded`. Returns false for any other text; then
+    // `m_folded` has no meaning.
     bool fold_ascii(std::string_view text);
     void fold_any(std::string_view text);
-    // The bytes of the text's first unit.
+    // The number of bytes of the first unit.
     std::size_t unit_size(std::string_view text) const;
 
-    const icu::Normalizer2* m_normalizer;  // BORROWS: ICU's own, which lives as long as the process
+    const icu::Normalizer2* m_normalizer;  // BORROWS: from ICU, until the process ends
     std::string m_folded;
 };
 

@@ -1,3 +1,19 @@
+// How a text becomes tokens in one pass. The tokens are written into one line, each followed by a
+// blank, and their starts are noted.
+//
+// Example: "Pay $1,299!" in the style with signs.
+//
+//   m_line     pay $ 0 , 000 !_     (_ is the last blank)
+//   m_starts   0 4 6 8 10 14 16     six tokens, and the start of a seventh
+//
+// Token i is the line from m_starts[i] up to the blank before m_starts[i + 1]: token 1 is "$", the
+// bytes [4, 5). Pair i ends at the blank before m_starts[i + 2]: pair 3 is ", 000", the bytes
+// [8, 13). So pairs need no copy.
+//
+// A text of ASCII only (cut_ascii) needs no normalisation, and a table says for each byte which
+// byte it adds: P adds p, 1 adds 0, a blank ends a word, $ is a token of its own. Any other text,
+// or one whose words are stemmed (cut_folded), is normalised first, and ICU knows the kind of each
+// character that is not ASCII: "東京 Café 2" has the tokens 東, 京, café and 0.
 #include "cli/text/Tokenizer.h"
 
 #include <algorithm>
@@ -20,8 +36,8 @@ using Ascii_kinds = std::array<Char_kind, 128>;
 constexpr std::uint32_t kLetterCategories = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK;
 constexpr std::uint32_t kSignCategories = U_GC_P_MASK | U_GC_S_MASK;
 
-// The first character of the scripts that write no spaces is the first CJK radical; below it there
-// is no need to ask for the script.
+// The first CJK radical. Characters below it are not of the scripts that write no spaces, so we
+// need not ask ICU for their script.
 constexpr UChar32 kFirstUnspaced = 0x2E80;
 
 constexpr UChar32 kReplacementCharacter = 0xFFFD;
@@ -38,7 +54,7 @@ bool is_unspaced(UChar32 character) {
     }
 }
 
-// What a character is where signs are wanted; `in_style` makes of it what it is in general.
+// The kind of a character in the style with signs. `in_style` converts it to the kind in any style.
 Char_kind kind_of(UChar32 character) {
     if (character >= kFirstUnspaced && is_unspaced(character)) {
         return Char_kind::kUnspaced;
@@ -51,7 +67,7 @@ Char_kind kind_of(UChar32 character) {
     return is_sign ? Char_kind::kSign : Char_kind::kSeparator;
 }
 
-// The same for ASCII, where all that is seen is a letter, a digit or a sign.
+// The same for ASCII, in which each visible character is a letter, a digit or a sign.
 constexpr Char_kind ascii_kind(std::size_t byte) {
     if (byte - '0' < 10) {
         return Char_kind::kDigit;
@@ -82,7 +98,8 @@ constexpr Ascii_kinds ascii_kinds(Token_style style) {
     return kinds;
 }
 
-// ASCII is most of most texts, so that it has tables instead of questions to ICU.
+// Most characters of most texts are ASCII, so we use tables for ASCII and ask ICU only for the
+// others.
 constexpr std::array<Ascii_kinds, 2> kAsciiKinds = {ascii_kinds(Token_style::kWords),
                                                     ascii_kinds(Token_style::kWordsAndSigns)};
 
@@ -90,8 +107,8 @@ bool is_ascii(char byte) {
     return static_cast<unsigned char>(byte) < 0x80;
 }
 
-// The byte that a byte of ASCII adds to a token: its folded form, in which letters are in lower
-// case and digits may be 0; or one of the two marks, which no folded form is.
+// The byte that an ASCII byte adds to a token: a letter in lower case, or a digit, which may become
+// 0. Other bytes have one of two marks, which are different from all letters and digits.
 constexpr char kSeparates = '\0';
 constexpr char kIsToken = '\1';
 
@@ -141,12 +158,12 @@ void Tokenizer::cut(std::string_view text) {
     m_token_count = m_starts.size() - 1;
 }
 
-// Most texts are ASCII. Then a byte of the text is at most a byte of a token and the blank behind
-// it, and one look into a table says which: "It's" in the style with signs gives "it ' s ". This
-// saves a pass that folds and another that asks for the kind of each byte.
+// A byte of the text becomes at most two bytes of the line, a byte of a token and a blank. One
+// table gives the byte and its meaning: "It's" in the style with signs gives "it ' s ". This
+// replaces two passes, one that folds and one that finds the kind of each byte.
 //
-// The line and the starts keep the size that the largest text needed, so that we fill no bytes that
-// are written anyway.
+// The line and the starts keep the size that the largest text needed, so that resize() does not
+// fill bytes that we overwrite.
 void Tokenizer::cut_ascii(std::string_view text) {
     const Ascii_forms& forms = kAsciiForms[static_cast<std::size_t>(m_style)];
     const auto form_at = [&](std::size_t at) {
@@ -191,7 +208,7 @@ void Tokenizer::cut_folded(std::string_view folded) {
     end_word();
 }
 
-// Letters are taken as many at a time as there are.
+// Takes a run of letters at once.
 std::size_t Tokenizer::take_ascii(std::string_view text, std::size_t start) {
     const Ascii_kinds& kinds = kAsciiKinds[static_cast<std::size_t>(m_style)];
     const auto kind_at = [&](std::size_t at) {

@@ -1,3 +1,5 @@
+// The only analysis that does not decode the text: "Caf\xE9 A" gives the concepts "Caf\xE9" and
+// "A".
 #include "cli/text/Whitespace_analysis.h"
 
 #include <algorithm>

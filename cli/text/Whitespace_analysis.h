@@ -1,4 +1,4 @@
-// Whitespace_analysis: for texts that are tokens already.
+// Whitespace_analysis: concepts are the parts of a text between ASCII white space.
 #ifndef ZANDREL_CLI_TEXT_WHITESPACE_ANALYSIS_H_
 #define ZANDREL_CLI_TEXT_WHITESPACE_ANALYSIS_H_
 
@@ -8,8 +8,9 @@
 
 namespace cli {
 
-// Splits at ASCII white space (space, tab, line feed, vertical tab, form feed, carriage return) and
-// leaves the bytes between as they are, whatever their encoding.
+// For texts that consist of tokens already. Splits at ASCII white space (space, tab, line feed,
+// vertical tab, form feed, carriage return), and does not change the bytes between, whatever their
+// encoding.
 class Whitespace_analysis : public Text_analysis {
 public:
     void feed(std::string_view text, zeSml_feeder& feeder) override;

@@ -1,3 +1,4 @@
+// The tokenizer finds the words; feed_texts looks their concepts up, many at a time.
 #include "cli/text/Word_analysis.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Word_analysis: the words of a text in any script, spelled alike.
+// Word_analysis: concepts are the normalised words of a text in any script.
 #ifndef ZANDREL_CLI_TEXT_WORD_ANALYSIS_H_
 #define ZANDREL_CLI_TEXT_WORD_ANALYSIS_H_
 
@@ -10,8 +10,8 @@
 
 namespace cli {
 
-// Each word is a concept; Tokenizer says what a word is. Everything else separates:
-// "Don't pay $1,299.99!!" gives don t pay 1 299 99.
+// Each word is a concept; Tokenizer.h defines words. All other characters separate: "Don't pay
+// $1,299.99!!" gives don t pay 1 299 99.
 class Word_analysis : public Text_analysis {
 public:
     // RAISES: as Tokenizer's constructor.

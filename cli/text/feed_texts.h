@@ -1,4 +1,4 @@
-// How an analysis adds the concepts of its tokens to a feeder.
+// feed_texts: adds the concepts of an analysis to a feeder, many at a time.
 #ifndef ZANDREL_CLI_TEXT_FEED_TEXTS_H_
 #define ZANDREL_CLI_TEXT_FEED_TEXTS_H_
 
@@ -13,7 +13,7 @@
 namespace cli {
 
 // Adds the concepts of the texts `text_of(0)` to `text_of(count - 1)` with weight 1 each. It looks
-// them up many at a time, since most look-ups wait for the memory.
+// up 16 at a time, since most look-ups wait for the memory and can wait together.
 template <class Text_of>
 void feed_texts(std::size_t count, const Text_of& text_of, zeSml_feeder& feeder) {
     constexpr std::size_t kBatch = 16;  // as many as insert_views looks up together

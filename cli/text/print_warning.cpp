@@ -1,3 +1,4 @@
+// Warnings and errors have the same form, so that scripts recognise them by "zandrel: ".
 #include "cli/text/print_warning.h"
 
 #include <iostream>

@@ -1,4 +1,4 @@
-// print_warning: a line for the user on standard error.
+// print_warning: prints a line for the user on standard error.
 #ifndef ZANDREL_CLI_TEXT_PRINT_WARNING_H_
 #define ZANDREL_CLI_TEXT_PRINT_WARNING_H_
 
@@ -6,7 +6,7 @@
 
 namespace cli {
 
-// Prints the program's name and the text, escaped and shortened as a whole message.
+// Prints "zandrel: " and the text, escaped and shortened (shown_message).
 void print_warning(const std::string& text);
 
 }  // namespace cli

@@ -1,3 +1,10 @@
+// Asks the engine's learner for the limit of each category and compares it with the category's
+// weight.
+//
+// Example: category a has the weight 5,000 and the limit 3,000, so it keeps 0.6 of its weight; b
+// has 4,000 and 3,000 and keeps 0.75; c has 2,000 and 3,000 and is not scaled. The warning says "2
+// of 3 categories" and names a. We compare shares as products, since a weight could be 0: b would
+// be named instead of a only if 3000 * 5000 < 3000 * 4000.
 #include "cli/train/Scaling.h"
 
 #include <algorithm>
@@ -36,8 +43,8 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
     }
 }
 
-// Gives a model another average limit, and gives its own limits back in the destructor. The
-// greatest limit rises with the average, as it does when the setting is made.
+// Sets another average limit of a model, and restores its limits in the destructor. MaxRlimit is
+// raised to the average if it is lower, as `options set` does.
 class Tried_limit {
 public:
     Tried_limit(zeStat_storage& storage, double average)
@@ -69,8 +76,8 @@ bool scales_with(const std::vector<zeStat_storage*>& storages, double average) {
     return scaling.scaled != 0;
 }
 
-// A power of ten is easier to type and to remember than the least limit. A limit that is up to ten
-// times too high only makes the model forget later.
+// We advise a power of ten, which is easier to type and to remember than the least sufficient
+// limit. If it is up to ten times too high, the model only forgets later.
 int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
     for (long long limit = kLeastAdvice; limit <= kGreatestAdvice; limit *= 10) {
         if (!scales_with(storages, static_cast<double>(limit))) {
@@ -80,7 +87,7 @@ int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
     return 0;
 }
 
-// Limits of a container may be below 0; no text counts less than nothing.
+// A container can have limits below 0, but a category keeps at least the weight 0.
 std::string shown_weight(double weight) {
     return grouped(static_cast<std::size_t>(std::llround(std::max(0.0, weight))));
 }

@@ -1,4 +1,4 @@
-// Scaling: what learning would take from the counts of a model before it counts new texts.
+// Scaling: how much of the old counts of a model learning would scale down.
 #ifndef ZANDREL_CLI_TRAIN_SCALING_H_
 #define ZANDREL_CLI_TRAIN_SCALING_H_
 
@@ -12,22 +12,23 @@ struct zeNode;
 
 namespace cli {
 
-// The first bulk of learning scales a category that weighs more than its limit down to the limit.
+// Before learning counts new texts, it scales each category that weighs more than its limit down to
+// the limit.
 struct Scaling {
-    std::size_t categories = 0;  // of these classifiers: a category counts in each that has it
-    std::size_t scaled = 0;      // of them, those above their limits
-    // The category that keeps the least share: its node, the weight of the texts that it has
-    // learned, and what it keeps of that. A text weighs 1 when it is learned, and less after each
-    // scaling.
-    zeNode* node = nullptr;  // BORROWS: of the knowledge; null: the category has lost it
+    std::size_t categories =
+        0;  // of these classifiers; a category counts once for each classifier that has it
+    std::size_t scaled = 0;  // categories above their limits
+    // The category that keeps the least share: its node, the weight of its learned texts, and the
+    // weight that it keeps. A text weighs 1 when it is learned, and less after each scaling.
+    zeNode* node = nullptr;  // BORROWS: of the container; null in a damaged one
     double counted = 0.0;
     double kept = 0.0;
-    // The least of 1,000, 10,000 and so on as AverageRlimit with which nothing is scaled down;
-    // 0 if none up to 1,000,000,000 does that.
+    // The first of 1,000, 10,000, 100,000 and so on with which, as AverageRlimit, nothing is scaled
+    // down; 0 if even 1,000,000,000 is too low.
     int sufficient_limit = 0;
 };
 
-// `storages`: not null; not changed.
+// `storages`: not null. They are the same afterwards.
 // RAISES: the assertions of zeStat_diet_learner::limits.
 Scaling scaling_of(const std::vector<zeStat_storage*>& storages);
 

@@ -1,3 +1,19 @@
+// The steps of train and learn. As many checks as possible come before the work that takes long.
+//
+// train A.kc DATA               learn A.kc DATA
+//   check the target              check that A.kc can be read
+//   check the data files          check the data files
+//   lock A.kc                     lock A.kc
+//   check the target again        read the model
+//   try out the replacement       try out the replacement
+//   read the data, warn           read the data, check or add the labels
+//   train                         learn, with a warning about scaling before
+//   check the target again
+//   write A.kc                    write A.kc
+//
+// The target of train is checked again after each wait: another process may have made A.kc. learn
+// reads A.kc after it has got the lock, so it has the newest contents. write_kc compares the file
+// with the one of the time of the lock.
 #include "cli/train/Training.h"
 
 #include <cerrno>
@@ -40,7 +56,8 @@ struct Data_file {
     Texts texts;
 };
 
-// Refuses to overwrite what a slip of the command line names, such as a data file in place of KC.
+// Refuses to overwrite a file that was named by mistake. `train A.tsv B.tsv`, where KC was
+// forgotten, must not replace A.tsv.
 // RAISES: Data_error, Usage_error; Output_error, Input_error.
 void check_overwriting(const Target_file& target, const Training_options& options) {
     target.check_replaceable();
@@ -57,7 +74,7 @@ void check_overwriting(const Target_file& target, const Training_options& option
     }
 }
 
-// Read with --skip-bad, the bytes of a container might pass for texts.
+// With --skip-bad, some bytes of a container could be read as data lines.
 // RAISES: Usage_error.
 void check_data_files(const std::string& kc_file, const std::vector<std::string>& data_files) {
     check_read_once(data_files);
@@ -91,7 +108,7 @@ bool is_file_of_kc(const std::string& path) {
     return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
 }
 
-// Read with --skip-bad, a container might pass for texts.
+// With --skip-bad, some bytes of a container could be read as data lines.
 // RAISES: Data_error; Input_error.
 void check_is_no_kc(const std::string& path) {
     if (is_standard_input(path) ? is_kc_on_standard_input() : is_file_of_kc(path)) {
@@ -99,7 +116,7 @@ void check_is_no_kc(const std::string& path) {
     }
 }
 
-// `Options` are Training_options or Learning_options.
+// `Options`: Training_options or Learning_options.
 template <class Options>
 std::vector<Data_file> read_data(const Options& options, Columns columns, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
@@ -131,7 +148,7 @@ void warn_of_data(const Training_options& options, const std::vector<Data_file>&
     }
 }
 
-// The texts of all files, which are then empty.
+// Moves the texts of all files into one list.
 Texts joined(std::vector<Data_file>& files) {
     Texts texts = std::move(files.front().texts);
     for (std::size_t i = 1; i < files.size(); ++i) {
@@ -179,22 +196,17 @@ void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTP
     summary.bytes = std::filesystem::file_size(lock.target().path());
 }
 
-void warn_of_scaling(const Learning_options& options, const Text_model& model,
-                     const std::vector<zeStat_storage*>& storages) {
-    const std::string warning =
-        scaling_warning(options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
-    if (!warning.empty()) {
-        options.warn(warning);
-    }
-}
-
-// A classifier that no new text reaches learns nothing, so nothing of it is scaled down.
+// Only the classifiers that new texts reach learn, so only their counts are scaled down.
 Text_model::Before_learning warning_of(const Learning_options& options, const Text_model& model) {
     if (!options.warn) {
         return {};
     }
     return [&options, &model](const std::vector<zeStat_storage*>& storages) {
-        warn_of_scaling(options, model, storages);
+        const std::string warning = scaling_warning(
+            options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
+        if (!warning.empty()) {
+            options.warn(warning);
+        }
     };
 }
 
@@ -205,7 +217,7 @@ Training_summary train_kc(const Training_options& options) {
     check_overwriting(Target_file(options.kc_file), options);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    check_overwriting(lock.target(), options);  // another process may have made one while we waited
+    check_overwriting(lock.target(), options);  // another process may have made it while we waited
     Replacement_file::try_out(lock);
     std::vector<Data_file> files =
         read_data(options, training_columns(options.bootstraps), summary.skipped);
@@ -216,7 +228,7 @@ Training_summary train_kc(const Training_options& options) {
     model.start_and_empty(texts, options.bootstraps, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
-    // Training takes long enough for somebody to put another file there.
+    // During the training another program may have put a file there.
     check_overwriting(lock.target(), options);
     write_model(lock, model, options.compact, options.progress, summary);
     summary.texts = texts.size();

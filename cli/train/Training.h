@@ -1,4 +1,4 @@
-// Training: makes the file of a knowledge container from labelled texts, or teaches it more.
+// Training: the work of the commands train and learn: data files in, a knowledge container out.
 #ifndef ZANDREL_CLI_TRAIN_TRAINING_H_
 #define ZANDREL_CLI_TRAIN_TRAINING_H_
 
@@ -28,8 +28,8 @@ struct Training_options {
     bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
-    bool replaces = false;                    // a container that exists
-    double seconds_to_wait = 0.0;             // for another process that changes the container
+    bool replaces = false;                    // allows to replace a container that exists
+    double seconds_to_wait = 0.0;             // while another process changes the container
     CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
@@ -42,17 +42,17 @@ struct Learning_options {
     bool adds_categories = false;  // a label that the container does not know gets a category
     bool skips_bad_lines = false;
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
-    double seconds_to_wait = 0.0;             // likewise
-    CTProgress* progress = nullptr;           // BORROWS: likewise
+    double seconds_to_wait = 0.0;             // while another process changes the container
+    CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
 };
 
-// What was done.
+// The result of train or learn.
 struct Training_summary {
     std::string kc_file;
-    std::size_t texts = 0;       // taken in by this run
-    std::size_t labels = 0;      // of the container, afterwards
+    std::size_t texts = 0;       // trained or learned by this run
+    std::size_t labels = 0;      // of the container afterwards
     std::size_t new_labels = 0;  // of them
     std::uintmax_t bytes = 0;    // of the file
     Skipped_lines skipped = {};
@@ -62,21 +62,21 @@ struct Training_summary {
 // (note_change). Both raise Usage_error if the container is one of the data files, or if standard
 // input, "-", is named twice.
 //
-// Trains on the texts of all files together and writes the container. Warns before it trains of
-// what is probably a mistake in the data (training_warnings). RAISES: Input_error, Data_error and
-// Output_error, and what Kc_lock raises, where the target is tried before the work begins;
-// Data_error for a target that exists and is no container, Usage_error for a container that is not
-// to be replaced; what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted".
+// Trains on the texts of all files together and writes the container. Before the training it warns
+// of probable mistakes in the data (training_warnings). RAISES: Input_error, Data_error and
+// Output_error, and what Kc_lock raises, mostly before the training, since the target is tested
+// first; Data_error for a target that exists and is not a container; Usage_error for a container
+// without `replaces`; what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted".
 Training_summary train_kc(const Training_options& options);
 
-// Reads the container, learns the texts of all files as one bulk, and writes it back. Warns before
-// it learns if the limits of the classifiers that the texts reach scale down what was counted.
-// RAISES: what read_model raises, and the like; Data_error for a compact container; Data_error with
-// file and line for the first label that the container does not know, unless they are added, and
-// for one that cannot be added.
+// Reads the container, learns the texts of all files as one bulk, and writes the container. Warns
+// before it learns if the limits of the classifiers that the texts reach scale old counts down.
+// RAISES: what read_model, Kc_lock, read_labelled_file and write_kc raise; Data_error for a compact
+// container; Data_error with file and line for the first unknown label, unless `adds_categories`,
+// and for a label that cannot be added.
 Training_summary learn_into_kc(const Learning_options& options);
 
-// One line.
+// Prints one line.
 void print_training(const Training_summary& summary, std::ostream& out);
 // The same as an object of `file`, `texts`, `labels`, `new_labels`, `bytes` and `skipped_lines`.
 nlohmann::ordered_json training_json(const Training_summary& summary);
