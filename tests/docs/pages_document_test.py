@@ -93,6 +93,16 @@ class PagesTest(unittest.TestCase):
         self.assertGreater(len(single), 60)
         self.assertEqual([word for word in single if single.count(word) > 1], [])
 
+    def test_embedding_lists_each_exported_global_name(self):
+        page = (PROJECT / "docs" / "embedding.md").read_text("utf-8")
+        section = page.split("## Names that the library claims")[1].split("\n## ")[0]
+        listed = set(_CODE.findall(section))
+        exported = (PROJECT / "tests" / "install" / "exported_symbols.txt").read_text("utf-8")
+        names = set(re.findall(r"^(?:class|function|variable) (\w+)(?![\w:])", exported, re.MULTILINE))
+        ours = {name for name in names if not name.startswith(("ze", "qt", "ml"))}
+        self.assertIn("process_assert", ours)
+        self.assertEqual(sorted(ours - listed), [])
+
     def test_names_in_glossary_and_decisions_exist(self):
         known = names_of_sources()
         self.assertEqual(unknown_names("`zeManager`, `zeNoManager`", known), ["zeNoManager"])
