@@ -126,7 +126,7 @@ qtString NameOfPart(const Hpack& pack, unsigned int position) {
 
 [[noreturn]] void RaiseBroken(const Hpack& pack, const qtString& part) {
     throw qtX<Kc_seal>(Kc_seal::kBroken, "Seal does not match: " + part,
-                                {pack.io.device->name, part});
+                       {pack.io.device->name, part});
 }
 
 // RAISES: kUnknownForm, also for a form that damage has changed: we cannot distinguish it from a
@@ -140,7 +140,7 @@ void RequireKnownForm(const Hpack& pack, SegBuf& seal) {
     if (form != kForm) {
         const qtString text(std::to_string(form));
         throw qtX<Kc_seal>(Kc_seal::kUnknownForm, "Unknown form of seal: " + text,
-                                    {pack.io.device->name, text});
+                           {pack.io.device->name, text});
     }
 }
 
