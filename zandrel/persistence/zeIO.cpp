@@ -20,14 +20,12 @@
 // - The header is complete only after the index, and the index is complete only after all items. So
 //   a file whose writing was interrupted has state 1, and cannot be opened.
 // - Classifiers are written by ascending object id (classifier_nodes), so that equal containers
-// give
-//   equal files.
+//   give equal files.
 // - A model is written before its classifier. The classifier's record is built in a SegBuf. At its
 //   end, zeStat_matcher::Dump writes the model's id and calls DumpObject for the model. The model's
 //   item thus reaches the file while the classifier's is still in memory.
 // - The manager is last in every file that we write. A reader does not depend on that, since it
-// finds
-//   each item by its key.
+//   finds each item by its key.
 //
 // Reading needs another order:
 //
