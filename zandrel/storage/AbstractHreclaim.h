@@ -47,7 +47,8 @@ public:
 
     // Opens the file of this name. With `create`, makes an empty one if there is none. Returns
     // true if it made one. After an error no file is open; a new file that is only partly written
-    // remains. REQUIRES: no file is open. Otherwise that file is closed without writing its index.
+    // remains.
+    // REQUIRES: no file is open. Otherwise that file is closed without writing its index.
     // RAISES: kMissingFile "File does not exist: "; kWrongFormat "Input file is not in expected
     // format: "; kUnreadableIndex "Cannot read index".
     virtual bool Open(const qtString& name, bool create, bool read_only) = 0;
