@@ -1,3 +1,7 @@
+// The options file, and the entries of the map. A line of the file is cut in three steps: the line
+// is trimmed, the key ends at the first character of kEndsOfKey, and the value ends at the first
+// character of kEndsOfValue. For example, "ClipValue = 2.5 # less" has the key "ClipValue" and the
+// value "2.5". The settings of a container are in zeOptMap_settings.cpp.
 #include "zandrel/options/zeOptMap.h"
 
 #include <algorithm>
@@ -19,7 +23,7 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 bool write_file(const qtString& path, const qtString& text) {
     if (path.view().find('\0') != std::string_view::npos) {
-        return false;  // The C library would write the file of the path's beginning.
+        return false;  // The C library would end the path at the zero byte and write another file.
     }
     File file(std::fopen(path.c_str(), "wb"), std::fclose);
     if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size()) {
@@ -110,7 +114,8 @@ int zeOptMap::GetI(const qtString& key) const {
     return zandrel::qtConvertStringToInt(Get(key));
 }
 
-// The entry's value if one is given: there, not empty, and not "leave".
+// Returns the value of an entry, or null if the entry is missing, empty or "leave". Stores in
+// `found`, unless it is null, if there is a value.
 const qtString* zeOptMap::find_given(const qtString& key, bool* found) const {
     const auto entry = options.find(key);
     const bool is_given =

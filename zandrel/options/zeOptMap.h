@@ -1,4 +1,4 @@
-// zeOptMap: named options as texts, in a file that people edit.
+// zeOptMap: options with names and text values, stored in a file that people can edit.
 #ifndef ZANDREL_OPTIONS_ZEOPTMAP_H_
 #define ZANDREL_OPTIONS_ZEOPTMAP_H_
 
@@ -14,43 +14,45 @@
 class zeManager;
 struct zeDefaults;
 
-// A map from option names to texts. It carries the statistical and archive settings of a knowledge
-// container into and out of a file and, while it is the last map loaded, answers the test switches
-// "PositiveMethod" and "GeomAverage" of the trainers.
+// A map from option names to texts. It copies the settings of a knowledge container to a file and
+// back. The map that was loaded last also has the test switches of the trainers, "PositiveMethod"
+// and "GeomAverage".
 //
-// The file, one option a line: the key ends at the first blank or equals sign, the value begins
-// behind the run of those and ends at "#" or a tab; both ends of a value are trimmed. Empty lines
-// and lines that begin with "#" are skipped. A later line replaces an earlier one of the same key.
+// The file has one option in each line, for example "ClipValue = 2.5 # less". The key ends at the
+// first blank, tab or equals sign. The value begins behind all of these, and ends at "#" or a tab.
+// Both ends of the value are trimmed. Empty lines and lines that begin with "#" are skipped. If a
+// key occurs twice, the later line counts.
 //
 // Errors: qtX<zeOptMap>, see each operation.
 class ZANDREL_EXPORT zeOptMap {
 public:
-    // How a setting of the container is read from its text.
+    // The form in which a setting of the container is written as text.
     using Kind = zandrel::Setting_kind;
 
     // A key that GetKcDefaults and SetKcDefaults know.
     struct Known_key {
         const char* key;
         Kind kind;
-        // The integers that have a meaning. SetKcDefaults takes all others as well.
+        // The integers that have a meaning. SetKcDefaults accepts all others too.
         zandrel::Setting_range range;
     };
 
     zeOptMap() = default;
     zeOptMap(const zeOptMap&) = default;
     zeOptMap& operator=(const zeOptMap&) = default;
-    // If the trainers' switches come from this map, they come from none from then on.
+    // If this is the map of the trainers' switches, there is no such map afterwards.
     ~zeOptMap();
 
-    // Adds the entries of a file and makes this the map of the trainers' switches, which it must
-    // then outlive or be destroyed after.
-    // RAISES: 0 "Can't read options file: " and the path (argument: the path), changing nothing.
+    // Adds the entries of a file, and makes this the map of the trainers' switches until another
+    // map is loaded or this one is destroyed.
+    // RAISES: 0 "Can't read options file: " and the path (argument: the path). Nothing is changed
+    // then.
     void Load(const qtString& path);
-    // Writes all entries in key order; comments do not survive.
+    // Writes all entries in the order of their keys. Comments of a file that was loaded are lost.
     // RAISES: 3 "Can't write options file: " and the path (argument: the path).
     void Dump(const qtString& path) const;
 
-    // What a line of the file says.
+    // The option in a line of the file.
     struct Line {
         qtString key;
         qtString value;
@@ -59,8 +61,8 @@ public:
     // Reads a line of the file. Returns nothing for an empty line and for a comment.
     static std::optional<Line> read_line(const qtString& line);
 
-    // Sets an entry. A number is written in the shortest form that reads back equal, a bool as "1"
-    // or "0".
+    // Adds an entry or replaces its value. A number gets its shortest text that converts back to
+    // the same number. A bool is "1" or "0".
     void Add(const qtString& key, unsigned int value);
     void Add(const qtString& key, int value);
     void Add(const qtString& key, bool value);
@@ -68,35 +70,38 @@ public:
     void Add(const qtString& key, const qtString& value);
     void Add(const qtString& key, double value);
 
-    // The value of an entry.
+    // Returns the value of an entry.
     // RAISES: 1 "Missing Option: " and the key (argument: the key).
     qtString Get(const qtString& key) const;
-    // Its leading decimal integer, 0 if there is none; raises as `Get` does.
+    // Returns the decimal integer at the start of an entry's value, 0 if there is none.
+    // RAISES: as Get.
     int GetI(const qtString& key) const;
 
-    // The value of an entry, as a text or as the leading number of the text. An entry that is
-    // missing, empty or the word "leave" gives `default_value`. `found`, which may be null, tells
-    // which it was.
-    // VALID UNTIL, for texts: the entry is changed, or `default_value` goes.
+    // Returns the value of an entry, as a text or as the number at the start of the text. For an
+    // entry that is missing, empty or "leave" it returns `default_value`. If `found` is not null,
+    // it is set to true for a value of the entry and to false for `default_value`. VALID UNTIL, for
+    // texts: the entry changes, or `default_value` is destroyed.
     const qtString& Optional(const qtString& key, const qtString& default_value, bool* found) const;
     const char* Optional(const qtString& key, const char* default_value, bool* found) const;
     double Optional(const qtString& key, const double& default_value, bool* found) const;
     int Optional(const qtString& key, int default_value, bool* found) const;
     unsigned int Optional(const qtString& key, unsigned int default_value, bool* found) const;
 
-    // Copies all settings of the container into the map. "UseExtParms" is not among them, so a map
-    // filled this way is refused by SetKcDefaults until that key has been added.
+    // Copies all settings of the container into the map. "UseExtParms" is not one of them, so add
+    // this key before you pass the map to SetKcDefaults, which raises without it.
     void GetKcDefaults(qtPtrLight<zeManager>& manager);
     // Copies the map's settings into the container, unless "UseExtParms" is 0. With `propagate`,
-    // every statistical model of the container takes them too.
+    // also each statistical model of the container gets them.
     // RAISES: 1 without "UseExtParms"; 2 "Invalid Learn Speed Scale: " and the value (arguments:
-    // "LearnSpeedScale", the value), with the keys before it stored already.
+    // "LearnSpeedScale", the value). In the second case the settings before this key are already
+    // stored.
     void SetKcDefaults(qtPtrLight<zeManager>& manager, bool propagate);
-    // Gives `defaults` to every statistical model of the container. Their matching tables stay as
-    // they are until the next training.  The spelling is part of the interface.
+    // Copies `defaults` to each statistical model of the container. The models' matching tables do
+    // not change before the next training. The spelling is part of the interface.
     void PropogateChange(qtPtrLight<zeManager>& manager, zeDefaults& defaults);
 
-    // The keys of the container's settings, in the order in which they are read and written.
+    // Returns the keys of the container's settings, in the order in which they are read and
+    // written.
     static std::vector<Known_key> known_keys();
 
     std::map<qtString, qtString> options;
@@ -105,8 +110,8 @@ private:
     const qtString* find_given(const qtString& key, bool* found) const;
 };
 
-// The map that answers the trainers' switches: the last one loaded, null at start. Set by
-// zeOptMap::Load, read by the first trainer and the first learner of the process.
+// The map of the trainers' switches: the map that was loaded last, or null. zeOptMap::Load sets it.
+// The first trainer and the first learner of the process read it.
 extern ZANDREL_EXPORT zeOptMap* g_test_zandrel_opts;
 
 #endif  // ZANDREL_OPTIONS_ZEOPTMAP_H_

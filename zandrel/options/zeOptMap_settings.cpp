@@ -1,5 +1,7 @@
-// The settings of a knowledge container as options: how the text of each setting is read and
-// written. Which settings there are, and in which order, is in zandrel::Setting_table.
+// Converts the settings of a knowledge container to options and back. zandrel::Setting_table
+// defines the settings and their order. A setting is in zeConfig or in zeDefaults, and its row in
+// the table has functions to get and set it there as a `double`; its kind selects the form of the
+// text.
 #include "zandrel/options/zeOptMap.h"
 
 #include <algorithm>
@@ -58,7 +60,8 @@ double read_number(const Setting& row, const qtString& text) {
     return 0.0;
 }
 
-// Stores the map's value in the container if the map gives one.
+// Stores the map's value in the container if the map has one. A number below the row's
+// `least_taken` becomes `least_taken`.
 void read_setting(const zeOptMap& map, const Setting& row, zeManager& manager) {
     bool is_given = false;
     const qtString nothing;

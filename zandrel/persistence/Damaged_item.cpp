@@ -1,3 +1,4 @@
+// Raises the one error that all records use for an impossible value.
 #include "zandrel/persistence/Damaged_item.h"
 
 #include <string>

@@ -1,3 +1,11 @@
+// A package is written from front to back: header, items, index. A new one begins with state 1 and
+// no index; Close appends the index and then writes the header again, with the index offset and
+// state 0. So a package that was not closed cannot be opened. zeIO.cpp shows the order for a
+// container.
+//
+// Three flags control the index. `m_is_dirty`: there is something to write. `m_is_bad`: no package
+// is open. `m_is_broken`: a change has begun and not ended. A change sets it first and restores it
+// last, so if the change raises, the flag remains set and Close writes no index.
 #include "zandrel/persistence/Hpack.h"
 
 #include <cstddef>
@@ -13,10 +21,10 @@
 
 namespace {
 
-// Header, items and the entries of the index are those of a record file of the same offsets.
+// Header, items and index entries have the sizes that they have in a record file of 32-bit offsets.
 using Format = zandrel::detail::Hreclaim_format<unsigned int>;
 
-// The states in the header.
+// The values of the state in the header.
 constexpr unsigned char kComplete = 0;
 constexpr unsigned char kBeingWritten = 1;
 
@@ -72,7 +80,7 @@ void Hpack::SetFileID(unsigned int id, unsigned short version, unsigned char fla
     m_flags = flags;
     const bool was_broken = std::exchange(m_is_broken, true);
     WriteHeader();
-    io.device->Seek(0);  // hands the header to the system
+    io.device->Seek(0);  // makes the device pass the header to the system
     m_is_broken = was_broken;
 }
 
@@ -86,7 +94,7 @@ unsigned int Hpack::SeekItem(const qtString& key) {
     return io.ReadCount(1);
 }
 
-// Goes to the length of an item's data.
+// Moves to the length of an item's data, after the item's tag and key are checked.
 void Hpack::SeekData(const qtString& key) {
     const auto found = index.find(key);
     if (found == index.end()) {
@@ -160,7 +168,7 @@ void Hpack::ReadHeader() {
     m_is_bad = false;
 }
 
-// Whatever keeps an index from being read is told by one error.
+// All failures to read an index raise the same error.
 void Hpack::ReadIndex() {
     bool is_read = false;
     try {
@@ -173,7 +181,7 @@ void Hpack::ReadIndex() {
     }
 }
 
-// Returns false, or raises, if there is no index that could be one.
+// Returns false, or raises, if there is no valid index.
 bool Hpack::ReadsIndex() {
     if (m_state != kComplete || m_index_offset < Format::kHeaderSize) {
         return false;
@@ -192,7 +200,8 @@ bool Hpack::ReadsIndex() {
     return true;
 }
 
-// Keys ascend, and items are between the header and the index.
+// Reads an entry of the index. Returns false if its key is not above the one before, or if its item
+// is not between header and index.
 bool Hpack::ReadsEntry() {
     qtString key;
     unsigned int offset = 0;
@@ -205,7 +214,8 @@ bool Hpack::ReadsEntry() {
     return true;
 }
 
-// Always the whole of it, so that one write of the device changes what belongs together.
+// Always writes the whole header, so that one write of the device changes state and index offset
+// together.
 void Hpack::WriteHeader() {
     io.device->Seek(0);
     io << kMagic << m_file_id;
@@ -224,12 +234,12 @@ void Hpack::WriteItem(const qtString& key, const SegBuf& data, unsigned int offs
                       io.device->name);
     }
     zandrel::detail::WriteItem(io, key, data);
-    // Keys that ascend, as those of numbers do, are found no place by a search.
+    // Keys mostly come in ascending order, and the end is then the right hint: no search is needed.
     index.insert_or_assign(index.end(), key, offset);
 }
 
-// Behind all there is. The header names the index only after it has been handed to the system,
-// which the seek to the header does.
+// Appends the index and then names it in the header. The seek to the header passes the index to the
+// system first, so the header never names an index that is not written.
 void Hpack::WriteIndex() {
     const auto offset = static_cast<unsigned int>(io.device->SeekEnd());
     io << zandrel::detail::kIndexTag;
@@ -252,11 +262,11 @@ void Hpack::RequirePackage() const {
     }
 }
 
-// Makes the object as it was before the first `Open`.
+// Closes the device and makes the object as it was before the first `Open`.
 void Hpack::Abandon() noexcept {
     try {
         io.device->Close();
-    } catch (...) {  // The caller is told of the first error, or has given the package up.
+    } catch (...) {  // The caller reports an earlier error, or does not need the package any more.
     }
     io.device = m_closed;
     index.clear();

@@ -1,4 +1,4 @@
-// Hpack: the package, a file of records that is written once from front to back.
+// Hpack: the package, a file of keyed items that is written once from front to back.
 // Format: docs/formats/kc.md
 #ifndef ZANDREL_PERSISTENCE_HPACK_H_
 #define ZANDREL_PERSISTENCE_HPACK_H_
@@ -13,81 +13,83 @@
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/SegBuf.h"
 
-// A keyed store of blobs in a file or in memory, in the manner of a record file of 32-bit offsets,
-// but without holes and padding: items are appended, and the index follows the last of them. It
-// takes no more bytes than its content, and serves what is read whole and written whole.
+// A keyed store of blobs in a file or in memory. It is like a record file of 32-bit offsets, but
+// without holes and padding: items are appended, and the index follows the last item. It takes no
+// more bytes than its content. Use it for content that is always read and written as a whole.
 //
-// The index reaches the file in `Close`. A package that was never closed, or only destroyed, is no
-// package: opening it raises.
+// `Close` writes the index. A new package that was only destroyed has no index, and opening it
+// raises.
 //
-// Errors: those of file devices pass through, also from buffers; qtX<Hpack> as told below, with the
-// texts of docs/errors.md. After a failed operation, but for `GetItem`, the package is to be
-// dropped or opened anew.
+// Errors: errors of file devices pass through; a buffer raises the same errors. qtX<Hpack> as
+// described below. After an operation other than `GetItem` fails, destroy the package or open it
+// again.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Hpack {
 public:
-    // With which every package begins; no other of our files does.
+    // The first four bytes of each package, and of no other file of ours.
     static constexpr unsigned int kMagic = 0x4A5B6C84;
 
-    // The numbers that a qtX<Hpack> carries.
+    // The numbers of a qtX<Hpack>.
     static constexpr int kUnreadableIndex = 1;
     static constexpr int kWrongKey = 2;
 
     Hpack();
     Hpack(const Hpack&) = delete;
     Hpack& operator=(const Hpack&) = delete;
-    // Closes the device without writing the index; what fails then goes unreported.
+    // Closes the device without writing the index. Errors are not reported.
     ~Hpack();
 
-    // `mode` 'r' reads, 'w' begins a new package in place of what is there, 'u' opens one for
-    // changes. What was open before is dropped as by the destructor. A file or buffer that begins
-    // otherwise than a package does is opened all the same and is reported by `GetFileID` as bad;
-    // it has no items.
+    // `mode` 'r' opens a package for reading, 'u' for changes, and 'w' begins a new one in place of
+    // an existing file. A package that was open is closed as by the destructor. A file or buffer
+    // that does not begin like a package is opened too, but has no items, and `GetFileID` reports
+    // it as bad.
     // RAISES: kUnreadableIndex "Cannot read index" (argument: the file's name); qtX<HioErr>.
     void Open(const qtString& file, char mode);
-    // The same on a memory buffer, whose name is "qtBuffer". A null pointer is an empty buffer,
-    // which all modes but 'r' make. SHARES: the buffer, until the package is closed.
+    // The same for a memory buffer, whose name is "qtBuffer". A null pointer means an empty buffer;
+    // all modes except 'r' make it and store it in `buffer`.
+    // SHARES: the buffer, until the package is closed.
     void Open(qtPtr<qtBuffer>& buffer, char mode);
-    // Writes the index if the package is new or items were added, unless a change has failed, and
-    // closes the device, also if that raises. A closed package stays so.
+    // Writes the index if the package is new or items were added, unless a change has failed.
+    // Closes the device, also if writing raises. Does nothing if no package is open.
     void Close();
     // Closes the device without writing the index, as the destructor does.
     void Abandon() noexcept;
 
-    // The owner's identity, as it stands in the header. With `bad` set, as without an open package,
-    // the rest is 0.
+    // Returns the identity that the owner has written to the header. Without an open package, and
+    // for a bad file, `bad` is true and the others are 0.
     void GetFileID(unsigned int& id, unsigned short& version, unsigned char& flags,
                    bool& bad) const;
-    // Writes it to the header at once.
-    // RAISES: HioErr::kWriteFailed "File is not open for writing", also for a bad file, which stays
-    // as it is.
+    // Writes the identity to the header at once.
+    // RAISES: HioErr::kWriteFailed "File is not open for writing", also for a bad file, which is
+    // not changed.
     void SetFileID(unsigned int id, unsigned short version, unsigned char flags);
 
-    // Reads an item into an empty buffer, which is ready to be read from the start afterwards.
+    // Reads an item into an empty buffer. The buffer's position remains 0.
     // RAISES: kWrongKey "Missing key in index: ", "Key points to invalid item: " or "Key points to
-    // wrong item: ", with the key behind (arguments: the file's name, the key).
+    // wrong item: ", followed by the key (arguments: the file's name, the key).
     void GetItem(const qtString& key, SegBuf& data);
-    // Goes to the data of an item and returns how many bytes they are, for a caller who takes them
-    // from `io` a piece at a time.
+    // Moves to the data of an item and returns their length, for a caller that then reads them from
+    // `io` in pieces.
     // RAISES: as GetItem.
     unsigned int SeekItem(const qtString& key);
-    // Writes an item at an offset, or at the end if that is 0, and enters it into the index, where
-    // an item of the same key is forgotten. An offset of an item writes over it, whatever it is; in
-    // a package that is open for changes the old index stays in force until the new one is written.
+    // Writes an item at an offset, or at the end if `offset` is 0, and enters it into the index. An
+    // older item of the same key is no longer in the index, but remains in the file. The bytes at
+    // `offset` are overwritten without a check. In a package that is open for changes, the old
+    // index is valid until the new one is written.
     // RAISES: as SetFileID; HioErr::kBadOffset "Invalid file offset in file " for an offset in the
     // header.
     void AddAtOffset(const qtString& key, const SegBuf& data, unsigned int offset);
-    // The four bytes of a number, the highest first, as those of a record file.
+    // Returns the key of a number: its four bytes, the highest first, as in a record file.
     static qtString MakeStringKey(unsigned int number);
-    // How many items there are.
+    // Returns the number of items in the index.
     unsigned int GetIndexSize() const;
-    // Where the index is in the file; 0 while there is none. An item that is written at this offset
-    // replaces the index, so no unused bytes remain between the items. If this write fails, the
-    // file is no package any more.
+    // Returns the offset of the index in the file; 0 if there is none yet. An item that is written
+    // at this offset replaces the index, so no unused bytes remain between the items. If this write
+    // fails, the file cannot be opened any more.
     unsigned int GetIndexOffset() const;
 
-    Hio<Generic32> io;                       // over a plain Generic32 until it is opened
-    std::map<qtString, unsigned int> index;  // every key, and where its item is
+    Hio<Generic32> io;                       // its device is a plain Generic32 until Open
+    std::map<qtString, unsigned int> index;  // each key, and the offset of its item
 
 private:
     void Start(qtPtrLight<Generic32> opened, char mode);
@@ -103,15 +105,15 @@ private:
     void RequirePackage() const;
     [[noreturn]] void RefuseKey(const char* what, const qtString& key) const;
 
-    qtPtrLight<Generic32> m_closed;   // the device that does nothing
+    qtPtrLight<Generic32> m_closed;   // the device of `io` when no package is open; does nothing
     unsigned int m_index_offset = 0;  // of the index in the file; 0: none yet
     unsigned int m_file_id = 0;
     unsigned short m_version = 0;
     unsigned char m_flags = 0;
     unsigned char m_state = 0;  // as in the header
     bool m_is_bad = true;       // no package is open
-    bool m_is_dirty = false;    // `index` differs from what is in the file
-    bool m_is_broken = false;   // a change has failed: the file must get no index
+    bool m_is_dirty = false;    // `index` differs from the index in the file
+    bool m_is_broken = false;   // a change has failed, so Close must not write the index
 };
 
 #endif  // ZANDREL_PERSISTENCE_HPACK_H_

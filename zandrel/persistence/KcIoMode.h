@@ -1,38 +1,38 @@
-// KcIoMode: how a knowledge container is read or written. KcConverter: to which charset.
+// KcIoMode: how a knowledge container is read or written. KcConverter: the charsets of a copy.
 #ifndef ZANDREL_PERSISTENCE_KCIOMODE_H_
 #define ZANDREL_PERSISTENCE_KCIOMODE_H_
 
 struct zeLogicalNode;
 
-// A plain parameter block, which the caller passes in and partly gets back.
+// The parameters of a read or write, some of which return a result.
 struct KcIoMode {
     enum Form : unsigned int {
-        AUTO_IO = 0,    // the form that the file has, or that the container is in
-        DIRECT_IO = 1,  // plain: read whole and written whole
-        CACHED_IO = 2,  // stays open while it is in use; not available in this version
+        AUTO_IO = 0,    // the form of the file, or of the container
+        DIRECT_IO = 1,  // plain: the file is read and written as a whole
+        CACHED_IO = 2,  // the file is open while it is in use; not available in this version
     };
 
     bool create = true;    // writing: begin a new file
-    bool compact = false;  // writing: leave out what only training needs
-    // Writing: the subtree to write, of a node with a classifier; null: all.  BORROWS
+    bool compact = false;  // writing: without the statistics that only training needs
+    // Writing: the top of the subtree to write, which has a classifier; null: everything. BORROWS
     const zeLogicalNode* root = nullptr;
-    unsigned int cache_size = 20;  // most statistical classifiers that a cached container holds
+    unsigned int cache_size = 20;  // limit of statistical classifiers in memory, cached form only
     bool read_only = true;         // reading: the cached file is not changed
-    Form io_mode = AUTO_IO;        // in and out: the form used
-    bool compact_read = false;     // out, as the next two: what the file says
-    bool unicode = false;
-    unsigned short version = 0;
-    // Reading: verify the seal, and leave what only training needs as bytes until something needs
-    // it (zeStat_storage::complete). A program that only classifies then needs a third of the
-    // memory and a fraction of the time.
+    Form io_mode = AUTO_IO;        // in: the wanted form; out: the form that was used
+    bool compact_read = false;     // out: the compact flag of the file
+    bool unicode = false;          // out: the Unicode flag of the file
+    unsigned short version = 0;    // out: the version of the file
+    // Reading: verify the seal, and keep the statistics that only training needs as bytes until
+    // something needs them (zeStat_storage::complete). A program that only classifies then needs a
+    // third of the memory and a fraction of the time.
     bool for_classifying = false;
 };
 
-// What zeIO::CopyKC converts every text with.
+// The charsets between which zeIO::CopyKC converts each text.
 struct KcConverter {
     const char* from = nullptr;  // charset of the texts in memory
-    const char* to = nullptr;    // charset that they get in the file
-    unsigned int count = 0;      // how many were converted, empty ones included
+    const char* to = nullptr;    // charset of the texts in the file
+    unsigned int count = 0;      // out: number of converted texts, also empty ones
 };
 
 #endif  // ZANDREL_PERSISTENCE_KCIOMODE_H_

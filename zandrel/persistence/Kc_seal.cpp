@@ -1,3 +1,9 @@
+// Makes a seal of an open package, writes it, and compares a stored seal with the one that the
+// package should have. The comparison is byte by byte; the position of the first difference says
+// which item, or which other part, was changed. For example, the entry of an item with a key of 4
+// bytes has 12 bytes: the key's length, the key and the checksum. The first entry is at 8. A
+// difference at 17 is in its checksum (16 to 19), so this item's data were changed. A difference at
+// 13 is in its key (12 to 15), so an item has another key.
 #include "zandrel/persistence/Kc_seal.h"
 
 #include <algorithm>
@@ -21,13 +27,13 @@ namespace {
 
 constexpr unsigned int kForm = 1;
 
-// A seal begins with the form and the number of items. The entries follow.
+// A seal begins with the form (4 bytes) and the number of items (4 bytes). The entries follow.
 constexpr unsigned int kFormSize = 4;
 constexpr unsigned int kEntriesPosition = 8;
 // The size of an entry without its key: the key's length and the checksum.
 constexpr unsigned int kEntryOverhead = 8;
 
-// How much of an item is in memory at once: few calls for large items, and the pieces stay in the
+// Items are read in pieces of this size: large enough for few calls, and small enough for the
 // processor's cache.
 constexpr unsigned int kPieceSize = 65536;
 
@@ -44,8 +50,8 @@ std::uint32_t ChecksumOfItem(Hpack& pack, const qtString& key) {
     return sum.Value();
 }
 
-// Id, version and flags as they are in the header. zeIO::SetUnicodeFlag may change its bit without
-// breaking the seal.
+// The identity is id, version and flags. We leave out the Unicode flag, so that
+// zeIO::SetUnicodeFlag does not break the seal.
 std::uint32_t ChecksumOfIdentity(const Hpack& pack) {
     unsigned int id = 0;
     unsigned short version = 0;
@@ -93,7 +99,8 @@ unsigned int FirstDifference(const SegBuf& one, const SegBuf& other) {
     return end;
 }
 
-// A key that no container has may have any bytes, so it is left out of messages.
+// Returns the name of an item in messages. A key that no container has may contain any bytes, so we
+// do not put it into messages.
 qtString NameOf(const qtString& key) {
     if (key == zandrel::detail::kManagerKey) {
         return key;
@@ -106,7 +113,7 @@ qtString NameOf(const qtString& key) {
     return "object " + qtString(std::to_string(id));
 }
 
-// Returns what the byte of a seal at this position belongs to.
+// Returns the name of the item or part to which the byte of a seal at this position belongs.
 qtString NameOfPart(const Hpack& pack, unsigned int position) {
     constexpr std::size_t kChecksumSize = 4;
     std::size_t end = kEntriesPosition;
@@ -129,8 +136,8 @@ qtString NameOfPart(const Hpack& pack, unsigned int position) {
                        {pack.io.device->name, part});
 }
 
-// RAISES: kUnknownForm, also for a form that damage has changed: we cannot distinguish it from a
-// later one.
+// RAISES: kUnknownForm, also if damage has changed the form: we cannot distinguish it from a later
+// form. kBroken for a seal without a form.
 void RequireKnownForm(const Hpack& pack, SegBuf& seal) {
     if (seal.size < kFormSize) {
         RaiseBroken(pack, "seal");
@@ -150,7 +157,7 @@ void WriteTo(Place& place) {
     pack.Open(place, 'u');
     SegBuf seal;
     MakeSeal(pack, seal);
-    // The seal has checksums and is longer than the index, so nothing is left of the index.
+    // The item of the seal has more bytes per key than the index, so it covers the whole index.
     pack.AddAtOffset(Kc_seal::kKey, seal, pack.GetIndexOffset());
     pack.Close();
 }

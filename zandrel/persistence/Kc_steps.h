@@ -1,4 +1,4 @@
-// Kc_steps: what reading, writing and copying a container have in common.
+// Kc_steps: constants and helpers that reading, writing and copying a container share.
 // Not installed: the library's own.
 #ifndef ZANDREL_PERSISTENCE_KC_STEPS_H_
 #define ZANDREL_PERSISTENCE_KC_STEPS_H_
@@ -15,7 +15,7 @@
 
 namespace zandrel::detail {
 
-// The owner's part of a file's header.
+// The identity in the header of a container's file.
 inline constexpr unsigned int kKcFileId = 0x278F9D40;
 inline constexpr unsigned char kKcUnicode = 0x80;
 inline constexpr unsigned char kKcCompact = 0x08;
@@ -24,8 +24,8 @@ inline constexpr unsigned short kKcVersion = 2;
 // The key of the manager's record.
 inline constexpr const char* kManagerKey = "__Manager__";
 
-// The nodes with classifiers from `top` on, which may be null, by ascending object id: the order of
-// the items in a file is then the same in every run.
+// Returns the nodes from `top` on, which may be null, that have classifiers. They are ordered by
+// the classifiers' object ids, so that the items of a file have the same order in every run.
 inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
     hash_set<zeNode*, zePointer_hash> found;
     if (top != nullptr) {
@@ -40,7 +40,8 @@ inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
     return nodes;
 }
 
-// Closes a package at the end of its scope. One that was not closed before gets no index.
+// Abandons a package at the end of the scope. If an error ended the scope before Close, the package
+// gets no index.
 class Open_package {
 public:
     explicit Open_package(Hpack& pack) : m_pack(pack) {}

@@ -1,3 +1,5 @@
+// The record of zeConfig, the id of a new container, and the list of signatures, which is kept as
+// one text in `optional`. For example, the signatures 7 and 12 are "7;12".
 #include "zandrel/persistence/zeConfig.h"
 
 #include <cstdlib>
@@ -17,14 +19,11 @@ unsigned int read_seconds() {
 
 zandrel::Config_seed s_seed = read_seconds;
 
-std::uint32_t draw_id() {
-    std::srand(s_seed());
-    return static_cast<std::uint32_t>(std::rand());
-}
-
 }  // namespace
 
-zeConfig::zeConfig() : kc_id(draw_id()) {
+zeConfig::zeConfig() {
+    std::srand(s_seed());
+    kc_id = static_cast<std::uint32_t>(std::rand());
     created.SetNowTime();
     last_trained = created;
 }

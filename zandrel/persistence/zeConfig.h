@@ -1,4 +1,4 @@
-// zeConfig: the identity of a knowledge container and its other settings.
+// zeConfig: the identity of a knowledge container, and its settings that are not statistical.
 #ifndef ZANDREL_PERSISTENCE_ZECONFIG_H_
 #define ZANDREL_PERSISTENCE_ZECONFIG_H_
 
@@ -11,60 +11,62 @@
 #include "zandrel/foundation/qtTimeDate.h"
 #include "zandrel/storage/Hio.h"
 
-// What a container is, when it was made and trained, how an archive feeds it, and a free map in
-// which applications keep values of their own. A plain record, which the manager holds by value.
+// The container's id and name, the times when it was made and trained, settings for archives, and a
+// map in which applications store values of their own. A plain record; the manager has one by
+// value.
 //
-// Threads: one at a time in the whole process. Making one also sets the seed of the C library's
-// `rand`, which the rest of the program shares.
+// Threads: one at a time in the whole process. The constructor also sets the seed of the C
+// library's `rand`, which the whole program uses.
 struct ZANDREL_EXPORT zeConfig {
-    // A new container's settings. Its id is the first random number after seeding with the present
-    // time in seconds, so two containers made within one second have the same id.
+    // Makes the settings of a new container. Its id is the first result of `rand` after a seed of
+    // the present time in seconds, so two containers that are made within one second have the same
+    // id.
     zeConfig();
 
-    // The value of an optional setting, or null.
-    // VALID UNTIL: `optional` loses the key or is replaced.
+    // Returns the value of an optional setting, or null if there is none.
+    // VALID UNTIL: the key is removed from `optional`, or `optional` is replaced.
     const qtString* get_optional(const qtString& key) const;
     // Adds an optional setting or replaces its value.
     void set_optional(const qtString& key, const qtString& value);
 
-    // The signatures of the language processing that the container was trained with, kept as one
-    // optional setting: decimal numbers in rising order with ";" between them.
+    // The signatures of the text analyses with which the container was trained. They are stored as
+    // one optional setting: decimal numbers in ascending order, separated by ";".
 
-    // Replaces `signatures` by those of the container. There are none if the setting is missing,
-    // empty or cut; an element without a number counts as 0.
+    // Replaces the content of `signatures` by the container's signatures. The result is empty if
+    // the setting is missing, empty or cut off; an element without a number counts as 0.
     void get_nlp_signatures(std::set<unsigned int>& signatures) const;
     void add_nlp_signature(unsigned int signature);
 
-    // The record.
-    // RAISES: what the stream raises; the settings are then partly read.
+    // Writes and reads the record.
+    // RAISES: the errors of the stream; the settings are then partly read.
     void Dump(Hio<HSegment>& io) const;
     void Load(Hio<HSegment>& io);
 
-    std::uint32_t kc_id;                       // by which an archive knows the container
-    qtString kc_name = "root";                 // the name of the tree's root
-    qtTimeDate created;                        // when this was made
-    qtTimeDate last_trained;                   // the same until the first training
-    std::uint32_t activate_feedback = 100;     // new messages at which an archive learns
-    bool flag_a = true;                        // the application's: stored, nothing more
-    unsigned char flag_b = 0;                  // the application's, likewise
-    std::uint32_t each_cat_reserve_size = 20;  // messages of a category for an archive to reserve
-    std::uint32_t each_cat_train_size = 80;    // and to train with
-    double age_adjustment = 5.0;               // for an archive: how far new messages outweigh old
-    bool flag_c = false;                       // the application's, likewise
-    // Whether a message that passes a rule node also goes, without a label, to those statistical
-    // children of that node which its rules allow. Spelling is part of the interface.
+    std::uint32_t kc_id = 0;                // an archive identifies the container by this id
+    qtString kc_name = "root";              // the name of the tree's root
+    qtTimeDate created;                     // the time when this object was made
+    qtTimeDate last_trained;                // equal to `created` until the first training
+    std::uint32_t activate_feedback = 100;  // number of new messages after which an archive learns
+    bool flag_a = true;                     // for the application: only stored
+    unsigned char flag_b = 0;               // for the application: only stored
+    std::uint32_t each_cat_reserve_size = 20;  // messages of a category that an archive reserves
+    std::uint32_t each_cat_train_size = 80;    // messages of a category that an archive trains with
+    double age_adjustment = 5.0;               // for an archive: weight of new messages against old
+    bool flag_c = false;                       // for the application: only stored
+    // If true, a message that passes a rule node in training also reaches, without a label, the
+    // statistical children of that node that its rules allow. The spelling is part of the
+    // interface.
     bool full_propogation = true;
     std::map<qtString, qtString> optional;
 };
 
 namespace zandrel {
 
-// Gives the seed of a container's id.
+// Returns the seed of a new container's id.
 using Config_seed = unsigned int (*)();
 
-// Replaces the source of seeds for the whole process and returns the one before; null stands for
-// the present time in seconds.
-// Who sets: tests alone. Who reads: the constructor of zeConfig. When: at each call.
+// Replaces the source of seeds for the whole process and returns the previous one. Null means the
+// present time in seconds. Only tests call it. The constructor of zeConfig calls the source.
 Config_seed set_config_seed(Config_seed seed) noexcept;
 
 }  // namespace zandrel

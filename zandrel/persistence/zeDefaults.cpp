@@ -1,4 +1,5 @@
-// The record of zeDefaults.
+// Writes and reads the record of zeDefaults. The record begins with the settings in kFirst, in this
+// order, and ends as the record of zeStat_storage does (setting_lists.h).
 #include "zandrel/persistence/zeDefaults.h"
 
 #include <string_view>
@@ -9,7 +10,7 @@ namespace {
 
 using namespace zandrel::detail;
 
-// The order of the record up to the part in which it ends like that of zeStat_storage.
+// The names of the first settings of the record, in the order of the file format.
 constexpr std::string_view kFirst[] = {"UseLikelihoodInTrain",
                                        "UseLikelihoodInMatch",
                                        "LikelihoodHistogramResolution",

@@ -1,4 +1,43 @@
-// The items of a container's file, and its identity.
+// Writes and reads the items of a container's file, and its identity (id, version and flags). The
+// order of whole loads and dumps is in zeIO_read.cpp and zeIO_write.cpp.
+//
+// A container has one item for each object, and one for the manager. The manager's record contains
+// both trees, the settings and the last object id. An example: a container has one statistical
+// node, the root. Its model has object id 1 and its classifier object id 2. The file, in the order
+// in which it is written:
+//
+//   at      bytes  content
+//   0          16  header: state 1 (no index yet), no identity
+//   0          16  the header again, with the identity; state 1
+//   16       2672  item 00 00 00 01: object type 3, the model
+//   2688      364  item 00 00 00 02: object type 2, the classifier
+//   3052      832  item "__Manager__": trees, settings, last object id 2
+//   3884       51  index: three keys and their offsets
+//   0          16  the header again: index at 3884, state 0 (complete)
+//
+// The reasons for this order:
+//
+// - The header is complete only after the index, and the index is complete only after all items. So
+//   a file whose writing was interrupted has state 1, and cannot be opened.
+// - Classifiers are written by ascending object id (classifier_nodes), so that equal containers
+//   give equal files.
+// - A model is written before its classifier. The classifier's record is built in a SegBuf. At its
+//   end, zeStat_matcher::Dump writes the model's id and calls DumpObject for the model. The model's
+//   item thus reaches the file while the classifier's is still in memory.
+// - The manager is last in every file that we write. A reader does not depend on that, since it
+//   finds each item by its key.
+//
+// Reading needs another order:
+//
+//   1. "__Manager__", since it makes the nodes that all other records refer to by node id.
+//   2. For each node with a classifier, by ascending object id, the classifier's item. The node's
+//      record contains that object id; here it is 2.
+//   3. While item 2 is read, zeStat_matcher::Load finds the model's id, 1, and calls LoadObject.
+//
+// Each record is scrambled as a whole before it becomes an item. Only the record of an item is
+// scrambled: tag, key and lengths are plain, so the package is read without the scrambler. Sealing
+// a finished file is a separate step (Kc_seal): it writes a fourth item over the index and a new
+// index behind it.
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
@@ -27,14 +66,14 @@ constexpr unsigned int kFirstScrambledVersion = 2;
     throw qtX<zeIO>(9, "Cached form of a KC is not available");
 }
 
-// No other value stands for a form, so that none can be served either.
+// We refuse the cached form, and also values that are not a form at all.
 void RequirePlainForm(const KcIoMode& mode) {
     if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
         refuse_cached_form();
     }
 }
 
-// Changes bytes by an exclusive or with the bytes of `cover`, eight at a time.
+// Replaces each byte by its exclusive or with the byte of `cover`, eight bytes at a time.
 void Cover(char* bytes, const char* cover, unsigned int byte_count) {
     constexpr unsigned int kWord = sizeof(std::uint64_t);
     unsigned int done = 0;
@@ -58,10 +97,11 @@ zeIO::zeIO(zeManager* manager) : m_manager(manager) {}
 zeIO::~zeIO() = default;
 
 unsigned int zeIO::ReadOnDemand() const {
-    return 0;  // Without the cached form all classifiers are in memory.
+    return 0;  // There is no cached form, so all classifiers are in memory.
 }
 
-// The same shape for all records: built in memory, and then handed to the file.
+// Builds a record in memory, with converted texts if a converter is set, and writes it as an item.
+// `write`: puts the record's fields into the stream that it gets.
 template <class Write>
 void zeIO::WriteRecord(const qtString& key, Write&& write) {
     SegBuf buffer;
@@ -93,7 +133,7 @@ zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
     unsigned int type = 0;
     io >> type;
     zeBase* const object = zeObjectFactory(type, io, m_manager, node);
-    if (object->m_id != id) {  // Its record is that of another key.
+    if (object->m_id != id) {  // The record belongs to another key.
         throw qtX<zeIO>(10, "Invalid object id in kc file",
                         {qtString(std::to_string(object->m_id))});
     }
@@ -128,9 +168,9 @@ void zeIO::ReadItem(const qtString& key, SegBuf& buffer) {
 }
 
 // Scrambling is an exclusive or with bytes that depend only on the position in a run, and each
-// segment is a run. So these bytes, which zeros become, are computed once for all segments: a large
-// record costs little more than a pass over its memory. BM_ScramblingAlone of bench/kc_bench.cpp
-// computes them for each run.
+// segment is a run. So we compute these bytes once, by scrambling zeros, and use them for all
+// segments: a large record costs little more than one pass over its memory. For comparison,
+// BM_ScramblingAlone of bench/kc_bench.cpp computes them anew for each run.
 void zeIO::Scramble(SegBuf& buffer) const {
     std::vector<char> cover(std::min(buffer.size, SegBuf::kSegmentSize));
     m_scrambler.Scramble(cover.data(), cover.size(), qtScrambler::kOption);
@@ -174,7 +214,8 @@ void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
     m_io_mode = KcIoMode::DIRECT_IO;
 }
 
-// Bytes that are kept are not looked at for a long time, so the seal is verified now.
+// A load for classifying keeps parts of records unread, so damage there would be found late or
+// never. Therefore we verify the seal first.
 void zeIO::IdentifyOpened(KcIoMode& mode) {
     if (mode.for_classifying) {
         zandrel::Kc_seal::Verify(m_pack);

@@ -1,4 +1,4 @@
-// zeIO: moves a knowledge container between memory and its file.
+// zeIO: writes a knowledge container to its file, and reads it.
 // Format: docs/formats/kc.md
 #ifndef ZANDREL_PERSISTENCE_ZEIO_H_
 #define ZANDREL_PERSISTENCE_ZEIO_H_
@@ -19,20 +19,20 @@ class zeManager;
 struct zeLogicalNode;
 struct zeNode;
 
-// Reads and writes the file of one manager, which owns it. zeManager::Read and Write are the usual
-// way in.
+// Reads and writes the file of one manager, which owns the zeIO. Applications usually call
+// zeManager::Read and zeManager::Write.
 //
-// Errors: qtX<zeIO> with the codes and texts of docs/errors.md; those of devices, packages, streams
-// and records pass through; an interruption raises qtX<zeWorkflow> 2.
-// - A file that cannot be opened, or is no file of a container, leaves the manager as it was.
-// - What fails behind that leaves it empty, as zeManager::Release does: a container that is only
-//   partly there must not be taken for whole. Its settings are those from before, and it is not
-//   compact. A value that no file of ours has is such a failure: 12 "Damaged item: " and the field
-//   (argument: the id).
-// - A failed write leaves a file that is none of a container.
-// The package is closed at the end of each operation, however it ends. A form other than the plain
-// one is refused with 9 "Cached form of a KC is not available" before anything is touched; a buffer
-// is always in the plain form, whatever the mode says.
+// Errors: qtX<zeIO> with the numbers and texts of docs/errors.md. Errors of devices, packages,
+// streams and records pass through. An interruption raises qtX<zeWorkflow> 2.
+// - If a file cannot be opened or is not the file of a container, the manager does not change.
+// - If reading fails later, the manager is empty, as after zeManager::Release, since nobody should
+//   take a part for the whole container. It has its earlier settings and is not compact. A value
+//   that we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the
+//   id).
+// - If writing fails, the file is not a valid container.
+// The package is closed at the end of each operation, also after an error. A form other than the
+// plain one raises 9 "Cached form of a KC is not available" before anything changes. A buffer
+// always has the plain form, and the mode's form is ignored.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT zeIO {
 public:
@@ -44,53 +44,54 @@ public:
 
     // `mode`: not null. `progress`: may be null; BORROWS for the call.
 
-    // Reads a container in place of what the manager holds. If its models have counted
-    // messages and none contains statistics, the manager is compact, also if the file does not say
-    // so.
-    // With `mode->for_classifying` the seal is verified before anything is touched, if there is
-    // one, and what only training needs stays as bytes: see zeStat_storage::complete.
+    // Reads a container and replaces the manager's content. If some model has counted messages and
+    // no model contains statistics, the manager is compact, also if the file's flag says otherwise.
+    // With `mode->for_classifying`, the seal, if there is one, is verified before anything changes,
+    // and the statistics that only training needs remain bytes: see zeStat_storage::complete.
     // REQUIRES: this is the manager's `m_io`.
-    // RAISES: with that mode, also what Kc_seal::Verify raises.
-    // COST: one pass over the file, two with that mode and a seal; the largest record is in memory
-    // twice for a moment.
+    // RAISES: with that mode, also the errors of Kc_seal::Verify.
+    // COST: one pass over the file; two with that mode and a seal. For a short time the largest
+    // record is in memory twice.
     void LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
     void LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
-    // Writes the container, or the subtree `mode->root`, in place of what is there. A null buffer
-    // is made.
+    // Writes the container, or the subtree `mode->root`, and replaces an existing file or the
+    // content of the buffer. If `buffer` is null, a new one is stored in it.
     // REQUIRES: this is the manager's `m_io`.
     // RAISES: 3 "Logical node is not a Classifier" (argument: its name), and qtX<zeManager> 4 for
-    // trees that could not be read again, before anything is written.
+    // trees that could not be read again. Both are raised before anything is written.
     void DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
     void DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
-    // Writes the container to a new file, with its texts converted if `converter` is given, while
-    // the manager stays on the old one, also if it fails.
-    // RAISES: as DumpKC, with the number 4; what ConvertEncoding raises.
+    // Writes the container to another file. If `converter` is not null, it converts all texts. The
+    // manager's `m_io` is the same afterwards, also after an error.
+    // RAISES: as DumpKC, with number 4 instead of 3; the errors of ConvertEncoding.
     void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter, CTProgress* progress);
-    // Changes whether a closed file says that its texts are Unicode. The form and the manager's
-    // version become those of the file.
+    // Sets or clears the Unicode flag of a closed file. The form and version of this object and of
+    // the manager become the file's.
     void SetUnicodeFlag(const qtString& file, bool flag);
 
-    // The bound of the classifier cache; 0 without one, when all classifiers are in memory.
+    // Returns the limit of the classifier cache; 0 if there is no cache, and so all classifiers are
+    // in memory.
     unsigned int ReadOnDemand() const;
 
-    // Writes and reads one object's item, for the objects whose records hold others.
-    // REQUIRES: the object is in memory, or the assertion "object" fires.
-    // RAISES: what zeObjectFactory raises, also 10 for a record with the id of another object;
+    // Write and read the item of one object. An object whose record refers to another object calls
+    // them for that object: a statistical classifier for its model. `node`: as for zeObjectFactory.
+    // REQUIRES: `object` is not null, or the assertion "object" fires.
+    // RAISES: the errors of zeObjectFactory, also 10 for a record with the id of another object;
     // "Missing key in index: " for an unknown id.
     void DumpObject(const zeBase* object);
     zeBase* LoadObject(unsigned int id, zeNode* node);
 
     zeManager* m_manager;                        // BORROWS
-    Hpack m_pack;                                // the plain file, open during a load or dump alone
+    Hpack m_pack;                                // the plain file; open only during a load or dump
     unsigned int m_io_mode = KcIoMode::AUTO_IO;  // the form in use
     unsigned int m_version = 0;                  // of the open file
-    bool m_compact = false;                      // write without what only training needs
-    bool m_compact_read = false;                 // what the file that was read says
-    bool m_read_only = false;                    // changes do not reach the cached file
-    Hio<HSegment>::Converter m_converter = nullptr;  // of all texts that are written; or null
+    bool m_compact = false;                      // write without statistics for training
+    bool m_compact_read = false;                 // the flag of the file that was read
+    bool m_read_only = false;                    // changes are not written to the cached file
+    Hio<HSegment>::Converter m_converter = nullptr;  // for all texts that are written; or null
     void* m_converter_context = nullptr;
     qtScrambler m_scrambler{qtScrambler::kSeed};
-    bool m_for_classifying = false;  // a load that leaves training data as bytes is going on
+    bool m_for_classifying = false;  // during a load that keeps statistics for training as bytes
 
 private:
     void OpenRead(const qtString& file, KcIoMode& mode);
@@ -103,7 +104,7 @@ private:
     void LoadManager();
     void DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress);
     void DumpManager(const zeLogicalNode* root);
-    // Where the records of a container or subtree begin, after what must hold is verified.
+    // Verifies that a container or subtree can be written, and returns its top node.
     zeNode* VerifiedStart(const zeLogicalNode* root, int refusal) const;
     void ReadItem(const qtString& key, SegBuf& buffer);
     void WriteItem(const qtString& key, SegBuf& buffer);
@@ -112,19 +113,20 @@ private:
     void WriteRecord(const qtString& key, Write&& write);
 };
 
-// Makes an object of a type, whose record the stream holds from the id on, and enters it in the
-// registry. No id of the manager is used up. `node`: of the classifier to which a storage belongs;
-// null for a classifier.
+// Makes an object of a type and enters it in the manager's registry. The stream is at the id in the
+// object's record. The object gets this id, so the manager assigns no new one. `node`: for a
+// storage the node of its classifier; null for a classifier.
 // RAISES: 7 "Unknown Classifier object" (argument: the type); 10 "Invalid object id in kc file" for
-// an id that is 0, taken or not yet given out, 11 "Classifier without its node in kc file", also
-// for a matcher in place of a storage (argument: the id); what the record raises. What fails behind
-// the id leaves the object in the registry, for the manager's release.
+// an id that is 0, in use, or above the manager's last id (argument: the id); 11 "Classifier
+// without its node in kc file", also for a statistical classifier in place of a storage (argument:
+// the id); the errors of the record. If reading fails after the id, the object remains in the
+// registry, and zeManager::Release frees it.
 ZANDREL_EXPORT zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager,
                                        zeNode* node);
 
-// The converter of zeIO::CopyKC. `context`: a KcConverter, whose count it raises. The empty text is
-// returned as it is.
-// RAISES: what ConvertCharset2Charset raises.
+// The converter of zeIO::CopyKC. `context`: a KcConverter, whose count it increments. An empty text
+// remains empty.
+// RAISES: the errors of ConvertCharset2Charset.
 ZANDREL_EXPORT qtString ConvertEncoding(const qtString& text, void* context);
 
 #endif  // ZANDREL_PERSISTENCE_ZEIO_H_

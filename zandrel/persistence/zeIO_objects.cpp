@@ -1,4 +1,6 @@
-// The objects of a container, made from their records.
+// Makes the objects of a container from their records. A record begins with the object type and the
+// id. The type selects the class, and the table of classifier types (Classifier_type) makes the
+// object and reads the rest.
 #include "zandrel/persistence/zeIO.h"
 
 #include <memory>
@@ -12,13 +14,14 @@
 
 namespace {
 
-// Gives an object the id of its record and its manager, and enters it in the registry, which owns
-// it from then on.
+// Sets an object's manager and its id, which is read from the record, and enters it in the
+// registry, which then owns it.
 template <class Object>
 Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* manager) {
     unsigned int id = 0;
     io >> id;
-    // An id that is taken would lose the object that has it; one yet to come would be given twice.
+    // An id in use would replace another object in the registry. An id above the last one would be
+    // assigned a second time later.
     if (id == 0 || id > manager->m_last_object_id || manager->m_objects.count(id) != 0) {
         throw qtX<zeIO>(10, "Invalid object id in kc file", {qtString(std::to_string(id))});
     }
@@ -37,8 +40,8 @@ Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* mana
 zeBase* load_classifier(const zandrel::detail::Classifier_type& type, Hio<HSegment>& io,
                         zeManager* manager, zeNode* node) {
     zeClassifier* const classifier = enter(type.make_empty(), io, manager);
-    // In place of a storage, it would look for its own storage in turn, and a damaged file could
-    // have a chain of them that no stack holds.
+    // A node is given only for a storage. If a damaged file names a statistical classifier there,
+    // it would look for its own storage in turn. A long chain of them would overflow the stack.
     if (type.has_storage && node != nullptr) {
         refuse_place_of(*classifier);
     }

@@ -1,4 +1,6 @@
-// How zeIO reads a container.
+// Reads a container: first the manager with the trees, then the classifiers with their models, then
+// the checks that need all of them. If a step raises, the manager is emptied and gets its earlier
+// settings back.
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
@@ -18,8 +20,8 @@
 
 namespace {
 
-// The settings of a container, to be put back if it cannot be read: an empty one is not to go on
-// with those of a damaged file.
+// Keeps the settings of a container, and restores them if reading fails: an empty container must
+// not have the settings of a damaged file.
 class Kept_settings {
 public:
     explicit Kept_settings(zeManager& manager)
@@ -32,7 +34,7 @@ public:
         std::swap(m_manager.m_config, m_config);
         std::swap(m_manager.m_defaults, m_defaults);
         m_manager.m_compat55 = m_compat55;
-        m_manager.m_compact = false;  // nothing is left that could lack something
+        m_manager.m_compact = false;  // an empty container lacks no statistics
     }
 
 private:
@@ -48,9 +50,9 @@ bool has_statistics(const zeStat_storage::Profile& profile) {
                        [](const auto& bin) { return bin.m_relevant != 0.0 || bin.m_total != 0.0; });
 }
 
-// Returns whether a model has anything that its compact form leaves out. Empty bins are no
-// statistics: a category that was added to a compact container has them. A model without any
-// concept is always complete.
+// Returns true if a model has something that its compact form leaves out. Empty bins do not count,
+// since a category that was added to a compact container has them. A model that still has its
+// training data as bytes has statistics, since a model without concepts is always complete.
 bool has_statistics(const zeStat_storage& storage) {
     return !storage.is_complete() || !storage.m_concept_infos.empty() ||
            storage.m_total_weight != 0.0 || storage.m_total_msg_weight != 0.0 ||
@@ -59,10 +61,18 @@ bool has_statistics(const zeStat_storage& storage) {
                        [](const auto& profile) { return has_statistics(*profile); });
 }
 
-// The compact flag of a file is one bit, and learning on without statistics would spoil a model:
-// so the contents decide whether the container can learn. Each message that counts adds to the
-// total of bags, so full models that have counted messages have statistics. If only some models
-// have them, the container is full, since a compact one is written without any.
+// Sets the manager's compact flag, which prevents learning. The flag in the file is one bit and may
+// be damaged, and learning without statistics would spoil a model. So the contents decide:
+//
+//   flag   some model has statistics   some model has counted messages   result
+//   set    yes                         -                                 error: damaged flag
+//   set    no                          -                                 compact
+//   clear  yes                         -                                 full
+//   clear  no                          yes                               compact
+//   clear  no                          no                                full, and still empty
+//
+// Each counted message adds to the model's total of bags, so a full model that has counted messages
+// has statistics. A compact container is written without any statistics.
 void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) {
     bool is_any_with_statistics = false;
     bool has_counted = false;
@@ -86,7 +96,7 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
 
 void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
-    const qtPtrLight<zeIO> alive = m_manager->m_io;  // which a failure releases
+    const qtPtrLight<zeIO> alive = m_manager->m_io;  // a failed load resets m_io
     const zandrel::detail::Open_package open(m_pack);
     OpenRead(file, *mode);
     LoadOpened(progress);
@@ -94,7 +104,7 @@ void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
 
 void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
-    const qtPtrLight<zeIO> alive = m_manager->m_io;  // which a failure releases
+    const qtPtrLight<zeIO> alive = m_manager->m_io;  // a failed load resets m_io
     const zandrel::detail::Open_package open(m_pack);
     m_io_mode = KcIoMode::DIRECT_IO;
     mode->io_mode = KcIoMode::DIRECT_IO;

@@ -1,4 +1,5 @@
-// How zeIO writes a container, to its file or as a copy.
+// Writes a container, to its file (DumpKC) or to another one (CopyKC). Both first verify that the
+// result could be read again, then write the classifiers with their models, then the manager.
 #include "zandrel/persistence/zeIO.h"
 
 #include <utility>
@@ -15,7 +16,7 @@
 
 namespace {
 
-// Points a manager back at its own zeIO, on every way out.
+// Restores the manager's own `m_io` at the end of the scope, also after an error.
 class Own_io {
 public:
     explicit Own_io(zeManager& manager) : m_manager(manager), m_own(manager.m_io) {}
@@ -32,9 +33,9 @@ private:
     qtPtrLight<zeIO> m_own;
 };
 
-// A classifier is read again only at its node and with all its categories. Those that are leaves
-// are written wherever they hang; others must stand below `top` to have their own classifiers
-// there.
+// Raises an error unless all classifiers below `top` can be read again. A reader needs the node of
+// a classifier and all its categories. A category that is a leaf is written wherever it is in the
+// tree. Any other category must be below `top`, since only there its own classifier is written.
 void require_classifiers(const zeNode* top) {
     hash_set<zeNode*, zePointer_hash> written;
     if (top != nullptr) {
@@ -69,7 +70,7 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
         const Concept& name = start == nullptr ? root->category : start->m_concept;
         throw qtX<zeIO>(refusal, "Logical node is not a Classifier", {name.text()});
     }
-    // What could not be read again is not written.
+    // We do not write trees that could not be read again.
     zandrel::detail::RequireTrees(*m_manager);
     require_classifiers(start);
     return start;
@@ -98,7 +99,7 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     m_pack.Close();
 }
 
-// The manager goes last: it lands behind the classifiers in the file.
+// Writes the items in the order that zeIO.cpp describes.
 void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress) {
     zandrel::detail::Kc_progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
@@ -129,7 +130,7 @@ void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
     for (zeNode* const node : nodes) {
         m_manager->m_io = guard.own();
         const zeBase* const classifier = m_manager->m_physical_tree->get_classifier(node);
-        m_manager->m_io = target;  // a classifier writes what belongs to it through the manager
+        m_manager->m_io = target;  // a matcher writes its model through the manager's m_io
         target->DumpObject(classifier);
         steps.step();
     }

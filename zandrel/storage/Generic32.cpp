@@ -1,3 +1,4 @@
+// The placeholder device: every operation does nothing.
 #include "zandrel/storage/Generic32.h"
 
 Generic32::~Generic32() = default;

@@ -1,4 +1,4 @@
-// Generic32: the byte device under the streams.
+// Generic32: the base of the byte devices of 32-bit positions.
 #ifndef ZANDREL_STORAGE_GENERIC32_H_
 #define ZANDREL_STORAGE_GENERIC32_H_
 
@@ -7,14 +7,14 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-// A device that reads and writes bytes at a position. Devices derive from it; a plain one is a
-// placeholder until a real device is opened, so its operations do nothing, and those that return a
-// value return 0.
+// A device that reads and writes bytes at a position. Devices derive from it. A plain Generic32 is
+// a placeholder until a real device is opened: its operations do nothing or return 0.
 //
-// Positions are signed here, as they are in the files of 32-bit offsets. A device in memory goes
-// further than 2 GiB by taking them modulo 2^32: `Seek(Tell())` always returns to where it was.
+// Positions are signed, since files of 32-bit offsets have signed positions. A device in memory may
+// have 2 GiB or more. It converts positions modulo 2^32, so `Seek(Tell())` always returns to the
+// same place. For example, Tell() gives -1294967296 at 3,000,000,000.
 //
-// Devices are made on the heap and shared through qtPtrLight.
+// Devices are allocated on the heap and shared through qtPtrLight.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Generic32 {
 public:
@@ -26,22 +26,23 @@ public:
 
     // The current position.
     virtual int Tell();
-    // Goes to a position.
+    // Moves to a position.
     virtual void Seek(int position);
-    // Goes to the end and returns its position.
+    // Moves to the end and returns its position.
     virtual int SeekEnd();
     virtual int GetFileSize();
-    // Writes at the current position and moves it behind the bytes. A read-only device drops them
-    // and reports nothing. No device changes the caller's bytes.
+    // Writes at the current position and moves it behind the bytes. The bytes are not changed. A
+    // read-only HSegment ignores the call; file devices and Hbuffer raise.
     virtual void Write(char* bytes, unsigned int byte_count);
     // Reads at the current position and moves it behind the bytes.
     virtual void Read(char* bytes, unsigned int byte_count);
     virtual void Close();
 
-    // Called when a count has been read, before memory is taken for what it counts: raises the
-    // device's own error of a read past the end if reading `byte_count` more bytes would certainly
-    // end in it. A damaged count then costs nothing. It may let through what fails later, so it
-    // takes no check's place. The last of the slots, since the order of the others is fixed.
+    // Raises the device's error of a read past the end if a read of `byte_count` more bytes would
+    // certainly raise it. Readers call it after they have read a count and before they allocate
+    // memory, so that a damaged count does not cost gigabytes. It does not replace the check of
+    // each read, since a read may still raise after it. It is the last virtual function, since the
+    // order of the others is fixed.
     virtual void RequireBytes(std::uint64_t byte_count);
 
     qtString name;

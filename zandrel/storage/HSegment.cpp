@@ -1,3 +1,21 @@
+// The general ways of HSegment, for bytes that cross a segment or are not in one yet. The fast
+// ways, for bytes in one allocated segment, are in the header.
+//
+// Each general way copies run by run, as SegBuf::Locate gives them. For example, a write of 10
+// bytes at 16355, to a SegBuf with one full segment of 16360 bytes:
+//
+//   Extend(16365)          allocates segments[1]; `size` becomes 16365
+//   Locate(16355, 16365)   segments[0] + 16355, 5 bytes: copies bytes[0] to bytes[4]
+//   Locate(16360, 16365)   segments[1], 5 bytes: copies bytes[5] to bytes[9]
+//   `offset` becomes 16365
+//
+//   segments[0]                         segments[1]
+//   0              16355   16359        16360   16364              32719
+//   |              | 0 1 2 3 4 |        | 5 6 7 8 9 | zeros            |
+//
+// Reading the 10 bytes copies the same two runs. A read of 20 bytes at 16355 gives the 10 bytes and
+// 10 zeros: each of its two runs starts below `size`, and only the start is checked. A read of 1
+// byte at 16365 raises. So does a read of 20000 bytes at 16355: its third run would start at 32720.
 #include "zandrel/storage/HSegment.h"
 
 HSegment::HSegment(SegBuf& buffer, char mode) : m_buffer(buffer) {
@@ -10,7 +28,7 @@ HSegment::HSegment(SegBuf& buffer, char mode) : m_buffer(buffer) {
 }
 
 HSegment::~HSegment() {
-    m_buffer.offset = 0;  // SetOffset(0), which cannot fail
+    m_buffer.offset = 0;
 }
 
 int HSegment::Tell() {
@@ -65,7 +83,7 @@ void HSegment::ReadRuns(char* bytes, unsigned int byte_count) {
     if (byte_count == 0) {
         return;
     }
-    // No content stands there, and the sum must not wrap around to content that does.
+    // There is no content so far behind, and the sum below must not overflow to a small position.
     if (byte_count > SegBuf::kLargestSize - m_buffer.offset) {
         throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
     }

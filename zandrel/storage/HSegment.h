@@ -11,28 +11,27 @@
 
 // A device named "SegBuf". BORROWS: the SegBuf, which must outlive it.
 //
-// The way of a record: build it through an HSegment, `Close`, then hand the SegBuf to a file,
-// which takes its `size` bytes from position 0. Reading goes the opposite way.
+// To write a record, build it through an HSegment, call `Close`, and pass the SegBuf to a file,
+// which takes its `size` bytes from position 0. To read a record, let the file fill a SegBuf, and
+// parse it through an HSegment.
 //
-// A read past the end of the content raises, so a reader of records needs no checks of its own.
-// Only the start of each run is checked, though: a read that starts inside the content and ends
-// past it in the same segment gives what stands there, zeros in a fresh SegBuf. This economy is
-// meant; a record's own structure bounds its reads.
+// A read that starts at or past the end of the content raises, so readers need no checks of their
+// own. Only the start of each run is checked: a read that starts inside the content and ends past
+// it in the same segment returns the bytes there, which are zeros in a fresh SegBuf. We accept
+// this, since the fields of a record determine its reads.
 //
-// Errors: raises qtxSegBuf. After an error of a read or a seek, position and content are as
-// before; a write that finds no memory or no room leaves both too.
-// It is final, so that a stream over HSegment calls it directly and in line.
+// Errors: raises qtxSegBuf. After an error, position and content are as before.
+// The class is final, so that a stream over HSegment can call and inline its operations.
 class ZANDREL_EXPORT HSegment final : public Generic32 {
 public:
-    // `mode` 'r' makes a read-only device at position 0, 'w' a device over the emptied buffer
-    // (segments stay allocated for reuse, with what they hold); any other mode keeps the content
-    // and starts at position 0.
+    // All modes start at position 0. 'r' makes a read-only device. 'w' sets the buffer's `size` to
+    // 0; its segments remain for reuse, with their old bytes. Any other mode keeps the content.
     HSegment(SegBuf& buffer, char mode);
-    // Rewinds the buffer.
+    // Sets the buffer's position to 0.
     ~HSegment() override;
 
     int Tell() override;
-    // RAISES: qtxSegBuf kInvalidSeek past the end of the content.
+    // RAISES: qtxSegBuf kInvalidSeek for a position past the end of the content.
     void Seek(int position) override;
     int SeekEnd() override;
     int GetFileSize() override;
@@ -51,8 +50,8 @@ public:
         }
     }
 
-    // RAISES: qtxSegBuf kLocateError if a run starts at or past the end of the content. Reading no
-    // bytes does nothing, at the end too.
+    // RAISES: qtxSegBuf kLocateError if a run starts at or past the end of the content. A read of 0
+    // bytes does nothing, also at the end.
     void Read(char* bytes, unsigned int byte_count) override {
         char* const place = byte_count == 0 ? nullptr : m_buffer.FindAtOffset(byte_count);
         if (place == nullptr || m_buffer.offset >= m_buffer.size) {
@@ -63,18 +62,18 @@ public:
         m_buffer.offset += byte_count;
     }
 
-    // Rewinds; the content stays.
+    // Sets the position to 0. The content remains.
     void Close() override;
 
     // RAISES: qtxSegBuf kLocateError if `byte_count` bytes from here on would end behind the last
-    // segment that holds content: reading them, in whatever pieces, cannot but fail.
+    // segment that has content. Reading them would certainly raise, also in small pieces.
     void RequireBytes(std::uint64_t byte_count) override;
 
-    // The bytes under the device.
+    // The SegBuf under the device.
     SegBuf& buffer() noexcept { return m_buffer; }
 
 private:
-    // The general ways of Write and Read.
+    // The general ways of Write and Read, run by run.
     void WriteRuns(const char* bytes, unsigned int byte_count);
     void ReadRuns(char* bytes, unsigned int byte_count);
 

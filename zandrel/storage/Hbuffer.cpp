@@ -1,3 +1,5 @@
+// Copies bytes to and from the vector of a qtBuffer. A write checks position and size before it
+// changes the vector, so a write that fails changes nothing.
 #include "zandrel/storage/Hbuffer.h"
 
 #include <algorithm>
@@ -9,7 +11,7 @@
 
 namespace {
 
-// Every position, that of the end included, is to be an `int`.
+// Each position, also the position of the end, must fit an `int`.
 constexpr unsigned int kLargestEnd = std::numeric_limits<int>::max();
 
 }  // namespace
@@ -123,7 +125,8 @@ void Hbuffer::FailToWrite(const qtString& text) {
     HioErr::Raise(HioErr::kWriteFailed, text, name);
 }
 
-// Overwrites what is there and appends the rest, without zeroing first what is appended.
+// Overwrites existing bytes and appends the others. Insert appends without zeroing first, as resize
+// would. A gap between the end and the position is zeroed.
 void Hbuffer::Put(const char* bytes, unsigned int byte_count) {
     std::vector<char>& content = m_buffer->bytes;
     const auto start = static_cast<std::size_t>(m_position);

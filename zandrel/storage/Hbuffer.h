@@ -1,4 +1,4 @@
-// Hbuffer: the device over a block of bytes in memory that takes the place of a file.
+// Hbuffer: the device over a qtBuffer, a block of bytes in memory that replaces a file.
 #ifndef ZANDREL_STORAGE_HBUFFER_H_
 #define ZANDREL_STORAGE_HBUFFER_H_
 
@@ -12,20 +12,20 @@
 
 namespace zandrel::detail {
 
-// An open buffer, or none. It behaves as Hfile32 does with a file named "qtBuffer", with the same
-// limit and the same errors: a seek may go behind the end, and a write there leaves zeros in
-// between; a buffer that was opened by 'w' is not read.
+// A device with one open buffer, or none. It behaves like Hfile32 with a file named "qtBuffer": it
+// has the same limit and the same errors. A seek past the end is allowed, and a write there fills
+// the gap with zeros. A buffer that was opened with 'w' cannot be read.
 //
-// After an error of a read the position is as before. What finds no memory raises std::bad_alloc
-// and changes nothing.
+// After an error of a read the position is as before. If there is no memory for a write, it raises
+// std::bad_alloc and changes nothing.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Hbuffer final : public Generic32 {
 public:
     Hbuffer();
 
     // Opens a buffer: 'r' for reading, 'w' for writing from scratch, 'u' for reading and writing
-    // what is there. A null pointer stands for an empty buffer, which is made and handed out by all
-    // modes but 'r'. A buffer that was open before is closed.
+    // its bytes. A null pointer means an empty buffer; all modes except 'r' make it and store it in
+    // `buffer`. A buffer that was open before is closed.
     // SHARES: the buffer, until it is closed.
     // RAISES: HioErr::kBadMode "Invalid open mode".
     void Open(qtPtr<qtBuffer>& buffer, char mode);

@@ -1,3 +1,4 @@
+// Calls the common work of file devices (file_device.h) with the 32-bit functions of the C library.
 #include "zandrel/storage/Hfile32.h"
 
 #include <limits>
@@ -8,7 +9,7 @@ namespace {
 
 struct Calls {
     static constexpr unsigned int kLargestPiece = 100000;
-    // Every position, that of the end included, is to be an `int`.
+    // Each position, also the position of the end, must fit an `int`.
     static constexpr long long kLargestEnd = std::numeric_limits<int>::max();
 
     static std::FILE* Open(const char* name, const char* flags) { return std::fopen(name, flags); }

@@ -10,11 +10,11 @@
 #include "zandrel/storage/File_place.h"
 #include "zandrel/storage/Generic32.h"
 
-// One open file, or none. It behaves as Hfile64 does, errors included, but is called through the
-// virtual operations of Generic32 and transfers at most 100000 bytes at once.
+// A device with one open file, or none. It behaves like Hfile64 and has the same errors, but its
+// operations are virtual, and one system call transfers at most 100000 bytes.
 //
-// Positions are signed, so a file holds at most 2^31 - 1 bytes: what would make it larger is
-// refused as a whole before anything is written, by "Write error in file " with `failed` set.
+// Positions are signed, so a file has at most 2^31 - 1 bytes. A write that would make it larger
+// raises "Write error in file " and sets `failed` before it writes anything.
 class ZANDREL_EXPORT Hfile32 : public Generic32 {
 public:
     using Offset = unsigned int;
@@ -27,7 +27,7 @@ public:
     int Tell() override;
     void Seek(int position) override;
     int SeekEnd() override;
-    // Goes to the end and back.
+    // Moves to the end and back.
     int GetFileSize() override;
     void Write(char* bytes, unsigned int byte_count) override;
     void Read(char* bytes, unsigned int byte_count) override;

@@ -1,3 +1,4 @@
+// Calls the common work of file devices (file_device.h) with the 64-bit functions of the C library.
 #include "zandrel/storage/Hfile64.h"
 
 #include <limits>

@@ -1,5 +1,5 @@
-// The bodies of Hio's string and container forms. Included where a stream over a further type of
-// device is made: by Hio.cpp, and by tests with devices of their own.
+// The bodies of Hio for strings and containers. Hio.cpp includes them, and so do tests that put a
+// stream over a device of their own.
 #ifndef ZANDREL_STORAGE_HIO_INL_H_
 #define ZANDREL_STORAGE_HIO_INL_H_
 
@@ -8,7 +8,8 @@
 
 namespace zandrel::detail {
 
-// The fewest bytes that an entry of a container takes: its numbers, and the counts of its strings.
+// The smallest packed size of a container's entry: its numbers, and the counts of its strings. For
+// example, a pair of two empty strings has 8 bytes.
 template <class Entry>
 inline constexpr unsigned int kLeastSize = 0;
 template <>
@@ -228,7 +229,7 @@ Hio<T>& Hio<T>::ReadTable(Table& table) {
     for (; left > 0; --left) {
         Key key{};
         *this >> key;
-        // A map is stored in order, so that the next key belongs at the end.
+        // Maps are stored in ascending order, so the end is the right hint for the next key.
         *this >> table.try_emplace(table.end(), std::move(key))->second;
     }
     return *this;

@@ -1,3 +1,4 @@
+// Instantiates Hio for the devices of the library, so that users do not compile its bodies.
 #include "zandrel/storage/Hio.h"
 
 #include <limits>

@@ -1,5 +1,6 @@
-// Hio: the typed stream, which turns numbers, strings and containers into the form of all files.
-// Format: docs/formats/wire.md. The bodies of the container forms are in Hio-inl.h.
+// Hio: the typed stream, which writes and reads numbers, strings and containers in the form that
+// all our files have. Format: docs/formats/wire.md. The bodies for strings and containers are in
+// Hio-inl.h.
 #ifndef ZANDREL_STORAGE_HIO_H_
 #define ZANDREL_STORAGE_HIO_H_
 
@@ -27,12 +28,13 @@ class qtTimeDate;
 
 namespace zandrel::detail {
 
-// The count of a string or container, as it is written.
-// RAISES: qtxSegBuf "SegBuf is full" if it is no 32-bit number: no record could hold it.
+// Converts the count of a string or container to the type in which it is written.
+// RAISES: qtxSegBuf "SegBuf is full" if it does not fit 32 bits, which no record could contain.
 ZANDREL_EXPORT unsigned int CheckedCount(std::size_t count);
 
-// The integers that have no form of their own and must not slip into that of another: `bool` and
-// characters are raw bytes, and the width of `long` is the machine's.
+// The integers that << must refuse, since C++ would otherwise convert them to another type with
+// another size: `bool` and characters are raw bytes, and `long` has 4 or 8 bytes, depending on the
+// machine.
 template <class T>
 concept WithoutForm =
     std::integral<T> && !std::same_as<T, unsigned short> && !std::same_as<T, unsigned int> &&
@@ -40,7 +42,7 @@ concept WithoutForm =
 
 }  // namespace zandrel::detail
 
-// A typed stream over a device. It is cheap to make and lives for one record or one file.
+// A typed stream over a device. It is cheap to construct; we make one for each record or file.
 //
 //     SegBuf buffer;
 //     Hio<HSegment> io(new HSegment(buffer, 'w'));
@@ -49,23 +51,22 @@ concept WithoutForm =
 //     io.device->Close();
 //
 // `T` is the type through which the device is called: HSegment for direct calls, Generic32 for
-// virtual ones, which serves a HSegment as well. Other types have Write, Read and RequireBytes as
-// Generic32 tells them, virtual or not.
+// virtual calls of any device, also of an HSegment. Any other type needs Write, Read and
+// RequireBytes as described at Generic32; they need not be virtual.
 //
-// Reading a container replaces its content. A count is held against what the device still has
-// before memory is taken (Generic32::RequireBytes). If an error breaks off the reading of a
-// container or string, what it holds is unspecified but sound; a record that an error breaks off
-// in writing is to be thrown away.
+// Reading a container replaces its content. A count is compared with the bytes that the device
+// still has before memory is allocated (Generic32::RequireBytes). If reading a string or container
+// fails, its content is valid but unspecified. If writing a record fails, throw the record away.
 //
-// Errors: those of the device and of `converter` pass through. Writing raises qtxSegBuf
-// "SegBuf is full" for a string or container of 2^32 bytes or elements and more.
+// Errors: the errors of the device and of `converter` pass through. Writing raises qtxSegBuf
+// "SegBuf is full" for a string or container of 2^32 or more bytes or elements.
 template <class T>
 class ZANDREL_EXPORT Hio {
 public:
-    // Gives the text to write in place of `text`.
+    // Returns the text to write instead of `text`.
     using Converter = qtString (*)(const qtString& text, void* context);
 
-    // A stream without a device; nothing may be read or written until it has one.
+    // Makes a stream without a device. Set `device` before reading or writing.
     Hio() = default;
 
     explicit Hio(qtPtrLight<T> shared) noexcept : device(std::move(shared)) {}
@@ -73,7 +74,7 @@ public:
     // OWNS: `fresh`, as qtPtrLight does.
     explicit Hio(T* fresh) : device(fresh) {}
 
-    // Numbers, in packed form. An `int` goes through the form of `unsigned int`.
+    // Numbers, in packed form. An `int` has the form of the `unsigned int` with the same bits.
     Hio& operator<<(unsigned short value) { return Pack(value); }
 
     Hio& operator<<(unsigned int value) { return Pack(value); }
@@ -86,7 +87,7 @@ public:
 
     Hio& operator<<(double value) { return Pack(value); }
 
-    // A `bool` or `char` is one raw byte, for which WriteBool and WriteByte are there.
+    // For a `bool` or `char` use WriteBool or WriteByte.
     template <zandrel::detail::WithoutForm Value>
     Hio& operator<<(Value) = delete;
 
@@ -107,7 +108,7 @@ public:
 
     Hio& operator>>(double& value) { return Unpack(value); }
 
-    // Raw bytes, straight to and from the device.
+    // Raw bytes.
 
     void WriteByte(char byte) { device->Write(&byte, 1); }
 
@@ -117,12 +118,12 @@ public:
         return byte;
     }
 
-    // Written as 0 or 1; every byte but 0 is read as true.
+    // A bool is written as 0 or 1. Every byte except 0 is read as true.
     void WriteBool(bool value) { WriteByte(value ? 1 : 0); }
 
     bool ReadBool() { return ReadByte() != 0; }
 
-    // No bytes at all are written and read without asking the device.
+    // Without bytes, the device is not called.
     void WriteBytes(const char* bytes, unsigned int byte_count) {
         if (byte_count != 0) {
             device->Write(const_cast<char*>(bytes), byte_count);  // no device changes them
@@ -135,22 +136,22 @@ public:
         }
     }
 
-    // Strings: the count of bytes, then the bytes. Written through `converter`, if there is one;
-    // read as they are.
+    // Strings: the count of bytes, then the bytes. `converter`, if it is set, changes each string
+    // and concept before it is written. Reading does not convert.
     Hio& operator<<(const qtString& text);
     Hio& operator>>(qtString& text);
-    // A concept is the string of its text.
+    // A concept has the form of the string of its text.
     Hio& operator<<(const Concept& term);
     Hio& operator>>(Concept& term);
-    // A moment is the bytes of qtTimeDate::PackTime.
+    // A moment has the bytes that qtTimeDate::PackTime makes.
     Hio& operator<<(const qtTimeDate& moment);
     Hio& operator>>(qtTimeDate& moment);
     Hio& operator<<(const std::pair<qtString, qtString>& pair);
     Hio& operator>>(std::pair<qtString, qtString>& pair);
 
     // Containers: the count of entries, then the entries. A map is written in ascending order of
-    // its keys, a hash table in its own order, which no reader may depend on. Of entries with one
-    // key the last one read stays.
+    // its keys, a hash table in its own order, on which no reader may depend. If a key occurs twice
+    // in the bytes, the last entry counts.
     Hio& operator<<(const std::vector<std::pair<qtString, qtString>>& pairs);
     Hio& operator>>(std::vector<std::pair<qtString, qtString>>& pairs);
     Hio& operator<<(const std::vector<int>& numbers);
@@ -168,11 +169,13 @@ public:
     Hio& operator<<(const hash_map<unsigned int, unsigned int>& table);
     Hio& operator>>(hash_map<unsigned int, unsigned int>& table);
 
-    // Writes and reads the count in front of entries that other records keep by themselves.
+    // Writes the count in front of entries that the caller writes.
     void WriteCount(std::size_t count) { *this << zandrel::detail::CheckedCount(count); }
 
-    // REQUIRES: no entry takes fewer than `least_entry_size` bytes.
-    // RAISES: the device's error if so many entries cannot be there.
+    // Reads the count in front of entries that the caller reads.
+    // REQUIRES: each entry has at least `least_entry_size` bytes.
+    // RAISES: the device's error of a short read if so many entries cannot be in the bytes that are
+    // left. For example, a count of 1000 and entries of at least 8 bytes need 8000 bytes.
     unsigned int ReadCount(unsigned int least_entry_size) {
         unsigned int count = 0;
         *this >> count;
@@ -183,10 +186,10 @@ public:
     }
 
     qtPtrLight<T> device;
-    char scratch[8] = {};  // where numbers are packed and unpacked
+    char scratch[8] = {};  // the packed bytes of one number
     Converter converter = nullptr;
-    void* converter_context = nullptr;  // borrowed, for `converter` alone
-    qtString converted;                 // what `converter` gave last
+    void* converter_context = nullptr;  // BORROWS; passed to `converter`
+    qtString converted;                 // the last result of `converter`
 
 private:
     template <class Value>
@@ -195,7 +198,8 @@ private:
         return *this;
     }
 
-    // A placeholder device leaves `scratch` alone, and then zero is read, not the last number.
+    // A placeholder device reads nothing. We clear `scratch`, so that 0 is read then, and not the
+    // last number.
     template <class Value>
     Hio& Unpack(Value& value) {
         std::memset(scratch, 0, sizeof scratch);
@@ -216,7 +220,7 @@ private:
     Hio& ReadTable(Table& table);
 };
 
-// Made once, in Hio.cpp.
+// Instantiated only in Hio.cpp.
 extern template class Hio<HSegment>;
 extern template class Hio<Generic32>;
 extern template class Hio<Hfile32>;

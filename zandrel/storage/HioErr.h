@@ -1,4 +1,4 @@
-// HioErr: the failures of file devices, qtX<HioErr>.
+// HioErr: the numbers of the errors of file devices, and the function that raises them.
 #ifndef ZANDREL_STORAGE_HIOERR_H_
 #define ZANDREL_STORAGE_HIOERR_H_
 
@@ -6,8 +6,8 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtX.h"
 
-// The numbers that a qtX<HioErr> carries. Its one argument is the name of the file; the texts are
-// in docs/errors.md.
+// The numbers of a qtX<HioErr>. Its only argument is the name of the file. docs/errors.md lists the
+// texts.
 class ZANDREL_EXPORT HioErr {
 public:
     static constexpr int kOpenFailed = 0;

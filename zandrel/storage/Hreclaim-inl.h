@@ -1,5 +1,60 @@
-// The bodies of Hreclaim. Included where a record file over a further type of device is made: by
-// Hreclaim.cpp, and by tests with devices of their own.
+// The bodies of Hreclaim. Hreclaim.cpp includes them, and so do tests that put a record file over a
+// device of their own.
+//
+// A record file must replace and delete items without moving the others. So we cut the file into
+// blocks of 2^slot bytes. A freed block is a hole, and the next item of the same slot uses it
+// again. A slot has a list of holes, so finding a place takes one look at the end of a list. The
+// slot is the bit length of the content (GetSlot), and a block is always larger than its content:
+//
+//   content 8 to 15 bytes:    slot 4, block of 16 bytes
+//   content 16 to 31 bytes:   slot 5, block of 32 bytes
+//   content 128 to 255 bytes: slot 8, block of 256 bytes
+//
+// An example with offsets of 4 bytes. Open makes an empty file: a header of 16 bytes and an index
+// block. An index without keys and holes has 136 bytes, so its block has 256.
+//
+//   0        16                    272
+//   | header | index: no keys      |
+//
+// An item has 12 bytes besides its key and data. AddItem("a", "one") needs 16 bytes, and
+// AddItem("b", "ox") 15. There are no holes, so both are appended and padded with zeros:
+//
+//   0        16                    272           304          320
+//   | header | index: no keys      | "a" "one"   | "b" "ox"   |
+//
+// The index block is not written yet: only `index` in memory has the two keys. So the first of the
+// two changes sets bit 0 of the header's state, the byte at 9 (MarkChanged).
+//
+// AddItem("b", "oxen") needs 17 bytes, which is another slot. The block at 304 becomes a hole: its
+// first 8 bytes become the hole tag and its size, 16, and 304 is added to holes[4]. There is no
+// hole of slot 5, so the new item is appended:
+//
+//   0        16                    272           304          320           352
+//   | header | index: no keys      | "a" "one"   | hole of 16 | "b" "oxen"  |
+//
+// AddItem("b", "oxe") needs 16 bytes, which is the same slot: the item is written over the old one
+// at 320. The last byte of "oxen" remains behind it. AddItem("c", "x") needs 14 bytes, and takes
+// the last hole of slot 4, at 304. DeleteItem("a") makes the block at 272 a hole of slot 5:
+//
+//   0        16                    272           304          320           352
+//   | header | index: no keys      | hole of 32  | "c" "x"    | "b" "oxe"   |
+//
+// WriteIndex writes the keys and the lists of holes: 136 bytes, 9 for each of the two keys of one
+// byte, 4 for one hole, which is 158. The slot is 8 as before, so the block at 16 is overwritten.
+// Then bit 0 is cleared.
+//
+//   0        16                    272           304          320           352
+//   | header | b: 320, c: 304,     | hole of 32  | "c" "x"    | "b" "oxe"   |
+//   |        | holes[5]: 272       |
+//
+// An index block that needs another slot moves as an item does. For example, 14 keys of one byte
+// and no hole need 262 bytes. The old block becomes a hole of slot 8, which itself needs 4 bytes in
+// the list, so the new block contains 266 bytes and 246 of padding.
+//
+// If the process ends before WriteIndex, the index in the file is stale: in the last but one
+// drawing it has no keys, and any index from an earlier WriteIndex may name blocks that are holes
+// now or contain another item. Bit 0 is still set, so the owner sees it after Open and refuses the
+// file. GetItem finds some of these cases itself, by the item's tag and key.
 #ifndef ZANDREL_STORAGE_HRECLAIM_INL_H_
 #define ZANDREL_STORAGE_HRECLAIM_INL_H_
 
@@ -19,7 +74,7 @@
 
 namespace zandrel::detail {
 
-// Sums of lengths that a file tells do not fit 32 bits.
+// The result has 64 bits, since the sum of two lengths from a damaged file may exceed 32.
 inline std::uint64_t ItemSize(std::size_t key_length, unsigned int data_length) {
     return std::uint64_t{key_length} + data_length + kItemOverhead;
 }
@@ -34,15 +89,15 @@ inline unsigned int BlockSize(unsigned int slot) {
 template <class F>
 struct Hreclaim<F>::Index_place {
     Offset offset;
-    unsigned int size;     // of the index block without its padding
-    unsigned int padding;  // zeros behind it
+    unsigned int size;     // of the index without its padding
+    unsigned int padding;  // zeros to write behind it
 };
 
 template <class F>
 Hreclaim<F>::~Hreclaim() {
     try {
         io.device->Close();
-    } catch (...) {  // The index is lost as well, as the state in the file tells.
+    } catch (...) {  // A changed index is not written either; the state in the file shows this.
     }
 }
 
@@ -97,7 +152,7 @@ template <class F>
 void Hreclaim<F>::AddItem(const qtString& key, const SegBuf& data) {
     const std::uint64_t total = zandrel::detail::ItemSize(key.size(), data.size);
     const unsigned int slot = GetSlot(total);
-    // One search serves the look at the old item and the entry of the new one.
+    // One search finds both the old item and the place of the new entry.
     const auto entry = index.lower_bound(key);
     const bool is_old = entry != index.end() && entry->first == key;
     const unsigned int old_slot = is_old ? GetSlotOfItem(key, entry->second) : 0;
@@ -178,7 +233,8 @@ void Hreclaim<F>::WriteIndex() {
     }
     const Index_place place = PlaceIndex();
     WriteIndexBlock(place);
-    // The header names the block when it is complete, and the state is cleared last.
+    // The header names the new block only when the block is complete. Bit 0 is cleared last, so
+    // that it is never clear while the index in the file is not current.
     io.device->Seek(zandrel::detail::kIndexOffsetPosition);
     io << place.offset;
     io.device->Flush();
@@ -218,7 +274,7 @@ void Hreclaim<F>::GetIndex(std::vector<qtString>& keys) const {
     }
 }
 
-// What is not recognised, the index block among it, is crossed byte by byte.
+// We skip whole items and holes. Everything else, also the index block, we cross byte by byte.
 template <class F>
 void Hreclaim<F>::MarkDeleted602Records() {
     const std::uint64_t end = FileSize();
@@ -274,7 +330,7 @@ void Hreclaim<F>::WritePadding(unsigned int byte_count) {
         io.WriteBytes(zandrel::detail::kZeros.data(), byte_count);
         return;
     }
-    // At most what the block holds, which is in memory as well.
+    // The padding is at most as long as the content, which is in memory too.
     const std::vector<char> zeros(byte_count);
     io.WriteBytes(zeros.data(), byte_count);
 }
@@ -317,7 +373,7 @@ unsigned int Hreclaim<F>::GetIndexSpace() const {
     return static_cast<unsigned int>(size);
 }
 
-// Makes the file and closes it again, so that it is opened as every other one is.
+// Makes an empty file and closes it, so that Open treats new and old files alike.
 template <class F>
 void Hreclaim<F>::Create(const qtString& name) {
     io.device->Open(name, 'w');
@@ -329,8 +385,8 @@ void Hreclaim<F>::Create(const qtString& name) {
     io.device->Close();
 }
 
-// Makes the object as it was before the first `Open`, but for the device's name. What was to be
-// written is lost, so that a close that follows changes no file.
+// Makes the object as it was before the first `Open`, except for the device's name. Unwritten
+// changes of the index are lost, so a later Close changes no file.
 template <class F>
 void Hreclaim<F>::Abandon() noexcept {
     index.clear();
@@ -346,11 +402,11 @@ void Hreclaim<F>::Abandon() noexcept {
     dirty = false;
     try {
         io.device->Close();
-    } catch (...) {  // The caller is told of the first error, or opens another file.
+    } catch (...) {  // The caller reports an earlier error, or opens another file.
     }
 }
 
-// The header's bytes from the owner's number to the version.
+// Writes the header's bytes from `file_id` to `file_version`.
 template <class F>
 void Hreclaim<F>::WriteIdentity() {
     io << file_id;
@@ -359,7 +415,7 @@ void Hreclaim<F>::WriteIdentity() {
     io << file_version;
 }
 
-// Finds the index block and returns its number of keys.
+// Goes to the keys in the index block and returns their number.
 template <class F>
 unsigned int Hreclaim<F>::ReadIndexHead() {
     unsigned int tag = 0;
@@ -367,7 +423,7 @@ unsigned int Hreclaim<F>::ReadIndexHead() {
     try {
         io.device->Seek(zandrel::detail::kIndexOffsetPosition);
         io >> index_offset;
-        // No block is inside the header; 0 stands for none.
+        // 0 means no index, and other offsets inside the header are damage.
         if (index_offset >= static_cast<Offset>(Format::kHeaderSize)) {
             SeekTo(index_offset);
             io >> tag >> key_count;
@@ -388,7 +444,7 @@ void Hreclaim<F>::ReadKeys(unsigned int key_count) {
         qtString key;
         Offset offset = 0;
         io >> key >> offset;
-        // Keys are stored in order, so that the next one belongs at the end.
+        // Keys are stored in ascending order, so the end is the right hint for the next one.
         index.insert_or_assign(index.end(), std::move(key), offset);
     }
 }
@@ -406,8 +462,8 @@ void Hreclaim<F>::ReadHoles() {
     }
 }
 
-// Items are written into holes without a look at what is there, so a hole must be a block of its
-// own.
+// Items are written into holes without reading them first, so a wrong hole would destroy data. We
+// refuse holes outside the file and holes that begin where another hole or the index begins.
 template <class F>
 void Hreclaim<F>::CheckHoles() {
     const std::uint64_t end = FileSize();
@@ -427,7 +483,7 @@ void Hreclaim<F>::CheckHoles() {
     }
 }
 
-// What the file claims cannot be there, which is told as the device tells it.
+// Raises the device's error of a short read, since the file claims more than it has.
 template <class F>
 void Hreclaim<F>::RaiseReadError() const {
     HioErr::Raise(HioErr::kReadFailed, "Read error in file " + FileName(), FileName());
@@ -438,12 +494,12 @@ void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
     throw qtX<AbstractHreclaim>(kWrongKey, qtString(what).append(key.view()), {FileName(), key});
 }
 
-// The data length of the item at an offset. The text of the key in the file is not compared.
+// Returns the data length of the item at an offset. Only the length of its key is compared.
 template <class F>
 unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
     SeekTo(offset);
-    // A replacement or a deletion needs only the item's head. To read 1,024 bytes, as for a whole
-    // record, would copy about 1,000 of them for nothing.
+    // A replacement or a deletion needs only tag, lengths and key. The device would read 1,024
+    // bytes by itself, and copy about 1,000 of them for nothing.
     io.device->ReadAhead(zandrel::detail::kItemOverhead + static_cast<unsigned int>(key.size()));
     unsigned int tag = 0;
     unsigned int key_length = 0;
@@ -460,8 +516,8 @@ unsigned int Hreclaim<F>::GetSlotOfItem(const qtString& key, Offset offset) {
     return GetSlot(zandrel::detail::ItemSize(key.size(), ReadDataLength(key, offset)));
 }
 
-// Does as AddAtOffset. `entry` is the key's entry in the index or, if there is none, the one before
-// which it belongs.
+// Writes an item and enters it into the index, as AddAtOffset does. `entry` is the result of
+// index.lower_bound(key).
 template <class F>
 void Hreclaim<F>::EnterItem(Index_entry entry, const qtString& key, const SegBuf& data,
                             Offset offset) {
@@ -474,8 +530,8 @@ void Hreclaim<F>::EnterItem(Index_entry entry, const qtString& key, const SegBuf
     index.insert_or_assign(entry, key, offset);
 }
 
-// Writes a new item into the block of its slot that was freed last, or else to the end. A used
-// block keeps the bytes behind the item.  `entry`: as for EnterItem.
+// Writes a new item into the last freed block of its slot, or at the end of the file. Only an
+// appended block gets padding. `total`: the size of the item. `entry`: as for EnterItem.
 template <class F>
 void Hreclaim<F>::PlaceItem(Index_entry entry, const qtString& key, const SegBuf& data,
                             unsigned int slot, std::uint64_t total) {
@@ -487,8 +543,9 @@ void Hreclaim<F>::PlaceItem(Index_entry entry, const qtString& key, const SegBuf
     WritePadding(zandrel::detail::BlockSize(slot) - static_cast<unsigned int>(total));
 }
 
-// Refuses an item that is too large or has no room, as AddItem does, while the item that is to be
-// renamed is still there. The block of that one, of slot `freed`, may be used.
+// Raises what AddItem would raise for an item that is too large or has no room. RenameItem calls it
+// before it deletes the old item. The deletion will free a block of slot `freed`, which the new
+// item may use.
 template <class F>
 void Hreclaim<F>::RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed) {
     const unsigned int slot = GetSlot(zandrel::detail::ItemSize(key.size(), data_length));
@@ -502,11 +559,11 @@ void Hreclaim<F>::RequirePlace(const qtString& key, unsigned int data_length, un
     }
 }
 
-// Makes a block a hole, in the file and in its list.
+// Makes a block a hole, in the file and in the list of its slot.
 template <class F>
 void Hreclaim<F>::FreeBlock(unsigned int slot, Offset offset) {
     std::vector<Offset>& blocks = holes[slot];
-    // Memory is taken before the file is changed.
+    // We allocate before we change the file, so that push_back below cannot fail.
     if (blocks.size() == blocks.capacity()) {
         blocks.reserve(2 * blocks.size() + 1);
     }
@@ -514,8 +571,8 @@ void Hreclaim<F>::FreeBlock(unsigned int slot, Offset offset) {
     blocks.push_back(offset);
 }
 
-// The end of every change: the file tells that its index is stale, but not before the change has
-// reached it.
+// Every change ends with this: it flushes the change, and then sets bit 0 of the state in the file,
+// unless an earlier change has set it.
 template <class F>
 void Hreclaim<F>::MarkChanged() {
     io.device->Flush();
@@ -525,7 +582,7 @@ void Hreclaim<F>::MarkChanged() {
     }
 }
 
-// Finds the next index block its place. A block that it leaves becomes a hole.
+// Chooses the block of the next index. If the index moves, its old block becomes a hole.
 template <class F>
 typename Hreclaim<F>::Index_place Hreclaim<F>::PlaceIndex() {
     unsigned int need = GetIndexSpace();
@@ -538,9 +595,9 @@ typename Hreclaim<F>::Index_place Hreclaim<F>::PlaceIndex() {
         if (!holes[slot].empty()) {
             const Offset offset = GetHole(slot);
             FreeBlock(old_slot, index_offset);
-            return {offset, need, 0};  // One hole less and one more: the size stays.
+            return {offset, need, 0};  // One hole is used, one is new: the size is the same.
         }
-        need += Format::kOffsetSize;  // for the hole that the old block becomes
+        need += Format::kOffsetSize;  // the old block is one more hole in the list
         io.device->RequireRoom(zandrel::detail::BlockSize(GetSlot(need)));
         FreeBlock(old_slot, index_offset);
     }
@@ -573,14 +630,15 @@ std::uint64_t Hreclaim<F>::FileSize() {
     return static_cast<std::uint64_t>(size);
 }
 
-// Returns how far the scan for lost items goes on from here.
+// Looks for a hole or an item at a position, and returns by how many bytes the scan for lost items
+// moves on.
 template <class F>
 std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) {
     SeekTo(static_cast<Offset>(position));
     unsigned int tag = 0;
     unsigned int length = 0;
     io >> tag >> length;
-    // A hole of no length would hold the scan here for ever.
+    // With a damaged length of 0 the scan would never end.
     if (tag == zandrel::detail::kHoleTag && length != 0 && position + length <= end) {
         return length;
     }
@@ -591,8 +649,8 @@ std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) 
     return 1;
 }
 
-// The same for what looks like an item, behind whose key length the stream is. Marks it if the
-// index does not reach it and its block is in the file.
+// Reads what looks like an item; the stream is behind the key length. Makes it a hole if the index
+// does not name it and its whole block is in the file. Returns as ScanBlock.
 template <class F>
 std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_length,
                                     std::uint64_t end) {
@@ -602,7 +660,7 @@ std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_len
     unsigned int data_length = 0;
     io >> data_length;
     const std::uint64_t total = zandrel::detail::ItemSize(key_length, data_length);
-    // No item is as large as the limit of GetSlot, whatever the file's size.
+    // A larger item cannot exist, and GetSlot would raise. A large file passes the first test.
     if (position + total > end || total > std::numeric_limits<int>::max()) {
         return 1;
     }

@@ -22,17 +22,18 @@
 // A record file whose device is of type `F`: Hfile64 for corpora and the classifier cache, Hfile32
 // for archives. Both behave alike.
 //
-// Blocks are of powers of two, and a freed block is used again by what needs exactly its size, the
-// last one freed first. A larger one is never split, and neighbours are never joined: a look at the
-// end of a list finds a block, for which up to half of the file is padding. What is written into a
-// used block is not padded: the bytes behind it stay.
+// Blocks have sizes of powers of two. A freed block is used again only for an item that needs a
+// block of the same size; the last freed block is used first. Blocks are never split or joined. So
+// finding a block is fast, but up to half of the file is padding. An item that is written into a
+// used block is not padded: the old bytes behind it remain. Hreclaim-inl.h explains blocks, holes
+// and index with an example.
 //
-// `F` is called without a virtual table unless it has one. Another device has the operations and
-// fields of Hfile64 under their names (but for `file`); its type `Offset`, `long long` or
-// `unsigned int`, chooses the format, and positions are of the signed type of that width. Deriving
-// from Hfile64 and hiding what is to be watched is enough.
+// A device of your own needs the operations and fields of Hfile64, except `file`. Its type
+// `Offset`, `long long` or `unsigned int`, selects the format, and its positions have the signed
+// type of the same size. The operations need not be virtual. For a test it is enough to derive from
+// Hfile64 and to hide the operations that the test watches.
 //
-// The fields are open for tools and tests; owners only read them.
+// The fields are public for tools and tests; owners only read them.
 template <class F>
 class ZANDREL_EXPORT Hreclaim : public AbstractHreclaim {
 public:
@@ -44,7 +45,7 @@ public:
     // OWNS: `device`, which has no file open.
     explicit Hreclaim(F* device) : io(device) {}
 
-    // Closes the device without writing the index; what fails then goes unreported.
+    // Closes the device without writing the index. Errors are not reported.
     ~Hreclaim() override;
 
     bool Open(const qtString& name, bool create, bool read_only) override;
@@ -66,39 +67,40 @@ public:
     void GetIndex(std::vector<qtString>& keys) const override;
     void MarkDeleted602Records() override;
 
-    // The steps of the above. They write what they tell and leave `dirty` and `state` alone.
+    // The steps of the operations above. They change neither `dirty` nor `state`.
 
     // Writes an item at an offset, or at the end of the file if that is 0, and enters it into the
     // index.
     void AddAtOffset(const qtString& key, const SegBuf& data, Offset offset);
-    // Finds a key's item and its data length; both are 0 for an unknown key. The text of the key in
-    // the file is not compared.
+    // Finds the offset of a key's item and its data length. Both are 0 for an unknown key. Only the
+    // length of the key in the file is compared.
     // RAISES: kWrongKey "Key points to invalid item: " on a wrong tag or key length.
     void GetKeyInfo(const qtString& key, Offset& offset, unsigned int& data_length);
-    // The class of a block for `size` bytes: the bit length of `size`. 0 gives 0.
+    // Returns the slot of a block for `size` bytes: the bit length of `size`, for example 4 for 15,
+    // 5 for 16 and 0 for 0.
     // RAISES: kRecordTooLarge from 2^31 on.
     unsigned int GetSlot(std::uint64_t size) const;
-    // Takes the block of this slot that was freed last.
-    // REQUIRES: there is one.
+    // Removes the last freed block of this slot from its list and returns its offset.
+    // REQUIRES: the list is not empty.
     Offset GetHole(unsigned int slot);
-    // Writes the mark of a hole of this slot.
+    // Writes the tag and the size of a hole of this slot.
     void MarkDeleted(unsigned int slot, Offset offset);
-    // Writes zeros at the current position, in one call of the device.
+    // Writes zeros at the current position, by one call of the device.
     void WritePadding(unsigned int byte_count);
     // Reads the header.
     void ReadMagic();
-    // Reads the index block; `index` and `holes` are empty before.
+    // Reads the index block. REQUIRES: `index` and `holes` are empty.
     void ReadIndex();
-    // The exact size of the index block.
+    // Returns the exact size of the next index block without padding.
     // COST: linear in the number of keys.
-    // RAISES: kRecordTooLarge if it is no block's size.
+    // RAISES: kRecordTooLarge if it is 2^31 or more.
     unsigned int GetIndexSpace() const;
 
-    Hio<F> io;                     // over the file; its `scratch` serves all operations
-    unsigned int index_space = 0;  // as last read or written; 0 when there is no index block yet
-    Offset index_offset = 0;       // of the index block
-    std::map<qtString, Offset> index;  // every live key, and where its item is
-    unsigned int file_id = 0;          // this and the next two are the owner's
+    Hio<F> io;                         // over the file; its `scratch` serves all operations
+    unsigned int index_space = 0;      // size of the index as last read or written; 0: no block yet
+    Offset index_offset = 0;           // of the index block
+    std::map<qtString, Offset> index;  // each key, and the offset of its item
+    unsigned int file_id = 0;          // the owner sets this and the next two
     unsigned short file_version = 0;
     unsigned char file_flags = 0;
     unsigned char state = 0;
@@ -111,7 +113,7 @@ private:
 
     using Index_entry = typename std::map<qtString, Offset>::iterator;
 
-    struct Index_place;  // where the next index block goes
+    struct Index_place;  // where the next index block is written
 
     void SeekTo(Offset offset) { io.device->Seek(static_cast<Position>(offset)); }
 
@@ -139,7 +141,7 @@ private:
     std::uint64_t ScanItem(std::uint64_t position, unsigned int key_length, std::uint64_t end);
 };
 
-// Made once, in Hreclaim.cpp.
+// Instantiated only in Hreclaim.cpp.
 extern template class Hreclaim<Hfile64>;
 extern template class Hreclaim<Hfile32>;
 

@@ -1,4 +1,4 @@
-// Record_reader: reads the long lists of a record straight from its segments.
+// Record_reader: reads the long lists of a record directly from the segments of its SegBuf.
 // Not installed: the library's own.
 #ifndef ZANDREL_STORAGE_RECORD_READER_H_
 #define ZANDREL_STORAGE_RECORD_READER_H_
@@ -13,11 +13,12 @@
 
 namespace zandrel::detail {
 
-// Reads what `Hio<HSegment>` reads, in the same form and with the same errors, but looks for the
-// segment once for all that is in it, and copies a text only where the text runs on into the next
-// segment. It begins where the stream is, and the stream goes on where it ends.
+// Reads the same forms as `Hio<HSegment>` and raises the same errors. It is faster in two ways: it
+// looks up a segment once, not for each number, and it copies a text only if the text continues in
+// the next segment. It starts at the position of the stream. Its destructor moves the stream to the
+// end of the bytes that it has read.
 //
-// BORROWS: the stream, which must not be used meanwhile.
+// BORROWS: the stream, which must not be used while the reader exists.
 class Record_reader {
 public:
     explicit Record_reader(Hio<HSegment>& io) : m_io(io) { Enter(); }
@@ -52,7 +53,7 @@ public:
 
     unsigned char Byte() { return static_cast<unsigned char>(*Bytes(1)); }
 
-    // As Hio::ReadCount.
+    // Reads a count and checks it, as Hio::ReadCount does.
     unsigned int Count(unsigned int least_entry_size) {
         const auto count = Get<unsigned int>();
         const std::uint64_t byte_count = std::uint64_t{count} * least_entry_size;
@@ -72,7 +73,8 @@ public:
 private:
     std::size_t Left() const noexcept { return static_cast<std::size_t>(m_end - m_next); }
 
-    // Takes the rest of the segment in which the stream is. Behind the content there is none.
+    // Takes the bytes from the stream's position to the end of its segment or of the content.
+    // Behind the content there are none.
     void Enter() {
         const SegBuf& buffer = m_io.device->buffer();
         char* start = nullptr;
@@ -85,13 +87,13 @@ private:
         m_end = start + length;
     }
 
-    // Moves the stream to where the reader is.
+    // Moves the stream to the reader's position.
     void Leave() {
         m_io.device->buffer().offset += static_cast<unsigned int>(m_next - m_start);
         m_start = m_next;
     }
 
-    // The stream itself reads what is not in one segment, and raises what is to be raised.
+    // The stream reads bytes that are not in one segment, and raises the errors.
     const char* BytesOfSegments(unsigned int byte_count) {
         Leave();
         m_copied.resize(byte_count);
@@ -101,10 +103,10 @@ private:
     }
 
     Hio<HSegment>& m_io;
-    const char* m_start = nullptr;  // where the stream is
-    const char* m_next = nullptr;
-    const char* m_end = nullptr;
-    std::vector<char> m_copied;
+    const char* m_start = nullptr;  // the byte at the stream's position
+    const char* m_next = nullptr;   // the byte at the reader's position
+    const char* m_end = nullptr;    // behind the last byte of the run
+    std::vector<char> m_copied;     // the last bytes that were not in one segment
 };
 
 }  // namespace zandrel::detail

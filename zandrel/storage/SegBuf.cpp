@@ -1,3 +1,32 @@
+// SegBuf keeps the bytes of a record in segments of 16360 bytes, so that a growing record is never
+// copied: it gets one more segment, and no byte moves.
+//
+// Position `i` is in segment i / 16360 at i % 16360. For example, a record of 40000 bytes has three
+// segments, and its last byte, at 39999, is in segment 2 at 39999 - 2 * 16360 = 7279:
+//
+//   segments[0]          segments[1]          segments[2]
+//   0          16359     16360      32719     32720   39999        49079
+//   | content         |  | content         |  | content   | zeros      |
+//                                                         ^ size = 40000
+//
+// Extend(40000) on an empty SegBuf allocates the three segments, zeroed, and sets `size`.
+// ExtendToFill(40000) zeroes only the 9080 bytes from 40000 on, since the caller writes the others.
+// `size` never shrinks, except when an HSegment is opened with 'w'. Then the segments remain, with
+// their bytes.
+//
+// A caller gets at the bytes by Locate, one run at a time. A run ends with its segment, so reading
+// the bytes from 16000 to 33000 takes three calls:
+//
+//   Locate(16000, 33000)   segments[0] + 16000   360 bytes
+//   Locate(16360, 33000)   segments[1]         16360 bytes
+//   Locate(32720, 33000)   segments[2]           280 bytes
+//
+// Locate compares only the start of a run with `size`. So Locate(39999, 40005) gives 6 bytes, of
+// which the last 5 are the zeros behind the content. Locate(40000, 40005) raises.
+//
+// FindAtOffset is the fast way for small pieces: a number of 4 bytes at offset 100 is in one
+// segment, and one memcpy is enough. At offset 16358 it crosses into the next segment, so
+// FindAtOffset returns null and the caller works by runs.
 #include "zandrel/storage/SegBuf.h"
 
 #include <algorithm>
@@ -5,7 +34,7 @@
 #include <memory>
 #include <utility>
 
-// Defined here, so that the type information stands in the library alone.
+// We define it here so that the type information of the exception is only in the library.
 qtxSegBuf::~qtxSegBuf() = default;
 
 SegBuf::SegBuf(SegBuf&& other) noexcept
@@ -33,7 +62,7 @@ void SegBuf::Locate(unsigned int position, unsigned int end, char*& ptr,
         throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
     }
     const unsigned int start = position % kSegmentSize;
-    // Compared as lengths, since the end of the last segment may lie past the last position.
+    // We compare lengths, since the end of the last segment may not fit 32 bits.
     const unsigned int wanted = end > position ? end - position : 0;
     ptr = segments[position / kSegmentSize] + start;
     length = std::min(wanted, kSegmentSize - start);
@@ -61,9 +90,9 @@ void SegBuf::ExtendToFill(unsigned int byte_count) {
     size = std::max(size, byte_count);
 }
 
-// `filled`: how many bytes the caller will write, which are not zeroed.
+// `filled`: the number of bytes at the start that the caller will write. They are not zeroed.
 void SegBuf::AddSegment(unsigned int filled) {
-    // The pointer owns the bytes should the list find no memory.
+    // The pointer frees the bytes if push_back raises.
     std::unique_ptr<char[]> segment(new char[kSegmentSize]);
     std::memset(segment.get() + filled, 0, kSegmentSize - filled);
     segments.push_back(segment.get());

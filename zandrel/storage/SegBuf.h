@@ -9,22 +9,21 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtX.h"
 
-// What the operations of SegBuf and its device raise. It is thrown by value and is none of the
-// qtX<T> family.
+// The exception of SegBuf and of its device, HSegment. It is thrown by value, and is not a qtX<T>.
 class ZANDREL_EXPORT qtxSegBuf : public qtxAll {
 public:
     static constexpr int kCategory = 9;
     static constexpr int kSeverity = 2;
 
-    // A read, or the look-up of a run, that starts at or past the end of the content; also a count
-    // whose elements would not fit into what is left.
+    // A read or a Locate starts at or past the end of the content, or a count is larger than the
+    // bytes that remain can contain.
     static constexpr const char* kLocateError = "Locate error in SegBuf";
-    // A seek past the end of the content.
+    // The target of a seek is past the end of the content.
     static constexpr const char* kInvalidSeek = "Invalid seek in SegBuf buffer";
-    // A write that would end past the last position, or a count that is no 32-bit number.
+    // A write would end past SegBuf::kLargestSize, or a count does not fit 32 bits.
     static constexpr const char* kFull = "SegBuf is full";
 
-    // REQUIRES: `file` is a string literal or lives as long.
+    // BORROWS: `file`, usually a string literal, which must outlive the exception.
     qtxSegBuf(const char* message, const char* file, int line)
         : qtxAll(message, kCategory, kSeverity), m_file(file), m_line(line) {}
 
@@ -32,7 +31,7 @@ public:
     qtxSegBuf& operator=(const qtxSegBuf&) = default;
     ~qtxSegBuf() override;
 
-    // The source position at which it was raised.
+    // The place in the source at which it was raised.
     const char* file() const noexcept { return m_file; }
 
     int line() const noexcept { return m_line; }
@@ -42,17 +41,18 @@ private:
     int m_line;
 };
 
-// The bytes of one record, in segments of equal size. It starts empty, lives on the stack of the
-// operation that builds or parses the record, and dies with it.
+// The bytes of one record, in segments of equal size. It is usually a local variable of the
+// function that builds or parses the record.
 //
-// Byte `i` lies in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by one more
-// segment; nothing is ever moved or freed until the SegBuf dies, so pointers into it stay valid.
-// Segments are zeroed when they are allocated, so that what stands behind the content is the same
-// in every run. There is no operation for shrinking.
+// Byte `i` is in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by whole
+// segments. Nothing is moved or freed before the SegBuf is destroyed, so pointers into it remain
+// valid. New segments are zeroed, so that the bytes behind the content are the same in every run. A
+// record cannot shrink. SegBuf.cpp explains this with an example.
 //
-// The fields are open, as this is a plain structure; users beside the device only read them.
+// The fields are public, since this is a plain structure. Only the device changes them; all others
+// only read them.
 //
-// Errors: raises qtxSegBuf; the object is then as it was before.
+// Errors: raises qtxSegBuf; the object is then as before.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT SegBuf {
 public:
@@ -68,31 +68,31 @@ public:
     SegBuf& operator=(SegBuf&& other) noexcept;
     ~SegBuf();
 
-    // Gives the run of contiguous bytes that begins at `position` and stops at `end` or at the end
-    // of the segment, whichever comes first; its length is 0 if `end` is not behind `position`.
-    // Only the start is held against `size`: a run may reach past it, within its segment.
-    // VALID UNTIL: the SegBuf dies.
+    // Returns the run of contiguous bytes from `position` to `end` or to the end of the segment,
+    // whichever is first. The length is 0 if `end` is not above `position`. Only the start is
+    // compared with `size`: a run may end past it, within its segment.
+    // VALID UNTIL: the SegBuf is destroyed.
     // RAISES: qtxSegBuf kLocateError if `position` is not below `size`.
     void Locate(unsigned int position, unsigned int end, char*& ptr, unsigned int& length) const;
 
     // RAISES: qtxSegBuf kInvalidSeek if `position` is above `size`.
     void SetOffset(unsigned int position);
 
-    // Makes `size` at least `byte_count`, with the segments for it. New segments hold zeros.
+    // Makes `size` at least `byte_count`, and allocates the segments for it. New ones are zeroed.
     // RAISES: std::bad_alloc; `size` is then unchanged.
     void Extend(unsigned int byte_count);
 
-    // The same for a caller who writes over all the bytes that this adds: only what is behind them
-    // is zeroed.
+    // The same for a caller who then writes all bytes from the old `size` to the new one: of a new
+    // segment, only the bytes behind `byte_count` are zeroed.
     void ExtendToFill(unsigned int byte_count);
 
-    // The end of the last segment that holds content: no read gets past it.
+    // The end of the last segment that has content. No read can pass it.
     std::uint64_t EndOfLastSegment() const noexcept {
         return (std::uint64_t{size} + kSegmentSize - 1) / kSegmentSize * kSegmentSize;
     }
 
-    // The `byte_count` bytes from `offset` on if one allocated segment holds all of them, else
-    // null. It looks at no `size`; the device's short ways start with it.
+    // Returns the address of the byte at `offset` if the next `byte_count` bytes are in one
+    // allocated segment, else null. `size` is not compared. The device's fast ways use it.
     char* FindAtOffset(unsigned int byte_count) const noexcept {
         const unsigned int segment = offset / kSegmentSize;
         const unsigned int position = offset % kSegmentSize;
@@ -102,9 +102,9 @@ public:
     }
 
     std::vector<char*> segments;  // each of kSegmentSize bytes, from array `new`; owned
-    // The current position. Above `size` only after a read that ended past it.
+    // The current position. It is above `size` only after a read that ended past `size`.
     unsigned int offset = 0;
-    unsigned int size = 0;  // how many bytes are in use; at most what the segments hold
+    unsigned int size = 0;  // the number of content bytes; the segments have at least as many
 
 private:
     void AddSegment(unsigned int filled);

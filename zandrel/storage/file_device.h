@@ -1,4 +1,5 @@
-// File_device: what the file devices do alike, whatever calls and types of positions they use.
+// File_device: the common work of the two file devices, which differ in the functions of the C
+// library that they call and in the type of positions.
 // Not installed: the library's own.
 #ifndef ZANDREL_STORAGE_FILE_DEVICE_H_
 #define ZANDREL_STORAGE_FILE_DEVICE_H_
@@ -16,15 +17,15 @@
 
 namespace zandrel::detail {
 
-// How much is gathered before it is written.
+// The size of the buffer, in which written bytes are gathered and bytes are read ahead.
 inline constexpr unsigned int kBufferBytes = 16384;
-// How much is read ahead behind a seek: most records, but little enough that reading the head of
-// one costs no more than the call. As long as reading goes on from there each time reads twice as
-// much.
+// The number of bytes that are read ahead after a seek. Most records are shorter, and copying so
+// few bytes costs little compared with the system call. If reading continues, each later read from
+// the file reads twice as much: 1,024, 2,048, 4,096, up to the size of the buffer.
 inline constexpr unsigned int kReadAheadBytes = 1024;
 
-// The work of one call of a device. It never calls the device's own operations, which others may
-// replace.
+// The work of one call of a device. It never calls the device's own operations, since a derived
+// class may override them.
 // Device: Hfile32 or Hfile64. BORROWS: the device and its place.
 // Calls: `Open`, `Seek` and `Tell` of the C library, `kLargestPiece`, and `kLargestEnd` of a file.
 template <class Device, class Calls>
@@ -60,7 +61,7 @@ public:
 
     void Seek(long long position) {
         if (m_device.file != nullptr) {
-            // No position is below 0, where an unknown one is.
+            // kUnknown is below 0, so a negative position must not be compared with it.
             if (position >= 0 && (position == m_place.position || MoveInBuffer(position))) {
                 return;
             }
@@ -97,14 +98,15 @@ public:
         if (m_place.last == File_place::Transfer::kWrite) {
             Flush();
         }
-        static_cast<void>(Tell());  // so that the position is known, if the file has any
+        static_cast<void>(Tell());  // makes the position known, unless the file is a pipe
         m_place.last = File_place::Transfer::kRead;
         while (byte_count > 0) {
             const bool is_buffered = m_place.taken < m_place.filled || byte_count < NextReadAhead();
             const unsigned int piece =
                 is_buffered ? TakeBuffered(bytes, byte_count) : ReadThrough(bytes, byte_count);
             if (piece == 0) {
-                FailRead();
+                ForgetPlace();
+                RaiseShortRead();
             }
             bytes += piece;
             byte_count -= piece;
@@ -121,7 +123,7 @@ public:
             HioErr::Raise(HioErr::kWriteFailed, "File is not open for writing", m_device.name);
         }
         if (byte_count == 0) {
-            return;  // No bytes make no file larger, wherever they are to stand.
+            return;  // Writing 0 bytes behind the end does not make the file larger.
         }
         StartWriting(byte_count);
         if (byte_count > kBufferBytes - m_place.filled) {
@@ -158,7 +160,8 @@ public:
         if (m_device.file == nullptr || m_place.last != File_place::Transfer::kWrite) {
             return;
         }
-        // What came before a refused write is written, but reported no more.
+        // If an earlier write was refused, `failed` is set and its error was reported. We still
+        // write the bytes from before it, but report no second error.
         if (!WriteGathered() && !m_device.failed) {
             FailWrite();
         }
@@ -172,7 +175,7 @@ public:
         }
     }
 
-    // Closes the file, if one is open. Returns whether nothing was lost.
+    // Closes the file, if one is open. Returns false if bytes may be lost.
     bool Drop() noexcept {
         const bool is_written = m_place.last != File_place::Transfer::kWrite || WriteGathered();
         std::FILE* const closed = std::exchange(m_device.file, nullptr);
@@ -223,12 +226,8 @@ private:
         m_place.wanted = 0;
     }
 
-    [[noreturn]] void FailRead() const {
-        ForgetPlace();
-        RaiseShortRead();
-    }
-
-    // What is gathered is dropped, since each later seek would try to write it, and fail again.
+    // Raises the error of a write, and drops the gathered bytes. Otherwise each later seek would
+    // try to write them, and fail again.
     [[noreturn]] void FailWrite() const {
         ForgetPlace();
         m_place.size = File_place::kUnknown;
@@ -242,8 +241,8 @@ private:
         return std::clamp(2 * m_place.filled, kReadAheadBytes, kBufferBytes);
     }
 
-    // Gives what was read ahead, reading ahead first if there is nothing. Returns the number of
-    // bytes, 0 only at the end of the file.
+    // Copies bytes from the buffer. If all its bytes were read, reads ahead first. Returns the
+    // number of bytes, which is 0 only at the end of the file or after an error.
     unsigned int TakeBuffered(char* bytes, unsigned int byte_count) {
         if (m_place.taken == m_place.filled) {
             const unsigned int wanted = NextReadAhead();
@@ -257,7 +256,8 @@ private:
         return piece;
     }
 
-    // Reads past the buffer, in which nothing is left. Returns as TakeBuffered.
+    // Reads directly from the file, at most kLargestPiece bytes. REQUIRES: all bytes of the buffer
+    // were read. Returns as TakeBuffered.
     unsigned int ReadThrough(char* bytes, unsigned int byte_count) {
         m_place.filled = 0;
         m_place.taken = 0;
@@ -265,8 +265,8 @@ private:
         return ReadStream(bytes, std::min(byte_count, Calls::kLargestPiece));
     }
 
-    // Reads on behind what was read ahead, where the device is. Reads less at the end of the file,
-    // which the stream forgets again.
+    // Reads from the file at `position`. Returns the number of bytes, which is smaller at the end
+    // of the file. A pipe's stream then remembers the end, so we clear this mark.
     unsigned int ReadStream(char* bytes, unsigned int byte_count) {
         if (HasPlaces()) {
             const ssize_t done =
@@ -280,7 +280,7 @@ private:
         return static_cast<unsigned int>(done);
     }
 
-    // Goes to a position in what was read ahead. Returns whether it is there.
+    // Moves to a position among the bytes that were read ahead. Returns false if it is not there.
     bool MoveInBuffer(long long position) noexcept {
         if (m_place.last != File_place::Transfer::kRead) {
             return false;
@@ -294,20 +294,19 @@ private:
         return true;
     }
 
-    // Returns whether all of it was written; nothing is gathered then.
+    // Writes the gathered bytes and empties the buffer. Returns false if not all were written.
     bool WriteGathered() noexcept {
         const unsigned int byte_count = std::exchange(m_place.filled, 0U);
         return byte_count == 0 ||
                WriteStream(m_place.buffer.data(), byte_count, m_place.position - byte_count);
     }
 
-    // Writes to `position`, or where the stream of a file without places is. Returns whether all of
-    // it was written.
+    // Writes to `position`; for a pipe, to its stream. Returns false if not all bytes were written.
     bool WriteStream(const char* bytes, unsigned int byte_count, long long position) noexcept {
         if (!HasPlaces()) {
             return std::fwrite(bytes, 1, byte_count, m_device.file) == byte_count;
         }
-        while (byte_count > 0) {  // A disk that is nearly full takes a part at first.
+        while (byte_count > 0) {  // A disk that is nearly full may take only a part.
             const ssize_t done =
                 pwrite(m_place.descriptor, bytes, byte_count, static_cast<off_t>(position));
             if (done <= 0) {
@@ -320,7 +319,7 @@ private:
         return true;
     }
 
-    // Writes what is too much to be gathered, and leaves the rest.
+    // Writes pieces directly to the file until the rest fits the buffer.
     void WriteThrough(const char*& bytes, unsigned int& byte_count) {
         while (byte_count > kBufferBytes) {
             const unsigned int piece = std::min(byte_count, Calls::kLargestPiece);
@@ -335,7 +334,7 @@ private:
 
     void RequireEnd(long long start, std::uint64_t byte_count) const {
         if (start < 0) {
-            return;  // The place is not known, as in a pipe; the write itself will tell.
+            return;  // The position is unknown, as in a pipe. The write itself may fail.
         }
         if (start > Calls::kLargestEnd ||
             byte_count > static_cast<std::uint64_t>(Calls::kLargestEnd - start)) {
@@ -345,7 +344,8 @@ private:
 
     bool HasPlaces() const noexcept { return m_place.descriptor >= 0; }
 
-    // A place in the file needs no call. Whether there can be one behind its end, the system knows.
+    // Moves and empties the buffer. A position inside the file needs no system call. Only the
+    // system can say if a position behind the end is possible.
     bool MoveTo(long long position, int origin) {
         const bool is_inside =
             HasPlaces() && origin == SEEK_SET && position >= 0 && position <= m_place.size;
@@ -356,7 +356,7 @@ private:
         return true;
     }
 
-    // Notes the end of the file, where the stream is.
+    // Stores the position of the stream, which is at the end of the file, as the file's size.
     bool TakeEnd() {
         m_place.position = File_place::kUnknown;
         const long long end = Tell();

@@ -1,5 +1,28 @@
-// The packed form of numbers: fixed-width, big-endian, the same on every machine.
+// Packs numbers into bytes: fixed-width, highest byte first, the same on every machine.
 // Format: docs/formats/wire.md
+//
+// Packing has two steps. BitsOf makes an unsigned number of 64 bits from the value: the value's own
+// bits are the low ones, and all others are zero. qtPackUssDiet then writes as many of its low
+// bytes as the type needs, the highest first. For example:
+//
+//   value                BitsOf               bytes
+//   (unsigned short) 2   0x0000000000000002   00 02
+//   258U                 0x0000000000000102   00 00 01 02
+//   -1                   0x00000000FFFFFFFF   FF FF FF FF
+//   (long long) -1       0xFFFFFFFFFFFFFFFF   FF FF FF FF FF FF FF FF
+//   1.0F                 0x000000003F800000   3F 80 00 00
+//   1.0                  0x3FF0000000000000   3F F0 00 00 00 00 00 00
+//   -2.0                 0xC000000000000000   C0 00 00 00 00 00 00 00
+//   true                 0x0000000000000001   01
+//
+// A `float` and a `double` give the bits of their IEEE 754 form, not a converted integer. So every
+// value returns with the same bits, also infinities and NaNs.
+//
+// For 258U, the four bytes are bits >> 24, bits >> 16, bits >> 8 and bits >> 0, each cut to 8 bits:
+// 0, 0, 1 and 2. Unpacking shifts each byte back to its place and joins them:
+// (0 << 24) | (0 << 16) | (1 << 8) | (2 << 0) is 258. ValueOf then undoes BitsOf.
+//
+// The packed bytes contain neither type nor size, so a reader must know which type comes next.
 #ifndef ZANDREL_STORAGE_PACKING_H_
 #define ZANDREL_STORAGE_PACKING_H_
 
@@ -16,8 +39,8 @@ static_assert(std::numeric_limits<float>::is_iec559 && sizeof(float) == 4);
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
 static_assert(sizeof(unsigned short) == 2 && sizeof(unsigned int) == 4 && sizeof(long long) == 8);
 
-// The packed size of `T` in bytes. It depends on the type alone. `bool` and the two kinds of
-// `long` have sizes of their own, since theirs differ from machine to machine.
+// The packed size of `T` in bytes. It depends only on the type. We fix the sizes of `bool` and of
+// the two kinds of `long`, since sizeof gives different results for them on different machines.
 template <class T>
 inline constexpr std::size_t kPackedSize = sizeof(T);
 template <>
@@ -27,11 +50,12 @@ inline constexpr std::size_t kPackedSize<long> = 8;
 template <>
 inline constexpr std::size_t kPackedSize<unsigned long> = 8;
 
-// What can be packed. `long double` cannot: its bits differ from machine to machine.
+// True for the types that can be packed. `long double` cannot, since its form differs from machine
+// to machine.
 template <class T>
 inline constexpr bool kIsPackable = std::is_arithmetic_v<T>&& kPackedSize<T> <= 8;
 
-// The value as the low-order bits of a number; the bits above are zero.
+// Returns the bits of the value as the low bits of a number. The bits above them are zero.
 template <class T>
 constexpr std::uint64_t BitsOf(T value) noexcept {
     if constexpr (std::is_same_v<T, float>) {
@@ -41,12 +65,12 @@ constexpr std::uint64_t BitsOf(T value) noexcept {
     } else if constexpr (std::is_same_v<T, bool>) {
         return value ? 1U : 0U;
     } else {
-        // By the unsigned type of the same width, so that no sign reaches the bits above.
+        // The unsigned type of the same width prevents the sign from filling the bits above.
         return static_cast<std::make_unsigned_t<T>>(value);
     }
 }
 
-// Undoes BitsOf. Of a `bool` every bit counts: any byte but 0 is true.
+// Undoes BitsOf. For a `bool`, every byte except 0 is true.
 template <class T>
 constexpr T ValueOf(std::uint64_t bits) noexcept {
     if constexpr (std::is_same_v<T, float>) {
@@ -62,7 +86,7 @@ constexpr T ValueOf(std::uint64_t bits) noexcept {
 
 }  // namespace zandrel::detail
 
-// The number of bytes that the packed form of `T` takes. The argument is ignored.
+// Returns the packed size of `T` in bytes. The argument is ignored.
 template <class T>
 constexpr int qtGetPackedSizeDiet(const T& /*value*/) noexcept {
     static_assert(zandrel::detail::kIsPackable<T>);
@@ -76,7 +100,7 @@ constexpr int qtPackUssDiet(T value, char* out) noexcept {
     static_assert(zandrel::detail::kIsPackable<T>);
     constexpr std::size_t kSize = zandrel::detail::kPackedSize<T>;
     const std::uint64_t bits = zandrel::detail::BitsOf(value);
-    // Straight code in place of a loop: compilers make one swapped store of it.
+    // Compilers turn this unrolled form into one byte swap and one store.
     [&]<std::size_t... index>(std::index_sequence<index...>) {
         ((out[index] = static_cast<char>(bits >> (8U * (kSize - 1 - index)))), ...);
     }

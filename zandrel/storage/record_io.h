@@ -1,4 +1,4 @@
-// What files of keyed blobs write and read alike: their items.
+// Writes and reads the items of record files and packages.
 // Format: docs/formats/record_file.md
 #ifndef ZANDREL_STORAGE_RECORD_IO_H_
 #define ZANDREL_STORAGE_RECORD_IO_H_
@@ -10,7 +10,7 @@
 
 namespace zandrel::detail {
 
-// Writes an item, a segment of its data at a time.
+// Writes an item. Each segment of its data is written by one call.
 template <class T>
 void WriteItem(Hio<T>& io, const qtString& key, const SegBuf& data) {
     io << kItemTag << key << data.size;
@@ -23,9 +23,9 @@ void WriteItem(Hio<T>& io, const qtString& key, const SegBuf& data) {
     }
 }
 
-// The three steps of reading an item.
+// The three steps of reading an item: tag, key, data.
 
-// Reads a tag and tells whether it is that of an item.
+// Reads a tag. Returns true if it is the tag of an item.
 template <class T>
 bool ReadsItemTag(Hio<T>& io) {
     unsigned int tag = 0;
@@ -33,8 +33,7 @@ bool ReadsItemTag(Hio<T>& io) {
     return tag == kItemTag;
 }
 
-// Reads a key and tells whether it is this one. One of another length is another key, which need
-// not be read.
+// Reads a key. Returns true if it equals `key`. If its length differs, only the length is read.
 template <class T>
 bool ReadsKey(Hio<T>& io, const qtString& key) {
     const unsigned int length = io.ReadCount(1);
@@ -47,7 +46,7 @@ bool ReadsKey(Hio<T>& io, const qtString& key) {
     return stored == key;
 }
 
-// Reads data, its length in front, into an empty record.
+// Reads the length of the data and the data into an empty record.
 template <class T>
 void ReadBlob(Hio<T>& io, SegBuf& data) {
     const unsigned int byte_count = io.ReadCount(1);
