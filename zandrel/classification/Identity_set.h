@@ -1,4 +1,4 @@
-// Identity_set: which identities have been met.
+// Identity_set: the identities that were met while classifying one message.
 // Not installed: the library's own.
 #ifndef ZANDREL_CLASSIFICATION_IDENTITY_SET_H_
 #define ZANDREL_CLASSIFICATION_IDENTITY_SET_H_
