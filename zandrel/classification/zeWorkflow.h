@@ -101,8 +101,8 @@ public:
     // Empties the statistics of the statistical classifiers at and below `node`, or the root for
     // null. They keep their categories. The container is then no longer compact.
     // RAISES: 2 "Process interrupted" after any classifier, unless `progress` is null. The
-    // classifiers before are then cleared, and a compact container remains compact. What loading a
-    // classifier raises.
+    // classifiers before are then cleared, and a compact container remains compact. Also what
+    // loading a classifier raises.
     void clear_statistics(zeNode* node, CTProgress* progress);
     // The same for one node. Nothing happens unless the node is statistical. Nothing interrupts.
     void clear_classifier(zeNode* node);

@@ -31,8 +31,8 @@
 // passes it down: work has it already, and private gets it without a label, since its rule lets it
 // pass. Message 2 is left out with a warning: its only way is closed by the rule of private.
 // Message 3 has two ways, so the root gets it once with two labels. Training then gives the
-// classifier of the root the messages 0, 1 and 3, that of work the same three, and that of private
-// message 1.
+// messages 0, 1 and 3 to the classifiers of the root and of work, and message 1 to the classifier
+// of private.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>

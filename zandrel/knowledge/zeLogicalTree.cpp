@@ -30,7 +30,7 @@
 // - Move football from sport to the root: only logical links change, since the same classifier
 //   decides before and after (kMoveOfLinks).
 // - Change sport to ZE_STAT: sport gets a classifier. Football and tennis leave the root's
-//   classifier and enter that of sport. Physically, the root then has the children sport and mail,
+//   classifier and enter the new one. Physically, the root then has the children sport and mail,
 //   and sport has football and tennis.
 // - Delete sport: football and tennis are deleted with it, and all three leave the root's
 //   classifier.
