@@ -10,8 +10,8 @@
 namespace zandrel::detail {
 
 // A set of addresses that only grows. It is made for each message, and mostly has one or two: the
-// first eight are in a short list that needs no memory of its own. Further ones go into a table
-// with open addressing, at most half full.
+// first eight are in a short list that needs no memory of its own. Further ones are put into a
+// table with open addressing, at most half full.
 //
 // Errors: std::bad_alloc; the set is then to be thrown away.
 class Identity_set {

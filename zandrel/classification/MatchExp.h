@@ -132,7 +132,7 @@ public:
     ArgUnion eval(DocInfo& info) const override;
 
     const int arg_count;                                  // 1 to 3
-    const std::array<std::unique_ptr<MatchExp>, 3> args;  // of which the first arg_count are set
+    const std::array<std::unique_ptr<MatchExp>, 3> args;  // the first `arg_count` are set
 
 private:
     double number(std::size_t index, DocInfo& info) const;

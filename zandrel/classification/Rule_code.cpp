@@ -603,6 +603,7 @@ private:
         return *node.args[static_cast<std::size_t>(index)];
     }
 
+    // Computes an operation on two constants with its own step, so the result is the same.
     static double number_of_constants(const Instruction& instruction) {
         const std::array<Instruction, 2> code{instruction,
                                               Instruction{.action = Action::kEnd, .step = &stop}};
@@ -639,7 +640,7 @@ private:
         enter(next);
     }
 
-    // Writes what comes between an operand and the next one.
+    // Writes the instructions between an operand and the next one.
     void prepare(Visit& visit, const MatchExp& next) {
         switch (visit.operation.form) {
             case Form::kBinary:

@@ -59,14 +59,14 @@ public:
     // Gives a known category another rule.
     // RAISES: the assertion "sw" without rules; what the class raises for the rule.
     virtual void change_category_rule(zeNode* category, const qtString& rule) = 0;
-    // Removes a category, also from the node's children. With `remove_concepts`, what it brought
-    // to the statistics of all categories is removed too.
+    // Removes a category, also from the node's children. With `remove_concepts`, its counts
+    // are also removed from the statistics of all categories together.
     // RAISES: an error of the class if it needs to know the category and does not.
     virtual void remove_category(zeNode* category, bool remove_concepts) = 0;
     // Removes what the classifier itself keeps of a category, if it knows the category. For
     // repairs: the category need not be a child.
     virtual void drop_category(zeNode* category) = 0;
-    // Builds whatever is derived from the categories, after some were removed.
+    // Builds again what the class derives from its categories, after some were removed.
     virtual void rebuild_table() = 0;
 
     zeNode* m_node;  // BORROWS: the node that it belongs to; null for a temporary classifier

@@ -43,7 +43,7 @@ public:
     enum Flag : int {
         kWord = 1,          // a concept in double quotes
         kNumber = 2,        //
-        kAlwaysPushed = 4,  // never reduces what is on the stack
+        kAlwaysPushed = 4,  // pushed without a comparison
         kDiscarded = 8,     // never reaches the output
         kKey = 16,          // $name(datatype)
         kString = 32,       // in single quotes

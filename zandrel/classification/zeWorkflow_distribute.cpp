@@ -92,6 +92,13 @@ bool is_open(zePhysicalTree& tree, zeNode* node, zeNode* child, const zeCorpus_v
     return !msg.IsNull() && !tree.is_cat_blocked(node, child, *msg);
 }
 
+void refuse_node(const qtString& text, const zeNode& node, int msg_no, bool ignore_invalid) {
+    tracef(s_trace_file, zandrel::kTraceWarning, "%s", text.c_str());
+    if (!ignore_invalid) {
+        throw qtX<zeWorkflow>(1, text, {node.m_concept.text(), qtConvertLongToString(msg_no)});
+    }
+}
+
 }  // namespace
 
 void zeWorkflow::distribute_corpus(Distribution& distribution, zeCorpus_view& view,
@@ -219,11 +226,8 @@ bool zeWorkflow::is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg) {
 }
 
 void zeWorkflow::report_invalid_node(zeNode* node, int msg_no, bool ignore_invalid) {
-    const qtString text = qtString("The KB doesn't contain a category \"") +
-                          node->m_concept.c_str() + "\" that appears in msg no. " +
-                          qtConvertLongToString(msg_no) + " of the corpus";
-    tracef(s_trace_file, zandrel::kTraceWarning, "%s", text.c_str());
-    if (!ignore_invalid) {
-        throw qtX<zeWorkflow>(1, text, {node->m_concept.text(), qtConvertLongToString(msg_no)});
-    }
+    refuse_node(qtString("The KB doesn't contain a category \"") + node->m_concept.c_str() +
+                    "\" that appears in msg no. " + qtConvertLongToString(msg_no) +
+                    " of the corpus",
+                *node, msg_no, ignore_invalid);
 }

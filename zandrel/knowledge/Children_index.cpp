@@ -128,7 +128,7 @@ void Children_index::renamed(const zeLogicalNode& child, const Concept& old_name
     }
     Places& places = list->second;
     if (places.by_id.count(child.id) == 0) {
-        return;  // It will be taken in with its new name.
+        return;  // The next search adds it with its new name.
     }
     try {
         const auto name = places.by_name.find(old_name);

@@ -147,7 +147,7 @@ private:
 using Node_numbers = Numbers<const zeNode*, zePointer_hash>;
 using Id_numbers = Numbers<unsigned int, std::hash<unsigned int>>;
 
-// Returns the children, and then the categories of the classifier that are no children.
+// Returns the children, and then the categories of the classifier that are not children.
 std::vector<zeNode*> nodes_below(const zeNode& node) {
     std::vector<zeNode*> below = node.m_children;
     if (node.m_classifier == nullptr) {

@@ -35,9 +35,8 @@
 // - Delete sport: football and tennis are deleted with it, and all three leave the root's
 //   classifier.
 // - Add a node without a rule below tennis: it becomes a fifth category of the root's classifier.
-// - Add a node with a rule below tennis: tennis first becomes a rule node, and its new switcher
-// gets
-//   the new node.
+// - Add a node with a rule below tennis: tennis first becomes a rule node, and the new node becomes
+//   the first child of its switcher.
 //
 // The two ids of a node need not be equal: a subtree that is written as a container of its own gets
 // new logical ids and keeps its physical ids. `physical_node` leads from a logical node to its

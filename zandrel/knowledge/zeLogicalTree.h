@@ -66,7 +66,7 @@ public:
     zeLogicalTree& operator=(const zeLogicalTree&) = delete;
     ~zeLogicalTree();
 
-    // Forgets all nodes and starts ids anew. The physical side is not touched.
+    // Forgets all nodes and starts ids from 1 again. The physical side is not touched.
     void Clear();
 
     // Lookups.
@@ -108,9 +108,9 @@ public:
     // RAISES: "clafer" for an unknown parent.
     // COST: as VerifyCategoryName.
     unsigned int AddLogicalNode(zeLogicalNode& node);
-    // Deletes a node with all below it. With `remove_concepts` a statistical classifier forgets
-    // what the categories brought to its table of all concepts.
-    // COST: linear in the concepts of the classifier above, which selects its features anew.
+    // Deletes a node with all below it. With `remove_concepts` a statistical classifier removes
+    // the counts of the categories from its table of all concepts.
+    // COST: linear in the concepts of the classifier above, which selects its features again.
     void DelLogicalNode(unsigned int id, bool remove_concepts);
     // Moves a node, with all below it, under another parent. The new parent may not be below the
     // node: in neither tree, neither by lists of children nor by the parents that nodes name.

@@ -29,7 +29,7 @@ struct zeNode;
 // A knowledge container: the two trees, the settings, and the registry of the objects that are in
 // memory. The manager owns them all.
 //
-// A new manager is empty. `Release()` makes it empty again, and it may then be used anew.
+// A new manager is empty. `Release()` makes it empty again, and it may then be used again.
 //
 // Threads: one at a time in the whole process, however many managers there are. Two managers share
 // concepts, whose counts are not atomic, so two threads with a manager each corrupt the heap. Only
@@ -50,8 +50,8 @@ public:
     // Takes an object out and deletes it, a zeStat_matcher together with its storage.
     // REQUIRES: not null.
     void Release(zeBase* object);
-    // Empties the container: all objects, both trees, ids start anew. Settings, version and flags
-    // keep their values. Workflows and node pointers taken before may no longer be used.
+    // Empties the container: all objects, both trees; ids start from 1 again. Settings, version and
+    // flags keep their values. Workflows and node pointers taken before may no longer be used.
     void Release();
 
     // The greatest number of classifiers in memory at once; 0 if there is no limit and all

@@ -62,7 +62,7 @@ struct ZANDREL_EXPORT zeNode {
     // Calls `remove_child`, then `add_child`: the new child is the last. False if either fails; if
     // only the second fails, the old child remains removed.
     bool replace_child(zeNode* old_child, zeNode* new_child);
-    // Unlinks all children; they stay in the tree.
+    // Unlinks all children; they remain in the tree's table.
     void remove_all_children();
 
     // Adds this node and all below it to `nodes`. Does not walk below a node that is in `nodes`

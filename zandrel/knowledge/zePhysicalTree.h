@@ -51,7 +51,8 @@ public:
     // The node's classifier, or null if the node has no classifier. All code gets classifiers by
     // this function, since a classifier may not be in memory.
     zeClassifier* get_classifier(zeNode* node);
-    // Drops a classifier from memory; its id stays at the node. Changes are lost without `io`.
+    // Deletes a classifier from memory without writing its changes; the node keeps its id. `io` is
+    // not used.
     void release_classifier(zeNode* node, zeIO* io);
     // Attaches a classifier, or null, and gives the node its type.
     void set_classifier(zeNode* node, zeClassifier* classifier);
@@ -73,7 +74,7 @@ public:
     // records each copy in `mapping` and returns the copy of `source`. If memory runs out, the
     // nodes copied so far remain, linked to each other.  REQUIRES: no list of children leads back.
     zeNode* CopySubTree(zeNode* source, zeNode* new_parent, std::map<zeNode*, zeNode*>& mapping);
-    // Forgets all nodes and starts ids anew. Classifiers are not touched.
+    // Forgets all nodes and starts ids from 1 again. Classifiers are not touched.
     void Clear();
 
     // The record. It contains no classifiers, and nodes are read without them.
