@@ -2,21 +2,20 @@
 //
 // A classifier with a thousand categories gives a thousand answers, and most walks want one result.
 // So the answers of one classifier stay in a heap, and only their best is in the frontier. When it
-// is taken, the next one comes up. A walk for k results of n answers costs n + k log n.
+// is taken, the next one enters the frontier. A walk for k results of n answers costs n + k log n.
 //
-// Where one result is wanted, a statistical classifier first gives only the answers that may be its
-// best. If the walk comes to need another, all its answers take their place.
+// If one result is wanted, a statistical classifier first gives only the answers that may be its
+// best. If the walk needs another answer later, all answers of the classifier replace them.
 //
 // Example: the root's classifier answers a = 0.9, b = 0.2, c = 0.7. The frontier has a, while b
-// and c wait. The walk takes a; then c comes up, and b waits for ever if two results are enough.
+// and c wait. The walk takes a; then c enters. If two results are enough, b never enters.
 //
-// Duplicates. A classifier may name one category twice, as two leaves of one name. Only the one
-// with the highest score counts, and of equal ones the oldest. The best comes up first, so each
-// further one is known by its identity when it comes up, and is dropped. One case needs more:
-// products of different scores can be equal after rounding, and then the name and the id decide
-// which comes up first, though the scores decide which one counts. Therefore all answers that are
-// equal in product and name are taken together, cleared of duplicates, and put in the order of
-// their ids.
+// Duplicates. A classifier may give one category twice, as two leaves of one name. Only the answer
+// with the highest score counts, and of equal scores the one with the lowest id. The best answer is
+// taken first, so each later one is recognised by its identity and dropped. One case needs more:
+// products of different scores can be equal after rounding. Then the name and the id decide which
+// answer is taken first, but the scores decide which one counts. So all answers with the same
+// product and name are taken together, cleared of duplicates, and sorted by id.
 #include "zandrel/classification/Frontier.h"
 
 #include <algorithm>
@@ -59,7 +58,7 @@ bool Ranked_answers::take(Node_score& best) {
     if (std::exchange(m_is_fresh, false) && take_first(best)) {
         return true;
     }
-    // What was taken first comes back with all answers. It is known by its identity.
+    // All answers include the one that was taken first. Its identity is in `m_taken`.
     if (m_get_all) {
         m_answers = std::exchange(m_get_all, {})();
     }
@@ -83,8 +82,9 @@ bool Ranked_answers::take(Node_score& best) {
     return true;
 }
 
-// One pass over the products, for walks that want no more than one answer: to make a heap takes
-// several times as long. A tie, and what is no way on, is left to the heap.
+// Finds the best answer in one pass over the products: making a heap takes several times as long,
+// and many walks need no second answer. Returns false for a tie, or if the walk does not follow the
+// best answer. The heap then decides.
 bool Ranked_answers::take_first(Node_score& best) {
     std::size_t first = 0;
     double product = m_answers.empty() ? 0.0 : m_score * m_answers[0].score;
@@ -142,9 +142,9 @@ void Frontier::push(const Node_score& entry) {
     enter({entry, kNoSource});
 }
 
-// Products rise with the answers only where the score is above 0. A walk with a threshold below 0
-// can come to a score below it. There, and where a classifier says that its answers are without
-// duplicates, we take the answers in the order of the set.
+// The products have the order of the answers only if the score of `from` is above 0. A walk
+// with a threshold below 0 can reach a score below 0. In this case, and if the classifier says that
+// its answers have no duplicates, we enter the answers in the order of the set.
 void Frontier::push_answers(const Node_score& from, zeResult_set& answers, double threshold,
                             Get_answers get_all) {
     if (from.score > 0.0 && !answers.deduplicated) {

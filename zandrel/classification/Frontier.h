@@ -1,4 +1,4 @@
-// Frontier: what a walk has found but not yet searched.
+// Frontier: the nodes that a walk has found and not yet searched.
 // Not installed: the library's own.
 #ifndef ZANDREL_CLASSIFICATION_FRONTIER_H_
 #define ZANDREL_CLASSIFICATION_FRONTIER_H_
@@ -19,8 +19,8 @@ struct Node_score {
     zeNode* node;
     double score;
 
-    // The highest score is taken first and, among equals, the greatest name. The lowest id settles
-    // what is left, nodes of one name, so that the order within a heap reaches no result.
+    // The highest score is taken first, among equal scores the greatest name, and among equal names
+    // the lowest id. No two nodes are equal, so the order within a heap never affects a result.
     bool operator<(const Node_score& other) const noexcept;
 };
 
@@ -28,17 +28,19 @@ struct Node_score {
 using Get_answers = std::function<std::vector<zeResult>()>;
 
 // The answers of one classifier for one message, handed out best first. Nothing is sorted: a
-// caller seldom wants more than the first few of many. See Frontier.cpp for how duplicates go.
+// caller seldom wants more than the first few of many. Frontier.cpp explains how duplicates are
+// dropped.
 class Ranked_answers {
 public:
-    // The answers of the classifier at `from`. Those are no way on whose product with the score of
-    // `from` is 0 or below `threshold` or below the threshold of the node of `from`.
+    // The answers of the classifier at `from`. The walk does not follow an answer if its product
+    // with the score of `from` is 0, below `threshold`, or below the threshold of the node of
+    // `from`.
     // REQUIRES: a score of `from` above 0.
     // `get_all`: see Frontier::push_answers.
     Ranked_answers(const Node_score& from, std::vector<zeResult> answers, double threshold,
                    Get_answers get_all);
 
-    // Takes the best that is left and returns true. Returns false if none is left.
+    // Takes the best answer that is left and returns true. Returns false if no answer is left.
     bool take(Node_score& best);
 
 private:
@@ -63,12 +65,12 @@ private:
 
     double m_score;                   // of the node that was asked
     double m_threshold;               // of the walk
-    double m_node_threshold;          // of the node that was asked, not of those that it answers
-    std::vector<zeResult> m_answers;  // those left, from the second on in a heap
-    std::vector<zeResult> m_tied;     // equals that have been put in order, the next one last
+    double m_node_threshold;          // of the node that was asked, not of its children
+    std::vector<zeResult> m_answers;  // not yet taken; a heap once `m_is_heap`
+    std::vector<zeResult> m_tied;     // answers of one tie in order, the next one last
     Identity_set m_taken;
     Get_answers m_get_all;   // empty if `m_answers` began with all of them
-    bool m_is_fresh = true;  // none has been asked for
+    bool m_is_fresh = true;  // `take` has not been called
     bool m_is_heap = false;
 };
 
@@ -77,14 +79,14 @@ private:
 class Frontier {
 public:
     void push(const Node_score& entry);
-    // Enters what the classifier at `from` has answered.
-    // `get_all`: empty if these are all the answers. Otherwise they are those that may be the best
-    // or equal to it in the product of the scores, and all are asked for only if more than the best
-    // is needed. The score of `from` is then above 0.
+    // Enters the answers of the classifier at `from`.
+    // `get_all`: empty if these are all the answers. Otherwise `answers` has only those that may be
+    // the best one or have the same product, `get_all` is called if more than the best is needed,
+    // and the score of `from` is above 0.
     void push_answers(const Node_score& from, zeResult_set& answers, double threshold,
                       Get_answers get_all = {});
 
-    // The best entry, null if there is none.  VALID UNTIL: the next call of a member.
+    // The best entry, or null if the frontier is empty.  VALID UNTIL: the next call of a member.
     const Node_score* best();
     // Takes the best entry out.  REQUIRES: there is one.
     void pop();
@@ -104,7 +106,8 @@ private:
 
     std::vector<Entry> m_heap;
     std::vector<Ranked_answers> m_sources;
-    std::size_t m_waiting = kNoSource;  // answers whose best was popped, the next not yet entered
+    std::size_t m_waiting =
+        kNoSource;  // source of the entry popped last; its next answer is not entered
 };
 
 }  // namespace zandrel::detail

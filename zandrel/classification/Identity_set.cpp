@@ -1,3 +1,5 @@
+// Up to eight identities are compared one by one. The ninth moves them into a table of 64 slots
+// with linear probing; the table doubles before it would be more than half full.
 #include "zandrel/classification/Identity_set.h"
 
 #include <algorithm>
@@ -25,7 +27,7 @@ bool Identity_set::insert(const void* identity) {
 }
 
 bool Identity_set::insert_in_table(const void* identity) {
-    // The product's high half depends on all bits of the address, of which the lowest are 0.
+    // The lowest bits of an address are 0. The high half of the product depends on all bits.
     const std::uint64_t mixed = reinterpret_cast<std::uintptr_t>(identity) * 0x9e3779b97f4a7c15U;
     const std::size_t mask = m_slots.size() - 1;
     for (std::size_t slot = (mixed >> 32U) & mask;; slot = (slot + 1) & mask) {

@@ -1,4 +1,4 @@
-// Identity_set: which identities have been met.
+// Identity_set: the identities that were met while classifying one message.
 // Not installed: the library's own.
 #ifndef ZANDREL_CLASSIFICATION_IDENTITY_SET_H_
 #define ZANDREL_CLASSIFICATION_IDENTITY_SET_H_
@@ -10,8 +10,8 @@
 namespace zandrel::detail {
 
 // A set of addresses that only grows. It is made for each message, and mostly has one or two: the
-// first eight are in a short list that needs no memory of its own. Further ones go into a table
-// with open addressing, at most half full.
+// first eight are in a short list that needs no memory of its own. Further ones are put into a
+// table with open addressing, at most half full.
 //
 // Errors: std::bad_alloc; the set is then to be thrown away.
 class Identity_set {

@@ -1,3 +1,7 @@
+// The evaluation of a rule's tree, node by node, from left to right except for a division. The
+// engine evaluates the flat code of the rule (Rule_code.cpp). That calls the functions here for
+// leaves that are neither constants, numbers of keys nor the score, and for a whole rule that saves
+// too many values.
 #include "zandrel/classification/MatchExp.h"
 
 #include <algorithm>
@@ -10,8 +14,8 @@
 
 namespace {
 
-// Two operands. A braced list is evaluated from left to right, which the operands of an operator
-// are not.
+// Two operands. C++ evaluates a braced list from left to right, and the operands of an operator in
+// any order.
 struct Numbers {
     double left;
     double right;

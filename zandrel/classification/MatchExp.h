@@ -1,4 +1,4 @@
-// MatchExp: the tree of a rule, and what it is evaluated against.
+// MatchExp: the tree of a rule, and the input of its evaluation.
 #ifndef ZANDREL_CLASSIFICATION_MATCHEXP_H_
 #define ZANDREL_CLASSIFICATION_MATCHEXP_H_
 
@@ -24,26 +24,27 @@ union ArgUnion {
     const qtString* text;
 };
 
-// What a rule is evaluated against.
+// The input of a rule.
 struct DocInfo {
     zeMsg* msg;    // BORROWS: never null
-    double score;  // with which the classifier was entered
+    double score;  // of the classifier's node in the walk; 1.0 where a rule only opens or blocks
 };
 
-// A node of a rule's tree. A node owns its operands, and a tree is at most as deep as the parser
-// lets it become, so that evaluation, copying and destruction may recurse.
+// A node of a rule's tree. A node owns its operands. The parser limits the depth of a tree
+// (RuleParser::kDeepestTree), so evaluation, copying and destruction may recurse.
 //
-// Evaluation changes nothing, allocates nothing and cannot fail for any value: a missing pair or a
-// missing bag reads as a plain value, and a division by zero gives a large number. The one thing
-// that a rule may allocate is the message's own cache, at the first look-up of a language string.
+// Evaluation cannot fail for any value: a missing pair or a missing bag reads as a plain value, and
+// a division by zero gives a large number. Evaluation changes and allocates nothing, except that
+// the first look-up of a language string may fill a cache of the message.
 //
-// Errors: a tree that no parser builds breaks an invariant; see each class for the text.
+// Errors: a tree that the parser does not build breaks an invariant; see each class for the text.
 // Threads: one at a time in the whole process, copying and destroying included: concepts and shared
 // texts are counted without a lock (see Concept and qtPtrLight).
 class ZANDREL_EXPORT MatchExp {
 public:
-    // The operations, by number. Not every number is the type of a node: the parser chooses among
-    // the equalities and the conditionals by the types of their operands.
+    // The operations, by number. A token has kBoolsEqual for each equality and kNumberConditional
+    // for each conditional. The fourth pass of the parser then chooses the operation by the types
+    // of the operands.
     enum FuncType : int {
         kNone = 0,
         kBoolToNumber = 1,
@@ -77,7 +78,8 @@ public:
     virtual ~MatchExp();
     MatchExp& operator=(const MatchExp&) = delete;
 
-    // Appends the concept operands of the expression, from left to right. By default there is none.
+    // Appends the concept operands of the expression, from left to right. The default
+    // appends nothing.
     // VALID UNTIL: the expression is destroyed.
     virtual void CollectConcepts(std::vector<zeConceptInDoc*>& concepts);
     // A deep copy.  OWNS: caller.
@@ -92,7 +94,7 @@ protected:
     MatchExp(const MatchExp&) = default;
 };
 
-// A number, a boolean or a string that stands in the rule.
+// A number, a boolean or a string that is written in the rule.
 class ZANDREL_EXPORT MatchExpConst final : public MatchExp {
 public:
     explicit MatchExpConst(double number) noexcept : value{.number = number} {}
@@ -130,7 +132,7 @@ public:
     ArgUnion eval(DocInfo& info) const override;
 
     const int arg_count;                                  // 1 to 3
-    const std::array<std::unique_ptr<MatchExp>, 3> args;  // of which the first arg_count are set
+    const std::array<std::unique_ptr<MatchExp>, 3> args;  // the first `arg_count` are set
 
 private:
     double number(std::size_t index, DocInfo& info) const;
@@ -142,15 +144,15 @@ private:
 
 // A name/value pair of the message, as a test of existence, as a number or as a string.
 //
-// A missing pair reads as false, 0.0 or the empty string, and only the test of existence tells it
-// from a present pair of that value.
+// A missing pair reads as false, 0.0 or the empty string. Only the test of existence distinguishes
+// it from a present pair with the value "0" or "".
 //
 // Errors: breaks "is_key_operation(type)" when evaluated with any other type than its three.
 class ZANDREL_EXPORT CheckNVP final : public MatchExp {
 public:
     // The parser gives each different $key(n) of a rule a slot: in `$a(n) + $b(n) * $a(n)`, "a" has
-    // slot 0 and "b" slot 1. The flat code of a rule keeps the number of a key that has a slot for
-    // its further places; a key without a slot is read at each place.
+    // slot 0 and "b" slot 1. The flat code of a rule reads a key with a slot at its first place and
+    // keeps the number for the other places. A key without a slot is read at each place.
     static constexpr int kSlotCount = 64;
     static constexpr int kNoSlot = -1;
 
@@ -166,7 +168,7 @@ public:
     const int slot;  // the same for each place of the key in a rule; or kNoSlot
 };
 
-// A concept: whether it stands in the message's current bag.
+// A concept: true if it is in the message's current bag.
 class ZANDREL_EXPORT zeConceptInDoc final : public MatchExp {
 public:
     explicit zeConceptInDoc(const Concept& sought, const Concept& second_form = Concept()) noexcept
@@ -174,7 +176,7 @@ public:
 
     // Appends itself.
     void CollectConcepts(std::vector<zeConceptInDoc*>& concepts) override;
-    // The copy has no second form: whoever gave the form, by language processing, gives it anew.
+    // The copy has no second form: the language processing that gave the form gives it again.
     MatchExp* Clone() const override;
     // COST: one or two binary searches in the bag.
     ArgUnion eval(DocInfo& info) const override;
@@ -183,21 +185,21 @@ public:
     Concept m_processed;  // a second form that is sought too; empty for none
 };
 
-// How many concepts the message's current bag holds; 0.0 without a bag.
+// The number of concepts in the message's current bag; 0.0 without a bag.
 class ZANDREL_EXPORT zeConceptCount final : public MatchExp {
 public:
     MatchExp* Clone() const override;
     ArgUnion eval(DocInfo& info) const override;
 };
 
-// The score with which the classifier was entered.
+// The score of the classifier's node, as in DocInfo.
 class ZANDREL_EXPORT zeStatMatchValue final : public MatchExp {
 public:
     MatchExp* Clone() const override;
     ArgUnion eval(DocInfo& info) const override;
 };
 
-// Whether the message has nothing in any of its bags, whichever is current.
+// True if all bags of the message are empty or missing, the current one and the others.
 class ZANDREL_EXPORT zeEmptyBodyMessage final : public MatchExp {
 public:
     MatchExp* Clone() const override;

@@ -6,16 +6,9 @@
 // constant, a key, the score, or another leaf of the tree. Only operands that have operations of
 // their own need instructions in front.
 //
-// One rule on its way. The text
-//
-//     $a(n) * 2 + 1 > ($b(n) - parent_score) & !"spam"
-//
-// becomes these tokens in reverse Polish notation, each operator behind its operands:
-//
-//     $a(n)  2  *  1  +  $b(n)  parent_score  -  >  "spam"  !  &  $end
-//
-// The check of types finds that the rule is a boolean, where a number is wanted, so the tree gets a
-// conversion at its root:
+// zeRule_parser.cpp shows how the parser makes this tree of the rule
+// `$a(n) * 2 + 1 > ($b(n) - parent_score) & !"spam"`. Its root converts the boolean result to a
+// number:
 //
 //     boolean to number
 //       and
@@ -26,7 +19,7 @@
 //           difference: $b(n), parent_score
 //         not: "spam"
 //
-// and the code is
+// The code is
 //
 //     0  multiplication     key a, constant 2
 //     1  addition           last result, constant 1
@@ -37,17 +30,27 @@
 //     6  boolean to number  last result
 //     7  end
 //
-// Instruction 2 leaves the last result alone, so 3 finds the sum there. If the right side of ">"
-// had more than one operation, the sum would be saved into place 0 first. Instruction 4 leaves out
-// "spam", as "and" does if its left operand is false; the last result is false then.
+// Evaluation. The message has the pairs a = 3 and b = 5 and lacks "spam", and the score is 0.5:
+//
+//     instruction      0     1     2              3      4           5      6
+//     last result      6     7     7              true   true        true   1.0
+//     place 0                      5 - 0.5 = 4.5  (7 > 4.5)  (no jump)
+//
+// The value of the rule is 1.0. With a = 1 the sum is 3. Then 3 is false, 4 jumps to 6, and the
+// value is 0.0.
+//
+// Instruction 2 does not change the last result, so 3 finds the sum there. If the right side of ">"
+// had more than one operation, the sum would be saved into place 0 first. Instruction 4 skips the
+// right operand of "and" if the left one is false; the last result is then false.
 //
 // Keys that are read as numbers have slots, numbered by the parser. The first reading of a key
 // keeps its number in the slot, and the further ones take it from there.
 //
 // BM_EvaluateRule_Arithmetic of bench/rules_bench.cpp measures this code, and
 // BM_EvaluateTree_Arithmetic the evaluation of the tree: with keys, 1, 10 and 100 operators
-// take 5, 20 to 27 and 87 to 103 ns, and 8, 77 and 1,470 ns by the tree. The tree remains for those
-// who look at the parts of a rule. It also evaluates a rule that saves too many values.
+// take 5, 20 to 27 and 87 to 103 ns, and 8, 77 and 1,470 ns by the tree. The tree remains for code
+// that reads the parts of a rule, such as its concepts. It also evaluates a rule that saves too
+// many values.
 #include "zandrel/classification/Rule_code.h"
 
 #include <array>
@@ -70,19 +73,19 @@ using Source = Rule_code::Source;
 // has its places on the stack. Few rules save more than two.
 constexpr std::size_t kPlaceCount = 32;
 
-// After so many instructions there is a pause.
+// The greatest number of instructions between two pauses.
 constexpr std::size_t kLongestRun = 256;
 
-// So many values of Source.
+// The number of values of Source.
 constexpr std::size_t kSourceCount = 7;
 static_assert(static_cast<std::size_t>(Source::kLeaf) + 1 == kSourceCount);
 
 enum class Type { kNumber, kBoolean, kText };
 
-// How the instructions of an operation are put between those of its operands.
+// The order of an operation's instructions and its operands' instructions.
 enum class Form { kUnary, kBinary, kShortCircuit, kConditional, kLeaf };
 
-// What the compiler has to know of an operation of the tree.
+// The properties of an operation that Rule_compiler needs.
 struct Operation {
     Form form;
     Type operands;  // of a conditional: its branches, and its value
@@ -138,7 +141,7 @@ Operation operation_of(MatchExp::FuncType func) noexcept {
         case MatchExp::kTextConditional:
             return {Form::kConditional, Type::kText, Action::kJump};
         default:
-            // Its own evaluation breaks the invariant.
+            // Evaluating this node breaks an invariant, as in the tree.
             return {Form::kLeaf, Type::kNumber, Action::kLoadNumber};
     }
 }
@@ -155,7 +158,7 @@ Action save_of(Type type) noexcept {
                : (type == Type::kBoolean ? Action::kSaveBoolean : Action::kSaveText);
 }
 
-// The operations on two numbers whose result is a number, but for the division.
+// The operations on two numbers whose result is a number, except for the division.
 template <Action action>
 double calculate(double left, double right) noexcept {
     if constexpr (action == Action::kGreaterOf) {
@@ -176,11 +179,12 @@ double calculate(double left, double right) noexcept {
 // One evaluation: the values that instructions leave for later ones.
 class Rule_evaluation {
 public:
-    // Leaves all else as it is: each is written before it is read, and a rule needs little of it.
+    // Does not initialise the other members: each is written before it is read, and a rule uses few
+    // of the places and slots.
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
     explicit Rule_evaluation(DocInfo& info) noexcept : m_info(info) {}
 
-    // Most rules are arithmetic, which needs no more than this.
+    // In a rule of arithmetic only, the first run of steps ends at kEnd.
     double run(const Instruction* code) {
         const double result = code->step(0.0, code, *this);
         return m_stop->action == Action::kEnd ? result : run_on(code, result);
@@ -273,8 +277,8 @@ private:
     std::array<ArgUnion, kPlaceCount> m_saved;
 };
 
-// Equality is exact, as everywhere among the engine's numbers. Operands are read from left to
-// right, but for those of a division.
+// Executes the instructions that have no step of their own, from `m_stop` on. Equality is exact, as
+// everywhere among the engine's numbers. Operands are read from left to right.
 double Rule_evaluation::run_on(const Instruction* code, double result) {
     while (true) {
         const Instruction& now = *m_stop;
@@ -379,7 +383,7 @@ double go_on(double result, const Instruction* now, Rule_evaluation& evaluation)
     return now[1].step(result, now + 1, evaluation);
 }
 
-// The step of all other instructions.
+// The step of all other instructions: returns to `run` or `run_on`.
 double stop(double result, const Instruction* now, Rule_evaluation& evaluation) {
     evaluation.stop_at(now);
     return result;
@@ -390,7 +394,7 @@ double number_of(double result, const Instruction* now, Rule_evaluation& evaluat
     if constexpr (action == Action::kDivision) {
         double right = evaluation.number<right_source>(now->right, result);
         if constexpr (right_source != Source::kConstant) {
-            right = divisor(right);  // The compiler has done so with a constant.
+            right = divisor(right);  // Rule_compiler has replaced a constant 0.
         }
         return evaluation.number<left_source>(now->left, result) / right;
     } else {
@@ -486,7 +490,7 @@ constexpr Steps kSteps{
     usual_steps<action>(std::make_index_sequence<kSourceCount * kSourceCount>()),
     aside_steps<action>(std::make_index_sequence<kSourceCount * kSourceCount>())};
 
-// Null for what is no arithmetic.
+// Null if this is not an operation on two numbers whose result is a number.
 const Steps* steps_of(Action action) noexcept {
     switch (action) {
         case Action::kGreaterOf:
@@ -553,12 +557,12 @@ Operand operand_of_number(double number) noexcept {
     return operand;
 }
 
-// Writes the code of a tree. It walks the tree with a stack of its own: `m_visits` has the
-// operations that have been entered and are not finished, `m_results` the operands that their
-// finished operands have become.
+// Writes the code of a tree. It walks the tree without recursion. `m_visits` is the stack of the
+// operations that were entered and are not finished. `m_results` says where the values of their
+// finished operands are.
 //
-// At most the last of the operands in `m_results` is the last result: before further instructions
-// are written, an operand in the last result is saved.
+// Only the last operand in `m_results` can be the last result, since an operand in the last result
+// is saved before further instructions are written.
 class Rule_compiler {
 public:
     explicit Rule_compiler(std::vector<Instruction>& code) noexcept : m_code(code) {}
@@ -582,7 +586,7 @@ private:
         const MatchExpNode* node;
         Operation operation;
         int done = 0;                 // operands that have been entered
-        std::uint64_t kept = 0;       // m_kept where this is not sure to be evaluated further
+        std::uint64_t kept = 0;       // m_kept before operands that may be skipped
         std::size_t first_jump = 0;   // of a condition, or of a short circuit
         std::size_t second_jump = 0;  // from behind the first branch
     };
@@ -599,6 +603,7 @@ private:
         return *node.args[static_cast<std::size_t>(index)];
     }
 
+    // Computes an operation on two constants with its own step, so the result is the same.
     static double number_of_constants(const Instruction& instruction) {
         const std::array<Instruction, 2> code{instruction,
                                               Instruction{.action = Action::kEnd, .step = &stop}};
@@ -635,7 +640,7 @@ private:
         enter(next);
     }
 
-    // Writes what comes between an operand and the next one.
+    // Writes the instructions between an operand and the next one.
     void prepare(Visit& visit, const MatchExp& next) {
         switch (visit.operation.form) {
             case Form::kBinary:
@@ -742,8 +747,8 @@ private:
         }
     }
 
-    // Saves the last operand, where the instructions that follow would change it. The value of a
-    // key or of the score is the same whenever it is read.
+    // Saves the last operand if it is the last result or a leaf, since instructions for the next
+    // operand follow. A key, a constant and the score have the same value whenever they are read.
     void keep(Type type) {
         Operand& operand = m_results.back();
         if (operand.source == Source::kLeaf) {
@@ -751,7 +756,7 @@ private:
         } else if (operand.source != Source::kResult) {
             return;
         }
-        // Code that saves more is dropped, so the place may be any.
+        // Code with more than kPlaceCount places is dropped, so any place will do there.
         operand = {.source = Source::kSaved,
                    .slot = static_cast<std::uint8_t>(m_saved % kPlaceCount)};
         add({.action = save_of(type), .left = operand});

@@ -15,8 +15,8 @@ class Rule_evaluation;
 // A list of instructions that computes what `tree.eval(info).number` computes, to the last bit.
 // Rule_code.cpp explains it with an example.
 //
-// Operands that have no operation below them are read through the tree, so a second form that a
-// concept gets later counts at once.
+// Concepts are looked up through the tree, so a second form that a concept gets later counts at
+// once.
 //
 // Threads: as MatchExp.
 class Rule_code {
@@ -29,8 +29,8 @@ public:
     // COST: no allocation; each key that has a slot is read as a number only once.
     double evaluate(DocInfo& info) const;
 
-    // Where an operand is. The last result is the value that the instruction before has computed,
-    // or a jump has brought along.
+    // Where an operand is. kResult means the last result: the value that the instruction executed
+    // before has left, also if that is a jump.
     enum class Source : std::uint8_t {
         kResult,
         kConstant,
@@ -82,8 +82,8 @@ public:
 
     struct Instruction;
 
-    // Does the work of `now` and of what follows, as far as that computes numbers from numbers.
-    // `result`: the last number. Returns the last number then.
+    // Executes `now` and the instructions behind it, as long as they compute numbers from numbers.
+    // `result`: the last number before. Returns the last number after.
     using Step = double (*)(double result, const Instruction* now, Rule_evaluation& evaluation);
 
     struct Instruction {

@@ -10,8 +10,8 @@
 
 namespace zandrel::detail {
 
-// The comparisons of the two extremes are written out, since std::max and std::min treat equal
-// operands, and those that are not numbers, in another way.
+// `lesser_of` returns the right one of two equal operands, so `-0.0 ^ 0.0` is 0.0; std::min would
+// return the left one. `greater_of` does what std::max does and is written out beside it.
 inline double greater_of(double left, double right) noexcept {
     return left < right ? right : left;
 }
@@ -20,15 +20,14 @@ inline double lesser_of(double left, double right) noexcept {
     return right <= left ? right : left;
 }
 
-// What to divide by: a divisor of exactly 0 is replaced, so that the quotient is a large number of
-// the dividend's sign.
+// Returns the number to divide by: 1e-9 in place of exactly 0, so that 6 / 0 is about 6e9.
 inline double divisor(double number) noexcept {
     constexpr double kLeastDivisor = 1e-09;
     return number == 0.0 ? kLeastDivisor : number;
 }
 
-// An empty text is found by the search that ignores case and not by the other. The asymmetry is
-// part of the language: rules that read pairs which may be empty depend on it.
+// The search that ignores case finds an empty text, and this one does not. The difference is part
+// of the language: rules that read pairs which may be empty depend on it.
 inline bool is_substring(const qtString& text, const qtString& sought) noexcept {
     return !sought.empty() && text.view().find(sought.view()) != std::string_view::npos;
 }

@@ -1,3 +1,5 @@
+// The parts of zeClassifier that all classifiers share: the start of the record, and children that
+// are open unless a class says otherwise.
 #include "zandrel/classification/zeClassifier.h"
 
 #include "zandrel/knowledge/zeNode.h"

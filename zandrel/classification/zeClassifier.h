@@ -1,4 +1,4 @@
-// zeClassifier: what sits at an inner node and chooses among its children.
+// zeClassifier: the object at an inner node that chooses among the node's children.
 #ifndef ZANDREL_CLASSIFICATION_ZECLASSIFIER_H_
 #define ZANDREL_CLASSIFICATION_ZECLASSIFIER_H_
 
@@ -25,17 +25,18 @@ public:
     void Dump(Hio<HSegment>& io) const override;
 
     // Adds (child, factor) to `results` for each child that it selects; the walk multiplies the
-    // factor by the node's score. A factor goes in only if `results` accepts it.
+    // factor by the node's score. A factor is added only if `results` accepts it.
     // `node_score`: the score that the walk has reached at this node.
-    // `use_thresholds`: apply the nodes' own thresholds, as the kind of classifier does.
+    // `use_thresholds`: also apply the nodes' own thresholds, in the way of the class.
     virtual void classify(zeMsg& msg, zeResult_set& results, double node_score,
                           bool use_thresholds) = 0;
-    // Whether the way from here to a child is closed for this message. It is open by default.
+    // Returns whether the way from the node to a child is closed for this message. The default is
+    // false: every way is open.
     virtual bool is_cat_blocked(zeNode* const& child, zeMsg& msg);
-    // Appends the nodes that this classifier can yield.
+    // Appends the nodes that this classifier can select.
     virtual void get_all_categories(std::vector<zeNode*>& cats) = 0;
-    // Rewrites every node pointer held through the map, after a subtree has been copied. A pointer
-    // missing from the map becomes null, and the map gains it.
+    // Replaces each node pointer of the classifier by its entry in the map, after a subtree was
+    // copied. A pointer that is not in the map becomes null and is added to the map.
     virtual void global_replace(std::map<zeNode*, zeNode*>& replacement) = 0;
 
     // The functions that an edit of the tree needs. Only the logical tree calls them: its edits and
@@ -46,7 +47,8 @@ public:
     // category is added without a rule, and categories can move to another classifier without
     // rules.
     virtual bool has_rules() const = 0;
-    // About the number of categories. The tree only uses it to choose the shorter of two searches.
+    // The approximate number of categories. The tree uses it only to choose the shorter of two
+    // searches.
     virtual std::size_t category_count() const = 0;
     // Returns whether the node is one of the categories.
     virtual bool knows(zeNode* category) const = 0;
@@ -57,17 +59,17 @@ public:
     // Gives a known category another rule.
     // RAISES: the assertion "sw" without rules; what the class raises for the rule.
     virtual void change_category_rule(zeNode* category, const qtString& rule) = 0;
-    // Removes a category, also from the node's children. With `remove_concepts`, what it brought
-    // to the statistics of all categories is removed too.
+    // Removes a category, also from the node's children. With `remove_concepts`, its counts
+    // are also removed from the statistics of all categories together.
     // RAISES: an error of the class if it needs to know the category and does not.
     virtual void remove_category(zeNode* category, bool remove_concepts) = 0;
     // Removes what the classifier itself keeps of a category, if it knows the category. For
     // repairs: the category need not be a child.
     virtual void drop_category(zeNode* category) = 0;
-    // Builds whatever is derived from the categories, after some were removed.
+    // Builds again what the class derives from its categories, after some were removed.
     virtual void rebuild_table() = 0;
 
-    zeNode* m_node;  // BORROWS: the node at which it sits; null for a temporary classifier
+    zeNode* m_node;  // BORROWS: the node that it belongs to; null for a temporary classifier
 
 protected:
     zeClassifier(zeManager* manager, zeNode* node) : zeBase(manager), m_node(node) {}

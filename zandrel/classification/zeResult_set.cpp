@@ -1,3 +1,5 @@
+// Removing duplicates from results, and ordering them. Both first look whether there is anything to
+// do: a walk finds its results best first, and seldom one category twice.
 #include "zandrel/classification/zeResult_set.h"
 
 #include <algorithm>
@@ -12,8 +14,8 @@ std::uintptr_t address_of(const void* identity) {
     return reinterpret_cast<std::uintptr_t>(identity);
 }
 
-// Score descending, then name descending. The id settles what is left, inner nodes of one name,
-// so that the order never depends on addresses.
+// Score descending, then name descending. Inner nodes of one name are ordered by id, so the order
+// never depends on addresses.
 bool is_better(const zeResult& left, const zeResult& right) {
     if (left.score != right.score) {
         return left.score > right.score;
@@ -24,7 +26,7 @@ bool is_better(const zeResult& left, const zeResult& right) {
     return left.node->m_node_id < right.node->m_node_id;
 }
 
-// Of two leaves of one category with one score the older stays, in every run.
+// Of two leaves of one category with equal scores, the one with the lower id remains.
 bool survives_before(const zeResult& left, const zeResult& right) {
     if (greater_cat(left, right)) {
         return true;
@@ -88,7 +90,7 @@ zeResult& zeResult_set::get_result(int rank) {
 
 void zeResult_set::eliminate_duplicated_results() {
     if (results.size() >= 2) {
-        // Only a node that is reached in two ways, or a category at two places, is there twice.
+        // Duplicates are rare: a node that was reached in two ways, or a category with two leaves.
         if (has_duplicates(results)) {
             std::sort(results.begin(), results.end(), survives_before);
             clear_duplicates(results);
@@ -101,7 +103,7 @@ void zeResult_set::eliminate_duplicated_results() {
 
 void zeResult_set::sort_best_first() {
     sorted = true;
-    // A walk adds its results in this order. Results above the maximum are erased here too.
+    // A walk usually adds its results in this order.
     if (std::is_sorted(results.begin(), results.end(), is_better)) {
         if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
             results.resize(static_cast<std::size_t>(max_results));

@@ -1,4 +1,4 @@
-// zeResult_set: what a classification yields.
+// zeResult_set: the results of a classification.
 #ifndef ZANDREL_CLASSIFICATION_ZERESULT_SET_H_
 #define ZANDREL_CLASSIFICATION_ZERESULT_SET_H_
 
@@ -8,7 +8,7 @@
 
 struct zeNode;
 
-// One category and its score, 0..1 in a walk as long as classifiers yield factors of at most 1.
+// A node and its score. In a walk the score is at most 1, unless a rule has a value above 1.
 struct zeResult {
     zeNode* node = nullptr;  // BORROWS: a node of the physical tree
     double score = 0.0;
@@ -21,9 +21,9 @@ struct zeResult {
 //     workflow->classify(msg, results, true, false);
 //     for (int rank = 0; rank < results.count(); ++rank) { use(results.get_result(rank)); }
 //
-// Duplicates are removed and results sorted when the first one is asked for, best first and, among
-// equal scores, the greatest name first. `count()` before that may still count duplicates: ask for
-// `eliminate_duplicated_results()` first where the number matters.
+// The first `get_result` removes duplicates and sorts the results: best first and, among equal
+// scores, the greatest name first. Before that, `count()` may count duplicates: call
+// `eliminate_duplicated_results()` first if the number matters.
 class ZANDREL_EXPORT zeResult_set {
 public:
     // `wanted_threshold`: results below it are not wanted; one at it must be above 0.
@@ -31,7 +31,7 @@ public:
     zeResult_set(double wanted_threshold, int wanted_results)
         : threshold(wanted_threshold), max_results(wanted_results) {}
 
-    // Whether a score is good enough: above the threshold, or equal to it and above 0.
+    // Returns whether a score is good enough: above the threshold, or equal to it and above 0.
     bool accepts(double score) const noexcept {
         return score > threshold || (score == threshold && score > 0.0);
     }
@@ -45,8 +45,8 @@ public:
 
     // The number of results, at most `max_results` unless that is negative.
     int count() const noexcept;
-    // The result at a rank, from 0. The first call removes duplicates, sorts, and erases for good
-    // what goes past `max_results`.
+    // The result at a rank, from 0. The first call removes duplicates, sorts, and erases the
+    // results behind the first `max_results`.
     // REQUIRES: 0 <= rank < count().   VALID UNTIL: the next change of the set.
     zeResult& get_result(int rank);
     // Keeps the best result of each category. The order afterwards is arbitrary.
@@ -55,7 +55,7 @@ public:
     std::vector<zeResult> results;
     double threshold;
     bool sorted = true;
-    bool sort_results = true;  // `get_result` sorts
+    bool sort_results = true;  // false: `get_result` does not sort
     bool deduplicated = false;
     int max_results;
 

@@ -1,3 +1,5 @@
+// A rule is parsed and compiled when it is made. A copy clones the tree instead of parsing again,
+// but needs its own code, since code points into its tree.
 #include "zandrel/classification/zeRule_checker.h"
 
 #include <utility>
@@ -20,7 +22,7 @@ Rule_checker::Rule_checker(const Rule_checker& other)
 Rule_checker::~Rule_checker() = default;
 
 Rule_checker& Rule_checker::operator=(const Rule_checker& other) {
-    // Not even a copy of itself: that would drop the second forms.
+    // Assignment to itself does nothing: a copy would drop the second forms.
     if (this != &other) {
         Rule_checker copy(other);
         std::swap(m_text, copy.m_text);

@@ -16,7 +16,7 @@ class Rule_code;
 // tree and evaluated. It is a value and is never without a tree: each constructor parses, and a
 // text that does not parse leaves no object.
 //
-// Errors: raises qtX<RuleParser> 0, see zeRule_parser.h, and is then as it was.
+// Errors: qtX<RuleParser> 0, see zeRule_parser.h; the object is then unchanged.
 // Threads: as MatchExp.
 class ZANDREL_EXPORT Rule_checker {
 public:
@@ -31,16 +31,15 @@ public:
     // Replaces the rule.
     void SetString(const qtString& text);
 
-    // Whether the texts are the same, byte by byte; second forms play no part.
+    // Compares the texts byte by byte. Second forms are not compared.
     bool operator==(const Rule_checker& other) const noexcept { return m_text == other.m_text; }
 
-    // The rule's value for a message. It passes through as it is: it may be above 1, below 0, or
-    // no number at all, as "inf" in a pair can bring about. Who asks whether a rule fires compares
-    // by `value > 0` or `value >= threshold`, never by the negation of the opposite, so that what
-    // is no number neither fires nor unblocks.
+    // Returns the rule's value for a message, unchanged: it may be above 1, below 0, or not a
+    // number, for example `$a(n) - $a(n)` with "inf" in the pair. A caller that asks whether the
+    // rule fires compares by `value > 0` or `value >= threshold`, never by the negation of the
+    // opposite. So a value that is not a number neither fires nor opens a way.
     // REQUIRES: `info.msg` is not null and its pairs are sorted.  COST: no allocation; linear in
-    // the rule, with a binary search for each concept. A key is not read as a number again where it
-    // has been read for sure.
+    // the rule, with a binary search for each concept.
     double Evaluate(DocInfo& info) const;
 
     // VALID UNTIL: this is changed or destroyed.

@@ -9,15 +9,17 @@
 #include "zandrel/foundation/qtString.h"
 
 // The parser of rules: four passes over a list of tokens, each of which may be called by itself.
-// It is never made: all members are static, and parsing leaves no state behind.
+// There are no objects of it: all members are static, and parsing leaves no state behind.
+// zeRule_parser.cpp follows one rule through the passes.
 //
-// Types are single letters: 'n' a number, 'b' a boolean, 's' a string. A boolean is taken where a
-// number is wanted, and nothing else converts. A signature is a text of such letters, the result's
-// first and then the operands' in order; '=' in it stands for one type that the operands settle.
+// Types are single letters: 'n' a number, 'b' a boolean, 's' a string. A boolean is converted where
+// a number is wanted; there is no other conversion. A signature is a text of such letters, the
+// result's first and then the operands' in order. '=' in it is one type that the operands decide.
+// Examples: "bnn" compares two numbers; "b==" compares two operands of one type.
 //
 // Errors: everything that a rule's author can get wrong raises qtX<RuleParser> 0 with one of the
-// texts at the passes below; nothing is left behind. Broken invariants, which no text brings about,
-// are named at construct_expression_classes.
+// texts at the passes below; nothing is left behind. No text breaks an invariant, but a list of
+// tokens that other code has made can: see construct_expression_classes.
 // Threads: one at a time in the whole process, since parsing makes concepts. `verification_func` is
 // process-wide.
 class ZANDREL_EXPORT RuleParser {
@@ -41,7 +43,7 @@ public:
     enum Flag : int {
         kWord = 1,          // a concept in double quotes
         kNumber = 2,        //
-        kAlwaysPushed = 4,  // never reduces what is on the stack
+        kAlwaysPushed = 4,  // pushed without a comparison
         kDiscarded = 8,     // never reaches the output
         kKey = 16,          // $name(datatype)
         kString = 32,       // in single quotes
@@ -54,7 +56,7 @@ public:
         int precedence = 0;  // lower binds tighter
         int kind = kOperand;
         int flags = 0;
-        int arity = 0;  // operands that it takes from the stack; means nothing for an operand
+        int arity = 0;  // operands that it takes; has no meaning for an operand
         MatchExp::FuncType func = MatchExp::kNone;
         char datatype = 0;             // the letter of a key as it was written; otherwise 0
         int slot = CheckNVP::kNoSlot;  // of the number of a $key(n), set by the fourth pass
@@ -63,7 +65,7 @@ public:
     // The tree of a rule, whose value is a number: a boolean rule gives 1.0 or 0.0. A zero byte
     // ends the text.
     // OWNS: caller.  RAISES: what the passes raise.
-    // COST: linear in the text, and one comparison with each row of the token table a token.
+    // COST: linear in the text, and for each token one comparison with each row of the token table.
     static MatchExp* ExpressionToNumericMatcher(const qtString& text);
 
     // First pass. Appends "$start", the tokens of the text, and "$end" with `result_signature`: a
@@ -77,13 +79,13 @@ public:
     // RAISES: "Missing bracket after function"; "Invalid datatype in $key(datatype)"; "Missing end
     // bracket in $key(datatype)"; "Invalid token at: " and the rest; what extract_to_end raises.
     static bool get_next_token(char** position, ExprToken& token);
-    // Appends to the token's text what stands between the byte at `*position` and `delimiter`, and
-    // moves behind the delimiter. A backslash is dropped and the byte after it is text.
+    // Appends to the token's text the bytes after the one at `*position`, up to `delimiter`, and
+    // moves behind the delimiter. A backslash is dropped, and the byte after it is text.
     // RAISES: "Missing delimiter at: " and "Missing word at: ", each with the rest.
     static void extract_to_end(char** position, char delimiter, ExprToken& token);
 
     // Second pass. Appends the tokens to `output` in the order in which they are evaluated, "$end"
-    // last; "$start", brackets and separators go.
+    // last; "$start", brackets and separators are dropped.
     // REQUIRES: `tokens` as the first pass makes them.
     // RAISES: "Invalid tokens: ", a token, " , " and the one that may not follow it.
     static void reverse_polish_notation(std::vector<ExprToken>& tokens,
@@ -114,8 +116,8 @@ public:
     static MatchExp* recursive_construct(std::vector<ExprToken>& output, int& position, char& type);
 
     // Sees each key of a rule with its datatype, in the order of evaluation, while the rule is
-    // parsed; false refuses the rule. Null, as it is at first, lets every key pass. Who sets it
-    // resets it, and nothing else may parse in between.
+    // parsed; false refuses the rule. If it is null, as at first, every key passes. The code that
+    // sets it also resets it, and nothing else may parse in between.
     static bool (*verification_func)(const char* key, char datatype);
 };
 

@@ -1,4 +1,5 @@
-// The fourth pass: reverse Polish notation to a tree.
+// The fourth pass: reverse Polish notation to a tree. The list is read from its end, where the root
+// is: each token is followed, towards the front, by its operands, the last operand first.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <array>
@@ -32,7 +33,7 @@ MatchExp::FuncType key_operation(const ExprToken& token) {
 
 Tree make_keyword(const ExprToken& token) {
     const std::string_view text = token.text.view();
-    // Two names of one value: rules of either kind are in use.
+    // Two names of one value: rules with either name are in use.
     if (text == "parent_score" || text == "stat_matching") {
         return std::make_unique<zeStatMatchValue>();
     }
@@ -46,8 +47,8 @@ Tree make_keyword(const ExprToken& token) {
     return std::make_unique<MatchExpConst>(text == "true");
 }
 
-// Inlined, this and the other two would make the frame of recursive_construct many times as large,
-// and there are as many of these frames as a tree is deep.
+// Not inlined, like the other two functions with this attribute: they would make the frame of
+// recursive_construct many times as large, and a deep tree needs one such frame for each level.
 [[gnu::noinline]] Tree make_operand(const ExprToken& token) {
     if ((token.flags & RuleParser::kWord) != 0) {
         return std::make_unique<zeConceptInDoc>(Concept::insert(token.text));
@@ -85,7 +86,7 @@ Tree make_node(MatchExp::FuncType func, Operands& operands) {
                                           std::move(operands[2]));
 }
 
-// There is no inequality: "!=" is the negation of an equality.
+// The tree has no inequality: "!=" becomes the negation of an equality.
 Tree make_equality(const ExprToken& token, Operands& operands) {
     const MatchExp::FuncType func = choose(token.signature[1], MatchExp::kNumbersEqual,
                                            MatchExp::kBoolsEqual, MatchExp::kTextsEqual);
@@ -146,7 +147,7 @@ Tree make_signed(const ExprToken& token, Operands& operands) {
     operand = std::make_unique<MatchExpNode>(MatchExp::kBoolToNumber, std::move(operand));
 }
 
-// Gives each different key that is read as a number a slot, as long as there are any.
+// Gives each different key that is read as a number a slot, as long as slots are left.
 void number_keys(std::vector<ExprToken>& output) {
     std::map<std::string_view, int> slots;
     for (ExprToken& token : output) {

@@ -1,4 +1,5 @@
-// The second pass: tokens to reverse Polish notation.
+// The second pass: tokens to reverse Polish notation, with a stack of tokens that are compared by
+// precedence. zeRule_parser.cpp has an example.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <array>
@@ -12,8 +13,8 @@ using ExprToken = RuleParser::ExprToken;
 
 enum Action { kRefuse, kCompare, kRemoveBrackets, kFinish };
 
-// What to do, by the kind of the token on top of the stack (row) and of the current one (column),
-// each in the order of RuleParser::Kind.
+// The action for each kind of the token on top of the stack (row) and of the current token
+// (column), both in the order of RuleParser::Kind.
 // clang-format off
 constexpr std::array<std::array<Action, 5>, 5> kActionTable = {{
     {kRefuse,  kCompare, kRefuse,  kCompare,        kCompare},  // operand

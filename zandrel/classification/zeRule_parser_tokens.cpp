@@ -1,4 +1,5 @@
-// The first pass: the text of a rule to tokens.
+// The first pass: the text of a rule to tokens. A table has the tokens with a fixed text; concepts,
+// strings, keys and numbers are recognised by their first byte.
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <array>
@@ -13,7 +14,7 @@ namespace {
 
 using ExprToken = RuleParser::ExprToken;
 
-// What a token starts as.
+// The fields with which a token starts.
 struct Prototype {
     std::string_view text;
     int precedence;
@@ -28,9 +29,9 @@ constexpr int kSign = 0;
 constexpr int kBinarySignPrecedence = 4;
 constexpr int kUnarySignPrecedence = 2;
 
-// The tokens that are written as they stand. The order is semantics: rows are tried from top to
-// bottom and the first whose text the input begins with wins, whatever follows it. So "<=" stands
-// before "<", and "value" is the token "v" and then "alue".
+// The tokens with a fixed text. Their order matters: rows are tried from top to bottom, and the
+// input is the first token with whose text it begins, whatever follows. So "<=" is before "<", and
+// "value" is the token "v" and then "alue", which is refused.
 // clang-format off
 constexpr std::array kTokenTable = std::to_array<Prototype>({
     {"(",                  20,    "",     RuleParser::kOpeningBracket, RuleParser::kAlwaysPushed | RuleParser::kDiscarded, MatchExp::kNone},

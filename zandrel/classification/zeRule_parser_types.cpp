@@ -1,4 +1,5 @@
-// The third pass: whether a list in reverse Polish notation makes sense, and the types in it.
+// The third pass: checks that a list in reverse Polish notation is one expression of matching
+// types, and decides the types that signatures leave open ('=').
 #include "zandrel/classification/zeRule_parser.h"
 
 #include <algorithm>
@@ -39,14 +40,14 @@ void check_operations(const std::vector<ExprToken>& output) {
     }
 }
 
-// A partial tree: what its result is, and how many objects stand one above the other in it.
+// A partial tree: its depth in objects, and the type of its result.
 struct Nested {
     int levels;
     char type;
 };
 
-// "$end" leaves no object, and "!=" leaves two. A sign "+" leaves none either but counts all the
-// same, since the passes recurse into it.
+// "$end" makes no object, and "!=" makes two. A sign "+" makes no object but counts as one, since
+// the passes recurse into it.
 int own_levels(const ExprToken& token) noexcept {
     if (token.kind == RuleParser::kBorder) {
         return 0;
@@ -109,8 +110,8 @@ void RuleParser::validate_polish_notation(std::vector<ExprToken>& output) {
         refuse("Empty expression");
     }
     check_operations(output);
-    // Before the types are settled, as settling them recurses, and once more when it is known
-    // where a boolean is converted, which takes an object too.
+    // The depth is checked before the types are settled, since settling them recurses. It is
+    // checked again when we know which booleans are converted: a conversion is an object too.
     check_nesting(output);
     int position = static_cast<int>(output.size()) - 1;
     recursive_type_check(output, position);

@@ -1,3 +1,6 @@
+// The rules of a switcher: records, edits and evaluation. A child has a rule in `m_rules` or is
+// `m_default`, never both. `m_rules` has no order, so every result has to be the same in any order:
+// all rules are evaluated, also after one has fired.
 #include "zandrel/classification/zeSwitcher.h"
 
 #include <algorithm>
@@ -58,8 +61,8 @@ void zeSwitcher::change_rule(zeNode*& cat, const qtString& text) {
     if (!has_rule(cat)) {
         throw qtX<zeSwitcher>(2, "Category not found in classifier", names_of(cat));
     }
-    // `cat` may be one of the places that change here: `m_default`, or a slot of the children. And
-    // `text` may be that of the rule that goes, so that rule lives to the end.
+    // `cat` may be a reference to `m_default` or to an element of the children, which change here,
+    // so we copy it. `text` may be the text of the old rule, so we keep the old rule to the end.
     zeNode* child = cat;
     decltype(m_rules)::node_type old_rule;
     m_dirty = true;
@@ -87,7 +90,7 @@ bool zeSwitcher::has_rule(zeNode* cat) const {
 }
 
 std::vector<qtString> zeSwitcher::names_of(const zeNode* cat) const {
-    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): who may raise sits at a node.
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): a switcher that raises has a node.
     return {m_node->m_concept.text(), cat->m_concept.text()};
 }
 
@@ -97,7 +100,7 @@ void zeSwitcher::classify(zeMsg& msg, zeResult_set& results, double node_score,
     bool has_fired = false;
     for (const auto& [child, rule] : m_rules) {
         const double value = rule.Evaluate(info);
-        // Asked this way round, so that a value that is no number does not fire.
+        // Compared this way round, so that a value that is not a number does not fire.
         if (use_thresholds ? value >= m_node->m_threshold : value > 0.0) {
             has_fired = true;
             if (results.accepts(value)) {

@@ -13,14 +13,14 @@
 #include "zandrel/foundation/qtString.h"
 
 // Routes a message to the children of its node by one rule for each child. All rules are
-// evaluated: several children can be selected, and at most one child, the default, is reached when
-// no rule fires. A child is made the default by the rule text "default", which is never parsed.
+// evaluated, so several children can be selected. One child can be the default, which is selected
+// if no rule fires. The rule text "default", which is never parsed, makes a child the default.
 //
 // zeManager::AddClassifier makes it and the manager's registry owns it. It owns its rules and
 // borrows the nodes. It is always in memory.
 //
 // Errors: qtX<zeSwitcher>, with two arguments: the names of `m_node` and of the child. The
-// operations that raise it need a switcher that sits at a node, and a child that is not null.
+// operations that raise it need a switcher that has a node, and a child that is not null.
 // Threads: as zePhysicalTree.
 class ZANDREL_EXPORT zeSwitcher : public zeClassifier {
 public:
@@ -35,7 +35,7 @@ public:
     // Reads what follows the node in a record: the default, which is not linked, and the rules,
     // each by `add_rule`.
     // RAISES: what the stream and `add_rule` raise; the assertion "cat" for a rule whose child the
-    // tree does not have. What was read before stays.
+    // tree does not have. The rules that were read before remain.
     void Load(Hio<HSegment>& io);
 
     // Gives a child its rule and links it under the node.
@@ -50,24 +50,28 @@ public:
     // "default" for the default, the empty text for a child without a rule.
     qtString get_rule(zeNode* const& cat) const;
 
-    // Adds each child whose rule fires with the rule's value, if `results` accepts it, and the
-    // default with 1.0 if none fires. A rule fires if its value is above 0; with `use_thresholds`,
-    // if it is at least the threshold of `m_node`, whatever the score there. A rule that fires
-    // keeps the default away even if `results` refuses it.
+    // Adds each child whose rule fires, with the rule's value, if `results` accepts it. Adds the
+    // default with 1.0 if no rule fires. A rule fires if its value is above 0; with
+    // `use_thresholds`, if its value is at least the threshold of `m_node`, whatever the score of
+    // that node. If `results` refuses the value of a rule that fires, the default is not added
+    // either.
     // REQUIRES: `m_node` is not null if `use_thresholds`.
-    // COST: one evaluation for each rule; allocates for the results alone.
+    // COST: one evaluation for each rule; allocates only for the results.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
-    // A child is blocked unless its rule's value is above 0, and the default if any rule's is, all
-    // evaluated as if at score 1.0 and whatever the thresholds. A child without a rule is blocked.
+    // A child is blocked unless the value of its rule is above 0. The default is blocked if the
+    // value of any rule is above 0. Any other child is blocked. The rules are evaluated with the
+    // score 1.0, and thresholds do not count.
     // COST: one evaluation, for the default up to one for each rule; no allocation.
     bool is_cat_blocked(zeNode* const& child, zeMsg& msg) override;
     // Appends the children with rules, in no defined order, then the default.
     void get_all_categories(std::vector<zeNode*>& cats) override;
-    // The rules are copied, which drops the second forms of their concepts. `m_dirty` stays.
+    // The rules are copied, which drops the second forms of their concepts. `m_dirty` does not
+    // change.
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
-    // What an edit needs. Rules are all that a switcher has, so nothing is rebuilt.
+    // The functions for edits. A switcher derives nothing from its rules, so rebuild_table does
+    // nothing.
     bool has_rules() const override { return true; }
 
     std::size_t category_count() const override { return m_rules.size(); }
@@ -76,7 +80,7 @@ public:
     void add_category(zeNode* category, const qtString& rule) override;
     void change_category_rule(zeNode* category, const qtString& rule) override;
     void remove_category(zeNode* category, bool remove_concepts) override;
-    // A child is removed from the node's children as well.
+    // Also removes the category from the node's children.
     void drop_category(zeNode* category) override;
 
     void rebuild_table() override {}

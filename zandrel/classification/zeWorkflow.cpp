@@ -1,4 +1,41 @@
 // The best-first walk of a message down the tree.
+//
+// The frontier contains the nodes that were found and not yet searched, each with the product of
+// the factors on the way to it. A step takes the best node out. The node becomes a result, its
+// classifier gives factors to the children, and the children enter the frontier. As long as no
+// factor is above 1, no node that is found later is better than the one that was taken. So the walk
+// may end when it has enough results, or when the best node is below the threshold. (A rule may
+// have a value above 1. Its child can then be better than results that were added before.)
+//
+// Example. A set with the threshold 0.3 and without a limit; inner nodes are marked NoScore, and
+// `skip_no_score` leaves them out of the results. The message contains "alarm".
+//
+//     root (statistical)
+//       sport (statistical)
+//         football
+//         tennis
+//       news (rules)
+//         urgent     rule: "alarm"
+//         calm       rule: default
+//       travel
+//
+//     taken            result   its classifier's factors          frontier afterwards
+//     root      1.0    no       sport 0.9, news 0.5               sport 0.9, news 0.5
+//     sport     0.9    no       football 0.6, tennis 0.4          football 0.54, news 0.5,
+//                                                                 tennis 0.36
+//     football  0.54   first                                      news 0.5, tennis 0.36
+//     news      0.5    no       urgent 1.0                        urgent 0.5, tennis 0.36
+//     urgent    0.5    second                                     tennis 0.36
+//     tennis    0.36   third                                      empty: the walk ends
+//
+// The root's classifier would give travel the factor 0.2. Each classifier gets a set with the
+// threshold 0.3 divided by the score of its node, since a lower factor cannot lead to a product of
+// 0.3: at the root 0.3, so travel is left out, at sport 0.33 and at news 0.6. The default calm is
+// not reached, since the rule of urgent fires. If two results are wanted, the walk ends with urgent
+// and never takes tennis.
+//
+// A node's own threshold also counts: if sport had the threshold 0.4, tennis with 0.36 would not
+// enter the frontier. Frontier.cpp explains how the frontier avoids sorting.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <typeinfo>
@@ -19,7 +56,7 @@ unsigned int g_ClassifyCount = 0;
 
 namespace {
 
-// Whether the set has all the results that its caller wants, duplicates not counted.
+// Returns whether the set has all the results that its caller wants. Duplicates do not count.
 bool is_full(zeResult_set& results, int wanted) {
     if (wanted < 0 || results.count() < wanted) {
         return false;
@@ -54,9 +91,9 @@ public:
     zandrel::detail::Frontier frontier;
 
 private:
-    // The classifier if it is to be asked for its best answers first, else null. A class derived
-    // from zeStat_matcher may answer in another way. Products with a score near 0 could be equal
-    // after rounding although the answers differ.
+    // Returns the classifier if we may ask it for only its best answers first, otherwise null.
+    // A class derived from zeStat_matcher may answer in another way. And at a score near 0 the
+    // products of different answers could be equal after rounding.
     zeStat_matcher* best_first(zeClassifier& classifier, const Node_score& from) const {
         constexpr double kLeastScore = 1e-100;
         const bool may_ask = m_wants_best_only && from.score > kLeastScore &&

@@ -1,4 +1,4 @@
-// zeWorkflow: through which a caller classifies messages and trains a container.
+// zeWorkflow: classifies messages with a container, and trains it.
 #ifndef ZANDREL_CLASSIFICATION_ZEWORKFLOW_H_
 #define ZANDREL_CLASSIFICATION_ZEWORKFLOW_H_
 
@@ -23,34 +23,37 @@ struct Node_stack_elem {
     bool started = false;
 };
 
-// A light object on a manager: it holds no state of a walk, and each call is complete in itself.
-// zeManager::GetWorkflow makes it; the manager must outlive it. The root is fixed when it is made,
-// and a later change of the manager's root is not seen.
+// A light object on a manager. It keeps nothing from one call to the next except for the root,
+// which it takes from the manager when it is made: it does not see a later change of the manager's
+// root. zeManager::GetWorkflow makes it; the manager must outlive it.
 //
 // Threads: one at a time in the whole process, classification included, also on different managers:
 // they share concepts. See zeManager.
 class ZANDREL_EXPORT zeWorkflow {
 public:
-    // For each statistical node, the messages that reach it, each with the node's children for
-    // which it counts there. A message without any counts against all of them.
+    // For each statistical node, the messages that reach it. Each message has as labels the
+    // children of the node for which it is an example. A message without a label counts against all
+    // children.
     using Distribution = hash_map<zeNode*, zeCorpus_view, zePointer_hash>;
     using Node_set = hash_set<zeNode*, zePointer_hash>;
 
     // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" if the manager has no root.
     explicit zeWorkflow(zeManager* manager);
 
-    // Walks the tree best-first, multiplying scores along each path from 1.0 at the root, and adds
-    // every node that reaches the set's threshold, until the best that remains falls below it or
-    // enough results stand. An inner node that is scored is a result and is searched as well.
-    // `skip_no_score`: leave nodes marked NoScore out of the results; they are searched all the
-    // same. `use_thresholds`: have the classifiers apply the nodes' own thresholds.
+    // Walks the tree best-first from the root with score 1.0, multiplies the factors along each
+    // path, and adds each node that reaches the set's threshold. The walk ends when the best
+    // remaining node is below the threshold, or when the set has enough results. An inner node is a
+    // result and is searched too. zeWorkflow.cpp has an example.
+    // `skip_no_score`: leave nodes marked NoScore out of the results; they are still searched.
+    // `use_thresholds`: the classifiers apply the nodes' own thresholds.
     // RAISES: what loading a classifier raises.
     void classify(zeMsg& msg, zeResult_set& results, bool skip_no_score, bool use_thresholds);
 
-    // How much each concept of the message's bag adds to the best path score of the given nodes:
-    // replaces `concept_scores` by one line for each concept, the greatest effect first. A line
-    // below 0 speaks against the nodes. Without a bag nothing happens; where no path meets a
-    // statistical classifier the result is empty. A node without a parent counts as score 0.
+    // Computes how much each concept of the message's bag adds to the best path score of the given
+    // nodes. Replaces `concept_scores` by one line for each concept, the greatest effect first. A
+    // concept with a line below 0 speaks against the nodes. Without a bag nothing happens. If no
+    // path leads over a statistical classifier, the result is empty. A node without a parent has
+    // the score 0. zeWorkflow_explain.cpp has an example.
     // REQUIRES: nodes that are not null.
     // RAISES: what loading a classifier raises; the assertions "stat_matcher" for a statistical
     // node without its classifier, "!m_storage->end(iprofile)" for a child that its classifier does
@@ -65,25 +68,26 @@ public:
     std::vector<Node_stack_elem> start_node(zeNode* node);
     void next(std::vector<Node_stack_elem>& stack);
 
-    // Training. Every classifier that has its turn is left whole; there is no way back to what it
-    // was. All of these set the manager's modified flag, `train`, `bootstrap` and `learn` as soon
-    // as their corpus is distributed, for until then nothing has changed.
+    // Training. An operation trains one classifier after the other. It can end between two of them,
+    // never within one, and cannot be undone. All these operations set the manager's modified flag;
+    // `train`, `bootstrap` and `learn` set it when their corpus is distributed, since nothing has
+    // changed before.
     //
-    // `progress` may be null: nothing is reported then, and nothing interrupts. But for
-    // `clear_statistics` it is meanwhile the manager's, and if the operation fails it stays so: let
-    // it live on or set `m_progress` to null.
-    // `ignore_invalid`: leave out labels that stand in no tree, in place of failing.
+    // `progress` may be null: nothing is reported then, and nothing interrupts. Except in
+    // `clear_statistics`, the manager borrows it as `m_progress` during the operation. If the
+    // operation fails, `m_progress` still points at it: keep it alive, or set `m_progress` to null.
+    // `ignore_invalid`: skip labels that are in no tree instead of failing.
     // RAISES: qtX<zeWorkflow> 3 "Operation cannot be performed on compact KB", before anything
     // else; what `distribute_corpus` raises; 2 "Process interrupted"; the assertion "stat_matcher"
     // for a statistical node without its classifier; what loading a classifier, the corpus and the
-    // classifiers' training raise. Those that were trained before stay so, and the time of the last
-    // training is the old one.
+    // classifiers' training raise. Classifiers that were trained before remain trained, and the
+    // time of the last training does not change.
 
-    // Adds the messages of the view to what the statistical classifiers have learned. Each gets its
-    // part of the view, and they have their turns in the order of their nodes' ids; after each
-    // `progress` is asked for an interruption.
-    // `root_only`: the root gets the view as it is, with the nodes that stand there, and its
-    // categories appear in the logical tree; nothing is trained if the root is not statistical.
+    // Adds the messages of the view to the statistics of the statistical classifiers. Each
+    // classifier gets its part of the view. They are trained in the order of their nodes' ids;
+    // after each one `progress` is asked for an interruption. `root_only`: the classifier of the
+    // root gets the view unchanged, with its labels, and its categories appear in the logical tree.
+    // Nothing is trained if the root is not statistical.
     void train(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
     // The same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
     void bootstrap(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
@@ -91,57 +95,59 @@ public:
     // REQUIRES: one of them.
     void train(zeCorpus_view* training, zeCorpus_view* initial, bool root_only,
                CTProgress* progress, bool ignore_invalid);
-    // Takes in new messages at a fixed size of the models. `learn_flag`: true for the first bulk of
-    // a run, as zeStat_matcher::learn has it. Between two classifiers nothing interrupts.
+    // Learns new messages; the size of the models does not change. `learn_flag`: true for the first
+    // part of a run, see zeStat_matcher::learn. Nothing interrupts between two classifiers.
     void learn(zeCorpus_view& view, CTProgress* progress, bool ignore_invalid, bool learn_flag);
-    // Makes the statistical classifiers at and below `node`, or the root for null, forget what they
-    // have learned; they keep their categories. The container is not compact any more.
-    // RAISES: 2 "Process interrupted" after any classifier but with a null `progress`: those before
-    // are cleared, and a compact container stays so. What loading a classifier raises.
+    // Empties the statistics of the statistical classifiers at and below `node`, or the root for
+    // null. They keep their categories. The container is then no longer compact.
+    // RAISES: 2 "Process interrupted" after any classifier, unless `progress` is null. The
+    // classifiers before are then cleared, and a compact container remains compact. Also what
+    // loading a classifier raises.
     void clear_statistics(zeNode* node, CTProgress* progress);
-    // The same for one node; others than statistical ones are left alone. Nothing interrupts.
+    // The same for one node. Nothing happens unless the node is statistical. Nothing interrupts.
     void clear_classifier(zeNode* node);
 
-    // Splits a labelled view into one for each statistical node that a message reaches. Each
-    // message goes up from each of its nodes to the root, unless a rule on the way closes it, and
-    // each statistical node there gets it with the child through which it came. If the container's
-    // settings say `full_propogation`, it also goes down from each rule node on such a way, without
-    // a label, to the nearest statistical nodes below that the rules let it reach. A message for
-    // which no way is open, which has no label, or which its corpus cannot read is left out with a
-    // warning in the trace.
-    // REQUIRES: an empty `distribution`; nodes that are not null; a corpus that does not change
-    // meanwhile.
-    // RAISES: 1 "The KB doesn't contain a category ... that appears in msg no. ... of the corpus"
-    // (arguments: the name and the number in the corpus) for a node that has no parent, or whose
-    // way up does not lead to this workflow's root, unless `ignore_invalid`; 2 "Process
-    // interrupted", asked for at each label and at each rule node from which a message goes down;
-    // what the corpus raises. `distribution` is then to be thrown away.
-    // COST: for each label its depth, and for each rule node on the way, with `full_propogation`,
-    // up to the nodes below it times their depth; each step fetches the message.
+    // Splits a labelled view into one view for each statistical node that a message reaches. From
+    // each label of a message we climb to the root. If no rule blocks this way, each statistical
+    // node on it gets the message, labelled with the child through which we came. If the
+    // container's settings say `full_propogation`, each rule node on the way also passes the
+    // message down, without a label, to the nearest statistical nodes that the rules let it reach.
+    // A message is left out, with a warning in the trace, if it has no open way or no label, or if
+    // its corpus cannot read it. zeWorkflow_distribute.cpp has an example. REQUIRES: an empty
+    // `distribution`; nodes that are not null; a corpus that does not change meanwhile. RAISES: 1
+    // "The KB doesn't contain a category ... that appears in msg no. ... of the corpus" (arguments:
+    // the name and the number in the corpus) for a node that has no parent, or whose way up does
+    // not lead to this workflow's root, unless `ignore_invalid`; 2 "Process interrupted", asked for
+    // at each label and at each rule node that passes a message down; what the corpus raises.
+    // `distribution` is then incomplete and must not be used. COST: for each label its depth, and
+    // for each rule node on the way, with `full_propogation`, up to the nodes below it times their
+    // depth; each step fetches the message.
     void distribute_corpus(Distribution& distribution, zeCorpus_view& view, bool ignore_invalid);
 
     // The steps of a distribution. `index`: a position in the view.
 
-    // The view of the node, made if need be, with the message as the last of its messages.
-    // VALID UNTIL: `distribution` loses it.
+    // Returns the view of the node with the message as the last of its messages. Makes the view or
+    // adds the message if it is missing.
+    // VALID UNTIL: the view is removed from `distribution`.
     zeCorpus_view& add_msg2distribution_map(Distribution& distribution, zeNode* node,
                                             zeCorpus_view& view, int index);
-    // Enters the message at every statistical node from the root down to `node` if the way down to
-    // `child` is open, adds the rule nodes to `negatives`, and sets `found`. Returns whether it is.
+    // If the way from the root over `node` to `child` is open: adds the message to each statistical
+    // node from the root down to `node`, with `full_propogation` adds the rule nodes to
+    // `negatives`, and sets `found`. Returns whether the way is open.
     bool distribute_positive_msg2ancestors(zeNode* node, zeNode* child, Distribution& distribution,
                                            zeCorpus_view& view, int index, bool& found,
                                            Node_set& negatives, bool ignore_invalid);
-    // Enters the message, without a label, at the nearest statistical nodes below that it reaches.
+    // Adds the message, without a label, to the nearest statistical nodes below that it reaches.
     void distribute_negative_msg2children(zeNode* node, Distribution& distribution,
                                           zeCorpus_view& view, int index);
-    // Whether the way from `parent` over `child` to each node without children is closed.
-    // COST: up to the nodes below `child`.
+    // Returns true if all ways from `parent` over `child` down to nodes without children are
+    // closed. COST: up to the nodes below `child`.
     bool is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg);
-    // Warns of a category that stands in no tree, and raises 1 unless it is to be ignored.
+    // Warns of a category that is in no tree, and raises 1 unless `ignore_invalid`.
     void report_invalid_node(zeNode* node, int msg_no, bool ignore_invalid);
 
 private:
-    // Routes one message by its labels; whether any way was open.
+    // Routes one message by its labels. Returns whether a way was open.
     bool distribute_to_ancestors(Distribution& distribution, zeCorpus_view& view, int index,
                                  Node_set& negatives, bool ignore_invalid);
     void refuse_compact() const;
@@ -157,7 +163,8 @@ private:
 ZANDREL_EXPORT bool greater_concept_scores(const zeStat_matcher::Concept_score& left,
                                            const zeStat_matcher::Concept_score& right);
 
-// How many classifiers all walks of the process have asked, for diagnosis. Never reset here.
+// The number of classifiers that all walks of the process have asked, for diagnosis. The library
+// never resets it.
 extern ZANDREL_EXPORT unsigned int g_ClassifyCount;
 
 #endif  // ZANDREL_CLASSIFICATION_ZEWORKFLOW_H_

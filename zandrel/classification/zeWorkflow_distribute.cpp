@@ -1,10 +1,38 @@
 // The split of one labelled corpus into a corpus for each statistical classifier of the tree.
 //
-// Labels travel upwards. A message goes to the ancestors of each of its categories if no rule on
-// the way from the root closes it, and each statistical ancestor gets, as the label, the child
-// through which the message came. Behind the rule nodes on such a way the message goes down again,
-// without a label: what a rule lets through, the classifiers there meet in classification too, and
-// have to know that it belongs to none of their categories.
+// Up. From each label of a message we climb to the root. If no rule on this way blocks the message,
+// each statistical node on the way gets the message, labelled with the child through which we came.
+//
+// Down, if the settings say `full_propogation`. From each rule node on such a way the message is
+// also passed down, without a label, to the nearest statistical nodes that the rules let it reach.
+// In classification these nodes meet the message too, so they have to learn that it is in no
+// category of theirs.
+//
+// Example. The root and the nodes work and private have statistical classifiers, mail has rules:
+//
+//     root (statistical)
+//       mail (rules)
+//         work (statistical)      rule: "office"
+//           invoices
+//           meetings
+//         private (statistical)   rule: "family"
+//           holiday
+//           school
+//       sport
+//
+//     no.  labels            contains          root            work        private
+//     0    invoices          office            mail            invoices
+//     1    invoices          office, family    mail            invoices    without a label
+//     2    holiday           office
+//     3    meetings, sport   office            mail, sport     meetings
+//
+// For message 1 we climb from invoices over work and mail to the root. The rule of work lets it
+// pass. The root gets it with the label mail, and work with the label invoices. The rule node mail
+// passes it down: work has it already, and private gets it without a label, since its rule lets it
+// pass. Message 2 is left out with a warning: its only way is closed by the rule of private.
+// Message 3 has two ways, so the root gets it once with two labels. Training then gives the
+// messages 0, 1 and 3 to the classifiers of the root and of work, and message 1 to the classifier
+// of private.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -29,7 +57,8 @@ struct Edge {
     zeNode* child;
 };
 
-// The edges still to be walked. A stack of our own: a tree may be deeper than that of the thread.
+// The edges still to be walked. We use a stack of our own and no recursion, since a deep tree would
+// overflow the stack of the thread.
 using Edges = std::vector<Edge>;
 
 // Adds the edges to all children, so that the first is taken first.
@@ -49,14 +78,14 @@ const zeCorpus_view::Msg& entry_of(const zeCorpus_view& view, int index) {
     return view.msgs[static_cast<std::size_t>(index)];
 }
 
-// The message at `index` of the view; null if its corpus cannot read it. Nobody holds it for longer
-// than one step, since a corpus may be larger than memory and keeps a cache of its own.
+// The message at `index` of the view; null if its corpus cannot read it. We fetch it again for each
+// step and do not keep it: a corpus may be larger than memory, and has a cache of its own.
 qtPtrLight<zeMsg> fetch(const zeCorpus_view& view, int index) {
     zeCorpus& corpus = *view.corpus;
     return corpus.get_msg(corpus.get_msg(entry_of(view, index).index));
 }
 
-// Whether the tree lets the message go from `node` to `child`.
+// Returns whether the tree lets the message pass from `node` to `child`.
 bool is_open(zePhysicalTree& tree, zeNode* node, zeNode* child, const zeCorpus_view& view,
              int index) {
     const qtPtrLight<zeMsg> msg = fetch(view, index);
@@ -113,9 +142,9 @@ bool zeWorkflow::distribute_to_ancestors(Distribution& distribution, zeCorpus_vi
     return found;
 }
 
-// The way is climbed first, as far as it is open, and served only if that is as far as the root:
-// ancestors before descendants.
-// NOLINTNEXTLINE(readability-function-size): the parameters are those of the interface.
+// We climb first, as long as the way is open. Only if we reach the root do the nodes on the way get
+// the message, ancestors before descendants.
+// NOLINTNEXTLINE(readability-function-size): the interface fixes the parameters.
 bool zeWorkflow::distribute_positive_msg2ancestors(zeNode* node, zeNode* child,
                                                    Distribution& distribution, zeCorpus_view& view,
                                                    int index, bool& found, Node_set& negatives,
@@ -143,7 +172,8 @@ bool zeWorkflow::distribute_positive_msg2ancestors(zeNode* node, zeNode* child,
             zeCorpus_view& own = add_msg2distribution_map(distribution, step.parent, view, index);
             own.add_cat2msg(static_cast<int>(own.msgs.size()) - 1, step.child);
         } else if (m_manager->m_config.full_propogation) {
-            // A way that is open has no leaf above its child, so this is a rule node.
+            // A leaf blocks its children, so an open way leads only over classifiers: this is a
+            // rule node.
             negatives.insert(step.parent);
         }
     }
@@ -172,7 +202,7 @@ zeCorpus_view& zeWorkflow::add_msg2distribution_map(Distribution& distribution, 
                                                     zeCorpus_view& view, int index) {
     zeCorpus_view& own = distribution.try_emplace(node, view.corpus).first->second;
     const int id = entry_of(view, index).index;
-    // Messages are handled one after the other, so only the last can be this one.
+    // Messages are distributed one after the other, so only the last one can be this one.
     if (own.msgs.empty() || own.msgs.back().index != id) {
         own.add_msg(id);
     }

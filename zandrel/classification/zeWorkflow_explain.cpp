@@ -1,9 +1,19 @@
 // The answer to "why this category": what each concept of a message adds to a result.
 //
-// Every statistical classifier on the way from a node to the root tells what its category would
-// score without each concept. Along a path those scores multiply, as in the walk; over the paths
-// the best counts, position by position. What a concept adds is the best score with it less the
-// best score without it.
+// Each statistical classifier on the way from a node to the root gives two things: the factor of
+// the child on the way, and the factor that the child would have without each concept. Along a path
+// the factors are multiplied, as in the walk. If several nodes are explained, the best path counts,
+// for the score and for each concept separately. A concept adds the best score with all concepts
+// minus the best score without this concept.
+//
+// Example with one node, football, and the concepts "goal" and "rain":
+//
+//                            factor   without "goal"   without "rain"
+//     root   for sport       0.9      0.3              0.9
+//     sport  for football    0.6      0.2              0.8
+//     product                0.54     0.06             0.72
+//
+// "goal" adds 0.54 - 0.06 = 0.48. "rain" adds 0.54 - 0.72 = -0.18: it speaks against football.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <algorithm>
@@ -20,20 +30,20 @@ namespace {
 
 using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
 
-// One node's way to the root: its score, and its score without each concept.
+// The path from one node to the root: its score, and its score without each concept.
 struct Path {
     double score = 0.0;
     Concept_scores without;
 };
 
-// Walks the ways from nodes to the root for one message.
+// Computes the paths from nodes to the root for one message.
 class Explanation {
 public:
     Explanation(zePhysicalTree& tree, zeMsg& msg, Concept_scores& answer)
         : m_tree(tree), m_msg(msg), m_answer(answer) {}
 
-    // A blocked way keeps the score that it reached before the block, and so still takes part in
-    // the best; without any concept it scores nothing.
+    // A blocked path keeps the score that it has reached below the block, which can still be the
+    // best. Its scores without a concept become 0.
     Path explain(zeNode* node) {
         Path path;
         if (node->m_parent == nullptr) {

@@ -1,5 +1,6 @@
-// The drive of training: which classifiers are trained from which views, what is reported of it,
-// and the time of it. The statistics themselves are the classifiers'.
+// Training of a container: a corpus is distributed over the statistical nodes, and the classifier
+// of each one is trained with its part, in the order of the node ids. The statistics are the work
+// of the classifiers.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -20,7 +21,7 @@ using zandrel::detail::in_id_order;
 
 namespace {
 
-// What a caller is told, if there is one who listens.
+// Reports to a progress object, if there is one.
 class Report {
 public:
     explicit Report(CTProgress* progress) : m_progress(progress) {}
@@ -47,7 +48,7 @@ private:
     CTProgress* m_progress;
 };
 
-// A statistical node has its classifier, but for a file that has lost it.
+// Every statistical node has its classifier, unless a damaged file lacks it.
 zeStat_matcher& stat_matcher_of(zePhysicalTree& tree, zeNode* node) {
     auto* const stat_matcher = dynamic_cast<zeStat_matcher*>(tree.get_classifier(node));
     ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
@@ -62,8 +63,8 @@ void train_one(zeStat_matcher& matcher, zeCorpus_view& view, bool bootstrap_mode
     }
 }
 
-// Sets a manager's progress object aside for the length of a scope. One that an interrupted
-// training left there may be gone by now.
+// Sets a manager's progress object to null for the length of a scope. An interrupted training
+// leaves its progress object in the manager, and that object may be destroyed by now.
 class Progress_set_aside {
 public:
     explicit Progress_set_aside(zeManager& manager)
@@ -113,7 +114,8 @@ void zeWorkflow::refuse_compact() const {
     }
 }
 
-// What comes before the mark changes nothing of the container, whatever fails there.
+// The steps before `m_modified` is set do not change the container, so it is still unmodified if
+// one of them fails.
 void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTProgress* progress,
                            bool ignore_invalid) {
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
@@ -149,7 +151,7 @@ void zeWorkflow::train_root(zeCorpus_view* training, zeCorpus_view* initial, CTP
     report.count_one();
     const qtPtrLight<zeLogicalTree> logical_tree = m_manager->m_logical_tree;
     for (const auto& profile : matcher->m_storage->m_profiles) {
-        // A profile that has lost its node has no category to show.
+        // A profile without a node, from a damaged file, has no category to show.
         if (profile->m_node != nullptr) {
             logical_tree->KCE_Add(profile->m_node, matcher);
         }

@@ -1,3 +1,6 @@
+// The index of a list has two tables: id to place, and name to id. It knows the first `size`
+// children and takes in the rest at the next search. An answer is compared with the list before it
+// is given; if it is wrong, the list is searched from its start.
 #include "zandrel/knowledge/Children_index.h"
 
 #include <algorithm>
@@ -8,27 +11,24 @@ namespace zandrel::detail {
 
 namespace {
 
-// Up to so many children a search takes no longer than a look-up, and needs no memory.
+// A list of this length or shorter is searched without an index: that is as fast and needs no
+// memory.
 constexpr std::size_t kFewChildren = 16;
-
-std::optional<std::size_t> search_id(const zeLogicalNode& parent, unsigned int id) {
-    const auto found = std::find(parent.children.begin(), parent.children.end(), id);
-    return found == parent.children.end()
-               ? std::nullopt
-               : std::optional(static_cast<std::size_t>(found - parent.children.begin()));
-}
 
 }  // namespace
 
 std::optional<std::size_t> Children_index::find_id(const zeLogicalNode& parent, unsigned int id) {
     const Places* const places = places_of(parent);
     if (places != nullptr) {
-        const auto found = places->by_id.find(id);
-        if (found != places->by_id.end() && parent.children[found->second] == id) {
-            return found->second;
+        const auto entry = places->by_id.find(id);
+        if (entry != places->by_id.end() && parent.children[entry->second] == id) {
+            return entry->second;
         }
     }
-    return search_id(parent, id);
+    const auto found = std::find(parent.children.begin(), parent.children.end(), id);
+    return found == parent.children.end()
+               ? std::nullopt
+               : std::optional(static_cast<std::size_t>(found - parent.children.begin()));
 }
 
 std::optional<std::size_t> Children_index::find_name(const zeLogicalNode& parent,
@@ -60,7 +60,7 @@ std::optional<std::size_t> Children_index::search_name(const zeLogicalNode& pare
     return std::nullopt;
 }
 
-// Null for a list that is to be searched.
+// Returns null if the list has to be searched.
 Children_index::Places* Children_index::places_of(const zeLogicalNode& parent) {
     if (parent.children.size() <= kFewChildren) {
         return nullptr;
@@ -128,7 +128,7 @@ void Children_index::renamed(const zeLogicalNode& child, const Concept& old_name
     }
     Places& places = list->second;
     if (places.by_id.count(child.id) == 0) {
-        return;  // It will be taken in with its new name.
+        return;  // The next search adds it with its new name.
     }
     try {
         const auto name = places.by_name.find(old_name);

@@ -12,26 +12,27 @@
 
 namespace zandrel::detail {
 
-// The places of children in the lists of a zeLogicalTree. A list gets its index when it is long and
-// is searched for the first time. The lists are public, so an answer is compared with the list, and
-// what was appended since is taken in. The tree reports removals and new names.
+// The places of children in the lists of a zeLogicalTree. A long list gets its index when it is
+// searched for the first time. The tree reports removals and new names. The lists are public, so a
+// search first adds the children that were appended, and compares its answer with the list.
 //
-// An index that disagrees with the list is made anew, and an index for which there is no memory is
-// left out: the list is then searched. Errors: none.
+// An index that disagrees with the list is made again. If there is no memory for an index, the list
+// is searched. Errors: none.
 class Children_index {
 public:
     // BORROWS: the nodes, which must outlive this.
     explicit Children_index(const hash_map<unsigned int, zeLogicalNode>& nodes) : m_nodes(nodes) {}
 
-    // The place of the first child with that name, or of the child of that id; nothing if there is
-    // none. With `may_be_renamed` a program may have changed names without a report, so the list
-    // is searched.
+    // Returns the place of the first child with that name, or of the child with that id, or nothing
+    // if no child has it. With `may_be_renamed` a program may have changed names without a report,
+    // so the list is searched.
     std::optional<std::size_t> find_name(const zeLogicalNode& parent, const Concept& name,
                                          bool may_be_renamed);
     std::optional<std::size_t> find_id(const zeLogicalNode& parent, unsigned int id);
 
-    // After the child left the list, and the last one took its place.
+    // To be called after a child was removed from the list and the last child took its place.
     void removed(const zeLogicalNode& parent, const zeLogicalNode& child, std::size_t place);
+    // To be called after a child got another name.
     void renamed(const zeLogicalNode& child, const Concept& old_name);
 
     void forget(unsigned int parent) { m_lists.erase(parent); }
@@ -39,7 +40,7 @@ public:
     void clear() { m_lists.clear(); }
 
 private:
-    // Of the first `size` children. Several children can have one name.
+    // The index of the first `size` children. Several children can have one name.
     struct Places {
         hash_map<unsigned int, std::size_t> by_id;
         hash_map<Concept, unsigned int, ConceptHash> by_name;  // the id; 0: of several children

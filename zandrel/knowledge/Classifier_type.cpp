@@ -1,5 +1,6 @@
-// The table of the types of classifiers. The manager makes classifiers from it, files are read by
-// it, and the edits of the tree accept the types that it has.
+// The rows of the table, one for each type of classifier, with its functions. The manager makes
+// classifiers by this table, a reader of files makes empty ones, and an edit of the tree accepts
+// only types that have a row.
 #include "zandrel/knowledge/Classifier_type.h"
 
 #include <algorithm>

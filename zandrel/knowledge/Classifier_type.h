@@ -15,8 +15,8 @@ namespace zandrel::detail {
 
 // One type of classifier: its number, and how to make and read a classifier of this type.
 struct Classifier_type {
-    unsigned int number;  // what GetType returns; nodes and files have it
-    // Whether the classifier has a storage that is an object of its own in a file. Such a
+    unsigned int number;  // as GetType returns it and as nodes and files contain it
+    // True if the classifier has a storage that is an object of its own in a file. Such a
     // classifier cannot be read in place of a storage.
     bool has_storage;
     // Makes a classifier at a node. The manager's registry owns it.

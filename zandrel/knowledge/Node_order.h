@@ -20,8 +20,8 @@ zeNode* node_of(const std::pair<zeNode* const, Value>& element) noexcept {
     return element.first;
 }
 
-// The nodes of a hash table, which are its elements or its keys, by ascending id: a table that is
-// keyed by addresses has another order in each run, and none that a result may follow.
+// Returns the nodes of a hash table, which are its elements or its keys, by ascending id. The order
+// of a table keyed by addresses differs from run to run, so no result may depend on it.
 template <class Table>
 std::vector<zeNode*> in_id_order(const Table& table) {
     std::vector<zeNode*> nodes;
@@ -35,7 +35,7 @@ std::vector<zeNode*> in_id_order(const Table& table) {
     return nodes;
 }
 
-// The keys of a table of nodes by id, ascending.
+// Returns the keys of a table of nodes by id, ascending.
 template <class Table>
 std::vector<unsigned int> ids_in_order(const Table& nodes) {
     std::vector<unsigned int> ids;

@@ -1,9 +1,11 @@
-// Says whether a compact container allows an edit. The edit is not tried: we follow its steps and
-// note which classifiers gain and lose a category.
+// The prediction of an edit's effects on a compact container. The edit is not tried: we follow its
+// steps and note which classifiers gain or lose a category.
 //
 // Only classifiers without rules count, since rules are complete in a compact container. A
 // classifier that the edit deletes may lose categories. Example: deleting the only category of a
-// statistical node makes the node a leaf. Its classifier is deleted, and the edit is allowed.
+// statistical node makes the node a leaf. Its classifier is deleted, and the edit is allowed. If
+// the node has a second category, its classifier remains without one of them, and the edit is
+// refused.
 #include "zandrel/knowledge/Tree_edit.h"
 
 #include <algorithm>
@@ -85,7 +87,7 @@ public:
         Logical_nodes sons;
         m_tree.GatherSons(&node, sons);
         if (!sons.empty() && node.type != ZE_RULE && wanted.type != ZE_RULE) {
-            gain(classifier_from(node.parent));  // or it loses the sons, which counts the same
+            gain(classifier_from(node.parent));  // if it loses the sons, that counts the same
         }
     }
 

@@ -9,8 +9,7 @@ class zeManager;
 
 namespace zandrel {
 
-// An edit of the tree that a program plans: the operation of zeLogicalTree and what it is called
-// with.
+// An edit of the tree that a program plans: an operation of zeLogicalTree and its arguments.
 struct Tree_edit {
     enum class Kind {
         Add,     // AddLogicalNode(node)

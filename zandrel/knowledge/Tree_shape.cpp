@@ -1,10 +1,10 @@
-// The invariants of the trees of a container, and what makes two disagreeing directions of links
-// agree again.
+// The checks of the invariants of both trees, and the repair of links whose two directions
+// disagree.
 //
-// Walks over the trees do not look where they have been. They rely on the invariants below. Each is
-// followed by what would break it. "File" means a damaged file: reading it is refused. "Program"
-// means a program that changes the public links: writing the container is then refused. Both raise
-// "Knowledge tree is damaged" with the argument in brackets.
+// Walks over the trees do not remember where they have been: they rely on the invariants below.
+// Each one is followed by examples that would break it. "File" means a damaged file: reading it is
+// refused. "Program" means a program that changes the public links: writing the container is then
+// refused. Both raise "Knowledge tree is damaged" with the argument in brackets.
 //
 // The physical tree. The nodes below a node are its children and the categories of its classifier.
 //
@@ -12,8 +12,8 @@
 //    File: the root, node 1, has the child 2, and the record of node 2 has the child 1. A rule
 //    classifier at node 2 with a rule for node 1 is the same. Program: leaf->add_child(root).
 // 2. No way over m_parent leads from a node back to it. [parents]
-//    File: never, since reading makes each parent agree with a list; a circle of parents becomes
-//    one of children. Program: root->m_parent = leaf.
+//    File: never, since reading makes each parent agree with a list; a circle of parents becomes a
+//    circle of children, which 1 refuses. Program: root->m_parent = leaf.
 // 3. A node with nodes below it is below one other node at most. [children]
 //    File: both 2 and 3 have the child 4, which has children. With 30 such steps one above the
 //    other, a walk would visit the last node 2^30 times. Program: other->add_child(inner).
@@ -147,7 +147,7 @@ private:
 using Node_numbers = Numbers<const zeNode*, zePointer_hash>;
 using Id_numbers = Numbers<unsigned int, std::hash<unsigned int>>;
 
-// Returns the children, and then the categories of the classifier that are no children.
+// Returns the children, and then the categories of the classifier that are not children.
 std::vector<zeNode*> nodes_below(const zeNode& node) {
     std::vector<zeNode*> below = node.m_children;
     if (node.m_classifier == nullptr) {
@@ -224,7 +224,7 @@ void require_root(const zeManager& manager) {
     }
 }
 
-// A node without an id is as good as missing, since nothing can refer to it.
+// A node without an id is treated as missing, since nothing can refer to it.
 void empty_placeholders(zePhysicalTree& tree) {
     for (auto& [id, node] : tree.m_nodes) {
         if (IsPlaceholder(node)) {
@@ -245,8 +245,9 @@ std::vector<zeNode*> nodes_in_order(zePhysicalTree& tree) {
     return nodes;
 }
 
-// A leaf in several lists has a parent below the root, if there is one: what is not below the root
-// is not written again, and the leaf would have another parent after the next reading.
+// Gives a leaf in several lists a parent below the root, if one of its listers is there. A parent
+// that is not below the root is not written again, and the next reading would give the leaf another
+// one.
 void prefer_parents_below_root(zeManager& manager,
                                const hash_set<const zeNode*, zePointer_hash>& shared) {
     if (shared.empty() || manager.m_root == nullptr) {
@@ -270,7 +271,8 @@ void mend_physical_links(zeManager& manager) {
     hash_set<const zeNode*, zePointer_hash> shared;
     for (zeNode* const node : nodes_in_order(tree)) {
         for (zeNode* const child : node->m_children) {
-            // Of several that list a leaf, the one that it names is its parent, else the first.
+            // Of several nodes that list a leaf, its parent is the one that it names, else the
+            // first.
             if (IsPlaceholder(*child)) {
                 continue;
             }
@@ -317,7 +319,7 @@ void erase_unused_placeholders(zeManager& manager) {
     }
 }
 
-// See invariant 11. An id near the greatest one is left: no new node will reach it.
+// See invariant 11. An id near the greatest one is ignored: no new node will reach it.
 void spend_ids_of_placeholders(zePhysicalTree& tree) {
     for (const auto& [id, node] : tree.m_nodes) {
         if (IsPlaceholder(node) && id <= kLastReadId) {

@@ -1,4 +1,4 @@
-// Tree_shape: whether the trees of a container are trees.
+// Tree_shape: checks that the links of a container form two trees, and repairs some links.
 // Not installed: the library's own.
 #ifndef ZANDREL_KNOWLEDGE_TREE_SHAPE_H_
 #define ZANDREL_KNOWLEDGE_TREE_SHAPE_H_
@@ -9,7 +9,7 @@ struct zeNode;
 
 namespace zandrel::detail {
 
-// Checks that the links are those of trees, so that every walk ends. Tree_shape.cpp has the list of
+// Checks that the links form trees, so that every walk ends. Tree_shape.cpp has the list of
 // invariants. Classifiers count as far as they are in memory.
 // RAISES: qtX<zeManager> 4 "Knowledge tree is damaged" (argument: what is wrong).
 // COST: linear in the nodes and links.

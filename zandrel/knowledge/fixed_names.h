@@ -7,7 +7,7 @@ namespace zandrel {
 // The id of the root in the logical tree.
 inline constexpr unsigned int kRootId = 1;
 
-// The rule that makes a child the default of its rule node. It is no expression, so it is never
+// The rule that makes a child the default of its rule node. It is not an expression and is never
 // parsed.
 inline constexpr const char* kDefaultRule = "default";
 

@@ -1,3 +1,4 @@
+// The start of an object's life and of its record: id and registry.
 #include "zandrel/knowledge/zeBase.h"
 
 #include "zandrel/knowledge/zeManager.h"

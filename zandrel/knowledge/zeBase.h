@@ -1,4 +1,4 @@
-// zeBase: the root of everything that a knowledge container stores under an object id.
+// zeBase: the base class of everything that a knowledge container stores under an object id.
 #ifndef ZANDREL_KNOWLEDGE_ZEBASE_H_
 #define ZANDREL_KNOWLEDGE_ZEBASE_H_
 
@@ -7,7 +7,7 @@
 
 class zeManager;
 
-// Types of nodes and of the objects that sit on them.
+// Types of nodes and of their classifiers.
 enum : unsigned int {
     ZE_LEAF = 0,  // a category; no classifier; registered in the finder
     ZE_RULE = 1,  // the node's classifier is a zeSwitcher
@@ -16,14 +16,14 @@ enum : unsigned int {
 
 namespace zandrel {
 
-// What zeStat_storage::GetType returns: an object type, never a node's.
+// The type that zeStat_storage::GetType returns. No node has this type.
 constexpr unsigned int kStorageObjectType = 3;
 
 }  // namespace zandrel
 
 // An object with an id. With a manager it takes the manager's next id and enters the manager's
-// registry, which from then on owns it: it goes by zeManager::Release and not by `delete`. Without
-// a manager it is nobody's but its maker's and has the id 0.
+// registry, which owns it from then on: delete it by zeManager::Release, not by `delete`. Without a
+// manager its maker owns it, and its id is 0.
 class ZANDREL_EXPORT zeBase {
 public:
     zeBase(const zeBase&) = delete;

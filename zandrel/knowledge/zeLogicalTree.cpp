@@ -1,4 +1,46 @@
-// What zeLogicalTree knows without changing anything.
+// The two trees of a container, and the lookups of zeLogicalTree, which change nothing.
+//
+// A person edits the logical tree; classification walks the physical tree. Each logical node
+// mirrors one physical node. The trees differ where a leaf has children: such nodes are nested only
+// for the person. Physically they are siblings, children of the nearest node above that has a
+// classifier, the "real parent".
+//
+// Example. The root has a statistical classifier, mail has rules; the numbers are the ids:
+//
+//     logical tree                          physical tree
+//
+//     1 root (ZE_STAT)                      1 root (zeStat_matcher)
+//     |                                     |
+//     +-- 2 sport (ZE_LEAF)                 +-- 2 sport
+//     |   |                                 +-- 3 football
+//     |   +-- 3 football (ZE_LEAF)          +-- 4 tennis
+//     |   +-- 4 tennis (ZE_LEAF)            |
+//     |                                     |
+//     +-- 5 mail (ZE_RULE)                  +-- 5 mail (zeSwitcher)
+//         |                                     |
+//         +-- 6 spam  rule: "offer"             +-- 6 spam
+//         +-- 7 rest  rule: default             +-- 7 rest
+//
+// The real parent of football is the root: sport, its parent, is a leaf. So the root's classifier
+// decides between four categories: sport, football, tennis and mail. `GatherSons` of sport gives
+// football and tennis; `GatherFatherAndSons` of sport gives all three.
+//
+// How edits of this tree change the physical tree:
+//
+// - Move football from sport to the root: only logical links change, since the same classifier
+//   decides before and after (kMoveOfLinks).
+// - Change sport to ZE_STAT: sport gets a classifier. Football and tennis leave the root's
+//   classifier and enter the new one. Physically, the root then has the children sport and mail,
+//   and sport has football and tennis.
+// - Delete sport: football and tennis are deleted with it, and all three leave the root's
+//   classifier.
+// - Add a node without a rule below tennis: it becomes a fifth category of the root's classifier.
+// - Add a node with a rule below tennis: tennis first becomes a rule node, and the new node becomes
+//   the first child of its switcher.
+//
+// The two ids of a node need not be equal: a subtree that is written as a container of its own gets
+// new logical ids and keeps its physical ids. `physical_node` leads from a logical node to its
+// physical node, and `finder` leads back.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <utility>
@@ -25,7 +67,7 @@ void zeLogicalTree::Clear() {
     next_id = 0;
 }
 
-// The nodes that a constant tree gathers are its own, which its users may change.
+// Lookups of a constant tree return nodes that its users may change, so we remove the const here.
 zeLogicalNode* zeLogicalTree::Find(unsigned int id) const {
     const auto entry = nodes.find(id);
     return entry == nodes.end() ? nullptr : const_cast<zeLogicalNode*>(&entry->second);
@@ -63,7 +105,7 @@ int zeLogicalTree::FindChild(const zeLogicalNode& parent, zeNode* physical_node)
 
 const zeLogicalNode* zeLogicalTree::NearestClassifierNode(unsigned int id) const {
     const zeLogicalNode* node = Find(id);
-    // A way up that is longer than the number of nodes is a circle, which a program has linked.
+    // If the way up is longer than the number of nodes, a program has linked the nodes to a circle.
     std::size_t left = nodes.size();
     while (node != nullptr && node->type == ZE_LEAF) {
         node = left-- == 0 ? nullptr : Find(node->parent);
@@ -79,11 +121,12 @@ zeClassifier* zeLogicalTree::GetRealParent(unsigned int id) const {
     return clafer;
 }
 
-// Nested leaves can be deep, so nothing here recurs: nodes wait on a stack, the next one on top.
+// Leaves can be nested deeply, so we use no recursion: nodes wait on a stack, the next one on top.
 void zeLogicalTree::GatherSons(const zeLogicalNode* node,
                                std::vector<zeLogicalNode*>& gathered) const {
     std::vector<unsigned int> waiting(node->children.rbegin(), node->children.rend());
-    // Only children that a program has linked to a circle are more than there are nodes.
+    // More nodes than the tree has can be gathered only if a program has linked children to a
+    // circle.
     const std::size_t most = gathered.size() + nodes.size();
     while (!waiting.empty() && gathered.size() < most) {
         zeLogicalNode* const son = Find(waiting.back());

@@ -1,4 +1,6 @@
-// Finds out whether a node of a zeLogicalTree is below another, also if the links disagree.
+// Decides whether a node of a zeLogicalTree is below another one, even if the links disagree: a
+// move below the node itself would make a circle. First we collect everything below the node, then
+// we climb from the target of the move and look whether we meet one of the collected nodes.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include "zandrel/foundation/qtX.h"
@@ -8,13 +10,13 @@
 
 namespace {
 
-// One node and all nodes below it, in both trees. A node is below another one that lists it as a
-// child, below the one that it names as its parent, and below whatever its mirror is below.
+// One node and all nodes below it, in both trees. A node is below each node that lists it as a
+// child, below the parent that it names, and below everything that its mirror is below.
 //
-// In a sound tree the lists of children lead to all of them. In trees that a program has linked by
-// hand, a node may name a parent that does not list it. Only a look at all nodes finds every such
-// node. So we look at all only if a program may have changed links, and then index the nodes by
-// parent if there is one. Otherwise the way from the target up over the named parents is enough.
+// In a sound tree the lists of children lead to all these nodes. In trees that a program has linked
+// by hand, a node may name a parent that does not list it. Only a look at all nodes finds each of
+// them, so we do that only if a program may have changed links. If there is such a node, we index
+// all nodes by parent. Otherwise the climb from the target over the named parents is enough.
 class Nodes_below {
 public:
     Nodes_below(const zeLogicalTree& tree, const zeLogicalNode& top, bool may_be_unlisted)
@@ -27,8 +29,8 @@ public:
         }
     }
 
-    // Whether the node is among them, or the parent that it names, or one further up, in either
-    // tree.
+    // Returns whether one of them is the node itself, the parent that it names, or a node further
+    // up in either tree.
     bool contain_any_of_way_up(const zeLogicalNode& node) const {
         hash_set<unsigned int> seen;
         hash_set<const zeNode*, zePointer_hash> seen_physical;
@@ -118,8 +120,8 @@ private:
         enter(&m_tree.FindCategory(node));
     }
 
-    // Returns whether there is a node that names a parent which we have reached but that does not
-    // lead to it.  COST: linear in the nodes of both trees.
+    // Enters nodes that name a parent which we have reached and which does not list them. Returns
+    // whether there was one.  COST: linear in the nodes of both trees.
     bool enter_unlisted() {
         bool is_any = false;
         for (const auto& [id, node] : m_tree.nodes) {

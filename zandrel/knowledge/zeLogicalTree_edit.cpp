@@ -1,5 +1,6 @@
-// The edits of zeLogicalTree, on its three sides: the nodes here, the physical tree, and the
-// classifiers.
+// The edits of zeLogicalTree. Each one is verified first and then changes three sides: the logical
+// nodes, the physical tree, and the classifiers. A category that a classifier gains or loses
+// changes the classifier and the physical children together. zeLogicalTree.cpp has examples.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -18,14 +19,6 @@ namespace {
 
 [[noreturn]] void refuse(int code, const qtString& text) {
     throw qtX<zeLogicalTree>(code, text);
-}
-
-unsigned char with_no_score(unsigned char attributes) {
-    return static_cast<unsigned char>(attributes | zeNode::NoScore);
-}
-
-unsigned char without_no_score(unsigned char attributes) {
-    return static_cast<unsigned char>(attributes & ~zeNode::NoScore);
 }
 
 }  // namespace
@@ -57,13 +50,13 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
     return node.id;
 }
 
-// In the whole or, if memory runs out, not at all: a node that is half known would outlive its
-// physical node.
+// Enters a node completely or, if memory runs out, not at all: a node that is entered in part would
+// outlive its physical node.
 void zeLogicalTree::Enter(const zeLogicalNode& node) {
     zeLogicalNode* const parent = Find(node.parent);
     zeLogicalNode& added = nodes.try_emplace(node.id, node).first->second;
     try {
-        // A new node has no children, whatever the caller's copy comes from.
+        // A new node has no children, even if the caller's node was copied from one that has.
         added.children.clear();
         AddFinder(added);
         if (parent != nullptr) {
@@ -76,8 +69,8 @@ void zeLogicalTree::Enter(const zeLogicalNode& node) {
     }
 }
 
-// A classifier that runs out of memory may have entered the category without linking it. It must
-// not know a node that no link leads back from.
+// A classifier that runs out of memory may have entered the category without making it a child. We
+// drop the category then: the classifier would keep a pointer to a node that is deleted.
 void zeLogicalTree::AddToClassifier(zeClassifier& classifier, const zeLogicalNode& node) {
     const bool was_known = classifier.knows(node.physical_node);
     try {
@@ -97,7 +90,7 @@ void zeLogicalTree::ChangeParentToClassifier(const zeLogicalNode& parent,
     }
     zeLogicalNode changed = parent;
     changed.type = child.rule.empty() ? ZE_STAT : ZE_RULE;
-    changed.attributes = with_no_score(changed.attributes);
+    changed.attributes = static_cast<unsigned char>(changed.attributes | zeNode::NoScore);
     ChangeLogicalNode(changed);
 }
 
@@ -107,7 +100,7 @@ void zeLogicalTree::ChangeNodeToLeaf(const zeLogicalNode& node) {
     }
     zeLogicalNode changed = node;
     changed.type = ZE_LEAF;
-    changed.attributes = without_no_score(changed.attributes);
+    changed.attributes = static_cast<unsigned char>(changed.attributes & ~zeNode::NoScore);
     ChangeLogicalNode(changed);
 }
 
@@ -121,13 +114,14 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
     }
     ChangeFields(node, wanted);
     if (!node.rule.empty() && wanted.rule != node.rule) {
-        ChangeRule(node, wanted.rule);
+        node.rule = wanted.rule;
+        GetRealParent(node.parent)->change_category_rule(node.physical_node, node.rule);
     }
     manager->m_modified = true;
 }
 
-// One of the two types is ZE_LEAF. Only a classifier without rules takes the sons of a leaf, or has
-// sons that can move up: a rule node changes its type only without children.
+// One of the two types is ZE_LEAF. Only a classifier without rules takes over the sons of a leaf,
+// or has sons that can move up: a rule node changes its type only if it has no children.
 void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     std::vector<zeLogicalNode*> sons;
     if (type == ZE_LEAF) {
@@ -167,18 +161,14 @@ void zeLogicalTree::ChangeFields(zeLogicalNode& node, const zeLogicalNode& wante
     if (node.name != old_name) {
         m_children->renamed(node, old_name);
     }
-    // Written in any case: a change of type has set or cleared NoScore on the physical side.
+    // Written at every change, since a change of type has set or cleared NoScore in the physical
+    // node.
     node.physical_node->m_flags = wanted.attributes;
     node.attributes = wanted.attributes;
     node.physical_node->m_threshold = wanted.threshold;
     node.threshold = wanted.threshold;
     node.note2 = wanted.note2;
     node.note1 = wanted.note1;
-}
-
-void zeLogicalTree::ChangeRule(zeLogicalNode& node, const qtString& rule) {
-    node.rule = rule;
-    GetRealParent(node.parent)->change_category_rule(node.physical_node, rule);
 }
 
 void zeLogicalTree::ChangeRootType(int type) {
@@ -249,15 +239,11 @@ void zeLogicalTree::RecursiveNodeDelete(zeLogicalNode& node, bool remove) {
     }
     Detach(deleted);
     for (zeLogicalNode* const each : deleted) {
-        EraseNode(*each);
+        DelFinder(*each);
+        manager->m_physical_tree->DeleteCat(each->physical_node);
+        m_children->forget(each->id);
+        nodes.erase(each->id);
     }
-}
-
-void zeLogicalTree::EraseNode(zeLogicalNode& node) {
-    DelFinder(node);
-    manager->m_physical_tree->DeleteCat(node.physical_node);
-    m_children->forget(node.id);
-    nodes.erase(node.id);
 }
 
 void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
@@ -273,8 +259,8 @@ void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
     manager->m_modified = true;
 }
 
-// The nodes below a leaf are physically its siblings, children of the classifier above. So the walk
-// starts at each of them.
+// Physically, the nodes below a leaf are its siblings, children of the classifier above. So we look
+// for classifiers below each of them.
 void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
     hash_set<zeNode*, zePointer_hash> classifiers(zandrel::kInitialBuckets);
     std::vector<zeLogicalNode*> gathered;
@@ -283,8 +269,8 @@ void zeLogicalTree::DeleteClassifiersBelow(const zeLogicalNode& node) {
         each->physical_node->get_subtree_classifiers(classifiers);
     }
     classifiers.insert(node.physical_node);
-    // A classifier's node becomes a leaf and enters the list of its category, whose order must be
-    // the same in every run.
+    // Each classifier's node becomes a leaf and is appended to the list of its category. The order
+    // of this list must be the same in every run.
     for (zeNode* const each : zandrel::detail::in_id_order(classifiers)) {
         manager->DelClassifier(each);
     }
@@ -299,7 +285,7 @@ void zeLogicalTree::MoveLogicalNode(unsigned int id, unsigned int new_parent) {
         manager->m_modified = true;
         return;
     }
-    GetRealParent(node.parent);  // RAISES: where there is none, before anything changes
+    GetRealParent(node.parent);  // raises if the node has no real parent, before anything changes
     if (target.type == ZE_LEAF) {
         ChangeParentToClassifier(target, node);
     }

@@ -1,10 +1,10 @@
-// The side of zeLogicalTree that takes over nodes of another tree.
+// Copying a subtree into a zeLogicalTree, from this tree or another one.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <utility>
 
-// A tree can be deep, so nothing recurs: nodes wait on a stack with the parent of their copy, the
-// next one on top.
+// A tree can be deep, so we use no recursion: nodes wait on a stack with the parent of their copy,
+// the next one on top.
 unsigned int zeLogicalTree::CopySubTree(const zeLogicalTree& source, unsigned int id,
                                         unsigned int parent, std::map<zeNode*, zeNode*>* node_map) {
     const unsigned int top = next_id + 1;

@@ -1,5 +1,5 @@
-// The side of zeLogicalTree that follows the physical tree: what has changed there is mirrored
-// here.
+// The functions by which zeLogicalTree follows changes of the physical tree, such as categories
+// that training has added. They change only the logical tree, except for KCE_Delete.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include "zandrel/classification/zeSwitcher.h"

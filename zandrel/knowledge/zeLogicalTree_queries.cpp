@@ -1,4 +1,5 @@
-// Questions across the nodes of zeLogicalTree: paths.
+// Paths of zeLogicalTree. Example: a node "c\d" below a node "a/b" below the root "r" has the path
+// "r/a\/b/c\\d".
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ void move_part(qtString& part, std::vector<qtString>& parts) {
 }  // namespace
 
 void zeLogicalTree::BreakPath(const qtString& path, std::vector<qtString>& parts) {
-    std::vector<qtString> broken;  // not `parts` yet, one of which the path may be
+    std::vector<qtString> broken;  // the path may be an element of `parts`
     const std::string_view text = path.view();
     qtString part;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -84,8 +85,9 @@ void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {
     const zeLogicalNode* node = &GetNode(id);
     names.push_back(node->name);
     while (node->parent != 0) {
-        // More names than nodes: the parents form a circle, which a program has linked. The last
-        // name of a way up can be that of a missing parent, so there may be one more.
+        // If there are more names than nodes, a program has linked the parents to a circle. The
+        // last parent can be missing and still gives a name, so one name more than nodes is
+        // possible.
         if (names.size() > nodes.size()) {
             return;
         }

@@ -1,4 +1,5 @@
-// What zeLogicalTree writes and reads.  Format: docs/formats/kc.md
+// The record of zeLogicalTree: the nodes by ascending id. In records of version 1 a node has no id
+// of its physical node; we find that by its category.  Format: docs/formats/kc.md
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -16,7 +17,7 @@
 
 namespace {
 
-// The fewest bytes of a node: its numbers, and the counts of its lists and texts.
+// The least number of bytes of a node: its numbers, and the counts of its lists and texts.
 constexpr unsigned int kLeastNodeSize = 46;
 constexpr unsigned int kLeastNodeSizeV1 = 41;
 constexpr unsigned int kReferenceSize = 4;
@@ -63,16 +64,16 @@ double read_threshold(Hio<HSegment>& io, bool has_ids) {
     return threshold;
 }
 
-// The nearest classifier from a node upwards, the node included. What was found is kept, since many
-// nodes can be nested below one another.
+// Finds the nearest node with a classifier, from a node itself upwards. It keeps its answers, since
+// many nodes can be nested below one another.
 class Nearest_classifiers {
 public:
     using Nodes = hash_map<unsigned int, zeLogicalNode>;
 
-    // BORROWS: `nodes`, whose ways upwards end.
+    // BORROWS: `nodes`.  REQUIRES: no way upwards leads back.
     explicit Nearest_classifiers(const Nodes& nodes) : m_nodes(nodes) {}
 
-    // Null if there is none.
+    // Returns null if no node on the way has a classifier.
     const zeLogicalNode* from(unsigned int id) {
         std::vector<unsigned int> way;
         const zeLogicalNode* found = nullptr;
@@ -129,7 +130,7 @@ void zeLogicalTree::Load(Hio<HSegment>& io) {
         }
     }
     zandrel::detail::RequireRoomForIds(next_id);
-    zandrel::detail::RequireLogicalTree(*this);  // before anything goes upwards
+    zandrel::detail::RequireLogicalTree(*this);  // before anything follows parents
     if (!has_ids) {
         FindNodesOfV1();
     }
@@ -160,7 +161,7 @@ unsigned int zeLogicalTree::ReadNode(Hio<HSegment>& io) {
         node.name = node.category;
     }
     if (node.name != node.category) {
-        manager->m_compat55 = true;  // A name of its own is there in that mode alone.
+        manager->m_compat55 = true;  // Only in that mode do nodes have names of their own.
     }
     if (const zeLogicalNode* const replaced = Find(node.id)) {
         DelFinder(*replaced);
@@ -174,13 +175,15 @@ unsigned int zeLogicalTree::ReadNode(Hio<HSegment>& io) {
 
 zeNode* zeLogicalTree::NodeOf(unsigned int physical_id, const zeLogicalNode& node) {
     zeNode* const found = manager->m_physical_tree->GetNode(physical_id);
-    // What other nodes refer to is there as an empty node, but is missing all the same.
+    // A node that has no record but to which others refer is in the tree as an empty node with id
+    // 0.
     const bool is_there = found != nullptr && found->m_node_id == physical_id;
     return is_there ? found : DetachedNode(physical_id, node);
 }
 
-// A node that no classifier holds is mirrored here, but no record of the physical tree has it. So
-// it is made again as it was: a leaf that stands in no tree.
+// A physical node that is not below the root, and that no classifier knows, is not in the record of
+// the physical tree. Its logical node has a record, so we make the physical node again as it was: a
+// leaf without a parent.
 zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) {
     zePhysicalTree& tree = *manager->m_physical_tree;
     if (id == 0) {
@@ -197,8 +200,8 @@ zeNode* zeLogicalTree::DetachedNode(unsigned int id, const zeLogicalNode& node) 
     return entered;
 }
 
-// The first version knows the node that is mirrored by its category, below that of the nearest
-// classifier above.
+// In version 1 the category of a logical node identifies its physical node, together with the
+// category of the nearest node above that has a classifier.
 void zeLogicalTree::FindNodesOfV1() {
     zePhysicalTree& tree = *manager->m_physical_tree;
     Nearest_classifiers classifiers(nodes);

@@ -1,8 +1,8 @@
-// Repairs what an edit of zeLogicalTree finds in disagreement, before it moves or deletes a node.
+// Repairs of disagreements that an edit of zeLogicalTree finds, before it moves or deletes a node.
 //
-// In a sound tree one classifier knows a node: that of its real parent, whose physical node lists
-// it as a child. An edit removes the node from there and is done. In the states below another
-// object also points at the node. It would keep a dangling pointer, so every such pointer is
+// In a sound tree only the classifier of the real parent knows a node, and only the real parent's
+// physical node lists it as a child. An edit only has to remove the node there. In the states below
+// another object also points at the node. Its pointer would dangle, so every such pointer is
 // removed first.
 //
 // 1. A leaf has a classifier (RepairLeaf). A change of a leaf to a statistical node made the
@@ -16,13 +16,12 @@
 //    between the profiles and `feed`; or a file names the node in the record of a foreign
 //    classifier.
 // 4. Several classifiers know a leaf (LeaveClassifiers, RepairLeaf). Training the root without its
-//    subtree gives it every leaf that a message names, also those of classifiers below. This is no
-//    damage as long as the node is a leaf.
+//    subtree gives its classifier every leaf that is a label of a message, also leaves of
+//    classifiers below. This is no damage as long as the node is a leaf.
 // 5. A node lists a child that its classifier does not know (LeaveClassifier). A file lists a child
 //    without a profile or a rule; or a program called zeNode::add_child.
-// 6. A node has lost its place in the parent's record of a classifier, or still has its own
-//    classifier, when KCE_Delete deletes it (Detach): the caller has changed the physical side
-//    only in part.
+// 6. KCE_Delete deletes a node that the parent's classifier still knows, or that still has its own
+//    classifier (Detach): the caller has changed the physical side only in part.
 // 7. The lists of children lead back to a node (Subtree). Only a program can link nodes so, since
 //    reading a file refuses it.
 #include "zandrel/knowledge/zeLogicalTree.h"
@@ -37,7 +36,7 @@ namespace {
 
 using Node_set = hash_set<zeNode*, zePointer_hash>;
 
-// Those of the nodes that the classifier knows, or that are children of its node.
+// Returns the elements of `nodes` that the classifier knows or that are children of its node.
 std::vector<zeNode*> held_by(zeClassifier& classifier, const Node_set& nodes) {
     std::vector<zeNode*> candidates;
     classifier.get_all_categories(candidates);
@@ -95,17 +94,17 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
     holder->remove_child(node);
 }
 
-// No pointer leads from a node to all classifiers that know it. So we ask all classifiers, once for
+// No pointer leads from a node to the classifiers that know it. So we ask all classifiers, once for
 // all nodes.
 void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but) {
-    // To ask each classifier for each node of a large subtree would take the product of their
-    // numbers. Up to this many nodes it is faster than to gather all that a classifier knows.
+    // Asking each classifier for each node costs the product of their numbers. For more nodes than
+    // this, it is faster to gather all nodes that a classifier knows.
     constexpr std::size_t kFewNodes = 64;
     const bool are_many = leaving.size() > kFewNodes;
     const Node_set many(leaving.begin(), are_many ? leaving.end() : leaving.begin());
     for (const auto& [id, object] : manager->m_objects) {
         if (object->GetType() == zandrel::kStorageObjectType) {
-            continue;  // Every second object is one, and a cast costs more than this question.
+            continue;  // About every second object is a storage, and a cast costs more.
         }
         auto* const classifier = dynamic_cast<zeClassifier*>(object);
         if (classifier != nullptr && classifier != but) {
@@ -125,8 +124,8 @@ void zeLogicalTree::Detach(const std::vector<zeLogicalNode*>& deleted) {
     LeaveClassifiers(leaving, nullptr);
 }
 
-// Appends what is below `top`, parents before children. Returns false if a node was reached twice:
-// it was then entered only once.
+// Appends `top` and the nodes below it, parents before children, each node once. Nodes in `seen`
+// are left out. Returns false if a node was reached a second time.
 bool zeLogicalTree::WalkDown(const zeLogicalNode& top, hash_set<unsigned int>& seen,
                              std::vector<zeLogicalNode*>& parents_first) const {
     bool is_tree = true;

@@ -1,5 +1,6 @@
-// The rules of editing zeLogicalTree. Their order is part of the interface: it decides which one is
-// told when several are broken at once.
+// The rules for edits of zeLogicalTree. Their order is part of the interface: if an edit breaks
+// several rules, the first one is reported. Example: adding a node without a category and with a
+// rule below a statistical node raises 11 "Missing category name", not 7.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@ using Arguments = std::vector<qtString>;
     throw qtX<zeLogicalTree>(code, text, arguments);
 }
 
-// Whether a classifier of this type can be made.
+// Returns whether a classifier of this type can be made.
 bool is_principal(unsigned int type) {
     return zandrel::detail::find_classifier_type(type) != nullptr;
 }
@@ -43,7 +44,7 @@ bool is_among_categories(zeClassifier& classifier, const Concept& name) {
     });
 }
 
-// "default" is no expression: compiling it would fail.
+// REQUIRES: not "default", which is not an expression and would be refused.
 void verify_syntax(const qtString& rule) {
     try {
         const Rule_checker compiled(rule);
@@ -70,9 +71,10 @@ void zeLogicalTree::VerifyNodeName(const zeLogicalNode& node) const {
     }
 }
 
-// Few nodes have one name, so we ask the classifier for each of them. Example: of 40,000 leaves
-// below the root one at most has the name of a new one, while each of 1,000 groups with ten
-// categories may have a category "other": there ten categories are fewer than 1,000 nodes.
+// Usually few nodes have the name, so we ask the classifier whether it knows one of them. If the
+// classifier has fewer categories than there are such nodes, we compare the names of its
+// categories. Example: each of 1,000 groups with ten categories has a category "other". A new
+// "other" is then compared with ten names, and not looked for among 1,000 nodes.
 bool zeLogicalTree::HasCategory(zeClassifier& classifier, const Concept& name) const {
     const zePhysicalTree& tree = *manager->m_physical_tree;
     const std::vector<zeNode*>& leaves = tree.GetLeafNodes(name);
@@ -142,8 +144,8 @@ void zeLogicalTree::VerifyAddAtTop(const zeLogicalNode& node) const {
     }
 }
 
-// Only the direct parent counts: children of a rule node have rules, those of a statistical node
-// have none, and a leaf takes a child with a rule as its first one alone.
+// Only the direct parent counts. Each child of a rule node has a rule, and no child of a
+// statistical node has one. A leaf takes a child with a rule only as its first child.
 void zeLogicalTree::VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const {
     const bool has_rule = !node.rule.empty();
     const bool takes_rule =
@@ -154,7 +156,7 @@ void zeLogicalTree::VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalN
     if (has_rule) {
         VerifyRule(parent, node.rule);
     }
-    // Found here, before the parent may become a classifier for the new node.
+    // Checked here, because later the parent may already have got a classifier for the new node.
     if (!is_known_type(node.type)) {
         refuse(15, "Cannot switch node type");
     }
@@ -264,7 +266,7 @@ int zeLogicalTree::VerifyChange(const zeLogicalNode& node) const {
 }
 
 void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const {
-    // An unknown type has no classifier to go with it.
+    // No classifier can be made for an unknown type.
     if ((from.type != ZE_LEAF && type != ZE_LEAF) || !is_known_type(type)) {
         refuse(15, "Cannot switch node type");
     }

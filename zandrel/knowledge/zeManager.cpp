@@ -1,3 +1,4 @@
+// The registry of objects and the life of a container: making, emptying and destroying it.
 #include "zandrel/knowledge/zeManager.h"
 
 #include "zandrel/classification/zeClassifier.h"
@@ -48,7 +49,7 @@ void zeManager::ReleaseContent() {
     m_objects.clear();
     m_last_object_id = 0;
     m_root = nullptr;
-    // A tree may be missing when the manager goes in the middle of its replacement.
+    // A tree may be missing if the manager is destroyed while a program replaces the tree.
     if (m_logical_tree) {
         m_logical_tree->Clear();
     }

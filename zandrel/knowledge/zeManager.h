@@ -1,4 +1,4 @@
-// zeManager: the top object of a knowledge container.
+// zeManager: a knowledge container, and the owner of everything in it.
 #ifndef ZANDREL_KNOWLEDGE_ZEMANAGER_H_
 #define ZANDREL_KNOWLEDGE_ZEMANAGER_H_
 
@@ -27,9 +27,9 @@ struct zeLogicalNode;
 struct zeNode;
 
 // A knowledge container: the two trees, the settings, and the registry of the objects that are in
-// memory, which it owns. Everything that needs the container as a whole goes through it.
+// memory. The manager owns them all.
 //
-// A new manager is empty. `Release()` makes it empty again, and it may then be used anew.
+// A new manager is empty. `Release()` makes it empty again, and it may then be used again.
 //
 // Threads: one at a time in the whole process, however many managers there are. Two managers share
 // concepts, whose counts are not atomic, so two threads with a manager each corrupt the heap. Only
@@ -47,15 +47,15 @@ public:
     void RegisterObject(zeBase* object);
     // Takes an object out and leaves it untouched.  REQUIRES: not null.
     void UnregisterObject(zeBase* object);
-    // Takes an object out and deletes it; with a zeStat_matcher goes its storage.
+    // Takes an object out and deletes it, a zeStat_matcher together with its storage.
     // REQUIRES: not null.
     void Release(zeBase* object);
-    // Empties the container: all objects, both trees, ids start anew. Settings, version and flags
-    // keep their values. Workflows and node pointers taken before may no longer be used.
+    // Empties the container: all objects, both trees; ids start from 1 again. Settings, version and
+    // flags keep their values. Workflows and node pointers taken before may no longer be used.
     void Release();
 
-    // How many classifiers the container holds in memory at once; 0 if there is no such bound and
-    // all of them are.
+    // The greatest number of classifiers in memory at once; 0 if there is no limit and all
+    // classifiers are in memory.
     unsigned int ReadOnDemand() const;
 
     // The root's classifier, or null.
@@ -81,17 +81,17 @@ public:
     // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" without a root.
     qtPtrLight<zeWorkflow> GetWorkflow();
 
-    // Files. `mode` may be null, which stands for a default KcIoMode, and so may `progress`.
+    // Files. `mode` may be null, which means a default KcIoMode. `progress` may be null.
 
-    // Reads a container in place of this one. The `m_io` from before is gone afterwards, whatever
-    // comes of it.
-    // RAISES: what zeIO::LoadKC raises, which also tells what is left then.
+    // Reads a container in place of this one. The previous `m_io` is replaced, even if reading
+    // fails. RAISES: what zeIO::LoadKC raises; see there for the state of the manager after a
+    // failure.
     void Read(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
-    // Writes the container, or a subtree, in the plain form. The file is changed in place, so what
-    // fails half-way leaves none of a container: write to another name and rename where the old
-    // one must outlive a full disk.
-    // RAISES: what zeIO::DumpKC raises.
+    // Writes the container, or a subtree, in the plain form. The file is changed in place: if
+    // writing fails, the file contains no container, neither the old nor the new one. If the old
+    // one must survive a full disk, write to another name and rename the file. RAISES: what
+    // zeIO::DumpKC raises.
     void Write(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
 
@@ -99,17 +99,17 @@ public:
 
     // Writes the container, or with `top` the subtree of a node. No object is written.
     void Dump(Hio<HSegment>& io, const zeLogicalNode* top);
-    // Reads it in place of what is here: first all objects are deleted and both trees emptied. The
-    // parent of a root that was written as a subtree is not in the record, and is forgotten. Where
-    // the lists of children and the parents disagree, the lists decide.
-    // RAISES: what the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The
-    // container is empty then, with the settings that it had.
+    // Reads the record in place of the present content: first all objects are deleted and both
+    // trees emptied. The root of a subtree has no parent after reading, since the parent is not in
+    // the record. If the lists of children and the parents disagree, the lists decide. RAISES: what
+    // the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The container is
+    // empty then, with the settings that it had.
     void Load(Hio<HSegment>& io);
     // Reads a reference to a node: its id, or null for 0 or an unknown id; in version 1 its
-    // concept, see zePhysicalTree::ConvertV1. `parent`: where the reference stands.
+    // concept, see zePhysicalTree::ConvertV1. `parent`: the node whose record has the reference.
     zeNode* LoadCat(Hio<HSegment>& io, zeNode* parent);
 
-    // Whether records refer to nodes by id; those of version 1 do by concept.
+    // Returns whether records refer to nodes by id. Records of version 1 refer to them by concept.
     bool has_node_ids() const noexcept { return m_version >= 2; }
 
     // Empties the container as `Release()` does, but keeps `m_io`.
@@ -118,7 +118,7 @@ public:
     // zeInterrupts on the current operation's progress object, if there is one.
     void check_interrupt();
 
-    unsigned int m_last_object_id = 0;  // the last object id given out
+    unsigned int m_last_object_id = 0;  // the object id given last
     zeNode* m_root = nullptr;           // root of the physical tree; null in an empty container
     zeConfig m_config;                  // identity, dates, settings of the archive
     zeDefaults m_defaults;              // copied by each new statistical model
@@ -126,7 +126,7 @@ public:
     qtPtrLight<zePhysicalTree> m_physical_tree;
     qtPtrLight<zeIO> m_io;         // null until the container was read or written
     unsigned short m_version = 2;  // of the tree records
-    bool m_modified = true;        // has changes that no file holds
+    bool m_modified = true;        // has changes that are in no file
     bool m_compact = false;        // can classify but not train
     bool m_compat55 = false;       // nodes have names of their own beside their categories
     hash_map<unsigned int, zeBase*> m_objects;  // OWNS: all objects in memory, by id

@@ -1,4 +1,5 @@
-// The operations of zeManager that make and delete classifiers.
+// The operations of zeManager on classifiers. A classifier enters the registry in its constructor
+// and its node only afterwards, so a failure in between has to be undone here.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <string>

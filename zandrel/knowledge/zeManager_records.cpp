@@ -1,4 +1,6 @@
-// What zeManager writes and reads of a container's records.  Format: docs/formats/kc.md
+// The record of zeManager, and the calls of zeIO that read and write files. The trees are repaired
+// and checked as a whole (Tree_shape.h) before any object is read.  Format:
+// docs/formats/kc.md
 #include "zandrel/knowledge/zeManager.h"
 
 #include "zandrel/knowledge/Tree_shape.h"
@@ -14,10 +16,10 @@ using zandrel::detail::RequireFinite;
 
 namespace {
 
-// The settings go into each new model.
+// Refuses settings that the library never writes, since each new model copies the settings.
 void require_possible(const zeDefaults& settings) {
     constexpr unsigned int kNoObject = 0;
-    // A model takes no resolution below 1 and goes on with its own, so that is no damage.
+    // A model ignores a resolution below 1 and keeps its own, so this value is no damage.
     if (settings.likelihood_resolution > zeStat_storage::kGreatestResolution) {
         zandrel::detail::RaiseDamagedItem("likelihood_resolution", kNoObject);
     }
@@ -105,11 +107,10 @@ void zeManager::LoadRecords(Hio<HSegment>& io) {
     zandrel::detail::RequireRoomForIds(m_last_object_id);
     m_root = LoadCat(io, nullptr);
     if (m_root != nullptr && m_root->m_node_id == 0) {
-        m_root = nullptr;  // Others refer to it, but no record has it.
+        m_root = nullptr;  // a placeholder: other nodes refer to it, but it has no record
     }
     if (m_root != nullptr) {
-        m_root->m_parent =
-            nullptr;  // That of a subtree that was written alone is not in the record.
+        m_root->m_parent = nullptr;  // The record of a subtree names a parent that is not in it.
     }
     zandrel::detail::MendLinks(*this);
     zandrel::detail::RequireTrees(*this);
@@ -123,8 +124,8 @@ zeNode* zeManager::LoadCat(Hio<HSegment>& io, zeNode* parent) {
     }
     unsigned int id = 0;
     io >> id;
-    // An entry that only stands for a node which no record has is none: what refers to it could not
-    // be written again.
+    // A placeholder is treated as missing: it has no id, so a reference to it could not be written
+    // again.
     zeNode* const node = m_physical_tree->GetNode(id);
     return node != nullptr && node->m_node_id == id ? node : nullptr;
 }

@@ -1,3 +1,4 @@
+// The children of a node, with an index for long lists, and the walk over a subtree.
 #include "zandrel/knowledge/zeNode.h"
 
 #include <algorithm>
@@ -9,7 +10,8 @@ namespace zandrel::detail {
 
 namespace {
 
-// Up to so many children a search takes no longer than a look-up, and needs no memory.
+// A list of this length or shorter is searched without an index: that is as fast and needs no
+// memory.
 constexpr std::size_t kFewChildren = 16;
 
 int place_by_search(const std::vector<zeNode*>& children, const zeNode* child) {
@@ -19,8 +21,8 @@ int place_by_search(const std::vector<zeNode*>& children, const zeNode* child) {
 
 }  // namespace
 
-// The places of the first `size` children. A list of a damaged file can have a child twice: such a
-// list is searched.
+// The places of the first `size` children. In a damaged file a list can have a child twice. Such a
+// list is searched instead.
 struct Child_places::Index {
     bool agrees_with(const std::vector<zeNode*>& children) const {
         return size <= children.size() &&
@@ -75,7 +77,8 @@ int Child_places::find(const std::vector<zeNode*>& children, const zeNode* child
     return place_by_search(children, child);
 }
 
-// Removing a child has to succeed also without memory for an index.
+// Returns false if the list has to be searched, for example without memory for an index: removing a
+// child has to succeed even then.
 bool Child_places::is_brought_up_to_date(const std::vector<zeNode*>& children) {
     try {
         if (m_index == nullptr || !m_index->agrees_with(children)) {
@@ -146,9 +149,9 @@ void zeNode::remove_all_children() {
 
 namespace {
 
-// A walk changes no node, but what it gathers is there to be changed: nodes themselves are never
-// const, since the tree's table holds them. A tree can be deep, so nothing recurs; and links that a
-// damaged file has bent to a circle must not be followed for ever.
+// The walk changes no node, but its callers may change the nodes that it gathers. The const_cast is
+// allowed, since the nodes in the tree's table are not const. A tree can be deep, so we use no
+// recursion. Each node is visited once, so a circle in a damaged file ends.
 template <class Take>
 void walk_subtree(const zeNode* top, hash_set<zeNode*, zePointer_hash>& seen, Take&& take) {
     std::vector<zeNode*> waiting = {const_cast<zeNode*>(top)};

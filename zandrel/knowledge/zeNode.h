@@ -15,10 +15,10 @@ struct zeNode;
 
 namespace zandrel::detail {
 
-// Where each child is in a long list of children, so that finding one needs no search.
+// The place of each child in a long list of children, so that finding a child needs no search.
 //
-// The list is public, so the index does not trust itself: it compares a place with the list before
-// it answers, takes in what was appended since, and is made anew if the list became shorter.
+// The list is public and may have changed. So a search first adds the children that were appended,
+// and compares its answer with the list. The index is made again if the list became shorter.
 class ZANDREL_EXPORT Child_places {
 public:
     Child_places();
@@ -27,9 +27,9 @@ public:
     Child_places(const Child_places& other);
     Child_places& operator=(const Child_places& other);
 
-    // The first place of `child` in `children`; -1 if it is not there.
+    // Returns the first place of `child` in `children`; -1 if it is not among them.
     int find(const std::vector<zeNode*>& children, const zeNode* child);
-    // Follows the removal of a child: the last one has taken its place.
+    // To be called after a child was removed and the last child took its place.
     void removed(const std::vector<zeNode*>& children, const zeNode* child, std::size_t place);
     void clear();
 
@@ -43,8 +43,8 @@ private:
 
 }  // namespace zandrel::detail
 
-// A category or an inner node. zePhysicalTree makes and owns it; its address stays as long as its
-// entry there lives, and all other pointers to nodes are borrowed.
+// A category or an inner node. zePhysicalTree makes and owns it, and all other pointers to nodes
+// are borrowed. Its address does not change as long as the node is in the tree.
 struct ZANDREL_EXPORT zeNode {
     // Bits of `m_flags`.
     static constexpr unsigned char NoScore = 1;  // not a result where only scored nodes are wanted
@@ -52,26 +52,27 @@ struct ZANDREL_EXPORT zeNode {
 
     explicit zeNode(const Concept& name) : m_concept(name) {}
 
-    // Index of a child, -1 if it is not there.  COST: constant on average, also for the next three
-    // operations; the first search in a long list is linear.
+    // Returns the index of a child, -1 if it is not a child.  COST: constant on average, also for
+    // the next three operations; the first search in a long list is linear.
     int find_child(const zeNode* child) const;
     // Appends a child and sets its parent; false, changing nothing, for null or a present child.
     bool add_child(zeNode* child);
     // Unlinks a child; the last child moves into its place. False if it is absent.
     bool remove_child(zeNode* child);
-    // `remove_child`, then `add_child`: the new child goes to the end. False if either fails; the
-    // old child stays removed if only the second does.
+    // Calls `remove_child`, then `add_child`: the new child is the last. False if either fails; if
+    // only the second fails, the old child remains removed.
     bool replace_child(zeNode* old_child, zeNode* new_child);
-    // Unlinks all children; they stay in the tree.
+    // Unlinks all children; they remain in the tree's table.
     void remove_all_children();
 
-    // Adds this node and all below it to `nodes`. What is in `nodes` already is not entered again.
+    // Adds this node and all below it to `nodes`. Does not walk below a node that is in `nodes`
+    // already.
     void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const;
     // The same walk, adding only nodes that have a classifier, in memory or not.
     void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const;
 
-    // What makes two nodes one result: the concept for a leaf, the node itself for any other, so
-    // that one category counts once wherever it stands in the tree.
+    // Two nodes with equal identities are one result. The identity of a leaf is its concept, so two
+    // leaves of one category count once. The identity of an inner node is the node itself.
     const void* identity() const noexcept;
 
     bool is_no_score() const noexcept { return (m_flags & NoScore) != 0; }
@@ -82,10 +83,11 @@ struct ZANDREL_EXPORT zeNode {
     unsigned int m_classifier_id = 0;      // object id of the node's classifier; 0 for none
     unsigned char m_classifier_type = 0;   // ZE_LEAF, ZE_RULE or ZE_STAT
     unsigned char m_flags = 0;
-    double m_threshold = 0.0;    // least score at which a walk goes on below this node
+    double m_threshold = 0.0;    // least score at which a walk enters a child of this node
     zeNode* m_parent = nullptr;  // null at the root
-    // In the order of adding, disturbed by removal. A program may append to it, or clear it; a
-    // child is replaced by the operations only, which else would not find the new one.
+    // In the order of adding, changed by removals. A program may append to the list or clear it. To
+    // replace a child it must use the operations above; they would not find the new child
+    // otherwise.
     std::vector<zeNode*> m_children;
 
 private:

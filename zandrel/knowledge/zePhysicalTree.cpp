@@ -1,3 +1,5 @@
+// Making, naming and erasing nodes, and giving them classifiers. Each node is in one of two tables
+// by name: leaves in `m_finder`, all others in `m_inner_nodes`. A change of name or type moves it.
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <algorithm>
@@ -98,7 +100,7 @@ void zePhysicalTree::DelFinder(zeNode* node) {
     leave_list(m_finder, node);
 }
 
-// In the list that its type belongs to.
+// Enters a node in the table of its type.
 void zePhysicalTree::EnterName(zeNode* node) {
     enter_node(node->m_classifier_type == ZE_LEAF ? m_finder : m_inner_nodes, node);
 }
@@ -146,7 +148,7 @@ bool zePhysicalTree::is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg) {
     if (parent->m_classifier_type == ZE_STAT) {
         return false;
     }
-    // A copied node has its type before its classifier; without one no way is open.
+    // A copied node gets its type before its classifier. Without a classifier no way is open.
     zeClassifier* const classifier = get_classifier(parent);
     return classifier == nullptr || classifier->is_cat_blocked(child, msg);
 }
@@ -165,7 +167,7 @@ void zePhysicalTree::ChangeType(zeNode* node, unsigned int type) {
         return;
     }
     if (type != ZE_LEAF && node->m_classifier_type == ZE_LEAF) {
-        enter_node(m_inner_nodes, node);  // Only this needs memory, so it comes first.
+        enter_node(m_inner_nodes, node);  // This can run out of memory, so it comes first.
     }
     if (type == ZE_LEAF || node->m_classifier_type == ZE_LEAF) {
         LeaveName(node);
@@ -191,8 +193,8 @@ zeNode* zePhysicalTree::CopyNode(const zeNode& source, zeNode* new_parent) {
     made.m_classifier_id = 0;
     made.m_classifier = nullptr;
     made.m_parent = new_parent;
-    // Children are linked as they are copied, so that a copy that fails on the way never points at
-    // the source's.
+    // CopySubTree links each child when it is copied. So a copy that fails half-way never points at
+    // children of the source.
     made.m_children.clear();
     made.m_children.reserve(source.m_children.size());
     zeNode* const copy = &m_nodes.insert_or_assign(m_last_node_id, std::move(made)).first->second;
@@ -200,9 +202,9 @@ zeNode* zePhysicalTree::CopyNode(const zeNode& source, zeNode* new_parent) {
     return copy;
 }
 
-// A tree can be deep, so nothing recurs: nodes wait on a stack with the parent of their copy, the
-// next one on top. Ids are thus given to a node, then to its first child with all below that, and
-// then to the second child.
+// A tree can be deep, so we use no recursion: nodes wait on a stack with the parent of their copy,
+// the next one on top. So a node gets its id first, then its first child and all below that, and
+// then its second child.
 zeNode* zePhysicalTree::CopySubTree(zeNode* source, zeNode* new_parent,
                                     std::map<zeNode*, zeNode*>& mapping) {
     zeNode* top = nullptr;

@@ -16,13 +16,14 @@ class zeIO;
 class zeManager;
 class zeMsg;
 
-// The nodes of a knowledge container by id, the leaf nodes of each category, and the one way to
-// the classifier at a node. A zeManager makes it and holds it by a counted pointer.
+// The nodes of a knowledge container by id, the leaf nodes of each category, and the access to the
+// classifier of a node. zeLogicalTree.cpp shows this tree and the logical tree in a drawing. A
+// zeManager makes a physical tree and owns it by a counted pointer.
 //
-// It owns the nodes and not the classifiers: those belong to the manager's registry. Erasing a
-// node frees neither its children nor its classifier. Node ids are not used again until `Clear`.
+// The tree owns the nodes. The manager's registry owns the classifiers. Erasing a node frees
+// neither its children nor its classifier. Node ids are not used again until `Clear`.
 //
-// Errors: none of its own but the assertion of `MakeNode`; operations on what is absent do nothing.
+// Errors: only the assertion of `MakeNode`; operations on absent nodes and classifiers do nothing.
 // Threads: one at a time in the whole process, classification included. See zeManager.
 class ZANDREL_EXPORT zePhysicalTree {
 public:
@@ -31,34 +32,35 @@ public:
     zePhysicalTree(const zePhysicalTree&) = delete;
     zePhysicalTree& operator=(const zePhysicalTree&) = delete;
 
-    // The node of an id, or null; there is none of id 0.
+    // The node with this id, or null. No node has the id 0.
     zeNode* GetNode(unsigned int id);
-    // The leaf nodes of a category; one shared empty list if there are none.
-    // VALID UNTIL: a leaf of this category comes or goes.
+    // The leaf nodes of a category; an empty list if no leaf has the category.
+    // VALID UNTIL: a leaf of this category is added or removed.
     const std::vector<zeNode*>& GetLeafNodes(const Concept& category) const;
-    // Makes a node with the next id. A type other than ZE_LEAF makes its classifier too. Parent
-    // and children are left to the caller. If the classifier cannot be made, no node stays.
+    // Makes a node with the next id, and its classifier unless the type is ZE_LEAF. The caller
+    // links it to its parent and children. If the classifier cannot be made, no node is added.
     // RAISES: what zeManager::AddClassifier raises.
     zeNode* MakeNode(const Concept& name, unsigned int type, unsigned int flags, double threshold);
-    // The same for the nodes that are no leaves, by their names.
+    // The nodes of a name that are not leaves, like GetLeafNodes.
     const std::vector<zeNode*>& GetInnerNodes(const Concept& name) const;
     // Enters a leaf in the list of its category; nothing prevents a second entry.
     void AddFinder(zeNode* node);
     // Takes a leaf out of that list; the last entry moves into its place.
     void DelFinder(zeNode* node);
 
-    // The node's classifier, or null if it has none. Every reader of a classifier comes this way,
-    // since one may be out of memory.
+    // The node's classifier, or null if the node has no classifier. All code gets classifiers by
+    // this function, since a classifier may not be in memory.
     zeClassifier* get_classifier(zeNode* node);
-    // Drops a classifier from memory; its id stays at the node. Changes are lost without `io`.
+    // Deletes a classifier from memory without writing its changes; the node keeps its id. `io` is
+    // not used.
     void release_classifier(zeNode* node, zeIO* io);
     // Attaches a classifier, or null, and gives the node its type.
     void set_classifier(zeNode* node, zeClassifier* classifier);
     // Deletes the node's classifier for good and makes the node a leaf without children; nothing
     // happens to a node without a classifier.
     void delete_classifier(zeNode* node);
-    // Whether the way from `parent` to `child` is closed for this message. Below a leaf it always
-    // is, below a statistical node never.
+    // Returns whether the way from `parent` to `child` is closed for this message. Below a leaf it
+    // is always closed, below a statistical node never.
     bool is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg);
 
     // Renames a node, and moves a leaf to its new category's list.
@@ -69,37 +71,37 @@ public:
     // REQUIRES: it is unlinked from its parent and its classifier is dealt with.
     void DeleteCat(zeNode* node);
     // Copies a subtree, which may be another tree's, under new ids and without classifiers;
-    // records each copy in `mapping` and returns that of `source`. If memory runs out, the nodes
-    // copied so far stay, linked among themselves.  REQUIRES: no list of children leads back.
+    // records each copy in `mapping` and returns the copy of `source`. If memory runs out, the
+    // nodes copied so far remain, linked to each other.  REQUIRES: no list of children leads back.
     zeNode* CopySubTree(zeNode* source, zeNode* new_parent, std::map<zeNode*, zeNode*>& mapping);
-    // Forgets all nodes and starts ids anew. Classifiers are not touched.
+    // Forgets all nodes and starts ids from 1 again. Classifiers are not touched.
     void Clear();
 
-    // The record. Classifiers are apart from it: nodes are read without them.
+    // The record. It contains no classifiers, and nodes are read without them.
 
-    // Writes the node and all below it, by ascending id, and the leaves that their classifiers know
-    // wherever these are; null writes no node. Empty nodes with id 0, which Load makes, are left
-    // out, and so are children that are not written. A parent that is not written is named only in
-    // the record of a subtree.
+    // Writes the node and all below it, by ascending id, and all leaves that their classifiers
+    // know, even if they are not below the node. Null writes no node. Empty nodes with id 0, which
+    // Load makes, are left out, and so are references to children that are not written. A parent
+    // that is not written is named only in the record of a subtree.
     void Dump(Hio<HSegment>& io, zeNode* top) const;
-    // Reads nodes, beside those that the tree has. A reference to a node that is not in the record
-    // gives an empty one with id 0. The form is that of the manager's version.
-    // RAISES: what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". What was read
-    // before stays.
+    // Reads nodes and adds them to those that the tree has. A reference to a node that is not in
+    // the record makes an empty node with id 0. The manager's version decides the format. RAISES:
+    // what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". The nodes read before
+    // remain.
     void Load(Hio<HSegment>& io);
-    // In records of version 1 a reference is a concept: finds the node that stands for it under a
-    // given parent, which may be null, or null if there is none. A leaf that had several parents
-    // becomes one node for each parent that asks.
+    // In records of version 1 a reference is a concept. Returns the node that the concept means
+    // under a given parent, or null. `parent` may be null. A leaf that had several parents becomes
+    // one node for each parent that asks.
     zeNode* ConvertV1(const Concept& category, zeNode* parent);
 
-    hash_map<unsigned int, zeNode> m_nodes;  // by id; node based, since all pointers point here
+    hash_map<unsigned int, zeNode> m_nodes;  // by id; an element never changes its address
     using Nodes_by_name = hash_map<Concept, std::vector<zeNode*>, ConceptHash>;
 
     Nodes_by_name m_finder;  // leaves of each category
     unsigned int m_last_node_id = 0;
     zeManager* m_manager;
-    // What records of version 1 refer to, from the start of such a load on: nodes by their concept,
-    // and leaves of several parents, the first node and a place for each further one.
+    // The targets of references in records of version 1, filled when such a record is read: nodes
+    // by concept, and for each leaf with several parents its first node and a place for each copy.
     hash_map<Concept, zeNode*, ConceptHash> m_v1_nodes;
     hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_v1_pending;
 
@@ -119,7 +121,7 @@ private:
     void link_v1(const Concepts_by_id& children, const Concepts_by_id& parents);
     zeNode* copy_v1_leaf(const zeNode& leaf, zeNode* parent);
 
-    Nodes_by_name m_inner_nodes;  // those that are no leaves
+    Nodes_by_name m_inner_nodes;  // nodes that are not leaves
 };
 
 #endif  // ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_

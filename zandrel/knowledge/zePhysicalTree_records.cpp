@@ -1,4 +1,6 @@
-// What zePhysicalTree writes and reads.  Format: docs/formats/kc.md
+// The record of zePhysicalTree. A record can refer to a node before it defines it: the reference
+// makes an empty node, a placeholder, which is filled later. In version 1, references are concepts,
+// and links are made when all nodes have been read.  Format: docs/formats/kc.md
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <utility>
@@ -15,7 +17,7 @@ using zandrel::detail::IsPlaceholder;
 
 namespace {
 
-// The fewest bytes of a node: its numbers, and the counts of its lists and texts.
+// The least number of bytes of a node: its numbers, and the counts of its lists and texts.
 constexpr unsigned int kLeastNodeSize = 30;
 constexpr unsigned int kLeastNodeSizeV1 = 26;
 constexpr unsigned int kReferenceSize = 4;
@@ -23,7 +25,7 @@ constexpr unsigned int kReferenceSize = 4;
 // The ids that a record has given to its nodes.
 class Read_ids {
 public:
-    // 0 is no node's: it stands where a node was missing when the record was written.
+    // No node has the id 0: it was written in place of a node that was missing.
     void add(unsigned int id) {
         if (id != 0 && !m_ids.insert(id).second) {
             zandrel::detail::RaiseDamagedTree("node ids");
@@ -36,8 +38,7 @@ private:
 
 using Nodes = hash_set<zeNode*, zePointer_hash>;
 
-// Only children that are written themselves. A reader would put placeholders in the places of
-// others.
+// Writes only children that are written themselves: a reader would make placeholders of the others.
 void write_children(Hio<HSegment>& io, std::vector<zeNode*> children, const Nodes& written) {
     std::erase_if(children, [&written](zeNode* child) { return written.count(child) == 0; });
     io.WriteCount(children.size());
@@ -55,8 +56,8 @@ void write_node(Hio<HSegment>& io, const zeNode& node, const zeNode* parent, con
     io << zandrel::detail::reference_to(parent);
 }
 
-// A classifier may have learned leaves that do not hang in it, as when training was interrupted. It
-// is read again only with all of them.
+// A classifier may know leaves that are not children of its node, for example after an interrupted
+// training. It can be read again only if all of them are in the record.
 void add_loose_leaves(Nodes& nodes) {
     std::vector<zeNode*> categories;
     for (const zeNode* const node : nodes) {
@@ -102,12 +103,13 @@ void zePhysicalTree::Load(Hio<HSegment>& io) {
     zandrel::detail::RequireRoomForIds(m_last_node_id);
 }
 
-// The node of an id that a record names: an empty one if it is yet to come, or never does.
+// Returns the node of an id that a record names. It is empty until its own record is read.
 zeNode* zePhysicalTree::refer_to(unsigned int id) {
     return &m_nodes.try_emplace(id, Concept()).first->second;
 }
 
-// Puts a node into its entry, which may have been made for a reference to it: the address stays.
+// Moves a node that was read into its entry. A reference may have made the entry before, so the
+// address of the entry must not change.
 zeNode* zePhysicalTree::enter(zeNode&& read) {
     zeNode* const node = refer_to(read.m_node_id);
     if (!IsPlaceholder(*node)) {
@@ -158,8 +160,9 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
     return enter(std::move(read));
 }
 
-// Nodes refer to each other by concept, so links are made when all are there. Where the order
-// decides which parent a leaf of several gets, it is that of the ids.
+// Nodes refer to each other by concept, so links are made when all nodes have been read. A leaf
+// with several parents becomes several nodes: the first one remains below the first parent that it
+// names, and the other parents get copies in the order of the parents' ids.
 void zePhysicalTree::load_v1(Hio<HSegment>& io) {
     m_v1_nodes.clear();
     m_v1_pending.clear();
