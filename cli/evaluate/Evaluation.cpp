@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
@@ -25,6 +26,8 @@
 namespace cli {
 
 namespace {
+
+using zandrel::detail::Progress;
 
 using Texts = std::vector<Labelled_text>;
 
@@ -80,26 +83,6 @@ private:
 // So few texts that their rankings, each with all labels, take little memory, and so many that the
 // clock is seldom read.
 constexpr std::size_t kBatchSize = 256;
-
-void check_interrupt(CTProgress* progress) {
-    if (progress != nullptr) {
-        zeInterrupts(progress);
-    }
-}
-
-void begin_phase(CTProgress* progress, const char* status, std::size_t steps) {
-    if (progress != nullptr) {
-        progress->SetStatus(status);
-        progress->SetTotal(static_cast<int>(steps));
-    }
-}
-
-void count_steps(CTProgress* progress, std::size_t steps) {
-    if (progress != nullptr) {
-        progress->Increment(static_cast<unsigned int>(steps));
-        zeInterrupts(progress);
-    }
-}
 
 // The rankings of some texts, and their cost.
 struct Batch {
@@ -197,7 +180,8 @@ public:
           m_quality(quality) {}
 
     void run(std::size_t jobs) {
-        begin_phase(m_progress, "Classifying", m_texts.size());
+        m_progress.set_status("Classifying");
+        m_progress.set_total(m_texts.size());
         if (jobs == 1) {
             for (std::size_t begin = 0; begin < m_texts.size(); begin += kBatchSize) {
                 add(begin, batch_at(begin));
@@ -250,12 +234,12 @@ private:
         for (std::size_t i = 0; i < batch.raw_rankings.size(); ++i) {
             m_quality.add_raw(m_texts[begin + i], batch.raw_rankings[i]);
         }
-        count_steps(m_progress, batch.rankings.size());
+        m_progress.step(batch.rankings.size());
     }
 
     const Texts& m_texts;
     Text_model& m_model;
-    CTProgress* m_progress;
+    const Progress m_progress;
     Phase& m_phase;
     Quality& m_quality;
 };
@@ -311,7 +295,7 @@ void check_input(const Evaluation_options& options) {
 
 Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     const Waiting_for_input waiting;
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     check_input(options);
     Data data;
     data.to_train = texts_to_train(options, skipped);
@@ -364,7 +348,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     const Data data = read_data(options, skipped);
     result.classifying = {data.to_classify.size(), text_bytes(data.to_classify)};
 
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     const std::unique_ptr<Text_model> made = model_of(options, data, result);
     Text_model& model = *made;
     const std::vector<std::string> labels = model.labels();

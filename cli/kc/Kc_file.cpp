@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
@@ -23,12 +24,6 @@
 namespace cli {
 
 namespace {
-
-void begin_phase(CTProgress* progress, const char* status) {
-    if (progress != nullptr) {
-        progress->SetStatus(status);
-    }
-}
 
 // A greater resolution takes memory for each category that is added, and can make a file that
 // nobody can read again. The library takes it, the program does not.
@@ -55,7 +50,7 @@ void require_usual_settings(const std::string& path, const zeManager& manager) {
 // RAISES: what read_kc raises.
 qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
                            CTProgress* progress) {
-    begin_phase(progress, "Reading the container");
+    zandrel::detail::Progress(progress).set_status("Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
     KcIoMode mode;
     mode.for_classifying = for_classifying;
@@ -90,7 +85,7 @@ void write_and_seal(const std::string& path, const std::string& temporary, zeMan
 // RAISES: what write_kc raises.
 void write(const std::string& name, Replacement_file& file, zeManager& manager, bool compact,
            CTProgress* progress) {
-    begin_phase(progress, "Writing the container");
+    zandrel::detail::Progress(progress).set_status("Writing the container");
     KcIoMode mode;
     mode.compact = compact || manager.m_compact;
     write_and_seal(name, file.path(), manager, mode, progress);

@@ -10,6 +10,7 @@
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -122,10 +123,9 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
 template <class Texts>
 void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress) {
     corpus.reserve(static_cast<unsigned int>(texts.size()));
-    if (progress != nullptr) {
-        progress->SetStatus("Analysing the texts");
-        progress->SetTotal(static_cast<int>(texts.size()));
-    }
+    const zandrel::detail::Progress steps(progress);
+    steps.set_status("Analysing the texts");
+    steps.set_total(texts.size());
     m_analysis_timer.start();
     for (auto& text : texts) {
         qtPtrLight<zeMsg> msg(new zeMsg);
@@ -135,10 +135,7 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
             msg->categories.push_back(Concept::insert_view(label));
         }
         corpus.add_msg(msg);
-        if (progress != nullptr) {
-            progress->Increment(1);
-            zeInterrupts(progress);
-        }
+        steps.step();
     }
     m_analysis_timer.stop();
 }

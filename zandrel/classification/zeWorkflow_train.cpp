@@ -2,12 +2,10 @@
 // and the time of it. The statistics themselves are the classifiers'.
 #include "zandrel/classification/zeWorkflow.h"
 
-#include <cstddef>
-
-#include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -17,35 +15,9 @@
 
 using zandrel::kInitialBuckets;
 using zandrel::detail::in_id_order;
+using zandrel::detail::Progress;
 
 namespace {
-
-// What a caller is told, if there is one who listens.
-class Report {
-public:
-    explicit Report(CTProgress* progress) : m_progress(progress) {}
-
-    void set_status(const char* status) {
-        if (m_progress != nullptr) {
-            m_progress->SetStatus(status);
-        }
-    }
-
-    void set_total(std::size_t total) {
-        if (m_progress != nullptr) {
-            m_progress->SetTotal(static_cast<int>(total));
-        }
-    }
-
-    void count_one() {
-        if (m_progress != nullptr) {
-            m_progress->Increment(1);
-        }
-    }
-
-private:
-    CTProgress* m_progress;
-};
 
 // A statistical node has its classifier, but for a file that has lost it.
 zeStat_matcher& stat_matcher_of(zePhysicalTree& tree, zeNode* node) {
@@ -118,19 +90,16 @@ void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTPr
                            bool ignore_invalid) {
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     const bool bootstrap_mode = training == nullptr;
-    Report report(progress);
+    const Progress steps(progress);
     Distribution distribution(kInitialBuckets);
-    report.set_status("Preparing corpus");
+    steps.set_status("Preparing corpus");
     distribute_corpus(distribution, bootstrap_mode ? *initial : *training, ignore_invalid);
-    report.set_total(distribution.size());
-    report.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
+    steps.set_total(distribution.size());
+    steps.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
     m_manager->m_modified = true;
     for (zeNode* const node : in_id_order(distribution)) {
         train_one(stat_matcher_of(*tree, node), distribution.at(node), bootstrap_mode);
-        report.count_one();
-        if (progress != nullptr) {
-            m_manager->check_interrupt();
-        }
+        steps.step();
     }
 }
 
@@ -142,11 +111,11 @@ void zeWorkflow::train_root(zeCorpus_view* training, zeCorpus_view* initial, CTP
         return;
     }
     const bool bootstrap_mode = training == nullptr;
-    Report report(progress);
-    report.set_total(1);
-    report.set_status(bootstrap_mode ? "Initializing classifier" : "Training classifier");
+    const Progress steps(progress);
+    steps.set_total(1);
+    steps.set_status(bootstrap_mode ? "Initializing classifier" : "Training classifier");
     train_one(*matcher, bootstrap_mode ? *initial : *training, bootstrap_mode);
-    report.count_one();
+    steps.count();
     const qtPtrLight<zeLogicalTree> logical_tree = m_manager->m_logical_tree;
     for (const auto& profile : matcher->m_storage->m_profiles) {
         // A profile that has lost its node has no category to show.
@@ -160,18 +129,18 @@ void zeWorkflow::learn(zeCorpus_view& view, CTProgress* progress, bool ignore_in
                        bool learn_flag) {
     refuse_compact();
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Report report(progress);
+    const Progress steps(progress);
     Distribution distribution(kInitialBuckets);
     CTProgress* const progress_before = m_manager->m_progress;
     m_manager->m_progress = progress;
-    report.set_status("Preparing corpus");
+    steps.set_status("Preparing corpus");
     distribute_corpus(distribution, view, ignore_invalid);
-    report.set_total(distribution.size());
-    report.set_status("Training classifier(s)");
+    steps.set_total(distribution.size());
+    steps.set_status("Training classifier(s)");
     m_manager->m_modified = true;
     for (zeNode* const node : in_id_order(distribution)) {
         stat_matcher_of(*tree, node).learn(distribution.at(node), learn_flag);
-        report.count_one();
+        steps.count();
     }
     m_manager->m_config.last_trained.SetNowTime();
     m_manager->m_progress = progress_before;
@@ -181,19 +150,14 @@ void zeWorkflow::clear_statistics(zeNode* node, CTProgress* progress) {
     const zeNode* const top = node == nullptr ? m_root : node;
     Node_set nodes(kInitialBuckets);
     top->get_subtree_classifiers(nodes);
-    Report report(progress);
-    report.set_total(nodes.size());
+    const Progress steps(progress);
+    steps.set_total(nodes.size());
     m_manager->m_modified = true;
     for (zeNode* const each : in_id_order(nodes)) {
         clear_classifier(each);
-        report.count_one();
-        if (progress != nullptr) {
-            zeInterrupts(progress);
-        }
+        steps.step();
     }
-    if (progress != nullptr) {
-        progress->NextPhase(true);
-    }
+    steps.end();
     m_manager->m_compact = false;
 }
 

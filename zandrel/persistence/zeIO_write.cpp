@@ -7,6 +7,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -100,7 +101,7 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
 
 // The manager goes last: it lands behind the classifiers in the file.
 void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress) {
-    zandrel::detail::Kc_progress steps(progress);
+    const zandrel::detail::Progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     steps.check_interrupt();
@@ -123,7 +124,7 @@ void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
     }
     mode->create = true;
     target->OpenWrite(file, *mode);
-    zandrel::detail::Kc_progress steps(progress);
+    const zandrel::detail::Progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     for (zeNode* const node : nodes) {
