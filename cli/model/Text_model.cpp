@@ -8,6 +8,7 @@
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/Progress.h"
@@ -29,6 +30,8 @@ namespace cli {
 
 namespace {
 
+using zandrel::detail::Restored;
+
 constexpr const char* kRootName = "root";
 // Slots of a message, besides that of the text.
 constexpr std::size_t kKeywordsSlot = 1;
@@ -41,21 +44,6 @@ std::set<std::string_view> labels_of(const std::vector<Labelled_text>& texts) {
     }
     return labels;
 }
-
-// Takes the progress object from the manager when an operation ends, which leaves it there if it
-// fails.
-class Progress_of_manager {
-public:
-    explicit Progress_of_manager(zeManager& manager) : m_manager(manager) {}
-
-    Progress_of_manager(const Progress_of_manager&) = delete;
-    Progress_of_manager& operator=(const Progress_of_manager&) = delete;
-
-    ~Progress_of_manager() { m_manager.m_progress = nullptr; }
-
-private:
-    zeManager& m_manager;
-};
 
 // RAISES: the assertion "stat_matcher" of the engine if the file of the container has lost it.
 zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
@@ -149,7 +137,7 @@ void Text_model::train_with(Texts& texts, CTProgress* progress) {
     view.add_all_msgs(m_manager.get());
     const std::unique_ptr<Training_progress> finer =
         finer_progress(progress, view, Training_kind::kTrain);
-    const Progress_of_manager until_end(*m_manager);
+    const Restored<CTProgress*> at_end(m_manager->m_progress);  // failing training leaves `finer`
     m_workflow->train(view, trains_root_only(), finer.get(), false);
 }
 
@@ -166,7 +154,7 @@ void Text_model::bootstrap_with(Texts& texts, CTProgress* progress) {
     view.add_all_msgs(m_manager.get());
     const std::unique_ptr<Training_progress> finer =
         finer_progress(progress, view, Training_kind::kBootstrap);
-    const Progress_of_manager until_end(*m_manager);
+    const Restored<CTProgress*> at_end(m_manager->m_progress);  // failing training leaves `finer`
     m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
 }
 
@@ -186,8 +174,7 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const Progress_of_manager until_end(*m_manager);
-    m_manager->m_progress = progress;
+    const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
     if (before) {
         before(reached_storages(view));
     }

@@ -2,6 +2,7 @@
 // and the time of it. The statistics themselves are the classifiers'.
 #include "zandrel/classification/zeWorkflow.h"
 
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Node_order.h"
@@ -16,6 +17,7 @@
 using zandrel::kInitialBuckets;
 using zandrel::detail::in_id_order;
 using zandrel::detail::Progress;
+using zandrel::detail::Restored;
 
 namespace {
 
@@ -33,25 +35,6 @@ void train_one(zeStat_matcher& matcher, zeCorpus_view& view, bool bootstrap_mode
         matcher.train(view);
     }
 }
-
-// Sets a manager's progress object aside for the length of a scope. One that an interrupted
-// training left there may be gone by now.
-class Progress_set_aside {
-public:
-    explicit Progress_set_aside(zeManager& manager)
-        : m_manager(manager), m_progress(manager.m_progress) {
-        m_manager.m_progress = nullptr;
-    }
-
-    Progress_set_aside(const Progress_set_aside&) = delete;
-    Progress_set_aside& operator=(const Progress_set_aside&) = delete;
-
-    ~Progress_set_aside() { m_manager.m_progress = m_progress; }
-
-private:
-    zeManager& m_manager;
-    CTProgress* m_progress;
-};
 
 }  // namespace
 
@@ -166,7 +149,9 @@ void zeWorkflow::clear_classifier(zeNode* node) {
         return;
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    const Progress_set_aside aside(*m_manager);  // a classifier is cleared as a whole
+    // A classifier is cleared as a whole. A progress object that an interrupted training left at
+    // the manager may be gone by now.
+    const Restored<CTProgress*> at_end(m_manager->m_progress, nullptr);
     zeStat_matcher& matcher = stat_matcher_of(*tree, node);
     zeStat_storage& storage = *matcher.m_storage;
     m_manager->m_modified = true;

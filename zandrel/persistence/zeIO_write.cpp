@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Progress.h"
@@ -15,23 +16,6 @@
 #include "zandrel/persistence/Kc_steps.h"
 
 namespace {
-
-// Points a manager back at its own zeIO, on every way out.
-class Own_io {
-public:
-    explicit Own_io(zeManager& manager) : m_manager(manager), m_own(manager.m_io) {}
-
-    Own_io(const Own_io&) = delete;
-    Own_io& operator=(const Own_io&) = delete;
-
-    ~Own_io() { m_manager.m_io = m_own; }
-
-    const qtPtrLight<zeIO>& own() const { return m_own; }
-
-private:
-    zeManager& m_manager;
-    qtPtrLight<zeIO> m_own;
-};
 
 // A classifier is read again only at its node and with all its categories. Those that are leaves
 // are written wherever they hang; others must stand below `top` to have their own classifiers
@@ -116,7 +100,8 @@ void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress*
 void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
                   CTProgress* progress) {
     zeNode* const start = VerifiedStart(mode->root, kCopyRefused);
-    const Own_io guard(*m_manager);
+    const qtPtrLight<zeIO> own = m_manager->m_io;
+    const zandrel::detail::Restored<qtPtrLight<zeIO>> at_end(m_manager->m_io);
     const qtPtrLight<zeIO> target(new zeIO(m_manager));
     if (converter != nullptr) {
         target->m_converter = ConvertEncoding;
@@ -128,7 +113,7 @@ void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     for (zeNode* const node : nodes) {
-        m_manager->m_io = guard.own();
+        m_manager->m_io = own;
         const zeBase* const classifier = m_manager->m_physical_tree->get_classifier(node);
         m_manager->m_io = target;  // a classifier writes what belongs to it through the manager
         target->DumpObject(classifier);
