@@ -129,41 +129,23 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
 }
 
 template <class Texts>
-void Text_model::train_with(Texts& texts, CTProgress* progress) {
+void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
-    zeCorpus_view view(&corpus);
-    view.add_all_msgs(m_manager.get());
-    const std::unique_ptr<Training_progress> finer =
-        finer_progress(progress, view, Training_kind::kTrain);
-    const Restored<CTProgress*> at_end(m_manager->m_progress);  // failing training leaves `finer`
-    m_workflow->train(view, trains_root_only(), finer.get(), false);
-}
-
-template <class Texts>
-void Text_model::bootstrap_with(Texts& texts, CTProgress* progress) {
-    begin(texts);
-    zeMemoryCorpus corpus;
-    fill(corpus, texts, progress);
-    for (std::size_t i = 0; i < texts.size(); ++i) {
+    for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
         corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
         corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const std::unique_ptr<Training_progress> finer =
-        finer_progress(progress, view, Training_kind::kBootstrap);
+    const std::unique_ptr<Training_progress> finer = finer_progress(
+        progress, view, bootstraps ? Training_kind::kBootstrap : Training_kind::kTrain);
     const Restored<CTProgress*> at_end(m_manager->m_progress);  // failing training leaves `finer`
-    m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
-}
-
-template <class Texts>
-void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     if (bootstraps) {
-        bootstrap_with(texts, progress);
+        m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
     } else {
-        train_with(texts, progress);
+        m_workflow->train(view, trains_root_only(), finer.get(), false);
     }
 }
 
@@ -184,11 +166,11 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
 }
 
 void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
-    train_with(texts, progress);
+    start_with(texts, false, progress);
 }
 
 void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
-    bootstrap_with(texts, progress);
+    start_with(texts, true, progress);
 }
 
 void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,

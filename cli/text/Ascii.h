@@ -1,4 +1,4 @@
-// Texts of ASCII only, which are most texts and need no decoding.
+// Bytes of ASCII, which are most bytes of most texts and need no decoding.
 #ifndef ZANDREL_CLI_TEXT_ASCII_H_
 #define ZANDREL_CLI_TEXT_ASCII_H_
 
@@ -24,6 +24,11 @@ inline bool is_ascii(std::string_view text) {
         all_bits |= static_cast<unsigned char>(text[at]);
     }
     return (all_bits & kHighBits) == 0;
+}
+
+// A capital letter of ASCII as a small one; all other bytes as they are.
+constexpr char ascii_lower(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
 }  // namespace cli
