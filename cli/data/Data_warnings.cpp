@@ -98,14 +98,11 @@ std::string shown_label(std::string_view label) {
 
 // `"a", "b", "c" and 4 more`
 std::string list_of(const Labels& labels) {
-    std::string list;
+    std::vector<std::string> first;
     for (std::size_t i = 0; i < std::min(labels.size(), kListed); ++i) {
-        list += (i == 0 ? "" : ", ") + shown_label(labels[i]);
+        first.push_back(shown_label(labels[i]));
     }
-    if (labels.size() > kListed) {
-        list += " and " + grouped(labels.size() - kListed) + " more";
-    }
-    return list;
+    return short_list(first, labels.size());
 }
 
 std::string counted(std::size_t count, const char* noun) {
@@ -117,7 +114,7 @@ template <std::size_t Count>
 bool is_one_of(const std::array<std::string_view, Count>& words, std::string_view field) {
     std::string letters;
     for (const char byte : field) {
-        const char lower = byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+        const char lower = ascii_lower(byte);
         if (lower >= 'a' && lower <= 'z') {
             letters += lower;
         }

@@ -41,6 +41,7 @@
 #include <utility>
 #include <vector>
 
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
@@ -56,6 +57,8 @@
 namespace cli {
 
 namespace {
+
+using zandrel::detail::Progress;
 
 using Texts = std::vector<Labelled_text>;
 
@@ -111,26 +114,6 @@ private:
 // Few texts, so that their rankings, each with all labels, need little memory; but enough that
 // reading the clock before and after a batch costs nothing.
 constexpr std::size_t kBatchSize = 256;
-
-void check_interrupt(CTProgress* progress) {
-    if (progress != nullptr) {
-        zeInterrupts(progress);
-    }
-}
-
-void begin_phase(CTProgress* progress, const char* status, std::size_t steps) {
-    if (progress != nullptr) {
-        progress->SetStatus(status);
-        progress->SetTotal(static_cast<int>(steps));
-    }
-}
-
-void count_steps(CTProgress* progress, std::size_t steps) {
-    if (progress != nullptr) {
-        progress->Increment(static_cast<unsigned int>(steps));
-        zeInterrupts(progress);
-    }
-}
 
 // The rankings of the texts of a batch, and their cost.
 struct Batch {
@@ -228,7 +211,8 @@ public:
           m_quality(quality) {}
 
     void run(std::size_t jobs) {
-        begin_phase(m_progress, "Classifying", m_texts.size());
+        m_progress.set_status("Classifying");
+        m_progress.set_total(m_texts.size());
         if (jobs == 1) {
             for (std::size_t begin = 0; begin < m_texts.size(); begin += kBatchSize) {
                 add(begin, batch_at(begin));
@@ -278,12 +262,12 @@ private:
         for (std::size_t i = 0; i < batch.raw_rankings.size(); ++i) {
             m_quality.add_raw(m_texts[begin + i], batch.raw_rankings[i]);
         }
-        count_steps(m_progress, batch.rankings.size());
+        m_progress.step(batch.rankings.size());
     }
 
     const Texts& m_texts;
     Text_model& m_model;
-    CTProgress* m_progress;
+    const Progress m_progress;
     Phase& m_phase;
     Quality& m_quality;
 };
@@ -331,7 +315,7 @@ void check_input(const Evaluation_options& options) {
 
 Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     const Waiting_for_input waiting;
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     check_input(options);
     Data data;
     if (options.kc_file.empty()) {
@@ -389,7 +373,7 @@ Evaluation evaluate(const Evaluation_options& options) {
     const Data data = read_data(options, skipped);
     result.classifying = {data.to_classify.size(), text_bytes(data.to_classify)};
 
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     const std::unique_ptr<Text_model> made = model_of(options, data, result);
     Text_model& model = *made;
     const std::vector<std::string> labels = model.labels();

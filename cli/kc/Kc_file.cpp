@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
@@ -25,12 +26,6 @@
 namespace cli {
 
 namespace {
-
-void begin_phase(CTProgress* progress, const char* status) {
-    if (progress != nullptr) {
-        progress->SetStatus(status);
-    }
-}
 
 // The library accepts a greater resolution, but the program refuses it: the likelihood tables of
 // each added category would need much memory, and the resulting file may be too large to be read.
@@ -57,7 +52,7 @@ void require_usual_settings(const std::string& path, const zeManager& manager) {
 // RAISES: what read_kc raises.
 qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
                            CTProgress* progress) {
-    begin_phase(progress, "Reading the container");
+    zandrel::detail::Progress(progress).set_status("Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
     KcIoMode mode;
     mode.for_classifying = for_classifying;
@@ -93,7 +88,7 @@ void write_and_seal(const std::string& path, const std::string& temporary, zeMan
 // RAISES: what write_kc raises.
 void write(const std::string& name, Replacement_file& file, zeManager& manager, bool compact,
            CTProgress* progress) {
-    begin_phase(progress, "Writing the container");
+    zandrel::detail::Progress(progress).set_status("Writing the container");
     KcIoMode mode;
     mode.compact = compact || manager.m_compact;
     write_and_seal(name, file.path(), manager, mode, progress);

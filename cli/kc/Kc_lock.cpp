@@ -47,7 +47,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/Progress.h"
 
 #include "cli/errors.h"
 #include "cli/kc/File_attributes.h"
@@ -69,13 +69,6 @@ constexpr int kMostReplaced = 100;
 constexpr mode_t kOwnerOnly = 0600;
 // Users who may write a new container may write its lock file. Nobody else may read it.
 constexpr mode_t kNewLock = 0622;
-
-void pause(CTProgress* progress) {
-    if (progress != nullptr) {
-        zeInterrupts(progress);
-    }
-    std::this_thread::sleep_for(kPause);
-}
 
 }  // namespace
 
@@ -105,6 +98,7 @@ void Kc_lock::check_unchanged() const {
 }
 
 void Kc_lock::lock(const Lock_wait& wait) {
+    const zandrel::detail::Progress progress(wait.progress);
     const Clock::time_point begin = Clock::now();
     int replaced = 0;
     bool has_paused = false;
@@ -115,12 +109,13 @@ void Kc_lock::lock(const Lock_wait& wait) {
             continue;
         }
         check_waited(state, Seconds(Clock::now() - begin).count(), wait.seconds);
-        if (wait.progress != nullptr && !has_paused) {
-            wait.progress->SetStatus("Waiting for another process");
+        if (!has_paused) {
+            progress.set_status("Waiting for another process");
         }
         has_paused = true;
         replaced = 0;
-        pause(wait.progress);
+        progress.check_interrupt();
+        std::this_thread::sleep_for(kPause);
     }
 }
 

@@ -77,19 +77,14 @@ public:
 
     // RAISES: Usage_error that names what has been forgotten.
     void check() const {
-        const std::vector<std::string> forgotten = forgotten_lessons();
+        std::vector<std::string> forgotten = forgotten_lessons();
         if (forgotten.empty()) {
             return;
         }
-        std::string list;
-        for (std::size_t i = 0; i < std::min(forgotten.size(), kMostNamed); ++i) {
-            list += (i == 0 ? "" : ", ") + forgotten[i];
-        }
-        if (forgotten.size() > kMostNamed) {
-            list += " and " + grouped(forgotten.size() - kMostNamed) + " more";
-        }
-        throw Usage_error("tree move would forget what was learned of " + list +
-                          "; --forget moves it all the same");
+        const std::size_t count = forgotten.size();
+        forgotten.resize(std::min(count, kMostNamed));
+        throw Usage_error("tree move would forget what was learned of " +
+                          short_list(forgotten, count) + "; --forget moves it all the same");
     }
 
 private:

@@ -22,8 +22,10 @@
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -42,6 +44,8 @@ namespace cli {
 
 namespace {
 
+using zandrel::detail::Restored;
+
 constexpr const char* kRootName = "root";
 // The slots of a message for a bootstrap. The text is in slot 0.
 constexpr std::size_t kKeywordsSlot = 1;
@@ -54,21 +58,6 @@ std::set<std::string_view> labels_of(const std::vector<Labelled_text>& texts) {
     }
     return labels;
 }
-
-// Removes the progress object from the manager when an operation ends. A failed operation would
-// leave it there.
-class Progress_of_manager {
-public:
-    explicit Progress_of_manager(zeManager& manager) : m_manager(manager) {}
-
-    Progress_of_manager(const Progress_of_manager&) = delete;
-    Progress_of_manager& operator=(const Progress_of_manager&) = delete;
-
-    ~Progress_of_manager() { m_manager.m_progress = nullptr; }
-
-private:
-    zeManager& m_manager;
-};
 
 // RAISES: the assertion "stat_matcher" of the engine if the node has no statistical classifier, as
 // in a damaged container.
@@ -137,10 +126,9 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
 template <class Texts>
 void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress) {
     corpus.reserve(static_cast<unsigned int>(texts.size()));
-    if (progress != nullptr) {
-        progress->SetStatus("Analysing the texts");
-        progress->SetTotal(static_cast<int>(texts.size()));
-    }
+    const zandrel::detail::Progress steps(progress);
+    steps.set_status("Analysing the texts");
+    steps.set_total(texts.size());
     m_analysis_timer.start();
     for (auto& text : texts) {
         qtPtrLight<zeMsg> msg(new zeMsg);
@@ -150,50 +138,29 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
             msg->categories.push_back(Concept::insert_view(label));
         }
         corpus.add_msg(msg);
-        if (progress != nullptr) {
-            progress->Increment(1);
-            zeInterrupts(progress);
-        }
+        steps.step();
     }
     m_analysis_timer.stop();
 }
 
 template <class Texts>
-void Text_model::train_with(Texts& texts, CTProgress* progress) {
+void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     begin(texts);
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
-    zeCorpus_view view(&corpus);
-    view.add_all_msgs(m_manager.get());
-    const std::unique_ptr<Training_progress> finer =
-        finer_progress(progress, view, Training_kind::kTrain);
-    const Progress_of_manager until_end(*m_manager);
-    m_workflow->train(view, trains_root_only(), finer.get(), false);
-}
-
-template <class Texts>
-void Text_model::bootstrap_with(Texts& texts, CTProgress* progress) {
-    begin(texts);
-    zeMemoryCorpus corpus;
-    fill(corpus, texts, progress);
-    for (std::size_t i = 0; i < texts.size(); ++i) {
+    for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
         corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
         corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const std::unique_ptr<Training_progress> finer =
-        finer_progress(progress, view, Training_kind::kBootstrap);
-    const Progress_of_manager until_end(*m_manager);
-    m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
-}
-
-template <class Texts>
-void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
+    const std::unique_ptr<Training_progress> finer = finer_progress(
+        progress, view, bootstraps ? Training_kind::kBootstrap : Training_kind::kTrain);
+    const Restored<CTProgress*> at_end(m_manager->m_progress);  // failing training leaves `finer`
     if (bootstraps) {
-        bootstrap_with(texts, progress);
+        m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
     } else {
-        train_with(texts, progress);
+        m_workflow->train(view, trains_root_only(), finer.get(), false);
     }
 }
 
@@ -204,8 +171,7 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
-    const Progress_of_manager until_end(*m_manager);
-    m_manager->m_progress = progress;
+    const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
     if (before) {
         before(reached_storages(view));
     }
@@ -215,11 +181,11 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
 }
 
 void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
-    train_with(texts, progress);
+    start_with(texts, false, progress);
 }
 
 void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
-    bootstrap_with(texts, progress);
+    start_with(texts, true, progress);
 }
 
 void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,

@@ -137,10 +137,6 @@ private:
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     // `Texts`: of Labelled_text; they are emptied unless they are constant.
     template <class Texts>
-    void train_with(Texts& texts, CTProgress* progress);
-    template <class Texts>
-    void bootstrap_with(Texts& texts, CTProgress* progress);
-    template <class Texts>
     void start_with(Texts& texts, bool bootstraps, CTProgress* progress);
     template <class Texts>
     void learn_with(Texts& texts, CTProgress* progress, const Before_learning& before);

@@ -18,15 +18,7 @@ namespace {
 
 constexpr std::size_t kIdSize = 4;
 
-std::uint32_t number_in(std::string_view bytes) {
-    std::uint32_t number = 0;
-    for (const char byte : bytes) {
-        number = number << 8U | static_cast<unsigned char>(byte);
-    }
-    return number;
-}
-
-const char* name_of_type(std::uint32_t type) {
+const char* name_of_type(std::uint64_t type) {
     switch (type) {
         case ZE_RULE:
             return "rule classifier";
@@ -50,7 +42,7 @@ std::string type_of_object(const Record_file& file, const Record_item& item,
     if (file.header.version >= zandrel::detail::kKcVersion) {
         qtScrambler(qtScrambler::kSeed).Descramble(type.data(), type.size(), qtScrambler::kOption);
     }
-    return name_of_type(number_in(type));
+    return name_of_type(big_endian(type));
 }
 
 std::string contents_of(const Record_file& file, const Record_item& item, Record_reader& reader) {
@@ -61,7 +53,7 @@ std::string contents_of(const Record_file& file, const Record_item& item, Record
         return "seal";
     }
     return item.key.size() == kIdSize
-               ? type_of_object(file, item, reader) + ", id " + std::to_string(number_in(item.key))
+               ? type_of_object(file, item, reader) + ", id " + std::to_string(big_endian(item.key))
                : "unknown";
 }
 

@@ -7,11 +7,21 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "cli/errors.h"
 
 namespace cli {
+
+// Returns the number with these bytes, the highest first.
+inline std::uint64_t big_endian(std::string_view bytes) {
+    std::uint64_t number = 0;
+    for (const char byte : bytes) {
+        number = number << 8U | static_cast<unsigned char>(byte);
+    }
+    return number;
+}
 
 // The file ends before the bytes that were asked for.
 struct Past_end {};
@@ -61,13 +71,7 @@ public:
         return read;
     }
 
-    std::uint64_t number(std::uint64_t width) {
-        std::uint64_t value = 0;
-        for (const char byte : bytes(width)) {
-            value = value << 8U | static_cast<unsigned char>(byte);
-        }
-        return value;
-    }
+    std::uint64_t number(std::uint64_t width) { return big_endian(bytes(width)); }
 
     std::uint32_t word() { return static_cast<std::uint32_t>(number(4)); }
 

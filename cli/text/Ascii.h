@@ -1,4 +1,4 @@
-// is_ascii: recognises texts of ASCII only, which need no decoding. Most texts are.
+// Functions for bytes of ASCII. Most texts have only ASCII, which needs no decoding.
 #ifndef ZANDREL_CLI_TEXT_ASCII_H_
 #define ZANDREL_CLI_TEXT_ASCII_H_
 
@@ -24,6 +24,11 @@ inline bool is_ascii(std::string_view text) {
         all_bits |= static_cast<unsigned char>(text[at]);
     }
     return (all_bits & kHighBits) == 0;
+}
+
+// A capital letter of ASCII as a small one; all other bytes as they are.
+constexpr char ascii_lower(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
 }  // namespace cli

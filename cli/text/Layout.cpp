@@ -48,4 +48,15 @@ std::string right_aligned(std::string_view text, std::size_t width) {
     return padding(text, width) + std::string(text);
 }
 
+std::string short_list(const std::vector<std::string>& first, std::size_t count) {
+    std::string list;
+    for (const std::string& name : first) {
+        list += (&name == &first.front() ? "" : ", ") + name;
+    }
+    if (count > first.size()) {
+        list += " and " + grouped(count - first.size()) + " more";
+    }
+    return list;
+}
+
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace cli {
 
@@ -17,6 +18,8 @@ std::size_t width_of(std::string_view text);
 // The text with spaces up to a width, after it or before it. Longer texts stay as they are.
 std::string left_aligned(std::string_view text, std::size_t width);
 std::string right_aligned(std::string_view text, std::size_t width);
+// The first of `count` names, and how many more there are: "a, b, c and 4 more".
+std::string short_list(const std::vector<std::string>& first, std::size_t count);
 
 }  // namespace cli
 

@@ -18,6 +18,8 @@
 #include <numeric>
 #include <utility>
 
+#include "cli/text/Ascii.h"
+
 namespace cli {
 
 namespace {
@@ -30,7 +32,7 @@ constexpr std::size_t kLongestWord = 64;
 std::string in_small_letters(std::string_view text) {
     std::string small(text);
     for (char& letter : small) {
-        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+        letter = ascii_lower(letter);
     }
     return small;
 }

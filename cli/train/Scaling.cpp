@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_storage.h"
@@ -22,6 +23,8 @@
 namespace cli {
 
 namespace {
+
+using zandrel::detail::Restored;
 
 constexpr int kLeastAdvice = 1000;
 constexpr int kGreatestAdvice = 1000000000;
@@ -43,34 +46,13 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
     }
 }
 
-// Sets another average limit of a model, and restores its limits in the destructor. MaxRlimit is
-// raised to the average if it is lower, as `options set` does.
-class Tried_limit {
-public:
-    Tried_limit(zeStat_storage& storage, double average)
-        : m_storage(storage), m_average(storage.m_average_Rlimit), m_max(storage.m_max_Rlimit) {
-        storage.m_average_Rlimit = average;
-        storage.m_max_Rlimit = std::max(storage.m_max_Rlimit, average);
-    }
-
-    Tried_limit(const Tried_limit&) = delete;
-    Tried_limit& operator=(const Tried_limit&) = delete;
-
-    ~Tried_limit() {
-        m_storage.m_average_Rlimit = m_average;
-        m_storage.m_max_Rlimit = m_max;
-    }
-
-private:
-    zeStat_storage& m_storage;
-    double m_average;
-    double m_max;
-};
-
 bool scales_with(const std::vector<zeStat_storage*>& storages, double average) {
     Scaling scaling;
     for (zeStat_storage* const storage : storages) {
-        const Tried_limit tried(*storage, average);
+        // The greatest limit rises with the average, as it does when the setting is made.
+        const Restored<double> average_at_end(storage->m_average_Rlimit, average);
+        const Restored<double> max_at_end(storage->m_max_Rlimit,
+                                          std::max(storage->m_max_Rlimit, average));
         add_scaling(*storage, scaling);
     }
     return scaling.scaled != 0;

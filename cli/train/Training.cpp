@@ -26,6 +26,7 @@
 #include <nlohmann/json.hpp>
 
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
@@ -48,6 +49,8 @@
 namespace cli {
 
 namespace {
+
+using zandrel::detail::Progress;
 
 using Texts = std::vector<Labelled_text>;
 
@@ -88,12 +91,6 @@ void check_data_files(const std::string& kc_file, const std::vector<std::string>
     }
 }
 
-void check_interrupt(CTProgress* progress) {
-    if (progress != nullptr) {
-        zeInterrupts(progress);
-    }
-}
-
 bool is_kc_on_standard_input() {
     errno = 0;
     const bool is_kc = begins_as_kc(std::cin);
@@ -120,7 +117,7 @@ void check_is_no_kc(const std::string& path) {
 template <class Options>
 std::vector<Data_file> read_data(const Options& options, Columns columns, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     if (options.warn && waits_for_typing(options.data_files)) {
         options.warn(typing_note(lines_of_columns(columns)));
     }
@@ -223,7 +220,7 @@ Training_summary train_kc(const Training_options& options) {
         read_data(options, training_columns(options.bootstraps), summary.skipped);
     warn_of_data(options, files);
     Texts texts = joined(files);
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     Text_model model(options.model);
     model.start_and_empty(texts, options.bootstraps, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
@@ -251,7 +248,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
         settle_labels(file, options.adds_categories, *model);
     }
     Texts texts = joined(files);
-    check_interrupt(options.progress);
+    Progress(options.progress).check_interrupt();
     model->learn_and_empty(texts, options.progress, warning_of(options, *model));
     write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();

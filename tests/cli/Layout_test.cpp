@@ -37,6 +37,13 @@ TEST(LayoutTest, TextIsFilledUpToTheWidth) {
     EXPECT_EQ(right_aligned("long", 3), "long");
 }
 
+TEST(LayoutTest, NamesThatAreLeftOutAreCounted) {
+    EXPECT_EQ(short_list({"a"}, 1), "a");
+    EXPECT_EQ(short_list({"a", "b"}, 2), "a, b");
+    EXPECT_EQ(short_list({"a", "b"}, 3), "a, b and 1 more");
+    EXPECT_EQ(short_list({"a", "b"}, 1236), "a, b and 1,234 more");
+}
+
 }  // namespace
 
 }  // namespace cli

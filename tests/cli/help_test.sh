@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Usage: help_test.sh PROGRAM
 # Tests the help of the program zandrel, and its suggestions for misspelt words.
+readme=$(realpath "$(dirname "$0")/../../README.md")
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
@@ -22,6 +23,11 @@ mapfile -t topics < <(names_below Topics)
 expect 0 help
 cmp -s out main.txt || fail "$command: not as --help"
 (($(wc -l <main.txt) < 45)) || fail 'the help of the program is long'
+
+# The README lists each command.
+for name in "${commands[@]}"; do
+    grep -qE "^    zandrel ([a-z]+\|)*$name[ |]" "$readme" || fail "README.md does not list $name"
+done
 
 # A command's help is about that command, and is the same in both forms.
 described=0

@@ -3,12 +3,11 @@
 // of the classifiers.
 #include "zandrel/classification/zeWorkflow.h"
 
-#include <cstddef>
-
-#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -18,35 +17,10 @@
 
 using zandrel::kInitialBuckets;
 using zandrel::detail::in_id_order;
+using zandrel::detail::Progress;
+using zandrel::detail::Restored;
 
 namespace {
-
-// Reports to a progress object, if there is one.
-class Report {
-public:
-    explicit Report(CTProgress* progress) : m_progress(progress) {}
-
-    void set_status(const char* status) {
-        if (m_progress != nullptr) {
-            m_progress->SetStatus(status);
-        }
-    }
-
-    void set_total(std::size_t total) {
-        if (m_progress != nullptr) {
-            m_progress->SetTotal(static_cast<int>(total));
-        }
-    }
-
-    void count_one() {
-        if (m_progress != nullptr) {
-            m_progress->Increment(1);
-        }
-    }
-
-private:
-    CTProgress* m_progress;
-};
 
 // Every statistical node has its classifier, unless a damaged file lacks it.
 zeStat_matcher& stat_matcher_of(zePhysicalTree& tree, zeNode* node) {
@@ -62,25 +36,6 @@ void train_one(zeStat_matcher& matcher, zeCorpus_view& view, bool bootstrap_mode
         matcher.train(view);
     }
 }
-
-// Sets a manager's progress object to null for the length of a scope. An interrupted training
-// leaves its progress object in the manager, and that object may be destroyed by now.
-class Progress_set_aside {
-public:
-    explicit Progress_set_aside(zeManager& manager)
-        : m_manager(manager), m_progress(manager.m_progress) {
-        m_manager.m_progress = nullptr;
-    }
-
-    Progress_set_aside(const Progress_set_aside&) = delete;
-    Progress_set_aside& operator=(const Progress_set_aside&) = delete;
-
-    ~Progress_set_aside() { m_manager.m_progress = m_progress; }
-
-private:
-    zeManager& m_manager;
-    CTProgress* m_progress;
-};
 
 }  // namespace
 
@@ -120,19 +75,16 @@ void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTPr
                            bool ignore_invalid) {
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     const bool bootstrap_mode = training == nullptr;
-    Report report(progress);
+    const Progress steps(progress);
     Distribution distribution(kInitialBuckets);
-    report.set_status("Preparing corpus");
+    steps.set_status("Preparing corpus");
     distribute_corpus(distribution, bootstrap_mode ? *initial : *training, ignore_invalid);
-    report.set_total(distribution.size());
-    report.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
+    steps.set_total(distribution.size());
+    steps.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
     m_manager->m_modified = true;
     for (zeNode* const node : in_id_order(distribution)) {
         train_one(stat_matcher_of(*tree, node), distribution.at(node), bootstrap_mode);
-        report.count_one();
-        if (progress != nullptr) {
-            m_manager->check_interrupt();
-        }
+        steps.step();
     }
 }
 
@@ -144,11 +96,11 @@ void zeWorkflow::train_root(zeCorpus_view* training, zeCorpus_view* initial, CTP
         return;
     }
     const bool bootstrap_mode = training == nullptr;
-    Report report(progress);
-    report.set_total(1);
-    report.set_status(bootstrap_mode ? "Initializing classifier" : "Training classifier");
+    const Progress steps(progress);
+    steps.set_total(1);
+    steps.set_status(bootstrap_mode ? "Initializing classifier" : "Training classifier");
     train_one(*matcher, bootstrap_mode ? *initial : *training, bootstrap_mode);
-    report.count_one();
+    steps.count();
     const qtPtrLight<zeLogicalTree> logical_tree = m_manager->m_logical_tree;
     for (const auto& profile : matcher->m_storage->m_profiles) {
         // A profile without a node, from a damaged file, has no category to show.
@@ -162,18 +114,18 @@ void zeWorkflow::learn(zeCorpus_view& view, CTProgress* progress, bool ignore_in
                        bool learn_flag) {
     refuse_compact();
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Report report(progress);
+    const Progress steps(progress);
     Distribution distribution(kInitialBuckets);
     CTProgress* const progress_before = m_manager->m_progress;
     m_manager->m_progress = progress;
-    report.set_status("Preparing corpus");
+    steps.set_status("Preparing corpus");
     distribute_corpus(distribution, view, ignore_invalid);
-    report.set_total(distribution.size());
-    report.set_status("Training classifier(s)");
+    steps.set_total(distribution.size());
+    steps.set_status("Training classifier(s)");
     m_manager->m_modified = true;
     for (zeNode* const node : in_id_order(distribution)) {
         stat_matcher_of(*tree, node).learn(distribution.at(node), learn_flag);
-        report.count_one();
+        steps.count();
     }
     m_manager->m_config.last_trained.SetNowTime();
     m_manager->m_progress = progress_before;
@@ -183,19 +135,14 @@ void zeWorkflow::clear_statistics(zeNode* node, CTProgress* progress) {
     const zeNode* const top = node == nullptr ? m_root : node;
     Node_set nodes(kInitialBuckets);
     top->get_subtree_classifiers(nodes);
-    Report report(progress);
-    report.set_total(nodes.size());
+    const Progress steps(progress);
+    steps.set_total(nodes.size());
     m_manager->m_modified = true;
     for (zeNode* const each : in_id_order(nodes)) {
         clear_classifier(each);
-        report.count_one();
-        if (progress != nullptr) {
-            zeInterrupts(progress);
-        }
+        steps.step();
     }
-    if (progress != nullptr) {
-        progress->NextPhase(true);
-    }
+    steps.end();
     m_manager->m_compact = false;
 }
 
@@ -204,7 +151,9 @@ void zeWorkflow::clear_classifier(zeNode* node) {
         return;
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    const Progress_set_aside aside(*m_manager);  // a classifier is cleared as a whole
+    // A classifier is cleared as a whole. A progress object that an interrupted training left at
+    // the manager may be gone by now.
+    const Restored<CTProgress*> at_end(m_manager->m_progress, nullptr);
     zeStat_matcher& matcher = stat_matcher_of(*tree, node);
     zeStat_storage& storage = *matcher.m_storage;
     m_manager->m_modified = true;

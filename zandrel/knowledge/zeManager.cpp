@@ -4,6 +4,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -80,9 +81,7 @@ qtPtrLight<zeWorkflow> zeManager::GetWorkflow() {
 }
 
 void zeManager::check_interrupt() {
-    if (m_progress != nullptr) {
-        zeInterrupts(m_progress);
-    }
+    zandrel::detail::Progress(m_progress).check_interrupt();
 }
 
 void zeInterrupts(CTProgress* progress) {

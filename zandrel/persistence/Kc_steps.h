@@ -4,10 +4,8 @@
 #define ZANDREL_PERSISTENCE_KC_STEPS_H_
 
 #include <algorithm>
-#include <cstddef>
 #include <vector>
 
-#include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -53,44 +51,6 @@ public:
 
 private:
     Hpack& m_pack;
-};
-
-// Reports steps to a progress object, which may be null, and asks it for interruption.
-class Kc_progress {
-public:
-    explicit Kc_progress(CTProgress* progress) : m_progress(progress) {}
-
-    void set_total(std::size_t steps) {
-        if (m_progress != nullptr) {
-            m_progress->SetTotal(static_cast<int>(steps));
-        }
-    }
-
-    void check_interrupt() {
-        if (m_progress != nullptr) {
-            zeInterrupts(m_progress);
-        }
-    }
-
-    void count() {
-        if (m_progress != nullptr) {
-            m_progress->Increment(1);
-        }
-    }
-
-    void step() {
-        count();
-        check_interrupt();
-    }
-
-    void end() {
-        if (m_progress != nullptr) {
-            m_progress->NextPhase(true);
-        }
-    }
-
-private:
-    CTProgress* m_progress;
 };
 
 }  // namespace zandrel::detail

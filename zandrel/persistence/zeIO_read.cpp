@@ -11,6 +11,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -127,7 +128,7 @@ void zeIO::LoadOpened(CTProgress* progress) {
 }
 
 void zeIO::LoadClassifiers(CTProgress* progress) {
-    zandrel::detail::Kc_progress steps(progress);
+    const zandrel::detail::Progress steps(progress);
     steps.set_total(m_pack.GetIndexSize());
     LoadManager();
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(m_manager->m_root);

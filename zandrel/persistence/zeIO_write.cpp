@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -15,23 +17,6 @@
 #include "zandrel/persistence/Kc_steps.h"
 
 namespace {
-
-// Restores the manager's own `m_io` at the end of the scope, also after an error.
-class Own_io {
-public:
-    explicit Own_io(zeManager& manager) : m_manager(manager), m_own(manager.m_io) {}
-
-    Own_io(const Own_io&) = delete;
-    Own_io& operator=(const Own_io&) = delete;
-
-    ~Own_io() { m_manager.m_io = m_own; }
-
-    const qtPtrLight<zeIO>& own() const { return m_own; }
-
-private:
-    zeManager& m_manager;
-    qtPtrLight<zeIO> m_own;
-};
 
 // Raises an error unless all classifiers below `top` can be read again. A reader needs the node of
 // a classifier and all its categories. A category that is a leaf is written wherever it is in the
@@ -101,7 +86,7 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
 
 // Writes the items in the order that zeIO.cpp describes.
 void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress* progress) {
-    zandrel::detail::Kc_progress steps(progress);
+    const zandrel::detail::Progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     steps.check_interrupt();
@@ -116,7 +101,8 @@ void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress*
 void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
                   CTProgress* progress) {
     zeNode* const start = VerifiedStart(mode->root, kCopyRefused);
-    const Own_io guard(*m_manager);
+    const qtPtrLight<zeIO> own = m_manager->m_io;
+    const zandrel::detail::Restored<qtPtrLight<zeIO>> at_end(m_manager->m_io);
     const qtPtrLight<zeIO> target(new zeIO(m_manager));
     if (converter != nullptr) {
         target->m_converter = ConvertEncoding;
@@ -124,11 +110,11 @@ void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
     }
     mode->create = true;
     target->OpenWrite(file, *mode);
-    zandrel::detail::Kc_progress steps(progress);
+    const zandrel::detail::Progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     for (zeNode* const node : nodes) {
-        m_manager->m_io = guard.own();
+        m_manager->m_io = own;
         const zeBase* const classifier = m_manager->m_physical_tree->get_classifier(node);
         m_manager->m_io = target;  // a matcher writes its model through the manager's m_io
         target->DumpObject(classifier);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/options/zeOptMap.h"
@@ -32,24 +33,6 @@ Integer cut(double value) {
     }
     return value < static_cast<double>(kMost) ? static_cast<Integer>(value) : kMost;
 }
-
-// Gives a bulk its number of slices, and the storage back its own when the bulk ends, however.
-class Slices_of_bulk {
-public:
-    Slices_of_bulk(zeStat_storage& storage, int slice_count)
-        : m_storage(storage), m_saved(storage.m_num_slices) {
-        storage.m_num_slices = slice_count;
-    }
-
-    Slices_of_bulk(const Slices_of_bulk&) = delete;
-    Slices_of_bulk& operator=(const Slices_of_bulk&) = delete;
-
-    ~Slices_of_bulk() { m_storage.m_num_slices = m_saved; }
-
-private:
-    zeStat_storage& m_storage;
-    int m_saved;
-};
 
 }  // namespace
 
@@ -175,7 +158,7 @@ void zeStat_diet_learner::learn_bulk(zeCorpus_view& view, bool first) {
 
 void zeStat_diet_learner::train_bulk(zeCorpus_view& view) {
     zeStat_trainer trainer(*m_storage);
-    const Slices_of_bulk slices(*m_storage, get_num_slices_for_bulk());
+    const zandrel::detail::Restored<int> at_end(m_storage->m_num_slices, get_num_slices_for_bulk());
     trainer.m_matcher = m_matcher;
     trainer.train(view, false);
 }

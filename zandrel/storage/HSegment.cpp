@@ -18,6 +18,24 @@
 // byte at 16365 raises. So does a read of 20000 bytes at 16355: its third run would start at 32720.
 #include "zandrel/storage/HSegment.h"
 
+namespace {
+
+// Calls `take` for each run of bytes from the buffer's offset to `end`, and then moves the offset
+// to `end`.
+template <class Take>
+void PassRuns(SegBuf& buffer, unsigned int end, Take take) {
+    for (unsigned int position = buffer.offset; position < end;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        buffer.Locate(position, end, run, length);
+        take(run, length);
+        position += length;
+    }
+    buffer.offset = end;
+}
+
+}  // namespace
+
 HSegment::HSegment(SegBuf& buffer, char mode) : m_buffer(buffer) {
     name = "SegBuf";
     read_only = mode == 'r';
@@ -68,15 +86,10 @@ void HSegment::WriteRuns(const char* bytes, unsigned int byte_count) {
     }
     const unsigned int needed = m_buffer.offset + byte_count;
     m_buffer.Extend(needed);
-    for (unsigned int position = m_buffer.offset; position < needed;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        m_buffer.Locate(position, needed, run, length);
+    PassRuns(m_buffer, needed, [&bytes](char* run, unsigned int length) {
         std::memcpy(run, bytes, length);
         bytes += length;
-        position += length;
-    }
-    m_buffer.offset = needed;
+    });
 }
 
 void HSegment::ReadRuns(char* bytes, unsigned int byte_count) {
@@ -88,13 +101,8 @@ void HSegment::ReadRuns(char* bytes, unsigned int byte_count) {
         throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
     }
     const unsigned int end = m_buffer.offset + byte_count;
-    for (unsigned int position = m_buffer.offset; position < end;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        m_buffer.Locate(position, end, run, length);
+    PassRuns(m_buffer, end, [&bytes](const char* run, unsigned int length) {
         std::memcpy(bytes, run, length);
         bytes += length;
-        position += length;
-    }
-    m_buffer.offset = end;
+    });
 }
