@@ -650,8 +650,8 @@ std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) 
     return 1;
 }
 
-// Reads what looks like an item; the stream is behind the key length. Writes a hole's tag over it if
-// the index does not name it and its whole block is in the file. Returns as ScanBlock.
+// Reads what looks like an item; the stream is behind the key length. Writes a hole's tag over it
+// if the index does not name it and its whole block is in the file. Returns as ScanBlock.
 template <class F>
 std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_length,
                                     std::uint64_t end) {
