@@ -18,8 +18,8 @@
 // Errors: raises qtX<HioErr>. After a failed write, the buffered bytes are lost, `failed` is set,
 // and all later writes are silently ignored, so that cleaning up raises no second error. The owner
 // must then close or destroy the device. After other errors it can still be used; the position is
-// unspecified after a failed read. Threads: one at a time in the whole process. The file is not
-// locked. Nobody else may write to it.
+// unspecified after a failed read.
+// Threads: one at a time in the whole process. The file is not locked. Nobody else may write to it.
 class ZANDREL_EXPORT Hfile64 {
 public:
     using Offset = long long;

@@ -1,6 +1,6 @@
 // Hio: the typed stream, which writes and reads numbers, strings and containers in the form that
-// all our files have. Format: docs/formats/wire.md. The bodies for strings and containers are in
-// Hio-inl.h.
+// all our files have. The bodies for strings and containers are in Hio-inl.h.
+// Format: docs/formats/wire.md
 #ifndef ZANDREL_STORAGE_HIO_H_
 #define ZANDREL_STORAGE_HIO_H_
 

@@ -22,8 +22,8 @@
 //   0        16                    272           304          320
 //   | header | index: no keys      | "a" "one"   | "b" "ox"   |
 //
-// The index block is not written yet: only `index` in memory has the two keys. So the first of the
-// two changes sets bit 0 of the header's state, the byte at 9 (MarkChanged).
+// The index block in the file has not changed: only `index` in memory has the two keys. So the
+// first of the two changes sets bit 0 of the header's state, the byte at 9 (MarkChanged).
 //
 // AddItem("b", "oxen") needs 17 bytes, which is another slot. The block at 304 becomes a hole: its
 // first 8 bytes become the hole tag and its size, 16, and 304 is added to holes[4]. There is no
@@ -54,7 +54,8 @@
 // If the process ends before WriteIndex, the index in the file is stale: in the last but one
 // drawing it has no keys, and any index from an earlier WriteIndex may name blocks that are holes
 // now or contain another item. Bit 0 is still set, so the owner sees it after Open and refuses the
-// file. GetItem finds some of these cases itself, by the item's tag and key.
+// file. GetItem finds some of these cases itself, by the item's tag and key. One case is not seen:
+// the process ends inside the first change, after its bytes are written and before the bit is set.
 #ifndef ZANDREL_STORAGE_HRECLAIM_INL_H_
 #define ZANDREL_STORAGE_HRECLAIM_INL_H_
 
@@ -74,7 +75,7 @@
 
 namespace zandrel::detail {
 
-// The result has 64 bits, since the sum of two lengths from a damaged file may exceed 32.
+// The result has 64 bits, since the sum of two lengths from a damaged file may exceed 32 bits.
 inline std::uint64_t ItemSize(std::size_t key_length, unsigned int data_length) {
     return std::uint64_t{key_length} + data_length + kItemOverhead;
 }
@@ -233,8 +234,8 @@ void Hreclaim<F>::WriteIndex() {
     }
     const Index_place place = PlaceIndex();
     WriteIndexBlock(place);
-    // The header names the new block only when the block is complete. Bit 0 is cleared last, so
-    // that it is never clear while the index in the file is not current.
+    // The header names the new block only when the block is complete. Bit 0 is cleared last: if the
+    // process ends before that, owners treat the index as stale.
     io.device->Seek(zandrel::detail::kIndexOffsetPosition);
     io << place.offset;
     io.device->Flush();
@@ -649,8 +650,8 @@ std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) 
     return 1;
 }
 
-// Reads what looks like an item; the stream is behind the key length. Makes it a hole if the index
-// does not name it and its whole block is in the file. Returns as ScanBlock.
+// Reads what looks like an item; the stream is behind the key length. Writes a hole's tag over it
+// if the index does not name it and its whole block is in the file. Returns as ScanBlock.
 template <class F>
 std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_length,
                                     std::uint64_t end) {

@@ -89,7 +89,8 @@ public:
     void WritePadding(unsigned int byte_count);
     // Reads the header.
     void ReadMagic();
-    // Reads the index block. REQUIRES: `index` and `holes` are empty.
+    // Reads the index block.
+    // REQUIRES: `index` and `holes` are empty.
     void ReadIndex();
     // Returns the exact size of the next index block without padding.
     // COST: linear in the number of keys.
