@@ -29,20 +29,21 @@
 //     $start $a(n) *  2  +  1  >  (  $b(n) -  parent_score )  &  !  "spam" $end
 //     99     1     3  1  4  1  5  20 1     4  1            20 6  2  1      99
 //
-// Second pass. A stack contains the tokens that wait for something that binds looser. A token is
+// Second pass. A token waits on a stack until a token comes that does not bind tighter. A token is
 // pushed if the top has the greater precedence; otherwise the top is moved to the output first.
 // At "&", for example, the stack is "$start >". The 5 of ">" is not greater than the 6 of "&", so
-// ">" is moved to the output. The 99 of "$start" is greater, so "&" is pushed. A closing bracket
-// moves everything above its opening bracket to the output, and both brackets are dropped:
+// ">" is moved to the output. The 99 of "$start" is greater, so "&" is pushed. An opening bracket
+// is always pushed. A closing bracket moves everything above its opening bracket to the output, and
+// both brackets are dropped:
 //
-//     token           stack before             moved to the output
-//     *               $start $a(n)             $a(n)
-//     +               $start * 2               2 *
-//     >               $start + 1               1 +
-//     -               $start > ( $b(n)         $b(n)
-//     )               $start > ( - parent_score  parent_score -
-//     &               $start >                 >
-//     $end            $start & ! "spam"        "spam" ! & and at last $end
+//     token    stack before                moved to the output
+//     *        $start $a(n)                $a(n)
+//     +        $start * 2                  2 *
+//     >        $start + 1                  1 +
+//     -        $start > ( $b(n)            $b(n)
+//     )        $start > ( - parent_score   parent_score -
+//     &        $start >                    >
+//     $end     $start & ! "spam"           "spam" ! & and at last $end
 //
 // So each operator is behind its operands:
 //
