@@ -124,8 +124,7 @@ private:
         return left > right ? left : right;
     }
 
-    // The greatest entry of both tables around the range, and at least 0: a score below 0 becomes
-    // 0.
+    // The greatest entry of both tables around the range, but at least 0, as every score is.
     double greatest_value(const Likelihood_table& own, const Score_range& range) const noexcept {
         double greatest = 0.0;
         for (const std::uint8_t bin : range.bins) {

@@ -250,9 +250,8 @@ const float* zeStat_matcher::find_weight(const Concept& wanted, int iprofile) co
 //
 // and the message has the bag "the 2, ball 2, goal 1", with the total 5.
 //
-// 1. Sum: each weight of a feature times the weight of the concept in the bag. "the" is a feature
-// of
-//    neither category. The setting ClipValue is a ceiling for the weights in the bag.
+// 1. Sum: each weight of a feature times the weight of the concept in the bag. The concept
+//    "the" is no feature. The setting ClipValue is a ceiling for the weights in the bag.
 //        sport    2 * 2.9989 + 1 * 1.4995 =  7.4973
 //        garden   2 * -1.1492 - 1 * 1.8028 = -4.1012
 // 2. Value: x = sum / total + additive term. A typical member of the category has x = 1, and a
@@ -265,15 +264,16 @@ const float* zeStat_matcher::find_weight(const Concept& wanted, int iprofile) co
 // 4. Correction by the likelihood tables, if they are in use. A table has a value for each of 30
 //    bins and is linear between their centres, (i + 0.5) / 30. The score 0.9191 is at 30 * 0.9191 -
 //    0.5 = 27.073, so 7.3 % of the way from the centre of bin 27 to that of bin 28. Let the table
-//    of sport have 0.8 in both bins, and that of garden 0.6. a. Average table
-//    (`build_avg_likelihood`): each table counts by its age, which is the number
-//       of messages in its histogram, here 4. A prior counts as 30 messages and says that a score
-//       is its own likelihood. Bin 27: (30 * 27.5 / 30 + 4 * 0.8 + 4 * 0.6) / (30 + 4 + 4) =
-//       0.8711. Bin 28 has 0.8974, and so the score has 0.8711 + 0.073 * 0.0263 = 0.8730.
-//    b. The average counts w = 2 / (4 + 2) = 1/3, with 2 categories and the age 4. From the
-//       age 1000 on it counts nothing.
-//    c. 0.99 * (w * 0.8730 + (1 - w) * 0.8) + 0.01 * 0.9191 = 0.8253. The last addend keeps two
-//       different raw scores different where a table is flat.
+//    of sport have 0.8 in both bins, and that of garden 0.6.
+//
+//    - Average table (`build_avg_likelihood`): each table counts by its age, the number of messages
+//      in its histogram, here 4. A prior counts as 30 messages and says that a score is its own
+//      likelihood. So bin 27 has (30 * 27.5 / 30 + 4 * 0.8 + 4 * 0.6) / (30 + 4 + 4) = 0.8711. Bin
+//      28 has 0.8974, and so the score has 0.8711 + 0.073 * 0.0263 = 0.8730.
+//    - The average counts w = 2 / (4 + 2) = 1/3: there are 2 categories, and the age of sport is 4.
+//      From the age 1000 on it counts nothing.
+//    - 0.99 * (w * 0.8730 + (1 - w) * 0.8) + 0.01 * 0.9191 = 0.8253. The last addend keeps two
+//      different raw scores different where a table is flat.
 //
 // Some scores need no sum. An empty bag scores 0, and so does a category without messages or with
 // fewer than the Activation settings require. Otherwise a category that has all messages of the

@@ -2,9 +2,8 @@
 // belongs to the category?
 //
 // 1. Matching. A message that is in the model itself scores too high in its category. So the
-// training set is
-//    divided into slices, and each slice is taken out of the model, scored by the rest, and counted
-//    again.
+//    training set is divided into slices. Each slice is taken out of the model, scored by the rest,
+//    and counted again.
 // 2. Histograms. Each category has a histogram over the scores from 0 to 1. A message adds its
 //    weight to the bin of its score: to `m_total`, and to `m_relevant` if it belongs to the
 //    category. A histogram has LikelihoodHistogramResolution fine bins for each of the 30 bins of
