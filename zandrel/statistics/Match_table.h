@@ -66,18 +66,18 @@ public:
     // the positions of infos are not known.
     void compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);
 
-    // Gives a concept a row of `count` pairs, to be filled by the caller. It replaces an old row.
+    // Gives a concept a row of `count` pairs, which the caller fills. It replaces an older row.
     std::span<Concept_weight> add(const Concept& added, std::size_t count);
 
     void clear() noexcept;
 
-    // Makes room for as many rows.
+    // Makes room for `count` rows.
     void reserve(std::size_t count) { m_rows.reserve(count); }
 
-    // Every pair's profile is at least 0 and below this; `kUnknown` after `add`.
+    // The index of every pair's profile is at least 0 and below this. It is `kUnknown` after `add`.
     int profile_end() const noexcept { return m_profile_end; }
 
-    // REQUIRES: that it is so.
+    // REQUIRES: the index of every pair's profile is at least 0 and below `end`.
     void set_profile_end(int end) noexcept { m_profile_end = end; }
 
     std::size_t size() const noexcept { return m_rows.size(); }
