@@ -93,7 +93,8 @@ public:
     static std::size_t dictionary_size() noexcept;
 
     // Makes room in the dictionary for `more` further texts, so that adding them need not enlarge
-    // its table step by step. RAISES: std::bad_alloc, and nothing has changed.
+    // its table step by step.
+    // RAISES: std::bad_alloc, and nothing has changed.
     static void reserve(std::size_t more);
 
 private:

@@ -247,7 +247,8 @@ public:
     // The slots of the index.
     std::size_t bucket_count() const noexcept { return m_index.size(); }
 
-    // Gives the index at least `bucket_count` slots. It never shrinks. RAISES: std::length_error.
+    // Gives the index at least `bucket_count` slots. It never shrinks.
+    // RAISES: std::length_error.
     void rehash(std::size_t bucket_count) {
         if (bucket_count > m_index.size()) {
             build_index(bits_of(bucket_count));
@@ -255,7 +256,8 @@ public:
     }
 
     // Makes room in the index for so many entries. Chunks are added later, when they are needed,
-    // which copies nothing. RAISES: std::length_error.
+    // which copies nothing.
+    // RAISES: std::length_error.
     void reserve(std::size_t entry_count) { rehash(entry_count + entry_count / 3 + 1); }
 
     void swap(concept_map& other) noexcept {

@@ -38,7 +38,8 @@ public:
     qtPtrLight(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor): the null pointer
 
     // OWNS: `object`, which may be null. If there is no memory for the count, the object is
-    // deleted. RAISES: std::bad_alloc.
+    // deleted.
+    // RAISES: std::bad_alloc.
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     explicit qtPtrLight(U* object) {
         if (object != nullptr) {

@@ -31,7 +31,8 @@ ZANDREL_EXPORT qtString TrimWhiteSpace(const qtString& text);
 
 // Returns the first position of `needle` in `text`, from `start` on, or -1. Capital and small
 // letters of ASCII are equal. An empty needle is found at `start`, also if that is the end of the
-// text. If `start` is behind the end, nothing is found. COST: up to the product of both lengths.
+// text. If `start` is behind the end, nothing is found.
+// COST: up to the product of both lengths.
 ZANDREL_EXPORT std::ptrdiff_t FindNoCase(const qtString& text, const qtString& needle,
                                          std::size_t start = 0);
 

@@ -57,7 +57,8 @@ public:
     virtual iMsg get_msg(int msg_number) = 0;
     virtual qtPtrLight<zeMsg> get_msg(const iMsg& position) const = 0;
     // The numbered message. A corpus that overrides it needs no position, which saves two
-    // allocations. REQUIRES: 0 <= msg_number < get_num_msgs().
+    // allocations.
+    // REQUIRES: 0 <= msg_number < get_num_msgs().
     virtual qtPtrLight<zeMsg> get_numbered_msg(int msg_number);
 };
 

@@ -58,20 +58,21 @@ public:
     const qtPtrLight<zeSml>& active_bag() const noexcept;
 
     // Returns the stored text of the first pair of this name, whatever its type, or null if there
-    // is no such pair. REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary
-    // search, whose last steps compare handles one by one; no allocation.
+    // is no such pair.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search, whose last
+    // steps compare handles one by one; no allocation.
     const qtString* get_raw_value(const Concept& name) const;
     // Returns the value of the first pair of this name as callers should see it: a language string
     // in its canonical form, the empty text for a list, which has no single value, and otherwise
     // the stored text. Null if there is no such pair. The canonical form is kept for the next call.
-    // That does not set `changed`, since the form is not stored. REQUIRES: sorted pairs.  VALID
-    // UNTIL: the pairs change.  COST: as get_raw_value, and for a language string an allocation on
-    // the first call.
+    // That does not set `changed`, since the form is not stored.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: as get_raw_value, and for a
+    // language string an allocation on the first call.
     const qtString* get_value(const Concept& name) const;
 
     // Returns the value of get_value as qtConvertStringToDouble reads it, or 0.0 if there is no
-    // such pair. The number of a text of up to eight bytes is kept for the next call. REQUIRES:
-    // sorted pairs.  COST: as get_value, and on the first call the reading of the text.
+    // such pair. The number of a text of up to eight bytes is kept for the next call.
+    // REQUIRES: sorted pairs.  COST: as get_value, and on the first call the reading of the text.
     double get_number(const Concept& name) const {
         // Rules ask for the same names again and again, so the usual case is inline: neither the
         // place of the pair nor its text has changed since the last call.

@@ -20,8 +20,8 @@
 // there once. `m_total_weight` is changed by addition and subtraction, never computed again.
 //
 // Errors: a negative clip value raises qtX<zeSml> 0 "Invalid clipping value", and nothing has
-// changed. NaN is accepted. Threads: one at a time in the whole process, since a bag shares its
-// concepts with all others.
+// changed. NaN is accepted.
+// Threads: one at a time in the whole process, since a bag shares its concepts with all others.
 class ZANDREL_EXPORT zeSml {
 public:
     struct Concept_info {
@@ -55,8 +55,8 @@ public:
     // Returns `weight`, or this bag's ceiling if that is less.
     double clip_weight(double weight) const noexcept;
     // Appends the feeder's concepts, clipped to this bag's ceiling, and sorts. A bag that is not
-    // empty keeps its concepts, so a concept can then be there twice. COST: n log n comparisons of
-    // text.
+    // empty keeps its concepts, so a concept can then be there twice.
+    // COST: n log n comparisons of text.
     void feed(const zeSml_feeder& feeder);
     // The same; the feeder is empty afterwards. Moving handles does not access their records, which
     // are spread over the memory.
@@ -82,7 +82,8 @@ public:
     void Load(Hio<Generic32>& io);
 
     // Returns a bag under a ceiling: the source itself if `clip_value` is 0 or above the source's
-    // own ceiling, otherwise a clipped copy. REQUIRES: `source` is not null.
+    // own ceiling, otherwise a clipped copy.
+    // REQUIRES: `source` is not null.
     static qtPtrLight<zeSml> get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value);
 
     std::vector<Concept_info> m_concepts;

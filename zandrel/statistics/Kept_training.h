@@ -26,8 +26,8 @@ struct Kept_training {
     };
 
     // Skips the table of all concepts, or the histogram and the concepts of a profile, and returns
-    // its place. Only lengths are read. RAISES: the exceptions of reading it, for a record that
-    // ends too early.
+    // its place. Only lengths are read.
+    // RAISES: the exceptions of reading it, for a record that ends too early.
     Part PassConceptInfos(Hio<HSegment>& io);
     Part PassTraining(Hio<HSegment>& io);
 

@@ -71,7 +71,8 @@ public:
     // The number of candidates that are kept.
     std::size_t size() const noexcept { return m_candidates.size(); }
 
-    // The candidate of this rank, from 0 on. REQUIRES: rank < size().
+    // The candidate of this rank, from 0 on.
+    // REQUIRES: rank < size().
     const Candidate& at(std::size_t rank) {
         if (rank >= m_ordered_count) {
             order(std::max(rank + 1, std::max(kFirstPiece, 4 * m_ordered_count)));

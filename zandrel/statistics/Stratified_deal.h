@@ -14,7 +14,7 @@ namespace zandrel::detail {
 
 // Takes positions of messages with their categories, and deals them like cards: category by
 // category, each message to the next part. A message of several categories counts for only one of
-// them. Messages without a category come last.
+// them, and the next such message for another one. Messages without a category come last.
 //
 // For example, the messages 0, 1 and 3 are in sport, and 2 and 4 in garden. Dealt to two parts in
 // the order 0 1 3 2 4, part 0 gets 0, 3 and 4, and part 1 gets 1 and 2.

@@ -1,6 +1,6 @@
-// The course of learning: a batch is divided into sub-bulks. For each of them old counts are
-// scaled, the messages are counted, the features selected, and concepts that are not needed
-// deleted.
+// The course of learning: a batch is divided into sub-bulks. For each of them the messages are
+// counted, the features selected, and concepts that are not needed deleted. The first one of a run
+// also scales old counts down.
 #include "zandrel/statistics/zeStat_diet_learner.h"
 
 #include <algorithm>

@@ -32,8 +32,9 @@ class zeStat_matcher;
 // Errors: the exceptions of the manager's interruption, between messages and between profiles. The
 // model then has counted a part of the messages, or has no selected weights. If a likelihood pass
 // or a bootstrap is interrupted, the storage has the settings of the pass, and may lack the
-// messages of a slice: the model is damaged and has to be trained again. Threads: one at a time in
-// the whole process. Besides the concepts, the orders below read process-wide state.
+// messages of a slice: the model is damaged and has to be trained again.
+// Threads: one at a time in the whole process. Besides the concepts, the orders below read
+// process-wide state.
 class ZANDREL_EXPORT zeStat_trainer {
 public:
     using Concept_infos = zeStat_storage::Concept_infos;
@@ -191,8 +192,8 @@ namespace zandrel {
 
 // Returns the factor of a concept's weight, 0..1: small if few messages have the concept, and 1
 // without suppression. In a model with fewer messages than SuppressMThreshold, suppression is
-// weaker. REQUIRES: a trainer was made in this process before, which fills the table of
-// confidences.
+// weaker.
+// REQUIRES: a trainer was made in this process before, which fills the table of confidences.
 ZANDREL_EXPORT double suppression_factor(const zeStat_storage& storage,
                                          zeStat_storage::Concept_infos::const_iterator info);
 
