@@ -143,13 +143,6 @@ bool read_short_decimal(const char* at, double& number) noexcept {
     return true;
 }
 
-// The locale whose decimal point is a point. It is never freed, as static objects may read numbers
-// to the end of the process.
-locale_t plain_locale() noexcept {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    return plain;
-}
-
 }  // namespace
 
 std::vector<qtString> qtTokenize(const qtString& text, const qtString& delimiters) {
@@ -302,7 +295,10 @@ double qtConvertStringToDouble(const qtString& text) noexcept {
     if (kRoundsOnce && read_short_decimal(text.c_str(), number)) [[likely]] {
         return number;
     }
-    return strtod_l(text.c_str(), nullptr, plain_locale());
+    // In this locale the decimal point is a point. It is never freed, since static objects may read
+    // numbers until the process ends.
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    return strtod_l(text.c_str(), nullptr, plain);
 }
 
 }  // namespace zandrel

@@ -36,11 +36,6 @@ std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
     return pairs;
 }
 
-const qtString& no_single_value() {
-    static const qtString empty;
-    return empty;
-}
-
 const qtString& canonical_form(const zeMsg::Nvp& nvp) {
     if (nvp.canonical.IsNull()) {
         const mlLangString text = mlLangString::BuildFromCString(nvp.value);
@@ -72,7 +67,8 @@ const qtString& zeMsg::value_of(const Nvp& nvp) {
     }
     const bool is_list =
         nvp.type == mlMessageConverter::kOldList || nvp.type == mlMessageConverter::kPackedList;
-    return is_list ? no_single_value() : canonical_form(nvp);
+    static const qtString no_single_value;
+    return is_list ? no_single_value : canonical_form(nvp);
 }
 
 // The cache has the eight bytes of a text, but not its length: "1" and "1" with a zero byte are the

@@ -114,7 +114,8 @@ bool zeMsgEdit::Delete(const Concept& name) {
 void zeMsgEdit::End() {
     std::vector<zeMsg::Nvp>& nvps = m_message->nvps;
     if (m_deleted) {
-        DropDeleted();
+        // std::erase_if keeps the order, also the order of pairs of one name.
+        std::erase_if(nvps, [](const zeMsg::Nvp& nvp) { return nvp.type == Converter::kDeleted; });
     }
     if (m_added || m_deleted) {
         // A stable sort: a file may contain several pairs of one name, and they keep their order.
@@ -163,10 +164,4 @@ void zeMsgEdit::AddPair(zeMsg::Nvp&& added) {
     }
     m_changed = true;
     m_added = true;
-}
-
-void zeMsgEdit::DropDeleted() {
-    // std::erase_if keeps the order, also the order of pairs of one name.
-    std::erase_if(m_message->nvps,
-                  [](const zeMsg::Nvp& nvp) { return nvp.type == Converter::kDeleted; });
 }

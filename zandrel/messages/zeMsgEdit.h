@@ -61,7 +61,6 @@ private:
     zeMsg::Nvp* Find(const Concept& name);
     // Appends a pair whose name has no index entry. If memory runs out, nothing has changed.
     void AddPair(zeMsg::Nvp&& added);
-    void DropDeleted();
 
     zeMsg* m_message;                         // BORROWS
     std::map<Concept, unsigned int> m_index;  // positions in `nvps` of pairs that are not deleted
