@@ -1,3 +1,4 @@
+// The text is made from the numbers when it is asked for.
 #include "zandrel/version.h"
 
 #include <cstdio>

@@ -8,12 +8,12 @@
 
 namespace zandrel {
 
-// The only place where the version is written. The build reads the first four numbers from this
-// line (a CMake project has no fifth), so its shape must stay; the first one names the ABI.
+// The version is written only here. The build reads the first four numbers from this line (a CMake
+// project has no fifth), so its form must not change. The first number is the version of the ABI.
 inline constexpr int kZandrelVersion[5] = {1, 0, 0, 13, 0};
 
-// Bytes that hold any version text: five numbers of up to eleven characters, each followed by a dot
-// or the final zero.
+// The size of any version text: five numbers of up to eleven characters, each followed by a dot or
+// the final zero.
 inline constexpr std::size_t kZandrelVersionTextSize = 60;
 
 }  // namespace zandrel
@@ -23,7 +23,7 @@ inline constexpr std::size_t kZandrelVersionTextSize = 60;
 // REQUIRES: `text` has room for kZandrelVersionTextSize bytes.
 ZANDREL_EXPORT void GetZandrelVersion(char* text);
 
-// Same text; the short name that older callers use.
+// Writes the same text. Older callers use this short name.
 // REQUIRES: `text` has room for kZandrelVersionTextSize bytes.
 ZANDREL_EXPORT void GetZanVersion(char* text);
 

@@ -1,7 +1,9 @@
 #include "zandrel/classification/zeWorkflow.h"
 
+#include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -11,9 +13,11 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_matcher.h"
 
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/small_model.h"
 #include "tests/support/tree_builder.h"
 
 namespace {
@@ -180,6 +184,38 @@ TEST_F(zeWorkflowTest, ResultsAreNotSorted) {
 
     EXPECT_FALSE(results.sorted);
     EXPECT_FALSE(results.deduplicated);
+}
+
+// The products with an infinite score are equal, so the names decide. "b" has the best factor, and
+// "c" the greatest name.
+TEST_F(zeWorkflowTest, BestOfInfiniteScoresHasTheGreatestName) {
+    root = tree.Root("root");
+    tree.Manager().m_defaults = plain_settings();
+    zeNode* const stat = tree.Tree().MakeNode(term("stat"), ZE_STAT, 0, 0.0);
+    tree.Answer(root, stat, std::numeric_limits<double>::infinity());
+    for (zeNode* const node : {root, stat}) {
+        tree.NoScore(node);
+    }
+    auto& matcher = dynamic_cast<zeStat_matcher&>(*tree.Tree().get_classifier(stat));
+    matcher.m_storage->m_num_msgs = 3;
+    using Named_weight = std::pair<const char*, float>;
+    for (const auto& [name, weight] :
+         {Named_weight("a", 0.0F), Named_weight("b", 1.0F), Named_weight("c", -1.0F)}) {
+        matcher.add_cat(tree.Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0));
+        zeStat_storage::Profile& profile = *matcher.m_storage->m_profiles.back();
+        profile.m_num_msgs = 1;
+        profile.m_weights = {{term("x"), weight}};
+    }
+    matcher.feed(*matcher.m_storage, true);
+    msg.smls[0] = make_bag({{"x", 1.0}});
+
+    for (const int max_results : {1, 2}) {
+        SCOPED_TRACE(max_results);
+        zeResult_set results(0.0, max_results);
+        Classify(results, true);
+        ASSERT_EQ(results.count(), max_results);
+        EXPECT_EQ(results.get_result(0).node->m_concept.view(), "c");
+    }
 }
 
 // The threshold.

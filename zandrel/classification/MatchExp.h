@@ -152,7 +152,8 @@ class ZANDREL_EXPORT CheckNVP final : public MatchExp {
 public:
     // The parser gives each different $key(n) of a rule a slot: in `$a(n) + $b(n) * $a(n)`, "a" has
     // slot 0 and "b" slot 1. The flat code of a rule reads a key with a slot at its first place and
-    // keeps the number for the other places. A key without a slot is read at each place.
+    // keeps the number for the other places, see Rule_code::evaluate. A key without a slot is read
+    // at each place.
     static constexpr int kSlotCount = 64;
     static constexpr int kNoSlot = -1;
 

@@ -44,7 +44,8 @@
 // right operand of "and" if the left one is false; the last result is then false.
 //
 // Keys that are read as numbers have slots, numbered by the parser. The first reading of a key
-// keeps its number in the slot, and the further ones take it from there.
+// keeps its number in the slot, and the further ones take it from there. Behind a jump that may
+// leave out the first reading, the key is read once more.
 //
 // BM_EvaluateRule_Arithmetic of bench/rules_bench.cpp measures this code, and
 // BM_EvaluateTree_Arithmetic the evaluation of the tree: with keys, 1, 10 and 100 operators

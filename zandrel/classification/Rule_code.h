@@ -26,11 +26,14 @@ public:
     // COST: linear in the tree; no recursion.
     explicit Rule_code(const MatchExp& tree);
 
-    // COST: no allocation; each key that has a slot is read as a number only once.
+    // COST: no allocation. A key that has a slot is read as a number only once, with two
+    // exceptions. A key is read again behind a jump that may have left out its first reading. And a
+    // rule that saves more than 32 values at a time is evaluated by its tree, which reads a key at
+    // each place.
     double evaluate(DocInfo& info) const;
 
-    // Where an operand is. kResult means the last result: the value that the instruction executed
-    // before has left, also if that is a jump.
+    // Where an operand is. kResult means the last result: the last value that was not saved aside,
+    // also if the instruction that left it is a jump.
     enum class Source : std::uint8_t {
         kResult,
         kConstant,

@@ -39,7 +39,7 @@ public:
     // rule fires compares by `value > 0` or `value >= threshold`, never by the negation of the
     // opposite. So a value that is not a number neither fires nor opens a way.
     // REQUIRES: `info.msg` is not null and its pairs are sorted.  COST: no allocation; linear in
-    // the rule, with a binary search for each concept.
+    // the rule, with a binary search for each concept and the reading of each key's text.
     double Evaluate(DocInfo& info) const;
 
     // VALID UNTIL: this is changed or destroyed.

@@ -38,6 +38,7 @@
 // enter the frontier. Frontier.cpp explains how the frontier avoids sorting.
 #include "zandrel/classification/zeWorkflow.h"
 
+#include <cmath>
 #include <typeinfo>
 #include <utility>
 
@@ -70,8 +71,9 @@ bool is_full(zeResult_set& results, int wanted) {
 // One walk of one message.
 class Walk {
 public:
-    Walk(zeMsg& msg, const zeResult_set& results, bool use_thresholds)
-        : m_msg(msg),
+    Walk(zePhysicalTree& tree, zeMsg& msg, const zeResult_set& results, bool use_thresholds)
+        : m_tree(tree),
+          m_msg(msg),
           m_threshold(results.threshold),
           m_use_thresholds(use_thresholds),
           m_wants_best_only(results.max_results == 1 && !use_thresholds) {}
@@ -92,11 +94,13 @@ public:
 
 private:
     // Returns the classifier if we may ask it for only its best answers first, otherwise null.
-    // A class derived from zeStat_matcher may answer in another way. And at a score near 0 the
-    // products of different answers could be equal after rounding.
+    // A class derived from zeStat_matcher may answer in another way. The products of different
+    // answers must be different too: at a score near 0 they could be equal after rounding, and an
+    // infinite score, such as the value of a rule, makes all of them infinite.
     zeStat_matcher* best_first(zeClassifier& classifier, const Node_score& from) const {
         constexpr double kLeastScore = 1e-100;
         const bool may_ask = m_wants_best_only && from.score > kLeastScore &&
+                             std::isfinite(from.score) &&
                              typeid(classifier) == typeid(zeStat_matcher);
         return may_ask ? static_cast<zeStat_matcher*>(&classifier) : nullptr;
     }
@@ -108,15 +112,18 @@ private:
         }
         zeStat_matcher::Sums sums = matcher.sum_up(*bag);
         matcher.add_best_answers(sums, answers);
-        zandrel::detail::Get_answers get_all = [&matcher, from, threshold = answers.threshold,
+        // The tree may move or drop a classifier when it is asked for another one, so we ask again.
+        zandrel::detail::Get_answers get_all = [this, from, threshold = answers.threshold,
                                                 kept = std::move(sums)] {
             zeResult_set all(threshold, -1);
-            matcher.add_answers(kept, all, from.score, false);
+            static_cast<zeStat_matcher*>(m_tree.get_classifier(from.node))
+                ->add_answers(kept, all, from.score, false);
             return std::move(all.results);
         };
         frontier.push_answers(from, answers, m_threshold, std::move(get_all));
     }
 
+    zePhysicalTree& m_tree;
     zeMsg& m_msg;
     double m_threshold;
     bool m_use_thresholds;
@@ -139,7 +146,7 @@ void zeWorkflow::classify(zeMsg& msg, zeResult_set& results, bool skip_no_score,
         return;
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Walk walk(msg, results, use_thresholds);
+    Walk walk(*tree, msg, results, use_thresholds);
     walk.frontier.push({m_root, 1.0});
     while (const Node_score* const next = walk.frontier.best()) {
         const Node_score best = *next;

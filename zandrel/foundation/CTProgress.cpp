@@ -1,3 +1,4 @@
+// The base class: each operation does nothing.
 #include "zandrel/foundation/CTProgress.h"
 
 CTProgress::~CTProgress() = default;

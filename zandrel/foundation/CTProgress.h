@@ -1,11 +1,11 @@
-// CTProgress: through which a caller follows long work and asks for its end.
+// CTProgress: the interface through which long work reports its progress and can be interrupted.
 #ifndef ZANDREL_FOUNDATION_CTPROGRESS_H_
 #define ZANDREL_FOUNDATION_CTPROGRESS_H_
 
 #include "zandrel/export.h"
 
-// The caller's progress object. The caller derives from it, makes it and keeps it alive for the
-// length of the operation that it is handed to; a null pointer in its place means no reporting.
+// The caller's progress object. The caller derives a class from it, and keeps the object alive
+// during the operation. A null pointer in its place means no reporting.
 //
 // This base reports nothing and never interrupts.
 class ZANDREL_EXPORT CTProgress {
@@ -15,16 +15,16 @@ public:
     CTProgress& operator=(const CTProgress&) = default;
     virtual ~CTProgress();
 
-    // What is being done, in words.
+    // Gets a text that names the present work.
     virtual void SetStatus(const char* status);
-    // How many steps the present phase has.
+    // Gets the number of steps of the present phase.
     virtual void SetTotal(int total);
-    // So many of them are done.
+    // Reports that `steps` more steps are done.
     virtual void Increment(unsigned int steps);
-    // The present phase is over; `completed` tells whether it ran to its end.
+    // Reports that the present phase is over. `completed` is false if it was broken off.
     virtual void NextPhase(bool completed);
-    // Whether the operation is to stop at its next opportunity. The only operation that another
-    // thread's wish may reach while the engine works: an implementation makes it safe for that.
+    // Returns true if the work should stop as soon as it can. The answer may come from another
+    // thread, for example by an atomic flag. The implementation has to make that safe.
     virtual bool IsInterrupted() const;
 };
 

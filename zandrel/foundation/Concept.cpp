@@ -1,3 +1,6 @@
+// The dictionary of concepts: it finds the record of a text, or makes one. The text's hash is
+// computed once and kept in the record and in the dictionary's slots, so most look-ups compare one
+// text only.
 #include "zandrel/foundation/Concept.h"
 
 #include <algorithm>
@@ -29,9 +32,9 @@ std::uint64_t mix(std::uint64_t hash, std::uint64_t word) noexcept {
     return hash ^ (hash >> 32U);
 }
 
-// At most eight bytes as one word, in two loads that may overlap: a loop or a call that copies a
-// length known only at run time costs more than all the rest of the hash. Texts of one length have
-// different words if they are different.
+// At most eight bytes as one word, in two or three loads that may overlap: "horse" is "hors" and
+// "orse". A loop, or a call that copies a length known only at run time, would cost more than the
+// rest of the hash. Different texts of the same length have different words.
 std::uint64_t short_word(const char* bytes, std::size_t count) noexcept {
     if (count >= 4) {
         return load_word(bytes, 4) | load_word(bytes + count - 4, 4) << 32U;
@@ -40,10 +43,10 @@ std::uint64_t short_word(const char* bytes, std::size_t count) noexcept {
            load_word(bytes + count - 1, 1) << 16U;
 }
 
-// Takes eight bytes a step, the last of which overlap those before: "information" is hashed as
-// "informat" and "ormation". Each step is reversible and the length is mixed in first, so no two
-// texts of eight bytes or fewer have the same 64-bit value. We return its upper half, whose bits
-// depend on all bytes.
+// Takes eight bytes a step. The last eight overlap those before: "information" is hashed as
+// "informat" and "ormation". Each step is reversible and the length is mixed in first, so two texts
+// of the same length of up to eight bytes never have the same 64-bit value. We return its upper
+// half, whose bits depend on all bytes.
 std::uint32_t hash_text(std::string_view text) noexcept {
     constexpr std::size_t kStep = 8;
     if (text.empty()) {
@@ -64,20 +67,26 @@ std::uint32_t hash_text(std::string_view text) noexcept {
 
 }  // namespace
 
-// All records but the empty text's: a table of slots with linear probing.
+// A hash table with linear probing of all records, except the record of the empty text.
 //
-// A slot has a record's hash value and the 32-bit name of its block in the arena. A record is in
-// the first slot at or behind its home, the slot of the low bits of its hash, that was free when it
-// was added. So a search starts at the home and ends at the record or at a free slot, and looks
-// into a record only if the hash agrees: a known text costs one cache line of slots and its record.
+// A slot has a record's hash and the 32-bit name of its block in the arena. The low bits of the
+// hash are the number of a slot, the record's home. A record is added in the first free slot from
+// its home on. So a search starts at the home, and ends at the record or at a free slot. It reads a
+// record only if the hash agrees: a known text costs one cache line of slots and its record.
 //
-// A removal must leave no gap between a record and its home, so it moves later records up. For
-// example A, B and C have home 4 and are in the slots 4, 5 and 6; if A goes, B moves to 4 and C to
-// 5. Slots contain the hash, so growth and removal read no records.
+// For example, with 1024 slots the hash 0x00012404 has the home 4, the low 10 bits. If "goal" and
+// "rose" have this home and were added in this order, "goal" is in slot 4 and "rose" in slot 5. A
+// search for "rose" compares the hash of slot 4, which is different, and then finds it in slot 5. A
+// search for a third text with this home ends at slot 6, which is free.
+//
+// A removal must leave no gap between a record and its home, so it moves later records up. If
+// "goal" is removed, "rose" moves to slot 4. Slots contain the hash, so growth and removal read no
+// records.
 class Concept_dictionary {
 public:
     static Concept_dictionary& instance() {
-        // Never destroyed: handles in static objects outlive every other order of destruction.
+        // Never destroyed: static objects may have handles, which are destroyed later than all
+        // else.
         static Concept_dictionary* const dictionary = new Concept_dictionary;
         return *dictionary;
     }
@@ -139,8 +148,8 @@ private:
     };
 
     static constexpr std::size_t kFirstSlotCount = 1024;  // a power of two, as all that follow
-    // At most 3 of 4 slots are taken: then a search that fails looks at 8.5 slots on average, which
-    // is a cache line, and one that succeeds at 2.5.
+    // At most 3 of 4 slots are taken. In a table that is as full as this, a search without success
+    // reads 8.5 slots on average, about a cache line, and a search with success 2.5.
     static constexpr std::size_t kRecordsOfSlots = 3;
     static constexpr std::size_t kSlotsOfRecords = 4;
 
@@ -194,7 +203,8 @@ private:
         }
     }
 
-    // Frees a slot. Each later one of the run moves into the gap unless its home is behind the gap.
+    // Frees a slot. Each later slot of the run is moved into the gap, unless its home is behind the
+    // gap.
     void close_gap(std::size_t gap) noexcept {
         for (std::size_t at = next(gap); m_slots[at].block != Concept_arena::kNone; at = next(at)) {
             const std::size_t way_from_home = (at - home(m_slots[at].hash)) & mask();

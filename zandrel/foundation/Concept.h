@@ -11,19 +11,18 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-// A handle to a term, one word wide. All handles of one text point at one shared record in a
-// dictionary that the whole process shares, so two concepts are equal exactly when they point at
-// the same record, and equality never compares text.
+// A handle to a term, as large as a pointer. All handles of one text point at one record in a
+// dictionary, which the whole process shares. So two concepts are equal exactly when they point at
+// the same record, and a test of equality never compares texts.
 //
 // The record counts its handles and is removed with the last of them. The count has 32 bits: a
-// record that has ever had 4,294,967,295 handles at a time stops counting and is never removed. The
+// record that once has 4,294,967,295 handles stops counting and is never removed. The
 // dictionary itself lives to the end of the process, since static objects contain handles too. It
 // keeps the memory of removed records for later ones. The empty text has a record of its own, which
 // means "no concept" and is never removed; a default-constructed handle points at it.
 //
-// Threads: one at a time in the whole process, through whatever object of the library. Neither the
-// dictionary nor the counts are locked, and two containers that know the same term share its
-// record.
+// Threads: one at a time in the whole process, whatever object of the library it uses. Neither the
+// dictionary nor the counts are locked, and two containers with the same term share its record.
 class ZANDREL_EXPORT Concept {
 public:
     // The concept of the empty text.
@@ -50,20 +49,21 @@ public:
         }
     }
 
-    // The handle for a text, which may hold any bytes.
+    // Returns the handle of a text, which may contain any bytes.
     // RAISES: std::bad_alloc; std::length_error for a text of 4 GiB or more.
-    // COST: one look-up in the dictionary; an allocation for a text that it does not hold.
+    // COST: one look-up in the dictionary, and an allocation for a text that is not in it.
     static Concept insert(const qtString& text) { return insert_view(text.view()); }
 
     static Concept insert_view(std::string_view text);
 
-    // Puts the handle of each text into `concepts`, which has a handle for each. This takes half
-    // the time of one insert_view a text where the dictionary is larger than the caches, since many
-    // look-ups wait for the memory together.
-    // RAISES: likewise; some handles are then in their places.
+    // Assigns the handle of each text to the element of `concepts` with the same index. Where the
+    // dictionary is larger than the caches, this takes half the time of one insert_view for each
+    // text, since many look-ups wait for the memory together.
+    // RAISES: as `insert`. Some handles are then assigned.
     static void insert_views(std::span<const std::string_view> texts, Concept* concepts);
 
-    // VALID UNTIL: the last handle of this text goes. A zero byte stands behind the last one.
+    // The bytes of the text, with a zero byte at the end.
+    // VALID UNTIL: the last handle of this text is destroyed.
     const char* c_str() const noexcept { return m_record->bytes(); }
 
     std::string_view view() const noexcept { return m_record->view(); }
@@ -72,7 +72,7 @@ public:
 
     bool empty() const noexcept { return m_record->length == 0; }
 
-    // The hash value of the text. It serves tables in memory alone: it is not part of any format.
+    // The hash value of the text. Only tables in memory use it: it is not part of any format.
     std::uint32_t hash() const noexcept { return m_record->hash; }
 
     // The record's address: equal for equal concepts, different for different ones.
@@ -89,11 +89,11 @@ public:
         return m_record != other.m_record && zandrel::compare_text(view(), other.view()) < 0;
     }
 
-    // How many different texts have a record now, the empty text not counted.
+    // Returns how many different texts have a record now. The empty text does not count.
     static std::size_t dictionary_size() noexcept;
 
-    // Makes room in the dictionary for so many texts more than it has, so that adding them need not
-    // enlarge its table step by step.
+    // Makes room in the dictionary for `more` further texts, so that adding them need not enlarge
+    // its table step by step.
     // RAISES: std::bad_alloc, and nothing has changed.
     static void reserve(std::size_t more);
 
@@ -102,7 +102,7 @@ private:
 
     static constexpr std::uint32_t kForever = 0xFFFFFFFF;
 
-    // Precedes the text's bytes and a zero byte, in one block.
+    // The head of a record. The bytes of the text and a zero byte follow it in the same block.
     struct Record {
         std::uint32_t hash;
         std::uint32_t length;  // of the text, in bytes
@@ -128,11 +128,11 @@ private:
 
     static Record* empty_record() noexcept { return &s_empty.record; }
 
-    // Takes a record without handles out of the dictionary and frees it.
+    // Removes a record without handles from the dictionary and frees it.
     static void remove_record(Record* record) noexcept;
 
-    // Constant initialised and never destroyed, so that it serves static objects of any file. It
-    // is not counted.
+    // Initialised at compile time and never destroyed, so that static objects of any file can use
+    // it. Its handles are not counted.
     static Empty_record s_empty;
 
     Record* m_record;  // never null

@@ -1,3 +1,6 @@
+// A freed block contains the name of the block of its size that was freed before it, so the lists
+// of free blocks need no memory of their own. For example, after the blocks 10 and then 30 are
+// freed, `m_released` names 30, whose first four bytes are the number 10, and block 10 has `kNone`.
 #include "zandrel/foundation/Concept_arena.h"
 
 #include <cstring>
@@ -31,7 +34,8 @@ void Concept_arena::release(Block block, std::size_t size) noexcept {
     last = block;
 }
 
-// The rest of a chunk is lost if it is too short for a block: 252 bytes of 262,144 at most.
+// Takes a block from the last chunk, or from a new one if the block does not fit. The rest of the
+// old chunk is then never used: 252 of 262,144 bytes at most.
 Concept_arena::Block Concept_arena::cut(std::size_t units) {
     if (m_next_unit + units > kUnitsOfChunk) {
         if (m_chunks.size() == kLarge / kUnitsOfChunk) {

@@ -1,10 +1,11 @@
-// Two ways lead to the checksum: tables, and the instruction `crc32` of x86-64 (SSE 4.2).
+// There are two ways to compute the checksum: by tables, and by the instruction `crc32` of x86-64
+// (SSE 4.2).
 //
-// The instruction takes eight bytes, and one that waits for the result of another starts three
-// cycles after it. Three states that do not wait for each other keep the processor busy, so long
-// input is cut into three streams, A, B and C. They are joined by what makes a CRC what it is: it
-// is linear. The state after "A and then B" is the state after A and as many zero bytes as B has,
-// exclusive-or the state after B that starts from 0:
+// The instruction takes eight bytes. Its result is ready after three cycles, but the processor can
+// start one such instruction in each cycle. So long input is divided into three streams, A, B and
+// C, whose states do not depend on each other. Then the states are joined. A CRC is linear, so the
+// state after "A and then B" is an exclusive-or of two states: the state after A and as many zero
+// bytes as B has, and the state after B if we start from 0:
 //
 //     state("12345678" "ABCDEFGH") = past_zeros(state("12345678"), 8) ^ state_from_0("ABCDEFGH")
 //
@@ -24,7 +25,7 @@ namespace {
 
 // 0x1EDC6F41 with its bits in reverse order.
 constexpr std::uint32_t kPolynomial = 0x82F63B78;
-// How many bytes the tables take at once.
+// The number of bytes that the tables take in one step.
 constexpr std::size_t kSlices = 8;
 
 using Table = std::array<std::uint32_t, 256>;
@@ -36,8 +37,8 @@ constexpr std::uint32_t AfterBits(std::uint32_t state, int bit_count) {
     return state;
 }
 
-// Table `i` is for a byte that is followed by `i` more bytes of its step. With eight tables one
-// step takes eight bytes, which is four times as fast as one byte a step: 1.7 GB/s
+// Table `i` is for a byte that is followed by `i` more bytes of its step. With eight tables a step
+// takes eight bytes, which is four times as fast as steps of one byte: 1.7 GB/s
 // (BM_ChecksumByTables of bench/kc_bench.cpp).
 constexpr std::array<Table, kSlices> MakeTables() {
     std::array<Table, kSlices> tables = {};
@@ -81,9 +82,9 @@ std::uint32_t AfterByte(std::uint32_t state, char byte) noexcept {
 #ifdef __x86_64__
 
 constexpr std::size_t kWord = sizeof(std::uint64_t);
-// Bytes of one of the three streams. With 1,024 bytes memory in reach is summed at 26 GB/s, with
-// 128 bytes, which are joined more often, at 19 GB/s, and longer streams gain nothing more
-// (BM_ChecksumAlone of bench/kc_bench.cpp).
+// Bytes of one of the three streams. With 1,024 bytes, input in the cache is summed at 26 GB/s.
+// With 128 bytes the streams are joined more often, and it is 19 GB/s. Longer streams gain nothing
+// more (BM_ChecksumAlone of bench/kc_bench.cpp).
 constexpr std::size_t kStream = 1024;
 
 constexpr std::uint32_t AfterZeros(std::uint32_t state, std::size_t byte_count) {
@@ -93,14 +94,14 @@ constexpr std::uint32_t AfterZeros(std::uint32_t state, std::size_t byte_count) 
     return state;
 }
 
-// Table `i` gives what byte `i` of a state adds to the state that follows a stream of zeros.
+// Table `i` has the part of past_zeros() that comes from byte `i` of the state.
 constexpr std::array<Table, 4> MakeJoinTables() {
     std::array<Table, 4> tables = {};
     for (std::size_t bit = 0; bit < 32; ++bit) {
         Table& table = tables[bit / 8];
         const std::size_t single = std::size_t{1} << bit % 8;
         table[single] = AfterZeros(std::uint32_t{1} << bit, kStream);
-        // The numbers below `single` have their values already.
+        // The entries below `single` are complete, so we combine them with the new bit.
         for (std::size_t lower = 1; lower < single; ++lower) {
             table[single + lower] = table[single] ^ table[lower];
         }
@@ -179,7 +180,7 @@ bool HasCrc32cInstruction() noexcept {
 
 #else
 
-// Never called, as HasCrc32cInstruction() is false; it gives the right value all the same.
+// Never called, since HasCrc32cInstruction() is false. It returns the right value all the same.
 std::uint32_t zandrel::detail::Crc32cByInstruction(std::uint32_t state, const char* bytes,
                                                    std::size_t byte_count) noexcept {
     return Crc32cByTables(state, bytes, byte_count);

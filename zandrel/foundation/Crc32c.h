@@ -24,8 +24,8 @@ private:
     std::uint32_t m_state = 0xFFFFFFFF;
 };
 
-// The two ways of Add to compute the state after further bytes; both give the same state. The
-// first serves every processor.
+// The two ways of Add to compute the state after further bytes. Both return the same state. The
+// first works on every processor.
 std::uint32_t Crc32cByTables(std::uint32_t state, const char* bytes,
                              std::size_t byte_count) noexcept;
 // REQUIRES: HasCrc32cInstruction().

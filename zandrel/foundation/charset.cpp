@@ -1,3 +1,4 @@
+// Conversion by iconv of the C library, with a buffer that grows until the result fits.
 #include "zandrel/foundation/charset.h"
 
 #include <algorithm>
@@ -25,13 +26,14 @@ public:
 
     ~Converter() { iconv_close(m_handle); }
 
-    // Converts the whole text. Returns whether that was possible.
+    // Converts the whole text. Returns false if iconv cannot convert it.
     bool convert(const qtString& text, std::string& converted) {
         // iconv changes the pointer, but none of the bytes.
         char* source = const_cast<char*>(text.data());
         std::size_t left = text.size();
         converted.resize(std::max(text.size(), kLeastRoom));
-        // Behind the text, the way back to the first of the charset's states is written.
+        // Some charsets have states. The second run writes the bytes that return to the first
+        // state.
         const bool is_done = run(&source, &left, converted) && run(nullptr, nullptr, converted);
         converted.resize(m_used);
         return is_done;
@@ -48,7 +50,7 @@ private:
         return m_handle != reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr)
     }
 
-    // One step of iconv, repeated with more room until there is enough.
+    // Calls iconv, and again with more room until the result fits.
     bool run(char** source, std::size_t* left, std::string& converted) {
         for (;;) {
             char* target = converted.data() + m_used;
@@ -69,7 +71,8 @@ private:
     std::size_t m_used = 0;  // bytes that were converted
 };
 
-// An empty name is that of the charset of the process's locale, on which no file may depend.
+// For iconv, an empty name or one that begins with "/" means the charset of the process's locale.
+// No file may depend on the locale, so we refuse these names.
 bool is_name(const char* charset) {
     return charset != nullptr && *charset != '\0' && *charset != '/';
 }

@@ -34,28 +34,35 @@ constexpr std::size_t alignment_of_entry() {
 namespace zandrel {
 
 // Maps concepts to values. It has the interface of std::unordered_map as far as the statistics need
-// it, and these properties beside:
+// it, and these further properties:
 //
-// - Entries are in the order in which their concepts were first entered, and are walked so.
+// - Entries are in the order in which their concepts were first added. Iterators visit them in this
+//   order.
 // - An entry keeps its address and its position, a number from 0 on, while others are added and
 //   erased. Only `compact`, `clear`, `swap` and a move change them.
-// - An erased entry keeps its place. Entering its concept again brings it back with the value of a
-//   new entry, without an allocation. An erased entry is invisible to everything but `compact` and
-//   `position_limit`. It still has a handle of its concept, so call `compact` when erased entries
-//   will not come back.
+// - An erased entry keeps its place. If its concept is added again, the entry comes back with the
+//   value of a new entry, without an allocation. Only `compact` and `position_limit` see an erased
+//   entry. It still has a handle of its concept, so call `compact` when erased entries will not
+//   come back.
 // - A look-up reads no record of a concept, only the handle.
 // - A look-up in a large table waits twice for the memory: for the slot of the index, and then for
-//   the entry. Who has many concepts to look up announces each by `prefetch_slot`, some look-ups
-//   later by `prefetch_entry`, and looks it up some look-ups after that. Many loads are then on
-//   their way at a time.
+//   the entry. A caller with many look-ups can announce each concept: `prefetch_slot` for the
+//   concept 16 look-ups ahead, and `prefetch_entry` for the one 8 ahead. Many loads then run at a
+//   time.
 //
 // How it works. The entries are in chunks of 16, 32, 64, ... entries, so growth copies nothing. A
 // bit for each entry shows if it is live. An index of 32-bit slots, at most three quarters of them
 // used, leads from a concept to the position of its entry. A slot of an index of 2^b slots needs
 // only the low b bits for the position, since there are fewer entries than slots. The high 32 - b
-// bits are a mark from the concept's hash, so that nearly every entry that is looked at is the
-// right one. For example, with b = 4 and the hash 0x7abcdef1 a search starts at slot 7, the top 4
-// bits of the hash, and position 3 is stored as 0xabcdef13: the hash shifted left by 4, plus 3.
+// bits are a mark from the concept's hash, so that nearly every entry that a search reads is the
+// right one.
+//
+// For example, with b = 4 the hash 0x7abcdef1 begins at slot 7, the top 4 bits of the hash. Its
+// entry at position 3 is stored as 0xabcdef13: the hash shifted left by 4, plus 3. A second concept
+// with the hash 0x71111111 and position 5 begins at slot 7 too, which is taken, so slot 8 has
+// 0x11111115. A search for it computes the exclusive-or of its mark 0x11111110 and each slot: slot
+// 7 gives 0xbadcfe03, no position below 16, and slot 8 gives 5. Only then the entry is read and
+// compared.
 //
 // Errors: std::bad_alloc, and those named below; the table is then as it was.
 // Threads: one at a time in the whole process, since the table shares its concepts with all others.
@@ -116,8 +123,8 @@ public:
         return const_iterator(this, live(place_of(wanted)));
     }
 
-    // The same with a guess of the position, which may be any number. A right guess spares the look
-    // into the index.
+    // The same with a guess of the position, which may be any number. If the guess is right, the
+    // index is not read.
     iterator find(const Concept& wanted, Position guess) noexcept {
         return iterator(this, live(place_of(wanted, guess)));
     }
@@ -146,7 +153,7 @@ public:
 
     Value& operator[](const Concept& key) { return try_emplace(key).first->second; }
 
-    // Erases an entry. The value becomes that of a new entry at once, which frees what it owns.
+    // Erases an entry. Its value is replaced by `Value()` at once, which frees what the value owns.
     void erase(const_iterator erased) {
         value_type& entry = entry_at(erased.m_position);
         entry.second = Value();
@@ -163,8 +170,8 @@ public:
         return 1;
     }
 
-    // Frees all memory but an index of at most 128 slots, which a table that is filled again needs
-    // at once.
+    // Frees all memory except an index of at most 128 slots: a table that is filled again needs
+    // one.
     void clear() noexcept {
         concept_map emptied;
         if (m_index.size() <= kKeptSlots) {
@@ -183,7 +190,7 @@ public:
     // All positions are below it. It counts the live entries and the erased ones.
     Position position_limit() const noexcept { return m_place_count; }
 
-    // The position of a live entry. That of the end is a number at which no entry can be.
+    // The position of a live entry. The end has a position that no entry can have.
     Position position(const_iterator entry) const noexcept { return entry.m_position; }
 
     // The live entry at a position, or the end.
@@ -200,9 +207,9 @@ public:
         }
     }
 
-    // Begins to load what the search for a concept finds at its first slot: its entry, as a rule,
-    // or nothing. In the latter case `try_emplace` is going to count a handle in the concept's
-    // record, so the record is loaded. The slot should be there: see `prefetch_slot`.
+    // Begins to load the entry that the first slot of a concept names. If the slot is free,
+    // `try_emplace` is going to count a handle in the concept's record, so that record is loaded.
+    // The slot should be in the cache already: see `prefetch_slot`.
     void prefetch_entry(const Concept& wanted) const noexcept {
         if (m_index.empty()) {
             return;
@@ -223,9 +230,10 @@ public:
         }
     }
 
-    // Calls `visit` with each live entry, in order, and `announce` some entries earlier. Chunk by
-    // chunk this costs less than an iterator. `announce` begins to load what `visit` is going to
-    // need. It also gets some erased entries, and not all live ones.
+    // Calls `visit` with each live entry, in order. `announce` gets an entry 16 entries earlier, so
+    // that it can begin to load the memory that `visit` needs. It also gets erased entries, and it
+    // does not get the first 16 of each chunk. This costs less than iterators, which find the chunk
+    // of each entry.
     template <class Announce, class Visit>
     void for_each(Announce announce, Visit visit) {
         visit_all(*this, announce, visit);
@@ -239,15 +247,17 @@ public:
     // The slots of the index.
     std::size_t bucket_count() const noexcept { return m_index.size(); }
 
-    // Gives the index at least `bucket_count` slots. It never shrinks. RAISES: std::length_error.
+    // Gives the index at least `bucket_count` slots. It never shrinks.
+    // RAISES: std::length_error.
     void rehash(std::size_t bucket_count) {
         if (bucket_count > m_index.size()) {
             build_index(bits_of(bucket_count));
         }
     }
 
-    // Makes room in the index for so many entries. Chunks come as they are needed: they cost no
-    // copying. RAISES: std::length_error.
+    // Makes room in the index for so many entries. Chunks are added later, when they are needed,
+    // which copies nothing.
+    // RAISES: std::length_error.
     void reserve(std::size_t entry_count) { rehash(entry_count + entry_count / 3 + 1); }
 
     void swap(concept_map& other) noexcept {
@@ -343,8 +353,8 @@ private:
         }
     }
 
-    // Addresses of records are multiples of 4. Multiplying by 2^64 divided by the golden ratio
-    // spreads neighbours over the high bits, which are the ones that the index takes.
+    // Addresses of records are multiples of 4. A product with 2^64 divided by the golden ratio has
+    // very different high bits for neighbours, and the index uses the high bits.
     static std::uint32_t hash_of(const Concept& hashed) noexcept {
         const auto address = reinterpret_cast<std::uintptr_t>(hashed.identity());
         return static_cast<std::uint32_t>((std::uint64_t{address} * 0x9e3779b97f4a7c15U) >> 32U);
@@ -444,7 +454,8 @@ private:
         return {iterator(this, place), true};
     }
 
-    // Adds an entry that is not live yet. If memory runs out, only unused room is left behind.
+    // Adds an entry that is not live yet. If memory runs out, the table has only gained unused
+    // room.
     Position append(const Concept& key) {
         const Position place = m_place_count;
         reserve(std::size_t{place} + 1);

@@ -8,9 +8,9 @@
 #include <unordered_map>
 #include <unordered_set>
 
-// Node-based tables: an element keeps its address as long as its entry lives, which the pointers
-// between nodes, objects and profiles rely on. The order in which they are walked is no order at
-// all and must not reach a result.
+// Node-based tables: an element keeps its address as long as it is in the table. The pointers
+// between nodes, objects and profiles rely on this. The order of iteration is not defined and must
+// not affect a result.
 template <class Key, class Value, class Hash = std::hash<Key>, class Equal = std::equal_to<Key>>
 using hash_map = std::unordered_map<Key, Value, Hash, Equal>;
 
@@ -19,12 +19,12 @@ using hash_set = std::unordered_set<Key, Hash, Equal>;
 
 namespace zandrel {
 
-// How many buckets the tables ask for when they are made.
+// The number of buckets with which tables are made.
 constexpr std::size_t kInitialBuckets = 100;
 
 }  // namespace zandrel
 
-// Hashes a pointer by its value. Objects are aligned, so the lowest bits carry nothing.
+// Hashes a pointer by its value. Objects are aligned, so the lowest bits are always 0.
 struct zePointer_hash {
     std::size_t operator()(const void* pointer) const noexcept {
         return reinterpret_cast<std::uintptr_t>(pointer) >> 4U;

@@ -4,7 +4,7 @@
 
 namespace zandrel::detail {
 
-// Begins to load the cache line of an address, which may be any. The caller goes on at once.
+// Begins to load the cache line of an address, which may be any address. It does not wait.
 //
 // The empty statement after it is for g++ 12. To that compiler, a function that does nothing but
 // prefetch has no effect, so it removes the calls of such a function, and the prefetch with them.

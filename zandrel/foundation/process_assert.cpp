@@ -1,3 +1,4 @@
+// The handler of the process, which raises qtxAssert unless the caller has set another one.
 #include "zandrel/foundation/process_assert.h"
 
 namespace {

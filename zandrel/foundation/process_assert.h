@@ -1,17 +1,17 @@
-// process_assert: what is called when an invariant of the engine is broken.
+// process_assert: reports that an invariant of the engine is broken.
 #ifndef ZANDREL_FOUNDATION_PROCESS_ASSERT_H_
 #define ZANDREL_FOUNDATION_PROCESS_ASSERT_H_
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtX.h"
 
-// A broken invariant, raised by the default handler: the message is the text of the expression.
+// A broken invariant, as the default handler raises it. The message is the text of the expression.
 class ZANDREL_EXPORT qtxAssert : public qtxAll {
 public:
     static constexpr int kCategory = 1;
     static constexpr int kSeverity = 3;
 
-    // REQUIRES: `file` and `function` are string literals or live as long.
+    // REQUIRES: `file` and `function` are string literals, or live as long as the exception.
     qtxAssert(const char* expression, const char* file, int line, const char* function)
         : qtxAll(expression, kCategory, kSeverity),
           m_file(file),
@@ -36,9 +36,8 @@ private:
 
 namespace zandrel {
 
-// Gets a broken invariant: the fixed text of its expression and where it stands. It must not
-// return: the code behind a broken invariant is not fit to go on. If it does return, qtxAssert is
-// raised all the same.
+// Gets a broken invariant: the fixed text of its expression, and its place in the source. It must
+// not return, since the code cannot continue. If it returns, qtxAssert is raised all the same.
 using Assert_handler = void (*)(const char* expression, const char* file, int line,
                                 const char* function);
 
@@ -51,14 +50,14 @@ using Assert_handler = void (*)(const char* expression, const char* file, int li
 
 namespace zandrel {
 
-// Replaces the handler for the whole process and returns the one before; null stands for the
-// default.
+// Replaces the handler of the whole process and returns the old one. Null means the default
+// handler.
 ZANDREL_EXPORT Assert_handler set_assert_handler(Assert_handler handler) noexcept;
 
 }  // namespace zandrel
 
-// Holds `condition`; `text` is the fixed text of the invariant, part of the interface, so it does
-// not follow how the condition is written. It is an expression, so it nests no deeper than a call.
+// Calls process_assert if `condition` is false. `text` is the fixed text of the invariant. It is
+// part of the interface, so it does not change when the condition is written differently.
 #define ZANDREL_ASSERT(condition, text) \
     ((condition) ? static_cast<void>(0) : process_assert(text, __FILE__, __LINE__, __func__))
 

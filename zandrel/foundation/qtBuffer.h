@@ -4,8 +4,8 @@
 
 #include <vector>
 
-// What a knowledge container can be written to and read from without a disk. Shared through qtPtr
-// and open, since its owner sends it on or keeps it where it likes.
+// A knowledge container can be written to it and read from it. It is shared by qtPtr. Its bytes are
+// public, since the owner may send them or store them anywhere.
 struct qtBuffer {
     std::vector<char> bytes;
 };

@@ -5,13 +5,13 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-// A group of operations, of which no object is made.
+// Only static functions: no object is made.
 class ZANDREL_EXPORT qtFile {
 public:
     qtFile() = delete;
 
-    // Whether there is something of this name, be it a file, a folder or a device. What cannot be
-    // reached is not there, and neither is a name with a zero byte, which the system would cut.
+    // Returns true if a file, folder or device has this name and can be reached. Returns false for
+    // a name with a zero byte, since the system would read only the bytes before it.
     static bool exists(const qtString& name);
 };
 

@@ -1,9 +1,10 @@
+// The end of a counted object, which all types of pointers share.
 #include "zandrel/foundation/qtPtr.h"
 
 namespace zandrel::detail {
 
-// Kept out of line: it is the rare end of a pointer, and a compiler that sees it inlined into two
-// pointers to one object warns of a use after the deletion that the count rules out.
+// Not inline, since it is rarely called. Besides, a compiler that inlines it into two pointers to
+// one object warns of a use after the deletion, which the count makes impossible.
 void destroy_shared(Ptr_block* block) noexcept {
     block->destroy(block->object);
     delete block;

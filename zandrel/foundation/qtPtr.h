@@ -11,7 +11,7 @@
 
 namespace zandrel::detail {
 
-// What all pointers to one object share.
+// The count that all pointers to one object share.
 struct Ptr_block {
     std::size_t uses;
     void (*destroy)(void* object);
@@ -23,22 +23,23 @@ ZANDREL_EXPORT void destroy_shared(Ptr_block* block) noexcept;
 
 }  // namespace zandrel::detail
 
-// A counted pointer of two words, the count block and the object; null by default. The last
-// pointer to an object deletes it, as the type that the first pointer was made with, so that a
-// pointer may be copied and dropped where `T` is only declared, and a pointer to a derived class
-// may become one to its base.
+// A counted pointer of two words: one points to the count, and one to the object. It is null by
+// default. The last pointer to an object deletes the object, as the type with which the first
+// pointer was made. So a pointer may be copied and destroyed where `T` is only declared, and a
+// pointer to a derived class can become a pointer to its base.
 //
-// Threads: one at a time in the whole process, since counts are plain integers. The library copies
-// such pointers inside, so two threads that copy none themselves may still share one.
+// Threads: one at a time in the whole process, since counts are plain integers. The library itself
+// copies such pointers, so two threads may share an object even if they copy no pointer.
 template <class T>
 class qtPtrLight {
 public:
     qtPtrLight() noexcept = default;
 
-    qtPtrLight(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor): stands for null
+    qtPtrLight(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor): the null pointer
 
-    // OWNS: `object`, which may be null. If no count block can be had, the object is deleted and
-    // std::bad_alloc passes on.
+    // OWNS: `object`, which may be null. If there is no memory for the count, the object is
+    // deleted.
+    // RAISES: std::bad_alloc.
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     explicit qtPtrLight(U* object) {
         if (object != nullptr) {
@@ -58,14 +59,14 @@ public:
         : m_block(std::exchange(other.m_block, nullptr)),
           m_object(std::exchange(other.m_object, nullptr)) {}
 
-    // Implicit, as the conversion of the bare pointers is.
+    // Implicit, like the conversion of plain pointers.
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     qtPtrLight(const qtPtrLight<U>& other) noexcept  // NOLINT(google-explicit-constructor)
         : m_block(other.m_block), m_object(other.m_object) {
         add_use();
     }
 
-    // Assigning itself is harmless, which the check does not see in a template.
+    // Self-assignment is safe. The check does not see this in a template.
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
     qtPtrLight& operator=(const qtPtrLight& other) noexcept {
         qtPtrLight(other).swap(*this);
@@ -89,7 +90,7 @@ public:
 
     explicit operator bool() const noexcept { return m_object != nullptr; }
 
-    // How many pointers share the object; 0 for null.
+    // Returns how many pointers share the object; 0 for null.
     std::size_t use_count() const noexcept { return m_block == nullptr ? 0 : m_block->uses; }
 
     void reset() noexcept { qtPtrLight().swap(*this); }
@@ -123,9 +124,8 @@ private:
     T* m_object = nullptr;
 };
 
-// The pointer of the foundation's own interfaces, such as those of memory blocks. Objects that
-// several threads share could ask more of it than of qtPtrLight; in an engine without threads they
-// are one type, so a pointer passes from one side to the other as it is.
+// The name of the pointer in interfaces of the foundation, such as memory blocks. In an engine
+// without threads it needs to do no more than qtPtrLight, so both are the same type.
 template <class T>
 using qtPtr = qtPtrLight<T>;
 

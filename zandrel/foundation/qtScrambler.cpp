@@ -1,3 +1,4 @@
+// A stream of pseudo-random bytes is combined with the run by exclusive-or, eight bytes at a time.
 #include "zandrel/foundation/qtScrambler.h"
 
 #include <bit>
@@ -5,8 +6,8 @@
 
 namespace {
 
-// The generator splitmix64: a counter of odd steps, of which each value is mixed by itself. So no
-// word waits for the one before, and the words of two keys do not run alike.
+// The generator splitmix64: a counter with an odd step, whose values are mixed one by one. So no
+// word depends on the word before, and the streams of two keys have nothing in common.
 constexpr std::uint64_t kStep = 0x9E3779B97F4A7C15;
 
 std::uint64_t Mixed(std::uint64_t value) noexcept {
@@ -15,7 +16,8 @@ std::uint64_t Mixed(std::uint64_t value) noexcept {
     return value ^ (value >> 31);
 }
 
-// The next eight bytes of the stream, the lowest first on every machine, as they lie in memory.
+// Returns the next eight bytes of the stream as a word in memory: the lowest byte comes first on
+// every machine.
 std::uint64_t NextKey(std::uint64_t& state) noexcept {
     state += kStep;
     std::uint64_t key = Mixed(state);
@@ -47,7 +49,7 @@ void qtScrambler::Scramble(char* bytes, std::size_t byte_count,
     }
 }
 
-// What an exclusive or has changed, the same one changes back.
+// An exclusive-or with the same stream restores the bytes.
 void qtScrambler::Descramble(char* bytes, std::size_t byte_count,
                              std::uint32_t option) const noexcept {
     Scramble(bytes, byte_count, option);

@@ -7,16 +7,16 @@
 
 #include "zandrel/export.h"
 
-// Changes runs of bytes in place, and back. It is no encryption: whoever has this library reads
-// what it has scrambled. It keeps texts from being found by a search through the file.
+// Changes runs of bytes in place, and back. It is no encryption: everybody with this library can
+// read the bytes. It prevents a search through the file from finding texts.
 //
-// A run is scrambled by itself: its bytes depend on the seed, the option word and the position in
-// the run alone. So a record must be cut into the same runs when it is read.
+// Each run is scrambled separately: the stream depends only on the seed, the option word and the
+// position in the run. So a reader must divide a record into the same runs as the writer.
 //
 // Threads: one at a time in the whole process, as the rest of the library.
 class ZANDREL_EXPORT qtScrambler {
 public:
-    // What all files are written with.
+    // All files are written with these two.
     static constexpr std::uint64_t kSeed = 0x278F9D405A414E44;
     static constexpr std::uint32_t kOption = 0x4B435631;
 

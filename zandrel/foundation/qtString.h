@@ -1,4 +1,4 @@
-// qtString: the byte string that names, texts and records are made of.
+// qtString: the byte string for names, texts and records.
 #ifndef ZANDREL_FOUNDATION_QTSTRING_H_
 #define ZANDREL_FOUNDATION_QTSTRING_H_
 
@@ -8,22 +8,21 @@
 #include <string_view>
 #include <utility>
 
-// A string of bytes with a length. It may hold any bytes, zero bytes included, and knows no
-// encoding.
+// A string of bytes with a length. It may contain any bytes, zero bytes too, and has no encoding.
 //
-// Two strings are ordered by their bytes as unsigned characters over the shorter length; if that
-// part is equal the shorter string is the lesser. This one order settles ties everywhere in the
-// engine, so it never depends on the locale or on whether `char` is signed.
+// The order compares the bytes as unsigned characters; if one string is the beginning of the other,
+// the shorter one comes first. For example, "a" < "ab" < "b" < "\xc3\xa4". The whole engine breaks
+// ties by this order, so it depends neither on the locale nor on whether `char` is signed.
 //
-// It is a thin coat over std::string_view and std::string, so that the rest of the library does
-// not depend on what lies below.
+// It is a thin wrapper of std::string, so that the rest of the library does not depend on that
+// type.
 class qtString {
 public:
     static constexpr std::size_t npos = std::string_view::npos;
 
     qtString() = default;
 
-    // The conversions are implicit on purpose: literals and views stand for strings everywhere.
+    // The conversions are implicit on purpose: literals and views can be passed as strings.
     // REQUIRES: `text` is not null and ends with a zero byte.
     // NOLINTBEGIN(google-explicit-constructor)
     qtString(const char* text) : m_bytes(text) {}
@@ -43,7 +42,8 @@ public:
 
     char& operator[](std::size_t position) noexcept { return m_bytes[position]; }
 
-    // VALID UNTIL: the string is changed or destroyed. A zero byte stands behind the last one.
+    // The bytes, with a zero byte behind the last one.
+    // VALID UNTIL: the string is changed or destroyed.
     const char* data() const noexcept { return m_bytes.data(); }
 
     char* data() noexcept { return m_bytes.data(); }
@@ -84,7 +84,8 @@ private:
 
 namespace zandrel {
 
-// Below 0, 0 or above 0 as `left` stands before, equals or follows `right` in the order above.
+// Returns a number below 0 if `left` comes before `right` in the order above, 0 if they are equal,
+// and a number above 0 otherwise.
 inline int compare_text(std::string_view left, std::string_view right) noexcept {
     // std::char_traits<char> compares bytes as unsigned characters, whatever `char` is.
     return left.compare(right);

@@ -1,3 +1,5 @@
+// Texts are handled byte by byte. Numbers of few digits are read by our own code, see
+// read_short_decimal; all others by the C library.
 #include "zandrel/foundation/qtText.h"
 
 #include <algorithm>
@@ -56,7 +58,7 @@ bool read_to_end(std::FILE* file, qtString& content) {
     return std::ferror(file) == 0;
 }
 
-// The leading integer held within the range of `Number`, which long covers.
+// Returns the leading integer, limited to the range of `Number`. `long` has room for this range.
 template <class Number>
 Number leading_integer(const qtString& text) noexcept {
     constexpr long kLowest = std::numeric_limits<Number>::min();
@@ -64,23 +66,23 @@ Number leading_integer(const qtString& text) noexcept {
     return static_cast<Number>(std::clamp(zandrel::qtConvertStringToLong(text), kLowest, kHighest));
 }
 
-// The powers of ten that a double holds exactly.
+// The powers of ten that a double represents exactly.
 constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                    1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                    1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr std::ptrdiff_t kLastExactPower = std::size(kExactPowers) - 1;
-// Up to here a double holds every integer.
+// A double represents every integer up to this one.
 constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << std::numeric_limits<double>::digits;
-// So many digits fit into 64 bits, whatever they are.
+// Any number of so many digits fits into 64 bits.
 constexpr std::ptrdiff_t kSafeDigitCount = std::numeric_limits<std::uint64_t>::digits10;
-// An exponent of more digits counts as this one, which no count of digits brings down to the exact
-// powers.
+// An exponent of four or more digits counts as 1000. No number of fraction digits that we accept
+// can make that one of the exact powers.
 constexpr std::ptrdiff_t kLongExponentDigits = 4;
 constexpr std::ptrdiff_t kLongExponent = 1000;
-// Whether an operation on doubles rounds to a double at once.
+// True if an operation on doubles rounds its result once, to a double.
 constexpr bool kRoundsOnce = FLT_EVAL_METHOD == 0;
 
-// Appends the digits at `at` to `number`, modulo 2^64. Returns the place behind them.
+// Appends the digits from `at` on to `number`, modulo 2^64. Returns the place behind the digits.
 const char* take_digits(const char* at, std::uint64_t& number) noexcept {
     for (; is_digit(*at); ++at) {
         number = number * 10 + static_cast<std::uint64_t>(*at - '0');
@@ -88,7 +90,8 @@ const char* take_digits(const char* at, std::uint64_t& number) noexcept {
     return at;
 }
 
-// What stands at `at` behind "e" or "E" and a sign, which may be missing; 0 without digits.
+// Returns the exponent at `at`: "e" or "E", a sign, which may be missing, and digits. 0 without
+// them.
 std::ptrdiff_t exponent_at(const char* at) noexcept {
     if (fold_case(*at) != 'e') {
         return 0;
@@ -113,7 +116,7 @@ std::ptrdiff_t exponent_at(const char* at) noexcept {
 // exact: if numbers are rounded upwards, it reads "-0.1" as the double below the one that strtod
 // gives (qtConvertStringToDoubleTest.RoundsInTheDirectionThatIsSet).
 //
-// Returns false for every other text, white space in front included.
+// Returns false for every other text, also for one with leading white space.
 bool read_short_decimal(const char* at, double& number) noexcept {
     const bool is_negative = *at == '-';
     at += is_negative || *at == '+' ? 1 : 0;
@@ -132,18 +135,12 @@ bool read_short_decimal(const char* at, double& number) noexcept {
         exponent < -kLastExactPower || exponent > kLastExactPower || fold_case(*end) == 'x') {
         return false;
     }
-    // The sign comes first, so that directed rounding sees it, and so that there is a -0.
+    // The sign is applied before the division, so that directed rounding is right for negative
+    // numbers, and so that "-0" is read as -0.
     const auto magnitude = static_cast<double>(static_cast<std::int64_t>(digits));
     const double integer = is_negative ? -magnitude : magnitude;
     number = exponent < 0 ? integer / kExactPowers[-exponent] : integer * kExactPowers[exponent];
     return true;
-}
-
-// The locale whose decimal point is a point. It is never freed, as static objects may read numbers
-// to the end of the process.
-locale_t plain_locale() noexcept {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    return plain;
 }
 
 }  // namespace
@@ -221,7 +218,7 @@ bool qtConcatenator::Disassemble(const qtString& joined, std::vector<qtString>& 
 bool qtStringRead(const qtString& path, qtString& content) {
     content.clear();
     if (path.view().find('\0') != std::string_view::npos) {
-        return false;  // The C library would open the file of the path's beginning.
+        return false;  // The C library would read only the part of the path before the zero byte.
     }
     const std::unique_ptr<std::FILE, File_closer> file(std::fopen(path.c_str(), "rb"));
     if (file == nullptr) {
@@ -269,7 +266,7 @@ long qtConvertStringToLong(const qtString& text) noexcept {
     if (!rest.empty() && (is_negative || rest.front() == '+')) {
         rest.remove_prefix(1);
     }
-    // Gathered below 0, where the range is one longer.
+    // The digits are summed as a negative number: that range has one number more.
     long number = 0;
     for (; !rest.empty() && is_digit(rest.front()); rest.remove_prefix(1)) {
         const int digit = rest.front() - '0';
@@ -298,7 +295,10 @@ double qtConvertStringToDouble(const qtString& text) noexcept {
     if (kRoundsOnce && read_short_decimal(text.c_str(), number)) [[likely]] {
         return number;
     }
-    return strtod_l(text.c_str(), nullptr, plain_locale());
+    // In this locale the decimal point is a point. It is never freed, since static objects may read
+    // numbers until the process ends.
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    return strtod_l(text.c_str(), nullptr, plain);
 }
 
 }  // namespace zandrel

@@ -1,3 +1,5 @@
+// The clock, which tests can replace, and the packed form: eight bytes, the highest first. For
+// example, the moment 258 is packed as 00 00 00 00 00 00 01 02.
 #include "zandrel/foundation/qtTimeDate.h"
 
 #include <chrono>

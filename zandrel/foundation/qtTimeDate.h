@@ -10,8 +10,7 @@
 // knows no calendar and no time zone. Leap seconds are not counted, as the system's clock does not
 // count them either.
 //
-// A default-constructed one is the start of 1970, which stands before every moment that the clock
-// gives.
+// A default-constructed moment is the start of 1970, which is before every moment of the clock.
 class ZANDREL_EXPORT qtTimeDate {
 public:
     qtTimeDate() = default;
@@ -21,7 +20,7 @@ public:
 
     bool operator==(const qtTimeDate& other) const noexcept = default;
 
-    // Whether this is the earlier moment.
+    // Returns true if this moment is earlier.
     bool operator<(const qtTimeDate& other) const noexcept {
         return m_microseconds < other.m_microseconds;
     }
@@ -49,8 +48,8 @@ namespace zandrel {
 // Gives the present time in microseconds since the start of 1970 in UTC.
 using qtClock = std::int64_t (*)();
 
-// Replaces the clock of the whole process and returns the one before; null stands for the system's.
-// Who sets: tests alone. Who reads: qtTimeDate::SetNowTime. When: at each call.
+// Replaces the clock of the whole process and returns the old one. Null means the system's clock.
+// Only tests set it. qtTimeDate::SetNowTime reads it at each call.
 qtClock set_clock(qtClock clock) noexcept;
 
 }  // namespace zandrel

@@ -1,5 +1,6 @@
+// The destructors are defined here, so that the type information is only in the library. A program
+// can then catch these exceptions by type, whatever shared library raises them.
 #include "zandrel/foundation/qtX.h"
 
-// Defined here, so that the type information stands in the library alone.
 qtxAll::~qtxAll() = default;
 qtXbase::~qtXbase() = default;

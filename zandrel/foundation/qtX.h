@@ -11,8 +11,8 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-// The root of every exception that the engine raises: a plain English message, and the category
-// and severity that tell a calling application which subsystem failed and how badly.
+// The base of the engine's own exceptions. It has a message in plain English, and a category and a
+// severity, by which an application sees which subsystem failed, and how badly.
 //
 // A message is cut to 1023 bytes, so that a caller may copy any message to a buffer of 1024.
 class ZANDREL_EXPORT qtxAll : public std::exception {
@@ -42,8 +42,9 @@ private:
     int m_severity;
 };
 
-// An error that a user can cause: a message, a number whose meaning belongs to the class that
-// raised it, and arguments, which may be none. It serves by itself for plain message errors.
+// An error that a user can cause. It has a message, a number and a list of arguments. The class
+// that raises it defines the meaning of the number. It is used directly for errors with only a
+// message.
 class ZANDREL_EXPORT qtXbase : public qtxAll {
 public:
     static constexpr int kCategory = 2;
@@ -67,7 +68,7 @@ private:
     std::vector<qtString> m_arguments;
 };
 
-// The exception of class `T`, so that a handler can tell by type who failed.
+// The exception that class `T` raises, so that a handler knows from the type which class failed.
 template <class T>
 class ZANDREL_EXPORT qtX : public qtXbase {
 public:

@@ -1,3 +1,4 @@
+// The sink of the process. A text is formatted only if the sink wants its level.
 #include "zandrel/foundation/trace.h"
 
 #include <cstdarg>

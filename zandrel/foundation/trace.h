@@ -1,4 +1,4 @@
-// Tracing: diagnostic lines that the engine hands to a sink, if the caller has set one.
+// Tracing: diagnostic lines that the engine passes to a sink, if the caller has set one.
 #ifndef ZANDREL_FOUNDATION_TRACE_H_
 #define ZANDREL_FOUNDATION_TRACE_H_
 
@@ -25,27 +25,27 @@ private:
 
 namespace zandrel {
 
-// Gets the traced lines. The caller writes one, for example to gather lines in a log.
+// Gets the traced lines. The caller derives a class from it, for example one that writes to a log.
 class ZANDREL_EXPORT Trace_sink {
 public:
     virtual ~Trace_sink();
-    // VALID UNTIL: `text` and `file` until the call returns. A trace never changes the engine's
-    // behaviour: what this raises is dropped.
+    // `text` and `file` are valid until the call returns. Exceptions that it raises are dropped,
+    // since a trace must not change the engine's behaviour.
     virtual void write(int level, const Trace_file& file, const char* text) = 0;
 };
 
-// Sends every trace of at most `highest_level` to `sink`, for the whole process; a null sink, as
-// at start, turns tracing off.
+// Sends every trace of at most `highest_level` to `sink`, for the whole process. A null sink turns
+// tracing off. At start the sink is null.
 // BORROWS: `sink`, which must outlive its use.
 ZANDREL_EXPORT void set_trace_sink(Trace_sink* sink, int highest_level = kTraceDebug) noexcept;
 
 }  // namespace zandrel
 
-// Traces a text as it stands.
+// Traces a text without formatting.
 ZANDREL_EXPORT void trace(const Trace_file& file, int level, const char* text) noexcept;
 
-// Traces a text made with a printf-style format; what goes past 1023 bytes is cut off.
-// COST: one comparison while the level is not traced; the text is then not made.
+// Traces a text made by a printf-style format. The text is cut to 1023 bytes.
+// COST: one comparison if the level is not traced, since the text is not made then.
 ZANDREL_EXPORT void tracef(const Trace_file& file, int level, const char* format, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 

@@ -10,9 +10,10 @@
 namespace zandrel::detail {
 
 // Shows a bag as `zeSml::get_clipped_sml` would return it: the same entries, weights and total, to
-// the last bit. Weights are clipped when they are read. A clipped copy raises and lowers the count
-// of handles in the record of each concept, which is mostly not in the cache; counting and matching
-// read a bag four times in a training, so copies took 3 % of it.
+// the last bit. Weights are clipped when they are read: under a ceiling of 3, the weight 5 is read
+// as 3. A clipped copy would change the count of handles in the record of each concept, which is
+// mostly not in the cache. Counting and matching read a bag four times in a training, and copies
+// took 3 % of the time.
 class Clipped_bag {
 public:
     // BORROWS the source.
@@ -39,15 +40,15 @@ public:
 
     double total_weight() const noexcept { return m_total_weight; }
 
-    // The steps, which zeSml shares.
+    // The rules, which zeSml uses too.
 
-    // Returns false if a view of the bag is the bag itself.
+    // Returns false if `zeSml::get_clipped_sml` returns the bag itself.
     static bool is_clipped(const zeSml& source, double clip_value) noexcept {
         const double ceiling = source.m_clip_value;
         return clip_value != 0.0 && (ceiling == 0.0 || !(clip_value > ceiling));
     }
 
-    // The tighter of both ceilings, where 0 means none.
+    // Returns the lower of both ceilings. 0 means no ceiling.
     static double ceiling_of_copy(const zeSml& source, double clip_value) noexcept {
         const double ceiling = source.m_clip_value;
         const bool tightens = clip_value != 0.0 && clip_value < ceiling;

@@ -1,5 +1,6 @@
-// We do not use concept_map here. It keeps the places of erased entries, and clearing it costs the
-// size of its index, which is as large as the largest text so far needed.
+// Slots are searched by linear probing, and freed by the number of the filling. We do not use
+// concept_map here: it keeps the places of erased entries, and clearing it costs as much as its
+// index is large, and that is as large as the largest text so far needed.
 #include "zandrel/messages/Concept_weights.h"
 
 #include <algorithm>
@@ -51,7 +52,8 @@ void Concept_weights::erase(const_iterator erased) noexcept {
     m_entries.pop_back();
 }
 
-// Frees a slot. Each later one of the run moves into the gap unless its home is behind the gap.
+// Frees a slot. Each later slot of the run is moved into the gap, unless its home is behind the
+// gap.
 void Concept_weights::close_gap(std::size_t gap) noexcept {
     const std::size_t mask = m_slot_count - 1;
     for (std::size_t slot = next(gap); is_used(slot); slot = next(slot)) {
@@ -88,8 +90,8 @@ void Concept_weights::swap(Concept_weights& other) noexcept {
     std::swap(m_filling, other.m_filling);
 }
 
-// Number 0 marks slots of no filling. When the numbers are used up, which takes four billion texts,
-// we make all slots free and begin again.
+// Number 0 marks slots of no filling. When all numbers are used, which takes four billion texts, we
+// free all slots and begin with 1 again.
 void Concept_weights::begin_filling() noexcept {
     if (m_filling == std::numeric_limits<std::uint32_t>::max()) {
         std::fill(m_slots.begin(), m_slots.end(), Slot());

@@ -12,14 +12,15 @@
 
 namespace zandrel {
 
-// A hash table from concept to weight that one text after another fills, with the operations of
-// std::unordered_map that it needs.
+// A hash table from concept to weight, which is filled with one text after another. It has the
+// operations of std::unordered_map that the feeder needs.
 //
-// The entries are in a dense array, in the order in which they were added, until an erased entry
-// gives its place to the last one. A table of slots finds them: a slot has the number of an entry,
-// and the number of the filling that it belongs to. `clear` begins the next filling, which makes
-// all slots free without touching them, and uses as many slots as the last filling needed. So a
-// text costs what it contains, even after a text of a million concepts.
+// The entries are in a dense array in the order in which they were added. If an entry is erased,
+// the last entry moves to its place. A table of slots finds the entries: a slot has the number of
+// an entry, and the number of a filling. It is used only if that is the number of the present
+// filling. So `clear` only begins the next filling, and no slot is written. The next filling starts
+// with as many slots as the last one needed. So the cost of a text depends on its own size, even
+// after a text of a million concepts.
 //
 // An iterator is valid until an entry is added or erased. The order depends on earlier additions
 // and removals, so it must not reach a result.
@@ -62,7 +63,7 @@ public:
     // RAISES: std::out_of_range for a concept that is not there.
     double at(const Concept& wanted) const;
 
-    // Returns the weight of the concept, whose entry is made with weight 0 if it is not there.
+    // Returns the weight of the concept. A concept without an entry gets one with the weight 0.
     // RAISES: std::bad_alloc; std::length_error for more than 4,294,967,295 entries.
     double& operator[](const Concept& wanted) {
         const std::size_t slot = slot_of(wanted);
@@ -74,7 +75,7 @@ public:
 
     void erase(const_iterator erased) noexcept;
     void clear() noexcept;
-    // Uses so many slots at least.
+    // Uses at least `slot_count` slots.
     void rehash(std::size_t slot_count);
     void swap(Concept_weights& other) noexcept;
 
@@ -92,7 +93,7 @@ private:
 
     std::size_t home(const Concept& of) const noexcept { return of.hash() & (m_slot_count - 1); }
 
-    // Returns the slot of a concept, or the free one where the search has ended.
+    // Returns the slot of a concept, or the free slot where the search ended.
     std::size_t slot_of(const Concept& wanted) const noexcept {
         std::size_t slot = home(wanted);
         while (is_used(slot) && m_entries[m_slots[slot].entry].first != wanted) {
@@ -109,7 +110,7 @@ private:
     std::vector<value_type> m_entries;
     std::vector<Slot> m_slots;
     std::size_t
-        m_slot_count;  // the first so many of `m_slots` are in use: twice the entries at least
+        m_slot_count;  // only the first so many of `m_slots` are used: at least twice the entries
     std::uint32_t m_filling = 1;
 };
 

@@ -1,9 +1,9 @@
-// A bag of a text has some hundred concepts, and a comparison of two texts is two cache lines and a
-// branch that nobody can predict. So we compare as little as possible:
+// A bag of a text has some hundred concepts. A comparison of two texts reads two cache lines, and
+// the processor cannot predict its result. So we compare as few texts as possible:
 //
 // 1. A key has the first eight bytes of its text as one number. Most comparisons need no more.
-// 2. Before that, keys are dealt into 256 buckets by their first byte, and the keys of a large
-//    bucket by their second byte, and so on. Only a bucket of a few keys is sorted by comparisons.
+// 2. Before that, keys are divided into 256 buckets by their first byte, and the keys of a large
+//    bucket by their second byte, and so on. Only a bucket of few keys is sorted by comparisons.
 //
 // For example, of 400 words some 20 begin with "c" and are sorted by comparing numbers; only for
 // "communication" and "communicate" do we look at the texts.
@@ -18,7 +18,7 @@ namespace {
 
 using Keys = std::vector<Text_key>;
 
-// Dealing touches 256 counters, so it pays only for more keys than this.
+// Dividing into buckets uses 256 counters, so it is faster only for more keys than this.
 constexpr std::size_t kFewKeys = 32;
 constexpr unsigned int kKeyBits = 64;
 
@@ -39,7 +39,8 @@ struct Is_less {
     }
 };
 
-// Sorts keys whose bits above the lowest `bits` are equal. `scratch` has room for as many.
+// Sorts keys that differ only in the lowest `bits` bits of `first_bytes`, or only in their texts.
+// `scratch` has room for `count` keys.
 void sort_range(Text_key* first, std::size_t count, unsigned int bits, Text_key* scratch) {
     if (count <= kFewKeys || bits == 0) {
         std::sort(first, first + count, Is_less());

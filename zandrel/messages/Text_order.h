@@ -14,7 +14,7 @@ namespace zandrel::detail {
 
 // One concept of a list that is to be sorted.
 struct Text_key {
-    std::uint64_t first_bytes;  // of the text, the first one in the highest bits; 0 behind its end
+    std::uint64_t first_bytes;  // of the text, the first in the highest bits, then zeros
     const Concept* from;        // BORROWS: of the list
     std::size_t index;          // in the list
 };

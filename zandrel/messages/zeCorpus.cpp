@@ -1,6 +1,7 @@
+// The defaults of the interface. The destructors are defined here, so that the type information is
+// only in the library.
 #include "zandrel/messages/zeCorpus.h"
 
-// Defined here, so that the type information stands in the library alone.
 zeHandle_base::~zeHandle_base() = default;
 zeCorpus::~zeCorpus() = default;
 

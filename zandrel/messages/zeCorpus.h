@@ -6,7 +6,7 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeMsg.h"
 
-// What a position holds, whatever the corpus.
+// The value of a position. Each kind of corpus derives its own type.
 class ZANDREL_EXPORT zeHandle_base {
 public:
     virtual ~zeHandle_base();
@@ -28,7 +28,7 @@ public:
 //         const qtPtrLight<zeMsg> msg = corpus.get_msg(position);
 //     }
 //
-// Errors: none of its own; what an implementation adds stands there.
+// Errors: none of its own; implementations document theirs.
 // Threads: one at a time in the whole process, since corpora share the concepts of their messages.
 class ZANDREL_EXPORT zeCorpus {
 public:
@@ -42,27 +42,28 @@ public:
     zeCorpus& operator=(const zeCorpus&) = default;
     virtual ~zeCorpus();
 
-    // Appends a message, which the corpus shares with the caller. Positions taken before may no
-    // longer be used.
+    // Appends a message, which the corpus shares with the caller. Older positions become invalid.
     virtual void add_msg(qtPtrLight<zeMsg>& msg) = 0;
     virtual void reserve(unsigned int msg_count) = 0;
     virtual int get_num_msgs() const = 0;
     // A position at the first message.
     virtual iMsg start_msgs() = 0;
-    // REQUIRES: a position of this corpus, not at the end; so too `get_msg` of a position.
+    // REQUIRES: a position of this corpus, not at the end. `get_msg` of a position requires the
+    // same.
     virtual void next(iMsg& position) = 0;
     virtual bool end(iMsg& position) = 0;
     // A position at the numbered message.
     // REQUIRES: 0 <= msg_number < get_num_msgs().
     virtual iMsg get_msg(int msg_number) = 0;
     virtual qtPtrLight<zeMsg> get_msg(const iMsg& position) const = 0;
-    // The numbered message. A corpus that finds it without a position spares two allocations.
+    // The numbered message. A corpus that overrides it needs no position, which saves two
+    // allocations.
     // REQUIRES: 0 <= msg_number < get_num_msgs().
     virtual qtPtrLight<zeMsg> get_numbered_msg(int msg_number);
 };
 
-// Making and reaching the value of a handle. None of them checks the type: a handle that another
-// corpus made gives undefined behaviour.
+// Functions that make a handle and return its value. They do not check the type: with a handle of
+// another corpus the behaviour is undefined.
 
 template <class T>
 qtPtrLight<zeHandle_base> zeCreate_h(const T& value) {

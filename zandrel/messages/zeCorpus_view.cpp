@@ -1,3 +1,5 @@
+// How messages get their nodes, and how a node is found among the nodes of a message: few nodes are
+// searched one by one, and for many a hash table is made.
 #include "zandrel/messages/zeCorpus_view.h"
 
 #include <algorithm>
@@ -75,8 +77,9 @@ void zeCorpus_view::add_cat2msg(int position, zeNode* const& node) {
     }
 }
 
-// `msgs` is public: a table that has another number of nodes than the message, or another last one,
-// is made anew. A node that the table lacks is expected to be added next.
+// `msgs` is public, so the message may have changed since the table was made. We make the table
+// again if it has another number of nodes than the message, or lacks the message's last node. The
+// node is added to the table here, since the caller adds it to the message next.
 bool zeCorpus_view::has_node(int position, zeNode* node) {
     const std::vector<zeNode*>& cats = msgs[static_cast<std::size_t>(position)].cats;
     if (cats.size() <= kFewNodes) {

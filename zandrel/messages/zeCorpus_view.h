@@ -12,8 +12,8 @@
 class zeManager;
 struct zeNode;
 
-// What one classifier trains from: numbers of messages in one corpus, in the order of insertion.
-// A view owns no messages and is copied by value.
+// The messages from which one classifier is trained: their numbers in one corpus, in the order of
+// insertion. A view owns no messages and is copied by value.
 class ZANDREL_EXPORT zeCorpus_view {
 public:
     struct Msg {
@@ -33,8 +33,8 @@ public:
     void add_msg(int index);
     // Appends a message with the leaf nodes of its categories, in their order. A category that the
     // manager's tree does not know becomes a new leaf node without a parent. A node that two
-    // categories share stands twice. An exception while nodes are made leaves the message in the
-    // selection, with the nodes so far.
+    // categories share is there twice. If making a node raises an exception, the message remains in
+    // the selection, with the nodes so far.
     // REQUIRES: a message of that number in the corpus.
     void add_msg(int index, zeManager* manager);
     // Replaces the selection by all messages of the corpus.
@@ -52,15 +52,14 @@ public:
 private:
     bool has_node(int position, zeNode* node);
 
-    // The nodes of one message if they are many, so that adding looks one up without a search.
+    // The nodes of one message with many nodes, so that adding another one needs no search.
     hash_set<const zeNode*, zePointer_hash> m_nodes;
     int m_position = -1;  // of that message
 };
 
 namespace zandrel::detail {
 
-// The nodes of one message, to be asked for all nodes of a classifier. Few are searched, since most
-// messages have one; many get a table.
+// The nodes of one message, as a set: a classifier asks for each of its nodes whether it is there.
 class ZANDREL_EXPORT Relevant_nodes {
 public:
     // BORROWS: the message, whose nodes may not change.

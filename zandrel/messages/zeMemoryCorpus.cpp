@@ -1,3 +1,4 @@
+// A position is an iterator of the vector.
 #include "zandrel/messages/zeMemoryCorpus.h"
 
 #include <cstddef>

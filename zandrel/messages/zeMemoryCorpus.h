@@ -7,7 +7,8 @@
 #include "zandrel/export.h"
 #include "zandrel/messages/zeCorpus.h"
 
-// Messages in a vector, shared with whoever added them. Numbers and positions are not checked.
+// Messages in a vector, shared with the caller that added them. Numbers and positions are not
+// checked.
 class ZANDREL_EXPORT zeMemoryCorpus : public zeCorpus {
 public:
     void add_msg(qtPtrLight<zeMsg>& msg) override;

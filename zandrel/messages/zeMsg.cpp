@@ -1,3 +1,6 @@
+// Look-ups of pairs. Rules ask for the same few names in every message, so three caches save most
+// of the work: the place of a name, the number that a short text is read as, and the canonical form
+// of a language string.
 #include "zandrel/messages/zeMsg.h"
 
 #include <algorithm>
@@ -10,11 +13,11 @@
 
 namespace {
 
-// The pairs with this prefix hold bags.
+// Pairs whose names have this prefix contain bags.
 constexpr std::string_view kBagPrefix = "_SML";
 
-// So many pairs a look-up compares one by one; more it halves. At least 2, or the halving does not
-// end.
+// Up to so many pairs are compared one by one. Of more pairs, a binary search finds the part that
+// remains. The number must be at least 2, or the binary search does not end.
 constexpr std::size_t kScannedCount = 32;
 
 bool is_single_valued(mlMessageConverter::NvpType type) noexcept {
@@ -22,7 +25,7 @@ bool is_single_valued(mlMessageConverter::NvpType type) noexcept {
            type % 2 == 0;
 }
 
-// The few pairs among which the first of this name is, if there is one.
+// Returns the few pairs that contain the first pair of this name, if there is one.
 std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
                                    const Concept& name) noexcept {
     while (pairs.size() > kScannedCount) {
@@ -31,11 +34,6 @@ std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
         pairs = pairs[middle].name < name ? pairs.subspan(middle + 1) : pairs.first(middle + 1);
     }
     return pairs;
-}
-
-const qtString& no_single_value() {
-    static const qtString empty;
-    return empty;
 }
 
 const qtString& canonical_form(const zeMsg::Nvp& nvp) {
@@ -69,11 +67,12 @@ const qtString& zeMsg::value_of(const Nvp& nvp) {
     }
     const bool is_list =
         nvp.type == mlMessageConverter::kOldList || nvp.type == mlMessageConverter::kPackedList;
-    return is_list ? no_single_value() : canonical_form(nvp);
+    static const qtString no_single_value;
+    return is_list ? no_single_value : canonical_form(nvp);
 }
 
-// A zero byte ends the text of a number, so texts that are equal but for zeros at their ends are
-// the same number, and so eight bytes need no length beside them.
+// The cache has the eight bytes of a text, but not its length: "1" and "1" with a zero byte are the
+// same to it. That does no harm, since a zero byte ends the text of a number.
 double zeMsg::read_number(const Concept& name) const {
     const Nvp* const found = find_nvp(name);
     if (found == nullptr) {
@@ -100,7 +99,7 @@ void zeMsg::add_value(const qtString& name, mlMessageConverter::NvpType type,
     const Nvp* const found = find_nvp(key);
     if (found == nullptr) {
         nvps.push_back({key, type, value, nullptr});
-        // Stable, so that pairs of one name, which a file may hold, keep their order.
+        // A stable sort: a file may contain several pairs of one name, and they keep their order.
         std::stable_sort(nvps.begin(), nvps.end());
     } else {
         Nvp& present = nvps[static_cast<std::size_t>(found - nvps.data())];
@@ -123,7 +122,7 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
     }
 }
 
-// Rules ask for the same few names again and again, so we look first where the name was last.
+// Rules ask for the same few names again and again, so we first look at the last place of the name.
 const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
     const Nvp* const known = known_nvp(name);
     if (known != nullptr) [[likely]] {
@@ -136,8 +135,8 @@ const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
     return found;
 }
 
-// A scan of few pairs compares handles alone: it reads no name, and so costs less than a binary
-// search. Many pairs are first halved by the order of their names.
+// A scan of few pairs compares only handles. It reads no name, so it costs less than a binary
+// search, which compares names. Of many pairs, a binary search leaves a few.
 const zeMsg::Nvp* zeMsg::search_nvp(const Concept& name) const noexcept {
     std::span<const Nvp> pairs = nvps;
     if (pairs.size() > kScannedCount) {

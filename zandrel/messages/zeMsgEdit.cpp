@@ -1,3 +1,6 @@
+// The index leads from a name to a position in the message's vector of pairs. It is made once, when
+// the edit is opened. `End` moves pairs, so `Find` checks each position and corrects it if
+// necessary.
 #include "zandrel/messages/zeMsgEdit.h"
 
 #include <algorithm>
@@ -33,7 +36,7 @@ zeMsg::Nvp make_pair_of(const Concept& name, const std::vector<qtString>& values
     return {name, Converter::kPackedList, pack_list(type, values), nullptr};
 }
 
-bool stands_at(const std::vector<zeMsg::Nvp>& nvps, std::size_t position, const Concept& name) {
+bool is_at(const std::vector<zeMsg::Nvp>& nvps, std::size_t position, const Concept& name) {
     return position < nvps.size() && nvps[position].name == name;
 }
 
@@ -111,10 +114,11 @@ bool zeMsgEdit::Delete(const Concept& name) {
 void zeMsgEdit::End() {
     std::vector<zeMsg::Nvp>& nvps = m_message->nvps;
     if (m_deleted) {
-        DropDeleted();
+        // std::erase_if keeps the order, also the order of pairs of one name.
+        std::erase_if(nvps, [](const zeMsg::Nvp& nvp) { return nvp.type == Converter::kDeleted; });
     }
     if (m_added || m_deleted) {
-        // Stable, so that pairs of one name, which a file may hold, keep their order.
+        // A stable sort: a file may contain several pairs of one name, and they keep their order.
         std::stable_sort(nvps.begin(), nvps.end());
     }
     if (m_changed) {
@@ -132,12 +136,12 @@ zeMsg::Nvp* zeMsgEdit::Find(const Concept& name) {
     }
     std::vector<zeMsg::Nvp>& nvps = m_message->nvps;
     const std::size_t position = entry->second;
-    // Of pairs of one name the last is meant. An End that moved them has put them side by side.
-    if (stands_at(nvps, position, name) && !stands_at(nvps, position + 1, name)) {
+    // Of several pairs of one name, we want the last. If End moved them, they are neighbours now.
+    if (is_at(nvps, position, name) && !is_at(nvps, position + 1, name)) {
         return &nvps[position];
     }
-    // An End has moved the pair, or dropped it if it was a tombstone when the edit was opened. The
-    // pairs need not be sorted now, so each one is looked at.
+    // End has moved the pair, or dropped it if it was a tombstone when the edit was opened. The
+    // pairs may not be sorted now, so we compare each of them.
     for (std::size_t sought = nvps.size(); sought-- > 0;) {
         if (nvps[sought].name == name) {
             entry->second = static_cast<unsigned int>(sought);
@@ -160,10 +164,4 @@ void zeMsgEdit::AddPair(zeMsg::Nvp&& added) {
     }
     m_changed = true;
     m_added = true;
-}
-
-void zeMsgEdit::DropDeleted() {
-    // In order, so that pairs of one name keep theirs.
-    std::erase_if(m_message->nvps,
-                  [](const zeMsg::Nvp& nvp) { return nvp.type == Converter::kDeleted; });
 }

@@ -1,10 +1,11 @@
-// The stored form of a message. It has no version: it carries its own number of bag slots, and that
-// is how it may grow.
+// The stored form of a message: its pairs, its bags, its weight and its labels. The form has no
+// version number. A later version may add slots for bags, since the record has the number of its
+// slots.
 #include "zandrel/messages/zeMsg.h"
 
 namespace {
 
-// A pair's least size: the count of its name, its type, the count of its value.
+// The least size of a pair: the length of its name, its type, and the length of its value.
 constexpr unsigned int kLeastPairSize = 4 + 1 + 4;
 
 void dump_pair(const zeMsg::Nvp& pair, Hio<Generic32>& io) {
@@ -14,7 +15,7 @@ void dump_pair(const zeMsg::Nvp& pair, Hio<Generic32>& io) {
 }
 
 void load_pair(zeMsg::Nvp& pair, Hio<Generic32>& io) {
-    pair.canonical.reset();  // first, so that no old form outlives its value if reading breaks off
+    pair.canonical.reset();  // first, so that no old form remains if reading fails
     io >> pair.name;
     const auto type = static_cast<unsigned char>(io.ReadByte());
     pair.type = static_cast<mlMessageConverter::NvpType>(type);

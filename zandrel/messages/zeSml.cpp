@@ -1,3 +1,5 @@
+// How a bag is filled, clipped and stored. The total is changed by each weight that is added or
+// clipped, in the order of the entries, so that it is the same to the last bit in every run.
 #include "zandrel/messages/zeSml.h"
 
 #include <algorithm>
@@ -57,7 +59,7 @@ void zeSml::feed(zeSml_feeder&& feeder) {
 }
 
 // The total is summed in text order too: a sum of doubles depends on the order, and the order of
-// the feeder's table is not to be relied on.
+// the feeder's table depends on earlier texts.
 template <class Weights, class Take>
 void zeSml::append_in_text_order(Weights& weights, const Take& take) {
     std::vector<zandrel::detail::Text_key> keys;

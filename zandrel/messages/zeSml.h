@@ -1,4 +1,4 @@
-// zeSml: the bag of weighted concepts that stands for the content of a message.
+// zeSml: the bag of weighted concepts that represents the content of a message.
 #ifndef ZANDREL_MESSAGES_ZESML_H_
 #define ZANDREL_MESSAGES_ZESML_H_
 
@@ -12,15 +12,15 @@
 
 // A bag of concepts with their weights, sorted by text. Every statistical decision reads one.
 //
-// A bag can carry a clip value: a ceiling on any single weight, so that one term repeated many
-// times cannot dominate. Trainers and classifiers never change a message's own bag; they ask for
-// a clipped view by `get_clipped_sml`, which shares the bag where clipping cannot change it.
+// A bag can have a clip value: a ceiling for each weight, so that a term that is repeated many
+// times does not count too much. Trainers and classifiers never change a message's own bag. They
+// read it under a ceiling; see `get_clipped_sml`.
 //
-// After `feed` into an empty bag the entries are sorted by `CompareConcepts` and each concept
-// stands once. `m_total_weight` is kept by addition and subtraction, never recomputed.
+// After `feed` into an empty bag, the entries are sorted by `CompareConcepts` and each concept is
+// there once. `m_total_weight` is changed by addition and subtraction, never computed again.
 //
-// Errors: a negative clip value raises qtX<zeSml> 0 "Invalid clipping value" before anything is
-// built or changed; not-a-number passes.
+// Errors: a negative clip value raises qtX<zeSml> 0 "Invalid clipping value", and nothing has
+// changed. NaN is accepted.
 // Threads: one at a time in the whole process, since a bag shares its concepts with all others.
 class ZANDREL_EXPORT zeSml {
 public:
@@ -29,7 +29,7 @@ public:
         double m_weight = 0.0;
     };
 
-    // The order of a bag: the text order of qtString, never that of a locale.
+    // The order of a bag: the text order of qtString, which does not depend on the locale.
     struct CompareConcepts {
         bool operator()(const Concept_info& left, const Concept_info& right) const noexcept {
             return left.m_concept < right.m_concept;
@@ -42,62 +42,63 @@ public:
     zeSml(const zeSml_feeder& feeder, double clip_value);
     // The same; the feeder is empty afterwards.
     zeSml(zeSml_feeder&& feeder, double clip_value);
-    // The clipped copy. Its ceiling is the tighter of the source's and `clip_value`: a copy never
-    // loosens one, and 0 tightens nothing.
+    // The clipped copy. Its ceiling is the lower one of the source's ceiling and `clip_value`,
+    // where 0 means no ceiling.
     zeSml(const zeSml& source, double clip_value);
 
-    // The copy under the source's own ceiling: new, as every bag that was just made.
+    // The copy under the source's own ceiling. Its `m_is_new` is true, as for every new bag.
     zeSml(const zeSml& source);
     zeSml& operator=(const zeSml& source) = default;
 
     // RAISES: qtX<zeSml> 0 "Invalid clipping value" for a negative value.
     static void check_clipping_value(double clip_value);
-    // `weight` held under this bag's ceiling.
+    // Returns `weight`, or this bag's ceiling if that is less.
     double clip_weight(double weight) const noexcept;
-    // Appends the feeder's concepts under this bag's ceiling and sorts. A bag that holds concepts
-    // already keeps them, so a concept can then stand twice.
+    // Appends the feeder's concepts, clipped to this bag's ceiling, and sorts. A bag that is not
+    // empty keeps its concepts, so a concept can then be there twice.
     // COST: n log n comparisons of text.
     void feed(const zeSml_feeder& feeder);
-    // The same; the feeder is empty afterwards. Moving handles costs no access to their records,
-    // which are all over the memory.
+    // The same; the feeder is empty afterwards. Moving handles does not access their records, which
+    // are spread over the memory.
     void feed(zeSml_feeder&& feeder);
-    // Holds all weights under the bag's own ceiling and returns true; does nothing and returns
-    // false if `clip_value` is 0 or above the bag's ceiling. The argument only decides whether the
-    // pass is made: it is not stored.
+    // Clips all weights to the bag's own ceiling and returns true. Does nothing and returns false
+    // if `clip_value` is 0 or above the bag's ceiling. `clip_value` is used only for this decision:
+    // it does not become the ceiling.
     bool clip(double clip_value);
     void sort_concepts();
     // REQUIRES: sorted entries.  COST: a binary search.
     bool concept_exists(const Concept& wanted) const;
-    // Exact equality of total, clip value, weights and concepts; `m_is_new` plays no part.
+    // Exact equality of total, clip value, weights and concepts. `m_is_new` is not compared.
     bool operator==(const zeSml& other) const;
 
     bool operator!=(const zeSml& other) const { return !(*this == other); }
 
-    // The record: total, clip value, count, then each concept with its weight, in the bag's order.
+    // Writes the record: total, clip value, number of concepts, and each concept with its weight,
+    // in the bag's order.
     void Dump(Hio<Generic32>& io) const;
-    // Appends the entries of a record and takes over its total and clip value, none of which is
-    // checked; meant for a newly made bag. What an error breaks off stays in the bag.
-    // RAISES: what the stream raises.
+    // Appends the entries of a record, and replaces the total and the clip value. Nothing is
+    // checked. Call it for a new bag. If it fails, the entries that were read remain in the bag.
+    // RAISES: the exceptions of the stream.
     void Load(Hio<Generic32>& io);
 
-    // The view of a bag under a ceiling: the source itself if `clip_value` is 0 or above the
-    // source's own ceiling, otherwise a clipped copy.
+    // Returns a bag under a ceiling: the source itself if `clip_value` is 0 or above the source's
+    // own ceiling, otherwise a clipped copy.
     // REQUIRES: `source` is not null.
     static qtPtrLight<zeSml> get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value);
 
     std::vector<Concept_info> m_concepts;
-    double m_total_weight = 0.0;  // of the weights as they stand after clipping
+    double m_total_weight = 0.0;  // sum of the weights after clipping
     double m_clip_value = 0.0;    // ceiling of one weight; 0 means none
     bool m_is_new = true;         // not stored since it was made or changed
 
 private:
-    // Appends the entries, under this bag's ceiling, and sorts. `take`: makes of the concept of an
-    // entry what is appended.
+    // Appends the entries, clipped to this bag's ceiling, and sorts. `take`: returns the concept of
+    // an entry, as a copy or moved.
     template <class Weights, class Take>
     void append_in_text_order(Weights& weights, const Take& take);
 };
 
-// Reads one concept as it stands in the stream, without conversion. Made for Generic32.
+// Reads one concept from the stream, without conversion. It exists for Generic32.
 template <class T>
 Concept ReadConcept(Hio<T>& io);
 

@@ -1,3 +1,4 @@
+// The total is kept beside the table; both change together.
 #include "zandrel/messages/zeSml_feeder.h"
 
 void zeSml_feeder::add_concept(const Concept& added, double weight) {

@@ -7,24 +7,25 @@
 #include "zandrel/messages/Concept_weights.h"
 
 // A table of concepts with the sum of the weights that were added for each. The caller fills it
-// from a text and hands it to a zeSml; `clear` makes it ready for the next text.
+// from a text and passes it to a zeSml; `clear` makes it ready for the next text.
 //
-// Weights are any finite numbers, as a rule how often a concept occurs.
+// A weight is any finite number. Usually it is the number of times that a concept occurs.
 class ZANDREL_EXPORT zeSml_feeder {
 public:
     // Adds the weight to the concept's entry, which starts at 0, and to the total.
     void add_concept(const Concept& added, double weight);
-    // Takes a concept out with its whole weight; false, changing nothing, if it is not there.
+    // Removes a concept with its whole weight. Returns false, and changes nothing, if it is not
+    // there.
     bool remove_concept(const Concept& removed);
-    // Adds every entry of `other`, in the order of its table. That order depends on the table's
-    // history, and so does the last bit of the running total; it reaches no bag, since a bag sums
-    // its own weights.
+    // Adds every entry of `other`, in the order of its table. That order depends on earlier texts,
+    // and so does the last bit of `m_total_weight`. A bag does not use this total: it sums its own
+    // weights.
     void combine(const zeSml_feeder& other);
-    // Empties the table and the total; the table's memory stays for the next text.
-    // COST: linear in the concepts that are there, however many earlier texts had.
+    // Empties the table and the total. The table keeps its memory for the next text.
+    // COST: linear in the concepts that are in it now, however many earlier texts had.
     void clear();
 
-    double m_total_weight = 0.0;  // of all that was added, less the removed
+    double m_total_weight = 0.0;  // sum of all weights that are in the table
     zandrel::Concept_weights m_concepts;
 };
 

@@ -1,3 +1,5 @@
+// The three ordered lists of the best features, and how they become one. Only keys move: a feature
+// is 56 bytes long, a key 16.
 #include "zandrel/statistics/Best_features.h"
 
 #include <iterator>
@@ -31,7 +33,7 @@ bool Best_features::offer_outside(const Feature& offered) {
     if (score == 0.0 || std::isnan(score) || m_capacity == 0) {
         return false;
     }
-    // Once it is full, what is removed here comes back among the late ones.
+    // `m_is_full` remains true: later, each removal is followed at once by a late feature.
     if (!m_is_full && m_own.size() + m_appended.size() < m_capacity) {
         m_appended.push_back({score, &offered});
         return true;
@@ -49,7 +51,7 @@ bool Best_features::offer_outside(const Feature& offered) {
     return true;
 }
 
-// The lists are not all empty.
+// At least one of the three lists is not empty.
 const Best_features::Key& Best_features::least() const noexcept {
     const Key* least = nullptr;
     for (const Keys* const ordered : {&m_own, &m_appended}) {
@@ -75,8 +77,8 @@ void Best_features::remove_least() noexcept {
     }
 }
 
-// Moves each key to its place among those before it. That is linear for keys of which few are far
-// from their places; once the moves are many, we sort instead.
+// Sorts by insertion, which is linear if few keys are far from their places. If there are many
+// moves, we call std::sort instead.
 void Best_features::sort_nearly_sorted(Keys& keys) {
     std::size_t moves_left = 8 * keys.size();
     for (std::size_t i = 1; i < keys.size(); ++i) {

@@ -1,4 +1,4 @@
-// Best_features: the concepts with the greatest scores of those offered.
+// Best_features: selects the concepts with the greatest scores.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_BEST_FEATURES_H_
 #define ZANDREL_STATISTICS_BEST_FEATURES_H_
@@ -16,9 +16,9 @@
 
 namespace zandrel::detail {
 
-// Offers an entry of this score to the best so far, which are a heap with the least on top once
-// they are as many as `capacity`. Returns true if it was taken. A score of 0 or one that is not a
-// number is refused.
+// Offers an entry with this score to the best so far. When these are as many as `capacity`, they
+// become a heap with the least on top. Returns true if the entry was taken. A score of 0 or NaN is
+// refused.
 template <class Entry, class Is_greater>
 bool offer_to_best(std::vector<Entry>& best, const Entry& offered, double score,
                    std::size_t capacity, Is_greater is_greater) {
@@ -42,14 +42,14 @@ bool offer_to_best(std::vector<Entry>& best, const Entry& offered, double score,
 }
 
 // Keeps the best concepts of one profile: those with the greatest scores, and of equal scores those
-// with the greater texts. Which are kept does not depend on the order of offering.
+// with the greater texts. The selection does not depend on the order of offering.
 //
 // A profile's own concepts are offered first, in any order, and are kept in a heap. Concepts from
-// outside follow nearly in the order of their scores. They are appended to a list while there is
-// room, so that ordering all features at the end is mostly a merge of ordered lists: for 150
-// categories of 100 short texts, where most features are from outside, the heap and the sort of one
-// list of all took 14 % of a training. Later ones each replace the least of all, and are a heap of
-// their own.
+// outside follow, nearly in the order of their scores. While there is room they are appended to a
+// list, so at the end we mostly merge ordered lists. With one heap and one sort of all features
+// instead, these took 14 % of a training of 150 categories with 100 short texts each, where most
+// features are from outside. When there is no more room, a concept replaces the least feature, and
+// is in a second heap.
 //
 // For example, with room for 4, the own scores 5 and 1 and the outside scores 4, 3, 2, 0.5: 4 and 3
 // are appended, 2 replaces 1, and 0.5 is refused. The lists are then (5), (4, 3) and (2).
@@ -59,15 +59,15 @@ public:
         Concept_judge::Judged judged;
         const Concept* known;  // BORROWS
         zeStat_storage::P* P;  // BORROWS: the profile's entry, or null
-        std::uint32_t info;    // position in the table of all concepts, a guess
+        std::uint32_t info;    // position in the table of all concepts; a guess
     };
 
-    // Forgets all. A profile has `own_count` concepts. A capacity below 0 counts as 0.
+    // Forgets all features. The profile has `own_count` concepts. A capacity below 0 counts as 0.
     void start(int capacity, std::size_t own_count);
 
     std::size_t capacity() const noexcept { return m_capacity; }
 
-    // The score that an own concept must reach to be taken. While there is room, any score will do.
+    // The score that an own concept must reach to be taken; any score while there is room.
     double least_own_score() const noexcept {
         return is_full_of_own() ? m_own.front().score : -std::numeric_limits<double>::infinity();
     }
@@ -77,7 +77,7 @@ public:
     // Call it after the last own concept.
     void end_own() { std::sort(m_own.begin(), m_own.end(), Is_greater()); }
 
-    // Returns true if the feature was taken. It has to keep its address.
+    // Returns true if the feature was taken. The feature must not move in memory afterwards.
     bool offer_outside(const Feature& offered);
 
     // Orders the features, the greatest first. No more may be offered afterwards.
@@ -88,7 +88,7 @@ public:
     const Feature& operator[](std::size_t i) const noexcept { return *m_all[i].feature; }
 
 private:
-    // Sorting moves these. Everything else about a concept stays where it is.
+    // Sorting moves only keys, not features.
     struct Key {
         double score;
         const Feature* feature;
@@ -113,11 +113,11 @@ private:
     std::size_t m_capacity = 0;
     Keys m_own;       // a heap once it is full; ordered after `end_own`
     Keys m_appended;  // from outside
-    Keys m_late;      // from outside, in place of others; a heap
+    Keys m_late;      // from outside, each in place of a lesser feature; a heap
     Keys m_all;
     bool m_is_full = false;  // `m_appended` is complete and ordered
-    // Of own concepts. The free one is for the concept that is offered next: if that takes the
-    // place of another, the other's becomes the free one. They never move.
+    // The features of own concepts, which do not move. The next offered concept is written to the
+    // free slot. If it replaces another concept, the slot of that concept becomes the free one.
     std::vector<Feature> m_slots;
     std::size_t m_free_slot = 0;
 };

@@ -21,14 +21,15 @@ namespace zandrel::detail {
 //     q = 1 / T    E = D - Mp    F = D / (T * E)
 //     p_all = weight / W    p_in = P.weight / Wp    p_out = (D * p_all - Mp * p_in) / E
 //
-// A rate with a zero denominator is 0, and so is that of a missing entry. The score is
-// `factor * log(quotient) * (p_in - p_out)`, where the quotient compares two of the rates.
+// A rate with a zero denominator is 0, and the rate of a missing entry is 0. The score is
+// `factor * log(quotient) * (p_in - p_out)`, where the quotient compares two of the rates. The top
+// of Feature_selector.cpp explains the floors q and F, with an example.
 //
-// Most concepts score less than those already selected, and the logarithm is a third of judging. So
-// a judgement has two steps: `judge` finds the rates, and the caller takes the logarithm, `weigh`,
-// only if `may_reach` does not exclude the concept. For example, with quotient 1.1, factor 1 and
-// rates 0.003 and 0.001 the score is below (1.1 - 1) * 0.002 = 0.0002, so the concept cannot enter
-// a full selection whose least score is 0.0003.
+// Most concepts score less than those already selected, and the logarithm takes a third of the time
+// of a judgement. So a judgement has two steps: `judge` finds the rates, and the caller takes the
+// logarithm, `weigh`, only if `may_reach` does not exclude the concept. For example, with quotient
+// 1.1, factor 1 and rates 0.003 and 0.001 the score is below (1.1 - 1) * 0.002 = 0.0002, so the
+// concept cannot enter a full selection whose least score is 0.0003.
 class Concept_judge {
 public:
     struct Judged {
@@ -52,19 +53,18 @@ public:
             return judged;
         }
 
-        // False if the score is certainly below `least`, which is not below 0, or is 0 or not a
-        // number.
+        // Returns false if the score certainly does not reach `least`, is 0, or is not a number.
         //
         // We use that log(x) <= x - 1, and with 1/x for x that -log(x) <= (1 - x) / x. The factor
-        // of 1 + 1e-9 covers the rounding of the logarithm and of the bound. The products are those
-        // of the score, and rounding keeps order, so they need no margin.
+        // of 1 + 1e-9 covers the rounding of the logarithm and of the bound. The bound multiplies
+        // in the same order as the score, and rounding keeps order, so the products need no margin.
         bool may_reach(double least) const noexcept {
             if (!has_weight || quotient == 1.0) {
                 return false;
             }
             const double greatest_log =
                 (quotient < 1.0 ? (1.0 - quotient) / quotient : quotient - 1.0) * (1.0 + 1e-9);
-            // Written so that NaN is not excluded here.
+            // The comparison is written so that a NaN is not excluded here.
             return !(std::abs(factor * greatest_log * (p_in - p_out)) < least);
         }
     };
@@ -90,7 +90,8 @@ public:
         return g_use_positive_method ? compare_smoothed(rates, factor) : compare(rates, factor);
     }
 
-    // The bits of all that the judgement of a concept without P takes from the profile.
+    // The judgement of a concept without P depends on the profile only through these numbers. They
+    // are compared by their bits.
     using Outside_key = std::array<std::uint64_t, 2>;
 
     Outside_key outside_key() const noexcept {
@@ -102,7 +103,9 @@ public:
         return denominator == 0.0 ? 0.0 : numerator / denominator;
     }
 
-    // The suppression factor of a concept that is in so many messages.
+    // The suppression factor, 0 to 1, of a concept that is in `rate` messages. For example, 4
+    // messages give 0.5. If the model has half as many messages as the threshold, only half of the
+    // suppression applies: 0.5 * 0.5 + 0.5 = 0.75.
     static double suppression(const zeStat_storage& storage, double rate) noexcept {
         if (!storage.m_suppress_M) {
             return 1.0;
@@ -127,21 +130,21 @@ private:
         double out;  // p_out: rate outside
     };
 
-    // The positive method adds this to both rates.
+    // Returns what the positive method adds to both rates.
     static double smoothing(double W, double floor) noexcept {
         const double A = W * 10.0 * floor;
         return W == 0.0 ? 0.0 : A / ((1.0 + A) * (1.0 + W));
     }
 
-    // The positive method: the smoothed rate inside beside that outside.
+    // The positive method compares the smoothed rate inside with the smoothed rate outside.
     Rated compare_smoothed(const Rates& rates, double factor) const noexcept {
         const double x = m_W * rates.out / (1.0 + m_W) + m_smoothing;
         const double inside = rates.in * m_W / (1.0 + m_W) + m_smoothing;
         return {rates.in, rates.out, factor, inside / x, x != 0.0};
     }
 
-    // The usual method: the rate `m` at which the concept says nothing beside the rate outside.
-    // Both rates are held where too little is known of them.
+    // The usual method compares the rate `m`, at which the concept would say nothing, with the rate
+    // outside. Rates of which too little is known are raised to floors first.
     Rated compare(const Rates& rates, double factor) const noexcept {
         const double m = std::max(m_floor, rates.all);
         double in = rates.in;
@@ -170,8 +173,8 @@ private:
     double m_Wp;
     double m_Mp;
     double m_E;
-    double m_floor;          // q: the rate of a concept seen once
-    double m_floor_outside;  // F: that rate outside the category
+    double m_floor;          // q: the rate of a concept that was seen once
+    double m_floor_outside;  // F: the rate outside of a concept that was seen once, outside
     double m_smoothing;
 };
 

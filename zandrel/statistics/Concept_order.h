@@ -1,4 +1,4 @@
-// Orders of concepts that are the same in every run: in_text_order, which walks tables, and
+// Orders of concepts that are the same in every run: in_text_order, for the entries of a table, and
 // comparable, for weights.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_CONCEPT_ORDER_H_
@@ -17,10 +17,11 @@
 
 namespace zandrel::detail {
 
-// The first bytes of a text as a number: of two texts with different ones the one with the lesser
-// goes first.
+// The first eight bytes of a text as a number. If two texts have different numbers, the text with
+// the smaller number comes first. For example, "ab" is 0x6162000000000000, and "b" is
+// 0x6200000000000000.
 inline std::uint64_t text_prefix(std::string_view text) noexcept {
-    std::uint64_t prefix = 0;  // what the text lacks counts as zero bytes, which go first
+    std::uint64_t prefix = 0;  // a short text is filled up with zero bytes, which come first
     if (!text.empty()) {       // an empty view may have no address, which memcpy does not allow
         std::memcpy(&prefix, text.data(), std::min(text.size(), sizeof prefix));
     }
@@ -55,8 +56,8 @@ std::vector<Text_placed<typename concept_map<Value>::value_type>> in_text_order(
     return entries;
 }
 
-// A weight to sort by. A damaged record can have one that is no number; the least of all stands for
-// it, since a sort by an order with gaps may leave its range.
+// A weight to sort by. A damaged record can have a NaN, for which no order is defined: std::sort
+// could then access memory outside its range. We sort it as the least number.
 inline double comparable(double weight) noexcept {
     return std::isnan(weight) ? -std::numeric_limits<double>::infinity() : weight;
 }

@@ -1,4 +1,4 @@
-// Concept_row: the concepts of one list of a record, by which those of further lists are found.
+// Concept_row: finds the concepts of a record's lists in the record's first list.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_CONCEPT_ROW_H_
 #define ZANDREL_STATISTICS_CONCEPT_ROW_H_
@@ -14,16 +14,16 @@
 
 namespace zandrel::detail {
 
-// A model's record has the texts of its table of all concepts in order, and then those of each
-// profile, in order too. Nearly all of the latter are among the former. So we do not ask the
-// dictionary for each of them, which waits twice for memory, but go forward in the first list by
-// steps that double, and then halve the last step.
+// A model's record has the texts of its table of all concepts, in order, and then the texts of each
+// profile, also in order. Nearly all texts of the profiles are in the first list. A look-up in the
+// dictionary waits twice for memory. So we search the first list instead: forward by steps that
+// double, and then by a binary search in the last step.
 //
-// For example, the first list is a b c d e f g h, and a profile has c and g. For c we look at a
-// (less), then c (not less): c is one of the two behind a. For g we go on behind c: d is less, f is
-// less, and the next step ends behind the list, so g is one of the last two.
+// For example, the first list is a b c d e f g h, and a profile has c and g. For c we compare a
+// (less), then c (not less): c is one of the two behind a. For g we continue behind c: d is less, f
+// is less, and the next step ends behind the list, so g is one of the last two.
 //
-// A text that is not found so, because it is in no order or in no list, comes from the dictionary.
+// A text that is not in the first list, or that is not in order, comes from the dictionary.
 // BM_LoadFromFile of bench/kc_bench.cpp measures it.
 //
 // BORROWS: the concepts that are added.
@@ -39,10 +39,10 @@ public:
         m_concepts.push_back(&next);
     }
 
-    // Begins another list.
+    // Call it before the first text of each list.
     void rewind() noexcept { m_next = 0; }
 
-    // The concept of the next text of the list.
+    // Returns the concept of the next text of the list.
     // RAISES: as Concept::insert_view.
     Concept take(std::string_view text) {
         const std::uint64_t prefix = text_prefix(text);
@@ -57,8 +57,8 @@ public:
 
 private:
     struct Place {
-        std::uint64_t prefix;   // of the text, so that the text is seldom looked at
-        std::string_view text;  // of the concept, which need not be looked at
+        std::uint64_t prefix;   // of the text; nearly always a comparison needs only this
+        std::string_view text;  // of the concept, so that the concept itself is not read
     };
 
     static bool is_less(const Place& place, std::uint64_t prefix, std::string_view text) noexcept {

@@ -15,10 +15,10 @@
 
 namespace zandrel::detail {
 
-// One feature selection. For each profile its own concepts are offered first, then concepts that it
-// lacks, in an order that predicts a high score, until one is refused. The choice depends only on
-// scores and texts, so concepts may be offered in any order and rejected before they are judged in
-// full.
+// One feature selection. For each profile, its own concepts are offered first. Then come concepts
+// that it lacks, in an order that predicts a high score, until one is refused. The choice among own
+// concepts depends only on scores and texts, so they may be offered in any order, and rejected
+// before they are judged in full. Feature_selector.cpp explains the choice with an example.
 //
 // The concepts that the last selection kept are offered first. The least score of the selection is
 // then high at once, and most others are rejected by a bound instead of a logarithm. The benchmarks
@@ -51,18 +51,19 @@ public:
 
     // Candidates of a selection that treats missing concepts in the new way.
     Outside_candidates m_all;
-    // Candidates in the old way: a concept is rare if its rate is below the rate of a concept that
-    // was seen once.
+    // Candidates of a selection in the old way. A concept is rare if its rate is less than the rate
+    // of a concept that was seen once.
     Outside_candidates m_regular;
     Outside_candidates m_rare;
 
 private:
     using Entry = zeStat_storage::Ps::value_type;
 
-    static constexpr std::size_t kAhead = 8;  // a load is announced so many features earlier
+    static constexpr std::size_t kAhead = 8;  // loads begin so many features earlier
     static constexpr std::size_t kFewConcepts = 100000;
 
-    // Sums over the selected of weight times rate, from which the scale of +1 and -1 is made.
+    // Sums of weight times rate over the selected features. The scale of the weights follows from
+    // them.
     struct Scale {
         double A = 0.0;  // inside
         double B = 0.0;  // outside
@@ -84,10 +85,11 @@ private:
 
     zeStat_storage& m_storage;  // BORROWS
     Best_features m_best;
-    std::vector<bool> m_is_own;         // by the position of the info: the profile has the concept
-    std::size_t m_own_count = 0;        // of the infos so marked
-    bool m_has_all_candidates = false;  // the lists are those of `collect_candidates`
-    // For a profile that has nearly all concepts: lists of the others. Null if there was none.
+    std::vector<bool> m_is_own;         // by position of the info: true if the profile has it
+    std::size_t m_own_count = 0;        // how many elements of `m_is_own` are true
+    bool m_has_all_candidates = false;  // `collect_candidates` made the lists
+    // For a profile that has nearly all concepts: lists of the other concepts. Null if not needed
+    // yet.
     std::unique_ptr<Feature_selector> m_outside;
 };
 

@@ -11,9 +11,9 @@
 namespace zandrel::detail {
 
 // Returns whether the message's weight, the total of its active bag and each entry of that bag are
-// finite. One infinite weight, or one that is not a number, would reach the totals of the model
-// and then every score, and removing the message could not undo it.
-// Reads the bag as it is: a ceiling of 3 would turn an infinite entry into 3.
+// finite. One infinite weight or NaN would make the totals of the model infinite or NaN, and then
+// every score. Removing the message could not undo it.
+// The bag is read without the ceiling: a ceiling of 3 would turn an infinite entry into 3.
 // COST: linear in the entries of the bag.
 inline bool has_finite_weights(const zeMsg& msg) {
     if (!std::isfinite(msg.weight)) {

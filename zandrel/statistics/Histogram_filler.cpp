@@ -1,4 +1,4 @@
-// How messages come into the histograms.
+// How messages are entered in the histograms.
 //
 // Each message is entered in the histogram of each category, so what one entry costs counts: for
 // 1,000 categories and 50,000 messages there are 50 million of them in a training. Four things
@@ -6,10 +6,10 @@
 //
 // - What scoring reads of the profiles is copied to arrays once. The profiles themselves are too
 //   large for the cache.
-// - A row of the table that has most profiles, as those of frequent words have, is copied to an
-//   array with 0 for the other profiles. Adding such a row needs no indices, so it is done with
-//   vector instructions. For example, the pairs (0, 0.5) and (2, -1) of 3 profiles become 0.5, 0,
-//   -1. A 0 changes no sum. Of 1,000 categories, nearly all pairs are in such rows.
+// - The rows of frequent words have most profiles. Such a row is copied to an array with 0 for the
+//   other profiles. Adding the array needs no indices, so it uses vector instructions. For example,
+//   the pairs (0, 0.5) and (2, -1) of 3 profiles become 0.5, 0, -1. A 0 changes no sum. With 1,000
+//   categories, nearly all pairs are in such rows.
 // - The bins of one message are found for 16 profiles at a time, with vector instructions, and
 //   nearly always without an exact arc tangent.
 // - The bins of 16 messages are found first, and then entered profile by profile, so that a
@@ -58,12 +58,12 @@ void Histogram_filler::add(const zeMsg& msg, const zeCorpus_view::Msg& entry) {
     }
     prepare();
     const Clipped_bag clipped(*bag, m_matcher.m_storage->m_clip_value);
-    add_relevant(entry.cats);
     add_sums(clipped);
     find_bins(clipped, m_bins.data() + m_message_count * m_row_size);
+    add_relevant(entry.cats);
     m_weights[m_message_count] = msg.weight;
     ++m_message_count;
-    // A correction depends on the messages that are entered already.
+    // If tables correct the scores, the correction depends on the ages, which entering changes.
     if (m_message_count == kBlockSize || !m_scores_are_plain) {
         enter_block();
     }
@@ -73,7 +73,7 @@ void Histogram_filler::prepare() {
     if (m_is_prepared) {
         return;
     }
-    m_matcher.m_storage->complete();  // the histograms are among what is read late
+    m_matcher.m_storage->complete();  // the histograms may still be bytes of the record
     collect_profiles();
     m_active_count = m_active.size();
     m_row_size = whole_chunks(m_active_count);
@@ -106,10 +106,10 @@ void Histogram_filler::collect_profiles() {
     }
 }
 
-// Mostly they are 0, and then nothing is written.
+// The accumulators are nearly always 0. Then nothing is written to the model.
 void Histogram_filler::take_accumulators() {
     zeStat_storage& storage = *m_matcher.m_storage;
-    // One is for the empty places.
+    // The last sum is for the places that fill up the last chunk.
     m_sums.assign(whole_chunks(storage.m_profiles.size() + 1), 0.0);
     for (std::size_t i = 0; i < storage.m_profiles.size(); ++i) {
         double& accumulator = storage.m_profiles[i]->m_match_value;
@@ -122,7 +122,7 @@ void Histogram_filler::take_accumulators() {
 void Histogram_filler::add_sums(const Clipped_bag& bag) {
     const Match_table& table = m_matcher.m_table;
     const auto sum_of = [sums = m_sums.data()](int iprofile) -> double& { return sums[iprofile]; };
-    // Pairs of a stale table may name profiles that are gone.
+    // Pairs of a stale table may name profiles that were deleted.
     if (table.profile_end() > m_matcher.m_storage->profile_count()) {
         add_weights(table, *m_matcher.m_storage, bag, sum_of);
         return;
@@ -143,9 +143,9 @@ void Histogram_filler::add_sums(const Clipped_bag& bag) {
     }
 }
 
-// Null if the row has too few profiles.
+// Returns the row as an array, or null if the row has too few profiles.
 const float* Histogram_filler::full_row(Match_table::const_iterator row) {
-    // A pair of a full row costs a third of a pair with an index, and less memory.
+    // A pair of a full row takes a third of the time of a pair with an index, and less memory.
     if (2 * row->second.size() < m_sums.size()) {
         return nullptr;
     }
@@ -161,12 +161,12 @@ const float* Histogram_filler::full_row(Match_table::const_iterator row) {
     return found.weights.get();
 }
 
-// Null if the row is in no order.
+// Returns null if the row is not in order.
 std::unique_ptr<float[]> Histogram_filler::make_full_row(const Match_table::Pairs& row) const {
     auto weights = std::make_unique<float[]>(m_sums.size());
     int least = 0;
     for (const Match_table::Concept_weight& pair : row) {
-        // Only a row in order has each profile once for certain.
+        // In a row that is not in order, a profile could be there twice.
         if (pair.m_iprofile < least) {
             return nullptr;
         }
@@ -219,7 +219,7 @@ void Histogram_filler::find_exact_bins(const Match_scorer& scorer, int* bins) {
     }
 }
 
-// A message counts once for a category, also if it has the node twice.
+// A message counts only once for a category, even if it has the node twice.
 void Histogram_filler::add_relevant(const std::vector<zeNode*>& nodes) {
     const auto is_less = [](const auto& left, const auto& right) {
         return std::less<>()(left.first, right.first);
@@ -270,6 +270,9 @@ void Histogram_filler::enter_totals() noexcept {
 
 void Histogram_filler::enter_relevant() noexcept {
     for (const Relevant& each : m_relevant) {
+        if (each.message == m_message_count) {
+            return;  // of a message whose `add` ran out of memory
+        }
         zeStat_storage::Profile& profile = *m_matcher.m_storage->m_profiles[m_active[each.place]];
         const auto bin = static_cast<std::size_t>(bins_of(each.message)[each.place]);
         profile.m_bins[bin].m_relevant += m_weights[each.message];

@@ -25,10 +25,10 @@ class zeStat_matcher;
 namespace zandrel::detail {
 
 // Made for messages that are scored by one state of a model. Each message adds its weight to one
-// bin of the histogram of each category. A profile takes no part if it has no messages, or all of
-// the model. Its sum then remains in its accumulator.
+// bin of the histogram of each category. A profile takes no part if it has no messages, or all
+// messages of the model. Its sum then remains in its accumulator.
 //
-// The histograms are up to date once the filler is destroyed.
+// The histograms are complete when the filler is destroyed.
 //
 // REQUIRES: the model and its table do not change while the filler exists.
 class Histogram_filler {
@@ -41,7 +41,8 @@ public:
     ~Histogram_filler();
 
     // A message without a bag, or with a weight that is not finite, is left out.
-    // RAISES: what completing the model raises.
+    // RAISES: the exceptions of zeStat_storage::complete. The message that raised is not entered,
+    // and the filler can then only be destroyed.
     void add(const zeMsg& msg, const zeCorpus_view::Msg& entry);
 
 private:
@@ -81,15 +82,14 @@ private:
     bool m_is_prepared = false;
     int m_bin_count = 0;             // of each histogram
     bool m_scores_are_plain = true;  // they depend on sums only, and no table corrects them
-    // The profiles that take part, and what scoring reads of them, side by side. Both are filled up
-    // to whole chunks of `kValuesAtOnce`: the places behind have the index of a sum that nobody
-    // uses.
+    // The profiles that take part, and their additive terms. Both are filled up to whole chunks of
+    // `kValuesAtOnce`: the further places have the index of a sum that is not used.
     std::vector<std::size_t> m_active;
     std::vector<double> m_additive_terms;
     std::size_t m_active_count = 0;
     std::vector<std::pair<const zeNode*, std::size_t>> m_place_of_node;  // in order
     std::vector<std::size_t> m_idle;  // the profiles that take no part
-    // By profile. Those of active profiles are 0 between messages; the others go on growing.
+    // By profile. The sums of active profiles are 0 between messages; the others keep growing.
     std::vector<double> m_sums;
     std::vector<Full_row> m_full_rows;  // by position in the table
 

@@ -1,3 +1,5 @@
+// Copies of parts of a record. Without a converter of texts the bytes are copied as they are. With
+// one each text is read and written again, since its converted form may have another length.
 #include "zandrel/statistics/Kept_training.h"
 
 #include "zandrel/statistics/zeStat_storage.h"
@@ -8,7 +10,7 @@ namespace {
 
 constexpr unsigned int kBinSize = zeStat_storage::kBinSize;
 
-// Copies a list of texts with numbers of `number_size` bytes behind each.
+// Copies a list of texts, each followed by numbers of `number_size` bytes.
 void CopyConcepts(Record_reader& from, Hio<HSegment>& to, unsigned int number_size) {
     unsigned int left = from.Count(kTextOverhead + number_size);
     for (to.WriteCount(left); left > 0; --left) {

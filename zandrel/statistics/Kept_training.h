@@ -1,4 +1,4 @@
-// Kept_training: what only training needs of a statistical model, as the bytes of its record.
+// Kept_training: the part of a statistical model that only training needs, as bytes of its record.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_KEPT_TRAINING_H_
 #define ZANDREL_STATISTICS_KEPT_TRAINING_H_
@@ -12,26 +12,26 @@
 
 namespace zandrel::detail {
 
-// The bytes of an entry of a list: of the length of its text, and of its numbers.
+// The bytes of an entry of a list: the length of its text, and its numbers.
 inline constexpr unsigned int kTextOverhead = 4;
 inline constexpr unsigned int kConceptInfoNumbersSize = 20;  // weight, rate, number of profiles
 inline constexpr unsigned int kPNumbersSize = 10;            // weight, mark, life
 
-// The record of a model, which is not scrambled, and where the training data are in it. In a model
-// of 20 categories with 10,000 features they are 99 % of the record.
+// The record of a model, which is not scrambled, and the places of the training data in it. In a
+// model of 20 categories with 10,000 features, the training data are 99 % of the record.
 struct Kept_training {
     struct Part {
         unsigned int begin = 0;
         unsigned int end = 0;
     };
 
-    // Passes over the table of all concepts, or the histogram and the concepts of a profile, and
-    // notes where it is. Only lengths are looked at.
-    // RAISES: what reading it would raise for a record that ends too early.
+    // Skips the table of all concepts, or the histogram and the concepts of a profile, and returns
+    // its place. Only lengths are read.
+    // RAISES: the exceptions of reading it, for a record that ends too early.
     Part PassConceptInfos(Hio<HSegment>& io);
     Part PassTraining(Hio<HSegment>& io);
 
-    // Writes a part: its bytes, but each text through the converter of `io` if it has one.
+    // Writes a part: its bytes, with each text converted if `io` has a converter.
     void DumpConceptInfos(Hio<HSegment>& io);
     void DumpTraining(Hio<HSegment>& io, std::size_t iprofile);
 

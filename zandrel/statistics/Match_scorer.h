@@ -1,4 +1,5 @@
-// Match_scorer: what the sum of a category's weights is worth as a score.
+// Match_scorer: turns the sum of a category's weights into a score. The comment above
+// `adjust_match_value` in zeStat_matcher.cpp explains the formula, with an example.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_MATCH_SCORER_H_
 #define ZANDREL_STATISTICS_MATCH_SCORER_H_
@@ -16,14 +17,17 @@ namespace zandrel::detail {
 
 using Likelihood_table = std::array<double, Zandrel::LIKELIHOOD_SIZE>;
 
-// Where a score lies in a likelihood table. Tables are linear between the centres of their bins,
-// which lie at (i + 0.5) / 30: from the origin to the first centre, and flat behind the last. The
-// place is found once and serves the table of a profile and the average.
+// The place of a score in a likelihood table. A table is linear between the centres of its bins,
+// which are at (i + 0.5) / 30. It is also linear from the origin to the first centre, and flat
+// behind the last one. The place is computed once, for the table of a profile and for the average.
+//
+// For example, 0.51 is at 30 * 0.51 - 0.5 = 14.8, so its value is a fifth of the value of bin 14
+// plus four fifths of the value of bin 15.
 class Table_place {
 public:
     explicit Table_place(double score) : m_score(score) {
         const double position = score * Zandrel::LIKELIHOOD_SIZE - 0.5;
-        m_is_below = !(position >= 0.0);  // a score that is no number stays none
+        m_is_below = !(position >= 0.0);  // NaN is below too, and `value` returns NaN for it
         m_is_behind = position >= Zandrel::LIKELIHOOD_SIZE - 1;
         if (!m_is_below && !m_is_behind) {
             m_bin = static_cast<std::size_t>(position);
@@ -43,31 +47,31 @@ public:
 
 private:
     double m_score;
-    double m_part = 0.0;    // of the way from the centre of the bin to the next one
-    std::size_t m_bin = 0;  // whose centre is the last one that is not above the score
+    double m_part = 0.0;    // part of the way from the centre of `m_bin` to the next centre
+    std::size_t m_bin = 0;  // the last bin whose centre is not above the score
     bool m_is_below;        // below the first centre
     bool m_is_behind;       // at or behind the last centre
 };
 
-// The bin, of `count` equal ones from 0 to 1, in which a score falls. A score that is no number
-// falls in the first bin, one above 1 in the last.
+// Returns the bin of a score, of `count` equal bins from 0 to 1. NaN is in the first bin, and a
+// score above 1 in the last.
 inline int bin_of_score(double score, int count) noexcept {
     const double position = score > 0.0 ? count * score : 0.0;
     return static_cast<int>(std::min(count - 1.0, position));
 }
 
-// The score of a profile before the correction by likelihood if no concept of a message counts in
-// it. It depends on the additive term only.
+// The raw score of a profile for a message that has none of its features. It depends only on the
+// additive term.
 struct Rest_score {
     double additive_term;
     double raw;
 };
 
-// Turns sums into scores. It is made for each message, and reads what is the same for all
-// profiles once.
+// Turns sums into scores. It is made for each message, and reads the numbers that are the same for
+// all profiles only once.
 class Match_scorer {
 public:
-    // `rest_scores`: may lack profiles or be out of date; a score is then worked out.
+    // `rest_scores`: by profile. Scores that are missing or out of date are computed.
     // BORROWS: all but the total of the bag's weights.
     Match_scorer(const zeStat_storage& storage, const Likelihood_table& average,
                  const std::vector<Rest_score>& rest_scores, double total_weight)
@@ -100,14 +104,14 @@ public:
         return within_0_and_1(corrected(raw, profile));
     }
 
-    // The score of a profile of which none of the rules of `score` decides, and without the
-    // correction. The value is the sum by the total of the bag, plus the additive term.
+    // The raw score of a profile that none of the first rules of `score` decides. The value is the
+    // sum divided by the total of the bag, plus the additive term.
     static double score_of_value(double value) { return within_0_and_1(squashed(value)); }
 
     // Returns whether scores are corrected by the likelihood tables.
     bool corrects() const noexcept { return m_corrects; }
 
-    // False if the profile scores 0 or 1 whatever is in the bag.
+    // Returns false if the profile scores 0 or 1 whatever is in the bag.
     bool depends_on_sum(const zeStat_storage::Profile& profile) const {
         return !m_scores_nothing && !is_inactive(profile) && m_profile_count != 1.0 &&
                m_storage.m_num_msgs != profile.m_num_msgs;
@@ -118,8 +122,7 @@ public:
         if (!m_corrects) {
             return score;
         }
-        // How much the average counts: all for a profile without messages, nothing for one that
-        // has seen a thousand.
+        // The part of the average: 1 if the profile's histogram has no message yet, 0 from 1000 on.
         const int age = profile.m_likelihood_age;
         const double w =
             age < Zandrel::MAX_LIKELIHOOD_AGE ? m_profile_count / (age + m_profile_count) : 0.0;
@@ -134,18 +137,18 @@ private:
 
     static double squashed(double value) { return std::atan(kPi * value) / kPi + 0.5; }
 
-    // Rounding can lift a score of the tables above 1 by the last bit, and a table of a damaged
-    // record can lift it further. A score that is no number becomes 0.
+    // Rounding can make a corrected score greater than 1 by the last bit, and a table of a damaged
+    // record can make it greater still. NaN becomes 0.
     static double within_0_and_1(double score) { return score > 0.0 ? std::min(score, 1.0) : 0.0; }
 
-    // Returns true if the category has too few messages, or all others together have.
+    // Returns true if the category has too few messages, or if too few messages are outside it.
     bool is_inactive(const zeStat_storage::Profile& profile) const {
         const int num_msgs = profile.m_num_msgs;
         return num_msgs == 0 || num_msgs < m_storage.m_activation_inside || num_msgs > m_most_msgs;
     }
 
-    // A sum of 0 adds nothing to the additive term, whatever the total; but a total that is no
-    // number makes a score that is none.
+    // With a sum of 0, the value is the additive term, whatever the total. Only a total of NaN
+    // makes the value NaN.
     bool has_rest_score(int iprofile, const zeStat_storage::Profile& profile, double sum) const {
         const auto index = static_cast<std::size_t>(iprofile);
         return sum == 0.0 && !std::isnan(m_total_weight) && index < m_rest_scores.size() &&
@@ -157,7 +160,7 @@ private:
     const std::vector<Rest_score>& m_rest_scores;
     double m_total_weight;
     double m_profile_count;
-    std::int64_t m_most_msgs;  // of a profile that leaves enough to the others
+    std::int64_t m_most_msgs;  // of a profile, so that enough messages are outside it
     bool m_scores_nothing;     // the bag is empty, or the model too small
     bool m_corrects;
 };

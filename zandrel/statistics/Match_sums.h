@@ -1,4 +1,4 @@
-// add_weights: the sums of weights that a bag has for categories.
+// add_weights: adds the weights of a bag's concepts to the sums of categories.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_MATCH_SUMS_H_
 #define ZANDREL_STATISTICS_MATCH_SUMS_H_
@@ -9,7 +9,8 @@
 
 namespace zandrel::detail {
 
-// Adds the weights of a row, times that of an entry of a bag, to `sum_of(iprofile)`, a place.
+// Adds each weight of a row, times the weight of an entry of a bag, to the double that
+// `sum_of(iprofile)` refers to.
 template <class Sum_of>
 void add_row(const Match_table::Pairs& row, double entry_weight, Sum_of sum_of) {
     for (const Match_table::Concept_weight& pair : row) {
@@ -17,12 +18,13 @@ void add_row(const Match_table::Pairs& row, double entry_weight, Sum_of sum_of) 
     }
 }
 
-// Adds the weight of each entry of the bag, times the weight that a profile gives the concept, to
-// `sum_of(iprofile)`, a place. Each sum gets its addends in the order of the bag.
+// Does the same for each entry of the bag. Each sum gets its addends in the order of the bag. For
+// example, with the bag "ball 2, goal 1" and the rows ball = (sport 3, garden -1) and goal = (sport
+// 1.5), sport gets 2 * 3 and then 1 * 1.5, and garden 2 * -1.
 template <class Sum_of>
 void add_weights(const Match_table& table, const zeStat_storage& storage, const Clipped_bag& bag,
                  Sum_of sum_of) {
-    // Pairs of a stale table may name profiles that are gone.
+    // Pairs of a stale table may name profiles that were deleted.
     const bool is_stale = table.profile_end() > storage.profile_count();
     for (const zeSml::Concept_info& entry : bag.concepts()) {
         const auto row = table.find(entry.m_concept);

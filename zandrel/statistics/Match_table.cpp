@@ -1,12 +1,12 @@
 // How the weights of profiles become rows.
 //
 // The profiles' lists are columns of a matrix: for each profile, the concepts with their weights.
-// Scoring needs its rows. They come about by counting, as in a sort by buckets: a first pass counts
-// the pairs of each concept, then each row gets its place in one block, and a second pass fills it.
+// Scoring needs its rows. We make them by counting, as in a bucket sort: a first pass counts the
+// pairs of each concept, then each row gets its place in one block, and a second pass fills it.
 //
-// Example: the profile 0 has x = 1 and the profile 1 has y = 2 and x = -1. The first pass counts 2
-// pairs for x and 1 for y. So the block is [x x y], and the second pass fills it with 1 of 0, -1 of
-// 1, and 2 of 1.
+// Example: profile 0 has x = 1, and profile 1 has y = 2 and x = -1. The first pass counts 2 pairs
+// for x and 1 for y. So the block is [x x y]. The second pass fills it with the pairs (weight,
+// profile) (1, 0) (-1, 1) (2, 1).
 #include "zandrel/statistics/Match_table.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// The position of an info in a weight that nobody has looked up.
+// The position of an info in a weight whose concept was not looked up.
 constexpr std::uint32_t kNoInfo = std::numeric_limits<std::uint32_t>::max();
 
 constexpr std::size_t kLeastBlockSize = 1024;
@@ -31,7 +31,7 @@ void Match_table::compile(const std::vector<std::unique_ptr<zeStat_storage::Prof
     try {
         count_and_fill(profiles);
     } catch (...) {
-        clear();  // rows that are counted have no place yet
+        clear();  // some rows may have a count but no place yet
         throw;
     }
 }
@@ -46,15 +46,16 @@ void Match_table::count_and_fill(
             info_end = std::max(info_end, weight.m_info == kNoInfo ? 0 : weight.m_info + 1UL);
         }
     }
-    // The row of each weight, in the order of the weights: the second pass looks nothing up.
+    // The row of each weight, in the order of the weights, so that the second pass needs no
+    // look-up.
     std::vector<Pairs*> row_of;
     row_of.reserve(weight_count);
-    // By the position of the info. The last one is for weights that have none.
+    // By the position of the info. The last element is for weights without a position.
     std::vector<Rows::value_type*> known_rows(info_end + 1);
     for (const auto& profile : profiles) {
         for (const zeStat_storage::Weight& weight : profile->m_weights) {
             Rows::value_type*& known = known_rows[std::min<std::size_t>(weight.m_info, info_end)];
-            // The position is a guess: it may be that of another concept.
+            // The position is a guess: it may be the position of another concept.
             if (known == nullptr || !(known->first == weight.m_concept)) {
                 known = &*m_rows.try_emplace(weight.m_concept).first;
             }

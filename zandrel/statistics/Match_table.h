@@ -1,4 +1,4 @@
-// Match_table: leads from a concept to the profiles in which it counts.
+// Match_table: finds the profiles of which a concept is a feature.
 #ifndef ZANDREL_STATISTICS_MATCH_TABLE_H_
 #define ZANDREL_STATISTICS_MATCH_TABLE_H_
 
@@ -15,11 +15,10 @@
 
 namespace zandrel::detail {
 
-// A sparse matrix of weights with a row for each concept. The pairs of a row are side by side in
-// memory, in the order of their profiles' indices if `compile` has made them, and so are the rows:
-// scoring a message reads them from front to back.
+// A sparse matrix of weights with a row for each concept. The pairs of a row are neighbours in
+// memory. In a table that `compile` has made, they are in the order of the profiles' indices.
 //
-// It reads as a map from concepts to `Pairs`; rows come in by `compile` and `add` only.
+// It can be read like a map from concepts to `Pairs`. Only `compile` and `add` add rows.
 //
 // Errors: std::bad_alloc.
 // Threads: one at a time in the whole process, since the table shares its concepts with all others.
@@ -52,7 +51,7 @@ public:
     using Rows = concept_map<Pairs>;
     using const_iterator = typename Rows::const_iterator;
 
-    // No profile of the table is known to be in range.
+    // The value of `profile_end` if the greatest index of a profile is not known.
     static constexpr int kUnknown = std::numeric_limits<int>::max();
 
     Match_table() = default;
@@ -67,18 +66,18 @@ public:
     // the positions of infos are not known.
     void compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);
 
-    // Gives a concept a row of `count` pairs, to be filled by the caller. It replaces an old row.
+    // Gives a concept a row of `count` pairs, which the caller fills. It replaces an older row.
     std::span<Concept_weight> add(const Concept& added, std::size_t count);
 
     void clear() noexcept;
 
-    // Makes room for as many rows.
+    // Makes room for `count` rows.
     void reserve(std::size_t count) { m_rows.reserve(count); }
 
-    // Every pair's profile is at least 0 and below this; `kUnknown` after `add`.
+    // The index of every pair's profile is at least 0 and below this. It is `kUnknown` after `add`.
     int profile_end() const noexcept { return m_profile_end; }
 
-    // REQUIRES: that it is so.
+    // REQUIRES: the index of every pair's profile is at least 0 and below `end`.
     void set_profile_end(int end) noexcept { m_profile_end = end; }
 
     std::size_t size() const noexcept { return m_rows.size(); }

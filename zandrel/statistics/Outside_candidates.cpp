@@ -1,3 +1,4 @@
+// How the list is shortened and put in order, piece by piece, and how judgements are found again.
 #include "zandrel/statistics/Outside_candidates.h"
 
 #include <cstddef>
@@ -40,7 +41,7 @@ void Outside_candidates::order(std::size_t count) {
 
 Outside_candidates::Judgements& Outside_candidates::judgements(const Concept_judge& judge) {
     const Concept_judge::Outside_key key = judge.outside_key();
-    // The high bits of a product with this odd number depend on all bits of the key.
+    // A multiplicative hash: the high bits of the product depend on all bits of the key.
     const std::uint64_t hash = (key[0] ^ (key[1] << 1U)) * 0x9e3779b97f4a7c15U;
     Judgements& found = m_judgements[(hash >> 32U) % kJudgementsCount];
     if (found.m_key != key) {

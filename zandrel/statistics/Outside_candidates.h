@@ -18,24 +18,26 @@ namespace zandrel::detail {
 
 // A list of concepts with the greatest value first, and of equal values the greater text first.
 //
-// Most profiles look at few candidates of many, so the list is brought into order piece by piece:
-// reading a rank behind the ordered front orders three times as many more. A piece is found without
-// sorting the rest. For example, of 100,000 candidates the first 300 are found by one pass that
-// compares values, and only these are sorted.
+// Most profiles read few candidates of many, so the list is put in order piece by piece. If a rank
+// behind the ordered part is read, the ordered part becomes four times as long. A piece is found
+// without sorting the rest. For example, of 100,000 candidates the first 256 are found by one pass
+// that compares values, and only these are sorted.
 //
-// Of a model of a million concepts, the list of all candidates has 16 MB. So we keep only some
-// thousands, and collect again, with a greater limit, when a profile asks for more. For example,
-// with a limit of 1,000 we keep the candidates that come until there are 2,000. Then we leave out
-// the 1,000 that go last, and from then on take only those that go before the last of the others.
+// In a model of a million concepts, the list of all candidates has 16 MB. So we keep only some
+// thousands, and collect again, with a greater limit, when a profile needs more. For example, with
+// a limit of 1,000 we keep all candidates until there are 2,000. Then we leave out the last 1,000
+// in the order. From then on we take only candidates that come before the last of the remaining
+// ones.
 //
 // A candidate's judgement depends only on the message weight of the profile that lacks it. So
 // judgements are kept for up to 32 such weights. In a model of 1,000 categories with 50 texts each,
-// about 40 different weights occur.
+// there are about 40 different weights.
 class Outside_candidates {
 public:
     using Info_iterator = zeStat_storage::Concept_infos::iterator;
 
-    // A model can have millions, so a candidate has its position instead of a longer iterator.
+    // A model can have millions of candidates, so we store a position, which is shorter than an
+    // iterator.
     struct Candidate {
         double value;
         zeStat_storage::Concept_infos::Position position;  // in the table of all concepts
@@ -44,12 +46,12 @@ public:
     // BORROWS: the table of all concepts.
     explicit Outside_candidates(zeStat_storage::Concept_infos& infos) : m_infos(&infos) {}
 
-    // Forgets all candidates. Of those that are added next, at least the first `limit` in the order
-    // are kept, and at most twice as many. The others are left out.
+    // Forgets all candidates. Of the candidates that are added next, at least the first `limit` in
+    // the order are kept, and at most twice as many. The others are left out.
     // REQUIRES: limit > 0.
     void start(std::size_t limit);
 
-    // A value is a number. REQUIRES: nothing was ordered since `start`.
+    // REQUIRES: the value is not NaN; nothing was ordered since `start`.
     void add(double value, Info_iterator info) {
         const Candidate added = {value, m_infos->position(info)};
         if (m_has_left_out && !goes_before(added, m_last)) {
@@ -63,13 +65,14 @@ public:
 
     std::size_t limit() const noexcept { return m_limit; }
 
-    // Returns whether there are candidates behind those that are kept.
+    // Returns true if candidates were left out.
     bool has_left_out() const noexcept { return m_has_left_out; }
 
-    // Of those that are kept.
+    // The number of candidates that are kept.
     std::size_t size() const noexcept { return m_candidates.size(); }
 
-    // The candidate of this rank, from 0 on. REQUIRES: rank < size().
+    // The candidate of this rank, from 0 on.
+    // REQUIRES: rank < size().
     const Candidate& at(std::size_t rank) {
         if (rank >= m_ordered_count) {
             order(std::max(rank + 1, std::max(kFirstPiece, 4 * m_ordered_count)));
@@ -77,14 +80,14 @@ public:
         return m_candidates[rank];
     }
 
-    // Brings at least the first `count` into order; the rest follow in any order.
+    // Puts at least the first `count` candidates in order. The rest follow in any order.
     void order(std::size_t count);
 
     // The judgements of candidates for the profile of `judge`, by rank.
     // VALID UNTIL: it is called for a profile of another message weight.
     class Judgements {
     public:
-        // The judgement of the candidate of a rank. It keeps its address.
+        // Returns the judgement of the candidate of a rank. It does not move in memory.
         const Best_features::Feature& at(std::size_t rank, const Candidate& candidate,
                                          const Concept_judge& judge) {
             while (rank / kBlockSize >= m_blocks.size()) {
@@ -131,7 +134,7 @@ private:
     std::vector<Candidate> m_candidates;
     std::size_t m_limit = std::numeric_limits<std::size_t>::max();
     bool m_has_left_out = false;
-    Candidate m_last = {};  // those behind it are left out
+    Candidate m_last = {};  // candidates behind it are left out
     std::size_t m_ordered_count = 0;
     std::array<Judgements, kJudgementsCount> m_judgements;
 };

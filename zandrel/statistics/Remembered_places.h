@@ -1,4 +1,4 @@
-// Remembered_places: where the entries are that a slice of messages has used.
+// Remembered_places: the positions of the table entries that a slice of messages uses.
 #ifndef ZANDREL_STATISTICS_REMEMBERED_PLACES_H_
 #define ZANDREL_STATISTICS_REMEMBERED_PLACES_H_
 
@@ -8,25 +8,25 @@
 
 namespace zandrel::detail {
 
-// Taking a slice of messages out of a model looks up each concept in the table of all concepts and
-// in the profiles. Adding the slice again needs the same entries in the same order, and erased
-// entries have kept their places. So the first pass notes the positions, and the second one takes
-// them as guesses, which spares it the looks into the indexes.
+// To take a slice of messages out of a model, we look up each concept in the table of all concepts
+// and in the profiles. To add the slice again, we need the same entries in the same order, and
+// erased entries have kept their places. So the first pass notes the positions. The second pass
+// takes them as guesses, so that it need not search the indexes.
 //
-// A guess may be wrong: `concept_map` checks it.
+// A guess may be wrong: concept_map checks it.
 class Remembered_places {
 public:
     using Position = std::uint32_t;
 
     static constexpr Position kUnknown = 0xffffffffU;
 
-    // The pass that follows notes positions.
+    // Begins a pass that notes positions.
     void record() {
         m_places.clear();
         m_is_recording = true;
     }
 
-    // The pass that follows asks for them.
+    // Begins a pass that reads the positions as guesses.
     void replay() {
         m_next = 0;
         m_is_recording = false;
@@ -42,7 +42,7 @@ public:
         return !m_is_recording && m_next < m_places.size() ? m_places[m_next++] : kUnknown;
     }
 
-    // Returns whether the pass asks for positions.
+    // Returns true if there is a guess left.
     bool is_replaying() const noexcept { return !m_is_recording && m_next < m_places.size(); }
 
     // The guess that `guess` returns after `count` others.

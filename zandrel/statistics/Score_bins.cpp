@@ -1,13 +1,13 @@
-// Most scores need no exact arc tangent to find their bin: if a rough score falls in the same bin
-// with its greatest error added and taken away, so does the exact one between. For example, with 30
-// bins a rough score of 0.51 is in bin 15, which ends at 0.533, and so is the exact score. If two
-// bins are possible, the exact score decides.
+// Most scores need no exact arc tangent to find their bin. We add the greatest error to a rough
+// score, and subtract it. If both results are in the same bin, so is the exact score, which is
+// between them. For example, with 30 bins a rough score of 0.51 is in bin 15, which ends at 0.533,
+// and so is the exact score. If two bins are possible, we compute the exact score.
 //
 // Rough scores are of type float, since twice as many of them fit in a vector. Their rounding is
-// below a millionth. With more bins than a float can count, two bins are possible for any score.
+// below a millionth. With very many bins, two bins are possible for every score.
 //
-// This source is compiled with -fno-trapping-math. No result depends on it. Without it, g++ makes
-// no vector instructions of std::min and std::max, and the loop takes four times as long.
+// This source is compiled with -fno-trapping-math. No result depends on this option. Without it,
+// g++ makes no vector instructions of std::min and std::max, and the loop takes four times as long.
 #include "zandrel/statistics/Score_bins.h"
 
 #include "zandrel/statistics/Match_scorer.h"
@@ -26,7 +26,7 @@ void find_bins_of_values(const std::array<double, kValuesAtOnce>& values, int bi
     for (std::size_t i = 0; i < kValuesAtOnce; ++i) {
         const float position =
             rough_atan(static_cast<float>(kPi * values[i])) * scale + 0.5F * width;
-        // Written so that what is no number becomes 0.
+        // In this order of arguments, std::max turns NaN into 0.
         first[i] = static_cast<int>(std::min(width - 1.0F, std::max(0.0F, position - error)));
         last[i] = static_cast<int>(std::min(width - 1.0F, std::max(0.0F, position + error)));
         difference |= first[i] ^ last[i];

@@ -10,12 +10,12 @@
 
 namespace zandrel::detail {
 
-// How far `rough_atan` is from the real one at most.
+// The greatest error of `rough_atan`.
 constexpr double kRoughAtanError = 2e-5;
 
-// The arc tangent at a part of its price: a polynomial whose error is below 1.2e-5 between -1 and
-// 1; outside we use that atan(x) = pi / 2 - atan(1 / x). It has no branches, so that the compiler
-// can make vector instructions of a loop.
+// An approximation of the arc tangent. Between -1 and 1 it is a polynomial with an error
+// below 1.2e-5. For x > 1 we use that atan(x) = pi / 2 - atan(1 / x). It has no branches, so that
+// the compiler can make vector instructions of a loop.
 template <class Number>
 [[gnu::always_inline]] inline Number rough_atan(Number x) noexcept {
     const auto number = [](double value) { return static_cast<Number>(value); };
@@ -33,11 +33,11 @@ template <class Number>
     return std::copysign(start + sign * within_1, x);
 }
 
-// Values that are looked at together, so that the compiler can use vector instructions.
+// The number of values of one call, so that the compiler can use vector instructions.
 constexpr std::size_t kValuesAtOnce = 16;
 
-// Finds the bin, of `bin_count`, of `Match_scorer::score_of_value` of each value, and writes them
-// to `bins`.
+// Computes the score of each value, as `Match_scorer::score_of_value` does, and writes the bins of
+// the scores to `bins`. There are `bin_count` equal bins from 0 to 1.
 void find_bins_of_values(const std::array<double, kValuesAtOnce>& values, int bin_count,
                          int* bins) noexcept;
 

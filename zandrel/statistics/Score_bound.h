@@ -1,4 +1,4 @@
-// Score_bound: a number that a category's score cannot exceed, at a part of the price of the score.
+// Score_bound: an upper bound of a category's score, which costs less than the score.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_SCORE_BOUND_H_
 #define ZANDREL_STATISTICS_SCORE_BOUND_H_
@@ -14,19 +14,19 @@
 
 namespace zandrel::detail {
 
-// A range of raw scores, and the bins of a likelihood table whose centres are around it.
+// A range of raw scores, and the bins of a likelihood table whose centres are around the range.
 struct Score_range {
     double greatest;
-    std::array<std::uint8_t, 3> bins;  // in order; the last one may be there twice
+    std::array<std::uint8_t, 3> bins;  // in order; the last one may be repeated
 };
 
-// Leads from the argument x of a raw score, atan(pi * x) / pi + 0.5, to a short range with the
-// score.
+// Finds a short range that contains the raw score atan(pi * x) / pi + 0.5 of a value x.
 //
 // A rational function replaces the arc tangent: with v = pi * x, v / (1 + |v|) rises from -1 to 1
-// too, and costs one division. Its values are cut into 256 equal ranges, and of each we know the
-// scores at both ends. For example, x = 0.1 gives v = 0.314 and 0.239, which is in the range from
-// 30/128 to 31/128. The scores there are 0.5946 to 0.5984, and the exact score is 0.5969.
+// too, and costs one division. Its values are divided into 256 equal ranges, and a table has the
+// scores at both ends of each. For example, x = 0.1 gives v = 0.314 and 0.239, which is in the
+// range from 30/128 to 31/128. The scores there are 0.5946 to 0.5984, and the exact score is
+// 0.5969.
 class Score_ranges {
 public:
     static const Score_ranges& instance() {
@@ -34,7 +34,7 @@ public:
         return ranges;
     }
 
-    // Returns null for an argument that is infinite or no number.
+    // Returns null for an infinite value and for NaN.
     const Score_range* find(double x) const noexcept {
         const double v = kPi * x;
         const double place = v / (1.0 + std::abs(v)) * kHalf + kHalf;
@@ -75,17 +75,16 @@ private:
     std::array<Score_range, 2 * kHalf + 1> m_ranges;  // the last one is for large arguments
 };
 
-// A message that is wanted for its best category only needs few exact scores: those of categories
-// whose bound reaches the best score so far. With 150 categories, a score took 190 instructions, of
-// which the arc tangent took 60, and the scores were half of the time of a classification. A bound
+// If only the best category is wanted, few exact scores are needed: those of the categories whose
+// bound is not below the best score so far. With 150 categories, a score took 190 instructions, of
+// which the arc tangent took 60, and the scores took half of the time of a classification. A bound
 // takes 75.
 //
 // The bound replaces each step of a score by one that cannot be less:
 //
 // 1. A range replaces the arc tangent.
 // 2. A likelihood table is linear between the centres of its bins, so its values in the range
-// cannot
-//    exceed the greatest of the entries around the range.
+//    cannot exceed the greatest of the entries around the range.
 // 3. The blend of the profile's own table and of the average is never above the greater of both.
 //
 // For example, the range 0.5946 to 0.5984 is between the centres of the bins 17 and 18, 0.5833 and
@@ -101,11 +100,11 @@ public:
           m_msg_count(storage.m_num_msgs),
           m_corrects(storage.m_use_likelihood_in_match && storage.m_use_train_likelihood) {}
 
-    // The score of the profile with this sum is below the bound by 1e-9 at least.
+    // Returns the bound. The score of the profile with this sum is less than it by 1e-9 at least.
     // REQUIRES: the model has more than one profile.
     double of(const zeStat_storage::Profile& profile, double sum) const noexcept {
-        // The same argument as for the exact score, to the last bit: sum and additive term may
-        // cancel each other out.
+        // The value is computed as for the exact score, to the last bit. Another way would round
+        // differently, and the difference is large where sum and additive term nearly cancel out.
         const Score_range* const range = m_ranges.find(sum / m_total_weight + profile.m_M);
         // Only a damaged model has an age below 0, for which the blend is not between both tables.
         if (range == nullptr || profile.m_num_msgs == m_msg_count || profile.m_likelihood_age < 0) {
@@ -120,12 +119,12 @@ private:
     static constexpr double kAny = 2.0;      // no score is above 1
     static constexpr double kMargin = 2e-9;  // 1e-9, and more than all rounding
 
-    // By value, since a compiler makes branches of the references of std::max.
+    // By value: compilers make a branch of std::max, which takes and returns references.
     static double greater(double left, double right) noexcept {
         return left > right ? left : right;
     }
 
-    // Of both tables; the score of a table with an entry below 0 may still be 0.
+    // The greatest entry of both tables around the range, but at least 0, as every score is.
     double greatest_value(const Likelihood_table& own, const Score_range& range) const noexcept {
         double greatest = 0.0;
         for (const std::uint8_t bin : range.bins) {

@@ -1,4 +1,4 @@
-// Setting: one row of the table of settings, kSettings in zeStat_storage.h.
+// Setting: one row of the table of settings, Setting_table::kRows in zeStat_storage.h.
 //
 // A setting of the models has four places: a field of zeDefaults, a flag of zeSetDefaults, a member
 // of zeStat_storage, and a key of options files. A setting of the container only has a field of
@@ -55,7 +55,8 @@ struct Setting_place {
 
 namespace detail {
 
-// An integer type keeps the low bits of a number that is too large: as a byte, 263 is 7.
+// Converts a number to the type of a setting. An integer type keeps the low bits of a number that
+// is too large: as a byte, 263 is 7.
 template <class Value>
 constexpr Value number_as(double number) {
     if constexpr (std::is_same_v<Value, bool>) {
@@ -136,9 +137,10 @@ struct Setting {
     const char* name = nullptr;
     bool has_key = true;
     Setting_kind kind = Setting_kind::integer;
-    // Whether the field is a double. If its kind is integer, a text is read without its fraction.
+    // True if the field is a double. If the kind is integer all the same, a text is read without
+    // its fraction.
     bool is_real = false;
-    // What the program takes of an integer. The library takes every number.
+    // The integers that the program accepts. The library accepts every number.
     Setting_range range = {0, kGreatestInt};
     // The library raises a smaller number of an options file to this one.
     double least_taken = -std::numeric_limits<double>::infinity();
@@ -148,13 +150,13 @@ struct Setting {
     Setting_place<zeDefaults> in_defaults;
     Setting_place<zeConfig> in_config;
 
-    // A setting of zeDefaults has the following too, all others none of them.
+    // Only a setting of zeDefaults has these three.
     bool& (*flag)(zeSetDefaults& flags) = nullptr;
     Setting_place<zeStat_storage> in_model;
-    // Gives a model a new value, with what follows from it.
+    // Gives a model a new value. A setter of the model may then change other members too.
     void (*give_model)(zeStat_storage& model, double value) = nullptr;
 
-    // What differs from the rule for the type of the field.
+    // The following functions change a part of the row where it differs from the rule for the type.
 
     constexpr Setting within(std::int64_t least, std::int64_t greatest) const {
         Setting changed = *this;

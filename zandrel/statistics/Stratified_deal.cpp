@@ -1,3 +1,4 @@
+// The messages are sorted into lists by category when they are added; `deal` then reads the lists.
 #include "zandrel/statistics/Stratified_deal.h"
 
 namespace zandrel::detail {

@@ -13,11 +13,14 @@ struct zeNode;
 namespace zandrel::detail {
 
 // Takes positions of messages with their categories, and deals them like cards: category by
-// category, each message of one to another part. A message of several categories counts for one of
-// them, in turn; those of none come last.
+// category, each message to the next part. A message of several categories counts for only one of
+// them, and the next such message for another one. Messages without a category come last.
 //
-// There is no chance in it: the parts follow from the order of the messages alone, since the
-// categories are dealt in the order in which they were first met.
+// For example, the messages 0, 1 and 3 are in sport, and 2 and 4 in garden. Dealt to two parts in
+// the order 0 1 3 2 4, part 0 gets 0, 3 and 4, and part 1 gets 1 and 2.
+//
+// Nothing is random: the parts depend only on the order of the messages, since the categories are
+// in the order in which they were first added.
 class Stratified_deal {
 public:
     void add(unsigned int position, const std::vector<zeNode*>& cats);

@@ -1,4 +1,4 @@
-// Text_ranks: the order of many tables by text, from one sort of the texts.
+// Text_ranks: sorts many tables by text, with one sort of the texts.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_TEXT_RANKS_H_
 #define ZANDREL_STATISTICS_TEXT_RANKS_H_
@@ -16,8 +16,8 @@
 
 namespace zandrel::detail {
 
-// The table of all concepts of a model has nearly every concept that its profiles have. So we sort
-// its texts once and number them, and put each profile in order by comparing numbers.
+// The table of all concepts of a model has nearly every concept of its profiles. So we sort its
+// texts once and number them, and then sort each profile by these numbers.
 //
 // For example, the table has "soup", "goal" and "price" at the positions 0, 1 and 2, so their ranks
 // are 2, 0 and 1. A profile with "soup" at its position 0 and "price" at its position 1 has the
@@ -28,8 +28,8 @@ class Text_ranks {
 public:
     using Entry = typename concept_map<Value>::value_type;
 
-    // BORROWS: the table, which must not change. `take` is called with each entry, in the order of
-    // the texts.
+    // BORROWS: the table, which must not change. Calls `take` with each entry, in the order of the
+    // texts.
     template <class Take>
     Text_ranks(const concept_map<Value>& table, Take&& take)
         : m_table(table), m_ranks(table.position_limit()) {
@@ -70,14 +70,14 @@ public:
 
 private:
     static constexpr std::size_t kBytes = 256;
-    static constexpr std::size_t kAhead = 16;  // a load is announced so many entries earlier
+    static constexpr std::size_t kAhead = 16;  // loads begin so many entries earlier
 
     struct Placed : Text_placed<Entry> {
         std::uint32_t position;
     };
 
-    // Begins to load an entry and its text before it is taken: in the order of the texts both are
-    // all over the memory.
+    // Begins to load an entry and its text before `take` is called. In the order of the texts, they
+    // are spread over the memory.
     static void announce(const std::vector<Placed>& entries, std::size_t taken) {
         if (taken + 2 * kAhead < entries.size()) {
             prefetch(entries[taken + 2 * kAhead].entry);
@@ -87,8 +87,9 @@ private:
         }
     }
 
-    // The positions of the entries by the first bytes of their texts. Sorting the texts of one byte
-    // at a time takes little memory: what is sorted has six times the size of a position.
+    // The positions of the entries, by the first bytes of their texts. Only the texts of one first
+    // byte are sorted at a time. That needs little memory, though an element of the sort is six
+    // times as large as a position.
     class Buckets {
     public:
         explicit Buckets(const concept_map<Value>& table) : m_positions(table.size()) {
@@ -102,7 +103,7 @@ private:
             place(table, bytes);
         }
 
-        // Makes `entries` those of one bucket.
+        // Replaces `entries` by the entries of one bucket.
         void fill(std::size_t byte, const concept_map<Value>& table,
                   std::vector<Placed>& entries) const {
             entries.clear();
@@ -133,8 +134,8 @@ private:
         std::array<std::size_t, kBytes> m_ends = {};  // of the buckets
     };
 
-    // Fills in the rank and the position of each entry, the rank in the high half. Returns false if
-    // an entry has no rank.
+    // Makes a key of each entry: the rank in the high half, the position in the low half. Returns
+    // false if an entry has no rank.
     template <class Other>
     bool has_keys(const concept_map<Other>& other, std::vector<std::uint64_t>& keys) const {
         keys.reserve(other.size());

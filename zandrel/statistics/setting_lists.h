@@ -1,5 +1,5 @@
-// What the library does with lists of settings: find the rows of their names, check that a list
-// names every row once, and write and read the rows of a record.
+// Operations on lists of settings: find the rows of names, check that a list names every row once,
+// and write and read the settings of a record.
 // Not installed: the library's own.
 //
 // Files and callers depend on four orders of the settings, all different. Each order is a list of
@@ -59,8 +59,7 @@ constexpr int count_of(std::string_view name, std::initializer_list<Setting_name
     return count;
 }
 
-// Returns whether the lists together name every row once for which `is_wanted` is true, and no
-// other row.
+// Returns true if the lists together name each wanted row once, and no other row.
 template <class Is_wanted>
 constexpr bool name_each_once(std::initializer_list<Setting_names> lists, Is_wanted is_wanted) {
     for (const Setting& setting : Setting_table::kRows) {
@@ -154,7 +153,8 @@ void load_rows(Hio<HSegment>& io, const Rows& rows, Record& record) {
     }
 }
 
-// Both records end alike. Between their last settings are a marker and 185 bytes that are reserved.
+// The records of zeDefaults and zeStat_storage have the same end. A marker and 185 reserved bytes
+// are among its settings.
 inline constexpr std::string_view kBeforeMarker[] = {"LearnSpeedScale", "UseNormalization"};
 inline constexpr std::string_view kAfterMarker[] = {"WeakenSmallCatsFactor", "MaxPsSize"};
 inline constexpr std::string_view kLast[] = {"MainSmlWeight", "KeywordsSmlWeight", "TitleSmlWeight",
@@ -171,7 +171,7 @@ void dump_end_of_settings(Hio<HSegment>& io, const Record& record) {
     dump_rows(io, kRowsOf<kLast>, record);
 }
 
-// A marker of 0 is that of the older form, where the eight bytes of the factor have no meaning.
+// In the older form the marker is 0, and the eight bytes of the factor have no meaning.
 template <class Record>
 void load_end_of_settings(Hio<HSegment>& io, Record& record) {
     load_rows(io, kRowsOf<kBeforeMarker>, record);

@@ -1,4 +1,6 @@
-// The course of learning: a batch, its sub-bulks, and the steps of each.
+// The course of learning: a batch is divided into sub-bulks. For each of them the messages are
+// counted, the features selected, and concepts that are not needed deleted. The first one of a run
+// also scales old counts down.
 #include "zandrel/statistics/zeStat_diet_learner.h"
 
 #include <algorithm>
@@ -19,11 +21,11 @@ namespace {
 
 const Trace_file s_trace_file("zeStat_diet_learner.cpp");
 
-// Sub-bulks of a batch that has fewer messages than that: more would be empty, and a bag of
-// absurd weight could ask for billions.
+// The most sub-bulks of a batch that has fewer messages than this. Further ones would be empty, and
+// a bag with a huge weight could ask for billions.
 constexpr int kMostEmptySubBulks = 10000;
 
-// The nearest number of the type, towards 0.
+// Converts to an integer: drops the fraction, and limits the value to the range of the type.
 template <class Integer>
 Integer cut(double value) {
     constexpr Integer kLeast = std::numeric_limits<Integer>::min();
@@ -52,7 +54,7 @@ void zeStat_diet_learner::init_optional_flags() {
         return;
     }
     has_looked = true;
-    // The look-up enters the key with an empty value if it is missing.
+    // If the key is missing, this adds it with an empty value.
     if (g_test_zandrel_opts != nullptr) {
         g_use_geom_average = g_test_zandrel_opts->options["GeomAverage"] == "1";
     }
@@ -74,9 +76,9 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
         build_subcorpuses(view, sub_bulk_count, parts);
         int number = 1;
         for (zeCorpus_view& part : parts) {
-            // Each bulk selects the features of all profiles, so we leave out those without a
-            // message. The first one makes room. It always runs: messages are dealt from it on, and
-            // only a view with messages asks for a second one.
+            // Each bulk selects the features of all profiles, so we skip bulks without a message.
+            // The first bulk, which scales old counts, is never skipped: it gets the first message,
+            // and a view without messages has only one bulk.
             if (!part.msgs.empty()) {
                 tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
                 learn_bulk(part, first && number == 1);
@@ -85,7 +87,7 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
             ++number;
         }
     }
-    m_not_finite.clear();  // other steps may follow, on another corpus
+    m_not_finite.clear();  // the next call may be for another corpus
     trace(s_trace_file, kTraceDebug, "Learning completed");
 }
 
@@ -108,7 +110,7 @@ int zeStat_diet_learner::count_sub_bulks(zeCorpus_view& view) {
     return sub_bulk_count;
 }
 
-// Half of what the bags weigh: many concepts come more than once.
+// We estimate half of the weight of the bags, since many concepts occur more than once.
 long long zeStat_diet_learner::estimate_concept_count(zeCorpus_view& view) {
     long long total = 0;
     m_not_finite.clear();
@@ -134,7 +136,7 @@ void zeStat_diet_learner::build_subcorpuses(zeCorpus_view& view, int count,
         if (m_not_finite.count(entry.index) == 0) {
             deal.add(static_cast<unsigned int>(position), entry.cats);
         } else {
-            out.front().msgs.push_back(entry);  // counting skips it there with a trace
+            out.front().msgs.push_back(entry);  // training skips it and traces that
         }
     }
     deal.deal(out.size(), [&view, &out](std::size_t part, unsigned int position) {
@@ -150,7 +152,7 @@ void zeStat_diet_learner::learn_bulk(zeCorpus_view& view, bool first) {
     check_interrupt();
     train_bulk(view);
     check_interrupt();
-    // The weights then stand for the new state, and the marks of what is selected are fresh.
+    // Deletion needs the marks of a selection that knows the new messages.
     zeStat_trainer trainer(*m_storage);
     trainer.calculate_feature_selection();
     eliminate_features(false);

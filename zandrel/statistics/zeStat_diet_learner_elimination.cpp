@@ -1,4 +1,9 @@
-// The diet of zeStat_diet_learner: which concepts a model gives up after a bulk.
+// The diet of zeStat_diet_learner: which concepts are deleted from a model after a bulk.
+//
+// For example, MinPsSize is 2000 and MaxPsSize 4000, and a profile has 4500 concepts, of which 1000
+// are selected. Of the other 3500, 300 have no protection and a small weight. First these 300 are
+// deleted, since they are fewer than the 2500 above MinPsSize. Then there are 4200, so the 200
+// lightest of the 3200 that are not selected are deleted too.
 #include "zandrel/statistics/zeStat_diet_learner.h"
 
 #include <algorithm>
@@ -38,13 +43,15 @@ void zeStat_diet_learner::eliminate_features(bool only_touched) {
     m_storage->compact();
 }
 
-// A profile that is newer than the count came with the bulk.
+// A profile that is newer than the counts was added by the bulk.
 bool zeStat_diet_learner::is_touched(int iprofile) const {
     const auto index = static_cast<std::size_t>(iprofile);
     return index >= m_num_msgs4profile.size() || m_num_msgs4profile[index] != 0;
 }
 
-// A fraction of the rate of a concept seen once, as a weight; 0 if weight shall play no part.
+// Returns the weight below which a concept may be deleted, or 0 if any may be: the weight of a
+// concept that was seen once, divided by DeletePFactor. For example, with a total weight of 200, a
+// total of the bags of 4000 and a factor of 1.25, it is 200 / (1.25 * 4000) = 0.04.
 double zeStat_diet_learner::deletion_floor() const {
     const double factor = m_storage->m_delete_P_factor;
     return factor == 0.0 ? 0.0

@@ -1,3 +1,5 @@
+// The side of zeStat_matcher that scores messages: sums, scores and explanations. The comment above
+// `adjust_match_value` explains the score with an example.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <algorithm>
@@ -85,7 +87,7 @@ void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double
     for (int iprofile = 0; iprofile < profile_count; ++iprofile) {
         const double score = scorer.score(iprofile, sums.of(iprofile));
         zeNode* const category = m_storage->profile(iprofile).m_node;
-        // A profile whose node was lost in a replacement is nobody's result.
+        // A profile without a node, which `global_replace` can leave, is no result.
         if (category == nullptr || (use_thresholds && node_score * score < category->m_threshold)) {
             continue;
         }
@@ -95,11 +97,11 @@ void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double
     }
 }
 
-// The first exact score is that of the profile with the greatest bound, so that it excludes most
-// others.
+// First we compute the exact score of the profile with the greatest bound. It is probably the best
+// score, so it excludes most other profiles: those with a bound below it.
 void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) const {
     if (m_storage->profile_count() == 1) {
-        add_answers(sums, results, 1.0, false);  // the bounds are for models of more
+        add_answers(sums, results, 1.0, false);  // bounds need more than one profile
         return;
     }
     constexpr double kNobody = -1.0;  // below the bound of any category
@@ -140,7 +142,7 @@ zeStat_matcher::Sums zeStat_matcher::sum_up(const zeSml& bag) {
 std::vector<double> zeStat_matcher::take_sums(const Clipped_bag& bag) {
     std::vector<double> sums(m_storage->m_profiles.size());
     for (std::size_t i = 0; i < sums.size(); ++i) {
-        // Mostly 0, and then a classification writes nothing to the model.
+        // An accumulator is nearly always 0, and then a classification does not write to the model.
         double& accumulator = m_storage->m_profiles[i]->m_match_value;
         if (accumulator != 0.0) {
             sums[i] = std::exchange(accumulator, 0.0);
@@ -238,6 +240,44 @@ const float* zeStat_matcher::find_weight(const Concept& wanted, int iprofile) co
     return nullptr;
 }
 
+// The score of a category for a message. Match_scorer computes it.
+//
+// Example: the model of two categories and four messages at the top of Feature_selector.cpp. Its
+// features are
+//
+//     sport    rose -2.5634, ball  2.9989, goal  1.4995    additive term -0.2745
+//     garden   rose  3.6057, ball -1.1492, goal -1.8028    additive term -0.3274
+//
+// and the message has the bag "the 2, ball 2, goal 1", with the total 5.
+//
+// 1. Sum: each weight of a feature times the weight of the concept in the bag. The concept
+//    "the" is no feature. The setting ClipValue is a ceiling for the weights in the bag.
+//        sport    2 * 2.9989 + 1 * 1.4995 =  7.4973
+//        garden   2 * -1.1492 - 1 * 1.8028 = -4.1012
+// 2. Value: x = sum / total + additive term. A typical member of the category has x = 1, and a
+//    typical message from outside has x = -1.
+//        sport    7.4973 / 5 - 0.2745 =  1.2250
+//        garden  -4.1012 / 5 - 0.3274 = -1.1476
+// 3. Raw score: atan(pi * x) / pi + 0.5, which is between 0 and 1, and 0.5 at x = 0.
+//        sport    0.9191
+//        garden   0.0861
+// 4. Correction by the likelihood tables, if they are in use. A table has a value for each of 30
+//    bins and is linear between their centres, (i + 0.5) / 30. The score 0.9191 is at 30 * 0.9191 -
+//    0.5 = 27.073, so 7.3 % of the way from the centre of bin 27 to that of bin 28. Let the table
+//    of sport have 0.8 in both bins, and that of garden 0.6.
+//
+//    - Average table (`build_avg_likelihood`): each table counts by its age, the number of messages
+//      in its histogram, here 4. A prior counts as 30 messages and says that a score is its own
+//      likelihood. So bin 27 has (30 * 27.5 / 30 + 4 * 0.8 + 4 * 0.6) / (30 + 4 + 4) = 0.8711. Bin
+//      28 has 0.8974, and so the score has 0.8711 + 0.073 * 0.0263 = 0.8730.
+//    - The average counts w = 2 / (4 + 2) = 1/3: there are 2 categories, and the age of sport is 4.
+//      From the age 1000 on it counts nothing.
+//    - 0.99 * (w * 0.8730 + (1 - w) * 0.8) + 0.01 * 0.9191 = 0.8253. The last addend keeps two
+//      different raw scores different where a table is flat.
+//
+// Some scores need no sum. An empty bag scores 0, and so does a category without messages or with
+// fewer than the Activation settings require. Otherwise a category that has all messages of the
+// model, or is its only one, scores 1.
 double zeStat_matcher::adjust_match_value(zeSml& sml, int& iprofile) {
     const double sum = std::exchange(m_storage->profile(iprofile).m_match_value, 0.0);
     return scorer_for(sml.m_total_weight).score(iprofile, sum);

@@ -27,20 +27,21 @@ class Match_scorer;
 struct Rest_score;
 }  // namespace zandrel::detail
 
-// Sits at a node whose children are categories. It owns no statistics: it points at a
-// zeStat_storage and compiles the features selected there into a table from each concept to the
-// profiles in which it counts, so scoring a message costs one look-up per concept of its bag and
-// one pass over the profiles, however many categories there are.
+// The classifier of a node whose children are categories. It owns no statistics: it points at a
+// zeStat_storage, and compiles the features that were selected there into a table from each concept
+// to the profiles that have it as a feature. So scoring a message costs one look-up for each
+// concept of its bag and one pass over the profiles.
 //
-// A category's raw score is the sum of weight times concept weight, scaled to the bag's total,
-// shifted by the profile's additive term and squashed by an arctangent to between 0 and 1. Where
-// likelihood tables exist the score becomes their estimate of the chance that a message with this
-// score belongs to the category.
+// For a category's raw score, the weights of the features in the bag are summed and divided by the
+// bag's total, and the profile's additive term is added. An arc tangent maps the result to 0..1.
+// Likelihood tables then correct it: they estimate the probability that a message with this score
+// belongs to the category. `adjust_match_value` in zeStat_matcher.cpp has an example.
 //
-// The table is stale from the moment the storage changes until `feed` has run. A pair in a stale
-// table whose profile is gone counts for nothing.
+// The table is stale from a change of the storage until the next `feed`. Pairs of a stale table
+// whose profile was deleted are ignored.
 //
-// Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and what the manager's interruption raises.
+// Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and the exceptions of the manager's
+// interruption.
 // Threads: one at a time in the whole process. The steps of a score and `classify_concepts` write
 // to the profiles' accumulators; classifying does so only where one is not 0. All count concepts.
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
@@ -48,38 +49,38 @@ public:
     // One entry of the table.
     using Concept_weight = zandrel::detail::Match_table::Concept_weight;
 
-    // One line of the explanation of a score.
+    // One line of an explanation of a score.
     struct Concept_score {
         Concept m_concept;
-        double m_score = 0.0;  // what the category would score if this concept were missing
+        double m_score = 0.0;  // the category's score if this concept were missing
     };
 
     // Points at the storage and compiles its table.
     // BORROWS: `node`, which may be null, and `storage`.
     zeStat_matcher(zeManager* manager, zeNode* node, zeStat_storage& storage, bool add_children);
-    // Without an id, a storage and a table, to be read from a record before any use.
+    // A matcher without id, storage and table. `Load` has to read a record before any use.
     zeStat_matcher();
     ~zeStat_matcher() override;
 
     unsigned int GetType() const override { return ZE_STAT; }
 
-    // Writes the table, its concepts in the order of their texts, and the storage as an object of
-    // its own.  REQUIRES: the manager has a zeIO.
+    // Writes the table, its concepts in the order of their texts, and the storage as a separate
+    // object.  REQUIRES: the manager has a zeIO.
     void Dump(Hio<HSegment>& io) const override;
-    // Reads what follows the node, and the storage.
-    // RAISES: what the stream and the storage raise; the assertion "m_storage" for an object that
-    // is none; qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a pair whose
-    // profile is not in the model or whose weight is not finite.
+    // Reads the record from behind the node on, and the storage.
+    // RAISES: the exceptions of the stream and of the storage; the assertion "m_storage" if the
+    // object is not a storage; qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a
+    // pair whose profile is not in the model or whose weight is not finite.
     void Load(Hio<HSegment>& io);
 
     // Compiles the table from the profiles' lists of weights, which it empties. If no profile has
-    // any, features are selected first. The children of `m_node` are unlinked and, if
-    // `add_children` is true, those of the profiles become its children.
+    // any, features are selected first. The children of `m_node` are unlinked. If `add_children` is
+    // true, the nodes of the profiles become its children.
     void feed(zeStat_storage& storage, bool add_children);
 
     // Adds every category whose score `results` accepts. With `use_thresholds`, a category is left
-    // out whose score times `node_score` lies below its node's threshold. A score starts with what
-    // the profile's accumulator holds, which is reset if it is not 0.
+    // out if its score times `node_score` is less than its node's threshold. Each sum starts with
+    // the value of the profile's accumulator, which is reset if it is not 0.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
 
@@ -93,53 +94,54 @@ public:
         double of(int iprofile) const { return by_profile[static_cast<std::size_t>(iprofile)]; }
     };
 
-    // Adds the weights of a bag up, and resets the accumulators.
+    // Sums the weights of a bag, and resets the accumulators.
     Sums sum_up(const zeSml& bag);
     // Adds every category, as `classify` does.
-    // REQUIRES: sums of this matcher, which has not changed since.
+    // REQUIRES: sums of this matcher, and no change of the matcher or its storage since `sum_up`.
     void add_answers(const Sums& sums, zeResult_set& results, double node_score,
                      bool use_thresholds) const;
     // Adds only the categories that may be the best, as `classify` does without thresholds. The
     // score of each other category is less than the best score by 1e-9 at least.
-    // REQUIRES: likewise.
+    // REQUIRES: as `add_answers`, and likelihood tables within 0 and 1, as training and files give.
     void add_best_answers(const Sums& sums, zeResult_set& results) const;
 
     // Explains one category's score, which it returns: replaces `scores` by one line for each
-    // concept of the message's bag, in the bag's order. Without a bag it returns 0 and leaves
-    // `scores` alone. It starts with the profile's accumulator and resets it.
+    // concept of the message's bag, in the bag's order. Without a bag it returns 0 and does not
+    // change `scores`. The sum starts with the profile's accumulator, which is reset.
     // REQUIRES: a profile of the category, or the assertion "!m_storage->end(iprofile)" fires.
     double classify_concepts(zeMsg& msg, zeNode*& category, std::vector<Concept_score>& scores);
     void get_all_categories(std::vector<zeNode*>& cats) override;
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
-    // Training. All of it ends with a newly compiled table. An interruption leaves the table as it
-    // was and the model half-way: see zeStat_trainer and zeStat_diet_learner.
+    // Training. Each function compiles the table at its end. After an interruption the table is
+    // unchanged, and the model is incomplete: see zeStat_trainer and zeStat_diet_learner.
 
-    // Counts the messages of the view; they join those that the model holds.
+    // Counts the messages of the view, in addition to the messages of the model.
     void train(zeCorpus_view& view);
-    // Takes in new messages at a fixed size of the model. `first` is true for the first bulk of a
-    // run, which makes room for it.
+    // Learns new messages without a growth of the model. `first` is true for the first bulk of a
+    // run: it scales old counts down.
     void learn(zeCorpus_view& view, bool first);
     // Starts the model from keywords, titles and canned texts; see zeStat_trainer::bootstrap.
     void bootstrap(zeCorpus_view& view);
 
-    // Categories. A table that is not compiled anew (`refeed`) is stale.
+    // Categories. Without `refeed` the table is stale afterwards.
 
     // Gives the category an empty profile and makes it a child of the node.
-    // RAISES: 0 "Category "%s" already exists." for one that has a profile (which is emptied all
-    // the same) or is a child, and for a matcher without a node, after adding the profile.
+    // RAISES: 0 "Category "%s" already exists." if the category has a profile, which is emptied all
+    // the same, or if it is a child already, or if the matcher has no node. In the last two cases
+    // the profile was added.
     void add_cat(zeNode*& cat);
-    // Forgets what the category has learned. With `remove_concepts` its concepts are taken out of
-    // the table of all concepts too.
+    // Empties the category's profile. With `remove_concepts`, also subtracts its weights from the
+    // table of all concepts.
     // RAISES: 1 "Category "%s" does not exist.".
     void clear_cat(zeNode*& cat, bool refeed, bool remove_concepts);
     // Deletes the category's profile and unlinks it from the node.
-    // RAISES: 1 "Deleted category "%s" does not exist." without a profile, and then nothing has
-    // changed, or without that child or a node, when the profile is gone.
+    // RAISES: 1 "Deleted category "%s" does not exist." if it has no profile, and then nothing has
+    // changed; or if it is no child or the matcher has no node, and then the profile was deleted.
     void delete_cat(zeNode*& cat, bool refeed, bool remove_concepts);
 
-    // What an edit needs, in terms of the operations above. `rebuild_table` is `feed`, which
-    // selects the features of the remaining categories anew.
+    // The operations of an edit of the tree. They use the functions above. `rebuild_table` calls
+    // `feed`, which selects the features of all categories again.
     bool has_rules() const override { return false; }
 
     std::size_t category_count() const override;
@@ -148,32 +150,34 @@ public:
     // RAISES: the assertion "sw".
     void change_category_rule(zeNode* category, const qtString& rule) override;
     void remove_category(zeNode* category, bool remove_concepts) override;
-    // Deletes the profile. The table of all concepts keeps what the category brought to it.
+    // Deletes the profile. The table of all concepts keeps the weights that the category added to
+    // it.
     void drop_category(zeNode* category) override;
     void rebuild_table() override;
 
-    // Histogram step of a likelihood pass: enters the message's raw score for every category that
-    // takes part in that category's histogram, and in its relevant part if the view says that the
-    // message counts there. A profile that is empty or covers the whole model takes no part, and
-    // its accumulator keeps what it has until its next score.
+    // The histogram step of a likelihood pass. Adds the message's weight to the histogram of each
+    // category, at the bin of the message's raw score, and also to the relevant part if the message
+    // belongs to the category. A profile without messages, or with all messages of the model, takes
+    // no part: its accumulator keeps its sum until its next score.
     // REQUIRES: a storage that uses likelihood in training.
     void classify(zeMsg& msg, zeCorpus_view& view, const zeCorpus_view::const_iterator& entry);
 
     // The steps of a score.
 
-    // Adds each concept's weighted weight to the accumulators of its profiles.
+    // Adds the product of both weights of each concept, in the bag and of the feature, to the
+    // accumulators of the profiles.
     void classify_sml(zeSml& sml);
     // The same for one profile.
     void classify_sml_with_profile(zeSml& sml, int& iprofile);
-    // The score of a category, 0..1, from its accumulator, which it resets: each score can be
-    // asked for once per fill. A score that is no number, such as the difference of two infinite
-    // sums, counts as 0.
+    // Returns the score of a category, 0..1, from its accumulator, which it resets. So call it once
+    // after each `classify_sml`. A score of NaN, as from the difference of two infinite sums,
+    // becomes 0.
     double adjust_match_value(zeSml& sml, int& iprofile);
-    // The score after correction by the profile's likelihood table, blended with the average of
-    // all tables as long as the profile is young.
+    // Returns the score after correction by the profile's likelihood table. The table of a young
+    // profile is blended with the average of all tables.
     double adjust_likelihood(double score, const int& iprofile);
-    // Averages all profiles' likelihood tables, with a prior worth 30 messages which says that a
-    // score is its own likelihood.
+    // Averages all profiles' likelihood tables, weighted by their ages, with a prior that counts as
+    // 30 messages and says that a score is its own likelihood.
     void build_avg_likelihood();
 
     zeStat_storage* m_storage;  // BORROWS

@@ -1,4 +1,5 @@
-// What zeStat_matcher writes and reads.  Format: docs/formats/kc.md
+// The record of a zeStat_matcher: its table of weights, and the id of its storage, which is a
+// separate object.  Format: docs/formats/kc.md
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <algorithm>
@@ -20,8 +21,8 @@ constexpr unsigned int kPairSize = 8;
 
 }  // namespace
 
-// A stale table may name profiles that have been deleted. Their pairs count for nothing, and a
-// record with them would be taken for a damaged one, so they are not written.
+// A stale table may name profiles that were deleted. Their pairs are ignored by scoring, and Load
+// would take them for damage, so we do not write them.
 void zeStat_matcher::Dump(Hio<HSegment>& io) const {
     zeClassifier::Dump(io);
     const auto has_profile = [this](const Concept_weight& pair) {

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The category as messages quote it. They are cut to 1023 bytes.
+// The category's name in quotes, as in texts of errors, which are cut to 1023 bytes.
 qtString quoted(const zeNode& cat) {
     return qtString("\"") + cat.m_concept.c_str() + "\"";
 }

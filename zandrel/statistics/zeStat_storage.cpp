@@ -1,3 +1,5 @@
+// Profiles, their index by node, and the tables of concepts. Profiles are in a vector of pointers,
+// so that deleting one only moves the pointer of the last one to its place.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
@@ -11,8 +13,9 @@ namespace {
 
 using Bins = std::vector<zeStat_storage::Result_bin>;
 
-// Spreads the bins of one histogram over a new one of another size, by their centres. A histogram
-// that was emptied has fewer bins than its old size.
+// Adds each bin of a histogram to the bin of a new one that contains its centre. For example, bin 1
+// of 3 has the centre 0.5, which is in bin 3 of 6. A histogram that was emptied has fewer bins than
+// `old_size`.
 Bins rebin(const Bins& old_bins, std::size_t old_size, std::size_t new_size) {
     Bins new_bins(new_size);
     for (std::size_t i = 0; i < std::min(old_bins.size(), old_size); ++i) {
@@ -101,7 +104,7 @@ void zeStat_storage::create_skeleton() {
     m_concept_infos.clear();
     clear_totals();
     for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
-        // The size and the accumulator are not learned and stay.
+        // The size and the accumulator do not come from training, so we keep them.
         const int size = profile(iprofile).m_size;
         const double match_value = profile(iprofile).m_match_value;
         clear_profile(iprofile);
@@ -141,7 +144,7 @@ void zeStat_storage::clear_likelihood(const int& iprofile) {
 
 void zeStat_storage::delete_profile(int& iprofile) {
     complete();
-    // Where several profiles have lost their node, one index entry stands for all of them.
+    // Profiles that have lost their nodes all have null, which has only one entry in the index.
     if (get_profile(profile(iprofile).m_node) == iprofile) {
         m_profile_index.erase(profile(iprofile).m_node);
     }
@@ -190,7 +193,8 @@ void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
     const std::size_t old_size = fine_bin_count();
     const std::size_t new_size =
         static_cast<std::size_t>(resolution) * static_cast<std::size_t>(Zandrel::LIKELIHOOD_SIZE);
-    // All or nothing: a histogram whose size is not the model's would be written out of bounds.
+    // If memory runs out, no histogram must have changed: training would write out of the bounds of
+    // a histogram of another size.
     std::vector<Bins> rebinned;
     rebinned.reserve(m_profiles.size());
     for (const auto& each : m_profiles) {

@@ -67,52 +67,52 @@ struct ZANDREL_EXPORT zeSetDefaults {
 
 // Raw weights and counts: a profile for each category and a table of all concepts. It is not a
 // ready classifier: trainers write it, feature selection turns it into lists of weights, and a
-// zeStat_matcher compiles those into its table. It holds a copy of every statistical setting, so a
-// model can have settings of its own.
+// zeStat_matcher compiles those into its table. It has a copy of every statistical setting, so each
+// model can have its own settings.
 //
-// A category's profile is named by its index, `iprofile`. Deleting a profile renumbers another, so
-// no index may be held across a deletion. The index that equals the number of profiles is the end
+// A profile is named by its index, `iprofile`. Deleting a profile renumbers another one, so an
+// index must not be used after a deletion. The index that equals the number of profiles is the end
 // value: there is no such profile.
 //
 // Errors: none of its own; an index out of range is undefined.
-// Threads: one at a time in the whole process. Classification too writes, where an `m_match_value`
-// is not 0.
+// Threads: one at a time in the whole process. Even classification writes to the model, if an
+// `m_match_value` is not 0.
 class ZANDREL_EXPORT zeStat_storage : public zeBase {
 public:
-    // What one profile knows about one concept.
+    // The entry of one concept in one profile.
     struct P {
-        double m_weight = 0.0;         // sum of the message shares that it brought the category
+        double m_weight = 0.0;         // sum of its shares of the category's messages
         unsigned char m_selected = 0;  // equals the profile's mark if the last selection kept it
-        unsigned char m_life = 0;      // messages for which it is safe from deletion
-        // Position of the concept in the table of all concepts when it was last looked up there:
-        // a guess, which saves the look into that table's index.
+        unsigned char m_life = 0;      // messages for which it is protected from deletion
+        // The position of the concept in the table of all concepts at the last look-up. It is a
+        // guess, and a right guess saves a search of that table's index.
         std::uint32_t m_info = 0;
     };
 
-    // What the whole model knows about one concept.
+    // The entry of one concept in the table of all concepts.
     struct Concept_info {
-        double m_weight = 0.0;  // sum of its message shares over all messages
-        double m_rate = 0.0;    // messages that hold it; learning scales it, so no integer
-        int m_num_Ps = 0;       // profiles that hold a P for it
+        double m_weight = 0.0;  // sum of its shares of all messages
+        double m_rate = 0.0;    // number of messages with it; learning scales it
+        int m_num_Ps = 0;       // number of profiles that have a P for it
     };
 
     // One selected feature waiting for the matcher.
     struct Weight {
         Concept m_concept;
         float m_value = 0.0F;
-        // Position of the concept in the table of all concepts: a guess, which saves the matcher
-        // look-ups. At first it is no position.
+        // The position of the concept in the table of all concepts: a guess, which saves look-ups
+        // of the matcher. At first it is not a position.
         std::uint32_t m_info = std::numeric_limits<std::uint32_t>::max();
     };
 
-    // One fine bin of a likelihood histogram: sums of the weights of messages that fell in it.
+    // One fine bin of a likelihood histogram: sums of the weights of the messages with such scores.
     struct Result_bin {
         double m_relevant = 0.0;  // of those that belong to the category
         double m_total = 0.0;     // of all
     };
 
     static constexpr unsigned int kBinSize = 16;  // bytes of a bin in the record
-    // No record holds a histogram of a finer resolution, while one damaged bit could ask for it.
+    // A histogram of a finer resolution does not fit in a record. One damaged bit could ask for it.
     static constexpr int kGreatestResolution = static_cast<int>(
         std::numeric_limits<unsigned int>::max() / (Zandrel::LIKELIHOOD_SIZE * kBinSize));
 
@@ -123,22 +123,22 @@ public:
         double m_M = 0.0;          // additive term of the match formula
         double m_weight = 0.0;     // sum of its messages' weights, cut by learning's limit
         int m_num_msgs = 0;
-        unsigned char m_selection_mark = 1;  // moved on by every selection, never 0
+        unsigned char m_selection_mark = 1;  // every selection takes the next one, 1 after 255
         double m_msg_weight = 0.0;           // as `m_weight`, but scaled and never cut
         std::array<double, Zandrel::LIKELIHOOD_SIZE> m_likelihood = {};
         int m_likelihood_age = 0;  // messages in the histogram, at most MAX_LIKELIHOOD_AGE
         zandrel::concept_map<P> m_Ps;
         std::vector<Weight> m_weights;   // filled by selection, emptied by the matcher's `feed`
         std::vector<Result_bin> m_bins;  // `m_likelihood_resolution` for each bin of the table
-        // The matcher's accumulator; 0 between classifications, save what a histogram step has left
-        // in a profile that took no part.
+        // The matcher's accumulator. It is 0 between classifications, except that a histogram step
+        // leaves the sum of a profile that takes no part.
         double m_match_value = 0.0;
     };
 
     using Concept_infos = zandrel::concept_map<Concept_info>;
     using Ps = zandrel::concept_map<P>;
 
-    // An empty model with the settings of `defaults`. With a manager it enters the registry.
+    // An empty model with the settings of `defaults`. If there is a manager, its registry gets it.
     zeStat_storage(zeManager* manager, zeDefaults& defaults);
     ~zeStat_storage() override;
 
@@ -150,16 +150,15 @@ public:
     // manager's zeIO writes the compact form, what only training needs is left out.
     // RAISES: the assertion "p.m_cat" for a category that has lost its node.
     void Dump(Hio<HSegment>& io) const override;
-    // Reads what follows the id, in place of all that the model holds. `node`: that of the
-    // classifier, for references of records of version 1.
-    // RAISES: what the stream raises; the assertions "cat" and "p.m_cat" for a category that the
-    // tree does not have, and "sz <= Zandrel::LIKELIHOOD_SIZE"; 0 "Statistical model is damaged"
-    // (argument: what is wrong) for what would be read or written out of bounds, or ask for
-    // histograms that no record could hold.
-    // Also qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a number that cannot be
-    // in a record made from finite weights of at least 0.
-    // For classifying, the errors of what stays as bytes are raised by `complete`. The model then
-    // takes the bytes from under the stream.
+    // Replaces the contents of the model by the record, from behind the id on. `node`: the node of
+    // the classifier, for references of records of version 1.
+    // RAISES: the exceptions of the stream; the assertions "cat" and "p.m_cat" for a category that
+    // the tree does not have, and "sz <= Zandrel::LIKELIHOOD_SIZE"; 0 "Statistical model is
+    // damaged" (argument: the damaged part) if memory would be accessed out of bounds, or if a
+    // histogram is too large for a record. Also qtX<zeIO> 12 "Damaged item: " and a field
+    // (argument: the id) for a number that cannot be in a record made from finite weights of at
+    // least 0. In a container that is read for classifying, the errors of the parts that remain
+    // bytes are raised by `complete`. The model then takes the buffer of the stream.
     void Load(Hio<HSegment>& io, zeNode* node);
     // The steps of the above: one profile, and its likelihood table.
     void DumpProfile(Hio<HSegment>& io, const Profile& dumped) const;
@@ -167,24 +166,25 @@ public:
     void DumpLikelihood(Hio<HSegment>& io, const Profile& dumped) const;
     void LoadLikelihood(Hio<HSegment>& io, Profile& p);
 
-    // A container that is read for classifying (KcIoMode::for_classifying) leaves what only
-    // training needs as the bytes of the record: the table of all concepts, the profiles' concepts
+    // In a container that is read for classifying (KcIoMode::for_classifying), the parts that only
+    // training needs remain bytes of the record: the table of all concepts, the profiles' concepts
     // and their histograms. Until `complete` has read them, these tables are empty. Classifying,
-    // `Dump`, and changes of other settings work without them. Trainers and learners, and what
-    // changes the tables here, complete the model first. A reader of the tables has to call it.
+    // `Dump`, and changes of other settings work without them. Trainers, learners and the functions
+    // here that change these tables call `complete` first. Other readers have to call it
+    // themselves.
 
-    // Returns whether no data are left as bytes. A model without any concept is always complete.
+    // Returns true if nothing remains as bytes. A model without any concept is always complete.
     bool is_complete() const noexcept { return m_kept == nullptr; }
 
-    // Reads what was left as bytes, and checks it as `Load` does.
-    // RAISES: what Load raises for it. The model is then as before: it classifies and is written.
+    // Reads the parts that remain as bytes, and checks them as `Load` does.
+    // RAISES: as `Load`. The model has then not changed: it can classify and be written.
     void complete() {
         if (!is_complete()) {
             load_kept();
         }
     }
 
-    // Lookup and creation. `added` becomes true for a new entry and is left alone otherwise.
+    // Look-up and creation. `added` becomes true for a new entry, and does not change otherwise.
 
     // The index of a category's profile, or the end value.
     int get_profile(zeNode* const& node) const;
@@ -215,17 +215,18 @@ public:
 
     // Empties the model of profiles, concepts and totals.
     void clear();
-    // Forgets everything learned and keeps the categories.
+    // Forgets the training and keeps the categories.
     void create_skeleton();
-    // Makes one profile as new. The table of all concepts keeps what the profile brought to it.
+    // Empties one profile. The table of all concepts keeps the weights that it added.
     void clear_profile(int& iprofile);
-    // Gives a histogram its bins, all zero, if it has another number of them: a compact record
-    // holds none.
+    // Gives a histogram its bins, all zero, if it has another number of bins: a compact record has
+    // no bins.
     void complete_histogram(Profile& completed) const;
-    // Makes the histogram one of zero bins, also when no tables are built, and the table zero.
+    // Sets all bins of the histogram and all values of the table to 0. The histogram gets bins even
+    // if the model uses no likelihood tables.
     void clear_likelihood(const int& iprofile);
-    // Deletes a profile; the last one moves into its place. The table of all concepts and the
-    // totals are not touched.
+    // Deletes a profile. The last profile gets its index. The table of all concepts and the totals
+    // do not change.
     void delete_profile(int& iprofile);
     // Forgets the places of erased concepts in all tables. Iterators and positions change.
     // COST: linear in the tables that have erased entries.
@@ -233,28 +234,29 @@ public:
 
     // Settings.
 
-    // Copies each value of `defaults` whose flag is set. Then, whatever the flags: the greatest
-    // limit is raised to the average one, and that to the average of `defaults`.
+    // Copies each value of `defaults` whose flag is set. Then, whatever the flags, it raises
+    // MaxRlimit to AverageRlimit, and after that AverageRlimit to the value in `defaults`.
     void set_defaults(zeDefaults& defaults, zeSetDefaults& flags);
     // Returns the model's own settings.
     zeDefaults settings() const;
-    // Acts at the next selection.
+    // It has an effect at the next selection.
     void set_profile_size(int size);
-    // A change resets the likelihood ages; the histograms are emptied or made anew with zero bins,
-    // the tables stay.
+    // If the value changes, the ages become 0, and the histograms lose their bins or get bins of 0.
+    // The tables do not change.
     void set_use_train_likelihood(bool use);
-    // Re-bins every histogram, keeping its mass. A value that is not positive is ignored.
+    // Divides every histogram into the new number of bins. Its totals do not change. A value below
+    // 1 is ignored.
     void set_likelihood_histogram_resolution(int resolution);
 
-    // Replaces the categories' nodes through the map. A node missing from it becomes null, and the
-    // map gains it.
+    // Replaces the categories' nodes by the map. A node that is not in the map becomes null, and is
+    // added to the map.
     void global_replace(std::map<zeNode*, zeNode*>& replacement);
 
     std::vector<std::unique_ptr<Profile>> m_profiles;  // a profile keeps its address
     hash_map<zeNode*, int, zePointer_hash> m_profile_index;
     double m_clip_value = 0.0;        // ceiling of a concept's weight in a bag; 0 means none
     Concept_infos m_concept_infos;    // all concepts of the model
-    double m_total_sml_weight = 0.0;  // sum of the clipped bags' totals of all trained messages
+    double m_total_sml_weight = 0.0;  // sum of the totals of all messages' clipped bags
     double m_total_weight = 0.0;      // sum of the messages' weights, scaled with the concepts'
     int m_num_msgs = 0;
     bool m_use_train_likelihood = false;
@@ -274,7 +276,7 @@ public:
     int m_max_Ps_size = 0;
     unsigned char m_P_life_expectancy = 0;
     double m_delete_P_factor = 0.0;
-    double m_total_msg_weight = 0.0;  // the companion of the profiles' `m_msg_weight`
+    double m_total_msg_weight = 0.0;  // sum of the messages' weights, scaled as `m_msg_weight`
     int m_learn_speed_scale = 0;      // 0 "sqrt", 1 "linear"
     double m_min_Rlimit = 0.0;
     double m_average_Rlimit = 0.0;
@@ -294,7 +296,6 @@ private:
     bool writes_compact() const;
     void dump_settings(Hio<HSegment>& io) const;
     void load_settings(Hio<HSegment>& io);
-    void dump_no_concept_infos(Hio<HSegment>& io) const;
     void dump_profiles(Hio<HSegment>& io, const Ranks* ranks) const;
     void dump_profile_head(Hio<HSegment>& io, const Profile& dumped) const;
     void dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped,
@@ -317,9 +318,8 @@ private:
 
     void clear_totals();
     std::map<int, zeNode*> nodes_by_index() const;
-    void correct_limits(const zeDefaults& defaults);
 
-    std::unique_ptr<zandrel::detail::Kept_training> m_kept;  // what is left as bytes; null: nothing
+    std::unique_ptr<zandrel::detail::Kept_training> m_kept;  // null if the model is complete
 };
 
 namespace zandrel {

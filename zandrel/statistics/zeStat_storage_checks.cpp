@@ -1,4 +1,6 @@
-// How zeStat_storage checks a record that it has read.  Values: docs/formats/kc.md
+// How zeStat_storage checks a record that it has read: indices and sizes, so that no memory is
+// accessed out of bounds, and numbers, so that damage does not reach the scores.  Values:
+// docs/formats/kc.md
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
@@ -17,9 +19,9 @@ namespace {
     throw qtX<zeStat_storage>(0, "Statistical model is damaged", {what});
 }
 
-// Checks the numbers of one model. A weight below 0 is damage, unless the model has been trained
-// under settings that make such weights. The settings may have changed since, so two or more odd
-// weights are accepted: such a training makes many, while a damaged bit makes one.
+// Checks the numbers of one model. A weight below 0 is odd: it is damage, or the model was trained
+// with settings that make such weights. These settings may have changed since. A training with them
+// makes many odd weights, and a damaged bit makes one, so we accept two or more.
 class Number_check {
 public:
     explicit Number_check(unsigned int id) : m_id(id) {}
@@ -39,7 +41,7 @@ public:
         require(value >= 0.0, field);
     }
 
-    // The weight that belongs to the category is a part of the total.
+    // The relevant weight is a part of the total, so it must not be greater.
     void bin(const zeStat_storage::Result_bin& bin) {
         weight(bin.m_relevant, "m_relevant");
         weight(bin.m_total, "m_total");
@@ -47,14 +49,14 @@ public:
                 "m_relevant");
     }
 
-    // Learning keeps likelihoods within 0 and 1 under all settings.
+    // Training makes likelihoods from 0 to 1 under all settings.
     void likelihood(double value) const {
         if (!(value >= 0.0 && value <= 1.0)) {
             RaiseDamagedItem("likelihood table", m_id);
         }
     }
 
-    // RAISES: qtX<zeIO> 12 for what no settings explain.
+    // RAISES: qtX<zeIO> 12 for a single odd weight that no setting explains.
     void end(bool has_signed_settings) const {
         if (!has_signed_settings && m_odd_weights == 1) {
             RaiseDamagedItem(m_odd_field, m_id);
@@ -108,7 +110,7 @@ void check_head_weights(const zeStat_storage::Profile& profile, Number_check& ch
     check.weight(profile.m_msg_weight, "m_msg_weight");
 }
 
-// The numbers of a profile that classifying needs, and its weights.
+// Checks the numbers of a profile that classifying needs, and its weights.
 void check_head(const zeStat_storage::Profile& profile, Number_check& check) {
     check.finite(profile.m_M, "m_M");
     check.finite(profile.m_match_value, "m_match_value");
@@ -131,7 +133,7 @@ void check_training(const zeStat_storage::Profile& profile, Number_check& check)
 
 }  // namespace
 
-// Checks what training and classification rely on.
+// Checks indices and sizes.
 void zeStat_storage::require_sound() const {
     if (m_num_msgs < 0 || m_likelihood_resolution < 1 ||
         m_likelihood_resolution > kGreatestResolution) {
@@ -148,8 +150,9 @@ void zeStat_storage::require_sound() const {
 
 void zeStat_storage::require_sound_histograms() const {
     for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
-        // If the number of bins is a multiple of the table's, it shows the histogram's resolution.
-        // With a damaged resolution, training would take memory for it.
+        // If the number of bins is a multiple of 30, it is 30 times the resolution of the model
+        // that wrote it. If they differ, the resolution is damaged, and training would allocate by
+        // it.
         const std::size_t bin_count = profile(iprofile).m_bins.size();
         if (bin_count != 0 && bin_count % Zandrel::LIKELIHOOD_SIZE == 0 &&
             bin_count != fine_bin_count()) {
@@ -174,8 +177,9 @@ void zeStat_storage::require_sound_index() const {
     }
 }
 
-// Returns true if a setting can make weights below 0 from messages that have none: learning cuts a
-// category to a limit below 0, and a bootstrap divides by a frequency below 0.
+// Returns true if a setting can make weights below 0 from messages without such weights. For
+// example, learning cuts a category to a limit below 0, and a bootstrap divides by a frequency
+// below 0.
 bool zeStat_storage::has_signed_settings() const {
     const auto is_below_0 = [](double setting) { return setting < 0.0; };
     return is_below_0(m_min_Rlimit) || is_below_0(m_average_Rlimit) || is_below_0(m_max_Rlimit) ||
@@ -183,8 +187,8 @@ bool zeStat_storage::has_signed_settings() const {
            std::any_of(m_sml_weights.begin(), m_sml_weights.end(), is_below_0);
 }
 
-// The ranges are those of the records that Dump makes from weights that are finite and not below 0,
-// whatever the settings are.
+// Refuses numbers that Dump cannot have written, whatever the settings, if the weights of all
+// messages were finite and not below 0.
 void zeStat_storage::require_possible_numbers() const {
     Number_check check(m_id);
     check_settings(*this, check);
@@ -197,8 +201,8 @@ void zeStat_storage::require_possible_numbers() const {
     check.end(has_signed_settings());
 }
 
-// As above, before the training data are there. Two odd weights excuse each other wherever they
-// are, so a single one among these is judged when all weights are known.
+// The same before the training data are read. Here a single odd weight is not yet refused: there
+// may be another one in the training data.
 void zeStat_storage::require_possible_heads() const {
     Number_check check(m_id);
     check_settings(*this, check);
@@ -208,7 +212,8 @@ void zeStat_storage::require_possible_heads() const {
     }
 }
 
-// The rest of it. Settings and accumulators may have changed since the record was read.
+// The second part of the same, when the training data are read. Settings and accumulators are not
+// checked again: they may have changed since the record was read.
 void zeStat_storage::require_possible_kept() const {
     Number_check check(m_id);
     check_totals(*this, check);

@@ -1,4 +1,6 @@
-// What zeStat_storage writes and reads.  Format: docs/formats/kc.md
+// The record of a zeStat_storage: settings and totals, the table of all concepts, and the profiles.
+// Lists of concepts are in the order of their texts, so that equal models have equal bytes.
+// Format: docs/formats/kc.md
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
@@ -23,8 +25,8 @@ namespace {
 
 using namespace zandrel::detail;
 
-// The order of the settings in the record, up to the part in which it ends like that of zeDefaults.
-// Behind each list are numbers that are no settings.
+// The order of the settings in the record, up to its end, which is the same as in the record of
+// zeDefaults. Behind each list there are numbers that are not settings.
 constexpr std::string_view kBeforeMessages[] = {
     "UseLikelihoodInMatch", "UseLikelihoodInTrain",          "UseOmitMethod", "SuppressM",
     "SuppressMThreshold",   "LikelihoodHistogramResolution", "NumberOfSlices"};
@@ -45,8 +47,8 @@ constexpr unsigned int kLeastConceptInfoSize =
 constexpr unsigned int kLeastPSize =
     zandrel::detail::kTextOverhead + zandrel::detail::kPNumbersSize;
 
-// Begins to load what writing the next entries needs: the entries, and later the texts of their
-// concepts. In the order of their texts, they are all over the memory.
+// Begins to load the entries that are written next, and later the texts of their concepts. In the
+// order of their texts, they are spread over the memory.
 template <class Entry>
 void announce_texts(const std::vector<const Entry*>& entries, std::size_t next) {
     constexpr std::size_t kAhead = 8;
@@ -58,7 +60,7 @@ void announce_texts(const std::vector<const Entry*>& entries, std::size_t next) 
     }
 }
 
-// Room for so many entries, where a table does not have it yet: asked for less, it would shrink.
+// Makes room for so many entries, if the table does not have it yet.
 template <class Table>
 void make_room(Table& table, unsigned int count) {
     if (count > table.bucket_count()) {
@@ -83,7 +85,11 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
         io << zandrel::detail::reference_to(node) << m_profile_index.at(node);
     }
     if (writes_compact() || !is_complete()) {
-        dump_no_concept_infos(io);
+        if (writes_compact()) {
+            io.WriteCount(0);
+        } else {
+            m_kept->DumpConceptInfos(io);
+        }
         dump_profiles(io, nullptr);
         return;
     }
@@ -94,15 +100,6 @@ void zeStat_storage::Dump(Hio<HSegment>& io) const {
             io << entry.first << info.m_weight << info.m_rate << info.m_num_Ps;
         });
     dump_profiles(io, &ranks);
-}
-
-// Of the compact form, or as the bytes that they are.
-void zeStat_storage::dump_no_concept_infos(Hio<HSegment>& io) const {
-    if (writes_compact()) {
-        io.WriteCount(0);
-    } else {
-        m_kept->DumpConceptInfos(io);
-    }
 }
 
 void zeStat_storage::dump_profiles(Hio<HSegment>& io, const Ranks* ranks) const {
@@ -141,8 +138,8 @@ void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
     }
 }
 
-// Only the lengths of what training needs are looked at: 3.5 million texts of the model of 20ng
-// with phrases are then neither hashed nor entered into tables.
+// Of the parts that only training needs, we read only the lengths. So 3.5 million texts of a large
+// model (20 categories, with phrases) are neither hashed nor added to tables.
 void zeStat_storage::load_for_classifying(Hio<HSegment>& io, zeNode* node) {
     auto kept = std::make_unique<zandrel::detail::Kept_training>();
     kept->concept_infos = kept->PassConceptInfos(io);
@@ -180,7 +177,7 @@ void zeStat_storage::load_kept() {
     m_kept.reset();
 }
 
-// `row`: gets the concepts.
+// `row`: the concepts are added to it.
 void zeStat_storage::load_concept_infos(Hio<HSegment>& io, Concept_row& row) {
     zandrel::detail::Record_reader reader(io);
     unsigned int left = reader.Count(kLeastConceptInfoSize);
@@ -213,7 +210,7 @@ void zeStat_storage::load_profile_index(Hio<HSegment>& io, zeNode* node) {
     }
 }
 
-// `take_training` does what is to be done with the training data of a profile.
+// `take_training` is called for each profile when its training data are next in the stream.
 template <class Take_training>
 void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node, Take_training&& take_training) {
     const unsigned int profile_count = io.ReadCount(kLeastProfileSize);
@@ -227,7 +224,8 @@ void zeStat_storage::load_profiles(Hio<HSegment>& io, zeNode* node, Take_trainin
     }
 }
 
-// A profile that is not one of the model's has no data among the bytes.
+// The profile need not be one of the model's. If the model is not complete, only its own profiles
+// have training data as bytes.
 void zeStat_storage::DumpProfile(Hio<HSegment>& io, const Profile& dumped) const {
     dump_profile_head(io, dumped);
     const auto place = std::find_if(m_profiles.begin(), m_profiles.end(),
@@ -245,8 +243,8 @@ void zeStat_storage::dump_profile_head(Hio<HSegment>& io, const Profile& dumped)
     DumpLikelihood(io, dumped);
 }
 
-// What only training needs: the histogram, and what the profile knows about each concept.
-// `ranks`: may be null.
+// Writes the parts that only training needs: the histogram, and the profile's entry of each
+// concept. `ranks`: may be null.
 void zeStat_storage::dump_training(Hio<HSegment>& io, std::size_t iprofile, const Profile& dumped,
                                    const Ranks* ranks) const {
     if (writes_compact()) {
@@ -303,7 +301,7 @@ void zeStat_storage::load_profile_head(Hio<HSegment>& io, Profile& p, zeNode* no
     LoadLikelihood(io, p);
 }
 
-// `row`: the table of all concepts, in the order of its record.
+// `row`: the concepts of the table of all concepts, in the order of the record.
 void zeStat_storage::load_training(Hio<HSegment>& io, Profile& p, Concept_row& row) const {
     zandrel::detail::Record_reader reader(io);
     p.m_bins.resize(reader.Count(kBinSize));

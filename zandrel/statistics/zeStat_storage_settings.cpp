@@ -16,7 +16,7 @@ using namespace zandrel::detail;
 using zandrel::Setting;
 using zandrel::Setting_table;
 
-// Converts to a value of every type but `Record` itself.
+// Converts to a value of every type, except `Record`.
 template <class Record>
 struct Anything {
     template <class Value>
@@ -24,7 +24,7 @@ struct Anything {
         const;  // NOLINT(google-explicit-constructor): converts silently
 };
 
-// The number of fields of a plain record: as many values can initialise it, and no more.
+// The number of fields of a plain record: the greatest number of values that can initialise it.
 template <class Record, class... Values>
 constexpr std::size_t field_count() {
     if constexpr (requires { Record{Values()..., Anything<Record>()}; }) {
@@ -85,7 +85,10 @@ void zeStat_storage::set_defaults(zeDefaults& defaults, zeSetDefaults& flags) {
             row->give_model(*this, row->in_defaults.get(defaults));
         }
     }
-    correct_limits(defaults);
+    m_max_Rlimit = std::max(m_max_Rlimit, m_average_Rlimit);
+    // The flag of the setting does not matter here: a call that does not set the average can still
+    // raise it. Callers depend on this.
+    m_average_Rlimit = std::max(m_average_Rlimit, defaults.average_Rlimit);
 }
 
 zeDefaults zeStat_storage::settings() const {
@@ -94,11 +97,4 @@ zeDefaults zeStat_storage::settings() const {
         row->in_defaults.set(settings, row->in_model.get(*this));
     }
     return settings;
-}
-
-void zeStat_storage::correct_limits(const zeDefaults& defaults) {
-    m_max_Rlimit = std::max(m_max_Rlimit, m_average_Rlimit);
-    // Looks at `defaults` whatever its flag says: a call that leaves the average alone can still
-    // raise it. Callers depend on that.
-    m_average_Rlimit = std::max(m_average_Rlimit, defaults.average_Rlimit);
 }

@@ -1,6 +1,9 @@
-// The counting side of zeStat_trainer. Adding and removing are side by side: removing a message
-// undoes exactly what adding it did, which is what makes measuring with messages left out
-// affordable.
+// The counting side of zeStat_trainer. Removing a message undoes the effect of adding it, so the
+// likelihood pass can take a slice of the messages out and add it again, instead of training
+// without it.
+//
+// For example, a message of weight 1 with the bag "ball 3, goal 1" adds 0.75 to "ball" and 0.25 to
+// "goal", in the table of all concepts and in each of its categories, and 4 to m_total_sml_weight.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
@@ -21,7 +24,7 @@ namespace {
 
 const Trace_file s_trace_file("zeStat_trainer.cpp");
 
-// Totals never fall below 0, whatever rounding has left.
+// Subtracts. Rounding must not make a total less than 0.
 void reduce(double& total, double amount) {
     total = std::max(total - amount, 0.0);
 }
@@ -30,13 +33,13 @@ void reduce(int& count) {
     count = std::max(count, 1) - 1;
 }
 
-// A count can come from a record, so it can be at its end.
+// A count may come from a damaged record, so it may be the greatest int already.
 void raise_by_one(int& count) {
     count = std::min(count, std::numeric_limits<int>::max() - 1) + 1;
 }
 
-// What is left of a weight once a share is gone. The millionth is the rounding that repeated adding
-// and removing may leave of nothing.
+// Subtracts a share from a weight. Repeated adding and removing can leave a rounding error instead
+// of 0, so up to a millionth of the share counts as 0.
 double without_share(double weight, double share) {
     const double left = std::max(weight - share, 0.0);
     return left <= share / 1000000.0 ? 0.0 : left;
@@ -62,7 +65,7 @@ void init_optional_flags() {
         return;
     }
     has_looked = true;
-    // The look-up enters the key with an empty value if it is missing.
+    // If the key is missing, this adds it with an empty value.
     if (g_test_zandrel_opts != nullptr && g_test_zandrel_opts->options["PositiveMethod"] == "1") {
         g_use_positive_method = true;
     }
@@ -96,7 +99,7 @@ void zeStat_trainer::calculate_profiles(bool remove) {
     if (builds_likelihood) {
         calculate_likelihood();
     }
-    // The passes above enter again what they have erased, so the places were kept until here.
+    // The passes above add entries again that they have erased, so we drop erased entries only now.
     m_storage->compact();
 }
 
@@ -112,12 +115,12 @@ qtPtrLight<zeMsg> zeStat_trainer::fetch(const zeCorpus_view::Msg& entry) const {
     return m_view->corpus->get_numbered_msg(entry.index);
 }
 
-// Collects what the message brings to the model in `m_counted`. Returns false, with a trace, if
+// Collects the message's weight, total and shares in `m_counted`. Returns false, with a trace, if
 // there is nothing to count.
 //
-// Clipping can change a total that was finite and not 0, if weights are below 0 or far apart. For
-// example, a ceiling of 3 makes of 10 and -3 a total of 0, and of 1e308, -1e308 and -1e308 an
-// infinite one. Shares of 0 are not numbers, and an infinite total would stay in the model.
+// The total may be finite and not 0, but 0 or infinite after clipping. For example, with a ceiling
+// of 3, the weights 10 and -3 have the total 0, and 1e308, -1e308 and -1e308 have an infinite
+// total. A division by 0 gives no shares, and an infinite total would remain in the model.
 bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
     if (!msg.IsNull() && !zandrel::detail::has_finite_weights(*msg)) {
         tracef(s_trace_file, kTraceDebug, "Message has a weight that is not finite (message %d)",
@@ -168,12 +171,13 @@ void zeStat_trainer::calculate_msg(int index, bool remove) {
     }
 }
 
-// Begins to load what the shares behind this one are going to need from a table. If their positions
-// are remembered, one step is enough. Else the slot of the index comes first.
+// Begins to load the entries of a table that the next shares need. If their positions are
+// remembered, the entry is loaded. Otherwise the slot of the index is loaded first, and later the
+// entry.
 template <class Table>
 void zeStat_trainer::announce(const Table& table, std::size_t ishare) const {
     constexpr std::size_t kAhead = 8;
-    constexpr std::size_t kFewEntries = 4096;  // those of a small table are in the caches
+    constexpr std::size_t kFewEntries = 4096;  // the entries of a small table are in the caches
     if (table.size() < kFewEntries) {
         return;
     }

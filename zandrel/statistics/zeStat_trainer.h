@@ -18,20 +18,21 @@ class zeStat_matcher;
 
 // Trains a model in two stages. Counting adds each concept of a message's clipped bag, as a share
 // of the message's weight, to the table of all concepts and to the profile of each category of the
-// message; it is reversible. Feature selection then compares, for each category, every concept's
-// rate inside with its rate outside, keeps those that tell most, and scales their weights so that
-// a typical member of the category lands at +1 and a typical outsider at -1.
+// message. It is reversible. Feature selection then compares, for each category, every concept's
+// rate inside with its rate outside. It keeps the concepts with the greatest difference, and scales
+// their weights: a typical message of the category gets the value +1, and a typical other message
+// -1.
 //
-// The likelihood pass measures what a score is worth: messages are matched by models from which
-// they have been left out, and histograms of their scores become the likelihood tables. Bootstrap
+// The likelihood pass measures how probable a category is at each score: messages are scored by
+// models without them, and histograms of their scores become the likelihood tables. Bootstrap
 // starts a model without labelled texts, from the keywords, titles and canned texts of messages.
 //
 // Made on the stack for one job. It borrows the storage, and the view while it trains.
 //
-// Errors: what the manager's interruption raises, between messages and between profiles; the model
-// then holds a partial count, or no selected weights at all. A likelihood pass or a bootstrap that
-// is broken off leaves the storage with the settings of the pass and may lack the messages of a
-// slice: the model is damaged and has to be trained anew.
+// Errors: the exceptions of the manager's interruption, between messages and between profiles. The
+// model then has counted a part of the messages, or has no selected weights. If a likelihood pass
+// or a bootstrap is interrupted, the storage has the settings of the pass, and may lack the
+// messages of a slice: the model is damaged and has to be trained again.
 // Threads: one at a time in the whole process. Besides the concepts, the orders below read
 // process-wide state.
 class ZANDREL_EXPORT zeStat_trainer {
@@ -59,27 +60,26 @@ public:
     zeStat_trainer& operator=(const zeStat_trainer&) = delete;
     virtual ~zeStat_trainer();
 
-    // Counts all messages of the view and, where the storage asks for likelihood tables, brings
-    // these up to date. Selection follows when a matcher is fed.
+    // Counts all messages of the view. If the storage uses likelihood tables, updates them.
+    // Selection follows when a matcher is fed. With `remove`, takes the messages out again.
     void train(zeCorpus_view& view, bool remove);
-    // The same for the messages of `m_msg_indices`, or takes them out again, which leaves the
-    // tables alone.
+    // The same for the messages of `m_msg_indices`. Removing does not change the likelihood tables.
     void calculate_profiles(bool remove);
     // Counts the keywords, the titles and the canned texts of the messages, each with the weight
-    // that the storage has for that slot, in full and without likelihood tables; where the storage
-    // asks for these, the histograms start again from zero and the tables stay. Concepts that were
-    // met are trusted: suppression leaves them alone.
-    // All messages end with slot 0 active, slot 4 empty, and the weight of the first message. An
-    // empty view changes nothing.
+    // that the storage has for that slot. Weights are not clipped, and no likelihood tables are
+    // made; if the storage uses them, the histograms start again from zero and the tables do not
+    // change. The counted concepts get a rate of at least 10, so that suppression does not weaken
+    // them. Afterwards all messages have slot 0 active, slot 4 empty, and the weight of the first
+    // message. An empty view changes nothing.
     void bootstrap(zeCorpus_view& view);
 
     // Counting.  REQUIRES: `m_view`, which `train` sets.
 
     // Counts the messages at these positions of the view, or takes them out again.
     void calculate_corpus(const std::vector<unsigned int>& indices, bool remove);
-    // Counts one message, or takes it out again. A message without a bag or with an empty one
-    // counts for nothing. A message is skipped as well, here and in the likelihood pass, if its
-    // weight, its bag's total or any entry of the bag is not finite before clipping.
+    // Counts one message, or takes it out again. A message without a bag or with an empty bag is
+    // skipped. A message is also skipped, here and in the likelihood pass, if its weight, its bag's
+    // total or any entry of the bag is not finite before clipping.
     // REQUIRES for `remove`: it was added with the same bag, weight and categories.
     void calculate_msg(int index, bool remove);
 
@@ -88,17 +88,17 @@ public:
 
     // The whole pass. In the omit method with fewer than two slices the messages are counted here;
     // with more, messages with a weight that is not finite leave `m_msg_indices`.
-    // COST: a feature selection for each slice, and to match, remove and add every message once.
+    // COST: for each slice a feature selection; each message is matched, removed and added once.
     void calculate_likelihood();
-    // Deals the training set to as many slices as there are, by category. A message is left aside
-    // if one of its categories has no profile, or none with a weight above 1: the category could be
-    // empty without it.
+    // Deals the training set to the slices, by category. A message is left out if one of its
+    // categories has no profile, or a profile with a weight of at most 1: without the message, the
+    // category could be empty.
     // REQUIRES: a slice.
     void build_slices(std::vector<std::vector<unsigned int>>& slices);
-    // Enters the scores of these messages in the histograms, by `m_matcher` if it stands for the
-    // model as it is, otherwise by a matcher made for it.
+    // Enters the scores of these messages in the histograms. `m_matcher` computes them if its table
+    // is up to date, otherwise a temporary matcher.
     void match_msgs_for_likelihood(const std::vector<unsigned int>& indices);
-    // Turns every profile's histogram, which stays, into its likelihood table.
+    // Computes every profile's likelihood table from its histogram, which does not change.
     void calculate_likelihood_from_results();
 
     // Selection.
@@ -114,13 +114,13 @@ public:
     Concept_profile calculate_concept_profile(zeStat_storage* storage, int& iprofile,
                                               Concept_infos::iterator& concept_info,
                                               Ps::iterator& P, const Concept& judged);
-    // Offers a concept to the best `capacity` so far, a heap with the least on top once it is
-    // full; true if it was taken. A score of 0 or one that is not a number is refused.
+    // Offers a concept to the best so far. When these are as many as `capacity`, they become a heap
+    // with the least on top. Returns true if the concept was taken. A score of 0 or NaN is refused.
     bool add2feature_selector(std::vector<Concept_profile>& selected, Concept_profile& offered,
                               int capacity);
 
-    // Whether `left` goes before `right` among the candidates; all descending, ties by descending
-    // text. They read `s_storage`.
+    // Return true if `left` comes before `right` among the candidates: the greater value first, and
+    // of equal values the greater text. They read `s_storage`.
     static bool compare_concept_infos(const Concept_infos::iterator& left,
                                       const Concept_infos::iterator& right);
     static bool compare_regular_concept_infos(const Concept_infos::iterator& left,
@@ -133,28 +133,28 @@ public:
     zeManager* m_manager;                     // the storage's, for interruption; may be null
     zeStat_matcher* m_matcher = nullptr;      // BORROWS: a matcher on the same storage, or null
     std::vector<unsigned int> m_msg_indices;  // positions in the view: the training set
-    bool m_model_is_matched = false;          // `m_matcher` may be used as it is
+    bool m_model_is_matched = false;          // the table of `m_matcher` is up to date
     // Candidates from outside a profile: [0] regular concepts, [1] rare ones; or all in one list.
     // VALID UNTIL: the next training or learning, which compacts the tables.
     std::array<std::vector<Concept_infos::iterator>, 2> m_concept_lists;
     std::vector<Concept_infos::iterator> m_all_concepts;
 
-    // Confidence in a concept by the number of messages that hold it, in steps of 0.01 up to 10.
+    // The confidence in a concept by its number of messages, from 0 to 10 in steps of 0.01.
     static std::array<double, 1001> F_C;
-    static zeStat_storage* s_storage;  // what the orders above read; set just before each sort
+    static zeStat_storage* s_storage;  // the orders above read it; set just before each sort
 
 private:
     using Candidates = std::vector<Concept_infos::iterator>;
 
-    // What a concept of a message brings to the model.
+    // The share of one concept of a message.
     struct Share {
         const Concept* known;          // BORROWS: the bag's
         double amount;                 // the concept's share of the message's weight
         Concept_infos::Position info;  // its position in the table of all concepts
     };
 
-    // What counting a message takes: its weight, the total of its clipped bag, and the shares of
-    // the entries with a weight above 0.
+    // The numbers that are counted for a message: its weight, the total of its clipped bag, and the
+    // shares of the entries with a weight above 0.
     struct Counted {
         double weight = 0.0;
         double total = 0.0;
@@ -184,27 +184,28 @@ private:
     zandrel::detail::Remembered_places m_places;  // of the slice that is left out
 };
 
-// Fills the table of confidences: a tanh from about 0 to 1 with its middle at a rate of 4, rounded
-// to four places. It spares a tanh for each concept.
+// Fills the table of confidences: a tanh that rises from about 0 to 1, with 0.5 at 4 messages,
+// rounded to four places. With the table, no tanh is computed for each concept.
 ZANDREL_EXPORT void initialize_F_C(double* table);
 
 namespace zandrel {
 
-// How far a concept's weight counts, 0..1: little if few messages hold it, 1 without suppression.
-// In a young model suppression fades out.
+// Returns the factor of a concept's weight, 0..1: small if few messages have the concept, and 1
+// without suppression. In a model with fewer messages than SuppressMThreshold, suppression is
+// weaker.
 // REQUIRES: a trainer was made in this process before, which fills the table of confidences.
 ZANDREL_EXPORT double suppression_factor(const zeStat_storage& storage,
                                          zeStat_storage::Concept_infos::const_iterator info);
 
 }  // namespace zandrel
 
-// Switches the positive method on if the options map loaded last has "PositiveMethod" as "1"; no
-// map switches it off. The first trainer of a process calls it; it looks once, so a map loaded
-// later changes nothing.
+// Switches the positive method on if the options map that was loaded last has "PositiveMethod" as
+// "1". No map switches it off. The first trainer of a process calls it. Only the first call has an
+// effect, so a map that is loaded later changes nothing.
 ZANDREL_EXPORT void init_optional_flags();
 
-// Weigh concepts by the positive method instead of the usual one; false at start. Process-wide,
-// read by every feature selection.
+// If true, concepts are weighed by the positive method instead of the usual one. False at start.
+// Process-wide; every feature selection reads it.
 extern ZANDREL_EXPORT bool g_use_positive_method;
 
 #endif  // ZANDREL_STATISTICS_ZESTAT_TRAINER_H_

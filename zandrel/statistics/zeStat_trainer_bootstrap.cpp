@@ -9,9 +9,9 @@
 namespace {
 
 constexpr std::size_t kKeywordsSlot = 1;
-constexpr std::size_t kLastSlot = 3;      // the canned text; the title lies between
-constexpr unsigned int kWorkingSlot = 4;  // the trainer's own
-constexpr double kTrustedRate = 10.0;     // from here on suppression leaves a concept alone
+constexpr std::size_t kLastSlot = 3;      // the canned text; 2 is the title
+constexpr unsigned int kWorkingSlot = 4;  // for bags that the trainer makes
+constexpr double kTrustedRate = 10.0;     // concepts of so many messages are not suppressed
 
 using Concepts = hash_set<Concept, ConceptHash>;
 
@@ -21,8 +21,9 @@ void assign(Value& field, const Value& value, zeMsg& msg) {
     field = value;
 }
 
-// Keywords count in full but come from a short list: their bag's total is made to differ from the
-// sum of its weights, which scales every share.
+// Multiplies the total of a bag of keywords, but not its weights. Each share is a weight divided by
+// the total. So with the factor 6, keywords count a sixth of what concepts of a text with the same
+// weights would count.
 qtPtrLight<zeSml> with_scaled_total(const zeSml& keywords, double factor) {
     qtPtrLight<zeSml> scaled(new zeSml(keywords, 0.0));
     const double total = scaled->m_total_weight * factor;
@@ -31,7 +32,8 @@ qtPtrLight<zeSml> with_scaled_total(const zeSml& keywords, double factor) {
     return scaled;
 }
 
-// Makes the bag of `slot` the one that training reads, at the weight that this slot has.
+// Makes the bag of `slot` the bag that training reads, and gives the message the weight of this
+// slot.
 void activate(zeMsg& msg, std::size_t slot, const zeStat_storage& storage, Concepts& seen) {
     const qtPtrLight<zeSml> bag = msg.smls[slot];
     if (!bag.IsNull()) {
@@ -41,7 +43,7 @@ void activate(zeMsg& msg, std::size_t slot, const zeStat_storage& storage, Conce
     }
     assign(msg.active_sml, kWorkingSlot, msg);
     assign(msg.weight, storage.m_sml_weights[slot], msg);
-    // Counting skips a message that is not finite, so its concepts are not trusted.
+    // Counting skips a message with a weight that is not finite, so we do not trust its concepts.
     if (!bag.IsNull() && zandrel::detail::has_finite_weights(msg)) {
         for (const zeSml::Concept_info& entry : bag->m_concepts) {
             seen.insert(entry.m_concept);
@@ -56,7 +58,7 @@ void deactivate(zeMsg& msg, double weight) {
     assign(msg.weight, weight, msg);
 }
 
-// What a storage is set to while it is bootstrapped: all weights count in full.
+// The settings of a storage during a bootstrap: no ceiling, no suppression, no likelihood tables.
 struct Settings {
     explicit Settings(const zeStat_storage& storage)
         : clip_value(storage.m_clip_value),

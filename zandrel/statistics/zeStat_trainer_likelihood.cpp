@@ -1,6 +1,35 @@
-// The likelihood side of zeStat_trainer: what a raw score is worth. Labelled messages are scored by
-// models from which they have been left out; histograms keep, for each category, how much fell at
-// each score and how much of that belonged there; the likelihood tables come from these.
+// The likelihood side of zeStat_trainer: how probable is it that a message with a certain raw score
+// belongs to the category?
+//
+// 1. Matching. A message that is in the model itself scores too high in its category. So the
+//    training set is divided into slices. Each slice is taken out of the model, scored by the rest,
+//    and counted again.
+// 2. Histograms. Each category has a histogram over the scores from 0 to 1. A message adds its
+//    weight to the bin of its score: to `m_total`, and to `m_relevant` if it belongs to the
+//    category. A histogram has LikelihoodHistogramResolution fine bins for each of the 30 bins of
+//    the table.
+// 3. Tables. The value of a bin is m_relevant / m_total, the sums over its fine bins. A greater
+//    score must never mean a smaller probability, but few messages can make it so by chance. So
+//    while a bin has a greater ratio than the next one, the two become one pool with one ratio:
+//    this is isotonic regression by pooling adjacent violators. The total of each bin starts at
+//    0.0001, so that an empty bin has the ratio 0.
+//
+// For example, three bins are not empty:
+//
+//     bin               10        15        20
+//     relevant/total   1 / 4     1 / 2     2 / 5
+//
+// - The bins 0 to 9 have the ratio 0. It does not decrease, so each remains its own pool.
+// - Bin 10 has 1 / 4.0001. Bin 11 is empty, and its ratio of 0 is less, so it joins the pool of bin
+//   10: 1 / 4.0002. So do 12, 13 and 14. The pool 10 to 14 has 1 / 4.0005 = 0.24997.
+// - Bin 15 has 1 / 2.0001, which is more: a new pool. The empty bins 16 to 19 join it: 1 / 2.0005 =
+//   0.49988.
+// - Bin 20 has 2 / 5.0001 = 0.39999, which is less. The pools become one: 3 / 7.0006. The empty
+//   bins 21 to 29 join it: 3 / 7.0015 = 0.42848.
+//
+// The table has 0 in the bins 0 to 9, 0.24997 in 10 to 14, and 0.42848 in 15 to 29. The matcher
+// interpolates between the centres of the bins, and blends young tables with the average of all:
+// see `adjust_match_value` in zeStat_matcher.cpp.
 #include "zandrel/statistics/zeStat_trainer.h"
 
 #include <algorithm>
@@ -23,14 +52,13 @@ constexpr int kTraceInterval = 1000;  // messages or profiles from one trace to 
 // Neighbouring bins of a table that share one value.
 struct Pool {
     double num;  // weight of the messages that belong to the category
-    double den;  // weight of all
-    int end;     // the bin behind the last
+    double den;  // weight of all messages
+    int end;     // the bin behind the last one of the pool
 
     double ratio() const { return num / den; }
 };
 
-// The fine bins of one bin of the table. The total starts a little above 0: every ratio is then
-// defined, and that of an empty bin is 0.
+// Returns the sum of the fine bins of one bin of the table.
 Pool pool_of_bin(const zeStat_storage::Profile& profile, int bin, int resolution) {
     Pool pool = {0.0, 0.0001, bin + 1};
     const auto width = static_cast<std::size_t>(resolution);
@@ -43,14 +71,14 @@ Pool pool_of_bin(const zeStat_storage::Profile& profile, int bin, int resolution
     return pool;
 }
 
-// Limits below 0 make weights below 0, and then the ratio can be anything, also no number.
+// Settings below 0, such as a limit of learning, can make weights below 0. The ratio can then be
+// any number, or NaN.
 double likelihood_of(const Pool& pool) {
     const double ratio = pool.ratio();
     return ratio >= 0.0 ? std::min(ratio, 1.0) : 0.0;
 }
 
-// Pools adjacent violators: while a pool's ratio is above that of the next, the two become one. The
-// ratios then do not decrease.
+// Returns the pools of step 3. Their ratios do not decrease.
 std::vector<Pool> pool_violators(const zeStat_storage::Profile& profile, int resolution) {
     std::vector<Pool> pools;
     pools.reserve(Zandrel::LIKELIHOOD_SIZE);
@@ -85,7 +113,7 @@ void zeStat_trainer::calculate_likelihood() {
     const int activation_outside = m_storage->m_activation_outside;
     const int activation_total = m_storage->m_activation_total;
     trace(s_trace_file, kTraceDebug, "Calculating likelihood");
-    // Raw scores are measured, of every category that has a message.
+    // We measure raw scores, and those of every category with a message inside and one outside.
     m_storage->m_use_likelihood_in_match = false;
     m_storage->m_activation_inside = 1;
     m_storage->m_activation_outside = 1;
@@ -108,17 +136,18 @@ void zeStat_trainer::calculate_likelihood() {
 
 void zeStat_trainer::match_with_messages_left_out() {
     if (m_storage->m_num_slices < 2) {
-        // The messages are new to the model, and join it only after they are matched.
+        // The messages are new to the model, so we match them first and count them afterwards.
         match_msgs_for_likelihood(m_msg_indices);
         calculate_corpus(m_msg_indices, false);
         return;
     }
-    // A message with a weight that is not finite must not change which messages share a slice.
+    // Counting skips messages with a weight that is not finite. We remove them here, so that they
+    // do not change the slices of the other messages.
     std::erase_if(m_msg_indices, [this](unsigned int index) {
         const qtPtrLight<zeMsg> msg = fetch(m_view->msgs[index]);
         return !msg.IsNull() && !zandrel::detail::has_finite_weights(*msg);
     });
-    // More slices than messages would be empty.
+    // Slices beyond the number of messages would be empty.
     std::vector<std::vector<unsigned int>> slices(std::clamp<std::size_t>(
         m_msg_indices.size(), 1, static_cast<std::size_t>(m_storage->m_num_slices)));
     build_slices(slices);
@@ -150,7 +179,7 @@ void zeStat_trainer::build_slices(std::vector<std::vector<unsigned int>>& slices
               [&slices](std::size_t slice, unsigned int index) { slices[slice].push_back(index); });
 }
 
-// Taking out the only message of a category would empty the category.
+// Taking out the only message of a category would leave the category empty.
 bool zeStat_trainer::can_be_left_out(const std::vector<zeNode*>& cats) const {
     return std::all_of(cats.begin(), cats.end(), [this](zeNode* const& node) {
         const int iprofile = m_storage->get_profile(node);

@@ -17,7 +17,7 @@ namespace {
 
 const Trace_file s_trace_file("zeStat_trainer_selection.cpp");
 
-// More than most profiles need. Their list has 512 KiB at most.
+// More candidates than most profiles need. A list has at most twice as many, in 512 KiB.
 constexpr std::size_t kFirstCandidates = 16384;
 
 bool has_greater_text(const zeStat_trainer::Concept_infos::iterator& left,
@@ -57,7 +57,8 @@ void zeStat_trainer::calculate_feature_selection() {
     try {
         select_for_all_profiles();
     } catch (...) {
-        // A matcher takes weights that it finds as a whole selection, so none of a broken one stay.
+        // A matcher would take the weights of some profiles for a complete selection, so we clear
+        // all of them.
         for (const auto& profile : m_storage->m_profiles) {
             profile->m_weights.clear();
         }
@@ -65,7 +66,7 @@ void zeStat_trainer::calculate_feature_selection() {
     }
 }
 
-// The lists of candidates are the selector's here: it orders as much of them as it needs.
+// Here the selector makes its own lists of candidates. It sorts only the parts that it needs.
 void zeStat_trainer::select_for_all_profiles() {
     Feature_selector selector(*m_storage);
     selector.collect_candidates(kFirstCandidates);
@@ -84,7 +85,7 @@ void zeStat_trainer::clear_candidates() {
     m_all_concepts.clear();
 }
 
-// No profile can need more than its own concepts and as many as it keeps.
+// A profile reads at most the candidates that it has already, and as many others as it keeps.
 std::size_t zeStat_trainer::most_candidates_needed() const {
     std::size_t most = 0;
     for (const auto& profile : m_storage->m_profiles) {

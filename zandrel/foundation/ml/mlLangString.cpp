@@ -1,3 +1,4 @@
+// The text is taken as it is: no byte ends it.
 #include "zandrel/foundation/ml/mlLangString.h"
 
 mlLangString mlLangString::BuildFromCString(const qtString& text) {

@@ -7,16 +7,15 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
-// A text that people wrote, as it came from an application. Its bytes are kept untouched, white
-// space at its ends included; mlMessageConverter::CanonizeLangString gives the form in which two
-// such texts are compared.
+// A text that people wrote, as an application passed it. No byte is changed, not even white space
+// at the ends. mlMessageConverter::CanonizeLangString returns the form in which two such texts are
+// compared.
 class ZANDREL_EXPORT mlLangString {
 public:
     // The empty text.
     mlLangString() = default;
 
-    // The language string of a value's text form. Any bytes may be in it, so that nothing is lost
-    // behind a zero byte.
+    // Makes the language string of a value's text form. It may contain any bytes, also zero bytes.
     static mlLangString BuildFromCString(const qtString& text);
 
     // VALID UNTIL: this is changed or destroyed.

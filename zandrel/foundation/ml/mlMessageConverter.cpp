@@ -1,3 +1,5 @@
+// The C library is not used for the text forms: a type always has two digits, and the white space
+// is that of ASCII, whatever the locale.
 #include "zandrel/foundation/ml/mlMessageConverter.h"
 
 #include "zandrel/foundation/qtText.h"

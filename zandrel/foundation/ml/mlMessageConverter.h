@@ -8,21 +8,20 @@
 #include "zandrel/foundation/ml/mlLangString.h"
 #include "zandrel/foundation/qtString.h"
 
-// What the pairs of all message classes have in common. It is never made: all operations are
-// static.
+// The operations that the pairs of all message classes share. They are static: no object is made.
 class ZANDREL_EXPORT mlMessageConverter {
 public:
     mlMessageConverter() = delete;
 
-    // What the value of a pair is. The numbers stand in files, one byte each. An even number from 2
-    // to 12 is a single value, and the odd one behind it the list of such values. Values are texts
-    // whatever their type: of these types the engine itself knows the language strings alone, and
-    // the others tell an application how to read the text. A file may hold numbers that have no
-    // name here.
+    // The type of a pair's value. Files contain the number, in one byte. An even number from 2 to
+    // 12 is a single value, and the next odd number is a list of such values. Every value is stored
+    // as a text. The engine treats only language strings and lists differently; the other types are
+    // for applications, which read the text by them. A file may contain numbers that have no name
+    // here.
     enum NvpType : std::uint32_t {
         kDeleted = 0,          // a pair that an open edit has deleted
         kOldList = 1,          // a list in the form of earlier versions
-        kString = 2,           // bytes as they stand
+        kString = 2,           // any bytes
         kStringList = 3,       //
         kInteger = 4,          // a whole number in decimal
         kIntegerList = 5,      //
@@ -37,14 +36,14 @@ public:
         kPackedList = 14,      // the type of the elements, a tab, and the elements in one text
     };
 
-    // The type as two decimal digits: "02" for kString. A number above 99 has no such form and
-    // gives that of kDeleted.
+    // Returns the type as two decimal digits: "02" for kString. A number above 99 has no such form;
+    // the result is "00", the form of kDeleted.
     static qtString InterpretType(NvpType type);
-    // The type whose two digits `text` begins with; what follows is not looked at. A text that does
-    // not begin with two digits gives kDeleted, a type that no stored pair has.
+    // Returns the type whose two digits are at the beginning of `text`. The rest is ignored. The
+    // result is kDeleted if `text` does not begin with two digits.
     static NvpType InterpretString(const qtString& text) noexcept;
-    // The form in which language strings are compared: without the white space at both ends, and
-    // otherwise as it is, since what people wrote is theirs.
+    // Returns the form in which language strings are compared: the text without the white space at
+    // both ends. Capital letters and inner white space stay as people wrote them.
     static qtString CanonizeLangString(const mlLangString& text);
 };
 
