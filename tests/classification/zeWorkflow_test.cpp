@@ -201,7 +201,8 @@ TEST_F(zeWorkflowTest, BestOfInfiniteScoresHasTheGreatestName) {
     using Named_weight = std::pair<const char*, float>;
     for (const auto& [name, weight] :
          {Named_weight("a", 0.0F), Named_weight("b", 1.0F), Named_weight("c", -1.0F)}) {
-        matcher.add_cat(tree.Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0));
+        zeNode* const category = tree.Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0);
+        matcher.add_cat(category);
         zeStat_storage::Profile& profile = *matcher.m_storage->m_profiles.back();
         profile.m_num_msgs = 1;
         profile.m_weights = {{term("x"), weight}};
