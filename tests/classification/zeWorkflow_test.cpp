@@ -201,7 +201,7 @@ TEST_F(zeWorkflowTest, BestOfInfiniteScoresHasTheGreatestName) {
     using Named_weight = std::pair<const char*, float>;
     for (const auto& [name, weight] :
          {Named_weight("a", 0.0F), Named_weight("b", 1.0F), Named_weight("c", -1.0F)}) {
-        zeNode* const category = tree.Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0);
+        zeNode* category = tree.Tree().MakeNode(term(name), ZE_LEAF, 0, 0.0);
         matcher.add_cat(category);
         zeStat_storage::Profile& profile = *matcher.m_storage->m_profiles.back();
         profile.m_num_msgs = 1;

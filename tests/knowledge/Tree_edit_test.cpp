@@ -222,6 +222,26 @@ TEST(TreeEditTest, LastCategoryMayLeaveBecauseTheClassifierIsDeleted) {
     EXPECT_TRUE(allows_edit(kc.manager, deletion(kc, kc.people)));
 }
 
+// Below a rule node are 100 leaves. `people` has learned the last one in the second case.
+TEST(TreeEditTest, DeletingManyLeavesIsRefusedOnlyIfAStatisticalNodeKnowsOne) {
+    for (const bool is_known : {false, true}) {
+        SCOPED_TRACE(is_known);
+        Compact_container kc;
+        Id last = 0;
+        for (int i = 0; i < 100; ++i) {
+            last = kc.Add(kc.money, "leaf" + std::to_string(i), kAboveOne);
+        }
+        if (is_known) {
+            zeNode* node = kc.Physical(last);
+            zeNode* const parent = node->m_parent;
+            kc.Matcher(kc.people).add_cat(node);
+            node->m_parent = parent;
+        }
+
+        EXPECT_EQ(allows_edit(kc.manager, deletion(kc, kc.money)), !is_known);
+    }
+}
+
 TEST(TreeEditTest, ChangeOfNameIsAllowed) {
     const Compact_container kc;
     Tree_edit edit = {Kind::Change, kc.Copy(kc.food)};

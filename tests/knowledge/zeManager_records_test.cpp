@@ -489,6 +489,18 @@ TEST(zeManagerRecordsTest, NewNodeDoesNotGetTheIdOfAMissingNode) {
     EXPECT_EQ(manager.m_root->m_children.size(), 2U);
 }
 
+// The missing node has a great id. The container with the new node can be read again.
+TEST(zeManagerRecordsTest, GreatIdOfAMissingNodeDoesNotChangeTheNextId) {
+    zeManager manager;
+    read_whole(manager, container_of({physical_node_of(1, ZE_RULE, {0xFEFFFFFFU, 2}, 0),
+                                      physical_node_of(2, ZE_LEAF, {}, 1)},
+                                     {}, 1, 1));
+
+    zeNode* const made = manager.m_physical_tree->MakeNode(term("new"), ZE_LEAF, 0, 0.0);
+
+    EXPECT_EQ(made->m_node_id, 3U);
+}
+
 // The node 2 lists the leaf 3 too. But the node 2 is not below the root, so it is not written.
 TEST(zeManagerRecordsTest, LeafInSeveralListsGetsParentBelowRoot) {
     const std::string damaged = Record()

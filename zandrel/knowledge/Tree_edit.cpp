@@ -31,6 +31,9 @@ public:
     explicit Edit_effects(const zeManager& manager)
         : m_manager(manager), m_tree(*manager.m_logical_tree) {
         for (const auto& [id, object] : manager.m_objects) {
+            if (object->GetType() == kStorageObjectType) {
+                continue;  // About every second object is a storage, and a cast costs more.
+            }
             auto* const classifier = dynamic_cast<zeClassifier*>(object);
             if (has_learned(classifier)) {
                 m_learned.push_back(classifier);
@@ -50,10 +53,12 @@ public:
 
     void remove(const zeLogicalNode& node) {
         note_deleted(node);
+        Node_set leaving;
         for (const zeLogicalNode* const each : m_tree.Subtree(node)) {
             m_deleted.insert(each->physical_node);
-            lose_everywhere(each->physical_node, nullptr);
+            leaving.insert(each->physical_node);
         }
+        lose_all(leaving);
         reduce(m_tree.GetNode(node.parent));
     }
 
@@ -130,6 +135,27 @@ private:
         for (zeClassifier* const classifier : m_learned) {
             if (classifier != but) {
                 lose(classifier, category);
+            }
+        }
+    }
+
+    // Asking each classifier for each node costs the product of their numbers. For more nodes than
+    // this, it is faster to look at all categories of each classifier.
+    void lose_all(const Node_set& leaving) {
+        constexpr std::size_t kFewNodes = 64;
+        if (leaving.size() <= kFewNodes) {
+            for (zeNode* const node : leaving) {
+                lose_everywhere(node, nullptr);
+            }
+            return;
+        }
+        for (zeClassifier* const classifier : m_learned) {
+            std::vector<zeNode*> categories;
+            classifier->get_all_categories(categories);
+            for (zeNode* const category : categories) {
+                if (leaving.count(category) != 0) {
+                    lose(classifier, category);
+                }
             }
         }
     }

@@ -31,7 +31,9 @@ struct Tree_edit {
 // The library carries out an edit without asking this function: the program asks it first. The
 // answer says nothing about the rules of VerifyAdd, VerifyMove and VerifyChange, which the edit
 // itself checks. ChangeRootType is always allowed, since the root then has no children.
-// COST: linear in the nodes that the edit moves or deletes, times the classifiers.
+// A statistical classifier that was never trained counts like the others.
+// COST: linear in the nodes that the edit moves or deletes, in the classifiers and, if more than 64
+// nodes are deleted, in the categories of all classifiers.
 ZANDREL_EXPORT bool allows_edit(const zeManager& manager, const Tree_edit& edit);
 
 }  // namespace zandrel

@@ -42,10 +42,6 @@
 //
 // 10. The last id of a file leaves 2^24 numbers for new nodes. [ids]
 //    File: a node with the id 0xffffffff. Without the check, the next node would get the id 0.
-// 11. No placeholder has the id of the next new node. Reading repairs this.
-//    File: the last node is 7 and a list has the child 8, which is missing. The next new node gets
-//    the id 9.
-//
 // An edit never breaks an invariant: it links a node to one parent, and VerifyNotBelow refuses a
 // move below the node itself.
 #include "zandrel/knowledge/Tree_shape.h"
@@ -319,15 +315,6 @@ void erase_unused_placeholders(zeManager& manager) {
     }
 }
 
-// See invariant 11. An id near the greatest one is ignored: no new node will reach it.
-void spend_ids_of_placeholders(zePhysicalTree& tree) {
-    for (const auto& [id, node] : tree.m_nodes) {
-        if (IsPlaceholder(node) && id <= kLastReadId) {
-            tree.m_last_node_id = std::max(tree.m_last_node_id, id);
-        }
-    }
-}
-
 void mend_logical_links(zeLogicalTree& tree) {
     const std::vector<unsigned int> ids = ids_in_order(tree.nodes);
     hash_map<unsigned int, unsigned int> lister;
@@ -363,7 +350,6 @@ void mend_logical_links(zeLogicalTree& tree) {
 void MendLinks(zeManager& manager) {
     mend_physical_links(manager);
     erase_unused_placeholders(manager);
-    spend_ids_of_placeholders(*manager.m_physical_tree);
     mend_logical_links(*manager.m_logical_tree);
 }
 

@@ -21,8 +21,7 @@ void RequireLogicalTree(const zeLogicalTree& tree);
 // decide. If several lists contain a leaf, it gets the parent that it names; but a parent below the
 // root is preferred. A node that is in no list is added at the end of the list of the parent that
 // it names. If a logical node names a node that the tree lacks, the link is removed, since its id
-// would be given to another node. An empty node that nothing refers to is removed too, and no new
-// node gets the id of one that remains.
+// would be given to another node. An empty node that nothing refers to is removed too.
 // RAISES: the same.   COST: linear in the nodes and links, except for the sorting of ids.
 void MendLinks(zeManager& manager);
 

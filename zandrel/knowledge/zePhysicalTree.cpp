@@ -8,6 +8,7 @@
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/trace.h"
+#include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
 
 namespace {
@@ -69,10 +70,22 @@ const std::vector<zeNode*>& zePhysicalTree::GetInnerNodes(const Concept& name) c
     return nodes_of(m_inner_nodes, name);
 }
 
+// A damaged file can have links to nodes that it lacks. Their placeholders keep their ids.
+unsigned int zePhysicalTree::NextNodeId() {
+    const auto is_of_placeholder = [this](unsigned int id) {
+        const auto found = m_nodes.find(id);
+        return found != m_nodes.end() && zandrel::detail::IsPlaceholder(found->second);
+    };
+    do {
+        ++m_last_node_id;
+    } while (is_of_placeholder(m_last_node_id));
+    return m_last_node_id;
+}
+
 zeNode* zePhysicalTree::MakeNode(const Concept& name, unsigned int type, unsigned int flags,
                                  double threshold) {
     zeNode made(name);
-    made.m_node_id = ++m_last_node_id;
+    made.m_node_id = NextNodeId();
     made.m_classifier_type = static_cast<unsigned char>(type);
     made.m_flags = static_cast<unsigned char>(flags);
     made.m_threshold = threshold;
@@ -189,7 +202,7 @@ void zePhysicalTree::DeleteCat(zeNode* node) {
 
 zeNode* zePhysicalTree::CopyNode(const zeNode& source, zeNode* new_parent) {
     zeNode made(source);
-    made.m_node_id = ++m_last_node_id;
+    made.m_node_id = NextNodeId();
     made.m_classifier_id = 0;
     made.m_classifier = nullptr;
     made.m_parent = new_parent;

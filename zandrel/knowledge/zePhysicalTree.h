@@ -106,6 +106,7 @@ public:
     hash_map<Concept, std::vector<zeNode*>, ConceptHash> m_v1_pending;
 
 private:
+    unsigned int NextNodeId();
     zeNode* CopyNode(const zeNode& source, zeNode* new_parent);
     void EnterName(zeNode* node);
     void LeaveName(zeNode* node);
