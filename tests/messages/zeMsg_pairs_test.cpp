@@ -20,7 +20,7 @@ namespace {
 
 using Converter = mlMessageConverter;
 
-// A message with these pairs in this order, as read from a file.
+// Makes a message with these pairs in this order, like a message that was read from a file.
 zeMsg WithPairs(std::vector<zeMsg::Nvp> pairs) {
     zeMsg msg;
     msg.nvps = std::move(pairs);
