@@ -54,7 +54,8 @@ TEST(CharsetTest, LongTextGetsEnoughRoom) {
     EXPECT_TRUE(converted("UTF-8", std::string(100000, '\xE9'), "ISO-8859-1") == expected);
 }
 
-// An escape sequence switches to the two bytes of the character, and another one back to ASCII.
+// An escape sequence switches to a charset in which the character has two bytes, and another one
+// switches back to ASCII.
 TEST(CharsetTest, TextEndsInTheFirstStateOfItsCharset) {
     EXPECT_EQ(to_hex(converted("ISO-2022-JP", "\xE3\x81\x82", "UTF-8")), "1b 24 42 24 22 1b 28 42");
 }

@@ -324,7 +324,8 @@ TEST(conceptmapTest, AnnouncingConceptsAndPositionsChangesNothing) {
     EXPECT_EQ(table.position_limit(), 2U);
 }
 
-// The 100 entries are in chunks of 16, 32 and 64. In each, `announce` gets all but the first 16.
+// The 100 entries are in chunks of 16, 32 and 64 places. Of each chunk, `announce` gets all entries
+// but the first 16.
 TEST(conceptmapTest, EachLiveEntryIsVisitedInOrderAfterItWasAnnounced) {
     Numbers table;
     const std::vector<Concept> concepts = numbered_concepts(100);
@@ -350,7 +351,7 @@ TEST(conceptmapTest, EachLiveEntryIsVisitedInOrderAfterItWasAnnounced) {
     std::iota(expected.begin(), expected.end(), 0);
     expected.erase(expected.begin() + 3);
     EXPECT_EQ(visited, expected);
-    EXPECT_EQ(announced.size(), 16U + 36U);  // of 32 and of 52 entries
+    EXPECT_EQ(announced.size(), 16U + 36U);  // of 32 and of 52 entries of a chunk
 }
 
 TEST(conceptmapTest, EntryOf32BytesIsInOneCacheLine) {

@@ -47,7 +47,7 @@ struct First_base {
 
 struct Of_two_bases : First_base, Second_base {};
 
-// Contains a pointer to its own kind.
+// Contains a pointer to another Link.
 struct Link {
     qtPtrLight<Link> next;
 };

@@ -17,8 +17,8 @@ using zandrel::detail::Clipped_bag;
 
 namespace {
 
-// Compares the view with a copy that is clipped, which the view replaces. We compare bits, so that
-// 0 and -0 differ and NaN equals itself.
+// Compares a Clipped_bag with the clipped copy of a bag, which it replaces. We compare bits, so
+// that 0 and -0 differ and NaN equals itself.
 void expect_as_the_copy(const qtPtrLight<zeSml>& source, double clip_value) {
     const qtPtrLight<zeSml> copy = zeSml::get_clipped_sml(source, clip_value);
     const Clipped_bag clipped(*source, clip_value);

@@ -26,8 +26,8 @@ std::vector<std::string> sorted_by_keys(const std::vector<Concept>& concepts) {
     return texts;
 }
 
-// std::string compares bytes as unsigned, and a text is less than its continuation. This is the
-// order that we want, by other code.
+// std::string compares bytes as unsigned, and a text is less than its continuation. So sorting
+// strings gives the expected order by other code.
 void expect_sorted(std::vector<std::string> texts) {
     std::vector<Concept> concepts;
     for (const std::string& text : texts) {
@@ -57,7 +57,8 @@ TEST(TextOrderTest, BytesAreUnsigned) {
     expect_sorted({"\xFF", "a", "\x80z", "\x7F"});
 }
 
-// Buckets of all kinds: many keys that share none, some or all of the first eight bytes.
+// The lists give buckets of all kinds: many keys that share none, some or all of the first eight
+// bytes.
 TEST(TextOrderTest, RandomListsAgreeWithAStandardSort) {
     std::mt19937 random(11);
     for (const std::string_view prefix : {"", "a", "seven b", "a common beginning "}) {

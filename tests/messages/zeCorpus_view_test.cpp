@@ -264,7 +264,7 @@ TEST_F(zeCorpusviewTest, NodesOfEarlierMessagesAreKept) {
 TEST_F(zeCorpusviewTest, MessageIsKeptOnlyWhileItIsRead) {
     zeNode* const sport = make_leaf("sport");
     zeNode* const music = make_leaf("music");
-    // the message owns it, so its count shows if the message still exists
+    // The message owns the bag, so the count of the bag shows if the message still exists.
     const qtPtrLight<zeSml> bag = make_bag({{"goal", 1.0}});
     Forgetting_corpus forgetting;
     forgetting.held = MessageBuilder().labels({"sport", "music"}).make();

@@ -92,7 +92,7 @@ TEST_F(zeMemoryCorpusTest, MessagesAreSharedWithTheCaller) {
     const qtPtrLight<zeMsg> found = corpus.get_msg(corpus.start_msgs());
 
     EXPECT_EQ(found.get(), msg.get());
-    // those of the caller, of the corpus, and the one that was found
+    // The message is owned by the caller, by the corpus and by the pointer that was found.
     EXPECT_EQ(msg.use_count(), 3U);
 }
 

@@ -454,7 +454,8 @@ TEST_F(zeMsgEditTest, SetWithoutMemoryChangesNothing) {
         edit.End();
         EXPECT_EQ(m_msg->changed, !has_failed);
     }
-    // At least the list's text, its index entry and the longer vector of pairs.
+    // At least these are allocated: the list's text, its index entry and the longer vector of
+    // pairs.
     EXPECT_GT(index, 3U);
     EXPECT_EQ(*m_msg->get_raw_value(name), "02\t" + values[0] + ";another one");
 }

@@ -20,7 +20,7 @@ namespace {
 
 using Converter = mlMessageConverter;
 
-// A message with these pairs in this order, as read from a file.
+// Makes a message with these pairs in this order, like a message that was read from a file.
 zeMsg WithPairs(std::vector<zeMsg::Nvp> pairs) {
     zeMsg msg;
     msg.nvps = std::move(pairs);
@@ -78,7 +78,7 @@ TEST(zeMsgPairsTest, FirstOfSeveralPairsOfOneNameIsFound) {
     EXPECT_EQ(*msg.get_raw_value(term("b")), "1");
 }
 
-// With few pairs all are compared; with more, a binary search comes first.
+// In a short list of pairs, all names are compared; in a longer one, a binary search comes first.
 TEST(zeMsgPairsTest, FirstPairOfEachNameIsFoundAndMissingNamesAreNot) {
     for (std::size_t count = 0; count <= 150; ++count) {
         for (const std::size_t run : {1U, 2U, 3U, 40U}) {
@@ -318,7 +318,7 @@ TEST(zeMsgPairsTest, NumberIsThatOfTheValue) {
     EXPECT_EQ(msg.get_number(Concept::insert("b")), 0.0);
 }
 
-// A list has no single value. For a language string the canonical form is read.
+// A list has no single value, so its number is 0.
 TEST(zeMsgPairsTest, NumberOfAListIsZero) {
     const zeMsg msg = WithPairs({Pair("a", 1, "5"), Pair("b", 14, "02\t5;6"), Pair("c", 2, "5")});
 

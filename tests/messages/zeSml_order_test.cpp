@@ -183,7 +183,7 @@ TEST_P(zeSmlOrderTest, ViewsOfTheSameContentsAreEqual) {
     }
 }
 
-// Without a ceiling and with one.
+// The tests run without a ceiling and with one.
 INSTANTIATE_TEST_SUITE_P(Free, zeSmlOrderTest, testing::Values(0.0));
 INSTANTIATE_TEST_SUITE_P(Held, zeSmlOrderTest, testing::Values(7.3));
 

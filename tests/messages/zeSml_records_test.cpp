@@ -170,7 +170,7 @@ TEST(zeSmlRecordTest, EntriesReadBeforeTheEndOfACutRecordAreKept) {
     EXPECT_EQ(bag.m_concepts.front().m_concept, term("ab"));
 }
 
-// A read past the end is an error, or, inside the last segment, reads zeros.
+// A read past the end of the record raises an error, but inside the last segment it reads zeros.
 TEST(zeSmlRecordTest, EveryCutIsSafe) {
     const std::string whole = from_hex(kTwoConcepts);
     for (std::size_t size = 0; size < whole.size(); ++size) {

@@ -29,8 +29,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Kind = zeOptMap::Kind;
 
-// One key: the text that a test sets, the value that the field then has and the text written for
-// it; and both for a new container. Flags are given as numbers.
+// One key: the text that a test sets, the value that the field then has, and the text that is then
+// written. `new_value` and `new_written` are the value and the written text in a new container.
+// Flags are given as numbers.
 struct Key_row {
     const char* key;
     Kind kind;

@@ -1,4 +1,4 @@
-// Rules and statistics in one walk. Uses only public classes.
+// Rules and statistics in one classification. Uses only public classes.
 #include <string>
 #include <string_view>
 #include <utility>
@@ -170,8 +170,8 @@ TEST_F(RulesScenarioTest, ExplanationPassesAnOpenRule) {
     EXPECT_GT(lines[0].m_score, 0.0);
 }
 
-// The score of a blocked path is 0 without any concept. So each line has the whole score, which
-// does not include the rule above.
+// On a blocked path the score without a concept is 0, whichever concept it is. So each line has the
+// whole score, which is computed without the rule above.
 TEST_F(RulesScenarioTest, ExplanationOfABlockedPathGivesEachConceptTheWholeScore) {
     SetPair(*m_sport, "language", "en");
     const Ranking ranking = Classify(*m_sport);

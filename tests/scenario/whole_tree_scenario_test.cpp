@@ -244,7 +244,8 @@ TEST(WholeTreeScenarioTest, BlockingRuleBlocksInTrainingAsInClassification) {
     }
 }
 
-// Both departments see this word, but it belongs to no category of the world's.
+// The messages of money go to both departments, but their category is not below world. So for the
+// classifier of world they count against travel, whose messages have the same word.
 TEST(WholeTreeScenarioTest, WordOfOneDepartmentCountsAgainstTheOther) {
     Desk with;
     Desk without;

@@ -97,8 +97,8 @@ TEST_F(BestFeaturesTest, LeastOwnScoreIsKnownWhenOwnConceptsFillTheirPart) {
     EXPECT_EQ(m_best.least_own_score(), 3.0);
 }
 
-// There are only few different scores, so texts often decide. Scores from outside rise, fall or
-// come in any order.
+// The scores are small integers, so many of them are equal and the texts often decide. Depending on
+// the round, the scores of concepts from outside fall, rise or are random.
 TEST_F(BestFeaturesTest, ResultEqualsTheFrontOfAFullSort) {
     std::mt19937 random(1);
     for (int round = 0; round < 600; ++round) {

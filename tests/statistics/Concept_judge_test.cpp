@@ -20,7 +20,7 @@ TEST(ConceptJudgeTest, BoundNeverExcludesAScoreThatIsReached) {
     std::mt19937 random(1);
     std::uniform_real_distribution<double> exponent(-60.0, 10.0);
     for (int i = 0; i < 200000; ++i) {
-        // Quotients near 1 on both sides, and far from it.
+        // Half of the quotients are above 1 and half below it, some near 1 and some far from it.
         const double step = std::exp(exponent(random));
         const double quotient = i % 2 == 0 ? 1.0 + step : 1.0 / (1.0 + step);
         const Concept_judge::Rated judged =
@@ -33,8 +33,8 @@ TEST(ConceptJudgeTest, BoundNeverExcludesAScoreThatIsReached) {
     }
 }
 
-// The bound of 1.1 is (1.1 - 1) * 0.002 = 0.0002. 1 / 1.1 has the same, since (1 - 1 / 1.1) * 1.1 =
-// 0.1.
+// For the quotient 1.1 the bound is (1.1 - 1) * 0.002 = 0.0002. For 1 / 1.1 it is the same, since
+// (1 - 1 / 1.1) * 1.1 = 0.1.
 TEST(ConceptJudgeTest, BoundExcludesScoresFarBelow) {
     for (const double quotient : {1.1, 1.0 / 1.1}) {
         EXPECT_FALSE(rated(quotient, 1.0, 0.002).may_reach(0.0003));

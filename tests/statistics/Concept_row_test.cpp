@@ -15,7 +15,7 @@ namespace {
 
 using zandrel::detail::Concept_row;
 
-// Concepts in the given order, and their row.
+// Concepts of the given texts, and a row with these concepts in the same order.
 struct Row_of_terms {
     explicit Row_of_terms(const std::vector<std::string>& texts) {
         for (const std::string& text : texts) {
@@ -24,7 +24,7 @@ struct Row_of_terms {
         }
     }
 
-    // The texts of the concepts found for a list.
+    // Looks up each text of a list, and returns the texts of the concepts that were found.
     std::vector<std::string> taken(const std::vector<std::string>& texts) {
         std::vector<std::string> found;
         row.rewind();

@@ -98,7 +98,7 @@ protected:
         m_b.m_node_id = 2;
         m_storage.set_use_train_likelihood(true);
         m_storage.m_use_omit_method = false;
-        m_storage.m_clip_value = 3.0;  // as the ceiling it would make an infinite entry finite
+        m_storage.m_clip_value = 3.0;  // clipping would make infinite entries finite
         Small_corpus corpus;
         corpus.add(MessageBuilder().bag({{"x", 1.0}, {"z", 1.0}}), {&m_a});
         corpus.add(MessageBuilder().bag({{"y", 2.0}}), {&m_b});
@@ -145,7 +145,7 @@ TEST_P(FiniteWeightsTest, HistogramStepSkipsTheMessage) {
     EXPECT_EQ(dumped(m_storage), m_before);
 }
 
-// The estimate is half of 2 x 14 concepts, for a message of two categories.
+// The bag weighs 14 and its message has two categories, so the estimate is 2 x 14 / 2 concepts.
 TEST_P(FiniteWeightsTest, EstimateOfTheLearnerSkipsTheMessage) {
     m_spoilt.add(MessageBuilder().bag({{"x", 14.0}}), {&m_a, &m_b});
     zeStat_diet_learner learner(m_storage);
@@ -170,8 +170,8 @@ TEST_P(FiniteWeightsTest, LearningCountsTheMessageForNoCategoryAndTracesIt) {
     EXPECT_TRUE(trace.has(kTraceDebug, "Message has a weight that is not finite (message 0)"));
 }
 
-// Half of 2 and of 2 x 2 concepts. In a sub-bulk each of the two profiles has space for one
-// concept.
+// The estimates are 2 / 2 concepts for the first message and 2 x 2 / 2 for the second, which has
+// two categories. In a sub-bulk each of the two profiles has space for one concept.
 TEST_P(FiniteWeightsTest, SubBulksAreDealtAsWithoutTheMessage) {
     m_spoilt.add(MessageBuilder().bag({{"x", 2.0}}), {&m_a});
     m_spoilt.add(MessageBuilder().bag({{"x", 2.0}}), {&m_a, &m_b});
@@ -370,7 +370,8 @@ TEST(FiniteWeightsLimitTest, OnlyTheWeightIsCheckedOfAMessageWithoutABag) {
     EXPECT_FALSE(has_finite_weights(*MessageBuilder().weight(kNotANumber).make()));
 }
 
-// The total is -1e308. After clipping it is 3 - 1e308 - 1e308, which is infinite.
+// The total is -1e308. Clipping reduces x to 3, so the total becomes 3 - 1e308 - 1e308, which is
+// minus infinity.
 TEST(FiniteWeightsLimitTest, MessageWhoseTotalIsInfiniteAfterClippingCountsForNothing) {
     zeNode node(term("a"));
     zeDefaults settings = plain_settings();

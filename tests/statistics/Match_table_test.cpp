@@ -46,8 +46,9 @@ TEST(Match_tableTest, CompileGivesEachConceptItsPairsInTheOrderOfProfiles) {
     EXPECT_EQ(table.profile_end(), 2);
 }
 
-// Position 5 is right for x, and wrong for y, which one profile names at the position of x. The
-// second z has no position.
+// The third value of a weight is a guess: the position of its concept among the model's infos. All
+// profiles guess 5 for x. One of them guesses 5 for y too, which cannot be right. The second weight
+// of z has no guess.
 TEST(Match_tableTest, CompileTakesPositionsOfInfosAsGuesses) {
     Profiles profiles;
     for (int i = 0; i < 3; ++i) {

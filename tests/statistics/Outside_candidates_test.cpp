@@ -81,7 +81,7 @@ TEST_F(OutsideCandidatesTest, StartingAgainForgetsWhatWasLeftOut) {
     EXPECT_EQ(TextAt(0), "outside 99");
 }
 
-// A profile without a concept of its own, whose features all are candidates from outside.
+// A profile that has no concept of its own, so it can only select candidates from outside.
 class FeatureSelectorLimitTest : public zeStatTrainerSelectionTest {
 protected:
     FeatureSelectorLimitTest() {

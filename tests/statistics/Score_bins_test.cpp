@@ -1,4 +1,4 @@
-// Tests of the bins that are found for many values at once, beside those of the exact scores.
+// Compares the bins that are found for many values at once with the bins of the exact scores.
 #include "zandrel/statistics/Score_bins.h"
 
 #include <array>
@@ -20,7 +20,7 @@ using Values = std::array<double, kValuesAtOnce>;
 
 constexpr double kNoLimit = std::numeric_limits<double>::infinity();
 
-// Expects the bins of the exact scores.
+// Checks that the bins found for the values are the bins of their exact scores.
 void expect_exact_bins(const Values& values, int bin_count) {
     std::array<int, kValuesAtOnce> bins = {};
     zandrel::detail::find_bins_of_values(values, bin_count, bins.data());
@@ -55,8 +55,8 @@ TEST(ScoreBinsTest, BinIsThatOfExactScore) {
     }
 }
 
-// A score of k / 30 is the border of two bins; rounding decides on which side it is. Every other
-// value is far from a border.
+// A score of k / 30 is the border of two bins; rounding decides on which side it is. Every second
+// value is 0, whose score is exactly 0.5.
 TEST(ScoreBinsTest, BinAtBordersIsThatOfExactScore) {
     const double pi = std::acos(-1.0);
     for (int border = 1; border < 30; ++border) {
@@ -71,7 +71,7 @@ TEST(ScoreBinsTest, BinAtBordersIsThatOfExactScore) {
     }
 }
 
-// What is no number falls in the first bin.
+// The score of NaN is in the first bin.
 TEST(ScoreBinsTest, BinOfValueWithoutLimitOrNumberIsThatOfExactScore) {
     const double none = std::nan("");
     const double greatest = std::numeric_limits<double>::max();

@@ -1,4 +1,4 @@
-// Tests of the ranges in which raw scores are, beside the exact scores.
+// Compares the ranges that contain raw scores with the exact scores.
 #include "zandrel/statistics/Score_bound.h"
 
 #include <cmath>
@@ -13,7 +13,7 @@ using zandrel::detail::Score_ranges;
 
 constexpr double kPi = 3.141592653589793;
 
-// Where the centre of a bin is.
+// The score at the centre of a bin.
 double centre(int bin) {
     return (bin + 0.5) / 30;
 }

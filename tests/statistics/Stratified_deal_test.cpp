@@ -44,7 +44,8 @@ TEST_F(StratifiedDealTest, NeighboursOfACategoryAreInDifferentParts) {
     EXPECT_THAT(dealt(m_deal, 3), ElementsAre(ElementsAre(3, 0), ElementsAre(1), ElementsAre(4)));
 }
 
-// a: 0, 2, 3; b: 1, 4. The deal continues from one category to the next.
+// Category a has the messages 0, 2 and 3, and b has 1 and 4. The first message of b goes to the
+// part after the one that got the last message of a.
 TEST_F(StratifiedDealTest, CategoriesAreDealtInTheOrderOfTheirFirstMessages) {
     m_deal.add(0, {&m_a});
     m_deal.add(1, {&m_b});
@@ -64,8 +65,8 @@ TEST_F(StratifiedDealTest, AddressesOfCategoriesHaveNoInfluence) {
     EXPECT_THAT(dealt(m_deal, 1), ElementsAre(ElementsAre(0, 3, 1, 2)));
 }
 
-// The counter is 0, 1, 2 and 3 at the four messages. So they count for a, b (of two), c (third of
-// three) and b (of two).
+// The counter is 0, 1, 2 and 3 at the four messages. Modulo the number of the message's categories,
+// it is the index of the category for which the message counts: a, b, c and again b.
 TEST_F(StratifiedDealTest, MessageOfSeveralCategoriesCountsForOneOfThemInTurn) {
     m_deal.add(0, {&m_a, &m_b});
     m_deal.add(1, {&m_a, &m_b});

@@ -74,8 +74,8 @@ inline std::vector<Slow_message> messages_of(unsigned int seed) {
 
 }  // namespace likelihood_comparison
 
-// A model and its second implementation. Two batches are trained. The second may use a matcher of
-// the model after the first.
+// A model and its second implementation, which train two batches. The second batch may be matched
+// with a matcher that was made from the model after the first batch.
 class Likelihood_comparison {
 public:
     explicit Likelihood_comparison(const zeDefaults& settings)

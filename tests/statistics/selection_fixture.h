@@ -46,11 +46,11 @@ protected:
     }
 
     struct Totals {
-        double T;   // of bags
-        double W;   // of weights
-        double D;   // of messages
-        double Wp;  // of the profile's weights
-        double Mp;  // of the profile's messages
+        double T;   // weight of all bags
+        double W;   // weight of all concepts
+        double D;   // weight of all messages
+        double Wp;  // weight of the profile's concepts
+        double Mp;  // weight of the profile's messages
     };
 
     // Sets the totals of the model and of the profile a.

@@ -21,15 +21,15 @@
 
 class Slow_learner {
 public:
-    // How often certain events happened. Without them a comparison would show little.
+    // Counts certain events. If they never happened, a comparison would prove little.
     struct Tally {
-        int sub_bulks = 0;     // that ran
-        int spared_bulks = 0;  // without a message
+        int sub_bulks = 0;     // sub-bulks that were learned
+        int spared_bulks = 0;  // sub-bulks without a message, which are skipped
         int spoilt = 0;        // messages with a weight that is not finite
         int cut_profiles = 0;
         int dieted = 0;   // concepts that the diet removed from a profile, down to the lower bound
-        int bounded = 0;  // concepts removed down to the upper bound
-        int swept = 0;    // concepts removed from the table of all
+        int bounded = 0;  // concepts that the upper bound removed from a profile
+        int swept = 0;    // concepts that were removed from `model.infos`
     };
 
     Slow_learner(const zeDefaults& settings, bool is_geometric, std::set<std::string> junk)
@@ -311,7 +311,8 @@ private:
         return deleted;
     }
 
-    // Counts the profiles of each concept again, while the library keeps a count.
+    // Removes rare concepts that no profile has. Here the profiles of each concept are counted
+    // anew; the library stores this count with the concept.
     void Sweep() {
         for (auto entry = model.infos.begin(); entry != model.infos.end();) {
             entry->second.profiles = 0;

@@ -31,10 +31,10 @@ public:
         std::vector<double> total;
         int age = 0;
         std::array<double, kBins> table = {};
-        double accumulator = 0.0;  // the rest of earlier matching
+        double accumulator = 0.0;  // the sum that earlier matching left here
     };
 
-    // The selected weights of each category, by its position.
+    // For each category, at its position in the model: its selected concepts and their weights.
     using Matcher = std::vector<std::map<std::string, float>>;
 
     explicit Slow_likelihood(const zeDefaults& settings)
@@ -51,7 +51,7 @@ public:
     }
 
     // Counts the messages and updates histograms and tables. `given` is a matcher that was made
-    // before.
+    // before the call. It is used only by the omit method with fewer than two slices.
     void Train(const std::vector<Slow_message>& batch, const std::optional<Matcher>& given) {
         std::vector<Slow_message> messages;
         for (const Slow_message& msg : batch) {

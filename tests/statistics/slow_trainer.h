@@ -148,7 +148,8 @@ public:
         }
     }
 
-    // Counting keeps these two equal, and also the two of a profile. Learning makes them different.
+    // Counting keeps the total weight of concepts and that of messages equal, and also `weight` and
+    // `msg_weight` of each profile. Learning makes them different.
     double total_weight = 0.0;
     double total_msg_weight = 0.0;
     double total_bags = 0.0;
@@ -279,8 +280,8 @@ private:
         return true;
     }
 
-    // All concepts whose rate is at least the rate of a concept seen once, or all below it, best
-    // first.
+    // The candidates, best first. If `rare`, these are the concepts whose rate is below the rate of
+    // a concept seen once; otherwise all others. With `use_new_ZC` all concepts are candidates.
     std::vector<std::string> Candidates(bool rare) const {
         std::vector<std::pair<double, std::string>> valued;
         for (const auto& [text, info] : infos) {

@@ -34,8 +34,8 @@ inline std::string whole_matcher() {
 
 // The root has the node id 3, and its matcher the object id 2.
 struct Stored_matcher : Stored_model {
-    // With a `package` of another Stored_matcher, that package is read and the model is not there
-    // yet.
+    // If a `package` that another Stored_matcher has written is given, it is opened for reading,
+    // and the model is not loaded yet.
     explicit Stored_matcher(qtPtr<qtBuffer> package = {}) : buffer(package) {
         root = leaf("root");
         manager.m_last_object_id = 2;
@@ -83,7 +83,7 @@ struct Stored_matcher : Stored_model {
 
     qtPtr<qtBuffer> buffer;
     zeNode* root;
-    zeStat_matcher* matcher = nullptr;  // null if the model is still to be read
+    zeStat_matcher* matcher = nullptr;  // null if a package was given
 };
 
 #endif  // ZANDREL_TESTS_STATISTICS_STORED_MATCHER_H_

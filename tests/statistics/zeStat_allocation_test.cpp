@@ -86,7 +86,8 @@ TEST(zeStatAllocationTest, AddingAProfileIsDoneCompletelyOrNotAtAll) {
         EXPECT_EQ(model.storage.profile(3).m_bins.size(), 30U);
     }
 
-    // The profile, its bins, the entry of the list and the entry of the index, at least.
+    // At least these are allocated: the profile, its bins, the entry of the list and the entry of
+    // the index.
     EXPECT_GT(index, 4U);
     EXPECT_LT(index, kTooMany);
 }
@@ -115,7 +116,8 @@ TEST(zeStatAllocationTest, ReplacingNodesIsDoneCompletelyOrNotAtAll) {
         EXPECT_EQ(model.storage.m_profile_index.size(), 3U);
     }
 
-    // Three entries of the new index, one of the map, and their tables.
+    // At least these are allocated: three entries of the new index, one entry of the map, and their
+    // tables.
     EXPECT_GT(index, 5U);
     EXPECT_LT(index, kTooMany);
 }
@@ -138,7 +140,7 @@ TEST(zeStatAllocationTest, ChangingTheResolutionIsDoneCompletelyOrNotAtAll) {
         }
     }
 
-    // At least one histogram for each profile.
+    // At least one histogram is allocated for each profile.
     EXPECT_GT(index, 3U);
     EXPECT_LT(index, kTooMany);
 }

@@ -168,7 +168,7 @@ TEST_F(zeStatDamagedScoreTest, LikelihoodsOutsideOfTheirRangeGiveScoresWithin0An
     const struct {
         double likelihood;
         double score;
-        // Between two infinite values of the table, interpolation gives NaN.
+        // Between two infinite values of the table, interpolation gives NaN, so the score is 0.
     } rows[] = {{1e300, 1.0},  {1.7, 1.0},       {infinite, 0.0}, {-0.7, 0.0},
                 {-1e300, 0.0}, {-infinite, 0.0}, {kNaN, 0.0}};
 
@@ -242,7 +242,8 @@ TEST_F(zeStatDamagedModelTest, HistogramsOfAnotherSizeAreRestarted) {
     }
 }
 
-// Many words outside a, in two tables of different order.
+// The model has many words that the profile of a does not have. The selection is repeated with
+// another number of buckets in the model's table of concepts.
 class zeStatDamagedWeightsTest : public testing::TestWithParam<bool> {
 protected:
     static constexpr int kWords = 400;
@@ -251,8 +252,8 @@ protected:
 
     static std::string Word(int number) { return "w" + std::to_string(number); }
 
-    // The selection of a model in which every second word has such a weight and rate. Without
-    // `damage` those words are left out.
+    // Returns the words that the profile selects. Every second word has the weight and the rate
+    // `*damage`; if `damage` is null, the model does not have these words.
     std::vector<std::string> Selection(const double* damage, std::size_t buckets) {
         zeStat_storage storage(nullptr, m_settings);
         bool added = false;
@@ -283,7 +284,7 @@ protected:
     zeDefaults m_settings = plain_settings();
 };
 
-// Such words are last in the order of candidates and have no score.
+// Words whose weight is NaN are last in the order of candidates and have no score.
 TEST_P(zeStatDamagedWeightsTest, WordWithANaNIsNotSelected) {
     const std::vector<std::string> sound = Selection(nullptr, 100);
     EXPECT_GT(sound.size(), 100U);
@@ -314,7 +315,7 @@ TEST(zeStatDamagedRatesTest, RareConceptsWithoutARateComeLast) {
     EXPECT_FALSE(zeStat_trainer::compare_zc_concept_infos(none, none));
 }
 
-// Light concepts are removed first, but those with NaN before them.
+// The diet removes the lightest concepts first, but those whose weight is NaN even before them.
 TEST_F(zeStatDamagedModelTest, DietBeginsWithConceptsWhoseWeightIsNaN) {
     for (const char* word : {"p", "q", "r", "s"}) {
         bool added = false;

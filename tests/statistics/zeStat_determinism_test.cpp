@@ -46,7 +46,7 @@ struct Outcome {
     std::vector<std::vector<std::pair<std::string, float>>> weights;   // by profile, in order
     std::vector<double> terms;                                         // m_M of each profile
     std::vector<std::vector<std::tuple<std::string, double>>> scores;  // by message
-    std::vector<std::string> walk;  // the order in the table of all concepts; not a result
+    std::vector<std::string> walk;  // the order in the table of all concepts; may differ
 };
 
 class Model {
@@ -218,8 +218,8 @@ TEST_P(zeStatDeterminismTest, HistoryOfTheTablesDoesNotChangeTheModel) {
 
 INSTANTIATE_TEST_SUITE_P(Methods, zeStatDeterminismTest, testing::ValuesIn(kMethods));
 
-// The comparison shows nothing unless the tables really have different orders. The number of
-// buckets does not change the order.
+// The comparisons prove something only if the tables really have different orders. Entries that
+// were erased before change the order; the number of buckets does not.
 TEST(TableHistoryTest, EntriesErasedBeforeChangeTheOrderOfTheTables) {
     const std::vector<Slow_message> messages = with_ties(Random_corpus(1).Messages(60));
     const zeDefaults settings = settings_for(10, kMethods[3]);

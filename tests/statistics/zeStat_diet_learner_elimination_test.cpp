@@ -32,7 +32,7 @@ protected:
         m_storage.m_max_Ps_size = most;
     }
 
-    // Adds an unselected concept, also to the table of all.
+    // Adds an unselected concept to the profile and to the model's table of concepts.
     zeStat_storage::P& Add(std::string_view text, double weight, int iprofile = 0) {
         zeStat_storage::P& P = AddP(iprofile, text, weight);
         zeStat_storage::Concept_info& info = m_storage.m_concept_infos[term(text)];
@@ -242,7 +242,8 @@ TEST_F(zeStatDietLearnerEliminationTest, ProfilesWithoutMessagesAreSkippedIfRequ
     }
 }
 
-// A category without a profile has no count. Training has added its profile afterwards.
+// A category that had no profile when the messages were counted has no count. Its profile was added
+// afterwards, by training.
 TEST_F(zeStatDietLearnerEliminationTest, ProfileAddedByTheBulkIsProcessed) {
     Add("x", 0.5, 0);
     SetBulk({});

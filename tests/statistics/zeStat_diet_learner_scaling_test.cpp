@@ -263,7 +263,8 @@ TEST_F(zeStatDietLearnerScalingTest, ModelThatCountedNothingHasNoLimits) {
     EXPECT_THAT(m_learner.limits(), ElementsAre()) << "none of a category";
 }
 
-// The sizes -1 and 3 have no geometric average, since -1 has no logarithm. So R is used instead.
+// The sizes -1 and 3 have no geometric average, since -1 has no logarithm. So `m_average_Rlimit` is
+// used instead.
 TEST_F(zeStatDietLearnerScalingTest, AverageNotAboveZeroIsReplacedByTheAverageLimit) {
     m_storage.m_average_Rlimit = 8.0;
     g_use_geom_average = true;
@@ -287,8 +288,8 @@ TEST_F(zeStatDietLearnerScalingTest, GeometricAverageOfZeroAsserts) {
     EXPECT_ASSERTS(Prepare(true), "geom_average");
 }
 
-// The sizes are as above. The geometric average exists and is 1, since -1 to an infinite power is
-// 1.
+// The sizes are again -1 and 2, so the arithmetic average is NaN. The geometric average exists and
+// is 1, since -1 to an infinite power is 1.
 TEST_F(zeStatDietLearnerScalingTest, ArithmeticAverageOfZeroAsserts) {
     m_storage.m_average_Rlimit = 0.0;
     m_storage.m_weaken_small_cats_factor = 1e308;

@@ -90,8 +90,8 @@ TEST_F(zeStatDietLearnerTest, LearnerBorrowsTheStorageAndItsManager) {
     EXPECT_THAT(learner.m_num_msgs4profile, IsEmpty());
 }
 
-// The number of sub-bulks. The estimate is half of the bag's weight, for each category of each
-// message. Two profiles of at most 3 concepts have room for 6.
+// The number of sub-bulks. For each of its categories, a message is estimated at half of its bag's
+// weight. Two profiles of at most 3 concepts have room for 6.
 
 TEST_F(zeStatDietLearnerTest, EstimateUpToTheRoomOfAllProfilesGivesOneBulk) {
     struct Row {
@@ -359,8 +359,8 @@ TEST_F(zeStatDietLearnerTest, LearningAddsTheProfileOfANewCategory) {
     EXPECT_THAT(m_learner.m_num_msgs4profile, ElementsAre(0));
 }
 
-// Selected concepts must not be deleted, so the selection comes before the deletion. Only one of a
-// and b is needed; with two profiles the other words are as useful.
+// Selected concepts must not be deleted, so the selection comes before the deletion. Each profile
+// selects one concept. With two profiles, `strong` and `other` are equally useful for both.
 TEST_F(zeStatDietLearnerTest, ConceptsSelectedInTheBulkAreNotDeleted) {
     AddProfiles(2);
     SetTotals(0.0, 0.0, 1000.0);  // so that the rate of a concept seen once is small
@@ -643,7 +643,7 @@ TEST_F(zeStatDietLearnerInterruptionTest, ModelLearnsAgainAfterAnInterruptionAtA
     EXPECT_EQ(InterruptAtEachPoll(learner_settings(), false), 17);
 }
 
-// The matcher takes the learner's selection and polls no more.
+// The matcher takes the learner's selection, so it adds no poll.
 TEST_F(zeStatDietLearnerInterruptionTest, MatcherLearnsAgainAfterAnInterruptionAtAnyPoll) {
     EXPECT_EQ(InterruptAtEachPoll(learner_settings(), true), 17);
 }

@@ -69,8 +69,8 @@ class zeStatLearningModelTest : public testing::TestWithParam<unsigned int> {
 protected:
     ~zeStatLearningModelTest() override { g_use_geom_average = false; }
 
-    // Learns six batches. The second and the fifth continue a run. After the third and after the
-    // fourth a category is forgotten.
+    // Learns six batches. The second and the fifth batch are not the first of their run. After the
+    // third and after the fourth a category is forgotten.
     void Compare(const Learning_combination& made) {
         g_use_geom_average = made.is_geometric;
         Slow_learner slow(made.settings, made.is_geometric, made.junk);

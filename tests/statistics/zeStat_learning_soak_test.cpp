@@ -49,10 +49,10 @@ public:
             Ps += profile->m_Ps.size();
         }
         // Before a bulk the categories are reduced to limits. The sum of the limits is largest if
-        // all are equal, since a square root is concave. Then each message adds 1. For each weight
-        // of 1 the bags weigh 12. A concept without a profile stays only if its weight is at least
-        // that of a concept seen once, so there are no more such concepts than the weight of all
-        // bags.
+        // all are equal, since a square root is concave. Then each message of the bulk adds a
+        // weight of 1, and its bag weighs 12. A concept without a profile stays only if its weight
+        // is at least that of a concept seen once, so there are no more such concepts than the
+        // weight of all bags.
         const double weight = kCategories * kLimit + kBulk;
         EXPECT_LE(m_storage.m_total_weight, weight * 1.000001);
         EXPECT_LE(m_storage.m_total_sml_weight, kWords * weight * 1.000001);

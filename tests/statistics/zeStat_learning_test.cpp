@@ -115,8 +115,9 @@ protected:
 };
 
 // A message has four of the ten words of its category, and words of no other category; a profile
-// keeps 15 words. A shared word is in 3 of 200 cases in any message, so its weight is small beside
-// four words that are always right. One mistake in twenty is far more than we expect.
+// keeps 15 words. A message has three of the 200 shared words, so a shared word is rare in every
+// category, and its weight is small beside four words that are always right. One mistake in twenty
+// is far more than we expect.
 constexpr double kLeastAccuracy = 0.95;
 
 TEST_P(zeStatLearningTest, CategoriesLearnedInOneBatchAreDistinguished) {
@@ -126,8 +127,8 @@ TEST_P(zeStatLearningTest, CategoriesLearnedInOneBatchAreDistinguished) {
 }
 
 // No average is above the 100 messages of a category. So a limit is at least 400 times the square
-// root of a hundredth of the size, which is above every size up to 1600. Nothing is reduced and
-// nothing forgotten.
+// root of a hundredth of the size, which is above every size up to 1600. So no category is reduced,
+// and nothing is forgotten.
 TEST_P(zeStatLearningTest, CategoriesLearnedSlowlyInBulksAreDistinguished) {
     m_storage.m_max_Rlimit = 400.0;
     m_storage.m_average_Rlimit = 400.0;

@@ -205,8 +205,9 @@ TEST_F(zeStatMatcherHistogramTest, CategoriesWithNoOrAllMessagesAreLeftOut) {
     EXPECT_EQ(Age(1), 2);
 }
 
-// Twice 3 remains in the accumulator, and the third message makes it 9, with a total of 3. So the
-// score is that of 3 instead of 1: atan(3 pi) / pi + 0.5, which is 0.9664; 30 times this is 28.99.
+// After two messages the accumulator is 6. The third message makes it 9, while the total of its bag
+// is 3. So the score is that of the match value 3 instead of 1: atan(3 pi) / pi + 0.5, which is
+// 0.9664; 30 times this is 28.99.
 TEST_F(zeStatMatcherHistogramTest, AccumulatorOfACategoryLeftOutCountsForTheNextScore) {
     m_storage.profile(0).m_num_msgs = 0;
     Enter(MessageBuilder().bag({{"x", 3.0}}), {&m_a});
@@ -250,9 +251,9 @@ TEST_F(zeStatMatcherHistogramTest, CorrectedScoreIsFromTheTables) {
     EXPECT_THAT(Bins(0), ElementsAre(Pair(21, Pair(1.0, 1.0))));
 }
 
-// 40 messages, so blocks of 16 are entered and one of 8 is left: 20 of x for a in bin 27, and 20 of
-// y for a in bin 15. The weights are 1 to 40, so those of x are the odd numbers, whose sum is 400,
-// and those of y the even ones: 420.
+// 40 messages fill two blocks of 16 and half of a third one. For a, the 20 bags of x score in bin
+// 27 and the 20 bags of y in bin 15. The messages of x have the odd weights up to 39, whose sum is
+// 400; those of y have the even weights up to 40, whose sum is 420.
 TEST_F(zeStatMatcherHistogramTest, FillerEntersManyMessagesAsTheStepDoesOneByOne) {
     Small_corpus corpus;
     for (int i = 1; i <= 40; ++i) {
@@ -272,7 +273,8 @@ TEST_F(zeStatMatcherHistogramTest, FillerEntersManyMessagesAsTheStepDoesOneByOne
     EXPECT_EQ(Age(1), 40);
 }
 
-// b takes no part, so its accumulator collects -1 for each of 20 messages, from 0.5 on.
+// b has no messages in the model, so it gets no score. Its accumulator begins at 0.5 and collects
+// -1 for each of 20 messages.
 TEST_F(zeStatMatcherHistogramTest, FillerLeavesSumsOfAProfileWithoutMessagesInItsAccumulator) {
     m_storage.profile(1).m_num_msgs = 0;
     Accumulator(1) = 0.5;

@@ -26,7 +26,8 @@ protected:
     Stored_model m_model;
 };
 
-// Values that version 1 does not store become 0. All others are as in the same record of today.
+// Values that version 1 does not store become 0. All others are as in a record of the current
+// version.
 TEST_F(zeStatStorageRecordsV1Test, AgesAndMatchValuesAreZero) {
     zeStat_storage& loaded = m_model.loaded(whole(kVersion1));
 

@@ -48,7 +48,7 @@ zeDefaults other_settings() {
     other.keywords_frequency = 1.5;
     other.sml_weights = {9.0, 10.0, 11.0, 12.0};
     other.weaken_small_cats_factor = 0.5;
-    // Settings that are not among the above.
+    // Settings that are not set above.
     const zeDefaults defaults;
     for (const Setting& row : Setting_table::kRows) {
         const auto& place = row.in_defaults;
@@ -110,7 +110,8 @@ TEST_F(zeStatStorageTest, EachFlagAppliesOnlyItsSetting) {
     }
 }
 
-// So each flag belongs to the field that is in the same place of its own record.
+// The flags and the fields have the same order, so each flag belongs to the field that is at the
+// same place in its own record.
 TEST_F(zeStatStorageTest, FlagsAndFieldsAreInTheOrderOfTheTable) {
     const std::vector<const Setting*> rows = rows_of_models();
     const zeDefaults other = other_settings();

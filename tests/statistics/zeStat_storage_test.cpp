@@ -382,7 +382,7 @@ TEST_F(zeStatStorageTest, SwitchingLikelihoodToItsOwnValueChangesNothing) {
     EXPECT_EQ(m_storage.profile(0).m_bins.size(), 5U);
 }
 
-// Bins with different sums: bin i has i + 1 and 2 (i + 1).
+// Bins with different sums: bin i has the relevant weight i + 1 and the total 2 (i + 1).
 std::vector<zeStat_storage::Result_bin> numbered_bins(int count) {
     std::vector<zeStat_storage::Result_bin> bins;
     for (int i = 1; i <= count; ++i) {
@@ -401,7 +401,7 @@ TEST_F(zeStatStorageTest, HalvingTheResolutionJoinsNeighbours) {
     ASSERT_EQ(bins.size(), 30U);
     for (std::size_t i = 0; i < 30; ++i) {
         SCOPED_TRACE(i);
-        // The old bins 2i and 2i + 1 have 2i + 1 and 2i + 2.
+        // The old bins 2i and 2i + 1 have the relevant weights 2i + 1 and 2i + 2.
         EXPECT_EQ(bins[i].m_relevant, 4.0 * static_cast<double>(i) + 3.0);
         EXPECT_EQ(bins[i].m_total, 8.0 * static_cast<double>(i) + 6.0);
     }
@@ -454,7 +454,7 @@ TEST_F(zeStatStorageTest, EveryChangeOfResolutionKeepsTheSums) {
             relevant += bin.m_relevant;
             total += bin.m_total;
         }
-        // 1 + 2 + ... + 30; sums of small integers are exact.
+        // The sum is 1 + 2 + ... + 30. Sums of small integers are exact.
         EXPECT_EQ(relevant, 465.0);
         EXPECT_EQ(total, 930.0);
     }

@@ -23,8 +23,8 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 
-// A keywords bag has 6 times its total, and its message the weight 5. Titles and canned texts are
-// unchanged, and their messages have the weight 3.
+// The total of a bag of keywords is multiplied by 6, and its message gets the weight 5. Bags of
+// titles and canned texts are unchanged, and their messages get the weight 3.
 class zeStatTrainerBootstrapTest : public testing::Test {
 protected:
     // A message with the keywords k, the title t and the canned text c.
@@ -48,8 +48,8 @@ protected:
     Small_corpus m_corpus;
 };
 
-// Keywords: the total is 2 * 6 = 12, the share 5 * 2 / 12. Title: 3 * 1 / 1. Canned text: 3 * 4 /
-// 4.
+// For the keywords the total is 2 * 6 = 12, so the share is 5 * 2 / 12. For the title the share is
+// 3 * 1 / 1, and for the canned text 3 * 4 / 4.
 TEST_F(zeStatTrainerBootstrapTest, PassesOfTheThreeSlotsAreAddedUp) {
     m_corpus.add(FullMessage(), {&m_a});
 
@@ -158,7 +158,8 @@ TEST_F(zeStatTrainerBootstrapTest, AfterwardsAllMessagesHaveTheWeightOfTheFirst)
     }
 }
 
-// The first message of the view, not of the corpus. Messages outside the view do not change.
+// The messages of the view get the weight of the first message of the view, not of the corpus.
+// Messages outside the view do not change.
 TEST_F(zeStatTrainerBootstrapTest, FirstMessageIsThatOfTheView) {
     m_corpus.add(FullMessage().weight(2.5).active(1), {&m_a});
     m_corpus.add(FullMessage().weight(0.5), {&m_b});
@@ -202,8 +203,8 @@ TEST_F(zeStatTrainerBootstrapTest, OwnBagsOfTheMessagesAreUnchanged) {
     EXPECT_FALSE(title->m_is_new);
 }
 
-// The weights are 10 and 2. The shares are 5 * 10 / 72 and 5 * 2 / 72 in the keywords, 2.5 and 0.5
-// in the title.
+// The concepts weigh 10 and 2. Their shares are 5 * 10 / 72 and 5 * 2 / 72 in the keywords, and 2.5
+// and 0.5 in the title.
 TEST_F(zeStatTrainerBootstrapTest, CeilingIsOffDuringTheBootstrapAndRestored) {
     m_storage.m_clip_value = 3.0;
     m_corpus.add(
@@ -219,7 +220,7 @@ TEST_F(zeStatTrainerBootstrapTest, CeilingIsOffDuringTheBootstrapAndRestored) {
     EXPECT_EQ(m_storage.m_clip_value, 3.0);
 }
 
-// The bag was clipped when it was made: 3 and 2, a total of 5.
+// The bag was clipped to 3 when it was made, so its weights are 3 and 2 and its total is 5.
 TEST_F(zeStatTrainerBootstrapTest, BagKeepsItsOwnCeiling) {
     m_corpus.add(MessageBuilder().bag_at(1, {{"k", 10.0}, {"l", 2.0}}, 3.0), {&m_a});
 
@@ -343,7 +344,7 @@ TEST_F(zeStatTrainerBootstrapTest, EmptyViewChangesNothing) {
     EXPECT_TRUE(trace.lines.empty());
 }
 
-// The weight is then that of the first message that the corpus has.
+// The messages then get the weight of the first message that the corpus has.
 TEST_F(zeStatTrainerBootstrapTest, MessagesThatTheCorpusDoesNotHaveAreSkipped) {
     m_corpus.add(qtPtrLight<zeMsg>(), {&m_a});
     m_corpus.add(FullMessage().weight(2.5), {&m_a});

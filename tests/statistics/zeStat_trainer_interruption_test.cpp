@@ -127,9 +127,9 @@ struct Way {
     int all;
 };
 
-// Six messages, two categories. Counting polls 6 times, a selection twice, matching 6 times, the
-// tables twice. Each slice of 3 or 2 messages polls 3 times for each message, and for its selection
-// and its end. A model without categories has no selection and no tables.
+// There are six messages and two categories. Counting has 6 polls, a selection 2, matching 6, and
+// the tables 2. Each slice has 3 polls for each of its 3 or 2 messages, 2 polls for its selection
+// and 1 at its end. A model without categories has no selection and no tables.
 constexpr std::array<Way, 4> kWays = {{
     {"NotOmitting", false, 10, 7, 15, 18},
     {"TwoSlices", true, 2, 7, 31, 34},

@@ -187,7 +187,8 @@ TEST_F(zeStatTrainerLikelihoodTest, MessageThatMayEmptyACategoryIsInNoSlice) {
     }
 }
 
-// With it the counter would be 2 at the last message. That message would then count for a, after 0.
+// If message 1 advanced the counter, the counter would be 2 at message 2. This message would then
+// count for a and not for b.
 TEST_F(zeStatTrainerLikelihoodTest, MessageLeftAsideDoesNotAdvanceTheTurn) {
     AddProfile(&m_a, 5.0);
     AddProfile(&m_b, 5.0);
@@ -239,7 +240,8 @@ TEST_F(zeStatTrainerTableTest, RisingRatiosAreUnchanged) {
     EXPECT_DOUBLE_EQ(table[29], 19.0 / (20.0 + kStart));
 }
 
-// 0.5 and 0.2 become 2 of 7. There is no pool before this one, so the walk continues.
+// The ratios 0.5 and 0.2 fall, so their bins are pooled into 2 of 7. No pool comes before this one,
+// so nothing else is joined.
 TEST_F(zeStatTrainerTableTest, ViolatorsAtTheStartArePooled) {
     Fill({{1.0, 2.0}, {1.0, 5.0}, {9.0, 10.0}});
 
@@ -251,7 +253,8 @@ TEST_F(zeStatTrainerTableTest, ViolatorsAtTheStartArePooled) {
     EXPECT_DOUBLE_EQ(table[3], 19.0 / (20.0 + kStart));
 }
 
-// 0.5 and 0.1 become 6 of 20, which is below the 0.4 before them. So all become 10 of 30.
+// The ratios 0.5 and 0.1 fall, so their bins are pooled into 6 of 20. This is below the ratio 0.4
+// before them, so the three bins are pooled into 10 of 30.
 TEST_F(zeStatTrainerTableTest, PoolThatFallsBelowTheOneBeforeJoinsIt) {
     Fill({{1.0, 10.0}, {4.0, 10.0}, {5.0, 10.0}, {1.0, 10.0}, {4.0, 10.0}});
 
@@ -627,7 +630,7 @@ TEST_F(zeStatTrainerLikelihoodTest,
     EXPECT_EQ(m_storage.m_activation_total, 7);
 }
 
-// With their tables of zeros all scores would be in the first bin.
+// The tables contain only zeros, so all corrected scores would be in the first bin.
 TEST_F(zeStatTrainerLikelihoodTest, RawScoresAreMeasuredAndTheCorrectionIsRestored) {
     m_storage.m_use_omit_method = false;
     AddInTurn({"x", "y"});

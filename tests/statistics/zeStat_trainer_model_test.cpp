@@ -61,8 +61,8 @@ protected:
         trainer.train(corpus.view, false);
         ExpectEqualCounts(slow, storage);
         if (between == Between::kWalksFar) {
-            // The library then sorts as few candidates as possible in advance, so the walk has to
-            // continue after them.
+            // With this size the library sorts as few candidates as possible in advance, so a
+            // selection needs candidates beyond the sorted ones.
             storage.m_profile_size = 0;
         } else if (between == Between::kScaled) {
             Scale(slow, storage);

@@ -512,7 +512,8 @@ TEST_F(zeStatTrainerSelectionTest, OnlyCandidatesThatMayBeNeededAreSorted) {
 
     m_trainer.calculate_high_rate_concepts();
 
-    // Three: one for the only concept of a profile, and as many as a profile keeps.
+    // Three candidates are sorted: as many as a profile keeps, which is 2, and one more since a
+    // profile has one concept.
     std::vector<std::string> texts = texts_of(m_trainer.m_all_concepts);
     ASSERT_EQ(texts.size(), 30U);
     texts.resize(3);
@@ -555,14 +556,15 @@ TEST_F(zeStatTrainerSelectionTest, WalkPastTheSortedFrontMeetsTheRestInOrder) {
     std::vector<std::string> expected;
     for (int i = 10; i < 50; ++i) {
         const std::string text = std::to_string(i);
-        const bool is_refused = i % 2 == 1;  // of no message, so its score is 0
+        const bool is_refused = i % 2 == 1;  // no message has it, so its score is 0
         AddInfo(text, static_cast<double>(i) / 64, is_refused ? 0.0 : 20.0);
         if (!is_refused) {
             expected.insert(expected.begin(), text);
         }
     }
 
-    // If the walk met a concept of no message too early, it would end there.
+    // The selection ends at the first candidate that no message has. If one came too early in the
+    // order, candidates after it would be missing.
     EXPECT_THAT(Select(), ElementsAreArray(expected));
 }
 
@@ -580,8 +582,8 @@ TEST_F(zeStatTrainerSelectionTest, ProfileMayLackMoreConceptsThanAreSorted) {
     EXPECT_THAT(Select(), ElementsAre("50", "49", "48"));
 }
 
-// The steps take candidates from lists of all concepts. A selection for all profiles lists only the
-// concepts that are not a's own, since there are few.
+// Select() runs single steps, which take candidates from lists of all concepts. A selection for all
+// profiles lists only the concepts that a does not have, since there are few of them.
 TEST_F(zeStatTrainerSelectionTest, ProfileWithNearlyAllConceptsSelectsTheOthersInOrder) {
     m_storage.m_use_new_ZC = true;
     m_storage.profile(0).m_size = 1000;

@@ -89,8 +89,8 @@ inline std::string answering_kc(bool is_compact) {
 }
 
 inline Exact_ranking ranking_of(zeManager& manager, const Bag& words) {
-    // A walk through a damaged tree may meet a node again and again, so the number of results is
-    // limited.
+    // In a damaged tree a classification may reach the same node again and again, so the number of
+    // results is limited.
     zeResult_set results(0.0, 20);
     manager.GetWorkflow()->classify(*message_of(words), results, true, false);
     Exact_ranking ranking;

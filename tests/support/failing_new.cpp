@@ -52,8 +52,8 @@ bool Failing_new::has_refused() const noexcept {
     return s_countdown.has_ended;
 }
 
-// We replace all forms that may free each other's blocks. The forms with an alignment are pairs of
-// their own, so they are not replaced.
+// We replace all forms that may free each other's blocks. Blocks from the forms with an alignment
+// are freed only by such forms, so these forms are not replaced.
 
 void* operator new(std::size_t size) {
     return allocate_or_raise(size);

@@ -8,7 +8,8 @@
 #include <new>
 
 // Counts allocations from construction to the end of its scope, and refuses one of them. Only one
-// such object may exist at a time. Tests check nothing in its scope, since checks allocate too.
+// such object may exist at a time. In its scope, tests use no checks of GoogleTest, since these
+// allocate too.
 //
 // Threads: allocations are counted without a lock, so the program must have a single thread.
 class Failing_new {

@@ -30,8 +30,8 @@ int error_number() {
     return s_disk->fault == Fake_disk::Fault::kNoSpace ? ENOSPC : EIO;
 }
 
-std::map<std::FILE*, Open_file*> s_streams;  // the open ones
-std::map<int, Open_file*> s_descriptors;     // the open ones
+std::map<std::FILE*, Open_file*> s_streams;  // of the open streams
+std::map<int, Open_file*> s_descriptors;     // of the open descriptors
 // The system gives out the lowest free numbers, so it never reaches this one.
 constexpr int kFirstDescriptor = 1000000;
 

@@ -1,6 +1,6 @@
 // The allowed results of damage to a container's file: an error from a fixed list and an empty
-// manager, or a container that can be used. Never a crash, an endless loop or much memory. Programs
-// that use this are linked with allocation_meter.cpp.
+// manager, or a container that can be used. Loading and using it must never crash, run forever or
+// allocate much memory. Programs that use this are linked with allocation_meter.cpp.
 #ifndef ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_
 #define ZANDREL_TESTS_SUPPORT_KC_DAMAGE_H_
 

@@ -1,5 +1,5 @@
-// saved, read_kc: a container to the bytes of its file and back. Kc_items: the items of such a
-// file, unscrambled.
+// saved and read_kc: convert a container to the bytes of its file and back. Kc_items: the items of
+// such a file, unscrambled.
 #ifndef ZANDREL_TESTS_SUPPORT_KC_FILE_H_
 #define ZANDREL_TESTS_SUPPORT_KC_FILE_H_
 

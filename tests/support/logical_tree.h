@@ -29,8 +29,8 @@ std::string DumpState(zeManager& manager);
 std::string DumpLogicalTree(const zeLogicalTree& tree);
 
 // Checks the invariants of each node: its parent lists it as a child, the finder has it, a physical
-// node mirrors it, and the classifier of its real parent decides it. That classifier decides
-// nothing else.
+// node mirrors it, and the classifier of its real parent decides it. Also checks that no classifier
+// decides any other node.
 void ExpectSound(zeManager& manager);
 
 // Checks that the container has no pointer to a physical node or object that was deleted.

@@ -39,7 +39,8 @@ struct Desk_answers {
 //         7 world (statistics): 8 travel, 9 food     if it is marked "world"
 //         10 bin                                     otherwise
 //
-// Objects: desk 2 with the storage 1, press 3, home 5 with 4, world 7 with 6.
+// The ids of the objects: the classifier of desk has 2 and its storage 1; the classifier of press
+// has 3; those of home and world have 5 and 7, and their storages 4 and 6.
 class News_desk {
 public:
     static constexpr unsigned int kDesk = 1;

@@ -1,5 +1,5 @@
 // The allowed results of damage to a record: the error of a read past the end, or a load that
-// succeeds. Never a crash or much memory. Programs that use this are linked with
+// succeeds. A load must never crash or allocate much memory. Programs that use this are linked with
 // allocation_meter.cpp.
 #ifndef ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
 #define ZANDREL_TESTS_SUPPORT_RECORD_DAMAGE_H_
