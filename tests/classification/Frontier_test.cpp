@@ -139,9 +139,9 @@ TEST_F(FrontierTest, InnerNodesOfTheSameNameAreDifferent) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(2, 0.5), Pair(3, 0.5)));
 }
 
-// Two neighbouring doubles have the same product with 0.3. Of the two leaves of one category the
-// one with the higher score remains, although it is younger. The inner node of the same name is no
-// duplicate; its place is by its id.
+// Multiplied by 0.3, two neighbouring doubles have the same product. Of the two leaves of one
+// category the one with the higher score remains, although its id is higher. The inner node of the
+// same name is no duplicate. It comes first because its id is lower.
 TEST_F(FrontierTest, HigherScoreRemainsIfTheProductsOfACategoryAreEqual) {
     double high = 0.9;
     while (0.3 * high != 0.3 * std::nextafter(high, 0.0)) {
@@ -153,8 +153,8 @@ TEST_F(FrontierTest, HigherScoreRemainsIfTheProductsOfACategoryAreEqual) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(3, 0.3 * low), Pair(4, 0.3 * high)));
 }
 
-// A walk with a threshold below 0 may expand a node with such a score. The best answer then has the
-// worst product.
+// If the threshold is below 0, a node with a negative score may be expanded. The answer with the
+// highest factor then has the lowest product.
 TEST_F(FrontierTest, NegativeProductsAreTakenUpToTheFirstBelowTheThreshold) {
     m_from->m_threshold = -1.0;
     Answer({{Node("a"), 0.5}, {Node("b"), 0.25}, {Node("a"), 0.125}}, -0.5, -1.0);
@@ -165,7 +165,7 @@ TEST_F(FrontierTest, NegativeProductsAreTakenUpToTheFirstBelowTheThreshold) {
     EXPECT_THAT(TakeAll(), IsEmpty());
 }
 
-// The set's own flag says that its answers contain no duplicates.
+// The flag `deduplicated` of the result set says that its answers contain no duplicates.
 TEST_F(FrontierTest, AnswersMarkedAsDeduplicatedAreNotChecked) {
     zeNode* const a = Node("a");
     zeResult_set answers(0.0, -1);

@@ -99,7 +99,8 @@ ArgUnion of(MatchExp::FuncType func, const qtString& left, const qtString& right
     return evaluated(MatchExpNode(func, constant(left), constant(right)));
 }
 
-// The operands that are evaluated, in order, if all three have this value.
+// Returns the names of the operands that are evaluated, in this order, if all three have this
+// value.
 std::string order_of(MatchExp::FuncType func, ArgUnion value) {
     std::string notes;
     const MatchExpNode node(func, std::make_unique<Noted>(notes, 'a', value),
@@ -109,7 +110,8 @@ std::string order_of(MatchExp::FuncType func, ArgUnion value) {
     return notes;
 }
 
-// The same for a conditional, with one value for the condition and one for both branches.
+// Returns the same for a conditional whose condition has one value and whose branches both have
+// another.
 std::string order_of_conditional(MatchExp::FuncType func, bool condition, ArgUnion branch) {
     std::string notes;
     const MatchExpNode node(

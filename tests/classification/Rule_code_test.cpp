@@ -92,7 +92,7 @@ Rule_tree node(MatchExp::FuncType func, Rule_tree first, Rule_tree second = null
                                           std::move(third));
 }
 
-// What of the tree `left func right` the code reads, each side a sum of two.
+// Returns the names of the leaves that the code reads for `(a + b) func (c + d)`.
 std::string order_of_sums(MatchExp::FuncType func) {
     Noting_trees trees;
     Rule_tree left = node(MatchExp::kAddition, trees.leaf('a', 1.0), trees.leaf('b', 1.0));
@@ -100,7 +100,7 @@ std::string order_of_sums(MatchExp::FuncType func) {
     return trees.order(*node(func, std::move(left), std::move(right)));
 }
 
-// The same of a leaf and a sum.
+// Returns the names of the leaves that the code reads for `a func (b + c)`.
 std::string order_of_leaf_and_sum(MatchExp::FuncType func) {
     Noting_trees trees;
     Rule_tree right = node(MatchExp::kAddition, trees.leaf('b', 1.0), trees.leaf('c', 1.0));
@@ -138,7 +138,7 @@ TEST(RuleCodeTest, ConstantsAreCalculatedOnce) {
     EXPECT_EQ(value_of("parent_score / 0", -1.0), -1.0 / 1e-09);
 }
 
-// The left operand is saved first; then it is seen that the right one is the constant 10.
+// The right operand is the constant 10, so the result of the left operand need not be saved.
 TEST(RuleCodeTest, ConstantAmidSumsNeedsNoSavedValue) {
     const std::vector<Action> expected = {Action::kMultiplication, Action::kAddition, Action::kEnd};
 
@@ -204,7 +204,8 @@ TEST(RuleCodeTest, OnlyTheOperandsThatDecideAreRead) {
     }
 }
 
-// The leaf between the two keys changes the pair, which the second key does not see: 1 + 0 + 1.
+// The leaf between the two keys changes the pair. But the second key uses the value that the first
+// one read, so the sum is 1 + 0 + 1.
 TEST(RuleCodeTest, KeyIsReadOnceInAnEvaluation) {
     zeMsg msg;
     msg.add_value("k", mlMessageConverter::kString, "1");
@@ -222,7 +223,7 @@ TEST(RuleCodeTest, KeyIsReadOnceInAnEvaluation) {
     EXPECT_EQ(code.evaluate(info), 10.0);
 }
 
-// Wherever the first reading may be left out, the next one reads the pair itself.
+// If the first operand that reads the pair may be skipped, the next one must read the pair itself.
 TEST(RuleCodeTest, KeyBehindABranchThatWasNotTakenIsRead) {
     zeMsg msg;
     msg.add_value("k", mlMessageConverter::kString, "3");
@@ -250,8 +251,8 @@ TEST(RuleCodeTest, SecondFormThatIsGivenLaterCounts) {
     EXPECT_EQ(code.evaluate(info), 1.0);
 }
 
-// 2 - (2 - (2 - ... 0)): 2 for an odd number of differences, 0 for an even one. Each 2 is a sum
-// that is saved, and with more than 32 of them the tree evaluates the rule.
+// The rule 2 - (2 - (2 - ... 0)) is 2 for an odd number of differences and 0 for an even one. Each
+// 2 is a sum that is saved. If more than 32 values must be saved, the tree evaluates the rule.
 TEST(RuleCodeTest, AnyNumberOfValuesMayBeSaved) {
     for (const int count : {1, 2, 31, 32, 33, 34, 35, 300, 301}) {
         SCOPED_TRACE(count);
@@ -263,7 +264,8 @@ TEST(RuleCodeTest, AnyNumberOfValuesMayBeSaved) {
     }
 }
 
-// Each term is (3 + 1) * (3 - 1) = 8, with three instructions; there is a pause after each 255.
+// Each term is (3 + 1) * (3 - 1) = 8 and takes three instructions. The evaluation pauses after
+// every 255 instructions.
 TEST(RuleCodeTest, LongRulesAreEvaluatedAcrossPauses) {
     std::string rule = "0";
     for (int count = 1; count <= 300; ++count) {
@@ -272,8 +274,8 @@ TEST(RuleCodeTest, LongRulesAreEvaluatedAcrossPauses) {
     }
 }
 
-// As above, with jumps that end at and around the pauses: each term is 1 if the score is above 2,
-// and otherwise 3.
+// The evaluation pauses as above, but jumps end at and around the pauses. Each term is 1 if the
+// score is above 2, and otherwise 3.
 TEST(RuleCodeTest, JumpsMayEndAtPauses) {
     std::string rule = "0";
     for (int count = 1; count <= 200; ++count) {

@@ -94,7 +94,7 @@ testing::AssertionResult agrees(const std::vector<std::string>& symbols, std::st
                                        << outcome.refusal << "\", not \"" << refusal << '"';
 }
 
-// Counts up by one, with the digits of this base. Returns false after the highest number.
+// Adds one to the number with these digits in this base. Returns false after the highest number.
 bool count_on(std::vector<std::size_t>& digits, std::size_t base) {
     for (std::size_t& digit : digits) {
         if (++digit < base) {

@@ -32,12 +32,12 @@ struct Oracle_type_error : std::runtime_error {
 constexpr double kOracleScore = 0.5;
 qtPtrLight<zeMsg> oracle_message();
 
-// True for the operands that the oracle knows: a number, a string, or something of that message.
+// True for the operands that the oracle knows: a number, a string, or a part of that message.
 bool oracle_is_operand(std::string_view written);
 // The value of an operand for that message. The operand is given as written in a rule.
 Rule_value oracle_operand(std::string_view written);
-// The result of an operator. The operator is given as written in a rule, a unary sign with "u" in
-// front. Isubstr ignores the case of ASCII letters. RAISES: Oracle_type_error.
+// The result of an operator. The operator is given as written in a rule, but a unary sign has a "u"
+// in front. Isubstr ignores the case of ASCII letters. RAISES: Oracle_type_error.
 Rule_value oracle_apply(std::string_view written, std::vector<Rule_value> operands);
 
 // The operator's types, with the result's type first; '=' means one type that all operands share.

@@ -25,7 +25,7 @@ int looseness(std::string_view symbol) {
     return found == all.end() ? 0 : found->second;
 }
 
-// Brackets and separators only influence the order.
+// Brackets and separators are not evaluated; they only influence the order.
 bool is_evaluated(std::string_view symbol) {
     return symbol != "(" && symbol != ")" && symbol != ":" && symbol != ",";
 }
@@ -61,7 +61,8 @@ std::string rest_from(const Symbols& symbols, std::size_t index) {
     return joined({symbols.begin() + static_cast<std::ptrdiff_t>(index), symbols.end()});
 }
 
-// An open quote ends at the next quote. The text after that is "open", which begins no token.
+// An open quote ends at the quote of the next symbol of its kind. The text after that quote is
+// "open", which begins no token.
 std::string refusal_of_open_quote(const Symbols& symbols, std::size_t index) {
     for (std::size_t next = index + 1; next < symbols.size(); ++next) {
         if (symbols[next] == symbols[index]) {
@@ -106,8 +107,8 @@ std::string not_together(std::string_view left, std::string_view right) {
     return "Invalid tokens: " + std::string(left) + " , " + std::string(right);
 }
 
-// An operand must not follow another directly, and brackets must come in pairs. Any other symbols
-// may be neighbours.
+// An operand must not be followed directly by another operand or by an opening bracket, and
+// brackets must come in pairs. Any other symbols may be neighbours.
 std::string refusal_of_neighbours(const Symbols& symbols) {
     int open_brackets = 0;
     bool is_behind_operand = false;
@@ -159,8 +160,8 @@ char meeting(char shared, char type) {
     return found->second;
 }
 
-// The type of the expression that ends at `end`. Moves `end` to the expression before it. Of two
-// errors, the one later in this order is reported.
+// The type of the expression that ends at `end`. Moves `end` to the end of the expression before
+// it. If two operands have errors, that of the later operand is reported.
 char type_before(const Symbols& polish, std::size_t& end) {
     const std::string& symbol = polish[--end];
     if (oracle_is_operand(symbol)) {

@@ -9,12 +9,12 @@
 // The symbols with a blank between each two.
 std::string joined(const std::vector<std::string>& symbols);
 
-// The error text for the symbols, joined by blanks, or an empty text for a rule. The symbols are as
-// written in a rule: whole tokens and operands that the oracle knows. There are also symbols that
-// begin no token: x, $k(q), $k(n, '', "open.
+// The error text for the symbols, joined by blanks, or an empty text if they are a rule. Each
+// symbol is a whole token, an operand that the oracle knows, or one of these, which begin no token:
+// x, $k(q), $k(n, '', "open.
 std::string oracle_refusal(const std::vector<std::string>& symbols);
 
-// The symbols in the order of evaluation, a unary sign with "u" in front, and "$end" last.
+// The symbols in the order of evaluation. A unary sign has a "u" in front, and "$end" comes last.
 // REQUIRES: whole tokens that may follow one another.
 std::vector<std::string> oracle_polish(const std::vector<std::string>& symbols);
 

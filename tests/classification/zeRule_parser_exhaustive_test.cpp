@@ -138,7 +138,7 @@ TEST(RuleParserExhaustiveTest, AgreesOnAllStringsWithBadTokens) {
     const std::vector<std::string> bad_and_good = {"x",      "$k(q)", "$k(n", "''", "\"open",
                                                    "substr", "(",     "2",    "-",  "true"};
     const Refusal_row least[] = {
-        // An "x" and any symbols; or an open quote, another one and any symbol.
+        // An "x" with any symbols after it; or an open quote, a second one, and any symbol.
         {"Invalid token at: ", 1000 + (1000 - 9 * 9 * 9)},
         {"Missing delimiter at: ", 9 * 9 * 9},
         {"Invalid datatype in $key(datatype)", 1000},

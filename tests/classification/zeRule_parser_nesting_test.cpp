@@ -25,8 +25,8 @@ struct Nesting_row {
     double value;  // the rule's value at that depth
 };
 
-// Each opening makes one node, the innermost expression makes one too, and a boolean rule makes one
-// for its conversion to a number. All together are 10,000 nodes.
+// Each opening makes one node, and so does the innermost expression. A boolean rule has one more
+// node for its conversion to a number. At the greatest depth there are 10,000 nodes in all.
 constexpr Nesting_row kRows[] = {
     {"sign", "-(", "1", ")", 9999, -1.0},
     {"sign that leaves no object", "+(", "1", ")", 9999, 1.0},
@@ -36,8 +36,8 @@ constexpr Nesting_row kRows[] = {
     {"condition", "(", "true", ") ? true : false", 9998, 1.0},
     {"branch", "false ? 2 : (", "1", ")", 9999, 1.0},
     // Each opening makes three nodes: the equality, its negation, and a conversion at the next
-    // level or at the top. The innermost value is 0. An even number of inequalities with 1 gives 0
-    // again.
+    // level or at the top. The innermost value is 0. Each opening inverts the value, and their
+    // number is even, so the result is 0 too.
     {"inequality", "1 != (", "1 != 1", ")", 3332, 0.0},
     {"conversion", "-(", "true", ")", 9998, 1.0},
 };
@@ -136,8 +136,9 @@ TEST(RuleNestingTest, TypesOfDeepestRulesAreChecked) {
     }
 }
 
-// Only the types say where an equality needs a conversion. This rule is too deep only if
-// conversions are counted, so a wrong type beside it is found first.
+// An equality needs a conversion only for certain types of its operands, so conversions can be
+// counted only once the types are known. This rule is too deep only if conversions are counted, so
+// the wrong type beside it is reported first.
 TEST(RuleNestingTest, WrongTypesAreReportedBeforeDepthThroughConversions) {
     const std::string deep = repeated("1 != (", 3333) + "1 != 1" + repeated(")", 3333);
 

@@ -56,8 +56,8 @@ TEST(RuleParserPolishTest, OrdersByPrecedence) {
     }
 }
 
-// This pass has no grammar. It also orders token strings that a later pass refuses, and strings
-// that only look wrong.
+// This pass does not check a grammar. It also orders tokens that a later pass refuses, and tokens
+// that look wrong but are accepted.
 TEST(RuleParserPolishTest, OrdersTokensThatNoGrammarDerives) {
     const Polish_row rows[] = {
         {"", "$end"},

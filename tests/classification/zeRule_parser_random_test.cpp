@@ -136,8 +136,9 @@ std::string written(const Expression& expression) {
     if (own == 0) {
         return expression.symbol + "(" + written(operands[0]) + "," + written(operands[1]) + ")";
     }
-    // Two unary operators must not follow each other. So an operand of equal strength gets brackets
-    // too, except on the left.
+    // An operand that binds as strongly as its operator gets brackets, except on the left:
+    // operators of one level are evaluated from the left, and two unary operators must not follow
+    // each other.
     if (operands.size() == 1) {
         return expression.symbol.back() + written_within(operands[0], own - 1);
     }

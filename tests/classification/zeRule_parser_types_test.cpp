@@ -29,7 +29,7 @@ struct Shared_row {
     char result;
 };
 
-// The letter of a rule's own type, before its conversion to a number.
+// Returns the letter of the type that a rule has before its conversion to a number.
 char type_of(std::string_view rule) {
     Rule_tokens output = polish_of(rule);
     int position = static_cast<int>(output.size()) - 2;
@@ -43,7 +43,7 @@ bool see_key(const char* key, char datatype) {
     return std::string_view(key) != "secret";
 }
 
-// Removes itself when it sees the first key.
+// Removes itself as the verification function when it sees the first key.
 bool see_key_once(const char* key, char datatype) {
     RuleParser::verification_func = nullptr;
     return see_key(key, datatype);
@@ -53,7 +53,7 @@ bool refuse_any(const char* /*key*/, char /*datatype*/) {
     return false;
 }
 
-// Sets another function for the next rule.
+// Sets refuse_any as the verification function, which is used for the next rule.
 bool see_key_and_refuse_later(const char* key, char datatype) {
     RuleParser::verification_func = refuse_any;
     return see_key(key, datatype);

@@ -28,8 +28,8 @@ std::string rules_of(const Rule_node& rules, zeNode* const (&leaves)[3]) {
     return told;
 }
 
-// A damaged rule or reference may also raise one of these errors, besides the error of a read past
-// the end.
+// Returns the rules that the record gives, or the error that a damaged rule or reference raises.
+// The error of a read past the end is passed on.
 std::string reload(SegBuf& record, unsigned int start) {
     Rule_node rules;
     zeNode* const leaves[] = {rules.leaf("a"), rules.leaf("b"), rules.leaf("c")};

@@ -218,7 +218,7 @@ TEST_F(zeSwitcherTest, ChangeRuleKeepsTheDefaultADefault) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(child));
 }
 
-// The reference may be to the very place that the change clears or moves.
+// The caller may pass a reference to the very pointer that the change clears or moves.
 TEST_F(zeSwitcherTest, ChangeRuleAcceptsAReferenceToTheDefaultField) {
     zeNode* const child = rules.leaf("a", "default");
 
@@ -239,7 +239,8 @@ TEST_F(zeSwitcherTest, ChangeRuleAcceptsAReferenceIntoTheListOfChildren) {
     EXPECT_THAT(rules.node->m_children, ElementsAre(second, first));
 }
 
-// The new text may be the old rule's own text. It is long enough to be outside the string object.
+// The caller may pass a reference to the text of the rule that is replaced. The text is so long
+// that it is stored outside the string object.
 TEST_F(zeSwitcherTest, ChangeRuleAcceptsTheTextOfTheRuleItself) {
     const qtString text = "\"a concept of more letters than a short text has\"";
     zeNode* child = rules.leaf("a", text);
@@ -408,7 +409,8 @@ TEST_F(zeSwitcherTest, ClassifyReturnsTheDefaultWithoutAnyRule) {
     EXPECT_THAT(Classify(1.5), IsEmpty());
 }
 
-// The walk multiplies by the score, so the switcher must not do it too.
+// The workflow multiplies the score of the default by that of the node, so the switcher must not do
+// it too.
 TEST_F(zeSwitcherTest, ClassifyReturnsTheDefaultWithScoreOneForAnyScore) {
     zeNode* const fallback = rules.leaf("a", "default");
 

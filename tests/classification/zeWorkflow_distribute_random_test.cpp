@@ -1,5 +1,5 @@
-// Compares distribution over random trees with a simple implementation: it is recursive where the
-// engine uses stacks, and searches the whole view for a message.
+// Compares distribution over random trees with a simple implementation. It is recursive where the
+// engine uses stacks, and it searches the whole view for each message.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>

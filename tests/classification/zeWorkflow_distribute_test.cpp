@@ -414,8 +414,8 @@ TEST_F(zeWorkflowDistributeTest, WalkContinuesInTheTreeThatTheManagerReplaces) {
     EXPECT_EQ(m_tree.Manager().m_physical_tree.use_count(), 1U);
 }
 
-// A rule's classifier, and each poll between two labels, may call code that replaces the manager's
-// tree.
+// The classifier of a rule node, and the progress object at each poll between two labels, may call
+// code that replaces the manager's tree.
 TEST_F(zeWorkflowDistributeTest, TreeIsKeptUntilTheWalkEnds) {
     zeNode* const root = m_tree.RuleRoot("root");
     zeNode* const sport = m_tree.Leaf(root, "sport", 1.0);

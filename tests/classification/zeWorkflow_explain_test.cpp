@@ -112,8 +112,8 @@ public:
     }
 
 private:
-    // Two of the four messages are the child's, so the counts alone decide no score. We write the
-    // weights directly into the table, as compiling a model would.
+    // Two of the four messages belong to the child, so the counts alone favour no category. We
+    // write the weights directly into the matching table, as compiling a model would.
     zeNode* Attach(zeNode* parent, zeNode* child, const Weights& weights) {
         zeStat_matcher& matcher = Matcher(parent);
         zeStat_storage& storage = *matcher.m_storage;
@@ -158,7 +158,7 @@ protected:
 TEST_F(zeWorkflowExplainTest, EachConceptHasItsPartOfTheScore) {
     const Concept_scores lines = m_tree.Explain({{"bread", 1.0}, {"goal", 3.0}}, {m_sport});
 
-    // The score belongs to (3 - 2) / 4. Without goal it belongs to -2 / 4, without bread to 3 / 4.
+    // The match value is (3 - 2) / 4. Without goal it is -2 / 4, and without bread 3 / 4.
     EXPECT_THAT(listing_of(lines), ElementsAre(line("goal", squashed(0.25) - squashed(-0.5)),
                                                line("bread", squashed(0.25) - squashed(0.75))));
 }
@@ -208,8 +208,8 @@ TEST_F(zeWorkflowExplainTest, NoNodesGiveAnEmptyList) {
 TEST_F(zeWorkflowExplainTest, BestPathOfAllNodesIsTakenForEachConcept) {
     const Concept_scores lines = m_tree.Explain({{"bread", 1.0}, {"goal", 3.0}}, {m_sport, m_food});
 
-    // The scores of both nodes belong to 1 / 4. Without goal, food keeps 1 / 4; without bread,
-    // sport rises to 3 / 4.
+    // The match value of both nodes is 1 / 4. Without goal, food keeps 1 / 4. Without bread, the
+    // match value of sport rises to 3 / 4.
     EXPECT_THAT(listing_of(lines),
                 ElementsAre(line("bread", squashed(0.25) - squashed(0.75)), line("goal", 0.0)));
 }
@@ -228,8 +228,8 @@ TEST_F(zeWorkflowExplainTest, ScoresAlongThePathAreMultiplied) {
 
     const Concept_scores lines = m_tree.Explain({{"goal", 2.0}, {"today", 2.0}}, {soccer});
 
-    // The scores belong to (2 + 1) / 4 for news and 2 / 4 for soccer. Without goal they are 2 / 4
-    // and 0, without today 1 / 4 and 2 / 4.
+    // The match values are (2 + 1) / 4 for news and 2 / 4 for soccer. Without goal they are 2 / 4
+    // and 0, and without today 1 / 4 and 2 / 4.
     const double score = squashed(0.75) * squashed(0.5);
     EXPECT_THAT(listing_of(lines),
                 ElementsAre(line("goal", score - squashed(0.5) * 0.5),
@@ -270,7 +270,7 @@ TEST_F(zeWorkflowExplainTest, ClassifiersAboveTheBlockAreNotAsked) {
     zeNode* const news = m_tree.MakeNode("news", ZE_STAT);
     m_tree.Leaf(m_tree.Root(), "lead", {{"goal", 1.0F}});
     rule->add_child(news);
-    // the root has no profile of it, so asking the root would break an assertion
+    // The root has no profile of this rule node, so an assertion would fail if the root were asked.
     m_tree.Root()->add_child(rule);
     zeNode* const soccer = m_tree.Leaf(news, "soccer", {{"goal", 1.0F}});
     m_tree.Leaf(news, "politics", {});
@@ -390,8 +390,8 @@ TEST(GreaterConceptScoresTest, ComparesAbsoluteScoreThenText) {
     }
 }
 
-// Compares random trees of two levels with the walk. If a concept is removed from the bag, but the
-// bag keeps its total, the walk must give the score that the explanation says.
+// A random tree of two levels. The tests compare explanations with the scores of the walk: the walk
+// classifies the message without one concept, while its bag keeps its total.
 class Random_tree {
 public:
     explicit Random_tree(unsigned int seed) : m_random(seed) {
@@ -409,7 +409,7 @@ public:
 
     zeNode* RandomLeaf() { return m_leaves[Index(m_leaves.size())]; }
 
-    // With at most eight concepts.
+    // Returns a message with at most eight concepts.
     qtPtrLight<zeMsg> RandomMsg() {
         zeSml_feeder feeder;
         for (int i = 0; i < 8; ++i) {
@@ -431,7 +431,7 @@ private:
 
     std::string RandomWord() { return "w" + std::to_string(Index(20)); }
 
-    // For about half of the words.
+    // Returns weights for about half of the words.
     Weights RandomWeights() {
         Weights weights;
         for (int word = 0; word < 20; ++word) {

@@ -92,7 +92,8 @@ TEST_F(zeWorkflowNegativesTest, NestedRuleNodeWithOnlyBlockedChildrenIsNotReache
 
     Distribute();
 
-    // Only the test for an open way asks it; the walk does not enter it.
+    // Only the test for an open way asks the classifier of `deep`; the walk does not enter the
+    // node.
     EXPECT_THAT(m_tree.Classifier(m_deep).asked_children, ElementsAre(m_hall, m_other));
     EXPECT_EQ(m_distribution.count(m_hall), 0U);
 }
@@ -149,8 +150,8 @@ TEST_F(zeWorkflowNegativesTest, RuleNodesOfABlockedWayAreNotUsed) {
     EXPECT_THAT(Distributed(), IsEmpty());
 }
 
-// The ids are in the order of creation, and rule0 is below rule1 and so on. The order must not
-// depend on the addresses of the nodes.
+// The nodes get their ids in the order of creation. Each rule node is below the one created after
+// it. The order of processing must not depend on the addresses of the nodes.
 TEST_F(zeWorkflowNegativesTest, RuleNodesAreProcessedInTheOrderOfTheirIds) {
     constexpr int kLevels = 40;
     std::vector<zeNode*> rules;

@@ -1,4 +1,5 @@
-// Compares the walk with a slow and simple one: random trees with random answers.
+// Compares the walk of the workflow with a slow and simple one, in random trees with random
+// answers.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <algorithm>
@@ -83,8 +84,8 @@ private:
         }
     }
 
-    // Adds answers that are not for children: for leaves anywhere, and for inner nodes one level
-    // down.
+    // Adds answers of classifiers about nodes that may not be their children: about leaves
+    // anywhere, and about inner nodes of the next level.
     void add_second_ways() {
         for (std::size_t level = 0; level < m_levels.size(); ++level) {
             for (zeNode* const from : m_levels[level]) {
@@ -213,8 +214,8 @@ TEST(zeWorkflowRandomTest, ResultsEqualThoseOfFollowingEveryPath) {
     EXPECT_GT(result_count, 3 * kTreeCount);
 }
 
-// If scores are equal at the limit, the order of the walk decides which result is kept. The scores
-// are the same.
+// If several results at the limit have the same score, the order of the walk decides which of them
+// is kept. So only the scores are compared.
 TEST(zeWorkflowRandomTest, LimitKeepsTheBestScores) {
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kTreeCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));

@@ -112,7 +112,8 @@ protected:
     // Adds a message whose category is in no tree.
     void AddStray() { corpus.add(message({{"odd", 1.0}}), {leaf("stray")}); }
 
-    // The number of polls of root, news and shop when each learns the messages that reach it.
+    // Returns the numbers of polls of root, news and shop while each learns the messages that reach
+    // it.
     std::vector<int> PollsOfLearners() {
         zeWorkflow::Distribution distribution;
         zeWorkflow(&manager).distribute_corpus(distribution, corpus.view, false);
@@ -530,8 +531,8 @@ TEST_F(zeWorkflowTrainTest, LearningReportsItsStepsInOrder) {
     EXPECT_EQ(manager.m_progress, nullptr);
 }
 
-// The first learning step of a run limits weights to make room. Here a category's weight is limited
-// to 1 before 1 is added.
+// If its flag is set, learning first limits the weights. Here a category's weight is limited to 1
+// before 1 is added.
 TEST_F(zeWorkflowTrainTest, LearningPassesOnItsFlagForTheFirstStep) {
     storage(news).m_min_Rlimit = 1.0;
     storage(news).m_average_Rlimit = 1.0;

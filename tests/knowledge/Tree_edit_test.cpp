@@ -53,8 +53,8 @@ struct Compact_container : Edited_container {
     Id refund = Add(money, "refund", kAboveOne);
 };
 
-// The same, and `people` has also learned a leaf that another classifier decides, as training the
-// root can do.
+// The same container, but `people` has also learned a leaf that another classifier decides.
+// Training the root can lead to this.
 struct Shared_container : Compact_container {
     explicit Shared_container(Id shared) {
         zeNode* node = Physical(shared);
@@ -130,8 +130,8 @@ struct Counts {
     int spoiling = 0;
 };
 
-// Carries out the edit in a container of its own. The tree refuses some of the edits; these count
-// for nothing.
+// Carries out the edit in a container of its own. Edits that the tree refuses are neither compared
+// nor counted.
 template <class Make, class Plan>
 void compare(const Make& make, const Plan& plan, Counts& counts) {
     const auto kc = make();
@@ -150,7 +150,7 @@ void compare(const Make& make, const Plan& plan, Counts& counts) {
     ++(is_allowed ? counts.allowed : counts.spoiling);
 }
 
-// Every edit of one node of the container.
+// Compares every edit of one node of the container.
 template <class Make>
 Counts compare_all(const Make& make) {
     constexpr Id kNodes = 11;

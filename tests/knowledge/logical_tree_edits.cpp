@@ -534,7 +534,8 @@ bool Random_edits::MirrorLastDelete() {
         MoveAncestorsBelow(child, node.parent);
     }
     for (const Id child : node.children) {
-        // Except for this parent the tree is sound, so we set it before the check.
+        // The child still names the deleted node as its parent. Nothing else is unsound, so we set
+        // the parent before both sides are compared.
         m_tree.GetNodePtr(child)->parent = node.parent;
         m_model.nodes.at(child).parent = node.parent;
     }

@@ -24,8 +24,8 @@ public:
     // additions.
     Random_edits(unsigned int seed, bool is_compat55, std::size_t size);
 
-    // Chooses an edit and, if it applies, predicts its result, does it and compares. Returns false
-    // once a difference was found, which `Problem` describes.
+    // Chooses an edit. If the edit applies, predicts its result, carries it out and compares.
+    // Returns false once a difference was found, which `Problem` describes.
     bool Step();
 
     // Deletes a node with children as if it had been deleted on the physical side. Its children
@@ -41,7 +41,7 @@ public:
 
     zeManager& Manager() { return m_manager; }
 
-    // The number of edits that were done; RefusedCount: the number that were refused.
+    // The number of edits that were done. RefusedCount returns the number that were refused.
     std::size_t DoneCount() const { return m_done_count; }
 
     std::size_t RefusedCount() const { return m_refused_count; }

@@ -20,7 +20,7 @@ public:
     enum Type { kLeaf = 0, kRule = 1, kStat = 2 };
 
     static constexpr unsigned int kNoScore = 1;
-    // in place of an error number: the text is an assertion
+    // Stands in place of an error number if the text of the refusal is that of an assertion.
     static constexpr int kBrokenInvariant = -1;
 
     struct Node {
@@ -53,7 +53,7 @@ public:
     std::map<Id, Node> nodes;
     Id last_id = 0;
     bool is_compat55 = false;
-    std::set<std::string> bad_rules;  // all other rules parse
+    std::set<std::string> bad_rules;  // rules that do not parse
 
     Node* Find(Id id) {
         const auto found = nodes.find(id);

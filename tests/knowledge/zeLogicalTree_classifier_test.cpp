@@ -1,4 +1,5 @@
-// Edits ask a classifier by its virtual functions, whatever its class is.
+// Edits call only the virtual functions of a classifier, so they work with classifiers of any
+// class.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <gmock/gmock.h>
@@ -130,7 +131,7 @@ TEST_F(zeLogicalTreeClassifierTest, SonsNeverMoveToAClassifierWithRules) {
     EXPECT_ASSERTS(kc.tree.MoveSons(&rules, &categories, sons), "from && to");
 }
 
-// Another classifier that knows a node forgets it with the node.
+// If another classifier also knows the deleted node, that classifier forgets it too.
 TEST_F(zeLogicalTreeClassifierTest, DeletedNodeIsDroppedFromAllClassifiers) {
     const Id id = kc.Add(model, "first");
     kc.Add(model, "second");

@@ -64,8 +64,8 @@ protected:
 
 constexpr std::size_t kDeep = 100000;
 
-// Each new category is compared with all categories of its classifier, so adding them one by one
-// takes quadratic time.
+// The length of a chain that is added node by node. This takes quadratic time, since each new
+// category is compared with all categories of its classifier, so the chain is shorter than kDeep.
 constexpr std::size_t kDeepToAdd = 4000;
 
 constexpr std::size_t kDeepClassifiers = 10000;

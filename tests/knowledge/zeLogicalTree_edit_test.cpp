@@ -237,8 +237,8 @@ TEST(zeLogicalTreeAddTest, FirstCategoryOfANewClassifierMayHaveANameFromAbove) {
     ExpectSound(kc.manager);
 }
 
-// The tree passes verification, but a classifier was changed behind it and refuses the edit. The
-// edit ends there.
+// The tree passes verification, but the test has changed a rule without its classifier, and the
+// classifier refuses the edit. What the edit did before the refusal remains.
 TEST(zeLogicalTreeAddTest, EditRefusedByAClassifierEndsHalfWay) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);
@@ -457,7 +457,7 @@ TEST_F(zeLogicalTreeDeleteTest, RootWithoutItsLastChildStaysAClassifier) {
     }
 }
 
-// Only the direct parent can become a leaf.
+// Only the direct parent could become a leaf, and `news` is one already. So no type changes.
 TEST_F(zeLogicalTreeDeleteTest, LeafWithoutItsLastChildStaysALeaf) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int news = kc.Add(root, "news");
@@ -569,8 +569,8 @@ TEST_F(zeLogicalTreeDeleteTest, PhysicalDeleteRemovesTheRuleFromASwitcherWithout
     EXPECT_EQ(kc.Physical(refund)->m_parent, kc.Physical(root));
 }
 
-// Below a leaf with a rule there can be other categories of the switcher only if mirroring changed
-// rules.
+// Nodes below a leaf with a rule can be categories of the same switcher only if mirroring changed
+// their rules.
 TEST_F(zeLogicalTreeDeleteTest, SwitcherLosesTheNodesBelowADeletedLeaf) {
     const unsigned int root = kc.Root(ZE_STAT);
     const unsigned int desk = kc.Add(root, "desk", "", ZE_RULE);

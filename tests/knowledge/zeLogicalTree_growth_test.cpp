@@ -194,7 +194,8 @@ TEST_F(zeLogicalTreeIndexTest, IndexFollowsRandomEdits) {
                     break;
             }
         } catch (const qtX<zeLogicalTree>&) {
-            // The edit is refused because the name is taken. The search below confirms it.
+            // The edit is refused because the name is taken. The call of ExpectLikeSearch below
+            // still compares all names.
         }
         ASSERT_NO_FATAL_FAILURE(ExpectLikeSearch(kNames));
     }
@@ -234,8 +235,8 @@ TEST_F(zeLogicalTreeIndexTest, ChildrenLinkedDirectlyAreFound) {
     EXPECT_EQ(root->find_child(strange), -1);
 }
 
-// An inner node's name is taken in its classifier like a leaf's, regardless of how the node got
-// there.
+// The name of an inner node counts as taken in its classifier, like the name of a leaf, regardless
+// of the edit that placed the node there.
 TEST_F(zeLogicalTreeIndexTest, NameOfAnInnerNodeIsTaken) {
     const auto expect_taken = [this](const std::string& name, bool is_taken) {
         const zeLogicalNode node = node_to_add(kc.root, name);

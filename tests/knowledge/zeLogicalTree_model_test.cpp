@@ -1,5 +1,5 @@
-// Compares the logical tree with a second, simple implementation: random edits, with a predicted
-// result, and a comparison of all sides after each.
+// Compares the logical tree with a second, simple implementation. The tests do random edits,
+// predict the result of each edit, and compare all sides of the tree after it.
 #include <cstddef>
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@ namespace {
 constexpr unsigned int kFirstSeed = 20260101;
 constexpr std::size_t kEditsOfRun = 500;
 
-// With different sizes both empty classifiers and full trees occur often.
+// Small sizes often lead to empty classifiers, large sizes to trees of many nodes.
 constexpr std::size_t kSizes[] = {4, 12, 30, 60, 120, 250, 4, 12, 30, 60};
 
 void run_edits(bool is_compat55, unsigned int first_seed) {

@@ -508,8 +508,8 @@ TEST_F(zeLogicalTreeMoveTest, AnyCategoryIsAcceptedBelowALeafThatBecomesAClassif
     ExpectSound(kc.manager);
 }
 
-// Below a leaf of the same rule classifier the category would be in use in that classifier already.
-// Here the leaf becomes a classifier itself, so the move is allowed.
+// If the target stayed a leaf, its rule classifier would already have the moved category. But the
+// target becomes a classifier itself, so the move is allowed.
 TEST_F(zeLogicalTreeMoveTest, LeafTakesANodeWithARuleFromTheSameRuleClassifier) {
     tree.MoveLogicalNode(refund, invoice);
 

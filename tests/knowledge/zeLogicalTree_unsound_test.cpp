@@ -1,5 +1,5 @@
-// Edits that pass verification although they leave the sides of the tree inconsistent, or a
-// classifier then refuses them. The tests check the state after the edit, and that no pointer
+// Edits that pass verification although a classifier then refuses them, or although they leave the
+// sides of the tree inconsistent. The tests check the state after the edit, and that no pointer
 // dangles.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
@@ -69,8 +69,8 @@ protected:
     zeLogicalTree& tree = *manager.m_logical_tree;
 };
 
-// A rule that came by mirroring and does not parse. Its node can be removed from a switcher, but
-// not added to another.
+// A node whose rule was set by mirroring and does not parse. The node can be removed from a
+// switcher, but it cannot be added to another.
 class zeLogicalTreeBadRuleTest : public zeLogicalTreeUnsoundTest {
 protected:
     zeLogicalTreeBadRuleTest() { tree.KCE_ChangeRule(Physical(moved), "no rule"); }
@@ -236,7 +236,8 @@ TEST_F(zeLogicalTreeStrandedChildrenTest,
     EXPECT_EQ(above.m_table.count(term("grandchild")), 0U);
 }
 
-// Only the children in the switcher prevent the change, and the switcher has none left.
+// Only children in the switcher prevent a rule node from becoming a leaf. After the deletion the
+// switcher has none.
 TEST_F(zeLogicalTreeStrandedChildrenTest, ParentBecomesALeafDespiteThem) {
     const Id ruled = Add(group, ZE_LEAF, "ruled", "true");
     EXPECT_EQ(Physical(ruled)->m_parent, Physical(group));
@@ -439,7 +440,7 @@ TEST_F(zeLogicalTreeCircleTest, NodeThatIsItsOwnParentHasNoPath) {
     EXPECT_TRUE(path.empty());
 }
 
-// The longest way up: every node, and a parent that is missing.
+// The path contains every node of the tree, and the root names a parent that does not exist.
 TEST_F(zeLogicalTreeCircleTest, PathBelowAMissingParentStartsWithASeparator) {
     tree.RecursiveNodeDelete(*tree.GetNodePtr(other), true);
     tree.GetNodePtr(1)->parent = 77;

@@ -1,5 +1,5 @@
-// Damaged records of a container: the load raises an error, or its trees can be walked, edited and
-// written again.
+// Damaged records of a container. Either the load raises an error, or the loaded trees can be
+// traversed, edited and written again.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <algorithm>
@@ -66,8 +66,7 @@ std::string small_container_v1() {
         .bytes();
 }
 
-// True if a damaged record may be refused with this error. The error of a read past the end is
-// handled separately.
+// True if a damaged record may be refused with this error.
 bool is_told_of(const qtxAll& raised) {
     const std::string text = raised.what();
     return text == "Knowledge tree is damaged" || text == "Locate error in SegBuf" ||
@@ -109,8 +108,8 @@ void walk(zeManager& manager) {
     }
 }
 
-// Gives each node of a classifier type the classifier that its record would contain. New settings
-// replace the damaged ones, since only the trees are tested.
+// Gives each node whose type requires a classifier a classifier like the one that its record would
+// contain. The settings are reset to their defaults, since only the trees are tested.
 void add_classifiers(zeManager& manager) {
     manager.m_defaults = zeDefaults();
     std::vector<zeNode*> nodes;
@@ -132,18 +131,18 @@ void add_classifiers(zeManager& manager) {
     }
 }
 
-// Does an edit, which may raise one of the allowed errors.
+// Does an edit, which may raise an error.
 template <class Edit>
 void try_edit(Edit&& edit) {
     try {
         edit();
     } catch (const qtxAll&) {
-        // Any of these errors is allowed. The state that it leaves is checked below.
+        // Any error is allowed here. The caller checks the state that it leaves.
     }
 }
 
-// Tries each kind of edit at each node, in an order that depends on `turn`, until few nodes are
-// left.
+// Tries to add a child to each node, to change the node and to move it, in an order that depends on
+// `turn`. Then tries to delete each node.
 void edit_everywhere(zeManager& manager, Id turn) {
     zeLogicalTree& tree = *manager.m_logical_tree;
     std::vector<Id> ids;
@@ -182,8 +181,8 @@ void edit_everywhere(zeManager& manager, Id turn) {
     }
 }
 
-// Checks that the container's record can be read again. After edits, reading may repair links;
-// without edits the container is then written as the same bytes.
+// Checks that the container's record can be read again. After edits, reading may repair links.
+// Without edits, the container that was read must be written as the same bytes.
 void expect_stable(zeManager& manager, bool is_edited) {
     const std::string record = dumped_container(manager);
     zeManager read;
@@ -235,7 +234,7 @@ void expect_changes_are_safe(unsigned short version, const std::string& bytes) {
     EXPECT_LT(loaded_count, change_count);
 }
 
-// Replaces each reference by each other reference and by ids that no node has.
+// Replaces the four bytes at each position by the id of each node and by ids that no node has.
 void expect_references_are_safe(unsigned short version, const std::string& bytes,
                                 std::size_t tree_size) {
     for (std::size_t position = 0; position + 4 <= tree_size; ++position) {
@@ -250,7 +249,8 @@ void expect_references_are_safe(unsigned short version, const std::string& bytes
     }
 }
 
-// Cuts the record so that the stored bytes end at the cut, and so that zeros follow the cut.
+// Cuts the record after each number of bytes. Once the segment ends at the cut, and once zeros
+// follow the cut.
 void expect_cuts_are_safe(unsigned short version, const std::string& bytes) {
     for (std::size_t kept = 0; kept < bytes.size(); ++kept) {
         SCOPED_TRACE(testing::Message() << kept << " of " << bytes.size());

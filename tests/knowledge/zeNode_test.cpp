@@ -204,7 +204,8 @@ TEST_F(zeNodeTest, GetSubtreeKeepsPresentEntriesOfTheSet) {
 }
 
 TEST_F(zeNodeTest, GetSubtreeClassifiersTestsTheClassifiersId) {
-    // Neither node has its classifier in memory, and the second is below a leaf.
+    // The classifiers of both nodes are not in memory; the nodes have only the ids of their
+    // classifiers. `stranger` is below a leaf.
     b.add_child(&stranger);
     parent.m_classifier_id = 7;
     stranger.m_classifier_id = 8;

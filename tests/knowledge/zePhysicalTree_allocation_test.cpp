@@ -116,7 +116,8 @@ struct Physical_container {
     hash_map<unsigned int, zeBase*> objects_before;
     std::size_t node_count_before = 0;
     std::map<zeNode*, zeNode*> mapping;
-    // added to the dictionary now, so that no table grows for it later
+    // This concept is added to the dictionary now, so that no table of the dictionary grows during
+    // the operation.
     Concept fresh = term("fresh");
 };
 
@@ -199,7 +200,7 @@ TEST(zePhysicalTreeAllocationTest, FailedAddClassifierLeavesALeaf) {
         });
 }
 
-// The leaf already has its new name, but is in the list of neither category.
+// After the failure the leaf is neither in the list of its old category nor in that of the new one.
 TEST(zePhysicalTreeAllocationTest, FailedSetNameLeavesTheLeafOutOfBothLists) {
     refuse_each_allocation(
         [](Physical_container& container) {

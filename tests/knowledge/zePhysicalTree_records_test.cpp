@@ -99,7 +99,8 @@ TEST_F(zePhysicalTreeRecordsTest, DumpOfASubtreesRootStillNamesItsParent) {
               to_hex(Record().number(1).raw(node_of("b", ZE_LEAF, 2, {}, 1).bytes()).bytes()));
 }
 
-// These nodes have the id 0. If they were written, a reader would take all of them as one node.
+// The children 8 and 9 have no record, so their nodes have the id 0. If these nodes were written, a
+// reader would take all of them as one node.
 TEST_F(zePhysicalTreeRecordsTest, DumpLeavesOutNodesWithoutAnId) {
     read_whole(tree, Record()
                          .number(2)

@@ -1,5 +1,5 @@
-// Damaged packages: the result is an error of the package, or harmless. There must be no crash and
-// little use of memory.
+// Damaged packages. Each operation must succeed or raise an error of the package. It must never
+// crash the process or allocate much memory.
 #include "zandrel/persistence/Hpack.h"
 
 #include <cstddef>
@@ -36,7 +36,7 @@ bool is_harmless(Statement&& statement) {
 template <class Place>
 class HpackDamageTest : public Package_test<Place> {
 protected:
-    // Files take longer, so the tests use only every seventh bit or position. 7 and 8 have no
+    // Tests with files take longer, so they use only every seventh bit or position. 7 and 8 have no
     // common divisor, so each bit of a byte still occurs.
     static constexpr std::size_t kStep = std::is_same_v<Place, Package_file> ? 7 : 1;
 
@@ -50,7 +50,7 @@ protected:
         sound = this->place.content();
     }
 
-    // Does everything with the package that is possible if it opens.
+    // Opens the package and, if this succeeds, does everything with it that is possible.
     void use(const std::string& image) {
         this->place.hold(image);
         if (!is_harmless([&] { this->open('u'); })) {

@@ -1,5 +1,5 @@
-// Packages on a disk that fails: each call of the system, with each kind of fault, once or
-// permanently.
+// Packages on a disk that fails. Each call of the system fails in turn, with each kind of fault,
+// once or permanently.
 #include "zandrel/persistence/Hpack.h"
 
 #include <cstddef>
@@ -69,8 +69,8 @@ bool is_done(void (*work)()) {
     return true;
 }
 
-// Does the work once for each of its calls, with that call failing. `check` gets three values:
-// whether nothing was raised, whether only the close failed, and the contents of the file.
+// Repeats the work, and each time another of its calls of the system fails. `check` gets three
+// values: whether nothing was raised, whether only the close failed, and the contents of the file.
 void fail_each_call(
     Fake_disk& disk, const std::string& before, void (*work)(),
     const std::function<void(bool is_done, bool is_late, const std::string& held)>& check) {

@@ -52,8 +52,8 @@ template <class Place>
 class KcSealTest : public Package_test<Place> {
 protected:
     static constexpr const char* kSeal = "__Seal__";
-    // Files take longer, so the tests use only every seventh bit. 7 and 8 have no common divisor,
-    // so each bit of a byte still occurs.
+    // Tests with files take longer, so they use only every seventh bit. 7 and 8 have no common
+    // divisor, so each bit of a byte still occurs.
     static constexpr std::size_t kStep = std::is_same_v<Place, Package_file> ? 7 : 1;
 
     // A closed package of a model that takes more than one segment, its classifier, and a manager's
@@ -398,7 +398,8 @@ TYPED_TEST(KcSealTest, EveryChangedBitIsRefusedOrHarmless) {
         EXPECT_LT(meter.bytes(), 500000U);
     }
 
-    // The Unicode bit is harmless, and so are the bits of the seal's key in the index.
+    // A change of the Unicode bit is harmless, and so is a change of a bit of the seal's key in the
+    // index.
     EXPECT_GE(harmless.size(), 1U);
     EXPECT_LE(harmless.size(), 1U + 8U * 8U);
 }

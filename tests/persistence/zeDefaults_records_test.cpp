@@ -18,31 +18,31 @@ constexpr std::size_t kMarkerPosition = 88;  // the size of items 1 to 22
 // The default settings in the order of the record, in two parts; the reserved bytes are between
 // them.
 constexpr const char* kBeforeReserved =
-    "01"                       // 1 likelihood in train
-    "01"                       // 2 likelihood in match
-    "00 00 00 01"              // 3 resolution
-    "01"                       // 4 omit method
-    "01"                       // 5 suppression
-    "00 00 00 00"              // 6 its threshold
-    "00 00 00 0a"              // 7 slices: 10
-    "40 08 00 00 00 00 00 00"  // 8 clip value: 3
-    "00 00 03 e8"              // 9 profile size: 1000
-    "00 00 07 d0"              // 10 least Ps: 2000
-    "0a"                       // 11 life expectancy: 10
-    "3f f1 99 99 99 99 99 9a"  // 12 delete factor: 1.1
-    "00 00 00 01"              // 13 activation inside
-    "00 00 00 00"              // 14 outside
-    "00 00 00 01"              // 15 total
-    "40 3e 00 00 00 00 00 00"  // 16 least limit: 30
-    "40 59 00 00 00 00 00 00"  // 17 average limit: 100
-    "40 c3 88 00 00 00 00 00"  // 18 greatest limit: 10000
-    "40 18 00 00 00 00 00 00"  // 19 keywords frequency: 6
-    "01"                       // 20 new treatment of missing concepts
-    "00"                       // 21 learning speed
-    "00"                       // 22 normalisation, inverted
+    "01"                       // 1 use_likelihood_in_train
+    "01"                       // 2 use_likelihood_in_match
+    "00 00 00 01"              // 3 likelihood_resolution
+    "01"                       // 4 use_omit_method
+    "01"                       // 5 suppress_M
+    "00 00 00 00"              // 6 suppress_M_threshold
+    "00 00 00 0a"              // 7 num_slices: 10
+    "40 08 00 00 00 00 00 00"  // 8 clip_value: 3
+    "00 00 03 e8"              // 9 profile_size: 1000
+    "00 00 07 d0"              // 10 min_Ps_size: 2000
+    "0a"                       // 11 P_life_expectancy: 10
+    "3f f1 99 99 99 99 99 9a"  // 12 delete_P_factor: 1.1
+    "00 00 00 01"              // 13 activation_inside
+    "00 00 00 00"              // 14 activation_outside
+    "00 00 00 01"              // 15 activation_total
+    "40 3e 00 00 00 00 00 00"  // 16 min_Rlimit: 30
+    "40 59 00 00 00 00 00 00"  // 17 average_Rlimit: 100
+    "40 c3 88 00 00 00 00 00"  // 18 max_Rlimit: 10000
+    "40 18 00 00 00 00 00 00"  // 19 keywords_frequency: 6
+    "01"                       // 20 use_new_ZC
+    "00"                       // 21 learn_speed_scale
+    "00"                       // 22 use_normalization, inverted
     "01"                       // 23 marker
-    "40 24 00 00 00 00 00 00"  // 24 weakening of small categories: 10
-    "00 00 0f a0";             // 25 most Ps: 4000
+    "40 24 00 00 00 00 00 00"  // 24 weaken_small_cats_factor: 10
+    "00 00 0f a0";             // 25 max_Ps_size: 4000
 constexpr const char* kBehindReserved =
     "3f f0 00 00 00 00 00 00"  // 27 weights of the bags: 1, 5, 3, 3
     "40 14 00 00 00 00 00 00"

@@ -56,8 +56,9 @@ std::string packed(double value) {
     return bytes;
 }
 
-// A file in which the number after the nth occurrence of a word is `value`. The word is in the
-// model's record once in the table of all concepts, and once in each profile that has it.
+// Returns a file in which the number after the nth occurrence of a word is `value`. In the model's
+// record the word occurs once in the model's table of concepts, and once in each profile that has
+// it.
 std::string with_number(const std::string& file, const std::string& word, int nth, double value) {
     Kc_items items(file);
     std::string& record = items.object(kModelId);
@@ -320,8 +321,8 @@ TEST_F(zeIOClassifyingTest, AccumulatorsAndSettingsMayChangeBeforeTheModelIsComp
     EXPECT_NO_THROW(model().complete());
 }
 
-// The error of reading a file completely; or with `for_classifying` of reading it for classifying
-// and completing it.
+// Returns the error of reading a file completely. With `for_classifying` the file is first read for
+// classifying and then completed.
 std::string error_of(const std::string& file, bool for_classifying) {
     try {
         zeManager manager;
@@ -377,7 +378,7 @@ protected:
 
 TEST_F(zeIOClassifyingSealTest, SealIsVerifiedBeforeTheManagerIsTouched) {
     const std::string before = content_of(kept);
-    // in the records before the manager's
+    // This byte is in the records that come before the manager's record.
     const std::size_t place = sealed.find("__Manager__") - 30;
     sealed[place] = static_cast<char>(sealed[place] ^ 1);
 

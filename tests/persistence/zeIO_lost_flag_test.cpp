@@ -62,7 +62,7 @@ TEST_F(zeIOLostFlagTest, CompactFileWithoutItsFlagIsReadAsCompact) {
                "Operation cannot be performed on compact KB");
 }
 
-// The library writes the form that the caller requests.
+// If the caller requests a full file, the library writes one even for a compact container.
 TEST_F(zeIOLostFlagTest, CompactContainerWrittenAsFullIsReadAsCompact) {
     zeManager manager;
     read_kc(manager, answering_kc(true));

@@ -37,7 +37,7 @@ void expect_read_back(zeManager& manager, KcIoMode mode = {}) {
     std::string file;
     ASSERT_NO_THROW(file = saved(manager, mode));
     zeManager read;
-    read.m_compat55 = manager.m_compat55;  // a file without such names does not show the mode
+    read.m_compat55 = manager.m_compat55;  // loading sets it only if a node has its own name
     ASSERT_NO_THROW(read_kc(read, file));
     const bool is_whole = mode.root == nullptr;
     if (is_whole && !mode.compact) {
@@ -183,7 +183,7 @@ TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndContinues) {
         EXPECT_TRUE(same_bytes(saved(read), saved(kc.manager)));
         const std::size_t profiles = kc.manager.GetRootStorage()->m_profiles.size();
         EXPECT_EQ(read.GetRootStorage()->m_profiles.size(), profiles);
-        counted += profiles > 2 ? 1 : 0;  // more than the root's linked children
+        counted += profiles > 2 ? 1 : 0;  // the root has only two linked children
         train_root(read);
         expect_read_back(read);
         expect_parts_read_back(read);
@@ -191,8 +191,8 @@ TEST(zeIOTaughtTest, InterruptedTrainingIsReadBackAndContinues) {
     EXPECT_GT(counted, 0);
 }
 
-// An exchange of nodes that leaves one out removes it from its classifier. A reader could then not
-// find its category.
+// If the map given to global_replace() lacks a node, the classifier loses this node. A reader could
+// then not find the node's category.
 TEST(zeIOTaughtTest, LostNodeIsRefusedBeforeAnythingIsWritten) {
     for (const unsigned int lost : {News_desk::kHome, News_desk::kPress, News_desk::kSport}) {
         SCOPED_TRACE(lost);

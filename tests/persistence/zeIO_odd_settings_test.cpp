@@ -220,9 +220,9 @@ INSTANTIATE_TEST_SUITE_P(Each, zeIOOddSettingsTest, testing::ValuesIn(kOddSettin
                              return name;
                          });
 
-// Counts the changed bits that change an answer without an error. Before values were checked, they
-// were 9.6 % of the bits of the full file and 16.9 % of the compact one, and some scores were above
-// 1.
+// Counts the changed bits that change an answer without an error. Without checks of the values they
+// would be 9.6 % of the bits of the full file and 16.9 % of the compact one, and some scores would
+// be above 1.
 TEST(zeIOChangedBitsTest, EveryScoreStaysWithin0And1AndFewerAnswersChange) {
     for (const bool is_compact : {false, true}) {
         SCOPED_TRACE(is_compact);
@@ -240,7 +240,8 @@ TEST(zeIOChangedBitsTest, EveryScoreStaysWithin0And1AndFewerAnswersChange) {
     }
 }
 
-// The table still has the deleted profile, and the last profile by its old index.
+// The matching table still has the deleted profile, and it still refers to the last profile by its
+// old index.
 TEST(zeIOStaleTableTest, TableOfADeletedProfileGivesAFileThatIsRead) {
     zeManager manager;
     build_answering_kc(manager);

@@ -217,8 +217,8 @@ TEST_F(zeIOReadTest, FileObjectOfAnotherManagerMayNotRead) {
 
 // Memory.
 
-// Runs an operation many times. It may keep less than a byte each time: the allocator itself
-// rounds.
+// Runs an operation many times. On average a run may keep less than one byte, because the allocator
+// rounds sizes.
 template <class Operation>
 void expect_no_leak(Operation&& operation) {
     constexpr int kTurns = 1000;

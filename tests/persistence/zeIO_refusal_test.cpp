@@ -170,7 +170,7 @@ TEST_F(zeIOBrokenTest, UnknownTypeIsReported) {
     }
 }
 
-// No id; an id that is in use; an id that was never given; the id of another key.
+// 0 is no id, 1 is in use, 8 was never given, and 5 is the id of another key.
 TEST_F(zeIOBrokenTest, ImpossibleObjectIdIsReported) {
     for (const unsigned int id : {0U, 1U, 8U, 5U}) {
         SCOPED_TRACE(id);
@@ -183,7 +183,7 @@ TEST_F(zeIOBrokenTest, ImpossibleObjectIdIsReported) {
     }
 }
 
-// No node; a node that does not exist; a leaf; the node of another classifier.
+// 0 is no node, 99 does not exist, 2 is a leaf, and 4 is the node of another classifier.
 TEST_F(zeIOBrokenTest, ClassifierThatIsNotAtItsNodeIsReported) {
     for (const unsigned int node : {0U, 99U, 2U, 4U}) {
         SCOPED_TRACE(node);
@@ -208,7 +208,7 @@ TEST_F(zeIOBrokenTest, StorageAtANodeIsRefusedAsAClassifier) {
     ExpectEmptied();
 }
 
-// A child without a record is an empty entry of the tree. No rule can refer to it.
+// A child without a record of its own becomes an empty entry of the tree. No rule can refer to it.
 TEST_F(zeIOBrokenTest, CategoryWithoutARecordIsRefused) {
     zeNode* const press = kc.desk.Node(News_desk::kPress).physical_node;
     press->m_children.push_back(
@@ -228,7 +228,7 @@ TEST_F(zeIOBrokenTest, CategoryWithoutARecordIsRefused) {
     ExpectEmptied();
 }
 
-// A rule classifier instead of a storage has no statistics.
+// A rule classifier takes the place of the storage, but it has no statistics.
 TEST_F(zeIOBrokenTest, MatcherWithoutItsStorageIsRefused) {
     const std::string no_rules(8, '\0');
     items.object(6) = object_key(ZE_RULE) + object_key(6) + object_key(7) + no_rules;

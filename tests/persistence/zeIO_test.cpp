@@ -66,7 +66,7 @@ protected:
         file.write(items.file());
     }
 
-    // Through a manager that does not have this container.
+    // Sets the flag through a manager that does not have this container.
     void Set(bool flag) {
         zeManager other;
         zeIO(&other).SetUnicodeFlag(file.path(), flag);

@@ -39,7 +39,8 @@ protected:
         EXPECT_TRUE(is_empty(loaded));
     }
 
-    // Trained in the constructor, before the members that refer to its model.
+    // A manager that is trained in its constructor, so that the members below can refer to its
+    // model.
     struct Answering : zeManager {
         Answering() { build_answering_kc(*this); }
     };

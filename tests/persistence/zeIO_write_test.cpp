@@ -395,7 +395,7 @@ TEST(zeIOCompactTest, FullFileReadNextIsNotCompact) {
 
 // Failing disks.
 
-// Each call fails, once only or with all later calls.
+// Each call of the system fails in turn, once only or together with all later calls.
 TEST(zeIOFullDiskTest, FailedWriteRaisesAndLeavesNoContainer) {
     Fake_disk disk;
     Trained_desk kc;

@@ -39,7 +39,8 @@ TEST(HSegmentAllocationTest, WriteWithoutMemoryKeepsSizeOffsetAndContent) {
 }
 
 TEST(HSegmentAllocationTest, FirstWriteWithoutMemoryLeavesAnEmptyRecord) {
-    for (const unsigned int index : {0U, 1U}) {  // the segment, and the list of segments
+    for (const unsigned int index :
+         {0U, 1U}) {  // the segment's allocation, and that of the list of segments
         SCOPED_TRACE(index);
         SegBuf buffer;
         HSegment device(buffer, 'w');

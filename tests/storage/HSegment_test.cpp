@@ -218,8 +218,8 @@ TEST(HSegmentTest, ReadOfNothingAtTheEndSucceeds) {
     EXPECT_EQ(device.Tell(), 3);
 }
 
-// Only the start of a run is checked. So reading past the end of the content is allowed within a
-// segment, on purpose.
+// Only the start of each run is compared with the end of the content. So a read may continue past
+// this end within the same segment; this is intended.
 TEST(HSegmentTest, ReadThatEndsPastTheContentInItsSegmentReturnsZeros) {
     SegBuf buffer = record_of("abc");
     HSegment device(buffer, 'r');

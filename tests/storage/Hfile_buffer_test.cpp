@@ -78,8 +78,9 @@ TYPED_TEST(HfileBufferTest, BytesWrittenOverReadAheadBytesAreRead) {
     EXPECT_EQ(this->device.Tell(), 103);
 }
 
-// The bytes behind the wanted ones change after the read, so a device that has not read them yet
-// finds the new ones.
+// After the first read the test changes the next 12 bytes of the file. The device has already read
+// the first 8 of them, so it returns the old bytes. It has not read the last 4 yet, so it returns
+// the new ones.
 TYPED_TEST(HfileBufferTest, DeviceReadsNoMoreThanTheBytesThatWillBeRead) {
     this->seek(100);
     this->device.ReadAhead(12);
@@ -93,7 +94,7 @@ TYPED_TEST(HfileBufferTest, DeviceReadsNoMoreThanTheBytesThatWillBeRead) {
     EXPECT_EQ(this->device.Tell(), 116);
 }
 
-// If the caller has not named a number, 1,024 bytes are read ahead.
+// After a seek the number given to ReadAhead() no longer counts, and 1,024 bytes are read ahead.
 TYPED_TEST(HfileBufferTest, SeekForgetsHowManyBytesWillBeRead) {
     this->seek(100);
     this->device.ReadAhead(4);

@@ -39,7 +39,7 @@ TEST(HreclaimCrashTest, IndexWrittenUnderAClearStateIsNotLost) {
 
     file.WriteIndex();
 
-    // After the first index and the item, each of 256 bytes.
+    // The new index is after the first index and the item, which take 256 bytes each.
     EXPECT_EQ(to_hex(place.content().substr(9, 11)), "00 00 00 00 00 00 00 00 00 02 14");
 }
 

@@ -1,5 +1,5 @@
-// Damaged record files: the result is an error of the file, or harmless. There must be no crash and
-// little use of memory.
+// Damaged record files. Each operation must succeed or raise an error of the file. It must never
+// crash the process or allocate much memory.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <algorithm>
@@ -61,7 +61,7 @@ class HreclaimDamageTest : public testing::Test {
 protected:
     static constexpr unsigned int kOffsetSize = sizeof(typename Device::Offset);
 
-    // Does everything with the file that is possible if it opens.
+    // Opens the file and, if this succeeds, does everything with it that is possible.
     void use(const std::string& image) {
         m_disk.files[kName] = image;
         Hreclaim<Device> file;
@@ -163,7 +163,7 @@ TYPED_TEST(HreclaimDamageTest, CountsThatTheFileCannotHaveTakeNoMemory) {
             const Allocation_meter meter;
             EXPECT_QTX(file.Open(kName, false, true), HioErr, HioErr::kReadFailed,
                        "Read error in file fake/records");
-            // This is the device's buffer and the memory of an open file.
+            // This is enough for the device's buffer and the memory of an open file.
             EXPECT_LT(meter.bytes(), 40000U);
         }
     }

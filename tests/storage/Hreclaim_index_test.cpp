@@ -15,7 +15,7 @@ namespace {
 template <class F>
 class HreclaimIndexTest : public Record_file_test<F> {
 protected:
-    // A key that makes the index this large, without a hole.
+    // Returns a key with which the index has this size if the file has no hole.
     static qtString key_for(std::size_t index_size) {
         return std::string(index_size - 136 - 4 - Record_file_test<F>::width, 'k');
     }
@@ -151,8 +151,8 @@ TYPED_TEST(HreclaimIndexTest, IndexMovesIntoAHoleOfItsSlot) {
 
     this->file.WriteIndex();
 
-    // There were two holes: the item's and one of the index's slot. The index moves into the second
-    // and leaves its block of 512 as a hole.
+    // There were two holes: that of the item, and one of the slot that the index needs. The index
+    // moves into the second and leaves its block of 512 as a hole.
     EXPECT_EQ(this->file.index_offset, this->first);
     EXPECT_EQ(this->index_offset_on_disk(), static_cast<int>(this->first));
     EXPECT_EQ(this->file.index_space, 136 + 2 * this->width);
@@ -212,7 +212,7 @@ TYPED_TEST(HreclaimIndexTest, ClosingAnObjectNeverOpenedIsHarmless) {
     EXPECT_NO_THROW(this->file.Close());
 }
 
-// Owners derive a class of their own in this way.
+// The owner of a record file can derive a class of its own, as this one.
 template <class F>
 struct Watched_file : Hreclaim<F> {
     void WriteIndex() override {

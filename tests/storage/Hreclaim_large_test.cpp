@@ -128,15 +128,15 @@ TEST(LargeRecordFileTest, IndexMovesBehindFourGibibytes) {
     place.resize(kFarEnd);
     file.Open(place.path(), false, false);
 
-    // The index has 136 bytes and 112 for the key: 248, which is still slot 8. A second key is too
-    // much.
+    // The index takes 136 bytes and 112 more for the key. These 248 bytes still fit a block of 256,
+    // but with a second key they do not.
     add(file, std::string(100, 'k'), "");
     file.WriteIndex();
     EXPECT_EQ(to_hex(place.bytes(12, 8)), "00 00 00 00 00 00 00 14");
     add(file, "k", "");
     file.Close();
 
-    // After the items, which take blocks of 128 and 16 bytes.
+    // The index has moved behind the items, which take blocks of 128 and 16 bytes.
     EXPECT_EQ(place.bytes(12, 8), naive_digits((5ULL << 30U) + 144, 8));
     EXPECT_EQ(to_hex(place.bytes(kFarEnd + 144, 8)), "4a 5b 6c 82 00 00 00 02");
     EXPECT_EQ(to_hex(place.bytes(20, 8)), "de ad de ad 00 00 01 00");

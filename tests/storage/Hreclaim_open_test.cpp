@@ -196,7 +196,7 @@ TYPED_TEST(HreclaimOpenTest, ItemWithAnotherKeyIsReported) {
 
     EXPECT_QTX_ARGS(this->get("a"), AbstractHreclaim, 2, "Key points to wrong item: a",
                     {this->disk.path(), "a"});
-    // Replacing an item compares only the lengths of the keys.
+    // When an item is replaced, only the lengths of the keys are compared.
     this->add("a", "3");
     EXPECT_EQ(this->get("a"), "3");
 }

@@ -22,8 +22,8 @@ template <class Integer>
 std::string naive_pack_integer(Integer value, std::size_t size) {
     if constexpr (std::is_signed_v<Integer>) {
         if (value < 0) {
-            // In two's complement, n bytes with the number 256^n + value mean `value`. So each byte
-            // is 255 minus the byte of -(value + 1).
+            // In two's complement, n bytes with the number 256^n + value mean `value`. This number
+            // is (256^n - 1) - m with m = -(value + 1). So each byte is 255 minus the byte of m.
             std::string bytes = naive_digits(static_cast<unsigned long long>(-(value + 1)), size);
             for (char& byte : bytes) {
                 byte = static_cast<char>(255 - static_cast<unsigned char>(byte));

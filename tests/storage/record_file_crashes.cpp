@@ -62,10 +62,10 @@ Side side_of(const Record_file_model& model) {
     return {model.content, {model.id, model.version, model.flags}};
 }
 
-// An item is written over an old one. Returns the number of images, one after each byte, that are
-// neither the old nor the new item. The blobs end with different bytes, so the new item is complete
-// only with its last byte. It is torn from the first length byte that differs, or, with equal
-// lengths, from the first byte of the blob that differs.
+// Computes how many images are torn if an item is written over an old one byte by byte. A torn
+// image has neither the old nor the new item. The blobs end with different bytes, so the new item
+// is complete only with its last byte. It is torn from the first length byte that differs, or, with
+// equal lengths, from the first byte of the blob that differs.
 std::size_t torn_images(const std::string& old_data, const std::string& data) {
     std::size_t differing = 0;  // bytes of the length, from the first one that differs
     for (std::size_t i = 0; i < 4; ++i) {
@@ -154,8 +154,8 @@ private:
         image[position] = byte;
     }
 
-    // The images of a change before the file is marked stale, if it was clean. The other images
-    // follow from the number of written bytes, see add_expected.
+    // Predicts the images of a change up to the point at which it marks the file as stale. There
+    // are none if the file is stale already. add_expected predicts the other images.
     Crash_tally expect(const Record_step& step) const {
         Crash_tally tally;
         const auto found = m_model.content.find(step.key);
@@ -181,8 +181,8 @@ private:
         return tally;
     }
 
-    // Each image is of one kind. So the kinds of the remaining images follow from the last byte and
-    // the kind of the step.
+    // Each image belongs to one kind. `tally` has the images that expect() predicted, so the kinds
+    // of the remaining images follow from the kind of the step and from the state before it.
     void add_expected(const Record_step& step, Crash_tally tally, const Side& before) {
         tally.images = size_of(m_model.writes);
         const std::size_t told = tally.lost + tally.torn + tally.before + tally.after;

@@ -11,8 +11,8 @@ struct Crash_tally {
     std::size_t stale = 0;       // refused because of its state
     std::size_t before = 0;
     std::size_t after = 0;
-    // Cases that the state does not cover: the first change after an index, which marks the file
-    // last, and writes of the owner's words.
+    // Cases that the state does not cover: the first change after the index was written, which
+    // marks the file as stale only at its end, and writes of the owner's words.
     std::size_t lost = 0;         // the key of the change points to a hole
     std::size_t torn = 0;         // the item of the change is half written over the previous one
     std::size_t mixed_words = 0;  // some of the owner's words are new, others old

@@ -154,7 +154,8 @@ private:
                    Record_file_model::slot_of(12 + step.key.size() + step.data.size());
     }
 
-    // The stage that raised, and its error; or the number of stages and "nothing".
+    // Runs the script. Returns the stage that raised and its error, or the number of stages and
+    // "nothing".
     std::pair<std::size_t, std::string> run(std::unique_ptr<Hreclaim<Device>>& file) {
         file = std::make_unique<Hreclaim<Device>>();
         for (std::size_t stage = 0; stage < m_stages.size(); ++stage) {
@@ -176,16 +177,18 @@ private:
         return {m_stages.size(), "nothing"};
     }
 
-    // With a permanent fault, an earlier failed call may have been harmless.
+    // The error must be one that a failed call may cause. With a permanent fault this need not be
+    // the first failed call, because that one may have been harmless.
     static void expect_allowed(const std::vector<Fake_disk::Call>& failed, const std::string& end) {
         EXPECT_TRUE(std::any_of(failed.begin(), failed.end(), [&](Fake_disk::Call call) {
             return allowed_ends().at(call).contains(end);
         })) << end;
     }
 
-    // A failed call may have no effect. A buffer asks for more bytes than it needs, and asks again
-    // after a short read. A write can fail without effect only if it is short and knows its
-    // position: another call then writes the rest.
+    // Checks that only calls failed whose failure can have no effect. A read is harmless because a
+    // buffer asks for more bytes than it needs, and asks again after a short read. A write is
+    // harmless only if it is short and knows its position, because another call then writes the
+    // rest.
     void check_harmless(Fake_disk& disk, std::unique_ptr<Hreclaim<Device>> file) {
         ++m_tally.harmless;
         for (const Fake_disk::Call call : disk.failed) {
@@ -276,9 +279,9 @@ private:
         return value == value_of(before, key) || value == value_of(after, key) ? "sound" : "torn";
     }
 
-    // The one case that the state does not cover: the first change after an index broke off before
-    // the file was marked. It can only damage the item of its own key, which is then a hole or half
-    // written.
+    // Checks the one case that the state does not cover: the first change after the index was
+    // written was interrupted before it marked the file as stale. It can only damage the item of
+    // its own key: the key then points to a hole, or the item is half written.
     static void expect_window(const std::string& found, const std::string& key,
                               const Stage& stage) {
         EXPECT_EQ(key, stage.step.key);

@@ -21,7 +21,7 @@ public:
     explicit Record_file_model(unsigned int offset_size);
 
     void add(const std::string& key, const std::string& data);
-    // The next three require that the key exists.
+    // The next two require that the key exists; for rename() this is `from`.
     void remove(const std::string& key);
     void rename(const std::string& from, const std::string& to);
     void set_file_id(unsigned int id, unsigned short version, unsigned char flags);
@@ -33,7 +33,7 @@ public:
     bool is_stale() const { return (state & 1U) != 0; }
 
     std::uint64_t item_offset(const std::string& key) const;
-    // The slot of a block for this many bytes. The next function returns the slot of a key's item.
+    // slot_of returns the slot of a block for `size` bytes, and slot_of_item that of a key's item.
     static unsigned int slot_of(std::uint64_t size);
     unsigned int slot_of_item(const std::string& key) const;
 

@@ -111,7 +111,8 @@ private:
         m_size_before = m_model.image.size();
     }
 
-    // Also compares the last byte of the header's words, and the size, since that is cheap.
+    // Compares only what can be compared quickly: the eight bytes of the owner's words and the
+    // state, the size of the file, and the number of keys.
     void expect_same_state() {
         const std::string header = m_onlooker->bytes(4, 8);
         EXPECT_EQ(header, m_model.image.substr(4, 8));
