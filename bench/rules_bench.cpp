@@ -255,7 +255,7 @@ void BM_EvaluateMuParser_NumbersUnfolded(benchmark::State& state) {
     evaluate_mu_parser(state, Operands::kNumbers, false);
 }
 
-// A rule node with this many children. One rule in so many fires, or none.
+// A rule node with many children. One rule in a given number fires, or none does.
 struct Rule_router {
     Rule_router(std::size_t rules, std::size_t firing_step) {
         for (std::size_t i = 0; i < rules; ++i) {
@@ -279,7 +279,7 @@ struct Rule_router {
     zeMsg msg = make_message();
 };
 
-// By number of rules; one in ten fires.
+// Argument: number of rules. One in ten fires.
 void BM_ClassifyByRules(benchmark::State& state) {
     Rule_router router(static_cast<std::size_t>(state.range(0)), 10);
     for (auto _ : state) {
@@ -290,7 +290,7 @@ void BM_ClassifyByRules(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// Tests whether the default is blocked. All rules are evaluated if none fires.
+// Tests whether the default is blocked. No rule fires, so all rules must be evaluated.
 void BM_AskForTheDefault(benchmark::State& state) {
     Rule_router router(static_cast<std::size_t>(state.range(0)), 0);
     router.add("fallback", "default");
