@@ -19,7 +19,7 @@ namespace cli {
 
 namespace {
 
-// An exception of `work` has no handler.
+// Calls `work`. No handler catches an exception of `work`, so it ends the process.
 template <class Work>
 void without_handler(const Work& work) noexcept {
     work();
