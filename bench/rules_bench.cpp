@@ -197,11 +197,12 @@ struct Bound_key {
     double* number;
 };
 
+// How `bind` gets the text of a key: it has the text already, or it looks the key up by name.
+enum class Binding { kTexts, kPairs };
+
 // Copies a message's pairs into muParser's variables before each evaluation. Each key is read once,
 // however often it is in the expression, as in a rule. A message keeps the numbers of short texts
 // for further evaluations; this is not done here.
-enum class Binding { kTexts, kPairs };
-
 template <Binding binding>
 void bind(const std::vector<Bound_key>& keys, const std::map<std::string, std::string>& pairs) {
     for (const Bound_key& key : keys) {
@@ -213,8 +214,7 @@ void bind(const std::vector<Bound_key>& keys, const std::map<std::string, std::s
     }
 }
 
-// muParser on a message's pairs. Either the texts are given, without look-ups, or they are looked
-// up by name.
+// Evaluates with muParser. `binding` says how it gets the values of a message's pairs.
 template <Binding binding>
 void BM_EvaluateMuParser_Keys(benchmark::State& state) {
     const std::size_t operators = operator_count(state);
