@@ -1,4 +1,4 @@
-// Compares the table of concepts with the standard table, in the operations of training.
+// Compares concept_map with std::unordered_map, in the operations of training.
 //
 // Leaving out a slice of messages erases many entries and adds them again. BM_EraseAndEnterAgain
 // does this for one entry in ten, as with ten slices.
@@ -99,7 +99,7 @@ void BM_Walk(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// With a correct guess, as when a slice is added again.
+// Looks concepts up with a correct guess of their place, as when a slice is added again.
 void BM_LookUpWithGuess(benchmark::State& state) {
     const std::vector<Concept> concepts =
         numbered_concepts(static_cast<std::size_t>(state.range(0)));

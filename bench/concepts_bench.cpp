@@ -47,7 +47,7 @@ void BM_InsertKnownTerms(benchmark::State& state) {
     count_terms(state);
 }
 
-// The same with the operation that looks up many terms together.
+// Measures the same with the operation that looks up many terms together.
 void BM_InsertKnownTermsTogether(benchmark::State& state) {
     const std::vector<qtString> terms = numbered_terms(term_count(state));
     const std::vector<Concept> kept = insert_all(terms);

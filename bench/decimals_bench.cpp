@@ -20,7 +20,8 @@ double by_library(const qtString& text) {
     return zandrel::qtConvertStringToDouble(text);
 }
 
-// It takes no "+" and no blank in front, which the library would have to skip before.
+// std::from_chars accepts no "+" and no blank before the number, so the library would have to skip
+// them first.
 double by_from_chars(const qtString& text) {
     double number = 0.0;
     std::from_chars(text.data(), text.data() + text.size(), number);

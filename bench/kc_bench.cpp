@@ -31,7 +31,8 @@ namespace {
 constexpr std::size_t kVocabulary = 100000;
 constexpr std::size_t kLabels = 20;
 constexpr std::size_t kMessages = 10000;
-// For the curve over sizes: the number of messages; there are ten times as many words.
+// The range of the number of messages for the curve over sizes. The vocabulary has ten words for
+// each message.
 constexpr std::int64_t kLeastMessages = 1024;
 constexpr std::int64_t kMostMessages = 65536;
 
@@ -308,7 +309,8 @@ void BM_ScramblingAlone(benchmark::State& state) {
     report_bytes(state, content.bytes.size());
 }
 
-// As in sealing and verifying: with the processor's instruction, if it has one.
+// Computes the checksum as sealing and verifying do: with the processor's instruction for it, if
+// there is one.
 void BM_ChecksumAlone(benchmark::State& state) {
     const std::vector<char>& bytes = Files::instance().buffer(state)->bytes;
     for (auto _ : state) {

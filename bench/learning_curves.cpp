@@ -121,7 +121,7 @@ public:
     }
 
 private:
-    // Each point is compared with a model that was trained on as many texts.
+    // Each state of the learning model is compared with a model that was trained on as many texts.
     Json rest(Trial& trial, const std::string& training) {
         Json curves = Json::array();
         for (const std::string& word : m_words.bulks) {

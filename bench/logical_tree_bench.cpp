@@ -152,7 +152,7 @@ void BM_DeleteLeafOfFlatTree(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-// There and back is two moves.
+// Moves a node there and back in each iteration, so an iteration has two moves.
 void move_to_and_fro(benchmark::State& state, zeLogicalTree& tree, Id id, Id here, Id there) {
     for (auto _ : state) {
         tree.MoveLogicalNode(id, there);

@@ -24,7 +24,7 @@ Concept word(std::size_t number) {
     return Concept::insert("word" + std::to_string(number % kVocabulary));
 }
 
-// A root with so many categories, whose weights are set and not learned, and a message of 20 words,
+// A root with `count` categories, whose weights are set and not learned, and a message of 20 words,
 // half of them common words.
 struct Many_categories {
     explicit Many_categories(std::size_t count) {
@@ -70,7 +70,7 @@ struct Many_categories {
     zeMsg msg;
 };
 
-// By categories: the scores of all, in no order.
+// Argument: number of categories. Computes the scores of all categories, without sorting them.
 void BM_ScoreAllCategories(benchmark::State& state) {
     Many_categories categories(static_cast<std::size_t>(state.range(0)));
     for (auto _ : state) {
@@ -81,7 +81,8 @@ void BM_ScoreAllCategories(benchmark::State& state) {
     state.SetComplexityN(state.range(0));
 }
 
-// By categories and by number of results, -1 for all: the whole walk.
+// Arguments: number of categories, and number of wanted results (-1: all). Classifies a message
+// from the root down.
 void BM_WalkForTheBest(benchmark::State& state) {
     Many_categories categories(static_cast<std::size_t>(state.range(0)));
     zeWorkflow workflow(&categories.manager);
@@ -92,7 +93,8 @@ void BM_WalkForTheBest(benchmark::State& state) {
     }
 }
 
-// By categories: one message of the likelihood pass.
+// Argument: number of categories. Enters the scores of one message in the histograms, as the
+// likelihood pass does for each message.
 void BM_EnterInHistograms(benchmark::State& state) {
     Many_categories categories(static_cast<std::size_t>(state.range(0)));
     zeCorpus_view view;
@@ -104,7 +106,7 @@ void BM_EnterInHistograms(benchmark::State& state) {
     state.SetComplexityN(state.range(0));
 }
 
-// By categories: the compilation of the table.
+// Argument: number of categories. Compiles the table with which messages are matched.
 void BM_CompileTable(benchmark::State& state) {
     Many_categories categories(static_cast<std::size_t>(state.range(0)));
     zandrel::detail::Match_table table;

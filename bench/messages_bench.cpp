@@ -40,7 +40,7 @@ void BM_FeedText(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// Only the bag, with a clip value.
+// Measures only the making of the bag, with a clip value.
 void BM_MakeBag(benchmark::State& state) {
     Synthetic_texts texts(kVocabulary, 1);
     zeSml_feeder feeder;

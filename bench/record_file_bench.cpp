@@ -40,7 +40,7 @@ double sum_of(const Figures& figures) {
     return std::accumulate(figures.seconds.begin(), figures.seconds.end(), 0.0);
 }
 
-// Without reopening.
+// The CPU time of all phases except the last one, which opens the store again.
 double work_of(const Figures& figures) {
     return std::accumulate(figures.seconds.begin(), figures.seconds.end() - 1, 0.0);
 }
@@ -213,7 +213,7 @@ private:
     Record_store& m_store;
     const Load& m_load;
     Blobs m_blobs;
-    std::vector<std::uint32_t> m_versions;  // of each record, or kErased
+    std::vector<std::uint32_t> m_versions;  // the version of each record, or kErased
 };
 
 using Maker = std::function<std::unique_ptr<Record_store>(const std::string& folder)>;
@@ -223,7 +223,7 @@ struct Contestant {
     Maker make;  // empty for a library that this program was built without
 };
 
-// First the minimal stores, then the record file, then the other stores.
+// Lists first the minimal stores, then the record file, then the other stores.
 std::vector<Contestant> contestants() {
     return {
         {"flushing floor",

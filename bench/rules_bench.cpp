@@ -197,11 +197,12 @@ struct Bound_key {
     double* number;
 };
 
+// How `bind` gets the text of a key: it has the text already, or it looks the key up by name.
+enum class Binding { kTexts, kPairs };
+
 // Copies a message's pairs into muParser's variables before each evaluation. Each key is read once,
 // however often it is in the expression, as in a rule. A message keeps the numbers of short texts
 // for further evaluations; this is not done here.
-enum class Binding { kTexts, kPairs };
-
 template <Binding binding>
 void bind(const std::vector<Bound_key>& keys, const std::map<std::string, std::string>& pairs) {
     for (const Bound_key& key : keys) {
@@ -213,8 +214,7 @@ void bind(const std::vector<Bound_key>& keys, const std::map<std::string, std::s
     }
 }
 
-// muParser on a message's pairs. Either the texts are given, without look-ups, or they are looked
-// up by name.
+// Evaluates with muParser. `binding` says how it gets the values of a message's pairs.
 template <Binding binding>
 void BM_EvaluateMuParser_Keys(benchmark::State& state) {
     const std::size_t operators = operator_count(state);
@@ -255,7 +255,7 @@ void BM_EvaluateMuParser_NumbersUnfolded(benchmark::State& state) {
     evaluate_mu_parser(state, Operands::kNumbers, false);
 }
 
-// A rule node with this many children. One rule in so many fires, or none.
+// A rule node with many children. One rule in a given number fires, or none does.
 struct Rule_router {
     Rule_router(std::size_t rules, std::size_t firing_step) {
         for (std::size_t i = 0; i < rules; ++i) {
@@ -279,7 +279,7 @@ struct Rule_router {
     zeMsg msg = make_message();
 };
 
-// By number of rules; one in ten fires.
+// Argument: number of rules. One in ten fires.
 void BM_ClassifyByRules(benchmark::State& state) {
     Rule_router router(static_cast<std::size_t>(state.range(0)), 10);
     for (auto _ : state) {
@@ -290,7 +290,7 @@ void BM_ClassifyByRules(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-// Tests whether the default is blocked. All rules are evaluated if none fires.
+// Tests whether the default is blocked. No rule fires, so all rules must be evaluated.
 void BM_AskForTheDefault(benchmark::State& state) {
     Rule_router router(static_cast<std::size_t>(state.range(0)), 0);
     router.add("fallback", "default");

@@ -31,8 +31,8 @@ void BM_RemoveAndAddMessages(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * 4000);
 }
 
-// By concepts of the model and by categories. Every concept occurs in the model. Each selection
-// after the first begins with what the one before it has kept.
+// Arguments: number of concepts of the model, and number of categories. Every concept occurs in the
+// model. Each selection but the first uses what the selection before it has kept.
 void BM_SelectFeatures(benchmark::State& state) {
     Trainable trainable(static_cast<std::size_t>(state.range(0)),
                         static_cast<std::size_t>(state.range(1)), 4000);
@@ -47,7 +47,8 @@ void BM_SelectFeatures(benchmark::State& state) {
         static_cast<double>(trainable.matcher().m_storage->m_concept_infos.size());
 }
 
-// Without what an earlier selection has kept, as after a clear.
+// Argument: number of categories. Each selection begins without what an earlier one has kept, as
+// after a clear.
 void BM_SelectFeaturesAnew(benchmark::State& state) {
     Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 4000);
     zeStat_storage& storage = *trainable.matcher().m_storage;
@@ -65,7 +66,7 @@ void BM_SelectFeaturesAnew(benchmark::State& state) {
     }
 }
 
-// By categories.
+// Argument: number of categories.
 void BM_MatchMessage(benchmark::State& state) {
     Trainable trainable(20000, static_cast<std::size_t>(state.range(0)), 4000);
     trainable.matcher().train(trainable.view);

@@ -1,4 +1,4 @@
-// The walk from the root to a leaf, through trees whose inner nodes are all statistical.
+// Classifying through trees from the root to a leaf. All inner nodes are statistical.
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -59,7 +59,7 @@ private:
             height == 0 ? 0U : unsigned{zeNode::NoScore}, 0.0);
     }
 
-    // Trains a node and all nodes below it.
+    // Makes the children of a node, trains its classifier, and then does the same for each child.
     void train(zeNode& node, std::size_t height, std::size_t first_label) {
         if (height == 0) {
             return;
@@ -76,7 +76,8 @@ private:
         }
     }
 
-    // The messages of all labels below the children, each with the child that its label is below.
+    // Returns the messages of all labels below the children. Each message belongs to the child that
+    // is above its label.
     zeCorpus_view view_of(const std::vector<zeNode*>& children, std::size_t labels_of_child,
                           std::size_t first_label) {
         zeCorpus_view view(&m_corpus);
@@ -111,7 +112,7 @@ Tree& tree_of(std::size_t depth, std::size_t branches) {
     return *tree;
 }
 
-// `wanted`: number of results; the walk ends when they are found.
+// `wanted`: number of results. Classifying ends when so many have been found.
 void classify(benchmark::State& state, std::size_t depth, std::size_t branches, int wanted) {
     Tree& tree = tree_of(depth, branches);
     const qtPtrLight<zeWorkflow> workflow = tree.workflow();
@@ -126,17 +127,17 @@ void classify(benchmark::State& state, std::size_t depth, std::size_t branches, 
     state.SetItemsProcessed(state.iterations());
 }
 
-// By labels, which are all children of the root.
+// Argument: number of labels, which are all children of the root.
 void BM_ClassifyFlat(benchmark::State& state) {
     classify(state, 1, static_cast<std::size_t>(state.range(0)), 1);
 }
 
-// By levels of classifiers, with four children at each inner node.
+// Argument: number of levels of classifiers. Each inner node has four children.
 void BM_ClassifyThroughTree_Best(benchmark::State& state) {
     classify(state, static_cast<std::size_t>(state.range(0)), 4, 1);
 }
 
-// The same for all labels, so that every classifier is asked.
+// The same, but all labels are wanted, so that every classifier is asked.
 void BM_ClassifyThroughTree_All(benchmark::State& state) {
     classify(state, static_cast<std::size_t>(state.range(0)), 4, -1);
 }

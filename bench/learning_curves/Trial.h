@@ -26,7 +26,7 @@ struct Task {
     Texts test_texts;
 };
 
-// A model at one moment.
+// The state of a model at one moment, as it was measured.
 struct Point {
     std::size_t texts = 0;  // trained and learned so far
     double accuracy = 0.0;  // of the test texts
@@ -57,8 +57,8 @@ public:
     std::pair<Point, Point> learn_known_text();
     // A model that is trained on the first `count` texts.
     Point train(std::size_t count);
-    // Trains on a fifth of the texts and learns the rest. There is a point after that fifth and
-    // after each bulk that completes another tenth of the rest.
+    // Trains on a fifth of the texts and learns the rest. Measures after that fifth, and after each
+    // bulk that completes another tenth of the rest.
     std::vector<Point> learn_rest(const Bulks& bulks);
     // Trains on the first half, swaps labels, and learns the other half in bulks of `bulk`.
     Swap learn_swapped(std::size_t bulk);

@@ -1,4 +1,5 @@
-// LevelDB as it comes, its writes without sync. Its thread for compaction counts as CPU time.
+// LevelDB with its default options, and writes without sync. Its thread for compaction counts as
+// CPU time.
 #include <leveldb/db.h>
 
 #include "bench/record_stores/Record_store.h"

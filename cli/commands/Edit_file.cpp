@@ -117,7 +117,7 @@ bool is_edit(std::string_view line) {
     return begin != std::string_view::npos && line[begin] != '#';
 }
 
-// Works on one line of the file. RAISES: Data_error with the line number.
+// Calls `work` for one line of the file. RAISES: Data_error with the line number.
 template <class Work>
 auto work_on_line(const std::string& name, std::size_t number, Work&& work) {
     const auto refusal = [&](const std::string& message) {
@@ -128,7 +128,7 @@ auto work_on_line(const std::string& name, std::size_t number, Work&& work) {
     } catch (const Usage_error& error) {
         throw refusal(error.what());
     } catch (const Data_error& error) {
-        throw refusal(error.what());  // of a rule
+        throw refusal(error.what());  // a rule does not parse
     } catch (const Edit_refused& error) {
         throw refusal(error.what());
     } catch (const CLI::ParseError& error) {

@@ -177,7 +177,7 @@ void add_learn(CLI::App& app) {
     command->callback([words] { learn(*words); });
 }
 
-// The words of both filters.
+// The words of the command line that classify and explain have in common.
 struct Filter_words {
     std::string kc_file;
     std::string text_file = "-";

@@ -34,7 +34,7 @@ or neither a record file nor a container.
 Example:
   zandrel check messages.dat)";
 
-// The words of both commands.
+// The words of the command line that dump and check have in common.
 struct Record_words {
     std::string file;
     bool writes_json = false;

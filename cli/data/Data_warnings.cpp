@@ -86,7 +86,7 @@ std::string key_of(std::string_view label) {
     return key;
 }
 
-// Shortened: if the columns of label and text are swapped, a label is as long as a text.
+// Shortens the label: if the columns of label and text are swapped, a label is as long as a text.
 std::string shown_label(std::string_view label) {
     std::size_t position = 0;
     for (std::size_t i = 0; i < kShownCharacters && position < label.size(); ++i) {
@@ -233,7 +233,7 @@ Labels labels_of(const Counts& counts) {
 // Labels with the same key, such as "Sport" and "sport".
 using Groups = std::map<std::string, std::set<std::string_view>>;
 
-// `known`: labels of the model. A group needs at least one label of the data.
+// `known`: labels of the model. A group without a label of the data is left out.
 Groups groups_of(const Labels& of_data, const Labels& known) {
     Groups groups;
     for (const std::string_view label : of_data) {

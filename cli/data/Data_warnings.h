@@ -14,21 +14,27 @@ struct Named_texts {
     const std::vector<Labelled_text>& texts;  // BORROWS
 };
 
-// Each function returns one line for each finding, in a fixed order. For each file:
+// Each function returns one line for each finding, in a fixed order.
+//
+// Findings for each file:
 // - Its first text looks like a header line: its only label is a word such as "category", no other
 //   text of the file has this label, and the text up to a tab is a word such as "message". Upper
 //   case and characters other than letters are ignored: `#Label<TAB>"text"` looks like one too.
-// - Some bytes are not UTF-8. For all texts to train together, and for the texts to classify:
+// - Some bytes are not UTF-8.
+//
+// Findings for the texts of all training files together, and for the texts to classify:
 // - There are more labels than a fifth of the texts, which often means swapped columns.
-// - Some labels have a single text. For all labels:
-// - Some differ only in case or blanks.
+// - Some labels have a single text.
+//
+// A finding for all labels together:
+// - Some labels differ only in case or blanks.
 
 // `files`: at least one.
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);
 
-// Also, for the texts to classify: the model knows none of their labels.
+// One more finding for the texts to classify: the model knows none of their labels.
 std::vector<std::string> evaluation_warnings(const Named_texts& training, const Named_texts& test);
-// The same for a model that is trained already, with its labels.
+// The same for a model that is trained already. `known_labels`: of the model.
 std::vector<std::string> evaluation_warnings(const std::vector<std::string>& known_labels,
                                              const Named_texts& test);
 

@@ -1,5 +1,5 @@
-// One tally for each label. The micro average adds all tallies and then computes the ratios; the
-// macro average computes the ratios of each label that has texts, and takes their mean.
+// Keeps one tally for each label. The micro average adds all tallies and then computes the ratios;
+// the macro average computes the ratios of each label that has texts, and takes their mean.
 // Evaluation.cpp has an example.
 #include "cli/evaluate/Assignments.h"
 

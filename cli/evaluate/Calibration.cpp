@@ -1,5 +1,5 @@
-// Both errors and the Brier score from sums, one pass over the texts. Formulas, with s the score
-// and r = 1 for a right label, otherwise 0:
+// Computes both errors and the Brier score from sums, in one pass over the texts. Formulas, with s
+// the score and r = 1 for a right label, otherwise 0:
 //
 //   ECE    sum over the bins of |sum of s - sum of r|, divided by the number of predictions
 //   Brier  sum over all pairs of (s - r)^2, divided by the number of texts

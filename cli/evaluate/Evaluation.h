@@ -58,8 +58,8 @@ struct Loading {
     double cpu_seconds = 0.0;
 };
 
-// The figures are of the model before it learned further texts, except `learning` and
-// `explanation`.
+// All figures except `learning` and `explanation` describe the model before it learned further
+// texts.
 struct Evaluation {
     std::optional<Phase> training;   // if the model was trained here
     std::optional<Loading> loading;  // if the model was read
@@ -76,10 +76,10 @@ struct Evaluation {
 };
 
 // Each data file may be "-", standard input.
-// RAISES: qtX<zeWorkflow> 2 "Process interrupted"; Input_error, Data_error, before any work, since
-// all files are read first; bad lines are no error if they are skipped; Usage_error if standard
-// input is named twice; what read_model raises; Data_error if a compact container would have to
-// learn.
+// All files are read first, so bad data are reported before any work. RAISES: Input_error;
+// Data_error for a bad line, unless bad lines are skipped, and for a compact container that would
+// have to learn; Usage_error if standard input is named twice; what read_model raises;
+// qtX<zeWorkflow> 2 "Process interrupted".
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

@@ -1,5 +1,5 @@
-// One tally for each label, as if each text were given only its best label. Evaluation.cpp has an
-// example.
+// Keeps one tally for each label, as if each text were given only its best label. Evaluation.cpp
+// has an example.
 #include "cli/evaluate/Metrics.h"
 
 #include <algorithm>

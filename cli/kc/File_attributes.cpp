@@ -138,7 +138,7 @@ struct stat status_of(int descriptor) {
     return status;
 }
 
-// Returns whether the system let us. -1 leaves the owner or the group as it is.
+// Returns whether the system has allowed it. -1 leaves the owner or the group as it is.
 bool gives(uid_t owner, gid_t group, int descriptor) {
     if (::fchown(descriptor, owner, group) == 0) {
         return true;
@@ -252,7 +252,7 @@ void File_attributes::give_rights(const Kept& kept, int descriptor) const {
         !gives_rights(reduced_rights(kept), bit, descriptor)) {
         fail();
     }
-    // These lists come last, since a change of the permissions changes them.
+    // Access lists of other kinds are given last, since a change of the permissions changes them.
     for (const Extended_attribute& each : extended) {
         if (is_access_list(each)) {
             give_extended(each, descriptor);

@@ -56,10 +56,10 @@ private:
 
     void give_rights(const Kept& kept, int descriptor) const;
     void give_lock_rights(const Kept& kept, int descriptor) const;
-    // The access list, or what the permissions amount to, with names for an owner or group that the
-    // file will not have.
+    // The access list, or a list with the meaning of the permissions if there is none. It names the
+    // old owner or group if the file will not have it.
     Access_list rights_with_names(const Kept& kept) const;
-    // The same without names.
+    // The rights without such names, for a file system that refuses the list above.
     Access_list reduced_rights(const Kept& kept) const;
 };
 

@@ -14,19 +14,21 @@ namespace cli {
 // library's words.
 std::string explained(const qtxAll& error);
 
-// Both are called in a handler, and replace the error that is handled by an error that names the
-// file.
+// The next two functions are called in a handler. Instead of the error that is handled, they raise
+// one that names the file.
 
 // RAISES: Data_error with the explanation. An interruption is raised unchanged.
 [[noreturn]] void raise_as_data_error(const std::string& path);
 // For errors of reading the file.
 // REQUIRES: `errno` was 0 before the file was read.
-// RAISES: the same; Input_error if the file cannot be opened, or if the system could not read it.
+// RAISES: what raise_as_data_error raises; Input_error if the file cannot be opened, or if the
+// system could not read it.
 [[noreturn]] void raise_as_read_error(const std::string& path);
 
 // Works with a container that was read from the file. If its parts do not fit together, the library
 // may notice that only when they are used.
-// RAISES: what raise_as_data_error raises; what else the work raises.
+// RAISES: what raise_as_data_error raises, for errors of the library; other errors of the work
+// unchanged.
 template <class Work>
 decltype(auto) work_on_container(const std::string& path, Work&& work) {
     try {

@@ -60,8 +60,8 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 constexpr Seconds kPause(0.05);
-// Seconds. At first only its maker can open a new lock file; it gets its other rights a moment
-// later.
+// How many seconds we try to open a lock file that we may not open. A new lock file gets the rights
+// of other users only a moment after it was made.
 constexpr double kLongestMoment = 0.5;
 // On a file system whose file numbers change, each attempt finds the file replaced. After so many
 // attempts we accept the file.

@@ -95,7 +95,8 @@ private:
         std::size_t concepts = 0;
     };
 
-    // By the classifiers' ids and the categories, which a move does not delete.
+    // What was learned, by the ids of the classifiers and the nodes of the categories. A move
+    // deletes neither.
     using Lessons = hash_map<unsigned int, hash_map<const zeNode*, Lesson, zePointer_hash>>;
 
     Lessons lessons() const {
@@ -112,7 +113,7 @@ private:
         return found;
     }
 
-    // By the classifiers' ids.
+    // Returns the paths of the classifiers, by their ids.
     hash_map<unsigned int, std::string> paths() const {
         hash_map<unsigned int, std::string> paths;
         for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
@@ -122,7 +123,8 @@ private:
         return paths;
     }
 
-    // In the words of the message, sorted by the path of the classifier and the category.
+    // Returns what was forgotten in the words of the message, sorted by the path of the classifier
+    // and the category.
     std::vector<std::string> forgotten_lessons() const {
         const Lessons after = lessons();
         std::set<std::pair<std::string, std::string>> forgotten;

@@ -25,8 +25,8 @@ struct Kc_tree_line {
     std::string rule;
     std::string note1;
     std::string note2;
-    // How many the statistical classifier above has learned for the node; missing if the classifier
-    // above is not statistical or does not know the node.
+    // The number of messages that the statistical classifier above has learned for the node.
+    // Missing if the classifier above is not statistical or does not know the node.
     std::optional<int> messages;
     std::size_t child_count = 0;
     bool hides_children = false;  // they are below the given depth

@@ -89,7 +89,7 @@ Descriptor opened(const std::string& path) {
 }
 
 // Removes a regular file that no living process has locked. Anything else stays.
-// `is_of_dead`: a file that we may not open is of a dead process, and is removed too.
+// `is_of_dead`: if we may not open the file, its process must be dead, so the file is removed too.
 void remove_if_left_behind(const std::string& path, bool is_of_dead) {
     const Descriptor file = opened(path);
     if (!file.is_open() && errno == EACCES && is_of_dead && is_regular_file(path)) {
@@ -105,11 +105,12 @@ void remove_if_left_behind(const std::string& path, bool is_of_dead) {
 void remove_files_left_behind(const Target_file& target, bool is_locked) {
     const fs::path begin = target.beside(kBeforeLetters);
     const std::string start = begin.filename().string();
-    std::error_code ignored;  // of a folder that may be written but not read
+    std::error_code ignored;  // the folder may be writable but not readable
     for (fs::directory_iterator entry(target.folder(), ignored), end; !ignored && entry != end;
          entry.increment(ignored)) {
         if (is_name_of_ours(entry->path().filename().string(), start)) {
-            // Two long names may have the same start after the cut.
+            // Another target with a long name may have the same start after the cut, and its writer
+            // may be alive.
             remove_if_left_behind(entry->path().string(), is_locked && !target.is_cut());
         }
     }
@@ -121,7 +122,7 @@ void bring_to_disk(const Target_file& target) {
     const Descriptor folder(::open(target.folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.is_open()) {
         if (errno == EACCES) {
-            return;  // a folder that may be written but not be read
+            return;  // the folder may be writable but not readable
         }
         target.fail();
     }
@@ -136,8 +137,8 @@ void bring_to_disk(const Target_file& target) {
 Replacement_file::Replacement_file(Target_file target, const Kc_lock* lock)
     : m_target(std::move(target)), m_lock(lock) {}
 
-// If `begin` raises, the destructor runs all the same: the object is complete when the constructor
-// that these two call has returned.
+// If `begin` raises, the destructor runs all the same, since the next two constructors call another
+// one: when that one has returned, the object counts as complete.
 Replacement_file::Replacement_file(const std::string& path)
     : Replacement_file(Target_file(path), nullptr) {
     begin();

@@ -40,7 +40,7 @@ public:
     // Returns nothing for a file that does not exist.
     // RAISES: Output_error if the system cannot examine the file.
     std::optional<struct stat> status() const;
-    // Returns nothing, and raises, as `status` does.
+    // Returns nothing for a file that does not exist. RAISES: what `status` raises.
     std::optional<File_state> state() const;
 
     // RAISES: Output_error if the links of the name lead to another path now.

@@ -26,9 +26,9 @@ struct Chosen_setting {
 };
 
 // The choices for a container with so many labels, sorted by key. We choose higher limits than the
-// engine's defaults, since learning forgets with them. The engine's other defaults suit words;
-// texts analysed as phrases have many more concepts, and most of these are rare. `given`: the
-// user's settings, which replace choices; null: none.
+// engine's defaults: with the default limits, learning forgets old texts. The engine's other
+// defaults suit words; texts analysed as phrases have many more concepts, and most of these are
+// rare. `given`: the user's settings, which replace choices; null: none.
 std::vector<Chosen_setting> choose_settings(Analysis_kind kind, std::size_t label_count,
                                             const Engine_settings* given);
 

@@ -64,7 +64,7 @@ std::string integer_problem(std::string_view value, const zandrel::Setting_range
     return {};
 }
 
-// For factors and weights, which have no upper bound.
+// Returns what is wrong with a factor or a weight. These have no upper bound.
 std::string real_problem(std::string_view value) {
     const std::optional<double> number = whole_number<double>(value);
     if (!number || !std::isfinite(*number)) {

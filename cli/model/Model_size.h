@@ -8,7 +8,7 @@ namespace cli {
 
 struct Model_size {
     std::size_t profiles = 0;  // categories
-    std::size_t concepts = 0;  // in the table of all concepts
+    std::size_t concepts = 0;  // entries of the tables of concepts (`m_concept_infos`)
     std::size_t entries = 0;  // of all profiles; a concept counts once for each profile that has it
     std::size_t largest = 0;  // entries of the largest profile
 };

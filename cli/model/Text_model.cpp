@@ -10,8 +10,9 @@
 // classifier of the root with the label "games" for this message, and the classifier of "games"
 // with "sport". Without groups only the root has a classifier, so the engine need not distribute.
 //
-// Functions whose names end with _with take constant texts or texts to be emptied: fill() calls
-// empty_text for each text, which has an overload for both.
+// Functions whose names end with _with take a constant list of texts, or a list whose texts are
+// emptied to free memory. fill() calls empty_text for each text, and its overload for constant
+// texts does nothing.
 #include "cli/model/Text_model.h"
 
 #include <algorithm>
@@ -86,7 +87,8 @@ bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
 
-// A constant text stays; another one is emptied, and its memory is freed.
+// The first overload keeps a constant text. The second one empties the member `text` and frees its
+// memory.
 void empty_text(const Labelled_text& /*lent*/) {}
 
 void empty_text(Labelled_text& given) {
@@ -156,7 +158,8 @@ void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress)
     view.add_all_msgs(m_manager.get());
     const std::unique_ptr<Training_progress> finer = finer_progress(
         progress, view, bootstraps ? Training_kind::kBootstrap : Training_kind::kTrain);
-    const Restored<CTProgress*> at_end(m_manager->m_progress);  // failing training leaves `finer`
+    // If training fails, m_progress must not keep pointing to `finer`, which is then destroyed.
+    const Restored<CTProgress*> at_end(m_manager->m_progress);
     if (bootstraps) {
         m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
     } else {
@@ -400,8 +403,8 @@ Explanation Text_model::explain(std::string_view text, zeNode* node) {
     return explanation;
 }
 
-// Also the score of nodes that are not in a ranking: inner nodes, and all but the best leaf of a
-// name.
+// Finds the score of any node. A ranking has no inner nodes, and only the best of several leaves
+// with the same name.
 double Text_model::score_of(zeMsg& msg, const zeNode* node) {
     zeResult_set results(0.0, -1);
     m_workflow->classify(msg, results, false, false);

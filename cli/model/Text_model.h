@@ -135,7 +135,8 @@ private:
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
-    // `Texts`: of Labelled_text; they are emptied unless they are constant.
+    // `Texts`: a vector of Labelled_text. Unless it is constant, the member `text` of each element
+    // is emptied.
     template <class Texts>
     void start_with(Texts& texts, bool bootstraps, CTProgress* progress);
     template <class Texts>
@@ -149,11 +150,11 @@ private:
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
-    zeSml_feeder m_feeder;  // emptied for each text
+    zeSml_feeder m_feeder;  // cleared before each text
     Label_groups m_groups;
     qtPtrLight<zeManager> m_manager;
     Analysis_kind m_kind;
-    const Engine_settings* m_given = nullptr;    // BORROWS: the user's; null: none
+    const Engine_settings* m_given = nullptr;    // BORROWS: the user's settings; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: storages whose tables are switched off

@@ -1,5 +1,5 @@
-// Example: the first of two classifiers has 100 polls of weight 1 and 2 of weight 25, the second 50
-// of weight 1. The weight of all is 150 + 50 = 200.
+// Converts polls of the engine into steps. Example: the first of two classifiers has 100 polls of
+// weight 1 and 2 of weight 25, the second 50 of weight 1. The weight of all is 150 + 50 = 200.
 //
 //   after 40 polls                        40 / 200 = 0.2       2,000 of 10,000 steps
 //   after 101 polls                       (100 + 25) / 200     6,250 steps

@@ -60,7 +60,8 @@ public:
         return m_work;
     }
 
-    // The steps between these, scaling old categories and deleting concepts, are short.
+    // Between these parts the engine also scales old categories and deletes concepts. Both take
+    // little time, so they are not counted.
     Training_work learn() {
         zeStat_diet_learner learner(m_storage);
         learner.m_view = &m_view;

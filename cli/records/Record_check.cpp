@@ -167,8 +167,8 @@ private:
     }
 
     // If the index is current, we know for each item whether it is complete. If it may be stale, a
-    // file that ends before something in the index may have lost items that the index does not
-    // name.
+    // file that ends before an item or a hole of the index may also have lost items that the index
+    // does not name.
     bool may_have_lost_items() const {
         const Record_index& index = m_file.index;
         const auto is_past_end = [](const auto& each) { return each.is_past_end; };

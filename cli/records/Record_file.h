@@ -55,8 +55,8 @@ struct Record_hole {
 };
 
 struct Record_index {
-    std::vector<Record_item> items;  // by key
-    std::vector<Record_hole> holes;  // by slot, in each the last freed last
+    std::vector<Record_item> items;  // sorted by key
+    std::vector<Record_hole> holes;  // by slot; within a slot, the hole that was freed last is last
     std::uint64_t space = 0;         // bytes of the index in its block
     std::string problem;             // empty: the index was read completely
     bool is_past_end = false;        // the file ends before the end of the index

@@ -26,7 +26,7 @@ inline bool is_ascii(std::string_view text) {
     return (all_bits & kHighBits) == 0;
 }
 
-// A capital letter of ASCII as a small one; all other bytes as they are.
+// Returns an ASCII capital letter in lower case, and any other byte unchanged.
 constexpr char ascii_lower(char byte) {
     return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }

@@ -24,8 +24,8 @@ namespace cli {
 
 namespace {
 
-// No name is longer. We compare only so many letters of a word, since a word of the command line
-// can have megabytes.
+// No known name is longer. We compare only so many letters of a word, since a word of the command
+// line can have megabytes.
 constexpr std::size_t kLongestWord = 64;
 
 // ASCII letters in lower case; the names have no others.

@@ -49,7 +49,8 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
 bool scales_with(const std::vector<zeStat_storage*>& storages, double average) {
     Scaling scaling;
     for (zeStat_storage* const storage : storages) {
-        // The greatest limit rises with the average, as it does when the setting is made.
+        // If the user sets AverageRlimit above MaxRlimit, MaxRlimit rises to the same value, so we
+        // do the same here.
         const Restored<double> average_at_end(storage->m_average_Rlimit, average);
         const Restored<double> max_at_end(storage->m_max_Rlimit,
                                           std::max(storage->m_max_Rlimit, average));

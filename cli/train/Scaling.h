@@ -28,7 +28,7 @@ struct Scaling {
     int sufficient_limit = 0;
 };
 
-// `storages`: not null. They are the same afterwards.
+// `storages`: pointers that are not null. The storages do not change.
 // RAISES: the assertions of zeStat_diet_learner::limits.
 Scaling scaling_of(const std::vector<zeStat_storage*>& storages);
 

@@ -11,9 +11,9 @@
 //   check the target again
 //   write A.kc                    write A.kc
 //
-// The target of train is checked again after each wait: another process may have made A.kc. learn
-// reads A.kc after it has got the lock, so it has the newest contents. write_kc compares the file
-// with the one of the time of the lock.
+// The target of train is checked again after each wait: another process may have made A.kc
+// meanwhile. learn reads A.kc after it has got the lock, so it has the newest contents. write_kc
+// refuses to replace the file if it has changed since the lock was taken.
 #include "cli/train/Training.h"
 
 #include <cerrno>
@@ -77,12 +77,13 @@ void check_overwriting(const Target_file& target, const Training_options& option
     }
 }
 
-// With --skip-bad, some bytes of a container could be read as data lines.
+// Refuses the container as its own data file: with --skip-bad, some of its bytes could be read as
+// data lines.
 // RAISES: Usage_error.
 void check_data_files(const std::string& kc_file, const std::vector<std::string>& data_files) {
     check_read_once(data_files);
     for (const std::string& data_file : data_files) {
-        std::error_code ignored;  // of a file that is not there
+        std::error_code ignored;  // the file may not exist
         if (!is_standard_input(data_file) &&
             std::filesystem::equivalent(kc_file, data_file, ignored)) {
             throw Usage_error(shown_file(data_file) +
@@ -101,11 +102,12 @@ bool is_kc_on_standard_input() {
 }
 
 bool is_file_of_kc(const std::string& path) {
-    std::error_code ignored;  // of a file that is not there
+    std::error_code ignored;  // the file may not exist
     return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
 }
 
-// With --skip-bad, some bytes of a container could be read as data lines.
+// Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
+// lines.
 // RAISES: Data_error; Input_error.
 void check_is_no_kc(const std::string& path) {
     if (is_standard_input(path) ? is_kc_on_standard_input() : is_file_of_kc(path)) {

@@ -58,9 +58,9 @@ struct Training_summary {
     Skipped_lines skipped = {};
 };
 
-// Both leave the file as it was if they fail, unless the change has been noted before
-// (note_change). Both raise Usage_error if the container is one of the data files, or if standard
-// input, "-", is named twice.
+// If train_kc or learn_into_kc fails, the file stays as it was, unless the change has been noted
+// before (note_change). Both raise Usage_error if the container is one of the data files, or if
+// standard input, "-", is named twice.
 //
 // Trains on the texts of all files together and writes the container. Before the training it warns
 // of probable mistakes in the data (training_warnings). RAISES: Input_error, Data_error and

@@ -11,7 +11,8 @@ namespace {
 using namespace std::string_literals;
 
 // Each entry has two bytes for the kind, two for the rights and four for the id, lowest byte first.
-// The kinds are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+// The kinds are 1 (the owner), 2 (a user), 4 (the owning group), 8 (a group), 16 (the mask) and 32
+// (all others).
 std::string entry(char kind, char rights, char id) {
     return kind + "\0"s + rights + "\0"s + id + "\0\0\0"s;
 }
@@ -22,7 +23,8 @@ std::string entry(char kind, char rights) {
 
 const std::string kVersion = "\2\0\0\0"s;
 
-// The rights: owner rw, user 7 rw, user 8 r, group rw, group 9 r, mask rw, others r.
+// A list with each kind of entry. The rights are: owner rw, user 7 rw, user 8 r, group rw, group 9
+// r, mask rw, others r.
 const std::string kLong = kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) + entry(4, 6) +
                           entry(8, 4, 9) + entry(16, 6) + entry(32, 4);
 
@@ -53,8 +55,8 @@ TEST(AccessListTest, ReducedGroupAndOthersHaveTheRightsOfBoth) {
     EXPECT_EQ(list->bytes(), kVersion + entry(1, 6) + entry(2, 6, 7) + entry(2, 4, 8) +
                                  entry(4, 4) + entry(8, 4, 9) + entry(16, 6) + entry(32, 4));
 
-    // Before, a member of the group could have fewer rights than all others, or others than the
-    // group.
+    // The group and all others keep only the rights that both have, also if the group has fewer
+    // rights than all others (0646) or has different ones (0624).
     const struct {
         mode_t before;
         mode_t after;
@@ -152,8 +154,8 @@ TEST(AccessListTest, MovedRightsAreAddedToExistingEntries) {
                                  entry(4, 4) + entry(8, 6, 9) + entry(16, 6) + entry(32, 4));
 }
 
-// The mask must allow the rights of the former owner, but the other entries must not gain rights by
-// that.
+// The mask must become wide enough for the rights of the former owner. The wider mask must not give
+// the other entries more rights.
 TEST(AccessListTest, MovedRightsDoNotGiveOtherEntriesMoreRights) {
     auto list = Access_list::parsed(kVersion + entry(1, 6) + entry(2, 6, 7) + entry(4, 6) +
                                     entry(16, 4) + entry(32, 0));

@@ -24,7 +24,8 @@ std::vector<std::string> lines_of(const Assignments& assignments) {
 }
 
 // Five texts, some with several labels, at the threshold 0.5. Counted by hand as hits / misses /
-// false alarms: a 2/1/1, b 1/2/0, d 0/0/1, x 0/1/0. Only the model has c.
+// false alarms: a 2/1/1, b 1/2/0, d 0/0/1, x 0/1/0. The label c belongs to the model, but to no
+// text.
 Assignments five_texts() {
     Assignment_counter counter(0.5, {"d", "c", "b", "a"});
     counter.add({"a", "b"}, {{"b", 0.75}, {"a", 0.5}, {"c", 0.25}});
@@ -43,7 +44,7 @@ TEST(AssignmentsTest, TalliesEachLabelOfModelAndTexts) {
 TEST(AssignmentsTest, AveragesAllDecisionsInOneTally) {
     const Assignments assignments = five_texts();
 
-    // 3 hits, 4 misses, 2 false alarms.
+    // All labels together have 3 hits, 4 misses and 2 false alarms.
     EXPECT_DOUBLE_EQ(assignments.micro.precision, 3.0 / 5);
     EXPECT_DOUBLE_EQ(assignments.micro.recall, 3.0 / 7);
     EXPECT_DOUBLE_EQ(assignments.micro.f1, 6.0 / 12);
@@ -52,7 +53,8 @@ TEST(AssignmentsTest, AveragesAllDecisionsInOneTally) {
 TEST(AssignmentsTest, AveragesOverTheLabelsThatTextsHave) {
     const Assignments assignments = five_texts();
 
-    // Of a, b and x: precision 2/3, 1, 0; recall 2/3, 1/3, 0; F1 4/6, 2/4, 0.
+    // Only a, b and x are labels of texts. Their precisions are 2/3, 1 and 0, their recalls 2/3,
+    // 1/3 and 0, and their F1 values 4/6, 2/4 and 0.
     EXPECT_DOUBLE_EQ(assignments.macro.precision, 5.0 / 9);
     EXPECT_DOUBLE_EQ(assignments.macro.recall, 1.0 / 3);
     EXPECT_DOUBLE_EQ(assignments.macro.f1, 7.0 / 18);

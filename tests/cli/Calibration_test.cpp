@@ -30,7 +30,8 @@ TEST(CalibrationBinsTest, MeanScoreIsComparedWithTheShareOfRightPredictionsInABi
 }
 
 TEST(CalibrationBinsTest, BinsAreWeightedByTheirPredictions) {
-    // |0.25 - 0| for one of four predictions, and |0.75 - 1| for three of four.
+    // The error is |0.25 - 0| in the bin of one prediction, and |0.75 - 1| in the bin of the three
+    // others.
     EXPECT_DOUBLE_EQ(
         calibration_error_of({{0.25, false}, {0.75, true}, {0.75, true}, {0.75, true}}),
         0.25 * 0.25 + 0.75 * 0.25);
@@ -84,7 +85,8 @@ TEST(CalibrationBinsTest, WrongZerosAddedTogetherCountLikeSingleOnes) {
     EXPECT_DOUBLE_EQ(bins.error(), 0.96875 / 4);
 }
 
-// Two texts. Both labels have a score for the first text. The label of the second text has none.
+// A counter with two texts. In the ranking of the first text both labels have scores. In the
+// ranking of the second text its own label is missing.
 Calibration_counter two_texts() {
     Calibration_counter counter;
     counter.add({"a"}, {{"a", 0.75}, {"b", 0.25}});
@@ -98,12 +100,13 @@ TEST(CalibrationTest, BestLabelsAreBinned) {
 }
 
 TEST(CalibrationTest, AllPairsOfTextAndLabelAreBinned) {
-    // |1.5 - 1| at 0.75, |0.25 - 0| at 0.25, |0 - 1| at 0, divided by four pairs.
+    // The errors are |1.5 - 1| in the bin of 0.75, |0.25 - 0| in that of 0.25, and |0 - 1| in that
+    // of 0. Their sum is divided by the number of pairs, four.
     EXPECT_DOUBLE_EQ(two_texts().calibration(2).ece_pairs, 1.75 / 4);
 }
 
 TEST(CalibrationTest, SquaresAreSummedOverLabelsAndAveragedOverTexts) {
-    // 0.0625 + 0.0625 for the first text, 0.5625 + 1 for the second.
+    // The squared errors are 0.0625 and 0.0625 for the first text, and 0.5625 and 1 for the second.
     EXPECT_DOUBLE_EQ(two_texts().calibration(2).brier, 1.6875 / 2);
 }
 
@@ -121,8 +124,9 @@ TEST(CalibrationTest, EachLabelOfATextCounts) {
     counter.add({"b", "a", "x"}, {{"a", 0.75}, {"b", 0.75}, {"c", 0.5}});
     const Calibration calibration = counter.calibration(4);
 
-    // |1.5 - 2| at 0.75, 0.5 at 0.5, and 1 at 0 for x, divided by four pairs.
     EXPECT_DOUBLE_EQ(calibration.ece_top, 0.25);
+    // The errors are |1.5 - 2| in the bin of 0.75, |0.5 - 0| in that of 0.5, and |0 - 1| in that of
+    // 0, for x. Their sum is divided by the number of pairs, four.
     EXPECT_DOUBLE_EQ(calibration.ece_pairs, 2.0 / 4);
     EXPECT_DOUBLE_EQ(calibration.brier, 0.0625 + 0.0625 + 0.25 + 1.0);
 }

@@ -19,7 +19,8 @@ using testing::StartsWith;
 using Texts = std::vector<Labelled_text>;
 using Lines = std::vector<std::string>;
 
-// So many texts cause no warning about too many labels or about labels with a single text.
+// If each label has this many texts, there is no warning about too many labels or about labels with
+// a single text.
 constexpr int kMany = 10;
 
 std::string times(int count, const std::string& lines) {
@@ -110,8 +111,8 @@ TEST(DataWarningsTest, EachFileMayHaveAHeader) {
 // ---- Bytes ----
 
 TEST(DataWarningsTest, BytesThatAreNotUtf8AreCounted) {
-    // There are two such bytes in line 21 and one in line 23. Three bytes of a character without
-    // its fourth byte count as one error of three bytes.
+    // Two bytes of line 21, one of line 23 and three of line 24 are not UTF-8. In line 24 a
+    // character of four bytes has lost its last byte, so its other three bytes are counted.
     const std::string data = kGood + "sport\t\xFCgoal \xFF\nfood\tcaf\u00E9\n" +
                              "foo\xE4"
                              "d,food\tbread\nfood\t\xF0\x9F\x98\n";

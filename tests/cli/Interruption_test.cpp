@@ -31,7 +31,7 @@ class InterruptionTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    // Destroying this removes the request, so that tests of other classes find none.
+    // The destructor of `forgets` removes the request, so that tests of other classes find none.
     void TearDown() override { const Interruption forgets; }
 };
 

@@ -109,7 +109,7 @@ TEST(KcDamageTest, ErrorOfEachClassIsExplained) {
               "the container is damaged: its parts do not fit together (Anything else)");
 }
 
-// Tests each row of the explanations, in their order.
+// Tests each row of the table of explanations (kRows), in the order of the table.
 TEST(KcDamageTest, EachErrorHasItsSentence) {
     const struct {
         std::string explained;
@@ -164,7 +164,8 @@ TEST(KcDamageTest, LaterVersionMayHaveMadeTheFile) {
               "(Unknown form of seal: a.kc)");
 }
 
-// The library accepts values that the program does not. New categories would get the setting.
+// The library accepts a greater resolution than the program does. The program refuses the file,
+// since each new category would get likelihood tables of this resolution.
 TEST(KcDamageTest, ResolutionThatTheProgramDoesNotAcceptIsRefused) {
     const Scratch_folder folder;
     const auto error_of = [&folder](zeManager& manager) -> std::string {
@@ -248,7 +249,7 @@ void use_file(const std::string& path) {
     });
 }
 
-// A changed bit of the identity makes the file one of another kind.
+// If a bit of the identity has changed, the program takes the file for one of another kind.
 bool is_damage_or_refusal(const std::string& text) {
     return text.starts_with("the container is damaged") || text == "Not a kc file";
 }

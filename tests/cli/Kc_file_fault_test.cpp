@@ -33,7 +33,7 @@ protected:
 
     ~KcFileFaultTest() override { std::filesystem::current_path(m_before); }
 
-    // The number of calls of the disk in a read.
+    // Returns how often `read` calls the fake disk.
     template <class Read>
     std::size_t CallsOf(Read&& read) {
         m_disk.calls.clear();
@@ -50,7 +50,8 @@ protected:
             m_disk.fail_at(call, Fake_disk::Fault::kIoError, true);
             try {
                 read();
-                // Everything was already read. Only a read beyond the end and the close failed.
+                // All data were read before the disk failed. Only a read beyond the end, or none,
+                // and the close failed.
                 EXPECT_LE(m_disk.failed.size(), 2U);
                 EXPECT_EQ(m_disk.failed.back(), Fake_disk::Call::kClose);
             } catch (const Input_error& error) {
@@ -69,7 +70,7 @@ TEST_F(KcFileFaultTest, DiskThatFailsWhileAContainerIsReadIsAnInputError) {
     ExpectEachFaultToBeOfTheDisk([] { read_kc("fake/a.kc", nullptr); });
 }
 
-// The seal is verified before the file is read, which takes further calls.
+// The seal is verified before the file is read. Verifying it takes further calls of the disk.
 TEST_F(KcFileFaultTest, DiskThatFailsWhileASealIsVerifiedIsAnInputError) {
     const auto read = [] { read_kc("fake/a.kc", nullptr); };
     const std::size_t unsealed = CallsOf(read);
@@ -101,7 +102,7 @@ TEST_F(KcFileFaultTest, ImpossiblePositionIsADataError) {
     for (const char* offset : {"7f ff ff ff", "80 00 00 00", "ff ff ff ff"}) {
         SCOPED_TRACE(offset);
         file = whole;
-        file.replace(12, 4, from_hex(offset));  // of the index
+        file.replace(12, 4, from_hex(offset));  // the offset of the index
 
         EXPECT_THROW(read_kc("fake/a.kc", nullptr), Data_error);
     }

@@ -66,8 +66,8 @@ TEST_P(KcFileSealTest, WrittenFileIsSealed) {
     EXPECT_EQ(read_kc(m_path, nullptr)->m_compact, GetParam());
 }
 
-// Otherwise a changed bit of a table would not change an answer, and the tests of single bits would
-// not find it.
+// If the answers did not use the tables, a changed bit of a table would not change an answer, and
+// the tests of single bits would test nothing there.
 TEST_P(KcFileSealTest, AnswersOfTheSmallFileUseItsTables) {
     const auto model = read_model(m_path, {}, nullptr);
     ASSERT_TRUE(model->uses_tables());

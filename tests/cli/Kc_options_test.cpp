@@ -63,7 +63,8 @@ std::string value_of(Small_kc& kc, const std::string& key) {
     return kc_setting(kc.Pointer(), key).value;
 }
 
-// A value other than the container's: that of the table above, for other settings the next one.
+// Returns a value that the container does not have: the value in kNewValues, or, for a key that is
+// not in this table, the other value of a flag or the next number.
 std::string new_value_of(Small_kc& kc, const zeOptMap::Known_key& known) {
     const auto entry = kNewValues.find(known.key);
     if (entry != kNewValues.end()) {
@@ -118,7 +119,7 @@ TEST(KcOptionsTest, EachSetValueIsReturned) {
     }
 }
 
-// This works for each setting: the value of each classifier is compared.
+// For each setting, the value of each classifier is compared with the value of the container.
 TEST(KcOptionsTest, DifferentValueOfAClassifierIsReported) {
     for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
         SCOPED_TRACE(known.key);

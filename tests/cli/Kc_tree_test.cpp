@@ -242,10 +242,10 @@ TEST(KcTreeTest, MoveThatForgetsNothingNeedsNoForgetOption) {
     add_node(manager, "root/art/music", {});
 
     move_node(manager, "root/art/music", "root/mail", false);  // within one classifier
-    move_node(manager, "root/art", "root/news", false);        // has no training
+    move_node(manager, "root/art", "root/news", false);        // nothing was learned for it
     add_node(manager, "root/filter/more", with_rule("2"));
     add_node(manager, "root/filter/more/deep", with_rule("3"));
-    move_node(manager, "root/filter/more/deep", "root/filter", false);  // a rule has no training
+    move_node(manager, "root/filter/more/deep", "root/filter", false);  // a rule learns nothing
     move_node(manager, "root/mail/music", "root/news", false);
 
     EXPECT_TRUE(kc.Has("root/news/art"));
@@ -325,8 +325,9 @@ TEST(KcTreeTest, NodeIsDeletedWithAllNodesBelowIt) {
     ExpectSound(kc.Manager());
 }
 
-// In two of the four messages "goal" is half of the bag: a weight of 1. Three of the four messages
-// were the category's, so all weights are scaled to the one that remains.
+// The classifier of the root has learned four messages. In two of them "goal" is half of the bag,
+// so its weight is 2 * 0.5 = 1. Three of the four messages belong to the deleted category, so all
+// weights are scaled by 1/4, the share of the message that remains.
 TEST(KcTreeTest, DeletedConceptsStayInTheTableIfRequested) {
     Small_kc forgetful;
     Small_kc kc;

@@ -256,7 +256,7 @@ TEST_F(LineFilterTest, DataLinesAreWarnedOfOnce) {
                                       StartsWith("<stdin>:2: this looks like a data line")));
 }
 
-// More lines than a block has. Some are empty, and some are too long.
+// Returns more lines than one block can have. Some are empty, and some are too long.
 std::string many_lines() {
     std::string lines;
     for (int i = 0; i < 1500; ++i) {

@@ -35,8 +35,9 @@ struct Growth {
     double cpu_seconds = 0.0;  // for all learning so far
 };
 
-// Trains with the first bulk of the stream and then learns up to `text_count` texts. Returns a
-// point after each tenth of them.
+// Trains with the first bulk of the stream and then learns up to `text_count` texts. Returns the
+// state of the model after each tenth of the texts, at the end of the bulk that completes this
+// tenth.
 std::vector<Growth> learn_new_words(const cli::Analysis_settings& analysis,
                                     const std::vector<std::string>& assignments,
                                     std::size_t text_count, std::size_t bulk,

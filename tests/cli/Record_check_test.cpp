@@ -126,8 +126,8 @@ TEST(RecordCheckTest, JsonReportIsWritten) {
 }
 
 // No damage may end the program. A damaged file may count as clean only if no tag, length or offset
-// shows the damage: a change of the data, of the length within the slot (7 or 11 instead of 3), of
-// the padding, or of the identity in the header.
+// shows the damage: a change of the data, of the padding, of the identity in the header, or of a
+// length that stays in the same slot (7 or 11 instead of 3).
 TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsReportedOrHarmless) {
     const std::string whole = Bytes::whole();
     const auto is_untold = [](std::size_t at, unsigned int bit) {

@@ -51,7 +51,7 @@ TEST(RecordFileTest, HeaderIndexItemsAndHolesAreRead) {
     EXPECT_EQ(file.index.holes[0].problem, "");
 }
 
-// A new file: the header, and an index of 8 + 128 bytes in a block of 256.
+// A new file has only the header and an index of 8 + 128 bytes in a block of 256.
 TEST(RecordFileTest, OffsetsOf32BitsAreRead) {
     const Record_file file =
         read_records(big_endian(0x4A5B6C80, 4) + std::string(8, '\0') + big_endian(16, 4) +

@@ -263,8 +263,8 @@ TEST(TextModelTest, NegativeNumberGivesAllLabels) {
                 UnorderedElementsAre("sport", "food", "travel"));
 }
 
-// In a text of four words we replace one by a word that nobody has learned. The text has the same
-// length, and the new word counts nothing.
+// In a text of four words we replace one by a word that the model has not learned. The length of
+// the text stays the same, and the new word adds nothing to the score.
 TEST(TextModelTest, EachWordsPartOfTheBestScoreIsExplained) {
     Text_model model(Model_options{{Analysis_kind::kWhitespace}});
     model.train(ten_of_each());
@@ -330,8 +330,8 @@ TEST(TextModelTest, ExplanationIsOrderedByGreatestEffect) {
     EXPECT_EQ(effect_of(explanation, "unknown"), 0.0);
 }
 
-// The score of a group is the score at which its classifier is asked. The scores of its labels are
-// products with it.
+// The classifier of a group gives a factor for each label of the group. The score of the label is
+// this factor times the score of the group.
 TEST(TextModelTest, AnyNodeCanBeExplained) {
     Text_model model(grouped({"groups.tsv", {{"leisure", {"sport", "food"}, 1}}}));
     model.train(ten_of_each());

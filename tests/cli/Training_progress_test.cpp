@@ -37,7 +37,8 @@ public:
     bool is_interrupted = false;
 };
 
-// Two messages of weight 1 and a category of weight 2 make 4 of 5. A second classifier has 1.
+// The work of the first classifier is two messages of weight 1 and a category of weight 2, which is
+// 4. The work of the second one is 1. So the first one has 4 / 5 of all work.
 TEST(TrainingProgressTest, PollsCountAsSharesOfTheExpectedWork) {
     Log log;
     Training_progress progress(log, {{{2, 1.0}, {1, 2.0}}, {{1, 1.0}}});
@@ -86,9 +87,9 @@ TEST(TrainingProgressTest, InterruptionIsPassedOn) {
     EXPECT_TRUE(progress.IsInterrupted());
 }
 
-// With 600 texts, no step is more than a tenth of the work. The largest is the selection for one of
-// three categories, 200 of 2400. If the engine polls less often than expected, the rest is reported
-// as one step at the end.
+// With 600 texts, no step is more than a tenth of the work. The largest step is the selection of
+// features for one of the three categories, 200 of 2400. If the engine polls less often than
+// expected, the rest is reported as one step at the end.
 class TrainingWorkTest : public testing::Test {
 protected:
     static std::vector<Labelled_text> Texts() {

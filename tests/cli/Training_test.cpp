@@ -351,7 +351,8 @@ TEST_F(TrainingTest, InterruptionLeavesTheOldFile) {
     EXPECT_THAT(m_folder.names(), ElementsAre("a.kc", "learn.tsv", "train.tsv"));
 }
 
-// A read may wait for a pipe, so an earlier request is checked before it.
+// Reading a data file may wait for a pipe. So the program checks before it reads whether an
+// interruption was requested.
 TEST_F(TrainingTest, RequestIsSeenBeforeDataFilesAreRead) {
     Train("sport\tgoal\nfood\tbread\n");
     Interrupted_progress progress;
@@ -413,8 +414,8 @@ TEST_F(TrainingTest, WarningAboutLimitsThatScaleDownGivesAdviceThatHelps) {
     EXPECT_EQ(warnings.size(), 1U);
 }
 
-// The root has the group and "travel"; the group has "sport" and "food". A limit of 1 is below the
-// two texts of "travel" and of "sport".
+// The categories of the root are the group "leisure" and "travel"; those of the group are "sport"
+// and "food". A limit of 1 is below the two texts of "travel" and of "sport".
 TEST_F(TrainingTest, ClassifierThatNoTextReachesIsNotCountedInTheWarning) {
     std::vector<std::string> warnings;
     m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };

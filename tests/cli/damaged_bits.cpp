@@ -118,8 +118,8 @@ void write_small_kc(const std::string& path, bool compact) {
         texts.push_back({{"food"}, i % 2 == 0 ? "bread cheese" : "apple bread"});
     }
     model.train(texts);
-    // With this node the number of keys in the index is odd. So a flip of its lowest bit removes
-    // the seal's key.
+    // With this node the number of keys in the index is odd. If its lowest bit is flipped, the
+    // number is one less, and the seal's key is lost.
     Node_attributes attributes;
     attributes.type = ZE_RULE;
     add_node(*model.manager(), "root/filter", attributes);

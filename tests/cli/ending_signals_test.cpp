@@ -19,7 +19,7 @@ namespace cli {
 
 namespace {
 
-// An exception of `work` has no handler.
+// Calls `work`. No handler catches an exception of `work`, so it ends the process.
 template <class Work>
 void without_handler(const Work& work) noexcept {
     work();
@@ -31,7 +31,7 @@ class EndingSignalsTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    // The same path in both processes.
+    // The path is the same in both processes.
     static std::string Path() {
         return testing::TempDir() + "zandrel_ending_signals_" +
                testing::UnitTest::GetInstance()->current_test_info()->name();
@@ -181,7 +181,7 @@ TEST_F(EndingSignalsTest, HeldBackSignalTakesEffectAtTheEnd) {
     EXPECT_EXIT(end(), testing::ExitedWithCode(kChangedThenFailed), "a.kc has been changed");
 }
 
-// There is room for eight names. The files with those names are still removed.
+// Only eight files can be registered. These eight are removed, also if there is a ninth one.
 TEST_F(EndingSignalsTest, NinthUnfinishedFileIsNotRemoved) {
     MakeFile();
     const auto end = [] {

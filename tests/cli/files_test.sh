@@ -37,8 +37,8 @@ wait_for() {
     fail "$command: waited in vain for: $*"
 }
 # start ARGUMENT...: runs the program in the background, with the signals of a program that a person
-# starts. `process` is its number. `environment` is
-# added to its environment.
+# starts. Sets `process` to its process id. The variables in `environment` are added to its
+# environment.
 environment=()
 start() {
     command="zandrel $*"
@@ -160,7 +160,7 @@ exec 9>&-
 rm pipe
 
 without_flush() {
-    # The sanitizers require to be loaded first, which does not matter here.
+    # The runtime of the sanitizers demands to be loaded first. This order does not matter here.
     env LD_PRELOAD="$refusals" REFUSE_FOLDER_FLUSH=1 ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
         "$program" "$@" >out 2>err
 }
@@ -247,7 +247,7 @@ expect 0 options set a.kc ClipValue=2
 [[ ! -e .a.kc.tmp-living ]] || fail "$command: left a file of a process that has ended"
 rm -r .[ab].kc.*
 
-# The longest file name, also one with characters of several bytes.
+# Containers with the longest possible file names work, also if characters have several bytes.
 for name in "$(printf 'n%.0s' {1..252}).kc" "$(printf '\xC3\xBC%.0s' {1..126}).kc"; do
     expect 0 train "$name" train.tsv --analysis words
     expect 0 learn "$name" more.tsv
@@ -352,7 +352,7 @@ for arguments in 'learn b.kc slow.tsv' 'train b.kc slow.tsv --replace'; do
     cmp -s b.kc first.kc && cmp -s v2.kc first.kc || fail "$command: changed a file"
     is_left_with a.kc b.kc first.kc v2.kc
     rm cur v2.kc
-    # Another file, and another container.
+    # The container is replaced by a file of another kind, and by another container.
     for other in train.tsv a.kc; do
         [[ $arguments$other != train*.tsv ]] || continue  # refused because it is no container
         cp first.kc b.kc
@@ -603,7 +603,7 @@ if ((EUID == 0)); then
         chmod "$2" shared/a.kc
     }
     # permissions_for ENTRY...: gives the container an access list. An entry is KIND:RIGHTS:ID;
-    # kinds are 1 the owner, 2 a user, 4 the owning group, 8 a group, 16 the mask, 32 all others.
+    # kinds are 1 (owner), 2 (a user), 4 (owning group), 8 (a group), 16 (mask), 32 (all others).
     permissions_for() {
         python3 - "$@" <<'PYTHON'
 import os, struct, sys
@@ -759,8 +759,9 @@ PYTHON
     as_expected 74 5151 5151 learn a.kc more.tsv --wait 100
     prints err '; remove it if no zandrel runs'
     as_expected 0 0 0 learn a.kc more.tsv
-    # The unfinished file of another user's dead process cannot be opened, but nobody else can have
-    # the lock. The name of the second one may be cut from another container's.
+    # We cannot open the unfinished file of another user's dead process. We have the lock, so no
+    # other process writes a.kc, and the file is removed. The second name is so long that the name
+    # of its unfinished file may be cut: the file may belong to another container, so it stays.
     long=$(printf 'n%.0s' {1..240})
     cp first.kc "shared/$long.kc"
     chmod 666 shared/*.kc

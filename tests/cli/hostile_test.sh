@@ -17,7 +17,7 @@ has_no_control() {
 
 # --- combining marks ---
 
-# 2 MB of marks of two classes. Sorting them in one row would take minutes.
+# The text has 2 MB of marks of two classes. Sorting them in one row would take minutes.
 {
     printf 'goal '
     yes $'\u0301\u0316' | head -n 500000 | tr -d '\n'
@@ -162,7 +162,7 @@ done <<'END'
 65 rules explain "VALUE
 65 tree add shop.kc root/new --rule "VALUE
 END
-# The same in warnings, and in lists of categories whose training a move would lose.
+# Values are also cut in warnings, and in lists of categories whose training a move would lose.
 printf '%s\tgoal\nfood\tbread\n' "$value" >long.tsv
 expect 0 train long.kc long.tsv
 expect 0 tree add long.kc root/group --type stat

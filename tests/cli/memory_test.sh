@@ -38,7 +38,7 @@ while cp kept.kc some.kc && ends_without_memory "$first" learn some.kc train.tsv
 done
 ((first > 1000)) || fail "learning needs fewer allocations than it should: $first"
 
-# A limit of the address space. With a low limit the loader cannot even load the libraries (status
+# The address space is limited. With a low limit the loader cannot even load the libraries (status
 # 127).
 for ((kib = 4096; kib < 1048576; kib += kib / 32)); do
     command="zandrel --version within $kib KiB"

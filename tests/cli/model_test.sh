@@ -399,7 +399,7 @@ for name in classify explain; do
     [[ $? == 74 ]] || fail "$name --jobs: a full device is not noticed"
 done
 
-# A stored model has the same figures as one trained for the evaluation.
+# A model from a file gets the same figures as a model that evaluate trains.
 expect 0 train shop.kc "$shop.train.tsv"
 prints out 'shop.kc: 968 texts, 8 labels (8 new), '
 quality() { sed '/^training data\|^model\|^training \|^loading\|^classifying\|^peak/d' out; }
@@ -420,7 +420,7 @@ prints out '    "category": "delivery",'
 expect 0 evaluate shop.kc more.tsv --learn more.tsv --bulk 1
 [[ $(grep -c '^bulk ' out) == 2 ]] || fail "$command: not two bulks"
 
-# Enough data for the signal to come during the training.
+# The data are large enough that the signal comes during the training.
 awk 'function letter() { return sprintf("%c", 97 + int(rand() * 26)) }
     BEGIN { srand(1); for (i = 0; i < 30000; ++i) { line = "l" (i % 40) "\t";
     for (j = 0; j < 30; ++j) line = line " " letter() letter() letter(); print line } }' >long.tsv

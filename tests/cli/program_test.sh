@@ -5,7 +5,7 @@
 source "$(dirname "$0")/program_test_help.sh"
 
 printf 'sport\tgoal match\nfood\tbread cheese\n' >train.tsv
-# One of the three texts has the words of the other label; one has an unknown word.
+# The third text has a word of the label food. Its label travel is not in the training data.
 printf 'sport\tgoal\r\nfood\tCheese!\r\n\r\nsport,travel\tbread' >test.tsv
 printf 'sport\tgoal\nno tab\n' >bad.tsv
 printf '\n\n' >empty.tsv
@@ -18,7 +18,7 @@ warns_of_few_texts_only err
 expect 0 evaluate --train train.tsv --test test.tsv --confusions 0
 ! grep -q confusions out || fail "$command: lists confusions"
 expect 0 evaluate --train train.tsv --test test.tsv --analysis whitespace
-# `Cheese!` is an unknown word now.
+# With this analysis `Cheese!` is an unknown word.
 ! grep -qF '66.67 %  (2 of 3' out || fail "$command: analysed words"
 
 expect 0 evaluate --train train.tsv --test test.tsv --per-category --threshold 0.25
@@ -62,7 +62,7 @@ prints err 'clash.tsv:2: "food" is a label that stands in no group'
 expect 65 evaluate --train train.tsv --test test.tsv --groups empty.tsv
 prints err 'empty.tsv: no line'
 
-# Enough data for the signal to come during the training; nothing is printed then.
+# The data are large enough that the signal comes during the training. Nothing is printed then.
 awk 'function letter() { return sprintf("%c", 97 + int(rand() * 26)) }
     BEGIN { srand(1); for (i = 0; i < 30000; ++i) { line = "l" (i % 40) "\t";
     for (j = 0; j < 30; ++j) line = line " " letter() letter() letter(); print line } }' >long.tsv

@@ -192,7 +192,8 @@ TEST(RuleLanguageDocumentTest, EachMessageThatARuleByItselfCanCauseHasAnExample)
     }
 }
 
-// These need a very long rule, or an application's own check of keys.
+// The document has no examples of these messages: one needs a very long rule, and the other an
+// application that checks keys itself.
 TEST(RuleLanguageDocumentTest, OtherMessagesAreExplained) {
     for (const char* const row : {"| `Rule is nested too deeply`", "| `Invalid NVP key: `"}) {
         EXPECT_NE(document().text().find(row), std::string::npos) << row;

@@ -282,12 +282,12 @@ refuses_line 'tree set: nothing to set' 'set root/money'
 refuses_line "a ' is not closed" "rename root/money 'coins"
 refuses_line 'The following argument was not expected: --help' 'add root/x --help'
 refuses_line 'The following argument was not expected: --wait' 'add root/x --wait'
-# Names of any bytes.
+# Names may have any bytes.
 applies apply.kc < <(printf 'rename root/money \xff\x80\n')
 expect 0 tree show apply.kc
 prints out '  \xFF\x80 [leaf] messages=1'
 applies apply.kc < <(printf 'rename "root/\xff\x80" money')
-# A compact container, and a file that changes nothing.
+# A compact container refuses one of the edits. A file of edits that changes nothing is accepted.
 keep_inode compact.kc
 printf 'set root/food --note1 a\nadd root/more\n' >bad.txt
 refuses 65 compact.kc 'bad.txt:2: the container is compact: without the statistics of training no category of a'\
@@ -296,7 +296,7 @@ keep_inode apply.kc
 printf '\n# nothing\n' >nothing.txt
 refuses 0 apply.kc '' tree apply apply.kc nothing.txt
 refuses 0 apply.kc '' tree apply apply.kc /dev/null
-# Hostile input: no end, no line end, a line too long, no file.
+# Bad files of edits: without an end, with a line that is too long, missing, with zero bytes.
 refuses 65 apply.kc '/dev/zero:1: the line is longer than 1,048,576 bytes' tree apply apply.kc /dev/zero
 {
     printf 'add root/first\nadd root/'
@@ -312,7 +312,7 @@ printf 'bad' >edits.stdin
 expect_of edits.stdin 65 tree apply apply.kc -
 is err '<stdin>:1: "bad" is no edit: add, set, move, rename or delete'
 
-# No container, and no file.
+# The file is not a container, or does not exist.
 for arguments in 'info no.kc' 'tree show no.kc' 'tree delete no.kc root/x' 'tree apply no.kc edits.txt' 'options get no.kc' \
     'options set no.kc ClipValue=2'; do
     # shellcheck disable=SC2086  # The words are the arguments.
