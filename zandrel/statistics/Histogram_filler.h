@@ -24,9 +24,9 @@ class zeStat_matcher;
 
 namespace zandrel::detail {
 
-// Made for messages that are scored by one state of a model. Each message adds its weight to one
-// bin of the histogram of each category. A profile takes no part if it has no messages, or all
-// messages of the model. Its sum then remains in its accumulator.
+// Fills the histograms from messages that are all scored by the same state of a model. Each message
+// adds its weight to one bin of the histogram of each category. A profile takes no part if it has
+// no messages, or all messages of the model. Its sum then remains in its accumulator.
 //
 // The histograms are complete when the filler is destroyed.
 //

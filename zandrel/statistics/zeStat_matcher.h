@@ -102,7 +102,8 @@ public:
                      bool use_thresholds) const;
     // Adds only the categories that may be the best, as `classify` does without thresholds. The
     // score of each other category is less than the best score by 1e-9 at least.
-    // REQUIRES: as `add_answers`, and likelihood tables within 0 and 1, as training and files give.
+    // REQUIRES: as `add_answers`, and likelihood tables with values from 0 to 1. Training makes
+    // only such tables, and a model with other tables is refused when it is read.
     void add_best_answers(const Sums& sums, zeResult_set& results) const;
 
     // Explains one category's score, which it returns: replaces `scores` by one line for each
