@@ -222,7 +222,7 @@ constexpr Setting of_models(const char* key) {
     return setting;
 }
 
-// The same for one element of an array of weights.
+// Makes the row of a setting that is one element of an array of weights.
 template <auto Field, auto Flag, auto Member, std::size_t Slot>
 constexpr Setting weight_of_models(const char* key) {
     Setting setting;
