@@ -1,7 +1,7 @@
-// Slots are searched by linear probing, and freed by the number of the filling. We do not use
-// concept_map here, for two reasons. It keeps the places of erased entries. And to clear it costs
-// time that is linear in the size of its index, which is as large as the largest text so far
-// needed.
+// Slots are searched by linear probing. A slot contains the number of a filling. It is free if that
+// is not the present filling. We do not use concept_map here, for two reasons. It keeps the places
+// of erased entries. And to clear it costs time that is linear in the size of its index, which is
+// as large as the largest text so far needed.
 #include "zandrel/messages/Concept_weights.h"
 
 #include <algorithm>

@@ -58,7 +58,7 @@ public:
     // empty keeps its concepts, so a concept can then be there twice.
     // COST: n log n comparisons of text.
     void feed(const zeSml_feeder& feeder);
-    // The same; the feeder is empty afterwards. Moving handles does not access their records, which
+    // Does the same, and empties the feeder. Moving handles does not access their records, which
     // are spread over the memory.
     void feed(zeSml_feeder&& feeder);
     // Clips all weights to the bag's own ceiling and returns true. Does nothing and returns false
