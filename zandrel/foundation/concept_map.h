@@ -104,7 +104,7 @@ public:
     concept_map& operator=(const concept_map&) = delete;
     ~concept_map() = default;
 
-    // Live entries.
+    // The number of live entries.
     std::size_t size() const noexcept { return m_size; }
 
     bool empty() const noexcept { return m_size == 0; }
@@ -123,8 +123,8 @@ public:
         return const_iterator(this, live(place_of(wanted)));
     }
 
-    // The same with a guess of the position, which may be any number. If the guess is right, the
-    // index is not read.
+    // Does the same, with a guess of the position, which may be any number. If the guess is right,
+    // the index is not read.
     iterator find(const Concept& wanted, Position guess) noexcept {
         return iterator(this, live(place_of(wanted, guess)));
     }
@@ -147,7 +147,7 @@ public:
     // RAISES: std::length_error for more than 1.6 thousand million entries, erased ones included.
     std::pair<iterator, bool> try_emplace(const Concept& key) { return enter(key, place_of(key)); }
 
-    // The same with a guess of the position, as for `find`.
+    // Does the same, with a guess of the position, as for `find`.
     std::pair<iterator, bool> try_emplace(const Concept& key, Position guess) {
         return enter(key, place_of(key, guess));
     }
