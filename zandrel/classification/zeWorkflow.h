@@ -89,7 +89,7 @@ public:
     // root gets the view unchanged, with its labels, and its categories appear in the logical tree.
     // Nothing is trained if the root is not statistical.
     void train(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
-    // The same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
+    // Does the same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
     void bootstrap(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
     // `train`, or `bootstrap` with `initial` if `training` is null.
     // REQUIRES: one of the two is not null.
@@ -104,7 +104,8 @@ public:
     // classifiers before are then cleared, and a compact container remains compact. Also what
     // loading a classifier raises.
     void clear_statistics(zeNode* node, CTProgress* progress);
-    // The same for one node. Nothing happens unless the node is statistical. Nothing interrupts.
+    // Does the same for one node. Nothing happens unless the node is statistical. Nothing
+    // interrupts.
     void clear_classifier(zeNode* node);
 
     // Splits a labelled view into one view for each statistical node that a message reaches. From
