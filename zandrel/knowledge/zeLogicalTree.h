@@ -74,9 +74,10 @@ public:
     // The node with this id, or a node with id 0 if no node has it.  VALID UNTIL: the node is
     // deleted.
     const zeLogicalNode& GetNode(unsigned int id) const;
-    // The same, or null. A change through this pointer changes no other side. The caller can change
-    // names and links, so from the first call until `Clear` a search for a missing name is linear
-    // in the children, and a move is linear in the nodes of both trees.
+    // A pointer to the node with this id, or null if no node has it. A change through this pointer
+    // changes no other side. The caller can change names and links, so from the first call until
+    // `Clear` a search for a missing name is linear in the children, and a move is linear in the
+    // nodes of both trees.
     zeLogicalNode* GetNodePtr(unsigned int id);
     // The node that mirrors a physical node, or a node with id 0 if no node does.
     const zeLogicalNode& FindCategory(zeNode* physical_node) const;
@@ -206,7 +207,7 @@ public:
 
     // Gives a node without a name the name of its category, except in 55 compatibility mode.
     void FixNodeName(zeLogicalNode& node) const;
-    // Turns a classifier node into a leaf if it has lost its last child.
+    // Turns a classifier node other than the root into a leaf if it has lost its last child.
     void ChangeNodeToLeaf(const zeLogicalNode& node);
     // Turns a leaf into a rule node if it gets a child with a rule. Turns a leaf with a rule into a
     // statistical node if it gets a child without a rule.
