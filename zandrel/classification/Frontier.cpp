@@ -58,7 +58,8 @@ bool Ranked_answers::take(Node_score& best) {
     if (std::exchange(m_is_fresh, false) && take_first(best)) {
         return true;
     }
-    // All answers include the one that was taken first. Its identity is in `m_taken`.
+    // All answers include the answer that was taken first. Its identity is in `m_taken`, so it is
+    // not taken again.
     if (m_get_all) {
         m_answers = std::exchange(m_get_all, {})();
     }
@@ -67,7 +68,7 @@ bool Ranked_answers::take(Node_score& best) {
     }
     while (m_tied.empty()) {
         if (m_answers.empty() || !is_way_on(m_score * m_answers.front().score)) {
-            m_answers.clear();  // the others are no better
+            m_answers.clear();  // the others have no greater product
             return false;
         }
         const zeResult first = pop();

@@ -107,7 +107,7 @@ private:
     std::vector<Entry> m_heap;
     std::vector<Ranked_answers> m_sources;
     std::size_t m_waiting =
-        kNoSource;  // source of the entry popped last; its next answer is not entered
+        kNoSource;  // of the entry popped last; its next answer is not in `m_heap` yet
 };
 
 }  // namespace zandrel::detail

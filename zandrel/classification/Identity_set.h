@@ -16,7 +16,7 @@ namespace zandrel::detail {
 // Errors: std::bad_alloc; the set is then to be thrown away.
 class Identity_set {
 public:
-    // Adds an identity, which is not null; false if the set has it already.
+    // Adds an identity, which is not null. Returns false if the set has it already.
     bool insert(const void* identity);
 
 private:

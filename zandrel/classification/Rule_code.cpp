@@ -437,7 +437,8 @@ constexpr bool is_leaf(Source source) noexcept {
     return source != Source::kResult && source != Source::kSaved;
 }
 
-// By the sources of one operand, and of the left and the right one.
+// Tables of functions. The first is indexed by the source of the only operand, the second by the
+// sources of the left and the right operand.
 using Steps_of_one = std::array<Rule_code::Step, kSourceCount>;
 using Steps_of_two = std::array<Rule_code::Step, kSourceCount * kSourceCount>;
 

@@ -10,12 +10,13 @@
 
 namespace zandrel::detail {
 
-// `lesser_of` returns the right one of two equal operands, so `-0.0 ^ 0.0` is 0.0; std::min would
-// return the left one. `greater_of` does what std::max does and is written out beside it.
+// `a v b` in a rule. It returns the left one of two equal operands, as std::max does.
 inline double greater_of(double left, double right) noexcept {
     return left < right ? right : left;
 }
 
+// `a ^ b` in a rule. It returns the right one of two equal operands, so `-0.0 ^ 0.0` is 0.0.
+// std::min would return the left one.
 inline double lesser_of(double left, double right) noexcept {
     return right <= left ? right : left;
 }

@@ -21,7 +21,7 @@ public:
 
     // A type of Classifier_type.cpp: ZE_RULE or ZE_STAT.
     unsigned int GetType() const override = 0;
-    // Writes the id and the id of the node, 0 without one.
+    // Writes the id of the classifier and the id of its node, or 0 if it has no node.
     void Dump(Hio<HSegment>& io) const override;
 
     // Adds (child, factor) to `results` for each child that it selects; the walk multiplies the

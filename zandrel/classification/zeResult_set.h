@@ -26,7 +26,8 @@ struct zeResult {
 // `eliminate_duplicated_results()` first if the number matters.
 class ZANDREL_EXPORT zeResult_set {
 public:
-    // `wanted_threshold`: results below it are not wanted; one at it must be above 0.
+    // `wanted_threshold`: a result is wanted if its score is above this, or equal to this and above
+    // 0.
     // `wanted_results`: how many are wanted; negative for all, 0 for none.
     zeResult_set(double wanted_threshold, int wanted_results)
         : threshold(wanted_threshold), max_results(wanted_results) {}

@@ -73,9 +73,9 @@ public:
     // RAISES: what get_next_token raises.
     static void tokenize_expression(const qtString& text, const char* result_signature,
                                     std::vector<ExprToken>& tokens);
-    // Reads the token at `*position` and moves behind it; false at the end of the text. `token` is
-    // the token before on entry, which decides whether a sign is binary and whether a bracket must
-    // follow.
+    // Reads the token at `*position` into `token` and moves behind it. Returns false at the end of
+    // the text. Before the call, `token` is the previous token, which decides whether a sign is
+    // binary and whether a bracket must follow.
     // RAISES: "Missing bracket after function"; "Invalid datatype in $key(datatype)"; "Missing end
     // bracket in $key(datatype)"; "Invalid token at: " and the rest; what extract_to_end raises.
     static bool get_next_token(char** position, ExprToken& token);
@@ -100,8 +100,9 @@ public:
     // letter of its result.
     // REQUIRES: as many operands as the operators take.
     static char recursive_type_check(std::vector<ExprToken>& output, int& position);
-    // Takes the type of one more operand into the type that the operands share; 0 is not yet
-    // settled. Booleans and numbers mix to numbers.
+    // Updates `shared`, the common type of the operands so far, by the type of one more operand. At
+    // first it is 0, which means that no type is known yet. A boolean and a number have the common
+    // type number.
     static void check_shared_type(char& shared, char type);
 
     // Fourth pass. Gives the different keys that are read as numbers their slots, in the order of
@@ -115,9 +116,10 @@ public:
     // of its result.  OWNS: caller.
     static MatchExp* recursive_construct(std::vector<ExprToken>& output, int& position, char& type);
 
-    // Sees each key of a rule with its datatype, in the order of evaluation, while the rule is
-    // parsed; false refuses the rule. If it is null, as at first, every key passes. The code that
-    // sets it also resets it, and nothing else may parse in between.
+    // It is called for each key of a rule with its datatype, in the order of evaluation, while the
+    // rule is parsed. If it returns false, the rule is refused. If the pointer is null, as at
+    // first, every key passes. The code that sets it also resets it, and nothing else may parse in
+    // between.
     static bool (*verification_func)(const char* key, char datatype);
 };
 

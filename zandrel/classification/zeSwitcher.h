@@ -30,7 +30,8 @@ public:
 
     unsigned int GetType() const override { return ZE_RULE; }
 
-    // Writes id, node, default and rules: references are node ids, 0 for none.
+    // Writes the id, the node, the default and the rules. A node is written as its id, and null as
+    // 0.
     void Dump(Hio<HSegment>& io) const override;
     // Reads what follows the node in a record: the default, which is not linked, and the rules,
     // each by `add_rule`.
@@ -47,7 +48,8 @@ public:
     // `add_rule` refuses leaves the child without a rule and unlinked: check it beforehand.
     // RAISES: 2 "Category not found in classifier", changing nothing; what `add_rule` raises.
     void change_rule(zeNode*& cat, const qtString& text);
-    // "default" for the default, the empty text for a child without a rule.
+    // Returns the text of the rule of a child: "default" for the default, and the empty text for a
+    // child without a rule.
     qtString get_rule(zeNode* const& cat) const;
 
     // Adds each child whose rule fires, with the rule's value, if `results` accepts it. Adds the
@@ -59,10 +61,10 @@ public:
     // COST: one evaluation for each rule; allocates only for the results.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
-    // A child is blocked unless the value of its rule is above 0. The default is blocked if the
-    // value of any rule is above 0. Any other child is blocked. The rules are evaluated with the
-    // score 1.0, and thresholds do not count.
-    // COST: one evaluation, for the default up to one for each rule; no allocation.
+    // A child with a rule is blocked unless the value of the rule is above 0. The default is
+    // blocked if the value of any rule is above 0. A child that has no rule and is not the default
+    // is always blocked. The rules are evaluated with the score 1.0, and thresholds do not count.
+    // COST: one evaluation; for the default, up to one for each rule. No allocation.
     bool is_cat_blocked(zeNode* const& child, zeMsg& msg) override;
     // Appends the children with rules, in no defined order, then the default.
     void get_all_categories(std::vector<zeNode*>& cats) override;

@@ -89,14 +89,14 @@ public:
     // root gets the view unchanged, with its labels, and its categories appear in the logical tree.
     // Nothing is trained if the root is not statistical.
     void train(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
-    // The same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
+    // Does the same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
     void bootstrap(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
     // `train`, or `bootstrap` with `initial` if `training` is null.
-    // REQUIRES: one of them.
+    // REQUIRES: one of the two is not null.
     void train(zeCorpus_view* training, zeCorpus_view* initial, bool root_only,
                CTProgress* progress, bool ignore_invalid);
-    // Learns new messages; the size of the models does not change. `learn_flag`: true for the first
-    // part of a run, see zeStat_matcher::learn. Nothing interrupts between two classifiers.
+    // Learns new messages; the models do not grow beyond their bounds. `learn_flag`: true for the
+    // first part of a run, see zeStat_matcher::learn. Nothing interrupts between two classifiers.
     void learn(zeCorpus_view& view, CTProgress* progress, bool ignore_invalid, bool learn_flag);
     // Empties the statistics of the statistical classifiers at and below `node`, or the root for
     // null. They keep their categories. The container is then no longer compact.
@@ -104,7 +104,8 @@ public:
     // classifiers before are then cleared, and a compact container remains compact. Also what
     // loading a classifier raises.
     void clear_statistics(zeNode* node, CTProgress* progress);
-    // The same for one node. Nothing happens unless the node is statistical. Nothing interrupts.
+    // Does the same for one node. Nothing happens unless the node is statistical. Nothing
+    // interrupts.
     void clear_classifier(zeNode* node);
 
     // Splits a labelled view into one view for each statistical node that a message reaches. From
@@ -113,15 +114,16 @@ public:
     // container's settings say `full_propogation`, each rule node on the way also passes the
     // message down, without a label, to the nearest statistical nodes that the rules let it reach.
     // A message is left out, with a warning in the trace, if it has no open way or no label, or if
-    // its corpus cannot read it. zeWorkflow_distribute.cpp has an example. REQUIRES: an empty
-    // `distribution`; nodes that are not null; a corpus that does not change meanwhile. RAISES: 1
-    // "The KB doesn't contain a category ... that appears in msg no. ... of the corpus" (arguments:
-    // the name and the number in the corpus) for a node that has no parent, or whose way up does
-    // not lead to this workflow's root, unless `ignore_invalid`; 2 "Process interrupted", asked for
-    // at each label and at each rule node that passes a message down; what the corpus raises.
-    // `distribution` is then incomplete and must not be used. COST: for each label its depth, and
-    // for each rule node on the way, with `full_propogation`, up to the nodes below it times their
-    // depth; each step fetches the message.
+    // its corpus cannot read it. zeWorkflow_distribute.cpp has an example.
+    // REQUIRES: an empty `distribution`; nodes that are not null; a corpus that does not change
+    // meanwhile.
+    // RAISES: 1 "The KB doesn't contain a category ... that appears in msg no. ... of the corpus"
+    // (arguments: the name and the number in the corpus) for a node that has no parent, or whose
+    // way up does not lead to this workflow's root, unless `ignore_invalid`; 2 "Process
+    // interrupted", asked for at each label and at each rule node that passes a message down; what
+    // the corpus raises. `distribution` is then incomplete and must not be used.
+    // COST: for each label its depth, and for each rule node on the way, with `full_propogation`,
+    // up to the nodes below it times their depth; each step fetches the message.
     void distribute_corpus(Distribution& distribution, zeCorpus_view& view, bool ignore_invalid);
 
     // The steps of a distribution. `index`: a position in the view.
@@ -141,7 +143,8 @@ public:
     void distribute_negative_msg2children(zeNode* node, Distribution& distribution,
                                           zeCorpus_view& view, int index);
     // Returns true if all ways from `parent` over `child` down to nodes without children are
-    // closed. COST: up to the nodes below `child`.
+    // closed.
+    // COST: up to the nodes below `child`.
     bool is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg);
     // Warns of a category that is in no tree, and raises 1 unless `ignore_invalid`.
     void report_invalid_node(zeNode* node, int msg_no, bool ignore_invalid);

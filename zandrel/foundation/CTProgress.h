@@ -15,9 +15,9 @@ public:
     CTProgress& operator=(const CTProgress&) = default;
     virtual ~CTProgress();
 
-    // Gets a text that names the present work.
+    // Receives a text that names the present work.
     virtual void SetStatus(const char* status);
-    // Gets the number of steps of the present phase.
+    // Receives the number of steps of the present phase.
     virtual void SetTotal(int total);
     // Reports that `steps` more steps are done.
     virtual void Increment(unsigned int steps);

@@ -147,7 +147,7 @@ private:
         Concept_arena::Block block = Concept_arena::kNone;  // kNone: the slot is free
     };
 
-    static constexpr std::size_t kFirstSlotCount = 1024;  // a power of two, as all that follow
+    static constexpr std::size_t kFirstSlotCount = 1024;  // a power of two, like all later counts
     // At most 3 of 4 slots are taken. In a table that is as full as this, a search without success
     // reads 8.5 slots on average, about a cache line, and a search with success 2.5.
     static constexpr std::size_t kRecordsOfSlots = 3;

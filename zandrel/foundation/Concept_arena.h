@@ -55,7 +55,8 @@ private:
 
     std::vector<std::unique_ptr<std::byte[]>> m_chunks;
     std::uint32_t m_next_unit = kUnitsOfChunk;  // the first free unit of the last chunk
-    // By number of units: the block that was released last. It contains the name of the one before.
+    // The index is a number of units. The element is the block of this size that was released last.
+    // This block contains the name of the one that was released before it.
     std::array<Block, kMostUnits + 1> m_released = all_none();
     std::vector<std::unique_ptr<std::byte[]>> m_large;  // null where a block was released
     std::vector<Block> m_released_large;                // has room for all of `m_large`

@@ -8,11 +8,12 @@
 namespace zandrel::detail {
 
 // Example: `const Restored<int> at_end(m_depth, 3);` sets `m_depth` to 3 until the end of the
-// scope. REQUIRES: assigning a T does not raise.
+// scope.
+// REQUIRES: assigning a T does not raise.
 template <class T>
 class Restored {
 public:
-    // The variable keeps its value for now.   BORROWS: `variable`.
+    // The variable keeps its value until somebody assigns to it.   BORROWS: `variable`.
     explicit Restored(T& variable) : m_variable(variable), m_old_value(variable) {}
 
     // The variable has `value` from now on.   BORROWS: `variable`.

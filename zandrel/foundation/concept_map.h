@@ -104,7 +104,7 @@ public:
     concept_map& operator=(const concept_map&) = delete;
     ~concept_map() = default;
 
-    // Live entries.
+    // The number of live entries.
     std::size_t size() const noexcept { return m_size; }
 
     bool empty() const noexcept { return m_size == 0; }
@@ -123,8 +123,8 @@ public:
         return const_iterator(this, live(place_of(wanted)));
     }
 
-    // The same with a guess of the position, which may be any number. If the guess is right, the
-    // index is not read.
+    // Does the same, with a guess of the position, which may be any number. If the guess is right,
+    // the index is not read.
     iterator find(const Concept& wanted, Position guess) noexcept {
         return iterator(this, live(place_of(wanted, guess)));
     }
@@ -142,11 +142,12 @@ public:
 
     const Value& at(const Concept& wanted) const { return find_or_raise(*this, wanted)->second; }
 
-    // The entry of a concept, and if it is new. A new one has the value `Value()`.
+    // Returns the entry of a concept, and true if the entry is new. A new entry has the value
+    // `Value()`.
     // RAISES: std::length_error for more than 1.6 thousand million entries, erased ones included.
     std::pair<iterator, bool> try_emplace(const Concept& key) { return enter(key, place_of(key)); }
 
-    // The same with a guess of the position, as for `find`.
+    // Does the same, with a guess of the position, as for `find`.
     std::pair<iterator, bool> try_emplace(const Concept& key, Position guess) {
         return enter(key, place_of(key, guess));
     }
@@ -255,8 +256,8 @@ public:
         }
     }
 
-    // Makes room in the index for so many entries. Chunks are added later, when they are needed,
-    // which copies nothing.
+    // Makes room in the index for `entry_count` entries. Chunks are added later, when they are
+    // needed, which copies nothing.
     // RAISES: std::length_error.
     void reserve(std::size_t entry_count) { rehash(entry_count + entry_count / 3 + 1); }
 
@@ -291,7 +292,7 @@ private:
 
         Iterator() = default;
 
-        // An iterator converts to one that changes nothing.
+        // A mutable iterator converts to a const_iterator.
         template <bool other_is_const, class = std::enable_if_t<is_const && !other_is_const>>
         Iterator(
             const Iterator<other_is_const>& other) noexcept  // NOLINT(google-explicit-constructor)
@@ -312,7 +313,7 @@ private:
             return before;
         }
 
-        // Iterators of one table.
+        // REQUIRES: both iterators are of the same table.
         friend bool operator==(const Iterator& left, const Iterator& right) noexcept {
             return left.m_position == right.m_position;
         }
@@ -522,7 +523,8 @@ void concept_map<Value>::compact() {
     }
 }
 
-// Keeps the first entries, all of them live.
+// Keeps only the first `place_count` entries.
+// REQUIRES: these are all live.
 template <class Value>
 void concept_map<Value>::truncate(Position place_count) noexcept {
     while (!m_chunks.empty() && place_count <= m_place_count - m_chunks.back().size()) {

@@ -1,4 +1,4 @@
-// The question is asked by stat() of the C library.
+// qtFile asks the system through stat() of the C library.
 #include "zandrel/foundation/qtFile.h"
 
 #include <sys/stat.h>

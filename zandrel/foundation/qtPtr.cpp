@@ -1,4 +1,4 @@
-// The end of a counted object, which all types of pointers share.
+// Destroys a counted object. The pointers of all types share this function.
 #include "zandrel/foundation/qtPtr.h"
 
 namespace zandrel::detail {

@@ -45,7 +45,7 @@ private:
 
 namespace zandrel {
 
-// Gives the present time in microseconds since the start of 1970 in UTC.
+// Returns the present time in microseconds since the start of 1970 in UTC.
 using qtClock = std::int64_t (*)();
 
 // Replaces the clock of the whole process and returns the old one. Null means the system's clock.

@@ -25,7 +25,8 @@ private:
 
 namespace zandrel {
 
-// Gets the traced lines. The caller derives a class from it, for example one that writes to a log.
+// Receives the traced lines. The caller derives a class from it, for example one that writes to a
+// log.
 class ZANDREL_EXPORT Trace_sink {
 public:
     virtual ~Trace_sink();

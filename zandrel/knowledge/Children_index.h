@@ -43,7 +43,8 @@ private:
     // The index of the first `size` children. Several children can have one name.
     struct Places {
         hash_map<unsigned int, std::size_t> by_id;
-        hash_map<Concept, unsigned int, ConceptHash> by_name;  // the id; 0: of several children
+        // The id of the child with the name; 0 if several children have it.
+        hash_map<Concept, unsigned int, ConceptHash> by_name;
         std::size_t size = 0;
         bool has_child_twice = false;
     };

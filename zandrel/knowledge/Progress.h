@@ -42,7 +42,7 @@ public:
         }
     }
 
-    // Counts, then checks.   RAISES: what check_interrupt raises.
+    // Counts the steps, and then checks for an interruption.   RAISES: what check_interrupt raises.
     void step(std::size_t steps = 1) const {
         count(steps);
         check_interrupt();

@@ -92,7 +92,9 @@ public:
         Logical_nodes sons;
         m_tree.GatherSons(&node, sons);
         if (!sons.empty() && node.type != ZE_RULE && wanted.type != ZE_RULE) {
-            gain(classifier_from(node.parent));  // if it loses the sons, that counts the same
+            // The classifier above gains or loses the sons. In both cases `gain` notes that it
+            // changes.
+            gain(classifier_from(node.parent));
         }
     }
 

@@ -29,8 +29,8 @@
 //
 // 6. No id is 0, which means "no node". [logical ids]
 //    File: a record with the id 0. Program: nodes[0] = node.
-// 7. Two nodes never mirror the same physical node, and none mirrors a placeholder. [mirrored
-// nodes]
+// 7. Two nodes never mirror the same physical node, and none mirrors a placeholder.
+//    [mirrored nodes]
 //    File: the logical nodes 2 and 3 both name the physical node 2. An edit of the one would delete
 //    the physical node of the other. Program: copy a zeLogicalNode into `nodes` under a new id.
 // 8. A node is a child once at most, and no list leads back. [logical children]

@@ -10,11 +10,11 @@ struct zeNode;
 namespace zandrel::detail {
 
 // Checks that the links form trees, so that every walk ends. Tree_shape.cpp has the list of
-// invariants. Classifiers count as far as they are in memory.
+// invariants. The categories of a classifier are checked only if it is in memory.
 // RAISES: qtX<zeManager> 4 "Knowledge tree is damaged" (argument: what is wrong).
 // COST: linear in the nodes and links.
 void RequireTrees(const zeManager& manager);
-// The same for the logical tree only.
+// Does the same for the logical tree only.
 void RequireLogicalTree(const zeLogicalTree& tree);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children

@@ -74,9 +74,10 @@ public:
     // The node with this id, or a node with id 0 if no node has it.  VALID UNTIL: the node is
     // deleted.
     const zeLogicalNode& GetNode(unsigned int id) const;
-    // The same, or null. A change through this pointer changes no other side. The caller can change
-    // names and links, so from the first call until `Clear` a search for a missing name is linear
-    // in the children, and a move is linear in the nodes of both trees.
+    // A pointer to the node with this id, or null if no node has it. A change through this pointer
+    // changes no other side. The caller can change names and links, so from the first call until
+    // `Clear` a search for a missing name is linear in the children, and a move is linear in the
+    // nodes of both trees.
     zeLogicalNode* GetNodePtr(unsigned int id);
     // The node that mirrors a physical node, or a node with id 0 if no node does.
     const zeLogicalNode& FindCategory(zeNode* physical_node) const;
@@ -140,17 +141,17 @@ public:
     // Stores a rule. No classifier is touched.
     void KCE_ChangeRule(zeNode* const& node, const qtString& rule);
 
-    // The checks of the edits. They change nothing. A broken rule raises; the rules are checked in
-    // a fixed order, so if several are broken, the same one is reported every time.
+    // The checks of the edits. They change nothing. A broken rule raises an exception. The rules
+    // are checked in a fixed order, so if several are broken, the same one is reported every time.
 
     void VerifyAdd(const zeLogicalNode& node) const;
-    // Bits of the kinds of change; 0 if nothing differs.
+    // Returns the bits of the kinds of change, or 0 if nothing differs.
     int VerifyChange(const zeLogicalNode& node) const;
-    // kMoveOfLinks or 0.
+    // Returns kMoveOfLinks or 0.
     int VerifyMove(unsigned int id, unsigned int new_parent) const;
     // Checks that no son has the name of a category of `target`.
     void VerifyMoveSons(zeStat_matcher* target, std::vector<zeLogicalNode*>& sons) const;
-    // `parent`: of the node that would have the rule.
+    // `parent`: the parent of the node that would have the rule.
     void VerifyRule(const zeLogicalNode& parent, const qtString& rule) const;
     void VerifyNodeName(const zeLogicalNode& node) const;
     // With `check_used`, also checks that no category of the real parent has this name.
@@ -171,7 +172,7 @@ public:
     // The node of a path, or a node with id 0 if the path leads to no node.  COST: linear in its
     // parts; the first time also in the children on the way.
     const zeLogicalNode& FindNodeByPath(const qtString& path) const;
-    // The same for the first `count` parts. A count above their number finds nothing.
+    // Does the same for the first `count` parts. If there are fewer parts, no node is found.
     const zeLogicalNode& FindNodeByPath(const std::vector<qtString>& parts, int count) const;
     // Replaces `path` by the path of a node. It is empty for an unknown id, and for a node whose
     // parents a program has linked to a circle: no path leads to it.
@@ -183,8 +184,9 @@ public:
     // `parent`, 0 for none, and returns the id of the copy. The new ids continue after `next_id`,
     // parents before their children. With `node_map`, each copy mirrors the physical node to which
     // the original's is mapped. A physical node that is not in the map becomes null and is added to
-    // the map. No classifier is touched. REQUIRES: `parent` is neither `id` nor below it in the
-    // same tree, and no list of children below `id` leads back.
+    // the map. No classifier is touched.
+    // REQUIRES: `parent` is neither `id` nor below it in the same tree, and no list of children
+    // below `id` leads back.
     unsigned int CopySubTree(const zeLogicalTree& source, unsigned int id, unsigned int parent,
                              std::map<zeNode*, zeNode*>* node_map);
 
@@ -205,10 +207,10 @@ public:
 
     // Gives a node without a name the name of its category, except in 55 compatibility mode.
     void FixNodeName(zeLogicalNode& node) const;
-    // Makes a leaf with a parent of a classifier node that has lost its last child.
+    // Turns a classifier node other than the root into a leaf if it has lost its last child.
     void ChangeNodeToLeaf(const zeLogicalNode& node);
-    // Makes a rule node of a leaf that gets a child with a rule, and a statistical node of a leaf
-    // with a rule that gets one without.
+    // Turns a leaf into a rule node if it gets a child with a rule. Turns a leaf with a rule into a
+    // statistical node if it gets a child without a rule.
     void ChangeParentToClassifier(const zeLogicalNode& parent, const zeLogicalNode& child);
     // Removes a node from its parent's children. The last child moves into its place.
     void RemoveFromParent(const zeLogicalNode& node);
@@ -265,7 +267,7 @@ private:
     void VerifyAddAtTop(const zeLogicalNode& node) const;
     void VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const;
     void VerifyTypeChange(const zeLogicalNode& from, unsigned char type) const;
-    // VerifyMoveSons for any classifier without rules.
+    // Does the same as VerifyMoveSons, for any classifier without rules.
     void VerifyMerge(zeClassifier* target, const std::vector<zeLogicalNode*>& sons) const;
     void VerifyNotBelow(const zeLogicalNode& target, const zeLogicalNode& node) const;
 

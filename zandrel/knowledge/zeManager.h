@@ -45,9 +45,10 @@ public:
 
     // Registry of objects. zeBase enters each object that is made with this manager.
     void RegisterObject(zeBase* object);
-    // Takes an object out and leaves it untouched.  REQUIRES: not null.
+    // Removes an object from the registry without deleting it.  REQUIRES: not null.
     void UnregisterObject(zeBase* object);
-    // Takes an object out and deletes it, a zeStat_matcher together with its storage.
+    // Removes an object from the registry and deletes it. A zeStat_matcher is deleted together with
+    // its storage.
     // REQUIRES: not null.
     void Release(zeBase* object);
     // Empties the container: all objects, both trees; ids start from 1 again. Settings, version and
@@ -84,14 +85,14 @@ public:
     // Files. `mode` may be null, which means a default KcIoMode. `progress` may be null.
 
     // Reads a container in place of this one. The previous `m_io` is replaced, even if reading
-    // fails. RAISES: what zeIO::LoadKC raises; see there for the state of the manager after a
-    // failure.
+    // fails.
+    // RAISES: what zeIO::LoadKC raises; see there for the state of the manager after a failure.
     void Read(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container, or a subtree, in the plain form. The file is changed in place: if
     // writing fails, the file contains no container, neither the old nor the new one. If the old
-    // one must survive a full disk, write to another name and rename the file. RAISES: what
-    // zeIO::DumpKC raises.
+    // one must survive a full disk, write to another name and rename the file.
+    // RAISES: what zeIO::DumpKC raises.
     void Write(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
 
@@ -101,9 +102,9 @@ public:
     void Dump(Hio<HSegment>& io, const zeLogicalNode* top);
     // Reads the record in place of the present content: first all objects are deleted and both
     // trees emptied. The root of a subtree has no parent after reading, since the parent is not in
-    // the record. If the lists of children and the parents disagree, the lists decide. RAISES: what
-    // the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The container is
-    // empty then, with the settings that it had.
+    // the record. If the lists of children and the parents disagree, the lists decide.
+    // RAISES: what the stream raises; 4 "Knowledge tree is damaged" (argument: what is wrong). The
+    // container is empty then, with the settings that it had.
     void Load(Hio<HSegment>& io);
     // Reads a reference to a node: its id, or null for 0 or an unknown id; in version 1 its
     // concept, see zePhysicalTree::ConvertV1. `parent`: the node whose record has the reference.

@@ -55,12 +55,13 @@ struct ZANDREL_EXPORT zeNode {
     // Returns the index of a child, -1 if it is not a child.  COST: constant on average, also for
     // the next three operations; the first search in a long list is linear.
     int find_child(const zeNode* child) const;
-    // Appends a child and sets its parent; false, changing nothing, for null or a present child.
+    // Appends a child and sets its parent. Returns false and changes nothing if `child` is null or
+    // is a child already.
     bool add_child(zeNode* child);
-    // Unlinks a child; the last child moves into its place. False if it is absent.
+    // Unlinks a child. The last child moves into its place. Returns false if it is not a child.
     bool remove_child(zeNode* child);
-    // Calls `remove_child`, then `add_child`: the new child is the last. False if either fails; if
-    // only the second fails, the old child remains removed.
+    // Calls `remove_child`, then `add_child`: the new child is the last. Returns false if either
+    // fails; if only the second fails, the old child remains removed.
     bool replace_child(zeNode* old_child, zeNode* new_child);
     // Unlinks all children; they remain in the tree's table.
     void remove_all_children();
@@ -68,7 +69,7 @@ struct ZANDREL_EXPORT zeNode {
     // Adds this node and all below it to `nodes`. Does not walk below a node that is in `nodes`
     // already.
     void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const;
-    // The same walk, adding only nodes that have a classifier, in memory or not.
+    // Does the same, but adds only nodes that have a classifier, in memory or not.
     void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const;
 
     // Two nodes with equal identities are one result. The identity of a leaf is its concept, so two

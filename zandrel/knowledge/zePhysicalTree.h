@@ -41,11 +41,12 @@ public:
     // links it to its parent and children. If the classifier cannot be made, no node is added.
     // RAISES: what zeManager::AddClassifier raises.
     zeNode* MakeNode(const Concept& name, unsigned int type, unsigned int flags, double threshold);
-    // The nodes of a name that are not leaves, like GetLeafNodes.
+    // The nodes of this name that are not leaves; an empty list if there is none.
+    // VALID UNTIL: such a node is added or removed.
     const std::vector<zeNode*>& GetInnerNodes(const Concept& name) const;
     // Enters a leaf in the list of its category; nothing prevents a second entry.
     void AddFinder(zeNode* node);
-    // Takes a leaf out of that list; the last entry moves into its place.
+    // Removes a leaf from that list. The last entry moves into its place.
     void DelFinder(zeNode* node);
 
     // The node's classifier, or null if the node has no classifier. All code gets classifiers by

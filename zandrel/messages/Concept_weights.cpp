@@ -1,6 +1,7 @@
-// Slots are searched by linear probing, and freed by the number of the filling. We do not use
-// concept_map here: it keeps the places of erased entries, and clearing it costs as much as its
-// index is large, and that is as large as the largest text so far needed.
+// Slots are searched by linear probing. A slot contains the number of a filling. It is free if that
+// is not the present filling. We do not use concept_map here, for two reasons. It keeps the places
+// of erased entries. And to clear it costs time that is linear in the size of its index, which is
+// as large as the largest text so far needed.
 #include "zandrel/messages/Concept_weights.h"
 
 #include <algorithm>
@@ -90,8 +91,8 @@ void Concept_weights::swap(Concept_weights& other) noexcept {
     std::swap(m_filling, other.m_filling);
 }
 
-// Number 0 marks slots of no filling. When all numbers are used, which takes four billion texts, we
-// free all slots and begin with 1 again.
+// Number 0 marks slots that no filling has used. When all numbers are used, which takes four
+// billion texts, we free all slots and begin with 1 again.
 void Concept_weights::begin_filling() noexcept {
     if (m_filling == std::numeric_limits<std::uint32_t>::max()) {
         std::fill(m_slots.begin(), m_slots.end(), Slot());

@@ -109,8 +109,7 @@ private:
 
     std::vector<value_type> m_entries;
     std::vector<Slot> m_slots;
-    std::size_t
-        m_slot_count;  // only the first so many of `m_slots` are used: at least twice the entries
+    std::size_t m_slot_count;  // number of slots in use; at least two for each entry
     std::uint32_t m_filling = 1;
 };
 

@@ -16,8 +16,8 @@ namespace {
 // Pairs whose names have this prefix contain bags.
 constexpr std::string_view kBagPrefix = "_SML";
 
-// Up to so many pairs are compared one by one. Of more pairs, a binary search finds the part that
-// remains. The number must be at least 2, or the binary search does not end.
+// Up to this many pairs are compared one by one. If there are more, a binary search first excludes
+// all but this many. The number must be at least 2, or the binary search does not end.
 constexpr std::size_t kScannedCount = 32;
 
 bool is_single_valued(mlMessageConverter::NvpType type) noexcept {
@@ -25,7 +25,8 @@ bool is_single_valued(mlMessageConverter::NvpType type) noexcept {
            type % 2 == 0;
 }
 
-// Returns the few pairs that contain the first pair of this name, if there is one.
+// Returns at most kScannedCount neighbouring pairs. If a pair of this name exists, the first such
+// pair is among them.
 std::span<const zeMsg::Nvp> halved(std::span<const zeMsg::Nvp> pairs,
                                    const Concept& name) noexcept {
     while (pairs.size() > kScannedCount) {
@@ -114,7 +115,7 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
     if (nvp.type != mlMessageConverter::kOldList) {
         return;
     }
-    // Two bytes are the type of the elements, without any element.
+    // A value of two bytes is only the type of the elements: the list is empty.
     if (nvp.value.size() > 2 && !nvp.name.view().starts_with(kBagPrefix)) {
         nvp.type = mlMessageConverter::kPackedList;
     } else {
@@ -122,7 +123,8 @@ void zeMsg::MakeBackwardCompatibile(Nvp& nvp) {
     }
 }
 
-// Rules ask for the same few names again and again, so we first look at the last place of the name.
+// Rules ask for the same few names again and again, so we first look at the place where this name
+// was found last time.
 const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
     const Nvp* const known = known_nvp(name);
     if (known != nullptr) [[likely]] {
@@ -136,7 +138,8 @@ const zeMsg::Nvp* zeMsg::find_nvp(const Concept& name) const noexcept {
 }
 
 // A scan of few pairs compares only handles. It reads no name, so it costs less than a binary
-// search, which compares names. Of many pairs, a binary search leaves a few.
+// search, which compares names. If there are many pairs, a binary search first excludes all but a
+// few.
 const zeMsg::Nvp* zeMsg::search_nvp(const Concept& name) const noexcept {
     std::span<const Nvp> pairs = nvps;
     if (pairs.size() > kScannedCount) {

@@ -149,8 +149,9 @@ private:
     // The value as callers see it.
     static const qtString& value_of(const Nvp& nvp);
 
-    // The first pair of this name where find_nvp found it last, or null. Pairs of one name are
-    // neighbours, and the first one has another name before it.
+    // Returns the first pair of this name if it is still where find_nvp found it last time,
+    // otherwise null. Pairs of one name are neighbours, so a pair is the first of its name if the
+    // pair before it has another name.
     const Nvp* known_nvp(const Concept& name) const noexcept {
         const std::size_t place = m_places[name.hash() % kPlaceCount];
         if (place >= nvps.size()) {
@@ -166,8 +167,9 @@ private:
     const Nvp* find_nvp(const Concept& name) const noexcept;
     const Nvp* search_nvp(const Concept& name) const noexcept;
 
-    // By hash of a name, modulo the size: the last place where find_nvp found such a name. Each use
-    // compares the name, so an outdated entry costs a search and does no harm.
+    // The index is the hash of a name, modulo the size. The element is the position in `nvps` where
+    // find_nvp found a name with this hash last time. Each use compares the name, so an outdated
+    // element only costs a search.
     mutable std::array<unsigned char, kPlaceCount> m_places{};
 };
 

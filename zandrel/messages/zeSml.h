@@ -58,7 +58,7 @@ public:
     // empty keeps its concepts, so a concept can then be there twice.
     // COST: n log n comparisons of text.
     void feed(const zeSml_feeder& feeder);
-    // The same; the feeder is empty afterwards. Moving handles does not access their records, which
+    // Does the same, and empties the feeder. Moving handles does not access their records, which
     // are spread over the memory.
     void feed(zeSml_feeder&& feeder);
     // Clips all weights to the bag's own ceiling and returns true. Does nothing and returns false
@@ -76,8 +76,9 @@ public:
     // Writes the record: total, clip value, number of concepts, and each concept with its weight,
     // in the bag's order.
     void Dump(Hio<Generic32>& io) const;
-    // Appends the entries of a record, and replaces the total and the clip value. Nothing is
-    // checked. Call it for a new bag. If it fails, the entries that were read remain in the bag.
+    // Appends the entries of a record, and replaces the total and the clip value. The weights, the
+    // order of the entries and the total are not checked. Call it only for a new bag, since a bag
+    // with entries keeps them. If it fails, the entries that were read remain in the bag.
     // RAISES: the exceptions of the stream.
     void Load(Hio<Generic32>& io);
 

@@ -114,8 +114,8 @@ int zeOptMap::GetI(const qtString& key) const {
     return zandrel::qtConvertStringToInt(Get(key));
 }
 
-// Returns the value of an entry, or null if the entry is missing, empty or "leave". Stores in
-// `found`, unless it is null, if there is a value.
+// Returns the value of an entry, or null if the entry is missing, empty or "leave". Unless `found`
+// is null, sets `*found` to true if there is a value, and otherwise to false.
 const qtString* zeOptMap::find_given(const qtString& key, bool* found) const {
     const auto entry = options.find(key);
     const bool is_given =

@@ -45,8 +45,8 @@ public:
     // it as bad.
     // RAISES: kUnreadableIndex "Cannot read index" (argument: the file's name); qtX<HioErr>.
     void Open(const qtString& file, char mode);
-    // The same for a memory buffer, whose name is "qtBuffer". A null pointer means an empty buffer;
-    // all modes except 'r' make it and store it in `buffer`.
+    // Opens a memory buffer in the same way. Its name in errors is "qtBuffer". A null pointer means
+    // an empty buffer; all modes except 'r' make it and store it in `buffer`.
     // SHARES: the buffer, until the package is closed.
     void Open(qtPtr<qtBuffer>& buffer, char mode);
     // Writes the index if the package is new or items were added, unless a change has failed.

@@ -55,7 +55,7 @@ public:
     // COST: as Write.
     static bool Verify(const qtString& file);
     static bool Verify(qtPtr<qtBuffer>& buffer);
-    // The same for a package that is open for reading. The package remains open.
+    // Does the same for a package that is open for reading. The package remains open.
     static bool Verify(Hpack& pack);
 
     // Returns true if an open package has a seal, also if the seal does not match.

@@ -30,8 +30,8 @@ struct ZANDREL_EXPORT zeDefaults {
     int num_slices = 10;                   // number of slices of the omit method
     double clip_value = 3.0;               // limit of one concept's weight in a bag; 0: no limit
     int profile_size = 1000;               // features per category
-    int min_Ps_size = 2000;                // learning leaves at least so many concepts per profile
-    int max_Ps_size = 4000;                // and at most so many
+    int min_Ps_size = 2000;                // learning keeps at least this many concepts per profile
+    int max_Ps_size = 4000;                // learning keeps at most this many concepts per profile
     unsigned char P_life_expectancy = 10;  // messages during which a concept cannot be deleted
     double delete_P_factor = 1.1;          // scales the weight below which a concept may be deleted
     int activation_inside = 1;             // messages in a category before it matches

@@ -33,7 +33,8 @@ bool Best_features::offer_outside(const Feature& offered) {
     if (score == 0.0 || std::isnan(score) || m_capacity == 0) {
         return false;
     }
-    // `m_is_full` remains true: later, each removal is followed at once by a late feature.
+    // Once `m_is_full` is true it remains true: from then on we remove a feature only to add a late
+    // one in its place.
     if (!m_is_full && m_own.size() + m_appended.size() < m_capacity) {
         m_appended.push_back({score, &offered});
         return true;

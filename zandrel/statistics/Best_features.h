@@ -16,9 +16,9 @@
 
 namespace zandrel::detail {
 
-// Offers an entry with this score to the best so far. When these are as many as `capacity`, they
-// become a heap with the least on top. Returns true if the entry was taken. A score of 0 or NaN is
-// refused.
+// Offers an entry with this score to `best`, the best entries so far. When `best` has `capacity`
+// entries, it becomes a heap with the least entry on top. Returns true if the entry was taken. A
+// score of 0 or NaN is refused.
 template <class Entry, class Is_greater>
 bool offer_to_best(std::vector<Entry>& best, const Entry& offered, double score,
                    std::size_t capacity, Is_greater is_greater) {
@@ -47,9 +47,9 @@ bool offer_to_best(std::vector<Entry>& best, const Entry& offered, double score,
 // A profile's own concepts are offered first, in any order, and are kept in a heap. Concepts from
 // outside follow, nearly in the order of their scores. While there is room they are appended to a
 // list, so at the end we mostly merge ordered lists. With one heap and one sort of all features
-// instead, these took 14 % of a training of 150 categories with 100 short texts each, where most
-// features are from outside. When there is no more room, a concept replaces the least feature, and
-// is in a second heap.
+// instead, the heap and the sort took 14 % of a training of 150 categories with 100 short texts
+// each, where most features are from outside. When there is no more room, a concept replaces the
+// least feature, and is put into a second heap.
 //
 // For example, with room for 4, the own scores 5 and 1 and the outside scores 4, 3, 2, 0.5: 4 and 3
 // are appended, 2 replaces 1, and 0.5 is refused. The lists are then (5), (4, 3) and (2).
@@ -59,7 +59,7 @@ public:
         Concept_judge::Judged judged;
         const Concept* known;  // BORROWS
         zeStat_storage::P* P;  // BORROWS: the profile's entry, or null
-        std::uint32_t info;    // position in the table of all concepts; a guess
+        std::uint32_t info;    // its position in the table of all concepts; may be wrong
     };
 
     // Forgets all features. The profile has `own_count` concepts. A capacity below 0 counts as 0.

@@ -98,7 +98,7 @@ public:
         return {std::bit_cast<std::uint64_t>(m_Mp), std::bit_cast<std::uint64_t>(ratio(0.0, m_Wp))};
     }
 
-    // A quotient that is 0 where it is not defined.
+    // Returns the quotient, or 0 if the denominator is 0.
     static double ratio(double numerator, double denominator) noexcept {
         return denominator == 0.0 ? 0.0 : numerator / denominator;
     }

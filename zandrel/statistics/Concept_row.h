@@ -16,8 +16,9 @@ namespace zandrel::detail {
 
 // A model's record has the texts of its table of all concepts, in order, and then the texts of each
 // profile, also in order. Nearly all texts of the profiles are in the first list. A look-up in the
-// dictionary waits twice for memory. So we search the first list instead: forward by steps that
-// double, and then by a binary search in the last step.
+// dictionary is slow, since it waits twice for memory: for a slot and for a record. So we search
+// the first list instead: forward by steps that double, and then by a binary search in the last
+// step.
 //
 // For example, the first list is a b c d e f g h, and a profile has c and g. For c we compare a
 // (less), then c (not less): c is one of the two behind a. For g we continue behind c: d is less, f
@@ -84,7 +85,7 @@ private:
     }
 
     std::vector<Place> m_places;
-    std::vector<const Concept*> m_concepts;  // of the places
+    std::vector<const Concept*> m_concepts;  // of each element of `m_places`
     std::size_t m_next = 0;
 };
 

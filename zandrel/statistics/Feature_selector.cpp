@@ -192,7 +192,8 @@ void Feature_selector::offer_lists(const Concept_judge& judge, Feature_selector&
     }
 }
 
-// The first refusal ends the walk: the candidates behind it are expected to score less.
+// The first refusal ends the loop: the candidates behind the refused one are expected to score
+// less.
 void Feature_selector::offer_candidates(const Concept_judge& judge,
                                         Outside_candidates& candidates) {
     Outside_candidates::Judgements& judgements = candidates.judgements(judge);
@@ -229,7 +230,7 @@ void Feature_selector::announce_known(std::size_t copied) const {
 // Returns false if a weight is too large for a float.
 bool Feature_selector::store_weights(zeStat_storage::Profile& profile, const Scale& scale) const {
     const bool normalises = m_storage.m_use_normalization;
-    // The records of a small model are in the caches, where announcing only costs time.
+    // The records of a small model are in the caches, so loading them early would only cost time.
     const bool announces = m_storage.m_concept_infos.size() > kFewConcepts;
     profile.m_weights.reserve(m_best.size());
     for (std::size_t i = 0; i < m_best.size(); ++i) {

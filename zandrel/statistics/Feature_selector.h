@@ -46,20 +46,20 @@ public:
 
     // A concept's value in the order of candidates.
     static double value_of(const zeStat_storage& storage, const zeStat_storage::Concept_info& info);
-    // The same among rare concepts.
+    // The same value for a rare concept.
     static double value_of_rare(const zeStat_storage::Concept_info& info);
 
-    // Candidates of a selection that treats missing concepts in the new way.
+    // All candidates, in one list, if the setting UseNewZC is on.
     Outside_candidates m_all;
-    // Candidates of a selection in the old way. A concept is rare if its rate is less than the rate
-    // of a concept that was seen once.
+    // The candidates, in two lists, if the setting UseNewZC is off. A concept is rare if its rate
+    // is less than the rate of a concept that was seen once.
     Outside_candidates m_regular;
     Outside_candidates m_rare;
 
 private:
     using Entry = zeStat_storage::Ps::value_type;
 
-    static constexpr std::size_t kAhead = 8;  // loads begin so many features earlier
+    static constexpr std::size_t kAhead = 8;  // how many features ahead we begin to load
     static constexpr std::size_t kFewConcepts = 100000;
 
     // Sums of weight times rate over the selected features. The scale of the weights follows from

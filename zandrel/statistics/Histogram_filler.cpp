@@ -63,7 +63,8 @@ void Histogram_filler::add(const zeMsg& msg, const zeCorpus_view::Msg& entry) {
     add_relevant(entry.cats);
     m_weights[m_message_count] = msg.weight;
     ++m_message_count;
-    // If tables correct the scores, the correction depends on the ages, which entering changes.
+    // If likelihood tables correct the scores, the correction depends on the ages of the profiles.
+    // Entering a message changes these ages, so we enter it before the next one is scored.
     if (m_message_count == kBlockSize || !m_scores_are_plain) {
         enter_block();
     }
@@ -133,7 +134,8 @@ void Histogram_filler::add_sums(const Clipped_bag& bag) {
             continue;
         }
         const double entry_weight = bag.weight(entry);
-        // 0 times a weight that is not finite is no number.
+        // A full row contains zeros, and 0 times an infinite weight would be NaN. For such a weight
+        // we use the pairs of the row instead.
         const float* const weights = std::isfinite(entry_weight) ? full_row(row) : nullptr;
         if (weights != nullptr) {
             add_full_row(weights, entry_weight);
@@ -145,7 +147,8 @@ void Histogram_filler::add_sums(const Clipped_bag& bag) {
 
 // Returns the row as an array, or null if the row has too few profiles.
 const float* Histogram_filler::full_row(Match_table::const_iterator row) {
-    // A pair of a full row takes a third of the time of a pair with an index, and less memory.
+    // An element of a full row takes a third of the time of a pair with an index, and less memory.
+    // So a full row is worth it if at least half of the profiles have a pair.
     if (2 * row->second.size() < m_sums.size()) {
         return nullptr;
     }
@@ -271,7 +274,7 @@ void Histogram_filler::enter_totals() noexcept {
 void Histogram_filler::enter_relevant() noexcept {
     for (const Relevant& each : m_relevant) {
         if (each.message == m_message_count) {
-            return;  // of a message whose `add` ran out of memory
+            return;  // This and all further ones are of a message whose `add` ran out of memory.
         }
         zeStat_storage::Profile& profile = *m_matcher.m_storage->m_profiles[m_active[each.place]];
         const auto bin = static_cast<std::size_t>(bins_of(each.message)[each.place]);

@@ -24,9 +24,9 @@ class zeStat_matcher;
 
 namespace zandrel::detail {
 
-// Made for messages that are scored by one state of a model. Each message adds its weight to one
-// bin of the histogram of each category. A profile takes no part if it has no messages, or all
-// messages of the model. Its sum then remains in its accumulator.
+// Fills the histograms from messages that are all scored by the same state of a model. Each message
+// adds its weight to one bin of the histogram of each category. A profile takes no part if it has
+// no messages, or all messages of the model. Its sum then remains in its accumulator.
 //
 // The histograms are complete when the filler is destroyed.
 //
@@ -46,7 +46,7 @@ public:
     void add(const zeMsg& msg, const zeCorpus_view::Msg& entry);
 
 private:
-    // Messages whose bins are found before any of them is entered.
+    // The number of messages whose bins are found before any of them is entered.
     static constexpr std::size_t kBlockSize = 16;
 
     // A message of the block that belongs to a category.
@@ -57,7 +57,7 @@ private:
 
     // A row of the table that has a weight for most profiles, with 0 for the others.
     struct Full_row {
-        bool is_known = false;             // the row was met
+        bool is_known = false;             // true after the first use of the row
         std::unique_ptr<float[]> weights;  // by profile, up to a whole chunk; may be null
     };
 
@@ -89,7 +89,8 @@ private:
     std::size_t m_active_count = 0;
     std::vector<std::pair<const zeNode*, std::size_t>> m_place_of_node;  // in order
     std::vector<std::size_t> m_idle;  // the profiles that take no part
-    // By profile. The sums of active profiles are 0 between messages; the others keep growing.
+    // One sum for each profile. The sums of active profiles are 0 between messages; the others keep
+    // growing.
     std::vector<double> m_sums;
     std::vector<Full_row> m_full_rows;  // by position in the table
 

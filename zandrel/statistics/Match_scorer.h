@@ -160,7 +160,7 @@ private:
     const std::vector<Rest_score>& m_rest_scores;
     double m_total_weight;
     double m_profile_count;
-    std::int64_t m_most_msgs;  // of a profile, so that enough messages are outside it
+    std::int64_t m_most_msgs;  // a profile with more has too few messages outside it
     bool m_scores_nothing;     // the bag is empty, or the model too small
     bool m_corrects;
 };

@@ -95,7 +95,7 @@ public:
 
     const_iterator end() const { return m_rows.end(); }
 
-    // The table as a map, for walks in another order.
+    // The rows as a map, for callers that need positions or sort the rows by their texts.
     const Rows& rows() const noexcept { return m_rows; }
 
 private:

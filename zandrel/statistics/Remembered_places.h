@@ -45,7 +45,7 @@ public:
     // Returns true if there is a guess left.
     bool is_replaying() const noexcept { return !m_is_recording && m_next < m_places.size(); }
 
-    // The guess that `guess` returns after `count` others.
+    // Returns the guess that `guess` will return after `count` more calls.
     Position guess_behind(std::size_t count) const noexcept {
         return is_replaying() && count < m_places.size() - m_next ? m_places[m_next + count]
                                                                   : kUnknown;

@@ -156,7 +156,8 @@ struct Setting {
     // Gives a model a new value. A setter of the model may then change other members too.
     void (*give_model)(zeStat_storage& model, double value) = nullptr;
 
-    // The following functions change a part of the row where it differs from the rule for the type.
+    // Each of the following functions returns a copy of the row in which one part is different from
+    // the default for its type.
 
     constexpr Setting within(std::int64_t least, std::int64_t greatest) const {
         Setting changed = *this;
@@ -221,7 +222,7 @@ constexpr Setting of_models(const char* key) {
     return setting;
 }
 
-// The same for one element of an array of weights.
+// Makes the row of a setting that is one element of an array of weights.
 template <auto Field, auto Flag, auto Member, std::size_t Slot>
 constexpr Setting weight_of_models(const char* key) {
     Setting setting;

@@ -26,7 +26,7 @@ public:
     void add(unsigned int position, const std::vector<zeNode*>& cats);
 
     // Calls `give(part, position)` for every position, with parts from 0 to `part_count` - 1.
-    // REQUIRES: a part, if there is a position.
+    // REQUIRES: part_count > 0, unless no position was added.
     template <class Give>
     void deal(std::size_t part_count, Give give) const {
         std::size_t dealt = 0;

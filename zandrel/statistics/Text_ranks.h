@@ -70,7 +70,7 @@ public:
 
 private:
     static constexpr std::size_t kBytes = 256;
-    static constexpr std::size_t kAhead = 16;  // loads begin so many entries earlier
+    static constexpr std::size_t kAhead = 16;  // how many entries ahead we begin to load
 
     struct Placed : Text_placed<Entry> {
         std::uint32_t position;

@@ -76,9 +76,10 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
         build_subcorpuses(view, sub_bulk_count, parts);
         int number = 1;
         for (zeCorpus_view& part : parts) {
-            // Each bulk selects the features of all profiles, so we skip bulks without a message.
-            // The first bulk, which scales old counts, is never skipped: it gets the first message,
-            // and a view without messages has only one bulk.
+            // Each bulk repeats the feature selection for all profiles, which is expensive, so we
+            // skip empty bulks. The first bulk also scales old counts, so it must run. It is never
+            // empty here, since it gets the first message of the view, and an empty view is not
+            // divided.
             if (!part.msgs.empty()) {
                 tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
                 learn_bulk(part, first && number == 1);
@@ -136,7 +137,7 @@ void zeStat_diet_learner::build_subcorpuses(zeCorpus_view& view, int count,
         if (m_not_finite.count(entry.index) == 0) {
             deal.add(static_cast<unsigned int>(position), entry.cats);
         } else {
-            out.front().msgs.push_back(entry);  // training skips it and traces that
+            out.front().msgs.push_back(entry);  // training skips the message and traces this
         }
     }
     deal.deal(out.size(), [&view, &out](std::size_t part, unsigned int position) {

@@ -63,7 +63,7 @@ public:
     // Takes the category's influence out of the totals and empties its profile. With
     // `remove_concepts`, also subtracts its weights from the table of all concepts.
     bool clear_cat(zeNode*& cat, bool remove_concepts);
-    // The same, and deletes the profile, which renumbers another.
+    // Does the same, and then deletes the profile, which gives another profile its index.
     bool delete_cat(zeNode*& cat, bool remove_concepts);
     // Adds an empty profile and returns true. If the category has a profile already, empties it
     // without a change of the totals, and returns false.

@@ -128,9 +128,9 @@ double zeStat_diet_learner::average_size(const Sizes& sizes) const {
     ZANDREL_ASSERT(counting != 0, "num_profiles - num_junk_profiles");
     const double mean = sizes.sum / counting;
     const double factor = m_storage->m_weaken_small_cats_factor;
-    double c = 0.0;  // sums over the counting profiles: of the dampings,
-    double g = 0.0;  // of the logarithms of the damped sizes,
-    double h = 0.0;  // and of the sizes times the dampings
+    double c = 0.0;  // sum of the dampings `d` of the counting profiles
+    double g = 0.0;  // sum of the logarithms of their sizes, times the dampings
+    double h = 0.0;  // sum of their sizes, times the dampings
     for (const auto& profile : m_storage->m_profiles) {
         const double Mp = profile->m_msg_weight;
         if (Mp == 0.0 || !counts(*profile, sizes.all_junk)) {

@@ -84,7 +84,7 @@ public:
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
                   bool use_thresholds) override;
 
-    // The same in two steps, for a caller that mostly needs the best category only.
+    // The work of `classify` in two steps, for a caller that mostly needs the best category only.
 
     // The sums of one message, from which scores are made.
     struct Sums {
@@ -102,7 +102,8 @@ public:
                      bool use_thresholds) const;
     // Adds only the categories that may be the best, as `classify` does without thresholds. The
     // score of each other category is less than the best score by 1e-9 at least.
-    // REQUIRES: as `add_answers`, and likelihood tables within 0 and 1, as training and files give.
+    // REQUIRES: as `add_answers`, and likelihood tables with values from 0 to 1. Training makes
+    // only such tables, and a model with other tables is refused when it is read.
     void add_best_answers(const Sums& sums, zeResult_set& results) const;
 
     // Explains one category's score, which it returns: replaces `scores` by one line for each
@@ -167,7 +168,7 @@ public:
     // Adds the product of both weights of each concept, in the bag and of the feature, to the
     // accumulators of the profiles.
     void classify_sml(zeSml& sml);
-    // The same for one profile.
+    // Does the same for one profile.
     void classify_sml_with_profile(zeSml& sml, int& iprofile);
     // Returns the score of a category, 0..1, from its accumulator, which it resets. So call it once
     // after each `classify_sml`. A score of NaN, as from the difference of two infinite sums,

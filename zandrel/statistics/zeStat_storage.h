@@ -356,7 +356,7 @@ struct Setting_table {
             .through<&M::set_profile_size>().within(1, kGreatestInt),
         of_models<&D::min_Ps_size, &F::min_Ps_size, &M::m_min_Ps_size>("MinPsSize"),
         of_models<&D::max_Ps_size, &F::max_Ps_size, &M::m_max_Ps_size>("MaxPsSize"),
-        // One byte.
+        // The record has one byte for it.
         of_models<&D::P_life_expectancy, &F::P_life_expectancy, &M::m_P_life_expectancy>("PLifeExpectancy")
             .within(0, 255),
         of_models<&D::delete_P_factor, &F::delete_P_factor, &M::m_delete_P_factor>("DeletePFactor"),

@@ -201,8 +201,8 @@ void zeStat_storage::require_possible_numbers() const {
     check.end(has_signed_settings());
 }
 
-// The same before the training data are read. Here a single odd weight is not yet refused: there
-// may be another one in the training data.
+// The first part of the same check, before the training data are read. Here a single odd weight is
+// not yet refused: there may be another one in the training data.
 void zeStat_storage::require_possible_heads() const {
     Number_check check(m_id);
     check_settings(*this, check);
@@ -212,8 +212,8 @@ void zeStat_storage::require_possible_heads() const {
     }
 }
 
-// The second part of the same, when the training data are read. Settings and accumulators are not
-// checked again: they may have changed since the record was read.
+// The second part of the same check, when the training data are read. Settings and accumulators are
+// not checked again: they may have changed since the record was read.
 void zeStat_storage::require_possible_kept() const {
     Number_check check(m_id);
     check_totals(*this, check);

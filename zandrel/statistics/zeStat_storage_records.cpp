@@ -60,7 +60,7 @@ void announce_texts(const std::vector<const Entry*>& entries, std::size_t next) 
     }
 }
 
-// Makes room for so many entries, if the table does not have it yet.
+// Makes room in the table for `count` entries, if it has too little.
 template <class Table>
 void make_room(Table& table, unsigned int count) {
     if (count > table.bucket_count()) {

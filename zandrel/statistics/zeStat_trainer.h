@@ -63,7 +63,8 @@ public:
     // Counts all messages of the view. If the storage uses likelihood tables, updates them.
     // Selection follows when a matcher is fed. With `remove`, takes the messages out again.
     void train(zeCorpus_view& view, bool remove);
-    // The same for the messages of `m_msg_indices`. Removing does not change the likelihood tables.
+    // Does the same for the messages of `m_msg_indices`. Removing does not change the likelihood
+    // tables.
     void calculate_profiles(bool remove);
     // Counts the keywords, the titles and the canned texts of the messages, each with the weight
     // that the storage has for that slot. Weights are not clipped, and no likelihood tables are
@@ -148,7 +149,7 @@ private:
 
     // The share of one concept of a message.
     struct Share {
-        const Concept* known;          // BORROWS: the bag's
+        const Concept* known;          // BORROWS: the concept in the bag
         double amount;                 // the concept's share of the message's weight
         Concept_infos::Position info;  // its position in the table of all concepts
     };

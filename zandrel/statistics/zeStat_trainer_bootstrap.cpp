@@ -110,7 +110,7 @@ void zeStat_trainer::bootstrap(zeCorpus_view& view) {
         for (const zeCorpus_view::Msg& entry : view.msgs) {
             const qtPtrLight<zeMsg> msg = fetch(entry);
             if (!msg.IsNull() && !weights.empty()) {
-                // The weight of the first message, for all: callers depend on it.
+                // All messages get the weight of the first one, since callers depend on it.
                 deactivate(*msg, weights.front());
             }
         }

@@ -85,7 +85,8 @@ void zeStat_trainer::clear_candidates() {
     m_all_concepts.clear();
 }
 
-// A profile reads at most the candidates that it has already, and as many others as it keeps.
+// A profile skips the candidates that it has already, and keeps at most ProfileSize of the others,
+// so it reads no more than the sum of both.
 std::size_t zeStat_trainer::most_candidates_needed() const {
     std::size_t most = 0;
     for (const auto& profile : m_storage->m_profiles) {

@@ -9,7 +9,8 @@
 #include "zandrel/storage/Generic32.h"
 #include "zandrel/storage/SegBuf.h"
 
-// A device named "SegBuf". BORROWS: the SegBuf, which must outlive it.
+// A device named "SegBuf".
+// BORROWS: the SegBuf, which must outlive it.
 //
 // To write a record, build it through an HSegment, call `Close`, and pass the SegBuf to a file,
 // which takes its `size` bytes from position 0. To read a record, let the file fill a SegBuf, and
@@ -73,7 +74,7 @@ public:
     SegBuf& buffer() noexcept { return m_buffer; }
 
 private:
-    // The general ways of Write and Read, run by run.
+    // Write and Read for bytes in more than one segment. They copy run by run.
     void WriteRuns(const char* bytes, unsigned int byte_count);
     void ReadRuns(char* bytes, unsigned int byte_count);
 

@@ -123,7 +123,7 @@ public:
 
     bool ReadBool() { return ReadByte() != 0; }
 
-    // Without bytes, the device is not called.
+    // If there are no bytes, the device is not called.
     void WriteBytes(const char* bytes, unsigned int byte_count) {
         if (byte_count != 0) {
             device->Write(const_cast<char*>(bytes), byte_count);  // no device changes them

@@ -501,7 +501,7 @@ unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
     SeekTo(offset);
     // A replacement or a deletion needs only tag, lengths and key. The device would read 1,024
     // bytes by itself, and copy about 1,000 of them for nothing.
-    // Other devices need not have the operation.
+    // Another device may lack ReadAhead, so we call it only if it exists.
     if constexpr (requires { io.device->ReadAhead(0U); }) {
         io.device->ReadAhead(zandrel::detail::kItemOverhead +
                              static_cast<unsigned int>(key.size()));

@@ -82,8 +82,8 @@ public:
     // RAISES: std::bad_alloc; `size` is then unchanged.
     void Extend(unsigned int byte_count);
 
-    // The same for a caller who then writes all bytes from the old `size` to the new one: of a new
-    // segment, only the bytes behind `byte_count` are zeroed.
+    // Does the same for a caller who then writes all bytes from the old `size` to the new one. So
+    // of a new segment only the bytes behind `byte_count` are zeroed.
     void ExtendToFill(unsigned int byte_count);
 
     // The end of the last segment that has content. No read can pass it.

@@ -26,8 +26,9 @@ inline constexpr unsigned int kReadAheadBytes = 1024;
 
 // The work of one call of a device. It never calls the device's own operations, since a derived
 // class may override them.
-// Device: Hfile32 or Hfile64. BORROWS: the device and its place.
+// Device: Hfile32 or Hfile64.
 // Calls: `Open`, `Seek` and `Tell` of the C library, `kLargestPiece`, and `kLargestEnd` of a file.
+// BORROWS: the device and its place.
 template <class Device, class Calls>
 class File_device {
 public:
@@ -256,8 +257,9 @@ private:
         return piece;
     }
 
-    // Reads directly from the file, at most kLargestPiece bytes. REQUIRES: all bytes of the buffer
-    // were read. Returns as TakeBuffered.
+    // Reads directly from the file, at most kLargestPiece bytes. Returns the same as
+    // TakeBuffered.
+    // REQUIRES: all bytes of the buffer were read.
     unsigned int ReadThrough(char* bytes, unsigned int byte_count) {
         m_place.filled = 0;
         m_place.taken = 0;

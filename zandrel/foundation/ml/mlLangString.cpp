@@ -1,4 +1,4 @@
-// The text is taken as it is: no byte ends it.
+// The text is copied as it is: a zero byte does not end it.
 #include "zandrel/foundation/ml/mlLangString.h"
 
 mlLangString mlLangString::BuildFromCString(const qtString& text) {
