@@ -59,7 +59,8 @@ private:
             height == 0 ? 0U : unsigned{zeNode::NoScore}, 0.0);
     }
 
-    // Makes the children of a node, trains its classifier, and then does the same for each child.
+    // Makes the children of a node, trains the node's classifier to choose among them, and does the
+    // same for each child. A leaf has nothing to train.
     void train(zeNode& node, std::size_t height, std::size_t first_label) {
         if (height == 0) {
             return;

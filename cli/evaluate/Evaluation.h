@@ -76,10 +76,10 @@ struct Evaluation {
 };
 
 // Each data file may be "-", standard input.
-// All files are read first, so bad data are reported before any work. RAISES: Input_error;
-// Data_error for a bad line, unless bad lines are skipped, and for a compact container that would
-// have to learn; Usage_error if standard input is named twice; what read_model raises;
-// qtX<zeWorkflow> 2 "Process interrupted".
+// RAISES, before any work: Usage_error if standard input is named twice; Input_error; Data_error
+// for a bad line, unless bad lines are skipped. Then, if the model is read: what read_model raises;
+// Data_error if `learn_file` is set and the container is compact. At any time: qtX<zeWorkflow> 2
+// "Process interrupted".
 Evaluation evaluate(const Evaluation_options& options);
 
 }  // namespace cli

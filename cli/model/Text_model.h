@@ -135,8 +135,8 @@ private:
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
-    // `Texts`: a vector of Labelled_text. Unless it is constant, the member `text` of each element
-    // is emptied.
+    // `Texts`: a vector of Labelled_text. If it is not constant, the member `text` of each element
+    // is emptied once it is analysed, to save memory.
     template <class Texts>
     void start_with(Texts& texts, bool bootstraps, CTProgress* progress);
     template <class Texts>

@@ -56,10 +56,11 @@ struct Record_hole {
 
 struct Record_index {
     std::vector<Record_item> items;  // sorted by key
-    std::vector<Record_hole> holes;  // by slot; within a slot, the hole that was freed last is last
-    std::uint64_t space = 0;         // bytes of the index in its block
-    std::string problem;             // empty: the index was read completely
-    bool is_past_end = false;        // the file ends before the end of the index
+    // Sorted by slot; within a slot, in the order in which they were freed.
+    std::vector<Record_hole> holes;
+    std::uint64_t space = 0;   // in bytes, without the padding of the index's block
+    std::string problem;       // empty: the index was read completely
+    bool is_past_end = false;  // the file ends before the end of the index
 };
 
 // The parts that only a package has.

@@ -274,8 +274,8 @@ TEST(RuleCodeTest, LongRulesAreEvaluatedAcrossPauses) {
     }
 }
 
-// The evaluation pauses as above, but jumps end at and around the pauses. Each term is 1 if the
-// score is above 2, and otherwise 3.
+// As above, with jumps that end at and around the pauses. Each term is 1 for the score 3, and 3 for
+// the score 1.
 TEST(RuleCodeTest, JumpsMayEndAtPauses) {
     std::string rule = "0";
     for (int count = 1; count <= 200; ++count) {

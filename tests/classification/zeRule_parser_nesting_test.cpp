@@ -25,8 +25,9 @@ struct Nesting_row {
     double value;  // the rule's value at that depth
 };
 
-// Each opening makes one node, and so does the innermost expression. A boolean rule has one more
-// node for its conversion to a number. At the greatest depth there are 10,000 nodes in all.
+// At the greatest depth, 10,000 nodes are counted on the longest path from the root to an operand:
+// usually one for each repetition, one for the innermost expression, and one for the conversion of
+// a boolean rule to a number.
 constexpr Nesting_row kRows[] = {
     {"sign", "-(", "1", ")", 9999, -1.0},
     {"sign that leaves no object", "+(", "1", ")", 9999, 1.0},
@@ -136,9 +137,9 @@ TEST(RuleNestingTest, TypesOfDeepestRulesAreChecked) {
     }
 }
 
-// An equality needs a conversion only for certain types of its operands, so conversions can be
-// counted only once the types are known. This rule is too deep only if conversions are counted, so
-// the wrong type beside it is reported first.
+// The depth is checked twice: before the types are settled, without the conversions of operands of
+// equalities, and afterwards with them. This rule is too deep only with these conversions, so a
+// type error in the rule around it is reported first.
 TEST(RuleNestingTest, WrongTypesAreReportedBeforeDepthThroughConversions) {
     const std::string deep = repeated("1 != (", 3333) + "1 != 1" + repeated(")", 3333);
 

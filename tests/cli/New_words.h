@@ -35,9 +35,10 @@ struct Growth {
     double cpu_seconds = 0.0;  // for all learning so far
 };
 
-// Trains with the first bulk of the stream and then learns up to `text_count` texts. Returns the
-// state of the model after each tenth of the texts, at the end of the bulk that completes this
-// tenth.
+// Trains with the first bulk of the stream, and then learns further bulks up to `text_count` texts.
+// Measures the model each time another 10 % of the texts are learned, at the end of a bulk, so it
+// returns ten measurements.
+// REQUIRES: `bulk` is at most a tenth of `text_count`.
 std::vector<Growth> learn_new_words(const cli::Analysis_settings& analysis,
                                     const std::vector<std::string>& assignments,
                                     std::size_t text_count, std::size_t bulk,

@@ -101,7 +101,8 @@ TEST(zeMsgPairsTest, FirstPairOfEachNameIsFoundAndMissingNamesAreNot) {
     }
 }
 
-// Names with the same beginning, also with a zero byte, are in the order of their bytes.
+// The pairs are sorted by the bytes of their names, also where one name is a prefix of another or
+// contains a zero byte.
 TEST(zeMsgPairsTest, NamesThatAreBeginningsOfOthersAreFound) {
     std::set<std::string> names;
     for (const char byte : {'\0', 'a', '\xff'}) {

@@ -170,7 +170,8 @@ TEST(zeSmlRecordTest, EntriesReadBeforeTheEndOfACutRecordAreKept) {
     EXPECT_EQ(bag.m_concepts.front().m_concept, term("ab"));
 }
 
-// A read past the end of the record raises an error, but inside the last segment it reads zeros.
+// A read that starts before the end and goes past it, within the last segment, gets zeros for the
+// missing bytes. A read that starts at the end raises an error.
 TEST(zeSmlRecordTest, EveryCutIsSafe) {
     const std::string whole = from_hex(kTwoConcepts);
     for (std::size_t size = 0; size < whole.size(); ++size) {

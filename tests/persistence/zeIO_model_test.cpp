@@ -109,7 +109,8 @@ TEST(zeIOTaughtTest, RootTrainedOnLeavesOfAllLevelsIsReadBack) {
     expect_parts_read_back(kc.manager);
 }
 
-// Two classifiers know each leaf. Deleting a leaf must remove it from both.
+// The leaf `sport` is known to two classifiers, `desk` and `home`. Deleting it must remove it from
+// both.
 TEST(zeIOTaughtTest, LeavesOfTwoClassifiersAreEditedAndReadBack) {
     Trained_desk kc;
     for (const bool is_learned : {false, true}) {

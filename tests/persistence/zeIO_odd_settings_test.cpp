@@ -240,8 +240,8 @@ TEST(zeIOChangedBitsTest, EveryScoreStaysWithin0And1AndFewerAnswersChange) {
     }
 }
 
-// The matching table still has the deleted profile, and it still refers to the last profile by its
-// old index.
+// Without a refeed the matcher's table is stale: it still has pairs of the deleted profile, and it
+// names the moved last profile by its old index.
 TEST(zeIOStaleTableTest, TableOfADeletedProfileGivesAFileThatIsRead) {
     zeManager manager;
     build_answering_kc(manager);

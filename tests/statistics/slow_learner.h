@@ -29,7 +29,7 @@ public:
         int cut_profiles = 0;
         int dieted = 0;   // concepts that the diet removed from a profile, down to the lower bound
         int bounded = 0;  // concepts that the upper bound removed from a profile
-        int swept = 0;    // concepts that were removed from `model.infos`
+        int swept = 0;    // concepts removed from the model's table of concepts (`infos`)
     };
 
     Slow_learner(const zeDefaults& settings, bool is_geometric, std::set<std::string> junk)

@@ -342,8 +342,8 @@ TEST_F(zeStatDietLearnerEliminationTest, CandidateHasItsWeightAndItsStorage) {
     EXPECT_EQ(zeStat_diet_learner::Concept_info::m_storage, &m_storage);
 }
 
-// The sweep: removes concepts that no profile has and that are rarer than a concept seen once. Here
-// that is a weight of 8 / 4.
+// The sweep removes concepts that are in no profile and are rarer than a concept seen once. In
+// these tests that limit is a weight of 8 / 4 = 2.
 
 TEST_F(zeStatDietLearnerEliminationTest, RareConceptsWithoutAProfileAreSwept) {
     struct Row {

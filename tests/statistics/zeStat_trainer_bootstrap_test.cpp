@@ -23,8 +23,9 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 
-// The total of a bag of keywords is multiplied by 6, and its message gets the weight 5. Bags of
-// titles and canned texts are unchanged, and their messages get the weight 3.
+// With the default settings, a bootstrap multiplies the total of a keywords bag by 6 and counts it
+// with the message weight 5. Bags of titles and of canned texts are unchanged and are counted with
+// the message weight 3.
 class zeStatTrainerBootstrapTest : public testing::Test {
 protected:
     // A message with the keywords k, the title t and the canned text c.

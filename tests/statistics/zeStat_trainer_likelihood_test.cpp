@@ -240,8 +240,8 @@ TEST_F(zeStatTrainerTableTest, RisingRatiosAreUnchanged) {
     EXPECT_DOUBLE_EQ(table[29], 19.0 / (20.0 + kStart));
 }
 
-// The ratios 0.5 and 0.2 fall, so their bins are pooled into 2 of 7. No pool comes before this one,
-// so nothing else is joined.
+// The bins with the ratios 0.5 and 0.2 become one pool, 2 of 7. No pool is before it, so no further
+// joining is needed, and the next bin follows.
 TEST_F(zeStatTrainerTableTest, ViolatorsAtTheStartArePooled) {
     Fill({{1.0, 2.0}, {1.0, 5.0}, {9.0, 10.0}});
 

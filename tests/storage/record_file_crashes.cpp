@@ -181,8 +181,9 @@ private:
         return tally;
     }
 
-    // Each image belongs to one kind. `tally` has the images that expect() predicted, so the kinds
-    // of the remaining images follow from the kind of the step and from the state before it.
+    // `tally` already has the images that `expect` could classify. The kind of the step and the
+    // state before it decide the result of the others. The image with the last byte may have a
+    // result of its own, because this byte may mark the file as stale or clean.
     void add_expected(const Record_step& step, Crash_tally tally, const Side& before) {
         tally.images = size_of(m_model.writes);
         const std::size_t told = tally.lost + tally.torn + tally.before + tally.after;

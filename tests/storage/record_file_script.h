@@ -31,7 +31,7 @@ struct Record_step {
     std::string key = {};
     std::string to = {};    // for a rename
     std::string data = {};  // for an add
-    // The owner's words. `number` is the file's number or the state.
+    // The owner's header fields. `number` is the file's id or the state.
     unsigned int number = 0;
     unsigned short version = 0;
     unsigned char flags = 0;
@@ -46,8 +46,10 @@ struct Script_shape {
     unsigned int largest_power = 12;
     unsigned int rarely_largest_power = 17;  // for one add in a hundred
     unsigned int changes_an_index = 50;  // the average number of changes between two index writes
-    unsigned int owner_percent = 2;      // percentage of steps that are owner's words or repairs
-    bool has_owner_states = false;       // whether the owner changes the state too
+    // Percentage of steps that are repairs or set the owner's header fields: id, version and flags;
+    // with `has_owner_states` also the state.
+    unsigned int owner_percent = 2;
+    bool has_owner_states = false;  // whether the owner changes the state too
     // If an item overwrites the old one of its key, this makes the last bytes of the two blobs
     // differ. Then a torn write never looks complete.
     bool differs_in_place = false;

@@ -69,13 +69,16 @@ private:
     std::vector<zeResult> m_answers;  // not yet taken; a heap once `m_is_heap`
     std::vector<zeResult> m_tied;     // answers of one tie in order, the next one last
     Identity_set m_taken;
-    Get_answers m_get_all;   // empty if `m_answers` began with all of them
+    // Fetches all answers of the classifier. Empty if `m_answers` has them already, and after its
+    // one call.
+    Get_answers m_get_all;
     bool m_is_fresh = true;  // `take` has not been called
     bool m_is_heap = false;
 };
 
-// A priority queue that has only the best answer of each classifier. So a walk that ends after a
-// few results never orders the others.
+// A priority queue. Usually it has only the best remaining answer of each classifier, so a walk
+// that ends after a few results never orders the rest. For the exceptions, see `push_answers` in
+// Frontier.cpp.
 class Frontier {
 public:
     void push(const Node_score& entry);

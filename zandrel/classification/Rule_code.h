@@ -85,8 +85,9 @@ public:
 
     struct Instruction;
 
-    // Executes `now` and the instructions behind it, as long as they compute numbers from numbers.
-    // `result`: the last number before. Returns the last number after.
+    // Executes `now` and the following instructions, up to the first that does not compute a number
+    // from numbers or that is a pause. `result`: the last number computed before `now`. Returns the
+    // last number computed in this run.
     using Step = double (*)(double result, const Instruction* now, Rule_evaluation& evaluation);
 
     struct Instruction {

@@ -10,13 +10,13 @@
 
 namespace zandrel::detail {
 
-// `a v b` in a rule. It returns the left one of two equal operands, as std::max does.
+// The rule operator `v`. Does what std::max does; it is written out to match `lesser_of`.
 inline double greater_of(double left, double right) noexcept {
     return left < right ? right : left;
 }
 
-// `a ^ b` in a rule. It returns the right one of two equal operands, so `-0.0 ^ 0.0` is 0.0.
-// std::min would return the left one.
+// The rule operator `^`. Of two equal operands it returns the right one, so `-0.0 ^ 0.0` is 0.0;
+// std::min would return the left one, -0.0.
 inline double lesser_of(double left, double right) noexcept {
     return right <= left ? right : left;
 }

@@ -68,8 +68,8 @@ public:
     bool is_cat_blocked(zeNode* const& child, zeMsg& msg) override;
     // Appends the children with rules, in no defined order, then the default.
     void get_all_categories(std::vector<zeNode*>& cats) override;
-    // The rules are copied, which drops the second forms of their concepts. `m_dirty` does not
-    // change.
+    // As zeClassifier::global_replace. Copies each rule, and a copy loses the second forms of its
+    // concepts (zeConceptInDoc::m_processed). `m_dirty` does not change.
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
     // The functions for edits. A switcher derives nothing from its rules, so rebuild_table does

@@ -11,9 +11,8 @@ namespace zandrel::detail {
 
 // Shows a bag as `zeSml::get_clipped_sml` would return it: the same entries, weights and total, to
 // the last bit. Weights are clipped when they are read: under a ceiling of 3, the weight 5 is read
-// as 3. A clipped copy would change the count of handles in the record of each concept, which is
-// mostly not in the cache. Counting and matching read a bag four times in a training, and copies
-// took 3 % of the time.
+// as 3. A copy would change the reference count of every concept, which is seldom in the CPU cache.
+// A training reads each bag four times, and copies took 3 % of its time.
 class Clipped_bag {
 public:
     // BORROWS the source.

@@ -91,8 +91,8 @@ void Concept_weights::swap(Concept_weights& other) noexcept {
     std::swap(m_filling, other.m_filling);
 }
 
-// Number 0 marks slots that no filling has used. When all numbers are used, which takes four
-// billion texts, we free all slots and begin with 1 again.
+// 0 marks a slot that no filling has used. After four billion fillings the numbers run out; we then
+// free all slots and start at 1 again.
 void Concept_weights::begin_filling() noexcept {
     if (m_filling == std::numeric_limits<std::uint32_t>::max()) {
         std::fill(m_slots.begin(), m_slots.end(), Slot());

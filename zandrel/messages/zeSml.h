@@ -77,8 +77,9 @@ public:
     // in the bag's order.
     void Dump(Hio<Generic32>& io) const;
     // Appends the entries of a record, and replaces the total and the clip value. The weights, the
-    // order of the entries and the total are not checked. Call it only for a new bag, since a bag
-    // with entries keeps them. If it fails, the entries that were read remain in the bag.
+    // order of the entries, the total and the clip value are taken as they are, without a check.
+    // Call it only for a new bag, since a bag with entries keeps them. If it fails, the entries
+    // that were read remain in the bag.
     // RAISES: the exceptions of the stream.
     void Load(Hio<Generic32>& io);
 

@@ -1,4 +1,4 @@
-// Text_ranks: sorts many tables by text, with one sort of the texts.
+// Text_ranks: sorts many tables by their texts, but compares the texts only once, in one sort.
 // Not installed: the library's own.
 #ifndef ZANDREL_STATISTICS_TEXT_RANKS_H_
 #define ZANDREL_STATISTICS_TEXT_RANKS_H_

@@ -77,9 +77,8 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
         int number = 1;
         for (zeCorpus_view& part : parts) {
             // Each bulk repeats the feature selection for all profiles, which is expensive, so we
-            // skip empty bulks. The first bulk also scales old counts, so it must run. It is never
-            // empty here, since it gets the first message of the view, and an empty view is not
-            // divided.
+            // skip empty bulks. Bulk 1 must run, since it scales the old counts if `first`. It is
+            // never empty: the deal begins with it, and a view without messages is not divided.
             if (!part.msgs.empty()) {
                 tracef(s_trace_file, kTraceDebug, "Starting secondary bulk %d", number);
                 learn_bulk(part, first && number == 1);

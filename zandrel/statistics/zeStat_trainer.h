@@ -60,11 +60,11 @@ public:
     zeStat_trainer& operator=(const zeStat_trainer&) = delete;
     virtual ~zeStat_trainer();
 
-    // Counts all messages of the view. If the storage uses likelihood tables, updates them.
-    // Selection follows when a matcher is fed. With `remove`, takes the messages out again.
+    // Counts all messages of the view, and updates the likelihood tables if the storage uses them
+    // in training. With `remove`, takes the messages out again and leaves the tables unchanged. The
+    // features are selected later, by zeStat_matcher::feed.
     void train(zeCorpus_view& view, bool remove);
-    // Does the same for the messages of `m_msg_indices`. Removing does not change the likelihood
-    // tables.
+    // Does the same for the messages of `m_msg_indices`.
     void calculate_profiles(bool remove);
     // Counts the keywords, the titles and the canned texts of the messages, each with the weight
     // that the storage has for that slot. Weights are not clipped, and no likelihood tables are
@@ -91,10 +91,10 @@ public:
     // with more, messages with a weight that is not finite leave `m_msg_indices`.
     // COST: for each slice a feature selection; each message is matched, removed and added once.
     void calculate_likelihood();
-    // Deals the training set to the slices, by category. A message is left out if one of its
-    // categories has no profile, or a profile with a weight of at most 1: without the message, the
+    // Deals the messages to the slices, evenly by category. Skips a message if one of its
+    // categories has no profile, or a profile with a weight of at most 1: without the message, that
     // category could be empty.
-    // REQUIRES: a slice.
+    // REQUIRES: at least one slice.
     void build_slices(std::vector<std::vector<unsigned int>>& slices);
     // Enters the scores of these messages in the histograms. `m_matcher` computes them if its table
     // is up to date, otherwise a temporary matcher.

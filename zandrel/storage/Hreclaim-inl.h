@@ -4,7 +4,8 @@
 // A record file must replace and delete items without moving the others. So we cut the file into
 // blocks of 2^slot bytes. A freed block is a hole, and the next item of the same slot uses it
 // again. A slot has a list of holes, so finding a place takes one look at the end of a list. The
-// slot is the bit length of the content (GetSlot), and a block is always larger than its content:
+// slot is the bit length of the content's size (GetSlot), and a block is always larger than its
+// content:
 //
 //   content 8 to 15 bytes:    slot 4, block of 16 bytes
 //   content 16 to 31 bytes:   slot 5, block of 32 bytes
@@ -54,8 +55,9 @@
 // If the process ends before WriteIndex, the index in the file is stale: in the last but one
 // drawing it has no keys, and any index from an earlier WriteIndex may name blocks that are holes
 // now or contain another item. Bit 0 is still set, so the owner sees it after Open and refuses the
-// file. GetItem finds some of these cases itself, by the item's tag and key. One case is not seen:
-// the process ends inside the first change, after its bytes are written and before the bit is set.
+// file. GetItem finds some of these cases itself, by the item's tag and key. One case is not
+// detected: the process ends during the first change, when some or all of its bytes are written but
+// bit 0 is not set. An item overwritten in place may then be half old and half new.
 #ifndef ZANDREL_STORAGE_HRECLAIM_INL_H_
 #define ZANDREL_STORAGE_HRECLAIM_INL_H_
 

@@ -8,7 +8,8 @@
 #include "zandrel/foundation/ml/mlLangString.h"
 #include "zandrel/foundation/qtString.h"
 
-// The operations that the pairs of all message classes share. They are static: no object is made.
+// The types of name/value pairs and their conversions, shared by zeMsg and zeMsgEdit. All members
+// are static.
 class ZANDREL_EXPORT mlMessageConverter {
 public:
     mlMessageConverter() = delete;
