@@ -54,8 +54,8 @@ private:
 // Adds messages that are skipped because one of their weights is not finite. They are copies of
 // other messages, each after its original and each with another kind of weight.
 inline std::vector<Slow_message> with_spoilt(std::vector<Slow_message> messages) {
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    constexpr std::array<double, 3> kNotFinite = {kInfinity, -kInfinity,
+    constexpr double kEndless = std::numeric_limits<double>::infinity();
+    constexpr std::array<double, 3> kNotFinite = {kEndless, -kEndless,
                                                   std::numeric_limits<double>::quiet_NaN()};
     for (std::size_t kind = 0; kind <= 2 * kNotFinite.size(); ++kind) {
         const auto original = static_cast<std::ptrdiff_t>(1 + 2 * kind);
