@@ -48,7 +48,7 @@ public:
     void give_as_lock_to(int descriptor) const;
 
 private:
-    // Whether the file gets the old group, and the old owner.
+    // The old group and the old owner, each true if the file gets it.
     struct Kept {
         bool group = false;
         bool owner = false;

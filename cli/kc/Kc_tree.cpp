@@ -95,8 +95,8 @@ private:
         std::size_t concepts = 0;
     };
 
-    // What was learned, by the ids of the classifiers and the nodes of the categories. A move
-    // deletes neither.
+    // The lesson of each category, by the id of its classifier and its node. A move deletes
+    // neither.
     using Lessons = hash_map<unsigned int, hash_map<const zeNode*, Lesson, zePointer_hash>>;
 
     Lessons lessons() const {

@@ -684,7 +684,7 @@ TEST_F(zeSwitcherTest, GlobalReplaceKeepsNullPointers) {
     rules.manager.UnregisterObject(&unbound);
 }
 
-// What an edit of the tree needs.
+// The operations that an edit of the tree calls.
 
 TEST_F(zeSwitcherTest, CategoriesHaveRules) {
     EXPECT_TRUE(switcher.has_rules());

@@ -238,7 +238,7 @@ TEST(zeLogicalTreeAddTest, FirstCategoryOfANewClassifierMayHaveANameFromAbove) {
 }
 
 // The tree passes verification, but the test has changed a rule without its classifier, and the
-// classifier refuses the edit. What the edit did before the refusal remains.
+// classifier refuses the edit. Earlier effects of the edit remain.
 TEST(zeLogicalTreeAddTest, EditRefusedByAClassifierEndsHalfWay) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_STAT);

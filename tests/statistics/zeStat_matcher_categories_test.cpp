@@ -277,7 +277,7 @@ TEST_F(zeStatMatcherCategoriesTest, MatcherWithoutANodeRaisesAfterDeletingThePro
     EXPECT_TRUE(m_matcher.m_dirty);
 }
 
-// What an edit of the tree needs.
+// The operations that an edit of the tree calls.
 
 TEST_F(zeStatMatcherCategoriesTest, KnowsTheNodesOfItsProfiles) {
     m_root.add_child(m_c);

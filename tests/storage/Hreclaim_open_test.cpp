@@ -1,4 +1,4 @@
-// What opening refuses, and how damage is reported.
+// Tests of files that opening refuses, and of the reports of damage.
 #include "zandrel/storage/Hreclaim.h"
 
 #include <limits>

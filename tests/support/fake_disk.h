@@ -52,8 +52,8 @@ public:
     std::vector<Call> failed;  // the calls of `calls` that failed
     Listener on_write;         // called after each write, if set
     int open_files = 0;
-    // Whether files opened from now on support pread() and pwrite(). Otherwise they are read and
-    // written through the stream, like pipes.
+    // If true, files that are opened afterwards support pread() and pwrite(). Otherwise they are
+    // read and written through the stream, like pipes.
     bool has_places = false;
     bool has_grown_too_large = false;
     Fault fault = Fault::kIoError;

@@ -23,7 +23,7 @@ inline std::string to_hex(std::string_view bytes) {
     return text;
 }
 
-// The bytes that the hexadecimal digits stand for, two digits a byte; spaces are skipped.
+// Converts hexadecimal digits to bytes, two digits a byte. Spaces are skipped.
 inline std::string from_hex(std::string_view text) {
     std::string digits;
     for (const char byte : text) {
