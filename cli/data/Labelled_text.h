@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/data/Line_reader.h"
+#include "cli/data/Pair.h"
 
 namespace cli {
 
@@ -18,6 +19,7 @@ struct Labelled_text {
     std::string title = {};           // of lines with four columns; may be empty
     std::string keywords = {};        // of lines with four columns; may be empty
     std::size_t line = 0;             // its number in the file, from 1; 0 if it is not from a file
+    std::vector<Pair> pairs = {};     // rules read them; each name once
 };
 
 // The columns of a data line after its labels.

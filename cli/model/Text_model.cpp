@@ -34,6 +34,7 @@
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/messages/zeMsgEdit.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
@@ -87,6 +88,15 @@ bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
 
+void set_pairs(qtPtrLight<zeMsg>& msg, const std::vector<Pair>& pairs) {
+    zeMsgEdit edit(msg);
+    for (const Pair& pair : pairs) {
+        const std::vector<qtString> values(pair.values.begin(), pair.values.end());
+        edit.Set(Concept::insert_view(pair.name), values, pair.type);
+    }
+    edit.End();
+}
+
 // The first overload keeps a constant text. The second one empties the member `text` and frees its
 // memory.
 void empty_text(const Labelled_text& /*lent*/) {}
@@ -133,8 +143,7 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
     steps.set_total(texts.size());
     m_analysis_timer.start();
     for (auto& text : texts) {
-        qtPtrLight<zeMsg> msg(new zeMsg);
-        msg->smls[0] = analyse(text.text);
+        qtPtrLight<zeMsg> msg = message_of(text);
         empty_text(text);
         for (const std::string& label : text.labels) {
             msg->categories.push_back(Concept::insert_view(label));
@@ -365,6 +374,15 @@ Ranking Text_model::rank(std::string_view text, int wanted) {
 Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, int wanted) {
     zeMsg msg;
     msg.smls[0] = bag;
+    return rank(msg, wanted);
+}
+
+Ranking Text_model::rank(const Labelled_text& message, int wanted) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return rank(*msg, wanted);
+}
+
+Ranking Text_model::rank(zeMsg& msg, int wanted) {
     Ranking ranking;
     for (const zeResult& result : classify(msg, wanted)) {
         ranking.push_back({result.node->m_concept.view(), result.score, result.node});
@@ -386,6 +404,22 @@ zeNode* Text_model::find(const std::string& path) const {
 Explanation Text_model::explain(std::string_view text) {
     zeMsg msg;
     msg.smls[0] = analyse(text);
+    return explain_best(msg, text);
+}
+
+Explanation Text_model::explain(std::string_view text, zeNode* node) {
+    zeMsg msg;
+    msg.smls[0] = analyse(text);
+    return explain_node(msg, text, node);
+}
+
+Explanation Text_model::explain(const Labelled_text& message, zeNode* node) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return node == nullptr ? explain_best(*msg, message.text)
+                           : explain_node(*msg, message.text, node);
+}
+
+Explanation Text_model::explain_best(zeMsg& msg, std::string_view text) {
     const std::vector<zeResult> best = classify(msg, 1);
     Explanation explanation;
     if (!best.empty()) {
@@ -395,9 +429,7 @@ Explanation Text_model::explain(std::string_view text) {
     return explanation;
 }
 
-Explanation Text_model::explain(std::string_view text, zeNode* node) {
-    zeMsg msg;
-    msg.smls[0] = analyse(text);
+Explanation Text_model::explain_node(zeMsg& msg, std::string_view text, zeNode* node) {
     Explanation explanation = explain(msg, node, score_of(msg, node));
     explanation.text = text;
     return explanation;
@@ -466,6 +498,15 @@ qtPtrLight<zeSml> Text_model::make_bag(std::string_view text) {
     qtPtrLight<zeSml> bag = analyse(text);
     m_analysis_timer.stop();
     return bag;
+}
+
+qtPtrLight<zeMsg> Text_model::message_of(const Labelled_text& message) {
+    qtPtrLight<zeMsg> msg(new zeMsg);
+    msg->smls[0] = analyse(message.text);
+    if (!message.pairs.empty()) {
+        set_pairs(msg, message.pairs);
+    }
+    return msg;
 }
 
 // The bag has no clip value of its own (0.0): a classifier clips the weights to its own ClipValue.

@@ -90,6 +90,8 @@ public:
     // At most `wanted` labels with the highest scores, the best first; all labels if `wanted` is
     // negative. A text without a word has none. VALID UNTIL: the model is destroyed.
     Ranking rank(std::string_view text, int wanted);
+    // The same for a text with pairs, which rules read. Its labels do not matter.
+    Ranking rank(const Labelled_text& message, int wanted);
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
     // The names from the root down to a label of a ranking, joined by "/".
     std::string path_of(const Scored_label& label) const;
@@ -104,6 +106,8 @@ public:
     // Explains the score of a node, which may be an inner node. If the text does not reach the
     // node, the score is 0. REQUIRES: a node of the model, not null.
     Explanation explain(std::string_view text, zeNode* node);
+    // The same for a text with pairs. `node`: null: the best label.
+    Explanation explain(const Labelled_text& message, zeNode* node = nullptr);
     // The node of a path from the root, or null.
     zeNode* find(const std::string& path) const;
 
@@ -127,6 +131,10 @@ private:
     Explanation explain(zeMsg& msg, zeNode* node, double score);
     double score_of(zeMsg& msg, const zeNode* node);
     qtPtrLight<zeSml> analyse(std::string_view text);
+    qtPtrLight<zeMsg> message_of(const Labelled_text& message);
+    Ranking rank(zeMsg& msg, int wanted);
+    Explanation explain_best(zeMsg& msg, std::string_view text);
+    Explanation explain_node(zeMsg& msg, std::string_view text, zeNode* node);
     void begin(const std::vector<Labelled_text>& texts);
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
