@@ -16,6 +16,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/options/zeOptMap.h"
+#include "zandrel/statistics/Announced_messages.h"
 #include "zandrel/statistics/Finite_weights.h"
 
 using zandrel::kTraceDebug;
@@ -105,8 +106,9 @@ void zeStat_trainer::calculate_profiles(bool remove) {
 
 void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, bool remove) {
     m_model_is_matched = false;
+    zandrel::detail::Announced_messages messages(*m_view, indices);
     for (const unsigned int index : indices) {
-        calculate_msg(static_cast<int>(index), remove);
+        count(m_view->msgs[index], messages.next(), remove);
         check_interrupt();
     }
 }
@@ -150,7 +152,11 @@ bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
 
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
-    const qtPtrLight<zeMsg> msg = fetch(entry);
+    count(entry, fetch(entry), remove);
+}
+
+void zeStat_trainer::count(const zeCorpus_view::Msg& entry, const qtPtrLight<zeMsg>& msg,
+                           bool remove) {
     if (!collect_shares(msg, entry.index)) {
         return;
     }
