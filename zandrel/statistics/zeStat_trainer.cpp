@@ -46,6 +46,15 @@ double without_share(double weight, double share) {
     return left <= share / 1000000.0 ? 0.0 : left;
 }
 
+// Makes room for all concepts of a message that has more of them than the table. Otherwise a text
+// of a million new words would build the index of the table 14 times.
+template <class Table>
+void make_room(Table& table, std::size_t share_count) {
+    if (share_count > table.size()) {
+        table.reserve(share_count);
+    }
+}
+
 }  // namespace
 
 zeStat_storage* zeStat_trainer::s_storage = nullptr;
@@ -214,6 +223,7 @@ void zeStat_trainer::remove_from_totals() {
 
 void zeStat_trainer::add_concepts() {
     Concept_infos& infos = m_storage->m_concept_infos;
+    make_room(infos, m_counted.shares.size());
     for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
         announce(infos, i);
         Share& share = m_counted.shares[i];
@@ -253,6 +263,7 @@ void zeStat_trainer::add_to_profile(zeNode* const& node) {
     profile.m_weight += m_counted.weight;
     profile.m_msg_weight += m_counted.weight;
     raise_by_one(profile.m_num_msgs);
+    make_room(profile.m_Ps, m_counted.shares.size());
     for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
         announce(profile.m_Ps, i);
         const Share& share = m_counted.shares[i];

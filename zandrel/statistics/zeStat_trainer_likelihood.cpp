@@ -149,7 +149,7 @@ void zeStat_trainer::match_with_messages_left_out() {
     const std::vector<unsigned int> all = std::exchange(m_msg_indices, {});
     zandrel::detail::Announced_messages messages(*m_view, all);
     for (const unsigned int index : all) {
-        const qtPtrLight<zeMsg> msg = messages.next();
+        const qtPtrLight<zeMsg>& msg = messages.next();
         if (msg.IsNull() || zandrel::detail::has_finite_weights(*msg)) {
             m_msg_indices.push_back(index);
         }
@@ -205,7 +205,7 @@ void zeStat_trainer::match_msgs_for_likelihood(const std::vector<unsigned int>& 
     zandrel::detail::Announced_messages messages(*m_view, indices);
     int matched_count = 0;
     for (const unsigned int index : indices) {
-        const qtPtrLight<zeMsg> msg = messages.next();
+        const qtPtrLight<zeMsg>& msg = messages.next();
         if (!msg.IsNull()) {
             filler.add(*msg, m_view->msgs[index]);
         }
