@@ -50,6 +50,7 @@ public:
         fetch(m_next + kAhead);
         announce_bag(m_next + kAhead / 2);
         announce_entries(m_next + kAhead / 4);
+        announce_places(m_next + 2 * kAhead);
         ++m_next;
         return taken;
     }
@@ -90,6 +91,17 @@ private:
         if (fetched != nullptr) {
             prefetch(fetched->smls.data());
             prefetch(&fetched->active_sml);
+        }
+    }
+
+    // Begins to load the entry of the view, and half the way later the pointer to the message.
+    void announce_places(std::size_t number) const {
+        if (number < m_positions.size()) {
+            prefetch(&entry(number));
+        }
+        const std::size_t nearer = number - kAhead / 2;
+        if (m_in_memory != nullptr && nearer < m_positions.size()) {
+            prefetch(&message(nearer));
         }
     }
 
