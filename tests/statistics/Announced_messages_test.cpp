@@ -40,7 +40,7 @@ qtPtrLight<zeMsg> MessageOf(int number) {
 class MadeMessages : public zeMemoryCorpus {
 public:
     qtPtrLight<zeMsg> get_numbered_msg(int number) override {
-        if (number == m_failing) {
+        if (number == failing) {
             throw std::runtime_error("fetch");
         }
         m_made.push_back(number == 7 ? qtPtrLight<zeMsg>() : MessageOf(number));
@@ -56,7 +56,7 @@ public:
     }
 
     std::size_t most_in_use = 0;
-    int m_failing = -1;
+    int failing = -1;
 
 private:
     std::vector<qtPtrLight<zeMsg>> m_made;
@@ -150,7 +150,7 @@ TEST_F(AnnouncedMessagesTest, NoMessageIsFetchedWithoutPositions) {
 
 TEST_F(AnnouncedMessagesTest, ErrorOfTheCorpusIsPassedOnAndOtherMessagesAreReleased) {
     m_view.corpus = &m_made;
-    m_made.m_failing = NumberAt(12);
+    m_made.failing = NumberAt(12);
     EXPECT_THROW(
         {
             Announced_messages messages(m_view, m_positions);
