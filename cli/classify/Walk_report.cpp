@@ -328,8 +328,8 @@ void print_results(const Walk_report& report, std::ostream& out) {
         out << "  (no result)\n";
     }
     for (const zeResult& result : report.walk.results) {
-        out << "  " << score_text(result.score) << "  "
-            << path_below(report.tree, result.node, 0, kWidth - 2 - kScoreWidth - 2) << '\n';
+        const std::string margin = "  " + score_text(result.score) + "  ";
+        out << margin << path_below(report.tree, result.node, 0, kWidth - margin.size()) << '\n';
     }
     if (!report.walk.has_words) {
         out << "  (the text has no words)\n";

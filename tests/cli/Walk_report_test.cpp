@@ -216,8 +216,8 @@ TEST_F(WalkReportTest, JsonHasThePartsOfARule) {
 
 TEST(WalkReportFormTest, LeavesOfOneCategoryAreCompared) {
     Routed_kc kc(ZE_RULE);
-    kc.AddNamed(kc.root, "low", "money", "0.25");
-    kc.AddNamed(kc.root, "high", "money", "0.5");
+    kc.SetCategory(kc.Add(kc.root, "low", ZE_LEAF, "0.25"), "money");
+    kc.SetCategory(kc.Add(kc.root, "high", ZE_LEAF, "0.5"), "money");
     const unsigned int group = kc.Add(kc.root, "group", ZE_RULE, "0.125");
     kc.Add(group, "money", ZE_LEAF, "1");
     Text_model model(kc.Pointer(), {Analysis_kind::kWords});
@@ -241,15 +241,15 @@ TEST(WalkReportFormTest, LeavesOfOneCategoryAreCompared) {
 // A logical child of a leaf is a physical child of the node above the leaf. Its name shows where it
 // is in the logical tree.
 TEST(WalkReportFormTest, NodeNestedBelowALeafIsShownWithBothNames) {
-    Routed_kc kc(ZE_RULE);
-    const unsigned int leaf = kc.Add(kc.root, "money", ZE_LEAF, "0");
-    kc.Add(leaf, "refund", ZE_LEAF, "1");
+    Routed_kc kc(ZE_STAT);
+    const unsigned int leaf = kc.AddLearned(kc.root, "money", kOneQuarter);
+    kc.Learn(kc.root, kc.Add(leaf, "refund"), kHalf);
     Text_model model(kc.Pointer(), {Analysis_kind::kWords});
 
     std::ostringstream out;
     print_walk({*kc.Manager().m_logical_tree, "x", model.walk({{}, "x"}, 1)}, out);
 
-    EXPECT_THAT(out.str(), HasSubstr("1.000000  money/refund  taken in step 2\n"));
+    EXPECT_THAT(out.str(), HasSubstr("0.500000  money/refund  taken in step 2\n"));
     EXPECT_THAT(out.str(), HasSubstr("  2. root/money/refund  leaf"));
 }
 

@@ -223,8 +223,10 @@ TEST(WalkTest, ThresholdOfTheParentCounts) {
 // Two rules select leaves of one category below one node. Only the better one enters the frontier.
 TEST(WalkTest, WorseLeafOfTheSameCategoryBelowOneNodeIsLeft) {
     Routed_kc kc(ZE_RULE);
-    const unsigned int low = kc.AddNamed(kc.root, "low", "money", "0.25");
-    const unsigned int high = kc.AddNamed(kc.root, "high", "money", "0.5");
+    const unsigned int low = kc.Add(kc.root, "low", ZE_LEAF, "0.25");
+    const unsigned int high = kc.Add(kc.root, "high", ZE_LEAF, "0.5");
+    kc.SetCategory(low, "money");
+    kc.SetCategory(high, "money");
 
     const Walk walk = follow_walk(kc.Manager(), *word_message(), kAllLabels);
 
@@ -373,10 +375,9 @@ private:
         const std::size_t count = Below(5) + (level == 0 ? 1 : 0);
         for (std::size_t i = 0; i < count; ++i) {
             const unsigned int type = level == 4 ? 0 : static_cast<unsigned int>(Below(3));
-            const std::string category = Any<std::string>({"x", "y", "z", "\xC3"});
+            const std::string name(1, static_cast<char>('k' + i));
             zeLogicalNode node =
-                node_to_add(parent, category, has_rules ? Rule(has_default) : "", type);
-            node.name = term(category + std::to_string(i));
+                node_to_add(parent, name, has_rules ? Rule(has_default) : "", type);
             node.attributes = Below(2) == 0 ? zeNode::NoScore : 0;
             const unsigned int id = kc.Manager().m_logical_tree->AddLogicalNode(node);
             if (!has_rules) {
@@ -384,6 +385,8 @@ private:
             }
             if (type != ZE_LEAF) {
                 AddBelow(id, level + 1);
+            } else if (Below(2) == 0) {
+                kc.SetCategory(id, Any<std::string>({"x", "y", "\xC3"}));
             }
         }
     }

@@ -42,12 +42,10 @@ public:
         return m_manager->m_logical_tree->AddLogicalNode(node);
     }
 
-    // Adds a leaf with a name that is not its category.
-    unsigned int AddNamed(unsigned int parent, std::string_view name, std::string_view category,
-                          const qtString& rule = "") {
-        zeLogicalNode node = node_to_add(parent, category, rule, ZE_LEAF);
-        node.name = term(name);
-        return m_manager->m_logical_tree->AddLogicalNode(node);
+    // Gives the physical node of a leaf another category. Edits of the tree refuse two leaves of
+    // one category below one classifier, but files of earlier versions may have them.
+    void SetCategory(unsigned int id, std::string_view category) {
+        m_manager->m_physical_tree->SetName(Node(id), term(category));
     }
 
     // Adds a leaf below a statistical node. It has learned one message, and has this additive term.
