@@ -254,9 +254,11 @@ std::string outcome_text(const Walk_step& step) {
     }
 }
 
-// A leaf has no classifier to be asked.
-bool ends_unasked(const Walk_step& step) {
-    return !step.is_asked && step.node->m_classifier_type != ZE_LEAF;
+// A leaf has no classifier to be asked. A step without a classifier in the middle of a walk is a
+// node of a damaged tree.
+bool ends_unasked(const Walk& walk, const Walk_step& step) {
+    return walk.has_enough && &step == &walk.steps.back() && !step.is_asked &&
+           step.node->m_classifier_type != ZE_LEAF;
 }
 
 void print_step(const Walk_report& report, std::size_t index, std::ostream& out) {
@@ -266,7 +268,7 @@ void print_step(const Walk_report& report, std::size_t index, std::ostream& out)
     if (step.node->m_threshold != 0.0) {
         line += ", threshold " + threshold_text(step);
     }
-    if (ends_unasked(step)) {
+    if (ends_unasked(report.walk, step)) {
         line += "; the walk ended before its classifier was asked";
     }
     print_wrapped("  " + std::to_string(index + 1) + ". " + step_path(report, step.node) + "  ",
@@ -314,7 +316,9 @@ void print_way(const Walk_report& report, std::ostream& out) {
     if (step.node == report.node) {
         text = path + " was taken in step " + std::to_string(end.step) + ": " + outcome_text(step);
     } else if (end.child != nullptr) {
-        text += " at " + child_name(report, step, end.child->node) + ": " +
+        const bool has_score = end.child->score && *end.child->score != 0.0;
+        text += " at " + child_name(report, step, end.child->node) +
+                (has_score ? ", score " + score_text(*end.child->score) : "") + ": " +
                 reason_of(report, step, *end.child);
     } else {
         text += " at " + step_path(report, step.node) +
