@@ -226,10 +226,8 @@ void print_refusal(std::string_view message, const char* text, bool writes_json,
     }
 }
 
-void print_path(std::string_view text, const Explain_options& options, Text_model& model,
+void print_path(const Labelled_text& message, const Explain_options& options, Text_model& model,
                 std::ostream& out) {
-    Labelled_text message;
-    message.text = text;
     const Walk_report report{*model.manager()->m_logical_tree, message.text,
                              model.walk(message, options.wanted_labels), options.node, options.top};
     if (options.writes_json) {
@@ -274,7 +272,9 @@ void explain_lines(const Line_input& input, const Explain_options& options, Text
             return;
         }
         if (options.shows_path) {
-            print_path(line.text, options, model, answers);
+            Labelled_text message;
+            message.text = line.text;
+            print_path(message, options, model, answers);
             return;
         }
         Explanation explanation = options.node == nullptr ? model.explain(line.text)

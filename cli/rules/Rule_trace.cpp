@@ -3,8 +3,8 @@
 //
 // 1. From the last place to the first: an operand asks the message for its value. An operation is
 //    applied to the values of its operands, which come later in the list and so are known. For that
-//    we make the same operation with constants as operands, and let the engine evaluate it. So an
-//    operation means here what it means to the engine, and each place is evaluated only once.
+//    we make the same operation with known values as operands, and let the engine evaluate it. So
+//    an operation means here what it means to the engine, and each place is evaluated only once.
 // 2. From the first place to the last: marks what the rule skips. A part is skipped if the part
 //    above it is skipped, or if the operation above it does not need it. For example, the rule
 //    `"refund" | $size(n) > 5` with the text "refund" has the places
@@ -21,16 +21,13 @@
 #include <map>
 #include <memory>
 #include <string_view>
-#include <utility>
 
 #include <nlohmann/json.hpp>
 
-#include "zandrel/foundation/qtText.h"
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/rules/Rule_tree.h"
 #include "cli/rules/Rule_value.h"
-#include "cli/text/Shown_text.h"
 
 namespace cli {
 
@@ -38,16 +35,18 @@ namespace {
 
 using Places = std::vector<Rule_place>;
 
-std::unique_ptr<MatchExp> constant(const ArgUnion& value, char type) {
-    switch (type) {
-        case 's':
-            return std::make_unique<MatchExpConst>(*value.text);
-        case 'b':
-            return std::make_unique<MatchExpConst>(value.boolean);
-        default:
-            return std::make_unique<MatchExpConst>(value.number);
-    }
-}
+// An operand whose value is known.  BORROWS: a text.
+class Known_value final : public MatchExp {
+public:
+    explicit Known_value(const ArgUnion& value) : m_value(value) {}
+
+    MatchExp* Clone() const override { return new Known_value(*this); }
+
+    ArgUnion eval(DocInfo& /*info*/) const override { return m_value; }
+
+private:
+    ArgUnion m_value;
+};
 
 bool is_conditional(const MatchExp& expression) {
     return expression.type == MatchExp::kBoolConditional ||
@@ -55,39 +54,28 @@ bool is_conditional(const MatchExp& expression) {
            expression.type == MatchExp::kTextConditional;
 }
 
-// An operation with the values and types of its operands.
-struct Application {
-    std::array<ArgUnion, 3> values;
-    std::array<char, 3> types;
+// The values of up to three operands.
+using Operands = std::array<ArgUnion, 3>;
 
-    std::unique_ptr<MatchExp> operand(const MatchExpNode& node, std::size_t index) const {
+ArgUnion applied(const MatchExpNode& node, const Operands& operands, DocInfo& info) {
+    const auto operand = [&node, &operands](std::size_t index) {
         return index < static_cast<std::size_t>(node.arg_count)
-                   ? constant(values.at(index), types.at(index))
+                   ? std::make_unique<Known_value>(operands.at(index))
                    : nullptr;
-    }
-};
-
-// A conditional has the value of one of its operands. So its text remains where it is.
-ArgUnion applied(const MatchExpNode& node, const Application& operands, DocInfo& info) {
-    if (is_conditional(node)) {
-        return operands.values.at(operands.values[0].boolean ? 1 : 2);
-    }
-    const MatchExpNode same(node.type, operands.operand(node, 0), operands.operand(node, 1),
-                            operands.operand(node, 2));
+    };
+    const MatchExpNode same(node.type, operand(0), operand(1), operand(2));
     return same.eval(info);
 }
 
 std::vector<ArgUnion> values_of(const Places& places, DocInfo& info) {
     std::vector<ArgUnion> values(places.size());
-    std::vector<Application> applications(places.size());
+    std::vector<Operands> operands(places.size());
     for (std::size_t index = places.size(); index-- > 0;) {
         const Rule_place& place = places[index];
         const auto* const node = dynamic_cast<const MatchExpNode*>(place.expression);
-        values[index] = node == nullptr ? place.expression->eval(info)
-                                        : applied(*node, applications[index], info);
-        Application& above = applications[place.parent];
-        above.values.at(place.operand) = values[index];
-        above.types.at(place.operand) = place.type;
+        values[index] =
+            node == nullptr ? place.expression->eval(info) : applied(*node, operands[index], info);
+        operands[place.parent].at(place.operand) = values[index];
     }
     return values;
 }
@@ -124,10 +112,24 @@ Traced_line::Kind kind_of(const MatchExp& expression) {
                                                                       : Traced_line::Kind::kOperand;
 }
 
+// A pair can have many megabytes, and each part of a rule can have it as its value. So a long text
+// is cut, between two characters if it is UTF-8.
+std::string beginning_of(std::string_view text) {
+    if (text.size() <= kLongestTracedText) {
+        return std::string(text);
+    }
+    std::size_t end = kLongestTracedText;
+    while (end > kLongestTracedText - 4 &&
+           (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+        --end;
+    }
+    return std::string(text.substr(0, end)) + "\u2026";
+}
+
 std::variant<double, bool, std::string> stored(const ArgUnion& value, char type) {
     switch (type) {
         case 's':
-            return value.text->str();
+            return beginning_of(value.text->view());
         case 'b':
             return value.boolean;
         default:
@@ -150,7 +152,7 @@ std::string note_of_key(const CheckNVP& key, const ArgUnion& value, const zeMsg&
     }
     const bool is_other =
         key.type == MatchExp::kKeyNumber && value_text(value.number) != pair->view();
-    return is_other ? "the pair is " + in_quotes(pair->view(), '\'') : "";
+    return is_other ? "the pair is " + in_quotes(beginning_of(pair->view()), '\'') : "";
 }
 
 // The engine looks for a second form too, which an analysis of texts gives to a word.

@@ -15,6 +15,9 @@
 
 namespace cli {
 
+// A longer text is cut after at most so many bytes, and ends with an ellipsis.
+inline constexpr std::size_t kLongestTracedText = 1000;
+
 // A line of the tree of a rule with its value.
 struct Traced_line {
     enum class Kind {
@@ -29,7 +32,7 @@ struct Traced_line {
     // of `&` if the first one is false, the branch of `?` that is not chosen, and everything below
     // them. The value is then the one that the part would have.
     bool is_evaluated = true;
-    std::variant<double, bool, std::string> value = 0.0;
+    std::variant<double, bool, std::string> value = 0.0;  // a text: see kLongestTracedText
     // For people: why the value is as it is. "no pair", "the pair is a list", "the pair is '7 kg'",
     // `found as "run"`; usually empty.
     std::string note = {};

@@ -104,6 +104,20 @@ TEST(RuleTraceTest, PairThatIsNoPlainValueIsExplained) {
     EXPECT_THAT(Traced("$tags(n)").Operands(), ElementsAre("$tags(n)=0 (the pair is a list)"));
 }
 
+// The 1,000th byte is the first one of a character of two bytes.
+TEST(RuleTraceTest, LongTextIsCutBetweenCharacters) {
+    const qtPtrLight<zeMsg> msg = traced_message();
+    const std::string begin(999, 'x');
+    msg->add_value("long", mlMessageConverter::kString, begin + "\u00E4" + std::string(5000, 'y'));
+    DocInfo info{msg.get(), 0.0};
+    const Rule_checker rule("$long(s) == 'x' | $long(n) > 1");
+
+    const std::vector<Traced_line> lines = trace_rule(rule.root(), info);
+
+    EXPECT_EQ(std::get<std::string>(lines.at(3).value), begin + "\u2026");
+    EXPECT_EQ(lines.at(6).note, "the pair is '" + begin + "\u2026'");
+}
+
 TEST(RuleTraceTest, SkippedPartsAreNotEvaluated) {
     EXPECT_THAT(Traced("\"refund\" | $size(n) > 5").Operands(),
                 ElementsAre("\"refund\"=found", "$size(n)=not evaluated"));

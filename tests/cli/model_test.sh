@@ -448,6 +448,13 @@ expect 0 tree add routed.kc root/delivery/question --rule default
 echo 'The delivery is late, the parcel seems to be missing' >late.txt
 expect 0 explain routed.kc late.txt --path --top 2
 [[ $(<"$here/../README.md") == *"$(<out)"* ]] || fail "$command: not the example of the README"
+# The walks have the results of classify.
+expect 0 classify routed.kc "$shop.test.tsv" --column 2 -k 3 --jsonl
+sed 's/^{"categories":\(.*\)}$/\1/' out >results.txt
+[[ $(wc -l <results.txt) -gt 200 ]] || fail "$command: hardly any results"
+expect 0 explain routed.kc "$shop.test.tsv" --column 2 -k 3 --path --json
+sed 's/.*"results":\(\[[^]]*\]\),"ended":.*/\1/' out | cmp -s - results.txt ||
+    fail "$command: other results than classify"
 rm routed.kc
 expect 0 evaluate shop.kc more.tsv --learn more.tsv --bulk 1
 [[ $(grep -c '^bulk ' out) == 2 ]] || fail "$command: not two bulks"
