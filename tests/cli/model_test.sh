@@ -302,6 +302,27 @@ expect 0 explain groups.kc goal.txt --path --category root/fun/food
 [[ $(grep -c '^  the way to root/fun/food ended in step 2 at food, score ' out) == 1 ]] || fail "$command: wrong way"
 expect 64 explain a.kc goal.txt -k 2
 prints err '-k requires --path'
+# The root is a rule node.
+cp a.kc ruled.kc
+for label in sport food; do
+    expect 0 tree delete ruled.kc root/$label
+done
+expect 0 tree set ruled.kc root --type rule
+expect 0 tree add ruled.kc root/match --rule '"goal" & $size(n) < 3'
+expect 0 tree add ruled.kc root/rest --type stat --rule default
+expect 0 explain ruled.kc goal.txt --path --jobs 2
+is out 'goal
+  1.000000  root/match
+  1. root  rule, score 1.000000, not scored
+       1.000000  match  taken in step 2
+                   rule      "goal" & $size(n) < 3
+                   value     1
+                   "goal"    found
+                   $size(n)  0 (no pair)
+              -  rest   default, and a rule fired
+                   rule  default
+  2. root/match  leaf, score 1.000000, result 1'
+rm ruled.kc
 
 # check and dump
 expect 0 check a.kc
