@@ -241,6 +241,29 @@ TEST(WalkReportFormTest, LeavesOfOneCategoryAreCompared) {
     EXPECT_EQ(json["steps"][3]["rank"], 1);
 }
 
+// Only a damaged tree has a child without a rule.
+TEST(WalkReportFormTest, ChildThatTheClassifierDoesNotKnowIsReported) {
+    Routed_kc kc(ZE_RULE);
+    const unsigned int leaf = kc.Add(kc.root, "leaf", ZE_LEAF, "1");
+    dynamic_cast<zeSwitcher&>(*kc.Node(kc.root)->m_classifier).m_rules.erase(kc.Node(leaf));
+    Text_model model(kc.Pointer(), {Analysis_kind::kWords});
+    const Walk_report report{*kc.Manager().m_logical_tree, "x", model.walk({{}, "x"}, 1),
+                             kc.Node(leaf)};
+
+    std::ostringstream out;
+    print_walk(report, out);
+
+    EXPECT_EQ(out.str(),
+              "x\n"
+              "  (no result)\n"
+              "  1. root  rule, score 1.000000, not scored\n"
+              "              -  leaf  unknown to the classifier\n"
+              "  the way to root/leaf ended in step 1 at leaf: unknown to the "
+              "classifier\n");
+    EXPECT_EQ(walk_json(report)["steps"][0]["children"][0].dump(),
+              R"({"id":2,"name":"leaf","score":null,"factor":null,"outcome":"unknown"})");
+}
+
 // A logical child of a leaf is a physical child of the node above the leaf. Its name shows where it
 // is in the logical tree.
 TEST(WalkReportFormTest, NodeNestedBelowALeafIsShownWithBothNames) {
