@@ -208,8 +208,9 @@ refuses 64 c.kc 'zandrel: bad value for ClipValue: "2.5" is not an integer' opti
 refuses 64 c.kc 'zandrel: bad value for ProfileSize: "0" is not between 1 and 2147483647' \
     options set c.kc ClipValue=1 ProfileSize=0
 refuses 64 c.kc 'zandrel: ClipValue: no "=" between key and value' options set c.kc ClipValue
-refuses 64 c.kc 'zandrel: UseExtParms is read from options files and kept in no container' \
-    options set c.kc UseExtParms=1
+settings=$(cut -d = -f 1 all.options | paste -sd ',' | sed 's/,/, /g')
+refuses 64 c.kc "zandrel: UseExtParms is read from options files and kept in no container; these\
+ settings are kept: $settings" options set c.kc UseExtParms=1
 refuses 64 c.kc 'zandrel: unknown setting "x"' options get c.kc x
 refuses 0 c.kc '' options set c.kc ClipValue=2
 
