@@ -94,7 +94,7 @@ public:
                         .least_power = 4,
                         .largest_power = 6,
                         .rarely_largest_power = 14,
-                        .changes_an_index = 4,
+                        .steps_per_index = 4,
                         .owner_percent = 20,
                         .differs_in_place = true}) {
         m_disk.on_write = [this](std::uint64_t position, std::string_view bytes) {

@@ -86,7 +86,7 @@ public:
                                   .least_power = 4,
                                   .largest_power = 6,
                                   .rarely_largest_power = 14,
-                                  .changes_an_index = 12});
+                                  .steps_per_index = 12});
         while (m_stages.size() <= step_count) {
             const Record_step step = source.next(model);
             const bool is_in_place = step.kind == Kind::kAdd && is_replaced_in_place(step, model);
