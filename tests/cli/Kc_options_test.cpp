@@ -199,7 +199,7 @@ TEST(KcOptionsTest, SettingAChosenValueAgainMakesItTheUsers) {
     EXPECT_FALSE(set(kc, {"ProfileSize=1000"}));
 }
 
-// One that is not stored would be lost with the end of the command, without a message.
+// The value would be lost at the end of the command, without a message.
 TEST(KcOptionsTest, SettingThatNoFileHasIsRefused) {
     const std::vector<zeOptMap::Known_key> known = {
         {"First", zeOptMap::Kind::flag, {0, 1}},

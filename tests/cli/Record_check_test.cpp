@@ -131,7 +131,7 @@ TEST(RecordCheckTest, JsonReportIsWritten) {
 // cut off behind its header is never clean.
 TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsReportedOrHarmless) {
     const std::string whole = Bytes::whole();
-    const auto is_untold = [](std::size_t at, unsigned int bit) {
+    const auto is_undetected = [](std::size_t at, unsigned int bit) {
         const bool is_other_state = at == 9 && bit != 0;
         const bool is_length_of_slot = at == 276 + 12 && (bit == 2 || bit == 3);
         const bool is_identity = at >= 4 && at < 12 && at != 9;
@@ -147,7 +147,7 @@ TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsReportedOrHarmless) {
             damaged[at] = static_cast<char>(static_cast<unsigned char>(damaged[at]) ^ (1U << bit));
             try {
                 const bool is_clean = check(damaged).condition == Condition::kClean;
-                EXPECT_EQ(is_clean, is_untold(at, bit));
+                EXPECT_EQ(is_clean, is_undetected(at, bit));
             } catch (const std::exception&) {
                 EXPECT_LT(at, 4U);
             }

@@ -313,7 +313,7 @@ Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t
         }
         for (const Fake_disk::Fault fault :
              {Fake_disk::Fault::kIoError, Fake_disk::Fault::kNoSpace, Fake_disk::Fault::kShort}) {
-            if (Fake_disk::can_befall(fault, calls[index]) && !testing::Test::HasFailure()) {
+            if (Fake_disk::can_happen(fault, calls[index]) && !testing::Test::HasFailure()) {
                 script.fail(index, fault, false);
                 script.fail(index, fault, true);
             }

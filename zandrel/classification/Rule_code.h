@@ -79,7 +79,7 @@ public:
         kDivision,
         kSubstring,
         kSubstringNoCase,
-        kPause,  // returns from the steps, see Rule_code.cpp
+        kPause,  // returns from the steps, see rule_steps.cpp
         kEnd,
     };
 
