@@ -53,7 +53,8 @@ protected:
     }
 
     zeNode m_a{term("a")};
-    zeStat_storage m_storage{nullptr, plain_settings()};
+    zeDefaults m_settings = plain_settings();
+    zeStat_storage m_storage{nullptr, m_settings};
     zeStat_trainer m_trainer{m_storage};
 };
 
