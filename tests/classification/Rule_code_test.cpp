@@ -142,7 +142,6 @@ TEST(RuleCodeTest, FirstOperandIsSavedIfTheSecondOneNeedsSeveralInstructions) {
     const Rule_code code(*tree);
 
     ASSERT_EQ(actions_of(rule), expected);
-    EXPECT_EQ(code.instructions()[1].left.source, Source::kResult);
     EXPECT_EQ(code.instructions()[1].left.slot, 0);
     EXPECT_EQ(code.instructions()[4].left.source, Source::kSaved);
     EXPECT_EQ(code.instructions()[4].left.slot, 0);

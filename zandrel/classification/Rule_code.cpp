@@ -62,6 +62,56 @@ namespace zandrel::detail {
 
 using Action = Rule_code::Action;
 
+// Not inlined into `number`, which then needs no stack frame for the other sources.
+[[gnu::noinline]] double Rule_evaluation::number_of_key(const Operand& operand) {
+    return read_key(operand);
+}
+
+double Rule_evaluation::number(const Operand& operand, double result) {
+    switch (operand.source) {
+        case Source::kResult:
+            return result;
+        case Source::kConstant:
+            return number<Source::kConstant>(operand, result);
+        case Source::kKey:
+            return number_of_key(operand);
+        case Source::kKept:
+            return number<Source::kKept>(operand, result);
+        case Source::kScore:
+            return number<Source::kScore>(operand, result);
+        case Source::kSaved:
+            return number<Source::kSaved>(operand, result);
+        default:
+            return number<Source::kLeaf>(operand, result);
+    }
+}
+
+inline bool Rule_evaluation::boolean(const Operand& operand) {
+    switch (operand.source) {
+        case Source::kResult:
+            return m_boolean;
+        case Source::kConstant:
+            return operand.constant.boolean;
+        case Source::kSaved:
+            return m_saved[operand.slot].boolean;
+        default:
+            return operand.leaf->eval(m_info).boolean;
+    }
+}
+
+inline const qtString* Rule_evaluation::text(const Operand& operand) {
+    switch (operand.source) {
+        case Source::kResult:
+            return m_text;
+        case Source::kConstant:
+            return operand.constant.text;
+        case Source::kSaved:
+            return m_saved[operand.slot].text;
+        default:
+            return operand.leaf->eval(m_info).text;
+    }
+}
+
 // Executes the instructions that have no step of their own, from `m_stop` on. Equality is exact, as
 // everywhere among the engine's numbers. Operands are read from left to right.
 double Rule_evaluation::run_on(const Instruction* code, double result) {

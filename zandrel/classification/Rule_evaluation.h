@@ -67,50 +67,10 @@ private:
     // short.
     [[gnu::noinline]] double run_on(const Instruction* code, double result);
 
-    double number(const Operand& operand, double result) {
-        switch (operand.source) {
-            case Source::kResult:
-                return result;
-            case Source::kConstant:
-                return number<Source::kConstant>(operand, result);
-            case Source::kKey:
-                return number<Source::kKey>(operand, result);
-            case Source::kKept:
-                return number<Source::kKept>(operand, result);
-            case Source::kScore:
-                return number<Source::kScore>(operand, result);
-            case Source::kSaved:
-                return number<Source::kSaved>(operand, result);
-            default:
-                return number<Source::kLeaf>(operand, result);
-        }
-    }
-
-    bool boolean(const Operand& operand) {
-        switch (operand.source) {
-            case Source::kResult:
-                return m_boolean;
-            case Source::kConstant:
-                return operand.constant.boolean;
-            case Source::kSaved:
-                return m_saved[operand.slot].boolean;
-            default:
-                return operand.leaf->eval(m_info).boolean;
-        }
-    }
-
-    const qtString* text(const Operand& operand) {
-        switch (operand.source) {
-            case Source::kResult:
-                return m_text;
-            case Source::kConstant:
-                return operand.constant.text;
-            case Source::kSaved:
-                return m_saved[operand.slot].text;
-            default:
-                return operand.leaf->eval(m_info).text;
-        }
-    }
+    double number(const Operand& operand, double result);
+    bool boolean(const Operand& operand);
+    const qtString* text(const Operand& operand);
+    double number_of_key(const Operand& operand);
 
     double read_key(const Operand& operand) {
         const Concept& name = static_cast<const CheckNVP*>(operand.leaf)->key;
