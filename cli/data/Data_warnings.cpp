@@ -122,10 +122,6 @@ bool is_one_of(const std::array<std::string_view, Count>& words, std::string_vie
     return std::find(words.begin(), words.end(), letters) != words.end();
 }
 
-bool has_label(const Labelled_text& text, const std::string& label) {
-    return std::find(text.labels.begin(), text.labels.end(), label) != text.labels.end();
-}
-
 bool begins_with_header(const Texts& texts) {
     if (texts.empty() || texts.front().labels.size() != 1) {
         return false;
@@ -134,8 +130,10 @@ bool begins_with_header(const Texts& texts) {
     const std::string_view text = texts.front().text;
     return is_one_of(kLabelWords, label) &&
            is_one_of(kTextWords, text.substr(0, text.find('\t'))) &&
-           std::none_of(texts.begin() + 1, texts.end(),
-                        [&label](const Labelled_text& other) { return has_label(other, label); });
+           std::none_of(texts.begin() + 1, texts.end(), [&label](const Labelled_text& other) {
+               return std::find(other.labels.begin(), other.labels.end(), label) !=
+                      other.labels.end();
+           });
 }
 
 void warn_of_header(const Named_texts& file, Warnings& warnings) {

@@ -101,10 +101,6 @@ void print_calibration(const Evaluation& evaluation, std::ostream& out) {
     }
 }
 
-std::string entries_per_profile(const Model_size& size) {
-    return grouped(size.profiles == 0 ? 0 : size.entries / size.profiles);
-}
-
 void print_learning(const std::vector<Learning_step>& steps, std::ostream& out) {
     if (steps.empty()) {
         return;
@@ -114,10 +110,11 @@ void print_learning(const std::vector<Learning_step>& steps, std::ostream& out) 
               {"texts", "accuracy", "concepts", "per profile", "largest", "CPU time"});
     for (std::size_t i = 0; i < steps.size(); ++i) {
         const Learning_step& step = steps[i];
+        const Model_size& size = step.size;
         print_row(out, i == 0 ? "before" : "bulk " + grouped(i),
-                  {grouped(step.texts), percent(step.accuracy), grouped(step.size.concepts),
-                   entries_per_profile(step.size), grouped(step.size.largest),
-                   with_decimals(step.cpu_seconds, 2) + " s"});
+                  {grouped(step.texts), percent(step.accuracy), grouped(size.concepts),
+                   grouped(size.profiles == 0 ? 0 : size.entries / size.profiles),
+                   grouped(size.largest), with_decimals(step.cpu_seconds, 2) + " s"});
     }
 }
 

@@ -41,20 +41,13 @@ qtPtrLight<zeManager> container_of(const zeConfig& config, const zeDefaults& def
     return container;
 }
 
-bool is_known(std::string_view key) {
-    const std::vector<zeOptMap::Known_key> known = zeOptMap::known_keys();
-    return std::any_of(known.begin(), known.end(),
-                       [key](const zeOptMap::Known_key& each) { return key == each.key; });
-}
-
 void verify(const Key_value& setting) {
-    const std::string problem = setting_problem(setting.key, setting.value);
+    std::string problem = setting_problem(setting.key, setting.value);
+    if (problem.empty()) {
+        problem = keeping_problem(setting.key, zeOptMap::known_keys());
+    }
     if (!problem.empty()) {
         throw Usage_error(problem);
-    }
-    if (!is_known(setting.key)) {
-        throw Usage_error(shown_value(setting.key) +
-                          " is read from options files and kept in no container");
     }
 }
 
@@ -108,6 +101,21 @@ Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key) {
         }
     }
     throw Usage_error("unknown setting \"" + shown_value(key) + "\"");
+}
+
+std::string keeping_problem(std::string_view key, const std::vector<zeOptMap::Known_key>& known) {
+    std::string kept;
+    for (const zeOptMap::Known_key& each : known) {
+        if (!each.is_stored) {
+            continue;
+        }
+        if (key == each.key) {
+            return "";
+        }
+        kept += (kept.empty() ? "" : ", ") + std::string(each.key);
+    }
+    return shown_value(std::string(key)) +
+           " is read from options files and kept in no container; these settings are kept: " + kept;
 }
 
 std::vector<Key_value> setting_values(const std::vector<std::string>& words) {

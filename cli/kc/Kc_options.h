@@ -5,12 +5,14 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
 
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/foundation/qtString.h"
+#include "zandrel/options/zeOptMap.h"
 #include "zandrel/persistence/zeDefaults.h"
 
 #include "cli/text/Key_value.h"
@@ -41,6 +43,10 @@ std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager);
 // The setting with one key.
 // RAISES: Usage_error for an unknown key.
 Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key);
+
+// Returns why no container can be given another value of a setting, or "". `known`: the settings
+// that containers have. Not all of them are in the files of containers.
+std::string keeping_problem(std::string_view key, const std::vector<zeOptMap::Known_key>& known);
 
 // Reads `Key=value` words. An empty value, or "leave", leaves the setting as it is.
 // RAISES: Usage_error that names the key, also for a key that options files can have but containers

@@ -57,7 +57,7 @@ public:
     // Bits of the kinds of change, as `VerifyChange` returns them.
     static constexpr int kPhysicalChange = 1;   // work on the classifiers, or another name
     static constexpr int kAttributeChange = 2;  // category, attributes, threshold, notes
-    // Returned by `VerifyMove` for a move between two places under one statistical classifier.
+    // Returned by `VerifyMove` for a move between two places under one classifier without rules.
     static constexpr int kMoveOfLinks = 4;
 
     // BORROWS: `owner`, which must outlive this.
@@ -104,17 +104,16 @@ public:
 
     // Edits.
 
-    // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
-    // with `physical_node`. It starts without children, whatever `node` has.
-    // RAISES: "clafer" for an unknown parent.
-    // COST: as VerifyCategoryName.
+    // Adds a node under `node.parent`, which is 0 for the root. Returns its id, and stores the id
+    // and `physical_node` in `node`. The new node has no children, whatever `node` has. RAISES:
+    // "clafer" for an unknown parent. COST: as VerifyCategoryName.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier removes
     // the counts of the categories from its table of all concepts.
     // COST: linear in the concepts of the classifier above, which selects its features again.
     void DelLogicalNode(unsigned int id, bool remove_concepts);
     // Moves a node, with all below it, under another parent. The new parent may not be below the
-    // node: in neither tree, neither by lists of children nor by the parents that nodes name.
+    // node in either tree, whether we follow the lists of children or the parents that nodes name.
     // COST: linear in the nodes below it and in the depth; between two classifiers also the cost of
     // deleting and adding.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
@@ -123,7 +122,10 @@ public:
     // that no classifier has is refused like any switch of type that is not allowed. So is the
     // change of a leaf with children to a rule node, since the children have no rules.
     void ChangeLogicalNode(const zeLogicalNode& node);
-    // Replaces the root's classifier by one of the other kind, while the root has no children.
+    // Replaces the root's classifier by one of another type. Nothing happens without a root, and if
+    // it has this type already.
+    // RAISES: 16 "Invalid new root type" for a type that no classifier has; 16 "Cannot change root
+    // type" if the root has children.
     void ChangeRootType(int type);
 
     // Functions that mirror a change of the physical side.
