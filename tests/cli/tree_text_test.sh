@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Usage: tree_text_test.sh PROGRAM
 # Runs the commands of the program zandrel that write trees and settings as text, and read them.
+document=$(realpath "$(dirname "$0")/../../docs/formats/tree.md")
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
@@ -41,6 +42,7 @@ is out "$counts"
 
 # Rules, and the child for the rest.
 expect 0 tree add a.kc root/mail --type rule
+# shellcheck disable=SC2016  # The dollar is part of the rule.
 expect 0 tree add a.kc root/mail/urgent --rule '"urgent" | $size(n) > 5'
 expect 0 tree add a.kc root/mail/rest --rule default
 expect 0 tree dump a.kc -o rules.tree
@@ -48,6 +50,16 @@ prints rules.tree $'+++\t[Leaf]\t[Score]\t[]\t[urgent]\t["urgent" | $size(n) > 5
 prints rules.tree $'+++\t[Leaf]\t[Score]\t[]\t[rest]\t[default]'
 expect 0 tree check rules.tree
 is out '8 nodes: 1 rule node, 2 statistical nodes, 5 leaves'
+
+# The examples of the help and of the document are correct.
+expect 0 tree check --help
+sed -n 's/^  +/+/p' out | sed 's/  */\t/g' >help.tree
+(($(wc -l <help.tree) == 5)) || fail "$command: another example"
+expect 0 tree check help.tree
+is out '5 nodes: 1 rule node, 1 statistical node, 3 leaves'
+sed -n '/^+.*→/s/→/\t/gp' "$document" >document.tree
+expect 0 tree check document.tree
+is out '5 nodes: 1 rule node, 1 statistical node, 3 leaves'
 
 # A name with a tab is written with a blank.
 expect 0 tree rename a.kc root/food $'fo\tod'
