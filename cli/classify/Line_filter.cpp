@@ -23,6 +23,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/classify/Text_column.h"
+#include "cli/classify/Walk_report.h"
 #include "cli/data/Data_lines.h"
 #include "cli/data/Line_reader.h"
 #include "cli/errors.h"
@@ -225,6 +226,17 @@ void print_refusal(std::string_view message, const char* text, bool writes_json,
     }
 }
 
+void print_path(const Labelled_text& message, const Explain_options& options, Text_model& model,
+                std::ostream& out) {
+    const Walk_report report{*model.manager()->m_logical_tree, message.text,
+                             model.walk(message, options.wanted_labels), options.node, options.top};
+    if (options.writes_json) {
+        print_json(walk_json(report), Json_form::kOneLine, out);
+    } else {
+        print_walk(report, out);
+    }
+}
+
 // REQUIRES: sorted by score, the highest first.
 void drop_below(double threshold, Ranking& ranking) {
     while (!ranking.empty() && ranking.back().score < threshold) {
@@ -257,6 +269,12 @@ void explain_lines(const Line_input& input, const Explain_options& options, Text
     const auto answer = [&options, &model](const Line& line, std::ostream& answers) {
         if (line.is_refused) {
             print_refusal(line.text, "  (line is too long)", options.writes_json, answers);
+            return;
+        }
+        if (options.shows_path) {
+            Labelled_text message;
+            message.text = line.text;
+            print_path(message, options, model, answers);
             return;
         }
         Explanation explanation = options.node == nullptr ? model.explain(line.text)
