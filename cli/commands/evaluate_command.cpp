@@ -143,7 +143,7 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
                     "Data file to classify, instead of --test; -: standard input")
         ->type_name("");
     for (const char* const name :
-         {"--train", "--test", "--bootstrap", "--groups", "--options", "--set"}) {
+         {"--train", "--test", "--bootstrap", "--groups", "--tree", "--options", "--set"}) {
         kc->excludes(command.get_option(name));
     }
 }

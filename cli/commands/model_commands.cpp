@@ -127,8 +127,14 @@ struct Train_words {
 };
 
 void train(Train_words& words) {
-    words.options.model = model_options(words.training);
     words.options.bootstraps = words.training.bootstraps;
+    if (words.options.keeps_tree) {
+        words.options.analysis = given_analysis(words.training.analysis);
+        work_on_container(words.options.kc_file,
+                          [&] { run(words.options, train_kc, words.writes_json); });
+        return;
+    }
+    words.options.model = model_options(words.training);
     run(words.options, train_kc, words.writes_json);
 }
 
@@ -141,6 +147,13 @@ void add_train(CLI::App& app) {
     add_training_options(*command, words->training);
     command->add_flag("--replace", words->options.replaces,
                       "Replace the container if there is one");
+    CLI::Option* const keeps_tree =
+        command->add_flag("--keep-tree", words->options.keeps_tree,
+                          "Train the classifiers of the existing container anew; its tree, rules "
+                          "and settings remain");
+    for (const char* const name : {"--groups", "--tree", "--options", "--set", "--replace"}) {
+        keeps_tree->excludes(command->get_option(name));
+    }
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
     add_wait_option(*command, words->options.seconds_to_wait);

@@ -20,10 +20,17 @@ void add_training_options(CLI::App& command, Training_words& words) {
                     "A setting of the engine, such as ProfileSize=3000; overrides the file")
         ->allow_extra_args(false)
         ->type_name("KEY=VALUE");
+    CLI::Option* const groups =
+        command
+            .add_option("--groups", words.groups_file,
+                        "File with lines of group and label, for a tree of two levels")
+            ->check(error_of_file_name)
+            ->type_name("FILE");
     command
-        .add_option("--groups", words.groups_file,
-                    "File with lines of group and label, for a tree of two levels")
+        .add_option("--tree", words.tree_file,
+                    "File with a tree in its text form, with rules and statistical nodes")
         ->check(error_of_file_name)
+        ->excludes(groups)
         ->type_name("FILE");
     command.add_flag("--bootstrap", words.bootstraps,
                      "Use only the titles and keywords of the training data");
@@ -40,6 +47,9 @@ Model_options model_options(Training_words& words) {
     Model_options options = {analysis_settings(words.analysis), &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
+    }
+    if (!words.tree_file.empty()) {
+        options.tree = read_tree_file(words.tree_file);
     }
     return options;
 }

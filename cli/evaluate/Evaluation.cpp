@@ -44,6 +44,7 @@
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
+#include "zandrel/messages/zeMsg.h"
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
@@ -125,17 +126,17 @@ struct Batch {
 // Ranks all labels for each text. The cost does not include the rankings without tables.
 Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_model& model) {
     Batch batch;
-    std::vector<qtPtrLight<zeSml>> bags;
+    std::vector<qtPtrLight<zeMsg>> messages;
     measure(batch.cost, model, [&] {
         for (const Labelled_text* text = begin; text != end; ++text) {
-            bags.push_back(model.make_bag(text->text));
-            batch.rankings.push_back(model.rank(bags.back(), -1));
+            messages.push_back(model.make_message(*text));
+            batch.rankings.push_back(model.rank(*messages.back(), -1));
         }
     });
     if (model.uses_tables()) {
         model.use_tables(false);
-        for (const qtPtrLight<zeSml>& bag : bags) {
-            batch.raw_rankings.push_back(model.rank(bag, -1));
+        for (const qtPtrLight<zeMsg>& message : messages) {
+            batch.raw_rankings.push_back(model.rank(*message, -1));
         }
         model.use_tables(true);
     }
