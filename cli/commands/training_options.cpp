@@ -2,13 +2,46 @@
 // assignments are applied after the file.
 #include "cli/commands/training_options.h"
 
+#include <cerrno>
+#include <sstream>
+#include <string>
+#include <utility>
+
 #include <CLI/CLI.hpp>
 
+#include "zandrel/knowledge/zeManager.h"
+
 #include "cli/commands/option_checks.h"
+#include "cli/data/Data_input.h"
 #include "cli/data/Label_groups.h"
+#include "cli/errors.h"
+#include "cli/kc/Tree_file.h"
 #include "cli/text/print_warning.h"
 
 namespace cli {
+
+namespace {
+
+// Adds the tree to a container that is then discarded, so that an error of the tree is reported
+// before the work that takes long.
+Tree_source read_tree_file(const std::string& file) {
+    Data_input input(file);
+    std::ostringstream text;
+    errno = 0;
+    if (input.stream().peek() != std::istream::traits_type::eof()) {
+        text << input.stream().rdbuf();
+    }
+    if (input.stream().bad()) {
+        throw Input_error(input.name(), reason_of_failure());
+    }
+    Tree_source tree = {std::move(text).str(), input.name()};
+    std::istringstream lines(tree.text);
+    zeManager discarded;
+    load_tree_text(lines, tree.name, discarded);
+    return tree;
+}
+
+}  // namespace
 
 void add_training_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);

@@ -11,7 +11,7 @@ namespace cli {
 
 class Engine_settings;
 
-// A tree in its text form (docs/formats/tree_text.md).
+// A tree in its text form (docs/formats/tree.md).
 struct Tree_source {
     std::string text = {};  // empty: no tree
     std::string name = {};  // of the file, for messages

@@ -33,6 +33,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <utility>
 
 #include "zandrel/classification/zeResult_set.h"
@@ -173,7 +174,8 @@ void Text_model::begin(const std::vector<Labelled_text>& texts) {
 }
 
 void Text_model::begin_tree(const std::vector<Labelled_text>& texts) {
-    load_tree(m_tree, *m_manager);
+    std::istringstream tree(m_tree.text);
+    load_tree_text(tree, m_tree.name, *m_manager);
     m_workflow = m_manager->GetWorkflow();
     give_forms(*m_manager->m_logical_tree, *m_analysis);
     check_labels(texts, m_tree.name);
