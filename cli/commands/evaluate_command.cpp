@@ -12,6 +12,7 @@
 
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
+#include "cli/data/Data_input.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
@@ -56,6 +57,8 @@ void settle_options(Evaluate_words& words) {
     if (options.kc_file.empty()) {
         require(options.train_file, "--train, or KC and DATA");
         require(options.test_file, "--test");
+        check_read_once({options.train_file, options.test_file, options.learn_file.value_or(""),
+                         words.training.tree_file});
         options.model = model_options(words.training);
         options.bootstraps = words.training.bootstraps;
         return;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -126,6 +127,12 @@ struct Train_words {
     bool writes_json = false;
 };
 
+// All files that the command reads.
+std::vector<std::string> with_tree(std::vector<std::string> files, const std::string& tree_file) {
+    files.push_back(tree_file);
+    return files;
+}
+
 void train(Train_words& words) {
     words.options.bootstraps = words.training.bootstraps;
     if (words.options.keeps_tree) {
@@ -134,6 +141,7 @@ void train(Train_words& words) {
                           [&] { run(words.options, train_kc, words.writes_json); });
         return;
     }
+    check_read_once(with_tree(words.options.data_files, words.training.tree_file));
     words.options.model = model_options(words.training);
     run(words.options, train_kc, words.writes_json);
 }

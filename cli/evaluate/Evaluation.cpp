@@ -48,6 +48,7 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
+#include "cli/errors.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
@@ -277,8 +278,12 @@ std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, con
                                           Evaluation& result) {
     auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
-    measure(*result.training, *model,
-            [&] { model->start(texts, options.bootstraps, options.progress); });
+    try {
+        measure(*result.training, *model,
+                [&] { model->start(texts, options.bootstraps, options.progress); });
+    } catch (const Unknown_label& error) {
+        throw Data_error(input_name(options.train_file), texts[error.index].line, error.reason);
+    }
     return model;
 }
 
