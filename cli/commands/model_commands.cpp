@@ -15,6 +15,7 @@
 
 #include "cli/classify/Line_filter.h"
 #include "cli/commands/analysis_options.h"
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_input.h"
@@ -102,6 +103,7 @@ void add_line_options(CLI::App& command, Options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
+    add_data_form_options(command, options.form);
 }
 
 void add_json_option(CLI::App& command, bool& writes_json) {
@@ -203,6 +205,7 @@ struct Filter_words {
     std::string kc_file;
     std::string text_file = "-";
     std::size_t longest_line = kLongestLine;
+    Data_form form;
     Analysis_names analysis;
     Classify_options classify;
     std::optional<std::size_t> column;
@@ -233,7 +236,7 @@ void with_lines_of(const Filter_words& words, Command_result& result,
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
-          words.jobs});
+          words.jobs, format_of_texts(words.text_file, words.form), words.form});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -283,6 +286,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
         ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
     add_max_line_option(*command, words.longest_line);
+    add_text_form_options(*command, words.form);
     add_jobs_option(*command, words.jobs);
     return *command;
 }

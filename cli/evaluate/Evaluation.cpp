@@ -327,13 +327,13 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     if (options.kc_file.empty()) {
         data.to_train =
             read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
-                               options.longest_line);
+                               options.longest_line, options.form);
     }
-    data.to_classify =
-        read_labelled_file(options.test_file, skipped, Columns::kText, options.longest_line);
+    data.to_classify = read_labelled_file(options.test_file, skipped, Columns::kText,
+                                          options.longest_line, options.form);
     if (options.learn_file) {
-        data.to_learn =
-            read_labelled_file(*options.learn_file, skipped, Columns::kText, options.longest_line);
+        data.to_learn = read_labelled_file(*options.learn_file, skipped, Columns::kText,
+                                           options.longest_line, options.form);
     }
     return data;
 }
