@@ -42,7 +42,13 @@ Examples:
   zandrel train shop.kc shop.train.tsv
   zandrel train shop.kc shop.train.tsv --replace
 
-See also: zandrel help containers, data, analysis, settings)";
+A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
+the container anew.
+
+  zandrel train desk.kc desk.train.jsonl --tree desk.tree
+  zandrel train desk.kc desk.train.jsonl --keep-tree
+
+See also: zandrel help containers, data, analysis, settings, trees)";
 
 constexpr const char* kLearnNotes =
     R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as

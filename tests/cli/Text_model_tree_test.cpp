@@ -1,4 +1,6 @@
 // Text models whose tree was given: rules and statistics in one walk.
+#include "cli/model/Text_model.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -15,7 +17,6 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/errors.h"
-#include "cli/model/Text_model.h"
 
 namespace cli {
 
@@ -25,12 +26,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-using Texts = std::vector<Labelled_text>;
+using Desk_messages = std::vector<Labelled_text>;
 using Scores = std::vector<std::pair<std::string, double>>;
 
 // A line of the text form of a tree.
-std::string line(std::size_t level, const std::string& type, const std::string& category,
-                 const std::string& rule = "") {
+std::string tree_line(std::size_t level, const std::string& type, const std::string& category,
+                      const std::string& rule = "") {
     const std::string score = type == "Leaf" ? "Score" : "NoScore";
     return std::string(level, '+') + "\t[" + type + "]\t[" + score + "]\t[]\t[" + category +
            "]\t[" + rule + "]\n";
@@ -44,13 +45,12 @@ std::string line(std::size_t level, const std::string& type, const std::string& 
 //       large
 //       urgent
 //       rest                                       the default
-const std::string kDesk = line(1, "Rule", "desk") +
-                          line(2, "Stat", "english", "$language(s) == 'en'") +
-                          line(3, "Leaf", "delivery") + line(3, "Leaf", "returns") +
-                          line(2, "Stat", "german", "$language(s) == 'de'") +
-                          line(3, "Leaf", "delivery") + line(3, "Leaf", "returns") +
-                          line(2, "Leaf", "large", "$amount(n) > 500 ? 2 : 0") +
-                          line(2, "Leaf", "urgent", "\"Urgent\"") + line(2, "Leaf", "rest", "default");
+const std::string kDesk =
+    tree_line(1, "Rule", "desk") + tree_line(2, "Stat", "english", "$language(s) == 'en'") +
+    tree_line(3, "Leaf", "delivery") + tree_line(3, "Leaf", "returns") +
+    tree_line(2, "Stat", "german", "$language(s) == 'de'") + tree_line(3, "Leaf", "delivery") +
+    tree_line(3, "Leaf", "returns") + tree_line(2, "Leaf", "large", "$amount(n) > 500 ? 2 : 0") +
+    tree_line(2, "Leaf", "urgent", "\"Urgent\"") + tree_line(2, "Leaf", "rest", "default");
 
 Model_options options_of(const std::string& tree) {
     Model_options options;
@@ -63,21 +63,21 @@ Pair text_pair(const std::string& name, const std::string& value) {
     return {name, mlMessageConverter::kString, {value}};
 }
 
-Labelled_text message(const std::string& label, const std::string& text,
-                      const std::string& language, const std::string& amount = "10") {
+Labelled_text desk_message(const std::string& label, const std::string& text,
+                           const std::string& language, const std::string& amount = "10") {
     Labelled_text made = {{label}, text};
     made.pairs = {text_pair("language", language), text_pair("amount", amount)};
     return made;
 }
 
 // Each text ten times, since words of few texts count for little.
-Texts desk_texts() {
-    Texts texts;
+Desk_messages desk_texts() {
+    Desk_messages texts;
     for (int i = 0; i < 10; ++i) {
-        texts.push_back(message("delivery", "where is the parcel", "en"));
-        texts.push_back(message("returns", "the jacket is too small", "en"));
-        texts.push_back(message("delivery", "wo ist das paket", "de"));
-        texts.push_back(message("returns", "die jacke ist zu klein", "de"));
+        texts.push_back(desk_message("delivery", "where is the parcel", "en"));
+        texts.push_back(desk_message("returns", "the jacket is too small", "en"));
+        texts.push_back(desk_message("delivery", "wo ist das paket", "de"));
+        texts.push_back(desk_message("returns", "die jacke ist zu klein", "de"));
     }
     return texts;
 }
@@ -106,8 +106,8 @@ protected:
 };
 
 TEST_F(TextModelTreeTest, RulesRouteByAPairAndTheStatisticsBehindRankByWords) {
-    const Ranking english = model.rank(message("", "the parcel", "en"), -1);
-    const Ranking german = model.rank(message("", "meine Jacke", "de"), -1);
+    const Ranking english = model.rank(desk_message("", "the parcel", "en"), -1);
+    const Ranking german = model.rank(desk_message("", "meine Jacke", "de"), -1);
 
     EXPECT_EQ(names_of(english).front(), "delivery");
     EXPECT_EQ(model.path_of(english.front()), "desk/english/delivery");
@@ -116,14 +116,14 @@ TEST_F(TextModelTreeTest, RulesRouteByAPairAndTheStatisticsBehindRankByWords) {
 }
 
 TEST_F(TextModelTreeTest, DefaultIsGivenIfNoRuleFires) {
-    EXPECT_THAT(scores_of(model.rank(message("", "the parcel", "fr"), -1)),
+    EXPECT_THAT(scores_of(model.rank(desk_message("", "the parcel", "fr"), -1)),
                 ElementsAre(testing::Pair("rest", 1.0)));
     EXPECT_THAT(scores_of(model.rank("the parcel", -1)), ElementsAre(testing::Pair("rest", 1.0)));
 }
 
 // The value of the rule is the score, also above 1.
 TEST_F(TextModelTreeTest, ValueOfARuleIsTheScoreOfItsLeaf) {
-    EXPECT_EQ(scores_of(model.rank(message("", "die jacke", "de", "501"), -1)).front(),
+    EXPECT_EQ(scores_of(model.rank(desk_message("", "die jacke", "de", "501"), -1)).front(),
               std::make_pair(std::string("large"), 2.0));
 }
 
@@ -148,11 +148,12 @@ TEST_F(TextModelTreeTest, LabelOfTwoLeavesIsListedOnce) {
 }
 
 TEST_F(TextModelTreeTest, TextThatReachesNoneOfItsLeavesIsBlocked) {
-    Texts texts = desk_texts();
-    texts.push_back(message("delivery", "ou est le paquet", "fr"));
-    texts.push_back(message("rest", "the parcel", "en"));   // a rule fires, so the default is closed
-    texts.push_back(message("rest", "le paquet", "fr"));
-    texts.push_back(message("large", "the sofa", "en", "900"));
+    Desk_messages texts = desk_texts();
+    texts.push_back(desk_message("delivery", "ou est le paquet", "fr"));
+    texts.push_back(
+        desk_message("rest", "the parcel", "en"));  // a rule fires, so the default is closed
+    texts.push_back(desk_message("rest", "le paquet", "fr"));
+    texts.push_back(desk_message("large", "the sofa", "en", "900"));
     Text_model other(options_of(kDesk));
     other.train(texts);
 
@@ -161,20 +162,20 @@ TEST_F(TextModelTreeTest, TextThatReachesNoneOfItsLeavesIsBlocked) {
 
 TEST_F(TextModelTreeTest, LearningReachesTheSameClassifiers) {
     std::vector<std::size_t> reached;
-    model.learn({message("delivery", "das paket kommt nicht", "de")}, nullptr,
-                [&](const std::vector<zeStat_storage*>& storages) {
-                    reached.push_back(storages.size());
-                });
+    model.learn(
+        {desk_message("delivery", "das paket kommt nicht", "de")}, nullptr,
+        [&](const std::vector<zeStat_storage*>& storages) { reached.push_back(storages.size()); });
     EXPECT_THAT(reached, ElementsAre(1U));
     EXPECT_THAT(model.blocked_texts(), IsEmpty());
 
-    model.learn({message("returns", "le paquet", "fr")});
+    model.learn({desk_message("returns", "le paquet", "fr")});
     EXPECT_THAT(model.blocked_texts(), ElementsAre(0U));
 }
 
 TEST_F(TextModelTreeTest, NewLabelBelowARuleRootIsRefused) {
     try {
-        model.learn({message("delivery", "paket", "de"), message("payment", "rechnung", "de")});
+        model.learn(
+            {desk_message("delivery", "paket", "de"), desk_message("payment", "rechnung", "de")});
         ADD_FAILURE() << "no error";
     } catch (const Unknown_label& error) {
         EXPECT_EQ(error.index, 1U);
@@ -184,14 +185,14 @@ TEST_F(TextModelTreeTest, NewLabelBelowARuleRootIsRefused) {
 
 TEST_F(TextModelTreeTest, LabelsOfStatisticalLeavesWithoutATextAreFound) {
     EXPECT_THAT(model.labels_without(desk_texts()), IsEmpty());
-    EXPECT_THAT(model.labels_without({message("delivery", "", "en")}), ElementsAre("returns"));
+    EXPECT_THAT(model.labels_without({desk_message("delivery", "", "en")}), ElementsAre("returns"));
     EXPECT_THAT(model.labels_without({}), ElementsAre("delivery", "returns"));
 }
 
 TEST(TextModelGivenTreeTest, LabelWithoutALeafIsRefusedBeforeTraining) {
     Text_model model(options_of(kDesk));
-    Texts texts = desk_texts();
-    texts.push_back(message("payment", "the invoice", "en"));
+    Desk_messages texts = desk_texts();
+    texts.push_back(desk_message("payment", "the invoice", "en"));
 
     try {
         model.train(texts);
@@ -208,11 +209,12 @@ TEST(TextModelGivenTreeTest, LabelWithoutALeafIsRefusedBeforeTraining) {
 TEST(TextModelGivenTreeTest, LabelThatNamesAnInnerNodeIsRefused) {
     Text_model model(options_of(kDesk));
 
-    EXPECT_THROW(model.train({message("english", "the parcel", "en")}), Unknown_label);
+    EXPECT_THROW(model.train({desk_message("english", "the parcel", "en")}), Unknown_label);
 }
 
 TEST(TextModelGivenTreeTest, WrongTreeIsRefusedWithItsLine) {
-    Text_model model(options_of(line(1, "Rule", "desk") + "\n" + line(2, "Leaf", "large", "1 +")));
+    Text_model model(
+        options_of(tree_line(1, "Rule", "desk") + "\n" + tree_line(2, "Leaf", "large", "1 +")));
 
     try {
         model.train(desk_texts());
@@ -224,8 +226,9 @@ TEST(TextModelGivenTreeTest, WrongTreeIsRefusedWithItsLine) {
 
 // The second way: the same labels without a rule node above.
 TEST(TextModelGivenTreeTest, SubtreeBehindAnOpenRuleScoresLikeATreeOfItsOwn) {
-    const std::string leaves = line(3, "Leaf", "delivery") + line(3, "Leaf", "returns");
-    Text_model ruled(options_of(line(1, "Rule", "desk") + line(2, "Stat", "all", "0.5") + leaves));
+    const std::string leaves = tree_line(3, "Leaf", "delivery") + tree_line(3, "Leaf", "returns");
+    Text_model ruled(
+        options_of(tree_line(1, "Rule", "desk") + tree_line(2, "Stat", "all", "0.5") + leaves));
     Text_model flat(Model_options{{Analysis_kind::kWords}});
     ruled.train(desk_texts());
     flat.train(desk_texts());
@@ -244,11 +247,12 @@ TEST(TextModelGivenTreeTest, SubtreeBehindAnOpenRuleScoresLikeATreeOfItsOwn) {
 
 // root (statistics): praise, mail (rules): work (statistics): bills, meetings; home
 TEST(TextModelGivenTreeTest, RuleNodeBelowAStatisticalNodeIsTrained) {
-    Text_model model(options_of(line(1, "Stat", "root") + line(2, "Leaf", "praise") +
-                                line(2, "Rule", "mail") + line(3, "Stat", "work", "\"Office\"") +
-                                line(4, "Leaf", "bills") + line(4, "Leaf", "meetings") +
-                                line(3, "Leaf", "home", "default")));
-    Texts texts;
+    Text_model model(options_of(tree_line(1, "Stat", "root") + tree_line(2, "Leaf", "praise") +
+                                tree_line(2, "Rule", "mail") +
+                                tree_line(3, "Stat", "work", "\"Office\"") +
+                                tree_line(4, "Leaf", "bills") + tree_line(4, "Leaf", "meetings") +
+                                tree_line(3, "Leaf", "home", "default")));
+    Desk_messages texts;
     for (int i = 0; i < 10; ++i) {
         texts.push_back({{"praise"}, "thanks for the great service"});
         texts.push_back({{"bills"}, "office bill to pay"});
@@ -267,35 +271,35 @@ TEST(TextModelGivenTreeTest, RuleNodeBelowAStatisticalNodeIsTrained) {
 
 TEST(TextModelGivenTreeTest, TreeIsBootstrapped) {
     Text_model model(options_of(kDesk));
-    Texts texts = desk_texts();
+    Desk_messages texts = desk_texts();
     for (Labelled_text& text : texts) {
         text.title = text.keywords = std::exchange(text.text, "");
     }
     model.bootstrap(texts);
 
-    EXPECT_EQ(names_of(model.rank(message("", "parcel", "en"), 1)).front(), "delivery");
+    EXPECT_EQ(names_of(model.rank(desk_message("", "parcel", "en"), 1)).front(), "delivery");
 }
 
 TEST_F(TextModelTreeTest, ExplanationPassesTheRules) {
-    const Explanation explanation = model.explain(message("", "the parcel", "en"));
+    const Explanation explanation = model.explain(desk_message("", "the parcel", "en"));
     EXPECT_EQ(explanation.label, "delivery");
     EXPECT_THAT(explanation.concepts, SizeIs(2));
 
-    const Explanation by_rule = model.explain(message("", "the sofa", "fr", "900"));
+    const Explanation by_rule = model.explain(desk_message("", "the sofa", "fr", "900"));
     EXPECT_EQ(by_rule.label, "large");
     EXPECT_EQ(by_rule.score, 2.0);
     EXPECT_THAT(by_rule.concepts, IsEmpty());
 
     zeNode* const german = model.find("desk/german/delivery");
     ASSERT_NE(german, nullptr);
-    EXPECT_EQ(model.explain(message("", "the parcel", "en"), german).score, 0.0);
+    EXPECT_EQ(model.explain(desk_message("", "the parcel", "en"), german).score, 0.0);
 }
 
 TEST_F(TextModelTreeTest, PairsReachTheRulesOfAPreparedMessage) {
-    const qtPtrLight<zeMsg> prepared = model.make_message(message("", "the parcel", "en"));
+    const qtPtrLight<zeMsg> prepared = model.make_message(desk_message("", "the parcel", "en"));
 
     EXPECT_EQ(scores_of(model.rank(*prepared, -1)),
-              scores_of(model.rank(message("", "the parcel", "en"), -1)));
+              scores_of(model.rank(desk_message("", "the parcel", "en"), -1)));
 }
 
 // The rankings of a model for some questions, compared bit by bit.
@@ -303,7 +307,7 @@ std::vector<Scores> answers_of(Text_model& model) {
     std::vector<Scores> answers;
     for (const char* const language : {"en", "de", "fr"}) {
         for (const char* const text : {"the parcel", "die jacke ist klein", "urgent jacket"}) {
-            answers.push_back(scores_of(model.rank(message("", text, language), -1)));
+            answers.push_back(scores_of(model.rank(desk_message("", text, language), -1)));
         }
     }
     return answers;
@@ -312,11 +316,11 @@ std::vector<Scores> answers_of(Text_model& model) {
 TEST_F(TextModelTreeTest, TrainingAgainForgetsWhatWasLearnedAndKeepsTheTree) {
     const std::vector<Scores> expected = answers_of(model);
     const unsigned int last_object = model.manager()->m_last_object_id;
-    model.learn({message("returns", "where is the parcel", "en"),
-                 message("delivery", "jacke jacke jacke", "de")});
+    model.learn({desk_message("returns", "where is the parcel", "en"),
+                 desk_message("delivery", "jacke jacke jacke", "de")});
     ASSERT_NE(answers_of(model), expected);
 
-    Texts texts = desk_texts();
+    Desk_messages texts = desk_texts();
     model.train_again_and_empty(texts, false, "desk.kc", nullptr);
 
     EXPECT_EQ(answers_of(model), expected);
@@ -327,15 +331,17 @@ TEST_F(TextModelTreeTest, TrainingAgainForgetsWhatWasLearnedAndKeepsTheTree) {
 
 // The German classifier gets no text, and keeps nothing.
 TEST_F(TextModelTreeTest, ClassifierWithoutTextsIsEmptyAfterTrainingAgain) {
-    Texts texts = {message("delivery", "the parcel", "en"), message("returns", "the coat", "en")};
+    Desk_messages texts = {desk_message("delivery", "the parcel", "en"),
+                           desk_message("returns", "the coat", "en")};
     model.train_again_and_empty(texts, false, "desk.kc", nullptr);
 
-    EXPECT_THAT(names_of(model.rank(message("", "paket", "de"), -1)), IsEmpty());
+    EXPECT_THAT(names_of(model.rank(desk_message("", "paket", "de"), -1)), IsEmpty());
 }
 
 TEST_F(TextModelTreeTest, UnknownLabelIsRefusedBeforeAnythingIsForgotten) {
     const std::vector<Scores> expected = answers_of(model);
-    Texts texts = {message("delivery", "the parcel", "en"), message("payment", "bill", "en")};
+    Desk_messages texts = {desk_message("delivery", "the parcel", "en"),
+                           desk_message("payment", "bill", "en")};
 
     try {
         model.train_again_and_empty(texts, false, "desk.kc", nullptr);

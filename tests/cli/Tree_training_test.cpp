@@ -172,10 +172,11 @@ TEST_F(TreeTrainingTest, LearningReportsBlockedTextsToo) {
     m_warnings.clear();
     learn_into_kc(learning);
 
-    EXPECT_THAT(WarningsOfTheTree(),
-                ElementsAre("the rules of the tree block 1 of 2 texts from their labels, so nothing "
-                            "learns them; the first is " +
-                            m_folder.file("learn.tsv") + ":2 with the label \"returns\""));
+    EXPECT_THAT(
+        WarningsOfTheTree(),
+        ElementsAre("the rules of the tree block 1 of 2 texts from their labels, so nothing "
+                    "learns them; the first is " +
+                    m_folder.file("learn.tsv") + ":2 with the label \"returns\""));
 }
 
 TEST_F(TreeTrainingTest, UnknownLabelBelowARuleRootCannotBeAddedByLearning) {
@@ -186,8 +187,7 @@ TEST_F(TreeTrainingTest, UnknownLabelBelowARuleRootCannotBeAddedByLearning) {
     learning.data_files = {m_folder.write("learn.tsv", "payment\tbill\n")};
 
     EXPECT_THAT(ErrorOf([&] { learn_into_kc(learning); }),
-                StartsWith(m_folder.file("learn.tsv") +
-                           ":1: label \"payment\" cannot be added: "));
+                StartsWith(m_folder.file("learn.tsv") + ":1: label \"payment\" cannot be added: "));
 }
 
 // The forms of rules are not in the file, so a container that was opened is written unchanged.
