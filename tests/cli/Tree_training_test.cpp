@@ -207,10 +207,12 @@ TEST_F(TreeTrainingTest, FormsOfRulesDoNotChangeTheFile) {
 
 TEST_F(TreeTrainingTest, EditedTreeIsTrainedAgain) {
     Train(kData);
-    Edit([](zeManager& manager) {
+    Node_attributes other_rule;
+    other_rule.rule = "\"shop\" | \"store\"";
+    Edit([&other_rule](zeManager& manager) {
         add_node(manager, "desk/shop/payment", {});
         rename_node(manager, "desk/other", "rest");
-        change_node(manager, "desk/shop", {.rule = "\"shop\" | \"store\""});
+        change_node(manager, "desk/shop", other_rule);
     });
     const Training_summary summary =
         TrainAgain(ten_times("delivery\tshop parcel late\nreturns\tshop jacket small\n"
