@@ -14,6 +14,7 @@
 #include "cli/rules/Rule_explanation.h"
 #include "cli/rules/Rule_value.h"
 #include "cli/text/Json.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -34,7 +35,8 @@ Example:
 
 constexpr const char* kEvalNotes =
     R"(The rule is evaluated for a message with the pairs of --set and the words of --text; without --text the
-message has no words. Put -- before a rule that begins with -.
+message has no words. The words of the rule are brought into the form of the text analysis: "Parcel" finds
+"parcel". A warning names texts of the rule that no message can have. Put -- before a rule that begins with -.
 
 Example:
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7)";
@@ -72,6 +74,12 @@ struct Eval_words {
 void print_value(Eval_words& words) {
     words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
     const double value = rule_value(words.rule, words.subject);
+    if (words.subject.text) {
+        const std::string warning = rule_warning(words.rule, words.subject.analysis);
+        if (!warning.empty()) {
+            print_warning(warning);
+        }
+    }
     if (words.writes_json) {
         print_json(rule_value_json(words.rule, value), Json_form::kOneLine, std::cout);
     } else {

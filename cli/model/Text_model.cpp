@@ -321,7 +321,8 @@ unsigned int Text_model::add_node(unsigned int parent, std::string_view name, un
     node.parent = parent;
     node.type = type;
     node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
-    node.category = Concept::insert_view(name);
+    // A tree whose names differ from categories asks for both.
+    node.name = node.category = Concept::insert_view(name);
     return m_manager->m_logical_tree->AddLogicalNode(node);
 }
 
@@ -387,6 +388,10 @@ void Text_model::find_blocked(zeCorpus_view& view) {
             m_blocked.push_back(i);
         }
     }
+}
+
+std::string Text_model::warning_of_rules() const {
+    return unfindable_words_warning(*m_manager->m_logical_tree, *m_analysis);
 }
 
 std::vector<std::string> Text_model::labels_without(const std::vector<Labelled_text>& texts) const {

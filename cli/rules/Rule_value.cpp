@@ -61,6 +61,11 @@ double rule_value(const std::string& rule, const Rule_subject& subject) {
     return checker.Evaluate(info);
 }
 
+std::string rule_warning(const std::string& rule, const Analysis_settings& analysis) {
+    Rule_checker checker = parsed(rule);
+    return unfindable_words_warning(checker, *make_text_analysis(analysis));
+}
+
 std::string value_text(double value) {
     return std::isnan(value) ? "nan" : qtConvertDoubleToString(value).str();
 }

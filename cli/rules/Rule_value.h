@@ -23,6 +23,9 @@ struct Rule_subject {
 // RAISES: Data_error "rule: " and the parser's message; Usage_error for a pair without a key or
 // without an equals sign; what make_text_analysis raises.
 double rule_value(const std::string& rule, const Rule_subject& subject);
+// See unfindable_words_warning.
+// RAISES: as rule_value.
+std::string rule_warning(const std::string& rule, const Analysis_settings& analysis);
 
 // The shortest text that is read as the same number; "inf", "-inf" or "nan" for other values.
 std::string value_text(double value);

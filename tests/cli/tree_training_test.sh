@@ -92,6 +92,20 @@ for option in '--groups groups.tsv' '--tree desk.tree' '--options a.options' '--
     prints err "${option%% *} excludes --keep-tree"
 done
 
+# The same forms of words by hand
+expect 0 rules eval '"Running" & "shoes"' --text 'RUN, shoe!' --stem english
+is out 1
+is_silent err
+expect 0 rules eval '"very angry"' --text 'very angry'
+is out 0
+is err 'zandrel: no text can have this text of a rule, since it is not one concept of the text analysis: "very angry"; combine the parts by &'
+expect 0 rules eval '"Very Angry"' --text 'very angry' --analysis phrases
+is out 1
+is_silent err
+expect 0 rules eval '"very angry" | $a(n) > 1' --set a=2
+is out 1
+is_silent err
+
 # Trees that are wrong
 cp desk.kc before.kc
 expect 64 train desk.kc train.tsv --tree desk.tree --replace --groups groups.tsv
