@@ -103,8 +103,9 @@ The words of a rule are brought into the form of the text analysis: "Refund" fin
 with more words in quotes never finds them; combine its parts: "pay it" & "it now".)";
 
 constexpr std::string_view kEditing =
-    R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains the names from
-the root down, the root's own first, with / between them and \ in front of a / or \ in a name.
+    R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains
+the names from the root down, the root's own first, with / between them and
+\ in front of a / or \ in a name.
 
 Each edit is checked first. A refused edit leaves the file as it was. The exit status is then 64 for a
 path that does not exist or a bad value, and 65 for an edit that the tree does not allow. A compact
