@@ -129,13 +129,13 @@ Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_mode
     measure(batch.cost, model, [&] {
         for (const Labelled_text* text = begin; text != end; ++text) {
             bags.push_back(model.make_bag(text->text));
-            batch.rankings.push_back(model.rank(bags.back(), -1));
+            batch.rankings.push_back(model.rank(bags.back(), text->pairs, -1));
         }
     });
     if (model.uses_tables()) {
         model.use_tables(false);
-        for (const qtPtrLight<zeSml>& bag : bags) {
-            batch.raw_rankings.push_back(model.rank(bag, -1));
+        for (std::size_t i = 0; i < bags.size(); ++i) {
+            batch.raw_rankings.push_back(model.rank(bags[i], begin[i].pairs, -1));
         }
         model.use_tables(true);
     }
