@@ -274,16 +274,24 @@ private:
     Quality& m_quality;
 };
 
+// Calls `work`, and gives an unknown label the file and line of its text.
+template <class Work>
+void with_source(const std::string& file, const Texts& texts, const Work& work) {
+    try {
+        work();
+    } catch (const Unknown_label& error) {
+        throw Data_error(input_name(file), texts[error.index].line, error.reason);
+    }
+}
+
 std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
                                           Evaluation& result) {
     auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
-    try {
+    with_source(options.train_file, texts, [&] {
         measure(*result.training, *model,
                 [&] { model->start(texts, options.bootstraps, options.progress); });
-    } catch (const Unknown_label& error) {
-        throw Data_error(input_name(options.train_file), texts[error.index].line, error.reason);
-    }
+    });
     return model;
 }
 
@@ -389,8 +397,10 @@ Evaluation evaluate(const Evaluation_options& options) {
         .run(options.jobs);
     quality.put_into(result);
     if (!data.to_learn.empty()) {
-        result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify, model,
-                                         options.progress);
+        with_source(*options.learn_file, data.to_learn, [&] {
+            result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify,
+                                             model, options.progress);
+        });
     }
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);
