@@ -44,9 +44,11 @@
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
+#include "zandrel/messages/zeMsg.h"
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
+#include "cli/errors.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
@@ -125,17 +127,17 @@ struct Batch {
 // Ranks all labels for each text. The cost does not include the rankings without tables.
 Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_model& model) {
     Batch batch;
-    std::vector<qtPtrLight<zeSml>> bags;
+    std::vector<qtPtrLight<zeMsg>> messages;
     measure(batch.cost, model, [&] {
         for (const Labelled_text* text = begin; text != end; ++text) {
-            bags.push_back(model.make_bag(text->text));
-            batch.rankings.push_back(model.rank(bags.back(), -1));
+            messages.push_back(model.make_message(*text));
+            batch.rankings.push_back(model.rank(*messages.back(), -1));
         }
     });
     if (model.uses_tables()) {
         model.use_tables(false);
-        for (const qtPtrLight<zeSml>& bag : bags) {
-            batch.raw_rankings.push_back(model.rank(bag, -1));
+        for (const qtPtrLight<zeMsg>& message : messages) {
+            batch.raw_rankings.push_back(model.rank(*message, -1));
         }
         model.use_tables(true);
     }
@@ -272,12 +274,24 @@ private:
     Quality& m_quality;
 };
 
+// Calls `work`, and gives an unknown label the file and line of its text.
+template <class Work>
+void with_source(const std::string& file, const Texts& texts, const Work& work) {
+    try {
+        work();
+    } catch (const Unknown_label& error) {
+        throw Data_error(input_name(file), texts[error.index].line, error.reason);
+    }
+}
+
 std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
                                           Evaluation& result) {
     auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
-    measure(*result.training, *model,
-            [&] { model->start(texts, options.bootstraps, options.progress); });
+    with_source(options.train_file, texts, [&] {
+        measure(*result.training, *model,
+                [&] { model->start(texts, options.bootstraps, options.progress); });
+    });
     return model;
 }
 
@@ -321,13 +335,13 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     if (options.kc_file.empty()) {
         data.to_train =
             read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
-                               options.longest_line);
+                               options.longest_line, options.form);
     }
-    data.to_classify =
-        read_labelled_file(options.test_file, skipped, Columns::kText, options.longest_line);
+    data.to_classify = read_labelled_file(options.test_file, skipped, Columns::kText,
+                                          options.longest_line, options.form);
     if (options.learn_file) {
-        data.to_learn =
-            read_labelled_file(*options.learn_file, skipped, Columns::kText, options.longest_line);
+        data.to_learn = read_labelled_file(*options.learn_file, skipped, Columns::kText,
+                                           options.longest_line, options.form);
     }
     return data;
 }
@@ -383,8 +397,10 @@ Evaluation evaluate(const Evaluation_options& options) {
         .run(options.jobs);
     quality.put_into(result);
     if (!data.to_learn.empty()) {
-        result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify, model,
-                                         options.progress);
+        with_source(*options.learn_file, data.to_learn, [&] {
+            result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify,
+                                             model, options.progress);
+        });
     }
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);
