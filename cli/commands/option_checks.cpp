@@ -6,12 +6,21 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/data/Folds.h"
+
 namespace cli {
 
 std::string error_of_share(const std::string& text) {
     double share = 0.0;
     const bool is_share = CLI::detail::lexical_cast(text, share) && share >= 0.0 && share <= 1.0;
     return is_share ? "" : "'" + text + "' is no number from 0 to 1";
+}
+
+std::string error_of_part(const std::string& text) {
+    double share = 0.0;
+    const bool is_part =
+        CLI::detail::lexical_cast(text, share) && share >= kShareUnit && share <= 1.0 - kShareUnit;
+    return is_part ? "" : "'" + text + "' is no number from 0.0001 to 0.9999";
 }
 
 std::string error_of_file_name(const std::string& text) {
@@ -67,6 +76,19 @@ void add_jobs_option(CLI::App& command, std::size_t& jobs) {
     command.add_option("--jobs", jobs, "Number of processes that classify at the same time")
         ->capture_default_str()
         ->check(CLI::Range(1, kMostJobs).description(""))
+        ->type_name("N");
+}
+
+CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed) {
+    return command
+        .add_option("--seed", seed, "Number that chooses the parts into which data are divided")
+        ->capture_default_str()
+        ->check([](const std::string& text) -> std::string {
+            std::uint64_t number = 0;
+            const bool is_number =
+                text.find('-') == std::string::npos && CLI::detail::lexical_cast(text, number);
+            return is_number ? "" : "'" + text + "' is no integer from 0 to 18446744073709551615";
+        })
         ->type_name("N");
 }
 

@@ -140,11 +140,15 @@ std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_l
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
     std::vector<Labelled_text> texts =
         read_labelled_texts(input.stream(), input.name(), skipped, columns, longest_line);
-    if (texts.empty()) {
-        const bool has_bad_lines = skipped != nullptr && skipped->count > skipped_before;
-        throw Data_error(input.name(), has_bad_lines ? "no good data line" : "no data line");
-    }
+    check_has_texts(input.name(), texts, skipped != nullptr && skipped->count > skipped_before);
     return texts;
+}
+
+void check_has_texts(const std::string& name, const std::vector<Labelled_text>& texts,
+                     bool has_bad_lines) {
+    if (texts.empty()) {
+        throw Data_error(name, has_bad_lines ? "no good data line" : "no data line");
+    }
 }
 
 void print_skipped(const Skipped_lines& skipped, std::ostream& out) {

@@ -60,6 +60,10 @@ std::vector<Labelled_text> read_labelled_file(const std::string& path,
                                               Columns columns = Columns::kText,
                                               std::size_t longest_line = kLongestLine);
 
+// RAISES: Data_error if a file has no good data line. `has_bad_lines`: whether lines were skipped.
+void check_has_texts(const std::string& name, const std::vector<Labelled_text>& texts,
+                     bool has_bad_lines);
+
 // Prints a line with the number of skipped lines and the message of the first one; prints nothing
 // if there are none.
 void print_skipped(const Skipped_lines& skipped, std::ostream& out);
