@@ -2,7 +2,9 @@
 // compare the parsed number with both bounds.
 #include "cli/commands/option_checks.h"
 
+#include <charconv>
 #include <cmath>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 
@@ -84,10 +86,13 @@ CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed) {
         .add_option("--seed", seed, "Number that chooses the parts into which data are divided")
         ->capture_default_str()
         ->check([](const std::string& text) -> std::string {
+            // The parser's conversion accepts numbers that are too large.
             std::uint64_t number = 0;
-            const bool is_number =
-                text.find('-') == std::string::npos && CLI::detail::lexical_cast(text, number);
-            return is_number ? "" : "'" + text + "' is no integer from 0 to 18446744073709551615";
+            const char* const end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, number);
+            return error == std::errc() && stop == end
+                       ? ""
+                       : "'" + text + "' is no integer from 0 to 18446744073709551615";
         })
         ->type_name("N");
 }
