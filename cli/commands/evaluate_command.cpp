@@ -19,6 +19,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/evaluate/Cross_validation.h"
@@ -187,6 +188,7 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
+    add_data_form_options(command, options.form);
     add_jobs_option(command, options.jobs);
 }
 

@@ -14,6 +14,7 @@
 
 #include "cli/classify/Line_filter.h"
 #include "cli/commands/analysis_options.h"
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_input.h"
@@ -101,6 +102,7 @@ void add_line_options(CLI::App& command, Options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
+    add_data_form_options(command, options.form);
 }
 
 void add_json_option(CLI::App& command, bool& writes_json) {
@@ -182,6 +184,7 @@ struct Filter_words {
     std::string kc_file;
     std::string text_file = "-";
     std::size_t longest_line = kLongestLine;
+    Data_form form;
     Analysis_names analysis;
     Classify_options classify;
     std::optional<std::size_t> column;
@@ -198,6 +201,20 @@ std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     return read_model_to_classify(words.kc_file, given, &work.progress());
 }
 
+// RAISES: Usage_error for options that contradict each other.
+Data_format format_of(const Filter_words& words) {
+    const Data_format format = format_of_texts(words.text_file, words.form);
+    if (format != Data_format::kLines && words.column) {
+        throw Usage_error("--column is for lines of text; --text chooses the column of the form " +
+                          name_of(format));
+    }
+    if (format == Data_format::kLines && words.form.names_columns()) {
+        throw Usage_error(
+            "--text, --pair and --header need a form with columns; --format names it");
+    }
+    return format;
+}
+
 // Calls `take` with the lines. A line that is too long is reported and sets the exit status to that
 // of bad data.
 void with_lines_of(const Filter_words& words, Command_result& result,
@@ -206,13 +223,14 @@ void with_lines_of(const Filter_words& words, Command_result& result,
         std::cerr << shown_message(message) << '\n';
         result.status = kDataError;
     };
+    const Data_format format = format_of(words);
     Data_input input(words.text_file);
     if (waits_for_typing({words.text_file})) {
         print_warning(typing_note("texts, one on each line"));
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
-          words.jobs});
+          words.jobs, format, words.form});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -262,6 +280,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
         ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
     add_max_line_option(*command, words.longest_line);
+    add_text_form_options(*command, words.form);
     add_jobs_option(*command, words.jobs);
     return *command;
 }
@@ -279,7 +298,13 @@ void add_classify(CLI::App& app, Command_result& result) {
         ->capture_default_str()
         ->check(error_of_share)
         ->type_name("T");
-    command.add_flag("--jsonl", words->classify.writes_json, "Print a JSON object for each line");
+    CLI::Option* const jsonl = command.add_flag(
+        "--jsonl", words->classify.writes_json,
+        "Print a JSON object for each line; for JSON lines the record with the answer");
+    command
+        .add_flag("--csv", words->classify.writes_csv,
+                  "Print a CSV row for each record, with the answer in further columns")
+        ->excludes(jsonl);
     command.footer(kClassifyNotes);
     command.callback([words, &result] { classify(*words, result); });
 }

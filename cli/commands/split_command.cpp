@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/split/Split.h"
 
@@ -15,8 +16,8 @@ namespace cli {
 namespace {
 
 constexpr const char* kNotes =
-    R"(split copies each data line, byte for byte and in order, to one of two new files. Each label has its share
-in both. B gets the texts that evaluate --holdout SHARE classifies with the same seed. The same seed gives
+    R"(split copies each record, byte for byte and in order, to one of two new files of the same form. Each label
+has its share in both. A header is in both. B gets the texts that evaluate --holdout SHARE classifies with the same seed. The same seed gives
 the same files on every machine.
 
 Examples:
@@ -66,6 +67,7 @@ void add_split_command(CLI::App& app) {
     command->add_flag("--skip-bad", options->skips_bad_lines,
                       "Leave bad data lines out and print their number");
     add_max_line_option(*command, options->longest_line);
+    add_data_form_options(*command, options->form);
     command->add_flag("--replace", options->replaces, "Replace A and B if they exist");
     command->footer(kNotes);
     command->callback([options] { print_split(*options); });

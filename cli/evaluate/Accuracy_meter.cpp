@@ -20,7 +20,7 @@ Accuracy_meter::Accuracy_meter(const std::vector<Labelled_text>& texts, Text_mod
 double Accuracy_meter::accuracy(Text_model& model) const {
     Metrics_counter counter;
     for (std::size_t i = 0; i < m_texts.size(); ++i) {
-        const Ranking ranking = model.rank(m_bags[i], 1);
+        const Ranking ranking = model.rank(m_bags[i], m_texts[i].pairs, 1);
         counter.add(m_texts[i].labels, ranking.empty() ? "" : std::string(ranking.front().label));
     }
     return counter.metrics().accuracy;

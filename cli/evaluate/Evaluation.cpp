@@ -95,13 +95,13 @@ Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_mode
     measure(batch.cost, model, [&] {
         for (const Labelled_text* text = begin; text != end; ++text) {
             bags.push_back(model.make_bag(text->text));
-            batch.rankings.push_back(model.rank(bags.back(), -1));
+            batch.rankings.push_back(model.rank(bags.back(), text->pairs, -1));
         }
     });
     if (model.uses_tables()) {
         model.use_tables(false);
-        for (const qtPtrLight<zeSml>& bag : bags) {
-            batch.raw_rankings.push_back(model.rank(bag, -1));
+        for (std::size_t i = 0; i < bags.size(); ++i) {
+            batch.raw_rankings.push_back(model.rank(bags[i], begin[i].pairs, -1));
         }
         model.use_tables(true);
     }
@@ -306,15 +306,15 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     } else if (options.kc_file.empty()) {
         data.to_train =
             read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
-                               options.longest_line);
+                               options.longest_line, options.form);
     }
     if (options.data_files.empty()) {
-        data.to_classify =
-            read_labelled_file(options.test_file, skipped, Columns::kText, options.longest_line);
+        data.to_classify = read_labelled_file(options.test_file, skipped, Columns::kText,
+                                              options.longest_line, options.form);
     }
     if (options.learn_file) {
-        data.to_learn =
-            read_labelled_file(*options.learn_file, skipped, Columns::kText, options.longest_line);
+        data.to_learn = read_labelled_file(*options.learn_file, skipped, Columns::kText,
+                                           options.longest_line, options.form);
     }
     return data;
 }

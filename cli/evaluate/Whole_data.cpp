@@ -47,7 +47,7 @@ Whole_data read_whole_data(const Evaluation_options& options, Skipped_lines* ski
     for (const std::string& path : options.data_files) {
         check_is_no_kc(path);
         files.push_back(read_labelled_file(path, skipped, training_columns(options.bootstraps),
-                                           options.longest_line));
+                                           options.longest_line, options.form));
     }
     warn_of_files(options, files);
     Whole_data whole;

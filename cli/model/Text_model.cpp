@@ -377,6 +377,16 @@ Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, int wanted) {
     return rank(msg, wanted);
 }
 
+Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, const std::vector<Pair>& pairs, int wanted) {
+    if (pairs.empty()) {
+        return rank(bag, wanted);
+    }
+    qtPtrLight<zeMsg> msg(new zeMsg);
+    msg->smls[0] = bag;
+    set_pairs(msg, pairs);
+    return rank(*msg, wanted);
+}
+
 Ranking Text_model::rank(const Labelled_text& message, int wanted) {
     const qtPtrLight<zeMsg> msg = message_of(message);
     return rank(*msg, wanted);

@@ -93,6 +93,8 @@ public:
     // The same for a text with pairs, which rules read. Its labels do not matter.
     Ranking rank(const Labelled_text& message, int wanted);
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
+    // The same for a bag and pairs.
+    Ranking rank(const qtPtrLight<zeSml>& bag, const std::vector<Pair>& pairs, int wanted);
     // The names from the root down to a label of a ranking, joined by "/".
     std::string path_of(const Scored_label& label) const;
     // Returns whether likelihood tables correct the scores of at least one classifier. A model has

@@ -1,9 +1,21 @@
-// Reads the whole file into memory. The reader of data lines finds labels and line numbers, and the
-// bytes of line n are copied as they are. So `split` accepts the same lines as `train`.
+// Reads the whole file into memory. The usual reader of data files finds the labels of each record
+// and the line where it begins. So `split` accepts the same records as `train`. A record ends
+// before the blank lines that precede the next record, and those lines are the only ones that are
+// dropped: a record never ends with a blank line, since a CSV field of several lines ends with a
+// quote.
 //
-// Example, with CR LF as line ends except at the end: "a\tx<CR LF><CR LF>b\ty" has the texts of
-// line 1, "a\tx<CR LF>", and of line 3, "b\ty". The order of lines does not change, so a last line
-// without a line end is the last one of its new file, too.
+// Example: a CSV file with the lines
+//
+//   1  label,text
+//   2  sport,"a goal
+//   3
+//   4  at last"
+//   5
+//   6  food,bread
+//
+// The records begin at the lines 2 and 6. The first one has the lines 2 to 4. Line 1 comes before
+// all records, so it is the header, which is in both files. The order of records does not change,
+// so a last line without a line end is the last one of its new file, too.
 #include "cli/split/Split.h"
 
 #include <array>
@@ -11,6 +23,8 @@
 #include <filesystem>
 #include <fstream>
 #include <istream>
+#include <memory>
+#include <streambuf>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -18,6 +32,8 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
+#include "cli/data/Data_reader.h"
+#include "cli/data/Packing.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Replacement_file.h"
@@ -81,7 +97,23 @@ void check_replaceable(const std::string& file, bool replaces) {
     }
 }
 
+// The name of a new file decides how the other commands will read it.
+// RAISES: Usage_error.
+void check_form(const std::string& file, const Split_options& options) {
+    if (packing_of_name(file) != Packing::kNone) {
+        throw Usage_error(shown_file(file) + ": split writes files that are not compressed");
+    }
+    const Data_format of_data = format_of_data(options.data_file, options.form);
+    const Data_format of_file = format_of_data(file, options.form);
+    if (of_file != of_data) {
+        throw Usage_error(shown_file(file) + " is named like a file of the form " +
+                          name_of(of_file) + ", but the data have the form " + name_of(of_data));
+    }
+}
+
 void check_targets(const Split_options& options) {
+    check_form(options.rest_file, options);
+    check_form(options.share_file, options);
     check_different(options);
     check_replaceable(options.rest_file, options.replaces);
     check_replaceable(options.share_file, options.replaces);
@@ -117,21 +149,54 @@ std::vector<std::string_view> lines_of(std::string_view bytes) {
     return lines;
 }
 
+// A record, good or bad.
+struct Record {
+    std::size_t line = 0;                  // where it begins
+    std::vector<std::string> labels = {};  // empty: the record is bad
+};
+
 // The data of a file, read once.
 struct Data {
     std::string bytes;
-    std::vector<Labelled_text> texts;
+    std::vector<Record> records;
 };
+
+std::vector<Record> records_of(std::string& bytes, const Split_options& options,
+                               Skipped_lines* skipped) {
+    View_buffer buffer(bytes);
+    std::istream stream(&buffer);
+    const std::unique_ptr<Data_reader> reader = make_data_reader(
+        {stream, input_name(options.data_file), Columns::kText, options.longest_line},
+        format_of_data(options.data_file, options.form), options.form);
+    std::vector<Record> records;
+    Data_record record;
+    while (reader->next(record)) {
+        if (record.error) {
+            skip_bad_line(*record.error, skipped);
+            record.message.labels.clear();
+        }
+        records.push_back({record.message.line, std::move(record.message.labels)});
+    }
+    return records;
+}
 
 Data read_data(const Split_options& options, Skipped_lines* skipped) {
     Data data;
     data.bytes = all_bytes(options.data_file);
-    const std::string name = input_name(options.data_file);
-    View_buffer buffer(data.bytes);
-    std::istream stream(&buffer);
-    data.texts = read_labelled_texts(stream, name, skipped, Columns::kText, options.longest_line);
-    check_has_texts(name, data.texts, skipped != nullptr && skipped->count > 0);
+    data.records = records_of(data.bytes, options, skipped);
+    const std::size_t bad_count = skipped == nullptr ? 0 : skipped->count;
+    check_has_texts(input_name(options.data_file), data.records.size() - bad_count, bad_count > 0);
     return data;
+}
+
+Label_lists label_lists_of(const std::vector<Record>& records) {
+    Label_lists lists;
+    for (const Record& record : records) {
+        if (!record.labels.empty()) {
+            lists.emplace_back(record.labels);
+        }
+    }
+    return lists;
 }
 
 // The bytes of both files.
@@ -140,14 +205,56 @@ struct Parts {
     std::string share;
 };
 
+// The lines of a file, from 1.
+class Lines {
+public:
+    // BORROWS: the bytes.
+    explicit Lines(std::string_view bytes) : m_lines(lines_of(bytes)) {}
+
+    std::size_t count() const { return m_lines.size(); }
+
+    bool is_blank(std::size_t number) const {
+        return m_lines[number - 1].find_first_not_of(" \t\r\n") == std::string_view::npos;
+    }
+
+    // From the line `begin` to the line before `end`, without blank lines at the end.
+    std::string_view bytes(std::size_t begin, std::size_t end) const {
+        while (end > begin + 1 && is_blank(end - 1)) {
+            --end;
+        }
+        const std::string_view first = m_lines[begin - 1];
+        const std::string_view last = m_lines[end - 2];
+        return {first.data(), static_cast<std::size_t>(last.data() + last.size() - first.data())};
+    }
+
+private:
+    std::vector<std::string_view> m_lines;
+};
+
+// A byte order mark, and the lines before the first record, which are a header.
+std::string start_of(const std::string& bytes, const Lines& lines, std::size_t first_line) {
+    std::string start = bytes.substr(0, bytes.size() - without_byte_order_mark(bytes).size());
+    for (std::size_t line = 1; line < first_line; ++line) {
+        if (!lines.is_blank(line)) {
+            return start.append(lines.bytes(line, first_line));
+        }
+    }
+    return start;
+}
+
+// `in_share`: of the good records.
 Parts parts_of(const Data& data, const std::vector<bool>& in_share) {
-    const std::vector<std::string_view> lines = lines_of(data.bytes);
-    const std::string_view mark =
-        std::string_view(data.bytes)
-            .substr(0, data.bytes.size() - without_byte_order_mark(data.bytes).size());
-    Parts parts{std::string(mark), std::string(mark)};
-    for (std::size_t i = 0; i < data.texts.size(); ++i) {
-        (in_share[i] ? parts.share : parts.rest) += lines[data.texts[i].line - 1];
+    const Lines lines(data.bytes);
+    const std::string start = start_of(data.bytes, lines, data.records.front().line);
+    Parts parts{start, start};
+    std::size_t good = 0;
+    for (std::size_t i = 0; i < data.records.size(); ++i) {
+        if (data.records[i].labels.empty()) {
+            continue;
+        }
+        const std::size_t end =
+            i + 1 < data.records.size() ? data.records[i + 1].line : lines.count() + 1;
+        (in_share[good++] ? parts.share : parts.rest) += lines.bytes(data.records[i].line, end);
     }
     return parts;
 }
@@ -184,7 +291,7 @@ Split_summary split(const Split_options& options) {
     check_targets(options);
     const Data data = read_data(options, options.skips_bad_lines ? &summary.skipped : nullptr);
     const std::vector<bool> in_share = held_out_texts(
-        input_name(options.data_file), label_lists_of(data.texts), options.share, options.seed);
+        input_name(options.data_file), label_lists_of(data.records), options.share, options.seed);
     write_both(options, parts_of(data, in_share));
     for (const bool is_in_share : in_share) {
         ++(is_in_share ? summary.share_texts : summary.rest_texts);

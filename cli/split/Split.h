@@ -7,6 +7,7 @@
 #include <ostream>
 #include <string>
 
+#include "cli/data/Data_form.h"
 #include "cli/data/Folds.h"
 #include "cli/data/Labelled_text.h"
 
@@ -19,6 +20,7 @@ struct Split_options {
     double share = 0.2;  // of the texts for `share_file`; see held_out_texts
     std::uint64_t seed = kDefaultSeed;
     bool skips_bad_lines = false;
+    Data_form form = {};                      // of the data file, and of both new files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer line is bad
     bool replaces = false;                    // allows to replace files that exist
 };
@@ -29,17 +31,18 @@ struct Split_summary {
     Skipped_lines skipped = {};
 };
 
-// Copies each data line to one of the two files, byte for byte and in the order of the data file.
-// These are the texts that `evaluate` holds out with the same share and seed. Empty lines and
-// skipped ones are in neither file. If the data file begins with a byte order mark, so do both
-// files.
+// Copies each record to one of the two files, byte for byte and in the order of the data file.
+// These are the texts that `evaluate` holds out with the same share and seed. Blank lines and
+// skipped records are in neither file. A header and a byte order mark are in both. If the data file
+// is compressed, the new files are not.
 //
 // Each file is written completely or not at all (Replacement_file), and both are written before
-// either takes its place. A file that exists has the attributes of the old one.
+// either takes its place. A file that exists keeps its attributes.
 // RAISES, before either file has changed: Usage_error if two of the three files are the same, or if
-// a file exists and `replaces` is false; Data_error if the file to be replaced, or the data file,
-// is a knowledge container, or if a file would get no text; what read_labelled_file raises;
-// Output_error. After `rest_file` has changed: Output_error.
+// a file exists and `replaces` is false, or if the name of a file promises another form than the
+// data file has; Data_error if the file to be replaced, or the data file, is a knowledge container,
+// or if a file would get no text; what read_labelled_file raises; Output_error. After `rest_file`
+// has changed: Output_error.
 Split_summary split(const Split_options& options);
 
 // Prints a line for each file.

@@ -104,7 +104,7 @@ std::vector<Data_file> read_data(const Options& options, Columns columns, Skippe
         check_is_no_kc(path);
         files.push_back({input_name(path),
                          read_labelled_file(path, options.skips_bad_lines ? &skipped : nullptr,
-                                            columns, options.longest_line)});
+                                            columns, options.longest_line, options.form)});
     }
     return files;
 }

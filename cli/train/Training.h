@@ -27,6 +27,7 @@ struct Training_options {
     bool bootstraps = false;
     bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
+    Data_form form = {};                      // of the data files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
     bool replaces = false;                    // allows to replace a container that exists
     double seconds_to_wait = 0.0;             // while another process changes the container
@@ -41,6 +42,7 @@ struct Learning_options {
     Given_analysis analysis = {};
     bool adds_categories = false;  // a label that the container does not know gets a category
     bool skips_bad_lines = false;
+    Data_form form = {};                      // of the data files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
     double seconds_to_wait = 0.0;             // while another process changes the container
     CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
