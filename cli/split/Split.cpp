@@ -123,14 +123,15 @@ void check_targets(const Split_options& options) {
 std::string all_bytes(const std::string& data_file) {
     check_is_no_kc(data_file);
     Data_input input(data_file);
+    std::istream& stream = input.stream();
     std::string bytes;
     std::array<char, 65536> chunk = {};
     errno = 0;
     do {
-        input.stream().read(chunk.data(), chunk.size());
-        bytes.append(chunk.data(), static_cast<std::size_t>(input.stream().gcount()));
-    } while (input.stream());
-    if (input.stream().bad()) {
+        stream.read(chunk.data(), chunk.size());
+        bytes.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
+    } while (stream);
+    if (stream.bad()) {
         throw Input_error(input.name(), reason_of_failure());
     }
     return bytes;

@@ -242,6 +242,56 @@ TEST_F(SplitTest, FolderThatIsMissingIsReportedBeforeEitherFileIsWritten) {
     EXPECT_THROW(split(m_options), Input_error);
 }
 
+// The row of several lines is one record. The header, with the byte order mark, is in both files.
+TEST_F(SplitTest, CsvRecordsAreCopiedWithTheHeader) {
+    m_options.rest_file = m_folder.file("a.csv");
+    m_options.share_file = m_folder.file("b.csv");
+    const std::string start = "\xEF\xBB\xBFlabel,text\r\n";
+    const std::string first = "a,\"one\n\n\"\"last\"\"\"\r\n";
+    const std::string second = "a,two";
+    m_options.data_file =
+        m_folder.write("data.csv", "\xEF\xBB\xBF\nlabel,text\r\n\n" + first + "\r\n\n" + second);
+    m_options.form.has_header = true;
+    split(m_options);
+
+    const std::string rest = m_folder.content("a.csv");
+    EXPECT_TRUE(rest == start + first || rest == start + second) << rest;
+    EXPECT_EQ(m_folder.content("b.csv"), start + (rest == start + first ? second : first));
+}
+
+// A quote that is not closed makes only its own line bad. The next records are good.
+TEST_F(SplitTest, BadCsvRecordIsLeftOut) {
+    m_options.rest_file = m_folder.file("a.csv");
+    m_options.share_file = m_folder.file("b.csv");
+    m_options.skips_bad_lines = true;
+    m_options.data_file = m_folder.write("data.csv", "a,same\na,\"open\na,same\n\n");
+
+    EXPECT_EQ(split(m_options).skipped.count, 1U);
+    EXPECT_EQ(m_folder.content("a.csv"), "a,same\n");
+    EXPECT_EQ(m_folder.content("b.csv"), "a,same\n");
+}
+
+TEST_F(SplitTest, JsonLinesAreCopied) {
+    m_options.rest_file = m_folder.file("a.jsonl");
+    m_options.share_file = m_folder.file("b.jsonl");
+    const std::string line = "{\"labels\": [\"a\"],  \"text\": \"x\\ny\"}\r\n";
+    m_options.data_file = m_folder.write("data.jsonl", "  \n" + line + " \t\r\n" + line);
+    split(m_options);
+
+    EXPECT_EQ(m_folder.content("a.jsonl"), line);
+    EXPECT_EQ(m_folder.content("b.jsonl"), line);
+}
+
+TEST_F(SplitTest, NamesOfAnotherFormAreRefused) {
+    m_options.data_file = m_folder.write("data.csv", "a,x\na,y\n");
+    EXPECT_EQ(ErrorOf<Usage_error>(),
+              "a.tsv is named like a file of the form tsv, but the data have the form csv");
+    m_options.rest_file = m_folder.file("a.csv.gz");
+    m_options.share_file = m_folder.file("b.csv");
+    EXPECT_EQ(ErrorOf<Usage_error>(), "a.csv.gz: split writes files that are not compressed");
+    EXPECT_THAT(m_folder.names(), ElementsAre("data.csv"));
+}
+
 TEST_F(SplitTest, StandardInputIsRead) {
     const Typed_input typed("a\tx\na\tx\n");
     m_options.data_file = "-";
