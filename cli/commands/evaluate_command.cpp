@@ -38,11 +38,9 @@ constexpr const char* kNotes =
     R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
 is trained on the file of --train and not kept.
 
-With --cv K or --holdout SHARE, one set of data is enough. --cv divides the texts into K folds. Each fold
-is classified by a model that has learned the other folds. The report has the mean of each figure over
-the folds, its spread (standard deviation), and the figure of all texts together. --holdout trains on a
-part of the texts and classifies the others. Each label has its share in each part. --seed chooses other
-parts; the same seed gives the same parts on every machine.
+--cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has learned
+the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest of the
+texts and classifies the share. The same --seed gives the same parts on every machine.
 
 Examples:
   zandrel evaluate shop.kc shop.test.tsv
