@@ -10,6 +10,7 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/split/Split.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -56,6 +57,7 @@ void add_files(CLI::App& command, Split_options& options) {
 
 void add_split_command(CLI::App& app) {
     const auto options = std::make_shared<Split_options>();
+    options->warn = print_warning;
     CLI::App* const command =
         app.add_subcommand("split", "Divide a data file into two, with all labels in both");
     add_files(*command, *options);

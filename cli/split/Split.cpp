@@ -33,6 +33,7 @@
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
 #include "cli/data/Data_reader.h"
+#include "cli/data/Data_warnings.h"
 #include "cli/data/Packing.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
@@ -150,54 +151,53 @@ std::vector<std::string_view> lines_of(std::string_view bytes) {
     return lines;
 }
 
-// A record, good or bad.
-struct Record {
-    std::size_t line = 0;                  // where it begins
-    std::vector<std::string> labels = {};  // empty: the record is bad
-};
-
 // The data of a file, read once.
 struct Data {
     std::string bytes;
-    std::vector<Record> records;
+    std::vector<std::size_t> record_lines;  // where records begin, good and bad ones
+    std::vector<Labelled_text> texts;       // of the good records; only the first one has its text
 };
 
-std::vector<Record> records_of(std::string& bytes, const Split_options& options,
-                               Skipped_lines* skipped) {
-    View_buffer buffer(bytes);
+void read_records(Data& data, const Split_options& options, Skipped_lines* skipped) {
+    View_buffer buffer(data.bytes);
     std::istream stream(&buffer);
     const std::unique_ptr<Data_reader> reader = make_data_reader(
         {stream, input_name(options.data_file), Columns::kText, options.longest_line},
         format_of_data(options.data_file, options.form), options.form);
-    std::vector<Record> records;
     Data_record record;
     while (reader->next(record)) {
+        data.record_lines.push_back(record.message.line);
         if (record.error) {
             skip_bad_line(*record.error, skipped);
-            record.message.labels.clear();
+            continue;
         }
-        records.push_back({record.message.line, std::move(record.message.labels)});
+        if (!data.texts.empty()) {
+            record.message.text.clear();
+        }
+        data.texts.push_back(std::move(record.message));
     }
-    return records;
 }
 
 Data read_data(const Split_options& options, Skipped_lines* skipped) {
     Data data;
     data.bytes = all_bytes(options.data_file);
-    data.records = records_of(data.bytes, options, skipped);
-    const std::size_t bad_count = skipped == nullptr ? 0 : skipped->count;
-    check_has_texts(input_name(options.data_file), data.records.size() - bad_count, bad_count > 0);
+    read_records(data, options, skipped);
+    check_has_texts(input_name(options.data_file), data.texts.size(),
+                    skipped != nullptr && skipped->count > 0);
     return data;
 }
 
-Label_lists label_lists_of(const std::vector<Record>& records) {
-    Label_lists lists;
-    for (const Record& record : records) {
-        if (!record.labels.empty()) {
-            lists.emplace_back(record.labels);
-        }
+// The text of the first record is enough to find a header line, which is in only one of the files
+// if
+// --header is not given.
+void warn_of_data(const Split_options& options, const Data& data) {
+    if (!options.warn) {
+        return;
     }
-    return lists;
+    for (const std::string& warning :
+         training_warnings({{input_name(options.data_file), data.texts}})) {
+        options.warn(warning);
+    }
 }
 
 // The bytes of both files.
@@ -243,19 +243,19 @@ std::string start_of(const std::string& bytes, const Lines& lines, std::size_t f
     return start;
 }
 
-// `in_share`: of the good records.
 Parts parts_of(const Data& data, const std::vector<bool>& in_share) {
     const Lines lines(data.bytes);
-    const std::string start = start_of(data.bytes, lines, data.records.front().line);
+    const std::string start = start_of(data.bytes, lines, data.record_lines.front());
     Parts parts{start, start};
-    std::size_t good = 0;
-    for (std::size_t i = 0; i < data.records.size(); ++i) {
-        if (data.records[i].labels.empty()) {
-            continue;
+    std::size_t next = 0;  // the record after the text
+    for (std::size_t i = 0; i < data.texts.size(); ++i) {
+        const std::size_t line = data.texts[i].line;
+        while (next < data.record_lines.size() && data.record_lines[next] <= line) {
+            ++next;
         }
         const std::size_t end =
-            i + 1 < data.records.size() ? data.records[i + 1].line : lines.count() + 1;
-        (in_share[good++] ? parts.share : parts.rest) += lines.bytes(data.records[i].line, end);
+            next < data.record_lines.size() ? data.record_lines[next] : lines.count() + 1;
+        (in_share[i] ? parts.share : parts.rest) += lines.bytes(line, end);
     }
     return parts;
 }
@@ -291,8 +291,9 @@ Split_summary split(const Split_options& options) {
     Split_summary summary;
     check_targets(options);
     const Data data = read_data(options, options.skips_bad_lines ? &summary.skipped : nullptr);
+    warn_of_data(options, data);
     const std::vector<bool> in_share = held_out_texts(
-        input_name(options.data_file), label_lists_of(data.records), options.share, options.seed);
+        input_name(options.data_file), label_lists_of(data.texts), options.share, options.seed);
     write_both(options, parts_of(data, in_share));
     for (const bool is_in_share : in_share) {
         ++(is_in_share ? summary.share_texts : summary.rest_texts);

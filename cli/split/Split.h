@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 
@@ -23,6 +24,8 @@ struct Split_options {
     Data_form form = {};                      // of the data file, and of both new files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer line is bad
     bool replaces = false;                    // allows to replace files that exist
+    // Takes warnings about probable mistakes in the data (training_warnings). May be empty.
+    std::function<void(const std::string&)> warn = {};
 };
 
 struct Split_summary {

@@ -22,6 +22,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 
 class SplitTest : public testing::Test {
 protected:
@@ -280,6 +281,17 @@ TEST_F(SplitTest, JsonLinesAreCopied) {
 
     EXPECT_EQ(m_folder.content("a.jsonl"), line);
     EXPECT_EQ(m_folder.content("b.jsonl"), line);
+}
+
+// A header that nobody has declared is a record, and so it is in only one of the files.
+TEST_F(SplitTest, ProbableHeaderAndSingleTextsAreWarnedOf) {
+    std::vector<std::string> warnings;
+    m_options.warn = [&](const std::string& text) { warnings.push_back(text); };
+    Split("label\ttext\n" + std::string(20, '\n') +
+          "a\tx\na\ty\na\tx\na\tx\na\tx\na\tx\na\tx\na\tx\na\tx\n");
+
+    EXPECT_THAT(warnings, ElementsAre(HasSubstr(":1: this looks like a header line"),
+                                      EndsWith("1 label has a single text: \"label\"")));
 }
 
 TEST_F(SplitTest, NamesOfAnotherFormAreRefused) {
