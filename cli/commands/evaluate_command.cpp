@@ -38,9 +38,9 @@ constexpr const char* kNotes =
     R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
 is trained on the file of --train and not kept.
 
---cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has learned
-the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest of the
-texts and classifies the share. The same --seed gives the same parts on every machine.
+--cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
+learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
+of the texts and classifies the share. The same --seed gives the same parts on every machine.
 
 Examples:
   zandrel evaluate shop.kc shop.test.tsv

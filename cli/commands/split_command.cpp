@@ -17,9 +17,9 @@ namespace cli {
 namespace {
 
 constexpr const char* kNotes =
-    R"(split copies each record, byte for byte and in order, to one of two new files of the same form. A header
-is in both. Each label has its share in both. B gets the texts that evaluate --holdout SHARE classifies with
-the same seed. The same seed gives the same files on every machine.
+    R"(split copies each record, byte for byte and in order, to one of two new files of the same form. A
+header is in both. Each label has its share in both. B gets the texts that evaluate --holdout SHARE
+classifies with the same seed. The same seed gives the same files on every machine.
 
 Examples:
   zandrel split shop.tsv shop.train.tsv shop.test.tsv

@@ -110,18 +110,18 @@ constexpr std::string_view kFigures =
   learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
               and greatest number in a profile; all other figures are of the model before --learn
 
-evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the folds, and
-the figure of all texts together, each text with the result of its fold. The spread is the sample
-standard deviation: the sum of squared distances from the mean is divided by K - 1. Macro F1 of a fold is
-the mean over the labels of its texts. If labels have fewer texts than K, macro F1 of all texts says more.
-Categories, confusions and cost are of all folds together. Each label has its share of each fold, and
---seed chooses other folds. --holdout 0.2 is one of the folds of --cv 5.
+evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
+folds, and the figure of all texts together, each text with the result of its fold. The spread is
+the sample standard deviation: the sum of squared distances from the mean is divided by K - 1. Macro
+F1 of a fold is the mean over the labels of its texts. If labels have fewer texts than K, macro F1
+of all texts says more. Categories, confusions and cost are of all folds together. Each label has
+its share of each fold, and --seed chooses other folds. --holdout 0.2 is one of the folds of --cv 5.
 
-JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top` is
-for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`, `without_tables`,
-`learning` and more. With --cv these are members of `mean`, `spread`, `all_texts` and each of `folds`.
-One of `training` and `loading` is null. An explanation contains what each concept
-adds to the score of the best label.)";
+JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top`
+is for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`,
+`without_tables`, `learning` and more. With --cv these are members of `mean`, `spread`, `all_texts`
+and each of `folds`. One of `training` and `loading` is null. An explanation contains what each
+concept adds to the score of the best label.)";
 
 constexpr std::string_view kExitStatus =
     R"(The exit status is 0 for success, or:
