@@ -17,6 +17,7 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include "cli/data/Data_form.h"
 #include "cli/text/Ascii.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
@@ -144,7 +145,10 @@ void warn_of_header(const Named_texts& file, Warnings& warnings) {
         const Labelled_text& header = file.texts.front();
         warnings.push_back(shown_file(file.name) + ":" + std::to_string(header.line) +
                            ": this looks like a header line, and counts as a text with the label " +
-                           shown_label(header.labels.front()) + "; remove it if it is one");
+                           shown_label(header.labels.front()) +
+                           (format_of_file(file.name) == Data_format::kCsv
+                                ? "; --header reads it as one"
+                                : "; remove it if it is one"));
     }
 }
 

@@ -30,6 +30,26 @@ Empty lines are skipped. With --bootstrap the training file has the columns
 `label[,label]<TAB>text<TAB>title<TAB>keywords`; only title and keywords are learned. The file `-` is
 standard input. A line longer than --max-line bytes is a bad line, and is never in memory whole.
 
+The end of a file's name, or --format, chooses another form:
+  .csv            csv       columns between commas; quotes as in RFC 4180
+  .jsonl .ndjson  jsonl     {"text": "a goal", "labels": ["sport"], "pairs": {"size": 7, "urgent": true}}
+  .ft .fasttext   fasttext  words; those that begin with __label__ are labels
+Behind it may be .gz or .zst; compressed standard input is found by its first bytes. --text and --label
+choose the columns of csv and tsv by name or number, and the keys of jsonl. Names are found in the first
+row; --header is needed only if all are numbers. Without these options csv has the columns label and text.
+Several --text are joined. Labels are separated only by --label-separator.
+
+  zandrel train shop.kc export.csv --text subject --text body --label category
+  zandrel classify shop.kc new.jsonl.gz --jsonl
+
+Rules read the pairs of a message: the object "pairs" of jsonl, and columns named by --pair
+NAME[=COLUMN]. Integers, numbers, truth values, strings, moments such as "2026-01-31T10:00:00Z" (read as
+microseconds since 1970) and lists of one type keep their type.
+
+A bad record is reported as FILE:LINE: record N: reason. With --skip-bad it is left out. A quote that is
+not closed costs only its own line: the next line is read as a new row. Damaged compressed data ends the
+command.
+
 split divides a data file into two, with each label in both: one to train, one to test.
 
 train and evaluate warn about header lines, bytes that are not UTF-8, too many labels, labels with a

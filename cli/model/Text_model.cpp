@@ -34,10 +34,10 @@
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/messages/zeMsg.h"
-#include "zandrel/messages/zeMsgEdit.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/text/Shown_text.h"
@@ -86,15 +86,6 @@ bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
 
 bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
-}
-
-void set_pairs(qtPtrLight<zeMsg>& msg, const std::vector<Pair>& pairs) {
-    zeMsgEdit edit(msg);
-    for (const Pair& pair : pairs) {
-        const std::vector<qtString> values(pair.values.begin(), pair.values.end());
-        edit.Set(Concept::insert_view(pair.name), values, pair.type);
-    }
-    edit.End();
 }
 
 // The first overload keeps a constant text. The second one empties the member `text` and frees its

@@ -2,6 +2,7 @@
 #include "cli/rules/Rule_value.h"
 
 #include <cmath>
+#include <memory>
 #include <optional>
 
 #include <nlohmann/json.hpp>
@@ -12,6 +13,9 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "cli/data/Data_input.h"
+#include "cli/data/Data_reader.h"
+#include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
@@ -55,6 +59,29 @@ double rule_value(const std::string& rule, const Rule_subject& subject) {
     }
     DocInfo info{&msg, subject.score};
     return checker.Evaluate(info);
+}
+
+void for_each_rule_value(const std::string& rule, const std::string& file,
+                         const Rule_subject& subject,
+                         const std::function<void(double value)>& take) {
+    const Rule_checker checker = parsed(rule);
+    Data_input input(file);
+    Data_source source = {input.stream(), input.name()};
+    source.needs_labels = false;
+    source.needs_text = false;
+    const std::unique_ptr<Data_reader> reader =
+        make_data_reader(source, Data_format::kJsonLines, {});
+    Data_record record;
+    while (reader->next(record)) {
+        if (record.error) {
+            throw Data_error(*record.error);
+        }
+        qtPtrLight<zeMsg> msg(new zeMsg);
+        set_pairs(msg, record.message.pairs);
+        add_bag(*msg, record.message.text, subject.analysis);
+        DocInfo info{msg.get(), subject.score};
+        take(checker.Evaluate(info));
+    }
 }
 
 std::string value_text(double value) {
