@@ -32,12 +32,12 @@ standard input. A line longer than --max-line bytes is a bad line, and is never 
 
 The end of a file's name, or --format, chooses another form:
   .csv            csv       columns between commas; quotes as in RFC 4180
-  .jsonl .ndjson  jsonl     {"text": "a goal", "labels": ["sport"], "pairs": {"size": 7, "urgent": true}}
+  .jsonl .ndjson  jsonl     {"text": "a goal", "labels": ["sport"], "pairs": {"size": 7}}
   .ft .fasttext   fasttext  words; those that begin with __label__ are labels
 Behind it may be .gz or .zst; compressed standard input is found by its first bytes. --text and --label
 choose the columns of csv and tsv by name or number, and the keys of jsonl. Names are found in the first
-row; --header is needed only if all are numbers. Without these options csv has the columns label and text.
-Several --text are joined. Labels are separated only by --label-separator.
+row; --header is needed only if all are numbers. Without these options csv has the columns label and
+text. Several --text are joined. Labels are separated only by --label-separator.
 
   zandrel train shop.kc export.csv --text subject --text body --label category
   zandrel classify shop.kc new.jsonl.gz --jsonl
