@@ -18,8 +18,9 @@ namespace {
 
 constexpr const char* kNotes =
     R"(split copies each record, byte for byte and in order, to one of two new files of the same form. A
-header is in both. Each label has its share in both. B gets the texts that evaluate --holdout SHARE
-classifies with the same seed. The same seed gives the same files on every machine.
+header is in both; a warning names a first line that looks like a header if --header is missing.
+Each label has its share in both. B gets the texts that evaluate --holdout SHARE classifies with the
+same seed. The same seed gives the same files on every machine.
 
 Examples:
   zandrel split shop.tsv shop.train.tsv shop.test.tsv
