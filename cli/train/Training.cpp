@@ -21,7 +21,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -92,29 +91,6 @@ void check_data_files(const std::string& kc_file, const std::vector<std::string>
             throw Usage_error(shown_file(data_file) +
                               " is the knowledge container, and no data file");
         }
-    }
-}
-
-bool is_kc_on_standard_input() {
-    errno = 0;
-    const bool is_kc = begins_as_kc(std::cin);
-    if (std::cin.bad()) {
-        throw Input_error(input_name("-"), reason_of_failure());
-    }
-    return is_kc;
-}
-
-bool is_file_of_kc(const std::string& path) {
-    std::error_code ignored;  // the file may not exist
-    return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
-}
-
-// Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
-// lines.
-// RAISES: Data_error; Input_error.
-void check_is_no_kc(const std::string& path) {
-    if (is_standard_input(path) ? is_kc_on_standard_input() : is_file_of_kc(path)) {
-        throw Data_error(input_name(path), "this is a knowledge container, and no data file");
     }
 }
 
