@@ -28,6 +28,7 @@
 #include "cli/classify/Record_echo.h"
 #include "cli/classify/Text_column.h"
 #include "cli/classify/Text_line_reader.h"
+#include "cli/classify/Walk_report.h"
 #include "cli/data/Data_reader.h"
 #include "cli/errors.h"
 #include "cli/model/Explanation.h"
@@ -288,6 +289,17 @@ void print_refusal(std::string_view message, const char* text, bool writes_json,
     }
 }
 
+void print_path(const Labelled_text& message, const Explain_options& options, Text_model& model,
+                std::ostream& out) {
+    const Walk_report report{*model.manager()->m_logical_tree, message.text,
+                             model.walk(message, options.wanted_labels), options.node, options.top};
+    if (options.writes_json) {
+        print_json(walk_json(report), Json_form::kOneLine, out);
+    } else {
+        print_walk(report, out);
+    }
+}
+
 // REQUIRES: sorted by score, the highest first.
 void drop_below(double threshold, Ranking& ranking) {
     while (!ranking.empty() && ranking.back().score < threshold) {
@@ -343,6 +355,10 @@ void explain_lines(const Line_input& input, const Explain_options& options, Text
                                                     std::ostream& answers) {
         if (question.is_refused) {
             print_refusal(question.message.text, refusal, options.writes_json, answers);
+            return;
+        }
+        if (options.shows_path) {
+            print_path(question.message, options, model, answers);
             return;
         }
         Explanation explanation = model.explain(question.message, options.node);

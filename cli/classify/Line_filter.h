@@ -71,9 +71,12 @@ struct Explain_options {
     zeNode* node = nullptr;  // BORROWS: the node to explain; null: the best label of each line
     std::optional<std::size_t> top = {};  // number of concepts for each line; missing: all
     bool writes_json = false;
+    bool shows_path = false;  // the walk through the tree instead of the concepts (Walk_report)
+    int wanted_labels = 1;    // with `shows_path`: the walk ends when it has so many
 };
 
-// Writes an explanation for each line of the input; as JSON one object for each line. For a line
+// Writes an explanation for each line of the input; as JSON one object for each line. With
+// `shows_path` and a node, it says where the way of the walk to this node ended. For a line
 // that is too long it writes "(line is too long)" instead, and as JSON an object of `error`, the
 // message.
 // RAISES: as classify_lines.

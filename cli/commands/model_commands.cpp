@@ -79,8 +79,14 @@ constexpr const char* kExplainNotes =
 node --category. Concepts that the model does not know are marked. A line longer than --max-line is only
 reported on standard error, and the exit status is then 65; so is a bad record of CSV or JSON lines.
 
-Example:
+With --path it prints instead the nodes that classify takes for `classify -k N`, in this order: the
+score of each node, its threshold, and each child with its score and the reason why it was not taken.
+Below a rule node each child has its rule, and the values of the words and keys in it. --category then
+says where the way to that node ended.
+
+Examples:
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
+  echo "Where is my parcel?" | zandrel explain shop.kc --path --top 3
 
 See also: zandrel help data, containers, analysis)";
 
@@ -328,10 +334,20 @@ void add_explain(CLI::App& app, Command_result& result) {
         ->type_name("PATH");
     command
         .add_option("--top", words->explain.top,
-                    "Number of concepts to show for each line, the greatest effect first; "
-                    "otherwise all")
+                    "Number of concepts to show for each line, the greatest effect first, or with "
+                    "--path of rejected nodes for each step; otherwise all")
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");
+    CLI::Option* const path = command.add_flag(
+        "--path", words->explain.shows_path,
+        "Print the way of each line through the tree instead, with scores, rules and reasons");
+    command
+        .add_option("-k", words->explain.wanted_labels,
+                    "With --path: number of labels after which the way through the tree ends")
+        ->capture_default_str()
+        ->check(CLI::Range(1, kLongestList).description(""))
+        ->type_name("N")
+        ->needs(path);
     command.add_flag("--json", words->explain.writes_json, "Print a JSON object for each line");
     command.footer(kExplainNotes);
     command.callback([words, &result] { explain(*words, result); });

@@ -420,6 +420,11 @@ Explanation Text_model::explain(const Labelled_text& message, zeNode* node) {
                            : explain_node(*msg, message.text, node);
 }
 
+Walk Text_model::walk(const Labelled_text& message, int wanted) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return follow_walk(*m_manager, *msg, wanted);
+}
+
 Explanation Text_model::explain_best(zeMsg& msg, std::string_view text) {
     const std::vector<zeResult> best = classify(msg, 1);
     Explanation explanation;

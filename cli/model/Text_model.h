@@ -26,6 +26,7 @@
 #include "cli/model/Scored_label.h"
 #include "cli/model/Training_progress.h"
 #include "cli/model/Training_work.h"
+#include "cli/model/Walk.h"
 #include "cli/text/Text_analysis.h"
 
 class zeCorpus_view;
@@ -110,6 +111,9 @@ public:
     Explanation explain(std::string_view text, zeNode* node);
     // The same for a text with pairs. `node`: null: the best label.
     Explanation explain(const Labelled_text& message, zeNode* node = nullptr);
+    // The walk that finds the `wanted` best labels. It has the same results as `rank`. The pairs of
+    // the message are for rules; its labels do not matter. VALID UNTIL: the model is destroyed.
+    Walk walk(const Labelled_text& message, int wanted);
     // The node of a path from the root, or null.
     zeNode* find(const std::string& path) const;
 

@@ -45,14 +45,6 @@ constexpr std::array<Operation, MatchExp::kTextConditional + 1> kOperations = {{
     {"conditional", "sbss"},
 }};
 
-// A node that is still to be listed. A constant does not store its type, so we take the type that
-// its place demands.
-struct Place {
-    const MatchExp* tree;
-    std::size_t level;
-    char type;
-};
-
 std::string escaped(std::string_view text, char delimiter) {
     std::string result;
     for (const char byte : text) {
@@ -82,33 +74,39 @@ char key_datatype(const CheckNVP& key) {
     return key.type == MatchExp::kKeyNumber ? 'n' : 's';
 }
 
-std::string operand_text(const Place& place) {
-    if (const auto* constant = dynamic_cast<const MatchExpConst*>(place.tree)) {
+std::string operand_text(const Rule_place& place) {
+    if (const auto* constant = dynamic_cast<const MatchExpConst*>(place.expression)) {
         return constant_text(*constant, place.type);
     }
-    if (const auto* key = dynamic_cast<const CheckNVP*>(place.tree)) {
+    if (const auto* key = dynamic_cast<const CheckNVP*>(place.expression)) {
         return key_text(key->key.view(), key_datatype(*key));
     }
-    if (const auto* word = dynamic_cast<const zeConceptInDoc*>(place.tree)) {
+    if (const auto* word = dynamic_cast<const zeConceptInDoc*>(place.expression)) {
         return in_quotes(word->m_concept.view(), '"');
     }
-    if (dynamic_cast<const zeConceptCount*>(place.tree) != nullptr) {
+    if (dynamic_cast<const zeConceptCount*>(place.expression) != nullptr) {
         return "concepts_in_sml";
     }
-    if (dynamic_cast<const zeStatMatchValue*>(place.tree) != nullptr) {
+    if (dynamic_cast<const zeStatMatchValue*>(place.expression) != nullptr) {
         return "parent_score";
     }
-    if (dynamic_cast<const zeEmptyBodyMessage*>(place.tree) != nullptr) {
+    if (dynamic_cast<const zeEmptyBodyMessage*>(place.expression) != nullptr) {
         return "empty_body_message";
     }
     throw std::logic_error("an operand that no rule has");
 }
 
-// The last operand is pushed first, so that the first one is on top.
-void push_operands(const MatchExpNode& node, std::size_t level, std::string_view types,
-                   std::vector<Place>& places) {
+const Operation& operation_of(const MatchExpNode& node) {
+    return kOperations.at(static_cast<std::size_t>(node.type));
+}
+
+// The last operand is pushed first, so that the first one is on top. `parent`: index of the node.
+void push_operands(const MatchExpNode& node, std::size_t level, std::size_t parent,
+                   std::vector<Rule_place>& waiting) {
+    const std::string_view types = operation_of(node).types;
     for (std::size_t index = static_cast<std::size_t>(node.arg_count); index > 0; --index) {
-        places.push_back({node.args.at(index - 1).get(), level, types.at(index)});
+        const std::size_t operand = index - 1;
+        waiting.push_back({node.args.at(operand).get(), level, types.at(index), parent, operand});
     }
 }
 
@@ -122,20 +120,30 @@ std::string key_text(std::string_view name, char datatype) {
     return "$" + escaped(name, '(') + "(" + datatype + ")";
 }
 
+std::vector<Rule_place> tree_places(const MatchExp& tree) {
+    std::vector<Rule_place> places;
+    std::vector<Rule_place> waiting = {{&tree}};
+    while (!waiting.empty()) {
+        const Rule_place place = waiting.back();
+        waiting.pop_back();
+        places.push_back(place);
+        if (const auto* const node = dynamic_cast<const MatchExpNode*>(place.expression)) {
+            push_operands(*node, place.level + 1, places.size() - 1, waiting);
+        }
+    }
+    return places;
+}
+
+Tree_line line_of(const Rule_place& place) {
+    const auto* const node = dynamic_cast<const MatchExpNode*>(place.expression);
+    return {place.level, place.type,
+            node == nullptr ? operand_text(place) : std::string(operation_of(*node).name)};
+}
+
 std::vector<Tree_line> tree_lines(const MatchExp& tree) {
     std::vector<Tree_line> lines;
-    std::vector<Place> places = {{&tree, 0, 'n'}};
-    while (!places.empty()) {
-        const Place place = places.back();
-        places.pop_back();
-        const auto* const node = dynamic_cast<const MatchExpNode*>(place.tree);
-        if (node == nullptr) {
-            lines.push_back({place.level, place.type, operand_text(place)});
-            continue;
-        }
-        const Operation& operation = kOperations.at(static_cast<std::size_t>(node->type));
-        lines.push_back({place.level, operation.types.at(0), std::string(operation.name)});
-        push_operands(*node, place.level + 1, operation.types, places);
+    for (const Rule_place& place : tree_places(tree)) {
+        lines.push_back(line_of(place));
     }
     return lines;
 }

@@ -88,12 +88,15 @@ std::string value_text(double value) {
     return std::isnan(value) ? "nan" : qtConvertDoubleToString(value).str();
 }
 
-nlohmann::ordered_json rule_value_json(const std::string& rule, double value) {
-    nlohmann::ordered_json json = {{"rule", rule}, {"value", value}};
+nlohmann::ordered_json number_json(double value) {
     if (!std::isfinite(value)) {
-        json["value"] = value_text(value);
+        return value_text(value);
     }
-    return json;
+    return value;
+}
+
+nlohmann::ordered_json rule_value_json(const std::string& rule, double value) {
+    return {{"rule", rule}, {"value", number_json(value)}};
 }
 
 }  // namespace cli

@@ -34,8 +34,9 @@ void for_each_rule_value(const std::string& rule, const std::string& file,
 
 // The shortest text that is read as the same number; "inf", "-inf" or "nan" for other values.
 std::string value_text(double value);
-// An object of `rule` and `value`: a number, or value_text as a string for a value that JSON does
-// not have.
+// The number, or value_text as a string for a value that JSON does not have.
+nlohmann::ordered_json number_json(double value);
+// An object of `rule` and `value`, the number_json.
 nlohmann::ordered_json rule_value_json(const std::string& rule, double value);
 
 }  // namespace cli

@@ -76,6 +76,31 @@ TEST_F(LineFilterTest, EachLineHasOneLineOfAnswer) {
     EXPECT_THAT(Labels("Goal!\nbread\ngoal"), ElementsAre("sport", "food", "sport"));
 }
 
+TEST_F(LineFilterTest, PathOfEachLineIsPrintedInPlaceOfTheConcepts) {
+    std::istringstream input("goal\n\nbread\n");
+    std::ostringstream out;
+    Explain_options options;
+    options.shows_path = true;
+    options.wanted_labels = 2;
+    options.writes_json = true;
+    explain_lines({input, "<stdin>"}, options, m_model, out);
+
+    std::istringstream output(out.str());
+    for (const std::string text : {"goal", "", "bread"}) {
+        std::string line;
+        std::getline(output, line);
+        const nlohmann::json json = nlohmann::json::parse(line);
+        const Ranking ranking = m_model.rank(text, 2);
+        EXPECT_EQ(json["text"], text);
+        ASSERT_EQ(json["results"].size(), ranking.size());
+        for (std::size_t place = 0; place < ranking.size(); ++place) {
+            EXPECT_EQ(json["results"][place]["category"], ranking[place].label);
+            EXPECT_EQ(json["results"][place]["score"], ranking[place].score);
+        }
+    }
+    EXPECT_EQ(output.peek(), EOF);
+}
+
 TEST_F(LineFilterTest, EmptyInputPrintsNothing) {
     EXPECT_EQ(Classified(""), "");
 }

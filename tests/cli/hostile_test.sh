@@ -80,7 +80,7 @@ printf 'sport%s\tgoal\nfood\tbread\n' "$hostile" >hostile.tsv
 cp hostile.tsv "$hostile.tsv"
 expect 0 train "$hostile.kc" "$hostile.tsv"
 has_no_control out
-for arguments in 'info KC' 'tree show KC' 'explain KC DATA' 'evaluate KC DATA --per-category' \
+for arguments in 'info KC' 'tree show KC' 'explain KC DATA' 'explain KC DATA --path' 'evaluate KC DATA --per-category' \
     'evaluate --train DATA --test train.tsv --per-category --explain goal'; do
     words=()
     for word in $arguments; do

@@ -6,6 +6,7 @@
 source "$(dirname "$0")/program_test_help.sh"
 
 shop=$2
+here=$(dirname "$shop")/..
 
 # Prints the labels of a filter's output without scores; a bar ends each line.
 labels() { sed 's/\t[01]\.[0-9]\{6\}//g' out | tr '\t\n' ',|'; }
@@ -285,6 +286,44 @@ for path in root/food root/fun/none none; do
     is_silent out
 done
 
+# explain --path
+expect 0 explain groups.kc goal.txt --path
+[[ $(sed 's/[01]\.[0-9]\{6\}/N/g' out | tr '\n' '|') == \
+    'goal|  N  root/fun/sport|  1. root  stat, score N, not scored|       N  fun  taken in step 2|'\
+'  2. root/fun  stat, score N, not scored|       N  sport  taken in step 3|'\
+'       N  food   not taken: the walk had enough results|  3. root/fun/sport  leaf, score N, result 1|' ]] ||
+    fail "$command: wrong path"
+expect_of lines.txt 0 explain a.kc --path --json --top 1
+[[ $(wc -l <out) == 6 && $(sed -n 2p out) == '{"text":"","has_words":false,"results":[],"ended":"nothing left",'* ]] ||
+    fail "$command: wrong JSON"
+expect 0 explain groups.kc goal.txt --path -k 2 --category root/fun/food
+[[ $(tail -n 1 out) == '  root/fun/food was taken in step '* ]] || fail "$command: wrong way"
+expect 0 explain groups.kc goal.txt --path --category root/fun/food
+[[ $(grep -c '^  the way to root/fun/food ended in step 2 at food, score ' out) == 1 ]] || fail "$command: wrong way"
+expect 64 explain a.kc goal.txt -k 2
+prints err '-k requires --path'
+# The root is a rule node.
+cp a.kc ruled.kc
+for label in sport food; do
+    expect 0 tree delete ruled.kc root/$label
+done
+expect 0 tree set ruled.kc root --type rule
+expect 0 tree add ruled.kc root/match --rule '"goal" & $size(n) < 3'
+expect 0 tree add ruled.kc root/rest --type stat --rule default
+expect 0 explain ruled.kc goal.txt --path --jobs 2
+is out 'goal
+  1.000000  root/match
+  1. root  rule, score 1.000000, not scored
+       1.000000  match  taken in step 2
+                   rule      "goal" & $size(n) < 3
+                   value     1
+                   "goal"    found
+                   $size(n)  0 (no pair)
+              -  rest   default, and a rule fired
+                   rule  default
+  2. root/match  leaf, score 1.000000, result 1'
+rm ruled.kc
+
 # check and dump
 expect 0 check a.kc
 is out 'a.kc: clean'
@@ -399,6 +438,11 @@ for name in classify explain; do
     [[ $? == 74 ]] || fail "$name --jobs: a full device is not noticed"
 done
 
+expect 65 explain a.kc "$shop.test.tsv" --max-line 60 --path -k 2
+mv out one.out
+expect 65 explain a.kc "$shop.test.tsv" --max-line 60 --path -k 2 --jobs 3
+cmp -s out one.out || fail "$command: other output than without --jobs"
+
 # A model from a file gets the same figures as a model that evaluate trains.
 expect 0 train shop.kc "$shop.train.tsv"
 prints out 'shop.kc: 968 texts, 8 labels (8 new), '
@@ -417,6 +461,22 @@ prints out '  "training": null,'
 prints out '  "loading": {'
 prints out '  "threshold": 0.6,'
 prints out '    "category": "delivery",'
+# The example of the README is the output of this program.
+cp shop.kc routed.kc
+expect 0 tree set routed.kc root/delivery --type rule
+expect 0 tree add routed.kc root/delivery/lost --rule '"lost" | "missing" & !"found"'
+expect 0 tree add routed.kc root/delivery/question --rule default
+echo 'The delivery is late, the parcel seems to be missing' >late.txt
+expect 0 explain routed.kc late.txt --path --top 2
+[[ $(<"$here/../README.md") == *"$(<out)"* ]] || fail "$command: not the example of the README"
+# The walks have the results of classify.
+expect 0 classify routed.kc "$shop.test.tsv" --column 2 -k 3 --jsonl
+sed 's/^{"categories":\(.*\)}$/\1/' out >results.txt
+[[ $(wc -l <results.txt) -gt 200 ]] || fail "$command: hardly any results"
+expect 0 explain routed.kc "$shop.test.tsv" --column 2 -k 3 --path --json
+sed 's/.*"results":\(\[[^]]*\]\),"ended":.*/\1/' out | cmp -s - results.txt ||
+    fail "$command: other results than classify"
+rm routed.kc
 expect 0 evaluate shop.kc more.tsv --learn more.tsv --bulk 1
 [[ $(grep -c '^bulk ' out) == 2 ]] || fail "$command: not two bulks"
 

@@ -81,6 +81,37 @@ TEST_F(OutsideCandidatesTest, StartingAgainForgetsWhatWasLeftOut) {
     EXPECT_EQ(TextAt(0), "outside 99");
 }
 
+// The order of the texts is decided by their first four bytes, or behind them. Bytes are numbers
+// from 0 to 255, and a text comes behind the texts that it begins with, also if it continues with a
+// zero byte.
+TEST_F(OutsideCandidatesTest, CandidatesOfEqualValueAreInDescendingOrderOfTheirBytes) {
+    const std::vector<std::string> descending = {"\xff",
+                                                 "\xc3\xa4",
+                                                 "b",
+                                                 "abcde",
+                                                 "abcd",
+                                                 "abc",
+                                                 std::string("ab\0c", 4),
+                                                 std::string("ab\0\0", 4),
+                                                 std::string("ab\0", 3),
+                                                 "ab",
+                                                 "a",
+                                                 "Z"};
+    for (unsigned int seed = 1; seed <= 10; ++seed) {
+        std::vector<std::string> added = descending;
+        std::shuffle(added.begin(), added.end(), std::mt19937(seed));
+        m_candidates.start(4);
+        for (const std::string& text : added) {
+            m_candidates.add(1.0, m_infos.try_emplace(term(text)).first);
+        }
+
+        ASSERT_GE(m_candidates.size(), 4U);
+        for (std::size_t rank = 0; rank < m_candidates.size(); ++rank) {
+            EXPECT_EQ(TextAt(rank), descending[rank]);
+        }
+    }
+}
+
 // A profile that has no concept of its own, so it can only select candidates from outside.
 class FeatureSelectorLimitTest : public zeStatTrainerSelectionTest {
 protected:

@@ -16,6 +16,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/options/zeOptMap.h"
+#include "zandrel/statistics/Announced_messages.h"
 #include "zandrel/statistics/Finite_weights.h"
 
 using zandrel::kTraceDebug;
@@ -43,6 +44,15 @@ void raise_by_one(int& count) {
 double without_share(double weight, double share) {
     const double left = std::max(weight - share, 0.0);
     return left <= share / 1000000.0 ? 0.0 : left;
+}
+
+// Makes room for all concepts of a message that has more of them than the table. Otherwise a text
+// of a million new words would build the index of the table 14 times.
+template <class Table>
+void make_room(Table& table, std::size_t share_count) {
+    if (share_count > table.size()) {
+        table.reserve(share_count);
+    }
 }
 
 }  // namespace
@@ -105,8 +115,9 @@ void zeStat_trainer::calculate_profiles(bool remove) {
 
 void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, bool remove) {
     m_model_is_matched = false;
+    zandrel::detail::Announced_messages messages(*m_view, indices);
     for (const unsigned int index : indices) {
-        calculate_msg(static_cast<int>(index), remove);
+        count(m_view->msgs[index], messages.next(), remove);
         check_interrupt();
     }
 }
@@ -150,7 +161,11 @@ bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
 
 void zeStat_trainer::calculate_msg(int index, bool remove) {
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
-    const qtPtrLight<zeMsg> msg = fetch(entry);
+    count(entry, fetch(entry), remove);
+}
+
+void zeStat_trainer::count(const zeCorpus_view::Msg& entry, const qtPtrLight<zeMsg>& msg,
+                           bool remove) {
     if (!collect_shares(msg, entry.index)) {
         return;
     }
@@ -208,6 +223,7 @@ void zeStat_trainer::remove_from_totals() {
 
 void zeStat_trainer::add_concepts() {
     Concept_infos& infos = m_storage->m_concept_infos;
+    make_room(infos, m_counted.shares.size());
     for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
         announce(infos, i);
         Share& share = m_counted.shares[i];
@@ -247,6 +263,7 @@ void zeStat_trainer::add_to_profile(zeNode* const& node) {
     profile.m_weight += m_counted.weight;
     profile.m_msg_weight += m_counted.weight;
     raise_by_one(profile.m_num_msgs);
+    make_room(profile.m_Ps, m_counted.shares.size());
     for (std::size_t i = 0; i < m_counted.shares.size(); ++i) {
         announce(profile.m_Ps, i);
         const Share& share = m_counted.shares[i];

@@ -164,6 +164,7 @@ private:
 
     void check_interrupt();
     qtPtrLight<zeMsg> fetch(const zeCorpus_view::Msg& entry) const;
+    void count(const zeCorpus_view::Msg& entry, const qtPtrLight<zeMsg>& msg, bool remove);
     bool collect_shares(const qtPtrLight<zeMsg>& msg, int index);
     template <class Table>
     void announce(const Table& table, std::size_t ishare) const;

@@ -34,8 +34,10 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "zandrel/foundation/trace.h"
+#include "zandrel/statistics/Announced_messages.h"
 #include "zandrel/statistics/Finite_weights.h"
 #include "zandrel/statistics/Histogram_filler.h"
 #include "zandrel/statistics/Stratified_deal.h"
@@ -144,10 +146,14 @@ void zeStat_trainer::match_with_messages_left_out() {
     }
     // Counting skips messages with a weight that is not finite. We remove them here, so that they
     // do not change the slices of the other messages.
-    std::erase_if(m_msg_indices, [this](unsigned int index) {
-        const qtPtrLight<zeMsg> msg = fetch(m_view->msgs[index]);
-        return !msg.IsNull() && !zandrel::detail::has_finite_weights(*msg);
-    });
+    const std::vector<unsigned int> all = std::exchange(m_msg_indices, {});
+    zandrel::detail::Announced_messages messages(*m_view, all);
+    for (const unsigned int index : all) {
+        const qtPtrLight<zeMsg>& msg = messages.next();
+        if (msg.IsNull() || zandrel::detail::has_finite_weights(*msg)) {
+            m_msg_indices.push_back(index);
+        }
+    }
     // Slices beyond the number of messages would be empty.
     std::vector<std::vector<unsigned int>> slices(std::clamp<std::size_t>(
         m_msg_indices.size(), 1, static_cast<std::size_t>(m_storage->m_num_slices)));
@@ -196,12 +202,12 @@ void zeStat_trainer::match_msgs_for_likelihood(const std::vector<unsigned int>& 
         matcher = temporary.get();
     }
     zandrel::detail::Histogram_filler filler(*matcher);
+    zandrel::detail::Announced_messages messages(*m_view, indices);
     int matched_count = 0;
     for (const unsigned int index : indices) {
-        const zeCorpus_view::Msg& entry = m_view->msgs[index];
-        const qtPtrLight<zeMsg> msg = fetch(entry);
+        const qtPtrLight<zeMsg>& msg = messages.next();
         if (!msg.IsNull()) {
-            filler.add(*msg, entry);
+            filler.add(*msg, m_view->msgs[index]);
         }
         if (++matched_count % kTraceInterval == 0) {
             tracef(s_trace_file, kTraceDebug, "Matched %d messages", matched_count);
