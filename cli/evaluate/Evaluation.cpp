@@ -308,8 +308,8 @@ void check_input(const Evaluation_options& options) {
     check_read_once(files);
     if (options.warn && waits_for_typing(files)) {
         const bool types_training_data = is_standard_input(options.train_file);
-        options.warn(typing_note(
-            lines_of_columns(training_columns(options.bootstraps && types_training_data))));
+        options.warn(typing_note(lines_of_columns(
+            training_columns(options.bootstraps && types_training_data), options.form)));
     }
 }
 
