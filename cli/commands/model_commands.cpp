@@ -266,7 +266,9 @@ void with_lines_of(const Filter_words& words, Command_result& result,
     const Data_format format = format_of(words);
     Data_input input(words.text_file);
     if (waits_for_typing({words.text_file})) {
-        print_warning(typing_note("texts, one on each line"));
+        print_warning(typing_note(format == Data_format::kLines
+                                      ? "texts, one on each line"
+                                      : "records of the form " + name_of(format)));
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,

@@ -188,6 +188,7 @@ struct Counted_labels {
     std::string name;  // of the file or files
     Counts texts_of;
     std::size_t texts = 0;
+    bool are_lines = true;  // all files have lines label<TAB>text, as far as their names say
 };
 
 Counted_labels count_labels(const std::vector<Named_texts>& files) {
@@ -196,6 +197,7 @@ Counted_labels count_labels(const std::vector<Named_texts>& files) {
         files.size() == 1 ? shown_file(files.front().name) : grouped(files.size()) + " data files";
     for (const Named_texts& file : files) {
         counts.texts += file.texts.size();
+        counts.are_lines = counts.are_lines && !format_of_file(file.name);
         for (const Labelled_text& text : file.texts) {
             for (const std::string& label : text.labels) {
                 ++counts.texts_of[label];
@@ -210,7 +212,9 @@ void warn_of_counts(const Counted_labels& counts, Warnings& warnings) {
     if (labels * kFewTextsOfALabel > counts.texts) {
         warnings.push_back(counts.name + ": there are more labels (" + grouped(labels) +
                            ") than a fifth of the texts (" + grouped(counts.texts) +
-                           "); does each line have the form label<TAB>text?");
+                           (counts.are_lines
+                                ? "); does each line have the form label<TAB>text?"
+                                : "); are the labels in the column or key of --label?"));
     }
     Labels singles;
     for (const auto& [label, texts] : counts.texts_of) {

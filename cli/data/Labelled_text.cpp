@@ -11,7 +11,10 @@
 
 namespace cli {
 
-std::string lines_of_columns(Columns columns) {
+std::string lines_of_columns(Columns columns, const Data_form& form) {
+    if (form.names_columns() || form.format.value_or(Data_format::kTsv) != Data_format::kTsv) {
+        return "records of the form " + name_of(form.format.value_or(Data_format::kTsv));
+    }
     return columns == Columns::kTextTitleKeywords ? "lines label<TAB>text<TAB>title<TAB>keywords"
                                                   : "lines label<TAB>text";
 }

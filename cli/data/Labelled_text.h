@@ -33,8 +33,9 @@ inline Columns training_columns(bool bootstraps) {
     return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
 }
 
-// Describes the lines of a data file in messages: "lines label<TAB>text", with all columns.
-std::string lines_of_columns(Columns columns);
+// Describes the lines of a data file in messages: "lines label<TAB>text", with all columns. For a
+// form with another format: "records of the form csv".
+std::string lines_of_columns(Columns columns, const Data_form& form = {});
 
 // The bad lines that were skipped.
 struct Skipped_lines {

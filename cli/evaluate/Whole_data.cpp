@@ -38,8 +38,8 @@ void check_input(const Evaluation_options& options) {
     check_read_once(files);
     if (options.warn && waits_for_typing(files)) {
         const bool types_training_data = waits_for_typing(to_train);
-        options.warn(typing_note(
-            lines_of_columns(training_columns(options.bootstraps && types_training_data))));
+        options.warn(typing_note(lines_of_columns(
+            training_columns(options.bootstraps && types_training_data), options.form)));
     }
 }
 

@@ -100,7 +100,7 @@ std::vector<Data_file> read_data(const Options& options, Columns columns, Skippe
     const Waiting_for_input waiting;
     Progress(options.progress).check_interrupt();
     if (options.warn && waits_for_typing(options.data_files)) {
-        options.warn(typing_note(lines_of_columns(columns)));
+        options.warn(typing_note(lines_of_columns(columns, options.form)));
     }
     std::vector<Data_file> files;
     files.reserve(options.data_files.size());
