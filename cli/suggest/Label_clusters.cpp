@@ -61,14 +61,20 @@ Pair_distances distances_of(const std::vector<Label_vector>& vectors, CTProgress
     return squares;
 }
 
-// Names are parts of paths and of tree files, and people type them.
+// Names are parts of paths and of tree files, and people type them. A number describes no group.
 bool can_be_in_name(std::string_view word) {
-    return word.size() <= kLongestWord && word.find_first_of("/\\[] ") == std::string_view::npos &&
+    return word.size() <= kLongestWord && word.find_first_of("/\\[]") == std::string_view::npos &&
+           word.find_first_not_of("0123456789") != std::string_view::npos &&
            shown_text(word) == word;
 }
 
+// "reservation" and "reservations": the second one says nothing new.
+bool is_like(std::string_view a, std::string_view b) {
+    return a.substr(0, b.size()) == b.substr(0, a.size());
+}
+
 // The words with the greatest sums of weights that can be in a name; of equal sums the first in text
-// order.
+// order. Of two words of which one begins with the other, only the first is taken.
 std::vector<std::string> best_words(const std::vector<Label_vector>& vectors,
                                     const std::vector<std::size_t>& cluster) {
     std::vector<Weighted_word> all;
@@ -90,8 +96,12 @@ std::vector<std::string> best_words(const std::vector<Label_vector>& vectors,
         return a.weight > b.weight;
     });
     std::vector<std::string> words;
-    for (std::size_t i = 0; i < std::min(sums.size(), kMostWordsOfName); ++i) {
-        words.emplace_back(sums[i].word.view());
+    for (std::size_t i = 0; i < sums.size() && words.size() < kMostWordsOfName; ++i) {
+        const std::string_view word = sums[i].word.view();
+        if (std::none_of(words.begin(), words.end(),
+                         [word](const std::string& better) { return is_like(word, better); })) {
+            words.emplace_back(word);
+        }
     }
     return words;
 }

@@ -27,7 +27,7 @@ struct Tried_groups {
     std::size_t right_texts;  // of the texts of the fold
 };
 
-// The groups that were best in the first fold, compared with no groups in the other folds.
+// The groups that were best in the first fold, compared with no groups in the two other folds.
 struct Tree_comparison {
     std::size_t texts = 0;
     std::size_t only_flat = 0;  // texts that are right only without groups
@@ -53,14 +53,13 @@ struct Tree_suggestion {
     Tree_comparison comparison;       // no texts if no number of groups was better in the first fold
 };
 
-// Returns the numbers of groups to try, ascending: at most nine, from half the root of the number
+// Returns the numbers of groups to try, ascending: at most five, from half the root of the number
 // of labels to half that number. Each is about the same multiple of the one before.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count);
 
-// Returns whether the texts have so many labels that `suggest_tree` refuses them.
 // `texts`: they are moved while the function works, and are in their places again when it returns.
 // `model`: its groups are not used. `progress`: null: no reports, no interruption.
-// RAISES: Data_error for more than kMostLabels labels; qtX<zeWorkflow> 2 "Process interrupted",
+// RAISES: Usage_error for more than kMostLabels labels; qtX<zeWorkflow> 2 "Process interrupted",
 // after which the texts are lost.
 Tree_suggestion suggest_tree(std::vector<Labelled_text>& texts, const Model_options& model,
                              bool bootstraps, CTProgress* progress = nullptr);
