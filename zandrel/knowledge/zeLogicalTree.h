@@ -2,6 +2,7 @@
 #ifndef ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 #define ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <vector>
@@ -202,6 +203,31 @@ public:
     // RAISES: what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". The nodes read
     // before remain.
     void Load(Hio<HSegment>& io);
+
+    // The text form: one line for each node, parents before their children. docs/formats/tree.md
+    // describes it. Thresholds, notes and trained statistics are not in it.
+
+    // Writes the whole tree, replacing the file. White space in names and rules is written as
+    // blanks. An empty tree gives an empty file.
+    // RAISES: 0 "Can't open file " and the path; 0 "Can't write file " and the path, if only a part
+    // was written (argument of both: the path).
+    void DumpText(const qtString& path) const;
+    // Adds the nodes of a file to the tree, which should be empty: otherwise the first line is
+    // refused. Empty lines are skipped. A name that differs from its category switches the manager
+    // to 55 compatibility mode. The rule "default" is refused; see zandrel::Tree_text for another
+    // treatment. The ids begin at 1.
+    // RAISES: 0 "Can't open file " and the path (argument: the path); what
+    // zandrel::Tree_text::AddLine raises for the first bad line. The nodes of the lines before it
+    // remain.
+    void LoadText(const qtString& path);
+    // Writes a node and all nodes below it, as zandrel::Tree_text::Write. Nothing recurses: a deep
+    // tree needs no deep stack.
+    void RecursiveWriteText(std::basic_fstream<char>& out, unsigned int id, int level) const;
+    // The text in brackets, with a blank for each white space byte.
+    qtString PutString(const qtString& text) const;
+    // The text in the brackets of a field.
+    // RAISES: 1 the field and " : invalid input string" (argument: the field), without brackets.
+    qtString GetString(const qtString& field) const;
 
     // Steps of the edits.
 
