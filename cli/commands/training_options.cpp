@@ -6,9 +6,16 @@
 
 #include "cli/commands/option_checks.h"
 #include "cli/data/Label_groups.h"
+#include "cli/errors.h"
 #include "cli/text/print_warning.h"
 
 namespace cli {
+
+namespace {
+
+constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./auto"
+
+}  // namespace
 
 void add_training_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
@@ -20,11 +27,18 @@ void add_training_options(CLI::App& command, Training_words& words) {
                     "A setting of the engine, such as ProfileSize=3000; overrides the file")
         ->allow_extra_args(false)
         ->type_name("KEY=VALUE");
+    CLI::Option* const groups =
+        command
+            .add_option("--groups", words.groups_file,
+                        "File with lines of group and label, for a tree of two levels")
+            ->check(error_of_file_name)
+            ->type_name("FILE");
     command
-        .add_option("--groups", words.groups_file,
-                    "File with lines of group and label, for a tree of two levels")
+        .add_option("--tree", words.tree_file,
+                    "auto: find groups of labels in the texts, if they make it more accurate")
         ->check(error_of_file_name)
-        ->type_name("FILE");
+        ->excludes(groups)
+        ->type_name("auto");
     command.add_flag("--bootstrap", words.bootstraps,
                      "Use only the titles and keywords of the training data");
 }
@@ -40,6 +54,11 @@ Model_options model_options(Training_words& words) {
     Model_options options = {analysis_settings(words.analysis), &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
+    }
+    if (words.tree_file == kSuggestedTree) {
+        options.suggests_groups = true;
+    } else if (!words.tree_file.empty()) {
+        throw Usage_error("--tree: only auto is known, not " + shown_value(words.tree_file));
     }
     return options;
 }

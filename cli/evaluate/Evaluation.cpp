@@ -53,6 +53,7 @@
 #include "cli/model/Text_model.h"
 #include "cli/model/Worker_pool.h"
 #include "cli/model/leave_to_exit.h"
+#include "cli/suggest/Tree_suggestion.h"
 
 namespace cli {
 
@@ -272,10 +273,16 @@ private:
     Quality& m_quality;
 };
 
-std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
+// The cost of the training includes that of a search for groups.
+std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Texts& texts,
                                           Evaluation& result) {
-    auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
+    Cpu_timer timer;
+    timer.start();
+    auto model = std::make_unique<Text_model>(with_suggested_groups(
+        options.model, texts, options.bootstraps, options.progress, options.warn));
+    timer.stop();
+    result.training->cpu_seconds = timer.seconds();
     measure(*result.training, *model,
             [&] { model->start(texts, options.bootstraps, options.progress); });
     return model;
@@ -348,7 +355,7 @@ void warn_of_data(const Evaluation_options& options, const Data& data,
 
 // The warnings need the labels of the model. For a trained model these are the labels of its data,
 // so we can warn before the training.
-std::unique_ptr<Text_model> model_of(const Evaluation_options& options, const Data& data,
+std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& data,
                                      Evaluation& result) {
     if (options.kc_file.empty()) {
         warn_of_data(options, data, {});
@@ -370,7 +377,7 @@ std::size_t peak_memory_bytes() {
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    const Data data = read_data(options, skipped);
+    Data data = read_data(options, skipped);
     result.classifying = {data.to_classify.size(), text_bytes(data.to_classify)};
 
     Progress(options.progress).check_interrupt();

@@ -13,6 +13,7 @@ struct Model_options {
     Analysis_settings analysis = {};
     Engine_settings* settings = nullptr;  // BORROWS: until the program ends; null: none
     Label_groups groups = {};             // empty: one classifier for all labels
+    bool suggests_groups = false;         // with_suggested_groups finds them in the texts
 };
 
 }  // namespace cli

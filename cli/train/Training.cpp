@@ -115,7 +115,7 @@ void check_is_no_kc(const std::string& path) {
     }
 }
 
-// `Options`: Training_options or Learning_options.
+// `Options`: Training_options, Learning_options or Suggestion_options.
 template <class Options>
 std::vector<Data_file> read_data(const Options& options, Columns columns, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
@@ -134,7 +134,9 @@ std::vector<Data_file> read_data(const Options& options, Columns columns, Skippe
     return files;
 }
 
-void warn_of_data(const Training_options& options, const std::vector<Data_file>& files) {
+// `Options`: Training_options or Suggestion_options.
+template <class Options>
+void warn_of_data(const Options& options, const std::vector<Data_file>& files) {
     if (!options.warn) {
         return;
     }
@@ -223,7 +225,8 @@ Training_summary train_kc(const Training_options& options) {
     warn_of_data(options, files);
     Texts texts = joined(files);
     Progress(options.progress).check_interrupt();
-    Text_model model(options.model);
+    Text_model model(with_suggested_groups(options.model, texts, options.bootstraps,
+                                           options.progress, options.warn));
     model.start_and_empty(texts, options.bootstraps, options.progress);
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
@@ -257,6 +260,14 @@ Training_summary learn_into_kc(const Learning_options& options) {
     summary.new_labels = summary.labels - labels_before;
     leave_to_exit(model->manager());
     return summary;
+}
+
+Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_lines& skipped) {
+    check_read_once(options.data_files);
+    std::vector<Data_file> files = read_data(options, Columns::kText, skipped);
+    warn_of_data(options, files);
+    Texts texts = joined(files);
+    return suggest_tree(texts, options.model, false, options.progress);
 }
 
 void print_training(const Training_summary& summary, std::ostream& out) {
