@@ -17,7 +17,7 @@ constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./aut
 
 }  // namespace
 
-void add_training_options(CLI::App& command, Training_words& words) {
+void add_setting_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
     command.add_option("--options", words.options_file, "Options file with settings of the engine")
         ->check(error_of_file_name)
@@ -27,6 +27,10 @@ void add_training_options(CLI::App& command, Training_words& words) {
                     "A setting of the engine, such as ProfileSize=3000; overrides the file")
         ->allow_extra_args(false)
         ->type_name("KEY=VALUE");
+}
+
+void add_training_options(CLI::App& command, Training_words& words) {
+    add_setting_options(command, words);
     CLI::Option* const groups =
         command
             .add_option("--groups", words.groups_file,

@@ -26,7 +26,11 @@ struct Training_words {
     Engine_settings settings;  // from the file and the assignments; model_options sets it
 };
 
-// Adds --analysis, --stem, --groups, --tree, --bootstrap, --options and --set.
+// Adds --analysis, --stem, --options and --set.
+// BORROWS: `words`, which must outlive `command`.
+void add_setting_options(CLI::App& command, Training_words& words);
+
+// Adds these, and --groups, --tree and --bootstrap.
 // BORROWS: `words`, which must outlive `command`.
 void add_training_options(CLI::App& command, Training_words& words);
 

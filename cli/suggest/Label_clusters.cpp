@@ -22,7 +22,6 @@ namespace cli {
 
 namespace {
 
-constexpr const char* kRootName = "root";
 constexpr std::size_t kLongestWord = 30;  // bytes of a word in the name of a group
 constexpr std::size_t kWordsOfName = 2;
 constexpr std::size_t kMostWordsOfName = 5;

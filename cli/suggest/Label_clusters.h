@@ -16,6 +16,9 @@
 
 namespace cli {
 
+// The name of the root of a new container.
+constexpr const char* kRootName = "root";
+
 // Clusters the labels once, and then divides them into any number of groups. Labels whose texts
 // have no word that distinguishes them are in no group.
 //
