@@ -45,6 +45,12 @@ void add_wait_option(CLI::App& command, double& seconds) {
         ->type_name("SECONDS");
 }
 
+void add_output_option(CLI::App& command, std::string& file) {
+    command.add_option("-o,--output", file, "File to write; none or -: standard output")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
+}
+
 void add_max_line_option(CLI::App& command, std::size_t& bytes) {
     // The text analysis accepts no longer text.
     constexpr std::size_t kLongest = 2147483647;

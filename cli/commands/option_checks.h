@@ -34,6 +34,10 @@ std::string error_of_score(const std::string& text);
 // BORROWS: `seconds`, which must outlive `command`.
 void add_wait_option(CLI::App& command, double& seconds);
 
+// Adds -o, for the commands that write a text (write_text).
+// BORROWS: `file`, which must outlive `command`.
+void add_output_option(CLI::App& command, std::string& file);
+
 // Adds --max-line, for the commands that read texts.
 // BORROWS: `bytes`, which must outlive `command`.
 void add_max_line_option(CLI::App& command, std::size_t& bytes);

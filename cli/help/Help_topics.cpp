@@ -51,9 +51,9 @@ constexpr std::string_view kAnalysis =
 
 constexpr std::string_view kSettings =
     R"(The engine has settings, such as ProfileSize=3000. train and evaluate read them from --set KEY=VALUE and
-from a file with lines KEY=VALUE, --options FILE; --set overrides the file. options get prints the
-settings of a container as such a file, and options set changes them. Unknown keys and values without a
-meaning are refused. Most settings are integers:
+from a file with lines KEY=VALUE, --options FILE; --set overrides the file. options get and
+options dump write the settings of a container as such a file; options set and options load change them.
+Unknown keys and values without a meaning are refused. Most settings are integers:
   0 or 1          SuppressM, FullPropogation, each setting that begins with Use, and (only in a file)
                   PositiveMethod and GeomAverage
   0 to 255        PLifeExpectancy
@@ -75,7 +75,7 @@ learn scales old texts of a label of average size down when it has more than 3,0
 container make it forget. Containers of older versions have such limits.)";
 
 constexpr std::string_view kEditing =
-    R"(tree edits the tree of a container, and options set changes its settings. A PATH contains the names from
+    R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains the names from
 the root down, the root's own first, with / between them and \ in front of a / or \ in a name.
 
 Each edit is checked first. A refused edit leaves the file as it was. The exit status is then 64 for a
@@ -89,6 +89,9 @@ with --forget it moves the node.
 
 tree apply makes the edits of a file, one on each line, and writes the container once. If an edit is
 refused (65), the message names its line, and the file stays as it was.
+
+tree dump writes the tree as text, one line for each node, for a diff or for an editor. tree check reads
+such a text and names the first wrong line (65).
 
 The threshold of a node is a score from 0 to 1. A rule node compares its threshold with the values of
 rules, and scores below a rule node are products with such values. So the threshold of a rule node, and

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -163,6 +164,24 @@ void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out) 
         }
         out << '\n';
     }
+}
+
+void write_options_file(const zeManager& manager, std::ostream& out) {
+    std::map<qtString, qtString> texts = setting_texts(manager.m_config, manager.m_defaults);
+    texts["UseExtParms"] = "1";
+    for (const auto& [key, value] : texts) {
+        out << key.view() << " = " << value.view() << '\n';
+    }
+}
+
+std::vector<std::string> classifiers_with_other_values(const std::vector<Kc_setting>& settings) {
+    std::set<std::string> paths;
+    for (const Kc_setting& setting : settings) {
+        for (const Other_value& other : setting.others) {
+            paths.insert(other.path);
+        }
+    }
+    return {paths.begin(), paths.end()};
 }
 
 nlohmann::ordered_json value_json(const std::string& value) {

@@ -59,6 +59,14 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value
 // The settings as texts of an options file, by key.
 std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
 
+// Writes an options file with all settings of the container, as zeOptMap::Dump writes it: lines
+// "Key = value" in the order of the keys. "UseExtParms = 1" is one of them, since the library uses
+// no other setting of a file without it.
+void write_options_file(const zeManager& manager, std::ostream& out);
+// The paths of the classifiers that have another value of any setting, sorted. These values are not
+// in the options file.
+std::vector<std::string> classifiers_with_other_values(const std::vector<Kc_setting>& settings);
+
 // The value of a setting as JSON: a number, or a string if the text is not a number.
 nlohmann::ordered_json value_json(const std::string& value);
 // Prints an options file: a line `Key=value` for each setting. Other values of classifiers follow

@@ -16,7 +16,6 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
-#include "cli/errors.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 
@@ -34,13 +33,6 @@ std::string percent_of(double share, int decimals = 2) {
 
 double accuracy_of(const Tried_groups& tried, const Tree_suggestion& suggestion) {
     return static_cast<double>(tried.right_texts) / static_cast<double>(suggestion.tried_texts);
-}
-
-void check_label(const std::string& label) {
-    if (label.find_first_of("\t\n\v\f\r") != std::string::npos) {
-        throw Data_error("label \"" + shown_value(label) + "\"",
-                         "the text form of a tree has no white space except blanks");
-    }
 }
 
 unsigned int add_node(zeManager& manager, unsigned int parent, std::string_view name,
@@ -117,13 +109,11 @@ std::string tree_text_of(const Tree_suggestion& suggestion) {
     for (const Label_group& group : suggestion.groups.groups) {
         const unsigned int node = add_node(*manager, zandrel::kRootId, group.name, ZE_STAT);
         for (const std::string& label : group.labels) {
-            check_label(label);
             add_node(*manager, node, label, ZE_LEAF);
             in_groups.insert(label);
         }
     }
     for (const std::string& label : suggestion.labels) {
-        check_label(label);
         if (in_groups.count(label) == 0) {
             add_node(*manager, zandrel::kRootId, label, ZE_LEAF);
         }

@@ -14,8 +14,7 @@ namespace cli {
 
 // Returns the tree in its text form: the root, below it each group with its labels, and the labels
 // without a group.
-// RAISES: Data_error for a label with white space other than blanks, such as a tab. The text form
-// cannot have it.
+// REQUIRES: labels without white space other than blanks, since the text form writes it as blanks.
 std::string tree_text_of(const Tree_suggestion& suggestion);
 
 // Prints the accuracies of all numbers of groups that were tried, the comparison, and the result.

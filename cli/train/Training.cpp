@@ -172,6 +172,21 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
     }
 }
 
+// The text form of a tree has no white space except blanks, so a label with a tab would become another
+// label.
+// RAISES: Data_error.
+void check_labels_for_text(const Data_file& file) {
+    for (const Labelled_text& text : file.texts) {
+        for (const std::string& label : text.labels) {
+            if (label.find_first_of("\t\n\v\f\r") != std::string::npos) {
+                throw Data_error(file.name, text.line,
+                                 "label \"" + shown_value(label) +
+                                     "\" has white space that a tree file cannot contain");
+            }
+        }
+    }
+}
+
 // Makes sure that the model has a leaf for each label of a file.
 void settle_labels(const Data_file& file, bool adds_categories, Text_model& model) {
     for (const Labelled_text& text : file.texts) {
@@ -265,6 +280,9 @@ Training_summary learn_into_kc(const Learning_options& options) {
 Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_lines& skipped) {
     check_read_once(options.data_files);
     std::vector<Data_file> files = read_data(options, Columns::kText, skipped);
+    for (const Data_file& file : files) {
+        check_labels_for_text(file);
+    }
     warn_of_data(options, files);
     Texts texts = joined(files);
     return suggest_tree(texts, options.model, false, options.progress);

@@ -15,7 +15,9 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kept_choices.h"
+#include "cli/model/Engine_settings.h"
 #include "tests/cli/small_kc.h"
+#include "tests/support/options_file.h"
 
 namespace cli {
 
@@ -250,6 +252,49 @@ TEST(KcOptionsTest, OutputIsAValidOptionsFile) {
         out);
 
     EXPECT_EQ(out.str(), "ClipValue=3\nProfileSize=1000  # 5 at root, 6 at root/news\n");
+}
+
+// A program that embeds the library writes the same file by GetKcDefaults, Add and Dump.
+TEST(KcOptionsTest, WrittenOptionsFileIsTheOneOfTheLibrary) {
+    Small_kc kc;
+    set(kc, {"ProfileSize=77", "AgeAdjustment=0.5", "LearnSpeedScale=linear"});
+    zeOptMap map;
+    map.GetKcDefaults(kc.Pointer());
+    map.Add("UseExtParms", true);
+    const Options_file file;
+    map.Dump(file.path());
+
+    std::ostringstream out;
+    write_options_file(kc.Manager(), out);
+
+    EXPECT_EQ(out.str(), file.content());
+}
+
+TEST(KcOptionsTest, WrittenOptionsFileGivesAnotherContainerTheSettings) {
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        SCOPED_TRACE(known.key);
+        Small_kc from;
+        set(from, {std::string(known.key) + "=" + new_value_of(from, known)});
+        std::ostringstream out;
+        write_options_file(from.Manager(), out);
+        const Options_file file(out.str());
+        Engine_settings settings;
+        settings.load(file.path().str());
+        Small_kc to;
+
+        EXPECT_TRUE(set_kc_settings(to.Pointer(), settings.used_settings()));
+
+        EXPECT_EQ(kc_settings(to.Pointer()), kc_settings(from.Pointer()));
+    }
+}
+
+TEST(KcOptionsTest, ClassifiersWithOtherValuesAreListedOnceInOrder) {
+    EXPECT_THAT(classifiers_with_other_values({}), ElementsAre());
+    EXPECT_THAT(
+        classifiers_with_other_values({{"ClipValue", "3", {}},
+                                       {"MinPsSize", "7", {{"root/news", "6"}}},
+                                       {"ProfileSize", "9", {{"root", "5"}, {"root/news", "6"}}}}),
+        ElementsAre("root", "root/news"));
 }
 
 TEST(KcOptionsTest, JsonHasNumbersForNumbers) {

@@ -165,9 +165,11 @@ without_flush() {
         "$program" "$@" >out 2>err
 }
 cp first.kc a.kc
+printf 'ClipValue = 5\n' >new.options
 for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
     'tree set a.kc root/x --note1 note' 'tree move a.kc root/x root/food' \
-    'tree rename a.kc root/food/x y' 'tree delete a.kc root/food/y' 'options set a.kc ClipValue=2'; do
+    'tree rename a.kc root/food/x y' 'tree delete a.kc root/food/y' 'options set a.kc ClipValue=2' \
+    'options load a.kc new.options'; do
     command="zandrel $arguments, with a folder that cannot be flushed"
     [[ $arguments != 'tree move'* ]] || "$program" tree set a.kc root/food --type stat >out 2>err
     cp a.kc before
@@ -288,7 +290,8 @@ hold learn a.kc slow.tsv
 for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
     'tree apply a.kc edits.txt' \
     'tree set a.kc root/food --note1 note' 'tree move a.kc root/food root/sport' \
-    'tree rename a.kc root/food x' 'tree delete a.kc root/food' 'options set a.kc ClipValue=2'; do
+    'tree rename a.kc root/food x' 'tree delete a.kc root/food' 'options set a.kc ClipValue=2' \
+    'options load a.kc new.options'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 74 $arguments
     is err "$refused"
@@ -507,8 +510,8 @@ PYTHON
 }
 changes=('learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree set a.kc root/food --note1 note'
     'tree rename a.kc root/food f' 'tree add a.kc root/g' 'tree move a.kc root/g root/s'
-    'tree delete a.kc root/f' 'options set a.kc ClipValue=2')
-# The last four edits need a tree, which the first four do not change.
+    'tree delete a.kc root/f' 'options set a.kc ClipValue=2' 'options load a.kc new.options')
+# The four edits from tree add on need a tree, which the first four do not change.
 prepare() {
     rm -f a.kc
     cp first.kc a.kc

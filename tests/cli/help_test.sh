@@ -32,8 +32,8 @@ done
 # A command's help is about that command, and is the same in both forms.
 described=0
 for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
-    'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
-    'tree apply'; do
+    'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
+    'tree apply' 'tree dump' 'tree check'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $name --help
     is_silent err
@@ -68,7 +68,7 @@ for topic in "${topics[@]}"; do
 done
 while IFS= read -r topic; do
     [[ " ${topics[*]} " == *" $topic "* ]] || fail "a command points to the topic $topic"
-done < <(for name in "${commands[@]}" 'tree move' 'options set'; do
+done < <(for name in "${commands[@]}" 'tree move' 'tree check' 'options set' 'options load' 'options dump'; do
     # shellcheck disable=SC2086
     "$program" help $name
 done | sed -n 's/^See also: .*zandrel help //p' | tr -d ',' | tr ' ' '\n' | sort -u)
