@@ -16,6 +16,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
+#include "cli/suggest/Label_clusters.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
 

@@ -331,20 +331,22 @@ bool Tree_comparison::is_clear() const {
     return gain() > kErrors * gain_error();
 }
 
-// The least and the greatest number, the number in their middle by ratio, and two more between these.
-// Each middle is a square root, whose bits IEEE 754 fixes. For 150 labels: 6.1 and 75, then 21.4, then
-// 11.5 and 40.1. With nine numbers instead of five, no figure of docs/suggested_trees.md is better by
-// more than 0.3 points, and the search takes 1.7 times as long.
+// The least and the greatest number, the number in their middle by ratio, and with many labels two more
+// between these. Each middle is a square root, whose bits IEEE 754 fixes. For 150 labels: 6.1 and 75,
+// then 21.4, then 11.5 and 40.1. With nine numbers the search takes 1.7 times as long and finds no
+// better tree for any data set of docs/suggested_trees.md. With few labels groups gain little, and a
+// training with groups takes twice as long as one without, so we try fewer.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
-    constexpr std::size_t kIntervals = 4;
+    constexpr std::size_t kManyLabels = 50;
     if (label_count < kFewestLabels) {
         return {};
     }
-    std::vector<double> exact(kIntervals + 1);
+    const std::size_t intervals = label_count < kManyLabels ? 2 : 4;
+    std::vector<double> exact(intervals + 1);
     exact.front() = std::max(2.0, std::sqrt(static_cast<double>(label_count)) / 2.0);
     exact.back() = static_cast<double>(label_count) / 2.0;
-    for (std::size_t step = kIntervals; step > 1; step /= 2) {
-        for (std::size_t i = 0; i < kIntervals; i += step) {
+    for (std::size_t step = intervals; step > 1; step /= 2) {
+        for (std::size_t i = 0; i < intervals; i += step) {
             exact[i + step / 2] = std::sqrt(exact[i] * exact[i + step]);
         }
     }
@@ -353,24 +355,6 @@ std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
         counts.insert(static_cast<std::size_t>(each));
     }
     return {counts.begin(), counts.end()};
-}
-
-Model_options with_suggested_groups(const Model_options& options, Texts& texts, bool bootstraps,
-                                    CTProgress* progress,
-                                    const std::function<void(const std::string&)>& warn) {
-    Model_options settled = options;
-    std::string note;
-    if (options.suggests_groups) {
-        Tree_suggestion found = suggest_tree(texts, options, bootstraps, progress);
-        note = result_of(found);
-        settled.groups = std::move(found.groups);
-    } else if (options.groups.groups.empty()) {
-        note = hint_for(labels_of(texts).size());
-    }
-    if (warn && !note.empty()) {
-        warn(note);
-    }
-    return settled;
 }
 
 Tree_suggestion suggest_tree(Texts& texts, const Model_options& model, bool bootstraps,

@@ -63,8 +63,9 @@ Model_options with_suggested_groups(const Model_options& options, std::vector<La
                                     bool bootstraps, CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn);
 
-// Returns the numbers of groups to try, ascending: at most five, from half the root of the number
-// of labels to half that number. Each is about the same multiple of the one before.
+// Returns the numbers of groups to try, ascending: five, or three if there are fewer than 50
+// labels, from half the root of the number of labels to half that number. Each is about the same
+// multiple of the one before, and each is there once.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count);
 
 // `texts`: they are moved while the function works, and are in their places again when it returns.

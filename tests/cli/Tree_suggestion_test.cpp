@@ -67,11 +67,13 @@ std::vector<std::string> lines_of_texts(const Texts& texts) {
     return lines;
 }
 
-// The exact numbers for 150 labels are 6.12, 11.45, 21.43, 40.09 and 75; for 20 labels 2.24, 3.25,
-// 4.73, 6.88 and 10.
+// The exact numbers for 150 labels are 6.12, 11.45, 21.43, 40.09 and 75; for 50 labels 3.54, 5.76, 9.40,
+// 15.33 and 25; for 49 labels 3.5, 9.26 and 24.5; for 8 labels 2, 2.83 and 4.
 TEST(TreeSuggestionTest, NumbersToTryGrowByEqualRatios) {
     EXPECT_THAT(group_counts_to_try(150), ElementsAre(6, 11, 21, 40, 75));
-    EXPECT_THAT(group_counts_to_try(20), ElementsAre(2, 3, 4, 6, 10));
+    EXPECT_THAT(group_counts_to_try(50), ElementsAre(3, 5, 9, 15, 25));
+    EXPECT_THAT(group_counts_to_try(49), ElementsAre(3, 9, 24));
+    EXPECT_THAT(group_counts_to_try(8), ElementsAre(2, 4));
     EXPECT_THAT(group_counts_to_try(4), ElementsAre(2));
     for (std::size_t labels = 0; labels < 4; ++labels) {
         EXPECT_THAT(group_counts_to_try(labels), IsEmpty());
