@@ -9,22 +9,22 @@
 // come slowly, from a terminal or a pipe, the last block is not full when we would have to wait:
 // flush() gives it to a worker and writes all answers, so that no answer waits for a later line.
 //
-// A line that is too long is a line of the block too, marked with the byte 1, and its answer is
-// empty or an error. So answer n always belongs to line n.
+// A bad record, such as a line that is too long, is in the block too, marked with the byte 1, and
+// its answer is empty or an error. So answer n always belongs to line n, or to record n.
 #include "cli/classify/Line_filter.h"
 
-#include <cerrno>
 #include <cstddef>
-#include <cstring>
+#include <memory>
 #include <sstream>
 #include <string_view>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
+#include "cli/classify/Answer_block.h"
 #include "cli/classify/Text_column.h"
-#include "cli/data/Data_lines.h"
-#include "cli/data/Line_reader.h"
+#include "cli/classify/Text_line_reader.h"
+#include "cli/data/Data_reader.h"
 #include "cli/errors.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Text_model.h"
@@ -38,54 +38,7 @@ namespace {
 
 constexpr int kScoreDecimals = 6;
 
-// A line to answer: a text, or the message about a line that is too long.
-struct Line {
-    std::string_view text;
-    bool is_refused;
-};
-
-using Answer = std::function<void(const Line&, std::ostream&)>;
-
-// Lines as a task for a worker. Each line is a byte (1 if the line is too long, otherwise 0), its
-// length in eight bytes, and its bytes.
-class Block {
-public:
-    void add(const Line& line) {
-        const std::size_t length = line.text.size();
-        m_bytes += line.is_refused ? '\1' : '\0';
-        m_bytes.append(reinterpret_cast<const char*>(&length), sizeof length);
-        m_bytes += line.text;
-        ++m_line_count;
-    }
-
-    // Many lines, so that sending them takes little time compared with answering them. Few lines,
-    // so that all workers get some lines of a small file.
-    bool is_full() const { return m_line_count >= 256 || m_bytes.size() >= std::size_t(64) << 10U; }
-
-    bool is_empty() const { return m_line_count == 0; }
-
-    // Returns the task, and empties the block.
-    std::string take() {
-        m_line_count = 0;
-        return std::exchange(m_bytes, {});
-    }
-
-    // Calls `take_line` with each line of a task.
-    template <class Take_line>
-    static void for_each(std::string_view task, const Take_line& take_line) {
-        while (!task.empty()) {
-            std::size_t length = 0;
-            std::memcpy(&length, task.data() + 1, sizeof length);
-            const std::size_t begin = 1 + sizeof length;
-            take_line(Line{task.substr(begin, length), task.front() == '\1'});
-            task.remove_prefix(begin + length);
-        }
-    }
-
-private:
-    std::string m_bytes;
-    std::size_t m_line_count = 0;
-};
+using Answer = std::function<void(const Question&, std::ostream&)>;
 
 // Writes the answers in the order of the lines. They are made at once or by workers.
 class Answerer {
@@ -97,12 +50,12 @@ public:
         }
     }
 
-    void add(const Line& line) {
+    void add(const Question& question) {
         if (!m_pool) {
-            m_answer(line, m_out);
+            m_answer(question, m_out);
             return;
         }
-        m_block.add(line);
+        m_block.add(question);
         if (m_block.is_full()) {
             give_block();
         }
@@ -123,7 +76,9 @@ public:
 
 private:
     void answer_block(std::string_view task, std::ostream& out) const {
-        Block::for_each(task, [this, &out](const Line& line) { m_answer(line, out); });
+        while (!task.empty()) {
+            m_answer(Answer_block::take_question(task), out);
+        }
     }
 
     // The work of a worker.
@@ -151,39 +106,60 @@ private:
 
     Answer m_answer;
     std::ostream& m_out;
-    Block m_block;
+    Answer_block m_block;
     std::optional<Worker_pool> m_pool;
 };
 
-// Writes the answer to each line, also to empty lines.
+// Returns the reader of the input. `before_waiting`: see Line_reader.
+std::unique_ptr<Data_reader> reader_of(const Line_input& input, const Text_model& model,
+                                       std::function<void()> before_waiting) {
+    const Data_source source = {
+        input.stream, input.name, Columns::kText, input.longest_line, std::move(before_waiting),
+        false};
+    if (input.format != Data_format::kLines) {
+        return make_data_reader(source, input.format, input.form);
+    }
+    return std::make_unique<Text_line_reader>(
+        source, Text_column(input.name, input.column, model, input.warn));
+}
+
+// Writes the answers to all records, and flushes them also if reading fails.
+void answer_records(const Line_input& input, Data_reader& reader, Answerer& answerer,
+                    std::ostream& out) {
+    Data_record record;
+    Question question;
+    while (out.good() && reader.next(record)) {
+        question.is_refused = record.error.has_value();
+        if (record.error) {
+            question.message = {{}, record.error->what()};
+            if (input.refuse) {
+                input.refuse(question.message.text);
+            }
+        } else {
+            std::swap(question.message, record.message);
+        }
+        answerer.add(question);
+    }
+}
+
+// Writes the answer to each line, also to empty lines, or to each record.
 void answer_lines(const Line_input& input, const Text_model& model, const Answer& answer,
                   std::ostream& out) {
-    Text_column column(input.name, input.column, model, input.warn);
-    Answerer answerer(input.jobs, answer, out);
-    Line_reader reader(
-        input.stream, [&answerer] { answerer.flush(); }, input.longest_line);
-    std::string_view line;
-    errno = 0;
-    for (std::size_t number = 1; out.good() && reader.next(line); ++number) {
-        if (reader.is_too_long()) {
-            const std::string message =
-                too_long_line(input.name, number, input.longest_line).what();
-            answerer.add({message, true});
-            if (input.refuse) {
-                input.refuse(message);
-            }
-            continue;
+    std::optional<Answerer> answerer;
+    const std::unique_ptr<Data_reader> reader = reader_of(input, model, [&answerer] {
+        if (answerer) {
+            answerer->flush();
         }
-        line = without_carriage_return(line);
-        line = number == 1 ? without_byte_order_mark(line) : line;
-        answerer.add({column.text_of(line, number), false});
+    });
+    reader->begin();
+    answerer.emplace(input.jobs, answer, out);
+    try {
+        answer_records(input, *reader, *answerer, out);
+    } catch (...) {
+        answerer->flush();
+        throw;
     }
-    const bool failed = input.stream.bad();
-    const std::string reason = failed ? reason_of_failure() : "";
-    answerer.flush();
-    if (failed) {
-        throw Input_error(input.name, reason);
-    }
+    answerer->flush();
 }
 
 std::string without_control_characters(std::string_view label) {
@@ -236,12 +212,12 @@ void drop_below(double threshold, Ranking& ranking) {
 
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out) {
-    const auto answer = [&options, &model](const Line& line, std::ostream& answers) {
-        if (line.is_refused) {
-            print_refusal(line.text, "", options.writes_json, answers);
+    const auto answer = [&options, &model](const Question& question, std::ostream& answers) {
+        if (question.is_refused) {
+            print_refusal(question.message.text, "", options.writes_json, answers);
             return;
         }
-        Ranking ranking = model.rank(line.text, options.wanted_labels);
+        Ranking ranking = model.rank(question.message, options.wanted_labels);
         drop_below(options.threshold, ranking);
         if (options.writes_json) {
             print_ranking_json(ranking, model, answers);
@@ -254,13 +230,15 @@ void classify_lines(const Line_input& input, const Classify_options& options, Te
 
 void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out) {
-    const auto answer = [&options, &model](const Line& line, std::ostream& answers) {
-        if (line.is_refused) {
-            print_refusal(line.text, "  (line is too long)", options.writes_json, answers);
+    const char* const refusal =
+        input.format == Data_format::kLines ? "  (line is too long)" : "  (bad record)";
+    const auto answer = [&options, &model, refusal](const Question& question,
+                                                    std::ostream& answers) {
+        if (question.is_refused) {
+            print_refusal(question.message.text, refusal, options.writes_json, answers);
             return;
         }
-        Explanation explanation = options.node == nullptr ? model.explain(line.text)
-                                                          : model.explain(line.text, options.node);
+        Explanation explanation = model.explain(question.message, options.node);
         if (options.top) {
             keep_first(*options.top, explanation);
         }

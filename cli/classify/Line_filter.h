@@ -9,6 +9,7 @@
 #include <ostream>
 #include <string>
 
+#include "cli/data/Data_form.h"
 #include "cli/data/Line_reader.h"
 
 struct zeNode;
@@ -33,6 +34,9 @@ struct Line_input {
     // Number of processes that answer the lines. If more than one, they are copies of this process
     // (Worker_pool). The output is the same.
     std::size_t jobs = 1;
+    // Another format than kLines has records (Data_reader). Blank lines are then no records.
+    Data_format format = Data_format::kLines;
+    Data_form form = {};
 };
 
 struct Classify_options {

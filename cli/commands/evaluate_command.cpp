@@ -10,8 +10,10 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
+#include "cli/data/Data_input.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
@@ -56,6 +58,8 @@ void settle_options(Evaluate_words& words) {
     if (options.kc_file.empty()) {
         require(options.train_file, "--train, or KC and DATA");
         require(options.test_file, "--test");
+        check_read_once({options.train_file, options.test_file, options.learn_file.value_or(""),
+                         words.training.tree_file});
         options.model = model_options(words.training);
         options.bootstraps = words.training.bootstraps;
         return;
@@ -108,6 +112,7 @@ void add_data_options(CLI::App& command, Evaluation_options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
+    add_data_form_options(command, options.form);
     add_jobs_option(command, options.jobs);
 }
 
@@ -143,7 +148,7 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
                     "Data file to classify, instead of --test; -: standard input")
         ->type_name("");
     for (const char* const name :
-         {"--train", "--test", "--bootstrap", "--groups", "--options", "--set"}) {
+         {"--train", "--test", "--bootstrap", "--groups", "--tree", "--options", "--set"}) {
         kc->excludes(command.get_option(name));
     }
 }

@@ -8,12 +8,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "cli/classify/Line_filter.h"
 #include "cli/commands/analysis_options.h"
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_input.h"
@@ -40,7 +42,13 @@ Examples:
   zandrel train shop.kc shop.train.tsv
   zandrel train shop.kc shop.train.tsv --replace
 
-See also: zandrel help containers, data, analysis, settings)";
+A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
+the container anew.
+
+  zandrel train desk.kc desk.train.jsonl --tree desk.tree
+  zandrel train desk.kc desk.train.jsonl --keep-tree
+
+See also: zandrel help containers, data, analysis, settings, trees)";
 
 constexpr const char* kLearnNotes =
     R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as
@@ -101,6 +109,7 @@ void add_line_options(CLI::App& command, Options& options) {
     command.add_flag("--skip-bad", options.skips_bad_lines,
                      "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
+    add_data_form_options(command, options.form);
 }
 
 void add_json_option(CLI::App& command, bool& writes_json) {
@@ -126,9 +135,22 @@ struct Train_words {
     bool writes_json = false;
 };
 
+// All files that the command reads.
+std::vector<std::string> with_tree(std::vector<std::string> files, const std::string& tree_file) {
+    files.push_back(tree_file);
+    return files;
+}
+
 void train(Train_words& words) {
-    words.options.model = model_options(words.training);
     words.options.bootstraps = words.training.bootstraps;
+    if (words.options.keeps_tree) {
+        words.options.analysis = given_analysis(words.training.analysis);
+        work_on_container(words.options.kc_file,
+                          [&] { run(words.options, train_kc, words.writes_json); });
+        return;
+    }
+    check_read_once(with_tree(words.options.data_files, words.training.tree_file));
+    words.options.model = model_options(words.training);
     run(words.options, train_kc, words.writes_json);
 }
 
@@ -141,6 +163,13 @@ void add_train(CLI::App& app) {
     add_training_options(*command, words->training);
     command->add_flag("--replace", words->options.replaces,
                       "Replace the container if there is one");
+    CLI::Option* const keeps_tree =
+        command->add_flag("--keep-tree", words->options.keeps_tree,
+                          "Train the classifiers of the existing container anew; its tree, rules "
+                          "and settings remain");
+    for (const char* const name : {"--groups", "--tree", "--options", "--set", "--replace"}) {
+        keeps_tree->excludes(command->get_option(name));
+    }
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
     add_wait_option(*command, words->options.seconds_to_wait);
@@ -182,6 +211,7 @@ struct Filter_words {
     std::string kc_file;
     std::string text_file = "-";
     std::size_t longest_line = kLongestLine;
+    Data_form form;
     Analysis_names analysis;
     Classify_options classify;
     std::optional<std::size_t> column;
@@ -212,7 +242,7 @@ void with_lines_of(const Filter_words& words, Command_result& result,
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
-          words.jobs});
+          words.jobs, format_of_texts(words.text_file, words.form), words.form});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -262,6 +292,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
         ->type_name("N");
     add_analysis_options_of_container(*command, words.analysis);
     add_max_line_option(*command, words.longest_line);
+    add_text_form_options(*command, words.form);
     add_jobs_option(*command, words.jobs);
     return *command;
 }

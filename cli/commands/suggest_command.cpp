@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/errors.h"
@@ -95,6 +96,7 @@ void add_suggest(CLI::App& tree) {
     command->add_flag("--skip-bad", words->options.skips_bad_lines,
                       "Leave bad data lines out and print their number");
     add_max_line_option(*command, words->options.longest_line);
+    add_data_form_options(*command, words->options.form);
     command->add_flag("--json", words->writes_json, "Print the report as JSON")
         ->needs(command->get_option("--output"));
     command->footer(kSuggestNotes);

@@ -2,11 +2,20 @@
 // assignments are applied after the file.
 #include "cli/commands/training_options.h"
 
+#include <cerrno>
+#include <sstream>
+#include <string>
+#include <utility>
+
 #include <CLI/CLI.hpp>
 
+#include "zandrel/knowledge/zeManager.h"
+
 #include "cli/commands/option_checks.h"
+#include "cli/data/Data_input.h"
 #include "cli/data/Label_groups.h"
 #include "cli/errors.h"
+#include "cli/kc/Tree_file.h"
 #include "cli/text/print_warning.h"
 
 namespace cli {
@@ -14,6 +23,25 @@ namespace cli {
 namespace {
 
 constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./auto"
+
+// Adds the tree to a container that is then discarded, so that an error of the tree is reported
+// before the work that takes long.
+Tree_source read_tree_file(const std::string& file) {
+    Data_input input(file);
+    std::ostringstream text;
+    errno = 0;
+    if (input.stream().peek() != std::istream::traits_type::eof()) {
+        text << input.stream().rdbuf();
+    }
+    if (input.stream().bad()) {
+        throw Input_error(input.name(), reason_of_failure());
+    }
+    Tree_source tree = {std::move(text).str(), input.name()};
+    std::istringstream lines(tree.text);
+    zeManager discarded;
+    load_tree_text(lines, tree.name, discarded);
+    return tree;
+}
 
 }  // namespace
 
@@ -39,10 +67,11 @@ void add_training_options(CLI::App& command, Training_words& words) {
             ->type_name("FILE");
     command
         .add_option("--tree", words.tree_file,
-                    "auto: find groups of labels in the texts, if they make it more accurate")
+                    "File with a tree in its text form, with rules and statistical nodes; auto: "
+                    "find groups of labels")
         ->check(error_of_file_name)
         ->excludes(groups)
-        ->type_name("auto");
+        ->type_name("FILE");
     command.add_flag("--bootstrap", words.bootstraps,
                      "Use only the titles and keywords of the training data");
 }
@@ -59,10 +88,9 @@ Model_options model_options(Training_words& words) {
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
     }
-    if (words.tree_file == kSuggestedTree) {
-        options.suggests_groups = true;
-    } else if (!words.tree_file.empty()) {
-        throw Usage_error("--tree: only auto is known, not " + shown_value(words.tree_file));
+    options.suggests_groups = words.tree_file == kSuggestedTree;
+    if (!words.tree_file.empty() && !options.suggests_groups) {
+        options.tree = read_tree_file(words.tree_file);
     }
     return options;
 }

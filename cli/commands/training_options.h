@@ -34,7 +34,7 @@ void add_setting_options(CLI::App& command, Training_words& words);
 // BORROWS: `words`, which must outlive `command`.
 void add_training_options(CLI::App& command, Training_words& words);
 
-// Reads the two files. The result borrows the settings of `words`.
+// Reads the files. The result borrows the settings of `words`.
 // RAISES: Input_error, Data_error, Usage_error; CLI::ValidationError.
 Model_options model_options(Training_words& words);
 

@@ -14,13 +14,13 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-std::string too_long_text(std::size_t longest) {
+std::string plain_too_long_text(std::size_t longest) {
     return "the line is longer than " + grouped(longest) + " bytes";
 }
 
 void refuse(const std::string& name, std::size_t number, const Line_limit& limit) {
     if (!limit.refuse) {
-        throw Data_error(name, number, too_long_text(limit.longest));
+        throw Data_error(name, number, plain_too_long_text(limit.longest));
     }
     limit.refuse(number);
 }
@@ -50,8 +50,12 @@ std::ifstream open_data_file(const std::string& path) {
     return input;
 }
 
+std::string too_long_text(std::size_t longest) {
+    return plain_too_long_text(longest) + "; --max-line raises the limit";
+}
+
 Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest) {
-    return {name, number, too_long_text(longest) + "; --max-line raises the limit"};
+    return {name, number, too_long_text(longest)};
 }
 
 void for_each_line(std::istream& input, const std::string& name,

@@ -24,6 +24,9 @@ std::string_view without_carriage_return(std::string_view line);
 // RAISES: Input_error if it cannot be opened.
 std::ifstream open_data_file(const std::string& path);
 
+// The same as a text for messages, without file and line: it names --max-line.
+std::string too_long_text(std::size_t longest);
+
 // The error for a line that is longer than --max-line allows.
 Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest);
 

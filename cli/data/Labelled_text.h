@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/data/Data_form.h"
 #include "cli/data/Line_reader.h"
 #include "cli/data/Pair.h"
 
@@ -48,17 +49,23 @@ struct Skipped_lines {
 // `longest_line`: in bytes; a longer line is bad, and is never completely in memory. RAISES:
 // Data_error for a line without its tabs, with an empty label, or that is too long, unless bad
 // lines are skipped; Input_error if reading fails.
+//
+// `form`: another form of the data, see make_data_reader, which also says what it raises. A record
+// of several lines counts as a line.
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
                                                Skipped_lines* skipped = nullptr,
                                                Columns columns = Columns::kText,
-                                               std::size_t longest_line = kLongestLine);
-// Reads a whole file. "-" is standard input.
+                                               std::size_t longest_line = kLongestLine,
+                                               const Data_form& form = {});
+// Reads a whole file. "-" is standard input. The name of the file decides about its format if the
+// form does not.
 // RAISES: what read_labelled_texts raises; Input_error for a file that cannot be opened; Data_error
 // for a file without a good data line.
 std::vector<Labelled_text> read_labelled_file(const std::string& path,
                                               Skipped_lines* skipped = nullptr,
                                               Columns columns = Columns::kText,
-                                              std::size_t longest_line = kLongestLine);
+                                              std::size_t longest_line = kLongestLine,
+                                              const Data_form& form = {});
 
 // Prints a line with the number of skipped lines and the message of the first one; prints nothing
 // if there are none.

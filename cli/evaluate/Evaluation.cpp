@@ -44,9 +44,11 @@
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
+#include "zandrel/messages/zeMsg.h"
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
+#include "cli/errors.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
@@ -126,17 +128,17 @@ struct Batch {
 // Ranks all labels for each text. The cost does not include the rankings without tables.
 Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_model& model) {
     Batch batch;
-    std::vector<qtPtrLight<zeSml>> bags;
+    std::vector<qtPtrLight<zeMsg>> messages;
     measure(batch.cost, model, [&] {
         for (const Labelled_text* text = begin; text != end; ++text) {
-            bags.push_back(model.make_bag(text->text));
-            batch.rankings.push_back(model.rank(bags.back(), -1));
+            messages.push_back(model.make_message(*text));
+            batch.rankings.push_back(model.rank(*messages.back(), -1));
         }
     });
     if (model.uses_tables()) {
         model.use_tables(false);
-        for (const qtPtrLight<zeSml>& bag : bags) {
-            batch.raw_rankings.push_back(model.rank(bag, -1));
+        for (const qtPtrLight<zeMsg>& message : messages) {
+            batch.raw_rankings.push_back(model.rank(*message, -1));
         }
         model.use_tables(true);
     }
@@ -283,8 +285,12 @@ std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Tex
         options.model, texts, options.bootstraps, options.progress, options.warn));
     timer.stop();
     result.training->cpu_seconds = timer.seconds();
-    measure(*result.training, *model,
-            [&] { model->start(texts, options.bootstraps, options.progress); });
+    try {
+        measure(*result.training, *model,
+                [&] { model->start(texts, options.bootstraps, options.progress); });
+    } catch (const Unknown_label& error) {
+        throw Data_error(input_name(options.train_file), texts[error.index].line, error.reason);
+    }
     return model;
 }
 
@@ -328,13 +334,13 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     if (options.kc_file.empty()) {
         data.to_train =
             read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
-                               options.longest_line);
+                               options.longest_line, options.form);
     }
-    data.to_classify =
-        read_labelled_file(options.test_file, skipped, Columns::kText, options.longest_line);
+    data.to_classify = read_labelled_file(options.test_file, skipped, Columns::kText,
+                                          options.longest_line, options.form);
     if (options.learn_file) {
-        data.to_learn =
-            read_labelled_file(*options.learn_file, skipped, Columns::kText, options.longest_line);
+        data.to_learn = read_labelled_file(*options.learn_file, skipped, Columns::kText,
+                                           options.longest_line, options.form);
     }
     return data;
 }

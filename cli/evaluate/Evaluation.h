@@ -29,6 +29,7 @@ struct Evaluation_options {
     std::string test_file;
     double threshold = 0.5;  // a label with at least this score is given to the text; 0 to 1
     bool skips_bad_lines = false;
+    Data_form form = {};                      // of all data files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer line is bad
     // Number of processes that classify the texts of the test file (Worker_pool). Learning uses
     // one.

@@ -2,6 +2,7 @@
 #include "cli/rules/Rule_value.h"
 
 #include <cmath>
+#include <memory>
 #include <optional>
 
 #include <nlohmann/json.hpp>
@@ -13,6 +14,7 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/errors.h"
+#include "cli/rules/rule_forms.h"
 #include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
 
@@ -36,22 +38,24 @@ void add_pair(zeMsg& msg, const std::string& pair) {
     msg.add_value(parts->key, mlMessageConverter::kString, parts->value);
 }
 
-void add_bag(zeMsg& msg, const std::string& text, const Analysis_settings& analysis) {
+void add_bag(zeMsg& msg, const std::string& text, Text_analysis& analysis) {
     zeSml_feeder feeder;
-    make_text_analysis(analysis)->feed(text, feeder);
+    analysis.feed(text, feeder);
     msg.smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
 }
 
 }  // namespace
 
 double rule_value(const std::string& rule, const Rule_subject& subject) {
-    const Rule_checker checker = parsed(rule);
+    Rule_checker checker = parsed(rule);
+    const std::unique_ptr<Text_analysis> analysis = make_text_analysis(subject.analysis);
+    give_forms(checker, *analysis);
     zeMsg msg;
     for (const std::string& pair : subject.pairs) {
         add_pair(msg, pair);
     }
     if (subject.text) {
-        add_bag(msg, *subject.text, subject.analysis);
+        add_bag(msg, *subject.text, *analysis);
     }
     DocInfo info{&msg, subject.score};
     return checker.Evaluate(info);

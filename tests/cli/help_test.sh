@@ -18,7 +18,7 @@ mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
     'evaluate train learn classify explain rules dump check info options tree help' ]] ||
     fail "$command: other commands: ${commands[*]}"
-[[ "${topics[*]}" == 'containers data analysis settings editing figures exit-status' ]] ||
+[[ "${topics[*]}" == 'containers data analysis settings trees editing figures exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"
 expect 0 help
 cmp -s out main.txt || fail "$command: not as --help"

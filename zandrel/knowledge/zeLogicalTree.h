@@ -13,6 +13,8 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/storage/Hio.h"
 
+class BaseLPWrapper;
+class Rule_checker;
 class zeClassifier;
 class zeManager;
 class zeStat_matcher;
@@ -38,6 +40,13 @@ struct ZANDREL_EXPORT zeLogicalNode {
     unsigned int parent = 0;             // id; 0 at the root
     std::vector<unsigned int> children;  // ids; their order has no meaning
     zeNode* physical_node = nullptr;     // BORROWS: the node that this one mirrors
+};
+
+// A rule of the tree.
+struct ZANDREL_EXPORT RuleInfo {
+    unsigned int id = 0;              // of the logical node that the rule selects
+    Rule_checker* checker = nullptr;  // BORROWS: from the rule classifier that has the rule
+    Concept top_category;             // see `GetAllRules`
 };
 
 // The user's model of a knowledge container, beside the physical tree that classification walks.
@@ -179,6 +188,31 @@ public:
     // parents a program has linked to a circle: no path leads to it.
     void GetNodePath(unsigned int id, qtString& path) const;
 
+    // Rules. They change only second forms of concepts, so the container is not marked as modified.
+
+    // Appends each rule of the tree; a node's rules come before those below it. A default has no
+    // rule. If the root is a rule node, the top category of a rule is the name of the node on the
+    // first level below which the rule is. It is empty for the rules of the first level itself.
+    // Under any other root it is "None".
+    // RAISES: the assertion "sw" if a rule node has no rule classifier.
+    void GetAllRules(std::vector<RuleInfo>& rules) const;
+    // Does the same for a node and all nodes below it. `top`: of the node's own rules. Below, an
+    // empty top category is replaced by the name of the node's child on the way. A node that is
+    // reached twice, in a tree that a program has linked to a circle, is looked at once.
+    void RecursiveGetAllRules(const zeLogicalNode& node, Concept top,
+                              std::vector<RuleInfo>& rules) const;
+    // A function of the caller's language processing, which gives a rule's word the form that bags
+    // have: (the caller's argument, the word, the form to set, the rule's top category). The form
+    // is empty before the call; empty means no other form.
+    using Concept_processor = void (*)(BaseLPWrapper*, const Concept&, Concept&, const Concept&);
+    // Gives each concept of each rule the second form that the function sets
+    // (zeConceptInDoc::m_processed). A form that equals the concept is no other form. Returns
+    // whether a second form has changed. Files do not have second forms, and a rule that is changed
+    // or copied loses them: call this again then.
+    // REQUIRES: nothing is being classified.
+    // RAISES: as GetAllRules, and what the function raises; earlier concepts then have their forms.
+    bool ProcessConceptRules(Concept_processor process, BaseLPWrapper* wrapper) const;
+
     // Copies.
 
     // Copies a node of `source`, which may be another tree, with all below it, under the node of id
@@ -261,6 +295,9 @@ public:
 private:
     zeLogicalNode* Find(unsigned int id) const;
     const zeLogicalNode* FindChildByName(const zeLogicalNode& parent, const Concept& name) const;
+
+    void AppendRules(const zeLogicalNode& node, const Concept& top,
+                     std::vector<RuleInfo>& rules) const;
 
     void ChangeClassifier(zeLogicalNode& node, unsigned char type);
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);

@@ -1,0 +1,93 @@
+// Csv_rows: the rows of a CSV file (RFC 4180).
+#ifndef ZANDREL_CLI_DATA_CSV_ROWS_H_
+#define ZANDREL_CLI_DATA_CSV_ROWS_H_
+
+#include <cstddef>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "cli/data/Numbered_lines.h"
+
+namespace cli {
+
+// The columns of a row, from its lines. A column may be in double quotes. It may then contain
+// commas, line ends, and quotes, each written twice.
+class Csv_row {
+public:
+    enum class State { kComplete, kOpen, kBad };
+
+    // Begins a row that has no columns yet.
+    void clear();
+    // Adds a line, without its LF. kOpen: a quoted column goes on in the next line. kBad: see
+    // `complaint`.
+    State add(std::string_view line);
+
+    const std::vector<std::string>& columns() const { return m_columns; }
+
+    std::vector<std::string> take() { return std::move(m_columns); }
+
+    const std::string& complaint() const { return m_complaint; }
+
+private:
+    State bad(const char* complaint);
+    // Each takes the column at the beginning of `rest` and removes it, with the comma. `m_ends` is
+    // set after the last column. They return false if the row is bad or goes on in the next line.
+    bool take_plain(std::string_view& rest);
+    bool take_quoted(std::string_view& rest);
+    bool end_quoted(std::string_view& rest);
+
+    std::vector<std::string> m_columns;
+    bool m_is_open = false;  // the last column is in quotes that are not closed yet
+    bool m_ends = false;
+    std::string m_complaint;
+};
+
+// After a bad row the next one begins at the next line after the bad row's first line. So a quote
+// that is never closed does not swallow the rest of the file: only its own line is lost.
+class Csv_rows {
+public:
+    struct Row {
+        std::size_t line = 0;  // where the row begins
+        std::vector<std::string> columns = {};
+        std::string complaint = {};  // not empty: the row is bad, and has no columns
+    };
+
+    // BORROWS: `lines`, which nothing else may read meanwhile.
+    explicit Csv_rows(Numbered_lines& lines) : m_lines(lines) {}
+
+    // Returns false at the end. Empty lines between rows are skipped. A row that is longer than the
+    // limit of the lines, with its line ends, is bad. So we never keep more than twice the limit.
+    // RAISES: Input_error.
+    bool next(Row& row);
+
+private:
+    struct Kept_line {
+        std::string text;
+        std::size_t number;
+        bool is_too_long;
+    };
+
+    struct Line {
+        std::string_view text = {};
+        std::size_t number = 0;
+        bool is_too_long = false;
+    };
+
+    // VALID UNTIL: the next call.
+    bool take_line(Line& line);
+    void read_row(const Line& first, Row& row);
+    void refuse(std::string complaint, Row& row);
+
+    Numbered_lines& m_lines;
+    Csv_row m_row;
+    Kept_line m_current = {};       // from m_again
+    std::deque<Kept_line> m_again;  // lines to read again, after a bad row
+    std::deque<Kept_line> m_rest;   // the lines of the open row after its first one
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_DATA_CSV_ROWS_H_
