@@ -48,8 +48,9 @@ struct Suggest_words {
     bool writes_json = false;
 };
 
-// RAISES: Usage_error.
+// RAISES: what check_text_output raises; Usage_error.
 void check_output(const Suggest_words& words) {
+    check_text_output(words.output_file);
     for (const std::string& file : words.options.data_files) {
         std::error_code ignored;  // a file may not exist
         if (std::filesystem::equivalent(words.output_file, file, ignored)) {

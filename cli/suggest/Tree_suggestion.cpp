@@ -357,6 +357,24 @@ std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
     return {counts.begin(), counts.end()};
 }
 
+Model_options with_suggested_groups(const Model_options& options, Texts& texts, bool bootstraps,
+                                    CTProgress* progress,
+                                    const std::function<void(const std::string&)>& warn) {
+    Model_options settled = options;
+    std::string note;
+    if (options.suggests_groups) {
+        Tree_suggestion found = suggest_tree(texts, options, bootstraps, progress);
+        note = result_of(found);
+        settled.groups = std::move(found.groups);
+    } else if (options.groups.groups.empty() && options.tree.text.empty()) {
+        note = hint_for(labels_of(texts).size());
+    }
+    if (warn && !note.empty()) {
+        warn(note);
+    }
+    return settled;
+}
+
 Tree_suggestion suggest_tree(Texts& texts, const Model_options& model, bool bootstraps,
                              CTProgress* progress) {
     Tree_suggestion found;
