@@ -33,11 +33,10 @@ if they make the classification clearly more accurate, by more than two standard
 labels are below the root. This takes about ten times as long as one training.
 
 The tree is text, as tree check describes it: names of groups can be changed, and labels moved. Give
-the options --analysis, --stem, --set and --options that you will give to train.
+the options --analysis, --stem, --set and --options that you will give to train --tree.
 
 Example:
   zandrel tree suggest shop.train.tsv -o shop.tree
-  zandrel train shop.kc shop.train.tsv --tree shop.tree
 
 See also: zandrel help data, analysis)";
 
@@ -50,6 +49,9 @@ struct Suggest_words {
 
 // RAISES: what check_text_output raises; Usage_error.
 void check_output(const Suggest_words& words) {
+    if (words.writes_json && words.output_file == "-") {
+        throw Usage_error("--json: both the tree and the report would be on standard output");
+    }
     check_text_output(words.output_file);
     for (const std::string& file : words.options.data_files) {
         std::error_code ignored;  // a file may not exist

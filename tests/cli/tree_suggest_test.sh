@@ -76,15 +76,17 @@ for text in '"file": "groups.tree"' '"texts": 1800' '"labels": 60' '"tried": [' 
     prints out "$text"
 done
 expect 64 tree suggest train.tsv --json
+expect 64 tree suggest train.tsv --json -o -
+is err 'zandrel: --json: both the tree and the report would be on standard output'
 
 # Groups that do not help are not suggested, and few labels are not searched.
 printf 'a\tred\nb\tgreen\nc\tblue\nd\tgrey\n' >four.tsv
-cat four.tsv four.tsv four.tsv >twelve.tsv
-expect 0 tree suggest twelve.tsv -o flat.tree
+for _ in 1 2 3 4 5 6; do cat four.tsv; done >many.tsv
+expect 0 tree suggest many.tsv -o flat.tree
 prints out 'flat.tree: all labels below the root, since groups do not make it clearly more accurate'
 expect 0 tree check flat.tree
 is out '5 nodes: 0 rule nodes, 1 statistical node, 4 leaves'
-expect 0 train few.kc twelve.tsv --tree auto
+expect 0 train few.kc many.tsv --tree auto
 is err 'zandrel: --tree auto: no groups, since no number of groups gains accuracy in cross-validation'
 for count in 1 2; do
     head -n $count four.tsv >few.tsv
@@ -97,9 +99,9 @@ done
 
 # Names with brackets are kept. A text without words, and a label without a word, are below the root.
 printf '[x]\tred\n[y]\tred\nz]\tblue\nempty\t\n' >odd.tsv
-cat odd.tsv odd.tsv odd.tsv >odd3.tsv
-expect 0 tree suggest odd3.tsv -o odd.tree
-expect 0 train odd.kc odd3.tsv --tree odd.tree
+for _ in 1 2 3 4 5 6; do cat odd.tsv; done >odds.tsv
+expect 0 tree suggest odds.tsv -o odd.tree
+expect 0 train odd.kc odds.tsv --tree odd.tree
 is_silent err
 expect 0 tree dump odd.kc
 prints out $'++\t[Leaf]\t[Score]\t[]\t[[x]]\t[]'
@@ -117,16 +119,16 @@ expect 64 tree suggest
 expect 64 tree suggest - -
 expect 66 tree suggest absent.tsv -o a.tree
 expect 65 tree suggest fifty.kc -o a.tree
-is err 'zandrel: fifty.kc: this is a knowledge container, and no data file'
+is err 'fifty.kc: this is a knowledge container, and no data file'
 cp train.tsv copy.tsv
 expect 64 tree suggest train.tsv copy.tsv -o copy.tsv
 is err 'zandrel: -o: copy.tsv is a data file'
 cmp -s train.tsv copy.tsv || fail "$command: changed the data"
-expect 64 tree suggest twelve.tsv -o fifty.kc
+expect 64 tree suggest many.tsv -o fifty.kc
 is err 'zandrel: fifty.kc is a knowledge container; a text does not replace it'
 printf 'a\tred\nb\vb\tblue\n' >white.tsv
 expect 65 tree suggest white.tsv -o a.tree
-is err 'zandrel: white.tsv:2: label "b\x0Bb" has white space that a tree file cannot contain'
+is err 'white.tsv:2: label "b\x0Bb" has white space that a tree file cannot contain'
 printf 'a\tred\nno tab\n' >bad.tsv
 expect 65 tree suggest bad.tsv -o a.tree
 expect 0 tree suggest bad.tsv -o a.tree --skip-bad
