@@ -13,15 +13,19 @@
 // its answer is empty or an error. So answer n always belongs to line n, or to record n.
 #include "cli/classify/Line_filter.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/classify/Answer_block.h"
+#include "cli/classify/Record_echo.h"
 #include "cli/classify/Text_column.h"
 #include "cli/classify/Text_line_reader.h"
 #include "cli/data/Data_reader.h"
@@ -123,12 +127,69 @@ std::unique_ptr<Data_reader> reader_of(const Line_input& input, const Text_model
         source, Text_column(input.name, input.column, model, input.warn));
 }
 
-// Writes the answers to all records, and flushes them also if reading fails.
-void answer_records(const Line_input& input, Data_reader& reader, Answerer& answerer,
+// The part of a record that its answer repeats.
+class Echo {
+public:
+    enum class Form { kNone, kJson, kCsv };
+
+    // `answers`: the number of labels for a record.
+    explicit Echo(Form form = Form::kNone, int answers = 0) : m_form(form), m_answers(answers) {}
+
+    // Returns the header with the names of the answers.
+    // RAISES: Data_error if it has such a name already.
+    std::string header(std::vector<std::string> names, const std::string& file) {
+        m_width = names.size();
+        const std::set<std::string> known(names.begin(), names.end());
+        for (int i = 1; i <= m_answers; ++i) {
+            for (const char* const kind : {"category_", "score_"}) {
+                names.push_back(kind + std::to_string(i));
+                if (known.count(names.back()) != 0) {
+                    throw Data_error(file, 1,
+                                     "the header has a column \"" + names.back() +
+                                         "\" already, and --csv adds a column of this name");
+                }
+            }
+        }
+        return csv_row(names);
+    }
+
+    bool has_header() const { return m_form == Form::kCsv; }
+
+    std::string of(const Data_record& record) {
+        switch (m_form) {
+            case Form::kJson:
+                return std::string(record.line);
+            case Form::kCsv:
+                return row_of(record);
+            default:
+                return {};
+        }
+    }
+
+private:
+    std::string row_of(const Data_record& record) {
+        if (record.error && record.columns.size() != m_width) {
+            return csv_row(std::vector<std::string>(std::max<std::size_t>(m_width, 1)));
+        }
+        if (record.columns.empty()) {
+            return csv_row({record.error ? "" : record.message.text});
+        }
+        m_width = record.columns.size();
+        return csv_row(record.columns);
+    }
+
+    Form m_form;
+    int m_answers;
+    std::size_t m_width = 0;  // of the header or the last row; 0 before it
+};
+
+// Adds all records to the questions.
+void answer_records(const Line_input& input, Data_reader& reader, Echo& echo, Answerer& answerer,
                     std::ostream& out) {
     Data_record record;
     Question question;
     while (out.good() && reader.next(record)) {
+        question.echo = echo.of(record);
         question.is_refused = record.error.has_value();
         if (record.error) {
             question.message = {{}, record.error->what()};
@@ -142,9 +203,10 @@ void answer_records(const Line_input& input, Data_reader& reader, Answerer& answ
     }
 }
 
-// Writes the answer to each line, also to empty lines, or to each record.
+// Writes the answer to each line, also to empty lines, or to each record. If reading fails, it
+// writes the answers to the records before.
 void answer_lines(const Line_input& input, const Text_model& model, const Answer& answer,
-                  std::ostream& out) {
+                  std::ostream& out, Echo echo = Echo()) {
     std::optional<Answerer> answerer;
     const std::unique_ptr<Data_reader> reader = reader_of(input, model, [&answerer] {
         if (answerer) {
@@ -152,9 +214,12 @@ void answer_lines(const Line_input& input, const Text_model& model, const Answer
         }
     });
     reader->begin();
+    if (echo.has_header() && !reader->header().empty()) {
+        out << echo.header(reader->header(), input.name) << '\n';
+    }
     answerer.emplace(input.jobs, answer, out);
     try {
-        answer_records(input, *reader, *answerer, out);
+        answer_records(input, *reader, echo, *answerer, out);
     } catch (...) {
         answerer->flush();
         throw;
@@ -181,13 +246,35 @@ void print_ranking(const Ranking& ranking, std::ostream& out) {
     out << '\n';
 }
 
-void print_ranking_json(const Ranking& ranking, const Text_model& model, std::ostream& out) {
+// `record`: the JSON object to repeat; empty: none.
+void print_ranking_json(const Ranking& ranking, const Text_model& model, std::string_view record,
+                        std::ostream& out) {
     nlohmann::ordered_json categories = nlohmann::ordered_json::array();
     for (const Scored_label& entry : ranking) {
         categories.push_back(
             {{"category", entry.label}, {"path", model.path_of(entry)}, {"score", entry.score}});
     }
-    print_json({{"categories", categories}}, Json_form::kOneLine, out);
+    if (record.empty()) {
+        print_json({{"categories", categories}}, Json_form::kOneLine, out);
+    } else {
+        out << with_member(record, "categories", json_text(categories)) << '\n';
+    }
+}
+
+// `row`: of the record. Empty columns fill the place of labels that are missing.
+void print_ranking_csv(const Ranking& ranking, int wanted, std::string_view row,
+                       std::ostream& out) {
+    out << row;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(wanted); ++i) {
+        out << ',';
+        if (i < ranking.size()) {
+            out << csv_row(
+                {std::string(ranking[i].label), with_decimals(ranking[i].score, kScoreDecimals)});
+        } else {
+            out << ',';
+        }
+    }
+    out << '\n';
 }
 
 // Prints one line instead of the answer to a line that is too long, so that the answers still match
@@ -210,22 +297,42 @@ void drop_below(double threshold, Ranking& ranking) {
 
 }  // namespace
 
+namespace {
+
+Echo echo_of(const Line_input& input, const Classify_options& options) {
+    if (options.writes_csv) {
+        return Echo(Echo::Form::kCsv, options.wanted_labels);
+    }
+    const bool repeats = options.writes_json && input.format == Data_format::kJsonLines;
+    return Echo(repeats ? Echo::Form::kJson : Echo::Form::kNone);
+}
+
+void classify_one(const Question& question, const Classify_options& options, Text_model& model,
+                  std::ostream& out) {
+    Ranking ranking;
+    if (!question.is_refused) {
+        ranking = model.rank(question.message, options.wanted_labels);
+        drop_below(options.threshold, ranking);
+    }
+    if (options.writes_csv) {
+        print_ranking_csv(ranking, options.wanted_labels, question.echo, out);
+    } else if (question.is_refused) {
+        print_refusal(question.message.text, "", options.writes_json, out);
+    } else if (options.writes_json) {
+        print_ranking_json(ranking, model, question.echo, out);
+    } else {
+        print_ranking(ranking, out);
+    }
+}
+
+}  // namespace
+
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out) {
     const auto answer = [&options, &model](const Question& question, std::ostream& answers) {
-        if (question.is_refused) {
-            print_refusal(question.message.text, "", options.writes_json, answers);
-            return;
-        }
-        Ranking ranking = model.rank(question.message, options.wanted_labels);
-        drop_below(options.threshold, ranking);
-        if (options.writes_json) {
-            print_ranking_json(ranking, model, answers);
-        } else {
-            print_ranking(ranking, answers);
-        }
+        classify_one(question, options, model, answers);
     };
-    answer_lines(input, model, answer, out);
+    answer_lines(input, model, answer, out, echo_of(input, options));
 }
 
 void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,

@@ -43,18 +43,27 @@ struct Classify_options {
     int wanted_labels = 1;   // at most so many for each line
     double threshold = 0.0;  // least score of a label, 0 to 1
     bool writes_json = false;
+    bool writes_csv = false;
 };
 
 // Writes exactly one line for each line of the input, in the same order: labels and scores, the
 // best first, separated by tabs. Control characters in a label are printed as blanks, since a tab
 // would look like its end. The line is empty if there is no result or the input line is too long.
 // As JSON it is an object of `categories`, a list of objects of `category`, `path` and `score`; for
-// a line that is too long it is an object of `error`, the message.
+// a line that is too long it is an object of `error`, the message. If the input has another format
+// than lines, this is so for each record and each bad record.
+//
+// If the input is JSON lines, the JSON object is the record with a further member `categories`,
+// which replaces a member of this name. As CSV, each line is the row of the record with two further
+// columns for each wanted label, the label and its score; they are empty where there is no label. A
+// header gets the names category_1, score_1, category_2 and so on. A record that is not from a
+// table is a row with its text. The row of a bad record has empty columns.
 //
 // The answers are flushed before we wait for the next line. So the reader of the output can be the
 // writer of the input, and wait for each answer.
-// RAISES: Input_error if reading fails; what Worker_pool raises. It ends early if the output cannot
-// be written any more.
+// RAISES: Input_error if reading fails; what make_data_reader, Data_reader and Worker_pool raise;
+// Data_error for a header that has a column with the name of an answer, as CSV. It ends early if
+// the output cannot be written any more.
 void classify_lines(const Line_input& input, const Classify_options& options, Text_model& model,
                     std::ostream& out);
 

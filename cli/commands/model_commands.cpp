@@ -228,6 +228,20 @@ std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     return read_model_to_classify(words.kc_file, given, &work.progress());
 }
 
+// RAISES: Usage_error for options that contradict each other.
+Data_format format_of(const Filter_words& words) {
+    const Data_format format = format_of_texts(words.text_file, words.form);
+    if (format != Data_format::kLines && words.column) {
+        throw Usage_error("--column is for lines of text; --text chooses the column of the form " +
+                          name_of(format));
+    }
+    if (format == Data_format::kLines && words.form.names_columns()) {
+        throw Usage_error(
+            "--text, --pair and --header need a form with columns; --format names it");
+    }
+    return format;
+}
+
 // Calls `take` with the lines. A line that is too long is reported and sets the exit status to that
 // of bad data.
 void with_lines_of(const Filter_words& words, Command_result& result,
@@ -236,13 +250,14 @@ void with_lines_of(const Filter_words& words, Command_result& result,
         std::cerr << shown_message(message) << '\n';
         result.status = kDataError;
     };
+    const Data_format format = format_of(words);
     Data_input input(words.text_file);
     if (waits_for_typing({words.text_file})) {
         print_warning(typing_note("texts, one on each line"));
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
-          words.jobs, format_of_texts(words.text_file, words.form), words.form});
+          words.jobs, format, words.form});
 }
 
 void classify(const Filter_words& words, Command_result& result) {
@@ -310,7 +325,13 @@ void add_classify(CLI::App& app, Command_result& result) {
         ->capture_default_str()
         ->check(error_of_share)
         ->type_name("T");
-    command.add_flag("--jsonl", words->classify.writes_json, "Print a JSON object for each line");
+    CLI::Option* const jsonl = command.add_flag(
+        "--jsonl", words->classify.writes_json,
+        "Print a JSON object for each line; for JSON lines the record with the answer");
+    command
+        .add_flag("--csv", words->classify.writes_csv,
+                  "Print a CSV row for each record, with the answer in further columns")
+        ->excludes(jsonl);
     command.footer(kClassifyNotes);
     command.callback([words, &result] { classify(*words, result); });
 }

@@ -14,6 +14,7 @@
 #include "cli/rules/Rule_explanation.h"
 #include "cli/rules/Rule_value.h"
 #include "cli/text/Json.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -34,10 +35,15 @@ Example:
 
 constexpr const char* kEvalNotes =
     R"(The rule is evaluated for a message with the pairs of --set and the words of --text; without --text the
-message has no words. Put -- before a rule that begins with -.
+message has no words. With --message the messages are the records of a file of JSON lines, and one value
+is printed for each; `zandrel help data` describes the form. The words of the rule are brought into the
+form of the text analysis: "Parcel" finds "parcel". A warning names texts of the rule that no message can
+have. Put -- before a rule that begins with -.
 
-Example:
-  zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7)";
+Examples:
+  zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
+  echo '{"text": "Where is my parcel?", "pairs": {"size": 7}}' |
+    zandrel rules eval '"parcel" & $size(n) > 5' --message -)";
 
 void print_check(const std::string& file, bool writes_json, Command_result& result) {
     const Rule_check check = check_rule_file(file, std::cin);
@@ -65,17 +71,30 @@ struct Eval_words {
     std::string rule;
     Analysis_names analysis;
     Rule_subject subject;
+    std::string message_file;  // empty: the subject
     bool writes_json = false;
 };
 
 // RAISES: CLI::ValidationError; what rule_value raises.
 void print_value(Eval_words& words) {
     words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
-    const double value = rule_value(words.rule, words.subject);
-    if (words.writes_json) {
-        print_json(rule_value_json(words.rule, value), Json_form::kOneLine, std::cout);
+    if (words.subject.text || !words.message_file.empty()) {
+        const std::string warning = rule_warning(words.rule, words.subject.analysis);
+        if (!warning.empty()) {
+            print_warning(warning);
+        }
+    }
+    const auto print = [&words](double value) {
+        if (words.writes_json) {
+            print_json(rule_value_json(words.rule, value), Json_form::kOneLine, std::cout);
+        } else {
+            std::cout << value_text(value) << '\n';
+        }
+    };
+    if (words.message_file.empty()) {
+        print(rule_value(words.rule, words.subject));
     } else {
-        std::cout << value_text(value) << '\n';
+        for_each_rule_value(words.rule, words.message_file, words.subject, print);
     }
 }
 
@@ -121,11 +140,20 @@ void add_rules_eval(CLI::App& rules) {
     CLI::App* const command =
         rules.add_subcommand("eval", "Print the value of a rule for a message");
     add_rule_option(*command, words->rule);
-    command->add_option("--set", words->subject.pairs, "A name/value pair of the message")
-        ->allow_extra_args(false)
-        ->type_name("KEY=VALUE");
-    command->add_option("--text", words->subject.text, "Text with the words of the message")
-        ->type_name("TEXT");
+    CLI::Option* const set =
+        command->add_option("--set", words->subject.pairs, "A name/value pair of the message")
+            ->allow_extra_args(false)
+            ->type_name("KEY=VALUE");
+    CLI::Option* const text =
+        command->add_option("--text", words->subject.text, "Text with the words of the message")
+            ->type_name("TEXT");
+    command
+        ->add_option("--message", words->message_file,
+                     "File of JSON lines with messages and their pairs; -: standard input")
+        ->check(error_of_file_name)
+        ->excludes(set)
+        ->excludes(text)
+        ->type_name("FILE");
     command
         ->add_option("--score", words->subject.score,
                      "The score with which the walk enters the rule's classifier")

@@ -4,8 +4,11 @@
 
 #include <fstream>
 #include <istream>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "cli/data/Packing.h"
 
 namespace cli {
 
@@ -23,14 +26,23 @@ public:
     Data_input(const Data_input&) = delete;
     Data_input& operator=(const Data_input&) = delete;
 
-    std::istream& stream() { return m_stream; }
+    // Returns the stream of the bytes; of the unpacked bytes if they are compressed with gzip or
+    // zstd. Waits for the first byte. Damage raises Data_error while the stream is read.
+    // RAISES: Input_error; Data_error for a file whose name ends with .gz or .zst, but which is not
+    // compressed so.
+    std::istream& stream();
 
     const std::string& name() const { return m_name; }
 
 private:
+    void unpack(Packing packing);
+
     std::string m_name;
+    Packing m_promised;    // by the name of the file
     std::ifstream m_file;  // not open for standard input
     std::istream& m_stream;
+    std::unique_ptr<Unpacking_buffer> m_buffer;  // null if the bytes are not compressed
+    std::unique_ptr<std::istream> m_unpacked;    // with m_buffer
 };
 
 // Standard input has an end, so a second reading would find nothing.

@@ -56,6 +56,7 @@ struct Data_source {
     std::size_t longest = kLongestLine;            // record in bytes; a longer one is bad
     std::function<void()> before_waiting = [] {};  // see Line_reader
     bool needs_labels = true;                      // false: labels are not read at all
+    bool needs_text = true;                        // false: in JSON lines the text may be missing
 };
 
 // Makes the reader for a format. With the default form, kTsv reads the lines of

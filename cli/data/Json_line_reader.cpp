@@ -79,7 +79,8 @@ Json_line_reader::Json_line_reader(const Data_source& source, const Data_form& f
     : Line_record_reader(source),
       m_form(form),
       m_columns(source.columns),
-      m_needs_labels(source.needs_labels) {
+      m_needs_labels(source.needs_labels),
+      m_needs_text(source.needs_text) {
     if (m_form.texts.empty()) {
         m_form.texts = {"text"};
     }
@@ -101,11 +102,7 @@ bool Json_line_reader::is_wanted(const std::string& key) const {
 
 void Json_line_reader::parse(std::string_view line, Labelled_text& message) {
     const Fields fields = parse_json_object(line, m_is_wanted);
-    message.text = string_of(fields, m_form.texts.front());
-    for (std::size_t i = 1; i < m_form.texts.size(); ++i) {
-        message.text += ' ';
-        message.text += string_of(fields, m_form.texts[i]);
-    }
+    fill_text(fields, message);
     if (m_columns == Columns::kTextTitleKeywords) {
         message.title = string_of(fields, kTitleKey);
         message.keywords = string_of(fields, kKeywordsKey);
@@ -114,6 +111,16 @@ void Json_line_reader::parse(std::string_view line, Labelled_text& message) {
         fill_labels(fields, message);
     }
     fill_pairs(fields, message);
+}
+
+void Json_line_reader::fill_text(const Fields& fields, Labelled_text& message) const {
+    const char* separator = "";
+    for (const std::string& key : m_form.texts) {
+        if (m_needs_text || find_field(fields, key) != nullptr) {
+            message.text += separator + string_of(fields, key);
+            separator = " ";
+        }
+    }
 }
 
 void Json_line_reader::fill_labels(const Fields& fields, Labelled_text& message) const {

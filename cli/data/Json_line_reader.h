@@ -28,12 +28,14 @@ private:
     using Fields = std::vector<Json_field>;
 
     bool is_wanted(const std::string& key) const;
+    void fill_text(const Fields& fields, Labelled_text& message) const;
     void fill_labels(const Fields& fields, Labelled_text& message) const;
     void fill_pairs(const Fields& fields, Labelled_text& message) const;
 
     Data_form m_form;
     Columns m_columns;
     bool m_needs_labels;
+    bool m_needs_text;
     std::function<bool(const std::string&)> m_is_wanted;
 };
 

@@ -75,10 +75,10 @@ learn scales old texts of a label of average size down when it has more than 3,0
 container make it forget. Containers of older versions have such limits.)";
 
 constexpr std::string_view kTrees =
-    R"(The nodes of a tree decide which classifier a text meets. Without an option, train makes one statistical
-node with all labels below it. --groups FILE makes two levels. --tree FILE takes any tree, with rules and
-statistical nodes, also with rules at the root. The file has a line for each node: level, type, score,
-name, category and rule, with a tab between two of them (shown as blanks here):
+    R"(The nodes of a tree decide which classifier a text meets. Without an option, train makes one
+statistical node with all labels below it. --groups FILE makes two levels. --tree FILE takes any tree,
+with rules and statistical nodes, also with rules at the root. The file has a line for each node: level,
+type, score, name, category and rule, with a tab between two of them (shown as blanks here):
   +    [Rule]  [NoScore]  []  [desk]      []
   ++   [Leaf]  [Score]    []  [manager]   [$amount(n) >= 500]
   ++   [Stat]  [NoScore]  []  [english]   [$language(s) == 'en' & $amount(n) < 500]
@@ -90,24 +90,25 @@ Labels of the data name categories of leaves. A label without a leaf is an error
 Several leaves can have one label. Each child of a rule node has a rule; the rule "default" is for texts
 for which no other rule fires. Rules read words and the name/value pairs of a text.
 
---tree auto finds groups of labels with common words, and trains a tree of two levels if that is clearly
-more accurate in cross-validation. tree suggest writes this tree as text.
+--tree auto finds groups of labels with common words, and trains a tree of two levels if that is
+clearly more accurate in cross-validation. tree suggest writes this tree as text.
 
-Rules act in training too: a statistical node learns the texts that the rules above let through. A text
-that the rules keep from all leaves of its labels is not learned, and a warning says so. Only statistical
-nodes learn; a leaf directly below a rule node needs no texts.
+Rules act in training too: a statistical node learns the texts that the rules above let through. A
+text that the rules keep from all leaves of its labels is not learned, and a warning says so. Only
+statistical nodes learn; a leaf directly below a rule node needs no texts.
 
-train KC DATA --keep-tree trains the classifiers of a container anew, for example after edits by tree add,
-rename, move or set. Tree, rules, ids, settings and text analysis remain. The container needs no --replace.
-A compact container becomes a full one, unless --compact is given too.
+train KC DATA --keep-tree trains the classifiers of a container anew, for example after edits by tree
+add, rename, move or set. Tree, rules, ids, settings and text analysis remain, and --replace is not
+needed. A compact container becomes a full one, unless --compact is given too.
 
 The words of a rule are brought into the form of the text analysis: "Refund" finds "refund", and with
 --stem english "running" finds "runs". With the analysis phrases two words find two neighbours. A rule
 with more words in quotes never finds them; combine its parts: "pay it" & "it now".)";
 
 constexpr std::string_view kEditing =
-    R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains the names from
-the root down, the root's own first, with / between them and \ in front of a / or \ in a name.
+    R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains
+the names from the root down, the root's own first, with / between them and
+\ in front of a / or \ in a name.
 
 Each edit is checked first. A refused edit leaves the file as it was. The exit status is then 64 for a
 path that does not exist or a bad value, and 65 for an edit that the tree does not allow. A compact

@@ -50,10 +50,10 @@
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/messages/zeMsg.h"
-#include "zandrel/messages/zeMsgEdit.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/kc/Tree_file.h"
 #include "cli/model/Engine_settings.h"
@@ -104,15 +104,6 @@ bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
 
 bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
-}
-
-void set_pairs(qtPtrLight<zeMsg>& msg, const std::vector<Pair>& pairs) {
-    zeMsgEdit edit(msg);
-    for (const Pair& pair : pairs) {
-        const std::vector<qtString> values(pair.values.begin(), pair.values.end());
-        edit.Set(Concept::insert_view(pair.name), values, pair.type);
-    }
-    edit.End();
 }
 
 // Returns whether the rules above a leaf let the message pass.
@@ -321,7 +312,8 @@ unsigned int Text_model::add_node(unsigned int parent, std::string_view name, un
     node.parent = parent;
     node.type = type;
     node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
-    node.category = Concept::insert_view(name);
+    // A tree whose names differ from categories asks for both.
+    node.name = node.category = Concept::insert_view(name);
     return m_manager->m_logical_tree->AddLogicalNode(node);
 }
 
@@ -387,6 +379,10 @@ void Text_model::find_blocked(zeCorpus_view& view) {
             m_blocked.push_back(i);
         }
     }
+}
+
+std::string Text_model::warning_of_rules() const {
+    return unfindable_words_warning(*m_manager->m_logical_tree, *m_analysis);
 }
 
 std::vector<std::string> Text_model::labels_without(const std::vector<Labelled_text>& texts) const {

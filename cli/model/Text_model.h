@@ -112,6 +112,9 @@ public:
     // rules block all ways to their labels. Empty if the tree has no rules.
     const std::vector<std::size_t>& blocked_texts() const { return m_blocked; }
 
+    // See unfindable_words_warning.
+    std::string warning_of_rules() const;
+
     // The labels of the leaves, in the order of `labels`, that a statistical classifier decides and
     // that none of the texts has. Their scores mean nothing.
     std::vector<std::string> labels_without(const std::vector<Labelled_text>& texts) const;
@@ -127,7 +130,7 @@ public:
     // The concepts and the pairs of a text, for `rank`.
     qtPtrLight<zeMsg> make_message(const Labelled_text& text);
     // At most `wanted` labels with the highest scores, the best first; all labels if `wanted` is
-    // negative. A text without a word has none. VALID UNTIL: the model is destroyed.
+    // negative. A text without a word has only those that rules choose. VALID UNTIL: the model is destroyed.
     Ranking rank(std::string_view text, int wanted);
     // The same for a text with pairs, which rules read. Its labels do not matter.
     Ranking rank(const Labelled_text& message, int wanted);

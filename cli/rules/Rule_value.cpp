@@ -13,6 +13,9 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "cli/data/Data_input.h"
+#include "cli/data/Data_reader.h"
+#include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/rules/rule_forms.h"
 #include "cli/text/Key_value.h"
@@ -59,6 +62,36 @@ double rule_value(const std::string& rule, const Rule_subject& subject) {
     }
     DocInfo info{&msg, subject.score};
     return checker.Evaluate(info);
+}
+
+std::string rule_warning(const std::string& rule, const Analysis_settings& analysis) {
+    Rule_checker checker = parsed(rule);
+    return unfindable_words_warning(checker, *make_text_analysis(analysis));
+}
+
+void for_each_rule_value(const std::string& rule, const std::string& file,
+                         const Rule_subject& subject,
+                         const std::function<void(double value)>& take) {
+    Rule_checker checker = parsed(rule);
+    const std::unique_ptr<Text_analysis> analysis = make_text_analysis(subject.analysis);
+    give_forms(checker, *analysis);
+    Data_input input(file);
+    Data_source source = {input.stream(), input.name()};
+    source.needs_labels = false;
+    source.needs_text = false;
+    const std::unique_ptr<Data_reader> reader =
+        make_data_reader(source, Data_format::kJsonLines, {});
+    Data_record record;
+    while (reader->next(record)) {
+        if (record.error) {
+            throw Data_error(*record.error);
+        }
+        qtPtrLight<zeMsg> msg(new zeMsg);
+        set_pairs(msg, record.message.pairs);
+        add_bag(*msg, record.message.text, *analysis);
+        DocInfo info{msg.get(), subject.score};
+        take(checker.Evaluate(info));
+    }
 }
 
 std::string value_text(double value) {

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_RULES_RULE_VALUE_H_
 #define ZANDREL_CLI_RULES_RULE_VALUE_H_
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,16 @@ struct Rule_subject {
 // RAISES: Data_error "rule: " and the parser's message; Usage_error for a pair without a key or
 // without an equals sign; what make_text_analysis raises.
 double rule_value(const std::string& rule, const Rule_subject& subject);
+// See unfindable_words_warning.
+// RAISES: as rule_value.
+std::string rule_warning(const std::string& rule, const Analysis_settings& analysis);
+
+// Calls `take` with the value of the rule for each record of a file of JSON lines: its pairs, and
+// the words of its text, which may be missing. `file`: "-" is standard input. `subject`: its
+// analysis and score. RAISES: as rule_value; Data_error for the first bad record; Input_error.
+void for_each_rule_value(const std::string& rule, const std::string& file,
+                         const Rule_subject& subject,
+                         const std::function<void(double value)>& take);
 
 // The shortest text that is read as the same number; "inf", "-inf" or "nan" for other values.
 std::string value_text(double value);

@@ -2,6 +2,8 @@
 #ifndef ZANDREL_CLI_RULES_RULE_FORMS_H_
 #define ZANDREL_CLI_RULES_RULE_FORMS_H_
 
+#include <string>
+
 class Rule_checker;
 class zeLogicalTree;
 
@@ -19,6 +21,13 @@ void give_forms(Rule_checker& rule, Text_analysis& analysis);
 // The same for all rules of a tree. The container does not count as changed.
 // RAISES: the assertion "sw" for a damaged tree.
 void give_forms(const zeLogicalTree& tree, Text_analysis& analysis);
+
+// A warning about the words that no text of the analysis can have, since they are not one concept,
+// such as "pay it now": a rule never finds them. Empty if there are none.
+std::string unfindable_words_warning(Rule_checker& rule, Text_analysis& analysis);
+// The same for all rules of a tree.
+// RAISES: as give_forms.
+std::string unfindable_words_warning(const zeLogicalTree& tree, Text_analysis& analysis);
 
 }  // namespace cli
 

@@ -6,9 +6,20 @@
 
 namespace cli {
 
+namespace {
+
+std::string dump(const nlohmann::ordered_json& value, int indent) {
+    return value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace
+
 void print_json(const nlohmann::ordered_json& value, Json_form form, std::ostream& out) {
-    const int indent = form == Json_form::kManyLines ? 2 : -1;
-    out << value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    out << dump(value, form == Json_form::kManyLines ? 2 : -1) << '\n';
+}
+
+std::string json_text(const nlohmann::ordered_json& value) {
+    return dump(value, -1);
 }
 
 }  // namespace cli

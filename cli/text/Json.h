@@ -3,6 +3,7 @@
 #define ZANDREL_CLI_TEXT_JSON_H_
 
 #include <ostream>
+#include <string>
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -12,6 +13,8 @@ namespace cli {
 // that are not UTF-8 become U+FFFD, since JSON must be UTF-8.
 enum class Json_form { kManyLines, kOneLine };
 void print_json(const nlohmann::ordered_json& value, Json_form form, std::ostream& out);
+// The same on one line as a text, without a line end.
+std::string json_text(const nlohmann::ordered_json& value);
 
 }  // namespace cli
 

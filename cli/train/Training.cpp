@@ -198,10 +198,14 @@ void warn_of_blocked(const std::function<void(const std::string&)>& warn, const 
          " with the label \"" + shown_value(first.labels.front()) + "\"");
 }
 
-// The leaves of a tree that was written by hand may have labels that the data do not have.
-void warn_of_unused_leaves(const Training_options& options, const Text_model& model,
-                           const Texts& texts) {
+// Probable mistakes in a tree that was written by hand: rules that never find a word, and leaves
+// with labels that the data do not have.
+void warn_of_tree(const Training_options& options, const Text_model& model, const Texts& texts) {
     constexpr std::size_t kMostNamed = 5;
+    const std::string warning = model.warning_of_rules();
+    if (options.warn && !warning.empty()) {
+        options.warn(warning);
+    }
     std::vector<std::string> labels = model.labels_without(texts);
     if (!options.warn || labels.empty()) {
         return;
@@ -314,6 +318,10 @@ Training_summary train_new_kc(const Training_options& options) {
                                            options.progress, options.warn));
     train_texts(sources, texts,
                 [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
+    if (!options.model.tree.text.empty()) {
+        warn_of_blocked(options.warn, model, sources, texts);
+        warn_of_tree(options, model, texts);
+    }
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
     // During the training another program may have put a file there.
@@ -342,7 +350,7 @@ Training_summary train_tree_of_kc(const Training_options& options) {
         model->train_again_and_empty(texts, options.bootstraps, options.kc_file, options.progress);
     });
     warn_of_blocked(options.warn, *model, sources, texts);
-    warn_of_unused_leaves(options, *model, texts);
+    warn_of_tree(options, *model, texts);
     write_model(lock, *model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     leave_to_exit(model->manager());

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/errors.h"
+#include "tests/cli/Typed_input.h"
 
 namespace cli {
 
@@ -83,6 +84,60 @@ TEST(RuleValueTest, WithoutATextThereIsNoBag) {
 TEST(RuleValueTest, ScoreIsPassedToTheRule) {
     EXPECT_EQ(rule_value("parent_score * 2", {.score = 0.25}), 0.5);
     EXPECT_EQ(rule_value("stat_matching", {}), 0.0);
+}
+
+std::vector<double> ValuesOfMessages(const std::string& rule, const std::string& messages) {
+    const Typed_input typed(messages);
+    std::vector<double> values;
+    for_each_rule_value(rule, "-", {}, [&values](double value) { values.push_back(value); });
+    return values;
+}
+
+TEST(RuleValueTest, RulesReadTypedPairsOfMessages) {
+    const std::string message =
+        R"({"pairs": {"size": 7, "cost": -2.5, "urgent": true, "old": false, "from": "me", )"
+        R"("tags": ["a", "b"], "one": ["a"], "sent": "2026-01-31T10:00:00Z"}})";
+
+    const struct {
+        std::string rule;
+        double value;
+    } rows[] = {
+        {"$size(n) > 5", 1.0},
+        {"$size(s) == '7'", 1.0},
+        {"$cost(n)", -2.5},
+        {"$urgent(n)", 1.0},
+        {"$old(n)", 0.0},
+        {"$old(?)", 1.0},
+        {"$from(s) == 'me'", 1.0},
+        {"substr($from(s), 'm')", 1.0},
+        {"$sent(n)", 1769853600000000.0},
+        {"$sent(n) > 1769853599999999", 1.0},
+        {"$tags(?)", 1.0},  // a list has no single value
+        {"$tags(s) == 'a'", 0.0},
+        {"$tags(n)", 0.0},
+        {"$one(s) == 'a'", 1.0},  // unless it has one element
+        {"$absent(?)", 0.0},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.rule);
+        EXPECT_EQ(ValuesOfMessages(row.rule, message), std::vector{row.value});
+    }
+}
+
+TEST(RuleValueTest, EachMessageHasAValue) {
+    EXPECT_EQ(ValuesOfMessages("\"parcel\" + $n(n)",
+                               "{\"text\": \"a Parcel\"}\n\n{\"pairs\": {\"n\": 3}}\n"),
+              (std::vector<double>{1.0, 3.0}));
+}
+
+TEST(RuleValueTest, BadMessageIsRefused) {
+    try {
+        ValuesOfMessages("1", "{}\n{\"pairs\": {\"a\": null}}\n");
+        ADD_FAILURE() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_STREQ(error.what(), "<stdin>:2: record 2: pair \"a\": a value cannot be null");
+    }
 }
 
 TEST(RuleValueTest, ErrorOfABadRuleIsGiven) {

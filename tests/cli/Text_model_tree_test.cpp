@@ -264,9 +264,23 @@ TEST(TextModelGivenTreeTest, RuleNodeBelowAStatisticalNodeIsTrained) {
 
     EXPECT_THAT(model.blocked_texts(), SizeIs(10));
     EXPECT_EQ(names_of(model.rank("great thanks", 1)).front(), "praise");
-    EXPECT_EQ(names_of(model.rank("the office bill", 1)).front(), "bills");
+    EXPECT_EQ(names_of(model.rank("office bill", 1)).front(), "bills");
     EXPECT_EQ(names_of(model.rank("family", 1)).front(), "home");
     EXPECT_EQ(model.size().profiles, 4U);  // praise and mail; bills and meetings
+}
+
+// A node name that differs from its category asks for names of all nodes.
+TEST(TextModelGivenTreeTest, NewLabelIsAddedToATreeWithNames) {
+    Text_model model(options_of(tree_line(1, "Stat", "root") +
+                                "++\t[Leaf]\t[Score]\t[Parcels]\t[delivery]\t[]\n" +
+                                tree_line(2, "Leaf", "returns")));
+    Desk_messages texts = desk_texts();
+    model.train(texts);
+    EXPECT_EQ(names_of(model.rank("parcel", 1)).front(), "delivery");
+    model.learn({{{"praise"}, "thanks"}, {{"praise"}, "many thanks"}});
+
+    EXPECT_EQ(names_of(model.rank("thanks", 1)).front(), "praise");
+    EXPECT_EQ(model.path_of(model.rank("parcel", 1).front()), "root/Parcels");
 }
 
 TEST(TextModelGivenTreeTest, TreeIsBootstrapped) {

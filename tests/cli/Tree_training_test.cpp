@@ -163,6 +163,16 @@ TEST_F(TreeTrainingTest, LeavesWithoutTextsAreReported) {
                 ElementsAre("2 labels of the tree have no text: \"delivery\", \"returns\""));
 }
 
+TEST_F(TreeTrainingTest, TextsOfRulesThatAreNeverFoundAreReported) {
+    m_training.model.tree.text += "++\t[Leaf]\t[Score]\t[]\t[angry]\t[\"very angry\"]\n";
+    Train(kData);
+
+    EXPECT_THAT(m_warnings,
+                testing::Contains("no text can have this text of a rule, since it is not one "
+                                  "concept of the text analysis: \"very angry\"; combine the parts "
+                                  "by &"));
+}
+
 TEST_F(TreeTrainingTest, LearningReportsBlockedTextsToo) {
     Train(kData);
     Learning_options learning;
@@ -207,10 +217,12 @@ TEST_F(TreeTrainingTest, FormsOfRulesDoNotChangeTheFile) {
 
 TEST_F(TreeTrainingTest, EditedTreeIsTrainedAgain) {
     Train(kData);
-    Edit([](zeManager& manager) {
+    Node_attributes other_rule;
+    other_rule.rule = "\"shop\" | \"store\"";
+    Edit([&other_rule](zeManager& manager) {
         add_node(manager, "desk/shop/payment", {});
         rename_node(manager, "desk/other", "rest");
-        change_node(manager, "desk/shop", {.rule = "\"shop\" | \"store\""});
+        change_node(manager, "desk/shop", other_rule);
     });
     const Training_summary summary =
         TrainAgain(ten_times("delivery\tshop parcel late\nreturns\tshop jacket small\n"

@@ -114,6 +114,41 @@ TEST(RuleFormsTest, WordThatIsItsOwnFormGetsNone) {
     EXPECT_EQ(forms_of(rule), (Forms{"", "refund"}));
 }
 
+TEST(RuleFormsTest, TextsThatAreNotOneConceptAreReportedOnce) {
+    Rule_checker rule("\"pay it\" & (\"Refund\" | \"pay it\" | \"pay it now\") & \"\n!\"");
+    const std::unique_ptr<Text_analysis> words = make_text_analysis(kWords);
+    const std::unique_ptr<Text_analysis> phrases = make_text_analysis(kPhrases);
+
+    EXPECT_EQ(unfindable_words_warning(rule, *words),
+              "no text can have these texts of rules, since each is not one concept of the text "
+              "analysis: \"pay it\", \"pay it now\", \"\\x0A!\"; combine the parts by &");
+    EXPECT_EQ(unfindable_words_warning(rule, *phrases),
+              "no text can have this text of a rule, since it is not one concept of the text "
+              "analysis: \"pay it now\"; combine the parts by &");
+}
+
+TEST(RuleFormsTest, RuleWithConceptsOnlyCausesNoWarning) {
+    Rule_checker rule("\"Refund\" & $a(n) > 1 & substr($b(s), 'pay it now')");
+    const std::unique_ptr<Text_analysis> analysis = make_text_analysis(kWords);
+
+    EXPECT_EQ(unfindable_words_warning(rule, *analysis), "");
+}
+
+TEST(RuleFormsTest, TextsOfAllRulesOfATreeAreReported) {
+    Edited_container kc;
+    const unsigned int root = kc.Root(ZE_RULE);
+    const unsigned int mail = kc.Add(root, "mail", "\"a b\"", ZE_RULE);
+    kc.Add(mail, "1", "\"a b\" | \"c d\" | \"e f\"");
+    kc.Add(mail, "2", "\"g h\" | \"i j\" | \"k l\" | \"m n\"");
+    const std::unique_ptr<Text_analysis> analysis = make_text_analysis(kWords);
+
+    EXPECT_EQ(
+        unfindable_words_warning(kc.tree, *analysis),
+        "no text can have these texts of rules, since each is not one concept of the text "
+        "analysis: \"a b\", \"c d\", \"e f\", \"g h\", \"i j\" and 2 more; combine the parts by "
+        "&");
+}
+
 TEST(RuleFormsTest, WordsOfAllRulesOfATreeGetTheirForms) {
     Edited_container kc;
     const unsigned int root = kc.Root(ZE_RULE);

@@ -3,6 +3,7 @@
 # Trains containers whose trees have rules, from the top: train --tree, classify, explain, evaluate,
 # learn, edits of the tree, and train --keep-tree.
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
+# shellcheck disable=SC2016  # Rules have dollar signs.
 source "$(dirname "$0")/program_test_help.sh"
 
 # Prints the labels of a filter's output without scores; a bar ends each line.
@@ -91,6 +92,65 @@ for option in '--groups groups.tsv' '--tree desk.tree' '--options a.options' '--
     expect 64 train desk.kc edited.tsv --keep-tree $option
     prints err "${option%% *} excludes --keep-tree"
 done
+
+# The same forms of words by hand
+expect 0 rules eval '"Running" & "shoes"' --text 'RUN, shoe!' --stem english
+is out 1
+is_silent err
+expect 0 rules eval '"very angry"' --text 'very angry'
+is out 0
+is err 'zandrel: no text can have this text of a rule, since it is not one concept of the text analysis: "very angry"; combine the parts by &'
+expect 0 rules eval '"Very Angry"' --text 'very angry' --analysis phrases
+is out 1
+is_silent err
+expect 0 rules eval '"very angry" | $a(n) > 1' --set a=2
+is out 1
+is_silent err
+
+# JSON lines have pairs, which rules read in each command.
+{
+    node + Rule desk
+    node ++ Leaf manager '$amount(n) >= 500'
+    node ++ Stat english "\$language(s) == 'en' & \$amount(n) < 500"
+    node +++ Leaf delivery
+    node +++ Leaf returns
+    node ++ Leaf person default
+} >pairs.tree
+# record LABEL TEXT LANGUAGE AMOUNT: prints a line of JSON.
+record() { printf '{"labels": ["%s"], "text": "%s", "pairs": {"language": "%s", "amount": %s}}\n' "$@"; }
+for _ in 1 2 3 4 5 6 7 8 9 10; do
+    record delivery 'where is my parcel' en 30
+    record returns 'the jacket is too small' en 75.5
+    record person 'wo ist mein paket' de 30
+done >train.jsonl
+{
+    record delivery 'parcel' en 499.99
+    record returns 'jacket' en 0
+    record manager 'parcel' en 500
+    record manager 'paket' de 9000
+    record person 'parcel' fr 1
+} >test.jsonl
+expect 0 train pairs.kc train.jsonl --tree pairs.tree
+! grep -q 'of the tree' err || fail "$command: warns of the tree"
+expect 0 evaluate pairs.kc test.jsonl
+prints out 'accuracy          100.00 %  (5 of 5 texts)'
+expect 0 evaluate pairs.kc test.jsonl --jobs 2 --learn train.jsonl --bulk 15
+prints out 'accuracy          100.00 %  (5 of 5 texts)'
+expect 0 evaluate --train train.jsonl --test test.jsonl --tree pairs.tree
+prints out 'accuracy          100.00 %  (5 of 5 texts)'
+expect 0 classify pairs.kc test.jsonl -k 1
+[[ $(labels) == 'delivery|returns|manager|manager|person|' ]] || fail "$command: wrong labels: $(labels)"
+expect 0 explain pairs.kc test.jsonl
+prints out '1.000  manager'
+record delivery 'where is my sofa' en 900 >large.jsonl
+expect 0 learn pairs.kc train.jsonl large.jsonl
+warns 'the rules of the tree block 1 of 31 texts from their labels, so nothing learns them; the first is large.jsonl:1 with the label "delivery"'
+expect 0 tree set pairs.kc desk/manager --rule '$amount(n) >= 1000'
+expect 0 tree set pairs.kc desk/english --rule "\$language(s) == 'en' & \$amount(n) < 1000"
+expect 0 train pairs.kc train.jsonl large.jsonl --keep-tree
+! grep -q 'of the tree' err || fail "$command: warns of the tree"
+expect 0 rules eval '"PARCEL" & $amount(n) >= 500' --message test.jsonl
+[[ $(tr '\n' ' ' <out) == '0 0 1 0 0 ' ]] || fail "$command: wrong values"
 
 # Trees that are wrong
 cp desk.kc before.kc

@@ -131,7 +131,7 @@ TEST_F(TreeTextTest, WriteGivesTheFirstNodeTheLevel) {
               "++++++\t[Leaf]\t[Score]\t[]\t[b]\t[]\n");
     EXPECT_EQ(Written(a, -1),
               "\t[Leaf]\t[Score]\t[]\t[a]\t[]\n"
-              "+\t[Leaf]\t[Score]\t[]\t[b]\t[]\n");
+              "\t[Leaf]\t[Score]\t[]\t[b]\t[]\n");
     EXPECT_EQ(Written(99, 1), "");
 }
 

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/foundation/qtText.h"
+#include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Tree_text.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -37,6 +38,24 @@ public:
             AddBelow(1 + Below(kc.tree.next_id));
         }
     }
+
+    // Moves and deletes nodes. Edits that the tree refuses are left out.
+    void Edit(std::size_t count) {
+        for (; count > 0; --count) {
+            const unsigned int id = 1 + Below(kc.tree.next_id);
+            try {
+                if (Below(3) == 0) {
+                    kc.tree.DelLogicalNode(id, true);
+                } else {
+                    kc.tree.MoveLogicalNode(id, 1 + Below(kc.tree.next_id));
+                }
+            } catch (const qtX<zeLogicalTree>&) {
+                ++m_refused_count;
+            }
+        }
+    }
+
+    std::size_t RefusedCount() const { return m_refused_count; }
 
     Edited_container kc;
 
@@ -97,6 +116,7 @@ private:
 
     std::mt19937 m_random;
     bool m_has_defaults;
+    std::size_t m_refused_count = 0;
     std::set<std::string> m_used;  // the names as they are written
 };
 
@@ -140,6 +160,20 @@ TEST_P(zeLogicalTreeTextRandomTest, TreeWithDefaultsIsDumpedAsTheSameText) {
 
         ExpectSameTextAfterLoading(tree.kc.tree, true);
     }
+}
+
+TEST_P(zeLogicalTreeTextRandomTest, EditedTreeIsDumpedAsTheSameText) {
+    std::size_t refused_count = 0;
+    for (unsigned int seed = 200; seed < 300; ++seed) {
+        SCOPED_TRACE(seed);
+        Random_text_tree tree(seed, GetParam(), true);
+        tree.Grow(30);
+        tree.Edit(40);
+        refused_count += tree.RefusedCount();
+
+        ExpectSameTextAfterLoading(tree.kc.tree, true);
+    }
+    EXPECT_LT(refused_count, 3600U) << "at least a tenth of the edits is carried out";
 }
 
 // The parameter: names of their own beside the categories.

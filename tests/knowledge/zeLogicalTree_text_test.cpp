@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/foundation/qtBuffer.h"
+#include "zandrel/foundation/qtPtr.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 
@@ -281,6 +283,20 @@ TEST_F(zeLogicalTreeTextTest, LoadedTreeEqualsOneThatIsBuiltByTheEdits) {
     kc.tree.LoadText(file.path());
 
     EXPECT_EQ(DumpState(kc.manager), DumpState(built.manager));
+}
+
+TEST_F(zeLogicalTreeTextTest, ContainerWithALoadedTreeIsWrittenAndReadBack) {
+    const std::string text = line_of("+", "Rule", "root") + line_of("++", "Stat", "a", "1") +
+                             line_of("+++", "Leaf", "b") + line_of("++", "Leaf", "c", "0");
+    Load(text);
+    qtPtr<qtBuffer> buffer;
+    kc.manager.Write(buffer, nullptr, nullptr);
+
+    kc.manager.Release();
+    kc.manager.Read(buffer, nullptr, nullptr);
+
+    EXPECT_EQ(Dumped(), text);
+    ExpectSound(kc.manager);
 }
 
 TEST_F(zeLogicalTreeTextTest, NodeAfterADeepOneGetsTheParentOfItsLevel) {
@@ -582,7 +598,6 @@ TEST_F(zeLogicalTreeTextTest, NodesInACircleOfListsAreWrittenOnce) {
     kc.tree.GetNodePtr(b)->children.clear();
 }
 
-// A walk that called itself for each level would overflow a stack of 8 MiB long before this depth.
 TEST_F(zeLogicalTreeTextTest, ChainOfThousandsOfLevelsIsWrittenAndRead) {
     constexpr std::size_t kDepth = 3000;
     std::string text = line_of("+", "Stat", "root");

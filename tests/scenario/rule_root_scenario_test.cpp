@@ -1,7 +1,6 @@
 // A tree with a rule node at its root, from its text form to answers. Uses only public classes: the
 // tree is loaded, its rules get the forms of the text analysis, its classifiers are trained through
 // the rules, and the container is saved, loaded, taught and trained anew.
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -71,8 +70,7 @@ protected:
     }
 
     void LoadTree() {
-        const Scratch_file file;
-        std::ofstream(file.path()) << kTree;
+        const Scratch_file file(kTree);
         manager.m_logical_tree->LoadText(file.path());
         zeLogicalNode person;
         person.parent = 1;

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <ostream>
 #include <span>
 #include <string>
@@ -41,7 +42,6 @@ constexpr std::array kTypes =
 constexpr std::array kScores =
     std::to_array<Word>({{"[Score]", 0}, {"[NoScore]", zeNode::NoScore}});
 
-constexpr std::string_view kDefaultField = "[default]";
 // The rule of a default node until it gets the word "default".
 constexpr const char* kRuleBeforeDefault = "0";
 
@@ -49,11 +49,16 @@ constexpr const char* kRuleBeforeDefault = "0";
     throw qtX<zeLogicalTree>(1, text + argument, {argument});
 }
 
-const Word* find_word(std::span<const Word> words, const qtString& field) {
+// Returns the value of the word, or raises `failure`.
+unsigned char read_word(std::span<const Word> words, const qtString& field, const qtString& failure,
+                        const qtString& line) {
     const auto found = std::find_if(words.begin(), words.end(), [&field](const Word& word) {
         return word.first == field.view();
     });
-    return found == words.end() ? nullptr : &*found;
+    if (found == words.end()) {
+        refuse(failure, line);
+    }
+    return found->second;
 }
 
 // REQUIRES: not "default", which is not an expression.
@@ -75,10 +80,10 @@ std::string_view score_word(unsigned char attributes) {
     return kScores[(attributes & zeNode::NoScore) != 0 ? 1 : 0].first;
 }
 
-void write_node(const zeLogicalTree& tree, const zeLogicalNode& node, std::size_t level,
+void write_node(const zeLogicalTree& tree, const zeLogicalNode& node, std::int64_t level,
                 std::ostream& out) {
     const qtString name = node.name == node.category ? qtString() : node.name.text();
-    qtString line = std::string(level, '+');
+    qtString line = std::string(static_cast<std::size_t>(std::max<std::int64_t>(level, 0)), '+');
     line += '\t';
     line.append(type_word(node.type));
     line += '\t';
@@ -115,16 +120,8 @@ zeLogicalNode Tree_text::ReadNode(const qtString& line) {
     m_way.resize(level);
     zeLogicalNode node;
     node.parent = m_way.back();
-    const Word* const type = find_word(kTypes, fields[kType]);
-    if (type == nullptr) {
-        refuse("Invalid type: ", line);
-    }
-    node.type = type->second;
-    const Word* const score = find_word(kScores, fields[kScore]);
-    if (score == nullptr) {
-        refuse("Invalid score: ", line);
-    }
-    node.attributes = score->second;
+    node.type = read_word(kTypes, fields[kType], "Invalid type: ", line);
+    node.attributes = read_word(kScores, fields[kScore], "Invalid score: ", line);
     node.name = Concept::insert(m_tree.GetString(fields[kName]));
     node.category = Concept::insert(m_tree.GetString(fields[kCategory]));
     if (node.name == Concept()) {
@@ -133,8 +130,7 @@ zeLogicalNode Tree_text::ReadNode(const qtString& line) {
         m_tree.manager->m_compat55 = true;
     }
     node.rule = m_tree.GetString(fields[kRule]);
-    const bool is_default =
-        m_default_rule == Default_rule::kAccepted && fields[kRule] == kDefaultField;
+    const bool is_default = m_default_rule == Default_rule::kAccepted && node.rule == kDefaultRule;
     if (!node.rule.empty() && !is_default) {
         verify_rule(node.rule, fields[kRule]);
     }
@@ -154,9 +150,9 @@ unsigned int Tree_text::AddDefault(zeLogicalNode& node) {
 // Nodes wait in a list, the next one at its end, so a deep tree needs no deep stack. A list of
 // children that leads back, which only a program can make, does not lead to an endless file.
 void Tree_text::Write(const zeLogicalTree& tree, unsigned int id, int level, std::ostream& out) {
-    std::vector<std::pair<unsigned int, std::size_t>> waiting;  // id and level
+    std::vector<std::pair<unsigned int, std::int64_t>> waiting;  // id and level
     hash_set<unsigned int> seen;
-    waiting.emplace_back(id, static_cast<std::size_t>(std::max(level, 0)));
+    waiting.emplace_back(id, level);
     while (!waiting.empty() && out.good()) {
         const auto [next, depth] = waiting.back();
         waiting.pop_back();

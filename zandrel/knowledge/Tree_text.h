@@ -43,8 +43,9 @@ public:
     unsigned int AddLine(const qtString& line);
 
     // Writes a node and all nodes below it. The lines of the node and its children begin with
-    // `level` and `level` + 1 plus signs. An unknown id writes nothing. A node that lists of
-    // children reach twice is written once. The caller looks at the state of `out` for errors.
+    // `level` and `level` + 1 plus signs; a level below 0 has none. An unknown id writes nothing. A
+    // node that lists of children reach twice is written once. The caller looks at the state of
+    // `out` for errors.
     static void Write(const zeLogicalTree& tree, unsigned int id, int level, std::ostream& out);
 
 private:

@@ -1,0 +1,30 @@
+#include "cli/classify/Record_echo.h"
+
+#include <gtest/gtest.h>
+
+namespace cli {
+
+TEST(RecordEchoTest, MemberIsAddedAtTheEnd) {
+    EXPECT_EQ(with_member("{}", "c", "[]"), R"({"c":[]})");
+    EXPECT_EQ(with_member(" { } ", "c", "1"), R"({"c":1})");
+    EXPECT_EQ(with_member(R"({"a": 1.50, "b" : "x"})", "c", "[]"),
+              R"({"a": 1.50,"b" : "x","c":[]})");
+}
+
+TEST(RecordEchoTest, InnerCommasAndBracketsAreNoEnds) {
+    EXPECT_EQ(with_member(R"({"a":[1,{"x":"]}"}],"b":"\\\",}"})", "c", "0"),
+              R"({"a":[1,{"x":"]}"}],"b":"\\\",}","c":0})");
+}
+
+TEST(RecordEchoTest, MemberOfTheSameNameIsReplaced) {
+    EXPECT_EQ(with_member(R"({"c":[1,2],"a":{"c":3}})", "c", "0"), R"({"a":{"c":3},"c":0})");
+    EXPECT_EQ(with_member(R"({"a":1,"\u0063":2})", "c", "0"), R"({"a":1,"c":0})");
+}
+
+TEST(RecordEchoTest, CsvColumnIsQuotedIfNeeded) {
+    EXPECT_EQ(csv_row({"a", "", " b"}), "a,, b");
+    EXPECT_EQ(csv_row({"a,b", "c\"d", "e\nf", "g\rh"}), "\"a,b\",\"c\"\"d\",\"e\nf\",\"g\rh\"");
+    EXPECT_EQ(csv_row({""}), "\"\"");
+}
+
+}  // namespace cli
