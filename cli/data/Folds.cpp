@@ -31,6 +31,7 @@
 // f folds, round(0.3 f) are held out. These are the folds 1, 4 and 8.
 #include "cli/data/Folds.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
@@ -39,6 +40,9 @@
 #include <tuple>
 #include <unordered_map>
 #include <utility>
+
+#include "cli/errors.h"
+#include "cli/text/Layout.h"
 
 namespace cli {
 
@@ -221,6 +225,17 @@ std::vector<bool> held_out_texts(const Label_lists& texts, double share, std::ui
     held_out.reserve(texts.size());
     for (const std::size_t fold : folds_of(texts, fold_count, seed)) {
         held_out.push_back(is_held_out(fold, units / divisor, fold_count));
+    }
+    return held_out;
+}
+
+std::vector<bool> held_out_texts(const std::string& file, const Label_lists& texts, double share,
+                                 std::uint64_t seed) {
+    std::vector<bool> held_out = held_out_texts(texts, share, seed);
+    const bool has_none = std::find(held_out.begin(), held_out.end(), true) == held_out.end();
+    if (has_none || std::find(held_out.begin(), held_out.end(), false) == held_out.end()) {
+        throw Data_error(file, "too few texts (" + grouped(texts.size()) + ") for the share: " +
+                                   (has_none ? "no text is held out" : "all are held out"));
     }
     return held_out;
 }

@@ -38,6 +38,10 @@ constexpr double kShareUnit = 0.0001;
 // label has its share, and the result is the same on every machine.
 // REQUIRES: kShareUnit <= share <= 1 - kShareUnit.
 std::vector<bool> held_out_texts(const Label_lists& texts, double share, std::uint64_t seed);
+// The same for texts of a file.
+// RAISES: Data_error that names the file if no text is held out, or all are.
+std::vector<bool> held_out_texts(const std::string& file, const Label_lists& texts, double share,
+                                 std::uint64_t seed);
 
 }  // namespace cli
 
