@@ -1,5 +1,5 @@
-// The options of tree suggest. The report is printed on standard output, or on standard error if the
-// tree is printed on standard output.
+// The options of tree suggest. The report is printed on standard output, or on standard error if
+// the tree is printed on standard output.
 #include "cli/commands/suggest_command.h"
 
 #include <filesystem>

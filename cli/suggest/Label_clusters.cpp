@@ -72,8 +72,8 @@ bool is_like(std::string_view a, std::string_view b) {
     return a.substr(0, b.size()) == b.substr(0, a.size());
 }
 
-// The words with the greatest sums of weights that can be in a name; of equal sums the first in text
-// order. Of two words of which one begins with the other, only the first is taken.
+// The words with the greatest sums of weights that can be in a name; of equal sums the first in
+// text order. Of two words of which one begins with the other, only the first is taken.
 std::vector<std::string> best_words(const std::vector<Label_vector>& vectors,
                                     const std::vector<std::size_t>& cluster) {
     std::vector<Weighted_word> all;
@@ -106,8 +106,7 @@ std::vector<std::string> best_words(const std::vector<Label_vector>& vectors,
 }
 
 // Finds a name that is not used yet, and adds it to the used ones.
-std::string new_name(const std::vector<std::string>& words,
-                     std::unordered_set<std::string>& used) {
+std::string new_name(const std::vector<std::string>& words, std::unordered_set<std::string>& used) {
     std::string name;
     for (std::size_t i = 0; i < words.size(); ++i) {
         name += (i == 0 ? "" : "-") + words[i];
@@ -147,8 +146,7 @@ Label_groups Label_clusters::groups(std::size_t count) const {
     made.file = "the suggested groups";
     std::unordered_set<std::string> used(m_labels.begin(), m_labels.end());
     used.insert(kRootName);
-    for (const std::vector<std::size_t>& cluster :
-         clusters_of(m_merges, m_vectors.size(), count)) {
+    for (const std::vector<std::size_t>& cluster : clusters_of(m_merges, m_vectors.size(), count)) {
         if (cluster.size() == 1) {
             continue;
         }

@@ -41,8 +41,8 @@ public:
     Label_groups groups(std::size_t count) const;
 
 private:
-    std::vector<std::string> m_labels;     // all, sorted
-    std::vector<Label_vector> m_vectors;   // of the labels that can be grouped
+    std::vector<std::string> m_labels;    // all, sorted
+    std::vector<Label_vector> m_vectors;  // of the labels that can be grouped
     std::vector<Cluster_merge> m_merges;
 };
 

@@ -3,14 +3,15 @@
 // Example: three labels, whose texts together contain these words.
 //
 //   golf:  ball 3, green 1, the 5      ball  is in 2 labels: ln(3/2) = 0.405
-//   chess: board 2, the 4              green is in 1 label:  ln(3/1) = 1.099, as are board and score
-//   polo:  ball 1, score 1, the 2      the   is in 3 labels: ln(3/3) = 0
+//   chess: board 2, the 4              green is in 1 label:  ln(3/1) = 1.099, as are board and
+//   score polo:  ball 1, score 1, the 2      the   is in 3 labels: ln(3/3) = 0
 //
-// The weight of "ball" for golf is (1 + ln 3) * 0.405 = 0.851, that of "green" is 1.099, and "the" is
-// left out. Divided by the length sqrt(0.851^2 + 1.099^2) = 1.390, golf is {ball 0.612, green 0.791}.
+// The weight of "ball" for golf is (1 + ln 3) * 0.405 = 0.851, that of "green" is 1.099, and "the"
+// is left out. Divided by the length sqrt(0.851^2 + 1.099^2) = 1.390, golf is {ball 0.612, green
+// 0.791}.
 //
-// Only portable_log and operations with exact IEEE results (+ - * / and sqrt) are used, and all sums
-// are in text order.
+// Only portable_log and operations with exact IEEE results (+ - * / and sqrt) are used, and all
+// sums are in text order.
 #include "cli/suggest/Label_vectors.h"
 
 #include <algorithm>
@@ -75,9 +76,11 @@ void keep_heaviest(std::vector<Weighted_word>& words) {
     if (words.size() <= kMostWords) {
         return;
     }
-    std::sort(words.begin(), words.end(), [](const Weighted_word& left, const Weighted_word& right) {
-        return left.weight != right.weight ? left.weight > right.weight : left.word < right.word;
-    });
+    std::sort(words.begin(), words.end(),
+              [](const Weighted_word& left, const Weighted_word& right) {
+                  return left.weight != right.weight ? left.weight > right.weight
+                                                     : left.word < right.word;
+              });
     words.resize(kMostWords);
 }
 
@@ -124,8 +127,8 @@ std::vector<Label_vector> label_vectors(const std::vector<Labelled_text>& texts,
         Label_vector& made = vectors.emplace_back();
         made.label = label;
         for (const auto& [word, count] : feeder.m_concepts) {
-            const double weight = (1.0 + portable_log(count)) *
-                                  portable_log(label_count / labels_with.at(word));
+            const double weight =
+                (1.0 + portable_log(count)) * portable_log(label_count / labels_with.at(word));
             if (weight > 0.0) {
                 made.words.push_back({word, weight});
             }

@@ -1,5 +1,5 @@
-// Makes an untrained container with the tree, as training with these groups does, and writes its text
-// form.
+// Makes an untrained container with the tree, as training with these groups does, and writes its
+// text form.
 #include "cli/suggest/Suggested_tree.h"
 
 #include <initializer_list>
@@ -70,7 +70,8 @@ std::string name_of_count(std::size_t groups) {
 void print_tried(const Tree_suggestion& suggestion, std::ostream& out) {
     print_columns(out, "", {"accuracy"});
     for (const Tried_groups& tried : suggestion.tried) {
-        print_columns(out, name_of_count(tried.groups), {percent_of(accuracy_of(tried, suggestion))});
+        print_columns(out, name_of_count(tried.groups),
+                      {percent_of(accuracy_of(tried, suggestion))});
     }
 }
 

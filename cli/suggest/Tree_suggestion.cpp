@@ -1,34 +1,36 @@
 // Divides the texts into three folds. Each fold is classified by models that are trained on the two
 // others.
 //
-//   1. With the first fold we try several numbers of groups, and no groups. If no number is better than
-//      no groups, that is the result. Otherwise we choose the middle one of the numbers that are good.
-//      A number is good if it is not clearly worse than the best number.
+//   1. With the first fold we try several numbers of groups, and no groups. If no number is better
+//   than
+//      no groups, that is the result. Otherwise we choose the middle one of the numbers that are
+//      good. A number is good if it is not clearly worse than the best number.
 //   2. With the two other folds we compare a model with this number of groups and a model without
 //      groups. The groups are suggested only if they win clearly.
 //
-// The labels are clustered anew for each fold, without its texts. The fold that chose the number does
-// not take part in the comparison: the best of several numbers is often best by chance in the texts
-// that chose it.
+// The labels are clustered anew for each fold, without its texts. The fold that chose the number
+// does not take part in the comparison: the best of several numbers is often best by chance in the
+// texts that chose it.
 //
-// Both models classify the same texts, so only the texts count that one model gets right and the other
-// one gets wrong. Example: of 3,000 texts, 90 are right only with groups and 50 only without. The gain
-// is (90 - 50) / 3000 = 1.33 %. Its variance is (90 + 50 - 40^2 / 3000) / 3000^2, so the standard error
-// is sqrt(139.5) / 3000 = 0.39 %, and the gain is 3.4 standard errors. A gain is clear above two.
+// Both models classify the same texts, so only the texts count that one model gets right and the
+// other one gets wrong. Example: of 3,000 texts, 90 are right only with groups and 50 only without.
+// The gain is (90 - 50) / 3000 = 1.33 %. Its variance is (90 + 50 - 40^2 / 3000) / 3000^2, so the
+// standard error is sqrt(139.5) / 3000 = 0.39 %, and the gain is 3.4 standard errors. A gain is
+// clear above two.
 //
 // The best number of groups is often the best by chance, since many numbers are about equally good.
 // Example: 6, 11, 21, 40 and 75 groups have 89.4, 89.8, 90.3, 89.9 and 90.0 % right texts, and a
-// standard error is about 0.3 %. So 11, 21, 40 and 75 are good. If there are two in the middle, as 21
-// and 40 here, the greater one is chosen: its groups are smaller, and a classifier of few labels weighs
-// words better.
+// standard error is about 0.3 %. So 11, 21, 40 and 75 are good. If there are two in the middle, as
+// 21 and 40 here, the greater one is chosen: its groups are smaller, and a classifier of few labels
+// weighs words better.
 //
-// If groups gain nothing, the gain is above two standard errors by chance in one of 44 data sets. With
-// one standard error it would be one of 6, and a tree has a price: its scores are products of two scores,
-// and a text that enters a wrong group is lost.
+// If groups gain nothing, the gain is above two standard errors by chance in one of 44 data sets.
+// With one standard error it would be one of 6, and a tree has a price: its scores are products of
+// two scores, and a text that enters a wrong group is lost.
 //
-// The clusters are the same on every machine (Label_vectors). The scores of the engine may differ in
-// the last bits, so a score that is greater than another only by 1e-9 of it counts as equal. A text
-// whose two best scores are equal counts as right only if both labels are right.
+// The clusters are the same on every machine (Label_vectors). The scores of the engine may differ
+// in the last bits, so a score that is greater than another only by 1e-9 of it counts as equal. A
+// text whose two best scores are equal counts as right only if both labels are right.
 #include "cli/suggest/Tree_suggestion.h"
 
 #include <algorithm>
@@ -113,8 +115,8 @@ bool is_right(const Labelled_text& text, const Ranking& best_two) {
     }
     const Label_set labels(text.labels);
     const Scored_label& best = best_two.front();
-    const bool is_tie = best_two.size() > 1 &&
-                        best.score - best_two[1].score <= kLeastDifference * best.score;
+    const bool is_tie =
+        best_two.size() > 1 && best.score - best_two[1].score <= kLeastDifference * best.score;
     return labels.contains(best.label) && (!is_tie || labels.contains(best_two[1].label));
 }
 
@@ -173,9 +175,9 @@ std::string percent(double share) {
 
 std::string result_of(const Tree_suggestion& found) {
     const Tree_comparison& compared = found.comparison;
-    const std::string accuracies =
-        "accuracy " + percent(compared.tree_accuracy()) + " instead of " +
-        percent(compared.flat_accuracy()) + " in cross-validation";
+    const std::string accuracies = "accuracy " + percent(compared.tree_accuracy()) +
+                                   " instead of " + percent(compared.flat_accuracy()) +
+                                   " in cross-validation";
     if (!found.groups.groups.empty()) {
         return "--tree auto: " + grouped(found.group_count) + " groups of labels, " + accuracies;
     }
@@ -331,11 +333,11 @@ bool Tree_comparison::is_clear() const {
     return gain() > kErrors * gain_error();
 }
 
-// The least and the greatest number, the number in their middle by ratio, and with many labels two more
-// between these. Each middle is a square root, whose bits IEEE 754 fixes. For 150 labels: 6.1 and 75,
-// then 21.4, then 11.5 and 40.1. With nine numbers the search takes 1.7 times as long and finds no
-// better tree for any data set of docs/suggested_trees.md. With few labels groups gain little, and a
-// training with groups takes twice as long as one without, so we try fewer.
+// The least and the greatest number, the number in their middle by ratio, and with many labels two
+// more between these. Each middle is a square root, whose bits IEEE 754 fixes. For 150 labels: 6.1
+// and 75, then 21.4, then 11.5 and 40.1. With nine numbers the search takes 1.7 times as long and
+// finds no better tree for any data set of docs/suggested_trees.md. With few labels groups gain
+// little, and a training with groups takes twice as long as one without, so we try fewer.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
     constexpr std::size_t kManyLabels = 50;
     if (label_count < kFewestLabels) {

@@ -28,8 +28,8 @@ struct Tried_groups {
     std::size_t right_texts;  // of the texts of the fold
 };
 
-// The number of groups that was chosen with the first fold, compared with no groups in the two other
-// folds.
+// The number of groups that was chosen with the first fold, compared with no groups in the two
+// other folds.
 struct Tree_comparison {
     std::size_t texts = 0;
     std::size_t only_flat = 0;  // texts that are right only without groups
@@ -49,16 +49,16 @@ struct Tree_suggestion {
     std::size_t texts = 0;
     std::vector<std::string> labels;  // all, sorted
     Label_groups groups;              // none if they do not clearly help
-    std::size_t group_count = 0;      // chosen with the first fold; 0: none was better than no groups
-    std::size_t tried_texts = 0;      // in the first fold
+    std::size_t group_count = 0;  // chosen with the first fold; 0: none was better than no groups
+    std::size_t tried_texts = 0;  // in the first fold
     std::vector<Tried_groups> tried;  // the first: no groups; empty with fewer than four labels
-    Tree_comparison comparison;       // no texts if no number of groups was better in the first fold
+    Tree_comparison comparison;  // no texts if no number of groups was better in the first fold
 };
 
-// Returns the options with the groups that `suggest_tree` finds if the options ask for them, otherwise
-// the options as they are. `warn`: gets a line with the result of the search. Without a search it gets
-// a hint at --tree auto if a single classifier would have more than 50 labels. May be empty.
-// RAISES: what suggest_tree raises.
+// Returns the options with the groups that `suggest_tree` finds if the options ask for them,
+// otherwise the options as they are. `warn`: gets a line with the result of the search. Without a
+// search it gets a hint at --tree auto if a single classifier would have more than 50 labels. May
+// be empty. RAISES: what suggest_tree raises.
 Model_options with_suggested_groups(const Model_options& options, std::vector<Labelled_text>& texts,
                                     bool bootstraps, CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn);

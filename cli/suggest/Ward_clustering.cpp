@@ -2,10 +2,11 @@
 // pairs before each merge takes n * n * n.
 //
 // A chain begins with any cluster. Its next element is the nearest cluster of the last one. The
-// distances along the chain become less, so it ends with two clusters that are each other's nearest.
-// These two are merged, and the chain continues from the element before them. With Ward's distance a
-// merge brings no other cluster nearer, so the rest of the chain remains valid, and the merges are the
-// same as those of the slow way, only in another order. Sorting by distance gives their order.
+// distances along the chain become less, so it ends with two clusters that are each other's
+// nearest. These two are merged, and the chain continues from the element before them. With Ward's
+// distance a merge brings no other cluster nearer, so the rest of the chain remains valid, and the
+// merges are the same as those of the slow way, only in another order. Sorting by distance gives
+// their order.
 //
 // The distance of cluster k to the union of i and j, with the sizes n (Lance and Williams):
 //

@@ -35,20 +35,20 @@ private:
 
 // Two clusters that become one. Each is named by its least item.
 struct Cluster_merge {
-    std::size_t left;   // less than `right`; also the name of the new cluster
+    std::size_t left;  // less than `right`; also the name of the new cluster
     std::size_t right;
     double distance;
 };
 
 // Returns the n - 1 merges that join n items to one cluster, sorted by distance, then by the items.
 // The distance of two clusters is twice the growth of the sum of squares within the clusters when
-// they are merged (Ward's method). Equal distances are decided by the order of the items. `squares`: the squared Euclidean distances of the items.
-// COST: time n * n; no memory except `squares`.
-// RAISES: qtX<zeWorkflow> 2 "Process interrupted".
+// they are merged (Ward's method). Equal distances are decided by the order of the items.
+// `squares`: the squared Euclidean distances of the items. COST: time n * n; no memory except
+// `squares`. RAISES: qtX<zeWorkflow> 2 "Process interrupted".
 std::vector<Cluster_merge> ward_merges(Pair_distances squares, CTProgress* progress = nullptr);
 
-// Returns the clusters after the first n - k merges, each sorted, in the order of their least items.
-// REQUIRES: 1 <= cluster_count <= item_count; merges of so many items.
+// Returns the clusters after the first n - k merges, each sorted, in the order of their least
+// items. REQUIRES: 1 <= cluster_count <= item_count; merges of so many items.
 std::vector<std::vector<std::size_t>> clusters_of(const std::vector<Cluster_merge>& merges,
                                                   std::size_t item_count,
                                                   std::size_t cluster_count);

@@ -243,9 +243,8 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
     }
 }
 
-// The text form of a tree has no white space except blanks, so a label with a tab would become another
-// label.
-// RAISES: Data_error.
+// The text form of a tree has no white space except blanks, so a label with a tab would become
+// another label. RAISES: Data_error.
 void check_labels_for_text(const Data_file& file) {
     for (const Labelled_text& text : file.texts) {
         for (const std::string& label : text.labels) {

@@ -100,8 +100,8 @@ Training_summary learn_into_kc(const Learning_options& options);
 
 // Suggests a tree for the texts of all files together. Warns of probable mistakes in the data.
 // RAISES: Usage_error if standard input is named twice; what read_labelled_file and suggest_tree
-// raise; Data_error for a container instead of a data file, and, with file and line, for a label with
-// white space that the text form of a tree cannot contain.
+// raise; Data_error for a container instead of a data file, and, with file and line, for a label
+// with white space that the text form of a tree cannot contain.
 Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_lines& skipped);
 
 // Prints one line.

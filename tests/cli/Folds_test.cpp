@@ -59,7 +59,7 @@ std::vector<std::size_t> folds_by_search(const Labels& labels, std::size_t fold_
             for (const std::string& label : labels[text]) {
                 std::size_t waiting = 0;
                 for (std::size_t other = 0; other < labels.size(); ++other) {
-                    waiting += fold_of[other] == fold_count && has(other, label) ? 1 : 0;
+                    waiting += fold_of[other] == fold_count && has(other, label) ? 1U : 0U;
                 }
                 if (waiting > 0 && waiting < fewest) {
                     fewest = waiting;
@@ -75,7 +75,7 @@ std::vector<std::size_t> folds_by_search(const Labels& labels, std::size_t fold_
             for (std::size_t fold = 0; fold < fold_count; ++fold) {
                 std::size_t of_label = 0;
                 for (std::size_t other = 0; other < labels.size(); ++other) {
-                    of_label += fold_of[other] == fold && has(other, rarest) ? 1 : 0;
+                    of_label += fold_of[other] == fold && has(other, rarest) ? 1U : 0U;
                 }
                 candidates.push_back(
                     {of_label,

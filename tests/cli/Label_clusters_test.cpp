@@ -54,9 +54,8 @@ TEST(LabelClustersTest, LabelsWithCommonWordsAreGrouped) {
 
 TEST(LabelClustersTest, OrderOfTheTextsChangesNothing) {
     Texts texts = kFourLabels;
-    std::sort(texts.begin(), texts.end(), [](const Labelled_text& a, const Labelled_text& b) {
-        return a.text < b.text;
-    });
+    std::sort(texts.begin(), texts.end(),
+              [](const Labelled_text& a, const Labelled_text& b) { return a.text < b.text; });
 
     EXPECT_EQ(lines_of_groups(clusters_of_texts(texts).groups(2)),
               lines_of_groups(clusters_of_texts(kFourLabels).groups(2)));
@@ -83,7 +82,8 @@ TEST(LabelClustersTest, NumbersAndWordsThatBeginAlikeAreLeftOutOfNames) {
                          {{"b"}, "123 reserve 4 reservation reservations"},
                          {{"c"}, "other"}};
 
-    EXPECT_THAT(lines_of_groups(clusters_of_texts(texts).groups(2)), ElementsAre("reservation-reserve: a b"));
+    EXPECT_THAT(lines_of_groups(clusters_of_texts(texts).groups(2)),
+                ElementsAre("reservation-reserve: a b"));
 }
 
 TEST(LabelClustersTest, WordsThatPathsAndTreesCannotHaveAreLeftOutOfNames) {
@@ -105,8 +105,8 @@ TEST(LabelClustersTest, LabelsWithoutWordsAreInNoGroup) {
 }
 
 TEST(LabelClustersTest, IdenticalLabelsAreGroupedByName) {
-    const Texts texts = {{{"d"}, "same"}, {{"b"}, "same"}, {{"z"}, "other"}, {{"a"}, "same"},
-                         {{"c"}, "same"}};
+    const Texts texts = {
+        {{"d"}, "same"}, {{"b"}, "same"}, {{"z"}, "other"}, {{"a"}, "same"}, {{"c"}, "same"}};
 
     EXPECT_THAT(lines_of_groups(clusters_of_texts(texts).groups(2)), ElementsAre("same: a b c d"));
     EXPECT_THAT(lines_of_groups(clusters_of_texts(texts).groups(4)), ElementsAre("same: a b"));

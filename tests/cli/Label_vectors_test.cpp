@@ -24,7 +24,7 @@ using testing::IsEmpty;
 using Texts = std::vector<Labelled_text>;
 
 std::vector<Label_vector> label_vectors_of(const Texts& texts,
-                                     Analysis_kind kind = Analysis_kind::kWords) {
+                                           Analysis_kind kind = Analysis_kind::kWords) {
     const std::unique_ptr<Text_analysis> analysis = make_text_analysis({kind});
     return label_vectors(texts, *analysis);
 }
@@ -41,9 +41,9 @@ std::vector<std::string> words_of_vector(const Label_vector& vector) {
 TEST(LabelVectorsTest, WeightsAreThoseWorkedOutByHand) {
     const std::vector<Label_vector> vectors =
         label_vectors_of({{{"polo"}, "The ball, the score"},
-                    {{"golf"}, "the ball the BALL the"},
-                    {{"chess"}, "the board the board the the"},
-                    {{"golf"}, "ball the green the"}});
+                          {{"golf"}, "the ball the BALL the"},
+                          {{"chess"}, "the board the board the the"},
+                          {{"golf"}, "ball the green the"}});
 
     ASSERT_EQ(vectors.size(), 3U);
     EXPECT_EQ(vectors[0].label, "chess");
@@ -98,7 +98,8 @@ TEST(LabelVectorsTest, OnlyTheHeaviestWordsAreKept) {
     for (int i = 1000; i < 2005; ++i) {
         text += " w" + std::to_string(i);
     }
-    const std::vector<std::string> words = words_of_vector(label_vectors_of({{{"a"}, text}, {{"b"}, "x"}}).front());
+    const std::vector<std::string> words =
+        words_of_vector(label_vectors_of({{{"a"}, text}, {{"b"}, "x"}}).front());
 
     ASSERT_EQ(words.size(), kMostWords);
     EXPECT_EQ(words.front(), "w1000");
@@ -137,12 +138,13 @@ TEST(LabelVectorsTest, InterruptionEndsTheCounting) {
 TEST(PortableLogTest, LogarithmIsThatOfTheCLibraryExceptForTheLastBits) {
     EXPECT_EQ(portable_log(1.0), 0.0);
     for (double number = 1.0; number < 1e9; number *= 1.0173) {
-        EXPECT_NEAR(portable_log(number), std::log(number), 1e-15 * std::max(1.0, std::log(number)));
+        EXPECT_NEAR(portable_log(number), std::log(number),
+                    1e-15 * std::max(1.0, std::log(number)));
     }
 }
 
-// The bits were computed by a program in another language from the formula of portable_log. Those of
-// 3 and 10 differ from the nearest double by one.
+// The bits were computed by a program in another language from the formula of portable_log. Those
+// of 3 and 10 differ from the nearest double by one.
 TEST(PortableLogTest, BitsAreTheSameOnEveryMachine) {
     EXPECT_EQ(portable_log(2.0), 0x1.62e42fefa39efp-1);
     EXPECT_EQ(portable_log(3.0), 0x1.193ea7aad030ap+0);

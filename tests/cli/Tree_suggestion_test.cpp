@@ -67,8 +67,9 @@ std::vector<std::string> lines_of_texts(const Texts& texts) {
     return lines;
 }
 
-// The exact numbers for 150 labels are 6.12, 11.45, 21.43, 40.09 and 75; for 50 labels 3.54, 5.76, 9.40,
-// 15.33 and 25; for 49 labels 3.5, 9.26 and 24.5; for 8 labels 2, 2.83 and 4.
+// The exact numbers for 150 labels are 6.12, 11.45, 21.43, 40.09 and 75; for 50
+// labels 3.54, 5.76, 9.40, 15.33 and 25; for 49 labels 3.5, 9.26 and 24.5; for 8 labels 2, 2.83
+// and 4.
 TEST(TreeSuggestionTest, NumbersToTryGrowByEqualRatios) {
     EXPECT_THAT(group_counts_to_try(150), ElementsAre(6, 11, 21, 40, 75));
     EXPECT_THAT(group_counts_to_try(50), ElementsAre(3, 5, 9, 15, 25));
@@ -91,8 +92,8 @@ TEST(TreeSuggestionTest, FiguresOfAComparisonAreThoseWorkedOutByHand) {
     EXPECT_TRUE(comparison.is_clear());
 }
 
-// Two standard errors are 2 * sqrt(35 - 11^2 / 1000) = 11.81 texts in the first row, above the gain of
-// 11, and 2 * sqrt(36 - 12^2 / 1000) = 11.98 in the second, below the gain of 12.
+// Two standard errors are 2 * sqrt(35 - 11^2 / 1000) = 11.81 texts in the first row, above the gain
+// of 11, and 2 * sqrt(36 - 12^2 / 1000) = 11.98 in the second, below the gain of 12.
 TEST(TreeSuggestionTest, GainIsClearAboveTwoStandardErrors) {
     EXPECT_FALSE((Tree_comparison{1000, 12, 23, 900}.is_clear()));
     EXPECT_TRUE((Tree_comparison{1000, 12, 24, 900}.is_clear()));
@@ -223,7 +224,8 @@ TEST(TreeSuggestionTest, InterruptionEndsTheSearch) {
     Texts texts = grouped_texts();
     Interrupted_progress progress;
 
-    EXPECT_QTX(suggest_tree(texts, kWordModel, false, &progress), zeWorkflow, 2, "Process interrupted");
+    EXPECT_QTX(suggest_tree(texts, kWordModel, false, &progress), zeWorkflow, 2,
+               "Process interrupted");
 }
 
 }  // namespace

@@ -119,8 +119,8 @@ TEST(WardClusteringTest, ItemsOnALineAreMergedAsWorkedOutByHand) {
 }
 
 // Items 0 and 1, and 2 and 3, are merged first, each at 2^2 = 4. Then the distance of {2, 3}, whose
-// middle is 5, and item 4, at 8, is 2 * 2 * 1 / 3 * 3^2 = 12. That of the items 4 and 5 is also from a
-// gap of 3, but 3^2 = 9. So 4 and 5 are merged before {2, 3} grows.
+// middle is 5, and item 4, at 8, is 2 * 2 * 1 / 3 * 3^2 = 12. That of the items 4 and 5 is also
+// from a gap of 3, but 3^2 = 9. So 4 and 5 are merged before {2, 3} grows.
 TEST(WardClusteringTest, SingleItemsAreMergedBeforeALargeClusterGrows) {
     const std::vector<Cluster_merge> merges =
         ward_merges(squares_of({{0, 0}, {2, 0}, {4, 0}, {6, 0}, {8, 0}, {11, 0}}));
@@ -158,7 +158,8 @@ TEST(WardClusteringTest, EqualItemsAreMergedInTheirOrder) {
 
 // The corners of a square: four pairs are equally near.
 TEST(WardClusteringTest, EqualDistancesAreDecidedByTheOrderOfTheItems) {
-    const std::vector<Cluster_merge> merges = ward_merges(squares_of({{0, 0}, {0, 1}, {1, 0}, {1, 1}}));
+    const std::vector<Cluster_merge> merges =
+        ward_merges(squares_of({{0, 0}, {0, 1}, {1, 0}, {1, 1}}));
 
     EXPECT_THAT(clusters_of(merges, 4, 2), ElementsAre(ElementsAre(0, 1), ElementsAre(2, 3)));
 }
