@@ -29,8 +29,7 @@
 // two scores, and a text that enters a wrong group is lost.
 //
 // The clusters are the same on every machine (Label_vectors). The scores of the engine may differ
-// in the last bits, so a score that is greater than another only by 1e-9 of it counts as equal. A
-// text whose two best scores are equal counts as right only if both labels are right.
+// in the last bits, so a score that is greater than another only by 1e-9 of it counts as equal.
 #include "cli/suggest/Tree_suggestion.h"
 
 #include <algorithm>
@@ -108,16 +107,18 @@ private:
     Texts m_tested;
 };
 
-bool is_right(const Labelled_text& text, const Ranking& best_two) {
+// Of two equally good labels the first one by name counts as the best.
+std::string_view best_label(const Ranking& best_two) {
     constexpr double kLeastDifference = 1e-9;
-    if (best_two.empty()) {
-        return false;
+    const Scored_label& first = best_two.front();
+    if (best_two.size() == 1 || first.score - best_two[1].score > kLeastDifference * first.score) {
+        return first.label;
     }
-    const Label_set labels(text.labels);
-    const Scored_label& best = best_two.front();
-    const bool is_tie =
-        best_two.size() > 1 && best.score - best_two[1].score <= kLeastDifference * best.score;
-    return labels.contains(best.label) && (!is_tie || labels.contains(best_two[1].label));
+    return std::min(first.label, best_two[1].label);
+}
+
+bool is_right(const Labelled_text& text, const Ranking& best_two) {
+    return !best_two.empty() && Label_set(text.labels).contains(best_label(best_two));
 }
 
 // Trains and tests models with the texts of one fold held out.
