@@ -1,10 +1,9 @@
 // Divides the texts into three folds. Each fold is classified by models that are trained on the two
 // others.
 //
-//   1. With the first fold we try several numbers of groups, and no groups. If no number is better
-//   than
-//      no groups, that is the result. Otherwise we choose the middle one of the numbers that are
-//      good. A number is good if it is not clearly worse than the best number.
+//   1. With the first fold we try several numbers of groups, and no groups. If no number beats no
+//      groups, that is the result. Otherwise we choose the middle one of the numbers that are good.
+//      A number is good if it is not clearly worse than the best number.
 //   2. With the two other folds we compare a model with this number of groups and a model without
 //      groups. The groups are suggested only if they win clearly.
 //
@@ -369,7 +368,7 @@ Model_options with_suggested_groups(const Model_options& options, Texts& texts, 
         Tree_suggestion found = suggest_tree(texts, options, bootstraps, progress);
         note = result_of(found);
         settled.groups = std::move(found.groups);
-    } else if (options.groups.groups.empty() && options.tree.text.empty()) {
+    } else if (warn && options.groups.groups.empty() && options.tree.text.empty()) {
         note = hint_for(labels_of(texts).size());
     }
     if (warn && !note.empty()) {

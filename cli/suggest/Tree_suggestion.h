@@ -68,10 +68,9 @@ Model_options with_suggested_groups(const Model_options& options, std::vector<La
 // multiple of the one before, and each is there once.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count);
 
-// `texts`: they are moved while the function works, and are in their places again when it returns.
+// `texts`: they are moved while the function works, and are in their places again when it ends.
 // `model`: its groups are not used. `progress`: null: no reports, no interruption.
-// RAISES: Usage_error for more than kMostLabels labels; qtX<zeWorkflow> 2 "Process interrupted",
-// after which the texts are lost.
+// RAISES: Usage_error for more than kMostLabels labels; qtX<zeWorkflow> 2 "Process interrupted".
 Tree_suggestion suggest_tree(std::vector<Labelled_text>& texts, const Model_options& model,
                              bool bootstraps, CTProgress* progress = nullptr);
 
