@@ -275,6 +275,16 @@ private:
     Quality& m_quality;
 };
 
+// Calls `work`, and gives an unknown label the file and line of its text.
+template <class Work>
+void with_source(const std::string& file, const Texts& texts, const Work& work) {
+    try {
+        work();
+    } catch (const Unknown_label& error) {
+        throw Data_error(input_name(file), texts[error.index].line, error.reason);
+    }
+}
+
 // The cost of the training includes that of a search for groups.
 std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Texts& texts,
                                           Evaluation& result) {
@@ -285,12 +295,10 @@ std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Tex
         options.model, texts, options.bootstraps, options.progress, options.warn));
     timer.stop();
     result.training->cpu_seconds = timer.seconds();
-    try {
+    with_source(options.train_file, texts, [&] {
         measure(*result.training, *model,
                 [&] { model->start(texts, options.bootstraps, options.progress); });
-    } catch (const Unknown_label& error) {
-        throw Data_error(input_name(options.train_file), texts[error.index].line, error.reason);
-    }
+    });
     return model;
 }
 
@@ -396,8 +404,10 @@ Evaluation evaluate(const Evaluation_options& options) {
         .run(options.jobs);
     quality.put_into(result);
     if (!data.to_learn.empty()) {
-        result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify, model,
-                                         options.progress);
+        with_source(*options.learn_file, data.to_learn, [&] {
+            result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify,
+                                             model, options.progress);
+        });
     }
     if (options.text_to_explain) {
         result.explanation = model.explain(*options.text_to_explain);

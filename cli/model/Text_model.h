@@ -130,7 +130,8 @@ public:
     // The concepts and the pairs of a text, for `rank`.
     qtPtrLight<zeMsg> make_message(const Labelled_text& text);
     // At most `wanted` labels with the highest scores, the best first; all labels if `wanted` is
-    // negative. A text without a word has only those that rules choose. VALID UNTIL: the model is destroyed.
+    // negative. A text without a word has only those that rules choose. VALID UNTIL: the model is
+    // destroyed.
     Ranking rank(std::string_view text, int wanted);
     // The same for a text with pairs, which rules read. Its labels do not matter.
     Ranking rank(const Labelled_text& message, int wanted);

@@ -136,6 +136,10 @@ expect 0 evaluate pairs.kc test.jsonl
 prints out 'accuracy          100.00 %  (5 of 5 texts)'
 expect 0 evaluate pairs.kc test.jsonl --jobs 2 --learn train.jsonl --bulk 15
 prints out 'accuracy          100.00 %  (5 of 5 texts)'
+head -n 20 train.jsonl >learn.jsonl
+record payment 'the bill' en 10 >>learn.jsonl
+expect 65 evaluate pairs.kc test.jsonl --learn learn.jsonl --bulk 15
+prints err 'learn.jsonl:21: label "payment" cannot be added: '
 expect 0 evaluate --train train.jsonl --test test.jsonl --tree pairs.tree
 prints out 'accuracy          100.00 %  (5 of 5 texts)'
 expect 0 classify pairs.kc test.jsonl -k 1
