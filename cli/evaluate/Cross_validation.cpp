@@ -107,9 +107,13 @@ void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
     }
 }
 
-// With a progress object that names the fold.
-Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, const Moved_texts& moved,
+// With a progress object that names the fold. Only the first fold prints the hint and the note
+// about suggested groups: the other folds would repeat them.
+Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts& moved,
                          Quality& all) {
+    if (fold > 0) {
+        options.warn = {};
+    }
     if (options.progress == nullptr) {
         return evaluate_texts(options, moved.others, moved.of_fold, &all);
     }
@@ -148,7 +152,7 @@ Cross_validation cross_validate(const Evaluation_options& options) {
     Quality all(options.threshold, {});
     for (std::size_t fold = 0; fold < options.fold_count; ++fold) {
         Progress(options.progress).check_interrupt();
-        const Moved_texts moved(data.texts, folds, fold);
+        Moved_texts moved(data.texts, folds, fold);
         add_fold(evaluate_fold(options, fold, moved, all), result);
     }
     all.put_into(result.all);

@@ -58,6 +58,7 @@
 #include "cli/model/Text_model.h"
 #include "cli/model/Worker_pool.h"
 #include "cli/model/leave_to_exit.h"
+#include "cli/suggest/Tree_suggestion.h"
 
 namespace cli {
 
@@ -256,10 +257,16 @@ std::vector<std::string> training_files(const Evaluation_options& options) {
                                       : options.data_files;
 }
 
-std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
+// The cost of the training includes that of a search for groups.
+std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Texts& texts,
                                           Evaluation& result) {
-    auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
+    Cpu_timer timer;
+    timer.start();
+    auto model = std::make_unique<Text_model>(with_suggested_groups(
+        options.model, texts, options.bootstraps, options.progress, options.warn));
+    timer.stop();
+    result.training->cpu_seconds = timer.seconds();
     with_source(training_files(options), texts, [&] {
         measure(*result.training, *model,
                 [&] { model->start(texts, options.bootstraps, options.progress); });
@@ -355,7 +362,7 @@ void warn_of_data(const Evaluation_options& options, const Data& data,
 
 // The warnings need the labels of the model. For a trained model these are the labels of its data,
 // so we can warn before the training.
-std::unique_ptr<Text_model> model_of(const Evaluation_options& options, const Data& data,
+std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& data,
                                      Evaluation& result) {
     if (options.kc_file.empty()) {
         warn_of_data(options, data, {});
@@ -374,7 +381,7 @@ std::size_t peak_memory_bytes() {
     return static_cast<std::size_t>(usage.ru_maxrss) * 1024;  // Linux counts in KiB.
 }
 
-Evaluation evaluate_texts(const Evaluation_options& options, const Texts& to_train,
+Evaluation evaluate_texts(const Evaluation_options& options, Texts& to_train,
                           const Texts& to_classify, Quality* all) {
     Evaluation result;
     const std::unique_ptr<Text_model> model = trained_model(options, to_train, result);
@@ -385,7 +392,7 @@ Evaluation evaluate_texts(const Evaluation_options& options, const Texts& to_tra
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    const Data data = read_data(options, skipped);
+    Data data = read_data(options, skipped);
     Progress(options.progress).check_interrupt();
     const std::unique_ptr<Text_model> made = model_of(options, data, result);
     Text_model& model = *made;

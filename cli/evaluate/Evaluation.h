@@ -94,10 +94,10 @@ class Quality;
 Evaluation evaluate(const Evaluation_options& options);
 
 // Trains a model on some texts, classifies others, and frees the model. `all`: collects the results
-// of several calls; may be null. The result has no `peak_memory_bytes`.
+// of several calls; may be null. `to_train`: a search for groups moves the texts, and puts them
+// back. The result has no `peak_memory_bytes`.
 // RAISES: qtX<zeWorkflow> 2; what Text_model::train raises.
-Evaluation evaluate_texts(const Evaluation_options& options,
-                          const std::vector<Labelled_text>& to_train,
+Evaluation evaluate_texts(const Evaluation_options& options, std::vector<Labelled_text>& to_train,
                           const std::vector<Labelled_text>& to_classify, Quality* all);
 
 // Of this process, so far.

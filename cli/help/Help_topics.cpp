@@ -112,6 +112,9 @@ Labels of the data name categories of leaves. A label without a leaf is an error
 Several leaves can have one label. Each child of a rule node has a rule; the rule "default" is for texts
 for which no other rule fires. Rules read words and the name/value pairs of a text.
 
+--tree auto finds groups of labels with common words, and trains a tree of two levels if that is
+clearly more accurate in cross-validation. tree suggest writes this tree as text.
+
 Rules act in training too: a statistical node learns the texts that the rules above let through. A
 text that the rules keep from all leaves of its labels is not learned, and a warning says so. Only
 statistical nodes learn; a leaf directly below a rule node needs no texts.

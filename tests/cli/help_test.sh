@@ -33,7 +33,7 @@ done
 described=0
 for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
     'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
-    'tree apply' 'tree dump' 'tree check'; do
+    'tree apply' 'tree dump' 'tree check' 'tree suggest'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $name --help
     is_silent err
