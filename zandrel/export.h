@@ -3,8 +3,9 @@
 #ifndef ZANDREL_EXPORT_H_
 #define ZANDREL_EXPORT_H_
 
-// Stands between `class` and the name of a class, or in front of a function. Exception templates
-// carry it too, so that their type information is one and the same on both sides of the border.
+// It is written between `class` and the name of a class, or in front of a function. Exception
+// templates carry it too, so that their type information is one and the same on both sides of the
+// border.
 #define ZANDREL_EXPORT __attribute__((visibility("default")))
 
 #endif  // ZANDREL_EXPORT_H_

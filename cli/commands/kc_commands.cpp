@@ -1,8 +1,10 @@
-// The options of info, options get and options set. The work is in Kc_info and Kc_options.
+// The options of info and of the commands below options. The work is in Kc_info and Kc_options.
 #include "cli/commands/kc_commands.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,17 +18,27 @@
 #include "cli/kc/Kc_file_facts.h"
 #include "cli/kc/Kc_info.h"
 #include "cli/kc/Kc_options.h"
+#include "cli/kc/Text_output.h"
+#include "cli/model/Engine_settings.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
+#include "cli/text/Key_value.h"
+#include "cli/text/Layout.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
 namespace {
 
+// The number of classifiers that a warning names.
+constexpr std::size_t kMostNamed = 5;
+
 struct Kc_words {
     std::string file;
     std::string key;  // empty: all
     std::vector<std::string> assignments;
+    std::string options_file;
+    std::string output_file;  // empty: standard output
     double seconds_to_wait = 0.0;
     bool writes_json = false;
 };
@@ -63,6 +75,49 @@ void set_options(const Kc_words& words) {
     Long_work work;
     edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
             [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); });
+}
+
+// An options file may also have the two switches of the trainers, which no container keeps.
+void warn_of_ignored(const Engine_settings& settings) {
+    const std::vector<std::string> unused = settings.unused_settings();
+    if (!unused.empty()) {
+        print_warning("with UseExtParms=0 these settings are not used: " +
+                      CLI::detail::join(unused, ", "));
+    }
+    const std::vector<std::string> switches = settings.trainer_switches();
+    if (!switches.empty()) {
+        print_warning("only train --options reads " + CLI::detail::join(switches, ", ") +
+                      "; no container keeps it");
+    }
+}
+
+void load_options(const Kc_words& words) {
+    Engine_settings settings;
+    settings.load(words.options_file);
+    warn_of_ignored(settings);
+    const std::vector<Key_value> values = settings.used_settings();
+    Long_work work;
+    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
+            [&values](qtPtrLight<zeManager>& manager) {
+                return !values.empty() && set_kc_settings(manager, values);
+            });
+}
+
+void dump_options(const Kc_words& words) {
+    Long_work work;
+    std::ostringstream text;
+    std::vector<std::string> others;
+    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
+        write_options_file(*manager, text);
+        others = classifiers_with_other_values(kc_settings(manager));
+    });
+    write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
+    if (!others.empty()) {
+        const std::size_t count = others.size();
+        others.resize(std::min(count, kMostNamed));
+        work.warn("other values of classifiers are not in the options file: " +
+                  short_list(others, count));
+    }
 }
 
 void add_file(CLI::App& command, std::string& file) {
@@ -120,6 +175,43 @@ void add_set(CLI::App& options) {
     command->callback([words] { set_options(*words); });
 }
 
+void add_load(CLI::App& options) {
+    const auto words = std::make_shared<Kc_words>();
+    CLI::App* const command = options.add_subcommand(
+        "load", "Change settings to those of an options file, as train --options reads it");
+    add_file(*command, words->file);
+    command->add_option("OPTIONS_FILE", words->options_file, "File with a line Key=value for each")
+        ->required()
+        ->check(error_of_file_name)
+        ->type_name("");
+    add_wait_option(*command, words->seconds_to_wait);
+    command->footer(
+        "The container and all its statistical classifiers get the values. All other settings stay "
+        "as\n"
+        "they are, also those with an empty value or \"leave\". With UseExtParms=0 nothing "
+        "changes.\n"
+        "\n"
+        "Example:\n"
+        "  zandrel options load shop.kc shop.options\n"
+        "\n"
+        "See also: zandrel help settings, editing");
+    command->callback([words] { load_options(*words); });
+}
+
+void add_dump(CLI::App& options) {
+    const auto words = std::make_shared<Kc_words>();
+    CLI::App* const command = options.add_subcommand(
+        "dump", "Write all settings as an options file, for options load and train --options");
+    add_file(*command, words->file);
+    add_output_option(*command, words->output_file);
+    command->footer(
+        "Example:\n"
+        "  zandrel options dump shop.kc -o shop.options\n"
+        "\n"
+        "See also: zandrel help settings");
+    command->callback([words] { dump_options(*words); });
+}
+
 }  // namespace
 
 void add_kc_commands(CLI::App& app) {
@@ -129,6 +221,8 @@ void add_kc_commands(CLI::App& app) {
     options->require_subcommand(1);
     add_get(*options);
     add_set(*options);
+    add_load(*options);
+    add_dump(*options);
     options->footer("See also: zandrel options get --help, zandrel help settings");
 }
 

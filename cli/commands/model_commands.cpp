@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -42,7 +43,13 @@ Examples:
   zandrel train shop.kc shop.train.tsv --replace
   zandrel train shop.kc export.csv --text body --label category
 
-See also: zandrel help containers, data, analysis, settings)";
+A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
+the container anew.
+
+  zandrel train desk.kc desk.train.jsonl --tree desk.tree
+  zandrel train desk.kc desk.train.jsonl --keep-tree
+
+See also: zandrel help containers, data, analysis, settings, trees)";
 
 constexpr const char* kLearnNotes =
     R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as
@@ -141,9 +148,22 @@ struct Train_words {
     bool writes_json = false;
 };
 
+// All files that the command reads.
+std::vector<std::string> with_tree(std::vector<std::string> files, const std::string& tree_file) {
+    files.push_back(tree_file);
+    return files;
+}
+
 void train(Train_words& words) {
-    words.options.model = model_options(words.training);
     words.options.bootstraps = words.training.bootstraps;
+    if (words.options.keeps_tree) {
+        words.options.analysis = given_analysis(words.training.analysis);
+        work_on_container(words.options.kc_file,
+                          [&] { run(words.options, train_kc, words.writes_json); });
+        return;
+    }
+    check_read_once(with_tree(words.options.data_files, words.training.tree_file));
+    words.options.model = model_options(words.training);
     run(words.options, train_kc, words.writes_json);
 }
 
@@ -156,6 +176,13 @@ void add_train(CLI::App& app) {
     add_training_options(*command, words->training);
     command->add_flag("--replace", words->options.replaces,
                       "Replace the container if there is one");
+    CLI::Option* const keeps_tree =
+        command->add_flag("--keep-tree", words->options.keeps_tree,
+                          "Train the classifiers of the existing container anew; its tree, rules "
+                          "and settings remain");
+    for (const char* const name : {"--groups", "--tree", "--options", "--set", "--replace"}) {
+        keeps_tree->excludes(command->get_option(name));
+    }
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
     add_wait_option(*command, words->options.seconds_to_wait);

@@ -14,6 +14,7 @@
 #include "cli/rules/Rule_explanation.h"
 #include "cli/rules/Rule_value.h"
 #include "cli/text/Json.h"
+#include "cli/text/print_warning.h"
 
 namespace cli {
 
@@ -35,7 +36,9 @@ Example:
 constexpr const char* kEvalNotes =
     R"(The rule is evaluated for a message with the pairs of --set and the words of --text; without --text the
 message has no words. With --message the messages are the records of a file of JSON lines, and one value
-is printed for each; `zandrel help data` describes the form. Put -- before a rule that begins with -.
+is printed for each; `zandrel help data` describes the form. The words of the rule are brought into the
+form of the text analysis: "Parcel" finds "parcel". A warning names texts of the rule that no message can
+have. Put -- before a rule that begins with -.
 
 Examples:
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
@@ -75,6 +78,12 @@ struct Eval_words {
 // RAISES: CLI::ValidationError; what rule_value raises.
 void print_value(Eval_words& words) {
     words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
+    if (words.subject.text || !words.message_file.empty()) {
+        const std::string warning = rule_warning(words.rule, words.subject.analysis);
+        if (!warning.empty()) {
+            print_warning(warning);
+        }
+    }
     const auto print = [&words](double value) {
         if (words.writes_json) {
             print_json(rule_value_json(words.rule, value), Json_form::kOneLine, std::cout);

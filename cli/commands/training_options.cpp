@@ -2,13 +2,46 @@
 // assignments are applied after the file.
 #include "cli/commands/training_options.h"
 
+#include <cerrno>
+#include <sstream>
+#include <string>
+#include <utility>
+
 #include <CLI/CLI.hpp>
 
+#include "zandrel/knowledge/zeManager.h"
+
 #include "cli/commands/option_checks.h"
+#include "cli/data/Data_input.h"
 #include "cli/data/Label_groups.h"
+#include "cli/errors.h"
+#include "cli/kc/Tree_file.h"
 #include "cli/text/print_warning.h"
 
 namespace cli {
+
+namespace {
+
+// Adds the tree to a container that is then discarded, so that an error of the tree is reported
+// before the work that takes long.
+Tree_source read_tree_file(const std::string& file) {
+    Data_input input(file);
+    std::ostringstream text;
+    errno = 0;
+    if (input.stream().peek() != std::istream::traits_type::eof()) {
+        text << input.stream().rdbuf();
+    }
+    if (input.stream().bad()) {
+        throw Input_error(input.name(), reason_of_failure());
+    }
+    Tree_source tree = {std::move(text).str(), input.name()};
+    std::istringstream lines(tree.text);
+    zeManager discarded;
+    load_tree_text(lines, tree.name, discarded);
+    return tree;
+}
+
+}  // namespace
 
 void add_training_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
@@ -20,10 +53,17 @@ void add_training_options(CLI::App& command, Training_words& words) {
                     "A setting of the engine, such as ProfileSize=3000; overrides the file")
         ->allow_extra_args(false)
         ->type_name("KEY=VALUE");
+    CLI::Option* const groups =
+        command
+            .add_option("--groups", words.groups_file,
+                        "File with lines of group and label, for a tree of two levels")
+            ->check(error_of_file_name)
+            ->type_name("FILE");
     command
-        .add_option("--groups", words.groups_file,
-                    "File with lines of group and label, for a tree of two levels")
+        .add_option("--tree", words.tree_file,
+                    "File with a tree in its text form, with rules and statistical nodes")
         ->check(error_of_file_name)
+        ->excludes(groups)
         ->type_name("FILE");
     command.add_flag("--bootstrap", words.bootstraps,
                      "Use only the titles and keywords of the training data");
@@ -40,6 +80,9 @@ Model_options model_options(Training_words& words) {
     Model_options options = {analysis_settings(words.analysis), &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
+    }
+    if (!words.tree_file.empty()) {
+        options.tree = read_tree_file(words.tree_file);
     }
     return options;
 }

@@ -20,6 +20,8 @@
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"
+#include "cli/kc/Text_output.h"
+#include "cli/kc/Tree_file.h"
 #include "cli/model/Long_work.h"
 #include "cli/text/Json.h"
 #include "cli/text/print_warning.h"
@@ -44,6 +46,23 @@ begin with # are skipped.
 
 The container is read and written once. If an edit is refused, a message names its line, and the file
 stays as it was.)";
+
+constexpr const char* kDumpNotes =
+    R"(Each line is a node: level, type, score, name, category and rule, with tabs between them. The text
+has no thresholds, no notes and nothing of what was learned. zandrel tree check --help has an example.)";
+
+constexpr const char* kCheckNotes =
+    R"(Each line is a node, parents before their children, with six fields and tabs between them:
+  +    [Rule]  [NoScore]  []  [root]        []
+  ++   [Leaf]  [Score]    []  [urgent]      ["urgent"]
+  ++   [Stat]  [NoScore]  []  [questions]   [default]
+  +++  [Leaf]  [Score]    []  [delivery]    []
+  +++  [Leaf]  [Score]    []  [payment]     []
+These are the level, the type ([Rule], [Stat] or [Leaf]), [Score] or [NoScore], the name ([] for the
+category), the category, and the rule ([] for none). A child of a rule node has a rule, and the rule
+default for all other messages.
+
+The first wrong line is reported as FILE:LINE: message.)";
 
 // The end of the help of each command below tree.
 std::string notes(const std::string& text, const std::string& examples) {
@@ -159,6 +178,57 @@ void add_apply(CLI::App& tree) {
     command->callback([words] { apply_file(words->target, words->file); });
 }
 
+// RAISES: what load_tree_file raises.
+void check_tree(const std::string& file) {
+    if (waits_for_typing({file})) {
+        print_warning(typing_note("the lines of a tree"));
+    }
+    zeManager manager;
+    load_tree_file(file, manager);
+    print_node_counts(manager, std::cout);
+}
+
+void add_check(CLI::App& tree) {
+    const auto file = std::make_shared<std::string>();
+    CLI::App* const command =
+        tree.add_subcommand("check", "Check a tree that is written as text, and count its nodes");
+    command->add_option("FILE", *file, "Text of a tree; -: standard input")
+        ->required()
+        ->check(error_of_file_name)
+        ->type_name("");
+    command->footer(notes(kCheckNotes, "  zandrel tree check shop.tree"));
+    command->callback([file] { check_tree(*file); });
+}
+
+// The words of tree dump.
+struct Dump_words {
+    std::string file;
+    std::string output_file;  // empty: standard output
+};
+
+void dump_tree(const Dump_words& words) {
+    Long_work work;
+    std::size_t changed_count = 0;
+    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
+        write_text(words.output_file,
+                   [&manager](std::ostream& out) { write_tree_text(*manager, out); });
+        changed_count = changed_node_count(*manager);
+    });
+    if (changed_count > 0) {
+        work.warn("tabs and line breaks in names or rules are written as blanks: " +
+                  std::to_string(changed_count) + (changed_count == 1 ? " node" : " nodes"));
+    }
+}
+
+void add_dump(CLI::App& tree) {
+    const auto words = std::make_shared<Dump_words>();
+    CLI::App* const command = tree.add_subcommand("dump", "Write the tree as text");
+    add_file(*command, words->file);
+    add_output_option(*command, words->output_file);
+    command->footer(notes(kDumpNotes, "  zandrel tree dump shop.kc -o shop.tree"));
+    command->callback([words] { dump_tree(*words); });
+}
+
 }  // namespace
 
 void add_tree_commands(CLI::App& app) {
@@ -170,6 +240,8 @@ void add_tree_commands(CLI::App& app) {
         add_edit(*tree, kind);
     }
     add_apply(*tree);
+    add_dump(*tree);
+    add_check(*tree);
     tree->footer(kTreeNotes);
 }
 

@@ -12,6 +12,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <unordered_map>
 
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
@@ -123,10 +124,6 @@ bool is_one_of(const std::array<std::string_view, Count>& words, std::string_vie
     return std::find(words.begin(), words.end(), letters) != words.end();
 }
 
-bool has_label(const Labelled_text& text, const std::string& label) {
-    return std::find(text.labels.begin(), text.labels.end(), label) != text.labels.end();
-}
-
 bool begins_with_header(const Texts& texts) {
     if (texts.empty() || texts.front().labels.size() != 1) {
         return false;
@@ -135,8 +132,10 @@ bool begins_with_header(const Texts& texts) {
     const std::string_view text = texts.front().text;
     return is_one_of(kLabelWords, label) &&
            is_one_of(kTextWords, text.substr(0, text.find('\t'))) &&
-           std::none_of(texts.begin() + 1, texts.end(),
-                        [&label](const Labelled_text& other) { return has_label(other, label); });
+           std::none_of(texts.begin() + 1, texts.end(), [&label](const Labelled_text& other) {
+               return std::find(other.labels.begin(), other.labels.end(), label) !=
+                      other.labels.end();
+           });
 }
 
 void warn_of_header(const Named_texts& file, Warnings& warnings) {
@@ -303,6 +302,45 @@ Counted_labels warn_of_test(const Named_texts& test, const Labels& known, Warnin
     return counts;
 }
 
+void warn_of_few_texts(const Counted_labels& counts, std::size_t fold_count, Warnings& warnings) {
+    Labels few;
+    for (const auto& [label, texts] : counts.texts_of) {
+        if (texts < fold_count) {
+            few.push_back(label);
+        }
+    }
+    if (!few.empty()) {
+        warnings.push_back(counts.name + ": " + counted(few.size(), "label") +
+                           (few.size() == 1 ? " has" : " have") + " fewer texts than the " +
+                           grouped(fold_count) + " folds, so some folds do not test " +
+                           (few.size() == 1 ? "it: " : "them: ") + list_of(few));
+    }
+}
+
+// The parts in which a text is. Two parts are as good as many here.
+struct Parts_of_text {
+    std::size_t first = 0;
+    bool are_several = false;
+};
+
+// Calls `found` for each text that is not empty and is identical to a text of another part.
+template <class Found>
+void for_each_text_of_several_parts(const Texts& texts, const std::vector<std::size_t>& parts,
+                                    const Found& found) {
+    std::unordered_map<std::string_view, Parts_of_text> parts_of;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const auto entry = parts_of.try_emplace(texts[i].text, Parts_of_text{parts[i]}).first;
+        entry->second.are_several |= entry->second.first != parts[i];
+    }
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        if (!texts[i].text.empty() && parts_of.at(texts[i].text).are_several) {
+            found(i);
+        }
+    }
+}
+
+constexpr const char* kTooGood = "; the model has learned them, so the figures are too good";
+
 }  // namespace
 
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files) {
@@ -334,6 +372,36 @@ std::vector<std::string> evaluation_warnings(const std::vector<std::string>& kno
     const Counted_labels tested = warn_of_test(test, known, warnings);
     warn_of_likeness(tested.name, groups_of(labels_of(tested.texts_of), known), warnings);
     return warnings;
+}
+
+std::vector<std::string> fold_warnings(const Named_texts& data,
+                                       const std::vector<std::size_t>& folds,
+                                       std::size_t fold_count) {
+    Warnings warnings;
+    warn_of_few_texts(count_labels({data}), fold_count, warnings);
+    std::size_t count = 0;
+    for_each_text_of_several_parts(data.texts, folds, [&](std::size_t /*text*/) { ++count; });
+    if (count > 0) {
+        warnings.push_back(shown_file(data.name) + ": " + grouped(count) + " of " +
+                           counted(data.texts.size(), "text") +
+                           " are identical to texts of another fold" + kTooGood);
+    }
+    return warnings;
+}
+
+std::vector<std::string> held_out_warnings(const Named_texts& data,
+                                           const std::vector<bool>& held_out) {
+    std::size_t count = 0;
+    for_each_text_of_several_parts(data.texts, {held_out.begin(), held_out.end()},
+                                   [&](std::size_t text) { count += held_out[text] ? 1U : 0U; });
+    if (count == 0) {
+        return {};
+    }
+    const auto tested =
+        static_cast<std::size_t>(std::count(held_out.begin(), held_out.end(), true));
+    return {shown_file(data.name) + ": " + grouped(count) + " of " +
+            counted(tested, "held-out text") + (count == 1 ? " is" : " are") +
+            " identical to texts that are not held out" + kTooGood};
 }
 
 }  // namespace cli

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "zandrel/foundation/qtPtr.h"
-#include "zandrel/messages/zeSml.h"
+#include "zandrel/messages/zeMsg.h"
 
 #include "cli/data/Labelled_text.h"
 
@@ -26,7 +26,7 @@ public:
 
 private:
     const std::vector<Labelled_text>& m_texts;
-    std::vector<qtPtrLight<zeSml>> m_bags;
+    std::vector<qtPtrLight<zeMsg>> m_messages;
 };
 
 }  // namespace cli

@@ -32,14 +32,23 @@ double Calibration_bins::error() const {
     return ratio(sum, m_count);
 }
 
+namespace {
+
+// The value of a rule can be above 1, also infinite, and so can the scores below its node.
+double probability(double score) {
+    return std::min(score, 1.0);
+}
+
+}  // namespace
+
 void Calibration_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
     const Label_set right(labels);
-    m_top.add(ranking.empty() ? 0.0 : ranking.front().score,
+    m_top.add(ranking.empty() ? 0.0 : probability(ranking.front().score),
               !ranking.empty() && right.contains(ranking.front().label));
     std::size_t found = 0;
     for (const Scored_label& entry : ranking) {
         const bool is_right = right.contains(entry.label);
-        add_pair(entry.score, is_right);
+        add_pair(probability(entry.score), is_right);
         found += is_right ? 1 : 0;
     }
     for (; found < labels.size(); ++found) {

@@ -49,8 +49,9 @@ struct Calibration {
     double brier = 0.0;  // squared error, summed over the labels, mean over the texts; 0 or more
 };
 
-// Compares rankings with the labels of the texts. A pair of text and label that is not in the
-// ranking has the score 0. If a ranking is empty, the text has a wrong best label with the score 0.
+// Compares rankings with the labels of the texts. A score above 1 counts as 1. A pair of text and
+// label that is not in the ranking has the score 0. If a ranking is empty, the text has a wrong
+// best label with the score 0.
 class Calibration_counter {
 public:
     void add(const std::vector<std::string>& labels, const Ranking& ranking);

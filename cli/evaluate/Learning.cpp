@@ -27,7 +27,11 @@ std::vector<Learning_step> learn_in_bulks(const Texts& texts, std::size_t bulk_s
                          texts.begin() + static_cast<std::ptrdiff_t>(end));
         Cpu_timer timer;
         timer.start();
-        model.learn(bulk, progress);
+        try {
+            model.learn(bulk, progress);
+        } catch (const Unknown_label& error) {
+            throw Unknown_label("", begin + error.index, error.reason);
+        }
         timer.stop();
         steps.push_back({bulk.size(), meter.accuracy(model), model.size(), timer.seconds()});
     }

@@ -25,6 +25,7 @@ struct Learning_step {
 // Learns `texts` in bulks of `bulk_size` and measures the model on `test_texts`, before the first
 // bulk and after each.   REQUIRES: bulk_size > 0.
 // `progress` may be null.
+// RAISES: Unknown_label with the index in `texts`; what Text_model::learn raises otherwise.
 std::vector<Learning_step> learn_in_bulks(const std::vector<Labelled_text>& texts,
                                           std::size_t bulk_size,
                                           const std::vector<Labelled_text>& test_texts,

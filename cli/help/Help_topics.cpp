@@ -50,6 +50,8 @@ A bad record is reported as FILE:LINE: record N: reason. With --skip-bad it is l
 not closed costs only its own line: the next line is read as a new row. Damaged compressed data ends the
 command.
 
+split divides a data file into two, with each label in both: one to train, one to test.
+
 train and evaluate warn about header lines, bytes that are not UTF-8, too many labels, labels with a
 single text, labels that differ only in case or blanks, and a test without a known label.
 
@@ -71,9 +73,9 @@ constexpr std::string_view kAnalysis =
 
 constexpr std::string_view kSettings =
     R"(The engine has settings, such as ProfileSize=3000. train and evaluate read them from --set KEY=VALUE and
-from a file with lines KEY=VALUE, --options FILE; --set overrides the file. options get prints the
-settings of a container as such a file, and options set changes them. Unknown keys and values without a
-meaning are refused. Most settings are integers:
+from a file with lines KEY=VALUE, --options FILE; --set overrides the file. options get and
+options dump write the settings of a container as such a file; options set and options load change them.
+Unknown keys and values without a meaning are refused. Most settings are integers:
   0 or 1          SuppressM, FullPropogation, each setting that begins with Use, and (only in a file)
                   PositiveMethod and GeomAverage
   0 to 255        PLifeExpectancy
@@ -94,9 +96,38 @@ learn scales old texts of a label of average size down when it has more than 3,0
 (AverageRlimit), so that a container keeps its size and follows changes. It warns if the limits of a
 container make it forget. Containers of older versions have such limits.)";
 
+constexpr std::string_view kTrees =
+    R"(The nodes of a tree decide which classifier a text meets. Without an option, train makes one
+statistical node with all labels below it. --groups FILE makes two levels. --tree FILE takes any tree,
+with rules and statistical nodes, also with rules at the root. The file has a line for each node: level,
+type, score, name, category and rule, with a tab between two of them (shown as blanks here):
+  +    [Rule]  [NoScore]  []  [desk]      []
+  ++   [Leaf]  [Score]    []  [manager]   [$amount(n) >= 500]
+  ++   [Stat]  [NoScore]  []  [english]   [$language(s) == 'en' & $amount(n) < 500]
+  +++  [Leaf]  [Score]    []  [delivery]  []
+  +++  [Leaf]  [Score]    []  [returns]   []
+  ++   [Leaf]  [Score]    []  [person]    [default]
+
+Labels of the data name categories of leaves. A label without a leaf is an error with file and line.
+Several leaves can have one label. Each child of a rule node has a rule; the rule "default" is for texts
+for which no other rule fires. Rules read words and the name/value pairs of a text.
+
+Rules act in training too: a statistical node learns the texts that the rules above let through. A
+text that the rules keep from all leaves of its labels is not learned, and a warning says so. Only
+statistical nodes learn; a leaf directly below a rule node needs no texts.
+
+train KC DATA --keep-tree trains the classifiers of a container anew, for example after edits by tree
+add, rename, move or set. Tree, rules, ids, settings and text analysis remain, and --replace is not
+needed. A compact container becomes a full one, unless --compact is given too.
+
+The words of a rule are brought into the form of the text analysis: "Refund" finds "refund", and with
+--stem english "running" finds "runs". With the analysis phrases two words find two neighbours. A rule
+with more words in quotes never finds them; combine its parts: "pay it" & "it now".)";
+
 constexpr std::string_view kEditing =
-    R"(tree edits the tree of a container, and options set changes its settings. A PATH contains the names from
-the root down, the root's own first, with / between them and \ in front of a / or \ in a name.
+    R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains
+the names from the root down, the root's own first, with / between them and
+\ in front of a / or \ in a name.
 
 Each edit is checked first. A refused edit leaves the file as it was. The exit status is then 64 for a
 path that does not exist or a bad value, and 65 for an edit that the tree does not allow. A compact
@@ -109,6 +140,9 @@ with --forget it moves the node.
 
 tree apply makes the edits of a file, one on each line, and writes the container once. If an edit is
 refused (65), the message names its line, and the file stays as it was.
+
+tree dump writes the tree as text, one line for each node, for a diff or for an editor. tree check reads
+such a text and names the first wrong line (65).
 
 The threshold of a node is a score from 0 to 1. A rule node compares its threshold with the values of
 rules, and scores below a rule node are products with such values. So the threshold of a rule node, and
@@ -128,10 +162,18 @@ constexpr std::string_view kFigures =
   learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
               and greatest number in a profile; all other figures are of the model before --learn
 
-JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top` is
-for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`, `without_tables`,
-`learning` and more. One of `training` and `loading` is null. An explanation contains what each concept
-adds to the score of the best label.)";
+evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
+folds, and the figure of all texts together, each text with the result of its fold. The spread is
+the sample standard deviation: the sum of squared distances from the mean is divided by K - 1. Macro
+F1 of a fold is the mean over the labels of its texts. If labels have fewer texts than K, macro F1
+of all texts says more. Categories, confusions and cost are of all folds together. Each label has
+its share of each fold, and --seed chooses other folds. --holdout 0.2 is one of the folds of --cv 5.
+
+JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top`
+is for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`,
+`without_tables`, `learning` and more. With --cv these are members of `mean`, `spread`, `all_texts`
+and each of `folds`. One of `training` and `loading` is null. An explanation contains what each
+concept adds to the score of the best label.)";
 
 constexpr std::string_view kExitStatus =
     R"(The exit status is 0 for success, or:
@@ -155,6 +197,7 @@ constexpr Help_topic kTopics[] = {
     {"data", "Data files and files of groups", kData},
     {"analysis", "How texts become concepts", kAnalysis},
     {"settings", "The settings of the engine, and the choices of train", kSettings},
+    {"trees", "Trees with rules: train --tree and --keep-tree", kTrees},
     {"editing", "Paths of nodes, and edits of a tree", kEditing},
     {"figures", "The figures of evaluate", kFigures},
     {"exit-status", "Exit statuses and signals", kExitStatus},

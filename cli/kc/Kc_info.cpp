@@ -86,11 +86,6 @@ std::string yes_or_no(bool flag) {
     return flag ? "yes" : "no";
 }
 
-std::string compact_text(const Kc_info& info) {
-    return yes_or_no(info.is_compact) +
-           (info.lacks_compact_flag ? " (the file does not say so)" : "");
-}
-
 void print_tree_counts(const Kc_info& info, std::ostream& out) {
     out << "tree\n";
     print_field("nodes", grouped(info.nodes), out);
@@ -177,7 +172,10 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         print_field("seal", yes_or_no(info.file->is_sealed), out);
     }
     print_field("format version", std::to_string(info.version), out);
-    print_field("compact", compact_text(info), out);
+    print_field(
+        "compact",
+        yes_or_no(info.is_compact) + (info.lacks_compact_flag ? " (the file does not say so)" : ""),
+        out);
     print_field("id", std::to_string(info.id), out);
     print_field("name", shown_text(info.name), out);
     if (!info.analysis.empty()) {

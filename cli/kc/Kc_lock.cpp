@@ -1,4 +1,4 @@
-// Takes and releases the lock of a container. Its header says who needs one.
+// Takes and releases the lock of a container. Kc_lock.h says which commands take it.
 //
 // The idea: flock() locks an open file, but the processes meet by a name, ".NAME.lock". A name can
 // lead to another file later. So a process that has got the lock compares its open file with the

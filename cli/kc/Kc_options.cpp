@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -41,20 +42,13 @@ qtPtrLight<zeManager> container_of(const zeConfig& config, const zeDefaults& def
     return container;
 }
 
-bool is_known(std::string_view key) {
-    const std::vector<zeOptMap::Known_key> known = zeOptMap::known_keys();
-    return std::any_of(known.begin(), known.end(),
-                       [key](const zeOptMap::Known_key& each) { return key == each.key; });
-}
-
 void verify(const Key_value& setting) {
-    const std::string problem = setting_problem(setting.key, setting.value);
+    std::string problem = setting_problem(setting.key, setting.value);
+    if (problem.empty()) {
+        problem = keeping_problem(setting.key, zeOptMap::known_keys());
+    }
     if (!problem.empty()) {
         throw Usage_error(problem);
-    }
-    if (!is_known(setting.key)) {
-        throw Usage_error(shown_value(setting.key) +
-                          " is read from options files and kept in no container");
     }
 }
 
@@ -110,6 +104,21 @@ Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key) {
     throw Usage_error("unknown setting \"" + shown_value(key) + "\"");
 }
 
+std::string keeping_problem(std::string_view key, const std::vector<zeOptMap::Known_key>& known) {
+    std::string kept;
+    for (const zeOptMap::Known_key& each : known) {
+        if (!each.is_stored) {
+            continue;
+        }
+        if (key == each.key) {
+            return "";
+        }
+        kept += (kept.empty() ? "" : ", ") + std::string(each.key);
+    }
+    return shown_value(std::string(key)) +
+           " is read from options files and kept in no container; these settings are kept: " + kept;
+}
+
 std::vector<Key_value> setting_values(const std::vector<std::string>& words) {
     std::vector<Key_value> values;
     for (const std::string& word : words) {
@@ -163,6 +172,24 @@ void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out) 
         }
         out << '\n';
     }
+}
+
+void write_options_file(const zeManager& manager, std::ostream& out) {
+    std::map<qtString, qtString> texts = setting_texts(manager.m_config, manager.m_defaults);
+    texts["UseExtParms"] = "1";
+    for (const auto& [key, value] : texts) {
+        out << key.view() << " = " << value.view() << '\n';
+    }
+}
+
+std::vector<std::string> classifiers_with_other_values(const std::vector<Kc_setting>& settings) {
+    std::set<std::string> paths;
+    for (const Kc_setting& setting : settings) {
+        for (const Other_value& other : setting.others) {
+            paths.insert(other.path);
+        }
+    }
+    return {paths.begin(), paths.end()};
 }
 
 nlohmann::ordered_json value_json(const std::string& value) {

@@ -5,12 +5,14 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
 
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/foundation/qtString.h"
+#include "zandrel/options/zeOptMap.h"
 #include "zandrel/persistence/zeDefaults.h"
 
 #include "cli/text/Key_value.h"
@@ -42,6 +44,10 @@ std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager);
 // RAISES: Usage_error for an unknown key.
 Kc_setting kc_setting(qtPtrLight<zeManager>& manager, const std::string& key);
 
+// Returns why no container can be given another value of a setting, or "". `known`: the settings
+// that containers have. Not all of them are in the files of containers.
+std::string keeping_problem(std::string_view key, const std::vector<zeOptMap::Known_key>& known);
+
 // Reads `Key=value` words. An empty value, or "leave", leaves the setting as it is.
 // RAISES: Usage_error that names the key, also for a key that options files can have but containers
 // do not keep.
@@ -58,6 +64,14 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value
 
 // The settings as texts of an options file, by key.
 std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
+
+// Writes an options file with all settings of the container, as zeOptMap::Dump writes it: lines
+// "Key = value" in the order of the keys. "UseExtParms = 1" is one of them, since the library uses
+// no other setting of a file without it.
+void write_options_file(const zeManager& manager, std::ostream& out);
+// The paths of the classifiers that have another value of any setting, sorted. These values are not
+// in the options file.
+std::vector<std::string> classifiers_with_other_values(const std::vector<Kc_setting>& settings);
 
 // The value of a setting as JSON: a number, or a string if the text is not a number.
 nlohmann::ordered_json value_json(const std::string& value);

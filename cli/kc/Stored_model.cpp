@@ -6,6 +6,7 @@
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_file.h"
 
 namespace cli {
@@ -19,7 +20,8 @@ std::unique_ptr<Text_model> model_of(const qtPtrLight<zeManager>& manager, const
                                    ? "the container is empty"
                                    : "the container is damaged: its root is missing");
     }
-    return std::make_unique<Text_model>(manager, agreed_analysis(path, manager->m_config, given));
+    const Analysis_settings analysis = agreed_analysis(path, manager->m_config, given);
+    return work_on_container(path, [&] { return std::make_unique<Text_model>(manager, analysis); });
 }
 
 }  // namespace

@@ -174,13 +174,37 @@ bool Engine_settings::has(std::string_view key) const {
 
 std::vector<std::string> Engine_settings::unused_settings() const {
     std::vector<std::string> unused;
-    for (const auto& [key, value] : m_options.options) {
-        const bool is_setting = key.view() != kUseMap && !is_trainer_switch(key.view());
-        if (!is_used() && is_setting && has_value(key.view())) {
-            unused.push_back(key.str());
+    if (!is_used()) {
+        for (const Key_value& setting : given_settings()) {
+            unused.push_back(setting.key);
         }
     }
     return unused;
+}
+
+std::vector<Key_value> Engine_settings::used_settings() const {
+    return is_used() ? given_settings() : std::vector<Key_value>();
+}
+
+std::vector<std::string> Engine_settings::trainer_switches() const {
+    std::vector<std::string> switches;
+    for (const auto& [key, value] : m_options.options) {
+        if (is_trainer_switch(key.view()) && has_value(key.view())) {
+            switches.push_back(key.str());
+        }
+    }
+    return switches;
+}
+
+std::vector<Key_value> Engine_settings::given_settings() const {
+    std::vector<Key_value> given;
+    for (const auto& [key, value] : m_options.options) {
+        const bool is_setting = key.view() != kUseMap && !is_trainer_switch(key.view());
+        if (is_setting && has_value(key.view())) {
+            given.push_back({key.str(), value.str()});
+        }
+    }
+    return given;
 }
 
 bool Engine_settings::is_used() const {

@@ -9,6 +9,8 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/options/zeOptMap.h"
 
+#include "cli/text/Key_value.h"
+
 class zeManager;
 
 namespace cli {
@@ -45,10 +47,17 @@ public:
     // Returns the keys with a given value that "UseExtParms=0" switches off, sorted. The switches
     // of the trainers are not among them, since "UseExtParms=0" does not switch them off.
     std::vector<std::string> unused_settings() const;
+    // Returns the settings of the container that have a given value, sorted by key. With
+    // "UseExtParms=0" there are none.
+    std::vector<Key_value> used_settings() const;
+    // Returns the switches of the trainers that have a given value, sorted.
+    std::vector<std::string> trainer_switches() const;
 
 private:
     bool is_used() const;
     bool has_value(std::string_view key) const;
+    // Returns the settings of the container that have a given value, sorted by key.
+    std::vector<Key_value> given_settings() const;
 
     zeOptMap m_options;
 };

@@ -2,6 +2,8 @@
 #ifndef ZANDREL_CLI_MODEL_MODEL_OPTIONS_H_
 #define ZANDREL_CLI_MODEL_MODEL_OPTIONS_H_
 
+#include <string>
+
 #include "cli/data/Label_groups.h"
 #include "cli/text/Text_analysis.h"
 
@@ -9,10 +11,17 @@ namespace cli {
 
 class Engine_settings;
 
+// A tree in its text form (docs/formats/tree.md).
+struct Tree_source {
+    std::string text = {};  // empty: no tree
+    std::string name = {};  // of the file, for messages
+};
+
 struct Model_options {
     Analysis_settings analysis = {};
     Engine_settings* settings = nullptr;  // BORROWS: until the program ends; null: none
     Label_groups groups = {};             // empty: one classifier for all labels
+    Tree_source tree = {};                // instead of groups
 };
 
 }  // namespace cli

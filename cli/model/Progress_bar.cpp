@@ -15,7 +15,7 @@ namespace {
 constexpr double kLeastSecondsBetweenDrawings = 0.1;
 constexpr const char* kToStartOfBlankLine = "\r\x1b[K";
 
-// "1:05"
+// For example "1:05" for 65 seconds.
 std::string minutes_and_seconds(double seconds) {
     const long whole = std::lround(std::min(seconds, 1e6));
     const std::string rest = std::to_string(whole % 60);

@@ -11,7 +11,7 @@ namespace cli {
 
 struct Scored_label {
     std::string_view label;  // BORROWS: of the model that made the ranking
-    double score = 0.0;      // above 0, at most 1
+    double score = 0.0;      // above 0; above 1 only by the rules of the tree
     zeNode* node = nullptr;  // the leaf with that score.  BORROWS: of the model
 };
 

@@ -10,6 +10,20 @@
 // classifier of the root with the label "games" for this message, and the classifier of "games"
 // with "sport". Without groups only the root has a classifier, so the engine need not distribute.
 //
+// With a given tree, such as
+//
+//     root (rules)
+//       german (statistics)   rule: $language(s) == 'de'
+//         delivery
+//         returns
+//       delivery              rule: default
+//
+// the label "delivery" has two leaves, and a text with this label gets both. The rules decide which
+// way is open: a German text trains the classifier "german" with the label "delivery". For another
+// text only the way to the second leaf is open. No classifier learns it, since no statistical node
+// is on its way. A German text with the label "other", if this is the name of the default, is
+// blocked: no way to the label is open, and nothing learns it.
+//
 // Functions whose names end with _with take a constant list of texts, or a list whose texts are
 // emptied to free memory. fill() calls empty_text for each text, and its overload for constant
 // texts does nothing.
@@ -19,12 +33,14 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <utility>
 
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/fixed_names.h"
@@ -39,7 +55,9 @@
 
 #include "cli/data/set_pairs.h"
 #include "cli/errors.h"
+#include "cli/kc/Tree_file.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/rules/rule_forms.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -88,6 +106,16 @@ bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
 }
 
+// Returns whether the rules above a leaf let the message pass.
+bool is_open(zePhysicalTree& tree, zeNode* leaf, zeMsg& msg) {
+    for (zeNode* node = leaf; node->m_parent != nullptr; node = node->m_parent) {
+        if (tree.is_cat_blocked(node->m_parent, node, msg)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // The first overload keeps a constant text. The second one empties the member `text` and frees its
 // memory.
 void empty_text(const Labelled_text& /*lent*/) {}
@@ -101,6 +129,7 @@ void empty_text(Labelled_text& given) {
 Text_model::Text_model(const Model_options& options)
     : m_analysis(make_text_analysis(options.analysis)),
       m_groups(options.groups),
+      m_tree(options.tree),
       m_manager(new zeManager),
       m_kind(options.analysis.kind),
       m_given(options.settings) {
@@ -113,16 +142,48 @@ Text_model::Text_model(const qtPtrLight<zeManager>& manager, const Analysis_sett
     : m_analysis(make_text_analysis(analysis)),
       m_manager(manager),
       m_kind(analysis.kind),
-      m_workflow(m_manager->GetWorkflow()) {}
+      m_workflow(m_manager->GetWorkflow()) {
+    give_forms(*m_manager->m_logical_tree, *m_analysis);
+}
 
 void Text_model::begin(const std::vector<Labelled_text>& texts) {
     m_choices = choose_settings(m_kind, labels_of(texts).size(), m_given);
     apply_settings(m_choices, m_manager);
+    if (!m_tree.text.empty()) {
+        begin_tree(texts);
+        return;
+    }
     Concept name = Concept::insert(kRootName);
     m_workflow = m_manager->InitWorkflow(name);
-    if (!m_groups.groups.empty()) {
-        add_groups(texts);
-        add_new_labels(texts);
+    if (m_groups.groups.empty()) {
+        // Only the root has a classifier, and the engine trains it with the whole view.
+        m_trains_root_only = true;
+        return;
+    }
+    add_groups(texts);
+    add_new_labels(texts);
+}
+
+void Text_model::begin_tree(const std::vector<Labelled_text>& texts) {
+    std::istringstream tree(m_tree.text);
+    load_tree_text(tree, m_tree.name, *m_manager);
+    m_workflow = m_manager->GetWorkflow();
+    give_forms(*m_manager->m_logical_tree, *m_analysis);
+    check_labels(texts, m_tree.name);
+}
+
+// A new leaf could be at many places of a tree, so the user has to choose one.
+void Text_model::check_labels(const std::vector<Labelled_text>& texts,
+                              const std::string& tree) const {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        for (const std::string& label : texts[i].labels) {
+            if (!knows(label)) {
+                throw Unknown_label(tree, i,
+                                    "label \"" + shown_value(label) + "\" has no leaf in " +
+                                        shown_file(tree) +
+                                        "; add a leaf for it there, or remove the text");
+            }
+        }
     }
 }
 
@@ -148,6 +209,11 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
 template <class Texts>
 void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     begin(texts);
+    train_with(texts, bootstraps, progress);
+}
+
+template <class Texts>
+void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
     for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
@@ -156,14 +222,15 @@ void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress)
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
+    find_blocked(view);
     const std::unique_ptr<Training_progress> finer = finer_progress(
         progress, view, bootstraps ? Training_kind::kBootstrap : Training_kind::kTrain);
     // If training fails, m_progress must not keep pointing to `finer`, which is then destroyed.
     const Restored<CTProgress*> at_end(m_manager->m_progress);
     if (bootstraps) {
-        m_workflow->bootstrap(view, trains_root_only(), finer.get(), false);
+        m_workflow->bootstrap(view, m_trains_root_only, finer.get(), false);
     } else {
-        m_workflow->train(view, trains_root_only(), finer.get(), false);
+        m_workflow->train(view, m_trains_root_only, finer.get(), false);
     }
 }
 
@@ -174,6 +241,7 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
+    find_blocked(view);
     const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
     if (before) {
         before(reached_storages(view));
@@ -201,6 +269,14 @@ void Text_model::start_and_empty(std::vector<Labelled_text>& texts, bool bootstr
     start_with(texts, bootstraps, progress);
 }
 
+// Classifiers that get no text would keep what they have learned, so all are cleared first.
+void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
+                                       const std::string& name, CTProgress* progress) {
+    check_labels(texts, name);
+    m_workflow->clear_statistics(nullptr, nullptr);
+    train_with(texts, bootstraps, progress);
+}
+
 void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
                        const Before_learning& before) {
     learn_with(texts, progress, before);
@@ -211,11 +287,6 @@ void Text_model::learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* 
     learn_with(texts, progress, before);
 }
 
-// Without groups, only the root has a classifier, and the engine trains it with the whole view.
-bool Text_model::trains_root_only() const {
-    return m_groups.groups.empty();
-}
-
 // Distributes the view, as the engine will do again. That takes little time compared with training.
 std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progress,
                                                               zeCorpus_view& view,
@@ -224,7 +295,7 @@ std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progre
         return nullptr;
     }
     std::vector<Training_work> works;
-    if (kind != Training_kind::kLearn && trains_root_only()) {
+    if (kind != Training_kind::kLearn && m_trains_root_only) {
         works.push_back(training_work(*storage_of(m_manager->m_root), view, kind));
     } else {
         zeWorkflow::Distribution distribution;
@@ -241,7 +312,8 @@ unsigned int Text_model::add_node(unsigned int parent, std::string_view name, un
     node.parent = parent;
     node.type = type;
     node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
-    node.category = Concept::insert_view(name);
+    // A tree whose names differ from categories asks for both.
+    node.name = node.category = Concept::insert_view(name);
     return m_manager->m_logical_tree->AddLogicalNode(node);
 }
 
@@ -270,13 +342,61 @@ void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
 
 // Labels without a leaf are added below the root.
 void Text_model::add_new_labels(const std::vector<Labelled_text>& texts) {
-    for (const Labelled_text& text : texts) {
-        for (const std::string& label : text.labels) {
-            if (!knows(label)) {
-                add_label(label);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        for (const std::string& label : texts[i].labels) {
+            try {
+                if (!knows(label)) {
+                    add_label(label);
+                }
+            } catch (const qtX<zeLogicalTree>& error) {
+                throw Unknown_label(m_tree.name, i,
+                                    "label \"" + shown_value(label) +
+                                        "\" cannot be added: " + shown_complaint(error.what()));
             }
         }
     }
+}
+
+bool Text_model::has_rules() const {
+    const auto& nodes = m_manager->m_logical_tree->nodes;
+    return std::any_of(nodes.begin(), nodes.end(),
+                       [](const auto& entry) { return entry.second.type == ZE_RULE; });
+}
+
+// The engine leaves such texts out of training without an error.
+void Text_model::find_blocked(zeCorpus_view& view) {
+    m_blocked.clear();
+    if (!has_rules()) {
+        return;
+    }
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    for (std::size_t i = 0; i < view.msgs.size(); ++i) {
+        const std::vector<zeNode*>& leaves = view.msgs[i].cats;
+        const qtPtrLight<zeMsg> msg =
+            view.corpus->get_msg(view.corpus->get_msg(view.msgs[i].index));
+        if (std::none_of(leaves.begin(), leaves.end(),
+                         [&](zeNode* leaf) { return is_open(*tree, leaf, *msg); })) {
+            m_blocked.push_back(i);
+        }
+    }
+}
+
+std::string Text_model::warning_of_rules() const {
+    return unfindable_words_warning(*m_manager->m_logical_tree, *m_analysis);
+}
+
+std::vector<std::string> Text_model::labels_without(const std::vector<Labelled_text>& texts) const {
+    const std::set<std::string_view> given = labels_of(texts);
+    std::set<std::string> missing;
+    for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
+        if (node.type == ZE_LEAF && given.count(node.category.view()) == 0 &&
+            m_manager->m_logical_tree->GetRealParent(id)->GetType() == ZE_STAT) {
+            missing.emplace(node.category.view());
+        }
+    }
+    std::vector<std::string> in_order = labels();
+    std::erase_if(in_order, [&](const std::string& label) { return missing.count(label) == 0; });
+    return in_order;
 }
 
 bool Text_model::knows(std::string_view label) const {
@@ -366,16 +486,6 @@ Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, int wanted) {
     zeMsg msg;
     msg.smls[0] = bag;
     return rank(msg, wanted);
-}
-
-Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, const std::vector<Pair>& pairs, int wanted) {
-    if (pairs.empty()) {
-        return rank(bag, wanted);
-    }
-    qtPtrLight<zeMsg> msg(new zeMsg);
-    msg->smls[0] = bag;
-    set_pairs(msg, pairs);
-    return rank(*msg, wanted);
 }
 
 Ranking Text_model::rank(const Labelled_text& message, int wanted) {
@@ -480,8 +590,11 @@ std::vector<std::string> Text_model::labels() const {
     }
     std::vector<std::string> labels;
     labels.reserve(leaves.size());
+    std::set<std::string_view> seen;
     for (const auto& [id, category] : leaves) {
-        labels.emplace_back(category.view());
+        if (seen.insert(category.view()).second) {
+            labels.emplace_back(category.view());
+        }
     }
     return labels;
 }
@@ -504,6 +617,13 @@ qtPtrLight<zeSml> Text_model::make_bag(std::string_view text) {
     qtPtrLight<zeSml> bag = analyse(text);
     m_analysis_timer.stop();
     return bag;
+}
+
+qtPtrLight<zeMsg> Text_model::make_message(const Labelled_text& text) {
+    m_analysis_timer.start();
+    qtPtrLight<zeMsg> msg = message_of(text);
+    m_analysis_timer.stop();
+    return msg;
 }
 
 qtPtrLight<zeMsg> Text_model::message_of(const Labelled_text& message) {

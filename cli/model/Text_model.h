@@ -18,6 +18,7 @@
 #include "zandrel/messages/zeSml_feeder.h"
 
 #include "cli/data/Labelled_text.h"
+#include "cli/errors.h"
 #include "cli/model/Chosen_settings.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Explanation.h"
@@ -38,9 +39,28 @@ struct zeResult;
 
 namespace cli {
 
-// A container whose leaves are the labels. A new model has a statistical classifier at its root.
-// The labels of a group are leaves below a statistical node that has the name of the group; all
-// others are leaves below the root.
+// A text has a label that the tree has no place for.
+class Unknown_label : public Data_error {
+public:
+    // `tree`: the name of the tree's file. `place`: the index of the text.
+    Unknown_label(const std::string& tree, std::size_t place, const std::string& message)
+        : Data_error(tree, message), index(place), reason(message) {}
+
+    std::size_t index;
+    std::string reason;  // the message without the file
+};
+
+// A container whose leaves are the labels. Several leaves can have one label.
+//
+// The tree of a new model is one of these:
+// - One statistical classifier at the root, with all labels below it.
+// - With groups: the labels of a group are leaves below a statistical node that has the name of the
+//   group; all others are leaves below the root.
+// - The tree of Model_options::tree, which may have rule nodes, also at the root.
+//
+// Rules read the pairs of a text and its words. The words of a rule are brought into the form of
+// the text analysis (rule_forms). A text reaches a classifier in training, as in classifying, only
+// if the rules above let it pass.
 //
 // `progress`: borrowed for the operation; null: no reports, no interruption. An interrupted
 // operation raises qtX<zeWorkflow> 2 "Process interrupted". The model must not be used any more
@@ -50,7 +70,8 @@ public:
     // Makes a new model, without labels.
     explicit Text_model(const Model_options& options);
     // Makes a model of a container that is trained already.
-    // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" for an empty container.
+    // RAISES: qtX<zeWorkflow> 0 "Root classifier does not exist" for an empty container; the
+    // assertion "sw" for a damaged one.
     Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis);
     Text_model(const Text_model&) = delete;
     Text_model& operator=(const Text_model&) = delete;
@@ -58,7 +79,8 @@ public:
     // Trains on the texts. Call this or `bootstrap` once for a new model, before all functions
     // below.
     // RAISES: Data_error with file and line of the groups if a group has the name of a label
-    // without a group.
+    // without a group, and with file and line of the tree if the tree is wrong; Unknown_label for a
+    // label that no leaf of the given tree has.
     void train(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
     // Trains only on the titles and keywords of the texts.
     void bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr);
@@ -67,18 +89,36 @@ public:
     // The same for texts that nobody needs afterwards: each text is emptied as soon as it has been
     // analysed, so that the model can use its memory. Labels, titles and keywords stay.
     void start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
+    // Trains all classifiers of a container anew. Its tree, rules, ids and settings remain, and
+    // what it has learned is removed before. A compact container becomes a full one. Empties the
+    // texts like `start_and_empty`. `name`: of the container's file, for messages. RAISES:
+    // Unknown_label for a label that no leaf has; nothing has changed then.
+    void train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
+                               const std::string& name, CTProgress* progress);
     // Gets the statistics of the classifiers that will learn, sorted by the ids of their nodes.
     using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
     // Learns further texts as one bulk. The engine's limits bound the size of the model. New labels
-    // become categories.
+    // become categories below the root.
     // `before`: called after the new categories are added, before anything is learned; may be
     // empty.
     // REQUIRES: the model is not compact.
+    // RAISES: Unknown_label for a new label that the root cannot have, such as a rule node.
     void learn(const std::vector<Labelled_text>& texts, CTProgress* progress = nullptr,
                const Before_learning& before = {});
     // The same, but empties the texts like `start_and_empty`.
     void learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
                          const Before_learning& before);
+
+    // The indexes of the texts of the last training or learning that no classifier got, because
+    // rules block all ways to their labels. Empty if the tree has no rules.
+    const std::vector<std::size_t>& blocked_texts() const { return m_blocked; }
+
+    // See unfindable_words_warning.
+    std::string warning_of_rules() const;
+
+    // The labels of the leaves, in the order of `labels`, that a statistical classifier decides and
+    // that none of the texts has. Their scores mean nothing.
+    std::vector<std::string> labels_without(const std::vector<Labelled_text>& texts) const;
 
     // Returns whether the model has a leaf with this name.
     bool knows(std::string_view label) const;
@@ -88,14 +128,16 @@ public:
 
     // The concepts of a text.
     qtPtrLight<zeSml> make_bag(std::string_view text);
+    // The concepts and the pairs of a text, for `rank`.
+    qtPtrLight<zeMsg> make_message(const Labelled_text& text);
     // At most `wanted` labels with the highest scores, the best first; all labels if `wanted` is
-    // negative. A text without a word has none. VALID UNTIL: the model is destroyed.
+    // negative. A text without a word has only those that rules choose. VALID UNTIL: the model is
+    // destroyed.
     Ranking rank(std::string_view text, int wanted);
     // The same for a text with pairs, which rules read. Its labels do not matter.
     Ranking rank(const Labelled_text& message, int wanted);
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
-    // The same for a bag and pairs.
-    Ranking rank(const qtPtrLight<zeSml>& bag, const std::vector<Pair>& pairs, int wanted);
+    Ranking rank(zeMsg& msg, int wanted);
     // The names from the root down to a label of a ranking, joined by "/".
     std::string path_of(const Scored_label& label) const;
     // Returns whether likelihood tables correct the scores of at least one classifier. A model has
@@ -117,10 +159,11 @@ public:
     // The node of a path from the root, or null.
     zeNode* find(const std::string& path) const;
 
-    // CPU time spent in text analysis by `make_bag`, `train` and `learn`, in seconds.
+    // CPU time spent in text analysis by `make_bag`, `make_message`, training and learning, in
+    // seconds.
     double analysis_seconds() const { return m_analysis_timer.seconds(); }
 
-    // All labels, in the order in which they were added.
+    // All labels, each once, in the order in which they were added.
     std::vector<std::string> labels() const;
     Model_size size() const;
 
@@ -138,10 +181,11 @@ private:
     double score_of(zeMsg& msg, const zeNode* node);
     qtPtrLight<zeSml> analyse(std::string_view text);
     qtPtrLight<zeMsg> message_of(const Labelled_text& message);
-    Ranking rank(zeMsg& msg, int wanted);
     Explanation explain_best(zeMsg& msg, std::string_view text);
     Explanation explain_node(zeMsg& msg, std::string_view text, zeNode* node);
     void begin(const std::vector<Labelled_text>& texts);
+    void begin_tree(const std::vector<Labelled_text>& texts);
+    void check_labels(const std::vector<Labelled_text>& texts, const std::string& tree) const;
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
@@ -149,15 +193,18 @@ private:
     zeStat_storage* storage_of(zeNode* node) const;
     std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
+    bool has_rules() const;
+    void find_blocked(zeCorpus_view& view);
     // `Texts`: a vector of Labelled_text. If it is not constant, the member `text` of each element
     // is emptied once it is analysed, to save memory.
     template <class Texts>
     void start_with(Texts& texts, bool bootstraps, CTProgress* progress);
     template <class Texts>
+    void train_with(Texts& texts, bool bootstraps, CTProgress* progress);
+    template <class Texts>
     void learn_with(Texts& texts, CTProgress* progress, const Before_learning& before);
     template <class Texts>
     void fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress);
-    bool trains_root_only() const;
     // Returns null if `progress` is null.   BORROWS: `progress`.
     std::unique_ptr<Training_progress> finer_progress(CTProgress* progress, zeCorpus_view& view,
                                                       Training_kind kind) const;
@@ -166,6 +213,9 @@ private:
     Cpu_timer m_analysis_timer;
     zeSml_feeder m_feeder;  // cleared before each text
     Label_groups m_groups;
+    Tree_source m_tree;
+    bool m_trains_root_only = false;
+    std::vector<std::size_t> m_blocked;
     qtPtrLight<zeManager> m_manager;
     Analysis_kind m_kind;
     const Engine_settings* m_given = nullptr;    // BORROWS: the user's settings; null: none

@@ -32,11 +32,6 @@ std::string remark(const std::string& problem) {
     return problem.empty() ? "" : "  (" + problem + ")";
 }
 
-std::string shown_state(const Record_header& header) {
-    return hex(header.state, 2) + (header.is_stale() ? " (the index may be stale)" : "") +
-           (header.is_unfinished() ? " (not written to its end)" : "");
-}
-
 void print_header(const Record_file& file, std::ostream& out) {
     const Record_header& header = file.header;
     out << "header\n";
@@ -47,7 +42,10 @@ void print_header(const Record_file& file, std::ostream& out) {
     print_field("file id", hex(header.file_id, 8), out);
     print_field("version", std::to_string(header.version), out);
     print_field("flags", hex(header.flags, 2) + (header.is_unicode() ? " (unicode)" : ""), out);
-    print_field("state", shown_state(header), out);
+    print_field("state",
+                hex(header.state, 2) + (header.is_stale() ? " (the index may be stale)" : "") +
+                    (header.is_unfinished() ? " (not written to its end)" : ""),
+                out);
     print_field("index at", std::to_string(header.index_offset), out);
     print_field("file size", std::to_string(file.size), out);
 }

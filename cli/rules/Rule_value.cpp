@@ -17,6 +17,7 @@
 #include "cli/data/Data_reader.h"
 #include "cli/data/set_pairs.h"
 #include "cli/errors.h"
+#include "cli/rules/rule_forms.h"
 #include "cli/text/Key_value.h"
 #include "cli/text/Shown_text.h"
 
@@ -40,31 +41,40 @@ void add_pair(zeMsg& msg, const std::string& pair) {
     msg.add_value(parts->key, mlMessageConverter::kString, parts->value);
 }
 
-void add_bag(zeMsg& msg, const std::string& text, const Analysis_settings& analysis) {
+void add_bag(zeMsg& msg, const std::string& text, Text_analysis& analysis) {
     zeSml_feeder feeder;
-    make_text_analysis(analysis)->feed(text, feeder);
+    analysis.feed(text, feeder);
     msg.smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
 }
 
 }  // namespace
 
 double rule_value(const std::string& rule, const Rule_subject& subject) {
-    const Rule_checker checker = parsed(rule);
+    Rule_checker checker = parsed(rule);
+    const std::unique_ptr<Text_analysis> analysis = make_text_analysis(subject.analysis);
+    give_forms(checker, *analysis);
     zeMsg msg;
     for (const std::string& pair : subject.pairs) {
         add_pair(msg, pair);
     }
     if (subject.text) {
-        add_bag(msg, *subject.text, subject.analysis);
+        add_bag(msg, *subject.text, *analysis);
     }
     DocInfo info{&msg, subject.score};
     return checker.Evaluate(info);
 }
 
+std::string rule_warning(const std::string& rule, const Analysis_settings& analysis) {
+    Rule_checker checker = parsed(rule);
+    return unfindable_words_warning(checker, *make_text_analysis(analysis));
+}
+
 void for_each_rule_value(const std::string& rule, const std::string& file,
                          const Rule_subject& subject,
                          const std::function<void(double value)>& take) {
-    const Rule_checker checker = parsed(rule);
+    Rule_checker checker = parsed(rule);
+    const std::unique_ptr<Text_analysis> analysis = make_text_analysis(subject.analysis);
+    give_forms(checker, *analysis);
     Data_input input(file);
     Data_source source = {input.stream(), input.name()};
     source.needs_labels = false;
@@ -78,7 +88,7 @@ void for_each_rule_value(const std::string& rule, const std::string& file,
         }
         qtPtrLight<zeMsg> msg(new zeMsg);
         set_pairs(msg, record.message.pairs);
-        add_bag(*msg, record.message.text, subject.analysis);
+        add_bag(*msg, record.message.text, *analysis);
         DocInfo info{msg.get(), subject.score};
         take(checker.Evaluate(info));
     }

@@ -24,6 +24,9 @@ struct Rule_subject {
 // RAISES: Data_error "rule: " and the parser's message; Usage_error for a pair without a key or
 // without an equals sign; what make_text_analysis raises.
 double rule_value(const std::string& rule, const Rule_subject& subject);
+// See unfindable_words_warning.
+// RAISES: as rule_value.
+std::string rule_warning(const std::string& rule, const Analysis_settings& analysis);
 
 // Calls `take` with the value of the rule for each record of a file of JSON lines: its pairs, and
 // the words of its text, which may be missing. `file`: "-" is standard input. `subject`: its

@@ -9,7 +9,7 @@
 
 namespace cli {
 
-// "11,314"
+// Returns "11,314" for 11314.
 std::string grouped(std::size_t number);
 // With so many decimals, rounded: "82.66". REQUIRES: a finite number, 0 <= decimals <= 20.
 std::string with_decimals(double number, int decimals);

@@ -20,4 +20,16 @@ void Phrase_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
         count == 0 ? 0 : count - 1, [this](std::size_t i) { return m_tokenizer.pair(i); }, feeder);
 }
 
+std::string_view Phrase_analysis::whole_concept(std::string_view text) {
+    m_tokenizer.cut(text);
+    switch (m_tokenizer.token_count()) {
+        case 1:
+            return m_tokenizer.token(0);
+        case 2:
+            return m_tokenizer.pair(0);
+        default:
+            return {};
+    }
+}
+
 }  // namespace cli

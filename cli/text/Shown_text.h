@@ -27,7 +27,8 @@ std::string shown_text(std::string_view text, std::string_view escaped = "");
 // longest > 1.
 std::string shortened(std::string_view text, std::size_t longest);
 
-// shown_text, shortened: for a value that a message quotes, and for the name of a file.
+// The result of shown_text, shortened: for a value that a message quotes, and for the name of a
+// file.
 std::string shown_value(std::string_view text);
 std::string shown_file(std::string_view name);
 // The same for the message of a parser, which may quote a value in a sentence.

@@ -24,6 +24,11 @@ public:
 
     // Adds the concepts of the text to the feeder. A text may contain any bytes.
     virtual void feed(std::string_view text, zeSml_feeder& feeder) = 0;
+
+    // Returns the concept that covers the whole text: "Refund!" is "refund" as words. Returns an
+    // empty text if there is none, because the text has no word or has more words than a concept
+    // can have. VALID UNTIL: the next call, and as long as `text`.
+    virtual std::string_view whole_concept(std::string_view text) = 0;
 };
 
 enum class Analysis_kind { kPhrases, kWords, kWhitespace };

@@ -24,4 +24,14 @@ void Whitespace_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
     }
 }
 
+std::string_view Whitespace_analysis::whole_concept(std::string_view text) {
+    const std::size_t start = text.find_first_not_of(kWhiteSpace);
+    const std::size_t end = text.find_last_not_of(kWhiteSpace) + 1;
+    if (start == std::string_view::npos) {
+        return {};
+    }
+    const std::string_view run = text.substr(start, end - start);
+    return run.find_first_of(kWhiteSpace) == std::string_view::npos ? run : std::string_view();
+}
+
 }  // namespace cli

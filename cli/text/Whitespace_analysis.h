@@ -14,6 +14,7 @@ namespace cli {
 class Whitespace_analysis : public Text_analysis {
 public:
     void feed(std::string_view text, zeSml_feeder& feeder) override;
+    std::string_view whole_concept(std::string_view text) override;
 };
 
 }  // namespace cli

@@ -16,4 +16,9 @@ void Word_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
         m_tokenizer.token_count(), [this](std::size_t i) { return m_tokenizer.token(i); }, feeder);
 }
 
+std::string_view Word_analysis::whole_concept(std::string_view text) {
+    m_tokenizer.cut(text);
+    return m_tokenizer.token_count() == 1 ? m_tokenizer.token(0) : std::string_view();
+}
+
 }  // namespace cli

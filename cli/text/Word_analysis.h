@@ -18,6 +18,7 @@ public:
     explicit Word_analysis(const std::string& stem_language = {});
 
     void feed(std::string_view text, zeSml_feeder& feeder) override;
+    std::string_view whole_concept(std::string_view text) override;
 
 private:
     Tokenizer m_tokenizer;

@@ -75,11 +75,6 @@ std::string shown_weight(double weight) {
     return grouped(static_cast<std::size_t>(std::llround(std::max(0.0, weight))));
 }
 
-std::string advised_command(const std::string& path, const Scaling& scaling) {
-    return "zandrel options set " + shell_text(path) +
-           " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
-}
-
 }  // namespace
 
 Scaling scaling_of(const std::vector<zeStat_storage*>& storages) {
@@ -107,8 +102,10 @@ std::string scaling_warning(const std::string& path, const zeLogicalTree& tree,
         ". This run goes on, and what it takes away cannot be brought back: keep "
         "a copy of the file.";
     if (scaling.sufficient_limit != 0) {
-        warning += " To take nothing away, stop this run or go back to the copy, and first run: " +
-                   advised_command(path, scaling);
+        warning +=
+            " To take nothing away, stop this run or go back to the copy, and first run: "
+            "zandrel options set " +
+            shell_text(path) + " AverageRlimit=" + std::to_string(scaling.sufficient_limit);
     }
     return warning;
 }

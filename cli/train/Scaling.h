@@ -15,12 +15,12 @@ namespace cli {
 // Before learning counts new texts, it scales each category that weighs more than its limit down to
 // the limit.
 struct Scaling {
-    std::size_t categories =
-        0;  // of these classifiers; a category counts once for each classifier that has it
+    // Of these classifiers. A category counts once for each classifier that has it.
+    std::size_t categories = 0;
     std::size_t scaled = 0;  // categories above their limits
     // The category that keeps the least share: its node, the weight of its learned texts, and the
     // weight that it keeps. A text weighs 1 when it is learned, and less after each scaling.
-    zeNode* node = nullptr;  // BORROWS: of the container; null in a damaged one
+    zeNode* node = nullptr;  // BORROWS: of the container; null if `scaled` is 0
     double counted = 0.0;
     double kept = 0.0;
     // The first of 1,000, 10,000, 100,000 and so on with which, as AverageRlimit, nothing is scaled

@@ -1,5 +1,7 @@
 // The steps of train and learn. As many checks as possible come before the work that takes long.
 //
+// train --keep-tree has the steps of learn, but trains and never adds labels.
+//
 // train A.kc DATA               learn A.kc DATA
 //   check the target              check that A.kc can be read
 //   check the data files          check the data files
@@ -16,9 +18,9 @@
 // refuses to replace the file if it has changed since the lock was taken.
 #include "cli/train/Training.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -92,29 +94,6 @@ void check_data_files(const std::string& kc_file, const std::vector<std::string>
     }
 }
 
-bool is_kc_on_standard_input() {
-    errno = 0;
-    const bool is_kc = begins_as_kc(std::cin);
-    if (std::cin.bad()) {
-        throw Input_error(input_name("-"), reason_of_failure());
-    }
-    return is_kc;
-}
-
-bool is_file_of_kc(const std::string& path) {
-    std::error_code ignored;  // the file may not exist
-    return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
-}
-
-// Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
-// lines.
-// RAISES: Data_error; Input_error.
-void check_is_no_kc(const std::string& path) {
-    if (is_standard_input(path) ? is_kc_on_standard_input() : is_file_of_kc(path)) {
-        throw Data_error(input_name(path), "this is a knowledge container, and no data file");
-    }
-}
-
 // `Options`: Training_options or Learning_options.
 template <class Options>
 std::vector<Data_file> read_data(const Options& options, Columns columns, Skipped_lines& skipped) {
@@ -145,6 +124,74 @@ void warn_of_data(const Training_options& options, const std::vector<Data_file>&
     for (const std::string& warning : training_warnings(named)) {
         options.warn(warning);
     }
+}
+
+// Where the texts of a joined list come from.
+class Sources {
+public:
+    explicit Sources(const std::vector<Data_file>& files) {
+        for (const Data_file& file : files) {
+            m_parts.push_back({file.name, file.texts.size()});
+        }
+    }
+
+    // REQUIRES: `index` is below the number of texts.
+    const std::string& name_of(std::size_t index) const {
+        auto part = m_parts.begin();
+        for (; index >= part->second; ++part) {
+            index -= part->second;
+        }
+        return part->first;
+    }
+
+private:
+    std::vector<std::pair<std::string, std::size_t>> m_parts;  // name and number of texts
+};
+
+// Calls `train`, and gives an unknown label the file and line of its text.
+template <class Train>
+void train_texts(const Sources& sources, const Texts& texts, const Train& train) {
+    try {
+        train();
+    } catch (const Unknown_label& error) {
+        throw Data_error(sources.name_of(error.index), texts[error.index].line, error.reason);
+    }
+}
+
+void warn_of_blocked(const std::function<void(const std::string&)>& warn, const Text_model& model,
+                     const Sources& sources, const Texts& texts) {
+    const std::vector<std::size_t>& blocked = model.blocked_texts();
+    if (!warn || blocked.empty()) {
+        return;
+    }
+    const Labelled_text& first = texts[blocked.front()];
+    warn("the rules of the tree block " + grouped(blocked.size()) + " of " + grouped(texts.size()) +
+         (texts.size() == 1 ? " text" : " texts") +
+         " from their labels, so nothing learns them; the first is " +
+         shown_file(sources.name_of(blocked.front())) + ":" + std::to_string(first.line) +
+         " with the label \"" + shown_value(first.labels.front()) + "\"");
+}
+
+// Probable mistakes in a tree that was written by hand: rules that never find a word, and leaves
+// with labels that the data do not have.
+void warn_of_tree(const Training_options& options, const Text_model& model, const Texts& texts) {
+    constexpr std::size_t kMostNamed = 5;
+    const std::string warning = model.warning_of_rules();
+    if (options.warn && !warning.empty()) {
+        options.warn(warning);
+    }
+    std::vector<std::string> labels = model.labels_without(texts);
+    if (!options.warn || labels.empty()) {
+        return;
+    }
+    const std::size_t count = labels.size();
+    labels.resize(std::min(count, kMostNamed));
+    for (std::string& label : labels) {
+        label = "\"" + shown_value(label) + "\"";
+    }
+    options.warn((count == 1 ? "a label of the tree has no text: "
+                             : grouped(count) + " labels of the tree have no text: ") +
+                 short_list(labels, count));
 }
 
 // Moves the texts of all files into one list.
@@ -211,7 +258,9 @@ Text_model::Before_learning warning_of(const Learning_options& options, const Te
 
 }  // namespace
 
-Training_summary train_kc(const Training_options& options) {
+namespace {
+
+Training_summary train_new_kc(const Training_options& options) {
     Training_summary summary;
     check_overwriting(Target_file(options.kc_file), options);
     check_data_files(options.kc_file, options.data_files);
@@ -221,10 +270,16 @@ Training_summary train_kc(const Training_options& options) {
     std::vector<Data_file> files =
         read_data(options, training_columns(options.bootstraps), summary.skipped);
     warn_of_data(options, files);
+    const Sources sources(files);
     Texts texts = joined(files);
     Progress(options.progress).check_interrupt();
     Text_model model(options.model);
-    model.start_and_empty(texts, options.bootstraps, options.progress);
+    train_texts(sources, texts,
+                [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
+    if (!options.model.tree.text.empty()) {
+        warn_of_blocked(options.warn, model, sources, texts);
+        warn_of_tree(options, model, texts);
+    }
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
     // During the training another program may have put a file there.
@@ -234,6 +289,36 @@ Training_summary train_kc(const Training_options& options) {
     summary.new_labels = summary.labels;
     leave_to_exit(model.manager());
     return summary;
+}
+
+Training_summary train_tree_of_kc(const Training_options& options) {
+    Training_summary summary;
+    check_readable(options.kc_file);
+    check_data_files(options.kc_file, options.data_files);
+    const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
+    const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
+    Replacement_file::try_out(lock);
+    std::vector<Data_file> files =
+        read_data(options, training_columns(options.bootstraps), summary.skipped);
+    warn_of_data(options, files);
+    const Sources sources(files);
+    Texts texts = joined(files);
+    Progress(options.progress).check_interrupt();
+    train_texts(sources, texts, [&] {
+        model->train_again_and_empty(texts, options.bootstraps, options.kc_file, options.progress);
+    });
+    warn_of_blocked(options.warn, *model, sources, texts);
+    warn_of_tree(options, *model, texts);
+    write_model(lock, *model, options.compact, options.progress, summary);
+    summary.texts = texts.size();
+    leave_to_exit(model->manager());
+    return summary;
+}
+
+}  // namespace
+
+Training_summary train_kc(const Training_options& options) {
+    return options.keeps_tree ? train_tree_of_kc(options) : train_new_kc(options);
 }
 
 Training_summary learn_into_kc(const Learning_options& options) {
@@ -249,9 +334,11 @@ Training_summary learn_into_kc(const Learning_options& options) {
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);
     }
+    const Sources sources(files);
     Texts texts = joined(files);
     Progress(options.progress).check_interrupt();
     model->learn_and_empty(texts, options.progress, warning_of(options, *model));
+    warn_of_blocked(options.warn, *model, sources, texts);
     write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;

@@ -30,8 +30,12 @@ struct Training_options {
     Data_form form = {};                      // of the data files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
     bool replaces = false;                    // allows to replace a container that exists
-    double seconds_to_wait = 0.0;             // while another process changes the container
-    CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
+    // Trains the classifiers of the container that exists anew, in the tree that it has. `model`
+    // and `replaces` are not used then.
+    bool keeps_tree = false;
+    Given_analysis analysis = {};    // compared with that of the container; only with `keeps_tree`
+    double seconds_to_wait = 0.0;    // while another process changes the container
+    CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
     std::function<void(const std::string&)> warn = {};
 };
@@ -65,10 +69,13 @@ struct Training_summary {
 // standard input, "-", is named twice.
 //
 // Trains on the texts of all files together and writes the container. Before the training it warns
-// of probable mistakes in the data (training_warnings). RAISES: Input_error, Data_error and
+// of probable mistakes in the data (training_warnings), and after it of texts that the rules of the
+// tree block and of labels of a given tree without a text. RAISES: Input_error, Data_error and
 // Output_error, and what Kc_lock raises, mostly before the training, since the target is tested
 // first; Data_error for a target that exists and is not a container; Usage_error for a container
-// without `replaces`; what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted".
+// without `replaces`; Data_error with file and line for a label that no leaf of a given tree has;
+// what Text_model::train raises; qtX<zeWorkflow> 2 "Process interrupted". With `keeps_tree`, what
+// read_model raises.
 Training_summary train_kc(const Training_options& options);
 
 // Reads the container, learns the texts of all files as one bulk, and writes the container. Warns

@@ -99,8 +99,8 @@ ArgUnion of(MatchExp::FuncType func, const qtString& left, const qtString& right
     return evaluated(MatchExpNode(func, constant(left), constant(right)));
 }
 
-// Returns the names of the operands that are evaluated, in this order, if all three have this
-// value.
+// Returns the names of the operands that are evaluated, in the order of their evaluation. All three
+// operands have the value `value`.
 std::string order_of(MatchExp::FuncType func, ArgUnion value) {
     std::string notes;
     const MatchExpNode node(func, std::make_unique<Noted>(notes, 'a', value),

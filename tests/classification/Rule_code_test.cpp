@@ -127,6 +127,27 @@ TEST(RuleCodeTest, OperandsThatAreLeavesAreInTheInstructionOfTheirOperation) {
     EXPECT_EQ(code.instructions()[4].target, 6U);
 }
 
+// The example at the top of Rule_code_compiler.cpp.
+TEST(RuleCodeTest, FirstOperandIsSavedIfTheSecondOneNeedsSeveralInstructions) {
+    const char* const rule = "$a(n) * 2 > $b(n) * 3 + 1";
+    const std::vector<Action> expected = {Action::kMultiplication,
+                                          Action::kSaveNumber,
+                                          Action::kMultiplication,
+                                          Action::kAddition,
+                                          Action::kGreater,
+                                          Action::kBoolToNumber,
+                                          Action::kEnd};
+    const Rule_tree tree = tree_of(rule);
+
+    const Rule_code code(*tree);
+
+    ASSERT_EQ(actions_of(rule), expected);
+    EXPECT_EQ(code.instructions()[1].left.slot, 0);
+    EXPECT_EQ(code.instructions()[4].left.source, Source::kSaved);
+    EXPECT_EQ(code.instructions()[4].left.slot, 0);
+    EXPECT_EQ(code.instructions()[4].right.source, Source::kResult);
+}
+
 TEST(RuleCodeTest, ConstantsAreCalculatedOnce) {
     const std::vector<Action> load = {Action::kLoadNumber, Action::kEnd};
     const std::vector<Action> sum = {Action::kAddition, Action::kEnd};

@@ -21,11 +21,11 @@ constexpr const char* kRecord =
 
 // The rules of all leaves as text.
 std::string rules_of(const Rule_node& rules, zeNode* const (&leaves)[3]) {
-    std::string told;
+    std::string shown;
     for (zeNode* const leaf : leaves) {
-        told += rules.switcher.get_rule(leaf).str() + '\n';
+        shown += rules.switcher.get_rule(leaf).str() + '\n';
     }
-    return told;
+    return shown;
 }
 
 // Returns the rules that the record gives, or the error that a damaged rule or reference raises.

@@ -15,6 +15,7 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include "tests/classification/workflow_fixture.h"
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/small_model.h"
@@ -26,37 +27,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-// Factors and thresholds are sums of few powers of two, so all products are exact.
-class zeWorkflowTest : public testing::Test {
-protected:
-    void Classify(zeResult_set& results, bool skip_no_score = false, bool use_thresholds = false) {
-        tree.Manager().GetWorkflow()->classify(msg, results, skip_no_score, use_thresholds);
-    }
-
-    std::vector<Named_score> Results(double threshold, int max_results,
-                                     bool skip_no_score = false) {
-        zeResult_set results(threshold, max_results);
-        Classify(results, skip_no_score);
-        return listing_of(results);
-    }
-
-    // A root with two inner nodes p and q, none of them scored. All three have the same score; "q"
-    // is asked before "p".
-    void BuildTwoEqualBranches() {
-        root = tree.Root("root");
-        p = tree.Inner(root, "p", 1.0);
-        q = tree.Inner(root, "q", 1.0);
-        for (zeNode* const node : {root, p, q}) {
-            tree.NoScore(node);
-        }
-    }
-
-    TreeBuilder tree;
-    zeMsg msg;
-    zeNode* root = nullptr;
-    zeNode* p = nullptr;
-    zeNode* q = nullptr;
-};
+class zeWorkflowTest : public Workflow_fixture {};
 
 // Construction.
 
@@ -435,139 +406,6 @@ TEST_F(zeWorkflowTest, SkippingKeepsScoredInnerNodes) {
     tree.Leaf(root, "leaf", 0.5);
 
     EXPECT_THAT(Results(0.0, -1, true), ElementsAre(Pair("root", 1.0), Pair("leaf", 0.5)));
-}
-
-// The number of wanted results.
-
-TEST_F(zeWorkflowTest, WalkEndsAtOnceIfNoResultIsWanted) {
-    root = tree.Root("root");
-    tree.Leaf(root, "a", 0.5);
-    zeResult_set results(0.0, 0);
-    const unsigned int before = g_ClassifyCount;
-
-    Classify(results);
-
-    EXPECT_THAT(results.results, IsEmpty());
-    EXPECT_THAT(tree.Asked(), IsEmpty());
-    EXPECT_EQ(g_ClassifyCount, before);
-    EXPECT_TRUE(results.sorted);
-}
-
-TEST_F(zeWorkflowTest, NegativeMaximumReturnsAllResults) {
-    root = tree.Root("root");
-    tree.Leaf(root, "a", 0.5);
-    tree.Leaf(root, "b", 0.25);
-
-    EXPECT_EQ(Results(0.0, -1).size(), 3U);
-    EXPECT_EQ(Results(0.0, -9).size(), 3U);
-}
-
-TEST_F(zeWorkflowTest, WalkEndsWhenThereAreEnoughResults) {
-    root = tree.Root("root");
-    tree.Inner(root, "a", 0.75);
-    tree.Inner(root, "b", 0.5);
-    tree.Inner(root, "c", 0.25);
-
-    EXPECT_THAT(Results(0.0, 2), ElementsAre(Pair("root", 1.0), Pair("a", 0.75)));
-
-    EXPECT_THAT(tree.Asked(), ElementsAre("root"));
-}
-
-TEST_F(zeWorkflowTest, LimitSetDuringTheWalkIsIgnored) {
-    root = tree.Root("root");
-    tree.Inner(root, "a", 0.75);
-    tree.Inner(root, "b", 0.5);
-    zeResult_set results(0.0, -1);
-    tree.Classifier(root).on_classify = [&] { results.max_results = 1; };
-
-    Classify(results);
-
-    EXPECT_THAT(tree.Asked(), ElementsAre("a", "b"));  // the line above replaced the root's record
-    EXPECT_EQ(results.results.size(), 3U);
-}
-
-TEST_F(zeWorkflowTest, LimitRemovedDuringTheWalkStaysInForce) {
-    root = tree.Root("root");
-    tree.NoScore(root);
-    tree.Inner(root, "a", 0.75);
-    tree.Inner(root, "b", 0.5);
-    zeResult_set results(0.0, 1);
-    tree.Classifier(root).on_classify = [&] { results.max_results = -1; };
-
-    Classify(results, true);
-
-    EXPECT_THAT(tree.Asked(), IsEmpty());
-    EXPECT_EQ(results.results.size(), 1U);
-}
-
-TEST_F(zeWorkflowTest, FewerResultsThanWantedAreReturnedIfThereAreNoMore) {
-    root = tree.Root("root");
-    tree.Leaf(root, "a", 0.5);
-
-    EXPECT_THAT(Results(0.0, 5), ElementsAre(Pair("root", 1.0), Pair("a", 0.5)));
-}
-
-TEST_F(zeWorkflowTest, GreatestNameIsPreferredAtTheLimit) {
-    root = tree.Root("root");
-    for (const char* const name : {"b", "d", "a", "c"}) {
-        tree.Leaf(root, name, 0.5);
-    }
-
-    EXPECT_THAT(Results(0.0, 3), ElementsAre(Pair("root", 1.0), Pair("d", 0.5), Pair("c", 0.5)));
-}
-
-TEST_F(zeWorkflowTest, DuplicatesDoNotCountTowardsTheLimit) {
-    BuildTwoEqualBranches();
-    tree.Leaf(p, "a", 0.75);
-    tree.Leaf(q, "a", 0.5);
-    tree.Leaf(q, "b", 0.25);
-    tree.Leaf(q, "c", 0.125);
-
-    EXPECT_THAT(Results(0.0, 2, true), ElementsAre(Pair("a", 0.75), Pair("b", 0.25)));
-}
-
-TEST_F(zeWorkflowTest, EarlierResultsOfTheSetCountTowardsTheLimit) {
-    root = tree.Root("root");
-    tree.Leaf(root, "a", 0.5);
-    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
-    zeResult_set results(0.0, 1);
-    results.add(held, 0.25);
-
-    Classify(results);
-
-    EXPECT_THAT(tree.Asked(), IsEmpty());
-    EXPECT_THAT(listing_of(results), ElementsAre(Pair("root", 1.0)));
-}
-
-TEST_F(zeWorkflowTest, SkippedNodeNeverEndsTheWalk) {
-    root = tree.Root("root");
-    tree.Inner(root, "first", 0.5);
-    tree.Inner(root, "second", 0.25);
-    tree.NoScore(root);
-    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
-    zeResult_set results(0.0, 1);
-    results.add(held, 0.125);
-
-    Classify(results, true);
-
-    // The set is full from the start, but only a candidate that is not skipped ends the walk.
-    EXPECT_THAT(tree.Asked(), ElementsAre("root"));
-    EXPECT_THAT(listing_of(results), ElementsAre(Pair("first", 0.5)));
-}
-
-TEST_F(zeWorkflowTest, CandidateThatIsNotAddedEndsTheWalkIfTheSetIsFull) {
-    root = tree.Root("root");
-    tree.Inner(root, "inner", 0.5);
-    tree.NoScore(root);
-    zeNode* const held = tree.Tree().MakeNode(term("held"), ZE_LEAF, 0, 0.0);
-    zeResult_set results(0.0, 1);
-    results.add(held, 0.75);
-    tree.Classifier(root).on_classify = [&] { results.threshold = 0.625; };
-
-    Classify(results, true);
-
-    EXPECT_THAT(tree.Asked(), IsEmpty());  // nobody: the root itself would be recorded too
-    EXPECT_THAT(listing_of(results), ElementsAre(Pair("held", 0.75)));
 }
 
 // Nodes and categories that are reached several times.

@@ -148,7 +148,7 @@ protected:
         return storage(node).profile(storage(node).get_profile(child)).m_weight;
     }
 
-    Clock_stands m_clock;
+    Stopped_clock m_clock;
 };
 
 // All classifiers.
@@ -250,7 +250,7 @@ TEST_F(zeWorkflowTrainTest, InitialViewIsUsedIfThereIsNoOther) {
 TEST_F(zeWorkflowTrainTest, TrainingSetsItsTimeAndTheModifiedFlag) {
     Train();
 
-    EXPECT_EQ(last_trained(), Clock_stands::kNow);
+    EXPECT_EQ(last_trained(), Stopped_clock::kNow);
     EXPECT_TRUE(manager.m_modified);
 }
 
@@ -263,7 +263,7 @@ TEST_F(zeWorkflowTrainTest, TrainingWithoutMessagesSetsOnlyItsTimeAndTheModified
     EXPECT_THAT(progress.lines,
                 ElementsAre("Preparing corpus", "total 0", "Training classifier(s)"));
     EXPECT_THAT(all_msgs(), ElementsAre(0, 0, 0));
-    EXPECT_EQ(last_trained(), Clock_stands::kNow);
+    EXPECT_EQ(last_trained(), Stopped_clock::kNow);
     EXPECT_TRUE(manager.m_modified);
 }
 
@@ -430,7 +430,7 @@ TEST_F(zeWorkflowTrainTest, RootIsTrainedOnTheUnchangedView) {
     EXPECT_THAT(all_msgs(), ElementsAre(3, 0, 0));
     EXPECT_EQ(msgs_for(root, news), 2);
     EXPECT_EQ(msgs_for(root, shop), 1);
-    EXPECT_EQ(last_trained(), Clock_stands::kNow);
+    EXPECT_EQ(last_trained(), Stopped_clock::kNow);
     EXPECT_TRUE(manager.m_modified);
 }
 
@@ -501,7 +501,7 @@ TEST_F(zeWorkflowTrainTest, RuleRootIsNotTrainedButTheTimeIsSet) {
 
     EXPECT_THAT(progress.lines, IsEmpty());
     EXPECT_EQ(progress.polls, 0);
-    EXPECT_EQ(last_trained(), Clock_stands::kNow);
+    EXPECT_EQ(last_trained(), Stopped_clock::kNow);
     EXPECT_TRUE(manager.m_modified);
     EXPECT_TRUE(manager.m_logical_tree->nodes.empty());
     EXPECT_EQ(manager.m_progress, nullptr);
@@ -517,7 +517,7 @@ TEST_F(zeWorkflowTrainTest, LearningUpdatesEachClassifierWithTheMessagesThatReac
     Learn();
 
     EXPECT_THAT(all_msgs(), ElementsAre(6, 4, 2));
-    EXPECT_EQ(last_trained(), Clock_stands::kNow);
+    EXPECT_EQ(last_trained(), Stopped_clock::kNow);
     EXPECT_TRUE(manager.m_modified);
 }
 

@@ -286,6 +286,30 @@ TEST(EngineSettingsTest, UnusedSettingsAreThoseWithAValueInFileAndWords) {
     EXPECT_THAT(settings.unused_settings(), ElementsAre("ClipValue", "MinPsSize"));
 }
 
+TEST(EngineSettingsTest, UsedSettingsAreThoseWithAGivenValue) {
+    const Options_file file(
+        "ProfileSize = 8\nMinPsSize = leave\nMaxPsSize\nUseExtParms = 1\nGeomAverage = 0\n");
+    Engine_settings settings;
+    settings.load(file.path().str());
+    settings.set({"ClipValue=2"});
+
+    EXPECT_THAT(settings.used_settings(),
+                ElementsAre(Key_value{"ClipValue", "2"}, Key_value{"ProfileSize", "8"}));
+
+    settings.set({"UseExtParms=0"});
+    EXPECT_THAT(settings.used_settings(), ElementsAre());
+}
+
+TEST(EngineSettingsTest, TrainerSwitchesAreThoseWithAGivenValue) {
+    const Options_file file("PositiveMethod = 0\nProfileSize = 8\nGeomAverage = leave\n");
+    Engine_settings settings;
+    EXPECT_THAT(settings.trainer_switches(), ElementsAre());
+
+    settings.load(file.path().str());
+
+    EXPECT_THAT(settings.trainer_switches(), ElementsAre("PositiveMethod"));
+}
+
 TEST(EngineSettingsTest, HasIsTrueForSettingsWithAGivenValue) {
     const Options_file file("ProfileSize = 7\nMinPsSize = leave\nMaxPsSize\n");
     Engine_settings settings;

@@ -10,12 +10,16 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/options/zeOptMap.h"
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kept_choices.h"
+#include "cli/model/Engine_settings.h"
 #include "tests/cli/small_kc.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/options_file.h"
 
 namespace cli {
 
@@ -74,6 +78,13 @@ std::string new_value_of(Small_kc& kc, const zeOptMap::Known_key& known) {
     return std::to_string(known.kind == zeOptMap::Kind::flag ? 1 - value : value + 1);
 }
 
+// The settings that a container's file has.
+std::vector<zeOptMap::Known_key> stored_keys() {
+    std::vector<zeOptMap::Known_key> keys = zeOptMap::known_keys();
+    std::erase_if(keys, [](const zeOptMap::Known_key& key) { return !key.is_stored; });
+    return keys;
+}
+
 bool set(Small_kc& kc, const std::vector<std::string>& words) {
     return set_kc_settings(kc.Pointer(), setting_values(words));
 }
@@ -109,6 +120,10 @@ TEST(KcOptionsTest, EachSetValueIsReturned) {
         Small_kc kc;
         const std::string value = new_value_of(kc, known);
         ASSERT_NE(value_of(kc, known.key), value);
+        if (!known.is_stored) {
+            EXPECT_THROW(set(kc, {std::string(known.key) + "=" + value}), Usage_error);
+            continue;
+        }
 
         EXPECT_TRUE(set(kc, {std::string(known.key) + "=" + value}));
 
@@ -121,7 +136,7 @@ TEST(KcOptionsTest, EachSetValueIsReturned) {
 
 // For each setting, the value of each classifier is compared with the value of the container.
 TEST(KcOptionsTest, DifferentValueOfAClassifierIsReported) {
-    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+    for (const zeOptMap::Known_key& known : stored_keys()) {
         SCOPED_TRACE(known.key);
         Small_kc kc;
         const zeConfig config = kc.Manager().m_config;
@@ -193,7 +208,53 @@ TEST(KcOptionsTest, SettingAChosenValueAgainMakesItTheUsers) {
     EXPECT_FALSE(set(kc, {"ProfileSize=1000"}));
 }
 
+// The value would be lost at the end of the command, without a message.
+TEST(KcOptionsTest, SettingThatNoFileHasIsRefused) {
+    const std::vector<zeOptMap::Known_key> known = {
+        {"First", zeOptMap::Kind::flag, {0, 1}},
+        {"Second", zeOptMap::Kind::flag, {0, 1}, false},
+        {"Third", zeOptMap::Kind::integer, {0, 9}},
+    };
+
+    EXPECT_EQ(keeping_problem("First", known), "");
+    EXPECT_EQ(keeping_problem("Third", known), "");
+    EXPECT_EQ(
+        keeping_problem("Second", known),
+        "Second is read from options files and kept in no container; these settings are kept: "
+        "First, Third");
+    EXPECT_EQ(keeping_problem("first", known),
+              "first is read from options files and kept in no container; these settings are kept: "
+              "First, Third");
+}
+
+// If this test fails for a new setting, its row needs `.not_stored()`, or its record the field.
+TEST(KcOptionsTest, OnlyStoredSettingsAreInTheFile) {
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        SCOPED_TRACE(known.key);
+        Small_kc kc;
+        qtPtrLight<zeManager> read(new zeManager);
+        const std::string old_value = kc_setting(read, known.key).value;
+        const std::string new_value = new_value_of(kc, known);
+        zeOptMap map;
+        map.Add("UseExtParms", true);
+        map.Add(known.key, new_value.c_str());
+        map.SetKcDefaults(kc.Pointer(), true);
+
+        read_kc(*read, saved(kc.Manager()));
+
+        EXPECT_EQ(kc_setting(read, known.key).value, known.is_stored ? new_value : old_value);
+    }
+}
+
 TEST(KcOptionsTest, BadWordsAreRefusedBeforeAnythingIsRead) {
+    std::string kept_in_none =
+        " is read from options files and kept in no container; these settings are kept: ";
+    const char* separator = "";
+    for (const zeOptMap::Known_key& known : stored_keys()) {
+        kept_in_none += separator + std::string(known.key);
+        separator = ", ";
+    }
+
     const struct {
         std::string word;
         std::string refusal;
@@ -204,8 +265,8 @@ TEST(KcOptionsTest, BadWordsAreRefusedBeforeAnythingIsRead) {
         {"ProfileSize=many", R"(bad value for ProfileSize: "many" is not an integer)"},
         {"ProfileSize=0", R"(bad value for ProfileSize: "0" is not between 1 and 2147483647)"},
         {"AgeAdjustment=-0.5", R"(bad value for AgeAdjustment: "-0.5" is below 0)"},
-        {"UseExtParms=1", "UseExtParms is read from options files and kept in no container"},
-        {"GeomAverage=1", "GeomAverage is read from options files and kept in no container"},
+        {"UseExtParms=1", "UseExtParms" + kept_in_none},
+        {"GeomAverage=1", "GeomAverage" + kept_in_none},
     };
 
     for (const auto& row : rows) {
@@ -250,6 +311,49 @@ TEST(KcOptionsTest, OutputIsAValidOptionsFile) {
         out);
 
     EXPECT_EQ(out.str(), "ClipValue=3\nProfileSize=1000  # 5 at root, 6 at root/news\n");
+}
+
+// A program that embeds the library writes the same file by GetKcDefaults, Add and Dump.
+TEST(KcOptionsTest, WrittenOptionsFileIsTheOneOfTheLibrary) {
+    Small_kc kc;
+    set(kc, {"ProfileSize=77", "AgeAdjustment=0.5", "LearnSpeedScale=linear"});
+    zeOptMap map;
+    map.GetKcDefaults(kc.Pointer());
+    map.Add("UseExtParms", true);
+    const Options_file file;
+    map.Dump(file.path());
+
+    std::ostringstream out;
+    write_options_file(kc.Manager(), out);
+
+    EXPECT_EQ(out.str(), file.content());
+}
+
+TEST(KcOptionsTest, WrittenOptionsFileGivesAnotherContainerTheSettings) {
+    for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
+        SCOPED_TRACE(known.key);
+        Small_kc from;
+        set(from, {std::string(known.key) + "=" + new_value_of(from, known)});
+        std::ostringstream out;
+        write_options_file(from.Manager(), out);
+        const Options_file file(out.str());
+        Engine_settings settings;
+        settings.load(file.path().str());
+        Small_kc to;
+
+        EXPECT_TRUE(set_kc_settings(to.Pointer(), settings.used_settings()));
+
+        EXPECT_EQ(kc_settings(to.Pointer()), kc_settings(from.Pointer()));
+    }
+}
+
+TEST(KcOptionsTest, ClassifiersWithOtherValuesAreListedOnceInOrder) {
+    EXPECT_THAT(classifiers_with_other_values({}), ElementsAre());
+    EXPECT_THAT(
+        classifiers_with_other_values({{"ClipValue", "3", {}},
+                                       {"MinPsSize", "7", {{"root/news", "6"}}},
+                                       {"ProfileSize", "9", {{"root", "5"}, {"root/news", "6"}}}}),
+        ElementsAre("root", "root/news"));
 }
 
 TEST(KcOptionsTest, JsonHasNumbersForNumbers) {

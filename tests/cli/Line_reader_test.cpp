@@ -161,7 +161,7 @@ TEST(LineReaderTest, LimitCountsAllPiecesOfALine) {
     EXPECT_THAT(limited_lines_of(input, 3), ElementsAre("abc\r", "(too long)", "abc"));
 }
 
-// Returns the same byte `count` times.
+// A stream buffer of `size` bytes, which are all 'a'. It keeps only a small piece in memory.
 class Endless : public std::streambuf {
 public:
     explicit Endless(std::size_t size) : m_rest(size) {}

@@ -125,12 +125,13 @@ TEST(RecordCheckTest, JsonReportIsWritten) {
               R"("text":"3 bytes at the end belong to nothing"}]})");
 }
 
-// No damage may end the program. A damaged file may count as clean only if no tag, length or offset
-// shows the damage: a change of the data, of the padding, of the identity in the header, or of a
-// length that stays in the same slot (7 or 11 instead of 3).
+// Only damage of the magic number may raise an error. A file with a changed bit is clean exactly if
+// the bit is in the data, in the padding, in the owner's fields of the header, in the state (except
+// the stale bit), or in a length that stays in the same slot (7 or 11 instead of 3). A file that is
+// cut off behind its header is never clean.
 TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsReportedOrHarmless) {
     const std::string whole = Bytes::whole();
-    const auto is_untold = [](std::size_t at, unsigned int bit) {
+    const auto is_undetected = [](std::size_t at, unsigned int bit) {
         const bool is_other_state = at == 9 && bit != 0;
         const bool is_length_of_slot = at == 276 + 12 && (bit == 2 || bit == 3);
         const bool is_identity = at >= 4 && at < 12 && at != 9;
@@ -146,7 +147,7 @@ TEST(RecordCheckTest, EveryFlippedBitAndEveryTruncationIsReportedOrHarmless) {
             damaged[at] = static_cast<char>(static_cast<unsigned char>(damaged[at]) ^ (1U << bit));
             try {
                 const bool is_clean = check(damaged).condition == Condition::kClean;
-                EXPECT_EQ(is_clean, is_untold(at, bit));
+                EXPECT_EQ(is_clean, is_undetected(at, bit));
             } catch (const std::exception&) {
                 EXPECT_LT(at, 4U);
             }
@@ -212,7 +213,7 @@ TEST(RecordCheckTest, DamageOfAContainerIsReported) {
     }
 }
 
-// One bit of the flags may change without breaking the seal. A file without the key of its seal
+// The Unicode flag may change without breaking the seal. A file without the key of its seal
 // counts as unsealed.
 TEST(RecordCheckTest, EveryFlippedBitAndEveryCutOfASealedContainerIsFound) {
     const std::string whole = Package_bytes::whole();

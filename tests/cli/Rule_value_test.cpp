@@ -49,10 +49,16 @@ TEST(RuleValueTest, BagIsMadeByTheAnalysis) {
         double value;
     } rows[] = {
         {"\"parcels\"", {Analysis_kind::kWords}, 1.0},
-        {"\"Parcels\"", {Analysis_kind::kWords}, 0.0},
+        {"\"Parcels\"", {Analysis_kind::kWords}, 1.0},
+        {"\"PARCELS!\"", {Analysis_kind::kWords}, 1.0},
+        {"\"parcel\"", {Analysis_kind::kWords}, 0.0},
         {"\"my parcels\"", {Analysis_kind::kWords}, 0.0},
         {"concepts_in_sml", {Analysis_kind::kWords}, 2.0},
         {"\"parcel\"", {Analysis_kind::kWords, "english"}, 1.0},
+        {"\"Parcels\"", {Analysis_kind::kWords, "english"}, 1.0},
+        {"\"My Parcels\"", {Analysis_kind::kPhrases}, 1.0},
+        {"\"my parcels!\"", {Analysis_kind::kPhrases}, 0.0},
+        {"\"parcels!\"", {Analysis_kind::kWhitespace}, 0.0},
         {"\"my parcels\"", {Analysis_kind::kPhrases}, 1.0},
         {"\"Parcels!\"", {Analysis_kind::kWhitespace}, 1.0},
         {"empty_body_message", {Analysis_kind::kWords}, 0.0},

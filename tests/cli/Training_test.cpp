@@ -285,7 +285,7 @@ TEST_F(TrainingTest, TargetIsCheckedBeforeTheDataIsRead) {
     EXPECT_THROW(train_kc(m_training), Data_error);
 }
 
-// Writes a file to the container's path at a poll of the training.
+// Writes a file to the container's path each time the training polls for an interruption.
 class Overwriting : public CTProgress {
 public:
     explicit Overwriting(const Scratch_folder& folder) : m_folder(folder) {}

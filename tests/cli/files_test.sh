@@ -165,9 +165,11 @@ without_flush() {
         "$program" "$@" >out 2>err
 }
 cp first.kc a.kc
+printf 'ClipValue = 5\n' >new.options
 for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
     'tree set a.kc root/x --note1 note' 'tree move a.kc root/x root/food' \
-    'tree rename a.kc root/food/x y' 'tree delete a.kc root/food/y' 'options set a.kc ClipValue=2'; do
+    'tree rename a.kc root/food/x y' 'tree delete a.kc root/food/y' 'options set a.kc ClipValue=2' \
+    'options load a.kc new.options'; do
     command="zandrel $arguments, with a folder that cannot be flushed"
     [[ $arguments != 'tree move'* ]] || "$program" tree set a.kc root/food --type stat >out 2>err
     cp a.kc before
@@ -288,7 +290,8 @@ hold learn a.kc slow.tsv
 for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add a.kc root/x' \
     'tree apply a.kc edits.txt' \
     'tree set a.kc root/food --note1 note' 'tree move a.kc root/food root/sport' \
-    'tree rename a.kc root/food x' 'tree delete a.kc root/food' 'options set a.kc ClipValue=2'; do
+    'tree rename a.kc root/food x' 'tree delete a.kc root/food' 'options set a.kc ClipValue=2' \
+    'options load a.kc new.options'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 74 $arguments
     is err "$refused"
@@ -439,6 +442,25 @@ expect 0 learn a.kc more.tsv
 [[ $(messages a.kc) == '11 11 ' ]] || fail "$command: $(messages a.kc)"
 is_left_with a.kc first.kc
 
+# split writes both files before either takes its place.
+printf 'a\tx\nb\ty\na\tx\nb\ty\n' >whole.tsv
+start_tampered fsync split whole.tsv left.tsv right.tsv --share 0.5
+kill -s TERM "$process"
+ends 143
+exec 9>&-
+[[ -z $(find . -name '*left.tsv*' -o -name '*right.tsv*') ]] || fail "$command: left a file"
+# The second file cannot take its place, since a folder of this name has come meanwhile.
+start_tampered fsync split whole.tsv left.tsv right.tsv --share 0.5
+mkdir right.tsv
+exec 9>&-
+ends 3
+prints err 'zandrel: cannot write right.tsv: Is a directory'
+prints err 'zandrel: left.tsv has been changed all the same'
+[[ $(wc -l <left.tsv) == 2 ]] || fail "$command: left.tsv is not complete"
+rmdir right.tsv
+rm left.tsv whole.tsv
+[[ -z $(find . -name '.*right.tsv*') ]] || fail "$command: left an unfinished file"
+
 # Another process replaces the lock file right after it was opened.
 : >.a.kc.lock
 start_tampered flock learn a.kc more.tsv
@@ -507,8 +529,8 @@ PYTHON
 }
 changes=('learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree set a.kc root/food --note1 note'
     'tree rename a.kc root/food f' 'tree add a.kc root/g' 'tree move a.kc root/g root/s'
-    'tree delete a.kc root/f' 'options set a.kc ClipValue=2')
-# The last four edits need a tree, which the first four do not change.
+    'tree delete a.kc root/f' 'options set a.kc ClipValue=2' 'options load a.kc new.options')
+# The four edits from tree add on need a tree, which the first four do not change.
 prepare() {
     rm -f a.kc
     cp first.kc a.kc

@@ -16,9 +16,9 @@ cp out main.txt
 mapfile -t commands < <(names_below Subcommands)
 mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
-    'evaluate train learn classify explain rules dump check info options tree help' ]] ||
+    'evaluate split train learn classify explain rules dump check info options tree help' ]] ||
     fail "$command: other commands: ${commands[*]}"
-[[ "${topics[*]}" == 'containers data analysis settings editing figures exit-status' ]] ||
+[[ "${topics[*]}" == 'containers data analysis settings trees editing figures exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"
 expect 0 help
 cmp -s out main.txt || fail "$command: not as --help"
@@ -32,8 +32,8 @@ done
 # A command's help is about that command, and is the same in both forms.
 described=0
 for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
-    'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
-    'tree apply'; do
+    'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
+    'tree apply' 'tree dump' 'tree check'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $name --help
     is_silent err
@@ -68,7 +68,7 @@ for topic in "${topics[@]}"; do
 done
 while IFS= read -r topic; do
     [[ " ${topics[*]} " == *" $topic "* ]] || fail "a command points to the topic $topic"
-done < <(for name in "${commands[@]}" 'tree move' 'options set'; do
+done < <(for name in "${commands[@]}" 'tree move' 'tree check' 'options set' 'options load' 'options dump'; do
     # shellcheck disable=SC2086
     "$program" help $name
 done | sed -n 's/^See also: .*zandrel help //p' | tr -d ',' | tr ' ' '\n' | sort -u)
@@ -76,6 +76,7 @@ expect 0 help containers
 prints out 'unfinished .NAME.tmp-XXXXXX'
 expect 0 help figures
 prints out 'expected calibration error, over 15 bins'
+prints out 'standard deviation: the sum of squared distances from the mean is divided by K - 1'
 expect 0 help exit-status
 prints out '  143  ended by SIGTERM'
 expect 0 help analysis

@@ -121,6 +121,10 @@ done <<'END'
 64 options get shop.kc HOSTILE
 64 options set shop.kc HOSTILE
 64 options set shop.kc HOSTILE=1
+66 options load shop.kc HOSTILE
+65 options load shop.kc noHOSTILE.tsv
+66 tree check HOSTILE
+65 tree check noHOSTILE.tsv
 64 HOSTILE
 64 classify --HOSTILE
 64 classify shop.kc --max-line HOSTILE

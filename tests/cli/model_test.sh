@@ -411,7 +411,7 @@ for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
     is_silent out
 done
 mkfifo pipe  # nobody writes to it, so opening it would wait for ever
-for arguments in classify explain info 'tree show' 'options get' dump check 'learn DATA' 'evaluate DATA'; do
+for arguments in classify explain info 'tree show' 'tree dump' 'options get' 'options dump' dump check 'learn DATA' 'evaluate DATA'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 66 ${arguments% DATA} pipe $([[ $arguments != *DATA ]] || echo more.tsv)
     is err 'zandrel: cannot read pipe: not a regular file'

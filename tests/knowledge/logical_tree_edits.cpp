@@ -32,14 +32,14 @@ std::string quoted(const std::string& text) {
 
 std::string refusal_text(int code, const std::string& text,
                          const std::vector<std::string>& arguments) {
-    std::string told = "refused " + std::to_string(code) + " " + quoted(text);
+    std::string shown = "refused " + std::to_string(code) + " " + quoted(text);
     for (const std::string& argument : arguments) {
-        told += " " + quoted(argument);
+        shown += " " + quoted(argument);
     }
-    return told;
+    return shown;
 }
 
-std::string told(const Tree_model::Outcome& outcome) {
+std::string shown(const Tree_model::Outcome& outcome) {
     if (outcome.refusal) {
         return refusal_text(outcome.refusal->code, outcome.refusal->text,
                             outcome.refusal->arguments);
@@ -47,7 +47,7 @@ std::string told(const Tree_model::Outcome& outcome) {
     return outcome.is_changed ? "changed" : "found nothing to change";
 }
 
-std::string told(const qtX<zeLogicalTree>& refusal) {
+std::string shown(const qtX<zeLogicalTree>& refusal) {
     std::vector<std::string> arguments;
     for (const qtString& argument : refusal.arguments()) {
         arguments.push_back(argument.str());
@@ -55,7 +55,7 @@ std::string told(const qtX<zeLogicalTree>& refusal) {
     return refusal_text(refusal.number(), refusal.message().str(), arguments);
 }
 
-std::string told(const Tree_model::Node& node) {
+std::string shown(const Tree_model::Node& node) {
     return "id " + std::to_string(node.id) + " type " + std::to_string(node.type) + " attributes " +
            std::to_string(node.attributes) + " threshold " + std::to_string(node.threshold) +
            " category " + quoted(node.category) + " name " + quoted(node.name) + " rule " +
@@ -143,7 +143,7 @@ void Random_edits::Fail(const std::string& difference) {
 template <class Statement>
 void Random_edits::Expect(const std::string& edit, const Tree_model::Outcome& expected,
                           Statement&& statement) {
-    m_history.push_back(edit + ": " + told(expected));
+    m_history.push_back(edit + ": " + shown(expected));
     if (m_history.size() > kHistoryLength) {
         m_history.pop_front();
     }
@@ -152,7 +152,7 @@ void Random_edits::Expect(const std::string& edit, const Tree_model::Outcome& ex
         std::forward<Statement>(statement)();
         Compare(expected, m_manager.m_modified ? "changed" : "found nothing to change");
     } catch (const qtX<zeLogicalTree>& refusal) {
-        Compare(expected, told(refusal));
+        Compare(expected, shown(refusal));
     } catch (const qtxAssert& broken) {
         Compare(expected, refusal_text(Tree_model::kBrokenInvariant, broken.message().str(), {}));
     } catch (const std::exception& other) {
@@ -165,8 +165,8 @@ void Random_edits::Expect(const std::string& edit, const Tree_model::Outcome& ex
 
 void Random_edits::Compare(const Tree_model::Outcome& expected, const std::string& actual) {
     (expected.refusal ? m_refused_count : m_done_count) += 1;
-    if (actual != told(expected)) {
-        Fail(actual + " instead of " + told(expected));
+    if (actual != shown(expected)) {
+        Fail(actual + " instead of " + shown(expected));
     }
 }
 
@@ -321,7 +321,7 @@ void Random_edits::StartByMirroring() {
     root.note1 = root.note2 = "";
     m_manager.m_root = physical;
     m_model.Mirror(root);
-    Expect("mirror root " + told(root), {std::nullopt, true},
+    Expect("mirror root " + shown(root), {std::nullopt, true},
            [&] { m_tree.KCE_Add(physical, nullptr); });
 }
 
@@ -341,7 +341,7 @@ void Random_edits::Add() {
     }
     zeLogicalNode added = Stored(node);
     const Tree_model::Outcome expected = m_model.Add(node);
-    Expect("add " + told(node), expected, [&] {
+    Expect("add " + shown(node), expected, [&] {
         const unsigned int id = m_tree.AddLogicalNode(added);
         if (id != m_model.last_id || added.id != id ||
             added.physical_node != m_tree.GetNode(id).physical_node ||
@@ -441,7 +441,7 @@ void Random_edits::Change() {
         wanted.physical_node =
             OneIn(2) || wanted.physical_node == m_manager.m_root ? nullptr : m_manager.m_root;
     }
-    Expect("change to " + told(node), m_model.Change(node, is_same_physical),
+    Expect("change to " + shown(node), m_model.Change(node, is_same_physical),
            [&] { m_tree.ChangeLogicalNode(wanted); });
 }
 
@@ -470,7 +470,7 @@ void Random_edits::MirrorAdd() {
         dynamic_cast<zeSwitcher&>(*classifier).add_rule(physical, node.rule);
     }
     m_model.Mirror(node);
-    Expect("mirror " + told(node), {std::nullopt, true},
+    Expect("mirror " + shown(node), {std::nullopt, true},
            [&] { m_tree.KCE_Add(physical, classifier); });
 }
 

@@ -20,7 +20,7 @@ public:
     enum Type { kLeaf = 0, kRule = 1, kStat = 2 };
 
     static constexpr unsigned int kNoScore = 1;
-    // Stands in place of an error number if the text of the refusal is that of an assertion.
+    // The `code` of a Refusal whose text is that of an assertion. Assertions have no number.
     static constexpr int kBrokenInvariant = -1;
 
     struct Node {

@@ -149,7 +149,7 @@ TEST_F(zeLogicalTreeCopyTest, NestedLeafIsCopiedWithAllNodesBelowIt) {
 }
 
 // A mirrored deletion leaves children that name the deleted node as their parent, but are in the
-// list of its parent.
+// list of the deleted node's parent.
 TEST_F(zeLogicalTreeCopyTest, ParentOfACopyIsTheNodeThatListsIt) {
     const Id below = source.Add(5, "below");
     source.tree.KCE_Delete(source.Physical(5));

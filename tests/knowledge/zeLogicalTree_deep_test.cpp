@@ -1,12 +1,15 @@
 // Trees that are very deep. No step of an edit is recursive, so no step runs out of stack.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "zandrel/knowledge/Tree_text.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -69,6 +72,20 @@ constexpr std::size_t kDeep = 100000;
 constexpr std::size_t kDeepToAdd = 4000;
 
 constexpr std::size_t kDeepClassifiers = 10000;
+
+// With plus signs the text would take 5 GB. A level below 0 has none.
+TEST_F(zeLogicalTreeDeepTest, DeepTreeIsWrittenAsText) {
+    Add(0, ZE_STAT, "root");
+    NestLeaves(kDeep);
+    std::ostringstream out;
+
+    zandrel::Tree_text::Write(tree, 1, -static_cast<int>(kDeep), out);
+
+    const std::string text = out.str();
+    const std::string last = "\t[Leaf]\t[Score]\t[]\t[" + std::to_string(kDeep - 1) + "]\t[]\n";
+    EXPECT_EQ(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')), kDeep + 1);
+    EXPECT_TRUE(text.ends_with("\n" + last));
+}
 
 TEST_F(zeLogicalTreeDeepTest, PathOfADeepLeafIsReturnedAndFindsTheLeaf) {
     Add(0, ZE_STAT, "root");

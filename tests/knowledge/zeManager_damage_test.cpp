@@ -67,7 +67,7 @@ std::string small_container_v1() {
 }
 
 // True if a damaged record may be refused with this error.
-bool is_told_of(const qtxAll& raised) {
+bool is_error_of_damage(const qtxAll& raised) {
     const std::string text = raised.what();
     return text == "Knowledge tree is damaged" || text == "Locate error in SegBuf" ||
            text == "inserted.m_classifier_type == ZE_LEAF" || text.starts_with("Damaged item: ");
@@ -82,7 +82,7 @@ bool load_damaged(zeManager& manager, SegBuf& record, unsigned int start) {
     try {
         manager.Load(io);
     } catch (const qtxAll& raised) {
-        EXPECT_TRUE(is_told_of(raised)) << raised.what();
+        EXPECT_TRUE(is_error_of_damage(raised)) << raised.what();
         is_loaded = false;
     }
     EXPECT_LT(meter.bytes(), kMostForDamage);
@@ -195,7 +195,8 @@ void expect_stable(zeManager& manager, bool is_edited) {
     walk(read);
 }
 
-// Returns whether the record loads.
+// Checks that a record is either refused and leaves nothing behind, or has trees that stay sound
+// when they are edited. Returns whether the record loads.
 bool expect_error_or_sound_trees(unsigned short version, SegBuf& record, unsigned int start,
                                  Id turn) {
     zeManager manager;

@@ -340,8 +340,8 @@ std::string error_of(const std::string& file, bool for_classifying) {
     }
 }
 
-// If a file has two errors, either may be found first. So the test only compares whether the file
-// is refused.
+// A file is refused in both ways of reading or in neither. For one changed bit the texts of the
+// errors are equal too.
 TEST_F(zeIOClassifyingTest, FileRefusedWhenReadCompletelyIsRefusedWhenCompleted) {
     std::size_t different_texts = 0;
     for_each_changed_bit(file, [&](const std::string& damaged) {

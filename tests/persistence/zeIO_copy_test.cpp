@@ -172,7 +172,7 @@ TEST_F(zeIOCopyTest, AllTextsAreConverted) {
     EXPECT_EQ(desk.Best("goal", {"home"}), "caf\xE9");
 }
 
-// The words of the statistics are texts too, also those in the storages.
+// Learned words are texts too. They are in the record of the matcher and in that of its storage.
 TEST_F(zeIOCopyTest, LearnedWordsAreConverted) {
     zeMemoryCorpus corpus;
     const Weighted_list words = {{"na\xEFve", 3.0}};

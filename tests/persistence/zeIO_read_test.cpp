@@ -17,7 +17,7 @@ namespace {
 
 class zeIOReadTest : public testing::Test {
 protected:
-    const Clock_stands clock;
+    const Stopped_clock clock;
     Trained_desk kc;
     std::string file = saved(kc.manager);
     zeManager loaded;

@@ -89,7 +89,7 @@ TEST(zeIOWriteTest, WritingTwiceGivesEqualBytes) {
 }
 
 TEST(zeIOWriteTest, EqualContainersGiveEqualBytes) {
-    const Clock_stands clock;
+    const Stopped_clock clock;
     Trained_desk one;
     Trained_desk other;
     other.manager.m_config.kc_id = one.manager.m_config.kc_id;

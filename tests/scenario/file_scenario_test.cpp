@@ -35,7 +35,7 @@ protected:
         return {buffer->bytes.begin(), buffer->bytes.end()};
     }
 
-    const Clock_stands clock;
+    const Stopped_clock clock;
     Trained_desk stayed;
     Scratch_file file;
 };

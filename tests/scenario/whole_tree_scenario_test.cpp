@@ -221,7 +221,7 @@ TEST(WholeTreeScenarioTest, BootstrappedTreeContinuesLearning) {
 
     desk.Learn(corpus, &progress);
 
-    // The classifier of the world does not learn messages that do not reach it.
+    // The classifier of world does not learn messages that do not reach it.
     EXPECT_THAT(progress.lines,
                 ElementsAre("Preparing corpus", "total 2", "Training classifier(s)", "+1", "+1"));
     EXPECT_THAT(desk.Counts(), ElementsAre(24, 12, 8));

@@ -145,7 +145,8 @@ TEST(zeStatAllocationTest, ChangingTheResolutionIsDoneCompletelyOrNotAtAll) {
     EXPECT_LT(index, kTooMany);
 }
 
-// Without a node no space is reserved, so adding any of the results may fail.
+// The matcher has no node, whose children would say how much room the results need. So each result
+// that is added may need an allocation, which may fail.
 TEST(zeStatAllocationTest, FailedClassifyingLeavesTheAccumulatorsEmpty) {
     Three_profiles model;
     model.storage.m_num_msgs = 6;

@@ -331,7 +331,7 @@ TEST_F(zeStatMatcherCategoriesTest, RebuiltTableHasTheRemainingCategories) {
 
 // Texts.
 
-// The beginning of the text takes 10, 10 and 18 of the 1023 characters.
+// The beginning of the text takes 10 or 18 of the 1023 characters.
 TEST_F(zeStatMatcherCategoriesTest, TextsAreCutAfter1023Characters) {
     zeNode long_node(term(std::string(2000, 'n')));
     zeNode* node = &long_node;

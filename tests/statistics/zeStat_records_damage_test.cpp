@@ -27,7 +27,7 @@ Small_corpus corpus_for(const Stored_model& model) {
 
 // Runs a load. It may raise the errors that the documents list for a damaged record.
 template <class Load>
-std::string told(Load load) {
+std::string refusal_of(Load load) {
     try {
         return load();
     } catch (const qtX<zeStat_storage>& raised) {
@@ -49,7 +49,7 @@ std::string told(Load load) {
 // Reads a model in a container of two categories, uses it, and returns its record afterwards.
 std::string reload_storage(SegBuf& record, unsigned int start) {
     Stored_model model;
-    return told([&] {
+    return refusal_of([&] {
         Hio<HSegment> io(new HSegment(record, 'r'));
         io.device->Seek(static_cast<int>(start));
         model.storage->Load(io, nullptr);
@@ -65,7 +65,7 @@ std::string reload_storage(SegBuf& record, unsigned int start) {
 std::string reload_matcher(SegBuf& record, unsigned int start) {
     static const qtPtr<qtBuffer> package = Stored_matcher::package_with_model();
     Stored_matcher model(package);
-    return told([&] {
+    return refusal_of([&] {
         Hio<HSegment> io(new HSegment(record, 'r'));
         io.device->Seek(static_cast<int>(start));
         const std::unique_ptr<zeStat_matcher> matcher = model.read(io);

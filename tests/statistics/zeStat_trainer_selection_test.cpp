@@ -108,9 +108,9 @@ TEST_F(zeStatTrainerSelectionTest, ConceptIsJudgedByItsRates) {
         std::optional<double> info;
         std::optional<double> P;
         double weight;
-        double p_in;  // estimated
+        double p_in;  // before floors are applied
         double p_out;
-        double a;  // held
+        double a;  // p_in and p_out after that
         double b;
     };
 
@@ -121,11 +121,11 @@ TEST_F(zeStatTrainerSelectionTest, ConceptIsJudgedByItsRates) {
                  3.0 / 8, 1.0 / 8, 3.0 / 8},
              Row{"not inside: m / b = 1/4 / 1/2", usual, 4.0, kNone, std::log(0.5), 0.0, 0.5, 0.0,
                  0.5},
-             Row{"missing global entry: held at q, F above it", usual, kNone, 1.0, 0.0, 1.0 / 8,
+             Row{"missing global entry: raised to q, F above it", usual, kNone, 1.0, 0.0, 1.0 / 8,
                  -1.0 / 8, 1.0 / 8, 1.0 / 64},
              Row{"rare and not inside: b becomes F", usual, 1.0 / 16, kNone, std::log(0.5), 0.0,
                  1.0 / 128, 1.0 / 64, 1.0 / 32},
-             Row{"rate at the floor: nothing is held", usual, 1.0 / 4, kNone, std::log(0.5), 0.0,
+             Row{"rate at the floor: nothing is raised", usual, 1.0 / 4, kNone, std::log(0.5), 0.0,
                  1.0 / 32, 0.0, 1.0 / 32},
              Row{"only inside: b becomes F", usual, 4.0, 4.0, std::log(8.0), 0.5, 0.0, 0.5,
                  1.0 / 32},

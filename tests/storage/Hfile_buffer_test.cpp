@@ -1,5 +1,6 @@
 // Buffering of the file devices: bytes that are collected before a write, and bytes that are read
-// ahead. A string is read and written in the same way, and compared.
+// ahead. A string is the model of the file: each write also changes the string, and each read is
+// compared with it.
 #include <algorithm>
 #include <array>
 #include <cstddef>

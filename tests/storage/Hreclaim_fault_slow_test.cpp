@@ -1,4 +1,4 @@
-// A disk that fails: each call of more steps than in Hreclaim_fault_test.cpp.
+// A disk that fails at one call. Tries every call; Hreclaim_fault_test.cpp tries only some of them.
 #include <gtest/gtest.h>
 
 #include "zandrel/storage/Hfile32.h"

@@ -94,7 +94,7 @@ public:
                         .least_power = 4,
                         .largest_power = 6,
                         .rarely_largest_power = 14,
-                        .changes_an_index = 4,
+                        .steps_per_index = 4,
                         .owner_percent = 20,
                         .differs_in_place = true}) {
         m_disk.on_write = [this](std::uint64_t position, std::string_view bytes) {
@@ -186,21 +186,21 @@ private:
     // result of its own, because this byte may mark the file as stale or clean.
     void add_expected(const Record_step& step, Crash_tally tally, const Side& before) {
         tally.images = size_of(m_model.writes);
-        const std::size_t told = tally.lost + tally.torn + tally.before + tally.after;
+        const std::size_t counted = tally.lost + tally.torn + tally.before + tally.after;
         const bool was_clean = m_clean_before;
         m_clean_before = !m_model.is_stale();
         switch (step.kind) {
             case Kind::kAdd:
                 // A new item is not in the index yet, and the byte of the state comes last. So all
                 // images but the last are as before.
-                if (was_clean && told == 0) {
+                if (was_clean && counted == 0) {
                     tally.before = tally.images - 1;
                 }
                 tally.stale = tally.images - tally.lost - tally.torn - tally.before - tally.after;
                 break;
             case Kind::kDelete:
             case Kind::kRename:
-                tally.stale = tally.images - told;
+                tally.stale = tally.images - counted;
                 break;
             case Kind::kWriteIndex:
             case Kind::kReopen:

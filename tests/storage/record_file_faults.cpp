@@ -86,7 +86,7 @@ public:
                                   .least_power = 4,
                                   .largest_power = 6,
                                   .rarely_largest_power = 14,
-                                  .changes_an_index = 12});
+                                  .steps_per_index = 12});
         while (m_stages.size() <= step_count) {
             const Record_step step = source.next(model);
             const bool is_in_place = step.kind == Kind::kAdd && is_replaced_in_place(step, model);
@@ -313,7 +313,7 @@ Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t
         }
         for (const Fake_disk::Fault fault :
              {Fake_disk::Fault::kIoError, Fake_disk::Fault::kNoSpace, Fake_disk::Fault::kShort}) {
-            if (Fake_disk::can_befall(fault, calls[index]) && !testing::Test::HasFailure()) {
+            if (Fake_disk::can_happen(fault, calls[index]) && !testing::Test::HasFailure()) {
                 script.fail(index, fault, false);
                 script.fail(index, fault, true);
             }

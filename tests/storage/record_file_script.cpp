@@ -23,7 +23,7 @@ void PrintTo(const Record_step& step, std::ostream* out) {
 }
 
 Record_step Script_source::next(const Record_file_model& model) {
-    if (below(m_shape.changes_an_index) == 0) {
+    if (below(m_shape.steps_per_index) == 0) {
         return {.kind = below(3) == 0 ? Kind::kReopen : Kind::kWriteIndex};
     }
     if (below(100) < m_shape.owner_percent) {

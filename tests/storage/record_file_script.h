@@ -45,7 +45,8 @@ struct Script_shape {
     unsigned int least_power = 4;
     unsigned int largest_power = 12;
     unsigned int rarely_largest_power = 17;  // for one add in a hundred
-    unsigned int changes_an_index = 50;  // the average number of changes between two index writes
+    // On average, one step in so many writes the index, or reopens the file.
+    unsigned int steps_per_index = 50;
     // Percentage of steps that are repairs or set the owner's header fields: id, version and flags;
     // with `has_owner_states` also the state.
     unsigned int owner_percent = 2;

@@ -15,9 +15,10 @@ struct Soak_tally {
     std::size_t in_place = 0;   // items that were replaced in their place
 };
 
-// Does `step_count` steps with a new file of this device and name. The state is compared after each
-// step, the whole file after each index write. Stops at the first difference, and reports it with
-// the steps before it.
+// Does `step_count` random steps with a new file of this device and name, and with the model. After
+// each step it compares the owner's fields and the state in the header, the size of the file and
+// the number of keys. After each index write it compares the whole file. It stops at the first
+// difference, and reports the last ten steps.
 template <class Device>
 Soak_tally soak_record_file(const std::string& name, std::uint32_t seed, std::size_t step_count);
 

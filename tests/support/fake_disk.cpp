@@ -207,7 +207,7 @@ void Fake_disk::fail_at(std::size_t index, Fault kind, bool for_ever) {
     m_first = index;
 }
 
-bool Fake_disk::can_befall(Fault fault, Call call) {
+bool Fake_disk::can_happen(Fault fault, Call call) {
     switch (fault) {
         case Fault::kNoSpace:
             return call == Call::kWrite;
@@ -223,7 +223,7 @@ bool Fake_disk::meet(Call call) {
     const std::size_t index = calls.size();
     calls.push_back(call);
     const bool is_due = m_is_for_ever ? index >= m_first : index == m_first;
-    if (!m_is_faulty || !is_due || !can_befall(fault, call)) {
+    if (!m_is_faulty || !is_due || !can_happen(fault, call)) {
         return false;
     }
     failed.push_back(call);

@@ -42,7 +42,7 @@ public:
     void heal() { m_is_faulty = false; }
 
     // True if a fault of this kind can happen to this call.
-    static bool can_befall(Fault fault, Call call);
+    static bool can_happen(Fault fault, Call call);
 
     // Counts the call; returns true if it must fail. Only the fake calls use this.
     bool meet(Call call);

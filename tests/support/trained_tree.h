@@ -18,16 +18,16 @@
 #include "tests/support/small_model.h"
 
 // In the scope of such an object the clock always shows `kNow`.
-class Clock_stands {
+class Stopped_clock {
 public:
     static constexpr std::int64_t kNow = 1700000000123456;
 
-    Clock_stands() : m_before(zandrel::set_clock([] { return kNow; })) {}
+    Stopped_clock() : m_before(zandrel::set_clock([] { return kNow; })) {}
 
-    Clock_stands(const Clock_stands&) = delete;
-    Clock_stands& operator=(const Clock_stands&) = delete;
+    Stopped_clock(const Stopped_clock&) = delete;
+    Stopped_clock& operator=(const Stopped_clock&) = delete;
 
-    ~Clock_stands() { zandrel::set_clock(m_before); }
+    ~Stopped_clock() { zandrel::set_clock(m_before); }
 
 private:
     zandrel::qtClock m_before;

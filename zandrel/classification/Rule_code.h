@@ -22,7 +22,7 @@ class Rule_evaluation;
 class Rule_code {
 public:
     // REQUIRES: the value of the tree is a number.
-    // BORROWS: the tree, which must live as long.
+    // BORROWS: the tree, which must live as long as the code.
     // COST: linear in the tree; no recursion.
     explicit Rule_code(const MatchExp& tree);
 
@@ -79,7 +79,7 @@ public:
         kDivision,
         kSubstring,
         kSubstringNoCase,
-        kPause,  // returns from the steps, see Rule_code.cpp
+        kPause,  // returns from the steps, see rule_steps.cpp
         kEnd,
     };
 

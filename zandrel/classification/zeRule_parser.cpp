@@ -5,7 +5,7 @@
 //     zeRule_parser_types.cpp    number of operands, depth, types, keys
 //     zeRule_parser_build.cpp    reverse Polish notation to a tree
 //
-// Rule_code.cpp then makes flat code of the tree, and evaluates that.
+// Rule_code_compiler.cpp then makes flat code of the tree, and Rule_code.cpp evaluates that.
 //
 // From the loosest binding to the tightest, with operators of one level associating to the left:
 //

@@ -116,7 +116,7 @@ public:
     // of its result.  OWNS: caller.
     static MatchExp* recursive_construct(std::vector<ExprToken>& output, int& position, char& type);
 
-    // It is called for each key of a rule with its datatype, in the order of evaluation, while the
+    // Called for each key of a rule with its datatype, in the order of evaluation, while the
     // rule is parsed. If it returns false, the rule is refused. If the pointer is null, as at
     // first, every key passes. The code that sets it also resets it, and nothing else may parse in
     // between.

@@ -133,9 +133,10 @@ public:
     // VALID UNTIL: the view is removed from `distribution`.
     zeCorpus_view& add_msg2distribution_map(Distribution& distribution, zeNode* node,
                                             zeCorpus_view& view, int index);
-    // If the way from the root over `node` to `child` is open: adds the message to each statistical
-    // node from the root down to `node`, with `full_propogation` adds the rule nodes to
-    // `negatives`, and sets `found`. Returns whether the way is open.
+    // Returns true if the way from the root over `node` to `child` is open. The message is then
+    // added to each statistical node from the root down to `node`, with the next node of the way as
+    // its label, and `found` is set. With `full_propogation` the rule nodes are added to
+    // `negatives`.
     bool distribute_positive_msg2ancestors(zeNode* node, zeNode* child, Distribution& distribution,
                                            zeCorpus_view& view, int index, bool& found,
                                            Node_set& negatives, bool ignore_invalid);

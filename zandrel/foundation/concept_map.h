@@ -245,7 +245,7 @@ public:
         visit_all(*this, announce, visit);
     }
 
-    // The slots of the index.
+    // The number of slots of the index.
     std::size_t bucket_count() const noexcept { return m_index.size(); }
 
     // Gives the index at least `bucket_count` slots. It never shrinks.
@@ -370,8 +370,8 @@ private:
         return bits;
     }
 
-    // The chunk of position p is the one that has p + 16 in the range of its size: chunk 0 has 16
-    // entries, for 16 to 31, chunk 1 has 32, for 32 to 63.
+    // Chunk c has the positions p for which p + 16 is from 16 * 2^c to 32 * 2^c - 1: chunk 0 has
+    // those with 16 to 31, chunk 1 those with 32 to 63.
     static std::size_t chunk_of(Position position) noexcept {
         const auto width = static_cast<int>(std::bit_width(position + kFirstChunkSize));
         return static_cast<std::size_t>(width - 1 - kFirstChunkBits);

@@ -30,9 +30,9 @@ public:
                                          bool may_be_renamed);
     std::optional<std::size_t> find_id(const zeLogicalNode& parent, unsigned int id);
 
-    // To be called after a child was removed from the list and the last child took its place.
+    // Call it after a child was removed from the list and the last child took its place.
     void removed(const zeLogicalNode& parent, const zeLogicalNode& child, std::size_t place);
-    // To be called after a child got another name.
+    // Call it after a child got another name.
     void renamed(const zeLogicalNode& child, const Concept& old_name);
 
     void forget(unsigned int parent) { m_lists.erase(parent); }

@@ -41,9 +41,30 @@ void load(zeClassifier& classifier, Hio<HSegment>& io) {
 }
 
 constexpr Classifier_type kTypes[] = {
-    {ZE_RULE, false, make_switcher, make_empty_switcher, load<zeSwitcher>},
-    {ZE_STAT, true, make_matcher, make_empty_matcher, load<zeStat_matcher>},
+    {ZE_RULE, false, true, make_switcher, make_empty_switcher, load<zeSwitcher>},
+    {ZE_STAT, true, false, make_matcher, make_empty_matcher, load<zeStat_matcher>},
 };
+
+// A node has its type in one byte, and ZE_LEAF there means that it has no classifier. In a file the
+// number says whether an object is a storage or a classifier, and of which type.
+constexpr bool is_possible(unsigned int number) {
+    return number != ZE_LEAF && number != kStorageObjectType && number < 256;
+}
+
+constexpr bool are_numbers_sound() {
+    for (const Classifier_type& type : kTypes) {
+        const auto has_number = [&type](const Classifier_type& each) {
+            return each.number == type.number;
+        };
+        if (!is_possible(type.number) ||
+            std::count_if(std::begin(kTypes), std::end(kTypes), has_number) != 1) {
+            return false;
+        }
+    }
+    return true;
+}
+
+static_assert(are_numbers_sound(), "a number in kTypes is used twice, reserved, or above 255");
 
 }  // namespace
 
@@ -52,6 +73,20 @@ const Classifier_type* find_classifier_type(unsigned int number) {
         std::find_if(std::begin(kTypes), std::end(kTypes),
                      [number](const Classifier_type& type) { return type.number == number; });
     return found == std::end(kTypes) ? nullptr : found;
+}
+
+bool is_type_with_rules(unsigned int number) {
+    const Classifier_type* const type = find_classifier_type(number);
+    return type != nullptr && type->has_rules;
+}
+
+bool is_type_without_rules(unsigned int number) {
+    const Classifier_type* const type = find_classifier_type(number);
+    return type != nullptr && !type->has_rules;
+}
+
+unsigned char type_for_first_child(bool child_has_rule) noexcept {
+    return child_has_rule ? ZE_RULE : ZE_STAT;
 }
 
 }  // namespace zandrel::detail

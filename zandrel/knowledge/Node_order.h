@@ -20,8 +20,8 @@ zeNode* node_of(const std::pair<zeNode* const, Value>& element) noexcept {
     return element.first;
 }
 
-// Returns the nodes of a hash table, which are its elements or its keys, by ascending id. The order
-// of a table keyed by addresses differs from run to run, so no result may depend on it.
+// Returns the nodes that are the elements or the keys of a hash table, by ascending id. The table
+// is keyed by addresses, so its own order differs from run to run, and no result may depend on it.
 template <class Table>
 std::vector<zeNode*> in_id_order(const Table& table) {
     std::vector<zeNode*> nodes;

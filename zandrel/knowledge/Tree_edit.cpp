@@ -14,6 +14,7 @@
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -47,7 +48,7 @@ public:
             return;
         }
         zeLogicalNode parent = m_tree.GetNode(node.parent);
-        parent.type = node.rule.empty() ? ZE_STAT : ZE_RULE;
+        parent.type = detail::type_for_first_child(!node.rule.empty());
         change(parent);
     }
 
@@ -65,7 +66,7 @@ public:
     void move(const zeLogicalNode& node, unsigned int new_parent) {
         const zeLogicalNode* const from = m_tree.NearestClassifierNode(node.parent);
         const zeLogicalNode* const to = m_tree.NearestClassifierNode(new_parent);
-        if (from == to && to != nullptr && to->type == ZE_STAT) {
+        if (from == to && to != nullptr && detail::is_type_without_rules(to->type)) {
             return;  // Only links change.
         }
         zeLogicalNode moved = node;
@@ -91,7 +92,8 @@ public:
         }
         Logical_nodes sons;
         m_tree.GatherSons(&node, sons);
-        if (!sons.empty() && node.type != ZE_RULE && wanted.type != ZE_RULE) {
+        if (!sons.empty() && !detail::is_type_with_rules(node.type) &&
+            !detail::is_type_with_rules(wanted.type)) {
             // The classifier above gains or loses the sons. In both cases `gain` notes that it
             // changes.
             gain(classifier_from(node.parent));

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 #define ZANDREL_KNOWLEDGE_ZELOGICALTREE_H_
 
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <vector>
@@ -12,6 +13,8 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/storage/Hio.h"
 
+class BaseLPWrapper;
+class Rule_checker;
 class zeClassifier;
 class zeManager;
 class zeStat_matcher;
@@ -39,6 +42,13 @@ struct ZANDREL_EXPORT zeLogicalNode {
     zeNode* physical_node = nullptr;     // BORROWS: the node that this one mirrors
 };
 
+// A rule of the tree.
+struct ZANDREL_EXPORT RuleInfo {
+    unsigned int id = 0;              // of the logical node that the rule selects
+    Rule_checker* checker = nullptr;  // BORROWS: from the rule classifier that has the rule
+    Concept top_category;             // see `GetAllRules`
+};
+
 // The user's model of a knowledge container, beside the physical tree that classification walks.
 // zeLogicalTree.cpp shows both trees in a drawing. A zeManager makes a logical tree and owns it by
 // a counted pointer.
@@ -57,7 +67,7 @@ public:
     // Bits of the kinds of change, as `VerifyChange` returns them.
     static constexpr int kPhysicalChange = 1;   // work on the classifiers, or another name
     static constexpr int kAttributeChange = 2;  // category, attributes, threshold, notes
-    // Returned by `VerifyMove` for a move between two places under one statistical classifier.
+    // Returned by `VerifyMove` for a move between two places under one classifier without rules.
     static constexpr int kMoveOfLinks = 4;
 
     // BORROWS: `owner`, which must outlive this.
@@ -104,17 +114,16 @@ public:
 
     // Edits.
 
-    // Adds a node under `node.parent`, 0 for the root, and returns its id, which is stored in it
-    // with `physical_node`. It starts without children, whatever `node` has.
-    // RAISES: "clafer" for an unknown parent.
-    // COST: as VerifyCategoryName.
+    // Adds a node under `node.parent`, which is 0 for the root. Returns its id, and stores the id
+    // and `physical_node` in `node`. The new node has no children, whatever `node` has. RAISES:
+    // "clafer" for an unknown parent. COST: as VerifyCategoryName.
     unsigned int AddLogicalNode(zeLogicalNode& node);
     // Deletes a node with all below it. With `remove_concepts` a statistical classifier removes
     // the counts of the categories from its table of all concepts.
     // COST: linear in the concepts of the classifier above, which selects its features again.
     void DelLogicalNode(unsigned int id, bool remove_concepts);
     // Moves a node, with all below it, under another parent. The new parent may not be below the
-    // node: in neither tree, neither by lists of children nor by the parents that nodes name.
+    // node in either tree, whether we follow the lists of children or the parents that nodes name.
     // COST: linear in the nodes below it and in the depth; between two classifiers also the cost of
     // deleting and adding.
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
@@ -123,7 +132,10 @@ public:
     // that no classifier has is refused like any switch of type that is not allowed. So is the
     // change of a leaf with children to a rule node, since the children have no rules.
     void ChangeLogicalNode(const zeLogicalNode& node);
-    // Replaces the root's classifier by one of the other kind, while the root has no children.
+    // Replaces the root's classifier by one of another type. Nothing happens without a root, and if
+    // it has this type already.
+    // RAISES: 16 "Invalid new root type" for a type that no classifier has; 16 "Cannot change root
+    // type" if the root has children.
     void ChangeRootType(int type);
 
     // Functions that mirror a change of the physical side.
@@ -178,6 +190,31 @@ public:
     // parents a program has linked to a circle: no path leads to it.
     void GetNodePath(unsigned int id, qtString& path) const;
 
+    // Rules. They change only second forms of concepts, so the container is not marked as modified.
+
+    // Appends each rule of the tree; a node's rules come before those below it. A default has no
+    // rule. If the root is a rule node, the top category of a rule is the name of the node on the
+    // first level below which the rule is. It is empty for the rules of the first level itself.
+    // Under any other root it is "None".
+    // RAISES: the assertion "sw" if a rule node has no rule classifier.
+    void GetAllRules(std::vector<RuleInfo>& rules) const;
+    // Does the same for a node and all nodes below it. `top`: of the node's own rules. Below, an
+    // empty top category is replaced by the name of the node's child on the way. A node that is
+    // reached twice, in a tree that a program has linked to a circle, is looked at once.
+    void RecursiveGetAllRules(const zeLogicalNode& node, Concept top,
+                              std::vector<RuleInfo>& rules) const;
+    // A function of the caller's language processing, which gives a rule's word the form that bags
+    // have: (the caller's argument, the word, the form to set, the rule's top category). The form
+    // is empty before the call; empty means no other form.
+    using Concept_processor = void (*)(BaseLPWrapper*, const Concept&, Concept&, const Concept&);
+    // Gives each concept of each rule the second form that the function sets
+    // (zeConceptInDoc::m_processed). A form that equals the concept is no other form. Returns
+    // whether a second form has changed. Files do not have second forms, and a rule that is changed
+    // or copied loses them: call this again then.
+    // REQUIRES: nothing is being classified.
+    // RAISES: as GetAllRules, and what the function raises; earlier concepts then have their forms.
+    bool ProcessConceptRules(Concept_processor process, BaseLPWrapper* wrapper) const;
+
     // Copies.
 
     // Copies a node of `source`, which may be another tree, with all below it, under the node of id
@@ -202,6 +239,31 @@ public:
     // RAISES: what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". The nodes read
     // before remain.
     void Load(Hio<HSegment>& io);
+
+    // The text form: one line for each node, parents before their children. docs/formats/tree.md
+    // describes it. Thresholds, notes and trained statistics are not in it.
+
+    // Writes the whole tree, replacing the file. White space in names and rules is written as
+    // blanks. An empty tree gives an empty file.
+    // RAISES: 0 "Can't open file " and the path; 0 "Can't write file " and the path, if only a part
+    // was written (argument of both: the path).
+    void DumpText(const qtString& path) const;
+    // Adds the nodes of a file to the tree, which should be empty: otherwise the first line is
+    // refused. Empty lines are skipped. A name that differs from its category switches the manager
+    // to 55 compatibility mode. The rule "default" is refused; see zandrel::Tree_text for another
+    // treatment. The ids begin at 1.
+    // RAISES: 0 "Can't open file " and the path (argument: the path); what
+    // zandrel::Tree_text::AddLine raises for the first bad line. The nodes of the lines before it
+    // remain.
+    void LoadText(const qtString& path);
+    // Writes a node and all nodes below it, as zandrel::Tree_text::Write. Nothing recurses: a deep
+    // tree needs no deep stack.
+    void RecursiveWriteText(std::basic_fstream<char>& out, unsigned int id, int level) const;
+    // The text in brackets, with a blank for each white space byte.
+    qtString PutString(const qtString& text) const;
+    // The text in the brackets of a field.
+    // RAISES: 1 the field and " : invalid input string" (argument: the field), without brackets.
+    qtString GetString(const qtString& field) const;
 
     // Steps of the edits.
 
@@ -235,6 +297,9 @@ public:
 private:
     zeLogicalNode* Find(unsigned int id) const;
     const zeLogicalNode* FindChildByName(const zeLogicalNode& parent, const Concept& name) const;
+
+    void AppendRules(const zeLogicalNode& node, const Concept& top,
+                     std::vector<RuleInfo>& rules) const;
 
     void ChangeClassifier(zeLogicalNode& node, unsigned char type);
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);

@@ -17,6 +17,8 @@
 
 namespace {
 
+using zandrel::detail::is_type_with_rules;
+
 [[noreturn]] void refuse(int code, const qtString& text) {
     throw qtX<zeLogicalTree>(code, text);
 }
@@ -89,7 +91,7 @@ void zeLogicalTree::ChangeParentToClassifier(const zeLogicalNode& parent,
         return;  // The child becomes a further category of the classifier above.
     }
     zeLogicalNode changed = parent;
-    changed.type = child.rule.empty() ? ZE_STAT : ZE_RULE;
+    changed.type = zandrel::detail::type_for_first_child(!child.rule.empty());
     changed.attributes = static_cast<unsigned char>(changed.attributes | zeNode::NoScore);
     ChangeLogicalNode(changed);
 }
@@ -121,11 +123,11 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
 }
 
 // One of the two types is ZE_LEAF. Only a classifier without rules takes over the sons of a leaf,
-// or has sons that can move up: a rule node changes its type only if it has no children.
+// or has sons that can move up: a node with rules changes its type only if it has no children.
 void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     std::vector<zeLogicalNode*> sons;
     if (type == ZE_LEAF) {
-        if (node.type != ZE_RULE) {
+        if (!is_type_with_rules(node.type)) {
             GatherSons(&node, sons);
         }
         if (!sons.empty()) {
@@ -136,7 +138,7 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     } else {
         RepairLeaf(node);
         zeClassifier* const made = manager->AddClassifier(node.physical_node, type);
-        if (type != ZE_RULE) {
+        if (!is_type_with_rules(type)) {
             GatherSons(&node, sons);
         }
         if (!sons.empty()) {

@@ -1,14 +1,32 @@
-// Paths of zeLogicalTree. Example: a node "c\d" below a node "a/b" below the root "r" has the path
+// Paths and rules of zeLogicalTree.
+//
+// Example of a path: a node "c\d" below a node "a/b" below the root "r" has the path
 // "r/a\/b/c\\d".
+//
+// Example of the rules and their top categories. The root is a rule node; mail and work are rule
+// nodes too. other is the default of the root, so it has no rule:
+//
+//     root
+//       mail             $from(?)     top category: empty
+//         work           "office"     mail
+//           invoices     "invoice"    mail
+//       other            default      not in the list
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
 #include <cstddef>
 
+#include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Children_index.h"
 #include "zandrel/knowledge/fixed_names.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
 
 namespace {
+
+constexpr const char* kNoTopCategory = "None";
 
 constexpr char kSeparator = '/';
 constexpr char kEscape = '\\';
@@ -100,4 +118,80 @@ void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {
         }
         append_escaped(path, name->view());
     }
+}
+
+void zeLogicalTree::GetAllRules(std::vector<RuleInfo>& rules) const {
+    const zeLogicalNode* const root = Find(zandrel::kRootId);
+    if (root != nullptr) {
+        const bool has_rules = root->type == ZE_RULE;
+        RecursiveGetAllRules(*root, has_rules ? Concept() : Concept::insert(kNoTopCategory), rules);
+    }
+}
+
+// The name keeps its "Recursive", since callers know it; a deep tree would overflow the stack of
+// the thread, so nodes wait on a stack of our own, the next one on top.
+void zeLogicalTree::RecursiveGetAllRules(const zeLogicalNode& node, Concept top,
+                                         std::vector<RuleInfo>& rules) const {
+    struct Waiting {
+        const zeLogicalNode* node;
+        Concept top;
+    };
+
+    hash_set<unsigned int> seen = {node.id};
+    std::vector<Waiting> waiting = {{&node, top}};
+    while (!waiting.empty()) {
+        const Waiting next = waiting.back();
+        waiting.pop_back();
+        AppendRules(*next.node, next.top, rules);
+        const std::size_t first_child = waiting.size();
+        for (const unsigned int id : next.node->children) {
+            const zeLogicalNode* const child = Find(id);
+            if (child != nullptr && seen.insert(id).second) {
+                waiting.push_back({child, next.top.empty() ? child->name : next.top});
+            }
+        }
+        std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first_child), waiting.end());
+    }
+}
+
+// Appends the rules of the node's own classifier.
+void zeLogicalTree::AppendRules(const zeLogicalNode& node, const Concept& top,
+                                std::vector<RuleInfo>& rules) const {
+    if (node.type != ZE_RULE) {
+        return;
+    }
+    auto* const sw = node.physical_node == nullptr
+                         ? nullptr
+                         : dynamic_cast<zeSwitcher*>(
+                               manager->m_physical_tree->get_classifier(node.physical_node));
+    ZANDREL_ASSERT(sw != nullptr, "sw");
+    for (const unsigned int id : node.children) {
+        const zeLogicalNode& child = GetNode(id);
+        const auto rule = sw->m_rules.find(child.physical_node);
+        if (child.physical_node != sw->m_default && rule != sw->m_rules.end()) {
+            rules.push_back({child.id, &rule->second, top});
+        }
+    }
+}
+
+bool zeLogicalTree::ProcessConceptRules(Concept_processor process, BaseLPWrapper* wrapper) const {
+    std::vector<RuleInfo> rules;
+    GetAllRules(rules);
+    bool is_changed = false;
+    for (const RuleInfo& rule : rules) {
+        std::vector<zeConceptInDoc*> operands;
+        rule.checker->root().CollectConcepts(operands);
+        for (zeConceptInDoc* const operand : operands) {
+            Concept form;
+            process(wrapper, operand->m_concept, form, rule.top_category);
+            if (form == operand->m_concept) {
+                form = Concept();
+            }
+            if (form != operand->m_processed) {
+                operand->m_processed = form;
+                is_changed = true;
+            }
+        }
+    }
+    return is_changed;
 }

@@ -17,6 +17,9 @@
 
 namespace {
 
+using zandrel::detail::is_type_with_rules;
+using zandrel::detail::is_type_without_rules;
+
 using Arguments = std::vector<qtString>;
 
 [[noreturn]] void refuse(int code, const qtString& text, const Arguments& arguments = {}) {
@@ -104,6 +107,7 @@ void zeLogicalTree::VerifyRule(const zeLogicalNode& parent, const qtString& rule
         verify_syntax(rule);
         return;
     }
+    // Only a switcher has a category for messages that no other rule selects.
     if (parent.id == 0 || parent.type != ZE_RULE) {
         return;
     }
@@ -149,8 +153,8 @@ void zeLogicalTree::VerifyAddAtTop(const zeLogicalNode& node) const {
 void zeLogicalTree::VerifyAddBelow(const zeLogicalNode& parent, const zeLogicalNode& node) const {
     const bool has_rule = !node.rule.empty();
     const bool takes_rule =
-        parent.type == ZE_RULE || (parent.type == ZE_LEAF && parent.children.empty());
-    if (has_rule ? !takes_rule : parent.type == ZE_RULE) {
+        is_type_with_rules(parent.type) || (parent.type == ZE_LEAF && parent.children.empty());
+    if (has_rule ? !takes_rule : is_type_with_rules(parent.type)) {
         refuse(7, "Mixing rules and statistics on the same level");
     }
     if (has_rule) {
@@ -202,7 +206,7 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
     VerifyNodeName(moved);
     const zeLogicalNode* const from = NearestClassifierNode(node->parent);
     const zeLogicalNode* const to = NearestClassifierNode(new_parent);
-    if (from == to && to != nullptr && to->type == ZE_STAT) {
+    if (from == to && to != nullptr && is_type_without_rules(to->type)) {
         return kMoveOfLinks;
     }
     VerifyCacheSize();
@@ -218,7 +222,7 @@ int zeLogicalTree::VerifyMove(unsigned int id, unsigned int new_parent) const {
         VerifyMerge(classifier, sons);
     }
     // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): GetRealParent has found its classifier.
-    if (to->type == (has_rule ? ZE_STAT : ZE_RULE)) {
+    if (has_rule ? is_type_without_rules(to->type) : is_type_with_rules(to->type)) {
         refuse(7, "Mixing rules and statistics on the same level");
     }
     if (node->rule == zandrel::kDefaultRule) {
@@ -273,14 +277,15 @@ void zeLogicalTree::VerifyTypeChange(const zeLogicalNode& from, unsigned char ty
     if (from.parent == 0) {
         refuse(16, "Cannot change root node type");
     }
-    // A switcher takes only children with rules; these would remain in the classifier above.
-    if (type == ZE_RULE && (!from.children.empty() || has_physical_children(from))) {
+    // A classifier with rules takes only children with rules; these children would remain in the
+    // classifier above.
+    if (is_type_with_rules(type) && (!from.children.empty() || has_physical_children(from))) {
         refuse(15, "Cannot switch node type");
     }
     if (!has_physical_children(from)) {
         return;
     }
-    if (from.type == ZE_RULE) {
+    if (is_type_with_rules(from.type)) {
         refuse(15, "Cannot change the type of a rule node with children");
     }
     if (from.type == ZE_LEAF) {

@@ -71,7 +71,7 @@ public:
     // RAISES: qtX<zeManager> 0 "Invalid classifier type" (argument: the type) for a type that no
     // classifier has.
     zeClassifier* AddClassifier(zeNode* node, unsigned int type);
-    // zePhysicalTree::delete_classifier.
+    // Does what zePhysicalTree::delete_classifier does.
     void DelClassifier(zeNode* node);
 
     // Starts a new container with a statistical root of that name, which is not scored.
@@ -116,7 +116,7 @@ public:
     // Empties the container as `Release()` does, but keeps `m_io`.
     void ReleaseContent();
 
-    // zeInterrupts on the current operation's progress object, if there is one.
+    // Calls zeInterrupts with the progress object of the current operation, if there is one.
     void check_interrupt();
 
     unsigned int m_last_object_id = 0;  // the object id given last

@@ -29,7 +29,7 @@ public:
 
     // Returns the first place of `child` in `children`; -1 if it is not among them.
     int find(const std::vector<zeNode*>& children, const zeNode* child);
-    // To be called after a child was removed and the last child took its place.
+    // Call it after a child was removed and the last child took its place.
     void removed(const std::vector<zeNode*>& children, const zeNode* child, std::size_t place);
     void clear();
 

@@ -69,7 +69,7 @@ public:
     // Changes a node's type. A node that becomes a leaf loses NoScore, any other gets it.
     void ChangeType(zeNode* node, unsigned int type);
     // Erases a node. Children that it still has lose their parent.
-    // REQUIRES: it is unlinked from its parent and its classifier is dealt with.
+    // REQUIRES: no other node has it as a child, and no classifier has it as its node.
     void DeleteCat(zeNode* node);
     // Copies a subtree, which may be another tree's, under new ids and without classifiers;
     // records each copy in `mapping` and returns the copy of `source`. If memory runs out, the

@@ -85,7 +85,7 @@ private:
         std::uint32_t entry = 0;
     };
 
-    static constexpr std::size_t kFewestSlots = 128;  // a power of two, as all counts of slots
+    static constexpr std::size_t kFewestSlots = 128;  // a power of two, like every count of slots
 
     bool is_used(std::size_t slot) const noexcept { return m_slots[slot].filling == m_filling; }
 

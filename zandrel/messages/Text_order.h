@@ -19,7 +19,8 @@ struct Text_key {
     std::size_t index;          // in the list
 };
 
-// Returns the first eight bytes of a text as a number that is smaller for a lesser text.
+// Returns the first eight bytes of a text as a number. If two texts have different numbers, the
+// text with the smaller number comes first.
 std::uint64_t first_bytes(std::string_view text) noexcept;
 
 inline Text_key text_key(const Concept& from, std::size_t index) noexcept {

@@ -59,7 +59,7 @@ private:
 
 namespace zandrel::detail {
 
-// The nodes of one message, as a set: a classifier asks for each of its nodes whether it is there.
+// The nodes of one message, as a set. A classifier looks each of its own nodes up in it.
 class ZANDREL_EXPORT Relevant_nodes {
 public:
     // BORROWS: the message, whose nodes may not change.

@@ -35,6 +35,8 @@ public:
         Kind kind;
         // The integers that have a meaning. SetKcDefaults accepts all others too.
         zandrel::Setting_range range;
+        // False if the file of a container does not have the setting.
+        bool is_stored = true;
     };
 
     zeOptMap() = default;

@@ -98,7 +98,8 @@ void write_setting(zeOptMap& map, const Setting& row, const zeManager& manager) 
 std::vector<zeOptMap::Known_key> zeOptMap::known_keys() {
     std::vector<Known_key> keys;
     for (const Setting* const row : kRowsOf<Setting_table::kOptionOrder>) {
-        keys.push_back({row->name, row->kind, row->range});
+        keys.push_back(
+            {row->name, row->kind, row->range, row->stored != zandrel::Stored_form::none});
     }
     return keys;
 }

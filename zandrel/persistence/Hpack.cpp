@@ -262,7 +262,7 @@ void Hpack::RequirePackage() const {
     }
 }
 
-// Closes the device and makes the object as it was before the first `Open`.
+// Closes the device and resets the object to its state before the first `Open`.
 void Hpack::Abandon() noexcept {
     try {
         io.device->Close();

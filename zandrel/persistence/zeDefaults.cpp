@@ -32,7 +32,7 @@ constexpr std::string_view kFirst[] = {"UseLikelihoodInTrain",
                                        "KeywordsFrequency",
                                        "UseNewZC"};
 
-static_assert(name_each_once({kFirst, kBeforeMarker, kAfterMarker, kLast}, is_stored),
+static_assert(name_each_once({kFirst, kBeforeMarker, kAfterMarker, kLast}, is_stored_with_models),
               "the record of zeDefaults lacks a setting that is stored, or has one twice");
 
 }  // namespace

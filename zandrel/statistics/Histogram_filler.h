@@ -46,7 +46,7 @@ public:
     void add(const zeMsg& msg, const zeCorpus_view::Msg& entry);
 
 private:
-    // The number of messages whose bins are found before any of them is entered.
+    // The greatest number of messages whose bins are found before the first of them is entered.
     static constexpr std::size_t kBlockSize = 16;
 
     // A message of the block that belongs to a category.

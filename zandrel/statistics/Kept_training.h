@@ -39,7 +39,8 @@ struct Kept_training {
     Part concept_infos;
     std::vector<Part> profiles;
     bool has_concepts = false;
-    // As of the load: a setting can make weights below 0 (zeStat_storage::has_signed_settings).
+    // True if, at the time of the load, a setting could make weights below 0
+    // (zeStat_storage::has_signed_settings).
     bool has_signed_settings = false;
 
 private:

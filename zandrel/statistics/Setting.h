@@ -33,7 +33,9 @@ namespace zandrel {
 // How the text of a setting is read.
 enum class Setting_kind { flag, integer, unsigned_integer, real, learn_speed };
 
-// The form of a setting in the records of zeDefaults and zeStat_storage.
+// The form of a setting in the records of zeDefaults and zeStat_storage. For a setting of zeConfig,
+// which writes its record itself, it only matters whether the form is `none`: the setting is then
+// not in a file.
 enum class Stored_form { none, flag, inverted_flag, byte, integer, real };
 
 // The integers that have a meaning.
@@ -245,6 +247,7 @@ constexpr Setting of_containers(const char* key) {
     setting.name = key;
     setting.kind = detail::kind_of_type<Value>();
     setting.is_real = std::is_floating_point_v<Value>;
+    setting.stored = detail::form_of_type<Value>();
     setting.in_config = detail::place_of<Field>();
     if (setting.kind == Setting_kind::unsigned_integer) {
         setting.range.greatest = kGreatestUnsigned;

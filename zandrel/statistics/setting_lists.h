@@ -78,8 +78,8 @@ constexpr bool is_of_models(const Setting& setting) {
     return setting.flag != nullptr;
 }
 
-constexpr bool is_stored(const Setting& setting) {
-    return setting.stored != Stored_form::none;
+constexpr bool is_stored_with_models(const Setting& setting) {
+    return is_of_models(setting) && setting.stored != Stored_form::none;
 }
 
 constexpr const Setting_place<zeDefaults>& place_in(const Setting& row, const zeDefaults&) {

@@ -82,10 +82,9 @@ public:
     void build_num_msgs4profile();
     // Reduces the concepts' protection from deletion by the number of the bulk's messages. In a
     // first bulk it also cuts each profile to its limit, and scales the table of all concepts and
-    // the totals by the same amount. zeStat_diet_learner_scaling.cpp has an example.
-    // RAISES: the assertions "num_profiles - num_junk_profiles", "geom_average" and
-    // "arithm_average".
-    // REQUIRES: `build_num_msgs4profile`.
+    // the totals by the share of their weight that all profiles together keep.
+    // zeStat_diet_learner_scaling.cpp has an example. RAISES: the assertions "num_profiles -
+    // num_junk_profiles", "geom_average" and "arithm_average". REQUIRES: `build_num_msgs4profile`.
     void prepare4training(bool first);
     // Returns the limit that a first bulk would cut each profile's weight to, by index. A profile
     // that weighs less is not cut. The list is empty if nothing was counted yet.

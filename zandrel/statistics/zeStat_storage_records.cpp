@@ -36,7 +36,7 @@ constexpr std::string_view kBeforeTotals[] = {
     "MaxRlimit",         "KeywordsFrequency", "UseNewZC"};
 
 static_assert(name_each_once({kBeforeMessages, kBeforeTotals, kBeforeMarker, kAfterMarker, kLast},
-                             is_stored),
+                             is_stored_with_models),
               "the record of zeStat_storage lacks a setting that is stored, or has one twice");
 
 // The fewest bytes of the entries of each list.

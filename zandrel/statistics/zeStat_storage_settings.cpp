@@ -21,7 +21,7 @@ template <class Record>
 struct Anything {
     template <class Value>
     requires(!std::is_same_v<Value, Record>) constexpr operator Value()
-        const;  // NOLINT(google-explicit-constructor): converts silently
+        const;  // NOLINT(google-explicit-constructor): must be implicit
 };
 
 // The number of fields of a plain record: the greatest number of values that can initialise it.

@@ -135,7 +135,8 @@ public:
     zeStat_matcher* m_matcher = nullptr;      // BORROWS: a matcher on the same storage, or null
     std::vector<unsigned int> m_msg_indices;  // positions in the view: the training set
     bool m_model_is_matched = false;          // the table of `m_matcher` is up to date
-    // Candidates from outside a profile: [0] regular concepts, [1] rare ones; or all in one list.
+    // Candidates from outside a profile: [0] has the regular concepts, [1] the rare ones. With
+    // UseNewZC or the positive method, all candidates are in `m_all_concepts` instead.
     // VALID UNTIL: the next training or learning, which compacts the tables.
     std::array<std::vector<Concept_infos::iterator>, 2> m_concept_lists;
     std::vector<Concept_infos::iterator> m_all_concepts;

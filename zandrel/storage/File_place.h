@@ -1,4 +1,4 @@
-// File_place: the position, size and buffer of an open file, which save a file device system calls.
+// File_place: the position, size and buffer of an open file. They save system calls.
 #ifndef ZANDREL_STORAGE_FILE_PLACE_H_
 #define ZANDREL_STORAGE_FILE_PLACE_H_
 

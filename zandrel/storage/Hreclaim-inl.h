@@ -388,7 +388,7 @@ void Hreclaim<F>::Create(const qtString& name) {
     io.device->Close();
 }
 
-// Makes the object as it was before the first `Open`, except for the device's name. Unwritten
+// Resets the object to its state before the first `Open`, except for the device's name. Unwritten
 // changes of the index are lost, so a later Close changes no file.
 template <class F>
 void Hreclaim<F>::Abandon() noexcept {

@@ -16,9 +16,9 @@ public:
 
     // The type of a pair's value. Files contain the number, in one byte. An even number from 2 to
     // 12 is a single value, and the next odd number is a list of such values. Every value is stored
-    // as a text. The engine treats only language strings and lists differently; the other types are
-    // for applications, which read the text by them. A file may contain numbers that have no name
-    // here.
+    // as a text. The engine treats only language strings and lists differently; an
+    // application can choose by the other types how it reads the text. A file may contain numbers
+    // that have no name here.
     enum NvpType : std::uint32_t {
         kDeleted = 0,          // a pair that an open edit has deleted
         kOldList = 1,          // a list in the form of earlier versions
