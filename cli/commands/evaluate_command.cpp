@@ -47,7 +47,6 @@ Examples:
   zandrel evaluate shop.kc shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
-  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
   zandrel evaluate --cv 5 shop.tsv
   zandrel evaluate --holdout 0.2 shop.tsv --analysis words
 
