@@ -29,7 +29,7 @@ ZANDREL_EXPORT void destroy_shared(Ptr_block* block) noexcept;
 // pointer to a derived class can become a pointer to its base.
 //
 // Threads: one at a time in the whole process, since counts are plain integers. The library itself
-// copies such pointers, so two threads may share an object even if they copy no pointer.
+// copies such pointers, so two threads can change one count even if the caller copies no pointer.
 template <class T>
 class qtPtrLight {
 public:

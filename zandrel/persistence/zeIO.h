@@ -30,9 +30,9 @@ struct zeNode;
 //   that we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the
 //   id).
 // - If writing fails, the file is not a valid container.
-// The package is closed at the end of each operation, also after an error. A form other than the
-// plain one raises 9 "Cached form of a KC is not available" before anything changes. A buffer
-// always has the plain form, and the mode's form is ignored.
+// The package is closed at the end of each load, dump and copy, also after an error. A form other
+// than AUTO_IO and DIRECT_IO raises 9 "Cached form of a KC is not available" before anything
+// changes. A buffer always has the plain form, and the mode's form is ignored.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT zeIO {
 public:
@@ -65,8 +65,8 @@ public:
     // manager's `m_io` is the same afterwards, also after an error.
     // RAISES: as DumpKC, with number 4 instead of 3; the errors of ConvertEncoding.
     void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter, CTProgress* progress);
-    // Sets or clears the Unicode flag of a closed file. The form and version of this object and of
-    // the manager become the file's.
+    // Sets or clears the Unicode flag of a closed file. The form and version of this object, and
+    // the version of the manager, become the file's.
     void SetUnicodeFlag(const qtString& file, bool flag);
 
     // Returns the limit of the classifier cache; 0 if there is no cache, and so all classifiers are

@@ -57,8 +57,8 @@ public:
     // selection more.
     void learn(zeCorpus_view& view, bool first);
 
-    // Categories. None of the three functions changes other profiles. `clear_cat` and `delete_cat`
-    // return false and change nothing for a category without a profile.
+    // Categories. None of the three functions changes the counts of other profiles. `clear_cat` and
+    // `delete_cat` return false and change nothing for a category without a profile.
 
     // Takes the category's influence out of the totals and empties its profile. With
     // `remove_concepts`, also subtracts its weights from the table of all concepts.

@@ -74,7 +74,8 @@ struct ZANDREL_EXPORT zeSetDefaults {
 // index must not be used after a deletion. The index that equals the number of profiles is the end
 // value: there is no such profile.
 //
-// Errors: none of its own; an index out of range is undefined.
+// Errors: those of `Dump`, `Load` and `complete`, and of functions that call `complete`. An index
+// out of range is undefined.
 // Threads: one at a time in the whole process. Even classification writes to the model, if an
 // `m_match_value` is not 0.
 class ZANDREL_EXPORT zeStat_storage : public zeBase {
@@ -217,7 +218,7 @@ public:
     void clear();
     // Forgets the training and keeps the categories.
     void create_skeleton();
-    // Empties one profile. The table of all concepts keeps the weights that it added.
+    // Empties one profile. The table of all concepts keeps the weights that the profile added.
     void clear_profile(int& iprofile);
     // Gives a histogram its bins, all zero, if it has another number of bins: a compact record has
     // no bins.
@@ -235,17 +236,18 @@ public:
     // Settings.
 
     // Copies each value of `defaults` whose flag is set. Then, whatever the flags, it raises
-    // MaxRlimit to AverageRlimit, and after that AverageRlimit to the value in `defaults`.
+    // MaxRlimit to AverageRlimit if it is less, and after that AverageRlimit to the value in
+    // `defaults` if it is less.
     void set_defaults(zeDefaults& defaults, zeSetDefaults& flags);
     // Returns the model's own settings.
     zeDefaults settings() const;
-    // It has an effect at the next selection.
+    // The size has an effect at the next selection.
     void set_profile_size(int size);
     // If the value changes, the ages become 0, and the histograms lose their bins or get bins of 0.
     // The tables do not change.
     void set_use_train_likelihood(bool use);
-    // Divides every histogram into the new number of bins. Its totals do not change. A value below
-    // 1 is ignored.
+    // Gives every histogram `resolution` fine bins for each bin of the table. The totals of a
+    // histogram do not change. A value below 1 is ignored.
     void set_likelihood_histogram_resolution(int resolution);
 
     // Replaces the categories' nodes by the map. A node that is not in the map becomes null, and is
@@ -324,9 +326,10 @@ private:
 
 namespace zandrel {
 
-// A setting is in four places: a field of zeDefaults, a flag of zeSetDefaults, a member of
-// zeStat_storage and a key of options files. This is the one table that connects them, in the order
-// of the fields of zeDefaults and then of zeConfig. See Setting.h for the parts of a row.
+// A setting of the models is in four places: a field of zeDefaults, a flag of zeSetDefaults, a
+// member of zeStat_storage and a key of options files. A setting of the container is in two: a
+// field of zeConfig and a key. This is the one table that connects them, in the order of the fields
+// of zeDefaults and then of zeConfig. See Setting.h for the parts of a row.
 struct Setting_table {
     using D = zeDefaults;
     using C = zeConfig;

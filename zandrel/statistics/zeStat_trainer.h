@@ -143,7 +143,7 @@ public:
 
     // The confidence in a concept by its number of messages, from 0 to 10 in steps of 0.01.
     static std::array<double, 1001> F_C;
-    static zeStat_storage* s_storage;  // the orders above read it; set just before each sort
+    static zeStat_storage* s_storage;  // the orders above read it; set when a selection begins
 
 private:
     using Candidates = std::vector<Concept_infos::iterator>;
