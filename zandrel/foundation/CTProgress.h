@@ -6,7 +6,7 @@
 
 // The interface of the caller's progress object. The caller derives a class from CTProgress, and
 // keeps the object alive during the operation. An operation that gets a null pointer reports
-// nothing, and is not interrupted.
+// nothing.
 //
 // This base reports nothing and never interrupts.
 class ZANDREL_EXPORT CTProgress {

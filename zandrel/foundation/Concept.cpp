@@ -205,7 +205,7 @@ private:
     }
 
     // Frees the slot `gap`. Each later slot, up to the next free one, is moved into the gap, unless
-    // its home is behind the gap. Where it was is then the new gap.
+    // its home is behind the gap. The slot from which it was moved is the new gap.
     void close_gap(std::size_t gap) noexcept {
         for (std::size_t at = next(gap); m_slots[at].block != Concept_arena::kNone; at = next(at)) {
             const std::size_t way_from_home = (at - home(m_slots[at].hash)) & mask();

@@ -124,8 +124,8 @@ private:
     T* m_object = nullptr;
 };
 
-// The name of the pointer in interfaces of the foundation, such as memory blocks. In an engine
-// without threads it needs to do no more than qtPtrLight, so both are the same type.
+// Another name of the same pointer, for objects of the foundation such as qtBuffer. In an engine
+// without threads, both names can be the same type.
 template <class T>
 using qtPtr = qtPtrLight<T>;
 

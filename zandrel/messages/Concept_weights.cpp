@@ -54,7 +54,7 @@ void Concept_weights::erase(const_iterator erased) noexcept {
 }
 
 // Frees the slot `gap`. Each later slot, up to the next free one, is moved into the gap, unless its
-// home is behind the gap. Where it was is then the new gap.
+// home is behind the gap. The slot from which it was moved is the new gap.
 void Concept_weights::close_gap(std::size_t gap) noexcept {
     const std::size_t mask = m_slot_count - 1;
     for (std::size_t slot = next(gap); is_used(slot); slot = next(slot)) {

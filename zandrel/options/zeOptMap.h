@@ -99,7 +99,7 @@ public:
     // the order of known_keys are already stored.
     void SetKcDefaults(qtPtrLight<zeManager>& manager, bool propagate);
     // Copies `defaults` to each statistical model of the container. The models' matching tables do
-    // not change before the next training. The spelling is part of the interface.
+    // not change before the next zeStat_matcher::feed. The spelling is part of the interface.
     void PropogateChange(qtPtrLight<zeManager>& manager, zeDefaults& defaults);
 
     // Returns the keys of the container's settings, in the order in which they are read and

@@ -23,9 +23,9 @@
 //
 // Errors: raises qtX<AbstractHreclaim>. The first argument is the file's name, the second the key,
 // if there is one. Errors of the device (qtX<HioErr>) and std::bad_alloc pass through. If a change
-// fails, the file may contain a part of it, except where "nothing is changed" is written below. The
-// object must then be destroyed without `Close`: after a failed write the device ignores all later
-// writes silently.
+// fails, nothing is changed where this is written below. Otherwise the file may contain a part of
+// the change, and the object must be destroyed without `Close`: after a failed write the device
+// ignores all later writes silently.
 // Threads: one at a time in the whole process. The file is not locked; two processes that write to
 // it damage it.
 // Format: docs/formats/record_file.md

@@ -33,9 +33,9 @@ namespace zandrel::detail {
 // much.
 ZANDREL_EXPORT unsigned int CheckedCount(std::size_t count);
 
-// The integers that << must refuse, since C++ would otherwise convert them to another type with
-// another size: `bool` and characters are raw bytes, and `long` has 4 or 8 bytes, depending on the
-// machine.
+// The integers that << must refuse. It has no form for them, and C++ could convert them to a type
+// of another size. For example, `bool` and characters are written as raw bytes, and `long` has 4 or
+// 8 bytes, depending on the machine.
 template <class T>
 concept WithoutForm =
     std::integral<T> && !std::same_as<T, unsigned short> && !std::same_as<T, unsigned int> &&

@@ -501,8 +501,8 @@ void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
 template <class F>
 unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
     SeekTo(offset);
-    // A replacement or a deletion needs only tag, lengths and key. The device would read 1,024
-    // bytes by itself, and copy about 1,000 of them for nothing.
+    // A replacement or a deletion needs only tag, lengths and key. Without this call the device
+    // would read 1,024 bytes, and copy about 1,000 of them needlessly.
     // Another device may lack ReadAhead, so we call it only if it exists.
     if constexpr (requires { io.device->ReadAhead(0U); }) {
         io.device->ReadAhead(zandrel::detail::kItemOverhead +
