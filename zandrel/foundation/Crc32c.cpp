@@ -94,7 +94,7 @@ constexpr std::uint32_t AfterZeros(std::uint32_t state, std::size_t byte_count) 
     return state;
 }
 
-// Table `i` has the part of past_zeros(state, kStream) that comes from byte `i` of the state.
+// Table `i` has the part of PastZeros() that comes from byte `i` of the state.
 constexpr std::array<Table, 4> MakeJoinTables() {
     std::array<Table, 4> tables = {};
     for (std::size_t bit = 0; bit < 32; ++bit) {

@@ -114,7 +114,7 @@ std::ptrdiff_t exponent_at(const char* at) noexcept {
 // Most texts with numbers are short decimals. zandrel_decimals_bench reads twelve of them: we need
 // 6 ns for each, std::from_chars 7 ns and strtod 26 ns. std::from_chars of g++ 12 is also less
 // exact: if numbers are rounded upwards, it reads "-0.1" as the double below the one that strtod
-// gives (qtConvertStringToDoubleTest.RoundsInTheDirectionThatIsSet).
+// gives (qtConvertStringToDoubleTest.RoundingFollowsTheModeThatIsSet).
 //
 // Returns false for every other text, also for one with leading white space.
 bool read_short_decimal(const char* at, double& number) noexcept {

@@ -25,10 +25,9 @@ struct zeNode;
 // Errors: qtX<zeIO> with the numbers and texts of docs/errors.md. Errors of devices, packages,
 // streams and records pass through. An interruption raises qtX<zeWorkflow> 2.
 // - If a file cannot be opened or is not the file of a container, the manager does not change.
-// - If reading fails later, the manager is empty, as after zeManager::Release, since nobody should
-//   take a part for the whole container. It has its earlier settings and is not compact. A value
-//   that we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the
-//   id).
+// - If reading fails later, the manager is empty, as after zeManager::Release, so that a part is
+//   not used as the whole container. It has its earlier settings and is not compact. A value that
+//   we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the id).
 // - If writing fails, the file is not a valid container.
 // The package is closed at the end of each load, dump and copy, also after an error. A form other
 // than AUTO_IO and DIRECT_IO raises 9 "Cached form of a KC is not available" before anything

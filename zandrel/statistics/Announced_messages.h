@@ -60,8 +60,8 @@ private:
 
     static constexpr std::size_t kAhead = 8;
 
-    // Returns null for another kind of corpus. A class that is derived from zeMemoryCorpus is
-    // another kind, since it may return other messages.
+    // Returns null if the corpus is not a zeMemoryCorpus. A corpus of a class that is derived from
+    // zeMemoryCorpus is not one, since it may return other messages.
     static const Messages* messages_in_memory(const zeCorpus* corpus) {
         return corpus != nullptr && typeid(*corpus) == typeid(zeMemoryCorpus)
                    ? &static_cast<const zeMemoryCorpus*>(corpus)->msgs

@@ -1,4 +1,4 @@
-// How the features of a category are chosen, and how their weights come about.
+// How the features of a category are chosen, and how their weights are computed.
 //
 // The question is for which concepts a category differs from the rest of the model. We take four
 // messages of weight 1 as an example, each with a bag of 10:

@@ -359,7 +359,7 @@ struct Setting_table {
             .through<&M::set_profile_size>().within(1, kGreatestInt),
         of_models<&D::min_Ps_size, &F::min_Ps_size, &M::m_min_Ps_size>("MinPsSize"),
         of_models<&D::max_Ps_size, &F::max_Ps_size, &M::m_max_Ps_size>("MaxPsSize"),
-        // The record has one byte for it.
+        // The record has one byte for this setting.
         of_models<&D::P_life_expectancy, &F::P_life_expectancy, &M::m_P_life_expectancy>("PLifeExpectancy")
             .within(0, 255),
         of_models<&D::delete_P_factor, &F::delete_P_factor, &M::m_delete_P_factor>("DeletePFactor"),
@@ -375,10 +375,10 @@ struct Setting_table {
             .read_as(Setting_kind::integer).within(1, kGreatestInt),
         of_models<&D::max_Rlimit, &F::max_Rlimit, &M::m_max_Rlimit>("MaxRlimit")
             .read_as(Setting_kind::integer).within(1, kGreatestInt),
-        // With 0 a bag of keywords would count for nothing.
+        // With 0 every bag of keywords would be skipped.
         of_models<&D::keywords_frequency, &F::keywords_frequency, &M::m_keywords_frequency>("KeywordsFrequency")
             .read_as(Setting_kind::integer).within(1, kGreatestInt),
-        // The bag in slot 0 has a weight that nothing reads, and so no key.
+        // Training does not use the weight of the bag in slot 0, so the weight has no key.
         weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 0>("MainSmlWeight")
             .without_key(),
         weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 1>("KeywordsSmlWeight"),

@@ -46,9 +46,9 @@ private:
 //
 // Byte `i` is in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by whole
 // segments. Nothing is moved or freed before the SegBuf is destroyed or assigned, so pointers into
-// it remain valid. The bytes of a new segment that nobody writes are zero, so that the bytes behind
-// the content are the same in every run. A record cannot shrink; only an HSegment of mode 'w'
-// empties it. SegBuf.cpp explains this with an example.
+// it remain valid. The bytes of a new segment that are not written are zero, so that the bytes
+// behind the content are the same in every run. A record cannot shrink; only an HSegment of mode
+// 'w' empties it. SegBuf.cpp explains this with an example.
 //
 // The fields are public, since this is a plain structure. Only HSegment and Record_reader change
 // them; all others only read them.
