@@ -81,9 +81,9 @@ public:
     zeBase* LoadObject(unsigned int id, zeNode* node);
 
     zeManager* m_manager;                        // BORROWS
-    Hpack m_pack;                                // the plain file; open only during a load or dump
+    Hpack m_pack;                                // the plain file; open only during an operation
     unsigned int m_io_mode = KcIoMode::AUTO_IO;  // the form in use
-    unsigned int m_version = 0;                  // of the open file
+    unsigned int m_version = 0;                  // of the file that was opened last
     bool m_compact = false;                      // write without statistics for training
     bool m_compact_read = false;                 // the flag of the file that was read
     bool m_read_only = false;                    // changes are not written to the cached file
