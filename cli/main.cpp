@@ -22,6 +22,7 @@
 #include "cli/commands/parse_errors.h"
 #include "cli/commands/record_commands.h"
 #include "cli/commands/rule_commands.h"
+#include "cli/commands/split_command.h"
 #include "cli/commands/tree_commands.h"
 #include "cli/errors.h"
 #include "cli/model/Interruption.h"
@@ -58,6 +59,7 @@ int run(int argc, char** argv) {
     app.failure_message(parse_failure);
     app.require_subcommand(1);
     cli::add_evaluate_command(app);
+    cli::add_split_command(app);
     cli::add_model_commands(app, result);
     cli::add_rule_commands(app, result);
     cli::add_record_commands(app, result);

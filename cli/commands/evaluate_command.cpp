@@ -1,11 +1,20 @@
-// The options of evaluate. The command has two forms: `evaluate KC DATA` with a container, and
-// `evaluate --train FILE --test FILE` without one. Options of one form exclude the other.
+// The options of evaluate. The command has these forms; options of one form exclude the others:
+//
+//   evaluate KC DATA                       a container
+//   evaluate --train FILE --test FILE      a model that is not kept
+//   evaluate --cv K DATA...                models of the same data, tested on what they did not
+//   learn evaluate --holdout SHARE DATA...
+//
+// The parser knows only that the first word is KC. In the last two forms it is a data file, so
+// settle_options checks the options that exclude a container.
 #include "cli/commands/evaluate_command.h"
 
 #include <cstddef>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -14,6 +23,7 @@
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_input.h"
+#include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
@@ -29,21 +39,33 @@ constexpr const char* kNotes =
     R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
 is trained on the file of --train and not kept.
 
+--cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
+learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
+of the texts and classifies the share. The same --seed gives the same parts on every machine.
+
 Examples:
   zandrel evaluate shop.kc shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --groups shop.groups.tsv
+  zandrel evaluate --cv 5 shop.tsv
+  zandrel evaluate --holdout 0.2 shop.tsv --analysis words
 
 See also: zandrel help figures, data, analysis, settings)";
 
 struct Evaluate_words {
-    std::string data_file;  // for the form with a container
+    std::string kc_file;                  // or the first data file of --cv and --holdout
+    std::vector<std::string> data_files;  // one for the form with a container
     Training_words training;
     Evaluation_options options;
     int confusion_count = 10;
     bool lists_categories = false;
     bool writes_json = false;
+    // BORROWS: options of the command.
+    CLI::Option* cv = nullptr;
+    CLI::Option* holdout = nullptr;
+    CLI::Option* seed = nullptr;
+    std::vector<const CLI::Option*> not_of_container;  // they exclude KC
 };
 
 void require(const std::string& file, const char* name) {
@@ -52,42 +74,98 @@ void require(const std::string& file, const char* name) {
     }
 }
 
-// RAISES: CLI::RequiredError if a file is missing; what model_options and given_analysis raise.
-void settle_options(Evaluate_words& words) {
-    Evaluation_options& options = words.options;
-    if (options.kc_file.empty()) {
-        require(options.train_file, "--train, or KC and DATA");
-        require(options.test_file, "--test");
-        check_read_once({options.train_file, options.test_file, options.learn_file.value_or(""),
-                         words.training.tree_file});
-        options.model = model_options(words.training);
-        options.bootstraps = words.training.bootstraps;
-        return;
-    }
-    require(words.data_file, "DATA");
-    options.test_file = words.data_file;
-    options.analysis = given_analysis(words.training.analysis);
+bool divides_data(const Evaluate_words& words) {
+    return words.cv->count() > 0 || words.holdout->count() > 0;
 }
 
-Evaluation evaluation_of(Evaluate_words& words) {
-    settle_options(words);
-    Long_work work;
-    words.options.progress = &work.progress();
-    words.options.warn = [&work](const std::string& text) { work.warn(text); };
-    if (words.options.kc_file.empty()) {
-        return evaluate(words.options);
+void settle_training(Evaluate_words& words) {
+    words.options.model = model_options(words.training);
+    words.options.bootstraps = words.training.bootstraps;
+}
+
+// RAISES: CLI::RequiredError without a data file; what model_options raises.
+void settle_divided_data(Evaluate_words& words) {
+    require(words.kc_file, "DATA");
+    words.options.data_files = words.data_files;
+    words.options.data_files.insert(words.options.data_files.begin(), words.kc_file);
+    check_read_once({words.kc_file, words.training.tree_file});
+    settle_training(words);
+}
+
+// RAISES: CLI::ExcludesError, CLI::ExtrasError.
+void settle_container(Evaluate_words& words) {
+    for (const CLI::Option* const option : words.not_of_container) {
+        if (option->count() > 0) {
+            throw CLI::ExcludesError("KC", option->get_name());
+        }
     }
-    return work_on_container(words.options.kc_file, [&] { return evaluate(words.options); });
+    require(words.data_files.empty() ? "" : words.data_files.front(), "DATA");
+    if (words.data_files.size() > 1) {
+        throw CLI::ExtrasError({words.data_files.begin() + 1, words.data_files.end()});
+    }
+    words.options.kc_file = words.kc_file;
+    words.options.test_file = words.data_files.front();
+    words.options.analysis = given_analysis(words.training.analysis);
+}
+
+// RAISES: CLI::RequiredError if a file is missing; CLI::RequiresError; CLI::ExcludesError;
+// CLI::ExtrasError; what model_options and given_analysis raise.
+void settle_options(Evaluate_words& words) {
+    if (divides_data(words)) {
+        settle_divided_data(words);
+        return;
+    }
+    if (words.seed->count() > 0) {
+        throw CLI::RequiresError("--seed", "--cv or --holdout");
+    }
+    if (!words.kc_file.empty()) {
+        settle_container(words);
+        return;
+    }
+    require(words.options.train_file, "--train, or KC and DATA");
+    require(words.options.test_file, "--test");
+    check_read_once({words.options.train_file, words.options.test_file,
+                     words.options.learn_file.value_or(""), words.training.tree_file});
+    settle_training(words);
+}
+
+// `Work`: evaluate or cross_validate.
+template <class Work>
+auto measured(Evaluate_words& words, const Work& work) {
+    settle_options(words);
+    Long_work long_work;
+    words.options.progress = &long_work.progress();
+    words.options.warn = [&long_work](const std::string& text) { long_work.warn(text); };
+    return work(words.options);
+}
+
+Evaluation evaluation_of(const Evaluation_options& options) {
+    if (options.kc_file.empty()) {
+        return evaluate(options);
+    }
+    return work_on_container(options.kc_file, [&] { return evaluate(options); });
+}
+
+// `Result`: Evaluation or Cross_validation.
+template <class Result>
+void print_result(const Evaluate_words& words, const Result& result) {
+    const auto confusion_count = static_cast<std::size_t>(words.confusion_count);
+    if (words.writes_json) {
+        print_json(report_json(result, confusion_count), Json_form::kManyLines, std::cout);
+    } else {
+        print_report(result, {confusion_count, words.lists_categories}, std::cout);
+    }
 }
 
 void print_evaluation(Evaluate_words& words) {
-    const Evaluation evaluation = evaluation_of(words);
-    print_skipped(evaluation.skipped, std::cerr);
-    const auto confusion_count = static_cast<std::size_t>(words.confusion_count);
-    if (words.writes_json) {
-        print_json(report_json(evaluation, confusion_count), Json_form::kManyLines, std::cout);
+    if (words.cv->count() > 0) {
+        const Cross_validation validation = measured(words, cross_validate);
+        print_skipped(validation.all.skipped, std::cerr);
+        print_result(words, validation);
     } else {
-        print_report(evaluation, {confusion_count, words.lists_categories}, std::cout);
+        const Evaluation evaluation = measured(words, evaluation_of);
+        print_skipped(evaluation.skipped, std::cerr);
+        print_result(words, evaluation);
     }
 }
 
@@ -136,20 +214,45 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
     command.add_flag("--json", words.writes_json, "Print JSON");
 }
 
+// The number of folds is checked again when the number of texts is known.
+void add_division_options(CLI::App& command, Evaluate_words& words) {
+    words.cv =
+        command
+            .add_option(
+                "--cv", words.options.fold_count,
+                "Cross-validate: divide DATA into K folds, test each on a model of the others")
+            ->check(CLI::Range(2, std::numeric_limits<int>::max()).description(""))
+            ->type_name("K");
+    words.holdout =
+        command
+            .add_option("--holdout", words.options.held_out_share,
+                        "Hold this share of DATA out, train on the rest, and classify the share")
+            ->check(error_of_part)
+            ->type_name("SHARE")
+            ->excludes(words.cv);
+    words.seed = add_seed_option(command, words.options.seed);
+    for (const char* const name : {"--train", "--test"}) {
+        words.cv->excludes(command.get_option(name));
+        words.holdout->excludes(command.get_option(name));
+    }
+    for (const char* const name : {"--learn", "--explain"}) {
+        words.cv->excludes(command.get_option(name));
+    }
+}
+
 // A model from a container is measured unchanged, so the options of training are excluded.
 void add_container_arguments(CLI::App& command, Evaluate_words& words) {
-    CLI::Option* const kc = command
-                                .add_option("KC", words.options.kc_file,
-                                            "File of a knowledge container, instead of --train")
-                                ->check(error_of_file_name)
-                                ->type_name("");
+    command.add_option("KC", words.kc_file, "File of a knowledge container, instead of --train")
+        ->check(error_of_file_name)
+        ->type_name("");
     command
-        .add_option("DATA", words.data_file,
-                    "Data file to classify, instead of --test; -: standard input")
+        .add_option("DATA", words.data_files,
+                    "Data file to classify, instead of --test; with --cv or --holdout all data "
+                    "files; -: standard input")
         ->type_name("");
     for (const char* const name :
          {"--train", "--test", "--bootstrap", "--groups", "--tree", "--options", "--set"}) {
-        kc->excludes(command.get_option(name));
+        words.not_of_container.push_back(command.get_option(name));
     }
 }
 
@@ -162,6 +265,7 @@ void add_evaluate_command(CLI::App& app) {
     add_data_options(*command, words->options);
     add_training_options(*command, words->training);
     add_report_options(*command, *words);
+    add_division_options(*command, *words);
     add_container_arguments(*command, *words);
     command->footer(kNotes);
     command->callback([words] { print_evaluation(*words); });

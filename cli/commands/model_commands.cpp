@@ -41,6 +41,7 @@ value, train chooses it for some settings of the new container; info lists them.
 Examples:
   zandrel train shop.kc shop.train.tsv
   zandrel train shop.kc shop.train.tsv --replace
+  zandrel train shop.kc export.csv --text body --label category
 
 A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
 the container anew.
@@ -67,17 +68,23 @@ waits for the next line. For a line longer than --max-line it prints an empty li
 `error`, and reports it on standard error; the exit status is then 65. With --jobs 4 four processes
 share the lines; the output is the same.
 
+CSV, JSON lines and lines with __label__ have one answer for each record, see `zandrel help data`. With
+--jsonl the answer to JSON lines is the object with `categories` added, in place of an old member of this
+name. With --csv the answer is the row with the columns category_1, score_1 and so on, for the -k best
+labels. The answer to a bad record is like that to a line that is too long, or a row of empty columns.
+
 Examples:
   zandrel classify shop.kc messages.txt
   zandrel classify shop.kc messages.txt --jobs 4
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
+  zandrel classify shop.kc export.csv --text body --csv
 
-See also: zandrel help containers, analysis, editing)";
+See also: zandrel help data, containers, analysis, editing)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score of its best label, or of the
 node --category. Concepts that the model does not know are marked. A line longer than --max-line is only
-reported on standard error, and the exit status is then 65.
+reported on standard error, and the exit status is then 65; so is a bad record of CSV or JSON lines.
 
 With --path it prints instead the nodes that classify takes for `classify -k N`, in this order: the
 score of each node, its threshold, and each child with its score and the reason why it was not taken.
@@ -88,7 +95,7 @@ Examples:
   echo "Where is my parcel?" | zandrel explain shop.kc --category root/delivery
   echo "Where is my parcel?" | zandrel explain shop.kc --path --top 3
 
-See also: zandrel help containers, analysis)";
+See also: zandrel help data, containers, analysis)";
 
 void print(const Training_summary& summary, bool writes_json) {
     print_skipped(summary.skipped, std::cerr);
@@ -259,7 +266,9 @@ void with_lines_of(const Filter_words& words, Command_result& result,
     const Data_format format = format_of(words);
     Data_input input(words.text_file);
     if (waits_for_typing({words.text_file})) {
-        print_warning(typing_note("texts, one on each line"));
+        print_warning(typing_note(format == Data_format::kLines
+                                      ? "texts, one on each line"
+                                      : "records of the form " + name_of(format)));
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,

@@ -2,9 +2,13 @@
 // compare the parsed number with both bounds.
 #include "cli/commands/option_checks.h"
 
+#include <charconv>
 #include <cmath>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
+
+#include "cli/data/Folds.h"
 
 namespace cli {
 
@@ -12,6 +16,13 @@ std::string error_of_share(const std::string& text) {
     double share = 0.0;
     const bool is_share = CLI::detail::lexical_cast(text, share) && share >= 0.0 && share <= 1.0;
     return is_share ? "" : "'" + text + "' is no number from 0 to 1";
+}
+
+std::string error_of_part(const std::string& text) {
+    double share = 0.0;
+    const bool is_part =
+        CLI::detail::lexical_cast(text, share) && share >= kShareUnit && share <= 1.0 - kShareUnit;
+    return is_part ? "" : "'" + text + "' is no number from 0.0001 to 0.9999";
 }
 
 std::string error_of_file_name(const std::string& text) {
@@ -73,6 +84,22 @@ void add_jobs_option(CLI::App& command, std::size_t& jobs) {
     command.add_option("--jobs", jobs, "Number of processes that classify at the same time")
         ->capture_default_str()
         ->check(CLI::Range(1, kMostJobs).description(""))
+        ->type_name("N");
+}
+
+CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed) {
+    return command
+        .add_option("--seed", seed, "Number that chooses the parts into which data are divided")
+        ->capture_default_str()
+        ->check([](const std::string& text) -> std::string {
+            // The parser's conversion accepts numbers that are too large.
+            std::uint64_t number = 0;
+            const char* const end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, number);
+            return error == std::errc() && stop == end
+                       ? ""
+                       : "'" + text + "' is no integer from 0 to 18446744073709551615";
+        })
         ->type_name("N");
 }
 

@@ -3,11 +3,13 @@
 #define ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace cli {
 
@@ -19,6 +21,9 @@ constexpr int kLongestList = 1000000;
 
 // A number from 0 to 1. "nan" is refused.
 std::string error_of_share(const std::string& text);
+
+// A share of texts: 0.0001 to 0.9999.
+std::string error_of_part(const std::string& text);
 
 // A name that is not empty. An unset variable in a script gives an empty name. We would treat it as
 // an option that was not given, so we refuse it.
@@ -45,6 +50,10 @@ void add_max_line_option(CLI::App& command, std::size_t& bytes);
 // Adds --jobs, for the commands that can share work among processes.
 // BORROWS: `jobs`, which must outlive `command`.
 void add_jobs_option(CLI::App& command, std::size_t& jobs);
+
+// Adds --seed, for the commands that divide data.
+// BORROWS: `seed`, which must outlive `command`.
+CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed);
 
 }  // namespace cli
 

@@ -22,6 +22,8 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./auto"
+
 // Adds the tree to a container that is then discarded, so that an error of the tree is reported
 // before the work that takes long.
 Tree_source read_tree_file(const std::string& file) {
@@ -43,7 +45,7 @@ Tree_source read_tree_file(const std::string& file) {
 
 }  // namespace
 
-void add_training_options(CLI::App& command, Training_words& words) {
+void add_setting_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
     command.add_option("--options", words.options_file, "Options file with settings of the engine")
         ->check(error_of_file_name)
@@ -53,6 +55,10 @@ void add_training_options(CLI::App& command, Training_words& words) {
                     "A setting of the engine, such as ProfileSize=3000; overrides the file")
         ->allow_extra_args(false)
         ->type_name("KEY=VALUE");
+}
+
+void add_training_options(CLI::App& command, Training_words& words) {
+    add_setting_options(command, words);
     CLI::Option* const groups =
         command
             .add_option("--groups", words.groups_file,
@@ -61,7 +67,8 @@ void add_training_options(CLI::App& command, Training_words& words) {
             ->type_name("FILE");
     command
         .add_option("--tree", words.tree_file,
-                    "File with a tree in its text form, with rules and statistical nodes")
+                    "File with a tree in its text form, with rules and statistical nodes; auto: "
+                    "find groups of labels")
         ->check(error_of_file_name)
         ->excludes(groups)
         ->type_name("FILE");
@@ -81,7 +88,8 @@ Model_options model_options(Training_words& words) {
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
     }
-    if (!words.tree_file.empty()) {
+    options.suggests_groups = words.tree_file == kSuggestedTree;
+    if (!words.tree_file.empty() && !options.suggests_groups) {
         options.tree = read_tree_file(words.tree_file);
     }
     return options;

@@ -19,14 +19,18 @@ namespace cli {
 struct Training_words {
     Analysis_names analysis;
     std::string groups_file;               // empty: none
-    std::string tree_file;                 // empty: none
+    std::string tree_file;                 // "auto": suggested groups; empty: none
     std::string options_file;              // empty: none
     std::vector<std::string> assignments;  // Key=value
     bool bootstraps = false;
     Engine_settings settings;  // from the file and the assignments; model_options sets it
 };
 
-// Adds --analysis, --stem, --groups, --tree, --bootstrap, --options and --set.
+// Adds --analysis, --stem, --options and --set.
+// BORROWS: `words`, which must outlive `command`.
+void add_setting_options(CLI::App& command, Training_words& words);
+
+// Adds these, and --groups, --tree and --bootstrap.
 // BORROWS: `words`, which must outlive `command`.
 void add_training_options(CLI::App& command, Training_words& words);
 

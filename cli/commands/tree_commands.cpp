@@ -14,6 +14,7 @@
 
 #include "cli/commands/Edit_file.h"
 #include "cli/commands/option_checks.h"
+#include "cli/commands/suggest_command.h"
 #include "cli/commands/tree_edits.h"
 #include "cli/data/Data_input.h"
 #include "cli/errors.h"
@@ -242,6 +243,7 @@ void add_tree_commands(CLI::App& app) {
     add_apply(*tree);
     add_dump(*tree);
     add_check(*tree);
+    add_suggest(*tree);
     tree->footer(kTreeNotes);
 }
 

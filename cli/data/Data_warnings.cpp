@@ -12,10 +12,12 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <unordered_map>
 
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include "cli/data/Data_form.h"
 #include "cli/text/Ascii.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
@@ -141,7 +143,10 @@ void warn_of_header(const Named_texts& file, Warnings& warnings) {
         const Labelled_text& header = file.texts.front();
         warnings.push_back(shown_file(file.name) + ":" + std::to_string(header.line) +
                            ": this looks like a header line, and counts as a text with the label " +
-                           shown_label(header.labels.front()) + "; remove it if it is one");
+                           shown_label(header.labels.front()) +
+                           (format_of_file(file.name) == Data_format::kCsv
+                                ? "; --header reads it as one"
+                                : "; remove it if it is one"));
     }
 }
 
@@ -183,6 +188,7 @@ struct Counted_labels {
     std::string name;  // of the file or files
     Counts texts_of;
     std::size_t texts = 0;
+    bool are_lines = true;  // all files have lines label<TAB>text, as far as their names say
 };
 
 Counted_labels count_labels(const std::vector<Named_texts>& files) {
@@ -191,6 +197,7 @@ Counted_labels count_labels(const std::vector<Named_texts>& files) {
         files.size() == 1 ? shown_file(files.front().name) : grouped(files.size()) + " data files";
     for (const Named_texts& file : files) {
         counts.texts += file.texts.size();
+        counts.are_lines = counts.are_lines && !format_of_file(file.name);
         for (const Labelled_text& text : file.texts) {
             for (const std::string& label : text.labels) {
                 ++counts.texts_of[label];
@@ -205,7 +212,9 @@ void warn_of_counts(const Counted_labels& counts, Warnings& warnings) {
     if (labels * kFewTextsOfALabel > counts.texts) {
         warnings.push_back(counts.name + ": there are more labels (" + grouped(labels) +
                            ") than a fifth of the texts (" + grouped(counts.texts) +
-                           "); does each line have the form label<TAB>text?");
+                           (counts.are_lines
+                                ? "); does each line have the form label<TAB>text?"
+                                : "); are the labels in the column or key of --label?"));
     }
     Labels singles;
     for (const auto& [label, texts] : counts.texts_of) {
@@ -293,6 +302,45 @@ Counted_labels warn_of_test(const Named_texts& test, const Labels& known, Warnin
     return counts;
 }
 
+void warn_of_few_texts(const Counted_labels& counts, std::size_t fold_count, Warnings& warnings) {
+    Labels few;
+    for (const auto& [label, texts] : counts.texts_of) {
+        if (texts < fold_count) {
+            few.push_back(label);
+        }
+    }
+    if (!few.empty()) {
+        warnings.push_back(counts.name + ": " + counted(few.size(), "label") +
+                           (few.size() == 1 ? " has" : " have") + " fewer texts than the " +
+                           grouped(fold_count) + " folds, so some folds do not test " +
+                           (few.size() == 1 ? "it: " : "them: ") + list_of(few));
+    }
+}
+
+// The parts in which a text is. Two parts are as good as many here.
+struct Parts_of_text {
+    std::size_t first = 0;
+    bool are_several = false;
+};
+
+// Calls `found` for each text that is not empty and is identical to a text of another part.
+template <class Found>
+void for_each_text_of_several_parts(const Texts& texts, const std::vector<std::size_t>& parts,
+                                    const Found& found) {
+    std::unordered_map<std::string_view, Parts_of_text> parts_of;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const auto entry = parts_of.try_emplace(texts[i].text, Parts_of_text{parts[i]}).first;
+        entry->second.are_several |= entry->second.first != parts[i];
+    }
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        if (!texts[i].text.empty() && parts_of.at(texts[i].text).are_several) {
+            found(i);
+        }
+    }
+}
+
+constexpr const char* kTooGood = "; the model has learned them, so the figures are too good";
+
 }  // namespace
 
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files) {
@@ -324,6 +372,36 @@ std::vector<std::string> evaluation_warnings(const std::vector<std::string>& kno
     const Counted_labels tested = warn_of_test(test, known, warnings);
     warn_of_likeness(tested.name, groups_of(labels_of(tested.texts_of), known), warnings);
     return warnings;
+}
+
+std::vector<std::string> fold_warnings(const Named_texts& data,
+                                       const std::vector<std::size_t>& folds,
+                                       std::size_t fold_count) {
+    Warnings warnings;
+    warn_of_few_texts(count_labels({data}), fold_count, warnings);
+    std::size_t count = 0;
+    for_each_text_of_several_parts(data.texts, folds, [&](std::size_t /*text*/) { ++count; });
+    if (count > 0) {
+        warnings.push_back(shown_file(data.name) + ": " + grouped(count) + " of " +
+                           counted(data.texts.size(), "text") +
+                           " are identical to texts of another fold" + kTooGood);
+    }
+    return warnings;
+}
+
+std::vector<std::string> held_out_warnings(const Named_texts& data,
+                                           const std::vector<bool>& held_out) {
+    std::size_t count = 0;
+    for_each_text_of_several_parts(data.texts, {held_out.begin(), held_out.end()},
+                                   [&](std::size_t text) { count += held_out[text] ? 1U : 0U; });
+    if (count == 0) {
+        return {};
+    }
+    const auto tested =
+        static_cast<std::size_t>(std::count(held_out.begin(), held_out.end(), true));
+    return {shown_file(data.name) + ": " + grouped(count) + " of " +
+            counted(tested, "held-out text") + (count == 1 ? " is" : " are") +
+            " identical to texts that are not held out" + kTooGood};
 }
 
 }  // namespace cli

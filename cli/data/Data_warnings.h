@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_DATA_DATA_WARNINGS_H_
 #define ZANDREL_CLI_DATA_DATA_WARNINGS_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,12 @@ struct Named_texts {
 // A finding for all labels together:
 // - Some labels differ only in case or blanks.
 
+// Findings for texts of which a model learns one part and is tested on another:
+// - Some tested texts are identical to learned ones, so the figures are too good. Empty texts do
+// not
+//   count.
+// - For folds: some labels have fewer texts than there are folds.
+
 // `files`: at least one.
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);
 
@@ -37,6 +44,15 @@ std::vector<std::string> evaluation_warnings(const Named_texts& training, const 
 // The same for a model that is trained already. `known_labels`: of the model.
 std::vector<std::string> evaluation_warnings(const std::vector<std::string>& known_labels,
                                              const Named_texts& test);
+
+// `folds`: of each text, from 0 to `fold_count` - 1. Each fold is tested on what the others have
+// learned.
+std::vector<std::string> fold_warnings(const Named_texts& data,
+                                       const std::vector<std::size_t>& folds,
+                                       std::size_t fold_count);
+// `held_out`: for each text, whether it is tested, and not learned.
+std::vector<std::string> held_out_warnings(const Named_texts& data,
+                                           const std::vector<bool>& held_out);
 
 }  // namespace cli
 

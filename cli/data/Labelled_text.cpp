@@ -11,21 +11,10 @@
 
 namespace cli {
 
-namespace {
-
-// Counts a bad line in `skipped`. RAISES: the error if `skipped` is null.
-void skip(const Data_error& error, Skipped_lines* skipped) {
-    if (skipped == nullptr) {
-        throw Data_error(error);
+std::string lines_of_columns(Columns columns, const Data_form& form) {
+    if (form.names_columns() || form.format.value_or(Data_format::kTsv) != Data_format::kTsv) {
+        return "records of the form " + name_of(form.format.value_or(Data_format::kTsv));
     }
-    if (++skipped->count == 1) {
-        skipped->first = error.what();
-    }
-}
-
-}  // namespace
-
-std::string lines_of_columns(Columns columns) {
     return columns == Columns::kTextTitleKeywords ? "lines label<TAB>text<TAB>title<TAB>keywords"
                                                   : "lines label<TAB>text";
 }
@@ -39,7 +28,7 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
     Data_record record;
     while (reader->next(record)) {
         if (record.error) {
-            skip(*record.error, skipped);
+            skip_bad_line(*record.error, skipped);
         } else {
             texts.push_back(std::move(record.message));
         }
@@ -56,11 +45,24 @@ std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_l
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
     std::vector<Labelled_text> texts = read_labelled_texts(input.stream(), input.name(), skipped,
                                                            columns, longest_line, form_of_file);
-    if (texts.empty()) {
-        const bool has_bad_lines = skipped != nullptr && skipped->count > skipped_before;
-        throw Data_error(input.name(), has_bad_lines ? "no good data line" : "no data line");
-    }
+    check_has_texts(input.name(), texts.size(),
+                    skipped != nullptr && skipped->count > skipped_before);
     return texts;
+}
+
+void check_has_texts(const std::string& name, std::size_t count, bool has_bad_lines) {
+    if (count == 0) {
+        throw Data_error(name, has_bad_lines ? "no good data line" : "no data line");
+    }
+}
+
+void skip_bad_line(const Data_error& error, Skipped_lines* skipped) {
+    if (skipped == nullptr) {
+        throw Data_error(error);
+    }
+    if (++skipped->count == 1) {
+        skipped->first = error.what();
+    }
 }
 
 void print_skipped(const Skipped_lines& skipped, std::ostream& out) {

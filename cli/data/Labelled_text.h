@@ -11,6 +11,7 @@
 #include "cli/data/Data_form.h"
 #include "cli/data/Line_reader.h"
 #include "cli/data/Pair.h"
+#include "cli/errors.h"
 
 namespace cli {
 
@@ -21,6 +22,7 @@ struct Labelled_text {
     std::string keywords = {};        // of lines with four columns; may be empty
     std::size_t line = 0;             // its number in the file, from 1; 0 if it is not from a file
     std::vector<Pair> pairs = {};     // rules read them; each name once
+    std::size_t file = 0;  // index of its file among the data files that are divided together
 };
 
 // The columns of a data line after its labels.
@@ -31,8 +33,9 @@ inline Columns training_columns(bool bootstraps) {
     return bootstraps ? Columns::kTextTitleKeywords : Columns::kText;
 }
 
-// Describes the lines of a data file in messages: "lines label<TAB>text", with all columns.
-std::string lines_of_columns(Columns columns);
+// Describes the lines of a data file in messages: "lines label<TAB>text", with all columns. For a
+// form with another format: "records of the form csv".
+std::string lines_of_columns(Columns columns, const Data_form& form = {});
 
 // The bad lines that were skipped.
 struct Skipped_lines {
@@ -66,6 +69,13 @@ std::vector<Labelled_text> read_labelled_file(const std::string& path,
                                               Columns columns = Columns::kText,
                                               std::size_t longest_line = kLongestLine,
                                               const Data_form& form = {});
+
+// RAISES: Data_error if a file has no good data line. `has_bad_lines`: whether lines were skipped.
+void check_has_texts(const std::string& name, std::size_t count, bool has_bad_lines);
+
+// Counts a bad line.
+// RAISES: the error if `skipped` is null.
+void skip_bad_line(const Data_error& error, Skipped_lines* skipped);
 
 // Prints a line with the number of skipped lines and the message of the first one; prints nothing
 // if there are none.

@@ -48,13 +48,17 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
+#include "cli/data/Folds.h"
 #include "cli/errors.h"
+#include "cli/evaluate/Quality.h"
+#include "cli/evaluate/Whole_data.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
 #include "cli/model/Worker_pool.h"
 #include "cli/model/leave_to_exit.h"
+#include "cli/suggest/Tree_suggestion.h"
 
 namespace cli {
 
@@ -75,43 +79,6 @@ void measure(Phase& phase, const Text_model& model, const Work& work) {
     phase.cpu_seconds += timer.seconds();
     phase.analysis_seconds += model.analysis_seconds() - analysis_before;
 }
-
-// Collects all figures of quality, text by text.
-class Quality {
-public:
-    Quality(double threshold, const std::vector<std::string>& labels)
-        : m_assignments(threshold, labels) {}
-
-    void add(const Labelled_text& text, const Ranking& ranking) {
-        m_top.add(text.labels, ranking.empty() ? "" : std::string(ranking.front().label));
-        m_assignments.add(text.labels, ranking);
-        m_calibration.add(text.labels, ranking);
-    }
-
-    // The ranking by scores that likelihood tables have not corrected.
-    void add_raw(const Labelled_text& text, const Ranking& ranking) {
-        m_has_raw = true;
-        m_raw_calibration.add(text.labels, ranking);
-    }
-
-    void put_into(Evaluation& result) const {
-        result.metrics = m_top.metrics();
-        result.assignments = m_assignments.assignments();
-        // `categories` has the labels of the model and of the texts.
-        const std::size_t label_count = result.assignments.categories.size();
-        result.calibration = m_calibration.calibration(label_count);
-        if (m_has_raw) {
-            result.raw_calibration = m_raw_calibration.calibration(label_count);
-        }
-    }
-
-private:
-    Metrics_counter m_top;
-    Assignment_counter m_assignments;
-    Calibration_counter m_calibration;
-    Calibration_counter m_raw_calibration;
-    bool m_has_raw = false;
-};
 
 // Few texts, so that their rankings, each with all labels, need little memory; but enough that
 // reading the clock before and after a batch costs nothing.
@@ -274,21 +241,33 @@ private:
     Quality& m_quality;
 };
 
-// Calls `work`, and gives an unknown label the file and line of its text.
+// Calls `work`, and gives an unknown label the file and line of its text. `files`: of the texts.
 template <class Work>
-void with_source(const std::string& file, const Texts& texts, const Work& work) {
+void with_source(const std::vector<std::string>& files, const Texts& texts, const Work& work) {
     try {
         work();
     } catch (const Unknown_label& error) {
-        throw Data_error(input_name(file), texts[error.index].line, error.reason);
+        const Labelled_text& text = texts[error.index];
+        throw Data_error(input_name(files[text.file]), text.line, error.reason);
     }
 }
 
-std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, const Texts& texts,
+std::vector<std::string> training_files(const Evaluation_options& options) {
+    return options.data_files.empty() ? std::vector<std::string>{options.train_file}
+                                      : options.data_files;
+}
+
+// The cost of the training includes that of a search for groups.
+std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Texts& texts,
                                           Evaluation& result) {
-    auto model = std::make_unique<Text_model>(options.model);
     result.training = {texts.size(), text_bytes(texts)};
-    with_source(options.train_file, texts, [&] {
+    Cpu_timer timer;
+    timer.start();
+    auto model = std::make_unique<Text_model>(with_suggested_groups(
+        options.model, texts, options.bootstraps, options.progress, options.warn));
+    timer.stop();
+    result.training->cpu_seconds = timer.seconds();
+    with_source(training_files(options), texts, [&] {
         measure(*result.training, *model,
                 [&] { model->start(texts, options.bootstraps, options.progress); });
     });
@@ -310,21 +289,38 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     return model;
 }
 
+// Measures the quality of the model, as of now.
+void measure_quality(const Evaluation_options& options, const Texts& texts, Text_model& model,
+                     Quality* all, Evaluation& result) {
+    const std::vector<std::string> labels = model.labels();
+    result.trained_labels = labels.size();
+    result.classifying = {texts.size(), text_bytes(texts)};
+    Quality quality(options.threshold, labels, all);
+    Classification(texts, model, options.progress, result.classifying, quality).run(options.jobs);
+    quality.put_into(result);
+}
+
 struct Data {
     Texts to_train;  // empty if the model is read from its file
     Texts to_classify;
     Texts to_learn;
 };
 
-void check_input(const Evaluation_options& options) {
-    const std::vector<std::string> files = {options.train_file, options.test_file,
-                                            options.learn_file.value_or("")};
-    check_read_once(files);
-    if (options.warn && waits_for_typing(files)) {
-        const bool types_training_data = is_standard_input(options.train_file);
-        options.warn(typing_note(
-            lines_of_columns(training_columns(options.bootstraps && types_training_data))));
+// RAISES: Data_error if no text is held out, or all are.
+Data divided_data(const Evaluation_options& options, Skipped_lines* skipped) {
+    Whole_data whole = read_whole_data(options, skipped);
+    const std::vector<bool> held_out = held_out_texts(whole.name, label_lists_of(whole.texts),
+                                                      options.held_out_share, options.seed);
+    if (options.warn) {
+        for (const std::string& warning : held_out_warnings({whole.name, whole.texts}, held_out)) {
+            options.warn(warning);
+        }
     }
+    Data data;
+    for (std::size_t i = 0; i < whole.texts.size(); ++i) {
+        (held_out[i] ? data.to_classify : data.to_train).push_back(std::move(whole.texts[i]));
+    }
+    return data;
 }
 
 Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
@@ -332,13 +328,17 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     Progress(options.progress).check_interrupt();
     check_input(options);
     Data data;
-    if (options.kc_file.empty()) {
+    if (!options.data_files.empty()) {
+        data = divided_data(options, skipped);
+    } else if (options.kc_file.empty()) {
         data.to_train =
             read_labelled_file(options.train_file, skipped, training_columns(options.bootstraps),
                                options.longest_line, options.form);
     }
-    data.to_classify = read_labelled_file(options.test_file, skipped, Columns::kText,
-                                          options.longest_line, options.form);
+    if (options.data_files.empty()) {
+        data.to_classify = read_labelled_file(options.test_file, skipped, Columns::kText,
+                                              options.longest_line, options.form);
+    }
     if (options.learn_file) {
         data.to_learn = read_labelled_file(*options.learn_file, skipped, Columns::kText,
                                            options.longest_line, options.form);
@@ -348,7 +348,7 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
 
 void warn_of_data(const Evaluation_options& options, const Data& data,
                   const std::vector<std::string>& known_labels) {
-    if (!options.warn) {
+    if (!options.warn || !options.data_files.empty()) {  // read_whole_data has warned
         return;
     }
     const Named_texts test = {input_name(options.test_file), data.to_classify};
@@ -362,7 +362,7 @@ void warn_of_data(const Evaluation_options& options, const Data& data,
 
 // The warnings need the labels of the model. For a trained model these are the labels of its data,
 // so we can warn before the training.
-std::unique_ptr<Text_model> model_of(const Evaluation_options& options, const Data& data,
+std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& data,
                                      Evaluation& result) {
     if (options.kc_file.empty()) {
         warn_of_data(options, data, {});
@@ -373,31 +373,32 @@ std::unique_ptr<Text_model> model_of(const Evaluation_options& options, const Da
     return model;
 }
 
+}  // namespace
+
 std::size_t peak_memory_bytes() {
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<std::size_t>(usage.ru_maxrss) * 1024;  // Linux counts in KiB.
 }
 
-}  // namespace
+Evaluation evaluate_texts(const Evaluation_options& options, Texts& to_train,
+                          const Texts& to_classify, Quality* all) {
+    Evaluation result;
+    const std::unique_ptr<Text_model> model = trained_model(options, to_train, result);
+    measure_quality(options, to_classify, *model, all, result);
+    return result;
+}
 
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    const Data data = read_data(options, skipped);
-    result.classifying = {data.to_classify.size(), text_bytes(data.to_classify)};
-
+    Data data = read_data(options, skipped);
     Progress(options.progress).check_interrupt();
     const std::unique_ptr<Text_model> made = model_of(options, data, result);
     Text_model& model = *made;
-    const std::vector<std::string> labels = model.labels();
-    result.trained_labels = labels.size();
-    Quality quality(options.threshold, labels);
-    Classification(data.to_classify, model, options.progress, result.classifying, quality)
-        .run(options.jobs);
-    quality.put_into(result);
+    measure_quality(options, data.to_classify, model, nullptr, result);
     if (!data.to_learn.empty()) {
-        with_source(*options.learn_file, data.to_learn, [&] {
+        with_source({*options.learn_file}, data.to_learn, [&] {
             result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify,
                                              model, options.progress);
         });

@@ -11,6 +11,7 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "cli/data/Folds.h"
 #include "cli/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
@@ -27,6 +28,12 @@ struct Evaluation_options {
     Given_analysis analysis = {};  // for the container
     std::string train_file;        // for a trained model, like `bootstraps` and `model`
     std::string test_file;
+    // If there are any, `evaluate` holds a share of their texts out, trains on the others, and
+    // classifies the share; `cross_validate` makes folds. There is no train_file or test_file then.
+    std::vector<std::string> data_files = {};
+    double held_out_share = 0.2;  // see held_out_texts
+    std::size_t fold_count = 0;   // for `cross_validate`: 2 or more
+    std::uint64_t seed = kDefaultSeed;
     double threshold = 0.5;  // a label with at least this score is given to the text; 0 to 1
     bool skips_bad_lines = false;
     Data_form form = {};                      // of all data files
@@ -76,12 +83,25 @@ struct Evaluation {
     std::size_t peak_memory_bytes = 0;  // of the process, with the texts of the files
 };
 
+class Quality;
+
 // Each data file may be "-", standard input.
 // RAISES, before any work: Usage_error if standard input is named twice; Input_error; Data_error
 // for a bad line, unless bad lines are skipped. Then, if the model is read: what read_model raises;
-// Data_error if `learn_file` is set and the container is compact. At any time: qtX<zeWorkflow> 2
+// Data_error if `learn_file` is set and the container is compact; Data_error if no text of
+// `data_files` is held out, or all are. At any time: qtX<zeWorkflow> 2
 // "Process interrupted".
 Evaluation evaluate(const Evaluation_options& options);
+
+// Trains a model on some texts, classifies others, and frees the model. `all`: collects the results
+// of several calls; may be null. `to_train`: a search for groups moves the texts, and puts them
+// back. The result has no `peak_memory_bytes`.
+// RAISES: qtX<zeWorkflow> 2; what Text_model::train raises.
+Evaluation evaluate_texts(const Evaluation_options& options, std::vector<Labelled_text>& to_train,
+                          const std::vector<Labelled_text>& to_classify, Quality* all);
+
+// Of this process, so far.
+std::size_t peak_memory_bytes();
 
 }  // namespace cli
 

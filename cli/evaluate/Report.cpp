@@ -174,6 +174,67 @@ void print_categories(const Assignments& assignments, std::ostream& out) {
     }
 }
 
+// Longer than kNameWidth, for "macro precision".
+constexpr std::size_t kFigureWidth = 16;
+
+void print_figure_row(std::ostream& out, std::string_view name,
+                      std::initializer_list<std::string> columns) {
+    print_row(out, left_aligned(name, kFigureWidth), columns);
+}
+
+void print_whole_data(const Evaluation& all, std::ostream& out) {
+    print_figure_row(out, "", {"texts", "size", "labels"});
+    print_figure_row(
+        out, "data",
+        {grouped(all.classifying.texts), megabytes(static_cast<double>(all.classifying.bytes), 2),
+         grouped(all.metrics.labels)});
+}
+
+std::string heading_of(Figure_group group, const Cross_validation& validation) {
+    switch (group) {
+        case Figure_group::kBestLabel:
+            return grouped(validation.folds.size()) + " folds";
+        case Figure_group::kThreshold:
+            return "score >= " + with_decimals(validation.all.assignments.threshold, 2);
+        case Figure_group::kCalibration:
+            return "calibration";
+        case Figure_group::kRawCalibration:
+            break;
+    }
+    return "without tables";
+}
+
+bool is_share(Figure_group group) {
+    return group == Figure_group::kBestLabel || group == Figure_group::kThreshold;
+}
+
+void print_figure(const Figure& figure, const Cross_validation& validation, std::ostream& out) {
+    const Spread spread = spread_of(figure, validation.folds);
+    const auto shown = [&figure](double value) {
+        return is_share(figure.group) ? percent(value) : with_decimals(value, 4);
+    };
+    print_figure_row(
+        out, figure.name,
+        {shown(spread.mean), shown(spread.deviation), shown(figure.of(validation.all))});
+}
+
+void print_figures(const Cross_validation& validation, std::ostream& out) {
+    const bool has_raw = have_raw_calibration(validation.folds);
+    const Figure* before = nullptr;
+    for (const Figure& figure : quality_figures()) {
+        if (figure.group == Figure_group::kRawCalibration && !has_raw) {
+            continue;
+        }
+        if (before == nullptr || before->group != figure.group) {
+            out << '\n';
+            print_figure_row(out, heading_of(figure.group, validation),
+                             {"mean", "spread", "all texts"});
+        }
+        print_figure(figure, validation, out);
+        before = &figure;
+    }
+}
+
 }  // namespace
 
 void print_report(const Evaluation& evaluation, const Report_options& options, std::ostream& out) {
@@ -191,6 +252,17 @@ void print_report(const Evaluation& evaluation, const Report_options& options, s
         out << '\n';
         print_explanation(*evaluation.explanation, out);
     }
+}
+
+void print_report(const Cross_validation& validation, const Report_options& options,
+                  std::ostream& out) {
+    print_whole_data(validation.all, out);
+    print_figures(validation, out);
+    print_cost(validation.all, out);
+    if (options.lists_categories) {
+        print_categories(validation.all.assignments, out);
+    }
+    print_confusions(validation.all.metrics, options.confusion_count, out);
 }
 
 }  // namespace cli

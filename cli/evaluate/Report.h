@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <ostream>
 
+#include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 
 namespace cli {
@@ -16,6 +17,10 @@ struct Report_options {
 
 // Prints the figures with units; 1 MB is a million bytes.
 void print_report(const Evaluation& evaluation, const Report_options& options, std::ostream& out);
+// Prints mean and spread of each figure over the folds, and the figure of all texts together. Cost,
+// categories and confusions are those of all folds together.
+void print_report(const Cross_validation& validation, const Report_options& options,
+                  std::ostream& out);
 
 }  // namespace cli
 

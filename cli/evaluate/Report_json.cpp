@@ -98,6 +98,45 @@ Json confusions_json(const Metrics& metrics, std::size_t wanted) {
     return list;
 }
 
+// `value_of`: of a figure.
+template <class Value_of>
+Json figures_json(bool has_raw, const Value_of& value_of) {
+    Json json;
+    for (const Figure& figure : quality_figures()) {
+        if (figure.group != Figure_group::kRawCalibration) {
+            json[figure.member] = value_of(figure);
+        } else if (has_raw) {
+            json["without_tables"][figure.member] = value_of(figure);
+        }
+    }
+    return json;
+}
+
+Json fold_json(const Evaluation& fold) {
+    Json json = {{"training_texts", fold.training->texts},
+                 {"test_texts", fold.metrics.texts},
+                 {"correct", fold.metrics.correct}};
+    json.update(figures_json(fold.raw_calibration.has_value(),
+                             [&](const Figure& figure) { return figure.of(fold); }));
+    return json;
+}
+
+void add_spread(const Cross_validation& validation, Json& json) {
+    const std::vector<Evaluation>& folds = validation.folds;
+    const bool has_raw = have_raw_calibration(folds);
+    json["mean"] =
+        figures_json(has_raw, [&](const Figure& figure) { return spread_of(figure, folds).mean; });
+    json["spread"] = figures_json(
+        has_raw, [&](const Figure& figure) { return spread_of(figure, folds).deviation; });
+    json["all_texts"] = {{"correct", validation.all.metrics.correct}};
+    json["all_texts"].update(
+        figures_json(has_raw, [&](const Figure& figure) { return figure.of(validation.all); }));
+    json["folds"] = Json::array();
+    for (const Evaluation& fold : folds) {
+        json["folds"].push_back(fold_json(fold));
+    }
+}
+
 }  // namespace
 
 nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t confusion_count) {
@@ -115,6 +154,25 @@ nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t con
     if (evaluation.explanation) {
         json["explanation"] = explanation_json(*evaluation.explanation);
     }
+    return json;
+}
+
+nlohmann::ordered_json report_json(const Cross_validation& validation,
+                                   std::size_t confusion_count) {
+    const Evaluation& all = validation.all;
+    Json json = {{"fold_count", validation.folds.size()},
+                 {"seed", validation.seed},
+                 {"texts", all.metrics.texts},
+                 {"bytes", all.classifying.bytes},
+                 {"labels", all.metrics.labels},
+                 {"threshold", all.assignments.threshold}};
+    add_spread(validation, json);
+    json["training"] = phase_json(*all.training, all.metrics.labels);
+    json["classifying"] = phase_json(all.classifying, all.metrics.labels);
+    json["peak_memory_bytes"] = all.peak_memory_bytes;
+    json["skipped_lines"] = all.skipped.count;
+    json["categories"] = categories_json(all.assignments);
+    json["confusions"] = confusions_json(all.metrics, confusion_count);
     return json;
 }
 

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 
 namespace cli {
@@ -14,6 +15,9 @@ namespace cli {
 // are in seconds, sizes in bytes. `micro_f1` and `macro_f1` are for the labels at the threshold,
 // and `macro_f1_top` for the best labels.
 nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t confusion_count);
+// The figures of a cross-validation, with the same names: `mean` and `spread` over the folds,
+// `all_texts` together, and the list `folds`.
+nlohmann::ordered_json report_json(const Cross_validation& validation, std::size_t confusion_count);
 
 }  // namespace cli
 

@@ -30,6 +30,28 @@ Empty lines are skipped. With --bootstrap the training file has the columns
 `label[,label]<TAB>text<TAB>title<TAB>keywords`; only title and keywords are learned. The file `-` is
 standard input. A line longer than --max-line bytes is a bad line, and is never in memory whole.
 
+The end of a file's name, or --format, chooses another form:
+  .csv            csv       columns between commas; quotes as in RFC 4180
+  .jsonl .ndjson  jsonl     {"text": "a goal", "labels": ["sport"], "pairs": {"size": 7}}
+  .ft .fasttext   fasttext  words; those that begin with __label__ are labels
+Behind it may be .gz or .zst; compressed standard input is found by its first bytes. --text and --label
+choose the columns of csv and tsv by name or number, and the keys of jsonl. Names are found in the first
+row; --header is needed only if all are numbers. Without these options csv has the columns label and
+text. Several --text are joined. Labels are separated only by --label-separator.
+
+  zandrel train shop.kc export.csv --text subject --text body --label category
+  zandrel classify shop.kc new.jsonl.gz --jsonl
+
+Rules read the pairs of a message: the object "pairs" of jsonl, and columns named by --pair
+NAME[=COLUMN]. Integers, numbers, truth values, strings, moments such as "2026-01-31T10:00:00Z" (read as
+microseconds since 1970) and lists of one type keep their type.
+
+A bad record is reported as FILE:LINE: record N: reason. With --skip-bad it is left out. A quote that is
+not closed costs only its own line: the next line is read as a new row. Damaged compressed data ends the
+command.
+
+split divides a data file into two, with each label in both: one to train, one to test.
+
 train and evaluate warn about header lines, bytes that are not UTF-8, too many labels, labels with a
 single text, labels that differ only in case or blanks, and a test without a known label.
 
@@ -90,6 +112,9 @@ Labels of the data name categories of leaves. A label without a leaf is an error
 Several leaves can have one label. Each child of a rule node has a rule; the rule "default" is for texts
 for which no other rule fires. Rules read words and the name/value pairs of a text.
 
+--tree auto finds groups of labels with common words, and trains a tree of two levels if that is
+clearly more accurate in cross-validation. tree suggest writes this tree as text.
+
 Rules act in training too: a statistical node learns the texts that the rules above let through. A
 text that the rules keep from all leaves of its labels is not learned, and a warning says so. Only
 statistical nodes learn; a leaf directly below a rule node needs no texts.
@@ -140,10 +165,18 @@ constexpr std::string_view kFigures =
   learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
               and greatest number in a profile; all other figures are of the model before --learn
 
-JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top` is
-for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`, `without_tables`,
-`learning` and more. One of `training` and `loading` is null. An explanation contains what each concept
-adds to the score of the best label.)";
+evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
+folds, and the figure of all texts together, each text with the result of its fold. The spread is
+the sample standard deviation: the sum of squared distances from the mean is divided by K - 1. Macro
+F1 of a fold is the mean over the labels of its texts. If labels have fewer texts than K, macro F1
+of all texts says more. Categories, confusions and cost are of all folds together. Each label has
+its share of each fold, and --seed chooses other folds. --holdout 0.2 is one of the folds of --cv 5.
+
+JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top`
+is for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`,
+`without_tables`, `learning` and more. With --cv these are members of `mean`, `spread`, `all_texts`
+and each of `folds`. One of `training` and `loading` is null. An explanation contains what each
+concept adds to the score of the best label.)";
 
 constexpr std::string_view kExitStatus =
     R"(The exit status is 0 for success, or:

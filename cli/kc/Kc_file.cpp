@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <system_error>
 
 #include "zandrel/foundation/qtX.h"
@@ -17,6 +18,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HioErr.h"
 
+#include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
@@ -103,6 +105,20 @@ std::string first_bytes_of_kc() {
            Hpack::MakeStringKey(zandrel::detail::kKcFileId).str();
 }
 
+bool is_kc_on_standard_input() {
+    errno = 0;
+    const bool is_kc = begins_as_kc(std::cin);
+    if (std::cin.bad()) {
+        throw Input_error(input_name("-"), reason_of_failure());
+    }
+    return is_kc;
+}
+
+bool is_file_of_kc(const std::string& path) {
+    std::error_code ignored;  // the file may not exist
+    return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
+}
+
 }  // namespace
 
 // The library does not report why a file cannot be opened, so we test the usual reasons before.
@@ -148,6 +164,12 @@ bool begins_as_kc(std::istream& input) {
         input.rdbuf()->sungetc();
     }
     return start == wanted;
+}
+
+void check_is_no_kc(const std::string& data_file) {
+    if (is_standard_input(data_file) ? is_kc_on_standard_input() : is_file_of_kc(data_file)) {
+        throw Data_error(input_name(data_file), "this is a knowledge container, and no data file");
+    }
 }
 
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {

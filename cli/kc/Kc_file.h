@@ -24,6 +24,11 @@ bool begins_as_kc(const std::string& path);
 // first byte, and looks only at the bytes that arrived together with that byte.
 bool begins_as_kc(std::istream& input);
 
+// Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
+// lines. `data_file`: "-": standard input.
+// RAISES: Data_error; Input_error.
+void check_is_no_kc(const std::string& data_file);
+
 // Reads the knowledge container of a file, and verifies its seal if there is one. `progress` may be
 // null.
 // RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if

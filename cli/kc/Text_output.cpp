@@ -11,6 +11,7 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Replacement_file.h"
+#include "cli/kc/Target_file.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -27,6 +28,13 @@ void check_no_container(const std::string& file) {
 }
 
 }  // namespace
+
+void check_text_output(const std::string& file) {
+    if (!file.empty() && !is_standard_input(file)) {
+        check_no_container(file);
+        Target_file(file).check_replaceable();
+    }
+}
 
 void write_text(const std::string& file, const std::function<void(std::ostream& out)>& write) {
     if (file.empty() || is_standard_input(file)) {

@@ -15,6 +15,10 @@ namespace cli {
 // tests standard output when it ends.
 void write_text(const std::string& file, const std::function<void(std::ostream& out)>& write);
 
+// Makes the checks of `write_text` before long work, without writing.
+// RAISES: as write_text.
+void check_text_output(const std::string& file);
+
 }  // namespace cli
 
 #endif  // ZANDREL_CLI_KC_TEXT_OUTPUT_H_

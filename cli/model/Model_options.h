@@ -22,6 +22,7 @@ struct Model_options {
     Engine_settings* settings = nullptr;  // BORROWS: until the program ends; null: none
     Label_groups groups = {};             // empty: one classifier for all labels
     Tree_source tree = {};                // instead of groups
+    bool suggests_groups = false;         // with_suggested_groups finds them in the texts
 };
 
 }  // namespace cli

@@ -21,7 +21,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -95,36 +94,13 @@ void check_data_files(const std::string& kc_file, const std::vector<std::string>
     }
 }
 
-bool is_kc_on_standard_input() {
-    errno = 0;
-    const bool is_kc = begins_as_kc(std::cin);
-    if (std::cin.bad()) {
-        throw Input_error(input_name("-"), reason_of_failure());
-    }
-    return is_kc;
-}
-
-bool is_file_of_kc(const std::string& path) {
-    std::error_code ignored;  // the file may not exist
-    return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
-}
-
-// Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
-// lines.
-// RAISES: Data_error; Input_error.
-void check_is_no_kc(const std::string& path) {
-    if (is_standard_input(path) ? is_kc_on_standard_input() : is_file_of_kc(path)) {
-        throw Data_error(input_name(path), "this is a knowledge container, and no data file");
-    }
-}
-
-// `Options`: Training_options or Learning_options.
+// `Options`: Training_options, Learning_options or Suggestion_options.
 template <class Options>
 std::vector<Data_file> read_data(const Options& options, Columns columns, Skipped_lines& skipped) {
     const Waiting_for_input waiting;
     Progress(options.progress).check_interrupt();
     if (options.warn && waits_for_typing(options.data_files)) {
-        options.warn(typing_note(lines_of_columns(columns)));
+        options.warn(typing_note(lines_of_columns(columns, options.form)));
     }
     std::vector<Data_file> files;
     files.reserve(options.data_files.size());
@@ -137,7 +113,9 @@ std::vector<Data_file> read_data(const Options& options, Columns columns, Skippe
     return files;
 }
 
-void warn_of_data(const Training_options& options, const std::vector<Data_file>& files) {
+// `Options`: Training_options or Suggestion_options.
+template <class Options>
+void warn_of_data(const Options& options, const std::vector<Data_file>& files) {
     if (!options.warn) {
         return;
     }
@@ -241,6 +219,20 @@ void add_label(const std::string& label, const Data_file& file, std::size_t line
     }
 }
 
+// The text form of a tree has no white space except blanks, so a label with a tab would become
+// another label. RAISES: Data_error.
+void check_labels_for_text(const Data_file& file) {
+    for (const Labelled_text& text : file.texts) {
+        for (const std::string& label : text.labels) {
+            if (label.find_first_of("\t\n\v\f\r") != std::string::npos) {
+                throw Data_error(file.name, text.line,
+                                 "label \"" + shown_value(label) +
+                                     "\" has white space that a tree file cannot contain");
+            }
+        }
+    }
+}
+
 // Makes sure that the model has a leaf for each label of a file.
 void settle_labels(const Data_file& file, bool adds_categories, Text_model& model) {
     for (const Labelled_text& text : file.texts) {
@@ -297,7 +289,8 @@ Training_summary train_new_kc(const Training_options& options) {
     const Sources sources(files);
     Texts texts = joined(files);
     Progress(options.progress).check_interrupt();
-    Text_model model(options.model);
+    Text_model model(with_suggested_groups(options.model, texts, options.bootstraps,
+                                           options.progress, options.warn));
     train_texts(sources, texts,
                 [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
     if (!options.model.tree.text.empty()) {
@@ -368,6 +361,17 @@ Training_summary learn_into_kc(const Learning_options& options) {
     summary.new_labels = summary.labels - labels_before;
     leave_to_exit(model->manager());
     return summary;
+}
+
+Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_lines& skipped) {
+    check_read_once(options.data_files);
+    std::vector<Data_file> files = read_data(options, Columns::kText, skipped);
+    for (const Data_file& file : files) {
+        check_labels_for_text(file);
+    }
+    warn_of_data(options, files);
+    Texts texts = joined(files);
+    return suggest_tree(texts, options.model, false, options.progress);
 }
 
 void print_training(const Training_summary& summary, std::ostream& out) {

@@ -16,6 +16,7 @@
 #include "cli/data/Labelled_text.h"
 #include "cli/kc/Kept_analysis.h"
 #include "cli/model/Model_options.h"
+#include "cli/suggest/Tree_suggestion.h"
 
 namespace cli {
 
@@ -54,6 +55,18 @@ struct Learning_options {
     std::function<void(const std::string&)> warn = {};
 };
 
+// The data of `suggest_from_files`.
+struct Suggestion_options {
+    std::vector<std::string> data_files;  // at least one
+    Model_options model = {};
+    bool skips_bad_lines = false;
+    Data_form form = {};                      // of the data files
+    std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
+    CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
+    // Takes what the user should know before the work begins. May be empty.
+    std::function<void(const std::string&)> warn = {};
+};
+
 // The result of train or learn.
 struct Training_summary {
     std::string kc_file;
@@ -84,6 +97,12 @@ Training_summary train_kc(const Training_options& options);
 // container; Data_error with file and line for the first unknown label, unless `adds_categories`,
 // and for a label that cannot be added.
 Training_summary learn_into_kc(const Learning_options& options);
+
+// Suggests a tree for the texts of all files together. Warns of probable mistakes in the data.
+// RAISES: Usage_error if standard input is named twice; what read_labelled_file and suggest_tree
+// raise; Data_error for a container instead of a data file, and, with file and line, for a label
+// with white space that the text form of a tree cannot contain.
+Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_lines& skipped);
 
 // Prints one line.
 void print_training(const Training_summary& summary, std::ostream& out);

@@ -234,6 +234,48 @@ TEST(DataWarningsTest, BothFilesOfAnEvaluationAreChecked) {
                             "file in another encoding?"));
 }
 
+// ---- Data that are divided ----
+
+Lines warnings_of_folds(const std::string& data, const std::vector<std::size_t>& folds,
+                        std::size_t fold_count) {
+    const Texts texts = texts_of(data);
+    return fold_warnings({"data.tsv", texts}, folds, fold_count);
+}
+
+Lines warnings_of_share(const std::string& data, const std::vector<bool>& held_out) {
+    const Texts texts = texts_of(data);
+    return held_out_warnings({"data.tsv", texts}, held_out);
+}
+
+TEST(DataWarningsTest, IdenticalTextsOfOneFoldAreNotNamed) {
+    EXPECT_THAT(warnings_of_folds("a\tx\na\tx\na\ty\na\ty\n", {0, 0, 1, 1}, 2), IsEmpty());
+}
+
+// Texts 0, 1 and 3 are "x", in both folds; the empty texts are not counted. Labels do not matter.
+TEST(DataWarningsTest, IdenticalTextsOfTwoFoldsAreCounted) {
+    EXPECT_THAT(warnings_of_folds("a\tx\na\tx\na\t\nb\tx\na\t\nb\ty\n", {0, 0, 0, 1, 1, 1}, 2),
+                ElementsAre("data.tsv: 3 of 6 texts are identical to texts of another fold; the "
+                            "model has learned them, so the figures are too good"));
+}
+
+TEST(DataWarningsTest, LabelsWithFewerTextsThanFoldsAreNamed) {
+    EXPECT_THAT(warnings_of_folds("a\t1\na\t2\na\t3\nb,c\t4\nb\t5\n", {0, 1, 2, 0, 1}, 3),
+                ElementsAre("data.tsv: 2 labels have fewer texts than the 3 folds, so some folds "
+                            "do not test them: \"b\", \"c\""));
+    EXPECT_THAT(warnings_of_folds("a\t1\na\t2\na\t3\n", {0, 1, 2}, 3), IsEmpty());
+}
+
+TEST(DataWarningsTest, HeldOutTextsThatAreLearnedTooAreCounted) {
+    const std::string data = "a\tx\na\tx\na\ty\na\tz\n";
+
+    EXPECT_THAT(warnings_of_share(data, {false, false, true, true}), IsEmpty());
+    EXPECT_THAT(warnings_of_share(data, {false, true, true, true}),
+                ElementsAre("data.tsv: 1 of 3 held-out texts is identical to texts that are not "
+                            "held out; the model has learned them, so the figures are too good"));
+    EXPECT_THAT(warnings_of_share("a\tx\na\tx\na\tx\n", {true, true, false}),
+                ElementsAre(StartsWith("data.tsv: 2 of 2 held-out texts are identical to texts")));
+}
+
 }  // namespace
 
 }  // namespace cli

@@ -107,6 +107,20 @@ TEST_F(RecordFilterTest, ExplanationReadsPairs) {
     EXPECT_THAT(Explained(kMessages, Data_format::kJsonLines), HasSubstr("large"));
 }
 
+TEST_F(RecordFilterTest, PathReadsPairs) {
+    std::istringstream stream(kMessages);
+    Line_input input = {stream, "data"};
+    input.format = Data_format::kJsonLines;
+    Explain_options options;
+    options.shows_path = true;
+    std::ostringstream out;
+
+    explain_lines(input, options, m_model, out);
+
+    EXPECT_THAT(out.str(), HasSubstr("$size(n)"));
+    EXPECT_THAT(out.str(), HasSubstr("7"));
+}
+
 TEST_F(RecordFilterTest, AccuracyReadsPairs) {
     Labelled_text text = {{"large"}, "a"};
     text.pairs = {{"size", mlMessageConverter::kInteger, {"7"}}};

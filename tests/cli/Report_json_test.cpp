@@ -1,5 +1,6 @@
 #include "cli/evaluate/Report_json.h"
 
+#include <cmath>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -124,6 +125,60 @@ TEST(ReportJsonTest, EmptyEvaluationHasListsAndZeros) {
     EXPECT_EQ(json["categories"], Json::array());
     EXPECT_EQ(json["confusions"], Json::array());
     EXPECT_EQ(json["skipped_lines"], 0);
+}
+
+TEST(ReportJsonTest, FoldsHaveMeanSpreadAndListOfFigures) {
+    Cross_validation validation;
+    validation.seed = 7;
+    validation.folds.resize(2);
+    validation.folds[0].metrics.accuracy = 0.5;
+    validation.folds[1].metrics.accuracy = 1.0;
+    validation.folds[0].metrics.texts = 4;
+    validation.folds[0].metrics.correct = 2;
+    validation.folds[0].training = {6};
+    validation.folds[1].training = {4};
+    validation.folds[0].calibration.brier = 0.25;
+    validation.folds[1].calibration.brier = 0.75;
+    validation.all = example_evaluation();
+    validation.all.training = {10};
+
+    const Json json = report_json(validation, 1);
+
+    EXPECT_EQ(json["fold_count"], 2);
+    EXPECT_EQ(json["seed"], 7);
+    EXPECT_EQ(json["mean"]["accuracy"], 0.75);
+    EXPECT_DOUBLE_EQ(json["spread"]["accuracy"].get<double>(), 0.25 * std::sqrt(2.0));
+    EXPECT_EQ(json["mean"]["brier"], 0.5);
+    EXPECT_EQ(json["all_texts"]["accuracy"], report_json(validation.all, 1)["accuracy"]);
+    EXPECT_EQ(json["all_texts"]["correct"], report_json(validation.all, 1)["correct"]);
+    ASSERT_EQ(json["folds"].size(), 2U);
+    EXPECT_EQ(json["folds"][0]["training_texts"], 6);
+    EXPECT_EQ(json["folds"][0]["test_texts"], 4);
+    EXPECT_EQ(json["folds"][0]["correct"], 2);
+    EXPECT_EQ(json["folds"][1]["accuracy"], 1.0);
+    EXPECT_EQ(json["training"]["texts"], 10);
+    EXPECT_EQ(json["confusions"].size(), 1U);
+    EXPECT_EQ(json["categories"], report_json(validation.all, 1)["categories"]);
+    EXPECT_FALSE(json["mean"].contains("without_tables"));
+}
+
+TEST(ReportJsonTest, FiguresWithoutTablesAreGivenIfEachFoldHasThem) {
+    Cross_validation validation;
+    validation.folds.resize(2);
+    validation.all.training.emplace();
+    for (Evaluation& fold : validation.folds) {
+        fold.training.emplace();
+        fold.raw_calibration = {0.125, 0.25, 0.5};
+    }
+    validation.all.raw_calibration = {0.125, 0.25, 1.5};
+
+    const Json json = report_json(validation, 0);
+
+    EXPECT_EQ(json["mean"]["without_tables"].dump(),
+              R"({"ece_top":0.125,"ece_pairs":0.25,"brier":0.5})");
+    EXPECT_EQ(json["spread"]["without_tables"]["brier"], 0.0);
+    EXPECT_EQ(json["all_texts"]["without_tables"]["brier"], 1.5);
+    EXPECT_EQ(json["folds"][1]["without_tables"]["ece_pairs"], 0.25);
 }
 
 }  // namespace

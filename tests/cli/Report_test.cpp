@@ -171,6 +171,73 @@ TEST(ReportTest, ControlCharactersOfLabelsAreEscaped) {
     EXPECT_THAT(report, Not(HasSubstr("\x1B")));
 }
 
+// Two folds. Accuracies 0.5 and 1: mean 0.75, deviation sqrt(2 * 0.25^2) = 0.35355. The Brier
+// scores 0.25 and 0.5 have the mean 0.375 and the deviation 0.17678. The figures without a value
+// are 0.
+Cross_validation printed_validation() {
+    Cross_validation validation;
+    validation.folds.resize(2);
+    validation.folds[0].metrics.accuracy = 0.5;
+    validation.folds[1].metrics.accuracy = 1.0;
+    validation.folds[0].calibration.brier = 0.25;
+    validation.folds[1].calibration.brier = 0.5;
+    validation.all = printed_evaluation();
+    return validation;
+}
+
+std::string report_of(const Cross_validation& validation, const Report_options& options) {
+    std::ostringstream out;
+    print_report(validation, options, out);
+    return out.str();
+}
+
+TEST(ReportTest, FiguresOfFoldsHaveMeanAndSpread) {
+    EXPECT_EQ(report_of(printed_validation(), {0, false}),
+              "                       texts        size      labels\n"
+              "data                   7,532    13.20 MB          19\n"
+              "\n"
+              "2 folds                 mean      spread   all texts\n"
+              "accuracy             75.00 %     35.36 %     82.66 %\n"
+              "macro F1              0.00 %      0.00 %     80.00 %\n"
+              "\n"
+              "score >= 0.50           mean      spread   all texts\n"
+              "micro precision       0.00 %      0.00 %     87.50 %\n"
+              "micro recall          0.00 %      0.00 %     75.00 %\n"
+              "micro F1              0.00 %      0.00 %     80.77 %\n"
+              "macro precision       0.00 %      0.00 %     50.00 %\n"
+              "macro recall          0.00 %      0.00 %     25.00 %\n"
+              "macro F1              0.00 %      0.00 %    100.00 %\n"
+              "\n"
+              "calibration             mean      spread   all texts\n"
+              "ECE of best           0.0000      0.0000      0.0312\n"
+              "ECE of all            0.0000      0.0000      0.0013\n"
+              "Brier score           0.3750      0.1768      1.5000\n"
+              "\n"
+              "                  CPU time  of it text     texts/s        MB/s\n"
+              "training            2.00 s      0.50 s       5,657        10.6\n"
+              "classifying         0.50 s      0.25 s      15,064        26.4\n"
+              "peak memory         113 MB\n");
+}
+
+TEST(ReportTest, FiguresWithoutTablesNeedAllFolds) {
+    Cross_validation validation = printed_validation();
+    validation.folds[0].raw_calibration = {0.125, 0.5, 1.0};
+    validation.all.raw_calibration = {0.25, 0.5, 1.0};
+    EXPECT_THAT(report_of(validation, {0, false}), Not(HasSubstr("without tables")));
+
+    validation.folds[1].raw_calibration = {0.375, 0.5, 1.0};
+    EXPECT_THAT(report_of(validation, {0, false}),
+                HasSubstr("\nwithout tables          mean      spread   all texts\n"
+                          "ECE of best           0.2500      0.1768      0.2500\n"));
+}
+
+TEST(ReportTest, CategoriesAndConfusionsOfAllFoldsAreListed) {
+    const std::string report = report_of(printed_validation(), {1, true});
+
+    EXPECT_THAT(report, HasSubstr("caf\u00E9                             4          12"));
+    EXPECT_THAT(report, EndsWith("\n  1,082  politics -> sport\n"));
+}
+
 }  // namespace
 
 }  // namespace cli

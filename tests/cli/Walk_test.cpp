@@ -26,7 +26,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Pair;
 
 constexpr int kAllLabels = -1;
 
@@ -85,8 +84,8 @@ protected:
 TEST_F(ShopWalkTest, WalkForOneLabelEndsAtTheBestOne) {
     const Walk walk = Follow(1);
 
-    EXPECT_THAT(steps_of(walk),
-                ElementsAre(Pair("root", 1.0), Pair("shop", 0.5), Pair("refund", 0.375)));
+    EXPECT_THAT(steps_of(walk), ElementsAre(testing::Pair("root", 1.0), testing::Pair("shop", 0.5),
+                                            testing::Pair("refund", 0.375)));
     EXPECT_TRUE(walk.has_enough);
     ASSERT_EQ(walk.results.size(), 1U);
     EXPECT_EQ(walk.results[0].node, m_kc.Node(m_refund));
@@ -145,8 +144,9 @@ TEST_F(ShopWalkTest, StatisticalChildrenHaveScoresAndReasons) {
 TEST_F(ShopWalkTest, WalkForAllLabelsTakesTheWaitingOnesToo) {
     const Walk walk = Follow(kAllLabels);
 
-    EXPECT_THAT(steps_of(walk), ElementsAre(Pair("root", 1.0), Pair("shop", 0.5),
-                                            Pair("refund", 0.375), Pair("late", 0.25)));
+    EXPECT_THAT(steps_of(walk),
+                ElementsAre(testing::Pair("root", 1.0), testing::Pair("shop", 0.5),
+                            testing::Pair("refund", 0.375), testing::Pair("late", 0.25)));
     EXPECT_FALSE(walk.has_enough);
     EXPECT_EQ(walk.steps[3].rank, 2U);
     EXPECT_EQ(Child(walk.steps[1], m_late).step, 4U);
@@ -158,7 +158,8 @@ TEST_F(ShopWalkTest, DefaultIsTakenIfNoRuleFires) {
 
     const Walk walk = Follow(1);
 
-    EXPECT_THAT(steps_of(walk), ElementsAre(Pair("root", 1.0), Pair("rest", 1.0)));
+    EXPECT_THAT(steps_of(walk),
+                ElementsAre(testing::Pair("root", 1.0), testing::Pair("rest", 1.0)));
     EXPECT_EQ(Child(walk.steps[0], m_rest).factor, 1.0);
     EXPECT_EQ(Child(walk.steps[0], m_shop).outcome, Child_outcome::kRuleNotPositive);
 }
@@ -267,8 +268,9 @@ TEST(WalkTest, BetterLeafOfTheSameCategoryThatComesLaterIsTheResult) {
 
     const Walk walk = follow_walk(kc.Manager(), *word_message(), kAllLabels);
 
-    EXPECT_THAT(steps_of(walk), ElementsAre(Pair("root", 1.0), Pair("money", 0.75),
-                                            Pair("group", 0.5), Pair("money", 2.0)));
+    EXPECT_THAT(steps_of(walk),
+                ElementsAre(testing::Pair("root", 1.0), testing::Pair("money", 0.75),
+                            testing::Pair("group", 0.5), testing::Pair("money", 2.0)));
     EXPECT_EQ(walk.steps[1].node, kc.Node(early));
     EXPECT_EQ(walk.steps[1].outcome, Step_outcome::kSameCategory);
     EXPECT_EQ(walk.steps[3].node, kc.Node(late));

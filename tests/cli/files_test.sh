@@ -442,6 +442,25 @@ expect 0 learn a.kc more.tsv
 [[ $(messages a.kc) == '11 11 ' ]] || fail "$command: $(messages a.kc)"
 is_left_with a.kc first.kc
 
+# split writes both files before either takes its place.
+printf 'a\tx\nb\ty\na\tx\nb\ty\n' >whole.tsv
+start_tampered fsync split whole.tsv left.tsv right.tsv --share 0.5
+kill -s TERM "$process"
+ends 143
+exec 9>&-
+[[ -z $(find . -name '*left.tsv*' -o -name '*right.tsv*') ]] || fail "$command: left a file"
+# The second file cannot take its place, since a folder of this name has come meanwhile.
+start_tampered fsync split whole.tsv left.tsv right.tsv --share 0.5
+mkdir right.tsv
+exec 9>&-
+ends 3
+prints err 'zandrel: cannot write right.tsv: Is a directory'
+prints err 'zandrel: left.tsv has been changed all the same'
+[[ $(wc -l <left.tsv) == 2 ]] || fail "$command: left.tsv is not complete"
+rmdir right.tsv
+rm left.tsv whole.tsv
+[[ -z $(find . -name '.*right.tsv*') ]] || fail "$command: left an unfinished file"
+
 # Another process replaces the lock file right after it was opened.
 : >.a.kc.lock
 start_tampered flock learn a.kc more.tsv

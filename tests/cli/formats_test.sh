@@ -112,6 +112,19 @@ expect 65 explain tsv.kc texts.jsonl
 expect 65 train bad.kc train.csv --text nothing --label kind --replace
 is err 'train.csv:1: there is no column "nothing" in the header, but "id", "kind", "body"'
 
+printf 'label,text\nsport,goal\n' >header.csv
+expect 0 train bad.kc header.csv --replace
+prints err 'header.csv:1: this looks like a header line, and counts as a text with the label "label"; --header reads it as one'
+expect 0 train bad.kc header.csv --replace --header
+prints out 'bad.kc: 1 text, 1 label'
+
+# A terminal gets a note about the form.
+for arguments in 'classify tsv.kc - --format jsonl' 'train typed.kc - --format csv'; do
+    command="zandrel $arguments on a terminal"
+    printf '%b' 'x\n\0004' | timeout 20 script -qec "$program $arguments >out 2>err" typed.log >/dev/null
+    prints err "waiting for records of the form ${arguments##* }"
+done
+
 # Damaged compressed files. --skip-bad does not hide the loss
 head -c 5000 train.csv.gz >cut.csv.gz
 expect 65 train bad.kc cut.csv.gz "${columns[@]}" --replace --skip-bad

@@ -16,7 +16,7 @@ cp out main.txt
 mapfile -t commands < <(names_below Subcommands)
 mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
-    'evaluate train learn classify explain rules dump check info options tree help' ]] ||
+    'evaluate split train learn classify explain rules dump check info options tree help' ]] ||
     fail "$command: other commands: ${commands[*]}"
 [[ "${topics[*]}" == 'containers data analysis settings trees editing figures exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"
@@ -33,7 +33,7 @@ done
 described=0
 for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
     'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
-    'tree apply' 'tree dump' 'tree check'; do
+    'tree apply' 'tree dump' 'tree check' 'tree suggest'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $name --help
     is_silent err
@@ -76,6 +76,7 @@ expect 0 help containers
 prints out 'unfinished .NAME.tmp-XXXXXX'
 expect 0 help figures
 prints out 'expected calibration error, over 15 bins'
+prints out 'standard deviation: the sum of squared distances from the mean is divided by K - 1'
 expect 0 help exit-status
 prints out '  143  ended by SIGTERM'
 expect 0 help analysis

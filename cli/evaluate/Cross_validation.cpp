@@ -1,0 +1,189 @@
+// One evaluation for each fold, with the same steps as for separate files of training and test
+// data. Texts are moved between the lists of a fold and of all texts, so they are in memory once.
+//
+// Example: four texts in two folds. The model of texts 1 and 3 classifies the texts 0 and 2, both
+// right; the model of 0 and 2 classifies 1 right and 3 wrong. The accuracies are 1 and 1/2, with
+// the mean 3/4 and the standard deviation sqrt(((1/4)^2 + (1/4)^2) / 1) = 0.354.
+#include "cli/evaluate/Cross_validation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "zandrel/knowledge/Progress.h"
+
+#include "cli/data/Data_warnings.h"
+#include "cli/errors.h"
+#include "cli/evaluate/Quality.h"
+#include "cli/evaluate/Whole_data.h"
+#include "cli/model/Interruption.h"
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+using zandrel::detail::Progress;
+
+using Texts = std::vector<Labelled_text>;
+
+// Shows which fold is in work: "Fold 2 of 5: Classifying".
+class Fold_progress : public CTProgress {
+public:
+    // BORROWS: `shown`.
+    Fold_progress(CTProgress& shown, std::size_t fold, std::size_t fold_count)
+        : m_shown(shown),
+          m_prefix("Fold " + grouped(fold + 1) + " of " + grouped(fold_count) + ": ") {}
+
+    void SetStatus(const char* status) override { m_shown.SetStatus((m_prefix + status).c_str()); }
+
+    void SetTotal(int total) override { m_shown.SetTotal(total); }
+
+    void Increment(unsigned int steps) override { m_shown.Increment(steps); }
+
+    void NextPhase(bool completed) override { m_shown.NextPhase(completed); }
+
+    bool IsInterrupted() const override { return m_shown.IsInterrupted(); }
+
+private:
+    CTProgress& m_shown;
+    std::string m_prefix;
+};
+
+// The texts of a fold, and the others, while this object lives.
+class Moved_texts {
+public:
+    Moved_texts(Texts& texts, const std::vector<std::size_t>& folds, std::size_t fold)
+        : m_texts(texts), m_folds(folds), m_fold(fold) {
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            (folds[i] == fold ? of_fold : others).push_back(std::move(texts[i]));
+        }
+    }
+
+    Moved_texts(const Moved_texts&) = delete;
+    Moved_texts& operator=(const Moved_texts&) = delete;
+
+    // Moves all texts back to their places.
+    ~Moved_texts() {
+        auto next_of_fold = of_fold.begin();
+        auto next_of_others = others.begin();
+        for (std::size_t i = 0; i < m_texts.size(); ++i) {
+            m_texts[i] = std::move(m_folds[i] == m_fold ? *next_of_fold++ : *next_of_others++);
+        }
+    }
+
+    Texts of_fold;
+    Texts others;
+
+private:
+    Texts& m_texts;
+    const std::vector<std::size_t>& m_folds;
+    std::size_t m_fold;
+};
+
+Whole_data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
+    const Waiting_for_input waiting;
+    Progress(options.progress).check_interrupt();
+    check_input(options);
+    return read_whole_data(options, skipped);
+}
+
+void check_fold_count(const Whole_data& data, std::size_t fold_count) {
+    if (fold_count > data.texts.size()) {
+        throw Usage_error("there are fewer texts (" + grouped(data.texts.size()) +
+                          ") than folds (" + grouped(fold_count) + ")");
+    }
+}
+
+void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
+                   const std::vector<std::size_t>& folds) {
+    if (!options.warn) {
+        return;
+    }
+    for (const std::string& warning :
+         fold_warnings({data.name, data.texts}, folds, options.fold_count)) {
+        options.warn(warning);
+    }
+}
+
+// With a progress object that names the fold. Only the first fold prints the hint and the note
+// about suggested groups: the other folds would repeat them.
+Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts& moved,
+                         Quality& all) {
+    if (fold > 0) {
+        options.warn = {};
+    }
+    if (options.progress == nullptr) {
+        return evaluate_texts(options, moved.others, moved.of_fold, &all);
+    }
+    Fold_progress progress(*options.progress, fold, options.fold_count);
+    options.progress = &progress;
+    return evaluate_texts(options, moved.others, moved.of_fold, &all);
+}
+
+void add_cost(const Phase& cost, Phase& sum) {
+    sum.texts += cost.texts;
+    sum.bytes += cost.bytes;
+    sum.cpu_seconds += cost.cpu_seconds;
+    sum.analysis_seconds += cost.analysis_seconds;
+}
+
+// `evaluation`: loses what is only of interest for all texts together.
+void add_fold(Evaluation evaluation, Cross_validation& result) {
+    add_cost(*evaluation.training, *result.all.training);
+    add_cost(evaluation.classifying, result.all.classifying);
+    evaluation.assignments.categories.clear();
+    evaluation.metrics.confusions.clear();
+    result.folds.push_back(std::move(evaluation));
+}
+
+}  // namespace
+
+Cross_validation cross_validate(const Evaluation_options& options) {
+    Cross_validation result;
+    result.seed = options.seed;
+    Whole_data data = read_data(options, options.skips_bad_lines ? &result.all.skipped : nullptr);
+    check_fold_count(data, options.fold_count);
+    const std::vector<std::size_t> folds =
+        folds_of(label_lists_of(data.texts), options.fold_count, options.seed);
+    warn_of_folds(options, data, folds);
+    result.all.training.emplace();
+    Quality all(options.threshold, {});
+    for (std::size_t fold = 0; fold < options.fold_count; ++fold) {
+        Progress(options.progress).check_interrupt();
+        Moved_texts moved(data.texts, folds, fold);
+        add_fold(evaluate_fold(options, fold, moved, all), result);
+    }
+    all.put_into(result.all);
+    result.all.peak_memory_bytes = peak_memory_bytes();
+    return result;
+}
+
+Spread spread_of(const std::vector<double>& values) {
+    double sum = 0.0;
+    for (const double value : values) {
+        sum += value;
+    }
+    const double mean = sum / static_cast<double>(values.size());
+    double square_sum = 0.0;
+    for (const double value : values) {
+        square_sum += (value - mean) * (value - mean);
+    }
+    return {mean, std::sqrt(square_sum / static_cast<double>(values.size() - 1))};
+}
+
+Spread spread_of(const Figure& figure, const std::vector<Evaluation>& folds) {
+    std::vector<double> values;
+    for (const Evaluation& fold : folds) {
+        values.push_back(figure.of(fold));
+    }
+    return spread_of(values);
+}
+
+bool have_raw_calibration(const std::vector<Evaluation>& folds) {
+    return std::all_of(folds.begin(), folds.end(),
+                       [](const Evaluation& fold) { return fold.raw_calibration.has_value(); });
+}
+
+}  // namespace cli

@@ -1,0 +1,65 @@
+// Quality: collects all figures of quality of an evaluation, text by text.
+#ifndef ZANDREL_CLI_EVALUATE_QUALITY_H_
+#define ZANDREL_CLI_EVALUATE_QUALITY_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "cli/data/Labelled_text.h"
+#include "cli/evaluate/Assignments.h"
+#include "cli/evaluate/Calibration.h"
+#include "cli/evaluate/Evaluation.h"
+#include "cli/evaluate/Metrics.h"
+#include "cli/model/Scored_label.h"
+
+namespace cli {
+
+class Quality {
+public:
+    // `labels`: of the model. `all`: gets the same texts, together with those of other models.
+    // BORROWS: `all`; null: none.
+    Quality(double threshold, const std::vector<std::string>& labels, Quality* all = nullptr)
+        : m_assignments(threshold, labels), m_all(all) {}
+
+    void add(const Labelled_text& text, const Ranking& ranking) {
+        m_top.add(text.labels, ranking.empty() ? "" : std::string(ranking.front().label));
+        m_assignments.add(text.labels, ranking);
+        m_calibration.add(text.labels, ranking);
+        if (m_all != nullptr) {
+            m_all->add(text, ranking);
+        }
+    }
+
+    // The ranking by scores that likelihood tables have not corrected.
+    void add_raw(const Labelled_text& text, const Ranking& ranking) {
+        m_has_raw = true;
+        m_raw_calibration.add(text.labels, ranking);
+        if (m_all != nullptr) {
+            m_all->add_raw(text, ranking);
+        }
+    }
+
+    void put_into(Evaluation& result) const {
+        result.metrics = m_top.metrics();
+        result.assignments = m_assignments.assignments();
+        // `categories` has the labels of the model and of the texts.
+        const std::size_t label_count = result.assignments.categories.size();
+        result.calibration = m_calibration.calibration(label_count);
+        if (m_has_raw) {
+            result.raw_calibration = m_raw_calibration.calibration(label_count);
+        }
+    }
+
+private:
+    Metrics_counter m_top;
+    Assignment_counter m_assignments;
+    Calibration_counter m_calibration;
+    Calibration_counter m_raw_calibration;
+    bool m_has_raw = false;
+    Quality* m_all;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_EVALUATE_QUALITY_H_

@@ -1,0 +1,51 @@
+// Label_clusters: groups of labels whose texts have words in common.
+#ifndef ZANDREL_CLI_SUGGEST_LABEL_CLUSTERS_H_
+#define ZANDREL_CLI_SUGGEST_LABEL_CLUSTERS_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "zandrel/foundation/CTProgress.h"
+
+#include "cli/data/Label_groups.h"
+#include "cli/data/Labelled_text.h"
+#include "cli/suggest/Label_vectors.h"
+#include "cli/suggest/Ward_clustering.h"
+#include "cli/text/Text_analysis.h"
+
+namespace cli {
+
+// The name of the root of a new container.
+constexpr const char* kRootName = "root";
+
+// Clusters the labels once, and then divides them into any number of groups. Labels whose texts
+// have no word that distinguishes them are in no group.
+//
+// The result is the same on every machine, in whatever order the texts are.
+class Label_clusters {
+public:
+    // RAISES: qtX<zeWorkflow> 2 "Process interrupted".
+    Label_clusters(const std::vector<Labelled_text>& texts, Text_analysis& analysis,
+                   CTProgress* progress = nullptr);
+    explicit Label_clusters(std::vector<Label_vector> vectors, CTProgress* progress = nullptr);
+
+    // The number of labels that can be grouped.
+    std::size_t label_count() const { return m_vectors.size(); }
+
+    // Divides the labels into `count` groups. A group with a single label is left out: its label
+    // remains below the root. Groups and their labels are sorted by label. The name of a group is
+    // made of the two words with the greatest weight in its labels, such as "flight-airport". It is
+    // not the name of a label, of the root or of another group.
+    // REQUIRES: 1 <= count <= label_count().
+    Label_groups groups(std::size_t count) const;
+
+private:
+    std::vector<std::string> m_labels;    // all, sorted
+    std::vector<Label_vector> m_vectors;  // of the labels that can be grouped
+    std::vector<Cluster_merge> m_merges;
+};
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_SUGGEST_LABEL_CLUSTERS_H_

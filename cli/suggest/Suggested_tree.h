@@ -1,0 +1,30 @@
+// Suggested_tree: a suggestion as a tree, and as a report.
+#ifndef ZANDREL_CLI_SUGGEST_SUGGESTED_TREE_H_
+#define ZANDREL_CLI_SUGGEST_SUGGESTED_TREE_H_
+
+#include <ostream>
+#include <string>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "cli/data/Labelled_text.h"
+#include "cli/suggest/Tree_suggestion.h"
+
+namespace cli {
+
+// Returns the tree in its text form: the root, below it each group with its labels, and the labels
+// without a group.
+// REQUIRES: labels without white space other than blanks, since the text form writes it as blanks.
+std::string tree_text_of(const Tree_suggestion& suggestion);
+
+// Prints the accuracies of all numbers of groups that were tried, the comparison, and the result.
+// `file`: of the tree; empty: standard output.
+void print_suggestion(const Tree_suggestion& suggestion, const std::string& file,
+                      std::ostream& out);
+// The same as an object.
+nlohmann::ordered_json suggestion_json(const Tree_suggestion& suggestion, const std::string& file,
+                                       const Skipped_lines& skipped);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_SUGGEST_SUGGESTED_TREE_H_

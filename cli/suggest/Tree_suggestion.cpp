@@ -1,0 +1,394 @@
+// Divides the texts into three folds. Each fold is classified by models that are trained on the two
+// others.
+//
+//   1. With the first fold we try several numbers of groups, and no groups. If no number beats no
+//      groups, that is the result. Otherwise we choose the middle one of the numbers that are good.
+//      A number is good if it is not clearly worse than the best number.
+//   2. With the two other folds we compare a model with this number of groups and a model without
+//      groups. The groups are suggested only if they win clearly.
+//
+// The labels are clustered anew for each fold, without its texts. The fold that chose the number
+// does not take part in the comparison: the best of several numbers is often best by chance in the
+// texts that chose it.
+//
+// Both models classify the same texts, so only the texts count that one model gets right and the
+// other one gets wrong. Example: of 3,000 texts, 90 are right only with groups and 50 only without.
+// The gain is (90 - 50) / 3000 = 1.33 %. Its variance is (90 + 50 - 40^2 / 3000) / 3000^2, so the
+// standard error is sqrt(139.5) / 3000 = 0.39 %, and the gain is 3.4 standard errors. A gain is
+// clear above two.
+//
+// The best number of groups is often the best by chance, since many numbers are about equally good.
+// Example: 6, 11, 21, 40 and 75 groups have 89.4, 89.8, 90.3, 89.9 and 90.0 % right texts, and a
+// standard error is about 0.3 %. So 11, 21, 40 and 75 are good. If there are two in the middle, as
+// 21 and 40 here, the greater one is chosen: its groups are smaller, and a classifier of few labels
+// weighs words better.
+//
+// If groups gain nothing, the gain is above two standard errors by chance in one of 44 data sets.
+// With one standard error it would be one of 6, and a tree has a price: its scores are products of
+// two scores, and a text that enters a wrong group is lost.
+//
+// The clusters are the same on every machine (Label_vectors). The scores of the engine may differ
+// in the last bits, so a score that is greater than another only by 1e-9 of it counts as equal.
+#include "cli/suggest/Tree_suggestion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "zandrel/knowledge/Progress.h"
+
+#include "cli/data/Folds.h"
+#include "cli/data/Label_set.h"
+#include "cli/errors.h"
+#include "cli/model/Text_model.h"
+#include "cli/suggest/Label_clusters.h"
+#include "cli/text/Layout.h"
+
+namespace cli {
+
+namespace {
+
+using zandrel::detail::Progress;
+
+using Texts = std::vector<Labelled_text>;
+using Rights = std::vector<bool>;  // of each text: whether it is right
+
+constexpr std::size_t kFolds = 3;
+
+// Passes only the interruption. The many trainings would report their steps one after another, and
+// the bar would jump back for each.
+class Quiet_progress : public CTProgress {
+public:
+    // BORROWS: `asked`, which may be null.
+    explicit Quiet_progress(const CTProgress* asked) : m_asked(asked) {}
+
+    bool IsInterrupted() const override { return m_asked != nullptr && m_asked->IsInterrupted(); }
+
+private:
+    const CTProgress* m_asked;
+};
+
+// The texts of one fold, and all others. The texts return to their places at the end.
+class Held_out {
+public:
+    Held_out(Texts& texts, const std::vector<std::size_t>& fold_of, std::size_t fold)
+        : m_texts(texts), m_fold_of(fold_of), m_fold(fold) {
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            list_of(i).push_back(std::move(texts[i]));
+        }
+    }
+
+    Held_out(const Held_out&) = delete;
+    Held_out& operator=(const Held_out&) = delete;
+
+    ~Held_out() {
+        std::size_t next_tested = 0;
+        std::size_t next_trained = 0;
+        for (std::size_t i = 0; i < m_texts.size(); ++i) {
+            std::size_t& next = m_fold_of[i] == m_fold ? next_tested : next_trained;
+            m_texts[i] = std::move(list_of(i)[next++]);
+        }
+    }
+
+    const Texts& to_train() const { return m_trained; }
+
+    const Texts& to_test() const { return m_tested; }
+
+private:
+    Texts& list_of(std::size_t i) { return m_fold_of[i] == m_fold ? m_tested : m_trained; }
+
+    Texts& m_texts;
+    const std::vector<std::size_t>& m_fold_of;
+    std::size_t m_fold;
+    Texts m_trained;
+    Texts m_tested;
+};
+
+// Of two equally good labels the first one by name counts as the best.
+std::string_view best_label(const Ranking& best_two) {
+    constexpr double kLeastDifference = 1e-9;
+    const Scored_label& first = best_two.front();
+    if (best_two.size() == 1 || first.score - best_two[1].score > kLeastDifference * first.score) {
+        return first.label;
+    }
+    return std::min(first.label, best_two[1].label);
+}
+
+bool is_right(const Labelled_text& text, const Ranking& best_two) {
+    return !best_two.empty() && Label_set(text.labels).contains(best_label(best_two));
+}
+
+// Trains and tests models with the texts of one fold held out.
+class Fold_trial {
+public:
+    Fold_trial(const Held_out& texts, const Model_options& options, bool bootstraps,
+               const Progress& steps, CTProgress& quiet)
+        : m_texts(texts),
+          m_options(options),
+          m_bootstraps(bootstraps),
+          m_steps(steps),
+          m_quiet(quiet),
+          m_clusters(texts.to_train(), *make_text_analysis(cluster_analysis(options.analysis)),
+                     &quiet) {}
+
+    static Analysis_settings cluster_analysis(const Analysis_settings& analysis);
+
+    // `count`: of groups; 0: no groups.
+    Rights rights(std::size_t count) {
+        Model_options options = m_options;
+        options.groups = {};
+        if (count != 0 && m_clusters.label_count() != 0) {
+            options.groups = m_clusters.groups(std::min(count, m_clusters.label_count()));
+        }
+        Text_model model(options);
+        model.start(m_texts.to_train(), m_bootstraps, &m_quiet);
+        Rights rights;
+        for (const Labelled_text& text : m_texts.to_test()) {
+            rights.push_back(is_right(text, model.rank(text.text, 2)));
+        }
+        m_steps.step();
+        return rights;
+    }
+
+private:
+    const Held_out& m_texts;
+    const Model_options& m_options;
+    bool m_bootstraps;
+    const Progress& m_steps;
+    CTProgress& m_quiet;
+    Label_clusters m_clusters;
+};
+
+// Pairs of words would take more time and memory, and do not improve the groups. Stems would not be
+// readable in the names of the groups.
+Analysis_settings Fold_trial::cluster_analysis(const Analysis_settings& analysis) {
+    return {analysis.kind == Analysis_kind::kWhitespace ? Analysis_kind::kWhitespace
+                                                        : Analysis_kind::kWords};
+}
+
+std::string percent(double share) {
+    constexpr double kHundred = 100.0;
+    return with_decimals(kHundred * share, 2) + " %";
+}
+
+std::string result_of(const Tree_suggestion& found) {
+    const Tree_comparison& compared = found.comparison;
+    const std::string accuracies = "accuracy " + percent(compared.tree_accuracy()) +
+                                   " instead of " + percent(compared.flat_accuracy()) +
+                                   " in cross-validation";
+    if (!found.groups.groups.empty()) {
+        return "--tree auto: " + grouped(found.group_count) + " groups of labels, " + accuracies;
+    }
+    if (compared.texts != 0) {
+        return "--tree auto: no groups, since " + grouped(found.group_count) +
+               " groups do not gain clearly: " + accuracies;
+    }
+    return found.tried.empty()
+               ? "--tree auto: no groups, since there are too few labels or texts"
+               : "--tree auto: no groups, since no number of groups gains accuracy in "
+                 "cross-validation";
+}
+
+std::size_t count_right(const Rights& rights) {
+    return static_cast<std::size_t>(std::count(rights.begin(), rights.end(), true));
+}
+
+std::vector<std::string> labels_of(const Texts& texts) {
+    std::set<std::string_view> labels;
+    for (const Labelled_text& text : texts) {
+        labels.insert(text.labels.begin(), text.labels.end());
+    }
+    return {labels.begin(), labels.end()};
+}
+
+// A hint for one classifier of all labels; empty for few labels.
+std::string hint_for(std::size_t label_count) {
+    constexpr std::size_t kManyLabels = 50;
+    return label_count > kManyLabels
+               ? grouped(label_count) +
+                     " labels are in one classifier; groups of labels may be more accurate: try "
+                     "--tree auto"
+               : std::string();
+}
+
+void add_fold(const Rights& flat, const Rights& tree, Tree_comparison& comparison) {
+    comparison.texts += flat.size();
+    for (std::size_t i = 0; i < flat.size(); ++i) {
+        comparison.only_flat += flat[i] && !tree[i] ? 1U : 0U;
+        comparison.only_tree += !flat[i] && tree[i] ? 1U : 0U;
+        comparison.both += flat[i] && tree[i] ? 1U : 0U;
+    }
+}
+
+class Search {
+public:
+    Search(Texts& texts, const Model_options& options, bool bootstraps, CTProgress* progress)
+        : m_texts(texts),
+          m_options(options),
+          m_bootstraps(bootstraps),
+          m_steps(progress),
+          m_quiet(progress),
+          m_fold_of(folds_of(label_lists_of(texts), kFolds, kDefaultSeed)) {}
+
+    void run(Tree_suggestion& found) {
+        const std::vector<std::size_t> counts = group_counts_to_try(found.labels.size());
+        if (counts.empty() || m_texts.size() < kFolds) {
+            return;
+        }
+        m_steps.set_status("Trying groups");
+        m_steps.set_total(counts.size() + 1 + 2 * (kFolds - 1));
+        choose(counts, found);
+        if (found.group_count == 0) {
+            return;
+        }
+        for (std::size_t fold = 1; fold < kFolds; ++fold) {
+            const Held_out texts(m_texts, m_fold_of, fold);
+            Fold_trial trial = trial_of(texts);
+            const Rights flat = trial.rights(0);
+            add_fold(flat, trial.rights(found.group_count), found.comparison);
+        }
+        if (found.comparison.is_clear()) {
+            const auto analysis =
+                make_text_analysis(Fold_trial::cluster_analysis(m_options.analysis));
+            const Label_clusters clusters(m_texts, *analysis, &m_quiet);
+            found.groups = clusters.groups(std::min(found.group_count, clusters.label_count()));
+        }
+    }
+
+private:
+    Fold_trial trial_of(const Held_out& texts) {
+        return {texts, m_options, m_bootstraps, m_steps, m_quiet};
+    }
+
+    void choose(const std::vector<std::size_t>& counts, Tree_suggestion& found) {
+        const Held_out texts(m_texts, m_fold_of, 0);
+        Fold_trial trial = trial_of(texts);
+        found.tried_texts = texts.to_test().size();
+        found.tried.push_back({0, count_right(trial.rights(0))});
+        std::vector<Rights> rights;
+        for (const std::size_t count : counts) {
+            rights.push_back(trial.rights(count));
+            found.tried.push_back({count, count_right(rights.back())});
+        }
+        const auto best = std::max_element(
+            rights.begin(), rights.end(),
+            [](const Rights& a, const Rights& b) { return count_right(a) < count_right(b); });
+        if (count_right(*best) > found.tried.front().right_texts) {
+            found.group_count = middle_of_good(counts, rights, *best);
+        }
+    }
+
+    static std::size_t middle_of_good(const std::vector<std::size_t>& counts,
+                                      const std::vector<Rights>& rights, const Rights& best) {
+        std::vector<std::size_t> good;
+        for (std::size_t i = 0; i < counts.size(); ++i) {
+            Tree_comparison with_best;
+            add_fold(rights[i], best, with_best);
+            if (!with_best.is_clear()) {
+                good.push_back(counts[i]);
+            }
+        }
+        return good[good.size() / 2];
+    }
+
+    Texts& m_texts;
+    const Model_options& m_options;
+    bool m_bootstraps;
+    Progress m_steps;
+    Quiet_progress m_quiet;
+    std::vector<std::size_t> m_fold_of;
+};
+
+double share(std::size_t part, std::size_t whole) {
+    return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
+}
+
+}  // namespace
+
+double Tree_comparison::flat_accuracy() const {
+    return share(both + only_flat, texts);
+}
+
+double Tree_comparison::tree_accuracy() const {
+    return share(both + only_tree, texts);
+}
+
+double Tree_comparison::gain() const {
+    return tree_accuracy() - flat_accuracy();
+}
+
+double Tree_comparison::gain_error() const {
+    if (texts == 0) {
+        return 0.0;
+    }
+    const double difference = gain() * static_cast<double>(texts);
+    const double variance = static_cast<double>(only_flat + only_tree) - difference * gain();
+    return std::sqrt(variance) / static_cast<double>(texts);
+}
+
+bool Tree_comparison::is_clear() const {
+    constexpr double kErrors = 2.0;
+    return gain() > kErrors * gain_error();
+}
+
+// The least and the greatest number, the number in their middle by ratio, and with many labels two
+// more between these. Each middle is a square root, whose bits IEEE 754 fixes. For 150 labels: 6.1
+// and 75, then 21.4, then 11.5 and 40.1. With nine numbers the search takes 1.7 times as long and
+// finds no better tree for any data set of docs/suggested_trees.md. With few labels groups gain
+// little, and a training with groups takes twice as long as one without, so we try fewer.
+std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
+    constexpr std::size_t kManyLabels = 50;
+    if (label_count < kFewestLabels) {
+        return {};
+    }
+    const std::size_t intervals = label_count < kManyLabels ? 2 : 4;
+    std::vector<double> exact(intervals + 1);
+    exact.front() = std::max(2.0, std::sqrt(static_cast<double>(label_count)) / 2.0);
+    exact.back() = static_cast<double>(label_count) / 2.0;
+    for (std::size_t step = intervals; step > 1; step /= 2) {
+        for (std::size_t i = 0; i < intervals; i += step) {
+            exact[i + step / 2] = std::sqrt(exact[i] * exact[i + step]);
+        }
+    }
+    std::set<std::size_t> counts;
+    for (const double each : exact) {
+        counts.insert(static_cast<std::size_t>(each));
+    }
+    return {counts.begin(), counts.end()};
+}
+
+Model_options with_suggested_groups(const Model_options& options, Texts& texts, bool bootstraps,
+                                    CTProgress* progress,
+                                    const std::function<void(const std::string&)>& warn) {
+    Model_options settled = options;
+    std::string note;
+    if (options.suggests_groups) {
+        Tree_suggestion found = suggest_tree(texts, options, bootstraps, progress);
+        note = result_of(found);
+        settled.groups = std::move(found.groups);
+    } else if (warn && options.groups.groups.empty() && options.tree.text.empty()) {
+        note = hint_for(labels_of(texts).size());
+    }
+    if (warn && !note.empty()) {
+        warn(note);
+    }
+    return settled;
+}
+
+Tree_suggestion suggest_tree(Texts& texts, const Model_options& model, bool bootstraps,
+                             CTProgress* progress) {
+    Tree_suggestion found;
+    found.texts = texts.size();
+    found.labels = labels_of(texts);
+    if (found.labels.size() > kMostLabels) {
+        throw Usage_error("there are " + grouped(found.labels.size()) +
+                          " labels, but groups are suggested only for up to " +
+                          grouped(kMostLabels));
+    }
+    Search(texts, model, bootstraps, progress).run(found);
+    return found;
+}
+
+}  // namespace cli

@@ -1,0 +1,299 @@
+#include "cli/evaluate/Cross_validation.h"
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/qtX.h"
+
+#include "cli/errors.h"
+#include "tests/cli/Typed_input.h"
+#include "tests/cli/interrupted_progress.h"
+#include "tests/cli/scratch_folder.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string many(int count, const std::string& line) {
+    std::string lines;
+    for (int i = 0; i < count; ++i) {
+        lines += line;
+    }
+    return lines;
+}
+
+class CrossValidationTest : public testing::Test {
+protected:
+    CrossValidationTest() {
+        m_options.model.analysis = {Analysis_kind::kWords};
+        m_options.fold_count = 2;
+    }
+
+    Cross_validation Validate(const std::string& data) {
+        m_options.data_files = {m_folder.write("data.tsv", data)};
+        return cross_validate(m_options);
+    }
+
+    Scratch_folder m_folder;
+    Evaluation_options m_options;
+};
+
+// Each fold has two texts of sport and two of food. One fold, W, has the text of food "goal". Its
+// model has learned only texts of sport with this word, so the text gets sport. The model of the
+// other fold has learned the word in two texts of sport and one of food.
+//   W:      3 of 4 right; F1 of sport 2*2 / (2+3) = 4/5, of food 2*1 / (2+1) = 2/3; mean 11/15
+//   other:  4 of 4 right; macro F1 1
+//   accuracy: mean 7/8, deviation sqrt(2 * (1/8)^2 / 1); macro F1: mean 13/15,
+//   deviation sqrt(2 * (2/15)^2 / 1)
+//   all texts: 7 of 8 right; F1 of sport 2*4 / (4+5) = 8/9, of food 2*3 / (4+3) = 6/7; mean 55/63
+TEST_F(CrossValidationTest, MeanSpreadAndFigureOfAllTextsAreThoseOfTheFolds) {
+    for (m_options.seed = 1; m_options.seed <= 5; ++m_options.seed) {
+        const Cross_validation result =
+            Validate(many(4, "sport\tgoal\n") + many(3, "food\tbread\n") + "food\tgoal\n");
+
+        ASSERT_EQ(result.folds.size(), 2U);
+        const Figure& accuracy = quality_figures()[0];
+        const Figure& macro_f1 = quality_figures()[1];
+        EXPECT_DOUBLE_EQ(spread_of(accuracy, result.folds).mean, 7.0 / 8);
+        EXPECT_DOUBLE_EQ(spread_of(accuracy, result.folds).deviation, std::sqrt(2.0) / 8);
+        EXPECT_DOUBLE_EQ(spread_of(macro_f1, result.folds).mean, 13.0 / 15);
+        EXPECT_DOUBLE_EQ(spread_of(macro_f1, result.folds).deviation, std::sqrt(2.0) * 2 / 15);
+        EXPECT_EQ(result.all.metrics.correct, 7U);
+        EXPECT_DOUBLE_EQ(result.all.metrics.macro_f1_top, 55.0 / 63);
+        ASSERT_EQ(result.all.metrics.confusions.size(), 1U);
+        EXPECT_EQ(result.all.metrics.confusions[0].expected, "food");
+        EXPECT_EQ(result.seed, m_options.seed);
+    }
+}
+
+// The second way: write the texts of each fold and of the others to files, and evaluate these.
+TEST_F(CrossValidationTest, EachFoldHasTheFiguresOfSeparateFiles) {
+    std::string data;
+    for (int i = 0; i < 60; ++i) {
+        const std::string word = "w" + std::to_string(i * i % 11);
+        data += (i % 5 == 0   ? "a,b\t"
+                 : i % 2 == 0 ? "a\t"
+                              : "b\t") +
+                word + " x" + std::to_string(i % 7) + "\n";
+    }
+    m_options.fold_count = 3;
+    const Cross_validation result = Validate(data);
+
+    const std::vector<Labelled_text> texts = read_labelled_file(m_options.data_files.front());
+    const std::vector<std::size_t> folds = folds_of(label_lists_of(texts), 3, kDefaultSeed);
+    for (std::size_t fold = 0; fold < 3; ++fold) {
+        std::string parts[2];
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            const std::string labels = texts[i].labels.size() == 2 ? "a,b" : texts[i].labels[0];
+            parts[folds[i] == fold ? 1 : 0] += labels + "\t" + texts[i].text + "\n";
+        }
+        Evaluation_options options;
+        options.model = m_options.model;
+        options.train_file = m_folder.write("train.tsv", parts[0]);
+        options.test_file = m_folder.write("test.tsv", parts[1]);
+        const Evaluation expected = evaluate(options);
+        for (const Figure& figure : quality_figures()) {
+            EXPECT_EQ(figure.of(result.folds[fold]), figure.of(expected))
+                << figure.member << " of fold " << fold;
+        }
+        EXPECT_EQ(result.folds[fold].training->texts, expected.training->texts);
+    }
+    EXPECT_EQ(result.all.classifying.texts, 60U);
+    EXPECT_EQ(result.all.training->texts, 120U);
+    EXPECT_EQ(result.all.classifying.bytes, text_bytes(texts));
+}
+
+// The holdout of a half is the fold 0 of two: round(1/2) = 1.
+TEST_F(CrossValidationTest, HoldoutOfAHalfIsOneOfTwoFolds) {
+    const std::string data = many(6, "a\tx\n") + many(4, "b\ty\n") + many(4, "b\tx\n");
+    const Cross_validation result = Validate(data);
+
+    m_options.held_out_share = 0.5;
+    const Evaluation held_out = evaluate(m_options);
+
+    EXPECT_EQ(held_out.metrics.correct, result.folds[0].metrics.correct);
+    EXPECT_EQ(held_out.assignments.micro.f1, result.folds[0].assignments.micro.f1);
+    EXPECT_EQ(held_out.calibration.brier, result.folds[0].calibration.brier);
+    EXPECT_EQ(held_out.training->texts, 7U);
+    EXPECT_EQ(held_out.classifying.texts, 7U);
+}
+
+TEST_F(CrossValidationTest, SameSeedGivesTheSameFigures) {
+    std::string data;
+    for (int i = 0; i < 40; ++i) {
+        data += (i % 3 == 0 ? "a\tw" : "b\tw") + std::to_string(i % 9) + "\n";
+    }
+    const Cross_validation first = Validate(data);
+    const Cross_validation second = Validate(data);
+    m_options.seed = 2;
+    const Cross_validation other = Validate(data);
+
+    for (const Figure& figure : quality_figures()) {
+        EXPECT_EQ(spread_of(figure, first.folds).mean, spread_of(figure, second.folds).mean);
+    }
+    EXPECT_NE(first.all.calibration.brier, other.all.calibration.brier);
+}
+
+TEST_F(CrossValidationTest, OneLabelOnlyIsAlwaysRight) {
+    const Cross_validation result = Validate(many(5, "a\tx y\n"));
+
+    EXPECT_EQ(result.all.metrics.correct, 5U);
+    EXPECT_EQ(spread_of(quality_figures()[0], result.folds).mean, 1.0);
+    EXPECT_EQ(spread_of(quality_figures()[0], result.folds).deviation, 0.0);
+}
+
+TEST_F(CrossValidationTest, AsManyFoldsAsTextsTestEachTextOnAllOthers) {
+    m_options.fold_count = 5;
+    const Cross_validation result = Validate(many(3, "a\tx\n") + "b\ty\nb\ty\n");
+
+    ASSERT_EQ(result.folds.size(), 5U);
+    for (const Evaluation& fold : result.folds) {
+        EXPECT_EQ(fold.metrics.texts, 1U);
+        EXPECT_EQ(fold.training->texts, 4U);
+    }
+    EXPECT_EQ(result.all.metrics.correct, 5U);
+}
+
+TEST_F(CrossValidationTest, MoreFoldsThanTextsAreRefused) {
+    m_options.fold_count = 4;
+    try {
+        Validate("a\tx\na\tx\nb\ty\n");
+        FAIL() << "no error";
+    } catch (const Usage_error& error) {
+        EXPECT_STREQ(error.what(), "there are fewer texts (3) than folds (4)");
+    }
+}
+
+TEST_F(CrossValidationTest, EmptyFileIsRefused) {
+    try {
+        Validate("\n\r\n");
+        FAIL() << "no error";
+    } catch (const Data_error& error) {
+        EXPECT_THAT(error.what(), EndsWith("data.tsv: no data line"));
+    }
+}
+
+TEST_F(CrossValidationTest, HoldoutWithoutATextIsRefused) {
+    m_options.data_files = {m_folder.write("data.tsv", "a\tx\nb\ty\n")};
+
+    const struct {
+        double share;
+        const char* message;
+    } rows[] = {
+        {0.2, "data.tsv: too few texts (2) for the share: no text is held out"},
+        {0.8, "data.tsv: too few texts (2) for the share: all are held out"},
+    };
+
+    for (const auto& row : rows) {
+        m_options.held_out_share = row.share;
+        try {
+            evaluate(m_options);
+            FAIL() << "no error";
+        } catch (const Data_error& error) {
+            EXPECT_THAT(error.what(), EndsWith(row.message));
+        }
+    }
+}
+
+// A label with one text is tested by a model that does not know it.
+TEST_F(CrossValidationTest, LabelOfOneTextIsTestedOnce) {
+    const Cross_validation result = Validate(many(4, "a\tx\n") + "b\tx\n");
+
+    EXPECT_EQ(result.all.metrics.correct, 4U);
+    ASSERT_EQ(result.all.assignments.categories.size(), 2U);
+    EXPECT_EQ(result.all.assignments.categories[1].label, "b");
+    EXPECT_EQ(result.all.assignments.categories[1].tally.misses, 1U);
+}
+
+TEST_F(CrossValidationTest, FewTextsAndIdenticalTextsAreWarnedOf) {
+    std::vector<std::string> warnings;
+    m_options.warn = [&](const std::string& text) { warnings.push_back(text); };
+    m_options.fold_count = 3;
+    std::string data = many(8, "a\t\n") + "b\tsame\nb\tsame\n";
+    Validate(data);
+
+    EXPECT_THAT(warnings,
+                ElementsAre(EndsWith("data.tsv: 1 label has fewer texts than the 3 folds, so some "
+                                     "folds do not test it: \"b\""),
+                            EndsWith("data.tsv: 2 of 10 texts are identical to texts of another "
+                                     "fold; the model has learned them, so the figures are too "
+                                     "good")));
+}
+
+TEST_F(CrossValidationTest, SeveralFilesAreDividedTogether) {
+    m_options.data_files = {m_folder.write("1.tsv", many(3, "a\tx\n")),
+                            m_folder.write("2.tsv", many(3, "b\ty\n"))};
+    std::vector<std::string> warnings;
+    m_options.warn = [&](const std::string& text) { warnings.push_back(text); };
+
+    const Cross_validation result = cross_validate(m_options);
+
+    EXPECT_EQ(result.all.metrics.texts, 6U);
+    EXPECT_EQ(result.all.metrics.correct, 6U);
+    EXPECT_THAT(warnings, ElementsAre(StartsWith("2 data files: there are more labels"),
+                                      StartsWith("2 data files: 6 of 6 texts are identical")));
+}
+
+TEST_F(CrossValidationTest, StandardInputIsRead) {
+    m_options.data_files = {"-"};
+    const Typed_input typed("a\tx\nb\ty\na\tx\nb\ty\n");
+
+    EXPECT_EQ(cross_validate(m_options).all.metrics.texts, 4U);
+}
+
+TEST_F(CrossValidationTest, StandardInputNamedTwiceIsRefused) {
+    m_options.data_files = {"-", "-"};
+
+    EXPECT_THROW(cross_validate(m_options), Usage_error);
+    EXPECT_THROW(evaluate(m_options), Usage_error);
+}
+
+TEST_F(CrossValidationTest, SkippedLinesAreCounted) {
+    EXPECT_THROW(Validate("a\tx\nbad\na\tx\n"), Data_error);
+    m_options.skips_bad_lines = true;
+
+    EXPECT_EQ(Validate("a\tx\nbad\na\tx\n").all.skipped.count, 1U);
+}
+
+TEST_F(CrossValidationTest, InterruptionEndsTheWork) {
+    Interrupted_progress progress;
+    m_options.progress = &progress;
+
+    EXPECT_THROW(Validate("a\tx\na\tx\n"), qtX<zeWorkflow>);
+}
+
+class Noted_progress : public CTProgress {
+public:
+    void SetStatus(const char* status) override { statuses.emplace_back(status); }
+
+    std::vector<std::string> statuses;
+};
+
+TEST_F(CrossValidationTest, ProgressNamesTheFold) {
+    Noted_progress progress;
+    m_options.progress = &progress;
+    Validate("a\tx\na\tx\nb\ty\nb\ty\n");
+
+    EXPECT_THAT(progress.statuses, testing::Contains("Fold 1 of 2: Classifying"));
+    EXPECT_THAT(progress.statuses, testing::Contains("Fold 2 of 2: Analysing the texts"));
+}
+
+// Values 1, 2 and 6: mean 3, squares 4 + 1 + 9 = 14, deviation sqrt(14 / 2).
+TEST_F(CrossValidationTest, DeviationDividesByOneLessThanTheNumber) {
+    EXPECT_DOUBLE_EQ(spread_of({1.0, 2.0, 6.0}).mean, 3.0);
+    EXPECT_DOUBLE_EQ(spread_of({1.0, 2.0, 6.0}).deviation, std::sqrt(7.0));
+}
+
+}  // namespace
+
+}  // namespace cli
