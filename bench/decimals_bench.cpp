@@ -1,6 +1,6 @@
 // Reading the number that a short text begins with, by three readers: the library's, which reads
-// short decimals itself, std::from_chars, and strtod of the C library. The
-// figures are quoted above read_short_decimal in zandrel/foundation/qtText.cpp.
+// short decimals itself, std::from_chars, and strtod of the C library. The figures are quoted above
+// read_short_decimal in zandrel/foundation/qtText.cpp.
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>

@@ -31,8 +31,8 @@ namespace {
 constexpr std::size_t kVocabulary = 100000;
 constexpr std::size_t kLabels = 20;
 constexpr std::size_t kMessages = 10000;
-// The range of the number of messages for the curve over sizes. The vocabulary has ten words for
-// each message.
+// Some benchmarks are run with containers of several sizes. These are the smallest and the largest
+// number of messages. The vocabulary has ten words for each message.
 constexpr std::int64_t kLeastMessages = 1024;
 constexpr std::int64_t kMostMessages = 65536;
 
@@ -54,8 +54,8 @@ struct Trained : Trainable {
     }
 };
 
-// This container is only for benchmarks that write. It is destroyed before benchmarks read, so that
-// each concept is new to the process, as in a process that begins with a file.
+// The files of a trained container. The container is destroyed before a benchmark reads a file, so
+// that each concept is new to the process, as in a process that begins with a file.
 class Files {
 public:
     static Files& instance() {

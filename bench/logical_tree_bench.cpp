@@ -38,7 +38,7 @@ public:
         return tree.AddLogicalNode(node);
     }
 
-    // Adds statistical nodes of a hundred categories each until there are that many nodes.
+    // Adds statistical nodes of a hundred categories each until there are at least `count` nodes.
     void FillWithModels(std::size_t count) {
         while (tree.nodes.size() < count) {
             models.push_back(Add(1, ZE_STAT, "model " + std::to_string(models.size())));
@@ -48,7 +48,7 @@ public:
         }
     }
 
-    // Gives the root that many categories.
+    // Gives the root `count` categories.
     void FillFlat(std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             leaves.push_back(Add(1, ZE_LEAF, "category " + std::to_string(i)));

@@ -63,7 +63,7 @@ void BM_ClipBag(benchmark::State& state) {
     }
 }
 
-// A labelled message with so many words, and with name/value pairs.
+// A labelled message with `length` words, and with name/value pairs.
 qtPtrLight<zeMsg> make_message(std::size_t length) {
     Synthetic_texts texts(kVocabulary, 1);
     qtPtrLight<zeMsg> msg = texts.make(0, length);

@@ -49,7 +49,7 @@ zeMsg make_message() {
     return msg;
 }
 
-// A rule with this many operators. Its operands are alternately a concept that the message lacks
+// A rule with `operators` operators. Its operands are alternately a concept that the message lacks
 // and a comparison that is false, so that every "|" evaluates its second operand.
 std::string routing_rule(std::size_t operators) {
     std::string rule = "\"absent\"";
@@ -86,8 +86,8 @@ std::string operand(Operands operands, std::size_t index) {
     return std::to_string(index % 7 + 1) + ".5";
 }
 
-// The same expression for both parsers. Brackets around each second product keep both kinds of
-// nesting.
+// The same expression for both parsers. Some operands are a difference in brackets, so the right
+// operand of an operator can be an operation too.
 std::string arithmetic(Operands operands, std::size_t operators) {
     constexpr const char* kOperators[] = {" + ", " * ", " - ", " / "};
     std::string text = operand(operands, 0);
@@ -153,7 +153,7 @@ void BM_EvaluateTree_Arithmetic(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-// The value of our rule, to check that both compute the same.
+// The value of our rule, to check that muParser computes the same value.
 double expected_value(Operands operands, std::size_t operators) {
     zeMsg msg = make_message();
     DocInfo info{&msg, kScore};

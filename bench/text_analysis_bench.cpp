@@ -63,7 +63,8 @@ void BM_MakeBagsOfTexts(benchmark::State& state) {
     count_bytes(state, texts);
 }
 
-// A text of so many different words, and then short texts, which must not become slower.
+// Argument: number of different words of a long text, which is analysed first. The short texts that
+// are measured must not become slower by it.
 void BM_ShortTextsAfterLongOne(benchmark::State& state) {
     const auto analysis = cli::make_text_analysis({cli::Analysis_kind::kWords});
     zeSml_feeder feeder;

@@ -59,7 +59,7 @@ public:
     // The container of a file.
     explicit Container(const std::string& path) {
         const Library_lock lock(library_mutex);
-        // If reading fails, this is destroyed before the lock is released.
+        // If reading fails, the manager is destroyed before the lock is released.
         auto manager = std::make_unique<zeManager>();
         zandrel::Kc_seal::Verify(path);
         manager->Read(path, nullptr, nullptr);
@@ -131,7 +131,8 @@ private:
     std::unique_ptr<zeManager> m_manager;
 };
 
-// Classifies with both containers many times. Returns the result if it is always the same.
+// Classifies with both containers many times. Returns the result if it is always the same, and
+// "answers differ" otherwise.
 std::string ask_often(Container& full, Container& compact, const std::string& text) {
     const std::string answer = full.best(text);
     for (int i = 0; i < 500; ++i) {

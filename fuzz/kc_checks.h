@@ -100,7 +100,7 @@ inline void ask(zeManager& manager) {
     zeMsg msg;
     msg.smls.front() = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
     succeeds([&] {
-        // Only so many results are read, because after damage to scores a walk may find each node
+        // At most 10 results are kept, because after damage to scores a walk may find each node
         // again and again.
         zeResult_set results(0.01, 10);
         manager.GetWorkflow()->classify(msg, results, true, false);

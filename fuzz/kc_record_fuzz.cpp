@@ -2,9 +2,9 @@
 // refused with a known error, and a loaded container can classify and be saved.
 //
 // The two lowest bits of the first byte choose the record: 0 manager, 1 matcher, 2 storage, 3
-// switcher. Its fifth bit makes a file of the first version. The other bytes are the record; for
-// objects they begin at the id. They replace the record of a small container, so that the fuzzer
-// need not learn the index of a file.
+// switcher. The fifth bit of this byte makes a file of the first version. The other bytes are the
+// record; for objects they begin at the id. They replace the record of a small container, so that
+// the fuzzer need not learn the index of a file.
 #include <cstddef>
 #include <cstdint>
 #include <map>

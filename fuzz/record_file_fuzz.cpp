@@ -1,8 +1,8 @@
 // Fuzzes record files. Any bytes are either opened or refused with an error of the record file, and
 // an opened file can be read, changed and closed without any other error.
 //
-// The input is the file. Its fourth byte is the width, as in the magic: 0x80 means 32 bits, every
-// other value 64.
+// The input is the file. Its fourth byte is the width, as in the magic number: 0x80 means 32 bits,
+// every other value 64.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +26,7 @@
 
 namespace {
 
-// If a file has many keys, only so many are used.
+// If a file has more keys than this, only the first ones are used.
 constexpr std::size_t kMostKeys = 64;
 
 void require(bool claim, const char* text) {

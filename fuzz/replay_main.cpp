@@ -25,7 +25,7 @@ std::vector<std::filesystem::path> files_in(const std::filesystem::path& folder)
 }
 
 bool replay(const std::filesystem::path& file) {
-    // Shown before the target runs, so that the last name shows the input that ended it.
+    // Shown before the target runs, so that the last name shows the input that ended the program.
     std::printf("%s\n", file.c_str());
     std::fflush(stdout);
     std::ifstream in(file, std::ios::binary);

@@ -1,9 +1,9 @@
 // Fuzzes rules. Any text is either parsed, always to the same values, or refused with a known
 // message.
 //
-// Each bit of the first byte selects a pair of the message. The second byte selects its bag; the
-// other bytes are the rule. The first two bytes of most inputs in the corpus are "?", for all
-// pairs, and "2", for a bag with concepts.
+// Each of the five lowest bits of the first byte selects a pair of the message. The second byte
+// selects its bag; the other bytes are the rule. The first two bytes of most inputs in the corpus
+// are "?", for all pairs, and "2", for a bag with concepts.
 #include <algorithm>
 #include <array>
 #include <bit>

@@ -69,8 +69,8 @@ bool is_known(const qtX<zeLogicalTree>& refusal) {
     });
 }
 
-// Loads lines until one is refused. Returns whether none is. Any other exception is not caught, and
-// so ends the program.
+// Loads lines until one is refused. Returns true if no line is refused. Any other exception is not
+// caught, and so ends the program.
 bool load(zeManager& manager, const qtString& text, Tree_text::Default_rule default_rule) {
     Tree_text lines(*manager.m_logical_tree, default_rule);
     for (const qtString& line : qtTokenize(text, "\r\n")) {

@@ -1,3 +1,4 @@
+// Trains models on parts of the texts, lets them learn other parts, and measures them.
 #include "bench/learning_curves/Trial.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-// A minimal persistent map with the C library's streams. Records are appended to a log, a std::map
-// has their positions, and closing writes it behind the log. Space is not used again, and there is
-// no padding and no checking.
+// A minimal persistent map with the C library's streams. Records are appended to a log. A std::map
+// has their positions. Closing writes this map behind the log. Space is not used again, and there
+// is no padding and no checking.
 #include <cstdint>
 #include <cstdio>
 #include <map>

@@ -1,4 +1,4 @@
-// The record file of 64-bit offsets, used as its owners use it: each record is built in a SegBuf
+// The record file with 64-bit offsets, used as its owners use it: each record is built in a SegBuf
 // and read into a fresh one.
 #include <optional>
 

@@ -21,7 +21,7 @@ public:
 
     // Begins a row that has no columns yet.
     void clear();
-    // Adds a line, without its LF. kOpen: a quoted column goes on in the next line. kBad: see
+    // Adds a line, without its LF. kOpen: a quoted column continues in the next line. kBad: see
     // `complaint`.
     State add(std::string_view line);
 
@@ -34,7 +34,7 @@ public:
 private:
     State bad(const char* complaint);
     // Each takes the column at the beginning of `rest` and removes it, with the comma. `m_ends` is
-    // set after the last column. They return false if the row is bad or goes on in the next line.
+    // set after the last column. They return false if the row is bad or continues in the next line.
     bool take_plain(std::string_view& rest);
     bool take_quoted(std::string_view& rest);
     bool end_quoted(std::string_view& rest);
@@ -46,7 +46,7 @@ private:
 };
 
 // After a bad row the next one begins at the next line after the bad row's first line. So a quote
-// that is never closed does not swallow the rest of the file: only its own line is lost.
+// that is never closed makes only its own line bad, and not the rest of the file.
 class Csv_rows {
 public:
     struct Row {

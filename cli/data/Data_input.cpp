@@ -46,7 +46,7 @@ std::istream& Data_input::stream() {
     return *m_unpacked;
 }
 
-// Without this mask the stream would hide the errors of its buffer.
+// Without the mask of exceptions the stream would hide the errors of its buffer.
 void Data_input::unpack(Packing packing) {
     m_buffer = std::make_unique<Unpacking_buffer>(m_stream, m_name, packing);
     m_unpacked = std::make_unique<std::istream>(m_buffer.get());

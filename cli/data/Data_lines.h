@@ -24,7 +24,7 @@ std::string_view without_carriage_return(std::string_view line);
 // RAISES: Input_error if it cannot be opened.
 std::ifstream open_data_file(const std::string& path);
 
-// The same as a text for messages, without file and line: it names --max-line.
+// The text of the error for a line that is longer than --max-line allows, without file and line.
 std::string too_long_text(std::size_t longest);
 
 // The error for a line that is longer than --max-line allows.

@@ -317,7 +317,7 @@ void warn_of_few_texts(const Counted_labels& counts, std::size_t fold_count, War
     }
 }
 
-// The parts in which a text is. Two parts are as good as many here.
+// The first part that contains a text, and whether other parts contain this text too.
 struct Parts_of_text {
     std::size_t first = 0;
     bool are_several = false;

@@ -31,9 +31,8 @@ struct Named_texts {
 // - Some labels differ only in case or blanks.
 
 // Findings for texts of which a model learns one part and is tested on another:
-// - Some tested texts are identical to learned ones, so the figures are too good. Empty texts do
-// not
-//   count.
+// - Some tested texts are identical to learned ones, so the figures are too good. Empty texts are
+//   not compared.
 // - For folds: some labels have fewer texts than there are folds.
 
 // `files`: at least one.
@@ -45,12 +44,12 @@ std::vector<std::string> evaluation_warnings(const Named_texts& training, const 
 std::vector<std::string> evaluation_warnings(const std::vector<std::string>& known_labels,
                                              const Named_texts& test);
 
-// `folds`: of each text, from 0 to `fold_count` - 1. Each fold is tested on what the others have
-// learned.
+// `folds`: the fold of each text, from 0 to `fold_count` - 1. Each fold is tested on what the
+// others have learned.
 std::vector<std::string> fold_warnings(const Named_texts& data,
                                        const std::vector<std::size_t>& folds,
                                        std::size_t fold_count);
-// `held_out`: for each text, whether it is tested, and not learned.
+// `held_out`: true for each text that is tested and not learned.
 std::vector<std::string> held_out_warnings(const Named_texts& data,
                                            const std::vector<bool>& held_out);
 

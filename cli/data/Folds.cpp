@@ -23,12 +23,12 @@
 // each standard library has its own algorithm for these.
 //
 // Looking at all folds for each text would take n * n steps if there are as many folds as texts. So
-// m_by_size has the folds without a text of the present label, and Label_deal has the others. Both
-// are sorted, so each text takes only the logarithm of the number of folds.
+// m_by_size of Deal has the folds without a text of the present label, and m_by_count has the other
+// folds. Both are sorted, so each text takes only the logarithm of the number of folds.
 //
-// A share such as 0.3 is 3 of 10 folds. If there are fewer texts than folds, they are given to the
-// first folds. So the folds that are held out are not the first three, but are spread: of the first
-// f folds, round(0.3 f) are held out. These are the folds 1, 4 and 8.
+// A share such as 0.3 is 3 of 10 folds. If there are fewer texts than folds, only the first folds
+// get texts. So the folds that are held out are not the first three, but are spread: of the first f
+// folds, round(0.3 f) are held out. These are the folds 1, 4 and 8.
 #include "cli/data/Folds.h"
 
 #include <algorithm>

@@ -25,7 +25,7 @@ constexpr std::uint64_t kDefaultSeed = 1;
 // empty if there are at least as many texts as folds.
 //
 // If each text has one label, the sizes of two folds differ by at most 1, and so do their numbers
-// of texts of each label. If texts have several labels, this holds only approximately.
+// of texts of each label. If texts have several labels, both are only approximately true.
 // REQUIRES: fold_count > 0.
 std::vector<std::size_t> folds_of(const Label_lists& texts, std::size_t fold_count,
                                   std::uint64_t seed);

@@ -22,7 +22,7 @@ struct Json_field {
 // With an article: "an integer". For messages.
 const char* described(Json_field::Kind kind);
 
-// Lists and objects may be nested so deeply.
+// Lists and objects may be nested so deeply. The outermost object counts.
 constexpr std::size_t kDeepestJson = 100;
 
 // Parses a JSON object, and returns those of its members for which `is_wanted` returns true, in

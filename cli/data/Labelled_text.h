@@ -16,7 +16,7 @@
 namespace cli {
 
 struct Labelled_text {
-    std::vector<std::string> labels;  // at least one, each once, in the order of the line
+    std::vector<std::string> labels;  // each once, in the order of the record; none if not read
     std::string text;                 // may be empty
     std::string title = {};           // of lines with four columns; may be empty
     std::string keywords = {};        // of lines with four columns; may be empty

@@ -34,8 +34,8 @@ public:
     // VALID UNTIL: the next call.
     bool next(std::string_view& line);
 
-    // Returns whether the line that next() took is longer than the limit. Then next() returns an
-    // empty line and skips its bytes.
+    // Returns whether the line that next() took is longer than the limit. The line that next() gave
+    // is then empty: its bytes are skipped.
     bool is_too_long() const { return m_is_too_long; }
 
 private:

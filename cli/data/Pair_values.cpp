@@ -81,14 +81,16 @@ Pair list_pair(const std::string& name, const std::vector<Json_field>& elements)
     return pair;
 }
 
-// Returns whether JSON could write the text as a value other than a string. A long text is none.
+// Returns whether the text may be an integer, a number or a truth value of JSON. A text of more
+// than 64 bytes does not count as one.
 bool may_be_json(std::string_view text) {
     constexpr std::size_t kLongest = 64;
     return text == "true" || text == "false" ||
            (text.size() <= kLongest && text.find_first_not_of("+-.0123456789eE") == text.npos);
 }
 
-// Returns the value if JSON writes one of the three types so.
+// Returns the value if the text is an integer of at most 64 bits, a number or a truth value of
+// JSON.
 std::optional<Json_field> json_value(const std::string& text) {
     if (!may_be_json(text)) {
         return std::nullopt;

@@ -20,7 +20,7 @@ namespace cli {
 
 namespace {
 
-// Without a header.
+// The places of the columns in a table without a header, from 0.
 constexpr std::size_t kLabelPlace = 0;
 constexpr std::size_t kTextPlace = 1;
 constexpr std::size_t kTitlePlace = 2;

@@ -63,7 +63,7 @@ private:
     std::size_t m_title = 0;
     std::size_t m_keywords = 0;
     std::vector<Pair_place> m_pairs;
-    std::size_t m_last_place = 0;  // the greatest of all these
+    std::size_t m_last_place = 0;  // the greatest of the places above
 };
 
 }  // namespace cli

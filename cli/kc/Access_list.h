@@ -13,7 +13,7 @@ namespace cli {
 // The extended attribute in which Linux keeps the list of a file.
 inline constexpr const char* kAccessListAttribute = "system.posix_acl_access";
 
-// A POSIX access list. Rights are the numbers of chmod: 4 reads, 2 writes.
+// A POSIX access list. Rights are the numbers of chmod: 4 reads, 2 writes, 1 runs.
 class Access_list {
 public:
     // The list with three entries that has the same meaning as these permissions.
@@ -40,9 +40,11 @@ public:
     // the owner. The new owner gets at least the rights to read and write.
     void move_owner_rights(uid_t owner);
 
-    // Returns whether the owning group has the rights of all others, so that it need not be named.
+    // Returns true if permissions can express the list, and the owning group has the same rights as
+    // all others. The group then need not be named.
     bool has_group_like_others() const;
-    // Returns whether everybody has the rights of the owner, so that the owner need not be named.
+    // Returns true if permissions can express the list, and everybody has the rights of the owner.
+    // The owner then need not be named.
     bool lets_everybody_do_as_owner() const;
     // Returns whether permissions cannot express the list.
     bool is_extended() const;

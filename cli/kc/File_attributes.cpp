@@ -45,7 +45,7 @@ namespace {
 
 constexpr mode_t kAllPermissions = 07777;
 // This bit has an effect only on folders, so we keep it. The two bits above it run a file as its
-// owner or group, so we do not.
+// owner or group, so we do not keep them.
 constexpr mode_t kKeptBit = 01000;
 constexpr mode_t kOwnerOnly = 0600;
 
@@ -124,7 +124,7 @@ void give_extended(const Extended_attribute& given, int descriptor) {
         0) {
         return;
     }
-    // The system may refuse others than the user's and access lists.
+    // The system may refuse all attributes except the user's and access lists.
     if (!is_refusal() || given.name.starts_with("user.") || is_access_list(given)) {
         fail();
     }
@@ -138,7 +138,8 @@ struct stat status_of(int descriptor) {
     return status;
 }
 
-// Returns whether the system has allowed it. -1 leaves the owner or the group as it is.
+// Gives the file to an owner and a group, and returns whether the system has allowed it. -1 leaves
+// the owner or the group as it is.
 bool gives(uid_t owner, gid_t group, int descriptor) {
     if (::fchown(descriptor, owner, group) == 0) {
         return true;
@@ -154,7 +155,7 @@ bool gives_group(gid_t group, int descriptor) {
            gives(static_cast<uid_t>(-1), group, descriptor);
 }
 
-// Call this last: after giving a file to another user, we may not change it any more.
+// Call this function last: after giving a file to another user, we may not change it any more.
 bool gives_owner(uid_t owner, int descriptor) {
     return status_of(descriptor).st_uid == owner ||
            gives(owner, static_cast<gid_t>(-1), descriptor);
@@ -169,7 +170,7 @@ Access_list parsed_access_list(const std::string& value) {
     return *list;
 }
 
-// Returns whether the system let us.
+// Returns whether the system has accepted the list.
 bool gives_access_list(const Access_list& list, int descriptor) {
     const std::string bytes = list.bytes();
     if (::fsetxattr(descriptor, kAccessListAttribute, bytes.data(), bytes.size(), 0) == 0) {
@@ -195,7 +196,7 @@ void give_permissions(mode_t permissions, int descriptor) {
     }
 }
 
-// Returns whether the system let us.
+// Returns whether the system has accepted the list, if permissions cannot express it.
 bool gives_rights(const Access_list& list, mode_t bit, int descriptor) {
     if (list.is_extended()) {
         give_permissions(kOwnerOnly | bit, descriptor);  // the list sets the other rights

@@ -20,14 +20,14 @@ class File_attributes {
 public:
     uid_t owner = 0;
     gid_t group = 0;
-    mode_t permissions = 0;  // of chmod
+    mode_t permissions = 0;  // the bits that chmod sets (07777)
     std::optional<Access_list> access_list;
-    std::vector<Extended_attribute> extended;  // all others
+    std::vector<Extended_attribute> extended;  // all other extended attributes
 
     // RAISES: std::system_error.
     static File_attributes of(const std::string& path);
 
-    // Gives all of them to an open file of this process, except:
+    // Gives all these attributes to an open file of this process, except:
     // - The bits that run a file as its owner or group (04000 and 02000). "security.capability"
     //   does the same. The old file's owner did not grant them to the new contents.
     // - "security.ima" and "security.evm": they are checksums of the old file.
@@ -35,7 +35,8 @@ public:
     //   this process's user or group, and an access list names the old owner or group with the old
     //   rights. This process's user may read and write. Its group gets no right that all others do
     //   not have. Without access lists, the old owner has only the rights of the group or of all
-    //   others. If the group is not given, these keep only the rights that both had.
+    //   others. If the group is not given, the new group and all others keep only the rights that
+    //   the old group and all others both had.
     // - Other attributes that the system refuses, unless they are access lists ("system.") or the
     //   user's ("user.").
     // RAISES: std::system_error.
@@ -43,7 +44,7 @@ public:
 
     // Gives owner, group and the rights to read and write of those who may write, to a file that
     // serves as a lock. Where the owner or the group cannot be given, the lock gets an access list
-    // that names them; a file system without such lists leaves them out.
+    // that names them. A file system without access lists gives them no rights.
     // RAISES: std::system_error.
     void give_as_lock_to(int descriptor) const;
 

@@ -38,8 +38,9 @@ constexpr int kDamagedItem = 12;    // of zeIO
 constexpr int kInterruption = 2;    // of zeWorkflow
 constexpr int kCompactRefused = 3;  // of zeWorkflow
 
-// The sentence explains errors of a class that have this number (kAny: any number) and whose text
-// begins with `beginning`.
+// A row explains errors of a class that have this number (kAny: any number) and whose text begins
+// with `beginning`. The text of an assertion must be equal to `beginning`, unless `beginning` is
+// empty.
 struct Explanation_row {
     bool (*is_of_class)(const qtxAll& error);
     int number;
@@ -131,7 +132,8 @@ bool is_refusal(const qtxAll& error) {
            (is<zeWorkflow>(error) && number_of(error) == kCompactRefused);
 }
 
-// How an undamaged file of a later version can cause the error; nullptr if it cannot.
+// Returns words for an undamaged file of a later version that causes the error; nullptr if no such
+// file can cause it.
 const char* later_version(const qtxAll& error) {
     if (is<Kc_seal>(error) && number_of(error) == Kc_seal::kUnknownForm) {
         return "was sealed by a later version of this program";

@@ -29,8 +29,9 @@ namespace cli {
 
 namespace {
 
-// The library accepts a greater resolution, but the program refuses it: the likelihood tables of
-// each added category would need much memory, and the resulting file may be too large to be read.
+// The library accepts a greater resolution than the program does. The program refuses the file,
+// since the histogram of each new category would have this resolution, and the resulting file may
+// be too large to be read.
 void require_usual_resolution(const std::string& path, int resolution) {
     const std::string problem =
         setting_problem("LikelihoodHistogramResolution", std::to_string(resolution));
@@ -97,8 +98,8 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
     file.take_place();
 }
 
-// The file begins with two numbers, the highest byte first. MakeStringKey converts a number to the
-// same four bytes.
+// The file of a container begins with two numbers, the highest byte first. MakeStringKey converts a
+// number to the same four bytes.
 std::string first_bytes_of_kc() {
     return Hpack::MakeStringKey(Hpack::kMagic).str() +
            Hpack::MakeStringKey(zandrel::detail::kKcFileId).str();

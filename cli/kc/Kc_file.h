@@ -20,8 +20,8 @@ void check_readable(const std::string& path);
 // Returns whether the file begins like a container. The rest may be damaged or incomplete.
 // RAISES: what check_readable raises; Input_error if reading fails.
 bool begins_as_kc(const std::string& path);
-// The same for a stream. Its position does not change. It waits for the first byte, and looks only
-// at the bytes that arrived together with that byte.
+// The same for a stream. The position of the stream does not change. The function waits for the
+// first byte, and looks only at the bytes that arrived together with that byte.
 bool begins_as_kc(std::istream& input);
 
 // Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data

@@ -10,7 +10,7 @@ namespace cli {
 struct Kc_file_facts {
     std::string path;
     std::uintmax_t size = 0;  // in bytes
-    bool is_unicode = false;  // the flag of the file that its texts are Unicode
+    bool is_unicode = false;  // the flag that says that its texts are Unicode
     bool is_sealed = false;   // has a seal, which read_kc has verified
 };
 

@@ -27,7 +27,7 @@ struct Stat_info {
     std::size_t categories = 0;
     int messages = 0;          // that the classifier has learned
     std::size_t concepts = 0;  // in its statistics; 0 in a compact container
-    std::size_t features = 0;  // weights of concepts for categories
+    std::size_t features = 0;  // number of weights of concepts for categories
 };
 
 struct Kc_info {
@@ -39,7 +39,7 @@ struct Kc_info {
     std::string name;
     qtTimeDate created;
     qtTimeDate last_trained;
-    std::size_t nodes = 0;  // leaves and both kinds of classifiers
+    std::size_t nodes = 0;  // leaves, rule nodes and statistical nodes
     std::size_t leaves = 0;
     std::size_t rule_classifiers = 0;
     std::size_t categories = 0;           // different ones among the leaves

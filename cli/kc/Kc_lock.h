@@ -42,8 +42,8 @@ public:
     Kc_lock& operator=(const Kc_lock&) = delete;
     ~Kc_lock();
 
-    // The container. Its symbolic links were followed once, before the lock. The container is read
-    // and replaced at that path, also if a link has been changed since.
+    // The container. Its symbolic links were followed once, before the lock, and all work uses the
+    // path at their end. If a link has been changed since, check_unchanged raises.
     const Target_file& target() const { return m_target; }
 
     // Returns whether the system gave us a lock. Then no other process of this program writes this

@@ -95,8 +95,8 @@ private:
         std::size_t concepts = 0;
     };
 
-    // The lesson of each category, by the id of its classifier and its node. A move deletes
-    // neither.
+    // The lesson of each category, by the id of its classifier and by its node. A move deletes no
+    // node. It can delete a classifier, whose id is not used again.
     using Lessons = hash_map<unsigned int, hash_map<const zeNode*, Lesson, zePointer_hash>>;
 
     Lessons lessons() const {
@@ -123,8 +123,8 @@ private:
         return paths;
     }
 
-    // Returns what was forgotten in the words of the message, sorted by the path of the classifier
-    // and the category.
+    // Returns the text for the error message for each category that was forgotten. The texts are
+    // sorted by the path of the classifier, and then by the category.
     std::vector<std::string> forgotten_lessons() const {
         const Lessons after = lessons();
         std::set<std::pair<std::string, std::string>> forgotten;

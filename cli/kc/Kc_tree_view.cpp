@@ -130,7 +130,7 @@ Json subtree_json(const std::vector<Kc_tree_line>& lines, std::size_t& next) {
 Tree_view view_tree(zeManager& manager, const std::string& path, int depth) {
     const zeLogicalTree& tree = *manager.m_logical_tree;
     Tree_view view;
-    std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with depths; last one next
+    std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with depths; the last is next
     if (!path.empty()) {
         waiting.emplace_back(&find_node(tree, path), 0);
     } else if (tree.GetNode(zandrel::kRootId).id != 0) {

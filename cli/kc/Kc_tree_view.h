@@ -45,7 +45,7 @@ constexpr int kDeepestJson = 1000;
 // RAISES: Usage_error for a path that leads nowhere.
 Tree_view view_tree(zeManager& manager, const std::string& path, int depth);
 
-// "leaf", "rule" or "stat".
+// "leaf", "rule" or "stat"; "type 7" for a type that only a damaged file has.
 std::string type_name(unsigned char type);
 
 // Prints a line for each node, indented by two spaces for each level. Names are printed as in

@@ -23,10 +23,11 @@ namespace cli {
 // attributes of the old file (File_attributes::give_to), or, without an old file, those that the
 // system gives to new files.
 //
-// Its name is ".NAME.tmp-" and six letters. A process that is killed leaves the file behind, and
-// the next replacement of the same file removes it. The writer locks the file, so we never remove
-// the file of a living process. If we may not open another user's file, we cannot test its lock. We
-// remove it only if we have the Kc_lock, since then no other process writes a file of this name.
+// Its name is ".NAME.tmp-" and six letters or digits. A process that is killed leaves the file
+// behind, and the next replacement of the same file removes it. The writer locks the file, so we
+// never remove the file of a living process. If we may not open another user's file, we cannot test
+// its lock. We remove it only if we have the Kc_lock, since then no other process writes a file of
+// this name.
 class Replacement_file {
 public:
     // Makes the new file, empty. `path` need not exist.
@@ -64,11 +65,11 @@ private:
     void take_over_attributes();
 
     Target_file m_target;
-    const Kc_lock* m_lock;  // BORROWS: null: none
+    const Kc_lock* m_lock;  // BORROWS: the lock of the container; null: none
     std::string m_path;     // of the new file; empty after it has taken the place
     std::optional<Unfinished_file> m_unfinished;
     File_attributes m_attributes;  // used if there is no old file at the end
-    Descriptor m_file;             // the new one, locked
+    Descriptor m_file;             // the new file, locked
 };
 
 }  // namespace cli

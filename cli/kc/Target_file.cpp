@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Linux allows the same number.
+// Linux follows the same number of links.
 constexpr int kMostLinks = 40;
 // Linux allows names of 255 bytes. This leaves one byte for the dot and 14 for the ending.
 constexpr std::size_t kLongestStem = 240;

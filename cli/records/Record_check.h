@@ -32,7 +32,7 @@ struct Record_problem {
 struct Record_check {
     std::string file;
     Record_condition condition = Record_condition::kClean;
-    bool is_cut = false;                   // the file ends too early, so the condition is kLost
+    bool is_cut = false;                   // the file ends too early: a record file is kLost
     std::optional<bool> has_seal = {};     // missing for a record file
     std::vector<Record_problem> problems;  // sorted by offset
 };
@@ -42,8 +42,9 @@ struct Record_check {
 // overlap. An index that may be stale can name items that have been moved, so a missing item does
 // not count as lost then.
 //
-// A file that ends before its index is kLost. A file whose index may be stale is kLost if it ends
-// before something that this index names: record files never shrink, so the file has been cut.
+// A record file that ends inside its index or before it is kLost. A record file whose index may be
+// stale is kLost if it ends before something that this index names: record files never shrink, so
+// the file has been cut.
 //
 // Record files have no checksums, so damage inside the data of an item is not found, and neither is
 // a key that is changed in the same way in the item and in the index. In a container's file, the

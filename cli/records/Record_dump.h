@@ -14,7 +14,7 @@ namespace cli {
 // item and the checksums of the seal instead of holes. A problem is printed after its item or hole.
 void print_record_dump(const Record_file& file, std::ostream& out);
 // The same as an object of `file`, `size`, `header`, `index`, `items` and `holes`; for a package
-// `container` and `seal` instead of `holes`. Keys are shown as in the text; an item or hole with a
+// `container` and `seal` instead of `holes`. Keys are shown as in the table; an item or hole with a
 // problem has a `problem`.
 nlohmann::ordered_json record_dump_json(const Record_file& file);
 

@@ -1,5 +1,5 @@
-// The library calls a function of ours for each word of each rule. It gets the text analysis in an
-// object of our own class.
+// The library calls a function of ours for each word of each rule. The function gets the text
+// analysis in an object of our own class.
 #include "cli/rules/rule_forms.h"
 
 #include <algorithm>

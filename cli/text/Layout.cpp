@@ -1,4 +1,4 @@
-// We use no streams for numbers, since these depend on the locale.
+// We use no streams for numbers, since streams depend on the locale.
 #include "cli/text/Layout.h"
 
 #include <algorithm>

@@ -11,9 +11,10 @@ namespace cli {
 
 // Returns "11,314" for 11314.
 std::string grouped(std::size_t number);
-// With so many decimals, rounded: "82.66". REQUIRES: a finite number, 0 <= decimals <= 20.
+// The number with so many decimals, rounded: "82.66".
+// REQUIRES: a finite number, 0 <= decimals <= 20.
 std::string with_decimals(double number, int decimals);
-// The number of characters of a UTF-8 text. Each character takes one column.
+// The number of characters of a UTF-8 text. We count one column for each character.
 std::size_t width_of(std::string_view text);
 // The text with spaces up to a width, after it or before it. Longer texts stay as they are.
 std::string left_aligned(std::string_view text, std::size_t width);

@@ -15,9 +15,9 @@ namespace cli {
 std::size_t spelling_distance(std::string_view left, std::string_view right);
 
 // The name with the least distance from the word, ignoring case; of equal distances the first name.
-// A name that begins with the word has the distance 1: "eval" means "evaluate". Returns an empty
-// name if all distances are greater than 1 plus a quarter of the word's length: 2 for "mvoe", 3 for
-// "evaluate".
+// A name that begins with the word has the distance 1: "eval" means "evaluate". A name is near if
+// its distance is less than the word's length, and at most 1 plus a quarter of this length: 2 for
+// "mvoe", 3 for "evaluate". Returns an empty name if no name is near.
 std::string nearest_name(std::string_view word, const std::vector<std::string>& names);
 
 // The end of a message: `; did you mean "move"?`, or nothing if no name is near. `before` is put

@@ -57,7 +57,8 @@ private:
     std::size_t take_ascii(std::string_view text, std::size_t start);
     std::size_t take_other(std::string_view text, std::size_t start);
     void take(Char_kind kind, std::string_view character);
-    // Ends the word at the end of the line, if there is one.
+    // If a word has begun at the end of `m_line`, stems it, if words are stemmed, and makes it a
+    // token.
     void end_word();
     void end_token();
 

@@ -600,9 +600,9 @@ TEST(MatchExpTest, LongChainsAndTheirPartsAreComputedFromTheLeft) {
     }
 }
 
-// Each step computes (value + 1) * 2 - 1, so the values are 1, 3, 7, 15, ... and after n steps 2^(n
-// + 1) - 1. Then 1 is added and the sum is divided by 2 several times. The operations after the
-// divisors are a chain too.
+// Each step computes (value + 1) * 2 - 1, so the values are 1, 3, 7, 15, ..., each one less than a
+// power of two. After 20 steps and one more addition of 1 the value is two to the power of 21. It
+// is then divided by 2 eighteen times, which gives 8. Each divisor is a chain of additions.
 TEST(MatchExpTest, LongChainsMayMixAllOperations) {
     zeMsg msg;
     std::string text = "parent_score";

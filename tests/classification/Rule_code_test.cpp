@@ -285,8 +285,8 @@ TEST(RuleCodeTest, AnyNumberOfValuesMayBeSaved) {
     }
 }
 
-// Each term is (3 + 1) * (3 - 1) = 8 and takes three instructions. The evaluation pauses after
-// every 255 instructions.
+// Each term is (3 + 1) * (3 - 1) = 8. The evaluation pauses after every 255 instructions, so it
+// pauses several times in a rule of 300 terms.
 TEST(RuleCodeTest, LongRulesAreEvaluatedAcrossPauses) {
     std::string rule = "0";
     for (int count = 1; count <= 300; ++count) {

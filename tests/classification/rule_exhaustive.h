@@ -16,8 +16,9 @@ struct Rule_tally {
 };
 
 // Parses every string of exactly `length` symbols of the alphabet, joined by blanks. The parser
-// must either refuse a string with the text of the oracle, or order it like the oracle and compute
-// its value. Reports the first few differences as failures of the running test.
+// must either refuse a string with the error text of the oracle, or evaluate the symbols in the
+// order of the oracle and compute the value of the oracle. Reports the first few differences as
+// failures of the running test.
 Rule_tally check_all_strings(const std::vector<std::string>& alphabet, std::size_t length);
 
 #endif  // ZANDREL_TESTS_CLASSIFICATION_RULE_EXHAUSTIVE_H_

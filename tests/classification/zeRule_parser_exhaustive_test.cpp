@@ -17,8 +17,9 @@ struct Refusal_row {
     std::size_t count;
 };
 
-// One token of each kind that the passes treat differently: 10 operators that may be binary (7 of
-// them take numbers), 4 operands that are numbers or booleans, and 2 strings.
+// One token of each kind that the passes treat differently: 9 operators between two operands (7 of
+// them take numbers, and 2 of these may also be signs), 4 operands that are numbers or booleans,
+// and 2 strings.
 const std::vector<std::string>& alphabet() {
     static const std::vector<std::string> all = {
         "(", ")", "?", ":",      "v", "^",     "&", "<",   "<=",    "==",    "+",

@@ -1,5 +1,5 @@
-// Rules in a process whose locale has a decimal comma. A knowledge base must mean the same in every
-// country.
+// Rules in a process whose locale has a decimal comma. A container must give the same results in
+// every country.
 #include <cstdlib>
 #include <string_view>
 

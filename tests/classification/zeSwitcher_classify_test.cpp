@@ -1,4 +1,4 @@
-// zeSwitcher as the walk asks it: classify and is_cat_blocked.
+// The answers of zeSwitcher for a message: classify and is_cat_blocked.
 #include "zandrel/classification/zeSwitcher.h"
 
 #include <string>

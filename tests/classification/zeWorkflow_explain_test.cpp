@@ -112,8 +112,8 @@ public:
     }
 
 private:
-    // Two of the four messages belong to the child, so the counts alone favour no category. We
-    // write the weights directly into the matching table, as compiling a model would.
+    // Two of the four messages belong to the child, so the counts by themselves favour no category.
+    // We write the weights directly into the matching table, as compiling a model would.
     zeNode* Attach(zeNode* parent, zeNode* child, const Weights& weights) {
         zeStat_matcher& matcher = Matcher(parent);
         zeStat_storage& storage = *matcher.m_storage;

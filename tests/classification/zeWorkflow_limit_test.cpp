@@ -146,7 +146,7 @@ TEST_F(zeWorkflowLimitTest, CandidateThatIsNotAddedEndsTheWalkIfTheSetIsFull) {
 
     Classify(results, true);
 
-    EXPECT_THAT(tree.Asked(), IsEmpty());  // nobody: the root itself would be recorded too
+    EXPECT_THAT(tree.Asked(), IsEmpty());  // the root would be recorded too
     EXPECT_THAT(listing_of(results), ElementsAre(Pair("held", 0.75)));
 }
 

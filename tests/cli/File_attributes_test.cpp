@@ -82,7 +82,8 @@ TEST_F(FileAttributesTest, ExtendedAttributesAreKept) {
 
 TEST_F(FileAttributesTest, CapabilitiesAreNotKept) {
     File_attributes attributes = File_attributes::of(m_old);
-    // Version 2, effective, all capabilities. Only root could set this attribute.
+    // The bytes mean version 2, effective, and the capabilities 0 to 31. Only root could set this
+    // attribute.
     attributes.extended.push_back(
         {"security.capability",
          std::string("\1\0\0\2\xFF\xFF\xFF\xFF\0\0\0\0\0\0\0\0\0\0\0\0", 20)});

@@ -165,7 +165,7 @@ TEST(KcDamageTest, LaterVersionMayHaveMadeTheFile) {
 }
 
 // The library accepts a greater resolution than the program does. The program refuses the file,
-// since each new category would get likelihood tables of this resolution.
+// since the histogram of each new category would have this resolution.
 TEST(KcDamageTest, ResolutionThatTheProgramDoesNotAcceptIsRefused) {
     const Scratch_folder folder;
     const auto error_of = [&folder](zeManager& manager) -> std::string {
@@ -230,7 +230,8 @@ TEST(KcDamageTest, FailedWorkIsReportedAsAnErrorOfTheFile) {
                  qtX<zeWorkflow>);
 }
 
-// Does everything that the program can do with a container.
+// Classifies, explains, shows the tree and the settings, and learns if the container is not
+// compact.
 void use_file(const std::string& path) {
     const std::unique_ptr<Text_model> model =
         read_model(path, Given_analysis{Analysis_kind::kWords, {}}, nullptr);
@@ -249,7 +250,7 @@ void use_file(const std::string& path) {
     });
 }
 
-// If a bit of the identity has changed, the program takes the file for one of another kind.
+// If a bit of the file's id has changed, the program does not recognise the file as a container.
 bool is_damage_or_refusal(const std::string& text) {
     return text.starts_with("the container is damaged") || text == "Not a kc file";
 }

@@ -73,7 +73,8 @@ TEST_F(KcEditTest, EditWaitsForAnotherChange) {
     EXPECT_EQ(cli::read_kc(path, nullptr)->m_config.get_optional("color")->str(), "green");
 }
 
-// The error of a change, during which another process does something with the file.
+// The error of a change during which `meanwhile` is called. It does something with the file, as
+// another process could.
 std::string error_of_edit(const std::string& path, const std::function<void()>& meanwhile) {
     try {
         cli::edit_kc(path, {}, [&meanwhile](qtPtrLight<zeManager>& manager) {

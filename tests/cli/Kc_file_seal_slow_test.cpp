@@ -31,8 +31,8 @@ TEST_P(KcFileSealSlowTest, EveryChangedBitIsRefusedOrHarmless) {
     std::cout << bits << '\n';
     EXPECT_THAT(bits.changed, testing::IsEmpty()) << bits;
     EXPECT_EQ(bits.refused + bits.same, bit_count);
-    // Harmless are the Unicode bit, the bits of the seal's key in the index, and one bit of the
-    // number of keys: fewer than 80 in all.
+    // These bits are harmless: the Unicode bit, the bits of the seal's key in the index, and one
+    // bit of the number of keys. They are fewer than 80.
     EXPECT_GE(bits.same, 1U);
     EXPECT_LT(bits.same, 80U);
 }

@@ -29,8 +29,8 @@ using testing::Not;
 // The parameter: whether the file is compact.
 class KcFileSealTest : public testing::TestWithParam<bool> {
 protected:
-    // Only every 97th bit is changed, some hundred bits of a file of some thousand bytes. 97 and 8
-    // have no common divisor, so each bit of a byte occurs.
+    // Only every 97th bit is changed, some hundred bits of a file of some thousand bytes. 97 is
+    // odd, so each of the eight bits of a byte occurs.
     static constexpr std::size_t kShare = 97;
 
     void SetUp() override { write_small_kc(m_path, GetParam()); }
@@ -139,7 +139,8 @@ TEST_P(KcFileSealTest, ChangedBitIsRefusedOrHarmless) {
     EXPECT_EQ(m_folder.content("a.kc"), before);
 }
 
-// Without the seal some answers change. So the test above really depends on the seal.
+// Without the seal some answers change. So ChangedBitIsRefusedOrHarmless really depends on the
+// seal.
 TEST_P(KcFileSealTest, ChangedBitOfAnUnsealedFileChangesAnswers) {
     write_without_seal(m_path);
 

@@ -231,7 +231,7 @@ TEST(KcFileTest, StreamThatBeginsAsAContainerKeepsItsPosition) {
     }
 }
 
-// Whatever error the library finds, the program names this file and blames it.
+// Whatever error the library finds, the message of the program begins with the path of this file.
 TEST(KcFileTest, CutContainerRaises) {
     const Scratch_folder folder;
     const std::string path = folder.file("a.kc");

@@ -106,7 +106,7 @@ TEST_F(KcLockTest, ReaderOfTheContainerDoesNotPreventALock) {
     ::close(reader);
 }
 
-// Only users who may write the container can open its lock.
+// Only users who may write the container can open its lock file.
 TEST_F(KcLockTest, LockFileHasTheWritersOfTheContainer) {
     const struct {
         mode_t container;

@@ -28,8 +28,8 @@ TEST(NearestNameTest, DistanceCountsInsertedRemovedReplacedAndSwappedLetters) {
         {"omve", "move", 1},
         {"vmoe", "move", 2},
         {"kitten", "sitting", 3},
-        // Exchanged letters are not changed again. Otherwise two steps would be enough, by way of
-        // "ac".
+        // Exchanged letters are not changed again. Otherwise two steps would be enough: "ca" to
+        // "ac", and "ac" to "abc".
         {"ca", "abc", 3},
     };
 
@@ -70,7 +70,8 @@ TEST(NearestNameTest, LongerWordsMayDifferInMoreLetters) {
     EXPECT_EQ(nearest_name("abcdef1234", {"abcdefghij"}), "");
 }
 
-// Only the first letters of such a word are compared (kLongestWord), so this takes little time.
+// Only the first letters of a long word are compared (kLongestWord), so this test takes little
+// time.
 TEST(NearestNameTest, WordOfMegabytesFindsNothing) {
     EXPECT_EQ(nearest_name(std::string(10'000'000, 'a'), kNames), "");
 }

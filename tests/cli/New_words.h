@@ -11,8 +11,8 @@
 #include "cli/text/Text_analysis.h"
 
 // Labelled texts of 6 to 18 words. The first word of each text is in no other text. The others are
-// from a vocabulary; half of them are from the words that the label prefers. Every run gives the
-// same texts.
+// from a vocabulary. The first, third, fifth and so on of these others are from the words that the
+// label prefers. Every run gives the same texts.
 class New_words {
 public:
     explicit New_words(std::size_t label_count) : m_label_count(label_count) {}

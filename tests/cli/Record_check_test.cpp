@@ -213,8 +213,8 @@ TEST(RecordCheckTest, DamageOfAContainerIsReported) {
     }
 }
 
-// The Unicode flag may change without breaking the seal. A file without the key of its seal
-// counts as unsealed.
+// Each changed bit behind the magic number is found, except the Unicode flag, which the seal does
+// not cover. If the key of the seal in the index has changed, the file counts as unsealed.
 TEST(RecordCheckTest, EveryFlippedBitAndEveryCutOfASealedContainerIsFound) {
     const std::string whole = Package_bytes::whole();
     for (std::size_t at = 4; at < whole.size(); ++at) {

@@ -25,8 +25,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The bag has the words refund and money. size is 7.5, weight "7 kg", from "ann", empty "", and
-// tags is a list.
+// A message whose bag has the words refund and money. Its pairs are size (7.5), weight ("7 kg"),
+// from ("ann"), empty ("") and tags, which is a list.
 qtPtrLight<zeMsg> traced_message() {
     qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"refund", 1.0}, {"money", 2.0}}).make();
     msg->add_value("size", mlMessageConverter::kDouble, "7.5");
@@ -235,7 +235,7 @@ private:
     std::mt19937 m_random;
 };
 
-// What the engine's own evaluation of the tree does, part by part: a second way to the same list.
+// Finds by recursion the parts of a tree that the engine evaluates: a second way to the same list.
 class Recursive_trace {
 public:
     explicit Recursive_trace(DocInfo& info) : m_info(info) {}

@@ -77,8 +77,8 @@ TEST(TextFolderTest, ThirtyFirstMarkIsNotComposedWithTheLetter) {
     EXPECT_EQ(folded("e" + repeated(kBelow, 30) + "\u0302"), "e" + repeated(kBelow, 30) + "\u0302");
 }
 
-// Folding removes soft hyphens. The marks before and after them are then next to each other, and
-// would be sorted together.
+// Folding removes soft hyphens, and the marks around them would then be sorted in one row. So soft
+// hyphens count in a row of thirty: the last mark here is the 31st character, and is not sorted.
 TEST(TextFolderTest, RemovedCharactersDoNotEndARowOfMarks) {
     EXPECT_EQ(folded("x" + repeated(std::string(kAbove) + "\u00AD", 15) + std::string(kBelow)),
               "x" + repeated(kAbove, 15) + std::string(kBelow));

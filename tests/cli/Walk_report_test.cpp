@@ -27,7 +27,7 @@ using testing::IsEmpty;
 using testing::Not;
 
 // The tree of the example in Walk_test.cpp: a rule node routes by a pair, and a statistical node
-// behind it has the scores 3/4, 1/2, 1/4 and 0.
+// below it gives its children the scores 3/4, 1/2, 1/4 and 0.
 class WalkReportTest : public testing::Test {
 protected:
     WalkReportTest() { m_kc.Add(m_shop, "old"); }

@@ -239,7 +239,7 @@ TEST(WalkTest, WorseLeafOfTheSameCategoryBelowOneNodeIsLeft) {
     EXPECT_EQ(outcome_of(walk.steps[0], kc.Node(high)), Child_outcome::kTaken);
 }
 
-// The second leaf is taken too, but is no result of its own.
+// The walk takes the leaf below `first` too, but later, so this leaf is no result of its own.
 TEST(WalkTest, LeafOfACategoryFoundUnderAnotherParentIsNoSecondResult) {
     Routed_kc kc(ZE_RULE);
     const unsigned int first = kc.Add(kc.root, "first", ZE_RULE, "0.5");
@@ -321,9 +321,9 @@ TEST(WalkTest, DeepTreeIsFollowedWithoutRecursion) {
     EXPECT_EQ(follow_walk(kc.Manager(), *word_message(), kAllLabels).steps.size(), kDepth + 1);
 }
 
-// A random tree of rule and statistical nodes, and random messages. Few names, so that categories
-// repeat; and values of rules, additive terms and words from short lists, so that scores are often
-// equal.
+// A random tree of rule and statistical nodes, and random messages. It has few names, so that
+// categories repeat. Values of rules, additive terms and words are from short lists, so that scores
+// are often equal.
 class Random_kc {
 public:
     explicit Random_kc(unsigned int seed) : m_random(seed), kc(Below(2) == 0 ? ZE_RULE : ZE_STAT) {
@@ -412,7 +412,7 @@ public:
     Routed_kc kc;
 };
 
-// Bits, so that equal means equal to the last one.
+// The id of each node and the bits of its score, so that scores are compared bit by bit.
 std::vector<std::pair<unsigned int, std::uint64_t>> bits_of(const std::vector<zeResult>& results) {
     std::vector<std::pair<unsigned int, std::uint64_t>> bits;
     for (const zeResult& result : results) {

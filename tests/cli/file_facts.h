@@ -1,4 +1,4 @@
-// Sets and reads permissions, attributes and the like of files.
+// Reads the status, permissions and attributes of files, and sets attributes.
 #ifndef ZANDREL_TESTS_CLI_FILE_FACTS_H_
 #define ZANDREL_TESTS_CLI_FILE_FACTS_H_
 

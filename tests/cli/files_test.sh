@@ -54,7 +54,7 @@ ends() {
     ((status == $1)) || fail "$command: exit status $status, not $1"
 }
 
-# --- files that train overwrites ---
+# --- files that train overwrites, and files that it does not ---
 
 cp train.tsv A.tsv
 expect 65 train A.tsv train.tsv
@@ -229,7 +229,7 @@ rm slow.tsv
 cmp -s a.kc first.kc || fail "$command: changed the file"
 is_left_with a.kc first.kc
 
-# The next change removes only the files of dead processes.
+# The next change removes only the unfinished files of processes that have ended.
 : >.a.kc.tmp-abcdef
 : >.a.kc.tmp-living
 : >.a.kc.tmp-abcde
@@ -503,7 +503,7 @@ rm gate
 
 # --- owners, groups, permissions ---
 
-# facts FILE...: prints all attributes of a file except its times.
+# facts FILE: prints the owner, group, permissions and extended attributes of a file.
 facts() {
     stat -c '%u:%g %a' "$1"
     python3 - "$1" <<'PYTHON'
@@ -530,7 +530,8 @@ PYTHON
 changes=('learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree set a.kc root/food --note1 note'
     'tree rename a.kc root/food f' 'tree add a.kc root/g' 'tree move a.kc root/g root/s'
     'tree delete a.kc root/f' 'options set a.kc ClipValue=2' 'options load a.kc new.options')
-# The four edits from tree add on need a tree, which the first four do not change.
+# prepare ARGUMENTS: makes a.kc anew, with the nodes that the command needs: root/s and root/g for
+# the move, and root/f for the deletion.
 prepare() {
     rm -f a.kc
     cp first.kc a.kc
@@ -732,7 +733,7 @@ PYTHON
         >out 2>err || fail "learn with the right to give files away: status $?"
     is_shared '4141:4242 664'
 
-    # Only users who may write the container can open its lock.
+    # Only users who may write the container can open its lock file.
     # lock_facts USER GROUP[,GROUP]: prints the facts of the lock file while this user has the lock.
     lock_facts() {
         local process
@@ -759,8 +760,8 @@ PYTHON
         [[ $locked == "4141:4242 $wanted" ]] || fail "lock of $row, by root: $locked"
     done
     if has_lists; then
-        # If the lock file cannot belong to the container's owner, its list names him: owner 5151,
-        # user 4141, group 4242.
+        # If the lock file cannot belong to the container's owner, its list names the owner: owner
+        # 5151, user 4141, group 4242.
         container 4141:4242 664
         rights='0200000001000600ffffffff020006002d10000004000600ffffffff10000600ffffffff20000000ffffffff'
         locked=$(lock_facts 5151 5151,4242)

@@ -395,7 +395,7 @@ for name in 'an old one.kc' $'it\'s\n\x1b1 old.kc'; do
     rm "$name"
 done
 
-# Files that are no containers.
+# Files that cannot be read as containers.
 head -c 600 a.kc >cut.kc
 for arguments in classify explain 'learn DATA' 'evaluate DATA'; do
     # shellcheck disable=SC2086  # The words are the arguments.

@@ -48,7 +48,8 @@ public:
         m_manager->m_physical_tree->SetName(Node(id), term(category));
     }
 
-    // Adds a leaf below a statistical node. It has learned one message, and has this additive term.
+    // Adds a node below a statistical node, and gives its category one message and this additive
+    // term.
     unsigned int AddLearned(unsigned int parent, std::string_view name, double additive_term,
                             unsigned int type = ZE_LEAF) {
         const unsigned int id = Add(parent, name, type);

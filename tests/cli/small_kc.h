@@ -80,7 +80,7 @@ private:
         return m_manager->m_logical_tree->AddLogicalNode(node);
     }
 
-    // Trains each classifier with the messages of its own categories.
+    // Trains each statistical classifier with the messages of its own categories.
     void Train() {
         zeNode* const mail = Node("root/mail").physical_node;
         zeNode* const news = Node("root/news").physical_node;

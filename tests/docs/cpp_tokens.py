@@ -3,7 +3,8 @@
 import re
 from typing import NamedTuple
 
-# Drops comments and preprocessor lines. A preprocessor line may continue after a backslash.
+# Also matches comments and preprocessor lines, which tokenize() drops. A preprocessor line may
+# continue after a backslash.
 _TOKEN = re.compile(
     r"""
     (?P<comment>//[^\n]*|/\*.*?\*/)

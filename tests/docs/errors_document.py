@@ -39,8 +39,8 @@ class ErrorsDocument:
     def __init__(self, text):
         self.rows = []
         self.untested = []
-        self._class = None  # the class of the section at hand
-        self._header = None  # of the table at hand
+        self._class = None  # the class of the section that is read
+        self._header = None  # of the table that is read
         for number, line in enumerate(text.splitlines(), 1):
             self._take(line, number)
 

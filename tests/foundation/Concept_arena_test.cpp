@@ -14,7 +14,7 @@ namespace {
 
 using Block = Concept_arena::Block;
 
-// Fills a block with bytes and remembers them.
+// Gives each byte of a block the same value.
 void fill(const Concept_arena& arena, Block block, std::size_t size, unsigned char value) {
     std::memset(arena.address(block), value, size);
 }

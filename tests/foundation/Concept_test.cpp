@@ -365,7 +365,8 @@ TEST(ConceptTest, TextsOfAllLengthsAreDifferent) {
     }
 }
 
-// Removal closes gaps between records. So each record must still be found after each removal.
+// A removal moves the slots of other records in the dictionary's table. So each record must still
+// be found after each removal.
 TEST(ConceptTest, RandomInsertionsAndRemovalsAgreeWithAListOfTheTexts) {
     const std::size_t before = Concept::dictionary_size();
     {

@@ -72,8 +72,9 @@ TEST(Crc32cTest, ShortBytesHaveTheSameValueByTablesAndByInstruction) {
     }
 }
 
-// The instruction splits long bytes into pieces that it processes in parallel. So we test lengths
-// around one and two such rounds of 3,072 bytes, at every address.
+// The implementation with the instruction processes long bytes in rounds of 3,072 bytes, each as
+// three pieces in parallel. So we test lengths around one, two and three rounds, at nine addresses
+// in a row.
 TEST(Crc32cTest, LongBytesHaveTheSameValueByTablesAndByInstruction) {
     const std::string bytes = some_bytes(10000);
 

@@ -325,7 +325,7 @@ TEST(conceptmapTest, AnnouncingConceptsAndPositionsChangesNothing) {
 }
 
 // The 100 entries are in chunks of 16, 32 and 64 places. Of each chunk, `announce` gets all entries
-// but the first 16.
+// but the first 16, erased ones too.
 TEST(conceptmapTest, EachLiveEntryIsVisitedInOrderAfterItWasAnnounced) {
     Numbers table;
     const std::vector<Concept> concepts = numbered_concepts(100);
@@ -434,7 +434,8 @@ TEST(conceptmapTest, SwapAndMoveTransferAllEntries) {
     EXPECT_EQ(right.at(term("c")), 3);
 }
 
-// Compares with the standard table in long random sequences of all operations.
+// Compares with the standard table in long random sequences of insertions, erasures, look-ups,
+// compactions and growth.
 class Random_operations {
 public:
     explicit Random_operations(unsigned int seed) : m_random(seed) {}

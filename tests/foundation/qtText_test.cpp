@@ -568,8 +568,7 @@ TEST(qtConvertStringToDoubleTest, EdgesOfShortDecimalsAreReadLikeByStrtod) {
         // 2^53, up to which all integers are exact, and its neighbours.
         "9007199254740991", "9007199254740992", "9007199254740993", "9007199254740995",
         "-9007199254740992", "-9007199254740993", "900719925474099.3", "9.007199254740993",
-        // Numbers with so many digits that they fill 64 bits, or overflow to a small number in 64
-        // bits.
+        // Numbers with about as many digits as 64 bits can have, or with more, also zeros.
         "9999999999999999999", "18446744073709551615", "18446744073709551616",
         "18446744073709551617", "1844674407370955161.7", "184467440737095516170",
         "0000000000000000001", "00000000000000000001", "0.000000000000000001",

@@ -1,5 +1,6 @@
-// Which edits a compact container allows. The answer is compared with what the edit then does: it
-// is allowed if each statistical classifier that remains has the same categories as before.
+// Tests which edits a compact container allows. The answer is compared with the effect of the edit:
+// the edit must be allowed exactly if each statistical classifier that remains has the same
+// categories as before.
 #include "zandrel/knowledge/Tree_edit.h"
 
 #include <algorithm>
@@ -150,7 +151,8 @@ void compare(const Make& make, const Plan& plan, Counts& counts) {
     ++(is_allowed ? counts.allowed : counts.spoiling);
 }
 
-// Compares every edit of one node of the container.
+// Compares additions below each node, deletions of each node, moves of each node to each node, and
+// changes of the type of each node.
 template <class Make>
 Counts compare_all(const Make& make) {
     constexpr Id kNodes = 11;

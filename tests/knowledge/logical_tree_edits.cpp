@@ -227,7 +227,7 @@ Random_edits::Id Random_edits::AnyId() {
     return AnyNode().id;
 }
 
-// Later nodes are more likely, so that the tree grows deep.
+// The last node is more likely than any other, so that the tree grows deep.
 Random_edits::Id Random_edits::AnyParent() {
     return OneIn(3) ? m_model.last_id : AnyId();
 }

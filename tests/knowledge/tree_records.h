@@ -1,5 +1,5 @@
-// Record: builds the bytes of a record field by field. Dumped and read_whole: what trees write and
-// read.
+// Record: builds the bytes of a record field by field. dumped_nodes, dumped_container and
+// read_whole: write and read records of trees and containers.
 #ifndef ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
 #define ZANDREL_TESTS_KNOWLEDGE_TREE_RECORDS_H_
 

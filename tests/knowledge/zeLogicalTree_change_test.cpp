@@ -457,7 +457,7 @@ TEST_F(zeLogicalTreeChangeTest, RuleNodeAndStatisticalNodeAreNotExchanged) {
     EXPECT_QTX_ARGS(SetType(root, ZE_STAT), zeLogicalTree, 15, "Cannot switch node type", {});
 }
 
-// No switcher can take its children, since they have no rules.
+// No switcher can take the children of `news`, since they have no rules.
 TEST_F(zeLogicalTreeChangeTest, LeafWithChildrenDoesNotBecomeRuleNode) {
     const Unchanged unchanged(kc.manager);
 

@@ -148,8 +148,8 @@ TEST_F(zeLogicalTreeCopyTest, NestedLeafIsCopiedWithAllNodesBelowIt) {
     EXPECT_EQ(target.GetNode(3).parent, 2U);
 }
 
-// A mirrored deletion leaves children that name the deleted node as their parent, but are in the
-// list of the deleted node's parent.
+// A mirrored deletion leaves children that name the deleted node as their parent. The deleted
+// node's former parent has these children in its list.
 TEST_F(zeLogicalTreeCopyTest, ParentOfACopyIsTheNodeThatListsIt) {
     const Id below = source.Add(5, "below");
     source.tree.KCE_Delete(source.Physical(5));

@@ -72,7 +72,7 @@ TEST_P(zeLogicalTreeTextRandomTest, EditedTreeIsDumpedAsTheSameText) {
     EXPECT_LT(refused_count, 3600U) << "at least a tenth of the edits is carried out";
 }
 
-// The parameter: names of their own beside the categories.
+// The parameter: true if nodes have names of their own beside their categories.
 INSTANTIATE_TEST_SUITE_P(Names, zeLogicalTreeTextRandomTest, testing::Bool());
 
 }  // namespace

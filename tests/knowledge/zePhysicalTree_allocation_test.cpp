@@ -121,8 +121,8 @@ struct Physical_container {
     Concept fresh = term("fresh");
 };
 
-// Does the operation on a new container while one of its allocations fails. Returns false if the
-// operation has fewer allocations. With `is_done_anew`, a failed operation is repeated and must
+// Does the operation on a new container while the allocation of this index fails. Returns false if
+// the operation has fewer allocations. With `is_done_anew`, a failed operation is repeated and must
 // then succeed.
 template <class Operation, class Check>
 bool refuse_allocation(unsigned int index, Operation operation, Check check, bool is_done_anew) {

@@ -112,8 +112,7 @@ TEST_F(zePhysicalTreeTest, ReleaseClassifierDropsTheObjectAndKeepsItsId) {
     EXPECT_THAT(node->m_children, ElementsAre(child));
 }
 
-// The text begins with words about changes that are written. That is not true here, but the text is
-// fixed.
+// The blank before the colon is a part of the fixed text.
 TEST_F(zePhysicalTreeTest, ReleaseClassifierTracesTheNodesName) {
     zeNode* const node = Inner("sport");
     const Trace_capture traced;

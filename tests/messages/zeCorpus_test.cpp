@@ -8,7 +8,7 @@
 
 namespace {
 
-// Counts its living copies.
+// Counts the objects of this class that exist, in a counter of the test.
 class Counted {
 public:
     explicit Counted(int* living) : m_living(living) { ++*m_living; }

@@ -369,7 +369,8 @@ TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnce) {
     EXPECT_TRUE(zandrel::detail::Relevant_nodes(view.msgs[1]).contain(&by_hand));
 }
 
-// Both messages have 17 nodes when the last one is asked for, and the same last node.
+// The discarded message and the new one both have 17 nodes and the same last node. So the table of
+// the discarded message seems to fit the new one, and node 0 would count as present.
 TEST(zeCorpusViewManyNodesTest, NodesOfDiscardedMessageAreForgotten) {
     std::vector<zeNode> nodes(34, zeNode(term("node")));
     const auto add = [&nodes](zeCorpus_view& view, std::size_t begin) {

@@ -346,8 +346,8 @@ TEST_F(zeMsgEditTest, EditFindsTheLastOfSeveralPairsOfOneNameAndTheMessageTheFir
     EXPECT_EQ(Shown(*m_msg), "a 2 first\nb 2 other\n");
 }
 
-// Pairs are added or removed before three pairs of one name. So the old index of the last one now
-// is that of an earlier one or of another name.
+// Pairs are added or removed before three pairs of one name. So the old index of the last of the
+// three is now that of an earlier one or of a pair of another name, or is behind the end.
 TEST_F(zeMsgEditTest, LastOfSeveralPairsOfOneNameIsFoundAfterAnEndMovedThem) {
     for (const unsigned int change : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(change);
@@ -528,7 +528,9 @@ protected:
     std::mt19937 m_random{7919};
 };
 
-// Random edits. Some use one object for several sessions.
+// Random edits. Every fourth round begins with the pairs of a file; the other rounds continue with
+// the pairs that the round before has left. Some steps end the edit, and the next ones use the same
+// object again.
 TEST_F(zeMsgEditModelTest, ContentsAgreeWithAMapAfterEachOfManyRandomEdits) {
     for (int round = 0; round < 200 && !HasFailure(); ++round) {
         SCOPED_TRACE(round);

@@ -21,7 +21,8 @@ struct Word {
     double weight;
 };
 
-// Weights whose sum depends on the order: tenths, and large numbers that lose the low bits.
+// Weights whose sum depends on the order: tenths, and numbers so large that the low bits of the
+// tenths are lost in the sum.
 std::vector<Word> words() {
     std::vector<Word> all;
     for (int number = 0; number < kWordCount; ++number) {

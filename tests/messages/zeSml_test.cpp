@@ -37,7 +37,7 @@ zeSml::Concept_info entry_of(std::string_view text, double weight) {
     return {term(text), weight};
 }
 
-// goal 5, match 1, team 3; no ceiling, total 9.
+// A bag with goal 5, match 1 and team 3. Without a ceiling its total is 9.
 qtPtrLight<zeSml> three_words(double clip_value = 0.0) {
     return make_bag({{"goal", 5.0}, {"match", 1.0}, {"team", 3.0}}, clip_value);
 }

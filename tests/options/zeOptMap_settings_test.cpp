@@ -105,8 +105,8 @@ double value_in(const zandrel::Setting& row, const zeManager& manager) {
                                         : row.in_defaults.get(manager.m_defaults);
 }
 
-// A row for a setting that is not among the above. Its next value is an integer, which is written
-// as such.
+// A row for a setting that is not in kRows. Its values are cut to integers, so the texts are
+// integers too.
 Key_row next_row(const zandrel::Setting& setting) {
     const auto new_value = static_cast<long>(value_in(setting, zeManager()));
     const auto value = static_cast<long>(other_value(setting, static_cast<double>(new_value)));

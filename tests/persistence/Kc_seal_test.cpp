@@ -56,8 +56,8 @@ protected:
     // divisor, so each bit of a byte still occurs.
     static constexpr std::size_t kStep = std::is_same_v<Place, Package_file> ? 7 : 1;
 
-    // A closed package of a model that takes more than one segment, its classifier, and a manager's
-    // record.
+    // A closed package of a model, which by default takes more than one segment, its classifier,
+    // and a manager's record.
     void make_container(const std::string& model = std::string(SegBuf::kSegmentSize + 100, 'm')) {
         this->open('w');
         this->pack.SetFileID(0x278F9D40, 2, 0x08);

@@ -21,12 +21,12 @@ constexpr const char* kRecord =
     "12 34 56 78"                       // id
     "00 00 00 03 6b 63 31"              // name "kc1"
     "00 00 00 00 00 0f 42 40"           // made one second after the start of 1970
-    "ff ff ff ff ff ff ff ff"           // trained one microsecond before it
+    "ff ff ff ff ff ff ff ff"           // trained one microsecond before 1970
     "00 00 00 07"                       // feedback
     "01"                                // flag a
     "fe"                                // flag b
     "00 00 00 08"                       // reserved for each category
-    "00 00 00 09"                       // trained with
+    "00 00 00 09"                       // messages to train each category with
     "3f e0 00 00 00 00 00 00"           // age adjustment 0.5
     "01"                                // flag c
     "00"                                // full propagation

@@ -70,8 +70,8 @@ TEST_F(zeIODamageTest, EveryChangedBitIsSafe) {
         file, [this](const std::string& damaged) { expect_damage_is_safe(damaged, file); });
 }
 
-// Replaces four bytes by numbers that no single changed bit gives. Other large numbers are left
-// out: as settings they are allowed, and they make learning after the load very slow.
+// Replaces four bytes by numbers, most of which no single changed bit gives. Other large numbers
+// are left out: as settings they are allowed, and they make learning after the load very slow.
 TEST_F(zeIODamageTest, EveryChangedNumberOfARecordIsSafe) {
     const Kc_items items(file);
     for (const auto& [key, record] : items.records) {

@@ -136,7 +136,7 @@ TEST(zeIOTaughtTest, LeavesOfTwoClassifiersAreEditedAndReadBack) {
     expect_read_back(kc.manager);
 }
 
-// A leaf that becomes a classifier stays with the classifier that decides it.
+// A leaf that gets a classifier remains in the classifier that decides it.
 TEST(zeIOTaughtTest, LeafOfTwoClassifiersBecomesAClassifierAndIsReadBack) {
     for (const char* rule : {"", "true"}) {
         SCOPED_TRACE(rule);

@@ -25,7 +25,7 @@ protected:
 
 // Refused files.
 
-// A file that is no container leaves the one in memory unchanged.
+// A file that is refused leaves the container in memory unchanged.
 class zeIORefusedTest : public Saved_container {
 protected:
     void ExpectRefused(const std::string& bytes, int number, const char* text,

@@ -33,7 +33,7 @@ using Ranking = std::vector<std::pair<std::string, double>>;
 //
 //     desk (rules)
 //       topics (statistics): sport, food      if the message is in English
-//       money (rules): refund, invoice        by its amount, half as sure as the topics
+//       money (rules): refund, invoice        if it has an amount, with the score 0.5
 //       rest                                  the default
 class RulesScenarioTest : public testing::Test {
 protected:

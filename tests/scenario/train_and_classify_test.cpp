@@ -62,7 +62,7 @@ std::vector<std::string> words_of(std::string_view text) {
     return words;
 }
 
-// The order of steps for which no order is required.
+// Choices that must not influence a result.
 struct History {
     bool goes_backwards;         // through the words of a text
     std::size_t feeder_buckets;  // of the feeder that all texts share

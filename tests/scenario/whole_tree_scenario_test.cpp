@@ -32,7 +32,7 @@ using testing::IsEmpty;
 
 using Ranking = std::vector<std::pair<std::string, double>>;
 
-// Interrupts after `count` classifiers are done.
+// Interrupts after `steps` classifiers are done.
 class Stop_after : public Progress_log {
 public:
     explicit Stop_after(std::size_t steps) : m_steps(steps) {}

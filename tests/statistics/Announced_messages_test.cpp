@@ -19,7 +19,8 @@ using zandrel::detail::Announced_messages;
 
 constexpr int kCount = 30;
 
-// Message i has the weight i. Every third message has no bag, and every third an empty one.
+// Message i has the weight i. Of each three messages in a row, one has no bag, one an empty bag,
+// and one a bag with two concepts.
 qtPtrLight<zeMsg> MessageOf(int number) {
     qtPtrLight<zeMsg> made;
     switch (number % 3) {
@@ -48,7 +49,7 @@ public:
         return m_made.back();
     }
 
-    // The messages that someone has besides this list.
+    // The number of messages to which there is a pointer besides the one in m_made.
     std::size_t InUse() const {
         return static_cast<std::size_t>(
             std::count_if(m_made.begin(), m_made.end(),

@@ -97,8 +97,9 @@ TEST_F(BestFeaturesTest, LeastOwnScoreIsKnownWhenOwnConceptsFillTheirPart) {
     EXPECT_EQ(m_best.least_own_score(), 3.0);
 }
 
-// The scores are small integers, so many of them are equal and the texts often decide. Depending on
-// the round, the scores of concepts from outside fall, rise or are random.
+// The scores of the profile's own concepts are from 1 to 9, so many of them are equal and the texts
+// often decide. Depending on the round, the scores of concepts from outside fall from 60, rise to
+// 60, or are random numbers from 1 to 9.
 TEST_F(BestFeaturesTest, ResultEqualsTheFrontOfAFullSort) {
     std::mt19937 random(1);
     for (int round = 0; round < 600; ++round) {

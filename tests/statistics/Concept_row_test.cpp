@@ -72,8 +72,7 @@ TEST(ConceptRowTest, RandomListsAreFound) {
         List all;
         List some;
         for (std::size_t i = 0; i < 100; ++i) {
-            // All texts have the same length, so the order of the numbers is the order of the
-            // texts.
+            // The numbers are different, so no text occurs twice.
             const std::string text = (i % 3 == 0 ? "long common " : "m") + std::to_string(100 + i);
             if (random() % 4 != 0) {
                 all.push_back(text);

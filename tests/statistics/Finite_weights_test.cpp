@@ -89,8 +89,8 @@ qtPtrLight<zeMsg> make_spoilt(const Spoilt& spoilt) {
     return msg;
 }
 
-// A model of two categories with one message each, and a spoilt message of both categories in the
-// corpus.
+// A model of two categories with one message each, and another corpus with a spoilt message. The
+// spoilt message has both categories and a third one.
 class FiniteWeightsTest : public testing::TestWithParam<Spoilt> {
 protected:
     FiniteWeightsTest() {
@@ -237,8 +237,8 @@ protected:
         m_settings.profile_size = 20;
     }
 
-    // A spoilt message comes before every fifth message: one of the same categories, one of a
-    // category without other messages, and one without a category.
+    // Three spoilt messages come before every fifth message: one with the same categories as that
+    // message, one with a category that no other message has, and one without a category.
     void Fill(Small_corpus& corpus, bool has_spoilt, unsigned int seed) {
         const std::vector<Slow_message> messages = Random_corpus(seed).Messages(40);
         for (std::size_t i = 0; i < messages.size(); ++i) {
@@ -260,7 +260,7 @@ protected:
         return msg;
     }
 
-    // The record of the model, and the scores of its messages.
+    // The record of the model, and the scores of other messages.
     std::string State(zeStat_storage& storage, zeStat_matcher& matcher) {
         std::string state = dumped(storage);
         Small_corpus corpus;
@@ -275,7 +275,7 @@ protected:
         return state;
     }
 
-    // The record of a model that was filled twice in the same way.
+    // The state of a model that was filled twice in the same way.
     template <class Way>
     std::string Filled(bool has_spoilt, Way way) {
         zeStat_storage storage(nullptr, m_settings);

@@ -18,8 +18,8 @@ using zandrel::detail::Match_scorer;
 
 constexpr double kEndlessSum = std::numeric_limits<double>::infinity();
 
-// A model of 2 messages and 2 profiles, each with one message. The first has the additive term
-// 0.25.
+// A model of 2 messages and 2 profiles, each with one message. The first profile has the additive
+// term 0.25.
 class MatchScorerTest : public testing::Test {
 protected:
     MatchScorerTest() {

@@ -77,7 +77,7 @@ TEST(Match_tableTest, CompileReplacesThePreviousTable) {
     EXPECT_EQ(table.profile_end(), 0);
 }
 
-// Rows of up to 300 pairs fill several blocks.
+// Rows of up to 299 pairs fill several blocks.
 TEST(Match_tableTest, AddedRowsKeepTheirPairsWhileOthersAreAddedAndReplaced) {
     std::mt19937 random(20261122);
     Match_table table;

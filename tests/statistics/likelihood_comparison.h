@@ -56,8 +56,8 @@ inline zeDefaults combination(unsigned int number) {
     return settings;
 }
 
-// A random corpus. Some categories have only one message, of weight 0.3, 1/3, 1 or 2.5. Some bags
-// are empty and some missing, and some weights are not finite.
+// A random corpus. Each category whose name begins with "rare" has one message, of weight 0.3, 1/3,
+// 1 or 2.5. Some bags are empty and some missing, and some weights are not finite.
 inline std::vector<Slow_message> messages_of(unsigned int seed) {
     std::vector<Slow_message> messages = Random_corpus(seed).Messages(36);
     for (std::size_t i = 0; i < messages.size(); ++i) {

@@ -1,5 +1,5 @@
-// Uses a model that was read, in every way. Damage may be refused with a documented error, but must
-// have no other effect.
+// Uses a model that was read: classifies, explains, trains, learns and forgets. Damage may be
+// refused with a documented error, but must have no other effect.
 #ifndef ZANDREL_TESTS_STATISTICS_MODEL_USE_H_
 #define ZANDREL_TESTS_STATISTICS_MODEL_USE_H_
 
@@ -18,10 +18,11 @@
 
 namespace model_use {
 
-// The size of histograms depends on the resolution. This is the largest that tests allow.
+// The largest resolution with which the tests train. The size of histograms depends on the
+// resolution.
 constexpr int kAffordableResolution = 40;
 
-// Runs a step. An error that settings of a damaged record can cause ends it.
+// Runs a step. An error that settings of a damaged record can cause ends the step.
 template <class Step>
 void tolerate(Step step) {
     try {
@@ -67,7 +68,7 @@ inline void train(zeStat_matcher& matcher, Small_corpus& corpus) {
     tolerate([&] { matcher.learn(corpus.view, false); });
 }
 
-// Clears half of the categories and deletes the others.
+// Clears the first, third, fifth category and so on, and deletes the others.
 inline void forget(zeStat_matcher& matcher) {
     if (matcher.m_storage->m_likelihood_resolution > kAffordableResolution) {
         return;

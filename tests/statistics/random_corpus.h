@@ -17,9 +17,9 @@ class Random_corpus {
 public:
     explicit Random_corpus(unsigned int seed) : m_engine(seed) {}
 
-    // Messages with one to three of the categories c0 to c3; some have no label. Each category has
-    // words of its own and shares others. Weights in bags are multiples of 1/4, so their sums are
-    // exact.
+    // Messages with any number of the categories c0 to c3; most have one, and some have none. Each
+    // category has words of its own and shares others. Weights in bags are multiples of 1/4, so
+    // their sums are exact.
     std::vector<Slow_message> Messages(std::size_t count) {
         std::vector<Slow_message> messages(count);
         for (Slow_message& msg : messages) {
@@ -51,8 +51,8 @@ private:
     std::mt19937 m_engine;
 };
 
-// Adds messages that are skipped because one of their weights is not finite. They are copies of
-// other messages, each after its original and each with another kind of weight.
+// Adds messages that are skipped because one of their weights is not finite. Each is a copy of the
+// message before it, with a weight or a bag that is not finite.
 inline std::vector<Slow_message> with_spoilt(std::vector<Slow_message> messages) {
     constexpr double kEndless = std::numeric_limits<double>::infinity();
     constexpr std::array<double, 3> kNotFinite = {kEndless, -kEndless,

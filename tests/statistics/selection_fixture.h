@@ -35,7 +35,7 @@ inline std::vector<std::string> texts_of(const zeStat_storage::Profile& profile)
     return texts;
 }
 
-// Two profiles, a and b, with totals that are powers of two.
+// Two profiles, a and b. The totals of the model and of a are powers of two.
 class zeStatTrainerSelectionTest : public testing::Test {
 protected:
     zeStatTrainerSelectionTest() {

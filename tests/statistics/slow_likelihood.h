@@ -1,7 +1,7 @@
 // Slow_likelihood: a second, simple implementation of training with likelihood tables. The
 // likelihood pass of zeStat_trainer and the scores of zeStat_matcher are compared with it.
 //
-// Here messages are matched category by category instead of through an inverted table. Slices are
+// Here messages are matched category by category instead of through an inverted table. A slice is
 // every n-th message of one sequence. The tables come from the max-min formula of isotonic
 // regression instead of from pooling. Histograms are compared bit for bit, since every sum is in
 // the library's order. The tables are compared with a tolerance, since the formula sums in another
@@ -77,7 +77,7 @@ public:
         }
     }
 
-    // The scores of all categories with the weights of a new matcher, corrected by the tables.
+    // The scores of all categories with the weights of `matcher`, corrected by the tables.
     std::vector<double> Scores(const Slow_message& msg, const Matcher& matcher) {
         const std::map<std::string, double> bag = model.Clipped(msg);
         Match(bag, matcher);
@@ -163,7 +163,7 @@ private:
         Count(slice);
     }
 
-    // True if each category of the message has more weight than this message.
+    // True if each category of the message has a weight above 1.
     bool CanBeOmitted(const Slow_message& msg) const {
         return std::all_of(msg.cats.begin(), msg.cats.end(), [this](const std::string& cat) {
             return std::any_of(

@@ -26,7 +26,7 @@ public:
         AddTo(corpus, msg, feeder);
     }
 
-    // Adds a message with a bag that was fed in another way.
+    // Adds the message with a bag made from `feeder` instead of `msg.bag`.
     void AddTo(Small_corpus& corpus, const Slow_message& msg, zeSml_feeder& feeder) {
         qtPtrLight<zeMsg> added(new zeMsg);
         if (msg.has_bag) {

@@ -17,13 +17,13 @@ namespace stored_matcher {
 constexpr const char* kHead = "00 00 00 02 00 00 00 03 ";
 // The fields after the head.
 constexpr const char* kTable =
-    "00 00 00 02 "                               // 3 entries
-    "00 00 00 01 78 00 00 00 02 "                // 4 "x", 2 pairs
+    "00 00 00 02 "                               // number of entries
+    "00 00 00 01 78 00 00 00 02 "                // "x", 2 pairs
     "3f c0 00 00 00 00 00 00 "                   //   1.5 for bb
     "c0 20 00 00 00 00 00 01 "                   //   -2.5 for a
     "00 00 00 02 79 79 00 00 00 01 "             // "yy", 1 pair
     "40 60 00 00 00 00 00 01 ";                  //   3.5 for a
-constexpr const char* kStorage = "00 00 00 01";  // 5 id of the storage
+constexpr const char* kStorage = "00 00 00 01";  // id of the storage
 
 // Everything that zeStat_matcher::Load reads.
 inline std::string whole_matcher() {

@@ -1,5 +1,6 @@
 // Stored_model: a small model in which each field differs from its neighbours, and its record in
-// pieces.
+// pieces. The numbers in comments like "// 9 num_msgs" count the fields of the record, from 1 for
+// the id; in a profile they begin again with 1.
 #ifndef ZANDREL_TESTS_STATISTICS_STORED_MODEL_H_
 #define ZANDREL_TESTS_STATISTICS_STORED_MODEL_H_
 

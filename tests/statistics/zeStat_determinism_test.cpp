@@ -23,7 +23,7 @@
 
 namespace {
 
-// Events before and while the model is made that change the order of its tables.
+// Events before and while the model is made that could change the order of its tables.
 struct History {
     const char* name;
     bool reverses_feeders;  // concepts are added to the feeders in reverse order
@@ -41,7 +41,7 @@ constexpr std::array<History, 5> kHistories = {{
     {"others erased", false, true, 100, 3, true},
 }};
 
-// Everything that a model decides.
+// The features, additive terms and scores of a model.
 struct Outcome {
     std::vector<std::vector<std::pair<std::string, float>>> weights;   // by profile, in order
     std::vector<double> terms;                                         // m_M of each profile

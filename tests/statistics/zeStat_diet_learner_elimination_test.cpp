@@ -1,4 +1,4 @@
-// The concepts that a model removes.
+// The steps of learning that remove concepts: the diet, the upper bound and the sweep.
 #include <string>
 #include <vector>
 

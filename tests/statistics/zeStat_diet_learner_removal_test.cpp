@@ -126,7 +126,8 @@ TEST_F(zeStatDietLearnerRemovalTest, NothingHappensWithoutWeight) {
     }
 }
 
-// We cannot know the part of such a profile, so weights of its concepts are only scaled.
+// We cannot know the part of a profile without weight, so the weights of its concepts are only
+// scaled.
 TEST_F(zeStatDietLearnerRemovalTest, ProfileWithoutWeightRemovesNothing) {
     m_storage.profile(0).m_weight = 0.0;
 
@@ -150,7 +151,8 @@ TEST_F(zeStatDietLearnerRemovalTest, LastCategoryRemovesAllWeight) {
     ExpectInfo("x", 0.0, 0.0, 1);
 }
 
-// In a damaged model the totals may be smaller than the sums of its profiles.
+// In a damaged model a profile may have a negative weight. Then less than nothing would remain of
+// the totals.
 TEST_F(zeStatDietLearnerRemovalTest, TotalsNeverFallBelowZero) {
     m_storage.profile(1).m_weight = -12.0;
     m_storage.profile(1).m_msg_weight = -12.0;

@@ -197,8 +197,8 @@ TEST_F(zeStatDietLearnerScalingTest, DampingReducesTheWeightOfSmallCategories) {
     EXPECT_THAT(Limits({48, 16}), ElementsAre(24.0, 8.0));
 }
 
-// With a third profile without messages the mean is 64 / 4 = 16. The damping factors are 0.25 * 48
-// / 16 and 0.25 * 16 / 16.
+// With two more profiles, which have no messages, the mean is 64 / 4 = 16. The damping factors are
+// 0.25 * 48 / 16 and 0.25 * 16 / 16.
 TEST_F(zeStatDietLearnerScalingTest, DampingUsesTheMeanOfAllProfilesThatCount) {
     m_storage.m_average_Rlimit = 20.0;
     m_storage.m_weaken_small_cats_factor = 0.25;

@@ -121,7 +121,8 @@ TEST_F(zeStatDietLearnerTest, EstimateUpToTheRoomOfAllProfilesGivesOneBulk) {
     }
 }
 
-// Without rounding down after each message, three times 4.9 would be 14.7.
+// The sum of the weights is rounded down after each message, to 4, 8 and 12. So the estimate, half
+// of it, is 6. Without rounding the sum would be 14.7, and the estimate 7.
 TEST_F(zeStatDietLearnerTest, EstimateIsRoundedDownAfterEachMessage) {
     AddProfiles(2);
     for (int i = 0; i < 3; ++i) {

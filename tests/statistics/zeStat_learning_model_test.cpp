@@ -200,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(Seeds, zeStatLearningModelTest, testing::Range(1U, 5U),
 
 // Determinism, with likelihood tables.
 
-// Everything that a model contains or decides.
+// The totals, concepts, tables, histograms and scores of a model.
 struct Model_state {
     bool operator==(const Model_state& other) const = default;
 
@@ -210,7 +210,7 @@ struct Model_state {
     std::vector<double> scores;
 };
 
-// Events before and while the model is made that change the order of its tables.
+// Events before and while the model is made that could change the order of its tables.
 struct Table_history {
     Feeding feeding;
     std::size_t buckets;  // requested for the tables before each batch

@@ -23,7 +23,7 @@ constexpr double kLimit = 20.0;       // of a category of average size
 
 class Soak {
 public:
-    // Half of a message's words are new. The others are from the ten words of its category.
+    // Half of a message's words are new. The others are from the twelve words of its category.
     void Learn() {
         std::vector<Slow_message> messages(kBulk);
         for (Slow_message& msg : messages) {

@@ -21,7 +21,8 @@ constexpr std::size_t kCategories = 4;
 constexpr std::size_t kBulk = 20;
 constexpr int kMostMessages = 30;
 
-// Each message has four of its category's ten words, and three of 200 words that all share.
+// Each message has four words that are drawn from its category's ten words, and three that are
+// drawn from 200 words that all categories share. A word may be drawn more than once.
 std::vector<Slow_message> sorted_file(std::size_t msgs_per_category, unsigned int seed) {
     std::mt19937 random(seed);
     std::vector<Slow_message> messages;
@@ -114,10 +115,10 @@ protected:
     zeStat_matcher m_matcher{nullptr, nullptr, m_storage, false};
 };
 
-// A message has four of the ten words of its category, and words of no other category; a profile
-// keeps 15 words. A message has three of the 200 shared words, so a shared word is rare in every
-// category, and its weight is small beside four words that are always right. One mistake in twenty
-// is far more than we expect.
+// A message has four words drawn from the ten words of its category, and words of no other
+// category; a profile keeps 15 words. A message has three words drawn from the 200 shared words, so
+// a shared word is rare in every category, and its weight is small beside four words that are
+// always right. One mistake in twenty is far more than we expect.
 constexpr double kLeastAccuracy = 0.95;
 
 TEST_P(zeStatLearningTest, CategoriesLearnedInOneBatchAreDistinguished) {
@@ -127,7 +128,7 @@ TEST_P(zeStatLearningTest, CategoriesLearnedInOneBatchAreDistinguished) {
 }
 
 // No average is above the 100 messages of a category. So a limit is at least 400 times the square
-// root of a hundredth of the size, which is above every size up to 1600. So no category is reduced,
+// root of a hundredth of the size, which is above every size below 1600. So no category is reduced,
 // and nothing is forgotten.
 TEST_P(zeStatLearningTest, CategoriesLearnedSlowlyInBulksAreDistinguished) {
     m_storage.m_max_Rlimit = 400.0;

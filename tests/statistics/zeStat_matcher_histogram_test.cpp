@@ -291,8 +291,9 @@ TEST_F(zeStatMatcherHistogramTest, FillerLeavesSumsOfAProfileWithoutMessagesInIt
     EXPECT_THAT(Bins(0), ElementsAre(Pair(27, Pair(0.0, 20.0))));
 }
 
-// 40 categories. The concept w0 counts for all of them, w1 for every second one, and so on, so that
-// rows are full, half full and nearly empty. The scores of single profiles give the expected bins.
+// 40 categories. The concept w0 counts for all of them, w1 for every second one, and so on up to w4
+// for every fifth one, so that rows have different lengths. The scores of single profiles give the
+// expected bins.
 TEST(zeStatMatcherManyHistogramsTest, FillerFindsTheBinsOfTheScoresOfSingleProfiles) {
     constexpr int kProfiles = 40;
     std::deque<zeNode> nodes;

@@ -1,5 +1,5 @@
-// Compares matching with a slow and simple implementation, bit for bit. The random models use every
-// setting, and also values that training never gives.
+// Compares matching with a slow and simple implementation, bit for bit. The random models vary the
+// settings of matching, and also have values that training never gives.
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include <algorithm>
@@ -64,7 +64,7 @@ public:
 
     bool one_of(std::size_t count) { return below(count) == 0; }
 
-    // A number from -2 to 2, and sometimes one of `odd`.
+    // A random number from -2 to 2, or in one of four cases an element of `odd`.
     double number(const std::vector<double>& odd) {
         const double plain = std::uniform_real_distribution<double>(-2.0, 2.0)(m_random);
         return one_of(4) ? odd[below(odd.size())] : plain;

@@ -22,7 +22,7 @@ using stored_matcher::kStorage;
 using stored_matcher::kTable;
 using stored_matcher::whole_matcher;
 
-// The matcher's record in a package of its own.
+// The bytes of the matcher's record.
 std::string record_of_matcher(Stored_matcher& model) {
     return to_hex(dumped(*model.matcher));
 }

@@ -20,8 +20,8 @@ namespace {
 
 using Messages = std::vector<Slow_message>;
 
-// The results of a matcher for one message: a score for each category, then each score without each
-// concept.
+// The results of a matcher for one message: a score for each category, and then for each category
+// its explanation: the score, and the score without each concept.
 std::vector<double> answers_of(zeStat_matcher& matcher, zeMsg& msg) {
     std::vector<double> answers;
     if (msg.active_bag().IsNull()) {
@@ -130,7 +130,7 @@ private:
 
 // Settings of all kinds, with bounds that learning reaches.
 zeDefaults settings_of(unsigned int seed) {
-    constexpr unsigned int kStep = 7919;  // no common divisor with the number of combinations
+    constexpr unsigned int kStep = 7919;  // a prime that does not divide the number of combinations
     zeDefaults settings =
         likelihood_comparison::combination(seed * kStep % likelihood_comparison::kCombinations);
     settings.use_likelihood_in_train = seed % 5 != 0;
@@ -142,7 +142,7 @@ zeDefaults settings_of(unsigned int seed) {
     return settings;
 }
 
-// 36 messages, different in each batch.
+// 36 messages and 7 copies with weights that are not finite. They are different in each batch.
 Messages batch(unsigned int seed, unsigned int number) {
     return likelihood_comparison::messages_of(10 * seed + number);
 }

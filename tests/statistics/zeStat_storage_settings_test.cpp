@@ -110,8 +110,8 @@ TEST_F(zeStatStorageTest, EachFlagAppliesOnlyItsSetting) {
     }
 }
 
-// The flags and the fields have the same order, so each flag belongs to the field that is at the
-// same place in its own record.
+// The flags of zeSetDefaults and the fields of zeDefaults that they belong to are in the same
+// order, which is that of the table.
 TEST_F(zeStatStorageTest, FlagsAndFieldsAreInTheOrderOfTheTable) {
     const std::vector<const Setting*> rows = rows_of_models();
     const zeDefaults other = other_settings();

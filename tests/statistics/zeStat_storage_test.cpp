@@ -77,7 +77,8 @@ TEST_F(zeStatStorageTest, EachProfileIsFoundByItsNode) {
     EXPECT_EQ(m_storage.profile(2).m_node, &m_c);
 }
 
-// A model of 20 categories with 10,000 features each has millions of these entries.
+// A model has an entry of the first kind for each concept of each profile, and one of the second
+// kind for each concept. So a larger entry would make large models much larger.
 TEST(zeStatStorageSizesTest, EntriesOfTheTablesAreSmall) {
     EXPECT_EQ(sizeof(zeStat_storage::Ps::value_type), 24U);
     EXPECT_EQ(sizeof(zeStat_storage::Concept_infos::value_type), 32U);

@@ -28,9 +28,9 @@ class zeStatTrainerCountingTest : public testing::Test {
 protected:
     // Three messages of two categories; the third belongs to both. Shares of the messages:
     //
-    //     first   weight 2   x 1/4 = 0.5   y 3/4 = 1.5
-    //     second  weight 1                 y 2/4 = 0.5   z 2/4 = 0.5
-    //     third   weight 4   x 2/8 = 1.0   y 2/8 = 1.0   z 4/8 = 2.0
+    //     first   weight 2   x: 2 * 1/4 = 0.5   y: 2 * 3/4 = 1.5
+    //     second  weight 1                      y: 1 * 2/4 = 0.5   z: 1 * 2/4 = 0.5
+    //     third   weight 4   x: 4 * 2/8 = 1.0   y: 4 * 2/8 = 1.0   z: 4 * 4/8 = 2.0
     void AddThree() {
         m_corpus.add(MessageBuilder().bag({{"x", 1.0}, {"y", 3.0}}).weight(2.0), {&m_a});
         m_corpus.add(MessageBuilder().bag({{"y", 2.0}, {"z", 2.0}}), {&m_b});

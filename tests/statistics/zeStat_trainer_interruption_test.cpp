@@ -25,7 +25,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// Everything that training decides about a profile.
+// The additive term, the counts, the table and the histogram that training gives a profile.
 struct Learned {
     bool operator==(const Learned& other) const = default;
 
@@ -220,8 +220,8 @@ TEST_F(zeStatTrainerInterruptionTest, InterruptedModelMayLackMessagesOfASlice) {
     EXPECT_EQ(counts, expected);
 }
 
-// Bootstrap polls once for each message in each of its three passes. Its matcher polls once for
-// each of the two categories.
+// Bootstrap polls once for each of the six messages in each of its three passes. These are 18
+// polls. Then the matcher polls once for each of the two categories.
 constexpr int kBootstrapPolls = 18;
 
 TEST_F(zeStatTrainerInterruptionTest, BootstrapPollsForEachMessageOfEachSlot) {

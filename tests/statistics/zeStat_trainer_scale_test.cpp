@@ -39,8 +39,9 @@ protected:
     float Value(std::size_t rank) { return m_storage.profile(0).m_weights.at(rank).m_value; }
 };
 
-// With L = log 2: A = 3 L / 2 and B = - L / 2, so M = L / -2 L, and the values are 6 L / 2 L and
-// -2 L / 2 L.
+// A is the sum of weight times rate inside, and B the sum of weight times rate outside. With L =
+// log 2, A = 3 L / 2 and B = -L / 2. So M = (A + B) / (B - A) = L / -2 L, and the values 2 * weight
+// / (A - B) are 6 L / 2 L and -2 L / 2 L.
 TEST_F(zeStatTrainerScaleTest, WeightsAreScaledSoThatInsideIsOneAndOutsideMinusOne) {
     ASSERT_THAT(Select(), ElementsAre("x", "y"));
 

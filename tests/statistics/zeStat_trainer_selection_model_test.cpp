@@ -173,7 +173,7 @@ public:
         }
     }
 
-    // Changes some entries, as removing some of the messages does.
+    // Deletes about a fifth of the concepts, and enters most of these again with other values.
     void Change() {
         for (int i = 0; i < kConcepts; ++i) {
             if (Chance(0.2)) {
@@ -237,7 +237,7 @@ private:
         storage->m_total_weight = Damaged(250.0);
         storage->m_total_msg_weight = Damaged(280.0);
         for (const auto& profile : storage->m_profiles) {
-            // Some profiles have equal weights, and one has all messages.
+            // Some profiles have equal weights, and a profile may have all messages.
             profile->m_weight = Damaged(OneOf({20.0, 20.0, 35.0}));
             profile->m_msg_weight = Damaged(OneOf({20.0, 20.0, 30.0, 280.0}));
             if (Chance(0.2)) {
@@ -259,7 +259,7 @@ private:
         }
     }
 
-    // There are few different values, so that scores are equal.
+    // Most values are from a short list, so that scores are often equal.
     double Weight() {
         return Damaged(Chance(0.7) ? OneOf({0.0625, 0.1, 0.125, 0.5, 1.0})
                                    : std::uniform_real_distribution<double>(0.0, 2.0)(m_random));

@@ -92,8 +92,10 @@ TEST_F(zeStatTrainerSelectionTest, ConceptsOfFewMessagesAreSuppressed) {
     }
 }
 
-// With the fixture's totals q = 1/64, E = 8 and F = 16 / (64 * 8) = 1/32. For a concept p_all =
-// info / 16, p_in = P / 8, p_out = 2 p_all - p_in.
+// q is the rate of a concept seen once, E the weight of the messages outside, and F the rate
+// outside of a concept seen once, outside. With the fixture's totals q = 1 / T = 1/64, E = D - Mp =
+// 8 and F = D / (T * E) = 1/32. For a concept p_all = info / 16, p_in = P / 8, p_out = 2 p_all -
+// p_in.
 TEST_F(zeStatTrainerSelectionTest, ConceptIsJudgedByItsRates) {
     constexpr std::optional<double> kNone;
     const Totals usual = {64.0, 16.0, 16.0, 8.0, 8.0};
@@ -220,8 +222,9 @@ TEST_F(zeStatTrainerSelectionTest, ConceptOfNoMessageScoresZero) {
     EXPECT_FALSE(m_trainer.add2feature_selector(selected, judged, 10));
 }
 
-// A = 16 * 10 / 64 = 2.5 and G = 2.5 / (3.5 * 17) = (5/7) / 17. With p_in = 3/8 and p_out = 1/8 the
-// rates become (6 + 5/7) / 17 and (2 + 5/7) / 17, so their ratio is 47 / 19.
+// The positive method multiplies each rate by W / (1 + W) = 16/17 and adds G = A / ((1 + A) (1 +
+// W)), where A = 10 W / T = 2.5. So G = 2.5 / (3.5 * 17) = (5/7) / 17. With p_in = 3/8 and p_out =
+// 1/8 the rates become (6 + 5/7) / 17 and (2 + 5/7) / 17, so their ratio is 47 / 19.
 TEST_F(zeStatTrainerSelectionTest, PositiveMethodComparesSmoothedRates) {
     const Positive_method positive;
     AddInfo("x", 4.0);

@@ -327,8 +327,8 @@ struct Model {
         offset = end;
     }
 
-    // True if each run starts within the content. The first run starts at `offset`, each other at
-    // its segment.
+    // True if each run starts within the content. The first run starts at `offset`, each other run
+    // at the start of its segment.
     bool CanRead(std::size_t byte_count) const {
         if (byte_count == 0) {
             return true;

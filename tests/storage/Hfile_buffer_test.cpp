@@ -16,8 +16,8 @@
 
 namespace {
 
-// Sizes below, at and above those of the two buffers, and of the largest transfer of a 32-bit
-// device.
+// Sizes below, at and above the sizes of the two buffers, and sizes below and above the largest
+// transfer of a 32-bit device, which is 100,000 bytes.
 constexpr std::array<std::size_t, 14> kSizes = {0,    1,     4,     27,    600,   1023,  1024,
                                                 1025, 16383, 16384, 16385, 40000, 99999, 100001};
 

@@ -115,7 +115,7 @@ protected:
         return false;
     }
 
-    // Reads a record of `value` at `start`, cut after each of its bytes.
+    // Reads a record of `value` at `start`, cut before each of its bytes.
     template <class Value>
     void ExpectTruncationIsSafe(const Value& value, unsigned int start) {
         stream_over<Device>(m_buffer, 'w') << value;
@@ -126,8 +126,8 @@ protected:
         }
     }
 
-    // A record cut to `kept` bytes must raise, or give the same value as with zeros after the cut.
-    // A record without any byte must raise.
+    // `kept`: the beginning of a record. Reading it must raise, or give the same value as with
+    // zeros after it. If `kept` is empty, reading must raise.
     template <class Value>
     void ExpectSafeCut(const std::string& kept, unsigned int start) {
         const std::string content = std::string(start, 'x') + kept;

@@ -61,7 +61,8 @@ class HreclaimDamageTest : public testing::Test {
 protected:
     static constexpr unsigned int kOffsetSize = sizeof(typename Device::Offset);
 
-    // Opens the file and, if this succeeds, does everything with it that is possible.
+    // Opens the file and, if this succeeds, reads all its items, repairs it, and adds, renames and
+    // deletes items.
     void use(const std::string& image) {
         m_disk.files[kName] = image;
         Hreclaim<Device> file;
@@ -116,8 +117,8 @@ TYPED_TEST(HreclaimDamageTest, EachFlippedBitIsSafe) {
         this->use_within_limits(damaged);
     }
 
-    // The file must open at least for every bit of the flags, the state, the version, the number,
-    // the padding and the blobs.
+    // The file must open at least for every bit of the owner's id, flags and version, of the state,
+    // of the padding and of the blobs.
     EXPECT_GT(this->m_opened, 8U * (8 + 100));
 }
 

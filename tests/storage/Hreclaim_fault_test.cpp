@@ -21,8 +21,9 @@
 
 namespace {
 
-// Checks that each error of a device and each result for the file occurred. With pread() and
-// pwrite() a seek inside a file is no call of the system, so it cannot fail.
+// Checks that the errors of a device and the results "stale", "sound" and "lost" for the file
+// occurred. With pread() and pwrite() a seek inside a file needs no call of the system, so the
+// error of such a seek must not occur.
 void expect_variety(const Fault_tally& tally, bool has_places) {
     for (const char* raised : {"device 0 Cannot open file: ", "device 1 Close error in file ",
                                "device 2 SeekEnd error in file ", "device 3 Read error in file ",

@@ -29,7 +29,8 @@ protected:
 
     void open() { this->file.Open(this->disk.path(), false, false); }
 
-    // The position in the index block of the offset of the item "a", and of the list of slot 4.
+    // The positions in the file at which the index has the offset of the item "a" and the number of
+    // holes of slot 4.
     static std::size_t place_of_item() { return Record_file_test<F>::first + 13; }
 
     static std::size_t hole_count() { return place_of_item() + Record_file_test<F>::width + 16; }
@@ -108,7 +109,7 @@ TYPED_TEST(HreclaimOpenTest, WrongIndexOffsetIsReported) {
     for (const Row& row : {Row{"none", 0}, Row{"wrong tag", 24}, Row{"inside the header", 4},
                            Row{"behind the end", 5000}, Row{"before the start", 0xffffffff}}) {
         SCOPED_TRACE(row.what);
-        // The owner's number at 4 has the value of the index tag, but must not be accepted as one.
+        // The owner's id at 4 has the value of the index tag, but must not be accepted as one.
         this->disk.patch(4, from_hex("4a5b6c82"));
         const bool is_negative = row.offset == 0xffffffff && TestFixture::is_wide;
         this->disk.patch(12,

@@ -63,9 +63,10 @@ Side side_of(const Record_file_model& model) {
 }
 
 // Computes how many images are torn if an item is written over an old one byte by byte. A torn
-// image has neither the old nor the new item. The blobs end with different bytes, so the new item
-// is complete only with its last byte. It is torn from the first length byte that differs, or, with
-// equal lengths, from the first byte of the blob that differs.
+// image has neither the old nor the new item. The last byte of the new blob differs from the byte
+// that it overwrites, so the new item is complete only with its last byte. It is torn from the
+// first length byte that differs, or, with equal lengths, from the first byte of the blob that
+// differs.
 std::size_t torn_images(const std::string& old_data, const std::string& data) {
     std::size_t differing = 0;  // bytes of the length, from the first one that differs
     for (std::size_t i = 0; i < 4; ++i) {
@@ -213,15 +214,16 @@ private:
             case Kind::kRepair:
             case Kind::kGet:
             case Kind::kSetState:
-                // Nothing is written, since there is no item that the index does not have.
+                // A get writes nothing. A repair writes nothing either, since the index in memory
+                // has every item. The script sets no state.
                 EXPECT_EQ(tally.images, 0U);
                 break;
         }
         add(tally, m_tallies.expected);
     }
 
-    // The eight bytes are number, flags, state and version. An image is mixed only if it differs
-    // from both the old and the new bytes.
+    // The eight bytes are id, flags, state and version. An image is mixed only if it differs from
+    // both the old and the new bytes.
     void expect_words(bool was_clean, const Owner_words& before, Crash_tally& tally) const {
         if (!was_clean) {
             tally.stale = 8;

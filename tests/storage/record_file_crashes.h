@@ -12,10 +12,10 @@ struct Crash_tally {
     std::size_t before = 0;
     std::size_t after = 0;
     // Cases that the state does not cover: the first change after the index was written, which
-    // marks the file as stale only at its end, and writes of the owner's words.
+    // marks the file as stale only at its end, and writes of the owner's fields of the header.
     std::size_t lost = 0;         // the key of the change points to a hole
     std::size_t torn = 0;         // the item of the change is half written over the previous one
-    std::size_t mixed_words = 0;  // some of the owner's words are new, others old
+    std::size_t mixed_words = 0;  // some of the owner's fields are new, others old
 
     bool operator==(const Crash_tally&) const = default;
 };

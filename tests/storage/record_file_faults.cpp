@@ -30,7 +30,7 @@ struct Stage {
     Content content;  // after the step
     std::string image;
     bool is_stale = false;
-    bool was_in_place = false;  // whether the step overwrites the item of its key
+    bool was_in_place = false;  // whether the step writes the item over its old one
 };
 
 // The errors that a fault in a call of each kind may cause, without the file's name. A read or

@@ -15,11 +15,12 @@ struct Fault_tally {
     std::map<std::string, std::size_t> reopened;  // by result, for example "stale" or "sound"
 };
 
-// Runs a script of `step_count` steps on a record file of this device, once for each fault and each
-// call of the disk to which the fault can happen. To save time it tries only the calls whose index
-// modulo `parts` is `part`, and all that open or close. A run fails if its error is not an expected
-// one, or if the file can be opened later but has neither the old nor the new content.
-// `has_places`: whether the disk's files support pread() and pwrite().
+// Runs a script of `step_count` steps on a record file of this device, twice for each fault and
+// each call of the disk to which the fault can happen: only this call fails, or this and all later
+// ones. To save time it tries only the calls whose index modulo `parts` is `part`, and all that
+// open or close. A run fails if its error is not an expected one, or if the file can be opened
+// later but has neither the old nor the new content. `has_places`: whether the disk's files support
+// pread() and pwrite().
 template <class Device>
 Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t parts,
                            bool has_places);

@@ -130,7 +130,8 @@ void Record_file_model::repair() {
     }
 }
 
-// Returns the distance to the next block.
+// Marks the item at `position` as a hole if it is not in the index. Returns the distance to the
+// position that is examined next.
 std::uint64_t Record_file_model::repair_at(std::uint64_t position) {
     const std::uint64_t end = image.size();
     const std::uint64_t tag = unpack(position);

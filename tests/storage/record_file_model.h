@@ -27,7 +27,7 @@ public:
     void set_file_id(unsigned int id, unsigned short version, unsigned char flags);
     void set_state(unsigned char new_state);
     void write_index();
-    // Marks the items that are not in the index.
+    // Marks the items that are not in the index as holes.
     void repair();
 
     bool is_stale() const { return (state & 1U) != 0; }

@@ -51,8 +51,8 @@ struct Script_shape {
     // with `has_owner_states` also the state.
     unsigned int owner_percent = 2;
     bool has_owner_states = false;  // whether the owner changes the state too
-    // If an item overwrites the old one of its key, this makes the last bytes of the two blobs
-    // differ. Then a torn write never looks complete.
+    // If an item overwrites the old one of its key, this makes the last byte of the new blob differ
+    // from the byte that it overwrites. Then a torn write never looks complete.
     bool differs_in_place = false;
 };
 

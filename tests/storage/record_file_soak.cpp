@@ -111,7 +111,7 @@ private:
         m_size_before = m_model.image.size();
     }
 
-    // Compares only what can be compared quickly: the eight bytes of the owner's words and the
+    // Compares only what can be compared quickly: the eight bytes of the owner's fields and the
     // state, the size of the file, and the number of keys.
     void expect_same_state() {
         const std::string header = m_onlooker->bytes(4, 8);

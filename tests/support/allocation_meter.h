@@ -1,5 +1,5 @@
-// Allocation_meter: how many bytes a piece of code asks of `new`. held_bytes: how many the program
-// has now.
+// Allocation_meter: counts the bytes that a piece of code requests from `new`. held_bytes: the
+// bytes that the program has now.
 #ifndef ZANDREL_TESTS_SUPPORT_ALLOCATION_METER_H_
 #define ZANDREL_TESTS_SUPPORT_ALLOCATION_METER_H_
 

@@ -1,7 +1,8 @@
 // Failing_new: lets one allocation of the test program fail.
 //
-// In a program that links failing_new.cpp, every `new` comes here, also in the library and in
-// GoogleTest. The memory comes from std::malloc, so the sanitizers still see each block.
+// In a program that links failing_new.cpp, every `new` except the forms with an alignment comes
+// here, also in the library and in GoogleTest. The memory comes from std::malloc, so the sanitizers
+// still see each block.
 #ifndef ZANDREL_TESTS_SUPPORT_FAILING_NEW_H_
 #define ZANDREL_TESTS_SUPPORT_FAILING_NEW_H_
 

@@ -15,7 +15,7 @@
 #include "zandrel/knowledge/zeBase.h"
 #include "zandrel/knowledge/zeNode.h"
 
-// If it has a manager, the manager's registry owns it, like every classifier.
+// If the classifier has a manager, the manager's registry owns it, as it owns every classifier.
 class FakeClassifier : public zeClassifier {
 public:
     // The arguments of one call of `classify`.
@@ -71,7 +71,7 @@ public:
         }
     }
 
-    // An edit adds to `answers` and takes from them.
+    // An edit of the tree adds entries to `answers` and removes entries.
     bool has_rules() const override { return m_type == ZE_RULE; }
 
     std::size_t category_count() const override { return answers.size(); }

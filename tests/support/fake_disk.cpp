@@ -141,7 +141,7 @@ std::FILE* open_file(const std::string& name, const char* mode) {
 }
 
 // Without a buffer the C library reads a real file in one call, but a stream with callbacks byte by
-// byte. This reads in one call, as for a real file.
+// byte. So __wrap_fread calls this function, which reads in one call.
 std::size_t read_at_once(Open_file& file, char* bytes, std::size_t byte_count) {
     std::size_t done = 0;
     while (done < byte_count) {

@@ -52,7 +52,7 @@ inline bool is_taken(std::size_t position, unsigned int index, unsigned int coun
 #endif
 }
 
-// Calls `check` with the file for each single bit, with that bit changed.
+// Calls `check` with a copy of the file for each single bit (see is_taken), with this bit changed.
 template <class Check>
 void for_each_changed_bit(const std::string& file, Check&& check) {
     for (std::size_t position = 0; position < file.size(); ++position) {
@@ -83,7 +83,8 @@ inline bool loads(zeManager& manager, const std::string& file) {
     return is_loaded;
 }
 
-// Runs an operation on a container, which may raise one of the allowed errors.
+// Runs an operation on a container. The operation may raise one of the allowed errors; then this
+// returns false.
 template <class Operation>
 bool succeeds(Operation&& operation) {
     try {
@@ -133,7 +134,7 @@ inline void edit_something(zeManager& manager) {
     succeeds([&] { tree.DelLogicalNode(2, true); });
 }
 
-// True if the tests have the memory for learning. A damaged setting may ask for very fine
+// True if the tests can afford the memory for learning. A damaged setting may ask for very fine
 // histograms, and the library cannot know that they are not wanted.
 inline bool has_small_histograms(const zeManager& manager) {
     constexpr int kMost = 64;
@@ -144,7 +145,7 @@ inline bool has_small_histograms(const zeManager& manager) {
            });
 }
 
-// Uses a container in every way, one after the other.
+// Classifies, explains, saves, learns, edits and trains with a container, one after the other.
 inline void use(zeManager& manager) {
     News_desk desk(manager);
     succeeds([&] { desk.Classify({{"goal", 1.0}, {"bank", 0.5}}, {"home"}); });

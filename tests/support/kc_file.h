@@ -53,7 +53,7 @@ inline std::string saved(zeManager& manager, KcIoMode mode = {}) {
     return bytes_in(buffer);
 }
 
-// Returns the bytes of the file of the subtree below a logical node.
+// Returns the bytes of the file of the subtree whose root is a logical node.
 inline std::string saved_below(zeManager& manager, unsigned int id) {
     KcIoMode mode;
     mode.root = &manager.m_logical_tree->GetNode(id);

@@ -133,7 +133,7 @@ public:
         return ranking.empty() ? "none" : ranking.front().first;
     }
 
-    // The part of each concept in a message's score for a category.
+    // The amount that the score of a category loses without each concept of the message.
     Named_scores Explain(Weighted_list bag, std::string_view category) {
         std::vector<zeStat_matcher::Concept_score> scores;
         m_manager.GetWorkflow()->classify_concepts(

@@ -4,7 +4,7 @@
 
 #include "zandrel/statistics/Setting.h"
 
-// For a flag the other of 0 and 1, for a number the next integer.
+// For a flag the other of 0 and 1, for a number the value plus 1.
 inline double other_value(const zandrel::Setting& row, double value) {
     if (row.kind == zandrel::Setting_kind::flag) {
         return value == 0.0 ? 1.0 : 0.0;

@@ -1,5 +1,5 @@
-// Progress_log: a progress object that writes down each call. Watching_progress: one that lets a
-// test look at the container at each call.
+// Progress_log: a progress object that records its calls, except polls. Watching_progress: a
+// progress object that lets a test look at the container at each poll or at each step.
 #ifndef ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_
 #define ZANDREL_TESTS_SUPPORT_PROGRESS_LOG_H_
 
@@ -10,7 +10,7 @@
 
 #include "tests/support/small_model.h"
 
-// Can also interrupt at one poll. Polls are counted, but not written down.
+// Can also interrupt at one poll. Polls are counted, but not recorded.
 class Progress_log : public Interrupt_at {
 public:
     explicit Progress_log(int poll = 0) : Interrupt_at(poll) {}

@@ -36,7 +36,7 @@ inline std::optional<std::string> reload_damaged(Reload reload, SegBuf& record,
     return loaded;
 }
 
-// Cuts the record at `start` after each of its bytes. The rest of the last segment is zero. So a
+// Cuts the record at `start` before each of its bytes. The rest of the last segment is zero. So a
 // cut record either loads like the same bytes followed by zeros, or raises. It must raise if the
 // cut is at the end of a segment, since then no zeros follow.
 inline void expect_cuts_are_safe_at(unsigned int start, const std::string& bytes, Reload reload) {
@@ -58,8 +58,8 @@ inline void expect_cuts_are_safe_at(unsigned int start, const std::string& bytes
     }
 }
 
-// Does this with the record at several places: in one segment, across two segments, and with the
-// record's end at the end of a segment.
+// Calls expect_cuts_are_safe_at with the record at several places: in one segment, across two
+// segments, and with the record's end at the end of a segment.
 inline void expect_cuts_are_safe(const std::string& bytes, Reload reload) {
     const auto size = static_cast<unsigned int>(bytes.size());
     for (const unsigned int left : {SegBuf::kSegmentSize, size, size / 2, 3U}) {
@@ -67,7 +67,7 @@ inline void expect_cuts_are_safe(const std::string& bytes, Reload reload) {
     }
 }
 
-// Cuts a record after each of its bytes, so that the cut is also the end of the stored segment.
+// Cuts a record before each of its bytes, so that the cut is also the end of the stored segment.
 // Such a record never loads.
 inline void expect_prefixes_raise(const std::string& bytes, Reload reload) {
     for (std::size_t kept = 0; kept < bytes.size(); ++kept) {

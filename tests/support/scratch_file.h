@@ -17,8 +17,8 @@
 
 #include "zandrel/foundation/qtString.h"
 
-// The file is in the temporary directory under the test's name, so tests can run in parallel. The
-// object itself does not create the file.
+// The file is in the temporary directory under the test's name, so tests can run in parallel. An
+// object without content does not create the file.
 class Scratch_file {
 public:
     Scratch_file() { remove(); }

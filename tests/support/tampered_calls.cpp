@@ -1,5 +1,6 @@
 // A preloaded library that changes one system call. The environment variable TAMPER names it:
-// - fsync, flock: the first call waits until somebody has opened and closed the FIFO named by
+// - fsync, flock: the first call waits until another process has opened and closed the FIFO named
+// by
 //   TAMPER_FIFO
 // - fchmod: the same, and then the call fails
 // - open: no folder can be opened

@@ -25,7 +25,7 @@
 // All nodes are scored unless a test calls `NoScore`, and have the threshold 0.
 class TreeBuilder {
 public:
-    // Makes the root, with a classifier.
+    // Makes the root, a statistical node.
     zeNode* Root(std::string_view name) {
         zeNode* const node = MakeInner(name);
         m_manager.m_root = node;
@@ -39,12 +39,12 @@ public:
         return node;
     }
 
-    // Adds a rule node below another.
+    // Adds a rule node. The parent's classifier answers it with the factor 1.
     zeNode* Rule(zeNode* parent, std::string_view name) {
         return Attach(parent, MakeInner(name, ZE_RULE), 1.0);
     }
 
-    // Adds an inner node. The parent's classifier answers it with this factor.
+    // Adds a statistical node. The parent's classifier answers it with this factor.
     zeNode* Inner(zeNode* parent, std::string_view name, double factor) {
         return Attach(parent, MakeInner(name), factor);
     }

@@ -14,7 +14,7 @@ struct zeNode;
 
 namespace zandrel::detail {
 
-// A node and the product of the scores on the way to it.
+// A node and the product of the factors on the way to it.
 struct Node_score {
     zeNode* node;
     double score;
@@ -27,9 +27,9 @@ struct Node_score {
 // Returns all answers of a classifier.
 using Get_answers = std::function<std::vector<zeResult>()>;
 
-// The answers of one classifier for one message, handed out best first. Nothing is sorted: a
-// caller seldom wants more than the first few of many. Frontier.cpp explains how duplicates are
-// dropped.
+// The answers of one classifier for one message, taken best first. Only answers of equal rank are
+// sorted: a caller seldom wants more than the first few of many. Frontier.cpp explains how
+// duplicates are dropped.
 class Ranked_answers {
 public:
     // The answers of the classifier at `from`. The walk does not follow an answer if its product
@@ -109,8 +109,8 @@ private:
 
     std::vector<Entry> m_heap;
     std::vector<Ranked_answers> m_sources;
-    std::size_t m_waiting =
-        kNoSource;  // of the entry popped last; its next answer is not in `m_heap` yet
+    // The source of the entry that was popped last. Its next answer is not in `m_heap` yet.
+    std::size_t m_waiting = kNoSource;
 };
 
 }  // namespace zandrel::detail

@@ -27,7 +27,8 @@ bool Identity_set::insert(const void* identity) {
 }
 
 bool Identity_set::insert_in_table(const void* identity) {
-    // The lowest bits of an address are 0. The high half of the product depends on all bits.
+    // The lowest bits of an address are 0. Bit 32 of the product, and each higher one, depends on
+    // all lower bits of the address.
     const std::uint64_t mixed = reinterpret_cast<std::uintptr_t>(identity) * 0x9e3779b97f4a7c15U;
     const std::size_t mask = m_slots.size() - 1;
     for (std::size_t slot = (mixed >> 32U) & mask;; slot = (slot + 1) & mask) {

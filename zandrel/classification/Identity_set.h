@@ -9,9 +9,9 @@
 
 namespace zandrel::detail {
 
-// A set of addresses that only grows. It is made for each message, and mostly has one or two: the
-// first eight are in a short list that needs no memory of its own. Further ones are put into a
-// table with open addressing, at most half full.
+// A set of addresses that only grows. It is made for each message, and mostly has one or two
+// addresses. The first eight are in a short list, for which no memory is allocated. Further ones
+// are put into a table with open addressing, at most half full.
 //
 // Errors: std::bad_alloc; the set is then to be thrown away.
 class Identity_set {
@@ -27,7 +27,7 @@ private:
 
     std::size_t m_size = 0;
     std::array<const void*, kFew> m_few = {};
-    std::vector<const void*> m_slots;  // a power of two; null where free
+    std::vector<const void*> m_slots;  // their number is a power of two; null: free
 };
 
 }  // namespace zandrel::detail

@@ -1,7 +1,7 @@
 // The evaluation of a rule's tree, node by node, from left to right except for a division. The
-// engine evaluates the flat code of the rule (Rule_code.cpp). That calls the functions here for
-// leaves that are neither constants, numbers of keys nor the score, and for a whole rule that saves
-// too many values.
+// engine evaluates the flat code of the rule (Rule_code.cpp). The flat code calls the functions
+// here for a rule that saves too many values, and for leaves that are neither a constant, the
+// score, nor the number of a key with a slot.
 #include "zandrel/classification/MatchExp.h"
 
 #include <algorithm>

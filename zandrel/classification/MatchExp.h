@@ -34,8 +34,9 @@ struct DocInfo {
 // (RuleParser::kDeepestTree), so evaluation, copying and destruction may recurse.
 //
 // Evaluation cannot fail for any value: a missing pair or a missing bag reads as a plain value, and
-// a division by zero gives a large number. Evaluation changes and allocates nothing, except that
-// the first look-up of a language string may fill a cache of the message.
+// a division by zero is a division by 1e-9. Evaluation changes nothing but caches of the message
+// (see zeMsg). It allocates nothing, except that the first look-up of a language string may
+// allocate its canonical form.
 //
 // Errors: a tree that the parser does not build breaks an invariant; see each class for the text.
 // Threads: one at a time in the whole process, copying and destroying included: concepts and shared
@@ -109,7 +110,8 @@ public:
     ArgUnion eval(DocInfo& info) const override;
 
     const ArgUnion value;
-    // Keeps a string alive; null otherwise. A Concept would not do: it has no qtString to point at.
+    // Keeps the string of `value` alive; null for a number or a boolean. It cannot be a Concept,
+    // since a Concept contains no qtString to which `value.text` could point.
     const qtPtrLight<const qtString> holder;
 
 private:
@@ -119,7 +121,8 @@ private:
 
 // An operation on one to three operands.
 //
-// Errors: breaks "is_node_operation(type)" when evaluated with any other type.
+// Errors: evaluation breaks the invariant "is_node_operation(type)" if `type` is kNone or one of
+// the kKey operations.
 class ZANDREL_EXPORT MatchExpNode final : public MatchExp {
 public:
     // OWNS: the operands, which are given without a gap; the first is not null.
@@ -147,7 +150,8 @@ private:
 // A missing pair reads as false, 0.0 or the empty string. Only the test of existence distinguishes
 // it from a present pair with the value "0" or "".
 //
-// Errors: breaks "is_key_operation(type)" when evaluated with any other type than its three.
+// Errors: evaluation breaks the invariant "is_key_operation(type)" if `type` is not one of the
+// three kKey operations.
 class ZANDREL_EXPORT CheckNVP final : public MatchExp {
 public:
     // The parser gives each different $key(n) of a rule a slot: in `$a(n) + $b(n) * $a(n)`, "a" has
@@ -169,7 +173,7 @@ public:
     const int slot;  // the same for each place of the key in a rule; or kNoSlot
 };
 
-// A concept: true if it is in the message's current bag.
+// A concept: true if the concept or its second form is in the message's active bag.
 class ZANDREL_EXPORT zeConceptInDoc final : public MatchExp {
 public:
     explicit zeConceptInDoc(const Concept& sought, const Concept& second_form = Concept()) noexcept
@@ -177,7 +181,7 @@ public:
 
     // Appends itself.
     void CollectConcepts(std::vector<zeConceptInDoc*>& concepts) override;
-    // The copy has no second form: the language processing that gave the form gives it again.
+    // The copy has no second form: the language processing that gave the form must give it again.
     MatchExp* Clone() const override;
     // COST: one or two binary searches in the bag.
     ArgUnion eval(DocInfo& info) const override;
@@ -186,7 +190,7 @@ public:
     Concept m_processed;  // a second form that is sought too; empty for none
 };
 
-// The number of concepts in the message's current bag; 0.0 without a bag.
+// The number of concepts in the message's active bag; 0.0 without a bag.
 class ZANDREL_EXPORT zeConceptCount final : public MatchExp {
 public:
     MatchExp* Clone() const override;
@@ -200,7 +204,7 @@ public:
     ArgUnion eval(DocInfo& info) const override;
 };
 
-// True if all bags of the message are empty or missing, the current one and the others.
+// True if all bags of the message are empty or missing, the active one and the others.
 class ZANDREL_EXPORT zeEmptyBodyMessage final : public MatchExp {
 public:
     MatchExp* Clone() const override;

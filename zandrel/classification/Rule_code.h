@@ -22,7 +22,7 @@ class Rule_evaluation;
 class Rule_code {
 public:
     // REQUIRES: the value of the tree is a number.
-    // BORROWS: the tree, which must live as long as the code.
+    // BORROWS: the tree, which must outlive this.
     // COST: linear in the tree; no recursion.
     explicit Rule_code(const MatchExp& tree);
 
@@ -85,14 +85,14 @@ public:
 
     struct Instruction;
 
-    // Executes `now` and the following instructions, up to the first that does not compute a number
-    // from numbers or that is a pause. `result`: the last number computed before `now`. Returns the
-    // last number computed in this run.
+    // Executes `now` and the following instructions, up to the first whose step only returns, for
+    // example a comparison, a jump or a pause. `result`: the last number before `now`. Returns the
+    // last number, which is `result` if no instruction has computed one.
     using Step = double (*)(double result, const Instruction* now, Rule_evaluation& evaluation);
 
     struct Instruction {
         Action action;
-        std::uint32_t target = 0;  // of a jump: an index
+        std::uint32_t target = 0;  // of a jump: an index; of aside_step_of: the place
         Operand left{};
         Operand right{};
         Step step = nullptr;  // never null in finished code

@@ -14,7 +14,7 @@
 //     5  boolean to number
 //     6  end
 //
-// Operations on two constants are computed here, and are constants then.
+// Arithmetic operations on constants are computed here, and become constants.
 #include "zandrel/classification/Rule_code.h"
 
 #include <array>
@@ -316,10 +316,10 @@ private:
         m_results.push_back({});
     }
 
-    // The first operand of an operation has been saved for the second one. If that is a constant
-    // after all, as in `$a(n) * 3 + 2 * 5`, nothing needs to be saved. If it is one operation on
-    // leaves, as in `$a(n) * 3 + $b(n) * 5`, that operation writes its number to the place instead,
-    // and the first operand remains the last result.
+    // The first operand of an operation has been saved for the second one. If the second operand is
+    // a constant after all, as in `$a(n) * 3 + 2 * 5`, nothing needs to be saved. If the second
+    // operand is one operation on leaves, as in `$a(n) * 3 + $b(n) * 5`, that operation writes its
+    // number to the place instead, and the first operand remains the last result.
     void take_back_save(Operand& first, Operand& second) {
         if (second.source != Source::kResult) {
             m_code.pop_back();
@@ -338,8 +338,8 @@ private:
         }
     }
 
-    // Saves the last operand if it is the last result or a leaf, since instructions for the next
-    // operand follow. A key, a constant and the score have the same value whenever they are read.
+    // Saves the last operand, since instructions for the next operand follow. A constant, the score
+    // and a key with a slot are not saved: they have the same value whenever they are read.
     void keep(Type type) {
         Operand& operand = m_results.back();
         if (operand.source == Source::kLeaf) {

@@ -31,7 +31,7 @@ public:
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
     explicit Rule_evaluation(DocInfo& info) noexcept : m_info(info) {}
 
-    // In a rule of arithmetic only, the first run of steps ends at kEnd.
+    // In a short rule of arithmetic only, the first run of steps ends at kEnd.
     double run(const Instruction* code) {
         const double result = code->step(0.0, code, *this);
         return m_stop->action == Rule_code::Action::kEnd ? result : run_on(code, result);
@@ -80,7 +80,7 @@ private:
     }
 
     DocInfo& m_info;
-    const Instruction* m_stop;  // which has no step of its own; set by each run of steps
+    const Instruction* m_stop;  // where the last run of steps stopped
     bool m_boolean;             // the last result of its type, if there is one
     const qtString* m_text;     // likewise
     std::array<double, CheckNVP::kSlotCount> m_keys;

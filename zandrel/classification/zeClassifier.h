@@ -59,9 +59,9 @@ public:
     // Gives a known category another rule.
     // RAISES: the assertion "sw" without rules; what the class raises for the rule.
     virtual void change_category_rule(zeNode* category, const qtString& rule) = 0;
-    // Removes a category, also from the node's children. With `remove_concepts`, its counts
-    // are also removed from the statistics of all categories together.
-    // RAISES: an error of the class if it needs to know the category and does not.
+    // Removes a category, also from the node's children. With `remove_concepts`, its counts are
+    // also removed from the table of all concepts.
+    // RAISES: an error of the class, for example if it does not know the category.
     virtual void remove_category(zeNode* category, bool remove_concepts) = 0;
     // Removes what the classifier itself keeps of a category, if it knows the category. For
     // repairs: the category need not be a child.

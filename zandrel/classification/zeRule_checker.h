@@ -13,8 +13,8 @@ class Rule_code;
 }
 
 // A rule: its text, the tree that the parser makes of it, and the flat code that is made of the
-// tree and evaluated. It is a value and is never without a tree: each constructor parses, and a
-// text that does not parse leaves no object.
+// tree and evaluated. It is a value and always has a tree: a constructor parses a text or copies a
+// tree, and a text that does not parse leaves no object.
 //
 // Errors: qtX<RuleParser> 0, see zeRule_parser.h; the object is then unchanged.
 // Threads: as MatchExp.

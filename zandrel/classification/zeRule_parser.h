@@ -42,7 +42,7 @@ public:
     // Bits of ExprToken::flags.
     enum Flag : int {
         kWord = 1,          // a concept in double quotes
-        kNumber = 2,        //
+        kNumber = 2,        // digits, at most one point
         kAlwaysPushed = 4,  // pushed without a comparison
         kDiscarded = 8,     // never reaches the output
         kKey = 16,          // $name(datatype)
@@ -108,9 +108,9 @@ public:
     // Fourth pass. Gives the different keys that are read as numbers their slots, in the order of
     // evaluation, and builds the tree of a list that the third pass has let through.
     // REQUIRES: as many operands as the operators take.
-    // OWNS: caller.  RAISES: for a list that it would not have let through, the broken invariants
-    // "is_key_datatype(token.datatype)", "is_keyword(token.text)", "is_type(operand_type)" and
-    // "is_operation(token.func)".
+    // OWNS: caller.  RAISES: for a list that the third pass would not have let through, the broken
+    // invariants "is_key_datatype(token.datatype)", "is_keyword(token.text)",
+    // "is_type(operand_type)" and "is_operation(token.func)".
     static MatchExp* construct_expression_classes(std::vector<ExprToken>& output);
     // Builds the expression that ends at `position`, moves before it, and sets `type` to the letter
     // of its result.  OWNS: caller.

@@ -30,8 +30,8 @@ Action action_of(const ExprToken& top, const ExprToken& current) {
     return kActionTable[static_cast<std::size_t>(top.kind)][static_cast<std::size_t>(current.kind)];
 }
 
-// A token of equal precedence reduces the top. This makes operators associate to the left, and two
-// operators of one operand in a row an error.
+// A token of equal precedence moves the top of the stack to the output. This makes operators
+// associate to the left, and two operators of one operand in a row an error.
 bool goes_on_top(const ExprToken& current, const ExprToken& top) noexcept {
     return (current.flags & RuleParser::kAlwaysPushed) != 0 || top.precedence > current.precedence;
 }
@@ -41,7 +41,8 @@ bool goes_on_top(const ExprToken& current, const ExprToken& top) noexcept {
 void RuleParser::reverse_polish_notation(std::vector<ExprToken>& tokens,
                                          std::vector<ExprToken>& output) {
     std::vector<const ExprToken*> stack = {&tokens.front()};
-    // "$end" reduces everything above "$start" and then finishes, so neither end is passed.
+    // "$end" moves everything above "$start" to the output and then ends the loop. So the stack
+    // never becomes empty, and `position` never passes the last token.
     std::size_t position = 1;
     while (true) {
         const ExprToken& top = *stack.back();

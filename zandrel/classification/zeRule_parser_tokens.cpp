@@ -30,8 +30,8 @@ constexpr int kBinarySignPrecedence = 4;
 constexpr int kUnarySignPrecedence = 2;
 
 // The tokens with a fixed text. Their order matters: rows are tried from top to bottom, and the
-// input is the first token with whose text it begins, whatever follows. So "<=" is before "<", and
-// "value" is the token "v" and then "alue", which is refused.
+// next token is that of the first row with whose text the input begins, whatever follows. So "<="
+// is before "<", and "value" is the token "v" and then "alue", which is refused.
 // clang-format off
 constexpr std::array kTokenTable = std::to_array<Prototype>({
     {"(",                  20,    "",     RuleParser::kOpeningBracket, RuleParser::kAlwaysPushed | RuleParser::kDiscarded, MatchExp::kNone},
@@ -105,7 +105,7 @@ void settle_sign(ExprToken& token, int kind_before) {
     token.precedence = is_binary ? kBinarySignPrecedence : kUnarySignPrecedence;
 }
 
-// `token` is the token before on entry.
+// Before the call, `token` is the previous token.
 void take_row(const Prototype& row, char** position, ExprToken& token) {
     if ((token.flags & RuleParser::kFunction) != 0 && row.kind != RuleParser::kOpeningBracket) {
         refuse("Missing bracket after function");

@@ -1,6 +1,6 @@
 // The rules of a switcher: records, edits and evaluation. A child has a rule in `m_rules` or is
 // `m_default`, never both. `m_rules` has no order, so every result has to be the same in any order:
-// all rules are evaluated, also after one has fired.
+// `classify` evaluates all rules, also after one has fired.
 #include "zandrel/classification/zeSwitcher.h"
 
 #include <algorithm>

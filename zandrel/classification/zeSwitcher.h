@@ -42,7 +42,7 @@ public:
     // Gives a child its rule and links it under the node.
     // RAISES: 0 "Category already exists in classifier"; 1 "Default already exists in classifier";
     // what the parser raises. Nothing has changed then.
-    // COST: parses the text once; linear in the node's children.
+    // COST: parses the text once; and that of zeNode::add_child.
     void add_rule(zeNode*& cat, const qtString& text);
     // Gives a child another rule; the child moves to the end of the node's children. A text that
     // `add_rule` refuses leaves the child without a rule and unlinked: check it beforehand.
@@ -53,10 +53,10 @@ public:
     qtString get_rule(zeNode* const& cat) const;
 
     // Adds each child whose rule fires, with the rule's value, if `results` accepts it. Adds the
-    // default with 1.0 if no rule fires. A rule fires if its value is above 0; with
-    // `use_thresholds`, if its value is at least the threshold of `m_node`, whatever the score of
-    // that node. If `results` refuses the value of a rule that fires, the default is not added
-    // either.
+    // default with 1.0 if no rule fires and the threshold of `results` is at most 1. A rule fires
+    // if its value is above 0; with `use_thresholds`, if its value is at least the threshold of
+    // `m_node`, whatever the score of that node. If `results` refuses the value of a rule that
+    // fires, the default is not added either.
     // REQUIRES: `m_node` is not null if `use_thresholds`.
     // COST: one evaluation for each rule; allocates only for the results.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,

@@ -51,7 +51,7 @@ public:
 
     // Computes how much each concept of the message's bag adds to the best path score of the given
     // nodes. Replaces `concept_scores` by one line for each concept, the greatest effect first. A
-    // concept with a line below 0 speaks against the nodes. Without a bag nothing happens. If no
+    // concept with a score below 0 speaks against the nodes. Without a bag nothing happens. If no
     // path leads over a statistical classifier, the result is empty. A node without a parent has
     // the score 0. zeWorkflow_explain.cpp has an example.
     // REQUIRES: nodes that are not null.
@@ -87,7 +87,7 @@ public:
     // classifier gets its part of the view. They are trained in the order of their nodes' ids;
     // after each one `progress` is asked for an interruption. `root_only`: the classifier of the
     // root gets the view unchanged, with its labels, and its categories appear in the logical tree.
-    // Nothing is trained if the root is not statistical.
+    // With `root_only`, nothing is trained if the root is not statistical.
     void train(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
     // Does the same for classifiers that have learned nothing yet; see zeStat_matcher::bootstrap.
     void bootstrap(zeCorpus_view& view, bool root_only, CTProgress* progress, bool ignore_invalid);
@@ -140,7 +140,8 @@ public:
     bool distribute_positive_msg2ancestors(zeNode* node, zeNode* child, Distribution& distribution,
                                            zeCorpus_view& view, int index, bool& found,
                                            Node_set& negatives, bool ignore_invalid);
-    // Adds the message, without a label, to the nearest statistical nodes below that it reaches.
+    // Adds the message, without a label, to the nearest statistical nodes below `node` that it
+    // reaches.
     void distribute_negative_msg2children(zeNode* node, Distribution& distribution,
                                           zeCorpus_view& view, int index);
     // Returns true if all ways from `parent` over `child` down to nodes without children are
@@ -167,7 +168,7 @@ private:
 ZANDREL_EXPORT bool greater_concept_scores(const zeStat_matcher::Concept_score& left,
                                            const zeStat_matcher::Concept_score& right);
 
-// The number of classifiers that all walks of the process have asked, for diagnosis. The library
+// The number of times that a walk of the process has asked a classifier, for diagnosis. The library
 // never resets it.
 extern ZANDREL_EXPORT unsigned int g_ClassifyCount;
 

@@ -1,4 +1,4 @@
-// The base class: each operation does nothing.
+// The base class: it reports nothing and never interrupts.
 #include "zandrel/foundation/CTProgress.h"
 
 CTProgress::~CTProgress() = default;

@@ -4,8 +4,9 @@
 
 #include "zandrel/export.h"
 
-// The caller's progress object. The caller derives a class from it, and keeps the object alive
-// during the operation. A null pointer in its place means no reporting.
+// The interface of the caller's progress object. The caller derives a class from CTProgress, and
+// keeps the object alive during the operation. An operation that gets a null pointer reports
+// nothing.
 //
 // This base reports nothing and never interrupts.
 class ZANDREL_EXPORT CTProgress {

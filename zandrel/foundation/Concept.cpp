@@ -1,6 +1,6 @@
 // The dictionary of concepts: it finds the record of a text, or makes one. The text's hash is
-// computed once and kept in the record and in the dictionary's slots, so most look-ups compare one
-// text only.
+// computed once and kept in the record and in the dictionary's slots, so most look-ups compare at
+// most one text.
 #include "zandrel/foundation/Concept.h"
 
 #include <algorithm>
@@ -43,10 +43,10 @@ std::uint64_t short_word(const char* bytes, std::size_t count) noexcept {
            load_word(bytes + count - 1, 1) << 16U;
 }
 
-// Takes eight bytes a step. The last eight overlap those before: "information" is hashed as
-// "informat" and "ormation". Each step is reversible and the length is mixed in first, so two texts
-// of the same length of up to eight bytes never have the same 64-bit value. We return its upper
-// half, whose bits depend on all bytes.
+// Takes eight bytes a step; a text of at most eight bytes is one step. The last eight may overlap
+// those before: "information" is hashed as "informat" and "ormation". The length is mixed in first.
+// Each step is reversible, so two different texts of the same length of at most eight bytes never
+// have the same 64-bit value. We return its upper half, whose bits depend on all bytes.
 std::uint32_t hash_text(std::string_view text) noexcept {
     constexpr std::size_t kStep = 8;
     if (text.empty()) {
@@ -72,21 +72,22 @@ std::uint32_t hash_text(std::string_view text) noexcept {
 // A slot has a record's hash and the 32-bit name of its block in the arena. The low bits of the
 // hash are the number of a slot, the record's home. A record is added in the first free slot from
 // its home on. So a search starts at the home, and ends at the record or at a free slot. It reads a
-// record only if the hash agrees: a known text costs one cache line of slots and its record.
+// record only if the hash agrees: most searches for a known text read one cache line of slots and
+// one record.
 //
 // For example, with 1024 slots the hash 0x00012404 has the home 4, the low 10 bits. If "goal" and
 // "rose" have this home and were added in this order, "goal" is in slot 4 and "rose" in slot 5. A
 // search for "rose" compares the hash of slot 4, which is different, and then finds it in slot 5. A
 // search for a third text with this home ends at slot 6, which is free.
 //
-// A removal must leave no gap between a record and its home, so it moves later records up. If
-// "goal" is removed, "rose" moves to slot 4. Slots contain the hash, so growth and removal read no
-// records.
+// A removal must leave no gap between a record and its home, so it moves later records into the
+// gap. If "goal" is removed, "rose" moves to slot 4. Slots contain the hash, so growth and moving
+// read no records.
 class Concept_dictionary {
 public:
     static Concept_dictionary& instance() {
-        // Never destroyed: static objects may have handles, which are destroyed later than all
-        // else.
+        // Never destroyed, since static objects may have handles, and some of them are destroyed
+        // after all other objects.
         static Concept_dictionary* const dictionary = new Concept_dictionary;
         return *dictionary;
     }
@@ -105,13 +106,13 @@ public:
         return Concept(add(text, hash, at));
     }
 
-    // Begins to load the slot where the search for a hash begins. The next step of the caller is
-    // `prefetch_record`, when the slot is there.
+    // Begins to load the slot where the search for a hash begins. The caller then calls
+    // `prefetch_record`, which reads this slot.
     void prefetch_slot(std::uint32_t hash) const noexcept {
         zandrel::detail::prefetch(&m_slots[home(hash)]);
     }
 
-    // Begins to load the first record with that hash.
+    // Begins to load the first record with this hash, if there is one.
     void prefetch_record(std::uint32_t hash) const noexcept {
         std::size_t at = home(hash);
         while (m_slots[at].block != Concept_arena::kNone && m_slots[at].hash != hash) {
@@ -203,8 +204,8 @@ private:
         }
     }
 
-    // Frees a slot. Each later slot of the run is moved into the gap, unless its home is behind the
-    // gap.
+    // Frees the slot `gap`. Each later slot, up to the next free one, is moved into the gap, unless
+    // its home is behind the gap. The slot from which it was moved is the new gap.
     void close_gap(std::size_t gap) noexcept {
         for (std::size_t at = next(gap); m_slots[at].block != Concept_arena::kNone; at = next(at)) {
             const std::size_t way_from_home = (at - home(m_slots[at].hash)) & mask();
@@ -235,8 +236,8 @@ Concept Concept::insert_view(std::string_view text) {
 }
 
 // A look-up in a large dictionary waits twice for the memory: for the slot, and then for the
-// record. We do each of the three steps for 16 texts before the next step, so that 16 slots and
-// then 16 records are on their way at a time.
+// record. For 16 texts at a time, we begin to load all slots, then all records, and only then do
+// the look-ups. So the 16 loads of a step run at the same time.
 void Concept::insert_views(std::span<const std::string_view> texts, Concept* concepts) {
     constexpr std::size_t kTogether = 16;
     const Concept_dictionary& dictionary = Concept_dictionary::instance();

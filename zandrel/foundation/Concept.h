@@ -16,10 +16,10 @@
 // the same record, and a test of equality never compares texts.
 //
 // The record counts its handles and is removed with the last of them. The count has 32 bits: a
-// record that once has 4,294,967,295 handles stops counting and is never removed. The
-// dictionary itself lives to the end of the process, since static objects contain handles too. It
-// keeps the memory of removed records for later ones. The empty text has a record of its own, which
-// means "no concept" and is never removed; a default-constructed handle points at it.
+// record that once has 4,294,967,295 handles stops counting and is never removed. The dictionary
+// itself lives to the end of the process, since static objects contain handles too. The memory of a
+// removed record of at most 256 bytes is kept for later records. The empty text has a record of its
+// own, which means "no concept" and is never removed; a default-constructed handle points at it.
 //
 // Threads: one at a time in the whole process, whatever object of the library it uses. Neither the
 // dictionary nor the counts are locked, and two containers with the same term share its record.

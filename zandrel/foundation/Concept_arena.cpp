@@ -1,6 +1,7 @@
-// A freed block contains the name of the block of its size that was freed before it, so the lists
-// of free blocks need no memory of their own. For example, after the blocks 10 and then 30 are
-// freed, `m_released` names 30, whose first four bytes are the number 10, and block 10 has `kNone`.
+// Gives out blocks of memory and takes them back. A freed block of a chunk contains the name of the
+// block of its size that was freed before it, so the lists of these blocks need no memory of their
+// own. For example, after the blocks 10 and then 30 are freed, `m_released` names 30, whose first
+// four bytes are the number 10, and block 10 has `kNone`.
 #include "zandrel/foundation/Concept_arena.h"
 
 #include <cstring>
@@ -35,7 +36,8 @@ void Concept_arena::release(Block block, std::size_t size) noexcept {
 }
 
 // Takes a block from the last chunk, or from a new one if the block does not fit. The rest of the
-// old chunk is then never used: 252 of 262,144 bytes at most.
+// old chunk is then never used: 252 of 262,144 bytes at most. If the names for chunks are used up,
+// the block comes from the heap.
 Concept_arena::Block Concept_arena::cut(std::size_t units) {
     if (m_next_unit + units > kUnitsOfChunk) {
         if (m_chunks.size() == kLarge / kUnitsOfChunk) {

@@ -13,12 +13,12 @@ namespace zandrel::detail {
 
 // Blocks of memory that are named by 32 bits instead of the 64 of a pointer.
 //
-// A text has some ten bytes. If each record were a block of the heap, the heap's bookkeeping would
-// need as much memory again. We cut small blocks from chunks of 256 KiB instead. Their sizes are
-// multiples of 4 bytes. A freed block is put on the list of its size, from which the next block of
-// that size is taken. For example, a block of 25 bytes takes 28, and can later be used for any
-// block of 25 to 28 bytes. Chunks are never given back. Blocks of more than 256 bytes come from the
-// heap one by one.
+// A text has about ten bytes. If each record were a block of the heap, the heap's bookkeeping would
+// need about as much memory as the text. We cut small blocks from chunks of 256 KiB instead. Their
+// sizes are multiples of 4 bytes. A freed block is put on the list of its size, from which the next
+// block of that size is taken. For example, a block of 25 bytes takes 28, and can later be used for
+// any block of 25 to 28 bytes. Chunks are never given back. Blocks of more than 256 bytes come from
+// the heap one by one.
 class Concept_arena {
 public:
     using Block = std::uint32_t;
@@ -44,8 +44,9 @@ private:
     static constexpr std::size_t kUnit = 4;  // bytes
     static constexpr std::uint32_t kUnitsOfChunk = 1U << 16U;
     static constexpr std::size_t kMostUnits = 64;  // of a block in a chunk
-    // Marks a block from the heap; the other bits are its place in `m_large`. The name of another
-    // block is the number of its first unit, counted over all chunks. That is enough for 8 GiB.
+    // Marks a block from the heap; the other bits are its place in `m_large`. The name of a block
+    // in a chunk is the number of its first unit, counted over all chunks. That is enough for 8
+    // GiB.
     static constexpr Block kLarge = 0x80000000;
 
     static std::size_t units_of(std::size_t size) { return (size + kUnit - 1) / kUnit; }

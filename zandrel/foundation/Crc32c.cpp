@@ -83,8 +83,8 @@ std::uint32_t AfterByte(std::uint32_t state, char byte) noexcept {
 
 constexpr std::size_t kWord = sizeof(std::uint64_t);
 // Bytes of one of the three streams. With 1,024 bytes, input in the cache is summed at 26 GB/s.
-// With 128 bytes the streams are joined more often, and it is 19 GB/s. Longer streams gain nothing
-// more (BM_ChecksumAlone of bench/kc_bench.cpp).
+// With 128 bytes the streams are joined more often, and the speed is 19 GB/s. Longer streams are
+// not faster (BM_ChecksumAlone of bench/kc_bench.cpp).
 constexpr std::size_t kStream = 1024;
 
 constexpr std::uint32_t AfterZeros(std::uint32_t state, std::size_t byte_count) {
@@ -94,7 +94,7 @@ constexpr std::uint32_t AfterZeros(std::uint32_t state, std::size_t byte_count) 
     return state;
 }
 
-// Table `i` has the part of past_zeros() that comes from byte `i` of the state.
+// Table `i` has the part of PastZeros() that comes from byte `i` of the state.
 constexpr std::array<Table, 4> MakeJoinTables() {
     std::array<Table, 4> tables = {};
     for (std::size_t bit = 0; bit < 32; ++bit) {
@@ -180,7 +180,8 @@ bool HasCrc32cInstruction() noexcept {
 
 #else
 
-// Never called, since HasCrc32cInstruction() is false. It returns the right value all the same.
+// Crc32c::Add never calls it, since HasCrc32cInstruction() is false. It still returns the right
+// value.
 std::uint32_t zandrel::detail::Crc32cByInstruction(std::uint32_t state, const char* bytes,
                                                    std::size_t byte_count) noexcept {
     return Crc32cByTables(state, bytes, byte_count);

@@ -32,7 +32,7 @@ public:
         char* source = const_cast<char*>(text.data());
         std::size_t left = text.size();
         converted.resize(std::max(text.size(), kLeastRoom));
-        // Some charsets have states. The second run writes the bytes that return to the first
+        // Some charsets have states. The second run writes the bytes that return to the initial
         // state.
         const bool is_done = run(&source, &left, converted) && run(nullptr, nullptr, converted);
         converted.resize(m_used);
@@ -68,7 +68,7 @@ private:
     }
 
     iconv_t m_handle;
-    std::size_t m_used = 0;  // bytes that were converted
+    std::size_t m_used = 0;  // bytes of the result so far
 };
 
 // For iconv, an empty name or one that begins with "/" means the charset of the process's locale.

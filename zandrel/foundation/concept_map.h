@@ -39,11 +39,12 @@ namespace zandrel {
 // - Entries are in the order in which their concepts were first added. Iterators visit them in this
 //   order.
 // - An entry keeps its address and its position, a number from 0 on, while others are added and
-//   erased. Only `compact`, `clear`, `swap` and a move change them.
+//   erased. Only `compact` and `clear` change them. After `swap` or a move, the entries are in the
+//   other table.
 // - An erased entry keeps its place. If its concept is added again, the entry comes back with the
-//   value of a new entry, without an allocation. Only `compact` and `position_limit` see an erased
-//   entry. It still has a handle of its concept, so call `compact` when erased entries will not
-//   come back.
+//   value of a new entry, without an allocation. Only `compact`, `position_limit` and the
+//   `announce` of `for_each` see an erased entry. It still has a handle of its concept, so call
+//   `compact` when erased entries will not come back.
 // - A look-up reads no record of a concept, only the handle.
 // - A look-up in a large table waits twice for the memory: for the slot of the index, and then for
 //   the entry. A caller with many look-ups can announce each concept: `prefetch_slot` for the
@@ -184,11 +185,11 @@ public:
     }
 
     // Forgets erased entries: frees their handles and the memory behind the last live entry. Live
-    // entries keep their order and get new positions and addresses.
+    // entries keep their order, and may get new positions and addresses.
     // COST: nothing if no entry is erased, else linear in all entries.
     void compact();
 
-    // All positions are below it. It counts the live entries and the erased ones.
+    // The number of live and erased entries. Every position is below this number.
     Position position_limit() const noexcept { return m_place_count; }
 
     // The position of a live entry. The end has a position that no entry can have.
@@ -208,9 +209,9 @@ public:
         }
     }
 
-    // Begins to load the entry that the first slot of a concept names. If the slot is free,
-    // `try_emplace` is going to count a handle in the concept's record, so that record is loaded.
-    // The slot should be in the cache already: see `prefetch_slot`.
+    // Begins to load the entry that is named by the slot where the search for a concept begins. If
+    // the slot is free, `try_emplace` is going to count a handle in the concept's record, so that
+    // record is loaded. The slot should be in the cache already: see `prefetch_slot`.
     void prefetch_entry(const Concept& wanted) const noexcept {
         if (m_index.empty()) {
             return;
@@ -523,8 +524,7 @@ void concept_map<Value>::compact() {
     }
 }
 
-// Keeps only the first `place_count` entries.
-// REQUIRES: these are all live.
+// Keeps only the first `place_count` entries, and marks all of them as live.
 template <class Value>
 void concept_map<Value>::truncate(Position place_count) noexcept {
     while (!m_chunks.empty() && place_count <= m_place_count - m_chunks.back().size()) {

@@ -19,7 +19,7 @@ using hash_set = std::unordered_set<Key, Hash, Equal>;
 
 namespace zandrel {
 
-// The number of buckets with which tables are made.
+// The number of buckets of a new table, where the engine sets one.
 constexpr std::size_t kInitialBuckets = 100;
 
 }  // namespace zandrel

@@ -36,8 +36,8 @@ private:
 
 namespace zandrel {
 
-// Gets a broken invariant: the fixed text of its expression, and its place in the source. It must
-// not return, since the code cannot continue. If it returns, qtxAssert is raised all the same.
+// Gets a broken invariant: the fixed text of its expression, and its place in the source. A handler
+// must not return, since the code cannot continue. If it returns, qtxAssert is raised all the same.
 using Assert_handler = void (*)(const char* expression, const char* file, int line,
                                 const char* function);
 

@@ -29,7 +29,7 @@ ZANDREL_EXPORT void destroy_shared(Ptr_block* block) noexcept;
 // pointer to a derived class can become a pointer to its base.
 //
 // Threads: one at a time in the whole process, since counts are plain integers. The library itself
-// copies such pointers, so two threads may share an object even if they copy no pointer.
+// copies such pointers, so two threads can change one count even if the caller copies no pointer.
 template <class T>
 class qtPtrLight {
 public:
@@ -124,8 +124,8 @@ private:
     T* m_object = nullptr;
 };
 
-// The name of the pointer in interfaces of the foundation, such as memory blocks. In an engine
-// without threads it needs to do no more than qtPtrLight, so both are the same type.
+// Another name of the same pointer, for objects of the foundation such as qtBuffer. In an engine
+// without threads, both names can be the same type.
 template <class T>
 using qtPtr = qtPtrLight<T>;
 

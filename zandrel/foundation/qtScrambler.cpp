@@ -7,7 +7,7 @@
 namespace {
 
 // The generator splitmix64: a counter with an odd step, whose values are mixed one by one. So no
-// word depends on the word before, and the streams of two keys have nothing in common.
+// word depends on the word before, and different start values give different streams.
 constexpr std::uint64_t kStep = 0x9E3779B97F4A7C15;
 
 std::uint64_t Mixed(std::uint64_t value) noexcept {

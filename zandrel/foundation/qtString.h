@@ -84,8 +84,8 @@ private:
 
 namespace zandrel {
 
-// Returns a number below 0 if `left` comes before `right` in the order above, 0 if they are equal,
-// and a number above 0 otherwise.
+// Returns a number below 0 if `left` comes before `right` in the order of qtString, 0 if they are
+// equal, and a number above 0 otherwise.
 inline int compare_text(std::string_view left, std::string_view right) noexcept {
     // std::char_traits<char> compares bytes as unsigned characters, whatever `char` is.
     return left.compare(right);

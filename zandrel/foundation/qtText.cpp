@@ -1,5 +1,5 @@
-// Texts are handled byte by byte. Numbers of few digits are read by our own code, see
-// read_short_decimal; all others by the C library.
+// Texts are handled byte by byte. Floating-point numbers of few digits are read by our own code,
+// see read_short_decimal; all others by strtod of the C library.
 #include "zandrel/foundation/qtText.h"
 
 #include <algorithm>
@@ -75,8 +75,8 @@ constexpr std::ptrdiff_t kLastExactPower = std::size(kExactPowers) - 1;
 constexpr std::uint64_t kLastExactInteger = std::uint64_t{1} << std::numeric_limits<double>::digits;
 // Any number of so many digits fits into 64 bits.
 constexpr std::ptrdiff_t kSafeDigitCount = std::numeric_limits<std::uint64_t>::digits10;
-// An exponent of four or more digits counts as 1000. No number of fraction digits that we accept
-// can make that one of the exact powers.
+// An exponent of four or more digits counts as 1000. We accept at most 19 digits, so even with the
+// most fraction digits the exponent remains above that of the last exact power.
 constexpr std::ptrdiff_t kLongExponentDigits = 4;
 constexpr std::ptrdiff_t kLongExponent = 1000;
 // True if an operation on doubles rounds its result once, to a double.
@@ -90,8 +90,8 @@ const char* take_digits(const char* at, std::uint64_t& number) noexcept {
     return at;
 }
 
-// Returns the exponent at `at`: "e" or "E", a sign, which may be missing, and digits. 0 without
-// them.
+// Returns the exponent at `at`: "e" or "E", a sign, which may be missing, and digits. Returns 0 if
+// the letter or the digits are missing.
 std::ptrdiff_t exponent_at(const char* at) noexcept {
     if (fold_case(*at) != 'e') {
         return 0;
@@ -114,7 +114,7 @@ std::ptrdiff_t exponent_at(const char* at) noexcept {
 // Most texts with numbers are short decimals. zandrel_decimals_bench reads twelve of them: we need
 // 6 ns for each, std::from_chars 7 ns and strtod 26 ns. std::from_chars of g++ 12 is also less
 // exact: if numbers are rounded upwards, it reads "-0.1" as the double below the one that strtod
-// gives (qtConvertStringToDoubleTest.RoundsInTheDirectionThatIsSet).
+// gives (qtConvertStringToDoubleTest.RoundingFollowsTheModeThatIsSet).
 //
 // Returns false for every other text, also for one with leading white space.
 bool read_short_decimal(const char* at, double& number) noexcept {
@@ -266,7 +266,7 @@ long qtConvertStringToLong(const qtString& text) noexcept {
     if (!rest.empty() && (is_negative || rest.front() == '+')) {
         rest.remove_prefix(1);
     }
-    // The digits are summed as a negative number: that range has one number more.
+    // The digits are summed as a negative number, since the negative range has one number more.
     long number = 0;
     for (; !rest.empty() && is_digit(rest.front()); rest.remove_prefix(1)) {
         const int digit = rest.front() - '0';
@@ -295,8 +295,8 @@ double qtConvertStringToDouble(const qtString& text) noexcept {
     if (kRoundsOnce && read_short_decimal(text.c_str(), number)) [[likely]] {
         return number;
     }
-    // In this locale the decimal point is a point. It is never freed, since static objects may read
-    // numbers until the process ends.
+    // In this locale the decimal point is a point. The locale is never freed, since static objects
+    // may read numbers until the process ends.
     static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
     return strtod_l(text.c_str(), nullptr, plain);
 }

@@ -47,8 +47,9 @@ public:
     // REQUIRES: `separator` is not a backslash.
     static qtString Build(const std::vector<qtString>& texts, char separator);
     // Replaces `texts` by the list in `joined`. A backslash before another byte than a separator or
-    // a backslash is read as a backslash; Build writes none. Returns false, with `texts` empty, if
-    // `joined` ends after a backslash that protects nothing, as a list that was cut can.
+    // a backslash is read as a backslash; Build writes no such backslash. Returns false, with
+    // `texts` empty, if `joined` ends after a backslash that protects nothing. The reason may be
+    // that the text was cut.
     // REQUIRES: `separator` is not a backslash; `joined` is no element of `texts`.
     static bool Disassemble(const qtString& joined, std::vector<qtString>& texts, char separator);
 };
@@ -84,9 +85,9 @@ ZANDREL_EXPORT unsigned int qtConvertStringToUnsigned(const qtString& text) noex
 
 // Reads the number at the beginning of `text`, as strtod of the C library does in the locale "C":
 // white space, which is skipped, a sign, which may be missing, and decimal digits with a point and
-// an exponent, hexadecimal digits after "0x", or "inf", "infinity" or "nan" in any case. The rest
-// of the text is ignored. Without a number the result is 0. A number that is too large gives
-// infinity with its sign.
+// an exponent, hexadecimal digits after "0x", or "inf", "infinity" or "nan" in capital or small
+// letters. The rest of the text is ignored. Without a number the result is 0. A number that is too
+// large gives infinity with its sign.
 ZANDREL_EXPORT double qtConvertStringToDouble(const qtString& text) noexcept;
 
 }  // namespace zandrel

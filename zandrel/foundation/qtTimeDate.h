@@ -49,7 +49,7 @@ namespace zandrel {
 using qtClock = std::int64_t (*)();
 
 // Replaces the clock of the whole process and returns the old one. Null means the system's clock.
-// Only tests set it. qtTimeDate::SetNowTime reads it at each call.
+// Only tests call this function. qtTimeDate::SetNowTime reads the clock at each call.
 qtClock set_clock(qtClock clock) noexcept;
 
 }  // namespace zandrel

@@ -43,8 +43,8 @@ private:
 };
 
 // An error that a user can cause. It has a message, a number and a list of arguments. The class
-// that raises it defines the meaning of the number. It is used directly for errors with only a
-// message.
+// that raises it defines the meaning of the number. Some functions raise it directly, with the
+// number 0.
 class ZANDREL_EXPORT qtXbase : public qtxAll {
 public:
     static constexpr int kCategory = 2;

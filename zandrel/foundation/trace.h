@@ -30,8 +30,8 @@ namespace zandrel {
 class ZANDREL_EXPORT Trace_sink {
 public:
     virtual ~Trace_sink();
-    // `text` and `file` are valid until the call returns. Exceptions that it raises are dropped,
-    // since a trace must not change the engine's behaviour.
+    // `text` and `file` are valid until the call returns. Exceptions that `write` raises are
+    // dropped, since a trace must not change the engine's behaviour.
     virtual void write(int level, const Trace_file& file, const char* text) = 0;
 };
 
@@ -46,7 +46,7 @@ ZANDREL_EXPORT void set_trace_sink(Trace_sink* sink, int highest_level = kTraceD
 ZANDREL_EXPORT void trace(const Trace_file& file, int level, const char* text) noexcept;
 
 // Traces a text made by a printf-style format. The text is cut to 1023 bytes.
-// COST: one comparison if the level is not traced, since the text is not made then.
+// COST: the text is not made if the level is not traced.
 ZANDREL_EXPORT void tracef(const Trace_file& file, int level, const char* format, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 

@@ -1,6 +1,7 @@
-// The index of a list has two tables: id to place, and name to id. It knows the first `size`
-// children and takes in the rest at the next search. An answer is compared with the list before it
-// is given; if it is wrong, the list is searched from its start.
+// The index of a long list has two tables: from id to place, and from name to id. It contains the
+// first `size` children. The next search enters the children behind them. A place from the index is
+// compared with the list. If the list has another child at this place, or if the index has no place
+// for an id, the list is searched from its start.
 #include "zandrel/knowledge/Children_index.h"
 
 #include <algorithm>

@@ -16,8 +16,8 @@ namespace zandrel::detail {
 // searched for the first time. The tree reports removals and new names. The lists are public, so a
 // search first adds the children that were appended, and compares its answer with the list.
 //
-// An index that disagrees with the list is made again. If there is no memory for an index, the list
-// is searched. Errors: none.
+// An index is made again if the list became shorter, or if the child at the last indexed place is
+// not in the index. If there is no memory for an index, the list is searched. Errors: none.
 class Children_index {
 public:
     // BORROWS: the nodes, which must outlive this.
@@ -43,7 +43,7 @@ private:
     // The index of the first `size` children. Several children can have one name.
     struct Places {
         hash_map<unsigned int, std::size_t> by_id;
-        // The id of the child with the name; 0 if several children have it.
+        // The id of the child with the name; 0 if several children have or had it.
         hash_map<Concept, unsigned int, ConceptHash> by_name;
         std::size_t size = 0;
         bool has_child_twice = false;

@@ -100,7 +100,7 @@ public:
         }
     }
 
-    // Returns whether each classifier keeps its categories or is deleted.
+    // Returns whether each classifier that gains or loses a category is deleted.
     bool are_harmless() const {
         return std::all_of(m_changed.begin(), m_changed.end(), [this](const auto& entry) {
             return m_deleted.count(entry.first->m_node) != 0;
@@ -164,7 +164,7 @@ private:
         }
     }
 
-    // A leaf that becomes a classifier remains only in the classifier above.
+    // A leaf that gets a classifier remains only in the classifier above.
     void leave_others(const zeLogicalNode& leaf) {
         const zeLogicalNode* const above = m_tree.NearestClassifierNode(leaf.parent);
         if (above != nullptr && above->physical_node->find_child(leaf.physical_node) >= 0) {
@@ -183,7 +183,7 @@ private:
     }
 
     // A classifier that has lost its last category is deleted with the step that makes its node a
-    // leaf. That happens only to the parent of the node, and never to the root.
+    // leaf. That happens only to the parent of the moved or deleted node, and never to the root.
     void reduce(const zeLogicalNode& parent) {
         if (parent.type == ZE_LEAF || parent.parent == 0) {
             return;

@@ -18,18 +18,19 @@
 //    File: both 2 and 3 have the child 4, which has children. With 30 such steps one above the
 //    other, a walk would visit the last node 2^30 times. Program: other->add_child(inner).
 // 4. A node is a child once at most, except that several nodes with classifiers may have the same
-//    leaf. Then all of them forget the leaf when an edit deletes it. [children]
+//    leaf. An edit that deletes the leaf removes it from all of them. [children]
 //    File: the list of node 1 is (2, 2), or two nodes list node 2 and one of them has no
 //    classifier. Program: m_children.push_back(child). Allowed: train the root without its subtree
 //    with messages of a category below; the root then shares the leaf.
-// 5. The root has no parent, in neither tree. [root]
+// 5. The root has no parent in either tree. [root]
 //    File: a node that is not below the root has the root as a child. Program: the same.
 //
 // The logical tree.
 //
 // 6. No id is 0, which means "no node". [logical ids]
 //    File: a record with the id 0. Program: nodes[0] = node.
-// 7. Two nodes never mirror the same physical node, and none mirrors a placeholder.
+// 7. Two logical nodes never mirror the same physical node, and no logical node mirrors a
+//    placeholder.
 //    [mirrored nodes]
 //    File: the logical nodes 2 and 3 both name the physical node 2. An edit of the one would delete
 //    the physical node of the other. Program: copy a zeLogicalNode into `nodes` under a new id.
@@ -94,8 +95,8 @@ public:
                 return false;
             }
         }
-        // Each of these nodes has one source at most. So a node that no top reaches is on a circle
-        // or below one.
+        // Each node with links has one source at most now. So a node that cannot be reached from a
+        // node without a source is on a circle or below one.
         return count_reached(std::move(waiting), std::move(sources)) == m_targets.size();
     }
 
@@ -220,7 +221,8 @@ void require_root(const zeManager& manager) {
     }
 }
 
-// A node without an id is treated as missing, since nothing can refer to it.
+// A placeholder is treated as missing, since no record can refer to it: in records, the id 0 means
+// no node.
 void empty_placeholders(zePhysicalTree& tree) {
     for (auto& [id, node] : tree.m_nodes) {
         if (IsPlaceholder(node)) {

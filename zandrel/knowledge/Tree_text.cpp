@@ -36,7 +36,8 @@ enum Field : std::size_t { kLevel, kType, kScore, kName, kCategory, kRule, kFiel
 
 using Word = std::pair<std::string_view, unsigned char>;
 
-// ZE_LEAF is the last one: any type without a word of its own is written as it.
+// The word of ZE_LEAF is the last one: a type that has no word of its own is written with this
+// word.
 constexpr std::array kTypes =
     std::to_array<Word>({{"[Stat]", ZE_STAT}, {"[Rule]", ZE_RULE}, {"[Leaf]", ZE_LEAF}});
 constexpr std::array kScores =
@@ -141,7 +142,8 @@ zeLogicalNode Tree_text::ReadNode(const qtString& line) {
     return node;
 }
 
-// All rules for a node with "default" are verified first, so the change cannot be refused.
+// VerifyAdd first checks all conditions for a node with the rule "default", so the later change of
+// the rule cannot be refused.
 unsigned int Tree_text::AddDefault(zeLogicalNode& node) {
     m_tree.VerifyAdd(node);
     node.rule = kRuleBeforeDefault;

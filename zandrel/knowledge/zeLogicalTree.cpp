@@ -1,4 +1,4 @@
-// The two trees of a container, and the lookups of zeLogicalTree, which change nothing.
+// Explains the two trees of a container, and defines the lookups of zeLogicalTree.
 //
 // A person edits the logical tree; classification walks the physical tree. Each logical node
 // mirrors one physical node. The trees differ where a leaf has children: such nodes are nested only

@@ -60,7 +60,7 @@ struct ZANDREL_EXPORT RuleInfo {
 //
 // Errors: qtX<zeLogicalTree> with the codes and texts of docs/errors.md. If an edit fails inside a
 // classifier, after it was verified, no side is restored. The assertions "clafer", "loc >= 0", "sw"
-// and "from && to" mark states that a sound tree excludes.
+// and "from && to" fail only in a tree that is not sound, or for an unknown id.
 // Threads: one at a time in the whole process. See zeManager.
 class ZANDREL_EXPORT zeLogicalTree {
 public:
@@ -86,8 +86,8 @@ public:
     const zeLogicalNode& GetNode(unsigned int id) const;
     // A pointer to the node with this id, or null if no node has it. A change through this pointer
     // changes no other side. The caller can change names and links, so from the first call until
-    // `Clear` a search for a missing name is linear in the children, and a move is linear in the
-    // nodes of both trees.
+    // `Clear` a search for a name is linear in the children, and a move is linear in the nodes of
+    // both trees.
     zeLogicalNode* GetNodePtr(unsigned int id);
     // The node that mirrors a physical node, or a node with id 0 if no node does.
     const zeLogicalNode& FindCategory(zeNode* physical_node) const;
@@ -129,11 +129,12 @@ public:
     void MoveLogicalNode(unsigned int id, unsigned int new_parent);
     // Gives the node of the same id the type, name, category, attributes, threshold, notes and rule
     // of `node`. Every change also writes attributes and threshold to the physical node. A type
-    // that no classifier has is refused like any switch of type that is not allowed. So is the
-    // change of a leaf with children to a rule node, since the children have no rules.
+    // that is neither ZE_LEAF nor the type of a classifier is refused like any switch of type that
+    // is not allowed. So is the change of a leaf with children to a rule node, since the children
+    // have no rules.
     void ChangeLogicalNode(const zeLogicalNode& node);
-    // Replaces the root's classifier by one of another type. Nothing happens without a root, and if
-    // it has this type already.
+    // Replaces the root's classifier by one of another type. Nothing happens without a root, or if
+    // the root has this type already.
     // RAISES: 16 "Invalid new root type" for a type that no classifier has; 16 "Cannot change root
     // type" if the root has children.
     void ChangeRootType(int type);
@@ -198,9 +199,10 @@ public:
     // Under any other root it is "None".
     // RAISES: the assertion "sw" if a rule node has no rule classifier.
     void GetAllRules(std::vector<RuleInfo>& rules) const;
-    // Does the same for a node and all nodes below it. `top`: of the node's own rules. Below, an
-    // empty top category is replaced by the name of the node's child on the way. A node that is
-    // reached twice, in a tree that a program has linked to a circle, is looked at once.
+    // Does the same for a node and all nodes below it. `top`: the top category of the node's own
+    // rules. Below, an empty top category is replaced by the name of the node's child on the way. A
+    // node that is reached twice, in a tree that a program has linked to a circle, is looked at
+    // once.
     void RecursiveGetAllRules(const zeLogicalNode& node, Concept top,
                               std::vector<RuleInfo>& rules) const;
     // A function of the caller's language processing, which gives a rule's word the form that bags
@@ -232,10 +234,10 @@ public:
     // Writes the nodes by ascending id. With the id of a node other than the root, which has 1,
     // writes that node and all below it as a tree of its own, with ids of its own.
     void Dump(Hio<HSegment>& io, unsigned int top) const;
-    // Reads nodes and adds them to those that the tree has. The physical tree must have been read.
-    // A node whose physical node is missing gets a new one, which is in no tree. The manager's
-    // version decides the format. Node names that differ from their categories set the manager's 55
-    // compatibility mode.
+    // Reads nodes and adds them to those that the tree has. A node replaces one of the same id. The
+    // physical tree must have been read. A node whose physical node is missing gets a new one,
+    // which is in no tree. The manager's version decides the format. Node names that differ from
+    // their categories set the manager's 55 compatibility mode.
     // RAISES: what the stream raises; qtX<zeManager> 4 "Knowledge tree is damaged". The nodes read
     // before remain.
     void Load(Hio<HSegment>& io);

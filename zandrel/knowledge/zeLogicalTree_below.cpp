@@ -29,8 +29,8 @@ public:
         }
     }
 
-    // Returns whether one of them is the node itself, the parent that it names, or a node further
-    // up in either tree.
+    // Returns true if `node`, the parent that it names, or a node further up in either tree is one
+    // of the collected nodes.
     bool contain_any_of_way_up(const zeLogicalNode& node) const {
         hash_set<unsigned int> seen;
         hash_set<const zeNode*, zePointer_hash> seen_physical;

@@ -122,8 +122,9 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
     manager->m_modified = true;
 }
 
-// One of the two types is ZE_LEAF. Only a classifier without rules takes over the sons of a leaf,
-// or has sons that can move up: a node with rules changes its type only if it has no children.
+// Either the old or the new type is ZE_LEAF. Only a classifier without rules takes over the sons of
+// a leaf, or has sons that can move up: a node with rules changes its type only if it has no
+// children.
 void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
     std::vector<zeLogicalNode*> sons;
     if (type == ZE_LEAF) {

@@ -1,5 +1,5 @@
 // The record of zeLogicalTree: the nodes by ascending id. In records of version 1 a node has no id
-// of its physical node; we find that by its category.  Format: docs/formats/kc.md
+// of its physical node; we find the physical node by its category.  Format: docs/formats/kc.md
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>

@@ -18,8 +18,8 @@
 // 4. Several classifiers know a leaf (LeaveClassifiers, RepairLeaf). Training the root without its
 //    subtree gives its classifier every leaf that is a label of a message, also leaves of
 //    classifiers below. This is no damage as long as the node is a leaf.
-// 5. A node lists a child that its classifier does not know (LeaveClassifier). A file lists a child
-//    without a profile or a rule; or a program called zeNode::add_child.
+// 5. A node lists a child that its classifier does not know (leave_classifier). A file lists a
+//    child without a profile or a rule; or a program called zeNode::add_child.
 // 6. KCE_Delete deletes a node that the parent's classifier still knows, or that still has its own
 //    classifier (Detach): the caller has changed the physical side only in part.
 // 7. The lists of children lead back to a node (Subtree). Only a program can link nodes so, since
@@ -124,8 +124,9 @@ void zeLogicalTree::Detach(const std::vector<zeLogicalNode*>& deleted) {
     LeaveClassifiers(leaving, nullptr);
 }
 
-// Appends `top` and the nodes below it, parents before children, each node once. Nodes in `seen`
-// are left out. Returns false if a node was reached a second time.
+// Appends `top`, and the nodes below it that are not in `seen`: parents before children, each node
+// once. Adds them all to `seen`. Returns false if a list of children names a node that is in `seen`
+// already.
 bool zeLogicalTree::WalkDown(const zeLogicalNode& top, hash_set<unsigned int>& seen,
                              std::vector<zeLogicalNode*>& parents_first) const {
     bool is_tree = true;

@@ -126,7 +126,7 @@ void zeLogicalTree::VerifyCacheSize() const {
 
 void zeLogicalTree::VerifyAdd(const zeLogicalNode& node) const {
     VerifyNodeName(node);
-    // A parent that is about to become a classifier has no other category yet.
+    // A parent that gets a classifier with this edit has no other category yet.
     VerifyCategoryName(node, !WillChangeParentToClassifier(node));
     const zeLogicalNode& parent = GetNode(node.parent);
     if (parent.id == 0) {

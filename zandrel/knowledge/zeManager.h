@@ -125,7 +125,7 @@ public:
     zeDefaults m_defaults;              // copied by each new statistical model
     qtPtrLight<zeLogicalTree> m_logical_tree;
     qtPtrLight<zePhysicalTree> m_physical_tree;
-    qtPtrLight<zeIO> m_io;         // null until the container was read or written
+    qtPtrLight<zeIO> m_io;         // null before reading or writing, and after Release()
     unsigned short m_version = 2;  // of the tree records
     bool m_modified = true;        // has changes that are in no file
     bool m_compact = false;        // can classify but not train

@@ -1,5 +1,5 @@
-// The operations of zeManager on classifiers. A classifier enters the registry in its constructor
-// and its node only afterwards, so a failure in between has to be undone here.
+// The operations of zeManager on classifiers. A classifier enters the registry in its constructor,
+// and its node gets it only afterwards. So a failure in between has to be undone here.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <string>
@@ -14,8 +14,8 @@
 
 namespace {
 
-// An object enters the registry before it is whole. If its construction fails, the objects made so
-// far are destroyed, and the registry must not keep them.
+// An object enters the registry before its construction is complete. If its construction fails, the
+// objects made so far are destroyed, and the registry must not keep them.
 zeClassifier* make_classifier(zeManager& manager, zeNode* node,
                               const zandrel::detail::Classifier_type& type) {
     const unsigned int last_id_before = manager.m_last_object_id;

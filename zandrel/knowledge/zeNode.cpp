@@ -151,7 +151,7 @@ namespace {
 
 // The walk changes no node, but its callers may change the nodes that it gathers. The const_cast is
 // allowed, since the nodes in the tree's table are not const. A tree can be deep, so we use no
-// recursion. Each node is visited once, so a circle in a damaged file ends.
+// recursion. Each node is visited once, so the walk ends even if a damaged file has a circle.
 template <class Take>
 void walk_subtree(const zeNode* top, hash_set<zeNode*, zePointer_hash>& seen, Take&& take) {
     std::vector<zeNode*> waiting = {const_cast<zeNode*>(top)};

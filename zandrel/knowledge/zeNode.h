@@ -15,10 +15,12 @@ struct zeNode;
 
 namespace zandrel::detail {
 
-// The place of each child in a long list of children, so that finding a child needs no search.
+// The index of a long list of children: the place of each child. Finding a child with it takes
+// constant time on average.
 //
-// The list is public and may have changed. So a search first adds the children that were appended,
-// and compares its answer with the list. The index is made again if the list became shorter.
+// The list is public and may have changed. So `find` first enters the children that were appended,
+// and compares a place that it has found with the list. It makes the index again if the list became
+// shorter, or if its first or its last indexed child has changed.
 class ZANDREL_EXPORT Child_places {
 public:
     Child_places();
@@ -69,7 +71,8 @@ struct ZANDREL_EXPORT zeNode {
     // Adds this node and all below it to `nodes`. Does not walk below a node that is in `nodes`
     // already.
     void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const;
-    // Does the same, but adds only nodes that have a classifier, in memory or not.
+    // Adds those nodes of the subtree to `nodes` that have a classifier, in memory or not. Nodes
+    // that are in `nodes` already do not end the walk.
     void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const;
 
     // Two nodes with equal identities are one result. The identity of a leaf is its concept, so two

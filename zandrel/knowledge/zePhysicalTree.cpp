@@ -70,7 +70,8 @@ const std::vector<zeNode*>& zePhysicalTree::GetInnerNodes(const Concept& name) c
     return nodes_of(m_inner_nodes, name);
 }
 
-// A damaged file can have links to nodes that it lacks. Their placeholders keep their ids.
+// A damaged file can have links to nodes that it lacks. They have placeholders in `m_nodes`. No new
+// node gets the id of a placeholder.
 unsigned int zePhysicalTree::NextNodeId() {
     const auto is_of_placeholder = [this](unsigned int id) {
         const auto found = m_nodes.find(id);

@@ -23,7 +23,8 @@ class zeMsg;
 // The tree owns the nodes. The manager's registry owns the classifiers. Erasing a node frees
 // neither its children nor its classifier. Node ids are not used again until `Clear`.
 //
-// Errors: only the assertion of `MakeNode`; operations on absent nodes and classifiers do nothing.
+// Errors: see `MakeNode` and `Load`. Releasing or deleting the classifier of a node that has none
+// does nothing.
 // Threads: one at a time in the whole process, classification included. See zeManager.
 class ZANDREL_EXPORT zePhysicalTree {
 public:
@@ -39,7 +40,8 @@ public:
     const std::vector<zeNode*>& GetLeafNodes(const Concept& category) const;
     // Makes a node with the next id, and its classifier unless the type is ZE_LEAF. The caller
     // links it to its parent and children. If the classifier cannot be made, no node is added.
-    // RAISES: what zeManager::AddClassifier raises.
+    // RAISES: what zeManager::AddClassifier raises; the assertion "pp.second" if a node has the
+    // next id already.
     zeNode* MakeNode(const Concept& name, unsigned int type, unsigned int flags, double threshold);
     // The nodes of this name that are not leaves; an empty list if there is none.
     // VALID UNTIL: such a node is added or removed.
@@ -52,10 +54,11 @@ public:
     // The node's classifier, or null if the node has no classifier. All code gets classifiers by
     // this function, since a classifier may not be in memory.
     zeClassifier* get_classifier(zeNode* node);
-    // Deletes a classifier from memory without writing its changes; the node keeps its id. `io` is
-    // not used.
+    // Deletes the node's classifier from memory without writing its changes. `m_classifier_id` of
+    // the node does not change. `io` is not used.
     void release_classifier(zeNode* node, zeIO* io);
-    // Attaches a classifier, or null, and gives the node its type.
+    // Gives the node a classifier and the type of this classifier; for null, no classifier and the
+    // type ZE_LEAF.
     void set_classifier(zeNode* node, zeClassifier* classifier);
     // Deletes the node's classifier for good and makes the node a leaf without children; nothing
     // happens to a node without a classifier.
@@ -64,9 +67,10 @@ public:
     // is always closed, below a statistical node never.
     bool is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg);
 
-    // Renames a node, and moves a leaf to its new category's list.
+    // Renames a node, and moves it to the list of its new name.
     void SetName(zeNode* node, const Concept& name);
-    // Changes a node's type. A node that becomes a leaf loses NoScore, any other gets it.
+    // Changes a node's type. If the type is new, a node that becomes a leaf loses NoScore, and any
+    // other node gets it.
     void ChangeType(zeNode* node, unsigned int type);
     // Erases a node. Children that it still has lose their parent.
     // REQUIRES: no other node has it as a child, and no classifier has it as its node.
@@ -92,7 +96,7 @@ public:
     void Load(Hio<HSegment>& io);
     // In records of version 1 a reference is a concept. Returns the node that the concept means
     // under a given parent, or null. `parent` may be null. A leaf that had several parents becomes
-    // one node for each parent that asks.
+    // one node for each parent for which this function is called.
     zeNode* ConvertV1(const Concept& category, zeNode* parent);
 
     hash_map<unsigned int, zeNode> m_nodes;  // by id; an element never changes its address

@@ -1,7 +1,7 @@
-// Slots are searched by linear probing. A slot contains the number of a filling. It is free if that
-// is not the present filling. We do not use concept_map here, for two reasons. It keeps the places
-// of erased entries. And to clear it costs time that is linear in the size of its index, which is
-// as large as the largest text so far needed.
+// Slots are searched by linear probing. A slot contains the number of a filling, and is free if
+// this is not the number of the present filling. We do not use concept_map here, for two reasons.
+// It keeps the places of erased entries. And its `clear` frees an index of more than 128 slots, so
+// each text of more than about 96 concepts would allocate the index again.
 #include "zandrel/messages/Concept_weights.h"
 
 #include <algorithm>
@@ -53,8 +53,8 @@ void Concept_weights::erase(const_iterator erased) noexcept {
     m_entries.pop_back();
 }
 
-// Frees a slot. Each later slot of the run is moved into the gap, unless its home is behind the
-// gap.
+// Frees the slot `gap`. Each later slot, up to the next free one, is moved into the gap, unless its
+// home is behind the gap. The slot from which it was moved is the new gap.
 void Concept_weights::close_gap(std::size_t gap) noexcept {
     const std::size_t mask = m_slot_count - 1;
     for (std::size_t slot = next(gap); is_used(slot); slot = next(slot)) {
@@ -91,8 +91,8 @@ void Concept_weights::swap(Concept_weights& other) noexcept {
     std::swap(m_filling, other.m_filling);
 }
 
-// 0 marks a slot that no filling has used. After four billion fillings the numbers run out; we then
-// free all slots and start at 1 again.
+// A slot with the number 0 is free in every filling. After four billion fillings the numbers run
+// out; we then free all slots and start at 1 again.
 void Concept_weights::begin_filling() noexcept {
     if (m_filling == std::numeric_limits<std::uint32_t>::max()) {
         std::fill(m_slots.begin(), m_slots.end(), Slot());

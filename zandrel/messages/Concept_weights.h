@@ -17,13 +17,13 @@ namespace zandrel {
 //
 // The entries are in a dense array in the order in which they were added. If an entry is erased,
 // the last entry moves to its place. A table of slots finds the entries: a slot has the number of
-// an entry, and the number of a filling. It is used only if that is the number of the present
-// filling. So `clear` only begins the next filling, and no slot is written. The next filling starts
-// with as many slots as the last one needed. So the cost of a text depends on its own size, even
-// after a text of a million concepts.
+// an entry, and the number of a filling. The slot is used only if the second number is that of the
+// present filling. So `clear` only begins the next filling, and no slot is written. The next
+// filling starts with as many slots as the last one needed. So the cost of a text depends on its
+// own size, even after a text of a million concepts.
 //
 // An iterator is valid until an entry is added or erased. The order depends on earlier additions
-// and removals, so it must not reach a result.
+// and removals, so it must not affect a result.
 class ZANDREL_EXPORT Concept_weights {
 public:
     using value_type = std::pair<Concept, double>;  // the concept of an entry must not be changed

@@ -1,11 +1,12 @@
-// A bag of a text has some hundred concepts. A comparison of two texts reads two cache lines, and
-// the processor cannot predict its result. So we compare as few texts as possible:
+// Sorts concepts by text. A comparison of two texts reads two cache lines, and the processor cannot
+// predict its result. So we compare as few texts as possible:
 //
 // 1. A key has the first eight bytes of its text as one number. Most comparisons need no more.
-// 2. Before that, keys are divided into 256 buckets by their first byte, and the keys of a large
-//    bucket by their second byte, and so on. Only a bucket of few keys is sorted by comparisons.
+// 2. Before the comparisons, keys are divided into 256 buckets by their first byte, and the keys of
+//    a large bucket by their second byte, and so on. Only a bucket of few keys is sorted by
+//    comparisons.
 //
-// For example, of 400 words some 20 begin with "c" and are sorted by comparing numbers; only for
+// For example, of 400 words about 20 begin with "c" and are sorted by comparing numbers; only for
 // "communication" and "communicate" do we look at the texts.
 #include "zandrel/messages/Text_order.h"
 

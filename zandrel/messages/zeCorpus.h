@@ -62,7 +62,7 @@ public:
     virtual qtPtrLight<zeMsg> get_numbered_msg(int msg_number);
 };
 
-// Functions that make a handle and return its value. They do not check the type: with a handle of
+// Functions that make a handle or return its value. They do not check the type: with a handle of
 // another corpus the behaviour is undefined.
 
 template <class T>

@@ -30,7 +30,8 @@ void zeCorpus_view::set_corpus(zeCorpus* viewed) {
 }
 
 void zeCorpus_view::add_msg(int index) {
-    m_position = -1;  // The message at this position may have been another one.
+    // `m_nodes` may be of an earlier message that had the position of the new one.
+    m_position = -1;
     Msg& added = msgs.emplace_back();
     added.index = index;
     added.cats.reserve(1);

@@ -41,10 +41,11 @@ public:
         qtString value;                     // in text form; see mlMessageConverter::NvpType
         mutable qtPtr<qtString> canonical;  // get_value's cache for language strings; never stored
 
-        // get_number's cache; never stored. It means: the text of these eight bytes is read as
-        // `value`. The first byte is the lowest, and zeros follow the last one. For example, "12"
-        // is 0x3231, with the value 12. Each use compares it with the text, so a changed text is
-        // read again. At first it means that the empty text is read as 0, which is true.
+        // get_number's cache; never stored. `text` is a text of up to eight bytes as a number: the
+        // first byte is the lowest, and zeros follow the last one. `value` is the number that this
+        // text is read as. For example, "12" is 0x3231, with the value 12. Each use compares `text`
+        // with the pair's text, so a changed text is read again. At first the cache has the empty
+        // text, which is read as 0.
         struct Number {
             std::uint64_t text = 0;
             double value = 0.0;
@@ -59,13 +60,13 @@ public:
 
     // Returns the stored text of the first pair of this name, whatever its type, or null if there
     // is no such pair.
-    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: a binary search, whose last
-    // steps compare handles one by one; no allocation.
+    // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: at most a binary search, whose
+    // last steps compare handles one by one; no allocation.
     const qtString* get_raw_value(const Concept& name) const;
     // Returns the value of the first pair of this name as callers should see it: a language string
-    // in its canonical form, the empty text for a list, which has no single value, and otherwise
-    // the stored text. Null if there is no such pair. The canonical form is kept for the next call.
-    // That does not set `changed`, since the form is not stored.
+    // (type 12 or 13) in its canonical form, the empty text for a list of type 1 or 14, which has
+    // no single value, and otherwise the stored text. Null if there is no such pair. The canonical
+    // form is kept for the next call. That does not set `changed`, since the form is not stored.
     // REQUIRES: sorted pairs.  VALID UNTIL: the pairs change.  COST: as get_raw_value, and for a
     // language string an allocation on the first call.
     const qtString* get_value(const Concept& name) const;
@@ -85,17 +86,17 @@ public:
     // RAISES: qtXbase "Invalid NVP type" for any other type.
     // COST: a binary search, and a sort of all pairs for a new name; see zeMsgEdit.
     void add_value(const qtString& name, mlMessageConverter::NvpType type, const qtString& value);
-    // Converts a pair of type 1, which earlier versions wrote, to a packed list. Its bytes already
-    // have that form. It keeps type 1 and loses its value if it has no elements, or if its name
-    // begins with "_SML": that is a bag, which is not kept as text. Other pairs do not change. The
-    // spelling of the name is part of the interface.
+    // Converts a pair of type 1, which earlier versions wrote, to a packed list. The bytes of its
+    // value already have that form. A pair without elements, or with a name that begins with
+    // "_SML", keeps type 1 and loses its value: such a name marks a bag, which is not kept as text.
+    // Pairs of other types do not change. The spelling of the name is part of the interface.
     static void MakeBackwardCompatibile(Nvp& nvp);
 
     // Writes the record that corpora and archives store; see docs/formats/message.md.
     void Dump(Hio<Generic32>& io) const;
     // Reads a record and clears `changed`. Pairs and labels are replaced. A slot that is empty in
-    // the record does not change. A newer record may have more slots than this message, which are
-    // dropped. Pairs are not sorted, since Dump wrote them sorted.
+    // the record does not change. A newer record may have more slots than this message; the bags in
+    // these slots are dropped. Pairs are not sorted, since Dump wrote them sorted.
     // RAISES: the exceptions of the stream; the message is then partly filled.
     void Load(Hio<Generic32>& io);
 

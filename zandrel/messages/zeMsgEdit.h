@@ -20,8 +20,8 @@
 // and zeMsg must not look them up. Without End the message remains in that state.
 //
 // A file may contain several pairs of one name. An edit sees the last one, but zeMsg the first. A
-// file may also contain a tombstone. It is like any other pair until End drops it: Get returns 0
-// with its one value, and Delete returns true.
+// file may also contain a tombstone. Get and Delete treat it like any other pair: Get returns 0
+// with its one value, and Delete returns true. End drops it if a pair was deleted.
 //
 // Errors: raises qtXbase, texts in docs/errors.md; message and edit then have not changed.
 // Threads: as zeMsg.
@@ -36,7 +36,7 @@ public:
 
     // Replaces `values` by the values of the pair, and returns their type; for a packed list, the
     // type of its elements. Returns 0 with no values if there is no such pair, and 1 with no values
-    // for a list without elements.
+    // for a pair that zeMsg::MakeBackwardCompatibile leaves as type 1.
     // RAISES: qtXbase "Invalid nvp value" for a packed list that is damaged; `values` is then
     // empty.
     mlMessageConverter::NvpType Get(const Concept& name, std::vector<qtString>& values);

@@ -52,18 +52,18 @@ public:
 
     // RAISES: qtX<zeSml> 0 "Invalid clipping value" for a negative value.
     static void check_clipping_value(double clip_value);
-    // Returns `weight`, or this bag's ceiling if that is less.
+    // Returns `weight`, or this bag's ceiling if the bag has one that is less.
     double clip_weight(double weight) const noexcept;
     // Appends the feeder's concepts, clipped to this bag's ceiling, and sorts. A bag that is not
     // empty keeps its concepts, so a concept can then be there twice.
-    // COST: n log n comparisons of text.
+    // COST: at most n log n comparisons of text.
     void feed(const zeSml_feeder& feeder);
     // Does the same, and empties the feeder. Moving handles does not access their records, which
     // are spread over the memory.
     void feed(zeSml_feeder&& feeder);
     // Clips all weights to the bag's own ceiling and returns true. Does nothing and returns false
-    // if `clip_value` is 0 or above the bag's ceiling. `clip_value` is used only for this decision:
-    // it does not become the ceiling.
+    // if `clip_value` is 0 or the bag has a ceiling below `clip_value`. `clip_value` is used only
+    // for this decision: it does not become the ceiling.
     bool clip(double clip_value);
     void sort_concepts();
     // REQUIRES: sorted entries.  COST: a binary search.
@@ -83,8 +83,8 @@ public:
     // RAISES: the exceptions of the stream.
     void Load(Hio<Generic32>& io);
 
-    // Returns a bag under a ceiling: the source itself if `clip_value` is 0 or above the source's
-    // own ceiling, otherwise a clipped copy.
+    // Returns a bag under a ceiling: the source itself if `clip_value` is 0 or the source has a
+    // ceiling below `clip_value`, otherwise a clipped copy.
     // REQUIRES: `source` is not null.
     static qtPtrLight<zeSml> get_clipped_sml(const qtPtrLight<zeSml>& source, double clip_value);
 
@@ -100,7 +100,7 @@ private:
     void append_in_text_order(Weights& weights, const Take& take);
 };
 
-// Reads one concept from the stream, without conversion. It exists for Generic32.
+// Reads one concept from the stream, without conversion. Only the instance for Generic32 exists.
 template <class T>
 Concept ReadConcept(Hio<T>& io);
 

@@ -18,10 +18,10 @@ struct zeDefaults;
 // back. The map that was loaded last also has the test switches of the trainers, "PositiveMethod"
 // and "GeomAverage".
 //
-// The file has one option in each line, for example "ClipValue = 2.5 # less". The key ends at the
-// first blank, tab or equals sign. The value begins behind all of these, and ends at "#" or a tab.
-// Both ends of the value are trimmed. Empty lines and lines that begin with "#" are skipped. If a
-// key occurs twice, the later line counts.
+// The file has one option in each line, for example "ClipValue = 2.5 # less". White space at both
+// ends of a line is ignored. The key ends at the first blank, tab or equals sign. The value begins
+// behind all of these, and ends at "#" or a tab. Both ends of the value are trimmed. Empty lines
+// and lines that begin with "#" are skipped. If a key occurs twice, the later line counts.
 //
 // Errors: qtX<zeOptMap>, see each operation.
 class ZANDREL_EXPORT zeOptMap {
@@ -95,11 +95,11 @@ public:
     // Copies the map's settings into the container, unless "UseExtParms" is 0. With `propagate`,
     // also each statistical model of the container gets them.
     // RAISES: 1 without "UseExtParms"; 2 "Invalid Learn Speed Scale: " and the value (arguments:
-    // "LearnSpeedScale", the value). In the second case the settings before this key are already
-    // stored.
+    // "LearnSpeedScale", the value). In the second case the settings that are before this key in
+    // the order of known_keys are already stored.
     void SetKcDefaults(qtPtrLight<zeManager>& manager, bool propagate);
     // Copies `defaults` to each statistical model of the container. The models' matching tables do
-    // not change before the next training. The spelling is part of the interface.
+    // not change before the next zeStat_matcher::feed. The spelling is part of the interface.
     void PropogateChange(qtPtrLight<zeManager>& manager, zeDefaults& defaults);
 
     // Returns the keys of the container's settings, in the order in which they are read and

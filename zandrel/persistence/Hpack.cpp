@@ -168,7 +168,7 @@ void Hpack::ReadHeader() {
     m_is_bad = false;
 }
 
-// All failures to read an index raise the same error.
+// All failures to read an index raise the same error, except std::bad_alloc.
 void Hpack::ReadIndex() {
     bool is_read = false;
     try {

@@ -14,15 +14,16 @@
 #include "zandrel/storage/SegBuf.h"
 
 // A keyed store of blobs in a file or in memory. It is like a record file of 32-bit offsets, but
-// without holes and padding: items are appended, and the index follows the last item. It takes no
-// more bytes than its content. Use it for content that is always read and written as a whole.
+// without holes and padding: items are appended, and the index follows the last item. A package
+// that is written once has no unused bytes. Use it for content that is always read and written as a
+// whole.
 //
-// `Close` writes the index. A new package that was only destroyed has no index, and opening it
-// raises.
+// `Close` writes the index. A new package that is destroyed without `Close` has no index, and
+// opening it raises.
 //
 // Errors: errors of file devices pass through; a buffer raises the same errors. qtX<Hpack> as
-// described below. After an operation other than `GetItem` fails, destroy the package or open it
-// again.
+// described below. After an operation other than `GetItem` and `SeekItem` fails, destroy the
+// package or open it again.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT Hpack {
 public:
@@ -75,7 +76,7 @@ public:
     // Writes an item at an offset, or at the end if `offset` is 0, and enters it into the index. An
     // older item of the same key is no longer in the index, but remains in the file. The bytes at
     // `offset` are overwritten without a check. In a package that is open for changes, the old
-    // index is valid until the new one is written.
+    // index is valid until it is overwritten or the new one is written.
     // RAISES: as SetFileID; HioErr::kBadOffset "Invalid file offset in file " for an offset in the
     // header.
     void AddAtOffset(const qtString& key, const SegBuf& data, unsigned int offset);

@@ -157,7 +157,9 @@ void WriteTo(Place& place) {
     pack.Open(place, 'u');
     SegBuf seal;
     MakeSeal(pack, seal);
-    // The item of the seal has more bytes per key than the index, so it covers the whole index.
+    // The item of the seal has as many bytes for each other item as the old index has, and 32 more.
+    // The old index has at most 24 more, for its head and an older seal. So the item covers the
+    // whole old index.
     pack.AddAtOffset(Kc_seal::kKey, seal, pack.GetIndexOffset());
     pack.Close();
 }

@@ -22,8 +22,9 @@ inline constexpr unsigned short kKcVersion = 2;
 // The key of the manager's record.
 inline constexpr const char* kManagerKey = "__Manager__";
 
-// Returns the nodes from `top` on, which may be null, that have classifiers. They are ordered by
-// the classifiers' object ids, so that the items of a file have the same order in every run.
+// Returns the nodes with classifiers among `top` and the nodes below it. `top` may be null. The
+// nodes are ordered by the classifiers' object ids, so that the items of a file have the same order
+// in every run.
 inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
     hash_set<zeNode*, zePointer_hash> found;
     if (top != nullptr) {

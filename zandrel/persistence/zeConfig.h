@@ -19,7 +19,7 @@
 // library's `rand`, which the whole program uses.
 struct ZANDREL_EXPORT zeConfig {
     // Makes the settings of a new container. Its id is the first result of `rand` after a seed of
-    // the present time in seconds, so two containers that are made within one second have the same
+    // the present time in seconds, so two containers that are made in the same second have the same
     // id.
     zeConfig();
 

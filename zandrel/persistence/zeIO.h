@@ -25,14 +25,13 @@ struct zeNode;
 // Errors: qtX<zeIO> with the numbers and texts of docs/errors.md. Errors of devices, packages,
 // streams and records pass through. An interruption raises qtX<zeWorkflow> 2.
 // - If a file cannot be opened or is not the file of a container, the manager does not change.
-// - If reading fails later, the manager is empty, as after zeManager::Release, since nobody should
-//   take a part for the whole container. It has its earlier settings and is not compact. A value
-//   that we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the
-//   id).
+// - If reading fails later, the manager is empty, as after zeManager::Release, so that a part is
+//   not used as the whole container. It has its earlier settings and is not compact. A value that
+//   we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the id).
 // - If writing fails, the file is not a valid container.
-// The package is closed at the end of each operation, also after an error. A form other than the
-// plain one raises 9 "Cached form of a KC is not available" before anything changes. A buffer
-// always has the plain form, and the mode's form is ignored.
+// The package is closed at the end of each load, dump and copy, also after an error. A form other
+// than AUTO_IO and DIRECT_IO raises 9 "Cached form of a KC is not available" before anything
+// changes. A buffer always has the plain form, and the mode's form is ignored.
 // Threads: one at a time in the whole process.
 class ZANDREL_EXPORT zeIO {
 public:
@@ -65,8 +64,8 @@ public:
     // manager's `m_io` is the same afterwards, also after an error.
     // RAISES: as DumpKC, with number 4 instead of 3; the errors of ConvertEncoding.
     void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter, CTProgress* progress);
-    // Sets or clears the Unicode flag of a closed file. The form and version of this object and of
-    // the manager become the file's.
+    // Sets or clears the Unicode flag of a closed file. The form and version of this object, and
+    // the version of the manager, become the file's.
     void SetUnicodeFlag(const qtString& file, bool flag);
 
     // Returns the limit of the classifier cache; 0 if there is no cache, and so all classifiers are
@@ -82,9 +81,9 @@ public:
     zeBase* LoadObject(unsigned int id, zeNode* node);
 
     zeManager* m_manager;                        // BORROWS
-    Hpack m_pack;                                // the plain file; open only during a load or dump
+    Hpack m_pack;                                // the plain file; open only during an operation
     unsigned int m_io_mode = KcIoMode::AUTO_IO;  // the form in use
-    unsigned int m_version = 0;                  // of the open file
+    unsigned int m_version = 0;                  // of the file that was opened last
     bool m_compact = false;                      // write without statistics for training
     bool m_compact_read = false;                 // the flag of the file that was read
     bool m_read_only = false;                    // changes are not written to the cached file

@@ -59,7 +59,7 @@ public:
         Concept_judge::Judged judged;
         const Concept* known;  // BORROWS
         zeStat_storage::P* P;  // BORROWS: the profile's entry, or null
-        std::uint32_t info;    // its position in the table of all concepts; may be wrong
+        std::uint32_t info;    // position of the concept in the table of all concepts; may be wrong
     };
 
     // Forgets all features. The profile has `own_count` concepts. A capacity below 0 counts as 0.

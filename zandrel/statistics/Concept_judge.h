@@ -53,7 +53,7 @@ public:
             return judged;
         }
 
-        // Returns false if the score certainly does not reach `least`, is 0, or is not a number.
+        // Returns false only if the score is below `least`, is 0, or is not a number.
         //
         // We use that log(x) <= x - 1, and with 1/x for x that -log(x) <= (1 - x) / x. The factor
         // of 1 + 1e-9 covers the rounding of the logarithm and of the bound. The bound multiplies

@@ -25,7 +25,7 @@ namespace zandrel::detail {
 // is less, and the next step ends behind the list, so g is one of the last two.
 //
 // A text that is not in the first list, or that is not in order, comes from the dictionary.
-// BM_LoadFromFile of bench/kc_bench.cpp measures it.
+// BM_LoadFromFile of bench/kc_bench.cpp measures the load of a container.
 //
 // BORROWS: the concepts that are added.
 class Concept_row {

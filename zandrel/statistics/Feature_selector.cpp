@@ -1,4 +1,4 @@
-// How the features of a category are chosen, and how their weights come about.
+// How the features of a category are chosen, and how their weights are computed.
 //
 // The question is for which concepts a category differs from the rest of the model. We take four
 // messages of weight 1 as an example, each with a bag of 10:
@@ -30,8 +30,9 @@
 //        win     0.05   0       0.025    0.025    log 1    =  0       0
 //
 //    "win" was seen once, in sport. That is no evidence: the floor makes its weight 0. "goal" was
-//    seen three times, all in sport, which is. "rose" is a feature that sport lacks: it is offered
-//    from the list of candidates outside, since a concept that is frequent outside has a score too.
+//    seen three times, all in sport, which is evidence. "rose" is a feature that sport lacks: it is
+//    offered from the list of candidates outside, since a concept that is frequent outside has a
+//    score too.
 // 4. The concepts with the greatest scores are kept. With room for 3, sport keeps rose, ball, goal.
 // 5. Scale. A = sum of weight * p_in = 0.811 * 0.35 + 0.405 * 0.15 = 0.3446. B, the same with
 //    p_out, is 0.811 * 0.1 - 0.693 * 0.4 = -0.1962. The weights are multiplied by 2 / (A - B) =

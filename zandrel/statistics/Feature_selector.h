@@ -37,8 +37,9 @@ public:
 
     static constexpr std::size_t kAllCandidates = std::numeric_limits<std::size_t>::max();
 
-    // Makes the lists of candidates from all concepts of the model. Each keeps at least `limit`.
-    // Selecting collects a list again, with a greater limit, if it needs more of it.
+    // Makes the lists of candidates from all concepts of the model. Each list keeps at least
+    // `limit` candidates, if there are so many. `select` collects a list again, with a greater
+    // limit, if it needs more candidates of the list.
     void collect_candidates(std::size_t limit);
 
     // Computes a profile's additive term and its list of weights.
@@ -49,10 +50,10 @@ public:
     // The same value for a rare concept.
     static double value_of_rare(const zeStat_storage::Concept_info& info);
 
-    // All candidates, in one list, if the setting UseNewZC is on.
+    // All candidates, in one list, if the setting UseNewZC or the positive method is on.
     Outside_candidates m_all;
-    // The candidates, in two lists, if the setting UseNewZC is off. A concept is rare if its rate
-    // is less than the rate of a concept that was seen once.
+    // The candidates, in two lists, if neither of them is on. A concept is rare if its rate is less
+    // than the rate of a concept that was seen once.
     Outside_candidates m_regular;
     Outside_candidates m_rare;
 

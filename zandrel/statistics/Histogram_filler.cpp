@@ -1,8 +1,8 @@
 // How messages are entered in the histograms.
 //
-// Each message is entered in the histogram of each category, so what one entry costs counts: for
-// 1,000 categories and 50,000 messages there are 50 million of them in a training. Four things
-// make an entry cheap:
+// Each message is entered in the histogram of each category, so the cost of one entry matters: for
+// 1,000 categories and 50,000 messages there are 50 million of them in a training. Four things make
+// an entry cheap:
 //
 // - What scoring reads of the profiles is copied to arrays once. The profiles themselves are too
 //   large for the cache.
@@ -145,7 +145,7 @@ void Histogram_filler::add_sums(const Clipped_bag& bag) {
     }
 }
 
-// Returns the row as an array, or null if the row has too few profiles.
+// Returns the row as an array, or null if the row has too few profiles or is not in order.
 const float* Histogram_filler::full_row(Match_table::const_iterator row) {
     // An element of a full row takes a third of the time of a pair with an index, and less memory.
     // So a full row is worth it if at least half of the profiles have a pair.

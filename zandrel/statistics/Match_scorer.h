@@ -88,8 +88,8 @@ public:
         return {profile.m_M, squashed(profile.m_M)};
     }
 
-    // The order of the tests matters: a category that covers the whole model scores 1 without a
-    // look at the bag, while an empty bag scores 0 even in a model of one profile.
+    // The order of the tests matters: the rules for a score of 0 come first. So an empty bag scores
+    // 0 even in a model of one profile, which otherwise scores 1 without a look at the sum.
     double score(int iprofile, double sum) const {
         const zeStat_storage::Profile& profile = m_storage.profile(iprofile);
         if (m_scores_nothing || is_inactive(profile)) {

@@ -60,8 +60,8 @@ public:
     Match_table(const Match_table&) = delete;
     Match_table& operator=(const Match_table&) = delete;
 
-    // Replaces the table by the profiles' lists of weights, which stay. An error leaves an empty
-    // table.
+    // Replaces the table by the profiles' lists of weights, which do not change. An error leaves an
+    // empty table.
     // COST: two passes over the weights, with one look-up for each concept, or for each weight if
     // the positions of infos are not known.
     void compile(const std::vector<std::unique_ptr<zeStat_storage::Profile>>& profiles);

@@ -25,15 +25,15 @@ namespace zandrel::detail {
 // without sorting the rest. For example, of 100,000 candidates the first 256 are found by one pass
 // that compares values, and only these are sorted.
 //
-// In a model of a million concepts, the list of all candidates has 16 MB. So we keep only some
+// In a model of a million concepts, the list of all candidates takes 16 MB. So we keep only some
 // thousands, and collect again, with a greater limit, when a profile needs more. For example, with
 // a limit of 1,000 we keep all candidates until there are 2,000. Then we leave out the last 1,000
 // in the order. From then on we take only candidates that come before the last of the remaining
 // ones.
 //
 // A candidate's judgement depends only on the message weight of the profile that lacks it. So
-// judgements are kept for up to 32 such weights. In a model of 1,000 categories with 50 texts each,
-// there are about 40 different weights.
+// judgements are kept for up to 32 such weights. For example, a model of 1,000 categories with
+// about 50 texts each has about 40 different weights, so most judgements are used again.
 class Outside_candidates {
 public:
     using Info_iterator = zeStat_storage::Concept_infos::iterator;
@@ -93,7 +93,7 @@ public:
     void order(std::size_t count);
 
     // The judgements of candidates for the profile of `judge`, by rank.
-    // VALID UNTIL: it is called for a profile of another message weight.
+    // VALID UNTIL: `judgements` is called for a profile of another message weight.
     class Judgements {
     public:
         // Returns the judgement of the candidate of a rank. It does not move in memory.

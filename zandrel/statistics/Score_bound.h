@@ -100,7 +100,7 @@ public:
           m_msg_count(storage.m_num_msgs),
           m_corrects(storage.m_use_likelihood_in_match && storage.m_use_train_likelihood) {}
 
-    // Returns the bound. The score of the profile with this sum is less than it by 1e-9 at least.
+    // Returns the bound. The score of the profile with this sum is at least 1e-9 below the bound.
     // REQUIRES: the model has more than one profile.
     double of(const zeStat_storage::Profile& profile, double sum) const noexcept {
         // The value is computed as for the exact score, to the last bit. Another way would round

@@ -1,9 +1,10 @@
 // Setting: one row of the table of settings, Setting_table::kRows in zeStat_storage.h.
 //
 // A setting of the models has four places: a field of zeDefaults, a flag of zeSetDefaults, a member
-// of zeStat_storage, and a key of options files. A setting of the container only has a field of
-// zeConfig and a key. A row names these places once. All code that copies, reads, writes or checks
-// settings is a loop over rows. For example, the row
+// of zeStat_storage, and a key of options files. A setting of the container has only two: a field
+// of zeConfig and a key. A row names these places once. All code that copies, reads, writes or
+// checks settings is a loop over rows, except that zeConfig reads and writes its own record. For
+// example, the row
 //
 //     of_models<&D::profile_size, &F::profile_size, &M::m_profile_size>("ProfileSize")
 //         .through<&M::set_profile_size>()

@@ -22,7 +22,7 @@ namespace zandrel::detail {
 // For example, the table has "soup", "goal" and "price" at the positions 0, 1 and 2, so their ranks
 // are 2, 0 and 1. A profile with "soup" at its position 0 and "price" at its position 1 has the
 // keys (2, 0) and (1, 1), which are sorted as numbers: position 1 comes first. BM_SaveToBuffer of
-// bench/kc_bench.cpp measures it.
+// bench/kc_bench.cpp measures the save of a container.
 template <class Value>
 class Text_ranks {
 public:

@@ -21,8 +21,8 @@ namespace {
 
 const Trace_file s_trace_file("zeStat_diet_learner.cpp");
 
-// The most sub-bulks of a batch that has fewer messages than this. Further ones would be empty, and
-// a bag with a huge weight could ask for billions.
+// A batch that has fewer messages than this is divided into at most this many sub-bulks. Further
+// ones would be empty, and a bag with a huge weight could ask for billions.
 constexpr int kMostEmptySubBulks = 10000;
 
 // Converts to an integer: drops the fraction, and limits the value to the range of the type.

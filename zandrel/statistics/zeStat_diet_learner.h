@@ -57,8 +57,8 @@ public:
     // selection more.
     void learn(zeCorpus_view& view, bool first);
 
-    // Categories. None of the three functions changes other profiles. `clear_cat` and `delete_cat`
-    // return false and change nothing for a category without a profile.
+    // Categories. None of the three functions changes the counts of other profiles. `clear_cat` and
+    // `delete_cat` return false and change nothing for a category without a profile.
 
     // Takes the category's influence out of the totals and empties its profile. With
     // `remove_concepts`, also subtracts its weights from the table of all concepts.
@@ -132,7 +132,7 @@ private:
     int count_sub_bulks(zeCorpus_view& view);
     void train_bulk(zeCorpus_view& view);
     bool counts(const Profile& profile, bool all_junk) const;
-    std::optional<Sizes> measure_sizes() const;  // null if the sizes are 0: nothing is cut then
+    std::optional<Sizes> measure_sizes() const;  // empty if the sizes are 0: nothing is cut then
     double average_size(const Sizes& sizes) const;
     double limit_of(const Profile& profile, double average) const;
     double cut_to_limits(const Sizes& sizes);

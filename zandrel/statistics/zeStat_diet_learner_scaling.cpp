@@ -154,7 +154,7 @@ double zeStat_diet_learner::average_size(const Sizes& sizes) const {
     return g_use_geom_average ? geom_average : arithm_average;
 }
 
-// The limit follows `m_msg_weight`, the category's size, which is never cut. See step 2.
+// The limit follows `m_msg_weight`, the category's size, which no limit cuts. See step 2.
 double zeStat_diet_learner::limit_of(const Profile& profile, double average) const {
     const double Mp = profile.m_msg_weight;
     const double R = m_storage->m_average_Rlimit;

@@ -275,9 +275,9 @@ const float* zeStat_matcher::find_weight(const Concept& wanted, int iprofile) co
 //    - 0.99 * (w * 0.8730 + (1 - w) * 0.8) + 0.01 * 0.9191 = 0.8253. The last addend keeps two
 //      different raw scores different where a table is flat.
 //
-// Some scores need no sum. An empty bag scores 0, and so does a category without messages or with
-// fewer than the Activation settings require. Otherwise a category that has all messages of the
-// model, or is its only one, scores 1.
+// Some scores need no sum. An empty bag scores 0. A category scores 0 if it has no messages, or if
+// the Activation settings require more messages in it, outside it or in the model. Otherwise a
+// category that has all messages of the model, or is its only one, scores 1.
 double zeStat_matcher::adjust_match_value(zeSml& sml, int& iprofile) {
     const double sum = std::exchange(m_storage->profile(iprofile).m_match_value, 0.0);
     return scorer_for(sml.m_total_weight).score(iprofile, sum);

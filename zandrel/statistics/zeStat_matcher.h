@@ -43,7 +43,8 @@ struct Rest_score;
 // Errors: qtX<zeStat_matcher>, texts in docs/errors.md, and the exceptions of the manager's
 // interruption.
 // Threads: one at a time in the whole process. The steps of a score and `classify_concepts` write
-// to the profiles' accumulators; classifying does so only where one is not 0. All count concepts.
+// to the profiles' accumulators; classifying does so only where one is not 0. Explaining, training
+// and loading copy concepts, which the whole process shares.
 class ZANDREL_EXPORT zeStat_matcher : public zeClassifier {
 public:
     // One entry of the table.
@@ -67,7 +68,8 @@ public:
     // Writes the table, its concepts in the order of their texts, and the storage as a separate
     // object.  REQUIRES: the manager has a zeIO.
     void Dump(Hio<HSegment>& io) const override;
-    // Reads the record from behind the node on, and the storage.
+    // Reads the rest of the record, after the node, which the caller has read. Then reads the
+    // storage.
     // RAISES: the exceptions of the stream and of the storage; the assertion "m_storage" if the
     // object is not a storage; qtX<zeIO> 12 "Damaged item: " and a field (argument: the id) for a
     // pair whose profile is not in the model or whose weight is not finite.
@@ -100,8 +102,9 @@ public:
     // REQUIRES: sums of this matcher, and no change of the matcher or its storage since `sum_up`.
     void add_answers(const Sums& sums, zeResult_set& results, double node_score,
                      bool use_thresholds) const;
-    // Adds only the categories that may be the best, as `classify` does without thresholds. The
-    // score of each other category is less than the best score by 1e-9 at least.
+    // Adds categories as `classify` does without thresholds, but only those that may have the best
+    // score. The score of a category that is left out for this reason is at least 1e-9 below the
+    // best score.
     // REQUIRES: as `add_answers`, and likelihood tables with values from 0 to 1. Training makes
     // only such tables, and a model with other tables is refused when it is read.
     void add_best_answers(const Sums& sums, zeResult_set& results) const;

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The category's name in quotes, as in texts of errors, which are cut to 1023 bytes.
+// The category's name in quotes, for the texts of errors.
 qtString quoted(const zeNode& cat) {
     return qtString("\"") + cat.m_concept.c_str() + "\"";
 }

@@ -74,7 +74,8 @@ struct ZANDREL_EXPORT zeSetDefaults {
 // index must not be used after a deletion. The index that equals the number of profiles is the end
 // value: there is no such profile.
 //
-// Errors: none of its own; an index out of range is undefined.
+// Errors: those of `Dump`, `Load` and `complete`, and of functions that call `complete`. An index
+// out of range is undefined.
 // Threads: one at a time in the whole process. Even classification writes to the model, if an
 // `m_match_value` is not 0.
 class ZANDREL_EXPORT zeStat_storage : public zeBase {
@@ -217,7 +218,7 @@ public:
     void clear();
     // Forgets the training and keeps the categories.
     void create_skeleton();
-    // Empties one profile. The table of all concepts keeps the weights that it added.
+    // Empties one profile. The table of all concepts keeps the weights that the profile added.
     void clear_profile(int& iprofile);
     // Gives a histogram its bins, all zero, if it has another number of bins: a compact record has
     // no bins.
@@ -235,17 +236,18 @@ public:
     // Settings.
 
     // Copies each value of `defaults` whose flag is set. Then, whatever the flags, it raises
-    // MaxRlimit to AverageRlimit, and after that AverageRlimit to the value in `defaults`.
+    // MaxRlimit to AverageRlimit if it is less, and after that AverageRlimit to the value in
+    // `defaults` if it is less.
     void set_defaults(zeDefaults& defaults, zeSetDefaults& flags);
     // Returns the model's own settings.
     zeDefaults settings() const;
-    // It has an effect at the next selection.
+    // The size has an effect at the next selection.
     void set_profile_size(int size);
     // If the value changes, the ages become 0, and the histograms lose their bins or get bins of 0.
     // The tables do not change.
     void set_use_train_likelihood(bool use);
-    // Divides every histogram into the new number of bins. Its totals do not change. A value below
-    // 1 is ignored.
+    // Gives every histogram `resolution` fine bins for each bin of the table. The totals of a
+    // histogram do not change. A value below 1 is ignored.
     void set_likelihood_histogram_resolution(int resolution);
 
     // Replaces the categories' nodes by the map. A node that is not in the map becomes null, and is
@@ -324,9 +326,10 @@ private:
 
 namespace zandrel {
 
-// A setting is in four places: a field of zeDefaults, a flag of zeSetDefaults, a member of
-// zeStat_storage and a key of options files. This is the one table that connects them, in the order
-// of the fields of zeDefaults and then of zeConfig. See Setting.h for the parts of a row.
+// A setting of the models is in four places: a field of zeDefaults, a flag of zeSetDefaults, a
+// member of zeStat_storage and a key of options files. A setting of the container is in two: a
+// field of zeConfig and a key. This is the one table that connects them, in the order of the fields
+// of zeDefaults and then of zeConfig. See Setting.h for the parts of a row.
 struct Setting_table {
     using D = zeDefaults;
     using C = zeConfig;
@@ -356,7 +359,7 @@ struct Setting_table {
             .through<&M::set_profile_size>().within(1, kGreatestInt),
         of_models<&D::min_Ps_size, &F::min_Ps_size, &M::m_min_Ps_size>("MinPsSize"),
         of_models<&D::max_Ps_size, &F::max_Ps_size, &M::m_max_Ps_size>("MaxPsSize"),
-        // The record has one byte for it.
+        // The record has one byte for this setting.
         of_models<&D::P_life_expectancy, &F::P_life_expectancy, &M::m_P_life_expectancy>("PLifeExpectancy")
             .within(0, 255),
         of_models<&D::delete_P_factor, &F::delete_P_factor, &M::m_delete_P_factor>("DeletePFactor"),
@@ -372,10 +375,10 @@ struct Setting_table {
             .read_as(Setting_kind::integer).within(1, kGreatestInt),
         of_models<&D::max_Rlimit, &F::max_Rlimit, &M::m_max_Rlimit>("MaxRlimit")
             .read_as(Setting_kind::integer).within(1, kGreatestInt),
-        // With 0 a bag of keywords would count for nothing.
+        // With 0 every bag of keywords would be skipped.
         of_models<&D::keywords_frequency, &F::keywords_frequency, &M::m_keywords_frequency>("KeywordsFrequency")
             .read_as(Setting_kind::integer).within(1, kGreatestInt),
-        // The bag in slot 0 has a weight that nothing reads, and so no key.
+        // Training does not use the weight of the bag in slot 0, so the weight has no key.
         weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 0>("MainSmlWeight")
             .without_key(),
         weight_of_models<&D::sml_weights, &F::sml_weights, &M::m_sml_weights, 1>("KeywordsSmlWeight"),

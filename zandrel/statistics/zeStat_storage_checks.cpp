@@ -151,8 +151,8 @@ void zeStat_storage::require_sound() const {
 void zeStat_storage::require_sound_histograms() const {
     for (int iprofile = 0; iprofile < profile_count(); ++iprofile) {
         // If the number of bins is a multiple of 30, it is 30 times the resolution of the model
-        // that wrote it. If they differ, the resolution is damaged, and training would allocate by
-        // it.
+        // that wrote it. If this model has another resolution, its resolution is damaged, and
+        // training would allocate by it.
         const std::size_t bin_count = profile(iprofile).m_bins.size();
         if (bin_count != 0 && bin_count % Zandrel::LIKELIHOOD_SIZE == 0 &&
             bin_count != fine_bin_count()) {
@@ -201,8 +201,8 @@ void zeStat_storage::require_possible_numbers() const {
     check.end(has_signed_settings());
 }
 
-// The first part of the same check, before the training data are read. Here a single odd weight is
-// not yet refused: there may be another one in the training data.
+// The first part of require_possible_numbers, before the training data are read. Here a single odd
+// weight is not yet refused: there may be another one in the training data.
 void zeStat_storage::require_possible_heads() const {
     Number_check check(m_id);
     check_settings(*this, check);
@@ -212,8 +212,8 @@ void zeStat_storage::require_possible_heads() const {
     }
 }
 
-// The second part of the same check, when the training data are read. Settings and accumulators are
-// not checked again: they may have changed since the record was read.
+// The second part of require_possible_numbers, when the training data are read. Settings and
+// accumulators are not checked again: they may have changed since the record was read.
 void zeStat_storage::require_possible_kept() const {
     Number_check check(m_id);
     check_totals(*this, check);

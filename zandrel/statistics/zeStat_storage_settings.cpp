@@ -1,5 +1,6 @@
 // How zeStat_storage takes its settings from a container. The static assertions check the table of
-// settings: each field, flag and member is in one row, and each list names every row once.
+// settings: each field, flag and member is in one row, and the order of `set_defaults` names every
+// setting of the models once.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>

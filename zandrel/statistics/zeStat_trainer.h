@@ -18,10 +18,10 @@ class zeStat_matcher;
 
 // Trains a model in two stages. Counting adds each concept of a message's clipped bag, as a share
 // of the message's weight, to the table of all concepts and to the profile of each category of the
-// message. It is reversible. Feature selection then compares, for each category, every concept's
-// rate inside with its rate outside. It keeps the concepts with the greatest difference, and scales
-// their weights: a typical message of the category gets the value +1, and a typical other message
-// -1.
+// message. Counting is reversible. Feature selection then compares, for each category, every
+// concept's rate inside with its rate outside. It keeps the concepts with the greatest scores. With
+// UseNormalization it scales their weights: a typical message of the category gets the value +1,
+// and a typical other message -1.
 //
 // The likelihood pass measures how probable a category is at each score: messages are scored by
 // models without them, and histograms of their scores become the likelihood tables. Bootstrap
@@ -33,8 +33,8 @@ class zeStat_matcher;
 // model then has counted a part of the messages, or has no selected weights. If a likelihood pass
 // or a bootstrap is interrupted, the storage has the settings of the pass, and may lack the
 // messages of a slice: the model is damaged and has to be trained again.
-// Threads: one at a time in the whole process. Besides the concepts, the orders below read
-// process-wide state.
+// Threads: one at a time in the whole process. Besides the concepts, the process shares `s_storage`
+// and g_use_positive_method.
 class ZANDREL_EXPORT zeStat_trainer {
 public:
     using Concept_infos = zeStat_storage::Concept_infos;
@@ -143,7 +143,7 @@ public:
 
     // The confidence in a concept by its number of messages, from 0 to 10 in steps of 0.01.
     static std::array<double, 1001> F_C;
-    static zeStat_storage* s_storage;  // the orders above read it; set just before each sort
+    static zeStat_storage* s_storage;  // the orders above read it; set when a selection begins
 
 private:
     using Candidates = std::vector<Concept_infos::iterator>;

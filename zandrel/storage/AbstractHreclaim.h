@@ -12,19 +12,20 @@
 // A key, its blob and 12 bytes are together less than 2 GiB. Only the owner knows the meaning of
 // keys and blobs.
 //
-// The index is in memory while the file is open. Only `WriteIndex` and `Close` write it to the
-// file. If bit 0 of the header's state is set, the index in the file may be stale (out of date).
-// The first change after a WriteIndex sets the bit in the file before it returns, and WriteIndex
-// clears it. No operation reads the bit; owners check it after they have opened the file. The
-// destructor does not write the index, so the bit remains set if the object is destroyed after a
-// change.
+// The index is in memory while the file is open. Only `WriteIndex`, `Close`, and `Open` for a new
+// file write it to the file. If bit 0 of the header's state is set, the index in the file may be
+// stale (out of date). The first change after a WriteIndex sets the bit in the file before it
+// returns, and WriteIndex clears it. No operation fails because of the bit; owners check it after
+// they have opened the file. The destructor does not write the index, so the bit remains set if the
+// object is destroyed after a change.
 //
 // When an operation that changes the file returns, its bytes have been passed to the system.
 //
 // Errors: raises qtX<AbstractHreclaim>. The first argument is the file's name, the second the key,
 // if there is one. Errors of the device (qtX<HioErr>) and std::bad_alloc pass through. If a change
-// fails, the file may contain a part of it, and the object must be destroyed without `Close`: after
-// a failed write the device ignores all later writes silently.
+// fails, nothing is changed where this is written below. Otherwise the file may contain a part of
+// the change, and the object must be destroyed without `Close`: after a failed write the device
+// ignores all later writes silently.
 // Threads: one at a time in the whole process. The file is not locked; two processes that write to
 // it damage it.
 // Format: docs/formats/record_file.md
@@ -48,7 +49,7 @@ public:
     // Opens the file of this name. With `create`, makes an empty one if there is none. Returns
     // true if it made one. After an error no file is open; a new file that is only partly written
     // remains.
-    // REQUIRES: no file is open. Otherwise that file is closed without writing its index.
+    // REQUIRES: no file is open. Otherwise the open file is closed without writing its index.
     // RAISES: kMissingFile "File does not exist: "; kWrongFormat "Input file is not in expected
     // format: "; kUnreadableIndex "Cannot read index".
     virtual bool Open(const qtString& name, bool create, bool read_only) = 0;
@@ -60,12 +61,13 @@ public:
     // RAISES: kWrongKey "Missing key in index: "; with a damaged file "Key points to invalid item:
     // " and "Key points to wrong item: ".
     virtual void GetItem(const qtString& key, SegBuf& data) = 0;
-    // Stores the bytes from 0 to `size` of `data` under the key, and replaces its old blob, if any.
+    // Stores the first `size` bytes of `data` under the key, and replaces its old blob, if any.
     // RAISES: kRecordTooLarge "Record size size limit exceeded" if key, blob and 12 bytes are 2 GiB
     // or more, and then nothing is changed; kWrongKey "Key points to invalid item: ".
     virtual void AddItem(const qtString& key, const SegBuf& data) = 0;
     // Moves a blob to another key, and replaces the old blob of that key, if any. The blob is read
     // and written again.
+    // RAISES: as GetItem, DeleteItem and AddItem.
     virtual void RenameItem(const qtString& from, const qtString& to) = 0;
     // RAISES: kWrongKey "Key does not exist: ", and then nothing is changed; "Key points to invalid
     // item: ".
@@ -91,9 +93,10 @@ public:
     virtual unsigned int GetIndexSize() const = 0;
     // Appends all keys in their order.
     virtual void GetIndex(std::vector<qtString>& keys) const = 0;
-    // Marks all items that the index does not name as holes in the file, for owners that upgrade a
+    // Marks the items that the index does not name as holes in the file, for owners that upgrade a
     // file of version 1. The lists of holes, the index and the state do not change, so the space is
-    // not used again. Items with keys of more than 128 bytes are not recognised.
+    // not used again. Items with keys of more than 128 bytes, and items whose block is not
+    // completely in the file, are not marked.
     // COST: reads the whole file.
     virtual void MarkDeleted602Records() = 0;
 };

@@ -8,8 +8,8 @@ namespace zandrel::detail {
 
 // The device has one buffer, in which it gathers written bytes or reads ahead. The C library does
 // not buffer the stream, since it would read a page for each seek, even before a write. After a
-// read, `position` is inside the bytes that were read ahead, or at their end. After a write, the
-// gathered bytes are just before `position`.
+// read from the buffer, `position` is inside the bytes that were read ahead, or at their end. After
+// a write, the gathered bytes are just before `position`.
 //
 // For example, if 1,024 bytes were read ahead from 2000 on and 100 of them were read, `filled` is
 // 1024, `taken` is 100 and `position` is 2100. If 30 bytes were written at 2000, `filled` is 30 and

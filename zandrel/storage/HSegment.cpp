@@ -1,5 +1,5 @@
-// The general ways of HSegment, for bytes that cross a segment or are not in one yet. The fast
-// ways, for bytes in one allocated segment, are in the header.
+// The general ways of HSegment, for bytes that continue in another segment or are not in one yet.
+// The fast ways, for bytes in one allocated segment, are in the header.
 //
 // Each general way copies run by run, as SegBuf::Locate gives them. For example, a write of 10
 // bytes at 16355, to a SegBuf with one full segment of 16360 bytes:
@@ -96,7 +96,7 @@ void HSegment::ReadRuns(char* bytes, unsigned int byte_count) {
     if (byte_count == 0) {
         return;
     }
-    // There is no content so far behind, and the sum below must not overflow to a small position.
+    // No content can end there, and the sum below must not overflow to a small position.
     if (byte_count > SegBuf::kLargestSize - m_buffer.offset) {
         throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
     }

@@ -74,7 +74,8 @@ public:
     SegBuf& buffer() noexcept { return m_buffer; }
 
 private:
-    // Write and Read for bytes in more than one segment. They copy run by run.
+    // Write and Read for bytes that are not in one allocated segment, and for all errors. They copy
+    // run by run.
     void WriteRuns(const char* bytes, unsigned int byte_count);
     void ReadRuns(char* bytes, unsigned int byte_count);
 

@@ -125,8 +125,8 @@ void Hbuffer::FailToWrite(const qtString& text) {
     HioErr::Raise(HioErr::kWriteFailed, text, name);
 }
 
-// Overwrites existing bytes and appends the others. Insert appends without zeroing first, as resize
-// would. A gap between the end and the position is zeroed.
+// Overwrites existing bytes and appends the others. We append with `insert`, since `resize` would
+// first set the new bytes to zero. A gap between the end and the position is filled with zeros.
 void Hbuffer::Put(const char* bytes, unsigned int byte_count) {
     std::vector<char>& content = m_buffer->bytes;
     const auto start = static_cast<std::size_t>(m_position);

@@ -49,7 +49,7 @@ private:
     [[noreturn]] void FailToWrite(const qtString& text);
     void Put(const char* bytes, unsigned int byte_count);
 
-    qtPtr<qtBuffer> m_buffer;  // null when none is open
+    qtPtr<qtBuffer> m_buffer;  // null when no buffer is open
     int m_position = 0;
     bool m_is_readable = false;
 };

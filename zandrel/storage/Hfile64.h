@@ -12,13 +12,13 @@
 // A device with one open file, or none. It has neither a base nor virtual operations, so that a
 // stream can call it directly. Other devices under Hreclaim have the same operations and fields.
 //
-// Reading and writing may alternate freely. Writes are buffered until `Flush`, `Close` or a seek to
-// another place.
+// Reading and writing may alternate freely. Writes are buffered until the buffer is full, or until
+// `Flush`, `Close`, a read or a seek to another place.
 //
-// Errors: raises qtX<HioErr>. After a failed write, the buffered bytes are lost, `failed` is set,
-// and all later writes are silently ignored, so that cleaning up raises no second error. The owner
-// must then close or destroy the device. After other errors it can still be used; the position is
-// unspecified after a failed read.
+// Errors: raises qtX<HioErr>. After a failed write, the buffered bytes may be lost, `failed` is
+// set, and all later writes are silently ignored, so that cleaning up raises no second error. The
+// owner must then close or destroy the device. After other errors it can still be used; the
+// position is unspecified after a failed read.
 // Threads: one at a time in the whole process. The file is not locked. Nobody else may write to it.
 class ZANDREL_EXPORT Hfile64 {
 public:
@@ -49,13 +49,13 @@ public:
     // RAISES: kWriteFailed "File is not open for writing" or "Write error in file ".
     void Write(char* bytes, unsigned int byte_count);
     // Sets how many bytes the next read from the system takes into the buffer, at most 16,384. A
-    // caller that knows how many bytes it will read before the next seek calls it after a seek. It
-    // saves copying, and changes no result.
+    // caller that knows how many bytes it will read before the next seek calls this function after
+    // a seek. It saves copying, and changes no result.
     void ReadAhead(unsigned int byte_count) noexcept;
 
     // Raises "Read error in file " if fewer than `byte_count` bytes are left in the file. Readers
     // call it before they allocate memory for a length that they have read.
-    // COST: the first call for an open file moves to the end and back.
+    // COST: the first call for an open file may move to the end and back.
     void RequireBytes(std::uint64_t byte_count);
     // Raises "Write error in file " and sets `failed` if the end of the file, moved by
     // `byte_count`, would not fit the type of positions. This does not happen with 64-bit
@@ -66,8 +66,8 @@ public:
     // RAISES: kWriteFailed "Write error in file ".
     void Flush();
     // Closes the file, if one is open, and sets `read_only`.
-    // RAISES: kCloseFailed "Close error in file ", unless `failed` is set. The file is closed also
-    // then.
+    // RAISES: kCloseFailed "Close error in file ", unless `failed` is set. After an error the file
+    // is closed too.
     void Close();
 
     std::FILE* file = nullptr;  // owned; null when no file is open

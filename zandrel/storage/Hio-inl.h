@@ -8,8 +8,9 @@
 
 namespace zandrel::detail {
 
-// The smallest packed size of a container's entry: its numbers, and the counts of its strings. For
-// example, a pair of two empty strings has 8 bytes.
+// The smallest packed size of a container's entry, key or value: its numbers, and the counts of its
+// strings. For example, a pair of two empty strings has 8 bytes. It is 0 for a type that is in no
+// container.
 template <class Entry>
 inline constexpr unsigned int kLeastSize = 0;
 template <>

@@ -1,5 +1,5 @@
-// Hio: the typed stream, which writes and reads numbers, strings and containers in the form that
-// all our files have. The bodies for strings and containers are in Hio-inl.h.
+// Hio: the typed stream, which writes and reads numbers, strings and containers in the wire form.
+// The bodies for strings and containers are in Hio-inl.h.
 // Format: docs/formats/wire.md
 #ifndef ZANDREL_STORAGE_HIO_H_
 #define ZANDREL_STORAGE_HIO_H_
@@ -29,12 +29,13 @@ class qtTimeDate;
 namespace zandrel::detail {
 
 // Converts the count of a string or container to the type in which it is written.
-// RAISES: qtxSegBuf "SegBuf is full" if it does not fit 32 bits, which no record could contain.
+// RAISES: qtxSegBuf "SegBuf is full" if it does not fit 32 bits, since no record can contain so
+// much.
 ZANDREL_EXPORT unsigned int CheckedCount(std::size_t count);
 
-// The integers that << must refuse, since C++ would otherwise convert them to another type with
-// another size: `bool` and characters are raw bytes, and `long` has 4 or 8 bytes, depending on the
-// machine.
+// The integers that << must refuse. It has no form for them, and C++ could convert them to a type
+// of another size. For example, `bool` and characters are written as raw bytes, and `long` has 4 or
+// 8 bytes, depending on the machine.
 template <class T>
 concept WithoutForm =
     std::integral<T> && !std::same_as<T, unsigned short> && !std::same_as<T, unsigned int> &&
@@ -186,7 +187,7 @@ public:
     }
 
     qtPtrLight<T> device;
-    char scratch[8] = {};  // the packed bytes of one number
+    char scratch[8] = {};  // the packed bytes of one number or moment
     Converter converter = nullptr;
     void* converter_context = nullptr;  // BORROWS; passed to `converter`
     qtString converted;                 // the last result of `converter`

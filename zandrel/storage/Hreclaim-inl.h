@@ -54,8 +54,8 @@
 //
 // If the process ends before WriteIndex, the index in the file is stale: in the last but one
 // drawing it has no keys, and any index from an earlier WriteIndex may name blocks that are holes
-// now or contain another item. Bit 0 is still set, so the owner sees it after Open and refuses the
-// file. GetItem finds some of these cases itself, by the item's tag and key. One case is not
+// now or contain another item. Bit 0 is still set, so the owner can see it after Open and refuse
+// the file. GetItem finds some of these cases itself, by the item's tag and key. One case is not
 // detected: the process ends during the first change, when some or all of its bytes are written but
 // bit 0 is not set. An item overwritten in place may then be half old and half new.
 #ifndef ZANDREL_STORAGE_HRECLAIM_INL_H_
@@ -418,7 +418,7 @@ void Hreclaim<F>::WriteIdentity() {
     io << file_version;
 }
 
-// Goes to the keys in the index block and returns their number.
+// Moves behind the tag and the number of keys in the index block, and returns this number.
 template <class F>
 unsigned int Hreclaim<F>::ReadIndexHead() {
     unsigned int tag = 0;
@@ -497,12 +497,12 @@ void Hreclaim<F>::RaiseKeyError(const char* what, const qtString& key) const {
     throw qtX<AbstractHreclaim>(kWrongKey, qtString(what).append(key.view()), {FileName(), key});
 }
 
-// Returns the data length of the item at an offset. Only the length of its key is compared.
+// Returns the data length of the item at an offset. Of the item's key, only the length is compared.
 template <class F>
 unsigned int Hreclaim<F>::ReadDataLength(const qtString& key, Offset offset) {
     SeekTo(offset);
-    // A replacement or a deletion needs only tag, lengths and key. The device would read 1,024
-    // bytes by itself, and copy about 1,000 of them for nothing.
+    // A replacement or a deletion needs only tag, lengths and key. Without this call the device
+    // would read 1,024 bytes, and copy about 1,000 of them needlessly.
     // Another device may lack ReadAhead, so we call it only if it exists.
     if constexpr (requires { io.device->ReadAhead(0U); }) {
         io.device->ReadAhead(zandrel::detail::kItemOverhead +
@@ -578,8 +578,8 @@ void Hreclaim<F>::FreeBlock(unsigned int slot, Offset offset) {
     blocks.push_back(offset);
 }
 
-// Every change ends with this: it flushes the change, and then sets bit 0 of the state in the file,
-// unless an earlier change has set it.
+// Every change of an item ends with this function: it flushes the change, and then sets bit 0 of
+// the state in the file, unless an earlier change has set it.
 template <class F>
 void Hreclaim<F>::MarkChanged() {
     io.device->Flush();
@@ -656,8 +656,8 @@ std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) 
     return 1;
 }
 
-// Reads what looks like an item; the stream is behind the key length. Writes a hole's tag over it
-// if the index does not name it and its whole block is in the file. Returns as ScanBlock.
+// Reads a possible item; the stream is behind the key length. Writes a hole's tag over the item if
+// the index does not name it and its whole block is in the file. Returns the same as ScanBlock.
 template <class F>
 std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_length,
                                     std::uint64_t end) {
@@ -667,7 +667,8 @@ std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_len
     unsigned int data_length = 0;
     io >> data_length;
     const std::uint64_t total = zandrel::detail::ItemSize(key_length, data_length);
-    // A larger item cannot exist, and GetSlot would raise. A large file passes the first test.
+    // A larger item cannot exist, and GetSlot would raise. In a file of more than 2 GiB the first
+    // condition does not exclude such a length.
     if (position + total > end || total > std::numeric_limits<int>::max()) {
         return 1;
     }

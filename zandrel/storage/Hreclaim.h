@@ -22,11 +22,11 @@
 // A record file whose device is of type `F`: Hfile64 for corpora and the classifier cache, Hfile32
 // for archives. Both behave alike.
 //
-// Blocks have sizes of powers of two. A freed block is used again only for an item that needs a
-// block of the same size; the last freed block is used first. Blocks are never split or joined. So
-// finding a block is fast, but up to half of the file is padding. An item that is written into a
-// used block is not padded: the old bytes behind it remain. Hreclaim-inl.h explains blocks, holes
-// and index with an example.
+// Blocks have sizes of powers of two. A freed block is used again only for an item or an index that
+// needs a block of the same size; the last freed block is used first. Blocks are never split or
+// joined. So finding a block is fast, but up to half of the file is padding. An item that is
+// written into a used block is not padded: the old bytes behind it remain. Hreclaim-inl.h explains
+// blocks, holes and index with an example.
 //
 // A device of your own needs the operations and fields of Hfile64, except `file`. Its type
 // `Offset`, `long long` or `unsigned int`, selects the format, and its positions have the signed
@@ -67,10 +67,11 @@ public:
     void GetIndex(std::vector<qtString>& keys) const override;
     void MarkDeleted602Records() override;
 
-    // The steps of the operations above. They change neither `dirty` nor `state`.
+    // The steps of the operations above. Only ReadMagic changes `state`, and only ReadIndex changes
+    // `dirty`.
 
-    // Writes an item at an offset, or at the end of the file if that is 0, and enters it into the
-    // index.
+    // Writes an item at `offset`, or at the end of the file if `offset` is 0, and enters the item
+    // into the index.
     void AddAtOffset(const qtString& key, const SegBuf& data, Offset offset);
     // Finds the offset of a key's item and its data length. Both are 0 for an unknown key. Only the
     // length of the key in the file is compared.
@@ -92,7 +93,7 @@ public:
     // Reads the index block.
     // REQUIRES: `index` and `holes` are empty.
     void ReadIndex();
-    // Returns the exact size of the next index block without padding.
+    // Returns the exact size of an index block with the present keys and holes, without padding.
     // COST: linear in the number of keys.
     // RAISES: kRecordTooLarge if it is 2^31 or more.
     unsigned int GetIndexSpace() const;

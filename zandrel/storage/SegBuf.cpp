@@ -14,8 +14,8 @@
 // `size` never shrinks, except when an HSegment is opened with 'w'. Then the segments remain, with
 // their bytes.
 //
-// A caller gets at the bytes by Locate, one run at a time. A run ends with its segment, so reading
-// the bytes from 16000 to 33000 takes three calls:
+// A caller accesses the bytes through Locate, one run at a time. A run ends with its segment, so
+// reading the bytes from 16000 to 33000 takes three calls:
 //
 //   Locate(16000, 33000)   segments[0] + 16000   360 bytes
 //   Locate(16360, 33000)   segments[1]         16360 bytes

@@ -45,12 +45,13 @@ private:
 // function that builds or parses the record.
 //
 // Byte `i` is in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by whole
-// segments. Nothing is moved or freed before the SegBuf is destroyed, so pointers into it remain
-// valid. New segments are zeroed, so that the bytes behind the content are the same in every run. A
-// record cannot shrink. SegBuf.cpp explains this with an example.
+// segments. Nothing is moved or freed before the SegBuf is destroyed or assigned, so pointers into
+// it remain valid. The bytes of a new segment that are not written are zero, so that the bytes
+// behind the content are the same in every run. A record cannot shrink; only an HSegment of mode
+// 'w' empties it. SegBuf.cpp explains this with an example.
 //
-// The fields are public, since this is a plain structure. Only the device changes them; all others
-// only read them.
+// The fields are public, since this is a plain structure. Only HSegment and Record_reader change
+// them; all others only read them.
 //
 // Errors: raises qtxSegBuf; the object is then as before.
 // Threads: one at a time in the whole process.

@@ -268,7 +268,7 @@ private:
     }
 
     // Reads from the file at `position`. Returns the number of bytes, which is smaller at the end
-    // of the file. A pipe's stream then remembers the end, so we clear this mark.
+    // of the file or after an error. A pipe's stream then remembers the end, so we clear this mark.
     unsigned int ReadStream(char* bytes, unsigned int byte_count) {
         if (HasPlaces()) {
             const ssize_t done =
@@ -346,8 +346,9 @@ private:
 
     bool HasPlaces() const noexcept { return m_place.descriptor >= 0; }
 
-    // Moves and empties the buffer. A position inside the file needs no system call. Only the
-    // system can say if a position behind the end is possible.
+    // Moves the stream and empties the buffer. The caller stores the new position. A position
+    // inside the file needs no system call. Only the system can say if a position behind the end is
+    // possible.
     bool MoveTo(long long position, int origin) {
         const bool is_inside =
             HasPlaces() && origin == SEEK_SET && position >= 0 && position <= m_place.size;

@@ -33,7 +33,7 @@ bool ReadsItemTag(Hio<T>& io) {
     return tag == kItemTag;
 }
 
-// Reads a key. Returns true if it equals `key`. If its length differs, only the length is read.
+// Reads a key. Returns true if it equals `key`. If it has another length, only the length is read.
 template <class T>
 bool ReadsKey(Hio<T>& io, const qtString& key) {
     const unsigned int length = io.ReadCount(1);

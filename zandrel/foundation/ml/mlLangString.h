@@ -15,7 +15,8 @@ public:
     // The empty text.
     mlLangString() = default;
 
-    // Makes the language string of a value's text form. It may contain any bytes, also zero bytes.
+    // Makes the language string of a value's text form. `text` may contain any bytes, also zero
+    // bytes.
     static mlLangString BuildFromCString(const qtString& text);
 
     // VALID UNTIL: this is changed or destroyed.

@@ -26,7 +26,7 @@ public:
         kStringList = 3,       //
         kInteger = 4,          // a whole number in decimal
         kIntegerList = 5,      //
-        kDouble = 6,           // a number with a decimal point
+        kDouble = 6,           // a floating-point number in decimal
         kDoubleList = 7,       //
         kBoolean = 8,          // "1" or "0"
         kBooleanList = 9,      //
