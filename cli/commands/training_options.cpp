@@ -2,19 +2,13 @@
 // assignments are applied after the file.
 #include "cli/commands/training_options.h"
 
-#include <cerrno>
-#include <sstream>
 #include <string>
-#include <utility>
 
 #include <CLI/CLI.hpp>
-
-#include "zandrel/knowledge/zeManager.h"
 
 #include "cli/commands/option_checks.h"
 #include "cli/data/Data_input.h"
 #include "cli/data/Label_groups.h"
-#include "cli/errors.h"
 #include "cli/kc/Tree_file.h"
 #include "cli/text/print_warning.h"
 
@@ -23,25 +17,6 @@ namespace cli {
 namespace {
 
 constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./auto"
-
-// Adds the tree to a container that is then discarded, so that an error of the tree is reported
-// before the work that takes long.
-Tree_source read_tree_file(const std::string& file) {
-    Data_input input(file);
-    std::ostringstream text;
-    errno = 0;
-    if (input.stream().peek() != std::istream::traits_type::eof()) {
-        text << input.stream().rdbuf();
-    }
-    if (input.stream().bad()) {
-        throw Input_error(input.name(), reason_of_failure());
-    }
-    Tree_source tree = {std::move(text).str(), input.name()};
-    std::istringstream lines(tree.text);
-    zeManager discarded;
-    load_tree_text(lines, tree.name, discarded);
-    return tree;
-}
 
 }  // namespace
 
@@ -90,7 +65,8 @@ Model_options model_options(Training_words& words) {
     }
     options.suggests_groups = words.tree_file == kSuggestedTree;
     if (!words.tree_file.empty() && !options.suggests_groups) {
-        options.tree = read_tree_file(words.tree_file);
+        // An error of the tree is reported before the work that takes long.
+        options.tree = {read_tree_text(words.tree_file), input_name(words.tree_file)};
     }
     return options;
 }

@@ -4,6 +4,7 @@
 
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -209,12 +210,13 @@ struct Dump_words {
 
 void dump_tree(const Dump_words& words) {
     Long_work work;
+    std::ostringstream text;
     std::size_t changed_count = 0;
     view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        write_text(words.output_file,
-                   [&manager](std::ostream& out) { write_tree_text(*manager, out); });
+        write_tree_text(*manager, text);
         changed_count = changed_node_count(*manager);
     });
+    write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
     if (changed_count > 0) {
         work.warn("tabs and line breaks in names or rules are written as blanks: " +
                   std::to_string(changed_count) + (changed_count == 1 ? " node" : " nodes"));

@@ -22,7 +22,7 @@ struct Labelled_text {
     std::string keywords = {};        // of lines with four columns; may be empty
     std::size_t line = 0;             // its number in the file, from 1; 0 if it is not from a file
     std::vector<Pair> pairs = {};     // rules read them; each name once
-    std::size_t file = 0;  // index of its file among the data files that are divided together
+    std::size_t file = 0;  // index of its file among the data files that are used together
 };
 
 // The columns of a data line after its labels.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -108,8 +109,8 @@ void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
 }
 
 // With a progress object that names the fold. Only the first fold prints the hint and the note
-// about suggested groups: the other folds would repeat them.
-Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts& moved,
+// about suggested groups and the findings in a tree: the other folds would repeat them.
+Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts&& moved,
                          Quality& all) {
     if (fold > 0) {
         options.warn = {};
@@ -120,6 +121,21 @@ Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_tex
     Fold_progress progress(*options.progress, fold, options.fold_count);
     options.progress = &progress;
     return evaluate_texts(options, moved.others, moved.of_fold, &all);
+}
+
+// `of_others`: indexes among the texts of all folds except `fold`. Adds the indexes that these
+// texts have among all texts.
+void add_indexes(const std::vector<std::size_t>& of_others, const std::vector<std::size_t>& folds,
+                 std::size_t fold, std::set<std::size_t>& of_all) {
+    std::vector<std::size_t> others;
+    for (std::size_t i = 0; i < folds.size(); ++i) {
+        if (folds[i] != fold) {
+            others.push_back(i);
+        }
+    }
+    for (const std::size_t index : of_others) {
+        of_all.insert(others[index]);
+    }
 }
 
 void add_cost(const Phase& cost, Phase& sum) {
@@ -135,6 +151,7 @@ void add_fold(Evaluation evaluation, Cross_validation& result) {
     add_cost(evaluation.classifying, result.all.classifying);
     evaluation.assignments.categories.clear();
     evaluation.metrics.confusions.clear();
+    evaluation.blocked_texts.clear();
     result.folds.push_back(std::move(evaluation));
 }
 
@@ -150,10 +167,16 @@ Cross_validation cross_validate(const Evaluation_options& options) {
     warn_of_folds(options, data, folds);
     result.all.training.emplace();
     Quality all(options.threshold, {});
+    std::set<std::size_t> blocked;
     for (std::size_t fold = 0; fold < options.fold_count; ++fold) {
         Progress(options.progress).check_interrupt();
-        Moved_texts moved(data.texts, folds, fold);
-        add_fold(evaluate_fold(options, fold, moved, all), result);
+        Evaluation evaluation =
+            evaluate_fold(options, fold, Moved_texts(data.texts, folds, fold), all);
+        add_indexes(evaluation.blocked_texts, folds, fold, blocked);
+        if (fold == 1) {  // the first two models together have got all texts
+            warn_of_blocked(options, data.texts, {blocked.begin(), blocked.end()});
+        }
+        add_fold(std::move(evaluation), result);
     }
     all.put_into(result.all);
     result.all.peak_memory_bytes = peak_memory_bytes();

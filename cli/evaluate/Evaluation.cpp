@@ -56,6 +56,8 @@
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/Text_sources.h"
+#include "cli/model/Tree_warnings.h"
 #include "cli/model/Worker_pool.h"
 #include "cli/model/leave_to_exit.h"
 #include "cli/suggest/Tree_suggestion.h"
@@ -241,20 +243,14 @@ private:
     Quality& m_quality;
 };
 
-// Calls `work`, and gives an unknown label the file and line of its text. `files`: of the texts.
-template <class Work>
-void with_source(const std::vector<std::string>& files, const Texts& texts, const Work& work) {
-    try {
-        work();
-    } catch (const Unknown_label& error) {
-        const Labelled_text& text = texts[error.index];
-        throw Data_error(input_name(files[text.file]), text.line, error.reason);
+void warn_of_tree(const Evaluation_options& options, const Text_model& model, const Texts& learned,
+                  const Texts& others) {
+    if (!options.warn || options.model.tree.text.empty()) {
+        return;
     }
-}
-
-std::vector<std::string> training_files(const Evaluation_options& options) {
-    return options.data_files.empty() ? std::vector<std::string>{options.train_file}
-                                      : options.data_files;
+    for (const std::string& warning : tree_warnings(model, learned, others)) {
+        options.warn(warning);
+    }
 }
 
 // The cost of the training includes that of a search for groups.
@@ -267,10 +263,11 @@ std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Tex
         options.model, texts, options.bootstraps, options.progress, options.warn));
     timer.stop();
     result.training->cpu_seconds = timer.seconds();
-    with_source(training_files(options), texts, [&] {
+    Text_sources(training_names(options), texts).locate_errors([&] {
         measure(*result.training, *model,
                 [&] { model->start(texts, options.bootstraps, options.progress); });
     });
+    result.blocked_texts = model->blocked_texts();
     return model;
 }
 
@@ -366,7 +363,12 @@ std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& da
                                      Evaluation& result) {
     if (options.kc_file.empty()) {
         warn_of_data(options, data, {});
-        return trained_model(options, data.to_train, result);
+        std::unique_ptr<Text_model> model = trained_model(options, data.to_train, result);
+        warn_of_blocked(options, data.to_train, result.blocked_texts);
+        const Texts none;  // a text that is held out shows that its label is used
+        warn_of_tree(options, *model, data.to_train,
+                     options.data_files.empty() ? none : data.to_classify);
+        return model;
     }
     std::unique_ptr<Text_model> model = loaded_model(options, result);
     warn_of_data(options, data, model->labels());
@@ -374,6 +376,26 @@ std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& da
 }
 
 }  // namespace
+
+std::vector<std::string> training_names(const Evaluation_options& options) {
+    if (options.data_files.empty()) {
+        return {input_name(options.train_file)};
+    }
+    std::vector<std::string> names;
+    for (const std::string& file : options.data_files) {
+        names.push_back(input_name(file));
+    }
+    return names;
+}
+
+void warn_of_blocked(const Evaluation_options& options, const Texts& texts,
+                     const std::vector<std::size_t>& blocked) {
+    const std::string warning =
+        blocked_texts_warning(Text_sources(training_names(options), texts), blocked);
+    if (options.warn && !warning.empty()) {
+        options.warn(warning);
+    }
+}
 
 std::size_t peak_memory_bytes() {
     rusage usage = {};
@@ -385,6 +407,7 @@ Evaluation evaluate_texts(const Evaluation_options& options, Texts& to_train,
                           const Texts& to_classify, Quality* all) {
     Evaluation result;
     const std::unique_ptr<Text_model> model = trained_model(options, to_train, result);
+    warn_of_tree(options, *model, to_train, to_classify);
     measure_quality(options, to_classify, *model, all, result);
     return result;
 }
@@ -398,7 +421,8 @@ Evaluation evaluate(const Evaluation_options& options) {
     Text_model& model = *made;
     measure_quality(options, data.to_classify, model, nullptr, result);
     if (!data.to_learn.empty()) {
-        with_source({*options.learn_file}, data.to_learn, [&] {
+        const Text_sources learned({input_name(*options.learn_file)}, data.to_learn);
+        learned.locate_errors([&] {
             result.learning = learn_in_bulks(data.to_learn, options.bulk_size, data.to_classify,
                                              model, options.progress);
         });

@@ -47,8 +47,8 @@ struct Evaluation_options {
     std::optional<std::string> text_to_explain;
     Model_options model;
     CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
-    // Gets the warnings about probable mistakes in the data (evaluation_warnings), before the long
-    // work. May be empty.
+    // Gets the warnings about probable mistakes in the data (evaluation_warnings) before the long
+    // work, and about those in a tree after the training. May be empty.
     std::function<void(const std::string&)> warn = {};
 };
 
@@ -80,6 +80,8 @@ struct Evaluation {
     std::vector<Learning_step> learning;         // before the first bulk and after each, if any
     Skipped_lines skipped;                       // of all files
     std::optional<Explanation> explanation;
+    // See Text_model::blocked_texts. Indexes of the texts that were trained here, ascending.
+    std::vector<std::size_t> blocked_texts;
     std::size_t peak_memory_bytes = 0;  // of the process, with the texts of the files
 };
 
@@ -95,10 +97,19 @@ Evaluation evaluate(const Evaluation_options& options);
 
 // Trains a model on some texts, classifies others, and frees the model. `all`: collects the results
 // of several calls; may be null. `to_train`: a search for groups moves the texts, and puts them
-// back. The result has no `peak_memory_bytes`.
-// RAISES: qtX<zeWorkflow> 2; what Text_model::train raises.
+// back. The result has no `peak_memory_bytes`. Warns of a given tree, but not of blocked texts.
+// RAISES: qtX<zeWorkflow> 2; Data_error with file and line for a label that no leaf of a given tree
+// has; what Text_model::train raises.
 Evaluation evaluate_texts(const Evaluation_options& options, std::vector<Labelled_text>& to_train,
                           const std::vector<Labelled_text>& to_classify, Quality* all);
+
+// The names of the files of the training texts, for messages.
+std::vector<std::string> training_names(const Evaluation_options& options);
+
+// Warns of the texts with these indexes if there are any: rules of the tree keep them from their
+// labels.
+void warn_of_blocked(const Evaluation_options& options, const std::vector<Labelled_text>& texts,
+                     const std::vector<std::size_t>& blocked);
 
 // Of this process, so far.
 std::size_t peak_memory_bytes();

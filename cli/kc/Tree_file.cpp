@@ -59,6 +59,20 @@ private:
     std::size_t m_inner_end_count = 0;  // CRs without LF so far
 };
 
+// `keep`: called with each line that has been accepted.
+template <class Keep>
+void load_lines(std::istream& input, const std::string& name, zeManager& manager,
+                const Keep& keep) {
+    Tree_loader loader(name, manager);
+    for_each_line(input, name, [&](std::string_view line, std::size_t number) {
+        loader.take(line, number);
+        keep(line);
+    });
+    if (manager.m_logical_tree->nodes.empty()) {
+        throw Data_error(name, "no node");
+    }
+}
+
 bool has_white_space(const qtString& text) {
     const std::string_view bytes = text.view();
     return std::any_of(bytes.begin(), bytes.end(),
@@ -80,18 +94,25 @@ std::string counted(std::size_t count, const char* one, const char* several) {
 }  // namespace
 
 void load_tree_text(std::istream& input, const std::string& name, zeManager& manager) {
-    Tree_loader loader(name, manager);
-    for_each_line(input, name, [&loader](std::string_view line, std::size_t number) {
-        loader.take(line, number);
-    });
-    if (manager.m_logical_tree->nodes.empty()) {
-        throw Data_error(name, "no node");
-    }
+    load_lines(input, name, manager, [](std::string_view /*line*/) {});
 }
 
 void load_tree_file(const std::string& file, zeManager& manager) {
     Data_input input(file);
     load_tree_text(input.stream(), input.name(), manager);
+}
+
+// The nodes of a discarded container check each line before we keep it. So a small compressed file
+// cannot unpack to a text without bound.
+std::string read_tree_text(const std::string& file) {
+    Data_input input(file);
+    zeManager discarded;
+    std::string text;
+    load_lines(input.stream(), input.name(), discarded, [&text](std::string_view line) {
+        text.append(line);
+        text += '\n';
+    });
+    return text;
 }
 
 void write_tree_text(const zeManager& manager, std::ostream& out) {

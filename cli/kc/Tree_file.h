@@ -12,13 +12,19 @@ class zeManager;
 namespace cli {
 
 // Adds the nodes of a file to a container without nodes. "-" is standard input. The rule "default"
-// is accepted. A byte order mark is skipped. docs/formats/tree.md describes the form.
+// is accepted. A byte order mark is skipped. A file that gzip or zstd has compressed is unpacked.
+// docs/formats/tree.md describes the form.
 // RAISES: Input_error; Data_error "FILE:LINE: message" for the first line that is refused, where
-// empty lines count and CR LF is one line end; Data_error "FILE: message" for a file without nodes.
-// The container then has the nodes of the lines before.
+// empty lines count and CR LF is one line end; Data_error "FILE: message" for a file without nodes,
+// and for damage in a compressed file. The container then has the nodes of the lines before.
 void load_tree_file(const std::string& file, zeManager& manager);
 // The same for a stream. `name`: of the file, for messages.
 void load_tree_text(std::istream& input, const std::string& name, zeManager& manager);
+
+// Returns the lines of a file, without empty lines and byte order mark, as a text that
+// load_tree_text accepts. At most one line more than it accepts is in memory.
+// RAISES: as load_tree_file.
+std::string read_tree_text(const std::string& file);
 
 // Writes the tree of a container. The caller looks at the state of `out` for errors.
 void write_tree_text(const zeManager& manager, std::ostream& out);

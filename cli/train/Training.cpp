@@ -43,6 +43,8 @@
 #include "cli/kc/Target_file.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/Text_sources.h"
+#include "cli/model/Tree_warnings.h"
 #include "cli/model/leave_to_exit.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
@@ -128,72 +130,31 @@ void warn_of_data(const Options& options, const std::vector<Data_file>& files) {
     }
 }
 
-// Where the texts of a joined list come from.
-class Sources {
-public:
-    explicit Sources(const std::vector<Data_file>& files) {
-        for (const Data_file& file : files) {
-            m_parts.push_back({file.name, file.texts.size()});
-        }
+std::vector<std::string> names_of(const std::vector<Data_file>& files) {
+    std::vector<std::string> names;
+    for (const Data_file& file : files) {
+        names.push_back(file.name);
     }
-
-    // REQUIRES: `index` is below the number of texts.
-    const std::string& name_of(std::size_t index) const {
-        auto part = m_parts.begin();
-        for (; index >= part->second; ++part) {
-            index -= part->second;
-        }
-        return part->first;
-    }
-
-private:
-    std::vector<std::pair<std::string, std::size_t>> m_parts;  // name and number of texts
-};
-
-// Calls `train`, and gives an unknown label the file and line of its text.
-template <class Train>
-void train_texts(const Sources& sources, const Texts& texts, const Train& train) {
-    try {
-        train();
-    } catch (const Unknown_label& error) {
-        throw Data_error(sources.name_of(error.index), texts[error.index].line, error.reason);
-    }
+    return names;
 }
 
 void warn_of_blocked(const std::function<void(const std::string&)>& warn, const Text_model& model,
-                     const Sources& sources, const Texts& texts) {
-    const std::vector<std::size_t>& blocked = model.blocked_texts();
-    if (!warn || blocked.empty()) {
-        return;
+                     const Text_sources& sources) {
+    const std::string warning = blocked_texts_warning(sources, model.blocked_texts());
+    if (warn && !warning.empty()) {
+        warn(warning);
     }
-    const Labelled_text& first = texts[blocked.front()];
-    warn("the rules of the tree block " + grouped(blocked.size()) + " of " + grouped(texts.size()) +
-         (texts.size() == 1 ? " text" : " texts") +
-         " from their labels, so nothing learns them; the first is " +
-         shown_file(sources.name_of(blocked.front())) + ":" + std::to_string(first.line) +
-         " with the label \"" + shown_value(first.labels.front()) + "\"");
 }
 
-// Probable mistakes in a tree that was written by hand: rules that never find a word, and leaves
-// with labels that the data do not have.
-void warn_of_tree(const Training_options& options, const Text_model& model, const Texts& texts) {
-    constexpr std::size_t kMostNamed = 5;
-    const std::string warning = model.warning_of_rules();
-    if (options.warn && !warning.empty()) {
-        options.warn(warning);
-    }
-    std::vector<std::string> labels = model.labels_without(texts);
-    if (!options.warn || labels.empty()) {
+void warn_of_tree(const Training_options& options, const Text_model& model,
+                  const Text_sources& sources) {
+    warn_of_blocked(options.warn, model, sources);
+    if (!options.warn) {
         return;
     }
-    const std::size_t count = labels.size();
-    labels.resize(std::min(count, kMostNamed));
-    for (std::string& label : labels) {
-        label = "\"" + shown_value(label) + "\"";
+    for (const std::string& warning : tree_warnings(model, sources.texts())) {
+        options.warn(warning);
     }
-    options.warn((count == 1 ? "a label of the tree has no text: "
-                             : grouped(count) + " labels of the tree have no text: ") +
-                 short_list(labels, count));
 }
 
 // Moves the texts of all files into one list.
@@ -201,6 +162,7 @@ Texts joined(std::vector<Data_file>& files) {
     Texts texts = std::move(files.front().texts);
     for (std::size_t i = 1; i < files.size(); ++i) {
         for (Labelled_text& text : files[i].texts) {
+            text.file = i;
             texts.push_back(std::move(text));
         }
         files[i].texts.clear();
@@ -286,16 +248,15 @@ Training_summary train_new_kc(const Training_options& options) {
     std::vector<Data_file> files =
         read_data(options, training_columns(options.bootstraps), summary.skipped);
     warn_of_data(options, files);
-    const Sources sources(files);
     Texts texts = joined(files);
+    const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
     Text_model model(with_suggested_groups(options.model, texts, options.bootstraps,
                                            options.progress, options.warn));
-    train_texts(sources, texts,
-                [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
+    sources.locate_errors(
+        [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
     if (!options.model.tree.text.empty()) {
-        warn_of_blocked(options.warn, model, sources, texts);
-        warn_of_tree(options, model, texts);
+        warn_of_tree(options, model, sources);
     }
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
@@ -318,14 +279,13 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     std::vector<Data_file> files =
         read_data(options, training_columns(options.bootstraps), summary.skipped);
     warn_of_data(options, files);
-    const Sources sources(files);
     Texts texts = joined(files);
+    const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
-    train_texts(sources, texts, [&] {
+    sources.locate_errors([&] {
         model->train_again_and_empty(texts, options.bootstraps, options.kc_file, options.progress);
     });
-    warn_of_blocked(options.warn, *model, sources, texts);
-    warn_of_tree(options, *model, texts);
+    warn_of_tree(options, *model, sources);
     write_model(lock, *model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     leave_to_exit(model->manager());
@@ -351,11 +311,11 @@ Training_summary learn_into_kc(const Learning_options& options) {
     for (const Data_file& file : files) {
         settle_labels(file, options.adds_categories, *model);
     }
-    const Sources sources(files);
     Texts texts = joined(files);
+    const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
     model->learn_and_empty(texts, options.progress, warning_of(options, *model));
-    warn_of_blocked(options.warn, *model, sources, texts);
+    warn_of_blocked(options.warn, *model, sources);
     write_model(lock, *model, false, options.progress, summary);
     summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;

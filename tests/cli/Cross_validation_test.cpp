@@ -272,6 +272,140 @@ TEST_F(CrossValidationTest, InterruptionEndsTheWork) {
     EXPECT_THROW(Validate("a\tx\na\tx\n"), qtX<zeWorkflow>);
 }
 
+// desk (rules): shop with delivery and returns if the text has the word "shop", otherwise other
+const char* const kDeskTree =
+    "+\t[Rule]\t[NoScore]\t[]\t[desk]\t[]\n"
+    "++\t[Stat]\t[NoScore]\t[]\t[shop]\t[\"shop\"]\n"
+    "+++\t[Leaf]\t[Score]\t[]\t[delivery]\t[]\n"
+    "+++\t[Leaf]\t[Score]\t[]\t[returns]\t[]\n"
+    "++\t[Leaf]\t[Score]\t[]\t[other]\t[default]\n";
+
+class TreeCrossValidationTest : public CrossValidationTest {
+protected:
+    TreeCrossValidationTest() {
+        m_options.model.tree = {kDeskTree, "desk.tree"};
+        m_options.warn = [this](const std::string& text) {
+            if (text.find("of the tree") != std::string::npos) {
+                m_warnings.push_back(text);
+            }
+        };
+    }
+
+    // Returns the error of cross_validate or evaluate.
+    template <class Work>
+    std::string ErrorOf(const Work& work) {
+        try {
+            work(m_options);
+        } catch (const Data_error& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
+    std::vector<std::string> m_warnings;  // about the tree
+};
+
+// The second line is empty, so payment is first in line 10 of its file. Three texts of the label
+// cannot all be in one of two folds, or in a held-out half.
+TEST_F(TreeCrossValidationTest, LabelWithoutALeafIsNamedWithFileAndLineAfterTheDivision) {
+    const std::string good = "delivery\tshop parcel\n\n" + many(7, "other\thello\n");
+    const std::string bad = good + many(3, "payment\tshop bill\n") + good;
+    const std::string message =
+        ": label \"payment\" has no leaf in desk.tree; add a leaf for it there, or remove the text";
+    const std::string first = m_folder.write("first.tsv", good);
+    const std::string second = m_folder.write("second.tsv", bad);
+    m_options.held_out_share = 0.5;
+    for (m_options.seed = 1; m_options.seed <= 5; ++m_options.seed) {
+        for (const std::vector<std::string>& files :
+             {std::vector<std::string>{second}, {first, second}, {second, first}}) {
+            m_options.data_files = files;
+            for (const std::string& error :
+                 {ErrorOf(cross_validate),
+                  ErrorOf([](const auto& options) { evaluate(options); })}) {
+                EXPECT_THAT(error,
+                            testing::AnyOf(second + ":10" + message, second + ":11" + message,
+                                           second + ":12" + message));
+            }
+        }
+    }
+}
+
+// The model of the first or second fold gets the only text of the label, which is number 10 in the
+// second file.
+TEST_F(TreeCrossValidationTest, OnlyTextOfALabelWithoutALeafIsNamed) {
+    m_options.data_files = {
+        m_folder.write("first.tsv", many(5, "other\thello\n")),
+        m_folder.write("second.tsv", many(9, "other\thello\n") + "payment\tshop bill\n")};
+    m_options.fold_count = 15;
+
+    EXPECT_THAT(ErrorOf(cross_validate),
+                StartsWith(m_options.data_files[1] + ":10: label \"payment\" has no leaf"));
+}
+
+TEST_F(TreeCrossValidationTest, BlockedTextsOfAllFoldsAreWarnedOfOnce) {
+    m_options.data_files = {
+        m_folder.write("first.tsv", many(4, "delivery\tshop parcel\nreturns\tshop jacket\n")),
+        m_folder.write("second.tsv", "other\thello\nother\tshop\nreturns\tjacket\nother\thi\n")};
+    for (m_options.fold_count = 2; m_options.fold_count <= 4; ++m_options.fold_count) {
+        m_warnings.clear();
+        cross_validate(m_options);
+
+        EXPECT_THAT(m_warnings,
+                    ElementsAre("the rules of the tree block 2 of 12 texts from their labels, so "
+                                "nothing learns them; the first is " +
+                                m_options.data_files[1] + ":2 with the label \"other\""));
+    }
+}
+
+// The only text of returns is in one fold, so one model gets no text of the label.
+TEST_F(TreeCrossValidationTest, LabelsWithoutATextInAnyFoldAreWarnedOfOnce) {
+    Validate(many(6, "delivery\tshop parcel\n") + "returns\tshop jacket\n");
+    EXPECT_THAT(m_warnings, testing::IsEmpty());
+
+    Validate(many(6, "delivery\tshop parcel\n"));
+    EXPECT_THAT(m_warnings, ElementsAre("a label of the tree has no text: \"returns\""));
+}
+
+TEST_F(TreeCrossValidationTest, HoldoutWarnsOfTheTree) {
+    m_options.data_files = {m_folder.write("data.tsv", many(12, "delivery\tparcel\n"))};
+    m_options.held_out_share = 0.25;
+    evaluate(m_options);
+
+    EXPECT_THAT(m_warnings, ElementsAre(StartsWith("the rules of the tree block 9 of 9 texts"),
+                                        "a label of the tree has no text: \"returns\""));
+}
+
+TEST_F(CrossValidationTest, NoteAboutSuggestedGroupsAppearsOnce) {
+    std::vector<std::string> warnings;
+    m_options.warn = [&](const std::string& text) { warnings.push_back(text); };
+    m_options.fold_count = 3;
+    m_options.model.suggests_groups = true;
+    std::string data;
+    for (int i = 0; i < 9; ++i) {
+        const std::string number = std::to_string(i);
+        data += "a\tred x" + number + "\nb\tgreen x" + number + "\n";
+        data += "c\tblue x" + number + "\nd\tgrey x" + number + "\n";
+    }
+    Validate(data);
+
+    EXPECT_THAT(warnings, ElementsAre("--tree auto: no groups, since no number of groups gains "
+                                      "accuracy in cross-validation"));
+}
+
+TEST_F(CrossValidationTest, HintAtSuggestedGroupsAppearsOnce) {
+    std::vector<std::string> warnings;
+    m_options.warn = [&](const std::string& text) { warnings.push_back(text); };
+    std::string data;
+    for (int i = 0; i < 6 * 51; ++i) {
+        const std::string label = std::to_string(i % 51);
+        data += label + "\tword" + label + " x" + std::to_string(i) + "\n";
+    }
+    Validate(data);
+
+    EXPECT_THAT(warnings, ElementsAre("51 labels are in one classifier; groups of labels may be "
+                                      "more accurate: try --tree auto"));
+}
+
 class Noted_progress : public CTProgress {
 public:
     void SetStatus(const char* status) override { statuses.emplace_back(status); }

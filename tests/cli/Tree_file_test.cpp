@@ -13,6 +13,7 @@
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/logical_tree.h"
+#include "tests/support/random_text_tree.h"
 
 namespace cli {
 
@@ -56,6 +57,17 @@ TEST(TreeFileTest, LoadedTextIsWrittenAgain) {
                              leaf_line("++", "rest", "default") + leaf_line("++", "b", "0");
 
     EXPECT_EQ(reloaded_tree(text), text);
+}
+
+TEST(TreeFileTest, WrittenRandomTreeIsReadAndWrittenAgain) {
+    for (unsigned int seed = 0; seed < 100; ++seed) {
+        SCOPED_TRACE(seed);
+        Random_text_tree tree(seed, seed % 2 == 0, true);
+        tree.Grow(1 + seed % 60);
+        const std::string text = written_tree(tree.kc.manager);
+
+        EXPECT_EQ(reloaded_tree(text), text);
+    }
 }
 
 TEST(TreeFileTest, FirstWrongLineIsNamed) {

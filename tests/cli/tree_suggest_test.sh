@@ -69,6 +69,13 @@ expect 0 evaluate --train train.tsv --test test.tsv --tree auto --analysis words
 prints err '--tree auto: '
 lacks err 'try --tree auto'
 
+# Each fold searches, and only the first one prints its note.
+expect 0 evaluate --cv 3 train.tsv --tree auto --analysis words
+[[ $(grep -c '^zandrel: --tree auto: ' err) == 1 ]] || fail "$command: not one note"
+lacks err 'try --tree auto'
+expect 0 evaluate --cv 3 train.tsv --analysis words
+is err 'zandrel: 60 labels are in one classifier; groups of labels may be more accurate: try --tree auto'
+
 # A second search writes the same bytes. JSON has the figures of the report.
 expect 0 tree suggest train.tsv -o groups.tree --analysis words --json
 cmp -s groups.tree before.tree || fail "$command: another tree the second time"

@@ -40,6 +40,14 @@ done
 expect_of a.tree 0 tree check -
 is out "$counts"
 
+gzip -c a.tree >a.tree.gz
+expect 0 tree check a.tree.gz
+is out "$counts"
+{ cat a.tree.gz && head -c 12 a.tree.gz; } >cut.tree.gz
+expect 65 tree check cut.tree.gz
+prints err 'cut.tree.gz: the compressed data ends too early, after '
+is_silent out
+
 # Rules, and the child for the rest.
 expect 0 tree add a.kc root/mail --type rule
 # shellcheck disable=SC2016  # The dollar is part of the rule.

@@ -156,6 +156,49 @@ expect 0 train pairs.kc train.jsonl large.jsonl --keep-tree
 expect 0 rules eval '"PARCEL" & $amount(n) >= 500' --message test.jsonl
 [[ $(tr '\n' ' ' <out) == '0 0 1 0 0 ' ]] || fail "$command: wrong values"
 
+# Without a container, evaluate warns like train.
+{ head -n 3 train.tsv && cat blocked.tsv; } >odd.tsv
+expect 0 train odd.kc odd.tsv --tree desk.tree --analysis words --stem english
+grep 'of the tree' err >wanted
+printf 'zandrel: the rules of the tree block 1 of 4 texts from their labels, so nothing learns them; the first is odd.tsv:4 with the label "returns"\n' |
+    cmp -s - wanted || fail "$command: other warnings"
+grep -v '^delivery' odd.tsv >fewer.tsv
+for file in odd.tsv fewer.tsv; do
+    expect 0 train odd.kc $file --tree desk.tree --analysis words --stem english --replace
+    grep 'of the tree' err >wanted
+    expect 0 evaluate --train $file --test test.tsv --tree desk.tree --analysis words --stem english
+    grep 'of the tree' err | cmp -s - wanted || fail "$command: other warnings than train"
+done
+warns 'a label of the tree has no text: "delivery"'
+expect 0 evaluate --cv 2 fewer.tsv --tree desk.tree --analysis words --stem english
+[[ $(grep -c 'of the tree' err) == 2 ]] || fail "$command: not each warning once"
+warns 'a label of the tree has no text: "delivery"'
+warns 'the rules of the tree block 1 of 3 texts from their labels, so nothing learns them; the first is fewer.tsv:3 with the label "returns"'
+for _ in 1 2 3; do cat payment.tsv; done >payments.tsv
+for form in '--cv 2' '--holdout 0.2'; do
+    for files in payments.tsv 'payments.tsv train.tsv' 'train.tsv payments.tsv'; do
+        # shellcheck disable=SC2086  # The words are the arguments.
+        expect 65 evaluate $form $files --tree desk.tree
+        grep -q '^payments\.tsv:[123]: label "payment" has no leaf in desk\.tree; ' err ||
+            fail "$command: other error"
+    done
+done
+
+# A tree may be compressed. A damaged file is refused, also if the part before the damage is a tree.
+gzip -c desk.tree >desk.tree.gz
+{ cat desk.tree.gz && head -c 12 desk.tree.gz; } >cut.tree.gz
+expect 0 train packed.kc train.tsv --tree desk.tree.gz --analysis words --stem english
+expect 0 train plain.kc train.tsv --tree desk.tree --analysis words --stem english
+expect 0 tree dump plain.kc
+cp out plain.tree
+expect 0 tree dump packed.kc
+cmp -s out plain.tree || fail "$command: another tree from a compressed file"
+expect 65 train cut.kc train.tsv --tree cut.tree.gz
+prints err 'cut.tree.gz: the compressed data ends too early, after '
+expect 65 evaluate --train train.tsv --test test.tsv --tree cut.tree.gz
+prints err 'cut.tree.gz: the compressed data ends too early, after '
+[[ ! -e cut.kc ]] || fail 'a damaged tree made a container'
+
 # Trees that are wrong
 cp desk.kc before.kc
 expect 64 train desk.kc train.tsv --tree desk.tree --replace --groups groups.tsv

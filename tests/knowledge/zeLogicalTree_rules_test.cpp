@@ -3,6 +3,7 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,6 +76,18 @@ void LookUp(BaseLPWrapper* wrapper, const Concept& word, Concept& form, const Co
     dictionary.calls.emplace_back(word.view(), top.view());
     dictionary.is_form_empty_before = dictionary.is_form_empty_before && form.empty();
     form = term(dictionary.FormOf(std::string(word.view())));
+}
+
+struct Failing_dictionary : Dictionary {
+    std::size_t calls_before_failure = 0;
+};
+
+void LookUpOrFail(BaseLPWrapper* wrapper, const Concept& word, Concept& form, const Concept& top) {
+    const auto& dictionary = static_cast<const Failing_dictionary&>(*wrapper);
+    if (dictionary.calls.size() == dictionary.calls_before_failure) {
+        throw std::runtime_error("no form");
+    }
+    LookUp(wrapper, word, form, top);
 }
 
 void SameWord(BaseLPWrapper* /*wrapper*/, const Concept& word, Concept& form,
@@ -236,6 +249,20 @@ TEST_F(zeLogicalTreeRulesTest, SameWordAsFormRemovesTheForm) {
     EXPECT_TRUE(kc.tree.ProcessConceptRules(SameWord, nullptr));
     EXPECT_EQ(FormOf(*Operands(kc, mail, work).at(0)), "");
     EXPECT_FALSE(kc.tree.ProcessConceptRules(SameWord, nullptr));
+}
+
+// The words come in the order "Now", "Office", "family", "Bill", "pays".
+TEST_F(zeLogicalTreeRulesTest, WordsBeforeAFailureOfTheFunctionKeepTheirForms) {
+    Failing_dictionary dictionary;
+    dictionary.forms = {{"Now", "now"}, {"Office", "office"}, {"Bill", "bill"}};
+    dictionary.calls_before_failure = 1;
+
+    EXPECT_THROW(kc.tree.ProcessConceptRules(LookUpOrFail, &dictionary), std::runtime_error);
+
+    EXPECT_EQ(FormOf(*Operands(kc, root, urgent).at(0)), "now");
+    EXPECT_EQ(FormOf(*Operands(kc, mail, work).at(0)), "");
+    EXPECT_EQ(FormOf(*Operands(kc, work, bills).at(0)), "");
+    EXPECT_EQ(dictionary.calls.size(), 1U);
 }
 
 TEST_F(zeLogicalTreeRulesTest, FormIsFoundByTheNextClassification) {

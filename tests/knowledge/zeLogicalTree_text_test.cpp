@@ -483,6 +483,15 @@ TEST_F(zeLogicalTreeTextTest, NameOtherThanTheCategorySwitchesToNamesOfTheirOwn)
     ExpectSound(kc.manager);
 }
 
+TEST_F(zeLogicalTreeTextTest, TextWithoutNamesKeepsNamesOfTheirOwnSwitchedOn) {
+    kc.manager.m_compat55 = true;
+
+    Load(line_of("+", "Stat", "root") + line_of("++", "Leaf", "sport"));
+
+    EXPECT_TRUE(kc.manager.m_compat55);
+    EXPECT_EQ(kc.Node(2).name, term("sport"));
+}
+
 TEST_F(zeLogicalTreeTextTest, NameOfASiblingIsRefusedOnceNamesDiffer) {
     const Scratch_file file(
         "+\t[Stat]\t[Score]\t[top]\t[root]\t[]\n"
@@ -541,6 +550,21 @@ TEST_F(zeLogicalTreeTextTest, NameWithWhiteSpaceIsReadBackWithBlanks) {
     Load(text);
     EXPECT_EQ(kc.Node(2).category, term("a b c"));
     EXPECT_FALSE(kc.manager.m_compat55);
+}
+
+// The name and the category become equal, so the second text has no name.
+TEST_F(zeLogicalTreeTextTest, NameThatDiffersFromTheCategoryOnlyInWhiteSpaceIsLost) {
+    kc.manager.m_compat55 = true;
+    zeLogicalNode root = node_to_add(0, "a b", "", ZE_STAT);
+    root.name = term("a\vb");
+    kc.tree.AddLogicalNode(root);
+
+    const std::string text = Dumped();
+    EXPECT_EQ(text, "+\t[Stat]\t[Score]\t[a b]\t[a b]\t[]\n");
+
+    kc.manager.Release();
+    Load(text);
+    EXPECT_EQ(Dumped(), "+\t[Stat]\t[Score]\t[]\t[a b]\t[]\n");
 }
 
 TEST_F(zeLogicalTreeTextTest, ThresholdsAndNotesAreNotInTheText) {

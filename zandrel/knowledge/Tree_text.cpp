@@ -1,7 +1,7 @@
 // The text form of a logical tree, line by line. A line has six fields with tabs between them:
-// level, type, score, name, category and rule. The level is a text with as many characters as there
-// are nodes from the root to this node. So a reader finds the parent of a node with a list of the
-// ids on the way to the last node. Example:
+// level, type, score, name, category and rule. The level is a text with as many bytes as there are
+// nodes from the root to this node. So a reader finds the parent of a node with a list of the ids
+// on the way to the last node. Example:
 //
 //     line           ids on the way
 //     +   ... [root]    0, 1
@@ -62,13 +62,17 @@ unsigned char read_word(std::span<const Word> words, const qtString& field, cons
     return found->second;
 }
 
-// REQUIRES: not "default", which is not an expression.
+// "default" is refused too, since it is not an expression.
 void verify_rule(const qtString& rule, const qtString& field) {
     try {
         const Rule_checker compiled(rule);
     } catch (...) {
         refuse("Invalid rule: ", field);
     }
+}
+
+bool is_accepted_default(const qtString& rule, Tree_text::Default_rule treatment) {
+    return treatment == Tree_text::Default_rule::kAccepted && rule == kDefaultRule;
 }
 
 std::string_view type_word(unsigned char type) {
@@ -101,8 +105,9 @@ void write_node(const zeLogicalTree& tree, const zeLogicalNode& node, std::int64
 
 unsigned int Tree_text::AddLine(const qtString& line) {
     zeLogicalNode node = ReadNode(line);
-    const unsigned int id =
-        node.rule == kDefaultRule ? AddDefault(node) : m_tree.AddLogicalNode(node);
+    const unsigned int id = is_accepted_default(node.rule, m_default_rule)
+                                ? AddDefault(node)
+                                : m_tree.AddLogicalNode(node);
     m_way.push_back(id);
     return id;
 }
@@ -131,8 +136,7 @@ zeLogicalNode Tree_text::ReadNode(const qtString& line) {
         m_tree.manager->m_compat55 = true;
     }
     node.rule = m_tree.GetString(fields[kRule]);
-    const bool is_default = m_default_rule == Default_rule::kAccepted && node.rule == kDefaultRule;
-    if (!node.rule.empty() && !is_default) {
+    if (!node.rule.empty() && !is_accepted_default(node.rule, m_default_rule)) {
         verify_rule(node.rule, fields[kRule]);
     }
     return node;

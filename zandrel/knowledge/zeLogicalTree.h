@@ -45,7 +45,7 @@ struct ZANDREL_EXPORT zeLogicalNode {
 // A rule of the tree.
 struct ZANDREL_EXPORT RuleInfo {
     unsigned int id = 0;              // of the logical node that the rule selects
-    Rule_checker* checker = nullptr;  // BORROWS: from the rule classifier that has the rule
+    Rule_checker* checker = nullptr;  // BORROWS. VALID UNTIL: the rule is changed or removed
     Concept top_category;             // see `GetAllRules`
 };
 

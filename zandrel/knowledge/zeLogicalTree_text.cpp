@@ -15,7 +15,8 @@
 namespace {
 
 constexpr const char* kLineEnds = "\r\n";
-constexpr std::string_view kBrackets = "[]";
+constexpr char kOpen = '[';
+constexpr char kClose = ']';
 
 [[noreturn]] void refuse(int code, const qtString& text, const qtString& path) {
     throw qtX<zeLogicalTree>(code, text + path, {path});
@@ -66,14 +67,18 @@ qtString zeLogicalTree::PutString(const qtString& text) const {
             field[i] = ' ';
         }
     }
-    return kBrackets.substr(0, 1) + field + kBrackets.substr(1);
+    qtString bracketed;
+    bracketed += kOpen;
+    bracketed += field;
+    bracketed += kClose;
+    return bracketed;
 }
 
 qtString zeLogicalTree::GetString(const qtString& field) const {
-    const bool is_bracketed = field.size() >= kBrackets.size() && field[0] == kBrackets.front() &&
-                              field[field.size() - 1] == kBrackets.back();
+    const bool is_bracketed =
+        field.size() >= 2 && field[0] == kOpen && field[field.size() - 1] == kClose;
     if (!is_bracketed) {
         throw qtX<zeLogicalTree>(1, field + " : invalid input string", {field});
     }
-    return field.substr(1, field.size() - kBrackets.size());
+    return field.substr(1, field.size() - 2);
 }

@@ -1,0 +1,29 @@
+// Tree_warnings: probable mistakes in a tree that was written by hand, which training finds.
+#ifndef ZANDREL_CLI_MODEL_TREE_WARNINGS_H_
+#define ZANDREL_CLI_MODEL_TREE_WARNINGS_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "cli/data/Labelled_text.h"
+#include "cli/model/Text_sources.h"
+
+namespace cli {
+
+class Text_model;
+
+// Returns the line for texts that rules keep from their labels, so that nothing learns them. Empty
+// if there are none. `blocked`: indexes, ascending, see Text_model::blocked_texts.
+std::string blocked_texts_warning(const Text_sources& sources,
+                                  const std::vector<std::size_t>& blocked);
+
+// Returns a line for each finding in the tree of a model that has learned `learned`: rules that
+// never find a word, and leaves with labels that neither these texts nor `others` have.
+std::vector<std::string> tree_warnings(const Text_model& model,
+                                       const std::vector<Labelled_text>& learned,
+                                       const std::vector<Labelled_text>& others = {});
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_MODEL_TREE_WARNINGS_H_
