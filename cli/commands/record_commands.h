@@ -1,4 +1,4 @@
-// The commands dump and check, which read a record file.
+// The commands dump and check, which read a record file or a container's file.
 #ifndef ZANDREL_CLI_COMMANDS_RECORD_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_RECORD_COMMANDS_H_
 

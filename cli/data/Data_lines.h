@@ -30,8 +30,8 @@ std::string too_long_text(std::size_t longest);
 // The error for a line that is longer than --max-line allows.
 Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest);
 
-// The longest length of a line, in bytes without its end, and a function that gets the number of a
-// longer line. If `refuse` is empty, a longer line is an error.
+// The greatest allowed length of a line, in bytes without its end, and a function that gets the
+// number of each longer line. If `refuse` is empty, a longer line is an error.
 struct Line_limit {
     std::size_t longest = kLongestLine;
     std::function<void(std::size_t number)> refuse = {};

@@ -124,7 +124,7 @@ void give_extended(const Extended_attribute& given, int descriptor) {
         0) {
         return;
     }
-    // The system may refuse all attributes except the user's and access lists.
+    // A refusal is an error only for the user's attributes and for access lists.
     if (!is_refusal() || given.name.starts_with("user.") || is_access_list(given)) {
         fail();
     }

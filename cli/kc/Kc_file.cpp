@@ -151,7 +151,8 @@ bool begins_as_kc(const std::string& path) {
     return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
 }
 
-// All bytes are in the buffer of the stream, so we can put them back.
+// We read the first bytes only if all of them are in the buffer of the stream. So we can put them
+// back.
 bool begins_as_kc(std::istream& input) {
     const std::string wanted = first_bytes_of_kc();
     const auto size = static_cast<std::streamsize>(wanted.size());

@@ -39,7 +39,7 @@ private:
     std::vector<Training_work> m_works;
     double m_total = 0.0;          // weight of all works
     double m_ended = 0.0;          // weight of the works that have ended
-    std::size_t m_classifier = 0;  // in training
+    std::size_t m_classifier = 0;  // index in m_works of the classifier that is being trained
     bool m_is_training = false;
     // Mutable, since IsInterrupted is const and counts.
     mutable std::size_t m_part = 0;   // of the classifier's work

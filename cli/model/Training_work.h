@@ -1,4 +1,5 @@
-// Training_work: estimates the work of training a classifier, as a list of its polls.
+// Training_work: estimates the work of training a classifier, in parts. The work is measured in
+// polls: at a poll, the training asks if it is to be interrupted.
 #ifndef ZANDREL_CLI_MODEL_TRAINING_WORK_H_
 #define ZANDREL_CLI_MODEL_TRAINING_WORK_H_
 

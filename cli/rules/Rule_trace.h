@@ -51,8 +51,9 @@ std::string shown_value_of(const Traced_line& line);
 // same text, that place is in the list.
 std::vector<Traced_line> operands_of(const std::vector<Traced_line>& lines);
 
-// A list of objects of `level`, `type`, `node` and `value`, a number, a truth value or a string;
-// null if it is not evaluated. A number that JSON does not have is a string, such as "inf".
+// A list of objects with the keys `level`, `type`, `node` and `value`. The value is a number, a
+// truth value or a string, or null if the part is not evaluated. A number that JSON cannot
+// represent is a string, such as "inf".
 nlohmann::ordered_json trace_json(const std::vector<Traced_line>& lines);
 
 }  // namespace cli

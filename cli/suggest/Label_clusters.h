@@ -34,9 +34,10 @@ public:
     std::size_t label_count() const { return m_vectors.size(); }
 
     // Divides the labels into `count` groups. A group with a single label is left out: its label
-    // remains below the root. Groups and their labels are sorted by label. The name of a group is
-    // made of the two words with the greatest weight in its labels, such as "flight-airport". It is
-    // not the name of a label, of the root or of another group.
+    // remains below the root. Groups and their labels are sorted by label. The name of a group
+    // joins the two best words of its labels, such as "flight-airport"; if only one word can be in
+    // a name, it is that word, and without any it is "group-1". If a label, the root or another
+    // group has this name already, more words or a number are added.
     // REQUIRES: 1 <= count <= label_count().
     Label_groups groups(std::size_t count) const;
 

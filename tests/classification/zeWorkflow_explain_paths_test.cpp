@@ -1,4 +1,5 @@
-// Explanations: the tree that they keep, and their checks on the way to the root.
+// Explanations: the walk to the root keeps the physical tree alive until it ends, and asserts if
+// the message's bag gets another size meanwhile.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>

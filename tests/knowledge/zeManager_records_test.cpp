@@ -89,8 +89,8 @@ std::string container_of(const std::vector<Record>& physical, const std::vector<
     return record.raw(settings_of(zeManager())).number(last_object_id).number(root).bytes();
 }
 
-// Returns the trees as text, without the last id, because a record does not store the ids of
-// deleted nodes.
+// Returns both trees as text, without the last id that the logical tree gave. A record does not
+// store this id: after reading, it is the greatest id of the nodes that remain.
 std::string trees_of(zeManager& manager) {
     const std::string text = DumpLogicalTree(*manager.m_logical_tree);
     return text.substr(text.find('\n')) +

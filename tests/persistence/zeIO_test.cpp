@@ -184,7 +184,7 @@ TEST_F(zeIOUnicodeTest, FileIsMarkedOrUnchangedIfACallOfTheDiskFails) {
 
 class zeIOObjectTest : public testing::Test {
 protected:
-    // Gives a record with its type in front to the factory.
+    // Makes an object by the factory from a record, which begins with its type.
     zeBase* Make(const std::string& bytes, zeNode* node = nullptr) {
         SegBuf record = record_of(bytes);
         Hio<HSegment> io(new HSegment(record, 'r'));

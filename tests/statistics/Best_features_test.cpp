@@ -1,4 +1,5 @@
-// Compares the best features of a profile with a full sort of all offered concepts.
+// Tests which concepts Best_features keeps and refuses, and compares its result with a full sort of
+// all offered concepts.
 #include "zandrel/statistics/Best_features.h"
 
 #include <algorithm>

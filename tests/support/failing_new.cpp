@@ -52,8 +52,8 @@ bool Failing_new::has_refused() const noexcept {
     return s_countdown.has_ended;
 }
 
-// We replace all forms that may free each other's blocks. Blocks from the forms with an alignment
-// are freed only by such forms, so these forms are not replaced.
+// We replace all forms of new and delete except those with an alignment. A block from an aligned
+// `new` is freed only by an aligned `delete`, so the two groups never free each other's blocks.
 
 void* operator new(std::size_t size) {
     return allocate_or_raise(size);

@@ -27,7 +27,7 @@ union ArgUnion {
 // The input of a rule.
 struct DocInfo {
     zeMsg* msg;    // BORROWS: never null
-    double score;  // of the classifier's node in the walk; 1.0 where a rule only opens or blocks
+    double score;  // of the classifier's node in the walk; 1.0 to ask if a child is blocked
 };
 
 // A node of a rule's tree. A node owns its operands. The parser limits the depth of a tree

@@ -1,6 +1,6 @@
-// The rows of the table, one for each type of classifier, with its functions. The manager makes
-// classifiers by this table, a reader of files makes empty ones, and an edit of the tree accepts
-// only types that have a row.
+// The table of the types of classifiers, and the functions that its rows name. The manager makes
+// classifiers by this table, and a reader of files makes empty ones. An edit of the tree accepts
+// only ZE_LEAF and the types that have a row.
 #include "zandrel/knowledge/Classifier_type.h"
 
 #include <algorithm>

@@ -26,7 +26,7 @@ struct ZANDREL_EXPORT zeDefaults {
     int likelihood_resolution = 1;         // fine bins per bin of a likelihood table, at least 1
     bool use_omit_method = true;           // build the tables with messages left out of the model
     bool suppress_M = true;                // weaken concepts seen in few messages
-    int suppress_M_threshold = 0;          // messages below which suppression fades out; 0: never
+    int suppress_M_threshold = 0;          // models of fewer messages suppress less; 0: none do
     int num_slices = 10;                   // number of slices of the omit method
     double clip_value = 3.0;               // limit of one concept's weight in a bag; 0: no limit
     int profile_size = 1000;               // features per category

@@ -50,7 +50,8 @@ void Match_table::count_and_fill(
     // look-up.
     std::vector<Pairs*> row_of;
     row_of.reserve(weight_count);
-    // By the position of the info. The last element is for weights without a position.
+    // The row that was found last for each position in the table of all concepts. The last element
+    // is for weights without a position.
     std::vector<Rows::value_type*> known_rows(info_end + 1);
     for (const auto& profile : profiles) {
         for (const zeStat_storage::Weight& weight : profile->m_weights) {

@@ -107,7 +107,8 @@ public:
     // Fills every profile's list of weights.
     // COST: linear in the entries of all profiles, and a sort of the candidates from outside.
     void calculate_feature_selection();
-    // Orders the concepts that profiles without them may choose.
+    // Fills `m_concept_lists` or `m_all_concepts` with the concepts that may become features of
+    // profiles that lack them. The best come first, as far as any profile can need them.
     void calculate_high_rate_concepts();
     // Selects the features of one profile and computes its additive term.
     void calculate_profile_M_and_rate(int& iprofile);

@@ -267,8 +267,9 @@ private:
         return ReadStream(bytes, std::min(byte_count, Calls::kLargestPiece));
     }
 
-    // Reads from the file at `position`. Returns the number of bytes, which is smaller at the end
-    // of the file or after an error. A pipe's stream then remembers the end, so we clear this mark.
+    // Reads from the file at `m_place.position`; for a pipe, from its stream. Returns the number of
+    // bytes that were read: fewer than `byte_count` at the end of the file or after an error. The
+    // stream of a pipe then remembers the end or the error, so we clear both.
     unsigned int ReadStream(char* bytes, unsigned int byte_count) {
         if (HasPlaces()) {
             const ssize_t done =
