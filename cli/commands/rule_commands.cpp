@@ -79,8 +79,7 @@ struct Eval_words {
 void print_value(Eval_words& words) {
     words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
     if (words.subject.text || !words.message_file.empty()) {
-        const std::string warning = rule_warning(words.rule, words.subject.analysis);
-        if (!warning.empty()) {
+        for (const std::string& warning : rule_warnings(words.rule, words.subject.analysis)) {
             print_warning(warning);
         }
     }

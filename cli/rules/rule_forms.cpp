@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
-#include <utility>
-#include <vector>
+
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
 
 #include "zandrel/classification/MatchExp.h"
 #include "zandrel/classification/zeRule_checker.h"
@@ -42,30 +44,85 @@ std::vector<zeConceptInDoc*> words_of(Rule_checker& rule) {
     return words;
 }
 
-// Appends the words that are not one concept, in quotes, each once.
-void add_unfindable(Rule_checker& rule, Text_analysis& analysis, std::vector<std::string>& found) {
+using Words = std::vector<std::string>;
+
+// The words that deserve a warning, as they are shown, each once.
+struct Doubtful_words {
+    Words unfindable;  // not one concept
+    Words numbers;     // their digits become 0
+};
+
+void add_once(const std::string& shown, Words& words) {
+    if (std::find(words.begin(), words.end(), shown) == words.end()) {
+        words.push_back(shown);
+    }
+}
+
+// The text with 0 in place of all other decimal digits, of any script. Bytes that are not UTF-8
+// become U+FFFD, which no concept has.
+std::string with_zeros(std::string_view text) {
+    icu::UnicodeString zeros;
+    const icu::UnicodeString read =
+        icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
+    for (std::int32_t i = 0; i < read.length(); i = read.moveIndex32(i, 1)) {
+        const UChar32 character = read.char32At(i);
+        zeros.append(u_charDigitValue(character) > 0 ? UChar32('0') : character);
+    }
+    std::string bytes;
+    zeros.toUTF8String(bytes);
+    return bytes;
+}
+
+// If the analysis ignored only some other property of digits, the form with zeros would differ.
+bool loses_digits(std::string_view text, const std::string& form, Text_analysis& analysis) {
+    const std::string zeros = with_zeros(text);
+    return zeros != text && analysis.whole_concept(zeros) == form;
+}
+
+void add_doubtful(Rule_checker& rule, Text_analysis& analysis, Doubtful_words& found) {
     for (const zeConceptInDoc* const word : words_of(rule)) {
         const std::string_view text = word->m_concept.view();
         const std::string shown = "\"" + shown_value(text) + "\"";
-        if (analysis.whole_concept(text).empty() &&
-            std::find(found.begin(), found.end(), shown) == found.end()) {
-            found.push_back(shown);
+        const std::string form(analysis.whole_concept(text));
+        if (form.empty()) {
+            add_once(shown, found.unfindable);
+        } else if (loses_digits(text, form, analysis)) {
+            add_once(shown + " (read as \"" + shown_value(form) + "\")", found.numbers);
         }
     }
 }
 
-std::string warning_of(std::vector<std::string> words) {
+// The first words, and how many more there are.
+std::string listed(Words words) {
     constexpr std::size_t kMostNamed = 5;
-    if (words.empty()) {
-        return {};
-    }
     const std::size_t count = words.size();
     words.resize(std::min(count, kMostNamed));
-    return std::string("no text can have ") +
-           (count == 1 ? "this text of a rule, since it is"
-                       : "these texts of rules, since each is") +
-           " not one concept of the text analysis: " + short_list(words, count) +
-           "; combine the parts by &";
+    return short_list(words, count);
+}
+
+Words warnings_of(const Doubtful_words& words) {
+    Words warnings;
+    if (!words.unfindable.empty()) {
+        warnings.push_back(std::string("no text can have ") +
+                           (words.unfindable.size() == 1 ? "this text of a rule, since it is"
+                                                         : "these texts of rules, since each is") +
+                           " not one concept of the text analysis: " + listed(words.unfindable) +
+                           "; combine the parts by &");
+    }
+    if (!words.numbers.empty()) {
+        warnings.push_back(std::string("the text analysis makes each digit 0, so ") +
+                           (words.numbers.size() == 1
+                                ? "this text of a rule finds all numbers of its length: "
+                                : "these texts of rules find all numbers of their length: ") +
+                           listed(words.numbers) + "; --analysis words keeps digits");
+    }
+    return warnings;
+}
+
+std::vector<RuleInfo> rule_infos(const zeLogicalTree& tree) {
+    std::vector<RuleInfo> rules;
+    tree.GetAllRules(rules);
+    return rules;
 }
 
 }  // namespace
@@ -82,20 +139,34 @@ void give_forms(const zeLogicalTree& tree, Text_analysis& analysis) {
     tree.ProcessConceptRules(set_form, &wrapper);
 }
 
-std::string unfindable_words_warning(Rule_checker& rule, Text_analysis& analysis) {
-    std::vector<std::string> words;
-    add_unfindable(rule, analysis, words);
-    return warning_of(std::move(words));
+std::vector<std::string> rule_word_warnings(Rule_checker& rule, Text_analysis& analysis) {
+    Doubtful_words words;
+    add_doubtful(rule, analysis, words);
+    return warnings_of(words);
 }
 
-std::string unfindable_words_warning(const zeLogicalTree& tree, Text_analysis& analysis) {
-    std::vector<RuleInfo> rules;
-    tree.GetAllRules(rules);
-    std::vector<std::string> words;
-    for (const RuleInfo& rule : rules) {
-        add_unfindable(*rule.checker, analysis, words);
+std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree, Text_analysis& analysis) {
+    return rule_word_warnings(tree, {}, analysis);
+}
+
+std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree,
+                                            const std::set<std::string>& known,
+                                            Text_analysis& analysis) {
+    Doubtful_words words;
+    for (const RuleInfo& rule : rule_infos(tree)) {
+        if (known.count(tree.GetNode(rule.id).rule.str()) == 0) {
+            add_doubtful(*rule.checker, analysis, words);
+        }
     }
-    return warning_of(std::move(words));
+    return warnings_of(words);
+}
+
+std::set<std::string> rules_of(const zeLogicalTree& tree) {
+    std::set<std::string> texts;
+    for (const RuleInfo& rule : rule_infos(tree)) {
+        texts.insert(tree.GetNode(rule.id).rule.str());
+    }
+    return texts;
 }
 
 }  // namespace cli
