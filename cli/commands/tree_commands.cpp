@@ -4,13 +4,17 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/commands/Edit_file.h"
@@ -22,9 +26,11 @@
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"
+#include "cli/kc/Kept_analysis.h"
 #include "cli/kc/Text_output.h"
 #include "cli/kc/Tree_file.h"
 #include "cli/model/Long_work.h"
+#include "cli/rules/rule_forms.h"
 #include "cli/text/Json.h"
 #include "cli/text/print_warning.h"
 
@@ -86,14 +92,41 @@ struct Show_words {
     bool writes_json = false;
 };
 
-// Makes an edit in the file. The tree sets m_modified if the edit has changed anything.
+// The analysis with which the program reads the texts for this container; none if the container
+// was made by another program, or by a newer version. An edit does not need the analysis, so this
+// is no error.
+std::unique_ptr<Text_analysis> analysis_of(const std::string& file, const zeManager& manager) {
+    try {
+        const std::optional<Analysis_settings> kept = kept_analysis(file, manager.m_config);
+        return kept ? make_text_analysis(*kept) : nullptr;
+    } catch (const Data_error&) {
+        return nullptr;
+    }
+}
+
+// Makes an edit in the file, and warns of words in the rules that are new. The tree sets m_modified
+// if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
+    std::vector<std::string> warnings;
     edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
-            [&change](qtPtrLight<zeManager>& manager) {
+            [&](qtPtrLight<zeManager>& manager) {
+                const zeLogicalTree& tree = *manager->m_logical_tree;
+                const std::set<std::string> known = rules_of(tree);
                 manager->m_modified = false;
                 change(*manager);
+                const std::unique_ptr<Text_analysis> analysis = analysis_of(target.file, *manager);
+                if (manager->m_modified && analysis) {
+                    std::set<std::string> rules = rules_of(tree);
+                    std::erase_if(rules, [&known](const std::string& rule) {
+                        return known.count(rule) != 0;
+                    });
+                    warnings = rule_word_warnings(rules, *analysis);
+                }
                 return manager->m_modified;
             });
+    for (const std::string& warning : warnings) {
+        work.warn(warning);
+    }
 }
 
 void add_file(CLI::App& command, std::string& file) {

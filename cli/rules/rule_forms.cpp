@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include <unicode/uchar.h>
@@ -14,6 +15,7 @@
 #include "zandrel/classification/zeRule_checker.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/knowledge/BaseLPWrapper.h"
+#include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include "cli/text/Layout.h"
@@ -58,25 +60,31 @@ void add_once(const std::string& shown, Words& words) {
     }
 }
 
-// The text with 0 in place of all other decimal digits, of any script. Bytes that are not UTF-8
-// become U+FFFD, which no concept has.
-std::string with_zeros(std::string_view text) {
+// Returns the text with 0 in place of all other decimal digits, of any script, or nothing if it has
+// none. Bytes that are not UTF-8 become U+FFFD, which no concept has.
+std::optional<std::string> with_zeros(std::string_view text) {
     icu::UnicodeString zeros;
+    bool has_replaced = false;
     const icu::UnicodeString read =
         icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
     for (std::int32_t i = 0; i < read.length(); i = read.moveIndex32(i, 1)) {
         const UChar32 character = read.char32At(i);
-        zeros.append(u_charDigitValue(character) > 0 ? UChar32('0') : character);
+        const bool is_replaced = u_charDigitValue(character) > 0;
+        zeros.append(is_replaced ? UChar32('0') : character);
+        has_replaced |= is_replaced;
+    }
+    if (!has_replaced) {
+        return std::nullopt;
     }
     std::string bytes;
     zeros.toUTF8String(bytes);
     return bytes;
 }
 
-// If the analysis ignored only some other property of digits, the form with zeros would differ.
+// As phrases "E404" and "E000" have the same form, as words they have not.
 bool loses_digits(std::string_view text, const std::string& form, Text_analysis& analysis) {
-    const std::string zeros = with_zeros(text);
-    return zeros != text && analysis.whole_concept(zeros) == form;
+    const std::optional<std::string> zeros = with_zeros(text);
+    return zeros && analysis.whole_concept(*zeros) == form;
 }
 
 void add_doubtful(Rule_checker& rule, Text_analysis& analysis, Doubtful_words& found) {
@@ -119,12 +127,6 @@ Words warnings_of(const Doubtful_words& words) {
     return warnings;
 }
 
-std::vector<RuleInfo> rule_infos(const zeLogicalTree& tree) {
-    std::vector<RuleInfo> rules;
-    tree.GetAllRules(rules);
-    return rules;
-}
-
 }  // namespace
 
 void give_forms(Rule_checker& rule, Text_analysis& analysis) {
@@ -146,27 +148,33 @@ std::vector<std::string> rule_word_warnings(Rule_checker& rule, Text_analysis& a
 }
 
 std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree, Text_analysis& analysis) {
-    return rule_word_warnings(tree, {}, analysis);
+    std::vector<RuleInfo> rules;
+    tree.GetAllRules(rules);
+    Doubtful_words words;
+    for (const RuleInfo& rule : rules) {
+        add_doubtful(*rule.checker, analysis, words);
+    }
+    return warnings_of(words);
 }
 
-std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree,
-                                            const std::set<std::string>& known,
+std::vector<std::string> rule_word_warnings(const std::set<std::string>& rules,
                                             Text_analysis& analysis) {
     Doubtful_words words;
-    for (const RuleInfo& rule : rule_infos(tree)) {
-        if (known.count(tree.GetNode(rule.id).rule.str()) == 0) {
-            add_doubtful(*rule.checker, analysis, words);
-        }
+    for (const std::string& rule : rules) {
+        Rule_checker checker{qtString(rule)};
+        add_doubtful(checker, analysis, words);
     }
     return warnings_of(words);
 }
 
 std::set<std::string> rules_of(const zeLogicalTree& tree) {
-    std::set<std::string> texts;
-    for (const RuleInfo& rule : rule_infos(tree)) {
-        texts.insert(tree.GetNode(rule.id).rule.str());
+    std::set<std::string> rules;
+    for (const auto& [id, node] : tree.nodes) {
+        if (!node.rule.empty() && node.rule != zandrel::kDefaultRule) {
+            rules.insert(node.rule.str());
+        }
     }
-    return texts;
+    return rules;
 }
 
 }  // namespace cli

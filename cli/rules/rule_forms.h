@@ -33,11 +33,10 @@ std::vector<std::string> rule_word_warnings(Rule_checker& rule, Text_analysis& a
 // The same for all rules of a tree, with all words of a kind in one warning.
 // RAISES: as give_forms.
 std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree, Text_analysis& analysis);
-// The same for some of the rules of a tree: those that are not in `known`.
-std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree,
-                                            const std::set<std::string>& known,
+// The same for some rules of a tree, see rules_of.
+std::vector<std::string> rule_word_warnings(const std::set<std::string>& rules,
                                             Text_analysis& analysis);
-// The texts of all rules of a tree.
+// The texts of all rules of a tree, without "default".
 std::set<std::string> rules_of(const zeLogicalTree& tree);
 
 }  // namespace cli
