@@ -118,11 +118,11 @@ Words warnings_of(const Doubtful_words& words) {
                            "; combine the parts by &");
     }
     if (!words.numbers.empty()) {
-        warnings.push_back(std::string("the text analysis makes each digit 0, so ") +
-                           (words.numbers.size() == 1
-                                ? "this text of a rule finds all numbers of its length: "
-                                : "these texts of rules find all numbers of their length: ") +
-                           listed(words.numbers) + "; --analysis words keeps digits");
+        const char* const found = words.numbers.size() == 1 ? "this text of a rule also finds"
+                                                            : "these texts of rules also find";
+        warnings.push_back("the text analysis makes each digit 0, so " + std::string(found) +
+                           " other digits: " + listed(words.numbers) +
+                           "; --analysis words keeps digits");
     }
     return warnings;
 }
