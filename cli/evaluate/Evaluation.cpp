@@ -243,8 +243,7 @@ private:
     Quality& m_quality;
 };
 
-void warn_of_tree(const Evaluation_options& options, Text_model& model,
-                  const Texts& others) {
+void warn_of_tree(const Evaluation_options& options, Text_model& model, const Texts& others) {
     if (!options.warn || options.model.tree.text.empty()) {
         return;
     }

@@ -122,9 +122,9 @@ void load_tree_file(const std::string& file, zeManager& manager) {
     load_tree_text(input.stream(), input.name(), manager);
 }
 
-// The tree is loaded twice: here, so that an error is reported before the data are read, and then by
-// each model that is trained; cross-validation trains several. So the result is a text.
-// The nodes of a discarded container check each line before we keep it. So a small compressed file
+// The tree is loaded twice: here, so that an error is reported before the data are read, and then
+// by each model that is trained; cross-validation trains several. So the result is a text. The
+// nodes of a discarded container check each line before we keep it. So a small compressed file
 // cannot unpack to a text without bound.
 std::string read_tree_text(const std::string& file) {
     Data_input input(file);

@@ -64,8 +64,7 @@ double rule_value(const std::string& rule, const Rule_subject& subject) {
     return checker.Evaluate(info);
 }
 
-std::vector<std::string> rule_warnings(const std::string& rule,
-                                       const Analysis_settings& analysis) {
+std::vector<std::string> rule_warnings(const std::string& rule, const Analysis_settings& analysis) {
     Rule_checker checker = parsed(rule);
     return rule_word_warnings(checker, *make_text_analysis(analysis));
 }

@@ -146,8 +146,7 @@ void warn_of_blocked(const std::function<void(const std::string&)>& warn, const 
     }
 }
 
-void warn_of_tree(const Training_options& options, Text_model& model,
-                  const Text_sources& sources) {
+void warn_of_tree(const Training_options& options, Text_model& model, const Text_sources& sources) {
     warn_of_blocked(options.warn, model, sources);
     if (!options.warn) {
         return;

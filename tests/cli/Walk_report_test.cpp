@@ -330,8 +330,10 @@ TEST(WalkReportFormTest, LongPathLosesWholeNamesFromItsBeginning) {
     // 54 characters, the whole path
     EXPECT_THAT(text, HasSubstr("  6. " + paths[5] + "  rule"));
     // With level-1-x it would have 61.
-    EXPECT_THAT(text, HasSubstr("  7. \u2026/level-2-x/level-3-x/level-4-x/level-5-x/level-6-x  rule"));
-    EXPECT_THAT(text, HasSubstr("  8. \u2026/level-3-x/level-4-x/level-5-x/level-6-x/level-7-x  rule"));
+    EXPECT_THAT(text,
+                HasSubstr("  7. \u2026/level-2-x/level-3-x/level-4-x/level-5-x/level-6-x  rule"));
+    EXPECT_THAT(text,
+                HasSubstr("  8. \u2026/level-3-x/level-4-x/level-5-x/level-6-x/level-7-x  rule"));
     // The last name has 54 characters left: 27 before the ellipsis and 26 behind it.
     const std::regex last("\n  9\\. \u2026/n+\u2026n+  leaf");
     EXPECT_TRUE(std::regex_search(text, last)) << text;

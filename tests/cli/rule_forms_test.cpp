@@ -122,10 +122,10 @@ TEST(RuleFormsTest, TextsThatAreNotOneConceptAreReportedOnce) {
     const std::unique_ptr<Text_analysis> words = make_text_analysis(kWords);
     const std::unique_ptr<Text_analysis> phrases = make_text_analysis(kPhrases);
 
-    EXPECT_EQ(rule_word_warnings(rule, *words),
-              Warnings{
-                  "no text can have these texts of rules, since each is not one concept of the text "
-                  "analysis: \"pay it\", \"pay it now\", \"\\x0A!\"; combine the parts by &"});
+    EXPECT_EQ(
+        rule_word_warnings(rule, *words),
+        Warnings{"no text can have these texts of rules, since each is not one concept of the text "
+                 "analysis: \"pay it\", \"pay it now\", \"\\x0A!\"; combine the parts by &"});
     EXPECT_EQ(
         rule_word_warnings(rule, *phrases),
         Warnings{"no text can have this text of a rule, since it is not one concept of the text "
@@ -149,9 +149,10 @@ TEST(RuleFormsTest, TextsOfAllRulesOfATreeAreReported) {
 
     EXPECT_EQ(
         rule_word_warnings(kc.tree, *analysis),
-        Warnings{"no text can have these texts of rules, since each is not one concept of the text "
-                 "analysis: \"a b\", \"c d\", \"e f\", \"g h\", \"i j\" and 2 more; combine the parts "
-                 "by &"});
+        Warnings{
+            "no text can have these texts of rules, since each is not one concept of the text "
+            "analysis: \"a b\", \"c d\", \"e f\", \"g h\", \"i j\" and 2 more; combine the parts "
+            "by &"});
 }
 
 Warnings warnings_of(const std::string& rule, const Analysis_settings& analysis) {
@@ -163,19 +164,21 @@ TEST(RuleFormsTest, WordWhoseDigitsBecomeZeroIsReported) {
     const std::string begin = "the text analysis makes each digit 0, so ";
     const std::string end = "; --analysis words keeps digits";
 
-    EXPECT_EQ(
-        warnings_of("\"E404\"", kPhrases),
-        Warnings{begin + "this text of a rule also finds other digits: \"E404\" (read as "
-                         "\"e000\")" +
-                 end});
+    EXPECT_EQ(warnings_of("\"E404\"", kPhrases),
+              Warnings{begin +
+                       "this text of a rule also finds other digits: \"E404\" (read as "
+                       "\"e000\")" +
+                       end});
     EXPECT_EQ(warnings_of("\"room 7\" & (\"E404\" | \"room 7\") & \"refund\"", kStemmedPhrases),
-              Warnings{begin + "these texts of rules also find other digits: \"room 7\" "
-                               "(read as \"room 0\"), \"E404\" (read as \"e000\")" +
+              Warnings{begin +
+                       "these texts of rules also find other digits: \"room 7\" "
+                       "(read as \"room 0\"), \"E404\" (read as \"e000\")" +
                        end});
     // Arabic-Indic digits
     EXPECT_EQ(warnings_of("\"x\u0661\"", kPhrases),
-              Warnings{begin + "this text of a rule also finds other digits: \"x\u0661\" "
-                               "(read as \"x0\")" +
+              Warnings{begin +
+                       "this text of a rule also finds other digits: \"x\u0661\" "
+                       "(read as \"x0\")" +
                        end});
 }
 
@@ -183,7 +186,10 @@ TEST(RuleFormsTest, WordThatKeepsItsDigitsIsNotReported) {
     EXPECT_EQ(warnings_of("\"E404\"", kWords), Warnings{});
     EXPECT_EQ(warnings_of("\"E404\"", kStems), Warnings{});
     EXPECT_EQ(warnings_of("\"E404\"", kWhitespace), Warnings{});
-    EXPECT_EQ(warnings_of("\"\xFF""E404\"", kWords), Warnings{});
+    EXPECT_EQ(warnings_of("\"\xFF"
+                          "E404\"",
+                          kWords),
+              Warnings{});
     EXPECT_EQ(warnings_of("\"E000\" | \"E0\" | $a(n) == 404 | $b(s) == '404'", kPhrases),
               Warnings{});
 }
