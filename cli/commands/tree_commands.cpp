@@ -92,16 +92,27 @@ struct Show_words {
     bool writes_json = false;
 };
 
-// The analysis with which the program reads the texts for this container; none if the container
-// was made by another program, or by a newer version. An edit does not need the analysis, so this
-// is no error.
-std::unique_ptr<Text_analysis> analysis_of(const std::string& file, const zeManager& manager) {
+// Returns the settings of the analysis with which the program reads texts for this container; none
+// if the container was made by another program, or by a newer version. An edit does not need them,
+// so this is no error.
+std::optional<Analysis_settings> analysis_of(const std::string& file, const zeManager& manager) {
     try {
-        const std::optional<Analysis_settings> kept = kept_analysis(file, manager.m_config);
-        return kept ? make_text_analysis(*kept) : nullptr;
+        return kept_analysis(file, manager.m_config);
     } catch (const Data_error&) {
-        return nullptr;
+        return std::nullopt;
     }
+}
+
+// `known`: the rules before the edit.
+std::vector<std::string> warnings_of_new_rules(const std::string& file, const zeManager& manager,
+                                               const std::set<std::string>& known) {
+    std::set<std::string> rules = rules_of(*manager.m_logical_tree);
+    std::erase_if(rules, [&known](const std::string& rule) { return known.count(rule) != 0; });
+    const std::optional<Analysis_settings> analysis = analysis_of(file, manager);
+    if (rules.empty() || !analysis) {
+        return {};
+    }
+    return rule_word_warnings(rules, *make_text_analysis(*analysis));
 }
 
 // Makes an edit in the file, and warns of words in the rules that are new. The tree sets m_modified
@@ -110,18 +121,10 @@ void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     std::vector<std::string> warnings;
     edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
             [&](qtPtrLight<zeManager>& manager) {
-                const zeLogicalTree& tree = *manager->m_logical_tree;
-                const std::set<std::string> known = rules_of(tree);
+                const std::set<std::string> known = rules_of(*manager->m_logical_tree);
                 manager->m_modified = false;
                 change(*manager);
-                const std::unique_ptr<Text_analysis> analysis = analysis_of(target.file, *manager);
-                if (manager->m_modified && analysis) {
-                    std::set<std::string> rules = rules_of(tree);
-                    std::erase_if(rules, [&known](const std::string& rule) {
-                        return known.count(rule) != 0;
-                    });
-                    warnings = rule_word_warnings(rules, *analysis);
-                }
+                warnings = warnings_of_new_rules(target.file, *manager, known);
                 return manager->m_modified;
             });
     for (const std::string& warning : warnings) {
