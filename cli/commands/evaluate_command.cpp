@@ -36,8 +36,7 @@ namespace cli {
 namespace {
 
 constexpr const char* kNotes =
-    R"(evaluate classifies a data file and compares the results with its labels. The model is a container, or
-is trained on the file of --train and not kept.
+    R"(evaluate compares the labels of a data file with the answers of a container or of a model of --train.
 
 --cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
 learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
@@ -45,7 +44,6 @@ of the texts and classifies the share. The same --seed gives the same parts on e
 
 Examples:
   zandrel evaluate shop.kc shop.test.tsv
-  zandrel evaluate --train shop.train.tsv --test shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel evaluate --cv 5 shop.tsv
   zandrel evaluate --holdout 0.2 shop.tsv --analysis words
