@@ -94,6 +94,7 @@ wrong "$root++\t[Leaf]\t[Score]\t[]\ta\t[1]\n" '2: a : invalid input string'
 wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[\"x]\n" '2: Invalid rule: ["x]: Missing delimiter at: "x'
 wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[5 & 3]\n" \
     '2: Invalid rule: [5 & 3]: Type mismatch, cannot cast one type to the other: &'
+# shellcheck disable=SC2016  # $end is a word of the parser.
 wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[(]\n" '2: Invalid rule: [(]: Invalid tokens: ( , $end'
 wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[default]\n++\t[Leaf]\t[Score]\t[]\t[b]\t[default]\n" \
     '3: OTHERWISE rule already exists in a sibling of the given node'
