@@ -52,18 +52,22 @@ std::string name_of(const zeLogicalTree& tree, zeNode* node) {
 }
 
 // The names below `top` down to the node, or from the root on if `top` is 0. A path that is too
-// long loses its beginning. So the cost does not depend on the depth of the tree.
+// long has an ellipsis in place of its first names, and so the cost does not depend on the depth of
+// the tree. Only a last name that is itself too long is shortened.
 std::string path_below(const zeLogicalTree& tree, zeNode* node, unsigned int top,
                        std::size_t longest) {
+    const std::string cut = "\u2026/";
     std::string path = shown_name(name_of(tree, node));
     unsigned int above = tree.FindCategory(node).parent;
-    while (above != top && above != 0 && width_of(path) < longest) {
+    while (above != top && above != 0) {
         const zeLogicalNode& place = tree.GetNode(above);
-        path.insert(0, shown_name(place.name.view()) + "/");
+        const std::string longer = shown_name(place.name.view()) + "/" + path;
+        const bool is_whole = place.parent == top || place.parent == 0;
+        if (width_of(longer) + (is_whole ? 0 : width_of(cut)) > longest) {
+            return cut + shortened(path, longest - width_of(cut));
+        }
+        path = longer;
         above = place.parent;
-    }
-    if (above != top && above != 0) {
-        path.insert(0, "\u2026/");
     }
     return shortened(path, longest);
 }

@@ -140,13 +140,14 @@ void add_info(CLI::App& app) {
 
 void add_get(CLI::App& options) {
     const auto words = std::make_shared<Kc_words>();
-    CLI::App* const command =
-        options.add_subcommand("get", "Print the settings as an options file");
+    CLI::App* const command = options.add_subcommand(
+        "get", "Print settings, with other values of single classifiers as comments");
     add_file(*command, words->file);
     command->add_option("KEY", words->key, "The setting to print; none: all")->type_name("");
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->footer(
-        "If a classifier has another value, a comment on the line gives it.\n"
+        "Lines KEY=VALUE, in the order of the documentation. If a classifier has another value, a\n"
+        "comment on the line gives it. options dump writes a file for options load and train.\n"
         "\n"
         "Examples:\n"
         "  zandrel options get shop.kc\n"
@@ -180,7 +181,9 @@ void add_load(CLI::App& options) {
     CLI::App* const command = options.add_subcommand(
         "load", "Change settings to those of an options file, as train --options reads it");
     add_file(*command, words->file);
-    command->add_option("OPTIONS_FILE", words->options_file, "File with a line Key=value for each")
+    command
+        ->add_option("OPTIONS_FILE", words->options_file,
+                     "File with a line Key=value for each; not standard input")
         ->required()
         ->check(error_of_file_name)
         ->type_name("");
@@ -190,6 +193,9 @@ void add_load(CLI::App& options) {
         "as\n"
         "they are, also those with an empty value or \"leave\". With UseExtParms=0 nothing "
         "changes.\n"
+        "A file of options dump has all settings: after its load, all choices of the program count "
+        "as\n"
+        "given values, and single classifiers lose other values.\n"
         "\n"
         "Example:\n"
         "  zandrel options load shop.kc shop.options\n"
@@ -205,6 +211,11 @@ void add_dump(CLI::App& options) {
     add_file(*command, words->file);
     add_output_option(*command, words->output_file);
     command->footer(
+        "All settings of the container, in the order of the keys, with the line UseExtParms = 1,\n"
+        "without which the library refuses a file. Other values of classifiers are not in the "
+        "file: a\n"
+        "warning names the classifiers, and options get shows the values.\n"
+        "\n"
         "Example:\n"
         "  zandrel options dump shop.kc -o shop.options\n"
         "\n"

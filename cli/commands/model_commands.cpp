@@ -363,8 +363,9 @@ void add_explain(CLI::App& app, Command_result& result) {
         ->type_name("PATH");
     command
         .add_option("--top", words->explain.top,
-                    "Number of concepts to show for each line, the greatest effect first, or with "
-                    "--path of rejected nodes for each step; otherwise all")
+                    "Number of concepts to show for each line, the greatest effect first; with "
+                    "--path: number of children that were not taken, for each step; not given: "
+                    "all")
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");
     CLI::Option* const path = command.add_flag(

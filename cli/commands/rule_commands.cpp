@@ -38,7 +38,7 @@ constexpr const char* kEvalNotes =
 message has no words. With --message the messages are the records of a file of JSON lines, and one value
 is printed for each; `zandrel help data` describes the form. The words of the rule are brought into the
 form of the text analysis: "Parcel" finds "parcel". A warning names texts of the rule that no message can
-have. Put -- before a rule that begins with -.
+have, and those whose digits become 0. Put -- before a rule that begins with -.
 
 Examples:
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
@@ -79,8 +79,7 @@ struct Eval_words {
 void print_value(Eval_words& words) {
     words.subject.analysis = analysis_settings(words.analysis, Analysis_kind::kWords);
     if (words.subject.text || !words.message_file.empty()) {
-        const std::string warning = rule_warning(words.rule, words.subject.analysis);
-        if (!warning.empty()) {
+        for (const std::string& warning : rule_warnings(words.rule, words.subject.analysis)) {
             print_warning(warning);
         }
     }

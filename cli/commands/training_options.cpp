@@ -22,7 +22,9 @@ constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./aut
 
 void add_setting_options(CLI::App& command, Training_words& words) {
     add_analysis_options(command, words.analysis, Analysis_kind::kPhrases);
-    command.add_option("--options", words.options_file, "Options file with settings of the engine")
+    command
+        .add_option("--options", words.options_file,
+                    "Options file with settings of the engine; not standard input")
         ->check(error_of_file_name)
         ->type_name("FILE");
     command

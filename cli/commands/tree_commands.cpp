@@ -4,13 +4,17 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/commands/Edit_file.h"
@@ -22,9 +26,11 @@
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"
+#include "cli/kc/Kept_analysis.h"
 #include "cli/kc/Text_output.h"
 #include "cli/kc/Tree_file.h"
 #include "cli/model/Long_work.h"
+#include "cli/rules/rule_forms.h"
 #include "cli/text/Json.h"
 #include "cli/text/print_warning.h"
 
@@ -86,14 +92,44 @@ struct Show_words {
     bool writes_json = false;
 };
 
-// Makes an edit in the file. The tree sets m_modified if the edit has changed anything.
+// Returns the settings of the analysis with which the program reads texts for this container; none
+// if the container was made by another program, or by a newer version. An edit does not need them,
+// so this is no error.
+std::optional<Analysis_settings> analysis_of(const std::string& file, const zeManager& manager) {
+    try {
+        return kept_analysis(file, manager.m_config);
+    } catch (const Data_error&) {
+        return std::nullopt;
+    }
+}
+
+// `known`: the rules before the edit.
+std::vector<std::string> warnings_of_new_rules(const std::string& file, const zeManager& manager,
+                                               const std::set<std::string>& known) {
+    std::set<std::string> rules = rules_of(*manager.m_logical_tree);
+    std::erase_if(rules, [&known](const std::string& rule) { return known.count(rule) != 0; });
+    const std::optional<Analysis_settings> analysis = analysis_of(file, manager);
+    if (rules.empty() || !analysis) {
+        return {};
+    }
+    return rule_word_warnings(rules, *make_text_analysis(*analysis));
+}
+
+// Makes an edit in the file, and warns of words in the rules that are new. The tree sets m_modified
+// if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
+    std::vector<std::string> warnings;
     edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
-            [&change](qtPtrLight<zeManager>& manager) {
+            [&](qtPtrLight<zeManager>& manager) {
+                const std::set<std::string> known = rules_of(*manager->m_logical_tree);
                 manager->m_modified = false;
                 change(*manager);
+                warnings = warnings_of_new_rules(target.file, *manager, known);
                 return manager->m_modified;
             });
+    for (const std::string& warning : warnings) {
+        work.warn(warning);
+    }
 }
 
 void add_file(CLI::App& command, std::string& file) {

@@ -136,9 +136,12 @@ Tree_edit make_delete(const CLI::App& /*command*/, const Edit_words& words) {
 
 constexpr Edit_kind kKinds[] = {
     {"add", "Add a node; the last name of the path is the new one",
-     "A new node has learned nothing. Without --type it is a leaf.",
+     "A new node has learned nothing. Without --type it is a leaf. A warning names words of the\n"
+     "rule that find no text, or more texts than it seems.",
      "zandrel tree add shop.kc root/parcels --type stat", add_attributes, make_add},
-    {"set", "Change a node", "Attributes that are not given stay as they are.",
+    {"set", "Change a node",
+     "Attributes that are not given stay as they are. A warning names words of the rule that\n"
+     "find no text, or more texts than it seems.",
      "zandrel tree set shop.kc root/parcels --threshold 0.2 --note1 slow", add_attributes,
      make_set},
     {"move", "Move a node with all nodes below it",

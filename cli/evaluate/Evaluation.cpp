@@ -243,12 +243,11 @@ private:
     Quality& m_quality;
 };
 
-void warn_of_tree(const Evaluation_options& options, const Text_model& model, const Texts& learned,
-                  const Texts& others) {
+void warn_of_tree(const Evaluation_options& options, Text_model& model, const Texts& others) {
     if (!options.warn || options.model.tree.text.empty()) {
         return;
     }
-    for (const std::string& warning : tree_warnings(model, learned, others)) {
+    for (const std::string& warning : tree_warnings(model, others)) {
         options.warn(warning);
     }
 }
@@ -365,9 +364,8 @@ std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& da
         warn_of_data(options, data, {});
         std::unique_ptr<Text_model> model = trained_model(options, data.to_train, result);
         warn_of_blocked(options, data.to_train, result.blocked_texts);
-        const Texts none;  // a text that is held out shows that its label is used
-        warn_of_tree(options, *model, data.to_train,
-                     options.data_files.empty() ? none : data.to_classify);
+        const Texts none;  // a leaf that a text held out would reach is used
+        warn_of_tree(options, *model, options.data_files.empty() ? none : data.to_classify);
         return model;
     }
     std::unique_ptr<Text_model> model = loaded_model(options, result);
@@ -407,7 +405,7 @@ Evaluation evaluate_texts(const Evaluation_options& options, Texts& to_train,
                           const Texts& to_classify, Quality* all) {
     Evaluation result;
     const std::unique_ptr<Text_model> model = trained_model(options, to_train, result);
-    warn_of_tree(options, *model, to_train, to_classify);
+    warn_of_tree(options, *model, to_classify);
     measure_quality(options, to_classify, *model, all, result);
     return result;
 }

@@ -14,10 +14,9 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
-#include "zandrel/statistics/zeStat_matcher.h"
 
 #include "cli/kc/Kc_paths.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -25,21 +24,6 @@ namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::optional<int> messages_for(zeManager& manager, const zeLogicalNode& node) {
-    if (node.parent == 0) {
-        return std::nullopt;
-    }
-    zeClassifier* const above = manager.m_logical_tree->GetRealParent(node.parent);
-    const auto* const matcher = dynamic_cast<zeStat_matcher*>(above);
-    if (matcher == nullptr) {
-        return std::nullopt;
-    }
-    const zeStat_storage& storage = *matcher->m_storage;
-    const int iprofile = storage.get_profile(node.physical_node);
-    return storage.end(iprofile) ? std::nullopt
-                                 : std::optional(storage.profile(iprofile).m_num_msgs);
-}
 
 Kc_tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
     Kc_tree_line line;
@@ -53,7 +37,7 @@ Kc_tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
     line.rule = node.rule.str();
     line.note1 = node.note1.str();
     line.note2 = node.note2.str();
-    line.messages = messages_for(manager, node);
+    line.messages = learned_messages(manager, node);
     line.child_count = node.children.size();
     return line;
 }
@@ -168,8 +152,8 @@ nlohmann::ordered_json tree_json(const Tree_view& view) {
         return nullptr;
     }
     for (const Kc_tree_line& line : view.lines) {
-        if (line.depth > kDeepestJson) {
-            throw std::length_error("the tree has more than " + std::to_string(kDeepestJson) +
+        if (line.depth > kDeepestTreeJson) {
+            throw std::length_error("the tree has more than " + std::to_string(kDeepestTreeJson) +
                                     " levels for JSON: give a --depth");
         }
     }

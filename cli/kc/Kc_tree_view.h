@@ -38,7 +38,7 @@ struct Tree_view {
 };
 
 // JSON objects are not nested deeper than this, since many programs read them recursively.
-constexpr int kDeepestJson = 1000;
+constexpr int kDeepestTreeJson = 1000;
 
 // The node of `path` and what is below it. An empty path means the root. `depth` is the number of
 // levels below the node; a negative one means all.
@@ -53,7 +53,7 @@ std::string type_name(unsigned char type);
 void print_tree(const Tree_view& view, std::ostream& out);
 // The first node as an object of `name`, `type` and so on, and `children`, a list of such objects,
 // which is missing where the children are hidden; null without a node.
-// RAISES: std::length_error for more than `kDeepestJson` levels.
+// RAISES: std::length_error for more than `kDeepestTreeJson` levels.
 nlohmann::ordered_json tree_json(const Tree_view& view);
 
 }  // namespace cli

@@ -113,6 +113,7 @@ void Target_file::check_link() const {
 void Target_file::check_replaceable() const {
     const std::optional<struct stat> found = status();
     if (!found) {
+        check_no_pipe();
         return;
     }
     if (!S_ISREG(found->st_mode)) {
@@ -127,6 +128,15 @@ void Target_file::check_replaceable() const {
     }
     if (is_kept_by_folder(*found, folder_status)) {
         fail(std::generic_category().message(EPERM));
+    }
+}
+
+// If standard output is a pipe, /dev/stdout is a link to a name such as pipe:[5018], which is no
+// file of the folder. But the system follows the link to the pipe.
+void Target_file::check_no_pipe() const {
+    struct stat followed = {};
+    if (::stat(m_name.c_str(), &followed) == 0 && !S_ISREG(followed.st_mode)) {
+        fail("not a regular file");
     }
 }
 

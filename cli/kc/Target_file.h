@@ -55,6 +55,8 @@ public:
     [[noreturn]] void fail() const;
 
 private:
+    void check_no_pipe() const;
+
     std::string m_name;
     std::string m_path;
 };

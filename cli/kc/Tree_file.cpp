@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Tree_text.h"
@@ -25,6 +27,23 @@ namespace cli {
 namespace {
 
 using zandrel::Tree_text;
+
+// The library reports only that a rule is wrong. Returns the reason of the parser as an end of the
+// library's message "Invalid rule: [5 & 3]"; empty for any other message.
+std::string reason_of(std::string_view message) {
+    constexpr std::string_view kBegin = "Invalid rule: [";
+    if (!message.starts_with(kBegin) || !message.ends_with(']')) {
+        return {};
+    }
+    message.remove_prefix(kBegin.size());
+    message.remove_suffix(1);
+    try {
+        const Rule_checker parsed{qtString(message)};
+    } catch (const qtX<RuleParser>& error) {
+        return ": " + shown_complaint(error.what());
+    }
+    return {};
+}
 
 class Tree_loader {
 public:
@@ -50,7 +69,8 @@ private:
         try {
             m_text.AddLine(line);
         } catch (const qtxAll& error) {
-            throw Data_error(m_name, number, shown_complaint(error.message().view()));
+            const std::string_view message = error.message().view();
+            throw Data_error(m_name, number, shown_complaint(message) + reason_of(message));
         }
     }
 
@@ -102,7 +122,9 @@ void load_tree_file(const std::string& file, zeManager& manager) {
     load_tree_text(input.stream(), input.name(), manager);
 }
 
-// The nodes of a discarded container check each line before we keep it. So a small compressed file
+// The tree is loaded twice: here, so that an error is reported before the data are read, and then
+// by each model that is trained; cross-validation trains several. So the result is a text. The
+// nodes of a discarded container check each line before we keep it. So a small compressed file
 // cannot unpack to a text without bound.
 std::string read_tree_text(const std::string& file) {
     Data_input input(file);

@@ -5,8 +5,10 @@
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 namespace cli {
 
@@ -21,6 +23,21 @@ std::vector<Stat_classifier> stat_classifiers(const zeManager& manager) {
         }
     }
     return found;
+}
+
+std::optional<int> learned_messages(const zeManager& manager, const zeLogicalNode& node) {
+    if (node.parent == 0) {
+        return std::nullopt;
+    }
+    zeClassifier* const above = manager.m_logical_tree->GetRealParent(node.parent);
+    const auto* const matcher = dynamic_cast<zeStat_matcher*>(above);
+    if (matcher == nullptr) {
+        return std::nullopt;
+    }
+    const zeStat_storage& storage = *matcher->m_storage;
+    const int iprofile = storage.get_profile(node.physical_node);
+    return storage.end(iprofile) ? std::nullopt
+                                 : std::optional(storage.profile(iprofile).m_num_msgs);
 }
 
 }  // namespace cli

@@ -129,7 +129,10 @@ void Engine_settings::load(const std::string& path) {
     try {
         m_options.Load(path);
     } catch (const qtX<zeOptMap>&) {
-        throw Input_error(path, "it is no readable options file");
+        throw Input_error(path, path == "-"
+                                    ? "settings are read from a file, and not from standard "
+                                      "input"
+                                    : "it is no readable options file");
     }
     for (const auto& [key, value] : m_options.options) {
         const std::string problem = setting_problem(key.view(), value.view());

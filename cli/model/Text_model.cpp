@@ -55,7 +55,9 @@
 
 #include "cli/data/set_pairs.h"
 #include "cli/errors.h"
+#include "cli/kc/Kc_paths.h"
 #include "cli/kc/Tree_file.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/model/Engine_settings.h"
 #include "cli/rules/rule_forms.h"
 #include "cli/text/Shown_text.h"
@@ -381,22 +383,51 @@ void Text_model::find_blocked(zeCorpus_view& view) {
     }
 }
 
-std::string Text_model::warning_of_rules() const {
-    return unfindable_words_warning(*m_manager->m_logical_tree, *m_analysis);
+std::vector<std::string> Text_model::warnings_of_rules() const {
+    return rule_word_warnings(*m_manager->m_logical_tree, *m_analysis);
 }
 
-std::vector<std::string> Text_model::labels_without(const std::vector<Labelled_text>& texts) const {
-    const std::set<std::string_view> given = labels_of(texts);
-    std::set<std::string> missing;
-    for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
-        if (node.type == ZE_LEAF && given.count(node.category.view()) == 0 &&
-            m_manager->m_logical_tree->GetRealParent(id)->GetType() == ZE_STAT) {
-            missing.emplace(node.category.view());
+std::vector<std::string> Text_model::empty_leaves(const std::vector<Labelled_text>& others) {
+    const zeLogicalTree& tree = *m_manager->m_logical_tree;
+    std::map<std::string_view, std::vector<zeNode*>> empty;  // by label
+    for (const auto& [id, node] : tree.nodes) {
+        if (node.type == ZE_LEAF && learned_messages(*m_manager, node) == 0) {
+            empty[node.category.view()].push_back(node.physical_node);
         }
     }
-    std::vector<std::string> in_order = labels();
-    std::erase_if(in_order, [&](const std::string& label) { return missing.count(label) == 0; });
-    return in_order;
+    for (const Labelled_text& text : others) {
+        remove_reached(text, empty);
+    }
+    std::set<unsigned int> ids;  // sorted, since the table of nodes has no order
+    for (const auto& [label, leaves] : empty) {
+        for (zeNode* const leaf : leaves) {
+            ids.insert(tree.FindCategory(leaf).id);
+        }
+    }
+    std::vector<std::string> paths;
+    for (const unsigned int id : ids) {
+        paths.push_back(shown_path(tree, id));
+    }
+    return paths;
+}
+
+// Removes the leaves that would learn a text. Most texts have no label of an empty leaf, so few are
+// analysed.
+void Text_model::remove_reached(const Labelled_text& text,
+                                std::map<std::string_view, std::vector<zeNode*>>& leaves) {
+    qtPtrLight<zeMsg> msg;
+    for (const std::string& label : text.labels) {
+        const auto found = leaves.find(label);
+        if (found == leaves.end() || found->second.empty()) {
+            continue;
+        }
+        if (!msg) {
+            msg = message_of(text);
+        }
+        std::erase_if(found->second, [&](zeNode* leaf) {
+            return is_open(*m_manager->m_physical_tree, leaf, *msg);
+        });
+    }
 }
 
 bool Text_model::knows(std::string_view label) const {

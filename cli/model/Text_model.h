@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -113,12 +114,14 @@ public:
     // rules block all ways to their labels. Empty if the tree has no rules.
     const std::vector<std::size_t>& blocked_texts() const { return m_blocked; }
 
-    // See unfindable_words_warning.
-    std::string warning_of_rules() const;
+    // See rule_word_warnings.
+    std::vector<std::string> warnings_of_rules() const;
 
-    // The labels of the leaves, in the order of `labels`, that a statistical classifier decides and
-    // that none of the texts has. Their scores mean nothing.
-    std::vector<std::string> labels_without(const std::vector<Labelled_text>& texts) const;
+    // The paths of the leaves that a statistical classifier decides and for which it has learned no
+    // text, in the order in which the leaves were made. Their scores mean nothing. A label can have
+    // several leaves, and only some of them can be empty. A leaf that would learn one of the texts
+    // `others` is not in the list. The paths are shown_path.
+    std::vector<std::string> empty_leaves(const std::vector<Labelled_text>& others = {});
 
     // Returns whether the model has a leaf with this name.
     bool knows(std::string_view label) const;
@@ -181,6 +184,8 @@ private:
     double score_of(zeMsg& msg, const zeNode* node);
     qtPtrLight<zeSml> analyse(std::string_view text);
     qtPtrLight<zeMsg> message_of(const Labelled_text& message);
+    void remove_reached(const Labelled_text& text,
+                        std::map<std::string_view, std::vector<zeNode*>>& leaves);
     Explanation explain_best(zeMsg& msg, std::string_view text);
     Explanation explain_node(zeMsg& msg, std::string_view text, zeNode* node);
     void begin(const std::vector<Labelled_text>& texts);

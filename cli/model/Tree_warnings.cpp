@@ -3,8 +3,6 @@
 #include "cli/model/Tree_warnings.h"
 
 #include <algorithm>
-#include <set>
-#include <string_view>
 #include <utility>
 
 #include "cli/model/Text_model.h"
@@ -19,26 +17,16 @@ using Texts = std::vector<Labelled_text>;
 
 constexpr std::size_t kMostNamed = 5;
 
-std::vector<std::string> labels_in_neither(const Text_model& model, const Texts& learned,
-                                           const Texts& others) {
-    std::set<std::string_view> of_others;
-    for (const Labelled_text& text : others) {
-        of_others.insert(text.labels.begin(), text.labels.end());
+// REQUIRES: at least one.
+std::string empty_leaves_warning(std::vector<std::string> paths) {
+    const std::size_t count = paths.size();
+    paths.resize(std::min(count, kMostNamed));
+    for (std::string& path : paths) {
+        path = "\"" + shortened(path, kLongestValue) + "\"";
     }
-    std::vector<std::string> labels = model.labels_without(learned);
-    std::erase_if(labels, [&](const std::string& label) { return of_others.count(label) != 0; });
-    return labels;
-}
-
-std::string unused_labels_warning(std::vector<std::string> labels) {
-    const std::size_t count = labels.size();
-    labels.resize(std::min(count, kMostNamed));
-    for (std::string& label : labels) {
-        label = "\"" + shown_value(label) + "\"";
-    }
-    return (count == 1 ? "a label of the tree has no text: "
-                       : grouped(count) + " labels of the tree have no text: ") +
-           short_list(labels, count);
+    return (count == 1 ? "a leaf of the tree has learned no text: "
+                       : grouped(count) + " leaves of the tree have learned no text: ") +
+           short_list(paths, count);
 }
 
 }  // namespace
@@ -57,16 +45,11 @@ std::string blocked_texts_warning(const Text_sources& sources,
            " with the label \"" + shown_value(first.labels.front()) + "\"";
 }
 
-std::vector<std::string> tree_warnings(const Text_model& model, const Texts& learned,
-                                       const Texts& others) {
-    std::vector<std::string> warnings;
-    std::string of_rules = model.warning_of_rules();
-    if (!of_rules.empty()) {
-        warnings.push_back(std::move(of_rules));
-    }
-    const std::vector<std::string> labels = labels_in_neither(model, learned, others);
-    if (!labels.empty()) {
-        warnings.push_back(unused_labels_warning(labels));
+std::vector<std::string> tree_warnings(Text_model& model, const Texts& others) {
+    std::vector<std::string> warnings = model.warnings_of_rules();
+    std::vector<std::string> leaves = model.empty_leaves(others);
+    if (!leaves.empty()) {
+        warnings.push_back(empty_leaves_warning(std::move(leaves)));
     }
     return warnings;
 }

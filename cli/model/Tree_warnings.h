@@ -18,10 +18,9 @@ class Text_model;
 std::string blocked_texts_warning(const Text_sources& sources,
                                   const std::vector<std::size_t>& blocked);
 
-// Returns a line for each finding in the tree of a model that has learned `learned`: rules that
-// never find a word, and leaves with labels that neither these texts nor `others` have.
-std::vector<std::string> tree_warnings(const Text_model& model,
-                                       const std::vector<Labelled_text>& learned,
+// Returns a line for each finding in the tree of a trained model: see rule_word_warnings and
+// Text_model::empty_leaves.
+std::vector<std::string> tree_warnings(Text_model& model,
                                        const std::vector<Labelled_text>& others = {});
 
 }  // namespace cli

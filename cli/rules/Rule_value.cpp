@@ -64,9 +64,9 @@ double rule_value(const std::string& rule, const Rule_subject& subject) {
     return checker.Evaluate(info);
 }
 
-std::string rule_warning(const std::string& rule, const Analysis_settings& analysis) {
+std::vector<std::string> rule_warnings(const std::string& rule, const Analysis_settings& analysis) {
     Rule_checker checker = parsed(rule);
-    return unfindable_words_warning(checker, *make_text_analysis(analysis));
+    return rule_word_warnings(checker, *make_text_analysis(analysis));
 }
 
 void for_each_rule_value(const std::string& rule, const std::string& file,

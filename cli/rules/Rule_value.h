@@ -24,9 +24,9 @@ struct Rule_subject {
 // RAISES: Data_error "rule: " and the parser's message; Usage_error for a pair without a key or
 // without an equals sign; what make_text_analysis raises.
 double rule_value(const std::string& rule, const Rule_subject& subject);
-// See unfindable_words_warning.
+// See rule_word_warnings.
 // RAISES: as rule_value.
-std::string rule_warning(const std::string& rule, const Analysis_settings& analysis);
+std::vector<std::string> rule_warnings(const std::string& rule, const Analysis_settings& analysis);
 
 // Calls `take` with the value of the rule for each record of a file of JSON lines: its pairs, and
 // the words of its text, which may be missing. `file`: "-" is standard input. `subject`: its

@@ -2,7 +2,9 @@
 #ifndef ZANDREL_CLI_RULES_RULE_FORMS_H_
 #define ZANDREL_CLI_RULES_RULE_FORMS_H_
 
+#include <set>
 #include <string>
+#include <vector>
 
 class Rule_checker;
 class zeLogicalTree;
@@ -22,12 +24,20 @@ void give_forms(Rule_checker& rule, Text_analysis& analysis);
 // RAISES: the assertion "sw" for a damaged tree.
 void give_forms(const zeLogicalTree& tree, Text_analysis& analysis);
 
-// A warning about the words that no text of the analysis can have, since they are not one concept,
-// such as "pay it now": a rule never finds them. Empty if there are none.
-std::string unfindable_words_warning(Rule_checker& rule, Text_analysis& analysis);
-// The same for all rules of a tree.
+// Returns the warnings about words of a rule, at most one of each kind:
+// - Words that no text of the analysis can have, since they are not one concept, such as
+//   "pay it now". A rule never finds them.
+// - Words that also find other words, since the analysis makes each digit 0: with phrases "E404"
+//   finds "E500". "E000" causes no warning: its author seems to know the form.
+std::vector<std::string> rule_word_warnings(Rule_checker& rule, Text_analysis& analysis);
+// The same for all rules of a tree, with all words of a kind in one warning.
 // RAISES: as give_forms.
-std::string unfindable_words_warning(const zeLogicalTree& tree, Text_analysis& analysis);
+std::vector<std::string> rule_word_warnings(const zeLogicalTree& tree, Text_analysis& analysis);
+// The same for some rules of a tree, see rules_of.
+std::vector<std::string> rule_word_warnings(const std::set<std::string>& rules,
+                                            Text_analysis& analysis);
+// The texts of all rules of a tree, without "default".
+std::set<std::string> rules_of(const zeLogicalTree& tree);
 
 }  // namespace cli
 

@@ -146,13 +146,12 @@ void warn_of_blocked(const std::function<void(const std::string&)>& warn, const 
     }
 }
 
-void warn_of_tree(const Training_options& options, const Text_model& model,
-                  const Text_sources& sources) {
+void warn_of_tree(const Training_options& options, Text_model& model, const Text_sources& sources) {
     warn_of_blocked(options.warn, model, sources);
     if (!options.warn) {
         return;
     }
-    for (const std::string& warning : tree_warnings(model, sources.texts())) {
+    for (const std::string& warning : tree_warnings(model)) {
         options.warn(warning);
     }
 }

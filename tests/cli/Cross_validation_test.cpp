@@ -358,12 +358,13 @@ TEST_F(TreeCrossValidationTest, BlockedTextsOfAllFoldsAreWarnedOfOnce) {
 }
 
 // The only text of returns is in one fold, so one model gets no text of the label.
-TEST_F(TreeCrossValidationTest, LabelsWithoutATextInAnyFoldAreWarnedOfOnce) {
+TEST_F(TreeCrossValidationTest, LeavesWithoutATextInAnyFoldAreWarnedOfOnce) {
     Validate(many(6, "delivery\tshop parcel\n") + "returns\tshop jacket\n");
     EXPECT_THAT(m_warnings, testing::IsEmpty());
 
     Validate(many(6, "delivery\tshop parcel\n"));
-    EXPECT_THAT(m_warnings, ElementsAre("a label of the tree has no text: \"returns\""));
+    EXPECT_THAT(m_warnings,
+                ElementsAre("a leaf of the tree has learned no text: \"desk/shop/returns\""));
 }
 
 TEST_F(TreeCrossValidationTest, HoldoutWarnsOfTheTree) {
@@ -372,7 +373,8 @@ TEST_F(TreeCrossValidationTest, HoldoutWarnsOfTheTree) {
     evaluate(m_options);
 
     EXPECT_THAT(m_warnings, ElementsAre(StartsWith("the rules of the tree block 9 of 9 texts"),
-                                        "a label of the tree has no text: \"returns\""));
+                                        "2 leaves of the tree have learned no text: "
+                                        "\"desk/shop/delivery\", \"desk/shop/returns\""));
 }
 
 TEST_F(CrossValidationTest, NoteAboutSuggestedGroupsAppearsOnce) {

@@ -345,6 +345,18 @@ TEST(EngineSettingsTest, FileThatCannotBeReadIsReported) {
     }
 }
 
+TEST(EngineSettingsTest, StandardInputIsNoOptionsFile) {
+    Engine_settings settings;
+
+    try {
+        settings.load("-");
+        ADD_FAILURE() << "no error";
+    } catch (const Input_error& error) {
+        EXPECT_STREQ(error.what(),
+                     "cannot read -: settings are read from a file, and not from standard input");
+    }
+}
+
 }  // namespace
 
 }  // namespace cli

@@ -118,12 +118,12 @@ TEST(KcTreeViewTest, ContainerWithoutNodesShowsNothing) {
 TEST(KcTreeViewTest, TooManyLevelsOfObjectsAreRefused) {
     Edited_container kc;
     unsigned int parent = kc.Root(ZE_STAT);
-    for (int level = 1; level <= kDeepestJson + 1; ++level) {
+    for (int level = 1; level <= kDeepestTreeJson + 1; ++level) {
         parent = kc.Add(parent, "n" + std::to_string(level));
     }
 
     EXPECT_THROW(tree_json(view_tree(kc.manager, "", -1)), std::length_error);
-    const nlohmann::ordered_json deepest = tree_json(view_tree(kc.manager, "", kDeepestJson));
+    const nlohmann::ordered_json deepest = tree_json(view_tree(kc.manager, "", kDeepestTreeJson));
     EXPECT_TRUE(deepest.is_object());
     // With sanitizers, stack frames of unoptimised code are too large for so many levels.
 #ifndef ZANDREL_SANITIZED

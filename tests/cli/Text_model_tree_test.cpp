@@ -183,10 +183,26 @@ TEST_F(TextModelTreeTest, NewLabelBelowARuleRootIsRefused) {
     }
 }
 
-TEST_F(TextModelTreeTest, LabelsOfStatisticalLeavesWithoutATextAreFound) {
-    EXPECT_THAT(model.labels_without(desk_texts()), IsEmpty());
-    EXPECT_THAT(model.labels_without({desk_message("delivery", "", "en")}), ElementsAre("returns"));
-    EXPECT_THAT(model.labels_without({}), ElementsAre("delivery", "returns"));
+// large, urgent and rest need no texts, since rules decide about them.
+TEST_F(TextModelTreeTest, StatisticalLeavesThatHaveLearnedNoTextAreFound) {
+    EXPECT_THAT(model.empty_leaves(), IsEmpty());
+
+    Desk_messages texts = {desk_message("delivery", "the parcel", "en"),
+                           desk_message("returns", "die jacke", "de"),
+                           desk_message("delivery", "le paquet", "fr")};  // blocked
+    model.train_again_and_empty(texts, false, "desk.kc", nullptr);
+    EXPECT_THAT(model.empty_leaves(), ElementsAre("desk/english/returns", "desk/german/delivery"));
+}
+
+// A label is not enough: the rules have to let the text pass to the leaf.
+TEST_F(TextModelTreeTest, LeafThatWouldLearnAnotherTextIsNotEmpty) {
+    Desk_messages texts = {desk_message("delivery", "the parcel", "en")};
+    model.train_again_and_empty(texts, false, "desk.kc", nullptr);
+
+    EXPECT_THAT(model.empty_leaves({desk_message("returns", "die jacke", "de"),
+                                    desk_message("delivery", "le paquet", "fr"),
+                                    desk_message("large", "the sofa", "en", "900")}),
+                ElementsAre("desk/english/returns", "desk/german/delivery"));
 }
 
 TEST(TextModelGivenTreeTest, LabelWithoutALeafIsRefusedBeforeTraining) {
@@ -220,7 +236,8 @@ TEST(TextModelGivenTreeTest, WrongTreeIsRefusedWithItsLine) {
         model.train(desk_texts());
         ADD_FAILURE() << "no error";
     } catch (const Data_error& error) {
-        EXPECT_STREQ(error.what(), "desk.tree:3: Invalid rule: [1 +]");
+        EXPECT_STREQ(error.what(),
+                     "desk.tree:3: Invalid rule: [1 +]: Invalid number of operations");
     }
 }
 
@@ -292,6 +309,7 @@ TEST(TextModelGivenTreeTest, TreeIsBootstrapped) {
     model.bootstrap(texts);
 
     EXPECT_EQ(names_of(model.rank(desk_message("", "parcel", "en"), 1)).front(), "delivery");
+    EXPECT_THAT(model.empty_leaves(), IsEmpty());
 }
 
 TEST_F(TextModelTreeTest, ExplanationPassesTheRules) {

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -78,6 +79,18 @@ TEST(TextOutputTest, ContainerIsNotReplaced) {
     EXPECT_THROW(write_text(file, write_hello), Usage_error);
 
     EXPECT_EQ(folder.content("a.kc"), before);
+}
+
+// /dev/stdout is such a link if standard output is a pipe.
+TEST(TextOutputTest, LinkOfTheSystemToAPipeIsRefused) {
+    int ends[2] = {};
+    ASSERT_EQ(::pipe(ends), 0);
+    const std::string file = "/proc/self/fd/" + std::to_string(ends[1]);
+
+    EXPECT_EQ(output_refusal(file), "cannot write " + file + ": not a regular file");
+
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 TEST(TextOutputTest, FolderAndDeviceAreRefused) {

@@ -123,7 +123,8 @@ TEST(TreeFileTest, EachFailureNamesFileAndLine) {
         {"+\t[Stat]\t[Score]\ta\t[a]\t[]", "a.tree:1: a : invalid input string"},
         {"+\t[Stat]\t[Score]\t[]\ta]\t[]", "a.tree:1: a] : invalid input string"},
         {"+\t[Stat]\t[Score]\t[]\t[a]\t[", "a.tree:1: [ : invalid input string"},
-        {kRuleRootLine + leaf_line("++", "a", "(1"), "a.tree:2: Invalid rule: [(1]"},
+        {kRuleRootLine + leaf_line("++", "a", "(1"),
+         "a.tree:2: Invalid rule: [(1]: Invalid tokens: ( , $end"},
         {"+\t[Stat]\t[Score]\t[top]\t[root]\t[]\n++\t[Leaf]\t[Score]\t[]\t[]\t[]",
          "a.tree:2: Missing node name"},
         {"+\t[Stat]\t[Score]\t[top]\t[root]\t[]\n" + leaf_line("++", "a") +

@@ -155,12 +155,13 @@ TEST_F(TreeTrainingTest, TextsThatTheRulesBlockAreReported) {
 
 TEST_F(TreeTrainingTest, LeavesWithoutTextsAreReported) {
     Train(ten_times("delivery\tshop parcel late\n"));
-    EXPECT_THAT(WarningsOfTheTree(), ElementsAre("a label of the tree has no text: \"returns\""));
+    EXPECT_THAT(WarningsOfTheTree(),
+                ElementsAre("a leaf of the tree has learned no text: \"desk/shop/returns\""));
 
     m_training.replaces = true;
     Train(ten_times("other\thello\n"));
-    EXPECT_THAT(WarningsOfTheTree(),
-                ElementsAre("2 labels of the tree have no text: \"delivery\", \"returns\""));
+    EXPECT_THAT(WarningsOfTheTree(), ElementsAre("2 leaves of the tree have learned no text: "
+                                                 "\"desk/shop/delivery\", \"desk/shop/returns\""));
 }
 
 TEST_F(TreeTrainingTest, TextsOfRulesThatAreNeverFoundAreReported) {

@@ -1,6 +1,7 @@
 #include "cli/classify/Walk_report.h"
 
 #include <cstddef>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -306,6 +307,39 @@ TEST(WalkReportFormTest, NoLineBehindTheFirstIsLongerThanAHundredCharacters) {
     }
     EXPECT_GT(count, 150U);
     EXPECT_THAT(out.str(), HasSubstr("\u2026/"));
+}
+
+// A path has 56 characters: 10 for each of these names with its slash.
+TEST(WalkReportFormTest, LongPathLosesWholeNamesFromItsBeginning) {
+    Routed_kc kc(ZE_RULE);
+    unsigned int parent = kc.root;
+    std::string path = "root";
+    std::vector<std::string> paths = {path};
+    for (int level = 1; level <= 7; ++level) {
+        const std::string name = "level-" + std::to_string(level) + "-x";  // 9 characters
+        parent = kc.Add(parent, name, ZE_RULE, "1");
+        paths.push_back(path += "/" + name);
+    }
+    kc.Add(parent, std::string(60, 'n'), ZE_LEAF, "1");
+    Text_model model(kc.Pointer(), {Analysis_kind::kWords});
+
+    std::ostringstream out;
+    print_walk({*kc.Manager().m_logical_tree, "x", model.walk({{}, "x"}, 1)}, out);
+
+    const std::string text = out.str();
+    // 54 characters, the whole path
+    EXPECT_THAT(text, HasSubstr("  6. " + paths[5] + "  rule"));
+    // With level-1-x it would have 61.
+    EXPECT_THAT(text,
+                HasSubstr("  7. \u2026/level-2-x/level-3-x/level-4-x/level-5-x/level-6-x  rule"));
+    EXPECT_THAT(text,
+                HasSubstr("  8. \u2026/level-3-x/level-4-x/level-5-x/level-6-x/level-7-x  rule"));
+    // The last name has 54 characters left: 27 before the ellipsis and 26 behind it.
+    const std::regex last("\n  9\\. \u2026/n+\u2026n+  leaf");
+    EXPECT_TRUE(std::regex_search(text, last)) << text;
+    for (const std::string& line : {std::string("nnn/"), std::string("\u2026level")}) {
+        EXPECT_EQ(text.find(line), std::string::npos) << text;
+    }
 }
 
 TEST(WalkReportFormTest, HostileNamesAreEscapedInTextAndKeptInJson) {

@@ -2,6 +2,7 @@
 #include "cli/rules/rule_forms.h"
 
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -114,24 +115,28 @@ TEST(RuleFormsTest, WordThatIsItsOwnFormGetsNone) {
     EXPECT_EQ(forms_of(rule), (Forms{"", "refund"}));
 }
 
+using Warnings = std::vector<std::string>;
+
 TEST(RuleFormsTest, TextsThatAreNotOneConceptAreReportedOnce) {
     Rule_checker rule("\"pay it\" & (\"Refund\" | \"pay it\" | \"pay it now\") & \"\n!\"");
     const std::unique_ptr<Text_analysis> words = make_text_analysis(kWords);
     const std::unique_ptr<Text_analysis> phrases = make_text_analysis(kPhrases);
 
-    EXPECT_EQ(unfindable_words_warning(rule, *words),
-              "no text can have these texts of rules, since each is not one concept of the text "
-              "analysis: \"pay it\", \"pay it now\", \"\\x0A!\"; combine the parts by &");
-    EXPECT_EQ(unfindable_words_warning(rule, *phrases),
-              "no text can have this text of a rule, since it is not one concept of the text "
-              "analysis: \"pay it now\"; combine the parts by &");
+    EXPECT_EQ(
+        rule_word_warnings(rule, *words),
+        Warnings{"no text can have these texts of rules, since each is not one concept of the text "
+                 "analysis: \"pay it\", \"pay it now\", \"\\x0A!\"; combine the parts by &"});
+    EXPECT_EQ(
+        rule_word_warnings(rule, *phrases),
+        Warnings{"no text can have this text of a rule, since it is not one concept of the text "
+                 "analysis: \"pay it now\"; combine the parts by &"});
 }
 
 TEST(RuleFormsTest, RuleWithConceptsOnlyCausesNoWarning) {
     Rule_checker rule("\"Refund\" & $a(n) > 1 & substr($b(s), 'pay it now')");
     const std::unique_ptr<Text_analysis> analysis = make_text_analysis(kWords);
 
-    EXPECT_EQ(unfindable_words_warning(rule, *analysis), "");
+    EXPECT_EQ(rule_word_warnings(rule, *analysis), Warnings{});
 }
 
 TEST(RuleFormsTest, TextsOfAllRulesOfATreeAreReported) {
@@ -143,10 +148,70 @@ TEST(RuleFormsTest, TextsOfAllRulesOfATreeAreReported) {
     const std::unique_ptr<Text_analysis> analysis = make_text_analysis(kWords);
 
     EXPECT_EQ(
-        unfindable_words_warning(kc.tree, *analysis),
-        "no text can have these texts of rules, since each is not one concept of the text "
-        "analysis: \"a b\", \"c d\", \"e f\", \"g h\", \"i j\" and 2 more; combine the parts by "
-        "&");
+        rule_word_warnings(kc.tree, *analysis),
+        Warnings{
+            "no text can have these texts of rules, since each is not one concept of the text "
+            "analysis: \"a b\", \"c d\", \"e f\", \"g h\", \"i j\" and 2 more; combine the parts "
+            "by &"});
+}
+
+Warnings warnings_of(const std::string& rule, const Analysis_settings& analysis) {
+    Rule_checker checker{qtString(rule)};
+    return rule_word_warnings(checker, *make_text_analysis(analysis));
+}
+
+TEST(RuleFormsTest, WordWhoseDigitsBecomeZeroIsReported) {
+    const std::string begin = "the text analysis makes each digit 0, so ";
+    const std::string end = "; --analysis words keeps digits";
+
+    EXPECT_EQ(warnings_of("\"E404\"", kPhrases),
+              Warnings{begin +
+                       "this text of a rule also finds other digits: \"E404\" (read as "
+                       "\"e000\")" +
+                       end});
+    EXPECT_EQ(warnings_of("\"room 7\" & (\"E404\" | \"room 7\") & \"refund\"", kStemmedPhrases),
+              Warnings{begin +
+                       "these texts of rules also find other digits: \"room 7\" "
+                       "(read as \"room 0\"), \"E404\" (read as \"e000\")" +
+                       end});
+    // Arabic-Indic digits
+    EXPECT_EQ(warnings_of("\"x\u0661\"", kPhrases),
+              Warnings{begin +
+                       "this text of a rule also finds other digits: \"x\u0661\" "
+                       "(read as \"x0\")" +
+                       end});
+}
+
+TEST(RuleFormsTest, WordThatKeepsItsDigitsIsNotReported) {
+    EXPECT_EQ(warnings_of("\"E404\"", kWords), Warnings{});
+    EXPECT_EQ(warnings_of("\"E404\"", kStems), Warnings{});
+    EXPECT_EQ(warnings_of("\"E404\"", kWhitespace), Warnings{});
+    EXPECT_EQ(warnings_of("\"\xFF"
+                          "E404\"",
+                          kWords),
+              Warnings{});
+    EXPECT_EQ(warnings_of("\"E000\" | \"E0\" | $a(n) == 404 | $b(s) == '404'", kPhrases),
+              Warnings{});
+}
+
+TEST(RuleFormsTest, BothKindsOfWordsAreReported) {
+    EXPECT_EQ(warnings_of("\"E404\" | \"pay 7 now\"", kPhrases).size(), 2U);
+}
+
+TEST(RuleFormsTest, SomeRulesOfATreeAreReported) {
+    Edited_container kc;
+    const unsigned int root = kc.Root(ZE_RULE);
+    kc.Add(root, "1", "\"a b\"");
+    kc.Add(root, "2", "\"c d\"");
+    kc.Add(root, "3", "default");
+    std::set<std::string> rules = rules_of(kc.tree);
+    EXPECT_EQ(rules, (std::set<std::string>{"\"a b\"", "\"c d\""}));
+    rules.erase("\"a b\"");
+
+    EXPECT_EQ(
+        rule_word_warnings(rules, *make_text_analysis(kWords)),
+        Warnings{"no text can have this text of a rule, since it is not one concept of the text "
+                 "analysis: \"c d\"; combine the parts by &"});
 }
 
 TEST(RuleFormsTest, WordsOfAllRulesOfATreeGetTheirForms) {

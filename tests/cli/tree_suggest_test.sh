@@ -109,7 +109,8 @@ printf '[x]\tred\n[y]\tred\nz]\tblue\nempty\t\n' >odd.tsv
 for _ in 1 2 3 4 5 6; do cat odd.tsv; done >odds.tsv
 expect 0 tree suggest odds.tsv -o odd.tree
 expect 0 train odd.kc odds.tsv --tree odd.tree
-is_silent err
+# A text without words teaches nothing.
+is err 'zandrel: a leaf of the tree has learned no text: "root/empty"'
 expect 0 tree dump odd.kc
 prints out $'++\t[Leaf]\t[Score]\t[]\t[[x]]\t[]'
 

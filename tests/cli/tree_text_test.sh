@@ -91,7 +91,11 @@ wrong "$root++\t[Tree]\t[Score]\t[]\t[a]\t[1]\n" \
 wrong "$root++\t[Leaf]\t[score]\t[]\t[a]\t[1]\n" \
     '2: Invalid score: ++\x09[Leaf]\x09[score]\x09[]\x09[a]\x09[1]'
 wrong "$root++\t[Leaf]\t[Score]\t[]\ta\t[1]\n" '2: a : invalid input string'
-wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[\"x]\n" '2: Invalid rule: ["x]'
+wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[\"x]\n" '2: Invalid rule: ["x]: Missing delimiter at: "x'
+wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[5 & 3]\n" \
+    '2: Invalid rule: [5 & 3]: Type mismatch, cannot cast one type to the other: &'
+# shellcheck disable=SC2016  # $end is a word of the parser.
+wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[(]\n" '2: Invalid rule: [(]: Invalid tokens: ( , $end'
 wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[default]\n++\t[Leaf]\t[Score]\t[]\t[b]\t[default]\n" \
     '3: OTHERWISE rule already exists in a sibling of the given node'
 wrong "$root++\t[Leaf]\t[Score]\t[]\t[a]\t[]\n" '2: Mixing rules and statistics on the same level'
@@ -132,6 +136,15 @@ for arguments in 'tree dump' 'options dump'; do
     # shellcheck disable=SC2086
     "$program" $arguments a.kc >/dev/full 2>err
     [[ $? == 74 ]] || fail "$arguments: a full device is not noticed"
+done
+
+# A text is written to a pipe without -o.
+for arguments in 'tree dump' 'options dump'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    "$program" $arguments a.kc -o /dev/stdout 2>err | cat >out
+    [[ ${PIPESTATUS[0]} == 74 ]] || fail "$arguments: wrong status for a pipe"
+    is err 'zandrel: cannot write /dev/stdout: not a regular file'
+    is_silent out
 done
 
 # Settings: a dumped file gives another container the same settings, by load and by train.
@@ -181,6 +194,10 @@ wrong_options 'ClipValue=2\nProfileSice=1\n' '2: unknown setting "ProfileSice"'
 wrong_options 'ClipValue=2.5' '1: bad value for ClipValue: "2.5" is not an integer'
 expect 66 options load b.kc absent.options
 is err 'zandrel: cannot read absent.options: it is no readable options file'
+expect_of a.options 66 options load a.kc -
+is err 'zandrel: cannot read -: settings are read from a file, and not from standard input'
+expect_of a.options 66 train new.kc train.tsv --options -
+is err 'zandrel: cannot read -: settings are read from a file, and not from standard input'
 expect 66 options load b.kc .
 expect 66 options load absent.kc a.options
 expect 65 options load b.kc before.kc

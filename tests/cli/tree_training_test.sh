@@ -2,8 +2,9 @@
 # Usage: tree_training_test.sh PROGRAM
 # Trains containers whose trees have rules, from the top: train --tree, classify, explain, evaluate,
 # learn, edits of the tree, and train --keep-tree.
-# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 # shellcheck disable=SC2016  # Rules have dollar signs.
+project=$(realpath "$(dirname "$0")/../..")
+# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
 # Prints the labels of a filter's output without scores; a bar ends each line.
@@ -82,7 +83,7 @@ expect 0 classify desk.kc texts.txt -k 1
 [[ $(labels) == 'returns|delivery|payment|rest|urgent|' || $(labels) == 'returns|delivery|payment|rest|returns|' ]] ||
     fail "$command: wrong labels: $(labels)"
 expect 0 train desk.kc edited.tsv --keep-tree --stem english
-warns 'a label of the tree has no text: "payment"'
+warns 'a leaf of the tree has learned no text: "desk/shop/payment"'
 expect 64 train desk.kc edited.tsv --keep-tree --analysis phrases
 is err 'zandrel: --analysis phrases: desk.kc was made with --analysis words'
 expect 66 train absent.kc edited.tsv --keep-tree
@@ -92,6 +93,42 @@ for option in '--groups groups.tsv' '--tree desk.tree' '--options a.options' '--
     expect 64 train desk.kc edited.tsv --keep-tree $option
     prints err "${option%% *} excludes --keep-tree"
 done
+
+# Edits warn of words that rules do not find, or find too often, like the training.
+unfindable='no text can have this text of a rule, since it is not one concept of the text analysis: "very angry"; combine the parts by &'
+expect 0 tree set desk.kc desk/urgent --rule '"Urgent" | "very angry"'
+is err "zandrel: $unfindable"
+expect 0 tree set desk.kc desk/urgent --note1 slow
+is_silent err
+expect 0 tree add desk.kc desk/angry --rule '"very angry"'
+is err "zandrel: $unfindable"
+echo "set desk/angry --rule '\"E404\" & \"very angry\"'" >edits.txt
+expect 0 tree apply desk.kc edits.txt
+is err "zandrel: $unfindable"
+{
+    node + Rule codes
+    node ++ Leaf refused '"E404"'
+    node ++ Leaf other default
+} >codes.tree
+numbers='the text analysis makes each digit 0, so this text of a rule also finds other digits: "E404" (read as "e000"); --analysis words keeps digits'
+printf 'refused\tan error E404\nother\thello\n' >codes.tsv
+expect 0 train codes.kc codes.tsv --tree codes.tree
+warns "$numbers"
+expect 0 train codes.kc codes.tsv --keep-tree
+warns "$numbers"
+echo 'error E500' >code.txt
+expect 0 classify codes.kc code.txt
+[[ $(labels) == 'refused|' ]] || fail "$command: wrong labels: $(labels)"
+expect 0 tree set codes.kc codes/refused --rule '"E404" & 1 == 1'
+is err "zandrel: $numbers"
+expect 0 rules eval '"E404"' --text 'error E500' --analysis phrases
+is out 1
+is err "zandrel: $numbers"
+expect 0 train codes.kc codes.tsv --tree codes.tree --analysis words --replace
+! grep -q 'digits' err || fail "$command: warns of digits"
+expect 0 rules eval '"E404"' --text 'error E500'
+is out 0
+is_silent err
 
 # The same forms of words by hand
 expect 0 rules eval '"Running" & "shoes"' --text 'RUN, shoe!' --stem english
@@ -169,10 +206,10 @@ for file in odd.tsv fewer.tsv; do
     expect 0 evaluate --train $file --test test.tsv --tree desk.tree --analysis words --stem english
     grep 'of the tree' err | cmp -s - wanted || fail "$command: other warnings than train"
 done
-warns 'a label of the tree has no text: "delivery"'
+warns 'a leaf of the tree has learned no text: "desk/shop/delivery"'
 expect 0 evaluate --cv 2 fewer.tsv --tree desk.tree --analysis words --stem english
 [[ $(grep -c 'of the tree' err) == 2 ]] || fail "$command: not each warning once"
-warns 'a label of the tree has no text: "delivery"'
+warns 'a leaf of the tree has learned no text: "desk/shop/delivery"'
 warns 'the rules of the tree block 1 of 3 texts from their labels, so nothing learns them; the first is fewer.tsv:3 with the label "returns"'
 for _ in 1 2 3; do cat payment.tsv; done >payments.tsv
 for form in '--cv 2' '--holdout 0.2'; do
@@ -216,7 +253,7 @@ prints err '--tree: the name of the file is empty'
     node ++ Leaf other '1 +'
 } >bad.tree
 expect 65 train new.kc train.tsv --tree bad.tree
-is err 'bad.tree:3: Invalid rule: [1 +]'
+is err 'bad.tree:3: Invalid rule: [1 +]: Invalid number of operations'
 : >empty.tree
 expect 65 train new.kc train.tsv --tree empty.tree
 prints err 'empty.tree: '
@@ -229,5 +266,40 @@ expect 64 train new.kc - --tree -
 is err 'zandrel: - is given more than once, and standard input can be read only once'
 expect_of desk.tree 0 train new.kc train.tsv --tree - --analysis words
 cmp -s desk.kc before.kc || fail "a refused training changed a container"
+
+# The commands of the page on trees give what the page says, with the files that are shipped.
+mkdir page && cd page || exit 1
+page=$project/docs/trees.md
+cp "$project"/data/shop/desk.* .
+sed -n '/^+.*→/s/→/\t/gp' "$page" >page.tree
+expect 0 tree check page.tree
+is out '9 nodes: 1 rule node, 2 statistical nodes, 6 leaves'
+expect 0 tree check desk.tree
+is out '16 nodes: 1 rule node, 2 statistical nodes, 13 leaves'
+sed -n 's/^    zandrel //p' "$page" >commands
+(($(wc -l <commands) == 7)) || fail "$page: other commands"
+while read -r line; do
+    eval "expect 0 $line"
+    case $line in
+        *--keep-tree) sed -n 's/^zandrel: /&/p' "$page" | cmp -s - err || fail "$command: other warnings" ;;
+        evaluate*)
+            accuracy=$(sed -n 's/^accuracy  *\([0-9]*\)\..*(\([0-9]* of 94\) texts)$/\1/p' out)
+            ((accuracy >= 65)) || fail "$command: accuracy below 65 %"
+            is_silent err
+            ;;
+        train*)
+            prints out 'desk.kc: 376 texts, 10 labels (10 new), '
+            is_silent err
+            ;;
+        *) is_silent err ;;
+    esac
+done <commands
+# A label below two nodes: only one of its leaves is empty.
+grep -v '"labels": \["delivery"\].*"language": "de"' desk.train.jsonl >fewer.jsonl
+(($(wc -l <fewer.jsonl) == 362)) || fail 'other German texts'
+expect 0 train fewer.kc fewer.jsonl --tree desk.tree
+is err 'zandrel: a leaf of the tree has learned no text: "desk/german/delivery"'
+expect 0 tree show fewer.kc desk/german
+prints out 'delivery [leaf] messages=0'
 
 ((failures == 0))
