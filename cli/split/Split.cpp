@@ -57,16 +57,17 @@ public:
     }
 };
 
-// Returns whether both names lead to the same file, or would if it existed.
+// Returns whether both names lead to the same file, or would if it existed. A new file has no
+// identity yet, so we compare its folder and its name: `b.tsv` and `./b.tsv` are the same file.
 bool are_same_file(const std::string& left, const std::string& right) {
     std::error_code error;
-    const std::string left_path = Target_file(left).path();
-    const std::string right_path = Target_file(right).path();
-    if (fs::equivalent(left_path, right_path, error)) {
+    const Target_file left_target(left);
+    const Target_file right_target(right);
+    if (fs::equivalent(left_target.path(), right_target.path(), error)) {
         return true;
     }
-    const fs::path left_name = fs::weakly_canonical(left_path, error);
-    return !error && left_name == fs::weakly_canonical(right_path, error) && !error;
+    return fs::path(left_target.path()).filename() == fs::path(right_target.path()).filename() &&
+           fs::equivalent(left_target.folder(), right_target.folder(), error);
 }
 
 // RAISES: Usage_error.
