@@ -1,9 +1,9 @@
 // Divides the texts into three folds. Each fold is classified by models that are trained on the two
 // others.
 //
-//   1. With the first fold we try several numbers of groups, and no groups. If no number beats no
-//      groups, that is the result. Otherwise we choose the middle one of the numbers that are good.
-//      A number is good if it is not clearly worse than the best number.
+//   1. With the first fold we try several numbers of groups, and no groups. A number is good if it
+//      beats no groups and is not clearly worse than the best number. If no number is good, the
+//      result is no groups. Otherwise we choose the middle one of the good numbers.
 //   2. With the two other folds we compare a model with this number of groups and a model without
 //      groups. The groups are suggested only if they win clearly.
 //
@@ -272,25 +272,7 @@ private:
             rights.push_back(trial.rights(count));
             found.tried.push_back({count, count_right(rights.back())});
         }
-        const auto best = std::max_element(
-            rights.begin(), rights.end(),
-            [](const Rights& a, const Rights& b) { return count_right(a) < count_right(b); });
-        if (count_right(*best) > found.tried.front().right_texts) {
-            found.group_count = middle_of_good(counts, rights, *best);
-        }
-    }
-
-    static std::size_t middle_of_good(const std::vector<std::size_t>& counts,
-                                      const std::vector<Rights>& rights, const Rights& best) {
-        std::vector<std::size_t> good;
-        for (std::size_t i = 0; i < counts.size(); ++i) {
-            Tree_comparison with_best;
-            add_fold(rights[i], best, with_best);
-            if (!with_best.is_clear()) {
-                good.push_back(counts[i]);
-            }
-        }
-        return good[good.size() / 2];
+        found.group_count = middle_of_good(counts, rights, found.tried.front().right_texts);
     }
 
     Texts& m_texts;
@@ -357,6 +339,22 @@ std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
         counts.insert(static_cast<std::size_t>(each));
     }
     return {counts.begin(), counts.end()};
+}
+
+std::size_t middle_of_good(const std::vector<std::size_t>& counts,
+                           const std::vector<Rights>& rights, std::size_t right_without_groups) {
+    const Rights& best = *std::max_element(
+        rights.begin(), rights.end(),
+        [](const Rights& a, const Rights& b) { return count_right(a) < count_right(b); });
+    std::vector<std::size_t> good;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        Tree_comparison with_best;
+        add_fold(rights[i], best, with_best);
+        if (count_right(rights[i]) > right_without_groups && !with_best.is_clear()) {
+            good.push_back(counts[i]);
+        }
+    }
+    return good.empty() ? 0 : good[good.size() / 2];
 }
 
 Model_options with_suggested_groups(const Model_options& options, Texts& texts, bool bootstraps,

@@ -68,6 +68,14 @@ Model_options with_suggested_groups(const Model_options& options, std::vector<La
 // multiple of the one before, and each is there once.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count);
 
+// Returns the number of groups to compare with no groups: the middle one of the good numbers, or 0
+// if there is none. A number is good if it has more than `right_without_groups` right texts and is
+// not clearly worse than the best number. `rights`: for each number, which texts are right.
+// REQUIRES: at least one number; as many lists as numbers, all of the same size.
+std::size_t middle_of_good(const std::vector<std::size_t>& counts,
+                           const std::vector<std::vector<bool>>& rights,
+                           std::size_t right_without_groups);
+
 // `texts`: they are moved while the function works, and are in their places again when it ends.
 // `model`: its groups are not used. `progress`: null: no reports, no interruption.
 // RAISES: Usage_error for more than kMostLabels labels; qtX<zeWorkflow> 2 "Process interrupted".
