@@ -47,6 +47,11 @@ struct Suggest_words {
     bool writes_json = false;
 };
 
+bool is_output(const Suggest_words& words, const std::string& file) {
+    std::error_code ignored;  // a file may not exist
+    return std::filesystem::equivalent(words.output_file, file, ignored);
+}
+
 // RAISES: what check_text_output raises; Usage_error.
 void check_output(const Suggest_words& words) {
     if (words.writes_json && words.output_file == "-") {
@@ -54,10 +59,13 @@ void check_output(const Suggest_words& words) {
     }
     check_text_output(words.output_file);
     for (const std::string& file : words.options.data_files) {
-        std::error_code ignored;  // a file may not exist
-        if (std::filesystem::equivalent(words.output_file, file, ignored)) {
+        if (is_output(words, file)) {
             throw Usage_error("-o: " + shown_file(file) + " is a data file");
         }
+    }
+    if (is_output(words, words.training.options_file)) {
+        throw Usage_error("-o: " + shown_file(words.training.options_file) +
+                          " is the file of --options");
     }
 }
 

@@ -124,6 +124,19 @@ cp train.tsv copy.tsv
 expect 64 tree suggest train.tsv copy.tsv -o copy.tsv
 is err 'zandrel: -o: copy.tsv is a data file'
 cmp -s train.tsv copy.tsv || fail "$command: changed the data"
+echo 'ProfileSize=3000' >o.opt
+cp o.opt before.opt
+ln -s o.opt link.opt
+for file in o.opt ./o.opt link.opt; do
+    expect 64 tree suggest many.tsv --options o.opt -o $file
+    is err 'zandrel: -o: o.opt is the file of --options'
+    cmp -s o.opt before.opt || fail "$command: changed the settings"
+done
+# The place of the tree is tried out before the data are read.
+expect 74 tree suggest absent.tsv -o no/folder/a.tree
+prints err 'no/folder/a.tree'
+expect 66 tree suggest absent.tsv -o a.tree
+[[ ! -e a.tree && -z $(find . -name '.*tmp*') ]] || fail "$command: left a file"
 expect 64 tree suggest many.tsv -o fifty.kc
 is err 'zandrel: fifty.kc is a knowledge container; a text does not replace it'
 printf 'a\tred\nb\vb\tblue\n' >white.tsv
