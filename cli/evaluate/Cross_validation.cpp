@@ -107,11 +107,15 @@ void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
     }
 }
 
-// With a progress object that names the fold. Only the first fold prints the hint and the note
-// about suggested groups: the other folds would repeat them.
+// With a progress object that names the fold. Each fold searches groups of its own, so each prints its
+// note. Otherwise only the first fold prints the hint about groups: the other folds would repeat it.
 Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts& moved,
                          Quality& all) {
-    if (fold > 0) {
+    if (options.warn && options.model.suggests_groups) {
+        options.warn = [warn = options.warn, fold](const std::string& note) {
+            warn("fold " + grouped(fold + 1) + ": " + note);
+        };
+    } else if (fold > 0) {
         options.warn = {};
     }
     if (options.progress == nullptr) {

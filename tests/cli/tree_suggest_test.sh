@@ -69,6 +69,15 @@ expect 0 evaluate --train train.tsv --test test.tsv --tree auto --analysis words
 prints err '--tree auto: '
 lacks err 'try --tree auto'
 
+# Each fold searches groups of its own and prints its note. The hint is the same for all folds.
+expect 0 evaluate --cv 3 train.tsv --tree auto --analysis words
+for fold in 1 2 3; do
+    [[ $(grep -c "^zandrel: fold $fold: --tree auto: " err) == 1 ]] || fail "$command: no note of fold $fold"
+done
+(($(wc -l <err) == 3)) || fail "$command: other lines than the notes"
+expect 0 evaluate --cv 3 train.tsv --analysis words
+is err 'zandrel: 60 labels are in one classifier; groups of labels may be more accurate: try --tree auto'
+
 # A second search writes the same bytes. JSON has the figures of the report.
 expect 0 tree suggest train.tsv -o groups.tree --analysis words --json
 cmp -s groups.tree before.tree || fail "$command: another tree the second time"
