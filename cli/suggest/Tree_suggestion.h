@@ -57,8 +57,8 @@ struct Tree_suggestion {
 
 // Returns the options with the groups that `suggest_tree` finds if the options ask for them,
 // otherwise the options as they are. `warn`: gets a line with the result of the search. Without a
-// search it gets a hint at --tree auto if a single classifier would have more than 50 labels. May
-// be empty. RAISES: what suggest_tree raises.
+// search it gets a hint at --tree auto if there are more than 50 labels and the options have
+// neither groups nor a tree. May be empty. RAISES: what suggest_tree raises.
 Model_options with_suggested_groups(const Model_options& options, std::vector<Labelled_text>& texts,
                                     bool bootstraps, CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn);

@@ -115,12 +115,23 @@ is_silent err
 expect 0 tree dump odd.kc
 prints out $'++\t[Leaf]\t[Score]\t[]\t[[x]]\t[]'
 
-# The hint is for one classifier of many labels only.
+# The hint is for one classifier of many labels only, and only if no tree was chosen.
 cut -f 1 train.tsv | LC_ALL=C sort -u | awk '{ print (NR % 2 ? "odd" : "even") "\t" $0 }' >groups.tsv
 expect 0 train grouped.kc train.tsv --groups groups.tsv --replace
 is_silent err
 awk -F '\t' '{ sub(/label/, "", $1); if ($1 < 50) print "label" $1 "\t" $2 }' train.tsv >fifty.tsv
 expect 0 train fifty.kc fifty.tsv
+is_silent err
+expect 0 learn fifty.kc train.tsv --add-categories
+prints out '60 labels (10 new)'
+is_silent err
+expect 0 train fifty.kc train.tsv --keep-tree
+is_silent err
+cut -f 1 train.tsv | LC_ALL=C sort -u | sed 's/^/all\t/' >all.tsv
+expect 0 train all.kc train.tsv --groups all.tsv
+is_silent err
+expect 0 tree dump flat.kc -o flat60.tree
+expect 0 train all.kc train.tsv --tree flat60.tree --replace
 is_silent err
 
 # Refusals.
