@@ -107,8 +107,9 @@ void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
     }
 }
 
-// With a progress object that names the fold. Each fold searches groups of its own, so each prints its
-// note. Otherwise only the first fold prints the hint about groups: the other folds would repeat it.
+// With a progress object that names the fold. Each fold searches groups of its own, so each prints
+// its note. Otherwise only the first fold prints the hint about groups: the other folds would
+// repeat it.
 Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts& moved,
                          Quality& all) {
     if (options.warn && options.model.suggests_groups) {
