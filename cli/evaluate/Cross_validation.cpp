@@ -14,6 +14,8 @@
 #include "zandrel/knowledge/Progress.h"
 
 #include "cli/data/Data_warnings.h"
+#include "cli/data/Folds.h"
+#include "cli/data/Moved_texts.h"
 #include "cli/errors.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
@@ -49,37 +51,6 @@ public:
 private:
     CTProgress& m_shown;
     std::string m_prefix;
-};
-
-// The texts of a fold, and the others, while this object lives.
-class Moved_texts {
-public:
-    Moved_texts(Texts& texts, const std::vector<std::size_t>& folds, std::size_t fold)
-        : m_texts(texts), m_folds(folds), m_fold(fold) {
-        for (std::size_t i = 0; i < texts.size(); ++i) {
-            (folds[i] == fold ? of_fold : others).push_back(std::move(texts[i]));
-        }
-    }
-
-    Moved_texts(const Moved_texts&) = delete;
-    Moved_texts& operator=(const Moved_texts&) = delete;
-
-    // Moves all texts back to their places.
-    ~Moved_texts() {
-        auto next_of_fold = of_fold.begin();
-        auto next_of_others = others.begin();
-        for (std::size_t i = 0; i < m_texts.size(); ++i) {
-            m_texts[i] = std::move(m_folds[i] == m_fold ? *next_of_fold++ : *next_of_others++);
-        }
-    }
-
-    Texts of_fold;
-    Texts others;
-
-private:
-    Texts& m_texts;
-    const std::vector<std::size_t>& m_folds;
-    std::size_t m_fold;
 };
 
 Whole_data read_data(const Evaluation_options& options, Skipped_lines* skipped) {

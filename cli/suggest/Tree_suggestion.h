@@ -55,6 +55,9 @@ struct Tree_suggestion {
     Tree_comparison comparison;  // no texts if no number of groups was better in the first fold
 };
 
+// Returns why the suggestion has no groups: a clause for messages, empty if there are groups.
+std::string reason_for_no_groups(const Tree_suggestion& found);
+
 // Returns the options with the groups that `suggest_tree` finds if the options ask for them,
 // otherwise the options as they are. `warn`: gets a line with the result of the search. Without a
 // search it gets a hint at --tree auto if there are more than 50 labels and the options have

@@ -84,6 +84,7 @@ cmp -s groups.tree before.tree || fail "$command: another tree the second time"
 for text in '"file": "groups.tree"' '"texts": 1800' '"labels": 60' '"tried": [' '"gain": 0.' '"skipped_lines": 0'; do
     prints out "$text"
 done
+lacks out '"reason"'
 expect 64 tree suggest train.tsv --json
 expect 64 tree suggest train.tsv --json -o -
 is err 'zandrel: --json: both the tree and the report would be on standard output'
@@ -95,6 +96,10 @@ expect 0 tree suggest many.tsv -o flat.tree
 prints out 'flat.tree: all labels below the root, since groups do not make it clearly more accurate'
 expect 0 tree check flat.tree
 is out '5 nodes: 0 rule nodes, 1 statistical node, 4 leaves'
+expect 0 tree suggest many.tsv -o flat.tree --json
+prints out '"reason": "no number of groups gains accuracy in cross-validation"'
+expect 0 tree suggest four.tsv -o flat.tree --json
+prints out '"reason": '
 expect 0 train few.kc many.tsv --tree auto
 is err 'zandrel: --tree auto: no groups, since no number of groups gains accuracy in cross-validation'
 for count in 1 2; do
