@@ -124,7 +124,7 @@ prints out $'++\t[Leaf]\t[Score]\t[]\t[[x]]\t[]'
 cut -f 1 train.tsv | LC_ALL=C sort -u | awk '{ print (NR % 2 ? "odd" : "even") "\t" $0 }' >groups.tsv
 expect 0 train grouped.kc train.tsv --groups groups.tsv --replace
 is_silent err
-awk -F '\t' '{ sub(/label/, "", $1); if ($1 < 50) print "label" $1 "\t" $2 }' train.tsv >fifty.tsv
+awk -F '\t' '{ sub(/label/, "", $1); if ($1 + 0 < 50) print "label" $1 "\t" $2 }' train.tsv >fifty.tsv
 expect 0 train fifty.kc fifty.tsv
 is_silent err
 expect 0 learn fifty.kc train.tsv --add-categories
