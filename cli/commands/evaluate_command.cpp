@@ -2,8 +2,8 @@
 //
 //   evaluate KC DATA                       a container
 //   evaluate --train FILE --test FILE      a model that is not kept
-//   evaluate --cv K DATA...                models of the same data, tested on what they did not
-//   learn evaluate --holdout SHARE DATA...
+//   evaluate --cv K DATA...                models of the same data, each tested on other texts
+//   evaluate --holdout SHARE DATA...       a model of the same data, tested on other texts
 //
 // The parser knows only that the first word is KC. In the last two forms it is a data file, so
 // settle_options checks the options that exclude a container.

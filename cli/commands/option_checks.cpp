@@ -57,7 +57,7 @@ void add_wait_option(CLI::App& command, double& seconds) {
 }
 
 void add_output_option(CLI::App& command, std::string& file) {
-    command.add_option("-o,--output", file, "File to write; none or -: standard output")
+    command.add_option("-o,--output", file, "File to write or replace; none or -: standard output")
         ->check(error_of_file_name)
         ->type_name("FILE");
 }

@@ -27,13 +27,16 @@ namespace cli {
 namespace {
 
 constexpr const char* kSuggestNotes =
-    R"(Labels whose texts have words in common are put into groups. Parts of the data are left out of the
-training and classified, with several numbers of groups and without groups. The tree has groups only
+    R"(Labels whose texts have words in common are put into groups. Models learn two thirds of the data
+and classify the rest, with several numbers of groups and without groups. The tree has groups only
 if they make the classification clearly more accurate, by more than two standard errors; otherwise all
 labels are below the root. This takes about ten times as long as one training.
 
 The tree is text, as tree check describes it: names of groups can be changed, and labels moved. Give
-the options --analysis, --stem, --set and --options that you will give to train --tree.
+the options --analysis, --stem, --set and --options that you will give to train --tree. There is no
+--bootstrap: train --bootstrap --tree auto finds groups for it.
+
+The member "reason" of --json says why no groups were chosen.
 
 Example:
   zandrel tree suggest shop.train.tsv -o shop.tree
@@ -47,6 +50,11 @@ struct Suggest_words {
     bool writes_json = false;
 };
 
+bool is_output(const Suggest_words& words, const std::string& file) {
+    std::error_code ignored;  // a file may not exist
+    return std::filesystem::equivalent(words.output_file, file, ignored);
+}
+
 // RAISES: what check_text_output raises; Usage_error.
 void check_output(const Suggest_words& words) {
     if (words.writes_json && words.output_file == "-") {
@@ -54,10 +62,13 @@ void check_output(const Suggest_words& words) {
     }
     check_text_output(words.output_file);
     for (const std::string& file : words.options.data_files) {
-        std::error_code ignored;  // a file may not exist
-        if (std::filesystem::equivalent(words.output_file, file, ignored)) {
+        if (is_output(words, file)) {
             throw Usage_error("-o: " + shown_file(file) + " is a data file");
         }
+    }
+    if (is_output(words, words.training.options_file)) {
+        throw Usage_error("-o: " + shown_file(words.training.options_file) +
+                          " is the file of --options");
     }
 }
 

@@ -282,13 +282,31 @@ void warn_of_files(const std::vector<Named_texts>& files, Warnings& warnings) {
     }
 }
 
+bool knows_one_of(const Labels& known, const Counts& tested) {
+    return std::any_of(known.begin(), known.end(),
+                       [&tested](std::string_view label) { return tested.count(label) != 0; });
+}
+
 void warn_of_unknown(const Counted_labels& test, const Labels& known, Warnings& warnings) {
-    const bool is_known = std::any_of(known.begin(), known.end(), [&test](std::string_view label) {
-        return test.texts_of.count(label) != 0;
-    });
-    if (!is_known) {
+    if (!knows_one_of(known, test.texts_of)) {
         const Labels labels = labels_of(test.texts_of);
         warnings.push_back(test.name + ": the model knows none of the labels: " + list_of(labels));
+    }
+}
+
+void warn_of_unknown(const Named_texts& data, const std::vector<bool>& held_out,
+                     Warnings& warnings) {
+    Counts trained;
+    Counts tested;
+    for (std::size_t i = 0; i < data.texts.size(); ++i) {
+        for (const std::string& label : data.texts[i].labels) {
+            ++(held_out[i] ? tested : trained)[label];
+        }
+    }
+    if (!knows_one_of(labels_of(trained), tested)) {
+        warnings.push_back(shown_file(data.name) +
+                           ": the model knows none of the labels of the held-out texts: " +
+                           list_of(labels_of(tested)));
     }
 }
 
@@ -391,17 +409,20 @@ std::vector<std::string> fold_warnings(const Named_texts& data,
 
 std::vector<std::string> held_out_warnings(const Named_texts& data,
                                            const std::vector<bool>& held_out) {
+    Warnings warnings;
+    warn_of_unknown(data, held_out, warnings);
     std::size_t count = 0;
     for_each_text_of_several_parts(data.texts, {held_out.begin(), held_out.end()},
                                    [&](std::size_t text) { count += held_out[text] ? 1U : 0U; });
     if (count == 0) {
-        return {};
+        return warnings;
     }
     const auto tested =
         static_cast<std::size_t>(std::count(held_out.begin(), held_out.end(), true));
-    return {shown_file(data.name) + ": " + grouped(count) + " of " +
-            counted(tested, "held-out text") + (count == 1 ? " is" : " are") +
-            " identical to texts that are not held out" + kTooGood};
+    warnings.push_back(shown_file(data.name) + ": " + grouped(count) + " of " +
+                       counted(tested, "held-out text") + (count == 1 ? " is" : " are") +
+                       " identical to texts that are not held out" + kTooGood);
+    return warnings;
 }
 
 }  // namespace cli

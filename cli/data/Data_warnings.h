@@ -34,6 +34,7 @@ struct Named_texts {
 // - Some tested texts are identical to learned ones, so the figures are too good. Empty texts are
 //   not compared.
 // - For folds: some labels have fewer texts than there are folds.
+// - For held-out texts: the model knows none of their labels.
 
 // `files`: at least one.
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);

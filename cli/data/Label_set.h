@@ -1,13 +1,16 @@
-// Label_set: looks labels up among the labels of one text.
+// Label_set: looks labels up among the labels of one text. labels_of: all labels of texts.
 #ifndef ZANDREL_CLI_DATA_LABEL_SET_H_
 #define ZANDREL_CLI_DATA_LABEL_SET_H_
 
 #include <algorithm>
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
+
+#include "cli/data/Labelled_text.h"
 
 namespace cli {
 
@@ -33,6 +36,16 @@ private:
     const std::vector<std::string>& m_labels;
     std::unordered_set<std::string_view> m_table;  // empty for few labels
 };
+
+// Returns all labels of texts, sorted, each once.
+// BORROWS: the labels.
+inline std::set<std::string_view> labels_of(const std::vector<Labelled_text>& texts) {
+    std::set<std::string_view> labels;
+    for (const Labelled_text& text : texts) {
+        labels.insert(text.labels.begin(), text.labels.end());
+    }
+    return labels;
+}
 
 }  // namespace cli
 

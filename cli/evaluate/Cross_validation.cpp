@@ -15,6 +15,8 @@
 #include "zandrel/knowledge/Progress.h"
 
 #include "cli/data/Data_warnings.h"
+#include "cli/data/Folds.h"
+#include "cli/data/Moved_texts.h"
 #include "cli/errors.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
@@ -52,37 +54,6 @@ private:
     std::string m_prefix;
 };
 
-// The texts of a fold, and the others, while this object lives.
-class Moved_texts {
-public:
-    Moved_texts(Texts& texts, const std::vector<std::size_t>& folds, std::size_t fold)
-        : m_texts(texts), m_folds(folds), m_fold(fold) {
-        for (std::size_t i = 0; i < texts.size(); ++i) {
-            (folds[i] == fold ? of_fold : others).push_back(std::move(texts[i]));
-        }
-    }
-
-    Moved_texts(const Moved_texts&) = delete;
-    Moved_texts& operator=(const Moved_texts&) = delete;
-
-    // Moves all texts back to their places.
-    ~Moved_texts() {
-        auto next_of_fold = of_fold.begin();
-        auto next_of_others = others.begin();
-        for (std::size_t i = 0; i < m_texts.size(); ++i) {
-            m_texts[i] = std::move(m_folds[i] == m_fold ? *next_of_fold++ : *next_of_others++);
-        }
-    }
-
-    Texts of_fold;
-    Texts others;
-
-private:
-    Texts& m_texts;
-    const std::vector<std::size_t>& m_folds;
-    std::size_t m_fold;
-};
-
 Whole_data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     const Waiting_for_input waiting;
     Progress(options.progress).check_interrupt();
@@ -108,11 +79,16 @@ void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
     }
 }
 
-// With a progress object that names the fold. Only the first fold prints the hint and the note
-// about suggested groups and the findings in a tree: the other folds would repeat them.
+// With a progress object that names the fold. Each fold searches groups of its own, so each prints
+// its note. Otherwise only the first fold prints the hint about groups and the findings in a tree:
+// the other folds would repeat them.
 Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts&& moved,
                          Quality& all) {
-    if (fold > 0) {
+    if (options.warn && options.model.suggests_groups) {
+        options.warn = [warn = options.warn, fold](const std::string& note) {
+            warn("fold " + grouped(fold + 1) + ": " + note);
+        };
+    } else if (fold > 0) {
         options.warn = {};
     }
     if (options.progress == nullptr) {

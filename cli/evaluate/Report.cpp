@@ -20,10 +20,6 @@ std::string megabytes(double bytes, int decimals) {
     return with_decimals(bytes / kMegabyte, decimals) + " MB";
 }
 
-std::string percent(double share) {
-    return with_decimals(100 * share, 2) + " %";
-}
-
 // An amount per CPU second, or a dash if the measured time is 0.
 std::string per_second(double amount, const Phase& phase, int decimals) {
     return phase.cpu_seconds > 0.0 ? with_decimals(amount / phase.cpu_seconds, decimals) : "-";

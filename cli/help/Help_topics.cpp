@@ -113,7 +113,9 @@ Several leaves can have one label. Each child of a rule node has a rule; the rul
 for which no other rule fires. Rules read words and the name/value pairs of a text.
 
 --tree auto finds groups of labels with common words, and trains a tree of two levels if that is
-clearly more accurate in cross-validation. tree suggest writes this tree as text.
+clearly more accurate in cross-validation. tree suggest writes this tree as text. train prints
+a hint at --tree auto if the data have more than 50 labels and none of --groups, --tree and --keep-tree
+is given. evaluate does so too where it trains a model.
 
 Rules act in training too: a statistical node learns the texts that the rules above let through. A
 text that the rules keep from all leaves of its labels is not learned, and a warning says so. Only

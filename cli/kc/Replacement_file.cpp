@@ -34,6 +34,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string_view>
 #include <sys/file.h>
@@ -163,6 +164,21 @@ Replacement_file::~Replacement_file() {
 void Replacement_file::try_out(const Kc_lock& lock) {
     Replacement_file tried(lock);
     tried.take_over_attributes();
+}
+
+void Replacement_file::try_out(const std::string& path) {
+    Replacement_file tried(path);
+    tried.take_over_attributes();
+}
+
+void Replacement_file::fill(const std::function<void(std::ostream& out)>& write) const {
+    errno = 0;
+    std::ofstream out(m_path, std::ios::binary);
+    write(out);
+    out.close();
+    if (!out) {
+        m_target.fail();
+    }
 }
 
 void Replacement_file::make() {

@@ -2,7 +2,9 @@
 #ifndef ZANDREL_CLI_KC_REPLACEMENT_FILE_H_
 #define ZANDREL_CLI_KC_REPLACEMENT_FILE_H_
 
+#include <functional>
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "cli/kc/Descriptor.h"
@@ -43,9 +45,14 @@ public:
     // not make files is reported before the training, not after it.
     // RAISES: Output_error.
     static void try_out(const Kc_lock& lock);
+    static void try_out(const std::string& path);
 
     // The path of the new file, to which the caller writes.
     const std::string& path() const { return m_path; }
+
+    // Writes what `write` prints to the new file.
+    // RAISES: Output_error that names the old file; what `write` raises.
+    void fill(const std::function<void(std::ostream& out)>& write) const;
 
     // Flushes the new file to the disk, renames it to the name of the old one, and notes the change
     // (note_change).

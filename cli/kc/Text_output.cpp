@@ -2,16 +2,13 @@
 // of its tree.
 #include "cli/kc/Text_output.h"
 
-#include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 
 #include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Replacement_file.h"
-#include "cli/kc/Target_file.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -32,7 +29,7 @@ void check_no_container(const std::string& file) {
 void check_text_output(const std::string& file) {
     if (!file.empty() && !is_standard_input(file)) {
         check_no_container(file);
-        Target_file(file).check_replaceable();
+        Replacement_file::try_out(file);
     }
 }
 
@@ -43,13 +40,7 @@ void write_text(const std::string& file, const std::function<void(std::ostream& 
     }
     check_no_container(file);
     Replacement_file replacement(file);
-    errno = 0;
-    std::ofstream out(replacement.path(), std::ios::binary);
-    write(out);
-    out.close();
-    if (!out) {
-        throw Output_error(file, reason_of_failure());
-    }
+    replacement.fill(write);
     replacement.take_place();
 }
 

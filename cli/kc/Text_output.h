@@ -15,8 +15,8 @@ namespace cli {
 // tests standard output when it ends.
 void write_text(const std::string& file, const std::function<void(std::ostream& out)>& write);
 
-// Makes the checks of `write_text` before long work, without writing.
-// RAISES: as write_text.
+// Makes the checks of `write_text` before long work, and a file in the same folder, which it
+// removes. RAISES: as write_text.
 void check_text_output(const std::string& file);
 
 }  // namespace cli

@@ -53,6 +53,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/data/Label_set.h"
 #include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
@@ -72,14 +73,6 @@ constexpr const char* kRootName = "root";
 // The slots of a message for a bootstrap. The text is in slot 0.
 constexpr std::size_t kKeywordsSlot = 1;
 constexpr std::size_t kTitleSlot = 2;
-
-std::set<std::string_view> labels_of(const std::vector<Labelled_text>& texts) {
-    std::set<std::string_view> labels;
-    for (const Labelled_text& text : texts) {
-        labels.insert(text.labels.begin(), text.labels.end());
-    }
-    return labels;
-}
 
 // RAISES: the assertion "stat_matcher" of the engine if the node has no statistical classifier, as
 // in a damaged container.

@@ -20,10 +20,12 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <istream>
 #include <memory>
+#include <ostream>
 #include <streambuf>
 #include <string_view>
 #include <system_error>
@@ -57,16 +59,17 @@ public:
     }
 };
 
-// Returns whether both names lead to the same file, or would if it existed.
+// Returns whether both names lead to the same file, or would if it existed. A new file has no
+// identity yet, so we compare its folder and its name: `b.tsv` and `./b.tsv` are the same file.
 bool are_same_file(const std::string& left, const std::string& right) {
     std::error_code error;
-    const std::string left_path = Target_file(left).path();
-    const std::string right_path = Target_file(right).path();
-    if (fs::equivalent(left_path, right_path, error)) {
+    const Target_file left_target(left);
+    const Target_file right_target(right);
+    if (fs::equivalent(left_target.path(), right_target.path(), error)) {
         return true;
     }
-    const fs::path left_name = fs::weakly_canonical(left_path, error);
-    return !error && left_name == fs::weakly_canonical(right_path, error) && !error;
+    return fs::path(left_target.path()).filename() == fs::path(right_target.path()).filename() &&
+           fs::equivalent(left_target.folder(), right_target.folder(), error);
 }
 
 // RAISES: Usage_error.
@@ -126,6 +129,11 @@ std::string all_bytes(const std::string& data_file) {
     Data_input input(data_file);
     std::istream& stream = input.stream();
     std::string bytes;
+    std::error_code is_no_file;  // standard input
+    const std::uintmax_t size = fs::file_size(data_file, is_no_file);
+    if (!is_no_file) {
+        bytes.reserve(size);  // a string that grows needs its old and its new memory at once
+    }
     std::array<char, 65536> chunk = {};
     errno = 0;
     do {
@@ -172,7 +180,8 @@ void read_records(Data& data, const Split_options& options, Skipped_lines* skipp
             continue;
         }
         if (!data.texts.empty()) {
-            record.message.text.clear();
+            std::string().swap(record.message.text);  // `clear` would keep its memory
+            std::vector<Pair>().swap(record.message.pairs);
         }
         data.texts.push_back(std::move(record.message));
     }
@@ -199,12 +208,6 @@ void warn_of_data(const Split_options& options, const Data& data) {
         options.warn(warning);
     }
 }
-
-// The bytes of both files.
-struct Parts {
-    std::string rest;
-    std::string share;
-};
 
 // The lines of a file, from 1.
 class Lines {
@@ -243,10 +246,10 @@ std::string start_of(const std::string& bytes, const Lines& lines, std::size_t f
     return start;
 }
 
-Parts parts_of(const Data& data, const std::vector<bool>& in_share) {
-    const Lines lines(data.bytes);
-    const std::string start = start_of(data.bytes, lines, data.record_lines.front());
-    Parts parts{start, start};
+// Prints the start of the file and the records of one part.
+void print_part(const Data& data, const Lines& lines, const std::vector<bool>& in_share,
+                bool is_share, std::ostream& out) {
+    out << start_of(data.bytes, lines, data.record_lines.front());
     std::size_t next = 0;  // the record after the text
     for (std::size_t i = 0; i < data.texts.size(); ++i) {
         const std::size_t line = data.texts[i].line;
@@ -255,33 +258,24 @@ Parts parts_of(const Data& data, const std::vector<bool>& in_share) {
         }
         const std::size_t end =
             next < data.record_lines.size() ? data.record_lines[next] : lines.count() + 1;
-        (in_share[i] ? parts.share : parts.rest) += lines.bytes(line, end);
-    }
-    return parts;
-}
-
-// RAISES: Output_error that names the file.
-void write(const std::string& file, const std::string& path, const std::string& bytes) {
-    errno = 0;
-    std::ofstream out(path, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    if (!out) {
-        throw Output_error(file, reason_of_failure());
+        if (in_share[i] == is_share) {
+            out << lines.bytes(line, end);
+        }
     }
 }
 
-void write_both(const Split_options& options, const Parts& parts) {
+void write_both(const Split_options& options, const Data& data, const std::vector<bool>& in_share) {
+    const Lines lines(data.bytes);
     Replacement_file rest(options.rest_file);
     Replacement_file share(options.share_file);
-    write(options.rest_file, rest.path(), parts.rest);
-    write(options.share_file, share.path(), parts.share);
+    rest.fill([&](std::ostream& out) { print_part(data, lines, in_share, false, out); });
+    share.fill([&](std::ostream& out) { print_part(data, lines, in_share, true, out); });
     check_targets(options);  // another program may have made a file meanwhile
     rest.take_place();
     share.take_place();
 }
 
-void print_part(const std::string& file, std::size_t texts, std::ostream& out) {
+void print_count(const std::string& file, std::size_t texts, std::ostream& out) {
     out << shown_text(file) << ": " << grouped(texts) << (texts == 1 ? " text\n" : " texts\n");
 }
 
@@ -294,7 +288,7 @@ Split_summary split(const Split_options& options) {
     warn_of_data(options, data);
     const std::vector<bool> in_share = held_out_texts(
         input_name(options.data_file), label_lists_of(data.texts), options.share, options.seed);
-    write_both(options, parts_of(data, in_share));
+    write_both(options, data, in_share);
     for (const bool is_in_share : in_share) {
         ++(is_in_share ? summary.share_texts : summary.rest_texts);
     }
@@ -302,8 +296,8 @@ Split_summary split(const Split_options& options) {
 }
 
 void print_split(const Split_options& options, const Split_summary& summary, std::ostream& out) {
-    print_part(options.rest_file, summary.rest_texts, out);
-    print_part(options.share_file, summary.share_texts, out);
+    print_count(options.rest_file, summary.rest_texts, out);
+    print_count(options.share_file, summary.share_texts, out);
 }
 
 }  // namespace cli

@@ -27,11 +27,6 @@ namespace {
 constexpr std::size_t kNameWidth = 14;
 constexpr std::size_t kColumnWidth = 12;
 
-std::string percent_of(double share, int decimals = 2) {
-    constexpr double kHundred = 100.0;
-    return with_decimals(kHundred * share, decimals) + " %";
-}
-
 double accuracy_of(const Tried_groups& tried, const Tree_suggestion& suggestion) {
     return static_cast<double>(tried.right_texts) / static_cast<double>(suggestion.tried_texts);
 }
@@ -70,8 +65,7 @@ std::string name_of_count(std::size_t groups) {
 void print_tried(const Tree_suggestion& suggestion, std::ostream& out) {
     print_columns(out, "", {"accuracy"});
     for (const Tried_groups& tried : suggestion.tried) {
-        print_columns(out, name_of_count(tried.groups),
-                      {percent_of(accuracy_of(tried, suggestion))});
+        print_columns(out, name_of_count(tried.groups), {percent(accuracy_of(tried, suggestion))});
     }
 }
 
@@ -79,14 +73,12 @@ void print_comparison(const Tree_suggestion& suggestion, std::ostream& out) {
     const Tree_comparison& compared = suggestion.comparison;
     out << '\n';
     print_columns(out, "other texts", {"accuracy"});
-    print_columns(out, name_of_count(0), {percent_of(compared.flat_accuracy())});
-    print_columns(out, name_of_count(suggestion.group_count),
-                  {percent_of(compared.tree_accuracy())});
+    print_columns(out, name_of_count(0), {percent(compared.flat_accuracy())});
+    print_columns(out, name_of_count(suggestion.group_count), {percent(compared.tree_accuracy())});
     const double gain = compared.gain();
     out << left_aligned("gain", kNameWidth)
-        << right_aligned((gain < 0.0 ? "-" : "") + percent_of(gain < 0.0 ? -gain : gain),
-                         kColumnWidth)
-        << "  (standard error " << percent_of(compared.gain_error()) << ")\n";
+        << right_aligned((gain < 0.0 ? "-" : "") + percent(gain < 0.0 ? -gain : gain), kColumnWidth)
+        << "  (standard error " << percent(compared.gain_error()) << ")\n";
 }
 
 void print_result(const Tree_suggestion& suggestion, const std::string& file, std::ostream& out) {
@@ -158,6 +150,9 @@ nlohmann::ordered_json suggestion_json(const Tree_suggestion& suggestion, const 
                               {"accuracy_with_groups", compared.tree_accuracy()},
                               {"gain", compared.gain()},
                               {"standard_error", compared.gain_error()}};
+    }
+    if (suggestion.groups.groups.empty()) {
+        json["reason"] = reason_for_no_groups(suggestion);
     }
     json["skipped_lines"] = skipped.count;
     return json;

@@ -1,9 +1,9 @@
 // Divides the texts into three folds. Each fold is classified by models that are trained on the two
 // others.
 //
-//   1. With the first fold we try several numbers of groups, and no groups. If no number beats no
-//      groups, that is the result. Otherwise we choose the middle one of the numbers that are good.
-//      A number is good if it is not clearly worse than the best number.
+//   1. With the first fold we try several numbers of groups, and no groups. A number is good if it
+//      beats no groups and is not clearly worse than the best number. If no number is good, the
+//      result is no groups. Otherwise we choose the middle one of the good numbers.
 //   2. With the two other folds we compare a model with this number of groups and a model without
 //      groups. The groups are suggested only if they win clearly.
 //
@@ -41,6 +41,7 @@
 
 #include "cli/data/Folds.h"
 #include "cli/data/Label_set.h"
+#include "cli/data/Moved_texts.h"
 #include "cli/errors.h"
 #include "cli/model/Text_model.h"
 #include "cli/suggest/Label_clusters.h"
@@ -70,42 +71,6 @@ private:
     const CTProgress* m_asked;
 };
 
-// The texts of one fold, and all others. The texts return to their places at the end.
-class Held_out {
-public:
-    Held_out(Texts& texts, const std::vector<std::size_t>& fold_of, std::size_t fold)
-        : m_texts(texts), m_fold_of(fold_of), m_fold(fold) {
-        for (std::size_t i = 0; i < texts.size(); ++i) {
-            list_of(i).push_back(std::move(texts[i]));
-        }
-    }
-
-    Held_out(const Held_out&) = delete;
-    Held_out& operator=(const Held_out&) = delete;
-
-    ~Held_out() {
-        std::size_t next_tested = 0;
-        std::size_t next_trained = 0;
-        for (std::size_t i = 0; i < m_texts.size(); ++i) {
-            std::size_t& next = m_fold_of[i] == m_fold ? next_tested : next_trained;
-            m_texts[i] = std::move(list_of(i)[next++]);
-        }
-    }
-
-    const Texts& to_train() const { return m_trained; }
-
-    const Texts& to_test() const { return m_tested; }
-
-private:
-    Texts& list_of(std::size_t i) { return m_fold_of[i] == m_fold ? m_tested : m_trained; }
-
-    Texts& m_texts;
-    const std::vector<std::size_t>& m_fold_of;
-    std::size_t m_fold;
-    Texts m_trained;
-    Texts m_tested;
-};
-
 // Of two equally good labels the first one by name counts as the best.
 std::string_view best_label(const Ranking& best_two) {
     constexpr double kLeastDifference = 1e-9;
@@ -123,14 +88,14 @@ bool is_right(const Labelled_text& text, const Ranking& best_two) {
 // Trains and tests models with the texts of one fold held out.
 class Fold_trial {
 public:
-    Fold_trial(const Held_out& texts, const Model_options& options, bool bootstraps,
+    Fold_trial(const Moved_texts& texts, const Model_options& options, bool bootstraps,
                const Progress& steps, CTProgress& quiet)
         : m_texts(texts),
           m_options(options),
           m_bootstraps(bootstraps),
           m_steps(steps),
           m_quiet(quiet),
-          m_clusters(texts.to_train(), *make_text_analysis(cluster_analysis(options.analysis)),
+          m_clusters(texts.others, *make_text_analysis(cluster_analysis(options.analysis)),
                      &quiet) {}
 
     static Analysis_settings cluster_analysis(const Analysis_settings& analysis);
@@ -143,9 +108,9 @@ public:
             options.groups = m_clusters.groups(std::min(count, m_clusters.label_count()));
         }
         Text_model model(options);
-        model.start(m_texts.to_train(), m_bootstraps, &m_quiet);
+        model.start(m_texts.others, m_bootstraps, &m_quiet);
         Rights rights;
-        for (const Labelled_text& text : m_texts.to_test()) {
+        for (const Labelled_text& text : m_texts.of_fold) {
             rights.push_back(is_right(text, model.rank(text.text, 2)));
         }
         m_steps.step();
@@ -153,7 +118,7 @@ public:
     }
 
 private:
-    const Held_out& m_texts;
+    const Moved_texts& m_texts;
     const Model_options& m_options;
     bool m_bootstraps;
     const Progress& m_steps;
@@ -168,39 +133,20 @@ Analysis_settings Fold_trial::cluster_analysis(const Analysis_settings& analysis
                                                         : Analysis_kind::kWords};
 }
 
-std::string percent(double share) {
-    constexpr double kHundred = 100.0;
-    return with_decimals(kHundred * share, 2) + " %";
+std::string accuracies_of(const Tree_comparison& compared) {
+    return "accuracy " + percent(compared.tree_accuracy()) + " instead of " +
+           percent(compared.flat_accuracy()) + " in cross-validation";
 }
 
 std::string result_of(const Tree_suggestion& found) {
-    const Tree_comparison& compared = found.comparison;
-    const std::string accuracies = "accuracy " + percent(compared.tree_accuracy()) +
-                                   " instead of " + percent(compared.flat_accuracy()) +
-                                   " in cross-validation";
-    if (!found.groups.groups.empty()) {
-        return "--tree auto: " + grouped(found.group_count) + " groups of labels, " + accuracies;
-    }
-    if (compared.texts != 0) {
-        return "--tree auto: no groups, since " + grouped(found.group_count) +
-               " groups do not gain clearly: " + accuracies;
-    }
-    return found.tried.empty()
-               ? "--tree auto: no groups, since there are too few labels or texts"
-               : "--tree auto: no groups, since no number of groups gains accuracy in "
-                 "cross-validation";
+    const std::string reason = reason_for_no_groups(found);
+    return reason.empty() ? "--tree auto: " + grouped(found.group_count) + " groups of labels, " +
+                                accuracies_of(found.comparison)
+                          : "--tree auto: no groups, since " + reason;
 }
 
 std::size_t count_right(const Rights& rights) {
     return static_cast<std::size_t>(std::count(rights.begin(), rights.end(), true));
-}
-
-std::vector<std::string> labels_of(const Texts& texts) {
-    std::set<std::string_view> labels;
-    for (const Labelled_text& text : texts) {
-        labels.insert(text.labels.begin(), text.labels.end());
-    }
-    return {labels.begin(), labels.end()};
 }
 
 // A hint for one classifier of all labels; empty for few labels.
@@ -244,7 +190,7 @@ public:
             return;
         }
         for (std::size_t fold = 1; fold < kFolds; ++fold) {
-            const Held_out texts(m_texts, m_fold_of, fold);
+            const Moved_texts texts(m_texts, m_fold_of, fold);
             Fold_trial trial = trial_of(texts);
             const Rights flat = trial.rights(0);
             add_fold(flat, trial.rights(found.group_count), found.comparison);
@@ -258,39 +204,21 @@ public:
     }
 
 private:
-    Fold_trial trial_of(const Held_out& texts) {
+    Fold_trial trial_of(const Moved_texts& texts) {
         return {texts, m_options, m_bootstraps, m_steps, m_quiet};
     }
 
     void choose(const std::vector<std::size_t>& counts, Tree_suggestion& found) {
-        const Held_out texts(m_texts, m_fold_of, 0);
+        const Moved_texts texts(m_texts, m_fold_of, 0);
         Fold_trial trial = trial_of(texts);
-        found.tried_texts = texts.to_test().size();
+        found.tried_texts = texts.of_fold.size();
         found.tried.push_back({0, count_right(trial.rights(0))});
         std::vector<Rights> rights;
         for (const std::size_t count : counts) {
             rights.push_back(trial.rights(count));
             found.tried.push_back({count, count_right(rights.back())});
         }
-        const auto best = std::max_element(
-            rights.begin(), rights.end(),
-            [](const Rights& a, const Rights& b) { return count_right(a) < count_right(b); });
-        if (count_right(*best) > found.tried.front().right_texts) {
-            found.group_count = middle_of_good(counts, rights, *best);
-        }
-    }
-
-    static std::size_t middle_of_good(const std::vector<std::size_t>& counts,
-                                      const std::vector<Rights>& rights, const Rights& best) {
-        std::vector<std::size_t> good;
-        for (std::size_t i = 0; i < counts.size(); ++i) {
-            Tree_comparison with_best;
-            add_fold(rights[i], best, with_best);
-            if (!with_best.is_clear()) {
-                good.push_back(counts[i]);
-            }
-        }
-        return good[good.size() / 2];
+        found.group_count = middle_of_good(counts, rights, found.tried.front().right_texts);
     }
 
     Texts& m_texts;
@@ -359,6 +287,34 @@ std::vector<std::size_t> group_counts_to_try(std::size_t label_count) {
     return {counts.begin(), counts.end()};
 }
 
+std::size_t middle_of_good(const std::vector<std::size_t>& counts,
+                           const std::vector<Rights>& rights, std::size_t right_without_groups) {
+    const Rights& best = *std::max_element(
+        rights.begin(), rights.end(),
+        [](const Rights& a, const Rights& b) { return count_right(a) < count_right(b); });
+    std::vector<std::size_t> good;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        Tree_comparison with_best;
+        add_fold(rights[i], best, with_best);
+        if (count_right(rights[i]) > right_without_groups && !with_best.is_clear()) {
+            good.push_back(counts[i]);
+        }
+    }
+    return good.empty() ? 0 : good[good.size() / 2];
+}
+
+std::string reason_for_no_groups(const Tree_suggestion& found) {
+    if (!found.groups.groups.empty()) {
+        return {};
+    }
+    if (found.comparison.texts != 0) {
+        return grouped(found.group_count) +
+               " groups do not gain clearly: " + accuracies_of(found.comparison);
+    }
+    return found.tried.empty() ? "there are too few labels or texts"
+                               : "no number of groups gains accuracy in cross-validation";
+}
+
 Model_options with_suggested_groups(const Model_options& options, Texts& texts, bool bootstraps,
                                     CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn) {
@@ -381,7 +337,8 @@ Tree_suggestion suggest_tree(Texts& texts, const Model_options& model, bool boot
                              CTProgress* progress) {
     Tree_suggestion found;
     found.texts = texts.size();
-    found.labels = labels_of(texts);
+    const std::set<std::string_view> labels = labels_of(texts);
+    found.labels.assign(labels.begin(), labels.end());
     if (found.labels.size() > kMostLabels) {
         throw Usage_error("there are " + grouped(found.labels.size()) +
                           " labels, but groups are suggested only for up to " +

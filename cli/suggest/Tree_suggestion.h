@@ -55,10 +55,13 @@ struct Tree_suggestion {
     Tree_comparison comparison;  // no texts if no number of groups was better in the first fold
 };
 
+// Returns why the suggestion has no groups: a clause for messages, empty if there are groups.
+std::string reason_for_no_groups(const Tree_suggestion& found);
+
 // Returns the options with the groups that `suggest_tree` finds if the options ask for them,
 // otherwise the options as they are. `warn`: gets a line with the result of the search. Without a
-// search it gets a hint at --tree auto if a single classifier would have more than 50 labels. May
-// be empty. RAISES: what suggest_tree raises.
+// search it gets a hint at --tree auto if there are more than 50 labels and the options have
+// neither groups nor a tree. May be empty. RAISES: what suggest_tree raises.
 Model_options with_suggested_groups(const Model_options& options, std::vector<Labelled_text>& texts,
                                     bool bootstraps, CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn);
@@ -67,6 +70,14 @@ Model_options with_suggested_groups(const Model_options& options, std::vector<La
 // labels, from half the root of the number of labels to half that number. Each is about the same
 // multiple of the one before, and each is there once.
 std::vector<std::size_t> group_counts_to_try(std::size_t label_count);
+
+// Returns the number of groups to compare with no groups: the middle one of the good numbers, or 0
+// if there is none. A number is good if it has more than `right_without_groups` right texts and is
+// not clearly worse than the best number. `rights`: for each number, which texts are right.
+// REQUIRES: at least one number; as many lists as numbers, all of the same size.
+std::size_t middle_of_good(const std::vector<std::size_t>& counts,
+                           const std::vector<std::vector<bool>>& rights,
+                           std::size_t right_without_groups);
 
 // `texts`: they are moved while the function works, and are in their places again when it ends.
 // `model`: its groups are not used. `progress`: null: no reports, no interruption.

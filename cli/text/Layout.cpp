@@ -33,6 +33,11 @@ std::string with_decimals(double number, int decimals) {
     return std::string(digits.data(), result.ptr);
 }
 
+std::string percent(double share) {
+    constexpr double kHundred = 100.0;
+    return with_decimals(kHundred * share, 2) + " %";
+}
+
 std::size_t width_of(std::string_view text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
         // Counts all bytes except continuation bytes, 10xxxxxx.

@@ -14,6 +14,8 @@ std::string grouped(std::size_t number);
 // The number with so many decimals, rounded: "82.66".
 // REQUIRES: a finite number, 0 <= decimals <= 20.
 std::string with_decimals(double number, int decimals);
+// A share in percent with two decimals: "82.66 %" for 0.82658.
+std::string percent(double share);
 // The number of characters of a UTF-8 text. We count one column for each character.
 std::size_t width_of(std::string_view text);
 // The text with spaces up to a width, after it or before it. Longer texts stay as they are.

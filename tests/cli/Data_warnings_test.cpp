@@ -265,6 +265,18 @@ TEST(DataWarningsTest, LabelsWithFewerTextsThanFoldsAreNamed) {
     EXPECT_THAT(warnings_of_folds("a\t1\na\t2\na\t3\n", {0, 1, 2}, 3), IsEmpty());
 }
 
+TEST(DataWarningsTest, HeldOutTextsWithoutAKnownLabelAreNamed) {
+    const std::string data = "a\tx\na\ty\nb,c\tz\n";
+
+    EXPECT_THAT(warnings_of_share(data, {false, false, true}),
+                ElementsAre("data.tsv: the model knows none of the labels of the held-out texts: "
+                            "\"b\", \"c\""));
+    EXPECT_THAT(warnings_of_share(data, {false, true, true}), IsEmpty());
+    EXPECT_THAT(warnings_of_share(data, {true, true, false}),
+                ElementsAre("data.tsv: the model knows none of the labels of the held-out texts: "
+                            "\"a\""));
+}
+
 TEST(DataWarningsTest, HeldOutTextsThatAreLearnedTooAreCounted) {
     const std::string data = "a\tx\na\tx\na\ty\na\tz\n";
 

@@ -21,6 +21,12 @@ TEST(LayoutTest, NumbersAreRoundedToDecimals) {
     EXPECT_EQ(with_decimals(112.7, 0), "113");
 }
 
+TEST(LayoutTest, SharesArePercentWithTwoDecimals) {
+    EXPECT_EQ(percent(0.82658), "82.66 %");
+    EXPECT_EQ(percent(0.0), "0.00 %");
+    EXPECT_EQ(percent(1.0), "100.00 %");
+}
+
 TEST(LayoutTest, GreatNumbersAreWrittenInFull) {
     EXPECT_EQ(with_decimals(1e300, 20).size(), 301U + 1U + 20U);
 }

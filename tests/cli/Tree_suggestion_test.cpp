@@ -1,5 +1,6 @@
 #include "cli/suggest/Tree_suggestion.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -100,6 +101,46 @@ TEST(TreeSuggestionTest, GainIsClearAboveTwoStandardErrors) {
     EXPECT_FALSE((Tree_comparison{1000, 24, 12, 900}.is_clear()));
     EXPECT_FALSE((Tree_comparison{1000, 0, 0, 1000}.is_clear()));
     EXPECT_FALSE((Tree_comparison{}.is_clear()));
+}
+
+// Ten texts, of which the first ones are right.
+std::vector<bool> first_right(std::size_t count) {
+    std::vector<bool> rights(10, false);
+    std::fill_n(rights.begin(), count, true);
+    return rights;
+}
+
+// The best number has 6 right texts. A number with 4 is not clearly worse: the gain of the best one
+// is 2/10, with the standard error sqrt(2 - 2^2/10) / 10 = 0.126. But without groups 5 texts are
+// right.
+TEST(TreeSuggestionTest, NumberThatLosesToNoGroupsIsNotChosen) {
+    const std::vector<std::vector<bool>> rights = {first_right(4), first_right(4), first_right(6)};
+
+    EXPECT_EQ(middle_of_good({2, 4, 8}, rights, 5), 8U);
+    EXPECT_EQ(middle_of_good({2, 4, 8}, rights, 4), 8U);
+    EXPECT_EQ(middle_of_good({2, 4, 8}, rights, 3), 4U);
+}
+
+TEST(TreeSuggestionTest, WithoutANumberThatBeatsNoGroupsNoneIsChosen) {
+    const std::vector<std::vector<bool>> rights = {first_right(4), first_right(6)};
+
+    EXPECT_EQ(middle_of_good({2, 4}, rights, 6), 0U);
+    EXPECT_EQ(middle_of_good({2, 4}, rights, 7), 0U);
+}
+
+// The best number has 9 right texts, and the gain over 3 right texts is clear: 6/10, with the
+// standard error sqrt(6 - 6^2/10) / 10 = 0.155.
+TEST(TreeSuggestionTest, NumberThatIsClearlyWorseThanTheBestIsNotChosen) {
+    const std::vector<std::vector<bool>> rights = {first_right(3), first_right(3), first_right(9)};
+
+    EXPECT_EQ(middle_of_good({2, 4, 8}, rights, 1), 8U);
+}
+
+// Of two numbers in the middle the greater one is chosen.
+TEST(TreeSuggestionTest, MiddleOfTheGoodNumbersIsChosen) {
+    const std::vector<std::vector<bool>> rights(4, first_right(6));
+
+    EXPECT_EQ(middle_of_good({2, 4, 8, 16}, rights, 5), 8U);
 }
 
 TEST(TreeSuggestionTest, LabelsOfOneTopicAreGroupedIfThatHelps) {

@@ -76,6 +76,19 @@ expect 0 evaluate --holdout 0.3 --seed 9 "$shop"
 cmp -s <(quality out) <(quality files.txt) || fail "$command: other figures than of files of split"
 expect 64 split data.tsv a.tsv ./a.tsv --replace
 is err 'zandrel: a.tsv and ./a.tsv are the same file'
+# The same new file in other words: neither name exists.
+mkdir folder
+ln -s new.tsv link.tsv
+ln -s "$PWD" folder/here
+for names in 'new.tsv ./new.tsv' "new.tsv $PWD/new.tsv" "$PWD/new.tsv new.tsv" 'new.tsv folder/../new.tsv' \
+    'link.tsv new.tsv' 'new.tsv ./link.tsv' 'folder/here/new.tsv new.tsv' 'new.tsv new.tsv'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 64 split data.tsv $names
+    is err "zandrel: ${names% *} and ${names#* } are the same file"
+    [[ ! -e new.tsv ]] || fail "$command: made a file"
+done
+expect 0 split data.tsv new.tsv folder/new.tsv
+rm new.tsv folder/new.tsv
 expect 64 split data.tsv data.tsv b.tsv --replace
 is err 'zandrel: data.tsv is the data file, which split does not change'
 expect 66 split absent.tsv a.tsv b.tsv --replace

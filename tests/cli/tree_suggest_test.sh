@@ -69,10 +69,12 @@ expect 0 evaluate --train train.tsv --test test.tsv --tree auto --analysis words
 prints err '--tree auto: '
 lacks err 'try --tree auto'
 
-# Each fold searches, and only the first one prints its note.
+# Each fold searches groups of its own and prints its note. The hint is the same for all folds.
 expect 0 evaluate --cv 3 train.tsv --tree auto --analysis words
-[[ $(grep -c '^zandrel: --tree auto: ' err) == 1 ]] || fail "$command: not one note"
-lacks err 'try --tree auto'
+for fold in 1 2 3; do
+    [[ $(grep -c "^zandrel: fold $fold: --tree auto: " err) == 1 ]] || fail "$command: no note of fold $fold"
+done
+(($(wc -l <err) == 3)) || fail "$command: other lines than the notes"
 expect 0 evaluate --cv 3 train.tsv --analysis words
 is err 'zandrel: 60 labels are in one classifier; groups of labels may be more accurate: try --tree auto'
 
@@ -82,6 +84,7 @@ cmp -s groups.tree before.tree || fail "$command: another tree the second time"
 for text in '"file": "groups.tree"' '"texts": 1800' '"labels": 60' '"tried": [' '"gain": 0.' '"skipped_lines": 0'; do
     prints out "$text"
 done
+lacks out '"reason"'
 expect 64 tree suggest train.tsv --json
 expect 64 tree suggest train.tsv --json -o -
 is err 'zandrel: --json: both the tree and the report would be on standard output'
@@ -93,6 +96,10 @@ expect 0 tree suggest many.tsv -o flat.tree
 prints out 'flat.tree: all labels below the root, since groups do not make it clearly more accurate'
 expect 0 tree check flat.tree
 is out '5 nodes: 0 rule nodes, 1 statistical node, 4 leaves'
+expect 0 tree suggest many.tsv -o flat.tree --json
+prints out '"reason": "no number of groups gains accuracy in cross-validation"'
+expect 0 tree suggest four.tsv -o flat.tree --json
+prints out '"reason": '
 expect 0 train few.kc many.tsv --tree auto
 is err 'zandrel: --tree auto: no groups, since no number of groups gains accuracy in cross-validation'
 for count in 1 2; do
@@ -114,12 +121,23 @@ is err 'zandrel: a leaf of the tree has learned no text: "root/empty"'
 expect 0 tree dump odd.kc
 prints out $'++\t[Leaf]\t[Score]\t[]\t[[x]]\t[]'
 
-# The hint is for one classifier of many labels only.
+# The hint is for one classifier of many labels only, and only if no tree was chosen.
 cut -f 1 train.tsv | LC_ALL=C sort -u | awk '{ print (NR % 2 ? "odd" : "even") "\t" $0 }' >groups.tsv
 expect 0 train grouped.kc train.tsv --groups groups.tsv --replace
 is_silent err
-awk -F '\t' '{ sub(/label/, "", $1); if ($1 < 50) print "label" $1 "\t" $2 }' train.tsv >fifty.tsv
+awk -F '\t' '{ sub(/label/, "", $1); if ($1 + 0 < 50) print "label" $1 "\t" $2 }' train.tsv >fifty.tsv
 expect 0 train fifty.kc fifty.tsv
+is_silent err
+expect 0 learn fifty.kc train.tsv --add-categories
+prints out '60 labels (10 new)'
+is_silent err
+expect 0 train fifty.kc train.tsv --keep-tree
+is_silent err
+cut -f 1 train.tsv | LC_ALL=C sort -u | sed 's/^/all\t/' >all.tsv
+expect 0 train all.kc train.tsv --groups all.tsv
+is_silent err
+expect 0 tree dump flat.kc -o flat60.tree
+expect 0 train all.kc train.tsv --tree flat60.tree --replace
 is_silent err
 
 # Refusals.
@@ -132,6 +150,19 @@ cp train.tsv copy.tsv
 expect 64 tree suggest train.tsv copy.tsv -o copy.tsv
 is err 'zandrel: -o: copy.tsv is a data file'
 cmp -s train.tsv copy.tsv || fail "$command: changed the data"
+echo 'ProfileSize=3000' >o.opt
+cp o.opt before.opt
+ln -s o.opt link.opt
+for file in o.opt ./o.opt link.opt; do
+    expect 64 tree suggest many.tsv --options o.opt -o $file
+    is err 'zandrel: -o: o.opt is the file of --options'
+    cmp -s o.opt before.opt || fail "$command: changed the settings"
+done
+# The place of the tree is tried out before the data are read.
+expect 74 tree suggest absent.tsv -o no/folder/a.tree
+prints err 'no/folder/a.tree'
+expect 66 tree suggest absent.tsv -o a.tree
+[[ ! -e a.tree && -z $(find . -name '.*tmp*') ]] || fail "$command: left a file"
 expect 64 tree suggest many.tsv -o fifty.kc
 is err 'zandrel: fifty.kc is a knowledge container; a text does not replace it'
 printf 'a\tred\nb\vb\tblue\n' >white.tsv
