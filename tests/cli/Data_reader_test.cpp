@@ -507,6 +507,7 @@ TEST(DataFormTest, NameOfAFileDecidesAboutItsFormat) {
     EXPECT_EQ(format_of_data("a.csv", {}), Data_format::kCsv);
     EXPECT_EQ(format_of_data("a.tsv.CSV.GZ", {}), Data_format::kCsv);
     EXPECT_EQ(format_of_data("a.jsonl.zst", {}), Data_format::kJsonLines);
+    EXPECT_EQ(format_of_data("a.json", {}), Data_format::kJsonLines);
     EXPECT_EQ(format_of_data("a.ndjson", {}), Data_format::kJsonLines);
     EXPECT_EQ(format_of_data("a.ft", {}), Data_format::kFasttext);
     EXPECT_EQ(format_of_data("a.fasttext", {}), Data_format::kFasttext);
