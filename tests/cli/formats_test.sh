@@ -137,7 +137,8 @@ prints err 'skipped 1 bad line, the first: first.csv:2: record 2: the record has
 # The end .json is read as JSON lines
 cp train.jsonl train.json
 expect 0 train bad.kc train.json --replace
-cmp -s bad.kc jsonl.kc || fail "train.json gives another model than train.jsonl"
+expect 0 evaluate bad.kc "$shop.test.tsv"
+figures | cmp -s - tsv.figures || fail "evaluate reports other figures of train.json"
 
 # A terminal gets a note about the form.
 for arguments in 'classify tsv.kc - --format jsonl' 'train typed.kc - --format csv'; do
