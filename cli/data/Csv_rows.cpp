@@ -21,10 +21,12 @@
 // This cannot make reading slow. A line inside an open row has an even number of quotes, since the
 // row is open before it and after it. So when it is read again, as the first line of a row, no
 // quote is open at its end, and it is a row of one line, good or bad. Only the last line of the bad
-// row can open a row again. So each line is read at most twice.
+// row can open a row again, and then no line is left to read again. So each line is read at most
+// twice, and the lines to read again are always those of one row.
+//
+// An open row can have as many lines as bytes. So its lines are in one string, not in one each.
 #include "cli/data/Csv_rows.h"
 
-#include <iterator>
 #include <utility>
 
 #include "cli/data/Data_lines.h"
@@ -38,8 +40,8 @@ void Csv_row::clear() {
     m_ends = false;
 }
 
-Csv_row::State Csv_row::bad(const char* complaint) {
-    m_complaint = complaint;
+Csv_row::State Csv_row::bad(std::string complaint) {
+    m_complaint = std::move(complaint);
     return State::kBad;
 }
 
@@ -50,6 +52,9 @@ Csv_row::State Csv_row::add(std::string_view line) {
         m_columns.back() += '\n';
     }
     while (!m_ends) {
+        if (!m_is_open && m_columns.size() == kMostValues) {
+            return bad(too_many_text("columns"));
+        }
         const bool is_quoted = m_is_open || rest.starts_with('"');
         if (!(is_quoted ? take_quoted(rest) : take_plain(rest))) {
             return m_complaint.empty() ? State::kOpen : State::kBad;
@@ -103,21 +108,24 @@ bool Csv_row::end_quoted(std::string_view& rest) {
 }
 
 bool Csv_rows::take_line(Line& line) {
-    if (!m_again.empty()) {
-        m_current = std::move(m_again.front());
-        m_again.pop_front();
-        line = {m_current.text, m_current.number, m_current.is_too_long};
+    if (m_again.is_empty()) {
+        if (!m_lines.next(line.text)) {
+            return false;
+        }
+        line.number = m_lines.number();
+        line.is_too_long = m_lines.is_too_long();
         return true;
     }
-    if (!m_lines.next(line.text)) {
-        return false;
-    }
-    line.number = m_lines.number();
-    line.is_too_long = m_lines.is_too_long();
+    const std::size_t end = m_again.bytes.find('\n', m_again.position);
+    line.text = std::string_view(m_again.bytes).substr(m_again.position, end - m_again.position);
+    line.number = m_again.number++;
+    m_again.position = end + 1;
+    line.is_too_long = m_again.is_empty() && m_again.ends_too_long;
     return true;
 }
 
 bool Csv_rows::next(Row& row) {
+    m_rest.clear();
     Line first;
     do {
         if (!take_line(first)) {
@@ -135,6 +143,8 @@ bool Csv_rows::next(Row& row) {
 
 void Csv_rows::read_row(const Line& first, Row& row) {
     m_row.clear();
+    m_rest.number = first.number + 1;
+    std::size_t last = first.number;
     std::size_t bytes = first.text.size();
     Csv_row::State state = m_row.add(first.text);
     while (state == Csv_row::State::kOpen) {
@@ -142,7 +152,9 @@ void Csv_rows::read_row(const Line& first, Row& row) {
         if (!take_line(line)) {
             return refuse("a quote is not closed before the end of the file", row);
         }
-        m_rest.push_back({std::string(line.text), line.number, line.is_too_long});
+        m_rest.bytes.append(line.text) += '\n';
+        m_rest.ends_too_long = line.is_too_long;
+        last = line.number;
         bytes += 1 + line.text.size();
         if (line.is_too_long || bytes > m_lines.longest()) {
             return refuse("a quote is not closed, or the row is longer than " +
@@ -152,20 +164,24 @@ void Csv_rows::read_row(const Line& first, Row& row) {
         state = m_row.add(line.text);
     }
     if (state == Csv_row::State::kBad) {
-        const std::string place =
-            m_rest.empty() ? "" : " in line " + std::to_string(m_rest.back().number);
+        const std::string place = last == first.number ? "" : " in line " + std::to_string(last);
         return refuse(m_row.complaint() + place, row);
     }
-    m_rest.clear();
     row.columns = m_row.take();
 }
 
-// The lines of m_rest are before those of m_again.
 void Csv_rows::refuse(std::string complaint, Row& row) {
+    m_row.clear();
     row.complaint = std::move(complaint);
-    m_again.insert(m_again.begin(), std::make_move_iterator(m_rest.begin()),
-                   std::make_move_iterator(m_rest.end()));
-    m_rest.clear();
+    read_again();
+}
+
+// No line is left in m_again if the row has several lines, see the top of this file.
+void Csv_rows::read_again() {
+    if (!m_rest.is_empty()) {
+        std::swap(m_again, m_rest);
+        m_rest.clear();
+    }
 }
 
 }  // namespace cli

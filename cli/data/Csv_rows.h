@@ -3,7 +3,6 @@
 #define ZANDREL_CLI_DATA_CSV_ROWS_H_
 
 #include <cstddef>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -32,7 +31,7 @@ public:
     const std::string& complaint() const { return m_complaint; }
 
 private:
-    State bad(const char* complaint);
+    State bad(std::string complaint);
     // Each takes the column at the beginning of `rest` and removes it, with the comma. `m_ends` is
     // set after the last column. They return false if the row is bad or continues in the next line.
     bool take_plain(std::string_view& rest);
@@ -59,15 +58,31 @@ public:
     explicit Csv_rows(Numbered_lines& lines) : m_lines(lines) {}
 
     // Returns false at the end. Empty lines between rows are skipped. A row that is longer than the
-    // limit of the lines, with its line ends, is bad. So we never keep more than twice the limit.
+    // limit of the lines, with its line ends, is bad, and so is a row of more than kMostValues
+    // columns. So memory is a few times the limit: the bytes that are read, the lines of a row, its
+    // columns, and the lines to read again.
     // RAISES: Input_error.
     bool next(Row& row);
 
+    // For a row that `next` gave as good: it is bad for the caller, as one with a wrong number of
+    // columns. The next row begins at the line after its first line.
+    void read_again();
+
 private:
-    struct Kept_line {
-        std::string text;
-        std::size_t number;
-        bool is_too_long;
+    // Successive lines, each with an LF.
+    struct Kept_lines {
+        std::string bytes = {};
+        std::size_t position = 0;    // of the next line in `bytes`
+        std::size_t number = 0;      // of the next line in the file
+        bool ends_too_long = false;  // the last line is too long, and empty here
+
+        bool is_empty() const { return position == bytes.size(); }
+
+        void clear() {
+            bytes.clear();
+            position = 0;
+            ends_too_long = false;
+        }
     };
 
     struct Line {
@@ -83,9 +98,8 @@ private:
 
     Numbered_lines& m_lines;
     Csv_row m_row;
-    Kept_line m_current = {};       // from m_again
-    std::deque<Kept_line> m_again;  // lines to read again, after a bad row
-    std::deque<Kept_line> m_rest;   // the lines of the open row after its first one
+    Kept_lines m_again;  // lines to read again, after a bad row
+    Kept_lines m_rest;   // the lines of the row after its first one
 };
 
 }  // namespace cli

@@ -25,6 +25,7 @@ struct Extension {
 
 constexpr std::array kExtensions = std::to_array<Extension>({
     {".csv", Data_format::kCsv},
+    {".json", Data_format::kJsonLines},
     {".jsonl", Data_format::kJsonLines},
     {".ndjson", Data_format::kJsonLines},
     {".ft", Data_format::kFasttext},
@@ -84,7 +85,10 @@ std::optional<std::size_t> column_number(const std::string& word) {
     }
     std::size_t number = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc() || number == 0) {
+    if (error != std::errc()) {
+        throw Usage_error("column " + shown_value(word) + ": the number is too large");
+    }
+    if (number == 0) {
         throw Usage_error("column " + shown_value(word) + ": columns are counted from 1");
     }
     return number;

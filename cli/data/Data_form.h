@@ -47,8 +47,8 @@ Data_format format_of_name(std::string_view name);
 // The name of a format, for messages.
 std::string name_of(Data_format format);
 
-// Returns the format by the end of a file's name, after .gz or .zst: .csv, .jsonl or .ndjson, .ft
-// or .fasttext; otherwise missing. Case does not matter.
+// Returns the format by the end of a file's name, after .gz or .zst: .csv, .json, .jsonl or
+// .ndjson, .ft or .fasttext; otherwise missing. Case does not matter.
 std::optional<Data_format> format_of_file(std::string_view file);
 
 // Returns the format that the options give, or that of the file's name, or kTsv.

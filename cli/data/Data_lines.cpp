@@ -54,6 +54,10 @@ std::string too_long_text(std::size_t longest) {
     return plain_too_long_text(longest) + "; --max-line raises the limit";
 }
 
+std::string too_many_text(const char* values) {
+    return "the record has more than " + grouped(kMostValues) + " " + values;
+}
+
 Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest) {
     return {name, number, too_long_text(longest)};
 }

@@ -27,6 +27,14 @@ std::ifstream open_data_file(const std::string& path);
 // The text of the error for a line that is longer than --max-line allows, without file and line.
 std::string too_long_text(std::size_t longest);
 
+// A record may have so many columns, labels or JSON values. Each takes about a hundred bytes of
+// memory, and perhaps only two in the file. So without this limit a line of 64 MiB would take
+// gigabytes.
+constexpr std::size_t kMostValues = 1000000;
+
+// The text of the error for a record with more than kMostValues values. `values`: "columns".
+std::string too_many_text(const char* values);
+
 // The error for a line that is longer than --max-line allows.
 Data_error too_long_line(const std::string& name, std::size_t number, std::size_t longest);
 

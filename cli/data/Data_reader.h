@@ -18,11 +18,18 @@
 
 namespace cli {
 
+// The row of a table that decides how many columns each row has.
+struct First_row {
+    std::size_t line = 0;
+    std::size_t columns = 0;
+};
+
 // A text with its labels, or the error of a bad record.
 struct Data_record {
-    Labelled_text message = {};             // `line`: where the record begins
-    std::optional<Data_error> error = {};   // set: the record is bad
-    std::vector<std::string> columns = {};  // of a row of a CSV file, for an echo
+    Labelled_text message = {};               // `line`: where the record begins
+    std::optional<Data_error> error = {};     // set: the record is bad
+    std::optional<First_row> first_row = {};  // set: the row has another number of columns
+    std::vector<std::string> columns = {};    // of a row of a CSV file, for an echo
     std::string_view line = {};  // of JSON lines, for an echo; valid until the next record
 };
 

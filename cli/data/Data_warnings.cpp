@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <unordered_map>
@@ -138,15 +139,21 @@ bool begins_with_header(const Texts& texts) {
            });
 }
 
+// A file of another name may be a table with tabs, or have the form of --format.
+const char* header_hint(const std::string& file) {
+    const std::optional<Data_format> format = format_of_file(file);
+    if (!format) {
+        return "; remove it if it is one, or read it with --header";
+    }
+    return *format == Data_format::kCsv ? "; --header reads it as one" : "; remove it if it is one";
+}
+
 void warn_of_header(const Named_texts& file, Warnings& warnings) {
     if (begins_with_header(file.texts)) {
         const Labelled_text& header = file.texts.front();
         warnings.push_back(shown_file(file.name) + ":" + std::to_string(header.line) +
                            ": this looks like a header line, and counts as a text with the label " +
-                           shown_label(header.labels.front()) +
-                           (format_of_file(file.name) == Data_format::kCsv
-                                ? "; --header reads it as one"
-                                : "; remove it if it is one"));
+                           shown_label(header.labels.front()) + header_hint(file.name));
     }
 }
 

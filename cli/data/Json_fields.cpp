@@ -28,6 +28,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/data/Bad_record.h"
+#include "cli/data/Data_lines.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -99,8 +100,8 @@ public:
 
     bool key(string_t& name) override {
         Container& object = m_open.back();
-        if ((object.field != nullptr || m_open.size() == 1) && !object.keys.insert(name).second) {
-            throw Bad_record("the key \"" + shown_value(name) + "\" is in an object twice");
+        if (object.field != nullptr || m_open.size() == 1) {
+            add_key(object, name);
         }
         m_skips = object.field == nullptr || (m_open.size() == 1 && !m_is_wanted(name));
         m_key = std::move(name);
@@ -131,6 +132,15 @@ private:
         m_open.push_back({field, is_object});
     }
 
+    static void add_key(Container& object, const std::string& name) {
+        if (!object.keys.insert(name).second) {
+            throw Bad_record("the key \"" + shown_value(name) + "\" is in an object twice");
+        }
+        if (object.keys.size() > kMostValues) {
+            throw Bad_record(too_many_text("keys"));
+        }
+    }
+
     // Returns the new element of the open container; null if it is skipped.
     Json_field* new_element(Kind kind) {
         if (m_open.empty()) {
@@ -139,6 +149,9 @@ private:
         Container& container = m_open.back();
         if (container.field == nullptr || (container.is_object && m_skips)) {
             return nullptr;
+        }
+        if (++m_kept > kMostValues) {
+            throw Bad_record(too_many_text("values"));
         }
         Json_field& element = container.field->elements.emplace_back();
         element.kind = kind;
@@ -169,8 +182,9 @@ private:
     const Is_wanted& m_is_wanted;
     Json_field m_object;
     std::vector<Container> m_open;
-    std::string m_key;     // of the next value
-    bool m_skips = false;  // the next value
+    std::string m_key;       // of the next value
+    bool m_skips = false;    // the next value
+    std::size_t m_kept = 0;  // values, with those inside lists and objects
 };
 
 }  // namespace

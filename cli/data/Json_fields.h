@@ -29,8 +29,9 @@ constexpr std::size_t kDeepestJson = 100;
 // their order. The others are checked and not kept. Memory and time are proportional to the text.
 // An integer outside the range of 64 bits with a sign is kHugeInteger.
 // RAISES: Bad_record for a text that is not JSON, for example because it is not UTF-8; for JSON
-// that is not an object, that is nested too deeply, or has a number too large for a double; for an
-// object with two members of one name among those that are kept, and in the outermost object.
+// that is not an object, that is nested too deeply, or has a number too large for a double; for
+// more than kMostValues members of the outermost object, or values that are kept; for an object
+// with two members of one name among those that are kept, and in the outermost object.
 std::vector<Json_field> parse_json_object(
     std::string_view text, const std::function<bool(const std::string& key)>& is_wanted);
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "cli/data/Bad_record.h"
+#include "cli/data/Data_lines.h"
 
 namespace cli {
 
@@ -12,6 +13,9 @@ void Label_list::add(std::string_view label) {
         throw Bad_record("empty label");
     }
     if (is_new(label)) {
+        if (m_labels.size() == kMostValues) {
+            throw Bad_record(too_many_text("labels"));
+        }
         m_labels.emplace_back(label);
     }
 }

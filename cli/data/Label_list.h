@@ -14,10 +14,10 @@ namespace cli {
 // Each label is in the list once, in the order of the record.
 class Label_list {
 public:
-    // RAISES: Bad_record for an empty label.
+    // RAISES: Bad_record for an empty label, and for more than kMostValues labels.
     void add(std::string_view label);
     // Adds each label of a text. If `separator` is empty, the text is one label.
-    // RAISES: Bad_record for an empty label.
+    // RAISES: as `add`.
     void add_all(std::string_view list, std::string_view separator);
 
     bool is_empty() const { return m_labels.empty(); }

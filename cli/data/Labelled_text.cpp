@@ -6,6 +6,7 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_reader.h"
+#include "cli/data/First_row_check.h"
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
 
@@ -25,14 +26,17 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
     const std::unique_ptr<Data_reader> reader = make_data_reader(
         {input, name, columns, longest_line}, form.format.value_or(Data_format::kTsv), form);
     std::vector<Labelled_text> texts;
+    First_row_check first_row;
     Data_record record;
     while (reader->next(record)) {
+        first_row.add(record);
         if (record.error) {
             skip_bad_line(*record.error, skipped);
         } else {
             texts.push_back(std::move(record.message));
         }
     }
+    first_row.check(name);
     return texts;
 }
 

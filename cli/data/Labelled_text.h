@@ -54,7 +54,8 @@ struct Skipped_lines {
 // lines are skipped; Input_error if reading fails.
 //
 // `form`: another form of the data, see make_data_reader, which also says what it raises. A record
-// of several lines counts as a line.
+// of several lines counts as a line. RAISES: Data_error if more rows of a table have another number
+// of columns than the first row than are good.
 std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
                                                Skipped_lines* skipped = nullptr,
                                                Columns columns = Columns::kText,

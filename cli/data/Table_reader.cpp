@@ -88,6 +88,7 @@ void Table_reader::read_header() {
     }
     m_header = std::move(row.columns);
     m_header_line = row.line;
+    m_first_line = row.line;
     m_column_count = m_header.size();
 }
 
@@ -174,6 +175,10 @@ bool Table_reader::next_tsv_row(Csv_rows::Row& row) {
         return true;
     }
     for (std::size_t tab = line.find('\t'); tab != std::string_view::npos; tab = line.find('\t')) {
+        if (row.columns.size() + 1 == kMostValues) {
+            row.complaint = too_many_text("columns");
+            return true;
+        }
         row.columns.emplace_back(line.substr(0, tab));
         line.remove_prefix(tab + 1);
     }
@@ -191,7 +196,7 @@ bool Table_reader::next(Data_record& record) {
     record.message.line = row.line;
     ++m_record_number;
     try {
-        check_columns(row);
+        check_columns(row, record);
         fill(row, record.message);
     } catch (const Bad_record& error) {
         record.error.emplace(
@@ -202,20 +207,25 @@ bool Table_reader::next(Data_record& record) {
     return true;
 }
 
-// The first row without a complaint decides about the number of columns.
-void Table_reader::check_columns(const Csv_rows::Row& row) {
+// The first row without a complaint decides about the number of columns. In a row with another
+// number a quote may be missing, so its other lines may be good rows.
+void Table_reader::check_columns(const Csv_rows::Row& row, Data_record& record) {
     if (!row.complaint.empty()) {
         throw Bad_record(row.complaint);
     }
     const std::size_t count = row.columns.size();
     if (m_column_count == 0) {
         if (m_last_place >= count) {
+            m_rows.read_again();
             throw Bad_record("there is no column " + std::to_string(m_last_place + 1) +
                              ", the record has " + counted_columns(count));
         }
         m_column_count = count;
+        m_first_line = row.line;
     }
     if (count != m_column_count) {
+        m_rows.read_again();
+        record.first_row = {m_first_line, m_column_count};
         throw Bad_record("the record has " + counted_columns(count) + ", and the first row has " +
                          grouped(m_column_count));
     }

@@ -42,7 +42,7 @@ private:
     std::size_t place_of(const std::string& word) const;
     std::size_t default_place(const char* name, std::size_t place) const;
     std::vector<std::size_t> default_labels() const;
-    void check_columns(const Csv_rows::Row& row);
+    void check_columns(const Csv_rows::Row& row, Data_record& record);
     void fill(const Csv_rows::Row& row, Labelled_text& message) const;
     void fill_labels(const Csv_rows::Row& row, Labelled_text& message) const;
     void fill_pairs(const Csv_rows::Row& row, Labelled_text& message) const;
@@ -56,6 +56,7 @@ private:
     bool m_has_begun = false;
     std::size_t m_record_number = 0;
     std::size_t m_column_count = 0;  // of the first row; 0 before it
+    std::size_t m_first_line = 0;    // of the first row
     std::vector<std::string> m_header;
     std::size_t m_header_line = 0;
     std::vector<std::size_t> m_texts;

@@ -32,7 +32,7 @@ standard input. A line longer than --max-line bytes is a bad line, and is never 
 
 The end of a file's name, or --format, chooses another form:
   .csv            csv       columns between commas; quotes as in RFC 4180
-  .jsonl .ndjson  jsonl     {"text": "a goal", "labels": ["sport"], "pairs": {"size": 7}}
+  .jsonl .ndjson  jsonl     {"text": "a goal", "labels": ["sport"], "pairs": {"size": 7}}; .json too
   .ft .fasttext   fasttext  words; those that begin with __label__ are labels
 Behind it may be .gz or .zst; compressed standard input is found by its first bytes. --text and --label
 choose the columns of csv and tsv by name or number, and the keys of jsonl. Names are found in the first
@@ -47,8 +47,10 @@ NAME[=COLUMN]. Integers, numbers, truth values, strings, moments such as "2026-0
 microseconds since 1970) and lists of one type keep their type.
 
 A bad record is reported as FILE:LINE: record N: reason. With --skip-bad it is left out. A quote that is
-not closed costs only its own line: the next line is read as a new row. Damaged compressed data ends the
-command.
+not closed costs only its own line: the next line is read as a new row. If a later quote closes it at
+the end of a column, all lines between them are one text. Damaged compressed data ends the command.
+With --skip-bad a file is refused if more rows differ from the first row in the number of columns than
+are good.
 
 split divides a data file into two, with each label in both: one to train, one to test.
 

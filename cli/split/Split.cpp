@@ -36,6 +36,7 @@
 #include "cli/data/Data_lines.h"
 #include "cli/data/Data_reader.h"
 #include "cli/data/Data_warnings.h"
+#include "cli/data/First_row_check.h"
 #include "cli/data/Packing.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
@@ -172,8 +173,10 @@ void read_records(Data& data, const Split_options& options, Skipped_lines* skipp
     const std::unique_ptr<Data_reader> reader = make_data_reader(
         {stream, input_name(options.data_file), Columns::kText, options.longest_line},
         format_of_data(options.data_file, options.form), options.form);
+    First_row_check first_row;
     Data_record record;
     while (reader->next(record)) {
+        first_row.add(record);
         data.record_lines.push_back(record.message.line);
         if (record.error) {
             skip_bad_line(*record.error, skipped);
@@ -185,6 +188,7 @@ void read_records(Data& data, const Split_options& options, Skipped_lines* skipp
         }
         data.texts.push_back(std::move(record.message));
     }
+    first_row.check(input_name(options.data_file));
 }
 
 Data read_data(const Split_options& options, Skipped_lines* skipped) {

@@ -97,6 +97,40 @@ TEST(CsvRowsTest, UnclosedQuoteBeforeQuotedRowsLosesOnlyItsLine) {
                     ElementsAre("2", "b, c"), ElementsAre("3", "d\ne")));
 }
 
+TEST(CsvRowsTest, RowOfSeveralLinesIsReadAgain) {
+    std::istringstream input("a,\"b\n\nc\nd\"\ne\n");
+    Numbered_lines lines(
+        input, "a.csv", [] {}, kLongestLine);
+    Csv_rows rows(lines);
+    Csv_rows::Row row;
+    ASSERT_TRUE(rows.next(row));
+    EXPECT_THAT(row.columns, ElementsAre("a", "b\n\nc\nd"));
+    rows.read_again();
+    std::vector<std::string> rest;
+    while (rows.next(row)) {
+        rest.push_back(std::to_string(row.line) + ":" + row.complaint +
+                       (row.columns.empty() ? "" : row.columns.front()));
+    }
+    EXPECT_THAT(
+        rest, ElementsAre("3:c", "4:a quote in a column that does not begin with a quote", "5:e"));
+}
+
+TEST(CsvRowsTest, TooLongLineInAnOpenRowIsReadAgain) {
+    const auto rows = CsvRowsOf("\"a\nb\nabcdef\nc\n", 5);
+    ASSERT_EQ(rows.size(), 4U);
+    EXPECT_THAT(rows[0].front(), testing::StartsWith("1: a quote is not closed, or the row"));
+    EXPECT_THAT(rows[1], ElementsAre("b"));
+    EXPECT_THAT(rows[2].front(), testing::StartsWith("3: the line is longer than 5 bytes"));
+    EXPECT_THAT(rows[3], ElementsAre("c"));
+}
+
+TEST(CsvRowsTest, RowWithTooManyColumnsIsBad) {
+    EXPECT_EQ(CsvRowsOf(std::string(999999, ',') + "\n").front().size(), 1000000U);
+    EXPECT_THAT(CsvRowsOf(std::string(1000000, ',') + "\na\n"),
+                ElementsAre(ElementsAre("1: the record has more than 1,000,000 columns"),
+                            ElementsAre("a")));
+}
+
 TEST(CsvRowsTest, UnclosedQuoteIsFoundAtTheLimit) {
     EXPECT_THAT(
         CsvRowsOf("1,\"a\n2,b\n3,c\n4,d\n", 9),

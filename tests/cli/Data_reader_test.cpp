@@ -137,6 +137,53 @@ TEST(DataReaderTest, RowWithOtherNumberOfColumnsIsBad) {
                             "4: tax|form"));
 }
 
+TEST(DataReaderTest, GoodRowInsideARowWithOtherNumberOfColumnsIsRead) {
+    EXPECT_THAT(CsvRecords("sport,aa\na,\"open\nsport,good\nz,q\",w\ntax,fee money\n"),
+                ElementsAre("1: sport|aa",
+                            "data:2: record 2: the record has 3 columns, and the first row has 2",
+                            "3: sport|good",
+                            "data:4: record 4: a quote in a column that does not begin with a "
+                            "quote",
+                            "5: tax|fee money"));
+    EXPECT_THAT(CsvRecords("\"open\nsport,good\n\"\ntax,fee money\n"),
+                ElementsAre("data:1: record 1: there is no column 2, the record has 1 column",
+                            "2: sport|good",
+                            "data:3: record 3: a quote is not closed before the end of the file",
+                            "4: tax|fee money"));
+}
+
+TEST(DataReaderTest, RecordWithTooManyValuesIsBad) {
+    std::string list = "1";
+    for (int i = 0; i < 1000000; ++i) {
+        list += ",1";
+    }
+    EXPECT_THAT(JsonRecords("{\"text\":\"a\",\"label\":\"b\",\"pairs\":{\"t\":[" + list + "]}}\n"),
+                ElementsAre("data:1: record 1: the record has more than 1,000,000 values"));
+    Data_form table;
+    table.texts = {"2"};
+    std::string tabs(1000000, '\t');
+    EXPECT_THAT(RecordsOf({tabs + "\n", Data_format::kTsv, table}),
+                ElementsAre("data:1: record 1: the record has more than 1,000,000 columns"));
+}
+
+TEST(DataReaderTest, JsonObjectWithTooManyKeysIsBad) {
+    std::string keys;
+    for (int i = 0; i <= 1000000; ++i) {
+        keys += (i == 0 ? "\"" : ",\"") + std::to_string(i) + "\":1";
+    }
+    EXPECT_THAT(JsonRecords("{" + keys + "}\n"),
+                ElementsAre("data:1: record 1: the record has more than 1,000,000 keys"));
+}
+
+TEST(DataReaderTest, RecordWithTooManyLabelsIsBad) {
+    std::string labels;
+    for (int i = 0; i <= 1000000; ++i) {
+        labels += "__label__" + std::to_string(i) + " ";
+    }
+    EXPECT_THAT(FasttextRecords(labels + "a\n"),
+                ElementsAre("data:1: record 1: the record has more than 1,000,000 labels"));
+}
+
 TEST(DataReaderTest, ColumnBeyondTheRowIsMissing) {
     EXPECT_THAT(CsvRecords("goal\nfood,bread\n"),
                 ElementsAre("data:1: record 1: there is no column 2, the record has 1 column",
@@ -460,6 +507,7 @@ TEST(DataFormTest, NameOfAFileDecidesAboutItsFormat) {
     EXPECT_EQ(format_of_data("a.csv", {}), Data_format::kCsv);
     EXPECT_EQ(format_of_data("a.tsv.CSV.GZ", {}), Data_format::kCsv);
     EXPECT_EQ(format_of_data("a.jsonl.zst", {}), Data_format::kJsonLines);
+    EXPECT_EQ(format_of_data("a.json", {}), Data_format::kJsonLines);
     EXPECT_EQ(format_of_data("a.ndjson", {}), Data_format::kJsonLines);
     EXPECT_EQ(format_of_data("a.ft", {}), Data_format::kFasttext);
     EXPECT_EQ(format_of_data("a.fasttext", {}), Data_format::kFasttext);

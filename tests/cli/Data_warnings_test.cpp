@@ -67,7 +67,8 @@ TEST(DataWarningsTest, HeaderLineIsNamedAndItsSingleLabelToo) {
                                      "category\ttext\n" +
                                      kGood),
                 ElementsAre("train.tsv:2: this looks like a header line, and counts as a text with "
-                            "the label \"category\"; remove it if it is one",
+                            "the label \"category\"; remove it if it is one, or read "
+                            "it with --header",
                             "train.tsv: 1 label has a single text: \"category\""));
 }
 

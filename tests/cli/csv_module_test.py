@@ -34,7 +34,7 @@ def random_table(random_numbers):
     writer.writerows(table)
     written = text.getvalue()
     if random_numbers.random() < 0.2:
-        written = written.rstrip("\r\n") if not written.endswith('""\n') else written
+        written = written.rstrip("\r\n")
     return written
 
 

@@ -46,14 +46,14 @@ is_silent err
     printf 'food\tcaf\xe9\nrare\x1b\tword\n'
 } >bad.tsv
 expect 0 train bad.kc bad.tsv
-warns_of 1 'bad.tsv:1: this looks like a header line, and counts as a text with the label "Category"; remove it if it is one'
+warns_of 1 'bad.tsv:1: this looks like a header line, and counts as a text with the label "Category"; remove it if it is one, or read it with --header'
 warns_of 2 'bad.tsv: 1 byte in 1 line is not UTF-8, the first in line 32; is the file in another encoding?'
 warns_of 3 'bad.tsv: 2 labels have a single text: "Category", "rare\x1B"'
 warns_of 4 'bad.tsv: labels that differ only in case or blanks are different labels: "Sport", "sport"'
 says_lines 4
 prints out 'bad.kc: 33 texts, 5 labels'
 expect 0 train bad.kc good.tsv bad.tsv --replace --json
-warns_of 1 'bad.tsv:1: this looks like a header line, and counts as a text with the label "Category"; remove it if it is one'
+warns_of 1 'bad.tsv:1: this looks like a header line, and counts as a text with the label "Category"; remove it if it is one, or read it with --header'
 warns_of 3 '2 data files: 2 labels have a single text: "Category", "rare\x1B"'
 says_lines 4
 expect 0 evaluate --train bad.tsv --test good.tsv

@@ -117,6 +117,28 @@ expect 0 train bad.kc header.csv --replace
 prints err 'header.csv:1: this looks like a header line, and counts as a text with the label "label"; --header reads it as one'
 expect 0 train bad.kc header.csv --replace --header
 prints out 'bad.kc: 1 text, 1 label'
+printf 'label\ttext\nsport\tgoal\n' >header.tsv
+expect 0 train bad.kc header.tsv --replace
+prints err 'header.tsv:1: this looks like a header line, and counts as a text with the label "label"; remove it if it is one, or read it with --header'
+expect 0 train bad.kc header.tsv --replace --header
+prints out 'bad.kc: 1 text, 1 label'
+
+# A first row that is not like the others does not decide silently
+printf 'sport,a,b\nsport,goal match\ntax,form fee\n' >first.csv
+expect 65 train bad.kc first.csv --replace --skip-bad
+is err 'first.csv:1: the first row has 3 columns, and 2 other rows have another number; remove the first row if it is no data, or give --format or --header'
+expect 65 split first.csv half.csv rest.csv --skip-bad
+[[ ! -e half.csv ]] || fail "split writes a part of bad data"
+prints err 'first.csv:1: the first row has 3 columns, and 2 other rows have another number'
+printf 'sport,a,b\nsport,goal match\n' >first.csv
+expect 0 train bad.kc first.csv --replace --skip-bad
+prints err 'skipped 1 bad line, the first: first.csv:2: record 2: the record has 2 columns, and the first row has 3'
+
+# The end .json is read as JSON lines
+cp train.jsonl train.json
+expect 0 train bad.kc train.json --replace
+expect 0 evaluate bad.kc "$shop.test.tsv"
+figures | cmp -s - tsv.figures || fail "evaluate reports other figures of train.json"
 
 # A terminal gets a note about the form.
 for arguments in 'classify tsv.kc - --format jsonl' 'train typed.kc - --format csv'; do
@@ -140,6 +162,8 @@ expect 64 train bad.kc train.jsonl --header --replace
 is err 'zandrel: train.jsonl has the format jsonl, for which there is no --header'
 expect 64 train bad.kc train.csv --text 0 --replace
 is err 'zandrel: column 0: columns are counted from 1'
+expect 64 train bad.kc train.csv --text 99999999999999999999 --replace
+is err 'zandrel: column 99999999999999999999: the number is too large'
 expect 64 train bad.kc train.csv --pair _SMLx=1 --replace
 is err 'zandrel: --pair _SMLx=1: the engine uses names that begin with _SML'
 expect 64 train bad.kc train.csv --pair a=1 --pair a=2 --replace
