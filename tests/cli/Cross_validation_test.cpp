@@ -377,7 +377,7 @@ TEST_F(TreeCrossValidationTest, HoldoutWarnsOfTheTree) {
                                         "\"desk/shop/delivery\", \"desk/shop/returns\""));
 }
 
-TEST_F(CrossValidationTest, NoteAboutSuggestedGroupsAppearsOnce) {
+TEST_F(CrossValidationTest, NoteAboutSuggestedGroupsNamesItsFold) {
     std::vector<std::string> warnings;
     m_options.warn = [&](const std::string& text) { warnings.push_back(text); };
     m_options.fold_count = 3;
@@ -390,8 +390,9 @@ TEST_F(CrossValidationTest, NoteAboutSuggestedGroupsAppearsOnce) {
     }
     Validate(data);
 
-    EXPECT_THAT(warnings, ElementsAre("--tree auto: no groups, since no number of groups gains "
-                                      "accuracy in cross-validation"));
+    const std::string note =
+        ": --tree auto: no groups, since no number of groups gains accuracy in cross-validation";
+    EXPECT_THAT(warnings, ElementsAre("fold 1" + note, "fold 2" + note, "fold 3" + note));
 }
 
 TEST_F(CrossValidationTest, HintAtSuggestedGroupsAppearsOnce) {
