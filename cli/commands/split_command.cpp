@@ -19,9 +19,8 @@ namespace {
 constexpr const char* kNotes =
     R"(split copies each record, byte for byte and in order, to one of two new files of the same form. A
 header is in both; a warning names a first line that looks like a header if --header is missing.
-B gets the texts that evaluate --holdout SHARE classifies with the
-same seed. The same seed gives the same files on every machine. DATA is read into memory as a whole,
-with about 0.4 kB more for each record.
+B gets the texts that evaluate --holdout SHARE classifies with the same seed. The same seed gives the
+same files on every machine. DATA is read into memory as a whole, with about 0.4 kB more for each record.
 
 Examples:
   zandrel split shop.tsv shop.train.tsv shop.test.tsv
