@@ -240,7 +240,7 @@ class Recursive_trace {
 public:
     explicit Recursive_trace(DocInfo& info) : m_info(info) {}
 
-    // Appends for each part whether it is evaluated.
+    // Appends each part, and a mark that says if it is evaluated.
     void Visit(const MatchExp& part, bool is_evaluated) {
         marks.push_back(is_evaluated);
         parts.push_back(&part);
@@ -248,7 +248,8 @@ public:
         if (node == nullptr) {
             return;
         }
-        const bool first = node->args[0]->eval(m_info).boolean;
+        // Read as a boolean only by the types whose first operand is one.
+        const ArgUnion first = node->args[0]->eval(m_info);
         for (std::size_t i = 0; i < static_cast<std::size_t>(node->arg_count); ++i) {
             Visit(*node->args.at(i), is_evaluated && IsNeeded(node->type, i, first));
         }
@@ -258,16 +259,16 @@ public:
     std::vector<const MatchExp*> parts;
 
 private:
-    static bool IsNeeded(MatchExp::FuncType type, std::size_t operand, bool first) {
+    static bool IsNeeded(MatchExp::FuncType type, std::size_t operand, const ArgUnion& first) {
         switch (type) {
             case MatchExp::kOr:
-                return operand == 0 || !first;
+                return operand == 0 || !first.boolean;
             case MatchExp::kAnd:
-                return operand == 0 || first;
+                return operand == 0 || first.boolean;
             case MatchExp::kBoolConditional:
             case MatchExp::kNumberConditional:
             case MatchExp::kTextConditional:
-                return operand == 0 || (operand == 1) == first;
+                return operand == 0 || (operand == 1) == first.boolean;
             default:
                 return true;
         }
