@@ -17,8 +17,8 @@ namespace cli {
 // REQUIRES: labels without white space other than blanks, since the text form writes it as blanks.
 std::string tree_text_of(const Tree_suggestion& suggestion);
 
-// Prints the accuracies of all numbers of groups that were tried, the comparison, and the result.
-// `file`: of the tree; empty: standard output.
+// Prints the accuracy with each number of groups that was tried, the comparison if there was one,
+// and the result. `file`: where the tree is written; empty if it is written to standard output.
 void print_suggestion(const Tree_suggestion& suggestion, const std::string& file,
                       std::ostream& out);
 // The same as an object.
