@@ -17,7 +17,7 @@ struct zeNode;
 
 namespace cli {
 
-// What became of a child when the classifier of its parent was asked.
+// The outcome for a child when the classifier of its parent was asked.
 //
 // No rule blocks another rule: a rule node evaluates all its rules, and each rule whose value is
 // above 0 selects its child. Only the default depends on the others. The threshold that counts is
@@ -52,7 +52,7 @@ struct Walk_child {
     std::optional<Child_rule> rule = {};  // below a rule node
 };
 
-// What became of a node that the walk took.
+// The outcome for a node that the walk took.
 enum class Step_outcome {
     kResult,
     kNotScored,    // the node is marked NoScore, so it cannot be a result
