@@ -307,10 +307,6 @@ void drop_below(double threshold, Ranking& ranking) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 Echo echo_of(const Line_input& input, const Classify_options& options) {
     if (options.writes_csv) {
         return Echo(Echo::Form::kCsv, options.wanted_labels);

@@ -110,7 +110,8 @@ std::unique_ptr<Unpacker> unpacker_of(Packing packing) {
     return std::make_unique<Zstd_unpacker>();
 }
 
-// REQUIRES: a byte has been read into the buffer of the stream and not taken.
+}  // namespace
+
 bool begins_with(std::istream& input, std::string_view wanted) {
     const auto size = static_cast<std::streamsize>(wanted.size());
     if (input.rdbuf()->in_avail() < size) {
@@ -123,8 +124,6 @@ bool begins_with(std::istream& input, std::string_view wanted) {
     }
     return start == wanted;
 }
-
-}  // namespace
 
 Packing packing_of_name(std::string_view file) {
     if (file.ends_with(".gz")) {

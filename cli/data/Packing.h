@@ -22,6 +22,11 @@ Packing packing_of_name(std::string_view file);
 // takes no byte from the stream.
 Packing packing_of_bytes(std::istream& input);
 
+// Returns whether the next bytes are `wanted`. Takes no byte from the stream: it reads the bytes
+// only if all of them are in the buffer of the stream, so that they can be put back. REQUIRES: the
+// buffer has at least one byte, as after `peek`.
+bool begins_with(std::istream& input, std::string_view wanted);
+
 // Decompresses bytes.
 class Unpacker {
 public:

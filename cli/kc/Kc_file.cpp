@@ -20,6 +20,7 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
+#include "cli/data/Packing.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
@@ -151,20 +152,9 @@ bool begins_as_kc(const std::string& path) {
     return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
 }
 
-// We read the first bytes only if all of them are in the buffer of the stream. So we can put them
-// back.
 bool begins_as_kc(std::istream& input) {
-    const std::string wanted = first_bytes_of_kc();
-    const auto size = static_cast<std::streamsize>(wanted.size());
-    if (input.peek() == std::istream::traits_type::eof() || input.rdbuf()->in_avail() < size) {
-        return false;
-    }
-    std::string start(wanted.size(), '\0');
-    input.rdbuf()->sgetn(start.data(), size);
-    for (std::streamsize i = 0; i < size; ++i) {
-        input.rdbuf()->sungetc();
-    }
-    return start == wanted;
+    return input.peek() != std::istream::traits_type::eof() &&
+           begins_with(input, first_bytes_of_kc());
 }
 
 void check_is_no_kc(const std::string& data_file) {

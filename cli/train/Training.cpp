@@ -233,10 +233,6 @@ Text_model::Before_learning warning_of(const Learning_options& options, const Te
     };
 }
 
-}  // namespace
-
-namespace {
-
 Training_summary train_new_kc(const Training_options& options) {
     Training_summary summary;
     check_overwriting(Target_file(options.kc_file), options);
