@@ -130,6 +130,13 @@ void warn_of_data(const Options& options, const std::vector<Data_file>& files) {
     }
 }
 
+std::vector<Data_file> read_training_data(const Training_options& options, Skipped_lines& skipped) {
+    std::vector<Data_file> files =
+        read_data(options, training_columns(options.bootstraps), skipped);
+    warn_of_data(options, files);
+    return files;
+}
+
 std::vector<std::string> names_of(const std::vector<Data_file>& files) {
     std::vector<std::string> names;
     for (const Data_file& file : files) {
@@ -240,9 +247,7 @@ Training_summary train_new_kc(const Training_options& options) {
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
     check_overwriting(lock.target(), options);  // another process may have made it while we waited
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files =
-        read_data(options, training_columns(options.bootstraps), summary.skipped);
-    warn_of_data(options, files);
+    std::vector<Data_file> files = read_training_data(options, summary.skipped);
     Texts texts = joined(files);
     const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
@@ -271,9 +276,7 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
     const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files =
-        read_data(options, training_columns(options.bootstraps), summary.skipped);
-    warn_of_data(options, files);
+    std::vector<Data_file> files = read_training_data(options, summary.skipped);
     Texts texts = joined(files);
     const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
