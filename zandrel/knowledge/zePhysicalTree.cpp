@@ -3,6 +3,7 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "zandrel/classification/zeClassifier.h"
@@ -68,6 +69,15 @@ const std::vector<zeNode*>& zePhysicalTree::GetLeafNodes(const Concept& category
 
 const std::vector<zeNode*>& zePhysicalTree::GetInnerNodes(const Concept& name) const {
     return nodes_of(m_inner_nodes, name);
+}
+
+std::vector<zeNode*> zePhysicalTree::GetClassifierNodes() const {
+    std::vector<zeNode*> found;
+    for (const auto& [name, nodes] : m_inner_nodes) {
+        std::copy_if(nodes.begin(), nodes.end(), std::back_inserter(found),
+                     [](const zeNode* node) { return node->m_classifier_id != 0; });
+    }
+    return found;
 }
 
 // A damaged file can have links to nodes that it lacks. They have placeholders in `m_nodes`. No new
