@@ -43,10 +43,10 @@ void zeLogicalTree::FixNodeName(zeLogicalNode& node) const {
 unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
     FixNodeName(node);
     VerifyAdd(node);
-    manager->m_modified = true;
     if (node.parent != 0 && GetNode(node.parent).type == ZE_LEAF) {
         ChangeParentToClassifier(GetNode(node.parent), node);
     }
+    manager->m_modified = true;
     node.physical_node = manager->m_physical_tree->MakeNode(node.category, node.type,
                                                             node.attributes, node.threshold);
     if (node.parent == 0) {
