@@ -3,6 +3,8 @@
 #include <iterator>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
@@ -12,6 +14,7 @@
 #include "tests/knowledge/logical_tree_check.h"
 #include "tests/support/cached_container.h"
 #include "tests/support/kc_file.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -591,4 +594,18 @@ void Random_edits::MoveAncestorsBelow(Id id, Id parent) {
         Expect("move " + std::to_string(above->id) + " to " + std::to_string(id),
                m_model.Move(above->id, id), [&] { m_tree.MoveLogicalNode(above->id, id); });
     }
+}
+
+void run_limited_edits(unsigned int seed, bool is_compat55, std::size_t size, unsigned int limit,
+                       std::size_t edit_count) {
+    const Scratch_file file;
+    Random_edits limited(seed, is_compat55, size, {limit, file.path().str()});
+    Random_edits in_memory(seed, is_compat55, size, {limit, {}});
+    ASSERT_TRUE(limited.Run(edit_count)) << limited.Problem();
+    ASSERT_TRUE(in_memory.Run(edit_count)) << in_memory.Problem();
+    EXPECT_EQ(limited.DoneCount(), in_memory.DoneCount());
+    EXPECT_GT(limited.DoneCount(), edit_count / 5) << "the dice are loaded";
+    EXPECT_EQ(limited.TooSmallCount() > 0, limit == 1) << "only a limit of 1 refuses edits";
+    limited.Manager().m_config = in_memory.Manager().m_config;  // ids and times of the containers
+    EXPECT_TRUE(same_bytes(plain_copy_of(limited.Manager()), saved(in_memory.Manager())));
 }

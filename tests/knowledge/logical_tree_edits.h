@@ -123,4 +123,10 @@ private:
     std::size_t m_too_small_count = 0;
 };
 
+// Does random edits in a container of which only `limit` statistical classifiers are in memory, and
+// the same edits in a container without a limit. Checks that both agree with the model, and that the
+// files of both are equal at the end.
+void run_limited_edits(unsigned int seed, bool is_compat55, std::size_t size, unsigned int limit,
+                       std::size_t edit_count);
+
 #endif  // ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_

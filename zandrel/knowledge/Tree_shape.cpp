@@ -370,9 +370,9 @@ bool ListCategories(zeNode& node) {
     return below.size() > before;
 }
 
-void RequireCategories(const zeNode& node) {
+void RequireCategories(const zeNode& node, zeClassifier& classifier) {
     std::vector<zeNode*> categories;
-    node.m_classifier->get_all_categories(categories);
+    classifier.get_all_categories(categories);
     const auto is_below = [&node](const zeNode* category) {
         return category == nullptr || is_end(*category) || node.find_child(category) >= 0;
     };

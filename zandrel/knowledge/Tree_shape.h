@@ -5,6 +5,7 @@
 
 #include <vector>
 
+class zeClassifier;
 class zeLogicalTree;
 class zeManager;
 struct zeNode;
@@ -22,9 +23,8 @@ void RequireLogicalTree(const zeLogicalTree& tree);
 
 // Checks a classifier that was fetched from a file after the trees were checked: each category is a
 // child of its node, or a leaf without children. Otherwise a way down could lead back.
-// REQUIRES: the classifier is in memory.
 // RAISES: the same.   COST: linear in the categories.
-void RequireCategories(const zeNode& node);
+void RequireCategories(const zeNode& node, zeClassifier& classifier);
 
 // Returns the children, and then the categories of the classifier that are not children. Such a
 // category of a classifier that is not in memory is left out.

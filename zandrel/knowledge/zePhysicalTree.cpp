@@ -161,12 +161,16 @@ void zePhysicalTree::release_classifier(zeNode* node, zeIO* io) {
     if (classifier == nullptr) {
         return;
     }
-    const bool is_written = io != nullptr && classifier->m_dirty;
+    const bool is_written = io != nullptr && classifier->is_changed();
     tracef(s_trace_file, zandrel::kTraceDebug, "Removing classifier from cache %s: %s",
            is_written ? "(Writing changes)" : "", node->m_concept.c_str());
     if (is_written) {
+        // Only lists of children lead to a classifier that is not in memory.
+        const bool is_listed =
+            m_manager->ReadOnDemand() != 0 && zandrel::detail::ListCategories(*node);
+        m_manager->m_modified = m_manager->m_modified || is_listed;
         io->DumpObject(classifier);
-        classifier->m_dirty = false;
+        classifier->set_written();
     }
     m_manager->Release(classifier);
     node->m_classifier = nullptr;
