@@ -100,7 +100,7 @@ public:
             feeder.add_concept(term("word" + std::to_string(below(30))), weight());
         }
         qtPtrLight<zeMsg> msg(new zeMsg);
-        for (const std::size_t slot : {0, 1, 2}) {
+        for (const std::size_t slot : {0U, 1U, 2U}) {
             msg->smls.at(slot) = qtPtrLight<zeSml>(new zeSml(feeder, 0.0));
         }
         if (group == 4) {
