@@ -2,7 +2,9 @@
 // deleted objects.
 #include "zandrel/classification/zeWorkflow.h"
 
+#include <map>
 #include <set>
+#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -11,8 +13,12 @@
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include "tests/support/cached_container.h"
 #include "tests/support/failing_new.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/news_desk.h"
 #include "tests/support/progress_log.h"
+#include "tests/support/scratch_file.h"
 #include "tests/support/trained_tree.h"
 
 namespace {
@@ -77,6 +83,69 @@ void expect_to_survive(Operation operation) {
         expect_to_be_of_use(fresh);
     }
     EXPECT_GT(index, 5U);
+}
+
+// The records of the statistical nodes, classifier and model together, by id of the node.
+std::map<unsigned int, std::string> stored_models(zeManager& manager) {
+    Kc_items items(plain_copy_of(manager));
+    std::map<unsigned int, std::string> models;
+    for (const auto& [id, node] : manager.m_physical_tree->m_nodes) {
+        if (node.m_classifier_type == ZE_STAT) {
+            models[id] =
+                items.object(node.m_classifier_id) + items.object(node.m_classifier_id - 1);
+        }
+    }
+    return models;
+}
+
+// Lets allocations of an operation fail in turn while one classifier is in memory, each time in the
+// same file. Afterwards each model is the one before or after the operation, or the file was being
+// changed at that moment and is refused.
+template <class Operation>
+void expect_whole_models(Operation operation) {
+    constexpr unsigned int kStep = 23;
+    const Stopped_clock clock;
+    const Scratch_file file;
+    Trained_desk trained;
+    write_cached(trained.manager, file.path());
+    const std::string content = file.content();
+    zeManager manager;
+    News_desk desk(manager);
+    open_cached(manager, file.path(), 1);
+    const auto before = stored_models(manager);
+    operation(desk);
+    const auto after = stored_models(manager);
+    EXPECT_FALSE(before == after);
+    int whole_count = 0;
+    bool has_failed = true;
+    for (unsigned int index = 0; has_failed; index += kStep) {
+        SCOPED_TRACE(index);
+        manager.Release();
+        file.write(content);
+        open_cached(manager, file.path(), 1);
+        has_failed = fails_at(index, [&] { operation(desk); });
+        manager.m_progress = nullptr;
+        manager.Release();
+        try {
+            open_cached(manager, file.path(), 1);
+        } catch (const qtX<zeIO>& refusal) {
+            EXPECT_EQ(refusal.number(), 8);
+            continue;
+        }
+        ++whole_count;
+        for (const auto& [id, model] : stored_models(manager)) {
+            EXPECT_TRUE(model == before.at(id) || model == after.at(id)) << id;
+        }
+    }
+    EXPECT_GT(whole_count, 5);
+}
+
+TEST(zeWorkflowMemoryTest, TrainingWithOneClassifierInMemoryLeavesWholeModels) {
+    expect_whole_models([](News_desk& desk) { desk.Train(); });
+}
+
+TEST(zeWorkflowMemoryTest, LearningWithOneClassifierInMemoryLeavesWholeModels) {
+    expect_whole_models([](News_desk& desk) { desk.Learn(); });
 }
 
 TEST(zeWorkflowMemoryTest, TrainingFailsSafelyAtEachAllocation) {

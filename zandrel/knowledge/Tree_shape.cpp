@@ -144,6 +144,25 @@ private:
 using Node_numbers = Numbers<const zeNode*, zePointer_hash>;
 using Id_numbers = Numbers<unsigned int, std::hash<unsigned int>>;
 
+// Returns the children, and then the categories of the classifier that are not children. Such a
+// category of a classifier that is not in memory is a leaf without children, so it leads nowhere:
+// see RequireCategories.
+std::vector<zeNode*> nodes_below(const zeNode& node) {
+    std::vector<zeNode*> below = node.m_children;
+    if (!is_in_memory(node)) {
+        return below;
+    }
+    std::vector<zeNode*> categories;
+    node.m_classifier->get_all_categories(categories);
+    hash_set<zeNode*, zePointer_hash> children(below.begin(), below.end());
+    for (zeNode* const category : categories) {
+        if (category != nullptr && children.insert(category).second) {
+            below.push_back(category);
+        }
+    }
+    return below;
+}
+
 bool is_end(const zeNode& node) {
     return node.m_classifier_type == ZE_LEAF && node.m_children.empty();
 }
@@ -182,7 +201,7 @@ void require_physical_tree(const zePhysicalTree& tree) {
     Links down(numbers.size());
     Links up(numbers.size());
     for (const auto& [id, node] : tree.m_nodes) {
-        for (const zeNode* const child : NodesBelow(node)) {
+        for (const zeNode* const child : nodes_below(node)) {
             numbers.link(down, &node, child);
         }
         numbers.link(up, node.m_parent, &node);
@@ -345,29 +364,22 @@ void RequireTrees(const zeManager& manager) {
     require_root(manager);
 }
 
-std::vector<zeNode*> NodesBelow(const zeNode& node) {
-    std::vector<zeNode*> below = node.m_children;
-    if (!is_in_memory(node)) {
-        return below;
-    }
-    std::vector<zeNode*> categories;
-    node.m_classifier->get_all_categories(categories);
-    hash_set<zeNode*, zePointer_hash> children(below.begin(), below.end());
-    for (zeNode* const category : categories) {
-        if (category != nullptr && children.insert(category).second) {
-            below.push_back(category);
-        }
-    }
+std::vector<zeNode*> ChildrenAndLooseLeaves(const zeNode& node) {
+    std::vector<zeNode*> below = nodes_below(node);
+    const auto first_loose = below.begin() + static_cast<std::ptrdiff_t>(node.m_children.size());
+    below.erase(std::remove_if(first_loose, below.end(),
+                               [](const zeNode* category) { return !is_end(*category); }),
+                below.end());
     return below;
 }
 
-bool ListCategories(zeNode& node) {
-    const std::size_t before = node.m_children.size();
-    const std::vector<zeNode*> below = NodesBelow(node);
-    for (std::size_t i = before; i < below.size(); ++i) {
+bool AdoptLooseLeaves(zeNode& node) {
+    const std::size_t child_count = node.m_children.size();
+    const std::vector<zeNode*> below = ChildrenAndLooseLeaves(node);
+    for (std::size_t i = child_count; i < below.size(); ++i) {
         node.add_child(below[i]);
     }
-    return below.size() > before;
+    return below.size() > child_count;
 }
 
 void RequireCategories(const zeNode& node, zeClassifier& classifier) {

@@ -26,15 +26,14 @@ void RequireLogicalTree(const zeLogicalTree& tree);
 // RAISES: the same.   COST: linear in the categories.
 void RequireCategories(const zeNode& node, zeClassifier& classifier);
 
-// Returns the children, and then the categories of the classifier that are not children. Such a
-// category of a classifier that is not in memory is left out.
-std::vector<zeNode*> NodesBelow(const zeNode& node);
+// Returns the children, and then the loose leaves: categories of the classifier that are leaves but
+// no children, for example after an interrupted training. A classifier that is not in memory counts
+// as one without loose leaves.
+std::vector<zeNode*> ChildrenAndLooseLeaves(const zeNode& node);
 
-// Makes each category of a classifier a child of its node. Categories that are not children are
-// leaves that an interrupted training has added. After the classifier has left memory, only the
-// lists of children lead to it. Returns whether there was such a category.
-// REQUIRES: the classifier is in memory.
-bool ListCategories(zeNode& node);
+// Makes the loose leaves children of the node. After a classifier has left memory, only the lists
+// of children lead to it. Returns whether there was a loose leaf.
+bool AdoptLooseLeaves(zeNode& node);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children
 // decide. If several lists contain a leaf, it gets the parent that it names; but a parent below the

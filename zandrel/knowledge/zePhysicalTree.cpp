@@ -166,9 +166,9 @@ void zePhysicalTree::release_classifier(zeNode* node, zeIO* io) {
            is_written ? "(Writing changes)" : "", node->m_concept.c_str());
     if (is_written) {
         // Only lists of children lead to a classifier that is not in memory.
-        const bool is_listed =
-            m_manager->ReadOnDemand() != 0 && zandrel::detail::ListCategories(*node);
-        m_manager->m_modified = m_manager->m_modified || is_listed;
+        const bool has_adopted =
+            m_manager->ReadOnDemand() != 0 && zandrel::detail::AdoptLooseLeaves(*node);
+        m_manager->m_modified = m_manager->m_modified || has_adopted;
         io->DumpObject(classifier);
         classifier->set_written();
     }

@@ -102,12 +102,14 @@ void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
     const bool is_whole = top == m_manager->m_root;
     // In a container whose classifiers are fetched, the lists of children lead to all classifiers
     // that know a node.
-    const bool lists_categories = m_manager->ReadOnDemand() != 0;
+    const bool lists_loose_leaves = m_manager->ReadOnDemand() != 0;
     io.WriteCount(nodes.size());
     for (const zeNode* const node : zandrel::detail::in_id_order(nodes)) {
         const bool is_parent_lost = is_whole && nodes.count(node->m_parent) == 0;
-        write_node(io, *node, is_parent_lost ? nullptr : node->m_parent,
-                   lists_categories ? zandrel::detail::NodesBelow(*node) : node->m_children, nodes);
+        write_node(
+            io, *node, is_parent_lost ? nullptr : node->m_parent,
+            lists_loose_leaves ? zandrel::detail::ChildrenAndLooseLeaves(*node) : node->m_children,
+            nodes);
     }
 }
 
