@@ -139,9 +139,11 @@ void zePhysicalTree::LeaveName(zeNode* node) {
 
 // Only a statistical classifier of a container in cached form can be out of memory.
 zeClassifier* zePhysicalTree::get_classifier(zeNode* node) {
+    if (node->m_classifier_id == 0 || node->m_classifier_type == ZE_RULE) {
+        return node->m_classifier;
+    }
     zeIO* const io = m_manager->m_io.get();
-    if (io == nullptr || io->ReadOnDemand() == 0 || node->m_classifier_id == 0 ||
-        node->m_classifier_type == ZE_RULE) {
+    if (io == nullptr || io->ReadOnDemand() == 0) {
         return node->m_classifier;
     }
     if (node->m_classifier == nullptr) {
