@@ -168,8 +168,8 @@ TEST(zeIOCacheTest, CacheSizeOfZeroIsRefused) {
         EXPECT_EQ(manager.ReadOnDemand(), 0U);
     }
     KcIoMode mode = cached(0);
-    EXPECT_QTX_ARGS(built.manager.Write(file.path(), &mode, nullptr), zeIO, 0,
-                    "Invalid Cache Size", {});
+    EXPECT_QTX_ARGS(built.manager.Write(file.path(), &mode, nullptr), zeIO, 0, "Invalid Cache Size",
+                    {});
     EXPECT_TRUE(same_bytes(file.content(), before));
 }
 
@@ -258,11 +258,11 @@ TEST(zeIOCacheTest, UsesAreTraced) {
     kc.fetch(News_desk::kWorld)->m_dirty = true;
     kc.fetch(News_desk::kHome);
 
-    EXPECT_THAT(traced.texts(),
-                ElementsAre("Adding classifier to cache: home", "Adding classifier to cache: world",
-                            "Removing classifier from cache : home",
-                            "Adding classifier to cache: home",
-                            "Removing classifier from cache (Writing changes): world"));
+    EXPECT_THAT(
+        traced.texts(),
+        ElementsAre("Adding classifier to cache: home", "Adding classifier to cache: world",
+                    "Removing classifier from cache : home", "Adding classifier to cache: home",
+                    "Removing classifier from cache (Writing changes): world"));
 }
 
 TEST(zeIOCacheTest, EvictedChangeIsReadAgain) {

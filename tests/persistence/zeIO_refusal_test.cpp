@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/AbstractHreclaim.h"
+#include "zandrel/storage/HioErr.h"
 
 #include "tests/support/expect_qtx.h"
 #include "tests/support/kc_file.h"
@@ -113,8 +113,8 @@ TEST_F(zeIORefusedTest, ErrorOfAMissingFileIsPassedOn) {
     for (const KcIoMode::Form form : {KcIoMode::AUTO_IO, KcIoMode::CACHED_IO}) {
         mode.io_mode = form;
         EXPECT_QTX_ARGS(kc.manager.Read(none.path(), &mode, nullptr), AbstractHreclaim,
-                        AbstractHreclaim::kMissingFile,
-                        "File does not exist: " + none.path().str(), {none.path()});
+                        AbstractHreclaim::kMissingFile, "File does not exist: " + none.path().str(),
+                        {none.path()});
         EXPECT_EQ(mode.io_mode, form);
     }
 }

@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/AbstractHreclaim.h"
+#include "zandrel/storage/HioErr.h"
 
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_disk.h"
