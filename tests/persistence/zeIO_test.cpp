@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/storage/AbstractHreclaim.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "tests/support/expect_qtx.h"
@@ -136,18 +137,22 @@ TEST_F(zeIOUnicodeTest, RefusedFilesAreUnchangedAndClosed) {
     Kc_items other(saved(kc.manager));
     other.id = 7;
 
-    for (const std::string& bytes : {std::string("no file of a container"), other.file()}) {
-        file.write(bytes);
-        EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), zeIO, 1, "Not a kc file");
-        EXPECT_TRUE(same_bytes(file.content(), bytes));
-        EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
-    }
+    file.write(other.file());
+    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), zeIO, 1, "Not a kc file");
+    EXPECT_TRUE(same_bytes(file.content(), other.file()));
+    EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
+    file.write("no file of a container");
+    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), AbstractHreclaim,
+               AbstractHreclaim::kWrongFormat,
+               "Input file is not in expected format: " + file.path().str());
+    EXPECT_EQ(file.content(), "no file of a container");
+    EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
     Hold(3, 0);
     EXPECT_QTX_ARGS(io.SetUnicodeFlag(file.path(), true), zeIO, 2, "Invalid version in kc file",
                     {"3"});
     std::remove(file.path().c_str());
-    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), HioErr, HioErr::kOpenFailed,
-               "Cannot open file: " + file.path().str());
+    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), AbstractHreclaim,
+               AbstractHreclaim::kMissingFile, "File does not exist: " + file.path().str());
 }
 
 TEST_F(zeIOUnicodeTest, FileIsMarkedOrUnchangedIfACallOfTheDiskFails) {
@@ -231,8 +236,7 @@ TEST_F(zeIOObjectTest, RecordThatEndsEarlyRaises) {
 
     EXPECT_THROW(zeObjectFactory(ZE_RULE, io, &kc.manager, nullptr), qtxSegBuf);
 
-    // The object is already in the registry, so it is deleted with the container.
-    EXPECT_EQ(kc.manager.m_objects.count(8), 1U);
+    EXPECT_EQ(kc.manager.m_objects.count(8), 0U);
 }
 
 TEST_F(zeIOObjectTest, SingleObjectsAreWrittenAndRead) {
@@ -266,9 +270,10 @@ TEST_F(zeIOObjectTest, DumpOfNullAsserts) {
 TEST_F(zeIOObjectTest, SingleObjectsAreRefusedOutsideOfALoadOrDump) {
     zeIO io(&kc.manager);
 
-    EXPECT_QTX(io.LoadObject(1, nullptr), zeIO, 9, "Cached form of a KC is not available");
-    EXPECT_QTX(io.DumpObject(kc.manager.m_objects.at(3)), zeIO, 9,
-               "Cached form of a KC is not available");
+    EXPECT_ASSERTS(io.LoadObject(1, nullptr), "!m_cache_pack.IsNull()");
+    EXPECT_ASSERTS(io.DumpObject(kc.manager.m_objects.at(3)), "!m_cache_pack.IsNull()");
+    EXPECT_ASSERTS(io.CacheFile(), "!m_cache_pack.IsNull()");
+    EXPECT_ASSERTS(io.DeleteItem(3), "m_io_mode == KcIoMode::CACHED_IO");
 }
 
 TEST_F(zeIOObjectTest, SingleObjectsAreRefusedAfterALoad) {

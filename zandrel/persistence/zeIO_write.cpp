@@ -155,7 +155,7 @@ void zeIO::CopyItems(const qtPtrLight<zeIO>& target, zeNode* start, const zeLogi
     for (zeNode* const node : nodes) {
         m_manager->m_io = own;
         zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
-        if (m_manager->ReadOnDemand() != 0) {
+        if (m_manager->ReadOnDemand() != 0 && classifier != nullptr) {
             require_classifier(node, *classifier, written);
         }
         m_manager->m_io = target;
