@@ -397,6 +397,9 @@ public:
 
     const std::map<std::string, std::uint64_t>& index() const { return m_index; }
 
+    // The item at an offset, without its padding.
+    std::string item_at(std::uint64_t offset) const { return m_items.at(offset); }
+
     // The offsets of the items that were added as stale ones.
     const std::vector<std::uint64_t>& stale() const { return m_stale; }
 
@@ -412,13 +415,16 @@ private:
     std::uint64_t end() const { return kHeaderSize + m_blocks.size(); }
 
     void append(const std::string& key, std::string_view data) {
-        m_blocks += block_of(Kc_record().u32(0x4A5B6C73).text(key).text(data).bytes());
+        const std::string item = Kc_record().u32(0x4A5B6C73).text(key).text(data).bytes();
+        m_items[end()] = item;
+        m_blocks += block_of(item);
     }
 
     unsigned short m_version;
     unsigned char m_flags;
     std::string m_blocks;
     std::map<std::string, std::uint64_t> m_index;
+    std::map<std::uint64_t, std::string> m_items;  // by offset
     std::vector<std::uint64_t> m_stale;
 };
 
