@@ -182,8 +182,8 @@ TYPED_TEST(HreclaimDamageTest, HolesThatAreNotSeparateBlocksAreRefused) {
     ASSERT_NE(place, std::string::npos);
     const std::size_t header = 12 + this->kOffsetSize;
     for (const std::size_t offset :
-         {std::size_t{0}, header - 1, model.holes[5][1], model.image.size() - 7,
-          model.image.size(), std::size_t{0xFFFFFFFF}, std::size_t{model.index_offset}}) {
+         {std::size_t{0}, header - 1, model.holes[5][1], model.image.size() - 7, model.image.size(),
+          std::size_t{0xFFFFFFFF}, std::size_t{model.index_offset}}) {
         SCOPED_TRACE(offset);
         std::string damaged = model.image;
         damaged.replace(place, this->kOffsetSize, naive_digits(offset, this->kOffsetSize));

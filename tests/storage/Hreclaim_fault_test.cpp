@@ -142,6 +142,7 @@ TYPED_TEST(HreclaimFullDiskTest, FailedReadOfTheIndexIsReportedAsAMissingIndex) 
 // Each call of the disk fails in turn, so also the one that writes the byte of the state.
 TYPED_TEST(HreclaimFullDiskTest, FailedChangeLeavesDirtyAndStateAsTheyWere) {
     using Change = void (*)(Hreclaim<TypeParam>&);
+
     struct Row {
         const char* what;
         bool is_changed_before;
