@@ -67,10 +67,14 @@ std::optional<Record_form> form_of_magic(std::uint32_t magic) {
     return std::nullopt;
 }
 
+bool has_whole_index(File_window& file, Record_form form) {
+    const std::optional<Old_index> index = index_of(file, form);
+    return index && index->is_complete();
+}
+
 std::optional<Record_form> form_of_index(File_window& file) {
     for (const Record_form form : kForms) {
-        const std::optional<Old_index> index = index_of(file, form);
-        if (index && index->is_complete()) {
+        if (has_whole_index(file, form)) {
             return form;
         }
     }
@@ -148,22 +152,36 @@ private:
             m_result.form = *by_magic;
             return;
         }
-        std::optional<Record_form> form = form_of_index(m_file);
-        if (!form && !by_magic) {
-            form = form_of_items(m_file);
-        }
-        if (!form && !by_magic) {
-            throw Data_error(m_file.name(),
-                             "neither a record file nor a container: the magic number is wrong, "
-                             "and the contents do not say which form the file has");
-        }
-        m_result.form = form ? *form : *by_magic;
+        m_result.form = by_magic ? form_in_doubt(*by_magic) : form_without_magic();
         if (m_result.form != by_magic) {
             m_index = index_of(m_file, m_result.form);
             m_is_header_wrong = true;
             m_result.remarks.push_back("the magic number is wrong; the contents are those of a " +
                                        std::string(name_of(m_result.form)));
         }
+    }
+
+    // A half written index of one form may look like a whole one of another form. So the items must
+    // contradict the magic number too.
+    Record_form form_in_doubt(Record_form by_magic) {
+        if (!form_of_index(m_file)) {
+            return by_magic;
+        }
+        const std::optional<Record_form> by_items = form_of_items(m_file);
+        return by_items && has_whole_index(m_file, *by_items) ? *by_items : by_magic;
+    }
+
+    Record_form form_without_magic() {
+        std::optional<Record_form> form = form_of_items(m_file);
+        if (!form) {
+            form = form_of_index(m_file);
+        }
+        if (!form) {
+            throw Data_error(m_file.name(),
+                             "neither a record file nor a container: the magic number is wrong, "
+                             "and the contents do not say which form the file has");
+        }
+        return *form;
     }
 
     bool is_package() const { return m_result.form == Record_form::kPackage; }
