@@ -44,16 +44,15 @@ public:
     // In a package, the seal is written over the index, and a new index behind it, so no unused
     // bytes remain between them. The bytes of an older seal remain in the file. If sealing fails or
     // is interrupted, the file is as before or cannot be opened.
-    // REQUIRES: the loss of a package can be accepted. For example, seal a temporary file and rename
-    // it afterwards.
+    // REQUIRES: the loss of a package can be accepted. For example, seal a temporary file and
+    // rename it afterwards.
     //
     // In a record file, the seal is added like any other item. If sealing fails or is interrupted,
-    // the file is as before, or bit 0 of its state is set. Then no item is lost, and a new index can
-    // be made from the items.
-    // RAISES: HioErr::kWriteFailed "File is not open for writing" for a file of neither form;
-    // kNotSynchronized "Index is not synchronized: " (argument: the file's name) for a record file
-    // in which this bit is set, which is not changed.
-    // COST: reads the file once, a piece at a time.
+    // the file is as before, or bit 0 of its state is set. Then no item is lost, and a new index
+    // can be made from the items. RAISES: HioErr::kWriteFailed "File is not open for writing" for a
+    // file of neither form; kNotSynchronized "Index is not synchronized: " (argument: the file's
+    // name) for a record file in which this bit is set, which is not changed. COST: reads the file
+    // once, a piece at a time.
     static void Write(const qtString& file);
     static void Write(qtPtr<qtBuffer>& buffer);
 

@@ -22,7 +22,8 @@ inline constexpr unsigned short kKcVersion = 2;
 
 // The key of the manager's record.
 inline constexpr const char* kManagerKey = "__Manager__";
-// The key of the seal. A change of a sealed file in cached form begins with the removal of the seal.
+// The key of the seal. A change of a sealed file in cached form begins with the removal of the
+// seal.
 inline constexpr const char* kSealKey = Kc_seal::kKey;
 
 // Returns the nodes with classifiers among `top` and the nodes below it. `top` may be null. The
