@@ -414,19 +414,19 @@ std::vector<std::string> Text_model::warnings_of_rules() const {
 
 std::vector<std::string> Text_model::empty_leaves(const std::vector<Labelled_text>& others) {
     const zeLogicalTree& tree = *m_manager->m_logical_tree;
-    std::vector<const zeLogicalNode*> leaves;
+    std::vector<const zeLogicalNode*> all;
     for (const auto& [id, node] : tree.nodes) {
         if (node.type == ZE_LEAF) {
-            leaves.push_back(&node);
+            all.push_back(&node);
         }
     }
     // So that each classifier is needed once.
-    std::sort(leaves.begin(), leaves.end(),
+    std::sort(all.begin(), all.end(),
               [](const zeLogicalNode* left, const zeLogicalNode* right) {
                   return std::pair(left->parent, left->id) < std::pair(right->parent, right->id);
               });
     std::map<std::string_view, std::vector<zeNode*>> empty;  // by label
-    for (const zeLogicalNode* const leaf : leaves) {
+    for (const zeLogicalNode* const leaf : all) {
         if (learned_messages(*m_manager, *leaf) == 0) {
             empty[leaf->category.view()].push_back(leaf->physical_node);
         }

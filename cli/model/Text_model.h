@@ -246,7 +246,7 @@ private:
     std::vector<std::size_t> m_blocked;
     qtPtrLight<zeManager> m_manager;
     Analysis_kind m_kind;
-    const Engine_settings* m_given = nullptr;    // BORROWS: the user's settings; null: none
+    Engine_settings* m_given = nullptr;    // BORROWS: the user's settings; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: storages whose tables are switched off
