@@ -54,7 +54,8 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
     if (error) {
         throw Input_error(path, error.message());
     }
-    Kc_file_facts facts = {path, size, read_kc_header(path).value_or(Kc_header()).form};
+    Kc_file_facts facts = {path, size};
+    facts.form = read_kc_header(path).value_or(Kc_header()).form;
     errno = 0;
     try {
         if (facts.form == Kc_form::kCached) {

@@ -12,9 +12,9 @@ namespace cli {
 struct Kc_file_facts {
     std::string path;
     std::uintmax_t size = 0;  // in bytes
-    Kc_form form = Kc_form::kPlain;
     bool is_unicode = false;  // the flag that says that its texts are Unicode
     bool is_sealed = false;   // has a seal; read_kc has verified that of a plain container
+    Kc_form form = Kc_form::kPlain;
 };
 
 // REQUIRES: a file that read_kc has read.
