@@ -23,6 +23,7 @@
 #include "cli/commands/tree_edits.h"
 #include "cli/data/Data_input.h"
 #include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"
@@ -82,6 +83,7 @@ std::string notes(const std::string& text, const std::string& examples) {
 struct Edit_target {
     std::string file;
     double seconds_to_wait = 0.0;
+    Cache_bound bound = {};
 };
 
 // The words of tree show.
@@ -90,6 +92,7 @@ struct Show_words {
     std::string path;
     int depth = -1;
     bool writes_json = false;
+    Cache_bound bound = {};
 };
 
 // Returns the settings of the analysis with which the program reads texts for this container; none
@@ -123,10 +126,16 @@ void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
             [&](qtPtrLight<zeManager>& manager) {
                 const std::set<std::string> known = rules_of(*manager->m_logical_tree);
                 manager->m_modified = false;
+                Deferred_writes writes(*manager);
                 change(*manager);
                 warnings = warnings_of_new_rules(target.file, *manager, known);
-                return manager->m_modified;
-            });
+                const bool is_modified = manager->m_modified;
+                if (is_modified) {
+                    writes.commit();
+                }
+                return is_modified;
+            },
+            target.bound);
     for (const std::string& warning : warnings) {
         work.warn(warning);
     }
@@ -141,7 +150,7 @@ void print_show(const Show_words& words) {
     Tree_view view;
     view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
         view = view_tree(*manager, words.path, words.depth);
-    });
+    }, words.bound);
     if (!words.writes_json) {
         print_tree(view, std::cout);
         return;
@@ -164,6 +173,7 @@ void add_show(CLI::App& tree) {
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->add_flag("--json", words->writes_json, "Print JSON");
+    add_bound_option(*command, words->bound.given);
     command->footer(notes("", "  zandrel tree show shop.kc --depth 1"));
     command->callback([words] { print_show(*words); });
 }
@@ -178,6 +188,7 @@ void add_edit(CLI::App& tree, const Edit_kind& kind) {
     CLI::App* const command = tree.add_subcommand(kind.name, kind.description);
     add_file(*command, words->target.file);
     kind.add_words(*command, words->edit);
+    add_bound_option(*command, words->target.bound.given);
     add_wait_option(*command, words->target.seconds_to_wait);
     command->footer(notes(kind.notes, std::string("  ") + kind.example));
     command->callback([words, command, &kind] {
@@ -211,6 +222,7 @@ void add_apply(CLI::App& tree) {
         ->required()
         ->check(error_of_file_name)
         ->type_name("");
+    add_bound_option(*command, words->target.bound.given);
     add_wait_option(*command, words->target.seconds_to_wait);
     command->footer(notes(kApplyNotes, "  zandrel tree apply shop.kc edits.txt"));
     command->callback([words] { apply_file(words->target, words->file); });
@@ -242,6 +254,7 @@ void add_check(CLI::App& tree) {
 struct Dump_words {
     std::string file;
     std::string output_file;  // empty: standard output
+    Cache_bound bound = {};
 };
 
 void dump_tree(const Dump_words& words) {
@@ -251,7 +264,7 @@ void dump_tree(const Dump_words& words) {
     view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
         write_tree_text(*manager, text);
         changed_count = changed_node_count(*manager);
-    });
+    }, words.bound);
     write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
     if (changed_count > 0) {
         work.warn("tabs and line breaks in names or rules are written as blanks: " +
@@ -264,6 +277,7 @@ void add_dump(CLI::App& tree) {
     CLI::App* const command = tree.add_subcommand("dump", "Write the tree as text");
     add_file(*command, words->file);
     add_output_option(*command, words->output_file);
+    add_bound_option(*command, words->bound.given);
     command->footer(notes(kDumpNotes, "  zandrel tree dump shop.kc -o shop.tree"));
     command->callback([words] { dump_tree(*words); });
 }

@@ -20,10 +20,12 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
+#include "zandrel/storage/AbstractHreclaim.h"
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/errors.h"
+#include "cli/text/Shell_text.h"
 #include "cli/text/Shown_text.h"
 
 using zandrel::Kc_seal;
@@ -34,6 +36,7 @@ namespace {
 
 constexpr int kAny = -1;
 constexpr int kUnknownVersion = 2;  // of zeIO
+constexpr int kNotSynchronized = 8;  // of zeIO
 constexpr int kDamagedItem = 12;    // of zeIO
 constexpr int kInterruption = 2;    // of zeWorkflow
 constexpr int kCompactRefused = 3;  // of zeWorkflow
@@ -87,6 +90,10 @@ constexpr Explanation_row kRows[] = {
     {is_assertion, kAny, "object", "a node has no classifier, but its type asks for one"},
     {is<HioErr>, HioErr::kReadFailed, "", "the file ends too early, or a length in it is wrong"},
     {is<HioErr>, kAny, "", "a position in the file is wrong"},
+    {is<AbstractHreclaim>, kAny, "Cannot read index",
+     "the list of its parts is missing or cannot be read"},
+    {is<AbstractHreclaim>, kAny, "Missing key in index: ", "one of its parts is missing"},
+    {is<AbstractHreclaim>, kAny, "", "the list of its parts leads to a wrong place"},
     {is<Hpack>, kAny, "Cannot read index", "the list of its parts is missing or cannot be read"},
     {is<Hpack>, kAny, "Missing key in index: ", "one of its parts is missing"},
     {is<Hpack>, kAny, "", "the list of its parts leads to a wrong place"},
@@ -168,7 +175,7 @@ std::string words_of(const qtxAll& error) {
 // the file contains a position that cannot exist.
 bool is_failure_of_system(const qtxAll& error, int reason) {
     return reason != 0 && reason != EINVAL && reason != EOVERFLOW &&
-           (is<HioErr>(error) || is<Hpack>(error));
+           (is<HioErr>(error) || is<Hpack>(error) || is<AbstractHreclaim>(error));
 }
 
 }  // namespace
@@ -191,6 +198,12 @@ void raise_as_data_error(const std::string& path) {
     try {
         throw;
     } catch (const qtxAll& error) {
+        if (is<zeIO>(error) && number_of(error) == kNotSynchronized) {
+            throw Data_error(path,
+                             "the last change of the container was not completed; zandrel "
+                             "rebuild-index " +
+                                 shell_text(path) + " makes it usable (" + words_of(error) + ")");
+        }
         if (is<zeWorkflow>(error) && number_of(error) == kInterruption) {
             throw;
         }

@@ -47,6 +47,9 @@ public:
     // The nodes of this name that are not leaves; an empty list if there is none.
     // VALID UNTIL: such a node is added or removed.
     const std::vector<zeNode*>& GetInnerNodes(const Concept& name) const;
+    // All nodes that have a classifier, in memory or not. Their order depends only on the edits
+    // that led to the tree.
+    std::vector<zeNode*> GetClassifierNodes() const;
     // Enters a leaf in the list of its category; nothing prevents a second entry.
     void AddFinder(zeNode* node);
     // Removes a leaf from that list. The last entry moves into its place.
