@@ -97,6 +97,10 @@ constexpr Explanation_row kRows[] = {
     {is<Hpack>, kAny, "Cannot read index", "the list of its parts is missing or cannot be read"},
     {is<Hpack>, kAny, "Missing key in index: ", "one of its parts is missing"},
     {is<Hpack>, kAny, "", "the list of its parts leads to a wrong place"},
+    {is<AbstractHreclaim>, kAny, "Cannot read index",
+     "the list of its parts is missing or cannot be read"},
+    {is<AbstractHreclaim>, kAny, "Missing key in index: ", "one of its parts is missing"},
+    {is<AbstractHreclaim>, kAny, "", "the list of its parts leads to a wrong place"},
     {is<Kc_seal>, kAny, "", "its bytes are not those that were sealed"},
     {is<zeIO>, 7, "", "an object is of an unknown type"},
     {is<zeIO>, 10, "", "an object has a wrong id"},
@@ -188,10 +192,14 @@ std::string explained(const qtxAll& error) {
         return std::string("the container is damaged, or ") + otherwise + " (" + words_of(error) +
                ")";
     }
+    return "the container is damaged: " + explanation_of(error);
+}
+
+std::string explanation_of(const qtxAll& error) {
     const auto* const row =
         std::find_if(std::begin(kRows), std::end(kRows),
                      [&error](const Explanation_row& candidate) { return fits(candidate, error); });
-    return std::string("the container is damaged: ") + row->sentence + " (" + words_of(error) + ")";
+    return std::string(row->sentence) + " (" + words_of(error) + ")";
 }
 
 void raise_as_data_error(const std::string& path) {
