@@ -11,7 +11,8 @@
 //   C is read               A is written: the file is marked from here on
 //   C learns                Ctrl-C comes here
 //   end_cached_change       C is dropped, since it has learned only a part of the texts; B is
-//                           written, then the records of the tree and the index; the mark is removed
+//                           written, then the records of the tree and the index; the mark is
+//                           removed
 //
 // So each classifier has learned all texts or none of them. If Ctrl-C comes while A learns, nothing
 // has been written, and the file stays as it was.
@@ -71,6 +72,7 @@ constexpr const char* kPartIsInFile =
 class Locked_manager : public zeManager {
 public:
     explicit Locked_manager(std::unique_ptr<Kc_use> use) : m_use(std::move(use)) {}
+
     Locked_manager(const Locked_manager&) = delete;
     Locked_manager& operator=(const Locked_manager&) = delete;
 
@@ -280,8 +282,8 @@ void raise_as_write_error(const std::string& name, const zeManager& manager) {
         if (!is_cached(manager) || error.number() != HioErr::kWriteFailed) {
             throw;
         }
-        const std::string text = reason == 0 ? std::string(error.what())
-                                             : std::generic_category().message(reason);
+        const std::string text =
+            reason == 0 ? std::string(error.what()) : std::generic_category().message(reason);
         throw Output_error(name, text + (is_marked(manager) ? kPartIsInFile : ""));
     }
 }

@@ -83,6 +83,7 @@ void close_cached(const Kc_lock& lock, zeManager& manager);
 // RAISES: Output_error if the error is a failed write to a container in cached form; otherwise the
 // same error.
 [[noreturn]] void raise_as_write_error(const std::string& name, const zeManager& manager);
+
 // Does a work that can write to the file of a container in cached form.
 // REQUIRES: `errno` was 0 before.
 template <class Work>

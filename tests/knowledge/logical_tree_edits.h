@@ -83,7 +83,9 @@ private:
     // The edits.
     void Edit();
     void Reopen();
+
     bool IsLimited() const { return m_model.cache_size != 0; }
+
     void StartByMirroring();
     void Add();
     void Delete();
@@ -124,8 +126,8 @@ private:
 };
 
 // Does random edits in a container of which only `limit` statistical classifiers are in memory, and
-// the same edits in a container without a limit. Checks that both agree with the model, and that the
-// files of both are equal at the end.
+// the same edits in a container without a limit. Checks that both agree with the model, and that
+// the files of both are equal at the end.
 void run_limited_edits(unsigned int seed, bool is_compat55, std::size_t size, unsigned int limit,
                        std::size_t edit_count);
 

@@ -54,7 +54,7 @@ public:
     std::map<Id, Node> nodes;
     Id last_id = 0;
     bool is_compat55 = false;
-    unsigned int cache_size = 0;  // of classifiers in memory; 0 means no limit
+    unsigned int cache_size = 0;      // of classifiers in memory; 0 means no limit
     std::set<std::string> bad_rules;  // rules that do not parse
 
     Node* Find(Id id) {

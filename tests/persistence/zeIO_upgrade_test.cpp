@@ -161,6 +161,43 @@ TEST_F(zeIOUpgradeTest, UnicodeFlagIsKeptAndCompactFlagIsNot) {
     }
 }
 
+TEST_F(zeIOUpgradeTest, CompactFlagOfAContainerWithStatisticsIsRefusedAsInThePlainForm) {
+    items.flags = 0x08;
+    file.write(cached_v1(items));
+    const std::string before = file.content();
+    zeManager kc;
+
+    EXPECT_QTX_ARGS(kc.Read(file.path(), nullptr, nullptr), zeIO, 12, "Damaged item: compact flag",
+                    {"1"});
+    EXPECT_TRUE(is_empty(kc));
+    EXPECT_TRUE(same_bytes(file.content(), before));
+    EXPECT_QTX_ARGS(read_kc(kc, items.file()), zeIO, 12, "Damaged item: compact flag", {"1"});
+}
+
+TEST_F(zeIOUpgradeTest, BoundOfZeroIsRefusedBeforeTheUpgrade) {
+    file.write(cached_v1(items));
+    KcIoMode mode;
+    mode.cache_size = 0;
+    zeManager kc;
+
+    EXPECT_QTX(kc.Read(file.path(), &mode, nullptr), zeIO, 0, "Invalid Cache Size");
+
+    EXPECT_TRUE(same_bytes(file.content(), cached_v1(items)));
+}
+
+TEST_F(zeIOUpgradeTest, ItemThatNoRecordRefersToRemainsAsItIs) {
+    items.records[object_key(77)] = "left by a deleted classifier";
+    file.write(cached_v1(items));
+
+    zeManager().Read(file.path(), nullptr, nullptr);
+
+    CachePack pack;
+    pack.Open(file.path(), false, true);
+    SegBuf record;
+    pack.GetItem(object_key(77), record);
+    EXPECT_EQ(bytes_of(record), "left by a deleted classifier");
+}
+
 TEST_F(zeIOUpgradeTest, UpgradedFileIsNotChangedByTheNextReading) {
     file.write(cached_v1(items));
     zeManager().Read(file.path(), nullptr, nullptr);
@@ -321,6 +358,35 @@ TEST_F(zeIOUpgradeOnDiskTest, KilledUpgradeLeavesTheOldFileOrAFileThatIsRefusedU
     EXPECT_TRUE(same_bytes(image, after));
     EXPECT_GT(whole, items.records.size()) << "one mark for each stale item";
     EXPECT_GT(refused, items.records.size());
+}
+
+// The same within a write: some bytes of it have reached the file. The version number changes in
+// one byte, so it is the old or the new one. A half written tag of a hole may remain in the file,
+// which nothing reads.
+TEST_F(zeIOUpgradeOnDiskTest, UpgradeKilledWithinAWriteLeavesAFileThatIsReadOrRefusedUnchanged) {
+    zeManager().Read(kUpgraded, nullptr, nullptr);
+    const std::vector<Write> all = writes;
+    std::string image = before;
+    std::size_t count = 0;
+    for (const Write& write : all) {
+        for (std::size_t at = 0; at < write.bytes.size(); ++at) {
+            Put(image, {write.position + at, write.bytes.substr(at, 1)});
+            if (++count % 5 != 0) {
+                continue;
+            }
+            SCOPED_TRACE(count);
+            disk.files[kUpgraded] = image;
+            zeManager kc;
+            if (error_of_read(kc, kUpgraded).empty()) {
+                kc.Release();
+                expect_items(items_of_cached(kUpgraded), News_kc_v1::items_v2());
+            } else {
+                EXPECT_TRUE(is_empty(kc));
+                EXPECT_TRUE(same_bytes(disk.files.at(kUpgraded), image));
+            }
+        }
+    }
+    EXPECT_GT(count, 2000U);
 }
 
 TEST_F(zeIOUpgradeOnDiskTest, FailedUpgradeLeavesTheManagerEmptyAndWritesNothingMore) {

@@ -100,9 +100,8 @@ public:
 
     // Returns whether each classifier that gains or loses a category is deleted.
     bool are_harmless() const {
-        return std::all_of(m_changed.begin(), m_changed.end(), [this](const auto& entry) {
-            return m_deleted.count(entry.first) != 0;
-        });
+        return std::all_of(m_changed.begin(), m_changed.end(),
+                           [this](const auto& entry) { return m_deleted.count(entry.first) != 0; });
     }
 
 private:

@@ -67,7 +67,9 @@ public:
     // and the statistics that only training needs remain bytes: see zeStat_storage::complete.
     // AUTO_IO finds out the form of the file. In cached form the file is not closed, and only the
     // trees, the settings and the rules are read now. `compact flag` is then checked when a model
-    // is read, and a container that lost its flag is not recognised as compact.
+    // is read, and a container that lost its flag is not recognised as compact. A file in cached
+    // form of version 1 is upgraded in place first, also with `read_only`: see docs/operations.md.
+    // If that fails before a write, the file is as it was; afterwards no version can read it.
     // REQUIRES: this is the manager's `m_io`.
     // RAISES: with that mode, also the errors of Kc_seal::Verify. In cached form 0 "Invalid Cache
     // Size"; 8 "KB index is not synchronized (Run RebuildIndex Utility)" if changes of the file
