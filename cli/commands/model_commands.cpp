@@ -185,6 +185,7 @@ void add_train(CLI::App& app) {
     }
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
+    add_bound_option(*command, words->options.bound.given);
     add_wait_option(*command, words->options.seconds_to_wait);
     add_line_options(*command, words->options);
     add_json_option(*command, words->writes_json);
@@ -212,6 +213,7 @@ void add_learn(CLI::App& app) {
     command->add_flag("--add-categories", words->options.adds_categories,
                       "Add unknown labels below the root instead of refusing them");
     add_analysis_options_of_container(*command, words->analysis);
+    add_bound_option(*command, words->options.bound.given);
     add_wait_option(*command, words->options.seconds_to_wait);
     add_line_options(*command, words->options);
     add_json_option(*command, words->writes_json);
@@ -229,6 +231,7 @@ struct Filter_words {
     Classify_options classify;
     std::optional<std::size_t> column;
     std::size_t jobs = 1;
+    Cache_bound bound = {};
     std::string category;  // path; empty: the best label of each line
     Explain_options explain;
 };
@@ -238,7 +241,7 @@ struct Filter_words {
 std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     const Given_analysis given = given_analysis(words.analysis);
     Long_work work;
-    return read_model_to_classify(words.kc_file, given, &work.progress());
+    return read_model_to_classify(words.kc_file, given, &work.progress(), words.bound);
 }
 
 // RAISES: Usage_error for options that contradict each other.
@@ -324,6 +327,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
     add_max_line_option(*command, words.longest_line);
     add_text_form_options(*command, words.form);
     add_jobs_option(*command, words.jobs);
+    add_bound_option(*command, words.bound.given);
     return *command;
 }
 

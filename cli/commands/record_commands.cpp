@@ -1,13 +1,19 @@
 // The options of dump and check, and the exit status of each condition.
 #include "cli/commands/record_commands.h"
 
+#include <cstddef>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/records/Kc_check.h"
+#include "cli/records/Kc_records.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_dump.h"
 #include "cli/records/Record_file.h"
@@ -18,34 +24,73 @@ namespace cli {
 namespace {
 
 constexpr const char* kDumpNotes =
-    R"(A record file stores blobs under keys. dump shows header, index, items and holes of a record file, and
-the contents of each item and the checksums of the seal of a container.
+    R"(A record file stores blobs under keys. dump shows header, index, items and holes of a record file. Of a
+container, plain or cached, it also shows the contents of each item: kind, node and sizes, and the
+checksums of the seal. A record that cannot be read has the reason behind it.
+
+All items of a record file are shown, and the first 1000 items of a container. --items changes the number.
 
 Example:
-  zandrel dump messages.dat)";
+  zandrel dump messages.dat
+  zandrel dump news.kc --items 20)";
 
 constexpr const char* kCheckNotes =
-    R"(A record file stores blobs under keys. check compares every block of a record file with the index, and
-verifies the seal of a container.
+    R"(A record file stores blobs under keys. check compares every block of a record file with the index. Of a
+container, plain or cached, it also verifies the seal, reads every record, and names each record that
+cannot be read, with its node. Items to which no record refers are listed, and are no damage: a deleted
+classifier leaves its model in the file.
+
+check does not change the file. With --seal it adds a seal to a clean container that has none: checksums
+of all items, with which later checks find each changed byte. Commands that change a cached container
+remove its seal.
 
 Exit status: 0 clean, 1 repairable (no item is known to be lost), 65 lost, damaged,
 or neither a record file nor a container.
 
 Example:
-  zandrel check messages.dat)";
+  zandrel check messages.dat
+  zandrel check --seal news.kc)";
 
 // The words of the command line that dump and check have in common.
 struct Record_words {
     std::string file;
     bool writes_json = false;
+    std::optional<std::size_t> items = {};  // of dump
+    bool seals = false;                     // of check
 };
+
+// A container can have many thousands of items, and each one that is shown has to be read.
+std::size_t most_items(const Record_words& words, const Record_file& file) {
+    constexpr std::size_t kMostOfContainer = 1000;
+    if (words.items) {
+        return *words.items == 0 ? std::numeric_limits<std::size_t>::max() : *words.items;
+    }
+    return file.package && file.package->is_container ? kMostOfContainer
+                                                      : std::numeric_limits<std::size_t>::max();
+}
+
+// Decodes only the records that are shown, and one more: usually the classifier of the model that
+// is shown last, which names that model.
+std::optional<Kc_records> shown_records(const Record_file& file, std::size_t most) {
+    if (!has_usable_records(file)) {
+        return std::nullopt;
+    }
+    const std::vector<Record_item>& items = file.index.items;
+    return read_kc_records(file, [&items, most](const std::string& key) {
+        return items.size() <= most || key <= items[most].key;
+    });
+}
 
 void print_dump(const Record_words& words) {
     const Record_file file = read_record_file(words.file);
+    Dump_extent extent;
+    extent.most = most_items(words, file);
+    const std::optional<Kc_records> records = shown_records(file, extent.most);
+    extent.records = records ? &*records : nullptr;
     if (words.writes_json) {
-        print_json(record_dump_json(file), Json_form::kManyLines, std::cout);
+        print_json(record_dump_json(file, extent), Json_form::kManyLines, std::cout);
     } else {
-        print_record_dump(file, std::cout);
+        print_record_dump(file, std::cout, extent);
     }
 }
 
@@ -63,7 +108,7 @@ int status_of(Record_condition condition) {
 }
 
 void print_check(const Record_words& words, Command_result& result) {
-    const Record_check check = check_record_file(read_record_file(words.file));
+    const Record_check check = words.seals ? check_and_seal(words.file) : check_file(words.file);
     if (words.writes_json) {
         print_json(record_check_json(check), Json_form::kManyLines, std::cout);
     } else {
@@ -89,10 +134,13 @@ void add_record_commands(CLI::App& app, Command_result& result) {
     CLI::App& dump = add_record_command(
         app, "dump", "Show the contents of a record file or a container's file", *words);
     dump.footer(kDumpNotes);
+    dump.add_option("--items", words->items, "Show at most N items and N holes; 0: all")
+        ->type_name("N");
     dump.callback([words] { print_dump(*words); });
     CLI::App& check = add_record_command(
         app, "check", "Check a record file or a container's file for damage", *words);
     check.footer(kCheckNotes);
+    check.add_flag("--seal", words->seals, "Add a seal to a clean container that has none");
     check.callback([words, &result] { print_check(*words, result); });
 }
 

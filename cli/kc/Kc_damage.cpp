@@ -20,10 +20,12 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
+#include "zandrel/storage/AbstractHreclaim.h"
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/errors.h"
+#include "cli/text/Shell_text.h"
 #include "cli/text/Shown_text.h"
 
 using zandrel::Kc_seal;
@@ -33,10 +35,11 @@ namespace cli {
 namespace {
 
 constexpr int kAny = -1;
-constexpr int kUnknownVersion = 2;  // of zeIO
-constexpr int kDamagedItem = 12;    // of zeIO
-constexpr int kInterruption = 2;    // of zeWorkflow
-constexpr int kCompactRefused = 3;  // of zeWorkflow
+constexpr int kUnknownVersion = 2;   // of zeIO
+constexpr int kNotSynchronized = 8;  // of zeIO
+constexpr int kDamagedItem = 12;     // of zeIO
+constexpr int kInterruption = 2;     // of zeWorkflow
+constexpr int kCompactRefused = 3;   // of zeWorkflow
 
 // A row explains errors of a class that have this number (kAny: any number) and whose text begins
 // with `beginning`. The text of an assertion must be equal to `beginning`, unless `beginning` is
@@ -87,9 +90,17 @@ constexpr Explanation_row kRows[] = {
     {is_assertion, kAny, "object", "a node has no classifier, but its type asks for one"},
     {is<HioErr>, HioErr::kReadFailed, "", "the file ends too early, or a length in it is wrong"},
     {is<HioErr>, kAny, "", "a position in the file is wrong"},
+    {is<AbstractHreclaim>, kAny, "Cannot read index",
+     "the list of its parts is missing or cannot be read"},
+    {is<AbstractHreclaim>, kAny, "Missing key in index: ", "one of its parts is missing"},
+    {is<AbstractHreclaim>, kAny, "", "the list of its parts leads to a wrong place"},
     {is<Hpack>, kAny, "Cannot read index", "the list of its parts is missing or cannot be read"},
     {is<Hpack>, kAny, "Missing key in index: ", "one of its parts is missing"},
     {is<Hpack>, kAny, "", "the list of its parts leads to a wrong place"},
+    {is<AbstractHreclaim>, kAny, "Cannot read index",
+     "the list of its parts is missing or cannot be read"},
+    {is<AbstractHreclaim>, kAny, "Missing key in index: ", "one of its parts is missing"},
+    {is<AbstractHreclaim>, kAny, "", "the list of its parts leads to a wrong place"},
     {is<Kc_seal>, kAny, "", "its bytes are not those that were sealed"},
     {is<zeIO>, 7, "", "an object is of an unknown type"},
     {is<zeIO>, 10, "", "an object has a wrong id"},
@@ -168,7 +179,7 @@ std::string words_of(const qtxAll& error) {
 // the file contains a position that cannot exist.
 bool is_failure_of_system(const qtxAll& error, int reason) {
     return reason != 0 && reason != EINVAL && reason != EOVERFLOW &&
-           (is<HioErr>(error) || is<Hpack>(error));
+           (is<HioErr>(error) || is<Hpack>(error) || is<AbstractHreclaim>(error));
 }
 
 }  // namespace
@@ -181,16 +192,26 @@ std::string explained(const qtxAll& error) {
         return std::string("the container is damaged, or ") + otherwise + " (" + words_of(error) +
                ")";
     }
+    return "the container is damaged: " + explanation_of(error);
+}
+
+std::string explanation_of(const qtxAll& error) {
     const auto* const row =
         std::find_if(std::begin(kRows), std::end(kRows),
                      [&error](const Explanation_row& candidate) { return fits(candidate, error); });
-    return std::string("the container is damaged: ") + row->sentence + " (" + words_of(error) + ")";
+    return std::string(row->sentence) + " (" + words_of(error) + ")";
 }
 
 void raise_as_data_error(const std::string& path) {
     try {
         throw;
     } catch (const qtxAll& error) {
+        if (is<zeIO>(error) && number_of(error) == kNotSynchronized) {
+            throw Data_error(path,
+                             "the last change of the container was not completed; zandrel "
+                             "rebuild-index " +
+                                 shell_text(path) + " makes it usable (" + words_of(error) + ")");
+        }
         if (is<zeWorkflow>(error) && number_of(error) == kInterruption) {
             throw;
         }

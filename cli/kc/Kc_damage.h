@@ -14,6 +14,10 @@ namespace cli {
 // library's words.
 std::string explained(const qtxAll& error);
 
+// Returns the sentence and the library's words without the beginning: for an error in one record,
+// which the caller names.
+std::string explanation_of(const qtxAll& error);
+
 // The next two functions are called in a handler. Instead of the error that is handled, they raise
 // one that names the file.
 

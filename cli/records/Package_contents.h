@@ -11,7 +11,7 @@
 namespace cli {
 
 // Names the contents of each item, and reads the seal. Skips damaged parts.
-// REQUIRES: a package whose header, index and items have been read by `reader`.
+// REQUIRES: a package or a container whose header, index and items have been read by `reader`.
 Package_contents read_package_contents(const Record_file& file, Record_reader& reader);
 
 // Verifies the seal of a container. Returns the problem in words; empty if the seal matches or

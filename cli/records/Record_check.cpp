@@ -73,8 +73,11 @@ public:
         } else {
             add(m_file.header.index_offset, m_file.index.problem, false);
         }
+        if (m_file.header.is_package) {
+            check_places();
+        }
         if (m_file.package) {
-            check_package(*m_file.package);
+            check_seal(*m_file.package);
         }
         std::stable_sort(m_check.problems.begin(), m_check.problems.end(),
                          [](const Record_problem& left, const Record_problem& right) {
@@ -111,8 +114,7 @@ private:
         }
     }
 
-    void check_package(const Package_contents& package) {
-        check_places();
+    void check_seal(const Package_contents& package) {
         if (!m_file.index.problem.empty() || !(package.is_container || package.has_seal)) {
             return;
         }
@@ -121,7 +123,8 @@ private:
         if (m_check.problems.empty()) {
             const std::string problem = problem_of_seal(m_file);
             if (!problem.empty()) {
-                add(package.seal_offset, problem, true);
+                add(package.seal_offset, problem, false);
+                m_breaks_seal = true;
             }
         }
     }
@@ -147,7 +150,7 @@ private:
         bool is_item_before = false;
         std::string name_before = "header";
         for (const Block& block : blocks_of(m_file)) {
-            if (block.offset > end && !m_file.package) {
+            if (block.offset > end && !m_file.header.is_package) {
                 add(end, std::to_string(block.offset - end) + " bytes belong to nothing", false);
             } else if (block.offset < end) {
                 add(block.offset, block.name + " overlaps " + name_before,
@@ -158,7 +161,7 @@ private:
             name_before = block.name;
         }
         m_ends_too_early = end > m_file.size;
-        if (end < m_file.size && !m_file.package) {
+        if (end < m_file.size && !m_file.header.is_package) {
             add(end, std::to_string(m_file.size - end) + " bytes at the end belong to nothing",
                 false);
         } else if (m_ends_too_early) {
@@ -183,17 +186,21 @@ private:
         if (m_check.problems.empty()) {
             return Record_condition::kClean;
         }
-        if (m_file.package) {
+        if (m_file.header.is_package) {
             return Record_condition::kDamaged;
         }
         const bool is_lost =
             std::any_of(m_check.problems.begin(), m_check.problems.end(),
                         [](const Record_problem& problem) { return problem.loses_item; });
-        return is_lost || m_check.is_cut ? Record_condition::kLost : Record_condition::kRepairable;
+        if (is_lost || m_check.is_cut) {
+            return Record_condition::kLost;
+        }
+        return m_breaks_seal ? Record_condition::kDamaged : Record_condition::kRepairable;
     }
 
     const Record_file& m_file;
     bool m_ends_too_early = false;  // inside the last block
+    bool m_breaks_seal = false;
     Record_check m_check;
 };
 
@@ -220,12 +227,37 @@ const char* explanation_of(const Record_check& check) {
         case Record_condition::kRepairable:
             return "repairable: no item is known to be lost, but the index has to be made anew";
         case Record_condition::kDamaged:
-            return "damaged: the bytes are not those that were written";
+            return check.has_unreadable_records
+                       ? "damaged: records of the container cannot be read"
+                       : "damaged: the bytes are not those that were written";
         case Record_condition::kLost:
             break;
     }
     return check.is_cut ? "lost: the file ends before something that it names, so items may be gone"
                         : "lost: items that the index names are not there or not whole";
+}
+
+void print_unreferenced(const Record_check& check, const std::string& file, std::ostream& out) {
+    constexpr std::size_t kMostLines = 10;
+    const std::size_t count = check.unreferenced ? check.unreferenced->size() : 0;
+    for (std::size_t i = 0; i < std::min(count, kMostLines); ++i) {
+        const Unreferenced_item& item = (*check.unreferenced)[i];
+        out << file << ": offset " << item.offset << ": item " << shown_key(item.key) << " ("
+            << item.contents << ") is not referenced, which is harmless\n";
+    }
+    if (count > kMostLines) {
+        out << file << ": " << count - kMostLines << " more items are not referenced\n";
+    }
+}
+
+const char* remark_on_sealing(const Record_check& check) {
+    if (!check.is_sealed_now) {
+        return "";
+    }
+    if (*check.is_sealed_now) {
+        return "; sealed now";
+    }
+    return check.condition == Record_condition::kClean ? "; the seal matches" : "; not sealed";
 }
 
 }  // namespace
@@ -234,12 +266,23 @@ Record_check check_record_file(const Record_file& file) {
     return Checker(file).check();
 }
 
+void Record_check::add_content_problem(std::uint64_t offset, const std::string& text) {
+    const auto place = std::upper_bound(
+        problems.begin(), problems.end(), offset,
+        [](std::uint64_t before, const Record_problem& each) { return before < each.offset; });
+    problems.insert(place, {offset, text, false});
+    if (condition != Record_condition::kLost) {
+        condition = Record_condition::kDamaged;
+    }
+}
+
 void print_record_check(const Record_check& check, std::ostream& out) {
     const std::string file = shown_text(check.file);
     for (const Record_problem& problem : check.problems) {
         out << file << ": offset " << problem.offset << ": " << problem.text << '\n';
     }
-    out << file << ": " << explanation_of(check) << '\n';
+    print_unreferenced(check, file, out);
+    out << file << ": " << explanation_of(check) << remark_on_sealing(check) << '\n';
 }
 
 nlohmann::ordered_json record_check_json(const Record_check& check) {
@@ -250,6 +293,17 @@ nlohmann::ordered_json record_check_json(const Record_check& check) {
     json["problems"] = nlohmann::ordered_json::array();
     for (const Record_problem& problem : check.problems) {
         json["problems"].push_back({{"offset", problem.offset}, {"text", problem.text}});
+    }
+    if (check.unreferenced) {
+        json["unreferenced"] = nlohmann::ordered_json::array();
+        for (const Unreferenced_item& item : *check.unreferenced) {
+            json["unreferenced"].push_back({{"offset", item.offset},
+                                            {"key", shown_key(item.key)},
+                                            {"contents", item.contents}});
+        }
+    }
+    if (check.is_sealed_now) {
+        json["sealed"] = *check.is_sealed_now;
     }
     return json;
 }

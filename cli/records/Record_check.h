@@ -29,12 +29,27 @@ struct Record_problem {
     bool loses_item = false;
 };
 
+// An item of a container to which no record refers. It takes space, and nothing reads it: the model
+// of a deleted classifier, for example.
+struct Unreferenced_item {
+    std::uint64_t offset = 0;
+    std::string key;
+    std::string contents;  // in words
+};
+
 struct Record_check {
     std::string file;
     Record_condition condition = Record_condition::kClean;
     bool is_cut = false;                   // the file ends too early: a record file is kLost
-    std::optional<bool> has_seal = {};     // missing for a record file
+    std::optional<bool> has_seal = {};     // missing for a file that is no container
     std::vector<Record_problem> problems;  // sorted by offset
+    bool has_unreadable_records = false;   // of a container, in which the blocks are whole
+    // Sorted by key; missing if the records of a container have not been read.
+    std::optional<std::vector<Unreferenced_item>> unreferenced = {};
+    std::optional<bool> is_sealed_now = {};  // missing if sealing was not asked for
+
+    // Adds a problem of the contents of a container. A file that is not lost is damaged then.
+    void add_content_problem(std::uint64_t offset, const std::string& text);
 };
 
 // Compares the index with the items and holes that it names. Also compares their blocks with the
@@ -48,15 +63,17 @@ struct Record_check {
 //
 // Record files have no checksums, so damage inside the data of an item is not found, and neither is
 // a key that is changed in the same way in the item and in the index. In a container's file, the
-// seal is verified if there is one. Unused bytes are no problem in a container's file, since a
-// replaced item stays there.
+// seal is verified if there is one. Unused bytes are no problem in a package, since a replaced item
+// stays there.
 Record_check check_record_file(const Record_file& file);
 
-// A line for each problem, "FILE: offset N: text", then the condition in words.
+// A line for each problem, "FILE: offset N: text", then one for each of the first ten items to
+// which no record refers and one for the number of the others, then the condition in words.
 void print_record_check(const Record_check& check, std::ostream& out);
 // An object of `file`, `condition` ("clean", "repairable", "lost", "damaged") and `problems`, a
 // list of objects of `offset` and `text`. For a container's file there is also `seal`, true or
-// false.
+// false. If its records were read, there is `unreferenced`, a list of objects of `offset`, `key`
+// and `contents`. If sealing was asked for, there is `sealed`, true or false.
 nlohmann::ordered_json record_check_json(const Record_check& check);
 
 }  // namespace cli

@@ -1,12 +1,17 @@
-// Two listings of the same Record_file: a table for people, and JSON with the same members. Both
-// have a variant for packages, which have sizes instead of blocks and a seal instead of holes.
+// Two listings of the same Record_file: a table for people, and JSON with the same members. A
+// package has sizes instead of blocks, and no holes. A container has a seal, and its records are
+// described.
 #include "cli/records/Record_dump.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/records/Record_text.h"
 #include "cli/text/Layout.h"
@@ -54,12 +59,12 @@ void print_index(const Record_file& file, std::ostream& out) {
     const Record_index& index = file.index;
     out << "index" << remark(index.problem) << '\n';
     print_field("keys", std::to_string(index.items.size()), out);
-    if (!file.package) {
+    if (!file.header.is_package) {
         print_field("holes", std::to_string(index.holes.size()), out);
     }
     if (index.problem.empty()) {
         print_field("size", std::to_string(index.space), out);
-        if (!file.package) {
+        if (!file.header.is_package) {
             print_field("block", std::to_string(block_of(index.space)), out);
         }
     }
@@ -86,45 +91,85 @@ std::optional<std::uint32_t> checksum_of(const Record_item& item, const Package_
     return found == package.checksums.end() ? std::nullopt : std::optional(found->second);
 }
 
-// The checksums come from the seal.
-void print_package_items(const Record_index& index, const Package_contents& package,
-                         std::ostream& out) {
+std::string shown_sizes(const Kc_record& record) {
+    std::string text;
+    for (const auto& [name, number] : record.sizes) {
+        text += (text.empty() ? ": " : ", ") + name + ' ' + std::to_string(number);
+    }
+    return text;
+}
+
+const Kc_record* record_of(const std::string& key, const Dump_extent& extent) {
+    if (extent.records == nullptr) {
+        return nullptr;
+    }
+    const auto found = extent.records->records.find(key);
+    return found == extent.records->records.end() ? nullptr : &found->second;
+}
+
+bool is_unreferenced(const std::string& key, const Dump_extent& extent) {
+    return extent.records != nullptr && extent.records->knows_all_references &&
+           key != zandrel::detail::kSealKey && record_of(key, extent) == nullptr;
+}
+
+// The words behind the key of a container's item: "  statistical model, id 1, at root: messages 2".
+std::string shown_contents(const std::string& contents, const std::string& key,
+                           const Dump_extent& extent) {
+    if (contents.empty()) {
+        return "";
+    }
+    const Kc_record* const record = record_of(key, extent);
+    if (record == nullptr) {
+        return "  " + contents + (is_unreferenced(key, extent) ? ", not referenced" : "");
+    }
+    return "  " + contents + (record->owner.empty() ? "" : ", at " + record->owner) +
+           shown_sizes(*record) + remark(record->problem);
+}
+
+void print_left_out(std::size_t count, const Dump_extent& extent, std::ostream& out) {
+    if (count > extent.most) {
+        out << "  and " << count - extent.most << " more (--items 0 shows all)\n";
+    }
+}
+
+// An item of a package has a size, and an item of a record file is in a block. The checksums come
+// from the seal.
+void print_items(const Record_file& file, const Dump_extent& extent, std::ostream& out) {
+    const std::vector<Record_item>& items = file.index.items;
+    const std::string dash = right_aligned("-", kNumberWidth);
     out << "items" << right_aligned("offset", kNumberWidth - 3)
-        << right_aligned("size", kNumberWidth) << right_aligned("data", kNumberWidth)
-        << right_aligned("checksum", kNumberWidth) << "  key\n";
-    for (std::size_t i = 0; i < index.items.size(); ++i) {
-        const Record_item& item = index.items[i];
+        << right_aligned(file.header.is_package ? "size" : "block", kNumberWidth)
+        << right_aligned("data", kNumberWidth)
+        << (file.package ? right_aligned("checksum", kNumberWidth) : "") << "  key\n";
+    for (std::size_t i = 0; i < std::min(items.size(), extent.most); ++i) {
+        const Record_item& item = items[i];
         const bool is_whole = item.problem.empty();
-        const std::optional<std::uint32_t> checksum = checksum_of(item, package);
-        const std::string& contents = package.contents[i];
         out << "  " << column(item.offset)
-            << (is_whole ? column(item.total()) : right_aligned("-", kNumberWidth))
-            << (is_whole ? column(item.data_length) : right_aligned("-", kNumberWidth))
-            << right_aligned(checksum ? hex(*checksum, 8) : "-", kNumberWidth) << "  "
-            << shown_key(item.key) << (contents.empty() ? "" : "  " + contents)
+            << (is_whole ? column(file.block_of_content(item.total())) : dash)
+            << (is_whole ? column(item.data_length) : dash);
+        if (file.package) {
+            const std::optional<std::uint32_t> checksum = checksum_of(item, *file.package);
+            out << right_aligned(checksum ? hex(*checksum, 8) : "-", kNumberWidth);
+        }
+        out << "  " << shown_key(item.key)
+            << (file.package ? shown_contents(file.package->contents[i], item.key, extent) : "")
             << remark(item.problem) << '\n';
     }
-}
-
-void print_items(const Record_index& index, std::ostream& out) {
-    out << "items" << right_aligned("offset", kNumberWidth - 3)
-        << right_aligned("block", kNumberWidth) << right_aligned("data", kNumberWidth) << "  key\n";
-    for (const Record_item& item : index.items) {
-        out << "  " << column(item.offset)
-            << (item.problem.empty()
-                    ? column(block_of(item.total())) + column(item.data_length)
-                    : right_aligned("-", kNumberWidth) + right_aligned("-", kNumberWidth))
-            << "  " << shown_key(item.key) << remark(item.problem) << '\n';
+    print_left_out(items.size(), extent, out);
+    if (extent.records != nullptr && !extent.records->problem.empty()) {
+        out << "records" << remark(extent.records->problem) << '\n';
     }
 }
 
-void print_holes(const Record_index& index, std::ostream& out) {
+void print_holes(const Record_index& index, const Dump_extent& extent, std::ostream& out) {
     out << "holes" << right_aligned("offset", kNumberWidth - 3)
         << right_aligned("block", kNumberWidth) << '\n';
-    for (const Record_hole& hole : index.holes) {
+    for (std::size_t i = 0; i < std::min(index.holes.size(), extent.most); ++i) {
+        const Record_hole& hole = index.holes[i];
         out << "  " << column(hole.offset) << column(std::uint64_t(1) << hole.slot)
             << remark(hole.problem) << '\n';
     }
+    print_left_out(index.holes.size(), extent, out);
 }
 
 void add_problem(const std::string& problem, Json& json) {
@@ -145,12 +190,12 @@ Json header_json(const Record_header& header) {
 Json index_json(const Record_file& file) {
     const Record_index& index = file.index;
     Json json = {{"keys", index.items.size()}};
-    if (!file.package) {
+    if (!file.header.is_package) {
         json["holes"] = index.holes.size();
     }
     if (index.problem.empty()) {
         json["size"] = index.space;
-        if (!file.package) {
+        if (!file.header.is_package) {
             json["block"] = block_of(index.space);
         }
     }
@@ -158,28 +203,39 @@ Json index_json(const Record_file& file) {
     return json;
 }
 
-Json item_json(const Record_item& item) {
-    Json json = {{"key", shown_key(item.key)}, {"offset", item.offset}};
-    if (item.problem.empty()) {
-        json["block"] = block_of(item.total());
-        json["data_length"] = item.data_length;
+void add_record(const std::string& key, const Dump_extent& extent, Json& json) {
+    const Kc_record* const record = record_of(key, extent);
+    if (record == nullptr) {
+        if (is_unreferenced(key, extent)) {
+            json["referenced"] = false;
+        }
+        return;
     }
-    add_problem(item.problem, json);
-    return json;
+    if (!record->owner.empty()) {
+        json["node"] = record->owner;
+    }
+    for (const auto& [name, number] : record->sizes) {
+        json[name] = number;
+    }
+    add_problem(record->problem, json);
 }
 
-Json package_item_json(const Record_item& item, const Package_contents& package,
-                       const std::string& contents) {
+Json item_json(const Record_file& file, std::size_t i, const Dump_extent& extent) {
+    const Record_item& item = file.index.items[i];
     Json json = {{"key", shown_key(item.key)}, {"offset", item.offset}};
     if (item.problem.empty()) {
-        json["size"] = item.total();
+        json[file.header.is_package ? "size" : "block"] = file.block_of_content(item.total());
         json["data_length"] = item.data_length;
     }
-    if (const std::optional<std::uint32_t> checksum = checksum_of(item, package); checksum) {
-        json["checksum"] = *checksum;
-    }
-    if (!contents.empty()) {
-        json["contents"] = contents;
+    if (file.package) {
+        const std::optional<std::uint32_t> checksum = checksum_of(item, *file.package);
+        if (checksum) {
+            json["checksum"] = *checksum;
+        }
+        if (!file.package->contents[i].empty()) {
+            json["contents"] = file.package->contents[i];
+        }
+        add_record(item.key, extent, json);
     }
     add_problem(item.problem, json);
     return json;
@@ -200,51 +256,57 @@ Json seal_json(const Package_contents& package) {
     return json;
 }
 
-void add_package(const Record_file& file, Json& json) {
-    const Package_contents& package = *file.package;
-    json["container"] = package.is_container;
-    for (std::size_t i = 0; i < file.index.items.size(); ++i) {
-        json["items"].push_back(
-            package_item_json(file.index.items[i], package, package.contents[i]));
-    }
-    json["seal"] = seal_json(package);
-}
-
 Json hole_json(const Record_hole& hole) {
     Json json = {{"offset", hole.offset}, {"block", std::uint64_t(1) << hole.slot}};
     add_problem(hole.problem, json);
     return json;
 }
 
-}  // namespace
-
-void print_record_dump(const Record_file& file, std::ostream& out) {
-    print_header(file, out);
-    print_index(file, out);
-    if (file.package) {
-        print_package_items(file.index, *file.package, out);
-        print_seal(file.index, *file.package, out);
-    } else {
-        print_items(file.index, out);
-        print_holes(file.index, out);
+void add_left_out(const char* name, std::size_t count, const Dump_extent& extent, Json& json) {
+    if (count > extent.most) {
+        json[name] = count - extent.most;
     }
 }
 
-nlohmann::ordered_json record_dump_json(const Record_file& file) {
+}  // namespace
+
+void print_record_dump(const Record_file& file, std::ostream& out, const Dump_extent& extent) {
+    print_header(file, out);
+    print_index(file, out);
+    print_items(file, extent, out);
+    if (!file.header.is_package) {
+        print_holes(file.index, extent, out);
+    }
+    if (file.package) {
+        print_seal(file.index, *file.package, out);
+    }
+}
+
+nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_extent& extent) {
+    const Record_index& index = file.index;
     Json json = {{"file", file.path}, {"size", file.size}};
     json["header"] = header_json(file.header);
     json["index"] = index_json(file);
     json["items"] = Json::array();
     if (file.package) {
-        add_package(file, json);
-        return json;
+        json["container"] = file.package->is_container;
     }
-    for (const Record_item& item : file.index.items) {
-        json["items"].push_back(item_json(item));
+    for (std::size_t i = 0; i < std::min(index.items.size(), extent.most); ++i) {
+        json["items"].push_back(item_json(file, i, extent));
     }
-    json["holes"] = Json::array();
-    for (const Record_hole& hole : file.index.holes) {
-        json["holes"].push_back(hole_json(hole));
+    add_left_out("items_left_out", index.items.size(), extent, json);
+    if (!file.header.is_package) {
+        json["holes"] = Json::array();
+        for (std::size_t i = 0; i < std::min(index.holes.size(), extent.most); ++i) {
+            json["holes"].push_back(hole_json(index.holes[i]));
+        }
+        add_left_out("holes_left_out", index.holes.size(), extent, json);
+    }
+    if (file.package) {
+        json["seal"] = seal_json(*file.package);
+    }
+    if (extent.records != nullptr) {
+        add_problem(extent.records->problem, json);
     }
     return json;
 }

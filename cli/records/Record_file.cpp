@@ -5,6 +5,7 @@
 #include <bit>
 
 #include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/errors.h"
 #include "cli/records/Package_contents.h"
@@ -124,6 +125,10 @@ void look_at(Record_hole& hole, Record_reader& reader) {
     }
 }
 
+bool is_cached_kc(const Record_header& header) {
+    return header.is_wide && header.file_id == zandrel::detail::kKcFileId;
+}
+
 }  // namespace
 
 unsigned int slot_of(std::uint64_t size) {
@@ -151,7 +156,7 @@ Record_file read_record_file(const std::string& path) {
     for (Record_hole& hole : file.index.holes) {
         look_at(hole, reader);
     }
-    if (file.header.is_package) {
+    if (file.header.is_package || is_cached_kc(file.header)) {
         file.package = read_package_contents(file, reader);
     }
     return file;

@@ -63,7 +63,8 @@ struct Record_index {
     bool is_past_end = false;  // the file ends before the end of the index
 };
 
-// The parts that only a package has.
+// The parts that a package has, and a record file with the id of containers: the cached form of a
+// container.
 struct Package_contents {
     bool is_container = false;          // the id in the header is the one of containers
     std::vector<std::string> contents;  // of each item, in words; same order as the items
@@ -79,7 +80,7 @@ struct Record_file {
     std::uint64_t size = 0;
     Record_header header;
     Record_index index;
-    std::optional<Package_contents> package = {};  // missing for a record file
+    std::optional<Package_contents> package = {};  // missing for a record file of another kind
 
     // How many bytes an item or index of this size occupies: its block, or in a package its size.
     std::uint64_t block_of_content(std::uint64_t content) const;

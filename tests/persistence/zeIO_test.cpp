@@ -137,16 +137,19 @@ TEST_F(zeIOUnicodeTest, RefusedFilesAreUnchangedAndClosed) {
     Kc_items other(saved(kc.manager));
     other.id = 7;
 
+    const auto expect_unchanged = [this, &io](const std::string& bytes) {
+        EXPECT_TRUE(same_bytes(file.content(), bytes));
+        EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
+    };
     file.write(other.file());
     EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), zeIO, 1, "Not a kc file");
-    EXPECT_TRUE(same_bytes(file.content(), other.file()));
-    EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
-    file.write("no file of a container");
+    expect_unchanged(other.file());
+    const std::string none = "no file of a container";
+    file.write(none);
     EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), AbstractHreclaim,
                AbstractHreclaim::kWrongFormat,
                "Input file is not in expected format: " + file.path().str());
-    EXPECT_EQ(file.content(), "no file of a container");
-    EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
+    expect_unchanged(none);
     Hold(3, 0);
     EXPECT_QTX_ARGS(io.SetUnicodeFlag(file.path(), true), zeIO, 2, "Invalid version in kc file",
                     {"3"});

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "zandrel/export.h"
+
 namespace zandrel::detail {
 
 // The checksum of all bytes added so far, in whatever pieces they come: adding "12345" and then
@@ -14,7 +16,9 @@ namespace zandrel::detail {
 // The polynomial is 0x1EDC6F41, the lowest bit of a byte comes first, and all bits of the start
 // value and of the result are inverted. Two sequences of equal length that differ in one bit, or in
 // a run of up to 32 bits, never have the same checksum.
-class Crc32c {
+//
+// It is exported for the program, which compares single items with a seal.
+class ZANDREL_EXPORT Crc32c {
 public:
     void Add(const char* bytes, std::size_t byte_count) noexcept;
 

@@ -189,6 +189,7 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
 void zePhysicalTree::load_v1(Hio<HSegment>& io) {
     m_v1_nodes.clear();
     m_v1_pending.clear();
+    m_v1_places.clear();
     Concepts_by_id children;
     Concepts_by_id parents;
     Read_ids ids;
@@ -246,15 +247,40 @@ zeNode* zePhysicalTree::ConvertV1(const Concept& category, zeNode* parent) {
     if (places.front()->m_parent == nullptr) {
         places.front()->m_parent = parent;
     }
-    for (zeNode*& place : places) {
-        if (place == nullptr) {
-            place = copy_v1_leaf(*places.front(), parent);
-        }
-        if (place->m_parent == parent) {
-            return place;
-        }
+    Places_v1& entered = entered_places_v1(category, places);
+    const auto found = entered.by_parent.find(parent);
+    if (found != entered.by_parent.end()) {
+        return found->second;
     }
-    return nullptr;
+    if (entered.entered == places.size()) {
+        return nullptr;
+    }
+    zeNode*& free_place = places[entered.entered];
+    free_place = copy_v1_leaf(*places.front(), parent);
+    return free_place;
+}
+
+// Enters the nodes of a vector of m_v1_pending that are not yet in the table of their parents.
+// ConvertV1 is called for each parent of a leaf, at least once for each of both trees and for the
+// parent's classifier. A search of the vector in each call would take time that is quadratic in the
+// number of parents. Example: a leaf has three parents, and two of them have asked. The vector is
+// (leaf, copy, null), and the table has two entries. The third parent is not in the table, so it
+// gets the first place behind these two.
+zePhysicalTree::Places_v1& zePhysicalTree::entered_places_v1(const Concept& category,
+                                                             const std::vector<zeNode*>& places) {
+    Places_v1& known = m_v1_places[category];
+    // The vectors are public, so another one may be there now.
+    const bool is_other = known.first != places.front() || known.entered > places.size() ||
+                          (known.entered > 0 && places[known.entered - 1] == nullptr);
+    if (is_other) {
+        known = Places_v1();
+        known.first = places.front();
+    }
+    for (; known.entered < places.size() && places[known.entered] != nullptr; ++known.entered) {
+        zeNode* const place = places[known.entered];
+        known.by_parent.emplace(place->m_parent, place);
+    }
+    return known;
 }
 
 zeNode* zePhysicalTree::copy_v1_leaf(const zeNode& leaf, zeNode* parent) {

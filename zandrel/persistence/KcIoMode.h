@@ -21,11 +21,13 @@ struct KcIoMode {
     unsigned int cache_size = 20;  // limit of statistical classifiers in memory, cached form only
     // Reading the cached form: changes remain in memory. A classifier that is released loses them.
     // Becomes false if the file has version 1, since reading upgrades it.
+    // Reading: the cached file is not changed. A file of version 1 is upgraded all the same, and
+    // this becomes false.
     bool read_only = true;
     Form io_mode = AUTO_IO;      // in: the wanted form; out: the form that was used
     bool compact_read = false;   // out: the compact flag of the file
     bool unicode = false;        // out: the Unicode flag of the file
-    unsigned short version = 0;  // out: the version of the file
+    unsigned short version = 0;  // out: the version that was found, also before an upgrade
     // Reading: verify the seal of a plain file, and keep the statistics that only training needs as
     // bytes until something needs them (zeStat_storage::complete). A program that only classifies
     // then needs a third of the memory and a fraction of the time. In cached form this applies to

@@ -1,5 +1,6 @@
-// Makes a seal of an open package, writes it, and compares a stored seal with the one that the
-// package should have. The comparison is byte by byte; the position of the first difference says
+// Makes a seal of an open file, writes it, and compares a stored seal with the one that the file
+// should have. The file is a package or a record file; both have an index of keys and offsets. The
+// comparison is byte by byte; the position of the first difference says
 // which item, or which other part, was changed. For example, the entry of an item with a key of 4
 // bytes has 12 bytes: the key's length, the key and the checksum. The first entry is at 8. A
 // difference at 17 is in its checksum (16 to 19), so this item's data were changed. A difference at
@@ -17,7 +18,9 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/Hfile64.h"
 #include "zandrel/storage/Hio.h"
+#include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 #include "zandrel/storage/packing.h"
 
@@ -37,13 +40,77 @@ constexpr unsigned int kEntryOverhead = 8;
 // processor's cache.
 constexpr unsigned int kPieceSize = 65536;
 
-std::uint32_t ChecksumOfItem(Hpack& pack, const qtString& key) {
+// The file of a container in cached form.
+using Record_file = Hreclaim<Hfile64>;
+
+struct Identity {
+    unsigned int id = 0;
+    unsigned short version = 0;
+    unsigned char flags = 0;
+};
+
+Identity IdentityOf(const Hpack& pack) {
+    Identity found;
+    bool is_bad = false;
+    pack.GetFileID(found.id, found.version, found.flags, is_bad);
+    return found;
+}
+
+Identity IdentityOf(const Record_file& file) {
+    Identity found;
+    file.GetFileID(found.id, found.version, found.flags);
+    return found;
+}
+
+// Returns the name of an item in messages. A key that no container has may contain any bytes, so we
+// do not put it into messages.
+qtString NameOf(const qtString& key) {
+    if (key == zandrel::detail::kManagerKey) {
+        return key;
+    }
+    unsigned int id = 0;
+    if (key.size() != sizeof id) {
+        return "item";
+    }
+    qtUnpackUssDiet(id, key.data());
+    return "object " + qtString(std::to_string(id));
+}
+
+template <class File>
+[[noreturn]] void RaiseBroken(const File& file, const qtString& part) {
+    throw qtX<Kc_seal>(Kc_seal::kBroken, "Seal does not match: " + part,
+                       {file.io.device->name, part});
+}
+
+// Moves to the data of an item and returns their length.
+unsigned int SeekItem(Hpack& pack, const qtString& key) {
+    return pack.SeekItem(key);
+}
+
+// GetKeyInfo compares only the length of the key, so we compare the key itself.
+unsigned int SeekItem(Record_file& file, const qtString& key) {
+    constexpr long long kKeyPosition = 8;
+    long long offset = 0;
+    unsigned int length = 0;
+    file.GetKeyInfo(key, offset, length);
+    file.io.device->Seek(offset + kKeyPosition);
+    std::vector<char> found(key.size());
+    file.io.ReadBytes(found.data(), static_cast<unsigned int>(found.size()));
+    if (!std::equal(found.begin(), found.end(), key.data())) {
+        RaiseBroken(file, NameOf(key));
+    }
+    file.io >> length;
+    return length;
+}
+
+template <class File>
+std::uint32_t ChecksumOfItem(File& file, const qtString& key) {
     zandrel::detail::Crc32c sum;
-    unsigned int left = pack.SeekItem(key);
+    unsigned int left = SeekItem(file, key);
     std::vector<char> piece(std::min(left, kPieceSize));
     while (left > 0) {
         const unsigned int length = std::min(left, kPieceSize);
-        pack.io.ReadBytes(piece.data(), length);
+        file.io.ReadBytes(piece.data(), length);
         sum.Add(piece.data(), length);
         left -= length;
     }
@@ -52,32 +119,28 @@ std::uint32_t ChecksumOfItem(Hpack& pack, const qtString& key) {
 
 // The identity is id, version and flags. We leave out the Unicode flag, so that
 // zeIO::SetUnicodeFlag does not break the seal.
-std::uint32_t ChecksumOfIdentity(const Hpack& pack) {
-    unsigned int id = 0;
-    unsigned short version = 0;
-    unsigned char flags = 0;
-    bool is_bad = false;
-    pack.GetFileID(id, version, flags, is_bad);
-    char bytes[sizeof id + sizeof version + 1] = {};
-    int length = qtPackUssDiet(id, bytes);
-    length += qtPackUssDiet(version, bytes + length);
-    bytes[length++] = static_cast<char>(flags & ~zandrel::detail::kKcUnicode);
+std::uint32_t ChecksumOfIdentity(const Identity& identity) {
+    char bytes[sizeof identity.id + sizeof identity.version + 1] = {};
+    int length = qtPackUssDiet(identity.id, bytes);
+    length += qtPackUssDiet(identity.version, bytes + length);
+    bytes[length++] = static_cast<char>(identity.flags & ~zandrel::detail::kKcUnicode);
     zandrel::detail::Crc32c sum;
     sum.Add(bytes, static_cast<std::size_t>(length));
     return sum.Value();
 }
 
-// Makes the seal that the package should have.
-void MakeSeal(Hpack& pack, SegBuf& seal) {
+// Makes the seal that the file should have.
+template <class File>
+void MakeSeal(File& file, SegBuf& seal) {
     Hio<HSegment> io(new HSegment(seal, 'w'));
     io << kForm;
-    io.WriteCount(pack.index.size() - pack.index.count(Kc_seal::kKey));
-    for (const auto& [key, offset] : pack.index) {
+    io.WriteCount(file.index.size() - file.index.count(Kc_seal::kKey));
+    for (const auto& [key, offset] : file.index) {
         if (key != Kc_seal::kKey) {
-            io << key << ChecksumOfItem(pack, key);
+            io << key << ChecksumOfItem(file, key);
         }
     }
-    io << ChecksumOfIdentity(pack);
+    io << ChecksumOfIdentity(IdentityOf(file));
     io.device->Close();
 }
 
@@ -99,25 +162,12 @@ unsigned int FirstDifference(const SegBuf& one, const SegBuf& other) {
     return end;
 }
 
-// Returns the name of an item in messages. A key that no container has may contain any bytes, so we
-// do not put it into messages.
-qtString NameOf(const qtString& key) {
-    if (key == zandrel::detail::kManagerKey) {
-        return key;
-    }
-    unsigned int id = 0;
-    if (key.size() != sizeof id) {
-        return "item";
-    }
-    qtUnpackUssDiet(id, key.data());
-    return "object " + qtString(std::to_string(id));
-}
-
 // Returns the name of the item or part to which the byte of a seal at this position belongs.
-qtString NameOfPart(const Hpack& pack, unsigned int position) {
+template <class File>
+qtString NameOfPart(const File& file, unsigned int position) {
     constexpr std::size_t kChecksumSize = 4;
     std::size_t end = kEntriesPosition;
-    for (const auto& [key, offset] : pack.index) {
+    for (const auto& [key, offset] : file.index) {
         if (key != Kc_seal::kKey && position >= end) {
             end += kEntryOverhead + key.size();
             if (position >= end - kChecksumSize && position < end) {
@@ -131,30 +181,90 @@ qtString NameOfPart(const Hpack& pack, unsigned int position) {
     return position < end + kChecksumSize ? "header" : "seal";
 }
 
-[[noreturn]] void RaiseBroken(const Hpack& pack, const qtString& part) {
-    throw qtX<Kc_seal>(Kc_seal::kBroken, "Seal does not match: " + part,
-                       {pack.io.device->name, part});
-}
-
 // RAISES: kUnknownForm, also if damage has changed the form: we cannot distinguish it from a later
 // form. kBroken for a seal without a form.
-void RequireKnownForm(const Hpack& pack, SegBuf& seal) {
+template <class File>
+void RequireKnownForm(const File& file, SegBuf& seal) {
     if (seal.size < kFormSize) {
-        RaiseBroken(pack, "seal");
+        RaiseBroken(file, "seal");
     }
     unsigned int form = 0;
     Hio<HSegment>(new HSegment(seal, 'r')) >> form;
     if (form != kForm) {
         const qtString text(std::to_string(form));
         throw qtX<Kc_seal>(Kc_seal::kUnknownForm, "Unknown form of seal: " + text,
-                           {pack.io.device->name, text});
+                           {file.io.device->name, text});
     }
 }
+
+template <class File>
+void RequireMatch(File& file) {
+    SegBuf stored;
+    file.GetItem(Kc_seal::kKey, stored);
+    RequireKnownForm(file, stored);
+    SegBuf sound;
+    MakeSeal(file, sound);
+    const unsigned int difference = FirstDifference(stored, sound);
+    if (difference < std::max(stored.size, sound.size)) {
+        RaiseBroken(file, NameOfPart(file, difference));
+    }
+}
+
+bool IsPackage(const Hpack& opened) {
+    unsigned int id = 0;
+    unsigned short version = 0;
+    unsigned char flags = 0;
+    bool is_bad = false;
+    opened.GetFileID(id, version, flags, is_bad);
+    return !is_bad;
+}
+
+bool BeginsAsRecordFile(const qtString& name) {
+    unsigned int magic = 0;
+    Hio<Hfile64> io(new Hfile64);
+    io.device->Open(name, 'r');
+    if (io.device->SeekEnd() < static_cast<long long>(sizeof magic)) {
+        return false;
+    }
+    io.device->Seek(0);
+    io >> magic;
+    return magic == Record_file::Format::kMagic;
+}
+
+bool BeginsAsRecordFile(const qtPtr<qtBuffer>&) {
+    return false;  // a record file is never in memory
+}
+
+bool IsSynchronized(const Record_file& file) {
+    return (file.state & Record_file::kStaleIndex) == 0;
+}
+
+// We mark the file before the first change. If sealing is interrupted, owners of the file see the
+// mark, and a new index can be made from the items.
+void WriteToRecordFile(const qtString& name) {
+    Record_file file;
+    file.Open(name, false, false);
+    if (!IsSynchronized(file)) {
+        throw qtX<Kc_seal>(Kc_seal::kNotSynchronized, "Index is not synchronized: " + name, {name});
+    }
+    SegBuf seal;
+    MakeSeal(file, seal);
+    file.SetState(file.state | Record_file::kStaleIndex);
+    file.AddItem(Kc_seal::kKey, seal);
+    file.Close();
+}
+
+void WriteToRecordFile(const qtPtr<qtBuffer>&) {}
 
 template <class Place>
 void WriteTo(Place& place) {
     Hpack pack;
     pack.Open(place, 'u');
+    if (!IsPackage(pack) && BeginsAsRecordFile(place)) {
+        pack.Close();
+        WriteToRecordFile(place);
+        return;
+    }
     SegBuf seal;
     MakeSeal(pack, seal);
     // The item of the seal has as many bytes for each other item as the old index has, and 32 more.
@@ -164,10 +274,24 @@ void WriteTo(Place& place) {
     pack.Close();
 }
 
+bool VerifyRecordFile(const qtString& name) {
+    Record_file file;
+    file.Open(name, false, true);
+    return Kc_seal::Verify(file);
+}
+
+bool VerifyRecordFile(const qtPtr<qtBuffer>&) {
+    return false;
+}
+
 template <class Place>
 bool VerifyIn(Place& place) {
     Hpack pack;
     pack.Open(place, 'r');
+    if (!IsPackage(pack) && BeginsAsRecordFile(place)) {
+        pack.Close();
+        return VerifyRecordFile(place);
+    }
     return Kc_seal::Verify(pack);
 }
 
@@ -195,20 +319,24 @@ bool Kc_seal::Verify(Hpack& pack) {
     if (!IsIn(pack)) {
         return false;
     }
-    SegBuf stored;
-    pack.GetItem(kKey, stored);
-    RequireKnownForm(pack, stored);
-    SegBuf sound;
-    MakeSeal(pack, sound);
-    const unsigned int difference = FirstDifference(stored, sound);
-    if (difference < std::max(stored.size, sound.size)) {
-        RaiseBroken(pack, NameOfPart(pack, difference));
+    RequireMatch(pack);
+    return true;
+}
+
+bool Kc_seal::Verify(Hreclaim<Hfile64>& file) {
+    if (!IsIn(file) || !IsSynchronized(file)) {
+        return false;
     }
+    RequireMatch(file);
     return true;
 }
 
 bool Kc_seal::IsIn(const Hpack& pack) {
     return pack.index.count(kKey) != 0;
+}
+
+bool Kc_seal::IsIn(const Hreclaim<Hfile64>& file) {
+    return file.index.count(kKey) != 0;
 }
 
 }  // namespace zandrel

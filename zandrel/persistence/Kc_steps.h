@@ -10,6 +10,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/Hpack.h"
+#include "zandrel/persistence/Kc_seal.h"
 
 namespace zandrel::detail {
 
@@ -21,6 +22,9 @@ inline constexpr unsigned short kKcVersion = 2;
 
 // The key of the manager's record.
 inline constexpr const char* kManagerKey = "__Manager__";
+// The key of the seal. A change of a sealed file in cached form begins with the removal of the
+// seal.
+inline constexpr const char* kSealKey = Kc_seal::kKey;
 
 // Returns the nodes with classifiers among `top` and the nodes below it. `top` may be null. The
 // nodes are ordered by the classifiers' object ids, so that the items of a file have the same order

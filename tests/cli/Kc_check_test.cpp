@@ -1,0 +1,441 @@
+// Checks of containers in both forms: each record is read, damage is named with its node, and a
+// check without sealing changes nothing.
+#include "cli/records/Kc_check.h"
+
+#include <cstddef>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "zandrel/persistence/Kc_seal.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_lock.h"
+#include "tests/cli/file_facts.h"
+#include "tests/cli/kc_forms.h"
+#include "tests/cli/scratch_folder.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/news_desk.h"
+
+namespace cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Condition = Record_condition;
+
+std::vector<std::string> texts_of(const Record_check& check) {
+    std::vector<std::string> texts;
+    for (const Record_problem& problem : check.problems) {
+        texts.push_back(problem.text);
+    }
+    return texts;
+}
+
+std::string report(const Record_check& check) {
+    std::ostringstream out;
+    print_record_check(check, out);
+    return out.str();
+}
+
+// The objects of the container: desk has the classifier 2 and the model 1; press has the rule
+// classifier 3; home has 5 and 4; world has 7 and 6.
+class KcCheckTest : public testing::TestWithParam<Kc_form> {
+protected:
+    std::string path() const { return m_folder.file("a.kc"); }
+
+    std::string write() const {
+        write_kc_items(items, GetParam(), path());
+        return path();
+    }
+
+    std::string write_sealed() const {
+        write_sealed_kc_items(items, GetParam(), path());
+        return path();
+    }
+
+    std::string content() const { return m_folder.content("a.kc"); }
+
+    // Checks the file, which must not change.
+    Record_check checked() const {
+        const std::string before = content();
+        Record_check check = check_file(path());
+        EXPECT_TRUE(same_bytes(content(), before));
+        EXPECT_THAT(m_folder.names(), ElementsAre("a.kc"));
+        check.file = "a.kc";
+        return check;
+    }
+
+    Trained_desk kc;
+    Kc_items items{saved(kc.manager)};
+    Scratch_folder m_folder;
+};
+
+INSTANTIATE_TEST_SUITE_P(Forms, KcCheckTest, testing::Values(Kc_form::kPlain, Kc_form::kCached),
+                         [](const auto& each) { return name_of_form(each.param); });
+
+TEST_P(KcCheckTest, CompleteContainerIsClean) {
+    write();
+    EXPECT_EQ(report(checked()),
+              "a.kc: clean, but there is no seal: changed bytes inside items are not found\n");
+    EXPECT_EQ(record_check_json(checked()).dump(),
+              R"({"file":"a.kc","condition":"clean","seal":false,"problems":[],)"
+              R"("unreferenced":[]})");
+
+    zandrel::Kc_seal::Write(path());
+    EXPECT_EQ(report(checked()), "a.kc: clean\n");
+    EXPECT_EQ(checked().has_seal, true);
+}
+
+TEST_P(KcCheckTest, CompactContainerIsClean) {
+    items = Kc_items(saved_compact(kc.manager));
+    write();
+
+    EXPECT_EQ(checked().condition, Condition::kClean);
+}
+
+TEST_P(KcCheckTest, EmptyContainerIsClean) {
+    zeManager empty;
+    items = Kc_items(saved(empty));
+    write();
+
+    EXPECT_EQ(checked().condition, Condition::kClean);
+}
+
+TEST_P(KcCheckTest, RecordThatCannotBeReadIsNamedWithItsNode) {
+    const struct {
+        unsigned int object;
+        std::string name;
+    } rows[] = {
+        {1, R"(item "\x00\x00\x00\x01" (statistical model, id 1, at desk))"},
+        {2, R"(item "\x00\x00\x00\x02" (statistical classifier, id 2, at desk))"},
+        {3, R"(item "\x00\x00\x00\x03" (rule classifier, id 3, at desk/press))"},
+        {4, R"(item "\x00\x00\x00\x04" (statistical model, id 4, at desk/press/home))"},
+        {7, R"(item "\x00\x00\x00\x07" (statistical classifier, id 7, at desk/press/world))"},
+    };
+
+    const Kc_items sound = items;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        items = sound;
+        // The byte is the highest of a count or of a float, which makes both too large.
+        std::string& record = items.object(row.object);
+        record[record.size() / 3] = '\x7F';
+        record.resize(record.size() / 3 + 1);
+        if (row.object == 2 || row.object == 7) {  // it still ends with the id of its model
+            record += object_key(row.object - 1);
+        }
+        write();
+
+        const Record_check check = checked();
+
+        EXPECT_EQ(check.condition, Condition::kDamaged);
+        ASSERT_EQ(check.problems.size(), 1U) << report(check);
+        EXPECT_THAT(check.problems[0].text, testing::StartsWith(row.name + " cannot be read: "));
+        EXPECT_THAT(report(check),
+                    EndsWith("a.kc: damaged: records of the container cannot be read\n"));
+    }
+}
+
+TEST_P(KcCheckTest, EachOfSeveralRecordsThatCannotBeReadIsNamed) {
+    items.object(1).resize(20);
+    items.object(3).resize(10);
+    items.object(6).resize(20);
+    write();
+
+    constexpr const char* kTooShort =
+        " cannot be read: a record ends too early, or a length in it is too large (Locate error in "
+        "SegBuf)";
+    EXPECT_THAT(texts_of(checked()),
+                testing::UnorderedElementsAre(
+                    R"(item "\x00\x00\x00\x01" (statistical model, id 1, at desk))" +
+                        std::string(kTooShort),
+                    R"(item "\x00\x00\x00\x03" (rule classifier, id 3, at desk/press))" +
+                        std::string(kTooShort),
+                    R"(item "\x00\x00\x00\x06" (statistical model, id 6, at desk/press/world))" +
+                        std::string(kTooShort)));
+}
+
+TEST_P(KcCheckTest, MissingRecordIsNamedWithItsNode) {
+    items.records.erase(object_key(5));
+    write();
+
+    EXPECT_THAT(
+        texts_of(checked()),
+        ElementsAre("item \"\\x00\\x00\\x00\\x05\" (at desk/press/home) cannot be read: one "
+                    "of its parts is missing (Missing key in index: "
+                    "\\x00\\x00\\x00\\x05)"));
+}
+
+TEST_P(KcCheckTest, ModelOfTwoClassifiersIsReportedAtTheSecond) {
+    std::string& world = items.object(7);
+    world.replace(world.size() - 4, 4, object_key(4));
+    write();
+
+    const Record_check check = checked();
+
+    EXPECT_EQ(check.condition, Condition::kDamaged);
+    EXPECT_THAT(report(check), HasSubstr("at desk/press/world) cannot be read: "));
+}
+
+TEST_P(KcCheckTest, TypeOfAnotherClassIsReported) {
+    items.object(3).replace(0, 4, object_key(9));
+    write();
+
+    EXPECT_THAT(texts_of(checked()),
+                ElementsAre("item \"\\x00\\x00\\x00\\x03\" (unknown object, id 3, at desk/press) "
+                            "cannot be read: an object is of an unknown type (Unknown Classifier "
+                            "object: 9)"));
+}
+
+TEST_P(KcCheckTest, OfAnUnreadableTreeOnlyTheRecordOfTheTreeIsReported) {
+    items.manager().resize(100);
+    write();
+
+    const Record_check check = checked();
+
+    EXPECT_EQ(check.condition, Condition::kDamaged);
+    ASSERT_EQ(check.problems.size(), 1U);
+    EXPECT_THAT(check.problems[0].text,
+                testing::StartsWith(R"(item "__Manager__" (tree and settings) cannot be read: )"));
+    EXPECT_FALSE(check.unreferenced.has_value());
+}
+
+TEST_P(KcCheckTest, MissingTreeIsReported) {
+    items.records.erase(kManagerRecord);
+    write();
+
+    EXPECT_THAT(texts_of(checked()),
+                ElementsAre("item \"__Manager__\" cannot be read: one of its parts is missing "
+                            "(Missing key in index: __Manager__)"));
+}
+
+TEST_P(KcCheckTest, ItemThatNoRecordNamesIsListedAndHarmless) {
+    items.records[object_key(9)] = items.object(4);
+    items.records["extra"] = "something";
+    write_sealed();
+
+    const Record_check check = checked();
+
+    EXPECT_EQ(check.condition, Condition::kClean);
+    ASSERT_TRUE(check.unreferenced.has_value());
+    ASSERT_EQ(check.unreferenced->size(), 2U);
+    EXPECT_EQ(check.unreferenced->at(0).key, object_key(9));
+    EXPECT_THAT(report(check),
+                HasSubstr("item \"\\x00\\x00\\x00\\x09\" (statistical model, id 9) is "
+                          "not referenced, which is harmless\n"));
+    EXPECT_THAT(report(check), EndsWith("a.kc: clean\n"));
+    EXPECT_EQ(record_check_json(check)["unreferenced"][1]["key"], "\"extra\"");
+}
+
+TEST_P(KcCheckTest, OfManyUnreferencedItemsTenAreListed) {
+    for (unsigned int id = 100; id < 113; ++id) {
+        items.records[object_key(id)] = "old";
+    }
+    write();
+
+    const std::string text = report(checked());
+
+    EXPECT_THAT(text, HasSubstr("(unknown object, id 109) is not referenced"));
+    EXPECT_THAT(text, testing::Not(HasSubstr("id 110")));
+    EXPECT_THAT(text, HasSubstr("a.kc: 3 more items are not referenced\n"));
+    EXPECT_EQ(record_check_json(checked())["unreferenced"].size(), 13U);
+}
+
+TEST_P(KcCheckTest, ContainerWhosePartsDoNotFitTogetherIsReported) {
+    items.flags = 0x08;  // compact, although the models have statistics
+    write();
+
+    const Record_check check = checked();
+
+    EXPECT_EQ(check.condition, Condition::kDamaged);
+    EXPECT_THAT(
+        texts_of(check),
+        ElementsAre("each record can be read, but not all together: the file says that it is "
+                    "compact, but has statistics (Damaged item: compact flag, id 1)"));
+}
+
+TEST_P(KcCheckTest, UnknownVersionIsReported) {
+    items.version = 3;
+    write();
+
+    const Record_check check = checked();
+
+    EXPECT_EQ(check.condition, Condition::kDamaged);
+    EXPECT_THAT(texts_of(check),
+                ElementsAre("the container cannot be opened: the version 3 is unknown"));
+}
+
+TEST_P(KcCheckTest, EachItemThatHasChangedSinceTheFileWasSealedIsNamed) {
+    write_sealed();
+    const std::string sound = content();
+    // The last bytes of the models of desk and home. The middle of a likelihood table would do too.
+    for (const unsigned int id : {1U, 4U}) {
+        std::string record = scrambled(items.object(id), true);
+        const std::size_t place = content().find(record);
+        ASSERT_NE(place, std::string::npos);
+        std::string damaged = content();
+        damaged[place + record.size() - 1] ^= '\x01';
+        m_folder.write("a.kc", damaged);
+    }
+
+    const Record_check check = checked();
+
+    EXPECT_EQ(check.condition, Condition::kDamaged);
+    const std::vector<std::string> texts = texts_of(check);
+    EXPECT_THAT(texts, testing::Contains("item \"\\x00\\x00\\x00\\x01\" (statistical model, id 1): "
+                                         "its bytes are not those that were sealed"));
+    EXPECT_THAT(texts, testing::Contains("item \"\\x00\\x00\\x00\\x04\" (statistical model, id 4): "
+                                         "its bytes are not those that were sealed"));
+    EXPECT_THAT(texts, testing::Contains("Seal does not match: object 1"));
+    EXPECT_EQ(texts.size(), 3U) << report(check);
+}
+
+TEST_P(KcCheckTest, FileIsSealedIfItIsClean) {
+    write();
+
+    const Record_check check = check_and_seal(path());
+
+    EXPECT_EQ(check.is_sealed_now, true);
+    EXPECT_THAT(report(check), EndsWith("a.kc: clean; sealed now\n"));
+    EXPECT_TRUE(zandrel::Kc_seal::Verify(path()));
+    EXPECT_EQ(report(checked()), "a.kc: clean\n");
+    EXPECT_EQ(record_check_json(check)["sealed"], true);
+}
+
+TEST_P(KcCheckTest, SealedFileIsNotSealedAgain) {
+    write_sealed();
+    const std::string before = content();
+
+    const Record_check check = check_and_seal(path());
+
+    EXPECT_EQ(check.is_sealed_now, false);
+    EXPECT_THAT(report(check), EndsWith("a.kc: clean; the seal matches\n"));
+    EXPECT_TRUE(same_bytes(content(), before));
+}
+
+TEST_P(KcCheckTest, DamagedFileIsNotSealed) {
+    items.object(3).resize(10);
+    write();
+    const std::string before = content();
+
+    const Record_check check = check_and_seal(path());
+
+    EXPECT_EQ(check.is_sealed_now, false);
+    EXPECT_THAT(report(check),
+                EndsWith("a.kc: damaged: records of the container cannot be read; not sealed\n"));
+    EXPECT_TRUE(same_bytes(content(), before));
+}
+
+TEST_P(KcCheckTest, FileOfAnotherProcessIsNotSealed) {
+    write();
+    const std::string before = content();
+    const Kc_lock other(path());
+
+    EXPECT_THROW(check_and_seal(path()), Output_error);
+
+    EXPECT_TRUE(same_bytes(content(), before));
+}
+
+TEST_P(KcCheckTest, SealedFileKeepsItsPermissions) {
+    write();
+    ASSERT_EQ(::chmod(path().c_str(), 0640), 0);
+
+    check_and_seal(path());
+
+    EXPECT_EQ(permissions_of(path()), 0640U);
+    EXPECT_THAT(m_folder.names(), ElementsAre("a.kc"));
+}
+
+TEST(KcCheckFormTest, OnlyAContainerIsSealed) {
+    const Scratch_folder folder;
+    {
+        Hreclaim<Hfile64> corpus;
+        corpus.Open(folder.file("corpus"), true, false);
+    }
+    EXPECT_THROW(check_and_seal(folder.file("corpus")), Data_error);
+    EXPECT_EQ(check_file(folder.file("corpus")).has_seal, std::nullopt);
+    EXPECT_THROW(check_and_seal(folder.write("text", "no container")), Data_error);
+}
+
+// The state bit shows that the index may be stale, so the records are not read.
+TEST(KcCheckFormTest, StaleCachedContainerIsRepairableAndNotRead) {
+    const Scratch_folder folder;
+    Trained_desk kc;
+    const std::string path = folder.file("a.kc");
+    Kc_items items(saved(kc.manager));
+    items.object(3).resize(10);
+    write_kc_items(items, Kc_form::kCached, path);
+    Hreclaim<Hfile64> file;
+    file.Open(path, false, false);
+    file.SetState(1);
+    file.Close();
+    const std::string before = folder.content("a.kc");
+
+    const Record_check check = check_and_seal(path);
+
+    EXPECT_EQ(check.condition, Condition::kRepairable);
+    EXPECT_THAT(texts_of(check), ElementsAre("the index may be stale: the file was not closed"));
+    EXPECT_EQ(check.is_sealed_now, false);
+    EXPECT_TRUE(same_bytes(folder.content("a.kc"), before));
+}
+
+TEST(KcCheckFormTest, CachedContainerWithAMissingItemIsLost) {
+    const Scratch_folder folder;
+    Trained_desk kc;
+    const std::string path = folder.file("a.kc");
+    write_sealed_kc_items(Kc_items(saved(kc.manager)), Kc_form::kCached, path);
+    std::string bytes = folder.content("a.kc");
+    const std::size_t item = bytes.find(std::string("\x4A\x5B\x6C\x73\0\0\0\x04\0\0\0\x05", 12));
+    ASSERT_NE(item, std::string::npos);
+    bytes[item] = '\0';
+    folder.write("a.kc", bytes);
+
+    const Record_check check = check_file(path);
+
+    EXPECT_EQ(check.condition, Condition::kLost);
+    EXPECT_THAT(report(check), HasSubstr("no item stands there"));
+    EXPECT_THAT(report(check), testing::Not(HasSubstr("sealed")));  // the other items are whole
+}
+
+// An upgrade would change the file, so such a container is only read record by record.
+TEST(KcCheckFormTest, CachedContainerOfVersionOneIsCheckedAndNotChanged) {
+    std::ifstream input(ZANDREL_KC_OF_VERSION_1, std::ios::binary);
+    const std::string plain((std::istreambuf_iterator<char>(input)),
+                            std::istreambuf_iterator<char>());
+    Kc_items items(plain);
+    ASSERT_EQ(items.version, 1);
+    for (const Kc_form form : {Kc_form::kPlain, Kc_form::kCached}) {
+        SCOPED_TRACE(name_of_form(form));
+        const Scratch_folder folder;
+        const std::string path = folder.file("a.kc");
+        write_kc_items(items, form, path);
+        const std::string before = folder.content("a.kc");
+
+        EXPECT_EQ(
+            report(check_file(path)),
+            path + ": clean, but there is no seal: changed bytes inside items are not found\n");
+        EXPECT_TRUE(same_bytes(folder.content("a.kc"), before));
+
+        Kc_items damaged = items;
+        damaged.object(1).resize(20);
+        folder.write("a.kc", "");
+        ::unlink(path.c_str());
+        write_kc_items(damaged, form, path);
+        EXPECT_THAT(report(check_file(path)), HasSubstr("id 1, at "));
+    }
+}
+
+}  // namespace
+
+}  // namespace cli

@@ -1,0 +1,46 @@
+// Writes the items of a container to a file, in plain or in cached form.
+#ifndef ZANDREL_TESTS_CLI_KC_FORMS_H_
+#define ZANDREL_TESTS_CLI_KC_FORMS_H_
+
+#include <fstream>
+#include <ios>
+#include <string>
+
+#include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/storage/Hreclaim.h"
+
+#include "tests/support/kc_file.h"
+#include "tests/support/record_bytes.h"
+
+namespace cli {
+
+enum class Kc_form { kPlain, kCached };
+
+// The cached form is written item by item: it is a record file of 64-bit offsets with the same
+// identity, keys and blobs as the package.
+inline void write_kc_items(const Kc_items& items, Kc_form form, const std::string& path) {
+    if (form == Kc_form::kPlain) {
+        std::ofstream(path, std::ios::binary) << items.file();
+        return;
+    }
+    Hreclaim<Hfile64> file;
+    file.Open(path, true, false);
+    file.SetFileID(items.id, items.version, items.flags);
+    for (const auto& [key, bytes] : items.records) {
+        file.AddItem(key, record_of(items.version < 2 ? bytes : scrambled(bytes, true)));
+    }
+    file.Close();
+}
+
+inline void write_sealed_kc_items(const Kc_items& items, Kc_form form, const std::string& path) {
+    write_kc_items(items, form, path);
+    zandrel::Kc_seal::Write(path);
+}
+
+inline std::string name_of_form(Kc_form form) {
+    return form == Kc_form::kPlain ? "plain" : "cached";
+}
+
+}  // namespace cli
+
+#endif  // ZANDREL_TESTS_CLI_KC_FORMS_H_
