@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/commands/option_checks.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_check.h"
@@ -56,7 +57,8 @@ struct Record_words {
     std::string file;
     bool writes_json = false;
     std::optional<std::size_t> items = {};  // of dump
-    bool seals = false;                     // of check
+    bool seals = false;                     // of check, like the next one
+    double seconds_to_wait = 0.0;
 };
 
 // A container can have many thousands of items, and each one that is shown has to be read.
@@ -108,7 +110,9 @@ int status_of(Record_condition condition) {
 }
 
 void print_check(const Record_words& words, Command_result& result) {
-    const Record_check check = words.seals ? check_and_seal(words.file) : check_file(words.file);
+    const Record_check check = words.seals
+                                   ? check_and_seal(words.file, {words.seconds_to_wait, nullptr})
+                                   : check_file(words.file);
     if (words.writes_json) {
         print_json(record_check_json(check), Json_form::kManyLines, std::cout);
     } else {
@@ -141,6 +145,7 @@ void add_record_commands(CLI::App& app, Command_result& result) {
         app, "check", "Check a record file or a container's file for damage", *words);
     check.footer(kCheckNotes);
     check.add_flag("--seal", words->seals, "Add a seal to a clean container that has none");
+    add_wait_option(check, words->seconds_to_wait);
     check.callback([words, &result] { print_check(*words, result); });
 }
 

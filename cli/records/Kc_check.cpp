@@ -14,6 +14,7 @@
 #include "zandrel/foundation/Crc32c.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
@@ -33,6 +34,14 @@ namespace {
 
 constexpr std::uint32_t kFormOfSeal = 1;
 
+// A container in cached form is compact if its flag says so, and the library compares the flag with
+// a model when it fetches the model's classifier.
+void fetch_classifiers(zeManager& manager) {
+    for (zeNode* const node : zandrel::detail::classifier_nodes(manager.m_root)) {
+        manager.m_physical_tree->get_classifier(node);
+    }
+}
+
 // Reads a container as the commands do, and returns the problem in words.
 std::string problem_of_reading(const Record_file& file) {
     zeManager manager;
@@ -41,6 +50,9 @@ std::string problem_of_reading(const Record_file& file) {
     mode.cache_size = 1;
     try {
         manager.Read(file.path, &mode, nullptr);
+        if ((file.header.flags & zandrel::detail::kKcCompact) != 0) {
+            fetch_classifiers(manager);
+        }
     } catch (const qtxAll& error) {
         return explanation_of(error);
     }
@@ -63,8 +75,8 @@ public:
     // REQUIRES: a container whose index was read.
     void compare_with_seal() {
         const Package_contents& package = *m_file.package;
-        if (package.form != kFormOfSeal) {
-            return;
+        if (package.form != kFormOfSeal || m_check.problems.empty()) {
+            return;  // without a problem, the seal has been verified
         }
         Record_reader reader(m_file.path);
         for (std::size_t i = 0; i < m_file.index.items.size(); ++i) {
@@ -213,12 +225,12 @@ Record_check check_file(const std::string& path) {
     return check;
 }
 
-Record_check check_and_seal(const std::string& path) {
+Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {
     const Record_file file = read_record_file(path);
     if (!file.package || !file.package->is_container) {
         throw Data_error(path, "only a knowledge container can be sealed");
     }
-    const Kc_lock lock(path);
+    const Kc_lock lock(path, wait);
     Record_check check = check_file(lock.target().path());
     check.file = path;
     check.is_sealed_now = false;

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "cli/kc/Kc_lock.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
 
@@ -31,7 +32,7 @@ Record_check check_file(const std::string& path);
 // Returns the check, whose `is_sealed_now` says whether the file has been sealed.
 // RAISES: what read_record_file raises; Data_error if the file is no container; what Kc_lock and
 // Replacement_file raise; Output_error if the seal cannot be written.
-Record_check check_and_seal(const std::string& path);
+Record_check check_and_seal(const std::string& path, const Lock_wait& wait = {});
 
 }  // namespace cli
 
