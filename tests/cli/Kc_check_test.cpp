@@ -52,7 +52,7 @@ std::string report(const Record_check& check) {
 
 // The objects of the container: desk has the classifier 2 and the model 1; press has the rule
 // classifier 3; home has 5 and 4; world has 7 and 6.
-class KcCheckTest : public testing::TestWithParam<Kc_form> {
+class KcCheckTest : public testing::TestWithParam<Written_form> {
 protected:
     std::string path() const { return m_folder.file("a.kc"); }
 
@@ -83,7 +83,8 @@ protected:
     Scratch_folder m_folder;
 };
 
-INSTANTIATE_TEST_SUITE_P(Forms, KcCheckTest, testing::Values(Kc_form::kPlain, Kc_form::kCached),
+INSTANTIATE_TEST_SUITE_P(Forms, KcCheckTest,
+                         testing::Values(Written_form::kPlain, Written_form::kCached),
                          [](const auto& each) { return name_of_form(each.param); });
 
 TEST_P(KcCheckTest, CompleteContainerIsClean) {
@@ -303,7 +304,7 @@ TEST_P(KcCheckTest, DumpShowsNodeAndSizesOfEachRecord) {
     EXPECT_EQ(json["items"][2]["rules"], 2);
     EXPECT_EQ(json["items"][7]["referenced"], false);
     EXPECT_EQ(json["seal"], nullptr);
-    EXPECT_EQ(json.contains("holes"), GetParam() == Kc_form::kCached);
+    EXPECT_EQ(json.contains("holes"), GetParam() == Written_form::kCached);
 }
 
 TEST_P(KcCheckTest, DumpLeavesOutItemsBeyondTheLimit) {
@@ -434,7 +435,7 @@ TEST(KcCheckFormTest, StaleCachedContainerIsRepairableAndNotRead) {
     const std::string path = folder.file("a.kc");
     Kc_items items(saved(kc.manager));
     items.object(3).resize(10);
-    write_kc_items(items, Kc_form::kCached, path);
+    write_kc_items(items, Written_form::kCached, path);
     Hreclaim<Hfile64> file;
     file.Open(path, false, false);
     file.SetState(1);
@@ -453,7 +454,7 @@ TEST(KcCheckFormTest, CachedContainerWithAMissingItemIsLost) {
     const Scratch_folder folder;
     Trained_desk kc;
     const std::string path = folder.file("a.kc");
-    write_sealed_kc_items(Kc_items(saved(kc.manager)), Kc_form::kCached, path);
+    write_sealed_kc_items(Kc_items(saved(kc.manager)), Written_form::kCached, path);
     std::string bytes = folder.content("a.kc");
     const std::size_t item = bytes.find(std::string("\x4A\x5B\x6C\x73\0\0\0\x04\0\0\0\x05", 12));
     ASSERT_NE(item, std::string::npos);
@@ -474,7 +475,7 @@ TEST(KcCheckFormTest, CachedContainerOfVersionOneIsCheckedAndNotChanged) {
                             std::istreambuf_iterator<char>());
     Kc_items items(plain);
     ASSERT_EQ(items.version, 1);
-    for (const Kc_form form : {Kc_form::kPlain, Kc_form::kCached}) {
+    for (const Written_form form : {Written_form::kPlain, Written_form::kCached}) {
         SCOPED_TRACE(name_of_form(form));
         const Scratch_folder folder;
         const std::string path = folder.file("a.kc");
