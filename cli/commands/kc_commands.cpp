@@ -60,8 +60,9 @@ struct Kc_words {
 void print_info(const Kc_words& words) {
     Long_work work;
     Kc_info info;
-    view_kc(words.file, &work.progress(),
-            [&info](qtPtrLight<zeManager>& manager) { info = kc_info(*manager); }, words.bound);
+    view_kc(
+        words.file, &work.progress(),
+        [&info](qtPtrLight<zeManager>& manager) { info = kc_info(*manager); }, words.bound);
     info.file = read_kc_file_facts(words.file);
     if (words.writes_json) {
         print_json(kc_info_json(info), Json_form::kManyLines, std::cout);
@@ -73,10 +74,13 @@ void print_info(const Kc_words& words) {
 void print_options(const Kc_words& words) {
     Long_work work;
     std::vector<Kc_setting> settings;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        settings =
-            words.key.empty() ? kc_settings(manager) : std::vector{kc_setting(manager, words.key)};
-    }, words.bound);
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            settings = words.key.empty() ? kc_settings(manager)
+                                         : std::vector{kc_setting(manager, words.key)};
+        },
+        words.bound);
     if (words.writes_json) {
         print_json(settings_json(settings), Json_form::kManyLines, std::cout);
     } else {
@@ -87,8 +91,10 @@ void print_options(const Kc_words& words) {
 void set_options(const Kc_words& words) {
     const std::vector<Key_value> values = setting_values(words.assignments);
     Long_work work;
-    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
-            [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); }, words.bound);
+    edit_kc(
+        words.file, {words.seconds_to_wait, &work.progress()},
+        [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); },
+        words.bound);
 }
 
 // An options file may also have the two switches of the trainers, which no container keeps.
@@ -111,20 +117,25 @@ void load_options(const Kc_words& words) {
     warn_of_ignored(settings);
     const std::vector<Key_value> values = settings.used_settings();
     Long_work work;
-    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
-            [&values](qtPtrLight<zeManager>& manager) {
-                return !values.empty() && set_kc_settings(manager, values);
-            }, words.bound);
+    edit_kc(
+        words.file, {words.seconds_to_wait, &work.progress()},
+        [&values](qtPtrLight<zeManager>& manager) {
+            return !values.empty() && set_kc_settings(manager, values);
+        },
+        words.bound);
 }
 
 void dump_options(const Kc_words& words) {
     Long_work work;
     std::ostringstream text;
     std::vector<std::string> others;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        write_options_file(*manager, text);
-        others = classifiers_with_other_values(kc_settings(manager));
-    }, words.bound);
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            write_options_file(*manager, text);
+            others = classifiers_with_other_values(kc_settings(manager));
+        },
+        words.bound);
     write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
     if (!others.empty()) {
         const std::size_t count = others.size();

@@ -122,20 +122,21 @@ std::vector<std::string> warnings_of_new_rules(const std::string& file, const ze
 // if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     std::vector<std::string> warnings;
-    edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
-            [&](qtPtrLight<zeManager>& manager) {
-                const std::set<std::string> known = rules_of(*manager->m_logical_tree);
-                manager->m_modified = false;
-                Deferred_writes writes(*manager);
-                change(*manager);
-                warnings = warnings_of_new_rules(target.file, *manager, known);
-                const bool is_modified = manager->m_modified;
-                if (is_modified) {
-                    writes.commit();
-                }
-                return is_modified;
-            },
-            target.bound);
+    edit_kc(
+        target.file, {target.seconds_to_wait, &work.progress()},
+        [&](qtPtrLight<zeManager>& manager) {
+            const std::set<std::string> known = rules_of(*manager->m_logical_tree);
+            manager->m_modified = false;
+            Deferred_writes writes(*manager);
+            change(*manager);
+            warnings = warnings_of_new_rules(target.file, *manager, known);
+            const bool is_modified = manager->m_modified;
+            if (is_modified) {
+                writes.commit();
+            }
+            return is_modified;
+        },
+        target.bound);
     for (const std::string& warning : warnings) {
         work.warn(warning);
     }
@@ -148,9 +149,12 @@ void add_file(CLI::App& command, std::string& file) {
 void print_show(const Show_words& words) {
     Long_work work;
     Tree_view view;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        view = view_tree(*manager, words.path, words.depth);
-    }, words.bound);
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            view = view_tree(*manager, words.path, words.depth);
+        },
+        words.bound);
     if (!words.writes_json) {
         print_tree(view, std::cout);
         return;
@@ -261,10 +265,13 @@ void dump_tree(const Dump_words& words) {
     Long_work work;
     std::ostringstream text;
     std::size_t changed_count = 0;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        write_tree_text(*manager, text);
-        changed_count = changed_node_count(*manager);
-    }, words.bound);
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            write_tree_text(*manager, text);
+            changed_count = changed_node_count(*manager);
+        },
+        words.bound);
     write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
     if (changed_count > 0) {
         work.warn("tabs and line breaks in names or rules are written as blanks: " +

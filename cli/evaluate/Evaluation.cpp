@@ -195,9 +195,10 @@ public:
 private:
     // A task is the index of the first text of a batch.
     void run_by_workers(std::size_t jobs) {
-        Worker_pool pool(jobs, [this](std::string_view task) {
-            return bytes_of(batch_at(get<std::size_t>(task)));
-        }, [this] { reopen_cached(*m_model.manager()); });
+        Worker_pool pool(
+            jobs,
+            [this](std::string_view task) { return bytes_of(batch_at(get<std::size_t>(task))); },
+            [this] { reopen_cached(*m_model.manager()); });
         for (std::size_t begin = 0; begin < m_texts.size(); begin += kBatchSize) {
             if (pool.is_full()) {
                 take(pool);
@@ -285,11 +286,10 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     Cpu_timer timer;
     timer.start();
     std::unique_ptr<Text_model> model =
-        options.learn_file
-            ? read_model(options.kc_file, options.analysis, options.progress,
-                         bound_to_learn(options))
-            : read_model_to_classify(options.kc_file, options.analysis, options.progress,
-                                     options.bound);
+        options.learn_file ? read_model(options.kc_file, options.analysis, options.progress,
+                                        bound_to_learn(options))
+                           : read_model_to_classify(options.kc_file, options.analysis,
+                                                    options.progress, options.bound);
     timer.stop();
     if (options.learn_file) {
         check_can_learn(options.kc_file, *model);

@@ -87,8 +87,7 @@ void write(const Conversion_options& options, zeManager& manager, bool is_unicod
            Replacement_file& file) {
     zandrel::detail::Progress(options.progress).set_status("Writing the container");
     KcIoMode mode;
-    mode.io_mode =
-        options.form == Kc_form::kCached ? KcIoMode::CACHED_IO : KcIoMode::DIRECT_IO;
+    mode.io_mode = options.form == Kc_form::kCached ? KcIoMode::CACHED_IO : KcIoMode::DIRECT_IO;
     mode.compact = options.compact || manager.m_compact;
     errno = 0;
     try {

@@ -35,11 +35,11 @@ namespace cli {
 namespace {
 
 constexpr int kAny = -1;
-constexpr int kUnknownVersion = 2;  // of zeIO
+constexpr int kUnknownVersion = 2;   // of zeIO
 constexpr int kNotSynchronized = 8;  // of zeIO
-constexpr int kDamagedItem = 12;    // of zeIO
-constexpr int kInterruption = 2;    // of zeWorkflow
-constexpr int kCompactRefused = 3;  // of zeWorkflow
+constexpr int kDamagedItem = 12;     // of zeIO
+constexpr int kInterruption = 2;     // of zeWorkflow
+constexpr int kCompactRefused = 3;   // of zeWorkflow
 
 // A row explains errors of a class that have this number (kAny: any number) and whose text begins
 // with `beginning`. The text of an assertion must be equal to `beginning`, unless `beginning` is

@@ -84,9 +84,9 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, boo
                            const Cache_bound& bound, CTProgress* progress) {
     const Kc_form form = form_of(path);
     check_bound(name, form, bound);
-    qtPtrLight<zeManager> manager =
-        form == Kc_form::kCached ? open_cached(name, path, bound, for_classifying, progress)
-                                 : read_plain(name, path, for_classifying, progress);
+    qtPtrLight<zeManager> manager = form == Kc_form::kCached
+                                        ? open_cached(name, path, bound, for_classifying, progress)
+                                        : read_plain(name, path, for_classifying, progress);
     require_usual_settings(name, *manager);
     return manager;
 }

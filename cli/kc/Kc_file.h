@@ -32,11 +32,11 @@ void check_overwriting(const Target_file& target, bool replaces, const std::stri
 void check_is_no_kc(const std::string& data_file);
 
 // Reads the knowledge container of a file. If it is a plain one, its seal is verified, if there is
-// one. If it is in cached form, its file is open for reading while the manager exists (open_cached),
-// with at most `bound` statistical classifiers in memory. `progress` may be null.
+// one. If it is in cached form, its file is open for reading while the manager exists
+// (open_cached), with at most `bound` statistical classifiers in memory. `progress` may be null.
 // RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if
-// it is not a container or is damaged, also if its seal does not match; Usage_error for a bound that is
-// given for a plain container; qtX<zeWorkflow> 2 for an interruption.
+// it is not a container or is damaged, also if its seal does not match; Usage_error for a bound
+// that is given for a plain container; qtX<zeWorkflow> 2 for an interruption.
 qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress,
                               const Cache_bound& bound = {});
 // The same for a container that is only used to classify. Data that only learning needs is read and

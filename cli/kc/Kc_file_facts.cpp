@@ -1,5 +1,5 @@
-// Opens the file a second time, as a package or a record file, since the container in memory does not have
-// these properties.
+// Opens the file a second time, as a package or a record file, since the container in memory does
+// not have these properties.
 #include "cli/kc/Kc_file_facts.h"
 
 #include <cerrno>

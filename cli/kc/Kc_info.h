@@ -60,8 +60,8 @@ Kc_info kc_info(zeManager& manager);
 std::string moment_text(const qtTimeDate& moment);
 
 void print_kc_info(const Kc_info& info, std::ostream& out);
-// The same as an object; `file`, `size`, `form`, `unicode` and `seal` are missing for a container in
-// memory, and `cache_bound` for one that is not in cached form.
+// The same as an object; `file`, `size`, `form`, `unicode` and `seal` are missing for a container
+// in memory, and `cache_bound` for one that is not in cached form.
 nlohmann::ordered_json kc_info_json(const Kc_info& info);
 
 }  // namespace cli

@@ -59,6 +59,7 @@ public:
     // RAISES: Output_error if the container is not the file that it was when this object got the
     // lock, or if it has been written since; what Target_file::check_link raises.
     void check_unchanged() const;
+
     // Returns whether the container has been written or replaced since this object got the lock.
     bool has_changed() const { return m_target.state() != m_state; }
 

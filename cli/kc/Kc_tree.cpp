@@ -201,8 +201,8 @@ void check_rule(const Node_attributes& attributes) {
     }
 }
 
-// With a bound of 1, Deferred_writes cannot keep a container in cached form unchanged in its file. So
-// all that can refuse the edit is asked before the edit. `verify`: the tree's own checks.
+// With a bound of 1, Deferred_writes cannot keep a container in cached form unchanged in its file.
+// So all that can refuse the edit is asked before the edit. `verify`: the tree's own checks.
 template <class Verify>
 void check_before(const zeManager& manager, const Compact_guard& guard, const Verify& verify) {
     if (manager.ReadOnDemand() == 1) {

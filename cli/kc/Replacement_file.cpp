@@ -121,8 +121,10 @@ void remove_files_left_behind(const Target_file& target, bool is_locked) {
 class Owner_only_files {
 public:
     Owner_only_files() : m_before(::umask(S_IRWXG | S_IRWXO)) {}
+
     Owner_only_files(const Owner_only_files&) = delete;
     Owner_only_files& operator=(const Owner_only_files&) = delete;
+
     ~Owner_only_files() { ::umask(m_before); }
 
 private:

@@ -33,8 +33,7 @@ std::unique_ptr<Text_model> read_model(const std::string& path, const Given_anal
 
 std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
                                                    const Given_analysis& given,
-                                                   CTProgress* progress,
-                                                   const Cache_bound& bound) {
+                                                   CTProgress* progress, const Cache_bound& bound) {
     return model_of(read_kc_to_classify(path, progress, bound), path, given);
 }
 

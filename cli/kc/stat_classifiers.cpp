@@ -25,8 +25,7 @@ public:
         : m_manager(manager),
           m_node(node),
           m_leaves(manager.ReadOnDemand() != 0 && node->m_classifier == nullptr),
-          m_matcher(
-              dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {}
+          m_matcher(dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {}
 
     Short_stay(const Short_stay&) = delete;
     Short_stay& operator=(const Short_stay&) = delete;
@@ -61,8 +60,8 @@ void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit)
 }
 
 Storages storages_of(const zeManager& manager, std::vector<zeNode*> nodes) {
-    return [&manager, nodes = std::move(nodes)](
-               const std::function<void(zeStat_storage & storage)>& visit) {
+    return [&manager,
+            nodes = std::move(nodes)](const std::function<void(zeStat_storage & storage)>& visit) {
         for (zeNode* const node : nodes) {
             const Short_stay classifier(manager, node);
             if (classifier.matcher() != nullptr) {

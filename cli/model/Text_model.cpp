@@ -209,8 +209,8 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
     m_analysis_timer.stop();
 }
 
-// The container that is moved loses what no file has: settings that are not stored, and the forms of
-// the words in rules.
+// The container that is moved loses what no file has: settings that are not stored, and the forms
+// of the words in rules.
 void Text_model::move() {
     m_move(*m_manager);
     if (m_given != nullptr) {
@@ -421,10 +421,9 @@ std::vector<std::string> Text_model::empty_leaves(const std::vector<Labelled_tex
         }
     }
     // So that each classifier is needed once.
-    std::sort(all.begin(), all.end(),
-              [](const zeLogicalNode* left, const zeLogicalNode* right) {
-                  return std::pair(left->parent, left->id) < std::pair(right->parent, right->id);
-              });
+    std::sort(all.begin(), all.end(), [](const zeLogicalNode* left, const zeLogicalNode* right) {
+        return std::pair(left->parent, left->id) < std::pair(right->parent, right->id);
+    });
     std::map<std::string_view, std::vector<zeNode*>> empty;  // by label
     for (const zeLogicalNode* const leaf : all) {
         if (learned_messages(*m_manager, *leaf) == 0) {
@@ -568,8 +567,8 @@ Ranking Text_model::rank(zeMsg& msg, int wanted) {
     return ranking_of(classify(msg, wanted));
 }
 
-std::vector<Ranking> Text_model::rank_without_tables(
-    const std::vector<qtPtrLight<zeMsg>>& messages, int wanted) {
+std::vector<Ranking> Text_model::rank_without_tables(const std::vector<qtPtrLight<zeMsg>>& messages,
+                                                     int wanted) {
     std::vector<Ranking> rankings;
     if (is_cached()) {
         for (const qtPtrLight<zeMsg>& message : messages) {
@@ -669,8 +668,8 @@ std::function<bool(const Concept& word)> Text_model::word_test() {
         return [&words = known_words()](const Concept& word) { return words.count(word) != 0; };
     }
     std::vector<const zeStat_matcher*> all;
-    for_each_stat_classifier(
-        *m_manager, [&all](const Stat_classifier& each) { all.push_back(&each.matcher); });
+    for_each_stat_classifier(*m_manager,
+                             [&all](const Stat_classifier& each) { all.push_back(&each.matcher); });
     return [all](const Concept& word) {
         return std::any_of(all.begin(), all.end(), [&word](const zeStat_matcher* each) {
             return has_learned(*each, word);

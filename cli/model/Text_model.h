@@ -95,12 +95,13 @@ public:
     void start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
     // Trains all classifiers of a container anew. Its tree, rules, ids and settings remain, and
     // what it has learned is removed before. A compact container becomes a full one. Empties the
-    // texts like `start_and_empty`. `name`: of the container's file, for messages. `cleared`: called
-    // when the classifiers are empty; may be empty. RAISES: Unknown_label for a label that no leaf
-    // has; nothing has changed then.
+    // texts like `start_and_empty`. `name`: of the container's file, for messages. `cleared`:
+    // called when the classifiers are empty; may be empty. RAISES: Unknown_label for a label that
+    // no leaf has; nothing has changed then.
     void train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
                                const std::string& name, CTProgress* progress,
                                const std::function<void()>& cleared = {});
+
     // Call this before the training of a new model. Then `move` is called with the new container,
     // which has its tree but has learned nothing, and may bring it into another form.
     // REQUIRES: `move` keeps the container, but nodes may get other addresses.
@@ -238,7 +239,7 @@ private:
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
-    zeSml_feeder m_feeder;  // cleared before each text
+    zeSml_feeder m_feeder;                           // cleared before each text
     std::function<void(zeManager& manager)> m_move;  // may be empty
     Label_groups m_groups;
     Tree_source m_tree;
@@ -246,7 +247,7 @@ private:
     std::vector<std::size_t> m_blocked;
     qtPtrLight<zeManager> m_manager;
     Analysis_kind m_kind;
-    Engine_settings* m_given = nullptr;    // BORROWS: the user's settings; null: none
+    Engine_settings* m_given = nullptr;          // BORROWS: the user's settings; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: storages whose tables are switched off

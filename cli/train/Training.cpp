@@ -276,7 +276,8 @@ Training_summary train_new_kc(const Training_options& options) {
     check_overwriting(Target_file(options.kc_file), options.replaces, "train");
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    check_overwriting(lock.target(), options.replaces, "train");  // another process may have made it while we waited
+    check_overwriting(lock.target(), options.replaces,
+                      "train");  // another process may have made it while we waited
     Replacement_file::try_out(lock);
     std::vector<Data_file> files = read_training_data(options, summary.skipped);
     Texts texts = joined(files);
@@ -291,8 +292,7 @@ Training_summary train_new_kc(const Training_options& options) {
             move_to_cached_file(options.kc_file, *file, manager, options.bound);
         });
     }
-    errno = 0;
-    with_write_errors(options.kc_file, *model.manager(), [&] {
+    with_errors_of_new_file(options.kc_file, [&] {
         sources.locate_errors(
             [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
     });

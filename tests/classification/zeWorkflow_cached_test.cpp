@@ -66,10 +66,9 @@ void build(zeManager& manager) {
         if (group == 4) {
             desk = add_node(manager, 1, "desk", ZE_RULE);
         }
-        const unsigned int id =
-            group < 4 ? add_node(manager, 1, group_of(group), ZE_STAT)
-                      : add_node(manager, desk, group_of(group), ZE_STAT,
-                                 group == 4 ? "$a(?)" : "default");
+        const unsigned int id = group < 4 ? add_node(manager, 1, group_of(group), ZE_STAT)
+                                          : add_node(manager, desk, group_of(group), ZE_STAT,
+                                                     group == 4 ? "$a(?)" : "default");
         for (int leaf = 0; leaf < (group == 5 ? 1 : 3); ++leaf) {
             add_node(manager, id, leaf_of(group, leaf), ZE_LEAF);
         }

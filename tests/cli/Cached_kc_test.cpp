@@ -1,4 +1,5 @@
-// Changes of a container in cached form that are refused, interrupted or fail, at each of their steps.
+// Changes of a container in cached form that are refused, interrupted or fail, at each of their
+// steps.
 #include "cli/kc/Cached_kc.h"
 
 #include <filesystem>
@@ -195,33 +196,35 @@ TEST_F(CachedKcTest, ChangeThatRaisesLeavesTheFileAsItWas) {
 
 TEST_F(CachedKcTest, RefusedEditAfterADeletedClassifierLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
-    EXPECT_THROW(cli::edit_kc(m_cached, {},
-                              [](qtPtrLight<zeManager>& manager) -> bool {
-                                  cli::Deferred_writes writes(*manager);
-                                  cli::delete_node(*manager, "root/cold", false);
-                                  cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
-                                  cli::delete_node(*manager, "root/none", false);
-                                  return true;
-                              },
-                              {2}),
-                 cli::Usage_error);
+    EXPECT_THROW(
+        cli::edit_kc(m_cached, {},
+                     [](qtPtrLight<zeManager>& manager) -> bool {
+                         cli::Deferred_writes writes(*manager);
+                         cli::delete_node(*manager, "root/cold", false);
+                         cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+                         cli::delete_node(*manager, "root/none", false);
+                         return true;
+                     },
+                     {2}),
+        cli::Usage_error);
     EXPECT_EQ(bytes_of(m_cached), before);
 }
 
 TEST_F(CachedKcTest, DeferredEditDeletesAndAddsItems) {
     unsigned int cold = 0;
-    cli::edit_kc(m_cached, {},
-                 [&cold](qtPtrLight<zeManager>& manager) {
-                     cold = manager->m_logical_tree->FindNodeByPath("root/cold")
-                                .physical_node->m_classifier_id;
-                     cli::Deferred_writes writes(*manager);
-                     cli::delete_node(*manager, "root/cold", false);
-                     cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
-                     cli::add_node(*manager, "root/new/leaf", {});
-                     writes.commit();
-                     return true;
-                 },
-                 {2});
+    cli::edit_kc(
+        m_cached, {},
+        [&cold](qtPtrLight<zeManager>& manager) {
+            cold =
+                manager->m_logical_tree->FindNodeByPath("root/cold").physical_node->m_classifier_id;
+            cli::Deferred_writes writes(*manager);
+            cli::delete_node(*manager, "root/cold", false);
+            cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+            cli::add_node(*manager, "root/new/leaf", {});
+            writes.commit();
+            return true;
+        },
+        {2});
     const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
     CachePack& pack = *manager->m_io->m_cache_pack;
     EXPECT_FALSE(pack.Exists(pack.MakeStringKey(cold)));
@@ -330,12 +333,13 @@ TEST_F(CachedKcTest, MarkedFileNamesTheCommandThatRepairsIt) {
         cli::read_kc(m_cached, nullptr);
         ADD_FAILURE() << "nothing is raised";
     } catch (const cli::Data_error& error) {
-        EXPECT_EQ(std::string(error.what()),
-                  m_cached +
-                      ": the last change of the container was not completed; zandrel "
-                      "rebuild-index '" +
-                      m_cached +
-                      "' makes it usable (KB index is not synchronized (Run RebuildIndex Utility))");
+        EXPECT_EQ(
+            std::string(error.what()),
+            m_cached +
+                ": the last change of the container was not completed; zandrel "
+                "rebuild-index '" +
+                m_cached +
+                "' makes it usable (KB index is not synchronized (Run RebuildIndex Utility))");
     }
 }
 

@@ -215,8 +215,8 @@ TEST(KcInfoTest, CachedFormIsPrintedWithItsBound) {
     std::ostringstream out;
     print_kc_info(info, out);
 
-    EXPECT_THAT(out.str(),
-                testing::HasSubstr("  form                cached, at most 1 classifier in memory\n"));
+    EXPECT_THAT(out.str(), testing::HasSubstr(
+                               "  form                cached, at most 1 classifier in memory\n"));
     EXPECT_EQ(kc_info_json(info)["form"], "cached");
     EXPECT_EQ(kc_info_json(info)["cache_bound"], 1);
 }

@@ -100,7 +100,8 @@ struct Edited_container {
     }
 
     zeStat_matcher& Matcher(unsigned int id) const {
-        return dynamic_cast<zeStat_matcher&>(*manager.m_physical_tree->get_classifier(Physical(id)));
+        return dynamic_cast<zeStat_matcher&>(
+            *manager.m_physical_tree->get_classifier(Physical(id)));
     }
 
     // The logical ids of the nodes that a node's classifier decides, in ascending order.
