@@ -20,6 +20,7 @@
 #include "cli/commands/kc_commands.h"
 #include "cli/commands/model_commands.h"
 #include "cli/commands/parse_errors.h"
+#include "cli/commands/rebuild_command.h"
 #include "cli/commands/record_commands.h"
 #include "cli/commands/rule_commands.h"
 #include "cli/commands/split_command.h"
@@ -52,7 +53,15 @@ std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
     return CLI::FailureMessage::simple(app, shown);
 }
 
-int run(int argc, char** argv) {
+// How a command has ended.
+struct End {
+    int status = cli::kSuccess;
+    // Other statuses than success may also be the result of a command, for example of
+    // rebuild-index, which has changed a file as it should.
+    bool has_failed = false;
+};
+
+End run(int argc, char** argv) {
     cli::Command_result result;  // must outlive the commands
     CLI::App app("Zandrel, a text classification engine", "zandrel");
     app.set_version_flag("--version", version_text());
@@ -63,23 +72,24 @@ int run(int argc, char** argv) {
     cli::add_model_commands(app, result);
     cli::add_rule_commands(app, result);
     cli::add_record_commands(app, result);
+    cli::add_rebuild_command(app, result);
     cli::add_kc_commands(app);
     cli::add_tree_commands(app);
     cli::add_help_command(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return cli::report_parse_error(app, error);
+        return {cli::report_parse_error(app, error), true};
     }
-    return result.status;
+    return {result.status, false};
 }
 
-int fail(const std::exception& error, int status) {
+End fail(const std::exception& error, int status) {
     std::cerr << cli::shown_message(error.what()) << '\n';
-    return status;
+    return {status, true};
 }
 
-int run_and_report(int argc, char** argv) {
+End run_and_report(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const cli::Data_error& error) {
@@ -96,7 +106,7 @@ int run_and_report(int argc, char** argv) {
         return fail(error, cli::kUsageError);
     } catch (const std::bad_alloc&) {
         std::cerr << "zandrel: not enough memory\n";
-        return cli::kInternalError;
+        return {cli::kInternalError, true};
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
         return fail(error, cli::Interruption::is_requested()
@@ -106,13 +116,13 @@ int run_and_report(int argc, char** argv) {
 }
 
 // Runs the command, flushes the output, and reports a failure of both.
-int run_to_the_end(int argc, char** argv) {
-    const int status = run_and_report(argc, argv);
+End run_to_the_end(int argc, char** argv) {
+    const End end = run_and_report(argc, argv);
     if (!std::cout.flush()) {
         std::cerr << "zandrel: cannot write the output\n";
-        return status == cli::kSuccess ? cli::kOutputError : status;
+        return {end.status == cli::kSuccess ? cli::kOutputError : end.status, true};
     }
-    return status;
+    return end;
 }
 
 // Opens the standard streams that the caller has closed. Otherwise a container's file could get the
@@ -147,10 +157,10 @@ int main(int argc, char** argv) {
     keep_freed_memory();
     occupy_standard_streams();
     cli::prepare_for_signals();
-    const int status = run_to_the_end(argc, argv);
-    if (status != cli::kSuccess && !cli::change_message().empty()) {
+    const End end = run_to_the_end(argc, argv);
+    if (end.has_failed && end.status != cli::kSuccess && !cli::change_message().empty()) {
         std::cerr << cli::change_message();
         return cli::kChangedThenFailed;
     }
-    return status;
+    return end.status;
 }

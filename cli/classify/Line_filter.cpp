@@ -31,6 +31,7 @@
 #include "cli/classify/Walk_report.h"
 #include "cli/data/Data_reader.h"
 #include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Text_model.h"
 #include "cli/model/Worker_pool.h"
@@ -48,10 +49,13 @@ using Answer = std::function<void(const Question&, std::ostream&)>;
 // Writes the answers in the order of the lines. They are made at once or by workers.
 class Answerer {
 public:
-    Answerer(std::size_t jobs, Answer answer, std::ostream& out)
+    // `model`: answers the questions.
+    Answerer(std::size_t jobs, const Text_model& model, Answer answer, std::ostream& out)
         : m_answer(std::move(answer)), m_out(out) {
         if (jobs > 1) {
-            m_pool.emplace(jobs, [this](std::string_view task) { return answers(task); });
+            m_pool.emplace(
+                jobs, [this](std::string_view task) { return answers(task); },
+                [&model] { reopen_cached(*model.manager()); });
         }
     }
 
@@ -218,7 +222,7 @@ void answer_lines(const Line_input& input, const Text_model& model, const Answer
     if (echo.has_header() && !reader->header().empty()) {
         out << echo.header(reader->header(), input.name) << '\n';
     }
-    answerer.emplace(input.jobs, answer, out);
+    answerer.emplace(input.jobs, model, answer, out);
     try {
         answer_records(input, *reader, echo, *answerer, out);
     } catch (...) {

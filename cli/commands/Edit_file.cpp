@@ -157,6 +157,10 @@ Edit_file::Edit_file(const std::string& path) {
 void Edit_file::apply(zeManager& manager, CTProgress& progress) const {
     progress.SetStatus("Editing the tree");
     progress.SetTotal(static_cast<int>(m_lines.size()));
+    if (m_lines.size() > 1 && manager.ReadOnDemand() == 1) {
+        // Deferred_writes cannot undo the edits before one that is refused.
+        throw Data_error(m_name, m_lines[1].number, kOneClassifier);
+    }
     for (const Line& line : m_lines) {
         work_on_line(m_name, line.number, [&] { line.edit(manager); });
         progress.Increment(1);

@@ -23,8 +23,9 @@ public:
     explicit Edit_file(const std::string& path);
 
     // Makes all edits, in their order.
-    // RAISES: Data_error with the line number of an edit that is refused; the caller must then
-    // discard the container. qtX<zeWorkflow> 2 if `progress` interrupts it.
+    // RAISES: Data_error for a second edit of a container in cached form with a bound of 1, and
+    // with the line number of an edit that is refused; the caller must then discard the container.
+    // qtX<zeWorkflow> 2 if `progress` interrupts it.
     void apply(zeManager& manager, CTProgress& progress) const;
 
 private:

@@ -62,6 +62,7 @@ struct Evaluate_words {
     CLI::Option* cv = nullptr;
     CLI::Option* holdout = nullptr;
     CLI::Option* seed = nullptr;
+    CLI::Option* bound = nullptr;
     std::vector<const CLI::Option*> not_of_container;  // they exclude KC
 };
 
@@ -75,7 +76,11 @@ bool divides_data(const Evaluate_words& words) {
     return words.cv->count() > 0 || words.holdout->count() > 0;
 }
 
+// RAISES: CLI::RequiresError for an option of containers; what model_options raises.
 void settle_training(Evaluate_words& words) {
+    if (words.bound->count() > 0) {
+        throw CLI::RequiresError("--cached", "KC");
+    }
     words.options.model = model_options(words.training);
     words.options.bootstraps = words.training.bootstraps;
 }
@@ -247,6 +252,7 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
                     "Data file to classify, instead of --test; with --cv or --holdout all data "
                     "files; -: standard input")
         ->type_name("");
+    words.bound = add_bound_option(command, words.options.bound.given);
     for (const char* const name :
          {"--train", "--test", "--bootstrap", "--groups", "--tree", "--options", "--set"}) {
         words.not_of_container.push_back(command.get_option(name));

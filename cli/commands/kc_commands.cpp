@@ -14,6 +14,8 @@
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/commands/option_checks.h"
+#include "cli/errors.h"
+#include "cli/kc/Kc_conversion.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file_facts.h"
 #include "cli/kc/Kc_info.h"
@@ -24,6 +26,7 @@
 #include "cli/text/Json.h"
 #include "cli/text/Key_value.h"
 #include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
 #include "cli/text/print_warning.h"
 
 namespace cli {
@@ -33,6 +36,16 @@ namespace {
 // The number of classifiers that a warning names.
 constexpr std::size_t kMostNamed = 5;
 
+constexpr const char* kConvertNotes =
+    R"(A container in cached form can be larger than the memory: zandrel help containers. The new file has the
+same contents, a seal, and version 2. KC stays as it is. A compact container stays compact.
+
+Examples:
+  zandrel convert shop.kc large.kc --cached
+  zandrel convert large.kc shop.kc --plain --compact
+
+See also: zandrel help containers)";
+
 struct Kc_words {
     std::string file;
     std::string key;  // empty: all
@@ -41,13 +54,15 @@ struct Kc_words {
     std::string output_file;  // empty: standard output
     double seconds_to_wait = 0.0;
     bool writes_json = false;
+    Cache_bound bound = {};
 };
 
 void print_info(const Kc_words& words) {
     Long_work work;
     Kc_info info;
-    view_kc(words.file, &work.progress(),
-            [&info](qtPtrLight<zeManager>& manager) { info = kc_info(*manager); });
+    view_kc(
+        words.file, &work.progress(),
+        [&info](qtPtrLight<zeManager>& manager) { info = kc_info(*manager); }, words.bound);
     info.file = read_kc_file_facts(words.file);
     if (words.writes_json) {
         print_json(kc_info_json(info), Json_form::kManyLines, std::cout);
@@ -59,10 +74,13 @@ void print_info(const Kc_words& words) {
 void print_options(const Kc_words& words) {
     Long_work work;
     std::vector<Kc_setting> settings;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        settings =
-            words.key.empty() ? kc_settings(manager) : std::vector{kc_setting(manager, words.key)};
-    });
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            settings = words.key.empty() ? kc_settings(manager)
+                                         : std::vector{kc_setting(manager, words.key)};
+        },
+        words.bound);
     if (words.writes_json) {
         print_json(settings_json(settings), Json_form::kManyLines, std::cout);
     } else {
@@ -73,8 +91,10 @@ void print_options(const Kc_words& words) {
 void set_options(const Kc_words& words) {
     const std::vector<Key_value> values = setting_values(words.assignments);
     Long_work work;
-    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
-            [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); });
+    edit_kc(
+        words.file, {words.seconds_to_wait, &work.progress()},
+        [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); },
+        words.bound);
 }
 
 // An options file may also have the two switches of the trainers, which no container keeps.
@@ -97,20 +117,25 @@ void load_options(const Kc_words& words) {
     warn_of_ignored(settings);
     const std::vector<Key_value> values = settings.used_settings();
     Long_work work;
-    edit_kc(words.file, {words.seconds_to_wait, &work.progress()},
-            [&values](qtPtrLight<zeManager>& manager) {
-                return !values.empty() && set_kc_settings(manager, values);
-            });
+    edit_kc(
+        words.file, {words.seconds_to_wait, &work.progress()},
+        [&values](qtPtrLight<zeManager>& manager) {
+            return !values.empty() && set_kc_settings(manager, values);
+        },
+        words.bound);
 }
 
 void dump_options(const Kc_words& words) {
     Long_work work;
     std::ostringstream text;
     std::vector<std::string> others;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        write_options_file(*manager, text);
-        others = classifiers_with_other_values(kc_settings(manager));
-    });
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            write_options_file(*manager, text);
+            others = classifiers_with_other_values(kc_settings(manager));
+        },
+        words.bound);
     write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
     if (!others.empty()) {
         const std::size_t count = others.size();
@@ -120,15 +145,19 @@ void dump_options(const Kc_words& words) {
     }
 }
 
-void add_file(CLI::App& command, std::string& file) {
-    command.add_option("KC", file, "File of a knowledge container")->required()->type_name("");
+// Adds KC and --cached.
+void add_file(CLI::App& command, Kc_words& words) {
+    command.add_option("KC", words.file, "File of a knowledge container")
+        ->required()
+        ->type_name("");
+    add_bound_option(command, words.bound.given);
 }
 
 void add_info(CLI::App& app) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command =
         app.add_subcommand("info", "Describe a knowledge container and its contents");
-    add_file(*command, words->file);
+    add_file(*command, *words);
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->footer(
         "Example:\n"
@@ -142,7 +171,7 @@ void add_get(CLI::App& options) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command = options.add_subcommand(
         "get", "Print settings, with other values of single classifiers as comments");
-    add_file(*command, words->file);
+    add_file(*command, *words);
     command->add_option("KEY", words->key, "The setting to print; none: all")->type_name("");
     command->add_flag("--json", words->writes_json, "Print JSON");
     command->footer(
@@ -161,7 +190,7 @@ void add_set(CLI::App& options) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command = options.add_subcommand(
         "set", "Change settings of the container and of all its statistical classifiers");
-    add_file(*command, words->file);
+    add_file(*command, *words);
     command->add_option("KEY=VALUE", words->assignments, "A setting, such as ClipValue=2")
         ->required()
         ->type_name("");
@@ -180,7 +209,7 @@ void add_load(CLI::App& options) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command = options.add_subcommand(
         "load", "Change settings to those of an options file, as train --options reads it");
-    add_file(*command, words->file);
+    add_file(*command, *words);
     command
         ->add_option("OPTIONS_FILE", words->options_file,
                      "File with a line Key=value for each; not standard input")
@@ -208,7 +237,7 @@ void add_dump(CLI::App& options) {
     const auto words = std::make_shared<Kc_words>();
     CLI::App* const command = options.add_subcommand(
         "dump", "Write all settings as an options file, for options load and train --options");
-    add_file(*command, words->file);
+    add_file(*command, *words);
     add_output_option(*command, words->output_file);
     command->footer(
         "All settings of the container, in the order of the keys, with the line UseExtParms = 1,\n"
@@ -223,10 +252,67 @@ void add_dump(CLI::App& options) {
     command->callback([words] { dump_options(*words); });
 }
 
+// The value of --cached without a number.
+constexpr const char* kOnlyForm = "form";
+
+struct Convert_words {
+    Conversion_options options;
+    bool is_plain = false;
+    std::string bound;
+};
+
+void convert(Convert_words& words, bool is_cached) {
+    if (words.is_plain == is_cached) {
+        throw Usage_error("give one of --plain and --cached: the form of the new container");
+    }
+    words.options.form = is_cached ? Kc_form::kCached : Kc_form::kPlain;
+    if (is_cached && words.bound != kOnlyForm) {
+        const std::string error = error_of_bound(words.bound);
+        if (!error.empty()) {
+            throw Usage_error("--cached: " + error);
+        }
+        words.options.bound.given = static_cast<unsigned int>(std::stoul(words.bound));
+    }
+    {
+        Long_work work;
+        words.options.progress = &work.progress();
+        convert_kc(words.options);
+    }
+    const Kc_file_facts facts = read_kc_file_facts(words.options.new_file);
+    std::cout << shown_text(facts.path) << ": " << name_of(facts.form) << " container, "
+              << grouped(facts.size) << " bytes\n";
+}
+
+void add_convert(CLI::App& app) {
+    const auto words = std::make_shared<Convert_words>();
+    CLI::App* const command =
+        app.add_subcommand("convert", "Write a knowledge container to a new file, in another form");
+    command->add_option("KC", words->options.kc_file, "File of a knowledge container")
+        ->required()
+        ->type_name("");
+    command->add_option("NEW", words->options.new_file, "The new file")
+        ->required()
+        ->check(error_of_file_name)
+        ->type_name("");
+    command->add_flag("--plain", words->is_plain, "The new file is read and written as a whole");
+    CLI::Option* const cached = command->add_flag(
+        std::string("--cached{") + kOnlyForm + '}', words->bound,
+        "The new file stays open while it is used; --cached=N: with N statistical classifiers of "
+        "KC in memory at a time, if KC is in cached form");
+    command->add_flag("--compact", words->options.compact,
+                      "Leave out data for learning: a smaller file that can only classify");
+    command->add_flag("--replace", words->options.replaces,
+                      "Replace the container NEW if there is one");
+    add_wait_option(*command, words->options.seconds_to_wait);
+    command->footer(kConvertNotes);
+    command->callback([words, cached] { convert(*words, cached->count() > 0); });
+}
+
 }  // namespace
 
 void add_kc_commands(CLI::App& app) {
     add_info(app);
+    add_convert(app);
     CLI::App* const options =
         app.add_subcommand("options", "Show and change the settings of a knowledge container");
     options->require_subcommand(1);

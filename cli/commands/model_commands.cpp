@@ -43,6 +43,9 @@ Examples:
   zandrel train shop.kc shop.train.tsv --replace
   zandrel train shop.kc export.csv --text body --label category
 
+With --cached N the container gets the cached form: it is trained in its file, with at most N statistical
+classifiers in memory, and can be larger than the memory. It is written as a whole or not at all.
+
 A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
 the container anew.
 
@@ -53,7 +56,7 @@ See also: zandrel help containers, data, analysis, settings, trees)";
 
 constexpr const char* kLearnNotes =
     R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as
-a whole, or stays as it was. learn warns if the limits of the container make it forget.
+a whole, or stays as it was; in cached form it is changed in place. learn warns if the limits of the container make it forget.
 
 Example:
   zandrel learn shop.kc new.tsv --add-categories
@@ -185,6 +188,7 @@ void add_train(CLI::App& app) {
     }
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
+    add_bound_option(*command, words->options.bound.given);
     add_wait_option(*command, words->options.seconds_to_wait);
     add_line_options(*command, words->options);
     add_json_option(*command, words->writes_json);
@@ -212,6 +216,7 @@ void add_learn(CLI::App& app) {
     command->add_flag("--add-categories", words->options.adds_categories,
                       "Add unknown labels below the root instead of refusing them");
     add_analysis_options_of_container(*command, words->analysis);
+    add_bound_option(*command, words->options.bound.given);
     add_wait_option(*command, words->options.seconds_to_wait);
     add_line_options(*command, words->options);
     add_json_option(*command, words->writes_json);
@@ -229,6 +234,7 @@ struct Filter_words {
     Classify_options classify;
     std::optional<std::size_t> column;
     std::size_t jobs = 1;
+    Cache_bound bound = {};
     std::string category;  // path; empty: the best label of each line
     Explain_options explain;
 };
@@ -238,7 +244,7 @@ struct Filter_words {
 std::unique_ptr<Text_model> model_of(const Filter_words& words) {
     const Given_analysis given = given_analysis(words.analysis);
     Long_work work;
-    return read_model_to_classify(words.kc_file, given, &work.progress());
+    return read_model_to_classify(words.kc_file, given, &work.progress(), words.bound);
 }
 
 // RAISES: Usage_error for options that contradict each other.
@@ -324,6 +330,7 @@ CLI::App& add_filter(CLI::App& app, const char* name, const char* description,
     add_max_line_option(*command, words.longest_line);
     add_text_form_options(*command, words.form);
     add_jobs_option(*command, words.jobs);
+    add_bound_option(*command, words.bound.given);
     return *command;
 }
 

@@ -56,6 +56,26 @@ void add_wait_option(CLI::App& command, double& seconds) {
         ->type_name("SECONDS");
 }
 
+std::string error_of_bound(const std::string& text) {
+    // More classifiers than a container can have, and less than the library keeps for no bound.
+    constexpr unsigned int kGreatestBound = 1000000000;
+    unsigned int number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    const bool is_number =
+        error == std::errc() && stop == end && number >= 1 && number <= kGreatestBound;
+    return is_number ? "" : "'" + text + "' is no number of classifiers from 1 to 1000000000";
+}
+
+CLI::Option* add_bound_option(CLI::App& command, std::optional<unsigned int>& bound) {
+    return command
+        .add_option("--cached", bound,
+                    "Number of statistical classifiers in memory at a time, for a container in "
+                    "cached form; not given: 20")
+        ->check(error_of_bound)
+        ->type_name("N");
+}
+
 void add_output_option(CLI::App& command, std::string& file) {
     command.add_option("-o,--output", file, "File to write or replace; none or -: standard output")
         ->check(error_of_file_name)

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace CLI {
@@ -38,6 +39,13 @@ std::string error_of_score(const std::string& text);
 // Adds --wait, for the commands that change a container.
 // BORROWS: `seconds`, which must outlive `command`.
 void add_wait_option(CLI::App& command, double& seconds);
+
+// Adds --cached, for the commands that open a container.
+// BORROWS: `bound`, which must outlive `command`.
+CLI::Option* add_bound_option(CLI::App& command, std::optional<unsigned int>& bound);
+
+// The bound of --cached. Returns the reason why a text is refused, or an empty text.
+std::string error_of_bound(const std::string& text);
 
 // Adds -o, for the commands that write a text (write_text).
 // BORROWS: `file`, which must outlive `command`.

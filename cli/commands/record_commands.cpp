@@ -84,7 +84,8 @@ std::optional<Kc_records> shown_records(const Record_file& file, std::size_t mos
 }
 
 void print_dump(const Record_words& words) {
-    const Record_file file = read_record_file(words.file);
+    const Shared_file shared(words.file);
+    const Record_file& file = shared.file;
     Dump_extent extent;
     extent.most = most_items(words, file);
     const std::optional<Kc_records> records = shown_records(file, extent.most);

@@ -23,6 +23,7 @@
 #include "cli/commands/tree_edits.h"
 #include "cli/data/Data_input.h"
 #include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"
@@ -82,6 +83,7 @@ std::string notes(const std::string& text, const std::string& examples) {
 struct Edit_target {
     std::string file;
     double seconds_to_wait = 0.0;
+    Cache_bound bound = {};
 };
 
 // The words of tree show.
@@ -90,6 +92,7 @@ struct Show_words {
     std::string path;
     int depth = -1;
     bool writes_json = false;
+    Cache_bound bound = {};
 };
 
 // Returns the settings of the analysis with which the program reads texts for this container; none
@@ -119,14 +122,21 @@ std::vector<std::string> warnings_of_new_rules(const std::string& file, const ze
 // if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     std::vector<std::string> warnings;
-    edit_kc(target.file, {target.seconds_to_wait, &work.progress()},
-            [&](qtPtrLight<zeManager>& manager) {
-                const std::set<std::string> known = rules_of(*manager->m_logical_tree);
-                manager->m_modified = false;
-                change(*manager);
-                warnings = warnings_of_new_rules(target.file, *manager, known);
-                return manager->m_modified;
-            });
+    edit_kc(
+        target.file, {target.seconds_to_wait, &work.progress()},
+        [&](qtPtrLight<zeManager>& manager) {
+            const std::set<std::string> known = rules_of(*manager->m_logical_tree);
+            manager->m_modified = false;
+            Deferred_writes writes(*manager);
+            change(*manager);
+            warnings = warnings_of_new_rules(target.file, *manager, known);
+            const bool is_modified = manager->m_modified;
+            if (is_modified) {
+                writes.commit();
+            }
+            return is_modified;
+        },
+        target.bound);
     for (const std::string& warning : warnings) {
         work.warn(warning);
     }
@@ -139,9 +149,12 @@ void add_file(CLI::App& command, std::string& file) {
 void print_show(const Show_words& words) {
     Long_work work;
     Tree_view view;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        view = view_tree(*manager, words.path, words.depth);
-    });
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            view = view_tree(*manager, words.path, words.depth);
+        },
+        words.bound);
     if (!words.writes_json) {
         print_tree(view, std::cout);
         return;
@@ -164,6 +177,7 @@ void add_show(CLI::App& tree) {
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
     command->add_flag("--json", words->writes_json, "Print JSON");
+    add_bound_option(*command, words->bound.given);
     command->footer(notes("", "  zandrel tree show shop.kc --depth 1"));
     command->callback([words] { print_show(*words); });
 }
@@ -178,6 +192,7 @@ void add_edit(CLI::App& tree, const Edit_kind& kind) {
     CLI::App* const command = tree.add_subcommand(kind.name, kind.description);
     add_file(*command, words->target.file);
     kind.add_words(*command, words->edit);
+    add_bound_option(*command, words->target.bound.given);
     add_wait_option(*command, words->target.seconds_to_wait);
     command->footer(notes(kind.notes, std::string("  ") + kind.example));
     command->callback([words, command, &kind] {
@@ -211,6 +226,7 @@ void add_apply(CLI::App& tree) {
         ->required()
         ->check(error_of_file_name)
         ->type_name("");
+    add_bound_option(*command, words->target.bound.given);
     add_wait_option(*command, words->target.seconds_to_wait);
     command->footer(notes(kApplyNotes, "  zandrel tree apply shop.kc edits.txt"));
     command->callback([words] { apply_file(words->target, words->file); });
@@ -242,16 +258,20 @@ void add_check(CLI::App& tree) {
 struct Dump_words {
     std::string file;
     std::string output_file;  // empty: standard output
+    Cache_bound bound = {};
 };
 
 void dump_tree(const Dump_words& words) {
     Long_work work;
     std::ostringstream text;
     std::size_t changed_count = 0;
-    view_kc(words.file, &work.progress(), [&](qtPtrLight<zeManager>& manager) {
-        write_tree_text(*manager, text);
-        changed_count = changed_node_count(*manager);
-    });
+    view_kc(
+        words.file, &work.progress(),
+        [&](qtPtrLight<zeManager>& manager) {
+            write_tree_text(*manager, text);
+            changed_count = changed_node_count(*manager);
+        },
+        words.bound);
     write_text(words.output_file, [&text](std::ostream& out) { out << text.view(); });
     if (changed_count > 0) {
         work.warn("tabs and line breaks in names or rules are written as blanks: " +
@@ -264,6 +284,7 @@ void add_dump(CLI::App& tree) {
     CLI::App* const command = tree.add_subcommand("dump", "Write the tree as text");
     add_file(*command, words->file);
     add_output_option(*command, words->output_file);
+    add_bound_option(*command, words->bound.given);
     command->footer(notes(kDumpNotes, "  zandrel tree dump shop.kc -o shop.tree"));
     command->callback([words] { dump_tree(*words); });
 }

@@ -34,7 +34,9 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
@@ -52,6 +54,7 @@
 #include "cli/errors.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
+#include "cli/kc/Kc_header.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
@@ -104,11 +107,7 @@ Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_mode
         }
     });
     if (model.uses_tables()) {
-        model.use_tables(false);
-        for (const qtPtrLight<zeMsg>& message : messages) {
-            batch.raw_rankings.push_back(model.rank(*message, -1));
-        }
-        model.use_tables(true);
+        batch.raw_rankings = model.rank_without_tables(messages, -1);
     }
     return batch;
 }
@@ -196,9 +195,10 @@ public:
 private:
     // A task is the index of the first text of a batch.
     void run_by_workers(std::size_t jobs) {
-        Worker_pool pool(jobs, [this](std::string_view task) {
-            return bytes_of(batch_at(get<std::size_t>(task)));
-        });
+        Worker_pool pool(
+            jobs,
+            [this](std::string_view task) { return bytes_of(batch_at(get<std::size_t>(task))); },
+            [this] { reopen_cached(*m_model.manager()); });
         for (std::size_t begin = 0; begin < m_texts.size(); begin += kBatchSize) {
             if (pool.is_full()) {
                 take(pool);
@@ -270,13 +270,26 @@ std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Tex
     return model;
 }
 
+// What is learned here must not get into the file, so no classifier can leave the memory.
+// RAISES: Usage_error if a bound is given.
+Cache_bound bound_to_learn(const Evaluation_options& options) {
+    if (options.bound.given) {
+        throw Usage_error("--cached is not possible with --learn, which keeps all in memory");
+    }
+    const std::optional<Kc_header> header = read_kc_header(options.kc_file);
+    return header && header->form == Kc_form::kCached
+               ? Cache_bound{std::numeric_limits<unsigned int>::max()}
+               : Cache_bound();
+}
+
 std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Evaluation& result) {
     Cpu_timer timer;
     timer.start();
     std::unique_ptr<Text_model> model =
-        options.learn_file
-            ? read_model(options.kc_file, options.analysis, options.progress)
-            : read_model_to_classify(options.kc_file, options.analysis, options.progress);
+        options.learn_file ? read_model(options.kc_file, options.analysis, options.progress,
+                                        bound_to_learn(options))
+                           : read_model_to_classify(options.kc_file, options.analysis,
+                                                    options.progress, options.bound);
     timer.stop();
     if (options.learn_file) {
         check_can_learn(options.kc_file, *model);

@@ -17,6 +17,7 @@
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kept_analysis.h"
 #include "cli/model/Explanation.h"
 #include "cli/model/Model_options.h"
@@ -26,6 +27,7 @@ namespace cli {
 struct Evaluation_options {
     std::string kc_file;           // empty: train a model
     Given_analysis analysis = {};  // for the container
+    Cache_bound bound = {};        // for the container in cached form
     std::string train_file;        // for a trained model, like `bootstraps` and `model`
     std::string test_file;
     // If there are any, `evaluate` holds a share of their texts out, trains on the others, and

@@ -25,6 +25,7 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/errors.h"
+#include "cli/text/Shell_text.h"
 #include "cli/text/Shown_text.h"
 
 using zandrel::Kc_seal;
@@ -34,10 +35,11 @@ namespace cli {
 namespace {
 
 constexpr int kAny = -1;
-constexpr int kUnknownVersion = 2;  // of zeIO
-constexpr int kDamagedItem = 12;    // of zeIO
-constexpr int kInterruption = 2;    // of zeWorkflow
-constexpr int kCompactRefused = 3;  // of zeWorkflow
+constexpr int kUnknownVersion = 2;   // of zeIO
+constexpr int kNotSynchronized = 8;  // of zeIO
+constexpr int kDamagedItem = 12;     // of zeIO
+constexpr int kInterruption = 2;     // of zeWorkflow
+constexpr int kCompactRefused = 3;   // of zeWorkflow
 
 // A row explains errors of a class that have this number (kAny: any number) and whose text begins
 // with `beginning`. The text of an assertion must be equal to `beginning`, unless `beginning` is
@@ -173,7 +175,7 @@ std::string words_of(const qtxAll& error) {
 // the file contains a position that cannot exist.
 bool is_failure_of_system(const qtxAll& error, int reason) {
     return reason != 0 && reason != EINVAL && reason != EOVERFLOW &&
-           (is<HioErr>(error) || is<Hpack>(error));
+           (is<HioErr>(error) || is<Hpack>(error) || is<AbstractHreclaim>(error));
 }
 
 }  // namespace
@@ -200,6 +202,12 @@ void raise_as_data_error(const std::string& path) {
     try {
         throw;
     } catch (const qtxAll& error) {
+        if (is<zeIO>(error) && number_of(error) == kNotSynchronized) {
+            throw Data_error(path,
+                             "the last change of the container was not completed; zandrel "
+                             "rebuild-index " +
+                                 shell_text(path) + " makes it usable (" + words_of(error) + ")");
+        }
         if (is<zeWorkflow>(error) && number_of(error) == kInterruption) {
             throw;
         }

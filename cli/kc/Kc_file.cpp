@@ -52,13 +52,19 @@ void require_usual_settings(const std::string& path, const zeManager& manager) {
     }
 }
 
-// `name`: the file as the user named it, for messages.
+// The library names the error in a file that is no container, so we treat it as a plain one.
+// RAISES: what read_kc_header raises.
+Kc_form form_of(const std::string& path) {
+    return read_kc_header(path).value_or(Kc_header()).form;
+}
+
 // RAISES: what read_kc raises.
-qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
-                           CTProgress* progress) {
+qtPtrLight<zeManager> read_plain(const std::string& name, const std::string& path,
+                                 bool for_classifying, CTProgress* progress) {
     zandrel::detail::Progress(progress).set_status("Reading the container");
     qtPtrLight<zeManager> manager(new zeManager);
     KcIoMode mode;
+    mode.io_mode = KcIoMode::DIRECT_IO;
     mode.for_classifying = for_classifying;
     errno = 0;
     try {
@@ -69,6 +75,18 @@ qtPtrLight<zeManager> read(const std::string& name, const std::string& path, boo
     } catch (const qtxAll&) {
         raise_as_read_error(name);
     }
+    return manager;
+}
+
+// `name`: the file as the user named it, for messages.
+// RAISES: what read_kc raises.
+qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
+                           const Cache_bound& bound, CTProgress* progress) {
+    const Kc_form form = form_of(path);
+    check_bound(name, form, bound);
+    qtPtrLight<zeManager> manager = form == Kc_form::kCached
+                                        ? open_cached(name, path, bound, for_classifying, progress)
+                                        : read_plain(name, path, for_classifying, progress);
     require_usual_settings(name, *manager);
     return manager;
 }
@@ -99,13 +117,6 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
     file.take_place();
 }
 
-// The file of a container begins with two numbers, the highest byte first. MakeStringKey converts a
-// number to the same four bytes.
-std::string first_bytes_of_kc() {
-    return Hpack::MakeStringKey(Hpack::kMagic).str() +
-           Hpack::MakeStringKey(zandrel::detail::kKcFileId).str();
-}
-
 bool is_kc_on_standard_input() {
     errno = 0;
     const bool is_kc = begins_as_kc(std::cin);
@@ -122,39 +133,27 @@ bool is_file_of_kc(const std::string& path) {
 
 }  // namespace
 
-// The library does not report why a file cannot be opened, so we test the usual reasons before.
-void check_readable(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (status.type() == std::filesystem::file_type::none) {
-        throw Input_error(path, error.message());
-    }
-    if (std::filesystem::is_directory(status)) {
-        throw Input_error(path, std::generic_category().message(EISDIR));
-    }
-    // Opening a pipe would wait for a writer, and a container is not read from start to end.
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        throw Input_error(path, "not a regular file");
-    }
-    open_data_file(path);
-}
-
 bool begins_as_kc(const std::string& path) {
-    check_readable(path);
-    const std::string wanted = first_bytes_of_kc();
-    std::ifstream file = open_data_file(path);
-    std::string start(wanted.size(), '\0');
-    errno = 0;
-    file.read(start.data(), static_cast<std::streamsize>(start.size()));
-    if (file.bad()) {
-        throw Input_error(path, reason_of_failure());
-    }
-    return file.gcount() == static_cast<std::streamsize>(wanted.size()) && start == wanted;
+    return read_kc_header(path).has_value();
 }
 
 bool begins_as_kc(std::istream& input) {
-    return input.peek() != std::istream::traits_type::eof() &&
-           begins_with(input, first_bytes_of_kc());
+    return kc_form_of(input).has_value();
+}
+
+void check_overwriting(const Target_file& target, bool replaces, const std::string& command) {
+    target.check_replaceable();
+    if (!target.status()) {
+        return;
+    }
+    if (!begins_as_kc(target.path())) {
+        throw Data_error(target.name(), "this is no knowledge container, and " + command +
+                                            " replaces no other file");
+    }
+    if (!replaces) {
+        throw Usage_error(shown_file(target.name()) +
+                          " is a knowledge container already; --replace replaces it");
+    }
 }
 
 void check_is_no_kc(const std::string& data_file) {
@@ -163,19 +162,22 @@ void check_is_no_kc(const std::string& data_file) {
     }
 }
 
-qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress) {
-    check_readable(path);
-    return read(path, path, false, progress);
+qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress,
+                              const Cache_bound& bound) {
+    return read(path, path, false, bound, progress);
 }
 
-qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress) {
-    check_readable(path);
-    return read(path, path, true, progress);
+qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress,
+                                          const Cache_bound& bound) {
+    return read(path, path, true, bound, progress);
 }
 
-qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress) {
-    check_readable(lock.target().path());
-    return read(lock.target().name(), lock.target().path(), false, progress);
+qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress, const Cache_bound& bound) {
+    const std::string& path = lock.target().path();
+    if (form_of(path) == Kc_form::kPlain) {
+        return read(lock.target().name(), path, false, bound, progress);
+    }
+    return open_cached_to_change(lock, bound, progress);
 }
 
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {
@@ -184,6 +186,11 @@ void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgr
 }
 
 void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress) {
+    if (is_cached(manager)) {
+        zandrel::detail::Progress(progress).set_status("Writing the container");
+        close_cached(lock, manager);
+        return;
+    }
     Replacement_file file(lock);
     write(lock.target().name(), file, manager, compact, progress);
 }

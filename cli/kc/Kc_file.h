@@ -8,38 +8,44 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtPtr.h"
 
+#include "cli/kc/Cached_kc.h"
+#include "cli/kc/Kc_header.h"
 #include "cli/kc/Kc_lock.h"
 
 class zeManager;
 
 namespace cli {
 
-// RAISES: Input_error for a file that cannot be opened for reading, or is not a regular file.
-void check_readable(const std::string& path);
-
-// Returns whether the file begins like a container. The rest may be damaged or incomplete.
-// RAISES: what check_readable raises; Input_error if reading fails.
+// Returns whether the file begins like a container of any form (read_kc_header).
 bool begins_as_kc(const std::string& path);
-// The same for a stream. The position of the stream does not change. The function waits for the
-// first byte, and looks only at the bytes that arrived together with that byte.
+// The same for a stream (kc_form_of).
 bool begins_as_kc(std::istream& input);
+
+// Refuses to overwrite a file that is not a container, and a container unless `replaces`. A file
+// that does not exist is no error. `command`: for the message.
+// RAISES: Data_error; Usage_error; Input_error; what Target_file::check_replaceable raises.
+void check_overwriting(const Target_file& target, bool replaces, const std::string& command);
 
 // Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
 // lines. `data_file`: "-": standard input.
 // RAISES: Data_error; Input_error.
 void check_is_no_kc(const std::string& data_file);
 
-// Reads the knowledge container of a file, and verifies its seal if there is one. `progress` may be
-// null.
+// Reads the knowledge container of a file. If it is a plain one, its seal is verified, if there is
+// one. If it is in cached form, its file is open for reading while the manager exists
+// (open_cached), with at most `bound` statistical classifiers in memory. `progress` may be null.
 // RAISES: Input_error for a file that cannot be opened or read; Data_error that names the file if
-// it is not a container or is damaged, also if its seal does not match; qtX<zeWorkflow> 2 for an
-// interruption.
-qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress);
+// it is not a container or is damaged, also if its seal does not match; Usage_error for a bound
+// that is given for a plain container; qtX<zeWorkflow> 2 for an interruption.
+qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress,
+                              const Cache_bound& bound = {});
 // The same for a container that is only used to classify. Data that only learning needs is read and
 // checked later, when something needs it (zeStat_storage::complete).
-qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress);
-// As read_kc for the container of a lock, at the path that the lock found.
-qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress);
+qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress,
+                                          const Cache_bound& bound = {});
+// As read_kc for the container of a lock, at the path that the lock found, and to change it.
+qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress,
+                              const Cache_bound& bound = {});
 
 // Writes a container in place of the file, or leaves the file as it is: a new file is written
 // beside it, sealed, flushed to the disk, and renamed (Replacement_file). `progress` may be null. A
@@ -47,8 +53,10 @@ qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress);
 // RAISES: Output_error that names the file; qtX<zeWorkflow> 2 for an interruption. No new file is
 // left after an error.
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress);
-// The same for the container of a lock. RAISES: also Output_error if the file has been changed
-// since the lock, or if its name leads to another file.
+// The same for the container of a lock. A container that is open in cached form is changed in place
+// instead (close_cached), and `compact` does not matter.
+// RAISES: also Output_error if the file has been changed since the lock, or if its name leads to
+// another file.
 void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress);
 
 }  // namespace cli

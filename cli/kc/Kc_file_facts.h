@@ -5,13 +5,16 @@
 #include <cstdint>
 #include <string>
 
+#include "cli/kc/Kc_header.h"
+
 namespace cli {
 
 struct Kc_file_facts {
     std::string path;
     std::uintmax_t size = 0;  // in bytes
     bool is_unicode = false;  // the flag that says that its texts are Unicode
-    bool is_sealed = false;   // has a seal, which read_kc has verified
+    bool is_sealed = false;   // has a seal; read_kc has verified that of a plain container
+    Kc_form form = Kc_form::kPlain;
 };
 
 // REQUIRES: a file that read_kc has read.

@@ -86,6 +86,15 @@ std::string yes_or_no(bool flag) {
     return flag ? "yes" : "no";
 }
 
+std::string form_text(const Kc_info& info) {
+    std::string text = name_of(info.file->form);
+    if (info.cache_bound != 0) {
+        text += ", at most " + grouped(info.cache_bound) +
+                (info.cache_bound == 1 ? " classifier in memory" : " classifiers in memory");
+    }
+    return text;
+}
+
 void print_tree_counts(const Kc_info& info, std::ostream& out) {
     out << "tree\n";
     print_field("nodes", grouped(info.nodes), out);
@@ -123,6 +132,7 @@ Json stat_json(const Stat_info& info) {
 Kc_info kc_info(zeManager& manager) {
     Kc_info info;
     info.version = manager.m_version;
+    info.cache_bound = manager.ReadOnDemand();
     info.is_compact = manager.m_compact;
     info.lacks_compact_flag =
         manager.m_compact && !manager.m_io.IsNull() && !manager.m_io->m_compact_read;
@@ -168,6 +178,7 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
     if (info.file) {
         print_field("file", shown_text(info.file->path), out);
         print_field("size", grouped(info.file->size) + " bytes", out);
+        print_field("form", form_text(info), out);
         print_field("unicode", yes_or_no(info.file->is_unicode), out);
         print_field("seal", yes_or_no(info.file->is_sealed), out);
     }
@@ -207,6 +218,10 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     if (info.file) {
         json["file"] = info.file->path;
         json["size"] = info.file->size;
+        json["form"] = name_of(info.file->form);
+        if (info.cache_bound != 0) {
+            json["cache_bound"] = info.cache_bound;
+        }
         json["unicode"] = info.file->is_unicode;
         json["seal"] = info.file->is_sealed;
     }

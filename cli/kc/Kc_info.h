@@ -32,6 +32,7 @@ struct Stat_info {
 
 struct Kc_info {
     std::optional<Kc_file_facts> file;  // missing for a container in memory
+    unsigned int cache_bound = 0;       // in cached form; see Cache_bound
     unsigned int version = 0;           // of the records of the tree
     bool is_compact = false;
     bool lacks_compact_flag = false;  // it is compact, but the flag in the file is missing
@@ -59,8 +60,8 @@ Kc_info kc_info(zeManager& manager);
 std::string moment_text(const qtTimeDate& moment);
 
 void print_kc_info(const Kc_info& info, std::ostream& out);
-// The same as an object; `file`, `size`, `unicode` and `seal` are missing for a container in
-// memory.
+// The same as an object; `file`, `size`, `form`, `unicode` and `seal` are missing for a container
+// in memory, and `cache_bound` for one that is not in cached form.
 nlohmann::ordered_json kc_info_json(const Kc_info& info);
 
 }  // namespace cli

@@ -73,7 +73,7 @@ constexpr mode_t kNewLock = 0622;
 }  // namespace
 
 Kc_lock::Kc_lock(const std::string& path, const Lock_wait& wait)
-    : m_target(path), m_path(m_target.beside(".lock")) {
+    : m_target(path), m_wait(wait), m_path(m_target.beside(".lock")) {
     m_target.check_replaceable();
     lock(wait);
     m_unfinished.emplace(m_path.c_str());
@@ -92,7 +92,7 @@ Kc_lock::~Kc_lock() {
 
 void Kc_lock::check_unchanged() const {
     m_target.check_link();
-    if (m_target.state() != m_state) {
+    if (has_changed()) {
         m_target.fail("the file has been changed by something else meanwhile");
     }
 }

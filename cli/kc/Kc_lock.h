@@ -21,8 +21,9 @@ struct Lock_wait {
 
 // A command that changes a container takes the lock before it reads the container, and keeps it
 // until the new file is in place. Without a lock, two processes could read the same file, and the
-// second one to write would overwrite what the first one has learned. Commands that only read take
-// no lock, since a file is replaced whole.
+// second one to write would overwrite what the first one has learned. Commands that only read a
+// plain container take no lock, since its file is replaced whole. For a container in cached form,
+// which is changed in place, see Kc_use.
 //
 // The lock is a lock of the system (flock) on an empty file beside the container, named
 // ".NAME.lock". Only users who may write the container can open the lock file, so a reader cannot
@@ -46,6 +47,9 @@ public:
     // path at their end. If a link has been changed since, check_unchanged raises.
     const Target_file& target() const { return m_target; }
 
+    // How long this object was to wait. Kc_use waits as long for readers.
+    const Lock_wait& wait() const { return m_wait; }
+
     // Returns whether the system gave us a lock. Then no other process of this program writes this
     // file.
     bool is_exclusive() const { return m_is_exclusive; }
@@ -55,6 +59,9 @@ public:
     // RAISES: Output_error if the container is not the file that it was when this object got the
     // lock, or if it has been written since; what Target_file::check_link raises.
     void check_unchanged() const;
+
+    // Returns whether the container has been written or replaced since this object got the lock.
+    bool has_changed() const { return m_target.state() != m_state; }
 
 private:
     enum class State { kLocked, kReplaced, kTaken, kForbidden };
@@ -80,6 +87,7 @@ private:
     [[noreturn]] void fail_at_lock_file(const std::string& reason) const;
 
     Target_file m_target;
+    Lock_wait m_wait;
     std::optional<File_state> m_state;  // of the container, when we got the lock
     std::string m_path;                 // of the lock file
     Descriptor m_file;

@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "zandrel/foundation/hash_map.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -76,16 +77,16 @@ std::vector<Kc_setting> kc_settings(qtPtrLight<zeManager>& manager) {
     for (const zeOptMap::Known_key& known : zeOptMap::known_keys()) {
         settings.push_back({known.key, texts[known.key].str(), {}});
     }
-    for (const Stat_classifier& each : stat_classifiers(*manager)) {
+    for_each_stat_classifier(*manager, [&](const Stat_classifier& each) {
         const std::string path = shown_path(*manager->m_logical_tree, each.id);
-        texts = setting_texts(manager->m_config, each.matcher->m_storage->settings());
+        texts = setting_texts(manager->m_config, each.matcher.m_storage->settings());
         for (Kc_setting& setting : settings) {
             const std::string value = texts[setting.key].str();
             if (value != setting.value) {
                 setting.others.push_back({path, value});
             }
         }
-    }
+    });
     for (Kc_setting& setting : settings) {
         std::stable_sort(setting.others.begin(), setting.others.end(),
                          [](const Other_value& left, const Other_value& right) {
@@ -133,33 +134,44 @@ std::vector<Key_value> setting_values(const std::vector<std::string>& words) {
 }
 
 bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value>& values) {
-    const std::vector<Kc_setting> before = kc_settings(manager);
     zeOptMap map;
     map.Add("UseExtParms", true);
     for (const Key_value& setting : values) {
         map.Add(setting.key, setting.value);
     }
     // We apply the map to the classifier's own settings, so that settings without a given value
-    // stay.
-    std::vector<std::pair<zeStat_matcher*, zeDefaults>> wanted;
-    for (const Stat_classifier& each : stat_classifiers(*manager)) {
-        const zeStat_storage& storage = *each.matcher->m_storage;
-        qtPtrLight<zeManager> own = container_of(manager->m_config, storage.settings());
+    // stay. No classifier changes before all are verified: a container in cached form is changed in
+    // place, and a classifier may leave the memory as soon as it has changed.
+    bool has_change = false;
+    hash_map<unsigned int, zeDefaults> wanted;  // by the node's id
+    for_each_stat_classifier(*manager, [&](const Stat_classifier& each) {
+        const zeStat_storage& storage = *each.matcher.m_storage;
+        const zeDefaults now = storage.settings();
+        qtPtrLight<zeManager> own = container_of(manager->m_config, now);
         map.SetKcDefaults(own, false);
         if (manager->m_compact) {
             verify_compact(storage, own->m_defaults);
         }
-        wanted.emplace_back(each.matcher, own->m_defaults);
-    }
+        has_change = has_change || setting_texts(manager->m_config, now) !=
+                                       setting_texts(manager->m_config, own->m_defaults);
+        wanted[each.id] = own->m_defaults;
+    });
+    const std::map<qtString, qtString> before =
+        setting_texts(manager->m_config, manager->m_defaults);
     map.SetKcDefaults(manager, false);
     const bool has_forgotten = forget_choices(values, manager->m_config);
-    zeSetDefaults all = zeSetDefaults::all(true);
-    for (auto& [matcher, settings] : wanted) {
-        matcher->m_storage->set_defaults(settings, all);
-        matcher->m_dirty = true;
+    has_change = has_change || has_forgotten ||
+                 setting_texts(manager->m_config, manager->m_defaults) != before;
+    if (!has_change) {
+        return false;
     }
+    zeSetDefaults all = zeSetDefaults::all(true);
+    for_each_stat_classifier(*manager, [&](const Stat_classifier& each) {
+        each.matcher.m_storage->set_defaults(wanted.at(each.id), all);
+        each.matcher.m_dirty = true;
+    });
     manager->m_modified = true;
-    return has_forgotten || kc_settings(manager) != before;
+    return true;
 }
 
 void print_settings(const std::vector<Kc_setting>& settings, std::ostream& out) {

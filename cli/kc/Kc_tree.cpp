@@ -101,24 +101,27 @@ private:
 
     Lessons lessons() const {
         Lessons found;
-        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
-            auto& of_matcher = found[matcher->m_id];
-            of_matcher.reserve(matcher->m_storage->m_profiles.size());
-            for (const auto& profile : matcher->m_storage->m_profiles) {
+        for_each_stat_classifier(m_manager, [&found](const Stat_classifier& each) {
+            const zeStat_storage& storage = *each.matcher.m_storage;
+            auto& of_matcher = found[each.matcher.m_id];
+            of_matcher.reserve(storage.m_profiles.size());
+            for (const auto& profile : storage.m_profiles) {
                 if (profile->m_node != nullptr) {  // null in a damaged file
                     of_matcher[profile->m_node] = {profile->m_num_msgs, profile->m_Ps.size()};
                 }
             }
-        }
+        });
         return found;
     }
 
     // Returns the paths of the classifiers, by their ids.
     hash_map<unsigned int, std::string> paths() const {
         hash_map<unsigned int, std::string> paths;
-        for (const auto& [id, matcher] : stat_classifiers(m_manager)) {
-            paths[matcher->m_id] =
-                shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
+        for (const auto& [id, node] : m_manager.m_logical_tree->nodes) {
+            if (node.physical_node->m_classifier_id != 0) {
+                paths[node.physical_node->m_classifier_id] =
+                    shortened(shown_path(*m_manager.m_logical_tree, id), kLongestValue);
+            }
         }
         return paths;
     }
@@ -198,6 +201,23 @@ void check_rule(const Node_attributes& attributes) {
     }
 }
 
+// With a bound of 1, Deferred_writes cannot keep a container in cached form unchanged in its file.
+// So all that can refuse the edit is asked before the edit. `verify`: the tree's own checks.
+template <class Verify>
+void check_before(const zeManager& manager, const Compact_guard& guard, const Verify& verify) {
+    if (manager.ReadOnDemand() == 1) {
+        verify();
+        guard.check();
+    }
+}
+
+// A root of another type has another classifier for a moment, and a later step can be refused.
+void check_root_change(const zeManager& manager) {
+    if (manager.ReadOnDemand() == 1) {
+        throw Edit_refused(kOneClassifier);
+    }
+}
+
 unsigned char with_scoring(unsigned char attributes, bool is_scored) {
     return static_cast<unsigned char>(is_scored ? attributes & ~zeNode::NoScore
                                                 : attributes | zeNode::NoScore);
@@ -235,6 +255,7 @@ void add_node(zeManager& manager, const std::string& path, const Node_attributes
     apply(attributes, ZE_LEAF, node);
     check_threshold(tree, node);
     const Compact_guard guard(manager, {Edit::Add, node});
+    check_before(manager, guard, [&] { tree.VerifyAdd(node); });
     tree.AddLogicalNode(node);
     guard.check();
 }
@@ -251,11 +272,13 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
     }
     // The library has another function that replaces the classifier of the root.
     if (node.id == zandrel::kRootId && attributes.type) {
+        check_root_change(manager);
         tree.ChangeRootType(*attributes.type);
         node.type = *attributes.type;
     }
     apply(attributes, type_before, node);
     const Compact_guard guard(manager, {Edit::Change, node});
+    check_before(manager, guard, [&] { tree.VerifyChange(node); });
     tree.ChangeLogicalNode(node);
     guard.check();
 }
@@ -300,6 +323,7 @@ void delete_node(zeManager& manager, const std::string& path, bool keeps_concept
     zeLogicalTree& tree = *manager.m_logical_tree;
     const unsigned int id = find_node(tree, path).id;
     const Compact_guard guard(manager, {Edit::Delete, tree.GetNode(id)});
+    check_before(manager, guard, [] {});
     tree.DelLogicalNode(id, !keeps_concepts);
     guard.check();
 }

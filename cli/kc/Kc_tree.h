@@ -10,6 +10,11 @@ class zeManager;
 
 namespace cli {
 
+// The library refuses edits that need two classifiers in these words, and the program those that
+// it can only undo in memory.
+inline constexpr const char* kOneClassifier =
+    "KB can't be modified until cache size is increased from 1 to 2";
+
 // An edit that the library would make, but that would damage the container.
 class Edit_refused : public std::runtime_error {
 public:

@@ -25,7 +25,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Kc_tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
+// `messages`: that the classifier above has learned.
+Kc_tree_line line_of(const zeLogicalNode& node, int depth, std::optional<int> messages) {
     Kc_tree_line line;
     line.id = node.id;
     line.depth = depth;
@@ -37,10 +38,17 @@ Kc_tree_line line_of(zeManager& manager, const zeLogicalNode& node, int depth) {
     line.rule = node.rule.str();
     line.note1 = node.note1.str();
     line.note2 = node.note2.str();
-    line.messages = learned_messages(manager, node);
+    line.messages = messages;
     line.child_count = node.children.size();
     return line;
 }
+
+// A node that has no line yet.
+struct Waiting {
+    const zeLogicalNode* node;
+    int depth;
+    std::optional<int> messages;
+};
 
 // Sorted by name. Equal names are sorted by id, which is the order in which the nodes were made.
 std::vector<const zeLogicalNode*> sorted_children(const zeLogicalTree& tree,
@@ -114,23 +122,27 @@ Json subtree_json(const std::vector<Kc_tree_line>& lines, std::size_t& next) {
 Tree_view view_tree(zeManager& manager, const std::string& path, int depth) {
     const zeLogicalTree& tree = *manager.m_logical_tree;
     Tree_view view;
-    std::vector<std::pair<const zeLogicalNode*, int>> waiting;  // with depths; the last is next
+    std::vector<Waiting> waiting;  // the last is next
+    // The classifier above is asked for all children together, since it may leave the memory.
+    const auto add = [&manager, &waiting](const zeLogicalNode& node, int level) {
+        waiting.push_back({&node, level, learned_messages(manager, node)});
+    };
     if (!path.empty()) {
-        waiting.emplace_back(&find_node(tree, path), 0);
+        add(find_node(tree, path), 0);
     } else if (tree.GetNode(zandrel::kRootId).id != 0) {
-        waiting.emplace_back(&tree.GetNode(zandrel::kRootId), 0);
+        add(tree.GetNode(zandrel::kRootId), 0);
     }
     while (!waiting.empty()) {
-        const auto [node, level] = waiting.back();
+        const auto [node, level, messages] = waiting.back();
         waiting.pop_back();
-        view.lines.push_back(line_of(manager, *node, level));
+        view.lines.push_back(line_of(*node, level, messages));
         if (level == depth) {
             view.lines.back().hides_children = !node->children.empty();
             continue;
         }
         const std::vector<const zeLogicalNode*> children = sorted_children(tree, *node);
         for (auto child = children.rbegin(); child != children.rend(); ++child) {
-            waiting.emplace_back(*child, level + 1);
+            add(**child, level + 1);
         }
     }
     return view;

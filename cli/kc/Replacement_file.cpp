@@ -117,6 +117,20 @@ void remove_files_left_behind(const Target_file& target, bool is_locked) {
     }
 }
 
+// While an object lives, only their owner can open new files.
+class Owner_only_files {
+public:
+    Owner_only_files() : m_before(::umask(S_IRWXG | S_IRWXO)) {}
+
+    Owner_only_files(const Owner_only_files&) = delete;
+    Owner_only_files& operator=(const Owner_only_files&) = delete;
+
+    ~Owner_only_files() { ::umask(m_before); }
+
+private:
+    mode_t m_before;
+};
+
 // Makes the rename survive a crash of the system.
 // RAISES: Output_error.
 void bring_to_disk(const Target_file& target) {
@@ -179,6 +193,21 @@ void Replacement_file::fill(const std::function<void(std::ostream& out)>& write)
     if (!out) {
         m_target.fail();
     }
+}
+
+void Replacement_file::remake(const std::function<void()>& write) {
+    const Owner_only_files owner_only;
+    write();
+    if (is_file_at(m_path, m_file.number())) {
+        return;
+    }
+    Descriptor file(::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    if (!file.is_open()) {
+        m_target.fail();
+    }
+    // On a file system without locks there is no lock. The lock of the container keeps others away.
+    ::flock(file.number(), LOCK_EX | LOCK_NB);
+    m_file = std::move(file);
 }
 
 void Replacement_file::make() {

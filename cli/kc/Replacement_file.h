@@ -54,6 +54,11 @@ public:
     // RAISES: Output_error that names the old file; what `write` raises.
     void fill(const std::function<void(std::ostream& out)>& write) const;
 
+    // Calls `write`, which may remove the new file and make another one of the same name, as the
+    // library does for a container in cached form. Only its owner can open that one, too.
+    // RAISES: Output_error that names the old file; what `write` raises.
+    void remake(const std::function<void()>& write);
+
     // Flushes the new file to the disk, renames it to the name of the old one, and notes the change
     // (note_change).
     // RAISES: Output_error, also if another program has changed the locked container meanwhile. If

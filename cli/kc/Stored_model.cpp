@@ -27,19 +27,19 @@ std::unique_ptr<Text_model> model_of(const qtPtrLight<zeManager>& manager, const
 }  // namespace
 
 std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
-                                       CTProgress* progress) {
-    return model_of(read_kc(path, progress), path, given);
+                                       CTProgress* progress, const Cache_bound& bound) {
+    return model_of(read_kc(path, progress, bound), path, given);
 }
 
 std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
                                                    const Given_analysis& given,
-                                                   CTProgress* progress) {
-    return model_of(read_kc_to_classify(path, progress), path, given);
+                                                   CTProgress* progress, const Cache_bound& bound) {
+    return model_of(read_kc_to_classify(path, progress, bound), path, given);
 }
 
 std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
-                                       CTProgress* progress) {
-    return model_of(read_kc(lock, progress), lock.target().name(), given);
+                                       CTProgress* progress, const Cache_bound& bound) {
+    return model_of(read_kc(lock, progress, bound), lock.target().name(), given);
 }
 
 void check_can_learn(const std::string& path, const Text_model& model) {

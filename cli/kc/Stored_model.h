@@ -7,6 +7,7 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kept_analysis.h"
 #include "cli/model/Text_model.h"
@@ -17,14 +18,15 @@ namespace cli {
 // `progress`: may be null.
 // RAISES: what read_kc and agreed_analysis raise; Data_error for an empty container.
 std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
-                                       CTProgress* progress);
+                                       CTProgress* progress, const Cache_bound& bound = {});
 // The same for a model that only classifies and explains; see read_kc_to_classify.
 std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
                                                    const Given_analysis& given,
-                                                   CTProgress* progress);
+                                                   CTProgress* progress,
+                                                   const Cache_bound& bound = {});
 // As read_model for the container of a lock.
 std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
-                                       CTProgress* progress);
+                                       CTProgress* progress, const Cache_bound& bound = {});
 
 // RAISES: Data_error that names the file for a compact container, which can only classify.
 void check_can_learn(const std::string& path, const Text_model& model);

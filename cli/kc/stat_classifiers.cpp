@@ -2,27 +2,73 @@
 // of nodes has no order.
 #include "cli/kc/stat_classifiers.h"
 
+#include <utility>
+
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 namespace cli {
 
-std::vector<Stat_classifier> stat_classifiers(const zeManager& manager) {
-    const zeLogicalTree& tree = *manager.m_logical_tree;
-    std::vector<Stat_classifier> found;
-    for (const unsigned int id : zandrel::detail::ids_in_order(tree.nodes)) {
-        zeNode* const node = tree.nodes.at(id).physical_node;
-        if (auto* const matcher =
-                dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {
-            found.push_back({id, matcher});
+namespace {
+
+// The classifier of a node for a short time. If it was not in memory before, and has not been
+// changed, the destructor drops it.
+class Short_stay {
+public:
+    Short_stay(const zeManager& manager, zeNode* node)
+        : m_manager(manager),
+          m_node(node),
+          m_leaves(manager.ReadOnDemand() != 0 && node->m_classifier == nullptr),
+          m_matcher(dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {}
+
+    Short_stay(const Short_stay&) = delete;
+    Short_stay& operator=(const Short_stay&) = delete;
+
+    ~Short_stay() {
+        if (m_leaves && m_matcher != nullptr && !m_matcher->m_dirty &&
+            !m_matcher->m_storage->m_dirty) {
+            m_manager.m_io->RemoveFromCache(m_node);
+            m_manager.m_physical_tree->release_classifier(m_node, nullptr);
         }
     }
-    return found;
+
+    zeStat_matcher* matcher() const { return m_matcher; }
+
+private:
+    const zeManager& m_manager;
+    zeNode* m_node;
+    bool m_leaves;
+    zeStat_matcher* m_matcher;  // null if the node has no statistical classifier
+};
+
+}  // namespace
+
+void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit) {
+    const zeLogicalTree& tree = *manager.m_logical_tree;
+    for (const unsigned int id : zandrel::detail::ids_in_order(tree.nodes)) {
+        const Short_stay classifier(manager, tree.nodes.at(id).physical_node);
+        if (classifier.matcher() != nullptr) {
+            visit({id, *classifier.matcher()});
+        }
+    }
+}
+
+Storages storages_of(const zeManager& manager, std::vector<zeNode*> nodes) {
+    return [&manager,
+            nodes = std::move(nodes)](const std::function<void(zeStat_storage & storage)>& visit) {
+        for (zeNode* const node : nodes) {
+            const Short_stay classifier(manager, node);
+            if (classifier.matcher() != nullptr) {
+                visit(*classifier.matcher()->m_storage);
+            }
+        }
+    };
 }
 
 std::optional<int> learned_messages(const zeManager& manager, const zeLogicalNode& node) {

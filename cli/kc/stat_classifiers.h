@@ -2,22 +2,35 @@
 #ifndef ZANDREL_CLI_KC_STAT_CLASSIFIERS_H_
 #define ZANDREL_CLI_KC_STAT_CLASSIFIERS_H_
 
+#include <functional>
 #include <optional>
 #include <vector>
 
 class zeManager;
 class zeStat_matcher;
+class zeStat_storage;
 struct zeLogicalNode;
+struct zeNode;
 
 namespace cli {
 
 struct Stat_classifier {
-    unsigned int id = 0;                // of its node in the logical tree
-    zeStat_matcher* matcher = nullptr;  // BORROWS: from the manager
+    unsigned int id = 0;  // of its node in the logical tree
+    zeStat_matcher& matcher;
 };
 
-// Returns the statistical classifiers of all nodes of the logical tree, by ascending id.
-std::vector<Stat_classifier> stat_classifiers(const zeManager& manager);
+using Stat_visit = std::function<void(const Stat_classifier& classifier)>;
+
+// Calls `visit` with each statistical classifier of the logical tree, by ascending id. In cached
+// form the matcher may be gone after the call. A classifier that was not in memory before, and that
+// `visit` does not change, is dropped at once, so that all can be visited with any bound.
+void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit);
+
+// Some storages, of which only one need be in memory: calls its argument with each.
+using Storages = std::function<void(const std::function<void(zeStat_storage& storage)>& visit)>;
+
+// The storages of some nodes with statistical classifiers, in the order of the list.
+Storages storages_of(const zeManager& manager, std::vector<zeNode*> nodes);
 
 // Returns the number of texts that the statistical classifier above a node has learned for it.
 // Returns nothing for the root, and for a node about which a rule decides.

@@ -88,17 +88,25 @@ zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
 // A word was learned if it has weights or is in the statistics. A compact container has only
 // weights. We look at the statistics last, since a model that was read for classifying must first
 // read them.
-bool has_learned(const zeStat_matcher* matcher, const Concept& word) {
-    if (matcher->m_table.find(word) != matcher->m_table.end()) {
+bool has_learned(const zeStat_matcher& matcher, const Concept& word) {
+    if (matcher.m_table.find(word) != matcher.m_table.end()) {
         return true;
     }
-    matcher->m_storage->complete();
-    const zeStat_storage::Concept_infos& infos = matcher->m_storage->m_concept_infos;
+    matcher.m_storage->complete();
+    const zeStat_storage::Concept_infos& infos = matcher.m_storage->m_concept_infos;
     return infos.find(word) != infos.end();
 }
 
 bool has_and_uses_tables(const zeStat_storage* storage) {
     return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
+}
+
+Ranking ranking_of(const std::vector<zeResult>& results) {
+    Ranking ranking;
+    for (const zeResult& result : results) {
+        ranking.push_back({result.node->m_concept.view(), result.score, result.node});
+    }
+    return ranking;
 }
 
 // Returns whether the rules above a leaf let the message pass.
@@ -201,16 +209,35 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
     m_analysis_timer.stop();
 }
 
+// The container that is moved loses what no file has: settings that are not stored, and the forms
+// of the words in rules.
+void Text_model::move() {
+    m_move(*m_manager);
+    if (m_given != nullptr) {
+        m_given->apply(m_manager);
+    }
+    apply_settings(m_choices, m_manager);
+    m_workflow = m_manager->GetWorkflow();
+    give_forms(*m_manager->m_logical_tree, *m_analysis);
+}
+
 template <class Texts>
 void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     begin(texts);
+    if (m_move) {
+        move();
+    }
     train_with(texts, bootstraps, progress);
 }
 
 template <class Texts>
-void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress) {
+void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress,
+                            const std::function<void()>& before) {
     zeMemoryCorpus corpus;
     fill(corpus, texts, progress);
+    if (before) {
+        before();
+    }
     for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
         corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
         corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
@@ -266,10 +293,15 @@ void Text_model::start_and_empty(std::vector<Labelled_text>& texts, bool bootstr
 
 // Classifiers that get no text would keep what they have learned, so all are cleared first.
 void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
-                                       const std::string& name, CTProgress* progress) {
+                                       const std::string& name, CTProgress* progress,
+                                       const std::function<void()>& cleared) {
     check_labels(texts, name);
-    m_workflow->clear_statistics(nullptr, nullptr);
-    train_with(texts, bootstraps, progress);
+    train_with(texts, bootstraps, progress, [&] {
+        m_workflow->clear_statistics(nullptr, nullptr);
+        if (cleared) {
+            cleared();
+        }
+    });
 }
 
 void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
@@ -382,10 +414,20 @@ std::vector<std::string> Text_model::warnings_of_rules() const {
 
 std::vector<std::string> Text_model::empty_leaves(const std::vector<Labelled_text>& others) {
     const zeLogicalTree& tree = *m_manager->m_logical_tree;
-    std::map<std::string_view, std::vector<zeNode*>> empty;  // by label
+    std::vector<const zeLogicalNode*> all;
     for (const auto& [id, node] : tree.nodes) {
-        if (node.type == ZE_LEAF && learned_messages(*m_manager, node) == 0) {
-            empty[node.category.view()].push_back(node.physical_node);
+        if (node.type == ZE_LEAF) {
+            all.push_back(&node);
+        }
+    }
+    // So that each classifier is needed once.
+    std::sort(all.begin(), all.end(), [](const zeLogicalNode* left, const zeLogicalNode* right) {
+        return std::pair(left->parent, left->id) < std::pair(right->parent, right->id);
+    });
+    std::map<std::string_view, std::vector<zeNode*>> empty;  // by label
+    for (const zeLogicalNode* const leaf : all) {
+        if (learned_messages(*m_manager, *leaf) == 0) {
+            empty[leaf->category.view()].push_back(leaf->physical_node);
         }
     }
     for (const Labelled_text& text : others) {
@@ -431,21 +473,11 @@ void Text_model::add_label(std::string_view label) {
     add_node(zandrel::kRootId, label, ZE_LEAF);
 }
 
-std::vector<zeStat_matcher*> Text_model::matchers() const {
-    std::vector<zeStat_matcher*> matchers;
-    for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
-        if (node.type == ZE_STAT) {
-            matchers.push_back(&matcher_of(*m_manager, node.physical_node));
-        }
-    }
-    return matchers;
-}
-
 std::vector<zeStat_storage*> Text_model::storages() const {
     std::vector<zeStat_storage*> storages;
-    for (const zeStat_matcher* const matcher : matchers()) {
-        storages.push_back(matcher->m_storage);
-    }
+    for_each_stat_classifier(*m_manager, [&storages](const Stat_classifier& each) {
+        storages.push_back(each.matcher.m_storage);
+    });
     return storages;
 }
 
@@ -455,33 +487,47 @@ zeStat_storage* Text_model::storage_of(zeNode* node) const {
 
 // Rules and labels decide together which classifiers a text reaches. So the engine distributes the
 // texts, as it will do for learning.
-std::vector<zeStat_storage*> Text_model::reached_storages(zeCorpus_view& view) const {
+Storages Text_model::reached_storages(zeCorpus_view& view) const {
     zeWorkflow::Distribution distribution;
     m_workflow->distribute_corpus(distribution, view, false);
-    std::vector<zeStat_storage*> storages;
-    for (zeNode* const node : zandrel::detail::in_id_order(distribution)) {
-        storages.push_back(storage_of(node));
-    }
-    return storages;
+    return storages_of(*m_manager, zandrel::detail::in_id_order(distribution));
 }
 
 Model_size Text_model::size() const {
     Model_size size;
-    for (zeStat_storage* const storage : storages()) {
-        storage->complete();
-        size.profiles += storage->m_profiles.size();
-        size.concepts += storage->m_concept_infos.size();
-        for (const auto& profile : storage->m_profiles) {
+    for_each_stat_classifier(*m_manager, [&size](const Stat_classifier& each) {
+        zeStat_storage& storage = *each.matcher.m_storage;
+        storage.complete();
+        size.profiles += storage.m_profiles.size();
+        size.concepts += storage.m_concept_infos.size();
+        for (const auto& profile : storage.m_profiles) {
             size.entries += profile->m_Ps.size();
             size.largest = std::max(size.largest, profile->m_Ps.size());
         }
-    }
+    });
     return size;
 }
 
+bool Text_model::has_tables() const {
+    bool has_tables = false;
+    for_each_stat_classifier(*m_manager, [&has_tables](const Stat_classifier& each) {
+        has_tables = has_tables || has_and_uses_tables(each.matcher.m_storage);
+    });
+    return has_tables;
+}
+
 bool Text_model::uses_tables() const {
-    const std::vector<zeStat_storage*> all = storages();
-    return std::any_of(all.begin(), all.end(), has_and_uses_tables);
+    if (!is_cached()) {
+        return has_tables();
+    }
+    if (!m_uses_tables) {
+        m_uses_tables = has_tables();
+    }
+    return *m_uses_tables;
+}
+
+bool Text_model::is_cached() const {
+    return m_manager->ReadOnDemand() != 0;
 }
 
 // Classifiers that use no tables are not in m_uncorrected, so use_tables(true) does not change
@@ -518,11 +564,25 @@ Ranking Text_model::rank(const Labelled_text& message, int wanted) {
 }
 
 Ranking Text_model::rank(zeMsg& msg, int wanted) {
-    Ranking ranking;
-    for (const zeResult& result : classify(msg, wanted)) {
-        ranking.push_back({result.node->m_concept.view(), result.score, result.node});
+    return ranking_of(classify(msg, wanted));
+}
+
+std::vector<Ranking> Text_model::rank_without_tables(const std::vector<qtPtrLight<zeMsg>>& messages,
+                                                     int wanted) {
+    std::vector<Ranking> rankings;
+    if (is_cached()) {
+        for (const qtPtrLight<zeMsg>& message : messages) {
+            rankings.push_back(
+                ranking_of(follow_walk(*m_manager, *message, wanted, Tables::kOff).results));
+        }
+        return rankings;
     }
-    return ranking;
+    use_tables(false);
+    for (const qtPtrLight<zeMsg>& message : messages) {
+        rankings.push_back(rank(*message, wanted));
+    }
+    use_tables(true);
+    return rankings;
 }
 
 std::string Text_model::path_of(const Scored_label& label) const {
@@ -594,15 +654,45 @@ Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
     explanation.score = score;
     std::vector<zeStat_matcher::Concept_score> lines;
     m_workflow->classify_concepts(msg, {node}, lines);
-    const std::vector<zeStat_matcher*> all = matchers();
+    const std::function<bool(const Concept& word)> knows_word = word_test();
     for (const zeStat_matcher::Concept_score& line : lines) {
-        const bool is_known = std::any_of(
-            all.begin(), all.end(),
-            [&line](const zeStat_matcher* each) { return has_learned(each, line.m_concept); });
         explanation.concepts.push_back(
-            {std::string(line.m_concept.view()), line.m_score, is_known});
+            {std::string(line.m_concept.view()), line.m_score, knows_word(line.m_concept)});
     }
     return explanation;
+}
+
+// Returns a function that finds out whether any classifier has learned a word.
+std::function<bool(const Concept& word)> Text_model::word_test() {
+    if (is_cached()) {
+        return [&words = known_words()](const Concept& word) { return words.count(word) != 0; };
+    }
+    std::vector<const zeStat_matcher*> all;
+    for_each_stat_classifier(*m_manager,
+                             [&all](const Stat_classifier& each) { all.push_back(&each.matcher); });
+    return [all](const Concept& word) {
+        return std::any_of(all.begin(), all.end(), [&word](const zeStat_matcher* each) {
+            return has_learned(*each, word);
+        });
+    };
+}
+
+// To look for a word that no classifier knows, all classifiers would have to be read, for each text
+// again. So we read them once, and keep their words.
+const std::set<Concept>& Text_model::known_words() {
+    if (!m_known_words) {
+        m_known_words.emplace();
+        for_each_stat_classifier(*m_manager, [this](const Stat_classifier& each) {
+            for (const auto& [word, weights] : each.matcher.m_table) {
+                m_known_words->insert(word);
+            }
+            each.matcher.m_storage->complete();
+            for (const auto& [word, info] : each.matcher.m_storage->m_concept_infos) {
+                m_known_words->insert(word);
+            }
+        });
+    }
+    return *m_known_words;
 }
 
 std::vector<std::string> Text_model::labels() const {

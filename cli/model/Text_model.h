@@ -7,6 +7,8 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +22,7 @@
 
 #include "cli/data/Labelled_text.h"
 #include "cli/errors.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/model/Chosen_settings.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Explanation.h"
@@ -92,12 +95,22 @@ public:
     void start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps, CTProgress* progress);
     // Trains all classifiers of a container anew. Its tree, rules, ids and settings remain, and
     // what it has learned is removed before. A compact container becomes a full one. Empties the
-    // texts like `start_and_empty`. `name`: of the container's file, for messages. RAISES:
-    // Unknown_label for a label that no leaf has; nothing has changed then.
+    // texts like `start_and_empty`. `name`: of the container's file, for messages. `cleared`:
+    // called when the classifiers are empty; may be empty. RAISES: Unknown_label for a label that
+    // no leaf has; nothing has changed then.
     void train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
-                               const std::string& name, CTProgress* progress);
+                               const std::string& name, CTProgress* progress,
+                               const std::function<void()>& cleared = {});
+
+    // Call this before the training of a new model. Then `move` is called with the new container,
+    // which has its tree but has learned nothing, and may bring it into another form.
+    // REQUIRES: `move` keeps the container, but nodes may get other addresses.
+    void move_before_training(std::function<void(zeManager& manager)> move) {
+        m_move = std::move(move);
+    }
+
     // Gets the statistics of the classifiers that will learn, sorted by the ids of their nodes.
-    using Before_learning = std::function<void(const std::vector<zeStat_storage*>&)>;
+    using Before_learning = std::function<void(const Storages&)>;
     // Learns further texts as one bulk. The engine's limits bound the size of the model. New labels
     // become categories below the root.
     // `before`: called after the new categories are added, before anything is learned; may be
@@ -149,6 +162,10 @@ public:
     // use_tables(false) switches the correction off; use_tables(true) switches it on again where
     // the first call switched it off.
     void use_tables(bool use);
+    // Ranks each message as `rank` does without likelihood tables. For a container in cached form,
+    // in which a classifier may be read at any time, use this and not use_tables.
+    std::vector<Ranking> rank_without_tables(const std::vector<qtPtrLight<zeMsg>>& messages,
+                                             int wanted);
     // Explains the score of the best label.
     Explanation explain(std::string_view text);
     // Explains the score of a node, which may be an inner node. If the text does not reach the
@@ -176,7 +193,7 @@ public:
 
     const qtPtrLight<zeManager>& manager() const { return m_manager; }
 
-    // The statistics of all its statistical classifiers.
+    // The statistics of all its statistical classifiers. REQUIRES: not the cached form.
     std::vector<zeStat_storage*> storages() const;
 
 private:
@@ -194,9 +211,13 @@ private:
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
-    std::vector<zeStat_matcher*> matchers() const;
+    void move();
+    bool is_cached() const;
+    bool has_tables() const;
+    std::function<bool(const Concept& word)> word_test();
+    const std::set<Concept>& known_words();
     zeStat_storage* storage_of(zeNode* node) const;
-    std::vector<zeStat_storage*> reached_storages(zeCorpus_view& view) const;
+    Storages reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
     bool has_rules() const;
     void find_blocked(zeCorpus_view& view);
@@ -204,8 +225,10 @@ private:
     // is emptied once it is analysed, to save memory.
     template <class Texts>
     void start_with(Texts& texts, bool bootstraps, CTProgress* progress);
+    // `before`: called when the texts have been analysed.
     template <class Texts>
-    void train_with(Texts& texts, bool bootstraps, CTProgress* progress);
+    void train_with(Texts& texts, bool bootstraps, CTProgress* progress,
+                    const std::function<void()>& before = {});
     template <class Texts>
     void learn_with(Texts& texts, CTProgress* progress, const Before_learning& before);
     template <class Texts>
@@ -216,17 +239,21 @@ private:
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
-    zeSml_feeder m_feeder;  // cleared before each text
+    zeSml_feeder m_feeder;                           // cleared before each text
+    std::function<void(zeManager& manager)> m_move;  // may be empty
     Label_groups m_groups;
     Tree_source m_tree;
     bool m_trains_root_only = false;
     std::vector<std::size_t> m_blocked;
     qtPtrLight<zeManager> m_manager;
     Analysis_kind m_kind;
-    const Engine_settings* m_given = nullptr;    // BORROWS: the user's settings; null: none
+    Engine_settings* m_given = nullptr;          // BORROWS: the user's settings; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: storages whose tables are switched off
+    // In cached form these are collected once, since that reads all classifiers.
+    mutable std::optional<bool> m_uses_tables;
+    std::optional<std::set<Concept>> m_known_words;
 };
 
 }  // namespace cli

@@ -18,18 +18,22 @@
 #include "cli/model/Walk.h"
 
 #include <algorithm>
+#include <optional>
 #include <queue>
 #include <utility>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 namespace cli {
 
@@ -157,6 +161,20 @@ private:
     std::vector<zeResult> m_order;                            // the same as a list
 };
 
+// Switches the tables of a classifier off while the object lives, if they are wanted off.
+class Tables_of {
+public:
+    Tables_of(zeClassifier& classifier, Tables wanted) {
+        auto* const matcher = dynamic_cast<zeStat_matcher*>(&classifier);
+        if (matcher != nullptr && wanted == Tables::kOff) {
+            m_off.emplace(matcher->m_storage->m_use_likelihood_in_match, false);
+        }
+    }
+
+private:
+    std::optional<zandrel::detail::Restored<bool>> m_off;
+};
+
 // The highest score first. Those without a score are last.
 bool comes_before(const Walk_child& left, const Walk_child& right) {
     constexpr double kNone = -1.0;  // below each score
@@ -165,8 +183,11 @@ bool comes_before(const Walk_child& left, const Walk_child& right) {
 
 class Walker {
 public:
-    Walker(zeManager& manager, zeMsg& msg, int wanted)
-        : m_tree(*manager.m_physical_tree), m_msg(msg), m_results(kLeastScore, wanted) {
+    Walker(zeManager& manager, zeMsg& msg, int wanted, Tables tables)
+        : m_tree(*manager.m_physical_tree),
+          m_msg(msg),
+          m_tables(tables),
+          m_results(kLeastScore, wanted) {
         const qtPtrLight<zeSml>& bag = msg.active_bag();
         m_walk.has_words = !bag.IsNull() && !bag->m_concepts.empty();
         m_frontier.push({manager.m_root, 1.0});
@@ -202,6 +223,7 @@ private:
 
     void expand(zeClassifier& classifier, Walk_step& step) {
         step.is_asked = true;
+        const Tables_of tables(classifier, m_tables);
         Asked asked(classifier, m_msg, step.score);
         for (zeNode* const node : asked.nodes(*step.node)) {
             step.children.push_back(asked.child(node, *step.node));
@@ -238,6 +260,7 @@ private:
 
     zePhysicalTree& m_tree;
     zeMsg& m_msg;
+    Tables m_tables;
     zeResult_set m_results;
     std::priority_queue<Waiting> m_frontier;
     Walk m_walk;
@@ -245,9 +268,9 @@ private:
 
 }  // namespace
 
-Walk follow_walk(zeManager& manager, zeMsg& msg, int wanted) {
+Walk follow_walk(zeManager& manager, zeMsg& msg, int wanted, Tables tables) {
     const zeWorkflow same_root(&manager);  // refuses a container without a root, as the engine does
-    return Walker(manager, msg, wanted).follow();
+    return Walker(manager, msg, wanted, tables).follow();
 }
 
 }  // namespace cli

@@ -79,6 +79,9 @@ struct Walk {
     bool has_words = true;  // false: the message has no concepts, so statistical scores are 0
 };
 
+// Whether the likelihood tables of the classifiers correct the scores of the walk.
+enum class Tables { kOn, kOff };
+
 // Follows the walk by which the engine finds the `wanted` best labels (zeWorkflow::classify with
 // the threshold 0, without nodes that are marked NoScore, without thresholds of classifiers).
 // Nodes, order and scores are those of the engine, to the last bit.
@@ -86,7 +89,7 @@ struct Walk {
 // RAISES: what loading a classifier raises; qtX<zeWorkflow> 0 without a root.
 // COST: as the walk of the engine that orders all answers, and the rules of each rule node that is
 // asked are evaluated twice.
-Walk follow_walk(zeManager& manager, zeMsg& msg, int wanted);
+Walk follow_walk(zeManager& manager, zeMsg& msg, int wanted, Tables tables = Tables::kOn);
 
 }  // namespace cli
 

@@ -90,8 +90,11 @@ std::string framed(std::string_view bytes) {
 
 // Answers tasks until the connection ends or a task raises an error. The caller gets the same error
 // when it does the task itself.
-void serve(int connection, const Worker_pool::Work& work) {
+void serve(int connection, const Worker_pool::Work& work, const std::function<void()>& prepare) {
     try {
+        if (prepare) {
+            prepare();
+        }
         Length length = 0;
         std::string task;
         while (read_all(connection, reinterpret_cast<char*>(&length), sizeof length)) {
@@ -112,7 +115,8 @@ void serve(int connection, const Worker_pool::Work& work) {
 class Worker_pool::Worker {
 public:
     // `elder`: the workers that were made before.
-    Worker(const Work& work, const std::vector<std::unique_ptr<Worker>>& elder) {
+    Worker(const Work& work, const std::function<void()>& prepare,
+           const std::vector<std::unique_ptr<Worker>>& elder) {
         std::array<int, 2> ends = {};
         if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
             raise_system_error("cannot connect a worker process");
@@ -125,7 +129,7 @@ public:
             for (const std::unique_ptr<Worker>& each : elder) {
                 ::close(each->m_connection);
             }
-            serve(ends[1], work);
+            serve(ends[1], work, prepare);
             ::_exit(0);
         }
         const int error = errno;
@@ -215,9 +219,10 @@ private:
     std::string m_received;
 };
 
-Worker_pool::Worker_pool(std::size_t worker_count, const Work& work) {
+Worker_pool::Worker_pool(std::size_t worker_count, const Work& work,
+                         const std::function<void()>& prepare) {
     while (m_workers.size() < worker_count) {
-        m_workers.push_back(std::make_unique<Worker>(work, m_workers));
+        m_workers.push_back(std::make_unique<Worker>(work, prepare, m_workers));
     }
 }
 

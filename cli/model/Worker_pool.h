@@ -40,9 +40,12 @@ public:
         std::optional<std::string> answer;  // missing: the worker has failed
     };
 
+    // `prepare`: each worker calls it once, before its first task; may be empty. A worker whose
+    // preparation raises an error gives no answers.
     // REQUIRES: `worker_count` > 0.
     // RAISES: std::system_error if the system refuses a process or its connection.
-    Worker_pool(std::size_t worker_count, const Work& work);
+    Worker_pool(std::size_t worker_count, const Work& work,
+                const std::function<void()>& prepare = {});
     Worker_pool(const Worker_pool&) = delete;
     Worker_pool& operator=(const Worker_pool&) = delete;
     // Ends the workers, also those that are working on a task.

@@ -10,7 +10,8 @@ namespace cli {
 
 // Keeps the container until the process ends. A command calls this last: freeing a large model
 // object by object took a quarter of the time of a short command, and the system frees all memory
-// at once when the process ends.
+// at once when the process ends. A container in cached form is not kept: its file is closed and
+// unlocked when its last pointer is destroyed.
 void leave_to_exit(const qtPtrLight<zeManager>& manager);
 
 }  // namespace cli

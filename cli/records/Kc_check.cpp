@@ -175,6 +175,16 @@ private:
     Record_check& m_check;
 };
 
+bool is_cached_kc(const Record_file& file) {
+    return file.package && !file.header.is_package;
+}
+
+Record_check check_all(const Record_file& file) {
+    Record_check check = check_record_file(file);
+    check_kc_records(file, check);
+    return check;
+}
+
 // RAISES: Output_error.
 void seal(const std::string& name, const std::string& path) {
     errno = 0;
@@ -218,11 +228,17 @@ void check_kc_records(const Record_file& file, Record_check& check) {
     }
 }
 
+// The index is read again with the lock: it may have been changed before.
+Shared_file::Shared_file(const std::string& path) : file(read_record_file(path)) {
+    if (is_cached_kc(file)) {
+        use.emplace(path, path);
+        file = read_record_file(path);
+    }
+}
+
 Record_check check_file(const std::string& path) {
-    const Record_file file = read_record_file(path);
-    Record_check check = check_record_file(file);
-    check_kc_records(file, check);
-    return check;
+    const Shared_file shared(path);
+    return check_all(shared.file);
 }
 
 Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {
@@ -231,7 +247,11 @@ Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {
         throw Data_error(path, "only a knowledge container can be sealed");
     }
     const Kc_lock lock(path, wait);
-    Record_check check = check_file(lock.target().path());
+    std::optional<Kc_use> use;
+    if (is_cached_kc(file)) {
+        use.emplace(lock);
+    }
+    Record_check check = check_all(read_record_file(lock.target().path()));
     check.file = path;
     check.is_sealed_now = false;
     if (check.condition != Record_condition::kClean || check.has_seal.value_or(false)) {

@@ -46,22 +46,22 @@ void add_scaling(zeStat_storage& storage, Scaling& scaling) {
     }
 }
 
-bool scales_with(const std::vector<zeStat_storage*>& storages, double average) {
+bool scales_with(const Storages& storages, double average) {
     Scaling scaling;
-    for (zeStat_storage* const storage : storages) {
+    storages([&scaling, average](zeStat_storage& storage) {
         // If the user sets AverageRlimit above MaxRlimit, MaxRlimit rises to the same value, so we
         // do the same here.
-        const Restored<double> average_at_end(storage->m_average_Rlimit, average);
-        const Restored<double> max_at_end(storage->m_max_Rlimit,
-                                          std::max(storage->m_max_Rlimit, average));
-        add_scaling(*storage, scaling);
-    }
+        const Restored<double> average_at_end(storage.m_average_Rlimit, average);
+        const Restored<double> max_at_end(storage.m_max_Rlimit,
+                                          std::max(storage.m_max_Rlimit, average));
+        add_scaling(storage, scaling);
+    });
     return scaling.scaled != 0;
 }
 
 // We advise a power of ten, which is easier to type and to remember than the least sufficient
 // limit. If it is up to ten times too high, the model only forgets later.
-int sufficient_limit(const std::vector<zeStat_storage*>& storages) {
+int sufficient_limit(const Storages& storages) {
     for (long long limit = kLeastAdvice; limit <= kGreatestAdvice; limit *= 10) {
         if (!scales_with(storages, static_cast<double>(limit))) {
             return static_cast<int>(limit);
@@ -77,11 +77,9 @@ std::string shown_weight(double weight) {
 
 }  // namespace
 
-Scaling scaling_of(const std::vector<zeStat_storage*>& storages) {
+Scaling scaling_of(const Storages& storages) {
     Scaling scaling;
-    for (zeStat_storage* const storage : storages) {
-        add_scaling(*storage, scaling);
-    }
+    storages([&scaling](zeStat_storage& storage) { add_scaling(storage, scaling); });
     if (scaling.scaled != 0) {
         scaling.sufficient_limit = sufficient_limit(storages);
     }

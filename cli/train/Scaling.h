@@ -4,10 +4,10 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
+
+#include "cli/kc/stat_classifiers.h"
 
 class zeLogicalTree;
-class zeStat_storage;
 struct zeNode;
 
 namespace cli {
@@ -28,9 +28,9 @@ struct Scaling {
     int sufficient_limit = 0;
 };
 
-// `storages`: pointers that are not null. The storages do not change.
+// The storages do not change. They are visited several times.
 // RAISES: the assertions of zeStat_diet_learner::limits.
-Scaling scaling_of(const std::vector<zeStat_storage*>& storages);
+Scaling scaling_of(const Storages& storages);
 
 // Returns the warning for the user before learning; empty if nothing is scaled down.
 // `path`: the container's file. `tree`: has the node.

@@ -31,16 +31,21 @@
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/options/zeOptMap.h"
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kc_options.h"
 #include "cli/kc/Kept_choices.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/kc/Target_file.h"
+#include "cli/model/Engine_settings.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
 #include "cli/model/Text_sources.h"
@@ -62,24 +67,6 @@ struct Data_file {
     std::string name;  // for messages
     Texts texts;
 };
-
-// Refuses to overwrite a file that was named by mistake. `train A.tsv B.tsv`, where KC was
-// forgotten, must not replace A.tsv.
-// RAISES: Data_error, Usage_error; Output_error, Input_error.
-void check_overwriting(const Target_file& target, const Training_options& options) {
-    target.check_replaceable();
-    if (!target.status()) {
-        return;
-    }
-    if (!begins_as_kc(target.path())) {
-        throw Data_error(options.kc_file,
-                         "this is no knowledge container, and train replaces no other file");
-    }
-    if (!options.replaces) {
-        throw Usage_error(shown_file(options.kc_file) +
-                          " is a knowledge container already; --replace replaces it");
-    }
-}
 
 // Refuses the container as its own data file: with --skip-bad, some of its bytes could be read as
 // data lines.
@@ -218,12 +205,40 @@ void settle_labels(const Data_file& file, bool adds_categories, Text_model& mode
     }
 }
 
-void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTProgress* progress,
-                 Training_summary& summary) {
-    write_kc(lock, *model.manager(), compact, progress);
+void summarise(const Kc_lock& lock, const Text_model& model, Training_summary& summary) {
     summary.kc_file = lock.target().name();
     summary.labels = model.labels().size();
     summary.bytes = std::filesystem::file_size(lock.target().path());
+}
+
+void note_cache_use(const Text_model& model, Training_summary& summary) {
+    if (is_cached(*model.manager())) {
+        summary.cache = {g_HitCacheCount, g_MissedCacheCount};
+    }
+}
+
+// A container in cached form is changed in place, so no other file is made.
+void try_out_writing(const Kc_lock& lock, const Text_model& model) {
+    if (!is_cached(*model.manager())) {
+        Replacement_file::try_out(lock);
+    }
+}
+
+// RAISES: Usage_error for --compact with a container in cached form: its classifiers are trained in
+// the file, and need their statistics there.
+void check_compact(const Training_options& options, bool is_cached) {
+    if (options.compact && is_cached) {
+        throw Usage_error(
+            "--compact is not possible with the cached form; afterwards, zandrel convert --cached "
+            "--compact writes a compact container");
+    }
+}
+
+void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTProgress* progress,
+                 Training_summary& summary) {
+    note_cache_use(model, summary);
+    write_kc(lock, *model.manager(), compact, progress);
+    summarise(lock, model, summary);
 }
 
 // Only the classifiers that new texts reach learn, so only their counts are scaled down.
@@ -231,7 +246,7 @@ Text_model::Before_learning warning_of(const Learning_options& options, const Te
     if (!options.warn) {
         return {};
     }
-    return [&options, &model](const std::vector<zeStat_storage*>& storages) {
+    return [&options, &model](const Storages& storages) {
         const std::string warning = scaling_warning(
             options.kc_file, *model.manager()->m_logical_tree, scaling_of(storages));
         if (!warning.empty()) {
@@ -240,12 +255,29 @@ Text_model::Before_learning warning_of(const Learning_options& options, const Te
     };
 }
 
+// Settings that no file keeps would be lost when a classifier leaves the memory.
+// RAISES: Usage_error.
+void check_kept_settings(const Training_options& options) {
+    if (options.model.settings == nullptr) {
+        return;
+    }
+    for (const Key_value& setting : options.model.settings->used_settings()) {
+        const std::string problem = keeping_problem(setting.key, zeOptMap::known_keys());
+        if (!problem.empty()) {
+            throw Usage_error("with --cached, " + problem);
+        }
+    }
+}
+
 Training_summary train_new_kc(const Training_options& options) {
     Training_summary summary;
-    check_overwriting(Target_file(options.kc_file), options);
+    check_compact(options, options.bound.given.has_value());
+    check_kept_settings(options);
+    check_overwriting(Target_file(options.kc_file), options.replaces, "train");
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    check_overwriting(lock.target(), options);  // another process may have made it while we waited
+    check_overwriting(lock.target(), options.replaces,
+                      "train");  // another process may have made it while we waited
     Replacement_file::try_out(lock);
     std::vector<Data_file> files = read_training_data(options, summary.skipped);
     Texts texts = joined(files);
@@ -253,16 +285,31 @@ Training_summary train_new_kc(const Training_options& options) {
     Progress(options.progress).check_interrupt();
     Text_model model(with_suggested_groups(options.model, texts, options.bootstraps,
                                            options.progress, options.warn));
-    sources.locate_errors(
-        [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
+    std::optional<Replacement_file> file;
+    if (options.bound.given) {
+        file.emplace(lock);
+        model.move_before_training([&](zeManager& manager) {
+            move_to_cached_file(options.kc_file, *file, manager, options.bound);
+        });
+    }
+    with_errors_of_new_file(options.kc_file, [&] {
+        sources.locate_errors(
+            [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
+    });
     if (!options.model.tree.text.empty()) {
         warn_of_tree(options, model, sources);
     }
     keep_analysis(options.model.analysis, model.manager()->m_config);
     keep_choices(model.choices(), model.manager()->m_config);
     // During the training another program may have put a file there.
-    check_overwriting(lock.target(), options);
-    write_model(lock, model, options.compact, options.progress, summary);
+    check_overwriting(lock.target(), options.replaces, "train");
+    if (file) {
+        note_cache_use(model, summary);
+        take_place_cached(options.kc_file, *file, *model.manager());
+        summarise(lock, model, summary);
+    } else {
+        write_model(lock, model, options.compact, options.progress, summary);
+    }
     summary.texts = texts.size();
     summary.new_labels = summary.labels;
     leave_to_exit(model.manager());
@@ -274,16 +321,22 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     check_readable(options.kc_file);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
-    Replacement_file::try_out(lock);
+    const std::unique_ptr<Text_model> model =
+        read_model(lock, options.analysis, options.progress, options.bound);
+    check_compact(options, is_cached(*model->manager()));
+    try_out_writing(lock, *model);
     std::vector<Data_file> files = read_training_data(options, summary.skipped);
     Texts texts = joined(files);
     const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
-    sources.locate_errors([&] {
-        model->train_again_and_empty(texts, options.bootstraps, options.kc_file, options.progress);
+    change_in_place(lock, *model->manager(), [&] {
+        sources.locate_errors([&] {
+            model->train_again_and_empty(texts, options.bootstraps, options.kc_file,
+                                         options.progress,
+                                         [&] { flush_cached(lock, *model->manager()); });
+        });
+        warn_of_tree(options, *model, sources);
     });
-    warn_of_tree(options, *model, sources);
     write_model(lock, *model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     leave_to_exit(model->manager());
@@ -301,21 +354,27 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_readable(options.kc_file);
     check_data_files(options.kc_file, options.data_files);
     const Kc_lock lock(options.kc_file, {options.seconds_to_wait, options.progress});
-    const std::unique_ptr<Text_model> model = read_model(lock, options.analysis, options.progress);
+    const std::unique_ptr<Text_model> model =
+        read_model(lock, options.analysis, options.progress, options.bound);
     check_can_learn(options.kc_file, *model);
-    Replacement_file::try_out(lock);
+    try_out_writing(lock, *model);
     std::vector<Data_file> files = read_data(options, Columns::kText, summary.skipped);
     const std::size_t labels_before = model->labels().size();
-    for (const Data_file& file : files) {
-        settle_labels(file, options.adds_categories, *model);
-    }
-    Texts texts = joined(files);
-    const Text_sources sources(names_of(files), texts);
-    Progress(options.progress).check_interrupt();
-    model->learn_and_empty(texts, options.progress, warning_of(options, *model));
-    warn_of_blocked(options.warn, *model, sources);
+    const auto change = [&] {
+        Deferred_writes writes(*model->manager());
+        for (const Data_file& file : files) {
+            settle_labels(file, options.adds_categories, *model);
+        }
+        writes.commit();
+        Texts texts = joined(files);
+        const Text_sources sources(names_of(files), texts);
+        Progress(options.progress).check_interrupt();
+        model->learn_and_empty(texts, options.progress, warning_of(options, *model));
+        warn_of_blocked(options.warn, *model, sources);
+        summary.texts = texts.size();
+    };
+    change_in_place(lock, *model->manager(), change);
     write_model(lock, *model, false, options.progress, summary);
-    summary.texts = texts.size();
     summary.new_labels = summary.labels - labels_before;
     leave_to_exit(model->manager());
     return summary;
@@ -340,9 +399,14 @@ void print_training(const Training_summary& summary, std::ostream& out) {
 }
 
 nlohmann::ordered_json training_json(const Training_summary& summary) {
-    return {{"file", summary.kc_file},  {"texts", summary.texts},
-            {"labels", summary.labels}, {"new_labels", summary.new_labels},
-            {"bytes", summary.bytes},   {"skipped_lines", summary.skipped.count}};
+    nlohmann::ordered_json json = {
+        {"file", summary.kc_file},  {"texts", summary.texts},
+        {"labels", summary.labels}, {"new_labels", summary.new_labels},
+        {"bytes", summary.bytes},   {"skipped_lines", summary.skipped.count}};
+    if (summary.cache) {
+        json["cache"] = {{"hits", summary.cache->hits}, {"misses", summary.cache->misses}};
+    }
+    return json;
 }
 
 }  // namespace cli

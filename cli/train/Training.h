@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "zandrel/foundation/CTProgress.h"
 
 #include "cli/data/Labelled_text.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kept_analysis.h"
 #include "cli/model/Model_options.h"
 #include "cli/suggest/Tree_suggestion.h"
@@ -34,7 +36,10 @@ struct Training_options {
     // Trains the classifiers of the container that exists anew, in the tree that it has. `model`
     // and `replaces` are not used then.
     bool keeps_tree = false;
-    Given_analysis analysis = {};    // compared with that of the container; only with `keeps_tree`
+    Given_analysis analysis = {};  // compared with that of the container; only with `keeps_tree`
+    // Of the container that exists, with `keeps_tree`; otherwise a given bound makes a container in
+    // cached form, which is trained in its file.
+    Cache_bound bound = {};
     double seconds_to_wait = 0.0;    // while another process changes the container
     CTProgress* progress = nullptr;  // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
@@ -49,6 +54,7 @@ struct Learning_options {
     bool skips_bad_lines = false;
     Data_form form = {};                      // of the data files
     std::size_t longest_line = kLongestLine;  // in bytes; a longer one is bad
+    Cache_bound bound = {};                   // of a container in cached form
     double seconds_to_wait = 0.0;             // while another process changes the container
     CTProgress* progress = nullptr;           // BORROWS: null: no reports, no interruption
     // Takes what the user should know before the work begins. May be empty.
@@ -74,12 +80,21 @@ struct Training_summary {
     std::size_t labels = 0;      // of the container afterwards
     std::size_t new_labels = 0;  // of them
     std::uintmax_t bytes = 0;    // of the file
+
+    // Of a container in cached form: how often a classifier was in memory when it was needed, and
+    // how often it had to be read.
+    struct Cache_use {
+        unsigned int hits = 0;
+        unsigned int misses = 0;
+    };
+
+    std::optional<Cache_use> cache = std::nullopt;
     Skipped_lines skipped = {};
 };
 
 // If train_kc or learn_into_kc fails, the file stays as it was, unless the change has been noted
-// before (note_change). Both raise Usage_error if the container is one of the data files, or if
-// standard input, "-", is named twice.
+// before (note_change), or, in cached form, they raise Partial_change. Both raise Usage_error if
+// the container is one of the data files, or if standard input, "-", is named twice.
 //
 // Trains on the texts of all files together and writes the container. Before the training it warns
 // of probable mistakes in the data (training_warnings), and after it of texts that the rules of the
@@ -106,7 +121,8 @@ Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_li
 
 // Prints one line.
 void print_training(const Training_summary& summary, std::ostream& out);
-// The same as an object of `file`, `texts`, `labels`, `new_labels`, `bytes` and `skipped_lines`.
+// The same as an object of `file`, `texts`, `labels`, `new_labels`, `bytes`, `skipped_lines`, and,
+// in cached form, `cache` with `hits` and `misses`.
 nlohmann::ordered_json training_json(const Training_summary& summary);
 
 }  // namespace cli

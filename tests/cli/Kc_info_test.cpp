@@ -183,6 +183,7 @@ TEST(KcInfoTest, ContainerIsPrintedAsText) {
               "container\n"
               "  file                a\\x0A.kc\n"
               "  size                12,345 bytes\n"
+              "  form                plain\n"
               "  unicode             yes\n"
               "  seal                yes\n"
               "  format version      2\n"
@@ -207,10 +208,23 @@ TEST(KcInfoTest, ContainerIsPrintedAsText) {
               "  key=a\\x0Ab\n");
 }
 
+TEST(KcInfoTest, CachedFormIsPrintedWithItsBound) {
+    Kc_info info = example();
+    info.file->form = Kc_form::kCached;
+    info.cache_bound = 1;
+    std::ostringstream out;
+    print_kc_info(info, out);
+
+    EXPECT_THAT(out.str(), testing::HasSubstr(
+                               "  form                cached, at most 1 classifier in memory\n"));
+    EXPECT_EQ(kc_info_json(info)["form"], "cached");
+    EXPECT_EQ(kc_info_json(info)["cache_bound"], 1);
+}
+
 TEST(KcInfoTest, JsonHasTheSameContents) {
     EXPECT_EQ(
         kc_info_json(example()).dump(),
-        R"({"file":"a\n.kc","size":12345,"unicode":true,"seal":true,"version":2,"compact":true,)"
+        R"({"file":"a\n.kc","size":12345,"form":"plain","unicode":true,"seal":true,"version":2,"compact":true,)"
         R"("id":7,"name":"shop","analysis":"words","stem":"german",)"
         R"("choices":{"ProfileSize":3000,"SuppressM":0},)"
         R"("created":"1970-01-01 00:00:00 UTC","last_trained":"1970-01-01 00:00:01 UTC",)"

@@ -28,6 +28,14 @@ using testing::StartsWith;
 
 // A model without a classifier, with weights that the test writes. A limit is AverageRlimit times
 // the square root of size / average size, or with "linear" times size / average size.
+Storages each_of(const std::vector<zeStat_storage*>& storages) {
+    return [storages](const std::function<void(zeStat_storage & storage)>& visit) {
+        for (zeStat_storage* const storage : storages) {
+            visit(*storage);
+        }
+    };
+}
+
 class ScalingTest : public testing::Test {
 protected:
     ScalingTest() {
@@ -58,7 +66,7 @@ protected:
         return scaling_warning("a.kc", *manager->m_logical_tree, scaling);
     }
 
-    Scaling Scale() { return scaling_of({&Storage()}); }
+    Scaling Scale() { return scaling_of(each_of({&Storage()})); }
 
     zeDefaults m_settings;
     std::vector<std::unique_ptr<zeNode>> m_nodes;
@@ -66,7 +74,7 @@ protected:
 };
 
 TEST_F(ScalingTest, ModelThatCountedNothingIsNotScaled) {
-    EXPECT_EQ(scaling_of({}).scaled, 0U);
+    EXPECT_EQ(scaling_of(each_of({})).scaled, 0U);
     EXPECT_EQ(Scale().scaled, 0U);
     AddProfile("empty", 0.0, 0.0);
 
@@ -149,7 +157,7 @@ TEST_F(ScalingTest, CategoriesOfAllModelsAreCounted) {
     other.m_total_weight = other.m_total_msg_weight = 1000.0;
     AddProfile("a", 150.0, 150.0);
 
-    const Scaling scaling = scaling_of({&Storage(), &other});
+    const Scaling scaling = scaling_of(each_of({&Storage(), &other}));
 
     EXPECT_EQ(scaling.categories, 2U);
     EXPECT_EQ(scaling.scaled, 2U);

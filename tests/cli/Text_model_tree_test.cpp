@@ -162,9 +162,12 @@ TEST_F(TextModelTreeTest, TextThatReachesNoneOfItsLeavesIsBlocked) {
 
 TEST_F(TextModelTreeTest, LearningReachesTheSameClassifiers) {
     std::vector<std::size_t> reached;
-    model.learn(
-        {desk_message("delivery", "das paket kommt nicht", "de")}, nullptr,
-        [&](const std::vector<zeStat_storage*>& storages) { reached.push_back(storages.size()); });
+    model.learn({desk_message("delivery", "das paket kommt nicht", "de")}, nullptr,
+                [&](const Storages& storages) {
+                    std::size_t count = 0;
+                    storages([&count](zeStat_storage& /*storage*/) { ++count; });
+                    reached.push_back(count);
+                });
     EXPECT_THAT(reached, ElementsAre(1U));
     EXPECT_THAT(model.blocked_texts(), IsEmpty());
 

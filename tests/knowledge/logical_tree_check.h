@@ -102,6 +102,7 @@ private:
 
     void CheckClassifiers() {
         std::size_t object_count = 0;
+        unsigned int fetched_count = 0;  // statistical classifiers in memory
         for (const auto& [id, node] : m_model.nodes) {
             const zeNode& physical = *Physical(id);
             if (node.type == Tree_model::kLeaf) {
@@ -110,11 +111,25 @@ private:
                      "a leaf has no classifier", id);
                 continue;
             }
-            object_count += node.type == Tree_model::kStat ? 2U : 1U;
-            CheckClassifier(node, physical);
+            const bool is_in_memory = physical.m_classifier != nullptr;
+            if (node.type == Tree_model::kStat) {
+                fetched_count += is_in_memory ? 1U : 0U;
+                object_count += is_in_memory ? 2U : 0U;
+            } else {
+                ++object_count;
+            }
+            Hold(is_in_memory || m_manager.ReadOnDemand() != 0, "the classifier is in memory", id);
         }
         Hold(m_manager.m_objects.size() == object_count,
              "the registry holds the classifiers and their storages alone");
+        const unsigned int limit = m_manager.ReadOnDemand();
+        Hold(limit == 0 || fetched_count <= limit, "the limit of classifiers in memory");
+        for (const auto& [id, node] : m_model.nodes) {
+            if (node.type != Tree_model::kLeaf) {
+                m_manager.m_physical_tree->get_classifier(Physical(id));
+                CheckClassifier(node, *Physical(id));
+            }
+        }
     }
 
     void CheckClassifier(const Tree_model::Node& node, const zeNode& physical) {

@@ -3,6 +3,8 @@
 #include <iterator>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
@@ -10,6 +12,9 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include "tests/knowledge/logical_tree_check.h"
+#include "tests/support/cached_container.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -68,8 +73,13 @@ Concept concept_of(const std::string& text) {
 
 }  // namespace
 
-Random_edits::Random_edits(unsigned int seed, bool is_compat55, std::size_t size)
-    : m_seed(seed), m_random(seed), m_size(size), m_tree(*m_manager.m_logical_tree) {
+Random_edits::Random_edits(unsigned int seed, bool is_compat55, std::size_t size,
+                           const Edit_limit& limit)
+    : m_seed(seed),
+      m_random(seed),
+      m_size(size),
+      m_limit(limit),
+      m_tree(*m_manager.m_logical_tree) {
     m_manager.m_compat55 = is_compat55;
     m_model.is_compat55 = is_compat55;
     m_model.bad_rules.insert(bad_rules().begin(), bad_rules().end());
@@ -98,12 +108,35 @@ bool Random_edits::Run(std::size_t edit_count) {
 
 bool Random_edits::Step() {
     ++m_step_count;
+    if (m_limit.size != 0 && !m_model.nodes.empty() && (!IsLimited() || OneIn(40))) {
+        Reopen();
+    }
     Edit();
-    CompareSides();
-    if (m_problem.empty()) {
-        CompareLookups();
+    // A comparison fetches each classifier. Most edits find other classifiers in memory.
+    if (!IsLimited() || OneIn(5)) {
+        CompareSides();
+        if (m_problem.empty()) {
+            CompareLookups();
+        }
+    }
+    if (IsLimited() && OneIn(20) && !m_limit.path.empty()) {
+        flush(m_manager);
     }
     return m_problem.empty();
+}
+
+// Saves the container and reads it again. New ids continue after the greatest one that was read.
+void Random_edits::Reopen() {
+    m_history.push_back("reopen");
+    if (m_limit.path.empty()) {
+        read_kc(m_manager, saved(m_manager));
+    } else if (!IsLimited()) {
+        continue_cached(m_manager, qtString(m_limit.path), m_limit.size);
+    } else {
+        open_cached(m_manager, qtString(m_limit.path), m_limit.size);
+    }
+    m_model.cache_size = m_limit.size;
+    m_model.last_id = std::prev(m_model.nodes.end())->first;
 }
 
 void Random_edits::Edit() {
@@ -147,7 +180,14 @@ void Random_edits::Expect(const std::string& edit, const Tree_model::Outcome& ex
     if (m_history.size() > kHistoryLength) {
         m_history.pop_front();
     }
-    m_manager.m_modified = false;
+    const bool is_too_small =
+        expected.refusal && expected.refusal->code == Tree_model::kTooSmallCache;
+    m_too_small_count += is_too_small ? 1 : 0;
+    if (is_too_small && m_limit.path.empty()) {
+        Compare(expected, shown(expected));
+        return;
+    }
+    const bool was_modified = std::exchange(m_manager.m_modified, false);
     try {
         std::forward<Statement>(statement)();
         Compare(expected, m_manager.m_modified ? "changed" : "found nothing to change");
@@ -161,6 +201,7 @@ void Random_edits::Expect(const std::string& edit, const Tree_model::Outcome& ex
     if (expected.refusal && m_manager.m_modified) {
         Fail("refused, but marked as modified");
     }
+    m_manager.m_modified = m_manager.m_modified || was_modified;
 }
 
 void Random_edits::Compare(const Tree_model::Outcome& expected, const std::string& actual) {
@@ -381,7 +422,9 @@ void Random_edits::Move() {
     const bool is_within_model = moved != nullptr && to != nullptr && moved->parent != 0 &&
                                  m_model.Principal(moved->parent) == m_model.Principal(target) &&
                                  m_model.Principal(target)->type == Tree_model::kStat;
-    zeClassifier* const model = is_within_model ? m_tree.GetRealParent(target) : nullptr;
+    // A container with a limit would lose its changes without the mark.
+    zeClassifier* const model =
+        is_within_model && !IsLimited() ? m_tree.GetRealParent(target) : nullptr;
     if (model != nullptr) {
         model->m_dirty = false;
     }
@@ -551,4 +594,18 @@ void Random_edits::MoveAncestorsBelow(Id id, Id parent) {
         Expect("move " + std::to_string(above->id) + " to " + std::to_string(id),
                m_model.Move(above->id, id), [&] { m_tree.MoveLogicalNode(above->id, id); });
     }
+}
+
+void run_limited_edits(unsigned int seed, bool is_compat55, std::size_t size, unsigned int limit,
+                       std::size_t edit_count) {
+    const Scratch_file file;
+    Random_edits limited(seed, is_compat55, size, {limit, file.path().str()});
+    Random_edits in_memory(seed, is_compat55, size, {limit, {}});
+    ASSERT_TRUE(limited.Run(edit_count)) << limited.Problem();
+    ASSERT_TRUE(in_memory.Run(edit_count)) << in_memory.Problem();
+    EXPECT_EQ(limited.DoneCount(), in_memory.DoneCount());
+    EXPECT_GT(limited.DoneCount(), edit_count / 5) << "the dice are loaded";
+    EXPECT_EQ(limited.TooSmallCount() > 0, limit == 1) << "only a limit of 1 refuses edits";
+    limited.Manager().m_config = in_memory.Manager().m_config;  // ids and times of the containers
+    EXPECT_TRUE(same_bytes(plain_copy_of(limited.Manager()), saved(in_memory.Manager())));
 }

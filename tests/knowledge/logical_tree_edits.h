@@ -16,13 +16,23 @@
 
 #include "tests/knowledge/logical_tree_model.h"
 
+// The limit of statistical classifiers in memory.
+struct Edit_limit {
+    unsigned int size = 0;  // 0 means no limit
+    // Empty: the container is in memory, without a limit. The edits that the limit forbids are left
+    // out, so the container gets the same edits as one with the limit.
+    std::string path;
+};
+
 // One container, edited at random. Edits that pass verification but are then refused by a
 // classifier are left out: other tests check them.
 class Random_edits {
 public:
     // `size`: the number of nodes up to which the tree grows; from then on deletions balance
     // additions.
-    Random_edits(unsigned int seed, bool is_compat55, std::size_t size);
+    // `limit`: if it has a size, the container is saved and read again from time to time.
+    Random_edits(unsigned int seed, bool is_compat55, std::size_t size,
+                 const Edit_limit& limit = {});
 
     // Chooses an edit. If the edit applies, predicts its result, carries it out and compares.
     // Returns false once a difference was found, which `Problem` describes.
@@ -35,6 +45,9 @@ public:
     // Does steps until `edit_count` edits were done or refused, then calls `MirrorLastDelete`.
     // Returns false once a difference was found.
     bool Run(std::size_t edit_count);
+
+    // The number of edits that only the limit refused.
+    std::size_t TooSmallCount() const { return m_too_small_count; }
 
     // Describes the difference and the edits that led to it.
     std::string Problem() const;
@@ -69,6 +82,8 @@ private:
 
     // The edits.
     void Edit();
+    void Reopen();
+    bool IsLimited() const { return m_model.cache_size != 0; }
     void StartByMirroring();
     void Add();
     void Delete();
@@ -96,6 +111,7 @@ private:
     unsigned int m_seed;
     std::mt19937 m_random;
     std::size_t m_size;
+    Edit_limit m_limit;
     Tree_model m_model;
     zeManager m_manager;
     zeLogicalTree& m_tree;
@@ -104,6 +120,13 @@ private:
     std::size_t m_step_count = 0;
     std::size_t m_done_count = 0;
     std::size_t m_refused_count = 0;
+    std::size_t m_too_small_count = 0;
 };
+
+// Does random edits in a container of which only `limit` statistical classifiers are in memory, and
+// the same edits in a container without a limit. Checks that both agree with the model, and that the
+// files of both are equal at the end.
+void run_limited_edits(unsigned int seed, bool is_compat55, std::size_t size, unsigned int limit,
+                       std::size_t edit_count);
 
 #endif  // ZANDREL_TESTS_KNOWLEDGE_LOGICAL_TREE_EDITS_H_

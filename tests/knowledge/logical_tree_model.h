@@ -22,6 +22,7 @@ public:
     static constexpr unsigned int kNoScore = 1;
     // The `code` of a Refusal whose text is that of an assertion. Assertions have no number.
     static constexpr int kBrokenInvariant = -1;
+    static constexpr int kTooSmallCache = 3;
 
     struct Node {
         Id id = 0;
@@ -53,6 +54,7 @@ public:
     std::map<Id, Node> nodes;
     Id last_id = 0;
     bool is_compat55 = false;
+    unsigned int cache_size = 0;  // of classifiers in memory; 0 means no limit
     std::set<std::string> bad_rules;  // rules that do not parse
 
     Node* Find(Id id) {
@@ -364,7 +366,17 @@ private:
         }
     }
 
+    void CheckCacheSize() const {
+        if (cache_size == 1) {
+            Refuse(kTooSmallCache,
+                   "KB can't be modified until cache size is increased from 1 to 2");
+        }
+    }
+
     void CheckSons(const Node& target, const Node& moved) const {
+        if (!Sons(moved).empty()) {
+            CheckCacheSize();
+        }
         const std::set<std::string> used = SonNames(target);
         for (const Id son : Sons(moved)) {
             const std::string& category = nodes.at(son).category;
@@ -414,6 +426,7 @@ private:
         if (from.id == to.id && to.type == kStat) {
             return true;
         }
+        CheckCacheSize();
         CheckCategory(moved, !GetsClassifier(target, node->rule));
         if (target->type == kLeaf && target->children.empty()) {
             return false;

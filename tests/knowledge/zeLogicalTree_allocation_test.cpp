@@ -1,6 +1,7 @@
 // The state after an edit that runs out of memory. Each allocation of the edit fails in turn, in a
 // new container, until the edit succeeds. After each failure no pointer may dangle, and the
-// container can be edited and released.
+// container can be edited and released. If only two classifiers are in memory, the container can
+// also be flushed and opened again.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <functional>
@@ -11,8 +12,11 @@
 #include "zandrel/foundation/qtX.h"
 
 #include "tests/support/bags.h"
+#include "tests/support/cached_container.h"
 #include "tests/support/failing_new.h"
+#include "tests/support/kc_file.h"
 #include "tests/support/logical_tree.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -41,9 +45,45 @@ struct Container : Edited_container {
     unsigned int refund = Add(money, "refund", kAboveOne);
 };
 
+void DeleteChildrenOfRoot(Container& kc) {
+    for (const unsigned int id : {kc.topics, kc.people, kc.money}) {
+        kc.tree.DelLogicalNode(id, true);
+        ExpectNoDanglingPointers(kc.manager);
+    }
+}
+
+// Does the edit in a file of which two classifiers are in memory, while every third allocation
+// fails in turn.
+void ExpectFileCanBeOpened(const std::function<void(Container&)>& edit) {
+    constexpr unsigned int kMostAllocations = 6000;
+    constexpr unsigned int kLimit = 2;
+    const Scratch_file file;
+    unsigned int index = 0;
+    for (bool has_failed = true; has_failed && index < kMostAllocations; index += 3) {
+        SCOPED_TRACE(index);
+        Container kc;
+        continue_cached(kc.manager, file.path(), kLimit);
+        has_failed = fails_at(index, [&] { edit(kc); });
+        ExpectNoDanglingPointers(kc.manager);
+        open_cached(kc.manager, file.path(), kLimit);
+        ExpectNoDanglingPointers(kc.manager);
+        zeManager in_memory;
+        read_kc(in_memory, plain_copy_of(kc.manager));
+        ExpectNoDanglingPointers(in_memory);
+        if (!has_failed) {
+            ExpectSound(in_memory);
+        }
+        DeleteChildrenOfRoot(kc);
+        open_cached(kc.manager, file.path(), kLimit);
+    }
+    EXPECT_GT(index, 3U);
+    EXPECT_LT(index, kMostAllocations);
+}
+
 // Does the edit while each allocation fails in turn. Then deletes the children of the root as far
 // as possible.
 void ExpectNothingDangles(const std::function<void(Container&)>& edit) {
+    ExpectFileCanBeOpened(edit);
     constexpr unsigned int kMostAllocations = 2000;
     unsigned int index = 0;
     for (bool has_failed = true; has_failed && index < kMostAllocations; ++index) {
@@ -54,10 +94,7 @@ void ExpectNothingDangles(const std::function<void(Container&)>& edit) {
         if (!has_failed) {
             ExpectSound(kc.manager);
         }
-        for (const unsigned int id : {kc.topics, kc.people, kc.money}) {
-            kc.tree.DelLogicalNode(id, true);
-            ExpectNoDanglingPointers(kc.manager);
-        }
+        DeleteChildrenOfRoot(kc);
     }
     EXPECT_GT(index, 1U);
     EXPECT_LT(index, kMostAllocations);

@@ -28,4 +28,18 @@ TEST(zeLogicalTreeModelSlowTest, AgreesAfterEachOfFiftyThousandEditsIn55Compatib
     run_edits(true, kFirstSeed + 1000);
 }
 
+class zeLogicalTreeLimitedModelSlowTest : public testing::TestWithParam<unsigned int> {};
+
+TEST_P(zeLogicalTreeLimitedModelSlowTest, AgreesAfterEachOfTenThousandEdits) {
+    constexpr std::size_t kLimitedSizes[] = {3, 12, 50, 200};
+    unsigned int seed = kFirstSeed + 2000;
+    for (const std::size_t size : kLimitedSizes) {
+        run_limited_edits(seed, seed % 2 == 0, size, GetParam(), kEditsOfRun);
+        ++seed;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, zeLogicalTreeLimitedModelSlowTest,
+                         testing::Values(1U, 2U, 3U, 20U));
+
 }  // namespace

@@ -41,4 +41,27 @@ TEST(zeLogicalTreeModelTest, AgreesOnTheFirstEdits) {
     }
 }
 
+// The sizes for a limit of classifiers in memory. With 120 nodes most classifiers are in the file.
+constexpr std::size_t kLimitedSizes[] = {4, 30, 120};
+
+class zeLogicalTreeLimitedModelTest : public testing::TestWithParam<unsigned int> {
+protected:
+    static void RunEdits(bool is_compat55, unsigned int first_seed) {
+        unsigned int seed = first_seed;
+        for (const std::size_t size : kLimitedSizes) {
+            run_limited_edits(seed++, is_compat55, size, GetParam(), kEditsOfRun);
+        }
+    }
+};
+
+TEST_P(zeLogicalTreeLimitedModelTest, AgreesAfterEachEditAndWithAContainerInMemory) {
+    RunEdits(false, kFirstSeed + 2000);
+}
+
+TEST_P(zeLogicalTreeLimitedModelTest, AgreesIn55CompatibilityMode) {
+    RunEdits(true, kFirstSeed + 3000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, zeLogicalTreeLimitedModelTest, testing::Values(1U, 2U, 20U));
+
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/storage/AbstractHreclaim.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "tests/support/expect_qtx.h"
@@ -136,18 +137,25 @@ TEST_F(zeIOUnicodeTest, RefusedFilesAreUnchangedAndClosed) {
     Kc_items other(saved(kc.manager));
     other.id = 7;
 
-    for (const std::string& bytes : {std::string("no file of a container"), other.file()}) {
-        file.write(bytes);
-        EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), zeIO, 1, "Not a kc file");
+    const auto expect_unchanged = [this, &io](const std::string& bytes) {
         EXPECT_TRUE(same_bytes(file.content(), bytes));
         EXPECT_EQ(io.m_pack.GetIndexSize(), 0U);
-    }
+    };
+    file.write(other.file());
+    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), zeIO, 1, "Not a kc file");
+    expect_unchanged(other.file());
+    const std::string none = "no file of a container";
+    file.write(none);
+    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), AbstractHreclaim,
+               AbstractHreclaim::kWrongFormat,
+               "Input file is not in expected format: " + file.path().str());
+    expect_unchanged(none);
     Hold(3, 0);
     EXPECT_QTX_ARGS(io.SetUnicodeFlag(file.path(), true), zeIO, 2, "Invalid version in kc file",
                     {"3"});
     std::remove(file.path().c_str());
-    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), HioErr, HioErr::kOpenFailed,
-               "Cannot open file: " + file.path().str());
+    EXPECT_QTX(io.SetUnicodeFlag(file.path(), true), AbstractHreclaim,
+               AbstractHreclaim::kMissingFile, "File does not exist: " + file.path().str());
 }
 
 TEST_F(zeIOUnicodeTest, FileIsMarkedOrUnchangedIfACallOfTheDiskFails) {

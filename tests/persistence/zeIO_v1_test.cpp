@@ -1,22 +1,19 @@
 // Files of version 1, which the library no longer writes. Their records name nodes by their
-// concepts, and a leaf may have several parents. The test builds a file from the tables of the
-// format.
+// concepts, and a leaf may have several parents. The files are built from the tables of the format.
 #include "zandrel/persistence/zeIO.h"
 
-#include <bit>
 #include <cmath>
-#include <cstdint>
-#include <initializer_list>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/expect_qtx.h"
+#include "tests/support/growth.h"
 #include "tests/support/kc_damage.h"
 #include "tests/support/kc_file.h"
+#include "tests/support/kc_v1.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/news_desk.h"
 
@@ -24,195 +21,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::Pair;
-
-// Builds a record; numbers have the highest byte first.
-class Record {
-public:
-    Record& u32(std::uint32_t number) { return put(number, 4); }
-
-    Record& byte(unsigned int number) { return put(number, 1); }
-
-    Record& f32(float number) { return put(std::bit_cast<std::uint32_t>(number), 4); }
-
-    Record& f64(double number) { return put(std::bit_cast<std::uint64_t>(number), 8); }
-
-    Record& text(std::string_view bytes) {
-        u32(static_cast<std::uint32_t>(bytes.size()));
-        m_bytes += bytes;
-        return *this;
-    }
-
-    Record& texts(const std::vector<const char*>& list) {
-        u32(static_cast<std::uint32_t>(list.size()));
-        for (const char* each : list) {
-            text(each);
-        }
-        return *this;
-    }
-
-    Record& numbers(const std::vector<std::uint32_t>& list) {
-        u32(static_cast<std::uint32_t>(list.size()));
-        for (const std::uint32_t each : list) {
-            u32(each);
-        }
-        return *this;
-    }
-
-    Record& zeros(std::size_t count) {
-        m_bytes.append(count, '\0');
-        return *this;
-    }
-
-    const std::string& bytes() const { return m_bytes; }
-
-private:
-    Record& put(std::uint64_t number, unsigned int byte_count) {
-        while (byte_count-- > 0) {
-            m_bytes += static_cast<char>(static_cast<unsigned char>(number >> (8 * byte_count)));
-        }
-        return *this;
-    }
-
-    std::string m_bytes;
-};
-
-constexpr float kThreshold = 0.0625F;  // of all nodes
-
-struct Physical_node {
-    const char* name;
-    bool is_scored;
-    unsigned int type;
-    unsigned int classifier;
-    unsigned int id;
-    std::vector<const char*> children;
-    std::vector<const char*> parents;
-};
-
-struct Logical_node {
-    unsigned int id;
-    unsigned int type;
-    unsigned int parent;
-    std::vector<std::uint32_t> children;
-    const char* category;
-    const char* rule;
-    bool is_scored;
-};
-
-// The nodes 1 root, 2 news, 3 sport, 4 shared, 5 mix, 6 bin:
-//
-//     root (statistics) - news (statistics) - sport, shared
-//                       - mix (rules) - shared, bin
-const std::vector<Physical_node> kPhysicalNodes = {
-    {"root", false, 2, 2, 1, {"news", "mix"}, {}},
-    {"news", false, 2, 4, 2, {"sport", "shared"}, {"root"}},
-    {"sport", true, 0, 0, 3, {}, {"news"}},
-    {"shared", true, 0, 0, 4, {}, {"news", "mix"}},
-    {"mix", false, 1, 5, 5, {"shared", "bin"}, {"root"}},
-    {"bin", false, 0, 0, 6, {}, {"mix"}},
-};
-
-const std::vector<Logical_node> kLogicalNodes = {
-    {1, 2, 0, {2, 5}, "root", "", false},   {2, 2, 1, {3, 4}, "news", "", false},
-    {3, 0, 2, {}, "sport", "", true},       {4, 0, 2, {}, "shared", "", true},
-    {5, 1, 1, {6, 7}, "mix", "", false},    {6, 0, 5, {}, "shared", "$mark(?)", true},
-    {7, 0, 5, {}, "bin", "default", false},
-};
-
-void write_physical_tree(Record& record) {
-    record.u32(static_cast<std::uint32_t>(kPhysicalNodes.size()));
-    for (const Physical_node& node : kPhysicalNodes) {
-        record.text(node.name).byte(node.is_scored ? 7 : 0).byte(node.type);
-        record.u32(node.classifier).u32(node.id).f32(kThreshold);
-        record.texts(node.children).texts(node.parents);
-    }
-}
-
-void write_logical_tree(Record& record) {
-    record.u32(0xDEADBEEF);  // ignored
-    record.u32(static_cast<std::uint32_t>(kLogicalNodes.size()));
-    for (const Logical_node& node : kLogicalNodes) {
-        record.u32(node.id).u32(node.type).u32(node.parent).numbers(node.children);
-        record.text(node.category).text("").text(node.rule);
-        record.byte(node.is_scored ? 1 : 0).f32(kThreshold).text("note of").text(node.category);
-    }
-}
-
-void write_settings(Record& record) {
-    record.u32(77).text("root").zeros(8).zeros(8).u32(100).byte(1).byte(0);
-    record.u32(20).u32(80).f64(5.0).byte(0).byte(1).u32(0);
-    record.byte(0).byte(0).u32(1).byte(1).byte(0).u32(0).u32(10).f64(2.75).u32(1000).u32(2000);
-    record.byte(10).f64(1.1).u32(1).u32(0).u32(1).f64(30.0).f64(100.0).f64(10000.0).f64(6.0);
-    record.byte(1).byte(0).byte(0).byte(1).f64(10.0).u32(4000).zeros(185);
-    record.f64(1.0).f64(5.0).f64(3.0).f64(3.0);
-}
-
-std::string manager_record() {
-    Record record;
-    write_physical_tree(record);
-    write_logical_tree(record);
-    write_settings(record);
-    record.u32(5).text("root");
-    return record.bytes();
-}
-
-std::string switcher_record() {
-    Record record;
-    record.u32(1).u32(5).text("mix").text("bin").u32(1).text("shared").text("$mark(?)");
-    return record.bytes();
-}
-
-// Each word belongs to only one category, with the weight 0.25.
-std::string matcher_record(unsigned int id, const char* node, unsigned int storage,
-                           const std::vector<const char*>& words) {
-    Record record;
-    record.u32(2).u32(id).text(node).u32(static_cast<std::uint32_t>(words.size()));
-    for (std::uint32_t i = 0; i < words.size(); ++i) {
-        record.text(words[i]).u32(1).f32(0.25F).u32(i);
-    }
-    return record.u32(storage).bytes();
-}
-
-// Version 1 has neither the age of a likelihood table nor the reserved number.
-void write_profile(Record& record, const char* category, const char* word) {
-    record.u32(1000).f64(-0.125).u32(1).f64(123.0).byte(1).f64(1.0).f64(1.0);
-    record.text(category).u32(0).u32(0).u32(1).text(word).f64(1.0).byte(1).byte(5);
-}
-
-std::string storage_record(unsigned int id, const std::vector<const char*>& categories,
-                           const std::vector<const char*>& words) {
-    Record record;
-    record.u32(3).u32(id).byte(0).byte(0).byte(1).byte(0).u32(0).u32(1).u32(10).u32(2);
-    record.f64(0.0).u32(1000).u32(2000).byte(10).f64(1.1).u32(0).u32(1).u32(1);
-    record.f64(30.0).f64(100.0).f64(10000.0).f64(6.0).byte(1).f64(2.0).f64(2.0).f64(2.0);
-    record.byte(0).byte(0).byte(1).f64(10.0).u32(4000).zeros(185);
-    record.f64(1.0).f64(5.0).f64(3.0).f64(3.0);
-    const auto count = static_cast<std::uint32_t>(categories.size());
-    record.u32(count);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        record.text(categories[i]).u32(i);
-    }
-    record.u32(count);
-    for (const char* word : words) {
-        record.text(word).f64(1.0).f64(1.0).u32(1);
-    }
-    record.u32(count);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        write_profile(record, categories[i], words[i]);
-    }
-    return record.bytes();
-}
-
-Kc_items items_of_v1() {
-    Kc_items items;
-    items.version = 1;
-    items.records[object_key(1)] = storage_record(1, {"news", "mix"}, {"goal", "soup"});
-    items.records[object_key(2)] = matcher_record(2, "root", 1, {"goal", "soup"});
-    items.records[object_key(3)] = storage_record(3, {"sport", "shared"}, {"goal", "talk"});
-    items.records[object_key(4)] = matcher_record(4, "news", 3, {"goal", "talk"});
-    items.records[object_key(5)] = switcher_record();
-    items.records[kManagerRecord] = manager_record();
-    return items;
-}
 
 // The score of a classifier for a word of the category, and for any other word.
 const double kPi = std::acos(-1.0);
@@ -235,7 +43,7 @@ protected:
 
     zeNode* Mirrored(unsigned int id) { return kc.m_logical_tree->GetNode(id).physical_node; }
 
-    Kc_items items = items_of_v1();
+    Kc_items items = News_kc_v1::items();
     KcIoMode mode;
     zeManager kc;
     News_desk desk{kc};
@@ -318,6 +126,28 @@ TEST_F(zeIOVersion1Test, SavingWritesVersionTwo) {
     EXPECT_TRUE(same_bytes(saved(again), file));
 }
 
+TEST_F(zeIOVersion1Test, SavedRecordsAreThoseOfTheTablesOfVersionTwo) {
+    const Kc_items written(saved(kc));
+    const Kc_items expected = News_kc_v1::items_v2();
+
+    ASSERT_EQ(written.records.size(), expected.records.size());
+    for (const auto& [key, bytes] : expected.records) {
+        EXPECT_TRUE(same_bytes(written.records.at(key), bytes)) << testing::PrintToString(key);
+    }
+}
+
+TEST_F(zeIOVersion1Test, LeafWithManyParentsTakesNoSquareTime) {
+    ExpectNoSquareGrowth(2000, [](int n) {
+        const std::string many = shared_leaf_kc_v1(static_cast<unsigned int>(n)).file();
+        zeManager manager;
+
+        read_kc(manager, many);
+
+        EXPECT_EQ(manager.m_physical_tree->GetLeafNodes(term("shared")).size(),
+                  static_cast<std::size_t>(n));
+    });
+}
+
 TEST_F(zeIOVersion1Test, LearningContinuesAsAfterConversionToVersionTwo) {
     zeManager again;
     read_kc(again, saved(kc));
@@ -361,7 +191,7 @@ TEST_F(zeIOVersion1Test, FileOfVersionTwoIsReadAfterwards) {
 }
 
 TEST_F(zeIOVersion1Test, ClassifierOfAnUnknownConceptIsRefused) {
-    items.records[object_key(5)] = Record().u32(1).u32(5).text("none").u32(0).u32(0).bytes();
+    items.records[object_key(5)] = object_v1(1, 5, "none").u32(0).u32(0).bytes();
 
     EXPECT_QTX_ARGS(read_kc(kc, items.file()), zeIO, 11, "Classifier without its node in kc file",
                     {"5"});

@@ -144,10 +144,10 @@ TYPED_TEST(HreclaimDamageTest, EachLengthIsSafe) {
         this->use_within_limits(model.image.substr(0, length));
     }
 
-    // A file opens only if its whole index block is there, and no block of a hole is cut.
+    // A file opens only if its whole index block, and the tag and the size of its hole, are there.
     const std::size_t hole = model.holes[5].at(0);
     const std::size_t needed =
-        std::max<std::size_t>(model.index_offset + model.index_space, hole + 32);
+        std::max<std::size_t>(model.index_offset + model.index_space, hole + 8);
     EXPECT_EQ(this->m_opened, model.image.size() - needed);
 }
 
@@ -182,8 +182,8 @@ TYPED_TEST(HreclaimDamageTest, HolesThatAreNotSeparateBlocksAreRefused) {
     ASSERT_NE(place, std::string::npos);
     const std::size_t header = 12 + this->kOffsetSize;
     for (const std::size_t offset :
-         {std::size_t{0}, header - 1, model.holes[5][1], model.image.size() - 31,
-          model.image.size(), std::size_t{0xFFFFFFFF}, std::size_t{model.index_offset}}) {
+         {std::size_t{0}, header - 1, model.holes[5][1], model.image.size() - 7, model.image.size(),
+          std::size_t{0xFFFFFFFF}, std::size_t{model.index_offset}}) {
         SCOPED_TRACE(offset);
         std::string damaged = model.image;
         damaged.replace(place, this->kOffsetSize, naive_digits(offset, this->kOffsetSize));

@@ -138,3 +138,68 @@ TYPED_TEST(HreclaimFullDiskTest, FailedReadOfTheIndexIsReportedAsAMissingIndex) 
     EXPECT_TRUE(raised.contains("Cannot read index"));
     EXPECT_TRUE(raised.contains("Read error in file fake/records"));
 }
+
+// Each call of the disk fails in turn, so also the one that writes the byte of the state.
+TYPED_TEST(HreclaimFullDiskTest, FailedChangeLeavesDirtyAndStateAsTheyWere) {
+    using Change = void (*)(Hreclaim<TypeParam>&);
+
+    struct Row {
+        const char* what;
+        bool is_changed_before;
+        Change change;
+    };
+
+    for (const Row& row :
+         {Row{"add", false, [](auto& file) { file.AddItem("b", record_of("2")); }},
+          Row{"delete", false, [](auto& file) { file.DeleteItem("a"); }},
+          Row{"set state", false, [](auto& file) { file.SetState(AbstractHreclaim::kStaleIndex); }},
+          Row{"add again", true, [](auto& file) { file.AddItem("b", record_of("2")); }},
+          Row{"write index", true, [](auto& file) { file.WriteIndex(); }}}) {
+        SCOPED_TRACE(row.what);
+        std::size_t failures = 0;
+        for (bool is_done = false; !is_done;) {
+            Fake_disk disk;
+            Hreclaim<TypeParam> file;
+            file.Open("fake/records", true, false);
+            file.AddItem("a", record_of("1"));
+            file.WriteIndex();
+            if (row.is_changed_before) {
+                file.AddItem("c", record_of("3"));
+            }
+            const bool dirty = file.dirty;
+            const unsigned char state = file.state;
+            disk.fail_at(failures, Fake_disk::Fault::kIoError, false);
+            try {
+                row.change(file);
+                is_done = true;
+            } catch (const qtX<HioErr>&) {
+                ++failures;
+                EXPECT_EQ(file.dirty, dirty);
+                EXPECT_EQ(file.state, state);
+            }
+            disk.heal();
+        }
+        // At least the change and the state are written.
+        EXPECT_GE(failures, row.is_changed_before ? 1U : 2U);
+    }
+}
+
+TYPED_TEST(HreclaimFullDiskTest, FailedCloseKeepsTheIndex) {
+    Fake_disk disk;
+    Hreclaim<TypeParam> file;
+    file.Open("fake/records", true, false);
+    file.AddItem("a", record_of("1"));
+    file.AddItem("b", record_of("2"));
+    file.DeleteItem("b");
+    file.WriteIndex();
+    disk.fail_at(0, Fake_disk::Fault::kIoError, true);
+    EXPECT_QTX_ARGS(file.Close(), HioErr, HioErr::kCloseFailed, "Close error in file fake/records",
+                    {"fake/records"});
+    disk.heal();
+
+    EXPECT_EQ(file.GetIndexSize(), 1U);
+    EXPECT_EQ(file.holes[4].size(), 1U);
+    EXPECT_NO_THROW(file.Close());
+    EXPECT_EQ(file.GetIndexSize(), 0U);
+    EXPECT_TRUE(file.holes[4].empty());
+}

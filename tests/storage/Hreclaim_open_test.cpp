@@ -154,7 +154,7 @@ TYPED_TEST(HreclaimOpenTest, ImpossibleCountsAndLengthsAreShortReads) {
 TYPED_TEST(HreclaimOpenTest, ImpossibleHolesAreShortReads) {
     this->make();
     const auto end = static_cast<std::uint32_t>(this->disk.size());
-    for (const std::uint32_t offset : {0U, static_cast<std::uint32_t>(this->first) - 1, end - 15,
+    for (const std::uint32_t offset : {0U, static_cast<std::uint32_t>(this->first) - 1, end - 7,
                                        end, 0xfffffff0U, static_cast<std::uint32_t>(this->first)}) {
         SCOPED_TRACE(offset);
         this->disk.patch(this->hole_count() + 4, this->packed_offset(offset));
@@ -163,6 +163,83 @@ TYPED_TEST(HreclaimOpenTest, ImpossibleHolesAreShortReads) {
     }
     this->disk.patch(this->hole_count() + 4, this->packed_offset(end - 16));
     EXPECT_NO_THROW(this->open());
+}
+
+TYPED_TEST(HreclaimOpenTest, HoleWhoseBlockIsCutBehindItsSizeIsAccepted) {
+    this->make();
+    const std::string whole = this->disk.content();
+    this->disk.resize(whole.size() - 8);
+    this->open();
+    this->add("b", "3");  // in the hole
+    this->file.Close();
+
+    this->open();
+    EXPECT_EQ(this->get("b"), "3");
+    this->file.Close();
+    this->disk.write(whole.substr(0, whole.size() - 9));
+    EXPECT_QTX_ARGS(this->open(), HioErr, 3, "Read error in file " + this->name(),
+                    {this->disk.path()});
+}
+
+TYPED_TEST(HreclaimOpenTest, FileWithoutItsLastPaddingOpensAfterADelete) {
+    this->create();
+    this->add("a", std::string(20, 'a'));
+    this->file.Close();
+    this->disk.resize(this->disk.size() - 31);  // 33 of 64 bytes remain: tag, lengths, key, data
+    this->open();
+    this->file.DeleteItem("a");
+    this->file.Close();
+
+    this->open();
+    EXPECT_EQ(this->file.holes[6].size(), 1U);
+    this->add("c", std::string(20, 'c'));
+    EXPECT_EQ(this->get("c"), std::string(20, 'c'));
+}
+
+// The hole has 16 bytes. If it begins up to 15 bytes before the item "a", it contains the start of
+// the item. If it begins 4 bytes behind the item's start, it does not, although both overlap.
+TYPED_TEST(HreclaimOpenTest, HoleInWhichAnItemStartsIsAShortRead) {
+    this->make();
+    const auto item = static_cast<std::uint32_t>(this->new_size);
+    for (const std::uint32_t offset : {item, item - 4, item - 15}) {
+        SCOPED_TRACE(offset);
+        this->disk.patch(this->hole_count() + 4, this->packed_offset(offset));
+        EXPECT_QTX_ARGS(this->open(), HioErr, 3, "Read error in file " + this->name(),
+                        {this->disk.path()});
+        EXPECT_EQ(this->file.GetIndexSize(), 0U);
+    }
+    for (const std::uint32_t offset : {item - 16, item + 4}) {
+        SCOPED_TRACE(offset);
+        this->disk.patch(this->hole_count() + 4, this->packed_offset(offset));
+        EXPECT_NO_THROW(this->open());
+    }
+}
+
+TYPED_TEST(HreclaimOpenTest, ItemBehindASmallHoleInALargeHoleIsAShortRead) {
+    this->make();
+    const auto item = static_cast<std::uint64_t>(this->new_size);
+    this->open();
+    this->file.holes[4] = {static_cast<typename TypeParam::Offset>(item - 48)};
+    this->file.holes[6] = {static_cast<typename TypeParam::Offset>(item - 63)};
+    this->file.dirty = true;
+    this->file.Close();
+
+    EXPECT_QTX(this->open(), HioErr, 3, "Read error in file " + this->name());
+}
+
+TYPED_TEST(HreclaimOpenTest, HoleInWhichTheIndexStartsIsAShortRead) {
+    this->create();
+    this->add("a", std::string(20, 'a'));
+    for (char key = 'b'; key <= 'z'; ++key) {
+        this->add(std::string(1, key), "1");
+    }
+    this->file.Close();  // the index is behind the items
+    this->open();
+    this->file.holes[6] = {static_cast<typename TypeParam::Offset>(this->file.index_offset - 4)};
+    this->file.dirty = true;
+    this->file.Close();
+
+    EXPECT_QTX(this->open(), HioErr, 3, "Read error in file " + this->name());
 }
 
 TYPED_TEST(HreclaimOpenTest, HoleListedTwiceIsAShortRead) {

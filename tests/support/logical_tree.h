@@ -96,11 +96,12 @@ struct Edited_container {
     zeNode* Physical(unsigned int id) const { return tree.GetNode(id).physical_node; }
 
     zeSwitcher& Switcher(unsigned int id) const {
-        return dynamic_cast<zeSwitcher&>(*Physical(id)->m_classifier);
+        return dynamic_cast<zeSwitcher&>(*manager.m_physical_tree->get_classifier(Physical(id)));
     }
 
     zeStat_matcher& Matcher(unsigned int id) const {
-        return dynamic_cast<zeStat_matcher&>(*Physical(id)->m_classifier);
+        return dynamic_cast<zeStat_matcher&>(
+            *manager.m_physical_tree->get_classifier(Physical(id)));
     }
 
     // The logical ids of the nodes that a node's classifier decides, in ascending order.

@@ -105,6 +105,16 @@ public:
         m_manager.GetWorkflow()->learn(view, nullptr, false, true);
     }
 
+    // Learns three messages with a word, which are marked so that the rules let them through.
+    void LearnWord(std::string_view word, const char* label, const char* mark) {
+        zeMemoryCorpus corpus;
+        for (int i = 0; i < 3; ++i) {
+            AddTo(corpus, {{word, 1.0 + i}, {"price", 0.5}}, {mark}, label);
+        }
+        zeCorpus_view view = View(corpus);
+        m_manager.GetWorkflow()->learn(view, nullptr, false, true);
+    }
+
     // Edits the logical side, the physical side and the classifiers.
     void Edit() {
         zeLogicalTree& tree = *m_manager.m_logical_tree;

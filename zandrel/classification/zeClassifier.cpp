@@ -11,6 +11,14 @@ void zeClassifier::Dump(Hio<HSegment>& io) const {
     io << zandrel::detail::reference_to(m_node);
 }
 
+bool zeClassifier::is_changed() const noexcept {
+    return m_dirty;
+}
+
+void zeClassifier::set_written() noexcept {
+    m_dirty = false;
+}
+
 bool zeClassifier::is_cat_blocked(zeNode* const& /*child*/, zeMsg& /*msg*/) {
     return false;
 }

@@ -69,6 +69,12 @@ public:
     // Builds again what the class derives from its categories, after some were removed.
     virtual void rebuild_table() = 0;
 
+    // Returns whether the record in the file, if there is one, differs from the classifier. The base
+    // returns `m_dirty`.
+    virtual bool is_changed() const noexcept;
+    // Call it after the record was written to the container's own file.
+    virtual void set_written() noexcept;
+
     zeNode* m_node;  // BORROWS: the node that it belongs to; null for a temporary classifier
 
 protected:

@@ -1,7 +1,16 @@
 // Training of a container: a corpus is distributed over the statistical nodes, and the classifier
 // of each one is trained with its part, in the order of the node ids. The statistics are the work
 // of the classifiers.
+//
+// An interruption leaves the model that is being trained incomplete, and the settings of the pass
+// remain in it. A container in memory need not be written then. But a container whose classifiers
+// are fetched from its file is changed in place, and such a model would get into the file. There a
+// model is therefore trained as a whole or not at all: it is in the file before the training
+// begins, and if the training fails, it is dropped from memory and fetched again.
 #include "zandrel/classification/zeWorkflow.h"
+
+#include <utility>
+#include <vector>
 
 #include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/process_assert.h"
@@ -12,6 +21,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
@@ -29,12 +39,62 @@ zeStat_matcher& stat_matcher_of(zePhysicalTree& tree, zeNode* node) {
     return *stat_matcher;
 }
 
-void train_one(zeStat_matcher& matcher, zeCorpus_view& view, bool bootstrap_mode) {
-    if (bootstrap_mode) {
-        matcher.bootstrap(view);
-    } else {
-        matcher.train(view);
+// The state of a model in a file and of the children of its node, before a change.
+class State_in_file {
+public:
+    State_in_file(zeManager& manager, zeNode& node, zeStat_matcher& matcher)
+        : m_tree(*manager.m_physical_tree), m_node(node) {
+        if (matcher.is_changed()) {
+            manager.m_io->DumpObject(&matcher);
+            matcher.set_written();
+        }
+        for (zeNode* const child : node.m_children) {
+            m_children.emplace_back(child, child->m_parent);
+        }
     }
+
+    // Drops the classifier from memory. The node is not removed from the cache, so it keeps its
+    // place for the classifier that is fetched next.
+    void put_back() {
+        m_tree.release_classifier(&m_node, nullptr);
+        m_node.remove_all_children();
+        for (const auto& [child, parent] : m_children) {
+            m_node.add_child(child);
+            child->m_parent = parent;
+        }
+    }
+
+private:
+    zePhysicalTree& m_tree;
+    zeNode& m_node;
+    std::vector<std::pair<zeNode*, zeNode*>> m_children;  // each with its parent
+};
+
+// Changes the classifier of a statistical node: as a whole or not at all, if it is in a file.
+template <class Change>
+void change_model(zeManager& manager, zeNode* node, Change&& change) {
+    zeStat_matcher& matcher = stat_matcher_of(*manager.m_physical_tree, node);
+    if (manager.ReadOnDemand() == 0) {
+        change(matcher);
+        return;
+    }
+    State_in_file before(manager, *node, matcher);
+    try {
+        change(matcher);
+    } catch (...) {
+        before.put_back();
+        throw;
+    }
+}
+
+void train_one(zeManager& manager, zeNode* node, zeCorpus_view& view, bool bootstrap_mode) {
+    change_model(manager, node, [&view, bootstrap_mode](zeStat_matcher& matcher) {
+        if (bootstrap_mode) {
+            matcher.bootstrap(view);
+        } else {
+            matcher.train(view);
+        }
+    });
 }
 
 }  // namespace
@@ -83,7 +143,7 @@ void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTPr
     steps.set_status(bootstrap_mode ? "Initializing classifier(s)" : "Training classifier(s)");
     m_manager->m_modified = true;
     for (zeNode* const node : in_id_order(distribution)) {
-        train_one(stat_matcher_of(*tree, node), distribution.at(node), bootstrap_mode);
+        train_one(*m_manager, node, distribution.at(node), bootstrap_mode);
         steps.step();
     }
 }
@@ -91,21 +151,22 @@ void zeWorkflow::train_all(zeCorpus_view* training, zeCorpus_view* initial, CTPr
 void zeWorkflow::train_root(zeCorpus_view* training, zeCorpus_view* initial, CTProgress* progress) {
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     m_manager->m_modified = true;
-    auto* const matcher = dynamic_cast<zeStat_matcher*>(tree->get_classifier(m_root));
-    if (matcher == nullptr) {
+    if (dynamic_cast<zeStat_matcher*>(tree->get_classifier(m_root)) == nullptr) {
         return;
     }
     const bool bootstrap_mode = training == nullptr;
     const Progress steps(progress);
     steps.set_total(1);
     steps.set_status(bootstrap_mode ? "Initializing classifier" : "Training classifier");
-    train_one(*matcher, bootstrap_mode ? *initial : *training, bootstrap_mode);
+    train_one(*m_manager, m_root, bootstrap_mode ? *initial : *training, bootstrap_mode);
     steps.count();
     const qtPtrLight<zeLogicalTree> logical_tree = m_manager->m_logical_tree;
-    for (const auto& profile : matcher->m_storage->m_profiles) {
+    // The root is statistical, so KCE_Add fetches no other classifier.
+    const zeStat_matcher& matcher = stat_matcher_of(*tree, m_root);
+    for (const auto& profile : matcher.m_storage->m_profiles) {
         // A profile without a node, from a damaged file, has no category to show.
         if (profile->m_node != nullptr) {
-            logical_tree->KCE_Add(profile->m_node, matcher);
+            logical_tree->KCE_Add(profile->m_node, &matcher);
         }
     }
 }
@@ -124,7 +185,10 @@ void zeWorkflow::learn(zeCorpus_view& view, CTProgress* progress, bool ignore_in
     steps.set_status("Training classifier(s)");
     m_manager->m_modified = true;
     for (zeNode* const node : in_id_order(distribution)) {
-        stat_matcher_of(*tree, node).learn(distribution.at(node), learn_flag);
+        zeCorpus_view& own = distribution.at(node);
+        change_model(*m_manager, node, [&own, learn_flag](zeStat_matcher& matcher) {
+            matcher.learn(own, learn_flag);
+        });
         steps.count();
     }
     m_manager->m_config.last_trained.SetNowTime();
@@ -154,9 +218,10 @@ void zeWorkflow::clear_classifier(zeNode* node) {
     // A classifier is cleared as a whole. A progress object that an interrupted training left at
     // the manager may be gone by now.
     const Restored<CTProgress*> at_end(m_manager->m_progress, nullptr);
-    zeStat_matcher& matcher = stat_matcher_of(*tree, node);
-    zeStat_storage& storage = *matcher.m_storage;
-    m_manager->m_modified = true;
-    storage.create_skeleton();
-    matcher.feed(storage, true);
+    change_model(*m_manager, node, [this](zeStat_matcher& matcher) {
+        zeStat_storage& storage = *matcher.m_storage;
+        m_manager->m_modified = true;
+        storage.create_skeleton();
+        matcher.feed(storage, true);
+    });
 }

@@ -6,6 +6,9 @@
 // statistical node makes the node a leaf. Its classifier is deleted, and the edit is allowed. If
 // the node has a second category, its classifier remains without one of them, and the edit is
 // refused.
+//
+// If the number of classifiers in memory is limited, fetching one can delete another from memory.
+// So we note the nodes of classifiers, not the classifiers, and fetch one for each question.
 #include "zandrel/knowledge/Tree_edit.h"
 
 #include <algorithm>
@@ -31,20 +34,16 @@ class Edit_effects {
 public:
     explicit Edit_effects(const zeManager& manager)
         : m_manager(manager), m_tree(*manager.m_logical_tree) {
-        for (const auto& [id, object] : manager.m_objects) {
-            if (object->GetType() == kStorageObjectType) {
-                continue;  // About every second object is a storage, and a cast costs more.
-            }
-            auto* const classifier = dynamic_cast<zeClassifier*>(object);
-            if (has_learned(classifier)) {
-                m_learned.push_back(classifier);
+        for (zeNode* const node : manager.m_physical_tree->GetClassifierNodes()) {
+            if (has_learned(node)) {
+                m_learned.push_back(node);
             }
         }
     }
 
     void add(const zeLogicalNode& node) {
         if (!m_tree.WillChangeParentToClassifier(node)) {
-            gain(classifier_from(node.parent));
+            gain(decider_from(node.parent));
             return;
         }
         zeLogicalNode parent = m_tree.GetNode(node.parent);
@@ -75,9 +74,8 @@ public:
         Logical_nodes gathered;
         m_tree.GatherFatherAndSons(&node, gathered);
         for (const zeLogicalNode* const each : gathered) {
-            zeNode* const holder = each->physical_node->m_parent;
-            lose(classifier_from(node.parent), each->physical_node);
-            lose(holder == nullptr ? nullptr : classifier_of(holder), each->physical_node);
+            lose(decider_from(node.parent), each->physical_node);
+            lose(each->physical_node->m_parent, each->physical_node);
         }
         reduce(m_tree.GetNode(node.parent));
     }
@@ -96,49 +94,56 @@ public:
             !detail::is_type_with_rules(wanted.type)) {
             // The classifier above gains or loses the sons. In both cases `gain` notes that it
             // changes.
-            gain(classifier_from(node.parent));
+            gain(decider_from(node.parent));
         }
     }
 
     // Returns whether each classifier that gains or loses a category is deleted.
     bool are_harmless() const {
         return std::all_of(m_changed.begin(), m_changed.end(), [this](const auto& entry) {
-            return m_deleted.count(entry.first->m_node) != 0;
+            return m_deleted.count(entry.first) != 0;
         });
     }
 
 private:
-    static bool has_learned(const zeClassifier* classifier) {
-        return classifier != nullptr && !classifier->has_rules();
+    // Returns whether the node has a classifier without rules.
+    static bool has_learned(const zeNode* node) {
+        return node != nullptr && node->m_classifier_id != 0 &&
+               detail::is_type_without_rules(node->m_classifier_type);
     }
 
-    zeClassifier* classifier_of(zeNode* node) const {
-        return m_manager.m_physical_tree->get_classifier(node);
+    // A classifier that is not in memory knows only children of its node.
+    bool knows(zeNode* node, zeNode* category) const {
+        if (!detail::is_in_memory(*node) && node->find_child(category) < 0) {
+            return false;
+        }
+        const zeClassifier* const classifier = m_manager.m_physical_tree->get_classifier(node);
+        return classifier != nullptr && classifier->knows(category);
     }
 
-    // The classifier that decides the nodes below `id`, or null.
-    zeClassifier* classifier_from(unsigned int id) const {
+    // The node whose classifier decides the nodes below `id`, or null.
+    zeNode* decider_from(unsigned int id) const {
         const zeLogicalNode* const node = m_tree.NearestClassifierNode(id);
-        return node == nullptr ? nullptr : classifier_of(node->physical_node);
+        return node == nullptr ? nullptr : node->physical_node;
     }
 
-    void gain(zeClassifier* classifier) {
-        if (has_learned(classifier)) {
-            m_changed[classifier];
+    void gain(zeNode* node) {
+        if (has_learned(node)) {
+            m_changed[node];
         }
     }
 
-    void lose(zeClassifier* classifier, zeNode* category) {
-        if (has_learned(classifier) && classifier->knows(category)) {
-            m_changed[classifier].insert(category);
+    void lose(zeNode* node, zeNode* category) {
+        if (has_learned(node) && knows(node, category)) {
+            m_changed[node].insert(category);
         }
     }
 
     // No pointer leads from a node to all classifiers that know it.
-    void lose_everywhere(zeNode* category, const zeClassifier* but) {
-        for (zeClassifier* const classifier : m_learned) {
-            if (classifier != but) {
-                lose(classifier, category);
+    void lose_everywhere(zeNode* category, const zeNode* but) {
+        for (zeNode* const node : m_learned) {
+            if (node != but) {
+                lose(node, category);
             }
         }
     }
@@ -153,22 +158,30 @@ private:
             }
             return;
         }
-        for (zeClassifier* const classifier : m_learned) {
-            std::vector<zeNode*> categories;
-            classifier->get_all_categories(categories);
-            for (zeNode* const category : categories) {
+        for (zeNode* const node : m_learned) {
+            for (zeNode* const category : categories_of(node)) {
                 if (leaving.count(category) != 0) {
-                    lose(classifier, category);
+                    lose(node, category);
                 }
             }
         }
+    }
+
+    // The categories that the classifier may know. It is not fetched.
+    static std::vector<zeNode*> categories_of(const zeNode* node) {
+        if (!detail::is_in_memory(*node)) {
+            return node->m_children;
+        }
+        std::vector<zeNode*> categories;
+        node->m_classifier->get_all_categories(categories);
+        return categories;
     }
 
     // A leaf that gets a classifier remains only in the classifier above.
     void leave_others(const zeLogicalNode& leaf) {
         const zeLogicalNode* const above = m_tree.NearestClassifierNode(leaf.parent);
         if (above != nullptr && above->physical_node->find_child(leaf.physical_node) >= 0) {
-            lose_everywhere(leaf.physical_node, above->physical_node->m_classifier);
+            lose_everywhere(leaf.physical_node, above->physical_node);
         }
     }
 
@@ -188,13 +201,11 @@ private:
         if (parent.type == ZE_LEAF || parent.parent == 0) {
             return;
         }
-        zeClassifier* const classifier = classifier_of(parent.physical_node);
-        const auto changed = m_changed.find(classifier);
+        const auto changed = m_changed.find(parent.physical_node);
         if (changed == m_changed.end()) {
             return;
         }
-        std::vector<zeNode*> categories;
-        classifier->get_all_categories(categories);
+        const std::vector<zeNode*> categories = categories_of(parent.physical_node);
         const bool is_emptied =
             std::all_of(categories.begin(), categories.end(), [&changed](zeNode* category) {
                 return category == nullptr || changed->second.count(category) != 0;
@@ -206,9 +217,9 @@ private:
 
     const zeManager& m_manager;
     const zeLogicalTree& m_tree;
-    std::vector<zeClassifier*> m_learned;         // all classifiers without rules
-    std::map<zeClassifier*, Node_set> m_changed;  // with the categories that they lose
-    Node_set m_deleted;                           // nodes whose classifiers are deleted
+    std::vector<zeNode*> m_learned;         // all nodes that have a classifier without rules
+    std::map<zeNode*, Node_set> m_changed;  // those that change, with the categories they lose
+    Node_set m_deleted;                     // nodes whose classifiers are deleted
 };
 
 }  // namespace

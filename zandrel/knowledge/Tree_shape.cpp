@@ -144,30 +144,14 @@ private:
 using Node_numbers = Numbers<const zeNode*, zePointer_hash>;
 using Id_numbers = Numbers<unsigned int, std::hash<unsigned int>>;
 
-// Returns the children, and then the categories of the classifier that are not children.
-std::vector<zeNode*> nodes_below(const zeNode& node) {
-    std::vector<zeNode*> below = node.m_children;
-    if (node.m_classifier == nullptr) {
-        return below;
-    }
-    std::vector<zeNode*> categories;
-    node.m_classifier->get_all_categories(categories);
-    hash_set<zeNode*, zePointer_hash> children(below.begin(), below.end());
-    for (zeNode* const category : categories) {
-        if (category != nullptr && children.insert(category).second) {
-            below.push_back(category);
-        }
-    }
-    return below;
+bool is_end(const zeNode& node) {
+    return node.m_classifier_type == ZE_LEAF && node.m_children.empty();
 }
 
-// Returns whether `lister` may share a child with another node, see invariant 4. Classifiers are
-// read after the trees; until then a node only has the id of its classifier.
-bool may_share(const zePhysicalTree& tree, const zeNode& lister, const zeNode& child) {
-    const bool are_read = !tree.m_manager->m_objects.empty();
-    const bool is_classifier =
-        are_read ? lister.m_classifier != nullptr : lister.m_classifier_id != 0;
-    return is_classifier && child.m_classifier_type == ZE_LEAF && child.m_children.empty();
+// Returns whether `lister` may share a child with another node, see invariant 4. Its classifier may
+// be only in the file.
+bool may_share(const zeNode& lister, const zeNode& child) {
+    return lister.m_classifier_id != 0 && is_end(child);
 }
 
 // Checks invariant 4.
@@ -180,8 +164,8 @@ void require_places(const zePhysicalTree& tree) {
             }
             const auto [place, is_first] = listers.emplace(child, &node);
             const zeNode* const before = std::exchange(place->second, &node);
-            if (!is_first && (before == &node || !may_share(tree, *before, *child) ||
-                              !may_share(tree, node, *child))) {
+            if (!is_first &&
+                (before == &node || !may_share(*before, *child) || !may_share(node, *child))) {
                 RaiseDamagedTree("children");
             }
         }
@@ -198,7 +182,7 @@ void require_physical_tree(const zePhysicalTree& tree) {
     Links down(numbers.size());
     Links up(numbers.size());
     for (const auto& [id, node] : tree.m_nodes) {
-        for (const zeNode* const child : nodes_below(node)) {
+        for (const zeNode* const child : NodesBelow(node)) {
             numbers.link(down, &node, child);
         }
         numbers.link(up, node.m_parent, &node);
@@ -359,6 +343,42 @@ void RequireTrees(const zeManager& manager) {
     require_physical_tree(*manager.m_physical_tree);
     RequireLogicalTree(*manager.m_logical_tree);
     require_root(manager);
+}
+
+std::vector<zeNode*> NodesBelow(const zeNode& node) {
+    std::vector<zeNode*> below = node.m_children;
+    if (!is_in_memory(node)) {
+        return below;
+    }
+    std::vector<zeNode*> categories;
+    node.m_classifier->get_all_categories(categories);
+    hash_set<zeNode*, zePointer_hash> children(below.begin(), below.end());
+    for (zeNode* const category : categories) {
+        if (category != nullptr && children.insert(category).second) {
+            below.push_back(category);
+        }
+    }
+    return below;
+}
+
+bool ListCategories(zeNode& node) {
+    const std::size_t before = node.m_children.size();
+    const std::vector<zeNode*> below = NodesBelow(node);
+    for (std::size_t i = before; i < below.size(); ++i) {
+        node.add_child(below[i]);
+    }
+    return below.size() > before;
+}
+
+void RequireCategories(const zeNode& node, zeClassifier& classifier) {
+    std::vector<zeNode*> categories;
+    classifier.get_all_categories(categories);
+    const auto is_below = [&node](const zeNode* category) {
+        return category == nullptr || is_end(*category) || node.find_child(category) >= 0;
+    };
+    if (!std::all_of(categories.begin(), categories.end(), is_below)) {
+        RaiseDamagedTree("children");
+    }
 }
 
 void RequireRoomForIds(unsigned int last_id) {

@@ -3,6 +3,9 @@
 #ifndef ZANDREL_KNOWLEDGE_TREE_SHAPE_H_
 #define ZANDREL_KNOWLEDGE_TREE_SHAPE_H_
 
+#include <vector>
+
+class zeClassifier;
 class zeLogicalTree;
 class zeManager;
 struct zeNode;
@@ -10,12 +13,28 @@ struct zeNode;
 namespace zandrel::detail {
 
 // Checks that the links form trees, so that every walk ends. Tree_shape.cpp has the list of
-// invariants. The categories of a classifier are checked only if it is in memory.
+// invariants. The categories of a classifier are checked only if it is in memory; the others are
+// checked by RequireCategories when they are fetched.
 // RAISES: qtX<zeManager> 4 "Knowledge tree is damaged" (argument: what is wrong).
 // COST: linear in the nodes and links.
 void RequireTrees(const zeManager& manager);
 // Does the same for the logical tree only.
 void RequireLogicalTree(const zeLogicalTree& tree);
+
+// Checks a classifier that was fetched from a file after the trees were checked: each category is a
+// child of its node, or a leaf without children. Otherwise a way down could lead back.
+// RAISES: the same.   COST: linear in the categories.
+void RequireCategories(const zeNode& node, zeClassifier& classifier);
+
+// Returns the children, and then the categories of the classifier that are not children. Such a
+// category of a classifier that is not in memory is left out.
+std::vector<zeNode*> NodesBelow(const zeNode& node);
+
+// Makes each category of a classifier a child of its node. Categories that are not children are
+// leaves that an interrupted training has added. After the classifier has left memory, only the
+// lists of children lead to it. Returns whether there was such a category.
+// REQUIRES: the classifier is in memory.
+bool ListCategories(zeNode& node);
 
 // Makes the two directions of the links agree in trees that were just read. The lists of children
 // decide. If several lists contain a leaf, it gets the parent that it names; but a parent below the

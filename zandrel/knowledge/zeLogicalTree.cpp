@@ -114,11 +114,19 @@ const zeLogicalNode* zeLogicalTree::NearestClassifierNode(unsigned int id) const
 }
 
 zeClassifier* zeLogicalTree::GetRealParent(unsigned int id) const {
+    return &ClassifierOf(RealParentNode(id));
+}
+
+zeNode* zeLogicalTree::RealParentNode(unsigned int id) const {
     const zeLogicalNode* const node = NearestClassifierNode(id);
+    return node == nullptr ? nullptr : node->physical_node;
+}
+
+zeClassifier& zeLogicalTree::ClassifierOf(zeNode* node) const {
     zeClassifier* const clafer =
-        node == nullptr ? nullptr : manager->m_physical_tree->get_classifier(node->physical_node);
+        node == nullptr ? nullptr : manager->m_physical_tree->get_classifier(node);
     ZANDREL_ASSERT(clafer != nullptr, "clafer");
-    return clafer;
+    return *clafer;
 }
 
 // Leaves can be nested deeply, so we use no recursion: nodes wait on a stack, the next one on top.

@@ -96,6 +96,7 @@ public:
     int FindChild(const zeLogicalNode& parent, zeNode* physical_node) const;
     // The classifier of the nearest node that has one, from `id` itself upwards.
     // RAISES: the assertion "clafer" if no node on the way has a classifier.
+    // VALID UNTIL: another classifier is fetched, if the number in memory is limited.
     zeClassifier* GetRealParent(unsigned int id) const;
     // Appends the nodes that would be categories of the node if it got a classifier: its children
     // and, below each child without a classifier, that child's children, and so on.
@@ -286,6 +287,7 @@ public:
     // children lead to is deleted once, except for the nodes above `node`.
     void RecursiveNodeDelete(zeLogicalNode& node, bool remove);
     // Moves categories from one classifier without rules to another. Their statistics are lost.
+    // REQUIRES: both are in memory at once.
     void MoveSons(zeClassifier* from, zeClassifier* to, const std::vector<zeLogicalNode*>& sons);
     void AddFinder(const zeLogicalNode& node);
     void DelFinder(const zeLogicalNode& node);
@@ -305,6 +307,15 @@ private:
 
     void ChangeClassifier(zeLogicalNode& node, unsigned char type);
     void ChangeFields(zeLogicalNode& node, const zeLogicalNode& wanted);
+    // The physical node of the nearest node that has a classifier, from `id` itself upwards, or
+    // null. The classifier is not fetched.
+    zeNode* RealParentNode(unsigned int id) const;
+    // RAISES: the assertion "clafer" for null and for a node without a classifier.
+    // VALID UNTIL: as GetRealParent.
+    zeClassifier& ClassifierOf(zeNode* node) const;
+    // Does the same as MoveSons, for the classifiers of two nodes. One is in memory at a time, if
+    // only one may be.
+    void MoveCategories(zeNode* from, zeNode* to, const std::vector<zeLogicalNode*>& sons);
     void AddToClassifier(zeClassifier& classifier, const zeLogicalNode& node);
     bool HasCategory(zeClassifier& classifier, const Concept& name) const;
     void Enter(const zeLogicalNode& node);
@@ -316,11 +327,11 @@ private:
     // Prepares a leaf for a new classifier: deletes a classifier that it has already, and removes
     // it from all classifiers except for the one above.
     void RepairLeaf(const zeLogicalNode& leaf);
-    // Removes a node from its physical parent and that parent's classifier, unless this classifier
-    // is `decider`.
-    void LeaveHolder(zeNode* node, const zeClassifier* decider);
-    // Removes nodes from all classifiers, except for `but`, which may be null.
-    void LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but);
+    // Removes a node from its physical parent and that parent's classifier, unless this parent is
+    // `decider`, which may be null.
+    void LeaveHolder(zeNode* node, const zeNode* decider);
+    // Removes nodes from all classifiers, except for that of `but`, which may be null.
+    void LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeNode* but);
     // Removes every pointer to the physical nodes, and their classifiers.
     void Detach(const std::vector<zeLogicalNode*>& deleted);
     bool WalkDown(const zeLogicalNode& top, hash_set<unsigned int>& seen,

@@ -1,6 +1,15 @@
 // The edits of zeLogicalTree. Each one is verified first and then changes three sides: the logical
 // nodes, the physical tree, and the classifiers. A category that a classifier gains or loses
 // changes the classifier and the physical children together. zeLogicalTree.cpp has examples.
+//
+// If the number of classifiers in memory is limited, fetching one can delete another from memory.
+// So no step keeps a pointer to a classifier while it fetches another: it keeps the node, and
+// fetches the classifier again. Example with a limit of 1: MoveCategories fetches the first
+// classifier and removes a category. It then fetches the second one, which releases the first, and
+// adds the category.
+//
+// The container is marked as modified before its first change. If an edit then fails half-way, a
+// flush also writes the nodes that the changed classifiers name.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
@@ -37,6 +46,7 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
     if (node.parent != 0 && GetNode(node.parent).type == ZE_LEAF) {
         ChangeParentToClassifier(GetNode(node.parent), node);
     }
+    manager->m_modified = true;
     node.physical_node = manager->m_physical_tree->MakeNode(node.category, node.type,
                                                             node.attributes, node.threshold);
     if (node.parent == 0) {
@@ -48,7 +58,6 @@ unsigned int zeLogicalTree::AddLogicalNode(zeLogicalNode& node) {
     }
     node.id = ++next_id;
     Enter(node);
-    manager->m_modified = true;
     return node.id;
 }
 
@@ -110,6 +119,7 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
     if (VerifyChange(wanted) == 0) {
         return;
     }
+    manager->m_modified = true;
     zeLogicalNode& node = *Find(wanted.id);
     if (wanted.type != node.type) {
         ChangeClassifier(node, wanted.type);
@@ -119,7 +129,6 @@ void zeLogicalTree::ChangeLogicalNode(const zeLogicalNode& wanted) {
         node.rule = wanted.rule;
         GetRealParent(node.parent)->change_category_rule(node.physical_node, node.rule);
     }
-    manager->m_modified = true;
 }
 
 // Either the old or the new type is ZE_LEAF. Only a classifier without rules takes over the sons of
@@ -132,18 +141,17 @@ void zeLogicalTree::ChangeClassifier(zeLogicalNode& node, unsigned char type) {
             GatherSons(&node, sons);
         }
         if (!sons.empty()) {
-            zeClassifier* const from = GetRealParent(node.id);
-            MoveSons(from, GetRealParent(node.parent), sons);
+            MoveCategories(RealParentNode(node.id), RealParentNode(node.parent), sons);
         }
         manager->DelClassifier(node.physical_node);
     } else {
         RepairLeaf(node);
-        zeClassifier* const made = manager->AddClassifier(node.physical_node, type);
+        manager->AddClassifier(node.physical_node, type);
         if (!is_type_with_rules(type)) {
             GatherSons(&node, sons);
         }
         if (!sons.empty()) {
-            MoveSons(GetRealParent(node.parent), made, sons);
+            MoveCategories(RealParentNode(node.parent), node.physical_node, sons);
         }
     }
     node.type = type;
@@ -185,11 +193,11 @@ void zeLogicalTree::ChangeRootType(int type) {
     if (!root->children.empty()) {
         refuse(16, "Cannot change root type");
     }
+    manager->m_modified = true;
     manager->DelClassifier(root->physical_node);
     manager->AddClassifier(root->physical_node, static_cast<unsigned int>(type));
     root->type = static_cast<unsigned char>(type);
     root->physical_node->m_flags = root->attributes;
-    manager->m_modified = true;
 }
 
 void zeLogicalTree::MoveSons(zeClassifier* from, zeClassifier* to,
@@ -197,27 +205,33 @@ void zeLogicalTree::MoveSons(zeClassifier* from, zeClassifier* to,
     if (sons.empty()) {
         return;
     }
-    ZANDREL_ASSERT(from != nullptr && to != nullptr && !from->has_rules() && !to->has_rules(),
-                   "from && to");
+    ZANDREL_ASSERT(from != nullptr && to != nullptr, "from && to");
+    MoveCategories(from->m_node, to->m_node, sons);
+}
+
+void zeLogicalTree::MoveCategories(zeNode* from, zeNode* to,
+                                   const std::vector<zeLogicalNode*>& sons) {
+    ZANDREL_ASSERT(!ClassifierOf(from).has_rules() && !ClassifierOf(to).has_rules(), "from && to");
     for (const zeLogicalNode* const son : sons) {
-        from->remove_category(son->physical_node, true);
-        AddToClassifier(*to, *son);
+        ClassifierOf(from).remove_category(son->physical_node, true);
+        AddToClassifier(ClassifierOf(to), *son);
     }
-    from->rebuild_table();
+    ClassifierOf(from).rebuild_table();
 }
 
 void zeLogicalTree::PhysicalDelete(const zeLogicalNode& node, bool remove_concepts) {
     if (node.parent == 0) {
         refuse(12, "Cannot delete top node");
     }
-    zeClassifier* const above = GetRealParent(node.parent);
+    GetRealParent(node.parent);  // raises before anything changes
+    zeNode* const above = RealParentNode(node.parent);
     std::vector<zeLogicalNode*> gathered;
     GatherFatherAndSons(&node, gathered);
     for (zeLogicalNode* const each : gathered) {
         LeaveHolder(each->physical_node, above);
-        above->remove_category(each->physical_node, remove_concepts);
+        ClassifierOf(above).remove_category(each->physical_node, remove_concepts);
     }
-    above->rebuild_table();
+    ClassifierOf(above).rebuild_table();
 }
 
 void zeLogicalTree::RemoveFromParent(const zeLogicalNode& node) {
@@ -254,12 +268,12 @@ void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
     if (node == nullptr || node->parent == 0) {
         refuse(12, "Cannot delete top node");
     }
+    manager->m_modified = true;
     DeleteClassifiersBelow(*node);
     const unsigned int parent = node->parent;
     PhysicalDelete(*node, remove_concepts);
     RecursiveNodeDelete(*node, true);
     ChangeNodeToLeaf(GetNode(parent));
-    manager->m_modified = true;
 }
 
 // Physically, the nodes below a leaf are its siblings, children of the classifier above. So we look
@@ -284,25 +298,27 @@ void zeLogicalTree::MoveLogicalNode(unsigned int id, unsigned int new_parent) {
     zeLogicalNode& node = *Find(id);
     zeLogicalNode& target = *Find(new_parent);
     if (kind == kMoveOfLinks) {
-        Relink(node, target);
         manager->m_modified = true;
+        Relink(node, target);
         return;
     }
     GetRealParent(node.parent);  // raises if the node has no real parent, before anything changes
+    manager->m_modified = true;
     if (target.type == ZE_LEAF) {
         ChangeParentToClassifier(target, node);
     }
-    zeClassifier& classifier = *GetRealParent(new_parent);
+    GetRealParent(new_parent);  // raises before the node leaves its classifier
+    zeNode* const to = RealParentNode(new_parent);
     std::vector<zeLogicalNode*> gathered;
     GatherFatherAndSons(&node, gathered);
     PhysicalDelete(node, true);
+    zeClassifier& classifier = ClassifierOf(to);
     for (zeLogicalNode* const each : gathered) {
         AddToClassifier(classifier, *each);
     }
     const unsigned int old_parent = node.parent;
     Relink(node, target);
     ChangeNodeToLeaf(GetNode(old_parent));
-    manager->m_modified = true;
 }
 
 void zeLogicalTree::Relink(zeLogicalNode& node, zeLogicalNode& new_parent) {

@@ -5,6 +5,11 @@
 // another object also points at the node. Its pointer would dangle, so every such pointer is
 // removed first.
 //
+// If the number of classifiers in memory is limited, most of them are only in the file. Asking each
+// one would read the whole file at each edit. So a classifier that is not in memory is fetched only
+// if its node lists the leaving node as a child: before a classifier leaves memory, the categories
+// that it knows become children of its node (zePhysicalTree::release_classifier).
+//
 // 1. A leaf has a classifier (RepairLeaf). A change of a leaf to a statistical node made the
 //    classifier and then failed in MoveSons, for example without memory; or the record of a file
 //    has the type 0 for the logical node and the type 2 for its physical node.
@@ -25,6 +30,8 @@
 // 7. The lists of children lead back to a node (Subtree). Only a program can link nodes so, since
 //    reading a file refuses it.
 #include "zandrel/knowledge/zeLogicalTree.h"
+
+#include <algorithm>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/knowledge/Node_order.h"
@@ -65,6 +72,39 @@ void leave_classifier(zeClassifier& classifier, const std::vector<zeNode*>& leav
     }
 }
 
+// Nodes that leave classifiers.
+class Leaving_nodes {
+public:
+    explicit Leaving_nodes(const std::vector<zeNode*>& nodes)
+        : m_nodes(nodes),
+          m_are_many(nodes.size() > kFewNodes),
+          m_set(nodes.begin(), m_are_many ? nodes.end() : nodes.begin()) {}
+
+    // Returns whether one of them is a child of `lister`.
+    bool are_listed_by(const zeNode& lister) const {
+        if (m_are_many) {
+            return std::any_of(lister.m_children.begin(), lister.m_children.end(),
+                               [this](zeNode* child) { return m_set.count(child) != 0; });
+        }
+        return std::any_of(m_nodes.begin(), m_nodes.end(),
+                           [&lister](zeNode* node) { return lister.find_child(node) >= 0; });
+    }
+
+    // Removes them from a classifier, and from the children of its node.
+    void leave(zeClassifier& classifier) const {
+        leave_classifier(classifier, m_are_many ? held_by(classifier, m_set) : m_nodes);
+    }
+
+private:
+    // Asking each classifier for each node costs the product of their numbers. For more nodes than
+    // this, it is faster to gather all nodes that a classifier knows.
+    static constexpr std::size_t kFewNodes = 64;
+
+    const std::vector<zeNode*>& m_nodes;
+    bool m_are_many;
+    Node_set m_set;  // empty for few nodes
+};
+
 }  // namespace
 
 void zeLogicalTree::RepairLeaf(const zeLogicalNode& leaf) {
@@ -74,19 +114,16 @@ void zeLogicalTree::RepairLeaf(const zeLogicalNode& leaf) {
     if (holder == nullptr || holder->find_child(leaf.physical_node) < 0) {
         return;
     }
-    LeaveClassifiers({leaf.physical_node}, holder->m_classifier);
+    LeaveClassifiers({leaf.physical_node}, holder);
     leaf.physical_node->m_parent = holder;
 }
 
-void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
+void zeLogicalTree::LeaveHolder(zeNode* node, const zeNode* decider) {
     zeNode* const holder = node->m_parent;
-    if (holder == nullptr) {
+    if (holder == nullptr || holder == decider) {
         return;
     }
     zeClassifier* const other = manager->m_physical_tree->get_classifier(holder);
-    if (decider != nullptr && other == decider) {
-        return;
-    }
     if (other != nullptr && other->knows(node)) {
         other->remove_category(node, true);
         other->rebuild_table();
@@ -94,21 +131,25 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeClassifier* decider) {
     holder->remove_child(node);
 }
 
-// No pointer leads from a node to the classifiers that know it. So we ask all classifiers, once for
-// all nodes.
-void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeClassifier* but) {
-    // Asking each classifier for each node costs the product of their numbers. For more nodes than
-    // this, it is faster to gather all nodes that a classifier knows.
-    constexpr std::size_t kFewNodes = 64;
-    const bool are_many = leaving.size() > kFewNodes;
-    const Node_set many(leaving.begin(), are_many ? leaving.end() : leaving.begin());
-    for (const auto& [id, object] : manager->m_objects) {
-        if (object->GetType() == zandrel::kStorageObjectType) {
-            continue;  // About every second object is a storage, and a cast costs more.
+// No pointer leads from a node to the classifiers that know it. So we ask all classifiers that may
+// know it, once for all nodes.
+void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeNode* but) {
+    const Leaving_nodes leavers(leaving);
+    std::vector<zeNode*> listers;
+    for (zeNode* const node : manager->m_physical_tree->GetClassifierNodes()) {
+        if (node == but) {
+            continue;
         }
-        auto* const classifier = dynamic_cast<zeClassifier*>(object);
-        if (classifier != nullptr && classifier != but) {
-            leave_classifier(*classifier, are_many ? held_by(*classifier, many) : leaving);
+        if (zandrel::detail::is_in_memory(*node)) {
+            leavers.leave(*node->m_classifier);  // This is no use, so the cache need not know.
+        } else if (leavers.are_listed_by(*node)) {
+            listers.push_back(node);
+        }
+    }
+    // Each of them may release a classifier from memory, so we fetch them last.
+    for (zeNode* const node : listers) {
+        if (zeClassifier* const classifier = manager->m_physical_tree->get_classifier(node)) {
+            leavers.leave(*classifier);
         }
     }
 }

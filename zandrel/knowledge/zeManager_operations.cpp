@@ -57,7 +57,7 @@ zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
         m_physical_tree->set_classifier(node, classifier);
         if (ReadOnDemand() != 0) {
             m_io->DumpObject(classifier);
-            classifier->m_dirty = false;
+            classifier->set_written();
         }
     } catch (...) {
         if (ReadOnDemand() != 0) {

@@ -100,6 +100,11 @@ private:
 
 namespace zandrel::detail {
 
+// Returns whether the node's classifier can be asked without fetching it from a file.
+inline bool is_in_memory(const zeNode& node) noexcept {
+    return node.m_classifier != nullptr;
+}
+
 // How records refer to a node: its id, 0 for null.
 inline unsigned int reference_to(const zeNode* node) noexcept {
     return node == nullptr ? 0 : node->m_node_id;

@@ -3,6 +3,7 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "zandrel/classification/zeClassifier.h"
@@ -72,6 +73,15 @@ const std::vector<zeNode*>& zePhysicalTree::GetLeafNodes(const Concept& category
 
 const std::vector<zeNode*>& zePhysicalTree::GetInnerNodes(const Concept& name) const {
     return nodes_of(m_inner_nodes, name);
+}
+
+std::vector<zeNode*> zePhysicalTree::GetClassifierNodes() const {
+    std::vector<zeNode*> found;
+    for (const auto& [name, nodes] : m_inner_nodes) {
+        std::copy_if(nodes.begin(), nodes.end(), std::back_inserter(found),
+                     [](const zeNode* node) { return node->m_classifier_id != 0; });
+    }
+    return found;
 }
 
 // A damaged file can have links to nodes that it lacks. They have placeholders in `m_nodes`. No new
@@ -151,12 +161,16 @@ void zePhysicalTree::release_classifier(zeNode* node, zeIO* io) {
     if (classifier == nullptr) {
         return;
     }
-    const bool is_written = io != nullptr && classifier->m_dirty;
+    const bool is_written = io != nullptr && classifier->is_changed();
     tracef(s_trace_file, zandrel::kTraceDebug, "Removing classifier from cache %s: %s",
            is_written ? "(Writing changes)" : "", node->m_concept.c_str());
     if (is_written) {
+        // Only lists of children lead to a classifier that is not in memory.
+        const bool is_listed =
+            m_manager->ReadOnDemand() != 0 && zandrel::detail::ListCategories(*node);
+        m_manager->m_modified = m_manager->m_modified || is_listed;
         io->DumpObject(classifier);
-        classifier->m_dirty = false;
+        classifier->set_written();
     }
     m_manager->Release(classifier);
     node->m_classifier = nullptr;

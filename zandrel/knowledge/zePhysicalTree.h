@@ -2,6 +2,7 @@
 #ifndef ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_
 #define ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_
 
+#include <cstddef>
 #include <map>
 #include <vector>
 
@@ -46,6 +47,9 @@ public:
     // The nodes of this name that are not leaves; an empty list if there is none.
     // VALID UNTIL: such a node is added or removed.
     const std::vector<zeNode*>& GetInnerNodes(const Concept& name) const;
+    // All nodes that have a classifier, in memory or not. Their order depends only on the edits
+    // that led to the tree.
+    std::vector<zeNode*> GetClassifierNodes() const;
     // Enters a leaf in the list of its category; nothing prevents a second entry.
     void AddFinder(zeNode* node);
     // Removes a leaf from that list. The last entry moves into its place.
@@ -125,6 +129,13 @@ private:
 
     using Concepts_by_id = std::map<unsigned int, std::vector<Concept>>;
 
+    // The nodes of one vector of m_v1_pending by their parents.
+    struct Places_v1 {
+        const zeNode* first = nullptr;  // of the vector
+        std::size_t entered = 0;        // so many nodes of the vector are in `by_parent`
+        hash_map<const zeNode*, zeNode*, zePointer_hash> by_parent;
+    };
+
     zeNode* refer_to(unsigned int id);
     zeNode* read_node(Hio<HSegment>& io);
     zeNode* read_node_v1(Hio<HSegment>& io, std::vector<Concept>& children,
@@ -132,9 +143,11 @@ private:
     zeNode* enter(zeNode&& read);
     void load_v1(Hio<HSegment>& io);
     void link_v1(const Concepts_by_id& children, const Concepts_by_id& parents);
+    Places_v1& entered_places_v1(const Concept& category, const std::vector<zeNode*>& places);
     zeNode* copy_v1_leaf(const zeNode& leaf, zeNode* parent);
 
-    Nodes_by_name m_inner_nodes;  // nodes that are not leaves
+    Nodes_by_name m_inner_nodes;                            // nodes that are not leaves
+    hash_map<Concept, Places_v1, ConceptHash> m_v1_places;  // for each vector of m_v1_pending
 };
 
 // The number of uses of a classifier that was not in memory, and of one that was, in containers in

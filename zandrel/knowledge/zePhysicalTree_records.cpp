@@ -3,6 +3,8 @@
 // and links are made when all nodes have been read.  Format: docs/formats/kc.md
 #include "zandrel/knowledge/zePhysicalTree.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -47,22 +49,37 @@ void write_children(Hio<HSegment>& io, std::vector<zeNode*> children, const Node
     }
 }
 
-void write_node(Hio<HSegment>& io, const zeNode& node, const zeNode* parent, const Nodes& written) {
+// `children`: as the record lists them.
+void write_node(Hio<HSegment>& io, const zeNode& node, const zeNode* parent,
+                std::vector<zeNode*> children, const Nodes& written) {
     io << node.m_concept;
     io.WriteByte(static_cast<char>(node.m_flags));
     io.WriteByte(static_cast<char>(node.m_classifier_type));
     io << node.m_classifier_id << node.m_node_id << node.m_threshold;
-    write_children(io, node.m_children, written);
+    write_children(io, std::move(children), written);
     io << zandrel::detail::reference_to(parent);
 }
 
+bool is_fetchable(const zeNode& node) {
+    return node.m_classifier_id != 0 && !zandrel::detail::is_in_memory(node);
+}
+
 // A classifier may know leaves that are not children of its node, for example after an interrupted
-// training. It can be read again only if all of them are in the record.
-void add_loose_leaves(Nodes& nodes) {
+// training. It can be read again only if all of them are in the record. A classifier that is only
+// in the file cannot be asked, so then all leaves without a parent are added.
+void add_loose_leaves(Nodes& nodes, const zePhysicalTree& tree) {
     std::vector<zeNode*> categories;
+    bool are_all_asked = true;
     for (const zeNode* const node : nodes) {
-        if (node->m_classifier != nullptr) {
+        if (zandrel::detail::is_in_memory(*node)) {
             node->m_classifier->get_all_categories(categories);
+        }
+        are_all_asked = are_all_asked && !is_fetchable(*node);
+    }
+    if (!are_all_asked) {
+        for (const auto& [category, leaves] : tree.m_finder) {
+            std::copy_if(leaves.begin(), leaves.end(), std::back_inserter(categories),
+                         [](const zeNode* leaf) { return leaf->m_parent == nullptr; });
         }
     }
     for (zeNode* const category : categories) {
@@ -78,15 +95,19 @@ void zePhysicalTree::Dump(Hio<HSegment>& io, zeNode* top) const {
     Nodes nodes(zandrel::kInitialBuckets);
     if (top != nullptr) {
         top->get_subtree(nodes);
-        add_loose_leaves(nodes);
+        add_loose_leaves(nodes, *this);
     }
     // A placeholder's record would have the id 0, and a reader would make one node of all of them.
     std::erase_if(nodes, [](const zeNode* node) { return IsPlaceholder(*node); });
     const bool is_whole = top == m_manager->m_root;
+    // In a container whose classifiers are fetched, the lists of children lead to all classifiers
+    // that know a node.
+    const bool lists_categories = m_manager->ReadOnDemand() != 0;
     io.WriteCount(nodes.size());
     for (const zeNode* const node : zandrel::detail::in_id_order(nodes)) {
         const bool is_parent_lost = is_whole && nodes.count(node->m_parent) == 0;
-        write_node(io, *node, is_parent_lost ? nullptr : node->m_parent, nodes);
+        write_node(io, *node, is_parent_lost ? nullptr : node->m_parent,
+                   lists_categories ? zandrel::detail::NodesBelow(*node) : node->m_children, nodes);
     }
 }
 
@@ -166,6 +187,7 @@ zeNode* zePhysicalTree::read_node_v1(Hio<HSegment>& io, std::vector<Concept>& ch
 void zePhysicalTree::load_v1(Hio<HSegment>& io) {
     m_v1_nodes.clear();
     m_v1_pending.clear();
+    m_v1_places.clear();
     Concepts_by_id children;
     Concepts_by_id parents;
     Read_ids ids;
@@ -223,15 +245,40 @@ zeNode* zePhysicalTree::ConvertV1(const Concept& category, zeNode* parent) {
     if (places.front()->m_parent == nullptr) {
         places.front()->m_parent = parent;
     }
-    for (zeNode*& place : places) {
-        if (place == nullptr) {
-            place = copy_v1_leaf(*places.front(), parent);
-        }
-        if (place->m_parent == parent) {
-            return place;
-        }
+    Places_v1& entered = entered_places_v1(category, places);
+    const auto found = entered.by_parent.find(parent);
+    if (found != entered.by_parent.end()) {
+        return found->second;
     }
-    return nullptr;
+    if (entered.entered == places.size()) {
+        return nullptr;
+    }
+    zeNode*& free_place = places[entered.entered];
+    free_place = copy_v1_leaf(*places.front(), parent);
+    return free_place;
+}
+
+// Enters the nodes of a vector of m_v1_pending that are not yet in the table of their parents.
+// ConvertV1 is called for each parent of a leaf, at least once for each of both trees and for the
+// parent's classifier. A search of the vector in each call would take time that is quadratic in the
+// number of parents. Example: a leaf has three parents, and two of them have asked. The vector is
+// (leaf, copy, null), and the table has two entries. The third parent is not in the table, so it
+// gets the first place behind these two.
+zePhysicalTree::Places_v1& zePhysicalTree::entered_places_v1(const Concept& category,
+                                                             const std::vector<zeNode*>& places) {
+    Places_v1& known = m_v1_places[category];
+    // The vectors are public, so another one may be there now.
+    const bool is_other = known.first != places.front() || known.entered > places.size() ||
+                          (known.entered > 0 && places[known.entered - 1] == nullptr);
+    if (is_other) {
+        known = Places_v1();
+        known.first = places.front();
+    }
+    for (; known.entered < places.size() && places[known.entered] != nullptr; ++known.entered) {
+        zeNode* const place = places[known.entered];
+        known.by_parent.emplace(place->m_parent, place);
+    }
+    return known;
 }
 
 zeNode* zePhysicalTree::copy_v1_leaf(const zeNode& leaf, zeNode* parent) {

@@ -9,6 +9,7 @@
 
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/setting_lists.h"
@@ -130,7 +131,8 @@ void zeOptMap::PropogateChange(qtPtrLight<zeManager>& manager, zeDefaults& defau
     hash_set<zeNode*, zePointer_hash> nodes(zandrel::kInitialBuckets);
     manager->m_root->get_subtree_classifiers(nodes);
     zeSetDefaults flags = zeSetDefaults::all(true);
-    for (zeNode* node : nodes) {
+    // If classifiers are fetched from a file, the order is that in which changes are written.
+    for (zeNode* const node : zandrel::detail::in_id_order(nodes)) {
         zeClassifier* const classifier = manager->m_physical_tree->get_classifier(node);
         if (auto* const matcher = dynamic_cast<zeStat_matcher*>(classifier)) {
             matcher->m_storage->set_defaults(defaults, flags);

@@ -54,10 +54,6 @@
 #include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/Kc_steps.h"
 
-using zandrel::detail::kKcCompact;
-using zandrel::detail::kKcFileId;
-using zandrel::detail::kKcUnicode;
-
 namespace {
 
 constexpr unsigned int kFirstScrambledVersion = 2;
@@ -172,19 +168,6 @@ void zeIO::Scramble(SegBuf& buffer) const {
         Cover(run, cover.data(), length);
         position += length;
     }
-}
-
-void zeIO::SetUnicodeFlag(const qtString& file, bool flag) {
-    KcIoMode mode;
-    mode.create = false;
-    const zandrel::detail::Open_package open(m_pack);
-    OpenRead(file, mode);
-    m_pack.Close();
-    const auto flags =
-        static_cast<unsigned char>((flag ? kKcUnicode : 0) | (mode.compact_read ? kKcCompact : 0));
-    m_pack.Open(file, 'u');
-    m_pack.SetFileID(kKcFileId, mode.version, flags);
-    m_pack.Close();
 }
 
 qtString ConvertEncoding(const qtString& text, void* context) {

@@ -3,6 +3,8 @@
 #ifndef ZANDREL_PERSISTENCE_ZEIO_H_
 #define ZANDREL_PERSISTENCE_ZEIO_H_
 
+#include <vector>
+
 #include "zandrel/export.h"
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtBuffer.h"
@@ -91,8 +93,10 @@ public:
     // target is the open file in cached form, also by another name (argument: the name); the errors
     // of ConvertEncoding.
     void CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter, CTProgress* progress);
-    // Sets or clears the Unicode flag of a closed file. The form and version of this object, and
-    // the version of the manager, become the file's.
+    // Sets or clears the Unicode flag of a closed file in either form. Its version and its compact
+    // flag remain, and so do this object and the manager.
+    // RAISES: the errors of opening a file; 13 "File is the open container: " for the manager's
+    // open file in cached form, also by another name (argument: the name).
     void SetUnicodeFlag(const qtString& file, bool flag);
 
     // Returns the limit of the classifier cache; 0 if there is no cache, and so all classifiers are
@@ -175,6 +179,7 @@ private:
                      unsigned short& version);
     // Upgrades the open file in cached form from version 1.
     void ConvertCachedKc(KcIoMode& mode);
+    std::vector<zeNode*> ReadForUpgrade();
     void UpgradeOpened(KcIoMode& mode);
     void LoadOpened(CTProgress* progress);
     unsigned int ItemCount() const;
@@ -219,7 +224,8 @@ private:
     // Flushes and closes the file, and empties the manager, whose classifiers are not in memory.
     void LeaveCachedForm();
 
-    bool m_is_broken = false;  // a change of the file in cached form has failed half-way
+    bool m_keeps_version = false;  // a file of version 1 is opened as it is
+    bool m_is_broken = false;      // a change of the file in cached form has failed half-way
 };
 
 // Makes an object of a type and enters it in the manager's registry. The stream is at the id in the

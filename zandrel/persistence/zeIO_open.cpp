@@ -104,7 +104,7 @@ void zeIO::OpenCached(const qtString& file, KcIoMode& mode) {
         VerifyMagic(false, true, mode.compact_read, mode.unicode, mode.version);
         mode.io_mode = KcIoMode::CACHED_IO;
         m_io_mode = KcIoMode::CACHED_IO;
-        if (m_version < kKcVersion) {
+        if (m_version < kKcVersion && !m_keeps_version) {
             mode.read_only = false;
             m_cache_pack->Open(file, false, false);
             UpgradeOpened(mode);

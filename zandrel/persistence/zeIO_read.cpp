@@ -203,12 +203,13 @@ void zeIO::LoadClassifier(zeNode* node) {
 // Reads a statistical classifier that the tree needs.
 zeBase* zeIO::LoadCached(zeNode* node) {
     zeBase* const object = LoadObject(node->m_classifier_id, nullptr);
-    const auto* const matcher = dynamic_cast<const zeStat_matcher*>(object);
+    auto* const matcher = dynamic_cast<zeStat_matcher*>(object);
     if (matcher == nullptr || matcher->m_node != node) {
         refuse_classifier(*m_manager, object);
     }
     try {
         require_compact_as_marked(*m_manager, *matcher->m_storage);
+        zandrel::detail::RequireCategories(*node, *matcher);
     } catch (...) {
         m_manager->Release(object);
         throw;

@@ -68,6 +68,7 @@ void zeStat_diet_learner::check_interrupt() {
 
 void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
     trace(s_trace_file, kTraceDebug, "Starting learning");
+    m_storage->m_dirty = true;
     const int sub_bulk_count = count_sub_bulks(view);
     if (sub_bulk_count < 2) {
         learn_bulk(view, first);
@@ -210,6 +211,7 @@ bool zeStat_diet_learner::clear_cat(zeNode*& cat, bool remove_concepts) {
     if (m_storage->end(iprofile)) {
         return false;
     }
+    m_storage->m_dirty = true;
     remove_influence_of_profile(iprofile, remove_concepts);
     clear_profile(iprofile);
     return true;
@@ -220,6 +222,7 @@ bool zeStat_diet_learner::delete_cat(zeNode*& cat, bool remove_concepts) {
     if (m_storage->end(iprofile)) {
         return false;
     }
+    m_storage->m_dirty = true;
     remove_influence_of_profile(iprofile, remove_concepts);
     m_storage->delete_profile(iprofile);
     return true;

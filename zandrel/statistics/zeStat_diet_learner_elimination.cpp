@@ -29,6 +29,7 @@ zeStat_diet_learner::Concept_info::Concept_info(zeStat_storage* storage, Ps::ite
 }
 
 void zeStat_diet_learner::eliminate_features(bool only_touched) {
+    m_storage->m_dirty = true;
     const double total_sml_weight = m_storage->m_total_sml_weight;
     const double total_weight = m_storage->m_total_weight;
     const int low = m_storage->m_min_Ps_size;

@@ -60,6 +60,7 @@ double at_least_0(double value) {
 }  // namespace
 
 void zeStat_diet_learner::prepare4training(bool first) {
+    m_storage->m_dirty = true;
     if (!first) {
         for (int iprofile = 0; iprofile < m_storage->profile_count(); ++iprofile) {
             age(iprofile);

@@ -143,15 +143,21 @@ std::vector<double> zeStat_matcher::take_sums(const Clipped_bag& bag) {
     std::vector<double> sums(m_storage->m_profiles.size());
     for (std::size_t i = 0; i < sums.size(); ++i) {
         // An accumulator is nearly always 0, and then a classification does not write to the model.
-        double& accumulator = m_storage->m_profiles[i]->m_match_value;
-        if (accumulator != 0.0) {
-            sums[i] = std::exchange(accumulator, 0.0);
+        if (m_storage->m_profiles[i]->m_match_value != 0.0) {
+            sums[i] = take_accumulator(static_cast<int>(i));
         }
     }
     zandrel::detail::add_weights(
         m_table, *m_storage, bag,
         [first = sums.data()](int iprofile) -> double& { return first[iprofile]; });
     return sums;
+}
+
+// The accumulator is in the record, so its reset is a change.
+double zeStat_matcher::take_accumulator(int iprofile) {
+    double& accumulator = m_storage->profile(iprofile).m_match_value;
+    m_storage->m_dirty = m_storage->m_dirty || accumulator != 0.0;
+    return std::exchange(accumulator, 0.0);
 }
 
 Match_scorer zeStat_matcher::scorer_for(double total_weight) const {
@@ -177,7 +183,7 @@ double zeStat_matcher::classify_concepts(zeMsg& msg, zeNode*& category,
     const Match_scorer scorer = scorer_for(clipped.total_weight());
     std::vector<const float*> weights;  // of the profile, by entry; null where it has none
     weights.reserve(clipped.concepts().size());
-    double sum = std::exchange(m_storage->profile(iprofile).m_match_value, 0.0);
+    double sum = take_accumulator(iprofile);
     for (const zeSml::Concept_info& entry : clipped.concepts()) {
         weights.push_back(find_weight(entry.m_concept, iprofile));
         if (weights.back() != nullptr) {
@@ -212,6 +218,7 @@ void zeStat_matcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
 }
 
 void zeStat_matcher::classify_sml(zeSml& sml) {
+    m_storage->m_dirty = true;
     zandrel::detail::add_weights(
         m_table, *m_storage, Clipped_bag(sml, 0.0),
         [this](int iprofile) -> double& { return m_storage->profile(iprofile).m_match_value; });
@@ -219,6 +226,7 @@ void zeStat_matcher::classify_sml(zeSml& sml) {
 
 void zeStat_matcher::classify_sml_with_profile(zeSml& sml, int& iprofile) {
     double& match_value = m_storage->profile(iprofile).m_match_value;
+    m_storage->m_dirty = true;
     for (const zeSml::Concept_info& entry : sml.m_concepts) {
         const float* const weight = find_weight(entry.m_concept, iprofile);
         if (weight != nullptr) {
@@ -279,7 +287,7 @@ const float* zeStat_matcher::find_weight(const Concept& wanted, int iprofile) co
 // the Activation settings require more messages in it, outside it or in the model. Otherwise a
 // category that has all messages of the model, or is its only one, scores 1.
 double zeStat_matcher::adjust_match_value(zeSml& sml, int& iprofile) {
-    const double sum = std::exchange(m_storage->profile(iprofile).m_match_value, 0.0);
+    const double sum = take_accumulator(iprofile);
     return scorer_for(sml.m_total_weight).score(iprofile, sum);
 }
 

@@ -144,6 +144,10 @@ public:
     // changed; or if it is no child or the matcher has no node, and then the profile was deleted.
     void delete_cat(zeNode*& cat, bool refeed, bool remove_concepts);
 
+    // `m_dirty` is for the table and the list of children, that of the storage for the statistics.
+    bool is_changed() const noexcept override;
+    void set_written() noexcept override;
+
     // The operations of an edit of the tree. They use the functions above. `rebuild_table` calls
     // `feed`, which selects the features of all categories again.
     bool has_rules() const override { return false; }
@@ -191,6 +195,7 @@ public:
 private:
     // Returns the sums that `classify_sml` would leave in the accumulators, and resets these.
     std::vector<double> take_sums(const zandrel::detail::Clipped_bag& bag);
+    double take_accumulator(int iprofile);
     zandrel::detail::Match_scorer scorer_for(double total_weight) const;
     void build_rest_scores();
     const float* find_weight(const Concept& wanted, int iprofile) const;

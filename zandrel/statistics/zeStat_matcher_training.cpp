@@ -77,6 +77,15 @@ void zeStat_matcher::delete_cat(zeNode*& cat, bool refeed, bool remove_concepts)
     }
 }
 
+bool zeStat_matcher::is_changed() const noexcept {
+    return m_dirty || m_storage->m_dirty;
+}
+
+void zeStat_matcher::set_written() noexcept {
+    m_dirty = false;
+    m_storage->m_dirty = false;
+}
+
 std::size_t zeStat_matcher::category_count() const {
     return m_storage->m_profiles.size();
 }
@@ -110,5 +119,6 @@ void zeStat_matcher::rebuild_table() {
 
 void zeStat_matcher::classify(zeMsg& msg, zeCorpus_view& /*view*/,
                               const zeCorpus_view::const_iterator& entry) {
+    m_storage->m_dirty = true;
     zandrel::detail::Histogram_filler(*this).add(msg, *entry);
 }

@@ -1,5 +1,6 @@
 // Profiles, their index by node, and the tables of concepts. Profiles are in a vector of pointers,
-// so that deleting one only moves the pointer of the last one to its place.
+// so that deleting one only moves the pointer of the last one to its place. Each function that
+// changes what the record contains sets `m_dirty` before the change.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>
@@ -50,6 +51,7 @@ int zeStat_storage::get_or_add_profile(zeNode* const& node, bool& added) {
         return iprofile;
     }
     complete();
+    m_dirty = true;
     auto made = std::make_unique<Profile>();
     made->m_node = node;
     made->m_Ps.rehash(kInitialBuckets);
@@ -70,6 +72,7 @@ zeStat_storage::Ps::iterator zeStat_storage::get_or_add_P(const int& iprofile,
     complete();
     const auto entry = profile(iprofile).m_Ps.try_emplace(wanted);
     if (entry.second) {
+        m_dirty = true;
         entry.first->second.m_life = m_P_life_expectancy;
         added = true;
     }
@@ -80,11 +83,13 @@ zeStat_storage::Concept_infos::iterator zeStat_storage::get_or_add_concept_info(
     const Concept& wanted, bool& added) {
     complete();
     const auto entry = m_concept_infos.try_emplace(wanted);
+    m_dirty = m_dirty || entry.second;
     added = added || entry.second;
     return entry.first;
 }
 
 void zeStat_storage::clear() {
+    m_dirty = true;
     m_kept.reset();
     m_profiles.clear();
     m_profile_index.clear();
@@ -100,6 +105,7 @@ void zeStat_storage::clear_totals() {
 }
 
 void zeStat_storage::create_skeleton() {
+    m_dirty = true;
     m_kept.reset();
     m_concept_infos.clear();
     clear_totals();
@@ -115,6 +121,7 @@ void zeStat_storage::create_skeleton() {
 
 void zeStat_storage::clear_profile(int& iprofile) {
     complete();
+    m_dirty = true;
     Profile& cleared = profile(iprofile);
     cleared.m_size = m_profile_size;
     cleared.m_selection_mark = 1;
@@ -136,6 +143,7 @@ void zeStat_storage::complete_histogram(Profile& completed) const {
 
 void zeStat_storage::clear_likelihood(const int& iprofile) {
     complete();
+    m_dirty = true;
     Profile& cleared = profile(iprofile);
     cleared.m_bins.assign(fine_bin_count(), Result_bin());
     cleared.m_likelihood.fill(0.0);
@@ -144,6 +152,7 @@ void zeStat_storage::clear_likelihood(const int& iprofile) {
 
 void zeStat_storage::delete_profile(int& iprofile) {
     complete();
+    m_dirty = true;
     // Profiles that have lost their nodes all have null, which has only one entry in the index.
     if (get_profile(profile(iprofile).m_node) == iprofile) {
         m_profile_index.erase(profile(iprofile).m_node);
@@ -167,6 +176,7 @@ void zeStat_storage::set_profile_size(int size) {
     if (size == m_profile_size) {
         return;
     }
+    m_dirty = true;
     m_profile_size = size;
     for (const auto& each : m_profiles) {
         each->m_size = size;
@@ -178,6 +188,7 @@ void zeStat_storage::set_use_train_likelihood(bool use) {
         return;
     }
     complete();
+    m_dirty = true;
     for (const auto& each : m_profiles) {
         each->m_likelihood_age = 0;
         each->m_bins.resize(use ? fine_bin_count() : 0);
@@ -200,6 +211,7 @@ void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
     for (const auto& each : m_profiles) {
         rebinned.push_back(rebin(each->m_bins, old_size, new_size));
     }
+    m_dirty = true;
     for (std::size_t i = 0; i < rebinned.size(); ++i) {
         m_profiles[i]->m_bins = std::move(rebinned[i]);
     }
@@ -208,6 +220,7 @@ void zeStat_storage::set_likelihood_histogram_resolution(int resolution) {
 
 void zeStat_storage::global_replace(std::map<zeNode*, zeNode*>& replacement) {
     const std::map<int, zeNode*> by_index = nodes_by_index();
+    m_dirty = true;
     hash_map<zeNode*, int, zePointer_hash> replaced(kInitialBuckets);
     for (const auto& [iprofile, node] : by_index) {
         replaced[replacement[node]] = iprofile;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/prefetch.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Node_order.h"
@@ -124,6 +125,7 @@ void zeStat_storage::dump_settings(Hio<HSegment>& io) const {
 }
 
 void zeStat_storage::Load(Hio<HSegment>& io, zeNode* node) {
+    const zandrel::detail::Restored<bool> at_end(m_dirty);  // Reading the record is no change.
     clear();
     load_settings(io);
     load_profile_index(io, node);

@@ -81,6 +81,7 @@ zeSetDefaults zeSetDefaults::all(bool flag) {
 }
 
 void zeStat_storage::set_defaults(zeDefaults& defaults, zeSetDefaults& flags) {
+    m_dirty = true;
     for (const Setting* const row : kRowsOf<Setting_table::kSetDefaultsOrder>) {
         if (row->flag(flags)) {
             row->give_model(*this, row->in_defaults.get(defaults));

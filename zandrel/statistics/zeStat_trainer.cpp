@@ -89,6 +89,7 @@ void zeStat_trainer::check_interrupt() {
 
 void zeStat_trainer::train(zeCorpus_view& view, bool remove) {
     m_view = &view;
+    m_storage->m_dirty = true;
     m_model_is_matched = true;
     m_msg_indices.resize(view.msgs.size());
     std::iota(m_msg_indices.begin(), m_msg_indices.end(), 0U);
@@ -115,6 +116,7 @@ void zeStat_trainer::calculate_profiles(bool remove) {
 
 void zeStat_trainer::calculate_corpus(const std::vector<unsigned int>& indices, bool remove) {
     m_model_is_matched = false;
+    m_storage->m_dirty = true;
     zandrel::detail::Announced_messages messages(*m_view, indices);
     for (const unsigned int index : indices) {
         count(m_view->msgs[index], messages.next(), remove);
@@ -160,6 +162,7 @@ bool zeStat_trainer::collect_shares(const qtPtrLight<zeMsg>& msg, int index) {
 }
 
 void zeStat_trainer::calculate_msg(int index, bool remove) {
+    m_storage->m_dirty = true;
     const zeCorpus_view::Msg& entry = m_view->msgs[static_cast<std::size_t>(index)];
     count(entry, fetch(entry), remove);
 }

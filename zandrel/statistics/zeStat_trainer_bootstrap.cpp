@@ -93,6 +93,7 @@ void zeStat_trainer::bootstrap(zeCorpus_view& view) {
     if (view.msgs.empty()) {
         return;
     }
+    m_storage->m_dirty = true;
     const Settings saved(*m_storage);
     Settings().apply(*m_storage);
     Concepts seen;

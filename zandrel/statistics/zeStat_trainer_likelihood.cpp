@@ -115,6 +115,7 @@ void zeStat_trainer::calculate_likelihood() {
     const int activation_outside = m_storage->m_activation_outside;
     const int activation_total = m_storage->m_activation_total;
     trace(s_trace_file, kTraceDebug, "Calculating likelihood");
+    m_storage->m_dirty = true;
     // We measure raw scores, and we measure them for every category that has at least one message
     // inside and one outside.
     m_storage->m_use_likelihood_in_match = false;

@@ -52,6 +52,7 @@ double suppression_factor(const zeStat_storage& storage,
 void zeStat_trainer::calculate_feature_selection() {
     tracef(s_trace_file, zandrel::kTraceDebug, "Performing feature selection (num profiles: %d)",
            m_storage->profile_count());
+    m_storage->m_dirty = true;
     clear_candidates();
     s_storage = m_storage;
     try {

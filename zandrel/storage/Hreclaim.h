@@ -117,6 +117,11 @@ private:
 
     struct Index_place;  // where the next index block is written
 
+    struct Hole_range {
+        std::uint64_t start;
+        std::uint64_t end;  // behind the last byte
+    };
+
     void SeekTo(Offset offset) { io.device->Seek(static_cast<Position>(offset)); }
 
     void Create(const qtString& name);
@@ -126,6 +131,8 @@ private:
     void ReadKeys(unsigned int key_count);
     void ReadHoles();
     void CheckHoles();
+    void SortHoles(std::vector<Hole_range>& ranges) const;
+    void CheckOutsideOfHoles(const std::vector<Hole_range>& ranges) const;
     [[noreturn]] void RaiseReadError() const;
     [[noreturn]] void RaiseKeyError(const char* what, const qtString& key) const;
     void RequirePlace(const qtString& key, unsigned int data_length, unsigned int freed);

@@ -23,6 +23,9 @@ inline constexpr std::size_t kSlotCount = 32;
 // The size of an item without its key and data: tag, key length and data length.
 inline constexpr unsigned int kItemOverhead = 12;
 
+// The size of a hole's tag and size.
+inline constexpr unsigned int kHoleMarkSize = 8;
+
 // The scan for items that the index does not name ignores longer keys.
 inline constexpr unsigned int kLongestScannedKey = 128;
 

@@ -1,0 +1,72 @@
+// The options of rebuild-index, and its exit status.
+#include "cli/commands/rebuild_command.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands/option_checks.h"
+#include "cli/records/Rebuilt_index.h"
+#include "cli/text/Json.h"
+
+namespace cli {
+
+namespace {
+
+constexpr const char* kNotes =
+    R"(Makes a record file or a container's file anew from the items that are in it, if the index does not
+agree with them. An item counts if its block ends at another block or at the end of the file. A seal says
+which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on if that name is taken. Parts
+that cannot be read are listed. A sound file is not changed. If only the state of the file says that it was
+not closed, this is corrected in place.
+
+A damaged container should be checked afterwards with zandrel check.
+
+Exit status: 0 nothing is lost, 1 no item is known to be lost but parts could not be read, 65 items are
+lost, or neither a record file nor a container.
+
+Example:
+  zandrel rebuild-index messages.dat)";
+
+struct Rebuild_words {
+    std::string file;
+    double seconds_to_wait = 0.0;
+    bool writes_json = false;
+};
+
+int status_of(const Record_recovery& recovery) {
+    if (recovery.has_loss) {
+        return kDataError;
+    }
+    return recovery.is_unsure ? kRepairable : kSuccess;
+}
+
+void rebuild(const Rebuild_words& words, Command_result& result) {
+    const Rebuilt_index rebuilt = rebuild_index(words.file, {words.seconds_to_wait, nullptr});
+    if (words.writes_json) {
+        print_json(rebuilt_index_json(rebuilt), Json_form::kManyLines, std::cout);
+    } else {
+        print_rebuilt_index(rebuilt, std::cout);
+    }
+    result.status = status_of(rebuilt.recovery);
+}
+
+}  // namespace
+
+void add_rebuild_command(CLI::App& app, Command_result& result) {
+    const auto words = std::make_shared<Rebuild_words>();
+    CLI::App* const command = app.add_subcommand(
+        "rebuild-index", "Make a damaged record file or container anew from its items");
+    command->add_option("FILE", words->file, "A record file or a knowledge container")
+        ->required()
+        ->type_name("");
+    add_wait_option(*command, words->seconds_to_wait);
+    command->add_flag("--json", words->writes_json, "Print JSON");
+    command->footer(kNotes);
+    command->callback([words, &result] { rebuild(*words, result); });
+}
+
+}  // namespace cli

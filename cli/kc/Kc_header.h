@@ -1,0 +1,36 @@
+// Kc_header: the first bytes of a file, by which the program recognises a container and its form.
+#ifndef ZANDREL_CLI_KC_KC_HEADER_H_
+#define ZANDREL_CLI_KC_KC_HEADER_H_
+
+#include <istream>
+#include <optional>
+#include <string>
+
+namespace cli {
+
+// Plain: the file is read and written as a whole. Cached: the file is open while it is in use, and
+// each statistical classifier is read when it is needed.
+enum class Kc_form { kPlain, kCached };
+
+// "plain" or "cached".
+std::string name_of(Kc_form form);
+
+struct Kc_header {
+    Kc_form form = Kc_form::kPlain;
+    unsigned int version = 0;  // of the records; only of the cached form
+};
+
+// Returns nothing for a file that begins like no container. The rest may be damaged or incomplete.
+// RAISES: Input_error for a file that cannot be opened or read, or is not a regular file.
+std::optional<Kc_header> read_kc_header(const std::string& path);
+// The same for a stream, without the version. The position of the stream does not change. The
+// function waits for the first byte, and looks only at the bytes that arrived together with that
+// byte.
+std::optional<Kc_form> kc_form_of(std::istream& input);
+
+// RAISES: Input_error for a file that cannot be opened for reading, or is not a regular file.
+void check_readable(const std::string& path);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_KC_KC_HEADER_H_

@@ -1,0 +1,32 @@
+// Container_parts: which items of a container belong together, for a file that was recovered.
+#ifndef ZANDREL_CLI_RECORDS_CONTAINER_PARTS_H_
+#define ZANDREL_CLI_RECORDS_CONTAINER_PARTS_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/records/File_window.h"
+#include "cli/records/Record_scan.h"
+
+namespace cli {
+
+struct Container_parts {
+    bool has_trees = false;            // the record of the trees is there
+    bool are_trees_read = false;       // and could be read
+    std::vector<std::string> missing;  // objects that the trees name, in words
+    // Keys of objects that neither the trees nor a classifier of the trees names. They are of
+    // classifiers that no longer exist.
+    std::vector<std::string> unused;
+};
+
+// Follows the trees to the classifiers and the classifiers to their models.
+// `version`: of the container.
+Container_parts read_container_parts(File_window& file,
+                                     const std::map<std::string, const Scanned_item*>& items,
+                                     unsigned int version);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_RECORDS_CONTAINER_PARTS_H_

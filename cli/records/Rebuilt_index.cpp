@@ -1,0 +1,272 @@
+// How the old file is kept: link() gives it a second name, and fails if there is a file of that
+// name, so nothing is overwritten. Then the rename of the new file takes the first name from it. At
+// each moment a file has the first name. An example with "a.dat":
+//
+//   1. write ".a.dat.tmp-Zk09fe"        the new file, verified
+//   2. link "a.dat" to "a.dat.bad"      one file with two names
+//   3. rename the new file to "a.dat"   the old file has only the name "a.dat.bad"
+//
+// If step 3 fails, the second name is removed. A process that is killed between the steps leaves a
+// second name, which does no harm. A file system without such links gets a copy instead.
+#include "cli/records/Rebuilt_index.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/errors.h"
+#include "cli/kc/Descriptor.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Replacement_file.h"
+#include "cli/model/ending_signals.h"
+#include "cli/records/Record_text.h"
+#include "cli/records/Recovered_file.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+constexpr int kMostNames = 10000;
+constexpr off_t kStatePosition = 9;
+
+void copy_to(File_window& file, int target, const Target_file& named) {
+    file.for_each_piece(0, file.size(), [target, &named](std::string_view piece) {
+        while (!piece.empty()) {
+            const ssize_t done = ::write(target, piece.data(), piece.size());
+            if (done <= 0) {
+                named.fail();
+            }
+            piece.remove_prefix(static_cast<std::size_t>(done));
+        }
+    });
+    if (::fsync(target) != 0) {
+        named.fail();
+    }
+}
+
+// The second name of the old file. Unless `keep` was called, the destructor removes it.
+class Second_name {
+public:
+    Second_name(const Target_file& target, File_window& file) : m_target(target) {
+        for (int count = 1; count <= kMostNames; ++count) {
+            m_path = target.path() + ".bad" + (count == 1 ? "" : std::to_string(count));
+            if (takes_name(file)) {
+                return;
+            }
+        }
+        m_path.clear();
+        target.fail("too many files with its name and .bad");
+    }
+
+    Second_name(const Second_name&) = delete;
+    Second_name& operator=(const Second_name&) = delete;
+
+    ~Second_name() {
+        // If the new file has taken the name, the second name is the only one of the old file.
+        if (!m_path.empty() && m_first && first_name() == m_first) {
+            ::unlink(m_path.c_str());
+        }
+    }
+
+    std::string keep() {
+        m_first.reset();
+        return m_path;
+    }
+
+private:
+    // Returns false if there is a file of this name.
+    bool takes_name(File_window& file) {
+        m_first = first_name();
+        if (::link(m_target.path().c_str(), m_path.c_str()) == 0) {
+            return true;
+        }
+        if (errno == EEXIST) {
+            return false;
+        }
+        const int reason = errno;
+        const Descriptor copy(
+            ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        if (!copy.is_open()) {
+            if (errno == EEXIST) {
+                return false;
+            }
+            m_path.clear();
+            errno = reason;
+            m_target.fail();
+        }
+        copy_or_remove(file, copy.number());
+        return true;
+    }
+
+    void copy_or_remove(File_window& file, int copy) {
+        try {
+            copy_to(file, copy, m_target);
+        } catch (...) {
+            ::unlink(m_path.c_str());
+            throw;
+        }
+    }
+
+    // Device and number of the file that has the first name.
+    std::optional<std::pair<dev_t, ino_t>> first_name() const {
+        struct stat status = {};
+        return ::stat(m_target.path().c_str(), &status) == 0
+                   ? std::optional(std::pair(status.st_dev, status.st_ino))
+                   : std::nullopt;
+    }
+
+    const Target_file& m_target;
+    std::string m_path;
+    std::optional<std::pair<dev_t, ino_t>> m_first;
+};
+
+void clear_state(const Kc_lock& lock, std::uint8_t state) {
+    const Target_file& target = lock.target();
+    const Descriptor file(::open(target.path().c_str(), O_WRONLY | O_CLOEXEC));
+    const char cleared = static_cast<char>(state & ~unsigned{1});
+    const std::string shown = shown_file(target.name());
+    if (!file.is_open()) {
+        target.fail();
+    }
+    {
+        const Held_back_signals held_back;
+        lock.check_unchanged();
+        if (::pwrite(file.number(), &cleared, 1, kStatePosition) != 1) {
+            target.fail();
+        }
+        note_change(shown);
+    }
+    if (::fsync(file.number()) != 0) {
+        target.fail();
+    }
+}
+
+std::string replace(const Kc_lock& lock, File_window& old_file, const Record_recovery& recovery) {
+    Replacement_file replacement(lock);
+    write_recovered_file(old_file, recovery, replacement.path());
+    Second_name second(lock.target(), old_file);
+    replacement.take_place();
+    return second.keep();
+}
+
+std::string words_of(const Recovery_note& note) {
+    std::string words;
+    if (note.size) {
+        words = std::to_string(*note.size) + (*note.size == 1 ? " byte: " : " bytes: ");
+    }
+    if (note.key) {
+        words += "item " + shown_key(shortened(*note.key, kLongestValue)) + ": ";
+    }
+    return words + note.text;
+}
+
+const char* result_of(const Rebuilt_index& rebuilt) {
+    switch (rebuilt.recovery.condition) {
+        case File_condition::kSound:
+            return "unchanged";
+        case File_condition::kStateOnly:
+            return "state cleared";
+        case File_condition::kToRebuild:
+            break;
+    }
+    return "rebuilt";
+}
+
+std::string sentence_of(const Rebuilt_index& rebuilt) {
+    switch (rebuilt.recovery.condition) {
+        case File_condition::kSound:
+            return "unchanged: the index is right";
+        case File_condition::kStateOnly:
+            return "every item and every hole is where the index says, so only the bit was cleared "
+                   "that said that the index may be stale";
+        case File_condition::kToRebuild:
+            break;
+    }
+    const std::size_t count = rebuilt.recovery.items.size();
+    return "rebuilt with " + std::to_string(count) + (count == 1 ? " item" : " items") +
+           "; the old file is " + shown_file(rebuilt.old_file);
+}
+
+const char* warning_of(const Record_recovery& recovery) {
+    if (recovery.has_loss) {
+        return "items are lost";
+    }
+    return recovery.is_unsure ? "no item is known to be lost, but parts could not be read" : "";
+}
+
+}  // namespace
+
+Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait) {
+    check_readable(path);
+    const Kc_lock lock(path, wait);
+    File_window file(path, lock.target().path());
+    Rebuilt_index rebuilt = {path, "", recover_records(file)};
+    switch (rebuilt.recovery.condition) {
+        case File_condition::kSound:
+            break;
+        case File_condition::kStateOnly:
+            clear_state(lock, rebuilt.recovery.state);
+            break;
+        case File_condition::kToRebuild:
+            rebuilt.old_file = replace(lock, file, rebuilt.recovery);
+            break;
+    }
+    return rebuilt;
+}
+
+void print_rebuilt_index(const Rebuilt_index& rebuilt, std::ostream& out) {
+    const std::string file = shown_file(rebuilt.file);
+    const Record_recovery& recovery = rebuilt.recovery;
+    for (const Recovery_note& note : recovery.notes) {
+        out << file << ": offset " << note.offset << ": " << words_of(note) << '\n';
+    }
+    if (recovery.further_notes != 0) {
+        out << file << ": and " << recovery.further_notes << " more such parts\n";
+    }
+    for (const std::string& remark : recovery.remarks) {
+        out << file << ": " << remark << '\n';
+    }
+    const std::string warning = warning_of(recovery);
+    if (!warning.empty()) {
+        out << file << ": " << warning << '\n';
+    }
+    out << file << ": " << sentence_of(rebuilt) << '\n';
+}
+
+nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt) {
+    const Record_recovery& recovery = rebuilt.recovery;
+    nlohmann::ordered_json json = {{"file", rebuilt.file},
+                                   {"form", name_of(recovery.form)},
+                                   {"result", result_of(rebuilt)},
+                                   {"old_file", nullptr},
+                                   {"items", recovery.items.size()},
+                                   {"lost", recovery.has_loss},
+                                   {"unsure", recovery.is_unsure},
+                                   {"remarks", recovery.remarks},
+                                   {"further_parts", recovery.further_notes},
+                                   {"parts", nlohmann::ordered_json::array()}};
+    if (!rebuilt.old_file.empty()) {
+        json["old_file"] = rebuilt.old_file;
+    }
+    for (const Recovery_note& note : recovery.notes) {
+        nlohmann::ordered_json part = {{"offset", note.offset},
+                                       {"size", nullptr},
+                                       {"key", nullptr},
+                                       {"text", note.text},
+                                       {"lost", note.is_loss}};
+        if (note.size) {
+            part["size"] = *note.size;
+        }
+        if (note.key) {
+            part["key"] = shown_key(*note.key);
+        }
+        json["parts"].push_back(std::move(part));
+    }
+    return json;
+}
+
+}  // namespace cli

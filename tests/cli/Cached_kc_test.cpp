@@ -1,0 +1,346 @@
+// Changes of a container in cached form that are refused, interrupted or fail, at each of their
+// steps.
+#include "cli/kc/Cached_kc.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/CachePack.h"
+#include "zandrel/persistence/zeIO.h"
+
+#include "cli/errors.h"
+#include "cli/kc/Kc_conversion.h"
+#include "cli/kc/Kc_edit.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_tree.h"
+#include "cli/kc/Kc_tree_view.h"
+#include "cli/kc/Kc_use.h"
+#include "cli/kc/Stored_model.h"
+#include "cli/model/Text_model.h"
+#include "cli/train/Training.h"
+#include "tests/cli/scratch_folder.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// Asks for an interruption from one of its questions on.
+class Interrupting_progress : public CTProgress {
+public:
+    explicit Interrupting_progress(int question) : m_question(question) {}
+
+    bool IsInterrupted() const override { return ++m_asked > m_question; }
+
+    bool has_interrupted() const { return m_asked > m_question; }
+
+private:
+    int m_question;
+    mutable int m_asked = 0;
+};
+
+std::string bytes_of(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// The number of texts that each node has learned, by path.
+std::map<std::string, int> messages_of(const std::string& path) {
+    std::map<std::string, int> messages;
+    const qtPtrLight<zeManager> manager = cli::read_kc(path, nullptr);
+    for (const cli::Kc_tree_line& line : cli::view_tree(*manager, "", -1).lines) {
+        messages[line.name] = line.messages.value_or(-1);
+    }
+    return messages;
+}
+
+// root - warm - red, yellow
+//      - cold - blue, green
+//      - dark - black, brown
+class CachedKcTest : public testing::Test {
+protected:
+    CachedKcTest() {
+        std::ofstream(m_groups) << "warm\tred\nwarm\tyellow\ncold\tblue\ncold\tgreen\n"
+                                   "dark\tblack\ndark\tbrown\n";
+        std::ofstream(m_data) << "red\tfire rose\nyellow\tsun corn\nblue\tsea sky\ngreen\tleaf\n"
+                                 "black\tcoal\nbrown\tearth wood\n";
+        std::ofstream(m_more) << "red\tblood\nblue\tink\nblack\tnight\n";
+        cli::Training_options options;
+        options.kc_file = m_plain;
+        options.data_files = {m_data};
+        options.model.analysis = {cli::Analysis_kind::kWords};
+        options.model.groups = cli::read_label_groups_file(m_groups);
+        cli::train_kc(options);
+        Convert(m_plain, m_cached, cli::Kc_form::kCached);
+    }
+
+    static void Convert(const std::string& from, const std::string& to, cli::Kc_form form) {
+        cli::Conversion_options options;
+        options.kc_file = from;
+        options.new_file = to;
+        options.form = form;
+        options.replaces = true;
+        cli::convert_kc(options);
+    }
+
+    cli::Learning_options LearnOptions(unsigned int bound, CTProgress* progress) const {
+        cli::Learning_options options;
+        options.kc_file = m_cached;
+        options.data_files = {m_more};
+        options.bound.given = bound;
+        options.progress = progress;
+        return options;
+    }
+
+    cli::Scratch_folder m_folder;
+    std::string m_groups = m_folder.file("groups");
+    std::string m_data = m_folder.file("data.tsv");
+    std::string m_more = m_folder.file("more.tsv");
+    std::string m_plain = m_folder.file("plain.kc");
+    std::string m_cached = m_folder.file("cached.kc");
+};
+
+TEST_F(CachedKcTest, InterruptedLearningLeavesEachClassifierWithAllTextsOrNone) {
+    const std::string before = bytes_of(m_cached);
+    const std::map<std::string, int> old = messages_of(m_cached);
+    std::size_t unchanged = 0;
+    std::size_t partial = 0;
+    bool has_ended = false;
+    for (int question = 0; !has_ended; ++question) {
+        std::ofstream(m_cached, std::ios::binary) << before;
+        Interrupting_progress progress(question);
+        try {
+            cli::learn_into_kc(LearnOptions(1, &progress));
+            has_ended = true;
+        } catch (const cli::Partial_change& error) {
+            EXPECT_THAT(error.what(), HasSubstr("Process interrupted; "));
+            EXPECT_THAT(error.what(), HasSubstr("contains the part of the change that was done"));
+            ++partial;
+        } catch (const qtX<zeWorkflow>& error) {
+            EXPECT_EQ(error.number(), 2);
+            EXPECT_EQ(bytes_of(m_cached), before) << question;
+            ++unchanged;
+        }
+        const std::map<std::string, int> now = messages_of(m_cached);  // it can be opened
+        const int at_root = now.at("warm") - old.at("warm");
+        EXPECT_EQ(now.at("cold") - old.at("cold"), at_root) << question;
+        EXPECT_EQ(now.at("dark") - old.at("dark"), at_root) << question;
+        for (const char* const leaf : {"red", "blue", "black"}) {
+            const int learned = now.at(leaf) - old.at(leaf);
+            EXPECT_TRUE(learned == 0 || learned == 1) << question << ' ' << leaf;
+        }
+        EXPECT_FALSE(has_ended && progress.has_interrupted());
+    }
+    EXPECT_GT(unchanged, 0U);
+    EXPECT_GT(partial, 0U);
+}
+
+TEST_F(CachedKcTest, InterruptedTrainingOfAKeptTreeCanBeRepeated) {
+    const std::string before = bytes_of(m_cached);
+    const auto train = [this](CTProgress* progress) {
+        cli::Training_options options;
+        options.kc_file = m_cached;
+        options.data_files = {m_data};
+        options.keeps_tree = true;
+        options.bound.given = 1;
+        options.progress = progress;
+        cli::train_kc(options);
+    };
+    train(nullptr);
+    const std::map<std::string, int> whole = messages_of(m_cached);
+    std::size_t partial = 0;
+    for (int question = 0;; question += 5) {
+        std::ofstream(m_cached, std::ios::binary) << before;
+        Interrupting_progress progress(question);
+        try {
+            train(&progress);
+            break;
+        } catch (const cli::Partial_change&) {
+            ++partial;
+        } catch (const qtX<zeWorkflow>&) {
+            EXPECT_EQ(bytes_of(m_cached), before) << question;
+        }
+        train(nullptr);
+        EXPECT_EQ(messages_of(m_cached), whole) << question;
+    }
+    EXPECT_GT(partial, 0U);
+}
+
+TEST_F(CachedKcTest, ChangeThatRaisesLeavesTheFileAsItWas) {
+    const std::string before = bytes_of(m_cached);
+    for (const unsigned int bound : {1U, 2U, 20U}) {
+        EXPECT_THROW(cli::edit_kc(m_cached, {},
+                                  [](qtPtrLight<zeManager>& manager) -> bool {
+                                      cli::Deferred_writes writes(*manager);
+                                      cli::rename_node(*manager, "root/cold", "chilly");
+                                      throw cli::Usage_error("no");
+                                  },
+                                  {bound}),
+                     cli::Usage_error);
+        EXPECT_EQ(bytes_of(m_cached), before) << bound;
+    }
+}
+
+TEST_F(CachedKcTest, RefusedEditAfterADeletedClassifierLeavesTheFileAsItWas) {
+    const std::string before = bytes_of(m_cached);
+    EXPECT_THROW(
+        cli::edit_kc(m_cached, {},
+                     [](qtPtrLight<zeManager>& manager) -> bool {
+                         cli::Deferred_writes writes(*manager);
+                         cli::delete_node(*manager, "root/cold", false);
+                         cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+                         cli::delete_node(*manager, "root/none", false);
+                         return true;
+                     },
+                     {2}),
+        cli::Usage_error);
+    EXPECT_EQ(bytes_of(m_cached), before);
+}
+
+TEST_F(CachedKcTest, DeferredEditDeletesAndAddsItems) {
+    unsigned int cold = 0;
+    cli::edit_kc(
+        m_cached, {},
+        [&cold](qtPtrLight<zeManager>& manager) {
+            cold =
+                manager->m_logical_tree->FindNodeByPath("root/cold").physical_node->m_classifier_id;
+            cli::Deferred_writes writes(*manager);
+            cli::delete_node(*manager, "root/cold", false);
+            cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+            cli::add_node(*manager, "root/new/leaf", {});
+            writes.commit();
+            return true;
+        },
+        {2});
+    const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
+    CachePack& pack = *manager->m_io->m_cache_pack;
+    EXPECT_FALSE(pack.Exists(pack.MakeStringKey(cold)));
+    zeNode* const added = manager->m_logical_tree->FindNodeByPath("root/new").physical_node;
+    EXPECT_TRUE(pack.Exists(pack.MakeStringKey(added->m_classifier_id)));
+    EXPECT_NE(manager->m_physical_tree->get_classifier(added), nullptr);
+}
+
+TEST_F(CachedKcTest, ReaderKeepsOthersFromChangingTheFile) {
+    {
+        const qtPtrLight<zeManager> reader = cli::read_kc(m_cached, nullptr);
+        const qtPtrLight<zeManager> second = cli::read_kc(m_cached, nullptr);
+        try {
+            cli::learn_into_kc(LearnOptions(20, nullptr));
+            ADD_FAILURE() << "nothing is raised";
+        } catch (const cli::Output_error& error) {
+            EXPECT_EQ(std::string(error.what()),
+                      "cannot write " + m_cached +
+                          ": another process is reading it; --wait SECONDS waits for it");
+        }
+    }
+    cli::learn_into_kc(LearnOptions(20, nullptr));
+}
+
+TEST_F(CachedKcTest, ReaderIsRefusedWhileTheFileIsChanged) {
+    const cli::Kc_lock lock(m_cached);
+    const cli::Kc_use use(lock);
+    try {
+        cli::read_kc(m_cached, nullptr);
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const cli::Input_error& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "cannot read " + m_cached + ": another process is changing it");
+    }
+}
+
+TEST_F(CachedKcTest, ReaderOfALinkWorks) {
+    const std::string link = m_folder.file("link.kc");
+    std::filesystem::create_symlink(m_cached, link);
+    EXPECT_EQ(messages_of(link), messages_of(m_cached));
+}
+
+TEST_F(CachedKcTest, MissingFileOfALinkIsNamed) {
+    EXPECT_THROW(cli::Kc_use("name.kc", m_folder.file("none")), cli::Input_error);
+}
+
+TEST_F(CachedKcTest, ReopenedFileGivesTheSameClassifiers) {
+    const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
+    const CachePack* const before = manager->m_io->m_cache_pack.get();
+    cli::reopen_cached(*manager);
+    EXPECT_NE(manager->m_io->m_cache_pack.get(), before);
+    zeNode* const warm = manager->m_logical_tree->FindNodeByPath("root/warm").physical_node;
+    EXPECT_NE(manager->m_physical_tree->get_classifier(warm), nullptr);
+}
+
+TEST_F(CachedKcTest, ReopenedFileThatWasReplacedIsRefused) {
+    const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
+    std::filesystem::rename(m_plain, m_cached);
+    EXPECT_ANY_THROW(cli::reopen_cached(*manager));
+}
+
+TEST_F(CachedKcTest, FileReplacedDuringAChangeIsNotWritten) {
+    const std::string other = bytes_of(m_plain);
+    EXPECT_THROW(cli::edit_kc(m_cached, {},
+                              [this](qtPtrLight<zeManager>& manager) {
+                                  manager->m_modified = true;
+                                  std::filesystem::rename(m_plain, m_cached);
+                                  return true;
+                              }),
+                 cli::Output_error);
+    EXPECT_EQ(bytes_of(m_cached), other);
+}
+
+TEST_F(CachedKcTest, FileOfVersionOneIsNotOpened) {
+    constexpr std::streamoff kVersionPosition = 11;
+    std::fstream file(m_cached, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(kVersionPosition);
+    file.put('\1');
+    file.close();
+    const std::string before = bytes_of(m_cached);
+    const std::string wanted = m_cached +
+                               ": this cached container is of version 1; zandrel convert KC NEW "
+                               "--cached writes it in version 2";
+    try {
+        cli::read_kc(m_cached, nullptr);
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const cli::Data_error& error) {
+        EXPECT_EQ(error.what(), wanted);
+    }
+    try {
+        cli::learn_into_kc(LearnOptions(20, nullptr));
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const cli::Data_error& error) {
+        EXPECT_EQ(error.what(), wanted);
+    }
+    EXPECT_EQ(bytes_of(m_cached), before);
+}
+
+TEST_F(CachedKcTest, MarkedFileNamesTheCommandThatRepairsIt) {
+    constexpr std::streamoff kStatePosition = 9;
+    std::fstream file(m_cached, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(kStatePosition);
+    file.put('\1');
+    file.close();
+    try {
+        cli::read_kc(m_cached, nullptr);
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const cli::Data_error& error) {
+        EXPECT_EQ(
+            std::string(error.what()),
+            m_cached +
+                ": the last change of the container was not completed; zandrel "
+                "rebuild-index '" +
+                m_cached +
+                "' makes it usable (KB index is not synchronized (Run RebuildIndex Utility))");
+    }
+}
+
+}  // namespace

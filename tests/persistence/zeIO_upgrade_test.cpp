@@ -1,0 +1,356 @@
+// Cached containers of version 1, which are brought to version 2 in their file when they are
+// opened. The files are built from the tables of the format, with stale items between the others.
+#include "zandrel/persistence/zeIO.h"
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/persistence/CachePack.h"
+
+#include "tests/support/expect_qtx.h"
+#include "tests/support/fake_disk.h"
+#include "tests/support/growth.h"
+#include "tests/support/kc_damage.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/kc_v1.h"
+#include "tests/support/news_desk.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/scratch_file.h"
+#include "tests/support/trained_tree.h"
+
+namespace {
+
+constexpr const char* kUpgraded = "fake/upgraded";
+
+// The identity and the unscrambled items of a cached container.
+Kc_items items_of_cached(const qtString& path) {
+    Kc_items items;
+    CachePack pack;
+    pack.Open(path, false, true);
+    pack.GetFileID(items.id, items.version, items.flags);
+    std::vector<qtString> keys;
+    pack.GetIndex(keys);
+    for (const qtString& key : keys) {
+        SegBuf record;
+        pack.GetItem(key, record);
+        const std::string bytes = bytes_of(record);
+        items.records[key.str()] = items.version < 2 ? bytes : scrambled(bytes, false);
+    }
+    return items;
+}
+
+void expect_items(const Kc_items& found, const Kc_items& expected) {
+    EXPECT_EQ(found.id, expected.id);
+    EXPECT_EQ(found.version, expected.version);
+    ASSERT_EQ(found.records.size(), expected.records.size());
+    for (const auto& [key, bytes] : expected.records) {
+        ASSERT_EQ(found.records.count(key), 1U) << testing::PrintToString(key);
+        EXPECT_TRUE(same_bytes(found.records.at(key), bytes)) << testing::PrintToString(key);
+    }
+}
+
+std::string error_of_read(zeManager& manager, const char* path, KcIoMode mode = {}) {
+    try {
+        manager.Read(path, &mode, nullptr);
+    } catch (const std::exception& raised) {
+        EXPECT_TRUE(is_error_of_load(raised) || is_qtx<AbstractHreclaim>(raised, {0, 1, 2}) ||
+                    dynamic_cast<const qtX<HioErr>*>(&raised) != nullptr)
+            << raised.what();
+        return raised.what();
+    }
+    return "";
+}
+
+class zeIOUpgradeTest : public testing::Test {
+protected:
+    Desk_answers PlainAnswers() const {
+        zeManager plain;
+        read_kc(plain, items.file());
+        return News_desk(plain).Answers();
+    }
+
+    Kc_items items = News_kc_v1::items();
+    Scratch_file file;
+};
+
+TEST_F(zeIOUpgradeTest, FileOpenedReadOnlyBecomesWritableAndHasVersionTwo) {
+    file.write(cached_v1(items));
+    {
+        zeManager kc;
+        KcIoMode mode;
+
+        kc.Read(file.path(), &mode, nullptr);
+
+        EXPECT_EQ(mode.io_mode, KcIoMode::CACHED_IO);
+        EXPECT_FALSE(mode.read_only);
+        EXPECT_EQ(mode.version, 1) << "the version that was found";
+        EXPECT_FALSE(kc.m_io->m_read_only);
+        EXPECT_EQ(kc.m_io->m_version, 2U);
+        EXPECT_EQ(kc.m_version, 2);
+        EXPECT_EQ(kc.ReadOnDemand(), 20U);
+        EXPECT_FALSE(kc.m_modified);
+        EXPECT_EQ(kc.m_last_object_id, 5U);
+        EXPECT_EQ(kc.m_config.kc_id, 77U);
+    }
+    expect_items(items_of_cached(file.path()), News_kc_v1::items_v2());
+    EXPECT_EQ(file.content().at(9), 0) << "clean";
+}
+
+TEST_F(zeIOUpgradeTest, ContainerClassifiesAsThePlainOneForEachBound) {
+    const Desk_answers expected = PlainAnswers();
+    for (const unsigned int bound : {1U, 2U, 20U}) {
+        for (const char* const when : {"upgraded", "opened again"}) {
+            SCOPED_TRACE(testing::Message() << bound << ' ' << when);
+            if (std::string(when) == "upgraded") {
+                file.write(cached_v1(items));
+            }
+            zeManager kc;
+            KcIoMode mode;
+            mode.cache_size = bound;
+            kc.Read(file.path(), &mode, nullptr);
+
+            EXPECT_EQ(News_desk(kc).Answers(), expected);
+            EXPECT_EQ(kc.ReadOnDemand(), bound);
+        }
+    }
+}
+
+TEST_F(zeIOUpgradeTest, StaleItemsBecomeHolesThatAreNotUsedAgain) {
+    V1_record_file built;
+    built.add_with_stale(items);
+    file.write(built.bytes());
+    std::vector<std::string> marks;
+    const std::string before = file.content();
+    for (const std::uint64_t offset : built.stale()) {
+        const std::size_t size = V1_record_file::block_of(built.item_at(offset)).size();
+        marks.push_back(Kc_record().u32(0xDEADDEAD).count(size).bytes());
+    }
+
+    zeManager().Read(file.path(), nullptr, nullptr);
+
+    const std::string after = file.content();
+    ASSERT_EQ(built.stale().size(), items.records.size() + 1);
+    CachePack pack;
+    pack.Open(file.path(), false, true);
+    for (std::size_t i = 0; i < marks.size(); ++i) {
+        const std::size_t offset = built.stale()[i];
+        EXPECT_TRUE(same_bytes(after.substr(offset, 8), marks[i])) << i;
+        for (const auto& holes : pack.holes) {
+            EXPECT_EQ(std::count(holes.begin(), holes.end(), static_cast<long long>(offset)), 0);
+        }
+    }
+}
+
+TEST_F(zeIOUpgradeTest, UnicodeFlagIsKeptAndCompactFlagIsNot) {
+    items = shared_leaf_kc_v1(3);
+    for (const auto& [before, after] :
+         std::vector<std::pair<int, int>>{{0x00, 0x00}, {0x80, 0x80}, {0x08, 0x00}, {0x88, 0x80}}) {
+        SCOPED_TRACE(before);
+        items.flags = static_cast<unsigned char>(before);
+        file.write(cached_v1(items));
+        KcIoMode mode;
+
+        zeManager().Read(file.path(), &mode, nullptr);
+
+        EXPECT_EQ(items_of_cached(file.path()).flags, after);
+        EXPECT_EQ(mode.unicode, (before & 0x80) != 0);
+        EXPECT_EQ(mode.compact_read, (before & 0x08) != 0) << "as it was found";
+    }
+}
+
+TEST_F(zeIOUpgradeTest, UpgradedFileIsNotChangedByTheNextReading) {
+    file.write(cached_v1(items));
+    zeManager().Read(file.path(), nullptr, nullptr);
+    const std::string upgraded = file.content();
+    KcIoMode mode;
+
+    zeManager().Read(file.path(), &mode, nullptr);
+
+    EXPECT_TRUE(same_bytes(file.content(), upgraded));
+    EXPECT_TRUE(mode.read_only);
+    EXPECT_EQ(mode.version, 2);
+}
+
+TEST_F(zeIOUpgradeTest, EmptyContainerIsUpgraded) {
+    Kc_record record;
+    record.u32(0).u32(0xDEADBEEF).u32(0);
+    write_settings(record);
+    items.records = {{kManagerRecord, record.u32(0).text("").bytes()}};
+    file.write(cached_v1(items));
+    zeManager kc;
+
+    kc.Read(file.path(), nullptr, nullptr);
+
+    EXPECT_EQ(kc.m_root, nullptr);
+    EXPECT_EQ(kc.m_config.kc_id, 77U);
+    EXPECT_EQ(items_of_cached(file.path()).version, 2);
+}
+
+TEST_F(zeIOUpgradeTest, ContainerIsEditedAndSavedAfterwardsAsThePlainOne) {
+    const Stopped_clock clock;
+    Fake_disk disk;
+    const auto change = [](zeManager& kc) {
+        News_desk(kc).Add(2, "weather", ZE_LEAF);
+        learn_something(kc, false);
+    };
+    zeManager plain;
+    read_kc(plain, items.file());
+    change(plain);
+    disk.files[kUpgraded] = cached_v1(items);
+    {
+        zeManager kc;
+        kc.Read(kUpgraded, nullptr, nullptr);
+        change(kc);
+        kc.Write(kUpgraded, nullptr, nullptr);
+    }
+
+    zeManager again;
+    again.Read(kUpgraded, nullptr, nullptr);
+
+    KcIoMode mode;
+    mode.io_mode = KcIoMode::DIRECT_IO;
+    again.Write("fake/plain", &mode, nullptr);
+    EXPECT_TRUE(same_bytes(disk.files.at("fake/plain"), saved(plain)));
+}
+
+TEST_F(zeIOUpgradeTest, LeafWithManyParentsTakesNoSquareTime) {
+    ExpectNoSquareGrowth(1000, [this](int n) {
+        file.write(cached_v1(shared_leaf_kc_v1(static_cast<unsigned int>(n))));
+        zeManager kc;
+
+        kc.Read(file.path(), nullptr, nullptr);
+
+        EXPECT_EQ(kc.m_physical_tree->GetLeafNodes(term("shared")).size(),
+                  static_cast<std::size_t>(n));
+    });
+}
+
+TEST_F(zeIOUpgradeTest, DamagedFileIsRefusedUnchangedAndTheManagerIsEmpty) {
+    for (const auto& [key, bytes] : News_kc_v1::items().records) {
+        // A read may pass the end of a record, so 24 bytes of the rules are a whole record.
+        for (const std::size_t kept : {std::size_t{0}, std::size_t{3}, std::size_t{16}}) {
+            SCOPED_TRACE(testing::PrintToString(key) + std::to_string(kept));
+            items = News_kc_v1::items();
+            items.records[key].resize(kept);
+            file.write(cached_v1(items));
+            const std::string before = file.content();
+            Trained_desk earlier;
+            earlier.manager.m_config.kc_id = 5;
+            {
+                const std::string error = error_of_read(earlier.manager, file.path().c_str());
+                EXPECT_NE(error, "");
+            }
+
+            EXPECT_TRUE(is_empty(earlier.manager));
+            EXPECT_EQ(earlier.manager.m_config.kc_id, 5U) << "the earlier settings";
+            EXPECT_TRUE(same_bytes(file.content(), before));
+        }
+    }
+}
+
+TEST_F(zeIOUpgradeTest, MissingItemIsRefusedByItsKey) {
+    items.records.erase(object_key(3));
+    file.write(cached_v1(items));
+    zeManager kc;
+
+    EXPECT_QTX(kc.Read(file.path(), nullptr, nullptr), AbstractHreclaim,
+               AbstractHreclaim::kWrongKey, "Missing key in index: " + object_key(3));
+
+    EXPECT_TRUE(is_empty(kc));
+}
+
+// The file on a disk that fails, or whose process is killed.
+class zeIOUpgradeOnDiskTest : public testing::Test {
+protected:
+    zeIOUpgradeOnDiskTest() {
+        disk.on_write = [this](std::uint64_t position, std::string_view bytes) {
+            writes.push_back({position, std::string(bytes)});
+        };
+        disk.files[kUpgraded] = before;
+    }
+
+    struct Write {
+        std::uint64_t position;
+        std::string bytes;
+    };
+
+    static void Put(std::string& image, const Write& write) {
+        image.resize(std::max<std::size_t>(image.size(), write.position + write.bytes.size()));
+        image.replace(write.position, write.bytes.size(), write.bytes);
+    }
+
+    const Kc_items items = News_kc_v1::items();
+    const std::string before = cached_v1(items);
+    Fake_disk disk;
+    std::vector<Write> writes;
+};
+
+// An image is the file after a number of writes. The first writes mark stale items, so the images
+// are still whole files of version 1. From the first change of an item on, no version reads the
+// file, up to the last write, which changes the version.
+TEST_F(zeIOUpgradeOnDiskTest, KilledUpgradeLeavesTheOldFileOrAFileThatIsRefusedUnchanged) {
+    zeManager().Read(kUpgraded, nullptr, nullptr);
+    const std::string after = disk.files.at(kUpgraded);
+    const std::vector<Write> all = writes;
+    EXPECT_EQ(all.front().position, 9U) << "the state";
+    std::string image = before;
+    std::size_t whole = 0;
+    std::size_t refused = 0;
+    for (std::size_t done = 0; done <= all.size(); ++done) {
+        SCOPED_TRACE(done);
+        if (done > 0) {
+            Put(image, all[done - 1]);
+        }
+        disk.files[kUpgraded] = image;
+        zeManager kc;
+        const std::string error = error_of_read(kc, kUpgraded);
+        if (error.empty()) {
+            EXPECT_TRUE(refused == 0 || done == all.size()) << "readable again";
+            kc.Release();
+            EXPECT_TRUE(same_bytes(disk.files.at(kUpgraded), after));
+            ++whole;
+        } else {
+            EXPECT_TRUE(is_empty(kc));
+            EXPECT_TRUE(same_bytes(disk.files.at(kUpgraded), image));
+            ++refused;
+        }
+    }
+    EXPECT_TRUE(same_bytes(image, after));
+    EXPECT_GT(whole, items.records.size()) << "one mark for each stale item";
+    EXPECT_GT(refused, items.records.size());
+}
+
+TEST_F(zeIOUpgradeOnDiskTest, FailedUpgradeLeavesTheManagerEmptyAndWritesNothingMore) {
+    for (const bool is_for_ever : {false, true}) {
+        std::size_t call = 0;
+        for (;; ++call) {
+            SCOPED_TRACE(testing::Message() << call << ' ' << is_for_ever);
+            disk.files[kUpgraded] = before;
+            writes.clear();
+            zeManager kc;
+            disk.fail_at(call, Fake_disk::Fault::kIoError, is_for_ever);
+            const std::string error = error_of_read(kc, kUpgraded);
+            const bool has_failed = !disk.failed.empty();
+            disk.heal();
+            if (!has_failed) {
+                EXPECT_EQ(error, "");
+                break;
+            }
+            const std::size_t written = writes.size();
+            if (!error.empty()) {
+                EXPECT_TRUE(is_empty(kc));
+            }
+            kc.Release();
+            if (!error.empty()) {
+                EXPECT_EQ(writes.size(), written) << "written after the failure";
+            }
+            EXPECT_EQ(disk.open_files, 0);
+        }
+        EXPECT_GT(call, 50U);
+    }
+}
+
+}  // namespace
