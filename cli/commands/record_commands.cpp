@@ -56,8 +56,8 @@ Example:
 struct Record_words {
     std::string file;
     bool writes_json = false;
-    std::optional<std::size_t> items = {};  // of dump
-    bool seals = false;                     // of check, like the next one
+    std::optional<int> items = {};  // of dump
+    bool seals = false;             // of check, like the next one
     double seconds_to_wait = 0.0;
 };
 
@@ -65,7 +65,8 @@ struct Record_words {
 std::size_t most_items(const Record_words& words, const Record_file& file) {
     constexpr std::size_t kMostOfContainer = 1000;
     if (words.items) {
-        return *words.items == 0 ? std::numeric_limits<std::size_t>::max() : *words.items;
+        return *words.items == 0 ? std::numeric_limits<std::size_t>::max()
+                                 : static_cast<std::size_t>(*words.items);
     }
     return file.package && file.package->is_container ? kMostOfContainer
                                                       : std::numeric_limits<std::size_t>::max();
@@ -140,6 +141,7 @@ void add_record_commands(CLI::App& app, Command_result& result) {
         app, "dump", "Show the contents of a record file or a container's file", *words);
     dump.footer(kDumpNotes);
     dump.add_option("--items", words->items, "Show at most N items and N holes; 0: all")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
         ->type_name("N");
     dump.callback([words] { print_dump(*words); });
     CLI::App& check = add_record_command(

@@ -17,6 +17,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kc_use.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_dump.h"
 #include "tests/cli/file_facts.h"
@@ -448,6 +449,34 @@ TEST(KcCheckFormTest, StaleCachedContainerIsRepairableAndNotRead) {
     EXPECT_THAT(texts_of(check), ElementsAre("the index may be stale: the file was not closed"));
     EXPECT_EQ(check.is_sealed_now, false);
     EXPECT_TRUE(same_bytes(folder.content("a.kc"), before));
+}
+
+TEST(KcCheckFormTest, CachedContainerThatAnotherProcessChangesIsNotChecked) {
+    const Scratch_folder folder;
+    Trained_desk kc;
+    const std::string path = folder.file("a.kc");
+    write_kc_items(Kc_items(saved(kc.manager)), Written_form::kCached, path);
+    {
+        const Kc_lock lock(path);
+        const Kc_use writer(lock);
+        EXPECT_THROW(check_file(path), Input_error);
+        EXPECT_THROW(Shared_file{path}, Input_error);
+    }
+    EXPECT_EQ(check_file(path).condition, Condition::kClean);
+}
+
+TEST(KcCheckFormTest, CachedContainerThatAnotherProcessReadsIsNotSealed) {
+    const Scratch_folder folder;
+    Trained_desk kc;
+    const std::string path = folder.file("a.kc");
+    write_kc_items(Kc_items(saved(kc.manager)), Written_form::kCached, path);
+    const std::string before = folder.content("a.kc");
+    {
+        const Kc_use reader(path, path);
+        EXPECT_THROW(check_and_seal(path), Output_error);
+    }
+    EXPECT_TRUE(same_bytes(folder.content("a.kc"), before));
+    EXPECT_EQ(check_and_seal(path).is_sealed_now, true);
 }
 
 TEST(KcCheckFormTest, CachedContainerWithAMissingItemIsLost) {
