@@ -37,7 +37,6 @@ namespace {
 
 constexpr const char* kNotes =
     R"(evaluate compares the labels of a data file with the answers of a container or of a model of --train.
-
 --cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
 learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
 of the texts and classifies the share. The same --seed gives the same parts on every machine.

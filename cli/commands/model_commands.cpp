@@ -43,6 +43,9 @@ Examples:
   zandrel train shop.kc shop.train.tsv --replace
   zandrel train shop.kc export.csv --text body --label category
 
+With --cached N the container gets the cached form: it is trained in its file, with at most N statistical
+classifiers in memory, and can be larger than the memory. It is written as a whole or not at all.
+
 A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
 the container anew.
 
@@ -53,7 +56,7 @@ See also: zandrel help containers, data, analysis, settings, trees)";
 
 constexpr const char* kLearnNotes =
     R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as
-a whole, or stays as it was. learn warns if the limits of the container make it forget.
+a whole, or stays as it was; in cached form it is changed in place. learn warns if the limits of the container make it forget.
 
 Example:
   zandrel learn shop.kc new.tsv --add-categories

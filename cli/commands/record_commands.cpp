@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/commands/option_checks.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_check.h"
@@ -55,15 +56,17 @@ Example:
 struct Record_words {
     std::string file;
     bool writes_json = false;
-    std::optional<std::size_t> items = {};  // of dump
-    bool seals = false;                     // of check
+    std::optional<int> items = {};  // of dump
+    bool seals = false;             // of check, like the next one
+    double seconds_to_wait = 0.0;
 };
 
 // A container can have many thousands of items, and each one that is shown has to be read.
 std::size_t most_items(const Record_words& words, const Record_file& file) {
     constexpr std::size_t kMostOfContainer = 1000;
     if (words.items) {
-        return *words.items == 0 ? std::numeric_limits<std::size_t>::max() : *words.items;
+        return *words.items == 0 ? std::numeric_limits<std::size_t>::max()
+                                 : static_cast<std::size_t>(*words.items);
     }
     return file.package && file.package->is_container ? kMostOfContainer
                                                       : std::numeric_limits<std::size_t>::max();
@@ -82,7 +85,8 @@ std::optional<Kc_records> shown_records(const Record_file& file, std::size_t mos
 }
 
 void print_dump(const Record_words& words) {
-    const Record_file file = read_record_file(words.file);
+    const Shared_file shared(words.file);
+    const Record_file& file = shared.file;
     Dump_extent extent;
     extent.most = most_items(words, file);
     const std::optional<Kc_records> records = shown_records(file, extent.most);
@@ -108,7 +112,9 @@ int status_of(Record_condition condition) {
 }
 
 void print_check(const Record_words& words, Command_result& result) {
-    const Record_check check = words.seals ? check_and_seal(words.file) : check_file(words.file);
+    const Record_check check = words.seals
+                                   ? check_and_seal(words.file, {words.seconds_to_wait, nullptr})
+                                   : check_file(words.file);
     if (words.writes_json) {
         print_json(record_check_json(check), Json_form::kManyLines, std::cout);
     } else {
@@ -135,12 +141,14 @@ void add_record_commands(CLI::App& app, Command_result& result) {
         app, "dump", "Show the contents of a record file or a container's file", *words);
     dump.footer(kDumpNotes);
     dump.add_option("--items", words->items, "Show at most N items and N holes; 0: all")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
         ->type_name("N");
     dump.callback([words] { print_dump(*words); });
     CLI::App& check = add_record_command(
         app, "check", "Check a record file or a container's file for damage", *words);
     check.footer(kCheckNotes);
     check.add_flag("--seal", words->seals, "Add a seal to a clean container that has none");
+    add_wait_option(check, words->seconds_to_wait);
     check.callback([words, &result] { print_check(*words, result); });
 }
 

@@ -172,16 +172,8 @@ std::set<unsigned int> classifier_ids(const zeManager& manager) {
     return ids;
 }
 
-// Works on a new file, of which nothing is kept after an error.
-// RAISES: Output_error.
-template <class Work>
-void raise_output_errors(const std::string& name, const Work& work) {
-    errno = 0;
-    try {
-        work();
-    } catch (const qtX<HioErr>& error) {
-        throw Output_error(name, errno == 0 ? error.what() : reason_of_failure());
-    }
+bool has_item(const zeIO& io, unsigned int id) {
+    return io.m_cache_pack->Exists(io.m_cache_pack->MakeStringKey(id));
 }
 
 bool is_interruption(const qtX<zeWorkflow>& error) {
@@ -228,7 +220,7 @@ void move_to_cached_file(const std::string& name, Replacement_file& file, zeMana
     opened.io_mode = KcIoMode::CACHED_IO;
     opened.cache_size = bound.value();
     opened.read_only = false;
-    raise_output_errors(name, [&] {
+    with_errors_of_new_file(name, [&] {
         file.remake([&] { manager.Write(file.path(), &written, nullptr); });
         manager.Read(file.path(), &opened, nullptr);
     });
@@ -236,7 +228,7 @@ void move_to_cached_file(const std::string& name, Replacement_file& file, zeMana
 
 void take_place_cached(const std::string& name, Replacement_file& file, zeManager& manager) {
     manager.m_modified = true;  // the analysis and the choices are kept in the manager's record
-    raise_output_errors(name, [&] {
+    with_errors_of_new_file(name, [&] {
         manager.m_io->FlushCache(true, nullptr);
         zandrel::Kc_seal::Write(file.path());
     });
@@ -332,12 +324,12 @@ void Deferred_writes::commit() {
     io.m_read_only = false;
     const std::set<unsigned int> left = classifier_ids(m_manager);
     for (const unsigned int id : m_ids) {
-        if (left.count(id) == 0) {
+        if (left.count(id) == 0 && has_item(io, id)) {
             io.DeleteItem(id);
         }
     }
     for (const auto& [id, object] : m_manager.m_objects) {
-        if (!io.m_cache_pack->Exists(io.m_cache_pack->MakeStringKey(id))) {
+        if (!has_item(io, id)) {
             object->m_dirty = true;
         }
     }

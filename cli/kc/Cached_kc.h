@@ -3,6 +3,7 @@
 #ifndef ZANDREL_CLI_KC_CACHED_KC_H_
 #define ZANDREL_CLI_KC_CACHED_KC_H_
 
+#include <cerrno>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/storage/HioErr.h"
 
+#include "cli/errors.h"
 #include "cli/kc/Kc_header.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Replacement_file.h"
@@ -61,6 +63,18 @@ qtPtrLight<zeManager> open_cached_to_change(const Kc_lock& lock, const Cache_bou
 // process before it reads a classifier. Does nothing for a container in another form.
 // RAISES: Input_error if the name leads to another file by now.
 void reopen_cached(zeManager& manager);
+
+// Works on a new file, of which nothing is kept after an error.
+// RAISES: Output_error instead of an error of the file.
+template <class Work>
+void with_errors_of_new_file(const std::string& name, Work&& work) {
+    errno = 0;
+    try {
+        std::forward<Work>(work)();
+    } catch (const qtX<HioErr>& error) {
+        throw Output_error(name, errno == 0 ? error.what() : reason_of_failure());
+    }
+}
 
 // Writes a new container, which has learned nothing, to the file and opens it there. `name`: of the
 // container that the file will replace, for messages. `bound`: given.

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <system_error>
 
@@ -14,13 +13,10 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
-#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/data/Data_input.h"
-#include "cli/data/Data_lines.h"
-#include "cli/data/Packing.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"

@@ -14,6 +14,7 @@
 #include "zandrel/foundation/Crc32c.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
@@ -33,6 +34,14 @@ namespace {
 
 constexpr std::uint32_t kFormOfSeal = 1;
 
+// A container in cached form is compact if its flag says so, and the library compares the flag with
+// a model when it fetches the model's classifier.
+void fetch_classifiers(zeManager& manager) {
+    for (zeNode* const node : zandrel::detail::classifier_nodes(manager.m_root)) {
+        manager.m_physical_tree->get_classifier(node);
+    }
+}
+
 // Reads a container as the commands do, and returns the problem in words.
 std::string problem_of_reading(const Record_file& file) {
     zeManager manager;
@@ -41,6 +50,9 @@ std::string problem_of_reading(const Record_file& file) {
     mode.cache_size = 1;
     try {
         manager.Read(file.path, &mode, nullptr);
+        if ((file.header.flags & zandrel::detail::kKcCompact) != 0) {
+            fetch_classifiers(manager);
+        }
     } catch (const qtxAll& error) {
         return explanation_of(error);
     }
@@ -63,8 +75,8 @@ public:
     // REQUIRES: a container whose index was read.
     void compare_with_seal() {
         const Package_contents& package = *m_file.package;
-        if (package.form != kFormOfSeal) {
-            return;
+        if (package.form != kFormOfSeal || m_check.problems.empty()) {
+            return;  // without a problem, the seal has been verified
         }
         Record_reader reader(m_file.path);
         for (std::size_t i = 0; i < m_file.index.items.size(); ++i) {
@@ -163,6 +175,16 @@ private:
     Record_check& m_check;
 };
 
+bool is_cached_kc(const Record_file& file) {
+    return file.package && !file.header.is_package;
+}
+
+Record_check check_all(const Record_file& file) {
+    Record_check check = check_record_file(file);
+    check_kc_records(file, check);
+    return check;
+}
+
 // RAISES: Output_error.
 void seal(const std::string& name, const std::string& path) {
     errno = 0;
@@ -206,20 +228,30 @@ void check_kc_records(const Record_file& file, Record_check& check) {
     }
 }
 
-Record_check check_file(const std::string& path) {
-    const Record_file file = read_record_file(path);
-    Record_check check = check_record_file(file);
-    check_kc_records(file, check);
-    return check;
+// The index is read again with the lock: it may have been changed before.
+Shared_file::Shared_file(const std::string& path) : file(read_record_file(path)) {
+    if (is_cached_kc(file)) {
+        use.emplace(path, path);
+        file = read_record_file(path);
+    }
 }
 
-Record_check check_and_seal(const std::string& path) {
+Record_check check_file(const std::string& path) {
+    const Shared_file shared(path);
+    return check_all(shared.file);
+}
+
+Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {
     const Record_file file = read_record_file(path);
     if (!file.package || !file.package->is_container) {
         throw Data_error(path, "only a knowledge container can be sealed");
     }
-    const Kc_lock lock(path);
-    Record_check check = check_file(lock.target().path());
+    const Kc_lock lock(path, wait);
+    std::optional<Kc_use> use;
+    if (is_cached_kc(file)) {
+        use.emplace(lock);
+    }
+    Record_check check = check_all(read_record_file(lock.target().path()));
     check.file = path;
     check.is_sealed_now = false;
     if (check.condition != Record_condition::kClean || check.has_seal.value_or(false)) {

@@ -2,8 +2,11 @@
 #ifndef ZANDREL_CLI_RECORDS_KC_CHECK_H_
 #define ZANDREL_CLI_RECORDS_KC_CHECK_H_
 
+#include <optional>
 #include <string>
 
+#include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kc_use.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
 
@@ -21,17 +24,26 @@ namespace cli {
 // seal. Does nothing for other files. REQUIRES: `check` is the result of check_record_file(file).
 void check_kc_records(const Record_file& file, Record_check& check);
 
-// Checks the file, as check_record_file and check_kc_records do. RAISES: what read_record_file
-// raises.
+// A file that is read by check or dump. A container in cached form is changed in place, so it is
+// locked as a reader locks it, until the object is destroyed.
+struct Shared_file {
+    // RAISES: what read_record_file raises; Input_error if another process changes the container.
+    explicit Shared_file(const std::string& path);
+
+    Record_file file;
+    std::optional<Kc_use> use;  // none for other files
+};
+
+// Checks the file, as check_record_file and check_kc_records do. RAISES: what Shared_file raises.
 Record_check check_file(const std::string& path);
 
 // Checks the container of a file, and seals it if it is clean and has no seal. A package is copied,
 // and its sealed copy takes its place. A container in cached form may be too large for a copy, and
 // gets the seal as one more item: if this is interrupted, `check` reports it, and no item is lost.
 // Returns the check, whose `is_sealed_now` says whether the file has been sealed.
-// RAISES: what read_record_file raises; Data_error if the file is no container; what Kc_lock and
-// Replacement_file raise; Output_error if the seal cannot be written.
-Record_check check_and_seal(const std::string& path);
+// RAISES: what read_record_file raises; Data_error if the file is no container; what Kc_lock,
+// Kc_use and Replacement_file raise; Output_error if the seal cannot be written.
+Record_check check_and_seal(const std::string& path, const Lock_wait& wait = {});
 
 }  // namespace cli
 

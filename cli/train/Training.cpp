@@ -292,8 +292,7 @@ Training_summary train_new_kc(const Training_options& options) {
             move_to_cached_file(options.kc_file, *file, manager, options.bound);
         });
     }
-    errno = 0;
-    with_write_errors(options.kc_file, *model.manager(), [&] {
+    with_errors_of_new_file(options.kc_file, [&] {
         sources.locate_errors(
             [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
     });

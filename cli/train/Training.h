@@ -81,6 +81,8 @@ struct Training_summary {
     std::size_t new_labels = 0;  // of them
     std::uintmax_t bytes = 0;    // of the file
 
+    Skipped_lines skipped = {};
+
     // Of a container in cached form: how often a classifier was in memory when it was needed, and
     // how often it had to be read.
     struct Cache_use {
@@ -89,7 +91,6 @@ struct Training_summary {
     };
 
     std::optional<Cache_use> cache = std::nullopt;
-    Skipped_lines skipped = {};
 };
 
 // If train_kc or learn_into_kc fails, the file stays as it was, unless the change has been noted

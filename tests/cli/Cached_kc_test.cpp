@@ -33,6 +33,7 @@
 #include "cli/model/Text_model.h"
 #include "cli/train/Training.h"
 #include "tests/cli/scratch_folder.h"
+#include "tests/support/kc_v1.h"
 
 namespace {
 
@@ -298,12 +299,29 @@ TEST_F(CachedKcTest, FileReplacedDuringAChangeIsNotWritten) {
     EXPECT_EQ(bytes_of(m_cached), other);
 }
 
+TEST_F(CachedKcTest, ConversionOfVersionOneUpgradesACopy) {
+    const std::string before = cached_v1(News_kc_v1::items());
+    std::ofstream(m_cached, std::ios::binary) << before;
+    const std::string plain = m_folder.file("plain_of_version_1.kc");
+    const std::string cached = m_folder.file("cached_of_version_1.kc");
+    Convert(m_cached, plain, cli::Kc_form::kPlain);
+    Convert(m_cached, cached, cli::Kc_form::kCached);
+    EXPECT_EQ(bytes_of(m_cached), before);
+
+    const std::string of_version_2 = m_folder.file("version_2.kc");
+    std::ofstream(of_version_2, std::ios::binary) << News_kc_v1::items_v2().file();
+    const std::map<std::string, int> wanted = messages_of(of_version_2);
+    EXPECT_EQ(wanted.size(), 6U);
+    EXPECT_EQ(messages_of(plain), wanted);
+    EXPECT_EQ(messages_of(cached), wanted);
+    EXPECT_EQ(cli::read_kc_header(cached)->version, 2U);
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.file(""))) {
+        EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
+    }
+}
+
 TEST_F(CachedKcTest, FileOfVersionOneIsNotOpened) {
-    constexpr std::streamoff kVersionPosition = 11;
-    std::fstream file(m_cached, std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(kVersionPosition);
-    file.put('\1');
-    file.close();
+    std::ofstream(m_cached, std::ios::binary) << cached_v1(News_kc_v1::items());
     const std::string before = bytes_of(m_cached);
     const std::string wanted = m_cached +
                                ": this cached container is of version 1; zandrel convert KC NEW "

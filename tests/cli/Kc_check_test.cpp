@@ -17,6 +17,9 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kc_use.h"
+#include "cli/records/Kc_records.h"
+#include "cli/records/Record_dump.h"
 #include "tests/cli/file_facts.h"
 #include "tests/cli/kc_forms.h"
 #include "tests/cli/scratch_folder.h"
@@ -50,7 +53,7 @@ std::string report(const Record_check& check) {
 
 // The objects of the container: desk has the classifier 2 and the model 1; press has the rule
 // classifier 3; home has 5 and 4; world has 7 and 6.
-class KcCheckTest : public testing::TestWithParam<Kc_form> {
+class KcCheckTest : public testing::TestWithParam<Written_form> {
 protected:
     std::string path() const { return m_folder.file("a.kc"); }
 
@@ -81,7 +84,8 @@ protected:
     Scratch_folder m_folder;
 };
 
-INSTANTIATE_TEST_SUITE_P(Forms, KcCheckTest, testing::Values(Kc_form::kPlain, Kc_form::kCached),
+INSTANTIATE_TEST_SUITE_P(Forms, KcCheckTest,
+                         testing::Values(Written_form::kPlain, Written_form::kCached),
                          [](const auto& each) { return name_of_form(each.param); });
 
 TEST_P(KcCheckTest, CompleteContainerIsClean) {
@@ -160,8 +164,11 @@ TEST_P(KcCheckTest, EachOfSeveralRecordsThatCannotBeReadIsNamed) {
                 testing::UnorderedElementsAre(
                     R"(item "\x00\x00\x00\x01" (statistical model, id 1, at desk))" +
                         std::string(kTooShort),
-                    R"(item "\x00\x00\x00\x03" (rule classifier, id 3, at desk/press))" +
-                        std::string(kTooShort),
+                    // Half of the node's id is missing, and missing bytes are read as zeros: no
+                    // node has this id.
+                    R"(item "\x00\x00\x00\x03" (rule classifier, id 3, at desk/press))"
+                    " cannot be read: a classifier does not belong to the node that names it "
+                    "(Classifier without its node in kc file: 3)",
                     R"(item "\x00\x00\x00\x06" (statistical model, id 6, at desk/press/world))" +
                         std::string(kTooShort)));
 }
@@ -246,7 +253,7 @@ TEST_P(KcCheckTest, OfManyUnreferencedItemsTenAreListed) {
 
     const std::string text = report(checked());
 
-    EXPECT_THAT(text, HasSubstr("(unknown object, id 109) is not referenced"));
+    EXPECT_THAT(text, HasSubstr("(object, id 109) is not referenced"));
     EXPECT_THAT(text, testing::Not(HasSubstr("id 110")));
     EXPECT_THAT(text, HasSubstr("a.kc: 3 more items are not referenced\n"));
     EXPECT_EQ(record_check_json(checked())["unreferenced"].size(), 13U);
@@ -263,6 +270,60 @@ TEST_P(KcCheckTest, ContainerWhosePartsDoNotFitTogetherIsReported) {
         texts_of(check),
         ElementsAre("each record can be read, but not all together: the file says that it is "
                     "compact, but has statistics (Damaged item: compact flag, id 1)"));
+}
+
+// The words are boot, price, goal, team, bank, loan, hotel, soup and salt. The messages about sport
+// and money are those of home, and have the words goal, team, price, bank and loan.
+TEST_P(KcCheckTest, DumpShowsNodeAndSizesOfEachRecord) {
+    items.records[object_key(9)] = items.object(4);
+    items.object(6).resize(20);
+    write();
+    const Record_file file = read_record_file(path());
+    const Kc_records records = read_kc_records(file, [](const std::string&) { return true; });
+    Dump_extent extent;
+    extent.records = &records;
+    std::ostringstream out;
+    print_record_dump(file, out, extent);
+    const std::string text = out.str();
+
+    EXPECT_THAT(text, HasSubstr("  \"\\x00\\x00\\x00\\x01\"  statistical model, id 1, at desk: "
+                                "categories 2, concepts 9, messages 20\n"));
+    EXPECT_THAT(text,
+                HasSubstr("  statistical classifier, id 2, at desk: categories 2, concepts "));
+    EXPECT_THAT(text, HasSubstr("  rule classifier, id 3, at desk/press: rules 2\n"));
+    EXPECT_THAT(text, HasSubstr("  statistical model, id 4, at desk/press/home: categories 2, "
+                                "concepts 5, messages 8\n"));
+    EXPECT_THAT(text,
+                HasSubstr("  statistical model, id 6, at desk/press/world  (a record ends too "
+                          "early, or a length in it is too large (Locate error in SegBuf))\n"));
+    EXPECT_THAT(text, HasSubstr("  statistical model, id 9, not referenced\n"));
+    EXPECT_THAT(text, HasSubstr("  \"__Manager__\"  tree and settings: nodes 10, classifiers 4\n"));
+    const nlohmann::ordered_json json = record_dump_json(file, extent);
+    EXPECT_EQ(json["container"], true);
+    EXPECT_EQ(json["items"][0]["node"], "desk");
+    EXPECT_EQ(json["items"][0]["messages"], 20);
+    EXPECT_EQ(json["items"][2]["rules"], 2);
+    EXPECT_EQ(json["items"][7]["referenced"], false);
+    EXPECT_EQ(json["seal"], nullptr);
+    EXPECT_EQ(json.contains("holes"), GetParam() == Written_form::kCached);
+}
+
+TEST_P(KcCheckTest, DumpLeavesOutItemsBeyondTheLimit) {
+    write();
+    const Record_file file = read_record_file(path());
+    const Kc_records records =
+        read_kc_records(file, [](const std::string& key) { return key <= object_key(4); });
+    EXPECT_FALSE(records.knows_all_references);
+    const Dump_extent extent = {3, &records};
+    std::ostringstream out;
+    print_record_dump(file, out, extent);
+
+    EXPECT_THAT(out.str(), HasSubstr("id 3, at desk/press: rules 2\n  and 5 more (--items 0 shows "
+                                     "all)\n"));
+    EXPECT_THAT(out.str(), testing::Not(HasSubstr("id 4")));
+    const nlohmann::ordered_json json = record_dump_json(file, extent);
+    EXPECT_EQ(json["items"].size(), 3U);
+    EXPECT_EQ(json["items_left_out"], 5);
 }
 
 TEST_P(KcCheckTest, UnknownVersionIsReported) {
@@ -375,7 +436,7 @@ TEST(KcCheckFormTest, StaleCachedContainerIsRepairableAndNotRead) {
     const std::string path = folder.file("a.kc");
     Kc_items items(saved(kc.manager));
     items.object(3).resize(10);
-    write_kc_items(items, Kc_form::kCached, path);
+    write_kc_items(items, Written_form::kCached, path);
     Hreclaim<Hfile64> file;
     file.Open(path, false, false);
     file.SetState(1);
@@ -390,11 +451,39 @@ TEST(KcCheckFormTest, StaleCachedContainerIsRepairableAndNotRead) {
     EXPECT_TRUE(same_bytes(folder.content("a.kc"), before));
 }
 
+TEST(KcCheckFormTest, CachedContainerThatAnotherProcessChangesIsNotChecked) {
+    const Scratch_folder folder;
+    Trained_desk kc;
+    const std::string path = folder.file("a.kc");
+    write_kc_items(Kc_items(saved(kc.manager)), Written_form::kCached, path);
+    {
+        const Kc_lock lock(path);
+        const Kc_use writer(lock);
+        EXPECT_THROW(check_file(path), Input_error);
+        EXPECT_THROW(Shared_file{path}, Input_error);
+    }
+    EXPECT_EQ(check_file(path).condition, Condition::kClean);
+}
+
+TEST(KcCheckFormTest, CachedContainerThatAnotherProcessReadsIsNotSealed) {
+    const Scratch_folder folder;
+    Trained_desk kc;
+    const std::string path = folder.file("a.kc");
+    write_kc_items(Kc_items(saved(kc.manager)), Written_form::kCached, path);
+    const std::string before = folder.content("a.kc");
+    {
+        const Kc_use reader(path, path);
+        EXPECT_THROW(check_and_seal(path), Output_error);
+    }
+    EXPECT_TRUE(same_bytes(folder.content("a.kc"), before));
+    EXPECT_EQ(check_and_seal(path).is_sealed_now, true);
+}
+
 TEST(KcCheckFormTest, CachedContainerWithAMissingItemIsLost) {
     const Scratch_folder folder;
     Trained_desk kc;
     const std::string path = folder.file("a.kc");
-    write_sealed_kc_items(Kc_items(saved(kc.manager)), Kc_form::kCached, path);
+    write_sealed_kc_items(Kc_items(saved(kc.manager)), Written_form::kCached, path);
     std::string bytes = folder.content("a.kc");
     const std::size_t item = bytes.find(std::string("\x4A\x5B\x6C\x73\0\0\0\x04\0\0\0\x05", 12));
     ASSERT_NE(item, std::string::npos);
@@ -415,7 +504,7 @@ TEST(KcCheckFormTest, CachedContainerOfVersionOneIsCheckedAndNotChanged) {
                             std::istreambuf_iterator<char>());
     Kc_items items(plain);
     ASSERT_EQ(items.version, 1);
-    for (const Kc_form form : {Kc_form::kPlain, Kc_form::kCached}) {
+    for (const Written_form form : {Written_form::kPlain, Written_form::kCached}) {
         SCOPED_TRACE(name_of_form(form));
         const Scratch_folder folder;
         const std::string path = folder.file("a.kc");

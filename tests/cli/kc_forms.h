@@ -14,12 +14,12 @@
 
 namespace cli {
 
-enum class Kc_form { kPlain, kCached };
+enum class Written_form { kPlain, kCached };
 
 // The cached form is written item by item: it is a record file of 64-bit offsets with the same
 // identity, keys and blobs as the package.
-inline void write_kc_items(const Kc_items& items, Kc_form form, const std::string& path) {
-    if (form == Kc_form::kPlain) {
+inline void write_kc_items(const Kc_items& items, Written_form form, const std::string& path) {
+    if (form == Written_form::kPlain) {
         std::ofstream(path, std::ios::binary) << items.file();
         return;
     }
@@ -32,13 +32,14 @@ inline void write_kc_items(const Kc_items& items, Kc_form form, const std::strin
     file.Close();
 }
 
-inline void write_sealed_kc_items(const Kc_items& items, Kc_form form, const std::string& path) {
+inline void write_sealed_kc_items(const Kc_items& items, Written_form form,
+                                  const std::string& path) {
     write_kc_items(items, form, path);
     zandrel::Kc_seal::Write(path);
 }
 
-inline std::string name_of_form(Kc_form form) {
-    return form == Kc_form::kPlain ? "plain" : "cached";
+inline std::string name_of_form(Written_form form) {
+    return form == Written_form::kPlain ? "plain" : "cached";
 }
 
 }  // namespace cli

@@ -332,6 +332,36 @@ prints out 'tree and settings'
 prints out 'statistical classifier, id 2'
 expect 0 dump a.kc --json
 prints out '"contents": "statistical model, id 1"'
+prints out '"messages": '
+expect 0 dump a.kc --items 1
+prints out ' more (--items 0 shows all)'
+expect 64 dump a.kc --items x
+expect 64 dump a.kc --items -1
+cp a.kc sealed.kc
+expect 0 check a.kc --seal
+is out 'a.kc: clean; the seal matches'
+cmp -s a.kc sealed.kc || fail "$command: changed the file"
+expect 65 check train.tsv --seal
+is err 'train.tsv: no record file or container: wrong magic number'
+rm sealed.kc
+expect 0 convert a.kc cached.kc --cached
+expect 0 check cached.kc
+is out 'cached.kc: clean'
+expect 0 dump cached.kc
+prints out 'statistical model, id 1, at '
+prints out 'holes '
+expect 0 learn cached.kc more.tsv
+expect 0 check cached.kc
+is out 'cached.kc: clean, but there is no seal: changed bytes inside items are not found'
+expect 0 check cached.kc --seal
+is out 'cached.kc: clean; sealed now'
+expect 0 check cached.kc
+is out 'cached.kc: clean'
+printf '\x01' | dd of=cached.kc bs=1 seek=9 conv=notrunc status=none
+expect 1 check cached.kc --seal
+prints out 'the index may be stale: the file was not closed'
+prints out '; not sealed'
+rm cached.kc
 head -c -1 a.kc >cut.kc
 expect 65 check cut.kc
 is out $'cut.kc: offset '"$(od -An -tu4 --endian=big -j12 -N4 a.kc | tr -d ' ')"$': the index goes past the end of the file\ncut.kc: damaged: the bytes are not those that were written'
