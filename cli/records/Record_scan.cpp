@@ -443,6 +443,10 @@ private:
     }
 
     bool has_row(std::uint64_t start, std::uint64_t end) {
+        end = std::min(end, m_file.size());
+        if (start >= end) {
+            return false;
+        }
         for (int count = 0; start < end && count < kLongestRow; ++count) {
             if (count > 0 && m_file.has(start, kWordSize) && m_file.word(start) == kIndexTag) {
                 return true;  // its size is not so easy to say
