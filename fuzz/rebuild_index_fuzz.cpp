@@ -13,7 +13,6 @@
 #include "cli/errors.h"
 #include "cli/records/Record_recovery.h"
 #include "cli/records/Recovered_file.h"
-
 #include "fuzz/fuzz_target.h"
 
 namespace {

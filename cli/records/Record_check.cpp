@@ -123,13 +123,15 @@ private:
                 items.push_back(&item);
             }
         }
-        std::sort(items.begin(), items.end(), [](const Record_item* left, const Record_item* right) {
-            return left->offset < right->offset;
-        });
+        std::sort(items.begin(), items.end(),
+                  [](const Record_item* left, const Record_item* right) {
+                      return left->offset < right->offset;
+                  });
         for (const Record_hole& hole : m_file.index.holes) {
-            const auto behind = std::upper_bound(
-                items.begin(), items.end(), hole.offset,
-                [](std::uint64_t offset, const Record_item* item) { return offset < item->offset; });
+            const auto behind = std::upper_bound(items.begin(), items.end(), hole.offset,
+                                                 [](std::uint64_t offset, const Record_item* item) {
+                                                     return offset < item->offset;
+                                                 });
             if (hole.problem.empty() || behind == items.begin()) {
                 continue;
             }

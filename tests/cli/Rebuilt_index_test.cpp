@@ -16,7 +16,6 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
-
 #include "tests/cli/built_records.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/cli/scratch_folder.h"
@@ -67,8 +66,9 @@ TEST_F(RebuiltIndexTest, DamagedRecordFileIsReplacedAndKept) {
     const std::string narrow = damaged(Built_form::kNarrow);
     m_folder.write("wide", wide);
     m_folder.write("narrow", narrow);
-    EXPECT_EQ(report_of("wide"), "wide: there is no index where the header points to\n"
-                                 "wide: rebuilt with 3 items; the old file is wide.bad\n");
+    EXPECT_EQ(report_of("wide"),
+              "wide: there is no index where the header points to\n"
+              "wide: rebuilt with 3 items; the old file is wide.bad\n");
     report_of("narrow");
 
     EXPECT_EQ(content_of<Hfile64>("wide"), kItemsOfDamaged);
@@ -87,8 +87,9 @@ TEST_F(RebuiltIndexTest, DamagedRecordFileIsReplacedAndKept) {
 
 TEST_F(RebuiltIndexTest, DamagedPackageIsReplaced) {
     m_folder.write("pack", damaged(Built_form::kPackage));
-    EXPECT_EQ(report_of("pack"), "pack: there is no index where the header points to\n"
-                                 "pack: rebuilt with 3 items; the old file is pack.bad\n");
+    EXPECT_EQ(report_of("pack"),
+              "pack: there is no index where the header points to\n"
+              "pack: rebuilt with 3 items; the old file is pack.bad\n");
     Hpack pack;
     pack.Open(m_folder.file("pack"), 'r');
     EXPECT_EQ(pack.GetIndexSize(), 3U);
@@ -227,8 +228,8 @@ TEST_F(RebuiltIndexTest, MissingAndUnusedObjectsOfAContainerAreListed) {
     const std::uint64_t unused = built.add(std::string("\0\0\1\1", 4), "left over");
     m_folder.write("cached", built.file_without_index());
     const std::string report = report_of("cached");
-    EXPECT_THAT(report, testing::HasSubstr("cached: missing: object " +
-                                           std::to_string(first[3]) + ", "));
+    EXPECT_THAT(report,
+                testing::HasSubstr("cached: missing: object " + std::to_string(first[3]) + ", "));
     EXPECT_THAT(report,
                 testing::HasSubstr("cached: offset " + std::to_string(unused) +
                                    ": 25 bytes: item \"\\x00\\x00\\x01\\x01\": of a classifier "
