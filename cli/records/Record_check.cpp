@@ -17,6 +17,7 @@
 #include "cli/records/Record_check.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <nlohmann/json.hpp>
 
@@ -112,6 +113,36 @@ private:
                     false);
             }
         }
+        check_wrong_holes();
+    }
+
+    // The library opens a file whose hole begins inside an item, behind the item's start. The next
+    // item of that slot would be written over the item. Holes with a right tag are blocks, which
+    // check_tiling compares; here are the others.
+    void check_wrong_holes() {
+        std::vector<const Record_item*> items;
+        for (const Record_item& item : m_file.index.items) {
+            if (item.problem.empty()) {
+                items.push_back(&item);
+            }
+        }
+        std::sort(items.begin(), items.end(),
+                  [](const Record_item* left, const Record_item* right) {
+                      return left->offset < right->offset;
+                  });
+        for (const Record_hole& hole : m_file.index.holes) {
+            const auto behind = std::upper_bound(items.begin(), items.end(), hole.offset,
+                                                 [](std::uint64_t offset, const Record_item* item) {
+                                                     return offset < item->offset;
+                                                 });
+            if (hole.problem.empty() || behind == items.begin()) {
+                continue;
+            }
+            const Record_item& item = **std::prev(behind);
+            if (hole.offset < item.offset + m_file.block_of_content(item.total())) {
+                add(hole.offset, "a hole of the index begins inside " + named(item), false);
+            }
+        }
     }
 
     void check_seal(const Package_contents& package) {
@@ -156,9 +187,12 @@ private:
                 add(block.offset, block.name + " overlaps " + name_before,
                     block.is_item || is_item_before);
             }
-            end = std::max(end, block.offset + block.size);
-            is_item_before = block.is_item;
-            name_before = block.name;
+            // A later block may also overlap this one, although another one begins between them.
+            if (block.offset + block.size >= end) {
+                end = block.offset + block.size;
+                is_item_before = block.is_item;
+                name_before = block.name;
+            }
         }
         m_ends_too_early = end > m_file.size;
         if (end < m_file.size && !m_file.header.is_package) {

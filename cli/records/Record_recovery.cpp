@@ -6,6 +6,8 @@
 //    offsets and at 16, 32, 48 ... with 32-bit ones.
 // 2. The scan finds the items (Record_scan.cpp). If the index cannot be read, but the scan meets a
 //    whole one, then the process ended before the header named it: the scan is done again with it.
+//    An item whose block has become a hole is taken from the hole if its new block is there but not
+//    finished, or if the owner of the file never deletes such an item.
 // 3. Of two copies of a key, the one that matches the seal counts; else the one that the index
 // names;
 //    else the one further back in the file.
@@ -148,7 +150,10 @@ private:
         if (by_magic) {
             m_index = index_of(m_file, *by_magic);
         }
-        if (by_magic && m_index && m_index->is_complete()) {
+        // The index of a package is how one of 32-bit offsets begins.
+        const bool is_doubtful =
+            by_magic == Record_form::kPackage && has_whole_index(m_file, Record_form::kNarrow);
+        if (by_magic && m_index && m_index->is_complete() && !is_doubtful) {
             m_result.form = *by_magic;
             return;
         }
@@ -203,7 +208,7 @@ private:
         if (!m_index) {
             m_result.remarks.emplace_back("there is no index where the header points to");
         } else if (!m_index->is_complete()) {
-            m_result.remarks.emplace_back("the index cannot be read to its end");
+            m_result.remarks.emplace_back("the index is damaged");
         } else if (m_is_stale) {
             m_result.remarks.emplace_back("the index may be stale: the file was not closed");
         }
@@ -230,8 +235,9 @@ private:
         }
     }
 
-    // If the new block of an item is unfinished, the item's old block may still have its bytes,
-    // although it is a hole already.
+    // Takes items from holes: those that the index names, that are nowhere else, and whose old
+    // block still has their bytes. Each of them was deleted, or the process ended while it was
+    // being moved.
     void restore_moved_items() {
         if (!m_index) {
             return;
@@ -240,21 +246,22 @@ private:
         for (const Scanned_item& item : m_scan.items) {
             known.insert(item.key);
         }
-        std::vector<Scanned_item> restored;
+        std::set<std::string_view> unfinished;
         for (const Scanned_gap& gap : m_scan.gaps) {
-            if (!gap.key || known.contains(*gap.key)) {
-                continue;
+            if (gap.key) {
+                unfinished.insert(*gap.key);
             }
-            const auto named = m_index->items.find(*gap.key);
-            if (named == m_index->items.end()) {
-                continue;
-            }
-            const std::optional<Scanned_item> item =
-                item_in_hole(m_file, named->first, named->second);
-            if (item) {
-                m_revived.insert(item->offset);
-                restored.push_back(*item);
-                known.insert(named->first);
+        }
+        std::vector<Scanned_item> restored;
+        for (const auto& [key, offset] : m_index->items) {
+            std::optional<Scanned_item> item =
+                known.contains(key) ? std::nullopt : item_in_hole(m_file, key, offset);
+            if (item && (unfinished.contains(key) || is_never_deleted(key))) {
+                m_revived.insert(offset);
+                restored.push_back(std::move(*item));
+            } else if (item) {
+                add_item(*item, "in a hole, so it was deleted, or lost while it was being moved",
+                         false);
             }
         }
         m_scan.items.insert(m_scan.items.end(), restored.begin(), restored.end());
@@ -262,6 +269,24 @@ private:
                          [](const Scanned_item& left, const Scanned_item& right) {
                              return left.offset < right.offset;
                          });
+    }
+
+    // Corpora delete nothing. A deleted object of a container is harmless if it returns, but a seal
+    // is deleted before the first change, and must not return. The manager's record is never
+    // deleted.
+    bool is_never_deleted(const std::string& key) const {
+        constexpr std::uint32_t kCorpusFileId = 0xA1B2C3D5;
+        constexpr std::uint32_t kArchiveFileId = 0x82975503;
+        switch (m_result.identity.id) {
+            case zandrel::detail::kKcFileId:
+                return key != zandrel::Kc_seal::kKey;
+            case kCorpusFileId:
+                return true;
+            case kArchiveFileId:
+                return key == "__MANAGER__";
+            default:
+                return false;
+        }
     }
 
     void read_seal() {

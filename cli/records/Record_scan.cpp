@@ -7,6 +7,9 @@
 // - The last block may be cut inside its padding, if the rest of the file consists of zeros or the
 //   index names the item.
 // - No block of the old index that is still there begins inside it. Otherwise its length is wrong.
+// - Unless the index names the item: no row of blocks begins inside the block and reaches its end,
+// for
+//   the same reason.
 //
 // Example: a file of 32-bit offsets. A byte of the key length of "b" was changed:
 //
@@ -54,6 +57,8 @@ constexpr char kHoleStart = '\xDE';
 constexpr std::uint64_t kLongestSuspect = 4096;
 // Of the blocks that the index has inside an item, we look only at so many.
 constexpr int kMostInside = 16;
+// Longer rows of blocks inside a block are not followed.
+constexpr int kLongestRow = 64;
 
 enum class Tag { kNone, kItem, kHole, kIndex };
 
@@ -262,7 +267,12 @@ private:
         if (has_block_inside(position, end)) {
             return 0;
         }
-        keep({m_file.bytes(position + 2 * kWordSize, key_length), position, length});
+        Scanned_item item = {m_file.bytes(position + 2 * kWordSize, key_length), position, length};
+        const bool is_named = m_index != nullptr && m_index->names(item.key, position);
+        if (!is_named && hides_blocks(position, size)) {
+            return 0;
+        }
+        keep(std::move(item));
         return size;
     }
 
@@ -321,7 +331,7 @@ private:
         Old_index found;
         found.offset = position;
         const bool is_old = m_index != nullptr && m_index->offset == position;
-        const bool keeps = m_index == nullptr || m_index->space == 0;
+        const bool keeps = m_index == nullptr || !m_index->is_complete();
         if (is_old) {
             found.space = m_index->space;
         } else if (m_file.has(position, 2 * kWordSize)) {
@@ -335,7 +345,8 @@ private:
         const std::uint64_t end = position + size;
         const bool is_cut =
             end > m_file.size() && position + found.space >= m_file.start_of_last_zeros();
-        if (!(ends_well(end) || is_cut) || has_block_inside(position, end)) {
+        if (!(ends_well(end) || is_cut) || has_block_inside(position, end) ||
+            (!(is_old && m_index->is_complete()) && hides_blocks(position, size))) {
             return 0;
         }
         close_gap();
@@ -414,6 +425,58 @@ private:
             }
         }
         return false;
+    }
+
+    // Returns whether a row of blocks begins inside a block, where a smaller block would end, and
+    // reaches its end or an index. Then the block's length is wrong: it was half written over a
+    // hole, and the rest of the length is from an older block.
+    bool hides_blocks(std::uint64_t position, std::uint64_t size) {
+        if (m_form == Record_form::kPackage) {
+            return false;
+        }
+        for (std::uint64_t smaller = kLeastBlock; smaller < size; smaller *= 2) {
+            if (has_row(position + smaller, position + size)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    bool has_row(std::uint64_t start, std::uint64_t end) {
+        end = std::min(end, m_file.size());
+        if (start >= end) {
+            return false;
+        }
+        for (int count = 0; start < end && count < kLongestRow; ++count) {
+            if (count > 0 && m_file.has(start, kWordSize) && m_file.word(start) == kIndexTag) {
+                return true;  // its size is not so easy to say
+            }
+            const std::uint64_t size = plain_size(start);
+            if (size == 0) {
+                return false;
+            }
+            start += size;
+        }
+        return start >= end;
+    }
+
+    // Returns the size that an item or a hole says it has; 0 if neither is here.
+    std::uint64_t plain_size(std::uint64_t position) {
+        if (!m_file.has(position, kHoleMarkSize)) {
+            return 0;
+        }
+        const std::uint32_t tag = m_file.word(position);
+        const std::uint32_t length = m_file.word(position + kWordSize);
+        if (tag == kHoleTag) {
+            return std::has_single_bit(length) && length >= kLeastBlock ? length : 0;
+        }
+        if (tag != kItemTag || length > kLongestKey ||
+            !m_file.has(position, kItemOverhead + length)) {
+            return 0;
+        }
+        const std::uint64_t total =
+            total_of(length, m_file.word(position + kHoleMarkSize + length));
+        return total < kLargestBlock ? block_size(m_form, total) : 0;
     }
 
     bool is_there(const Named_block& block) {

@@ -33,6 +33,23 @@ TEST(RecordCheckTest, CompleteFileIsClean) {
     EXPECT_EQ(report_of(Bytes::whole()), "x.dat: clean\n");
 }
 
+// The library refuses a hole in which an item begins. This hole begins inside the item "a" at 276,
+// so the library opens the file, and would overwrite the item.
+TEST(RecordCheckTest, HoleThatBeginsInsideAnItemIsReported) {
+    EXPECT_EQ(
+        report_of(Bytes::header() + Bytes::index(276, 284) + Bytes::item() + Bytes::hole()),
+        "x.dat: offset 284: hole of slot 4: no hole stands there\n"
+        "x.dat: offset 284: a hole of the index begins inside item \"a\"\n"
+        "x.dat: offset 308: 16 bytes at the end belong to nothing\n"
+        "x.dat: repairable: no item is known to be lost, but the index has to be made anew\n");
+    // With a hole's tag in the padding of the item, the two blocks overlap.
+    std::string item = Bytes::item();
+    item.replace(16, 8, big_endian(0xDEADDEAD, 4) + big_endian(16, 4));
+    EXPECT_EQ(report_of(Bytes::header() + Bytes::index(276, 292) + item),
+              "x.dat: offset 292: hole overlaps item \"a\"\n"
+              "x.dat: lost: items that the index names are not there or not whole\n");
+}
+
 TEST(RecordCheckTest, PositionAndKindOfDamageAreReported) {
     constexpr const char* kRepairable =
         "x.dat: repairable: no item is known to be lost, but the index has to be made anew\n";

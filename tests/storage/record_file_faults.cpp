@@ -79,7 +79,9 @@ std::string end_of(Statement&& statement) {
 template <class Device>
 class Faulty_script {
 public:
-    Faulty_script(std::size_t step_count, bool has_places) : m_has_places(has_places) {
+    Faulty_script(std::size_t step_count, bool has_places,
+                  const std::function<void(const Left_file&)>& on_left)
+        : m_has_places(has_places), m_on_left(on_left) {
         Record_file_model model(sizeof(typename Device::Offset));
         m_stages.push_back({{}, model.content, model.image, false, false});
         Script_source source(77, {.key_count = 20,
@@ -142,6 +144,10 @@ public:
         EXPECT_TRUE(!is_write || disk.files[kName] == left);
         disk.heal();
         EXPECT_EQ(disk.open_files, 0);
+        if (m_on_left && disk.files.contains(kName)) {
+            m_on_left({disk.files.at(kName), m_stages[stage == 0 ? 0 : stage - 1].content,
+                       m_stages[stage].content, m_stages[stage].step});
+        }
         check_reopened(disk, stage);
     }
 
@@ -294,6 +300,7 @@ private:
     }
 
     bool m_has_places;
+    const std::function<void(const Left_file&)>& m_on_left;
     std::vector<Stage> m_stages;
     Fault_tally m_tally;
 };
@@ -302,8 +309,8 @@ private:
 
 template <class Device>
 Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t parts,
-                           bool has_places) {
-    Faulty_script<Device> script(step_count, has_places);
+                           bool has_places, const std::function<void(const Left_file&)>& on_left) {
+    Faulty_script<Device> script(step_count, has_places, on_left);
     const std::vector<Fake_disk::Call> calls = script.count_calls();
     for (std::size_t index = 0; index < calls.size(); ++index) {
         const bool is_rare =
@@ -322,5 +329,7 @@ Fault_tally fail_each_call(std::size_t step_count, std::size_t part, std::size_t
     return script.tally();
 }
 
-template Fault_tally fail_each_call<Hfile64>(std::size_t, std::size_t, std::size_t, bool);
-template Fault_tally fail_each_call<Hfile32>(std::size_t, std::size_t, std::size_t, bool);
+template Fault_tally fail_each_call<Hfile64>(std::size_t, std::size_t, std::size_t, bool,
+                                             const std::function<void(const Left_file&)>&);
+template Fault_tally fail_each_call<Hfile32>(std::size_t, std::size_t, std::size_t, bool,
+                                             const std::function<void(const Left_file&)>&);
