@@ -82,6 +82,7 @@ struct Training_summary {
     std::uintmax_t bytes = 0;    // of the file
 
     Skipped_lines skipped = {};
+
     // Of a container in cached form: how often a classifier was in memory when it was needed, and
     // how often it had to be read.
     struct Cache_use {
