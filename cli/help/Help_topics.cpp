@@ -12,11 +12,11 @@ constexpr std::string_view kContainers =
 texts to it as one bulk. Both replace the whole file, or leave it as it was. train does not overwrite
 a file that is not a container, and replaces a container only with --replace.
 
-A container in cached form (train --cached N, convert --cached) can be larger than the memory: its file is
-open while it is used, with at most N statistical classifiers in memory (--cached N, default 20). It is
-changed in place. A refused change leaves it as it was. After Ctrl-C it may contain a part of the change,
-and a message says so. After a kill, zandrel rebuild-index makes it usable. It is changed by one process,
-or read by others: reading is refused during a change, and a change while it is read waits with --wait.
+A container in cached form (train --cached N, convert --cached) can be larger than the memory: its
+file is open while it is used, with at most N statistical classifiers in memory (--cached N, default
+20). It is changed in place. A refused change leaves it as it was. After Ctrl-C it may contain a part
+of the change, and a message says so. After a kill, zandrel rebuild-index makes it usable. Others
+cannot read it while it is changed. While it is read, a change is refused, or waits with --wait.
 
 While one process changes a container, a second one is refused, or waits with --wait. The new file has
 the owner, group, permissions, access lists and extended attributes of the old one, as far as the
@@ -27,9 +27,9 @@ is killed, the next change removes them.
 A container records how its texts were analysed, so --analysis and --stem are needed only for a
 container of another program. A compact container is smaller, and can classify but not learn.
 
-A container has a seal: checksums that each command verifies, except that the seal of a container in
-cached form is verified by convert and check, and removed by a change. A damaged container is refused, with a
-sentence about the damage. A container without a seal is read too; info reports if there is one.)";
+A container has a seal: checksums that each command verifies. In cached form only convert and check
+verify it, and a change removes it. A damaged container is refused, with a sentence about the damage.
+A container without a seal is read too; info reports if there is one.)";
 
 constexpr std::string_view kData =
     R"(A data file has a line `label[,label]<TAB>text` for each text, in UTF-8. Lines end with LF or CR LF.

@@ -4,12 +4,15 @@
 #include <vector>
 
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/KcIoMode.h"
+#include "zandrel/persistence/zeIO.h"
 
 namespace cli {
 
 void leave_to_exit(const qtPtrLight<zeManager>& manager) {
-    if (manager->ReadOnDemand() != 0) {
-        return;  // its file must be closed, and few classifiers are in memory
+    // Its file must be unlocked, and few of its classifiers are in memory.
+    if (!manager->m_io.IsNull() && manager->m_io->m_io_mode == KcIoMode::CACHED_IO) {
+        return;
     }
     // The pointer is static, so leak checkers find the containers and report no leak.
     static auto* const left = new std::vector<qtPtrLight<zeManager>>;
