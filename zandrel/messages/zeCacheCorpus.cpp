@@ -129,13 +129,14 @@ void zeCacheCorpus::init_or_upgrade() {
         GlobalInfo empty;
         set_global_info(empty);
     }
-    if (is_new) {
+    if (!is_new) {
+        cache.file.MarkDeleted602Records();
+        const unsigned int msg_count = cache.file.GetIndexSize() - kOtherItems;
+        for (unsigned int number = 0; number < msg_count; ++number) {
+            scramble_msg(key_of(number));
+        }
+    } else if (version == kFileVersion) {
         return;
-    }
-    cache.file.MarkDeleted602Records();
-    const unsigned int msg_count = cache.file.GetIndexSize() - kOtherItems;
-    for (unsigned int number = 0; number < msg_count; ++number) {
-        scramble_msg(key_of(number));
     }
     // The header gets the new version last, so that a failed upgrade does not look complete.
     cache.file.SetFileID(kFileId, kFileVersion, unicode ? AbstractHreclaim::kUnicodeContent : 0);
