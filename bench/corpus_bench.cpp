@@ -1,5 +1,5 @@
-// Corpora in a file compared with corpora in memory: filling, a walk, and training. The file is read
-// again and again, so it is in the cache of the system, not read from a disk.
+// Corpora in a file compared with corpora in memory: filling, a walk, and training. The file is
+// read again and again, so it is in the cache of the system, not read from a disk.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -36,10 +36,9 @@ public:
     const qtString& path() const { return m_path; }
 
 private:
-    const qtString m_path =
-        qtString((std::filesystem::temp_directory_path() /
-                  ("zandrel_corpus_bench_" + std::to_string(getpid())))
-                     .string());
+    const qtString m_path = qtString((std::filesystem::temp_directory_path() /
+                                      ("zandrel_corpus_bench_" + std::to_string(getpid())))
+                                         .string());
 };
 
 void copy(zeCorpus& from, zeCorpus& to) {

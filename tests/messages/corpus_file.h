@@ -21,12 +21,14 @@ constexpr unsigned int kCorpusFileId = 0xA1B2C3D5;
 // A record of a message with one label, written by hand.
 inline std::string record_of_label(std::string_view label) {
     const std::string length(1, static_cast<char>(label.size()));
-    return from_hex("00 00 00 00"                // no pairs
-                    "00 00 00 00"                // active slot 0
-                    "00 00 00 05 00 00 00 00 00"  // five empty slots
-                    "3f f0 00 00 00 00 00 00"    // weight 1
-                    "00 00 00 01 00 00 00") +    // one label
-           length + std::string(label);
+    return from_hex(
+               "00 00 00 00"                 // no pairs
+               "00 00 00 00"                 // active slot 0
+               "00 00 00 05 00 00 00 00 00"  // five empty slots
+               "3f f0 00 00 00 00 00 00"     // weight 1
+               "00 00 00 01 00 00 00") +     // one label
+           length +
+           std::string(label);
 }
 
 // The record of an empty ZqeInfo, and of an empty GlobalInfo.
@@ -50,9 +52,7 @@ class Raw_corpus {
 public:
     explicit Raw_corpus(const qtString& path) { file.Open(path, true, false); }
 
-    void add(const qtString& key, const std::string& bytes) {
-        file.AddItem(key, record_of(bytes));
-    }
+    void add(const qtString& key, const std::string& bytes) { file.AddItem(key, record_of(bytes)); }
 
     void add_msg(unsigned int number, const std::string& bytes) {
         add(file.MakeStringKey(number), bytes);

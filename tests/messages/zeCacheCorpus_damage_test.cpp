@@ -1,5 +1,7 @@
 // Damaged corpus files: each byte is changed. A file is refused with an error, or its walk ends
 // silently at the damaged message; nothing crashes, hangs or allocates much memory.
+#include "zandrel/messages/zeCacheCorpus.h"
+
 #include <cstddef>
 #include <map>
 #include <optional>
@@ -9,7 +11,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "zandrel/messages/zeCacheCorpus.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "tests/messages/corpus_file.h"
@@ -141,8 +142,8 @@ TEST_F(zeCacheCorpusDamageTest, FileWithAChangedByteIsReadOrRefused) {
         }
     }
     // Each way must have been tried.
-    for (const char* end : {"opened", "walk is complete", "walk ends early", "corpus",
-                            "record file", "device"}) {
+    for (const char* end :
+         {"opened", "walk is complete", "walk ends early", "corpus", "record file", "device"}) {
         EXPECT_GT(ends[end], 0) << end;
     }
 }
@@ -196,8 +197,8 @@ TEST_F(zeCacheCorpusDamageTest, DamagedHeaderIsRefused) {
     EXPECT_QTX_ARGS(zeCacheCorpus(kName, 'r', 1), AbstractHreclaim, 0,
                     "Input file is not in expected format: " + name, {qtString(name)});
     damage(4, 0xFF);
-    EXPECT_QTX_ARGS(zeCacheCorpus(kName, 'r', 1), zeCacheCorpus, 0,
-                    "Not a Corpus file: " + name, {qtString(name)});
+    EXPECT_QTX_ARGS(zeCacheCorpus(kName, 'r', 1), zeCacheCorpus, 0, "Not a Corpus file: " + name,
+                    {qtString(name)});
     damage(9, 0x01);
     EXPECT_QTX_ARGS(zeCacheCorpus(kName, 'r', 1), zeCacheCorpus, 5,
                     "Corpus index is not synchronized (Run RebuildIndex Utility)", {});

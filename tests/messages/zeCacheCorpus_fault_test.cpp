@@ -1,5 +1,7 @@
 // Corpus files on a disk that fails, and of processes that are killed: after each write, and with
 // each call of the disk failing.
+#include "zandrel/messages/zeCacheCorpus.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <map>
@@ -11,7 +13,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "zandrel/messages/zeCacheCorpus.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "tests/messages/corpus_file.h"
@@ -75,10 +76,10 @@ std::string end_of(Statement&& statement) {
 const std::set<std::string>& refusals() {
     static const std::set<std::string> texts = {
         "Corpus index is not synchronized (Run RebuildIndex Utility)",
-        "Cannot read index",        // the index was being written
-        "Read error in file ",      // the same
-        "File does not exist: ",    // nothing was written yet
-        "Not a Corpus file: ",      // a new file, before its id was written
+        "Cannot read index",               // the index was being written
+        "Read error in file ",             // the same
+        "File does not exist: ",           // nothing was written yet
+        "Not a Corpus file: ",             // a new file, before its id was written
         "Invalid version in corpus file",  // a new file, when its id was half written
     };
     return texts;
@@ -212,10 +213,14 @@ TEST_F(zeCacheCorpusFaultTest, EachFailedCallIsReportedOrHarmless) {
         EXPECT_GT(raised["Write error in file "], 0);
         EXPECT_GT(raised["nothing"], 0);  // failures in the destructor, and of reads
         for (const auto& [text, count] : raised) {
-            const std::set<std::string> expected = {
-                "nothing", "Write error in file ", "Cannot open file: ", "Cannot read index",
-                "Read error in file ", "Invalid file offset in file ", "SeekEnd error in file ",
-                "Close error in file "};
+            const std::set<std::string> expected = {"nothing",
+                                                    "Write error in file ",
+                                                    "Cannot open file: ",
+                                                    "Cannot read index",
+                                                    "Read error in file ",
+                                                    "Invalid file offset in file ",
+                                                    "SeekEnd error in file ",
+                                                    "Close error in file "};
             EXPECT_TRUE(expected.contains(text)) << text;
         }
     }
@@ -307,9 +312,10 @@ TEST_F(zeCacheCorpusUpgradeFaultTest, KilledUpgradeLeavesVersion1UntilAllMessage
         } else {
             EXPECT_EQ(version_of(image), "00 02");
             put(image);
-            EXPECT_THAT(end_of([] { zeCacheCorpus(qtString(kName), 'r', 1); }),
-                        testing::AnyOf("nothing",
-                                       "Corpus index is not synchronized (Run RebuildIndex Utility)"));
+            EXPECT_THAT(
+                end_of([] { zeCacheCorpus(qtString(kName), 'r', 1); }),
+                testing::AnyOf("nothing",
+                               "Corpus index is not synchronized (Run RebuildIndex Utility)"));
         }
     }
     EXPECT_GE(at_version_1, 5U);  // the mark, GlobalInfo and four messages

@@ -1,11 +1,11 @@
 // A corpus of a million messages is walked with a small cache.
+#include "zandrel/messages/zeCacheCorpus.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <string>
 
 #include <gtest/gtest.h>
-
-#include "zandrel/messages/zeCacheCorpus.h"
 
 #include "tests/support/allocation_meter.h"
 #include "tests/support/bags.h"

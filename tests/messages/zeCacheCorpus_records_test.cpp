@@ -1,10 +1,10 @@
 // The two records of the applications in a corpus file, byte by byte.
+#include "zandrel/messages/zeCacheCorpus.h"
+
 #include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
-
-#include "zandrel/messages/zeCacheCorpus.h"
 
 #include "tests/messages/corpus_file.h"
 #include "tests/support/expect_segbuf.h"
@@ -13,31 +13,31 @@
 namespace {
 
 constexpr const char* kGlobalInfo =
-    "00 00 00 02"                                // pairs, in their order
-    "00 00 00 01 7a  00 00 00 01 31"             // "z", "1"
-    "00 00 00 01 61  00 00 00 00"                // "a", ""
-    "00 00 00 02"                                // texts by text
-    "00 00 00 00  00 00 00 01 78"                // "", "x"
-    "00 00 00 01 62  00 00 00 02 79 79"          // "b", "yy"
-    "00 00 00 02"                                // texts by number
-    "00 00 00 05  00 00 00 01 66"                // 5, "f"
-    "ff ff ff ff  00 00 00 00"                   // 4294967295, ""
-    "00 00 00 01 00 00 00 00 00 00 00 00"        // numbers: 1, 0, 0,
-    "00 00 00 00 00 00 00 00 00 00 00 00"        // 16 numbers,
-    "00 00 00 00 00 00 00 00 00 00 00 00"        //
-    "00 00 00 00 00 00 00 00 00 00 00 00"        //
-    "00 00 00 00 00 00 00 00 00 00 00 00"        //
+    "00 00 00 02"                                       // pairs, in their order
+    "00 00 00 01 7a  00 00 00 01 31"                    // "z", "1"
+    "00 00 00 01 61  00 00 00 00"                       // "a", ""
+    "00 00 00 02"                                       // texts by text
+    "00 00 00 00  00 00 00 01 78"                       // "", "x"
+    "00 00 00 01 62  00 00 00 02 79 79"                 // "b", "yy"
+    "00 00 00 02"                                       // texts by number
+    "00 00 00 05  00 00 00 01 66"                       // 5, "f"
+    "ff ff ff ff  00 00 00 00"                          // 4294967295, ""
+    "00 00 00 01 00 00 00 00 00 00 00 00"               // numbers: 1, 0, 0,
+    "00 00 00 00 00 00 00 00 00 00 00 00"               // 16 numbers,
+    "00 00 00 00 00 00 00 00 00 00 00 00"               //
+    "00 00 00 00 00 00 00 00 00 00 00 00"               //
+    "00 00 00 00 00 00 00 00 00 00 00 00"               //
     "00 00 00 00 00 00 00 00 00 00 00 00 12 34 56 78";  // the last is 0x12345678
 
 constexpr const char* kZqeInfo =
-    "00 00 00 07"                      // the number
-    "00 00 00 02"                      // the second table, in the order of its keys
-    "00 00 00 01 61  00 00 00 03"      // "a": 3
-    "00 00 00 02 61 62  00 00 00 04"   // "ab": 4
-    "00 00 00 03"                      // the first table
-    "00 00 00 01 58  00 00 00 00"      // "X": 0
-    "00 00 00 01 78  00 00 00 01"      // "x": 1
-    "00 00 00 01 ff  ff ff ff ff";     // 0xFF: 4294967295
+    "00 00 00 07"                     // the number
+    "00 00 00 02"                     // the second table, in the order of its keys
+    "00 00 00 01 61  00 00 00 03"     // "a": 3
+    "00 00 00 02 61 62  00 00 00 04"  // "ab": 4
+    "00 00 00 03"                     // the first table
+    "00 00 00 01 58  00 00 00 00"     // "X": 0
+    "00 00 00 01 78  00 00 00 01"     // "x": 1
+    "00 00 00 01 ff  ff ff ff ff";    // 0xFF: 4294967295
 
 zeCacheCorpus::GlobalInfo global_info() {
     zeCacheCorpus::GlobalInfo info;

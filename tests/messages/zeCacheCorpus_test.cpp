@@ -440,10 +440,12 @@ TEST_F(zeCacheCorpusTest, FileOfAnotherOwnerIsRefusedAndNotChanged) {
 
 TEST_F(zeCacheCorpusTest, UnknownVersionIsRefusedAndNotChanged) {
     make_three();
+
     struct Row {
         std::string bytes;
         const char* number;
     };
+
     for (const Row& row : {Row{{"\0\0", 2}, "0"}, Row{{"\0\3", 2}, "3"}, Row{{"\1\2", 2}, "258"}}) {
         disk.patch(10, row.bytes);
         const std::string before = disk.content();

@@ -1,11 +1,11 @@
 // Corpus files of version 1, built by hand: their messages are plain, and there is no GlobalInfo.
+#include "zandrel/messages/zeCacheCorpus.h"
+
 #include <memory>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "zandrel/messages/zeCacheCorpus.h"
 
 #include "tests/messages/corpus_file.h"
 #include "tests/support/expect_qtx.h"
@@ -41,9 +41,7 @@ protected:
         raw.file.Close();
     }
 
-    std::string tag_of_stale_copy() const {
-        return to_hex(disk.content().substr(kStaleCopy, 4));
-    }
+    std::string tag_of_stale_copy() const { return to_hex(disk.content().substr(kStaleCopy, 4)); }
 
     Scratch_file disk;
     std::unique_ptr<zeCacheCorpus> corpus;
@@ -212,8 +210,7 @@ TEST_F(zeCacheCorpusV1Test, MessageThatCannotBeReadEndsTheUpgrade) {
         EXPECT_ASSERTS(open('u', cache_size), "object");
 
         // The header keeps version 1, the index is not written, and the file remains marked.
-        EXPECT_EQ(to_hex(disk.content().substr(9, 11)),
-                  "01 00 01 " + to_hex(before.substr(12, 8)));
+        EXPECT_EQ(to_hex(disk.content().substr(9, 11)), "01 00 01 " + to_hex(before.substr(12, 8)));
         EXPECT_TRUE(traced.lines.empty());
         disk.write(before);
     }

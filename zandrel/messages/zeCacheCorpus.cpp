@@ -44,9 +44,8 @@ void write_in_order(Hio<HSegment>& io, const hash_map<qtString, unsigned int>& c
 
 bool zeCacheCorpus::SerializeFO::IsChanged(const zeMsg& msg) const {
     return msg.changed ||
-           std::any_of(msg.smls.begin(), msg.smls.end(), [](const qtPtrLight<zeSml>& bag) {
-               return !bag.IsNull() && bag->m_is_new;
-           });
+           std::any_of(msg.smls.begin(), msg.smls.end(),
+                       [](const qtPtrLight<zeSml>& bag) { return !bag.IsNull() && bag->m_is_new; });
 }
 
 void zeCacheCorpus::SerializeFO::MarkStored(zeMsg& msg) const {

@@ -41,7 +41,7 @@ HreclaimCache<T, S>::~HreclaimCache() {
 template <class T, class S>
 void HreclaimCache<T, S>::Write(const qtString& key, qtPtrLight<T>& object, bool keep_in_cache) {
     if (mode == 'r') {
-        throw qtX<AbstractHreclaim>(kNotForWriting, "File is not open for writing");
+        throw qtX<AbstractHreclaim>(kCacheNotForWriting, "File is not open for writing");
     }
     ZANDREL_ASSERT(!object.IsNull(), "object");
     SegBuf record;

@@ -48,7 +48,7 @@ template <class T, class S>
 class ZANDREL_EXPORT HreclaimCache {
 public:
     // The number that a qtX<AbstractHreclaim> of `Write` in mode 'r' carries.
-    static constexpr int kNotForWriting = 4;
+    static constexpr int kCacheNotForWriting = 4;
 
     // The object of a key, and the place of the key in `lru`.
     using Entry = std::pair<qtPtrLight<T>, std::list<qtString>::iterator>;
@@ -62,8 +62,8 @@ public:
 
     // Writes the object to the file now; it then counts as unchanged. With `keep_in_cache` the
     // object also becomes the entry of the key. Otherwise an entry of the key keeps its object.
-    // RAISES: kNotForWriting; the assertion "object" for null, before anything changes. If making
-    // room for the entry raises, the object itself is stored.
+    // RAISES: kCacheNotForWriting; the assertion "object" for null, before anything changes. If
+    // making room for the entry raises, the object itself is stored.
     void Write(const qtString& key, qtPtrLight<T>& object, bool keep_in_cache);
     // Makes an entry, or makes an existing one the youngest. With `replace` an existing entry gets
     // the object. The file is written only if a changed object has to leave the cache. Does nothing
