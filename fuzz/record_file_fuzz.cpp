@@ -6,14 +6,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <optional>
 #include <string>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "zandrel/foundation/qtX.h"
@@ -23,51 +18,12 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include "fuzz/fuzz_target.h"
+#include "fuzz/memory_file.h"
 
 namespace {
 
 // If a file has more keys than this, only the first ones are used.
 constexpr std::size_t kMostKeys = 64;
-
-void require(bool claim, const char* text) {
-    if (!claim) {
-        std::fprintf(stderr, "broken: %s\n", text);
-        std::abort();
-    }
-}
-
-// A file in memory that can be opened by name.
-class Memory_file {
-public:
-    Memory_file() : m_file(memfd_create("record_file", 0)) {
-        require(m_file >= 0, "a file in memory");
-    }
-
-    Memory_file(const Memory_file&) = delete;
-    Memory_file& operator=(const Memory_file&) = delete;
-
-    ~Memory_file() { close(m_file); }
-
-    std::string name() const { return "/proc/self/fd/" + std::to_string(m_file); }
-
-    void fill(const std::string& bytes) const {
-        const auto size = static_cast<ssize_t>(bytes.size());
-        require(ftruncate(m_file, 0) == 0 && pwrite(m_file, bytes.data(), bytes.size(), 0) == size,
-                "filling the file");
-    }
-
-    std::string bytes() const {
-        struct stat found {};
-
-        require(fstat(m_file, &found) == 0, "asking for the size");
-        std::string read(static_cast<std::size_t>(found.st_size), '\0');
-        require(pread(m_file, read.data(), read.size(), 0) == found.st_size, "reading the file");
-        return read;
-    }
-
-private:
-    int m_file;
-};
 
 // Returns whether a statement raises no error. An error must be one that damage can cause.
 template <class Statement>
