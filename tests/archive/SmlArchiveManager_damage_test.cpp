@@ -143,6 +143,9 @@ TEST(SmlArchiveManagerDamageTest, ValueThatAnArchiveNeverWritesIsRefused) {
          [](SmlArchiveManager& s) {
              s.category_info.at(term("red")).apriori = -std::numeric_limits<double>::infinity();
          }},
+        {"apriori", [](SmlArchiveManager& s) { s.category_info.at(term("red")).apriori = -0.1; }},
+        {"recursion1",
+         [](SmlArchiveManager& s) { s.category_info.at(term("red")).recursion1 = -0.1; }},
         {"recursion1",
          [](SmlArchiveManager& s) {
              s.category_info.at(term("red")).recursion1 = std::numeric_limits<double>::quiet_NaN();

@@ -244,7 +244,8 @@ TEST_P(zeSmlArchiveCrashTest, DestructorTracesAnErrorOfTheClose) {
     }
     disk.heal();
 
-    EXPECT_TRUE(trace.has(4, "Archive was not closed: Write error in file fake/archive"));
+    EXPECT_TRUE(trace.has(
+        4, "Changes of file fake/archive were not written: Write error in file fake/archive"));
     EXPECT_EQ(trace.lines.size(), 1U);
     zeSmlArchive archive;
     EXPECT_QTX(archive.OpenArchive(kArchive, false, GetParam()), zeSmlArchive, 10,

@@ -124,6 +124,19 @@ TEST_F(zeSmlArchiveMembershipTest, MessageWithACategoryTwiceIsRefused) {
     });
 }
 
+TEST_F(zeSmlArchiveMembershipTest, MessageAfterTheLastNumberIsRefused) {
+    archive.m_manager.next_sml_id = 0xFFFFFFFE;
+    EXPECT_EQ(add(archive, {"red"}), 0xFFFFFFFEU);
+
+    expect_unchanged_by([&] {
+        EXPECT_QTX_ARGS(add(archive, {"red"}), zeSmlArchive, 14, "No number left in archive", {});
+    });
+
+    reopen();
+    archive.Renumber();
+    EXPECT_EQ(add(archive, {"blue"}), 1U);
+}
+
 TEST_F(zeSmlArchiveMembershipTest, EmptyExternalIdBecomesTheKeyOfTheNumber) {
     archive.m_manager.next_sml_id = 0x01020304;
 

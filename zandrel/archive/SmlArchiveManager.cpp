@@ -23,6 +23,10 @@ void RequireSound(bool is_sound, const char* field) {
     }
 }
 
+bool IsEstimate(double value) {
+    return std::isfinite(value) && value >= 0.0;
+}
+
 void RequireInside(Hio<HSegment>& io) {
     if (io.device->Tell() > io.device->GetFileSize()) {
         throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
@@ -160,8 +164,8 @@ void SmlArchiveManager::RequireSoundValues() const {
         const CatData& data = entry->second;
         RequireSound(data.category_counter > 0 && data.category_counter <= sml_dates.size(),
                      "category_counter");
-        RequireSound(std::isfinite(data.apriori), "apriori");
-        RequireSound(std::isfinite(data.recursion1), "recursion1");
+        RequireSound(IsEstimate(data.apriori), "apriori");
+        RequireSound(IsEstimate(data.recursion1), "recursion1");
     }
     for (const auto& entry : locked_smls) {
         RequireSound(entry.second > 0, "locked_smls");

@@ -17,14 +17,12 @@
 #include <string>
 
 #include "zandrel/foundation/qtX.h"
-#include "zandrel/foundation/trace.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hreclaim.h"
+#include "zandrel/storage/HreclaimCache.h"
 #include "zandrel/storage/SegBuf.h"
 
 namespace {
-
-const Trace_file s_trace_file("zeSmlArchive.cpp");
 
 constexpr unsigned int kArchiveFileId = 0x82975503;
 constexpr unsigned short kFirstVersion = 1;
@@ -47,7 +45,7 @@ zeSmlArchive::~zeSmlArchive() {
     try {
         CloseArchive();
     } catch (const std::exception& raised) {
-        tracef(s_trace_file, zandrel::kTraceWarning, "Archive was not closed: %s", raised.what());
+        zandrel::detail::TraceLostChanges(archive_file->FileName(), raised.what());
     }
 }
 

@@ -91,8 +91,8 @@ public:
     // id refers to the new message from now on, and deleting either message removes the id.
     // REQUIRES: a message that is not null.
     // RAISES: 2 "AddSml: Missing categories" and 3 "AddSml: Duplicate categories" (argument: the
-    // external id), and then nothing has changed. If writing fails, the summary already has the
-    // message.
+    // external id), and 14 "No number left in archive" after the number 0xFFFFFFFE; then nothing
+    // has changed. If writing fails, the summary already has the message.
     // COST: a pass over all categories, and one write.
     unsigned int AddSml(qtPtrLight<zeMsg>& msg, const qtString& external_id);
     // Does the same, but first removes the message with the external id `replaced_id`, also if it
@@ -242,6 +242,7 @@ private:
     AbstractHreclaim& File() const;
     AbstractHreclaim& FileToChange();
 
+    unsigned int TakeNumber();
     void CountArrival(const zeMsg& msg, unsigned int number);
     double FirstRecursion() const;
     void UpdateEstimates(const std::set<Concept>& categories);

@@ -13,6 +13,7 @@
 #include "zandrel/archive/zeSmlArchive.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 #include <string>
 
@@ -20,6 +21,7 @@
 #include "zandrel/foundation/qtScrambler.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/HreclaimCache.h"
 #include "zandrel/storage/SegBuf.h"
 
 namespace {
@@ -42,18 +44,6 @@ std::set<Concept> RequireCategories(const zeMsg& msg, const qtString& external_i
     return categories;
 }
 
-// Scrambling and its reverse are the same operation. Each segment is a run of its own.
-void ScrambleRecord(SegBuf& record) {
-    const qtScrambler scrambler(qtScrambler::kSeed);
-    for (unsigned int position = 0; position < record.size;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        record.Locate(position, record.size, run, length);
-        scrambler.Scramble(run, length, qtScrambler::kOption);
-        position += length;
-    }
-}
-
 // The stream reads bytes behind the end of a short record as zeros, and ignores bytes that are
 // left. Both are damage.
 void LoadWholeRecord(SegBuf& record, zeMsg& msg) {
@@ -69,7 +59,7 @@ void LoadWholeRecord(SegBuf& record, zeMsg& msg) {
 unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& external_id) {
     AbstractHreclaim& file = File();
     const std::set<Concept> categories = RequireCategories(*msg, external_id);
-    const unsigned int number = m_manager.next_sml_id++;
+    const unsigned int number = TakeNumber();
     CountArrival(*msg, number);
     m_manager.sml_dates[number].SetNowTime();
     const qtString id = external_id.empty() ? file.MakeStringKey(number) : external_id;
@@ -90,6 +80,14 @@ unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& extern
         DelSml(number);
     }
     return AddSml(msg, external_id);
+}
+
+// Learn and TrainKc number the messages anew long before the numbers end.
+unsigned int zeSmlArchive::TakeNumber() {
+    if (m_manager.next_sml_id == std::numeric_limits<std::uint32_t>::max()) {
+        throw qtX<zeSmlArchive>(14, "No number left in archive");
+    }
+    return m_manager.next_sml_id++;
 }
 
 // Counts a new message in its categories and reserves it.
@@ -203,7 +201,7 @@ void zeSmlArchive::ReadSml(unsigned int number, zeMsg& msg, bool scrambled) {
         AbstractHreclaim& file = File();
         file.GetItem(file.MakeStringKey(number), record);
         if (scrambled) {
-            ScrambleRecord(record);
+            zandrel::detail::ScrambleRuns(record, qtScrambler::kSeed);
         }
         LoadWholeRecord(record, msg);
     } catch (...) {
@@ -218,7 +216,7 @@ void zeSmlArchive::WriteSml(unsigned int number, zeMsg& msg, bool scrambled) {
     msg.Dump(io);
     io.device->Close();
     if (scrambled) {
-        ScrambleRecord(record);
+        zandrel::detail::ScrambleRuns(record, qtScrambler::kSeed);
     }
     AbstractHreclaim& file = FileToChange();
     file.AddItem(file.MakeStringKey(number), record);
