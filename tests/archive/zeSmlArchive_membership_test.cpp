@@ -126,9 +126,12 @@ TEST_F(zeSmlArchiveMembershipTest, MessageWithACategoryTwiceIsRefused) {
 
 TEST_F(zeSmlArchiveMembershipTest, MessageAfterTheLastNumberIsRefused) {
     archive.m_manager.next_sml_id = 0xFFFFFFFE;
-    EXPECT_EQ(add(archive, {"red"}), 0xFFFFFFFEU);
+    EXPECT_EQ(add(archive, {"red"}, "old"), 0xFFFFFFFEU);
+    qtPtrLight<zeMsg> msg = labelled({"red"});
 
     expect_unchanged_by([&] {
+        EXPECT_QTX(archive.AddSml(msg, "new", "old"), zeSmlArchive, 14,
+                   "No number left in archive");
         EXPECT_QTX_ARGS(add(archive, {"red"}), zeSmlArchive, 14, "No number left in archive", {});
     });
 

@@ -242,7 +242,7 @@ private:
     AbstractHreclaim& File() const;
     AbstractHreclaim& FileToChange();
 
-    unsigned int TakeNumber();
+    void RequireNumber() const;
     void CountArrival(const zeMsg& msg, unsigned int number);
     double FirstRecursion() const;
     void UpdateEstimates(const std::set<Concept>& categories);

@@ -59,7 +59,8 @@ void LoadWholeRecord(SegBuf& record, zeMsg& msg) {
 unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& external_id) {
     AbstractHreclaim& file = File();
     const std::set<Concept> categories = RequireCategories(*msg, external_id);
-    const unsigned int number = TakeNumber();
+    RequireNumber();
+    const unsigned int number = m_manager.next_sml_id++;
     CountArrival(*msg, number);
     m_manager.sml_dates[number].SetNowTime();
     const qtString id = external_id.empty() ? file.MakeStringKey(number) : external_id;
@@ -72,7 +73,9 @@ unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& extern
 
 unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& external_id,
                                   const qtString& replaced_id) {
+    // Nothing is removed if the new message cannot be added.
     static_cast<void>(RequireCategories(*msg, external_id));
+    RequireNumber();
     const auto replaced = m_manager.external_ids.find(replaced_id);
     if (replaced != m_manager.external_ids.end()) {
         const unsigned int number = replaced->second;  // the entry is removed with the message
@@ -83,11 +86,10 @@ unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& extern
 }
 
 // Learn and TrainKc number the messages anew long before the numbers end.
-unsigned int zeSmlArchive::TakeNumber() {
+void zeSmlArchive::RequireNumber() const {
     if (m_manager.next_sml_id == std::numeric_limits<std::uint32_t>::max()) {
         throw qtX<zeSmlArchive>(14, "No number left in archive");
     }
-    return m_manager.next_sml_id++;
 }
 
 // Counts a new message in its categories and reserves it.
