@@ -162,7 +162,7 @@ TEST_F(zeSmlArchiveTrainingTest, TrainEqualsClearingAndTrainingByHand) {
               bytes_of_container(*other, manager->m_config));
 }
 
-// What remains are the reserved messages and the newest 1 x 2: 0 and 1 are deleted.
+// The reserved messages and the newest 1 x 2 remain: 0 and 1 are deleted.
 TEST_F(zeSmlArchiveTrainingTest, TrainDeletesFirstAndTrainsWhatRemains) {
     add_messages();
     rebuild();

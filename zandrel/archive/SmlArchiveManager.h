@@ -31,8 +31,10 @@ struct ZANDREL_EXPORT CatData {
 // - The count of a number in `locked_smls` is the number of categories whose `reserved` has it.
 // - `category_counter` is the number of messages with the category. A category without messages has
 //   no entry.
-// Two cases break the second rule, or what `external_ids` says: an external id that was used twice
-// (see zeSmlArchive::AddSml), and zeSmlArchive::Renumber.
+// - Each message has an entry in `external_ids`, unless it comes from a file of version 1.
+// zeSmlArchive::Renumber breaks the second and the last rule, since the keys of `locked_smls` and
+// the numbers in `external_ids` remain the old ones. An external id that is used twice breaks the
+// last rule.
 //
 // Threads: one at a time in the whole process, since it contains concepts.
 class ZANDREL_EXPORT SmlArchiveManager {
@@ -77,12 +79,11 @@ namespace zandrel::detail {
 
 // The categories in the order of their names, so that nothing depends on the order of a hash table.
 // VALID UNTIL: a category is removed.
-ZANDREL_EXPORT std::vector<const SmlArchiveManager::Categories::value_type*> CategoriesInOrder(
+std::vector<const SmlArchiveManager::Categories::value_type*> CategoriesInOrder(
     const SmlArchiveManager::Categories& categories);
 
 // The keys of a hash table with numbers as keys, in ascending order.
-ZANDREL_EXPORT std::vector<unsigned int> NumbersInOrder(
-    const hash_map<unsigned int, unsigned int>& table);
+std::vector<unsigned int> NumbersInOrder(const hash_map<unsigned int, unsigned int>& table);
 
 }  // namespace zandrel::detail
 

@@ -37,8 +37,8 @@ class zeWorkflow;
 // training pass through. Operations that use the file raise 12 "Archive is not open" on a closed
 // archive, and on one whose OpenArchive failed. After a failed write, the device ignores later
 // writes, and the file remains marked.
-// Threads: one at a time in the whole process. The file is not locked.   Format:
-// docs/formats/archive.md
+// Threads: one at a time in the whole process. The file is not locked.
+// Format: docs/formats/archive.md
 class ZANDREL_EXPORT zeSmlArchive {
 public:
     // How MakeTrainingCorpus weights the categories.

@@ -1,5 +1,5 @@
-// What keeps an archive usable for years: renaming a category, and numbering the messages anew
-// before the numbers end.
+// Operations that keep an archive usable for years: renaming a category, and numbering the messages
+// anew before the numbers end.
 #include "zandrel/archive/zeSmlArchive.h"
 
 #include <algorithm>
