@@ -137,8 +137,6 @@ TEST(SmlArchiveManagerDamageTest, ValueThatAnArchiveNeverWritesIsRefused) {
         {"last_learned_sml", [](SmlArchiveManager& s) { s.last_learned_sml = 9; }},
         {"category_counter",
          [](SmlArchiveManager& s) { s.category_info.at(term("red")).category_counter = 0; }},
-        {"category_counter",
-         [](SmlArchiveManager& s) { s.category_info.at(term("red")).category_counter = 3; }},
         {"apriori",
          [](SmlArchiveManager& s) {
              s.category_info.at(term("red")).apriori = -std::numeric_limits<double>::infinity();
@@ -172,8 +170,9 @@ TEST(SmlArchiveManagerDamageTest, ValuesAtTheLimitsAreLoaded) {
     SmlArchiveManager summary = sound_summary();
     summary.next_sml_id = 9;
     summary.last_learned_sml = 8;
-    summary.category_info.at(term("red")).category_counter = 2;
+    summary.category_info.at(term("red")).category_counter = 4294967295U;
     summary.category_info.at(term("red")).apriori = std::numeric_limits<double>::max();
+    summary.category_info.at(term("red")).recursion1 = 0.0;
 
     EXPECT_EQ(reload_summary(dumped(summary)), dumped(summary));
 }
