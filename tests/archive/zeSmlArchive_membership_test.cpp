@@ -376,8 +376,11 @@ TEST_F(zeSmlArchiveMembershipTest, ReleaseSmlsKeepsTheNewest) {
     add(archive, {"red"});
     add(archive, {"red"});
 
+    archive.FlushArchive(true);
+
     archive.ReleaseSmls(archive.m_manager.category_info.at(term("red")), 2);
 
+    EXPECT_TRUE(archive.m_manager.modified);
     EXPECT_THAT(reserved(archive, "red"), ElementsAre(1, 2));
     EXPECT_THAT(locked(archive), ElementsAre(Pair(1, 1), Pair(2, 1)));
 }

@@ -244,6 +244,7 @@ private:
 
     void RequireNumber() const;
     void CountArrival(const zeMsg& msg, unsigned int number);
+    void ReleaseOldest(CatData& data, unsigned int keep);
     double FirstRecursion() const;
     void UpdateEstimates(const std::set<Concept>& categories);
     CatData* FindCategory(const Concept& name);

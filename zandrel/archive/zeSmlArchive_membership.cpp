@@ -106,7 +106,7 @@ void zeSmlArchive::CountArrival(const zeMsg& msg, unsigned int number) {
         ++data.category_counter;
         if (is_reserved) {
             data.reserved.push_back(number);
-            ReleaseSmls(data, m_manager.cat_reserved_size);
+            ReleaseOldest(data, m_manager.cat_reserved_size);
         }
     }
 }
@@ -118,6 +118,14 @@ double zeSmlArchive::FirstRecursion() const {
 }
 
 void zeSmlArchive::ReleaseSmls(CatData& data, unsigned int keep) {
+    if (data.reserved.size() > keep) {
+        m_manager.modified = true;
+        ReleaseOldest(data, keep);
+    }
+}
+
+// Does not set the modified flag: if AddSml cannot write the message, the flag must not change.
+void zeSmlArchive::ReleaseOldest(CatData& data, unsigned int keep) {
     while (data.reserved.size() > keep) {
         const unsigned int oldest = data.reserved.front();
         data.reserved.pop_front();
@@ -131,19 +139,19 @@ void zeSmlArchive::ReleaseSmls(CatData& data, unsigned int keep) {
 }
 
 void zeSmlArchive::SetCatReservedSize(unsigned int size) {
+    m_manager.modified = true;
     if (size < m_manager.cat_reserved_size) {
         for (auto& entry : m_manager.category_info) {
             ReleaseSmls(entry.second, size);
         }
     }
     m_manager.cat_reserved_size = size;
-    m_manager.modified = true;
 }
 
 void zeSmlArchive::ReleaseOneCat(const Concept& category) {
     if (CatData* const data = FindCategory(category)) {
-        ReleaseSmls(*data, 0);
         m_manager.modified = true;
+        ReleaseSmls(*data, 0);
     }
 }
 
