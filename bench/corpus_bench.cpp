@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <unistd.h>
 
@@ -19,7 +20,7 @@ namespace {
 
 constexpr std::size_t kVocabulary = 20000;
 constexpr std::size_t kLabels = 20;
-constexpr std::size_t kMessages = 10000;
+constexpr std::size_t kMessages = 4000;
 
 // A file name that is removed at the end.
 class Corpus_name {
@@ -60,11 +61,20 @@ void count_messages(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kMessages));
 }
 
+// The messages with texts of so many words. They are made once for all benchmarks.
+zeMemoryCorpus& in_memory(std::int64_t length) {
+    static std::map<std::int64_t, zeMemoryCorpus> made;
+    zeMemoryCorpus& corpus = made[length];
+    if (corpus.msgs.empty()) {
+        Synthetic_texts texts(kVocabulary, kLabels);
+        texts.fill(corpus, kMessages, static_cast<std::size_t>(length));
+    }
+    return corpus;
+}
+
 // The argument is the number of words of a text.
 void BM_WalkMemory(benchmark::State& state) {
-    Synthetic_texts texts(kVocabulary, kLabels);
-    zeMemoryCorpus corpus;
-    texts.fill(corpus, kMessages, static_cast<std::size_t>(state.range(0)));
+    zeMemoryCorpus& corpus = in_memory(state.range(0));
     for (auto _ : state) {
         benchmark::DoNotOptimize(walked_weight(corpus));
     }
@@ -74,13 +84,10 @@ void BM_WalkMemory(benchmark::State& state) {
 // The second argument is the size of the cache: nothing, a tenth, or all messages. A walk in order
 // finds messages in the cache only if all are there.
 void BM_WalkFile(benchmark::State& state) {
-    Synthetic_texts texts(kVocabulary, kLabels);
     const Corpus_name name;
     {
-        zeMemoryCorpus made;
-        texts.fill(made, kMessages, static_cast<std::size_t>(state.range(0)));
         zeCacheCorpus corpus(name.path(), 'w', 0);
-        copy(made, corpus);
+        copy(in_memory(state.range(0)), corpus);
     }
     // One more than the messages, since the null at the end of a walk is cached too.
     zeCacheCorpus corpus(name.path(), 'r', static_cast<unsigned int>(state.range(1)) + 1);
@@ -96,9 +103,7 @@ void BM_WalkFile(benchmark::State& state) {
 
 // Writes a corpus, its index included.
 void BM_FillFile(benchmark::State& state) {
-    Synthetic_texts texts(kVocabulary, kLabels);
-    zeMemoryCorpus made;
-    texts.fill(made, kMessages, static_cast<std::size_t>(state.range(0)));
+    zeMemoryCorpus& made = in_memory(state.range(0));
     const Corpus_name name;
     for (auto _ : state) {
         name.remove();
@@ -109,7 +114,7 @@ void BM_FillFile(benchmark::State& state) {
     count_messages(state);
 }
 
-constexpr std::size_t kTrained = 2000;
+constexpr std::size_t kTrained = 1000;
 
 // Trains 20 categories with likelihood tables, for which each message is fetched several times.
 void BM_TrainFromMemory(benchmark::State& state) {

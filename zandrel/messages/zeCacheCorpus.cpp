@@ -80,8 +80,14 @@ void zeCacheCorpus::open(const qtString& file) {
         identify();
         return;
     }
+    // A file without GlobalInfo is new or of version 1. We mark it first, so that it does not look
+    // like a complete file of version 2 if the process is killed before it is one.
+    const bool is_complete = cache.file.Exists(kGlobalKey);
+    if (!is_complete) {
+        cache.MarkChanging();
+    }
     cache.file.SetFileID(kFileId, kFileVersion, 0);
-    if (!cache.file.Exists(kGlobalKey)) {
+    if (!is_complete) {
         init_or_upgrade();
     }
 }

@@ -94,8 +94,8 @@ public:
     // a corpus, or to make a new one if the file does not exist. `cache_size`: how many messages
     // may be in memory; 0 means that each access reads the file.
     //
-    // Mode 'u' upgrades a file of version 1 in place. A process that is killed meanwhile leaves a
-    // file that no version can read, so upgrade a copy and rename it.
+    // Modes 'u' and 'w' upgrade a file of version 1 in place. A process that is killed meanwhile
+    // leaves a file that no version can read, so upgrade a copy and rename it.
     //
     // Mode 'w' does not check an existing file: it makes any record file a corpus of version 2 and
     // clears its Unicode flag. Open it with mode 'r' first if it may be something else.
@@ -103,7 +103,7 @@ public:
     // RAISES: kNotACorpus "Not a Corpus file: "; kWrongVersion "Invalid version in corpus file";
     // kStaleFile "Corpus index is not synchronized (Run RebuildIndex Utility)" if bit 0 of the
     // state is set; the assertion "object" if a message cannot be read during an upgrade. The index
-    // is not written then, and a file of version 1 keeps this version.
+    // is not written then, and with mode 'u' the header keeps version 1.
     zeCacheCorpus(const qtString& file, char open_mode, unsigned int cache_size);
     ~zeCacheCorpus() override;
 

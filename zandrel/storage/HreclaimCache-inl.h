@@ -115,10 +115,15 @@ void HreclaimCache<T, S>::ClearCache() {
 }
 
 template <class T, class S>
-void HreclaimCache<T, S>::AddItem(const qtString& key, const SegBuf& data) {
+void HreclaimCache<T, S>::MarkChanging() {
     if ((file.state & AbstractHreclaim::kStaleIndex) == 0) {
         file.SetState(static_cast<unsigned char>(file.state | AbstractHreclaim::kStaleIndex));
     }
+}
+
+template <class T, class S>
+void HreclaimCache<T, S>::AddItem(const qtString& key, const SegBuf& data) {
+    MarkChanging();
     file.AddItem(key, data);
 }
 

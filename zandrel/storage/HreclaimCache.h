@@ -84,6 +84,9 @@ public:
     // RAISES: what the first failed write raises; then no entry has been removed.
     void ClearCache();
 
+    // Sets bit 0 of the file's state, if it is not set. Each write of the cache calls it first. The
+    // owner calls it before it changes the file in another way.
+    void MarkChanging();
     // Stores a record that is no object of the cache, as it is: it is not scrambled.
     void AddItem(const qtString& key, const SegBuf& data);
     // Empties the cache and closes the file, both without writing, so that the destructor finds
