@@ -31,9 +31,9 @@ bool zeSmlArchive::RenameCategory(const Concept& old_name, const Concept& new_na
     }
     CatData data = *found;
     RenameInSmls(old_name, new_name, data.category_counter);
-    const Concept removed = old_name;  // the caller's concept may be in the erased entry
     m_manager.category_info[new_name] = std::move(data);
-    m_manager.category_info.erase(removed);
+    // By position: the caller's name may be the key of the erased entry.
+    m_manager.category_info.erase(m_manager.category_info.find(old_name));
     m_manager.modified = true;
     return true;
 }
