@@ -1,7 +1,9 @@
-// require: ends a fuzz program if a property is broken. Memory_file: an input as a file.
+// Memory_file: a file in memory that can be opened by name, and `require` for the properties that a
+// fuzz target checks.
 #ifndef ZANDREL_FUZZ_MEMORY_FILE_H_
 #define ZANDREL_FUZZ_MEMORY_FILE_H_
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -9,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// Ends the program if a property is broken.
 inline void require(bool claim, const char* text) {
     if (!claim) {
         std::fprintf(stderr, "broken: %s\n", text);

@@ -67,6 +67,20 @@ protected:
     zeCorpus_view view{&corpus};
 };
 
+// A corpus on disk returns null for a message that it cannot read.
+TEST_F(zeCorpusviewTest, MessageThatTheCorpusCannotReadGetsNoNodes) {
+    Forgetting_corpus damaged;
+    damaged.held = MessageBuilder().labels({"sport"}).make();
+    view.set_corpus(&damaged);
+
+    view.add_msg(4, &manager);  // the corpus gives up the message
+    view.add_msg(5, &manager);
+
+    EXPECT_THAT(selected(), ElementsAre(4, 5));
+    EXPECT_EQ(view.msgs[0].cats.size(), 1U);
+    EXPECT_THAT(view.msgs[1].cats, IsEmpty());
+}
+
 TEST_F(zeCorpusviewTest, NewViewHasNoCorpus) {
     const zeCorpus_view empty;
 

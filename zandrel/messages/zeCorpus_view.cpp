@@ -40,6 +40,9 @@ void zeCorpus_view::add_msg(int index) {
 void zeCorpus_view::add_msg(int index, zeManager* manager) {
     const qtPtrLight<zeMsg> msg = corpus->get_numbered_msg(index);
     add_msg(index);
+    if (msg.IsNull()) {
+        return;
+    }
     std::vector<zeNode*>& cats = msgs.back().cats;
     const qtPtrLight<zePhysicalTree> tree = manager->m_physical_tree;
     for (const Concept& category : msg->categories) {

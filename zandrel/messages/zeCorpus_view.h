@@ -33,9 +33,10 @@ public:
     void add_msg(int index);
     // Appends a message with the leaf nodes of its categories, in their order. A category that the
     // manager's tree does not know becomes a new leaf node without a parent. A node that two
-    // categories share is there twice. If making a node raises an exception, the message remains in
-    // the selection, with the nodes so far.
-    // REQUIRES: a message of that number in the corpus.
+    // categories share is there twice. A message that the corpus cannot read gets no nodes. If
+    // making a node raises an exception, the message remains in the selection, with the nodes so
+    // far.
+    // REQUIRES: a number below the number of messages in the corpus.
     void add_msg(int index, zeManager* manager);
     // Replaces the selection by all messages of the corpus.
     void add_all_msgs();
