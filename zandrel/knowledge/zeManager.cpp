@@ -31,19 +31,29 @@ void zeManager::UnregisterObject(zeBase* object) {
 
 void zeManager::Release(zeBase* object) {
     UnregisterObject(object);
-    if (auto* const matcher = dynamic_cast<zeStat_matcher*>(object)) {
+    // A matcher has no storage if its record could not be read to the end.
+    auto* const matcher = dynamic_cast<zeStat_matcher*>(object);
+    if (matcher != nullptr && matcher->m_storage != nullptr) {
         UnregisterObject(matcher->m_storage);
         delete matcher->m_storage;
     }
     delete object;
 }
 
+// The file is flushed while its zeIO is still `m_io`, since a matcher writes its storage through
+// `m_io`.
 void zeManager::Release() {
+    if (!m_io.IsNull()) {
+        m_io->CloseCache();
+    }
     m_io.reset();
     ReleaseContent();
 }
 
 void zeManager::ReleaseContent() {
+    if (!m_io.IsNull()) {
+        m_io->ForgetCache();
+    }
     for (const auto& [id, object] : m_objects) {
         delete object;
     }

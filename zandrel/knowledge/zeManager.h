@@ -134,6 +134,8 @@ public:
     CTProgress* m_progress = nullptr;           // BORROWS: the current operation's, or null
 
 private:
+    void ReplaceIo();
+    void WriteCached(const qtString& path, KcIoMode& mode, CTProgress* progress);
     void LoadRecords(Hio<HSegment>& io);
 };
 

@@ -10,6 +10,7 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 namespace {
@@ -49,11 +50,24 @@ zeClassifier* zeManager::AddClassifier(zeNode* node, unsigned int type) {
     if (found == nullptr) {
         throw qtX<zeManager>(0, "Invalid classifier type", {qtString(std::to_string(type))});
     }
+    const unsigned int type_before = node->m_classifier_type;
+    const unsigned char flags_before = node->m_flags;
     zeClassifier* const classifier = make_classifier(*this, node, *found);
     try {
         m_physical_tree->set_classifier(node, classifier);
+        if (ReadOnDemand() != 0) {
+            m_io->DumpObject(classifier);
+            classifier->m_dirty = false;
+        }
     } catch (...) {
+        if (ReadOnDemand() != 0) {
+            m_io->RemoveFromCache(node);
+        }
+        node->m_classifier = nullptr;
+        node->m_classifier_id = 0;
         Release(classifier);
+        m_physical_tree->ChangeType(node, type_before);
+        node->m_flags = flags_before;
         throw;
     }
     return classifier;

@@ -3,6 +3,7 @@
 // docs/formats/kc.md
 #include "zandrel/knowledge/zeManager.h"
 
+#include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
@@ -37,21 +38,33 @@ void require_possible(const zeDefaults& settings) {
 
 }  // namespace
 
+// The old file is flushed while its zeIO is still `m_io`, as in Release().
+void zeManager::ReplaceIo() {
+    if (!m_io.IsNull()) {
+        m_io->LeaveCachedForm();
+    }
+    m_io = qtPtrLight<zeIO>(new zeIO(this));
+}
+
 void zeManager::Read(const qtString& path, KcIoMode* mode, CTProgress* progress) {
     KcIoMode defaults;
-    m_io = qtPtrLight<zeIO>(new zeIO(this));
+    ReplaceIo();
     m_io->LoadKC(path, mode == nullptr ? &defaults : mode, progress);
 }
 
 void zeManager::Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
     KcIoMode defaults;
-    m_io = qtPtrLight<zeIO>(new zeIO(this));
+    ReplaceIo();
     m_io->LoadKC(buffer, mode == nullptr ? &defaults : mode, progress);
 }
 
 void zeManager::Write(const qtString& path, KcIoMode* mode, CTProgress* progress) {
     KcIoMode defaults;
     KcIoMode& used = mode == nullptr ? defaults : *mode;
+    if (ReadOnDemand() != 0) {
+        WriteCached(path, used, progress);
+        return;
+    }
     if (m_io.IsNull()) {
         m_io = qtPtrLight<zeIO>(new zeIO(this));
     }
@@ -63,8 +76,27 @@ void zeManager::Write(const qtString& path, KcIoMode* mode, CTProgress* progress
     m_io->DumpKC(path, &used, progress);
 }
 
+// Saving under the name of the open file is a flush.
+void zeManager::WriteCached(const qtString& path, KcIoMode& mode, CTProgress* progress) {
+    const bool is_own_file = path == m_io->CacheFile();
+    if (mode.io_mode == KcIoMode::DIRECT_IO) {
+        if (is_own_file) {
+            throw qtX<zeManager>(2, "To remove Cache Format, save the KC under a new name");
+        }
+        m_io->CopyKC(path, &mode, nullptr, progress);
+    } else if (is_own_file) {
+        m_io->FlushCache(false, progress);
+    } else {
+        mode.io_mode = KcIoMode::CACHED_IO;
+        m_io->CopyKC(path, &mode, nullptr, progress);
+    }
+}
+
 void zeManager::Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
     KcIoMode defaults;
+    if (ReadOnDemand() != 0) {
+        throw qtX<zeManager>(3, "You may not copy a Cached KC to a buffer");
+    }
     m_io = qtPtrLight<zeIO>(new zeIO(this));
     m_io->DumpKC(buffer, mode == nullptr ? &defaults : mode, progress);
 }

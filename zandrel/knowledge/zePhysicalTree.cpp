@@ -10,6 +10,10 @@
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/zeIO.h"
+
+unsigned int g_MissedCacheCount = 0;
+unsigned int g_HitCacheCount = 0;
 
 namespace {
 
@@ -123,17 +127,38 @@ void zePhysicalTree::LeaveName(zeNode* node) {
     leave_list(node->m_classifier_type == ZE_LEAF ? m_finder : m_inner_nodes, node);
 }
 
+// Only a statistical classifier of a container in cached form can be out of memory.
 zeClassifier* zePhysicalTree::get_classifier(zeNode* node) {
+    zeIO* const io = m_manager->m_io.get();
+    if (io == nullptr || io->ReadOnDemand() == 0 || node->m_classifier_id == 0 ||
+        node->m_classifier_type == ZE_RULE) {
+        return node->m_classifier;
+    }
+    if (node->m_classifier == nullptr) {
+        tracef(s_trace_file, zandrel::kTraceDebug, "Adding classifier to cache: %s",
+               node->m_concept.c_str());
+        node->m_classifier = static_cast<zeClassifier*>(io->LoadFromCache(node));
+        ++g_MissedCacheCount;
+    } else {
+        io->TouchCache(node);
+        ++g_HitCacheCount;
+    }
     return node->m_classifier;
 }
 
-void zePhysicalTree::release_classifier(zeNode* node, zeIO* /*io*/) {
-    if (node->m_classifier == nullptr) {
+void zePhysicalTree::release_classifier(zeNode* node, zeIO* io) {
+    zeClassifier* const classifier = node->m_classifier;
+    if (classifier == nullptr) {
         return;
     }
-    tracef(s_trace_file, zandrel::kTraceDebug, "Removing classifier from cache %s: %s", "",
-           node->m_concept.c_str());
-    m_manager->Release(node->m_classifier);
+    const bool is_written = io != nullptr && classifier->m_dirty;
+    tracef(s_trace_file, zandrel::kTraceDebug, "Removing classifier from cache %s: %s",
+           is_written ? "(Writing changes)" : "", node->m_concept.c_str());
+    if (is_written) {
+        io->DumpObject(classifier);
+        classifier->m_dirty = false;
+    }
+    m_manager->Release(classifier);
     node->m_classifier = nullptr;
 }
 
@@ -141,12 +166,23 @@ void zePhysicalTree::set_classifier(zeNode* node, zeClassifier* classifier) {
     ChangeType(node, classifier == nullptr ? ZE_LEAF : classifier->GetType());
     node->m_classifier = classifier;
     node->m_classifier_id = classifier == nullptr ? 0 : classifier->m_id;
+    if (classifier != nullptr && classifier->GetType() != ZE_RULE &&
+        m_manager->ReadOnDemand() != 0) {
+        m_manager->m_io->TouchCache(node);
+        tracef(s_trace_file, zandrel::kTraceDebug, "New classifier added to cache: %s",
+               node->m_concept.c_str());
+    }
 }
 
+// The item is deleted before anything in memory changes, so a failure leaves the node as it was.
 void zePhysicalTree::delete_classifier(zeNode* node) {
     zeClassifier* const classifier = get_classifier(node);
     if (classifier == nullptr) {
         return;
+    }
+    if (m_manager->ReadOnDemand() != 0) {
+        m_manager->m_io->DeleteItem(node->m_classifier_id);
+        m_manager->m_io->RemoveFromCache(node);
     }
     node->remove_all_children();
     m_manager->Release(classifier);

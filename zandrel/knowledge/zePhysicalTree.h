@@ -52,16 +52,23 @@ public:
     void DelFinder(zeNode* node);
 
     // The node's classifier, or null if the node has no classifier. All code gets classifiers by
-    // this function, since a classifier may not be in memory.
+    // this function, since a classifier may not be in memory. In a container in cached form the
+    // call may read this classifier from the file, and write and release another one.
+    // VALID UNTIL: in cached form, `zeIO::ReadOnDemand` other statistical classifiers were fetched.
+    // RAISES: what zeIO::LoadFromCache and zeIO::TouchCache raise.
     zeClassifier* get_classifier(zeNode* node);
-    // Deletes the node's classifier from memory without writing its changes. `m_classifier_id` of
-    // the node does not change. `io` is not used.
+    // Deletes the node's classifier from memory, after writing it to `io` if it has changes and
+    // `io` is not null. `m_classifier_id` of the node does not change, so that the classifier can
+    // be read again.
+    // RAISES: what zeIO::DumpObject raises. The classifier is then still in memory.
     void release_classifier(zeNode* node, zeIO* io);
     // Gives the node a classifier and the type of this classifier; for null, no classifier and the
     // type ZE_LEAF.
+    // RAISES: what zeIO::TouchCache raises, after the node got the classifier.
     void set_classifier(zeNode* node, zeClassifier* classifier);
-    // Deletes the node's classifier for good and makes the node a leaf without children; nothing
-    // happens to a node without a classifier.
+    // Deletes the node's classifier for good, in cached form also its item in the file, and makes
+    // the node a leaf without children. Nothing happens to a node without a classifier.
+    // RAISES: what get_classifier and zeIO::DeleteItem raise. Nothing has changed then.
     void delete_classifier(zeNode* node);
     // Returns whether the way from `parent` to `child` is closed for this message. Below a leaf it
     // is always closed, below a statistical node never.
@@ -129,5 +136,10 @@ private:
 
     Nodes_by_name m_inner_nodes;  // nodes that are not leaves
 };
+
+// The number of uses of a classifier that was not in memory, and of one that was, in containers in
+// cached form. They count in the whole process and are never reset by the library.
+extern ZANDREL_EXPORT unsigned int g_MissedCacheCount;
+extern ZANDREL_EXPORT unsigned int g_HitCacheCount;
 
 #endif  // ZANDREL_KNOWLEDGE_ZEPHYSICALTREE_H_

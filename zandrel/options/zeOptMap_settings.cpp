@@ -114,6 +114,7 @@ void zeOptMap::SetKcDefaults(qtPtrLight<zeManager>& manager, bool propagate) {
     if (GetI("UseExtParms") == 0) {
         return;
     }
+    manager->m_modified = true;  // first, since an invalid value ends the loop
     for (const Setting* const row : kRowsOf<Setting_table::kOptionOrder>) {
         read_setting(*this, *row, *manager);
     }

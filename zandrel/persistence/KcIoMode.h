@@ -9,22 +9,28 @@ struct KcIoMode {
     enum Form : unsigned int {
         AUTO_IO = 0,    // the form of the file, or of the container
         DIRECT_IO = 1,  // plain: the file is read and written as a whole
-        CACHED_IO = 2,  // the file is open while it is in use; not available in this version
+        CACHED_IO = 2,  // the file is open while it is in use, and models are read when needed
     };
 
-    bool create = true;    // writing: begin a new file
+    // Writing the cached form with zeIO::DumpKC: begin a new file, in place of an existing one. If
+    // false, the items are added to an existing container, and replace those of the same objects.
+    bool create = true;
     bool compact = false;  // writing: without the statistics that only training needs
     // Writing: the top of the subtree to write, which has a classifier; null: everything. BORROWS
     const zeLogicalNode* root = nullptr;
     unsigned int cache_size = 20;  // limit of statistical classifiers in memory, cached form only
-    bool read_only = true;         // reading: the cached file is not changed
-    Form io_mode = AUTO_IO;        // in: the wanted form; out: the form that was used
-    bool compact_read = false;     // out: the compact flag of the file
-    bool unicode = false;          // out: the Unicode flag of the file
-    unsigned short version = 0;    // out: the version of the file
-    // Reading: verify the seal, and keep the statistics that only training needs as bytes until
-    // something needs them (zeStat_storage::complete). A program that only classifies then needs a
-    // third of the memory and a fraction of the time.
+    // Reading the cached form: changes remain in memory. A classifier that is released loses them.
+    // Becomes false if the file has version 1, since reading upgrades it.
+    bool read_only = true;
+    Form io_mode = AUTO_IO;      // in: the wanted form; out: the form that was used
+    bool compact_read = false;   // out: the compact flag of the file
+    bool unicode = false;        // out: the Unicode flag of the file
+    unsigned short version = 0;  // out: the version of the file
+    // Reading: verify the seal of a plain file, and keep the statistics that only training needs as
+    // bytes until something needs them (zeStat_storage::complete). A program that only classifies
+    // then needs a third of the memory and a fraction of the time. In cached form this applies to
+    // each classifier that is read later, and the seal is not verified, since that would read the
+    // whole file.
     bool for_classifying = false;
 };
 

@@ -1,5 +1,5 @@
-// Writes and reads the items of a container's file, and its identity (id, version and flags). The
-// order of whole loads and dumps is in zeIO_read.cpp and zeIO_write.cpp.
+// Writes and reads the items of a container's file. The order of whole loads and dumps is in
+// zeIO_read.cpp and zeIO_write.cpp, and the cached form in zeIO_cache.cpp.
 //
 // A container has one item for each object, and one for the manager. The manager's record contains
 // both trees, the settings and the last object id. An example: a container has one statistical
@@ -51,7 +51,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-#include "zandrel/persistence/Kc_seal.h"
+#include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/Kc_steps.h"
 
 using zandrel::detail::kKcCompact;
@@ -61,17 +61,6 @@ using zandrel::detail::kKcUnicode;
 namespace {
 
 constexpr unsigned int kFirstScrambledVersion = 2;
-
-[[noreturn]] void refuse_cached_form() {
-    throw qtX<zeIO>(9, "Cached form of a KC is not available");
-}
-
-// We refuse the cached form, and also values that are not a form at all.
-void RequirePlainForm(const KcIoMode& mode) {
-    if (mode.io_mode != KcIoMode::AUTO_IO && mode.io_mode != KcIoMode::DIRECT_IO) {
-        refuse_cached_form();
-    }
-}
 
 // Replaces each byte by its exclusive or with the byte of `cover`, eight bytes at a time.
 void Cover(char* bytes, const char* cover, unsigned int byte_count) {
@@ -94,10 +83,8 @@ void Cover(char* bytes, const char* cover, unsigned int byte_count) {
 
 zeIO::zeIO(zeManager* manager) : m_manager(manager) {}
 
-zeIO::~zeIO() = default;
-
-unsigned int zeIO::ReadOnDemand() const {
-    return 0;  // There is no cached form, so all classifiers are in memory.
+zeIO::~zeIO() {
+    CloseCache();
 }
 
 // Builds a record in memory, with converted texts if a converter is set, and writes it as an item.
@@ -134,8 +121,9 @@ zeBase* zeIO::LoadObject(unsigned int id, zeNode* node) {
     io >> type;
     zeBase* const object = zeObjectFactory(type, io, m_manager, node);
     if (object->m_id != id) {  // The record belongs to another key.
-        throw qtX<zeIO>(10, "Invalid object id in kc file",
-                        {qtString(std::to_string(object->m_id))});
+        const qtString wrong_id(std::to_string(object->m_id));
+        m_manager->Release(object);
+        throw qtX<zeIO>(10, "Invalid object id in kc file", {wrong_id});
     }
     io.device->Close();
     return object;
@@ -151,17 +139,20 @@ void zeIO::LoadManager() {
 
 void zeIO::WriteItem(const qtString& key, SegBuf& buffer) {
     Scramble(buffer);
-    if (m_io_mode != KcIoMode::DIRECT_IO) {
-        refuse_cached_form();
+    if (m_io_mode == KcIoMode::DIRECT_IO) {
+        m_pack.AddAtOffset(key, buffer, 0);
+    } else {
+        AddToFile(key, buffer);
     }
-    m_pack.AddAtOffset(key, buffer, 0);
 }
 
 void zeIO::ReadItem(const qtString& key, SegBuf& buffer) {
-    if (m_io_mode != KcIoMode::DIRECT_IO) {
-        refuse_cached_form();
+    if (m_io_mode == KcIoMode::DIRECT_IO) {
+        m_pack.GetItem(key, buffer);
+    } else {
+        ZANDREL_ASSERT(!m_cache_pack.IsNull(), "!m_cache_pack.IsNull()");
+        m_cache_pack->GetItem(key, buffer);
     }
-    m_pack.GetItem(key, buffer);
     if (m_version >= kFirstScrambledVersion) {
         Scramble(buffer);
     }
@@ -181,61 +172,6 @@ void zeIO::Scramble(SegBuf& buffer) const {
         Cover(run, cover.data(), length);
         position += length;
     }
-}
-
-void zeIO::VerifyMagic(bool write, bool& compact, bool& unicode, unsigned short& version) {
-    unsigned char flags = 0;
-    if (write) {
-        flags = static_cast<unsigned char>((unicode ? kKcUnicode : 0) | (compact ? kKcCompact : 0));
-        m_pack.SetFileID(kKcFileId, version, flags);
-        m_version = version;
-        return;
-    }
-    unsigned int id = 0;
-    bool is_bad = false;
-    m_pack.GetFileID(id, version, flags, is_bad);
-    if (is_bad || id != kKcFileId) {
-        throw qtX<zeIO>(1, "Not a kc file");
-    }
-    if (version != 1 && version != zandrel::detail::kKcVersion) {
-        throw qtX<zeIO>(2, "Invalid version in kc file", {qtString(std::to_string(version))});
-    }
-    m_version = version;
-    compact = (flags & kKcCompact) != 0;
-    m_compact_read = compact;
-    unicode = (flags & kKcUnicode) != 0;
-}
-
-void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
-    RequirePlainForm(mode);
-    m_pack.Open(file, 'r');
-    IdentifyOpened(mode);
-    mode.io_mode = KcIoMode::DIRECT_IO;
-    m_io_mode = KcIoMode::DIRECT_IO;
-}
-
-// A load for classifying keeps parts of records unread, so damage there would be found late or
-// never. Therefore we verify the seal first.
-void zeIO::IdentifyOpened(KcIoMode& mode) {
-    if (mode.for_classifying) {
-        zandrel::Kc_seal::Verify(m_pack);
-    }
-    VerifyMagic(false, mode.compact_read, mode.unicode, mode.version);
-    m_manager->m_version = static_cast<unsigned short>(m_version);
-    m_for_classifying = mode.for_classifying;
-}
-
-void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {
-    RequirePlainForm(mode);
-    mode.read_only = false;
-    m_read_only = false;
-    m_compact = mode.compact;
-    mode.io_mode = KcIoMode::DIRECT_IO;
-    m_io_mode = KcIoMode::DIRECT_IO;
-    m_pack.Open(file, 'w');
-    bool is_unicode = false;
-    unsigned short version = zandrel::detail::kKcVersion;
-    VerifyMagic(true, m_compact, is_unicode, version);
 }
 
 void zeIO::SetUnicodeFlag(const qtString& file, bool flag) {

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/qtX.h"
@@ -13,6 +14,19 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 namespace {
+
+// Reads the rest of an object's record. If this fails, the object leaves the registry and is
+// deleted, so that a second attempt to read it meets the same state.
+template <class Object, class Read>
+zeBase* read_rest(Object* object, zeManager* manager, Read&& read) {
+    try {
+        read(*object);
+    } catch (...) {
+        manager->Release(object);
+        throw;
+    }
+    return object;
+}
 
 // Sets an object's manager and its id, which is read from the record, and enters it in the
 // registry, which then owns it.
@@ -37,27 +51,31 @@ Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* mana
                     {qtString(std::to_string(classifier.m_id))});
 }
 
-zeBase* load_classifier(const zandrel::detail::Classifier_type& type, Hio<HSegment>& io,
-                        zeManager* manager, zeNode* node) {
-    zeClassifier* const classifier = enter(type.make_empty(), io, manager);
+void read_classifier(const zandrel::detail::Classifier_type& type, zeClassifier& classifier,
+                     Hio<HSegment>& io, zeManager* manager, const zeNode* node) {
     // A node is given only for a storage. If a damaged file names a statistical classifier there,
     // it would look for its own storage in turn. A long chain of them would overflow the stack.
     if (type.has_storage && node != nullptr) {
-        refuse_place_of(*classifier);
+        refuse_place_of(classifier);
     }
-    classifier->m_node = manager->LoadCat(io, nullptr);
-    if (classifier->m_node == nullptr) {
-        refuse_place_of(*classifier);
+    classifier.m_node = manager->LoadCat(io, nullptr);
+    if (classifier.m_node == nullptr) {
+        refuse_place_of(classifier);
     }
-    type.load(*classifier, io);
-    return classifier;
+    type.load(classifier, io);
+}
+
+zeBase* load_classifier(const zandrel::detail::Classifier_type& type, Hio<HSegment>& io,
+                        zeManager* manager, const zeNode* node) {
+    return read_rest(enter(type.make_empty(), io, manager), manager, [&](zeClassifier& classifier) {
+        read_classifier(type, classifier, io, manager, node);
+    });
 }
 
 zeBase* load_storage(Hio<HSegment>& io, zeManager* manager, zeNode* node) {
     auto fresh = std::make_unique<zeStat_storage>(nullptr, manager->m_defaults);
-    zeStat_storage* const storage = enter(std::move(fresh), io, manager);
-    storage->Load(io, node);
-    return storage;
+    return read_rest(enter(std::move(fresh), io, manager), manager,
+                     [&io, node](zeStat_storage& storage) { storage.Load(io, node); });
 }
 
 }  // namespace

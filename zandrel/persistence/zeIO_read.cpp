@@ -1,6 +1,9 @@
 // Reads a container: first the manager with the trees, then the classifiers with their models, then
 // the checks that need all of them. If a step raises, the manager is emptied and gets its earlier
 // settings back.
+//
+// In cached form, statistical classifiers remain in the file until they are needed. So a check that
+// needs all of them is replaced by one of each classifier when it is read.
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
@@ -15,6 +18,7 @@
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/Damaged_item.h"
 #include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/statistics/zeStat_matcher.h"
@@ -62,6 +66,13 @@ bool has_statistics(const zeStat_storage& storage) {
                        [](const auto& profile) { return has_statistics(*profile); });
 }
 
+// A container whose flag says compact has no model with statistics.
+void require_compact_as_marked(const zeManager& manager, const zeStat_storage& storage) {
+    if (manager.m_compact && has_statistics(storage)) {
+        zandrel::detail::RaiseDamagedItem("compact flag", storage.m_id);
+    }
+}
+
 // Sets the manager's compact flag, which prevents learning. The flag in the file is one bit and may
 // be damaged, and learning without statistics would spoil a model. So the contents decide:
 //
@@ -83,14 +94,17 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
             continue;
         }
         const zeStat_storage& storage = *matcher->m_storage;
-        const bool is_with_statistics = has_statistics(storage);
-        if (manager.m_compact && is_with_statistics) {
-            zandrel::detail::RaiseDamagedItem("compact flag", storage.m_id);
-        }
-        is_any_with_statistics = is_any_with_statistics || is_with_statistics;
+        require_compact_as_marked(manager, storage);
+        is_any_with_statistics = is_any_with_statistics || has_statistics(storage);
         has_counted = has_counted || storage.m_num_msgs > 0;
     }
     manager.m_compact = manager.m_compact || (has_counted && !is_any_with_statistics);
+}
+
+[[noreturn]] void refuse_classifier(zeManager& manager, zeBase* object) {
+    const qtString id(std::to_string(object->m_id));
+    manager.Release(object);
+    throw qtX<zeIO>(11, "Classifier without its node in kc file", {id});
 }
 
 }  // namespace
@@ -98,48 +112,79 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
 void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
     const qtPtrLight<zeIO> alive = m_manager->m_io;  // a failed load resets m_io
+    LeaveCachedForm();
     const zandrel::detail::Open_package open(m_pack);
     OpenRead(file, *mode);
+    ZANDREL_ASSERT(m_io_mode != KcIoMode::AUTO_IO, "m_io_mode != KcIoMode::AUTO_IO");
     LoadOpened(progress);
 }
 
 void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
     const qtPtrLight<zeIO> alive = m_manager->m_io;  // a failed load resets m_io
+    LeaveCachedForm();
     const zandrel::detail::Open_package open(m_pack);
     m_io_mode = KcIoMode::DIRECT_IO;
     mode->io_mode = KcIoMode::DIRECT_IO;
     m_pack.Open(buffer, 'r');
-    IdentifyOpened(*mode);
+    IdentifyPlain(*mode);
     LoadOpened(progress);
 }
 
+// The file in cached form is closed before the manager is emptied, so that nothing is written.
 void zeIO::LoadOpened(CTProgress* progress) {
     Kept_settings kept(*m_manager);
     try {
         LoadClassifiers(progress);
-        m_pack.Close();
-        m_for_classifying = false;
+        if (ReadOnDemand() == 0) {
+            m_pack.Close();
+            m_for_classifying = false;
+        }
     } catch (...) {
+        AbandonCache();
         m_manager->Release();
         kept.put_back();
         throw;
     }
 }
 
+// Upgrades the open file by reading it, as LoadOpened reads one.
+void zeIO::UpgradeOpened(KcIoMode& mode) {
+    Kept_settings kept(*m_manager);
+    const unsigned short version_before = m_manager->m_version;
+    try {
+        m_read_only = false;
+        ConvertCachedKc(mode);
+    } catch (...) {
+        AbandonCache();
+        m_manager->Release();
+        kept.put_back();
+        m_manager->m_version = version_before;
+        throw;
+    }
+}
+
+unsigned int zeIO::ItemCount() const {
+    return ReadOnDemand() == 0 ? m_pack.GetIndexSize() : m_cache_pack->GetIndexSize();
+}
+
 void zeIO::LoadClassifiers(CTProgress* progress) {
     const zandrel::detail::Progress steps(progress);
-    steps.set_total(m_pack.GetIndexSize());
+    steps.set_total(ItemCount());
     LoadManager();
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(m_manager->m_root);
     steps.set_total(nodes.size() + 1);
     steps.step();
     for (zeNode* const node : nodes) {
-        LoadClassifier(node);
+        if (ReadOnDemand() == 0 || node->m_classifier_type != ZE_STAT) {
+            LoadClassifier(node);
+        }
         steps.step();
     }
     zandrel::detail::RequireTrees(*m_manager);
-    settle_compact_form(*m_manager, nodes);
+    if (ReadOnDemand() == 0) {
+        settle_compact_form(*m_manager, nodes);
+    }
     steps.end();
 }
 
@@ -147,8 +192,26 @@ void zeIO::LoadClassifier(zeNode* node) {
     zeBase* const object = LoadObject(node->m_classifier_id, nullptr);
     auto* const classifier = dynamic_cast<zeClassifier*>(object);
     if (classifier == nullptr || classifier->m_node != node) {
-        throw qtX<zeIO>(11, "Classifier without its node in kc file",
-                        {qtString(std::to_string(object->m_id))});
+        refuse_classifier(*m_manager, object);
     }
     m_manager->m_physical_tree->set_classifier(node, classifier);
+    if (ReadOnDemand() != 0) {
+        classifier->m_dirty = false;  // Reading its rules has marked a switcher as changed.
+    }
+}
+
+// Reads a statistical classifier that the tree needs.
+zeBase* zeIO::LoadCached(zeNode* node) {
+    zeBase* const object = LoadObject(node->m_classifier_id, nullptr);
+    const auto* const matcher = dynamic_cast<const zeStat_matcher*>(object);
+    if (matcher == nullptr || matcher->m_node != node) {
+        refuse_classifier(*m_manager, object);
+    }
+    try {
+        require_compact_as_marked(*m_manager, *matcher->m_storage);
+    } catch (...) {
+        m_manager->Release(object);
+        throw;
+    }
+    return object;
 }

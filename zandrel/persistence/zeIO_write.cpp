@@ -2,7 +2,8 @@
 // result could be read again, then write the classifiers with their models, then the manager.
 #include "zandrel/persistence/zeIO.h"
 
-#include <utility>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
@@ -14,32 +15,44 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/Kc_steps.h"
 
 namespace {
 
-// Raises an error unless all classifiers below `top` can be read again. A reader needs the node of
-// a classifier and all its categories. A category that is a leaf is written wherever it is in the
-// tree. Any other category must be below `top`, since only there its own classifier is written.
-void require_classifiers(const zeNode* top) {
-    hash_set<zeNode*, zePointer_hash> written;
-    if (top != nullptr) {
-        top->get_subtree(written);
+using Nodes = hash_set<zeNode*, zePointer_hash>;
+
+// Raises an error unless a classifier can be read again. A reader needs the node of the classifier
+// and all its categories. A category that is a leaf is written wherever it is in the tree. Any
+// other category must be in `written`, since only there its own classifier is written.
+void require_classifier(zeNode* node, zeClassifier& classifier, const Nodes& written) {
+    if (classifier.m_node != node) {
+        zandrel::detail::RaiseDamagedTree("classifiers");
     }
     std::vector<zeNode*> categories;
-    for (const zeNode* const node : written) {
-        const zeClassifier* const classifier = node->m_classifier;
-        if (classifier != nullptr && classifier->m_node != node) {
-            zandrel::detail::RaiseDamagedTree("classifiers");
-        }
-        if (classifier != nullptr) {
-            node->m_classifier->get_all_categories(categories);
-        }
-    }
+    classifier.get_all_categories(categories);
     for (zeNode* const category : categories) {
         if (category == nullptr || category->m_node_id == 0 ||
             (category->m_classifier_type != ZE_LEAF && written.count(category) == 0)) {
             zandrel::detail::RaiseDamagedTree("categories");
+        }
+    }
+}
+
+Nodes nodes_from(const zeNode* top) {
+    Nodes nodes;
+    if (top != nullptr) {
+        top->get_subtree(nodes);
+    }
+    return nodes;
+}
+
+// Checks the classifiers at and below `top` that are in memory.
+void require_classifiers(const zeNode* top) {
+    const Nodes written = nodes_from(top);
+    for (zeNode* const node : written) {
+        if (node->m_classifier != nullptr) {
+            require_classifier(node, *node->m_classifier, written);
         }
     }
 }
@@ -63,6 +76,10 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
 
 void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
+    if (mode->io_mode == KcIoMode::CACHED_IO || ReadOnDemand() != 0) {
+        CopyTo(file, *mode, nullptr, kDumpRefused, progress);
+        return;
+    }
     zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
     const zandrel::detail::Open_package open(m_pack);
     OpenWrite(file, *mode);
@@ -72,6 +89,9 @@ void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
 
 void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
     ZANDREL_ASSERT(m_manager->m_io.get() == this, "m_manager->m_io.get() == this");
+    if (ReadOnDemand() != 0) {
+        throw qtX<zeManager>(3, "You may not copy a Cached KC to a buffer");
+    }
     zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
     m_io_mode = KcIoMode::DIRECT_IO;
     m_compact = mode->compact;
@@ -79,7 +99,7 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     unsigned short version = zandrel::detail::kKcVersion;
     const zandrel::detail::Open_package open(m_pack);
     m_pack.Open(buffer, 'w');
-    VerifyMagic(true, m_compact, is_unicode, version);
+    VerifyMagic(true, false, m_compact, is_unicode, version);
     DumpClassifiers(start, mode->root, progress);
     m_pack.Close();
 }
@@ -100,29 +120,76 @@ void zeIO::DumpClassifiers(zeNode* start, const zeLogicalNode* root, CTProgress*
 
 void zeIO::CopyKC(const qtString& file, KcIoMode* mode, KcConverter* converter,
                   CTProgress* progress) {
-    zeNode* const start = VerifiedStart(mode->root, kCopyRefused);
-    const qtPtrLight<zeIO> own = m_manager->m_io;
-    const zandrel::detail::Restored<qtPtrLight<zeIO>> at_end(m_manager->m_io);
+    mode->create = true;
+    CopyTo(file, *mode, converter, kCopyRefused, progress);
+}
+
+void zeIO::CopyTo(const qtString& file, KcIoMode& mode, KcConverter* converter, int refusal,
+                  CTProgress* progress) {
+    zeNode* const start = VerifiedStart(mode.root, refusal);
+    RequireOtherFile(file);
     const qtPtrLight<zeIO> target(new zeIO(m_manager));
     if (converter != nullptr) {
         target->m_converter = ConvertEncoding;
         target->m_converter_context = converter;
     }
-    mode->create = true;
-    target->OpenWrite(file, *mode);
+    try {
+        target->OpenWrite(file, mode);
+        CopyItems(target, start, mode.root, progress);
+    } catch (...) {
+        target->AbandonCache();  // Otherwise its destructor would complete the file.
+        throw;
+    }
+}
+
+// The manager is on its own file to fetch a classifier, and on the target to write it: a matcher
+// writes its model through the manager's m_io. A classifier that was in memory was verified before.
+void zeIO::CopyItems(const qtPtrLight<zeIO>& target, zeNode* start, const zeLogicalNode* root,
+                     CTProgress* progress) {
+    const qtPtrLight<zeIO> own = m_manager->m_io;
+    const zandrel::detail::Restored<qtPtrLight<zeIO>> at_end(m_manager->m_io);
+    const Nodes written = nodes_from(start);
     const zandrel::detail::Progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
     for (zeNode* const node : nodes) {
         m_manager->m_io = own;
-        const zeBase* const classifier = m_manager->m_physical_tree->get_classifier(node);
-        m_manager->m_io = target;  // a matcher writes its model through the manager's m_io
+        zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
+        if (m_manager->ReadOnDemand() != 0) {
+            require_classifier(node, *classifier, written);
+        }
+        m_manager->m_io = target;
         target->DumpObject(classifier);
         steps.step();
     }
     m_manager->m_io = target;
-    target->DumpManager(mode->root);
+    target->DumpManager(root);
     steps.count();
-    target->m_pack.Close();
-    steps.end();
+    target->FinishCopy(progress);
+}
+
+// A copy in cached form ends with the steps of FlushCache that are about the file. The manager's
+// changes belong to its own file, so neither its switchers nor its record are written here.
+void zeIO::FinishCopy(CTProgress* progress) {
+    if (m_io_mode == KcIoMode::DIRECT_IO) {
+        m_pack.Close();
+    } else {
+        ClearCache(progress);
+        WriteCompactFlag(m_compact);
+        WriteCacheIndex();
+        const qtPtrLight<CachePack> pack = m_cache_pack;
+        AbandonCache();
+        pack->Close();
+    }
+    zandrel::detail::Progress(progress).end();
+}
+
+void zeIO::RequireOtherFile(const qtString& file) const {
+    if (m_cache_pack.IsNull()) {
+        return;
+    }
+    std::error_code error;  // set if one of them does not exist; they then differ
+    if (file == CacheFile() || std::filesystem::equivalent(file.str(), CacheFile().str(), error)) {
+        throw qtX<zeIO>(13, "File is the open container: " + file, {file});
+    }
 }

@@ -48,7 +48,11 @@ void zeStat_matcher::Load(Hio<HSegment>& io) {
     load_table(io);
     unsigned int storage_id = 0;
     io >> storage_id;
-    m_storage = dynamic_cast<zeStat_storage*>(m_manager->m_io->LoadObject(storage_id, m_node));
+    zeBase* const object = m_manager->m_io->LoadObject(storage_id, m_node);
+    m_storage = dynamic_cast<zeStat_storage*>(object);
+    if (m_storage == nullptr) {
+        m_manager->Release(object);
+    }
     ZANDREL_ASSERT(m_storage != nullptr, "m_storage");
     require_sound_table();
     m_table.set_profile_end(m_storage->profile_count());
