@@ -178,7 +178,7 @@ void zeIO::FlushCache(bool close, CTProgress* progress) {
     if (!m_read_only) {
         RequireWhole();
         if (m_manager->m_modified) {
-            VerifiedStart(nullptr, 0);
+            RequireReadable(m_manager->m_root);
         }
     }
     ClearCache(progress);

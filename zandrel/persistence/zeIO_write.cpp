@@ -68,10 +68,14 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
         const Concept& name = start == nullptr ? root->category : start->m_concept;
         throw qtX<zeIO>(refusal, "Logical node is not a Classifier", {name.text()});
     }
-    // We do not write trees that could not be read again.
+    RequireReadable(start);
+    return start;
+}
+
+// We do not write trees that could not be read again.
+void zeIO::RequireReadable(const zeNode* start) const {
     zandrel::detail::RequireTrees(*m_manager);
     require_classifiers(start);
-    return start;
 }
 
 void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
