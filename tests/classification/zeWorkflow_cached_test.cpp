@@ -184,7 +184,7 @@ protected:
         operation(plain);
         operation(limited);
         EXPECT_LE(count_in_memory(limited), GetParam());
-        EXPECT_TRUE(same_bytes(plain_copy_of(limited), saved(plain)));
+        EXPECT_TRUE(same_bytes(saved_plain(limited), saved(plain)));
     }
 
     const Stopped_clock clock;
@@ -253,7 +253,7 @@ TEST_P(zeWorkflowCachedTest, TrainingOnlyTheRootGivesTheRecordsOfAContainerInMem
         zeNode* const leaf = manager.m_physical_tree->GetLeafNodes(term(leaf_of(2, 1))).front();
         tree.DelLogicalNode(tree.FindCategory(leaf).id, true);
     });
-    open_cached(limited, file.path(), GetParam());
+    read_cached(limited, file.path(), GetParam());
     read_kc(plain, saved(plain));
     Do([](zeManager& manager) {
         zeLogicalTree& tree = *manager.m_logical_tree;
@@ -269,7 +269,7 @@ INSTANTIATE_TEST_SUITE_P(Limits, zeWorkflowCachedTest, testing::Values(1U, 2U, 2
 using Models = std::map<unsigned int, std::string>;
 
 Models models_of(zeManager& manager) {
-    Kc_items items(plain_copy_of(manager));
+    Kc_items items(saved_plain(manager));
     Models models;
     for (const auto& [id, node] : manager.m_physical_tree->m_nodes) {
         if (node.m_classifier_type == ZE_STAT) {
@@ -292,7 +292,7 @@ protected:
         train(built, 50, 30);
         write_cached(built, file.path());
         m_content = file.content();
-        open_cached(manager, file.path(), kLimit);
+        read_cached(manager, file.path(), kLimit);
     }
 
     template <class Operation>
@@ -315,7 +315,7 @@ protected:
             EXPECT_GE(changed, most_changed);
             most_changed = changed;
             ExpectChildrenAreCategories();
-            open_cached(manager, file.path(), kLimit);
+            read_cached(manager, file.path(), kLimit);
             EXPECT_TRUE(models_of(manager) == left);
         }
         EXPECT_GT(most_changed, 3U);
@@ -324,7 +324,7 @@ protected:
     void Reset() {
         manager.Release();
         file.write(m_content);
-        open_cached(manager, file.path(), kLimit);
+        read_cached(manager, file.path(), kLimit);
     }
 
     static std::size_t CountChanged(const Models& models, const Models& before,

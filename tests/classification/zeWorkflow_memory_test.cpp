@@ -87,7 +87,7 @@ void expect_to_survive(Operation operation) {
 
 // The records of the statistical nodes, classifier and model together, by id of the node.
 std::map<unsigned int, std::string> stored_models(zeManager& manager) {
-    Kc_items items(plain_copy_of(manager));
+    Kc_items items(saved_plain(manager));
     std::map<unsigned int, std::string> models;
     for (const auto& [id, node] : manager.m_physical_tree->m_nodes) {
         if (node.m_classifier_type == ZE_STAT) {
@@ -111,7 +111,7 @@ void expect_whole_models(Operation operation) {
     const std::string content = file.content();
     zeManager manager;
     News_desk desk(manager);
-    open_cached(manager, file.path(), 1);
+    read_cached(manager, file.path(), 1);
     const auto before = stored_models(manager);
     operation(desk);
     const auto after = stored_models(manager);
@@ -122,12 +122,12 @@ void expect_whole_models(Operation operation) {
         SCOPED_TRACE(index);
         manager.Release();
         file.write(content);
-        open_cached(manager, file.path(), 1);
+        read_cached(manager, file.path(), 1);
         has_failed = fails_at(index, [&] { operation(desk); });
         manager.m_progress = nullptr;
         manager.Release();
         try {
-            open_cached(manager, file.path(), 1);
+            read_cached(manager, file.path(), 1);
         } catch (const qtX<zeIO>& refusal) {
             EXPECT_EQ(refusal.number(), 8);
             continue;

@@ -133,7 +133,7 @@ void Random_edits::Reopen() {
     } else if (!IsLimited()) {
         continue_cached(m_manager, qtString(m_limit.path), m_limit.size);
     } else {
-        open_cached(m_manager, qtString(m_limit.path), m_limit.size);
+        read_cached(m_manager, qtString(m_limit.path), m_limit.size);
     }
     m_model.cache_size = m_limit.size;
     m_model.last_id = std::prev(m_model.nodes.end())->first;
@@ -607,5 +607,5 @@ void run_limited_edits(unsigned int seed, bool is_compat55, std::size_t size, un
     EXPECT_GT(limited.DoneCount(), edit_count / 5) << "the dice are loaded";
     EXPECT_EQ(limited.TooSmallCount() > 0, limit == 1) << "only a limit of 1 refuses edits";
     limited.Manager().m_config = in_memory.Manager().m_config;  // ids and times of the containers
-    EXPECT_TRUE(same_bytes(plain_copy_of(limited.Manager()), saved(in_memory.Manager())));
+    EXPECT_TRUE(same_bytes(saved_plain(limited.Manager()), saved(in_memory.Manager())));
 }

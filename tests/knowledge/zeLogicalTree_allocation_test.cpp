@@ -82,21 +82,21 @@ void ExpectFileCanBeOpened(const std::function<void(Container&)>& edit) {
         ExpectNoDanglingPointers(kc.manager);
         if (!IsFlushed(kc)) {
             kc.manager.Release();
-            EXPECT_QTX(open_cached(kc.manager, file.path(), kLimit), zeIO, 8,
+            EXPECT_QTX(read_cached(kc.manager, file.path(), kLimit), zeIO, 8,
                        "KB index is not synchronized (Run RebuildIndex Utility)");
             continue;
         }
         ++flushed_count;
-        open_cached(kc.manager, file.path(), kLimit);
+        read_cached(kc.manager, file.path(), kLimit);
         ExpectNoDanglingPointers(kc.manager);
         zeManager in_memory;
-        read_kc(in_memory, plain_copy_of(kc.manager));
+        read_kc(in_memory, saved_plain(kc.manager));
         ExpectNoDanglingPointers(in_memory);
         if (!has_failed) {
             ExpectSound(in_memory);
         }
         DeleteChildrenOfRoot(kc);
-        open_cached(kc.manager, file.path(), kLimit);
+        read_cached(kc.manager, file.path(), kLimit);
     }
     EXPECT_GT(flushed_count, index / 12);
     EXPECT_LT(index, kMostAllocations);

@@ -39,7 +39,7 @@ protected:
         Reopen(1);
     }
 
-    void Reopen(unsigned int limit) { open_cached(kc.manager, file.path(), limit); }
+    void Reopen(unsigned int limit) { read_cached(kc.manager, file.path(), limit); }
 
     void SetType(unsigned int id, unsigned char type) {
         zeLogicalNode changed = kc.Copy(id);
@@ -197,7 +197,7 @@ TEST_F(zeLogicalTreeCachedTest, DeletedClassifierLeavesTheItemOfItsStorage) {
     EXPECT_FALSE(HasItem(classifier));
     EXPECT_TRUE(HasItem(storage));
     zeManager in_memory;
-    read_kc(in_memory, plain_copy_of(kc.manager));
+    read_kc(in_memory, saved_plain(kc.manager));
     ExpectSound(in_memory);
     EXPECT_EQ(in_memory.m_objects.count(storage), 0U);
 }
@@ -208,7 +208,7 @@ TEST_F(zeLogicalTreeCachedTest, LeafWithoutAParentIsInTheRecord) {
     EXPECT_EQ(kc.manager.m_physical_tree->GetLeafNodes(term("loose")).size(), 1U);
     // No classifier in memory knows the leaf, so a container in memory does not save it.
     zeManager in_memory;
-    read_kc(in_memory, plain_copy_of(kc.manager));
+    read_kc(in_memory, saved_plain(kc.manager));
     EXPECT_EQ(in_memory.m_physical_tree->GetLeafNodes(term("loose")).size(), 1U);
     zeManager again;
     read_kc(again, saved(in_memory));
@@ -230,13 +230,13 @@ TEST_F(zeLogicalTreeCachedTest, LeafOfAnInterruptedTrainingBecomesAChildWhenTheC
     Reopen(1);
     EXPECT_EQ(kc.Matcher(topics).category_count(), 3U);
     zeManager in_memory;
-    read_kc(in_memory, plain_copy_of(kc.manager));
+    read_kc(in_memory, saved_plain(kc.manager));
     ExpectSound(in_memory);
 }
 
 TEST_F(zeLogicalTreeCachedTest, LooseLeafOfAContainerInMemoryIsAChildInACachedCopy) {
     zeManager in_memory;
-    read_kc(in_memory, plain_copy_of(kc.manager));
+    read_kc(in_memory, saved_plain(kc.manager));
     zeLogicalTree& tree = *in_memory.m_logical_tree;
     zeNode* const topics_node = tree.GetNode(topics).physical_node;
     TrainInPart(in_memory, dynamic_cast<zeStat_matcher&>(*topics_node->m_classifier),
@@ -285,7 +285,7 @@ TEST_F(zeLogicalTreeCachedTest, ChangeOfAStorageIsWrittenWhenTheClassifierLeaves
 // The answers of a cached container, compared with those of a container in memory.
 TEST_F(zeLogicalTreeCachedTest, EditsOfACompactContainerAreAllowedAsInMemory) {
     zeManager in_memory;
-    read_kc(in_memory, plain_copy_of(kc.manager));
+    read_kc(in_memory, saved_plain(kc.manager));
     in_memory.m_compact = true;
     int allowed_count = 0;
     int refused_count = 0;
