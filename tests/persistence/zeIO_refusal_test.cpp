@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/storage/AbstractHreclaim.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "tests/support/expect_qtx.h"
@@ -51,10 +52,29 @@ protected:
     }
 };
 
+// A file that does not begin as a package can only be a container in cached form, so the error is
+// that of a record file.
 TEST_F(zeIORefusedTest, FileThatIsNoPackageIsRefused) {
     for (const char* bytes : {"", "x", "a text that is longer than any header is"}) {
         SCOPED_TRACE(bytes);
-        ExpectRefused(bytes, 1, "Not a kc file", {});
+        const Scratch_file on_disk(bytes);
+        const Unchanged unchanged(kc.manager);
+        KcIoMode plain;
+        plain.io_mode = KcIoMode::DIRECT_IO;
+
+        EXPECT_QTX_ARGS(read_kc(kc.manager, bytes), zeIO, 1, "Not a kc file", {});
+        EXPECT_QTX_ARGS(kc.manager.Read(on_disk.path(), &plain, nullptr), zeIO, 1, "Not a kc file",
+                        {});
+        if (std::string_view(bytes).size() < 4) {
+            EXPECT_QTX_ARGS(kc.manager.Read(on_disk.path(), nullptr, nullptr), HioErr,
+                            HioErr::kReadFailed, "Read error in file " + on_disk.path().str(),
+                            {on_disk.path()});
+        } else {
+            EXPECT_QTX_ARGS(kc.manager.Read(on_disk.path(), nullptr, nullptr), AbstractHreclaim,
+                            AbstractHreclaim::kWrongFormat,
+                            "Input file is not in expected format: " + on_disk.path().str(),
+                            {on_disk.path()});
+        }
     }
 }
 
@@ -85,13 +105,30 @@ TEST_F(zeIORefusedTest, OtherVersionsAreRefused) {
 TEST_F(zeIORefusedTest, ErrorOfAMissingFileIsPassedOn) {
     const Scratch_file none;
     const Unchanged unchanged(kc.manager);
-    for (const KcIoMode::Form form : {KcIoMode::AUTO_IO, KcIoMode::DIRECT_IO}) {
-        KcIoMode mode;
+    KcIoMode mode;
+    mode.io_mode = KcIoMode::DIRECT_IO;
+    EXPECT_QTX_ARGS(kc.manager.Read(none.path(), &mode, nullptr), HioErr, HioErr::kOpenFailed,
+                    "Cannot open file: " + none.path().str(), {none.path()});
+    EXPECT_EQ(mode.io_mode, KcIoMode::DIRECT_IO);
+    for (const KcIoMode::Form form : {KcIoMode::AUTO_IO, KcIoMode::CACHED_IO}) {
         mode.io_mode = form;
-        EXPECT_QTX_ARGS(kc.manager.Read(none.path(), &mode, nullptr), HioErr, HioErr::kOpenFailed,
-                        "Cannot open file: " + none.path().str(), {none.path()});
+        EXPECT_QTX_ARGS(kc.manager.Read(none.path(), &mode, nullptr), AbstractHreclaim,
+                        AbstractHreclaim::kMissingFile, "File does not exist: " + none.path().str(),
+                        {none.path()});
         EXPECT_EQ(mode.io_mode, form);
     }
+}
+
+// The error of the package is more exact than that of the cached attempt.
+TEST_F(zeIORefusedTest, ErrorOfAFileThatBeginsAsAPackageIsThatOfThePackage) {
+    Kc_items items(file);
+    items.id = 7;
+    const Scratch_file other(items.file());
+    EXPECT_QTX_ARGS(kc.manager.Read(other.path(), nullptr, nullptr), zeIO, 1, "Not a kc file", {});
+
+    other.write(file.substr(0, file.size() - 1));
+    EXPECT_QTX_ARGS(kc.manager.Read(other.path(), nullptr, nullptr), Hpack, 1, "Cannot read index",
+                    {other.path()});
 }
 
 TEST_F(zeIORefusedTest, ErrorOfAPackageThatWasNeverClosedIsPassedOn) {

@@ -239,8 +239,7 @@ TEST_F(zeIOObjectTest, RecordThatEndsEarlyRaises) {
 
     EXPECT_THROW(zeObjectFactory(ZE_RULE, io, &kc.manager, nullptr), qtxSegBuf);
 
-    // The object is already in the registry, so it is deleted with the container.
-    EXPECT_EQ(kc.manager.m_objects.count(8), 1U);
+    EXPECT_EQ(kc.manager.m_objects.count(8), 0U);
 }
 
 TEST_F(zeIOObjectTest, SingleObjectsAreWrittenAndRead) {
@@ -274,9 +273,10 @@ TEST_F(zeIOObjectTest, DumpOfNullAsserts) {
 TEST_F(zeIOObjectTest, SingleObjectsAreRefusedOutsideOfALoadOrDump) {
     zeIO io(&kc.manager);
 
-    EXPECT_QTX(io.LoadObject(1, nullptr), zeIO, 9, "Cached form of a KC is not available");
-    EXPECT_QTX(io.DumpObject(kc.manager.m_objects.at(3)), zeIO, 9,
-               "Cached form of a KC is not available");
+    EXPECT_ASSERTS(io.LoadObject(1, nullptr), "!m_cache_pack.IsNull()");
+    EXPECT_ASSERTS(io.DumpObject(kc.manager.m_objects.at(3)), "!m_cache_pack.IsNull()");
+    EXPECT_ASSERTS(io.CacheFile(), "!m_cache_pack.IsNull()");
+    EXPECT_ASSERTS(io.DeleteItem(3), "m_io_mode == KcIoMode::CACHED_IO");
 }
 
 TEST_F(zeIOObjectTest, SingleObjectsAreRefusedAfterALoad) {

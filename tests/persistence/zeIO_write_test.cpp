@@ -180,20 +180,6 @@ TEST(zeIOWriteTest, AnyFormButTheCachedOneIsWrittenAsPlain) {
     }
 }
 
-TEST(zeIOWriteTest, CachedFormIsRefusedBeforeTheFileIsTouched) {
-    Trained_desk kc;
-    const Scratch_file file("as it was");
-    const Unchanged unchanged(kc.manager);
-    KcIoMode mode;
-    mode.io_mode = KcIoMode::CACHED_IO;
-
-    EXPECT_QTX_ARGS(kc.manager.Write(file.path(), &mode, nullptr), zeIO, 9,
-                    "Cached form of a KC is not available", {});
-
-    EXPECT_EQ(file.content(), "as it was");
-    EXPECT_EQ(mode.io_mode, KcIoMode::CACHED_IO);
-}
-
 TEST(zeIOWriteTest, BufferGetsThePlainFormWhateverIsRequested) {
     Trained_desk kc;
     KcIoMode mode;

@@ -52,7 +52,9 @@ public:
     // REQUIRES: not null.
     void Release(zeBase* object);
     // Empties the container: all objects, both trees; ids start from 1 again. Settings, version and
-    // flags keep their values. Workflows and node pointers taken before may no longer be used.
+    // flags keep their values. Workflows and node pointers taken before may no longer be used. A
+    // file in cached form is flushed and closed before. An error of this flush is traced, but not
+    // raised: call zeIO::FlushCache first to get it.
     void Release();
 
     // The greatest number of classifiers in memory at once; 0 if there is no limit and all
@@ -68,8 +70,9 @@ public:
     void GetAllCats(std::set<Concept>& cats, bool all);
 
     // Makes a classifier and sets it on the node. The node must have none.
+    // In cached form it is written to the file at once.
     // RAISES: qtX<zeManager> 0 "Invalid classifier type" (argument: the type) for a type that no
-    // classifier has.
+    // classifier has; in cached form the errors of writing. The node is then as before.
     zeClassifier* AddClassifier(zeNode* node, unsigned int type);
     // Does what zePhysicalTree::delete_classifier does.
     void DelClassifier(zeNode* node);
@@ -85,14 +88,20 @@ public:
     // Files. `mode` may be null, which means a default KcIoMode. `progress` may be null.
 
     // Reads a container in place of this one. The previous `m_io` is replaced, even if reading
-    // fails.
-    // RAISES: what zeIO::LoadKC raises; see there for the state of the manager after a failure.
+    // fails. If its file is open in cached form, the file is first flushed and closed, and the
+    // manager is emptied.
+    // RAISES: the errors of that flush, and then nothing has changed; what zeIO::LoadKC raises; see
+    // there for the state of the manager after a failure.
     void Read(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
-    // Writes the container, or a subtree, in the plain form. The file is changed in place: if
-    // writing fails, the file contains no container, neither the old nor the new one. If the old
-    // one must survive a full disk, write to another name and rename the file.
-    // RAISES: what zeIO::DumpKC raises.
+    // Writes the container, or a subtree. The form is that of `mode`; AUTO_IO means the form in
+    // which this container is open. The manager remains on its own file. If this file is open in
+    // cached form, writing to its name flushes it. Any other file is replaced: if writing fails,
+    // the file contains no container, neither the old nor the new one. If the old one must survive
+    // a full disk, write to another name and rename the file.
+    // RAISES: what zeIO::DumpKC and zeIO::CopyKC raise. In cached form also 2 "To remove Cache
+    // Format, save the KC under a new name" for the plain form under the name of the open file, and
+    // 3 "You may not copy a Cached KC to a buffer".
     void Write(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
 

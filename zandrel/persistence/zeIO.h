@@ -199,6 +199,7 @@ private:
     void DumpManager(const zeLogicalNode* root);
     // Verifies that a container or subtree can be written, and returns its top node.
     zeNode* VerifiedStart(const zeLogicalNode* root, int refusal) const;
+    void RequireReadable(const zeNode* start) const;
     void ReadItem(const qtString& key, SegBuf& buffer);
     void WriteItem(const qtString& key, SegBuf& buffer);
     void Scramble(SegBuf& buffer) const;

@@ -135,7 +135,11 @@ void zeIO::AddToFile(const qtString& key, const SegBuf& buffer) {
 void zeIO::TouchCache(zeNode* node) {
     zeNode* evicted = nullptr;
     m_cache->QueryCache(node, evicted);
-    if (evicted != nullptr) {
+    // After a failed write, a changed classifier cannot be written any more. It remains in memory,
+    // so that the container can still be copied to another file.
+    const bool is_kept = evicted != nullptr && m_is_broken && evicted->m_classifier != nullptr &&
+                         evicted->m_classifier->m_dirty;
+    if (evicted != nullptr && !is_kept) {
         const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
         tree->release_classifier(evicted, m_read_only ? nullptr : this);
     }
@@ -174,7 +178,7 @@ void zeIO::FlushCache(bool close, CTProgress* progress) {
     if (!m_read_only) {
         RequireWhole();
         if (m_manager->m_modified) {
-            VerifiedStart(nullptr, 0);
+            RequireReadable(m_manager->m_root);
         }
     }
     ClearCache(progress);

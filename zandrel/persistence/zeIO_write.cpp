@@ -68,10 +68,14 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
         const Concept& name = start == nullptr ? root->category : start->m_concept;
         throw qtX<zeIO>(refusal, "Logical node is not a Classifier", {name.text()});
     }
-    // We do not write trees that could not be read again.
+    RequireReadable(start);
+    return start;
+}
+
+// We do not write trees that could not be read again.
+void zeIO::RequireReadable(const zeNode* start) const {
     zandrel::detail::RequireTrees(*m_manager);
     require_classifiers(start);
-    return start;
 }
 
 void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
@@ -155,7 +159,7 @@ void zeIO::CopyItems(const qtPtrLight<zeIO>& target, zeNode* start, const zeLogi
     for (zeNode* const node : nodes) {
         m_manager->m_io = own;
         zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
-        if (m_manager->ReadOnDemand() != 0) {
+        if (m_manager->ReadOnDemand() != 0 && classifier != nullptr) {
             require_classifier(node, *classifier, written);
         }
         m_manager->m_io = target;
