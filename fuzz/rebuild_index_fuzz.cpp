@@ -3,50 +3,16 @@
 // second recovery finds nothing to change.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <set>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "cli/errors.h"
 #include "cli/records/Record_recovery.h"
 #include "cli/records/Recovered_file.h"
 #include "fuzz/fuzz_target.h"
+#include "fuzz/memory_file.h"
 
 namespace {
-
-void require(bool claim, const char* text) {
-    if (!claim) {
-        std::fprintf(stderr, "broken: %s\n", text);
-        std::abort();
-    }
-}
-
-// A file in memory that can be opened by name.
-class Memory_file {
-public:
-    Memory_file() : m_file(memfd_create("rebuild_index", 0)) {
-        require(m_file >= 0, "a file in memory");
-    }
-
-    Memory_file(const Memory_file&) = delete;
-    Memory_file& operator=(const Memory_file&) = delete;
-
-    ~Memory_file() { close(m_file); }
-
-    std::string name() const { return "/proc/self/fd/" + std::to_string(m_file); }
-
-    void fill(const char* bytes, std::size_t size) const {
-        require(ftruncate(m_file, 0) == 0 &&
-                    pwrite(m_file, bytes, size, 0) == static_cast<ssize_t>(size),
-                "filling the file");
-    }
-
-private:
-    int m_file;
-};
 
 void recover(const Memory_file& place, const Memory_file& rebuilt) {
     cli::File_window file("input", place.name());
@@ -56,7 +22,7 @@ void recover(const Memory_file& place, const Memory_file& rebuilt) {
         require(file.has(item.offset, item.total()), "an item is in the file");
         require(keys.insert(item.key).second, "each key once");
     }
-    rebuilt.fill("", 0);
+    rebuilt.fill("");
     cli::write_recovered_file(file, recovery, rebuilt.name());  // also verifies
     cli::File_window new_file("rebuilt", rebuilt.name());
     const cli::Record_recovery again = cli::recover_records(new_file);
@@ -70,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const Memory_file place;
     static const Memory_file rebuilt;
     const std::string input(data, data + size);
-    place.fill(input.data(), input.size());
+    place.fill(input);
     try {
         recover(place, rebuilt);
     } catch (const cli::Data_error&) {  // no header, or no form
