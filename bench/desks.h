@@ -22,8 +22,8 @@
 
 #include "bench/synthetic_texts.h"
 
-// A statistical root over statistical nodes ("desks") of five leaves each. A text belongs to a leaf.
-// Files are made in the temporary directory and removed at the end.
+// A statistical root over statistical nodes ("desks") of five leaves each. A text belongs to a
+// leaf. Files are made in the temporary directory and removed at the end.
 class Desks {
 public:
     static constexpr std::size_t kLeavesOfADesk = 5;
