@@ -12,18 +12,19 @@
 #include <vector>
 
 #include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/ml/mlMessageConverter.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
-#include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeCorpus_view.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/persistence/KcIoMode.h"
-#include "zandrel/statistics/zeStat_matcher.h"
 
 #include "bench/synthetic_texts.h"
 
-// A statistical root over statistical nodes ("desks") of five leaves each. A text belongs to a
-// leaf. Files are made in the temporary directory and removed at the end.
+// A root with rules over statistical nodes ("desks") of five leaves each. The pair "desk" of a text
+// selects its desk, so a text visits one statistical classifier. The files are made in the temporary
+// directory and removed at the end.
 class Desks {
 public:
     static constexpr std::size_t kLeavesOfADesk = 5;
@@ -71,7 +72,7 @@ public:
         std::discrete_distribution<std::size_t> draw(weights.begin(), weights.end());
         std::vector<qtPtrLight<zeMsg>> texts;
         for (std::size_t i = 0; i < text_count; ++i) {
-            texts.push_back(m_texts.make(draw(random) * kLeavesOfADesk, kTextLength));
+            texts.push_back(make_text(draw(random) * kLeavesOfADesk + i % kLeavesOfADesk));
         }
         return texts;
     }
@@ -83,28 +84,44 @@ private:
             .string();
     }
 
+    qtPtrLight<zeMsg> make_text(std::size_t label) {
+        qtPtrLight<zeMsg> text = m_texts.make(label, kTextLength);
+        text->add_value("desk", mlMessageConverter::kString,
+                        std::to_string(label / kLeavesOfADesk));
+        return text;
+    }
+
+    unsigned int Add(zeManager& manager, unsigned int parent, unsigned char type,
+                     const std::string& category, const std::string& rule) const {
+        zeLogicalNode node;
+        node.parent = parent;
+        node.type = type;
+        node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
+        node.category = Concept::insert_view(category);
+        node.rule = rule;
+        return manager.m_logical_tree->AddLogicalNode(node);
+    }
+
     void MakeTree(zeManager& manager) const {
         manager.m_defaults.use_likelihood_in_train = false;
-        const auto make = [&manager](const std::string& node, unsigned int type) {
-            return manager.m_physical_tree->MakeNode(Concept::insert(node), type, 0, 0.0);
-        };
-        const auto add = [&manager](zeNode* parent, zeNode* child) {
-            dynamic_cast<zeStat_matcher&>(*manager.m_physical_tree->get_classifier(parent))
-                .add_cat(child);
-        };
-        manager.m_root = make("root", ZE_STAT);
+        const unsigned int root = Add(manager, 0, ZE_RULE, "root", "");
         for (std::size_t desk = 0; desk < m_count; ++desk) {
-            zeNode* const node = make("desk" + std::to_string(desk), ZE_STAT);
-            add(manager.m_root, node);
+            const std::string number = std::to_string(desk);
+            const unsigned int node =
+                Add(manager, root, ZE_STAT, "desk" + number, "$desk(s) == '" + number + "'");
             for (std::size_t leaf = 0; leaf < kLeavesOfADesk; ++leaf) {
-                add(node, make("label" + std::to_string(desk * kLeavesOfADesk + leaf), ZE_LEAF));
+                Add(manager, node, ZE_LEAF,
+                    "label" + std::to_string(desk * kLeavesOfADesk + leaf), "");
             }
         }
     }
 
     void Train(zeManager& manager) {
         zeMemoryCorpus corpus;
-        m_texts.fill(corpus, m_count * kLeavesOfADesk * kTextsOfALeaf, kTextLength);
+        for (std::size_t i = 0; i < m_count * kLeavesOfADesk * kTextsOfALeaf; ++i) {
+            qtPtrLight<zeMsg> text = make_text(i % (m_count * kLeavesOfADesk));
+            corpus.add_msg(text);
+        }
         zeCorpus_view view(&corpus);
         view.add_all_msgs(&manager);
         zeWorkflow(&manager).train(view, false, nullptr, false);
