@@ -112,8 +112,8 @@ TEST_F(zeIOCacheCopyTest, CompactCopyHasTheBytesOfThePlainForm) {
     EXPECT_FALSE(kc.manager.m_io->m_compact);
 }
 
-// A compact container remains compact in each copy, without being asked. Only the flag of the cached
-// form shows it; a plain file is recognised by its content.
+// A compact container remains compact in each copy, without being asked. Only the flag of the
+// cached form shows it; a plain file is recognised by its content.
 TEST_F(zeIOCacheCopyTest, CopyOfACompactContainerIsCompact) {
     KcIoMode compact = cached(2);
     compact.compact = true;

@@ -53,8 +53,8 @@ protected:
 };
 
 TEST_F(zeIOCacheRefusalTest, DeletionOfAMissingItemLeavesASealedFileAsItWas) {
-    EXPECT_QTX_ARGS(kc.manager.m_io->DeleteItem(999), AbstractHreclaim,
-                    AbstractHreclaim::kWrongKey, "Key does not exist: " + object_key(999),
+    EXPECT_QTX_ARGS(kc.manager.m_io->DeleteItem(999), AbstractHreclaim, AbstractHreclaim::kWrongKey,
+                    "Key does not exist: " + object_key(999),
                     {kc.file.path(), qtString(object_key(999))});
 
     ExpectUnchanged();

@@ -769,8 +769,8 @@ TEST(zeIOCacheEndTest, LoadAfterACompactWriteOfOneFileObjectWritesWholeModels) {
     Trained_desk expected;
     expected.desk.Learn();
     EXPECT_EQ(Cached_file(kc.file.path()).flags(), 0);
-    for (zeNode* const node : {kc.built.manager.m_root,
-                               kc.built.desk.Node(News_desk::kHome).physical_node}) {
+    for (zeNode* const node :
+         {kc.built.manager.m_root, kc.built.desk.Node(News_desk::kHome).physical_node}) {
         const zeStat_storage& model =
             storage_of(kc.built.manager.m_physical_tree->get_classifier(node));
         EXPECT_FALSE(model.m_concept_infos.empty());

@@ -53,7 +53,8 @@ void zeManager::Release() {
 void zeManager::ReleaseContent() {
     if (ReadOnDemand() != 0) {
         m_io->ForgetCache();
-        m_modified = false;  // A flush would otherwise write the empty trees over those in the file.
+        m_modified =
+            false;  // A flush would otherwise write the empty trees over those in the file.
     }
     for (const auto& [id, object] : m_objects) {
         delete object;

@@ -23,6 +23,7 @@ inline constexpr unsigned short kKcVersion = 2;
 
 // The key of the manager's record.
 inline constexpr const char* kManagerKey = "__Manager__";
+
 // Returns the nodes with classifiers among `top` and the nodes below it. `top` may be null. The
 // nodes are ordered by the classifiers' object ids, so that the items of a file have the same order
 // in every run.
@@ -41,9 +42,8 @@ inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
 }
 
 // Writes the classifier of a node, if it has changes. In cached form its loose leaves first become
-// children of the node (AdoptLooseLeaves), since only lists of children lead to a classifier that is
-// not in memory.
-// REQUIRES: the classifier is in memory.
+// children of the node (AdoptLooseLeaves), since only lists of children lead to a classifier that
+// is not in memory. REQUIRES: the classifier is in memory.
 void WriteChanges(zeNode& node, zeIO& io);
 
 // Raises qtX<zeIO> 11 "Classifier without its node in kc file" (argument: the id).

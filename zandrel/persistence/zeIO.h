@@ -38,7 +38,7 @@ struct zeNode;
 // Errors: qtX<zeIO> with the numbers and texts of docs/errors.md. Errors of devices, packages,
 // record files, streams and records pass through. An interruption raises qtX<zeWorkflow> 2.
 // - If a file cannot be opened or is not the file of a container, the manager does not change,
-//   except that a container in cached form is closed before and leaves the manager empty.
+//   except that a container in cached form is flushed and closed before: the manager is empty.
 // - If reading fails later, the manager is empty, as after zeManager::Release, so that a part is
 //   not used as the whole container. It has its earlier settings and is not compact. A value that
 //   we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the id).
@@ -69,7 +69,7 @@ public:
     // trees, the settings and the rules are read now. `compact flag` is then checked when a model
     // is read, and a container that lost its flag is not recognised as compact. A file in cached
     // form of version 1 is upgraded in place first, also with `read_only`: see docs/operations.md.
-    // If that fails before a write, the file is as it was; afterwards no version can read it.
+    // If that fails before a write, the file is as it was; if later, no version can read it.
     // REQUIRES: this is the manager's `m_io`.
     // RAISES: with that mode, also the errors of Kc_seal::Verify. In cached form 0 "Invalid Cache
     // Size"; 8 "KB index is not synchronized (Run RebuildIndex Utility)" if changes of the file
@@ -91,8 +91,8 @@ public:
     void DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
     void DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container to another file, in any form. If `converter` is not null, it converts
-    // all texts. The manager is the same afterwards, also after an error: its `m_io`, its modified
-    // flag, and the objects that are marked as changed.
+    // all texts. Also after an error the manager has its `m_io`, its modified flag and the marks of
+    // its objects. Its cache may have other classifiers: evicted changes are then in its own file.
     // RAISES: as DumpKC, with number 4 instead of 3; 13 "File is the open container: " if the
     // target is the open file in cached form, also by another name (argument: the name); the errors
     // of ConvertEncoding.

@@ -201,8 +201,8 @@ void zeIO::FinishCopy(CTProgress* progress) {
     zandrel::detail::Progress(progress).end();
 }
 
-// The open file is recognised by its device and inode, since it may have been renamed meanwhile, and
-// a relative name may lead to another file after a change of the folder.
+// The open file is recognised by its device and inode, since it may have been renamed meanwhile,
+// and a relative name may lead to another file after a change of the folder.
 void zeIO::RequireOtherFile(const qtString& file) const {
     if (!m_cache_pack.IsNull() && is_name_of(*m_cache_pack, file)) {
         throw qtX<zeIO>(13, "File is the open container: " + file, {file});
