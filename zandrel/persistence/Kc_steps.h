@@ -43,7 +43,8 @@ inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
 
 // Writes the classifier of a node, if it has changes. In cached form its loose leaves first become
 // children of the node (AdoptLooseLeaves), since only lists of children lead to a classifier that
-// is not in memory. REQUIRES: the classifier is in memory.
+// is not in memory.
+// REQUIRES: the classifier is in memory.
 void WriteChanges(zeNode& node, zeIO& io);
 
 // Raises qtX<zeIO> 11 "Classifier without its node in kc file" (argument: the id).
