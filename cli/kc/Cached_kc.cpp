@@ -321,6 +321,8 @@ void Deferred_writes::commit() {
         return;
     }
     zeIO& io = *m_manager.m_io;
+    io.RequireReadable(
+        m_manager.m_root);  // Nothing is written if the flush would refuse the trees.
     io.m_read_only = false;
     const std::set<unsigned int> left = classifier_ids(m_manager);
     for (const unsigned int id : m_ids) {

@@ -31,8 +31,7 @@ public:
     Short_stay& operator=(const Short_stay&) = delete;
 
     ~Short_stay() {
-        if (m_leaves && m_matcher != nullptr && !m_matcher->m_dirty &&
-            !m_matcher->m_storage->m_dirty) {
+        if (m_leaves && m_matcher != nullptr && !m_matcher->is_changed()) {
             m_manager.m_io->RemoveFromCache(m_node);
             m_manager.m_physical_tree->release_classifier(m_node, nullptr);
         }

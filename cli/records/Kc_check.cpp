@@ -164,7 +164,7 @@ private:
     void add_unreferenced(const Kc_records& found) {
         for (std::size_t i = 0; i < m_file.index.items.size(); ++i) {
             const Record_item& item = m_file.index.items[i];
-            if (found.records.count(item.key) == 0 && item.key != zandrel::detail::kSealKey) {
+            if (found.records.count(item.key) == 0 && item.key != zandrel::Kc_seal::kKey) {
                 m_check.unreferenced->push_back(
                     {item.offset, item.key, m_file.package->contents[i]});
             }

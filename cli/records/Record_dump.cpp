@@ -11,6 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/records/Record_text.h"
@@ -109,7 +110,7 @@ const Kc_record* record_of(const std::string& key, const Dump_extent& extent) {
 
 bool is_unreferenced(const std::string& key, const Dump_extent& extent) {
     return extent.records != nullptr && extent.records->knows_all_references &&
-           key != zandrel::detail::kSealKey && record_of(key, extent) == nullptr;
+           key != zandrel::Kc_seal::kKey && record_of(key, extent) == nullptr;
 }
 
 // The words behind the key of a container's item: "  statistical model, id 1, at root: messages 2".

@@ -211,6 +211,27 @@ TEST_F(CachedKcTest, RefusedEditAfterADeletedClassifierLeavesTheFileAsItWas) {
     EXPECT_EQ(bytes_of(m_cached), before);
 }
 
+// The flush would refuse the trees, so nothing is deleted before it.
+TEST_F(CachedKcTest, EditThatDamagesTheTreesLeavesTheFileAsItWas) {
+    const std::string before = bytes_of(m_cached);
+    EXPECT_ANY_THROW(cli::edit_kc(m_cached, {},
+                                  [](qtPtrLight<zeManager>& manager) -> bool {
+                                      cli::Deferred_writes writes(*manager);
+                                      cli::delete_node(*manager, "root/cold", false);
+                                      manager->m_root->m_parent = manager->m_root;
+                                      try {
+                                          writes.commit();
+                                      } catch (const qtX<zeManager>& error) {
+                                          EXPECT_EQ(error.number(), 4);
+                                          throw;
+                                      }
+                                      ADD_FAILURE() << "nothing is raised";
+                                      return true;
+                                  },
+                                  {2}));
+    EXPECT_EQ(bytes_of(m_cached), before);
+}
+
 TEST_F(CachedKcTest, DeferredEditDeletesAndAddsItems) {
     unsigned int cold = 0;
     cli::edit_kc(

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/knowledge/Tree_edit.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/persistence/CachePack.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
@@ -232,6 +234,36 @@ TEST_F(zeLogicalTreeCachedTest, LeafOfAnInterruptedTrainingBecomesAChildWhenTheC
     zeManager in_memory;
     read_kc(in_memory, saved_plain(kc.manager));
     ExpectSound(in_memory);
+}
+
+// The classifier with the loose leaf is written before it is trained, and fetched again after the
+// interruption.
+TEST_F(zeLogicalTreeCachedTest, LooseLeafIsAChildAfterAnInterruptedTraining) {
+    Reopen(2);
+    zeMemoryCorpus corpus;
+    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"bread", 1.0}}).make();
+    msg->categories.push_back(term("food"));
+    corpus.add_msg(msg);
+    int interrupted = 0;
+    for (int poll = 1; poll <= 8; ++poll) {
+        SCOPED_TRACE(poll);
+        zeNode* const leaf = LooseLeaf("loose" + std::to_string(poll));
+        TrainInPart(kc.manager, kc.Matcher(topics), leaf);
+        Interrupt_at progress(poll);
+        try {
+            zeCorpus_view view(&corpus);
+            view.add_all_msgs(&kc.manager);
+            kc.manager.GetWorkflow()->train(view, false, &progress, false);
+        } catch (const qtX<zeWorkflow>& error) {
+            EXPECT_EQ(error.number(), 2);
+            ++interrupted;
+        }
+        kc.manager.m_progress = nullptr;
+        Evict();
+        EXPECT_TRUE(kc.Matcher(topics).knows(leaf));
+        EXPECT_GE(kc.Matcher(topics).m_node->find_child(leaf), 0);
+    }
+    EXPECT_GT(interrupted, 2);
 }
 
 TEST_F(zeLogicalTreeCachedTest, LooseLeafOfAContainerInMemoryIsAChildInACachedCopy) {

@@ -10,11 +10,13 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/zeSwitcher.h"
+#include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/persistence/Kc_seal.h"
 
 #include "tests/support/cached_kc.h"
 #include "tests/support/expect_qtx.h"
+#include "tests/support/kc_v1.h"
 #include "tests/support/progress_log.h"
 #include "tests/support/trained_tree.h"
 
@@ -31,6 +33,10 @@ protected:
 
     void Copy(KcIoMode mode, CTProgress* progress = nullptr) {
         kc.manager.m_io->CopyKC(copy, &mode, nullptr, progress);
+    }
+
+    void Copy(const qtString& name, KcIoMode mode) {
+        kc.manager.m_io->CopyKC(name, &mode, nullptr, nullptr);
     }
 
     Desk_answers AnswersOfCopy() {
@@ -104,6 +110,38 @@ TEST_F(zeIOCacheCopyTest, CompactCopyHasTheBytesOfThePlainForm) {
 
     EXPECT_TRUE(same_bytes(BytesOf(copy), saved_compact(kc.built.manager)));
     EXPECT_FALSE(kc.manager.m_io->m_compact);
+}
+
+// A compact container remains compact in each copy, without being asked. Only the flag of the
+// cached form shows it; a plain file is recognised by its content.
+TEST_F(zeIOCacheCopyTest, CopyOfACompactContainerIsCompact) {
+    KcIoMode compact = cached(2);
+    compact.compact = true;
+    kc.built.manager.Write(kc.file.path() + ".source", &compact, nullptr);
+    const qtString source_file = kc.file.path() + ".source";
+    zeManager plain;
+    read_kc(plain, saved_compact(kc.built.manager));
+    zeManager open_in_cached_form;
+    read_cached(open_in_cached_form, source_file, 2);
+    for (zeManager* const manager : {&plain, &open_in_cached_form}) {
+        EXPECT_TRUE(manager->m_compact);
+        for (KcIoMode mode : {direct(), cached(2)}) {
+            SCOPED_TRACE(mode.io_mode);
+            const bool is_cached = mode.io_mode == KcIoMode::CACHED_IO;
+            manager->Write(copy, &mode, nullptr);
+
+            KcIoMode read;
+            zeManager copied;
+            copied.Read(copy, &read, nullptr);
+            EXPECT_TRUE(copied.m_compact);
+            EXPECT_EQ(read.compact_read, is_cached);
+            EXPECT_QTX_ARGS(News_desk(copied).Learn(), zeWorkflow, 3,
+                            "Operation cannot be performed on compact KB", {});
+            EXPECT_EQ(News_desk(copied).Answers(), kc.built.desk.Answers());
+        }
+        EXPECT_TRUE(manager->m_compact);
+    }
+    std::remove(source_file.c_str());
 }
 
 // Its changes are in the copy, and remain to be written to its own file.
@@ -209,6 +247,42 @@ TEST_F(zeIOCacheCopyTest, NodeWithoutAClassifierIsRefusedBeforeTheFileIsTouched)
     EXPECT_EQ(BytesOf(copy), "as it was");
 }
 
+// The open file is known by its inode, so also after it was renamed.
+TEST_F(zeIOCacheCopyTest, OpenFileIsRefusedUnderItsNewName) {
+    std::filesystem::rename(kc.file.path().str(), copy.str());
+    const std::string before = BytesOf(copy);
+    for (KcIoMode mode : {direct(), cached(2)}) {
+        EXPECT_QTX_ARGS(kc.manager.m_io->CopyKC(copy, &mode, nullptr, nullptr), zeIO, 13,
+                        "File is the open container: " + copy.str(), {copy});
+    }
+    EXPECT_QTX_ARGS(kc.manager.m_io->SetUnicodeFlag(copy, true), zeIO, 13,
+                    "File is the open container: " + copy.str(), {copy});
+    EXPECT_TRUE(same_bytes(BytesOf(copy), before));
+    EXPECT_EQ(kc.desk.Answers(), kc.built.desk.Answers());
+
+    // The old name is free.
+    KcIoMode mode = direct();
+    kc.manager.m_io->CopyKC(kc.file.path(), &mode, nullptr, nullptr);
+    EXPECT_TRUE(same_bytes(kc.file.content(), saved(kc.built.manager)));
+}
+
+TEST_F(zeIOCacheCopyTest, FileOpenedByARelativeNameIsRefusedInAnotherFolder) {
+    const std::filesystem::path path = kc.file.path().str();
+    const std::filesystem::path folder_before = std::filesystem::current_path();
+    const std::string before = kc.file.content();
+    std::filesystem::current_path(path.parent_path());
+    read_cached(kc.manager, qtString(path.filename().string()), 2);
+    std::filesystem::current_path("/");
+
+    EXPECT_QTX_ARGS(Copy(kc.file.path(), direct()), zeIO, 13,
+                    "File is the open container: " + path.string(), {kc.file.path()});
+    EXPECT_QTX_ARGS(Copy(kc.file.path(), cached(2)), zeIO, 13,
+                    "File is the open container: " + path.string(), {kc.file.path()});
+
+    std::filesystem::current_path(folder_before);
+    EXPECT_TRUE(same_bytes(kc.file.content(), before));
+}
+
 // The category of a classifier that is not in memory is found to be lost when the copy reaches it.
 TEST_F(zeIOCacheCopyTest, LostCategoryIsRefused) {
     Copy(direct());
@@ -234,6 +308,23 @@ TEST_F(zeIOCacheCopyTest, StepsAreReported) {
                 ElementsAre("total 5", "+1", "+1", "+1", "+1", "+1", "next phase, completed"));
     EXPECT_THAT(to_cached.lines, ElementsAre("total 5", "+1", "+1", "+1", "+1", "+1", "total 1",
                                              "next phase, completed"));
+}
+
+// A dump also asks before the first classifier, as in plain form.
+TEST_F(zeIOCacheCopyTest, DumpAsksForAnInterruptionBeforeTheFirstClassifier) {
+    Progress_log of_copy;
+    Progress_log of_dump;
+    KcIoMode mode = direct();
+
+    Copy(mode, &of_copy);
+    kc.manager.m_io->DumpKC(copy, &mode, &of_dump);
+
+    EXPECT_EQ(of_copy.polls, 4);
+    EXPECT_EQ(of_dump.polls, 5);
+    Progress_log interrupted(1);
+    EXPECT_QTX_ARGS(kc.manager.m_io->DumpKC(copy, &mode, &interrupted), zeWorkflow, 2,
+                    "Process interrupted", {});
+    EXPECT_THAT(interrupted.lines, ElementsAre("total 5"));
 }
 
 TEST_F(zeIOCacheCopyTest, InterruptedCopyLeavesNoContainerAndTheManagerAsItWas) {
@@ -345,6 +436,55 @@ TEST_F(zeIOCacheCopyTest, DumpIntoAnExistingFileReplacesTheItems) {
     EXPECT_FALSE(Cached_file(copy).pack.Exists(zandrel::Kc_seal::kKey));
     EXPECT_EQ(Cached_file(copy).flags(), 0x08);
     EXPECT_EQ(AnswersOfCopy(), kc.built.desk.Answers());
+}
+
+// The file was marked by a process that ended in the middle of a change.
+TEST_F(zeIOCacheCopyTest, DumpIntoAFileWithTheStateBitIsRefused) {
+    Copy(cached(2));
+    Cached_file(copy, false).pack.SetState(CachePack::kStaleIndex);
+    const std::string before = BytesOf(copy);
+    KcIoMode mode = cached(2);
+    mode.create = false;
+
+    EXPECT_QTX_ARGS(kc.manager.m_io->DumpKC(copy, &mode, nullptr), zeIO, 8,
+                    "KB index is not synchronized (Run RebuildIndex Utility)", {});
+
+    EXPECT_TRUE(same_bytes(BytesOf(copy), before));
+}
+
+TEST_F(zeIOCacheCopyTest, DumpWithACacheSizeOfZeroLeavesTheFile) {
+    std::ofstream(copy.c_str()) << "as it was";
+    for (const bool create : {false, true}) {
+        KcIoMode mode = cached(0);
+        mode.create = create;
+
+        EXPECT_QTX_ARGS(kc.manager.m_io->DumpKC(copy, &mode, nullptr), zeIO, 0,
+                        "Invalid Cache Size", {});
+
+        EXPECT_EQ(BytesOf(copy), "as it was");
+    }
+}
+
+TEST_F(zeIOCacheCopyTest, DumpIntoAFileOfVersionOneUpgradesItFirst) {
+    for (const bool is_compact : {false, true}) {
+        SCOPED_TRACE(is_compact);
+        Kc_items items = empty_kc_v1();
+        items.flags = is_compact ? 0x88 : 0x80;
+        std::ofstream(copy.c_str(), std::ios::binary) << cached_v1(items);
+        KcIoMode mode = cached(2);
+        mode.create = false;
+
+        kc.manager.m_io->DumpKC(copy, &mode, nullptr);
+
+        EXPECT_EQ(mode.version, 1) << "the version that was found";
+        EXPECT_EQ(mode.compact_read, is_compact);
+        EXPECT_TRUE(mode.unicode);
+        EXPECT_EQ(kc.manager.m_version, 2);
+        EXPECT_TRUE(Cached_file(copy).is_clean());
+        EXPECT_EQ(Cached_file(copy).flags(), 0x80);
+        EXPECT_EQ(Cached_file(copy).pack.file_version, 2);
+        EXPECT_EQ(AnswersOfCopy(), kc.built.desk.Answers());
+    }
 }
 
 TEST_F(zeIOCacheCopyTest, DumpIntoAMissingFileIsRefused) {

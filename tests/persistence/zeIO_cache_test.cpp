@@ -601,7 +601,9 @@ TEST_F(zeIOCacheDamageTest, RecordThatEndsEarlyLeavesNoObject) {
 
     // The lost byte is the last one of the model's id, and is read as 0: the model has no id 0.
     for (int i = 0; i < 2; ++i) {
-        EXPECT_THROW(Fetch(), qtxAll);
+        EXPECT_QTX_ARGS(Fetch(), AbstractHreclaim, AbstractHreclaim::kWrongKey,
+                        "Missing key in index: " + object_key(0),
+                        {kc.file.path(), qtString(object_key(0))});
         ExpectNothingLeft();
     }
 }
@@ -747,6 +749,37 @@ TEST(zeIOCacheEndTest, FailedReadLeavesAnEmptyManager) {
     EXPECT_EQ(kc.manager.ReadOnDemand(), 0U);
     read_cached(kc.manager, kc.file.path(), 2, true);
     EXPECT_EQ(kc.desk.Answers(), kc.built.desk.Answers());
+}
+
+// A model that is written without statistics would forget all that it has learned.
+TEST(zeIOCacheEndTest, LoadAfterACompactWriteOfOneFileObjectWritesWholeModels) {
+    Cached_desk kc(2);
+    kc.manager.Release();
+    const qtString compact_file = kc.file.path() + ".compact";
+    KcIoMode compact = direct();
+    compact.compact = true;
+    KcIoMode mode = cached(2);
+    kc.built.manager.Write(compact_file, &compact, nullptr);
+    EXPECT_TRUE(kc.built.manager.m_io->m_compact);
+
+    kc.built.manager.m_io->LoadKC(kc.file.path(), &mode, nullptr);
+    kc.built.desk.Learn();
+    kc.built.manager.m_io->FlushCache(false, nullptr);
+
+    Trained_desk expected;
+    expected.desk.Learn();
+    EXPECT_EQ(Cached_file(kc.file.path()).flags(), 0);
+    for (zeNode* const node :
+         {kc.built.manager.m_root, kc.built.desk.Node(News_desk::kHome).physical_node}) {
+        const zeStat_storage& model =
+            storage_of(kc.built.manager.m_physical_tree->get_classifier(node));
+        EXPECT_FALSE(model.m_concept_infos.empty());
+        EXPECT_GT(model.m_total_weight, 0.0);
+    }
+    expected.desk.LearnWord("kite", "sport", "home");
+    kc.built.desk.LearnWord("kite", "sport", "home");
+    EXPECT_EQ(kc.built.desk.Answers(), expected.desk.Answers());
+    std::remove(compact_file.c_str());
 }
 
 TEST(zeIOCacheEndTest, BufferIsReadAfterACachedContainer) {

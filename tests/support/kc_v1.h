@@ -317,6 +317,17 @@ private:
     unsigned int m_version;
 };
 
+// A container without nodes.
+inline Kc_items empty_kc_v1() {
+    Kc_record record;
+    record.u32(0).u32(0xDEADBEEF).u32(0);
+    write_settings(record);
+    Kc_items items;
+    items.version = 1;
+    items.records = {{kManagerRecord, record.u32(0).text("").bytes()}};
+    return items;
+}
+
 // A rule node with `count` rule nodes below it. Each of these has the same leaf "shared", so this
 // leaf has `count` parents. The nodes: 1 root, 2 shared, from 3 on its parents. The objects: 1 the
 // classifier of the root, from 2 on those of the parents.

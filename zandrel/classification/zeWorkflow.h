@@ -71,7 +71,7 @@ public:
     // Training. An operation trains one classifier after the other. It can end between two of them,
     // never within one, and cannot be undone. If classifiers are fetched from a file, the
     // classifier that an interruption or an error meets is again as it was before, and those
-    // trained before it remain trained; zeManager::Read says when they reach the file. All these
+    // trained before it remain trained; zeIO::FlushCache says when they reach the file. All these
     // operations set the manager's modified flag; `train`, `bootstrap` and `learn` set it when
     // their corpus is distributed, since nothing has changed before.
     //

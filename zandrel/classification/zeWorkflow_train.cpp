@@ -21,7 +21,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
-#include "zandrel/persistence/zeIO.h"
+#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
@@ -42,12 +42,10 @@ zeStat_matcher& stat_matcher_of(zePhysicalTree& tree, zeNode* node) {
 // The state of a model in a file and of the children of its node, before a change.
 class State_in_file {
 public:
-    State_in_file(zeManager& manager, zeNode& node, zeStat_matcher& matcher)
+    // The classifier is in memory. Writing it can add children, so they are taken afterwards.
+    State_in_file(zeManager& manager, zeNode& node)
         : m_tree(*manager.m_physical_tree), m_node(node) {
-        if (matcher.is_changed()) {
-            manager.m_io->DumpObject(&matcher);
-            matcher.set_written();
-        }
+        zandrel::detail::WriteChanges(node, *manager.m_io);
         for (zeNode* const child : node.m_children) {
             m_children.emplace_back(child, child->m_parent);
         }
@@ -78,7 +76,7 @@ void change_model(zeManager& manager, zeNode* node, Change&& change) {
         change(matcher);
         return;
     }
-    State_in_file before(manager, *node, matcher);
+    State_in_file before(manager, *node);
     try {
         change(matcher);
     } catch (...) {

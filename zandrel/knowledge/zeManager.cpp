@@ -51,8 +51,10 @@ void zeManager::Release() {
 }
 
 void zeManager::ReleaseContent() {
-    if (!m_io.IsNull()) {
+    if (ReadOnDemand() != 0) {
         m_io->ForgetCache();
+        m_modified =
+            false;  // A flush would otherwise write the empty trees over those in the file.
     }
     for (const auto& [id, object] : m_objects) {
         delete object;

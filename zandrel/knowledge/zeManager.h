@@ -57,8 +57,8 @@ public:
     // raised: call zeIO::FlushCache first to get it.
     void Release();
 
-    // The greatest number of classifiers in memory at once; 0 if there is no limit and all
-    // classifiers are in memory.
+    // The greatest number of statistical classifiers in memory at once; 0 if there is no limit and
+    // all classifiers are in memory.
     unsigned int ReadOnDemand() const;
 
     // The root's classifier, or null.
@@ -88,10 +88,10 @@ public:
     // Files. `mode` may be null, which means a default KcIoMode. `progress` may be null.
 
     // Reads a container in place of this one. The previous `m_io` is replaced, even if reading
-    // fails. If its file is open in cached form, the file is first flushed and closed, and the
-    // manager is emptied.
-    // RAISES: the errors of that flush, and then nothing has changed; what zeIO::LoadKC raises; see
-    // there for the state of the manager after a failure.
+    // fails. If its file is open in cached form, it is first flushed and closed, and the manager is
+    // emptied. If a write to that file has failed before, it is closed as it is.
+    // RAISES: the errors of that flush, and then the file is still open; what zeIO::LoadKC raises;
+    // see there for the state of the manager after a failure.
     void Read(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Read(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container, or a subtree. The form is that of `mode`; AUTO_IO means the form in
@@ -122,7 +122,8 @@ public:
     // Returns whether records refer to nodes by id. Records of version 1 refer to them by concept.
     bool has_node_ids() const noexcept { return m_version >= 2; }
 
-    // Empties the container as `Release()` does, but keeps `m_io`.
+    // Empties the container as `Release()` does, but keeps `m_io`. In cached form also clears
+    // `m_modified`, since a flush would write the empty trees over those in the file.
     void ReleaseContent();
 
     // Calls zeInterrupts with the progress object of the current operation, if there is one.

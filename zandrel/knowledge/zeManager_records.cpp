@@ -1,6 +1,6 @@
 // The record of zeManager, and the calls of zeIO that read and write files. The trees are repaired
-// and checked as a whole (Tree_shape.h) before any object is read.  Format:
-// docs/formats/kc.md
+// and checked as a whole (Tree_shape.h) before any object is read.
+// Format: docs/formats/kc.md
 #include "zandrel/knowledge/zeManager.h"
 
 #include "zandrel/foundation/qtX.h"
@@ -78,17 +78,14 @@ void zeManager::Write(const qtString& path, KcIoMode* mode, CTProgress* progress
 
 // Saving under the name of the open file is a flush.
 void zeManager::WriteCached(const qtString& path, KcIoMode& mode, CTProgress* progress) {
-    const bool is_own_file = path == m_io->CacheFile();
-    if (mode.io_mode == KcIoMode::DIRECT_IO) {
-        if (is_own_file) {
-            throw qtX<zeManager>(2, "To remove Cache Format, save the KC under a new name");
-        }
+    const bool is_plain = mode.io_mode == KcIoMode::DIRECT_IO;
+    if (path != m_io->CacheFile()) {
+        mode.io_mode = is_plain ? KcIoMode::DIRECT_IO : KcIoMode::CACHED_IO;
         m_io->CopyKC(path, &mode, nullptr, progress);
-    } else if (is_own_file) {
-        m_io->FlushCache(false, progress);
+    } else if (is_plain) {
+        throw qtX<zeManager>(2, "To remove Cache Format, save the KC under a new name");
     } else {
-        mode.io_mode = KcIoMode::CACHED_IO;
-        m_io->CopyKC(path, &mode, nullptr, progress);
+        m_io->FlushCache(false, progress);
     }
 }
 
@@ -97,7 +94,11 @@ void zeManager::Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progr
     if (ReadOnDemand() != 0) {
         throw qtX<zeManager>(3, "You may not copy a Cached KC to a buffer");
     }
-    m_io = qtPtrLight<zeIO>(new zeIO(this));
+    const qtPtrLight<zeIO> fresh(new zeIO(this));
+    if (!m_io.IsNull()) {
+        fresh->m_io_mode = m_io->m_io_mode;  // Read asks for it, if nothing can be written now
+    }
+    m_io = fresh;
     m_io->DumpKC(buffer, mode == nullptr ? &defaults : mode, progress);
 }
 

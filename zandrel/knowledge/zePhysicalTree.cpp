@@ -11,6 +11,7 @@
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/persistence/zeIO.h"
 
 unsigned int g_MissedCacheCount = 0;
@@ -167,12 +168,7 @@ void zePhysicalTree::release_classifier(zeNode* node, zeIO* io) {
     tracef(s_trace_file, zandrel::kTraceDebug, "Removing classifier from cache %s: %s",
            is_written ? "(Writing changes)" : "", node->m_concept.c_str());
     if (is_written) {
-        // Only lists of children lead to a classifier that is not in memory.
-        const bool has_adopted =
-            m_manager->ReadOnDemand() != 0 && zandrel::detail::AdoptLooseLeaves(*node);
-        m_manager->m_modified = m_manager->m_modified || has_adopted;
-        io->DumpObject(classifier);
-        classifier->set_written();
+        zandrel::detail::WriteChanges(*node, *io);
     }
     m_manager->Release(classifier);
     node->m_classifier = nullptr;

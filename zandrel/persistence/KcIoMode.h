@@ -19,10 +19,9 @@ struct KcIoMode {
     // Writing: the top of the subtree to write, which has a classifier; null: everything. BORROWS
     const zeLogicalNode* root = nullptr;
     unsigned int cache_size = 20;  // limit of statistical classifiers in memory, cached form only
-    // Reading the cached form: changes remain in memory. A classifier that is released loses them.
-    // Becomes false if the file has version 1, since reading upgrades it.
-    // Reading: the cached file is not changed. A file of version 1 is upgraded all the same, and
-    // this becomes false.
+    // Reading the cached form: the file is not changed. Changes remain in memory, and a classifier
+    // that is released loses them. A file of version 1 is upgraded all the same, and this becomes
+    // false.
     bool read_only = true;
     Form io_mode = AUTO_IO;      // in: the wanted form; out: the form that was used
     bool compact_read = false;   // out: the compact flag of the file

@@ -1,10 +1,10 @@
 // Makes a seal of an open file, writes it, and compares a stored seal with the one that the file
 // should have. The file is a package or a record file; both have an index of keys and offsets. The
-// comparison is byte by byte; the position of the first difference says
-// which item, or which other part, was changed. For example, the entry of an item with a key of 4
-// bytes has 12 bytes: the key's length, the key and the checksum. The first entry is at 8. A
-// difference at 17 is in its checksum (16 to 19), so this item's data were changed. A difference at
-// 13 is in its key (12 to 15), so an item has another key.
+// comparison is byte by byte; the position of the first difference says which item, or which other
+// part, was changed. For example, the entry of an item with a key of 4 bytes has 12 bytes: the
+// key's length, the key and the checksum. The first entry is at 8. A difference at 17 is in its
+// checksum (16 to 19), so this item's data were changed. A difference at 13 is in its key (12 to
+// 15), so an item has another key.
 #include "zandrel/persistence/Kc_seal.h"
 
 #include <algorithm>

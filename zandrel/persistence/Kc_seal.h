@@ -49,10 +49,11 @@ public:
     //
     // In a record file, the seal is added like any other item. If sealing fails or is interrupted,
     // the file is as before, or bit 0 of its state is set. Then no item is lost, and a new index
-    // can be made from the items. RAISES: HioErr::kWriteFailed "File is not open for writing" for a
-    // file of neither form; kNotSynchronized "Index is not synchronized: " (argument: the file's
-    // name) for a record file in which this bit is set, which is not changed. COST: reads the file
-    // once, a piece at a time.
+    // can be made from the items.
+    // RAISES: HioErr::kWriteFailed "File is not open for writing" for a file of neither form;
+    // kNotSynchronized "Index is not synchronized: " (argument: the file's name) for a record file
+    // in which this bit is set, which is not changed.
+    // COST: reads the file once, a piece at a time.
     static void Write(const qtString& file);
     static void Write(qtPtr<qtBuffer>& buffer);
 

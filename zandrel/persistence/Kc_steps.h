@@ -10,7 +10,8 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/Hpack.h"
-#include "zandrel/persistence/Kc_seal.h"
+
+class zeIO;
 
 namespace zandrel::detail {
 
@@ -22,9 +23,6 @@ inline constexpr unsigned short kKcVersion = 2;
 
 // The key of the manager's record.
 inline constexpr const char* kManagerKey = "__Manager__";
-// The key of the seal. A change of a sealed file in cached form begins with the removal of the
-// seal.
-inline constexpr const char* kSealKey = Kc_seal::kKey;
 
 // Returns the nodes with classifiers among `top` and the nodes below it. `top` may be null. The
 // nodes are ordered by the classifiers' object ids, so that the items of a file have the same order
@@ -42,6 +40,15 @@ inline std::vector<zeNode*> classifier_nodes(const zeNode* top) {
     });
     return nodes;
 }
+
+// Writes the classifier of a node, if it has changes. In cached form its loose leaves first become
+// children of the node (AdoptLooseLeaves), since only lists of children lead to a classifier that
+// is not in memory.
+// REQUIRES: the classifier is in memory.
+void WriteChanges(zeNode& node, zeIO& io);
+
+// Raises qtX<zeIO> 11 "Classifier without its node in kc file" (argument: the id).
+[[noreturn]] void RaiseWithoutNode(unsigned int id);
 
 // Abandons a package at the end of the scope. If an error ended the scope before Close, the package
 // gets no index.

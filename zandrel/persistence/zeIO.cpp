@@ -134,8 +134,8 @@ void zeIO::LoadManager() {
 }
 
 void zeIO::WriteItem(const qtString& key, SegBuf& buffer) {
-    Scramble(buffer);
     if (m_io_mode == KcIoMode::DIRECT_IO) {
+        Scramble(buffer);
         m_pack.AddAtOffset(key, buffer, 0);
     } else {
         AddToFile(key, buffer);

@@ -38,7 +38,7 @@ struct zeNode;
 // Errors: qtX<zeIO> with the numbers and texts of docs/errors.md. Errors of devices, packages,
 // record files, streams and records pass through. An interruption raises qtX<zeWorkflow> 2.
 // - If a file cannot be opened or is not the file of a container, the manager does not change,
-//   except that a container in cached form is closed before and leaves the manager empty.
+//   except that a container in cached form is flushed and closed before: the manager is empty.
 // - If reading fails later, the manager is empty, as after zeManager::Release, so that a part is
 //   not used as the whole container. It has its earlier settings and is not compact. A value that
 //   we never write also makes reading fail: 12 "Damaged item: " and the field (argument: the id).
@@ -69,7 +69,7 @@ public:
     // trees, the settings and the rules are read now. `compact flag` is then checked when a model
     // is read, and a container that lost its flag is not recognised as compact. A file in cached
     // form of version 1 is upgraded in place first, also with `read_only`: see docs/operations.md.
-    // If that fails before a write, the file is as it was; afterwards no version can read it.
+    // If that fails before a write, the file is as it was; if later, no version can read it.
     // REQUIRES: this is the manager's `m_io`.
     // RAISES: with that mode, also the errors of Kc_seal::Verify. In cached form 0 "Invalid Cache
     // Size"; 8 "KB index is not synchronized (Run RebuildIndex Utility)" if changes of the file
@@ -82,15 +82,17 @@ public:
     // Writes the container, or the subtree `mode->root`, and replaces an existing file or the
     // content of the buffer. If `buffer` is null, a new one is stored in it. The cached form is
     // written as CopyKC does: the manager remains on its own file.
+    // A compact container gives a compact file, also with `compact` false.
     // REQUIRES: this is the manager's `m_io`.
     // RAISES: 3 "Logical node is not a Classifier" (argument: its name), and qtX<zeManager> 4 for
-    // trees that could not be read again. Both are raised before anything is written, except that
-    // a classifier that is not in memory is checked when it is copied.
+    // trees that could not be read again, or for classifiers that can no longer be fetched since
+    // their file was closed. Both are raised before anything is written, except that a classifier
+    // of an open file in cached form that is not in memory is checked when it is copied.
     void DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress);
     void DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
     // Writes the container to another file, in any form. If `converter` is not null, it converts
-    // all texts. The manager is the same afterwards, also after an error: its `m_io`, its modified
-    // flag, and the objects that are marked as changed.
+    // all texts. Also after an error the manager has its `m_io`, its modified flag and the marks of
+    // its objects. Its cache may have other classifiers: evicted changes are then in its own file.
     // RAISES: as DumpKC, with number 4 instead of 3; 13 "File is the open container: " if the
     // target is the open file in cached form, also by another name (argument: the name); the errors
     // of ConvertEncoding.
@@ -120,13 +122,14 @@ public:
     zeBase* LoadObject(unsigned int id, zeNode* node);
     // Removes the item of an object from the open file in cached form.
     // RAISES: the assertion "m_io_mode == KcIoMode::CACHED_IO" in plain form; kWrongKey "Key does
-    // not exist: ".
+    // not exist: ", and then the file is not changed.
     void DeleteItem(unsigned int id);
 
     // The cache. zePhysicalTree calls the first three functions.
 
     // Records a use of the node's classifier. If the cache was full, the classifier that was used
-    // least recently is written, if it has changes, and released.
+    // least recently is written, if it has changes, and released. After a failed write, a changed
+    // one remains in memory instead.
     // REQUIRES: there is a cache, also for the next function.
     // RAISES: what DumpObject raises. The evicted classifier is then still in memory, but not in
     // the cache; its next use adds it again, and FlushCache writes it.
@@ -150,6 +153,9 @@ public:
     // then nothing has been written. After an interruption the file is still open, and the call can
     // be repeated.
     void FlushCache(bool close, CTProgress* progress);
+    // Raises qtX<zeManager> 4 unless the trees, and the classifiers in memory at and below `start`,
+    // could be written and read again. Without a cache, each classifier must be in memory.
+    void RequireReadable(const zeNode* start) const;
 
     zeManager* m_manager;                        // BORROWS
     Hpack m_pack;                                // the plain file; open only during an operation
@@ -163,8 +169,8 @@ public:
     Hio<HSegment>::Converter m_converter = nullptr;  // for all texts that are written; or null
     void* m_converter_context = nullptr;
     qtScrambler m_scrambler{qtScrambler::kSeed};
-    // Loads keep statistics for training as bytes: during the load of a plain file, and as long as
-    // a file in cached form is open.
+    // Loads keep statistics for training as bytes: during the load of a plain file, and until the
+    // next load after one of a file in cached form.
     bool m_for_classifying = false;
 
 private:
@@ -177,13 +183,15 @@ private:
     void OpenWriteCached(const qtString& file, KcIoMode& mode);
     void MakeCache(const qtString& file, const KcIoMode& mode, bool create, bool read_only);
     void IdentifyPlain(KcIoMode& mode);
-    void VerifyMagic(bool write, bool cached, bool& compact, bool& unicode,
-                     unsigned short& version);
+    void WriteIdentity(bool cached);
+    void ReadIdentity(bool cached, bool& compact, bool& unicode, unsigned short& version);
     // Upgrades the open file in cached form from version 1.
     void ConvertCachedKc(KcIoMode& mode);
     std::vector<zeNode*> ReadForUpgrade();
     void UpgradeOpened(KcIoMode& mode);
     void LoadOpened(CTProgress* progress);
+    template <class Load>
+    void LoadOrEmpty(Load&& load);
     unsigned int ItemCount() const;
     void LoadClassifiers(CTProgress* progress);
     void LoadClassifier(zeNode* node);
@@ -191,7 +199,7 @@ private:
     void CopyTo(const qtString& file, KcIoMode& mode, KcConverter* converter, int refusal,
                 CTProgress* progress);
     void CopyItems(const qtPtrLight<zeIO>& target, zeNode* start, const zeLogicalNode* root,
-                   CTProgress* progress);
+                   bool is_checked_first, CTProgress* progress);
     void RequireOtherFile(const qtString& file) const;
     void FinishCopy(CTProgress* progress);
     void LoadManager();
@@ -199,7 +207,6 @@ private:
     void DumpManager(const zeLogicalNode* root);
     // Verifies that a container or subtree can be written, and returns its top node.
     zeNode* VerifiedStart(const zeLogicalNode* root, int refusal) const;
-    void RequireReadable(const zeNode* start) const;
     void ReadItem(const qtString& key, SegBuf& buffer);
     void WriteItem(const qtString& key, SegBuf& buffer);
     void Scramble(SegBuf& buffer) const;
@@ -209,22 +216,27 @@ private:
     // Changes of the open file in cached form.
     template <class Change>
     void ChangeFile(Change&& change);
-    void AddToFile(const qtString& key, const SegBuf& buffer);
+    void AddToFile(const qtString& key, SegBuf& buffer);
     void RequireWhole() const;
+    void RequireSoundItem(const qtString& key);
     void PrepareChange();
-    void ReleaseStragglers();
+    void ReleaseUncached();
     void WriteSwitchers();
     void WriteManager();
     void WriteCompactFlag(bool is_compact);
     void WriteCacheIndex();
     // Ends the use of the open file: flushes it, and traces an error.
     void CloseCache() noexcept;
-    void FlushAsManagersOwn();
+    void FlushThroughNewIo();
+    // Closes the file. Everything must have been written.
+    void CloseFile();
     // Closes the file without writing anything.
     void AbandonCache() noexcept;
     // Removes all nodes from the cache, since they no longer exist.
     void ForgetCache() noexcept;
-    // Flushes and closes the file, and empties the manager, whose classifiers are not in memory.
+    // Flushes and closes the file, and empties the manager, whose classifiers are not in memory. A
+    // file whose change has failed before is closed as it is.
+    // RAISES: the errors of the flush; the file is still open then.
     void LeaveCachedForm();
 
     bool m_keeps_version = false;  // a file of version 1 is opened as it is

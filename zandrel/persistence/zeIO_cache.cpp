@@ -23,6 +23,7 @@
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <vector>
 
@@ -33,6 +34,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/foundation/trace.h"
 #include "zandrel/knowledge/Progress.h"
+#include "zandrel/knowledge/Tree_shape.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/CachePack.h"
@@ -62,13 +64,40 @@ std::vector<Object*> objects_in_order(const zeManager& manager) {
     return found;
 }
 
+std::uint64_t item_size(const qtString& key, unsigned int data_length) {
+    return std::uint64_t{data_length} + key.size() + zandrel::detail::kItemOverhead;
+}
+
 bool is_clean(const CachePack& pack) {
     unsigned char state = 0;
     pack.GetState(state);
     return (state & CachePack::kStaleIndex) == 0;
 }
 
+// Sets the state bit in the file, or clears it, unless it is so already.
+void set_stale(CachePack& pack, bool is_stale) {
+    unsigned char state = 0;
+    pack.GetState(state);
+    const auto wanted = static_cast<unsigned char>(is_stale ? state | CachePack::kStaleIndex
+                                                            : state & ~CachePack::kStaleIndex);
+    if (wanted != state) {
+        pack.SetState(wanted);
+    }
+}
+
 }  // namespace
+
+void zandrel::detail::WriteChanges(zeNode& node, zeIO& io) {
+    zeClassifier& classifier = *node.m_classifier;
+    if (!classifier.is_changed()) {
+        return;
+    }
+    zeManager& manager = *io.m_manager;
+    const bool has_adopted = manager.ReadOnDemand() != 0 && AdoptLooseLeaves(node);
+    manager.m_modified = manager.m_modified || has_adopted;
+    io.DumpObject(&classifier);
+    classifier.set_written();
+}
 
 const qtString& zeIO::CacheFile() const {
     ZANDREL_ASSERT(!m_cache_pack.IsNull(), "!m_cache_pack.IsNull()");
@@ -83,31 +112,31 @@ void zeIO::RequireWhole() const {
     }
 }
 
+// Raises the error of the record file for an item that is not where the index says, or whose length
+// is damaged: it can neither be replaced nor deleted. A key without an item is accepted.
+void zeIO::RequireSoundItem(const qtString& key) {
+    CachePack::Offset offset = 0;
+    unsigned int length = 0;
+    m_cache_pack->GetKeyInfo(key, offset, length);
+    m_cache_pack->GetSlot(item_size(key, length));
+}
+
+// The seal must be sound.
 void zeIO::PrepareChange() {
+    set_stale(*m_cache_pack, true);
     const qtString seal = zandrel::Kc_seal::kKey;
-    const bool is_sealed = m_cache_pack->Exists(seal);
-    if (is_sealed) {
-        // This raises for a damaged seal before anything is changed.
-        CachePack::Offset offset = 0;
-        unsigned int length = 0;
-        m_cache_pack->GetKeyInfo(seal, offset, length);
-    }
-    unsigned char state = 0;
-    m_cache_pack->GetState(state);
-    if ((state & CachePack::kStaleIndex) == 0) {
-        m_cache_pack->SetState(static_cast<unsigned char>(state | CachePack::kStaleIndex));
-    }
-    if (is_sealed) {
+    if (m_cache_pack->Exists(seal)) {
         m_cache_pack->DeleteItem(seal);
     }
 }
 
-// An error of the record file itself is raised before it changes anything: a record that is too
-// large, or an item whose place in the file is not that of an item.
+// A refused change must leave the file as it was. So the callers, and this function for the seal,
+// find out what the record file would refuse, before the state bit is set. Later only an index that
+// is too large is refused, before it is written.
 template <class Change>
 void zeIO::ChangeFile(Change&& change) {
-    ZANDREL_ASSERT(!m_cache_pack.IsNull(), "!m_cache_pack.IsNull()");
     RequireWhole();
+    RequireSoundItem(zandrel::Kc_seal::kKey);
     try {
         PrepareChange();
         change(*m_cache_pack);
@@ -121,15 +150,29 @@ void zeIO::ChangeFile(Change&& change) {
 
 void zeIO::DeleteItem(unsigned int id) {
     ZANDREL_ASSERT(m_io_mode == KcIoMode::CACHED_IO, "m_io_mode == KcIoMode::CACHED_IO");
-    if (!m_read_only) {
-        ChangeFile([id](CachePack& pack) { pack.DeleteItem(pack.MakeStringKey(id)); });
+    if (m_read_only) {
+        return;
     }
+    ZANDREL_ASSERT(!m_cache_pack.IsNull(), "!m_cache_pack.IsNull()");
+    RequireWhole();
+    const qtString key = Hpack::MakeStringKey(id);
+    if (!m_cache_pack->Exists(key)) {
+        m_cache_pack->DeleteItem(key);  // raises, and changes nothing
+    }
+    RequireSoundItem(key);
+    ChangeFile([&key](CachePack& pack) { pack.DeleteItem(key); });
 }
 
-void zeIO::AddToFile(const qtString& key, const SegBuf& buffer) {
-    if (!m_read_only) {
-        ChangeFile([&key, &buffer](CachePack& pack) { pack.AddItem(key, buffer); });
+void zeIO::AddToFile(const qtString& key, SegBuf& buffer) {
+    if (m_read_only) {
+        return;
     }
+    ZANDREL_ASSERT(!m_cache_pack.IsNull(), "!m_cache_pack.IsNull()");
+    RequireWhole();
+    m_cache_pack->GetSlot(item_size(key, buffer.size));  // raises for a record that is too large
+    RequireSoundItem(key);
+    Scramble(buffer);
+    ChangeFile([&key, &buffer](CachePack& pack) { pack.AddItem(key, buffer); });
 }
 
 void zeIO::TouchCache(zeNode* node) {
@@ -138,7 +181,7 @@ void zeIO::TouchCache(zeNode* node) {
     // After a failed write, a changed classifier cannot be written any more. It remains in memory,
     // so that the container can still be copied to another file.
     const bool is_kept = evicted != nullptr && m_is_broken && evicted->m_classifier != nullptr &&
-                         evicted->m_classifier->m_dirty;
+                         evicted->m_classifier->is_changed();
     if (evicted != nullptr && !is_kept) {
         const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
         tree->release_classifier(evicted, m_read_only ? nullptr : this);
@@ -182,22 +225,26 @@ void zeIO::FlushCache(bool close, CTProgress* progress) {
         }
     }
     ClearCache(progress);
-    ReleaseStragglers();
+    ReleaseUncached();
     if (!m_read_only) {
         WriteSwitchers();
         WriteManager();
         WriteCacheIndex();
     }
     if (close) {
-        const qtPtrLight<CachePack> pack = m_cache_pack;
-        AbandonCache();
-        pack->Close();
+        CloseFile();
     }
     zandrel::detail::Progress(progress).end();
 }
 
+void zeIO::CloseFile() {
+    const qtPtrLight<CachePack> pack = m_cache_pack;
+    AbandonCache();
+    pack->Close();
+}
+
 // A classifier is in memory, but not in the cache, if its eviction or an earlier ClearCache failed.
-void zeIO::ReleaseStragglers() {
+void zeIO::ReleaseUncached() {
     for (const zeStat_matcher* const matcher : objects_in_order<zeStat_matcher>(*m_manager)) {
         if (matcher->m_node != nullptr && matcher->m_node->m_classifier == matcher) {
             m_manager->m_physical_tree->release_classifier(matcher->m_node,
@@ -218,12 +265,15 @@ void zeIO::WriteSwitchers() {
 void zeIO::WriteManager() {
     if (m_manager->m_modified) {
         DumpManager(nullptr);
-        WriteCompactFlag(m_manager->m_compact);
+        // A container that was compact is not compact after its statistics were cleared. A flush
+        // never sets the flag: a container that lost it in an upgrade is not marked again.
+        if (!m_manager->m_compact) {
+            WriteCompactFlag(false);
+        }
         m_manager->m_modified = false;
     }
 }
 
-// A container that was compact is not compact after its statistics were cleared.
 void zeIO::WriteCompactFlag(bool is_compact) {
     unsigned int id = 0;
     unsigned short version = 0;
@@ -237,18 +287,14 @@ void zeIO::WriteCompactFlag(bool is_compact) {
 }
 
 // WriteIndex does nothing if no item has changed, and then leaves the bit that PrepareChange has
-// set. That happens if the only change was refused, for example since an item was too large.
+// set. That happens if the only change was that of the compact flag.
 void zeIO::WriteCacheIndex() {
     if (is_clean(*m_cache_pack)) {
         return;
     }
     ChangeFile([](CachePack& pack) {
         pack.WriteIndex();
-        unsigned char state = 0;
-        pack.GetState(state);
-        if ((state & CachePack::kStaleIndex) != 0) {
-            pack.SetState(static_cast<unsigned char>(state & ~CachePack::kStaleIndex));
-        }
+        set_stale(pack, false);
     });
 }
 
@@ -260,7 +306,7 @@ void zeIO::CloseCache() noexcept {
         if (m_manager->m_io.get() == this) {
             FlushCache(true, nullptr);
         } else {
-            FlushAsManagersOwn();
+            FlushThroughNewIo();
         }
     } catch (const std::exception& error) {
         tracef(s_trace_file, zandrel::kTraceWarning, "Container was not written: %s", error.what());
@@ -272,7 +318,7 @@ void zeIO::CloseCache() noexcept {
 
 // A matcher writes its storage through the manager's `m_io`, and that is not this object if the
 // program replaced it. So another object gets the open file and becomes `m_io` for the flush.
-void zeIO::FlushAsManagersOwn() {
+void zeIO::FlushThroughNewIo() {
     const qtPtrLight<zeIO> own(new zeIO(m_manager));
     own->m_io_mode = m_io_mode;
     own->m_version = m_version;
@@ -300,9 +346,16 @@ void zeIO::ForgetCache() noexcept {
     }
 }
 
+// The statistical classifiers can also be out of memory if the file was closed by FlushCache. They
+// can then no longer be fetched.
 void zeIO::LeaveCachedForm() {
-    if (!m_cache_pack.IsNull()) {
-        FlushCache(true, nullptr);
-        m_manager->ReleaseContent();
+    if (m_io_mode != KcIoMode::CACHED_IO) {
+        return;
     }
+    if (m_is_broken) {
+        CloseCache();  // Nothing more can be written. The error is traced.
+    } else {
+        FlushCache(true, nullptr);
+    }
+    m_manager->ReleaseContent();
 }

@@ -11,6 +11,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Classifier_type.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 namespace {
@@ -46,21 +47,16 @@ Object* enter(std::unique_ptr<Object> object, Hio<HSegment>& io, zeManager* mana
     return object.release();
 }
 
-[[noreturn]] void refuse_place_of(const zeClassifier& classifier) {
-    throw qtX<zeIO>(11, "Classifier without its node in kc file",
-                    {qtString(std::to_string(classifier.m_id))});
-}
-
 void read_classifier(const zandrel::detail::Classifier_type& type, zeClassifier& classifier,
                      Hio<HSegment>& io, zeManager* manager, const zeNode* node) {
     // A node is given only for a storage. If a damaged file names a statistical classifier there,
     // it would look for its own storage in turn. A long chain of them would overflow the stack.
     if (type.has_storage && node != nullptr) {
-        refuse_place_of(classifier);
+        zandrel::detail::RaiseWithoutNode(classifier.m_id);
     }
     classifier.m_node = manager->LoadCat(io, nullptr);
     if (classifier.m_node == nullptr) {
-        refuse_place_of(classifier);
+        zandrel::detail::RaiseWithoutNode(classifier.m_id);
     }
     type.load(classifier, io);
 }
@@ -79,6 +75,10 @@ zeBase* load_storage(Hio<HSegment>& io, zeManager* manager, zeNode* node) {
 }
 
 }  // namespace
+
+void zandrel::detail::RaiseWithoutNode(unsigned int id) {
+    throw qtX<zeIO>(11, "Classifier without its node in kc file", {qtString(std::to_string(id))});
+}
 
 zeBase* zeObjectFactory(unsigned int type, Hio<HSegment>& io, zeManager* manager, zeNode* node) {
     if (type == zandrel::kStorageObjectType) {

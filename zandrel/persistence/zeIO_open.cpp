@@ -60,6 +60,9 @@ void upgrade_file(const qtString& file) {
 
 void zeIO::OpenRead(const qtString& file, KcIoMode& mode) {
     m_io_mode = KcIoMode::AUTO_IO;
+    // An earlier write or load has set them. A flush of the cached form would leave out statistics.
+    m_compact = false;
+    m_for_classifying = false;
     if (mode.io_mode == KcIoMode::CACHED_IO) {
         OpenCached(file, mode);
     } else if (mode.io_mode == KcIoMode::DIRECT_IO) {
@@ -93,7 +96,7 @@ void zeIO::IdentifyPlain(KcIoMode& mode) {
     if (mode.for_classifying) {
         zandrel::Kc_seal::Verify(m_pack);
     }
-    VerifyMagic(false, false, mode.compact_read, mode.unicode, mode.version);
+    ReadIdentity(false, mode.compact_read, mode.unicode, mode.version);
     m_manager->m_version = static_cast<unsigned short>(m_version);
     m_for_classifying = mode.for_classifying;
 }
@@ -101,7 +104,7 @@ void zeIO::IdentifyPlain(KcIoMode& mode) {
 void zeIO::OpenCached(const qtString& file, KcIoMode& mode) {
     try {
         MakeCache(file, mode, false, mode.read_only);
-        VerifyMagic(false, true, mode.compact_read, mode.unicode, mode.version);
+        ReadIdentity(true, mode.compact_read, mode.unicode, mode.version);
         mode.io_mode = KcIoMode::CACHED_IO;
         m_io_mode = KcIoMode::CACHED_IO;
         if (m_version < kKcVersion && !m_keeps_version) {
@@ -143,30 +146,30 @@ void zeIO::OpenWrite(const qtString& file, KcIoMode& mode) {
     mode.io_mode = KcIoMode::DIRECT_IO;
     m_io_mode = KcIoMode::DIRECT_IO;
     m_pack.Open(file, 'w');
-    bool is_unicode = false;
-    unsigned short version = kKcVersion;
-    VerifyMagic(true, false, m_compact, is_unicode, version);
+    WriteIdentity(false);
 }
 
+// A reader of the cached form cannot find out that a container is compact, except by its flag. So a
+// compact container gets the flag whenever it is written in this form.
 void zeIO::OpenWriteCached(const qtString& file, KcIoMode& mode) {
     m_io_mode = KcIoMode::CACHED_IO;
+    m_compact = mode.compact || m_manager->m_compact;
     try {
         if (mode.create && mode.cache_size != 0) {
             remove_old_file(file);
         }
         MakeCache(file, mode, mode.create, mode.read_only);
         if (mode.create) {
-            bool is_unicode = false;
-            unsigned short version = kKcVersion;
-            VerifyMagic(true, true, m_compact, is_unicode, version);
+            WriteIdentity(true);
             return;
         }
-        VerifyMagic(false, true, mode.compact_read, mode.unicode, mode.version);
+        ReadIdentity(true, mode.compact_read, mode.unicode, mode.version);
         if (m_version < kKcVersion) {
             AbandonCache();
             upgrade_file(file);
             MakeCache(file, mode, false, false);
-            VerifyMagic(false, true, mode.compact_read, mode.unicode, mode.version);
+            KcIoMode upgraded;  // `mode` keeps what was found before the upgrade
+            ReadIdentity(true, upgraded.compact_read, upgraded.unicode, upgraded.version);
         }
     } catch (...) {
         AbandonCache();
@@ -174,19 +177,19 @@ void zeIO::OpenWriteCached(const qtString& file, KcIoMode& mode) {
     }
 }
 
-void zeIO::VerifyMagic(bool write, bool cached, bool& compact, bool& unicode,
-                       unsigned short& version) {
-    unsigned char flags = 0;
-    if (write) {
-        flags = static_cast<unsigned char>((unicode ? kKcUnicode : 0) | (compact ? kKcCompact : 0));
-        if (cached) {
-            m_cache_pack->SetFileID(kKcFileId, version, flags);
-        } else {
-            m_pack.SetFileID(kKcFileId, version, flags);
-        }
-        m_version = version;
-        return;
+// A new file has no Unicode flag.
+void zeIO::WriteIdentity(bool cached) {
+    const unsigned char flags = m_compact ? kKcCompact : 0;
+    if (cached) {
+        m_cache_pack->SetFileID(kKcFileId, kKcVersion, flags);
+    } else {
+        m_pack.SetFileID(kKcFileId, kKcVersion, flags);
     }
+    m_version = kKcVersion;
+}
+
+void zeIO::ReadIdentity(bool cached, bool& compact, bool& unicode, unsigned short& version) {
+    unsigned char flags = 0;
     unsigned int id = 0;
     unsigned char state = 0;
     bool is_bad = false;

@@ -7,7 +7,6 @@
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -102,9 +101,9 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
 }
 
 [[noreturn]] void refuse_classifier(zeManager& manager, zeBase* object) {
-    const qtString id(std::to_string(object->m_id));
+    const unsigned int id = object->m_id;
     manager.Release(object);
-    throw qtX<zeIO>(11, "Classifier without its node in kc file", {id});
+    zandrel::detail::RaiseWithoutNode(id);
 }
 
 }  // namespace
@@ -132,14 +131,11 @@ void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
 }
 
 // The file in cached form is closed before the manager is emptied, so that nothing is written.
-void zeIO::LoadOpened(CTProgress* progress) {
+template <class Load>
+void zeIO::LoadOrEmpty(Load&& load) {
     Kept_settings kept(*m_manager);
     try {
-        LoadClassifiers(progress);
-        if (ReadOnDemand() == 0) {
-            m_pack.Close();
-            m_for_classifying = false;
-        }
+        load();
     } catch (...) {
         AbandonCache();
         m_manager->Release();
@@ -148,17 +144,25 @@ void zeIO::LoadOpened(CTProgress* progress) {
     }
 }
 
+void zeIO::LoadOpened(CTProgress* progress) {
+    LoadOrEmpty([this, progress] {
+        LoadClassifiers(progress);
+        if (ReadOnDemand() == 0) {
+            m_pack.Close();
+            m_for_classifying = false;
+        }
+    });
+}
+
 // Upgrades the open file by reading it, as LoadOpened reads one.
 void zeIO::UpgradeOpened(KcIoMode& mode) {
-    Kept_settings kept(*m_manager);
     const unsigned short version_before = m_manager->m_version;
     try {
-        m_read_only = false;
-        ConvertCachedKc(mode);
+        LoadOrEmpty([this, &mode] {
+            m_read_only = false;
+            ConvertCachedKc(mode);
+        });
     } catch (...) {
-        AbandonCache();
-        m_manager->Release();
-        kept.put_back();
         m_manager->m_version = version_before;
         throw;
     }

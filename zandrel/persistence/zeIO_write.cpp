@@ -2,8 +2,8 @@
 // result could be read again, then write the classifiers with their models, then the manager.
 #include "zandrel/persistence/zeIO.h"
 
-#include <filesystem>
-#include <system_error>
+#include <cstdio>
+#include <sys/stat.h>
 #include <vector>
 
 #include "zandrel/classification/zeClassifier.h"
@@ -48,13 +48,25 @@ Nodes nodes_from(const zeNode* top) {
 }
 
 // Checks the classifiers at and below `top` that are in memory.
-void require_classifiers(const zeNode* top) {
+void require_classifiers(const zeNode* top, bool is_each_in_memory) {
     const Nodes written = nodes_from(top);
     for (zeNode* const node : written) {
         if (node->m_classifier != nullptr) {
             require_classifier(node, *node->m_classifier, written);
+        } else if (is_each_in_memory && node->m_classifier_id != 0) {
+            zandrel::detail::RaiseDamagedTree("classifiers");
         }
     }
+}
+
+bool is_name_of(const CachePack& pack, const qtString& file) {
+    struct stat opened = {};
+    if (::fstat(::fileno(pack.io.device->file), &opened) != 0) {
+        return file == pack.FileName();  // a stream without a descriptor
+    }
+    struct stat named = {};
+    return ::stat(file.c_str(), &named) == 0 && named.st_dev == opened.st_dev &&
+           named.st_ino == opened.st_ino;
 }
 
 constexpr int kDumpRefused = 3;
@@ -72,10 +84,11 @@ zeNode* zeIO::VerifiedStart(const zeLogicalNode* root, int refusal) const {
     return start;
 }
 
-// We do not write trees that could not be read again.
+// We do not write trees that could not be read again. After FlushCache has closed a file, the
+// classifiers that were not in memory can no longer be fetched, and a copy would lack them.
 void zeIO::RequireReadable(const zeNode* start) const {
     zandrel::detail::RequireTrees(*m_manager);
-    require_classifiers(start);
+    require_classifiers(start, m_manager->ReadOnDemand() == 0);
 }
 
 void zeIO::DumpKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
@@ -99,11 +112,9 @@ void zeIO::DumpKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     zeNode* const start = VerifiedStart(mode->root, kDumpRefused);
     m_io_mode = KcIoMode::DIRECT_IO;
     m_compact = mode->compact;
-    bool is_unicode = false;
-    unsigned short version = zandrel::detail::kKcVersion;
     const zandrel::detail::Open_package open(m_pack);
     m_pack.Open(buffer, 'w');
-    VerifyMagic(true, false, m_compact, is_unicode, version);
+    WriteIdentity(false);
     DumpClassifiers(start, mode->root, progress);
     m_pack.Close();
 }
@@ -139,7 +150,7 @@ void zeIO::CopyTo(const qtString& file, KcIoMode& mode, KcConverter* converter, 
     }
     try {
         target->OpenWrite(file, mode);
-        CopyItems(target, start, mode.root, progress);
+        CopyItems(target, start, mode.root, refusal == kDumpRefused, progress);
     } catch (...) {
         target->AbandonCache();  // Otherwise its destructor would complete the file.
         throw;
@@ -148,14 +159,18 @@ void zeIO::CopyTo(const qtString& file, KcIoMode& mode, KcConverter* converter, 
 
 // The manager is on its own file to fetch a classifier, and on the target to write it: a matcher
 // writes its model through the manager's m_io. A classifier that was in memory was verified before.
+// `is_checked_first`: asks for an interruption also before the first classifier, as each dump does.
 void zeIO::CopyItems(const qtPtrLight<zeIO>& target, zeNode* start, const zeLogicalNode* root,
-                     CTProgress* progress) {
+                     bool is_checked_first, CTProgress* progress) {
     const qtPtrLight<zeIO> own = m_manager->m_io;
     const zandrel::detail::Restored<qtPtrLight<zeIO>> at_end(m_manager->m_io);
     const Nodes written = nodes_from(start);
     const zandrel::detail::Progress steps(progress);
     const std::vector<zeNode*> nodes = zandrel::detail::classifier_nodes(start);
     steps.set_total(nodes.size() + 1);
+    if (is_checked_first) {
+        steps.check_interrupt();
+    }
     for (zeNode* const node : nodes) {
         m_manager->m_io = own;
         zeClassifier* const classifier = m_manager->m_physical_tree->get_classifier(node);
@@ -181,19 +196,15 @@ void zeIO::FinishCopy(CTProgress* progress) {
         ClearCache(progress);
         WriteCompactFlag(m_compact);
         WriteCacheIndex();
-        const qtPtrLight<CachePack> pack = m_cache_pack;
-        AbandonCache();
-        pack->Close();
+        CloseFile();
     }
     zandrel::detail::Progress(progress).end();
 }
 
+// The open file is recognised by its device and inode, since it may have been renamed meanwhile,
+// and a relative name may lead to another file after a change of the folder.
 void zeIO::RequireOtherFile(const qtString& file) const {
-    if (m_cache_pack.IsNull()) {
-        return;
-    }
-    std::error_code error;  // set if one of them does not exist; they then differ
-    if (file == CacheFile() || std::filesystem::equivalent(file.str(), CacheFile().str(), error)) {
+    if (!m_cache_pack.IsNull() && is_name_of(*m_cache_pack, file)) {
         throw qtX<zeIO>(13, "File is the open container: " + file, {file});
     }
 }
