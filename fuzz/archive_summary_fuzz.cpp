@@ -25,7 +25,6 @@
 
 namespace {
 
-constexpr unsigned int kArchiveFileId = 0x82975503;
 constexpr unsigned int kMessageCount = 4;
 
 // If a list has more numbers than this, only the first ones are used.
@@ -68,7 +67,7 @@ void make_file(const Memory_file& place, const std::string& summary, unsigned sh
     place.fill(empty + std::string(256 - Format::kEmptyIndexSize, '\0'));
 
     file.Open(place.name(), false, false);
-    file.SetFileID(kArchiveFileId, version, 0);
+    file.SetFileID(zandrel::detail::kArchiveFileId, version, 0);
     for (unsigned int number = 0; number < kMessageCount; ++number) {
         SegBuf record;
         Hio<Generic32> message_io(new HSegment(record, 'w'));
@@ -81,7 +80,7 @@ void make_file(const Memory_file& place, const std::string& summary, unsigned sh
     }
     SegBuf record;
     fill(record, summary);
-    file.AddItem("__MANAGER__", record);
+    file.AddItem(zandrel::detail::kArchiveSummaryKey, record);
     file.Close();
 }
 
@@ -156,6 +155,8 @@ void use_lists(zeSmlArchive& archive) {
 }
 
 void change(zeSmlArchive& archive) {
+    succeeds([&] { archive.SetInitialApriori(); });
+    succeeds([&] { archive.SetAgeRatio(2.0); });
     qtPtrLight<zeMsg> added = message(3);
     succeeds([&] { archive.AddSml(added, "new", "id"); });
     for (unsigned int number = 0; number < kMessageCount; ++number) {
@@ -163,6 +164,7 @@ void change(zeSmlArchive& archive) {
         succeeds([&] { archive.DelSml(number); });
     }
     succeeds([&] { archive.SetCatReservedSize(1); });
+    succeeds([&] { archive.Renumber(); });
     succeeds(
         [&] { archive.RenameCategory(Concept::insert_view("red"), Concept::insert_view("pink")); });
 }

@@ -27,6 +27,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HSegment.h"
+#include "zandrel/storage/HreclaimCache.h"
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/kc/Kc_damage.h"
@@ -56,18 +57,6 @@ std::string path_of(const zeNode& node) {
 
 std::string key_of(unsigned int id) {
     return Hpack::MakeStringKey(id).str();
-}
-
-// Each segment was scrambled by itself.
-void descramble(SegBuf& record) {
-    const qtScrambler scrambler(qtScrambler::kSeed);
-    for (unsigned int position = 0; position < record.size;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        record.Locate(position, record.size, run, length);
-        scrambler.Descramble(run, length, qtScrambler::kOption);
-        position += length;
-    }
 }
 
 void add_sizes_of(const zeBase& object, Kc_record& record) {
@@ -139,7 +128,7 @@ private:
             io.m_cache_pack->GetItem(key, record);
         }
         if (m_manager.has_node_ids()) {  // since version 2, as the scrambling
-            descramble(record);
+            zandrel::detail::ScrambleRuns(record, qtScrambler::kSeed);
         }
     }
 

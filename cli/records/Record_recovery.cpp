@@ -32,6 +32,7 @@
 #include <string_view>
 #include <utility>
 
+#include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
@@ -276,14 +277,13 @@ private:
     // deleted.
     bool is_never_deleted(const std::string& key) const {
         constexpr std::uint32_t kCorpusFileId = 0xA1B2C3D5;
-        constexpr std::uint32_t kArchiveFileId = 0x82975503;
         switch (m_result.identity.id) {
             case zandrel::detail::kKcFileId:
                 return key != zandrel::Kc_seal::kKey;
             case kCorpusFileId:
                 return true;
-            case kArchiveFileId:
-                return key == "__MANAGER__";
+            case zandrel::detail::kArchiveFileId:
+                return key == zandrel::detail::kArchiveSummaryKey;
             default:
                 return false;
         }

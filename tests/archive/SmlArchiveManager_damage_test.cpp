@@ -133,6 +133,8 @@ TEST(SmlArchiveManagerDamageTest, ValueThatAnArchiveNeverWritesIsRefused) {
          [](SmlArchiveManager& s) { s.age_ratio = std::numeric_limits<double>::infinity(); }},
         {"age_ratio",
          [](SmlArchiveManager& s) { s.age_ratio = std::numeric_limits<double>::quiet_NaN(); }},
+        {"age_ratio", [](SmlArchiveManager& s) { s.age_ratio = 1e39; }},
+        {"age_ratio", [](SmlArchiveManager& s) { s.age_ratio = -1e39; }},
         {"next_sml_id", [](SmlArchiveManager& s) { s.next_sml_id = 8; }},
         {"last_learned_sml", [](SmlArchiveManager& s) { s.last_learned_sml = 9; }},
         {"category_counter",
@@ -170,6 +172,7 @@ TEST(SmlArchiveManagerDamageTest, ValuesAtTheLimitsAreLoaded) {
     SmlArchiveManager summary = sound_summary();
     summary.next_sml_id = 9;
     summary.last_learned_sml = 8;
+    summary.age_ratio = static_cast<double>(std::numeric_limits<float>::max());
     summary.category_info.at(term("red")).category_counter = 4294967295U;
     summary.category_info.at(term("red")).apriori = std::numeric_limits<double>::max();
     summary.category_info.at(term("red")).recursion1 = 0.0;

@@ -2,6 +2,7 @@
 // state of a finished flush, or refuses the file.
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/storage/HioErr.h"
+#include "zandrel/storage/Hreclaim.h"
 
 #include "tests/support/expect_qtx.h"
 #include "tests/support/fake_disk.h"
@@ -192,6 +194,54 @@ TEST_P(zeSmlArchiveCrashTest, FileOfAKilledProcessHasAFlushedStateOrIsRefused) {
     EXPECT_GT(outcomes.unfinished, 0);
 }
 
+// The process is killed in the first change after a flush, which moves records of old messages.
+TEST_P(zeSmlArchiveCrashTest, KillInARenumberOrRenameAfterAFlushLeavesAFlushedStateOrARefusedFile) {
+    const auto renumber = [](zeSmlArchive& archive) { archive.Renumber(); };
+    const auto rename = [](zeSmlArchive& archive) {
+        archive.RenameCategory(term("red"), term("a much longer name of the category"));
+    };
+    for (void (*const change)(zeSmlArchive&) : {+renumber, +rename}) {
+        disk.files.erase(kArchive);
+        std::vector<std::string> flushed;
+        std::vector<Written> writes;
+        std::string image;
+        {
+            zeSmlArchive archive;
+            archive.OpenArchive(kArchive, true, GetParam());
+            add(archive, {"red", "blue"}, "a");
+            archive.m_manager.next_sml_id = 0xFFFFFFF;
+            add(archive, {"red"}, "b");
+            add(archive, {"blue"}, "c");
+            archive.FlushArchive(true);
+            flushed.push_back(dumped(archive.m_manager));
+            image = disk.files.at(kArchive);
+            disk.on_write = [&](std::uint64_t position, std::string_view bytes) {
+                writes.push_back({1, position, std::string(bytes)});
+            };
+            change(archive);
+            archive.FlushArchive(true);
+            disk.on_write = nullptr;
+            flushed.push_back(dumped(archive.m_manager));
+        }
+        ASSERT_NE(flushed[0], flushed[1]);
+
+        Outcomes outcomes;
+        for (const Written& write : writes) {
+            SCOPED_TRACE(testing::Message()
+                         << write.bytes.size() << " bytes at " << write.position);
+            std::string half = image;
+            put(half, write.position, write.bytes.substr(0, write.bytes.size() / 2));
+            look_at(disk, half, flushed, 1, GetParam(), outcomes);
+            put(image, write.position, write.bytes);
+            look_at(disk, image, flushed, 1, GetParam(), outcomes);
+        }
+
+        EXPECT_EQ(image, disk.files.at(kArchive));
+        EXPECT_GE(outcomes.after, 1);
+        EXPECT_GE(outcomes.refused, 5);
+    }
+}
+
 // The disk is full, or fails, from some call on. Each operation raises at most an error, and the
 // archive can be destroyed.
 TEST_P(zeSmlArchiveCrashTest, DiskThatFailsFromSomeCallOnLeavesAFlushedStateOrARefusedFile) {
@@ -231,6 +281,25 @@ TEST_P(zeSmlArchiveCrashTest, DiskThatFailsFromSomeCallOnLeavesAFlushedStateOrAR
     }
 
     EXPECT_GT(outcomes.refused, 20);
+    EXPECT_EQ(disk.open_files, 0);
+}
+
+// A record file whose close raises an exception of no known type.
+class Record_file_that_fails : public Hreclaim<Hfile64> {
+public:
+    void Close() override { throw 5; }
+};
+
+TEST_P(zeSmlArchiveCrashTest, DestructorTracesAnExceptionOfAnUnknownType) {
+    const Trace_capture trace(zandrel::kTraceWarning);
+    {
+        zeSmlArchive archive;
+        archive.OpenArchive(kArchive, true, GetParam());
+        archive.archive_file = std::make_unique<Record_file_that_fails>();
+        archive.archive_file->Open(kLeft, true, false);
+    }
+
+    EXPECT_TRUE(trace.has(4, "Changes of file fake/left were not written: unknown exception"));
     EXPECT_EQ(disk.open_files, 0);
 }
 

@@ -288,6 +288,21 @@ TEST_F(zeSmlArchiveMembershipTest, MessageMayReplaceTheOneOfItsOwnId) {
     expect_sound(archive);
 }
 
+// The key is removed together with the replaced message.
+TEST_F(zeSmlArchiveMembershipTest, BothIdsMayBeTheKeyOfTheSummary) {
+    // Too long for the inside of a string object.
+    const std::string name = "an external id of a message that is replaced";
+    add(archive, {"red"}, name);
+    qtPtrLight<zeMsg> msg = labelled({"blue"});
+    const qtString& id = archive.m_manager.external_ids.begin()->first;
+
+    EXPECT_EQ(archive.AddSml(msg, id, id), 1U);
+
+    EXPECT_THAT(external_ids(archive), ElementsAre(Pair(name, 1)));
+    EXPECT_EQ(external_id_of(1), name);
+    expect_sound(archive);
+}
+
 TEST_F(zeSmlArchiveMembershipTest, UnknownReplacedIdOnlyAdds) {
     add(archive, {"red"}, "a");
     qtPtrLight<zeMsg> msg = labelled({"blue"});
@@ -343,6 +358,18 @@ TEST_F(zeSmlArchiveMembershipTest, ReleaseOfAnUnknownCategoryChangesNothing) {
     archive.FlushArchive(true);
 
     expect_unchanged_by([&] { archive.ReleaseOneCat(term("blue")); });
+}
+
+TEST_F(zeSmlArchiveMembershipTest, ReleaseOfACategoryThatReservesNothingSetsTheModifiedFlag) {
+    add(archive, {"red"});
+    archive.ReleaseOneCat(term("red"));
+    archive.FlushArchive(true);
+    ASSERT_FALSE(archive.m_manager.modified);
+
+    archive.ReleaseOneCat(term("red"));
+
+    EXPECT_TRUE(archive.m_manager.modified);
+    EXPECT_THAT(reserved(archive, "red"), IsEmpty());
 }
 
 TEST_F(zeSmlArchiveMembershipTest, SmallerReservedSizeFreesTheOldestOfAllCategories) {
@@ -404,6 +431,36 @@ TEST_F(zeSmlArchiveMembershipTest, CategoryThatTheSummaryLacksBreaksAnInvariant)
         [&] { EXPECT_ASSERTS(archive.ReleaseOneSml(0), "it != m_manager.category_info.end()"); });
     archive.m_manager.locked_smls.clear();
     expect_unchanged_by([&] { EXPECT_ASSERTS(archive.DelSml(0), "cd.category_counter >= 1"); });
+}
+
+// AddSml refuses such a message, but a record can be damaged.
+TEST_F(zeSmlArchiveMembershipTest, LabelTwiceWithACounterOf1BreaksAnInvariant) {
+    archive.SetCatReservedSize(0);
+    add(archive, {"red", "blue"});
+    qtPtrLight<zeMsg> msg = labelled({"blue", "red", "red"});
+    archive.WriteSml(0, *msg, true);
+
+    expect_unchanged_by([&] { EXPECT_ASSERTS(archive.DelSml(0), "cd.category_counter >= 1"); });
+
+    // A second message of the category: both places of the label are counted down.
+    add(archive, {"red"});
+    archive.DelSml(0);
+    EXPECT_EQ(archive.m_manager.category_info.count(term("red")), 0U);
+    EXPECT_THAT(numbers(archive), ElementsAre(1));
+}
+
+// Only a damaged summary has so great a counter. With 0 the archive could not be opened again.
+TEST_F(zeSmlArchiveMembershipTest, GreatestCounterDoesNotGrow) {
+    add(archive, {"red"});
+    archive.m_manager.category_info.at(term("red")).category_counter = 4294967294U;
+
+    add(archive, {"red"});
+    EXPECT_EQ(category(archive, "red").category_counter, 4294967295U);
+    add(archive, {"red"});
+    EXPECT_EQ(category(archive, "red").category_counter, 4294967295U);
+
+    reopen();
+    EXPECT_EQ(category(archive, "red").category_counter, 4294967295U);
 }
 
 TEST_F(zeSmlArchiveMembershipTest, ReadOfAMissingMessageIsRefused) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <map>
 #include <random>
@@ -18,9 +19,27 @@ namespace {
 
 using Names = std::vector<std::string>;
 
+// The time at which a message arrives: the number of the step.
+std::int64_t s_time = 0;
+
 struct Model_message {
     Names labels;
     std::string id;
+    std::int64_t arrived = 0;
+};
+
+// The archive's clock shows `s_time` while such an object exists.
+class Step_clock {
+public:
+    Step_clock() : m_before(zandrel::set_clock([] { return s_time; })) {}
+
+    Step_clock(const Step_clock&) = delete;
+    Step_clock& operator=(const Step_clock&) = delete;
+
+    ~Step_clock() { zandrel::set_clock(m_before); }
+
+private:
+    zandrel::qtClock m_before;
 };
 
 struct Model_estimate {
@@ -76,7 +95,7 @@ struct Archive_model {
             }
         }
         const unsigned int number = next++;
-        messages[number] = {labels, id};
+        messages[number] = {labels, id, s_time};
         for (const std::string& label : labels) {
             if (reserved_size > 0) {
                 reserved[label].push_back(number);
@@ -145,6 +164,7 @@ public:
     }
 
     void step() {
+        ++s_time;
         switch (pick(12)) {
             case 0:
             case 1:
@@ -320,6 +340,7 @@ private:
         }
         for (const auto& [number, message] : m_model.messages) {
             EXPECT_EQ(labels_of(m_archive, number), message.labels);
+            EXPECT_EQ(m_archive.m_manager.sml_dates.at(number), qtTimeDate(message.arrived));
         }
     }
 
@@ -331,6 +352,7 @@ private:
 };
 
 TEST(zeSmlArchiveModelTest, RandomStepsAgreeWithAPlainModel) {
+    const Step_clock clock;
     for (const bool use_32_bit : {false, true}) {
         SCOPED_TRACE(use_32_bit);
         const Second_file place;

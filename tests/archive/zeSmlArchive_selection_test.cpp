@@ -1,5 +1,7 @@
 // Lists for training and deletion, estimates, and the weights of a training set.
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <set>
 #include <string>
@@ -312,6 +314,29 @@ TEST_F(zeSmlArchiveWeightTest, InitialEstimatesAreTheSharesInTheArchive) {
     EXPECT_EQ(category(archive, "blue").recursion1, 1.0);
 }
 
+// The shares would be infinite, and such a summary could not be opened again.
+TEST_F(zeSmlArchiveWeightTest, InitialSharesOfAnArchiveWithoutMessagesDoNotChange) {
+    set_summary(0, {{"red", {2, 0.9, 7.0, {}}}});
+    archive.FlushArchive(true);
+
+    archive.SetInitialApriori();
+
+    EXPECT_FALSE(archive.m_manager.modified);
+    EXPECT_EQ(category(archive, "red").apriori, 0.9);
+    EXPECT_EQ(category(archive, "red").recursion1, 7.0);
+}
+
+// The two messages have the weights 2 / (r + 1) and 2 r / (r + 1) with r = sqrt(A).
+TEST_F(zeSmlArchiveWeightTest, GreatestAgeRatioGivesFiniteWeights) {
+    archive.SetAgeRatio(static_cast<double>(std::numeric_limits<float>::max()));
+    add(archive, {"two"});
+    add(archive, {"two"});
+
+    // A = 2^128 * (1 - 2^-24), so r = 2^64 * (1 - 2^-25), and r + 1 is nearly r.
+    EXPECT_THAT(training_weights({0, 1}, zeSmlArchive::kNoWeights),
+                ElementsAre(DoubleNear(std::ldexp(1.0, -63), 1e-26), DoubleNear(2.0, 1e-12)));
+}
+
 TEST_F(zeSmlArchiveWeightTest, CategoryWithoutMessagesBreaksAnInvariant) {
     set_summary(8, {{"red", {0, 0.9, 7.0, {}}}});
     Weights weights;
@@ -488,7 +513,8 @@ TEST_F(zeSmlArchiveWeightTest, AgeRatioIsUsedAsASinglePrecisionNumber) {
     add(archive, {"two"});
     add(archive, {"two"});
 
-    // r = 2.2583179396..., and the first weight is (r - 1) * 2 / (A - 1) = 2 / (r + 1)
+    // r = sqrt(5.099999904632568) = 2.2583179370..., and the first weight is (r - 1) * 2 / (A - 1)
+    // = 2 / (r + 1)
     EXPECT_THAT(
         training_weights({0, 1}, zeSmlArchive::kNoWeights),
         ElementsAre(DoubleNear(0.6138136420885141, 1e-12), DoubleNear(1.386186357911486, 1e-12)));

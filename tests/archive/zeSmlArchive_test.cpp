@@ -195,13 +195,23 @@ TEST_F(zeSmlArchiveTest, FailedOpenCountsAsOpenUntilItIsClosed) {
 
 TEST_F(zeSmlArchiveTest, MarkedFileIsRefused) {
     add(archive, {"red"});
+    archive.SetCatReservedSize(3);
+    archive.SetCatMinimalSize(4);
+    archive.SetAgeRatio(1.5);
     change_file([](Hreclaim<Hfile64>& file) { file.SetState(1); });
     const std::string before = disk.content();
+    archive.SetCatReservedSize(7);
+    archive.SetCatMinimalSize(8);
+    archive.SetAgeRatio(2.5);
 
     EXPECT_QTX_ARGS(archive.OpenArchive(disk.path(), false, false), zeSmlArchive, 10,
                     "Archive index is not synchronized (Run RebuildIndex Utility)", {});
 
     expect_closed_and_empty();
+    // The settings are those of the object, not those of the refused file.
+    EXPECT_EQ(archive.m_manager.cat_reserved_size, 7U);
+    EXPECT_EQ(archive.m_manager.cat_minimal_size, 8U);
+    EXPECT_EQ(archive.m_manager.age_ratio, 2.5);
     archive.CloseArchive();
     EXPECT_EQ(disk.content(), before);
 }
@@ -328,8 +338,8 @@ TEST_F(zeSmlArchiveTest, EachSetterSetsTheModifiedFlag) {
 }
 
 TEST_F(zeSmlArchiveTest, AgeRatioThatIsNoNumberIsRefused) {
-    for (const double ratio :
-         {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+    for (const double ratio : {std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN(), 1e39, -1e39}) {
         EXPECT_QTX_ARGS(archive.SetAgeRatio(ratio), zeSmlArchive, 13, "Invalid age ratio", {});
     }
     EXPECT_EQ(archive.m_manager.age_ratio, 5.0);

@@ -373,6 +373,39 @@ TEST_F(zeSmlArchiveTrainingTest, LearnInAnEmptyContainerIsRefusedAndMakesNoNodes
     EXPECT_EQ(archive.m_manager.last_learned_sml, 0U);
 }
 
+// The order of the steps is fixed: the deletions and the nodes of the view come first.
+TEST_F(zeSmlArchiveTrainingTest, TrainOfAnEmptyContainerIsRefusedAfterTheDeletions) {
+    archive.SetCatReservedSize(0);
+    archive.SetCatMinimalSize(1);
+    add_messages();
+
+    EXPECT_QTX(archive.TrainKc(manager, false, false, false, nullptr, false), zeWorkflow, 0,
+               "Root classifier does not exist");
+
+    EXPECT_THAT(numbers(archive), ElementsAre(4, 5));
+    EXPECT_EQ(manager->m_physical_tree->GetLeafNodes(term("sport")).size(), 1U);
+    EXPECT_EQ(archive.m_manager.last_learned_sml, 0U);
+    EXPECT_EQ(archive.m_manager.kc_id, 0U);
+    expect_sound(archive);
+}
+
+// The message is in the archive, but in no statistics.
+TEST_F(zeSmlArchiveTrainingTest, TrainWithTheFlagSkipsUnknownLabels) {
+    add_messages();
+    rebuild();
+    add_words({"weather"}, {{"rain", 1.0}});
+    EXPECT_QTX(train(), zeWorkflow, 1,
+               "The KB doesn't contain a category \"weather\" that appears in msg no. 6 of the "
+               "corpus");
+
+    archive.TrainKc(manager, false, true, false, nullptr, true);
+
+    EXPECT_EQ(counted(), 6);
+    EXPECT_EQ(archive.m_manager.last_learned_sml, 6U);
+    EXPECT_THAT(numbers(archive), ElementsAre(0, 1, 2, 3, 4, 5, 6));
+    expect_bound();
+}
+
 TEST_F(zeSmlArchiveTrainingTest, FlagDecidesWhetherUnknownLabelsAreSkipped) {
     add_messages();
     rebuild();

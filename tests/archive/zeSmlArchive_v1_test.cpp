@@ -1,5 +1,6 @@
 // Archives of version 1: their messages are not scrambled, and their summary ends at the dates.
 #include <cstdint>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -125,6 +126,22 @@ TYPED_TEST(ArchiveVersion1Test, FileIsMarkedUntilTheSummaryIsWrittenInTheNewForm
     EXPECT_THAT(numbers(this->archive), ElementsAre(3, 5));
     EXPECT_FALSE(this->archive.m_manager.modified);
     EXPECT_THAT(labels_of(this->archive, 5), ElementsAre("cat"));
+}
+
+// The header says version 2, but the summary still ends at the dates, and the file has its mark.
+TYPED_TEST(ArchiveVersion1Test, FileOfAProcessKilledBeforeTheFirstFlushIsRefusedAsMarked) {
+    this->open();
+    const std::string left = this->disk.content();
+    this->archive.CloseArchive();
+    std::ofstream(this->disk.path().c_str(), std::ios::binary | std::ios::trunc) << left;
+    ASSERT_EQ(this->byte_on_disk(9), 1);
+    ASSERT_EQ(this->byte_on_disk(11), 2);
+
+    EXPECT_QTX_ARGS(this->open(), zeSmlArchive, 10,
+                    "Archive index is not synchronized (Run RebuildIndex Utility)", {});
+
+    this->archive.CloseArchive();
+    EXPECT_EQ(this->disk.content(), left);
 }
 
 TYPED_TEST(ArchiveVersion1Test, ArchiveWithoutMessagesIsUpgradedToo) {

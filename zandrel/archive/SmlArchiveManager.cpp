@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "zandrel/archive/zeSmlArchive.h"
@@ -109,6 +110,11 @@ std::vector<unsigned int> NumbersInOrder(const hash_map<unsigned int, unsigned i
     return numbers;
 }
 
+// Every comparison with NaN is false.
+bool IsAgeRatio(double ratio) {
+    return std::abs(ratio) <= double{std::numeric_limits<float>::max()};
+}
+
 }  // namespace zandrel::detail
 
 void SmlArchiveManager::Dump(Hio<HSegment>& io) const {
@@ -160,7 +166,7 @@ void SmlArchiveManager::LoadCategories(Hio<HSegment>& io) {
 }
 
 void SmlArchiveManager::RequireSoundValues() const {
-    RequireSound(std::isfinite(age_ratio), "age_ratio");
+    RequireSound(zandrel::detail::IsAgeRatio(age_ratio), "age_ratio");
     RequireSound(sml_dates.empty() || sml_dates.rbegin()->first < next_sml_id, "next_sml_id");
     RequireSound(last_learned_sml == 0 || last_learned_sml < next_sml_id, "last_learned_sml");
     for (const auto* const entry : zandrel::detail::CategoriesInOrder(category_info)) {

@@ -77,6 +77,13 @@ private:
 
 namespace zandrel::detail {
 
+inline constexpr std::uint32_t kArchiveFileId = 0x82975503;       // identity of an archive's file
+inline constexpr const char* kArchiveSummaryKey = "__MANAGER__";  // key of the summary's record
+
+// Returns whether an archive can have this age ratio: it must be finite as a single-precision
+// number, since the age weights are computed with that.
+bool IsAgeRatio(double ratio);
+
 // The categories in the order of their names, so that nothing depends on the order of a hash table.
 // VALID UNTIL: a category is removed.
 std::vector<const SmlArchiveManager::Categories::value_type*> CategoriesInOrder(

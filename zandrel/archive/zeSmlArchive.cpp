@@ -12,7 +12,6 @@
 // A file without the mark therefore has the summary and all messages that the summary names.
 #include "zandrel/archive/zeSmlArchive.h"
 
-#include <cmath>
 #include <exception>
 #include <string>
 
@@ -24,15 +23,26 @@
 
 namespace {
 
-constexpr unsigned int kArchiveFileId = 0x82975503;
+using zandrel::detail::kArchiveFileId;
+using zandrel::detail::kArchiveSummaryKey;
+
 constexpr unsigned short kFirstVersion = 1;
-constexpr const char* kSummaryKey = "__MANAGER__";
 
 std::unique_ptr<AbstractHreclaim> NewFile(bool use_32_bit) {
     if (use_32_bit) {
         return std::make_unique<Hreclaim<Hfile32>>();
     }
     return std::make_unique<Hreclaim<Hfile64>>();
+}
+
+// Without anything that belongs to a file. The settings remain, since a new archive gets those that
+// the caller has set.
+SmlArchiveManager EmptySummary(const SmlArchiveManager& summary) {
+    SmlArchiveManager empty;
+    empty.cat_reserved_size = summary.cat_reserved_size;
+    empty.cat_minimal_size = summary.cat_minimal_size;
+    empty.age_ratio = summary.age_ratio;
+    return empty;
 }
 
 [[noreturn]] void RaiseNotSynchronized() {
@@ -46,6 +56,8 @@ zeSmlArchive::~zeSmlArchive() {
         CloseArchive();
     } catch (const std::exception& raised) {
         zandrel::detail::TraceLostChanges(archive_file->FileName(), raised.what());
+    } catch (...) {  // A handler of assertions may raise anything.
+        zandrel::detail::TraceLostChanges(archive_file->FileName(), "unknown exception");
     }
 }
 
@@ -55,24 +67,15 @@ void zeSmlArchive::OpenArchive(const qtString& path, bool create, bool use_32_bi
     }
     archive_file = NewFile(use_32_bit);
     m_has_failed = false;
-    EmptySummary();
+    const SmlArchiveManager empty = EmptySummary(m_manager);
+    m_manager = empty;
     try {
         OpenFile(path, create);
     } catch (...) {
         m_has_failed = true;
-        EmptySummary();
+        m_manager = empty;
         throw;
     }
-}
-
-// Removes everything that belongs to a file. The settings remain, since a new archive gets those
-// that the caller has set.
-void zeSmlArchive::EmptySummary() {
-    SmlArchiveManager empty;
-    empty.cat_reserved_size = m_manager.cat_reserved_size;
-    empty.cat_minimal_size = m_manager.cat_minimal_size;
-    empty.age_ratio = m_manager.age_ratio;
-    m_manager = std::move(empty);
 }
 
 void zeSmlArchive::OpenFile(const qtString& path, bool create) {
@@ -125,7 +128,7 @@ void zeSmlArchive::ReadSummary() {
 
 void zeSmlArchive::LoadSummary() {
     SegBuf record;
-    archive_file->GetItem(kSummaryKey, record);
+    archive_file->GetItem(kArchiveSummaryKey, record);
     Hio<HSegment> io(new HSegment(record, 'r'));
     m_manager.Load(io);
     if (io.device->Tell() != io.device->GetFileSize()) {
@@ -138,7 +141,7 @@ void zeSmlArchive::WriteSummary() {
     Hio<HSegment> io(new HSegment(record, 'w'));
     m_manager.Dump(io);
     io.device->Close();
-    FileToChange().AddItem(kSummaryKey, record);
+    FileToChange().AddItem(kArchiveSummaryKey, record);
 }
 
 void zeSmlArchive::FlushArchive(bool write_index) {
@@ -193,15 +196,10 @@ AbstractHreclaim& zeSmlArchive::File() const {
     return *archive_file;
 }
 
-// Marks the file before its first change. The record file sets the mark only after a change, and a
-// process that ends in between would leave a changed file that looks clean.
+// Marks the file before its first change.
 AbstractHreclaim& zeSmlArchive::FileToChange() {
     AbstractHreclaim& file = File();
-    unsigned char state = 0;
-    file.GetState(state);
-    if ((state & AbstractHreclaim::kStaleIndex) == 0) {
-        file.SetState(static_cast<unsigned char>(state | AbstractHreclaim::kStaleIndex));
-    }
+    zandrel::detail::MarkChanging(file);
     return file;
 }
 
@@ -211,7 +209,7 @@ void zeSmlArchive::SetCatMinimalSize(unsigned int size) {
 }
 
 void zeSmlArchive::SetAgeRatio(double ratio) {
-    if (!std::isfinite(ratio)) {
+    if (!zandrel::detail::IsAgeRatio(ratio)) {
         throw qtX<zeSmlArchive>(13, "Invalid age ratio");
     }
     m_manager.age_ratio = ratio;

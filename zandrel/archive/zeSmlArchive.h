@@ -62,12 +62,12 @@ public:
     // cat_minimal_size and age_ratio. An archive of version 1 is rewritten: its messages become
     // scrambled. `use_32_bit`: the width of the file's offsets, which the caller must know.
     //
-    // After an error, except the first one, the summary is empty, and the object counts as open:
-    // call CloseArchive, which then writes nothing, before you try again.
-    // RAISES: 0 "Archive is already open", and then nothing has changed; 0 "File is not an Sml
-    // Archive: "; 9 "Invalid version in archive file"; 10 "Archive index is not synchronized (Run
-    // RebuildIndex Utility)"; as SmlArchiveManager::Load, also for bytes behind the summary; as
-    // UpgradeVersion.
+    // After an error, except the first one, the summary is empty, the settings are as before, and
+    // the object counts as open: call CloseArchive, which then writes nothing, before you try
+    // again. RAISES: 0 "Archive is already open", and then nothing has changed; 0 "File is not an
+    // Sml Archive: "; 9 "Invalid version in archive file"; 10 "Archive index is not synchronized
+    // (Run RebuildIndex Utility)"; as SmlArchiveManager::Load, also for bytes behind the summary;
+    // as UpgradeVersion.
     void OpenArchive(const qtString& path, bool create, bool use_32_bit);
     // Writes the summary if it has changed, and then, with `write_index`, the file's index. Without
     // the index the file remains marked as not synchronized. If the summary has not changed, or the
@@ -89,7 +89,7 @@ public:
     // Stores a message and returns its number. The message gets the pair "_ExternalId": the
     // external id, or the key of its number if the id is empty. If another message has the id, the
     // id refers to the new message from now on, and deleting either message removes the id.
-    // REQUIRES: a message that is not null.
+    // REQUIRES: a message that is not null and is not in an archive yet.
     // RAISES: 2 "AddSml: Missing categories" and 3 "AddSml: Duplicate categories" (argument: the
     // external id), and 14 "No number left in archive" after the number 0xFFFFFFFE; then nothing
     // has changed. If writing fails, the summary already has the message.
@@ -102,7 +102,8 @@ public:
                         const qtString& replaced_id);
     // Removes a message. A category without messages is removed too, with its estimates.
     // RAISES: 1 "Cannot delete reserved sml"; 4; the assertion "cd.category_counter >= 1" if the
-    // summary lacks a category of the message. Nothing has changed then.
+    // summary lacks a category of the message, or counts fewer messages of it than the message has
+    // this label. Nothing has changed then.
     void DelSml(unsigned int number);
     // Fills a message from its record.
     // RAISES: 4 "Can't read Sml ... from Archive" for every failure.
@@ -128,7 +129,7 @@ public:
     void SetCatReservedSize(unsigned int size);
     void SetCatMinimalSize(unsigned int size);
     // A ratio of at most 1 switches age weighting off.
-    // RAISES: 13 "Invalid age ratio" for infinity and NaN.
+    // RAISES: 13 "Invalid age ratio" for a ratio that is not finite as a float, for example 1e39.
     void SetAgeRatio(double ratio);
 
     // Selection. A list gets the numbers of messages and is cleared first. No message is read.
@@ -172,9 +173,10 @@ public:
     // the trace.
     // RAISES: the assertion "cd.category_counter" for a category without messages.
     void GetAprioriWithAdjustment(std::map<Concept, double>& weights, bool use_apriori);
-    // Sets the estimates of all categories from the messages that the archive has now.
-    // RAISES: the assertion "cd.category_counter" for a category without messages; the others have
-    // changed then.
+    // Sets the estimates of all categories from the messages that the archive has now. Without
+    // messages nothing changes.
+    // RAISES: the assertion "cd.category_counter" for a category without messages; some others may
+    // have changed then.
     void SetInitialApriori();
     // Updates the estimates for one arrival with these categories; AddSml does it.
     void UpdateApriori(const std::set<Concept>& categories);
@@ -184,7 +186,8 @@ public:
     // the two do not match.
     // `check_match`: require that the container is the one that was trained last from this archive.
     // `check_new`: require as many new messages as the container's `activate_feedback`. New
-    // messages are counted by number, so those that were deleted since count too.
+    // messages are counted by number, so those that were deleted since count too. Message 0 does
+    // not count, since 0 also means that nothing was learned: the first 100 messages count as 99.
     // `progress`: may be null. `flag`: skip labels that are in no tree instead of failing.
 
     // Lets the container learn the messages that arrived since the last training, and then deletes
@@ -228,7 +231,6 @@ public:
     bool is_unicode = false;                         // the flag of the file that was opened last
 
 private:
-    void EmptySummary();
     void OpenFile(const qtString& path, bool create);
     void WriteNewArchive();
     void ReadArchive(const qtString& path);

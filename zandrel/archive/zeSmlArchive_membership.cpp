@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <set>
 #include <string>
 
@@ -73,6 +74,8 @@ unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& extern
 
 unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& external_id,
                                   const qtString& replaced_id) {
+    // The caller's text may be a key of `external_ids`, and the key is removed with its message.
+    const qtString new_id = external_id;
     // Nothing is removed if the new message cannot be added.
     static_cast<void>(RequireCategories(*msg, external_id));
     RequireNumber();
@@ -82,7 +85,7 @@ unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& extern
         ReleaseOneSml(number);
         DelSml(number);
     }
-    return AddSml(msg, external_id);
+    return AddSml(msg, new_id);
 }
 
 // Learn and TrainKc number the messages anew long before the numbers end.
@@ -103,7 +106,10 @@ void zeSmlArchive::CountArrival(const zeMsg& msg, unsigned int number) {
         if (data.category_counter == 0) {
             data.recursion1 = FirstRecursion();
         }
-        ++data.category_counter;
+        // A damaged summary may have the greatest counter. We would not open one with 0 again.
+        if (data.category_counter < std::numeric_limits<std::uint32_t>::max()) {
+            ++data.category_counter;
+        }
         if (is_reserved) {
             data.reserved.push_back(number);
             ReleaseOldest(data, m_manager.cat_reserved_size);
@@ -177,9 +183,12 @@ void zeSmlArchive::DelSml(unsigned int number) {
     }
     zeMsg msg;
     ReadSml(number, msg, true);
+    // A damaged record may have a label twice, so the counter must suffice for all its places.
+    std::map<Concept, std::uint32_t> occurrences;
     for (const Concept& category : msg.categories) {
         const CatData* const cd = FindCategory(category);
-        ZANDREL_ASSERT(cd != nullptr && cd->category_counter >= 1, "cd.category_counter >= 1");
+        const std::uint32_t needed = ++occurrences[category];
+        ZANDREL_ASSERT(cd != nullptr && cd->category_counter >= needed, "cd.category_counter >= 1");
     }
     for (const Concept& category : msg.categories) {
         UncountCategory(category);

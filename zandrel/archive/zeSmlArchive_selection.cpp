@@ -203,6 +203,9 @@ void zeSmlArchive::UpdateEstimates(const std::set<Concept>& categories) {
 }
 
 void zeSmlArchive::SetInitialApriori() {
+    if (m_manager.sml_dates.empty()) {
+        return;  // Shares of no messages are infinite, and such a summary cannot be opened.
+    }
     const auto total = static_cast<double>(m_manager.sml_dates.size());
     for (auto& entry : m_manager.category_info) {
         CatData& cd = entry.second;

@@ -40,11 +40,7 @@
 // index behind it.
 #include "zandrel/persistence/zeIO.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "zandrel/foundation/charset.h"
 #include "zandrel/foundation/process_assert.h"
@@ -53,27 +49,11 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/storage/HreclaimCache.h"
 
 namespace {
 
 constexpr unsigned int kFirstScrambledVersion = 2;
-
-// Replaces each byte by its exclusive or with the byte of `cover`, eight bytes at a time.
-void Cover(char* bytes, const char* cover, unsigned int byte_count) {
-    constexpr unsigned int kWord = sizeof(std::uint64_t);
-    unsigned int done = 0;
-    for (; done + kWord <= byte_count; done += kWord) {
-        std::uint64_t word = 0;
-        std::uint64_t covering = 0;
-        std::memcpy(&word, bytes + done, kWord);
-        std::memcpy(&covering, cover + done, kWord);
-        word ^= covering;
-        std::memcpy(bytes + done, &word, kWord);
-    }
-    for (; done < byte_count; ++done) {
-        bytes[done] = static_cast<char>(bytes[done] ^ cover[done]);
-    }
-}
 
 }  // namespace
 
@@ -154,20 +134,8 @@ void zeIO::ReadItem(const qtString& key, SegBuf& buffer) {
     }
 }
 
-// Scrambling is an exclusive or with bytes that depend only on the position in a run, and each
-// segment is a run. So we compute these bytes once, by scrambling zeros, and use them for all
-// segments: a large record costs little more than one pass over its memory. For comparison,
-// BM_ScramblingAlone of bench/kc_bench.cpp computes them anew for each run.
 void zeIO::Scramble(SegBuf& buffer) const {
-    std::vector<char> cover(std::min(buffer.size, SegBuf::kSegmentSize));
-    m_scrambler.Scramble(cover.data(), cover.size(), qtScrambler::kOption);
-    for (unsigned int position = 0; position < buffer.size;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        buffer.Locate(position, buffer.size, run, length);
-        Cover(run, cover.data(), length);
-        position += length;
-    }
+    zandrel::detail::ScrambleRuns(buffer, m_scrambler);
 }
 
 qtString ConvertEncoding(const qtString& text, void* context) {

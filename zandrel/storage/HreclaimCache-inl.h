@@ -116,9 +116,7 @@ void HreclaimCache<T, S>::ClearCache() {
 
 template <class T, class S>
 void HreclaimCache<T, S>::MarkChanging() {
-    if ((file.state & AbstractHreclaim::kStaleIndex) == 0) {
-        file.SetState(static_cast<unsigned char>(file.state | AbstractHreclaim::kStaleIndex));
-    }
+    zandrel::detail::MarkChanging(file);
 }
 
 template <class T, class S>

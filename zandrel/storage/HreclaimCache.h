@@ -10,6 +10,7 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtPtr.h"
+#include "zandrel/foundation/qtScrambler.h"
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/storage/Hfile64.h"
@@ -114,6 +115,12 @@ namespace zandrel::detail {
 // Scrambles a record, or restores it: both are the same operation. Each run of SegBuf::Locate is
 // scrambled separately. With the seed 0 the record does not change.
 ZANDREL_EXPORT void ScrambleRuns(SegBuf& record, unsigned long seed);
+ZANDREL_EXPORT void ScrambleRuns(SegBuf& record, const qtScrambler& scrambler);
+
+// Sets bit 0 of a file's state, if it is not set. The file sets the bit itself only after a change,
+// and a process that ends in between would leave a changed file that looks clean. So an owner calls
+// this before the first change.
+ZANDREL_EXPORT void MarkChanging(AbstractHreclaim& file);
 
 // Warns in the trace that changes of a file could not be written.
 ZANDREL_EXPORT void TraceLostChanges(const qtString& file, const char* reason) noexcept;
