@@ -29,9 +29,11 @@ class zeWorkflow;
 // delete those that are no longer needed.
 //
 // The summary, `m_manager`, is in memory while the archive is open. Every change of it sets
-// `modified`, and FlushArchive writes it. Message records are written at once. The first change
-// after a flush marks the file as not synchronized, and the flush of summary and index removes the
-// mark. So a file whose process ended in between is refused at the next open.
+// `modified`, except for an AddSml that cannot write its message, and FlushArchive writes it.
+// Message records are written at once. The first write to the file after a flush marks it as not
+// synchronized, and the flush of summary and index removes the mark. Changes of only the summary
+// write nothing before the flush. So a file whose process ended in between is refused at the next
+// open.
 //
 // Errors: qtX<zeSmlArchive>, texts in docs/errors.md. Errors of the record file, the stream and the
 // training pass through. Operations that use the file raise 12 "Archive is not open" on a closed
@@ -63,11 +65,11 @@ public:
     // scrambled. `use_32_bit`: the width of the file's offsets, which the caller must know.
     //
     // After an error, except the first one, the summary is empty, the settings are as before, and
-    // the object counts as open: call CloseArchive, which then writes nothing, before you try
-    // again. RAISES: 0 "Archive is already open", and then nothing has changed; 0 "File is not an
-    // Sml Archive: "; 9 "Invalid version in archive file"; 10 "Archive index is not synchronized
-    // (Run RebuildIndex Utility)"; as SmlArchiveManager::Load, also for bytes behind the summary;
-    // as UpgradeVersion.
+    // the object counts as open. CloseArchive then writes nothing; call it before you try again.
+    // RAISES: 0 "Archive is already open", and then nothing has changed; 0 "File is not an Sml
+    // Archive: "; 9 "Invalid version in archive file"; 10 "Archive index is not synchronized (Run
+    // RebuildIndex Utility)"; as SmlArchiveManager::Load, also for bytes behind the summary; as
+    // UpgradeVersion.
     void OpenArchive(const qtString& path, bool create, bool use_32_bit);
     // Writes the summary if it has changed, and then, with `write_index`, the file's index. Without
     // the index the file remains marked as not synchronized. If the summary has not changed, or the
