@@ -124,7 +124,7 @@ bool is_same_file(int left, int right) {
 }
 
 // RAISES: Output_error if the name leads to another file than the open one.
-void check_same_file(const Kc_lock& lock, const zeManager& manager) {
+void check_name_leads_to_file(const Kc_lock& lock, const zeManager& manager) {
     lock.target().check_link();
     if (!is_file_at(lock.target().path(), descriptor_of(*manager.m_io->m_cache_pack))) {
         lock.target().fail("the file has been changed by something else meanwhile");
@@ -254,13 +254,13 @@ void reopen_cached(zeManager& manager) {
 
 void flush_cached(const Kc_lock& lock, zeManager& manager) {
     if (is_cached(manager)) {
-        check_same_file(lock, manager);
+        check_name_leads_to_file(lock, manager);
         flush(lock, manager, false);
     }
 }
 
 void close_cached(const Kc_lock& lock, zeManager& manager) {
-    check_same_file(lock, manager);
+    check_name_leads_to_file(lock, manager);
     const Held_back_signals held_back;
     flush(lock, manager, true);
     note_change(shown_file(lock.target().name()));
@@ -293,7 +293,7 @@ void end_cached_change(const Kc_lock& lock, zeManager& manager) {
         if (!is_marked(manager) && !has_changed_objects(manager) && !lock.has_changed()) {
             throw;
         }
-        check_same_file(lock, manager);
+        check_name_leads_to_file(lock, manager);
         flush(lock, manager, true);
         throw Partial_change(std::string(error.what()) + "; " + shown_file(lock.target().name()) +
                              " contains the part of the change that was done");

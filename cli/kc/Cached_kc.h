@@ -131,12 +131,11 @@ void change_in_place(const Kc_lock& lock, zeManager& manager, Work&& work) {
     }
 }
 
-// Keeps all changes of a container in cached form in memory until `commit`, so that the file is as
-// it was if a change is refused. So the classifiers that a change needs are in memory, also if they
-// are more than the bound. Does nothing for another form.
+// Keeps all changes of a container in cached form in memory until `commit`, so a refused change
+// leaves the file as it was. The bound does not apply meanwhile. Does nothing for another form.
 //
-// With a bound of 1 it does nothing either, since the library must see this bound to refuse edits
-// that need two classifiers. So an edit has to be verified before.
+// With a bound of 1 it does nothing, since the library refuses edits of two classifiers only if it
+// sees this bound; verify such an edit before.
 class Deferred_writes {
 public:
     explicit Deferred_writes(zeManager& manager);

@@ -20,7 +20,8 @@ struct Kc_header {
     unsigned int version = 0;  // of the records; only of the cached form
 };
 
-// Returns nothing for a file that begins like no container. The rest may be damaged or incomplete.
+// Returns nothing if the first bytes are not those of a container. The rest of the file is not read
+// and may be damaged.
 // RAISES: Input_error for a file that cannot be opened or read, or is not a regular file.
 std::optional<Kc_header> read_kc_header(const std::string& path);
 // The same for a stream, without the version. The position of the stream does not change. The

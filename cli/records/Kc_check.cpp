@@ -1,8 +1,9 @@
-// The deep part of a check: everything that needs the library's readers. Example: a container has
-// the node "root" with the classifier 2, whose model is object 1. Its file has the items 1, 2, 5
-// and
-// "__Manager__". The manager's record names object 2, and object 2 names object 1. No record names
-// object 5: the model of a classifier that was deleted. It is listed and is no problem.
+// The deep part of a check: everything that needs the library's readers.
+//
+// Example: a container has the node "root" with the classifier 2, whose model is object 1. Its file
+// has the items 1, 2, 5 and "__Manager__". The manager's record names object 2, and object 2 names
+// object 1. No record names object 5: the model of a classifier that was deleted. It is listed and
+// is no problem.
 #include "cli/records/Kc_check.h"
 
 #include <algorithm>
@@ -206,7 +207,8 @@ void seal_copy(const Kc_lock& lock) {
 }
 
 // While the seal is added, the file is marked as changed. A signal that ended the process then
-// would leave the mark, so signals wait. RAISES: Output_error.
+// would leave the mark, so signals wait.
+// RAISES: Output_error.
 void seal_in_place(const Kc_lock& lock) {
     const Held_back_signals held_back;
     lock.check_unchanged();

@@ -9,8 +9,7 @@
 //    An item whose block has become a hole is taken from the hole if its new block is there but not
 //    finished, or if the owner of the file never deletes such an item.
 // 3. Of two copies of a key, the one that matches the seal counts; else the one that the index
-// names;
-//    else the one further back in the file.
+//    names; else the one further back in the file.
 // 4. If there is a seal, an item whose checksum differs is not whole, so it is left out.
 // 5. An item that neither index nor seal knows counts. There are two exceptions, if the index is
 //    whole and current: programs of version 1 left deleted items in the file, and the items behind
@@ -150,7 +149,7 @@ private:
         if (by_magic) {
             m_index = index_of(m_file, *by_magic);
         }
-        // The index of a package is how one of 32-bit offsets begins.
+        // The index of a package begins like an index with 32-bit offsets.
         const bool is_doubtful =
             by_magic == Record_form::kPackage && has_whole_index(m_file, Record_form::kNarrow);
         if (by_magic && m_index && m_index->is_complete() && !is_doubtful) {
@@ -450,14 +449,14 @@ private:
     }
 
     // Returns whether nothing can be lost without being named.
-    bool is_complete_known() const { return is_index_current() || (m_seal && !m_is_seal_broken); }
+    bool are_all_keys_known() const { return is_index_current() || (m_seal && !m_is_seal_broken); }
 
     void note_gaps() {
         for (const Scanned_gap& gap : m_scan.gaps) {
-            if (is_package() && is_index_current() && !has_kept_name_inside(gap)) {
+            if (is_package() && is_index_current() && !has_named_block_inside(gap)) {
                 continue;  // replaced items and old indexes stay in a package
             }
-            const bool is_known = is_complete_known();
+            const bool is_known = are_all_keys_known();
             Recovery_note note = {gap.offset, gap.size, {}, "", false, !is_known};
             if (gap.is_index) {
                 note.text = "an index that cannot be read";
@@ -472,7 +471,7 @@ private:
         }
         if (m_scan.further_gaps != 0) {
             m_result.further_notes += m_scan.further_gaps;
-            m_result.is_unsure = m_result.is_unsure || !is_complete_known();
+            m_result.is_unsure = m_result.is_unsure || !are_all_keys_known();
         }
     }
 
@@ -489,7 +488,7 @@ private:
         return gap.key;
     }
 
-    bool has_kept_name_inside(const Scanned_gap& gap) const {
+    bool has_named_block_inside(const Scanned_gap& gap) const {
         const auto block = m_index->from(gap.offset);
         return block != m_index->blocks.end() && block->offset < gap.offset + gap.size;
     }
