@@ -55,7 +55,7 @@ public:
 
     qtString cached() const { return name("cached"); }
 
-    // Reads the container: with a bound in cached form, and with the bound 0 in plain form.
+    // Reads the container in cached form with a bound, or in plain form with the bound 0.
     void Read(zeManager& manager, unsigned int bound) const {
         KcIoMode mode;
         mode.cache_size = bound;
