@@ -8,9 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <map>
-#include <ostream>
 
 #include "zandrel/foundation/Crc32c.h"
 #include "zandrel/foundation/qtX.h"
@@ -28,12 +26,11 @@
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_reader.h"
 #include "cli/records/Record_text.h"
+#include "cli/records/Seal_sums.h"
 
 namespace cli {
 
 namespace {
-
-constexpr std::uint32_t kFormOfSeal = 1;
 
 // A container in cached form is compact if its flag says so, and the library compares the flag with
 // a model when it fetches the model's classifier.
@@ -76,7 +73,7 @@ public:
     // REQUIRES: a container whose index was read.
     void compare_with_seal() {
         const Package_contents& package = *m_file.package;
-        if (package.form != kFormOfSeal || m_check.problems.empty()) {
+        if (package.form != kSealForm || m_check.problems.empty()) {
             return;  // without a problem, the seal has been verified
         }
         Record_reader reader(m_file.path);
@@ -196,12 +193,10 @@ void seal(const std::string& name, const std::string& path) {
     }
 }
 
-// RAISES: Output_error; what Replacement_file raises.
+// RAISES: Output_error; Input_error; what Replacement_file raises.
 void seal_copy(const Kc_lock& lock) {
     Replacement_file copy(lock);
-    copy.fill([&lock](std::ostream& out) {
-        out << std::ifstream(lock.target().path(), std::ios::binary).rdbuf();
-    });
+    copy.copy_from(lock.target().name(), lock.target().path());
     seal(lock.target().name(), copy.path());
     copy.take_place();
 }

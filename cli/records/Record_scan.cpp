@@ -385,29 +385,11 @@ private:
     }
 
     const std::string* key_at(std::uint64_t position) const {
-        if (m_index == nullptr) {
-            return nullptr;
-        }
-        for (auto block = m_index->from(position);
-             block != m_index->blocks.end() && block->offset == position; ++block) {
-            if (block->key != nullptr) {
-                return block->key;
-            }
-        }
-        return nullptr;
+        return m_index == nullptr ? nullptr : m_index->key_at(position);
     }
 
     bool is_named_hole(std::uint64_t position, std::uint64_t size) const {
-        if (m_index == nullptr) {
-            return false;
-        }
-        for (auto block = m_index->from(position);
-             block != m_index->blocks.end() && block->offset == position; ++block) {
-            if (block->key == nullptr && std::uint64_t{1} << block->slot == size) {
-                return true;
-            }
-        }
-        return false;
+        return m_index != nullptr && m_index->has_hole(position, size);
     }
 
     // Returns whether a block of the index, which is still there, begins between two positions.
@@ -578,6 +560,24 @@ std::vector<Named_block>::const_iterator Old_index::from(std::uint64_t place) co
     return std::lower_bound(
         blocks.begin(), blocks.end(), place,
         [](const Named_block& block, std::uint64_t wanted) { return block.offset < wanted; });
+}
+
+const std::string* Old_index::key_at(std::uint64_t place) const {
+    for (auto block = from(place); block != blocks.end() && block->offset == place; ++block) {
+        if (block->key != nullptr) {
+            return block->key;
+        }
+    }
+    return nullptr;
+}
+
+bool Old_index::has_hole(std::uint64_t place, std::uint64_t size) const {
+    for (auto block = from(place); block != blocks.end() && block->offset == place; ++block) {
+        if (block->key == nullptr && std::uint64_t{1} << block->slot == size) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::optional<Old_index> read_old_index(File_window& file, Record_form form, std::uint64_t offset,

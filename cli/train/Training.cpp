@@ -38,6 +38,7 @@
 #include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"
+#include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_options.h"
