@@ -23,8 +23,8 @@
 #include "bench/synthetic_texts.h"
 
 // A root with rules over statistical nodes ("desks") of five leaves each. The pair "desk" of a text
-// selects its desk, so a text visits one statistical classifier. The files are made in the temporary
-// directory and removed at the end.
+// selects its desk, so a text visits one statistical classifier. The files are made in the
+// temporary directory and removed at the end.
 class Desks {
 public:
     static constexpr std::size_t kLeavesOfADesk = 5;
@@ -55,7 +55,7 @@ public:
 
     qtString cached() const { return name("cached"); }
 
-    // Reads the container: with a bound in cached form, and with the bound 0 in plain form.
+    // Reads the container in cached form with a bound, or in plain form with the bound 0.
     void Read(zeManager& manager, unsigned int bound) const {
         KcIoMode mode;
         mode.cache_size = bound;
@@ -110,8 +110,8 @@ private:
             const unsigned int node =
                 Add(manager, root, ZE_STAT, "desk" + number, "$desk(s) == '" + number + "'");
             for (std::size_t leaf = 0; leaf < kLeavesOfADesk; ++leaf) {
-                Add(manager, node, ZE_LEAF,
-                    "label" + std::to_string(desk * kLeavesOfADesk + leaf), "");
+                Add(manager, node, ZE_LEAF, "label" + std::to_string(desk * kLeavesOfADesk + leaf),
+                    "");
             }
         }
     }

@@ -41,7 +41,7 @@ std::string error_of_score(const std::string& text) {
 }
 
 void add_wait_option(CLI::App& command, double& seconds) {
-    constexpr double kLongest = 1e9;
+    constexpr int kLongest = 1000000000;
     command
         .add_option("--wait", seconds,
                     "Longest time to wait while another process changes the container")
@@ -51,7 +51,8 @@ void add_wait_option(CLI::App& command, double& seconds) {
             const bool is_number = CLI::detail::lexical_cast(text, number);
             return is_number && number >= 0.0 && number <= kLongest
                        ? ""
-                       : "'" + text + "' is no number of seconds from 0 to 1000000000";
+                       : "'" + text + "' is no number of seconds from 0 to " +
+                             std::to_string(kLongest);
         })
         ->type_name("SECONDS");
 }
@@ -64,7 +65,9 @@ std::string error_of_bound(const std::string& text) {
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     const bool is_number =
         error == std::errc() && stop == end && number >= 1 && number <= kGreatestBound;
-    return is_number ? "" : "'" + text + "' is no number of classifiers from 1 to 1000000000";
+    return is_number ? ""
+                     : "'" + text + "' is no number of classifiers from 1 to " +
+                           std::to_string(kGreatestBound);
 }
 
 CLI::Option* add_bound_option(CLI::App& command, std::optional<unsigned int>& bound) {

@@ -24,6 +24,7 @@
 #include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"
+#include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_tree_view.h"

@@ -276,8 +276,7 @@ Cache_bound bound_to_learn(const Evaluation_options& options) {
     if (options.bound.given) {
         throw Usage_error("--cached is not possible with --learn, which keeps all in memory");
     }
-    const std::optional<Kc_header> header = read_kc_header(options.kc_file);
-    return header && header->form == Kc_form::kCached
+    return form_of(options.kc_file) == Kc_form::kCached
                ? Cache_bound{std::numeric_limits<unsigned int>::max()}
                : Cache_bound();
 }

@@ -16,18 +16,11 @@
 //
 // So each classifier has learned all texts or none of them. If Ctrl-C comes while A learns, nothing
 // has been written, and the file stays as it was.
-//
-// Edits of the tree must be all or nothing, and they delete items at once. Deferred_writes makes
-// the library believe that the file is read-only, and that there is room for all classifiers.
-// commit() then makes up for what was not written: items of deleted classifiers are deleted, and
-// new classifiers are marked as changed, so that the flush writes them.
 #include "cli/kc/Cached_kc.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <limits>
 #include <memory>
-#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -43,7 +36,6 @@
 #include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/Kc_seal.h"
-#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/persistence/zeCache.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
@@ -61,8 +53,6 @@ namespace cli {
 
 namespace {
 
-constexpr unsigned int kFirstUpgradedVersion = 2;
-constexpr unsigned int kNoBound = std::numeric_limits<unsigned int>::max();
 constexpr unsigned char kMarked = 0x01;
 constexpr const char* kPartIsInFile =
     "; the file has a part of the change, and zandrel rebuild-index makes it usable";
@@ -89,7 +79,7 @@ private:
 
 void check_version(const std::string& name, const std::string& path) {
     const std::optional<Kc_header> header = read_kc_header(path);
-    if (header && header->version < kFirstUpgradedVersion && header->version > 0) {
+    if (header && is_old_cached(*header)) {
         throw Data_error(name, "this cached container is of version " +
                                    std::to_string(header->version) +
                                    "; zandrel convert KC NEW --cached writes it in version 2");
@@ -124,7 +114,7 @@ bool is_same_file(int left, int right) {
 }
 
 // RAISES: Output_error if the name leads to another file than the open one.
-void check_same_file(const Kc_lock& lock, const zeManager& manager) {
+void check_name_leads_to_file(const Kc_lock& lock, const zeManager& manager) {
     lock.target().check_link();
     if (!is_file_at(lock.target().path(), descriptor_of(*manager.m_io->m_cache_pack))) {
         lock.target().fail("the file has been changed by something else meanwhile");
@@ -162,18 +152,6 @@ void drop_last_used(zeManager& manager) {
         manager.m_io->RemoveFromCache(node);
         manager.m_physical_tree->release_classifier(node, nullptr);
     }
-}
-
-std::set<unsigned int> classifier_ids(const zeManager& manager) {
-    std::set<unsigned int> ids;
-    for (const zeNode* const node : zandrel::detail::classifier_nodes(manager.m_root)) {
-        ids.insert(node->m_classifier_id);
-    }
-    return ids;
-}
-
-bool has_item(const zeIO& io, unsigned int id) {
-    return io.m_cache_pack->Exists(io.m_cache_pack->MakeStringKey(id));
 }
 
 bool is_interruption(const qtX<zeWorkflow>& error) {
@@ -254,13 +232,13 @@ void reopen_cached(zeManager& manager) {
 
 void flush_cached(const Kc_lock& lock, zeManager& manager) {
     if (is_cached(manager)) {
-        check_same_file(lock, manager);
+        check_name_leads_to_file(lock, manager);
         flush(lock, manager, false);
     }
 }
 
 void close_cached(const Kc_lock& lock, zeManager& manager) {
-    check_same_file(lock, manager);
+    check_name_leads_to_file(lock, manager);
     const Held_back_signals held_back;
     flush(lock, manager, true);
     note_change(shown_file(lock.target().name()));
@@ -293,7 +271,7 @@ void end_cached_change(const Kc_lock& lock, zeManager& manager) {
         if (!is_marked(manager) && !has_changed_objects(manager) && !lock.has_changed()) {
             throw;
         }
-        check_same_file(lock, manager);
+        check_name_leads_to_file(lock, manager);
         flush(lock, manager, true);
         throw Partial_change(std::string(error.what()) + "; " + shown_file(lock.target().name()) +
                              " contains the part of the change that was done");
@@ -304,41 +282,6 @@ void end_cached_change(const Kc_lock& lock, zeManager& manager) {
         }
         throw;
     }
-}
-
-Deferred_writes::Deferred_writes(zeManager& manager) : m_manager(manager) {
-    const unsigned int bound = manager.ReadOnDemand();
-    if (bound > 1) {
-        m_bound = bound;
-        m_ids = classifier_ids(manager);
-        manager.m_io->m_cache->read_on_demand = kNoBound;
-        manager.m_io->m_read_only = true;
-    }
-}
-
-void Deferred_writes::commit() {
-    if (m_bound == 0) {
-        return;
-    }
-    zeIO& io = *m_manager.m_io;
-    io.RequireReadable(
-        m_manager.m_root);  // Nothing is written if the flush would refuse the trees.
-    io.m_read_only = false;
-    const std::set<unsigned int> left = classifier_ids(m_manager);
-    for (const unsigned int id : m_ids) {
-        if (left.count(id) == 0 && has_item(io, id)) {
-            io.DeleteItem(id);
-        }
-    }
-    for (const auto& [id, object] : m_manager.m_objects) {
-        if (!has_item(io, id)) {
-            object->m_dirty = true;
-        }
-    }
-    // Classifiers above the bound would stay in memory.
-    io.FlushCache(false, nullptr);
-    io.m_cache->read_on_demand = m_bound;
-    m_bound = 0;
 }
 
 }  // namespace cli

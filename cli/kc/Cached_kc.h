@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -130,30 +129,6 @@ void change_in_place(const Kc_lock& lock, zeManager& manager, Work&& work) {
         end_cached_change(lock, manager);
     }
 }
-
-// Keeps all changes of a container in cached form in memory until `commit`, so that the file is as
-// it was if a change is refused. So the classifiers that a change needs are in memory, also if they
-// are more than the bound. Does nothing for another form.
-//
-// With a bound of 1 it does nothing either, since the library must see this bound to refuse edits
-// that need two classifiers. So an edit has to be verified before.
-class Deferred_writes {
-public:
-    explicit Deferred_writes(zeManager& manager);
-    Deferred_writes(const Deferred_writes&) = delete;
-    Deferred_writes& operator=(const Deferred_writes&) = delete;
-    // Without `commit`: the manager can only be destroyed.
-    ~Deferred_writes() = default;
-
-    // Writes the changes.
-    // RAISES: qtX<HioErr>; use with_write_errors.
-    void commit();
-
-private:
-    zeManager& m_manager;
-    unsigned int m_bound = 0;      // of the container; 0: nothing is deferred
-    std::set<unsigned int> m_ids;  // of the classifiers before the change
-};
 
 }  // namespace cli
 

@@ -8,8 +8,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
 #include <optional>
 #include <system_error>
 
@@ -41,19 +39,11 @@ void check_names(const Conversion_options& options) {
     }
 }
 
-bool is_old_cached(const Kc_header& header) {
-    return header.form == Kc_form::kCached && header.version == 1;
-}
-
 // Copies the file, so that opening the copy can upgrade it.
 // RAISES: Input_error; Output_error.
 void copy(const std::string& from, const Replacement_file& to) {
     const Kc_use use(from, from);
-    std::ifstream in(from, std::ios::binary);
-    to.fill([&in](std::ostream& out) { out << in.rdbuf(); });
-    if (in.bad()) {
-        throw Input_error(from, reason_of_failure());
-    }
+    to.copy_from(from, from);
 }
 
 qtPtrLight<zeManager> open_upgraded(const Conversion_options& options,

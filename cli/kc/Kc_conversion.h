@@ -26,9 +26,9 @@ struct Conversion_options {
 
 // The new file keeps the flag that says that the texts are Unicode, and gets a seal. A compact
 // container stays compact. A container in cached form of version 1 is copied first, since opening
-// it would upgrade it in place. The seal of the old file is verified in both forms. RAISES:
-// Usage_error if both names lead to one file, or for a container that exists, without `replaces`;
-// Data_error if new_file is another file; what read_kc, Kc_lock and write_kc raise.
+// it would upgrade it in place. The seal of the old file is verified in both forms.
+// RAISES: Usage_error if both names lead to one file, or for a container that exists, without
+// `replaces`; Data_error if new_file is another file; what read_kc, Kc_lock and write_kc raise.
 void convert_kc(const Conversion_options& options);
 
 }  // namespace cli

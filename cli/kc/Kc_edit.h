@@ -27,10 +27,11 @@ void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view,
 using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
 
 // Locks the container of a file, reads it, changes it, and writes it in place of the file, or, in
-// cached form, into the file. The file stays as it is if the change is refused or changes nothing;
-// in cached form the change has to see to that (Deferred_writes). A compact container stays
-// compact. RAISES: Data_error "FILE: message" for what the library or the program refuses; what
-// Kc_lock, read_kc and write_kc raise, and what the change raises otherwise.
+// cached form, into the file. The file stays as it is if the change is refused or changes nothing.
+// In cached form this is true only if the change uses Deferred_writes, or writes nothing before its
+// last check. A compact container stays compact.
+// RAISES: Data_error "FILE: message" for what the library or the program refuses; what Kc_lock,
+// read_kc and write_kc raise, and what the change raises otherwise.
 void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
              const Cache_bound& bound = {});
 

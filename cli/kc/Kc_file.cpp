@@ -48,12 +48,6 @@ void require_usual_settings(const std::string& path, const zeManager& manager) {
     }
 }
 
-// The library names the error in a file that is no container, so we treat it as a plain one.
-// RAISES: what read_kc_header raises.
-Kc_form form_of(const std::string& path) {
-    return read_kc_header(path).value_or(Kc_header()).form;
-}
-
 // RAISES: what read_kc raises.
 qtPtrLight<zeManager> read_plain(const std::string& name, const std::string& path,
                                  bool for_classifying, CTProgress* progress) {

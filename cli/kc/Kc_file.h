@@ -43,7 +43,8 @@ qtPtrLight<zeManager> read_kc(const std::string& path, CTProgress* progress,
 // checked later, when something needs it (zeStat_storage::complete).
 qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* progress,
                                           const Cache_bound& bound = {});
-// As read_kc for the container of a lock, at the path that the lock found, and to change it.
+// Reads the container of a lock to change it. Otherwise like the first read_kc. In cached form the
+// file is open for writing (open_cached_to_change).
 qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress,
                               const Cache_bound& bound = {});
 

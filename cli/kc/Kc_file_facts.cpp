@@ -55,7 +55,7 @@ Kc_file_facts read_kc_file_facts(const std::string& path) {
         throw Input_error(path, error.message());
     }
     Kc_file_facts facts = {path, size};
-    facts.form = read_kc_header(path).value_or(Kc_header()).form;
+    facts.form = form_of(path);
     errno = 0;
     try {
         if (facts.form == Kc_form::kCached) {

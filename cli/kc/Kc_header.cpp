@@ -74,6 +74,14 @@ std::optional<Kc_header> read_kc_header(const std::string& path) {
     return std::nullopt;
 }
 
+Kc_form form_of(const std::string& path) {
+    return read_kc_header(path).value_or(Kc_header()).form;
+}
+
+bool is_old_cached(const Kc_header& header) {
+    return header.form == Kc_form::kCached && header.version == 1;
+}
+
 std::optional<Kc_form> kc_form_of(std::istream& input) {
     if (input.peek() == std::istream::traits_type::eof()) {
         return std::nullopt;

@@ -20,12 +20,19 @@ struct Kc_header {
     unsigned int version = 0;  // of the records; only of the cached form
 };
 
-// Returns nothing for a file that begins like no container. The rest may be damaged or incomplete.
+// Returns nothing if the first bytes are not those of a container. The rest of the file is not read
+// and may be damaged.
 // RAISES: Input_error for a file that cannot be opened or read, or is not a regular file.
 std::optional<Kc_header> read_kc_header(const std::string& path);
-// The same for a stream, without the version. The position of the stream does not change. The
-// function waits for the first byte, and looks only at the bytes that arrived together with that
-// byte.
+// Returns the form of a file. A file that is no container has the plain form: the library then
+// names the error in it. RAISES: what read_kc_header raises.
+Kc_form form_of(const std::string& path);
+// Returns whether the container is of version 1 in cached form, so that the library would upgrade
+// it in place when it opens it.
+bool is_old_cached(const Kc_header& header);
+// The same as read_kc_header for a stream, without the version. The position of the stream does not
+// change. The function waits for the first byte, and looks only at the bytes that arrived together
+// with that byte.
 std::optional<Kc_form> kc_form_of(std::istream& input);
 
 // RAISES: Input_error for a file that cannot be opened for reading, or is not a regular file.

@@ -172,7 +172,8 @@ private:
 
 // A rule node compares its threshold with values of rules, and values of rules are factors of the
 // scores below a rule node. A rule can have the value 12, so these thresholds can be any number.
-// All other scores are from 0 to 1. `node`: as it will be after the edit. RAISES: Usage_error.
+// All other scores are from 0 to 1. `node`: as it will be after the edit.
+// RAISES: Usage_error.
 void check_threshold(const zeLogicalTree& tree, const zeLogicalNode& node) {
     if (node.threshold >= 0.0 && node.threshold <= 1.0) {
         return;

@@ -10,8 +10,8 @@ class zeManager;
 
 namespace cli {
 
-// The library refuses edits that need two classifiers in these words, and the program those that
-// it can only undo in memory.
+// The text of the library's error for an edit that needs two classifiers in memory. With a bound of
+// 1 the program raises it too, for edits that could be undone only in memory.
 inline constexpr const char* kOneClassifier =
     "KB can't be modified until cache size is increased from 1 to 2";
 

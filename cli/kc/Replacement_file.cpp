@@ -35,6 +35,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <random>
 #include <string_view>
 #include <sys/file.h>
@@ -42,6 +43,7 @@
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
@@ -193,6 +195,26 @@ void Replacement_file::fill(const std::function<void(std::ostream& out)>& write)
     if (!out) {
         m_target.fail();
     }
+}
+
+void Replacement_file::copy_from(const std::string& name, const std::string& path) const {
+    constexpr std::size_t kPieceSize = 65536;
+    errno = 0;
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw Input_error(name, reason_of_failure());
+    }
+    fill([&in, &name](std::ostream& out) {
+        std::vector<char> piece(kPieceSize);
+        do {
+            errno = 0;
+            in.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+            if (in.bad()) {
+                throw Input_error(name, reason_of_failure());
+            }
+            out.write(piece.data(), in.gcount());
+        } while (in && out);
+    });
 }
 
 void Replacement_file::remake(const std::function<void()>& write) {

@@ -54,6 +54,10 @@ public:
     // RAISES: Output_error that names the old file; what `write` raises.
     void fill(const std::function<void(std::ostream& out)>& write) const;
 
+    // Copies another file to the new file. `name`: the other file in messages.
+    // RAISES: Output_error that names the old file; Input_error.
+    void copy_from(const std::string& name, const std::string& path) const;
+
     // Calls `write`, which may remove the new file and make another one of the same name, as the
     // library does for a container in cached form. Only its owner can open that one, too.
     // RAISES: Output_error that names the old file; what `write` raises.

@@ -24,6 +24,7 @@ using Stat_visit = std::function<void(const Stat_classifier& classifier)>;
 // Calls `visit` with each statistical classifier of the logical tree, by ascending id. In cached
 // form the matcher may be gone after the call. A classifier that was not in memory before, and that
 // `visit` does not change, is dropped at once, so that all can be visited with any bound.
+// REQUIRES: `visit` fetches no other classifier.
 void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit);
 
 // Some storages, of which only one need be in memory: calls its argument with each.

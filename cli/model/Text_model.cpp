@@ -209,10 +209,10 @@ void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress
     m_analysis_timer.stop();
 }
 
-// The container that is moved loses what no file has: settings that are not stored, and the forms
-// of the words in rules.
-void Text_model::move() {
-    m_move(*m_manager);
+// The container that is relocated loses what no file has: settings that are not stored, and the
+// forms of the words in rules.
+void Text_model::relocate() {
+    m_relocate(*m_manager);
     if (m_given != nullptr) {
         m_given->apply(m_manager);
     }
@@ -224,8 +224,8 @@ void Text_model::move() {
 template <class Texts>
 void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
     begin(texts);
-    if (m_move) {
-        move();
+    if (m_relocate) {
+        relocate();
     }
     train_with(texts, bootstraps, progress);
 }

@@ -96,17 +96,17 @@ public:
     // Trains all classifiers of a container anew. Its tree, rules, ids and settings remain, and
     // what it has learned is removed before. A compact container becomes a full one. Empties the
     // texts like `start_and_empty`. `name`: of the container's file, for messages. `cleared`:
-    // called when the classifiers are empty; may be empty. RAISES: Unknown_label for a label that
-    // no leaf has; nothing has changed then.
+    // called when the classifiers are empty; may be empty.
+    // RAISES: Unknown_label for a label that no leaf has; nothing has changed then.
     void train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
                                const std::string& name, CTProgress* progress,
                                const std::function<void()>& cleared = {});
 
-    // Call this before the training of a new model. Then `move` is called with the new container,
-    // which has its tree but has learned nothing, and may bring it into another form.
-    // REQUIRES: `move` keeps the container, but nodes may get other addresses.
-    void move_before_training(std::function<void(zeManager& manager)> move) {
-        m_move = std::move(move);
+    // Call this before the training of a new model. Then `relocate` is called with the new
+    // container, which has its tree but has learned nothing, and may bring it into another form.
+    // REQUIRES: `relocate` keeps the container, but nodes may get other addresses.
+    void relocate_before_training(std::function<void(zeManager& manager)> relocate) {
+        m_relocate = std::move(relocate);
     }
 
     // Gets the statistics of the classifiers that will learn, sorted by the ids of their nodes.
@@ -169,7 +169,8 @@ public:
     // Explains the score of the best label.
     Explanation explain(std::string_view text);
     // Explains the score of a node, which may be an inner node. If the text does not reach the
-    // node, the score is 0. REQUIRES: a node of the model, not null.
+    // node, the score is 0.
+    // REQUIRES: a node of the model, not null.
     Explanation explain(std::string_view text, zeNode* node);
     // The same for a text with pairs. `node`: null: the best label.
     Explanation explain(const Labelled_text& message, zeNode* node = nullptr);
@@ -193,7 +194,8 @@ public:
 
     const qtPtrLight<zeManager>& manager() const { return m_manager; }
 
-    // The statistics of all its statistical classifiers. REQUIRES: not the cached form.
+    // The statistics of all its statistical classifiers.
+    // REQUIRES: not the cached form.
     std::vector<zeStat_storage*> storages() const;
 
 private:
@@ -211,7 +213,7 @@ private:
     void add_groups(const std::vector<Labelled_text>& texts);
     void add_new_labels(const std::vector<Labelled_text>& texts);
     unsigned int add_node(unsigned int parent, std::string_view name, unsigned char type);
-    void move();
+    void relocate();
     bool is_cached() const;
     bool has_tables() const;
     std::function<bool(const Concept& word)> word_test();
@@ -239,8 +241,8 @@ private:
 
     std::unique_ptr<Text_analysis> m_analysis;
     Cpu_timer m_analysis_timer;
-    zeSml_feeder m_feeder;                           // cleared before each text
-    std::function<void(zeManager& manager)> m_move;  // may be empty
+    zeSml_feeder m_feeder;                               // cleared before each text
+    std::function<void(zeManager& manager)> m_relocate;  // may be empty
     Label_groups m_groups;
     Tree_source m_tree;
     bool m_trains_root_only = false;

@@ -1,15 +1,14 @@
-// The deep part of a check: everything that needs the library's readers. Example: a container has
-// the node "root" with the classifier 2, whose model is object 1. Its file has the items 1, 2, 5
-// and
-// "__Manager__". The manager's record names object 2, and object 2 names object 1. No record names
-// object 5: the model of a classifier that was deleted. It is listed and is no problem.
+// The deep part of a check: everything that needs the library's readers.
+//
+// Example: a container has the node "root" with the classifier 2, whose model is object 1. Its file
+// has the items 1, 2, 5 and "__Manager__". The manager's record names object 2, and object 2 names
+// object 1. No record names object 5: the model of a classifier that was deleted. It is listed and
+// is no problem.
 #include "cli/records/Kc_check.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <map>
-#include <ostream>
 
 #include "zandrel/foundation/Crc32c.h"
 #include "zandrel/foundation/qtX.h"
@@ -27,12 +26,11 @@
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_reader.h"
 #include "cli/records/Record_text.h"
+#include "cli/records/Seal_sums.h"
 
 namespace cli {
 
 namespace {
-
-constexpr std::uint32_t kFormOfSeal = 1;
 
 // A container in cached form is compact if its flag says so, and the library compares the flag with
 // a model when it fetches the model's classifier.
@@ -75,7 +73,7 @@ public:
     // REQUIRES: a container whose index was read.
     void compare_with_seal() {
         const Package_contents& package = *m_file.package;
-        if (package.form != kFormOfSeal || m_check.problems.empty()) {
+        if (package.form != kSealForm || m_check.problems.empty()) {
             return;  // without a problem, the seal has been verified
         }
         Record_reader reader(m_file.path);
@@ -195,18 +193,17 @@ void seal(const std::string& name, const std::string& path) {
     }
 }
 
-// RAISES: Output_error; what Replacement_file raises.
+// RAISES: Output_error; Input_error; what Replacement_file raises.
 void seal_copy(const Kc_lock& lock) {
     Replacement_file copy(lock);
-    copy.fill([&lock](std::ostream& out) {
-        out << std::ifstream(lock.target().path(), std::ios::binary).rdbuf();
-    });
+    copy.copy_from(lock.target().name(), lock.target().path());
     seal(lock.target().name(), copy.path());
     copy.take_place();
 }
 
 // While the seal is added, the file is marked as changed. A signal that ended the process then
-// would leave the mark, so signals wait. RAISES: Output_error.
+// would leave the mark, so signals wait.
+// RAISES: Output_error.
 void seal_in_place(const Kc_lock& lock) {
     const Held_back_signals held_back;
     lock.check_unchanged();

@@ -21,7 +21,8 @@ namespace cli {
 // The container is read as the commands read it, but never changed. So a container of version 1 in
 // cached form, which the library upgrades when it opens it, is only decoded record by record. If
 // the index or an item is damaged, or the index may be stale, the items are only compared with the
-// seal. Does nothing for other files. REQUIRES: `check` is the result of check_record_file(file).
+// seal. Does nothing for other files.
+// REQUIRES: `check` is the result of check_record_file(file).
 void check_kc_records(const Record_file& file, Record_check& check);
 
 // A file that is read by check or dump. A container in cached form is changed in place, so it is
@@ -34,7 +35,8 @@ struct Shared_file {
     std::optional<Kc_use> use;  // none for other files
 };
 
-// Checks the file, as check_record_file and check_kc_records do. RAISES: what Shared_file raises.
+// Checks the file, as check_record_file and check_kc_records do.
+// RAISES: what Shared_file raises.
 Record_check check_file(const std::string& path);
 
 // Checks the container of a file, and seals it if it is clean and has no seal. A package is copied,

@@ -21,6 +21,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "zandrel/storage/Hreclaim_format.h"
+
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_text.h"
 #include "cli/text/Shown_text.h"
@@ -96,8 +98,8 @@ private:
 
     void check_state() {
         if (m_file.header.is_stale()) {
-            constexpr std::uint64_t kStatePosition = 9;
-            add(kStatePosition, "the index may be stale: the file was not closed", false);
+            add(zandrel::detail::kStatePosition, "the index may be stale: the file was not closed",
+                false);
         }
     }
 

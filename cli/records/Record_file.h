@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "zandrel/storage/Hreclaim_format.h"
+
 namespace cli {
 
 constexpr std::uint64_t kSlotCount = 32;
@@ -44,7 +46,9 @@ struct Record_item {
     bool is_past_end = false;  // the problem is that the file ends before the item
 
     // Size of the item with its tag, its key and both lengths.
-    std::uint64_t total() const { return key.size() + data_length + 12; }
+    std::uint64_t total() const {
+        return key.size() + data_length + zandrel::detail::kItemOverhead;
+    }
 };
 
 struct Record_hole {

@@ -26,7 +26,6 @@
 #include "cli/records/Record_recovery.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <set>
 #include <string_view>
@@ -35,77 +34,17 @@
 #include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/storage/Hreclaim_format.h"
 
-#include "cli/errors.h"
 #include "cli/records/Container_parts.h"
+#include "cli/records/Found_form.h"
 #include "cli/records/Record_text.h"
 
 namespace cli {
 
 namespace {
 
-constexpr std::array<Record_form, 3> kForms = {Record_form::kWide, Record_form::kNarrow,
-                                               Record_form::kPackage};
-constexpr std::uint64_t kIndexOffsetPosition = 12;
-constexpr std::uint64_t kStatePosition = 9;
 constexpr unsigned int kStale = 1;
-
-std::uint64_t index_offset(File_window& file, Record_form form) {
-    return file.number(kIndexOffsetPosition, offset_width(form));
-}
-
-std::optional<Old_index> index_of(File_window& file, Record_form form) {
-    std::uint64_t budget = file.size();
-    return file.size() < header_size(form)
-               ? std::nullopt
-               : read_old_index(file, form, index_offset(file, form), budget);
-}
-
-std::optional<Record_form> form_of_magic(std::uint32_t magic) {
-    for (const Record_form form : kForms) {
-        if (magic == magic_of(form)) {
-            return form;
-        }
-    }
-    return std::nullopt;
-}
-
-bool has_whole_index(File_window& file, Record_form form) {
-    const std::optional<Old_index> index = index_of(file, form);
-    return index && index->is_complete();
-}
-
-std::optional<Record_form> form_of_index(File_window& file) {
-    for (const Record_form form : kForms) {
-        if (has_whole_index(file, form)) {
-            return form;
-        }
-    }
-    return std::nullopt;
-}
-
-// Decides by the items. Returns nothing if there are none, or if two forms fit equally.
-std::optional<Record_form> form_of_items(File_window& file) {
-    constexpr std::uint64_t kLeastBlock = 16;
-    const Record_scan blocks = scan_records(file, {Record_form::kNarrow, true, nullptr});
-    const Record_scan package = scan_records(file, {Record_form::kPackage, true, nullptr});
-    const auto aligned = [&blocks](std::uint64_t start) {
-        return static_cast<std::size_t>(std::count_if(
-            blocks.items.begin(), blocks.items.end(), [start](const Scanned_item& item) {
-                return item.offset % kLeastBlock == start % kLeastBlock;
-            }));
-    };
-    const std::size_t wide = aligned(header_size(Record_form::kWide));
-    const std::size_t narrow = aligned(header_size(Record_form::kNarrow));
-    const std::size_t most = std::max({wide, narrow, package.items.size()});
-    const int winners = int{wide == most} + int{narrow == most} + int{package.items.size() == most};
-    if (most == 0 || winners > 1) {
-        return std::nullopt;
-    }
-    return package.items.size() == most ? Record_form::kPackage
-           : wide == most               ? Record_form::kWide
-                                        : Record_form::kNarrow;
-}
 
 class Recoverer {
 public:
@@ -142,68 +81,25 @@ private:
     }
 
     void find_form() {
-        if (m_file.size() < header_size(Record_form::kNarrow)) {
-            throw Data_error(m_file.name(),
-                             "too short for a header, so there is nothing to "
-                             "recover");
-        }
-        const std::optional<Record_form> by_magic = form_of_magic(m_file.word(0));
-        if (by_magic) {
-            m_index = index_of(m_file, *by_magic);
-        }
-        // The index of a package is how one of 32-bit offsets begins.
-        const bool is_doubtful =
-            by_magic == Record_form::kPackage && has_whole_index(m_file, Record_form::kNarrow);
-        if (by_magic && m_index && m_index->is_complete() && !is_doubtful) {
-            m_result.form = *by_magic;
-            return;
-        }
-        m_result.form = by_magic ? form_in_doubt(*by_magic) : form_without_magic();
-        if (m_result.form != by_magic) {
-            m_index = index_of(m_file, m_result.form);
+        Found_form found = find_record_form(m_file);
+        m_result.form = found.form;
+        m_index = std::move(found.index);
+        if (!found.is_magic_right) {
             m_is_header_wrong = true;
             m_result.remarks.push_back("the magic number is wrong; the contents are those of a " +
                                        std::string(name_of(m_result.form)));
         }
     }
 
-    // A half written index of one form may look like a whole one of another form. So the items must
-    // contradict the magic number too.
-    Record_form form_in_doubt(Record_form by_magic) {
-        if (!form_of_index(m_file)) {
-            return by_magic;
-        }
-        const std::optional<Record_form> by_items = form_of_items(m_file);
-        return by_items && has_whole_index(m_file, *by_items) ? *by_items : by_magic;
-    }
-
-    Record_form form_without_magic() {
-        std::optional<Record_form> form = form_of_items(m_file);
-        if (!form) {
-            form = form_of_index(m_file);
-        }
-        if (!form) {
-            throw Data_error(m_file.name(),
-                             "neither a record file nor a container: the magic number is wrong, "
-                             "and the contents do not say which form the file has");
-        }
-        return *form;
-    }
-
     bool is_package() const { return m_result.form == Record_form::kPackage; }
 
     void read_header() {
-        if (m_file.size() < header_size(m_result.form)) {
-            throw Data_error(m_file.name(),
-                             "too short for a header, so there is nothing to "
-                             "recover");
-        }
-        constexpr std::uint64_t kIdPosition = 4;
         constexpr std::uint64_t kFlagsPosition = 8;
         constexpr std::uint64_t kVersionPosition = 10;
-        m_result.identity.id = m_file.word(kIdPosition);
+        m_result.identity.id = m_file.word(zandrel::detail::kFileIdPosition);
         m_result.identity.flags = static_cast<std::uint8_t>(m_file.number(kFlagsPosition, 1));
-        m_result.state = static_cast<std::uint8_t>(m_file.number(kStatePosition, 1));
+        m_result.state =
+            static_cast<std::uint8_t>(m_file.number(zandrel::detail::kStatePosition, 1));
         m_result.identity.version = static_cast<std::uint16_t>(m_file.number(kVersionPosition, 2));
         m_is_stale = is_package() ? m_result.state != 0 : (m_result.state & kStale) != 0;
         if (!m_index) {
@@ -450,14 +346,14 @@ private:
     }
 
     // Returns whether nothing can be lost without being named.
-    bool is_complete_known() const { return is_index_current() || (m_seal && !m_is_seal_broken); }
+    bool are_all_keys_known() const { return is_index_current() || (m_seal && !m_is_seal_broken); }
 
     void note_gaps() {
         for (const Scanned_gap& gap : m_scan.gaps) {
-            if (is_package() && is_index_current() && !has_kept_name_inside(gap)) {
+            if (is_package() && is_index_current() && !has_named_block_inside(gap)) {
                 continue;  // replaced items and old indexes stay in a package
             }
-            const bool is_known = is_complete_known();
+            const bool is_known = are_all_keys_known();
             Recovery_note note = {gap.offset, gap.size, {}, "", false, !is_known};
             if (gap.is_index) {
                 note.text = "an index that cannot be read";
@@ -472,24 +368,17 @@ private:
         }
         if (m_scan.further_gaps != 0) {
             m_result.further_notes += m_scan.further_gaps;
-            m_result.is_unsure = m_result.is_unsure || !is_complete_known();
+            m_result.is_unsure = m_result.is_unsure || !are_all_keys_known();
         }
     }
 
     // The key of an item whose start can be read, or the one that the index has there.
     std::optional<std::string> key_of_gap(const Scanned_gap& gap) const {
-        if (m_index) {
-            for (auto block = m_index->from(gap.offset);
-                 block != m_index->blocks.end() && block->offset == gap.offset; ++block) {
-                if (block->key != nullptr) {
-                    return *block->key;
-                }
-            }
-        }
-        return gap.key;
+        const std::string* const named = m_index ? m_index->key_at(gap.offset) : nullptr;
+        return named != nullptr ? *named : gap.key;
     }
 
-    bool has_kept_name_inside(const Scanned_gap& gap) const {
+    bool has_named_block_inside(const Scanned_gap& gap) const {
         const auto block = m_index->from(gap.offset);
         return block != m_index->blocks.end() && block->offset < gap.offset + gap.size;
     }
@@ -500,37 +389,30 @@ private:
     }
 
     void note_missing() {
-        std::set<std::string_view> noted;
+        std::set<std::string> noted;
         for (const Recovery_note& note : m_result.notes) {
             if (note.is_loss && note.key) {
                 noted.insert(*note.key);
             }
         }
-        std::vector<Recovery_note> missing;
+        const auto check = [this, &noted](const std::string& key, std::uint64_t offset,
+                                          const char* text) {
+            if (!m_kept.contains(key) && noted.insert(key).second) {
+                add({offset, {}, key, text, true, false});
+            }
+        };
         if (is_index_current()) {
             for (const auto& [key, offset] : m_index->items) {
-                if (!m_kept.contains(key) && !noted.contains(key) &&
-                    key != zandrel::Kc_seal::kKey) {
-                    missing.push_back(
-                        {offset, {}, key, "no whole item is where the index says", true, false});
-                    noted.insert(key);
+                if (key != zandrel::Kc_seal::kKey) {
+                    check(key, offset, "no whole item is where the index says");
                 }
             }
         }
         if (m_seal) {
             for (const auto& [key, sum] : m_seal->items) {
-                if (!m_kept.contains(key) && !noted.contains(key)) {
-                    missing.push_back({m_seal_item->offset,
-                                       {},
-                                       key,
-                                       "in the seal, but no whole item of this key was found",
-                                       true,
-                                       false});
-                }
+                check(key, m_seal_item->offset,
+                      "in the seal, but no whole item of this key was found");
             }
-        }
-        for (Recovery_note& note : missing) {
-            add(std::move(note));
         }
     }
 
@@ -583,14 +465,9 @@ private:
             m_scan.items.size() + m_scan.holes.size() != m_index->blocks.size()) {
             return false;
         }
-        return std::all_of(m_scan.holes.begin(), m_scan.holes.end(),
-                           [this](const Scanned_hole& hole) { return is_listed(hole); });
-    }
-
-    bool is_listed(const Scanned_hole& hole) const {
-        const auto block = m_index->from(hole.offset);
-        return block != m_index->blocks.end() && block->offset == hole.offset &&
-               block->key == nullptr && std::uint64_t{1} << block->slot == hole.size;
+        return std::all_of(
+            m_scan.holes.begin(), m_scan.holes.end(),
+            [this](const Scanned_hole& hole) { return m_index->has_hole(hole.offset, hole.size); });
     }
 
     void finish() {

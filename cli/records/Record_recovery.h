@@ -26,7 +26,7 @@ struct Recovery_note {
 
 enum class File_condition {
     kSound,      // nothing has to be changed
-    kStateOnly,  // only the bit of the state stands for a change that is not in the file
+    kStateOnly,  // only the state bit is wrong: index and items agree
     kToRebuild,
 };
 

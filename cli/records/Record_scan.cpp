@@ -8,8 +8,7 @@
 //   index names the item.
 // - No block of the old index that is still there begins inside it. Otherwise its length is wrong.
 // - Unless the index names the item: no row of blocks begins inside the block and reaches its end,
-// for
-//   the same reason.
+//   for the same reason.
 //
 // Example: a file of 32-bit offsets. A byte of the key length of "b" was changed:
 //
@@ -24,9 +23,9 @@
 // tag over an item's one (DE AD 6C 73) is an item whose other bytes are still there. An item's tag
 // over a hole's one (4A 5B DE AD) is still a hole, since its size is still there.
 //
-// If an item becomes a hole, only the first eight bytes of its block are overwritten. Files of a
-// current index have no change that was finished since, so a hole that such an index names as an
-// item is the item still: the scan revives it.
+// If an item becomes a hole, only the first eight bytes of its block are overwritten. If the index
+// is current, no change was finished after it was written. So an item that it names still counts,
+// although its block begins with the tag of a hole.
 #include "cli/records/Record_scan.h"
 
 #include <algorithm>
@@ -77,7 +76,7 @@ Tag half_written_tag(std::uint32_t word) {
         if (word == half_written(kHoleTag, kIndexTag, written)) {
             return Tag::kIndex;
         }
-        // An index tag begins with the same three bytes.
+        // The index tag has the same first three bytes as the item tag.
         if (word == half_written(kItemTag, kHoleTag, written)) {
             return Tag::kHole;
         }
@@ -373,7 +372,7 @@ private:
         const std::uint64_t count = m_file.size() - position;
         const std::uint64_t bytes = m_file.number(position, count);
         const std::uint64_t shift = 8 * (kWordSize - count);
-        // The three first bytes of the index tag are those of the item tag.
+        // The index tag has the same first three bytes as the item tag.
         return bytes == kItemTag >> shift ||
                (m_form != Record_form::kPackage && bytes == kHoleTag >> shift);
     }
@@ -386,29 +385,11 @@ private:
     }
 
     const std::string* key_at(std::uint64_t position) const {
-        if (m_index == nullptr) {
-            return nullptr;
-        }
-        for (auto block = m_index->from(position);
-             block != m_index->blocks.end() && block->offset == position; ++block) {
-            if (block->key != nullptr) {
-                return block->key;
-            }
-        }
-        return nullptr;
+        return m_index == nullptr ? nullptr : m_index->key_at(position);
     }
 
     bool is_named_hole(std::uint64_t position, std::uint64_t size) const {
-        if (m_index == nullptr) {
-            return false;
-        }
-        for (auto block = m_index->from(position);
-             block != m_index->blocks.end() && block->offset == position; ++block) {
-            if (block->key == nullptr && std::uint64_t{1} << block->slot == size) {
-                return true;
-            }
-        }
-        return false;
+        return m_index != nullptr && m_index->has_hole(position, size);
     }
 
     // Returns whether a block of the index, which is still there, begins between two positions.
@@ -449,7 +430,7 @@ private:
         }
         for (int count = 0; start < end && count < kLongestRow; ++count) {
             if (count > 0 && m_file.has(start, kWordSize) && m_file.word(start) == kIndexTag) {
-                return true;  // its size is not so easy to say
+                return true;  // its size is known only after reading it
             }
             const std::uint64_t size = plain_size(start);
             if (size == 0) {
@@ -460,7 +441,8 @@ private:
         return start >= end;
     }
 
-    // Returns the size that an item or a hole says it has; 0 if neither is here.
+    // Returns the size of the item or hole at a position, as its first bytes give it; 0 if there is
+    // neither.
     std::uint64_t plain_size(std::uint64_t position) {
         if (!m_file.has(position, kHoleMarkSize)) {
             return 0;
@@ -578,6 +560,24 @@ std::vector<Named_block>::const_iterator Old_index::from(std::uint64_t place) co
     return std::lower_bound(
         blocks.begin(), blocks.end(), place,
         [](const Named_block& block, std::uint64_t wanted) { return block.offset < wanted; });
+}
+
+const std::string* Old_index::key_at(std::uint64_t place) const {
+    for (auto block = from(place); block != blocks.end() && block->offset == place; ++block) {
+        if (block->key != nullptr) {
+            return block->key;
+        }
+    }
+    return nullptr;
+}
+
+bool Old_index::has_hole(std::uint64_t place, std::uint64_t size) const {
+    for (auto block = from(place); block != blocks.end() && block->offset == place; ++block) {
+        if (block->key == nullptr && std::uint64_t{1} << block->slot == size) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::optional<Old_index> read_old_index(File_window& file, Record_form form, std::uint64_t offset,

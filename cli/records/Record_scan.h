@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "zandrel/storage/Hreclaim_format.h"
+
 #include "cli/records/File_window.h"
 
 namespace cli {
@@ -64,6 +66,11 @@ struct Old_index {
         const auto found = from(place);
         return found != blocks.end() && found->offset == place;
     }
+
+    // Returns the key of the item that begins at `place`; null: none.
+    const std::string* key_at(std::uint64_t place) const;
+    // Returns whether a hole of this size begins at `place`.
+    bool has_hole(std::uint64_t place, std::uint64_t size) const;
 };
 
 struct Scanned_item {
@@ -71,7 +78,9 @@ struct Scanned_item {
     std::uint64_t offset = 0;
     std::uint32_t data_length = 0;
 
-    std::uint64_t total() const { return key.size() + data_length + 12; }
+    std::uint64_t total() const {
+        return key.size() + data_length + zandrel::detail::kItemOverhead;
+    }
 
     std::uint64_t data_offset() const { return offset + total() - data_length; }
 };

@@ -10,9 +10,10 @@
 namespace cli {
 
 // Writes header, items and index over the file at `path`, then opens it as the library does and
-// compares all items with those of the old file. The new file has no holes. One item at a time is
-// in memory, once. RAISES: Output_error that names the old file, if the new one cannot be written
-// or verified; Input_error.
+// compares all items with those of the old file. The new file has no holes.
+// RAISES: Output_error that names the old file, if the new one cannot be written or verified;
+// Input_error.
+// COST: at most one item is in memory at a time.
 void write_recovered_file(File_window& old_file, const Record_recovery& recovery,
                           const std::string& path);
 

@@ -13,6 +13,9 @@
 
 namespace cli {
 
+// The only form of a seal that exists.
+inline constexpr std::uint32_t kSealForm = 1;
+
 // The owner's part of a header.
 struct Record_identity {
     std::uint32_t id = 0;

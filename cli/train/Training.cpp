@@ -38,6 +38,7 @@
 #include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"
+#include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_options.h"
@@ -269,6 +270,58 @@ void check_kept_settings(const Training_options& options) {
     }
 }
 
+// The texts of all data files.
+struct Training_texts {
+    std::vector<std::string> names;  // of the files
+    Texts texts;
+};
+
+Training_texts read_joined(const Training_options& options, Skipped_lines& skipped) {
+    std::vector<Data_file> files = read_training_data(options, skipped);
+    Training_texts read = {names_of(files), {}};
+    read.texts = joined(files);
+    return read;
+}
+
+// Trains a new model, in the memory or, with `file`, in that file.
+void train_new_model(const Training_options& options, Training_texts& data, Text_model& model,
+                     std::optional<Replacement_file>& file) {
+    const Text_sources sources(data.names, data.texts);
+    if (file) {
+        model.relocate_before_training([&options, &file](zeManager& manager) {
+            move_to_cached_file(options.kc_file, *file, manager, options.bound);
+        });
+    }
+    const auto train = [&] {
+        sources.locate_errors(
+            [&] { model.start_and_empty(data.texts, options.bootstraps, options.progress); });
+    };
+    if (file) {
+        with_errors_of_new_file(options.kc_file, train);
+    } else {
+        train();
+    }
+    if (!options.model.tree.text.empty()) {
+        warn_of_tree(options, model, sources);
+    }
+}
+
+// Writes a new model, or, with `file`, finishes the file in which it was trained.
+void store_new_model(const Training_options& options, const Kc_lock& lock, const Text_model& model,
+                     std::optional<Replacement_file>& file, Training_summary& summary) {
+    keep_analysis(options.model.analysis, model.manager()->m_config);
+    keep_choices(model.choices(), model.manager()->m_config);
+    // During the training another program may have put a file there.
+    check_overwriting(lock.target(), options.replaces, "train");
+    if (!file) {
+        write_model(lock, model, options.compact, options.progress, summary);
+        return;
+    }
+    note_cache_use(model, summary);
+    take_place_cached(options.kc_file, *file, *model.manager());
+    summarise(lock, model, summary);
+}
+
 Training_summary train_new_kc(const Training_options& options) {
     Training_summary summary;
     check_compact(options, options.bound.given.has_value());
@@ -279,38 +332,17 @@ Training_summary train_new_kc(const Training_options& options) {
     check_overwriting(lock.target(), options.replaces,
                       "train");  // another process may have made it while we waited
     Replacement_file::try_out(lock);
-    std::vector<Data_file> files = read_training_data(options, summary.skipped);
-    Texts texts = joined(files);
-    const Text_sources sources(names_of(files), texts);
+    Training_texts data = read_joined(options, summary.skipped);
     Progress(options.progress).check_interrupt();
-    Text_model model(with_suggested_groups(options.model, texts, options.bootstraps,
+    Text_model model(with_suggested_groups(options.model, data.texts, options.bootstraps,
                                            options.progress, options.warn));
     std::optional<Replacement_file> file;
     if (options.bound.given) {
         file.emplace(lock);
-        model.move_before_training([&](zeManager& manager) {
-            move_to_cached_file(options.kc_file, *file, manager, options.bound);
-        });
     }
-    with_errors_of_new_file(options.kc_file, [&] {
-        sources.locate_errors(
-            [&] { model.start_and_empty(texts, options.bootstraps, options.progress); });
-    });
-    if (!options.model.tree.text.empty()) {
-        warn_of_tree(options, model, sources);
-    }
-    keep_analysis(options.model.analysis, model.manager()->m_config);
-    keep_choices(model.choices(), model.manager()->m_config);
-    // During the training another program may have put a file there.
-    check_overwriting(lock.target(), options.replaces, "train");
-    if (file) {
-        note_cache_use(model, summary);
-        take_place_cached(options.kc_file, *file, *model.manager());
-        summarise(lock, model, summary);
-    } else {
-        write_model(lock, model, options.compact, options.progress, summary);
-    }
-    summary.texts = texts.size();
+    train_new_model(options, data, model, file);
+    store_new_model(options, lock, model, file, summary);
+    summary.texts = data.texts.size();
     summary.new_labels = summary.labels;
     leave_to_exit(model.manager());
     return summary;
@@ -325,20 +357,19 @@ Training_summary train_tree_of_kc(const Training_options& options) {
         read_model(lock, options.analysis, options.progress, options.bound);
     check_compact(options, is_cached(*model->manager()));
     try_out_writing(lock, *model);
-    std::vector<Data_file> files = read_training_data(options, summary.skipped);
-    Texts texts = joined(files);
-    const Text_sources sources(names_of(files), texts);
+    Training_texts data = read_joined(options, summary.skipped);
+    const Text_sources sources(data.names, data.texts);
     Progress(options.progress).check_interrupt();
     change_in_place(lock, *model->manager(), [&] {
         sources.locate_errors([&] {
-            model->train_again_and_empty(texts, options.bootstraps, options.kc_file,
+            model->train_again_and_empty(data.texts, options.bootstraps, options.kc_file,
                                          options.progress,
                                          [&] { flush_cached(lock, *model->manager()); });
         });
         warn_of_tree(options, *model, sources);
     });
     write_model(lock, *model, options.compact, options.progress, summary);
-    summary.texts = texts.size();
+    summary.texts = data.texts.size();
     leave_to_exit(model->manager());
     return summary;
 }

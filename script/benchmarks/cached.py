@@ -19,7 +19,7 @@ Made-up texts, analysis `words`; the files are cached in memory. Times are media
 
 first ms    from the start of `zandrel classify` to its first line of output, for one text
 peak MB     of a process that classifies one text, and of one that classifies 1,000
-texts/s     of CPU time, for 1,000 texts, with the load
+texts/s     texts in a second of CPU time, for 1,000 texts, loading included
 call ms     of one process that changes the container once: CPU, and from start to end
 """
 LARGE_ROW = "{:<14} {:>9} {:>9} {:>12} {:>14} {:>9}"

@@ -23,6 +23,7 @@
 #include "zandrel/persistence/zeIO.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_conversion.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"

@@ -48,6 +48,16 @@ std::string write_error_of(const std::string& path) {
     return "";
 }
 
+// The message of the Input_error when another file is copied; empty if there is none.
+std::string copy_error_of(const Replacement_file& file, const std::string& path) {
+    try {
+        file.copy_from("other", path);
+    } catch (const Input_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
 // Makes a replacement in a process that is killed at once.
 void leave_file_behind(const std::string& path) {
     const pid_t process = ::fork();
@@ -91,6 +101,27 @@ TEST(ReplacementFileTest, OldFileRemainsUntilItIsReplaced) {
     }
     EXPECT_EQ(folder.content("a.kc"), "old");
     EXPECT_THAT(folder.names(), ElementsAre("a.kc"));
+}
+
+TEST(ReplacementFileTest, CopyHasAllBytesOfTheOtherFile) {
+    const Scratch_folder folder;
+    std::string content;
+    for (int i = 0; i < 200000; ++i) {
+        content += static_cast<char>(i % 251);
+    }
+    const std::string other = folder.write("other", content);
+    const Replacement_file file(folder.file("file"));
+    file.copy_from("other", other);
+    EXPECT_EQ(folder.content(fs::path(file.path()).filename().string()), content);
+}
+
+// Address 0 of a process cannot be read, so the system reports an error.
+TEST(ReplacementFileTest, FailedReadOfTheOtherFileIsAnInputError) {
+    const Scratch_folder folder;
+    const Replacement_file file(folder.file("file"));
+    EXPECT_EQ(copy_error_of(file, "/proc/self/mem"), "cannot read other: Input/output error");
+    EXPECT_EQ(copy_error_of(file, folder.file("missing")),
+              "cannot read other: No such file or directory");
 }
 
 TEST(ReplacementFileTest, PermissionsOfTheOldFileAreKept) {

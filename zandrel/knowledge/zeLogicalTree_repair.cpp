@@ -91,7 +91,7 @@ public:
     }
 
     // Removes them from a classifier, and from the children of its node.
-    void leave(zeClassifier& classifier) const {
+    void remove_from(zeClassifier& classifier) const {
         leave_classifier(classifier, m_are_many ? held_by(classifier, m_set) : m_nodes);
     }
 
@@ -134,22 +134,23 @@ void zeLogicalTree::LeaveHolder(zeNode* node, const zeNode* decider) {
 // No pointer leads from a node to the classifiers that know it. So we ask all classifiers that may
 // know it, once for all nodes.
 void zeLogicalTree::LeaveClassifiers(const std::vector<zeNode*>& leaving, const zeNode* but) {
-    const Leaving_nodes leavers(leaving);
+    const Leaving_nodes leaving_nodes(leaving);
     std::vector<zeNode*> listers;
     for (zeNode* const node : manager->m_physical_tree->GetClassifierNodes()) {
         if (node == but) {
             continue;
         }
         if (zandrel::detail::is_in_memory(*node)) {
-            leavers.leave(*node->m_classifier);  // This is no use, so the cache need not know.
-        } else if (leavers.are_listed_by(*node)) {
+            // This does not count as a use of the cache.
+            leaving_nodes.remove_from(*node->m_classifier);
+        } else if (leaving_nodes.are_listed_by(*node)) {
             listers.push_back(node);
         }
     }
     // Each of them may release a classifier from memory, so we fetch them last.
     for (zeNode* const node : listers) {
         if (zeClassifier* const classifier = manager->m_physical_tree->get_classifier(node)) {
-            leavers.leave(*classifier);
+            leaving_nodes.remove_from(*classifier);
         }
     }
 }
