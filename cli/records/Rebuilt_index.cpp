@@ -12,14 +12,18 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
+#include "zandrel/persistence/Kc_steps.h"
+
 #include "cli/errors.h"
 #include "cli/kc/Descriptor.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_use.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/model/ending_signals.h"
 #include "cli/records/Record_text.h"
@@ -191,6 +195,13 @@ std::string sentence_of(const Rebuilt_index& rebuilt) {
            "; the old file is " + shown_file(rebuilt.old_file);
 }
 
+// Returns whether the file has to change, and readers may have it open. The header may be damaged,
+// so only the recovery knows what the file is.
+bool is_changed_while_open(const Record_recovery& recovery) {
+    return recovery.condition != File_condition::kSound && recovery.form == Record_form::kWide &&
+           recovery.identity.id == zandrel::detail::kKcFileId;
+}
+
 const char* warning_of(const Record_recovery& recovery) {
     if (recovery.has_loss) {
         return "items are lost";
@@ -205,6 +216,10 @@ Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait) {
     const Kc_lock lock(path, wait);
     File_window file(path, lock.target().path());
     Rebuilt_index rebuilt = {path, "", recover_records(file)};
+    std::optional<Kc_use> use;
+    if (is_changed_while_open(rebuilt.recovery)) {
+        use.emplace(lock);
+    }
     switch (rebuilt.recovery.condition) {
         case File_condition::kSound:
             break;

@@ -24,9 +24,10 @@ struct Rebuilt_index {
 // older file is lost. If only the state bit stands for a change that is not in the file, clears the
 // bit in place. A sound file does not change.
 //
-// The file is locked meanwhile like a container that is changed. The new file has the attributes of
-// the old one. After an error the old file is as it was.
-// RAISES: what recover_records, write_recovered_file, Kc_lock and Replacement_file raise.
+// The file is locked meanwhile like a container that is changed. If a container in cached form has
+// to change, readers of it keep this function from changing it (Kc_use). The new file has the
+// attributes of the old one. After an error the old file is as it was.
+// RAISES: what recover_records, write_recovered_file, Kc_lock, Kc_use and Replacement_file raise.
 Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait);
 
 // A line for each part of the file that was not taken over as it was, "FILE: offset N: ...", lines
@@ -34,8 +35,9 @@ Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait);
 void print_rebuilt_index(const Rebuilt_index& rebuilt, std::ostream& out);
 // An object of `file`, `form`, `result` ("unchanged", "state cleared", "rebuilt"), `old_file` (null
 // unless rebuilt), `items`, their number, `lost` (some items are known to be lost), `unsure` (items
-// may be lost), `remarks`, a list of texts, and `parts`, a list of objects of `offset`, `size`,
-// `key`, `text` and `lost`. If a size or key is not known, it is null.
+// may be lost), `remarks`, a list of texts, `further_parts`, the number of parts that are not in
+// the list because there are too many, and `parts`, a list of objects of `offset`, `size`, `key`,
+// `text` and `lost`. If a size or key is not known, it is null.
 nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt);
 
 }  // namespace cli

@@ -7,10 +7,10 @@
 // 2. The scan finds the items (Record_scan.cpp). If the index cannot be read, but the scan meets a
 //    whole one, then the process ended before the header named it: the scan is done again with it.
 //    An item whose block has become a hole is taken from the hole if its new block is there but not
-//    finished, or if the owner of the file never deletes such an item.
+//    finished, or if it may return: the owner of the file never deletes such an item, or nothing
+//    uses it after it was deleted. An object of a container is an example of the latter.
 // 3. Of two copies of a key, the one that matches the seal counts; else the one that the index
-// names;
-//    else the one further back in the file.
+//    names; else the one further back in the file.
 // 4. If there is a seal, an item whose checksum differs is not whole, so it is left out.
 // 5. An item that neither index nor seal knows counts. There are two exceptions, if the index is
 //    whole and current: programs of version 1 left deleted items in the file, and the items behind
@@ -134,7 +134,7 @@ private:
 
     // Takes items from holes: those that the index names, that are nowhere else, and whose old
     // block still has their bytes. Each of them was deleted, or the process ended while it was
-    // being moved.
+    // being moved. The bytes are those of the last flush.
     void restore_moved_items() {
         if (!m_index) {
             return;
@@ -153,7 +153,7 @@ private:
         for (const auto& [key, offset] : m_index->items) {
             std::optional<Scanned_item> item =
                 known.contains(key) ? std::nullopt : item_in_hole(m_file, key, offset);
-            if (item && (unfinished.contains(key) || is_never_deleted(key))) {
+            if (item && (unfinished.contains(key) || may_return(key))) {
                 m_revived.insert(offset);
                 restored.push_back(std::move(*item));
             } else if (item) {
@@ -168,10 +168,12 @@ private:
                          });
     }
 
-    // Corpora delete nothing. A deleted object of a container is harmless if it returns, but a seal
-    // is deleted before the first change, and must not return. The manager's record is never
-    // deleted.
-    bool is_never_deleted(const std::string& key) const {
+    // Returns whether an item of this key may be taken from its hole although it may have been
+    // deleted. Corpora delete nothing. An object of a container may have been deleted, but then the
+    // trees do not name it, so it is harmless. The seal is deleted before the first change of a
+    // container and fits no later state, so it must not return. The record of an archive's manager
+    // is never deleted.
+    bool may_return(const std::string& key) const {
         constexpr std::uint32_t kCorpusFileId = 0xA1B2C3D5;
         switch (m_result.identity.id) {
             case zandrel::detail::kKcFileId:
@@ -346,7 +348,10 @@ private:
     }
 
     // Returns whether nothing can be lost without being named.
-    bool are_all_keys_known() const { return is_index_current() || (m_seal && !m_is_seal_broken); }
+    bool are_all_keys_known() const { return is_index_current() || fits_seal(); }
+
+    // Returns whether the new file has exactly the items that were sealed.
+    bool fits_seal() const { return m_seal && !m_is_seal_broken; }
 
     void note_gaps() {
         for (const Scanned_gap& gap : m_scan.gaps) {
@@ -419,6 +424,11 @@ private:
     void note_container() {
         if (m_result.identity.id != zandrel::detail::kKcFileId) {
             return;
+        }
+        if (m_is_stale && !fits_seal()) {
+            m_result.remarks.emplace_back(
+                "the last change was not finished: some items may be from before it, and others "
+                "from after it");
         }
         const Container_parts parts =
             read_container_parts(m_file, m_kept, m_result.identity.version);

@@ -16,6 +16,8 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_lock.h"
+#include "cli/kc/Kc_use.h"
 #include "tests/cli/built_records.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/cli/scratch_folder.h"
@@ -208,6 +210,53 @@ TEST_F(RebuiltIndexTest, CutContainerIsWholeIfItsItemsAre) {
     EXPECT_THAT(rebuilt.recovery.remarks,
                 testing::Contains("the trees and settings are lost: the item \"__Manager__\" was "
                                   "not found"));
+}
+
+Built_records cached_kc() {
+    Built_records built(Built_form::kWide);
+    built.id = 0x278F9D40;
+    built.flags = 0;
+    built.add("__Manager__", "m");
+    return built;
+}
+
+// The state would be cleared in place, or the file replaced.
+TEST_F(RebuiltIndexTest, ReaderOfACachedContainerKeepsItFromBeingChanged) {
+    Built_records marked = cached_kc();
+    marked.state = 1;
+    Built_records headless = cached_kc();
+    std::string bytes = headless.file();
+    bytes[0] = 'x';  // so only the examination finds that it is a container
+    for (const std::string& content : {marked.file(), cached_kc().file_without_index(), bytes}) {
+        const std::string path = m_folder.write("a.kc", content);
+        {
+            const Kc_use reader(path, path);
+            try {
+                rebuild_index(path, {});
+                ADD_FAILURE() << "nothing is raised";
+            } catch (const Output_error& error) {
+                EXPECT_EQ(std::string(error.what()),
+                          "cannot write " + path +
+                              ": another process is reading it; --wait SECONDS waits for it");
+            }
+            EXPECT_EQ(m_folder.content("a.kc"), content);
+            EXPECT_THAT(m_folder.names(), testing::Not(testing::Contains("a.kc.bad")));
+        }
+        rebuild_index(path, {});
+        EXPECT_NE(m_folder.content("a.kc"), content);
+        std::filesystem::remove(path + ".bad");
+    }
+}
+
+TEST_F(RebuiltIndexTest, SoundContainerAndOtherFilesMayBeRead) {
+    const std::string sound = m_folder.write("a.kc", cached_kc().file());
+    const Kc_use reader_of_sound(sound, sound);
+    EXPECT_EQ(rebuild_index(sound, {}).recovery.condition, File_condition::kSound);
+    Built_records other(Built_form::kWide);
+    other.state = 1;
+    const std::string corpus = m_folder.write("x", other.file());
+    const Kc_use reader_of_corpus(corpus, corpus);
+    EXPECT_EQ(rebuild_index(corpus, {}).recovery.condition, File_condition::kStateOnly);
 }
 
 TEST_F(RebuiltIndexTest, MissingAndUnusedObjectsOfAContainerAreListed) {

@@ -405,6 +405,30 @@ TEST(RecordRecoveryTest, SealDecidesBetweenCopiesAndFindsDamagedItems) {
     }
 }
 
+// A container that was not closed. Only a seal can say that its items belong together.
+TEST(RecordRecoveryTest, ContainerThatWasNotClosedMayHaveItemsOfTwoStates) {
+    const auto two_states = testing::Contains(
+        "the last change was not finished: some items may be from before it, and others from "
+        "after it");
+    for (const Built_form form : {Built_form::kWide, Built_form::kPackage}) {
+        Built_records built(form);
+        built.id = 0x278F9D40;
+        built.flags = 0;
+        built.add("__Manager__", "m");
+        EXPECT_THAT(recover(built.file()).remarks, testing::Not(two_states));
+        built.state = 1;
+        EXPECT_THAT(recover(built.file()).remarks, two_states);
+        built.id = 7;
+        EXPECT_THAT(recover(built.file()).remarks, testing::Not(two_states));
+
+        built.id = 0x278F9D40;
+        built.add("__Seal__", seal_of({{"__Manager__", "m"}}));
+        EXPECT_THAT(recover(built.file()).remarks, testing::Not(two_states));
+        built.add("__Seal__", seal_of({{"__Manager__", "another"}}));
+        EXPECT_THAT(recover(built.file()).remarks, two_states);
+    }
+}
+
 TEST(RecordRecoveryTest, SealSaysWhatTheHeaderWas) {
     Built_records built(Built_form::kWide);
     built.add("a", "one");

@@ -100,6 +100,13 @@ TEST(zeIOKillTest, FileKilledWhileEditedIsAsBeforeOrRefusedOrAsAfter) {
     EXPECT_GT(images, 30U);
 }
 
+// The seal is deleted before the first change.
+TEST(zeIOKillTest, SealedFileKilledWhileLearningIsAsBeforeOrRefusedOrAsAfter) {
+    Kc_cycles cycles(2, true);
+    const std::size_t images = look_at_each_kill(cycles, {learning("puck", "sport", "home")});
+    EXPECT_GT(images, 5U);
+}
+
 TEST(zeIOKillTest, FileThatIsOnlyReadIsNotWritten) {
     Kc_cycles cycles(2);
 

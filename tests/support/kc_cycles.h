@@ -15,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/persistence/Kc_seal.h"
+
 #include "tests/support/fake_disk.h"
 #include "tests/support/kc_file.h"
 #include "tests/support/news_desk.h"
@@ -109,13 +111,16 @@ class Kc_cycles {
 public:
     static constexpr const char* kFile = "fake/kc";
 
-    // Writes a trained container in cached form and opens it with a bound.
-    explicit Kc_cycles(unsigned int bound) {
+    // Writes a trained container in cached form, seals it if asked to, and opens it with a bound.
+    explicit Kc_cycles(unsigned int bound, bool is_sealed = false) {
         Trained_desk trained;
         read_kc(m_model, saved(trained.manager));
         KcIoMode mode;
         mode.io_mode = KcIoMode::CACHED_IO;
         m_model.Write(kFile, &mode, nullptr);
+        if (is_sealed) {
+            zandrel::Kc_seal::Write(kFile);
+        }
         KcIoMode opened;
         opened.cache_size = bound;
         opened.read_only = false;
