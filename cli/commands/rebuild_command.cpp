@@ -23,6 +23,8 @@ which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on if
 that cannot be read are listed. A sound file is not changed. If only the state of the file says that it was
 not closed, this is corrected in place.
 
+The summary of an archive is made anew if it disagrees with the messages.
+
 If the last change of a container was not finished, some items may be from before it and others from after
 it. A line says so. A damaged container should be checked afterwards with zandrel check.
 

@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands/option_checks.h"
+#include "cli/records/Archive_check.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_check.h"
@@ -27,7 +28,8 @@ namespace {
 constexpr const char* kDumpNotes =
     R"(A record file stores blobs under keys. dump shows header, index, items and holes of a record file. Of a
 container, plain or cached, it also shows the contents of each item: kind, node and sizes, and the
-checksums of the seal. A record that cannot be read has the reason behind it.
+checksums of the seal. A record that cannot be read has the reason behind it. Of an archive it also shows
+the figures of the summary.
 
 All items of a record file are shown, and the first 1000 items of a container. --items changes the number.
 
@@ -39,7 +41,7 @@ constexpr const char* kCheckNotes =
     R"(A record file stores blobs under keys. check compares every block of a record file with the index. Of a
 container, plain or cached, it also verifies the seal, reads every record, and names each record that
 cannot be read, with its node. Items to which no record refers are listed, and are no damage: a deleted
-classifier leaves its model in the file.
+classifier leaves its model in the file. Of an archive, check compares the summary with the messages.
 
 check does not change the file. With --seal it adds a seal to a clean container that has none: checksums
 of all items, with which later checks find each changed byte. Commands that change a cached container
@@ -91,6 +93,8 @@ void print_dump(const Record_words& words) {
     extent.most = most_items(words, file);
     const std::optional<Kc_records> records = shown_records(file, extent.most);
     extent.records = records ? &*records : nullptr;
+    const std::optional<Archive_facts> archive = archive_facts(file);
+    extent.archive = archive ? &*archive : nullptr;
     if (words.writes_json) {
         print_json(record_dump_json(file, extent), Json_form::kManyLines, std::cout);
     } else {

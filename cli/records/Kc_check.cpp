@@ -23,6 +23,7 @@
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/model/ending_signals.h"
+#include "cli/records/Archive_check.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_reader.h"
 #include "cli/records/Record_text.h"
@@ -180,6 +181,7 @@ bool is_cached_kc(const Record_file& file) {
 Record_check check_all(const Record_file& file) {
     Record_check check = check_record_file(file);
     check_kc_records(file, check);
+    check_archive_records(file, check);
     return check;
 }
 
@@ -227,7 +229,7 @@ void check_kc_records(const Record_file& file, Record_check& check) {
 
 // The index is read again with the lock: it may have been changed before.
 Shared_file::Shared_file(const std::string& path) : file(read_record_file(path)) {
-    if (is_cached_kc(file)) {
+    if (is_cached_kc(file) || is_archive(file)) {
         use.emplace(path, path);
         file = read_record_file(path);
     }

@@ -26,6 +26,7 @@
 #include "cli/kc/Kc_use.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/model/ending_signals.h"
+#include "cli/records/Archive_check.h"
 #include "cli/records/Record_text.h"
 #include "cli/records/Recovered_file.h"
 #include "cli/text/Shown_text.h"
@@ -149,9 +150,33 @@ void clear_state(const Kc_lock& lock, std::uint8_t state) {
     }
 }
 
-std::string replace(const Kc_lock& lock, File_window& old_file, const Record_recovery& recovery) {
+bool is_archive(const Record_recovery& recovery) {
+    return recovery.form != Record_form::kPackage && recovery.identity.id == kArchiveFileId;
+}
+
+// An archive with a right index can have a wrong summary, since the summary is written after the
+// messages.
+void examine_archive(const Kc_lock& lock, Record_recovery& recovery) {
+    if (recovery.condition != File_condition::kToRebuild && is_archive(recovery) &&
+        !find_archive_damage(lock.target().name(), lock.target().path()).remarks.empty()) {
+        recovery.condition = File_condition::kToRebuild;
+    }
+}
+
+void repair_summary(const std::string& name, const std::string& path, Record_recovery& recovery) {
+    const Archive_repair repair = repair_archive(name, path);
+    for (const std::string& remark : repair.remarks) {
+        recovery.remarks.push_back("archive, repaired: " + remark);
+    }
+    recovery.has_loss = recovery.has_loss || repair.has_loss;
+}
+
+std::string replace(const Kc_lock& lock, File_window& old_file, Record_recovery& recovery) {
     Replacement_file replacement(lock);
     write_recovered_file(old_file, recovery, replacement.path());
+    if (is_archive(recovery)) {
+        repair_summary(lock.target().name(), replacement.path(), recovery);
+    }
     Second_name second(lock.target(), old_file);
     replacement.take_place();
     return second.keep();
@@ -220,6 +245,7 @@ Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait) {
     if (is_changed_while_open(rebuilt.recovery)) {
         use.emplace(lock);
     }
+    examine_archive(lock, rebuilt.recovery);
     switch (rebuilt.recovery.condition) {
         case File_condition::kSound:
             break;

@@ -261,8 +261,14 @@ const char* explanation_of(const Record_check& check) {
                        ? "clean"
                        : "clean, but there is no seal: changed bytes inside items are not found";
         case Record_condition::kRepairable:
+            if (check.has_wrong_summary) {
+                return "repairable: no message is lost, but the summary has to be made anew";
+            }
             return "repairable: no item is known to be lost, but the index has to be made anew";
         case Record_condition::kDamaged:
+            if (check.has_unreadable_messages) {
+                return "damaged: messages or the summary of the archive cannot be read";
+            }
             return check.has_unreadable_records
                        ? "damaged: records of the container cannot be read"
                        : "damaged: the bytes are not those that were written";

@@ -44,6 +44,8 @@ struct Record_check {
     std::optional<bool> has_seal = {};     // missing for a file that is no container
     std::vector<Record_problem> problems;  // sorted by offset
     bool has_unreadable_records = false;   // of a container, in which the blocks are whole
+    bool has_wrong_summary = false;        // of an archive that has lost nothing
+    bool has_unreadable_messages = false;  // of an archive, or an unreadable summary
     // Sorted by key; missing if the records of a container have not been read.
     std::optional<std::vector<Unreferenced_item>> unreferenced = {};
     std::optional<bool> is_sealed_now = {};  // missing if sealing was not asked for

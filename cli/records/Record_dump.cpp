@@ -14,6 +14,7 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
+#include "cli/records/Archive_check.h"
 #include "cli/records/Record_text.h"
 #include "cli/text/Layout.h"
 
@@ -127,6 +128,18 @@ std::string shown_contents(const std::string& contents, const std::string& key,
            shown_sizes(*record) + remark(record->problem);
 }
 
+std::string contents_in_archive(const Record_file& file, const std::string& key) {
+    const std::string contents = is_archive(file) ? archive_contents(key) : "";
+    return contents.empty() ? "" : "  " + contents;
+}
+
+void print_archive(const Archive_facts& facts, std::ostream& out) {
+    out << "archive" << remark(facts.problem) << '\n';
+    for (const auto& [name, number] : facts.numbers) {
+        print_field(name, std::to_string(number), out);
+    }
+}
+
 void print_left_out(std::size_t count, const Dump_extent& extent, std::ostream& out) {
     if (count > extent.most) {
         out << "  and " << count - extent.most << " more (--items 0 shows all)\n";
@@ -153,7 +166,8 @@ void print_items(const Record_file& file, const Dump_extent& extent, std::ostrea
             out << right_aligned(checksum ? hex(*checksum, 8) : "-", kNumberWidth);
         }
         out << "  " << shown_key(item.key)
-            << (file.package ? shown_contents(file.package->contents[i], item.key, extent) : "")
+            << (file.package ? shown_contents(file.package->contents[i], item.key, extent)
+                             : contents_in_archive(file, item.key))
             << remark(item.problem) << '\n';
     }
     print_left_out(items.size(), extent, out);
@@ -238,7 +252,21 @@ Json item_json(const Record_file& file, std::size_t i, const Dump_extent& extent
         }
         add_record(item.key, extent, json);
     }
+    if (is_archive(file) && !archive_contents(item.key).empty()) {
+        json["contents"] = archive_contents(item.key);
+    }
     add_problem(item.problem, json);
+    return json;
+}
+
+Json archive_json(const Archive_facts& facts) {
+    Json json = Json::object();
+    for (const auto& [name, number] : facts.numbers) {
+        std::string member = name;
+        std::replace(member.begin(), member.end(), ' ', '_');
+        json[member] = number;
+    }
+    add_problem(facts.problem, json);
     return json;
 }
 
@@ -281,6 +309,9 @@ void print_record_dump(const Record_file& file, std::ostream& out, const Dump_ex
     if (file.package) {
         print_seal(file.index, *file.package, out);
     }
+    if (extent.archive != nullptr) {
+        print_archive(*extent.archive, out);
+    }
 }
 
 nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_extent& extent) {
@@ -308,6 +339,9 @@ nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_exte
     }
     if (extent.records != nullptr) {
         add_problem(extent.records->problem, json);
+    }
+    if (extent.archive != nullptr) {
+        json["archive"] = archive_json(*extent.archive);
     }
     return json;
 }

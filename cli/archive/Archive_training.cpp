@@ -1,0 +1,389 @@
+// The order of the steps:
+//
+//   lock container and archive       in this order in all commands, so that none waits for ever
+//   read the container
+//   compare analysis, match, labels  nothing has changed if one of them is refused
+//   try out the replacement
+//   learn or train                   the library writes the archive at the end
+//   write the container
+//
+// An example of a crash before the last step: messages 0 to 99 were learned, and `last_learned_sml`
+// is 99, but the container's file has learned only up to message 49. The times of the two differ,
+// so the next run refuses them. Learning again would leave out 50 to 99. Training anew from the
+// archive (--unmatched) uses all its messages, so it is the way back.
+//
+// If writing the container fails without a crash, the archive gets the old binding back and the two
+// match again. The messages that were deleted remain deleted: they were neither reserved nor among
+// the newest.
+#include "cli/archive/Archive_training.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "zandrel/archive/zeSmlArchive.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/Restored.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/fixed_names.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/storage/HioErr.h"
+
+#include "cli/archive/Archive_file.h"
+#include "cli/errors.h"
+#include "cli/kc/Kc_damage.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Replacement_file.h"
+#include "cli/kc/Stored_model.h"
+#include "cli/model/Interruption.h"
+#include "cli/model/Text_model.h"
+#include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+bool is_bound(const SmlArchiveManager& summary) {
+    return summary.kc_id != 0 || summary.kc_time != qtTimeDate();
+}
+
+bool knows(const zeManager& manager, const Concept& label) {
+    return !manager.m_physical_tree->GetLeafNodes(label).empty();
+}
+
+bool has_statistical_root_and_leaves(const zeManager& manager) {
+    const auto& nodes = manager.m_logical_tree->nodes;
+    return std::all_of(nodes.begin(), nodes.end(), [](const auto& entry) {
+        const zeLogicalNode& node = entry.second;
+        return node.id == zandrel::kRootId
+                   ? node.type == ZE_STAT
+                   : node.type == ZE_LEAF && node.parent == zandrel::kRootId;
+    });
+}
+
+// The part of the summary that a training changes at its end.
+struct Binding {
+    explicit Binding(const SmlArchiveManager& summary)
+        : kc_id(summary.kc_id),
+          kc_time(summary.kc_time),
+          last_learned(summary.last_learned_sml),
+          next(summary.next_sml_id) {}
+
+    std::uint32_t kc_id;
+    qtTimeDate kc_time;
+    std::uint32_t last_learned;
+    std::uint32_t next;
+};
+
+class Training_from_archive {
+public:
+    explicit Training_from_archive(const Archive_training_options& options)
+        : m_options(options),
+          m_kc_lock((check_readable(options.kc_file), options.kc_file), wait()),
+          m_change(options.target.file, wait()) {}
+
+    Archive_training_summary run() {
+        m_summary.archive_file = m_options.target.file;
+        m_summary.kc_file = m_options.kc_file;
+        const Given_analysis given = given_analysis();
+        qtPtrLight<zeManager> manager = read_kc(m_kc_lock, wait().progress, m_options.bound);
+        const Analysis_settings analysis = checked_analysis(*manager, given);
+        check_match(*manager);
+        if (!is_due(*manager)) {
+            return m_summary;
+        }
+        const std::unique_ptr<Text_model> model = work_on_container(
+            m_options.kc_file, [&] { return std::make_unique<Text_model>(manager, analysis); });
+        m_summary.labels = model->labels().size();
+        check_form(*manager, *model);
+        const std::vector<Concept> labels = new_labels(*manager);
+        if (!is_cached(*manager)) {
+            Replacement_file::try_out(m_kc_lock);
+        }
+        if (m_options.rebuilds) {
+            rebuild(*manager);
+        } else {
+            change(*model, labels);
+        }
+        return m_summary;
+    }
+
+private:
+    Lock_wait wait() const { return {m_options.target.seconds_to_wait, m_options.target.progress}; }
+
+    const std::string& archive_name() const { return m_options.target.file; }
+
+    zeSmlArchive& archive() { return m_change.archive(); }
+
+    Given_analysis given_analysis() {
+        const std::optional<Analysis_settings> kept = m_change.analysis();
+        if (!kept && !m_options.analysis.kind) {
+            return {};
+        }
+        const Analysis_settings agreed =
+            analysis_of_archive(archive_name(), kept, m_options.analysis);
+        return {agreed.kind, agreed.stem_language};
+    }
+
+    // RAISES: Data_error for a container of another analysis.
+    Analysis_settings checked_analysis(const zeManager& manager, const Given_analysis& given) {
+        const std::optional<Analysis_settings> kept =
+            kept_analysis(m_options.kc_file, manager.m_config);
+        if (kept && given.kind &&
+            (kept->kind != *given.kind || kept->stem_language != given.stem_language)) {
+            throw Data_error(m_options.kc_file, "it was made with another text analysis than " +
+                                                    shown_file(archive_name()));
+        }
+        return agreed_analysis(m_options.kc_file, manager.m_config,
+                               kept ? Given_analysis() : given);
+    }
+
+    // An archive that no container has learned from matches all.
+    bool checks_match() {
+        return !m_options.rebuilds && !m_options.is_unmatched && is_bound(archive().m_manager);
+    }
+
+    void check_match(const zeManager& manager) {
+        const SmlArchiveManager& summary = archive().m_manager;
+        if (checks_match() && (summary.kc_id != manager.m_config.kc_id ||
+                               summary.kc_time != manager.m_config.last_trained)) {
+            throw Data_error(archive_name(), "it does not match " + shown_file(m_options.kc_file) +
+                                                 ", which was not the last container that learned "
+                                                 "from it; archive train --unmatched brings them "
+                                                 "together");
+        }
+    }
+
+    bool is_due(const zeManager& manager) {
+        const SmlArchiveManager& summary = archive().m_manager;
+        std::int64_t count = 0;
+        if (!summary.sml_dates.empty()) {
+            count = std::int64_t{summary.sml_dates.rbegin()->first} - summary.last_learned_sml;
+        }
+        m_summary.new_messages = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
+        m_summary.needed = manager.m_config.activate_feedback;
+        m_summary.is_due =
+            !m_options.only_if_due || count >= std::int64_t{manager.m_config.activate_feedback};
+        return m_summary.is_due;
+    }
+
+    // RAISES: Data_error; Usage_error.
+    void check_form(const zeManager& manager, const Text_model& model) {
+        if (!m_options.rebuilds) {
+            if (!m_options.trains) {
+                check_can_learn(m_options.kc_file, model);
+            }
+            return;
+        }
+        if (is_cached(manager)) {
+            throw Usage_error(
+                "--rebuild is not possible with the cached form; zandrel convert "
+                "--plain writes the other form");
+        }
+        if (!m_options.forgets && !has_statistical_root_and_leaves(manager)) {
+            throw Usage_error(shown_file(m_options.kc_file) +
+                              " has a tree with rules or several levels, which --rebuild would "
+                              "lose; --forget allows that");
+        }
+    }
+
+    // The labels of the messages that will be used.
+    std::set<Concept> used_labels() {
+        std::set<Concept> labels;
+        if (m_options.trains) {
+            for (const auto& entry : archive().m_manager.category_info) {
+                labels.insert(entry.first);
+            }
+            return labels;
+        }
+        std::vector<unsigned int> list;
+        archive().GetLearningListByNewSmls(list);
+        with_archive_errors(archive_name(), [&] {
+            for (const unsigned int number : list) {
+                std::vector<Concept> categories;
+                archive().GetClassification(number, categories);
+                labels.insert(categories.begin(), categories.end());
+            }
+        });
+        return labels;
+    }
+
+    // RAISES: Data_error for a label that the container does not know.
+    std::vector<Concept> new_labels(const zeManager& manager) {
+        std::vector<Concept> labels;
+        for (const Concept& label : used_labels()) {
+            if (!knows(manager, label)) {
+                labels.push_back(label);
+            }
+        }
+        if (!labels.empty() && !m_options.adds_categories) {
+            throw Data_error(archive_name(), "unknown label \"" +
+                                                 shown_value(labels.front().view()) +
+                                                 "\"; --add-categories adds it");
+        }
+        return labels;
+    }
+
+    void add_labels(Text_model& model, const std::vector<Concept>& labels) {
+        for (const Concept& label : labels) {
+            try {
+                model.add_label(label.view());
+            } catch (const qtX<zeLogicalTree>& error) {
+                throw Data_error(archive_name(),
+                                 "label \"" + shown_value(label.view()) +
+                                     "\" cannot be added: " + shown_complaint(error.what()));
+            }
+        }
+    }
+
+    std::size_t count_to_learn() {
+        std::vector<unsigned int> list;
+        archive().GetLearningListByNewSmls(list);
+        return list.size();
+    }
+
+    void count_used() {
+        m_summary.kept = archive().m_manager.sml_dates.size();
+        if (m_options.trains) {
+            m_summary.used = m_summary.kept;
+        }
+    }
+
+    // RAISES: Data_error for an error of the archive; errors of the container unchanged.
+    void use_archive(qtPtrLight<zeManager>& manager) {
+        errno = 0;
+        m_summary.used = count_to_learn();
+        CTProgress* const progress = wait().progress;
+        // If this fails, the container must not keep pointing to `progress`.
+        const zandrel::detail::Restored<CTProgress*> at_end(manager->m_progress);
+        try {
+            if (m_options.trains) {
+                archive().TrainKc(manager, m_options.rebuilds, false, false, progress, false);
+            } else {
+                archive().Learn(manager, false, false, progress, false);
+            }
+        } catch (const qtX<zeSmlArchive>&) {
+            raise_as_archive_write_error(archive_name());
+        } catch (const qtX<HioErr>&) {
+            // In cached form the error may come from the container's file.
+            if (is_cached(*manager)) {
+                throw;
+            }
+            raise_as_archive_write_error(archive_name());
+        }
+        count_used();
+    }
+
+    void change(Text_model& model, const std::vector<Concept>& labels) {
+        qtPtrLight<zeManager> manager = model.manager();
+        const Binding before(archive().m_manager);
+        change_in_place(m_kc_lock, *manager, [&] {
+            Deferred_writes writes(*manager);
+            add_labels(model, labels);
+            writes.commit();
+            work_on_container(m_options.kc_file, [&] { use_archive(manager); });
+        });
+        write(before, *manager);
+        m_summary.new_labels = labels.size();
+        m_summary.labels += labels.size();
+    }
+
+    // The new container has the id, the name, the dates and all settings of the old one.
+    void rebuild(const zeManager& old) {
+        qtPtrLight<zeManager> manager(new zeManager);
+        manager->m_config = old.m_config;
+        manager->m_defaults = old.m_defaults;
+        std::set<Concept> known;
+        for (const auto& [id, node] : old.m_logical_tree->nodes) {
+            if (node.type == ZE_LEAF) {
+                known.insert(node.category);
+            }
+        }
+        const Binding before(archive().m_manager);
+        work_on_container(m_options.kc_file, [&] { use_archive(manager); });
+        write(before, *manager);
+        m_summary.labels = 0;
+        for (const auto& [id, node] : manager->m_logical_tree->nodes) {
+            if (node.type == ZE_LEAF) {
+                ++m_summary.labels;
+                m_summary.new_labels += known.contains(node.category) ? 0U : 1U;
+            }
+        }
+    }
+
+    void write(const Binding& before, zeManager& manager) {
+        try {
+            write_kc(m_kc_lock, manager, false, wait().progress);
+        } catch (...) {
+            if (!m_kc_lock.has_changed()) {
+                restore(before);
+            }
+            throw;
+        }
+        m_summary.bytes = std::filesystem::file_size(m_kc_lock.target().path());
+        m_change.close();
+    }
+
+    // After the messages have got new numbers, the old binding names another one.
+    void restore(const Binding& before) {
+        SmlArchiveManager& summary = archive().m_manager;
+        if (summary.next_sml_id != before.next) {
+            return;
+        }
+        summary.kc_id = before.kc_id;
+        summary.kc_time = before.kc_time;
+        summary.last_learned_sml = before.last_learned;
+        summary.modified = true;
+        with_archive_errors(archive_name(), [&] { archive().CloseArchive(); });
+    }
+
+    const Archive_training_options& m_options;
+    Kc_lock m_kc_lock;
+    Archive_to_change m_change;
+    Archive_training_summary m_summary;
+};
+
+}  // namespace
+
+Archive_training_summary train_from_archive(const Archive_training_options& options) {
+    return Training_from_archive(options).run();
+}
+
+void print_archive_training(const Archive_training_summary& summary, std::ostream& out) {
+    if (!summary.is_due) {
+        out << shown_text(summary.archive_file) << ": not due: " << grouped(summary.new_messages)
+            << " of " << grouped(summary.needed) << " new messages\n";
+        return;
+    }
+    out << shown_text(summary.kc_file) << ": " << grouped(summary.used)
+        << (summary.used == 1 ? " message, " : " messages, ") << grouped(summary.labels)
+        << (summary.labels == 1 ? " label (" : " labels (") << grouped(summary.new_labels)
+        << " new), " << grouped(summary.bytes) << " bytes; " << shown_text(summary.archive_file)
+        << ": " << grouped(summary.kept) << (summary.kept == 1 ? " message\n" : " messages\n");
+}
+
+nlohmann::ordered_json archive_training_json(const Archive_training_summary& summary) {
+    nlohmann::ordered_json json = {
+        {"archive", summary.archive_file},      {"file", summary.kc_file},  {"due", summary.is_due},
+        {"new_messages", summary.new_messages}, {"needed", summary.needed}, {"used", summary.used}};
+    if (summary.is_due) {
+        json["kept"] = summary.kept;
+        json["labels"] = summary.labels;
+        json["new_labels"] = summary.new_labels;
+        json["bytes"] = summary.bytes;
+    }
+    return json;
+}
+
+}  // namespace cli

@@ -1,0 +1,355 @@
+#!/usr/bin/env bash
+# Usage: archive_test.sh PROGRAM DATA
+# Tests the commands below archive, with dump, check and rebuild-index of archives.
+# shellcheck source-path=SCRIPTDIR source=program_test_help.sh
+source "$(dirname "$0")/program_test_help.sh"
+
+data=$2
+cp "$data/shop.train.tsv" train.tsv
+cp "$data/shop.test.tsv" test.tsv
+head -n 300 train.tsv >first.tsv
+sed -n '301,500p' train.tsv >more.tsv
+
+# is_unchanged FILE: checks that the file is as it was when `sum` was computed.
+sum_of() { sum=$(md5sum <"$1"); }
+is_unchanged() { [[ $(md5sum <"$1") == "$sum" ]] || fail "$command: $1 has changed"; }
+# field NAME: prints the value of a number in the JSON of out.
+field() { sed -n "s/^  \"$1\": \(.*[^,]\),\{0,1\}\$/\1/p" out; }
+field_is() { [[ $(field "$1") == "$2" ]] || fail "$command: $1 is $(field "$1"), not $2"; }
+
+# --- create ---
+
+expect 0 archive create small.arc --32-bit --analysis words --reserved-size 2 --minimal-size 1 --age-ratio 1
+is out 'small.arc: empty archive'
+[[ $(od -An -tx1 -N4 small.arc | tr -d ' ') == 4a5b6c80 ]] || fail 'create --32-bit: other magic'
+expect 0 archive info small.arc --json
+field_is offset_bits 32
+field_is reserved_size 2
+field_is minimal_size 1
+field_is age_ratio 1.0
+field_is container null
+field_is mature 0.0
+field_is messages 0
+sum_of small.arc
+expect 64 archive create small.arc
+is err 'zandrel: small.arc exists; create makes a new file'
+is_unchanged small.arc
+expect 0 archive create shop.arc --analysis words
+[[ $(od -An -tx1 -N4 shop.arc | tr -d ' ') == 4a5b6c81 ]] || fail 'create: other magic'
+expect 0 archive info shop.arc --json
+field_is offset_bits 64
+field_is reserved_size 20
+field_is minimal_size 80
+field_is age_ratio 5.0
+expect 74 archive create no/folder.arc
+expect 64 archive create ''
+
+# --- add ---
+
+expect 0 archive add small.arc --id a --category red --category blue 'one two'
+is out 'small.arc: 1 message added, 0 replaced, 1 in the archive'
+expect 0 archive add small.arc --id b --category red 'three'
+expect 0 archive add small.arc --id c --category red 'four' --json
+field_is added 1
+field_is replaced 0
+field_is messages 3
+# The reserved size is 2: a is reserved only by blue now.
+expect 0 archive list small.arc --json
+[[ $(grep -c '"reserved":true' out) == 3 ]] || fail 'list: other reservations'
+expect 0 archive list small.arc
+cut -f1,3-6 out >list
+is list $'0\treserved\ta\tred,blue\tone two\n1\treserved\tb\tred\tthree\n2\treserved\tc\tred\tfour'
+expect 0 archive list small.arc --category blue
+[[ $(cut -f1 out) == 0 ]] || fail 'list --category: other messages'
+# A correction removes the old message, although it is reserved.
+expect 0 archive add small.arc --id d --category green --replaces b 'three'
+is out 'small.arc: 1 message added, 1 replaced, 3 in the archive'
+expect 65 archive show small.arc b
+is err 'small.arc: no message has the id "b"'
+expect 0 archive show small.arc d
+prints out 'labels              green'
+prints out 'text                three'
+expect 0 archive show small.arc --number 3 --json
+prints out '"id":"d"'
+# The id may be the one of the message that is replaced, and the replaced message may be missing.
+expect 0 archive add small.arc --id d --category red --replaces d 'three'
+expect 0 archive add small.arc --id e --category red --replaces missing 'five'
+is out 'small.arc: 1 message added, 0 replaced, 4 in the archive'
+sum_of small.arc
+expect 65 archive add small.arc --id e --category red 'six'
+is err 'small.arc: a message has the id "e" already; --replaces replaces it'
+expect 64 archive add small.arc --id f 'six'
+is err 'zandrel: --id and --replaces need --category'
+expect 64 archive add small.arc --category red one two
+is err 'zandrel: with --category, give one text'
+expect 64 archive add small.arc --category red --category red one
+is err 'zandrel: --category: "red" is given twice'
+expect 64 archive add small.arc --category '' one
+expect 64 archive add small.arc --category red --analysis phrases one
+is err 'zandrel: small.arc was made with --analysis words'
+printf 'red\tgood\nbad line\n' >bad.tsv
+expect 65 archive add small.arc bad.tsv
+prints err 'bad.tsv:2: '
+printf '{"id":"e","label":"red","text":"x"}\n' >twice.jsonl
+expect 65 archive add small.arc twice.jsonl --label label --pair id --id-pair id
+is err 'twice.jsonl:1: the id "e" is already in small.arc'
+expect 65 archive add small.arc twice.jsonl --label label --id-pair id
+is err 'twice.jsonl:1: there is no single value of "id"'
+is_unchanged small.arc
+printf '{"id":"g","label":"red","text":"x"}\n' >ids.jsonl
+expect 0 archive add small.arc ids.jsonl --label label --pair id --id-pair id
+expect 0 archive show small.arc g
+expect 0 archive add small.arc bad.tsv --skip-bad
+prints err 'bad.tsv:2: '
+expect 0 archive add shop.arc first.tsv
+is out 'shop.arc: 300 messages added, 0 replaced, 300 in the archive'
+
+# --- delete, set, rename ---
+
+sum_of small.arc
+expect 65 archive delete small.arc e missing
+is err 'small.arc: no message has the id "missing"'
+expect 65 archive delete small.arc g
+is err 'small.arc: message "g" is reserved; --reserved deletes it'
+expect 64 archive delete small.arc --number x
+is err 'zandrel: "x" is not the number of a message'
+expect 65 archive delete small.arc --number 99
+is err 'small.arc: there is no message 99'
+expect 64 archive set small.arc
+is err 'zandrel: give --reserved-size, --minimal-size or --age-ratio'
+expect 64 archive set small.arc --age-ratio inf
+expect 65 archive rename small.arc white black
+is err 'small.arc: there is no category "white"'
+expect 65 archive rename small.arc red blue
+is err 'small.arc: Category already exists: blue'
+is_unchanged small.arc
+expect 0 archive delete small.arc g --reserved
+expect 0 archive rename small.arc red 'dark red'
+expect 0 archive list small.arc --category 'dark red'
+grep -q 'a	dark red,blue' out || fail 'rename: other labels'
+expect 0 archive list small.arc --category red
+is_silent out
+expect 0 archive set small.arc --reserved-size 1 --minimal-size 5 --age-ratio 2.5
+expect 0 archive info small.arc --json
+field_is reserved_size 1
+field_is minimal_size 5
+field_is age_ratio 2.5
+expect 0 check small.arc
+is out 'small.arc: clean'
+
+# --- learn and train ---
+
+expect 0 train shop.kc first.tsv --analysis words
+expect 0 train phrases.kc first.tsv
+cp shop.kc other.kc
+sum_of shop.arc
+expect 65 archive learn shop.arc phrases.kc
+is err 'phrases.kc: it was made with another text analysis than shop.arc'
+expect 66 archive learn shop.arc missing.kc
+expect 66 archive learn missing.arc shop.kc
+expect 65 archive learn train.tsv shop.kc
+is err 'train.tsv: no message archive'
+is_unchanged shop.arc
+# An archive that no container has learned from needs no match.
+expect 0 archive train shop.arc shop.kc --json
+field_is used 300
+field_is new_labels 0
+# Its messages are below 80 for each of 8 labels, so none is deleted.
+field_is kept 300
+sum_of shop.arc
+expect 65 archive learn shop.arc shop.kc
+is err 'shop.arc: No new smls in archive'
+expect 0 archive learn shop.arc shop.kc --if-due
+is out 'shop.arc: not due: 0 of 100 new messages'
+expect 65 archive learn shop.arc other.kc
+prints err 'shop.arc: it does not match other.kc'
+expect 65 archive train shop.arc other.kc
+prints err 'archive train --unmatched brings them together'
+is_unchanged shop.arc
+head -n 99 more.tsv >almost.tsv
+expect 0 archive add shop.arc almost.tsv
+expect 0 archive learn shop.arc shop.kc --if-due --json
+field_is due false
+field_is new_messages 99
+expect 0 archive add shop.arc --category praise 'very good'
+expect 0 archive learn shop.arc shop.kc --if-due --json
+field_is due true
+field_is used 100
+
+# Replacing the newest learned message does not let the next learning begin anew.
+expect 0 archive add shop.arc --id wrong --category praise 'terrible'
+expect 0 archive learn shop.arc shop.kc
+expect 0 archive add shop.arc --id right --category complaint --replaces wrong 'terrible'
+expect 0 archive learn shop.arc shop.kc --json
+field_is used 1
+expect 0 archive add shop.arc --id next --category praise 'nice'
+expect 0 archive delete shop.arc right --reserved
+expect 0 archive learn shop.arc shop.kc --json
+field_is used 1
+
+# An unknown label is refused before anything changes.
+expect 0 archive add shop.arc --id new --category greeting 'hello there'
+cp shop.arc before.arc
+cp shop.kc before.kc
+for verb in learn train 'train --rebuild'; do
+    # shellcheck disable=SC2086
+    expect 65 archive $verb shop.arc shop.kc
+    is err 'shop.arc: unknown label "greeting"; --add-categories adds it'
+    cmp -s shop.arc before.arc || fail "$command: the archive has changed"
+    cmp -s shop.kc before.kc || fail "$command: the container has changed"
+done
+expect 0 archive learn shop.arc shop.kc --add-categories --json
+field_is new_labels 1
+field_is labels 9
+expect 0 classify shop.kc -k 1 - </dev/null
+expect 0 info shop.kc
+
+# --- a container is lost after the archive was written ---
+
+cp shop.kc crashed.kc
+expect 0 archive add shop.arc more.tsv
+expect 0 archive learn shop.arc shop.kc
+cp crashed.kc shop.kc
+expect 65 archive learn shop.arc shop.kc
+prints err 'it does not match shop.kc'
+expect 0 archive train shop.arc shop.kc --unmatched
+expect 65 archive learn shop.arc shop.kc
+is err 'shop.arc: No new smls in archive'
+expect 0 archive add shop.arc --category praise 'good'
+expect 0 archive learn shop.arc shop.kc
+
+# If the container cannot be written, the archive does not count its messages as learned.
+expect 0 archive create tiny.arc --analysis words
+expect 0 archive add tiny.arc --category praise 'fine'
+cp shop.kc full.kc
+sum_of full.kc
+command='archive learn, disk full'
+(
+    ulimit -f 100 # blocks of 1024 bytes
+    "$program" archive learn tiny.arc full.kc >out 2>err
+)
+[[ $? == 74 ]] || fail "$command: another status"
+is err 'zandrel: cannot write full.kc: File too large'
+is_unchanged full.kc
+expect 0 archive info tiny.arc --json
+field_is container null
+expect 0 archive learn tiny.arc full.kc --json
+field_is used 1
+
+# If the archive cannot be written, rebuild-index repairs it.
+command='archive add, disk full'
+cp tiny.arc full.arc
+(
+    ulimit -f 20
+    "$program" archive add full.arc train.tsv >out 2>err
+)
+[[ $? == 74 ]] || fail "$command: another status"
+prints err 'zandrel: cannot write full.arc: File too large; zandrel check says if the archive needs rebuild-index'
+expect 65 archive info full.arc
+expect 1 check full.arc
+"$program" rebuild-index full.arc >out 2>err
+prints out 'full.arc: rebuilt with '
+expect 0 check full.arc
+expect 0 archive learn full.arc full.kc --unmatched
+
+# --- rebuild ---
+
+expect 0 archive train shop.arc shop.kc --rebuild --json
+field_is labels 9
+expect 0 info shop.kc --json
+cut -f1 train.tsv | tr ',' '\n' | sort -u | awk '{print "g" int((NR - 1) / 2) "\t" $0}' >groups
+expect 0 train groups.kc train.tsv --analysis words --groups groups
+expect 64 archive train shop.arc groups.kc --rebuild --add-categories
+prints err 'which --rebuild would lose; --forget allows that'
+expect 64 archive train shop.arc groups.kc --forget
+is err 'zandrel: --forget needs --rebuild'
+expect 0 archive train shop.arc groups.kc --rebuild --forget --add-categories
+expect 0 tree show groups.kc
+! grep -q g0 out || fail 'train --rebuild: the old tree is still there'
+expect 0 convert shop.kc cached.kc --cached
+expect 64 archive train shop.arc cached.kc --rebuild
+prints err '--rebuild is not possible with the cached form'
+
+# A container in cached form gets the same answers.
+cp shop.arc plain.arc
+cp groups.kc plain.kc
+expect 0 convert plain.kc cached.kc --cached --replace
+expect 0 archive train shop.arc plain.kc --unmatched
+expect 0 archive train plain.arc cached.kc --unmatched
+cut -f2 test.tsv | head -n 50 >texts
+expect 0 classify plain.kc texts
+cp out plain.txt
+expect 0 classify cached.kc texts
+cmp -s out plain.txt || fail 'a container in cached form has other answers'
+
+# --- locks, dump, check, rebuild-index ---
+
+# Another process has the lock of readers.
+sum_of shop.arc
+exec 9<shop.arc
+flock -s 9
+expect 74 archive add shop.arc --category praise 'good'
+prints err 'another process is reading it'
+expect 0 archive info shop.arc
+flock -u 9
+flock -x 9
+expect 66 archive info shop.arc
+prints err 'another process is changing it'
+exec 9<&-
+is_unchanged shop.arc
+expect 0 dump small.arc
+prints out '  summary'
+prints out '"zandrel.analysis"  text analysis'
+prints out '  message 0'
+prints out '  reserved size 1'
+expect 0 dump small.arc --json
+prints out '"contents": "message 0"'
+prints out '"archive": {'
+expect 0 check shop.arc
+expect 0 rebuild-index shop.arc
+is out 'shop.arc: unchanged: the index is right'
+# The mark of a file that was not closed.
+cp small.arc marked.arc
+printf '\x01' | dd of=marked.arc bs=1 seek=9 conv=notrunc status=none
+expect 65 archive info marked.arc
+is err 'marked.arc: the archive was not closed; zandrel rebuild-index repairs it'
+expect 65 archive add marked.arc --category red x
+is err 'marked.arc: the archive was not closed; zandrel rebuild-index repairs it'
+expect 1 check marked.arc
+expect 0 rebuild-index marked.arc
+cmp -s small.arc marked.arc || fail 'rebuild-index: the file has changed'
+
+# --- a process that is killed while it adds messages ---
+
+for _ in {1..8}; do cat train.tsv; done >large.tsv
+for delay in 0.02 0.1 0.3; do
+    cp tiny.arc killed.arc
+    "$program" archive add killed.arc large.tsv >out 2>err &
+    sleep $delay
+    kill -9 $! 2>/dev/null
+    wait $! 2>/dev/null
+    command="archive add, killed after $delay s"
+    if ! "$program" archive info killed.arc >out 2>err; then
+        prints err 'zandrel rebuild-index repairs it'
+        "$program" rebuild-index killed.arc >out 2>err
+        prints out 'killed.arc: '
+    fi
+    expect 0 check killed.arc
+    is out 'killed.arc: clean'
+    cp full.kc killed.kc
+    expect 0 archive train killed.arc killed.kc --unmatched
+done
+# A signal that the program handles leaves an archive that can be used at once.
+cp tiny.arc ended.arc
+"$program" archive add ended.arc large.tsv >out 2>err &
+sleep 0.2
+kill -TERM $! 2>/dev/null
+wait $! 2>/dev/null
+expect 0 check ended.arc
+is out 'ended.arc: clean'
+expect 0 archive info ended.arc
+
+# Nothing is left beside the archives.
+[[ -z $(find . -name '.*.tmp*' -o -name '.*.lock') ]] || fail "$(find . -name '.*')"
+
+((failures == 0))
