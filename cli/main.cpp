@@ -15,6 +15,7 @@
 #include "zandrel/version.h"
 
 #include "cli/commands/Command_result.h"
+#include "cli/commands/corpus_commands.h"
 #include "cli/commands/evaluate_command.h"
 #include "cli/commands/help_command.h"
 #include "cli/commands/kc_commands.h"
@@ -75,6 +76,7 @@ End run(int argc, char** argv) {
     cli::add_rebuild_command(app, result);
     cli::add_kc_commands(app);
     cli::add_tree_commands(app);
+    cli::add_corpus_commands(app);
     cli::add_help_command(app);
     try {
         app.parse(argc, argv);

@@ -23,7 +23,8 @@ which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on if
 that cannot be read are listed. A sound file is not changed. If only the state of the file says that it was
 not closed, this is corrected in place.
 
-A damaged container should be checked afterwards with zandrel check.
+A damaged container should be checked afterwards with zandrel check. A corpus file is checked already:
+missing messages and messages that cannot be read are listed.
 
 Exit status: 0 nothing is lost, 1 no item is known to be lost but parts could not be read, 65 items are
 lost, or neither a record file nor a container.

@@ -261,6 +261,10 @@ const char* explanation_of(const Record_check& check) {
         case Record_condition::kRepairable:
             return "repairable: no item is known to be lost, but the index has to be made anew";
         case Record_condition::kDamaged:
+            if (check.is_corpus) {
+                return "damaged: records of the corpus cannot be read, are missing, or are no part "
+                       "of it";
+            }
             return check.has_unreadable_records
                        ? "damaged: records of the container cannot be read"
                        : "damaged: the bytes are not those that were written";

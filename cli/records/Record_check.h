@@ -44,6 +44,7 @@ struct Record_check {
     std::optional<bool> has_seal = {};     // missing for a file that is no container
     std::vector<Record_problem> problems;  // sorted by offset
     bool has_unreadable_records = false;   // of a container, in which the blocks are whole
+    bool is_corpus = false;                // the file has the id of corpora
     // Sorted by key; missing if the records of a container have not been read.
     std::optional<std::vector<Unreferenced_item>> unreferenced = {};
     std::optional<bool> is_sealed_now = {};  // missing if sealing was not asked for

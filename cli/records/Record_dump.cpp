@@ -13,6 +13,7 @@
 
 #include "zandrel/persistence/Kc_steps.h"
 
+#include "cli/records/Corpus_records.h"
 #include "cli/records/Record_text.h"
 #include "cli/text/Layout.h"
 
@@ -40,6 +41,9 @@ std::string remark(const std::string& problem) {
 void print_header(const Record_file& file, std::ostream& out) {
     const Record_header& header = file.header;
     out << "header\n";
+    if (is_corpus(header)) {
+        print_field("form", "corpus", out);
+    }
     if (file.package) {
         print_field("form", file.package->is_container ? "knowledge container" : "package", out);
     }
@@ -126,6 +130,14 @@ std::string shown_contents(const std::string& contents, const std::string& key,
            shown_sizes(*record) + remark(record->problem);
 }
 
+// What an item of a container or a corpus is; empty for other files.
+std::string contents_of(const Record_file& file, std::size_t i) {
+    if (file.package) {
+        return file.package->contents[i];
+    }
+    return is_corpus(file.header) ? contents_of_corpus_item(file.index.items[i].key) : "";
+}
+
 void print_left_out(std::size_t count, const Dump_extent& extent, std::ostream& out) {
     if (count > extent.most) {
         out << "  and " << count - extent.most << " more (--items 0 shows all)\n";
@@ -151,8 +163,7 @@ void print_items(const Record_file& file, const Dump_extent& extent, std::ostrea
             const std::optional<std::uint32_t> checksum = checksum_of(item, *file.package);
             out << right_aligned(checksum ? hex(*checksum, 8) : "-", kNumberWidth);
         }
-        out << "  " << shown_key(item.key)
-            << (file.package ? shown_contents(file.package->contents[i], item.key, extent) : "")
+        out << "  " << shown_key(item.key) << shown_contents(contents_of(file, i), item.key, extent)
             << remark(item.problem) << '\n';
     }
     print_left_out(items.size(), extent, out);
@@ -232,8 +243,11 @@ Json item_json(const Record_file& file, std::size_t i, const Dump_extent& extent
         if (checksum) {
             json["checksum"] = *checksum;
         }
-        if (!file.package->contents[i].empty()) {
-            json["contents"] = file.package->contents[i];
+    }
+    if (file.package || is_corpus(file.header)) {
+        const std::string contents = contents_of(file, i);
+        if (!contents.empty()) {
+            json["contents"] = contents;
         }
         add_record(item.key, extent, json);
     }
@@ -290,6 +304,9 @@ nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_exte
     json["items"] = Json::array();
     if (file.package) {
         json["container"] = file.package->is_container;
+    }
+    if (is_corpus(file.header)) {
+        json["corpus"] = true;
     }
     for (std::size_t i = 0; i < std::min(index.items.size(), extent.most); ++i) {
         json["items"].push_back(item_json(file, i, extent));
