@@ -1,4 +1,4 @@
-// A number keeps the digits that it has in the corpus: a JSON library would write 1e3 as 1000.0.
+// A number keeps the digits that it has in the corpus: a JSON library could write others.
 // Each pair is read back before it is written. So an export never loses a type or a byte silently,
 // whatever program has made the corpus.
 #include "cli/corpus/Corpus_export.h"
@@ -39,8 +39,9 @@ std::string json_string(std::string_view text) {
 std::string json_value(mlMessageConverter::NvpType type, const std::string& value) {
     switch (type) {
         case mlMessageConverter::kInteger:
-        case mlMessageConverter::kDouble:
             return nlohmann::json::accept(value) ? value : json_string(value);
+        case mlMessageConverter::kDouble:  // 1000 would be read as an integer
+            return value.find_first_of(".eE") == std::string::npos ? value + ".0" : value;
         case mlMessageConverter::kBoolean:
             return value == "1" ? "true" : "false";
         case mlMessageConverter::kDate:
