@@ -16,6 +16,7 @@
 
 #include "cli/commands/Command_result.h"
 #include "cli/commands/archive_commands.h"
+#include "cli/commands/corpus_commands.h"
 #include "cli/commands/evaluate_command.h"
 #include "cli/commands/help_command.h"
 #include "cli/commands/kc_commands.h"
@@ -77,6 +78,7 @@ End run(int argc, char** argv) {
     cli::add_kc_commands(app);
     cli::add_tree_commands(app);
     cli::add_archive_commands(app);
+    cli::add_corpus_commands(app);
     cli::add_help_command(app);
     try {
         app.parse(argc, argv);

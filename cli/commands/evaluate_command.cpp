@@ -80,7 +80,10 @@ void settle_training(Evaluate_words& words) {
     if (words.bound->count() > 0) {
         throw CLI::RequiresError("--cached", "KC");
     }
-    words.options.model = model_options(words.training);
+    std::vector<std::string> files = words.options.data_files;
+    files.insert(files.end(), {words.options.train_file, words.options.test_file,
+                               words.options.learn_file.value_or("")});
+    words.options.model = model_options(words.training, files);
     words.options.bootstraps = words.training.bootstraps;
 }
 

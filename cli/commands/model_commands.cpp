@@ -166,7 +166,7 @@ void train(Train_words& words) {
         return;
     }
     check_read_once(with_tree(words.options.data_files, words.training.tree_file));
-    words.options.model = model_options(words.training);
+    words.options.model = model_options(words.training, words.options.data_files);
     run(words.options, train_kc, words.writes_json);
 }
 

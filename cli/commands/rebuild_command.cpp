@@ -26,7 +26,8 @@ not closed, this is corrected in place.
 The summary of an archive is made anew if it disagrees with the messages.
 
 If the last change of a container was not finished, some items may be from before it and others from after
-it. A line says so. A damaged container should be checked afterwards with zandrel check.
+it. A line says so. A damaged container should be checked afterwards with zandrel check. A corpus file is
+checked already: missing messages and messages that cannot be read are listed.
 
 Exit status: 0 nothing is lost, 1 no item is known to be lost but parts could not be read, 65 items are
 lost, or neither a record file nor a container.

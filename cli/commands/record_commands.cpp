@@ -14,6 +14,7 @@
 
 #include "cli/commands/option_checks.h"
 #include "cli/records/Archive_check.h"
+#include "cli/records/Corpus_records.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_check.h"
@@ -28,10 +29,11 @@ namespace {
 constexpr const char* kDumpNotes =
     R"(A record file stores blobs under keys. dump shows header, index, items and holes of a record file. Of a
 container, plain or cached, it also shows the contents of each item: kind, node and sizes, and the
-checksums of the seal. A record that cannot be read has the reason behind it. Of an archive it also shows
-the figures of the summary.
+checksums of the seal. Of an archive it also shows the figures of the summary, and of a corpus file the
+contents of each message. A record that cannot be read has the reason behind it.
 
-All items of a record file are shown, and the first 1000 items of a container. --items changes the number.
+All items of a record file are shown, and the first 1000 items of a container or a corpus file. --items
+changes the number.
 
 Example:
   zandrel dump messages.dat
@@ -41,7 +43,8 @@ constexpr const char* kCheckNotes =
     R"(A record file stores blobs under keys. check compares every block of a record file with the index. Of a
 container, plain or cached, it also verifies the seal, reads every record, and names each record that
 cannot be read, with its node. Items to which no record refers are listed, and are no damage: a deleted
-classifier leaves its model in the file. Of an archive, check compares the summary with the messages.
+classifier leaves its model in the file. Of an archive, check compares the summary with the messages. Of a
+corpus file, it reads every message and names those that cannot be read.
 
 check does not change the file. With --seal it adds a seal to a clean container that has none: checksums
 of all items, with which later checks find each changed byte. Commands that change a cached container
@@ -70,20 +73,21 @@ std::size_t most_items(const Record_words& words, const Record_file& file) {
         return *words.items == 0 ? std::numeric_limits<std::size_t>::max()
                                  : static_cast<std::size_t>(*words.items);
     }
-    return file.package && file.package->is_container ? kMostOfContainer
-                                                      : std::numeric_limits<std::size_t>::max();
+    const bool is_known = (file.package && file.package->is_container) || is_corpus(file.header);
+    return is_known ? kMostOfContainer : std::numeric_limits<std::size_t>::max();
 }
 
 // Decodes only the records that are shown, and one more: usually the classifier of the model that
 // is shown last, which names that model.
 std::optional<Kc_records> shown_records(const Record_file& file, std::size_t most) {
-    if (!has_usable_records(file)) {
-        return std::nullopt;
-    }
     const std::vector<Record_item>& items = file.index.items;
-    return read_kc_records(file, [&items, most](const std::string& key) {
+    const auto is_shown = [&items, most](const std::string& key) {
         return items.size() <= most || key <= items[most].key;
-    });
+    };
+    if (has_usable_corpus_records(file)) {
+        return read_corpus_records(file, is_shown);
+    }
+    return has_usable_records(file) ? std::optional(read_kc_records(file, is_shown)) : std::nullopt;
 }
 
 void print_dump(const Record_words& words) {

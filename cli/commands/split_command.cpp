@@ -22,6 +22,8 @@ header is in both; a warning names a first line that looks like a header if --he
 B gets the texts that evaluate --holdout SHARE classifies with the same seed. The same seed gives the
 same files on every machine. DATA is read into memory as a whole, with about 0.4 kB more for each record.
 
+A corpus file is divided into two corpus files; its messages are not read into memory together.
+
 Examples:
   zandrel split shop.tsv shop.train.tsv shop.test.tsv
   zandrel split shop.tsv shop.train.tsv shop.test.tsv --share 0.1 --seed 7 --replace

@@ -73,7 +73,7 @@ void check_output(const Suggest_words& words) {
 }
 
 void suggest(Suggest_words& words) {
-    words.options.model = model_options(words.training);
+    words.options.model = model_options(words.training, words.options.data_files);
     check_output(words);
     Skipped_lines skipped;
     Tree_suggestion found;

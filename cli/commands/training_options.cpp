@@ -9,6 +9,7 @@
 #include "cli/commands/option_checks.h"
 #include "cli/data/Data_input.h"
 #include "cli/data/Label_groups.h"
+#include "cli/kc/Corpus_analysis.h"
 #include "cli/kc/Tree_file.h"
 #include "cli/text/print_warning.h"
 
@@ -53,7 +54,7 @@ void add_training_options(CLI::App& command, Training_words& words) {
                      "Use only the titles and keywords of the training data");
 }
 
-Model_options model_options(Training_words& words) {
+Model_options model_options(Training_words& words, const std::vector<std::string>& data_files) {
     words.settings.load(words.options_file);
     words.settings.set(words.assignments);
     const std::vector<std::string> unused = words.settings.unused_settings();
@@ -61,7 +62,9 @@ Model_options model_options(Training_words& words) {
         print_warning("with UseExtParms=0 the program's choices are used and not these settings: " +
                       CLI::detail::join(unused, ", "));
     }
-    Model_options options = {analysis_settings(words.analysis), &words.settings};
+    const Analysis_settings wanted = analysis_settings(words.analysis);
+    Model_options options = {analysis_of_data(data_files, given_analysis(words.analysis), wanted),
+                             &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
     }

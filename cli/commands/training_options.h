@@ -34,9 +34,10 @@ void add_setting_options(CLI::App& command, Training_words& words);
 // BORROWS: `words`, which must outlive `command`.
 void add_training_options(CLI::App& command, Training_words& words);
 
-// Reads the files. The result borrows the settings of `words`.
-// RAISES: Input_error, Data_error, Usage_error; CLI::ValidationError.
-Model_options model_options(Training_words& words);
+// Reads the files. The result borrows the settings of `words`. `data_files`: of the training. If
+// one of them is a corpus file, the texts are analysed as there (analysis_of_data). RAISES:
+// Input_error, Data_error, Usage_error; CLI::ValidationError.
+Model_options model_options(Training_words& words, const std::vector<std::string>& data_files);
 
 }  // namespace cli
 

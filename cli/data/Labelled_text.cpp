@@ -7,6 +7,7 @@
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_reader.h"
 #include "cli/data/First_row_check.h"
+#include "cli/data/Stored_corpus.h"
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
 
@@ -20,12 +21,15 @@ std::string lines_of_columns(Columns columns, const Data_form& form) {
                                                   : "lines label<TAB>text";
 }
 
-std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
-                                               Skipped_lines* skipped, Columns columns,
-                                               std::size_t longest_line, const Data_form& form) {
+namespace {
+
+// `take`: gets each good record.
+template <class Take>
+void read_texts(std::istream& input, const std::string& name, Skipped_lines* skipped,
+                Columns columns, std::size_t longest_line, const Data_form& form,
+                const Take& take) {
     const std::unique_ptr<Data_reader> reader = make_data_reader(
         {input, name, columns, longest_line}, form.format.value_or(Data_format::kTsv), form);
-    std::vector<Labelled_text> texts;
     First_row_check first_row;
     Data_record record;
     while (reader->next(record)) {
@@ -33,24 +37,52 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
         if (record.error) {
             skip_bad_line(*record.error, skipped);
         } else {
-            texts.push_back(std::move(record.message));
+            take(std::move(record.message));
         }
     }
     first_row.check(name);
+}
+
+Data_form with_format_of(const std::string& path, const Data_form& form) {
+    Data_form form_of_file = form;
+    form_of_file.format = format_of_data(path, form);
+    return form_of_file;
+}
+
+}  // namespace
+
+std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::string& name,
+                                               Skipped_lines* skipped, Columns columns,
+                                               std::size_t longest_line, const Data_form& form) {
+    std::vector<Labelled_text> texts;
+    read_texts(input, name, skipped, columns, longest_line, form,
+               [&texts](Labelled_text&& text) { texts.push_back(std::move(text)); });
     return texts;
+}
+
+void for_each_labelled_text(const std::string& path, Skipped_lines* skipped, Columns columns,
+                            std::size_t longest_line, const Data_form& form,
+                            const std::function<void(Labelled_text&& text)>& take) {
+    Data_input input(path);
+    const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
+    std::size_t count = 0;
+    read_texts(input.stream(), input.name(), skipped, columns, longest_line,
+               with_format_of(path, form), [&](Labelled_text&& text) {
+                   ++count;
+                   take(std::move(text));
+               });
+    check_has_texts(input.name(), count, skipped != nullptr && skipped->count > skipped_before);
 }
 
 std::vector<Labelled_text> read_labelled_file(const std::string& path, Skipped_lines* skipped,
                                               Columns columns, std::size_t longest_line,
                                               const Data_form& form) {
-    Data_input input(path);
-    Data_form form_of_file = form;
-    form_of_file.format = format_of_data(path, form);
-    const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
-    std::vector<Labelled_text> texts = read_labelled_texts(input.stream(), input.name(), skipped,
-                                                           columns, longest_line, form_of_file);
-    check_has_texts(input.name(), texts.size(),
-                    skipped != nullptr && skipped->count > skipped_before);
+    if (is_corpus_file(path)) {
+        return read_stored_texts(path, skipped, columns, form);
+    }
+    std::vector<Labelled_text> texts;
+    for_each_labelled_text(path, skipped, columns, longest_line, form,
+                           [&texts](Labelled_text&& text) { texts.push_back(std::move(text)); });
     return texts;
 }
 
@@ -80,7 +112,7 @@ void print_skipped(const Skipped_lines& skipped, std::ostream& out) {
 std::size_t text_bytes(const std::vector<Labelled_text>& texts) {
     std::size_t bytes = 0;
     for (const Labelled_text& text : texts) {
-        bytes += text.text.size() + text.title.size() + text.keywords.size();
+        bytes += text.text.size() + text.title.size() + text.keywords.size() + text.stored.bytes;
     }
     return bytes;
 }

@@ -3,7 +3,9 @@
 #define ZANDREL_CLI_DATA_LABELLED_TEXT_H_
 
 #include <cstddef>
+#include <functional>
 #include <istream>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -15,6 +17,16 @@
 
 namespace cli {
 
+class Stored_corpus;
+
+// The message of a text that stays in a corpus file (Stored_corpus).
+struct Stored_text {
+    std::shared_ptr<const Stored_corpus> corpus = {};  // null: the text is not in a corpus file
+    std::size_t number = 0;                            // of the message, from 0
+    std::size_t bytes = 0;                             // of the texts that are used
+    bool has_titles = false;                           // title and keywords are used too
+};
+
 struct Labelled_text {
     std::vector<std::string> labels;  // each once, in the order of the record; none if not read
     std::string text;                 // may be empty
@@ -22,7 +34,8 @@ struct Labelled_text {
     std::string keywords = {};        // of lines with four columns; may be empty
     std::size_t line = 0;             // its number in the file, from 1; 0 if it is not from a file
     std::vector<Pair> pairs = {};     // rules read them; each name once
-    std::size_t file = 0;  // index of its file among the data files that are used together
+    std::size_t file = 0;     // index of its file among the data files that are used together
+    Stored_text stored = {};  // of a corpus file: then text, title, keywords and pairs are empty
 };
 
 // The columns of a data line after its labels.
@@ -62,14 +75,20 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
                                                std::size_t longest_line = kLongestLine,
                                                const Data_form& form = {});
 // Reads a whole file. "-" is standard input. The name of the file decides about its format if the
-// form does not.
-// RAISES: what read_labelled_texts raises; Input_error for a file that cannot be opened; Data_error
-// for a file without a good data line.
+// form does not. The texts of a corpus file stay in it (read_stored_texts).
+// RAISES: what read_labelled_texts and read_stored_texts raise; Input_error for a file that cannot
+// be opened; Data_error for a file without a good data line.
 std::vector<Labelled_text> read_labelled_file(const std::string& path,
                                               Skipped_lines* skipped = nullptr,
                                               Columns columns = Columns::kText,
                                               std::size_t longest_line = kLongestLine,
                                               const Data_form& form = {});
+
+// Calls `take` with each text of a data file in turn, so that only one of them is in memory. The
+// arguments and errors are those of read_labelled_file. REQUIRES: no corpus file.
+void for_each_labelled_text(const std::string& path, Skipped_lines* skipped, Columns columns,
+                            std::size_t longest_line, const Data_form& form,
+                            const std::function<void(Labelled_text&& text)>& take);
 
 // RAISES: Data_error if a file has no good data line. `has_bad_lines`: whether lines were skipped.
 void check_has_texts(const std::string& name, std::size_t count, bool has_bad_lines);

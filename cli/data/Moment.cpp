@@ -6,6 +6,8 @@
 // A text of another form is not a moment, and that is no error: most texts of pairs are none.
 #include "cli/data/Moment.h"
 
+#include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <string>
 
@@ -112,6 +114,12 @@ std::optional<std::int64_t> offset(Parts& parts) {
     return sign == '-' ? -time.seconds() : time.seconds();
 }
 
+// With zeros in front: digits(7, 2) is "07".
+std::string digits(std::int64_t number, std::size_t width) {
+    const std::string text = std::to_string(number);
+    return std::string(width - std::min(width, text.size()), '0') + text;
+}
+
 Bad_record no_moment(std::string_view text) {
     return Bad_record("there is no moment \"" + shown_value(text) + "\"");
 }
@@ -150,6 +158,32 @@ std::optional<std::int64_t> microseconds_of(std::string_view text) {
         throw no_moment(text);
     }
     return seconds * kMicroseconds + fraction;
+}
+
+std::string moment_text(const std::string& microseconds) {
+    std::int64_t count = 0;
+    const char* const end = microseconds.data() + microseconds.size();
+    const auto [rest, error] = std::from_chars(microseconds.data(), end, count);
+    if (error != std::errc() || rest != end) {
+        return microseconds;
+    }
+    const std::chrono::sys_time<std::chrono::microseconds> moment{std::chrono::microseconds(count)};
+    const auto day = std::chrono::floor<std::chrono::days>(moment);
+    const std::chrono::year_month_day date(day);
+    if (static_cast<int>(date.year()) < 0 || static_cast<int>(date.year()) > 9999) {
+        return microseconds;
+    }
+    const std::chrono::hh_mm_ss<std::chrono::microseconds> time(moment - day);
+    std::string text = digits(static_cast<int>(date.year()), 4) + "-" +
+                       digits(static_cast<unsigned>(date.month()), 2) + "-" +
+                       digits(static_cast<unsigned>(date.day()), 2) + "T" +
+                       digits(time.hours().count(), 2) + ":" + digits(time.minutes().count(), 2) +
+                       ":" + digits(time.seconds().count(), 2);
+    if (time.subseconds().count() != 0) {
+        text += "." + digits(time.subseconds().count(), 6);
+        text.erase(text.find_last_not_of('0') + 1);
+    }
+    return text + "Z";
 }
 
 }  // namespace cli

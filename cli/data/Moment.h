@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace cli {
@@ -14,6 +15,11 @@ namespace cli {
 // minute. Missing if the text does not have this form. RAISES: Bad_record for a moment that does
 // not exist, such as one on February 30.
 std::optional<std::int64_t> microseconds_of(std::string_view text);
+
+// The other way: returns the moment of a number of microseconds, in decimal, such as
+// "2026-01-31T09:00:00.25Z". Returns the number itself if it is no such number, or if the year does
+// not have four digits.
+std::string moment_text(const std::string& microseconds);
 
 }  // namespace cli
 

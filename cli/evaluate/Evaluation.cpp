@@ -54,6 +54,7 @@
 #include "cli/errors.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
+#include "cli/kc/Corpus_analysis.h"
 #include "cli/kc/Kc_header.h"
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Cpu_timer.h"
@@ -381,6 +382,8 @@ std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& da
         return model;
     }
     std::unique_ptr<Text_model> model = loaded_model(options, result);
+    check_analysis(data.to_classify, options.kc_file, model->analysis(), options.analysis);
+    check_analysis(data.to_learn, options.kc_file, model->analysis(), options.analysis);
     warn_of_data(options, data, model->labels());
     return model;
 }

@@ -59,6 +59,9 @@ the end of a column, all lines between them are one text. Damaged compressed dat
 With --skip-bad a file is refused if more rows differ from the first row in the number of columns than
 are good.
 
+A corpus file (corpus import) keeps texts that are analysed already, and can be larger than memory. Each
+command that reads data files reads corpus files too. It has its own form and analysis.
+
 split divides a data file into two, with each label in both: one to train, one to test.
 
 train and evaluate warn about header lines, bytes that are not UTF-8, too many labels, labels with a

@@ -73,7 +73,12 @@ std::optional<Analysis_settings> kept_analysis(const std::string& path, const ze
 
 Analysis_settings agreed_analysis(const std::string& path, const zeConfig& config,
                                   const Given_analysis& given) {
-    const std::optional<Analysis_settings> kept = kept_analysis(path, config);
+    return agreed_analysis(path, kept_analysis(path, config), given);
+}
+
+Analysis_settings agreed_analysis(const std::string& path,
+                                  const std::optional<Analysis_settings>& kept,
+                                  const Given_analysis& given) {
     if (kept) {
         check_agreement(path, *kept, given);
         return *kept;

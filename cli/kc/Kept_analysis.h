@@ -37,6 +37,11 @@ std::optional<Analysis_settings> kept_analysis(const std::string& path, const ze
 Analysis_settings agreed_analysis(const std::string& path, const zeConfig& config,
                                   const Given_analysis& given);
 
+// The same for what a container or a corpus file keeps; missing: nothing.
+Analysis_settings agreed_analysis(const std::string& path,
+                                  const std::optional<Analysis_settings>& kept,
+                                  const Given_analysis& given);
+
 }  // namespace cli
 
 #endif  // ZANDREL_CLI_KC_KEPT_ANALYSIS_H_

@@ -24,6 +24,8 @@
 // is on its way. A German text with the label "other", if this is the name of the default, is
 // blocked: no way to the label is open, and nothing learns it.
 //
+// The message of a text that is in a corpus file is read from the file each time (Text_corpus).
+//
 // Functions whose names end with _with take a constant list of texts, or a list whose texts are
 // emptied to free memory. fill() calls empty_text for each text, and its overload for constant
 // texts does nothing.
@@ -48,18 +50,19 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeCorpus_view.h"
-#include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/data/Label_set.h"
+#include "cli/data/Stored_corpus.h"
 #include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_paths.h"
 #include "cli/kc/Tree_file.h"
 #include "cli/kc/stat_classifiers.h"
 #include "cli/model/Engine_settings.h"
+#include "cli/model/Text_corpus.h"
 #include "cli/rules/rule_forms.h"
 #include "cli/text/Shown_text.h"
 
@@ -70,9 +73,6 @@ namespace {
 using zandrel::detail::Restored;
 
 constexpr const char* kRootName = "root";
-// The slots of a message for a bootstrap. The text is in slot 0.
-constexpr std::size_t kKeywordsSlot = 1;
-constexpr std::size_t kTitleSlot = 2;
 
 // RAISES: the assertion "stat_matcher" of the engine if the node has no statistical classifier, as
 // in a damaged container.
@@ -134,7 +134,7 @@ Text_model::Text_model(const Model_options& options)
       m_groups(options.groups),
       m_tree(options.tree),
       m_manager(new zeManager),
-      m_kind(options.analysis.kind),
+      m_settings(options.analysis),
       m_given(options.settings) {
     if (options.settings != nullptr) {
         options.settings->apply(m_manager);
@@ -144,13 +144,13 @@ Text_model::Text_model(const Model_options& options)
 Text_model::Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis)
     : m_analysis(make_text_analysis(analysis)),
       m_manager(manager),
-      m_kind(analysis.kind),
+      m_settings(analysis),
       m_workflow(m_manager->GetWorkflow()) {
     give_forms(*m_manager->m_logical_tree, *m_analysis);
 }
 
 void Text_model::begin(const std::vector<Labelled_text>& texts) {
-    m_choices = choose_settings(m_kind, labels_of(texts).size(), m_given);
+    m_choices = choose_settings(m_settings.kind, labels_of(texts).size(), m_given);
     apply_settings(m_choices, m_manager);
     if (!m_tree.text.empty()) {
         begin_tree(texts);
@@ -191,19 +191,23 @@ void Text_model::check_labels(const std::vector<Labelled_text>& texts,
 }
 
 template <class Texts>
-void Text_model::fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress) {
+void Text_model::fill(Text_corpus& corpus, Texts& texts, CTProgress* progress) {
     corpus.reserve(static_cast<unsigned int>(texts.size()));
     const zandrel::detail::Progress steps(progress);
     steps.set_status("Analysing the texts");
     steps.set_total(texts.size());
     m_analysis_timer.start();
     for (auto& text : texts) {
-        qtPtrLight<zeMsg> msg = message_of(text);
-        empty_text(text);
-        for (const std::string& label : text.labels) {
-            msg->categories.push_back(Concept::insert_view(label));
+        if (text.stored.corpus) {
+            corpus.add_stored(text);
+        } else {
+            qtPtrLight<zeMsg> msg = message_of(text);
+            empty_text(text);
+            for (const std::string& label : text.labels) {
+                msg->categories.push_back(Concept::insert_view(label));
+            }
+            corpus.add_msg(msg);
         }
-        corpus.add_msg(msg);
         steps.step();
     }
     m_analysis_timer.stop();
@@ -233,14 +237,16 @@ void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress)
 template <class Texts>
 void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress,
                             const std::function<void()>& before) {
-    zeMemoryCorpus corpus;
+    Text_corpus corpus(bootstraps);
     fill(corpus, texts, progress);
     if (before) {
         before();
     }
     for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
-        corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
-        corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
+        if (!texts[i].stored.corpus) {
+            corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
+            corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
+        }
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
@@ -259,7 +265,7 @@ void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress,
 template <class Texts>
 void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_learning& before) {
     add_new_labels(texts);
-    zeMemoryCorpus corpus;
+    Text_corpus corpus(false);
     fill(corpus, texts, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
@@ -399,8 +405,7 @@ void Text_model::find_blocked(zeCorpus_view& view) {
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     for (std::size_t i = 0; i < view.msgs.size(); ++i) {
         const std::vector<zeNode*>& leaves = view.msgs[i].cats;
-        const qtPtrLight<zeMsg> msg =
-            view.corpus->get_msg(view.corpus->get_msg(view.msgs[i].index));
+        const qtPtrLight<zeMsg> msg = view.corpus->get_numbered_msg(view.msgs[i].index);
         if (std::none_of(leaves.begin(), leaves.end(),
                          [&](zeNode* leaf) { return is_open(*tree, leaf, *msg); })) {
             m_blocked.push_back(i);
@@ -741,6 +746,9 @@ qtPtrLight<zeMsg> Text_model::make_message(const Labelled_text& text) {
 }
 
 qtPtrLight<zeMsg> Text_model::message_of(const Labelled_text& message) {
+    if (message.stored.corpus) {
+        return message.stored.corpus->message(message.stored.number, Columns::kText);
+    }
     qtPtrLight<zeMsg> msg(new zeMsg);
     msg->smls[0] = analyse(message.text);
     if (!message.pairs.empty()) {

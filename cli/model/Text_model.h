@@ -35,13 +35,14 @@
 #include "cli/text/Text_analysis.h"
 
 class zeCorpus_view;
-class zeMemoryCorpus;
 class zeMsg;
 class zeStat_storage;
 struct zeNode;
 struct zeResult;
 
 namespace cli {
+
+class Text_corpus;
 
 // A text has a label that the tree has no place for.
 class Unknown_label : public Data_error {
@@ -192,6 +193,9 @@ public:
     // `bootstrap`.
     const std::vector<Chosen_setting>& choices() const { return m_choices; }
 
+    // How the model analyses texts.
+    const Analysis_settings& analysis() const { return m_settings; }
+
     const qtPtrLight<zeManager>& manager() const { return m_manager; }
 
     // The statistics of all its statistical classifiers.
@@ -234,7 +238,7 @@ private:
     template <class Texts>
     void learn_with(Texts& texts, CTProgress* progress, const Before_learning& before);
     template <class Texts>
-    void fill(zeMemoryCorpus& corpus, Texts& texts, CTProgress* progress);
+    void fill(Text_corpus& corpus, Texts& texts, CTProgress* progress);
     // Returns null if `progress` is null.   BORROWS: `progress`.
     std::unique_ptr<Training_progress> finer_progress(CTProgress* progress, zeCorpus_view& view,
                                                       Training_kind kind) const;
@@ -248,7 +252,7 @@ private:
     bool m_trains_root_only = false;
     std::vector<std::size_t> m_blocked;
     qtPtrLight<zeManager> m_manager;
-    Analysis_kind m_kind;
+    Analysis_settings m_settings;
     Engine_settings* m_given = nullptr;          // BORROWS: the user's settings; null: none
     std::vector<Chosen_setting> m_choices;       // of the program, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training

@@ -24,6 +24,7 @@
 #include "cli/kc/Replacement_file.h"
 #include "cli/model/ending_signals.h"
 #include "cli/records/Archive_check.h"
+#include "cli/records/Corpus_records.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_reader.h"
 #include "cli/records/Record_text.h"
@@ -182,6 +183,7 @@ Record_check check_all(const Record_file& file) {
     Record_check check = check_record_file(file);
     check_kc_records(file, check);
     check_archive_records(file, check);
+    check_corpus_records(file, check);
     return check;
 }
 

@@ -35,7 +35,8 @@ struct Shared_file {
     std::optional<Kc_use> use;  // none for other files
 };
 
-// Checks the file, as check_record_file and check_kc_records do.
+// Checks the file, as check_record_file, check_kc_records, check_archive_records and
+// check_corpus_records do.
 // RAISES: what Shared_file raises.
 Record_check check_file(const std::string& path);
 

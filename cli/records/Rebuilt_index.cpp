@@ -27,6 +27,8 @@
 #include "cli/kc/Replacement_file.h"
 #include "cli/model/ending_signals.h"
 #include "cli/records/Archive_check.h"
+#include "cli/records/Corpus_records.h"
+#include "cli/records/Record_check.h"
 #include "cli/records/Record_text.h"
 #include "cli/records/Recovered_file.h"
 #include "cli/text/Shown_text.h"
@@ -182,6 +184,20 @@ std::string replace(const Kc_lock& lock, File_window& old_file, Record_recovery&
     return second.keep();
 }
 
+// A corpus whose messages have gaps gives wrong messages the last numbers, so gaps count as lost.
+void check_corpus(const Kc_lock& lock, Record_recovery& recovery) {
+    const Record_file file = read_record_file(lock.target().path());
+    Record_check check = check_record_file(file);
+    check_corpus_records(file, check);
+    if (!check.is_corpus) {
+        return;
+    }
+    for (const Record_problem& problem : check.problems) {
+        recovery.remarks.push_back(problem.text);
+        recovery.has_loss = true;
+    }
+}
+
 std::string words_of(const Recovery_note& note) {
     std::string words;
     if (note.size) {
@@ -256,6 +272,7 @@ Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait) {
             rebuilt.old_file = replace(lock, file, rebuilt.recovery);
             break;
     }
+    check_corpus(lock, rebuilt.recovery);
     return rebuilt;
 }
 

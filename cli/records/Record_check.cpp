@@ -269,6 +269,10 @@ const char* explanation_of(const Record_check& check) {
             if (check.has_unreadable_messages) {
                 return "damaged: messages or the summary of the archive cannot be read";
             }
+            if (check.is_corpus) {
+                return "damaged: records of the corpus cannot be read, are missing, or are no part "
+                       "of it";
+            }
             return check.has_unreadable_records
                        ? "damaged: records of the container cannot be read"
                        : "damaged: the bytes are not those that were written";

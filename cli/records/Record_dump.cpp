@@ -15,6 +15,7 @@
 #include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/records/Archive_check.h"
+#include "cli/records/Corpus_records.h"
 #include "cli/records/Record_text.h"
 #include "cli/text/Layout.h"
 
@@ -42,6 +43,9 @@ std::string remark(const std::string& problem) {
 void print_header(const Record_file& file, std::ostream& out) {
     const Record_header& header = file.header;
     out << "header\n";
+    if (is_corpus(header)) {
+        print_field("form", "corpus", out);
+    }
     if (file.package) {
         print_field("form", file.package->is_container ? "knowledge container" : "package", out);
     }
@@ -128,16 +132,22 @@ std::string shown_contents(const std::string& contents, const std::string& key,
            shown_sizes(*record) + remark(record->problem);
 }
 
-std::string contents_in_archive(const Record_file& file, const std::string& key) {
-    const std::string contents = is_archive(file) ? archive_contents(key) : "";
-    return contents.empty() ? "" : "  " + contents;
-}
-
 void print_archive(const Archive_facts& facts, std::ostream& out) {
     out << "archive" << remark(facts.problem) << '\n';
     for (const auto& [name, number] : facts.numbers) {
         print_field(name, std::to_string(number), out);
     }
+}
+
+// What an item of a container, an archive or a corpus is; empty for other files.
+std::string contents_of(const Record_file& file, std::size_t i) {
+    if (file.package) {
+        return file.package->contents[i];
+    }
+    if (is_archive(file)) {
+        return archive_contents(file.index.items[i].key);
+    }
+    return is_corpus(file.header) ? contents_of_corpus_item(file.index.items[i].key) : "";
 }
 
 void print_left_out(std::size_t count, const Dump_extent& extent, std::ostream& out) {
@@ -165,9 +175,7 @@ void print_items(const Record_file& file, const Dump_extent& extent, std::ostrea
             const std::optional<std::uint32_t> checksum = checksum_of(item, *file.package);
             out << right_aligned(checksum ? hex(*checksum, 8) : "-", kNumberWidth);
         }
-        out << "  " << shown_key(item.key)
-            << (file.package ? shown_contents(file.package->contents[i], item.key, extent)
-                             : contents_in_archive(file, item.key))
+        out << "  " << shown_key(item.key) << shown_contents(contents_of(file, i), item.key, extent)
             << remark(item.problem) << '\n';
     }
     print_left_out(items.size(), extent, out);
@@ -247,8 +255,11 @@ Json item_json(const Record_file& file, std::size_t i, const Dump_extent& extent
         if (checksum) {
             json["checksum"] = *checksum;
         }
-        if (!file.package->contents[i].empty()) {
-            json["contents"] = file.package->contents[i];
+    }
+    if (file.package || is_corpus(file.header)) {
+        const std::string contents = contents_of(file, i);
+        if (!contents.empty()) {
+            json["contents"] = contents;
         }
         add_record(item.key, extent, json);
     }
@@ -322,6 +333,9 @@ nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_exte
     json["items"] = Json::array();
     if (file.package) {
         json["container"] = file.package->is_container;
+    }
+    if (is_corpus(file.header)) {
+        json["corpus"] = true;
     }
     for (std::size_t i = 0; i < std::min(index.items.size(), extent.most); ++i) {
         json["items"].push_back(item_json(file, i, extent));

@@ -18,20 +18,21 @@ struct Archive_facts;
 // How much of a file is shown.
 struct Dump_extent {
     std::size_t most = std::numeric_limits<std::size_t>::max();  // items, and also holes
-    const Kc_records* records = nullptr;  // BORROWS: the records of a container; null: not decoded
+    // BORROWS: the records of a container or corpus; null: not decoded
+    const Kc_records* records = nullptr;
     const Archive_facts* archive = nullptr;  // BORROWS: of an archive; null: not decoded
 };
 
-// Prints header, index, items by key, and holes, which a package does not have. For a container it
-// also prints the contents of each item, and the checksums of the seal; for an archive, the
-// contents of each item and the figures of its summary. A problem is printed after its item or
-// hole.
+// Prints header, index, items by key, and holes, which a package does not have. For a container,
+// corpus or archive it also prints the contents of each item; for a container the checksums of the
+// seal; for an archive the figures of its summary. A problem is printed after its item or hole.
 void print_record_dump(const Record_file& file, std::ostream& out, const Dump_extent& extent = {});
 // The same as an object of `file`, `size`, `header`, `index`, `items` and `holes`, which a package
-// does not have; for a container also `container` and `seal`; for an archive also `archive`. Keys
-// are shown as in the table. An item of a container has its sizes as numbers, `node` if it belongs
-// to one, and `referenced`, which is false, if no record refers to it. An item or hole with a
-// problem has a `problem`. If not all items or holes are shown, `items_left_out` and
+// does not have; for a container also `container` and `seal`; for an archive `archive`; for a
+// corpus `corpus`, which is true. Keys are shown as in the table. An item of a container has its
+// sizes as numbers, `node` if it belongs to one, and `referenced`, which is false, if no record
+// refers to it. An item or hole with a problem has a `problem`. If not all items or holes are
+// shown, `items_left_out` and
 // `holes_left_out` are the numbers of the others.
 nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_extent& extent = {});
 

@@ -32,12 +32,14 @@
 #include <utility>
 #include <vector>
 
+#include "cli/corpus/Corpus_writer.h"
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_lines.h"
 #include "cli/data/Data_reader.h"
 #include "cli/data/Data_warnings.h"
 #include "cli/data/First_row_check.h"
 #include "cli/data/Packing.h"
+#include "cli/data/Stored_corpus.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Replacement_file.h"
@@ -117,8 +119,10 @@ void check_form(const std::string& file, const Split_options& options) {
 }
 
 void check_targets(const Split_options& options) {
-    check_form(options.rest_file, options);
-    check_form(options.share_file, options);
+    if (!is_corpus_file(options.data_file)) {  // the name of a corpus file says nothing
+        check_form(options.rest_file, options);
+        check_form(options.share_file, options);
+    }
     check_different(options);
     check_replaceable(options.rest_file, options.replaces);
     check_replaceable(options.share_file, options.replaces);
@@ -279,6 +283,40 @@ void write_both(const Split_options& options, const Data& data, const std::vecto
     share.take_place();
 }
 
+// Copies the messages of a corpus to two new corpora.
+Split_summary split_corpus(const Split_options& options) {
+    Split_summary summary;
+    const std::vector<Labelled_text> texts = read_stored_texts(options.data_file,
+                                          options.skips_bad_lines ? &summary.skipped : nullptr,
+                                          Columns::kText, options.form);
+    if (options.warn) {
+        for (const std::string& warning : training_warnings({{options.data_file, texts}})) {
+            options.warn(warning);
+        }
+    }
+    const std::vector<bool> in_share =
+        held_out_texts(options.data_file, label_lists_of(texts), options.share, options.seed);
+    const Stored_corpus& corpus = *texts.front().stored.corpus;
+    Replacement_file rest_file(options.rest_file);
+    Replacement_file share_file(options.share_file);
+    Corpus_writer rest(rest_file, options.rest_file);
+    Corpus_writer share(share_file, options.share_file);
+    for (Corpus_writer* const writer : {&rest, &share}) {
+        writer->begin();
+        writer->note(corpus.notes());
+    }
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        qtPtrLight<zeMsg> msg = corpus.stored(texts[i].stored.number);
+        (in_share[i] ? share : rest).add(msg);
+    }
+    summary.rest_texts = rest.finish();
+    summary.share_texts = share.finish();
+    check_targets(options);  // another program may have made a file meanwhile
+    rest_file.take_place();
+    share_file.take_place();
+    return summary;
+}
+
 void print_count(const std::string& file, std::size_t texts, std::ostream& out) {
     out << shown_text(file) << ": " << grouped(texts) << (texts == 1 ? " text\n" : " texts\n");
 }
@@ -288,6 +326,9 @@ void print_count(const std::string& file, std::size_t texts, std::ostream& out) 
 Split_summary split(const Split_options& options) {
     Split_summary summary;
     check_targets(options);
+    if (is_corpus_file(options.data_file)) {
+        return split_corpus(options);
+    }
     const Data data = read_data(options, options.skips_bad_lines ? &summary.skipped : nullptr);
     warn_of_data(options, data);
     const std::vector<bool> in_share = held_out_texts(

@@ -39,6 +39,8 @@ struct Split_summary {
 // skipped records are in neither file. A header and a byte order mark are in both. If the data file
 // is compressed, the new files are not.
 //
+// A corpus file is divided into two corpus files, with the same analysis.
+//
 // Each file is written completely or not at all (Replacement_file), and both are written before
 // either takes its place. A file that exists keeps its attributes.
 // RAISES, before either file has changed: Usage_error if two of the three files are the same, or if

@@ -17,10 +17,14 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <string>
 #include <string_view>
 
 #include "zandrel/knowledge/Progress.h"
+#include "zandrel/messages/zeMsg.h"
 #include "zandrel/messages/zeSml_feeder.h"
+
+#include "cli/data/Stored_corpus.h"
 
 namespace cli {
 
@@ -31,8 +35,32 @@ using zandrel::detail::Progress;
 // The words of each label with their numbers of occurrences.
 using Counts = std::map<std::string_view, zeSml_feeder>;
 
+// The groups are found with an analysis of their own, so the text itself is read, not its bag. A
+// corpus file of another program has no texts; there we can only take the bag.
+void feed_stored(const Stored_text& text, Text_analysis& analysis, zeSml_feeder& words) {
+    const qtPtrLight<zeMsg> msg = text.corpus->stored(text.number);
+    if (!Stored_corpus::text_of(*msg, kTextPair)) {
+        if (!msg->active_bag().IsNull()) {
+            for (const zeSml::Concept_info& each : msg->active_bag()->m_concepts) {
+                words.add_concept(each.m_concept, each.m_weight);
+            }
+        }
+        return;
+    }
+    for (const char* const pair : {kTextPair, kTitlePair, kKeywordsPair}) {
+        const std::string part = Stored_corpus::text_of(*msg, pair).value_or("");
+        if (!part.empty() && (text.has_titles || pair == kTextPair)) {
+            analysis.feed(part, words);
+        }
+    }
+}
+
 void feed_all(const Labelled_text& text, Text_analysis& analysis, zeSml_feeder& words) {
     words.clear();
+    if (text.stored.corpus) {
+        feed_stored(text.stored, analysis, words);
+        return;
+    }
     for (const std::string* const part : {&text.text, &text.title, &text.keywords}) {
         if (!part->empty()) {
             analysis.feed(*part, words);

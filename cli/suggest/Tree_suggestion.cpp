@@ -111,7 +111,7 @@ public:
         model.start(m_texts.others, m_bootstraps, &m_quiet);
         Rights rights;
         for (const Labelled_text& text : m_texts.of_fold) {
-            rights.push_back(is_right(text, model.rank(text.text, 2)));
+            rights.push_back(is_right(text, model.rank(text, 2)));
         }
         m_steps.step();
         return rights;

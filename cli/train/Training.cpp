@@ -38,6 +38,7 @@
 #include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"
+#include "cli/kc/Corpus_analysis.h"
 #include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
@@ -358,6 +359,7 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     check_compact(options, is_cached(*model->manager()));
     try_out_writing(lock, *model);
     Training_texts data = read_joined(options, summary.skipped);
+    check_analysis(data.texts, options.kc_file, model->analysis(), options.analysis);
     const Text_sources sources(data.names, data.texts);
     Progress(options.progress).check_interrupt();
     change_in_place(lock, *model->manager(), [&] {
@@ -390,6 +392,9 @@ Training_summary learn_into_kc(const Learning_options& options) {
     check_can_learn(options.kc_file, *model);
     try_out_writing(lock, *model);
     std::vector<Data_file> files = read_data(options, Columns::kText, summary.skipped);
+    for (const Data_file& file : files) {
+        check_analysis(file.texts, options.kc_file, model->analysis(), options.analysis);
+    }
     const std::size_t labels_before = model->labels().size();
     const auto change = [&] {
         Deferred_writes writes(*model->manager());

@@ -16,7 +16,7 @@ cp out main.txt
 mapfile -t commands < <(names_below Subcommands)
 mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
-    'evaluate split train learn classify explain rules dump check rebuild-index info convert options tree archive help' ]] ||
+    'evaluate split train learn classify explain rules dump check rebuild-index info convert options tree archive corpus help' ]] ||
     fail "$command: other commands: ${commands[*]}"
 [[ "${topics[*]}" == 'containers data analysis settings trees editing figures exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"
@@ -35,7 +35,7 @@ for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options
     'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
     'tree apply' 'tree dump' 'tree check' 'tree suggest' 'archive create' 'archive add' \
     'archive delete' 'archive list' 'archive show' 'archive info' 'archive rename' 'archive set' \
-    'archive learn' 'archive train'; do
+    'archive learn' 'archive train' 'corpus import' 'corpus info' 'corpus export'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 $name --help
     is_silent err

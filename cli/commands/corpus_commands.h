@@ -1,0 +1,15 @@
+// The commands below corpus: import, info and export.
+#ifndef ZANDREL_CLI_COMMANDS_CORPUS_COMMANDS_H_
+#define ZANDREL_CLI_COMMANDS_CORPUS_COMMANDS_H_
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+void add_corpus_commands(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_CORPUS_COMMANDS_H_

@@ -1,0 +1,78 @@
+// A position is the number of its message.
+#include "cli/model/Text_corpus.h"
+
+#include <cstddef>
+
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/messages/zeMsg.h"
+
+#include "cli/data/Stored_corpus.h"
+
+namespace cli {
+
+namespace {
+
+// The labels of the file, each once, as read_stored_texts gives them.
+qtPtrLight<zeMsg> labelled_message(const Stored_text& text, Columns columns) {
+    qtPtrLight<zeMsg> msg = text.corpus->message(text.number, columns);
+    for (const std::string& label : Stored_corpus::labels_of(*text.corpus->stored(text.number))) {
+        msg->categories.push_back(Concept::insert_view(label));
+    }
+    return msg;
+}
+
+}  // namespace
+
+void Text_corpus::add_stored(const Labelled_text& text) {
+    if (m_bootstraps) {
+        qtPtrLight<zeMsg> msg = labelled_message(text.stored, Columns::kTextTitleKeywords);
+        add_msg(msg);
+        return;
+    }
+    m_stored.resize(msgs.size());
+    m_stored.push_back(text.stored);
+    msgs.emplace_back();
+}
+
+void Text_corpus::add_msg(qtPtrLight<zeMsg>& msg) {
+    msgs.push_back(msg);
+}
+
+void Text_corpus::reserve(unsigned int msg_count) {
+    msgs.reserve(msg_count);
+}
+
+int Text_corpus::get_num_msgs() const {
+    return static_cast<int>(msgs.size());
+}
+
+zeCorpus::iMsg Text_corpus::start_msgs() {
+    return get_msg(0);
+}
+
+void Text_corpus::next(iMsg& position) {
+    ++zeGet_v<std::size_t>(position.handle);
+}
+
+bool Text_corpus::end(iMsg& position) {
+    return zeGet_v<std::size_t>(position.handle) >= msgs.size();
+}
+
+zeCorpus::iMsg Text_corpus::get_msg(int msg_number) {
+    return {zeCreate_h(static_cast<std::size_t>(msg_number))};
+}
+
+qtPtrLight<zeMsg> Text_corpus::get_msg(const iMsg& position) const {
+    return message(zeGet_v<std::size_t>(position.handle));
+}
+
+qtPtrLight<zeMsg> Text_corpus::get_numbered_msg(int msg_number) {
+    return message(static_cast<std::size_t>(msg_number));
+}
+
+qtPtrLight<zeMsg> Text_corpus::message(std::size_t number) const {
+    return msgs[number].IsNull() ? labelled_message(m_stored[number], Columns::kText)
+                                 : msgs[number];
+}
+
+}  // namespace cli
