@@ -21,6 +21,7 @@
 
 #include "cli/archive/Archive_file.h"
 #include "cli/data/Data_input.h"
+#include "cli/data/Stored_corpus.h"
 #include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"

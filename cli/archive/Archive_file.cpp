@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/HioErr.h"
@@ -65,7 +66,7 @@ void load_summary(AbstractHreclaim& file, SmlArchiveManager& summary) {
         throw qtX<zeSmlArchive>(10, "Archive index is not synchronized");
     }
     SegBuf record;
-    file.GetItem(kSummaryKey, record);
+    file.GetItem(zandrel::detail::kArchiveSummaryKey, record);
     Hio<HSegment> io(new HSegment(record, 'r'));
     summary.Load(io);
 }
@@ -154,7 +155,7 @@ std::optional<Archive_header> read_archive_header(const std::string& path) {
     }
     const std::uint32_t magic = number_at(bytes, 0, 4);
     if ((magic != kWideMagic && magic != kNarrowMagic) ||
-        number_at(bytes, 4, 4) != kArchiveFileId) {
+        number_at(bytes, 4, 4) != zandrel::detail::kArchiveFileId) {
         return std::nullopt;
     }
     return Archive_header{magic == kWideMagic, number_at(bytes, 10, 2)};

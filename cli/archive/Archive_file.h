@@ -22,14 +22,9 @@
 
 namespace cli {
 
-// The id in the header of an archive, and the key of its summary.
-inline constexpr std::uint32_t kArchiveFileId = 0x82975503;
-inline constexpr const char* kSummaryKey = "__MANAGER__";
 // The item of an archive's file with the text analysis: its name, and after a line end the language
 // of the stemmer, if words are stemmed.
 inline constexpr const char* kArchiveAnalysisKey = "zandrel.analysis";
-// The pair of a message with its text. The library does not read it.
-inline constexpr const char* kTextPair = "_Text";
 // The pair of a message with its external id, which the library writes.
 inline constexpr const char* kIdPair = "_ExternalId";
 

@@ -17,6 +17,7 @@
 
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
+#include "cli/data/Stored_corpus.h"
 #include "cli/kc/Kc_info.h"
 #include "cli/text/Json.h"
 #include "cli/text/Layout.h"

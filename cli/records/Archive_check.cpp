@@ -17,6 +17,7 @@
 #include <memory>
 #include <string_view>
 
+#include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/archive/zeSmlArchive.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/qtScrambler.h"
@@ -130,7 +131,7 @@ public:
         if (m_version == kFirstVersion) {
             record.size -= kSizeOfNewTables;
         }
-        file().AddItem(kSummaryKey, record);
+        file().AddItem(zandrel::detail::kArchiveSummaryKey, record);
         file().Close();
     }
 
@@ -142,7 +143,7 @@ private:
         summary.version = static_cast<std::uint16_t>(m_version);
         try {
             SegBuf record;
-            file().GetItem(kSummaryKey, record);
+            file().GetItem(zandrel::detail::kArchiveSummaryKey, record);
             Hio<HSegment> io(new HSegment(record, 'r'));
             summary.Load(io);
             if (io.device->Tell() != io.device->GetFileSize()) {
@@ -376,11 +377,11 @@ std::uint64_t offset_of(const Record_file& file, const std::string& key) {
 }  // namespace
 
 bool is_archive(const Record_file& file) {
-    return !file.header.is_package && file.header.file_id == kArchiveFileId;
+    return !file.header.is_package && file.header.file_id == zandrel::detail::kArchiveFileId;
 }
 
 std::string archive_contents(const std::string& key) {
-    if (key == kSummaryKey) {
+    if (key == zandrel::detail::kArchiveSummaryKey) {
         return "summary";
     }
     if (key == kArchiveAnalysisKey) {
@@ -398,7 +399,7 @@ std::optional<Archive_facts> archive_facts(const Record_file& file) {
     try {
         records->Open(file.path, false, true);
         SegBuf record;
-        records->GetItem(kSummaryKey, record);
+        records->GetItem(zandrel::detail::kArchiveSummaryKey, record);
         Hio<HSegment> io(new HSegment(record, 'r'));
         SmlArchiveManager summary;
         summary.version = file.header.version;
@@ -425,7 +426,7 @@ void check_archive_records(const Record_file& file, Record_check& check) {
     errno = 0;
     try {
         const Comparison comparison(file.path, true);
-        const std::uint64_t place = offset_of(file, kSummaryKey);
+        const std::uint64_t place = offset_of(file, zandrel::detail::kArchiveSummaryKey);
         for (const std::string& remark : comparison.result().remarks) {
             check.add_content_problem(place, "archive: " + remark);
         }

@@ -18,6 +18,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/errors.h"
@@ -153,7 +154,8 @@ void clear_state(const Kc_lock& lock, std::uint8_t state) {
 }
 
 bool is_archive(const Record_recovery& recovery) {
-    return recovery.form != Record_form::kPackage && recovery.identity.id == kArchiveFileId;
+    return recovery.form != Record_form::kPackage &&
+           recovery.identity.id == zandrel::detail::kArchiveFileId;
 }
 
 // An archive with a right index can have a wrong summary, since the summary is written after the

@@ -32,6 +32,7 @@
 #include <utility>
 
 #include "zandrel/archive/SmlArchiveManager.h"
+#include "zandrel/messages/zeCacheCorpus.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/storage/Hreclaim_format.h"
@@ -174,11 +175,10 @@ private:
     // container and fits no later state, so it must not return. The record of an archive's manager
     // is never deleted.
     bool may_return(const std::string& key) const {
-        constexpr std::uint32_t kCorpusFileId = 0xA1B2C3D5;
         switch (m_result.identity.id) {
             case zandrel::detail::kKcFileId:
                 return key != zandrel::Kc_seal::kKey;
-            case kCorpusFileId:
+            case zeCacheCorpus::kFileId:
                 return true;
             case zandrel::detail::kArchiveFileId:
                 return key == zandrel::detail::kArchiveSummaryKey;
