@@ -286,9 +286,9 @@ void write_both(const Split_options& options, const Data& data, const std::vecto
 // Copies the messages of a corpus to two new corpora.
 Split_summary split_corpus(const Split_options& options) {
     Split_summary summary;
-    const std::vector<Labelled_text> texts = read_stored_texts(options.data_file,
-                                          options.skips_bad_lines ? &summary.skipped : nullptr,
-                                          Columns::kText, options.form);
+    const std::vector<Labelled_text> texts =
+        read_stored_texts(options.data_file, options.skips_bad_lines ? &summary.skipped : nullptr,
+                          Columns::kText, options.form);
     if (options.warn) {
         for (const std::string& warning : training_warnings({{options.data_file, texts}})) {
             options.warn(warning);
