@@ -37,7 +37,6 @@ of version 1 is upgraded. A file that is no corpus is not changed.
 Examples:
   zandrel corpus import shop.corpus shop.train.tsv
   zandrel corpus import shop.corpus export.csv --text body --label category
-  zandrel train shop.kc shop.corpus
 
 See also: zandrel help data, analysis)";
 

@@ -49,8 +49,9 @@ Corpus_notes notes_of_texts(const std::string& path, const std::map<qtString, qt
 std::string words_of(const Analysis_settings& analysis);
 bool is_same(const Analysis_settings& left, const Analysis_settings& right);
 
-// Calls `work`, which reads a corpus file. RAISES: Input_error, or Data_error "FILE: reason", for
-// what the library raises; other errors of `work` unchanged.
+// Call it in a handler of an error that the library raised while it opened or read a corpus file.
+// REQUIRES: `errno` was 0 before. RAISES: Input_error if the system could not read the file,
+// otherwise Data_error with the file.
 [[noreturn]] void raise_as_corpus_error(const std::string& path);
 
 // A corpus that is open for reading. Its file may be far larger than memory: only the messages that
