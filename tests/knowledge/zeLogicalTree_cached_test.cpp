@@ -241,7 +241,7 @@ TEST_F(zeLogicalTreeCachedTest, LeafOfAnInterruptedTrainingBecomesAChildWhenTheC
 TEST_F(zeLogicalTreeCachedTest, LooseLeafIsAChildAfterAnInterruptedTraining) {
     Reopen(2);
     zeMemoryCorpus corpus;
-    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"bread", 1.0}}).make();
+    qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"bread", 1.0}}).make();
     msg->categories.push_back(term("food"));
     corpus.add_msg(msg);
     int interrupted = 0;
