@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/ml/mlMessageConverter.h"
 #include "zandrel/knowledge/Tree_edit.h"
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/persistence/CachePack.h"
@@ -241,8 +242,9 @@ TEST_F(zeLogicalTreeCachedTest, LeafOfAnInterruptedTrainingBecomesAChildWhenTheC
 TEST_F(zeLogicalTreeCachedTest, LooseLeafIsAChildAfterAnInterruptedTraining) {
     Reopen(2);
     zeMemoryCorpus corpus;
-    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"bread", 1.0}}).make();
+    qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"bread", 1.0}}).make();
     msg->categories.push_back(term("food"));
+    msg->add_value("a", mlMessageConverter::kInteger, "2");  // the rule of topics
     corpus.add_msg(msg);
     int interrupted = 0;
     for (int poll = 1; poll <= 8; ++poll) {
