@@ -23,10 +23,12 @@ which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on if
 that cannot be read are listed. A sound file is not changed. If only the state of the file says that it was
 not closed, this is corrected in place.
 
-A damaged container should be checked afterwards with zandrel check.
+Of a container each record is read afterwards, and those that cannot be read are listed. Example: a kill
+while a classifier was overwritten leaves a record that is half old and half new. Such a container needs
+its back-up.
 
-Exit status: 0 nothing is lost, 1 no item is known to be lost but parts could not be read, 65 items are
-lost, or neither a record file nor a container.
+Exit status: 0 each item that is known was recovered and can be read, 1 the same, but parts of the file
+could not be read, 65 items are lost or records cannot be read, or neither a record file nor a container.
 
 Example:
   zandrel rebuild-index messages.dat)";
@@ -37,11 +39,11 @@ struct Rebuild_words {
     bool writes_json = false;
 };
 
-int status_of(const Record_recovery& recovery) {
-    if (recovery.has_loss) {
+int status_of(const Rebuilt_index& rebuilt) {
+    if (rebuilt.recovery.has_loss || !rebuilt.problems.empty()) {
         return kDataError;
     }
-    return recovery.is_unsure ? kRepairable : kSuccess;
+    return rebuilt.recovery.is_unsure ? kRepairable : kSuccess;
 }
 
 void rebuild(const Rebuild_words& words, Command_result& result) {
@@ -51,7 +53,7 @@ void rebuild(const Rebuild_words& words, Command_result& result) {
     } else {
         print_rebuilt_index(rebuilt, std::cout);
     }
-    result.status = status_of(rebuilt.recovery);
+    result.status = status_of(rebuilt);
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ constexpr unsigned int kFirstUpgradedVersion = 2;
 constexpr unsigned int kNoBound = std::numeric_limits<unsigned int>::max();
 constexpr unsigned char kMarked = 0x01;
 constexpr const char* kPartIsInFile =
-    "; the file has a part of the change, and zandrel rebuild-index makes it usable";
+    "; the file has a part of the change, and zandrel rebuild-index recovers what is whole";
 
 // A manager with the lock of its file. Unless the file was closed, nothing more is written when the
 // manager is destroyed.

@@ -135,13 +135,28 @@ public:
         for (const auto& [key, item] : m_items) {
             if (key != zandrel::detail::kManagerKey && key != zandrel::Kc_seal::kKey &&
                 !m_used.contains(key)) {
-                m_parts.unused.push_back(key);
+                m_parts.unused.push_back({key, words_of_unused(key, *item)});
             }
         }
         return m_parts;
     }
 
 private:
+    // A model gets its number immediately before its classifier.
+    std::string words_of_unused(const std::string& key, const Scanned_item& item) {
+        if (!m_missing_classifiers.empty() && key.size() == kWordSize && is_model(item)) {
+            const std::uint32_t next = big_endian_word(key) + 1;
+            return m_missing_classifiers.contains(next)
+                       ? "of object " + std::to_string(next) + ", which is missing"
+                       : "of a classifier that is missing, or that no longer exists; it is kept";
+        }
+        return "of a classifier that no longer exists; it is kept, and harmless";
+    }
+
+    bool is_model(const Scanned_item& item) {
+        return Plain_record(m_file, item, m_version).word() == zandrel::kStorageObjectType;
+    }
+
     bool reads_trees(const Scanned_item& item) {
         Plain_record record(m_file, item, m_version);
         for (std::uint32_t left = record.word(); left > 0 && record.is_whole(); --left) {
@@ -181,6 +196,9 @@ private:
         const std::string owner = "object " + std::to_string(named.id) +
                                   ", the classifier of node " + shown_value(named.node);
         const Scanned_item* const item = used(named.id, owner);
+        if (item == nullptr) {
+            m_missing_classifiers.insert(named.id);
+        }
         if (item == nullptr || item->data_length < 2 * kWordSize) {
             return;
         }
@@ -211,6 +229,7 @@ private:
     unsigned int m_version;
     Container_parts m_parts;
     std::set<std::string> m_used;
+    std::set<std::uint32_t> m_missing_classifiers;
 };
 
 }  // namespace

@@ -27,6 +27,7 @@
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_reader.h"
 #include "cli/records/Record_text.h"
+#include "cli/records/Seal_sums.h"
 
 namespace cli {
 
@@ -77,6 +78,12 @@ public:
         const Package_contents& package = *m_file.package;
         if (package.form != kFormOfSeal || m_check.problems.empty()) {
             return;  // without a problem, the seal has been verified
+        }
+        const Record_identity identity = {m_file.header.file_id, m_file.header.version,
+                                          m_file.header.flags};
+        if (package.header_checksum && *package.header_checksum != cli::checksum_of(identity)) {
+            constexpr std::uint64_t kIdPosition = 4;
+            add(kIdPosition, "id, version or flags in the header are not those that were sealed");
         }
         Record_reader reader(m_file.path);
         for (std::size_t i = 0; i < m_file.index.items.size(); ++i) {
@@ -239,6 +246,10 @@ Shared_file::Shared_file(const std::string& path) : file(read_record_file(path))
 Record_check check_file(const std::string& path) {
     const Shared_file shared(path);
     return check_all(shared.file);
+}
+
+Record_check check_locked_file(const std::string& path) {
+    return check_all(read_record_file(path));
 }
 
 Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {

@@ -37,6 +37,9 @@ struct Shared_file {
 // Checks the file, as check_record_file and check_kc_records do. RAISES: what Shared_file raises.
 Record_check check_file(const std::string& path);
 
+// As check_file, but without a lock. REQUIRES: the caller has locked the file.
+Record_check check_locked_file(const std::string& path);
+
 // Checks the container of a file, and seals it if it is clean and has no seal. A package is copied,
 // and its sealed copy takes its place. A container in cached form may be too large for a copy, and
 // gets the seal as one more item: if this is interrupted, `check` reports it, and no item is lost.

@@ -493,7 +493,7 @@ TEST(KcCheckFormTest, CachedContainerWithAMissingItemIsLost) {
     const Record_check check = check_file(path);
 
     EXPECT_EQ(check.condition, Condition::kLost);
-    EXPECT_THAT(report(check), HasSubstr("no item stands there"));
+    EXPECT_THAT(report(check), HasSubstr("no item is there"));
     EXPECT_THAT(report(check), testing::Not(HasSubstr("sealed")));  // the other items are whole
 }
 
