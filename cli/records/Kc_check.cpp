@@ -34,6 +34,7 @@ namespace cli {
 namespace {
 
 constexpr std::uint32_t kFormOfSeal = 1;
+constexpr std::uint64_t kIdPosition = 4;
 
 // A container in cached form is compact if its flag says so, and the library compares the flag with
 // a model when it fetches the model's classifier.
@@ -82,7 +83,6 @@ public:
         const Record_identity identity = {m_file.header.file_id, m_file.header.version,
                                           m_file.header.flags};
         if (package.header_checksum && *package.header_checksum != cli::checksum_of(identity)) {
-            constexpr std::uint64_t kIdPosition = 4;
             add(kIdPosition, "id, version or flags in the header are not those that were sealed");
         }
         Record_reader reader(m_file.path);
@@ -226,6 +226,9 @@ void seal_in_place(const Kc_lock& lock) {
 void check_kc_records(const Record_file& file, Record_check& check) {
     if (!file.package || !file.package->is_container || !file.index.problem.empty()) {
         return;
+    }
+    if (file.header.file_id != zandrel::detail::kKcFileId && !file.package->has_seal) {
+        check.add_content_problem(kIdPosition, "the id in the header is not that of a container");
     }
     const bool has_problems = !check.problems.empty();
     Deep_checker checker(file, check);
