@@ -461,7 +461,6 @@ private:
             Recovery_note note = {gap.offset, gap.size, {}, "", false, !is_known};
             if (m_scan.tail && gap.offset >= *m_scan.tail) {
                 note.text = "behind the last block, so of no item";
-                note.is_unsure = m_scan.is_tail_of_item && !(m_seal && !m_is_seal_broken);
             } else if (gap.is_index) {
                 note.text = "an index that cannot be read";
                 note.is_unsure = note.is_unsure && !has_size_of_block(gap);

@@ -6,6 +6,8 @@
 //   blocks are never joined or divided, so also an old index names only places where blocks begin.
 // - The last block of a whole and current index may also end before bytes that were appended to the
 //   file. For an index, an item or a hole that the index has there, its size must end in the file.
+//   If a larger block would end with the file, an item does not count: without appended bytes the
+//   last block ends there, so the item's length may have become smaller.
 // - The last block may be cut inside its padding, if the rest of the file consists of zeros or the
 //   index names the item.
 // - No block of the old index that is still there begins inside it. Otherwise its length is wrong.
@@ -265,7 +267,8 @@ private:
         const std::uint64_t end = position + size;
         Scanned_item item = {m_file.bytes(position + 2 * kWordSize, key_length), position, length};
         const bool is_named = m_index != nullptr && m_index->names(item.key, position);
-        const bool is_last = is_named && is_last_of_index(position, end);
+        const bool is_last = is_named && is_last_of_index(position, end) &&
+                             !std::has_single_bit(m_file.size() - position);
         if (!ends_well(end) && !is_cut_block(position, total, end) && !is_last) {
             return 0;
         }
@@ -276,7 +279,7 @@ private:
             return 0;
         }
         keep(std::move(item));
-        note_tail(position, end, is_last);
+        note_tail(position, end);
         return size;
     }
 
@@ -303,7 +306,7 @@ private:
         }
         close_gap();
         m_scan.holes.push_back({position, size});
-        note_tail(position, end, false);
+        note_tail(position, end);
         return size;
     }
 
@@ -360,7 +363,7 @@ private:
         if (keeps && !is_old && found.is_complete()) {
             m_scan.scanned_index = std::move(found);
         }
-        note_tail(position, end, false);
+        note_tail(position, end);
         return size;
     }
 
@@ -373,12 +376,9 @@ private:
                m_index->offset <= position && m_index->from(position + 1) == m_index->blocks.end();
     }
 
-    // Without appended bytes, the last block ends with the file. If a larger block would, too, the
-    // length of the item may be damaged instead.
-    void note_tail(std::uint64_t position, std::uint64_t end, bool is_item) {
+    void note_tail(std::uint64_t position, std::uint64_t end) {
         if (is_last_of_index(position, end)) {
             m_scan.tail = end;
-            m_scan.is_tail_of_item = is_item && std::has_single_bit(m_file.size() - position);
         }
     }
 

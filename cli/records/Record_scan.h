@@ -104,7 +104,6 @@ struct Record_scan {
     bool ends_with_block = true;             // the last block is completely in the file
     // Where bytes begin that are behind the last block of a whole and current index.
     std::optional<std::uint64_t> tail;
-    bool is_tail_of_item = false;  // they may be the end of an item whose length was changed
 };
 
 struct Scan_request {

@@ -161,7 +161,7 @@ TEST_F(RebuiltIndexTest, PartThatIsLongerThanItsItemIsNotTakenForTheItem) {
     built.bytes += std::string(300, 'x');
     m_folder.write("x", built.file_without_index());
     EXPECT_EQ(report_of("x"),
-              "x: offset 20: 316 bytes, the first of them of item \"a\": cannot be read\n"
+              "x: offset 20: 332 bytes, the first of them of item \"a\": cannot be read\n"
               "x: there is no index where the header points to\n"
               "x: no item is known to be lost, but parts could not be read\n"
               "x: rebuilt with 0 items; the old file is x.bad\n");
@@ -274,10 +274,10 @@ protected:
         return built;
     }
 
-    // Overwrites the first half of a record, as a process that is killed then.
+    // Makes a record half old and half new, as a process that is killed while it overwrites it.
     void damage_first_record() {
         std::string& record = m_items.begin()->second;
-        record.replace(0, record.size() / 2, std::string(record.size() / 2, 'x'));
+        record.replace(record.size() / 2, std::string::npos, std::string(record.size() / 2, 'x'));
     }
 
     Small_kc m_kc;

@@ -317,19 +317,18 @@ TEST_P(RecordRecoveryBlockTest, BytesBehindTheLastIndexOrHoleCostNothing) {
 }
 
 // The block of "b" has 64 bytes. With 64 more, a block of 128 bytes would end with the file, and
-// with 65 none would. The same doubt remains if the length of "b" is too small.
-TEST_P(RecordRecoveryBlockTest, LastItemIsInDoubtIfALargerBlockWouldEndWithTheFile) {
+// with 65 none would. If the length of "b" becomes 10, its block has 32 bytes.
+TEST_P(RecordRecoveryBlockTest, LastItemIsLostIfALargerBlockWouldEndWithTheFile) {
     const Built_records built = item_behind_index(GetParam());
-    EXPECT_TRUE(recover(built.bytes + std::string(64, 'y')).is_unsure);
-    EXPECT_FALSE(recover(built.bytes + std::string(65, 'y')).is_unsure);
-    EXPECT_EQ(content(built.bytes + std::string(64, 'y')), kTwo);
-
     std::string shorter = built.bytes;
     shorter.replace(built.index.at("b") + 9, 4, Built_records::number(10, 4));
-    const Record_recovery recovery = recover(shorter);
-    EXPECT_TRUE(recovery.is_unsure);
-    EXPECT_FALSE(recovery.has_loss);
-    EXPECT_EQ(checked_condition(shorter), Record_condition::kRepairable);
+    for (const std::string& bytes : {built.bytes + std::string(64, 'y'), shorter}) {
+        EXPECT_EQ(content(bytes), (Content{{"a", "one"}}));
+        EXPECT_TRUE(recover(bytes).has_loss);
+        EXPECT_EQ(checked_condition(bytes), Record_condition::kLost);
+    }
+    EXPECT_FALSE(recover(built.bytes + std::string(65, 'y')).has_loss);
+    EXPECT_EQ(checked_condition(built.bytes + std::string(65, 'y')), Record_condition::kRepairable);
 }
 
 // A stale index may name the item that was at this place before.
