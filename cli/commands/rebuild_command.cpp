@@ -26,11 +26,12 @@ not closed, this is corrected in place.
 The summary of an archive is made anew if it disagrees with the messages.
 
 If the last change of a container was not finished, some items may be from before it and others from after
-it. A line says so. A damaged container should be checked afterwards with zandrel check. A corpus file is
-checked already: missing messages and messages that cannot be read are listed.
+it. A line says so. Afterwards each record of a container and each message of a corpus file is read, and
+those that cannot be read are listed. Example: a kill while a classifier was overwritten leaves a record
+that is half old and half new. Such a container needs its back-up.
 
-Exit status: 0 nothing is lost, 1 no item is known to be lost but parts could not be read, 65 items are
-lost, or neither a record file nor a container.
+Exit status: 0 each item that is known was recovered and can be read, 1 the same, but parts of the file
+could not be read, 65 items are lost or records cannot be read, or neither a record file nor a container.
 
 Example:
   zandrel rebuild-index messages.dat)";
@@ -41,11 +42,11 @@ struct Rebuild_words {
     bool writes_json = false;
 };
 
-int status_of(const Record_recovery& recovery) {
-    if (recovery.has_loss) {
+int status_of(const Rebuilt_index& rebuilt) {
+    if (rebuilt.recovery.has_loss || !rebuilt.problems.empty()) {
         return kDataError;
     }
-    return recovery.is_unsure ? kRepairable : kSuccess;
+    return rebuilt.recovery.is_unsure ? kRepairable : kSuccess;
 }
 
 void rebuild(const Rebuild_words& words, Command_result& result) {
@@ -55,7 +56,7 @@ void rebuild(const Rebuild_words& words, Command_result& result) {
     } else {
         print_rebuilt_index(rebuilt, std::cout);
     }
-    result.status = status_of(rebuilt.recovery);
+    result.status = status_of(rebuilt);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ a file that is not a container, and replaces a container only with --replace.
 A container in cached form (train --cached N, convert --cached) can be larger than the memory: its
 file is open while it is used, with at most N statistical classifiers in memory (--cached N, default
 20). It is changed in place. A refused change leaves it as it was. After Ctrl-C it may contain a part
-of the change, and a message says so. After a kill, zandrel rebuild-index makes it usable. Others
+of the change, and a message says so. After a kill, zandrel rebuild-index recovers what is whole. Others
 cannot read it while it is changed. While it is read, a change is refused, or waits with --wait.
 
 While one process changes a container, a second one is refused, or waits with --wait. The new file has

@@ -55,7 +55,7 @@ namespace {
 
 constexpr unsigned char kMarked = 0x01;
 constexpr const char* kPartIsInFile =
-    "; the file has a part of the change, and zandrel rebuild-index makes it usable";
+    "; the file has a part of the change, and zandrel rebuild-index recovers what is whole";
 
 // A manager with the lock of its file. Unless the file was closed, nothing more is written when the
 // manager is destroyed.

@@ -206,7 +206,8 @@ void raise_as_data_error(const std::string& path) {
             throw Data_error(path,
                              "the last change of the container was not completed; zandrel "
                              "rebuild-index " +
-                                 shell_text(path) + " makes it usable (" + words_of(error) + ")");
+                                 shell_text(path) + " recovers what is whole (" + words_of(error) +
+                                 ")");
         }
         if (is<zeWorkflow>(error) && number_of(error) == kInterruption) {
             throw;

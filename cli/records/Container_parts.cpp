@@ -9,6 +9,7 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
+#include "zandrel/storage/packing.h"
 
 #include "cli/records/Item_reader.h"
 #include "cli/text/Shown_text.h"
@@ -44,13 +45,30 @@ public:
         for (const auto& [key, item] : m_items) {
             if (key != zandrel::detail::kManagerKey && key != zandrel::Kc_seal::kKey &&
                 !m_used.contains(key)) {
-                m_parts.unused.push_back(key);
+                m_parts.unused.push_back({key, words_of_unused(key, *item)});
             }
         }
         return m_parts;
     }
 
 private:
+    // A model gets its number immediately before its classifier.
+    std::string words_of_unused(const std::string& key, const Scanned_item& item) {
+        if (!m_missing_classifiers.empty() && key.size() == kWordSize && is_model(item)) {
+            std::uint32_t next = 0;
+            qtUnpackUssDiet(next, key.data());
+            ++next;
+            return m_missing_classifiers.contains(next)
+                       ? "of object " + std::to_string(next) + ", which is missing"
+                       : "of a classifier that is missing, or that no longer exists; it is kept";
+        }
+        return "of a classifier that no longer exists; it is kept, and harmless";
+    }
+
+    bool is_model(const Scanned_item& item) {
+        return reader_of(item).word() == zandrel::kStorageObjectType;
+    }
+
     // Version 1 has plain records.
     Item_reader reader_of(const Scanned_item& item) const {
         return {m_file, item, m_version >= zandrel::detail::kKcVersion};
@@ -95,6 +113,9 @@ private:
         const std::string owner = "object " + std::to_string(named.id) +
                                   ", the classifier of node " + shown_value(named.node);
         const Scanned_item* const item = used(named.id, owner);
+        if (item == nullptr) {
+            m_missing_classifiers.insert(named.id);
+        }
         if (item == nullptr || item->data_length < 2 * kWordSize) {
             return;
         }
@@ -125,6 +146,7 @@ private:
     unsigned int m_version;
     Container_parts m_parts;
     std::set<std::string> m_used;
+    std::set<std::uint32_t> m_missing_classifiers;
 };
 
 }  // namespace

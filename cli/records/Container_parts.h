@@ -12,13 +12,18 @@
 
 namespace cli {
 
+struct Unused_object {
+    std::string key;
+    std::string words;  // to which classifier it belongs
+};
+
 struct Container_parts {
     bool has_trees = false;            // the record of the trees is there
     bool are_trees_read = false;       // and could be read
     std::vector<std::string> missing;  // objects that the trees name, in words
-    // Keys of objects that neither the trees nor a classifier of the trees names. They are of
-    // classifiers that no longer exist.
-    std::vector<std::string> unused;
+    // Objects that neither the trees nor a classifier of the trees names. They are of classifiers
+    // that no longer exist, or that are missing.
+    std::vector<Unused_object> unused;
 };
 
 // Follows the trees to the classifiers and the classifiers to their models.

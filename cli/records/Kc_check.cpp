@@ -34,6 +34,8 @@ namespace cli {
 
 namespace {
 
+constexpr std::uint64_t kIdPosition = 4;
+
 // A container in cached form is compact if its flag says so, and the library compares the flag with
 // a model when it fetches the model's classifier.
 void fetch_classifiers(zeManager& manager) {
@@ -77,6 +79,11 @@ public:
         const Package_contents& package = *m_file.package;
         if (package.form != kSealForm || m_check.problems.empty()) {
             return;  // without a problem, the seal has been verified
+        }
+        const Record_identity identity = {m_file.header.file_id, m_file.header.version,
+                                          m_file.header.flags};
+        if (package.header_checksum && *package.header_checksum != cli::checksum_of(identity)) {
+            add(kIdPosition, "id, version or flags in the header are not those that were sealed");
         }
         Record_reader reader(m_file.path);
         for (std::size_t i = 0; i < m_file.index.items.size(); ++i) {
@@ -221,6 +228,9 @@ void check_kc_records(const Record_file& file, Record_check& check) {
     if (!file.package || !file.package->is_container || !file.index.problem.empty()) {
         return;
     }
+    if (file.header.file_id != zandrel::detail::kKcFileId && !file.package->has_seal) {
+        check.add_content_problem(kIdPosition, "the id in the header is not that of a container");
+    }
     const bool has_problems = !check.problems.empty();
     Deep_checker checker(file, check);
     checker.compare_with_seal();
@@ -240,6 +250,10 @@ Shared_file::Shared_file(const std::string& path) : file(read_record_file(path))
 Record_check check_file(const std::string& path) {
     const Shared_file shared(path);
     return check_all(shared.file);
+}
+
+Record_check check_locked_file(const std::string& path) {
+    return check_all(read_record_file(path));
 }
 
 Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {

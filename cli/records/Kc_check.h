@@ -40,6 +40,9 @@ struct Shared_file {
 // RAISES: what Shared_file raises.
 Record_check check_file(const std::string& path);
 
+// As check_file, but without a lock. REQUIRES: the caller has locked the file.
+Record_check check_locked_file(const std::string& path);
+
 // Checks the container of a file, and seals it if it is clean and has no seal. A package is copied,
 // and its sealed copy takes its place. A container in cached form may be too large for a copy, and
 // gets the seal as one more item: if this is interrupted, `check` reports it, and no item is lost.

@@ -84,9 +84,19 @@ void read_seal(const Record_item& item, Record_reader& reader, Package_contents&
 
 }  // namespace
 
+bool is_key_of_container(std::string_view key) {
+    return key == zandrel::detail::kManagerKey || key == Kc_seal::kKey;
+}
+
+bool is_container(const Record_file& file) {
+    return file.header.file_id == zandrel::detail::kKcFileId ||
+           std::any_of(file.index.items.begin(), file.index.items.end(),
+                       [](const Record_item& item) { return is_key_of_container(item.key); });
+}
+
 Package_contents read_package_contents(const Record_file& file, Record_reader& reader) {
     Package_contents package;
-    package.is_container = file.header.file_id == zandrel::detail::kKcFileId;
+    package.is_container = is_container(file);
     for (const Record_item& item : file.index.items) {
         package.contents.push_back(package.is_container ? contents_of(file, item, reader) : "");
         if (item.key == Kc_seal::kKey) {

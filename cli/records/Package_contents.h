@@ -4,11 +4,19 @@
 #define ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
 
 #include <string>
+#include <string_view>
 
 #include "cli/records/Record_file.h"
 #include "cli/records/Record_reader.h"
 
 namespace cli {
+
+// Returns whether only containers have an item of this key: the trees, or the seal.
+bool is_key_of_container(std::string_view key);
+
+// Returns whether the file is a container, also if the id in its header was changed: its trees or
+// its seal are in the index. REQUIRES: the header and the index have been read.
+bool is_container(const Record_file& file);
 
 // Names the contents of each item, and reads the seal. Skips damaged parts.
 // REQUIRES: a package or a container whose header, index and items have been read by `reader`.

@@ -6,10 +6,13 @@
 //   2. link "a.dat" to "a.dat.bad"      one file with two names
 //   3. rename the new file to "a.dat"   the old file has only the name "a.dat.bad"
 //
-// If step 3 fails, the second name is removed. A process that is killed between the steps leaves a
-// second name, which does no harm. A file system without such links gets a copy instead.
+// If step 3 fails, the second name is removed. Signals that end the process wait from step 2 to the
+// end of step 3. A process that is killed between the steps leaves a second name, which does no
+// harm. A file system without such links gets a copy instead. Signals do not wait while it is made,
+// and remove it.
 #include "cli/records/Rebuilt_index.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <optional>
@@ -29,6 +32,8 @@
 #include "cli/model/ending_signals.h"
 #include "cli/records/Archive_check.h"
 #include "cli/records/Corpus_records.h"
+#include "cli/records/Kc_check.h"
+#include "cli/records/Package_contents.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_text.h"
 #include "cli/records/Recovered_file.h"
@@ -56,7 +61,8 @@ void copy_to(File_window& file, int target, const Target_file& named) {
     }
 }
 
-// The second name of the old file. Unless `keep` was called, the destructor removes it.
+// The second name of the old file. Unless `keep` was called, the destructor removes it. Signals
+// wait while the object lives, except for the time of a copy.
 class Second_name {
 public:
     Second_name(const Target_file& target, File_window& file) : m_target(target) {
@@ -89,24 +95,30 @@ private:
     // Returns false if there is a file of this name.
     bool takes_name(File_window& file) {
         m_first = first_name();
+        m_held_back.emplace();
         if (::link(m_target.path().c_str(), m_path.c_str()) == 0) {
             return true;
         }
-        if (errno == EEXIST) {
+        const int reason = errno;
+        if (reason == EEXIST) {
+            m_held_back.reset();
             return false;
         }
-        const int reason = errno;
         const Descriptor copy(
             ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
         if (!copy.is_open()) {
             if (errno == EEXIST) {
+                m_held_back.reset();
                 return false;
             }
             m_path.clear();
             errno = reason;
             m_target.fail();
         }
+        const Unfinished_file unfinished(m_path.c_str());
+        m_held_back.reset();
         copy_or_remove(file, copy.number());
+        m_held_back.emplace();
         return true;
     }
 
@@ -130,6 +142,7 @@ private:
     const Target_file& m_target;
     std::string m_path;
     std::optional<std::pair<dev_t, ino_t>> m_first;
+    std::optional<Held_back_signals> m_held_back;
 };
 
 void clear_state(const Kc_lock& lock, std::uint8_t state) {
@@ -203,7 +216,8 @@ void check_corpus(const Kc_lock& lock, Record_recovery& recovery) {
 std::string words_of(const Recovery_note& note) {
     std::string words;
     if (note.size) {
-        words = std::to_string(*note.size) + (*note.size == 1 ? " byte: " : " bytes: ");
+        words = std::to_string(*note.size) + (*note.size == 1 ? " byte" : " bytes");
+        words += note.is_longer_than_item ? ", the first of them of " : ": ";
     }
     if (note.key) {
         words += "item " + shown_key(shortened(*note.key, kLongestValue)) + ": ";
@@ -236,6 +250,12 @@ std::string sentence_of(const Rebuilt_index& rebuilt) {
     const std::size_t count = rebuilt.recovery.items.size();
     return "rebuilt with " + std::to_string(count) + (count == 1 ? " item" : " items") +
            "; the old file is " + shown_file(rebuilt.old_file);
+}
+
+bool is_container(const Record_recovery& recovery) {
+    return recovery.identity.id == zandrel::detail::kKcFileId ||
+           std::any_of(recovery.items.begin(), recovery.items.end(),
+                       [](const Scanned_item& item) { return is_key_of_container(item.key); });
 }
 
 // Returns whether the file has to change, and readers may have it open. The header may be damaged,
@@ -275,6 +295,9 @@ Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait) {
             break;
     }
     check_corpus(lock, rebuilt.recovery);
+    if (is_container(rebuilt.recovery)) {
+        rebuilt.problems = check_locked_file(lock.target().path()).problems;
+    }
     return rebuilt;
 }
 
@@ -295,6 +318,12 @@ void print_rebuilt_index(const Rebuilt_index& rebuilt, std::ostream& out) {
         out << file << ": " << warning << '\n';
     }
     out << file << ": " << sentence_of(rebuilt) << '\n';
+    for (const Record_problem& problem : rebuilt.problems) {
+        out << file << ": offset " << problem.offset << ": " << problem.text << '\n';
+    }
+    if (!rebuilt.problems.empty()) {
+        out << file << ": still damaged: the container needs its back-up\n";
+    }
 }
 
 nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt) {
@@ -325,6 +354,10 @@ nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt) {
             part["key"] = shown_key(*note.key);
         }
         json["parts"].push_back(std::move(part));
+    }
+    json["problems"] = nlohmann::ordered_json::array();
+    for (const Record_problem& problem : rebuilt.problems) {
+        json["problems"].push_back({{"offset", problem.offset}, {"text", problem.text}});
     }
     return json;
 }

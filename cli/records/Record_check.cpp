@@ -17,6 +17,7 @@
 #include "cli/records/Record_check.h"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 
 #include <nlohmann/json.hpp>
@@ -182,6 +183,7 @@ private:
         std::uint64_t end = m_file.header.size();
         bool is_item_before = false;
         std::string name_before = "header";
+        std::uint64_t start_before = 0;
         for (const Block& block : blocks_of(m_file)) {
             if (block.offset > end && !m_file.header.is_package) {
                 add(end, std::to_string(block.offset - end) + " bytes belong to nothing", false);
@@ -194,12 +196,15 @@ private:
                 end = block.offset + block.size;
                 is_item_before = block.is_item;
                 name_before = block.name;
+                start_before = block.offset;
             }
         }
         m_ends_too_early = end > m_file.size;
         if (end < m_file.size && !m_file.header.is_package) {
+            // Without appended bytes, the last block ends with the file. If a larger block would,
+            // the length of the item may have become smaller.
             add(end, std::to_string(m_file.size - end) + " bytes at the end belong to nothing",
-                false);
+                is_item_before && std::has_single_bit(m_file.size - start_before));
         } else if (m_ends_too_early) {
             add(m_file.size, "the file ends inside the block of " + name_before, false);
         }

@@ -5,7 +5,6 @@
 #include <bit>
 
 #include "zandrel/persistence/Hpack.h"
-#include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/errors.h"
 #include "cli/records/Package_contents.h"
@@ -75,7 +74,7 @@ Record_index read_index(Record_reader& reader, const Record_header& header) {
         } else if (header.index_offset < header.size()) {
             index.problem = "the header points to no index";
         } else if (reader.word() != kIndexTag) {
-            index.problem = "no index stands where the header points";
+            index.problem = "no index is where the header points";
         } else {
             read_keys(reader, header.offset_width(), index);
             if (!header.is_package) {
@@ -94,7 +93,7 @@ void look_at(Record_item& item, Record_reader& reader) {
     try {
         reader.seek(item.offset);
         if (reader.word() != kItemTag) {
-            item.problem = "no item stands there";
+            item.problem = "no item is there";
         } else if (const std::uint32_t length = reader.word(); length != item.key.size()) {
             item.problem = "the item there has a key of another length";
         } else if (reader.bytes(length) != item.key) {
@@ -115,7 +114,7 @@ void look_at(Record_hole& hole, Record_reader& reader) {
     try {
         reader.seek(hole.offset);
         if (reader.word() != kHoleTag) {
-            hole.problem = "no hole stands there";
+            hole.problem = "no hole is there";
         } else if (reader.word() != std::uint64_t(1) << hole.slot) {
             hole.problem = "the hole there has another size";
         }
@@ -123,10 +122,6 @@ void look_at(Record_hole& hole, Record_reader& reader) {
         hole.problem = "the hole goes past the end of the file";
         hole.is_past_end = true;
     }
-}
-
-bool is_cached_kc(const Record_header& header) {
-    return header.is_wide && header.file_id == zandrel::detail::kKcFileId;
 }
 
 }  // namespace
@@ -156,7 +151,7 @@ Record_file read_record_file(const std::string& path) {
     for (Record_hole& hole : file.index.holes) {
         look_at(hole, reader);
     }
-    if (file.header.is_package || is_cached_kc(file.header)) {
+    if (file.header.is_package || (file.header.is_wide && is_container(file))) {
         file.package = read_package_contents(file, reader);
     }
     return file;

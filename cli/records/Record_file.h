@@ -67,10 +67,10 @@ struct Record_index {
     bool is_past_end = false;  // the file ends before the end of the index
 };
 
-// The parts that a package has, and a record file with the id of containers: the cached form of a
-// container.
+// The parts that a package has, and a container in cached form: a record file of 64-bit offsets
+// with the id, the trees or the seal of a container.
 struct Package_contents {
-    bool is_container = false;          // the id in the header is the one of containers
+    bool is_container = false;          // has the id, the trees or the seal of a container
     std::vector<std::string> contents;  // of each item, in words; same order as the items
     bool has_seal = false;              // intact or not
     std::uint64_t seal_offset = 0;      // of the item with the seal

@@ -360,7 +360,9 @@ private:
             }
             const bool is_known = are_all_keys_known();
             Recovery_note note = {gap.offset, gap.size, {}, "", false, !is_known};
-            if (gap.is_index) {
+            if (m_scan.tail && gap.offset >= *m_scan.tail) {
+                note.text = "behind the last block, so of no item";
+            } else if (gap.is_index) {
                 note.text = "an index that cannot be read";
                 note.is_unsure = note.is_unsure && !has_size_of_block(gap);
             } else if (gap.offset >= m_file.start_of_last_zeros()) {
@@ -368,6 +370,7 @@ private:
             } else {
                 note.text = "cannot be read";
                 note.key = key_of_gap(gap);
+                note.is_longer_than_item = gap.is_longer_than_item && note.key == gap.key;
             }
             add(std::move(note));
         }
@@ -444,9 +447,8 @@ private:
             m_result.has_loss = true;
             m_result.remarks.push_back("missing: " + words);
         }
-        for (const std::string& key : parts.unused) {
-            add_item(*m_kept.at(key),
-                     "of a classifier that no longer exists; it is kept, and harmless", false);
+        for (const Unused_object& unused : parts.unused) {
+            add_item(*m_kept.at(unused.key), unused.words, false);
         }
     }
 

@@ -20,8 +20,9 @@ struct Recovery_note {
     std::optional<std::uint64_t> size = {};  // missing: not known
     std::optional<std::string> key = {};     // missing: not known, or not an item
     std::string text;
-    bool is_loss = false;    // an item is known to be lost
-    bool is_unsure = false;  // an item may be lost
+    bool is_loss = false;              // an item is known to be lost
+    bool is_unsure = false;            // an item may be lost
+    bool is_longer_than_item = false;  // the part begins with the item `key`, and is longer
 };
 
 enum class File_condition {

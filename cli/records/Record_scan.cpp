@@ -4,6 +4,10 @@
 // - Its size gives an end at which another tag is, or the end of the file. The bytes of a tag that
 //   the end of the file cuts count as a tag, and so does a place where the old index has a block:
 //   blocks are never joined or divided, so also an old index names only places where blocks begin.
+// - The last block of a whole and current index may also end before bytes that were appended to the
+//   file. For an index, an item or a hole that the index has there, its size must end in the file.
+//   If a larger block would end with the file, an item does not count: without appended bytes the
+//   last block ends there, so the item's length may have become smaller.
 // - The last block may be cut inside its padding, if the rest of the file consists of zeros or the
 //   index names the item.
 // - No block of the old index that is still there begins inside it. Otherwise its length is wrong.
@@ -260,18 +264,21 @@ private:
         }
         const std::uint64_t size = block_size(m_form, total);
         const std::uint64_t end = position + size;
-        if (!ends_well(end) && !is_cut_block(position, total, end)) {
+        Scanned_item item = {m_file.bytes(position + 2 * kWordSize, key_length), position, length};
+        const bool is_named = m_index != nullptr && m_index->names(item.key, position);
+        const bool is_last = is_named && is_last_of_index(position, end) &&
+                             !std::has_single_bit(m_file.size() - position);
+        if (!ends_well(end) && !is_cut_block(position, total, end) && !is_last) {
             return 0;
         }
         if (has_block_inside(position, end)) {
             return 0;
         }
-        Scanned_item item = {m_file.bytes(position + 2 * kWordSize, key_length), position, length};
-        const bool is_named = m_index != nullptr && m_index->names(item.key, position);
         if (!is_named && hides_blocks(position, size)) {
             return 0;
         }
         keep(std::move(item));
+        note_tail(position, end);
         return size;
     }
 
@@ -292,11 +299,13 @@ private:
             std::has_single_bit(size) && size >= kLeastBlock && size <= kLargestBlock;
         const std::uint64_t end = position + size;
         if (!is_size || has_block_inside(position, end) ||
-            !(ends_well(end) || (end > m_file.size() && is_named_hole(position, size)))) {
+            !(ends_well(end) || (is_named_hole(position, size) &&
+                                 (end > m_file.size() || is_last_of_index(position, end))))) {
             return 0;
         }
         close_gap();
         m_scan.holes.push_back({position, size});
+        note_tail(position, end);
         return size;
     }
 
@@ -344,7 +353,8 @@ private:
         const std::uint64_t end = position + size;
         const bool is_cut =
             end > m_file.size() && position + found.space >= m_file.start_of_last_zeros();
-        if (!(ends_well(end) || is_cut) || has_block_inside(position, end) ||
+        const bool is_last = is_old && is_last_of_index(position, end);
+        if (!(ends_well(end) || is_cut || is_last) || has_block_inside(position, end) ||
             (!(is_old && m_index->is_complete()) && hides_blocks(position, size))) {
             return 0;
         }
@@ -352,7 +362,23 @@ private:
         if (keeps && !is_old && found.is_complete()) {
             m_scan.scanned_index = std::move(found);
         }
+        note_tail(position, end);
         return size;
+    }
+
+    // Returns whether a block is the last one of an index that is whole and current, and ends in
+    // the file. Then the bytes behind it were appended by somebody else, and need not begin with a
+    // tag.
+    bool is_last_of_index(std::uint64_t position, std::uint64_t end) const {
+        return m_index != nullptr && !m_is_stale && m_index->is_complete() &&
+               m_form != Record_form::kPackage && end < m_file.size() &&
+               m_index->offset <= position && m_index->from(position + 1) == m_index->blocks.end();
+    }
+
+    void note_tail(std::uint64_t position, std::uint64_t end) {
+        if (is_last_of_index(position, end)) {
+            m_scan.tail = end;
+        }
     }
 
     bool ends_well(std::uint64_t end) {
@@ -500,6 +526,11 @@ private:
             return;
         }
         m_gap->size = m_gap_end - m_gap->offset;
+        if (m_gap->key) {
+            const std::uint64_t size = plain_size(m_gap->key_offset);
+            m_gap->is_longer_than_item =
+                size != 0 && m_gap->key_offset == m_gap->offset && size < m_gap->size;
+        }
         if (m_scan.gaps.size() < kMostGaps) {
             m_scan.gaps.push_back(std::move(*m_gap));
         } else {

@@ -97,6 +97,8 @@ struct Scanned_gap {
     bool is_index = false;           // an index that cannot be read
     std::optional<std::string> key;  // of an item that begins here, if its key can be read
     std::uint64_t key_offset = 0;    // of this item
+    // The gap begins with this item, and its length says that it ends before the gap.
+    bool is_longer_than_item = false;
 };
 
 struct Record_scan {
@@ -109,6 +111,8 @@ struct Record_scan {
     std::uint64_t further_gaps = 0;          // the number of the others
     std::optional<Old_index> scanned_index;  // the last whole index block that was found
     bool ends_with_block = true;             // the last block is completely in the file
+    // Where bytes begin that are behind the last block of a whole and current index.
+    std::optional<std::uint64_t> tail;
 };
 
 struct Scan_request {

@@ -373,13 +373,13 @@ TEST_F(CachedKcTest, MarkedFileNamesTheCommandThatRepairsIt) {
         cli::read_kc(m_cached, nullptr);
         ADD_FAILURE() << "nothing is raised";
     } catch (const cli::Data_error& error) {
-        EXPECT_EQ(
-            std::string(error.what()),
-            m_cached +
-                ": the last change of the container was not completed; zandrel "
-                "rebuild-index '" +
-                m_cached +
-                "' makes it usable (KB index is not synchronized (Run RebuildIndex Utility))");
+        EXPECT_EQ(std::string(error.what()),
+                  m_cached +
+                      ": the last change of the container was not completed; zandrel "
+                      "rebuild-index '" +
+                      m_cached +
+                      "' recovers what is whole (KB index is not synchronized (Run RebuildIndex "
+                      "Utility))");
     }
 }
 

@@ -1,9 +1,12 @@
 #include "cli/records/Rebuilt_index.h"
 
+#include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -23,6 +26,23 @@
 #include "tests/cli/scratch_folder.h"
 #include "tests/cli/small_kc.h"
 #include "tests/storage/record_file_script.h"
+
+namespace {
+
+// Signals that were not held back when a file got a second name.
+int s_free_signals_at_link = 0;
+
+}  // namespace
+
+// Replaces the function of the C library in this program.
+extern "C" int link(const char* from, const char* to) noexcept {
+    sigset_t held_back = {};
+    sigprocmask(SIG_BLOCK, nullptr, &held_back);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        s_free_signals_at_link += sigismember(&held_back, signal) == 0 ? 1 : 0;
+    }
+    return ::linkat(AT_FDCWD, from, AT_FDCWD, to, 0);
+}
 
 namespace cli {
 
@@ -123,6 +143,30 @@ TEST_F(RebuiltIndexTest, StateThatStandsForNoChangeIsClearedInPlace) {
     expected[9] = '\x80';
     EXPECT_EQ(m_folder.content("x"), expected);
     EXPECT_THAT(m_folder.names(), ElementsAre("x"));
+}
+
+TEST_F(RebuiltIndexTest, SignalsWaitWhileTheFileHasTwoNames) {
+    m_folder.write("x", damaged(Built_form::kWide));
+    s_free_signals_at_link = 0;
+    report_of("x");
+    EXPECT_EQ(s_free_signals_at_link, 0);
+    EXPECT_THAT(m_folder.names(), ElementsAre("x", "x.bad"));
+    sigset_t held_back = {};
+    sigprocmask(SIG_BLOCK, nullptr, &held_back);
+    EXPECT_EQ(sigismember(&held_back, SIGINT), 0);
+}
+
+// The block of "a" ends before bytes that are no block, and the index may be stale.
+TEST_F(RebuiltIndexTest, PartThatIsLongerThanItsItemIsNotTakenForTheItem) {
+    Built_records built(Built_form::kWide);
+    built.add("a", "one");
+    built.bytes += std::string(300, 'x');
+    m_folder.write("x", built.file_without_index());
+    EXPECT_EQ(report_of("x"),
+              "x: offset 20: 332 bytes, the first of them of item \"a\": cannot be read\n"
+              "x: there is no index where the header points to\n"
+              "x: no item is known to be lost, but parts could not be read\n"
+              "x: rebuilt with 0 items; the old file is x.bad\n");
 }
 
 TEST_F(RebuiltIndexTest, RightsAreKept) {
@@ -257,6 +301,88 @@ TEST_F(RebuiltIndexTest, SoundContainerAndOtherFilesMayBeRead) {
     const std::string corpus = m_folder.write("x", other.file());
     const Kc_use reader_of_corpus(corpus, corpus);
     EXPECT_EQ(rebuild_index(corpus, {}).recovery.condition, File_condition::kStateOnly);
+}
+
+// The items of a container in cached form, without a seal.
+class RebuiltKcTest : public RebuiltIndexTest {
+protected:
+    RebuiltKcTest() {
+        const std::string path = m_folder.file("a.kc");
+        write_kc(path, m_kc.Manager(), false, nullptr);
+        m_items = recovered_content(path);
+        m_items.erase(zandrel::Kc_seal::kKey);
+    }
+
+    Built_records built() const {
+        Built_records built(Built_form::kWide);
+        built.id = 0x278F9D40;
+        built.flags = 0;
+        for (const auto& [key, data] : m_items) {
+            built.add(key, data);
+        }
+        return built;
+    }
+
+    // Makes a record half old and half new, as a process that is killed while it overwrites it.
+    void damage_first_record() {
+        std::string& record = m_items.begin()->second;
+        record.replace(record.size() / 2, std::string::npos, std::string(record.size() / 2, 'x'));
+    }
+
+    Small_kc m_kc;
+    Content m_items;
+};
+
+constexpr const char* kUnreadable = "item \"\\x00\\x00\\x00\\x01\" (";
+constexpr const char* kStillDamaged = "cached: still damaged: the container needs its back-up\n";
+
+TEST_F(RebuiltKcTest, RecordsOfARecoveredContainerAreRead) {
+    m_folder.write("cached", built().file_without_index());
+    const Rebuilt_index rebuilt = rebuild_index(m_folder.file("cached"), {});
+    EXPECT_TRUE(rebuilt.problems.empty());
+    EXPECT_EQ(rebuilt_index_json(rebuilt)["problems"].size(), 0U);
+}
+
+TEST_F(RebuiltKcTest, RecordThatWasOverwrittenInPartIsListedAfterARebuild) {
+    damage_first_record();
+    m_folder.write("cached", built().file_without_index());
+    const std::string report = report_of("cached");
+    EXPECT_THAT(report, testing::HasSubstr("; the old file is cached.bad\ncached: offset 20: " +
+                                           std::string(kUnreadable)));
+    EXPECT_THAT(report, testing::EndsWith(kStillDamaged));
+}
+
+TEST_F(RebuiltKcTest, RecordThatWasOverwrittenInPartIsListedAfterTheBitIsCleared) {
+    damage_first_record();
+    Built_records marked = built();
+    marked.state = 1;
+    m_folder.write("cached", marked.file());
+    const Rebuilt_index rebuilt = rebuild_index(m_folder.file("cached"), {});
+    EXPECT_EQ(rebuilt.recovery.condition, File_condition::kStateOnly);
+    ASSERT_EQ(rebuilt.problems.size(), 1U);
+    EXPECT_EQ(rebuilt.problems[0].offset, 20U);
+    EXPECT_THAT(rebuilt.problems[0].text, testing::HasSubstr(" cannot be read: "));
+    EXPECT_EQ(rebuilt_index_json(rebuilt)["problems"][0]["offset"], 20);
+    // The second run changes nothing, and the container is as damaged as before.
+    EXPECT_THAT(report_of("cached"), testing::EndsWith(kStillDamaged));
+}
+
+TEST_F(RebuiltKcTest, ContainerWithAnotherIdIsStillDamaged) {
+    Built_records other = built();
+    other.id ^= 1U;
+    m_folder.write("cached", other.file());
+    EXPECT_THAT(
+        report_of("cached"),
+        testing::HasSubstr("cached: offset 4: the id in the header is not that of a container\n"));
+}
+
+TEST_F(RebuiltKcTest, ModelOfAMissingClassifierIsNamedWithIt) {
+    ASSERT_EQ(m_items.erase(std::string("\0\0\0\2", 4)), 1U);
+    m_folder.write("cached", built().file_without_index());
+    const std::string report = report_of("cached");
+    EXPECT_THAT(report, testing::HasSubstr("item \"\\x00\\x00\\x00\\x01\": of object 2, which is "
+                                           "missing\n"));
+    EXPECT_THAT(report, testing::HasSubstr("cached: missing: object 2, the classifier of node "));
 }
 
 TEST_F(RebuiltIndexTest, MissingAndUnusedObjectsOfAContainerAreListed) {

@@ -38,7 +38,7 @@ TEST(RecordCheckTest, CompleteFileIsClean) {
 TEST(RecordCheckTest, HoleThatBeginsInsideAnItemIsReported) {
     EXPECT_EQ(
         report_of(Bytes::header() + Bytes::index(276, 284) + Bytes::item() + Bytes::hole()),
-        "x.dat: offset 284: hole of slot 4: no hole stands there\n"
+        "x.dat: offset 284: hole of slot 4: no hole is there\n"
         "x.dat: offset 284: a hole of the index begins inside item \"a\"\n"
         "x.dat: offset 308: 16 bytes at the end belong to nothing\n"
         "x.dat: repairable: no item is known to be lost, but the index has to be made anew\n");
@@ -73,11 +73,11 @@ TEST(RecordCheckTest, PositionAndKindOfDamageAreReported) {
         {Bytes::header() + Bytes::index() + Bytes::item() + Bytes::hole().substr(0, 12),
          std::string("x.dat: offset 320: the file ends inside the block of hole\n") + kRepairable},
         {Bytes::header() + Bytes::index() + Bytes::item() + std::string(16, '\0'),
-         std::string("x.dat: offset 308: hole of slot 4: no hole stands there\n"
+         std::string("x.dat: offset 308: hole of slot 4: no hole is there\n"
                      "x.dat: offset 308: 16 bytes at the end belong to nothing\n") +
              kRepairable},
         {Bytes::header() + Bytes::index() + std::string(32, '\0') + Bytes::hole(),
-         std::string("x.dat: offset 276: item \"a\": no item stands there\n"
+         std::string("x.dat: offset 276: item \"a\": no item is there\n"
                      "x.dat: offset 276: 32 bytes belong to nothing\n") +
              kLost},
         // The hole begins inside the item's block.
@@ -215,7 +215,7 @@ TEST(RecordCheckTest, DamageOfAContainerIsReported) {
         {Package::header() + item + Package::seal(2) + Package::index(),
          "x.dat: offset 38: Unknown form of seal: 2\n"},
         {Package::header() + item + Package::seal() + Package::index(38, 79),
-         "x.dat: offset 79: item \"x\": no item stands there\n"
+         "x.dat: offset 79: item \"x\": no item is there\n"
          "x.dat: offset 79: item \"x\" is not in front of the index\n"},
         {Package::header() + item + Package::seal() + big_endian(0x4A5B6C82, 4) + big_endian(2, 4) +
              Package::entry("x", 16) + Package::entry("__Seal__", 38),

@@ -165,7 +165,7 @@ TEST(RecordFileTest, DamageOfTheIndexIsReported) {
     } rows[] = {
         {Bytes::header(0, 0) + Bytes::index(), "the header points to no index"},
         {Bytes::header(0, 276) + Bytes::index() + Bytes::item(),
-         "no index stands where the header points"},
+         "no index is where the header points"},
         {Bytes::header(0, 5000) + Bytes::index(), "the index goes past the end of the file"},
         {Bytes::header() + big_endian(0x4A5B6C82, 4) + "\xFF\xFF\xFF\xFF" + std::string(99, '\0'),
          "the index goes past the end of the file"},
@@ -187,7 +187,7 @@ TEST(RecordFileTest, DamageOfAnItemIsReported) {
         std::string bytes;
         std::string expected;
     } rows[] = {
-        {before + Bytes::hole(), "no item stands there"},
+        {before + Bytes::hole(), "no item is there"},
         {before + tag + big_endian(2, 4) + "ab", "the item there has a key of another length"},
         {before + tag + big_endian(1, 4) + "b", "the item there has another key"},
         {before + tag + big_endian(1, 4) + "a" + big_endian(3, 4) + "xy",
@@ -208,7 +208,7 @@ TEST(RecordFileTest, DamageOfAHoleIsReported) {
         std::string bytes;
         std::string expected;
     } rows[] = {
-        {before + Bytes::item(), "no hole stands there"},
+        {before + Bytes::item(), "no hole is there"},
         {before + big_endian(0xDEADDEAD, 4) + big_endian(32, 4), "the hole there has another size"},
         {before + big_endian(0xDEADDEAD, 4), "the hole goes past the end of the file"},
     };
@@ -283,12 +283,12 @@ TEST(RecordDumpTest, ContainerIsWrittenAsJson) {
 
 TEST(RecordDumpTest, BinaryKeysAreShownAsBytes) {
     Record_file file;
-    file.index.items.push_back({std::string("\0\"\\z\xFF", 5), 276, 0, "no item stands there"});
+    file.index.items.push_back({std::string("\0\"\\z\xFF", 5), 276, 0, "no item is there"});
     std::ostringstream out;
     print_record_dump(file, out);
 
     EXPECT_NE(out.str().find("             276             -             -  "
-                             "\"\\x00\\\"\\\\z\\xFF\"  (no item stands there)\n"),
+                             "\"\\x00\\\"\\\\z\\xFF\"  (no item is there)\n"),
               std::string::npos)
         << out.str();
 }

@@ -1,6 +1,7 @@
 #include "cli/records/Record_recovery.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -11,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include "cli/errors.h"
+#include "cli/records/Record_check.h"
+#include "cli/records/Record_file.h"
 #include "tests/cli/built_records.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/storage/record_file_model.h"
@@ -248,6 +251,92 @@ class RecordRecoveryBlockTest : public testing::TestWithParam<Built_form> {};
 
 INSTANTIATE_TEST_SUITE_P(Forms, RecordRecoveryBlockTest,
                          testing::Values(Built_form::kWide, Built_form::kNarrow));
+
+// A file whose index is in front of its last item, "b", which has a block of 64 bytes.
+Built_records item_behind_index(Built_form form) {
+    Built_records built(form);
+    built.add("a", "one");
+    built.index["b"] = 0;
+    built.index_offset = built.bytes.size();
+    built.bytes.resize(built.index_offset +
+                       (std::size_t{1} << std::bit_width(built.index_bytes().size())));
+    built.add("b", std::string(40, 'x'));
+    built.bytes.replace(built.index_offset, built.index_bytes().size(), built.index_bytes());
+    built.file_without_index();
+    return built;
+}
+
+Record_condition checked_condition(const std::string& bytes) {
+    const Memory_file place;
+    place.fill(bytes);
+    return check_record_file(read_record_file(place.path())).condition;
+}
+
+std::string random_bytes(std::size_t count) {
+    std::mt19937 random(7);
+    std::string bytes(count, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>(random());
+    }
+    return bytes;
+}
+
+TEST_P(RecordRecoveryBlockTest, BytesBehindTheLastItemCostNothing) {
+    const std::string whole = item_behind_index(GetParam()).bytes;
+    ASSERT_EQ(recover(whole).condition, File_condition::kSound);
+    for (const std::string& tail : {std::string(300, '\0'), random_bytes(300), std::string("x")}) {
+        SCOPED_TRACE(tail.size());
+        const Record_recovery recovery = recover(whole + tail);
+        EXPECT_EQ(content(whole + tail), kTwo);
+        EXPECT_EQ(recovery.condition, File_condition::kToRebuild);
+        EXPECT_FALSE(recovery.has_loss);
+        EXPECT_THAT(notes(recovery),
+                    ElementsAre(std::to_string(whole.size()) + "+" + std::to_string(tail.size()) +
+                                " -: behind the last block, so of no item"));
+        EXPECT_EQ(checked_condition(whole + tail), Record_condition::kRepairable);
+    }
+}
+
+TEST_P(RecordRecoveryBlockTest, BytesBehindTheLastIndexOrHoleCostNothing) {
+    Built_records hole(GetParam());
+    hole.add("a", "one");
+    const std::string index_last = hole.file();
+    Built_records freed = item_behind_index(GetParam());
+    freed.free("b", 6);
+    freed.bytes.replace(freed.index_offset, freed.index_bytes().size(), freed.index_bytes());
+    for (const std::string& whole : {index_last, freed.bytes}) {
+        ASSERT_EQ(recover(whole).condition, File_condition::kSound);
+        for (const std::string& tail : {std::string(300, '\0'), random_bytes(300)}) {
+            EXPECT_THAT(notes(recover(whole + tail)),
+                        ElementsAre(std::to_string(whole.size()) +
+                                    "+300 -: behind the last block, so of no item"));
+            EXPECT_EQ(content(whole + tail), (Content{{"a", "one"}}));
+            EXPECT_EQ(checked_condition(whole + tail), Record_condition::kRepairable);
+        }
+    }
+}
+
+// The block of "b" has 64 bytes. With 64 more, a block of 128 bytes would end with the file, and
+// with 65 none would. If the length of "b" becomes 10, its block has 32 bytes.
+TEST_P(RecordRecoveryBlockTest, LastItemIsLostIfALargerBlockWouldEndWithTheFile) {
+    const Built_records built = item_behind_index(GetParam());
+    std::string shorter = built.bytes;
+    shorter.replace(built.index.at("b") + 9, 4, Built_records::number(10, 4));
+    for (const std::string& bytes : {built.bytes + std::string(64, 'y'), shorter}) {
+        EXPECT_EQ(content(bytes), (Content{{"a", "one"}}));
+        EXPECT_TRUE(recover(bytes).has_loss);
+        EXPECT_EQ(checked_condition(bytes), Record_condition::kLost);
+    }
+    EXPECT_FALSE(recover(built.bytes + std::string(65, 'y')).has_loss);
+    EXPECT_EQ(checked_condition(built.bytes + std::string(65, 'y')), Record_condition::kRepairable);
+}
+
+// A stale index may name the item that was at this place before.
+TEST_P(RecordRecoveryBlockTest, StaleIndexDoesNotProveTheLastItem) {
+    std::string bytes = item_behind_index(GetParam()).bytes;
+    bytes[9] = '\x01';
+    EXPECT_EQ(content(bytes + random_bytes(300)), (Content{{"a", "one"}}));
+}
 
 TEST_P(RecordRecoveryBlockTest, OldItemInAHoleDoesNotCount) {
     Built_records built(GetParam());

@@ -36,6 +36,31 @@ prints out 'its checksum in the seal differs, so the item is damaged'
 prints out 'broken.kc: items are lost'
 is_silent err
 
+# The process was killed while it wrote a model over the old one: the item is whole, its record is
+# not. Only the bit of the state has to be cleared.
+"$program" train half.kc train.tsv --analysis words --cached 2 >out 2>err || fail 'train --cached'
+"$program" learn half.kc train.tsv >out 2>err || fail 'learn'
+cp half.kc tail.kc
+place=$("$program" dump half.kc | awk '/statistical model, id/ { print $1; exit }')
+head -c 200 /dev/zero | dd of=half.kc bs=1 seek=$((place + 16)) conv=notrunc 2>/dev/null
+printf '\x01' | dd of=half.kc bs=1 seek=9 conv=notrunc 2>/dev/null
+expect 65 rebuild-index half.kc
+prints out 'so only the bit was cleared'
+prints out 'half.kc: still damaged: the container needs its back-up'
+expect 65 check half.kc
+expect 65 rebuild-index --json half.kc
+prints out '"problems": ['
+
+# Somebody appended bytes to a container that can be used. It loses nothing.
+"$program" classify tail.kc --column 2 train.tsv >before 2>err || fail 'classify'
+head -c 300 /dev/zero >>tail.kc
+expect 1 check tail.kc
+expect 0 rebuild-index tail.kc
+prints out '300 bytes: behind the last block, so of no item'
+expect 0 check tail.kc
+"$program" classify tail.kc --column 2 train.tsv >after 2>err || fail 'classify a rebuilt container'
+cmp -s before after || fail 'a rebuilt container has other answers'
+
 # The magic number and the index offset are gone.
 cp good.kc head.kc
 printf 'oops' | dd of=head.kc bs=1 conv=notrunc 2>/dev/null
