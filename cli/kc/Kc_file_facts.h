@@ -1,4 +1,4 @@
-// Kc_file_facts: properties of the file of a knowledge container: size, seal, Unicode flag.
+// Kc_file_facts: properties of the file of a knowledge container: size, seal and flags.
 #ifndef ZANDREL_CLI_KC_KC_FILE_FACTS_H_
 #define ZANDREL_CLI_KC_KC_FILE_FACTS_H_
 
@@ -13,6 +13,7 @@ struct Kc_file_facts {
     std::string path;
     std::uintmax_t size = 0;  // in bytes
     bool is_unicode = false;  // the flag that says that its texts are Unicode
+    bool is_compact = false;  // the flag that says that it can only classify
     bool is_sealed = false;   // has a seal; read_kc has verified that of a plain container
     Kc_form form = Kc_form::kPlain;
 };

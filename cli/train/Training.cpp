@@ -329,14 +329,17 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     Texts texts = joined(files);
     const Text_sources sources(names_of(files), texts);
     Progress(options.progress).check_interrupt();
-    change_in_place(lock, *model->manager(), [&] {
-        sources.locate_errors([&] {
-            model->train_again_and_empty(texts, options.bootstraps, options.kc_file,
-                                         options.progress,
-                                         [&] { flush_cached(lock, *model->manager()); });
-        });
-        warn_of_tree(options, *model, sources);
-    });
+    change_in_place(
+        lock, *model->manager(),
+        [&] {
+            sources.locate_errors([&] {
+                model->train_again_and_empty(texts, options.bootstraps, options.kc_file,
+                                             options.progress,
+                                             [&] { flush_cached(lock, *model->manager()); });
+            });
+            warn_of_tree(options, *model, sources);
+        },
+        "; repeat the command, since the classifiers that it did not reach are empty");
     write_model(lock, *model, options.compact, options.progress, summary);
     summary.texts = texts.size();
     leave_to_exit(model->manager());
@@ -373,7 +376,9 @@ Training_summary learn_into_kc(const Learning_options& options) {
         warn_of_blocked(options.warn, *model, sources);
         summary.texts = texts.size();
     };
-    change_in_place(lock, *model->manager(), change);
+    change_in_place(
+        lock, *model->manager(), change,
+        "; do not repeat the command, since some classifiers may have learned its texts");
     write_model(lock, *model, false, options.progress, summary);
     summary.new_labels = summary.labels - labels_before;
     leave_to_exit(model->manager());
