@@ -50,12 +50,13 @@ qtPtrLight<zeManager> read_plain(const std::string& name, const std::string& pat
     qtPtrLight<zeManager> manager(new zeManager);
     KcIoMode mode;
     mode.io_mode = KcIoMode::DIRECT_IO;
-    mode.for_classifying = for_classifying;
+    // If its id is not that of a container, Read refuses the file in the same words for each use,
+    // unless the seal is verified first.
+    const bool has_id = begins_as_kc(path);
+    mode.for_classifying = for_classifying && has_id;
     errno = 0;
     try {
-        // If the file is for classifying, Read verifies the seal. If its id is not that of a
-        // container, Read refuses it in the same words in both cases.
-        if (!for_classifying && begins_as_kc(path)) {
+        if (!for_classifying && has_id) {    // otherwise Read verifies the seal
             zandrel::Kc_seal::Verify(path);  // accepts a file without a seal
         }
         manager->Read(path, &mode, progress);
