@@ -13,9 +13,9 @@ struct Kc_file_facts {
     std::string path;
     std::uintmax_t size = 0;  // in bytes
     bool is_unicode = false;  // the flag that says that its texts are Unicode
-    bool is_compact = false;  // the flag that says that it can only classify
     bool is_sealed = false;   // has a seal; read_kc has verified that of a plain container
     Kc_form form = Kc_form::kPlain;
+    bool is_compact = false;  // the flag that says that it can only classify
 };
 
 // REQUIRES: a file that read_kc has read.
