@@ -38,11 +38,13 @@ constexpr std::size_t kMostNamed = 5;
 
 constexpr const char* kConvertNotes =
     R"(A container in cached form can be larger than the memory: zandrel help containers. The new file has the
-same contents, a seal, and version 2. KC stays as it is. A compact container stays compact.
+same contents, a seal, and version 2. KC stays as it is. A compact container stays compact. --plain and
+--cached are the form of the new file. The form of KC is found by its first bytes.
 
 Examples:
   zandrel convert shop.kc large.kc --cached
   zandrel convert large.kc shop.kc --plain --compact
+  zandrel convert large.kc shop.kc --plain --bound 5
 
 See also: zandrel help containers)";
 
@@ -252,27 +254,17 @@ void add_dump(CLI::App& options) {
     command->callback([words] { dump_options(*words); });
 }
 
-// The value of --cached without a number.
-constexpr const char* kOnlyForm = "form";
-
 struct Convert_words {
     Conversion_options options;
     bool is_plain = false;
-    std::string bound;
+    bool is_cached = false;
 };
 
-void convert(Convert_words& words, bool is_cached) {
-    if (words.is_plain == is_cached) {
+void convert(Convert_words& words) {
+    if (words.is_plain == words.is_cached) {
         throw Usage_error("give one of --plain and --cached: the form of the new container");
     }
-    words.options.form = is_cached ? Kc_form::kCached : Kc_form::kPlain;
-    if (is_cached && words.bound != kOnlyForm) {
-        const std::string error = error_of_bound(words.bound);
-        if (!error.empty()) {
-            throw Usage_error("--cached: " + error);
-        }
-        words.options.bound.given = static_cast<unsigned int>(std::stoul(words.bound));
-    }
+    words.options.form = words.is_cached ? Kc_form::kCached : Kc_form::kPlain;
     {
         Long_work work;
         words.options.progress = &work.progress();
@@ -294,18 +286,23 @@ void add_convert(CLI::App& app) {
         ->required()
         ->check(error_of_file_name)
         ->type_name("");
-    command->add_flag("--plain", words->is_plain, "The new file is read and written as a whole");
-    CLI::Option* const cached = command->add_flag(
-        std::string("--cached{") + kOnlyForm + '}', words->bound,
-        "The new file stays open while it is used; --cached=N: with N statistical classifiers of "
-        "KC in memory at a time, if KC is in cached form");
+    command->add_flag("--plain", words->is_plain, "The new file is read and written as a whole")
+        ->disable_flag_override();
+    command->add_flag("--cached", words->is_cached, "The new file stays open while it is used")
+        ->disable_flag_override();
+    command
+        ->add_option("--bound", words->options.bound.given,
+                     "Number of statistical classifiers of KC in memory at a time, if KC is in "
+                     "cached form; not given: 20")
+        ->check(error_of_bound)
+        ->type_name("N");
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
     command->add_flag("--replace", words->options.replaces,
                       "Replace the container NEW if there is one");
     add_wait_option(*command, words->options.seconds_to_wait);
     command->footer(kConvertNotes);
-    command->callback([words, cached] { convert(*words, cached->count() > 0); });
+    command->callback([words] { convert(*words); });
 }
 
 }  // namespace

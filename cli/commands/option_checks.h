@@ -44,7 +44,8 @@ void add_wait_option(CLI::App& command, double& seconds);
 // BORROWS: `bound`, which must outlive `command`.
 CLI::Option* add_bound_option(CLI::App& command, std::optional<unsigned int>& bound);
 
-// The bound of --cached. Returns the reason why a text is refused, or an empty text.
+// The bound of --cached, or of --bound of convert. Returns the reason why a text is refused, or an
+// empty text.
 std::string error_of_bound(const std::string& text);
 
 // Adds -o, for the commands that write a text (write_text).

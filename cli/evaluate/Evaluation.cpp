@@ -55,8 +55,10 @@
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
 #include "cli/kc/Corpus_analysis.h"
+#include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_header.h"
 #include "cli/kc/Stored_model.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/model/Cpu_timer.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
@@ -293,6 +295,11 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     timer.stop();
     if (options.learn_file) {
         check_can_learn(options.kc_file, *model);
+        if (is_cached(*model->manager())) {
+            work_on_container(options.kc_file, [&] {
+                for_each_stat_classifier(*model->manager(), [](const Stat_classifier&) {});
+            });
+        }
     }
     result.loading = {std::filesystem::file_size(options.kc_file), timer.seconds()};
     return model;

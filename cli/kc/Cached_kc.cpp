@@ -20,6 +20,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,10 +44,12 @@
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Descriptor.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_use.h"
 #include "cli/kc/Target_file.h"
 #include "cli/model/ending_signals.h"
+#include "cli/text/Shell_text.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
@@ -77,20 +80,11 @@ private:
     std::unique_ptr<Kc_use> m_use;
 };
 
-void check_version(const std::string& name, const std::string& path) {
-    const std::optional<Kc_header> header = read_kc_header(path);
-    if (header && is_old_cached(*header)) {
-        throw Data_error(name, "this cached container is of version " +
-                                   std::to_string(header->version) +
-                                   "; zandrel convert KC NEW --cached writes it in version 2");
-    }
-}
-
 qtPtrLight<zeManager> open_locked(const std::string& name, const std::string& path,
                                   std::unique_ptr<Kc_use> use, KcIoMode mode,
                                   CTProgress* progress) {
     zandrel::detail::Progress(progress).set_status("Reading the container");
-    check_version(name, path);
+    check_cached_version(name, path);
     qtPtrLight<zeManager> manager(new Locked_manager(std::move(use)));
     mode.io_mode = KcIoMode::CACHED_IO;
     errno = 0;
@@ -165,10 +159,21 @@ bool is_cached(const zeManager& manager) {
     return manager.ReadOnDemand() != 0;
 }
 
-void check_bound(const std::string& name, Kc_form form, const Cache_bound& bound) {
+void check_bound(const std::string& name, Kc_form form, const Cache_bound& bound,
+                 const std::string& option) {
     if (form != Kc_form::kCached && bound.given) {
-        throw Usage_error("--cached is for containers in cached form, and " + shown_file(name) +
+        throw Usage_error(option + " is for containers in cached form, and " + shown_file(name) +
                           " is a plain one");
+    }
+}
+
+void check_cached_version(const std::string& name, const std::string& path) {
+    const std::optional<Kc_header> header = read_kc_header(path);
+    if (header && header->version < kFirstUpgradedVersion && header->version > 0) {
+        throw Data_error(name, "this cached container is of version " +
+                                   std::to_string(header->version) + "; zandrel convert " +
+                                   shell_text(name) +
+                                   " NEW, with --cached or --plain, writes it in version 2");
     }
 }
 
@@ -242,6 +247,15 @@ void close_cached(const Kc_lock& lock, zeManager& manager) {
     const Held_back_signals held_back;
     flush(lock, manager, true);
     note_change(shown_file(lock.target().name()));
+    bring_changes_to_disk(lock);
+}
+
+void bring_changes_to_disk(const Kc_lock& lock) {
+    const Descriptor file(::open(lock.target().path().c_str(), O_RDONLY | O_CLOEXEC));
+    // Some file systems cannot do this.
+    if (!file.is_open() || (::fsync(file.number()) != 0 && errno != EINVAL && errno != ENOTSUP)) {
+        lock.target().fail();
+    }
 }
 
 void raise_as_write_error(const std::string& name, const zeManager& manager) {
@@ -258,7 +272,7 @@ void raise_as_write_error(const std::string& name, const zeManager& manager) {
     }
 }
 
-void end_cached_change(const Kc_lock& lock, zeManager& manager) {
+void end_cached_change(const Kc_lock& lock, zeManager& manager, const std::string& advice) {
     try {
         throw;
     } catch (const Output_error&) {
@@ -273,8 +287,9 @@ void end_cached_change(const Kc_lock& lock, zeManager& manager) {
         }
         check_name_leads_to_file(lock, manager);
         flush(lock, manager, true);
+        bring_changes_to_disk(lock);
         throw Partial_change(std::string(error.what()) + "; " + shown_file(lock.target().name()) +
-                             " contains the part of the change that was done");
+                             " contains the part of the change that was done" + advice);
     } catch (...) {
         if (is_marked(manager)) {
             drop_last_used(manager);

@@ -42,8 +42,14 @@ public:
 // Returns whether the container is open in cached form.
 bool is_cached(const zeManager& manager);
 
+// `option`: which gives the bound, for the message.
 // RAISES: Usage_error if a bound is given, but the file has another form than the cached one.
-void check_bound(const std::string& name, Kc_form form, const Cache_bound& bound);
+void check_bound(const std::string& name, Kc_form form, const Cache_bound& bound,
+                 const std::string& option = "--cached");
+
+// `name`: the file as the user named it, for messages.
+// RAISES: Data_error for a container in cached form of version 1; what read_kc_header raises.
+void check_cached_version(const std::string& name, const std::string& path);
 
 // Opens a container to read it. Nothing is written, and no other process can change the file before
 // the manager is destroyed. The seal is not verified, since that reads the whole file.
@@ -87,10 +93,14 @@ void take_place_cached(const std::string& name, Replacement_file& file, zeManage
 // Writes all changes to the file, which stays open. Does nothing for another form.
 // RAISES: Output_error.
 void flush_cached(const Kc_lock& lock, zeManager& manager);
-// Writes all changes, closes the file and notes the change (note_change). The manager has no
-// statistical classifiers afterwards.
-// RAISES: Output_error, also if the name leads to another file by now.
+// Writes all changes, closes the file, notes the change (note_change) and brings it to the disk.
+// The manager has no statistical classifiers afterwards. RAISES: Output_error, also if the name
+// leads to another file by now.
 void close_cached(const Kc_lock& lock, zeManager& manager);
+
+// Waits until the contents of a file that was changed in place are on the disk.
+// RAISES: Output_error.
+void bring_changes_to_disk(const Kc_lock& lock);
 
 // Call this in a handler of a qtX<HioErr>.
 // RAISES: Output_error if the error is a failed write to a container in cached form; otherwise the
@@ -110,15 +120,17 @@ decltype(auto) with_write_errors(const std::string& name, const zeManager& manag
 
 // Call this in a handler of an error in a change of the container. If nothing has been written,
 // the file stays as it was. Otherwise it keeps what has been done, without the classifier that was
-// being changed.
+// being changed. `advice`: the end of the message of Partial_change.
 // RAISES: Partial_change instead of an interruption after which the file has changed; Output_error
 // instead of a failed write; the same error otherwise.
-[[noreturn]] void end_cached_change(const Kc_lock& lock, zeManager& manager);
+[[noreturn]] void end_cached_change(const Kc_lock& lock, zeManager& manager,
+                                    const std::string& advice);
 
 // Does a change of a container that can write to the file before it is complete.
 // RAISES: what `work` and end_cached_change raise.
 template <class Work>
-void change_in_place(const Kc_lock& lock, zeManager& manager, Work&& work) {
+void change_in_place(const Kc_lock& lock, zeManager& manager, Work&& work,
+                     const std::string& advice = "") {
     if (!is_cached(manager)) {
         std::forward<Work>(work)();
         return;
@@ -126,7 +138,7 @@ void change_in_place(const Kc_lock& lock, zeManager& manager, Work&& work) {
     try {
         with_write_errors(lock.target().name(), manager, std::forward<Work>(work));
     } catch (...) {
-        end_cached_change(lock, manager);
+        end_cached_change(lock, manager, advice);
     }
 }
 

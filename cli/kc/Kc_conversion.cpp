@@ -72,17 +72,19 @@ void verify_seal(const std::string& path) {
     }
 }
 
-// RAISES: Output_error, also if the library refuses what it reads; Data_error.
-void write(const Conversion_options& options, zeManager& manager, bool is_unicode,
+// `facts`: of the old file. An upgrade clears the compact flag of the copy, so the flag is taken
+// from the old file too. Otherwise a compact container would learn without its statistics. RAISES:
+// Output_error, also if the library refuses what it reads; Data_error.
+void write(const Conversion_options& options, zeManager& manager, const Kc_file_facts& facts,
            Replacement_file& file) {
     zandrel::detail::Progress(options.progress).set_status("Writing the container");
     KcIoMode mode;
     mode.io_mode = options.form == Kc_form::kCached ? KcIoMode::CACHED_IO : KcIoMode::DIRECT_IO;
-    mode.compact = options.compact || manager.m_compact;
+    mode.compact = options.compact || manager.m_compact || facts.is_compact;
     errno = 0;
     try {
         file.remake([&] { manager.Write(file.path(), &mode, options.progress); });
-        if (is_unicode) {
+        if (facts.is_unicode) {
             zeManager other;
             zeIO(&other).SetUnicodeFlag(file.path(), true);
         }
@@ -102,7 +104,7 @@ void write(const Conversion_options& options, zeManager& manager, bool is_unicod
 
 void convert_kc(const Conversion_options& options) {
     const Kc_header header = read_kc_header(options.kc_file).value_or(Kc_header());
-    check_bound(options.kc_file, header.form, options.bound);
+    check_bound(options.kc_file, header.form, options.bound, "--bound");
     check_names(options);
     check_overwriting(Target_file(options.new_file), options.replaces, "convert");
     const Kc_lock lock(options.new_file, {options.seconds_to_wait, options.progress});
@@ -119,7 +121,7 @@ void convert_kc(const Conversion_options& options) {
     if (header.form == Kc_form::kCached) {
         verify_seal(options.kc_file);
     }
-    write(options, *manager, read_kc_file_facts(options.kc_file).is_unicode, file);
+    write(options, *manager, read_kc_file_facts(options.kc_file), file);
 }
 
 }  // namespace cli

@@ -20,24 +20,13 @@
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
-#include "cli/model/Engine_settings.h"
+#include "cli/kc/stat_classifiers.h"
 
 namespace cli {
 
 namespace {
 
-// The library accepts a greater resolution than the program does. The program refuses the file,
-// since the histogram of each new category would have this resolution, and the resulting file may
-// be too large to be read.
-void require_usual_resolution(const std::string& path, int resolution) {
-    const std::string problem =
-        setting_problem("LikelihoodHistogramResolution", std::to_string(resolution));
-    if (!problem.empty()) {
-        throw Data_error(path,
-                         "the container is damaged, or is of another program (" + problem + ")");
-    }
-}
-
+// In cached form the models are read later: stat_classifiers.h says where they are checked.
 void require_usual_settings(const std::string& path, const zeManager& manager) {
     require_usual_resolution(path, manager.m_defaults.likelihood_resolution);
     for (const auto& [id, object] : manager.m_objects) {
@@ -55,10 +44,13 @@ qtPtrLight<zeManager> read_plain(const std::string& name, const std::string& pat
     qtPtrLight<zeManager> manager(new zeManager);
     KcIoMode mode;
     mode.io_mode = KcIoMode::DIRECT_IO;
-    mode.for_classifying = for_classifying;
+    // If its id is not that of a container, Read refuses the file in the same words for each use,
+    // unless the seal is verified first.
+    const bool has_id = begins_as_kc(path);
+    mode.for_classifying = for_classifying && has_id;
     errno = 0;
     try {
-        if (!for_classifying) {              // otherwise Read verifies the seal
+        if (!for_classifying && has_id) {    // otherwise Read verifies the seal
             zandrel::Kc_seal::Verify(path);  // accepts a file without a seal
         }
         manager->Read(path, &mode, progress);
@@ -167,7 +159,9 @@ qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress, const C
     if (form_of(path) == Kc_form::kPlain) {
         return read(lock.target().name(), path, false, bound, progress);
     }
-    return open_cached_to_change(lock, bound, progress);
+    qtPtrLight<zeManager> manager = open_cached_to_change(lock, bound, progress);
+    require_usual_settings(lock.target().name(), *manager);
+    return manager;
 }
 
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {

@@ -21,6 +21,7 @@ namespace {
 
 void set_flags(unsigned char flags, Kc_file_facts& facts) {
     facts.is_unicode = (flags & zandrel::detail::kKcUnicode) != 0;
+    facts.is_compact = (flags & zandrel::detail::kKcCompact) != 0;
 }
 
 void read_plain(Kc_file_facts& facts) {

@@ -1,4 +1,4 @@
-// Kc_file_facts: properties of the file of a knowledge container: size, seal, Unicode flag.
+// Kc_file_facts: properties of the file of a knowledge container: size, seal and flags.
 #ifndef ZANDREL_CLI_KC_KC_FILE_FACTS_H_
 #define ZANDREL_CLI_KC_KC_FILE_FACTS_H_
 
@@ -15,6 +15,7 @@ struct Kc_file_facts {
     bool is_unicode = false;  // the flag that says that its texts are Unicode
     bool is_sealed = false;   // has a seal; read_kc has verified that of a plain container
     Kc_form form = Kc_form::kPlain;
+    bool is_compact = false;  // the flag that says that it can only classify
 };
 
 // REQUIRES: a file that read_kc has read.

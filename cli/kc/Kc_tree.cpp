@@ -257,6 +257,7 @@ void add_node(zeManager& manager, const std::string& path, const Node_attributes
     check_threshold(tree, node);
     const Compact_guard guard(manager, {Edit::Add, node});
     check_before(manager, guard, [&] { tree.VerifyAdd(node); });
+    require_usual_model(manager, node.parent);
     tree.AddLogicalNode(node);
     guard.check();
 }
@@ -280,6 +281,9 @@ void change_node(zeManager& manager, const std::string& path, const Node_attribu
     apply(attributes, type_before, node);
     const Compact_guard guard(manager, {Edit::Change, node});
     check_before(manager, guard, [&] { tree.VerifyChange(node); });
+    if (node.type != type_before && node.parent != 0) {
+        require_usual_model(manager, node.parent);  // it may get the categories below the node
+    }
     tree.ChangeLogicalNode(node);
     guard.check();
 }
@@ -308,6 +312,7 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
         tree.MoveLogicalNode(id, target);  // changes no classifier
         return;
     }
+    require_usual_model(manager, target);
     const Compact_guard guard(manager, {Edit::Move, tree.GetNode(id), target});
     std::optional<Forgetting_guard> lessons;
     if (!may_forget) {

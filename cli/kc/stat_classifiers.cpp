@@ -13,9 +13,20 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "cli/errors.h"
+#include "cli/model/Engine_settings.h"
+
 namespace cli {
 
 namespace {
+
+// `matcher`: may be null.
+void require_usual(const zeManager& manager, const zeStat_matcher* matcher) {
+    if (manager.ReadOnDemand() != 0 && matcher != nullptr) {
+        require_usual_resolution(manager.m_io->CacheFile().str(),
+                                 matcher->m_storage->m_likelihood_resolution);
+    }
+}
 
 // The classifier of a node for a short time. If it was not in memory before, and has not been
 // changed, the destructor drops it.
@@ -25,7 +36,9 @@ public:
         : m_manager(manager),
           m_node(node),
           m_leaves(manager.ReadOnDemand() != 0 && node->m_classifier == nullptr),
-          m_matcher(dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {}
+          m_matcher(dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node))) {
+        require_usual(manager, m_matcher);
+    }
 
     Short_stay(const Short_stay&) = delete;
     Short_stay& operator=(const Short_stay&) = delete;
@@ -47,6 +60,22 @@ private:
 };
 
 }  // namespace
+
+void require_usual_resolution(const std::string& file, int resolution) {
+    const std::string problem =
+        setting_problem("LikelihoodHistogramResolution", std::to_string(resolution));
+    if (!problem.empty()) {
+        throw Data_error(file,
+                         "the container is damaged, or is of another program (" + problem + ")");
+    }
+}
+
+void require_usual_model(const zeManager& manager, unsigned int parent) {
+    if (manager.ReadOnDemand() != 0) {
+        require_usual(manager, dynamic_cast<const zeStat_matcher*>(
+                                   manager.m_logical_tree->GetRealParent(parent)));
+    }
+}
 
 void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit) {
     const zeLogicalTree& tree = *manager.m_logical_tree;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 class zeManager;
@@ -20,6 +21,19 @@ struct Stat_classifier {
 };
 
 using Stat_visit = std::function<void(const Stat_classifier& classifier)>;
+
+// The library accepts a greater resolution than the program does. The program refuses the file,
+// since the histogram of each new category would have this resolution, and the resulting file may
+// be too large to be read. In cached form a model is in memory only when it is needed, so it is
+// checked when the two functions below visit it, and before it gets a category.
+// RAISES: Data_error.
+void require_usual_resolution(const std::string& file, int resolution);
+
+// Checks the statistical model, if there is one, that decides about the children of a node. Call
+// this before a node is added there. Does nothing for another form than the cached one, since all
+// models have been checked when the file was read.
+// RAISES: Data_error.
+void require_usual_model(const zeManager& manager, unsigned int parent);
 
 // Calls `visit` with each statistical classifier of the logical tree, by ascending id. In cached
 // form the matcher may be gone after the call. A classifier that was not in memory before, and that

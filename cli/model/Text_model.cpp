@@ -302,6 +302,10 @@ void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool b
                                        const std::string& name, CTProgress* progress,
                                        const std::function<void()>& cleared) {
     check_labels(texts, name);
+    if (m_manager->ReadOnDemand() != 0) {
+        // All models are checked before the first one is cleared.
+        for_each_stat_classifier(*m_manager, [](const Stat_classifier&) {});
+    }
     train_with(texts, bootstraps, progress, [&] {
         m_workflow->clear_statistics(nullptr, nullptr);
         if (cleared) {
@@ -475,6 +479,7 @@ bool Text_model::knows(std::string_view label) const {
 }
 
 void Text_model::add_label(std::string_view label) {
+    require_usual_model(*m_manager, zandrel::kRootId);
     add_node(zandrel::kRootId, label, ZE_LEAF);
 }
 

@@ -19,6 +19,7 @@
 #include "zandrel/persistence/Kc_steps.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Replacement_file.h"
@@ -220,6 +221,7 @@ void seal_in_place(const Kc_lock& lock) {
     lock.check_unchanged();
     seal(lock.target().name(), lock.target().path());
     note_change(shown_file(lock.target().name()));
+    bring_changes_to_disk(lock);
 }
 
 }  // namespace
@@ -260,6 +262,9 @@ Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {
     const Record_file file = read_record_file(path);
     if (!file.package || !file.package->is_container) {
         throw Data_error(path, "only a knowledge container can be sealed");
+    }
+    if (is_cached_kc(file)) {
+        check_cached_version(path, path);
     }
     const Kc_lock lock(path, wait);
     std::optional<Kc_use> use;

@@ -47,8 +47,9 @@ Record_check check_locked_file(const std::string& path);
 // and its sealed copy takes its place. A container in cached form may be too large for a copy, and
 // gets the seal as one more item: if this is interrupted, `check` reports it, and no item is lost.
 // Returns the check, whose `is_sealed_now` says whether the file has been sealed.
-// RAISES: what read_record_file raises; Data_error if the file is no container; what Kc_lock,
-// Kc_use and Replacement_file raise; Output_error if the seal cannot be written.
+// RAISES: what read_record_file raises; Data_error if the file is no container, or one of version 1
+// in cached form; what Kc_lock, Kc_use and Replacement_file raise; Output_error if the seal cannot
+// be written.
 Record_check check_and_seal(const std::string& path, const Lock_wait& wait = {});
 
 }  // namespace cli

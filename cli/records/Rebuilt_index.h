@@ -43,8 +43,8 @@ void print_rebuilt_index(const Rebuilt_index& rebuilt, std::ostream& out);
 // unless rebuilt), `items`, their number, `lost` (some items are known to be lost), `unsure` (items
 // may be lost), `remarks`, a list of texts, `further_parts`, the number of parts that are not in
 // the list because there are too many, and `parts`, a list of objects of `offset`, `size`, `key`,
-// `text` and `lost`. If a size or key is not known, it is null. Also `problems`, a list of objects of
-// `offset` and `text`.
+// `text` and `lost`. If a size or key is not known, it is null. Also `problems`, a list of objects
+// of `offset` and `text`.
 nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt);
 
 }  // namespace cli

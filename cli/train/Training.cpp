@@ -362,14 +362,17 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     check_analysis(data.texts, options.kc_file, model->analysis(), options.analysis);
     const Text_sources sources(data.names, data.texts);
     Progress(options.progress).check_interrupt();
-    change_in_place(lock, *model->manager(), [&] {
-        sources.locate_errors([&] {
-            model->train_again_and_empty(data.texts, options.bootstraps, options.kc_file,
-                                         options.progress,
-                                         [&] { flush_cached(lock, *model->manager()); });
-        });
-        warn_of_tree(options, *model, sources);
-    });
+    change_in_place(
+        lock, *model->manager(),
+        [&] {
+            sources.locate_errors([&] {
+                model->train_again_and_empty(data.texts, options.bootstraps, options.kc_file,
+                                             options.progress,
+                                             [&] { flush_cached(lock, *model->manager()); });
+            });
+            warn_of_tree(options, *model, sources);
+        },
+        "; repeat the command, since the classifiers that it did not reach are empty");
     write_model(lock, *model, options.compact, options.progress, summary);
     summary.texts = data.texts.size();
     leave_to_exit(model->manager());
@@ -409,7 +412,9 @@ Training_summary learn_into_kc(const Learning_options& options) {
         warn_of_blocked(options.warn, *model, sources);
         summary.texts = texts.size();
     };
-    change_in_place(lock, *model->manager(), change);
+    change_in_place(
+        lock, *model->manager(), change,
+        "; do not repeat the command, since some classifiers may have learned its texts");
     write_model(lock, *model, false, options.progress, summary);
     summary.new_labels = summary.labels - labels_before;
     leave_to_exit(model->manager());

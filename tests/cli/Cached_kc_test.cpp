@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -21,16 +22,21 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 #include "cli/errors.h"
+#include "cli/evaluate/Evaluation.h"
 #include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_conversion.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_file_facts.h"
 #include "cli/kc/Kc_tree.h"
 #include "cli/kc/Kc_tree_view.h"
 #include "cli/kc/Kc_use.h"
 #include "cli/kc/Stored_model.h"
+#include "cli/kc/stat_classifiers.h"
 #include "cli/model/Text_model.h"
 #include "cli/train/Training.h"
 #include "tests/cli/scratch_folder.h"
@@ -67,6 +73,11 @@ std::map<std::string, int> messages_of(const std::string& path) {
         messages[line.name] = line.messages.value_or(-1);
     }
     return messages;
+}
+
+// Visits all statistical classifiers.
+void visit_classifiers_of(const std::string& path) {
+    cli::for_each_stat_classifier(*cli::read_kc(path, nullptr), [](const cli::Stat_classifier&) {});
 }
 
 // root - warm - red, yellow
@@ -129,7 +140,10 @@ TEST_F(CachedKcTest, InterruptedLearningLeavesEachClassifierWithAllTextsOrNone) 
             has_ended = true;
         } catch (const cli::Partial_change& error) {
             EXPECT_THAT(error.what(), HasSubstr("Process interrupted; "));
-            EXPECT_THAT(error.what(), HasSubstr("contains the part of the change that was done"));
+            EXPECT_THAT(error.what(),
+                        HasSubstr("contains the part of the change that was done; do not repeat "
+                                  "the command, since some classifiers may have learned its "
+                                  "texts"));
             ++partial;
         } catch (const qtX<zeWorkflow>& error) {
             EXPECT_EQ(error.number(), 2);
@@ -170,7 +184,10 @@ TEST_F(CachedKcTest, InterruptedTrainingOfAKeptTreeCanBeRepeated) {
         try {
             train(&progress);
             break;
-        } catch (const cli::Partial_change&) {
+        } catch (const cli::Partial_change& error) {
+            EXPECT_THAT(error.what(),
+                        HasSubstr("that was done; repeat the command, since the classifiers that "
+                                  "it did not reach are empty"));
             ++partial;
         } catch (const qtX<zeWorkflow>&) {
             EXPECT_EQ(bytes_of(m_cached), before) << question;
@@ -342,12 +359,27 @@ TEST_F(CachedKcTest, ConversionOfVersionOneUpgradesACopy) {
     }
 }
 
+// The upgrade of the copy clears its flag.
+TEST_F(CachedKcTest, CompactContainerOfVersionOneStaysCompactWhenItIsConverted) {
+    Kc_items items = shared_leaf_kc_v1(3);
+    const std::string converted = m_folder.file("converted.kc");
+    for (const bool is_compact : {false, true}) {
+        items.flags = is_compact ? 0x08 : 0x00;
+        std::ofstream(m_cached, std::ios::binary) << cached_v1(items);
+        for (const cli::Kc_form form : {cli::Kc_form::kPlain, cli::Kc_form::kCached}) {
+            Convert(m_cached, converted, form);
+            EXPECT_EQ(cli::read_kc_file_facts(converted).is_compact, is_compact);
+            EXPECT_EQ(cli::read_kc(converted, nullptr)->m_compact, is_compact);
+        }
+    }
+}
+
 TEST_F(CachedKcTest, FileOfVersionOneIsNotOpened) {
     std::ofstream(m_cached, std::ios::binary) << cached_v1(News_kc_v1::items());
     const std::string before = bytes_of(m_cached);
     const std::string wanted = m_cached +
-                               ": this cached container is of version 1; zandrel convert KC NEW "
-                               "--cached writes it in version 2";
+                               ": this cached container is of version 1; zandrel convert '" +
+                               m_cached + "' NEW, with --cached or --plain, writes it in version 2";
     try {
         cli::read_kc(m_cached, nullptr);
         ADD_FAILURE() << "nothing is raised";
@@ -361,6 +393,74 @@ TEST_F(CachedKcTest, FileOfVersionOneIsNotOpened) {
         EXPECT_EQ(error.what(), wanted);
     }
     EXPECT_EQ(bytes_of(m_cached), before);
+}
+
+// The histogram of a new category would take 2 gigabytes: 2^22 * 30 bins of 16 bytes.
+TEST_F(CachedKcTest, UnusualResolutionOfAModelIsRefusedBeforeTheModelIsUsed) {
+    cli::edit_kc(
+        m_cached, {},
+        [](qtPtrLight<zeManager>& manager) {
+            zeNode* const node = manager->m_logical_tree->FindNodeByPath("root/cold").physical_node;
+            auto* const matcher =
+                dynamic_cast<zeStat_matcher*>(manager->m_physical_tree->get_classifier(node));
+            zeStat_storage& storage = *matcher->m_storage;
+            storage.complete();
+            storage.m_likelihood_resolution = 1 << 22;
+            for (const auto& profile : storage.m_profiles) {
+                profile->m_bins.clear();
+            }
+            storage.m_dirty = true;
+            return true;
+        },
+        {2});
+    const std::string before = bytes_of(m_cached);
+    const auto edit = [this](const std::function<void(zeManager & manager)>& change) {
+        cli::edit_kc(m_cached, {},
+                     [&change](qtPtrLight<zeManager>& manager) {
+                         cli::Deferred_writes writes(*manager);
+                         change(*manager);
+                         writes.commit();
+                         return true;
+                     },
+                     {2});
+    };
+    cli::Training_options training;
+    training.kc_file = m_cached;
+    training.data_files = {m_data};
+    training.keeps_tree = true;
+    training.bound.given = 1;
+    cli::Learning_options learning = LearnOptions(1, nullptr);
+    learning.warn = [](const std::string&) {};
+    cli::Evaluation_options evaluation;
+    evaluation.kc_file = m_cached;
+    evaluation.test_file = m_data;
+    evaluation.learn_file = m_more;
+    const std::vector<std::function<void()>> uses = {
+        [&] { edit([](zeManager& manager) { cli::add_node(manager, "root/cold/new", {}); }); },
+        [&] {
+            edit([](zeManager& manager) {
+                cli::move_node(manager, "root/warm/red", "root/cold", true);
+            });
+        },
+        [&] { cli::train_kc(training); },
+        [&] { cli::learn_into_kc(learning); },
+        [&] { cli::evaluate(evaluation); },
+        [&] { visit_classifiers_of(m_cached); },
+    };
+    for (std::size_t i = 0; i < uses.size(); ++i) {
+        try {
+            uses[i]();
+            ADD_FAILURE() << i << ": nothing is raised";
+        } catch (const cli::Data_error& error) {
+            EXPECT_EQ(std::string(error.what()),
+                      m_cached +
+                          ": the container is damaged, or is of another program (bad value "
+                          "for LikelihoodHistogramResolution: \"4194304\" is not between 1 "
+                          "and 1000)")
+                << i;
+        }
+        EXPECT_EQ(bytes_of(m_cached), before) << i;
+    }
 }
 
 TEST_F(CachedKcTest, MarkedFileNamesTheCommandThatRepairsIt) {

@@ -24,6 +24,7 @@
 #include "tests/cli/kc_forms.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/kc_file.h"
+#include "tests/support/kc_v1.h"
 #include "tests/support/news_desk.h"
 
 namespace cli {
@@ -577,6 +578,23 @@ TEST(KcCheckFormTest, CachedContainerOfVersionOneIsCheckedAndNotChanged) {
         write_kc_items(damaged, form, path);
         EXPECT_THAT(report(check_file(path)), HasSubstr("id 1, at "));
     }
+}
+
+// A seal would be one more item of version 1.
+TEST(KcCheckTest, CachedContainerOfVersionOneIsNotSealed) {
+    const Scratch_folder folder;
+    const std::string before = cached_v1(News_kc_v1::items());
+    const std::string path = folder.write("a.kc", before);
+    try {
+        check_and_seal(path);
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const Data_error& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  path + ": this cached container is of version 1; zandrel convert '" + path +
+                      "' NEW, with --cached or --plain, writes it in version 2");
+    }
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), before);
 }
 
 }  // namespace

@@ -179,6 +179,25 @@ TEST(KcFileTest, FileThatCannotBeOpenedRaises) {
               "cannot read " + below_a_file + ": Not a directory");
 }
 
+// The seal does not match either, but the id is in the first bytes.
+TEST(KcFileTest, SealedFileWithAnotherIdIsNamedInTheSameWordsForEachUse) {
+    const Scratch_folder folder;
+    const std::string path = folder.file("a.kc");
+    write_kc(path, *trained(), false, nullptr);
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(4);  // behind the magic
+    file.put('X');
+    file.close();
+
+    EXPECT_EQ(error_of_reading<Data_error>(path), path + ": Not a kc file");
+    try {
+        read_kc_to_classify(path, nullptr);
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const Data_error& error) {
+        EXPECT_EQ(std::string(error.what()), path + ": Not a kc file");
+    }
+}
+
 TEST(KcFileTest, FileThatIsNoContainerRaises) {
     const Scratch_folder folder;
     const std::string path = folder.write("a.kc", "sport\tgoal match of the day\n");

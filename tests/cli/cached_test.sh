@@ -66,10 +66,11 @@ for arguments in 'classify KC texts' 'explain KC texts' 'evaluate KC test.tsv' '
     'options dump KC' 'options set KC ClipValue=2' 'tree rename KC root/g0 x' 'convert KC new.kc'; do
     sum=$(md5sum <plain.kc)
     option='--cached 5'
-    [[ $arguments != convert* ]] || option=--cached=5
+    [[ $arguments != convert* ]] || option='--plain --bound 5'
     # shellcheck disable=SC2086  # the words of the arguments
     expect 64 ${arguments/KC/plain.kc} $option
-    prints err '--cached is for containers in cached form, and plain.kc is a plain one'
+    option=${option#--plain }
+    prints err "${option% 5} is for containers in cached form, and plain.kc is a plain one"
     is_unchanged plain.kc
 done
 expect 64 evaluate --train train.tsv --test test.tsv --cached 3
@@ -236,7 +237,9 @@ expect 0 convert compact.kc f.kc --plain
 cmp -s -n $(($(stat -c %s e.kc) - 1500)) e.kc f.kc || fail "$command: another compact container"
 expect 0 info f.kc
 prints out 'compact             yes'
-expect 0 convert compact.kc g.kc --cached=1
+expect 0 convert compact.kc g.kc --cached --bound 1
+expect 0 convert c.kc d.kc --plain --bound 3 --replace
+same_container plain.kc d.kc
 for name in e.kc f.kc compact.kc g.kc; do
     expect 0 classify $name texts
     [[ $name == e.kc ]] && cp out wanted
@@ -258,8 +261,12 @@ expect 65 convert plain.kc texts --cached --replace
 prints err 'texts: this is no knowledge container, and convert replaces no other file'
 expect 65 convert texts new.kc --cached
 expect 66 convert none.kc new.kc --cached
-expect 64 convert cached.kc new.kc --cached=0
-prints err "--cached: '0' is no number of classifiers"
+expect 64 convert cached.kc new.kc --cached --bound 0
+prints err "--bound: '0' is no number of classifiers from 1 to 1000000000"
+for option in '--cached 20' --cached=20 --cached=form --plain=1 --cached=false; do
+    # shellcheck disable=SC2086  # the option and its value
+    expect 64 convert cached.kc new.kc $option
+done
 [[ ! -e new.kc ]] || fail "$command: new.kc exists"
 [[ -z $(find . -name '.*kc*') ]] || fail "$command: hidden files are left"
 # The flag that says that the texts are Unicode is bit 0x80 of the flags, which the seal leaves out.
@@ -313,6 +320,28 @@ printf 'delivery\twhere is it\n' >&7
 exec 7>&-
 wait $change || fail "learn from a pipe"
 expect 0 classify b.kc texts
+
+# --- a full disk ---
+
+cp cached.kc b.kc
+(
+    trap '' XFSZ
+    ulimit -f $(($(stat -c %s b.kc) / 2048))  # no place behind the first half
+    expect 74 learn b.kc more.tsv --add-categories --cached 1
+    is err "zandrel: cannot write b.kc: File too large; the file has a part of the change, and zandrel \
+rebuild-index makes it usable"
+    ((failures == 0))
+) || failures=$((failures + 1))
+sum=$(md5sum <b.kc)
+expect 65 classify b.kc texts
+prints err 'the last change of the container was not completed; zandrel rebuild-index '
+is_unchanged b.kc
+"$program" rebuild-index b.kc >out 2>err
+status=$?
+((status == 0 || status == 1)) || fail "rebuild-index after a full disk: exit status $status"
+expect 0 check b.kc
+expect 0 classify b.kc texts
+rm -f b.kc.bad
 
 # --- files that need another command ---
 

@@ -159,9 +159,10 @@ expect 0 info a.kc
 exec 9>&-
 rm pipe
 
+refused_flush=REFUSE_FOLDER_FLUSH
 without_flush() {
     # The runtime of the sanitizers demands to be loaded first. This order does not matter here.
-    env LD_PRELOAD="$refusals" REFUSE_FOLDER_FLUSH=1 ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
+    env LD_PRELOAD="$refusals" "$refused_flush=1" ASAN_OPTIONS="verify_asan_link_order=0:${ASAN_OPTIONS-}" \
         "$program" "$@" >out 2>err
 }
 cp first.kc a.kc
@@ -172,6 +173,22 @@ for arguments in 'learn a.kc more.tsv' 'train a.kc more.tsv --replace' 'tree add
     'options load a.kc new.options'; do
     command="zandrel $arguments, with a folder that cannot be flushed"
     [[ $arguments != 'tree move'* ]] || "$program" tree set a.kc root/food --type stat >out 2>err
+    cp a.kc before
+    # shellcheck disable=SC2086  # The words are the arguments.
+    without_flush $arguments
+    status=$?
+    ((status == 3)) || fail "$command: exit status $status, not 3"
+    is err "zandrel: cannot write a.kc: Input/output error"$'\n'"$changed"
+    ! cmp -s a.kc before || fail "$command: not changed"
+done
+is_left_with a.kc first.kc
+
+# A container in cached form is changed in place, and brought to the disk at the end.
+refused_flush=REFUSE_FILE_FLUSH
+"$program" convert first.kc a.kc --cached --replace >out 2>err || fail 'convert a.kc --cached'
+for arguments in 'learn a.kc more.tsv' 'check --seal a.kc' 'tree add a.kc root/x' \
+    'options set a.kc ClipValue=2'; do
+    command="zandrel $arguments, in cached form, with a file that cannot be flushed"
     cp a.kc before
     # shellcheck disable=SC2086  # The words are the arguments.
     without_flush $arguments
