@@ -41,6 +41,7 @@
 
 #include "cli/archive/Archive_file.h"
 #include "cli/errors.h"
+#include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_file.h"
 #include "cli/kc/Replacement_file.h"

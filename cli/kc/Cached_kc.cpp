@@ -169,7 +169,7 @@ void check_bound(const std::string& name, Kc_form form, const Cache_bound& bound
 
 void check_cached_version(const std::string& name, const std::string& path) {
     const std::optional<Kc_header> header = read_kc_header(path);
-    if (header && header->version < kFirstUpgradedVersion && header->version > 0) {
+    if (header && is_old_cached(*header)) {
         throw Data_error(name, "this cached container is of version " +
                                    std::to_string(header->version) + "; zandrel convert " +
                                    shell_text(name) +

@@ -206,7 +206,7 @@ void make_version_1(zeSmlArchive& archive, const qtString& path) {
     Hreclaim<Hfile64> file;
     std::remove(path.c_str());
     file.Open(path, true, false);
-    file.SetFileID(kArchiveFileId, 1, 0);
+    file.SetFileID(zandrel::detail::kArchiveFileId, 1, 0);
     for (const unsigned int number : numbers(archive)) {
         zeMsg msg;
         archive.ReadSml(number, msg, true);
@@ -262,7 +262,7 @@ TEST_F(ArchiveCheckTest, OtherFilesAreNoArchives) {
     EXPECT_FALSE(read_archive_header(m_folder.write("short", "x")));
     EXPECT_FALSE(read_archive_header(m_folder.write("text", "a text of some bytes")));
     EXPECT_THROW(read_archive_header(m_folder.file("missing")), Input_error);
-    m_archive.archive_file->SetFileID(kArchiveFileId, 3, 0);
+    m_archive.archive_file->SetFileID(zandrel::detail::kArchiveFileId, 3, 0);
     write();
     EXPECT_THROW(Archive_to_read(path().str()), Data_error);
 }
