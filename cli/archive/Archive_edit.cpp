@@ -91,6 +91,11 @@ std::vector<Read_file> read_files(const Archive_target& target, const Added_file
     std::vector<Read_file> files;
     for (const std::string& path : added.data_files) {
         check_is_no_kc(path);
+        if (!is_standard_input(path) && is_corpus_file(path)) {
+            throw Data_error(input_name(path),
+                             "this is a corpus file; zandrel corpus export writes its messages as "
+                             "JSON lines, which archive add reads");
+        }
         files.push_back(
             {input_name(path), read_labelled_file(path, added.skips_bad_lines ? &skipped : nullptr,
                                                   Columns::kText, added.longest_line, added.form)});

@@ -138,8 +138,9 @@ private:
         }
         const Stored_corpus corpus(target.name(), 0);
         m_summary.is_upgraded = corpus.version() == zeCacheCorpus::kPlainVersion;
-        // The upgrade would stop at a message that cannot be read, and not name it.
-        for (std::size_t i = 0; m_summary.is_upgraded && i < corpus.size(); ++i) {
+        // New messages get the numbers from the count of the old ones on. If one of the old ones is
+        // missing, the last of them has such a number, and would be overwritten.
+        for (std::size_t i = 0; i < corpus.size(); ++i) {
             m_steps.check_interrupt();
             corpus.stored(i);
         }

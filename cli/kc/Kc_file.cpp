@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <system_error>
 
@@ -45,13 +46,13 @@ qtPtrLight<zeManager> read_plain(const std::string& name, const std::string& pat
     KcIoMode mode;
     mode.io_mode = KcIoMode::DIRECT_IO;
     // If its id is not that of a container, Read refuses the file in the same words for each use,
-    // unless the seal is verified first.
-    const bool has_id = begins_as_kc(path);
-    mode.for_classifying = for_classifying && has_id;
+    // unless the seal is verified first. A file that cannot be read here is verified.
+    const bool has_other_id = std::ifstream(path).good() && !begins_as_kc(path);
+    mode.for_classifying = for_classifying && !has_other_id;
     errno = 0;
     try {
-        if (!for_classifying && has_id) {    // otherwise Read verifies the seal
-            zandrel::Kc_seal::Verify(path);  // accepts a file without a seal
+        if (!for_classifying && !has_other_id) {  // otherwise Read verifies the seal
+            zandrel::Kc_seal::Verify(path);       // accepts a file without a seal
         }
         manager->Read(path, &mode, progress);
     } catch (const qtxAll&) {

@@ -328,7 +328,7 @@ TEST_F(zeLogicalTreeCachedTest, EditsOfACompactContainerAreAllowedAsInMemory) {
         kc.manager.m_compact = true;
         for (unsigned int id = root; id <= dogs; ++id) {
             for (unsigned int target = root; target <= dogs; ++target) {
-                for (const unsigned char type : {ZE_LEAF, ZE_STAT}) {
+                for (const auto type : {ZE_LEAF, ZE_STAT}) {
                     zandrel::Tree_edit edit;
                     edit.new_parent = target;
                     for (const auto kind :

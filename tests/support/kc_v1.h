@@ -132,7 +132,7 @@ inline void write_tree(Kc_record& record, const std::vector<V1_logical_node>& no
         if (version == 1) {
             record.byte(node.is_scored ? 1 : 0).f32(kV1Threshold);
         } else {
-            record.byte(node.is_scored ? 0 : 1).f64(kV1Threshold);
+            record.byte(node.is_scored ? 0 : 1).f64(static_cast<double>(kV1Threshold));
         }
         record.text("note of").text(node.category);
     }
@@ -227,7 +227,7 @@ private:
                               unsigned int type, unsigned int classifier, unsigned int id,
                               const std::vector<unsigned int>& children, unsigned int parent) {
         record.text(name).byte(is_scored ? 0 : 1).byte(type).u32(classifier).u32(id);
-        record.f64(kV1Threshold);
+        record.f64(static_cast<double>(kV1Threshold));
         write_numbers(record, children);
         record.u32(parent);
     }

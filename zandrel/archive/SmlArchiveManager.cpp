@@ -112,7 +112,7 @@ std::vector<unsigned int> NumbersInOrder(const hash_map<unsigned int, unsigned i
 
 // Every comparison with NaN is false.
 bool IsAgeRatio(double ratio) {
-    return std::abs(ratio) <= double{std::numeric_limits<float>::max()};
+    return std::abs(ratio) <= static_cast<double>(std::numeric_limits<float>::max());
 }
 
 }  // namespace zandrel::detail
