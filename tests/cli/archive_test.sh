@@ -48,6 +48,11 @@ expect 64 archive create ''
 
 expect 0 archive add small.arc --id a --category red --category blue 'one two'
 is out 'small.arc: 1 message added, 0 replaced, 1 in the archive'
+expect 0 corpus import some.corpus test.tsv --analysis words
+sum_of small.arc
+expect 65 archive add small.arc some.corpus
+is err 'some.corpus: this is a corpus file; zandrel corpus export writes its messages as JSON lines, which archive add reads'
+is_unchanged small.arc
 expect 0 archive add small.arc --id b --category red 'three'
 expect 0 archive add small.arc --id c --category red 'four' --json
 field_is added 1

@@ -244,6 +244,14 @@ done
 expect 65 split damaged.corpus p q
 [[ ! -e p ]] || fail "$command: p exists"
 is_unchanged a.kc
+# New messages would get the number of an old one if one is missing, so nothing is added.
+cp damaged.corpus gap.corpus
+expect 65 rebuild-index gap.corpus
+for name in damaged gap; do
+    sum=$(md5sum <$name.corpus)
+    expect 65 corpus import $name.corpus two.tsv
+    is_unchanged $name.corpus
+done
 cp two.corpus stale.corpus
 poke stale.corpus 9 '\x01'
 expect 65 train a.kc stale.corpus --replace
