@@ -25,7 +25,7 @@ class KcFileFaultTest : public testing::Test {
 protected:
     KcFileFaultTest() {
         std::filesystem::create_directory(m_folder.file("fake"));
-        m_folder.write("fake/a.kc", "");
+        m_folder.write("fake/a.kc", answering_kc(false));
         m_before = std::filesystem::current_path();
         std::filesystem::current_path(m_folder.path());
         m_disk.files["fake/a.kc"] = answering_kc(false);

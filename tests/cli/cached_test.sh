@@ -329,7 +329,7 @@ cp cached.kc b.kc
     ulimit -f $(($(stat -c %s b.kc) / 2048))  # no place behind the first half
     expect 74 learn b.kc more.tsv --add-categories --cached 1
     is err "zandrel: cannot write b.kc: File too large; the file has a part of the change, and zandrel \
-rebuild-index makes it usable"
+rebuild-index recovers what is whole"
     ((failures == 0))
 ) || failures=$((failures + 1))
 sum=$(md5sum <b.kc)

@@ -336,7 +336,7 @@ TEST_F(zeLogicalTreeCachedTest, EditsOfACompactContainerAreAllowedAsInMemory) {
                           zandrel::Tree_edit::Kind::Change, zandrel::Tree_edit::Kind::Add}) {
                         edit.kind = kind;
                         edit.node = in_memory.m_logical_tree->GetNode(id);
-                        edit.node.type = type;
+                        edit.node.type = static_cast<unsigned char>(type);
                         if (kind == zandrel::Tree_edit::Kind::Add) {
                             edit.node.parent = target;
                         }
