@@ -1,4 +1,5 @@
-// What an archive shows to its user. Only list and show read messages; info uses the summary.
+// The figures and messages of an archive for its user. Only list and show read messages; info uses
+// the summary.
 #include "cli/archive/Archive_report.h"
 
 #include <algorithm>

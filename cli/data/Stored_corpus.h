@@ -30,7 +30,7 @@ constexpr const char* kKeywordsPair = "_SML_TEXT_KEYWORDS";
 constexpr std::size_t kKeywordsSlot = 1;
 constexpr std::size_t kTitleSlot = 2;
 
-// What the program keeps in the map of texts of GlobalInfo.
+// The program's entries in the map of texts of GlobalInfo.
 struct Corpus_notes {
     std::optional<Analysis_settings> analysis = {};  // missing in a file of another program
     bool has_titles = false;                         // each message has a title and keywords

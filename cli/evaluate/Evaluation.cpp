@@ -273,7 +273,7 @@ std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Tex
     return model;
 }
 
-// What is learned here must not get into the file, so no classifier can leave the memory.
+// Nothing that is learned here may get into the file, so no classifier can leave the memory.
 // RAISES: Usage_error if a bound is given.
 Cache_bound bound_to_learn(const Evaluation_options& options) {
     if (options.bound.given) {

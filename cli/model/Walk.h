@@ -79,7 +79,7 @@ struct Walk {
     bool has_words = true;  // false: the message has no concepts, so statistical scores are 0
 };
 
-// Whether the likelihood tables of the classifiers correct the scores of the walk.
+// True if the likelihood tables of the classifiers correct the scores of the walk.
 enum class Tables { kOn, kOff };
 
 // Follows the walk by which the engine finds the `wanted` best labels (zeWorkflow::classify with

@@ -17,7 +17,7 @@ namespace cli {
 // Returns whether the header is the one of an archive.
 bool is_archive(const Record_file& file);
 
-// What the item of a key of an archive is: "summary", "message 7", "text analysis", or "".
+// Names the item of a key of an archive: "summary", "message 7", "text analysis", or "".
 std::string archive_contents(const std::string& key);
 
 // The figures of a summary, for dump.

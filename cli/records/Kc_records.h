@@ -13,7 +13,7 @@
 
 namespace cli {
 
-// What a record contains. `sizes` are numbers with their names, for example 3 "categories".
+// The contents of a record. `sizes` are numbers with their names, for example 3 "categories".
 struct Kc_record {
     std::string owner;  // the path of the node to which it belongs; empty: the whole container
     std::vector<std::pair<std::string, std::uint64_t>> sizes;

@@ -139,7 +139,7 @@ void print_archive(const Archive_facts& facts, std::ostream& out) {
     }
 }
 
-// What an item of a container, an archive or a corpus is; empty for other files.
+// Names an item of a container, an archive or a corpus; empty for other files.
 std::string contents_of(const Record_file& file, std::size_t i) {
     if (file.package) {
         return file.package->contents[i];

@@ -26,7 +26,7 @@ using Labels = std::vector<std::string>;
 
 const std::string kName = "fake/corpus";
 
-// What a reader finds in the file between two flushes.
+// The file as a reader finds it between two flushes.
 const Labels kFirst = {"m0", "m1", "m2", "m3", "m4", "m5"};
 const Labels kSecond = {"m0", "a longer label for the first message", "m2", "u3", "m4", "m5", "m6"};
 const Labels kThird = {"m0", "a longer label for the first message", "m2", "u3", "m4", "m5", "m6",

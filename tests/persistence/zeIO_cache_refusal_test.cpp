@@ -1,4 +1,4 @@
-// What a container in cached form refuses, and that its file is then as it was. Containers that can
+// A container in cached form refuses some changes; its file is then as it was. Containers that can
 // no longer be written: their file was closed, or a write has failed.
 #include "zandrel/persistence/zeIO.h"
 

@@ -219,7 +219,7 @@ TEST(zeIOCacheTest, FileWithTheStateBitIsRefused) {
     }
 }
 
-// What is in memory.
+// The container in memory.
 
 TEST(zeIOCacheTest, OnlyRulesAreInMemoryAfterALoad) {
     Cached_desk kc(2);

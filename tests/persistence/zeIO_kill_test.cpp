@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kKilled = "fake/killed";
 constexpr std::size_t kStateOfRecordFile = 9;  // where the header has its state
 
-// What a new process finds in a file: the plain form of the container, or that the file is not
+// The file as a new process finds it: the plain form of the container, or that the file is not
 // synchronised.
 struct Found_after_kill {
     bool is_refused = false;

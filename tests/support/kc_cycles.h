@@ -97,7 +97,7 @@ inline std::vector<Kc_change> random_changes(std::mt19937& random, int& added) {
     return changes;
 }
 
-// What happened from one flush to the end of the next.
+// All that happened from one flush to the end of the next.
 struct Kc_cycle {
     std::string file;                // after the first flush
     std::vector<Disk_write> writes;  // after which the file is that of the second flush
