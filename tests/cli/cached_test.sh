@@ -101,7 +101,7 @@ cp out wanted
 expect 0 explain cached.kc texts --jobs 2
 cmp -s wanted out || fail "$command: not the results of one job"
 # figures FILE: the figures without times, memory and size of the file.
-figures() { sed '/^ *CPU time/,/^$/d; /^model /d; /^loading/d; /^peak/d' "$1"; }
+figures() { sed '/^ *CPU time/,/^$/d; s/ *[0-9.]* s$//; /^model /d; /^loading/d; /^peak/d' "$1"; }
 for options in '' '--jobs 2' '--learn more.tsv --bulk 60'; do
     [[ $options != *learn* ]] || head -n 100 more.tsv >known.tsv
     options=${options/more/known}
