@@ -26,8 +26,8 @@ struct Rebuilt_index {
 // Examines the file. If it has to be rebuilt, writes a new file beside it, verifies it, gives the
 // old one a second name, and renames the new one to the name of the old one. The second name is the
 // path of the file with ".bad", or ".bad2", ".bad3" ... if there is such a file already, so no
-// older file is lost. If only the state bit stands for a change that is not in the file, clears the
-// bit in place. A sound file does not change. Afterwards each record of a container is read: an
+// older file is lost. If only the state bit is wrong, and index and items agree, clears the bit in
+// place. A sound file does not change. Afterwards each record of a container is read: an
 // item can be whole as an item of the file, and yet contain parts of two records.
 //
 // The file is locked meanwhile like a container that is changed. If a container in cached form has

@@ -45,7 +45,7 @@ struct zeNode;
 // - If writing a new file fails, the file is not a valid container.
 // - If a change of the open file in cached form fails, the file may contain a part of the change.
 //   All later changes raise qtX<HioErr> kWriteFailed "Write error in file ", and the state bit
-//   remains set. What is in memory can still be copied to another file.
+//   remains set. The container in memory can still be copied to another file.
 // The package is closed at the end of each load, dump and copy, also after an error. A buffer
 // always has the plain form, and the mode's form is ignored.
 // Threads: one at a time in the whole process. In cached form, classifying changes the cache.
