@@ -6,7 +6,6 @@
 #include <bit>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,8 +13,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/foundation/hash_map.h"
+#include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/zeIO.h"
+#include "zandrel/storage/HioErr.h"
 
 #include "tests/support/cached_container.h"
 #include "tests/support/expect_qtx.h"
@@ -29,7 +31,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 using Id = unsigned int;
@@ -281,8 +282,7 @@ TEST(zeLogicalTreeImportTest, SourceThatCouldNotBeWrittenIsRefused) {
     EXPECT_QTX_ARGS(kc.Import(source.manager, kc.root), zeManager, 4, kDamagedTree, {"children"});
     source.Physical(source.sport)->m_children.clear();
     source.Matcher(source.root).m_storage->m_profiles[0]->m_node = nullptr;
-    EXPECT_QTX_ARGS(kc.Import(source.manager, kc.root), zeManager, 4, kDamagedTree,
-                    {"categories"});
+    EXPECT_QTX_ARGS(kc.Import(source.manager, kc.root), zeManager, 4, kDamagedTree, {"categories"});
     source.Matcher(source.root).m_storage->m_profiles[0]->m_node = source.Physical(source.sport);
     source.Matcher(source.root).m_node = source.Physical(source.sport);
     EXPECT_QTX_ARGS(kc.Import(source.manager, kc.root), zeManager, 4, kDamagedTree,
@@ -364,8 +364,8 @@ TEST(zeLogicalTreeImportTest, ProgressCountsTheClassifiers) {
 
     kc.Import(source.manager, kc.root, &progress);
 
-    EXPECT_THAT(progress.lines, ElementsAre("total 5", "+1", "+1", "+1", "+1",
-                                            "next phase, completed"));
+    EXPECT_THAT(progress.lines,
+                ElementsAre("total 5", "+1", "+1", "+1", "+1", "next phase, completed"));
 }
 
 // desk 2 and its model 1, press 3, home 5 and 4, world 7 and 6: the classifiers move in this order.
@@ -535,9 +535,8 @@ TEST_P(zeLogicalTreeImportFormsTest, ImportedClassifiersAnswerAsInTheSource) {
         mirror_rule(target.manager, imported);
 
         EXPECT_EQ(answers_below(target.manager, tree.GetNode(imported).physical_node), before);
-        EXPECT_LE(count_in_memory(target.manager), GetParam().first == Form::kPlain
-                                                       ? 6U
-                                                       : bound_of(GetParam().first));
+        EXPECT_LE(count_in_memory(target.manager),
+                  GetParam().first == Form::kPlain ? 6U : bound_of(GetParam().first));
         EXPECT_TRUE(same_bytes(source.file.content(), source_bytes));
         EXPECT_TRUE(is_empty(source.manager));
         target.SaveAndReload();
@@ -594,14 +593,15 @@ TEST_P(zeLogicalTreeImportFormsTest, ImportedTreeLearnsAndChangesAsTheSourceWoul
     target.ExpectSoundPlain();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Forms, zeLogicalTreeImportFormsTest,
-    testing::Values(Forms{Form::kPlain, Form::kPlain}, Forms{Form::kPlain, Form::kCachedByOne},
-                    Forms{Form::kPlain, Form::kReadOnly}, Forms{Form::kCachedByOne, Form::kPlain},
-                    Forms{Form::kCachedByTwo, Form::kPlain},
-                    Forms{Form::kCachedByOne, Form::kCachedByOne},
-                    Forms{Form::kCachedByTwo, Form::kCachedByTwo},
-                    Forms{Form::kCachedByTwo, Form::kReadOnly}));
+INSTANTIATE_TEST_SUITE_P(Forms, zeLogicalTreeImportFormsTest,
+                         testing::Values(Forms{Form::kPlain, Form::kPlain},
+                                         Forms{Form::kPlain, Form::kCachedByOne},
+                                         Forms{Form::kPlain, Form::kReadOnly},
+                                         Forms{Form::kCachedByOne, Form::kPlain},
+                                         Forms{Form::kCachedByTwo, Form::kPlain},
+                                         Forms{Form::kCachedByOne, Form::kCachedByOne},
+                                         Forms{Form::kCachedByTwo, Form::kCachedByTwo},
+                                         Forms{Form::kCachedByTwo, Form::kReadOnly}));
 
 // The file of a source that is open for writing gets its changes before they move away.
 TEST(zeLogicalTreeImportTest, ChangedSourceInCachedFormIsFlushedFirst) {
@@ -706,7 +706,6 @@ TEST(zeLogicalTreeImportTest, ImportWithoutMemoryIntoAFileIsUndoneOrTheFileIsRef
         SCOPED_TRACE(index);
         Import_target kc;
         continue_cached(kc.manager, file.path(), 2);
-        const std::string before = content_of(kc.manager);
         Trained_desk source;
         has_failed = fails_at(index, [&] { kc.Import(source.manager, kc.people); });
         ExpectNoDanglingPointers(kc.manager);
