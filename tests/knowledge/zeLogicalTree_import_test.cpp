@@ -295,8 +295,10 @@ TEST(zeLogicalTreeImportTest, SourceThatCouldNotBeWrittenIsRefused) {
 }
 
 TEST(zeLogicalTreeImportTest, CompactAndFullContainersAreNotMixed) {
+    Trained_desk desk;
+    const std::string compact_file = saved_compact(desk.manager);
     zeManager compact;
-    read_kc(compact, saved_compact(Trained_desk().manager));
+    read_kc(compact, compact_file);
     ASSERT_TRUE(compact.m_compact);
     Import_target full;
     Small_source full_source;
@@ -313,7 +315,7 @@ TEST(zeLogicalTreeImportTest, CompactAndFullContainersAreNotMixed) {
             zeLogicalTree, 20, kMixedCompact, {});
     }
     zeManager other;
-    read_kc(other, saved_compact(Trained_desk().manager));
+    read_kc(other, compact_file);
     const Answers_below before = answers_below(compact, compact.m_root);
     other.m_logical_tree->ImportTree(&compact, News_desk::kPress, nullptr);
     EXPECT_EQ(answers_below(other, other.m_logical_tree->GetNode(11).physical_node), before);
