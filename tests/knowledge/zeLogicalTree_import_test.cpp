@@ -5,6 +5,9 @@
 
 #include <bit>
 #include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -467,16 +470,31 @@ unsigned int bound_of(Form form) {
     return form == Form::kCachedByOne ? 1 : 2;
 }
 
-// A container that was built, in one of the forms.
+// A container that was built, in one of the forms. `name`: tells the files of a test apart.
 class Formed {
 public:
-    Formed(zeManager& built, Form form) : m_form(form) {
+    Formed(zeManager& built, Form form, const char* name)
+        : path(Scratch_file().path() + name), m_form(form) {
         if (form == Form::kPlain) {
             read_kc(manager, saved(built));
         } else {
-            write_cached(built, file.path());
+            write_cached(built, path);
             Reopen();
         }
+    }
+
+    Formed(const Formed&) = delete;
+    Formed& operator=(const Formed&) = delete;
+
+    ~Formed() {
+        manager.Release();
+        std::remove(path.c_str());
+    }
+
+    // The bytes of the file in cached form.
+    std::string Content() const {
+        std::ifstream file(path.c_str(), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
     void SaveAndReload() {
@@ -495,13 +513,11 @@ public:
         ExpectSound(in_memory);
     }
 
-    Scratch_file file;
+    const qtString path;
     zeManager manager;
 
 private:
-    void Reopen() {
-        read_cached(manager, file.path(), bound_of(m_form), m_form == Form::kReadOnly);
-    }
+    void Reopen() { read_cached(manager, path, bound_of(m_form), m_form == Form::kReadOnly); }
 
     Form m_form;
 };
@@ -527,9 +543,9 @@ TEST_P(zeLogicalTreeImportFormsTest, ImportedClassifiersAnswerAsInTheSource) {
     for (const Id place : {built.root, built.topics, built.news, built.people}) {
         SCOPED_TRACE(place);
         Import_target kc;
-        Formed target(kc.manager, GetParam().first);
-        Formed source(desk.manager, GetParam().second);
-        const std::string source_bytes = source.file.content();
+        Formed target(kc.manager, GetParam().first, ".target");
+        Formed source(desk.manager, GetParam().second, ".source");
+        const std::string source_bytes = source.Content();
         zeLogicalTree& tree = *target.manager.m_logical_tree;
         const Id imported = tree.next_id + 1;
 
@@ -539,7 +555,7 @@ TEST_P(zeLogicalTreeImportFormsTest, ImportedClassifiersAnswerAsInTheSource) {
         EXPECT_EQ(answers_below(target.manager, tree.GetNode(imported).physical_node), before);
         EXPECT_LE(count_in_memory(target.manager),
                   GetParam().first == Form::kPlain ? 6U : bound_of(GetParam().first));
-        EXPECT_TRUE(same_bytes(source.file.content(), source_bytes));
+        EXPECT_TRUE(same_bytes(source.Content(), source_bytes));
         EXPECT_TRUE(is_empty(source.manager));
         target.SaveAndReload();
         EXPECT_EQ(answers_below(target.manager, tree.GetNode(imported).physical_node), before);
@@ -568,8 +584,8 @@ TEST_P(zeLogicalTreeImportFormsTest, ImportedTreeLearnsAndChangesAsTheSourceWoul
     Trained_desk desk;
     Trained_desk twin;
     Import_target kc;
-    Formed target(kc.manager, GetParam().first);
-    Formed source(desk.manager, GetParam().second);
+    Formed target(kc.manager, GetParam().first, ".target");
+    Formed source(desk.manager, GetParam().second, ".source");
     zeLogicalTree& tree = *target.manager.m_logical_tree;
     const Id offset = tree.next_id;
     tree.ImportTree(&source.manager, kc.root, nullptr);
@@ -609,7 +625,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, zeLogicalTreeImportFormsTest,
 TEST(zeLogicalTreeImportTest, ChangedSourceInCachedFormIsFlushedFirst) {
     Import_target kc;
     Trained_desk desk;
-    Formed source(desk.manager, Form::kCachedByTwo);
+    Formed source(desk.manager, Form::kCachedByTwo, ".source");
     News_desk(source.manager).Learn();
     desk.desk.Learn();
 
@@ -618,7 +634,7 @@ TEST(zeLogicalTreeImportTest, ChangedSourceInCachedFormIsFlushedFirst) {
     EXPECT_EQ(answers_below(kc.manager, kc.Imported().physical_node),
               answers_below(desk.manager, desk.manager.m_root));
     zeManager again;
-    read_cached(again, source.file.path(), 2, true);
+    read_cached(again, source.path, 2, true);
     EXPECT_EQ(answers_below(again, again.m_root), answers_below(desk.manager, desk.manager.m_root));
 }
 
@@ -626,9 +642,9 @@ TEST(zeLogicalTreeImportTest, ChangedSourceInCachedFormIsFlushedFirst) {
 TEST(zeLogicalTreeImportTest, ChangesOfASourceThatIsReadOnlyAreImported) {
     Import_target kc;
     Trained_desk desk;
-    Formed source(desk.manager, Form::kReadOnly);
+    Formed source(desk.manager, Form::kReadOnly, ".source");
     source.manager.m_io->m_cache->read_on_demand = 20;
-    const std::string before = source.file.content();
+    const std::string before = source.Content();
     News_desk(source.manager).Learn();
     desk.desk.Learn();
 
@@ -636,7 +652,7 @@ TEST(zeLogicalTreeImportTest, ChangesOfASourceThatIsReadOnlyAreImported) {
 
     EXPECT_EQ(answers_below(kc.manager, kc.Imported().physical_node),
               answers_below(desk.manager, desk.manager.m_root));
-    EXPECT_TRUE(same_bytes(source.file.content(), before));
+    EXPECT_TRUE(same_bytes(source.Content(), before));
 }
 
 TEST(zeLogicalTreeImportTest, DamagedClassifierOfTheSourceUndoesTheImport) {
