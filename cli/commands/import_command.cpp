@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
 
 #include "cli/commands/option_checks.h"
 #include "cli/data/Data_input.h"
