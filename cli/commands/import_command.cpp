@@ -103,7 +103,7 @@ void check_same_analysis(const Import_words& words, const zeManager& manager,
     }
 }
 
-Import_report import(const Import_words& words, Long_work& work) {
+Import_report merge(const Import_words& words, Long_work& work) {
     qtPtrLight<zeManager> other = read_other(words.other_file, work.progress());
     Import_report report;
     edit_kc(
@@ -144,7 +144,7 @@ void print_import(const Import_words& words) {
     check_is_other_file(words);
     check_readable(words.file);
     Long_work work;
-    const Import_report report = import(words, work);
+    const Import_report report = merge(words, work);
     warn_of_reach(report, work);
     std::cout << shown_text(words.file) << ": imported " << shown_text(words.other_file) << " as "
               << report.path << ": " << counted(report.nodes, "node") << ", "

@@ -170,7 +170,7 @@ TEST_P(zeIOCacheFaultTest, FailedEvictionLeavesTheFileMarkedOrWhole) {
 // An import that failed is undone: nothing of it is in the trees, in memory, or in the file unless
 // the file is refused.
 TEST_P(zeIOCacheFaultTest, FailedImportLeavesTheTreesAsTheyWere) {
-    const auto import = [](zeManager& manager, auto&& start_faults) {
+    const auto merge = [](zeManager& manager, auto&& start_faults) {
         read_cached(manager, kName, 2);
         Trained_desk source;
         start_faults();
@@ -204,8 +204,8 @@ TEST_P(zeIOCacheFaultTest, FailedImportLeavesTheTreesAsTheyWere) {
             }
         }
     };
-    ForEachCall(true, import, check);
-    ForEachCall(false, import, check);
+    ForEachCall(true, merge, check);
+    ForEachCall(false, merge, check);
 }
 
 class zeIOCacheBrokenTest : public zeIOCacheFaultTest {};
