@@ -199,8 +199,7 @@ TEST_P(zeIOCacheFaultTest, FailedImportLeavesTheTreesAsTheyWere) {
             read_cached(again, kName, 2, true);
             EXPECT_EQ(again.m_logical_tree->nodes.size(), has_failed ? 10U : 20U);
             for (unsigned int id = 8; id < 16; ++id) {
-                EXPECT_EQ(again.m_io->m_cache_pack->Exists(object_key(id)),
-                          !has_failed && id < 15);
+                EXPECT_EQ(again.m_io->m_cache_pack->Exists(object_key(id)), !has_failed && id < 15);
             }
         }
     };

@@ -105,11 +105,11 @@ TEST(zeIOKillTest, FileKilledWhileImportingIsAsBeforeOrRefusedOrAsAfter) {
     std::size_t images = 0;
     for (const unsigned int place : {News_desk::kPress, News_desk::kSport}) {
         Kc_cycles cycles(2);
-        images += look_at_each_kill(cycles, {[place](zeManager& kc) {
-                                        Trained_desk source;
-                                        kc.m_logical_tree->ImportTree(&source.manager, place,
-                                                                      nullptr);
-                                    }});
+        images +=
+            look_at_each_kill(cycles, {[place](zeManager& kc) {
+                                  Trained_desk source;
+                                  kc.m_logical_tree->ImportTree(&source.manager, place, nullptr);
+                              }});
     }
     EXPECT_GT(images, 30U);
 }
