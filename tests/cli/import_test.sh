@@ -109,7 +109,7 @@ refuses 65 merged.kc 'merged.kc: garden : Category name already in use under the
 expect 0 tree rename merged.kc desk/garden old
 expect 0 import merged.kc garden.kc --under desk
 expect 0 train other.kc garden.tsv --analysis phrases
-refuses 65 desk.kc 'other.kc: it was made with analysis phrases, but desk.kc was made with analysis words' \
+refuses 65 desk.kc 'other.kc: it was made with --analysis phrases, but desk.kc was made with --analysis words' \
     other.kc --under desk
 expect 0 train stemmed.kc garden.tsv --analysis words --stem english
 expect 65 import desk.kc stemmed.kc --under desk
