@@ -73,8 +73,8 @@ mlMessage labelled(mlMessage mail, const char* category) {
     return mail;
 }
 
-unsigned int add(zeManager& manager, unsigned int parent, const char* name, unsigned char type,
-                 const char* rule) {
+unsigned int add_node(zeManager& manager, unsigned int parent, const char* name, unsigned char type,
+                      const char* rule) {
     zeLogicalNode node;
     node.parent = parent;
     node.type = type;
@@ -87,15 +87,15 @@ unsigned int add(zeManager& manager, unsigned int parent, const char* name, unsi
 void make_tree(zeManager& manager) {
     manager.m_defaults.use_likelihood_in_train = false;  // too few texts for tables
     manager.m_defaults.suppress_M = false;               // each word is in few texts
-    const unsigned int desk = add(manager, 0, "desk", ZE_RULE, "");
-    add(manager, desk, "manager", ZE_LEAF, "$amount(n) >= 500");
-    const unsigned int topics = add(manager, desk, "topics", ZE_STAT, "$amount(n) < 500");
-    add(manager, topics, "delivery", ZE_LEAF, "");
-    add(manager, topics, "returns", ZE_LEAF, "");
+    const unsigned int desk = add_node(manager, 0, "desk", ZE_RULE, "");
+    add_node(manager, desk, "manager", ZE_LEAF, "$amount(n) >= 500");
+    const unsigned int topics = add_node(manager, desk, "topics", ZE_STAT, "$amount(n) < 500");
+    add_node(manager, topics, "delivery", ZE_LEAF, "");
+    add_node(manager, topics, "returns", ZE_LEAF, "");
 }
 
 // The null key means that the labels are the value "_Categories".
-void add(zeMemoryCorpus& corpus, const mlMessage& mail) {
+void add_mail(zeMemoryCorpus& corpus, const mlMessage& mail) {
     qtPtrLight<zeMsg> msg(new zeMsg(mail, nullptr));
     corpus.add_msg(msg);
 }
@@ -104,11 +104,11 @@ void train(zeManager& manager) {
     zeMemoryCorpus corpus;
     for (const char* const text :
          {"where is my parcel", "the parcel is late", "when does the parcel arrive"}) {
-        add(corpus, labelled(make_mail("order", text, "40"), "delivery"));
+        add_mail(corpus, labelled(make_mail("order", text, "40"), "delivery"));
     }
     for (const char* const text :
          {"the jacket is too small", "i send the shoes back", "money back for the jacket"}) {
-        add(corpus, labelled(make_mail("order", text, "40"), "returns"));
+        add_mail(corpus, labelled(make_mail("order", text, "40"), "returns"));
     }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(&manager);
@@ -117,7 +117,7 @@ void train(zeManager& manager) {
 
 void learn(zeManager& manager, const mlMessage& mail) {
     zeMemoryCorpus corpus;
-    add(corpus, mail);
+    add_mail(corpus, mail);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(&manager);
     manager.GetWorkflow()->learn(view, nullptr, false, true);
