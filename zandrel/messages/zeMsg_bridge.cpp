@@ -83,17 +83,17 @@ void zeMsg::read_categories(const mlMessage& message, const qtString& key) {
 // The pairs are first written to a message of their own, so that a damaged list changes neither
 // this message nor the application's.
 void zeMsg::zeMsg2mlMessage(mlMessage& message) {
-    std::vector<Nvp> converted = nvps;
     mlMessage written;
     Texts values;
-    for (Nvp& nvp : converted) {
-        MakeBackwardCompatibile(nvp);
-        if (nvp.type != Converter::kOldList) {
-            const Converter::NvpType type = take_values(nvp, values);
+    for (const Nvp& nvp : nvps) {
+        Nvp converted = nvp;
+        MakeBackwardCompatibile(converted);
+        if (converted.type != Converter::kOldList) {
+            const Converter::NvpType type = take_values(converted, values);
             Converter::ConvertCStringToNvp(written, nvp.name.text(), values, type);
         }
     }
-    nvps.swap(converted);
+    std::for_each(nvps.begin(), nvps.end(), MakeBackwardCompatibile);
     for (const auto& [name, value] : written.values()) {
         message.SetValue(name, value);
     }
