@@ -528,7 +528,7 @@ TEST(zeMsgBridgeTest, ConceptThatIsTwiceInABagIsOneEntryOfTheMap) {
     EXPECT_EQ(map.weights(), (qtSml::Weights{{term("a"), 3.0}}));
 }
 
-TEST(zeMsgBridgeTest, WeightsThatAreNotFiniteGoThereAndBack) {
+TEST(zeMsgBridgeTest, WeightsThatAreNotFiniteComeBack) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     mlMessage message;
     message.SetBag("_SML", BagWith({{"a", kInfinity}, {"b", -kInfinity}}));
