@@ -102,6 +102,16 @@ expect 0 tree set desk.kc desk/urgent --note1 slow
 is_silent err
 expect 0 tree add desk.kc desk/angry --rule '"very angry"'
 is err "zandrel: $unfindable"
+expect 0 rules concepts desk.kc
+is out $'Shops\nStore\nURGENT\nUrgent\nvery angry'
+expect 0 rules concepts desk.kc --phrases
+is out 'very angry'
+expect 0 rules concepts desk.kc --phrases --json
+is out '{"concept":"very angry"}'
+expect 0 rules list desk.kc --json
+prints out '{"path":"desk/angry","rule":"\"very angry\"","top_category":""}'
+expect 0 rules keys desk.kc
+is_silent out
 echo "set desk/angry --rule '\"E404\" & \"very angry\"'" >edits.txt
 expect 0 tree apply desk.kc edits.txt
 is err "zandrel: $unfindable"
