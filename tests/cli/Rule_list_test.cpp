@@ -77,13 +77,13 @@ TEST_F(RuleListTest, JsonHasAnObjectOnEachLine) {
               R"j({"path":"root/mail/a\\/b","rule":"\"now\" & $lang(s) == 'de' & $size(n) > 5",)j"
               R"j("top_category":"mail"})j"
               "\n");
-EXPECT_EQ(KeyLines(true), R"j({"key":"from","datatype":"existence"})j"
-                          "\n"
-                          R"j({"key":"lang","datatype":"string"})j"
-                          "\n"
-                          R"j({"key":"size","datatype":"number"})j"
-                          "\n");
-EXPECT_EQ(Concepts(true), "{\"concept\":\"Office\"}\n{\"concept\":\"now\"}\n");
+    EXPECT_EQ(KeyLines(true), R"j({"key":"from","datatype":"existence"})j"
+                              "\n"
+                              R"j({"key":"lang","datatype":"string"})j"
+                              "\n"
+                              R"j({"key":"size","datatype":"number"})j"
+                              "\n");
+    EXPECT_EQ(Concepts(true), "{\"concept\":\"Office\"}\n{\"concept\":\"now\"}\n");
 }
 
 // So a line remains a line, and has as many tabs as columns need. JSON has the texts themselves.
@@ -98,8 +98,8 @@ TEST_F(RuleListTest, ControlCharactersAreShownInLinesOnly) {
               R"j({"path":"root/t\tn","rule":"\"c\tn\" |\n$k\te(n)","top_category":""
 })j"
               "\n");
-EXPECT_EQ(KeyLines(true), "{\"key\":\"k\\te\",\"datatype\":\"number\"}\n");
-EXPECT_EQ(Concepts(true), "{\"concept\":\"c\\tn\"}\n");
+    EXPECT_EQ(KeyLines(true), "{\"key\":\"k\\te\",\"datatype\":\"number\"}\n");
+    EXPECT_EQ(Concepts(true), "{\"concept\":\"c\\tn\"}\n");
 }
 
 TEST_F(RuleListTest, KeyOfTwoDatatypesHasThatOfTheNewerNode) {

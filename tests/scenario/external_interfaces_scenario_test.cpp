@@ -20,6 +20,8 @@
 #include "zandrel/messages/zeCacheCorpus.h"
 #include "zandrel/messages/zeMsgEdit.h"
 #include "zandrel/options/zeOptMap.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/version.h"
 
@@ -211,7 +213,7 @@ TEST(ExternalInterfacesTest, OptionsFileChangesTheSettingsOfAContainerAndItsClas
               "# settings\n"
               "UseExtParms = 1\n"
               "ProfileSize\t17 # features\n"
-              "ClipValue=2.5\n"
+              "DeletePFactor=1.5\n"
               "PositiveMethod = 0\n"
               "GeomAverage = 0\n");
     const qtPtrLight<zeManager> made(new zeManager);
@@ -226,14 +228,15 @@ TEST(ExternalInterfacesTest, OptionsFileChangesTheSettingsOfAContainerAndItsClas
     read.SetKcDefaults(manager, true);
 
     EXPECT_EQ(manager->m_defaults.profile_size, 17);
-    EXPECT_EQ(manager->m_defaults.clip_value, 2.5);
+    const zeClassifier* const root = manager->m_logical_tree->GetRealParent(1);
+    EXPECT_EQ(dynamic_cast<const zeStat_matcher&>(*root).m_storage->m_profile_size, 17);
     zeOptMap stored;
     stored.GetKcDefaults(manager);
     const qtString dumped = files.Add("dumped");
     stored.Dump(dumped);
     const std::string text = "\n" + ContentOf(dumped);
     EXPECT_NE(text.find("\nProfileSize = 17\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("\nClipValue = 2.5\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\nDeletePFactor = 1.5\n"), std::string::npos) << text;
 }
 
 TEST(ExternalInterfacesTest, TextOfATreeHasSixFieldsOnEachLineAndBecomesTheSameTree) {
