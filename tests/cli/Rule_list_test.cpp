@@ -89,14 +89,13 @@ TEST_F(RuleListTest, JsonHasAnObjectOnEachLine) {
 // So a line remains a line, and has as many tabs as columns need. JSON has the texts themselves.
 TEST_F(RuleListTest, ControlCharactersAreShownInLinesOnly) {
     kc.tree.DelLogicalNode(mail, false);
-    kc.Add(root, "t\tn", "\"c\tn\" |\n$k\te(n)");
+    kc.Add(root, "t\tn", "\"c\tn\" +\n$k\te(n)");
 
-    EXPECT_EQ(Rules(), "root/t\\x09n\t\"c\\x09n\" |\\x0A$k\\x09e(n)\t\n");
+    EXPECT_EQ(Rules(), "root/t\\x09n\t\"c\\x09n\" +\\x0A$k\\x09e(n)\t\n");
     EXPECT_EQ(KeyLines(), "k\\x09e\tnumber\n");
     EXPECT_EQ(Concepts(), "c\\x09n\n");
     EXPECT_EQ(Rules(true),
-              R"j({"path":"root/t\tn","rule":"\"c\tn\" |\n$k\te(n)","top_category":""
-})j"
+              R"j({"path":"root/t\tn","rule":"\"c\tn\" +\n$k\te(n)","top_category":""})j"
               "\n");
     EXPECT_EQ(KeyLines(true), "{\"key\":\"k\\te\",\"datatype\":\"number\"}\n");
     EXPECT_EQ(Concepts(true), "{\"concept\":\"c\\tn\"}\n");
@@ -137,7 +136,6 @@ TEST_F(RuleListTest, WrongRuleIsNamedWithItsFileAndNode) {
 // The rule of the classifier is in its record. Without it the container cannot be read.
 TEST_F(RuleListTest, WrongRuleOfAClassifierIsDamageInEachForm) {
     const Scratch_folder folder;
-    const std::string file = folder.file("a.kc");
     Kc_items items{saved(kc.manager)};
     for (auto& [key, bytes] : items.records) {
         const std::size_t place = bytes.find("\"now\" &");
@@ -147,6 +145,7 @@ TEST_F(RuleListTest, WrongRuleOfAClassifierIsDamageInEachForm) {
     }
     for (const Written_form form : {Written_form::kPlain, Written_form::kCached}) {
         SCOPED_TRACE(name_of_form(form));
+        const std::string file = folder.file(name_of_form(form));
         write_kc_items(items, form, file);
         std::string message;
         try {
