@@ -55,9 +55,9 @@ Examples:
     zandrel rules eval '"parcel" & $size(n) > 5' --message -)";
 
 constexpr const char* kListNotes =
-    R"(One line for each rule, with tabs between path, rule and top category. The top category is the name of
-the first node on the way that the root chooses, and is empty for the rules of the root's own children.
-If the root is no rule node, it is None. A child with the rule default is not in the list.
+    R"(One line for each rule, with tabs between path, rule and top category. The top category is the child of
+the root below which the rule is. It is empty for the rules of these children themselves, and None if the
+root is no rule node. A child with the rule default is not in the list.
 
 Example:
   zandrel rules list shop.kc
