@@ -25,15 +25,16 @@ The texts of the training file arrive in equal parts, in an order that does not 
 the file. Accuracy is in % of the test file.
 
 texts      so far
-archive    messages that the archive keeps, and its file in MB
-learned    by `archive learn`, {bulk}
+archive    messages that the archive keeps, and its file
+learned    by `archive add` and `archive learn`, {bulk}
 retrained  by `archive train` from the messages that the archive keeps
 all        by `train` on all texts so far
-CPU s      of this part: to add and learn it, to retrain, and to train on all texts
+CPU s      of this part
 """
 DEFAULT_CORPUS = "20ng"
 MODELS = ("learned", "retrained", "all")
-HEAD = "{:<9} {:>7} {:>8} {:>5}" + " {:>10}" * 3 + " {:>9}" * 3 + " {:>9}" * 3
+GROUPS = "{:<9} {:>14}" + " {:>27}" * 3
+HEAD = "{:>9} {:>8} {:>5}" + "  {:>7} {:>9} {:>7}" * 3
 TITLES = {"learned": "learned from the archive", "retrained": "retrained from the archive",
           "all": "trained on all texts so far"}
 
@@ -187,13 +188,13 @@ def bulks_of(texts, size):
 
 
 def print_head(corpus_name):
-    print(HEAD.format(corpus_name, "texts", "archive", "MB", *MODELS, *(f"MB {name[:5]}" for name in MODELS),
-                      *(f"CPU s {name[:3]}" for name in MODELS)), flush=True)
+    print(GROUPS.format(corpus_name, "archive", "accuracy in %", "file in MB", "CPU s"))
+    print(HEAD.format("texts", "messages", "MB", *MODELS * 3), flush=True)
 
 
 def print_point(point):
     models = [point.models[name] for name in MODELS]
-    print(HEAD.format("", f"{point.texts:,}", f"{point.kept:,}", f"{point.archive_bytes / 1e6:.1f}",
+    print(HEAD.format(f"{point.texts:,}", f"{point.kept:,}", f"{point.archive_bytes / 1e6:.1f}",
                       *(f"{100 * model.accuracy:.1f}" for model in models),
                       *(f"{model.file_bytes / 1e6:.1f}" for model in models),
                       *(f"{model.cpu_seconds:.1f}" for model in models)), flush=True)
