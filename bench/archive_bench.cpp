@@ -2,8 +2,8 @@
 // reading all messages, lists, training sets and learning. The file is in the cache of the system.
 //
 // A cost for each message that is the same at all sizes shows that an operation grows as fast as
-// the archive. An archive of a million messages takes about a minute to make, so ctest runs only the
-// smallest one.
+// the archive. An archive of a million messages takes about a minute to make, so ctest runs only
+// the smallest one.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -116,7 +116,8 @@ void BM_Add(benchmark::State& state) {
     count_messages(state, kBulk);
 }
 
-// The summary and the index are written as a whole, so this is linear in the messages of the archive.
+// The summary and the index are written as a whole, so this is linear in the messages of the
+// archive.
 void BM_AddOneAndFlush(benchmark::State& state) {
     Opened_copy copy(state.range(0));
     for (auto _ : state) {

@@ -1,5 +1,5 @@
-// A corpus of a million messages is filled and walked with a small cache. Each message has a word of
-// its own, which must leave the dictionary when the message leaves the cache.
+// A corpus of a million messages is filled and walked with a small cache. Each message has a word
+// of its own, which must leave the dictionary when the message leaves the cache.
 #include "zandrel/messages/zeCacheCorpus.h"
 
 #include <algorithm>
@@ -19,8 +19,8 @@ constexpr unsigned int kCached = 1000;
 
 // 1,000 messages with a bag of four concepts take about 700 bytes each.
 constexpr std::size_t kMostForCache = std::size_t{2} << 20U;
-// The index has all keys, so it grows with the messages: a key of four or five bytes, an offset, and
-// the node of a tree for each.
+// The index has all keys, so it grows with the messages: a key of four or five bytes, an offset,
+// and the node of a tree for each.
 constexpr std::size_t kMostForKey = 128;
 
 qtPtrLight<zeMsg> numbered(int number) {
