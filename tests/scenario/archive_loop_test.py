@@ -78,10 +78,13 @@ class Loop:
 
     # The two files.
 
+    def messages(self):
+        out = self.must("archive", "list", self.archive, "--json").out
+        return [json.loads(line) for line in out.splitlines()]
+
     def listed(self):
         """(label, text) by the id, as the archive has them."""
-        out = self.must("archive", "list", self.archive, "--json").out
-        messages = [json.loads(line) for line in out.splitlines()]
+        messages = self.messages()
         found = {each["id"]: (each["labels"][0], each["text"]) for each in messages}
         self.test.assertEqual(len(found), len(messages), "an id is there twice")
         return found
@@ -172,6 +175,14 @@ class Loop:
             self.test.assertIn(run.status, (0, 1), str(run))
         run = self.must("check", file)
         self.test.assertEqual(run.out, f"{file}: clean\n")
+
+    def done_or_refused(self, *words):
+        """Returns False if the two files do not match."""
+        run = self.run(*words)
+        if run.status == 65 and "does not match" in run.err:
+            return False
+        self.test.assertEqual(run.status, 0, str(run))
+        return True
 
     def bring_together(self):
         self.must(*self.training(), "--unmatched")
@@ -286,9 +297,13 @@ class ArchiveLoopTest(unittest.TestCase):
         command = loop.correcting(id, *message)
 
         def complete():
-            listed = loop.listed()
-            self.assertIn(listed.pop(id, None), (None, before[id], message))
-            self.assertEqual(listed, {key: told for key, told in before.items() if key != id})
+            found = [each for each in loop.messages() if each["id"] == id]
+            labels = {each["labels"][0] for each in found}
+            self.assertIn(labels, ({before[id][0]}, {message[0]}, {before[id][0], message[0]}))
+            self.assertEqual(len(found), len(labels))
+            if len(found) > 1:
+                loop.must("archive", "delete", loop.archive, "--reserved", "--number",
+                          *(str(each["number"]) for each in found))
             loop.must(*command)  # repeated, whatever the killed one has done
 
         self.kill_in(command, complete)
@@ -321,17 +336,16 @@ class ArchiveLoopTest(unittest.TestCase):
 
         def complete():
             loop.check_archive(before, after)
-            is_training_needed = self.was_repaired
-            if not is_training_needed:
-                # A training that was completed has all messages of the archive once.
-                of_training = loop.learned_messages() == len(after) and loop.new_messages() == 0
-                is_training_needed = not (trains and of_training
-                                          or loop.check_learned_once(known, new))
-            if is_training_needed:
+            do_match = not self.was_repaired
+            if do_match and not trains:
+                do_match = loop.check_learned_once(known, new)
+            if do_match and (trains or loop.new_messages() > 0):
+                do_match = loop.done_or_refused(*command)
+                self.assertTrue(do_match or trains)
+                if do_match:
+                    self.assertEqual(loop.learned_messages(), expected)
+            if not do_match:
                 loop.bring_together()
-            elif trains or loop.new_messages() > 0:
-                loop.must(*command)
-                self.assertEqual(loop.learned_messages(), expected)
             self.assertGreater(loop.share_of_right(self.test_messages), LEAST_RIGHT)
 
         self.kill_in(command, complete)
