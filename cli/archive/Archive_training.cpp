@@ -32,6 +32,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <set>
 #include <utility>
@@ -48,9 +49,12 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+#include "zandrel/messages/zeMsg.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
 #include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_damage.h"
@@ -59,9 +63,12 @@
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/Text_sources.h"
+#include "cli/model/Tree_warnings.h"
 #include "cli/model/ending_signals.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
+#include "cli/train/Scaling.h"
 
 namespace cli {
 
@@ -222,16 +229,86 @@ private:
             }
             return labels;
         }
+        read_used_messages();
+        for (const qtPtrLight<zeMsg>& msg : m_used.msgs) {
+            labels.insert(msg->categories.begin(), msg->categories.end());
+        }
+        return labels;
+    }
+
+    std::vector<unsigned int> used_numbers() {
         std::vector<unsigned int> list;
-        archive().GetLearningListByNewSmls(list);
+        if (!m_options.trains) {
+            archive().GetLearningListByNewSmls(list);
+            return list;
+        }
+        std::vector<unsigned int> to_delete;
+        archive().GetDeleteListByMinimalSize(to_delete);
+        const std::set<unsigned int> deleted(to_delete.begin(), to_delete.end());
+        for (const auto& entry : archive().m_manager.sml_dates) {
+            if (!deleted.contains(entry.first)) {
+                list.push_back(entry.first);
+            }
+        }
+        return list;
+    }
+
+    void read_used_messages() {
         with_archive_errors(archive_name(), [&] {
-            for (const unsigned int number : list) {
-                std::vector<Concept> categories;
-                archive().GetClassification(number, categories);
-                labels.insert(categories.begin(), categories.end());
+            for (const unsigned int number : used_numbers()) {
+                qtPtrLight<zeMsg> msg(new zeMsg);
+                archive().ReadSml(number, *msg, true);
+                m_used.add_msg(msg);
             }
         });
-        return labels;
+    }
+
+    // Only rules make it necessary to read the messages of a training once more.
+    void warn_before(Text_model& model) {
+        if (m_options.warn && m_options.trains) {
+            warn_of_labels();
+            if (model.has_rules()) {
+                read_used_messages();
+                model.examine(m_used, {});
+            }
+        } else if (m_options.warn) {
+            model.examine(m_used, [&](const Storages& storages) {
+                warn(scaling_warning(m_options.kc_file, *model.manager()->m_logical_tree,
+                                     scaling_of(storages)));
+            });
+        }
+        warn_of_blocked(model.blocked_texts());
+        m_used.msgs.clear();
+    }
+
+    void warn(const std::string& text) const {
+        if (!text.empty()) {
+            m_options.warn(text);
+        }
+    }
+
+    void warn_of_labels() {
+        std::map<std::string, std::size_t> texts_of;
+        for (const auto& [category, data] : archive().m_manager.category_info) {
+            texts_of[std::string(category.view())] = data.category_counter;
+        }
+        for (const std::string& text : label_warnings(archive_name(), texts_of,
+                                                      archive().m_manager.sml_dates.size())) {
+            warn(text);
+        }
+    }
+
+    // A message has its number where a text of a data file has its line.
+    void warn_of_blocked(const std::vector<std::size_t>& blocked) {
+        if (blocked.empty()) {
+            return;
+        }
+        const std::vector<unsigned int> numbers = used_numbers();
+        std::vector<Labelled_text> texts(numbers.size());
+        Labelled_text& first = texts[blocked.front()];
+        first.line = numbers[blocked.front()];
+        first.labels.emplace_back(m_used.msgs[blocked.front()]->categories.front().view());
+        warn(blocked_texts_warning(Text_sources({archive_name()}, texts), blocked));
     }
 
     // RAISES: Data_error for a label that the container does not know.
@@ -275,6 +352,19 @@ private:
         }
     }
 
+    // Adds labels, trains or learns, and warns.
+    void use_archive(Text_model& model, const std::vector<Concept>& labels) {
+        add_labels(model, labels);
+        warn_before(model);
+        qtPtrLight<zeManager> manager = model.manager();
+        use_archive(manager);
+        if (m_options.warn && m_options.trains) {
+            for (const std::string& text : tree_warnings(model)) {
+                warn(text);
+            }
+        }
+    }
+
     // RAISES: Data_error for an error of the archive; errors of the container unchanged.
     void use_archive(qtPtrLight<zeManager>& manager) {
         errno = 0;
@@ -315,8 +405,7 @@ private:
         if (is_cached(*manager)) {
             change_cached(model, labels);
         } else {
-            add_labels(model, labels);
-            work_on_container(m_options.kc_file, [&] { use_archive(manager); });
+            work_on_container(m_options.kc_file, [&] { use_archive(model, labels); });
             write_plain(*manager);
         }
         m_summary.new_labels = labels.size();
@@ -332,7 +421,7 @@ private:
             Deferred_writes writes(*manager);
             add_labels(model, labels);
             writes.commit();
-            work_on_container(m_options.kc_file, [&] { use_archive(manager); });
+            work_on_container(m_options.kc_file, [&] { use_archive(model, {}); });
         };
         try {
             change_in_place(m_kc_lock, *manager, work, kWayBack);
@@ -356,6 +445,9 @@ private:
             if (node.type == ZE_LEAF) {
                 known.insert(node.category);
             }
+        }
+        if (m_options.warn) {
+            warn_of_labels();
         }
         work_on_container(m_options.kc_file, [&] { use_archive(manager); });
         write_plain(*manager);
@@ -412,6 +504,7 @@ private:
     Kc_lock m_kc_lock;
     Archive_to_change m_change;
     Archive_training_summary m_summary;
+    zeMemoryCorpus m_used;  // the messages that will be used, until the learning begins
 };
 
 }  // namespace

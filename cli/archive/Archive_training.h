@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 
@@ -26,6 +27,8 @@ struct Archive_training_options {
     bool only_if_due = false;      // does nothing unless there are enough new messages
     Given_analysis analysis = {};
     Cache_bound bound = {};  // of a container in cached form
+    // Takes what the user should know. May be empty.
+    std::function<void(const std::string&)> warn = {};
 };
 
 struct Archive_training_summary {

@@ -371,6 +371,7 @@ void train(Training_words_of_archive& words) {
     {
         Long_work work;
         words.options.target.progress = &work.progress();
+        words.options.warn = [&work](const std::string& text) { work.warn(text); };
         summary = train_from_archive(words.options);
     }
     if (words.writes_json) {
