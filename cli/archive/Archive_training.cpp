@@ -292,8 +292,8 @@ private:
         for (const auto& [category, data] : archive().m_manager.category_info) {
             texts_of[std::string(category.view())] = data.category_counter;
         }
-        for (const std::string& text : label_warnings(archive_name(), texts_of,
-                                                      archive().m_manager.sml_dates.size())) {
+        for (const std::string& text :
+             label_warnings(archive_name(), texts_of, archive().m_manager.sml_dates.size())) {
             warn(text);
         }
     }
