@@ -414,6 +414,9 @@ private:
 
     void change_cached(Text_model& model, const std::vector<Concept>& labels) {
         qtPtrLight<zeManager> manager = model.manager();
+        if (used_numbers().empty()) {
+            use_archive(manager);  // refuses that before the archive changes
+        }
         SegBuf before = m_change.stored_summary();
         m_change.write_first(before,
                              [&](SmlArchiveManager& summary) { bind_to_none(*manager, summary); });
