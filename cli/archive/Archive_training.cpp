@@ -292,8 +292,8 @@ private:
         for (const auto& [category, data] : archive().m_manager.category_info) {
             texts_of[std::string(category.view())] = data.category_counter;
         }
-        for (const std::string& text : label_warnings(archive_name(), texts_of,
-                                                      archive().m_manager.sml_dates.size())) {
+        for (const std::string& text :
+             label_warnings(archive_name(), texts_of, archive().m_manager.sml_dates.size())) {
             warn(text);
         }
     }
@@ -414,6 +414,9 @@ private:
 
     void change_cached(Text_model& model, const std::vector<Concept>& labels) {
         qtPtrLight<zeManager> manager = model.manager();
+        if (used_numbers().empty()) {
+            use_archive(manager);  // refuses that before the archive changes
+        }
         SegBuf before = m_change.stored_summary();
         m_change.write_first(before,
                              [&](SmlArchiveManager& summary) { bind_to_none(*manager, summary); });

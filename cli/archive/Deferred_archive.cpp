@@ -64,9 +64,9 @@ void copy_with_sum(const SegBuf& from, SegBuf& to) {
     io.device->Close();
 }
 
-[[noreturn]] void raise_missing(const qtString& file, const qtString& key) {
-    throw qtX<AbstractHreclaim>(AbstractHreclaim::kWrongKey,
-                                qtString("Missing key in index: ").append(key.view()), {file, key});
+[[noreturn]] void raise_missing(const char* what, const qtString& file, const qtString& key) {
+    throw qtX<AbstractHreclaim>(AbstractHreclaim::kWrongKey, qtString(what).append(key.view()),
+                                {file, key});
 }
 
 }  // namespace
@@ -192,7 +192,7 @@ void Deferred_archive::GetItem(const qtString& key, SegBuf& data) {
     } else if (changed->second) {
         copy(*changed->second, data);
     } else {
-        raise_missing(FileName(), key);
+        raise_missing("Missing key in index: ", FileName(), key);
     }
 }
 
@@ -219,7 +219,7 @@ void Deferred_archive::DeleteItem(const qtString& key) {
         return;
     }
     if (!Exists(key)) {
-        raise_missing(FileName(), key);
+        raise_missing("Key does not exist: ", FileName(), key);
     }
     m_changed[key].reset();
 }

@@ -382,8 +382,7 @@ std::vector<std::string> label_warnings(const std::string& name,
                                         const std::map<std::string, std::size_t>& texts_of,
                                         std::size_t texts) {
     Warnings warnings;
-    const Counted_labels counts = {
-        shown_file(name), {texts_of.begin(), texts_of.end()}, texts, ""};
+    const Counted_labels counts = {shown_file(name), {texts_of.begin(), texts_of.end()}, texts, ""};
     warn_of_counts(counts, warnings);
     warn_of_likeness(counts.name, groups_of(labels_of(counts.texts_of), {}), warnings);
     return warnings;

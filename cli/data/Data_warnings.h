@@ -40,8 +40,8 @@ struct Named_texts {
 // `files`: at least one.
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);
 
-// Only the findings for labels. `name`: of the archive that has the texts. `texts_of`: the number of
-// texts of each label. `texts`: of all labels together.
+// Only the findings for labels. `name`: of the archive that has the texts. `texts_of`: the number
+// of texts of each label. `texts`: of all labels together.
 std::vector<std::string> label_warnings(const std::string& name,
                                         const std::map<std::string, std::size_t>& texts_of,
                                         std::size_t texts);

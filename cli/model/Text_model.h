@@ -125,12 +125,12 @@ public:
     void learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
                          const Before_learning& before);
 
-    // Looks at messages that something else will learn, and changes nothing: finds the blocked texts,
-    // and calls `before`, which may be empty.
-    // REQUIRES: the model knows all labels.
+    // Looks at messages that something else will learn, and changes nothing: finds the blocked
+    // texts, and calls `before`, which may be empty. REQUIRES: the model knows all labels.
     void examine(zeCorpus& corpus, const Before_learning& before);
     // Returns whether rules can block texts.
     bool has_rules() const;
+
     // The indexes of the texts of the last training or learning that no classifier got, because
     // rules block all ways to their labels. Empty if the tree has no rules.
     const std::vector<std::size_t>& blocked_texts() const { return m_blocked; }

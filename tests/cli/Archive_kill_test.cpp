@@ -98,6 +98,35 @@ TEST_F(ArchiveKillTest, InterruptedTrainingLeavesBothFilesAsTheyWere) {
     }
 }
 
+// If the container has not changed yet, the archive gets its old binding again.
+TEST_F(ArchiveKillTest, InterruptedLearningInCachedFormCanBeRepeatedOrIsRefused) {
+    use_cached_form();
+    const States expected = states();
+    bool has_ended = false;
+    for (int questions = 0; !has_ended; questions += 4) {
+        restore(m_before);
+        Interrupted_later progress(questions);
+        Archive_training_options options = training_options(false, false);
+        options.target.progress = &progress;
+        try {
+            train_from_archive(options);
+            has_ended = true;
+        } catch (const std::exception&) {
+            SCOPED_TRACE(questions);
+            look_in_cached_form(expected);
+        }
+    }
+    EXPECT_GT(m_tally[Learning::kDone], 1);
+}
+
+TEST_F(ArchiveKillTest, LearningOfNothingInCachedFormLeavesBothFilesAsTheyWere) {
+    use_cached_form();
+    learn();
+    m_before = files();
+    EXPECT_EQ(try_to_learn(), Learning::kNothingNew);
+    EXPECT_EQ(files(), m_before);
+}
+
 // A chain of learning and training, once by the program and once by the library.
 TEST_F(ArchiveKillTest, LearningAndTrainingEqualThoseOfTheLibraryToTheLastBit) {
     const std::vector<bool> trains = {false, true, true, false};

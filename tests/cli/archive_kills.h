@@ -303,26 +303,33 @@ protected:
 
     // The container is changed in place, so it may have learned a part. Then the two do not match.
     void look_at_kills_in_cached_form(std::size_t stride) {
+        use_cached_form();
+        const States expected = states();
+        look_at(images_of([this] { learn(); }, "shop.arc"), stride,
+                [&] { look_in_cached_form(expected); });
+        EXPECT_GT(m_tally[Learning::kNoMatch], 0);
+    }
+
+    void use_cached_form() {
         restore(m_before);
         convert(m_folder.file("cached.kc"), Kc_form::kCached);
         std::filesystem::rename(m_folder.file("cached.kc"), container());
         m_before = files();
-        const States expected = states();
-        look_at(images_of([this] { learn(); }, "shop.arc"), stride, [&] {
-            recover(container());
-            const std::string kc = fingerprint();
-            EXPECT_TRUE(kc == expected.learned ? has_all(ids(), expected.kept) : ids() == m_all);
-            const Learning learning = try_to_learn();
-            ++m_tally[learning];
-            if (learning == Learning::kNoMatch) {
-                train(true);
-                EXPECT_EQ(fingerprint(), expected.trained);
-            } else {
-                EXPECT_EQ(kc, learning == Learning::kDone ? m_old_kc : expected.learned);
-                EXPECT_EQ(fingerprint(), expected.learned);
-            }
-        });
-        EXPECT_GT(m_tally[Learning::kNoMatch], 0);
+    }
+
+    void look_in_cached_form(const States& expected) {
+        recover(container());
+        const std::string kc = fingerprint();
+        EXPECT_TRUE(kc == expected.learned ? has_all(ids(), expected.kept) : ids() == m_all);
+        const Learning learning = try_to_learn();
+        ++m_tally[learning];
+        if (learning == Learning::kNoMatch) {
+            train(true);
+            EXPECT_EQ(fingerprint(), expected.trained);
+        } else {
+            EXPECT_EQ(kc, learning == Learning::kDone ? m_old_kc : expected.learned);
+            EXPECT_EQ(fingerprint(), expected.learned);
+        }
     }
 
     void look_at_kills_of_replacement(std::size_t stride) {
