@@ -14,6 +14,7 @@
 #include "zandrel/export/zeDump5.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -23,10 +24,14 @@
 #include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_trainer.h"
+#include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hfile64.h"
+#include "zandrel/storage/Hio.h"
+#include "zandrel/storage/SegBuf.h"
 
 static_assert(Profile::kLikelihoodSize == Zandrel::LIKELIHOOD_SIZE);
 

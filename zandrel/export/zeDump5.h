@@ -11,13 +11,13 @@
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtBuffer.h"
 #include "zandrel/foundation/qtString.h"
-#include "zandrel/knowledge/zeNode.h"
 
 class zeClassifier;
 class zeManager;
 class zeStat_matcher;
 class zeStat_storage;
 class zeSwitcher;
+struct zeNode;
 
 // A one-way export: nothing reads a knowledge base back into a container. The container does not
 // change. In cached form its classifiers are fetched one at a time.
