@@ -88,10 +88,10 @@ public:
 private:
     // A node whose classifier is still to be converted. A child of a switcher is not added yet.
     struct Step {
-        zeNode* node;
-        HierarchicalMapingNode* target;  // to which the child, or else its children, are added
-        bool is_ruled;                   // the child of a switcher
-        qtString rule;                   // converted
+        zeNode* node = nullptr;
+        HierarchicalMapingNode* target = nullptr;  // to which the child or its children are added
+        bool is_ruled = false;                     // the child of a switcher
+        qtString rule;                             // converted
     };
 
     // The nodes that a conversion has still to visit, the next one last, and the nodes that it has
