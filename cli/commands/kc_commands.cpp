@@ -1,4 +1,5 @@
-// The options of info and of the commands below options. The work is in Kc_info and Kc_options.
+// The options of info, convert and export, and of the commands below options. The work is in
+// cli/kc.
 #include "cli/commands/kc_commands.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 
 #include "cli/commands/option_checks.h"
 #include "cli/errors.h"
+#include "cli/kc/Kb_export.h"
 #include "cli/kc/Kc_conversion.h"
 #include "cli/kc/Kc_edit.h"
 #include "cli/kc/Kc_file_facts.h"
@@ -45,6 +47,23 @@ Examples:
   zandrel convert shop.kc large.kc --cached
   zandrel convert large.kc shop.kc --plain --compact
   zandrel convert large.kc shop.kc --plain --bound 5
+
+See also: zandrel help containers)";
+
+constexpr const char* kExportNotes =
+    R"(A knowledge base of version 5 is an older form, for programs that know only this form. FILE gets the
+tree, the rules, and the selected concepts of each category with their weights. It gets no thresholds,
+no settings, and nothing to learn from: zandrel does not read it. KC stays as it is. Only a knowledge
+base is replaced, with --replace.
+
+In rules, parent_score becomes stat_matching, the older word, or 0. A rule node with the rule default
+cannot be exported, and neither can a compact container.
+
+The texts of a corpus file are written by zandrel corpus export.
+
+Examples:
+  zandrel export shop.kc shop.kb
+  zandrel export shop.kc shop.kb --zero-parent-score --replace
 
 See also: zandrel help containers)";
 
@@ -305,11 +324,42 @@ void add_convert(CLI::App& app) {
     command->callback([words] { convert(*words); });
 }
 
+void export_kc(Kb_options& options) {
+    Kb_summary summary;
+    {
+        Long_work work;
+        options.progress = &work.progress();
+        summary = export_kb(options);
+    }
+    std::cout << shown_text(options.kb_file) << ": " << grouped(summary.profiles) << " profiles, "
+              << grouped(summary.concepts) << " concepts, " << grouped(summary.bytes) << " bytes\n";
+}
+
+void add_export(CLI::App& app) {
+    const auto options = std::make_shared<Kb_options>();
+    CLI::App* const command = app.add_subcommand(
+        "export", "Write a knowledge container as a knowledge base of version 5, an older form");
+    command->add_option("KC", options->kc_file, "File of a knowledge container")
+        ->required()
+        ->type_name("");
+    command->add_option("FILE", options->kb_file, "The new file")
+        ->required()
+        ->check(error_of_file_name)
+        ->type_name("");
+    command->add_flag("--zero-parent-score", options->zero_parent_score,
+                      "In rules, write 0 in place of parent_score and stat_matching");
+    command->add_flag("--replace", options->replaces, "Replace the knowledge base FILE");
+    add_bound_option(*command, options->bound.given);
+    command->footer(kExportNotes);
+    command->callback([options] { export_kc(*options); });
+}
+
 }  // namespace
 
 void add_kc_commands(CLI::App& app) {
     add_info(app);
     add_convert(app);
+    add_export(app);
     CLI::App* const options =
         app.add_subcommand("options", "Show and change the settings of a knowledge container");
     options->require_subcommand(1);

@@ -16,7 +16,7 @@ cp out main.txt
 mapfile -t commands < <(names_below Subcommands)
 mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
-    'evaluate split train learn classify explain rules dump check rebuild-index info convert options tree import archive corpus help' ]] ||
+    'evaluate split train learn classify explain rules dump check rebuild-index info convert export options tree import archive corpus help' ]] ||
     fail "$command: other commands: ${commands[*]}"
 [[ "${topics[*]}" == 'containers data analysis settings trees editing figures exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"
@@ -31,7 +31,8 @@ done
 
 # A command's help is about that command, and is the same in both forms.
 described=0
-for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
+for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' \
+    'rules list' 'rules keys' 'rules concepts' 'options get' 'options set' \
     'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
     'tree apply' 'tree dump' 'tree check' 'tree suggest' 'archive create' 'archive add' \
     'archive delete' 'archive list' 'archive show' 'archive info' 'archive rename' 'archive set' \

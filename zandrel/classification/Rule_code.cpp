@@ -114,6 +114,7 @@ inline const qtString* Rule_evaluation::text(const Operand& operand) {
 
 // Executes the instructions that have no step of their own, from `m_stop` on. Equality is exact, as
 // everywhere among the engine's numbers. Operands are read from left to right.
+// NOLINTNEXTLINE(readability-function-size): one switch, whose cases are a few lines each
 double Rule_evaluation::run_on(const Instruction* code, double result) {
     while (true) {
         const Instruction& now = *m_stop;

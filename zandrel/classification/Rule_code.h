@@ -91,7 +91,7 @@ public:
     using Step = double (*)(double result, const Instruction* now, Rule_evaluation& evaluation);
 
     struct Instruction {
-        Action action;
+        Action action = Action::kEnd;
         std::uint32_t target = 0;  // of a jump: an index; of aside_step_of: the place
         Operand left{};
         Operand right{};

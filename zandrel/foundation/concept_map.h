@@ -295,8 +295,8 @@ private:
 
         // A mutable iterator converts to a const_iterator.
         template <bool other_is_const, class = std::enable_if_t<is_const && !other_is_const>>
-        Iterator(
-            const Iterator<other_is_const>& other) noexcept  // NOLINT(google-explicit-constructor)
+        // NOLINTNEXTLINE(google-explicit-constructor): as for the iterators of the standard library
+        Iterator(const Iterator<other_is_const>& other) noexcept
             : m_table(other.m_table), m_position(other.m_position) {}
 
         reference operator*() const noexcept { return m_table->entry_at(m_position); }

@@ -27,7 +27,7 @@ std::unique_ptr<zeClassifier> make_empty_switcher() {
 zeClassifier* make_matcher(zeManager* manager, zeNode* node) {
     auto storage = std::make_unique<zeStat_storage>(manager, manager->m_defaults);
     zeClassifier* const matcher = new zeStat_matcher(manager, node, *storage, true);
-    storage.release();  // The registry owns it from now on.
+    static_cast<void>(storage.release());  // The registry owns it from now on.
     return matcher;
 }
 

@@ -35,13 +35,17 @@ public:
     Concept_weights(const Concept_weights&) = default;
     Concept_weights& operator=(const Concept_weights&) = default;
 
-    // The source is empty afterwards and can be filled again.
+    // The source is empty afterwards and can be filled again. So it needs new slots, and there may
+    // be no memory for them.
+    // NOLINTBEGIN(performance-noexcept-move-constructor)
     Concept_weights(Concept_weights&& other) : Concept_weights() { swap(other); }
 
     Concept_weights& operator=(Concept_weights&& other) {
         Concept_weights(std::move(other)).swap(*this);
         return *this;
     }
+
+    // NOLINTEND(performance-noexcept-move-constructor)
 
     ~Concept_weights() = default;
 

@@ -8,7 +8,16 @@
 
 namespace {
 
-using namespace zandrel::detail;
+using zandrel::detail::dump_end_of_settings;
+using zandrel::detail::dump_rows;
+using zandrel::detail::is_stored_with_models;
+using zandrel::detail::kAfterMarker;
+using zandrel::detail::kBeforeMarker;
+using zandrel::detail::kLast;
+using zandrel::detail::kRowsOf;
+using zandrel::detail::load_end_of_settings;
+using zandrel::detail::load_rows;
+using zandrel::detail::name_each_once;
 
 // The names of the first settings of the record, in the order of the file format.
 constexpr std::string_view kFirst[] = {"UseLikelihoodInTrain",

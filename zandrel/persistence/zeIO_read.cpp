@@ -101,6 +101,7 @@ void settle_compact_form(zeManager& manager, const std::vector<zeNode*>& nodes) 
 }
 
 [[noreturn]] void refuse_classifier(zeManager& manager, zeBase* object) {
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): LoadObject returns an object or raises
     const unsigned int id = object->m_id;
     manager.Release(object);
     zandrel::detail::RaiseWithoutNode(id);

@@ -200,6 +200,7 @@ void Histogram_filler::find_bins(const Clipped_bag& bag, int* bins) {
 }
 
 void Histogram_filler::find_plain_bins(double total_weight, int* bins) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): each round writes all elements
     std::array<double, kValuesAtOnce> values;
     for (std::size_t begin = 0; begin < m_row_size; begin += kValuesAtOnce) {
         const std::size_t* const active = m_active.data() + begin;

@@ -20,8 +20,10 @@ void find_bins_of_values(const std::array<double, kValuesAtOnce>& values, int bi
     const auto width = static_cast<float>(bin_count);
     const auto scale = static_cast<float>(bin_count / kPi);
     const auto error = static_cast<float>(bin_count * kRoughAtanError);
+    // NOLINTBEGIN(cppcoreguidelines-pro-type-member-init): the loop writes all elements
     std::array<int, kValuesAtOnce> first;
     std::array<int, kValuesAtOnce> last;
+    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     int difference = 0;
     for (std::size_t i = 0; i < kValuesAtOnce; ++i) {
         const float position =

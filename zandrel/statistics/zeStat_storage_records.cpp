@@ -24,7 +24,16 @@ using zandrel::detail::Concept_row;
 
 namespace {
 
-using namespace zandrel::detail;
+using zandrel::detail::dump_end_of_settings;
+using zandrel::detail::dump_rows;
+using zandrel::detail::is_stored_with_models;
+using zandrel::detail::kAfterMarker;
+using zandrel::detail::kBeforeMarker;
+using zandrel::detail::kLast;
+using zandrel::detail::kRowsOf;
+using zandrel::detail::load_end_of_settings;
+using zandrel::detail::load_rows;
+using zandrel::detail::name_each_once;
 
 // The order of the settings in the record, up to its end, which is the same as in the record of
 // zeDefaults. Behind each list there are numbers that are not settings.
