@@ -19,6 +19,7 @@
 #include "cli/commands/corpus_commands.h"
 #include "cli/commands/evaluate_command.h"
 #include "cli/commands/help_command.h"
+#include "cli/commands/import_command.h"
 #include "cli/commands/kc_commands.h"
 #include "cli/commands/model_commands.h"
 #include "cli/commands/parse_errors.h"
@@ -77,6 +78,7 @@ End run(int argc, char** argv) {
     cli::add_rebuild_command(app, result);
     cli::add_kc_commands(app);
     cli::add_tree_commands(app);
+    cli::add_import_command(app);
     cli::add_archive_commands(app);
     cli::add_corpus_commands(app);
     cli::add_help_command(app);

@@ -162,6 +162,8 @@ with --forget it moves the node.
 tree apply makes the edits of a file, one on each line, and writes the container once. If an edit is
 refused (65), the message names its line, and the file stays as it was.
 
+import adds the nodes of another container, with all that its classifiers have learned.
+
 tree dump writes the tree as text, one line for each node, for a diff or for an editor. tree check reads
 such a text and names the first wrong line (65).
 

@@ -62,16 +62,6 @@ qtPtrLight<zeManager> open_upgraded(const Conversion_options& options,
     return manager;
 }
 
-// A plain container is verified when it is read.
-void verify_seal(const std::string& path) {
-    errno = 0;
-    try {
-        zandrel::Kc_seal::Verify(path);
-    } catch (const qtxAll&) {
-        raise_as_read_error(path);
-    }
-}
-
 // `facts`: of the old file. An upgrade clears the compact flag of the copy, so the flag is taken
 // from the old file too. Otherwise a compact container would learn without its statistics. RAISES:
 // Output_error, also if the library refuses what it reads; Data_error.

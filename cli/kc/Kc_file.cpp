@@ -165,6 +165,15 @@ qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress, const C
     return manager;
 }
 
+void verify_seal(const std::string& path) {
+    errno = 0;
+    try {
+        zandrel::Kc_seal::Verify(path);
+    } catch (const qtxAll&) {
+        raise_as_read_error(path);
+    }
+}
+
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {
     Replacement_file file(path);
     write(path, file, manager, compact, progress);

@@ -49,6 +49,11 @@ qtPtrLight<zeManager> read_kc_to_classify(const std::string& path, CTProgress* p
 qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress,
                               const Cache_bound& bound = {});
 
+// Verifies the seal of a container, if there is one. Reading a plain one does that already, and
+// reading one in cached form does not.
+// RAISES: Input_error; Data_error.
+void verify_seal(const std::string& path);
+
 // Writes a container in place of the file, or leaves the file as it is: a new file is written
 // beside it, sealed, flushed to the disk, and renamed (Replacement_file). `progress` may be null. A
 // container that is compact already stays so.

@@ -25,6 +25,7 @@
 
 #include "zandrel/classification/zeRule_checker.h"
 #include "zandrel/classification/zeRule_parser.h"
+#include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
@@ -239,6 +240,51 @@ void apply(const Node_attributes& attributes, unsigned char type_before, zeLogic
     node.note2 = attributes.note2 ? qtString(*attributes.note2) : node.note2;
 }
 
+// The tree refuses a second category of one classifier with the same name. In 55 compatibility mode
+// a node can have another name than its category, and paths consist of names.
+// RAISES: Edit_refused.
+void require_free_name(const zeLogicalTree& tree, const zeLogicalNode& node) {
+    for (const unsigned int id : tree.GetNode(node.parent).children) {
+        if (tree.GetNode(id).name == node.name) {
+            throw Edit_refused(node.name.text().str() +
+                               " : Node name already in use by a sibling node");
+        }
+    }
+}
+
+// The imported root may have the rule that it had in the container from which its own was copied,
+// and no edit can change a node that has a rule only in the tree or only in the classifier. So we
+// give it the rule that decides. Returns that rule.
+std::string mirror_rule(zeManager& manager, const zeLogicalNode& root) {
+    const auto* const above =
+        dynamic_cast<const zeSwitcher*>(manager.m_logical_tree->GetRealParent(root.parent));
+    const qtString rule = above == nullptr ? qtString() : above->get_rule(root.physical_node);
+    if (root.rule != rule) {
+        manager.m_logical_tree->KCE_ChangeRule(root.physical_node, rule);
+    }
+    return rule.str();
+}
+
+// REQUIRES: the root has been imported.
+Import_report report_on(zeManager& manager, unsigned int root) {
+    const zeLogicalTree& tree = *manager.m_logical_tree;
+    Import_report report;
+    report.rule = mirror_rule(manager, tree.GetNode(root));
+    report.path = shown_path(tree, root);
+    for (const zeLogicalNode* const node : tree.Subtree(tree.GetNode(root))) {
+        ++report.nodes;
+        report.classifiers += node->type == ZE_LEAF ? 0 : 1;
+    }
+    const zeLogicalNode& decider = *tree.NearestClassifierNode(tree.GetNode(root).parent);
+    report.decider = shown_path(tree, decider.id);
+    for (const unsigned int id : decider.children) {
+        if (tree.GetNode(id).rule == zandrel::kDefaultRule) {
+            report.fallback = shown_path(tree, id);
+        }
+    }
+    return report;
+}
+
 }  // namespace
 
 bool Node_attributes::empty() const {
@@ -332,6 +378,23 @@ void delete_node(zeManager& manager, const std::string& path, bool keeps_concept
     check_before(manager, guard, [] {});
     tree.DelLogicalNode(id, !keeps_concepts);
     guard.check();
+}
+
+// All that can refuse the import is asked before it, so `manager` has not changed after a refusal.
+Import_report import_tree(zeManager& manager, zeManager& other, const std::string& path,
+                          CTProgress* progress) {
+    zeLogicalTree& tree = *manager.m_logical_tree;
+    const unsigned int target = find_node(tree, path).id;
+    tree.VerifyImport(&other);
+    zeLogicalNode root = other.m_logical_tree->GetNode(zandrel::kRootId);
+    root.parent = target;
+    tree.VerifyCategoryName(root, !tree.WillChangeParentToClassifier(root));
+    require_free_name(tree, root);
+    Compact_guard(manager, {Edit::Add, root}).check();
+    require_usual_model(manager, target);
+    const unsigned int imported = tree.next_id + 1;
+    tree.ImportTree(&other, target, progress);
+    return report_on(manager, imported);
 }
 
 }  // namespace cli

@@ -2,9 +2,12 @@
 #ifndef ZANDREL_CLI_KC_KC_TREE_H_
 #define ZANDREL_CLI_KC_KC_TREE_H_
 
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
+
+#include "zandrel/foundation/CTProgress.h"
 
 class zeManager;
 
@@ -59,6 +62,23 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
 // Deletes a node with all nodes below it. With `keeps_concepts`, the counts that the deleted
 // categories added to the concept table of the statistical classifier above remain there.
 void delete_node(zeManager& manager, const std::string& path, bool keeps_concepts);
+
+// What an import has added.
+struct Import_report {
+    std::string path;  // of the imported root, as shown_path
+    std::size_t nodes = 0;
+    std::size_t classifiers = 0;
+    // Returned as the rule of the imported root; empty below a statistical classifier.
+    std::string rule;
+    std::string decider;   // path of the node whose classifier decides about the imported root
+    std::string fallback;  // path of the child with the rule "default" there; empty: none
+};
+
+// Moves the nodes and classifiers of `other` below a node, and leaves `other` empty. The imported
+// root gets the rule that its classifier has for it: "1.0", or none.
+// RAISES: also Edit_refused if a child of the node has the name of the imported root.
+Import_report import_tree(zeManager& manager, zeManager& other, const std::string& path,
+                          CTProgress* progress);
 
 }  // namespace cli
 

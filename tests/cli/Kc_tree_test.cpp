@@ -453,6 +453,88 @@ TEST(KcTreeTest, CompactContainerAllowsEditsThatSelectNoFeatures) {
     ExpectSound(manager);
 }
 
+// The other container of an import: a statistical root with the leaf roses.
+struct Garden : Edited_container {
+    unsigned int root = Add(0, "garden", "", ZE_STAT);
+    unsigned int roses = Add(root, "roses");
+};
+
+TEST(KcTreeTest, ImportedRootHasTheRuleThatItsClassifierHas) {
+    for (const char* const own_rule : {"", "7"}) {
+        Small_kc kc;
+        Garden garden;
+        garden.tree.GetNodePtr(garden.root)->rule = own_rule;
+
+        const Import_report below_rules =
+            import_tree(kc.Manager(), garden.manager, "root/filter", nullptr);
+
+        EXPECT_EQ(below_rules.rule, "1.0");
+        EXPECT_EQ(below_rules.path, "root/filter/garden");
+        EXPECT_EQ(below_rules.decider, "root/filter");
+        EXPECT_EQ(below_rules.nodes, 2U);
+        EXPECT_EQ(below_rules.classifiers, 1U);
+        EXPECT_EQ(kc.Node("root/filter/garden").rule, "1.0");
+        change_node(kc.Manager(), "root/filter/garden", with_rule("2"));
+
+        Garden second;
+        second.tree.GetNodePtr(second.root)->rule = own_rule;
+        const Import_report below_statistics =
+            import_tree(kc.Manager(), second.manager, "root", nullptr);
+
+        EXPECT_EQ(below_statistics.rule, "");
+        EXPECT_EQ(below_statistics.decider, "root");
+        EXPECT_EQ(kc.Node("root/garden").rule, "");
+        ExpectSound(kc.Manager());
+    }
+}
+
+TEST(KcTreeTest, ImportOfAUsedNameIsRefused) {
+    Small_kc kc;
+    add_node(kc.Manager(), "root/garden", {});
+    Garden garden;
+    const Unchanged target_stays(kc.Manager());
+    const Unchanged source_stays(garden.manager);
+
+    for (const char* const path : {"root", "root/mail", "root/garden"}) {
+        EXPECT_EQ(
+            refusal_of_edit([&] { import_tree(kc.Manager(), garden.manager, path, nullptr); }),
+            "tree: garden : Category name already in use under the current Principal node");
+    }
+    EXPECT_EQ(
+        refusal_of_edit([&] { import_tree(kc.Manager(), garden.manager, "root/none", nullptr); }),
+        "usage: no node \"root/none\": \"root\" has no child \"none\"");
+}
+
+// The category is free, but two children would have the same path.
+TEST(KcTreeTest, ImportOfANameOfASiblingIsRefusedIn55Mode) {
+    Small_kc kc;
+    kc.Manager().m_compat55 = true;
+    kc.Manager().m_logical_tree->GetNodePtr(kc.Node("root/news").id)->name = term("garden");
+    Garden garden;
+    const Unchanged stays(kc.Manager());
+
+    try {
+        import_tree(kc.Manager(), garden.manager, "root", nullptr);
+        ADD_FAILURE() << "nothing is raised";
+    } catch (const Edit_refused& error) {
+        EXPECT_STREQ(error.what(), "garden : Node name already in use by a sibling node");
+    }
+}
+
+TEST(KcTreeTest, ImportIntoACompactContainerIsRefusedWhereACategoryWouldBeAdded) {
+    Small_kc kc = Small_kc::Compact();
+    Garden garden;
+    garden.manager.m_compact = true;
+    {
+        const Unchanged stays(kc.Manager());
+        EXPECT_EQ(
+            refusal_of_edit([&] { import_tree(kc.Manager(), garden.manager, "root", nullptr); }),
+            "compact");
+    }
+    import_tree(kc.Manager(), garden.manager, "root/filter", nullptr);
+    ExpectSound(kc.Manager());
+}
+
 }  // namespace
 
 }  // namespace cli

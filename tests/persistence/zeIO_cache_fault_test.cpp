@@ -167,6 +167,46 @@ TEST_P(zeIOCacheFaultTest, FailedEvictionLeavesTheFileMarkedOrWhole) {
     ForEachCall(false, learn, check);
 }
 
+// An import that failed is undone: nothing of it is in the trees, in memory, or in the file unless
+// the file is refused.
+TEST_P(zeIOCacheFaultTest, FailedImportLeavesTheTreesAsTheyWere) {
+    const auto merge = [](zeManager& manager, auto&& start_faults) {
+        read_cached(manager, kName, 2);
+        Trained_desk source;
+        start_faults();
+        try {
+            manager.m_logical_tree->ImportTree(&source.manager, News_desk::kPress, nullptr);
+        } catch (const qtxAll&) {
+            EXPECT_TRUE(is_empty(source.manager));
+            throw;
+        }
+    };
+    const auto check = [this](zeManager& manager, bool has_failed, bool /*was_hit*/) {
+        const Trace_capture traced;
+        disk.heal();
+        EXPECT_EQ(manager.m_logical_tree->nodes.size(), has_failed ? 10U : 20U);
+        EXPECT_EQ(manager.m_logical_tree->finder.size(), has_failed ? 10U : 20U);
+        EXPECT_EQ(manager.m_physical_tree->m_nodes.size(), has_failed ? 10U : 20U);
+        if (has_failed) {
+            EXPECT_EQ(News_desk(manager).Answers(), built.desk.Answers());
+            for (const auto& [id, object] : manager.m_objects) {
+                EXPECT_LE(id, 7U);
+            }
+        }
+        manager.Release();
+        if (!is_refused(kName)) {
+            zeManager again;
+            read_cached(again, kName, 2, true);
+            EXPECT_EQ(again.m_logical_tree->nodes.size(), has_failed ? 10U : 20U);
+            for (unsigned int id = 8; id < 16; ++id) {
+                EXPECT_EQ(again.m_io->m_cache_pack->Exists(object_key(id)), !has_failed && id < 15);
+            }
+        }
+    };
+    ForEachCall(true, merge, check);
+    ForEachCall(false, merge, check);
+}
+
 class zeIOCacheBrokenTest : public zeIOCacheFaultTest {};
 
 // After a failed write nothing more is written, and the container can be saved elsewhere.

@@ -100,6 +100,20 @@ TEST(zeIOKillTest, FileKilledWhileEditedIsAsBeforeOrRefusedOrAsAfter) {
     EXPECT_GT(images, 30U);
 }
 
+// The imported container has the same names, and the target a rule node and a statistical one.
+TEST(zeIOKillTest, FileKilledWhileImportingIsAsBeforeOrRefusedOrAsAfter) {
+    std::size_t images = 0;
+    for (const unsigned int place : {News_desk::kPress, News_desk::kSport}) {
+        Kc_cycles cycles(2);
+        images +=
+            look_at_each_kill(cycles, {[place](zeManager& kc) {
+                                  Trained_desk source;
+                                  kc.m_logical_tree->ImportTree(&source.manager, place, nullptr);
+                              }});
+    }
+    EXPECT_GT(images, 30U);
+}
+
 // The seal is deleted before the first change.
 TEST(zeIOKillTest, SealedFileKilledWhileLearningIsAsBeforeOrRefusedOrAsAfter) {
     Kc_cycles cycles(2, true);

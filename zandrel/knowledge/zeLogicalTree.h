@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "zandrel/export.h"
+#include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/hash_map.h"
 #include "zandrel/foundation/qtString.h"
@@ -251,6 +252,30 @@ public:
     unsigned int CopySubTree(const zeLogicalTree& source, unsigned int id, unsigned int parent,
                              std::map<zeNode*, zeNode*>* node_map);
 
+    // Import of another container. docs/decisions/imports.md has the reasons.
+
+    // Checks that `source` can be imported into this container.
+    // RAISES: 1 "No input found" (argument: the empty text) for null, for this tree's own manager,
+    // and for a source whose root has no classifier or no children; qtX<zeManager> 4 for a source
+    // that could not be written; 20 "Cannot merge a compact container with a full one"; what
+    // zeManager::GetRootClassifier raises. No tree changes.
+    void VerifyImport(zeManager* source) const;
+    // Moves the content of `source` under the node `id`: all nodes, the classifiers and what they
+    // have learned. The copy of the source's root becomes a child of the node and a category of the
+    // classifier that decides there: with the rule "1.0" in a rule classifier, and as a category
+    // that has learned nothing in a statistical one. The logical copy keeps the rule that the
+    // source's root had. A leaf becomes a rule node if the source's root has a rule; otherwise a
+    // leaf with a rule becomes a statistical node, and any other leaf remains one. If the source is
+    // in 55 compatibility mode, this container is afterwards, too. Names are not checked: see
+    // VerifyCategoryName. Imported rules have no second forms: see ProcessConceptRules.
+    // After success the source is empty, as after zeManager::Release. A source in cached form that
+    // was opened for writing is flushed first; its file is not changed any more.
+    // RAISES: what VerifyImport and zeManager::ImportKC raise; "clafer" for an unknown id; what
+    // VerifyChange raises for the change of a leaf. The trees and classifiers are then as before,
+    // except that a leaf remains a classifier if changing it back fails. See ImportKC for the
+    // source.
+    void ImportTree(zeManager* source, unsigned int id, CTProgress* progress);
+
     // The record.
 
     // Writes the nodes by ascending id. With the id of a node other than the root, which has 1,
@@ -342,6 +367,7 @@ private:
     void Enter(const zeLogicalNode& node);
     void DeleteClassifiersBelow(const zeLogicalNode& node);
     void Relink(zeLogicalNode& node, zeLogicalNode& new_parent);
+    void RestoreLeaf(const zeLogicalNode& leaf) noexcept;
 
     // Repairs. zeLogicalTree_repair.cpp describes the states.
 

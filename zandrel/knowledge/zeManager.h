@@ -105,6 +105,20 @@ public:
     void Write(const qtString& path, KcIoMode* mode, CTProgress* progress);
     void Write(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress);
 
+    // Moves the trees and classifiers of `source` under a node of this container. Programs call
+    // zeLogicalTree::ImportTree, which verifies the source and prepares a leaf. Classifiers move in
+    // the order of their ids and get new ids. In cached form they are written at once, and at most
+    // `ReadOnDemand()` of them are in memory; in a file that was opened read-only they are lost
+    // when they leave memory. Settings of the source are not copied, but a model keeps its own.
+    // `progress`: one step for each classifier; may be null.
+    // REQUIRES: zeLogicalTree::VerifyImport accepts the source.
+    // RAISES: the assertion "other_root" for null, for this manager and for a source without a
+    // root, "clafer" for a target that is unknown or has no classifier above; the errors of
+    // flushing the source, of reading its classifiers, and in cached form of writing them here.
+    // This container then has the trees and classifiers that it had; some numbers for new ids were
+    // used. The source is as before if no classifier had been moved; otherwise it is empty.
+    void ImportKC(zeManager* source, zeLogicalNode* target, CTProgress* progress);
+
     // The record: both trees, settings and counters, but no classifier.
 
     // Writes the container, or with `top` the subtree of a node. No object is written.

@@ -1,0 +1,176 @@
+// The options of import, the checks of both files, and its output. The import itself is in Kc_tree.
+#include "cli/commands/import_command.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include <CLI/CLI.hpp>
+
+#include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
+
+#include "cli/commands/option_checks.h"
+#include "cli/data/Data_input.h"
+#include "cli/data/Stored_corpus.h"
+#include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
+#include "cli/kc/Deferred_writes.h"
+#include "cli/kc/Kc_damage.h"
+#include "cli/kc/Kc_edit.h"
+#include "cli/kc/Kc_file.h"
+#include "cli/kc/Kc_tree.h"
+#include "cli/kc/Kept_analysis.h"
+#include "cli/kc/stat_classifiers.h"
+#include "cli/model/Long_work.h"
+#include "cli/text/Layout.h"
+#include "cli/text/Shown_text.h"
+
+namespace cli {
+
+namespace {
+
+constexpr const char* kNotes =
+    R"(All nodes of OTHER with their rules, and all that its classifiers have learned, are added below the
+node PATH of KC. The root of OTHER becomes a child of that node. Each of the two containers can be plain
+or in cached form; the file of OTHER stays as it is.
+
+Below a rule node the imported root gets the rule 1.0, which always fires: set another one with tree
+set. Below a statistical classifier it is a category that has learned nothing, so no text reaches it
+until learn has taught texts of its labels. A leaf without a rule stays a leaf; one with a rule gets a
+statistical classifier.
+
+Both containers must have the same text analysis, and both or none must be compact. The name of the
+imported root must be free there; tree rename changes that of a node that is in the way. Settings of
+OTHER are not imported, but its classifiers keep their own. A refused import leaves KC as it was.
+
+Example:
+  zandrel import shop.kc returns.kc --under root/service
+
+See also: zandrel help editing)";
+
+struct Import_words {
+    std::string file;
+    std::string other_file;
+    std::string path;
+    double seconds_to_wait = 0.0;
+    Cache_bound bound = {};
+};
+
+void check_is_other_file(const Import_words& words) {
+    std::error_code ignored;  // a missing file is reported when it is read
+    if (std::filesystem::equivalent(words.file, words.other_file, ignored)) {
+        throw Usage_error(shown_file(words.other_file) +
+                          " is the container itself; import needs another one");
+    }
+}
+
+// Reads the container that is imported. In cached form we read each classifier once before the
+// import, so that damage is reported with the name of this file.
+qtPtrLight<zeManager> read_other(const std::string& path, CTProgress& progress) {
+    qtPtrLight<zeManager> other = read_kc(path, &progress);
+    if (is_cached(*other)) {
+        verify_seal(path);
+        work_on_container(path, [&other] {
+            for_each_stat_classifier(*other, [](const Stat_classifier& /*classifier*/) {});
+        });
+    }
+    const zeNode* const root = other->m_root;
+    if (root == nullptr || root->m_children.empty()) {
+        throw Data_error(path, "nothing to import: its root has no children");
+    }
+    return other;
+}
+
+std::string words_of_analysis(const std::optional<Analysis_settings>& kept) {
+    return kept ? words_of(*kept) : "an analysis that it does not keep";
+}
+
+// Two containers that keep no analysis are accepted: their user gives it with each text.
+// RAISES: Data_error.
+void check_same_analysis(const Import_words& words, const zeManager& manager,
+                         const zeManager& other) {
+    const auto own = kept_analysis(words.file, manager.m_config);
+    const auto others = kept_analysis(words.other_file, other.m_config);
+    const bool is_same_one = own && others ? is_same(*own, *others) : !own && !others;
+    if (!is_same_one) {
+        throw Data_error(words.other_file, "it was made with " + words_of_analysis(others) +
+                                               ", but " + shown_file(words.file) +
+                                               " was made with " + words_of_analysis(own));
+    }
+}
+
+Import_report merge(const Import_words& words, Long_work& work) {
+    qtPtrLight<zeManager> other = read_other(words.other_file, work.progress());
+    Import_report report;
+    edit_kc(
+        words.file, {words.seconds_to_wait, &work.progress()},
+        [&](qtPtrLight<zeManager>& manager) {
+            check_same_analysis(words, *manager, *other);
+            zeInterrupts(&work.progress());
+            work.progress().SetStatus("Importing");
+            Deferred_writes writes(*manager);
+            report = import_tree(*manager, *other, words.path, &work.progress());
+            writes.commit();
+            return true;
+        },
+        words.bound);
+    return report;
+}
+
+// Says who reaches the imported nodes, since the user can hardly have meant it to stay so.
+void warn_of_reach(const Import_report& report, Long_work& work) {
+    if (report.rule.empty()) {
+        work.warn("no text reaches \"" + report.path + "\" until learn or train has taught \"" +
+                  report.decider + "\" texts of its labels");
+        return;
+    }
+    std::string text = "the rule of \"" + report.path + "\" is " + report.rule +
+                       ", so each text at \"" + report.decider + "\" reaches it";
+    if (!report.fallback.empty()) {
+        text += ", and none reaches the default, \"" + report.fallback + '"';
+    }
+    work.warn(text);
+}
+
+std::string counted(std::size_t count, const char* one) {
+    return grouped(count) + ' ' + one + (count == 1 ? "" : "s");
+}
+
+void print_import(const Import_words& words) {
+    check_is_other_file(words);
+    check_readable(words.file);
+    Long_work work;
+    const Import_report report = merge(words, work);
+    warn_of_reach(report, work);
+    std::cout << shown_text(words.file) << ": imported " << shown_text(words.other_file) << " as "
+              << report.path << ": " << counted(report.nodes, "node") << ", "
+              << counted(report.classifiers, "classifier") << '\n';
+}
+
+}  // namespace
+
+void add_import_command(CLI::App& app) {
+    const auto words = std::make_shared<Import_words>();
+    CLI::App* const command =
+        app.add_subcommand("import", "Merge another knowledge container into one");
+    command->add_option("KC", words->file, "File of the knowledge container that gets the nodes")
+        ->required()
+        ->type_name("");
+    command->add_option("OTHER", words->other_file, "File of the one that is imported")
+        ->required()
+        ->type_name("");
+    command->add_option("--under", words->path, "The node of KC below which they are added")
+        ->required()
+        ->check(error_of_path)
+        ->type_name("PATH");
+    add_bound_option(*command, words->bound.given);
+    add_wait_option(*command, words->seconds_to_wait);
+    command->footer(kNotes);
+    command->callback([words] { print_import(*words); });
+}
+
+}  // namespace cli

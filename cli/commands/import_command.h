@@ -1,0 +1,15 @@
+// import: merges a knowledge container into another one.
+#ifndef ZANDREL_CLI_COMMANDS_IMPORT_COMMAND_H_
+#define ZANDREL_CLI_COMMANDS_IMPORT_COMMAND_H_
+
+namespace CLI {
+class App;
+}  // namespace CLI
+
+namespace cli {
+
+void add_import_command(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // ZANDREL_CLI_COMMANDS_IMPORT_COMMAND_H_
