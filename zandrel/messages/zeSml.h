@@ -10,6 +10,10 @@
 #include "zandrel/messages/zeSml_feeder.h"
 #include "zandrel/storage/Hio.h"
 
+namespace zandrel::detail {
+class Record_reader;
+}
+
 // A bag of concepts with their weights, sorted by text. Every statistical decision reads one.
 //
 // A bag can have a clip value: a ceiling for each weight, so that a term that is repeated many
@@ -78,8 +82,8 @@ public:
     void Dump(Hio<Generic32>& io) const;
     // Appends the entries of a record, and replaces the total and the clip value. The weights, the
     // order of the entries, the total and the clip value are taken as they are, without a check.
-    // Call it only for a new bag, since a bag with entries keeps them. If it fails, the entries
-    // that were read remain in the bag.
+    // Call it only for a new bag, since a bag with entries keeps them. If it fails, some of the
+    // entries that were read are in the bag.
     // RAISES: the exceptions of the stream.
     void Load(Hio<Generic32>& io);
 
@@ -94,6 +98,10 @@ public:
     bool m_is_new = true;         // not stored since it was made or changed
 
 private:
+    friend class zeMsg;
+
+    // Does the same with the reader of a message.
+    void Load(zandrel::detail::Record_reader& reader);
     // Appends the entries, clipped to this bag's ceiling, and sorts. `take`: returns the concept of
     // an entry, as a copy or moved.
     template <class Weights, class Take>
