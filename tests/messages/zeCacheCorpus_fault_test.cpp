@@ -239,6 +239,33 @@ TEST_F(zeCacheCorpusFaultTest, FailedFlushKeepsTheChangedMessage) {
     EXPECT_EQ(corpus.get_numbered_msg(0).get(), msg.get());
 }
 
+TEST_F(zeCacheCorpusFaultTest, ChangedMessageThatCannotBeWrittenStaysInTheCache) {
+    zeCacheCorpus corpus(qtString(kName), 'w', 2);
+    for (const char* const label : {"a", "b", "c"}) {
+        add_label(corpus, label);
+    }
+    corpus.flush();
+    qtPtrLight<zeMsg> msg = labelled("new");
+    corpus.refresh_msg(0, msg);
+    zeCorpus::iMsg position = corpus.get_msg(1);
+    disk.fail_at(0, Fake_disk::Fault::kNoSpace, true);
+    const std::string text = "Write error in file " + kName;
+
+    EXPECT_QTX_ARGS(corpus.reserve(1), HioErr, 4, text, {qtString(kName)});
+
+    EXPECT_EQ(corpus.cache.capacity, 2U);
+    EXPECT_EQ(corpus.cache.table.size(), 2U);
+    EXPECT_TRUE(msg->changed);
+    disk.heal();
+    EXPECT_QTX(corpus.get_msg(2), HioErr, 4, text);
+    EXPECT_QTX(corpus.get_numbered_msg(2), HioErr, 4, text);
+    EXPECT_QTX(corpus.next(position), HioErr, 4, text);
+    EXPECT_QTX(add_label(corpus, "d"), HioErr, 4, text);
+    EXPECT_QTX(corpus.refresh_msg(2, msg), HioErr, 4, text);
+    EXPECT_QTX(corpus.flush(), HioErr, 4, text);
+    EXPECT_EQ(corpus.get_numbered_msg(0).get(), msg.get());
+}
+
 TEST_F(zeCacheCorpusFaultTest, FailureWhileClosingIsTracedOnceAndLeavesTheOldContent) {
     const Trace_capture traced(4);
     auto corpus = std::make_unique<zeCacheCorpus>(qtString(kName), 'w', 2);

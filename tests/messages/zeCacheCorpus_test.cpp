@@ -478,6 +478,30 @@ TEST_F(zeCacheCorpusTest, RefreshWithNullIsABrokenInvariantWithoutACache) {
     EXPECT_TRUE(disk.content() == before);
 }
 
+// The item of message 0 is damaged, so the changed message cannot leave the cache.
+TEST_F(zeCacheCorpusTest, AddedMessageIsStoredIfOnlyTheCacheHasNoRoom) {
+    make_three();
+    const auto item = static_cast<std::size_t>(
+        open('r').cache.file.index.at(qtString(std::string_view("\0\0\0\0", 4))));
+    corpus = nullptr;
+    disk.patch(item, "x");
+    open('u', 1);
+    qtPtrLight<zeMsg> msg = labelled("new");
+    corpus->refresh_msg(0, msg);
+    qtPtrLight<zeMsg> added = labelled("d");
+    const std::string text = std::string("Key points to invalid item: ") + std::string(4, '\0');
+
+    EXPECT_QTX_ARGS(corpus->add_msg(added), AbstractHreclaim, 2, text,
+                    {disk.path(), qtString(std::string_view("\0\0\0\0", 4))});
+
+    EXPECT_FALSE(added->changed);
+    EXPECT_TRUE(msg->changed);
+    EXPECT_EQ(corpus->get_num_msgs(), 4);
+    corpus->cache.table.begin()->second.first->changed = false;
+    corpus->flush();
+    EXPECT_EQ(corpus->get_numbered_msg(3)->categories.at(0), term("d"));
+}
+
 // A file with a gap has messages 0, 1 and 3, so 3 is the number of messages and is in use.
 TEST_F(zeCacheCorpusTest, AddingToAFileWithAGapIsRefusedAndOverwritesNothing) {
     make_three();

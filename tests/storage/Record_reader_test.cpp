@@ -94,7 +94,7 @@ public:
 
     void RequireBytes(std::uint64_t byte_count) override {
         if (byte_count > m_bytes.size() - m_next) {
-            throw qtxSegBuf("end of the text", __FILE__, __LINE__);
+            throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
         }
     }
 
@@ -115,7 +115,7 @@ TEST(RecordReaderTest, OtherDevicesAreReadLikeByTheStream) {
     }
     EXPECT_EQ(io.ReadByte(), 'z');
     Record_reader reader(io);
-    EXPECT_SEGBUF_ERROR(reader.Byte(), "end of the text");
+    EXPECT_SEGBUF_ERROR(reader.Byte(), qtxSegBuf::kLocateError);
 }
 
 TEST(RecordReaderTest, PlaceholderDeviceGivesZeros) {

@@ -181,19 +181,28 @@ void zeSml::Load(Record_reader& reader) {
     m_clip_value = reader.Get<double>();
     const unsigned int count = reader.Count(kLeastEntrySize);
     m_concepts.reserve(m_concepts.size() + count);
+    LoadEntries(reader, count);
+    m_is_new = false;
+}
+
+void zeSml::LoadEntries(Record_reader& reader, unsigned int count) {
     Read_entries read(m_concepts);
-    for (unsigned int i = 0; i < count; ++i) {
-        const std::string_view text = reader.Text();
-        if (reader.IsCopied(text)) {
-            read.look_up();
-            Concept found = Concept::insert_view(text);
-            m_concepts.push_back({std::move(found), reader.Get<double>()});
-        } else {
-            read.add(text, reader.Get<double>());
+    try {
+        for (; count > 0; --count) {
+            const std::string_view text = reader.Text();
+            if (reader.IsCopied(text)) {
+                read.look_up();
+                Concept found = Concept::insert_view(text);
+                m_concepts.push_back({std::move(found), reader.Get<double>()});
+            } else {
+                read.add(text, reader.Get<double>());
+            }
         }
+    } catch (...) {
+        read.look_up();  // the entries that were read remain
+        throw;
     }
     read.look_up();
-    m_is_new = false;
 }
 
 template <class T>

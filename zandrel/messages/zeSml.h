@@ -82,8 +82,8 @@ public:
     void Dump(Hio<Generic32>& io) const;
     // Appends the entries of a record, and replaces the total and the clip value. The weights, the
     // order of the entries, the total and the clip value are taken as they are, without a check.
-    // Call it only for a new bag, since a bag with entries keeps them. If it fails, some of the
-    // entries that were read are in the bag.
+    // Call it only for a new bag, since a bag with entries keeps them. If it fails, the entries
+    // that were read remain in the bag.
     // RAISES: the exceptions of the stream.
     void Load(Hio<Generic32>& io);
 
@@ -102,6 +102,7 @@ private:
 
     // Does the same with the reader of a message.
     void Load(zandrel::detail::Record_reader& reader);
+    void LoadEntries(zandrel::detail::Record_reader& reader, unsigned int count);
     // Appends the entries, clipped to this bag's ceiling, and sorts. `take`: returns the concept of
     // an entry, as a copy or moved.
     template <class Weights, class Take>
