@@ -115,7 +115,7 @@ TEST(RecordReaderTest, OtherDevicesAreReadLikeByTheStream) {
     }
     EXPECT_EQ(io.ReadByte(), 'z');
     Record_reader reader(io);
-    EXPECT_SEGBUF_ERROR(reader.Byte(), qtxSegBuf::kLocateError);
+    EXPECT_THROW(reader.Byte(), qtxSegBuf);
 }
 
 TEST(RecordReaderTest, PlaceholderDeviceGivesZeros) {
