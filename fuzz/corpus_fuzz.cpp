@@ -64,7 +64,8 @@ qtPtrLight<zeMsg> labelled(const char* label) {
     return msg;
 }
 
-// Makes the file. The cache writes the fuzzed record as a message would be written.
+// Makes the file with a plain record file, since the cache writes only messages. A record of a
+// message is scrambled as the cache does it.
 void make_file(const Memory_file& place, unsigned char choice, const std::string& fuzzed) {
     const Kind kind = kind_of(choice);
     const bool is_plain = (choice & kPlainVersion) != 0;

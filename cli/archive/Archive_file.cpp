@@ -62,9 +62,7 @@ std::string advice_of(const qtX<zeSmlArchive>& error) {
 // Only the parts of the file decide whether the archive can be used, as when the library opens it
 // to change it.
 void load_summary(AbstractHreclaim& file, SmlArchiveManager& summary) {
-    unsigned char state = 0;
-    file.GetState(state);
-    if (summary.version == kNewestVersion && (state & AbstractHreclaim::kStaleIndex) != 0) {
+    if (summary.version == kNewestVersion && file.IsStale()) {
         throw qtX<zeSmlArchive>(10, "Archive index is not synchronized");
     }
     SegBuf record;

@@ -18,7 +18,6 @@
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/HioErr.h"
-#include "zandrel/storage/HreclaimCache.h"
 
 namespace cli {
 
@@ -126,7 +125,7 @@ void Deferred_archive::write() {
         return;
     }
     change_file([this] {
-        zandrel::detail::MarkChanging(*m_file);
+        m_file->MarkStale();
         for (const auto& [key, data] : m_changed) {
             if (data) {
                 m_file->AddItem(key, *data);
@@ -150,7 +149,7 @@ void Deferred_archive::write() {
 
 void Deferred_archive::write_summary(const SegBuf& summary) {
     change_file([&] {
-        zandrel::detail::MarkChanging(*m_file);
+        m_file->MarkStale();
         put_summary(summary);
         m_file->WriteIndex();
         m_is_index_old = false;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include "zandrel/foundation/qtX.h"
@@ -45,9 +46,10 @@ std::string value_of(const std::map<qtString, qtString>& texts, const char* key)
 }
 
 bool has_text_of_program(const zeMsg::Nvp& pair) {
-    return pair.name == Concept::insert_view(kTextPair) ||
-           pair.name == Concept::insert_view(kTitlePair) ||
-           pair.name == Concept::insert_view(kKeywordsPair);
+    static const Concept text = Concept::insert_view(kTextPair);
+    static const Concept title = Concept::insert_view(kTitlePair);
+    static const Concept keywords = Concept::insert_view(kKeywordsPair);
+    return pair.name == text || pair.name == title || pair.name == keywords;
 }
 
 bool has_columns(const zeMsg& msg, Columns columns) {
@@ -196,9 +198,15 @@ qtPtrLight<zeMsg> Stored_corpus::stored(std::size_t number) const {
 }
 
 qtPtrLight<zeMsg> Stored_corpus::message(std::size_t number, Columns columns) const {
-    qtPtrLight<zeMsg> msg(new zeMsg(*stored(number)));
-    std::erase_if(msg->nvps, has_text_of_program);
-    msg->categories.clear();
+    const qtPtrLight<zeMsg> whole = stored(number);
+    qtPtrLight<zeMsg> msg(new zeMsg);
+    msg->smls = whole->smls;
+    // The texts are most of a message, so they are not even copied.
+    std::remove_copy_if(whole->nvps.begin(), whole->nvps.end(), std::back_inserter(msg->nvps),
+                        has_text_of_program);
+    msg->active_sml = whole->active_sml;
+    msg->weight = whole->weight;
+    msg->changed = whole->changed;
     if (columns == Columns::kText) {
         msg->smls[kKeywordsSlot] = nullptr;
         msg->smls[kTitleSlot] = nullptr;

@@ -56,7 +56,6 @@ namespace cli {
 
 namespace {
 
-constexpr unsigned char kMarked = 0x01;
 constexpr const char* kPartIsInFile =
     "; the file has a part of the change, and zandrel rebuild-index recovers what is whole";
 
@@ -124,9 +123,7 @@ void flush(const Kc_lock& lock, zeManager& manager, bool closes) {
 }
 
 bool is_marked(const zeManager& manager) {
-    unsigned char state = 0;
-    manager.m_io->m_cache_pack->GetState(state);
-    return (state & kMarked) != 0;
+    return manager.m_io->m_cache_pack->IsStale();
 }
 
 bool has_changed_objects(const zeManager& manager) {

@@ -239,6 +239,33 @@ TEST_F(zeCacheCorpusFaultTest, FailedFlushKeepsTheChangedMessage) {
     EXPECT_EQ(corpus.get_numbered_msg(0).get(), msg.get());
 }
 
+TEST_F(zeCacheCorpusFaultTest, ChangedMessageThatCannotBeWrittenStaysInTheCache) {
+    zeCacheCorpus corpus(qtString(kName), 'w', 2);
+    for (const char* const label : {"a", "b", "c"}) {
+        add_label(corpus, label);
+    }
+    corpus.flush();
+    qtPtrLight<zeMsg> msg = labelled("new");
+    corpus.refresh_msg(0, msg);
+    zeCorpus::iMsg position = corpus.get_msg(1);
+    disk.fail_at(0, Fake_disk::Fault::kNoSpace, true);
+    const std::string text = "Write error in file " + kName;
+
+    EXPECT_QTX_ARGS(corpus.reserve(1), HioErr, 4, text, {qtString(kName)});
+
+    EXPECT_EQ(corpus.cache.capacity, 2U);
+    EXPECT_EQ(corpus.cache.table.size(), 2U);
+    EXPECT_TRUE(msg->changed);
+    disk.heal();
+    EXPECT_QTX(corpus.get_msg(2), HioErr, 4, text);
+    EXPECT_QTX(corpus.get_numbered_msg(2), HioErr, 4, text);
+    EXPECT_QTX(corpus.next(position), HioErr, 4, text);
+    EXPECT_QTX(add_label(corpus, "d"), HioErr, 4, text);
+    EXPECT_QTX(corpus.refresh_msg(2, msg), HioErr, 4, text);
+    EXPECT_QTX(corpus.flush(), HioErr, 4, text);
+    EXPECT_EQ(corpus.get_numbered_msg(0).get(), msg.get());
+}
+
 TEST_F(zeCacheCorpusFaultTest, FailureWhileClosingIsTracedOnceAndLeavesTheOldContent) {
     const Trace_capture traced(4);
     auto corpus = std::make_unique<zeCacheCorpus>(qtString(kName), 'w', 2);
@@ -271,6 +298,169 @@ TEST_F(zeCacheCorpusFaultTest, LostIndexOfAClosedFileIsTracedAndTheFileIsRefused
     EXPECT_EQ(traced.lines.size(), 1U);
     EXPECT_QTX_ARGS(zeCacheCorpus(qtString(kName), 'r', 1), zeCacheCorpus, 5,
                     "Corpus index is not synchronized (Run RebuildIndex Utility)", {});
+}
+
+// A caller that catches each error and goes on. It knows which labels each message may have.
+class Stubborn_caller {
+public:
+    using Allowed = std::map<unsigned int, std::set<std::string>>;
+
+    static constexpr const char* kNoMessage = "no message";
+
+    Stubborn_caller() {
+        for (unsigned int number = 0; number < kFirst.size(); ++number) {
+            m_allowed[number] = {kFirst[number]};
+        }
+        m_flushed = m_allowed;
+    }
+
+    // Makes changes of all kinds, and flushes twice. Returns the error of the last flush.
+    std::string run() {
+        m_end =
+            end_of([this] { corpus = std::make_unique<zeCacheCorpus>(qtString(kName), 'u', 2); });
+        if (corpus == nullptr) {
+            return m_end;
+        }
+        change(1, std::string(200, 'x'), &zeCacheCorpus::update_msg);  // to another block
+        add("m6");
+        change(4, "r4", &zeCacheCorpus::refresh_msg);
+        walk();
+        change(2, std::string(100, 'y'), &zeCacheCorpus::update_msg);
+        flush();
+        change(3, std::string(300, 'z'), &zeCacheCorpus::update_msg);
+        add(std::string(90, 'w'));  // into a free block
+        change(0, "r0", &zeCacheCorpus::refresh_msg);
+        change(5, "r5", &zeCacheCorpus::refresh_msg);
+        attempt([this] { corpus->reserve(1); });
+        zeCacheCorpus::GlobalInfo info;
+        info.texts = {{"analysis", "words"}};
+        attempt([&] { corpus->set_global_info(info); });
+        flush();
+        return m_end;
+    }
+
+    // Returns true if these may be the labels in the file after the caller has closed it.
+    bool may_find(const Labels& labels) const {
+        return is_allowed(labels, m_allowed) ||
+               (m_end != "nothing" && is_allowed(labels, m_flushed));
+    }
+
+    // A write has failed, so nothing later may succeed.
+    bool is_broken() const { return m_is_broken; }
+
+    std::unique_ptr<zeCacheCorpus> corpus;
+
+private:
+    template <class Statement>
+    bool attempt(Statement&& statement) {
+        const bool was_broken = m_is_broken;
+        m_end = end_of(statement);
+        m_is_broken = was_broken || m_end == "Write error in file ";
+        return m_end == "nothing";
+    }
+
+    template <class Replace>
+    void change(unsigned int number, const std::string& label, Replace replace) {
+        qtPtrLight<zeMsg> msg = labelled(label);
+        store(number, label, attempt([&] { (corpus.get()->*replace)(number, msg); }));
+    }
+
+    void add(const std::string& label) {
+        const auto number = static_cast<unsigned int>(corpus->get_num_msgs());
+        const bool is_done = attempt([&] { add_label(*corpus, label); });
+        m_allowed[number].insert(kNoMessage);
+        store(number, label, is_done);
+    }
+
+    // After an error the message may be old or new.
+    void store(unsigned int number, const std::string& label, bool is_done) {
+        if (is_done) {
+            m_allowed[number].clear();
+        }
+        m_allowed[number].insert(label);
+    }
+
+    void walk() {
+        attempt([this] { labels_in(*corpus); });
+    }
+
+    void flush() {
+        const bool was_broken = m_is_broken;
+        if (attempt([this] { corpus->flush(); })) {
+            m_flushed = m_allowed;
+        }
+        EXPECT_EQ(was_broken && m_end != "Write error in file ", false) << m_end;
+    }
+
+    static bool is_allowed(const Labels& labels, const Allowed& allowed) {
+        bool is_each = labels.size() <= allowed.size();
+        for (const auto& [number, known] : allowed) {
+            is_each =
+                is_each && known.contains(number < labels.size() ? labels[number] : kNoMessage);
+        }
+        return is_each;
+    }
+
+    Allowed m_allowed;
+    Allowed m_flushed;  // as the last successful flush has left it
+    std::string m_end = "nothing";
+    bool m_is_broken = false;
+};
+
+// A flush that reports success has stored all changes that were reported as successful.
+TEST_F(zeCacheCorpusFaultTest, CallerThatGoesOnAfterAFailedCallLosesNothingSilently) {
+    using Fault = Fake_disk::Fault;
+    int broken = 0;
+    int complete = 0;
+    for (const bool has_places : {false, true}) {
+        disk.has_places = has_places;
+        disk.files.clear();
+        disk.heal();
+        {
+            zeCacheCorpus corpus(qtString(kName), 'w', 2);
+            for (const std::string& label : kFirst) {
+                add_label(corpus, label);
+            }
+        }
+        const std::string before = disk.files[kName];
+        disk.fail_at(1U << 30U, Fault::kIoError, false);
+        EXPECT_EQ(Stubborn_caller().run(), "nothing");
+        const std::vector<Fake_disk::Call> calls = disk.calls;
+        for (const Fault fault : {Fault::kIoError, Fault::kNoSpace, Fault::kShort}) {
+            for (std::size_t index = 0; index < calls.size(); ++index) {
+                if (!Fake_disk::can_happen(fault, calls[index])) {
+                    continue;
+                }
+                SCOPED_TRACE(testing::Message() << "call " << index << ", fault "
+                                                << static_cast<int>(fault) << has_places);
+                put(before);
+                disk.fail_at(index, fault, false);
+                const Trace_capture traced(4);
+                auto caller = std::make_unique<Stubborn_caller>();
+                const std::string end = caller->run();
+                caller->corpus = nullptr;
+                disk.heal();
+                broken += caller->is_broken() ? 1 : 0;
+                complete += end == "nothing" ? 1 : 0;
+                EXPECT_LE(traced.lines.size(), 1U);
+                EXPECT_TRUE(traced.lines.size() == 1 || !caller->is_broken());
+                EXPECT_EQ(disk.open_files, 0);
+                std::unique_ptr<zeCacheCorpus> reader;
+                const std::string refusal = end_of([&reader] {
+                    reader = std::make_unique<zeCacheCorpus>(qtString(kName), 'r', 1);
+                });
+                if (reader == nullptr) {
+                    EXPECT_NE(end, "nothing") << refusal;
+                    EXPECT_TRUE(refusals().contains(refusal)) << refusal;
+                    continue;
+                }
+                const Labels labels = labels_in(*reader);
+                EXPECT_TRUE(caller->may_find(labels)) << testing::PrintToString(labels);
+            }
+        }
+    }
+    EXPECT_GT(broken, 20);
+    EXPECT_GT(complete, 20);  // a failed read, which a later call repeats
 }
 
 class zeCacheCorpusUpgradeFaultTest : public zeCacheCorpusFaultTest {
@@ -321,6 +511,33 @@ TEST_F(zeCacheCorpusUpgradeFaultTest, KilledUpgradeLeavesVersion1UntilAllMessage
     put(images.back());
     zeCacheCorpus reader(qtString(kName), 'r', 1);
     EXPECT_EQ(labels_in(reader), Labels({"m0", "m1", "m2", "m3"}));
+}
+
+// The first change of such a file marks the stale copies of items, before any item is written.
+TEST_F(zeCacheCorpusUpgradeFaultTest, UpgradeOfAFileWithBothRecordsMarksItFirst) {
+    disk.files.clear();
+    {
+        Raw_corpus raw{qtString(kName)};
+        raw.file.SetFileID(kCorpusFileId, 1, 0);
+        raw.add_msg(0, record_of_label("stale"));
+        raw.file.index.clear();
+        raw.add("ZQE_INFO", empty_zqe_record());
+        raw.add("GLOBAL_INFO", empty_global_record());
+        raw.add_msg(0, record_of_label("m0"));
+        raw.file.Close();
+    }
+    std::vector<std::pair<std::uint64_t, std::string>> writes;
+    disk.on_write = [&writes](std::uint64_t position, std::string_view bytes) {
+        writes.emplace_back(position, bytes);
+    };
+    { zeCacheCorpus(qtString(kName), 'u', 2); }
+    disk.on_write = nullptr;
+
+    ASSERT_GE(writes.size(), 3U);
+    EXPECT_EQ(writes[0], std::make_pair(std::uint64_t{9}, std::string("\1")));
+    // The stale copy is behind the header of 20 bytes and the index block of 256.
+    EXPECT_EQ(writes[1].first, 276U);
+    EXPECT_EQ(reopened([](const Labels& labels) { return labels == Labels{"m0"}; }), "sound");
 }
 
 // Mode 'w' writes version 2 first, so only the state shows that the upgrade is not complete.

@@ -176,6 +176,34 @@ TEST_F(zeCacheCorpusTest, OpeningWithWDoesNotCheckWhatTheFileWas) {
     EXPECT_EQ(corpus->get_num_msgs(), 0);
 }
 
+// The header says version 2, so the messages are scrambled already: only the record is missing.
+TEST_F(zeCacheCorpusTest, OpeningWithWAddsAMissingGlobalInfo) {
+    make_three();
+    const std::string before = disk.content();
+    for (const bool has_zqe : {true, false}) {
+        SCOPED_TRACE(has_zqe);
+        disk.write(before);
+        {
+            Raw_corpus raw(disk.path());
+            raw.file.DeleteItem("GLOBAL_INFO");
+            if (!has_zqe) {
+                raw.file.DeleteItem("ZQE_INFO");
+            }
+            raw.file.Close();
+        }
+
+        open('w');
+
+        EXPECT_EQ(corpus->get_num_msgs(), 3);
+        EXPECT_EQ(state_on_disk(), 1);
+        add_label(*corpus, "d");
+        open('r');
+        EXPECT_THAT(labels_in(*corpus), ElementsAre("a", "b", "c", "d"));
+        EXPECT_EQ(corpus->cache.file.GetIndexSize(), 6U);
+        corpus = nullptr;
+    }
+}
+
 TEST_F(zeCacheCorpusTest, UnicodeFlagIsReadAndKept) {
     make_three();
     disk.patch(8, "\x80");
@@ -419,6 +447,81 @@ TEST_F(zeCacheCorpusTest, NullMessageIsABrokenInvariant) {
     EXPECT_ASSERTS(corpus->update_msg(0, none), "object");
     corpus = nullptr;
 
+    EXPECT_TRUE(disk.content() == before);
+}
+
+TEST_F(zeCacheCorpusTest, RefreshWithNullIsForgottenWhenItLeavesTheCache) {
+    make_three();
+    const std::string before = disk.content();
+    open('u', 2);
+    qtPtrLight<zeMsg> none;
+
+    corpus->refresh_msg(1, none);
+
+    EXPECT_THAT(labels_in(*corpus), ElementsAre("a"));
+    EXPECT_EQ(corpus->get_num_msgs(), 3);
+    corpus->flush();
+    EXPECT_THAT(labels_in(*corpus), ElementsAre("a", "b", "c"));
+    corpus = nullptr;
+    EXPECT_TRUE(disk.content() == before);
+}
+
+TEST_F(zeCacheCorpusTest, RefreshWithNullIsABrokenInvariantWithoutACache) {
+    make_three();
+    const std::string before = disk.content();
+    open('u', 0);
+    qtPtrLight<zeMsg> none;
+
+    EXPECT_ASSERTS(corpus->refresh_msg(1, none), "object");
+    corpus = nullptr;
+
+    EXPECT_TRUE(disk.content() == before);
+}
+
+// The item of message 0 is damaged, so the changed message cannot leave the cache.
+TEST_F(zeCacheCorpusTest, AddedMessageIsStoredIfOnlyTheCacheHasNoRoom) {
+    make_three();
+    const auto item = static_cast<std::size_t>(
+        open('r').cache.file.index.at(qtString(std::string_view("\0\0\0\0", 4))));
+    corpus = nullptr;
+    disk.patch(item, "x");
+    open('u', 1);
+    qtPtrLight<zeMsg> msg = labelled("new");
+    corpus->refresh_msg(0, msg);
+    qtPtrLight<zeMsg> added = labelled("d");
+    const std::string text = std::string("Key points to invalid item: ") + std::string(4, '\0');
+
+    EXPECT_QTX_ARGS(corpus->add_msg(added), AbstractHreclaim, 2, text,
+                    {disk.path(), qtString(std::string_view("\0\0\0\0", 4))});
+
+    EXPECT_FALSE(added->changed);
+    EXPECT_TRUE(msg->changed);
+    EXPECT_EQ(corpus->get_num_msgs(), 4);
+    corpus->cache.table.begin()->second.first->changed = false;
+    corpus->flush();
+    EXPECT_EQ(corpus->get_numbered_msg(3)->categories.at(0), term("d"));
+}
+
+// A file with a gap has messages 0, 1 and 3, so 3 is the number of messages and is in use.
+TEST_F(zeCacheCorpusTest, AddingToAFileWithAGapIsRefusedAndOverwritesNothing) {
+    make_three();
+    {
+        Raw_corpus raw(disk.path());
+        raw.add_msg(3, scrambled_record(record_of_label("d")));
+        raw.file.DeleteItem(raw.file.MakeStringKey(2));
+        raw.file.Close();
+    }
+    const std::string before = disk.content();
+    open('u');
+    qtPtrLight<zeMsg> msg = labelled("new");
+
+    EXPECT_QTX_ARGS(corpus->add_msg(msg), zeCacheCorpus, 6, "Message number is already in use",
+                    {"3"});
+
+    EXPECT_TRUE(msg->changed);
+    EXPECT_EQ(corpus->get_num_msgs(), 3);
+    EXPECT_EQ(corpus->get_numbered_msg(3)->categories.at(0), term("d"));
+    corpus = nullptr;
     EXPECT_TRUE(disk.content() == before);
 }
 

@@ -195,6 +195,80 @@ TEST_F(zeCacheCorpusV1Test, FileWithoutItemsGetsBothRecordsAndTheNewVersion) {
     EXPECT_EQ(to_hex(disk.content().substr(8, 4)), "80 00 00 02");
 }
 
+// Without ZqeInfo one message is counted as this record, until an upgrade adds it.
+TEST_F(zeCacheCorpusV1Test, MissingZqeInfoIsAddedByTheUpgrade) {
+    make_old();
+    {
+        Raw_corpus raw(disk.path());
+        raw.file.DeleteItem("ZQE_INFO");
+        raw.file.Close();
+    }
+    const std::string before = disk.content();
+    open('r');
+    EXPECT_EQ(corpus->get_num_msgs(), 2);
+    EXPECT_THAT(labels_in(*corpus), ElementsAre("a", "b", "c"));
+    zeCacheCorpus::ZqeInfo zqe;
+    EXPECT_QTX_ARGS(corpus->get_zqe_info(zqe), AbstractHreclaim, 2,
+                    "Missing key in index: ZQE_INFO", {disk.path(), "ZQE_INFO"});
+    corpus = nullptr;
+
+    for (const char mode : {'u', 'w'}) {
+        SCOPED_TRACE(mode);
+        disk.write(before);
+        open(mode);
+        EXPECT_EQ(corpus->version, 2U);
+        EXPECT_EQ(corpus->get_num_msgs(), 3);
+        corpus->get_zqe_info(zqe);
+        EXPECT_EQ(zqe.number, 0U);
+        add_label(*corpus, "d");
+        open('r');
+        EXPECT_THAT(labels_in(*corpus), ElementsAre("a", "b", "c", "d"));
+        EXPECT_EQ(corpus->cache.file.GetIndexSize(), 6U);
+        corpus = nullptr;
+    }
+}
+
+// Nothing would clear the state again, since no item is written.
+TEST_F(zeCacheCorpusV1Test, FileWithBothRecordsAndNoMessageIsNotMarked) {
+    {
+        Raw_corpus raw(disk.path());
+        raw.file.SetFileID(kCorpusFileId, 1, 0);
+        raw.add("ZQE_INFO", empty_zqe_record());
+        raw.add("GLOBAL_INFO", empty_global_record());
+        raw.file.Close();
+    }
+
+    open('u');
+    EXPECT_EQ(corpus->version, 2U);
+    corpus = nullptr;
+
+    open('r');
+    EXPECT_EQ(corpus->get_num_msgs(), 0);
+}
+
+// Mode 'w' writes version 2 before the upgrade, so only the mark shows that it is not complete.
+TEST_F(zeCacheCorpusV1Test, MessageThatCannotBeReadEndsTheUpgradeInModeW) {
+    make_old();
+    {
+        Raw_corpus raw(disk.path());
+        raw.add_msg(2, "\xff\xff\xff\xff");
+        raw.file.Close();
+    }
+    for (const unsigned int cache_size : {0U, 1U, 10U}) {
+        SCOPED_TRACE(cache_size);
+        const Trace_capture traced(4);
+        const std::string before = disk.content();
+
+        EXPECT_ASSERTS(open('w', cache_size), "object");
+
+        EXPECT_EQ(to_hex(disk.content().substr(9, 11)), "01 00 02 " + to_hex(before.substr(12, 8)));
+        EXPECT_TRUE(traced.lines.empty());
+        EXPECT_QTX_ARGS(open('r'), zeCacheCorpus, 5,
+                        "Corpus index is not synchronized (Run RebuildIndex Utility)", {});
+        disk.write(before);
+    }
+}
+
 TEST_F(zeCacheCorpusV1Test, MessageThatCannotBeReadEndsTheUpgrade) {
     make_old();
     {

@@ -43,7 +43,7 @@ Outcome outcome() {
     SegBuf manager;
     file.GetItem("__Manager__", manager);
     EXPECT_EQ(bytes_of(manager), "manager");
-    if ((file.state & AbstractHreclaim::kStaleIndex) != 0) {
+    if (file.IsStale()) {
         return Outcome::kMarked;
     }
     return Kc_seal::Verify(file) ? Outcome::kSealed : Outcome::kUnsealed;

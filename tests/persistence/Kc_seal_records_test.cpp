@@ -297,7 +297,7 @@ bool is_refused_or_complete(const qtString& name) {
         Kc_seal::Verify(name);
         Hreclaim<Hfile64> file;
         file.Open(name, false, true);
-        if ((file.state & AbstractHreclaim::kStaleIndex) != 0) {
+        if (file.IsStale()) {
             return true;
         }
         EXPECT_EQ(file.file_id, 0x278F9D40U);

@@ -470,6 +470,90 @@ TEST_F(HreclaimCacheTest, FailedClearCacheRemovesNoEntry) {
     cache->Abandon();
 }
 
+TEST_F(HreclaimCacheTest, CacheWhoseWriteFailedRefusesAllChangesAndLosesNothingSilently) {
+    const Trace_capture traced;
+    make_failing(2);
+    const std::string before = disk.content();
+    const std::string text = "Write error in file " + disk.path().str();
+    EXPECT_QTX(write("a", fresh("new")), HioErr, 4, "File is not open for writing");
+
+    EXPECT_QTX_ARGS(write("a", fresh("new")), HioErr, 4, text, {disk.path()});
+    EXPECT_QTX_ARGS(cache->AddItem("info", record_of("x")), HioErr, 4, text, {disk.path()});
+    EXPECT_QTX_ARGS(cache->MarkChanging(), HioErr, 4, text, {disk.path()});
+    EXPECT_QTX_ARGS(cache->WriteIndex(), HioErr, 4, text, {disk.path()});
+    EXPECT_QTX_ARGS(cache->ClearCache(), HioErr, 4, text, {disk.path()});
+
+    EXPECT_EQ(read("a"), "a");
+    EXPECT_THAT(traced.texts(), IsEmpty());
+    cache = nullptr;
+    EXPECT_THAT(traced.texts(),
+                ElementsAre("Changes of file " + disk.path().str() + " were not written: " + text));
+    EXPECT_TRUE(disk.content() == before);
+}
+
+TEST_F(HreclaimCacheTest, AbandonedBrokenCacheCanOpenAnotherFile) {
+    const Trace_capture traced;
+    make_failing(1);
+    EXPECT_QTX(cache->MarkChanging(), HioErr, 4, "File is not open for writing");
+    cache->Abandon();
+    const Scratch_file other;
+    cache->file.Open(other.path(), true, false);
+    cache->mode = 'w';
+
+    write("b", fresh("b"));
+    cache = nullptr;
+
+    EXPECT_THAT(traced.texts(), IsEmpty());
+    EXPECT_EQ(other.content().at(9), 0);
+}
+
+// The item of "a" is damaged, so it cannot be replaced. The file refuses this before it changes.
+TEST_F(HreclaimCacheTest, RefusedWriteNeitherMarksTheFileNorBreaksTheCache) {
+    make(1);
+    write("a", fresh("a"));
+    write("b", fresh("b"));
+    const auto item = static_cast<std::size_t>(cache->file.index.at("a"));
+    cache = nullptr;
+    disk.patch(item, "x");
+    const std::string before = disk.content();
+    make(1);
+
+    EXPECT_QTX_ARGS(write("a", fresh("new")), AbstractHreclaim, 2, "Key points to invalid item: a",
+                    {disk.path(), "a"});
+
+    EXPECT_TRUE(disk.content() == before);
+    write("b", fresh("new b"));
+    cache = nullptr;
+    make(1);
+    EXPECT_EQ(read("b"), "new b");
+}
+
+// The cache uses the memory of a record again. A record that is cut off continues with zeros, not
+// with the bytes of the record before it.
+TEST_F(HreclaimCacheTest, RecordIsReadAsIfItWereTheFirst) {
+    const std::string whole = plain_record(*fresh("label"));
+    const std::string cut = whole.substr(0, whole.size() - 3);
+    for (const unsigned long seed : {0UL, static_cast<unsigned long>(qtScrambler::kSeed)}) {
+        make(0);
+        cache->seed = seed;
+        write("long", fresh(std::string(50'000, 'x')));
+        write("short", fresh("s"));
+        SegBuf record = record_of(cut);
+        zandrel::detail::ScrambleRuns(record, seed);
+        cache->AddItem("cut", record);
+        for (const char* const before : {"long", "short", "cut", "missing"}) {
+            SCOPED_TRACE(before);
+            read(before);
+            const qtPtrLight<zeMsg> msg = cache->Read("cut");
+            ASSERT_FALSE(msg.IsNull());
+            EXPECT_EQ(msg->categories.at(0).view(), std::string_view("la\0\0\0", 5));
+        }
+        EXPECT_EQ(read("short"), "s");
+        EXPECT_EQ(read("long"), std::string(50'000, 'x'));
+        cache = nullptr;
+    }
+}
+
 TEST_F(HreclaimCacheTest, AbandonedFileKeepsItsOldIndexAndItsMark) {
     make(2);
     write("a", fresh("a"));

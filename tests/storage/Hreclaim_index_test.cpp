@@ -66,6 +66,19 @@ TYPED_TEST(HreclaimIndexTest, OnlyOneBitOfTheStateChanges) {
     EXPECT_EQ(to_hex(this->on_disk(9, 1)), "a4");
 }
 
+TYPED_TEST(HreclaimIndexTest, MarkedFileIsStaleAndKeepsTheOtherBits) {
+    this->create();
+    this->file.SetState(0x42);
+    EXPECT_FALSE(this->file.IsStale());
+
+    this->file.MarkStale();
+
+    EXPECT_TRUE(this->file.IsStale());
+    EXPECT_EQ(this->disk.content().at(9), 0x43);
+    this->file.SetState(0x42);
+    EXPECT_FALSE(this->file.IsStale());
+}
+
 TYPED_TEST(HreclaimIndexTest, WithoutAChangeNothingIsWritten) {
     this->create();
     this->disk.patch(static_cast<std::size_t>(this->first), "????");

@@ -252,6 +252,33 @@ TYPED_TEST(HreclaimOpenTest, HoleListedTwiceIsAShortRead) {
     EXPECT_QTX(this->open(), HioErr, 3, "Read error in file " + this->name());
 }
 
+// With a repeated key, one of two items would be missing without an error.
+TYPED_TEST(HreclaimOpenTest, KeyListedTwiceIsAShortRead) {
+    this->create();
+    this->add("a", "1");
+    this->add("b", "2");
+    this->file.Close();
+    // The second key follows the first offset and its own length.
+    this->disk.patch(this->place_of_item() + TestFixture::width + 4, "a");
+
+    EXPECT_QTX_ARGS(this->open(), HioErr, 3, "Read error in file " + this->name(),
+                    {this->disk.path()});
+}
+
+TYPED_TEST(HreclaimOpenTest, KeysInAnotherOrderAreAccepted) {
+    this->create();
+    this->add("a", "1");
+    this->add("c", "2");
+    this->file.Close();
+    this->disk.patch(this->place_of_item() - 1, "c");
+    this->disk.patch(this->place_of_item() + TestFixture::width + 4, "b");
+
+    this->open();
+
+    EXPECT_TRUE(this->file.Exists("b"));
+    EXPECT_TRUE(this->file.Exists("c"));
+}
+
 TYPED_TEST(HreclaimOpenTest, ItemWithAWrongTagIsReported) {
     this->make();
     this->disk.patch(static_cast<std::size_t>(this->new_size), "x");
@@ -261,6 +288,9 @@ TYPED_TEST(HreclaimOpenTest, ItemWithAWrongTagIsReported) {
 
     EXPECT_QTX_ARGS(this->get("a"), AbstractHreclaim, 2, text, {this->disk.path(), "a"});
     EXPECT_QTX_ARGS(this->add("a", ""), AbstractHreclaim, 2, text, {this->disk.path(), "a"});
+    EXPECT_QTX_ARGS(this->file.RequireAddable("a", 0), AbstractHreclaim, 2, text,
+                    {this->disk.path(), "a"});
+    EXPECT_NO_THROW(this->file.RequireAddable("b", 0));
     EXPECT_QTX_ARGS(this->file.DeleteItem("a"), AbstractHreclaim, 2, text,
                     {this->disk.path(), "a"});
     this->file.Close();

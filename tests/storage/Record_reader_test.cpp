@@ -1,8 +1,11 @@
 // Compares Record_reader with the stream, which is the plain way to read the same bytes.
 #include "zandrel/storage/Record_reader.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
-#include <vector>
+#include <string_view>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -58,6 +61,70 @@ TEST(RecordReaderTest, ReaderReadsLikeTheStreamWhereverASegmentEnds) {
 
         EXPECT_EQ(segments.offset, segments.size) << start;
     }
+}
+
+// Only a text that continues in the next segment is copied.
+TEST(RecordReaderTest, TextIsCopiedIfItContinuesInTheNextSegment) {
+    for (const unsigned int start : {kSegment - 14, kSegment - 13, kSegment - 12}) {
+        SegBuf segments;
+        Hio<HSegment> io(new HSegment(segments, 'w'));
+        io.WriteBytes(std::string(start, '\0').data(), start);
+        io << qtString("some text") << qtString("more");
+        io.device->Seek(static_cast<int>(start));
+        Record_reader reader(io);
+
+        const std::string_view text = reader.Text();
+
+        EXPECT_EQ(reader.IsCopied(text), start == kSegment - 12) << start;
+        EXPECT_EQ(text, "some text");
+        EXPECT_FALSE(reader.IsCopied(reader.Text()));
+    }
+}
+
+// A device of the tests that is no HSegment.
+class Text_device : public Generic32 {
+public:
+    explicit Text_device(std::string bytes) : m_bytes(std::move(bytes)) {}
+
+    void Read(char* bytes, unsigned int byte_count) override {
+        RequireBytes(byte_count);
+        m_bytes.copy(bytes, byte_count, m_next);
+        m_next += byte_count;
+    }
+
+    void RequireBytes(std::uint64_t byte_count) override {
+        if (byte_count > m_bytes.size() - m_next) {
+            throw qtxSegBuf(qtxSegBuf::kLocateError, __FILE__, __LINE__);
+        }
+    }
+
+private:
+    std::string m_bytes;
+    std::size_t m_next = 0;
+};
+
+TEST(RecordReaderTest, OtherDevicesAreReadLikeByTheStream) {
+    Hio<Generic32> io(new Text_device(std::string("\0\0\0\2ab\0\0\0\0\0\0\0\7z", 15)));
+    {
+        Record_reader reader(io);
+        const std::string_view text = reader.Text();
+        EXPECT_TRUE(reader.IsCopied(text));
+        EXPECT_EQ(text, "ab");
+        EXPECT_EQ(reader.Text(), "");
+        EXPECT_EQ(reader.Get<unsigned int>(), 7U);
+    }
+    EXPECT_EQ(io.ReadByte(), 'z');
+    Record_reader reader(io);
+    EXPECT_THROW(reader.Byte(), qtxSegBuf);
+}
+
+TEST(RecordReaderTest, PlaceholderDeviceGivesZeros) {
+    Hio<Generic32> io(new Generic32);
+    Record_reader reader(io);
+
+    EXPECT_EQ(reader.Get<unsigned int>(), 0U);
+    EXPECT_EQ(reader.Text(), "");
+    EXPECT_EQ(reader.Get<double>(), 0.0);
 }
 
 TEST(RecordReaderTest, StreamContinuesAtTheReadersEnd) {

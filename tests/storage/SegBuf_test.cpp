@@ -248,6 +248,30 @@ TEST(SegBufTest, MoveAssignmentToItselfKeepsTheContent) {
     EXPECT_EQ(bytes_of(buffer), "abc");
 }
 
+TEST(SegBufTest, ClearedRecordIsEmptyAndKeepsItsFirstSegmentAsZeros) {
+    for (const std::size_t size :
+         {std::size_t{0}, std::size_t{5}, std::size_t{SegBuf::kSegmentSize},
+          std::size_t{2 * SegBuf::kSegmentSize + 7}}) {
+        SCOPED_TRACE(size);
+        SegBuf buffer = record_of(std::string(size, 'x'));
+        const char* const first = buffer.segments.empty() ? nullptr : buffer.segments.front();
+        buffer.offset = 3;
+
+        buffer.Clear();
+
+        EXPECT_EQ(buffer.size, 0U);
+        EXPECT_EQ(buffer.offset, 0U);
+        ASSERT_EQ(buffer.segments.size(), size == 0 ? 0U : 1U);
+        if (size != 0) {
+            EXPECT_EQ(buffer.segments.front(), first);
+            EXPECT_TRUE(std::string(first, SegBuf::kSegmentSize) ==
+                        std::string(SegBuf::kSegmentSize, '\0'));
+        }
+        buffer.Extend(2);
+        EXPECT_EQ(bytes_of(buffer), std::string(2, '\0'));
+    }
+}
+
 TEST(SegBufTest, ErrorIsCaughtAsTheRootOfAllExceptions) {
     SegBuf buffer;
     try {

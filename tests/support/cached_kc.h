@@ -13,6 +13,8 @@
 #include "zandrel/persistence/CachePack.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/zeIO.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
 
 #include "tests/support/kc_file.h"
 #include "tests/support/news_desk.h"
@@ -55,6 +57,10 @@ inline std::string saved_plain(zeManager& manager) {
     return bytes;
 }
 
+inline zeStat_storage& storage_of(zeClassifier* classifier) {
+    return *dynamic_cast<zeStat_matcher&>(*classifier).m_storage;
+}
+
 // A file in cached form, opened as a record file.
 struct Cached_file {
     explicit Cached_file(const qtString& path, bool read_only = true) {
@@ -73,11 +79,7 @@ struct Cached_file {
         pack.WriteIndex();
     }
 
-    bool is_clean() const {
-        unsigned char state = 0;
-        pack.GetState(state);
-        return (state & CachePack::kStaleIndex) == 0;
-    }
+    bool is_clean() const { return !pack.IsStale(); }
 
     unsigned char flags() const {
         unsigned int id = 0;

@@ -184,9 +184,7 @@ void zeSmlArchive::UpgradeVersion() {
 }
 
 bool zeSmlArchive::IsMarked() const {
-    unsigned char state = 0;
-    archive_file->GetState(state);
-    return (state & AbstractHreclaim::kStaleIndex) != 0;
+    return archive_file->IsStale();
 }
 
 AbstractHreclaim& zeSmlArchive::File() const {
@@ -199,7 +197,7 @@ AbstractHreclaim& zeSmlArchive::File() const {
 // Marks the file before its first change.
 AbstractHreclaim& zeSmlArchive::FileToChange() {
     AbstractHreclaim& file = File();
-    zandrel::detail::MarkChanging(file);
+    file.MarkStale();
     return file;
 }
 

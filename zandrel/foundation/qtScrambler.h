@@ -16,7 +16,7 @@
 // Threads: one at a time in the whole process, as the rest of the library.
 class ZANDREL_EXPORT qtScrambler {
 public:
-    // zeIO scrambles with these two.
+    // Containers, corpora and archives are scrambled with these two.
     static constexpr std::uint64_t kSeed = 0x278F9D405A414E44;
     static constexpr std::uint32_t kOption = 0x4B435631;
 

@@ -76,20 +76,44 @@ zeCacheCorpus::~zeCacheCorpus() = default;
 void zeCacheCorpus::open(const qtString& file) {
     cache.file.Open(file, mode == 'w', mode == 'r');
     cache.mode = mode == 'r' ? 'r' : 'w';
-    if (mode != 'w') {
+    if (mode == 'w') {
+        open_to_add();
+    } else {
         identify();
-        return;
     }
-    // A file without GlobalInfo is new or of version 1. We mark it first, so that it does not look
-    // like a complete file of version 2 if the process is killed before it is one.
-    const bool is_complete = cache.file.Exists(kGlobalKey);
-    if (!is_complete) {
+}
+
+// A file without GlobalInfo is new or of version 1, unless its header says version 2 and it is not
+// marked: then only the record is missing, and its messages are scrambled already. A marked file of
+// version 2 may be an upgrade that was killed.
+//
+// Before an upgrade we mark the file, so that it does not look like a complete file of version 2 if
+// the process is killed before it is one.
+void zeCacheCorpus::open_to_add() {
+    const bool is_present_form = has_present_form();  // the next call changes the header
+    const bool is_upgraded = !cache.file.Exists(kGlobalKey) && !is_present_form;
+    if (is_upgraded) {
         cache.MarkChanging();
     }
-    cache.file.SetFileID(kFileId, kFileVersion, 0);
-    if (!is_complete) {
+    stamp(0);
+    if (is_upgraded) {
         init_or_upgrade();
+    } else if (!cache.file.Exists(kGlobalKey)) {
+        add_missing_infos();
     }
+}
+
+bool zeCacheCorpus::has_present_form() const {
+    unsigned int id = 0;
+    unsigned short file_version = 0;
+    unsigned char flags = 0;
+    cache.file.GetFileID(id, file_version, flags);
+    return id == kFileId && file_version == kFileVersion && !cache.file.IsStale();
+}
+
+void zeCacheCorpus::stamp(unsigned char flags) {
+    cache.ChangeFile(
+        [flags](AbstractHreclaim& file) { file.SetFileID(kFileId, kFileVersion, flags); });
 }
 
 // A file of version 1 is not refused as stale: the upgrade reads all its messages anyway.
@@ -116,9 +140,7 @@ void zeCacheCorpus::identify() {
         }
         return;
     }
-    unsigned char state = 0;
-    cache.file.GetState(state);
-    if ((state & AbstractHreclaim::kStaleIndex) != 0) {
+    if (cache.file.IsStale()) {
         throw qtX<zeCacheCorpus>(kStaleFile,
                                  "Corpus index is not synchronized (Run RebuildIndex Utility)");
     }
@@ -126,6 +148,18 @@ void zeCacheCorpus::identify() {
 
 void zeCacheCorpus::init_or_upgrade() {
     const bool is_new = cache.file.GetIndexSize() == 0;
+    add_missing_infos();
+    if (!is_new) {
+        scramble_msgs();
+    } else if (version == kFileVersion) {
+        return;
+    }
+    // The header gets the new version last, so that a failed upgrade does not look complete.
+    stamp(unicode ? AbstractHreclaim::kUnicodeContent : 0);
+    version = kFileVersion;
+}
+
+void zeCacheCorpus::add_missing_infos() {
     if (!cache.file.Exists(kZqeKey)) {
         ZqeInfo empty;
         set_zqe_info(empty);
@@ -134,18 +168,19 @@ void zeCacheCorpus::init_or_upgrade() {
         GlobalInfo empty;
         set_global_info(empty);
     }
-    if (!is_new) {
-        cache.file.MarkDeleted602Records();
-        const unsigned int msg_count = cache.file.GetIndexSize() - kOtherItems;
-        for (unsigned int number = 0; number < msg_count; ++number) {
-            scramble_msg(key_of(number));
-        }
-    } else if (version == kFileVersion) {
-        return;
+}
+
+// If the file had both records already, marking the stale copies is its first change, so we set the
+// state first. Without a message no item is written, and nothing would clear the state again.
+void zeCacheCorpus::scramble_msgs() {
+    const unsigned int msg_count = cache.file.GetIndexSize() - kOtherItems;
+    if (msg_count > 0) {
+        cache.MarkChanging();
     }
-    // The header gets the new version last, so that a failed upgrade does not look complete.
-    cache.file.SetFileID(kFileId, kFileVersion, unicode ? AbstractHreclaim::kUnicodeContent : 0);
-    version = kFileVersion;
+    cache.ChangeFile([](AbstractHreclaim& file) { file.MarkDeleted602Records(); });
+    for (unsigned int number = 0; number < msg_count; ++number) {
+        scramble_msg(key_of(number));
+    }
 }
 
 // Reads a plain message and writes it scrambled. The two forms have the same length, so the message
@@ -162,7 +197,13 @@ void zeCacheCorpus::scramble_msg(const qtString& key) {
 
 void zeCacheCorpus::add_msg(qtPtrLight<zeMsg>& msg) {
     require_writable();
-    cache.Write(key_of(static_cast<unsigned int>(get_num_msgs())), msg, true);
+    const auto number = static_cast<unsigned int>(get_num_msgs());
+    const qtString key = key_of(number);
+    if (cache.file.Exists(key)) {
+        throw qtX<zeCacheCorpus>(kNumberInUse, "Message number is already in use",
+                                 {qtString(std::to_string(number))});
+    }
+    cache.Write(key, msg, true);
 }
 
 void zeCacheCorpus::reserve(unsigned int cache_size) {
@@ -227,7 +268,7 @@ void zeCacheCorpus::update_msg(unsigned int number, qtPtrLight<zeMsg>& msg) {
 
 void zeCacheCorpus::flush() {
     cache.ClearCache();
-    cache.file.WriteIndex();
+    cache.WriteIndex();
 }
 
 void zeCacheCorpus::get_global_info(GlobalInfo& info) {

@@ -38,8 +38,17 @@
 // Call `flush` to see errors.
 //
 // Errors: qtX<zeCacheCorpus>, texts in docs/errors.md. Errors of the record file (see
-// AbstractHreclaim) and of its device pass through. After a failed write destroy the corpus: what
-// was written since the last `flush` may be lost, and the file is then refused as not synchronized.
+// AbstractHreclaim) and of its device pass through. After a failed write the corpus can only be
+// read: each later change and `flush` raises qtX<HioErr> "Write error in file ", and the destructor
+// writes nothing. The changes since the last `flush` are lost, and modes 'r' and 'u' then refuse
+// the file as not synchronized.
+//
+// A changed message that has to leave the cache is written then, so each operation that enters a
+// message into the cache can raise what this write raises: also `add_msg`, `refresh_msg`,
+// `reserve`, and `start_msgs`, `next` and `get_msg`, which read. The changed message remains in the
+// cache. For example, the disk is full, and the cache of two messages has a changed message 0 and
+// message 1: `get_msg(2)` raises the error of writing message 0.
+//
 // Threads: one at a time in the whole process. The file is not locked.
 class ZANDREL_EXPORT zeCacheCorpus : public zeCorpus {
 public:
@@ -54,6 +63,7 @@ public:
     static constexpr int kRefreshOfNothing = 3;
     static constexpr int kWrongVersion = 4;
     static constexpr int kStaleFile = 5;
+    static constexpr int kNumberInUse = 6;
 
     // How the cache handles messages.
     struct SerializeFO {
@@ -98,20 +108,26 @@ public:
     // leaves a file that no version can read, so upgrade a copy and rename it.
     //
     // Mode 'w' does not check an existing file: it makes any record file a corpus of version 2 and
-    // clears its Unicode flag. Open it with mode 'r' first if it may be something else.
+    // clears its Unicode flag. Open it with mode 'r' first if it may be something else. A file
+    // without GlobalInfo is upgraded, unless its header has version 2 and bit 0 of its state is
+    // clear: then only the missing records are added.
     // REQUIRES: one of the three modes.
     // RAISES: kNotACorpus "Not a Corpus file: "; kWrongVersion "Invalid version in corpus file";
     // kStaleFile "Corpus index is not synchronized (Run RebuildIndex Utility)" if bit 0 of the
     // state is set; the assertion "object" if a message cannot be read during an upgrade. The index
-    // is not written then, and with mode 'u' the header keeps version 1.
+    // is not written then. With mode 'u' the header keeps version 1; with mode 'w' it has version 2
+    // by then, and only bit 0 of the state shows that the upgrade is not complete.
     zeCacheCorpus(const qtString& file, char open_mode, unsigned int cache_size);
     ~zeCacheCorpus() override;
 
     // Writes the message to the file and enters it into the cache.
-    // RAISES: kNotForWriting in mode 'r'; the assertion "object" for null.
+    // RAISES: kNotForWriting in mode 'r'; kNumberInUse "Message number is already in use" if the
+    // numbers of a damaged file have a gap; the assertion "object" for null. All three leave the
+    // corpus unchanged. If only making room in the cache raises, the message is stored.
     void add_msg(qtPtrLight<zeMsg>& msg) override;
     // Sets the size of the cache. Messages that exceed the size leave the cache; changed ones are
-    // written. This is not a promise about the number of messages, as it is for zeMemoryCorpus.
+    // written. This is not a promise about the number of messages, as it is for zeMemoryCorpus. If
+    // such a write raises, the message remains, and the old size as well.
     void reserve(unsigned int cache_size) override;
     // The number of items in the file without the items of ZqeInfo and GlobalInfo.
     int get_num_msgs() const override;
@@ -127,14 +143,17 @@ public:
     qtPtrLight<zeMsg> get_numbered_msg(int msg_number) override;
 
     // Replaces a message in the cache. If it counts as changed, it is written when it leaves the
-    // cache, or by `flush`. If not, it is dropped then. Without a cache it is written at once.
-    // RAISES: kNotForWriting in mode 'r'; kRefreshOfNothing "Refreshing non-existant message".
+    // cache, or by `flush`. If not, it is dropped then, and so is null, which until then hides the
+    // stored message. Without a cache the message is written at once.
+    // RAISES: kNotForWriting in mode 'r'; kRefreshOfNothing "Refreshing non-existant message"; the
+    // assertion "object" for null without a cache.
     void refresh_msg(unsigned int number, qtPtrLight<zeMsg>& msg);
     // Replaces a message in the file at once, and in the cache.
     // RAISES: kNotForWriting in mode 'r'; kUpdateOfNothing "Updating non-existant message"; the
     // assertion "object" for null.
     void update_msg(unsigned int number, qtPtrLight<zeMsg>& msg);
-    // Writes the changed messages and the index, and empties the cache.
+    // Writes the changed messages and the index, and empties the cache. When it returns, all
+    // changes so far are in the file.
     void flush();
 
     // In a file of version 1, which has no such record, `get_global_info` changes nothing. If a
@@ -157,7 +176,12 @@ public:
 
 private:
     void open(const qtString& file);
+    void open_to_add();
     void identify();
+    bool has_present_form() const;
+    void stamp(unsigned char flags);
+    void add_missing_infos();
+    void scramble_msgs();
     void scramble_msg(const qtString& key);
     void require_writable() const;
     bool has_msg(unsigned int number) const;

@@ -3,6 +3,10 @@
 // slots.
 #include "zandrel/messages/zeMsg.h"
 
+#include "zandrel/storage/Record_reader.h"
+
+using zandrel::detail::Record_reader;
+
 namespace {
 
 // The least size of a pair: the length of its name, its type, and the length of its value.
@@ -14,13 +18,15 @@ void dump_pair(const zeMsg::Nvp& pair, Hio<Generic32>& io) {
     io << pair.value;
 }
 
-void load_pair(zeMsg::Nvp& pair, Hio<Generic32>& io) {
+void load_pair(zeMsg::Nvp& pair, Record_reader& reader) {
     pair.canonical.reset();  // first, so that no old form remains if reading fails
-    io >> pair.name;
-    const auto type = static_cast<unsigned char>(io.ReadByte());
-    pair.type = static_cast<mlMessageConverter::NvpType>(type);
-    io >> pair.value;
+    pair.name = Concept::insert_view(reader.Text());
+    pair.type = static_cast<mlMessageConverter::NvpType>(reader.Byte());
+    pair.value = qtString(reader.Text());
 }
+
+// The least size of a category: the count of its text.
+constexpr unsigned int kLeastCategorySize = 4;
 
 }  // namespace
 
@@ -41,22 +47,27 @@ void zeMsg::Dump(Hio<Generic32>& io) const {
 }
 
 void zeMsg::Load(Hio<Generic32>& io) {
-    nvps.resize(io.ReadCount(kLeastPairSize));
+    Record_reader reader(io);
+    nvps.resize(reader.Count(kLeastPairSize));
     for (Nvp& pair : nvps) {
-        load_pair(pair, io);
+        load_pair(pair, reader);
     }
-    io >> active_sml;
-    const unsigned int slot_count = io.ReadCount(1);
+    active_sml = reader.Get<unsigned int>();
+    const unsigned int slot_count = reader.Count(1);
     for (unsigned int slot = 0; slot < slot_count; ++slot) {
-        if (!io.ReadBool()) {
+        if (reader.Byte() == 0) {
             continue;
         }
         qtPtrLight<zeSml> bag(new zeSml(0.0));
-        bag->Load(io);
+        bag->Load(reader);
         if (slot < smls.size()) {
             smls[slot] = bag;
         }
     }
-    io >> weight >> categories;
+    weight = reader.Get<double>();
+    categories.resize(reader.Count(kLeastCategorySize));
+    for (Concept& category : categories) {
+        category = Concept::insert_view(reader.Text());
+    }
     changed = false;
 }

@@ -3,14 +3,57 @@
 #include "zandrel/messages/zeSml.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/messages/Clipped_bag.h"
 #include "zandrel/messages/Text_order.h"
+#include "zandrel/storage/Record_reader.h"
 
 using zandrel::detail::Clipped_bag;
+using zandrel::detail::Record_reader;
+
+namespace {
+
+// The entries of a record whose texts are not yet looked up in the dictionary. Many are looked up
+// together, since Concept::insert_views is faster than one look-up after the other.
+class Read_entries {
+public:
+    // BORROWS: `entries`, to which the entries are appended.
+    explicit Read_entries(std::vector<zeSml::Concept_info>& entries) : m_entries(entries) {}
+
+    // BORROWS: the bytes of `text`, until the entries are looked up.
+    void add(std::string_view text, double weight) {
+        m_texts[m_count] = text;
+        m_weights[m_count] = weight;
+        ++m_count;
+        if (m_count == kTogether) {
+            look_up();
+        }
+    }
+
+    void look_up() {
+        Concept::insert_views({m_texts.data(), m_count}, m_concepts.data());
+        for (std::size_t i = 0; i < m_count; ++i) {
+            m_entries.push_back({std::move(m_concepts[i]), m_weights[i]});
+        }
+        m_count = 0;
+    }
+
+private:
+    static constexpr std::size_t kTogether = 16;  // as insert_views looks up at a time
+
+    std::vector<zeSml::Concept_info>& m_entries;
+    std::array<std::string_view, kTogether> m_texts;
+    std::array<double, kTogether> m_weights = {};
+    std::array<Concept, kTogether> m_concepts;
+    std::size_t m_count = 0;
+};
+
+}  // namespace
 
 zeSml::zeSml(double clip_value) : m_clip_value(clip_value) {
     check_clipping_value(clip_value);
@@ -128,17 +171,38 @@ void zeSml::Dump(Hio<Generic32>& io) const {
 }
 
 void zeSml::Load(Hio<Generic32>& io) {
+    Record_reader reader(io);
+    Load(reader);
+}
+
+void zeSml::Load(Record_reader& reader) {
     constexpr unsigned int kLeastEntrySize = 4 + 8;  // a text's count and a weight
-    io >> m_total_weight >> m_clip_value;
-    const unsigned int count = io.ReadCount(kLeastEntrySize);
+    m_total_weight = reader.Get<double>();
+    m_clip_value = reader.Get<double>();
+    const unsigned int count = reader.Count(kLeastEntrySize);
     m_concepts.reserve(m_concepts.size() + count);
-    for (unsigned int i = 0; i < count; ++i) {
-        Concept_info entry;
-        entry.m_concept = ReadConcept(io);
-        io >> entry.m_weight;
-        m_concepts.push_back(std::move(entry));
-    }
+    LoadEntries(reader, count);
     m_is_new = false;
+}
+
+void zeSml::LoadEntries(Record_reader& reader, unsigned int count) {
+    Read_entries read(m_concepts);
+    try {
+        for (; count > 0; --count) {
+            const std::string_view text = reader.Text();
+            if (reader.IsCopied(text)) {
+                read.look_up();
+                Concept found = Concept::insert_view(text);
+                m_concepts.push_back({std::move(found), reader.Get<double>()});
+            } else {
+                read.add(text, reader.Get<double>());
+            }
+        }
+    } catch (...) {
+        read.look_up();  // the entries that were read remain
+        throw;
+    }
+    read.look_up();
 }
 
 template <class T>

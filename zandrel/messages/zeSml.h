@@ -10,6 +10,10 @@
 #include "zandrel/messages/zeSml_feeder.h"
 #include "zandrel/storage/Hio.h"
 
+namespace zandrel::detail {
+class Record_reader;
+}
+
 // A bag of concepts with their weights, sorted by text. Every statistical decision reads one.
 //
 // A bag can have a clip value: a ceiling for each weight, so that a term that is repeated many
@@ -94,6 +98,11 @@ public:
     bool m_is_new = true;         // not stored since it was made or changed
 
 private:
+    friend class zeMsg;
+
+    // Does the same with the reader of a message.
+    void Load(zandrel::detail::Record_reader& reader);
+    void LoadEntries(zandrel::detail::Record_reader& reader, unsigned int count);
     // Appends the entries, clipped to this bag's ceiling, and sorts. `take`: returns the concept of
     // an entry, as a copy or moved.
     template <class Weights, class Take>

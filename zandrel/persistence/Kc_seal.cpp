@@ -236,7 +236,7 @@ bool BeginsAsRecordFile(const qtPtr<qtBuffer>&) {
 }
 
 bool IsSynchronized(const Record_file& file) {
-    return (file.state & Record_file::kStaleIndex) == 0;
+    return !file.IsStale();
 }
 
 // We mark the file before the first change. If sealing is interrupted, owners of the file see the
@@ -249,7 +249,7 @@ void WriteToRecordFile(const qtString& name) {
     }
     SegBuf seal;
     MakeSeal(file, seal);
-    file.SetState(file.state | Record_file::kStaleIndex);
+    file.MarkStale();
     file.AddItem(Kc_seal::kKey, seal);
     file.Close();
 }

@@ -68,20 +68,10 @@ std::uint64_t item_size(const qtString& key, unsigned int data_length) {
     return std::uint64_t{data_length} + key.size() + zandrel::detail::kItemOverhead;
 }
 
-bool is_clean(const CachePack& pack) {
-    unsigned char state = 0;
-    pack.GetState(state);
-    return (state & CachePack::kStaleIndex) == 0;
-}
-
-// Sets the state bit in the file, or clears it, unless it is so already.
-void set_stale(CachePack& pack, bool is_stale) {
-    unsigned char state = 0;
-    pack.GetState(state);
-    const auto wanted = static_cast<unsigned char>(is_stale ? state | CachePack::kStaleIndex
-                                                            : state & ~CachePack::kStaleIndex);
-    if (wanted != state) {
-        pack.SetState(wanted);
+// Clears the state bit in the file, if it is set.
+void mark_clean(CachePack& pack) {
+    if (pack.IsStale()) {
+        pack.SetState(static_cast<unsigned char>(pack.state & ~CachePack::kStaleIndex));
     }
 }
 
@@ -123,7 +113,7 @@ void zeIO::RequireSoundItem(const qtString& key) {
 
 // The seal must be sound.
 void zeIO::PrepareChange() {
-    set_stale(*m_cache_pack, true);
+    m_cache_pack->MarkStale();
     const qtString seal = zandrel::Kc_seal::kKey;
     if (m_cache_pack->Exists(seal)) {
         m_cache_pack->DeleteItem(seal);
@@ -169,8 +159,7 @@ void zeIO::AddToFile(const qtString& key, SegBuf& buffer) {
     }
     ZANDREL_ASSERT(!m_cache_pack.IsNull(), "!m_cache_pack.IsNull()");
     RequireWhole();
-    m_cache_pack->GetSlot(item_size(key, buffer.size));  // raises for a record that is too large
-    RequireSoundItem(key);
+    m_cache_pack->RequireAddable(key, buffer.size);
     Scramble(buffer);
     ChangeFile([&key, &buffer](CachePack& pack) { pack.AddItem(key, buffer); });
 }
@@ -289,12 +278,12 @@ void zeIO::WriteCompactFlag(bool is_compact) {
 // WriteIndex does nothing if no item has changed, and then leaves the bit that PrepareChange has
 // set. That happens if the only change was that of the compact flag.
 void zeIO::WriteCacheIndex() {
-    if (is_clean(*m_cache_pack)) {
+    if (!m_cache_pack->IsStale()) {
         return;
     }
     ChangeFile([](CachePack& pack) {
         pack.WriteIndex();
-        set_stale(pack, false);
+        mark_clean(pack);
     });
 }
 

@@ -191,11 +191,9 @@ void zeIO::WriteIdentity(bool cached) {
 void zeIO::ReadIdentity(bool cached, bool& compact, bool& unicode, unsigned short& version) {
     unsigned char flags = 0;
     unsigned int id = 0;
-    unsigned char state = 0;
     bool is_bad = false;
     if (cached) {
         m_cache_pack->GetFileID(id, version, flags);
-        m_cache_pack->GetState(state);
     } else {
         m_pack.GetFileID(id, version, flags, is_bad);
     }
@@ -205,7 +203,7 @@ void zeIO::ReadIdentity(bool cached, bool& compact, bool& unicode, unsigned shor
     if (version != 1 && version != kKcVersion) {
         throw qtX<zeIO>(2, "Invalid version in kc file", {qtString(std::to_string(version))});
     }
-    if (version == kKcVersion && (state & CachePack::kStaleIndex) != 0) {
+    if (version == kKcVersion && cached && m_cache_pack->IsStale()) {
         throw qtX<zeIO>(8, "KB index is not synchronized (Run RebuildIndex Utility)");
     }
     m_version = version;

@@ -1,5 +1,19 @@
-// The destructor of the interface, which puts its virtual table and type information into the
-// library.
+// The state bit of the interface. The destructor is here too: so the virtual table and the type
+// information are in the library.
 #include "zandrel/storage/AbstractHreclaim.h"
 
 AbstractHreclaim::~AbstractHreclaim() = default;
+
+bool AbstractHreclaim::IsStale() const {
+    unsigned char state = 0;
+    GetState(state);
+    return (state & kStaleIndex) != 0;
+}
+
+void AbstractHreclaim::MarkStale() {
+    unsigned char state = 0;
+    GetState(state);
+    if ((state & kStaleIndex) == 0) {
+        SetState(static_cast<unsigned char>(state | kStaleIndex));
+    }
+}

@@ -79,6 +79,12 @@ public:
                            unsigned char& flags) const = 0;
     virtual void SetState(unsigned char state) = 0;
     virtual void GetState(unsigned char& state) const = 0;
+    // Returns true if bit 0 of the state is set.
+    bool IsStale() const;
+    // Sets bit 0 of the state in the file, if it is not set. The operations above set it only after
+    // their first change, so a process that ends in between leaves a changed file that looks clean.
+    // An owner that must not lose such a change calls this before it.
+    void MarkStale();
 
     virtual bool Exists(const qtString& key) const = 0;
     // Writes the index if it has changed, and clears bit 0 of the state.

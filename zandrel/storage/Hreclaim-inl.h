@@ -244,7 +244,7 @@ void Hreclaim<F>::WriteIndex() {
     io.device->Flush();
     index_offset = place.offset;
     index_space = place.size;
-    if ((state & kStaleIndex) != 0) {
+    if (IsStale()) {
         SetState(static_cast<unsigned char>(state & ~kStaleIndex));
     }
     dirty = false;
@@ -304,6 +304,15 @@ void Hreclaim<F>::GetKeyInfo(const qtString& key, Offset& offset, unsigned int& 
     }
     data_length = ReadDataLength(key, found->second);
     offset = found->second;
+}
+
+template <class F>
+void Hreclaim<F>::RequireAddable(const qtString& key, unsigned int data_length) {
+    static_cast<void>(GetSlot(zandrel::detail::ItemSize(key.size(), data_length)));
+    Offset offset = 0;
+    unsigned int old_length = 0;
+    GetKeyInfo(key, offset, old_length);
+    static_cast<void>(GetSlot(zandrel::detail::ItemSize(key.size(), old_length)));
 }
 
 template <class F>
@@ -444,12 +453,16 @@ unsigned int Hreclaim<F>::ReadIndexHead() {
 template <class F>
 void Hreclaim<F>::ReadKeys(unsigned int key_count) {
     io.device->RequireBytes(std::uint64_t{key_count} * Format::kIndexEntryOverhead);
-    for (; key_count > 0; --key_count) {
+    for (unsigned int read = 0; read < key_count; ++read) {
         qtString key;
         Offset offset = 0;
         io >> key >> offset;
         // Keys are stored in ascending order, so the end is the right hint for the next one.
-        index.insert_or_assign(index.end(), std::move(key), offset);
+        index.try_emplace(index.end(), std::move(key), offset);
+    }
+    // A repeated key is damage: one of its two items would be lost without an error.
+    if (index.size() != key_count) {
+        RaiseReadError();
     }
 }
 
@@ -628,9 +641,7 @@ void Hreclaim<F>::FreeBlock(unsigned int slot, Offset offset) {
 template <class F>
 void Hreclaim<F>::MarkChanged() {
     io.device->Flush();
-    if ((state & kStaleIndex) == 0) {
-        SetState(static_cast<unsigned char>(state | kStaleIndex));
-    }
+    MarkStale();
     dirty = true;
 }
 

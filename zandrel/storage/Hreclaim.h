@@ -77,6 +77,10 @@ public:
     // length of the key in the file is compared.
     // RAISES: kWrongKey "Key points to invalid item: " on a wrong tag or key length.
     void GetKeyInfo(const qtString& key, Offset& offset, unsigned int& data_length);
+    // Raises what AddItem would raise before it changes anything. An owner that marks the file
+    // before a change calls this first, so that a refused change leaves no mark.
+    // RAISES: kRecordTooLarge; kWrongKey "Key points to invalid item: "; the errors of reading.
+    void RequireAddable(const qtString& key, unsigned int data_length);
     // Returns the slot of a block for `size` bytes: the bit length of `size`, for example 4 for 15,
     // 5 for 16 and 0 for 0.
     // RAISES: kRecordTooLarge from 2^31 on.

@@ -20,6 +20,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hio.h"
+#include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/HreclaimCache.h"
 
 template <class T, class S>
@@ -30,6 +31,7 @@ template <class T, class S>
 HreclaimCache<T, S>::~HreclaimCache() {
     try {
         ClearCache();
+        WriteIndex();
         file.Close();
     } catch (const std::exception& raised) {
         zandrel::detail::TraceLostChanges(file.FileName(), raised.what());
@@ -44,12 +46,7 @@ void HreclaimCache<T, S>::Write(const qtString& key, qtPtrLight<T>& object, bool
         throw qtX<AbstractHreclaim>(kCacheNotForWriting, "File is not open for writing");
     }
     ZANDREL_ASSERT(!object.IsNull(), "object");
-    SegBuf record;
-    Hio<Generic32> io(new HSegment(record, 'w'));
-    serializer.Dump(*object, io);
-    io.device->Close();
-    zandrel::detail::ScrambleRuns(record, seed);
-    AddItem(key, record);
+    Store(key, *object);
     serializer.MarkStored(*object);
     if (keep_in_cache) {
         AddToCache(key, object, true);
@@ -105,6 +102,7 @@ void HreclaimCache<T, S>::PopLast() {
 
 template <class T, class S>
 void HreclaimCache<T, S>::ClearCache() {
+    RequireWhole();
     if (mode == 'w') {
         for (Slot* const changed : ChangedInKeyOrder()) {
             Write(changed->first, changed->second.first, false);
@@ -116,13 +114,38 @@ void HreclaimCache<T, S>::ClearCache() {
 
 template <class T, class S>
 void HreclaimCache<T, S>::MarkChanging() {
-    zandrel::detail::MarkChanging(file);
+    ChangeFile([](AbstractHreclaim& changed) { changed.MarkStale(); });
+}
+
+// The record file is asked first if it would refuse the item, since a refusal must neither set the
+// mark nor break the cache.
+template <class T, class S>
+void HreclaimCache<T, S>::AddItem(const qtString& key, const SegBuf& data) {
+    RequireWhole();
+    file.RequireAddable(key, data.size);
+    ChangeFile([&key, &data](AbstractHreclaim& changed) {
+        changed.MarkStale();
+        changed.AddItem(key, data);
+    });
 }
 
 template <class T, class S>
-void HreclaimCache<T, S>::AddItem(const qtString& key, const SegBuf& data) {
-    MarkChanging();
-    file.AddItem(key, data);
+void HreclaimCache<T, S>::WriteIndex() {
+    ChangeFile([](AbstractHreclaim& changed) { changed.WriteIndex(); });
+}
+
+template <class T, class S>
+template <class Change>
+void HreclaimCache<T, S>::ChangeFile(Change&& change) {
+    RequireWhole();
+    try {
+        change(file);
+    } catch (const qtX<AbstractHreclaim>&) {
+        throw;  // the file refuses the change before it begins
+    } catch (...) {
+        m_is_broken = true;
+        throw;
+    }
 }
 
 template <class T, class S>
@@ -130,6 +153,7 @@ void HreclaimCache<T, S>::Abandon() noexcept {
     table.clear();
     lru.clear();
     mode = 'r';
+    m_is_broken = false;
     file.dirty = false;  // so that Close writes no index
     try {
         file.Close();
@@ -138,18 +162,36 @@ void HreclaimCache<T, S>::Abandon() noexcept {
 }
 
 template <class T, class S>
+void HreclaimCache<T, S>::RequireWhole() const {
+    if (m_is_broken) {
+        HioErr::Raise(HioErr::kWriteFailed, "Write error in file " + file.FileName(),
+                      file.FileName());
+    }
+}
+
+template <class T, class S>
 bool HreclaimCache<T, S>::NeedsWriting(const Entry& entry) const {
     return !entry.first.IsNull() && serializer.IsChanged(*entry.first);
+}
+
+template <class T, class S>
+void HreclaimCache<T, S>::Store(const qtString& key, const T& object) {
+    const zandrel::detail::Cleared_record at_end(m_record);
+    Hio<Generic32> io(new HSegment(m_record, 'w'));
+    serializer.Dump(object, io);
+    io.device->Close();
+    zandrel::detail::ScrambleRuns(m_record, seed);
+    AddItem(key, m_record);
 }
 
 // Reads an object from the file. Returns null after any failure.
 template <class T, class S>
 qtPtrLight<T> HreclaimCache<T, S>::Load(const qtString& key) {
     try {
-        SegBuf record;
-        file.GetItem(key, record);
-        zandrel::detail::ScrambleRuns(record, seed);
-        Hio<Generic32> io(new HSegment(record, 'r'));
+        const zandrel::detail::Cleared_record at_end(m_record);
+        file.GetItem(key, m_record);
+        zandrel::detail::ScrambleRuns(m_record, seed);
+        Hio<Generic32> io(new HSegment(m_record, 'r'));
         qtPtrLight<T> object(new T);
         serializer.Load(*object, io);
         io.device->Close();

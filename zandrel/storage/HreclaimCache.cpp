@@ -60,14 +60,6 @@ void ScrambleRuns(SegBuf& record, const qtScrambler& scrambler) {
     }
 }
 
-void MarkChanging(AbstractHreclaim& file) {
-    unsigned char state = 0;
-    file.GetState(state);
-    if ((state & AbstractHreclaim::kStaleIndex) == 0) {
-        file.SetState(static_cast<unsigned char>(state | AbstractHreclaim::kStaleIndex));
-    }
-}
-
 void TraceLostChanges(const qtString& file, const char* reason) noexcept {
     tracef(s_trace_file, kTraceWarning, "Changes of file %s were not written: %s", file.c_str(),
            reason);

@@ -34,16 +34,25 @@
 //
 // The first write after an index was written sets bit 0 of the state before it changes the file.
 // The record file itself sets it after its first change, so a process that is killed in between
-// would leave a file that looks clean. If this first write fails, the file remains marked.
+// would leave a file that looks clean. A write that is refused before it changes anything, such as
+// that of a record that is too large, does not set the bit.
+//
+// A change that fails half-way breaks the cache. The device ignores all writes after a failed one,
+// and the index may name a block that is free. So all later changes, and also ClearCache and
+// WriteIndex, raise the device's "Write error in file ", and the destructor writes nothing: it
+// traces that changes are lost. Objects can still be read. For example, `Write` of a first object
+// fails because the disk is full, and the caller deletes other files and goes on. `Write` of a
+// second object then raises too, though there is room again. The bit remains set in the file.
 //
 // A null object is a cached failure of `Read`. It is never written.
 //
 // The fields are public for owners, tools and tests. Only the owner changes `capacity`, `mode` and
 // `seed`; `table`, `lru` and `file` are only read from outside.
 //
-// Errors: qtX<AbstractHreclaim> 4 "File is not open for writing" from `Write` in mode 'r'. Errors
-// of the record file, of its device and of the records pass through. If a changed object could not
-// be written, it is still changed, and is in the cache if it was there before.
+// Errors: qtX<AbstractHreclaim> 4 "File is not open for writing" from `Write` in mode 'r';
+// qtX<HioErr> kWriteFailed "Write error in file " from a broken cache. Errors of the record file,
+// of its device and of the records pass through. If a changed object could not be written, it is
+// still changed, and is in the cache if it was there before.
 // Threads: one at a time in the whole process.
 template <class T, class S>
 class ZANDREL_EXPORT HreclaimCache {
@@ -67,8 +76,9 @@ public:
     // making room for the entry raises, the object itself is stored.
     void Write(const qtString& key, qtPtrLight<T>& object, bool keep_in_cache);
     // Makes an entry, or makes an existing one the youngest. With `replace` an existing entry gets
-    // the object. The file is written only if a changed object has to leave the cache. Does nothing
-    // with a capacity of 0.
+    // the object, which may be null. The file is written only if a changed object has to leave the
+    // cache. Does nothing with a capacity of 0.
+    // RAISES: what writing that object raises; then nothing is entered.
     void AddToCache(const qtString& key, qtPtrLight<T>& object, bool replace);
     // Returns the object of a key, from the cache or from the file. The result is null, without a
     // report, if it cannot be read for any reason: there is no such key, the record is damaged, the
@@ -78,20 +88,30 @@ public:
     qtPtrLight<T> Read(const qtString& key);
     // Removes the entry that was not used for the longest time. In mode 'w' a changed object is
     // written first. Does nothing if there is no entry.
+    // RAISES: what this write raises; then the entry remains.
     void PopLast();
     // Empties the cache. In mode 'w' it first writes the changed objects, in ascending order of
     // their keys, so that the bytes of the file do not depend on the hash table. The index is not
     // written.
-    // RAISES: what the first failed write raises; then no entry has been removed.
+    // RAISES: what the first failed write raises; then no entry has been removed. A broken cache
+    // raises even if there is nothing to write.
     void ClearCache();
 
-    // Sets bit 0 of the file's state, if it is not set. Each write of the cache calls it first. The
+    // Sets bit 0 of the file's state, if it is not set. Each write of the cache sets it first. The
     // owner calls it before it changes the file in another way.
     void MarkChanging();
     // Stores a record that is no object of the cache, as it is: it is not scrambled.
     void AddItem(const qtString& key, const SegBuf& data);
+    // Writes the index of the file, if it has changed.
+    void WriteIndex();
+    // Calls `change(file)`. All changes of the file go through this function. If the call raises,
+    // the cache is broken, unless it raises qtX<AbstractHreclaim>: then nothing has changed.
+    // RAISES: what `change` raises.
+    template <class Change>
+    void ChangeFile(Change&& change);
     // Empties the cache and closes the file, both without writing, so that the destructor finds
-    // nothing to do. Bit 0 of the state remains set in the file after a change.
+    // nothing to do. Bit 0 of the state remains set in the file after a change. The owner may then
+    // open another file.
     void Abandon() noexcept;
 
     unsigned int capacity;    // the most entries
@@ -105,9 +125,16 @@ public:
 private:
     using Slot = typename Table::value_type;
 
+    void RequireWhole() const;
     bool NeedsWriting(const Entry& entry) const;
+    void Store(const qtString& key, const T& object);
     qtPtrLight<T> Load(const qtString& key);
     std::vector<Slot*> ChangedInKeyOrder();
+
+    // The record that is read or written. Between two uses it is empty. A new one for each object
+    // would cost 16 kB of zeros, which was half of the instructions of reading a short message.
+    SegBuf m_record;
+    bool m_is_broken = false;  // a change of the file has failed half-way
 };
 
 namespace zandrel::detail {
@@ -117,10 +144,20 @@ namespace zandrel::detail {
 ZANDREL_EXPORT void ScrambleRuns(SegBuf& record, unsigned long seed);
 ZANDREL_EXPORT void ScrambleRuns(SegBuf& record, const qtScrambler& scrambler);
 
-// Sets bit 0 of a file's state, if it is not set. The file sets the bit itself only after a change,
-// and a process that ends in between would leave a changed file that looks clean. So an owner calls
-// this before the first change.
-ZANDREL_EXPORT void MarkChanging(AbstractHreclaim& file);
+// Empties a record at the end of the scope.
+class Cleared_record {
+public:
+    // BORROWS: the record, which is empty and new or cleared.
+    explicit Cleared_record(SegBuf& record) : m_record(record) {}
+
+    Cleared_record(const Cleared_record&) = delete;
+    Cleared_record& operator=(const Cleared_record&) = delete;
+
+    ~Cleared_record() { m_record.Clear(); }
+
+private:
+    SegBuf& m_record;
+};
 
 // Warns in the trace that changes of a file could not be written.
 ZANDREL_EXPORT void TraceLostChanges(const qtString& file, const char* reason) noexcept;

@@ -12,7 +12,7 @@
 // Extend(40000) on an empty SegBuf allocates the three segments, zeroed, and sets `size`.
 // ExtendToFill(40000) zeroes only the 9080 bytes from 40000 on, since the caller writes the others.
 // `size` never shrinks, except when an HSegment is opened with 'w'. Then the segments remain, with
-// their bytes.
+// their bytes. Clear also sets it to 0, and keeps only the first segment, as zeros.
 //
 // A caller accesses the bytes through Locate, one run at a time. A run ends with its segment, so
 // reading the bytes from 16000 to 33000 takes three calls:
@@ -88,6 +88,17 @@ void SegBuf::ExtendToFill(unsigned int byte_count) {
         AddSegment(static_cast<unsigned int>(std::min<std::uint64_t>(wanted, kSegmentSize)));
     }
     size = std::max(size, byte_count);
+}
+
+void SegBuf::Clear() noexcept {
+    for (; segments.size() > 1; segments.pop_back()) {
+        delete[] segments.back();
+    }
+    if (!segments.empty()) {
+        std::memset(segments.front(), 0, std::min(size, kSegmentSize));
+    }
+    size = 0;
+    offset = 0;
 }
 
 // `filled`: the number of bytes at the start that the caller will write. They are not zeroed.

@@ -47,8 +47,8 @@ private:
 // Byte `i` is in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by whole
 // segments. Nothing is moved or freed before the SegBuf is destroyed or assigned, so pointers into
 // it remain valid. The bytes of a new segment that are not written are zero, so that the bytes
-// behind the content are the same in every run. A record cannot shrink; only an HSegment of mode
-// 'w' empties it. SegBuf.cpp explains this with an example.
+// behind the content are the same in every run. A record cannot shrink; only Clear and an HSegment
+// of mode 'w' empty it. SegBuf.cpp explains this with an example.
 //
 // The fields are public, since this is a plain structure. Only HSegment and Record_reader change
 // them; all others only read them.
@@ -86,6 +86,12 @@ public:
     // Does the same for a caller who then writes all bytes from the old `size` to the new one. So
     // of a new segment only the bytes behind `byte_count` are zeroed.
     void ExtendToFill(unsigned int byte_count);
+
+    // Empties the record for its next use. One segment remains, filled with zeros, so the record is
+    // like a new one, but costs no allocation and only as many zeros as it had content.
+    // REQUIRES: the bytes behind `size` are zeros. Only an HSegment of mode 'w' leaves others
+    // there.
+    void Clear() noexcept;
 
     // The end of the last segment that has content. No read can pass it.
     std::uint64_t EndOfLastSegment() const noexcept {
