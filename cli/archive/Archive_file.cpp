@@ -17,6 +17,7 @@
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/data/File_kind.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_header.h"
 #include "cli/kc/Replacement_file.h"
@@ -44,6 +45,7 @@ std::uint32_t number_at(const std::array<unsigned char, 12>& bytes, std::size_t 
 
 Archive_header required_header(const std::string& path, const std::string& name) {
     const std::optional<Archive_header> header = read_archive_header(path);
+    refuse_other_kind(name, path, File_kind::kArchive);
     if (!header) {
         throw Data_error(name, "no message archive");
     }
