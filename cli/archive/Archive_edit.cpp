@@ -142,10 +142,15 @@ void check_ids(const std::string& archive_name, const zeSmlArchive& archive,
     }
 }
 
+// "1 message", "2,000 messages"
+std::string messages_text(std::size_t count) {
+    return grouped(count) + (count == 1 ? " message" : " messages");
+}
+
 [[noreturn]] void end_partly(Archive_to_change& change, std::size_t added, const char* reason) {
     change.close();
     throw Partial_change(std::string(reason) + "; " + shown_file(change.name()) + " has got " +
-                         grouped(added) + (added == 1 ? " message" : " messages"));
+                         messages_text(added));
 }
 
 void add_all(Archive_to_change& change, const std::vector<Read_file>& files,
@@ -179,7 +184,9 @@ void add_all(Archive_to_change& change, const std::vector<Read_file>& files,
         if (summary.added == 0) {
             throw;
         }
-        end_partly(change, summary.added, error.what());
+        change.close();
+        throw Data_error(change.name(), "it has got " + messages_text(summary.added) +
+                                            ", and then: " + error.what());
     }
 }
 

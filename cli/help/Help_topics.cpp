@@ -60,8 +60,8 @@ With --skip-bad a file is refused if more rows differ from the first row in the 
 are good.
 
 A corpus file (corpus import) keeps texts that are analysed already, and can be larger than memory. Each
-command that reads data files reads corpus files too. It has its own form and analysis. A container and a
-message archive are no data files, and are refused. See zandrel help archives.
+command that reads data files reads corpus files too. It has its own form and analysis. A container and
+a message archive are no data files, and are refused. See zandrel help archives.
 
 split divides a data file into two, with each label in both: one to train, one to test.
 
