@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <string_view>
@@ -16,16 +17,14 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/messages/zeMsg.h"
-#include "zandrel/messages/zeSml.h"
-#include "zandrel/messages/zeSml_feeder.h"
 
 #include "cli/archive/Archive_file.h"
 #include "cli/data/Data_input.h"
+#include "cli/data/Message_maker.h"
 #include "cli/data/Stored_corpus.h"
-#include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"
-#include "cli/kc/Kc_file.h"
+#include "cli/kc/Corpus_analysis.h"
 #include "cli/model/Interruption.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
@@ -40,42 +39,32 @@ Lock_wait wait_of(const Archive_target& target) {
     return {target.seconds_to_wait, target.progress};
 }
 
-// Makes messages of texts, as the archive keeps them.
-class Message_maker {
-public:
-    explicit Message_maker(const Analysis_settings& settings)
-        : m_analysis(make_text_analysis(settings)) {}
-
-    qtPtrLight<zeMsg> message_of(const Labelled_text& text) {
-        m_feeder.clear();
-        m_analysis->feed(text.text, m_feeder);
-        qtPtrLight<zeMsg> msg(new zeMsg);
-        msg->smls[0] = qtPtrLight<zeSml>(new zeSml(std::move(m_feeder), 0.0));
-        std::vector<Pair> pairs = text.pairs;
-        pairs.push_back({kTextPair, mlMessageConverter::kString, {text.text}});
-        set_pairs(msg, pairs);
-        for (const std::string& label : text.labels) {
-            msg->categories.push_back(Concept::insert_view(label));
-        }
-        return msg;
-    }
-
-private:
-    std::unique_ptr<Text_analysis> m_analysis;
-    zeSml_feeder m_feeder;  // cleared before each text
-};
-
 struct Read_file {
     std::string name;
     std::vector<Labelled_text> texts;
 };
 
+[[noreturn]] void refuse(const Read_file& file, const Labelled_text& text,
+                         const std::string& reason) {
+    if (text.stored.corpus) {
+        throw Data_error(file.name,
+                         "message " + std::to_string(text.stored.number) + ": " + reason);
+    }
+    throw Data_error(file.name, text.line, reason);
+}
+
+// Without the pairs that have the texts of a stored message.
+std::vector<Pair> pairs_of(const Labelled_text& text) {
+    return text.stored.corpus
+               ? Stored_corpus::pairs_of(*text.stored.corpus->stored(text.stored.number))
+               : text.pairs;
+}
+
 // The archive writes these pairs itself.
 void check_pairs(const Read_file& file, const Labelled_text& text) {
-    for (const Pair& pair : text.pairs) {
+    for (const Pair& pair : pairs_of(text)) {
         if (pair.name == kTextPair || pair.name == kIdPair) {
-            throw Data_error(file.name, text.line,
-                             "the pair \"" + pair.name + "\" is for the archive's own use");
+            refuse(file, text, "the pair \"" + pair.name + "\" is for the archive's own use");
         }
     }
 }
@@ -84,18 +73,13 @@ std::vector<Read_file> read_files(const Archive_target& target, const Added_file
                                   Skipped_lines& skipped) {
     check_read_once(added.data_files);
     const Waiting_for_input waiting;
-    Progress(target.progress).check_interrupt();
+    const Progress steps(target.progress);
     if (added.warn && waits_for_typing(added.data_files)) {
         added.warn(typing_note(lines_of_columns(Columns::kText, added.form)));
     }
     std::vector<Read_file> files;
     for (const std::string& path : added.data_files) {
-        check_is_no_kc(path);
-        if (!is_standard_input(path) && is_corpus_file(path)) {
-            throw Data_error(input_name(path),
-                             "this is a corpus file; zandrel corpus export writes its messages as "
-                             "JSON lines, which archive add reads");
-        }
+        steps.check_interrupt();
         files.push_back(
             {input_name(path), read_labelled_file(path, added.skips_bad_lines ? &skipped : nullptr,
                                                   Columns::kText, added.longest_line, added.form)});
@@ -107,10 +91,32 @@ std::vector<Read_file> read_files(const Archive_target& target, const Added_file
 }
 
 std::string id_of(const Labelled_text& text, const std::string& pair_name) {
-    const auto found =
-        std::find_if(text.pairs.begin(), text.pairs.end(),
-                     [&pair_name](const Pair& pair) { return pair.name == pair_name; });
-    return found == text.pairs.end() || found->values.size() != 1 ? "" : found->values.front();
+    const std::vector<Pair> pairs = pairs_of(text);
+    const auto found = std::find_if(pairs.begin(), pairs.end(), [&pair_name](const Pair& pair) {
+        return pair.name == pair_name;
+    });
+    return found == pairs.end() || found->values.size() != 1 ? "" : found->values.front();
+}
+
+// Refuses a corpus file whose texts were analysed in another way.
+// RAISES: Data_error.
+void check_analyses(const std::vector<Read_file>& files, const std::string& archive_name,
+                    const Analysis_settings& of_archive, const Given_analysis& given) {
+    for (const Read_file& file : files) {
+        check_analysis(file.texts, archive_name, of_archive, given);
+    }
+}
+
+// A stored message is taken as it is, and only a label that it has twice or that is empty is left
+// out: an archive refuses such labels.
+qtPtrLight<zeMsg> stored_message(const Stored_text& text) {
+    qtPtrLight<zeMsg> msg(new zeMsg(*text.corpus->stored(text.number)));
+    const std::vector<std::string> labels = Stored_corpus::labels_of(*msg);
+    msg->categories.clear();
+    for (const std::string& label : labels) {
+        msg->categories.push_back(Concept::insert_view(label));
+    }
+    return msg;
 }
 
 // An id that two messages have is lost when one of them is deleted.
@@ -125,24 +131,28 @@ void check_ids(const std::string& archive_name, const zeSmlArchive& archive,
         for (const Labelled_text& text : file.texts) {
             const std::string id = id_of(text, pair_name);
             if (id.empty()) {
-                throw Data_error(file.name, text.line,
-                                 "there is no single value of \"" + shown_value(pair_name) + "\"");
+                refuse(file, text,
+                       "there is no single value of \"" + shown_value(pair_name) + "\"");
             }
             if (!seen.insert(id).second || archive.m_manager.external_ids.contains(id)) {
-                throw Data_error(
-                    file.name, text.line,
-                    "the id \"" + shown_value(id) + "\" is already in " +
-                        (archive.m_manager.external_ids.contains(id) ? shown_file(archive_name)
-                                                                     : "the data"));
+                refuse(file, text,
+                       "the id \"" + shown_value(id) + "\" is already in " +
+                           (archive.m_manager.external_ids.contains(id) ? shown_file(archive_name)
+                                                                        : "the data"));
             }
         }
     }
 }
 
+// "1 message", "2,000 messages"
+std::string messages_text(std::size_t count) {
+    return grouped(count) + (count == 1 ? " message" : " messages");
+}
+
 [[noreturn]] void end_partly(Archive_to_change& change, std::size_t added, const char* reason) {
     change.close();
     throw Partial_change(std::string(reason) + "; " + shown_file(change.name()) + " has got " +
-                         grouped(added) + (added == 1 ? " message" : " messages"));
+                         messages_text(added));
 }
 
 void add_all(Archive_to_change& change, const std::vector<Read_file>& files,
@@ -158,10 +168,11 @@ void add_all(Archive_to_change& change, const std::vector<Read_file>& files,
     try {
         for (const Read_file& file : files) {
             for (const Labelled_text& text : file.texts) {
-                qtPtrLight<zeMsg> msg = maker.message_of(text);
-                with_archive_errors(change.name(), [&] {
-                    change.archive().AddSml(msg, id_of(text, added.id_pair));
-                });
+                steps.check_interrupt();
+                qtPtrLight<zeMsg> msg =
+                    text.stored.corpus ? stored_message(text.stored) : maker.message_of(text);
+                const std::string id = added.id_pair.empty() ? "" : id_of(text, added.id_pair);
+                with_archive_errors(change.name(), [&] { change.archive().AddSml(msg, id); });
                 ++summary.added;
                 steps.step();
             }
@@ -171,6 +182,13 @@ void add_all(Archive_to_change& change, const std::vector<Read_file>& files,
             throw;
         }
         end_partly(change, summary.added, error.what());
+    } catch (const Data_error& error) {  // a disk that fails when a corpus is read again
+        if (summary.added == 0) {
+            throw;
+        }
+        change.close();
+        throw Data_error(change.name(), "it has got " + messages_text(summary.added) +
+                                            ", and then: " + error.what());
     }
 }
 
@@ -208,7 +226,10 @@ Add_summary add_files(const Archive_target& target, const Added_files& added) {
     summary.file = target.file;
     const std::vector<Read_file> files = read_files(target, added, summary.skipped);
     Archive_to_change change(target.file, wait_of(target), Archive_writes::kMessagesAtOnce);
-    Message_maker maker(analysis_of_archive(target.file, change.analysis(), added.analysis));
+    const Analysis_settings analysis =
+        analysis_of_archive(target.file, change.analysis(), added.analysis);
+    check_analyses(files, target.file, analysis, added.analysis);
+    Message_maker maker(analysis, false);
     check_ids(target.file, change.archive(), files, added.id_pair);
     add_all(change, files, added, maker, target, summary);
     finish(change, summary);
@@ -220,7 +241,7 @@ Add_summary add_text(const Archive_target& target, const Added_text& added) {
     Add_summary summary;
     summary.file = target.file;
     Archive_to_change change(target.file, wait_of(target));
-    Message_maker maker(analysis_of_archive(target.file, change.analysis(), added.analysis));
+    Message_maker maker(analysis_of_archive(target.file, change.analysis(), added.analysis), false);
     const auto& ids = change.archive().m_manager.external_ids;
     if (!added.id.empty() && added.id != added.replaced_id && ids.contains(added.id)) {
         throw Data_error(target.file, "a message has the id \"" + shown_value(added.id) +

@@ -18,6 +18,7 @@
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/data/File_kind.h"
 #include "cli/errors.h"
 #include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_header.h"
@@ -46,6 +47,7 @@ std::uint32_t number_at(const std::array<unsigned char, 12>& bytes, std::size_t 
 
 Archive_header required_header(const std::string& path, const std::string& name) {
     const std::optional<Archive_header> header = read_archive_header(path);
+    refuse_other_kind(name, path, File_kind::kArchive);
     if (!header) {
         throw Data_error(name, "no message archive");
     }

@@ -15,9 +15,12 @@
 #include "zandrel/archive/zeSmlArchive.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/persistence/Hpack.h"
 
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
+#include "cli/data/Bad_record.h"
+#include "cli/data/Pair_values.h"
 #include "cli/data/Stored_corpus.h"
 #include "cli/kc/Kc_info.h"
 #include "cli/text/Json.h"
@@ -130,12 +133,35 @@ std::string labels_text(const zeMsg& msg) {
     return text;
 }
 
+// A value that JSON cannot express is a string, or a list of strings.
+Json value_json(const Pair& pair) {
+    std::string text;
+    try {
+        text = json_value_of(pair);
+    } catch (const Bad_record&) {
+        text.clear();
+    }
+    if (Json::accept(text)) {
+        return Json::parse(text);
+    }
+    return pair.values.size() == 1 ? Json(pair.values.front()) : Json(pair.values);
+}
+
 Json message_json(const Shown_message& message) {
     Json json = {{"number", message.number},        {"time", moment_text(message.time)},
-                 {"reserved", message.is_reserved}, {"id", shown_text(id_of(message.msg))},
+                 {"reserved", message.is_reserved}, {"id", nullptr},
                  {"labels", Json::array()},         {"text", pair_of(message.msg, kTextPair)}};
+    const std::string id = id_of(message.msg);
+    if (id != Hpack::MakeStringKey(message.number).view()) {
+        json["id"] = id;
+    }
     for (const Concept& category : message.msg.categories) {
         json["labels"].push_back(std::string(category.view()));
+    }
+    for (const Pair& pair : Stored_corpus::pairs_of(message.msg)) {
+        if (error_of_pair_name(pair.name).empty()) {  // otherwise the line would not be data
+            json["pairs"][pair.name] = value_json(pair);
+        }
     }
     return json;
 }
@@ -151,8 +177,16 @@ std::size_t concepts_of(const zeMsg& msg) {
     return msg.smls[0] ? msg.smls[0]->m_concepts.size() : 0;
 }
 
-bool is_own_pair(const zeMsg::Nvp& pair) {
-    return pair.name.view() == kTextPair || pair.name.view() == kIdPair;
+// All pairs without text and id, which have fields of their own.
+std::vector<Pair> shown_pairs(const zeMsg& msg) {
+    std::vector<Pair> pairs = Stored_corpus::pairs_of(msg);
+    std::erase_if(pairs, [](const Pair& pair) { return pair.name == kIdPair; });
+    for (const char* const name : {kTitlePair, kKeywordsPair}) {
+        if (const std::optional<std::string> text = Stored_corpus::text_of(msg, name)) {
+            pairs.push_back({name, mlMessageConverter::kString, {*text}});
+        }
+    }
+    return pairs;
 }
 
 void print_message(const Shown_message& message, std::ostream& out) {
@@ -162,23 +196,23 @@ void print_message(const Shown_message& message, std::ostream& out) {
     print_field("id", shown_text(id_of(message.msg)), out);
     print_field("labels", labels_text(message.msg), out);
     print_field("concepts", grouped(concepts_of(message.msg)), out);
-    for (const zeMsg::Nvp& pair : message.msg.nvps) {
-        if (!is_own_pair(pair)) {
-            print_field("pair",
-                        shown_text(pair.name.view()) + " = " + shown_text(pair.value.view()), out);
-        }
+    for (const Pair& pair : shown_pairs(message.msg)) {
+        const Json value = value_json(pair);
+        print_field("pair",
+                    shown_text(pair.name) + " = " +
+                        shown_text(value.is_string() ? value.get<std::string>() : json_text(value)),
+                    out);
     }
     print_field("text", shown_text(pair_of(message.msg, kTextPair)), out);
 }
 
 Json full_message_json(const Shown_message& message) {
     Json json = message_json(message);
+    json.erase("pairs");
     json["concepts"] = concepts_of(message.msg);
     json["pairs"] = Json::object();
-    for (const zeMsg::Nvp& pair : message.msg.nvps) {
-        if (!is_own_pair(pair)) {
-            json["pairs"][std::string(pair.name.view())] = pair.value.str();
-        }
+    for (const Pair& pair : shown_pairs(message.msg)) {
+        json["pairs"][pair.name] = value_json(pair);
     }
     return json;
 }

@@ -26,7 +26,8 @@ struct Listed_messages {
 };
 
 // Prints a line for each message, oldest first: number, time, "reserved" or "free", external id,
-// labels and text, with tabs between them. JSON: an object for each message on a line.
+// labels and text, with tabs between them. JSON: an object for each message on a line; its `id` is
+// null if the message was added without an external id. Data readers accept these objects.
 // RAISES: what Archive_to_read::read raises.
 void list_messages(Archive_to_read& archive, const Listed_messages& listed, bool writes_json,
                    std::ostream& out);

@@ -1,11 +1,13 @@
 // The options of the commands below archive.
 #include "cli/commands/archive_commands.h"
 
+#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -32,27 +34,30 @@ constexpr const char* kArchiveNotes =
     R"(An archive is a file with labelled messages, which grows with a stream of them. It reserves the newest
 messages of each category, and learn and train delete old messages that are not reserved.
 
-Example:
+The first commands, in which train makes the container, since archive train and learn only change one:
   zandrel archive create shop.arc
   zandrel archive add shop.arc shop.train.tsv
+  zandrel train shop.kc shop.train.tsv
   zandrel archive train shop.arc shop.kc
   zandrel archive add shop.arc --id case-7 --category refund "I want my money back"
   zandrel archive learn shop.arc shop.kc
 
-See also: zandrel archive learn --help, zandrel help containers, data, analysis)";
+See also: zandrel help archives, containers, data, analysis)";
 
 constexpr const char* kAddNotes =
     R"(With --category, the last word is the text of one message. --replaces removes the message with that id
 first, so a correction by a person is one command. Without --category, the words are data files.
+Messages of a corpus file are taken as they are; their text analysis must be the one of the archive.
 
 All data files are read before the archive changes. The messages are added in place: if the process is
 killed or the disk is full, zandrel rebuild-index repairs the archive.
 
 Examples:
   zandrel archive add shop.arc monday.tsv tuesday.tsv
+  zandrel archive add shop.arc shop.corpus
   zandrel archive add shop.arc --id case-8 --category delivery --replaces case-7 "Where is my parcel?"
 
-See also: zandrel help data)";
+See also: zandrel help archives, data)";
 
 constexpr const char* kTrainingNotes =
     R"(Archive and container are bound: both record the same training. They are compared unless no container
@@ -73,14 +78,7 @@ all others, weighted by how often their category arrives and by their age. Its t
 id, name and settings, and becomes a container that is not compact.)";
 
 void add_file(CLI::App& command, std::string& file) {
-    command.add_option("FILE", file, "File of a message archive")
-        ->required()
-        ->check(error_of_file_name)
-        ->type_name("");
-}
-
-void add_json_option(CLI::App& command, bool& writes_json, const char* help = "Print JSON") {
-    command.add_flag("--json", writes_json, help);
+    add_file_argument(command, "FILE", file, "File of a message archive");
 }
 
 void add_settings(CLI::App& command, Archive_settings& settings) {
@@ -133,6 +131,11 @@ void add_create(CLI::App& archive) {
         "  zandrel archive create shop.arc --reserved-size 50");
     command->callback([words] { create(*words); });
 }
+
+// The options of archive add for data files. One text has none of them.
+constexpr const char* kDataOptions[] = {"--id-pair", "--skip-bad", "--max-line",
+                                        "--format",  "--text",     "--pair",
+                                        "--header",  "--label",    "--label-separator"};
 
 struct Add_words {
     Archive_target target;
@@ -196,9 +199,11 @@ void add_add(CLI::App& archive) {
     command->add_option("DATA", words->words, "Data files, -: standard input; or a text")
         ->required()
         ->type_name("");
-    command->add_option("--category", words->categories, "A category of the text; may be repeated")
-        ->allow_extra_args(false)
-        ->type_name("NAME");
+    CLI::Option* const category =
+        command
+            ->add_option("--category", words->categories, "A category of the text; may be repeated")
+            ->allow_extra_args(false)
+            ->type_name("NAME");
     command->add_option("--id", words->id, "External id of the text")->type_name("ID");
     command
         ->add_option("--replaces", words->replaced_id,
@@ -212,6 +217,9 @@ void add_add(CLI::App& archive) {
                       "Leave bad data lines out and print their number");
     add_max_line_option(*command, words->files.longest_line);
     add_data_form_options(*command, words->files.form);
+    for (const char* const option : kDataOptions) {
+        category->excludes(command->get_option(option));
+    }
     add_analysis_options_of_container(*command, words->analysis);
     add_wait_option(*command, words->target.seconds_to_wait);
     add_json_option(*command, words->writes_json);
@@ -264,7 +272,9 @@ void add_list(CLI::App& archive) {
     command->footer(
         "A line has number, time, `reserved` or `free`, external id, labels and text of a "
         "message,\n"
-        "with tabs between them.\n\nExample:\n  zandrel archive list shop.arc --new");
+        "with tabs between them. With --json the id is null if the message was added without one. "
+        "Each\ncommand that reads data accepts these objects, with --format jsonl.\n\nExample:\n  "
+        "zandrel archive list shop.arc --new");
     command->callback([words] {
         Archive_to_read opened(words->file);
         list_messages(opened, words->listed, words->writes_json, std::cout);
@@ -364,6 +374,11 @@ struct Training_words_of_archive {
 
 void train(Training_words_of_archive& words) {
     words.options.analysis = given_analysis(words.analysis);
+    std::error_code ignored;  // a file may not exist
+    if (std::filesystem::equivalent(words.options.target.file, words.options.kc_file, ignored)) {
+        throw Usage_error(shown_file(words.options.kc_file) +
+                          " is the archive itself, and no knowledge container");
+    }
     if (words.options.forgets && !words.options.rebuilds) {
         throw Usage_error("--forget needs --rebuild");
     }
@@ -389,10 +404,7 @@ void add_training(CLI::App& archive, bool trains) {
         trains ? archive.add_subcommand("train", "Train a container anew from an archive")
                : archive.add_subcommand("learn", "Let a container learn the new messages");
     add_file(*command, options.target.file);
-    command->add_option("KC", options.kc_file, "File of the knowledge container")
-        ->required()
-        ->check(error_of_file_name)
-        ->type_name("");
+    add_file_argument(*command, "KC", options.kc_file, "File of the knowledge container");
     if (trains) {
         command->add_flag("--rebuild", options.rebuilds, "Give the container a new tree");
         command->add_flag("--forget", options.forgets,

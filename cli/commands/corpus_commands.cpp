@@ -38,7 +38,7 @@ Examples:
   zandrel corpus import shop.corpus shop.train.tsv
   zandrel corpus import shop.corpus export.csv --text body --label category
 
-See also: zandrel help data, analysis)";
+See also: zandrel help data, analysis, archives)";
 
 constexpr const char* kInfoNotes =
     R"(info reads all messages, and prints the analysis of the texts and the number of texts of each label.
@@ -48,7 +48,7 @@ Example:
 
 constexpr const char* kExportNotes =
     R"(Each line is an object of text, labels and pairs, and of title and keywords if the corpus has them.
-corpus import with the same --analysis, --stem and --bootstrap makes an equal corpus of the lines. A
+corpus import of the lines with the same --analysis, --stem and --bootstrap gives the same messages. A
 message of another program may have no text; then export stops and names its number, from 0.
 
 Example:
@@ -111,10 +111,7 @@ void write_lines(const Corpus_words& words) {
 }
 
 void add_file(CLI::App& command, std::string& file) {
-    command.add_option("FILE", file, "Corpus file")
-        ->required()
-        ->check(error_of_file_name)
-        ->type_name("");
+    add_file_argument(command, "FILE", file, "Corpus file");
 }
 
 void add_import(CLI::App& corpus) {
@@ -133,7 +130,7 @@ void add_import(CLI::App& corpus) {
     add_max_line_option(*command, words->options.longest_line);
     add_data_form_options(*command, words->options.form);
     add_wait_option(*command, words->options.seconds_to_wait);
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(kImportNotes);
     command->callback([words] { import(*words); });
 }
@@ -143,7 +140,7 @@ void add_info(CLI::App& corpus) {
     CLI::App* const command =
         corpus.add_subcommand("info", "Show the labels of a corpus file and their texts' number");
     add_file(*command, words->file);
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(kInfoNotes);
     command->callback([words] { show(*words); });
 }

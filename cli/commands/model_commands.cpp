@@ -19,6 +19,7 @@
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
 #include "cli/data/Data_input.h"
+#include "cli/data/File_kind.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Stored_model.h"
@@ -126,10 +127,6 @@ void add_line_options(CLI::App& command, Options& options) {
                      "Leave bad data lines out and print their number");
     add_max_line_option(command, options.longest_line);
     add_data_form_options(command, options.form);
-}
-
-void add_json_option(CLI::App& command, bool& writes_json) {
-    command.add_flag("--json", writes_json, "Print JSON");
 }
 
 // Calls `work_on` with progress and interruption, and prints its summary.
@@ -270,13 +267,14 @@ void with_lines_of(const Filter_words& words, Command_result& result,
         result.status = kDataError;
     };
     const Data_format format = format_of(words);
-    Data_input input(words.text_file);
     if (waits_for_typing({words.text_file})) {
         print_warning(typing_note(format == Data_format::kLines
                                       ? "texts, one on each line"
                                       : "records of the form " + name_of(format)));
     }
     std::cin.tie(nullptr);  // the filters flush their output themselves
+    check_is_text_file(words.text_file);
+    Data_input input(words.text_file);
     take({input.stream(), input.name(), words.longest_line, refuse, words.column, print_warning,
           words.jobs, format, words.form});
 }

@@ -79,6 +79,18 @@ CLI::Option* add_bound_option(CLI::App& command, std::optional<unsigned int>& bo
         ->type_name("N");
 }
 
+void add_file_argument(CLI::App& command, const char* name, std::string& file,
+                       const char* description) {
+    command.add_option(name, file, description)
+        ->required()
+        ->check(error_of_file_name)
+        ->type_name("");
+}
+
+void add_json_option(CLI::App& command, bool& writes_json, const char* description) {
+    command.add_flag("--json", writes_json, description);
+}
+
 void add_output_option(CLI::App& command, std::string& file) {
     command.add_option("-o,--output", file, "File to write or replace; none or -: standard output")
         ->check(error_of_file_name)

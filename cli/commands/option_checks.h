@@ -36,6 +36,15 @@ std::string error_of_path(const std::string& text);
 // A finite number of 0 or more.
 std::string error_of_score(const std::string& text);
 
+// Adds an argument for a file that must be given.
+// BORROWS: `file`, which must outlive `command`.
+void add_file_argument(CLI::App& command, const char* name, std::string& file,
+                       const char* description);
+
+// Adds --json.
+// BORROWS: `writes_json`, which must outlive `command`.
+void add_json_option(CLI::App& command, bool& writes_json, const char* description = "Print JSON");
+
 // Adds --wait, for the commands that change a container.
 // BORROWS: `seconds`, which must outlive `command`.
 void add_wait_option(CLI::App& command, double& seconds);

@@ -17,13 +17,14 @@ namespace cli {
 namespace {
 
 constexpr const char* kNotes =
-    R"(Makes a record file or a container's file anew from the items that are in it, if the index does not
-agree with them. An item counts if its block ends at another block or at the end of the file. A seal says
+    R"(Makes a container, a corpus file, an archive or another record file anew from the items that are in it,
+if the index does not agree with them. An item counts if its block ends at another block or at the end of the file. A seal says
 which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on if that name is taken. Parts
 that cannot be read are listed. A sound file is not changed. If only the state of the file says that it was
 not closed, this is corrected in place.
 
-The summary of an archive is made anew if it disagrees with the messages.
+The summary of an archive is made anew if it disagrees with the messages. If numbers are missing among
+the messages of a corpus file, the messages behind them get lower numbers; a line names the first one.
 
 If the last change of a container was not finished, some items may be from before it and others from after
 it. A line says so. Afterwards each record of a container and each message of a corpus file is read, and
@@ -64,8 +65,11 @@ void rebuild(const Rebuild_words& words, Command_result& result) {
 void add_rebuild_command(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Rebuild_words>();
     CLI::App* const command = app.add_subcommand(
-        "rebuild-index", "Make a damaged record file or container anew from its items");
-    command->add_option("FILE", words->file, "A record file or a knowledge container")
+        "rebuild-index",
+        "Make a damaged container, corpus, archive or record file anew from its items");
+    command
+        ->add_option("FILE", words->file,
+                     "A container, a corpus file, a message archive or another record file")
         ->required()
         ->type_name("");
     add_wait_option(*command, words->seconds_to_wait);

@@ -134,7 +134,9 @@ void print_check(const Record_words& words, Command_result& result) {
 CLI::App& add_record_command(CLI::App& app, const char* name, const char* description,
                              Record_words& words) {
     CLI::App* const command = app.add_subcommand(name, description);
-    command->add_option("FILE", words.file, "A record file or a knowledge container")
+    command
+        ->add_option("FILE", words.file,
+                     "A container, a corpus file, a message archive or another record file")
         ->required()
         ->type_name("");
     command->add_flag("--json", words.writes_json, "Print JSON");
@@ -146,14 +148,14 @@ CLI::App& add_record_command(CLI::App& app, const char* name, const char* descri
 void add_record_commands(CLI::App& app, Command_result& result) {
     const auto words = std::make_shared<Record_words>();
     CLI::App& dump = add_record_command(
-        app, "dump", "Show the contents of a record file or a container's file", *words);
+        app, "dump", "Show the contents of a container, corpus, archive or record file", *words);
     dump.footer(kDumpNotes);
     dump.add_option("--items", words->items, "Show at most N items and N holes; 0: all")
         ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
         ->type_name("N");
     dump.callback([words] { print_dump(*words); });
     CLI::App& check = add_record_command(
-        app, "check", "Check a record file or a container's file for damage", *words);
+        app, "check", "Check a container, corpus, archive or record file for damage", *words);
     check.footer(kCheckNotes);
     check.add_flag("--seal", words->seals, "Add a seal to a clean container that has none");
     add_wait_option(check, words->seconds_to_wait);

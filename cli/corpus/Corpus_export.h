@@ -11,7 +11,7 @@
 namespace cli {
 
 // Writes a line for each message, in their order. An import of these lines with the analysis of the
-// corpus makes an equal corpus.
+// corpus gives the same messages.
 //
 //   {"text":"a goal","labels":["sport"],"pairs":{"size":7}}
 //

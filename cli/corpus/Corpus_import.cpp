@@ -1,31 +1,24 @@
 // The steps: lock the corpus, check it, copy it, add the texts to the copy, rename the copy.
-//
-// The message of a text has the bag of its concepts, its pairs, its labels, and its text as a
-// further pair, so that an export can give the text back.
 #include "cli/corpus/Corpus_import.h"
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
-#include "zandrel/foundation/Concept.h"
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/messages/zeCacheCorpus.h"
 #include "zandrel/messages/zeMsg.h"
-#include "zandrel/messages/zeSml.h"
-#include "zandrel/messages/zeSml_feeder.h"
 
 #include "cli/corpus/Corpus_writer.h"
 #include "cli/data/Data_input.h"
+#include "cli/data/File_kind.h"
+#include "cli/data/Message_maker.h"
 #include "cli/data/Stored_corpus.h"
-#include "cli/data/set_pairs.h"
 #include "cli/errors.h"
 #include "cli/kc/Corpus_analysis.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/model/Interruption.h"
 #include "cli/text/Layout.h"
@@ -46,49 +39,9 @@ void check_data_files(const Import_options& options) {
             std::filesystem::equivalent(options.corpus_file, path, ignored)) {
             throw Usage_error(shown_file(path) + " is the corpus itself, and no data file");
         }
-        check_is_no_kc(path);
+        check_is_data_file(path);
     }
 }
-
-// Makes the messages of data lines.
-class Message_maker {
-public:
-    Message_maker(const Analysis_settings& analysis, bool keeps_titles)
-        : m_analysis(make_text_analysis(analysis)), m_keeps_titles(keeps_titles) {}
-
-    qtPtrLight<zeMsg> message(const Labelled_text& text) {
-        qtPtrLight<zeMsg> msg(new zeMsg);
-        msg->smls[0] = bag(text.text);
-        std::vector<Pair> pairs = text.pairs;
-        add_text(kTextPair, text.text, pairs);
-        if (m_keeps_titles) {
-            msg->smls[kKeywordsSlot] = bag(text.keywords);
-            msg->smls[kTitleSlot] = bag(text.title);
-            add_text(kKeywordsPair, text.keywords, pairs);
-            add_text(kTitlePair, text.title, pairs);
-        }
-        set_pairs(msg, pairs);
-        for (const std::string& label : text.labels) {
-            msg->categories.push_back(Concept::insert_view(label));
-        }
-        return msg;
-    }
-
-private:
-    static void add_text(const char* name, const std::string& text, std::vector<Pair>& pairs) {
-        pairs.push_back({name, mlMessageConverter::kString, {text}});
-    }
-
-    qtPtrLight<zeSml> bag(const std::string& text) {
-        m_feeder.clear();
-        m_analysis->feed(text, m_feeder);
-        return qtPtrLight<zeSml>(new zeSml(std::move(m_feeder), 0.0));
-    }
-
-    std::unique_ptr<Text_analysis> m_analysis;
-    zeSml_feeder m_feeder;
-    bool m_keeps_titles;
-};
 
 void require_analysis(const std::string& path, const Analysis_settings& found,
                       const std::string& corpus, const Analysis_settings& wanted) {
@@ -178,7 +131,7 @@ private:
             for_each_labelled_text(path, skipped(), columns(), m_options.longest_line,
                                    m_options.form, [&](Labelled_text&& text) {
                                        m_steps.check_interrupt();
-                                       qtPtrLight<zeMsg> msg = maker.message(text);
+                                       qtPtrLight<zeMsg> msg = maker.message_of(text);
                                        writer.add(msg);
                                        ++m_summary.added;
                                    });

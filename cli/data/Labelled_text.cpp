@@ -6,6 +6,7 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_reader.h"
+#include "cli/data/File_kind.h"
 #include "cli/data/First_row_check.h"
 #include "cli/data/Stored_corpus.h"
 #include "cli/errors.h"
@@ -63,6 +64,7 @@ std::vector<Labelled_text> read_labelled_texts(std::istream& input, const std::s
 void for_each_labelled_text(const std::string& path, Skipped_lines* skipped, Columns columns,
                             std::size_t longest_line, const Data_form& form,
                             const std::function<void(Labelled_text&& text)>& take) {
+    check_is_data_file(path);
     Data_input input(path);
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
     std::size_t count = 0;

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+
 #include "cli/data/Bad_record.h"
 #include "cli/data/Moment.h"
 #include "cli/text/Shown_text.h"
@@ -105,6 +107,22 @@ std::optional<Json_field> json_value(const std::string& text) {
     }
 }
 
+// RAISES: Bad_record.
+std::string json_of_value(mlMessageConverter::NvpType type, const std::string& value) {
+    switch (type) {
+        case mlMessageConverter::kInteger:
+            return nlohmann::json::accept(value) ? value : json_string(value);
+        case mlMessageConverter::kDouble:  // 1000 would be read as an integer
+            return value.find_first_of(".eE") == std::string::npos ? value + ".0" : value;
+        case mlMessageConverter::kBoolean:
+            return value == "1" ? "true" : "false";
+        case mlMessageConverter::kDate:
+            return json_string(moment_text(value));
+        default:
+            return json_string(value);
+    }
+}
+
 }  // namespace
 
 std::string error_of_pair_name(const std::string& name) {
@@ -138,6 +156,26 @@ std::optional<Pair> pair_of(const std::string& name, const std::string& column) 
     }
     Single_value single = string_value(name, column);
     return Pair{name, single.type, {std::move(single.text)}};
+}
+
+std::string json_string(std::string_view text) {
+    try {
+        return nlohmann::json(text).dump();
+    } catch (const nlohmann::json::type_error&) {
+        throw Bad_record("it has bytes that are not UTF-8, which JSON cannot express");
+    }
+}
+
+// A number keeps the digits that it has in the message: a JSON library could write others.
+std::string json_value_of(const Pair& pair) {
+    if (pair.values.size() == 1) {
+        return json_of_value(pair.type, pair.values.front());
+    }
+    std::string list;
+    for (const std::string& value : pair.values) {
+        list += (list.empty() ? "[" : ",") + json_of_value(pair.type, value);
+    }
+    return list + "]";
 }
 
 }  // namespace cli

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "cli/data/Json_fields.h"
 #include "cli/data/Pair.h"
@@ -26,6 +27,13 @@ Pair pair_of(const std::string& name, const Json_field& value);
 // form of RFC 3339 is a moment, and any other text is a string. An empty text makes no pair, since
 // tables write a missing value so. RAISES: Bad_record for a moment that does not exist.
 std::optional<Pair> pair_of(const std::string& name, const std::string& column);
+
+// RAISES: Bad_record for bytes that are not UTF-8.
+std::string json_string(std::string_view text);
+
+// Returns the JSON of a value of which pair_of makes the same pair.
+// RAISES: Bad_record for bytes that are not UTF-8, and for a moment that RFC 3339 cannot express.
+std::string json_value_of(const Pair& pair);
 
 }  // namespace cli
 

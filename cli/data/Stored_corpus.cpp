@@ -12,12 +12,10 @@
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/messages/zeCacheCorpus.h"
-#include "zandrel/persistence/Hpack.h"
-#include "zandrel/storage/Hfile64.h"
-#include "zandrel/storage/Hreclaim.h"
+#include "zandrel/messages/zeMsgEdit.h"
 
 #include "cli/data/Bad_record.h"
-#include "cli/data/Data_input.h"
+#include "cli/data/File_kind.h"
 #include "cli/data/Label_list.h"
 #include "cli/errors.h"
 #include "cli/text/Shell_text.h"
@@ -28,17 +26,11 @@ namespace cli {
 
 namespace {
 
+constexpr const char* kZqeKey = "ZQE_INFO";
 constexpr const char* kAnalysisText = "zandrel.analysis";
 constexpr const char* kStemText = "zandrel.stem";
 constexpr const char* kColumnsText = "zandrel.columns";
 constexpr const char* kWithTitles = "text title keywords";
-
-// MakeStringKey converts a number to four bytes, the highest first.
-std::string first_bytes() {
-    using Record_format = Hreclaim<Hfile64>::Format;
-    return Hpack::MakeStringKey(Record_format::kMagic).str() +
-           Hpack::MakeStringKey(zeCacheCorpus::kFileId).str();
-}
 
 std::string value_of(const std::map<qtString, qtString>& texts, const char* key) {
     const auto found = texts.find(qtString(key));
@@ -74,18 +66,19 @@ void refuse_form(const std::string& path, const Data_form& form) {
     }
 }
 
+// RAISES: Data_error; Input_error for a folder.
+void check_is_corpus(const std::string& path) {
+    refuse_other_kind(path, path, File_kind::kCorpus);
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(path, ignored) && !is_corpus_file(path)) {
+        throw Data_error(path, "this is no corpus file");
+    }
+}
+
 }  // namespace
 
 bool is_corpus_file(const std::string& path) {
-    std::error_code ignored;
-    if (is_standard_input(path) || !std::filesystem::is_regular_file(path, ignored)) {
-        return false;
-    }
-    const std::string wanted = first_bytes();
-    std::string start(wanted.size(), '\0');
-    std::ifstream file(path, std::ios::binary);
-    file.read(start.data(), static_cast<std::streamsize>(start.size()));
-    return file && start == wanted;
+    return kind_of_file(path) == File_kind::kCorpus;
 }
 
 std::map<qtString, qtString> texts_of_notes(const Corpus_notes& notes) {
@@ -171,10 +164,20 @@ Stored_corpus::Stored_corpus(const std::string& path, unsigned int cached) : m_p
     if (!std::ifstream(path, std::ios::binary)) {
         throw Input_error(path, reason_of_failure());
     }
+    check_is_corpus(path);
     errno = 0;
     try {
         m_corpus = std::make_unique<zeCacheCorpus>(qtString(path), 'r', cached);
+        if (!m_corpus->cache.file.Exists(kZqeKey)) {  // then the count of the messages is wrong
+            throw Data_error(path,
+                             "the corpus file is damaged: ZqeInfo is missing; zandrel "
+                             "rebuild-index " +
+                                 shell_text(path) + " writes it");
+        }
         m_size = static_cast<std::size_t>(m_corpus->get_num_msgs());
+        if (m_size > cached) {
+            m_corpus->reserve(std::min(cached, kFewCached));
+        }
         zeCacheCorpus::GlobalInfo info;
         m_corpus->get_global_info(info);
         m_notes = notes_of_texts(path, info.texts);
@@ -192,7 +195,9 @@ unsigned int Stored_corpus::version() const {
 qtPtrLight<zeMsg> Stored_corpus::stored(std::size_t number) const {
     qtPtrLight<zeMsg> msg = m_corpus->get_numbered_msg(static_cast<int>(number));
     if (msg.IsNull()) {
-        throw Data_error(m_path, "message " + std::to_string(number) + " cannot be read");
+        throw Data_error(m_path, "message " + std::to_string(number) +
+                                     " cannot be read; zandrel check " + shell_text(m_path) +
+                                     " says more");
     }
     return msg;
 }
@@ -222,6 +227,25 @@ std::vector<std::string> Stored_corpus::labels_of(const zeMsg& msg) {
         }
     }
     return labels.take();
+}
+
+std::vector<Pair> Stored_corpus::pairs_of(const zeMsg& msg) {
+    qtPtrLight<zeMsg> copy(new zeMsg(msg));
+    zeMsgEdit edit(copy);
+    std::vector<Pair> pairs;
+    for (const zeMsg::Nvp& nvp : copy->nvps) {
+        if (has_text_of_program(nvp)) {
+            continue;
+        }
+        Pair pair = {std::string(nvp.name.view())};
+        std::vector<qtString> values;
+        pair.type = edit.Get(nvp.name, values);
+        for (const qtString& value : values) {
+            pair.values.emplace_back(value.view());
+        }
+        pairs.push_back(std::move(pair));
+    }
+    return pairs;
 }
 
 std::optional<std::string> Stored_corpus::text_of(const zeMsg& msg, const char* pair) {

@@ -14,6 +14,7 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/data/Labelled_text.h"
+#include "cli/data/Pair.h"
 #include "cli/text/Text_analysis.h"
 
 class zeCacheCorpus;
@@ -61,8 +62,11 @@ bool is_same(const Analysis_settings& left, const Analysis_settings& right);
 class Stored_corpus {
 public:
     // How many messages may be in memory. A training walks the corpus several times from front to
-    // back, so a cache helps only if it has room for all messages.
+    // back, so a cache helps only if it has room for all messages. A smaller one costs time: the
+    // concepts of its messages make the dictionary of concepts large, and each look-up in it waits
+    // for the memory. So a corpus of more messages has a cache for the messages of the moment only.
     static constexpr unsigned int kMostCached = 10000;
+    static constexpr unsigned int kFewCached = 16;
 
     // RAISES: Input_error for a file that cannot be opened; Data_error for one that is no corpus,
     // of an unknown version, or whose index is not synchronized.
@@ -88,6 +92,8 @@ public:
     qtPtrLight<zeMsg> message(std::size_t number, Columns columns) const;
     // The labels of a message, each once.
     static std::vector<std::string> labels_of(const zeMsg& msg);
+    // The pairs of a message, without those that have its texts.
+    static std::vector<Pair> pairs_of(const zeMsg& msg);
     // The text of a pair such as kTextPair; missing if the message has no such pair.
     static std::optional<std::string> text_of(const zeMsg& msg, const char* pair);
 

@@ -6,7 +6,6 @@
 
 #include "cli/data/Data_input.h"
 #include "cli/data/Data_warnings.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/text/Layout.h"
 
 namespace cli {
@@ -46,7 +45,6 @@ void check_input(const Evaluation_options& options) {
 Whole_data read_whole_data(const Evaluation_options& options, Skipped_lines* skipped) {
     std::vector<Texts> files;
     for (const std::string& path : options.data_files) {
-        check_is_no_kc(path);
         files.push_back(read_labelled_file(path, skipped, training_columns(options.bootstraps),
                                            options.longest_line, options.form));
     }

@@ -60,7 +60,8 @@ With --skip-bad a file is refused if more rows differ from the first row in the 
 are good.
 
 A corpus file (corpus import) keeps texts that are analysed already, and can be larger than memory. Each
-command that reads data files reads corpus files too. It has its own form and analysis.
+command that reads data files reads corpus files too. It has its own form and analysis. A container and
+a message archive are no data files, and are refused. See zandrel help archives.
 
 split divides a data file into two, with each label in both: one to train, one to test.
 
@@ -171,6 +172,51 @@ The threshold of a node is a score from 0 to 1. A rule node compares its thresho
 rules, and scores below a rule node are products with such values. So the threshold of a rule node, and
 of a node below it, may be any finite number.)";
 
+constexpr std::string_view kArchives =
+    R"(An archive is one file with the labelled messages of a stream. It keeps what training needs, so it can
+be used for years without growing for ever. This is its life:
+
+  zandrel archive create shop.arc --minimal-size 500
+                                                   an empty archive; --analysis and --stem as in train
+  zandrel archive add shop.arc shop.train.tsv      messages of data files and corpus files
+  zandrel train shop.kc shop.train.tsv             makes the container; archive train only changes one
+  zandrel archive train shop.arc shop.kc           trains it anew, and binds the two
+  zandrel classify shop.kc new.txt                 answers each message of the stream
+  zandrel archive add shop.arc --id case-7 --category refund "I want my money back"
+                                                   the label of a message is known
+  zandrel archive add shop.arc --id case-7 --category delivery --replaces case-7 "I want my money back"
+                                                   a person corrects it
+  zandrel archive learn shop.arc shop.kc --if-due  learns the new messages, if there are enough
+  zandrel archive train shop.arc shop.kc           each night: train anew
+  zandrel archive info shop.arc                    shows the figures below
+
+A message has a number and may have an external id, by which the other commands name it; delete and
+show take numbers with --number. It has at least one category, which train and learn use as its label.
+
+Reserved: each category reserves its newest messages, at most --reserved-size (20). learn and train
+never delete a reserved message, so a rare category remains. Of the other messages they keep those
+that are among the newest: --minimal-size (80) times the number of categories. They delete the rest,
+which cannot be undone, so choose the size with archive create or archive set before the first of
+them. Example: with 10 categories and the size 80 the 800 newest messages and all reserved ones
+remain.
+Mature: a category is mature when its reservation is full. Mature categories is the share of them.
+Fullness: the messages of the archive, as a share of minimal size times categories. It is more than
+100 % until the next learn or train.
+Share: the part of the stream that a category has, also if its messages have been deleted since.
+
+New messages are those that no container has learned. learn learns them once; train uses all messages,
+the newest of a category with more weight (--age-ratio). With --if-due they do nothing unless there
+are as many new messages as the setting ActivateFeedback of the container says (100).
+
+Archive and container are bound: both record the same training, and learn and train refuse another
+container. After a crash, or when one of them was restored, archive train FILE KC --unmatched binds
+them again. A change of an archive is made in its file. If the process is killed meanwhile, all
+commands refuse the archive until zandrel rebuild-index has repaired it. One process at a time changes
+it.
+
+archive list --json writes the messages as JSON lines, which each command that reads data accepts:
+  zandrel archive list shop.arc --json | zandrel corpus import shop.corpus - --format jsonl)";
+
 constexpr std::string_view kFigures =
     R"(Figures of evaluate:
   accuracy    share of texts whose best label is one of their labels
@@ -222,6 +268,7 @@ constexpr Help_topic kTopics[] = {
     {"settings", "The settings of the engine, and the choices of train", kSettings},
     {"trees", "Trees with rules: train --tree and --keep-tree", kTrees},
     {"editing", "Paths of nodes, and edits of a tree", kEditing},
+    {"archives", "The life of a message archive, and its figures", kArchives},
     {"figures", "The figures of evaluate", kFigures},
     {"exit-status", "Exit statuses and signals", kExitStatus},
 };

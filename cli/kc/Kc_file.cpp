@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <system_error>
 
 #include "zandrel/foundation/qtX.h"
@@ -17,7 +16,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 #include "zandrel/storage/HioErr.h"
 
-#include "cli/data/Data_input.h"
+#include "cli/data/File_kind.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Replacement_file.h"
@@ -66,6 +65,7 @@ qtPtrLight<zeManager> read_plain(const std::string& name, const std::string& pat
 qtPtrLight<zeManager> read(const std::string& name, const std::string& path, bool for_classifying,
                            const Cache_bound& bound, CTProgress* progress) {
     const Kc_form form = form_of(path);
+    refuse_other_kind(name, path, File_kind::kContainer);
     check_bound(name, form, bound);
     qtPtrLight<zeManager> manager = form == Kc_form::kCached
                                         ? open_cached(name, path, bound, for_classifying, progress)
@@ -100,28 +100,10 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
     file.prepare();
 }
 
-bool is_kc_on_standard_input() {
-    errno = 0;
-    const bool is_kc = begins_as_kc(std::cin);
-    if (std::cin.bad()) {
-        throw Input_error(input_name("-"), reason_of_failure());
-    }
-    return is_kc;
-}
-
-bool is_file_of_kc(const std::string& path) {
-    std::error_code ignored;  // the file may not exist
-    return std::filesystem::is_regular_file(path, ignored) && begins_as_kc(path);
-}
-
 }  // namespace
 
 bool begins_as_kc(const std::string& path) {
     return read_kc_header(path).has_value();
-}
-
-bool begins_as_kc(std::istream& input) {
-    return kc_form_of(input).has_value();
 }
 
 void check_overwriting(const Target_file& target, bool replaces, const std::string& command) {
@@ -136,12 +118,6 @@ void check_overwriting(const Target_file& target, bool replaces, const std::stri
     if (!replaces) {
         throw Usage_error(shown_file(target.name()) +
                           " is a knowledge container already; --replace replaces it");
-    }
-}
-
-void check_is_no_kc(const std::string& data_file) {
-    if (is_standard_input(data_file) ? is_kc_on_standard_input() : is_file_of_kc(data_file)) {
-        throw Data_error(input_name(data_file), "this is a knowledge container, and no data file");
     }
 }
 

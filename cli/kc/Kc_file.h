@@ -2,7 +2,6 @@
 #ifndef ZANDREL_CLI_KC_KC_FILE_H_
 #define ZANDREL_CLI_KC_KC_FILE_H_
 
-#include <istream>
 #include <string>
 
 #include "zandrel/foundation/CTProgress.h"
@@ -19,18 +18,11 @@ namespace cli {
 
 // Returns whether the file begins like a container of any form (read_kc_header).
 bool begins_as_kc(const std::string& path);
-// The same for a stream (kc_form_of).
-bool begins_as_kc(std::istream& input);
 
 // Refuses to overwrite a file that is not a container, and a container unless `replaces`. A file
 // that does not exist is no error. `command`: for the message.
 // RAISES: Data_error; Usage_error; Input_error; what Target_file::check_replaceable raises.
 void check_overwriting(const Target_file& target, bool replaces, const std::string& command);
-
-// Refuses a container as a data file: with --skip-bad, some of its bytes could be read as data
-// lines. `data_file`: "-": standard input.
-// RAISES: Data_error; Input_error.
-void check_is_no_kc(const std::string& data_file);
 
 // Reads the knowledge container of a file. If it is a plain one, its seal is verified, if there is
 // one. If it is in cached form, its file is open for reading while the manager exists

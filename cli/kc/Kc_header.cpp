@@ -13,7 +13,6 @@
 #include "zandrel/storage/Hreclaim.h"
 
 #include "cli/data/Data_lines.h"
-#include "cli/data/Packing.h"
 #include "cli/errors.h"
 
 namespace cli {
@@ -80,18 +79,6 @@ Kc_form form_of(const std::string& path) {
 
 bool is_old_cached(const Kc_header& header) {
     return header.form == Kc_form::kCached && header.version == 1;
-}
-
-std::optional<Kc_form> kc_form_of(std::istream& input) {
-    if (input.peek() == std::istream::traits_type::eof()) {
-        return std::nullopt;
-    }
-    for (const Kc_form form : {Kc_form::kPlain, Kc_form::kCached}) {
-        if (begins_with(input, first_bytes_of(form))) {
-            return form;
-        }
-    }
-    return std::nullopt;
 }
 
 // The library does not report why a file cannot be opened, so we test the usual reasons before.

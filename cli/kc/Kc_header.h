@@ -2,7 +2,6 @@
 #ifndef ZANDREL_CLI_KC_KC_HEADER_H_
 #define ZANDREL_CLI_KC_KC_HEADER_H_
 
-#include <istream>
 #include <optional>
 #include <string>
 
@@ -30,10 +29,6 @@ Kc_form form_of(const std::string& path);
 // Returns whether the container is of version 1 in cached form, so that the library would upgrade
 // it in place when it opens it.
 bool is_old_cached(const Kc_header& header);
-// The same as read_kc_header for a stream, without the version. The position of the stream does not
-// change. The function waits for the first byte, and looks only at the bytes that arrived together
-// with that byte.
-std::optional<Kc_form> kc_form_of(std::istream& input);
 
 // RAISES: Input_error for a file that cannot be opened for reading, or is not a regular file.
 void check_readable(const std::string& path);

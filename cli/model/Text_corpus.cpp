@@ -1,7 +1,5 @@
-// A position is the number of its message.
+// Adds to a corpus in memory that some messages are read from their files.
 #include "cli/model/Text_corpus.h"
-
-#include <cstddef>
 
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/messages/zeMsg.h"
@@ -34,36 +32,9 @@ void Text_corpus::add_stored(const Labelled_text& text) {
     msgs.emplace_back();
 }
 
-void Text_corpus::add_msg(qtPtrLight<zeMsg>& msg) {
-    msgs.push_back(msg);
-}
-
-void Text_corpus::reserve(unsigned int msg_count) {
-    msgs.reserve(msg_count);
-}
-
-int Text_corpus::get_num_msgs() const {
-    return static_cast<int>(msgs.size());
-}
-
-zeCorpus::iMsg Text_corpus::start_msgs() {
-    return get_msg(0);
-}
-
-void Text_corpus::next(iMsg& position) {
-    ++zeGet_v<std::size_t>(position.handle);
-}
-
-bool Text_corpus::end(iMsg& position) {
-    return zeGet_v<std::size_t>(position.handle) >= msgs.size();
-}
-
-zeCorpus::iMsg Text_corpus::get_msg(int msg_number) {
-    return {zeCreate_h(static_cast<std::size_t>(msg_number))};
-}
-
 qtPtrLight<zeMsg> Text_corpus::get_msg(const iMsg& position) const {
-    return message(zeGet_v<std::size_t>(position.handle));
+    const qtPtrLight<zeMsg>& msg = zeGet_iv<decltype(msgs)>(position.handle);
+    return message(static_cast<std::size_t>(&msg - msgs.data()));
 }
 
 qtPtrLight<zeMsg> Text_corpus::get_numbered_msg(int msg_number) {

@@ -2,10 +2,11 @@
 #ifndef ZANDREL_CLI_MODEL_TEXT_CORPUS_H_
 #define ZANDREL_CLI_MODEL_TEXT_CORPUS_H_
 
+#include <cstddef>
 #include <vector>
 
 #include "zandrel/foundation/qtPtr.h"
-#include "zandrel/messages/zeCorpus.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
 
 #include "cli/data/Labelled_text.h"
 
@@ -14,26 +15,20 @@ namespace cli {
 // The corpus of a training. A message of a corpus file is read whenever the training asks for it,
 // so the corpus file can be larger than memory. A bootstrap marks the messages themselves, and a
 // message that is read again has lost its marks. So for a bootstrap all messages are in memory.
-class Text_corpus : public zeCorpus {
+//
+// `msgs` has a null for each message that stays in its file.
+class Text_corpus : public zeMemoryCorpus {
 public:
     explicit Text_corpus(bool bootstraps) : m_bootstraps(bootstraps) {}
 
     // Adds the message of a text that is in a corpus file, with the labels of the text.
     void add_stored(const Labelled_text& text);
 
-    void add_msg(qtPtrLight<zeMsg>& msg) override;
-    void reserve(unsigned int msg_count) override;
-    int get_num_msgs() const override;
-    iMsg start_msgs() override;
-    void next(iMsg& position) override;
-    bool end(iMsg& position) override;
-    iMsg get_msg(int msg_number) override;
+    using zeMemoryCorpus::get_msg;
     // RAISES: like get_numbered_msg.
     qtPtrLight<zeMsg> get_msg(const iMsg& position) const override;
     // RAISES: Data_error if a message of a corpus file cannot be read.
     qtPtrLight<zeMsg> get_numbered_msg(int msg_number) override;
-
-    std::vector<qtPtrLight<zeMsg>> msgs;  // null for a message that stays in its file
 
 private:
     qtPtrLight<zeMsg> message(std::size_t number) const;

@@ -1,8 +1,18 @@
 // Reads each item with the library's record file, and decodes it with the library's readers. The
 // corpus class of the library would stop at a stale index, and could not say why a message cannot
 // be read.
+//
+// Messages are read by their numbers, from 0 to the count of the messages. If one is missing, all
+// reading ends there, and the count does not reach the last messages. An example of the repair:
+//
+//   before   0: red   2: blue   3: green     1 is missing; the count is 3, so 3 is never read
+//   after    0: red   1: blue   2: green
+//
+// A message has a lower number after the repair, so the repair in ascending order never overwrites
+// a message. The key keeps its length, so the item fits into the block that was freed before.
 #include "cli/records/Corpus_records.h"
 
+#include <cerrno>
 #include <new>
 #include <set>
 
@@ -14,6 +24,7 @@
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/errors.h"
 #include "cli/records/Record_text.h"
 
 namespace cli {
@@ -123,10 +134,10 @@ public:
             }
         }
         if (m_keys.count(kZqeKey) == 0) {
-            missing("ZqeInfo");
+            missing("ZqeInfo is missing");
         }
         if (m_keys.count(kGlobalKey) == 0 && m_file.header.version == zeCacheCorpus::kFileVersion) {
-            missing("GlobalInfo");
+            missing("GlobalInfo is missing");
         }
         check_numbers(numbers);
     }
@@ -148,7 +159,7 @@ public:
 
 private:
     void missing(const std::string& what) {
-        m_check.add_content_problem(m_file.header.index_offset, what + " is missing");
+        m_check.add_content_problem(m_file.header.index_offset, what);
     }
 
     // The numbers have no gaps. A damaged key leaves one.
@@ -156,9 +167,11 @@ private:
         std::uint32_t next = 0;
         for (const std::uint32_t number : numbers) {
             if (number != next) {
-                missing(number - next == 1 ? "message " + std::to_string(next)
-                                           : "messages " + std::to_string(next) + " to " +
-                                                 std::to_string(number - 1) + ":");
+                missing((number - next == 1 ? "message " + std::to_string(next) + " is"
+                                            : "messages " + std::to_string(next) + " to " +
+                                                  std::to_string(number - 1) + " are") +
+                        " missing, so other commands refuse the corpus; zandrel rebuild-index "
+                        "gives the messages behind them lower numbers");
             }
             next = number + 1;
         }
@@ -168,6 +181,81 @@ private:
     Record_check& m_check;
     std::set<std::string> m_keys;
 };
+
+// Compares the keys of a corpus with those of a corpus that has lost nothing.
+class Corpus_keys {
+public:
+    explicit Corpus_keys(const Record_recovery& recovery)
+        : m_is_plain(recovery.identity.version == zeCacheCorpus::kPlainVersion) {
+        for (const Scanned_item& item : recovery.items) {
+            if (item.key.size() == kNumberSize) {
+                m_numbers.insert(number_of(item.key));
+            } else {
+                m_others.insert(item.key);
+            }
+        }
+    }
+
+    // The file may be no corpus at all if it has other items.
+    bool is_repairable() const {
+        for (const std::string& key : m_others) {
+            if (contents_of_corpus_item(key) == "unknown") {
+                return false;
+            }
+        }
+        return !m_numbers.empty() || !m_others.empty();
+    }
+
+    std::size_t missing_numbers() const {
+        return m_numbers.empty() ? 0 : *m_numbers.rbegin() + std::size_t{1} - m_numbers.size();
+    }
+
+    std::uint32_t first_missing_number() const {
+        std::uint32_t next = 0;
+        for (const std::uint32_t number : m_numbers) {
+            if (number != next) {
+                break;
+            }
+            ++next;
+        }
+        return next;
+    }
+
+    bool lacks_zqe() const { return m_others.count(kZqeKey) == 0; }
+
+    bool lacks_global() const { return !m_is_plain && m_others.count(kGlobalKey) == 0; }
+
+    const std::set<std::uint32_t>& numbers() const { return m_numbers; }
+
+private:
+    bool m_is_plain;
+    std::set<std::uint32_t> m_numbers;
+    std::set<std::string> m_others;
+};
+
+// `size`: of a record whose counts and numbers are all 0.
+void add_empty_record(Hreclaim<Hfile64>& file, const char* key, std::size_t size) {
+    SegBuf record;
+    Hio<HSegment> io(new HSegment(record, 'w'));
+    const std::string zeros(size, '\0');
+    io.WriteBytes(zeros.data(), static_cast<unsigned int>(zeros.size()));
+    io.device->Close();
+    file.AddItem(qtString(key), record);
+}
+
+void renumber(Hreclaim<Hfile64>& file, const std::set<std::uint32_t>& numbers) {
+    std::uint32_t next = 0;
+    for (const std::uint32_t number : numbers) {
+        if (number != next) {
+            const qtString old_key = file.MakeStringKey(number);
+            SegBuf record;
+            file.GetItem(old_key, record);
+            file.DeleteItem(old_key);
+            file.AddItem(file.MakeStringKey(next), record);
+        }
+        ++next;
+    }
+}
 
 }  // namespace
 
@@ -217,6 +305,55 @@ void check_corpus_records(const Record_file& file, Record_check& check) {
         checker.check_records();
     } catch (const qtxAll& error) {
         check.add_content_problem(0, "the corpus cannot be opened: " + error.message().str());
+    }
+}
+
+std::vector<std::string> find_corpus_gaps(const Record_recovery& recovery) {
+    const Corpus_keys keys(recovery);
+    if (recovery.form != Record_form::kWide || recovery.identity.id != zeCacheCorpus::kFileId ||
+        !keys.is_repairable()) {
+        return {};
+    }
+    std::vector<std::string> remarks;
+    if (const std::size_t missing = keys.missing_numbers(); missing != 0) {
+        const std::string first = std::to_string(keys.first_missing_number());
+        remarks.push_back("corpus, repaired: " +
+                          (missing == 1 ? "message " + first + " is missing; the messages behind it"
+                                        : std::to_string(missing) +
+                                              " numbers without a message, the first is " + first +
+                                              "; the messages behind them") +
+                          " have got lower numbers");
+    }
+    if (keys.lacks_zqe()) {
+        remarks.emplace_back("corpus, repaired: ZqeInfo is missing; it is empty now");
+    }
+    if (keys.lacks_global()) {
+        remarks.emplace_back(
+            "corpus, repaired: GlobalInfo is missing; it is empty now, so --analysis must say how "
+            "the texts were analysed");
+    }
+    return remarks;
+}
+
+void close_corpus_gaps(const Record_recovery& recovery, const std::string& name,
+                       const std::string& path) {
+    constexpr std::size_t kCounts = 12;  // three numbers
+    const Corpus_keys keys(recovery);
+    errno = 0;
+    try {
+        Hreclaim<Hfile64> file;
+        file.Open(qtString(path), false, false);
+        renumber(file, keys.numbers());
+        if (keys.lacks_zqe()) {
+            add_empty_record(file, kZqeKey, kCounts);
+        }
+        if (keys.lacks_global()) {
+            const std::size_t numbers = zeCacheCorpus::GlobalInfo().numbers.size();
+            add_empty_record(file, kGlobalKey, kCounts + 4 * numbers);
+        }
+        file.Close();
+    } catch (const qtxAll& error) {
+        throw Output_error(name, errno == 0 ? error.what() : reason_of_failure());
     }
 }
 

@@ -4,10 +4,12 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
+#include "cli/records/Record_recovery.h"
 
 namespace cli {
 
@@ -31,6 +33,17 @@ Kc_records read_corpus_records(const Record_file& file, const Wanted_records& is
 // an index that is damaged or may be stale. REQUIRES: `check` is the result of
 // check_record_file(file).
 void check_corpus_records(const Record_file& file, Record_check& check);
+
+// The remarks about a corpus that is not repaired yet, from the keys of its items: missing numbers
+// and missing records. Empty for other files, and for a corpus that needs no repair.
+std::vector<std::string> find_corpus_gaps(const Record_recovery& recovery);
+
+// Makes a corpus usable again that has lost messages or one of the two records of the application:
+// the messages behind a missing number get lower numbers, and a missing record is written empty.
+// Their order and their bytes remain. `path`: of a file with the items of `recovery`.
+// RAISES: Output_error with `name`.
+void close_corpus_gaps(const Record_recovery& recovery, const std::string& name,
+                       const std::string& path);
 
 }  // namespace cli
 

@@ -180,6 +180,16 @@ void examine_archive(const Kc_lock& lock, Record_recovery& recovery) {
     }
 }
 
+// A corpus with a right index can have lost messages in an earlier repair.
+void examine_corpus(Record_recovery& recovery) {
+    const std::vector<std::string> remarks = find_corpus_gaps(recovery);
+    if (!remarks.empty()) {
+        recovery.remarks.insert(recovery.remarks.end(), remarks.begin(), remarks.end());
+        recovery.condition = File_condition::kToRebuild;
+        recovery.has_loss = true;
+    }
+}
+
 void repair_summary(const std::string& name, const std::string& path, Record_recovery& recovery) {
     const Archive_repair repair = repair_archive(name, path);
     for (const std::string& remark : repair.remarks) {
@@ -193,13 +203,15 @@ std::string replace(const Kc_lock& lock, File_window& old_file, Record_recovery&
     write_recovered_file(old_file, recovery, replacement.path());
     if (is_archive(recovery)) {
         repair_summary(lock.target().name(), replacement.path(), recovery);
+    } else if (!find_corpus_gaps(recovery).empty()) {
+        close_corpus_gaps(recovery, lock.target().name(), replacement.path());
     }
     Second_name second(lock.target(), old_file);
     replacement.take_place();
     return second.keep();
 }
 
-// A corpus whose messages have gaps gives wrong messages the last numbers, so gaps count as lost.
+// Names the messages that cannot be read, which only their records show.
 void check_corpus(const Kc_lock& lock, Record_recovery& recovery) {
     const Record_file file = read_record_file(lock.target().path());
     Record_check check = check_record_file(file);
@@ -284,6 +296,7 @@ Rebuilt_index rebuild_index(const std::string& path, const Lock_wait& wait) {
         use.emplace(lock);
     }
     examine_archive(lock, rebuilt.recovery);
+    examine_corpus(rebuilt.recovery);
     switch (rebuilt.recovery.condition) {
         case File_condition::kSound:
             break;

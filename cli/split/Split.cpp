@@ -37,11 +37,11 @@
 #include "cli/data/Data_lines.h"
 #include "cli/data/Data_reader.h"
 #include "cli/data/Data_warnings.h"
+#include "cli/data/File_kind.h"
 #include "cli/data/First_row_check.h"
 #include "cli/data/Packing.h"
 #include "cli/data/Stored_corpus.h"
 #include "cli/errors.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Target_file.h"
 #include "cli/text/Layout.h"
@@ -99,8 +99,10 @@ void check_replaceable(const std::string& file, bool replaces) {
     if (!replaces) {
         throw Usage_error(shown_file(file) + " exists already; --replace replaces it");
     }
-    if (begins_as_kc(target.path())) {
-        throw Data_error(file, "this is a knowledge container, and split replaces only data files");
+    const File_kind kind = kind_of_file(target.path());
+    if (kind == File_kind::kContainer || kind == File_kind::kArchive) {
+        throw Data_error(
+            file, std::string("this is ") + name_of(kind) + ", and split replaces only data files");
     }
 }
 
@@ -130,7 +132,7 @@ void check_targets(const Split_options& options) {
 
 // RAISES: Input_error, Data_error.
 std::string all_bytes(const std::string& data_file) {
-    check_is_no_kc(data_file);
+    check_is_data_file(data_file);
     Data_input input(data_file);
     std::istream& stream = input.stream();
     std::string bytes;

@@ -96,7 +96,6 @@ std::vector<Data_file> read_data(const Options& options, Columns columns, Skippe
     std::vector<Data_file> files;
     files.reserve(options.data_files.size());
     for (const std::string& path : options.data_files) {
-        check_is_no_kc(path);
         files.push_back({input_name(path),
                          read_labelled_file(path, options.skips_bad_lines ? &skipped : nullptr,
                                             columns, options.longest_line, options.form)});

@@ -14,6 +14,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "cli/data/File_kind.h"
 #include "cli/errors.h"
 #include "cli/model/Text_model.h"
 #include "tests/cli/scratch_folder.h"
@@ -242,7 +243,7 @@ TEST(KcFileTest, StreamThatBeginsAsAContainerKeepsItsPosition) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.content);
         std::istringstream input(row.content);
-        EXPECT_EQ(begins_as_kc(input), row.is_kc);
+        EXPECT_EQ(kind_of_stream(input) == File_kind::kContainer, row.is_kc);
         input.clear();
         const std::string left{std::istreambuf_iterator<char>(input),
                                std::istreambuf_iterator<char>()};

@@ -50,8 +50,12 @@ expect 0 archive add small.arc --id a --category red --category blue 'one two'
 is out 'small.arc: 1 message added, 0 replaced, 1 in the archive'
 expect 0 corpus import some.corpus test.tsv --analysis words
 sum_of small.arc
-expect 65 archive add small.arc some.corpus
-is err 'some.corpus: this is a corpus file; zandrel corpus export writes its messages as JSON lines, which archive add reads'
+# Another analysis is refused before anything changes, also after a file that fits.
+expect 0 corpus import phrases.corpus test.tsv --analysis phrases
+expect 65 archive add small.arc some.corpus phrases.corpus
+is err 'phrases.corpus: its texts were analysed with --analysis phrases, but small.arc was made with --analysis words'
+expect 64 archive add small.arc some.corpus --text body
+prints err 'some.corpus is a corpus file, for which there are no --format'
 is_unchanged small.arc
 expect 0 archive add small.arc --id b --category red 'three'
 expect 0 archive add small.arc --id c --category red 'four' --json
@@ -90,6 +94,10 @@ is err 'zandrel: with --category, give one text'
 expect 64 archive add small.arc --category red --category red one
 is err 'zandrel: --category: "red" is given twice'
 expect 64 archive add small.arc --category '' one
+expect 64 archive add small.arc --category red --id-pair id one
+prints err '--category excludes --id-pair'
+expect 64 archive add small.arc --category red --format csv one
+expect 64 archive add small.arc --category red --skip-bad one
 expect 64 archive add small.arc --category red --analysis phrases one
 is err 'zandrel: small.arc was made with --analysis words'
 printf 'red\tgood\nbad line\n' >bad.tsv
@@ -393,6 +401,139 @@ wait $! 2>/dev/null
 expect 0 check ended.arc
 is out 'ended.arc: clean'
 expect 0 archive info ended.arc
+
+# --- the messages of a corpus file ---
+
+# same_lines FIRST SECOND: compares two listings without the times of arrival.
+same_lines() { cmp -s <(sed 's/"time":"[^"]*"//' "$1") <(sed 's/"time":"[^"]*"//' "$2") || fail "$command: $1 and $2 differ"; }
+cat >pairs.jsonl <<'END'
+{"text":"a goal","labels":["sport","news"],"pairs":{"id":"n1","size":7,"list":[1,2,3],"ok":true}}
+{"text":"an \"election\" \\ \u0001","labels":["news"],"pairs":{"id":"n2"}}
+END
+expect 0 corpus import pairs.corpus pairs.jsonl --analysis words
+for name in data stored; do
+    expect 0 archive create $name.arc --analysis words
+done
+expect 0 archive add data.arc pairs.jsonl --id-pair id
+expect 0 archive add stored.arc pairs.corpus --id-pair id
+is out 'stored.arc: 2 messages added, 0 replaced, 2 in the archive'
+for name in data stored; do
+    expect 0 archive show $name.arc n1 n2 --json
+    cp out $name.lines
+done
+same_lines data.lines stored.lines
+prints data.lines '"pairs":{"id":"n1","list":[1,2,3],"ok":true,"size":7}'
+expect 0 archive show stored.arc n1
+prints out 'pair                list = [1,2,3]'
+prints out 'pair                id = n1'
+# The lines of list are data with pairs.
+expect 0 archive list stored.arc --json
+cp out listed.jsonl
+expect 0 corpus import listed.corpus listed.jsonl --analysis words
+expect 0 corpus export listed.corpus
+cp out listed.lines
+expect 0 corpus export pairs.corpus
+cmp -s out listed.lines || fail 'archive list --json: other messages'
+# Archives from data lines and from a corpus of them train the same container.
+expect 0 train first.kc first.tsv --analysis words
+cp first.kc second.kc
+expect 0 corpus import first.corpus first.tsv --analysis words
+for name in data stored; do
+    expect 0 archive create $name-first.arc --analysis words
+done
+expect 0 archive add data-first.arc first.tsv
+expect 0 archive add stored-first.arc first.corpus
+expect 0 archive train data-first.arc first.kc
+expect 0 archive train stored-first.arc second.kc
+[[ $(stat -c %s first.kc) == $(stat -c %s second.kc) ]] || fail 'archive train: containers of different sizes'
+cmp -s -n $(($(stat -c %s first.kc) - 1500)) first.kc second.kc || fail 'archive train: different containers'
+# An id that is missing or already there is refused.
+sum_of stored.arc
+expect 65 archive add stored.arc pairs.corpus --id-pair id
+is err 'pairs.corpus: message 0: the id "n1" is already in stored.arc'
+expect 65 archive add stored.arc pairs.corpus --id-pair list
+is err 'pairs.corpus: message 0: there is no single value of "list"'
+is_unchanged stored.arc
+# Titles and keywords are kept.
+printf 'x\ttext one\ttitle one\tkey one\n' >columns.tsv
+expect 0 corpus import columns.corpus columns.tsv --bootstrap --analysis words
+expect 0 archive add stored.arc columns.corpus
+expect 0 archive show stored.arc --number 2 --json
+prints out '"_SML_TEXT_TITLE":"title one"'
+
+# --- list and show as JSON ---
+
+expect 0 archive create ids.arc --analysis words
+strange=$'a"b\\c\td\ne\x01'
+expect 0 archive add ids.arc --id "$strange" --category $'c"\t' $'a "text"\n\x02'
+expect 0 archive add ids.arc --category red 'no id'
+for arguments in 'list ids.arc' 'show ids.arc --number 0 1'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 0 archive $arguments --json
+    python3 - "$strange" <<'PYTHON' || fail "$command: other JSON"
+import json, sys
+first, second = [json.loads(line) for line in open("out", encoding="utf-8")]
+assert first["id"] == sys.argv[1], first["id"]
+assert first["labels"] == ['c"\t'] and first["text"] == 'a "text"\n\x02', first
+assert second["id"] is None, second["id"]
+PYTHON
+done
+expect 0 archive show ids.arc "$strange"
+prints out 'a"b\c\x09d\x0Ae\x01'
+# The lines of list are data.
+expect 0 archive list ids.arc --json
+cp out list.jsonl
+expect 0 corpus import list.corpus list.jsonl --analysis words
+prints out 'list.corpus: 2 texts added, 2 texts, '
+
+# --- other kinds of files ---
+
+expect 0 train kind.kc first.tsv --analysis words
+for verb in 'train new.kc' 'learn kind.kc' 'evaluate kind.kc' 'evaluate --cv 2' 'tree suggest' 'corpus import new.corpus' 'archive add small.arc'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 65 $verb small.arc
+    is err 'small.arc: this is a message archive, and no data file; zandrel archive train reads it, and zandrel archive list --json writes its messages as JSON lines'
+done
+expect 65 split small.arc new.one new.two
+prints err 'small.arc: this is a message archive, and no data file'
+for verb in classify explain; do
+    for file in kind.kc first.corpus small.arc; do
+        expect 65 $verb kind.kc $file
+        is_silent out
+        prints err "$file: this is a"
+        prints err ', and no file of texts'
+        "$program" $verb kind.kc <$file >out 2>err && fail "$verb kind.kc <$file: no error"
+        prints err '<stdin>: this is a'
+    done
+done
+for file in first.corpus small.arc; do
+    "$program" train new.kc - <$file >out 2>err && fail "train new.kc - <$file: no error"
+    prints err '<stdin>: this is a'
+done
+expect 65 archive info kind.kc
+is err 'kind.kc: this is a knowledge container, and no message archive; zandrel info describes it'
+expect 65 archive list first.corpus
+is err 'first.corpus: this is a corpus file, and no message archive; zandrel corpus info describes it'
+for verb in info 'tree show' 'options get'; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 65 $verb small.arc
+    is err 'small.arc: this is a message archive, and no knowledge container; zandrel archive info describes it'
+done
+sum_of small.arc
+for verb in learn train; do
+    expect 64 archive $verb small.arc small.arc
+    is err 'zandrel: small.arc is the archive itself, and no knowledge container'
+    expect 65 archive $verb small.arc first.corpus
+    is err 'first.corpus: this is a corpus file, and no knowledge container; zandrel corpus info describes it'
+done
+expect 64 tree dump kind.kc -o small.arc
+is err 'zandrel: small.arc is a message archive; a text does not replace it'
+expect 64 tree dump kind.kc -o first.corpus
+is err 'zandrel: first.corpus is a corpus file; a text does not replace it'
+expect 65 split first.corpus small.arc other.corpus --replace
+is err 'small.arc: this is a message archive, and split replaces only data files'
+is_unchanged small.arc
+[[ ! -e new.kc && ! -e new.corpus && ! -e new.one ]] || fail 'a refused command made a file'
 
 # Nothing is left beside the archives.
 [[ -z $(find . -name '.*.tmp*' -o -name '.*.lock') ]] || fail "$(find . -name '.*')"

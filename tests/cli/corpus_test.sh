@@ -269,6 +269,56 @@ head -c 300 two.corpus >cut.corpus
 expect 65 corpus info cut.corpus
 expect 65 rebuild-index cut.corpus
 
+# --- a killed import ---
+
+for i in $(seq 2000); do printf 'sport\ta goal in match %d\n' "$i"; done >many.tsv
+cp two.corpus old.corpus
+sum=$(md5sum <old.corpus)
+mkfifo slow
+"$program" corpus import old.corpus slow >out 2>err &
+importer=$!
+exec 8>slow
+cat many.tsv >&8
+command='corpus import, killed'
+is_large() { [[ $(stat -c %s .old.corpus.tmp-* 2>/dev/null || echo 0) -gt 20000 ]]; }
+for _ in {1..200}; do is_large && break; sleep 0.02; done
+kill -9 "$importer"
+wait "$importer" 2>/dev/null
+exec 8>&-
+is_unchanged old.corpus
+# The unfinished file has the first messages. It was not closed, and rebuild-index makes it a corpus.
+cp .old.corpus.tmp-* unfinished.corpus
+expect 65 corpus info unfinished.corpus
+"$program" rebuild-index unfinished.corpus >out 2>err
+expect 0 check unfinished.corpus
+is out 'unfinished.corpus: clean'
+expect 0 corpus export unfinished.corpus
+(($(wc -l <out) > 100)) || fail "$command: only $(wc -l <out) messages"
+cp out found.jsonl
+expect 0 corpus export two.corpus
+cat out >wanted.jsonl
+sed 's/^sport\t\(.*\)/{"text":"\1","labels":["sport"]}/' many.tsv >>wanted.jsonl
+cmp -s found.jsonl <(head -n "$(wc -l <found.jsonl)" wanted.jsonl) || fail "$command: other messages"
+# The next import removes the unfinished file.
+expect 0 corpus import old.corpus two.tsv
+no_files_left
+
+# --- other kinds of files ---
+
+for verb in info export; do
+    expect 65 corpus $verb a.kc
+    is err 'a.kc: this is a knowledge container, and no corpus file; zandrel info describes it'
+    expect 65 corpus $verb two.tsv
+    is err 'two.tsv: this is no corpus file'
+    : >empty
+    expect 65 corpus $verb empty
+    is err 'empty: this is no corpus file'
+    expect 66 corpus $verb .
+done
+expect_of two.corpus 65 corpus import new.corpus -
+is err '<stdin>: this is a corpus file, which cannot be read from standard input'
+[[ ! -e new.corpus ]] || fail "$command: new.corpus exists"
+
 # --- locks, a full disk ---
 
 cp two.corpus full.corpus
