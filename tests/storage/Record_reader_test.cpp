@@ -13,7 +13,7 @@ namespace {
 
 using zandrel::detail::Record_reader;
 
-constexpr unsigned int kSegment = SegBuf::kSegmentSize;
+constexpr unsigned int kWholeSegment = SegBuf::kSegmentSize;
 
 // A record of `size` bytes, each different from its neighbours, and a stream at `position`.
 struct Record {
@@ -36,7 +36,7 @@ struct Record {
 };
 
 TEST(RecordReaderTest, ReaderReadsLikeTheStreamWhereverASegmentEnds) {
-    for (unsigned int start = kSegment - 40; start < kSegment; ++start) {
+    for (unsigned int start = kWholeSegment - 40; start < kWholeSegment; ++start) {
         SegBuf segments;
         Hio<HSegment> io(new HSegment(segments, 'w'));
         io.WriteBytes(std::string(start, '\0').data(), start);
@@ -61,7 +61,7 @@ TEST(RecordReaderTest, ReaderReadsLikeTheStreamWhereverASegmentEnds) {
 }
 
 TEST(RecordReaderTest, StreamContinuesAtTheReadersEnd) {
-    Record record(3 * kSegment, 5);
+    Record record(3 * kWholeSegment, 5);
     {
         Record_reader reader(record.io);
         EXPECT_EQ(std::string(reader.Bytes(3), 3), record.bytes.substr(5, 3));
@@ -69,10 +69,10 @@ TEST(RecordReaderTest, StreamContinuesAtTheReadersEnd) {
     EXPECT_EQ(record.io.ReadByte(), record.bytes[8]);
     {
         Record_reader reader(record.io);
-        EXPECT_EQ(std::string(reader.Bytes(2 * kSegment), 2 * kSegment),
-                  record.bytes.substr(9, 2 * kSegment));
+        EXPECT_EQ(std::string(reader.Bytes(2 * kWholeSegment), 2 * kWholeSegment),
+                  record.bytes.substr(9, 2 * kWholeSegment));
     }
-    EXPECT_EQ(record.io.ReadByte(), record.bytes[9 + 2 * kSegment]);
+    EXPECT_EQ(record.io.ReadByte(), record.bytes[9 + 2 * kWholeSegment]);
 }
 
 TEST(RecordReaderTest, ReadBehindTheContentFailsAsInTheStream) {
@@ -99,7 +99,7 @@ TEST(RecordReaderTest, ReadThatEndsBehindTheContentReturnsZeros) {
 TEST(RecordReaderTest, CountOfMoreBytesThanRemainFails) {
     SegBuf segments;
     Hio<HSegment> io(new HSegment(segments, 'w'));
-    io << kSegment << 0U;
+    io << kWholeSegment << 0U;
     io.device->Seek(0);
     Record_reader reader(io);
 
@@ -109,10 +109,10 @@ TEST(RecordReaderTest, CountOfMoreBytesThanRemainFails) {
 TEST(RecordReaderTest, CountUpToTheEndOfTheLastSegmentIsAccepted) {
     SegBuf segments;
     Hio<HSegment> io(new HSegment(segments, 'w'));
-    io << kSegment - 4 << 0U;
+    io << kWholeSegment - 4 << 0U;
     io.device->Seek(0);
 
-    EXPECT_EQ(Record_reader(io).Count(1), kSegment - 4);
+    EXPECT_EQ(Record_reader(io).Count(1), kWholeSegment - 4);
 }
 
 }  // namespace
